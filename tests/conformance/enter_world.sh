@@ -1,0 +1,25 @@
+#!/bin/sh
+# enter_world.sh SCRATCH STDIN COMMAND [ARGUMENT ...]
+# Runs in a private mount namespace: puts the folders of SCRATCH in the place of the tool's fixed places, then becomes
+# COMMAND. Everything else of the machine is as it is outside. STDIN "closed" closes standard input, anything else
+# leaves it alone.
+set -e
+scratch=$1
+stdin=$2
+shift 2
+
+mount --bind "$scratch/opt" /opt
+mount --bind "$scratch/var_lib" /var/lib
+mount --bind "$scratch/var_log" /var/log
+if [ -d "$scratch/usr_lib" ]; then
+    # /usr/lib cannot be replaced, the programs need what is in it: the scratch folder is laid over it.
+    mount -t tmpfs tmpfs "$scratch/overlay"
+    mkdir "$scratch/overlay/upper" "$scratch/overlay/work"
+    cp -a "$scratch/usr_lib/." "$scratch/overlay/upper/"
+    mount -t overlay overlay -o "lowerdir=/usr/lib,upperdir=$scratch/overlay/upper,workdir=$scratch/overlay/work,userxattr" /usr/lib
+fi
+
+if [ "$stdin" = closed ]; then
+    exec "$@" <&-
+fi
+exec "$@"
