@@ -2,10 +2,12 @@
 
 namespace ostrel::core {
 
-ScopeTrace::ScopeTrace(const char* file, const char* function, unsigned) : file_(file), function_(function) {}
-ScopeTrace::~ScopeTrace() {
-    (void)file_;
-    (void)function_;
+void ScopeTrace::logEntering(unsigned line) const noexcept {
+    logMessage(LOGSEVERITY_DEBUG, baseFileName(file_), "(", line, ") ", baseFunctionName(function_), ": Entering");
+}
+
+void ScopeTrace::logExiting() const noexcept {
+    logMessage(LOGSEVERITY_DEBUG, baseFileName(file_), " ", baseFunctionName(function_), ": Exiting");
 }
 
 }  // namespace ostrel::core

@@ -1,0 +1,56 @@
+#include "ostrel/core/LogFileStream.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+
+namespace ostrel::core {
+
+namespace {
+
+// Two steps, since the file may turn out to be none that may be emptied. O_NONBLOCK: opening a pipe must not wait for
+// its reader; on a regular file it means nothing.
+FileDescriptor openRegularFile(const std::string& name, bool append) {
+    FileDescriptor file(
+        ::open(name.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, 0644));
+    struct stat about = {};
+    if (!file.isOpen() || ::fstat(file.get(), &about) != 0 || !S_ISREG(about.st_mode)) return FileDescriptor();
+    if (!append && ::ftruncate(file.get(), 0) != 0) return FileDescriptor();
+    return file;
+}
+
+}  // namespace
+
+LogFileStream::LogFileStream(const std::string& name, bool append) : std::ostream(nullptr) {
+    buffer_.file_ = openRegularFile(name, append);
+    rdbuf(&buffer_);
+}
+
+LogFileStream::Buffer::int_type LogFileStream::Buffer::overflow(int_type character) {
+    if (!traits_type::eq_int_type(character, traits_type::eof()))
+        pending_.push_back(traits_type::to_char_type(character));
+    return traits_type::not_eof(character);
+}
+
+std::streamsize LogFileStream::Buffer::xsputn(const char* text, std::streamsize length) {
+    pending_.append(text, static_cast<size_t>(length));
+    return length;
+}
+
+int LogFileStream::Buffer::sync() {
+    size_t done = 0;
+    // The kernel takes a line whole unless the disk fills up or it is above 2 GiB; the rest then follows, or is
+    // dropped.
+    while (done < pending_.size()) {
+        const ssize_t written = ::write(file_.get(), pending_.data() + done, pending_.size() - done);
+        if (written < 0 && errno == EINTR) continue;
+        if (written <= 0) break;
+        done += static_cast<size_t>(written);
+    }
+    pending_.clear();
+    return 0;
+}
+
+}  // namespace ostrel::core
