@@ -1,0 +1,14 @@
+#pragma once
+
+#include "ostrel/interfaces/cli/cliframework/SyntaxErrorResult.h"
+#include "ostrel/interfaces/cli/cliframework/Token.h"
+
+namespace cli::framework {
+
+/// An option, target or property stands on the command line twice.
+class DuplicateTokenErrorResult : public SyntaxErrorResult {
+public:
+    explicit DuplicateTokenErrorResult(const Token& token);
+};
+
+}  // namespace cli::framework

@@ -1,0 +1,77 @@
+#pragma once
+
+#include <cstddef>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "ostrel/interfaces/cli/cliframework/ResultBase.h"
+
+namespace cli::framework {
+
+/// The tree-shaped result: a name, properties and child objects, both in the order of insertion. Nothing is sorted and
+/// a key may occur twice. A property's value is rendered by its own output(), which is its text form.
+///
+/// Ownership: an object owns its children and its values.
+/// Threads:   the main thread only: all objects of the process render through one indent string.
+class ObjectResult : public ResultBase {
+public:
+    struct Property {
+        std::string key;
+        std::unique_ptr<ResultBase> value;  ///< never null
+    };
+    using Objects = std::vector<std::unique_ptr<ObjectResult>>;
+    using Properties = std::vector<Property>;
+
+    ObjectResult();
+    explicit ObjectResult(std::string root);
+    ~ObjectResult() override;
+
+    // Final, because a child is not asked for a string of its own but writes into its parent's: a derived class
+    // changes a format by overriding the append operation, and both roads agree.
+    std::string outputText() const final;
+    std::string outputXml() const final;
+    /// Always empty: this result has no esx form.
+    std::string outputEsxXml() const override;
+    std::string outputJson() const final;
+    std::string outputCSV() const final;
+
+    /// The object's name. The text form prints no title for an empty one; the XML form makes it the document's top.
+    void setRoot(std::string root);
+    std::string getRoot() const { return root_; }
+
+    /// Whether the text form indents the children of named objects. Holds for all objects of the process.
+    static void setTab(bool indentChildren);
+
+    /// Names the child and appends it.
+    void insert(std::string root, std::unique_ptr<ObjectResult> child);
+    void insert(std::string key, std::string value);
+    void insert(std::string key, std::unique_ptr<ResultBase> value);
+
+    /// The number of children; properties do not count.
+    std::size_t getCount() const { return objects_.size(); }
+    Objects::const_iterator begin() const { return objects_.begin(); }
+    Objects::const_iterator end() const { return objects_.end(); }
+    Properties::const_iterator propertiesBegin() const { return properties_.begin(); }
+    Properties::const_iterator propertiesEnd() const { return properties_.end(); }
+    /// Whether a property has this key; case does not matter.
+    bool contains(const std::string& key) const;
+
+protected:
+    virtual void appendText(std::string& out) const;
+    virtual void appendXml(std::string& out) const;
+    virtual void appendJson(std::string& out) const;
+    virtual void appendCSV(std::string& out) const;
+
+    static std::string s_tab;      ///< the current indent; carries over from one rendering to the next
+    static bool s_indentChildren;  ///< see setTab()
+
+private:
+    void outputPropertyJson(std::string& out) const;
+
+    std::string root_;
+    Objects objects_;
+    Properties properties_;
+};
+
+}  // namespace cli::framework
