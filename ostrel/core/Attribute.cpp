@@ -1,0 +1,292 @@
+#include "ostrel/core/Attribute.h"
+
+#include <boost/multiprecision/cpp_int.hpp>
+
+#include <algorithm>
+#include <charconv>
+#include <cstring>
+#include <optional>
+#include <utility>
+
+#include "ostrel/core/ScopeTrace.h"
+#include "ostrel/core/StatusCatalogue.h"
+#include "ostrel/core/Strings.h"
+
+namespace ostrel::core {
+namespace {
+
+using boost::multiprecision::uint128_t;
+
+constexpr char LIST_DELIMITER[] = "~";
+
+Payload terminated(std::string_view text) {
+    Payload value(text.size() + 1);
+    if (value.getSize() == 0) return value;  // the allocation failed, and said so
+    std::copy(text.begin(), text.end(), value.getData());
+    value.getData()[text.size()] = 0;
+    return value;
+}
+
+template <typename Number>
+Payload littleEndian(Number number, unsigned widthBytes) {
+    Payload value(widthBytes);
+    for (unsigned i = 0; i < value.getSize(); ++i)
+        value.getData()[i] = static_cast<uint8_t>((number >> (8 * i)) & 0xFF);
+    return value;
+}
+
+uint64_t readLittleEndian(const Payload& value, unsigned maximumBytes) {
+    uint64_t number = 0;
+    for (unsigned i = std::min(value.getSize(), maximumBytes); i > 0; --i)
+        number = number << 8 | value.getData()[i - 1];
+    return number;
+}
+
+// Bytes to text. `widthBytes` is that of the type.
+
+std::string charactersText(const Payload& value, unsigned) {
+    return value.getSize() == 0 ? "" : std::string(value.getData(), value.getData() + value.getSize() - 1);
+}
+
+std::string signedText(const Payload& value, unsigned widthBytes) {
+    const unsigned bytes = std::min(value.getSize(), widthBytes);
+    if (bytes == 0) return "-1";  // but "0" for the unsigned types; callers depend on both
+    const unsigned unusedBits = 64 - 8 * bytes;
+    return std::to_string(static_cast<int64_t>(readLittleEndian(value, bytes) << unusedBits) >> unusedBits);
+}
+
+std::string unsignedText(const Payload& value, unsigned) {
+    return std::to_string(readLittleEndian(value, sizeof(uint64_t)));
+}
+
+std::string bigNumberText(const Payload& value, unsigned) {
+    uint128_t number = 0;
+    for (unsigned i = std::min(value.getSize(), 16u); i > 0; --i) number = number << 8 | value.getData()[i - 1];
+    return number.str();
+}
+
+std::string booleanText(const Payload& value, unsigned) {
+    return boolToText(value.getSize() != 0 && value.getData()[0] == 1);
+}
+
+std::string hexText(const Payload& value, unsigned) {
+    return bytesToHex(value.getData(), value.getSize());
+}
+
+std::string hexValueText(const Payload& value, unsigned) {
+    const uint8_t* end = value.getData() + value.getSize();
+    const uint8_t* first = std::find_if(value.getData(), end, [](uint8_t byte) { return byte != 0; });
+    return first == end ? "0x0" : "0x" + bytesToHex(first, static_cast<size_t>(end - first));
+}
+
+std::string noText(const Payload&, unsigned) {
+    return "";
+}
+
+// Text to bytes; nothing when the text does not suit.
+
+using OptionalPayload = std::optional<Payload>;
+
+std::string_view withoutHexPrefix(std::string_view text) {
+    const std::string_view prefix = text.substr(0, 2);
+    if (prefix == "0x" || prefix == "0X") text.remove_prefix(2);
+    return text;
+}
+
+bool hasOnlyHexDigits(std::string_view text) {
+    // Behind a prefix isHex() overlooks a character, so that no prefix may be left.
+    return !text.empty() && withoutHexPrefix(text).size() == text.size() && isHex(text);
+}
+
+/// The decimal or hexadecimal number, if it has no more than `bits` bits.
+std::optional<uint128_t> parseNumber(std::string_view text, unsigned bits) {
+    const unsigned base = isInteger(text) ? 10 : 16;
+    if (base == 16) text = withoutHexPrefix(text);
+    if (!hasOnlyHexDigits(text)) return std::nullopt;
+
+    const uint128_t maximum = ~uint128_t(0) >> (128 - bits);
+    uint128_t number = 0;
+    for (const char digit : text) {
+        const int value = digit <= '9' ? digit - '0' : (digit | 0x20) - 'a' + 10;
+        if (number > (maximum - value) / base) return std::nullopt;
+        number = number * base + value;
+    }
+    return number;
+}
+
+OptionalPayload parseCharacters(std::string_view text, unsigned) {
+    return terminated(text);
+}
+
+OptionalPayload parseUnsigned(std::string_view text, unsigned widthBytes) {
+    const auto number = parseNumber(text, 8 * widthBytes);
+    if (!number) return std::nullopt;
+    return littleEndian(*number, widthBytes);
+}
+
+OptionalPayload parseSigned(std::string_view text, unsigned widthBytes) {
+    const auto number = parseNumber(text, 8 * widthBytes - 1);  // no sign is accepted, so its bit stays free
+    if (!number) return std::nullopt;
+    return littleEndian(*number, widthBytes);
+}
+
+OptionalPayload parseDouble(std::string_view text, unsigned widthBytes) {
+    double number = 0;
+    const char* end = text.data() + text.size();
+    const auto result = std::from_chars(text.data(), end, number, std::chars_format::fixed);
+    const bool isFraction = result.ec == std::errc() && result.ptr == end &&
+                            text.find_first_not_of("0123456789.") == std::string_view::npos;
+    if (!isFraction) {
+        const auto hex = parseNumber(text, 64);
+        if (!hex) return std::nullopt;
+        number = hex->convert_to<double>();
+    }
+    uint64_t bits = 0;
+    std::memcpy(&bits, &number, sizeof bits);
+    return littleEndian(bits, widthBytes);
+}
+
+OptionalPayload parseBoolean(std::string_view text, unsigned widthBytes) {
+    if (!isBoolean(text)) return std::nullopt;
+    return littleEndian(static_cast<unsigned>(text == "1" || toBoolean(text)), widthBytes);
+}
+
+OptionalPayload parseHexPairs(std::string_view text, unsigned) {
+    if (text.size() % 2 != 0 || !(text.empty() || hasOnlyHexDigits(text))) return std::nullopt;
+    return hexToBytes(text, "");
+}
+
+OptionalPayload parseHexValue(std::string_view text, unsigned) {
+    text = withoutHexPrefix(text);
+    if (!hasOnlyHexDigits(text)) return std::nullopt;
+    return hexToBytes(text.size() % 2 == 0 ? std::string(text) : '0' + std::string(text), "");
+}
+
+OptionalPayload parseNothing(std::string_view, unsigned) {
+    return std::nullopt;
+}
+
+struct TypeRow {
+    const char* name;
+    unsigned widthBytes;
+    std::string (*toText)(const Payload& value, unsigned widthBytes);
+    OptionalPayload (*fromText)(std::string_view text, unsigned widthBytes);
+};
+
+// clang-format off
+constexpr TypeRow TYPES[] = {
+    {typeString(),           0,  charactersText, parseCharacters},
+    {typeSint8(),            1,  signedText,     parseSigned},
+    {typeSint16(),           2,  signedText,     parseSigned},
+    {typeSint32(),           4,  signedText,     parseSigned},
+    {typeSint64(),           8,  signedText,     parseSigned},
+    {typeUint8(),            1,  unsignedText,   parseUnsigned},
+    {typeUint16(),           2,  unsignedText,   parseUnsigned},
+    {typeUint32(),           4,  unsignedText,   parseUnsigned},
+    {typeUint64(),           8,  unsignedText,   parseUnsigned},
+    {typeUint128(),          16, bigNumberText,  parseUnsigned},
+    {typeUlong(),            8,  bigNumberText,  parseUnsigned},
+    {typeDouble(),           8,  noText,         parseDouble},
+    {typeBoolean(),          1,  booleanText,    parseBoolean},
+    {typeBytepointer(),      0,  hexText,        parseHexPairs},
+    {typeListUint64(),       0,  hexText,        parseHexPairs},  // not the list itself: readers expect it so
+    {typeVectorOfStrings(),  0,  charactersText, parseCharacters},
+    {typeVectorOfPayloads(), 0,  noText,         parseNothing},
+    {typeHexValue(),         0,  hexValueText,   parseHexValue},
+};
+// clang-format on
+constexpr TypeRow UNKNOWN_TYPE = {"", 0, noText, parseNothing};
+
+const TypeRow& rowOf(const std::string& type) {
+    const auto* row =
+        std::find_if(std::begin(TYPES), std::end(TYPES), [&type](const TypeRow& r) { return type == r.name; });
+    return row == std::end(TYPES) ? UNKNOWN_TYPE : *row;
+}
+
+}  // namespace
+
+Attribute::Attribute() : type_(typeBytepointer()) {}
+
+Attribute::Attribute(std::string name, std::string displayName, std::string type)
+    : name_(std::move(name)), displayName_(std::move(displayName)), type_(std::move(type)) {}
+
+void Attribute::setValue(bool value) {
+    value_ = littleEndian(static_cast<unsigned>(value), 1);
+}
+void Attribute::setValue(int8_t value) {
+    value_ = littleEndian(value, sizeof value);
+}
+void Attribute::setValue(int16_t value) {
+    value_ = littleEndian(value, sizeof value);
+}
+void Attribute::setValue(int32_t value) {
+    value_ = littleEndian(value, sizeof value);
+}
+void Attribute::setValue(int64_t value) {
+    value_ = littleEndian(value, sizeof value);
+}
+void Attribute::setValue(uint8_t value) {
+    value_ = littleEndian(value, sizeof value);
+}
+void Attribute::setValue(uint16_t value) {
+    value_ = littleEndian(value, sizeof value);
+}
+void Attribute::setValue(uint32_t value) {
+    value_ = littleEndian(value, sizeof value);
+}
+void Attribute::setValue(uint64_t value) {
+    value_ = littleEndian(value, sizeof value);
+}
+void Attribute::setValue(const std::string& value) {
+    value_ = terminated(value);
+}
+void Attribute::setValue(const char* value) {
+    value_ = terminated(value);
+}
+void Attribute::setValue(const void* data, uint64_t size) {
+    value_ = Payload(data, size);
+}
+
+void Attribute::setList(const std::vector<std::string>& list) {
+    OSTREL_TRACE();
+    setValue(join(list, LIST_DELIMITER));
+}
+
+void Attribute::setList(const std::vector<uint64_t>& list) {
+    OSTREL_TRACE();
+    std::vector<std::string> texts;
+    for (const uint64_t number : list) texts.push_back(numberToText(number));
+    setList(texts);
+}
+
+std::string Attribute::getText() const {
+    OSTREL_TRACE();
+    const TypeRow& row = rowOf(type_);
+    return row.toText(value_, row.widthBytes);
+}
+
+Status Attribute::fromText(const std::string& text) {
+    OSTREL_TRACE();
+    const TypeRow& row = rowOf(type_);
+    const auto value = row.fromText(text, row.widthBytes);
+    if (!value) return statuses::invalidAttributeValueType();
+    setValue(*value);
+    return Status();
+}
+
+bool operator<(const Attribute& left, const Attribute& right) {
+    OSTREL_TRACE();
+    return toUpper(left.getName()) < toUpper(right.getName());
+}
+
+bool operator==(const Attribute& left, const Attribute& right) {
+    OSTREL_TRACE();
+    return equals(left.getName(), right.getName(), true) && left.getType() == right.getType();
+}
+
+bool operator!=(const Attribute& left, const Attribute& right) {
+    OSTREL_TRACE();
+    return !(left == right);
+}
+
+}  // namespace ostrel::core

@@ -1,0 +1,18 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <unordered_map>
+
+#include "ostrel/core/Attribute.h"
+
+namespace ostrel::core {
+
+/// Attributes under their names. The order of iteration is that of the hash map: nobody may rely on it.
+using AttributeList = std::unordered_map<std::string, Attribute>;
+
+/// The entry under `name`, ignoring case, or end(). An entry of exactly this spelling goes before the others.
+AttributeList::iterator findIgnoringCase(AttributeList& list, std::string_view name);
+AttributeList::const_iterator findIgnoringCase(const AttributeList& list, std::string_view name);
+
+}  // namespace ostrel::core
