@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <vector>
 
 #include "ostrel/interfaces/cli/cliframework/CommandSpec.h"
@@ -15,5 +16,10 @@ struct CandidateCommand {
 };
 
 using CandidateCommands = std::vector<CandidateCommand>;
+
+/// Moves every command that keep refuses to the end of removed. The walk goes from the last command to the first, so
+/// removed grows in reverse order; the commands that stay keep theirs.
+void removeCandidates(CandidateCommands& commands, std::vector<CommandSpec>& removed,
+                      const std::function<bool(CommandSpec&)>& keep);
 
 }  // namespace cli::framework

@@ -65,4 +65,31 @@ void Framework::buildCommands(CandidateCommands& commands) const {
     }
 }
 
+std::vector<CommandPart>* Framework::getCommandPart(TokenType tokenType, CommandSpec& commandSpec) {
+    CLI_TRACE();
+    switch (tokenType) {
+        case TOKENTYPE_TARGET:
+            return &commandSpec.targets;
+        case TOKENTYPE_PROPERTY:
+            return &commandSpec.properties;
+        case TOKENTYPE_OPTION:
+            return &commandSpec.options;
+        default:
+            return nullptr;
+    }
+}
+
+void Framework::filterIncompleteCommands(TokenType tokenType, CandidateCommands& commands) {
+    CLI_TRACE();
+    removeCandidates(commands, removedCommands_, [&](CommandSpec& command) {
+        const std::vector<CommandPart>* parts = getCommandPart(tokenType, command);
+        if (parts == nullptr) return true;
+        const auto missing = std::find_if(parts->begin(), parts->end(),
+                                          [](const CommandPart& part) { return part.required && !part.found; });
+        if (missing == parts->end()) return true;
+        CLI_LOG(tokenTypeToString(tokenType) << " '" << missing->name << "' required, but not found?");
+        return false;
+    });
+}
+
 }  // namespace cli::framework

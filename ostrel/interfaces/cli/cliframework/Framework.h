@@ -47,6 +47,7 @@ public:
     /// Removes the commands that lack a required part of this type on the command line.
     void filterIncompleteCommands(TokenType tokenType, CandidateCommands& commands);
 
+    // For the log.
     static std::string tokenArrayToString(int argc, const char* const* argv);
     static std::string tokenArrayToString(const std::vector<Token>& tokens);
 
@@ -60,6 +61,11 @@ private:
     };
 
     Framework() = default;
+
+    std::unique_ptr<ResultBase> executeLine(int argc, const char* const* argv, Parser& parser);
+    void removeIncompleteCommands(CandidateCommands& commands);
+    void removeIncompleteForHelp(CandidateCommands& commands);
+    std::unique_ptr<ResultBase> runOnlyCommand(const CandidateCommands& commands, const Parser& parser) const;
 
     std::map<std::string, FeatureBase*, RegistryOrder> features_;
     std::vector<CommandSpec> removedCommands_;  ///< What filterIncompleteCommands() removed during this run.

@@ -9,9 +9,6 @@ namespace cli::framework {
 
 namespace {
 
-char foldByte(char byte) {
-    return static_cast<char>(std::tolower(static_cast<unsigned char>(byte)));
-}
 bool isDigit(char byte) {
     return byte >= '0' && byte <= '9';
 }
@@ -26,6 +23,10 @@ bool isDecimal(std::string_view text) {
 }
 
 }  // namespace
+
+char foldByte(char byte) {
+    return static_cast<char>(std::tolower(static_cast<unsigned char>(byte)));
+}
 
 bool stringsIEqual(std::string_view a, std::string_view b) {
     CLI_TRACE();

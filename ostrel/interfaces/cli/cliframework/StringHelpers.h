@@ -9,6 +9,9 @@ namespace cli::framework {
 // The framework's own string rules. The core has helpers of the same purpose with other corner cases: the two families
 // are not interchangeable.
 
+/// One byte folded with tolower; bytes above 0x7F are no letters.
+char foldByte(char byte);
+
 /// Equal when folded byte by byte with tolower; strings of different lengths are unequal without folding.
 bool stringsIEqual(std::string_view a, std::string_view b);
 

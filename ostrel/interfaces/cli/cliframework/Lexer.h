@@ -1,0 +1,50 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "ostrel/interfaces/cli/cliframework/CandidateCommand.h"
+#include "ostrel/interfaces/cli/cliframework/Token.h"
+
+namespace cli::framework {
+
+/// Turns raw arguments into tokens. There is no fixed word list: each word is looked up in all candidate commands, and
+/// the token takes the spelling found there ("SHOW -a" becomes "show", "-all").
+///
+/// The lexer reports no errors. A line it cannot make sense of leaves unknown tokens or ends early (a second verb, a
+/// target before the verb), and the parser finds the fault.
+/// Quotes mean nothing: "=" and "," inside an argument always cut it.
+/// Cost: linear in the line, times the number of words that the commands know.
+class Lexer {
+public:
+    /// Options and targets that lack their "-" get one in the lexer's own copy.
+    explicit Lexer(CandidateCommands commands);
+
+    std::vector<Token> tokenize(int argc, const char* const* argv) const;
+    std::vector<Token> tokenize(const std::vector<std::string>& arguments) const;
+
+private:
+    /// A piece of an argument, as typed.
+    struct Word {
+        std::string_view text;
+        bool isFollowedByEqual = false;
+    };
+
+    /// What looking up a word came to; a stop ends the token list.
+    enum class Lookup { NOT_FOUND, FOUND, FOUND_THEN_STOP, STOP };
+
+    static std::vector<Word> cutIntoWords(const std::vector<std::string>& arguments);
+    Lookup classify(const Word& word, const std::string& currentVerb, Token& token) const;
+    static Lookup lookUp(const Word& word, const CommandSpec& command, const std::string& currentVerb, Token& token);
+    static Lookup foundVerb(const CommandSpec& command, const std::string& currentVerb, Token& token);
+    static Lookup lookUpTarget(const Word& word, const CommandSpec& command, const std::string& currentVerb,
+                               Token& token);
+    static Lookup lookUpOption(const Word& word, const CommandSpec& command, Token& token);
+    static Lookup lookUpProperty(const Word& word, const CommandSpec& command, Token& token);
+    static void markValues(std::vector<Token>& tokens);
+
+    CandidateCommands commands_;
+};
+
+}  // namespace cli::framework
