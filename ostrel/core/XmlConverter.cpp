@@ -1,0 +1,178 @@
+#include "ostrel/core/XmlConverter.h"
+
+#include <algorithm>
+#include <cstdint>
+#include <exception>
+#include <iterator>
+#include <type_traits>
+#include <utility>
+
+#include "ostrel/core/Logging.h"
+#include "ostrel/core/ScopeTrace.h"
+#include "ostrel/core/Status.h"
+#include "ostrel/core/Strings.h"
+#include "ostrel/core/xml/XmlReader.h"
+
+namespace ostrel::core {
+
+using namespace xml;
+
+namespace {
+
+void setBoolean(Attribute& attribute, const std::string& text) {
+    OSTREL_TRACE();
+    attribute.setValue(toBoolean(text));
+}
+
+// Read at the full width and then cut: 256 as a uint8 is 0, not the nearest number that fits.
+template <typename Number>
+void setNumber(Attribute& attribute, const std::string& text) {
+    OSTREL_TRACE();
+    using Wide = std::conditional_t<std::is_signed_v<Number>, int64_t, uint64_t>;
+    attribute.setValue(static_cast<Number>(toNumber<Wide>(text)));
+}
+
+void setText(Attribute& attribute, const std::string& text) {
+    OSTREL_TRACE();
+    attribute.setValue(text);
+}
+
+void setBytes(Attribute& attribute, const std::string& text) {
+    OSTREL_TRACE();
+    attribute.setValue(hexToBytes(text, ""));
+}
+
+void setHexValue(Attribute& attribute, const std::string& text) {
+    OSTREL_TRACE();
+    constexpr const char* PREFIX = "0x";
+    std::string digits = text;
+    replaceAll(digits, PREFIX, "");
+    if (toNumber<uint64_t>(digits) == 0)
+        attribute.setValue(uint8_t{0});
+    else
+        attribute.setValue(hexToBytes(text, PREFIX));
+}
+
+// The types that are read. The others are written, but no reader of the format takes them.
+constexpr struct {
+    const char* type;
+    void (*setValue)(Attribute& attribute, const std::string& text);
+} READABLE_TYPES[] = {
+    {typeBoolean(), setBoolean},
+    {typeSint16(), setNumber<int16_t>},
+    {typeSint32(), setNumber<int32_t>},
+    {typeSint64(), setNumber<int64_t>},
+    {typeString(), setText},
+    {typeUint8(), setNumber<uint8_t>},
+    {typeUint16(), setNumber<uint16_t>},
+    {typeUint32(), setNumber<uint32_t>},
+    {typeUint64(), setNumber<uint64_t>},
+    {typeBytepointer(), setBytes},
+    {typeListUint64(), setBytes},
+    {typeVectorOfStrings(), setText},
+    {typeHexValue(), setHexValue},
+};
+
+/// Not XmlObject::addProperty(): a status message crosses the boundary byte for byte.
+void addVerbatimProperty(XmlObject& object, const std::string& name, const std::string& value) {
+    OSTREL_TRACE();
+    auto property = std::make_unique<XmlProperty>();
+    property->attributes[KEY_NAME] = name;
+    property->attributes[KEY_VALUE] = value;
+    object.properties.push_back(std::move(property));
+}
+
+}  // namespace
+
+std::unique_ptr<XmlElement> XmlConverter::toXml(const std::string& xmlText) {
+    OSTREL_TRACE();
+    try {
+        return readElement(xmlText);
+    } catch (const std::exception&) {  // the text is all there is to know of it: the reader only names a line
+        logMessage(LOGSEVERITY_ERROR, "Unable to convert the given xml string to an XmlElement");
+        logMessage(LOGSEVERITY_ERROR, xmlText);
+        return nullptr;
+    }
+}
+
+std::unique_ptr<XmlProperty> XmlConverter::attributeToXml(const Attribute& attribute) {
+    OSTREL_TRACE();
+    auto property = std::make_unique<XmlProperty>();
+    property->attributes[KEY_CATEGORY] = CATEGORY_ATTRIBUTE;
+    property->attributes[KEY_TYPE] = attribute.getType();
+    if (!attribute.getDescription().empty()) property->attributes[KEY_DESCRIPTION] = attribute.getDescription();
+    property->attributes[KEY_DISPLAY_NAME] = attribute.getDisplayName();
+    property->attributes[KEY_NAME] = attribute.getName();
+    property->attributes[KEY_VALUE] = attribute.getText();
+    property->attributes[KEY_SIZE] = numberToText(attribute.getSize());
+    return property;
+}
+
+std::unique_ptr<XmlProperty> XmlConverter::payloadToXml(const Payload& payload) {
+    OSTREL_TRACE();
+    auto property = std::make_unique<XmlProperty>();
+    property->attributes[KEY_CATEGORY] = CATEGORY_PAYLOAD;
+    property->attributes[KEY_TYPE] = typeBytepointer();
+    property->attributes[KEY_DISPLAY_NAME] = CATEGORY_PAYLOAD;
+    property->attributes[KEY_NAME] = CATEGORY_PAYLOAD;
+    property->attributes[KEY_VALUE] = bytesToHex(payload.getData(), payload.getSize());
+    property->attributes[KEY_SIZE] = numberToText(payload.getSize());
+    return property;
+}
+
+std::unique_ptr<XmlObject> XmlConverter::attributeListToXml(const AttributeList& attributes) {
+    OSTREL_TRACE();
+    auto object = std::make_unique<XmlObject>();
+    object->attributes[KEY_CATEGORY] = CATEGORY_ATTRIBUTE_LIST;
+    for (const auto& [name, attribute] : attributes) object->properties.push_back(attributeToXml(attribute));
+    return object;
+}
+
+std::unique_ptr<XmlObject> XmlConverter::statusToXml(const Status& status) {
+    OSTREL_TRACE();
+    auto object = std::make_unique<XmlObject>();
+    object->attributes[KEY_CATEGORY] = CATEGORY_STATUS;
+    addVerbatimProperty(*object, "Category", numberToText(status.getCategory()));
+    addVerbatimProperty(*object, "Code", numberToText(status.getCode()));
+    addVerbatimProperty(*object, "Message", status.getMessage());
+    return object;
+}
+
+std::unique_ptr<Attribute> XmlConverter::xmlToAttribute(XmlProperty& xmlProperty) {
+    OSTREL_TRACE();
+    // Subscripts, also for those that are not used: the property ends up with all seven.
+    const std::string& name = xmlProperty.attributes[KEY_NAME];
+    const std::string& description = xmlProperty.attributes[KEY_DESCRIPTION];
+    const std::string& displayName = xmlProperty.attributes[KEY_DISPLAY_NAME];
+    const std::string& type = xmlProperty.attributes[KEY_TYPE];
+    xmlProperty.attributes[KEY_SIZE];
+    const std::string& value = xmlProperty.attributes[KEY_VALUE];
+    if (xmlProperty.attributes[KEY_CATEGORY] != CATEGORY_ATTRIBUTE) return nullptr;
+
+    const auto readable = std::find_if(std::begin(READABLE_TYPES), std::end(READABLE_TYPES),
+                                       [&type](const auto& row) { return row.type == type; });
+    if (readable == std::end(READABLE_TYPES)) return nullptr;
+    auto attribute = std::make_unique<Attribute>(name, displayName, type);
+    readable->setValue(*attribute, value);
+    attribute->setDescription(description);
+    return attribute;
+}
+
+std::unique_ptr<AttributeList> XmlConverter::xmlToAttributeList(XmlObject& xmlObject) {
+    OSTREL_TRACE();
+    auto attributes = std::make_unique<AttributeList>();
+    for (const auto& property : xmlObject.properties) {
+        const auto attribute = xmlToAttribute(*property);
+        if (attribute) attributes->insert_or_assign(attribute->getName(), *attribute);
+    }
+    return attributes;
+}
+
+std::vector<std::unique_ptr<AttributeList>> XmlConverter::xmlToAttributeLists(XmlList& xmlList) {
+    OSTREL_TRACE();
+    std::vector<std::unique_ptr<AttributeList>> lists;
+    for (const auto& object : xmlList.objects) lists.push_back(xmlToAttributeList(*object));
+    return lists;
+}
+
+}  // namespace ostrel::core

@@ -1,0 +1,51 @@
+#pragma once
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "ostrel/core/AttributeList.h"
+#include "ostrel/core/xml/XmlElement.h"
+#include "ostrel/core/xml/XmlList.h"
+#include "ostrel/core/xml/XmlObject.h"
+#include "ostrel/core/xml/XmlProperty.h"
+
+namespace ostrel::core {
+
+class Status;
+
+/// Turns text into a tree of XML elements, and the core's values into such trees and back. What a tree looks like as
+/// text is the elements' own matter: XmlElement::toXmlString().
+///
+/// Threads: no state; one thread at a time per tree and value.
+class XmlConverter {
+public:
+    /// The tree of a text, or null. Never throws, whatever the bytes: a text that is malformed, nested deeper than
+    /// xml::MAX_NESTING, without any element, or too large for the memory gives two lines of the debug log at error
+    /// level and null. A root that is none of the four elements gives null without a line.
+    ///
+    /// Only the first node of the document counts, be it a comment. What is no element of ours below it is dropped:
+    /// unknown tags, messages within messages, anything but objects within a list, anything within a property, text.
+    /// The reader takes everything up to the first zero byte, and of equal attributes the last.
+    static std::unique_ptr<xml::XmlElement> toXml(const std::string& xmlText);
+
+    /// A property of category "attribute". The description stands there only when there is one.
+    static std::unique_ptr<xml::XmlProperty> attributeToXml(const Attribute& attribute);
+    /// A property of category "payload", the bytes in upper-case hexadecimal.
+    static std::unique_ptr<xml::XmlProperty> payloadToXml(const Payload& payload);
+    /// An object of category "attributeList" with one attributeToXml() an entry, in the map's order.
+    static std::unique_ptr<xml::XmlObject> attributeListToXml(const AttributeList& attributes);
+    /// An object of category "status" with the properties "Category", "Code" and "Message".
+    static std::unique_ptr<xml::XmlObject> statusToXml(const Status& status);
+
+    /// The attribute that attributeToXml() wrote, or null when the property is of another category or of a type that
+    /// is not read: "sint8", "uint128", "ulong", "double", "vectorOfPayloads" and unknown ones. Numbers are cut to the
+    /// type's width. The property gains those of its seven attributes that it lacked, with an empty value.
+    static std::unique_ptr<Attribute> xmlToAttribute(xml::XmlProperty& xmlProperty);
+    /// The properties of an object by xmlToAttribute(), without the null ones. Of equal names the last one counts.
+    static std::unique_ptr<AttributeList> xmlToAttributeList(xml::XmlObject& xmlObject);
+    /// One xmlToAttributeList() for each object of the list.
+    static std::vector<std::unique_ptr<AttributeList>> xmlToAttributeLists(xml::XmlList& xmlList);
+};
+
+}  // namespace ostrel::core
