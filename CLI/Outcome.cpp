@@ -1,0 +1,66 @@
+#include "CLI/Outcome.h"
+
+#include <unistd.h>
+
+#include <cerrno>
+#include <csignal>
+#include <cstring>
+#include <iostream>
+#include <new>
+#include <string_view>
+
+#include "CLI/StandardStreams.h"
+#include "ostrel/interfaces/cli/cliframework/ErrorCode.h"
+#include "ostrel/interfaces/cli/cliframework/ErrorResult.h"
+
+namespace cli {
+
+namespace {
+
+using framework::ErrorResult;
+using framework::ResultBase;
+
+constexpr char UNHANDLED_EXCEPTION[] = "Unhandled exception. Contact Velko for further troubleshooting";
+
+Outcome render(const ResultBase& result) {
+    Outcome outcome{result.getErrorCode(), result.output()};
+    outcome.output += '\n';
+    return outcome;
+}
+
+/// Nobody is left to tell when this fails too.
+void complain(int error) {
+    for (const std::string_view part : {std::string_view("Cannot write to standard output: "),
+                                        std::string_view(std::strerror(error)), std::string_view("\n")}) {
+        (void)writeFully(STDERR_FILENO, part);
+    }
+}
+
+}  // namespace
+
+Outcome outcomeOf(const std::function<std::unique_ptr<ResultBase>()>& work) {
+    Outcome outOfMemory = render(ErrorResult(framework::ERRORCODE_OUT_OF_MEMORY, "", ""));
+    Outcome unhandled = render(ErrorResult(framework::ERRORCODE_GENERAL, UNHANDLED_EXCEPTION, ""));
+    try {
+        const std::unique_ptr<ResultBase> result = work();
+        return result ? render(*result) : Outcome();
+    } catch (const std::bad_alloc&) {
+        return outOfMemory;  // moved, not copied
+    } catch (...) {
+        return unhandled;
+    }
+}
+
+int deliver(const Outcome& outcome, int fileDescriptor) {
+    // The work is done: the library behind it shall be closed in good order, whether or not somebody still reads.
+    std::signal(SIGPIPE, SIG_IGN);
+    // Notices that went out during the work stand before the result.
+    const bool noticesAreOut = static_cast<bool>(std::cout.flush());
+    int error = writeFully(fileDescriptor, outcome.output);
+    if (error == 0 && !noticesAreOut) error = EIO;
+    if (error == 0) return outcome.exitStatus;
+    complain(error);
+    return outcome.exitStatus != 0 ? outcome.exitStatus : static_cast<int>(framework::ERRORCODE_GENERAL);
+}
+
+}  // namespace cli

@@ -1,0 +1,30 @@
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <string>
+
+namespace cli::framework {
+class ResultBase;
+}
+
+namespace cli {
+
+/// What a run of the tool leaves: the exit status, and all that goes to standard output, the closing line end included.
+/// A null result leaves no output at all.
+struct Outcome {
+    int exitStatus = 0;
+    std::string output{};
+};
+
+/// Does the work and renders its result. Whatever the work or the rendering throws ends in one of two outcomes: exit
+/// status 2 for std::bad_alloc, 1 for anything else, both as plain text. They are made before the work starts, since
+/// an exhausted memory leaves nothing to make them of.
+Outcome outcomeOf(const std::function<std::unique_ptr<framework::ResultBase>()>& work);
+
+/// Writes the output to a file, standard output as a rule, and returns the exit status. An output that cannot be
+/// written is told on standard error and turns a success into exit status 1. From here on a reader who has gone away
+/// is an error of the write, no longer a signal. Does not allocate.
+int deliver(const Outcome& outcome, int fileDescriptor);
+
+}  // namespace cli

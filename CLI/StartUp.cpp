@@ -1,0 +1,7 @@
+#include "CLI/StartUp.h"
+
+namespace cli {
+
+void runStartUpRoutine() {}
+
+}  // namespace cli

@@ -1,0 +1,62 @@
+#include <unistd.h>
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "CLI/Outcome.h"
+#include "CLI/StandardStreams.h"
+#include "CLI/StartUp.h"
+#include "CLI/ToolInformation.h"
+#include "ostrel/core/Logging.h"
+#include "ostrel/core/StatusCatalogue.h"
+#include "ostrel/interfaces/cli/cliframework/ErrorCode.h"
+#include "ostrel/interfaces/cli/cliframework/Framework.h"
+#include "ostrel/interfaces/cli/cliframework/ResultBase.h"
+
+namespace {
+
+using cli::framework::Framework;
+using ostrel::core::LOGSEVERITY_DEBUG;
+
+cli::Outcome refuseOrdinaryUser(const std::string& exeName) {
+    const ostrel::core::Status status = ostrel::core::statuses::requiresAdminPrivileges();
+    return {static_cast<int>(status.getCode()), exeName + " " + status.getMessage() + "\n"};
+}
+
+/// Every argument with a blank behind it.
+std::string joined(const std::vector<std::string>& arguments) {
+    std::string text;
+    for (const std::string& argument : arguments) text += argument + " ";
+    return text;
+}
+
+/// The whole run of a privileged user, from the start-up to the command's result.
+std::unique_ptr<cli::framework::ResultBase> runTool(const std::string& exeName,
+                                                    const std::vector<std::string>& arguments) {
+    ostrel::core::initLogging();
+    cli::runStartUpRoutine();
+    ostrel::core::logMessage(LOGSEVERITY_DEBUG, "Tool Version: ", cli::version::TOOL_VERSION);
+    Framework& framework = Framework::getInstance();
+    framework.exeName = exeName;
+    ostrel::core::logMessage(LOGSEVERITY_DEBUG, "EXE Name: ", exeName);
+    ostrel::core::logMessage(LOGSEVERITY_DEBUG, "CLI Arguments: ", joined(arguments));
+    return framework.execute(arguments);
+}
+
+}  // namespace
+
+/// One process runs one command.
+int main(int argc, char** argv) {
+    if (!cli::occupyStandardStreams()) return cli::framework::ERRORCODE_GENERAL;
+    const std::string exeName = argc > 0 ? argv[0] : "";
+    if (geteuid() != 0) return cli::deliver(refuseOrdinaryUser(exeName), STDOUT_FILENO);
+
+    const cli::Outcome outcome = cli::outcomeOf([&] {
+        return runTool(exeName,
+                       argc > 0 ? std::vector<std::string>(argv + 1, argv + argc) : std::vector<std::string>());
+    });
+    const int exitStatus = cli::deliver(outcome, STDOUT_FILENO);
+    ostrel::core::logMessage(LOGSEVERITY_DEBUG, "Exit Code: ", exitStatus);
+    return exitStatus;
+}
