@@ -1,0 +1,185 @@
+#include <dlfcn.h>
+#include <gtest/gtest.h>
+
+#include <regex>
+
+#include "ostrel/connections/linux/connection_dll_linux/Connection_DLL_Linux.h"
+#include "ostrel/core/Logging.h"
+#include "ostrel/core/Status.h"
+#include "tests/support/TemporaryFolder.h"
+
+using ostrel::connections::dll::Connection;
+using ostrel::core::Status;
+
+namespace {
+
+const std::string LIBRARY = NIMBREL_RECORDING_LIBRARY;
+
+std::string describe(const Status& status) {
+    return std::to_string(status.getCategory()) + "/" + std::to_string(status.getCode()) + " " + status.getMessage();
+}
+
+bool isMapped(const std::string& library) {
+    void* const handle = dlopen(library.c_str(), RTLD_LAZY | RTLD_NOLOAD);
+    if (handle != nullptr) dlclose(handle);
+    return handle != nullptr;
+}
+
+class ConnectionDll : public testing::Test {
+protected:
+    void SetUp() override {
+        ostrel::core::clearMemoryStream();
+        ostrel::core::attachMemoryStream();
+        ostrel::core::enableLogging();
+    }
+    void TearDown() override {
+        ostrel::core::disableLogging();
+        ostrel::core::detachMemoryStream();
+    }
+
+    // The log without times and scope traces.
+    static std::string logged() {
+        const std::string log = ostrel::core::getMemoryStream()->str();
+        const std::string lines = std::regex_replace(log, std::regex("[^\n]*: (Entering|Exiting)\n"), "");
+        return std::regex_replace(lines, std::regex("(^|\n)..:..:..:...... "), "$1");
+    }
+};
+
+}  // namespace
+
+TEST_F(ConnectionDll, OpensAndCloses) {
+    Connection connection(LIBRARY);
+    EXPECT_FALSE(connection.isOpen());
+    EXPECT_EQ(describe(connection.open(nullptr)), "0/0 Completed successfully.");
+    EXPECT_TRUE(connection.isOpen());
+    EXPECT_TRUE(isMapped(LIBRARY));
+    EXPECT_EQ(describe(connection.close()), "0/0 Completed successfully.");
+    EXPECT_FALSE(connection.isOpen());
+    EXPECT_FALSE(isMapped(LIBRARY));
+    EXPECT_EQ(logged(),
+              "[debug] Handle is NULL. Connection must be closed.\n"
+              "[debug] Opened connection to " +
+                  LIBRARY +
+                  "\n"
+                  "[debug] Handle is NULL. Connection must be closed.\n");
+}
+
+TEST_F(ConnectionDll, OpensTwiceWithoutASecondDlopen) {
+    Connection connection(LIBRARY);
+    ASSERT_TRUE(connection.open(nullptr).is(0, 0));
+    EXPECT_EQ(describe(connection.open(nullptr)), "0/0 Completed successfully.");
+    EXPECT_EQ(logged(), "[debug] Opened connection to " + LIBRARY +
+                            "\n"
+                            "[debug] Connection already opened for " +
+                            LIBRARY + "\n");
+    ASSERT_TRUE(connection.close().is(0, 0));
+    EXPECT_FALSE(isMapped(LIBRARY)) << "a second dlopen would need a second dlclose";
+}
+
+TEST_F(ConnectionDll, ClosesAClosedConnection) {
+    Connection connection(LIBRARY);
+    EXPECT_EQ(describe(connection.close()), "0/0 Completed successfully.");
+    EXPECT_EQ(logged(), "");
+}
+
+TEST_F(ConnectionDll, RefusesWhatDoesNotLoad) {
+    TemporaryFolder folder;
+    const std::string path = folder / "absent.so";
+    Connection connection(path);
+    EXPECT_EQ(describe(connection.open(nullptr)), "1/0 System error.");
+    EXPECT_FALSE(connection.isOpen());
+    EXPECT_EQ(logged(), "[error] Unable to load " + path + ". System error: " + path +
+                            ": cannot open shared object file: No such file or directory\n"
+                            "[debug] Handle is NULL. Connection must be closed.\n");
+}
+
+TEST_F(ConnectionDll, RefusesAFileThatIsNoLibrary) {
+    TemporaryFolder folder;
+    const std::string path = folder / "text.so";
+    writeWholeFile(path, "no library");
+    errno = EBADF;  // of something else, and not to be reported
+    Connection connection(path);
+    EXPECT_EQ(describe(connection.open(nullptr)), "1/0 System error.");
+    EXPECT_EQ(logged(), "[error] Unable to load " + path + ". System error: " + path + ": file too short\n");
+}
+
+TEST_F(ConnectionDll, LoadsFunctions) {
+    Connection connection(LIBRARY);
+    ASSERT_TRUE(connection.open(nullptr).is(0, 0));
+    void* address = nullptr;
+    EXPECT_EQ(describe(connection.loadFunction("Unload", address)), "0/0 Completed successfully.");
+    EXPECT_NE(address, nullptr);
+    EXPECT_EQ(describe(connection.loadFunction("Absent", address)), "0/28 Failed to load function from the dll.");
+    EXPECT_EQ(address, nullptr);
+    EXPECT_EQ(logged(), "[debug] Opened connection to " + LIBRARY +
+                            "\n"
+                            "[error] Failed to load Absent. OS error: " +
+                            LIBRARY + ": undefined symbol: Absent\n");
+}
+
+TEST_F(ConnectionDll, LoadsNoFunctionOfTheProgramWhileClosed) {
+    Connection connection(LIBRARY);
+    void* address = nullptr;
+    EXPECT_EQ(describe(connection.loadFunction("malloc", address)), "0/28 Failed to load function from the dll.");
+    EXPECT_EQ(address, nullptr);
+    EXPECT_EQ(logged(), "[error] Failed to load malloc. OS error: \n");
+}
+
+TEST_F(ConnectionDll, KeepsTheCodeLoadedOnRequest) {
+    TemporaryFolder folder;  // a copy: it stays for the rest of the test program
+    std::filesystem::copy_file(LIBRARY, folder / "kept.so");
+    Connection connection(folder / "kept.so");
+    connection.setKeepLoaded(true);
+    ASSERT_TRUE(connection.open(nullptr).is(0, 0));
+    ASSERT_TRUE(connection.close().is(0, 0));
+    EXPECT_TRUE(isMapped(folder / "kept.so"));
+}
+
+TEST_F(ConnectionDll, ClosesWithTheObject) {
+    {
+        Connection connection(LIBRARY);
+        ASSERT_TRUE(connection.open(nullptr).is(0, 0));
+    }
+    EXPECT_FALSE(isMapped(LIBRARY));
+}
+
+TEST_F(ConnectionDll, ClonesAClosedConnectionToTheSameLibrary) {
+    TemporaryFolder folder;
+    std::filesystem::copy_file(LIBRARY, folder / "cloned.so");
+    Connection connection(folder / "cloned.so");
+    connection.priority = 7;
+    connection.setKeepLoaded(true);
+    ASSERT_TRUE(connection.open(nullptr).is(0, 0));
+    const auto clone = connection.clone();
+    EXPECT_EQ(clone->name, folder / "cloned.so");
+    EXPECT_EQ(clone->priority, 7);
+    EXPECT_FALSE(clone->isOpen());
+    ASSERT_TRUE(connection.close().is(0, 0));
+    ASSERT_TRUE(clone->open(nullptr).is(0, 0));
+    ASSERT_TRUE(clone->close().is(0, 0));
+    EXPECT_TRUE(isMapped(folder / "cloned.so")) << "the clone keeps its library loaded, as the original does";
+}
+
+TEST_F(ConnectionDll, AssignsWhichLibraryAndNotWhetherItIsOpen) {
+    Connection one(LIBRARY);
+    one.priority = 3;
+    ASSERT_TRUE(one.open(nullptr).is(0, 0));
+    Connection other("other.so");
+    other = one;
+    EXPECT_EQ(other.name, LIBRARY);
+    EXPECT_EQ(other.priority, 3);
+    EXPECT_FALSE(other.isOpen());
+
+    ostrel::core::Connection& base = other;
+    ostrel::connections::common::dll::Connection& middle = other;
+    one.name = "renamed.so";
+    base = one;
+    EXPECT_EQ(other.name, "renamed.so");
+    one.name = "again.so";
+    middle = one;
+    EXPECT_EQ(other.name, "again.so");
+}
+
+TEST_F(ConnectionDll, HasNoPartitions) {
+    EXPECT_EQ(describe(Connection(LIBRARY).getPartitionStatus()), "0/3 Device has no partitions.");
+}
