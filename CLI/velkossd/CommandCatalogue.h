@@ -25,11 +25,11 @@ enum Flow {
     FLOW_ERASE,
     FLOW_NAMESPACE,  ///< The action is the row's verb.
     FLOW_IDENTIFY,
-    FLOW_IDENTIFY_CONTROLLERS,  ///< The identify flow where -nvmecontroller is the command and no choice of the user.
+    FLOW_CONTROLLER_LIST,  ///< The identify flow where -nvmecontroller is the command and not a choice of the user.
     FLOW_DUMP,
-    FLOW_PARSE_PERSISTENT_EVENT_LOG,
+    FLOW_PARSE_PEL,
     FLOW_PARSE_NLOG,
-    FLOW_PARSE_TELEMETRY_LOG,
+    FLOW_PARSE_TELEMETRY,
     FLOW_SCAN,
     FLOW_LED,
     FLOW_TIMESTAMP,

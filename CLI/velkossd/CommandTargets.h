@@ -9,13 +9,13 @@ namespace cli::velkossd::targets {
 // clang-format off
 
 // The drive: required or optional as a target, its value likewise.
-inline constexpr PartRow VELKOSSD                        {"-velkossd", PART_REQUIRED, "Index|SerialNumber|PhysicalPath",
+inline constexpr PartRow VELKOSSD                {"-velkossd", PART_REQUIRED, "Index|SerialNumber|PhysicalPath",
         "Device index or serial number or physical path is required."};
-inline constexpr PartRow VELKOSSD_VALUE_OPTIONAL         {"-velkossd", PART_REQUIRED, optionalValue("Index|SerialNumber|PhysicalPath"),
+inline constexpr PartRow VELKOSSD_OR_ALL         {"-velkossd", PART_REQUIRED, optionalValue("Index|SerialNumber|PhysicalPath"),
         "Device index or serial number or physical path can be used to select a single Velko SSD."};
-inline constexpr PartRow OPTIONAL_VELKOSSD               {"-velkossd", PART_OPTIONAL, "Index|SerialNumber|PhysicalPath",
+inline constexpr PartRow OPTIONAL_VELKOSSD       {"-velkossd", PART_OPTIONAL, "Index|SerialNumber|PhysicalPath",
         "Device index or serial number or physical path can be used to select a single Velko SSD."};
-inline constexpr PartRow OPTIONAL_VELKOSSD_VALUE_OPTIONAL{"-velkossd", PART_OPTIONAL, optionalValue("Index|SerialNumber|PhysicalPath"),
+inline constexpr PartRow OPTIONAL_VELKOSSD_OR_ALL{"-velkossd", PART_OPTIONAL, optionalValue("Index|SerialNumber|PhysicalPath"),
         "Device index or serial number or physical path"};
 
 // What a command works on, a word without a value.
