@@ -4,6 +4,7 @@
 #include <string_view>
 #include <utility>
 
+#include "ostrel/core/TerminalSize.h"
 #include "ostrel/interfaces/cli/cliframework/Framework.h"
 #include "ostrel/interfaces/cli/cliframework/ResultConstants.h"
 #include "ostrel/interfaces/cli/cliframework/StringHelpers.h"
@@ -16,6 +17,12 @@ namespace {
 constexpr std::size_t INDENT = 4;
 
 using Parts = std::vector<CommandPart>;
+
+std::size_t terminalWidth() {
+    CLI_TRACE();
+    ostrel::core::TerminalSize size;
+    return ostrel::core::getTerminalSize(size) == 0 ? size.columns : 0;
+}
 
 /// The part of the text that goes on the next line: up to a line feed, or as many whole words as the width takes. A
 /// word that is longer than the width is cut hard.
@@ -87,6 +94,10 @@ void appendCsvList(std::string& out, const char* listTag, const Parts& list) {
 }
 
 }  // namespace
+
+HelpResult::HelpResult() : HelpResult(terminalWidth) {
+    CLI_TRACE();
+}
 
 HelpResult::HelpResult(WidthSource widthSource) : widthSource_(widthSource) {
     CLI_TRACE();

@@ -6,7 +6,6 @@
 
 #include "ostrel/interfaces/cli/cliframework/CommandSpec.h"
 #include "ostrel/interfaces/cli/cliframework/ResultBase.h"
-#include "ostrel/interfaces/cli/cliframework/TerminalWidth.h"
 
 namespace cli::framework {
 
@@ -17,9 +16,12 @@ namespace cli::framework {
 /// indent and line end and so run together.
 class HelpResult : public ResultBase {
 public:
+    /// Gives the width in columns, 0 where there is no terminal.
     using WidthSource = std::size_t (*)();
 
-    explicit HelpResult(WidthSource widthSource = terminalWidth);
+    /// Asks the terminal on standard input.
+    HelpResult();
+    explicit HelpResult(WidthSource widthSource);
 
     std::string outputText() const override;
     std::string outputXml() const override;
