@@ -1,0 +1,149 @@
+#include "ostrel/core/File.h"
+
+#include <boost/property_tree/json_parser.hpp>
+#include <boost/property_tree/ptree.hpp>
+#include <boost/property_tree/xml_parser.hpp>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <sstream>
+#include <stdexcept>
+#include <system_error>
+#include <utility>
+
+#include "ostrel/core/FileDescriptor.h"
+#include "ostrel/core/Logging.h"
+#include "ostrel/core/ReplacementFile.h"
+#include "ostrel/core/ScopeTrace.h"
+
+namespace ostrel::core {
+namespace {
+
+using boost::property_tree::ptree;
+
+Status systemError(const char* action, const std::string& path, int error) {
+    return Status(CATEGORY_OS, static_cast<uint32_t>(error),
+                  std::string("Unable to ") + action + ' ' + path + ": " + std::generic_category().message(error));
+}
+
+/// Appends up to the end of the file; 0 or errno.
+int readAll(int file, std::string& text) {
+    struct stat properties = {};
+    if (fstat(file, &properties) != 0) return errno;
+    // One byte more than expected, so that the end is noticed without growing.
+    size_t room = static_cast<size_t>(properties.st_size) + 1;
+    for (size_t length = 0;; room = 65536) {
+        text.resize(length + room);
+        const ssize_t count = read(file, text.data() + length, room);
+        const int error = errno;
+        if (count > 0) length += static_cast<size_t>(count);
+        if (count < 0 && error != EINTR) return error;
+        if (count == 0) {
+            text.resize(length);
+            return 0;
+        }
+    }
+}
+
+std::pair<std::string, std::string> splitPath(const std::string& path) {
+    const size_t slash = path.rfind('/');
+    if (slash == std::string::npos) return {".", path};
+    return {path.substr(0, slash + 1), path.substr(slash + 1)};
+}
+
+/// The file to replace: 0, and all zero when there is none, or errno when it cannot be replaced.
+int examineOldFile(int directory, const std::string& name, struct stat& properties) {
+    properties = {};
+    if (fstatat(directory, name.c_str(), &properties, AT_SYMLINK_NOFOLLOW) != 0) return errno == ENOENT ? 0 : errno;
+    if (S_ISREG(properties.st_mode)) return 0;
+    if (S_ISLNK(properties.st_mode)) return ELOOP;
+    return S_ISDIR(properties.st_mode) ? EISDIR : EINVAL;
+}
+
+/// 0 or errno.
+int replaceFile(const std::string& path, std::string_view text) {
+    const auto [directoryPath, name] = splitPath(path);
+    // Everything goes through this descriptor: the directory cannot be swapped for another halfway.
+    const FileDescriptor directory(open(directoryPath.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    if (!directory.isOpen()) return errno;
+    struct stat oldFile = {};
+    int error = examineOldFile(directory.get(), name, oldFile);
+    if (error != 0) return error;
+
+    const bool isNew = oldFile.st_mode == 0;
+    ReplacementFile replacement(directory.get());
+    error = replacement.create(isNew ? 0644 : 0600);
+    if (error == 0) error = replacement.write(text);
+    if (error == 0 && !isNew) error = replacement.adopt(oldFile);
+    return error != 0 ? error : replacement.publish(name);
+}
+
+/// `parse` reads the stream into the tree.
+template <typename Parse>
+std::unique_ptr<ptree> readTree(const std::string& path, Parse parse) {
+    try {
+        std::string text;
+        const Status status = readFile(path, SymbolicLink::FOLLOW, text);
+        if (!status.is(0, 0)) throw std::runtime_error(status.getMessage());
+        std::istringstream stream(text);
+        auto tree = std::make_unique<ptree>();
+        parse(stream, *tree);
+        return tree;
+    } catch (const std::exception& exception) {
+        // Said of JSON too; readers of the log know it so.
+        logMessage(LOGSEVERITY_ERROR, "Error parsing xml: ", exception.what());
+    }
+    return nullptr;
+}
+
+}  // namespace
+
+bool pathExists(const std::string& path) {
+    OSTREL_TRACE();
+    struct stat properties = {};
+    return stat(path.c_str(), &properties) == 0;
+}
+
+bool isDirectory(const std::string& path) {
+    OSTREL_TRACE();
+    struct stat properties = {};
+    return stat(path.c_str(), &properties) == 0 && S_ISDIR(properties.st_mode);
+}
+
+bool isSymbolicLink(const std::string& path) {
+    OSTREL_TRACE();
+    struct stat properties = {};
+    return lstat(path.c_str(), &properties) == 0 && S_ISLNK(properties.st_mode);
+}
+
+Status readFile(const std::string& path, SymbolicLink link, std::string& text) {
+    OSTREL_TRACE();
+    const int noFollow = link == SymbolicLink::REFUSE ? O_NOFOLLOW : 0;
+    const FileDescriptor file(open(path.c_str(), O_RDONLY | O_CLOEXEC | noFollow));
+    if (!file.isOpen()) return systemError("open", path, errno);
+    std::string contents;
+    const int error = readAll(file.get(), contents);
+    if (error != 0) return systemError("read", path, error);
+    text = std::move(contents);
+    return Status();
+}
+
+Status writeFileAtomically(const std::string& path, std::string_view text) {
+    OSTREL_TRACE();
+    const int error = replaceFile(path, text);
+    return error == 0 ? Status() : systemError("write", path, error);
+}
+
+std::unique_ptr<ptree> readXml(const std::string& path) {
+    OSTREL_TRACE();
+    return readTree(path, [](std::istream& stream, ptree& tree) { boost::property_tree::read_xml(stream, tree); });
+}
+
+std::unique_ptr<ptree> readJson(const std::string& path) {
+    OSTREL_TRACE();
+    return readTree(path, [](std::istream& stream, ptree& tree) { boost::property_tree::read_json(stream, tree); });
+}
+
+}  // namespace ostrel::core

@@ -1,0 +1,82 @@
+#include "ostrel/core/ReplacementFile.h"
+
+#include <fcntl.h>
+#include <sys/random.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+
+#include "ostrel/core/ScopeTrace.h"
+#include "ostrel/core/Strings.h"
+
+namespace ostrel::core {
+namespace {
+
+std::string randomName() {
+    std::array<unsigned char, 8> bytes{};
+    (void)!getrandom(bytes.data(), bytes.size(), 0);  // a name that is taken is refused, so a bad one does no harm
+    return ".nimbrel-" + bytesToHex(bytes.data(), bytes.size());
+}
+
+int resultOf(int returned) {
+    return returned < 0 ? errno : 0;
+}
+
+}  // namespace
+
+ReplacementFile::~ReplacementFile() {
+    if (!temporaryName_.empty()) unlinkat(directory_, temporaryName_.c_str(), 0);
+}
+
+int ReplacementFile::create(mode_t mode) {
+    OSTREL_TRACE();
+    file_ = FileDescriptor(openat(directory_, ".", O_TMPFILE | O_WRONLY | O_CLOEXEC, mode));
+    if (file_.isOpen()) return 0;
+    // Not every file system knows files without a name, and they differ in how they say so.
+    const std::string name = randomName();
+    file_ =
+        FileDescriptor(openat(directory_, name.c_str(), O_CREAT | O_EXCL | O_NOFOLLOW | O_WRONLY | O_CLOEXEC, mode));
+    if (!file_.isOpen()) return errno;
+    temporaryName_ = name;
+    return 0;
+}
+
+int ReplacementFile::write(std::string_view text) {
+    OSTREL_TRACE();
+    while (!text.empty()) {
+        const ssize_t written = ::write(file_.get(), text.data(), text.size());
+        if (written < 0 && errno != EINTR) return errno;
+        if (written > 0) text.remove_prefix(static_cast<size_t>(written));
+    }
+    return 0;
+}
+
+int ReplacementFile::adopt(const struct stat& other) {
+    OSTREL_TRACE();
+    // The owner first: a change of owner clears the set-user-ID bit of the mode.
+    const int error = resultOf(fchown(file_.get(), other.st_uid, other.st_gid));
+    return error != 0 ? error : resultOf(fchmod(file_.get(), other.st_mode & 07777));
+}
+
+int ReplacementFile::giveName() {
+    OSTREL_TRACE();
+    const std::string self = "/proc/self/fd/" + std::to_string(file_.get());
+    const std::string name = randomName();
+    const int error = resultOf(linkat(AT_FDCWD, self.c_str(), directory_, name.c_str(), AT_SYMLINK_FOLLOW));
+    if (error == 0) temporaryName_ = name;
+    return error;
+}
+
+int ReplacementFile::publish(const std::string& name) {
+    OSTREL_TRACE();
+    int error = resultOf(fsync(file_.get()));
+    if (error == 0 && temporaryName_.empty()) error = giveName();
+    if (error == 0) error = resultOf(renameat(directory_, temporaryName_.c_str(), directory_, name.c_str()));
+    if (error != 0) return error;
+    temporaryName_.clear();
+    error = resultOf(fsync(directory_));
+    return error == EINVAL ? 0 : error;  // the file system has nothing to sync for a directory
+}
+
+}  // namespace ostrel::core
