@@ -47,37 +47,12 @@ int readAll(int file, std::string& text) {
     }
 }
 
-std::pair<std::string, std::string> splitPath(const std::string& path) {
-    const size_t slash = path.rfind('/');
-    if (slash == std::string::npos) return {".", path};
-    return {path.substr(0, slash + 1), path.substr(slash + 1)};
-}
-
-/// The file to replace: 0, and all zero when there is none, or errno when it cannot be replaced.
-int examineOldFile(int directory, const std::string& name, struct stat& properties) {
-    properties = {};
-    if (fstatat(directory, name.c_str(), &properties, AT_SYMLINK_NOFOLLOW) != 0) return errno == ENOENT ? 0 : errno;
-    if (S_ISREG(properties.st_mode)) return 0;
-    if (S_ISLNK(properties.st_mode)) return ELOOP;
-    return S_ISDIR(properties.st_mode) ? EISDIR : EINVAL;
-}
-
 /// 0 or errno.
 int replaceFile(const std::string& path, std::string_view text) {
-    const auto [directoryPath, name] = splitPath(path);
-    // Everything goes through this descriptor: the directory cannot be swapped for another halfway.
-    const FileDescriptor directory(open(directoryPath.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-    if (!directory.isOpen()) return errno;
-    struct stat oldFile = {};
-    int error = examineOldFile(directory.get(), name, oldFile);
-    if (error != 0) return error;
-
-    const bool isNew = oldFile.st_mode == 0;
-    ReplacementFile replacement(directory.get());
-    error = replacement.create(isNew ? 0644 : 0600);
+    ReplacementFile replacement;
+    int error = replacement.open(path);
     if (error == 0) error = replacement.write(text);
-    if (error == 0 && !isNew) error = replacement.adopt(oldFile);
-    return error != 0 ? error : replacement.publish(name);
+    return error != 0 ? error : replacement.publish();
 }
 
 /// `parse` reads the stream into the tree.

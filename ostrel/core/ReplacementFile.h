@@ -9,28 +9,33 @@
 
 namespace ostrel::core {
 
-/// A new file on its way to take another's place. Until publish() nobody sees it, and the destructor makes it vanish.
-/// Used by writeFileAtomically(); each operation returns 0 or errno.
+/// New contents on their way to take the place of a file, or to become one. Until publish() nobody sees them, and the
+/// destructor makes them vanish. See writeFileAtomically(), which is all that a text in one piece needs.
+///
+/// Each operation returns 0 or errno; after an error only the destructor may follow.
 class ReplacementFile {
 public:
-    /// `directory` stays the caller's and must remain open.
-    explicit ReplacementFile(int directory) : directory_(directory) {}
+    ReplacementFile() = default;
     ~ReplacementFile();
     ReplacementFile(const ReplacementFile&) = delete;
     ReplacementFile& operator=(const ReplacementFile&) = delete;
 
-    /// Opens the file for writing.
-    int create(mode_t mode);
+    /// Begins. Only a regular file is replaced: a symbolic link is ELOOP, a directory EISDIR, anything else EINVAL.
+    int open(const std::string& path);
     int write(std::string_view text);
-    /// Takes over mode and owner of another file.
-    int adopt(const struct stat& other);
-    /// Syncs the file and puts it in the place of `name`, whatever that is, then syncs the directory.
-    int publish(const std::string& name);
+    /// Syncs the contents, gives them mode and owner of the old file, if there is one, and puts them in its place; then
+    /// syncs the directory.
+    int publish();
 
 private:
+    int examineOldFile();
+    int create(mode_t mode);
+    int adoptOldFile();
     int giveName();
 
-    int directory_;
+    FileDescriptor directory_;  // everything goes through it: the directory cannot be swapped for another halfway
+    std::string name_;
+    struct stat oldFile_ = {};  // all zero while there is none
     FileDescriptor file_;
     std::string temporaryName_;  // empty while there is none
 };

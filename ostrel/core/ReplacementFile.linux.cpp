@@ -26,17 +26,42 @@ int resultOf(int returned) {
 }  // namespace
 
 ReplacementFile::~ReplacementFile() {
-    if (!temporaryName_.empty()) unlinkat(directory_, temporaryName_.c_str(), 0);
+    if (!temporaryName_.empty()) unlinkat(directory_.get(), temporaryName_.c_str(), 0);
+}
+
+int ReplacementFile::open(const std::string& path) {
+    OSTREL_TRACE();
+    const size_t slash = path.rfind('/');
+    const std::string directory = slash == std::string::npos ? "." : path.substr(0, slash + 1);
+    name_ = slash == std::string::npos ? path : path.substr(slash + 1);
+    directory_ = FileDescriptor(::open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    if (!directory_.isOpen()) return errno;
+    if (name_.empty()) return ENOENT;
+    const int error = examineOldFile();
+    if (error != 0) return error;
+    return create(oldFile_.st_mode == 0 ? 0644 : 0600);
+}
+
+int ReplacementFile::examineOldFile() {
+    OSTREL_TRACE();
+    struct stat properties = {};
+    if (fstatat(directory_.get(), name_.c_str(), &properties, AT_SYMLINK_NOFOLLOW) != 0)
+        return errno == ENOENT ? 0 : errno;
+    if (S_ISLNK(properties.st_mode)) return ELOOP;
+    if (S_ISDIR(properties.st_mode)) return EISDIR;
+    if (!S_ISREG(properties.st_mode)) return EINVAL;
+    oldFile_ = properties;
+    return 0;
 }
 
 int ReplacementFile::create(mode_t mode) {
     OSTREL_TRACE();
-    file_ = FileDescriptor(openat(directory_, ".", O_TMPFILE | O_WRONLY | O_CLOEXEC, mode));
+    file_ = FileDescriptor(openat(directory_.get(), ".", O_TMPFILE | O_WRONLY | O_CLOEXEC, mode));
     if (file_.isOpen()) return 0;
     // Not every file system knows files without a name, and they differ in how they say so.
     const std::string name = randomName();
-    file_ =
-        FileDescriptor(openat(directory_, name.c_str(), O_CREAT | O_EXCL | O_NOFOLLOW | O_WRONLY | O_CLOEXEC, mode));
+    file_ = FileDescriptor(
+        openat(directory_.get(), name.c_str(), O_CREAT | O_EXCL | O_NOFOLLOW | O_WRONLY | O_CLOEXEC, mode));
     if (!file_.isOpen()) return errno;
     temporaryName_ = name;
     return 0;
@@ -52,30 +77,33 @@ int ReplacementFile::write(std::string_view text) {
     return 0;
 }
 
-int ReplacementFile::adopt(const struct stat& other) {
+int ReplacementFile::adoptOldFile() {
     OSTREL_TRACE();
+    if (oldFile_.st_mode == 0) return 0;
     // The owner first: a change of owner clears the set-user-ID bit of the mode.
-    const int error = resultOf(fchown(file_.get(), other.st_uid, other.st_gid));
-    return error != 0 ? error : resultOf(fchmod(file_.get(), other.st_mode & 07777));
+    const int error = resultOf(fchown(file_.get(), oldFile_.st_uid, oldFile_.st_gid));
+    return error != 0 ? error : resultOf(fchmod(file_.get(), oldFile_.st_mode & 07777));
 }
 
 int ReplacementFile::giveName() {
     OSTREL_TRACE();
     const std::string self = "/proc/self/fd/" + std::to_string(file_.get());
     const std::string name = randomName();
-    const int error = resultOf(linkat(AT_FDCWD, self.c_str(), directory_, name.c_str(), AT_SYMLINK_FOLLOW));
+    const int error = resultOf(linkat(AT_FDCWD, self.c_str(), directory_.get(), name.c_str(), AT_SYMLINK_FOLLOW));
     if (error == 0) temporaryName_ = name;
     return error;
 }
 
-int ReplacementFile::publish(const std::string& name) {
+int ReplacementFile::publish() {
     OSTREL_TRACE();
-    int error = resultOf(fsync(file_.get()));
+    int error = adoptOldFile();
+    if (error == 0) error = resultOf(fsync(file_.get()));
     if (error == 0 && temporaryName_.empty()) error = giveName();
-    if (error == 0) error = resultOf(renameat(directory_, temporaryName_.c_str(), directory_, name.c_str()));
+    const int directory = directory_.get();
+    if (error == 0) error = resultOf(renameat(directory, temporaryName_.c_str(), directory, name_.c_str()));
     if (error != 0) return error;
     temporaryName_.clear();
-    error = resultOf(fsync(directory_));
+    error = resultOf(fsync(directory));
     return error == EINVAL ? 0 : error;  // the file system has nothing to sync for a directory
 }
 
