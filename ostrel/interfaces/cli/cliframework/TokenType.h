@@ -1,12 +1,13 @@
 #pragma once
 
+#include <cstdint>
 #include <string>
 
 namespace cli::framework {
 
 /// What a word of the command line is. The numbers count: the parser takes every type up to TOKENTYPE_PROPERTY as the
 /// value of a property.
-enum TokenType {
+enum TokenType : std::uint32_t {
     TOKENTYPE_UNKNOWN = 0,
     TOKENTYPE_VALUE = 1,
     TOKENTYPE_VERB = 2,
