@@ -1,11 +1,8 @@
 #include <gtest/gtest.h>
 
-#include <sstream>
-
 #include "ostrel/interfaces/cli/cliframework/CommonParts.h"
 #include "ostrel/interfaces/cli/cliframework/Lexer.h"
-#include "ostrel/interfaces/cli/cliframework/Logger.h"
-#include "ostrel/interfaces/cli/cliframework/StreamChannel.h"
+#include "tests/unit/cliframework/RecordedLog.h"
 
 namespace cli::framework {
 namespace {
@@ -236,36 +233,26 @@ TEST(Lexer, ComparesBytesAbove7FAsTheyAre) {
         {{{"show", "-velkossd", "\xC3\x84\xFF"}, "Verb:show Target:-velkossd Value:\xC3\x84\xFF", "as typed"}});
 }
 
-/// What the framework log says of a line, without the traces of functions.
 std::string logOf(const std::vector<std::string>& arguments) {
-    std::ostringstream stream;
-    StreamChannel channel(stream);
-    const Lexer lexer(sampleCommands());
-    Logger::getInstance().setChannel(&channel);
-    (void)lexer.tokenize(arguments);
-    Logger::getInstance().setChannel(nullptr);
-    std::istringstream lines(stream.str());
-    std::string kept;
-    for (std::string line; std::getline(lines, line);) {
-        if (line.rfind("3: Entering ", 0) != 0 && line.rfind("3: Exiting ", 0) != 0) kept += line + "\n";
-    }
-    return kept;
+    const RecordedLog log;
+    (void)lexed(arguments);
+    return log.lines;
 }
 
 TEST(Lexer, TellsTheLogWhatItFound) {
     EXPECT_EQ(logOf({"SET", "-f", "-velkossd", "Ab", "aggregationtime=5", "x"}),
-              "3: Found verb: set\n"
-              "3: Found option: -force\n"
-              "3: Found target: -velkossd\n"
-              "3: Found property for set: AggregationTime\n"
-              "3: Found -velkossd's value: Ab\n"
-              "3: Found AggregationTime's value: 5\n"
-              "3: Found AggregationTime's value: x\n");
+              "Found verb: set\n"
+              "Found option: -force\n"
+              "Found target: -velkossd\n"
+              "Found property for set: AggregationTime\n"
+              "Found -velkossd's value: Ab\n"
+              "Found AggregationTime's value: 5\n"
+              "Found AggregationTime's value: x\n");
     EXPECT_EQ(logOf({"show", "help"}),
-              "3: Found verb: show\n"
-              "3: Found verb: help\n"
-              "3: Multiple verbs provided. Unable to process\n");
-    EXPECT_EQ(logOf({"-nlog", "help"}), "3: Verb missing before target. Unable to process target\n");
+              "Found verb: show\n"
+              "Found verb: help\n"
+              "Multiple verbs provided. Unable to process\n");
+    EXPECT_EQ(logOf({"-nlog", "help"}), "Verb missing before target. Unable to process target\n");
 }
 
 }  // namespace

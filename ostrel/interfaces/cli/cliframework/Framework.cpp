@@ -127,6 +127,7 @@ Framework& Framework::getInstance() {
 }
 
 Framework::~Framework() {
+    CLI_TRACE();
     clearFeatureList();
 }
 
