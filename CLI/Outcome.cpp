@@ -9,7 +9,7 @@
 #include <new>
 #include <string_view>
 
-#include "CLI/StandardStreams.h"
+#include "ostrel/core/FileDescriptor.h"
 #include "ostrel/interfaces/cli/cliframework/ErrorCode.h"
 #include "ostrel/interfaces/cli/cliframework/ErrorResult.h"
 
@@ -32,7 +32,7 @@ Outcome render(const ResultBase& result) {
 void complain(int error) {
     for (const std::string_view part : {std::string_view("Cannot write to standard output: "),
                                         std::string_view(std::strerror(error)), std::string_view("\n")}) {
-        (void)writeFully(STDERR_FILENO, part);
+        (void)ostrel::core::writeFully(STDERR_FILENO, part);
     }
 }
 
@@ -56,7 +56,7 @@ int deliver(const Outcome& outcome, int fileDescriptor) {
     std::signal(SIGPIPE, SIG_IGN);
     // Notices that went out during the work stand before the result.
     const bool noticesAreOut = static_cast<bool>(std::cout.flush());
-    int error = writeFully(fileDescriptor, outcome.output);
+    int error = ostrel::core::writeFully(fileDescriptor, outcome.output);
     if (error == 0 && !noticesAreOut) error = EIO;
     if (error == 0) return outcome.exitStatus;
     complain(error);

@@ -2,6 +2,7 @@
 
 #include <unistd.h>
 
+#include <string_view>
 #include <utility>
 
 namespace ostrel::core {
@@ -27,5 +28,8 @@ public:
 private:
     int descriptor_ = -1;
 };
+
+/// Writes all bytes, however many calls that takes. Returns 0 or the errno of the call that failed. Does not allocate.
+int writeFully(int fileDescriptor, std::string_view bytes);
 
 }  // namespace ostrel::core

@@ -69,12 +69,7 @@ int ReplacementFile::create(mode_t mode) {
 
 int ReplacementFile::write(std::string_view text) {
     OSTREL_TRACE();
-    while (!text.empty()) {
-        const ssize_t written = ::write(file_.get(), text.data(), text.size());
-        if (written < 0 && errno != EINTR) return errno;
-        if (written > 0) text.remove_prefix(static_cast<size_t>(written));
-    }
-    return 0;
+    return writeFully(file_.get(), text);
 }
 
 int ReplacementFile::adoptOldFile() {
