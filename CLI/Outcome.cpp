@@ -63,4 +63,8 @@ int deliver(const Outcome& outcome, int fileDescriptor) {
     return outcome.exitStatus != 0 ? outcome.exitStatus : static_cast<int>(framework::ERRORCODE_GENERAL);
 }
 
+int toProcessStatus(int exitStatus) {
+    return exitStatus != 0 && exitStatus % 256 == 0 ? 255 : exitStatus;
+}
+
 }  // namespace cli

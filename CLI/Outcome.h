@@ -27,4 +27,8 @@ Outcome outcomeOf(const std::function<std::unique_ptr<framework::ResultBase>()>&
 /// is an error of the write, no longer a signal. Does not allocate.
 int deliver(const Outcome& outcome, int fileDescriptor);
 
+/// What the process ends with. Its parent sees the low eight bits alone: a failure whose bits are all zero becomes 255,
+/// or it would look like a success.
+int toProcessStatus(int exitStatus);
+
 }  // namespace cli

@@ -58,5 +58,5 @@ int main(int argc, char** argv) {
     });
     const int exitStatus = cli::deliver(outcome, STDOUT_FILENO);
     ostrel::core::logMessage(LOGSEVERITY_DEBUG, "Exit Code: ", exitStatus);
-    return exitStatus;
+    return cli::toProcessStatus(exitStatus);
 }
