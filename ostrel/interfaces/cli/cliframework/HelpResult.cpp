@@ -1,6 +1,7 @@
 #include "ostrel/interfaces/cli/cliframework/HelpResult.h"
 
 #include <algorithm>
+#include <iterator>
 #include <string_view>
 #include <utility>
 
@@ -17,6 +18,18 @@ namespace {
 constexpr std::size_t INDENT = 4;
 
 using Parts = std::vector<CommandPart>;
+
+/// The lists of a command in the order in which every form shows them.
+constexpr struct {
+    const char* tag;
+    const char* itemTag;
+    Parts CommandSpec::*parts;
+    bool isProperty;
+} LISTS[] = {
+    {HELP_OPTIONS, HELP_OPTION, &CommandSpec::options, false},
+    {HELP_TARGETS, HELP_TARGET, &CommandSpec::targets, false},
+    {HELP_PROPERTIES, HELP_PROPERTY, &CommandSpec::properties, true},
+};
 
 std::size_t terminalWidth() {
     CLI_TRACE();
@@ -67,7 +80,7 @@ void appendXmlList(std::string& out, const char* listTag, const char* itemTag, c
     append(out, {list.empty() ? "" : "\t\t", "</", listTag, ">\n"});
 }
 
-/// Leaves the list's object open: what closes it differs between the last list and the others.
+/// Leaves the list's object open: what closes it depends on whether another list follows.
 void appendJsonList(std::string& out, const char* listTag, const Parts& list) {
     CLI_TRACE();
     append(out, {"\t\t\"", listTag, "\": {\n"});
@@ -117,9 +130,7 @@ std::string HelpResult::outputXml() const {
         append(out, {"\t<", HELP_COMMAND, " ", HELP_NAME, "=\"", command.name, "\">\n"});
         append(out, {"\t\t<", HELP_DESCRIPTION, ">", command.help, "</", HELP_DESCRIPTION, ">\n"});
         append(out, {"\t\t<", HELP_VERB, ">", command.verb, "</", HELP_VERB, ">\n"});
-        appendXmlList(out, HELP_OPTIONS, HELP_OPTION, command.options);
-        appendXmlList(out, HELP_TARGETS, HELP_TARGET, command.targets);
-        appendXmlList(out, HELP_PROPERTIES, HELP_PROPERTY, command.properties);
+        for (const auto& list : LISTS) appendXmlList(out, list.tag, list.itemTag, command.*list.parts);
         append(out, {"\t</", HELP_COMMAND, ">\n"});
     }
     append(out, {"</", HELP_HELP, ">\n"});
@@ -138,12 +149,10 @@ std::string HelpResult::outputJson() const {
         append(out, {"\t\"", command.name, "\": {\n"});
         append(out, {"\t\t\"", HELP_DESCRIPTION, "\":\"", command.help, "\",\n"});
         append(out, {"\t\t\"", HELP_VERB, "\":\"", command.verb, "\",\n"});
-        appendJsonList(out, HELP_OPTIONS, command.options);
-        out += "\t\t},\n";
-        appendJsonList(out, HELP_TARGETS, command.targets);
-        out += "\t\t},\n";
-        appendJsonList(out, HELP_PROPERTIES, command.properties);
-        out += "\t\t}\n";
+        for (const auto& list : LISTS) {
+            appendJsonList(out, list.tag, command.*list.parts);
+            out += &list == std::end(LISTS) - 1 ? "\t\t}\n" : "\t\t},\n";
+        }
         append(out, {"\t}", &command == &commands_.back() ? "\n" : ",\n"});
     }
     out += "}\n";
@@ -157,12 +166,10 @@ std::string HelpResult::outputCSV() const {
         append(out, {command.name, ",\n"});
         append(out, {HELP_DESCRIPTION, ",", command.help, ",\n"});
         append(out, {HELP_VERB, ",", command.verb, ",\n"});
-        appendCsvList(out, HELP_OPTIONS, command.options);
-        out += ",\n";
-        appendCsvList(out, HELP_TARGETS, command.targets);
-        out += ",\n";
-        appendCsvList(out, HELP_PROPERTIES, command.properties);
-        out += ",\n";
+        for (const auto& list : LISTS) {
+            appendCsvList(out, list.tag, command.*list.parts);
+            out += ",\n";
+        }
     }
     return out;
 }
@@ -222,9 +229,8 @@ std::string HelpResult::commandPageText(const CommandSpec& command, std::size_t 
     append(out, {HELP_DESCRIPTION, ":\n", wrap(command.help, INDENT, width)});
     append(out, {HELP_SYNOPSIS, ":\n", wrap(command.asStr(), INDENT, width)});
     append(out, {HELP_VERB, ":\n    ", command.verb, "\n"});
-    append(out, {HELP_OPTIONS, ":\n", listToString(command.options, false, INDENT, width)});
-    append(out, {HELP_TARGETS, ":\n", listToString(command.targets, false, INDENT, width)});
-    append(out, {HELP_PROPERTIES, ":\n", listToString(command.properties, true, INDENT, width)});
+    for (const auto& list : LISTS)
+        append(out, {list.tag, ":\n", listToString(command.*list.parts, list.isProperty, INDENT, width)});
     out += '\n';
     return out;
 }
