@@ -1,0 +1,7 @@
+#include "ostrel/core/QueueableCommand.h"
+
+namespace ostrel::core {
+
+QueueableCommand& QueueableCommand::operator=(const QueueableCommand& other) = default;
+
+}  // namespace ostrel::core
