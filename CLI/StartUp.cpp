@@ -1,7 +1,26 @@
 #include "CLI/StartUp.h"
 
+#include <string>
+
+#include "CLI/FeatureLibraryBinding.h"
+#include "CLI/cli_system/ConfigurationFile.h"
+#include "CLI/cli_system/Settings.h"
+#include "ostrel/core/File.h"
+#include "ostrel/core/Logging.h"
+
 namespace cli {
 
-void runStartUpRoutine() {}
+// Without a scope trace: its last line would be the first of every log.
+void runStartUpRoutine() {
+    FeatureLibraryBinding::getInstance();
+    const auto configuration = system::readConfigFile();
+    if (configuration == nullptr || !system::isSettingOn(*configuration, system::SETTING_ENABLE_LOG)) return;
+    const std::string logFile = system::getSetting(*configuration, system::SETTING_LOG_FILE);
+    // Passed over in silence: the commands that need the library report the link.
+    if (ostrel::core::isSymbolicLink(logFile)) return;
+    ostrel::core::setLogFile(logFile, false);
+    ostrel::core::openLogFile();
+    ostrel::core::enableLogging();
+}
 
 }  // namespace cli

@@ -2,8 +2,9 @@
 
 namespace cli {
 
-/// What every run does before its command: brings up the feature library and, where the configuration asks for it, the
-/// debug log. Reports nothing: a library that cannot be loaded is told by the commands that need it.
+/// What comes before the first command: loads the feature library, checks the configuration file (and ends the process
+/// if it is bad), and opens the debug log if the configuration asks for it. Other failures show where they matter: that
+/// of the library in the commands that need one.
 void runStartUpRoutine();
 
 }  // namespace cli

@@ -1,7 +1,6 @@
 #include "ostrel/core/Logging.h"
 
 #include <boost/core/null_deleter.hpp>
-#include <boost/log/attributes/clock.hpp>
 #include <boost/log/core.hpp>
 #include <boost/log/expressions.hpp>
 #include <boost/log/sinks/sync_frontend.hpp>
@@ -13,6 +12,7 @@
 #include <boost/log/utility/setup/common_attributes.hpp>
 #include <boost/smart_ptr/make_shared.hpp>
 
+#include <cstdlib>
 #include <iostream>
 
 #include "ostrel/core/LogFileStream.h"
@@ -87,6 +87,16 @@ Sink& sink() {
     return *state().sink;
 }
 
+// Static objects of the program log when they are destroyed, and by then the library's thread-local data may be gone.
+// The empty record makes that data exist before the handler is registered, so that the handler comes first.
+void silenceAtExit() {
+    static const bool isRegistered = [] {
+        (void)logger().open_record(boost::log::keywords::severity = trivial::trace);
+        return std::atexit(disableLogging) == 0;
+    }();
+    (void)isRegistered;  // without the handler only the lines of the last moment are at risk
+}
+
 void attach(const boost::shared_ptr<std::ostream>& stream) {
     sink().locked_backend()->add_stream(stream);
 }
@@ -134,6 +144,7 @@ void truncateLogFile(const std::string& name) {
 void enableLogging() {
     sink();
     boost::log::core::get()->set_logging_enabled(true);
+    silenceAtExit();
     loggingEnabled.store(true, std::memory_order_relaxed);
 }
 

@@ -14,6 +14,7 @@
 ///
 /// Lines:   "14:03:59:123456 [debug] message", each leaving in a single append to the file. Tool and feature library
 ///          each hold a copy of this code and may write to the same file; no line of either is lost or torn.
+///          The lines end with main(): static objects log nothing more when they are destroyed.
 /// Errors:  none is reported: a log that cannot be opened or written stays silent and the program runs on.
 /// Threads: logMessage() from any thread. All other functions belong to the main thread, before other threads start
 ///          or after they ended.

@@ -1,0 +1,189 @@
+#include "CLI/FeatureLibraryBinding.h"
+
+#include <utility>
+
+#include "CLI/cli_system/ConfigurationFile.h"
+#include "CLI/cli_system/Settings.h"
+#include "ostrel/connections/linux/connection_dll_linux/Connection_DLL_Linux.h"
+#include "ostrel/core/File.h"
+#include "ostrel/core/Globals.h"
+#include "ostrel/core/ScopeTrace.h"
+#include "ostrel/core/Status.h"
+#include "ostrel/core/Strings.h"
+#include "ostrel/interfaces/cli/cliframework/ErrorCode.h"
+#include "ostrel/interfaces/cli/cliframework/ErrorResult.h"
+
+namespace cli {
+
+using framework::ErrorResult;
+using framework::ResultBase;
+using ostrel::core::Status;
+using ostrel::core::xml::XmlElement;
+using ostrel::core::xml::XmlObject;
+
+namespace {
+
+// Only handed on: whether it exists is the library's business.
+constexpr char LSI_SUPPORT_LIBRARY[] = "/usr/lib/nimbrel/storelib.so";
+
+std::unique_ptr<ResultBase> failure(int32_t code, const std::string& message) {
+    return std::make_unique<ErrorResult>(code, message, "");
+}
+
+}  // namespace
+
+FeatureLibraryBinding& FeatureLibraryBinding::getInstance() {
+    OSTREL_TRACE();
+    static FeatureLibraryBinding instance;
+    return instance;
+}
+
+FeatureLibraryBinding::FeatureLibraryBinding() {
+    OSTREL_TRACE();
+    listLibraryPaths();
+    lsiPaths_.emplace_back(LSI_SUPPORT_LIBRARY);
+    loadError_ = load();
+}
+
+FeatureLibraryBinding::~FeatureLibraryBinding() {
+    OSTREL_TRACE();
+    if (connection_ == nullptr || !connection_->isOpen()) return;
+    const auto unload = resolve<UnloadFunction>("Unload");
+    if (unload != nullptr) unload();
+    closeLibrary();
+}
+
+std::unique_ptr<ResultBase> FeatureLibraryBinding::takeLoadError() {
+    OSTREL_TRACE();
+    return std::move(loadError_);
+}
+
+std::unique_ptr<ResultBase> FeatureLibraryBinding::sendRequest(const XmlObject& request, std::string& responseText,
+                                                               Status& status) {
+    OSTREL_TRACE();
+    std::unique_ptr<XmlElement> response;
+    return sendRequest(request, responseText, response, status);
+}
+
+std::unique_ptr<ResultBase> FeatureLibraryBinding::sendRequest(const XmlObject& request, std::string& responseText,
+                                                               std::unique_ptr<XmlElement>& response, Status& status) {
+    OSTREL_TRACE();
+    return exchange(functions_, request, responseText, response, status);
+}
+
+void FeatureLibraryBinding::disableLoggerIfOff() {
+    OSTREL_TRACE();
+    const auto configuration = system::readConfigFile();
+    if (configuration == nullptr || functions_.enableLogger == nullptr) return;
+    const std::string enableLog = system::getSetting(*configuration, system::SETTING_ENABLE_LOG);
+    if (ostrel::core::equals(enableLog, "false", true)) functions_.enableLogger("", 0, 0, 1);
+}
+
+void FeatureLibraryBinding::listLibraryPaths() {
+    OSTREL_TRACE();
+    const auto configuration = system::readConfigFile();
+    if (configuration == nullptr) return;
+    if (findIgnoringCase(*configuration, system::SETTING_VELKO_SSD_FEATURES_PATH) == configuration->end()) return;
+    std::string configured = system::getSetting(*configuration, system::SETTING_VELKO_SSD_FEATURES_PATH);
+    if (!configured.empty()) libraryPaths_.push_back(std::move(configured));
+    libraryPaths_.push_back(ostrel::core::getExecutablePath() + FEATURE_LIBRARY_FILE_NAME);
+    libraryPaths_.emplace_back(FEATURE_LIBRARY_FOLDER FEATURE_LIBRARY_FILE_NAME);
+}
+
+void FeatureLibraryBinding::openFirstLibrary() {
+    OSTREL_TRACE();
+    for (const std::string& path : libraryPaths_) {
+        if (!ostrel::core::pathExists(path)) continue;
+        connection_ = std::make_unique<ostrel::connections::dll::Connection>(path);
+        if (connection_->open(nullptr).is(0, 0)) return;
+        closeLibrary();
+    }
+}
+
+void FeatureLibraryBinding::closeLibrary() {
+    OSTREL_TRACE();
+    functions_ = FeatureLibraryFunctions();  // their code is about to be unmapped
+    (void)connection_->close();              // nobody could do anything about a failure
+    connection_.reset();
+}
+
+std::unique_ptr<ResultBase> FeatureLibraryBinding::load() {
+    OSTREL_TRACE();
+    openFirstLibrary();
+    if (connection_ == nullptr) {
+        return failure(framework::ERRORCODE_GENERAL,
+                       "Failed to find or load valid library: " FEATURE_LIBRARY_FILE_NAME "--------");
+    }
+    if (!isRightVersion()) {
+        closeLibrary();
+        return failure(framework::ERRORCODE_GENERAL, "Invalid OSTREL Interface version.");
+    }
+    return startLibrary();
+}
+
+bool FeatureLibraryBinding::isRightVersion() {
+    OSTREL_TRACE();
+    const auto getVersion = resolve<GetVerFunction>("GetVer");
+    return getVersion != nullptr && getVersion() == FEATURE_LIBRARY_VERSION;
+}
+
+std::unique_ptr<ResultBase> FeatureLibraryBinding::startLibrary() {
+    OSTREL_TRACE();
+    const auto registerDeviceManager = resolve<RegisterDeviceManagerFunction>("RegisterDeviceManager");
+    const auto loadLibrary = resolve<LoadFunction>("Load");
+    functions_.sendXmlMessage = resolve<SendXMLMessageFunction>("SendXMLMessage");
+    functions_.receiveXmlMessage = resolve<ReceiveXMLMessageFunction>("ReceiveXMLMessage");
+    functions_.enableLogger = resolve<EnableLoggerFunction>("EnableLogger");
+    const auto setLsiPath = resolve<SetLSIPathFunction>("SetLSIPath");
+    if (loadLibrary == nullptr || registerDeviceManager == nullptr || functions_.sendXmlMessage == nullptr ||
+        functions_.receiveXmlMessage == nullptr) {
+        closeLibrary();
+        return failure(framework::ERRORCODE_GENERAL, "Failed to load OSTREL Interface functions.");
+    }
+    registerDeviceManager(deviceManager_);
+    loadLibrary(1);
+
+    const std::string configText = system::readConfigText(system::getConfigPath());
+    std::unique_ptr<ResultBase> result;
+    if (functions_.enableLogger != nullptr) result = configureLog(configText);
+    const auto configuration = system::parseConfigText(configText);
+    // Also after a log that was refused: requests may still be sent.
+    if (setLsiPath != nullptr && configuration != nullptr &&
+        system::isSettingOn(*configuration, system::SETTING_ENABLE_LSI_ADAPTER)) {
+        for (const std::string& path : lsiPaths_) setLsiPath(path.data(), path.size());
+    }
+    return result;
+}
+
+std::unique_ptr<ResultBase> FeatureLibraryBinding::configureLog(const std::string& configText) {
+    OSTREL_TRACE();
+    if (configText.empty()) {
+        return failure(framework::ERRORCODE_INVALID_CONFIGURATION,
+                       "Invalid or corrupted configuration file. Please fix or delete: " + system::getConfigPath());
+    }
+    const auto configuration = system::parseConfigText(configText);
+    if (configuration == nullptr || !system::isSettingOn(*configuration, system::SETTING_ENABLE_LOG)) return nullptr;
+    const std::string path = system::getSetting(*configuration, system::SETTING_LOG_FILE);
+    if (ostrel::core::isSymbolicLink(path)) {
+        return failure(framework::ERRORCODE_SYMBOLIC_LINK,
+                       "Debug LogFile given is a symlink. Please resolve by deleting or removing symlink: " + path);
+    }
+    // The tool's own log is opened later: emptied then, it would lose the library's first lines.
+    ostrel::core::truncateLogFile(path);
+    if (functions_.enableLogger(path.data(), path.size(), 0, 0) == FEATURE_LIBRARY_INVALID_INPUT) {
+        return failure(framework::ERRORCODE_INVALID_CONFIGURATION,
+                       "Invalid debug log file given: " + path +
+                           "\nPlease use show -system and set -system to correct log file path.");
+    }
+    return nullptr;
+}
+
+template <typename Function>
+Function FeatureLibraryBinding::resolve(const char* name) {
+    OSTREL_TRACE();
+    void* address = nullptr;
+    (void)connection_->loadFunction(name, address);  // null says it all
+    return reinterpret_cast<Function>(address);
+}
+
+}  // namespace cli

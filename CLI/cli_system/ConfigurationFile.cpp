@@ -1,0 +1,117 @@
+#include "CLI/cli_system/ConfigurationFile.h"
+
+#include <unistd.h>
+
+#include <cstdlib>
+#include <utility>
+
+#include "CLI/Outcome.h"
+#include "CLI/cli_system/Settings.h"
+#include "CLI/cli_system/SystemFeature.h"
+#include "ostrel/core/File.h"
+#include "ostrel/core/ScopeTrace.h"
+#include "ostrel/core/XmlConverter.h"
+#include "ostrel/core/xml/XmlConstants.h"
+#include "ostrel/core/xml/XmlObject.h"
+#include "ostrel/interfaces/cli/cliframework/ErrorCode.h"
+#include "ostrel/interfaces/cli/cliframework/ErrorResult.h"
+
+namespace cli::system {
+
+using framework::ErrorResult;
+using ostrel::core::AttributeList;
+using ostrel::core::XmlConverter;
+using ostrel::core::xml::XmlElement;
+using ostrel::core::xml::XmlObject;
+
+namespace {
+
+// The root of the document, or null when the text is no document or its root no object.
+std::unique_ptr<XmlObject> parseRoot(const std::string& text) {
+    OSTREL_TRACE();
+    std::unique_ptr<XmlElement> element = XmlConverter::toXml(text);
+    auto* const object = dynamic_cast<XmlObject*>(element.get());
+    if (object != nullptr) (void)element.release();  // the object is the element
+    return std::unique_ptr<XmlObject>(object);
+}
+
+// The settings of a text that passes every check, otherwise null.
+std::unique_ptr<AttributeList> parseValidSettings(const std::string& text) {
+    OSTREL_TRACE();
+    const auto root = parseRoot(text);
+    if (root == nullptr || root->getAttribute(ostrel::core::xml::KEY_NAME) != SETTINGS_TITLE) return nullptr;
+    auto settings = XmlConverter::xmlToAttributeList(*root);
+    return areSettingsValid(*settings) ? std::move(settings) : nullptr;
+}
+
+[[noreturn]] void endProcess(const ErrorResult& error) {
+    const Outcome outcome{error.getErrorCode(), error.output() + "\n"};
+    // No destructor runs: this is the middle of somebody's static initialisation, and nothing is open yet.
+    std::_Exit(deliver(outcome, STDOUT_FILENO));
+}
+
+}  // namespace
+
+const std::string& getConfigPath() {
+    OSTREL_TRACE();
+    static const std::string path = [] {
+        std::string thePath = std::string(TOOL_DIRECTORY) + "nimbrel_config.xml";
+        if (const auto error = loadConfigFile(SystemFeature::getInstance(), thePath)) endProcess(*error);
+        return thePath;
+    }();
+    return path;
+}
+
+std::unique_ptr<ErrorResult> loadConfigFile(SystemFeature& feature, const std::string& path) {
+    OSTREL_TRACE();
+    if (ostrel::core::isSymbolicLink(path)) {
+        return std::make_unique<ErrorResult>(
+            framework::ERRORCODE_SYMBOLIC_LINK,
+            "Configuration file given is a symlink. Please resolve by deleting or removing symlink: " + path, "");
+    }
+    const std::string text = readConfigText(path);
+    if (text.empty()) {
+        // Tried twice: whatever made the first attempt fail may have been passing.
+        if (writeConfigFile(feature.getSettings(), path) || writeConfigFile(feature.getSettings(), path))
+            return nullptr;
+        return std::make_unique<ErrorResult>(framework::ERRORCODE_FILE_NOT_WRITTEN,
+                                             "Failed to create configuration file: " + path, "");
+    }
+    auto settings = parseValidSettings(text);
+    if (settings == nullptr) {
+        return std::make_unique<ErrorResult>(
+            framework::ERRORCODE_CORRUPT_CONFIGURATION,
+            "Configuration file given is corrupted. Please resolve by deleting or manually editing: " + path, "");
+    }
+    feature.setSettings(std::move(*settings));
+    return nullptr;
+}
+
+std::unique_ptr<AttributeList> readConfigFile() {
+    OSTREL_TRACE();
+    return parseConfigText(readConfigText(getConfigPath()));
+}
+
+std::string readConfigText(const std::string& path) {
+    OSTREL_TRACE();
+    std::string text;
+    // A file that cannot be read counts as an empty one, and whoever creates it then meets the reason.
+    (void)ostrel::core::readFile(path, ostrel::core::SymbolicLink::REFUSE, text);
+    return text;
+}
+
+std::unique_ptr<AttributeList> parseConfigText(const std::string& text) {
+    OSTREL_TRACE();
+    if (text.empty()) return nullptr;
+    const auto root = parseRoot(text);
+    return root != nullptr ? XmlConverter::xmlToAttributeList(*root) : nullptr;
+}
+
+bool writeConfigFile(const AttributeList& settings, const std::string& path) {
+    OSTREL_TRACE();
+    const auto root = XmlConverter::attributeListToXml(settings);
+    root->attributes[ostrel::core::xml::KEY_NAME] = SETTINGS_TITLE;
+    return ostrel::core::writeFileAtomically(path, root->toXmlString()).is(0, 0);
+}
+
+}  // namespace cli::system
