@@ -1,0 +1,147 @@
+#include "CLI/velkossd/JobRendering.h"
+
+#include <algorithm>
+#include <charconv>
+#include <cstdint>
+#include <system_error>
+#include <utility>
+
+#include "CLI/velkossd/FlowResult.h"
+#include "ostrel/core/ScopeTrace.h"
+#include "ostrel/core/Strings.h"
+#include "ostrel/core/XmlConverter.h"
+#include "ostrel/core/xml/XmlList.h"
+#include "ostrel/core/xml/XmlMessage.h"
+#include "ostrel/core/xml/XmlObject.h"
+#include "ostrel/core/xml/XmlProperty.h"
+#include "ostrel/interfaces/cli/cliframework/ObjectResult.h"
+#include "ostrel/interfaces/cli/cliframework/StringHelpers.h"
+
+namespace cli::velkossd {
+namespace {
+
+using framework::ObjectResult;
+using framework::stringsIEqual;
+using ostrel::core::AttributeList;
+using ostrel::core::XmlConverter;
+using ostrel::core::xml::XmlElement;
+using ostrel::core::xml::XmlMessage;
+using ostrel::core::xml::XmlObject;
+using ostrel::core::xml::XmlProperty;
+
+constexpr char STATUS_CODE[] = "Code";
+constexpr char STATUS_MESSAGE[] = "Message";
+constexpr char STATUS_KEY[] = "Status";
+constexpr char HEALTH_SCAN_STATUS_CODE[] = "HealthScanStatusCode";
+
+/// `digits` as an exit status. One that no exit status can hold is still a failure, never a success by overflow.
+int32_t toErrorCode(const std::string& digits) {
+    int32_t code = 0;
+    const auto parsed = std::from_chars(digits.data(), digits.data() + digits.size(), code);
+    return parsed.ec == std::errc() ? code : framework::ERRORCODE_NOT_SUPPORTED;
+}
+
+/// Of a status only the message is shown; the code goes into the exit status.
+void renderStatusProperty(ObjectResult& result, const std::string& name, const std::string& value) {
+    if (stringsIEqual(name, STATUS_MESSAGE)) {
+        if (!value.empty()) result.insert(STATUS_KEY, value);
+    } else if (stringsIEqual(name, STATUS_CODE) && value != "0") {
+        result.setErrorCode(ostrel::core::isInteger(value) ? toErrorCode(value) : framework::ERRORCODE_NOT_SUPPORTED);
+    }
+}
+
+void renderProperty(ObjectResult& result, const std::string& name, const std::string& value) {
+    if (!stringsIEqual(name, HEALTH_SCAN_STATUS_CODE)) {
+        result.insert(name, value);
+    } else if (ostrel::core::isInteger(value)) {
+        result.setErrorCode(toErrorCode(value));  // how a health scan tells its outcome to scripts
+    }
+}
+
+void renderProperties(ObjectResult& result, const XmlObject& element) {
+    const bool isStatus = stringsIEqual(element.getAttribute(ostrel::core::xml::KEY_CATEGORY), "status");
+    for (const auto& property : element.properties) {
+        const std::string description = property->getAttribute(ostrel::core::xml::KEY_DESCRIPTION);
+        std::string name = property->getAttribute(ostrel::core::xml::KEY_NAME);
+        if (!description.empty()) name += " - " + description;
+        const auto& renderOne = isStatus ? renderStatusProperty : renderProperty;
+        renderOne(result, name, property->getAttribute(ostrel::core::xml::KEY_VALUE));
+    }
+}
+
+std::unique_ptr<ObjectResult> renderAttributeList(XmlObject& element) {
+    const auto attributes = XmlConverter::xmlToAttributeList(element);
+    std::vector<const AttributeList::value_type*> byName;
+    byName.reserve(attributes->size());
+    for (const auto& entry : *attributes) byName.push_back(&entry);
+    std::sort(byName.begin(), byName.end(), [](const auto* a, const auto* b) { return a->first < b->first; });
+
+    auto result = std::make_unique<ObjectResult>();
+    for (const auto* entry : byName) {
+        std::string text = entry->second.getText();
+        const std::string& description = entry->second.getDescription();
+        if (!description.empty()) text += " " + description;
+        result->insert(entry->first, std::move(text));
+    }
+    return result;
+}
+
+std::unique_ptr<ObjectResult> renderObject(XmlObject& element);
+
+/// The heading of a nested object is its name and its key: "Drive" and "ABC123" make "Drive ABC123".
+void renderChild(ObjectResult& result, XmlObject& child) {
+    const std::string key = child.getAttribute(ostrel::core::xml::KEY_KEY);
+    if (stringsIEqual(child.getAttribute(ostrel::core::xml::KEY_CATEGORY), "attributeList")) {
+        result.insert(key, renderAttributeList(child));
+        return;
+    }
+    auto rendered = renderObject(child);
+    if (rendered->getErrorCode() > 0) result.setErrorCode(rendered->getErrorCode());
+    std::string heading = child.getAttribute(ostrel::core::xml::KEY_NAME);
+    if (!key.empty()) heading += " " + key;
+    result.insert(heading, std::move(rendered));
+}
+
+std::unique_ptr<ObjectResult> renderObject(XmlObject& element) {
+    auto result = std::make_unique<ObjectResult>();
+    const std::string description = element.getAttribute(ostrel::core::xml::KEY_DESCRIPTION);
+    if (!description.empty()) result->insert(description, element.getAttribute(ostrel::core::xml::KEY_VALUE));
+    renderProperties(*result, element);
+    for (const auto& child : element.objects) renderChild(*result, *child);
+    return result;
+}
+
+/// What may stand below a root; null for a root that holds no objects of its own.
+const std::vector<std::unique_ptr<XmlObject>>* objectsOf(const XmlElement& root) {
+    if (const auto* object = dynamic_cast<const XmlObject*>(&root)) return &object->objects;
+    if (const auto* message = dynamic_cast<const XmlMessage*>(&root)) return &message->objects;
+    return nullptr;
+}
+
+}  // namespace
+
+std::vector<XmlObject*> findOutputs(XmlElement& response) {
+    OSTREL_TRACE();
+    std::vector<XmlObject*> outputs;
+    const auto* objects = objectsOf(response);
+    if (objects == nullptr) return outputs;
+    for (const auto& object : *objects)
+        if (stringsIEqual(object->getAttribute(ostrel::core::xml::KEY_CATEGORY), "output"))
+            outputs.push_back(object.get());
+    return outputs;
+}
+
+std::unique_ptr<ObjectResult> render(const std::vector<std::string>& hidden, XmlElement& response) {
+    OSTREL_TRACE();
+    const auto outputs = findOutputs(response);
+    if (outputs.empty()) return std::make_unique<ObjectResult>();
+    return renderOutput(hidden, *outputs.front());
+}
+
+std::unique_ptr<ObjectResult> renderOutput(const std::vector<std::string>& hidden, XmlObject& output) {
+    OSTREL_TRACE();
+    output.removeProperties(hidden);
+    return renderObject(output);
+}
+
+}  // namespace cli::velkossd

@@ -1,0 +1,146 @@
+#include "CLI/velkossd/SavedOutput.h"
+
+#include <algorithm>
+#include <functional>
+#include <optional>
+#include <string_view>
+#include <utility>
+
+#include "CLI/FeatureLibraryExchange.h"
+#include "CLI/velkossd/JobRendering.h"
+#include "CLI/velkossd/OutputFile.h"
+#include "ostrel/core/Payload.h"
+#include "ostrel/core/ScopeTrace.h"
+#include "ostrel/core/Status.h"
+#include "ostrel/core/Strings.h"
+#include "ostrel/core/xml/XmlObject.h"
+#include "ostrel/core/xml/XmlProperty.h"
+#include "ostrel/interfaces/cli/cliframework/ObjectResult.h"
+#include "ostrel/interfaces/cli/cliframework/SimpleResult.h"
+#include "ostrel/interfaces/cli/cliframework/StringHelpers.h"
+
+namespace cli::velkossd {
+namespace {
+
+using framework::ObjectResult;
+using framework::SimpleResult;
+using framework::stringsIEqual;
+using ostrel::core::xml::XmlElement;
+using ostrel::core::xml::XmlObject;
+
+/// Text that is decoded at once. Even, so that no pair of digits is torn.
+constexpr std::size_t PIECE = 256 * 1024;
+
+/// What came of one output.
+struct Outcome {
+    bool isSaved;
+    std::string message;
+};
+
+/// Where an output goes, and what it is called in the messages.
+struct Target {
+    std::string dataName;
+    std::string path;
+    OutputFile::LinkPolicy linkPolicy;
+};
+
+using Fill = std::function<bool(OutputFile& file)>;
+using Save = std::function<Outcome(XmlObject& output, const Target& target)>;
+
+/// Names and serial numbers come from outside: they may neither lead into another folder nor garble a terminal.
+std::string cleaned(std::string text) {
+    const auto isUnsafe = [](char c) { return c == '/' || static_cast<unsigned char>(c) < 0x20 || c == 0x7F; };
+    std::replace_if(text.begin(), text.end(), isUnsafe, '_');
+    return text;
+}
+
+/// A name that nobody chose is not followed through a link, which could lead anywhere.
+Target makeTarget(const XmlObject& output, const std::string& destination, const char* suffix) {
+    const std::string name = cleaned(output.getAttribute(ostrel::core::xml::KEY_NAME));
+    const std::string key = cleaned(output.getAttribute(ostrel::core::xml::KEY_KEY));
+    if (destination.empty()) return {name, name + "_" + key + suffix, OutputFile::REFUSE_LINK};
+    return {name, destination, OutputFile::FOLLOW_LINK};
+}
+
+Outcome writeTarget(const Target& target, const Fill& fill) {
+    OutputFile file(target.path);
+    const bool isSaved = file.open(target.linkPolicy) && fill(file) && file.finish();
+    const char* verdict = isSaved ? "Successfully written " : "Failed to write ";
+    return {isSaved, verdict + target.dataName + " data to " + target.path};
+}
+
+/// The bytes that pairs of digits stand for; of an odd number of digits none.
+bool writeHex(OutputFile& file, std::string_view digits) {
+    if (digits.size() % 2 != 0) return true;
+    while (!digits.empty()) {
+        const std::string_view piece = digits.substr(0, PIECE);
+        digits.remove_prefix(piece.size());
+        const ostrel::core::Payload bytes = ostrel::core::hexToBytes(piece, "");
+        if (bytes.getSize() != piece.size() / 2) return false;  // no memory
+        if (!file.write({reinterpret_cast<const char*>(bytes.getData()), bytes.getSize()})) return false;
+    }
+    return true;
+}
+
+Outcome savePayload(XmlObject& output, const Target& target) {
+    const auto payload = std::find_if(output.properties.begin(), output.properties.end(), [](const auto& property) {
+        return stringsIEqual(property->getAttribute(ostrel::core::xml::KEY_NAME), "payload");
+    });
+    if (payload == output.properties.end()) return {false, "No Payload data found"};
+    const std::string& digits = (*payload)->attributes[ostrel::core::xml::KEY_VALUE];
+    return writeTarget(target, [&digits](OutputFile& file) { return writeHex(file, digits); });
+}
+
+/// The library's words for an output that failed.
+std::optional<std::string> findFailure(const XmlObject& output) {
+    ostrel::core::Status status;
+    const auto error = extractStatus(output, status);
+    if (error == nullptr) return std::nullopt;
+    std::string text = error->outputText();
+    ostrel::core::replaceAll(text, "Error: ", "");
+    return text;
+}
+
+FlowResult toResult(const Outcome& outcome) {
+    if (outcome.isSaved) return std::make_unique<SimpleResult>(outcome.message);
+    return makeError(ERRORCODE_NOT_SAVED, outcome.message);
+}
+
+FlowResult saveOutputs(XmlElement& response, const std::string& destination, const char* suffix, const Save& save) {
+    const auto outputs = findOutputs(response);
+    auto gathered = std::make_unique<ObjectResult>();
+    for (XmlObject* output : outputs) {
+        if (const auto failure = findFailure(*output)) {
+            gathered->insert("Error", *failure);  // told, and no failure of the command: the other drives are saved
+            continue;
+        }
+        const Outcome outcome = save(*output, makeTarget(*output, destination, suffix));
+        if (outputs.size() == 1) return toResult(outcome);
+        gathered->insert(outcome.isSaved ? "Success" : "Error", outcome.message);
+        if (!outcome.isSaved) gathered->setErrorCode(ERRORCODE_NOT_SAVED);
+    }
+    return gathered;
+}
+
+}  // namespace
+
+FlowResult saveBinary(XmlElement& response, const std::string& destination) {
+    OSTREL_TRACE();
+    return saveOutputs(response, destination, ".bin", savePayload);
+}
+
+FlowResult saveText(const std::vector<std::string>& hidden, XmlElement& response, const std::string& destination) {
+    OSTREL_TRACE();
+    return saveOutputs(response, destination, ".txt", [&hidden](XmlObject& output, const Target& target) {
+        const std::string text = renderOutput(hidden, output)->outputText();
+        return writeTarget(target, [&text](OutputFile& file) { return file.write(text); });
+    });
+}
+
+bool writeToFile(const std::string& destination, const std::string& text) {
+    OSTREL_TRACE();
+    OutputFile file(destination);
+    return file.open(OutputFile::FOLLOW_LINK) && file.write(text) && file.finish();
+}
+
+}  // namespace cli::velkossd
