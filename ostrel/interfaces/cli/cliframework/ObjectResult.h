@@ -52,6 +52,9 @@ public:
     std::size_t getCount() const { return objects_.size(); }
     Objects::const_iterator begin() const { return objects_.begin(); }
     Objects::const_iterator end() const { return objects_.end(); }
+    /// A value may be replaced by another one.
+    Properties::iterator propertiesBegin() { return properties_.begin(); }
+    Properties::iterator propertiesEnd() { return properties_.end(); }
     Properties::const_iterator propertiesBegin() const { return properties_.begin(); }
     Properties::const_iterator propertiesEnd() const { return properties_.end(); }
     /// Whether a property has this key; case does not matter.

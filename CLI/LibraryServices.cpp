@@ -1,0 +1,49 @@
+#include "CLI/LibraryServices.h"
+
+#include "CLI/FeatureLibraryBinding.h"
+#include "CLI/cli_system/ConfigurationFile.h"
+#include "CLI/cli_system/Settings.h"
+#include "ostrel/core/ScopeTrace.h"
+
+namespace cli::velkossd {
+namespace {
+
+using ostrel::core::xml::XmlElement;
+using ostrel::core::xml::XmlObject;
+
+class LibraryServices : public FeatureServices {
+public:
+    FlowResult takeLoadError() override {
+        OSTREL_TRACE();
+        return FeatureLibraryBinding::getInstance().takeLoadError();
+    }
+
+    void disableLoggerIfOff() override {
+        OSTREL_TRACE();
+        FeatureLibraryBinding::getInstance().disableLoggerIfOff();
+    }
+
+    std::string getAdditionalModuleDirectory() override {
+        OSTREL_TRACE();
+        const auto settings = system::readConfigFile();
+        if (settings == nullptr) return "";
+        return system::getSetting(*settings, system::SETTING_ADDITIONAL_FW_MOD_DIR);
+    }
+
+    FlowResult sendRequest(const XmlObject& request, std::unique_ptr<XmlElement>& response,
+                           ostrel::core::Status& status) override {
+        OSTREL_TRACE();
+        std::string text;  // of no use beside the tree
+        return FeatureLibraryBinding::getInstance().sendRequest(request, text, response, status);
+    }
+};
+
+}  // namespace
+
+FeatureServices& libraryServices() {
+    OSTREL_TRACE();
+    static LibraryServices services;
+    return services;
+}
+
+}  // namespace cli::velkossd

@@ -1,0 +1,86 @@
+#include "CLI/VelkoSSDFeature.h"
+
+#include <string>
+
+#include "CLI/LibraryServices.h"
+#include "CLI/velkossd/CommandCatalogue.h"
+#include "CLI/velkossd/Flows.h"
+#include "ostrel/core/ScopeTrace.h"
+#include "ostrel/interfaces/cli/cliframework/Framework.h"
+#include "ostrel/interfaces/cli/cliframework/NotImplementedErrorResult.h"
+#include "ostrel/interfaces/cli/cliframework/ObjectResult.h"
+
+namespace cli::velkossd {
+
+using framework::CommandSpec;
+using framework::ParsedCommand;
+using framework::Prompt;
+using framework::ResultBase;
+
+namespace {
+
+constexpr char FEATURE_NAME[] = "VelkoSSD";
+
+VelkoSSDFeature registeredFeature;
+[[maybe_unused]] const bool isRegistered =
+    framework::Framework::getInstance().registerFeature(FEATURE_NAME, &registeredFeature);
+
+}  // namespace
+
+VelkoSSDFeature::VelkoSSDFeature() : VelkoSSDFeature(libraryServices()) {}
+
+VelkoSSDFeature::VelkoSSDFeature(FeatureServices& services)
+    : context_(services, [this](const Prompt& prompt) { return promptUser(prompt); }) {}
+
+std::unique_ptr<ResultBase> VelkoSSDFeature::run(const CommandSpec& commandSpec, const ParsedCommand& parsedCommand) {
+    OSTREL_TRACE();
+    framework::ObjectResult::setTab(true);
+    if (auto loadError = context_.getServices().takeLoadError()) return loadError;
+    return runFlow(commandSpec.id, parsedCommand);
+}
+
+void VelkoSSDFeature::getPaths(std::vector<CommandSpec>& commands) {
+    OSTREL_TRACE();
+    appendCommandSpecs(commands);
+}
+
+std::unique_ptr<ResultBase> VelkoSSDFeature::runFlow(std::int32_t commandSpecId, const ParsedCommand& parsedCommand) {
+    OSTREL_TRACE();
+    if (const CommandRow* row = findCommand(commandSpecId)) {
+        const std::string job(row->job);
+        switch (row->flow) {
+            case FLOW_GET:
+                return getFlow(context_, job, parsedCommand);
+            case FLOW_SET:
+                return setFlow(context_, job, parsedCommand, row->attribute());
+            case FLOW_METHOD:
+                return methodFlow(context_, job, parsedCommand);
+            case FLOW_ERASE:
+                return eraseFlow(context_, job, parsedCommand);
+            case FLOW_NAMESPACE:
+                return namespaceFlow(context_, job, parsedCommand);
+            case FLOW_IDENTIFY:
+                return identifyFlow(context_, job, parsedCommand, false);
+            case FLOW_CONTROLLER_LIST:
+                return identifyFlow(context_, job, parsedCommand, true);
+            case FLOW_DUMP:
+                return dumpFlow(context_, job, parsedCommand);
+            case FLOW_PARSE_PEL:
+                return parsePersistentEventLogFlow(context_, job, parsedCommand);
+            case FLOW_PARSE_NLOG:
+                return parseNlogFlow(context_, job, parsedCommand);
+            case FLOW_PARSE_TELEMETRY:
+                return parseTelemetryLogFlow(context_, job, parsedCommand);
+            case FLOW_SCAN:
+                return scanFlow(context_, job, parsedCommand);
+            case FLOW_LED:
+                return ledFlow(context_, job, parsedCommand);
+            case FLOW_TIMESTAMP:
+                return timestampFlow(context_, job, parsedCommand);
+        }
+    }
+    return std::make_unique<framework::NotImplementedErrorResult>(static_cast<std::uint32_t>(commandSpecId),
+                                                                  FEATURE_NAME);
+}
+
+}  // namespace cli::velkossd

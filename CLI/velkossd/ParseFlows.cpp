@@ -1,0 +1,129 @@
+#include "CLI/ToolInformation.h"
+#include "CLI/velkossd/CommandTargets.h"
+#include "CLI/velkossd/FlowContext.h"
+#include "CLI/velkossd/Flows.h"
+#include "CLI/velkossd/JobArguments.h"
+#include "CLI/velkossd/JobRendering.h"
+#include "CLI/velkossd/SavedOutput.h"
+#include "CLI/velkossd/SubFlows.h"
+#include "ostrel/core/ScopeTrace.h"
+#include "ostrel/core/Status.h"
+#include "ostrel/core/xml/XmlObject.h"
+#include "ostrel/interfaces/cli/cliframework/Constants.h"
+#include "ostrel/interfaces/cli/cliframework/ObjectResult.h"
+#include "ostrel/interfaces/cli/cliframework/SimpleResult.h"
+#include "ostrel/interfaces/cli/cliframework/StringHelpers.h"
+#include "ostrel/interfaces/cli/cliframework/ParsedCommand.h"
+#include "ostrel/interfaces/ostreli/interface/Job.h"
+#include "ostrel/interfaces/ostreli/interface/JobNames.h"
+
+namespace cli::velkossd {
+
+namespace attributes = ostrel::core::attributes::feature;
+using namespace ostrel::interfaces::ostreli;  // NOLINT(google-build-using-namespace): the JOB_ constants
+using framework::ObjectResult;
+using framework::ParsedCommand;
+using framework::stringsIEqual;
+using ostrel::core::Status;
+using ostrel::core::xml::XmlElement;
+using ostrel::core::xml::XmlObject;
+
+namespace {
+
+constexpr ArgumentRule EVENT_LOG_SOURCE[] = {{attributes::pelFilePath, {}, "-source"}};
+constexpr ArgumentRule NLOG_SOURCE[] = {{attributes::binaryFilePath, {}, "-source"}};
+constexpr ArgumentRule TELEMETRY_SOURCE[] = {{attributes::telemetryBinaryFilePath, {}, "-source"}};
+constexpr ArgumentRule TELEMETRY_TARGETS[] = {{attributes::dataArea, {}, "-dataarea"}};
+constexpr ArgumentRule TELEMETRY_PROPERTIES[] = {{attributes::inputConfiguration}};
+
+/// The drive whose log is parsed; empty where it is a log file. It must be one or the other.
+FlowResult getLogSource(const FlowContext& context, const ParsedCommand& command, std::string& device) {
+    if (auto error = context.getDeviceTarget(command, device, targets::OPTIONAL_VELKOSSD)) return error;
+    if (device.empty() != valueOf(command.options, "-source").empty()) return nullptr;
+    return makeError(framework::ERRORCODE_INVALID_VALUE,
+                     "specify either -velkossd [drive index] or -source [file location], not both.");
+}
+
+/// A log file needs no scan for drives.
+std::shared_ptr<XmlObject> createParseRequest(const std::string& job, const std::string& device) {
+    return Job::createRequest(job, JOBTYPE_METHOD, !device.empty(), device);
+}
+
+/// Writes what was parsed to a file and says so. A failure that the library reported within stays the exit status.
+FlowResult saveParsed(const ObjectResult& parsed, const std::string& text, const char* logName,
+                      const std::string& destination) {
+    const std::string what = std::string(" parsed ") + logName + " data to " + destination;
+    if (!writeToFile(destination, text)) return makeError(ERRORCODE_NOT_SAVED, "Failed to write" + what);
+    auto result = std::make_unique<framework::SimpleResult>("Successfully written" + what);
+    result->setErrorCode(parsed.getErrorCode());
+    return result;
+}
+
+FlowResult createTelemetryRequest(const ParsedCommand& command, const std::string& job, const std::string& device,
+                                  std::shared_ptr<XmlObject>& request) {
+    request = createParseRequest(job, device);
+    Job::addProperty(*request, attributes::toolName(), version::TOOL_DISPLAY_NAME);
+    Job::addProperty(*request, attributes::toolVersion(), version::TOOL_VERSION);
+    if (auto error = addArguments(*request, command.targets, TELEMETRY_TARGETS)) return error;
+    if (auto error = addHostInitiated(*request, command, true)) return error;
+    if (auto error = addArguments(*request, command.options, TELEMETRY_SOURCE)) return error;
+    return addArguments(*request, command.properties, TELEMETRY_PROPERTIES);
+}
+
+}  // namespace
+
+FlowResult parsePersistentEventLogFlow(FlowContext& context, const std::string& job, const ParsedCommand& command) {
+    OSTREL_TRACE();
+    std::string device;
+    if (auto error = getLogSource(context, command, device)) return error;
+    const auto request = createParseRequest(job, device);
+    if (auto error = addArguments(*request, command.options, EVENT_LOG_SOURCE)) return error;
+
+    std::unique_ptr<XmlElement> response;
+    Status status;
+    if (auto error = context.runJob(*request, response, status)) return error;
+    const std::string& destination = valueOf(command.options, "-destination");
+    if (destination.empty()) return render(context.getHiddenProperties(), *response);
+    return saveText(context.getHiddenProperties(), *response, destination);
+}
+
+FlowResult parseNlogFlow(FlowContext& context, const std::string& job, const ParsedCommand& command) {
+    OSTREL_TRACE();
+    std::string device;
+    if (auto error = getLogSource(context, command, device)) return error;
+    const std::string key = attributes::assertFlag().getName();
+    const std::string* isAssert = findGiven(command.properties, key);
+    if (isAssert != nullptr)
+        if (auto error = checkValue(MUST_BE_TRUE_OR_FALSE, key, *isAssert)) return error;
+    const bool isAssertLog = isAssert != nullptr && stringsIEqual(*isAssert, "true");
+    const auto request = createParseRequest(isAssertLog ? JOB_ASSERT_NLOG_PARSE : job, device);
+    if (auto error = addArguments(*request, command.options, NLOG_SOURCE)) return error;
+
+    std::unique_ptr<XmlElement> response;
+    Status status;
+    if (auto error = context.runJob(*request, response, status)) return error;
+    auto parsed = render(context.getHiddenProperties(), *response);
+    const std::string& destination = valueOf(command.options, "-destination");
+    if (destination.empty()) return parsed;
+    return saveParsed(*parsed, parsed->outputText(), "nlog", destination);
+}
+
+FlowResult parseTelemetryLogFlow(FlowContext& context, const std::string& job, const ParsedCommand& command) {
+    OSTREL_TRACE();
+    if (!stringsIEqual(valueOf(command.options, "-output"), framework::OUTPUT_JSON))
+        return makeError(framework::ERRORCODE_INVALID_VALUE, "Must specify '-output json'.");
+    std::string device;
+    if (auto error = getLogSource(context, command, device)) return error;
+    std::shared_ptr<XmlObject> request;
+    if (auto error = createTelemetryRequest(command, job, device, request)) return error;
+
+    std::unique_ptr<XmlElement> response;
+    Status status;
+    if (auto error = context.runJob(*request, response, status)) return error;
+    auto parsed = render(context.getHiddenProperties(), *response);
+    const std::string& destination = valueOf(command.options, "-destination");
+    if (destination.empty()) return parsed;
+    return saveParsed(*parsed, parsed->outputJson(), "telemetry", destination);
+}
+
+}  // namespace cli::velkossd
