@@ -1,0 +1,88 @@
+#pragma once
+
+#include <cstdint>
+
+namespace features::nvme {
+
+/// Admin commands (NVMe Base Specification 1.4, figure 139).
+inline constexpr uint8_t OPC_GET_LOG_PAGE = 0x02;
+inline constexpr uint8_t OPC_IDENTIFY = 0x06;
+inline constexpr uint8_t OPC_SET_FEATURES = 0x09;
+inline constexpr uint8_t OPC_GET_FEATURES = 0x0A;
+inline constexpr uint8_t OPC_NAMESPACE_MANAGEMENT = 0x0D;
+inline constexpr uint8_t OPC_FIRMWARE_COMMIT = 0x10;
+inline constexpr uint8_t OPC_FIRMWARE_IMAGE_DOWNLOAD = 0x11;
+inline constexpr uint8_t OPC_DEVICE_SELF_TEST = 0x14;
+inline constexpr uint8_t OPC_NAMESPACE_ATTACHMENT = 0x15;
+inline constexpr uint8_t OPC_FORMAT_NVM = 0x80;
+inline constexpr uint8_t OPC_SECURITY_SEND = 0x81;
+inline constexpr uint8_t OPC_SECURITY_RECEIVE = 0x82;
+inline constexpr uint8_t OPC_SANITIZE = 0x84;
+
+/// NVM commands (figure 346).
+inline constexpr uint8_t OPC_FLUSH = 0x00;
+inline constexpr uint8_t OPC_WRITE = 0x01;
+inline constexpr uint8_t OPC_READ = 0x02;
+inline constexpr uint8_t OPC_DATASET_MANAGEMENT = 0x09;
+
+/// Every namespace of the controller.
+inline constexpr uint32_t NSID_ALL = 0xFFFFFFFF;
+
+/// Controller or Namespace Structure values of Identify (figure 244).
+inline constexpr uint8_t CNS_NAMESPACE = 0x00;
+inline constexpr uint8_t CNS_CONTROLLER = 0x01;
+inline constexpr uint8_t CNS_ACTIVE_NAMESPACES = 0x02;
+inline constexpr uint8_t CNS_NAMESPACE_DESCRIPTORS = 0x03;
+inline constexpr uint8_t CNS_ALLOCATED_NAMESPACES = 0x10;
+inline constexpr uint8_t CNS_ALLOCATED_NAMESPACE = 0x11;
+inline constexpr uint8_t CNS_NAMESPACE_CONTROLLERS = 0x12;
+inline constexpr uint8_t CNS_CONTROLLERS = 0x13;
+inline constexpr uint8_t CNS_UUID_LIST = 0x17;
+
+/// Log page identifiers (figure 192; 00h is of NVMe 2.0).
+inline constexpr uint8_t LID_SUPPORTED_LOGS = 0x00;
+inline constexpr uint8_t LID_ERROR_INFORMATION = 0x01;
+inline constexpr uint8_t LID_SMART_HEALTH = 0x02;
+inline constexpr uint8_t LID_FIRMWARE_SLOT = 0x03;
+inline constexpr uint8_t LID_CHANGED_NAMESPACES = 0x04;
+inline constexpr uint8_t LID_COMMAND_EFFECTS = 0x05;
+inline constexpr uint8_t LID_DEVICE_SELF_TEST = 0x06;
+inline constexpr uint8_t LID_TELEMETRY_HOST = 0x07;
+inline constexpr uint8_t LID_TELEMETRY_CONTROLLER = 0x08;
+inline constexpr uint8_t LID_ENDURANCE_GROUP = 0x09;
+inline constexpr uint8_t LID_PREDICTABLE_LATENCY_SET = 0x0A;
+inline constexpr uint8_t LID_PREDICTABLE_LATENCY_AGGREGATE = 0x0B;
+inline constexpr uint8_t LID_ANA = 0x0C;
+inline constexpr uint8_t LID_PERSISTENT_EVENT = 0x0D;
+inline constexpr uint8_t LID_LBA_STATUS = 0x0E;
+inline constexpr uint8_t LID_ENDURANCE_GROUP_AGGREGATE = 0x0F;
+inline constexpr uint8_t LID_RESERVATION = 0x80;
+inline constexpr uint8_t LID_SANITIZE_STATUS = 0x81;
+/// OCP Datacenter NVMe SSD Specification 2.0: SMART / Health information extended.
+inline constexpr uint8_t LID_OCP_SMART = 0xC0;
+
+/// Feature identifiers (figure 272).
+inline constexpr uint8_t FID_ARBITRATION = 0x01;
+inline constexpr uint8_t FID_POWER_MANAGEMENT = 0x02;
+inline constexpr uint8_t FID_LBA_RANGE_TYPE = 0x03;
+inline constexpr uint8_t FID_TEMPERATURE_THRESHOLD = 0x04;
+inline constexpr uint8_t FID_ERROR_RECOVERY = 0x05;
+inline constexpr uint8_t FID_VOLATILE_WRITE_CACHE = 0x06;
+inline constexpr uint8_t FID_NUMBER_OF_QUEUES = 0x07;
+inline constexpr uint8_t FID_INTERRUPT_COALESCING = 0x08;
+inline constexpr uint8_t FID_INTERRUPT_VECTOR = 0x09;
+inline constexpr uint8_t FID_WRITE_ATOMICITY = 0x0A;
+inline constexpr uint8_t FID_ASYNCHRONOUS_EVENT = 0x0B;
+inline constexpr uint8_t FID_AUTONOMOUS_POWER_STATE = 0x0C;
+inline constexpr uint8_t FID_HOST_MEMORY_BUFFER = 0x0D;
+inline constexpr uint8_t FID_TIMESTAMP = 0x0E;
+inline constexpr uint8_t FID_KEEP_ALIVE = 0x0F;
+inline constexpr uint8_t FID_HOST_THERMAL_MANAGEMENT = 0x10;
+inline constexpr uint8_t FID_NON_OPERATIONAL_POWER_STATE = 0x11;
+inline constexpr uint8_t FID_READ_RECOVERY_LEVEL = 0x12;
+inline constexpr uint8_t FID_HOST_BEHAVIOR_SUPPORT = 0x16;
+inline constexpr uint8_t FID_SANITIZE_CONFIG = 0x17;
+inline constexpr uint8_t FID_SOFTWARE_PROGRESS = 0x80;
+inline constexpr uint8_t FID_HOST_IDENTIFIER = 0x81;
+
+}  // namespace features::nvme
