@@ -2,9 +2,6 @@
 
 #include <fcntl.h>
 #include <sys/stat.h>
-#include <unistd.h>
-
-#include <cerrno>
 
 namespace ostrel::core {
 
@@ -40,15 +37,8 @@ std::streamsize LogFileStream::Buffer::xsputn(const char* text, std::streamsize 
 }
 
 int LogFileStream::Buffer::sync() {
-    size_t done = 0;
-    // The kernel takes a line whole unless the disk fills up or it is above 2 GiB; the rest then follows, or is
-    // dropped.
-    while (done < pending_.size()) {
-        const ssize_t written = ::write(file_.get(), pending_.data() + done, pending_.size() - done);
-        if (written < 0 && errno == EINTR) continue;
-        if (written <= 0) break;
-        done += static_cast<size_t>(written);
-    }
+    // The kernel takes a line whole unless the disk fills up or it is above 2 GiB. What it does not take is dropped.
+    (void)writeFully(file_.get(), pending_);
     pending_.clear();
     return 0;
 }

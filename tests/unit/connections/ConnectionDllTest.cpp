@@ -4,8 +4,8 @@
 #include <regex>
 
 #include "ostrel/connections/linux/connection_dll_linux/Connection_DLL_Linux.h"
-#include "ostrel/core/Logging.h"
 #include "ostrel/core/Status.h"
+#include "tests/support/LogCapture.h"
 #include "tests/support/TemporaryFolder.h"
 
 using ostrel::connections::dll::Connection;
@@ -27,22 +27,13 @@ bool isMapped(const std::string& library) {
 
 class ConnectionDll : public testing::Test {
 protected:
-    void SetUp() override {
-        ostrel::core::clearMemoryStream();
-        ostrel::core::attachMemoryStream();
-        ostrel::core::enableLogging();
-    }
-    void TearDown() override {
-        ostrel::core::disableLogging();
-        ostrel::core::detachMemoryStream();
+    // The log without scope traces.
+    std::string logged() const {
+        return std::regex_replace(log_.lines(), std::regex("[^\n]*: (Entering|Exiting)\n"), "");
     }
 
-    // The log without times and scope traces.
-    static std::string logged() {
-        const std::string log = ostrel::core::getMemoryStream()->str();
-        const std::string lines = std::regex_replace(log, std::regex("[^\n]*: (Entering|Exiting)\n"), "");
-        return std::regex_replace(lines, std::regex("(^|\n)..:..:..:...... "), "$1");
-    }
+private:
+    const LogCapture log_{ostrel::core::LOGSEVERITY_DEBUG};
 };
 
 }  // namespace
