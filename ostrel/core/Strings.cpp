@@ -154,10 +154,10 @@ Payload hexToBytes(std::string_view text, std::string_view removeText) {
     Payload payload(text.size() / 2);
     uint8_t* bytes = payload.getData();
     for (size_t i = 0; i < payload.getSize(); ++i) {
-        const uint8_t high = nibble(text[2 * i]);
-        const uint8_t low = nibble(text[2 * i + 1]);
+        const uint32_t high = nibble(text[2 * i]);
+        const uint32_t low = nibble(text[2 * i + 1]);
         const bool isPair = ((high | low) & NO_DIGIT) == 0;
-        bytes[i] = static_cast<uint8_t>(isPair ? uint32_t{high} << 4 | low : hexToInt(text.substr(2 * i, 2)));
+        bytes[i] = static_cast<uint8_t>(isPair ? high << 4 | low : hexToInt(text.substr(2 * i, 2)));
     }
     return payload;
 }

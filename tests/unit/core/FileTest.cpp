@@ -89,7 +89,7 @@ TEST_F(File, ReadsEveryByte) {
 }
 
 TEST_F(File, ReadsFilesOfAllSizes) {
-    for (const size_t size : {0, 1, 65535, 65536, 65537, 1000000}) {
+    for (const size_t size : {0u, 1u, 65535u, 65536u, 65537u, 1000000u}) {
         writeWholeFile(path_, std::string(size, 'x'));
         std::string text = "old";
         EXPECT_TRUE(readFile(path_, SymbolicLink::FOLLOW, text).is(0, 0));
@@ -137,7 +137,7 @@ TEST_F(File, CreatesANewFile) {
 }
 
 TEST_F(File, WritesEveryByteOfAnyLength) {
-    for (const size_t size : {0, 1, 4096, 5000000}) {
+    for (const size_t size : {0u, 1u, 4096u, 5000000u}) {
         std::string bytes(size, '\0');
         for (size_t i = 0; i < size; ++i) bytes[i] = static_cast<char>(i * 7);
         EXPECT_TRUE(writeFileAtomically(path_, bytes).is(0, 0));
@@ -161,7 +161,7 @@ TEST_F(File, WritesANameOfTheGreatestLength) {
 }
 
 TEST_F(File, KeepsTheModeOfTheFileItReplaces) {
-    for (const mode_t mode : {0600, 0640, 0666, 04755, 0400, 0}) {
+    for (const mode_t mode : {0600u, 0640u, 0666u, 04755u, 0400u, 0u}) {
         writeWholeFile(path_, "old");
         ASSERT_EQ(chmod(path_.c_str(), mode), 0);
         const mode_t old = umask(077);
