@@ -35,8 +35,9 @@ Payload littleEndian(Number number, unsigned widthBytes) {
     return value;
 }
 
-uint64_t readLittleEndian(const Payload& value, unsigned maximumBytes) {
-    uint64_t number = 0;
+template <typename Number>
+Number readLittleEndian(const Payload& value, unsigned maximumBytes) {
+    Number number = 0;
     for (unsigned i = std::min(value.getSize(), maximumBytes); i > 0; --i)
         number = number << 8 | value.getData()[i - 1];
     return number;
@@ -52,17 +53,15 @@ std::string signedText(const Payload& value, unsigned widthBytes) {
     const unsigned bytes = std::min(value.getSize(), widthBytes);
     if (bytes == 0) return "-1";  // but "0" for the unsigned types; callers depend on both
     const unsigned unusedBits = 64 - 8 * bytes;
-    return std::to_string(static_cast<int64_t>(readLittleEndian(value, bytes) << unusedBits) >> unusedBits);
+    return std::to_string(static_cast<int64_t>(readLittleEndian<uint64_t>(value, bytes) << unusedBits) >> unusedBits);
 }
 
 std::string unsignedText(const Payload& value, unsigned) {
-    return std::to_string(readLittleEndian(value, sizeof(uint64_t)));
+    return std::to_string(readLittleEndian<uint64_t>(value, sizeof(uint64_t)));
 }
 
 std::string bigNumberText(const Payload& value, unsigned) {
-    uint128_t number = 0;
-    for (unsigned i = std::min(value.getSize(), 16u); i > 0; --i) number = number << 8 | value.getData()[i - 1];
-    return number.str();
+    return readLittleEndian<uint128_t>(value, 16).str();
 }
 
 std::string booleanText(const Payload& value, unsigned) {
@@ -118,16 +117,18 @@ OptionalPayload parseCharacters(std::string_view text, unsigned) {
     return terminated(text);
 }
 
-OptionalPayload parseUnsigned(std::string_view text, unsigned widthBytes) {
-    const auto number = parseNumber(text, 8 * widthBytes);
+OptionalPayload parseInteger(std::string_view text, unsigned widthBytes, unsigned bits) {
+    const auto number = parseNumber(text, bits);
     if (!number) return std::nullopt;
     return littleEndian(*number, widthBytes);
 }
 
+OptionalPayload parseUnsigned(std::string_view text, unsigned widthBytes) {
+    return parseInteger(text, widthBytes, 8 * widthBytes);
+}
+
 OptionalPayload parseSigned(std::string_view text, unsigned widthBytes) {
-    const auto number = parseNumber(text, 8 * widthBytes - 1);  // no sign is accepted, so its bit stays free
-    if (!number) return std::nullopt;
-    return littleEndian(*number, widthBytes);
+    return parseInteger(text, widthBytes, 8 * widthBytes - 1);  // no sign is accepted, so its bit stays free
 }
 
 OptionalPayload parseDouble(std::string_view text, unsigned widthBytes) {
@@ -210,40 +211,18 @@ Attribute::Attribute() : type_(typeBytepointer()) {}
 Attribute::Attribute(std::string name, std::string displayName, std::string type)
     : name_(std::move(name)), displayName_(std::move(displayName)), type_(std::move(type)) {}
 
-void Attribute::setValue(bool value) {
-    value_ = littleEndian(static_cast<unsigned>(value), 1);
+void Attribute::setNumber(uint64_t number, unsigned widthBytes) {
+    OSTREL_TRACE();
+    value_ = littleEndian(number, widthBytes);
 }
-void Attribute::setValue(int8_t value) {
-    value_ = littleEndian(value, sizeof value);
-}
-void Attribute::setValue(int16_t value) {
-    value_ = littleEndian(value, sizeof value);
-}
-void Attribute::setValue(int32_t value) {
-    value_ = littleEndian(value, sizeof value);
-}
-void Attribute::setValue(int64_t value) {
-    value_ = littleEndian(value, sizeof value);
-}
-void Attribute::setValue(uint8_t value) {
-    value_ = littleEndian(value, sizeof value);
-}
-void Attribute::setValue(uint16_t value) {
-    value_ = littleEndian(value, sizeof value);
-}
-void Attribute::setValue(uint32_t value) {
-    value_ = littleEndian(value, sizeof value);
-}
-void Attribute::setValue(uint64_t value) {
-    value_ = littleEndian(value, sizeof value);
-}
+
 void Attribute::setValue(const std::string& value) {
+    OSTREL_TRACE();
     value_ = terminated(value);
 }
-void Attribute::setValue(const char* value) {
-    value_ = terminated(value);
-}
+
 void Attribute::setValue(const void* data, uint64_t size) {
+    OSTREL_TRACE();
     value_ = Payload(data, size);
 }
 
@@ -254,8 +233,8 @@ void Attribute::setList(const std::vector<std::string>& list) {
 
 void Attribute::setList(const std::vector<uint64_t>& list) {
     OSTREL_TRACE();
-    std::vector<std::string> texts;
-    for (const uint64_t number : list) texts.push_back(numberToText(number));
+    std::vector<std::string> texts(list.size());
+    std::transform(list.begin(), list.end(), texts.begin(), numberToText<uint64_t>);
     setList(texts);
 }
 

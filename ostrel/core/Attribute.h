@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <string>
+#include <type_traits>
 #include <utility>
 #include <vector>
 
@@ -93,7 +94,7 @@ public:
     Attribute();
     /// No value.
     Attribute(std::string name, std::string displayName, std::string type);
-    /// With a value, as the setValue() of its type stores it.
+    /// With a value, as setValue() stores it.
     template <typename Value>
     Attribute(std::string name, std::string displayName, std::string type, const Value& value);
 
@@ -110,21 +111,13 @@ public:
 
     /// Shares the buffer.
     void setValue(const Payload& value) { value_ = value; }
-    /// Numbers: little endian, as wide as the argument, whatever the attribute's type. Texts: with a zero byte at the
-    /// end. A boolean: one byte, 1 or 0.
-    void setValue(bool value);
-    void setValue(int8_t value);
-    void setValue(int16_t value);
-    void setValue(int32_t value);
-    void setValue(int64_t value);
-    void setValue(uint8_t value);
-    void setValue(uint16_t value);
-    void setValue(uint32_t value);
-    void setValue(uint64_t value);
+    /// Little endian, as wide as the argument, whatever the attribute's type. A bool is one byte, 1 or 0.
+    template <typename Number, typename = std::enable_if_t<std::is_integral_v<Number>>>
+    void setValue(Number value) {
+        setNumber(static_cast<uint64_t>(value), sizeof value);
+    }
+    /// The characters and a zero byte.
     void setValue(const std::string& value);
-    void setValue(const char* value);  // without it a literal would turn into a bool
-    template <typename Value>
-    void setValue(const Value* value) = delete;
     /// A copy of the bytes.
     void setValue(const void* data, uint64_t size);
 
@@ -143,6 +136,8 @@ public:
     Status fromText(const std::string& text);
 
 private:
+    void setNumber(uint64_t number, unsigned widthBytes);
+
     std::string name_;
     std::string displayName_;
     std::string description_;

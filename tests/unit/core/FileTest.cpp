@@ -1,14 +1,20 @@
 #include <boost/property_tree/ptree.hpp>
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <linux/filter.h>
+#include <linux/seccomp.h>
 #include <signal.h>
+#include <sys/prctl.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <atomic>
 #include <cerrno>
+#include <cstddef>
 #include <filesystem>
 #include <thread>
 #include <vector>
@@ -50,6 +56,29 @@ bool holdsInAChild(Body body) {
     int result = -1;
     EXPECT_EQ(waitpid(child, &result, 0), child);
     return result == 0;
+}
+
+/// From now on this process finds no file system that knows files without a name. Never taken back.
+bool refuseUnnamedFiles() {
+    constexpr uint32_t TMPFILE_BIT = O_TMPFILE & ~O_DIRECTORY;
+    sock_filter code[] = {
+        BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr)),
+        BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, __NR_openat, 0, 3),
+        BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, args[2])),
+        BPF_JUMP(BPF_JMP | BPF_JSET | BPF_K, TMPFILE_BIT, 0, 1),
+        BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ERRNO | EOPNOTSUPP),
+        BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW),
+    };
+    const sock_fprog program = {std::size(code), code};
+    return prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) == 0 && prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &program) == 0 &&
+           open("/tmp", O_TMPFILE | O_WRONLY, 0600) < 0 && errno == EOPNOTSUPP;
+}
+
+/// From now on this process can write no file of more than so many bytes. Never taken back.
+void limitFileSize(rlim_t bytes) {
+    signal(SIGXFSZ, SIG_IGN);
+    const rlimit limit = {bytes, bytes};
+    setrlimit(RLIMIT_FSIZE, &limit);
 }
 
 // Questions.
@@ -229,10 +258,32 @@ TEST_F(File, SaysThatTheDirectoryIsMissing) {
 TEST_F(File, LeavesTheOldFileWhenTheNewOneCannotBeWritten) {
     writeWholeFile(path_, "old");
     EXPECT_TRUE(holdsInAChild([this] {
-        signal(SIGXFSZ, SIG_IGN);
-        const rlimit limit = {1000, 1000};
-        setrlimit(RLIMIT_FSIZE, &limit);
+        limitFileSize(1000);
         return writeFileAtomically(path_, std::string(1001, 'x')).is(1, EFBIG);
+    }));
+    EXPECT_EQ(readWholeFile(path_), "old");
+    EXPECT_EQ(names(), std::vector<std::string>{"file"});
+}
+
+TEST_F(File, ReplacesAlsoWhereTheFileSystemKnowsNamedFilesAlone) {
+    writeWholeFile(path_, "old");
+    ASSERT_EQ(chmod(path_.c_str(), 0604), 0);
+    const std::string other = folder_ / "other";
+    EXPECT_TRUE(holdsInAChild([&] {
+        return refuseUnnamedFiles() && writeFileAtomically(path_, "new").is(0, 0) &&
+               writeFileAtomically(other, "created").is(0, 0);
+    }));
+    EXPECT_EQ(readWholeFile(path_), "new");
+    EXPECT_EQ(propertiesOf(path_).st_mode, static_cast<mode_t>(S_IFREG | 0604));
+    EXPECT_EQ(readWholeFile(other), "created");
+    EXPECT_EQ(names(), (std::vector<std::string>{"file", "other"}));
+}
+
+TEST_F(File, RemovesTheNamedFileWhenItCannotBeWritten) {
+    writeWholeFile(path_, "old");
+    EXPECT_TRUE(holdsInAChild([this] {
+        limitFileSize(1000);
+        return refuseUnnamedFiles() && writeFileAtomically(path_, std::string(1001, 'x')).is(1, EFBIG);
     }));
     EXPECT_EQ(readWholeFile(path_), "old");
     EXPECT_EQ(names(), std::vector<std::string>{"file"});
