@@ -1,6 +1,6 @@
 #pragma once
 
-#include <regex>
+#include <sstream>
 #include <string>
 
 #include "ostrel/core/Logging.h"
@@ -24,7 +24,13 @@ public:
 
     /// The lines so far, each without its time: "[error] message\n".
     std::string lines() const {
-        static const std::regex time("(^|\n)[0-9]{2}:[0-9]{2}:[0-9]{2}:[0-9]{6} (?=\\[)");
-        return std::regex_replace(ostrel::core::getMemoryStream()->str(), time, "$1");
+        std::istringstream log(ostrel::core::getMemoryStream()->str());
+        std::string lines;
+        constexpr size_t TIME_LENGTH = sizeof "14:03:59:123456";
+        for (std::string line; std::getline(log, line);) {
+            const bool startsMessage = line.size() > TIME_LENGTH && line[TIME_LENGTH] == '[';
+            lines += line.substr(startsMessage ? TIME_LENGTH : 0) + '\n';
+        }
+        return lines;
     }
 };
