@@ -2,7 +2,6 @@
 
 #include "ostrel/core/ScopeTrace.h"
 #include "ostrel/core/Strings.h"
-#include "ostrel/interfaces/cli/cliframework/ErrorResult.h"
 #include "ostrel/interfaces/cli/cliframework/StringHelpers.h"
 #include "ostrel/interfaces/ostreli/interface/Job.h"
 
@@ -11,10 +10,6 @@ namespace cli::velkossd {
 using framework::stringsIEqual;
 using ostrel::core::xml::XmlObject;
 using ostrel::interfaces::ostreli::Job;
-
-FlowResult makeError(framework::ErrorCode code, const std::string& message) {
-    return std::make_unique<framework::ErrorResult>(code, message, "");
-}
 
 const std::string* findGiven(const GivenParts& given, const std::string& word) {
     const auto part = given.find(word);

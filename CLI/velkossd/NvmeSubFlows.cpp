@@ -7,8 +7,8 @@
 #include "ostrel/core/Strings.h"
 #include "ostrel/core/xml/XmlObject.h"
 #include "ostrel/interfaces/cli/cliframework/Constants.h"
-#include "ostrel/interfaces/cli/cliframework/StringHelpers.h"
 #include "ostrel/interfaces/cli/cliframework/ParsedCommand.h"
+#include "ostrel/interfaces/cli/cliframework/StringHelpers.h"
 #include "ostrel/interfaces/ostreli/interface/Job.h"
 
 namespace cli::velkossd {
@@ -29,7 +29,6 @@ constexpr uint64_t FIRST_VENDOR_OPCODE = 0xC0;
 constexpr uint64_t LAST_VENDOR_OPCODE = 0xFF;
 
 constexpr ValueTest MUST_BE_INTEGER{isInteger, "Must specify an integer for the given property: %s"};
-constexpr ValueTest MUST_BE_FEATURE_ID{isIntegerOrHex, "Feature id must be a valid decimal or hex value."};
 
 // clang-format off
 constexpr ArgumentRule LOG_ARGUMENTS[] = {
@@ -43,8 +42,6 @@ constexpr ArgumentRule LOG_FILE[] = {{attributes::file, {}, "-destination"}};
 
 constexpr ArgumentRule FEATURE_NAMESPACE[] = {
     {attributes::nvmeFeatureNamespaceId,  MUST_BE_NAMESPACE_ID, "-namespace"}};
-constexpr ArgumentRule GET_FEATURE_ID[] = {{attributes::featureId, MUST_BE_FEATURE_ID, "-getfeature"}};
-constexpr ArgumentRule SET_FEATURE_ID[] = {{attributes::featureId, MUST_BE_FEATURE_ID, "-setfeature"}};
 constexpr ArgumentRule SET_FEATURE_ARGUMENTS[] = {
     {attributes::dword11,                 {isHex, "DWORD11 must be a hexadecimal value."}},
     {attributes::dword12,                 {isHex, "DWORD12 must be a hexidecimal value."}},  // this one and the next
@@ -85,15 +82,23 @@ void addLogPage(XmlObject& request, const std::string& log) {
     }
 }
 
+FlowResult addFeatureId(XmlObject& request, const ParsedCommand& command, const char* target) {
+    const std::string* id = findGiven(command.targets, target);
+    if (id == nullptr || !isIntegerOrHex(*id))
+        return makeError(framework::ERRORCODE_INVALID_VALUE, "Feature id must be a valid decimal or hex value.");
+    Job::addProperty(request, attributes::featureId(), *id);
+    return nullptr;
+}
+
 FlowResult addGetFeature(FlowContext& context, XmlObject& request, const ParsedCommand& command) {
     Job::addProperty(request, attributes::setGetType(), "get");
     if (auto error = addSelect(context, request, command)) return error;
-    return addArguments(request, command.targets, GET_FEATURE_ID);
+    return addFeatureId(request, command, "-getfeature");
 }
 
 FlowResult addSetFeature(XmlObject& request, const ParsedCommand& command) {
     Job::addProperty(request, attributes::setGetType(), "set");
-    if (auto error = addArguments(request, command.targets, SET_FEATURE_ID)) return error;
+    if (auto error = addFeatureId(request, command, "-setfeature")) return error;
     return addArguments(request, command.properties, SET_FEATURE_ARGUMENTS);
 }
 

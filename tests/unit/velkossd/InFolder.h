@@ -1,0 +1,36 @@
+#pragma once
+
+#include <algorithm>
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include "tests/support/TemporaryFolder.h"
+
+namespace cli::velkossd {
+
+/// A scratch folder that is the current one for as long as it lives: files without a path come to be there.
+class InFolder {
+public:
+    InFolder() { std::filesystem::current_path(folder_ / ""); }
+    ~InFolder() { std::filesystem::current_path(old_); }
+    InFolder(const InFolder&) = delete;
+    InFolder& operator=(const InFolder&) = delete;
+
+    std::string operator/(const std::string& name) const { return folder_ / name; }
+
+    /// All that is in it, sorted.
+    std::vector<std::string> names() const {
+        std::vector<std::string> names;
+        for (const auto& entry : std::filesystem::directory_iterator(folder_ / ""))
+            names.push_back(entry.path().filename());
+        std::sort(names.begin(), names.end());
+        return names;
+    }
+
+private:
+    const std::filesystem::path old_ = std::filesystem::current_path();
+    const TemporaryFolder folder_;
+};
+
+}  // namespace cli::velkossd
