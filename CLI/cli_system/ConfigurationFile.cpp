@@ -111,7 +111,9 @@ bool writeConfigFile(const AttributeList& settings, const std::string& path) {
     OSTREL_TRACE();
     const auto root = XmlConverter::attributeListToXml(settings);
     root->attributes[ostrel::core::xml::KEY_NAME] = SETTINGS_TITLE;
-    return ostrel::core::writeFileAtomically(path, root->toXmlString()).is(0, 0);
+    const std::string text = root->toXmlString();
+    // Not every value survives the way through the file: what the next run would refuse is not written in this one.
+    return parseValidSettings(text) != nullptr && ostrel::core::writeFileAtomically(path, text).is(0, 0);
 }
 
 }  // namespace cli::system

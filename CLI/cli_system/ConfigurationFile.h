@@ -37,7 +37,7 @@ std::string readConfigText(const std::string& path);
 /// What a text from such a file holds; null as for readConfigFile().
 std::unique_ptr<ostrel::core::AttributeList> parseConfigText(const std::string& text);
 
-/// Writes the file anew. False, and the old file as it was, when that fails.
+/// Writes the file anew. False, and the old file as it was, when that fails or when the file would not be valid.
 bool writeConfigFile(const ostrel::core::AttributeList& settings, const std::string& path);
 
 }  // namespace cli::system

@@ -247,6 +247,14 @@ class SetSystem(ToolTestCase):
         self.assertEqual((after.st_mode, after.st_uid, after.st_gid), (before.st_mode, before.st_uid, before.st_gid))
         self.assertEqual(sorted(entry.name for entry in self.world.opt.iterdir()), ["nimbrel_config.xml"])
 
+    def test_writes_no_file_that_the_next_run_would_refuse(self):
+        # A zero byte, which only an editor can bring in, ends the text for who reads it back.
+        text = config(directory="a&#0;b")
+        self.world.config.write_text(text)
+        self.check("set", "-system", "EnableLog=true", status=5, stdout=FAILED_TO_WRITE)
+        self.assertEqual(self.world.config.read_text(), text)
+        self.check("show", "-system", stdout=DEFAULT_SHOWN)
+
     def test_leaves_the_file_as_it_was_when_it_cannot_be_written(self):
         self.world.run("version")
         script = f"mount --bind -o ro /opt /opt && exec {TOOL} set -system EnableLog=true"

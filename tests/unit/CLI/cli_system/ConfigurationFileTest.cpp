@@ -199,6 +199,12 @@ TEST_F(ConfigurationFile, ReadsAsTextAndAsSettings) {
     EXPECT_EQ(parseConfigText(DEFAULTS)->size(), 5U);
 }
 
+TEST_F(ConfigurationFile, IsNotWrittenWithSettingsThatNoRunWouldAccept) {
+    writeWholeFile(path_, DEFAULTS);
+    EXPECT_FALSE(writeConfigFile(AttributeList(), path_));
+    EXPECT_EQ(readWholeFile(path_), DEFAULTS);
+}
+
 TEST_F(ConfigurationFile, KeepsItsModeAndAStrangersLink) {
     writeWholeFile(path_, DEFAULTS);
     ASSERT_EQ(chmod(path_.c_str(), 0600), 0);
@@ -207,7 +213,7 @@ TEST_F(ConfigurationFile, KeepsItsModeAndAStrangersLink) {
     ASSERT_EQ(stat(path_.c_str(), &about), 0);
     EXPECT_EQ(about.st_mode, static_cast<mode_t>(S_IFREG | 0600));
     ASSERT_EQ(symlink(path_.c_str(), (folder_ / "link").c_str()), 0);
-    EXPECT_FALSE(writeConfigFile(AttributeList(), folder_ / "link"));
+    EXPECT_FALSE(writeConfigFile(defaultSettings(), folder_ / "link"));
     EXPECT_EQ(readWholeFile(path_), DEFAULTS);
 }
 
