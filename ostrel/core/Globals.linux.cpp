@@ -3,10 +3,8 @@
 #include <boost/filesystem.hpp>
 
 #include <array>
-#include <cerrno>
 #include <cstdio>
 #include <memory>
-#include <system_error>
 
 #include "ostrel/core/Logging.h"
 #include "ostrel/core/ScopeTrace.h"
@@ -27,7 +25,7 @@ int callCommand(const std::string& command, std::string& output) {
     logMessage(LOGSEVERITY_INFO, "Making system call: ", command);
     const std::unique_ptr<FILE, int (*)(FILE*)> pipe(popen(command.c_str(), "r"), pclose);
     if (!pipe) {
-        logMessage(LOGSEVERITY_ERROR, "Unable to make the system call: ", std::generic_category().message(errno));
+        logMessage(LOGSEVERITY_ERROR, "Unable to start a shell for the system call");  // popen() tells no sure reason
         return 0;
     }
     std::array<char, 4096> chunk;

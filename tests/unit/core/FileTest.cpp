@@ -20,6 +20,7 @@
 #include <vector>
 
 #include "ostrel/core/File.h"
+#include "tests/support/ChildProcess.h"
 #include "tests/support/LogCapture.h"
 #include "tests/support/TemporaryFolder.h"
 
@@ -45,17 +46,6 @@ struct stat propertiesOf(const std::string& path) {
     struct stat properties = {};
     EXPECT_EQ(lstat(path.c_str(), &properties), 0) << path;
     return properties;
-}
-
-/// Runs `body` in a process of its own, whose limits and rights may then be lowered, and tells whether it returned
-/// true.
-template <typename Body>
-bool holdsInAChild(Body body) {
-    const pid_t child = fork();
-    if (child == 0) _exit(body() ? 0 : 1);
-    int result = -1;
-    EXPECT_EQ(waitpid(child, &result, 0), child);
-    return result == 0;
 }
 
 /// From now on this process finds no file system that knows files without a name. Never taken back.
@@ -293,10 +283,7 @@ TEST_F(File, LeavesTheOldFileWhenItsOwnerCannotBeKept) {
     if (geteuid() != 0) GTEST_SKIP() << "only root can give a file away";
     writeWholeFile(path_, "old");
     ASSERT_EQ(chmod((folder_ / "").c_str(), 0777), 0);
-    EXPECT_TRUE(holdsInAChild([this] {
-        if (setgid(65534) != 0 || setuid(65534) != 0) return false;
-        return writeFileAtomically(path_, "new").is(1, EPERM);
-    }));
+    EXPECT_TRUE(holdsInAChild([this] { return becomeNobody() && writeFileAtomically(path_, "new").is(1, EPERM); }));
     EXPECT_EQ(readWholeFile(path_), "old");
     EXPECT_EQ(names(), std::vector<std::string>{"file"});
 }
@@ -306,10 +293,7 @@ TEST_F(File, LeavesTheOldFileWithoutTheRightToTheDirectory) {
     writeWholeFile(path_, "old");
     ASSERT_EQ(chmod(path_.c_str(), 0666), 0);
     ASSERT_EQ(chmod((folder_ / "").c_str(), 0755), 0);
-    EXPECT_TRUE(holdsInAChild([this] {
-        if (setgid(65534) != 0 || setuid(65534) != 0) return false;
-        return writeFileAtomically(path_, "new").is(1, EACCES);
-    }));
+    EXPECT_TRUE(holdsInAChild([this] { return becomeNobody() && writeFileAtomically(path_, "new").is(1, EACCES); }));
     EXPECT_EQ(readWholeFile(path_), "old");
 }
 

@@ -6,6 +6,7 @@
 #include <string>
 
 #include "ostrel/core/Globals.h"
+#include "tests/support/ChildProcess.h"
 #include "tests/support/LogCapture.h"
 
 namespace ostrel::core {
@@ -53,23 +54,22 @@ TEST(Globals, DropsStandardErrorOnRequest) {
 }
 
 TEST(Globals, SaysWhenNoShellCanBeStarted) {
-    rlimit old = {};
-    ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &old), 0);
-    const rlimit none = {0, old.rlim_max};
-    LogCapture log;
-    std::string output = "kept";
-    ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &none), 0);
-    const int result = callCommand("echo x", output);
-    const std::string quiet = callCommandQuiet("echo x");
-    ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &old), 0);
-    EXPECT_EQ(result, 0);
-    EXPECT_EQ(output, "kept");
-    EXPECT_EQ(quiet, "");
-    EXPECT_EQ(log.lines(),
-              "[info] Making system call: echo x\n"
-              "[error] Unable to make the system call: Too many open files\n"
-              "[info] Making system call: echo x 2>/dev/null\n"
-              "[error] Unable to make the system call: Too many open files\n");
+    const bool held = holdsInAChild([] {
+        const rlimit none = {0, 0};
+        if (!becomeNobody() || setrlimit(RLIMIT_NPROC, &none) != 0) return false;
+        LogCapture log;
+        std::string output = "kept";
+        EXPECT_EQ(callCommand("echo x", output), 0);
+        EXPECT_EQ(output, "kept");
+        EXPECT_EQ(callCommandQuiet("echo x"), "");
+        EXPECT_EQ(log.lines(),
+                  "[info] Making system call: echo x\n"
+                  "[error] Unable to start a shell for the system call\n"
+                  "[info] Making system call: echo x 2>/dev/null\n"
+                  "[error] Unable to start a shell for the system call\n");
+        return !testing::Test::HasFailure();
+    });
+    EXPECT_TRUE(held);
 }
 
 }  // namespace
