@@ -55,7 +55,7 @@ private:
         OSTREL_TRACE();
         emptyElement_ = false;
         if (startsWith("/")) return readEndTag();
-        if (startsWith("?")) return skipTo("?>");
+        if (startsWith("?")) return skipTo("?>", 1);  // "<?>" does not end itself
         if (startsWith("!--")) return skipTo("-->", 3);
         if (startsWith("![CDATA[")) return skipTo("]]>", 8);
         if (startsWith("!DOCTYPE") && is(CHARACTER_BLANK, position_ + 8)) return skipDocumentType();

@@ -35,6 +35,7 @@ const struct {
     {"<a ><b\n/><c\t></c ></a>", 2, "blanks in tags"},
     {"<?xml version=\"1.0\"?><a/>", 1, "the declaration is no element"},
     {"<?pi <x><y> ?><a/>", 1, "nor is what stands in a processing instruction"},
+    {"<a><?><b></a>?><c/></a>", 2, "which is not ended by its own beginning"},
     {"<!-- <x><y></y> --><a/>", 1, "or in a comment"},
     {"<!--><x>--><a/>", 1, "a comment is not ended by its own beginning"},
     {"<a><![CDATA[<x><y></y>]]></a>", 1, "or in a CDATA section"},
@@ -94,10 +95,15 @@ std::string randomText(std::mt19937& random) {
                                          "text",
                                          "<!--<a>-->",
                                          "<!--->",
+                                         "-->",
                                          "<![CDATA[<a>]]>",
                                          "<?p <a>?>",
+                                         "<?>",
+                                         "?>",
+                                         "<!>",
                                          "<!DOCTYPE [<a>]>",
                                          "<!X<a>",
+                                         "]]>",
                                          "\"",
                                          "'",
                                          "&amp;",
@@ -126,7 +132,7 @@ TEST(XmlNesting, CountsCaseByCase) {
 TEST(XmlNesting, SeesEveryWellFormedTextAsTheReaderDoes) {
     std::mt19937 random(20240612);
     int wellFormed = 0;
-    for (int round = 0; round < 100000; ++round) {
+    for (int round = 0; round < 50000; ++round) {
         const std::string text = randomText(random);
         std::istringstream stream(text);
         boost::property_tree::ptree tree;
@@ -138,5 +144,5 @@ TEST(XmlNesting, SeesEveryWellFormedTextAsTheReaderDoes) {
         ++wellFormed;
         ASSERT_EQ(depthOf(text), depthOf(tree)) << text;
     }
-    EXPECT_GT(wellFormed, 5000);  // enough of them were more than a lucky few
+    EXPECT_GT(wellFormed, 2500);  // enough of them were more than a lucky few
 }
