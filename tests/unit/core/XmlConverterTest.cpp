@@ -11,7 +11,7 @@
 #include "ostrel/core/XmlConverter.h"
 #include "ostrel/core/xml/XmlMessage.h"
 #include "ostrel/core/xml/XmlReader.h"
-#include "tests/support/CapturedErrors.h"
+#include "tests/support/LogCapture.h"
 
 using namespace ostrel::core;
 using namespace ostrel::core::xml;
@@ -41,14 +41,14 @@ std::string xmlOf(const XmlElement& element) {
 
 // Reads and writes again; "null" for no tree. Nothing is to be logged at error level on the way.
 std::string reread(const std::string& text) {
-    const CapturedErrors errors;
+    const LogCapture errors(LOGSEVERITY_ERROR);
     const auto element = XmlConverter::toXml(text);
     EXPECT_EQ(errors.lines(), "") << text;
     return element ? xmlOf(*element) : "null";
 }
 
 void expectMalformed(const std::string& text) {
-    const CapturedErrors errors;
+    const LogCapture errors(LOGSEVERITY_ERROR);
     EXPECT_EQ(XmlConverter::toXml(text), nullptr) << text.substr(0, 200);
     const std::string expected =
         "[error] Unable to convert the given xml string to an XmlElement\n[error] " + text + "\n";
@@ -247,7 +247,7 @@ TEST(XmlConverterToXml, RefusesHostileNestingWithoutOverflowingTheStack) {
     std::string text = "<Object>";
     for (int i = 0; i < 10000; ++i) text += R"(<Property category="attribute" name="SerialNumber" value="VX1"/>)";
     text += "</Object>";
-    const CapturedErrors errors;  // so that there is no memory for the log lines either
+    const LogCapture errors(LOGSEVERITY_ERROR);  // so that there is no memory for the log lines either
     std::size_t pages = 0;
     std::ifstream("/proc/self/statm") >> pages;
     rlimit limit{};
