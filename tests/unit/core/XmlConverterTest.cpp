@@ -263,7 +263,7 @@ TEST(XmlConverterToXml, RefusesHostileNestingWithoutOverflowingTheStack) {
 TEST(XmlConverterToXml, GivesNullWhenTheMemoryDoesNotSuffice) {
     if (SANITIZED) GTEST_SKIP() << "sanitizers need the address space for themselves";
     GTEST_FLAG_SET(death_test_style, "threadsafe");  // a fresh process, without what other tests left in the heap
-    for (const rlim_t kilobytes : {0, 500, 1000, 2000, 4000})
+    for (const rlim_t kilobytes : {0U, 500U, 1000U, 2000U, 4000U})
         EXPECT_EXIT(readWithLittleMemory(kilobytes), testing::ExitedWithCode(0), "") << kilobytes << " kB";
 }
 

@@ -166,7 +166,7 @@ TEST(XmlElement, IsNotEmptyWithAnAttribute) {
 template <typename Parent>
 class XmlParent : public testing::Test {};
 using Parents = testing::Types<XmlObject, XmlMessage>;
-TYPED_TEST_SUITE(XmlParent, Parents);
+TYPED_TEST_SUITE(XmlParent, Parents, );  // the comma for clang: a variadic macro wants it
 
 TYPED_TEST(XmlParent, IsNotEmptyWithAChildOfAnyKind) {
     TypeParam withList;
