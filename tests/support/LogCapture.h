@@ -2,6 +2,7 @@
 
 #include <sstream>
 #include <string>
+#include <vector>
 
 #include "ostrel/core/Logging.h"
 
@@ -24,12 +25,19 @@ public:
 
     /// The lines so far, each without its time: "[error] message\n".
     std::string lines() const {
-        std::istringstream log(ostrel::core::getMemoryStream()->str());
         std::string lines;
+        for (const std::string& line : list()) lines += line + '\n';
+        return lines;
+    }
+
+    /// The same one by one, without line ends.
+    std::vector<std::string> list() const {
+        std::istringstream log(ostrel::core::getMemoryStream()->str());
+        std::vector<std::string> lines;
         constexpr size_t TIME_LENGTH = sizeof "14:03:59:123456";
         for (std::string line; std::getline(log, line);) {
             const bool startsMessage = line.size() > TIME_LENGTH && line[TIME_LENGTH] == '[';
-            lines += line.substr(startsMessage ? TIME_LENGTH : 0) + '\n';
+            lines.push_back(line.substr(startsMessage ? TIME_LENGTH : 0));
         }
         return lines;
     }

@@ -15,7 +15,7 @@
 #include <vector>
 
 #include "ostrel/core/AsyncEngine.h"
-#include "tests/support/MemoryLog.h"
+#include "tests/support/LogCapture.h"
 #include "tests/support/VirtualSlots.h"
 #include "tests/unit/core/QueuedCommands.h"
 
@@ -532,11 +532,11 @@ TEST(AsyncEngine, IsBuiltRunAndDestroyedAThousandTimes) {
 TEST(AsyncEngine, LogsItsThreads) {
     Completions completions;
     HookedEngine engine(1, 1);
-    const MemoryLog log(LOGSEVERITY_INFO);
+    const LogCapture log(LOGSEVERITY_INFO);
     engine.add(completions.command(0));
     EXPECT_TRUE(completions.completed.await(1));  // so both threads have told their start
     engine.stop();
-    std::vector<std::string> lines = log.lines();
+    std::vector<std::string> lines = log.list();
     ASSERT_EQ(lines.size(), 5u);
     std::sort(lines.begin() + 1, lines.begin() + 3);  // the two threads start side by side
     EXPECT_EQ(lines, (std::vector<std::string>{"[info] Sender and callback threads not created. Doing so now.",

@@ -11,7 +11,7 @@
 
 #include "ostrel/core/XmlConverter.h"
 #include "ostrel/interfaces/ostreli/interface/Job.h"
-#include "tests/support/MemoryLog.h"
+#include "tests/support/LogCapture.h"
 #include "tests/support/VirtualSlots.h"
 
 namespace ostrel::interfaces::ostreli {
@@ -210,9 +210,9 @@ TEST(Job, ReadsOfASetRequestExactlyOnePropertyWithAValue) {
         NotingJob job;
         job.setInput(*setRequest(c.properties));
         AttributeList requested = {{"Old", Attribute("Old", "", "string")}};
-        const MemoryLog log(core::LOGSEVERITY_INFO);
+        const LogCapture log(core::LOGSEVERITY_INFO);
         EXPECT_EQ(textOf(job.readRequested(requested)), c.status) << c.why;
-        EXPECT_EQ(log.lines(), c.log) << c.why;
+        EXPECT_EQ(log.list(), c.log) << c.why;
         EXPECT_EQ(requested.size(), c.kept) << c.why << ": the list is replaced, also when it is refused";
         EXPECT_EQ(requested.count("Old"), 0u) << c.why;
     }
@@ -227,15 +227,15 @@ TEST(Job, ReadsNoPropertyWithoutAnInput) {
 TEST(Job, LogsTypeAndNameOfARequest) {
     NotingJob job;
     job.setInput(*request("Method", "Format"));
-    const MemoryLog log;
+    const LogCapture log(core::LOGSEVERITY_TRACE);
     (void)job.run(nullptr);
     std::vector<std::string> told;
-    for (const std::string& line : log.lines())
+    for (const std::string& line : log.list())
         if (line.find(": Entering") == std::string::npos && line.find(": Exiting") == std::string::npos)
             told.push_back(line);
     EXPECT_EQ(told, (std::vector<std::string>{"[debug] Type = Method", "[debug] Method Name = Format"}));
-    EXPECT_EQ(log.lines().front().substr(0, 16), "[debug] Job.cpp(") << "the trace of run() comes first";
-    EXPECT_EQ(log.lines().back(), "[debug] Job.cpp run: Exiting");
+    EXPECT_EQ(log.list().front().substr(0, 16), "[debug] Job.cpp(") << "the trace of run() comes first";
+    EXPECT_EQ(log.list().back(), "[debug] Job.cpp run: Exiting");
 }
 
 TEST(Job, BaseSupportsNothingAndIsAlwaysReady) {
