@@ -45,8 +45,13 @@ Number readLittleEndian(const Payload& value, unsigned maximumBytes) {
 
 // Bytes to text. `widthBytes` is that of the type.
 
+std::string_view charactersOf(const Payload& value) {
+    if (value.getSize() == 0) return {};
+    return {reinterpret_cast<const char*>(value.getData()), value.getSize() - 1};
+}
+
 std::string charactersText(const Payload& value, unsigned) {
-    return value.getSize() == 0 ? "" : std::string(value.getData(), value.getData() + value.getSize() - 1);
+    return std::string(charactersOf(value));
 }
 
 std::string signedText(const Payload& value, unsigned widthBytes) {
@@ -64,8 +69,12 @@ std::string bigNumberText(const Payload& value, unsigned) {
     return readLittleEndian<uint128_t>(value, 16).str();
 }
 
+bool isOne(const Payload& value) {
+    return value.getSize() != 0 && value.getData()[0] == 1;
+}
+
 std::string booleanText(const Payload& value, unsigned) {
-    return boolToText(value.getSize() != 0 && value.getData()[0] == 1);
+    return boolToText(isOne(value));
 }
 
 std::string hexText(const Payload& value, unsigned) {
@@ -242,6 +251,18 @@ std::string Attribute::getText() const {
     OSTREL_TRACE();
     const TypeRow& row = rowOf(type_);
     return row.toText(value_, row.widthBytes);
+}
+
+std::string_view Attribute::getCharacters() const {
+    return charactersOf(value_);
+}
+
+bool Attribute::isTrue() const {
+    return isOne(value_);
+}
+
+uint64_t Attribute::getNumber() const {
+    return readLittleEndian<uint64_t>(value_, sizeof(uint64_t));
 }
 
 Status Attribute::fromText(const std::string& text) {

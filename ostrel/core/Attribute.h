@@ -127,6 +127,15 @@ public:
 
     std::string getText() const;
 
+    // The value read in one way whatever the type.
+
+    /// All bytes but the last, which is the terminator of a text. Valid as long as the value.
+    std::string_view getCharacters() const;
+    /// Whether the first byte is 1.
+    bool isTrue() const;
+    /// The first eight bytes at most, little endian; 0 without a value.
+    uint64_t getNumber() const;
+
     /// Reads the value from text, by type. Returns 0/40 and keeps the old value when the text does not suit the type.
     ///
     /// Numbers are decimal or hexadecimal ("10", "ff", "0x10"), without a sign; one that does not fit is refused, never

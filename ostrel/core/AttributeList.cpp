@@ -28,4 +28,10 @@ AttributeList::const_iterator findIgnoringCase(const AttributeList& list, std::s
     return findName(list, name);
 }
 
+std::optional<std::string_view> findText(const AttributeList& list, const std::string& name) {
+    const auto found = list.find(name);
+    if (found == list.end()) return std::nullopt;
+    return found->second.getCharacters();
+}
+
 }  // namespace ostrel::core

@@ -48,5 +48,12 @@ TEST(AttributeList, ChangesTheFoundEntryUnderItsOwnSpelling) {
     EXPECT_EQ(list.at("enablelog").getText(), "true");
 }
 
+TEST(AttributeList, FindsTheTextOfAnExactName) {
+    const AttributeList list = {{"A", named("A", "x")}, {"B", Attribute("B", "", typeString())}};
+    EXPECT_EQ(findText(list, "A"), "x");
+    EXPECT_EQ(findText(list, "B"), "") << "without a value";
+    EXPECT_EQ(findText(list, "a"), std::nullopt);
+}
+
 }  // namespace
 }  // namespace ostrel::core

@@ -303,6 +303,29 @@ TEST(Attribute, RefusesOtherTextsAndKeepsItsValue) {
     EXPECT_EQ(log.lines(), "");
 }
 
+TEST(Attribute, ValueCanBeReadWhateverItsType) {
+    const struct {
+        std::string bytes;
+        std::string characters;
+        bool isTrue;
+        uint64_t number;
+    } cases[] = {
+        {"", "", false, 0},
+        {"\1", "", true, 1},
+        {"\1\2"s, "\1", true, 0x0201},
+        {"\0\1"s, "\0"s, false, 0x0100},
+        {"12345678", "1234567", false, 0x3837363534333231},
+        {"123456789", "12345678", false, 0x3837363534333231},
+    };
+    for (const auto& c : cases) {
+        Attribute attribute = ofType("bytepointer");
+        attribute.setValue(c.bytes.data(), c.bytes.size());
+        EXPECT_EQ(attribute.getCharacters(), c.characters);
+        EXPECT_EQ(attribute.isTrue(), c.isTrue);
+        EXPECT_EQ(attribute.getNumber(), c.number);
+    }
+}
+
 TEST(Attribute, IsOrderedByTheUpperCasedName) {
     const auto named = [](const char* name) { return Attribute(name, "", typeString()); };
     EXPECT_TRUE(named("a") < named("B"));
