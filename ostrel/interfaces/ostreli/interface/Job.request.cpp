@@ -7,6 +7,7 @@
 #include "ostrel/core/Attribute.h"
 #include "ostrel/core/ScopeTrace.h"
 #include "ostrel/core/Strings.h"
+#include "ostrel/core/System.h"
 #include "ostrel/core/XmlConverter.h"
 #include "ostrel/core/xml/XmlConstants.h"
 #include "ostrel/core/xml/XmlList.h"
@@ -41,19 +42,12 @@ XmlObject* findProperties(const XmlObject& request) {
     return nullptr;
 }
 
-// A substring test on purpose: a serial number that holds "lsi" counts as a path.
-bool isDevicePath(std::string text) {
-    OSTREL_TRACE();
-    std::string nodes = "/dev/";
-    std::string controller = "LSI";
-    return core::contains(text, nodes, true) || core::contains(text, controller, true);
-}
-
 void addSelector(XmlObject& request, const std::string& device) {
     OSTREL_TRACE();
     if (core::isInteger(device)) return Job::addDevice(request, device, core::xml::NAME_INDEX);
     if (core::equals(device, "bootdrive", true)) return Job::addDevice(request, device, core::xml::NAME_BOOT_DRIVE);
-    if (!isDevicePath(device)) return Job::addDevice(request, device, core::xml::NAME_SERIAL_NUMBER);
+    // A substring test on purpose: a serial number that holds "lsi" counts as a path.
+    if (!core::System::isDevicePath(device)) return Job::addDevice(request, device, core::xml::NAME_SERIAL_NUMBER);
     // Other systems name their drives so, below a prefix of their own.
     constexpr std::string_view PHYSICAL_DRIVE = "PHYSICALDRIVE";
     const bool bare = core::equals(device.substr(0, PHYSICAL_DRIVE.size()), PHYSICAL_DRIVE, true);
