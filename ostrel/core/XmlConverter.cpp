@@ -73,15 +73,6 @@ constexpr struct {
     {typeHexValue(), setHexValue},
 };
 
-/// Not XmlObject::addProperty(): a status message crosses the boundary byte for byte.
-void addVerbatimProperty(XmlObject& object, const std::string& name, const std::string& value) {
-    OSTREL_TRACE();
-    auto property = std::make_unique<XmlProperty>();
-    property->attributes[KEY_NAME] = name;
-    property->attributes[KEY_VALUE] = value;
-    object.properties.push_back(std::move(property));
-}
-
 }  // namespace
 
 std::unique_ptr<XmlElement> XmlConverter::toXml(const std::string& xmlText) {
@@ -126,6 +117,14 @@ std::unique_ptr<XmlObject> XmlConverter::attributeListToXml(const AttributeList&
     object->attributes[KEY_CATEGORY] = CATEGORY_ATTRIBUTE_LIST;
     for (const auto& [name, attribute] : attributes) object->properties.push_back(attributeToXml(attribute));
     return object;
+}
+
+void XmlConverter::addVerbatimProperty(XmlObject& object, const std::string& name, const std::string& value) {
+    OSTREL_TRACE();
+    auto property = std::make_unique<XmlProperty>();
+    property->attributes[KEY_NAME] = name;
+    property->attributes[KEY_VALUE] = value;
+    object.properties.push_back(std::move(property));
 }
 
 std::unique_ptr<XmlObject> XmlConverter::statusToXml(const Status& status) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <map>
 #include <memory>
 #include <string>
 #include <vector>
@@ -12,7 +13,11 @@
 
 namespace ostrel::core {
 
+class CommandHistory;
+class CommandPath;
+class Device;
 class Status;
+struct CommandResult;
 
 /// Turns text into a tree of XML elements, and the core's values into such trees and back. What a tree looks like as
 /// text is the elements' own matter: XmlElement::toXmlString().
@@ -38,6 +43,27 @@ public:
     /// An object of category "status" with the properties "Category", "Code" and "Message".
     static std::unique_ptr<xml::XmlObject> statusToXml(const Status& status);
 
+    // The device layer. Times and durations are the text of Boost's date_time.
+
+    /// An object of category "commandResult": command, protocol result, status, payloads (unless the result is quiet),
+    /// times, path; what is missing is left out.
+    static std::unique_ptr<xml::XmlObject> commandToXml(const CommandResult& result);
+    /// A list of category "commandHistory" with one commandToXml() an entry, oldest first.
+    static std::unique_ptr<xml::XmlList> commandHistoryToXml(const CommandHistory& history);
+    /// An object of category "commandPath" with "name" and "timeout", the latter in nanoseconds.
+    static std::unique_ptr<xml::XmlObject> commandPathToXml(const CommandPath& path);
+    /// A list of category "commandPathList" with one commandPathToXml() a path.
+    static std::unique_ptr<xml::XmlList> commandPathListToXml(
+        const std::map<std::string, std::unique_ptr<CommandPath>>& paths);
+    /// A list of category "commandSetList" with one object of category "commandSet" a set.
+    static std::unique_ptr<xml::XmlList> commandSetListToXml(const std::map<std::string, std::string>& sets);
+    /// A list of category "partitionList" with one attributeListToXml() a partition, of category "partition".
+    static std::unique_ptr<xml::XmlList> partitionListToXml(const std::vector<AttributeList>& partitions);
+    /// An object of category "device": its attributes, command sets, command paths and partitions.
+    static std::unique_ptr<xml::XmlObject> deviceToXml(const Device& device);
+    /// A list of category "deviceList" with one deviceToXml() a device.
+    static std::unique_ptr<xml::XmlList> deviceListToXml(const std::vector<std::shared_ptr<Device>>& devices);
+
     /// The attribute that attributeToXml() wrote, or null when the property is of another category or of a type that
     /// is not read: "sint8", "uint128", "ulong", "double", "vectorOfPayloads" and unknown ones. Numbers are cut to the
     /// type's width. The property gains those of its seven attributes that it lacked, with an empty value.
@@ -46,6 +72,10 @@ public:
     static std::unique_ptr<AttributeList> xmlToAttributeList(xml::XmlObject& xmlObject);
     /// One xmlToAttributeList() for each object of the list.
     static std::vector<std::unique_ptr<AttributeList>> xmlToAttributeLists(xml::XmlList& xmlList);
+
+private:
+    /// Not XmlObject::addProperty(), which sanitises: a status message crosses the boundary byte for byte.
+    static void addVerbatimProperty(xml::XmlObject& object, const std::string& name, const std::string& value);
 };
 
 }  // namespace ostrel::core
