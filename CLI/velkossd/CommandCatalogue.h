@@ -23,7 +23,7 @@ enum Flow {
     FLOW_SET,  ///< Receives the row's attribute too.
     FLOW_METHOD,
     FLOW_ERASE,
-    FLOW_NAMESPACE,  ///< The action is the row's verb.
+    FLOW_NAMESPACE,  ///< The verb is the action.
     FLOW_IDENTIFY,
     FLOW_CONTROLLER_LIST,  ///< The identify flow where -nvmecontroller is the command and not a choice of the user.
     FLOW_DUMP,
