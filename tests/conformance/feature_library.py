@@ -346,7 +346,10 @@ class Requests(BindingTestCase):
         size = 2 ** 31
         self.instruct(firstSize=size)
         # As a shell limits it: 1 GiB of address space.
-        run = self.world.run("-c", f"ulimit -v 1048576 && exec {PROBE} send=A", tool="/bin/sh")
+        limited = f"ulimit -v 1048576 && exec {PROBE} "
+        if self.world.run("-c", limited + "loadError", tool="/bin/sh").status != 0:
+            self.skipTest("built with a sanitizer, which reserves more address space than that")
+        run = self.world.run("-c", limited + "send=A", tool="/bin/sh")
         self.assertEqual(run.stdout, f"send: {RECEIVE_FAILED}The response of {size} bytes does not fit into memory.\n"
                                      "status: 7/8 (none)\ntext: (none)\ntree: (none)\n")
 
@@ -374,8 +377,10 @@ class Requests(BindingTestCase):
         """Nothing guards the tool: it ends as the library ends, and says so by its exit status."""
         for function in ("GetVer", "Load", "SendXMLMessage", "ReceiveXMLMessage", "Unload"):
             self.instruct(crashIn=function)
-            process = self.world.run("-c", f"{PROBE} send=A >/dev/null; echo $?", tool="/bin/sh")
-            self.assertEqual(process.stdout, "139\n", function)
+            # A sanitizer would turn the signal into a report of its own.
+            leave_signals = {"ASAN_OPTIONS": "handle_segv=0", "TSAN_OPTIONS": "handle_segv=0"}
+            run = self.world.run("-c", f"{PROBE} send=A >/dev/null; echo $?", tool="/bin/sh", env=leave_signals)
+            self.assertEqual(run.stdout, "139\n", function)
 
 
 class Statuses(BindingTestCase):

@@ -6,7 +6,6 @@
 #include <algorithm>
 #include <iostream>
 #include <map>
-#include <regex>
 #include <thread>
 #include <vector>
 
@@ -17,10 +16,21 @@ using namespace ostrel::core;
 
 namespace {
 
-// The lines with every time stamp that has the right form replaced by "TIME".
+// The lines with every time stamp that has the right form replaced by "TIME". By hand: with std::regex the compiler
+// warns, wrongly, under the sanitizers.
 std::string withoutTimes(const std::string& log) {
-    static const std::regex stamp("(^|\n)[0-2][0-9]:[0-5][0-9]:[0-5][0-9]:[0-9]{6}(?= \\[)");
-    return std::regex_replace(log, stamp, "$1TIME");
+    const std::string form = "dd:dd:dd:dddddd [";
+    std::istringstream lines(log);
+    std::string result;
+    for (std::string line; std::getline(lines, line);) {
+        const auto fits = [](char wanted, char character) {
+            return wanted == 'd' ? character >= '0' && character <= '9' : character == wanted;
+        };
+        const bool isStamped = line.size() >= form.size() && std::equal(form.begin(), form.end(), line.begin(), fits);
+        result += isStamped ? "TIME" + line.substr(form.size() - 2) : line;
+        if (!lines.eof()) result += '\n';
+    }
+    return result;
 }
 
 class Logging : public testing::Test {
