@@ -2,59 +2,122 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <string>
 
 #include "features/nvme/FieldTree.h"
+#include "ostrel/core/Attribute.h"
+#include "ostrel/core/Payload.h"
 
 namespace features::nvme {
 
-/// How the bytes of a field become text. The numbers are little endian and up to 8 bytes wide.
+/// How the bytes of a field become text. Numbers are little endian and up to 8 bytes wide.
 enum class Format : uint8_t {
     DECIMAL,
     DECIMAL_0BASED,  ///< the field counts from 0: shown one higher
+    POWER_OF_2,      ///< the field is the exponent
     HEX,             ///< all digits of the field's width
+    FLAG,            ///< "True" or "False"
+    WORD,            ///< out of the row's words alone; another code reads "reserved (0x5)"
     TEXT,            ///< blanks and zero bytes at the ends off
     COUNTER,         ///< 16 bytes, exact decimal
-    KELVIN,          ///< shown in Celsius; 0: "not reported"
+    CELSIUS,         ///< 2 bytes of Kelvin; 0, which is no temperature, reads "not reported"
     BYTES,           ///< hexadecimal digits in the order of the bytes
+    UUID,            ///< 16 bytes, "01234567-89ab-cdef-0123-456789abcdef"
     VERSION,         ///< "1.4.0"
+    STATUS,          ///< 2 bytes of a completion, phase bit and status: "0x002 Invalid Field in Command"
 };
 
-/// One field of a structure of the standard: where it is and how it is shown.
+inline constexpr const char* NOT_REPORTED = "not reported";
+
+/// What a code means. A table of words ends with a null text.
+struct Word {
+    uint64_t code;
+    const char* text;
+};
+
+/// One field of a structure, or some bits of one: where it is and how it is shown.
+///
+/// Names and descriptions become keys of every output format, XML among them: letters, digits, blanks and "-_./()"
+/// alone, a letter first. A unit stands in brackets at the end of the description.
 struct FieldRow {
-    const char* name;
+    const char* name;  ///< the standard's short name; bits of a field bear the field's name in front
     const char* description;
     uint16_t offset;
-    uint16_t width;
+    uint16_t width;  ///< bytes
     Format format;
+
+    // The rest is set by the functions below.
+    uint8_t high = 63;  ///< the bits that count, in the number of `width` bytes
+    uint8_t low = 0;
+    const Word* words = nullptr;  ///< numbers that are told in words
+    int32_t validityBit = -1;     ///< of the structure, counted from its first; where it is clear the field is unset
+    ostrel::core::Attribute (*key)() = nullptr;  ///< its name takes the place of `name`
 };
 
-/// One bit, or group of bits, of a field, shown under the field.
-struct BitRow {
-    const char* field;  ///< the name in the FieldRow
-    uint8_t high;
-    uint8_t low;
-    const char* name;
-    const char* description;
-};
-
-/// Adds every row that lies within `size` bytes of `data`: a short structure of an old drive has fewer fields. Behind a
-/// field come its bits, one that stands alone as "True" or "False", a group as its decimal value.
-void addFields(FieldTree& tree, const FieldRow* fields, std::size_t fieldCount, const BitRow* bits,
-               std::size_t bitCount, const uint8_t* data, std::size_t size);
-
-template <std::size_t FIELDS, std::size_t BITS>
-void addFields(FieldTree& tree, const FieldRow (&fields)[FIELDS], const BitRow (&bits)[BITS], const uint8_t* data,
-               std::size_t size) {
-    addFields(tree, fields, FIELDS, bits, BITS, data, size);
+/// Bits `high` down to `low` of the field at `offset`, counted from the field's first bit.
+constexpr FieldRow bitsRow(const char* name, const char* description, uint16_t offset, unsigned high, unsigned low,
+                           Format format = Format::DECIMAL, const Word* words = nullptr) {
+    const unsigned first = low / 8;
+    FieldRow row{name, description, static_cast<uint16_t>(offset + first), static_cast<uint16_t>(high / 8 - first + 1),
+                 format};
+    row.high = static_cast<uint8_t>(high - first * 8);
+    row.low = static_cast<uint8_t>(low - first * 8);
+    row.words = words;
+    return row;
 }
-template <std::size_t FIELDS>
-void addFields(FieldTree& tree, const FieldRow (&fields)[FIELDS], const uint8_t* data, std::size_t size) {
-    addFields(tree, fields, FIELDS, nullptr, 0, data, size);
+constexpr FieldRow flag(const char* name, const char* description, uint16_t offset, unsigned bit) {
+    return bitsRow(name, description, offset, bit, bit, Format::FLAG);
+}
+constexpr FieldRow word(const char* name, const char* description, uint16_t offset, unsigned high, unsigned low,
+                        const Word* words) {
+    return bitsRow(name, description, offset, high, low, Format::WORD, words);
+}
+/// The numbers in `words` are told in words.
+constexpr FieldRow inWords(const Word* words, FieldRow row) {
+    row.words = words;
+    return row;
+}
+inline constexpr Word NOT_REPORTED_AT_0[] = {{0, NOT_REPORTED}, {}};
+/// "not reported" where the field holds 0.
+constexpr FieldRow unless0(FieldRow row) {
+    return inWords(NOT_REPORTED_AT_0, row);
+}
+/// "not reported" where bit `bit` of the byte at `offset` is clear.
+constexpr FieldRow onlyIf(unsigned offset, unsigned bit, FieldRow row) {
+    row.validityBit = static_cast<int32_t>(offset * 8 + bit);
+    return row;
+}
+/// The field bears a name of the attribute vocabulary.
+constexpr FieldRow keyed(ostrel::core::Attribute (*key)(), FieldRow row) {
+    row.key = key;
+    return row;
 }
 
-/// "35 C", or "not reported" for 0 Kelvin.
-std::string celsiusText(uint16_t kelvin);
+/// Adds every row that lies within `size` bytes of `data`: a short structure of an old drive has fewer fields.
+void addFields(FieldTree& tree, const FieldRow* rows, std::size_t count, const uint8_t* data, std::size_t size);
+template <std::size_t COUNT>
+void addFields(FieldTree& tree, const FieldRow (&rows)[COUNT], const uint8_t* data, std::size_t size) {
+    addFields(tree, rows, COUNT, data, size);
+}
+
+/// A structure that is one table of fields.
+template <std::size_t COUNT>
+FieldTree decodeTable(const char* heading, const FieldRow (&rows)[COUNT], const ostrel::core::Payload& data) {
+    FieldTree tree{heading, {}, {}};
+    addFields(tree, rows, COUNT, data.getData(), data.getSize());
+    return tree;
+}
+
+/// The name that a row is shown under.
+std::string fieldName(const FieldRow& row);
 /// The number in up to 8 bytes.
 uint64_t leNumber(const uint8_t* at, std::size_t width);
+/// The word of a code; null when there is none.
+const char* findWord(const Word* words, uint64_t code);
+/// The word of a code, or "reserved (0x5)".
+std::string wordText(const Word* words, uint64_t code);
+/// A temperature in Celsius, or "not reported" for 0 Kelvin.
+std::string celsiusText(uint16_t kelvin);
+std::string uuidText(const uint8_t* at);
 
 }  // namespace features::nvme

@@ -34,6 +34,13 @@ struct FieldTree {
 
 /// `value` times 10 to the power of -`digits`, exactly: decimalFraction(825, 2) is "8.25".
 std::string decimalFraction(uint64_t value, unsigned digits);
+/// "1 2 5", or "none".
+template <typename Number>
+std::string listText(const std::vector<Number>& numbers) {
+    std::string text;
+    for (const Number number : numbers) text.append(text.empty() ? "" : " ").append(std::to_string(number));
+    return text.empty() ? "none" : text;
+}
 /// "0x1F", at least `digits` digits, upper case.
 std::string hexText(uint64_t value, unsigned digits = 1);
 

@@ -3,51 +3,72 @@
 #include <cstdint>
 #include <string>
 
+#include "features/nvme/ControllerCapabilities.h"
 #include "features/nvme/FieldTree.h"
 #include "ostrel/core/Payload.h"
 
 namespace features::nvme {
 
-/// A log page that this library can decode: what it is called, how much of it is read, and its decoder.
-///
-/// Names are matched ignoring case, blanks and "-". A decoder takes the bytes as the controller gave them, shows what
-/// lies within them, and never fails.
+/// A log page of the standard: what it is called, which controllers have it, how much of it is read, and its decoder.
 struct LogPageRow {
     uint8_t lid;
     const char* name;
-    uint32_t lengthBytes;  ///< what is read; 0: the page tells its own length in its header
+    /// Null: every controller has it.
+    bool (ControllerCapabilities::*isSupported)() const;
+    /// The bytes that are read: the whole page, or the head that tells the length of the whole.
+    uint32_t lengthBytes;
+    /// The length of the whole page, a multiple of 4 (`head`: the first lengthBytes bytes); null: that is lengthBytes.
+    uint64_t (*wholeLength)(const ControllerCapabilities& controller, const uint8_t* head);
     FieldTree (*decode)(const ostrel::core::Payload& data);
+
+    bool isSupportedBy(const ControllerCapabilities& controller) const {
+        return isSupported == nullptr || (controller.*isSupported)();
+    }
 };
 
-/// The row of a log page identifier or name; null when there is none. Vendor-specific identifiers are looked up apart,
-/// since their meaning depends on the drive.
+/// The row of a log page identifier or name; null when there is none. In names only letters and digits count, without
+/// their case. Vendor-specific identifiers have no rows, since their meaning depends on the drive.
 const LogPageRow* findLogPage(uint8_t lid);
 const LogPageRow* findLogPage(const std::string& name);
-/// All rows of the standard, in the order of their identifiers.
+/// All rows, in the order of their identifiers.
 const LogPageRow* logPagesBegin();
 const LogPageRow* logPagesEnd();
 
-/// OCP Datacenter NVMe SSD Specification 2.0, log C0h: SMART / Health Information Extended.
-FieldTree decodeOcpSmart(const ostrel::core::Payload& data);
-/// Whether the 512 bytes of log C0h bear the GUID of the OCP page.
-bool isOcpSmart(const ostrel::core::Payload& data);
+/// The decoders. All take the bytes as the controller gave them, show what lies within them, and never fail: a page
+/// that is cut short shows less, a count that runs over the end is cut to what is there.
 
-FieldTree decodeSmartHealth(const ostrel::core::Payload& data);
+FieldTree decodeSupportedLogs(const ostrel::core::Payload& data);
+/// Entries that were never used are left out.
 FieldTree decodeErrorInformation(const ostrel::core::Payload& data);
+FieldTree decodeSmartHealth(const ostrel::core::Payload& data);
 FieldTree decodeFirmwareSlots(const ostrel::core::Payload& data);
 FieldTree decodeChangedNamespaces(const ostrel::core::Payload& data);
+/// The supported commands alone.
 FieldTree decodeCommandEffects(const ostrel::core::Payload& data);
+/// The newest result first; entries that were never used are left out.
 FieldTree decodeSelfTest(const ostrel::core::Payload& data);
+/// The head of logs 07h and 08h.
 FieldTree decodeTelemetryHeader(const ostrel::core::Payload& data);
 FieldTree decodeEnduranceGroup(const ostrel::core::Payload& data);
+FieldTree decodePredictableLatency(const ostrel::core::Payload& data);
+FieldTree decodePredictableLatencyAggregate(const ostrel::core::Payload& data);
 FieldTree decodeAna(const ostrel::core::Payload& data);
+/// The head of log 0Dh.
+FieldTree decodePersistentEventHeader(const ostrel::core::Payload& data);
+FieldTree decodeLbaStatus(const ostrel::core::Payload& data);
+FieldTree decodeEnduranceGroupAggregate(const ostrel::core::Payload& data);
 FieldTree decodeReservation(const ostrel::core::Payload& data);
 FieldTree decodeSanitizeStatus(const ostrel::core::Payload& data);
-FieldTree decodeSupportedLogs(const ostrel::core::Payload& data);
 
-/// Words of the codes in log 06h.
-std::string selfTestResultText(unsigned code);
+/// OCP Datacenter NVMe SSD Specification 2.0, log C0h: SMART / Health Information Extended.
+inline constexpr uint32_t OCP_SMART_BYTES = 512;
+FieldTree decodeOcpSmart(const ostrel::core::Payload& data);
+/// Whether log C0h bears the GUID of the OCP page: on other drives it is the maker's own.
+bool isOcpSmart(const ostrel::core::Payload& data);
+
+/// Words of the codes in log 06h: what runs or ran, and how it ended.
 std::string selfTestOperationText(unsigned code);
+std::string selfTestResultText(unsigned code);
 /// Words of the sanitize status in log 81h, SSTAT bits 2:0.
 std::string sanitizeStatusText(unsigned code);
 

@@ -4,7 +4,7 @@
 
 namespace features::nvme {
 
-/// Admin commands (NVMe Base Specification 1.4, figure 139).
+/// Admin commands (NVMe Base Specification 1.4, section 5).
 inline constexpr uint8_t OPC_GET_LOG_PAGE = 0x02;
 inline constexpr uint8_t OPC_IDENTIFY = 0x06;
 inline constexpr uint8_t OPC_SET_FEATURES = 0x09;
@@ -19,7 +19,7 @@ inline constexpr uint8_t OPC_SECURITY_SEND = 0x81;
 inline constexpr uint8_t OPC_SECURITY_RECEIVE = 0x82;
 inline constexpr uint8_t OPC_SANITIZE = 0x84;
 
-/// NVM commands (figure 346).
+/// NVM commands (section 6).
 inline constexpr uint8_t OPC_FLUSH = 0x00;
 inline constexpr uint8_t OPC_WRITE = 0x01;
 inline constexpr uint8_t OPC_READ = 0x02;
@@ -28,7 +28,7 @@ inline constexpr uint8_t OPC_DATASET_MANAGEMENT = 0x09;
 /// Every namespace of the controller.
 inline constexpr uint32_t NSID_ALL = 0xFFFFFFFF;
 
-/// Controller or Namespace Structure values of Identify (figure 244).
+/// Controller or Namespace Structure values of Identify (section 5.15.1).
 inline constexpr uint8_t CNS_NAMESPACE = 0x00;
 inline constexpr uint8_t CNS_CONTROLLER = 0x01;
 inline constexpr uint8_t CNS_ACTIVE_NAMESPACES = 0x02;
@@ -39,7 +39,7 @@ inline constexpr uint8_t CNS_NAMESPACE_CONTROLLERS = 0x12;
 inline constexpr uint8_t CNS_CONTROLLERS = 0x13;
 inline constexpr uint8_t CNS_UUID_LIST = 0x17;
 
-/// Log page identifiers (figure 192; 00h is of NVMe 2.0).
+/// Log page identifiers (section 5.14.1; 00h is of NVMe 2.0).
 inline constexpr uint8_t LID_SUPPORTED_LOGS = 0x00;
 inline constexpr uint8_t LID_ERROR_INFORMATION = 0x01;
 inline constexpr uint8_t LID_SMART_HEALTH = 0x02;
@@ -61,7 +61,7 @@ inline constexpr uint8_t LID_SANITIZE_STATUS = 0x81;
 /// OCP Datacenter NVMe SSD Specification 2.0: SMART / Health information extended.
 inline constexpr uint8_t LID_OCP_SMART = 0xC0;
 
-/// Feature identifiers (figure 272).
+/// Feature identifiers (section 5.21.1).
 inline constexpr uint8_t FID_ARBITRATION = 0x01;
 inline constexpr uint8_t FID_POWER_MANAGEMENT = 0x02;
 inline constexpr uint8_t FID_LBA_RANGE_TYPE = 0x03;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 
 #include "ostrel/interfaces/cli/cliframework/LogMessage.h"
 #include "ostrel/interfaces/cli/cliframework/Logger.h"
@@ -15,18 +16,16 @@ public:
         if (Logger::hasChannel()) enter(file, function, line);
     }
     ~Trace() {
-        if (exit_ != nullptr) leave();
+        if (exit_) Logger::getInstance().dispatch(*exit_);
     }
     Trace(const Trace&) = delete;
     Trace& operator=(const Trace&) = delete;
 
 private:
     void enter(const char* file, const char* function, uint32_t line);
-    void leave();
 
-    // Owned; null while the log is silent. Made on entry: the destructor must not throw, so it has nothing left to
-    // allocate. A plain pointer, since even an empty smart one costs each traced call a dozen calls in debug builds.
-    const LogMessage* exit_ = nullptr;
+    // Made on entry: the destructor must not throw, so it has nothing left to allocate.
+    std::unique_ptr<const LogMessage> exit_;
 };
 
 }  // namespace cli::framework

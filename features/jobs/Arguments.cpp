@@ -1,0 +1,73 @@
+#include "features/jobs/Arguments.h"
+
+#include <cctype>
+#include <limits>
+
+#include "ostrel/core/ScopeTrace.h"
+#include "ostrel/core/Strings.h"
+#include "ostrel/core/xml/XmlConstants.h"
+#include "ostrel/core/xml/XmlProperty.h"
+
+namespace features::jobs {
+
+using namespace ostrel::core;
+
+namespace {
+
+/// Strict, unlike the core's reading of numbers: every character counts, and what does not fit 64 bits is no number.
+bool readNumber(const std::string& text, uint64_t& value) {
+    const bool hex = text.size() > 2 && text[0] == '0' && (text[1] == 'x' || text[1] == 'X');
+    const unsigned base = hex ? 16 : 10;
+    uint64_t number = 0;
+    for (const char c : text.substr(hex ? 2 : 0)) {
+        const auto digit = static_cast<unsigned char>(c);
+        if (hex ? std::isxdigit(digit) == 0 : std::isdigit(digit) == 0) return false;
+        const unsigned weight =
+            std::isdigit(digit) ? digit - '0' : static_cast<unsigned>(std::toupper(digit)) - 'A' + 10;
+        if (number > (std::numeric_limits<uint64_t>::max() - weight) / base) return false;
+        number = number * base + weight;
+    }
+    value = number;
+    return !text.empty();
+}
+
+}  // namespace
+
+const std::string* Arguments::find(const std::string& key) const {
+    const std::string* value = nullptr;
+    for (const auto& property : request_.properties) {
+        const auto name = property->attributes.find(xml::KEY_NAME);
+        if (name == property->attributes.end() || name->second != key) continue;
+        value = &property->attributes[xml::KEY_VALUE];
+    }
+    return value;
+}
+
+std::string Arguments::text(const std::string& key) const {
+    OSTREL_TRACE();
+    const std::string* value = find(key);
+    return value == nullptr ? std::string() : *value;
+}
+
+bool Arguments::flag(const std::string& key, bool absent) const {
+    OSTREL_TRACE();
+    const std::string* value = find(key);
+    if (value == nullptr || value->empty()) return absent;
+    return *value == "1" || toBoolean(*value);
+}
+
+Status Arguments::number(const std::string& key, uint64_t most, std::optional<uint64_t>& value) const {
+    OSTREL_TRACE();
+    const std::string* text = find(key);
+    if (text == nullptr || text->empty()) return Status();
+    uint64_t number = 0;
+    if (!readNumber(*text, number) || number > most) {
+        return Status(CATEGORY_FEATURE, 36,
+                      "Invalid value given for " + key + ": '" + *text + "'. It must be a number from 0 to " +
+                          std::to_string(most) + ".");
+    }
+    value = number;
+    return Status();
+}
+
+}  // namespace features::jobs

@@ -1,0 +1,36 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+
+#include "ostrel/core/Status.h"
+#include "ostrel/core/xml/XmlObject.h"
+
+namespace features::jobs {
+
+/// The arguments of a request: the properties of its root, by name. Of equal names the last one counts. An argument
+/// with an empty value counts as absent where the method says so.
+///
+/// Ownership: refers to the request, which must outlive it.
+/// Errors:    a value that is no number, does not fit, or is out of the caller's range gives 10/36 with a message that
+///            names the argument and what it may be; the out-parameter stays as it was.
+class Arguments {
+public:
+    explicit Arguments(const ostrel::core::xml::XmlObject& request) : request_(request) {}
+
+    bool has(const std::string& key) const { return find(key) != nullptr; }
+    /// The value as sent, or the empty string.
+    std::string text(const std::string& key) const;
+    /// Whether the value is "true" or "1", ignoring case; `absent` when there is none.
+    bool flag(const std::string& key, bool absent = false) const;
+    /// Decimal or "0x" hexadecimal, at most `most`. Absent or empty leaves `value` empty.
+    ostrel::core::Status number(const std::string& key, uint64_t most, std::optional<uint64_t>& value) const;
+
+private:
+    const std::string* find(const std::string& key) const;
+
+    const ostrel::core::xml::XmlObject& request_;
+};
+
+}  // namespace features::jobs

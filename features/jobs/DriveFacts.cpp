@@ -1,0 +1,124 @@
+#include "features/jobs/DriveFacts.h"
+
+#include <algorithm>
+
+#include "features/nvme/LogPages.h"
+#include "features/nvme/Opcodes.h"
+#include "ostrel/core/AttributeVocabulary.h"
+#include "ostrel/core/CommandResult.h"
+#include "ostrel/core/Device.h"
+#include "ostrel/core/ScopeTrace.h"
+#include "ostrel/core/Strings.h"
+
+namespace features::jobs {
+
+using namespace ostrel::core;
+using transport::HostNamespace;
+
+namespace {
+
+constexpr uint32_t LOG_BYTES = 512;
+
+/// A refusal by the drive; anything else that is no success is the road's failure.
+bool isRefusal(const Status& status) {
+    return status.is(CATEGORY_CORE, 25);
+}
+
+}  // namespace
+
+bool DriveFacts::accept(const Status& status) {
+    if (!status.is(0, 0) && !isRefusal(status)) failure_ = status;
+    return status.is(0, 0);
+}
+
+const uint8_t* DriveFacts::bytesOf(const Part& part) const {
+    return part && part->getSize() != 0 ? part->getData() : nullptr;
+}
+
+const uint8_t* DriveFacts::identifyController() {
+    OSTREL_TRACE();
+    const uint8_t* data = nullptr;
+    if (mayAsk()) (void)accept(drive_.identifyController(data));  // what failed is kept in failure_
+    return data;
+}
+
+const nvme::ControllerCapabilities* DriveFacts::controller() {
+    OSTREL_TRACE();
+    if (!controller_) {
+        const uint8_t* data = identifyController();
+        if (data != nullptr) controller_.emplace(data);
+    }
+    return controller_ ? &*controller_ : nullptr;
+}
+
+const std::vector<HostNamespace>* DriveFacts::hostNamespaces() {
+    OSTREL_TRACE();
+    if (!host_ && mayAsk()) {
+        CommandResult result;
+        drive_.device().sendCommand(transport::HostCommand(transport::HostRequest::NAMESPACES), result);
+        const auto* host = dynamic_cast<const transport::HostResult*>(result.protocolResult.get());
+        if (accept(result.status) && host != nullptr) host_ = host->namespaces;
+    }
+    return host_ ? &*host_ : nullptr;
+}
+
+const HostNamespace* DriveFacts::hostNamespace() {
+    OSTREL_TRACE();
+    const auto* all = hostNamespaces();
+    if (all == nullptr || all->empty()) return nullptr;
+    const Attribute named = drive_.device().getAttribute(attributes::device::namespaceId());
+    if (named.getSize() == 0) return &all->front();
+    const auto nsid = toNumber<uint32_t>(named.getText());
+    const auto found = std::find_if(all->begin(), all->end(), [&](const HostNamespace& n) { return n.nsid == nsid; });
+    return found == all->end() ? nullptr : &*found;
+}
+
+const uint8_t* DriveFacts::identifyNamespace() {
+    OSTREL_TRACE();
+    if (!identifyNamespace_) {
+        const HostNamespace* host = hostNamespace();
+        identifyNamespace_.emplace();
+        if (host != nullptr && mayAsk()) {
+            (void)accept(drive_.identify(nvme::CNS_NAMESPACE, host->nsid, 0, *identifyNamespace_));
+        }
+    }
+    return bytesOf(identifyNamespace_);
+}
+
+const nvme::NamespaceProperties* DriveFacts::namespaceProperties() {
+    OSTREL_TRACE();
+    if (!namespaceProperties_) {
+        const uint8_t* data = identifyNamespace();
+        if (data != nullptr) namespaceProperties_.emplace(data);
+    }
+    return namespaceProperties_ ? &*namespaceProperties_ : nullptr;
+}
+
+const uint8_t* DriveFacts::logPage(Part& part, uint8_t lid) {
+    OSTREL_TRACE();
+    if (!part) {
+        part.emplace();
+        nvme::LogPageRequest request;
+        request.lid = lid;
+        // A log that is only looked at must not acknowledge an event that somebody waits for.
+        request.retainEvent = true;
+        if (mayAsk()) (void)accept(drive_.readLogPage(request, LOG_BYTES, *part));
+    }
+    return bytesOf(part);
+}
+
+const uint8_t* DriveFacts::smart() {
+    return logPage(smart_, nvme::LID_SMART_HEALTH);
+}
+const uint8_t* DriveFacts::firmwareSlots() {
+    return logPage(firmwareSlots_, nvme::LID_FIRMWARE_SLOT);
+}
+
+const uint8_t* DriveFacts::ocpSmart() {
+    OSTREL_TRACE();
+    // Another maker's page may stand at the same identifier: the GUID tells.
+    if (logPage(ocpSmart_, nvme::LID_OCP_SMART) == nullptr || !nvme::isOcpSmart(*ocpSmart_)) return nullptr;
+    return ocpSmart_->getData();
+}
+
+}  // namespace features::jobs

@@ -1,0 +1,64 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+
+#include "features/nvme/ControllerCapabilities.h"
+#include "features/nvme/Drive.h"
+#include "features/nvme/NamespaceProperties.h"
+#include "features/transport/HostCommand.h"
+
+namespace features::jobs {
+
+/// What is known of a drive, each part asked for when somebody first wants it, and at most once.
+///
+/// A part that the drive refuses, or that is not there, is null: a missing log page is no failure of the drive. A road
+/// that failed is one: it stays in failure(), and from then on nothing more is asked.
+///
+/// Ownership: the drive must outlive it; what is handed out belongs to it.
+class DriveFacts {
+public:
+    explicit DriveFacts(nvme::Drive& drive) : drive_(drive) {}
+
+    nvme::Drive& drive() { return drive_; }
+    const ostrel::core::Status& failure() const { return failure_; }
+
+    const nvme::ControllerCapabilities* controller();
+    /// The 4,096 bytes of Identify Controller.
+    const uint8_t* identifyController();
+    /// The namespace that the user's path named, otherwise the first that is attached.
+    const transport::HostNamespace* hostNamespace();
+    const nvme::NamespaceProperties* namespaceProperties();
+    /// 4,096 bytes.
+    const uint8_t* identifyNamespace();
+    /// The 512 bytes of the SMART / Health Information log.
+    const uint8_t* smart();
+    /// The 512 bytes of the Firmware Slot Information log.
+    const uint8_t* firmwareSlots();
+    /// The 512 bytes of the OCP SMART log, on drives that have it.
+    const uint8_t* ocpSmart();
+    /// All namespaces that are attached.
+    const std::vector<transport::HostNamespace>* hostNamespaces();
+
+private:
+    /// A structure that was asked for: empty when the drive does not have it.
+    using Part = std::optional<ostrel::core::Payload>;
+
+    const uint8_t* logPage(Part& part, uint8_t lid);
+    const uint8_t* bytesOf(const Part& part) const;
+    bool mayAsk() const { return failure_.is(0, 0); }
+    /// Keeps a failure of the road; true for a success.
+    bool accept(const ostrel::core::Status& status);
+
+    nvme::Drive& drive_;
+    ostrel::core::Status failure_;
+    std::optional<nvme::ControllerCapabilities> controller_;
+    std::optional<nvme::NamespaceProperties> namespaceProperties_;
+    std::optional<std::vector<transport::HostNamespace>> host_;
+    Part identifyNamespace_;
+    Part smart_;
+    Part firmwareSlots_;
+    Part ocpSmart_;
+};
+
+}  // namespace features::jobs

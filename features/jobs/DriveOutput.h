@@ -1,0 +1,45 @@
+#pragma once
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "features/nvme/FieldTree.h"
+#include "ostrel/core/AttributeList.h"
+#include "ostrel/core/Status.h"
+#include "ostrel/core/xml/XmlObject.h"
+
+namespace features::jobs {
+
+/// What a job has to say of one drive: the children of an output object. Every heading names the drive's serial
+/// number, so that several drives can be told apart.
+///
+/// Threads: one at a time per object; each drive has its own.
+class DriveOutput {
+public:
+    DriveOutput(std::string serialNumber, const ostrel::core::AttributeList* requested)
+        : serialNumber_(std::move(serialNumber)), requested_(requested) {}
+
+    /// A list of attributes, shown in the order of their names, under `heading` and the serial number. When the request
+    /// names properties, these alone go out, and one that is not in the list reads "Property not found".
+    void addAttributes(const std::string& heading, const ostrel::core::AttributeList& attributes);
+    /// A decoded structure, in the order of the standard.
+    void addTree(const nvme::FieldTree& tree);
+    /// The outcome of an operation under `heading` and the serial number: the message is shown as "Status", and a code
+    /// that is not 0 becomes the exit status.
+    void addStatus(const std::string& heading, const ostrel::core::Status& status);
+    void add(std::unique_ptr<ostrel::core::xml::XmlObject> object) { objects_.push_back(std::move(object)); }
+
+    /// The properties that the request names; null when it names none.
+    const ostrel::core::AttributeList* requested() const { return requested_; }
+    bool isEmpty() const { return objects_.empty(); }
+    const std::string& serialNumber() const { return serialNumber_; }
+    std::vector<std::unique_ptr<ostrel::core::xml::XmlObject>> take() { return std::move(objects_); }
+
+private:
+    std::string serialNumber_;
+    const ostrel::core::AttributeList* requested_;  // null: all
+    std::vector<std::unique_ptr<ostrel::core::xml::XmlObject>> objects_;
+};
+
+}  // namespace features::jobs

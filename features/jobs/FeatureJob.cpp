@@ -1,0 +1,93 @@
+#include "features/jobs/FeatureJob.h"
+
+#include "features/jobs/SideBySide.h"
+#include "ostrel/core/ScopeTrace.h"
+#include "ostrel/core/StatusCatalogue.h"
+#include "ostrel/core/XmlConverter.h"
+#include "ostrel/core/xml/XmlConstants.h"
+
+namespace features::jobs {
+
+using namespace ostrel::core;
+
+namespace {
+
+/// Enough to keep a shelf of drives busy, and few enough to leave the machine to its work.
+constexpr std::size_t DRIVES_AT_ONCE = 8;
+
+std::unique_ptr<xml::XmlObject> outputObject() {
+    auto object = std::make_unique<xml::XmlObject>();
+    object->attributes[xml::KEY_CATEGORY] = xml::CATEGORY_OUTPUT;
+    return object;
+}
+
+void append(xml::XmlObject& output, DriveOutput& drive) {
+    for (auto& object : drive.take()) output.objects.push_back(std::move(object));
+}
+
+}  // namespace
+
+AttributeList FeatureJob::getSupportedProperties() const {
+    return {};
+}
+
+Status FeatureJob::getProperties(const std::shared_ptr<xml::XmlObject>& output) {
+    OSTREL_TRACE();
+    const auto requested = getRequestedGetProperties(*getInput());
+    // The status of a get is dropped by the interpreter: a bad argument has to be told inside the output.
+    const Status request = checkRequest(arguments());
+    if (!request.is(0, 0)) {
+        auto refusal = XmlConverter::statusToXml(request);
+        refusal->attributes[xml::KEY_NAME] = title_;
+        output->objects.push_back(outputObject());
+        output->objects.back()->objects.push_back(std::move(refusal));
+        return request;
+    }
+    runOnDrives(*output, requested.get(), DRIVES_AT_ONCE, &FeatureJob::showDrive);
+    return Status();
+}
+
+Status FeatureJob::runMethod(const std::shared_ptr<xml::XmlObject>& output) {
+    OSTREL_TRACE();
+    const Status request = checkRequest(arguments());
+    if (!request.is(0, 0)) return request;
+    runOnDrives(*output, nullptr, 1, &FeatureJob::actOnDrive);
+    return Status();
+}
+
+Status FeatureJob::setProperty(const AttributeList& requested) {
+    OSTREL_TRACE();
+    nvme::Drive drive(*getDevices().front());
+    return setOnDrive(drive, requested.begin()->second);
+}
+
+void FeatureJob::runOnDrives(xml::XmlObject& output, const AttributeList* requested, std::size_t atOnce,
+                             Operation operation) {
+    OSTREL_TRACE();
+    const auto& devices = getDevices();
+    std::vector<std::unique_ptr<DriveOutput>> outputs(devices.size());
+    sideBySide(devices.size(), atOnce, [&](std::size_t i) {
+        nvme::Drive drive(*devices[i]);
+        outputs[i] = std::make_unique<DriveOutput>(drive.serialNumber(), requested);
+        const Status status = (this->*operation)(drive, arguments(), *outputs[i]);
+        if (!status.is(0, 0)) outputs[i]->addStatus(title_, status);
+    });
+    auto object = outputObject();
+    for (const auto& drive : outputs) append(*object, *drive);
+    output.objects.push_back(std::move(object));
+}
+
+Status FeatureJob::checkRequest(const Arguments&) {
+    return Status();
+}
+Status FeatureJob::showDrive(nvme::Drive&, const Arguments&, DriveOutput&) {
+    return statuses::featureNotSupported();
+}
+Status FeatureJob::actOnDrive(nvme::Drive&, const Arguments&, DriveOutput&) {
+    return statuses::featureNotSupported();
+}
+Status FeatureJob::setOnDrive(nvme::Drive&, const Attribute&) {
+    return statuses::featureNotSupported();
+}
+
+}  // namespace features::jobs

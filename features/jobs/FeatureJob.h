@@ -1,0 +1,58 @@
+#pragma once
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "features/jobs/Arguments.h"
+#include "features/jobs/DriveOutput.h"
+#include "features/nvme/Drive.h"
+#include "ostrel/interfaces/ostreli/interface/Job.h"
+
+namespace features::jobs {
+
+/// The base of all jobs of this library: it walks over the drives and makes the answer's shape; a job says what is to
+/// be done on one drive.
+///
+///   - GetProperties: showDrive() for each drive, side by side; one output object with what each drive gave.
+///   - Method:        actOnDrive() for each drive, one after the other; one output object, likewise.
+///   - SetProperty:   setOnDrive() on the one drive.
+///
+/// A drive that fails does not spoil the others: its status stands in the output under the job's title and the drive's
+/// serial number.
+///
+/// Deriving: override the operations that the job knows; those it does not know answer 10/34. checkRequest() looks at
+/// the arguments before any drive is touched: a bad one is the status of the whole request. showDrive() may run on
+/// several threads at once, for different drives, so it must not change the job.
+class FeatureJob : public ostrel::interfaces::ostreli::Job {
+public:
+    ostrel::core::AttributeList getSupportedProperties() const override;
+    ostrel::core::Status runMethod(const std::shared_ptr<ostrel::core::xml::XmlObject>& output) override;
+    ostrel::core::Status getProperties(const std::shared_ptr<ostrel::core::xml::XmlObject>& output) override;
+    ostrel::core::Status setProperty(const ostrel::core::AttributeList& requested) override;
+
+protected:
+    /// `title` heads what the job shows ("Health Sensors").
+    FeatureJob(std::string name, std::string title) : Job(std::move(name)), title_(std::move(title)) {}
+
+    virtual ostrel::core::Status checkRequest(const Arguments& arguments);
+    virtual ostrel::core::Status showDrive(nvme::Drive& drive, const Arguments& arguments, DriveOutput& out);
+    virtual ostrel::core::Status actOnDrive(nvme::Drive& drive, const Arguments& arguments, DriveOutput& out);
+    /// A message of a success is shown to the user behind the tool's own.
+    virtual ostrel::core::Status setOnDrive(nvme::Drive& drive, const ostrel::core::Attribute& attribute);
+
+    const std::string& title() const { return title_; }
+    /// The arguments of the input. Only while the job runs.
+    Arguments arguments() const { return Arguments(*getInput()); }
+
+private:
+    using Operation = ostrel::core::Status (FeatureJob::*)(nvme::Drive&, const Arguments&, DriveOutput&);
+
+    /// Adds one output object with what `operation` gave for each drive, in the order of the drives.
+    void runOnDrives(ostrel::core::xml::XmlObject& output, const ostrel::core::AttributeList* requested,
+                     std::size_t atOnce, Operation operation);
+
+    std::string title_;
+};
+
+}  // namespace features::jobs

@@ -1,0 +1,30 @@
+#pragma once
+
+#include <cstdint>
+
+#include "features/nvme/Drive.h"
+#include "ostrel/core/Status.h"
+
+namespace features::jobs {
+
+/// What a destructive command is about to reach.
+struct Reach {
+    /// 0xFFFFFFFF: every namespace, attached or not.
+    uint32_t nsid = 0xFFFFFFFF;
+    /// Partitions that nobody uses are a reason to refuse, too.
+    bool partitionsCount = true;
+};
+
+/// The one gate in front of every command that destroys data. It looks at the drive's use as the host sees it at this
+/// moment, at every namespace that the command reaches, whichever node the user named.
+///
+///   - 10/192: the drive holds the running system (root, boot, swap, or what they are built on). No force helps.
+///   - 10/241: a namespace is mounted, used as swap, or held by another device; the message names node and use. No
+///     force helps.
+///   - 10/94:  a namespace has partitions, where that counts.
+/// What the host cannot tell is a refusal as well: never act on a guess.
+///
+/// Call it before anything is asked of the drive, and again immediately before the destructive command is sent.
+ostrel::core::Status checkDestruction(nvme::Drive& drive, const Reach& reach);
+
+}  // namespace features::jobs

@@ -1,0 +1,41 @@
+#include "features/jobs/SideBySide.h"
+
+#include <algorithm>
+#include <atomic>
+#include <exception>
+#include <mutex>
+#include <thread>
+#include <vector>
+
+#include "ostrel/core/ScopeTrace.h"
+
+namespace features::jobs {
+
+void sideBySide(std::size_t count, std::size_t bound, const std::function<void(std::size_t)>& work) {
+    OSTREL_TRACE();
+    std::atomic<std::size_t> next{0};
+    std::mutex mutex;
+    std::exception_ptr failure;
+    const auto worker = [&] {
+        for (std::size_t number = next++; number < count; number = next++) {
+            try {
+                work(number);
+            } catch (...) {
+                const std::lock_guard<std::mutex> lock(mutex);
+                failure = std::current_exception();
+            }
+        }
+    };
+    std::vector<std::thread> threads;
+    const std::size_t helpers = std::min(count, bound) - (count == 0 ? 0 : 1);
+    try {
+        for (std::size_t i = 0; i < helpers; ++i) threads.emplace_back(worker);
+    } catch (const std::system_error&) {
+        // Fewer threads than wished for: the work is done all the same.
+    }
+    worker();
+    for (std::thread& thread : threads) thread.join();
+    if (failure) std::rethrow_exception(failure);
+}
+
+}  // namespace features::jobs

@@ -1,0 +1,329 @@
+#include "features/jobs/VelkoSsdJob.h"
+
+#include <optional>
+#include <string>
+
+#include "features/jobs/DriveFacts.h"
+#include "features/nvme/Bytes.h"
+#include "features/nvme/FieldTree.h"
+#include "ostrel/core/AttributeVocabulary.h"
+#include "ostrel/core/Device.h"
+#include "ostrel/core/ScopeTrace.h"
+#include "ostrel/core/StatusCatalogue.h"
+#include "ostrel/core/Strings.h"
+#include "ostrel/interfaces/ostreli/interface/JobNames.h"
+
+namespace features::jobs {
+
+using namespace ostrel::core;
+namespace device = attributes::device;
+
+namespace {
+
+/// The text of one attribute; empty when the drive does not have it.
+using Text = std::optional<std::string>;
+using Source = Text (*)(DriveFacts&);
+
+// The identity of a drive as its finder told it.
+template <Attribute (*ATTRIBUTE)()>
+Text found(DriveFacts& facts) {
+    if (!facts.drive().device().hasAttribute(ATTRIBUTE().getName())) return std::nullopt;
+    return facts.drive().device().getAttribute(ATTRIBUTE()).getText();
+}
+
+// A number or bit of Identify Controller.
+template <typename Field, Field nvme::ControllerCapabilities::*FIELD>
+Text controllerNumber(DriveFacts& facts) {
+    const auto* controller = facts.controller();
+    return controller == nullptr ? Text() : std::to_string(controller->*FIELD);
+}
+template <bool (nvme::ControllerCapabilities::*TEST)() const>
+Text controllerTest(DriveFacts& facts) {
+    const auto* controller = facts.controller();
+    return controller == nullptr ? Text() : boolToText((controller->*TEST)());
+}
+template <typename Field, Field nvme::ControllerCapabilities::*FIELD, unsigned BIT>
+Text controllerBit(DriveFacts& facts) {
+    const auto* controller = facts.controller();
+    return controller == nullptr ? Text() : boolToText(nvme::bit(controller->*FIELD, BIT));
+}
+template <uint32_t VERSION>
+Text versionAtLeast(DriveFacts& facts) {
+    const auto* controller = facts.controller();
+    return controller == nullptr ? Text() : boolToText(controller->version >= VERSION);
+}
+template <unsigned SHIFT, unsigned MASK>
+Text versionPart(DriveFacts& facts) {
+    const auto* controller = facts.controller();
+    return controller == nullptr ? Text() : std::to_string(controller->version >> SHIFT & MASK);
+}
+
+Text capacity(DriveFacts& facts) {
+    const auto* namespaces = facts.hostNamespaces();
+    if (namespaces == nullptr) return std::nullopt;
+    uint64_t bytes = 0;
+    for (const auto& part : *namespaces) bytes += part.sizeBytes;
+    return sizeToText(bytes, true);
+}
+
+Text physicalSize(DriveFacts& facts) {
+    const auto* host = facts.hostNamespace();
+    return host == nullptr ? Text() : std::to_string(host->sizeBytes);
+}
+
+Text sectorSize(DriveFacts& facts) {
+    const auto* host = facts.hostNamespace();
+    return host == nullptr ? Text() : std::to_string(host->blockBytes);
+}
+
+Text namespaceId(DriveFacts& facts) {
+    const auto* host = facts.hostNamespace();
+    return host == nullptr ? Text() : std::to_string(host->nsid);
+}
+
+/// The last address, not the number of blocks.
+Text maximumLba(DriveFacts& facts) {
+    const auto* properties = facts.namespaceProperties();
+    if (properties == nullptr || properties->sizeBlocks == 0) return std::nullopt;
+    return std::to_string(properties->sizeBlocks - 1);
+}
+
+/// As the drive counts it, from 0: it is the highest format that can be given.
+Text numberOfLbaFormats(DriveFacts& facts) {
+    const auto* properties = facts.namespaceProperties();
+    return properties == nullptr ? Text() : std::to_string(properties->numberOfFormats - 1);
+}
+
+template <typename Field, Field nvme::NamespaceProperties::*FIELD>
+Text namespaceNumber(DriveFacts& facts) {
+    const auto* properties = facts.namespaceProperties();
+    return properties == nullptr ? Text() : std::to_string(properties->*FIELD);
+}
+
+Text lbaFormat(DriveFacts& facts) {
+    const auto* properties = facts.namespaceProperties();
+    return properties == nullptr ? Text() : std::to_string(properties->formatIndex());
+}
+Text metadataSetting(DriveFacts& facts) {
+    const auto* properties = facts.namespaceProperties();
+    return properties == nullptr ? Text() : std::to_string(int{properties->metadataExtended()});
+}
+Text metadataSize(DriveFacts& facts) {
+    const auto* properties = facts.namespaceProperties();
+    return properties == nullptr ? Text() : std::to_string(properties->format().metadataBytes);
+}
+Text sectorDataSize(DriveFacts& facts) {
+    const auto* properties = facts.namespaceProperties();
+    return properties == nullptr ? Text() : std::to_string(properties->format().dataBytes());
+}
+Text protectionInformation(DriveFacts& facts) {
+    const auto* properties = facts.namespaceProperties();
+    return properties == nullptr ? Text() : std::to_string(properties->protectionType());
+}
+Text protectionInformationLocation(DriveFacts& facts) {
+    const auto* properties = facts.namespaceProperties();
+    return properties == nullptr ? Text() : std::to_string(int{properties->protectionFirst()});
+}
+
+/// The words of each bit of Critical Warning (NVMe Base Specification 1.4, figure 194).
+constexpr const char* CRITICAL_WARNINGS[] = {
+    "Available spare has fallen below the threshold.",
+    "A temperature is beyond its threshold.",
+    "Reliability is degraded.",
+    "Media is in read only mode.",
+    "The volatile memory backup device has failed.",
+    "The persistent memory region is read only or unreliable.",
+};
+
+Text deviceStatus(DriveFacts& facts) {
+    const uint8_t* smart = facts.smart();
+    if (smart == nullptr) return std::nullopt;
+    std::string text;
+    for (unsigned i = 0; i < std::size(CRITICAL_WARNINGS); ++i) {
+        if (nvme::bit(smart[0], i)) text.append(text.empty() ? "" : " ").append(CRITICAL_WARNINGS[i]);
+    }
+    return text.empty() ? "Healthy" : text;
+}
+
+Text firmwareUpdateAvailable(DriveFacts&) {
+    return statuses::noKnownFirmwareUpdate().getMessage();
+}
+
+/// The revision in the slot that the next reset activates.
+Text stagedFirmware(DriveFacts& facts) {
+    const uint8_t* slots = facts.firmwareSlots();
+    if (slots == nullptr) return std::nullopt;
+    const unsigned next = slots[0] >> 4 & 7;
+    if (next == 0) return "None";
+    return nvme::shownText(slots + next * 8, 8);
+}
+
+Text ocpSupported(DriveFacts& facts) {
+    const bool has = facts.ocpSmart() != nullptr;
+    return boolToText(has);
+}
+Text ocpMajorVersion(DriveFacts& facts) {
+    const uint8_t* ocp = facts.ocpSmart();
+    return ocp == nullptr ? Text() : std::to_string(ocp[103]);
+}
+Text ocpMinorVersion(DriveFacts& facts) {
+    const uint8_t* ocp = facts.ocpSmart();
+    return ocp == nullptr ? Text() : std::to_string(nvme::le16(ocp + 101));
+}
+Text ocp2OrGreater(DriveFacts& facts) {
+    const uint8_t* ocp = facts.ocpSmart();
+    return ocp == nullptr ? Text() : boolToText(ocp[103] >= 2);
+}
+
+/// FWUG counts in 4 KiB; 255 means no restriction, 0 that the drive does not say.
+Text firmwareGranularity(DriveFacts& facts) {
+    const auto* controller = facts.controller();
+    if (controller == nullptr || controller->fwug == 0) return std::nullopt;
+    return controller->fwug == 0xFF ? "0" : std::to_string(controller->fwug * 4096);
+}
+
+Text pelSizeMax(DriveFacts& facts) {
+    const auto* controller = facts.controller();
+    if (controller == nullptr || !controller->supportsPersistentEventLog()) return std::nullopt;
+    return std::to_string(controller->pels);
+}
+
+Text isVelko(DriveFacts& facts) {
+    const Text model = found<device::modelNumber>(facts);
+    return boolToText(model && model->compare(0, 5, "VELKO") == 0);
+}
+
+using Caps = nvme::ControllerCapabilities;
+
+struct AttributeRow {
+    Attribute (*attribute)();
+    bool isKey;  ///< shown when the user asks for nothing in particular
+    Source text;
+};
+// clang-format off
+constexpr AttributeRow ROWS[] = {
+    {device::bootloader,                             true,  [](DriveFacts&) { return Text(); }},
+    {device::capacity,                               true,  capacity},
+    {device::devicePath,                             true,  found<device::devicePath>},
+    {device::deviceStatus,                           true,  deviceStatus},
+    {device::firmware,                               true,  found<device::firmware>},
+    {attributes::feature::firmwareUpdateAvailable,   true,  firmwareUpdateAvailable},
+    {device::index,                                  true,  found<device::index>},
+    {device::maximumLBA,                             true,  maximumLba},
+    {device::modelNumber,                            true,  found<device::modelNumber>},
+    {device::numLBAFormats,                          true,  numberOfLbaFormats},
+    {device::productFamily,                          true,  [](DriveFacts&) { return Text(); }},
+    {device::sectorSize,                             true,  sectorSize},
+    {device::serialNumber,                           true,  found<device::serialNumber>},
+    {device::endToEndDataProtCapabilities,           false, namespaceNumber<uint8_t, &nvme::NamespaceProperties::dpc>},
+    {device::firmwareUpdateGranularityRequirements,  false, firmwareGranularity},
+    {device::formatNVMCryptoEraseSupported,          false, controllerBit<uint8_t, &Caps::fna, 2>},
+    {device::formatNVMSupported,                     false, controllerTest<&Caps::supportsFormat>},
+    {device::lbaFormat,                              false, lbaFormat},
+    {device::maximumDataTransferSize,                false, controllerNumber<uint8_t, &Caps::mdts>},
+    {device::metadataSetting,                        false, metadataSetting},
+    {device::metadataSize,                           false, metadataSize},
+    {device::namespaceId,                            false, namespaceId},
+    {device::namespaceManagementSupported,           false, controllerTest<&Caps::supportsNamespaceManagement>},
+    {device::numberOfNamespacesSupported,            false, controllerNumber<uint32_t, &Caps::nn>},
+    {device::nvme1Point1OrGreater,                   false, versionAtLeast<0x00010100>},
+    {device::nvme1Point2OrGreater,                   false, versionAtLeast<0x00010200>},
+    {device::nvme1Point3OrGreater,                   false, versionAtLeast<0x00010300>},
+    {device::nvme1Point4OrGreater,                   false, versionAtLeast<0x00010400>},
+    {device::nvmeControllerID,                       false, controllerNumber<uint16_t, &Caps::cntlid>},
+    {device::nvmeMajorVersion,                       false, versionPart<16, 0xFFFF>},
+    {device::nvmeMinorVersion,                       false, versionPart<8, 0xFF>},
+    {device::nvmeTertiaryVersion,                    false, versionPart<0, 0xFF>},
+    {device::ocpSupported,                           false, ocpSupported},
+    {device::ocp2Point0OrGreater,                    false, ocp2OrGreater},
+    {device::ocpMajorVersion,                        false, ocpMajorVersion},
+    {device::ocpMinorVersion,                        false, ocpMinorVersion},
+    {device::optionalNVMCompareSupported,            false, controllerBit<uint16_t, &Caps::oncs, 0>},
+    {device::optionalNPXMatasetMgmtSupported,        false, controllerBit<uint16_t, &Caps::oncs, 2>},
+    {device::optionalNVMReservationsSupported,       false, controllerBit<uint16_t, &Caps::oncs, 5>},
+    {device::optionalNVMSaveFieldSupported,          false, controllerBit<uint16_t, &Caps::oncs, 4>},
+    {device::optionalNVMTimestampSupported,          false, controllerBit<uint16_t, &Caps::oncs, 6>},
+    {device::optionalNVMVerifySupported,             false, controllerBit<uint16_t, &Caps::oncs, 7>},
+    {device::optionalNVMWriteUncorrectableSupported, false, controllerBit<uint16_t, &Caps::oncs, 1>},
+    {device::optionalNVMWriteZeroesSupported,        false, controllerBit<uint16_t, &Caps::oncs, 3>},
+    {device::pelLogSizeMax,                          false, pelSizeMax},
+    {device::physicalSize,                           false, physicalSize},
+    {device::protectionInformation,                  false, protectionInformation},
+    {device::protectionInformationLocation,          false, protectionInformationLocation},
+    {device::sanitizeSupported,                      false, controllerTest<&Caps::supportsSanitize>},
+    {device::sanitizeBlockEraseSupported,            false, controllerBit<uint32_t, &Caps::sanicap, 1>},
+    {device::sanitizeCryptoScrambleSupported,        false, controllerBit<uint32_t, &Caps::sanicap, 0>},
+    {device::sanitizeOverwriteSupported,             false, controllerBit<uint32_t, &Caps::sanicap, 2>},
+    {device::sectorDataSize,                         false, sectorDataSize},
+    {device::selfTestSupported,                      false, controllerTest<&Caps::supportsSelfTest>},
+    {device::stagedFirmware,                         false, stagedFirmware},
+    {device::supportCommandEffectsLog,               false, controllerTest<&Caps::supportsCommandEffects>},
+    {device::supportPersistentEventLog,              false, controllerTest<&Caps::supportsPersistentEventLog>},
+    {device::tcgSupported,                           false, controllerTest<&Caps::supportsSecurity>},
+    {device::telemetryLogSupported,                  false, controllerTest<&Caps::supportsTelemetry>},
+    {device::trimSupported,                          false, controllerTest<&Caps::supportsDatasetManagement>},
+    {device::velkoNVMe,                              false, isVelko},
+    {device::writeCacheSupported,                    false, controllerBit<uint8_t, &Caps::vwc, 0>},
+};
+// clang-format on
+
+/// The attribute with its text, typed as the vocabulary has it.
+Attribute attributeOf(const AttributeRow& row, const std::string& text) {
+    Attribute attribute = row.attribute();
+    if (!attribute.fromText(text).is(0, 0))
+        return Attribute(attribute.getName(), attribute.getDisplayName(), typeString(), text);
+    return attribute;
+}
+
+Attribute notFound(const AttributeRow& row) {
+    const Attribute attribute = row.attribute();
+    // A text: the reader takes text in a numeric type for a number.
+    return Attribute(attribute.getName(), attribute.getDisplayName(), typeString(), "Property not found");
+}
+
+bool isRequested(const AttributeList& requested, const std::string& name) {
+    for (const auto& [key, attribute] : requested) {
+        if (equals(key, name, true)) return true;
+    }
+    return false;
+}
+
+}  // namespace
+
+VelkoSsdJob::VelkoSsdJob() : FeatureJob(ostrel::interfaces::ostreli::JOB_VELKOSSD, "Velko SSD") {}
+
+std::unique_ptr<ostrel::interfaces::ostreli::Job> VelkoSsdJob::clone() const {
+    auto copy = std::make_unique<VelkoSsdJob>();
+    copy->copyFrom(*this);
+    return copy;
+}
+
+AttributeList VelkoSsdJob::getSupportedProperties() const {
+    OSTREL_TRACE();
+    AttributeList list;
+    for (const AttributeRow& row : ROWS) list[row.attribute().getName()] = row.attribute();
+    return list;
+}
+
+Status VelkoSsdJob::showDrive(nvme::Drive& drive, const Arguments& arguments, DriveOutput& out) {
+    OSTREL_TRACE();
+    DriveFacts facts(drive);
+    const bool all = arguments.flag(attributes::feature::showAllFlag().getName());
+    AttributeList list;
+    for (const AttributeRow& row : ROWS) {
+        const std::string name = row.attribute().getName();
+        const bool wanted = out.requested() != nullptr ? isRequested(*out.requested(), name) : all || row.isKey;
+        if (!wanted) continue;
+        const Text text = row.text(facts);
+        if (!facts.failure().is(0, 0)) return facts.failure();
+        if (text) {
+            list[name] = attributeOf(row, *text);
+        } else if (row.isKey || out.requested() != nullptr) {
+            list[name] = notFound(row);
+        }
+    }
+    out.addAttributes(title(), list);
+    return Status();
+}
+
+}  // namespace features::jobs

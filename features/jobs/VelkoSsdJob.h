@@ -1,0 +1,21 @@
+#pragma once
+
+#include "features/jobs/FeatureJob.h"
+
+namespace features::jobs {
+
+/// The list of drives and what is known of each: the attributes of the device vocabulary.
+///
+/// Without requested properties the key ones are shown, with "ShowAll" all that the drive has. Only what the wanted
+/// attributes need is asked of a drive.
+class VelkoSsdJob : public FeatureJob {
+public:
+    VelkoSsdJob();
+    std::unique_ptr<Job> clone() const override;
+    ostrel::core::AttributeList getSupportedProperties() const override;
+
+protected:
+    ostrel::core::Status showDrive(nvme::Drive& drive, const Arguments& arguments, DriveOutput& out) override;
+};
+
+}  // namespace features::jobs

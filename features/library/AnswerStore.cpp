@@ -1,0 +1,40 @@
+#include "features/library/AnswerStore.h"
+
+#include <cstring>
+#include <utility>
+
+#include "ostrel/core/ScopeTrace.h"
+#include "ostrel/interfaces/ostreli/interface/FeatureLibrary.h"
+
+namespace features::library {
+
+void* AnswerStore::keep(std::string answer) {
+    OSTREL_TRACE();
+    const std::lock_guard<std::mutex> lock(mutex_);
+    answers_.emplace(++lastHandle_, std::move(answer));
+    return reinterpret_cast<void*>(lastHandle_);  // NOLINT(performance-no-int-to-ptr): a number, never followed
+}
+
+int32_t AnswerStore::fetch(void* handle, void* buffer, uint64_t* size) {
+    OSTREL_TRACE();
+    const std::lock_guard<std::mutex> lock(mutex_);
+    const auto answer = answers_.find(reinterpret_cast<uintptr_t>(handle));
+    if (answer == answers_.end() || size == nullptr) return FEATURE_LIBRARY_INVALID_INPUT;
+    const std::string& text = answer->second;
+    if (buffer == nullptr || *size < text.size()) {
+        *size = text.size();
+        return FEATURE_LIBRARY_INVALID_BUFFER_SIZE;
+    }
+    std::memcpy(buffer, text.data(), text.size());
+    *size = text.size();
+    answers_.erase(answer);
+    return FEATURE_LIBRARY_SUCCESS;
+}
+
+void AnswerStore::clear() {
+    OSTREL_TRACE();
+    const std::lock_guard<std::mutex> lock(mutex_);
+    answers_.clear();
+}
+
+}  // namespace features::library

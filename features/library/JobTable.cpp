@@ -1,0 +1,46 @@
+#include "features/library/JobTable.h"
+
+#include <string_view>
+
+#include "features/jobs/VelkoSsdJob.h"
+#include "ostrel/core/ScopeTrace.h"
+#include "ostrel/core/StatusCatalogue.h"
+#include "ostrel/interfaces/ostreli/interface/JobNames.h"
+
+namespace features::library {
+
+using ostrel::core::Status;
+using namespace ostrel::interfaces::ostreli;
+
+namespace {
+
+template <typename Class>
+std::unique_ptr<Job> make() {
+    return std::make_unique<Class>();
+}
+
+struct JobRow {
+    std::string_view name;
+    std::unique_ptr<Job> (*create)();
+};
+
+// Every job of this library: adding one is adding a row.
+constexpr JobRow JOBS[] = {
+    {ostrel::interfaces::ostreli::JOB_VELKOSSD, make<jobs::VelkoSsdJob>},
+};
+
+}  // namespace
+
+std::unique_ptr<Job> createJob(const std::string& name, Status& status) {
+    OSTREL_TRACE();
+    for (const JobRow& row : JOBS) {
+        if (row.name == name) return row.create();
+    }
+    status = ostrel::core::statuses::jobNotFound();
+    for (const std::string_view known : ostrel::interfaces::ostreli::JOB_NAMES) {
+        if (known == name) status = ostrel::core::statuses::featureNotSupported();
+    }
+    return nullptr;
+}
+
+}  // namespace features::library

@@ -1,0 +1,15 @@
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include "ostrel/core/Status.h"
+#include "ostrel/interfaces/ostreli/interface/Job.h"
+
+namespace features::library {
+
+/// Makes the job of a request's name. Null, with the reason in `status`: 10/34 for a job of the common list that this
+/// library does not have, 11/4 for any other name.
+std::unique_ptr<ostrel::interfaces::ostreli::Job> createJob(const std::string& name, ostrel::core::Status& status);
+
+}  // namespace features::library

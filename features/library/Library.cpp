@@ -1,0 +1,88 @@
+#include "features/library/Library.h"
+
+#include <new>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "features/transport/linux/LinuxDriveSource.h"
+#include "ostrel/core/Logging.h"
+#include "ostrel/core/Status.h"
+#include "ostrel/core/XmlConverter.h"
+#include "ostrel/interfaces/ostreli/interface/FeatureLibrary.h"
+
+namespace features::library {
+
+using namespace ostrel::core;
+
+namespace {
+
+std::vector<std::unique_ptr<transport::DriveSource>> allSources() {
+    std::vector<std::unique_ptr<transport::DriveSource>> sources;
+    sources.push_back(std::make_unique<transport::LinuxDriveSource>());
+    return sources;
+}
+
+/// The answer to a request that ended in an exception: by the time this runs, what the request held is freed again.
+std::string failureAnswer(const char* reason) {
+    xml::XmlObject root;
+    root.objects.push_back(XmlConverter::statusToXml(
+        Status(CATEGORY_JOB, 6, std::string("The feature library could not carry out the request: ") + reason + ".")));
+    return root.toXmlString();
+}
+
+}  // namespace
+
+Library& Library::instance() {
+    static Library library;
+    return library;
+}
+
+void* Library::send(const char* text, uint64_t length) noexcept {
+    const char* reason = nullptr;
+    try {
+        if (handler_ == nullptr) handler_ = std::make_unique<RequestHandler>(allSources());
+        return answers_.keep(handler_->answer(std::string(text, length)));
+    } catch (const std::bad_alloc&) {
+        reason = "out of memory";
+    } catch (...) {
+        reason = "an unexpected failure";
+    }
+    logMessage(LOGSEVERITY_FATAL, "A request ended in an exception: ", reason);
+    try {
+        return answers_.keep(failureAnswer(reason));
+    } catch (...) {
+        // Not even that: a null handle is none of ours, and fetching its answer fails.
+        return nullptr;
+    }
+}
+
+int32_t Library::receive(void* handle, void* buffer, uint64_t* size) noexcept {
+    return answers_.fetch(handle, buffer, size);
+}
+
+int32_t Library::startLog(const char* path, uint64_t length) noexcept {
+    try {
+        initLogging();
+        setLogFile(std::string(path, length), true);
+        openLogFile();
+    } catch (...) {
+        return FEATURE_LIBRARY_INVALID_INPUT;
+    }
+    if (!isFileLogging()) return FEATURE_LIBRARY_INVALID_INPUT;
+    enableLogging();
+    return FEATURE_LIBRARY_SUCCESS;
+}
+
+void Library::stopLog() noexcept {
+    disableLogging();
+    closeLogFile();
+}
+
+void Library::unload() noexcept {
+    handler_.reset();
+    answers_.clear();
+    stopLog();
+}
+
+}  // namespace features::library

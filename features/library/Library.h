@@ -1,0 +1,36 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+
+#include "features/library/AnswerStore.h"
+#include "features/library/RequestHandler.h"
+
+namespace features::library {
+
+/// The state behind the exported functions, from Load to Unload.
+///
+/// Errors:  none leaves as an exception; a request that could not be carried out gets an answer that says so.
+/// Threads: the tool's main thread.
+class Library {
+public:
+    static Library& instance();
+
+    /// Runs a request and returns the handle of its answer; null when there is no memory for any answer.
+    void* send(const char* text, uint64_t length) noexcept;
+    int32_t receive(void* handle, void* buffer, uint64_t* size) noexcept;
+    /// Turns the debug log on, at the end of the file; FEATURE_LIBRARY_INVALID_INPUT for a path that cannot be written.
+    int32_t startLog(const char* path, uint64_t length) noexcept;
+    void stopLog() noexcept;
+    /// Lets go of everything.
+    void unload() noexcept;
+
+private:
+    Library() = default;
+
+    AnswerStore answers_;
+    std::unique_ptr<RequestHandler> handler_;  // null until the first request: most runs of the tool send none
+};
+
+}  // namespace features::library

@@ -1,0 +1,44 @@
+#pragma once
+
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "features/transport/DriveSource.h"
+#include "ostrel/core/DeviceManager.h"
+#include "ostrel/core/Status.h"
+#include "ostrel/core/xml/XmlObject.h"
+
+namespace features::library {
+
+/// Turns the text of a request into the text of its answer: finds the job and the drives, runs the one on the others.
+///
+/// The answer's root bears the job's name. It holds one "status" object for the request as a whole, then the outputs.
+///   - no XML: 11/2; a root without a name, or a name that is no job's: 11/4; a job that this library does not have:
+///     10/34; a type that is none of the three: 11/5
+///   - a drive that is named and not there: 0/4, 0/5, 0/7 or 0/8, by the kind of the name; 11/10 for another kind
+/// Every selector must lead to a drive before any of them is touched. No selector stands for all drives.
+///
+/// Threads: one request at a time.
+class RequestHandler {
+public:
+    explicit RequestHandler(std::vector<std::unique_ptr<transport::DriveSource>> sources);
+
+    std::string answer(const std::string& request);
+
+private:
+    using Devices = std::vector<std::shared_ptr<ostrel::core::Device>>;
+    using Locate = std::optional<transport::DriveLocation> (transport::DriveSource::*)(const std::string&) const;
+
+    ostrel::core::Status run(ostrel::core::xml::XmlObject& request,
+                             const std::shared_ptr<ostrel::core::xml::XmlObject>& output);
+    ostrel::core::Status selectDevices(const ostrel::core::xml::XmlObject& request, Devices& devices);
+    ostrel::core::Status selectDevice(const std::string& key, const std::string& value, Devices& devices);
+    std::shared_ptr<ostrel::core::Device> deviceAt(const std::string& path, Locate locate);
+
+    std::vector<std::unique_ptr<transport::DriveSource>> sources_;
+    ostrel::core::DeviceManager manager_;
+};
+
+}  // namespace features::library

@@ -1,0 +1,39 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <ostream>
+#include <string>
+
+#include "features/nvme/StatusCodes.h"
+#include "ostrel/core/ProtocolResult.h"
+
+namespace features::nvme {
+
+/// What a completion queue entry told: the command-specific dword 0 (and 1), and the status field without the phase
+/// bit, so bits 7:0 are the Status Code, 10:8 the Status Code Type, 13 More, 14 Do Not Retry (NVMe Base Specification
+/// 1.4, figure 125).
+class Completion : public ostrel::core::ProtocolResult {
+public:
+    Completion() = default;
+    Completion(uint16_t statusField, uint32_t dword0, uint32_t dword1 = 0)
+        : dword0(dword0), dword1(dword1), statusField(statusField) {}
+
+    std::unique_ptr<ostrel::core::ProtocolResult> clone() const override;
+    void toString(std::ostream& out) const override;
+    std::unique_ptr<ostrel::core::xml::XmlObject> toXml() const override;
+
+    bool isSuccess() const { return (statusField & 0x7FF) == 0; }
+    uint8_t statusCode() const { return static_cast<uint8_t>(statusField); }
+    uint8_t statusCodeType() const { return static_cast<uint8_t>(statusField >> 8 & 7); }
+    /// Whether type and code are these two.
+    bool is(uint8_t type, uint8_t code) const { return statusCodeType() == type && statusCode() == code; }
+    bool doNotRetry() const { return (statusField & 0x4000) != 0; }
+    std::string meaning() const { return statusCodeText(statusCodeType(), statusCode()); }
+
+    uint32_t dword0 = 0;
+    uint32_t dword1 = 0;
+    uint16_t statusField = 0;
+};
+
+}  // namespace features::nvme

@@ -1,0 +1,184 @@
+#include "features/nvme/Drive.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+
+#include "features/nvme/Bytes.h"
+#include "features/nvme/FieldTree.h"
+#include "features/nvme/Opcodes.h"
+#include "ostrel/core/AttributeVocabulary.h"
+#include "ostrel/core/CommandResult.h"
+#include "ostrel/core/ScopeTrace.h"
+#include "ostrel/core/StatusCatalogue.h"
+
+namespace features::nvme {
+
+using namespace ostrel::core;
+
+namespace {
+
+constexpr uint32_t IDENTIFY_BYTES = 4096;
+/// MDTS counts in units of the smallest memory page, which is 4 KiB on every controller that Linux drives.
+constexpr uint32_t PAGE_BYTES = 4096;
+/// Where the controller sets no limit, and the most that is tried: the kernel takes 256 pages in one request.
+constexpr uint32_t UNLIMITED_TRANSFER_BYTES = 256 * 1024;
+constexpr uint32_t MOST_TRANSFER_BYTES = 1024 * 1024;
+
+constexpr size_t OFFSET_MDTS = 77;
+
+/// Get Log Page's dwords for one piece (NVMe Base Specification 1.4, figures 186 to 191).
+NvmeCommand logPageCommand(const LogPageRequest& request, uint8_t lsp, uint64_t offset, uint32_t bytes) {
+    NvmeCommand command(Queue::ADMIN, OPC_GET_LOG_PAGE, "Get Log Page");
+    const uint32_t numberOfDwords0Based = bytes / 4 - 1;
+    command.nsid = request.nsid;
+    command.cdw10 = request.lid | static_cast<uint32_t>(lsp & 0x0F) << 8 |
+                    static_cast<uint32_t>(request.retainEvent) << 15 | (numberOfDwords0Based & 0xFFFF) << 16;
+    command.cdw11 = numberOfDwords0Based >> 16 | static_cast<uint32_t>(request.lsi) << 16;
+    command.cdw12 = static_cast<uint32_t>(offset);
+    command.cdw13 = static_cast<uint32_t>(offset >> 32);
+    command.dataLength = bytes;
+    return command;
+}
+
+NvmeCommand featureCommand(const FeatureRequest& request, uint8_t opcode, const char* name) {
+    NvmeCommand command(Queue::ADMIN, opcode, name);
+    command.nsid = request.nsid;
+    command.cdw10 = request.fid;
+    command.cdw11 = request.cdw11;
+    command.cdw12 = request.cdw12;
+    command.cdw13 = request.cdw13;
+    command.dataLength = request.dataLength;
+    return command;
+}
+
+}  // namespace
+
+std::string Drive::serialNumber() const {
+    return device_.getAttribute(attributes::device::serialNumber()).getText();
+}
+
+std::string Drive::name() const {
+    return serialNumber() + " (" + device_.getAttribute(attributes::device::devicePath()).getText() + ")";
+}
+
+Status Drive::send(const NvmeCommand& command, Answer& answer, const Payload& toController) {
+    OSTREL_TRACE();
+    CommandResult result;
+    device_.sendCommand(command, result, toController);
+    if (!result.status.is(0, 0)) return result.status;
+    const auto* completion = dynamic_cast<const Completion*>(result.protocolResult.get());
+    if (completion == nullptr) return statuses::deviceDataRetrievalFailed();
+    answer.completion = *completion;
+    answer.data = result.inputPayload;
+    if (completion->isSuccess()) return Status();
+    return Status(CATEGORY_CORE, 25,
+                  command.getName() + " failed on drive " + name() + ": " + completion->meaning() +
+                      " (status code type " + hexText(completion->statusCodeType()) + ", status code " +
+                      hexText(completion->statusCode(), 2) + ", opcode " + hexText(command.opcode, 2) + ").");
+}
+
+Status Drive::identify(uint8_t cns, uint32_t nsid, uint16_t controllerId, Payload& data) {
+    OSTREL_TRACE();
+    NvmeCommand command(Queue::ADMIN, OPC_IDENTIFY, "Identify");
+    command.nsid = nsid;
+    command.cdw10 = cns | static_cast<uint32_t>(controllerId) << 16;
+    command.dataLength = IDENTIFY_BYTES;
+    Answer answer;
+    Status status = send(command, answer);
+    if (status.is(0, 0)) data = answer.data;
+    return status;
+}
+
+Status Drive::identifyController(const uint8_t*& data) {
+    OSTREL_TRACE();
+    if (identifyController_.getSize() == 0) {
+        const Status status = identify(CNS_CONTROLLER, 0, 0, identifyController_);
+        if (!status.is(0, 0)) return status;
+    }
+    data = identifyController_.getData();
+    return Status();
+}
+
+void Drive::forgetIdentify() {
+    identifyController_ = Payload();
+    maxTransferBytes_ = 0;
+}
+
+Status Drive::maxTransferBytes(uint32_t& bytes) {
+    OSTREL_TRACE();
+    if (maxTransferBytes_ == 0) {
+        const uint8_t* identify = nullptr;
+        const Status status = identifyController(identify);
+        if (!status.is(0, 0)) return status;
+        const unsigned mdts = identify[OFFSET_MDTS];
+        maxTransferBytes_ = mdts == 0                                   ? UNLIMITED_TRANSFER_BYTES
+                            : PAGE_BYTES >= MOST_TRANSFER_BYTES >> mdts ? MOST_TRANSFER_BYTES
+                                                                        : PAGE_BYTES << mdts;
+    }
+    bytes = maxTransferBytes_;
+    return Status();
+}
+
+Status Drive::sendHalvingPieces(uint32_t& pieceBytes, const std::function<Status(uint32_t)>& sendPiece) {
+    OSTREL_TRACE();
+    for (;;) {
+        const Status status = sendPiece(pieceBytes);
+        // The system takes less at a time than the controller; nothing was sent.
+        if (!status.is(CATEGORY_OS, EINVAL) || pieceBytes <= PAGE_BYTES) return status;
+        pieceBytes = std::max(PAGE_BYTES, pieceBytes / 2 / PAGE_BYTES * PAGE_BYTES);
+        maxTransferBytes_ = pieceBytes;
+    }
+}
+
+Status Drive::readLogPage(const LogPageRequest& request, uint64_t length, Payload& data) {
+    OSTREL_TRACE();
+    if (length == 0 || length % 4 != 0 || request.offset % 4 != 0) return statuses::requestOutOfBounds();
+    uint32_t pieceBytes = PAGE_BYTES;
+    if (length > PAGE_BYTES) {  // up to a page every controller takes, and its limit need not be asked for
+        const Status status = maxTransferBytes(pieceBytes);
+        if (!status.is(0, 0)) return status;
+    }
+    Payload whole;
+    for (uint64_t done = 0; done < length;) {
+        Answer answer;
+        uint32_t bytes = 0;
+        const Status status = sendHalvingPieces(pieceBytes, [&](uint32_t most) {
+            bytes = static_cast<uint32_t>(std::min<uint64_t>(most, length - done));
+            const uint8_t lsp = done == 0 ? request.lsp : request.lspOfFurtherPieces;
+            return send(logPageCommand(request, lsp, request.offset + done, bytes), answer);
+        });
+        if (!status.is(0, 0)) return status;
+        if (bytes == length) {  // one piece is the whole: no copy
+            data = answer.data;
+            return Status();
+        }
+        if (done == 0) {
+            whole = Payload(length);
+            if (whole.getSize() != length) return Status(CATEGORY_OS, ENOMEM, "System error.");
+        }
+        std::memcpy(whole.getData() + done, answer.data.getData(), bytes);
+        done += bytes;
+    }
+    data = whole;
+    return Status();
+}
+
+Status Drive::getFeature(const FeatureRequest& request, Select select, Answer& answer) {
+    OSTREL_TRACE();
+    NvmeCommand command = featureCommand(request, OPC_GET_FEATURES, "Get Features");
+    command.cdw10 |= static_cast<uint32_t>(select) << 8;
+    // Capabilities come back in dword 0 alone.
+    if (select == Select::CAPABILITIES) command.dataLength = 0;
+    return send(command, answer);
+}
+
+Status Drive::setFeature(const FeatureRequest& request, bool save, const Payload& data, Answer& answer) {
+    OSTREL_TRACE();
+    NvmeCommand command = featureCommand(request, OPC_SET_FEATURES, "Set Features");
+    command.cdw10 |= static_cast<uint32_t>(save) << 31;
+    command.dataLength = data.getSize();
+    return send(command, answer, data);
+}
+
+}  // namespace features::nvme

@@ -1,0 +1,97 @@
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <string>
+
+#include "features/nvme/Completion.h"
+#include "features/nvme/NvmeCommand.h"
+#include "ostrel/core/Device.h"
+#include "ostrel/core/Payload.h"
+#include "ostrel/core/Status.h"
+
+namespace features::nvme {
+
+/// What a command brought back: the completion, and the data when the command reads.
+struct Answer {
+    Completion completion;
+    ostrel::core::Payload data;
+};
+
+/// Which part of which log page. Lengths and offsets in bytes, multiples of 4.
+struct LogPageRequest {
+    uint8_t lid = 0;
+    uint32_t nsid = 0xFFFFFFFF;
+    uint8_t lsp = 0;           ///< Log Specific Field, of the first piece
+    uint16_t lsi = 0;          ///< Log Specific Identifier
+    bool retainEvent = false;  ///< Retain Asynchronous Event, on every piece
+    uint64_t offset = 0;
+    /// Telemetry and persistent event log: what the field is on the pieces behind the first. Creating a capture, or
+    /// establishing a context, twice would throw the first one away.
+    uint8_t lspOfFurtherPieces = 0;
+};
+
+/// Values of Select in Get Features.
+enum class Select : uint8_t { CURRENT = 0, DEFAULT = 1, SAVED = 2, CAPABILITIES = 3 };
+
+/// A feature that is read or written. dataLength: bytes of its data structure, 0 when it has none.
+struct FeatureRequest {
+    uint8_t fid = 0;
+    uint32_t nsid = 0;
+    uint32_t cdw11 = 0;
+    uint32_t cdw12 = 0;
+    uint32_t cdw13 = 0;
+    uint32_t dataLength = 0;
+};
+
+/// A controller as the jobs see it: the operations of the NVMe Base Specification over Device::sendCommand, and what
+/// was already asked of it. Nothing is asked before somebody wants it, and the Identify Controller structure at most
+/// once.
+///
+/// Ownership: the device must outlive it.
+/// Errors:    a road that failed is told with the transport's own status. A refusal by the drive is 0/25 with a message
+///            that names meaning, status code type and status code, opcode and drive; the completion in the answer
+///            tells which it was. Numbers that cannot fit a field are refused before anything is sent.
+/// Threads:   one at a time per object; different devices side by side.
+class Drive {
+public:
+    explicit Drive(ostrel::core::Device& device) : device_(device) {}
+
+    ostrel::core::Device& device() { return device_; }
+    std::string serialNumber() const;
+    /// "S123 (/dev/nvme0)": how a message names the drive.
+    std::string name() const;
+
+    /// Sends one command. `toController` goes with commands that write data.
+    ostrel::core::Status send(const NvmeCommand& command, Answer& answer,
+                              const ostrel::core::Payload& toController = {});
+
+    /// 4,096 bytes.
+    ostrel::core::Status identify(uint8_t cns, uint32_t nsid, uint16_t controllerId, ostrel::core::Payload& data);
+    /// The Identify Controller structure: 4,096 bytes, asked once. The bytes belong to the drive object.
+    ostrel::core::Status identifyController(const uint8_t*& data);
+
+    /// `length` bytes of a log page, in the largest pieces that the controller and the system take.
+    ostrel::core::Status readLogPage(const LogPageRequest& request, uint64_t length, ostrel::core::Payload& data);
+
+    ostrel::core::Status getFeature(const FeatureRequest& request, Select select, Answer& answer);
+    ostrel::core::Status setFeature(const FeatureRequest& request, bool save, const ostrel::core::Payload& data,
+                                    Answer& answer);
+
+    /// The most bytes one command may carry, by MDTS; 256 KiB where the controller sets no limit, and never more than
+    /// 1 MiB. Shrinks when the system was seen to take less.
+    ostrel::core::Status maxTransferBytes(uint32_t& bytes);
+    /// Calls `sendPiece` with the most bytes that it may send, and again with half of that as long as it returns EINVAL
+    /// of the system, which means that nothing was sent because it was too much at a time.
+    ostrel::core::Status sendHalvingPieces(uint32_t& pieceBytes,
+                                           const std::function<ostrel::core::Status(uint32_t)>& sendPiece);
+    /// After a command that changes what Identify says.
+    void forgetIdentify();
+
+private:
+    ostrel::core::Device& device_;
+    ostrel::core::Payload identifyController_;
+    uint32_t maxTransferBytes_ = 0;
+};
+
+}  // namespace features::nvme

@@ -1,0 +1,51 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <ostream>
+#include <string>
+
+#include "ostrel/core/Command.h"
+
+namespace features::nvme {
+
+/// The name of the NVMe command set in a device's table of command sets.
+inline constexpr const char* COMMAND_SET_NVME = "NVMe";
+
+/// The submission queue a command goes to.
+enum class Queue : uint8_t { ADMIN, IO };
+
+/// Which way the data goes. In an opcode of the NVMe Base Specification the two low bits tell it.
+enum class Transfer : uint8_t { NONE, TO_CONTROLLER, FROM_CONTROLLER, BIDIRECTIONAL };
+
+/// One NVMe command: what a host fills of a submission queue entry (NVMe Base Specification 1.4, figure 105), without
+/// the data pointers, which are the transport's affair. Data to the controller is the payload given to
+/// Device::sendCommand; data from the controller comes back in CommandResult's input payload, `dataLength` bytes long.
+///
+/// Units: dataLength in bytes; timeoutMs in milliseconds, 0: the path's own time-out.
+class NvmeCommand : public ostrel::core::Command {
+public:
+    NvmeCommand(Queue queue, uint8_t opcode, std::string name);
+
+    std::unique_ptr<ostrel::core::Command> clone() const override;
+    void toString(std::ostream& out) const override;
+    std::unique_ptr<ostrel::core::xml::XmlObject> toXml() const override;
+
+    Transfer transfer() const { return static_cast<Transfer>(opcode & 3); }
+
+    Queue queue;
+    uint8_t opcode;
+    uint32_t nsid = 0;
+    uint32_t cdw2 = 0;
+    uint32_t cdw3 = 0;
+    uint32_t cdw10 = 0;
+    uint32_t cdw11 = 0;
+    uint32_t cdw12 = 0;
+    uint32_t cdw13 = 0;
+    uint32_t cdw14 = 0;
+    uint32_t cdw15 = 0;
+    uint32_t dataLength = 0;
+    uint32_t timeoutMs = 0;
+};
+
+}  // namespace features::nvme

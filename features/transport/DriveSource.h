@@ -1,0 +1,39 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "ostrel/core/DeviceFinder.h"
+
+namespace features::transport {
+
+/// A drive that a path leads to, and the namespace when the path names one.
+struct DriveLocation {
+    std::string devicePath;  ///< the "DevicePath" of the drive's Device
+    std::optional<uint32_t> nsid;
+};
+
+/// One kind of drives: how they are found and how the user's ways of naming one lead to them.
+///
+/// Errors:  what cannot be found or read is told as nothing found.
+/// Threads: the main thread.
+class DriveSource {
+public:
+    virtual ~DriveSource() = default;
+
+    /// What the device manager is given. Its scan() adds a Device for each drive without asking the drive anything: the
+    /// attributes DevicePath, SerialNumber, ModelNumber and Firmware, a command path, and the command sets "NVMe" and
+    /// "Host" on it. A drive that cannot be opened is listed too, its reason in ErrorString.
+    virtual std::unique_ptr<ostrel::core::DeviceFinder> finder() const = 0;
+
+    /// Where a path leads: a controller's node, a namespace's, a partition's, or a link to one of them.
+    virtual std::optional<DriveLocation> locate(const std::string& path) const = 0;
+
+    /// The drive that holds the running system's root file system, if it is one of this kind. The word that the user
+    /// wrote does not matter.
+    virtual std::optional<DriveLocation> bootDrive(const std::string& word) const = 0;
+};
+
+}  // namespace features::transport

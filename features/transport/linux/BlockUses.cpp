@@ -1,0 +1,201 @@
+#include "features/transport/linux/BlockUses.h"
+
+#include <fcntl.h>
+#include <sys/statvfs.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <climits>
+#include <cstdlib>
+#include <sstream>
+
+#include "features/transport/linux/Sysfs.h"
+#include "ostrel/core/FileDescriptor.h"
+#include "ostrel/core/ScopeTrace.h"
+
+namespace features::transport {
+
+using ostrel::core::FileDescriptor;
+
+namespace {
+
+constexpr uint64_t SECTOR_BYTES = 512;  // the unit of sysfs, whatever the drive's blocks
+
+/// "/mnt/my\040disk" as it is meant: the kernel writes blanks and the like as three octal digits.
+std::string unescaped(const std::string& text) {
+    std::string plain;
+    for (size_t i = 0; i < text.size(); ++i) {
+        const bool escape = text[i] == '\\' && i + 3 < text.size() && text[i + 1] >= '0' && text[i + 1] <= '3';
+        if (!escape) {
+            plain += text[i];
+            continue;
+        }
+        plain += static_cast<char>((text[i + 1] - '0') * 64 + (text[i + 2] - '0') * 8 + (text[i + 3] - '0'));
+        i += 3;
+    }
+    return plain;
+}
+
+/// Mount points that the running system cannot lose.
+bool isSystemMount(const std::string& point) {
+    for (const char* const system : {"/", "/usr", "/boot", "/efi"}) {
+        if (point == system) return true;
+    }
+    return point.compare(0, 6, "/boot/") == 0;
+}
+
+}  // namespace
+
+BlockUses::BlockUses(LinuxPaths paths) : paths_(std::move(paths)) {
+    OSTREL_TRACE();
+    readMounts();
+    readSwaps();
+}
+
+/// The kernel's name of a device node, links followed; empty for what is no node.
+std::string BlockUses::blockOf(const std::string& node) const {
+    char target[PATH_MAX];
+    if (node.compare(0, 1, "/") != 0 || ::realpath(node.c_str(), target) == nullptr) return {};
+    const std::string path = target;
+    return path.substr(path.rfind('/') + 1);
+}
+
+void BlockUses::readMounts() {
+    // "36 35 98:0 /mnt1 /mnt2 rw,noatime master:1 - ext3 /dev/root rw,errors=continue"
+    std::istringstream text(readAll(paths_.proc + "/self/mountinfo").value_or(std::string()));
+    for (std::string line; std::getline(text, line);) {
+        std::istringstream fields(line);
+        std::string id, parent, device, root, point, word, type, source;
+        fields >> id >> parent >> device >> root >> point;
+        while (fields >> word && word != "-") continue;
+        fields >> type >> source;
+        if (!fields) continue;
+        mounts_.push_back({device, blockOf(unescaped(source)), unescaped(point), type});
+    }
+}
+
+void BlockUses::readSwaps() {
+    std::istringstream text(readAll(paths_.proc + "/swaps").value_or(std::string()));
+    std::string line;
+    std::getline(text, line);  // the headings
+    while (std::getline(text, line)) {
+        const std::string block = blockOf(unescaped(line.substr(0, line.find_first_of(" \t"))));
+        if (!block.empty()) swaps_.push_back(block);
+    }
+}
+
+std::vector<std::string> BlockUses::partitionNames(const std::string& block) const {
+    std::vector<std::string> names;
+    for (const std::string& entry : listFolder(folder(block))) {
+        if (entry.compare(0, block.size(), block) == 0 && readNumber(folder(block) + "/" + entry + "/partition")) {
+            names.push_back(entry);
+        }
+    }
+    return names;
+}
+
+std::vector<const BlockUses::Mount*> BlockUses::mountsOf(const std::string& block) const {
+    std::vector<const Mount*> found;
+    const auto device = readLine(folder(block) + "/dev");
+    for (const Mount& mount : mounts_) {
+        if ((device && mount.device == *device) || mount.block == block) found.push_back(&mount);
+    }
+    return found;
+}
+
+bool BlockUses::isSwap(const std::string& block) const {
+    return std::find(swaps_.begin(), swaps_.end(), block) != swaps_.end();
+}
+
+bool BlockUses::holdsSystem(const std::string& block) const {
+    if (isSwap(block)) return true;
+    const auto mounts = mountsOf(block);
+    if (std::any_of(mounts.begin(), mounts.end(), [](const Mount* mount) { return isSystemMount(mount->point); })) {
+        return true;
+    }
+    std::vector<std::string> above = listFolder(folder(block) + "/holders");
+    const std::vector<std::string> partitions = partitionNames(block);
+    above.insert(above.end(), partitions.begin(), partitions.end());
+    return std::any_of(above.begin(), above.end(), [this](const std::string& name) { return holdsSystem(name); });
+}
+
+/// "md0", or "dm-0 (vg-data)" for what has a name of its own.
+std::string BlockUses::holderText(const std::string& holder) const {
+    const auto name = readLine(folder(holder) + "/dm/name");
+    return name ? holder + " (" + *name + ")" : holder;
+}
+
+void BlockUses::addUses(const std::string& block, std::vector<NamespaceUse>& uses) const {
+    const std::string node = "/dev/" + block;
+    for (const Mount* mount : mountsOf(block)) {
+        uses.push_back({NamespaceUse::Kind::MOUNTED, node, mount->point, isSystemMount(mount->point)});
+    }
+    if (isSwap(block)) uses.push_back({NamespaceUse::Kind::SWAP, node, {}, true});
+    for (const std::string& holder : listFolder(folder(block) + "/holders")) {
+        uses.push_back({NamespaceUse::Kind::HELD, node, holderText(holder), holdsSystem(holder)});
+    }
+}
+
+bool BlockUses::isOpenedElsewhere(const std::string& block) const {
+    const FileDescriptor node(::open((paths_.dev + "/" + block).c_str(), O_RDONLY | O_EXCL | O_CLOEXEC | O_NONBLOCK));
+    return !node.isOpen() && errno == EBUSY;
+}
+
+std::vector<NamespaceUse> BlockUses::usesOf(const std::string& block) const {
+    OSTREL_TRACE();
+    std::vector<NamespaceUse> uses;
+    addUses(block, uses);
+    std::vector<NamespaceUse> idle;
+    for (const std::string& partition : partitionNames(block)) {
+        const size_t before = uses.size();
+        addUses(partition, uses);
+        if (uses.size() == before) idle.push_back({NamespaceUse::Kind::PARTITION, "/dev/" + partition, {}, false});
+    }
+    if (uses.empty() && isOpenedElsewhere(block)) {
+        uses.push_back({NamespaceUse::Kind::OPENED, "/dev/" + block, {}, false});
+    }
+    uses.insert(uses.end(), idle.begin(), idle.end());
+    return uses;
+}
+
+std::vector<PartitionInfo> BlockUses::partitionsOf(const std::string& block) const {
+    OSTREL_TRACE();
+    std::vector<PartitionInfo> partitions;
+    for (const std::string& name : partitionNames(block)) {
+        PartitionInfo info;
+        info.node = "/dev/" + name;
+        info.startBytes = readNumber(folder(name) + "/start").value_or(0) * SECTOR_BYTES;
+        info.sizeBytes = readNumber(folder(name) + "/size").value_or(0) * SECTOR_BYTES;
+        const auto mounts = mountsOf(name);
+        if (!mounts.empty()) {
+            info.fileSystem = mounts.front()->type;
+            info.mountPoint = mounts.front()->point;
+            struct statvfs numbers {};
+            if (::statvfs(info.mountPoint.c_str(), &numbers) == 0) {
+                info.freeBytes = uint64_t{numbers.f_bavail} * numbers.f_frsize;
+            }
+        }
+        partitions.push_back(info);
+    }
+    return partitions;
+}
+
+void BlockUses::addBottom(const std::string& block, std::vector<std::string>& bottom) const {
+    const std::vector<std::string> slaves = listFolder(folder(block) + "/slaves");
+    if (slaves.empty()) bottom.push_back(block);
+    for (const std::string& slave : slaves) addBottom(slave, bottom);
+}
+
+std::vector<std::string> BlockUses::rootDevices() const {
+    OSTREL_TRACE();
+    std::vector<std::string> bottom;
+    for (const Mount& mount : mounts_) {
+        if (mount.point != "/") continue;
+        const auto byNumber = linkName(paths_.sys + "/dev/block/" + mount.device);
+        const std::string block = byNumber ? *byNumber : mount.block;
+        if (!block.empty()) addBottom(block, bottom);
+    }
+    return bottom;
+}
+
+}  // namespace features::transport

@@ -1,0 +1,50 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "features/transport/HostCommand.h"
+#include "features/transport/linux/LinuxPaths.h"
+
+namespace features::transport {
+
+/// What the running system does with block devices: mounts, swap, what is built on them. A snapshot: the tables of the
+/// system are read when the object is made, so whoever must know the present makes a new one.
+class BlockUses {
+public:
+    explicit BlockUses(LinuxPaths paths);
+
+    /// Every use of a block device and of its partitions. Without any, the device is opened exclusively for a moment,
+    /// which tells whether somebody else has it in a way that no table shows.
+    std::vector<NamespaceUse> usesOf(const std::string& block) const;
+    std::vector<PartitionInfo> partitionsOf(const std::string& block) const;
+    /// The block devices at the bottom of the root file system: "nvme0n1p2", or several below an array.
+    std::vector<std::string> rootDevices() const;
+
+private:
+    struct Mount {
+        std::string device;  ///< "259:1"
+        std::string block;   ///< the name behind the source, for file systems whose device number is their own
+        std::string point;
+        std::string type;
+    };
+
+    void readMounts();
+    void readSwaps();
+    std::string blockOf(const std::string& node) const;
+    std::string folder(const std::string& block) const { return paths_.sys + "/class/block/" + block; }
+    std::vector<std::string> partitionNames(const std::string& block) const;
+    std::vector<const Mount*> mountsOf(const std::string& block) const;
+    bool isSwap(const std::string& block) const;
+    bool holdsSystem(const std::string& block) const;
+    std::string holderText(const std::string& holder) const;
+    void addUses(const std::string& block, std::vector<NamespaceUse>& uses) const;
+    void addBottom(const std::string& block, std::vector<std::string>& bottom) const;
+    bool isOpenedElsewhere(const std::string& block) const;
+
+    LinuxPaths paths_;
+    std::vector<Mount> mounts_;
+    std::vector<std::string> swaps_;  ///< names of block devices
+};
+
+}  // namespace features::transport

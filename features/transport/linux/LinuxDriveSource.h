@@ -1,0 +1,24 @@
+#pragma once
+
+#include "features/transport/DriveSource.h"
+#include "features/transport/linux/LinuxPaths.h"
+
+namespace features::transport {
+
+/// The drives of the kernel's NVMe driver, all transports.
+class LinuxDriveSource : public DriveSource {
+public:
+    explicit LinuxDriveSource(LinuxPaths paths = LinuxPaths()) : paths_(std::move(paths)) {}
+
+    std::unique_ptr<ostrel::core::DeviceFinder> finder() const override;
+    std::optional<DriveLocation> locate(const std::string& path) const override;
+    std::optional<DriveLocation> bootDrive(const std::string& word) const override;
+
+private:
+    /// Of a block device, a partition included.
+    std::optional<DriveLocation> locateBlock(const std::string& block) const;
+
+    LinuxPaths paths_;
+};
+
+}  // namespace features::transport

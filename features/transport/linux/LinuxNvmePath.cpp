@@ -1,0 +1,318 @@
+#include "features/transport/linux/LinuxNvmePath.h"
+
+#include <fcntl.h>
+#include <linux/nvme_ioctl.h>
+#include <sys/ioctl.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <chrono>
+#include <cstring>
+#include <map>
+#include <thread>
+
+#include "features/nvme/Completion.h"
+#include "features/nvme/Opcodes.h"
+#include "features/transport/linux/BlockUses.h"
+#include "features/transport/linux/Sysfs.h"
+#include "ostrel/core/Logging.h"
+#include "ostrel/core/ScopeTrace.h"
+#include "ostrel/core/StatusCatalogue.h"
+
+namespace features::transport {
+
+using namespace ostrel::core;
+using nvme::Completion;
+using nvme::NvmeCommand;
+using nvme::Transfer;
+using Clock = std::chrono::steady_clock;
+using std::chrono::milliseconds;
+
+namespace {
+
+constexpr uint64_t DEFAULT_TIMEOUT_SECONDS = 30;
+/// Some drives write more than they were asked for: buffers are whole pages.
+constexpr uint32_t PAGE_BYTES = 4096;
+/// How long a reset that somebody else began may stand in the way of opening a node or of a command that only reads.
+constexpr milliseconds RESET_PATIENCE{10000};
+constexpr milliseconds RESET_POLL{50};
+constexpr uint32_t RESET_TIMEOUT_MS = 60000;
+constexpr uint64_t SECTOR_BYTES = 512;  // the unit of sizes in sysfs, whatever the drive's blocks
+
+/// The driver's own status while a reset is under way: the command never reached the drive.
+constexpr uint16_t STATUS_HOST_PATHING_ERROR = 0x0370;
+
+uint32_t wholePages(uint32_t bytes) {
+    return (bytes + PAGE_BYTES - 1) / PAGE_BYTES * PAGE_BYTES;
+}
+
+/// Commands that change nothing may be sent again when the first try did not reach the drive.
+bool onlyReads(const NvmeCommand& command) {
+    return command.queue == nvme::Queue::ADMIN &&
+           (command.opcode == nvme::OPC_IDENTIFY || command.opcode == nvme::OPC_GET_LOG_PAGE ||
+            command.opcode == nvme::OPC_GET_FEATURES);
+}
+
+Status systemStatus(int error, const std::string& what) {
+    switch (error) {
+        case EACCES:
+        case EPERM:
+            return Status(CATEGORY_OS, static_cast<uint32_t>(error),
+                          "System error. No permission for " + what + ": it needs the root user (CAP_SYS_ADMIN).");
+        case ENOENT:
+            return Status(CATEGORY_OS, ENOENT, "System error. " + what + " does not exist.");
+        case ENODEV:
+        case ENXIO:
+            return Status(CATEGORY_OS, static_cast<uint32_t>(error),
+                          "System error. The drive of " + what + " is gone.");
+        case EINTR:
+        case ETIME:
+            return Status(CATEGORY_OS, static_cast<uint32_t>(error),
+                          "System error. The drive of " + what + " did not answer in time.");
+        default:
+            return Status(CATEGORY_OS, static_cast<uint32_t>(error),
+                          "System error. " + what + ": " + std::strerror(error) + ".");
+    }
+}
+
+/// Opens a node. While a reset is under way the driver says EAGAIN (or EBUSY).
+Status openNode(const std::string& path, FileDescriptor& node) {
+    const auto deadline = Clock::now() + RESET_PATIENCE;
+    for (;;) {
+        node = FileDescriptor(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
+        if (node.isOpen()) return Status();
+        const int error = errno;
+        if ((error != EAGAIN && error != EBUSY) || Clock::now() > deadline) return systemStatus(error, path);
+        std::this_thread::sleep_for(RESET_POLL);
+    }
+}
+
+nvme_passthru_cmd toKernelCommand(const NvmeCommand& command, uint32_t timeoutMs, const uint8_t* data) {
+    nvme_passthru_cmd request{};
+    request.opcode = command.opcode;
+    request.nsid = command.nsid;
+    request.cdw2 = command.cdw2;
+    request.cdw3 = command.cdw3;
+    request.cdw10 = command.cdw10;
+    request.cdw11 = command.cdw11;
+    request.cdw12 = command.cdw12;
+    request.cdw13 = command.cdw13;
+    request.cdw14 = command.cdw14;
+    request.cdw15 = command.cdw15;
+    request.addr = reinterpret_cast<uintptr_t>(data);
+    request.data_len = command.dataLength;
+    request.timeout_ms = timeoutMs;
+    return request;
+}
+
+}  // namespace
+
+/// The controller's node, opened once for all clones of the path.
+struct LinuxNvmePath::Node {
+    std::mutex mutex;
+    FileDescriptor descriptor;
+};
+
+LinuxNvmePath::LinuxNvmePath(std::string controller, LinuxPaths paths, std::shared_ptr<const NvmeTopology> topology)
+    : CommandPath("Linux NVMe", DEFAULT_TIMEOUT_SECONDS * NANOSECONDS_PER_SECOND),
+      controller_(std::move(controller)),
+      paths_(std::move(paths)),
+      topology_(std::move(topology)),
+      node_(std::make_shared<Node>()) {}
+
+std::unique_ptr<CommandPath> LinuxNvmePath::clone() const {
+    return std::make_unique<LinuxNvmePath>(*this);
+}
+
+bool LinuxNvmePath::isSupported(const AttributeList&) const {
+    return readLine(topology_->controllerFolder(controller_) + "/state").has_value();
+}
+
+uint32_t LinuxNvmePath::timeoutMs(uint32_t ofCommand) const {
+    return ofCommand != 0 ? ofCommand : static_cast<uint32_t>(getTimeoutNanoseconds() / 1000000);
+}
+
+CommandResult LinuxNvmePath::send(const Command& command, const Payload& payload, const AttributeList&) {
+    OSTREL_TRACE();
+    CommandResult result;
+    result.command = command.clone();
+    result.outputPayload = payload;
+    result.startTime = boost::posix_time::microsec_clock::universal_time();
+    if (const auto* nvmeCommand = dynamic_cast<const NvmeCommand*>(&command)) {
+        sendNvme(*nvmeCommand, payload, result);
+    } else if (const auto* hostCommand = dynamic_cast<const HostCommand*>(&command)) {
+        sendHost(*hostCommand, result);
+    } else {
+        result.status = statuses::commandSetNotSupported();
+    }
+    result.endTime = boost::posix_time::microsec_clock::universal_time();
+    result.duration = result.endTime - result.startTime;
+    return result;
+}
+
+Status LinuxNvmePath::openController(int& node) {
+    OSTREL_TRACE();
+    const std::lock_guard<std::mutex> lock(node_->mutex);
+    if (!node_->descriptor.isOpen()) {
+        const Status status = openNode(controllerNode(), node_->descriptor);
+        if (!status.is(0, 0)) return status;
+    }
+    node = node_->descriptor.get();
+    return Status();
+}
+
+Status LinuxNvmePath::openNamespace(uint32_t nsid, FileDescriptor& node, std::string& nodePath) {
+    OSTREL_TRACE();
+    for (const NamespaceNode& part : topology_->namespacesOf(controller_)) {
+        if (part.nsid != nsid || part.block.empty()) continue;
+        nodePath = paths_.dev + "/" + part.block;
+        return openNode(nodePath, node);
+    }
+    return Status(CATEGORY_FEATURE, 80,
+                  statuses::invalidNamespaceId().getMessage() + " Namespace " + std::to_string(nsid) +
+                      " is not attached to " + controller_ + ".");
+}
+
+void LinuxNvmePath::sendNvme(const NvmeCommand& command, const Payload& payload, CommandResult& result) {
+    OSTREL_TRACE();
+    if (command.queue == nvme::Queue::ADMIN) {
+        int node = -1;
+        result.status = openController(node);
+        if (result.status.is(0, 0)) result.status = passThrough(node, controllerNode(), command, payload, result);
+        return;
+    }
+    FileDescriptor node;
+    std::string nodePath;
+    result.status = openNamespace(command.nsid, node, nodePath);
+    if (result.status.is(0, 0)) result.status = passThrough(node.get(), nodePath, command, payload, result);
+}
+
+Status LinuxNvmePath::passThrough(int node, const std::string& nodePath, const NvmeCommand& command,
+                                  const Payload& toController, CommandResult& result) {
+    OSTREL_TRACE();
+    const bool reads = command.transfer() == Transfer::FROM_CONTROLLER && command.dataLength != 0;
+    Payload data = reads ? Payload(wholePages(command.dataLength)) : toController;
+    if (reads) {
+        if (data.getSize() == 0) return systemStatus(ENOMEM, nodePath);
+        // What the drive leaves alone must not be what was in the memory before.
+        std::memset(data.getData(), 0, data.getSize());
+    }
+    const unsigned long request =
+        command.queue == nvme::Queue::ADMIN ? NVME_IOCTL_ADMIN_CMD : static_cast<unsigned long>(NVME_IOCTL_IO_CMD);
+    const auto deadline = Clock::now() + RESET_PATIENCE;
+    for (;;) {
+        nvme_passthru_cmd kernelCommand = toKernelCommand(command, timeoutMs(command.timeoutMs), data.getData());
+        const int outcome = ::ioctl(node, request, &kernelCommand);
+        // Not sent again, not even on EINTR: the drive may have run it, and a second Format NVM is no repeat of the
+        // first.
+        if (outcome < 0) return systemStatus(errno, nodePath);
+        const bool underReset = (outcome & 0x7FF) == STATUS_HOST_PATHING_ERROR;
+        if (underReset && onlyReads(command) && Clock::now() < deadline) {
+            std::this_thread::sleep_for(RESET_POLL);
+            continue;
+        }
+        result.protocolResult = std::make_unique<Completion>(static_cast<uint16_t>(outcome), kernelCommand.result);
+        if (reads) {
+            result.inputPayload =
+                data.getSize() == command.dataLength ? data : Payload(data.getData(), command.dataLength);
+        }
+        return Status();
+    }
+}
+
+void LinuxNvmePath::sendHost(const HostCommand& command, CommandResult& result) {
+    OSTREL_TRACE();
+    switch (command.request) {
+        case HostRequest::NAMESPACES:
+            result.protocolResult = std::make_unique<HostResult>(attachedNamespaces());
+            return;
+        case HostRequest::USES:
+            result.protocolResult = std::make_unique<HostResult>(usedNamespaces());
+            return;
+        case HostRequest::RESET_CONTROLLER:
+            result.status = resetController(NVME_IOCTL_RESET, command.timeoutMs);
+            return;
+        case HostRequest::RESET_SUBSYSTEM:
+            result.status = resetController(NVME_IOCTL_SUBSYS_RESET, command.timeoutMs);
+            return;
+        case HostRequest::RESCAN: {
+            int node = -1;
+            result.status = openController(node);
+            if (result.status.is(0, 0) && ::ioctl(node, NVME_IOCTL_RESCAN) < 0) {
+                result.status = systemStatus(errno, controllerNode());
+            }
+            return;
+        }
+    }
+}
+
+Status LinuxNvmePath::resetController(unsigned long request, uint32_t ofCommand) {
+    OSTREL_TRACE();
+    int node = -1;
+    const Status status = openController(node);
+    if (!status.is(0, 0)) return status;
+    if (::ioctl(node, request) < 0) {
+        const int error = errno;
+        if (error == ENOTTY) return statuses::featureNotSupported();
+        return systemStatus(error, controllerNode());
+    }
+    return awaitController(ofCommand != 0 ? ofCommand : RESET_TIMEOUT_MS);
+}
+
+Status LinuxNvmePath::awaitController(uint32_t limitMs) {
+    OSTREL_TRACE();
+    const auto deadline = Clock::now() + milliseconds(limitMs);
+    for (;;) {
+        const auto state = readLine(topology_->controllerFolder(controller_) + "/state");
+        if (!state) return systemStatus(ENODEV, controllerNode());
+        if (*state == "live") return Status();
+        if (Clock::now() > deadline) return systemStatus(ETIME, controllerNode());
+        std::this_thread::sleep_for(RESET_POLL);
+    }
+}
+
+HostNamespace LinuxNvmePath::hostNamespace(const NamespaceNode& node, bool attached) const {
+    HostNamespace entry;
+    entry.nsid = node.nsid;
+    entry.attached = attached;
+    if (node.block.empty()) return entry;  // a path whose head is gone: there is no node to use it by
+    const std::string folder = topology_->blockFolder(node.block);
+    entry.node = "/dev/" + node.block;
+    entry.sizeBytes = readNumber(folder + "/size").value_or(0) * SECTOR_BYTES;
+    entry.blockBytes = static_cast<uint32_t>(readNumber(folder + "/queue/logical_block_size").value_or(0));
+    return entry;
+}
+
+std::vector<HostNamespace> LinuxNvmePath::attachedNamespaces() const {
+    OSTREL_TRACE();
+    std::vector<HostNamespace> namespaces;
+    for (const NamespaceNode& node : topology_->namespacesOf(controller_)) {
+        namespaces.push_back(hostNamespace(node, true));
+    }
+    return namespaces;
+}
+
+std::vector<HostNamespace> LinuxNvmePath::usedNamespaces() const {
+    OSTREL_TRACE();
+    const BlockUses uses(paths_);
+    std::map<uint32_t, HostNamespace> namespaces;
+    for (const std::string& controller : topology_->subsystemOf(controller_)) {
+        const bool attached = controller == controller_;
+        for (const NamespaceNode& node : topology_->namespacesOf(controller)) {
+            const auto [entry, isNew] = namespaces.try_emplace(node.nsid);
+            if (!isNew) {
+                entry->second.attached = entry->second.attached || attached;
+                continue;
+            }
+            entry->second = hostNamespace(node, attached);
+            if (node.block.empty()) continue;
+            entry->second.uses = uses.usesOf(node.block);
+            entry->second.partitions = uses.partitionsOf(node.block);
+        }
+    }
+    std::vector<HostNamespace> list;
+    for (auto& [nsid, entry] : namespaces) list.push_back(std::move(entry));
+    return list;
+}
+
+}  // namespace features::transport

@@ -1,0 +1,61 @@
+#pragma once
+
+#include <memory>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include "features/nvme/NvmeCommand.h"
+#include "features/transport/HostCommand.h"
+#include "features/transport/linux/NvmeTopology.h"
+#include "ostrel/core/CommandPath.h"
+#include "ostrel/core/CommandResult.h"
+#include "ostrel/core/FileDescriptor.h"
+
+namespace features::transport {
+
+/// The road to a controller through the kernel's NVMe driver: admin commands by the passthrough request of /dev/nvmeN,
+/// I/O commands by that of the namespace's node. Serves the command sets "NVMe" and "Host".
+///
+/// Ownership: the node is opened at the first command and shared by clones; it closes with the last of them.
+/// Units:     the path's time-out stands for every command that has none of its own.
+/// Errors:    the Status speaks of the road, the completion of the drive: a command that the drive refused is a success
+///            here. What the system refused is category 1 with errno, and a message that names the node and, for a
+///            missing right, the right. A process that waits in the kernel cannot be killed, so no command goes without
+///            a time-out.
+/// Threads:   any number at once.
+class LinuxNvmePath : public ostrel::core::CommandPath {
+public:
+    /// `controller` is the name in /sys/class/nvme.
+    LinuxNvmePath(std::string controller, LinuxPaths paths, std::shared_ptr<const NvmeTopology> topology);
+
+    std::unique_ptr<CommandPath> clone() const override;
+    ostrel::core::CommandResult send(const ostrel::core::Command& command, const ostrel::core::Payload& payload,
+                                     const ostrel::core::AttributeList& attributes) override;
+    bool isSupported(const ostrel::core::AttributeList& attributes) const override;
+
+private:
+    struct Node;
+
+    void sendNvme(const nvme::NvmeCommand& command, const ostrel::core::Payload& payload,
+                  ostrel::core::CommandResult& result);
+    void sendHost(const HostCommand& command, ostrel::core::CommandResult& result);
+    ostrel::core::Status passThrough(int node, const std::string& nodePath, const nvme::NvmeCommand& command,
+                                     const ostrel::core::Payload& toController, ostrel::core::CommandResult& result);
+    ostrel::core::Status openController(int& node);
+    ostrel::core::Status openNamespace(uint32_t nsid, ostrel::core::FileDescriptor& node, std::string& nodePath);
+    ostrel::core::Status resetController(unsigned long request, uint32_t timeoutMs);
+    ostrel::core::Status awaitController(uint32_t timeoutMs);
+    std::vector<HostNamespace> attachedNamespaces() const;
+    std::vector<HostNamespace> usedNamespaces() const;
+    HostNamespace hostNamespace(const NamespaceNode& node, bool attached) const;
+    uint32_t timeoutMs(uint32_t ofCommand) const;
+    std::string controllerNode() const { return paths_.dev + "/" + controller_; }
+
+    std::string controller_;
+    LinuxPaths paths_;
+    std::shared_ptr<const NvmeTopology> topology_;
+    std::shared_ptr<Node> node_;
+};
+
+}  // namespace features::transport

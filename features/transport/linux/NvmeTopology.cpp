@@ -1,0 +1,106 @@
+#include "features/transport/linux/NvmeTopology.h"
+
+#include <algorithm>
+#include <cctype>
+#include <optional>
+
+#include "features/transport/linux/Sysfs.h"
+
+namespace features::transport {
+
+namespace {
+
+/// "nvme" and digits: fabrics have further entries in the class folder.
+bool isControllerName(const std::string& name) {
+    return name.size() > 4 && name.compare(0, 4, "nvme") == 0 &&
+           std::all_of(name.begin() + 4, name.end(), [](unsigned char c) { return std::isdigit(c) != 0; });
+}
+
+/// Worth a look for an "nsid": the controller's folder has dozens of other entries, and each look costs a call.
+bool mayBeNamespace(const std::string& name) {
+    return name.compare(0, 4, "nvme") == 0 && name.find('n', 4) != std::string::npos;
+}
+
+std::optional<uint32_t> nsidOf(const std::string& folder) {
+    const auto number = readNumber(folder + "/nsid");
+    return number ? std::optional<uint32_t>(static_cast<uint32_t>(*number)) : std::nullopt;
+}
+
+/// A path below a multipath head: the kernel marks it as hidden.
+bool isHidden(const std::string& folder) {
+    return readNumber(folder + "/hidden").value_or(0) != 0;
+}
+
+}  // namespace
+
+std::vector<std::string> NvmeTopology::controllers() const {
+    std::vector<std::string> names = listFolder(paths_.sys + "/class/nvme");
+    names.erase(std::remove_if(names.begin(), names.end(), [](const auto& name) { return !isControllerName(name); }),
+                names.end());
+    return names;
+}
+
+std::string NvmeTopology::subsystemFolder(const std::string& controller) const {
+    std::call_once(subsystemsRead_, [this] {
+        const std::string root = paths_.sys + "/class/nvme-subsystem";
+        for (const std::string& subsystem : listFolder(root)) {
+            const std::string folder = root + "/" + subsystem;
+            for (const std::string& entry : listFolder(folder)) {
+                if (isControllerName(entry)) subsystemFolders_[entry] = folder;
+            }
+        }
+    });
+    const auto found = subsystemFolders_.find(controller);
+    return found == subsystemFolders_.end() ? std::string() : found->second;
+}
+
+std::vector<std::string> NvmeTopology::subsystemOf(const std::string& controller) const {
+    std::vector<std::string> names = listFolder(subsystemFolder(controller));
+    names.erase(std::remove_if(names.begin(), names.end(), [](const auto& name) { return !isControllerName(name); }),
+                names.end());
+    // An older kernel without subsystems: the controller stands alone.
+    return names.empty() ? std::vector<std::string>{controller} : names;
+}
+
+std::map<uint32_t, std::string> NvmeTopology::multipathHeads(const std::string& controller) const {
+    std::map<uint32_t, std::string> heads;
+    const std::string folder = subsystemFolder(controller);
+    for (const std::string& entry : listFolder(folder)) {
+        if (!mayBeNamespace(entry)) continue;
+        if (const auto nsid = nsidOf(folder + "/" + entry)) heads[*nsid] = entry;
+    }
+    return heads;
+}
+
+std::vector<NamespaceNode> NvmeTopology::namespacesOf(const std::string& controller) const {
+    std::vector<NamespaceNode> nodes;
+    std::optional<std::map<uint32_t, std::string>> heads;  // looked for when the first hidden path turns up
+    for (const std::string& entry : listFolder(controllerFolder(controller))) {
+        if (!mayBeNamespace(entry)) continue;
+        const std::string folder = controllerFolder(controller) + "/" + entry;
+        const auto nsid = nsidOf(folder);
+        if (!nsid) continue;
+        if (!isHidden(folder)) {
+            nodes.push_back({*nsid, entry});
+            continue;
+        }
+        if (!heads) heads = multipathHeads(controller);
+        const auto head = heads->find(*nsid);
+        nodes.push_back({*nsid, head == heads->end() ? std::string() : head->second});
+    }
+    std::sort(nodes.begin(), nodes.end(), [](const auto& a, const auto& b) { return a.nsid < b.nsid; });
+    return nodes;
+}
+
+std::vector<std::string> NvmeTopology::controllersOf(const std::string& block) const {
+    std::vector<std::string> found;
+    for (const std::string& controller : controllers()) {
+        const std::vector<NamespaceNode> nodes = namespacesOf(controller);
+        if (std::any_of(nodes.begin(), nodes.end(), [&](const auto& node) { return node.block == block; })) {
+            found.push_back(controller);
+        }
+    }
+    return found;
+}
+
+}  // namespace features::transport

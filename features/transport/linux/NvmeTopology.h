@@ -1,0 +1,57 @@
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include "features/transport/linux/LinuxPaths.h"
+
+namespace features::transport {
+
+/// A namespace that is attached to a controller.
+struct NamespaceNode {
+    uint32_t nsid;
+    std::string block;  ///< the block device that a host uses, "nvme0n1"; the one above all paths under multipath
+};
+
+/// The controllers and namespaces of the NVMe driver, as sysfs tells them. Nothing is asked of a drive.
+///
+/// Which namespace belongs to which controller is read from the folders and links of sysfs, never from names: the X of
+/// nvmeXnY is the number of the subsystem, not of the controller, and under native multipath a controller only has
+/// hidden nvmeXcYnZ entries without a node of their own.
+///
+/// Controllers and namespaces are read at each call; which controller belongs to which subsystem, which never changes,
+/// once for the object.
+/// Threads: any number at once.
+class NvmeTopology {
+public:
+    explicit NvmeTopology(LinuxPaths paths) : paths_(std::move(paths)) {}
+
+    /// "nvme0", "nvme1", "nvme10": in byte order.
+    std::vector<std::string> controllers() const;
+    /// In the order of the identifiers.
+    std::vector<NamespaceNode> namespacesOf(const std::string& controller) const;
+    /// All controllers of the controller's subsystem, itself included, in byte order.
+    std::vector<std::string> subsystemOf(const std::string& controller) const;
+    /// The controllers to which the block device `block` is attached; the lowest one is the one commands go to.
+    std::vector<std::string> controllersOf(const std::string& block) const;
+
+    std::string controllerFolder(const std::string& controller) const {
+        return paths_.sys + "/class/nvme/" + controller;
+    }
+    std::string blockFolder(const std::string& block) const { return paths_.sys + "/class/block/" + block; }
+
+private:
+    /// The folder of the controller's subsystem; empty when there is none.
+    std::string subsystemFolder(const std::string& controller) const;
+    /// The namespaces that stand above all paths of the controller's subsystem, by identifier.
+    std::map<uint32_t, std::string> multipathHeads(const std::string& controller) const;
+
+    LinuxPaths paths_;
+    mutable std::once_flag subsystemsRead_;
+    mutable std::map<std::string, std::string> subsystemFolders_;  ///< by controller
+};
+
+}  // namespace features::transport
