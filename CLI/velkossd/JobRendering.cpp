@@ -1,8 +1,8 @@
 #include "CLI/velkossd/JobRendering.h"
 
-#include <algorithm>
 #include <charconv>
 #include <cstdint>
+#include <map>
 #include <system_error>
 #include <utility>
 
@@ -22,7 +22,6 @@ namespace {
 
 using framework::ObjectResult;
 using framework::stringsIEqual;
-using ostrel::core::AttributeList;
 using ostrel::core::XmlConverter;
 using ostrel::core::xml::XmlElement;
 using ostrel::core::xml::XmlMessage;
@@ -69,20 +68,18 @@ void renderProperties(ObjectResult& result, const XmlObject& element) {
     }
 }
 
+/// In the order of the names. As in XmlConverter::xmlToAttributeList(), the last of equal names counts; here each value,
+/// which takes a page, is let go before the next one is made.
 std::unique_ptr<ObjectResult> renderAttributeList(XmlObject& element) {
-    const auto attributes = XmlConverter::xmlToAttributeList(element);
-    std::vector<const AttributeList::value_type*> byName;
-    byName.reserve(attributes->size());
-    for (const auto& entry : *attributes) byName.push_back(&entry);
-    std::sort(byName.begin(), byName.end(), [](const auto* a, const auto* b) { return a->first < b->first; });
-
-    auto result = std::make_unique<ObjectResult>();
-    for (const auto* entry : byName) {
-        std::string text = entry->second.getText();
-        const std::string& description = entry->second.getDescription();
-        if (!description.empty()) text += " " + description;
-        result->insert(entry->first, std::move(text));
+    std::map<std::string, std::string> textOfName;
+    for (const auto& property : element.properties) {
+        const auto attribute = XmlConverter::xmlToAttribute(*property);
+        if (attribute == nullptr) continue;
+        std::string& text = textOfName[attribute->getName()] = attribute->getText();
+        if (!attribute->getDescription().empty()) text += " " + attribute->getDescription();
     }
+    auto result = std::make_unique<ObjectResult>();
+    for (auto& [name, text] : textOfName) result->insert(name, std::move(text));
     return result;
 }
 
