@@ -29,6 +29,7 @@ public:
     /// Whether type and code are these two.
     bool is(uint8_t type, uint8_t code) const { return statusCodeType() == type && statusCode() == code; }
     bool doNotRetry() const { return (statusField & 0x4000) != 0; }
+    /// The standard's words for type and code, "Vendor Specific" or "Reserved" where it has none.
     std::string meaning() const { return statusCodeText(statusCodeType(), statusCode()); }
 
     uint32_t dword0 = 0;

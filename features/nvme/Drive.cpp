@@ -5,7 +5,9 @@
 #include <cstring>
 
 #include "features/nvme/Bytes.h"
+#include "features/nvme/ControllerCapabilities.h"
 #include "features/nvme/FieldTree.h"
+#include "features/nvme/Identify.h"
 #include "features/nvme/Opcodes.h"
 #include "ostrel/core/AttributeVocabulary.h"
 #include "ostrel/core/CommandResult.h"
@@ -18,22 +20,28 @@ using namespace ostrel::core;
 
 namespace {
 
-constexpr uint32_t IDENTIFY_BYTES = 4096;
 /// MDTS counts in units of the smallest memory page, which is 4 KiB on every controller that Linux drives.
 constexpr uint32_t PAGE_BYTES = 4096;
 /// Where the controller sets no limit, and the most that is tried: the kernel takes 256 pages in one request.
 constexpr uint32_t UNLIMITED_TRANSFER_BYTES = 256 * 1024;
 constexpr uint32_t MOST_TRANSFER_BYTES = 1024 * 1024;
 
-constexpr size_t OFFSET_MDTS = 77;
+/// Number of Dwords has 12 bits where the controller has no extended data.
+constexpr uint32_t MOST_PLAIN_LOG_BYTES = 4096 * 4;
+/// Log Specific Field: 4 bits, 7 since NVMe 2.0.
+constexpr uint8_t MOST_LOG_SPECIFIC_FIELD = 0x7F;
 
-/// Get Log Page's dwords for one piece (NVMe Base Specification 1.4, figures 186 to 191).
+bool isWholeDwords(uint64_t bytes) {
+    return bytes % 4 == 0;
+}
+
+/// Get Log Page's dwords for one piece (NVMe Base Specification 1.4, section 5.14).
 NvmeCommand logPageCommand(const LogPageRequest& request, uint8_t lsp, uint64_t offset, uint32_t bytes) {
     NvmeCommand command(Queue::ADMIN, OPC_GET_LOG_PAGE, "Get Log Page");
     const uint32_t numberOfDwords0Based = bytes / 4 - 1;
     command.nsid = request.nsid;
-    command.cdw10 = request.lid | static_cast<uint32_t>(lsp & 0x0F) << 8 |
-                    static_cast<uint32_t>(request.retainEvent) << 15 | (numberOfDwords0Based & 0xFFFF) << 16;
+    command.cdw10 = request.lid | static_cast<uint32_t>(lsp) << 8 | static_cast<uint32_t>(request.retainEvent) << 15 |
+                    (numberOfDwords0Based & 0xFFFF) << 16;
     command.cdw11 = numberOfDwords0Based >> 16 | static_cast<uint32_t>(request.lsi) << 16;
     command.cdw12 = static_cast<uint32_t>(offset);
     command.cdw13 = static_cast<uint32_t>(offset >> 32);
@@ -68,14 +76,31 @@ Status Drive::send(const NvmeCommand& command, Answer& answer, const Payload& to
     device_.sendCommand(command, result, toController);
     if (!result.status.is(0, 0)) return result.status;
     const auto* completion = dynamic_cast<const Completion*>(result.protocolResult.get());
-    if (completion == nullptr) return statuses::deviceDataRetrievalFailed();
+    if (completion == nullptr) return noData(command);
     answer.completion = *completion;
     answer.data = result.inputPayload;
-    if (completion->isSuccess()) return Status();
-    return Status(CATEGORY_CORE, 25,
-                  command.getName() + " failed on drive " + name() + ": " + completion->meaning() +
-                      " (status code type " + hexText(completion->statusCodeType()) + ", status code " +
-                      hexText(completion->statusCode(), 2) + ", opcode " + hexText(command.opcode, 2) + ").");
+    if (!completion->isSuccess()) return refusal(command, *completion);
+    // Whoever reads the data counts on its length.
+    if (command.transfer() == Transfer::FROM_CONTROLLER && answer.data.getSize() < command.dataLength)
+        return noData(command);
+    return Status();
+}
+
+Status Drive::refusal(const NvmeCommand& command, const Completion& completion) const {
+    OSTREL_TRACE();
+    Status status = statuses::nvmeCommandProblem();
+    status.setMessage(command.getName() + " failed on drive " + name() + ": " + completion.meaning() +
+                      " (status code type " + hexText(completion.statusCodeType()) + ", status code " +
+                      hexText(completion.statusCode(), 2) + ", opcode " + hexText(command.opcode, 2) + ").");
+    return status;
+}
+
+Status Drive::noData(const NvmeCommand& command) const {
+    OSTREL_TRACE();
+    Status status = statuses::deviceDataRetrievalFailed();
+    status.setMessage("Failed to retrieve data from drive " + name() + ": " + command.getName() +
+                      " returned less than was asked for.");
+    return status;
 }
 
 Status Drive::identify(uint8_t cns, uint32_t nsid, uint16_t controllerId, Payload& data) {
@@ -111,8 +136,9 @@ Status Drive::maxTransferBytes(uint32_t& bytes) {
         const uint8_t* identify = nullptr;
         const Status status = identifyController(identify);
         if (!status.is(0, 0)) return status;
-        const unsigned mdts = identify[OFFSET_MDTS];
+        const unsigned mdts = ControllerCapabilities(identify).mdts;
         maxTransferBytes_ = mdts == 0                                   ? UNLIMITED_TRANSFER_BYTES
+                            : mdts >= 32                                ? MOST_TRANSFER_BYTES
                             : PAGE_BYTES >= MOST_TRANSFER_BYTES >> mdts ? MOST_TRANSFER_BYTES
                                                                         : PAGE_BYTES << mdts;
     }
@@ -133,22 +159,23 @@ Status Drive::sendHalvingPieces(uint32_t& pieceBytes, const std::function<Status
 
 Status Drive::readLogPage(const LogPageRequest& request, uint64_t length, Payload& data) {
     OSTREL_TRACE();
-    if (length == 0 || length % 4 != 0 || request.offset % 4 != 0) return statuses::requestOutOfBounds();
-    uint32_t pieceBytes = PAGE_BYTES;
-    if (length > PAGE_BYTES) {  // up to a page every controller takes, and its limit need not be asked for
-        const Status status = maxTransferBytes(pieceBytes);
-        if (!status.is(0, 0)) return status;
-    }
+    if (length == 0 || !isWholeDwords(length) || !isWholeDwords(request.offset) ||
+        std::max(request.lsp, request.lspOfFurtherPieces) > MOST_LOG_SPECIFIC_FIELD)
+        return statuses::requestOutOfBounds();
+    LogPieces pieces;
+    const Status status = logPieces(request, length, pieces);
+    if (!status.is(0, 0)) return status;
     Payload whole;
     for (uint64_t done = 0; done < length;) {
         Answer answer;
         uint32_t bytes = 0;
-        const Status status = sendHalvingPieces(pieceBytes, [&](uint32_t most) {
+        const Status pieceStatus = sendHalvingPieces(pieces.bytes, [&](uint32_t most) {
             bytes = static_cast<uint32_t>(std::min<uint64_t>(most, length - done));
+            if (bytes < length && !pieces.mayBeSeveral) return noExtendedData();
             const uint8_t lsp = done == 0 ? request.lsp : request.lspOfFurtherPieces;
             return send(logPageCommand(request, lsp, request.offset + done, bytes), answer);
         });
-        if (!status.is(0, 0)) return status;
+        if (!pieceStatus.is(0, 0)) return pieceStatus;
         if (bytes == length) {  // one piece is the whole: no copy
             data = answer.data;
             return Status();
@@ -162,6 +189,27 @@ Status Drive::readLogPage(const LogPageRequest& request, uint64_t length, Payloa
     }
     data = whole;
     return Status();
+}
+
+Status Drive::logPieces(const LogPageRequest& request, uint64_t length, LogPieces& pieces) {
+    OSTREL_TRACE();
+    pieces = {PAGE_BYTES, true};
+    // From the start and up to a page, every controller takes it, and need not be asked for its limits.
+    if (request.offset == 0 && length <= PAGE_BYTES) return Status();
+    const uint8_t* identify = nullptr;
+    Status status = identifyController(identify);
+    if (status.is(0, 0)) status = maxTransferBytes(pieces.bytes);
+    if (!status.is(0, 0)) return status;
+    if (ControllerCapabilities(identify).supportsExtendedLogData()) return Status();
+    pieces = {std::min(pieces.bytes, MOST_PLAIN_LOG_BYTES), false};
+    return request.offset == 0 ? Status() : noExtendedData();
+}
+
+Status Drive::noExtendedData() const {
+    OSTREL_TRACE();
+    Status status = statuses::featureNotSupported();
+    status.setMessage("Drive " + name() + " gives a log page from its start and in one piece only.");
+    return status;
 }
 
 Status Drive::getFeature(const FeatureRequest& request, Select select, Answer& answer) {

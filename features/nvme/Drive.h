@@ -51,7 +51,8 @@ struct FeatureRequest {
 /// Ownership: the device must outlive it.
 /// Errors:    a road that failed is told with the transport's own status. A refusal by the drive is 0/25 with a message
 ///            that names meaning, status code type and status code, opcode and drive; the completion in the answer
-///            tells which it was. Numbers that cannot fit a field are refused before anything is sent.
+///            tells which it was. Less data than was asked for is 10/33. Numbers that do not fit a field are 0/14, and
+///            nothing is sent.
 /// Threads:   one at a time per object; different devices side by side.
 class Drive {
 public:
@@ -71,7 +72,8 @@ public:
     /// The Identify Controller structure: 4,096 bytes, asked once. The bytes belong to the drive object.
     ostrel::core::Status identifyController(const uint8_t*& data);
 
-    /// `length` bytes of a log page, in the largest pieces that the controller and the system take.
+    /// `length` bytes of a log page, in the largest pieces that the controller and the system take. 10/34 when it would
+    /// take an offset that the controller does not have.
     ostrel::core::Status readLogPage(const LogPageRequest& request, uint64_t length, ostrel::core::Payload& data);
 
     ostrel::core::Status getFeature(const FeatureRequest& request, Select select, Answer& answer);
@@ -89,6 +91,16 @@ public:
     void forgetIdentify();
 
 private:
+    /// How a log page is read: in pieces of at most so many bytes, several of them when the controller has offsets.
+    struct LogPieces {
+        uint32_t bytes;
+        bool mayBeSeveral;
+    };
+    ostrel::core::Status logPieces(const LogPageRequest& request, uint64_t length, LogPieces& pieces);
+    ostrel::core::Status refusal(const NvmeCommand& command, const Completion& completion) const;
+    ostrel::core::Status noData(const NvmeCommand& command) const;
+    ostrel::core::Status noExtendedData() const;
+
     ostrel::core::Device& device_;
     ostrel::core::Payload identifyController_;
     uint32_t maxTransferBytes_ = 0;

@@ -1,5 +1,9 @@
 #include "features/nvme/FieldTable.h"
 
+#include <algorithm>
+#include <cstdio>
+#include <ctime>
+
 #include "features/nvme/Bytes.h"
 #include "features/nvme/StatusCodes.h"
 #include "ostrel/core/ScopeTrace.h"
@@ -11,6 +15,19 @@ namespace {
 
 std::string versionText(const uint8_t* at) {
     return std::to_string(le16(at + 2)) + "." + std::to_string(at[1]) + "." + std::to_string(at[0]);
+}
+
+/// Figures of the Timestamp feature: 6 bytes of milliseconds, then who began to count them.
+std::string dateText(const uint8_t* at) {
+    if (bits(at[6], 3, 1) == 0) return "not set";  // it counts from a reset
+    const uint64_t milliseconds = le48(at);
+    const auto seconds = static_cast<std::time_t>(milliseconds / 1000);
+    std::tm date{};
+    gmtime_r(&seconds, &date);
+    char text[40];
+    const size_t length = std::strftime(text, sizeof text, "%Y-%m-%d %H:%M:%S", &date);
+    std::snprintf(text + length, sizeof text - length, ".%03u UTC", static_cast<unsigned>(milliseconds % 1000));
+    return text;
 }
 
 std::string statusText(uint16_t statusWithPhase) {
@@ -35,16 +52,25 @@ std::string numberText(const FieldRow& row, uint64_t number) {
             return ostrel::core::boolToText(number != 0);
         case Format::WORD:
             return reservedText(number);
+        case Format::CELSIUS:
+            return celsiusText(static_cast<uint16_t>(number));
         default:
             return std::to_string(number);
     }
 }
 
-/// An empty text has its own word in some rows.
+/// A text that is empty says nothing, but in some rows it has a word.
 std::string textOrWord(const FieldRow& row, const uint8_t* at) {
     const std::string text = shownText(at, row.width);
-    const char* word = text.empty() ? findWord(row.words, 0) : nullptr;
-    return word != nullptr ? word : text;
+    if (!text.empty()) return text;
+    const char* word = findWord(row.words, 0);
+    return word != nullptr ? word : NOT_REPORTED;
+}
+
+/// An identifier that is zero is none.
+std::string bytesText(const uint8_t* at, std::size_t width) {
+    if (std::all_of(at, at + width, [](uint8_t byte) { return byte == 0; })) return NOT_REPORTED;
+    return ostrel::core::bytesToHex(at, width);
 }
 
 std::string fieldText(const FieldRow& row, const uint8_t* at) {
@@ -53,16 +79,16 @@ std::string fieldText(const FieldRow& row, const uint8_t* at) {
             return textOrWord(row, at);
         case Format::COUNTER:
             return decimal128(at);
-        case Format::CELSIUS:
-            return celsiusText(le16(at));
         case Format::BYTES:
-            return ostrel::core::bytesToHex(at, row.width);
+            return bytesText(at, row.width);
         case Format::UUID:
             return uuidText(at);
         case Format::VERSION:
             return versionText(at);
         case Format::STATUS:
             return statusText(le16(at));
+        case Format::DATE:
+            return dateText(at);
         default:
             return numberText(row, bits(leNumber(at, row.width), row.high, row.low));
     }
@@ -77,13 +103,20 @@ bool isValid(const FieldRow& row, const uint8_t* data, std::size_t size) {
 
 }  // namespace
 
-void addFields(FieldTree& tree, const FieldRow* rows, std::size_t count, const uint8_t* data, std::size_t size) {
+void addFields(FieldTree& tree, FieldRows rows, const uint8_t* data, std::size_t size) {
     OSTREL_TRACE();
-    for (const FieldRow* row = rows; row != rows + count; ++row) {
-        if (row->offset + std::size_t{row->width} > size) continue;
-        const uint8_t* at = data + row->offset;
-        tree.add(fieldName(*row), row->description, isValid(*row, data, size) ? fieldText(*row, at) : NOT_REPORTED);
+    for (const FieldRow& row : rows) {
+        if (row.offset + std::size_t{row.width} > size) continue;
+        tree.add(fieldName(row), row.description,
+                 isValid(row, data, size) ? fieldText(row, data + row.offset) : NOT_REPORTED);
     }
+}
+
+FieldTree decodeTable(const char* heading, FieldRows rows, const ostrel::core::Payload& data) {
+    OSTREL_TRACE();
+    FieldTree tree{heading, {}, {}};
+    addFields(tree, rows, data.getData(), data.getSize());
+    return tree;
 }
 
 std::string fieldName(const FieldRow& row) {

@@ -18,12 +18,13 @@ enum class Format : uint8_t {
     HEX,             ///< all digits of the field's width
     FLAG,            ///< "True" or "False"
     WORD,            ///< out of the row's words alone; another code reads "reserved (0x5)"
-    TEXT,            ///< blanks and zero bytes at the ends off
+    TEXT,            ///< blanks and zero bytes at the ends off; nothing left: "not reported"
     COUNTER,         ///< 16 bytes, exact decimal
     CELSIUS,         ///< 2 bytes of Kelvin; 0, which is no temperature, reads "not reported"
-    BYTES,           ///< hexadecimal digits in the order of the bytes
+    BYTES,           ///< hexadecimal digits in the order of the bytes; all zero: "not reported"
     UUID,            ///< 16 bytes, "01234567-89ab-cdef-0123-456789abcdef"
     VERSION,         ///< "1.4.0"
+    DATE,            ///< 8 bytes of the Timestamp feature: "2026-11-20 18:44:00.123 UTC", or "not set"
     STATUS,          ///< 2 bytes of a completion, phase bit and status: "0x002 Invalid Field in Command"
 };
 
@@ -93,20 +94,24 @@ constexpr FieldRow keyed(ostrel::core::Attribute (*key)(), FieldRow row) {
     return row;
 }
 
-/// Adds every row that lies within `size` bytes of `data`: a short structure of an old drive has fewer fields.
-void addFields(FieldTree& tree, const FieldRow* rows, std::size_t count, const uint8_t* data, std::size_t size);
-template <std::size_t COUNT>
-void addFields(FieldTree& tree, const FieldRow (&rows)[COUNT], const uint8_t* data, std::size_t size) {
-    addFields(tree, rows, COUNT, data, size);
-}
+/// A table of rows.
+struct FieldRows {
+    const FieldRow* rows = nullptr;
+    std::size_t count = 0;
 
+    constexpr FieldRows() = default;
+    constexpr FieldRows(const FieldRow* first, std::size_t size) : rows(first), count(size) {}
+    template <std::size_t COUNT>
+    constexpr FieldRows(const FieldRow (&table)[COUNT]) : rows(table), count(COUNT) {}  // NOLINT: a table is its rows
+
+    const FieldRow* begin() const { return rows; }
+    const FieldRow* end() const { return rows + count; }
+};
+
+/// Adds every row that lies within `size` bytes of `data`: a short structure of an old drive has fewer fields.
+void addFields(FieldTree& tree, FieldRows rows, const uint8_t* data, std::size_t size);
 /// A structure that is one table of fields.
-template <std::size_t COUNT>
-FieldTree decodeTable(const char* heading, const FieldRow (&rows)[COUNT], const ostrel::core::Payload& data) {
-    FieldTree tree{heading, {}, {}};
-    addFields(tree, rows, COUNT, data.getData(), data.getSize());
-    return tree;
-}
+FieldTree decodeTable(const char* heading, FieldRows rows, const ostrel::core::Payload& data);
 
 /// The name that a row is shown under.
 std::string fieldName(const FieldRow& row);

@@ -223,7 +223,7 @@ constexpr FieldRow NAMESPACE_FIELDS[] = {  // section 5.15.2.1
     {"NUSE", "Namespace Utilization (blocks)", 16, 8, Format::DECIMAL},
     {"NSFEAT", "Namespace Features", 24, 1, Format::HEX},
     flag("NSFEAT Thin Provisioning", "Thin provisioning", 24, 0),
-    flag("NSFEAT Atomic Units", "NAWUN - NAWUPF and NACWU are defined", 24, 1),
+    flag("NSFEAT Atomic Units", "NAWUN and NAWUPF and NACWU are defined", 24, 1),
     flag("NSFEAT Deallocated Error", "Deallocated or Unwritten Logical Block error", 24, 2),
     flag("NSFEAT Identifiers Not Reused", "NGUID and EUI64 are never reused", 24, 3),
     flag("NSFEAT Optimal Performance", "Preferred write and deallocate sizes are defined", 24, 4),
@@ -349,7 +349,7 @@ void addPowerState(FieldTree& tree, unsigned number, const uint8_t* state) {
 void addDescriptor(FieldTree& tree, uint8_t type, uint8_t length, const uint8_t* at) {
     for (const auto& descriptor : DESCRIPTORS) {
         if (descriptor.type != type || descriptor.row.width != length) continue;
-        addFields(tree, &descriptor.row, 1, at, length);
+        addFields(tree, FieldRows(&descriptor.row, 1), at, length);
         return;
     }
     tree.add("NIDT " + hexText(type, 2), "Unknown identifier type", ostrel::core::bytesToHex(at, length));

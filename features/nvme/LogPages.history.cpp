@@ -97,6 +97,7 @@ constexpr FieldRow PERSISTENT_EVENT_FIELDS[] = {  // section 5.14.1.13
     {"LREV", "Log Revision", 16, 1, Format::DECIMAL},
     {"LHL", "Log Header Length (bytes)", 18, 2, Format::DECIMAL},
     {"TSTMP", "Timestamp (milliseconds)", 20, 6, Format::DECIMAL},
+    {"TSTMP Date", "Date", 20, 8, Format::DATE},
     {"POH", "Power On Hours (hours)", 28, 16, Format::COUNTER},
     {"PCC", "Power Cycle Count", 44, 8, Format::DECIMAL},
     {"VID", "PCI Vendor ID", 52, 2, Format::HEX},

@@ -4,6 +4,7 @@
 
 #include "features/nvme/Bytes.h"
 #include "features/nvme/FieldTable.h"
+#include "features/nvme/Identify.h"
 #include "features/nvme/Opcodes.h"
 #include "ostrel/core/ScopeTrace.h"
 
@@ -189,12 +190,7 @@ size_t addLbaStatusNamespace(FieldTree& tree, const Payload& data, size_t at) {
 
 FieldTree decodeChangedNamespaces(const Payload& data) {
     OSTREL_TRACE();
-    std::vector<uint32_t> namespaces;
-    for (size_t at = 0; at + 4 <= data.getSize(); at += 4) {
-        const uint32_t nsid = le32(data.getData() + at);
-        if (nsid == 0) break;
-        namespaces.push_back(nsid);
-    }
+    const std::vector<uint32_t> namespaces = decodeNamespaceList(data);
     FieldTree tree{"Changed Namespace List", {}, {}};
     // The one entry that is no namespace says that the page is too short for them.
     const bool tooMany = !namespaces.empty() && namespaces[0] == NSID_ALL;

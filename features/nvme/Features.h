@@ -1,0 +1,53 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+#include "features/nvme/FieldTable.h"
+#include "features/nvme/FieldTree.h"
+#include "ostrel/core/Payload.h"
+
+namespace features::nvme {
+
+/// A feature of the standard, or of the OCP specification: what it is called, what Get Features brings, and how that is
+/// read.
+struct FeatureRow {
+    uint8_t fid;
+    const char* name;
+    uint32_t dataLength;  ///< bytes of the data structure, in its longest form; 0: dword 0 is all
+    bool namespaceSpecific;
+    FieldRows dword0;  ///< fields of dword 0 of the completion; the standard's are those of Set Features' dword 11
+    /// Adds the data structure; null when there is none.
+    void (*decodeData)(FieldTree& tree, uint32_t dword0, const ostrel::core::Payload& data);
+};
+
+/// The row of a feature identifier; null when there is none. The OCP identifiers C0h to C7h have tables of their own,
+/// since a drive without OCP's logs means something else by them.
+const FeatureRow* findFeature(uint8_t fid);
+const FeatureRow* findOcpFeature(uint8_t fid);
+/// All rows, in the order of their identifiers.
+const FeatureRow* featuresBegin();
+const FeatureRow* featuresEnd();
+const FeatureRow* ocpFeaturesBegin();
+const FeatureRow* ocpFeaturesEnd();
+
+/// What Get Features brought for the current, the default or the saved value. `data` may be cut short.
+FieldTree decodeFeature(const FeatureRow& feature, uint32_t dword0, const ostrel::core::Payload& data);
+/// What it brought for the capabilities.
+FieldTree decodeFeatureCapabilities(const FeatureRow& feature, uint32_t dword0);
+
+/// A field of dword 0 by its name in the attribute vocabulary.
+struct FeatureField {
+    const FeatureRow* feature;  ///< null: no feature of the standard has such a field
+    const FieldRow* row;
+};
+FeatureField findFeatureField(const std::string& key);
+/// The field of dword 11 that a Set Features of an OCP feature fills, which is not where Get Features shows it; null
+/// when the feature has none.
+const FieldRow* findOcpSetField(uint8_t fid);
+/// Whether `value` fits the bits of the field.
+bool fitsField(const FieldRow& row, uint64_t value);
+/// `dword` with another value in the bits of the field; the rest stays as it is.
+uint32_t withField(const FieldRow& row, uint32_t dword, uint32_t value);
+
+}  // namespace features::nvme
