@@ -1,0 +1,157 @@
+// Every decoder, over structures laid out by hand: the whole tree is compared, cut structures are walked through, and
+// what is shown suits every output format.
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cctype>
+#include <functional>
+#include <set>
+#include <sstream>
+#include <string>
+
+#include "features/nvme/Features.h"
+#include "features/nvme/FieldTree.h"
+#include "features/nvme/Identify.h"
+#include "features/nvme/LogPages.h"
+#include "tests/support/Golden.h"
+#include "tests/unit/features/nvme/Layout.h"
+#include "tests/unit/features/nvme/TreeText.h"
+
+namespace features::nvme {
+namespace {
+
+using ostrel::core::Payload;
+
+struct Case {
+    const char* layout;
+    std::function<FieldTree(const Payload& data, uint32_t dword0)> decode;
+};
+
+std::function<FieldTree(const Payload&, uint32_t)> of(FieldTree (*decode)(const Payload&)) {
+    return [decode](const Payload& data, uint32_t) { return decode(data); };
+}
+std::function<FieldTree(const Payload&, uint32_t)> of(FieldTree (*decode)(const Payload&, uint32_t)) {
+    return [decode](const Payload& data, uint32_t) { return decode(data, 7); };
+}
+std::function<FieldTree(const Payload&, uint32_t)> feature(const FeatureRow* row) {
+    return [row](const Payload& data, uint32_t dword0) { return decodeFeature(*row, dword0, data); };
+}
+
+const Case CASES[] = {
+    {"identify_controller", of(decodeIdentifyController)},
+    {"identify_controller_old", of(decodeIdentifyController)},
+    {"identify_namespace", of(decodeIdentifyNamespace)},
+    {"identify_namespace_plain", of(decodeIdentifyNamespace)},
+    {"namespace_descriptors", of(decodeNamespaceDescriptors)},
+    {"namespace_descriptors_damaged", of(decodeNamespaceDescriptors)},
+    {"uuid_list", of(decodeUuidList)},
+    {"log_00_supported", of(decodeSupportedLogs)},
+    {"log_01_error", of(decodeErrorInformation)},
+    {"log_02_smart", of(decodeSmartHealth)},
+    {"log_03_firmware", of(decodeFirmwareSlots)},
+    {"log_04_changed", of(decodeChangedNamespaces)},
+    {"log_04_too_many", of(decodeChangedNamespaces)},
+    {"log_05_effects", of(decodeCommandEffects)},
+    {"log_06_self_test", of(decodeSelfTest)},
+    {"log_06_idle", of(decodeSelfTest)},
+    {"log_07_telemetry", of(decodeTelemetryHeader)},
+    {"log_09_endurance", of(decodeEnduranceGroup)},
+    {"log_0a_latency", of(decodePredictableLatency)},
+    {"log_0b_aggregate", of(decodePredictableLatencyAggregate)},
+    {"log_0c_ana", of(decodeAna)},
+    {"log_0d_events", of(decodePersistentEventHeader)},
+    {"log_0e_lba_status", of(decodeLbaStatus)},
+    {"log_0f_aggregate", of(decodeEnduranceGroupAggregate)},
+    {"log_80_reservation", of(decodeReservation)},
+    {"log_81_sanitize", of(decodeSanitizeStatus)},
+    {"log_c0_ocp", of(decodeOcpSmart)},
+    {"feature_03_ranges", feature(findFeature(0x03))},
+    {"feature_0c_transitions", feature(findFeature(0x0C))},
+    {"feature_0d_memory", feature(findFeature(0x0D))},
+    {"feature_0e_timestamp", feature(findFeature(0x0E))},
+    {"feature_0e_reset", feature(findFeature(0x0E))},
+    {"feature_0e_far", feature(findFeature(0x0E))},
+    {"feature_13_thresholds", feature(findFeature(0x13))},
+    {"feature_16_behavior", feature(findFeature(0x16))},
+    {"feature_81_host", feature(findFeature(0x81))},
+    {"feature_81_short", feature(findFeature(0x81))},
+    {"feature_ocp_c0_injections", feature(findOcpFeature(0xC0))},
+    {"feature_ocp_c5_monitor", feature(findOcpFeature(0xC5))},
+};
+
+TEST(Decoders, ShowWholeStructures) {
+    for (const Case& c : CASES) {
+        const Layout layout(c.layout);
+        expectGolden(std::string(NVME_TEST_DATA) + "/layouts/" + c.layout + ".tree",
+                     treeText(c.decode(layout.data(), layout.dword0())));
+    }
+}
+
+std::set<std::string> linesOf(const std::string& text) {
+    std::set<std::string> lines;
+    std::istringstream stream(text);
+    for (std::string line; std::getline(stream, line);) lines.insert(line);
+    return lines;
+}
+
+// Fields that lie behind the end are not shown, the others are as in the whole structure. What an end within reach may
+// change is one list that is cut, with the count beside it, or one field whose validity bit is gone.
+TEST(Decoders, ShowLessOfAStructureThatIsCutShort) {
+    for (const Case& c : CASES) {
+        const Layout layout(c.layout);
+        const std::set<std::string> whole = linesOf(treeText(c.decode(layout.data(), layout.dword0())));
+        for (size_t size = 0; size < layout.size(); size += size < 64 ? 1 : 37) {
+            const std::set<std::string> cut = linesOf(treeText(c.decode(layout.firstBytes(size), layout.dword0())));
+            EXPECT_LE(cut.size(), whole.size()) << c.layout << " cut at " << size;
+            EXPECT_LE(std::count_if(cut.begin(), cut.end(), [&](const auto& line) { return whole.count(line) == 0; }),
+                      2)
+                << c.layout << " cut at " << size;
+        }
+    }
+}
+
+/// Letters, digits, blanks and "-_./()", a letter first: what survives as the name of an XML element.
+bool suitsXml(const std::string& name) {
+    const auto suits = [](unsigned char c) {
+        return std::isalnum(c) != 0 || std::string(" -_./()").find(static_cast<char>(c)) != std::string::npos;
+    };
+    return !name.empty() && std::isalpha(static_cast<unsigned char>(name[0])) != 0 &&
+           std::all_of(name.begin(), name.end(), suits);
+}
+
+void expectSuitable(const FieldTree& tree, const std::string& where) {
+    EXPECT_TRUE(suitsXml(tree.heading)) << where;
+    EXPECT_EQ(tree.heading.find_first_of("()"), std::string::npos) << "brackets stay in headings: " << where;
+    for (const Field& field : tree.fields) {
+        const std::string name = field.name + (field.description.empty() ? "" : " - " + field.description);
+        EXPECT_TRUE(suitsXml(name)) << where << ": " << name;
+        EXPECT_EQ(field.value.find(','), std::string::npos) << "a comma is another column of CSV: " << name;
+        EXPECT_FALSE(field.value.empty()) << where << ": " << name;
+    }
+    for (const FieldTree& part : tree.parts) expectSuitable(part, where + " / " + part.heading);
+}
+
+void expectUniqueNames(const FieldTree& tree, const std::string& where) {
+    for (const Field& field : tree.fields) {
+        const auto same = [&](const Field& other) { return other.name == field.name; };
+        EXPECT_EQ(std::count_if(tree.fields.begin(), tree.fields.end(), same), 1) << where << ": " << field.name;
+    }
+    for (const FieldTree& part : tree.parts) {
+        const auto same = [&](const FieldTree& other) { return other.heading == part.heading; };
+        EXPECT_EQ(std::count_if(tree.parts.begin(), tree.parts.end(), same), 1) << where << ": " << part.heading;
+        expectUniqueNames(part, where + " / " + part.heading);
+    }
+}
+
+TEST(Decoders, GiveNamesThatSuitEveryFormat) {
+    for (const Case& c : CASES) {
+        const Layout layout(c.layout);
+        const FieldTree tree = c.decode(layout.data(), layout.dword0());
+        expectSuitable(tree, c.layout);
+        expectUniqueNames(tree, c.layout);
+    }
+}
+
+}  // namespace
+}  // namespace features::nvme

@@ -1,0 +1,124 @@
+#include <gtest/gtest.h>
+
+#include "features/nvme/LogPages.h"
+#include "tests/unit/features/nvme/Layout.h"
+
+namespace features::nvme {
+namespace {
+
+using ostrel::core::Payload;
+
+/// Capabilities of a controller with these bytes of Identify Controller.
+ControllerCapabilities controllerWith(std::initializer_list<std::pair<uint16_t, uint8_t>> bytes) {
+    std::vector<uint8_t> identify(4096);
+    for (const auto& [offset, byte] : bytes) identify[offset] = byte;
+    return ControllerCapabilities(identify.data());
+}
+
+constexpr struct {
+    uint8_t lid;
+    const char* name;
+    uint32_t length;  // what is read first; 0: nothing
+    uint16_t offset;  // of the byte of Identify Controller that tells that the page is there; 0: it always is
+    uint8_t bits;
+} PAGES[] = {
+    {0x00, "Supported Log Pages", 1024, 261, 0x20},
+    {0x01, "Error Information", 0, 0, 0},
+    {0x02, "SMART / Health Information", 512, 0, 0},
+    {0x03, "Firmware Slot Information", 512, 0, 0},
+    {0x04, "Changed Namespace List", 4096, 93, 0x01},
+    {0x05, "Commands Supported and Effects", 4096, 261, 0x02},
+    {0x06, "Device Self-test", 564, 256, 0x10},
+    {0x07, "Telemetry Host-Initiated", 512, 261, 0x08},
+    {0x08, "Telemetry Controller-Initiated", 512, 261, 0x08},
+    {0x09, "Endurance Group Information", 512, 96, 0x10},
+    {0x0A, "Predictable Latency Per NVM Set", 512, 96, 0x20},
+    {0x0B, "Predictable Latency Event Aggregate", 8, 96, 0x20},
+    {0x0C, "Asymmetric Namespace Access", 16, 76, 0x08},
+    {0x0D, "Persistent Event Log", 512, 261, 0x10},
+    {0x0E, "LBA Status Information", 16, 257, 0x02},
+    {0x0F, "Endurance Group Event Aggregate", 8, 96, 0x10},
+    {0x80, "Reservation Notification", 64, 520, 0x20},
+    {0x81, "Sanitize Status", 512, 328, 0x07},
+};
+TEST(LogPages, AreFoundByIdentifierAndName) {
+    const LogPageRow* row = logPagesBegin();
+    for (const auto& c : PAGES) {
+        ASSERT_NE(row, logPagesEnd());
+        EXPECT_EQ(findLogPage(c.lid), row) << c.name;
+        EXPECT_EQ(findLogPage(std::string(c.name)), row);
+        EXPECT_EQ(row->lid, c.lid) << c.name;
+        EXPECT_STREQ(row->name, c.name);
+        EXPECT_EQ(row->lengthBytes, c.length) << c.name;
+        ++row;
+    }
+    EXPECT_EQ(row, logPagesEnd());
+}
+
+TEST(LogPages, AreThereWhenTheControllerSaysSo) {
+    const ControllerCapabilities none = controllerWith({});
+    for (const auto& c : PAGES) {
+        EXPECT_EQ(findLogPage(c.lid)->isSupportedBy(none), c.offset == 0) << c.name;
+        if (c.offset == 0) continue;
+        EXPECT_TRUE(findLogPage(c.lid)->isSupportedBy(controllerWith({{c.offset, c.bits}}))) << c.name;
+    }
+}
+
+TEST(LogPages, AreFoundInAnySpelling) {
+    for (const char* name : {"smart/healthinformation", "SMART HEALTH INFORMATION", "Smart-Health_Information"})
+        EXPECT_EQ(findLogPage(std::string(name)), findLogPage(0x02)) << name;
+    for (const char* name : {"", "smart", "sanitize statuses", "2"})
+        EXPECT_EQ(findLogPage(std::string(name)), nullptr) << name;
+    EXPECT_EQ(findLogPage(0x10), nullptr);
+    EXPECT_EQ(findLogPage(0xC0), nullptr) << "the maker's";
+}
+
+TEST(LogPages, TellTheLengthOfTheWhole) {
+    const ControllerCapabilities controller = controllerWith({{262, 0x3F}, {516, 0x10}, {540, 0x04}});
+    EXPECT_EQ(findLogPage(0x01)->wholeLength(controller, nullptr), 4096U) << "64 entries";
+
+    const uint8_t three[8] = {3};
+    EXPECT_EQ(findLogPage(0x0B)->wholeLength(controller, three), 16U) << "8 + 3 * 2, in whole dwords";
+    const uint8_t none[8] = {};
+    EXPECT_EQ(findLogPage(0x0F)->wholeLength(controller, none), 8U);
+    const uint8_t damaged[8] = {0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF};
+    EXPECT_EQ(findLogPage(0x0F)->wholeLength(controller, damaged), 131080U) << "as if each identifier were there";
+
+    const uint8_t groups[16] = {0, 0, 0, 0, 0, 0, 0, 0, 2, 1};
+    EXPECT_EQ(findLogPage(0x0C)->wholeLength(controller, groups), 16U + 258 * 32 + 4 * 4);
+
+    const uint8_t lbaStatus[16] = {0x59};
+    EXPECT_EQ(findLogPage(0x0E)->wholeLength(controller, lbaStatus), 92U) << "89 in whole dwords";
+    const uint8_t noLength[16] = {};
+    EXPECT_EQ(findLogPage(0x0E)->wholeLength(controller, noLength), 16U) << "never less than the head";
+}
+
+TEST(LogPages, TheOcpPageIsKnownByItsGuid) {
+    const Layout layout("log_c0_ocp");
+    EXPECT_TRUE(isOcpSmart(layout.data()));
+    EXPECT_TRUE(isOcpSmart(layout.firstBytes(512)));
+    EXPECT_FALSE(isOcpSmart(layout.firstBytes(511)));
+    EXPECT_FALSE(isOcpSmart(Payload()));
+    for (size_t i = 496; i < 512; ++i) {
+        Payload other = layout.data();
+        other.at(i) ^= 0x01;
+        EXPECT_FALSE(isOcpSmart(other)) << "byte " << i;
+    }
+}
+
+TEST(LogPages, TellCodesInWords) {
+    EXPECT_EQ(selfTestOperationText(0), "none");
+    EXPECT_EQ(selfTestOperationText(1), "short");
+    EXPECT_EQ(selfTestOperationText(2), "extended");
+    EXPECT_EQ(selfTestOperationText(0xE), "vendor specific");
+    EXPECT_EQ(selfTestOperationText(3), "reserved (0x3)");
+    EXPECT_EQ(selfTestResultText(0), "completed without error");
+    EXPECT_EQ(selfTestResultText(0x9), "aborted due to a sanitize operation");
+    EXPECT_EQ(selfTestResultText(0xA), "reserved (0xA)");
+    EXPECT_EQ(sanitizeStatusText(0), "the drive has never been sanitized");
+    EXPECT_EQ(sanitizeStatusText(3), "the most recent sanitize operation failed");
+    EXPECT_EQ(sanitizeStatusText(7), "reserved (0x7)");
+}
+
+}  // namespace
+}  // namespace features::nvme
