@@ -12,7 +12,6 @@
 #include <boost/log/utility/setup/common_attributes.hpp>
 #include <boost/smart_ptr/make_shared.hpp>
 
-#include <cstdlib>
 #include <iostream>
 
 #include "ostrel/core/LogFileStream.h"
@@ -87,14 +86,15 @@ Sink& sink() {
     return *state().sink;
 }
 
+struct SilenceAtExit {
+    ~SilenceAtExit() { disableLogging(); }
+};
+
 // Static objects of the program log when they are destroyed, and by then the library's thread-local data may be gone.
-// The empty record makes that data exist before the handler is registered, so that the handler comes first.
+// The empty record makes that data exist before this static object, which is therefore destroyed first.
 void silenceAtExit() {
-    static const bool isRegistered = [] {
-        (void)logger().open_record(boost::log::keywords::severity = trivial::trace);
-        return std::atexit(disableLogging) == 0;
-    }();
-    (void)isRegistered;  // without the handler only the lines of the last moment are at risk
+    (void)logger().open_record(boost::log::keywords::severity = trivial::trace);
+    static const SilenceAtExit silence;
 }
 
 void attach(const boost::shared_ptr<std::ostream>& stream) {
