@@ -1,13 +1,13 @@
 #include "ostrel/core/Connection.h"
 
 #include "ostrel/core/ScopeTrace.h"
-#include "ostrel/core/Status.h"
+#include "ostrel/core/StatusCatalogue.h"
 
 namespace ostrel::core {
 
 Status Connection::getPartitionStatus() {
     OSTREL_TRACE();
-    return Status(3, "Device has no partitions.");
+    return statuses::deviceHasNoPartitions();
 }
 
 Connection& Connection::operator=(const Connection& other) {

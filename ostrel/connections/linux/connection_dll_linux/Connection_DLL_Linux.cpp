@@ -6,7 +6,7 @@
 #include <utility>
 
 #include "ostrel/core/ScopeTrace.h"
-#include "ostrel/core/Status.h"
+#include "ostrel/core/StatusCatalogue.h"
 
 namespace ostrel::connections::dll {
 
@@ -81,9 +81,10 @@ Status Connection::loadFunction(const std::string& functionName, void*& address)
     address = handle_ != nullptr ? dlsym(handle_, functionName.c_str()) : nullptr;
     if (address != nullptr) return Status();
     logMessage(LOGSEVERITY_ERROR, "Failed to load ", functionName, ". OS error: ", dlErrorText());
-    return Status(28, "Failed to load function from the dll.");
+    return core::statuses::functionLoadFailed();
 }
 
+// NOLINTNEXTLINE(bugprone-unhandled-self-assignment): nothing is released, so it does no harm
 Connection& Connection::operator=(const Connection& other) {
     OSTREL_TRACE();
     common::dll::Connection::operator=(other);
