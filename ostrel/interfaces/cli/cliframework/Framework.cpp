@@ -151,6 +151,7 @@ void Framework::buildCommands(CandidateCommands& commands) const {
     for (const auto& [key, feature] : features_) {
         std::vector<CommandSpec> specs;
         feature->getPaths(specs);
+        commands.reserve(commands.size() + specs.size());
         for (CommandSpec& spec : specs) {
             spec.addOption(OPTION_OUTPUT);
             commands.push_back({std::move(spec), feature});
@@ -232,9 +233,9 @@ std::unique_ptr<ResultBase> Framework::runOnlyCommand(const CandidateCommands& c
     return runFeature(help, command, parsed, parser);
 }
 
-std::vector<Token> Framework::tokenize(int argc, const char* const* argv, CandidateCommands commands) const {
+std::vector<Token> Framework::tokenize(int argc, const char* const* argv, const CandidateCommands& commands) const {
     CLI_TRACE();
-    std::vector<Token> tokens = Lexer(std::move(commands)).tokenize(argc, argv);
+    std::vector<Token> tokens = Lexer(commands).tokenize(argc, argv);
     for (Token& token : tokens) {
         if (token.tokenType != TOKENTYPE_OPTION) continue;
         const auto alias = std::find_if(std::begin(OPTION_ALIASES), std::end(OPTION_ALIASES),

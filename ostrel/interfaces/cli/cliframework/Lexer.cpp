@@ -12,9 +12,9 @@ namespace {
 constexpr std::string_view EQUAL = "=";
 constexpr std::string_view COMMA = ",";
 
-void ensureDash(std::string& name) {
+std::string withDash(const std::string& name) {
     CLI_TRACE();
-    if (name.empty() || name[0] != '-') name.insert(0, 1, '-');
+    return !name.empty() && name[0] == '-' ? name : "-" + name;
 }
 
 /// Cuts each argument at its first "=" only: "Path=a=b" has the value "a=b".
@@ -48,15 +48,25 @@ std::vector<std::string_view> cutAtCommas(const std::vector<std::string_view>& p
 
 }  // namespace
 
-Lexer::Lexer(CandidateCommands commands) : commands_(std::move(commands)) {
+Lexer::Lexer(const CandidateCommands& commands) {
     CLI_TRACE();
-    for (auto& [command, feature] : commands_) {
-        for (CommandPart& target : command.targets) ensureDash(target.name);
-        for (CommandPart& option : command.options) {
-            ensureDash(option.name);
-            if (!option.shortName.empty()) ensureDash(option.shortName);
-        }
+    commands_.reserve(commands.size());
+    for (const CandidateCommand& candidate : commands) commands_.push_back(wordsOf(candidate.commandSpec));
+}
+
+Lexer::Vocabulary Lexer::wordsOf(const CommandSpec& command) {
+    CLI_TRACE();
+    Vocabulary words;
+    words.verb = command.verb;
+    words.targets.reserve(command.targets.size());
+    for (const CommandPart& target : command.targets) words.targets.push_back(withDash(target.name));
+    words.options.reserve(command.options.size());
+    for (const CommandPart& option : command.options) {
+        words.options.push_back({withDash(option.name), option.shortName.empty() ? "" : withDash(option.shortName)});
     }
+    words.properties.reserve(command.properties.size());
+    for (const CommandPart& property : command.properties) words.properties.push_back(property.name);
+    return words;
 }
 
 std::vector<Token> Lexer::tokenize(int argc, const char* const* argv) const {
@@ -99,15 +109,14 @@ Lexer::Lookup Lexer::classify(const Word& word, const std::string& currentVerb, 
     if (token.tokenType != TOKENTYPE_UNKNOWN) return Lookup::FOUND;
 
     // The first command in list order decides, and with it the spelling.
-    for (const auto& [command, feature] : commands_) {
+    for (const Vocabulary& command : commands_) {
         const Lookup lookup = lookUp(word, command, currentVerb, token);
         if (lookup != Lookup::NOT_FOUND) return lookup;
     }
     return Lookup::NOT_FOUND;
 }
 
-Lexer::Lookup Lexer::lookUp(const Word& word, const CommandSpec& command, const std::string& currentVerb,
-                            Token& token) {
+Lexer::Lookup Lexer::lookUp(const Word& word, const Vocabulary& command, const std::string& currentVerb, Token& token) {
     CLI_TRACE();
     if (stringsIEqual(word.text, command.verb)) return foundVerb(command, currentVerb, token);
     Lookup lookup = lookUpTarget(word, command, currentVerb, token);
@@ -116,7 +125,7 @@ Lexer::Lookup Lexer::lookUp(const Word& word, const CommandSpec& command, const 
     return lookup;
 }
 
-Lexer::Lookup Lexer::foundVerb(const CommandSpec& command, const std::string& currentVerb, Token& token) {
+Lexer::Lookup Lexer::foundVerb(const Vocabulary& command, const std::string& currentVerb, Token& token) {
     CLI_TRACE();
     CLI_LOG("Found verb: " << command.verb);
     token = {command.verb, TOKENTYPE_VERB};
@@ -125,27 +134,27 @@ Lexer::Lookup Lexer::foundVerb(const CommandSpec& command, const std::string& cu
     return Lookup::FOUND_THEN_STOP;
 }
 
-Lexer::Lookup Lexer::lookUpTarget(const Word& word, const CommandSpec& command, const std::string& currentVerb,
+Lexer::Lookup Lexer::lookUpTarget(const Word& word, const Vocabulary& command, const std::string& currentVerb,
                                   Token& token) {
     CLI_TRACE();
-    for (const CommandPart& target : command.targets) {
-        if (!stringsIEqual(word.text, target.name)) continue;
+    for (const std::string& target : command.targets) {
+        if (!stringsIEqual(word.text, target)) continue;
         if (currentVerb.empty()) {
             CLI_LOG("Verb missing before target. Unable to process target");
             return Lookup::STOP;
         }
         // A target of another verb's command does not count.
         if (command.verb != currentVerb) continue;
-        CLI_LOG("Found target: " << target.name);
-        token = {target.name, TOKENTYPE_TARGET};
+        CLI_LOG("Found target: " << target);
+        token = {target, TOKENTYPE_TARGET};
         return Lookup::FOUND;
     }
     return Lookup::NOT_FOUND;
 }
 
-Lexer::Lookup Lexer::lookUpOption(const Word& word, const CommandSpec& command, Token& token) {
+Lexer::Lookup Lexer::lookUpOption(const Word& word, const Vocabulary& command, Token& token) {
     CLI_TRACE();
-    for (const CommandPart& option : command.options) {
+    for (const Option& option : command.options) {
         if (!stringsIEqual(word.text, option.name) && !stringsIEqual(word.text, option.shortName)) continue;
         CLI_LOG("Found option: " << option.name);
         token = {option.name, TOKENTYPE_OPTION};
@@ -154,13 +163,13 @@ Lexer::Lookup Lexer::lookUpOption(const Word& word, const CommandSpec& command, 
     return Lookup::NOT_FOUND;
 }
 
-Lexer::Lookup Lexer::lookUpProperty(const Word& word, const CommandSpec& command, Token& token) {
+Lexer::Lookup Lexer::lookUpProperty(const Word& word, const Vocabulary& command, Token& token) {
     CLI_TRACE();
     if (!word.isFollowedByEqual) return Lookup::NOT_FOUND;
-    for (const CommandPart& property : command.properties) {
-        if (!stringsIEqual(word.text, property.name)) continue;
-        CLI_LOG("Found property for set: " << property.name);
-        token = {property.name, TOKENTYPE_PROPERTY};
+    for (const std::string& property : command.properties) {
+        if (!stringsIEqual(word.text, property)) continue;
+        CLI_LOG("Found property for set: " << property);
+        token = {property, TOKENTYPE_PROPERTY};
         return Lookup::FOUND;
     }
     return Lookup::NOT_FOUND;

@@ -10,7 +10,8 @@
 namespace cli::framework {
 
 /// Turns raw arguments into tokens. There is no fixed word list: each word is looked up in all candidate commands, and
-/// the token takes the spelling found there ("SHOW -a" becomes "show", "-all").
+/// the token takes the spelling found there ("SHOW -a" becomes "show", "-all"). The lexer keeps a copy of the commands'
+/// words and needs the commands no longer.
 ///
 /// The lexer reports no errors. A line it cannot make sense of leaves unknown tokens or ends early (a second verb, a
 /// target before the verb), and the parser finds the fault.
@@ -19,12 +20,24 @@ namespace cli::framework {
 class Lexer {
 public:
     /// Options and targets that lack their "-" get one in the lexer's own copy.
-    explicit Lexer(CandidateCommands commands);
+    explicit Lexer(const CandidateCommands& commands);
 
     std::vector<Token> tokenize(int argc, const char* const* argv) const;
     std::vector<Token> tokenize(const std::vector<std::string>& arguments) const;
 
 private:
+    /// The words of one command, without what the lexer has no use for.
+    struct Option {
+        std::string name;
+        std::string shortName;
+    };
+    struct Vocabulary {
+        std::string verb;
+        std::vector<std::string> targets;
+        std::vector<Option> options;
+        std::vector<std::string> properties;
+    };
+
     /// A piece of an argument, as typed.
     struct Word {
         std::string_view text;
@@ -34,17 +47,18 @@ private:
     /// What looking up a word came to; a stop ends the token list.
     enum class Lookup { NOT_FOUND, FOUND, FOUND_THEN_STOP, STOP };
 
+    static Vocabulary wordsOf(const CommandSpec& command);
     static std::vector<Word> cutIntoWords(const std::vector<std::string>& arguments);
     Lookup classify(const Word& word, const std::string& currentVerb, Token& token) const;
-    static Lookup lookUp(const Word& word, const CommandSpec& command, const std::string& currentVerb, Token& token);
-    static Lookup foundVerb(const CommandSpec& command, const std::string& currentVerb, Token& token);
-    static Lookup lookUpTarget(const Word& word, const CommandSpec& command, const std::string& currentVerb,
+    static Lookup lookUp(const Word& word, const Vocabulary& command, const std::string& currentVerb, Token& token);
+    static Lookup foundVerb(const Vocabulary& command, const std::string& currentVerb, Token& token);
+    static Lookup lookUpTarget(const Word& word, const Vocabulary& command, const std::string& currentVerb,
                                Token& token);
-    static Lookup lookUpOption(const Word& word, const CommandSpec& command, Token& token);
-    static Lookup lookUpProperty(const Word& word, const CommandSpec& command, Token& token);
+    static Lookup lookUpOption(const Word& word, const Vocabulary& command, Token& token);
+    static Lookup lookUpProperty(const Word& word, const Vocabulary& command, Token& token);
     static void markValues(std::vector<Token>& tokens);
 
-    CandidateCommands commands_;
+    std::vector<Vocabulary> commands_;
 };
 
 }  // namespace cli::framework

@@ -18,6 +18,7 @@ bool isHexDigit(char byte) {
 
 /// Digits with at most one "." anywhere; nothing at all and a lone "." count too.
 bool isDecimal(std::string_view text) {
+    CLI_TRACE();
     return std::count(text.begin(), text.end(), '.') <= 1 &&
            std::all_of(text.begin(), text.end(), [](char byte) { return isDigit(byte) || byte == '.'; });
 }
