@@ -1,5 +1,6 @@
 #include "ostrel/interfaces/cli/cliframework/Trace.h"
 
+#include <memory>
 #include <string>
 #include <string_view>
 
@@ -21,7 +22,12 @@ std::string shortSourcePath(std::string_view path) {
 void Trace::enter(const char* file, const char* function, uint32_t line) {
     const std::string name(function);
     Logger::getInstance().logTrace("Entering " + name, shortSourcePath(file), line);
-    exit_.reset(new LogMessage{LOG_LEVEL_TRACE, "Exiting " + name, "", 0});
+    exit_ = std::make_unique<LogMessage>(LogMessage{LOG_LEVEL_TRACE, "Exiting " + name, "", 0}).release();
+}
+
+void Trace::leave() {
+    const std::unique_ptr<const LogMessage> message(exit_);
+    Logger::getInstance().dispatch(*message);
 }
 
 }  // namespace cli::framework
