@@ -1,7 +1,5 @@
 #include "tests/support/catalogue/CatalogueFeature.h"
 
-#include <algorithm>
-#include <map>
 #include <new>
 #include <stdexcept>
 
@@ -17,7 +15,6 @@ namespace {
 
 using namespace cli::framework;
 using Parts = std::vector<CommandPart>;
-using Values = std::map<std::string, std::string>;
 
 // clang-format off
 const CommandPart SSD_ANY         {"-velkossd",        false, "Index",     false, "Device"};
@@ -94,30 +91,6 @@ CommandSpec specOf(const Row& row) {
     return spec;
 }
 
-/// " -velkossd(0) -smart()"
-std::string listed(const Values& values) {
-    std::string text;
-    for (const auto& [name, value] : values) text += " " + name + "(" + value + ")";
-    return text;
-}
-
-/// What stands in the parsed list without being in the grammar, or the other way round; empty when both agree.
-std::string disagreement(const Parts& parts, const Values& values) {
-    for (const auto& entry : values) {
-        const bool known =
-            std::any_of(parts.begin(), parts.end(), [&](const CommandPart& part) { return part.name == entry.first; });
-        if (!known) return "unknown part " + entry.first;
-    }
-    for (const CommandPart& part : parts) {
-        const auto value = values.find(part.name);
-        if (value == values.end() && part.required) return "missing part " + part.name;
-        if (value == values.end()) continue;
-        if (part.valueRequired && value->second.empty()) return "missing value of " + part.name;
-        if (part.noValueAccepted && !value->second.empty()) return "unwanted value of " + part.name;
-    }
-    return "";
-}
-
 std::string joinedValues(const ParsedCommand& parsed) {
     std::string text;
     for (const std::string& value : Parser::getTargetValues(parsed, "-values"))
@@ -132,22 +105,15 @@ void CatalogueFeature::getPaths(std::vector<CommandSpec>& commands) {
 }
 
 std::unique_ptr<ResultBase> CatalogueFeature::run(const CommandSpec& commandSpec, const ParsedCommand& parsed) {
-    const std::string echo = commandSpec.name + ": " + parsed.verb + listed(parsed.options) + listed(parsed.targets) +
-                             listed(parsed.properties);
-    for (const std::string& found :
-         {disagreement(commandSpec.options, parsed.options), disagreement(commandSpec.targets, parsed.targets),
-          disagreement(commandSpec.properties, parsed.properties)}) {
-        if (!found.empty()) violation_ = found + " in " + echo;
-    }
-
+    const std::string text = echo(commandSpec, parsed);
     switch (commandSpec.id) {
         case ID_OBJECT: {
             auto object = std::make_unique<ObjectResult>();
-            object->insert("Echo", echo);
+            object->insert("Echo", text);
             return object;
         }
         case ID_FAILURE:
-            return std::make_unique<ErrorResult>(3, echo, "");
+            return std::make_unique<ErrorResult>(3, text, "");
         case ID_SILENT:
             return nullptr;
         case ID_THROWS:
@@ -157,7 +123,7 @@ std::unique_ptr<ResultBase> CatalogueFeature::run(const CommandSpec& commandSpec
         case ID_VALUES:
             return std::make_unique<SimpleResult>(joinedValues(parsed));
         default:
-            return std::make_unique<SimpleResult>(echo);
+            return std::make_unique<SimpleResult>(text);
     }
 }
 

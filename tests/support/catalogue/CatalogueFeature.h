@@ -4,15 +4,15 @@
 #include <string>
 #include <vector>
 
-#include "ostrel/interfaces/cli/cliframework/FeatureBase.h"
+#include "tests/support/catalogue/EchoFeature.h"
 
 namespace test {
 
 /// A feature for tests of the command line: commands cut like those of a drive tool (shared targets, optional and
-/// required values, commands that differ in a required property only), each answering with what it was given.
-class CatalogueFeature : public cli::framework::FeatureBase {
+/// required values, commands that differ in a required property only).
+class CatalogueFeature : public EchoFeature {
 public:
-    // Commands that answer in their own way; all others answer with the text of echo().
+    // Commands that answer in their own way; all others echo.
     static constexpr int32_t ID_OBJECT = 0;    ///< an ObjectResult
     static constexpr int32_t ID_FAILURE = 28;  ///< an ErrorResult with code 3
     static constexpr int32_t ID_SILENT = 70;   ///< a null result
@@ -23,12 +23,6 @@ public:
     std::unique_ptr<cli::framework::ResultBase> run(const cli::framework::CommandSpec& commandSpec,
                                                     const cli::framework::ParsedCommand& parsedCommand) override;
     void getPaths(std::vector<cli::framework::CommandSpec>& commands) override;
-
-    /// What the run was given that the grammar of its command does not allow; empty while all is well.
-    const std::string& violation() const { return violation_; }
-
-private:
-    std::string violation_;
 };
 
 }  // namespace test

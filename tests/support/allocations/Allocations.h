@@ -1,0 +1,14 @@
+#pragma once
+
+#include <cstddef>
+
+/// Global operator new, in programs that link this: it counts, and it fails when told to.
+namespace test {
+
+/// All bytes asked for since the program started.
+std::size_t allocatedBytes();
+
+/// From now on every operator new throws std::bad_alloc (or gives null where it must not throw), until false.
+void failAllocations(bool fail);
+
+}  // namespace test
