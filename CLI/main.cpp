@@ -8,6 +8,7 @@
 #include "CLI/StandardStreams.h"
 #include "CLI/StartUp.h"
 #include "CLI/ToolInformation.h"
+#include "ostrel/core/FileDescriptor.h"
 #include "ostrel/core/Logging.h"
 #include "ostrel/core/StatusCatalogue.h"
 #include "ostrel/interfaces/cli/cliframework/ErrorCode.h"
@@ -48,7 +49,10 @@ std::unique_ptr<cli::framework::ResultBase> runTool(const std::string& exeName,
 
 /// One process runs one command.
 int main(int argc, char** argv) {
-    if (!cli::occupyStandardStreams()) return cli::framework::ERRORCODE_GENERAL;
+    if (!cli::occupyStandardStreams()) {
+        (void)ostrel::core::writeFully(STDERR_FILENO, "A standard stream is closed, and /dev/null cannot be opened.\n");
+        return cli::framework::ERRORCODE_GENERAL;
+    }
     const std::string exeName = argc > 0 ? argv[0] : "";
     if (geteuid() != 0) return cli::deliver(refuseOrdinaryUser(exeName), STDOUT_FILENO);
 

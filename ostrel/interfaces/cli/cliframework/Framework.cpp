@@ -162,6 +162,7 @@ void Framework::buildCommands(CandidateCommands& commands) const {
 std::unique_ptr<ResultBase> Framework::execute(const std::vector<std::string>& arguments) {
     CLI_TRACE();
     std::vector<const char*> argv;
+    argv.reserve(arguments.size());
     for (const std::string& argument : arguments) argv.push_back(argument.c_str());
     return execute(static_cast<int>(argv.size()), argv.data());
 }
