@@ -50,15 +50,6 @@ void XmlElement::loadAttributes(const boost::property_tree::ptree& tree) {
     for (const auto& [key, entry] : group->second) attributes[key] = entry.data();
 }
 
-void XmlElement::loadAttributes(boost::property_tree::ptree&& tree) {
-    OSTREL_TRACE();
-    const auto group = tree.find(ATTRIBUTE_GROUP);
-    if (group == tree.not_found()) return;
-    // Messages carry their keys in ascending order, as appendTag() writes them, so that each belongs at the end.
-    for (auto& [key, entry] : group->second)
-        attributes.insert_or_assign(attributes.end(), key, std::move(entry.data()));
-}
-
 std::string XmlElement::toXmlString() const {
     OSTREL_TRACE();
     std::string text;

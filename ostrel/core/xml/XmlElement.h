@@ -55,8 +55,6 @@ public:
     /// Takes over the group "<xmlattr>" of a tree that Boost's XML reader made; of equal keys the last one counts.
     /// Without that group nothing changes.
     void loadAttributes(const boost::property_tree::ptree& tree);
-    /// The same, and leaves the group's values in an unspecified state: for large values, which it does not copy.
-    void loadAttributes(boost::property_tree::ptree&& tree);
 
     /// A whole document: the XML header and this element, on one line.
     std::string toXmlString() const;

@@ -1,12 +1,13 @@
 #include "ostrel/core/xml/XmlReader.h"
 
-#include <boost/property_tree/ptree.hpp>
 #include <boost/property_tree/xml_parser.hpp>
 
 #include <istream>
+#include <iterator>
 #include <stdexcept>
 #include <streambuf>
 #include <utility>
+#include <vector>
 
 #include "ostrel/core/ScopeTrace.h"
 #include "ostrel/core/xml/XmlList.h"
@@ -19,7 +20,30 @@ namespace ostrel::core::xml {
 
 namespace {
 
-using boost::property_tree::ptree;
+/// What Boost's XML reader fills here: those operations of a property tree that the reader calls, on plain vectors. A
+/// property tree keeps an index by name at every node and attribute, which nobody here asks for: it takes three times
+/// the memory, and more time to build and to take down than all the rest.
+class ReaderTree {
+public:
+    using key_type = std::string;
+    using Children = std::vector<std::pair<std::string, ReaderTree>>;
+
+    ReaderTree() = default;
+    explicit ReaderTree(std::string data) : data_(std::move(data)) {}
+
+    Children::iterator push_back(Children::value_type child) {
+        children_.push_back(std::move(child));
+        return std::prev(children_.end());
+    }
+    void swap(ReaderTree& other) { std::swap(*this, other); }
+    std::string& data() { return data_; }
+
+    Children& children() { return children_; }
+
+private:
+    std::string data_;
+    Children children_;
+};
 
 /// A text to read from, in place: a string stream would copy a message of any size once more.
 class TextBuffer : public std::streambuf {
@@ -30,52 +54,62 @@ public:
     }
 };
 
-ptree readTree(const std::string& text) {
+ReaderTree readTree(const std::string& text) {
     OSTREL_TRACE();
     if (nestsDeeperThan(text, MAX_NESTING)) throw std::runtime_error("XML elements are nested too deep");
     TextBuffer buffer(text);
     std::istream stream(&buffer);
-    ptree tree;
+    ReaderTree tree;
     boost::property_tree::read_xml(stream, tree, boost::property_tree::xml_parser::trim_whitespace);
-    if (tree.empty()) throw std::runtime_error("XML text without any element");
+    if (tree.children().empty()) throw std::runtime_error("XML text without any element");
     return tree;
 }
 
-// The builders take their subtree apart: large values change hands instead of being copied, and what has been built is
-// gone from the subtree, so that the two trees together never take much more than the first one did.
+// The builders take the reader's tree apart: values change hands instead of being copied, and what has been built is
+// gone from that tree, so that the two together never take much more than the first one did.
 
 template <typename Element>
-std::unique_ptr<Element> buildElement(ptree& tree);
+std::unique_ptr<Element> buildElement(ReaderTree& tree);
 
 template <typename Child>
-void buildChild(std::vector<std::unique_ptr<Child>>& children, ptree& tree) {
+void buildChild(std::vector<std::unique_ptr<Child>>& children, ReaderTree& tree) {
     OSTREL_TRACE();
     children.push_back(buildElement<Child>(tree));
-    tree.clear();
+    tree = ReaderTree();
 }
 
-void buildChildren(XmlChildren& parent, ptree& tree) {
+void buildChildren(XmlChildren& parent, ReaderTree& tree) {
     OSTREL_TRACE();
-    for (auto& [tag, subtree] : tree) {
+    for (auto& [tag, subtree] : tree.children()) {
         if (tag == TAG_LIST) buildChild(parent.lists, subtree);
         if (tag == TAG_OBJECT) buildChild(parent.objects, subtree);
         if (tag == TAG_PROPERTY) buildChild(parent.properties, subtree);
     }
 }
 
-void buildChildren(XmlList& parent, ptree& tree) {
+void buildChildren(XmlList& parent, ReaderTree& tree) {
     OSTREL_TRACE();
-    for (auto& [tag, subtree] : tree)
+    for (auto& [tag, subtree] : tree.children())
         if (tag == TAG_OBJECT) buildChild(parent.objects, subtree);
 }
 
-void buildChildren(XmlProperty&, ptree&) {}  // has none
+void buildChildren(XmlProperty&, ReaderTree&) {}  // has none
+
+void takeAttributes(XmlElement& element, ReaderTree& tree) {
+    OSTREL_TRACE();
+    if (tree.children().empty()) return;
+    auto& [tag, group] = tree.children().front();  // where the reader puts them, under a name that no tag can have
+    if (tag != boost::property_tree::xml_parser::xmlattr<std::string>()) return;
+    // Messages carry their keys in ascending order, so that each belongs at the end; of equal ones the last wins.
+    for (auto& [key, entry] : group.children())
+        element.attributes.insert_or_assign(element.attributes.end(), std::move(key), std::move(entry.data()));
+}
 
 template <typename Element>
-std::unique_ptr<Element> buildElement(ptree& tree) {
+std::unique_ptr<Element> buildElement(ReaderTree& tree) {
     OSTREL_TRACE();
     auto element = std::make_unique<Element>();
-    element->loadAttributes(std::move(tree));
+    takeAttributes(*element, tree);
     buildChildren(*element, tree);
     return element;
 }
@@ -84,8 +118,8 @@ std::unique_ptr<Element> buildElement(ptree& tree) {
 
 std::unique_ptr<XmlElement> readElement(const std::string& text) {
     OSTREL_TRACE();
-    ptree document = readTree(text);
-    auto& [tag, tree] = document.front();
+    ReaderTree document = readTree(text);
+    auto& [tag, tree] = document.children().front();
     if (tag == TAG_MESSAGE) return buildElement<XmlMessage>(tree);
     if (tag == TAG_LIST) return buildElement<XmlList>(tree);
     if (tag == TAG_OBJECT) return buildElement<XmlObject>(tree);
