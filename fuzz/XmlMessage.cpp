@@ -3,13 +3,12 @@
 
 #include <algorithm>
 #include <cstdint>
-#include <cstdio>
-#include <cstdlib>
 #include <map>
 #include <optional>
 #include <sstream>
 #include <string>
 
+#include "fuzz/Require.h"
 #include "ostrel/core/Strings.h"
 #include "ostrel/core/XmlConverter.h"
 #include "ostrel/core/xml/XmlNesting.h"
@@ -19,12 +18,6 @@ using namespace ostrel::core;
 using boost::property_tree::ptree;
 
 namespace {
-
-void check(bool condition, const char* what) {
-    if (condition) return;
-    std::fprintf(stderr, "does not hold: %s\n", what);
-    std::abort();
-}
 
 std::optional<ptree> readTree(const std::string& text) {
     std::istringstream stream(text);
@@ -71,27 +64,29 @@ bool isElement(const std::string& tag) {
 }
 
 void checkTree(const std::string& text, const ptree& document) {
+    // The check of the nesting sees what the reader sees.
     const std::size_t depth = depthOf(document);
-    check(!xml::nestsDeeperThan(text, depth), "the nesting is not taken for deeper than it is");
-    check(depth == 0 || xml::nestsDeeperThan(text, depth - 1), "nor for flatter");
+    REQUIRE(!xml::nestsDeeperThan(text, depth));
+    REQUIRE(depth == 0 || xml::nestsDeeperThan(text, depth - 1));
 
     const auto element = XmlConverter::toXml(text);
-    const bool expected = !document.empty() && isElement(document.front().first);
-    check(expected == (element != nullptr), "a tree, or null, as the root's tag says");
+    const bool hasRoot = !document.empty() && isElement(document.front().first);
+    REQUIRE(hasRoot == (element != nullptr));
     if (!element) return;
 
     constexpr char HEADER[] = R"(<?xml version="1.0" encoding="utf-8"?>)";
     const std::string written = element->toXmlString();
-    check(written == HEADER + expectedXml(document.front().first, document.front().second), "written as told");
-    check(written == element->clone()->toXmlString(), "a clone is equal");
-    check(!element->find("", "", "", 3).empty(), "the root is found");
+    REQUIRE(written == HEADER + expectedXml(document.front().first, document.front().second));
+    REQUIRE(written == element->clone()->toXmlString());
+    REQUIRE(!element->find("", "", "", 3).empty());
     if (auto* object = dynamic_cast<xml::XmlObject*>(element.get())) XmlConverter::xmlToAttributeList(*object);
 
-    // A value can hold a zero byte (of "&#0;"), which ends the text for the next reader.
+    // What was written can be read, and is written the same from then on: unless a value holds a zero byte (of "&#0;"),
+    // which ends the text for the next reader.
     const auto reread = XmlConverter::toXml(written);
     const bool hasZeroByte = written.find('\0') != std::string::npos;
-    check((reread == nullptr) == hasZeroByte, "what was written can be read, unless a zero byte is in it");
-    check(!reread || reread->toXmlString() == written, "and is written the same from then on");
+    REQUIRE((reread == nullptr) == hasZeroByte);
+    REQUIRE(!reread || reread->toXmlString() == written);
 }
 
 }  // namespace
@@ -103,6 +98,6 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     if (document)
         checkTree(text, *document);
     else
-        check(XmlConverter::toXml(text) == nullptr, "a malformed text gives null");
+        REQUIRE(XmlConverter::toXml(text) == nullptr);
     return 0;
 }

@@ -59,8 +59,6 @@ public:
     /// A whole document: the XML header and this element, on one line.
     std::string toXmlString() const;
 
-    std::map<std::string, std::string> attributes;
-
 protected:
     explicit XmlElement(const char* tag) : type_(tag) {}
     XmlElement(const XmlElement&) = default;
@@ -71,6 +69,9 @@ protected:
 
 private:
     const std::string type_;
+
+public:
+    std::map<std::string, std::string> attributes;
 };
 
 }  // namespace ostrel::core::xml

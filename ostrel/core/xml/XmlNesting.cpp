@@ -109,6 +109,8 @@ private:
         return false;
     }
 
+    // The steps below are taken many times a tag: a trace of each would bury all else in the debug log.
+
     // Behind the next `end` that begins `offset` characters from here or later.
     bool skipTo(std::string_view end, std::size_t offset = 0) {
         const std::size_t found = text_.find(end, position_ + offset);

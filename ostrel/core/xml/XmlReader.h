@@ -9,8 +9,8 @@
 namespace ostrel::core::xml {
 
 /// Elements nested deeper than this make a text malformed. Boost's XML reader recurses, with about 400 bytes of stack a
-/// level beside 64 KiB of its own; so a hostile text takes at most half of a stack of 512 KiB. Messages nest about ten
-/// levels deep, and XmlElement::find() sees no further than 255.
+/// level beside 64 KiB of its own; so a hostile text takes about half of a stack of 512 KiB, and no more. Messages nest
+/// about ten levels deep, and XmlElement::find() sees no further than 255.
 inline constexpr std::size_t MAX_NESTING = 512;
 
 /// The tree of a text's first node; null when that node is no element of ours. Use XmlConverter::toXml(), which tells
