@@ -4,10 +4,10 @@
 
 namespace ostrel::core {
 
-/// What differs from one operating system to the next. The order of the virtual operations is binary interface.
+/// What differs from one operating system to the next. The order of the virtual operations is binary interface, and
+/// the destructor is none of them: an object is not deleted through a base.
 class System {
 public:
-    virtual ~System() = default;
     /// One of "Windows", "WindowsPE", "Linux", "Ubuntu", "Redhat", "Suse", "CentOS", "ESXi".
     virtual std::string getName();
     /// The kernel's release.

@@ -20,6 +20,8 @@ LOG = "/var/log/VelkoSSDOSTREL.log"
 NOT_FOUND = "1 Error: Failed to find or load valid library: Velko.SSDFeatures.so.3.0.0--------"
 WRONG_VERSION = "1 Error: Invalid OSTREL Interface version."
 FUNCTION_MISSING = "1 Error: Failed to load OSTREL Interface functions."
+CONFIGURATION_LOST = ("4 Error: Invalid or corrupted configuration file. Please fix or delete: "
+                      "/opt/velko/nimbrel/nimbrel_config.xml")
 NOT_LOADED = "1 Error: OSTREL Interface not loaded"
 RECEIVE_FAILED = "2 Out of Memory: OSTREL Interface failure receiving XML Response. "
 LOG_IS_LINK = ("11 Error: Debug LogFile given is a symlink. Please resolve by deleting or removing symlink: "
@@ -262,6 +264,14 @@ class HandingOver(BindingTestCase):
         self.assertEqual(self.calls(), START + [SET_LSI_PATH, "Unload()"])
         self.assertEqual(self.calls(adapter), [])
 
+    def test_of_the_log_needs_the_configuration(self):
+        """The file was good when the run began, and is empty when the library asks for its log."""
+        self.install(emptyConfigurationIn="Load")
+        self.world.config.write_text(config(enable_log="true", lsi="true"))
+        self.assertEqual(self.probe("loadError", "disableLoggerIfOff"), f"loadError: {CONFIGURATION_LOST}\n")
+        self.assertEqual(self.calls(), START + ["Unload()"])
+        self.assertEqual(os.listdir(self.world.var_log), [], "the tool keeps no log either")
+
     def test_of_the_log_ends_on_request(self):
         self.install()
         for value, calls in (("false", [LOGGER_OFF]), ("FALSE", [LOGGER_OFF])):
@@ -433,6 +443,46 @@ class Statuses(BindingTestCase):
                           "3 Error: Category =  Code = 5", "0/5 ")
         self.check_status('<Message><Object category="status"><Property name="Code" value="6"/></Object></Message>',
                           "3 Error: Category =  Code = 6", "0/6 ")
+
+
+class Commands(BindingTestCase):
+    """What the user of a command that needs the library sees. The results above read "status text"."""
+
+    def check_command(self, result, *command):
+        status, text = result.split(" ", 1)
+        self.check(*(command or ("show", "-velkossd")), status=int(status), stdout=text + "\n")
+
+    def test_report_what_went_wrong_at_the_load(self):
+        self.check_command(NOT_FOUND)
+        self.install(version=30000399)
+        self.check_command(WRONG_VERSION)
+        self.install("Load")
+        self.check_command(FUNCTION_MISSING)
+        self.world.config.write_text(config(enable_log="true"))
+        self.install(loggerCode=6)
+        self.check_command(LOG_REFUSED)
+        (self.world.var_log / "VelkoSSDOSTREL.log").unlink()
+        (self.world.var_log / "VelkoSSDOSTREL.log").symlink_to("/absent")
+        self.install()
+        self.check_command(LOG_IS_LINK)
+        self.world.config.write_text(config(enable_log="true"))
+        self.install(emptyConfigurationIn="Load")
+        self.check_command(CONFIGURATION_LOST)
+
+    def test_report_what_went_wrong_with_a_request(self):
+        self.install(firstCode=7)
+        self.check_command(f"{RECEIVE_FAILED}OSTREL Interface error code = 7")
+        self.install()
+        self.answer(response(("Category", "10"), ("Code", "5"), ("Message", "No device selected.")))
+        self.check_command("3 Error: No device selected.")
+        self.answer("no XML")
+        self.check_command("1 Error: Unhandled exception. Contact Velko for further troubleshooting")
+
+    def test_without_need_of_a_library_report_nothing(self):
+        self.world.config.write_text(config(enable_log="true"))
+        self.install(loggerCode=6)
+        for command in (["help"], ["version"], ["show", "-system"], ["set", "-system", "EnableLog=true"]):
+            self.assertEqual(self.world.run(*command).status, 0, command)
 
 
 class PublicHeader(unittest.TestCase):

@@ -31,8 +31,9 @@ static uint64_t firstCode = FEATURE_LIBRARY_INVALID_BUFFER_SIZE;
 static uint64_t firstSize = ANSWER_SIZE; /* what the first ReceiveXMLMessage reports */
 static uint64_t secondCode = FEATURE_LIBRARY_SUCCESS;
 static uint64_t secondSize = ANSWER_SIZE;
-static uint64_t sleepMs; /* how long SendXMLMessage takes */
-static char crashIn[64]; /* the function that ends in a segmentation fault */
+static uint64_t sleepMs;              /* how long SendXMLMessage takes */
+static char crashIn[64];              /* the function that ends in a segmentation fault */
+static char emptyConfigurationIn[64]; /* the function that empties the tool's configuration file */
 
 static const struct {
     const char* key;
@@ -70,6 +71,8 @@ static void readInstructions(void) {
     while (fscanf(file, "%63s %63s", key, value) == 2) {
         if (strcmp(key, "crashIn") == 0)
             memcpy(crashIn, value, sizeof value);
+        else if (strcmp(key, "emptyConfigurationIn") == 0)
+            memcpy(emptyConfigurationIn, value, sizeof value);
         else
             setNumber(key, strtoull(value, NULL, 10));
     }
@@ -94,6 +97,8 @@ static void record(const char* function, const char* arguments) {
     fprintf(file, "%s(%s)\n", function, arguments);
     fclose(file);
     if (strcmp(crashIn, function) == 0) raise(SIGSEGV);
+    if (strcmp(emptyConfigurationIn, function) == 0 && truncate("/opt/velko/nimbrel/nimbrel_config.xml", 0) != 0)
+        abort();
     logLines(function);
 }
 

@@ -7,6 +7,7 @@
 #include "ostrel/core/Status.h"
 #include "tests/support/LogCapture.h"
 #include "tests/support/TemporaryFolder.h"
+#include "tests/support/VirtualSlots.h"
 
 using ostrel::connections::dll::Connection;
 using ostrel::core::Status;
@@ -175,6 +176,21 @@ TEST_F(ConnectionDll, AssignsWhichLibraryAndNotWhetherItIsOpen) {
     one.name = "again.so";
     middle = one;
     EXPECT_EQ(other.name, "again.so");
+}
+
+TEST(ConnectionSlots, StandInTheOrderThatTheFeatureLibraryKnows) {
+    using Base = ostrel::core::Connection;
+    using Middle = ostrel::connections::common::dll::Connection;
+    // 0 and 1 are the destructors.
+    EXPECT_EQ(virtualSlot(&Base::open), 2U);
+    EXPECT_EQ(virtualSlot(&Base::close), 3U);
+    EXPECT_EQ(virtualSlot(&Base::isOpen), 4U);
+    EXPECT_EQ(virtualSlot(&Base::getPartitionStatus), 5U);
+    EXPECT_EQ(virtualSlot(&Base::clone), 6U);
+    EXPECT_EQ(virtualSlot(static_cast<Base& (Base::*)(const Base&)>(&Base::operator=)), 7U);
+    EXPECT_EQ(virtualSlot(&Middle::loadFunction), 8U);
+    EXPECT_EQ(virtualSlot(static_cast<Middle& (Middle::*)(const Middle&)>(&Middle::operator=)), 9U);
+    EXPECT_EQ(virtualSlot(static_cast<Connection& (Connection::*)(const Connection&)>(&Connection::operator=)), 10U);
 }
 
 TEST_F(ConnectionDll, HasNoPartitions) {

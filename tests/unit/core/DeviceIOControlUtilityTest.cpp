@@ -2,8 +2,13 @@
 
 #include "ostrel/core/DeviceIOControlUtility.h"
 #include "tests/support/LogCapture.h"
+#include "tests/support/VirtualSlots.h"
 
 using ostrel::core::DeviceIOControlUtility;
+
+TEST(DeviceIOControlUtility, HasOneVirtualOperation) {
+    EXPECT_EQ(virtualSlot(&DeviceIOControlUtility::sendIoctl), 0U);
+}
 
 TEST(DeviceIOControlUtility, RefusesAndSaysWhy) {
     const LogCapture log;

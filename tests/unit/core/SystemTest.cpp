@@ -3,8 +3,15 @@
 
 #include "ostrel/core/System.h"
 #include "tests/support/LogCapture.h"
+#include "tests/support/VirtualSlots.h"
 
 using ostrel::core::System;
+
+TEST(System, HasItsOperationsInTheOrderThatTheFeatureLibraryKnows) {
+    EXPECT_EQ(virtualSlot(&System::getName), 0U);
+    EXPECT_EQ(virtualSlot(&System::getVersion), 1U);
+    EXPECT_EQ(virtualSlot(&System::callCommand), 2U);
+}
 
 TEST(System, HasTheNameOfItsHost) {
     EXPECT_EQ(System().getName(), "ESXi");
