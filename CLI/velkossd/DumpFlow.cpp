@@ -7,8 +7,8 @@
 #include "ostrel/core/ScopeTrace.h"
 #include "ostrel/core/Status.h"
 #include "ostrel/core/xml/XmlObject.h"
-#include "ostrel/interfaces/cli/cliframework/StringHelpers.h"
 #include "ostrel/interfaces/cli/cliframework/ParsedCommand.h"
+#include "ostrel/interfaces/cli/cliframework/StringHelpers.h"
 #include "ostrel/interfaces/ostreli/interface/Job.h"
 #include "ostrel/interfaces/ostreli/interface/JobNames.h"
 

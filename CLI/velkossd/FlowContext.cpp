@@ -58,12 +58,20 @@ FlowResult FlowContext::runJob(XmlObject& job, std::unique_ptr<XmlElement>& resp
     return services_.sendRequest(job, response, status);
 }
 
-FlowResult FlowContext::runAndRender(XmlObject& job) {
+FlowResult FlowContext::runAndRender(XmlObject& job, std::unique_ptr<framework::ObjectResult>& result) {
     OSTREL_TRACE();
     std::unique_ptr<XmlElement> response;
     ostrel::core::Status status;
     if (auto error = runJob(job, response, status)) return error;
-    return render(hiddenProperties_, *response);
+    result = render(hiddenProperties_, *response);
+    return nullptr;
+}
+
+FlowResult FlowContext::runAndRender(XmlObject& job) {
+    OSTREL_TRACE();
+    std::unique_ptr<framework::ObjectResult> result;
+    if (auto error = runAndRender(job, result)) return error;
+    return result;
 }
 
 }  // namespace cli::velkossd

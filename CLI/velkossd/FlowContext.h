@@ -9,6 +9,7 @@
 #include "CLI/velkossd/FlowResult.h"
 
 namespace cli::framework {
+class ObjectResult;
 struct ParsedCommand;
 class Prompt;
 }  // namespace cli::framework
@@ -42,7 +43,9 @@ public:
     /// Sends a job, which gets the module directories as its last plain property. See FeatureServices::sendRequest().
     FlowResult runJob(ostrel::core::xml::XmlObject& job, std::unique_ptr<ostrel::core::xml::XmlElement>& response,
                       ostrel::core::Status& status);
-    /// The same, and the answer as the result.
+    /// The same, with the answer rendered: null on success, and never a null `result` then.
+    FlowResult runAndRender(ostrel::core::xml::XmlObject& job, std::unique_ptr<framework::ObjectResult>& result);
+    /// The same, where the answer is the result of the command.
     FlowResult runAndRender(ostrel::core::xml::XmlObject& job);
 
 private:

@@ -23,7 +23,7 @@ FlowResult getFlow(FlowContext& context, const std::string& job, const framework
 
 /// Writes the one property `attribute`.
 FlowResult setFlow(FlowContext& context, const std::string& job, const framework::ParsedCommand& command,
-                   ostrel::core::Attribute attribute);
+                   const ostrel::core::Attribute& attribute);
 /// Writes the one property of the LED that was given.
 FlowResult ledFlow(FlowContext& context, const std::string& job, const framework::ParsedCommand& command);
 FlowResult timestampFlow(FlowContext& context, const std::string& job, const framework::ParsedCommand& command);

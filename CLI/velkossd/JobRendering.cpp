@@ -68,8 +68,8 @@ void renderProperties(ObjectResult& result, const XmlObject& element) {
     }
 }
 
-/// In the order of the names. As in XmlConverter::xmlToAttributeList(), the last of equal names counts; here each value,
-/// which takes a page, is let go before the next one is made.
+/// In the order of the names; of equal names the last one counts, as in XmlConverter::xmlToAttributeList(). Here each
+/// value, which takes a page, is let go before the next one is made.
 std::unique_ptr<ObjectResult> renderAttributeList(XmlObject& element) {
     std::map<std::string, std::string> textOfName;
     for (const auto& property : element.properties) {

@@ -4,10 +4,8 @@
 #include "CLI/velkossd/CommandTargets.h"
 #include "CLI/velkossd/FlowContext.h"
 #include "CLI/velkossd/Flows.h"
-#include "CLI/velkossd/JobRendering.h"
 #include "CLI/velkossd/SubFlows.h"
 #include "ostrel/core/ScopeTrace.h"
-#include "ostrel/core/Status.h"
 #include "ostrel/core/xml/XmlElement.h"
 #include "ostrel/interfaces/cli/cliframework/ObjectResult.h"
 #include "ostrel/interfaces/cli/cliframework/ParsedCommand.h"
@@ -51,10 +49,8 @@ FlowResult methodFlow(FlowContext& context, const std::string& job, const framew
     if (subFlow != std::end(SUB_FLOWS))
         if (auto error = subFlow->addArguments(context, *request, command)) return error;
 
-    std::unique_ptr<ostrel::core::xml::XmlElement> response;
-    ostrel::core::Status status;
-    if (auto error = context.runJob(*request, response, status)) return error;
-    auto result = render(context.getHiddenProperties(), *response);
+    std::unique_ptr<framework::ObjectResult> result;
+    if (auto error = context.runAndRender(*request, result)) return error;
     if (job == JOB_DRIVE_SELF_TEST && result->getErrorCode() == 0) noteRunningSelfTest(*result);
     return result;
 }

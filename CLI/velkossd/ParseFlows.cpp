@@ -11,9 +11,9 @@
 #include "ostrel/core/xml/XmlObject.h"
 #include "ostrel/interfaces/cli/cliframework/Constants.h"
 #include "ostrel/interfaces/cli/cliframework/ObjectResult.h"
+#include "ostrel/interfaces/cli/cliframework/ParsedCommand.h"
 #include "ostrel/interfaces/cli/cliframework/SimpleResult.h"
 #include "ostrel/interfaces/cli/cliframework/StringHelpers.h"
-#include "ostrel/interfaces/cli/cliframework/ParsedCommand.h"
 #include "ostrel/interfaces/ostreli/interface/Job.h"
 #include "ostrel/interfaces/ostreli/interface/JobNames.h"
 
@@ -49,13 +49,19 @@ std::shared_ptr<XmlObject> createParseRequest(const std::string& job, const std:
     return Job::createRequest(job, JOBTYPE_METHOD, !device.empty(), device);
 }
 
-/// Writes what was parsed to a file and says so. A failure that the library reported within stays the exit status.
-FlowResult saveParsed(const ObjectResult& parsed, const std::string& text, const char* logName,
-                      const std::string& destination) {
+/// Shows what was parsed, or writes it to the destination and says so. A failure that the library reported within stays
+/// the exit status.
+FlowResult runParse(FlowContext& context, XmlObject& request, const ParsedCommand& command, const char* logName,
+                    framework::OutputType fileType) {
+    std::unique_ptr<ObjectResult> parsed;
+    if (auto error = context.runAndRender(request, parsed)) return error;
+    const std::string& destination = valueOf(command.options, "-destination");
+    if (destination.empty()) return parsed;
+    parsed->setOutputType(fileType);
     const std::string what = std::string(" parsed ") + logName + " data to " + destination;
-    if (!writeToFile(destination, text)) return makeError(ERRORCODE_NOT_SAVED, "Failed to write" + what);
+    if (!writeToFile(destination, parsed->output())) return makeError(ERRORCODE_NOT_SAVED, "Failed to write" + what);
     auto result = std::make_unique<framework::SimpleResult>("Successfully written" + what);
-    result->setErrorCode(parsed.getErrorCode());
+    result->setErrorCode(parsed->getErrorCode());
     return result;
 }
 
@@ -98,14 +104,7 @@ FlowResult parseNlogFlow(FlowContext& context, const std::string& job, const Par
     const bool isAssertLog = isAssert != nullptr && stringsIEqual(*isAssert, "true");
     const auto request = createParseRequest(isAssertLog ? JOB_ASSERT_NLOG_PARSE : job, device);
     if (auto error = addArguments(*request, command.options, NLOG_SOURCE)) return error;
-
-    std::unique_ptr<XmlElement> response;
-    Status status;
-    if (auto error = context.runJob(*request, response, status)) return error;
-    auto parsed = render(context.getHiddenProperties(), *response);
-    const std::string& destination = valueOf(command.options, "-destination");
-    if (destination.empty()) return parsed;
-    return saveParsed(*parsed, parsed->outputText(), "nlog", destination);
+    return runParse(context, *request, command, "nlog", framework::OUTPUTTYPE_TEXT);
 }
 
 FlowResult parseTelemetryLogFlow(FlowContext& context, const std::string& job, const ParsedCommand& command) {
@@ -116,14 +115,7 @@ FlowResult parseTelemetryLogFlow(FlowContext& context, const std::string& job, c
     if (auto error = getLogSource(context, command, device)) return error;
     std::shared_ptr<XmlObject> request;
     if (auto error = createTelemetryRequest(command, job, device, request)) return error;
-
-    std::unique_ptr<XmlElement> response;
-    Status status;
-    if (auto error = context.runJob(*request, response, status)) return error;
-    auto parsed = render(context.getHiddenProperties(), *response);
-    const std::string& destination = valueOf(command.options, "-destination");
-    if (destination.empty()) return parsed;
-    return saveParsed(*parsed, parsed->outputJson(), "telemetry", destination);
+    return runParse(context, *request, command, "telemetry", framework::OUTPUTTYPE_JSON);
 }
 
 }  // namespace cli::velkossd

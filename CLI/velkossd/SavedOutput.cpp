@@ -29,7 +29,7 @@ using ostrel::core::xml::XmlElement;
 using ostrel::core::xml::XmlObject;
 
 /// Text that is decoded at once. Even, so that no pair of digits is torn.
-constexpr std::size_t PIECE = 256 * 1024;
+constexpr std::size_t PIECE = std::size_t{256} * 1024;
 
 /// What came of one output.
 struct Outcome {

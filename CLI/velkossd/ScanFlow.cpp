@@ -6,13 +6,11 @@
 #include "CLI/velkossd/FlowContext.h"
 #include "CLI/velkossd/Flows.h"
 #include "CLI/velkossd/JobArguments.h"
-#include "CLI/velkossd/JobRendering.h"
 #include "ostrel/core/ScopeTrace.h"
-#include "ostrel/core/Status.h"
 #include "ostrel/core/xml/XmlObject.h"
 #include "ostrel/interfaces/cli/cliframework/ObjectResult.h"
-#include "ostrel/interfaces/cli/cliframework/StringHelpers.h"
 #include "ostrel/interfaces/cli/cliframework/ParsedCommand.h"
+#include "ostrel/interfaces/cli/cliframework/StringHelpers.h"
 #include "ostrel/interfaces/ostreli/interface/Job.h"
 #include "ostrel/interfaces/ostreli/interface/JobNames.h"
 
@@ -60,10 +58,8 @@ FlowResult scanFlow(FlowContext& context, const std::string& job, const framewor
     if (auto error = addScanType(*request, valueOf(command.targets, "-scan"))) return error;
     if (auto error = addArguments(*request, command.properties, SCAN_ARGUMENTS)) return error;
 
-    std::unique_ptr<ostrel::core::xml::XmlElement> response;
-    ostrel::core::Status status;
-    if (auto error = context.runJob(*request, response, status)) return error;
-    auto result = render(context.getHiddenProperties(), *response);
+    std::unique_ptr<framework::ObjectResult> result;
+    if (auto error = context.runAndRender(*request, result)) return error;
     result->setRoot("Scan Results");
     return result;
 }

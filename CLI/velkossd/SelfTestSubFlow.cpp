@@ -7,9 +7,9 @@
 #include "ostrel/core/ScopeTrace.h"
 #include "ostrel/core/xml/XmlObject.h"
 #include "ostrel/interfaces/cli/cliframework/ObjectResult.h"
+#include "ostrel/interfaces/cli/cliframework/ParsedCommand.h"
 #include "ostrel/interfaces/cli/cliframework/SimpleResult.h"
 #include "ostrel/interfaces/cli/cliframework/StringHelpers.h"
-#include "ostrel/interfaces/cli/cliframework/ParsedCommand.h"
 #include "ostrel/interfaces/ostreli/interface/Job.h"
 #include "ostrel/interfaces/ostreli/interface/JobNames.h"
 

@@ -4,8 +4,8 @@
 #include "CLI/velkossd/JobArguments.h"
 #include "ostrel/core/ScopeTrace.h"
 #include "ostrel/core/xml/XmlElement.h"
-#include "ostrel/interfaces/cli/cliframework/SimpleResult.h"
 #include "ostrel/interfaces/cli/cliframework/ParsedCommand.h"
+#include "ostrel/interfaces/cli/cliframework/SimpleResult.h"
 #include "ostrel/interfaces/ostreli/interface/Job.h"
 #include "ostrel/interfaces/ostreli/interface/JobNames.h"
 
@@ -52,7 +52,8 @@ FlowResult sendProperty(FlowContext& context, const std::string& job, const std:
 
 }  // namespace
 
-FlowResult setFlow(FlowContext& context, const std::string& job, const ParsedCommand& command, Attribute attribute) {
+FlowResult setFlow(FlowContext& context, const std::string& job, const ParsedCommand& command,
+                   const Attribute& attribute) {
     OSTREL_TRACE();
     std::string device;
     if (auto error = context.getDeviceTarget(command, device, targets::VELKOSSD)) return error;

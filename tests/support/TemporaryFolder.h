@@ -1,11 +1,13 @@
 #pragma once
 
+#include <algorithm>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <stdexcept>
 #include <string>
+#include <vector>
 
 /// A folder of a test's own, removed with all that is in it.
 class TemporaryFolder {
@@ -24,6 +26,14 @@ public:
 
     /// The path of a file in the folder.
     std::string operator/(const std::string& name) const { return path_ + "/" + name; }
+
+    /// All that is in it, sorted.
+    std::vector<std::string> names() const {
+        std::vector<std::string> names;
+        for (const auto& entry : std::filesystem::directory_iterator(path_)) names.push_back(entry.path().filename());
+        std::sort(names.begin(), names.end());
+        return names;
+    }
 
 private:
     std::string path_;

@@ -29,14 +29,7 @@ namespace {
 
 class File : public testing::Test {
 protected:
-    /// The names in the folder, sorted.
-    std::vector<std::string> names() const {
-        std::vector<std::string> names;
-        for (const auto& entry : std::filesystem::directory_iterator(folder_ / ""))
-            names.push_back(entry.path().filename());
-        std::sort(names.begin(), names.end());
-        return names;
-    }
+    std::vector<std::string> names() const { return folder_.names(); }
 
     TemporaryFolder folder_;
     const std::string path_ = folder_ / "file";

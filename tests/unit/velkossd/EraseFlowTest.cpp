@@ -95,25 +95,16 @@ TEST_F(EraseFlow, WantsADriveBeforeItAsks) {
 TEST_F(EraseFlow, SendsTheFieldsOfAFormatAsTyped) {
     const StandardStreams streams;
     const Parts force = {{"-force", ""}};
-    const std::string secureErase = xmlProperty("SecureEraseSetting", "Secure Erase Setting", "uint8", "1");
+    expectFields(36, makeCommand("start", {{"-velkossd", "0"}, {"-nvmeformat", ""}}, {}, force),
+                 {
+                     {"SecureEraseSetting", "Secure Erase Setting", "uint8", "1"},
+                     {"LBAFormat", "LBA Format", "uint8", "02"},
+                     {"ProtectionInformation", "Protection Information", "uint8", "any"},
+                     {"MetadataSettings", "Metadata Settings", "uint8", ""},
+                 },
+                 [](const std::string& fields) { return eraseRequest("NVMeFormat", fields, "true"); });
     const std::string lbaFormat = xmlProperty("LBAFormat", "LBA Format", "uint8", "02");
-    const std::string protection = xmlProperty("ProtectionInformation", "Protection Information", "uint8", "any");
-    const std::string metadata = xmlProperty("MetadataSettings", "Metadata Settings", "uint8", "");
     const std::string namespaceId = xmlProperty("NamespaceId", "NamespaceId", "uint32", "0xFFFFFFFF");
-    const struct {
-        Parts properties;
-        std::string arguments;
-    } cases[] = {
-        {{{"SecureEraseSetting", "1"}}, secureErase},
-        {{{"LBAFormat", "02"}}, lbaFormat},
-        {{{"ProtectionInformation", "any"}}, protection},
-        {{{"MetadataSettings", ""}}, metadata},
-        {{{"LBAFormat", "02"}, {"MetadataSettings", ""}, {"ProtectionInformation", "any"}, {"SecureEraseSetting", "1"}},
-         secureErase + lbaFormat + protection + metadata},
-    };
-    for (const auto& c : cases)
-        expectRequest(36, makeCommand("start", {{"-velkossd", "0"}, {"-nvmeformat", ""}}, c.properties, force),
-                      eraseRequest("NVMeFormat", c.arguments, "true"));
     expectRequest(36,
                   makeCommand("start", {{"-velkossd", "0"}, {"-nvmeformat", ""}, {"-namespace", "0xFFFFFFFF"}},
                               {{"LBAFormat", "02"}}, force),
@@ -153,32 +144,16 @@ TEST_F(EraseFlow, ComparesTheWordsOfASanitizeExactly) {
 
 TEST_F(EraseFlow, SendsTheFieldsOfASanitizeAsTyped) {
     const StandardStreams streams;
-    const struct {
-        const char* key;
-        const char* displayName;
-        const char* type;
-        const char* value;
-    } fields[] = {
-        {"NoDeallocateAfterSanitize", "No Deallocate After Sanitize", "boolean", "true"},
-        {"OverwriteInvertPattern", "Overwrite Invert Pattern", "boolean", "maybe"},
-        {"OverwritePassCount", "Overwrite Pass Count", "uint8", "16"},
-        {"AllowUnrestrictedExit", "Allow Unrestricted Exit", "boolean", "FALSE"},
-        {"OverwritePattern", "Overwrite Pattern", "uint32", "0xDEADBEEF"},
-        {"ReturnImmediately", "Return Immediately", "boolean", ""},
-    };
-    Parts all;
-    std::string arguments = SANITIZE_BLOCK;
-    for (const auto& f : fields) {
-        const std::string field = xmlProperty(f.key, f.displayName, f.type, f.value);
-        expectRequest(
-            37,
-            makeCommand("start", {{"-velkossd", "0"}, {"-sanitize", "block"}}, {{f.key, f.value}}, {{"-force", ""}}),
-            eraseRequest("Sanitize", SANITIZE_BLOCK + field, "true"));
-        all[f.key] = f.value;
-        arguments += field;
-    }
-    expectRequest(37, makeCommand("start", {{"-velkossd", "0"}, {"-sanitize", "block"}}, all, {{"-force", ""}}),
-                  eraseRequest("Sanitize", arguments, "true"));
+    expectFields(37, makeCommand("start", {{"-velkossd", "0"}, {"-sanitize", "block"}}, {}, {{"-force", ""}}),
+                 {
+                     {"NoDeallocateAfterSanitize", "No Deallocate After Sanitize", "boolean", "true"},
+                     {"OverwriteInvertPattern", "Overwrite Invert Pattern", "boolean", "maybe"},
+                     {"OverwritePassCount", "Overwrite Pass Count", "uint8", "16"},
+                     {"AllowUnrestrictedExit", "Allow Unrestricted Exit", "boolean", "FALSE"},
+                     {"OverwritePattern", "Overwrite Pattern", "uint32", "0xDEADBEEF"},
+                     {"ReturnImmediately", "Return Immediately", "boolean", ""},
+                 },
+                 [](const std::string& fields) { return eraseRequest("Sanitize", SANITIZE_BLOCK + fields, "true"); });
 }
 
 }  // namespace

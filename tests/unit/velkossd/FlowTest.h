@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <deque>
+#include <functional>
 #include <initializer_list>
 #include <iostream>
 #include <map>
@@ -125,6 +126,14 @@ inline framework::ParsedCommand makeCommand(const std::string& verb, const Parts
     return command;
 }
 
+/// A property that the user may give, as it is typed and as it goes out.
+struct Field {
+    const char* key;
+    const char* displayName;
+    const char* type;
+    const char* value;
+};
+
 /// The storage feature with a library that records.
 class FlowTest : public IndentReset {
 protected:
@@ -158,6 +167,25 @@ protected:
         ASSERT_NE(result, nullptr);
         EXPECT_EQ(result->outputText(), text);
         EXPECT_EQ(result->getErrorCode(), errorCode);
+    }
+
+    /// The command with each of the fields alone, and with all of them: `request` makes the whole request of theirs.
+    void expectFields(int id, framework::ParsedCommand command, const std::vector<Field>& fields,
+                      const std::function<std::string(const std::string&)>& request) {
+        const Parts others = command.properties;
+        Parts all = others;
+        std::string allArguments;
+        for (const Field& field : fields) {
+            SCOPED_TRACE(field.key);
+            const std::string argument = xmlProperty(field.key, field.displayName, field.type, field.value);
+            command.properties = others;
+            command.properties[field.key] = field.value;
+            expectRequest(id, command, request(argument));
+            all[field.key] = field.value;
+            allArguments += argument;
+        }
+        command.properties = all;
+        expectRequest(id, command, request(allArguments));
     }
 
     FakeServices services_;

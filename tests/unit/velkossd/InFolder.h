@@ -1,6 +1,5 @@
 #pragma once
 
-#include <algorithm>
 #include <filesystem>
 #include <string>
 #include <vector>
@@ -19,14 +18,7 @@ public:
 
     std::string operator/(const std::string& name) const { return folder_ / name; }
 
-    /// All that is in it, sorted.
-    std::vector<std::string> names() const {
-        std::vector<std::string> names;
-        for (const auto& entry : std::filesystem::directory_iterator(folder_ / ""))
-            names.push_back(entry.path().filename());
-        std::sort(names.begin(), names.end());
-        return names;
-    }
+    std::vector<std::string> names() const { return folder_.names(); }
 
 private:
     const std::filesystem::path old_ = std::filesystem::current_path();

@@ -51,31 +51,19 @@ TEST_F(NvmeLog, DumpsToADestinationThatTheLibraryWrites) {
 }
 
 TEST_F(NvmeLog, SendsEachFieldAndAllOfThem) {
-    const struct {
-        const char* key;
-        const char* displayName;
-        const char* type;
-        const char* value;
-    } fields[] = {
+    const std::vector<Field> fields = {
         {"NamespaceSpecific", "Namespace Specific", "boolean", "TRUE"},
         {"LogSpecificField", "Log Specific Field", "uint8", "3"},
         {"RetainAsynchronousEvent", "Retain Asynchronous Event", "boolean", "0"},
         {"NumDWORDs", "NumDWORDs", "uint16", "1024"},
         {"LogPageOffset", "Log Page Offset", "uint64", "4096"},
     };
-    Parts all;
-    std::string arguments = logId("2");
-    for (const auto& f : fields) {
-        const std::string field = xmlProperty(f.key, f.displayName, f.type, f.value);
-        expectRequest(50, makeCommand("show", {{"-velkossd", "0"}, {"-nvmelog", "2"}}, {{f.key, f.value}}),
-                      logRequest(logId("2") + field));
-        all[f.key] = f.value;
-        arguments += field;
-    }
-    expectRequest(50, makeCommand("show", {{"-velkossd", "0"}, {"-nvmelog", "2"}}, all), logRequest(arguments));
-    expectRequest(99,
-                  makeCommand("dump", {{"-velkossd", "0"}, {"-nvmelog", "2"}}, all, {{"-destination", "/tmp/log.bin"}}),
-                  logRequest(arguments + xmlProperty("file", "file", "string", "/tmp/log.bin")));
+    const std::string file = xmlProperty("file", "file", "string", "/tmp/log.bin");
+    expectFields(50, makeCommand("show", {{"-velkossd", "0"}, {"-nvmelog", "2"}}), fields,
+                 [](const std::string& arguments) { return logRequest(logId("2") + arguments); });
+    expectFields(99,
+                 makeCommand("dump", {{"-velkossd", "0"}, {"-nvmelog", "2"}}, {}, {{"-destination", "/tmp/log.bin"}}),
+                 fields, [&file](const std::string& arguments) { return logRequest(logId("2") + arguments + file); });
 }
 
 TEST_F(NvmeLog, RefusesBadFields) {
@@ -146,29 +134,15 @@ TEST_F(NvmeFeature, IsRefusedInTheOrderOfTheSteps) {
 
 TEST_F(NvmeFeature, IsWrittenWithItsDwords) {
     expectRequest(67, makeCommand("set", {{"-velkossd", "0"}, {"-setfeature", "0x4"}}), setRequest("", "0x4", ""));
-    const struct {
-        const char* key;
-        const char* displayName;
-        const char* type;
-        const char* value;
-    } fields[] = {
-        {"DWORD11", "DWORD11", "uint32", "0x1F"},
-        {"DWORD12", "DWORD12", "uint32", "ff"},
-        {"DWORD13", "DWORD13", "uint32", "12"},
-        {"Save", "Save", "boolean", "1"},
-        {"InputFile", "Input File", "string", "/tmp/data.bin"},
-    };
-    Parts all;
-    std::string arguments;
-    for (const auto& f : fields) {
-        const std::string field = xmlProperty(f.key, f.displayName, f.type, f.value);
-        expectRequest(67, makeCommand("set", {{"-velkossd", "0"}, {"-setfeature", "4"}}, {{f.key, f.value}}),
-                      setRequest("", "4", field));
-        all[f.key] = f.value;
-        arguments += field;
-    }
-    expectRequest(67, makeCommand("set", {{"-velkossd", "0"}, {"-setfeature", "4"}, {"-namespace", "2"}}, all),
-                  setRequest(namespaceId("2"), "4", arguments));
+    expectFields(67, makeCommand("set", {{"-velkossd", "0"}, {"-setfeature", "4"}, {"-namespace", "2"}}),
+                 {
+                     {"DWORD11", "DWORD11", "uint32", "0x1F"},
+                     {"DWORD12", "DWORD12", "uint32", "ff"},
+                     {"DWORD13", "DWORD13", "uint32", "12"},
+                     {"Save", "Save", "boolean", "1"},
+                     {"InputFile", "Input File", "string", "/tmp/data.bin"},
+                 },
+                 [](const std::string& fields) { return setRequest(namespaceId("2"), "4", fields); });
 }
 
 TEST_F(NvmeFeature, IsNotWrittenWithBadDwords) {
@@ -244,34 +218,34 @@ TEST_F(AdminCommand, TakesVendorOpcodesOnly) {
 }
 
 TEST_F(AdminCommand, SendsEachFieldAndAllOfThem) {
-    const struct {
-        const char* key;
-        const char* displayName;
-        const char* type;
-        const char* value;
-    } fields[] = {
-        {"DWORD10", "DWORD10", "uint32", "1"},  {"DWORD11", "DWORD11", "uint32", "0x2"},
-        {"DWORD12", "DWORD12", "uint32", "x"},  {"DWORD13", "DWORD13", "uint32", "4"},
-        {"DWORD14", "DWORD14", "uint32", "5"},  {"DWORD15", "DWORD15", "uint32", ""},
-        {"Timeout", "Timeout", "uint32", "10"}, {"TransferBytes", "Transfer Bytes", "uint32", "4096"},
+    const std::string before = xmlProperty("NamespaceId", "NamespaceId", "uint32", "all") + opcode("C0") +
+                               xmlProperty("DataOut", "Data Out", "boolean", "true");
+    const std::string behind = xmlProperty("InputDataFile", "Input Data File", "string", "/tmp/in.bin");
+    expectFields(93,
+                 makeCommand("start", {{"-velkossd", "0"}, {"-namespace", "all"}},
+                             {{"Opcode", "C0"}, {"DataDirection", "OUT"}, {"InputDataFile", "/tmp/in.bin"}}),
+                 {
+                     {"DWORD10", "DWORD10", "uint32", "1"},
+                     {"DWORD11", "DWORD11", "uint32", "0x2"},
+                     {"DWORD12", "DWORD12", "uint32", "x"},
+                     {"DWORD13", "DWORD13", "uint32", "4"},
+                     {"DWORD14", "DWORD14", "uint32", "5"},
+                     {"DWORD15", "DWORD15", "uint32", ""},
+                     {"Timeout", "Timeout", "uint32", "10"},
+                     {"TransferBytes", "Transfer Bytes", "uint32", "4096"},
+                 },
+                 [&](const std::string& fields) { return xmlMethod("NVMeAdminCommand", before + fields + behind); });
+}
+
+TEST_F(AdminCommand, SendsTheDirectionOfTheData) {
+    const auto command = [](const char* direction) {
+        return makeCommand("start", {{"-velkossd", "0"}}, {{"Opcode", "C0"}, {"DataDirection", direction}});
     };
-    Parts all = {{"Opcode", "C0"}, {"DataDirection", "OUT"}, {"InputDataFile", "/tmp/in.bin"}};
-    std::string arguments = xmlProperty("NamespaceId", "NamespaceId", "uint32", "all") + opcode("C0") +
-                            xmlProperty("DataOut", "Data Out", "boolean", "true");
-    for (const auto& f : fields) {
-        const std::string field = xmlProperty(f.key, f.displayName, f.type, f.value);
-        expectRequest(93, makeCommand("start", {{"-velkossd", "0"}}, {{"Opcode", "C0"}, {f.key, f.value}}),
-                      xmlMethod("NVMeAdminCommand", opcode("C0") + field));
-        all[f.key] = f.value;
-        arguments += field;
-    }
-    arguments += xmlProperty("InputDataFile", "Input Data File", "string", "/tmp/in.bin");
-    expectRequest(93, makeCommand("start", {{"-velkossd", "0"}, {"-namespace", "all"}}, all),
-                  xmlMethod("NVMeAdminCommand", arguments));
-    expectRequest(93, makeCommand("start", {{"-velkossd", "0"}}, {{"Opcode", "C0"}, {"DataDirection", "In"}}),
+    expectRequest(93, command("In"),
                   xmlMethod("NVMeAdminCommand", opcode("C0") + xmlProperty("DataIn", "Data In", "boolean", "true")));
-    expectRequest(93, makeCommand("start", {{"-velkossd", "0"}}, {{"Opcode", "C0"}, {"DataDirection", "both"}}),
-                  xmlMethod("NVMeAdminCommand", opcode("C0")));
+    expectRequest(93, command("out"),
+                  xmlMethod("NVMeAdminCommand", opcode("C0") + xmlProperty("DataOut", "Data Out", "boolean", "true")));
+    expectRequest(93, command("both"), xmlMethod("NVMeAdminCommand", opcode("C0")));
 }
 
 TEST_F(AdminCommand, SendsAnInputFileOutwardsOnly) {

@@ -48,30 +48,16 @@ TEST_F(ScanFlow, RefusesOtherScans) {
 }
 
 TEST_F(ScanFlow, SendsEachPropertyAndAllOfThem) {
-    const struct {
-        const char* key;
-        const char* displayName;
-        const char* type;
-        const char* value;
-    } fields[] = {
-        {"FullScan", "Full Scan", "boolean", "TRUE"},
-        {"IncludeOS", "Include OS", "boolean", "false"},
-        {"IncludeSystemInfo", "Include System Info", "boolean", "true"},
-        {"Path", "Path", "string", "/mnt"},
-        {"DirectoryPath", "DirectoryPath", "string", "/tmp/logs"},
-    };
     const std::string logs = flag("StoreLogs", "Store Logs");
-    Parts all;
-    std::string arguments = logs;
-    for (const auto& f : fields) {
-        const std::string field = xmlProperty(f.key, f.displayName, f.type, f.value);
-        expectRequest(61, makeCommand("start", {{"-velkossd", "0"}, {"-scan", ""}}, {{f.key, f.value}}),
-                      xmlMethod("HealthScan", logs + field));
-        all[f.key] = f.value;
-        arguments += field;
-    }
-    expectRequest(61, makeCommand("start", {{"-velkossd", "0"}, {"-scan", ""}}, all),
-                  xmlMethod("HealthScan", arguments));
+    expectFields(61, makeCommand("start", {{"-velkossd", "0"}, {"-scan", ""}}),
+                 {
+                     {"FullScan", "Full Scan", "boolean", "TRUE"},
+                     {"IncludeOS", "Include OS", "boolean", "false"},
+                     {"IncludeSystemInfo", "Include System Info", "boolean", "true"},
+                     {"Path", "Path", "string", "/mnt"},
+                     {"DirectoryPath", "DirectoryPath", "string", "/tmp/logs"},
+                 },
+                 [&logs](const std::string& fields) { return xmlMethod("HealthScan", logs + fields); });
 }
 
 TEST_F(ScanFlow, RefusesBadProperties) {
