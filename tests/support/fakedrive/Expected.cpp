@@ -1,0 +1,206 @@
+#include "tests/support/fakedrive/Expected.h"
+
+#include <sstream>
+#include <stdexcept>
+#include <utility>
+
+#include "features/nvme/Completion.h"
+#include "ostrel/core/Strings.h"
+
+namespace fakedrive {
+
+using features::nvme::Completion;
+using features::nvme::NvmeCommand;
+using features::nvme::Queue;
+using features::transport::HostCommand;
+using features::transport::HostNamespace;
+using features::transport::HostRequest;
+using features::transport::HostResult;
+using ostrel::core::CommandResult;
+using ostrel::core::Payload;
+using ostrel::core::Status;
+
+namespace {
+
+constexpr struct {
+    unsigned number;
+    uint32_t NvmeCommand::*field;
+} DWORDS[] = {
+    {2, &NvmeCommand::cdw2},   {3, &NvmeCommand::cdw3},   {10, &NvmeCommand::cdw10}, {11, &NvmeCommand::cdw11},
+    {12, &NvmeCommand::cdw12}, {13, &NvmeCommand::cdw13}, {14, &NvmeCommand::cdw14}, {15, &NvmeCommand::cdw15},
+};
+
+void addTimeout(std::ostringstream& out, uint32_t timeoutMs, bool withTimeout) {
+    if (withTimeout) out << std::dec << "\ntime-out " << timeoutMs << " ms";
+}
+
+}  // namespace
+
+Expected Expected::admin(uint8_t opcode) {
+    return Expected(NvmeCommand(Queue::ADMIN, opcode, ""));
+}
+
+Expected Expected::io(uint8_t opcode) {
+    return Expected(NvmeCommand(Queue::IO, opcode, ""));
+}
+
+Expected Expected::host(HostRequest request) {
+    return Expected(HostCommand(request));
+}
+
+NvmeCommand& Expected::nvme() {
+    if (!nvme_) throw std::logic_error("a command to the host has no fields");
+    return *nvme_;
+}
+
+Expected& Expected::nsid(uint32_t value) {
+    nvme().nsid = value;
+    return *this;
+}
+
+Expected& Expected::dword(unsigned number, uint32_t value) {
+    for (const auto& dword : DWORDS) {
+        if (dword.number == number) {
+            nvme().*dword.field = value;
+            return *this;
+        }
+    }
+    throw std::logic_error("no dword of a command: " + std::to_string(number));
+}
+
+Expected& Expected::reads(uint32_t bytes) {
+    nvme().dataLength = bytes;
+    return *this;
+}
+
+Expected& Expected::writes(const DriveBytes& bytes) {
+    nvme().dataLength = static_cast<uint32_t>(bytes.size());
+    written_ = bytes;
+    return *this;
+}
+
+Expected& Expected::timeoutMs(uint32_t value) {
+    timeoutMs_ = value;
+    return *this;
+}
+
+Expected& Expected::answers(const DriveBytes& bytes, uint32_t dword0) {
+    if (nvme().dataLength == 0) nvme().dataLength = static_cast<uint32_t>(bytes.size());
+    data_ = bytes;
+    return completes(dword0);
+}
+
+Expected& Expected::completes(uint32_t dword0) {
+    dword0_ = dword0;
+    return *this;
+}
+
+Expected& Expected::refuses(uint16_t statusField, uint32_t dword0) {
+    statusField_ = statusField;
+    return completes(dword0);
+}
+
+Expected& Expected::breaks(const Status& status) {
+    road_ = status;
+    return *this;
+}
+
+Expected& Expected::tells(std::vector<HostNamespace> namespaces) {
+    namespaces_ = std::move(namespaces);
+    return *this;
+}
+
+Expected& Expected::then(std::function<void()> action) {
+    action_ = std::move(action);
+    return *this;
+}
+
+std::string Expected::text() const {
+    const uint32_t timeout = timeoutMs_.value_or(0);
+    if (nvme_) {
+        NvmeCommand command = *nvme_;
+        command.timeoutMs = timeout;
+        return text(command, written_.payload(), hasTimeout());
+    }
+    HostCommand command = *host_;
+    command.timeoutMs = timeout;
+    return text(command, hasTimeout());
+}
+
+std::string Expected::text(const NvmeCommand& command, const Payload& toController, bool withTimeout) {
+    std::ostringstream out;
+    out << (command.queue == Queue::ADMIN ? "admin" : "I/O") << std::hex << " opcode " << int{command.opcode}
+        << "h, NSID " << command.nsid << "h";
+    for (const auto& dword : DWORDS) {
+        if (command.*dword.field != 0)
+            out << std::dec << "\ndword " << dword.number << ' ' << std::hex << command.*dword.field << 'h';
+    }
+    out << std::dec << "\ndata " << command.dataLength;
+    if (toController.getSize() != 0) out << "\nwritten " << ostrel::core::hexDump(toController, 16);
+    addTimeout(out, command.timeoutMs, withTimeout);
+    return out.str();
+}
+
+std::string Expected::text(const HostCommand& command, bool withTimeout) {
+    constexpr const char* NAMES[] = {"NAMESPACES", "USES", "RESET_CONTROLLER", "RESET_SUBSYSTEM", "RESCAN"};
+    std::ostringstream out;
+    out << "host " << NAMES[static_cast<size_t>(command.request)];
+    addTimeout(out, command.timeoutMs, withTimeout);
+    return out.str();
+}
+
+void Expected::answer(CommandResult& result) const {
+    if (action_) action_();
+    result.status = road_;
+    if (!road_.is(0, 0)) return;
+    if (host_) {
+        result.protocolResult = std::make_unique<HostResult>(namespaces_);
+        return;
+    }
+    result.protocolResult = std::make_unique<Completion>(statusField_, dword0_);
+    // A refused command brings no data, but a command that reads has its buffer, as the driver leaves it.
+    if (written_.size() != 0 || nvme_->dataLength == 0) return;
+    result.inputPayload = data_.size() != 0 ? data_.payload() : DriveBytes(nvme_->dataLength).payload();
+}
+
+Expected identify(uint8_t cns, uint32_t nsid, uint16_t controllerId) {
+    return Expected::admin(0x06).nsid(nsid).dword(10, cns | uint32_t{controllerId} << 16).reads(4096);
+}
+
+Expected logPage(uint8_t lid, uint32_t bytes, uint64_t offset, uint32_t nsid) {
+    const uint32_t dwords0Based = bytes / 4 - 1;
+    return Expected::admin(0x02)
+        .nsid(nsid)
+        .dword(10, lid | (dwords0Based & 0xFFFF) << 16)
+        .dword(11, dwords0Based >> 16)
+        .dword(12, static_cast<uint32_t>(offset))
+        .dword(13, static_cast<uint32_t>(offset >> 32))
+        .reads(bytes);
+}
+
+Expected getFeature(uint8_t fid, uint8_t select, uint32_t nsid, uint32_t dataBytes) {
+    return Expected::admin(0x0A).nsid(nsid).dword(10, fid | uint32_t{select} << 8).reads(dataBytes);
+}
+
+Expected setFeature(uint8_t fid, uint32_t dword11, bool save, uint32_t nsid) {
+    return Expected::admin(0x09).nsid(nsid).dword(10, fid | uint32_t{save} << 31).dword(11, dword11);
+}
+
+Expected hostNamespaces(std::vector<HostNamespace> namespaces) {
+    return Expected::host(HostRequest::NAMESPACES).tells(std::move(namespaces));
+}
+
+Expected hostUses(std::vector<HostNamespace> namespaces) {
+    return Expected::host(HostRequest::USES).tells(std::move(namespaces));
+}
+
+HostNamespace unusedNamespace(uint32_t nsid) {
+    HostNamespace space;
+    space.nsid = nsid;
+    space.node = "/dev/nvme0n" + std::to_string(nsid);
+    space.sizeBytes = uint64_t{1} << 30;
+    space.blockBytes = 512;
+    return space;
+}
+
+}  // namespace fakedrive

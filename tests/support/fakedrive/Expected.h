@@ -1,0 +1,93 @@
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "features/nvme/NvmeCommand.h"
+#include "features/transport/HostCommand.h"
+#include "ostrel/core/CommandResult.h"
+#include "ostrel/core/Payload.h"
+#include "ostrel/core/Status.h"
+#include "tests/support/fakedrive/DriveBytes.h"
+
+namespace fakedrive {
+
+/// One command that a test expects, whole, and what the drive answers. What is not said is zero: every dword counts,
+/// and so do the length of the data and each byte of data to the drive. The time-out counts when it is said.
+///
+///     Expected::admin(0x09).dword(10, 0x80000008).dword(11, 0x0A05).completes()
+///     Expected::admin(0x02).nsid(0xFFFFFFFF).dword(10, 0x007F0002).reads(512).answers(smartLog())
+///     logPage(0x02, 512).refuses(0x4109)
+///     Expected::host(HostRequest::RESET_CONTROLLER).breaks(Status(1, 19, "gone"))
+class Expected {
+public:
+    static Expected admin(uint8_t opcode);
+    static Expected io(uint8_t opcode);
+    static Expected host(features::transport::HostRequest request);
+
+    Expected& nsid(uint32_t value);
+    /// Command dword `number`: 2, 3, or 10 to 15.
+    Expected& dword(unsigned number, uint32_t value);
+    Expected& reads(uint32_t bytes);
+    Expected& writes(const DriveBytes& bytes);
+    Expected& timeoutMs(uint32_t value);
+
+    /// Success, with data; unless reads() said otherwise, as much as was asked for.
+    Expected& answers(const DriveBytes& bytes, uint32_t dword0 = 0);
+    /// Success, without data of note.
+    Expected& completes(uint32_t dword0 = 0);
+    /// The drive's refusal: type and code in the low 11 bits, Do Not Retry 4000h.
+    Expected& refuses(uint16_t statusField, uint32_t dword0 = 0);
+    /// The road fails: the drive was not reached, or its answer was not.
+    Expected& breaks(const ostrel::core::Status& status);
+    /// The host's answer.
+    Expected& tells(std::vector<features::transport::HostNamespace> namespaces);
+    /// Called when the command arrives, before it is answered.
+    Expected& then(std::function<void()> action);
+
+    /// Everything that the drive would see, line by line.
+    std::string text() const;
+    static std::string text(const features::nvme::NvmeCommand& command, const ostrel::core::Payload& toController,
+                            bool withTimeout);
+    static std::string text(const features::transport::HostCommand& command, bool withTimeout);
+    /// Whether the time-out is part of text().
+    bool hasTimeout() const { return timeoutMs_.has_value(); }
+
+    /// Gives the answer.
+    void answer(ostrel::core::CommandResult& result) const;
+
+private:
+    explicit Expected(features::nvme::NvmeCommand command) : nvme_(std::move(command)) {}
+    explicit Expected(features::transport::HostCommand command) : host_(std::move(command)) {}
+
+    features::nvme::NvmeCommand& nvme();
+
+    std::optional<features::nvme::NvmeCommand> nvme_;
+    std::optional<features::transport::HostCommand> host_;
+    std::optional<uint32_t> timeoutMs_;
+    DriveBytes written_;
+    DriveBytes data_;
+    ostrel::core::Status road_;
+    uint16_t statusField_ = 0;
+    uint32_t dword0_ = 0;
+    std::vector<features::transport::HostNamespace> namespaces_;
+    std::function<void()> action_;
+};
+
+/// Identify, 4,096 bytes.
+Expected identify(uint8_t cns, uint32_t nsid = 0, uint16_t controllerId = 0);
+/// Get Log Page of the whole controller, or of what `nsid` says.
+Expected logPage(uint8_t lid, uint32_t bytes, uint64_t offset = 0, uint32_t nsid = 0xFFFFFFFF);
+/// Get Features. `select`: 0 current, 1 default, 2 saved, 3 capabilities.
+Expected getFeature(uint8_t fid, uint8_t select = 0, uint32_t nsid = 0, uint32_t dataBytes = 0);
+Expected setFeature(uint8_t fid, uint32_t dword11, bool save = false, uint32_t nsid = 0);
+/// What the host tells of the namespaces, and of their uses.
+Expected hostNamespaces(std::vector<features::transport::HostNamespace> namespaces);
+Expected hostUses(std::vector<features::transport::HostNamespace> namespaces);
+/// A namespace of 1 GiB in blocks of 512 bytes on /dev/nvme0nN, which nobody uses.
+features::transport::HostNamespace unusedNamespace(uint32_t nsid);
+
+}  // namespace fakedrive

@@ -1,0 +1,435 @@
+#include <gtest/gtest.h>
+
+#include <cerrno>
+
+#include "features/nvme/Drive.h"
+#include "tests/support/fakedrive/FakeDrive.h"
+
+namespace features::nvme {
+namespace {
+
+using fakedrive::DriveBytes;
+using fakedrive::Expected;
+using fakedrive::FakeDrive;
+using ostrel::core::CATEGORY_OS;
+using ostrel::core::Payload;
+using ostrel::core::Status;
+
+std::string textOf(const Status& status) {
+    return std::to_string(status.getCategory()) + "/" + std::to_string(status.getCode()) + " " + status.getMessage();
+}
+
+constexpr const char* SUCCESS = "0/0 Completed successfully.";
+
+/// `size` bytes, each with the low byte of its place in the whole from `first` on.
+DriveBytes counted(size_t size, size_t first = 0) {
+    DriveBytes bytes(size);
+    for (size_t i = 0; i < size; ++i) bytes.byte(i, static_cast<uint8_t>((first + i) % 251));
+    return bytes;
+}
+
+bool isCounted(const Payload& data, size_t size) {
+    if (data.getSize() != size) return false;
+    for (size_t i = 0; i < size; ++i) {
+        if (data.getData()[i] != static_cast<uint8_t>(i % 251)) return false;
+    }
+    return true;
+}
+
+TEST(Drive, IsNamedBySerialNumberAndNode) {
+    FakeDrive fake("SN7", "/dev/nvme3");
+    const Drive drive(*fake.device());
+    EXPECT_EQ(drive.serialNumber(), "SN7");
+    EXPECT_EQ(drive.name(), "SN7 (/dev/nvme3)");
+}
+
+TEST(Drive, SendsACommandWhole) {
+    FakeDrive fake;
+    fake.expect(Expected::io(0x09)
+                    .nsid(7)
+                    .dword(2, 0x22222222)
+                    .dword(3, 0x33333333)
+                    .dword(10, 0x10101010)
+                    .dword(11, 0x11111111)
+                    .dword(12, 0x12121212)
+                    .dword(13, 0x13131313)
+                    .dword(14, 0x14141414)
+                    .dword(15, 0x15151515)
+                    .writes({1, 2, 3, 4})
+                    .timeoutMs(5000)
+                    .completes(0xABCD));
+    Drive drive(*fake.device());
+    NvmeCommand command(Queue::IO, 0x09, "Dataset Management");
+    command.nsid = 7;
+    command.cdw2 = 0x22222222;
+    command.cdw3 = 0x33333333;
+    command.cdw10 = 0x10101010;
+    command.cdw11 = 0x11111111;
+    command.cdw12 = 0x12121212;
+    command.cdw13 = 0x13131313;
+    command.cdw14 = 0x14141414;
+    command.cdw15 = 0x15151515;
+    command.dataLength = 4;
+    command.timeoutMs = 5000;
+    const uint8_t bytes[] = {1, 2, 3, 4};
+    Answer answer;
+    EXPECT_EQ(textOf(drive.send(command, answer, Payload(bytes, 4))), SUCCESS);
+    EXPECT_EQ(answer.completion.dword0, 0xABCDU);
+    EXPECT_EQ(answer.data.getSize(), 0U);
+}
+
+TEST(Drive, TellsARefusalWithAllThatIsKnownOfIt) {
+    FakeDrive fake;
+    fake.expect(Expected::admin(0x80).refuses(0x410A, 0x77));
+    Drive drive(*fake.device());
+    Answer answer;
+    EXPECT_EQ(
+        textOf(drive.send(NvmeCommand(Queue::ADMIN, 0x80, "Format NVM"), answer)),
+        "0/25 Format NVM failed on drive S1 (/dev/nvme0): Invalid Format (status code type 0x1, status code 0x0A, "
+        "opcode 0x80).");
+    EXPECT_TRUE(answer.completion.is(1, 0x0A));
+    EXPECT_TRUE(answer.completion.doNotRetry());
+    EXPECT_EQ(answer.completion.dword0, 0x77U);
+}
+
+TEST(Drive, PassesAFailureOfTheRoadOn) {
+    FakeDrive fake;
+    fake.expect(fakedrive::identify(0x01).breaks(Status(CATEGORY_OS, ENODEV, "System error. It is gone.")));
+    Drive drive(*fake.device());
+    const uint8_t* data = nullptr;
+    EXPECT_EQ(textOf(drive.identifyController(data)), "1/19 System error. It is gone.");
+    EXPECT_EQ(data, nullptr);
+}
+
+TEST(Drive, RefusesLessDataThanItAskedFor) {
+    FakeDrive fake;
+    fake.expect(fakedrive::identify(0x00, 1).answers(DriveBytes(4095)));
+    Drive drive(*fake.device());
+    Payload data;
+    EXPECT_EQ(textOf(drive.identify(0x00, 1, 0, data)),
+              "10/33 Failed to retrieve data from drive S1 (/dev/nvme0): Identify returned less than was asked for.");
+    EXPECT_EQ(data.getSize(), 0U);
+}
+
+TEST(Drive, IdentifyHasItsFields) {
+    FakeDrive fake;
+    fake.expect(Expected::admin(0x06).nsid(5).dword(10, 0x01020012).reads(4096).answers(counted(4096)));
+    Drive drive(*fake.device());
+    Payload data;
+    EXPECT_EQ(textOf(drive.identify(0x12, 5, 0x0102, data)), SUCCESS);
+    EXPECT_TRUE(isCounted(data, 4096));
+}
+
+TEST(Drive, IdentifyControllerIsAskedOnceUntilItIsForgotten) {
+    FakeDrive fake;
+    fake.expect(Expected::admin(0x06).dword(10, 1).reads(4096).answers(fakedrive::identifyController()));
+    Drive drive(*fake.device());
+    const uint8_t* data = nullptr;
+    EXPECT_EQ(textOf(drive.identifyController(data)), SUCCESS);
+    ASSERT_NE(data, nullptr);
+    EXPECT_EQ(data[4], 'S');
+    const uint8_t* again = nullptr;
+    EXPECT_EQ(textOf(drive.identifyController(again)), SUCCESS);
+    EXPECT_EQ(again, data);
+    fake.expectDone();
+
+    drive.forgetIdentify();
+    fake.expect(fakedrive::identify(0x01).answers(fakedrive::identifyController().byte(4, 'T')));
+    EXPECT_EQ(textOf(drive.identifyController(data)), SUCCESS);
+    EXPECT_EQ(data[4], 'T');
+}
+
+TEST(Drive, ARefusedIdentifyControllerIsAskedAgain) {
+    FakeDrive fake;
+    fake.expect(fakedrive::identify(0x01).refuses(0x4006));
+    fake.expect(fakedrive::identify(0x01).answers(fakedrive::identifyController()));
+    Drive drive(*fake.device());
+    const uint8_t* data = nullptr;
+    EXPECT_TRUE(drive.identifyController(data).is(0, 25));
+    EXPECT_EQ(textOf(drive.identifyController(data)), SUCCESS);
+}
+
+constexpr struct {
+    uint8_t mdts;
+    uint32_t bytes;
+    const char* why;
+} TRANSFERS[] = {
+    {0, 256 * 1024, "no limit: what the kernel takes"},
+    {1, 8192, "2 pages"},
+    {5, 128 * 1024, "32 pages"},
+    {7, 512 * 1024, "128 pages"},
+    {8, 1024 * 1024, "256 pages"},
+    {9, 1024 * 1024, "never more than 1 MiB"},
+    {31, 1024 * 1024, "nor with a number that no dword holds"},
+    {32, 1024 * 1024, "nor with one that no shift takes"},
+    {255, 1024 * 1024, "nor with the greatest"},
+};
+TEST(Drive, MdtsLimitsTransfers) {
+    for (const auto& c : TRANSFERS) {
+        FakeDrive fake;
+        fake.expect(fakedrive::identify(0x01).answers(fakedrive::identifyController().byte(77, c.mdts)));
+        Drive drive(*fake.device());
+        uint32_t bytes = 0;
+        EXPECT_EQ(textOf(drive.maxTransferBytes(bytes)), SUCCESS);
+        EXPECT_EQ(bytes, c.bytes) << c.why;
+    }
+}
+
+TEST(Drive, AShortLogPageIsOneCommand) {
+    FakeDrive fake;
+    fake.expect(Expected::admin(0x02).nsid(0xFFFFFFFF).dword(10, 0x007F0002).reads(512).answers(counted(512)));
+    Drive drive(*fake.device());
+    LogPageRequest request;
+    request.lid = 0x02;
+    Payload data;
+    EXPECT_EQ(textOf(drive.readLogPage(request, 512, data)), SUCCESS);
+    EXPECT_TRUE(isCounted(data, 512));
+}
+
+TEST(Drive, ALogPageHasEveryFieldOfTheRequest) {
+    FakeDrive fake;
+    fake.expect(Expected::admin(0x02).nsid(3).dword(10, 0x0000FFC5).dword(11, 0x01020000).reads(4).answers(counted(4)));
+    Drive drive(*fake.device());
+    LogPageRequest request;
+    request.lid = 0xC5;
+    request.nsid = 3;
+    request.lsp = 0x7F;
+    request.lsi = 0x0102;
+    request.retainEvent = true;
+    Payload data;
+    EXPECT_EQ(textOf(drive.readLogPage(request, 4, data)), SUCCESS);
+}
+
+// 8 KiB at a time out of 20,484 bytes, from an offset above 4 GiB on.
+TEST(Drive, ALongLogPageComesInPieces) {
+    FakeDrive fake;
+    fake.expect(fakedrive::identify(0x01).answers(fakedrive::identifyController().byte(77, 1)))
+        .expect(Expected::admin(0x02)
+                    .nsid(0xFFFFFFFF)
+                    .dword(10, 0x07FF8107)
+                    .dword(12, 0xFFFFF000)
+                    .dword(13, 0x00000001)
+                    .reads(8192)
+                    .answers(counted(8192)))
+        .expect(Expected::admin(0x02)
+                    .nsid(0xFFFFFFFF)
+                    .dword(10, 0x07FF8207)
+                    .dword(12, 0x00001000)
+                    .dword(13, 0x00000002)
+                    .reads(8192)
+                    .answers(counted(8192, 8192)))
+        .expect(Expected::admin(0x02)
+                    .nsid(0xFFFFFFFF)
+                    .dword(10, 0x04008207)
+                    .dword(12, 0x00003000)
+                    .dword(13, 0x00000002)
+                    .reads(4100)
+                    .answers(counted(4100, 16384)));
+    Drive drive(*fake.device());
+    LogPageRequest request;
+    request.lid = 0x07;
+    request.lsp = 1;
+    request.lspOfFurtherPieces = 2;
+    request.retainEvent = true;
+    request.offset = 0x1FFFFF000;
+    Payload data;
+    EXPECT_EQ(textOf(drive.readLogPage(request, 20484, data)), SUCCESS);
+    EXPECT_TRUE(isCounted(data, 20484));
+}
+
+TEST(Drive, TheNumberOfDwordsReachesIntoDword11) {
+    FakeDrive fake;
+    fake.expect(fakedrive::identify(0x01).answers(fakedrive::identifyController().byte(77, 8)))
+        .expect(Expected::admin(0x02)
+                    .nsid(0xFFFFFFFF)
+                    .dword(10, 0xFFFF0008)
+                    .dword(11, 0x00000003)
+                    .reads(1024 * 1024)
+                    .answers(counted(1024 * 1024)));
+    Drive drive(*fake.device());
+    LogPageRequest request;
+    request.lid = 0x08;
+    Payload data;
+    EXPECT_EQ(textOf(drive.readLogPage(request, 1024 * 1024, data)), SUCCESS);
+    EXPECT_TRUE(isCounted(data, 1024 * 1024));
+}
+
+// The system takes 128 KiB: 512 KiB and 256 KiB are refused, and nothing was sent. The next log begins with 128.
+TEST(Drive, PiecesAreHalvedUntilTheSystemTakesThem) {
+    const Status tooMuch(CATEGORY_OS, EINVAL, "System error.");
+    FakeDrive fake;
+    fake.expect(fakedrive::identify(0x01).answers(fakedrive::identifyController()))
+        .expect(fakedrive::logPage(0x07, 512 * 1024).breaks(tooMuch))
+        .expect(fakedrive::logPage(0x07, 256 * 1024).breaks(tooMuch))
+        .expect(fakedrive::logPage(0x07, 128 * 1024).answers(counted(128 * 1024)))
+        .expect(fakedrive::logPage(0x07, 128 * 1024, 128 * 1024).answers(counted(128 * 1024, 128 * 1024)))
+        .expect(fakedrive::logPage(0x07, 128 * 1024, 256 * 1024).answers(counted(128 * 1024, 256 * 1024)))
+        .expect(fakedrive::logPage(0x07, 128 * 1024, 384 * 1024).answers(counted(128 * 1024, 384 * 1024)));
+    Drive drive(*fake.device());
+    LogPageRequest request;
+    request.lid = 0x07;
+    Payload data;
+    EXPECT_EQ(textOf(drive.readLogPage(request, 512 * 1024, data)), SUCCESS);
+    EXPECT_TRUE(isCounted(data, 512 * 1024));
+    fake.expectDone();
+    uint32_t bytes = 0;
+    EXPECT_EQ(textOf(drive.maxTransferBytes(bytes)), SUCCESS);
+    EXPECT_EQ(bytes, 128U * 1024);
+}
+
+TEST(Drive, HalvingEndsAtAPage) {
+    const Status tooMuch(CATEGORY_OS, EINVAL, "System error.");
+    FakeDrive fake;
+    fake.expect(fakedrive::identify(0x01).answers(fakedrive::identifyController().byte(77, 1)))
+        .expect(fakedrive::logPage(0x07, 8192).breaks(tooMuch))
+        .expect(fakedrive::logPage(0x07, 4096).breaks(tooMuch));
+    Drive drive(*fake.device());
+    LogPageRequest request;
+    request.lid = 0x07;
+    Payload data;
+    EXPECT_EQ(textOf(drive.readLogPage(request, 8192, data)), "1/22 System error.");
+    EXPECT_EQ(data.getSize(), 0U);
+}
+
+TEST(Drive, HalvedPiecesAreWholePages) {
+    FakeDrive fake;
+    Drive drive(*fake.device());
+    uint32_t piece = 5 * 4096;
+    std::vector<uint32_t> tried;
+    const Status status = drive.sendHalvingPieces(piece, [&](uint32_t most) {
+        tried.push_back(most);
+        return most > 4096 ? Status(CATEGORY_OS, EINVAL, "System error.") : Status();
+    });
+    EXPECT_EQ(textOf(status), SUCCESS);
+    EXPECT_EQ(tried, (std::vector<uint32_t>{20480, 8192, 4096}));
+    EXPECT_EQ(piece, 4096U);
+}
+
+TEST(Drive, APieceThatFailsEndsTheLog) {
+    FakeDrive fake;
+    fake.expect(fakedrive::identify(0x01).answers(fakedrive::identifyController().byte(77, 1)))
+        .expect(fakedrive::logPage(0x07, 8192).answers(counted(8192)))
+        .expect(fakedrive::logPage(0x07, 8192, 8192).refuses(0x0004));
+    Drive drive(*fake.device());
+    LogPageRequest request;
+    request.lid = 0x07;
+    Payload data;
+    EXPECT_EQ(
+        textOf(drive.readLogPage(request, 24576, data)),
+        "0/25 Get Log Page failed on drive S1 (/dev/nvme0): Data Transfer Error (status code type 0x0, status code "
+        "0x04, opcode 0x02).");
+    EXPECT_EQ(data.getSize(), 0U);
+}
+
+constexpr const char* NO_EXTENDED_DATA =
+    "10/34 Drive S1 (/dev/nvme0) gives a log page from its start and in one piece only.";
+
+// Without extended data there is no offset, and 12 bits tell the number of dwords: 16 KiB and no more.
+TEST(Drive, AControllerWithoutExtendedDataIsAskedForOnePiece) {
+    const DriveBytes plain = fakedrive::identifyController().byte(261, 0);
+    LogPageRequest request;
+    request.lid = 0x01;
+    Payload data;
+    {
+        FakeDrive fake;
+        fake.expect(fakedrive::identify(0x01).answers(plain))
+            .expect(Expected::admin(0x02).nsid(0xFFFFFFFF).dword(10, 0x0FFF0001).reads(16384).answers(counted(16384)));
+        Drive drive(*fake.device());
+        EXPECT_EQ(textOf(drive.readLogPage(request, 16384, data)), SUCCESS);
+        EXPECT_TRUE(isCounted(data, 16384));
+        EXPECT_EQ(textOf(drive.readLogPage(request, 16388, data)), NO_EXTENDED_DATA);
+    }
+    {
+        FakeDrive fake;
+        fake.expect(fakedrive::identify(0x01).answers(plain));
+        Drive drive(*fake.device());
+        request.offset = 4;
+        EXPECT_EQ(textOf(drive.readLogPage(request, 4, data)), NO_EXTENDED_DATA)
+            << "the offset would be passed over, and the wrong bytes would come";
+    }
+    {
+        FakeDrive fake;
+        fake.expect(fakedrive::identify(0x01).answers(plain))
+            .expect(fakedrive::logPage(0x01, 16384).breaks(Status(CATEGORY_OS, EINVAL, "System error.")));
+        Drive drive(*fake.device());
+        request.offset = 0;
+        EXPECT_EQ(textOf(drive.readLogPage(request, 16384, data)), NO_EXTENDED_DATA) << "half of it is not the log";
+    }
+}
+
+constexpr struct {
+    uint64_t length;
+    uint64_t offset;
+    uint8_t lsp;
+    uint8_t lspOfFurtherPieces;
+} OUT_OF_BOUNDS[] = {
+    {0, 0, 0, 0}, {3, 0, 0, 0}, {513, 0, 0, 0}, {512, 2, 0, 0}, {512, 0, 0x80, 0}, {512, 0, 0, 0x80},
+};
+TEST(Drive, SendsNothingForNumbersThatDoNotFit) {
+    for (const auto& c : OUT_OF_BOUNDS) {
+        FakeDrive fake;
+        Drive drive(*fake.device());
+        LogPageRequest request;
+        request.lsp = c.lsp;
+        request.lspOfFurtherPieces = c.lspOfFurtherPieces;
+        request.offset = c.offset;
+        Payload data;
+        EXPECT_EQ(textOf(drive.readLogPage(request, c.length, data)), "0/14 Request is out of bounds.");
+    }
+}
+
+TEST(Drive, GetFeaturesHasItsFields) {
+    FakeDrive fake;
+    fake.expect(Expected::admin(0x0A)
+                    .nsid(1)
+                    .dword(10, 0x0000020E)
+                    .dword(11, 0x11)
+                    .dword(12, 0x12)
+                    .dword(13, 0x13)
+                    .reads(8)
+                    .answers(counted(8), 0x55))
+        .expect(Expected::admin(0x0A)
+                    .nsid(1)
+                    .dword(10, 0x0000030E)
+                    .dword(11, 0x11)
+                    .dword(12, 0x12)
+                    .dword(13, 0x13)
+                    .completes(5));
+    Drive drive(*fake.device());
+    FeatureRequest request;
+    request.fid = 0x0E;
+    request.nsid = 1;
+    request.cdw11 = 0x11;
+    request.cdw12 = 0x12;
+    request.cdw13 = 0x13;
+    request.dataLength = 8;
+    Answer answer;
+    EXPECT_EQ(textOf(drive.getFeature(request, Select::SAVED, answer)), SUCCESS);
+    EXPECT_TRUE(isCounted(answer.data, 8));
+    EXPECT_EQ(answer.completion.dword0, 0x55U);
+    EXPECT_EQ(textOf(drive.getFeature(request, Select::CAPABILITIES, answer)), SUCCESS)
+        << "capabilities come without data";
+    EXPECT_EQ(answer.completion.dword0, 5U);
+    EXPECT_EQ(answer.data.getSize(), 0U);
+}
+
+TEST(Drive, SetFeaturesHasItsFields) {
+    FakeDrive fake;
+    fake.expect(Expected::admin(0x09).nsid(1).dword(10, 0x80000004).dword(11, 0x157).completes())
+        .expect(Expected::admin(0x09).dword(10, 0x0000000E).writes({1, 2, 3, 4, 5, 6, 7, 8}).completes(9));
+    Drive drive(*fake.device());
+    FeatureRequest threshold;
+    threshold.fid = 0x04;
+    threshold.nsid = 1;
+    threshold.cdw11 = 0x157;
+    Answer answer;
+    EXPECT_EQ(textOf(drive.setFeature(threshold, true, Payload(), answer)), SUCCESS);
+    FeatureRequest timestamp;
+    timestamp.fid = 0x0E;
+    const uint8_t bytes[] = {1, 2, 3, 4, 5, 6, 7, 8};
+    EXPECT_EQ(textOf(drive.setFeature(timestamp, false, Payload(bytes, 8), answer)), SUCCESS);
+    EXPECT_EQ(answer.completion.dword0, 9U);
+}
+
+}  // namespace
+}  // namespace features::nvme
