@@ -40,8 +40,8 @@ namespace ostrel::core {
 /// Ownership: the engine owns a command from add() until its callback has returned. Commands that are never completed
 ///            are freed with the engine.
 /// Errors:    what the transport could not do is told in the command's own status; the command is completed all the
-///            same. A thread that cannot be created throws boost::thread_resource_error out of add(), before the
-///            command is queued; the engine then counts as running with the threads that it has, until stop().
+///            same. A thread that cannot be created throws boost::thread_resource_error out of add(), which frees the
+///            command; the engine then counts as running with the threads that it has, until stop().
 /// Threads:   add() from any thread, also from send() and from callbacks (as long as there is room: a sender or
 ///            callback thread that waits for itself waits for good). stop() and the setters from any thread but the
 ///            engine's own, and not from onStart() or onStop(). No lock of the queues is ever held over a call of
@@ -66,7 +66,7 @@ public:
     /// Takes over the numbers of threads of `other`, through the setters. Queues and threads are nobody else's.
     AsyncEngine& operator=(const AsyncEngine& other);
 
-    /// Queues a command; waits while the send queue holds 64.
+    /// Queues a command, which is not null; waits while the send queue holds 64.
     ///
     /// The first add() starts the threads; of several first ones, one does. After stop() an add() queues all the same
     /// but starts nothing, and waits for good once the queue is full, until a setter and a further add() have started

@@ -86,7 +86,7 @@ void logDevice(const Device& device) {
 int eraseDevice(Devices& devices, const std::shared_ptr<Device>& device) {
     OSTREL_TRACE();
     const auto found = std::find(devices.begin(), devices.end(), device);
-    if (device == nullptr || found == devices.end()) return 0;
+    if (found == devices.end()) return 0;
     devices.erase(found);
     for (std::size_t i = 0; i < devices.size(); ++i) setIndex(*devices[i], i);
     return 1;

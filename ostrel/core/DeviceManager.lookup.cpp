@@ -48,10 +48,12 @@ bool hasPartition(const Device& device, std::string_view path, bool ignoreCase) 
                        [&](const AttributeList& partition) { return hasText(partition, name, path, ignoreCase); });
 }
 
-// A number of the device; the default of the attribute's type where it has none.
-std::int64_t numberOf(const Device& device, const Attribute& attribute) {
+// The value of a "sint32"; its default, -1, where the device has none.
+std::int32_t numberOf(const Device& device, const Attribute& attribute) {
     OSTREL_TRACE();
-    return toNumber<std::int64_t>(device.getAttribute(attribute).getText());
+    const auto found = device.getAttributes().find(attribute.getName());
+    if (found == device.getAttributes().end() || found->second.getSize() == 0) return -1;
+    return static_cast<std::int32_t>(found->second.getNumber());
 }
 
 // The form of "PNPString" of a drive identifier: "SCSI\DISK\4&1" of "\\?\scsi#disk#4&1#{class}". Nothing when the text

@@ -463,6 +463,28 @@ TEST(DeviceManager, LsiRemovalAgreesWithLookingAtEveryPair) {
     }
 }
 
+// Every even device has a twin behind an LSI controller, every one a path of its own.
+TEST(DeviceManager, ScansTenThousandDevices) {
+    constexpr size_t COUNT = 10000;
+    DeviceManager manager;
+    manager.addDeviceFinder(HookedFinder("Many", [](Devices& found) {
+        for (size_t i = COUNT; i > 0; --i) {
+            const std::string number = std::to_string(COUNT + i - 1);  // of five digits, so that text order is order
+            found.push_back(deviceAt((i % 2 == 0 ? "LSI:" : "/dev/") + number, "S" + std::to_string((i - 1) / 2)));
+        }
+    }));
+    manager.scan();
+    ASSERT_EQ(manager.getDevices().size(), COUNT / 2);
+    for (size_t i = 0; i < COUNT / 2; ++i) {
+        const std::string path = "/dev/" + std::to_string(COUNT + 2 * i);
+        ASSERT_EQ(textOfAttribute(*manager.getDevices()[i], vocabulary::devicePath()), path);
+        ASSERT_EQ(textOfAttribute(*manager.getDevices()[i], vocabulary::index()), std::to_string(i));
+    }
+    EXPECT_EQ(manager.getDeviceByIndex(4999), manager.getDevices().back());
+    EXPECT_EQ(manager.getDeviceBySerialNumber("s4999"), manager.getDevices().back());
+    EXPECT_EQ(manager.getDeviceByPath("/DEV/19998"), manager.getDevices().back());
+}
+
 // Lookup.
 
 class DeviceLookup : public testing::Test {
@@ -626,6 +648,12 @@ TEST_F(DeviceLookup, CsmiNeedsFlagPortAndEightBytesOfAddress) {
 TEST_F(DeviceLookup, PnpStringIsComparedExactlyWithTheUpperCasedIdentifier) {
     set(*first, vocabulary::pnpString(), "scsi\\disk&ven_x\\4&1");
     EXPECT_EQ(found("DriveId", "scsi\\disk&ven_x\\4&1"), "-") << "a device tells it in capitals";
+}
+
+TEST_F(DeviceLookup, PrefixOfADriveIdIsDroppedOnlyFromSomethingLonger) {
+    set(*second, vocabulary::pnpString(), "");
+    EXPECT_EQ(found("DriveId", "\\\\?\\"), "-");
+    EXPECT_EQ(found("DriveId", "\\\\?\\{"), "second") << "of which nothing is left";
 }
 
 TEST_F(DeviceLookup, RemovalNumbersTheOthersAnew) {
