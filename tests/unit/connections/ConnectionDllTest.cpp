@@ -196,3 +196,33 @@ TEST(ConnectionSlots, StandInTheOrderThatTheFeatureLibraryKnows) {
 TEST_F(ConnectionDll, HasNoPartitions) {
     EXPECT_EQ(describe(Connection(LIBRARY).getPartitionStatus()), "0/3 Device has no partitions.");
 }
+
+namespace {
+
+template <typename Base>
+struct NextSlot : Base {
+    virtual void next();
+};
+
+template <typename Class>
+std::size_t assignmentSlot() {
+    return virtualSlot(static_cast<Class& (Class::*)(const Class&)>(&Class::operator=));
+}
+
+}  // namespace
+
+// The feature library is built against this order. Slots 0 and 1 are the destructor's.
+TEST_F(ConnectionDll, KeepsItsVirtualSlots) {
+    using Base = ostrel::core::Connection;
+    using Middle = ostrel::connections::common::dll::Connection;
+    EXPECT_EQ(virtualSlot(&Base::open), 2u);
+    EXPECT_EQ(virtualSlot(&Base::close), 3u);
+    EXPECT_EQ(virtualSlot(&Base::isOpen), 4u);
+    EXPECT_EQ(virtualSlot(&Base::getPartitionStatus), 5u);
+    EXPECT_EQ(virtualSlot(&Base::clone), 6u);
+    EXPECT_EQ(assignmentSlot<Base>(), 7u);
+    EXPECT_EQ(virtualSlot(&NextSlot<Base>::next), 8u);
+    EXPECT_EQ(virtualSlot(&Middle::loadFunction), 8u);
+    EXPECT_EQ(assignmentSlot<Middle>(), 9u);
+    EXPECT_EQ(assignmentSlot<Connection>(), 10u);
+}

@@ -9,6 +9,7 @@
 #include "ostrel/core/xml/XmlMessage.h"
 #include "ostrel/core/xml/XmlObject.h"
 #include "ostrel/core/xml/XmlProperty.h"
+#include "tests/support/VirtualSlots.h"
 
 using namespace ostrel::core::xml;
 
@@ -213,4 +214,12 @@ TEST(XmlProperty, Clones) {
     ASSERT_NE(dynamic_cast<XmlProperty*>(clone.get()), nullptr);
     original->clearAttributes();
     EXPECT_EQ(xmlOf(*clone), R"(<Property name="x"/>)");
+}
+
+// The feature library is built against this order. Slots 0 and 1 are the destructor's.
+TEST(XmlElement, KeepsItsVirtualSlots) {
+    EXPECT_EQ(virtualSlot(&XmlElement::appendXml), 2u);
+    EXPECT_EQ(virtualSlot(&XmlElement::find), 3u);
+    EXPECT_EQ(virtualSlot(&XmlElement::clone), 4u);
+    EXPECT_EQ(virtualSlot(&XmlElement::isEmpty), 5u);
 }
