@@ -1,0 +1,87 @@
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "features/jobs/DriveOutput.h"
+#include "ostrel/core/AttributeVocabulary.h"
+
+namespace features::jobs {
+namespace {
+
+using namespace ostrel::core;
+
+/// The XML of all that was added.
+std::string textOf(DriveOutput& out) {
+    std::string text;
+    for (const auto& object : out.take()) {
+        object->appendXml(text);
+        text += '\n';
+    }
+    return text;
+}
+
+AttributeList temperature(int32_t celsius) {
+    Attribute attribute("Temperature", "Temperature", typeSint32(), celsius);
+    attribute.setDescription("C");
+    return {{"Temperature", attribute}};
+}
+
+AttributeList requested(const std::string& name) {
+    return {{name, Attribute(name, "", typeString())}};
+}
+
+TEST(DriveOutput, ShowsAttributesUnderHeadingAndSerialNumber) {
+    DriveOutput out("S1", nullptr);
+    out.addAttributes("Health Sensors", temperature(38));
+    EXPECT_EQ(textOf(out),
+              R"(<Object category="attributeList" key="Health Sensors S1">)"
+              R"(<Property category="attribute" description="C" displayName="Temperature" name="Temperature")"
+              R"( size="4" type="sint32" value="38"/></Object>)"
+              "\n");
+}
+
+TEST(DriveOutput, FindsRequestedAttributesInAnyCase) {
+    const AttributeList names = requested("tempERATURE");
+    DriveOutput out("S1", &names);
+    out.addAttributes("Health Sensors", temperature(-5));
+    EXPECT_EQ(textOf(out),
+              R"(<Object category="attributeList" key="Health Sensors S1">)"
+              R"(<Property category="attribute" description="C" displayName="Temperature" name="Temperature")"
+              R"( size="4" type="sint32" value="-5"/></Object>)"
+              "\n");
+}
+
+TEST(DriveOutput, TellsRequestedAttributesThatAreNotThere) {
+    const AttributeList names = requested("Foo");
+    DriveOutput out("S1", &names);
+    out.addAttributes("Health Sensors", temperature(38));
+    EXPECT_EQ(textOf(out), R"(<Object category="attributeList" key="Health Sensors S1">)"
+                           R"(<Property category="attribute" displayName="" name="Foo" size="19" type="string")"
+                           R"( value="Property not found"/></Object>)"
+                           "\n");
+}
+
+TEST(DriveOutput, ShowsATreeInItsOwnOrder) {
+    DriveOutput out("S1", nullptr);
+    nvme::FieldTree tree{"Log", {}, {}};
+    tree.add("B", "second letter", "1");
+    tree.add("A", "2");
+    tree.addPart("Part").add("C", "3");
+    out.addTree(tree);
+    EXPECT_EQ(textOf(out),
+              R"(<Object key="S1" name="Log"><Property description="second letter" name="B" value="1"/>)"
+              R"(<Property name="A" value="2"/><Object name="Part"><Property name="C" value="3"/></Object></Object>)"
+              "\n");
+}
+
+TEST(DriveOutput, HeadsAStatusByTitleAndSerialNumber) {
+    DriveOutput out("S1", nullptr);
+    out.addStatus("Format", Status(10, 34, "No <such> feature."));
+    EXPECT_EQ(textOf(out),
+              R"(<Object category="status" key="S1" name="Format"><Property name="Category" value="10"/>)"
+              R"(<Property name="Code" value="34"/><Property name="Message" value="No &amp;lt;such&amp;gt; feature."/>)"
+              "</Object>\n");
+}
+
+}  // namespace
+}  // namespace features::jobs

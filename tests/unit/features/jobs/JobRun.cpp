@@ -1,0 +1,74 @@
+#include "tests/unit/features/jobs/JobRun.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+
+#include "ostrel/core/xml/XmlProperty.h"
+
+namespace features::jobs {
+
+using namespace ostrel::core;
+using ostrel::interfaces::ostreli::Job;
+
+namespace {
+
+void sortAttributeLists(xml::XmlObject& object) {
+    if (object.getAttribute(xml::KEY_CATEGORY) == xml::CATEGORY_ATTRIBUTE_LIST) {
+        std::sort(object.properties.begin(), object.properties.end(), [](const auto& left, const auto& right) {
+            return left->getAttribute(xml::KEY_NAME) < right->getAttribute(xml::KEY_NAME);
+        });
+    }
+    for (const auto& child : object.objects) sortAttributeLists(*child);
+}
+
+/// A line end before each tag but the first. Attribute values have no '<'.
+std::string onLines(const std::string& text) {
+    std::string lines;
+    for (const char c : text) {
+        if (c == '<' && !lines.empty()) lines += '\n';
+        lines += c;
+    }
+    return lines;
+}
+
+}  // namespace
+
+JobRun::JobRun(Job& job, const std::string& type)
+    : job_(job), request_(Job::createRequest(job.getName(), type, true, "", "")) {}
+
+JobRun& JobRun::with(const std::string& key, const std::string& value) {
+    Job::addProperty(*request_, Attribute(key, key, typeString()), value);
+    return *this;
+}
+
+JobRun& JobRun::asking(const std::string& name) {
+    Job::addRequestedGetProperty(*request_, Attribute(name, "", typeString()));
+    return *this;
+}
+
+JobRun& JobRun::setting(Attribute attribute, const std::string& value) {
+    EXPECT_EQ(attribute.fromText(value).getCode(), 0U) << value;
+    Job::addRequestedGetProperty(*request_, attribute);
+    return *this;
+}
+
+std::string JobRun::on(const std::vector<const fakedrive::FakeDrive*>& drives) {
+    std::vector<std::shared_ptr<Device>> devices;
+    for (const fakedrive::FakeDrive* drive : drives) devices.push_back(drive->device());
+    job_.setInput(*request_);
+    job_.setDevices(devices);
+    const auto output = std::make_shared<xml::XmlObject>();
+    const Status status = job_.run(output);
+    std::string text = std::to_string(status.getCategory()) + "/" + std::to_string(status.getCode());
+    if (!status.getMessage().empty() && !status.is(0, 0)) text += " " + status.getMessage();
+    for (const auto& object : output->objects) {
+        sortAttributeLists(*object);
+        std::string wire;
+        object->appendXml(wire);
+        text += "\n" + onLines(wire);
+    }
+    return text;
+}
+
+}  // namespace features::jobs
