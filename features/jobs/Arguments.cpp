@@ -3,6 +3,7 @@
 #include <cctype>
 #include <limits>
 
+#include "features/nvme/FieldTree.h"
 #include "ostrel/core/ScopeTrace.h"
 #include "ostrel/core/Strings.h"
 #include "ostrel/core/xml/XmlConstants.h"
@@ -14,12 +15,18 @@ using namespace ostrel::core;
 
 namespace {
 
+bool isHexadecimal(const std::string& text, bool hasPrefix, Digits digits) {
+    if (digits == Digits::DECIMAL_OR_HEX) return hasPrefix || !isInteger(text);
+    return hasPrefix || digits == Digits::HEX;
+}
+
 /// Strict, unlike the core's reading of numbers: every character counts, and what does not fit 64 bits is no number.
-bool readNumber(const std::string& text, uint64_t& value) {
-    const bool hex = text.size() > 2 && text[0] == '0' && (text[1] == 'x' || text[1] == 'X');
+bool readNumber(const std::string& text, Digits digits, uint64_t& value) {
+    const bool hasPrefix = text.size() > 2 && text[0] == '0' && (text[1] == 'x' || text[1] == 'X');
+    const bool hex = isHexadecimal(text, hasPrefix, digits);
     const unsigned base = hex ? 16 : 10;
     uint64_t number = 0;
-    for (const char c : text.substr(hex ? 2 : 0)) {
+    for (const char c : text.substr(hasPrefix ? 2 : 0)) {
         const auto digit = static_cast<unsigned char>(c);
         if (hex ? std::isxdigit(digit) == 0 : std::isdigit(digit) == 0) return false;
         const unsigned weight =
@@ -56,15 +63,28 @@ bool Arguments::flag(const std::string& key, bool absent) const {
     return *value == "1" || toBoolean(*value);
 }
 
-Status Arguments::number(const std::string& key, uint64_t most, std::optional<uint64_t>& value) const {
+Status Arguments::boolean(const std::string& key, std::optional<bool>& value) const {
+    OSTREL_TRACE();
+    const std::string* text = find(key);
+    if (text == nullptr || text->empty()) return Status();
+    if (!isBoolean(*text)) {
+        return Status(CATEGORY_FEATURE, 36,
+                      "Invalid value given for " + key + ": '" + *text + "'. It must be true or false.");
+    }
+    value = flag(key);
+    return Status();
+}
+
+Status Arguments::number(const std::string& key, uint64_t most, std::optional<uint64_t>& value, Digits digits) const {
     OSTREL_TRACE();
     const std::string* text = find(key);
     if (text == nullptr || text->empty()) return Status();
     uint64_t number = 0;
-    if (!readNumber(*text, number) || number > most) {
+    if (!readNumber(*text, digits, number) || number > most) {
+        const std::string range = digits == Digits::HEX ? "a hexadecimal number from 0 to " + nvme::hexText(most)
+                                                        : "a number from 0 to " + std::to_string(most);
         return Status(CATEGORY_FEATURE, 36,
-                      "Invalid value given for " + key + ": '" + *text + "'. It must be a number from 0 to " +
-                          std::to_string(most) + ".");
+                      "Invalid value given for " + key + ": '" + *text + "'. It must be " + range + ".");
     }
     value = number;
     return Status();

@@ -9,6 +9,13 @@
 
 namespace features::jobs {
 
+/// How the digits of a number are read.
+enum class Digits : uint8_t {
+    DECIMAL,         ///< decimal; hexadecimal behind "0x"
+    DECIMAL_OR_HEX,  ///< likewise, and digits that are not all decimal are hexadecimal without "0x" too
+    HEX,             ///< hexadecimal, with "0x" or without
+};
+
 /// The arguments of a request: the properties of its root, by name. Of equal names the last one counts. An argument
 /// with an empty value counts as absent where the method says so.
 ///
@@ -24,8 +31,11 @@ public:
     std::string text(const std::string& key) const;
     /// Whether the value is "true" or "1", ignoring case; `absent` when there is none.
     bool flag(const std::string& key, bool absent = false) const;
-    /// Decimal or "0x" hexadecimal, at most `most`. Absent or empty leaves `value` empty.
-    ostrel::core::Status number(const std::string& key, uint64_t most, std::optional<uint64_t>& value) const;
+    /// "true", "false", "1" or "0", ignoring case. Absent or empty leaves `value` empty.
+    ostrel::core::Status boolean(const std::string& key, std::optional<bool>& value) const;
+    /// At most `most`. Absent or empty leaves `value` empty.
+    ostrel::core::Status number(const std::string& key, uint64_t most, std::optional<uint64_t>& value,
+                                Digits digits = Digits::DECIMAL) const;
 
 private:
     const std::string* find(const std::string& key) const;

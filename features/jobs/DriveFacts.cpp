@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "features/jobs/LogReading.h"
 #include "features/nvme/LogPages.h"
 #include "features/nvme/Opcodes.h"
 #include "ostrel/core/AttributeVocabulary.h"
@@ -18,11 +19,6 @@ using transport::HostNamespace;
 namespace {
 
 constexpr uint32_t LOG_BYTES = 512;
-
-/// A refusal by the drive; anything else that is no success is the road's failure.
-bool isRefusal(const Status& status) {
-    return status.is(CATEGORY_CORE, 25);
-}
 
 }  // namespace
 
@@ -98,11 +94,7 @@ const uint8_t* DriveFacts::logPage(Part& part, uint8_t lid) {
     OSTREL_TRACE();
     if (!part) {
         part.emplace();
-        nvme::LogPageRequest request;
-        request.lid = lid;
-        // A log that is only looked at must not acknowledge an event that somebody waits for.
-        request.retainEvent = true;
-        if (mayAsk()) (void)accept(drive_.readLogPage(request, LOG_BYTES, *part));
+        if (mayAsk()) (void)accept(readLog(drive_, lid, LOG_BYTES, *part));
     }
     return bytesOf(part);
 }

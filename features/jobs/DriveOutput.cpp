@@ -18,9 +18,7 @@ namespace {
 AttributeList selected(const AttributeList& attributes, const AttributeList& requested) {
     AttributeList list;
     for (const auto& [word, request] : requested) {
-        const auto found = std::find_if(attributes.begin(), attributes.end(), [&, &name = word](const auto& entry) {
-            return equals(entry.first, name, true);
-        });
+        const auto found = findIgnoringCase(attributes, word);
         if (found != attributes.end()) {
             list.insert(*found);
         } else {
@@ -39,6 +37,13 @@ void DriveOutput::addAttributes(const std::string& heading, const AttributeList&
     // The reader of an attribute list shows its key alone as the heading.
     object->attributes[xml::KEY_KEY] = heading + " " + serialNumber_;
     add(std::move(object));
+}
+
+bool DriveOutput::hasAllRequested(const AttributeList& attributes) const {
+    OSTREL_TRACE();
+    return requested_ != nullptr && std::all_of(requested_->begin(), requested_->end(), [&](const auto& request) {
+               return findIgnoringCase(attributes, request.first) != attributes.end();
+           });
 }
 
 void DriveOutput::addTree(const nvme::FieldTree& tree) {

@@ -32,6 +32,8 @@ public:
 
     /// The properties that the request names; null when it names none.
     const ostrel::core::AttributeList* requested() const { return requested_; }
+    /// Whether the request names properties, and `attributes` has them all.
+    bool hasAllRequested(const ostrel::core::AttributeList& attributes) const;
     bool isEmpty() const { return objects_.empty(); }
     const std::string& serialNumber() const { return serialNumber_; }
     std::vector<std::unique_ptr<ostrel::core::xml::XmlObject>> take() { return std::move(objects_); }

@@ -3,6 +3,7 @@
 #include <optional>
 #include <string>
 
+#include "features/jobs/CriticalWarnings.h"
 #include "features/jobs/DriveFacts.h"
 #include "features/nvme/Bytes.h"
 #include "features/nvme/FieldTree.h"
@@ -125,24 +126,9 @@ Text protectionInformationLocation(DriveFacts& facts) {
     return properties == nullptr ? Text() : std::to_string(int{properties->protectionFirst()});
 }
 
-/// The words of each bit of Critical Warning (NVMe Base Specification 1.4, figure 194).
-constexpr const char* CRITICAL_WARNINGS[] = {
-    "Available spare has fallen below the threshold.",
-    "A temperature is beyond its threshold.",
-    "Reliability is degraded.",
-    "Media is in read only mode.",
-    "The volatile memory backup device has failed.",
-    "The persistent memory region is read only or unreliable.",
-};
-
 Text deviceStatus(DriveFacts& facts) {
     const uint8_t* smart = facts.smart();
-    if (smart == nullptr) return std::nullopt;
-    std::string text;
-    for (unsigned i = 0; i < std::size(CRITICAL_WARNINGS); ++i) {
-        if (nvme::bit(smart[0], i)) text.append(text.empty() ? "" : " ").append(CRITICAL_WARNINGS[i]);
-    }
-    return text.empty() ? "Healthy" : text;
+    return smart == nullptr ? Text() : deviceStatusText(smart[0]);
 }
 
 Text firmwareUpdateAvailable(DriveFacts&) {

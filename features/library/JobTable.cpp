@@ -2,6 +2,9 @@
 
 #include <string_view>
 
+#include "features/jobs/HealthMetricsJob.h"
+#include "features/jobs/PerformanceJob.h"
+#include "features/jobs/SmartJob.h"
 #include "features/jobs/VelkoSsdJob.h"
 #include "ostrel/core/ScopeTrace.h"
 #include "ostrel/core/StatusCatalogue.h"
@@ -26,7 +29,10 @@ struct JobRow {
 
 // Every job of this library: adding one is adding a row.
 constexpr JobRow JOBS[] = {
-    {ostrel::interfaces::ostreli::JOB_VELKOSSD, make<jobs::VelkoSsdJob>},
+    {JOB_HEALTH_METRICS, make<jobs::HealthMetricsJob>},
+    {JOB_PERFORMANCE, make<jobs::PerformanceJob>},
+    {JOB_SMART, make<jobs::SmartJob>},
+    {JOB_VELKOSSD, make<jobs::VelkoSsdJob>},
 };
 
 }  // namespace

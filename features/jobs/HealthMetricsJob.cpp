@@ -1,0 +1,41 @@
+#include "features/jobs/HealthMetricsJob.h"
+
+#include "features/jobs/CriticalWarnings.h"
+#include "features/jobs/LogReading.h"
+#include "features/nvme/SmartAttributes.h"
+#include "ostrel/core/AttributeVocabulary.h"
+#include "ostrel/core/ScopeTrace.h"
+#include "ostrel/interfaces/ostreli/interface/JobNames.h"
+
+namespace features::jobs {
+
+using namespace ostrel::core;
+
+HealthMetricsJob::HealthMetricsJob() : FeatureJob(ostrel::interfaces::ostreli::JOB_HEALTH_METRICS, "Health Sensors") {}
+
+std::unique_ptr<ostrel::interfaces::ostreli::Job> HealthMetricsJob::clone() const {
+    auto copy = std::make_unique<HealthMetricsJob>();
+    copy->copyFrom(*this);
+    return copy;
+}
+
+Status HealthMetricsJob::showDrive(nvme::Drive& drive, const Arguments&, DriveOutput& out) {
+    OSTREL_TRACE();
+    Payload smart;
+    Status status = readSmartLog(drive, smart);
+    if (!status.is(0, 0)) return status;
+    AttributeList list = nvme::healthMetrics(smart);
+    Attribute deviceStatus = attributes::feature::deviceStatus();
+    deviceStatus.setValue(deviceStatusText(smart.getData()[0]));
+    list[deviceStatus.getName()] = deviceStatus;
+    if (!out.hasAllRequested(list)) {  // nothing is asked of the drive that the answer does not need
+        Payload ocp;
+        status = readOcpSmartLog(drive, ocp);
+        if (!status.is(0, 0)) return status;
+        list.merge(nvme::ocpHealthMetrics(ocp));
+    }
+    out.addAttributes(title(), list);
+    return Status();
+}
+
+}  // namespace features::jobs

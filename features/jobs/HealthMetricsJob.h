@@ -1,0 +1,18 @@
+#pragma once
+
+#include "features/jobs/FeatureJob.h"
+
+namespace features::jobs {
+
+/// The health sensors of a drive: its status in words, what its SMART / Health log tells, and what the OCP SMART log
+/// adds.
+class HealthMetricsJob : public FeatureJob {
+public:
+    HealthMetricsJob();
+    std::unique_ptr<Job> clone() const override;
+
+protected:
+    ostrel::core::Status showDrive(nvme::Drive& drive, const Arguments& arguments, DriveOutput& out) override;
+};
+
+}  // namespace features::jobs

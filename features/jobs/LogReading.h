@@ -1,0 +1,25 @@
+#pragma once
+
+#include <cstdint>
+
+#include "features/nvme/Drive.h"
+#include "ostrel/core/Payload.h"
+#include "ostrel/core/Status.h"
+
+namespace features::jobs {
+
+/// The first `bytes` bytes of a log page of the controller. An event that the page may stand for is not acknowledged:
+/// somebody else may wait for it.
+ostrel::core::Status readLog(nvme::Drive& drive, uint8_t lid, uint32_t bytes, ostrel::core::Payload& data);
+
+/// Whether the drive itself said no. Anything else that is no success is the road's failure.
+bool isRefusal(const ostrel::core::Status& status);
+
+/// The SMART / Health Information log, 512 bytes.
+ostrel::core::Status readSmartLog(nvme::Drive& drive, ostrel::core::Payload& data);
+
+/// The OCP SMART log, 512 bytes; `data` stays empty on a drive that does not have it, also where another maker's page
+/// stands at its identifier.
+ostrel::core::Status readOcpSmartLog(nvme::Drive& drive, ostrel::core::Payload& data);
+
+}  // namespace features::jobs

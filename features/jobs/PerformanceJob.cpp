@@ -1,0 +1,28 @@
+#include "features/jobs/PerformanceJob.h"
+
+#include "features/jobs/LogReading.h"
+#include "features/nvme/SmartAttributes.h"
+#include "ostrel/core/ScopeTrace.h"
+#include "ostrel/interfaces/ostreli/interface/JobNames.h"
+
+namespace features::jobs {
+
+using namespace ostrel::core;
+
+PerformanceJob::PerformanceJob() : FeatureJob(ostrel::interfaces::ostreli::JOB_PERFORMANCE, "Performance Metrics") {}
+
+std::unique_ptr<ostrel::interfaces::ostreli::Job> PerformanceJob::clone() const {
+    auto copy = std::make_unique<PerformanceJob>();
+    copy->copyFrom(*this);
+    return copy;
+}
+
+Status PerformanceJob::showDrive(nvme::Drive& drive, const Arguments&, DriveOutput& out) {
+    OSTREL_TRACE();
+    Payload smart;
+    Status status = readSmartLog(drive, smart);
+    if (status.is(0, 0)) out.addAttributes(title(), nvme::performanceMetrics(smart));
+    return status;
+}
+
+}  // namespace features::jobs

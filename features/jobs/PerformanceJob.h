@@ -1,0 +1,17 @@
+#pragma once
+
+#include "features/jobs/FeatureJob.h"
+
+namespace features::jobs {
+
+/// The work that a drive has done: the counters of its SMART / Health log, with units.
+class PerformanceJob : public FeatureJob {
+public:
+    PerformanceJob();
+    std::unique_ptr<Job> clone() const override;
+
+protected:
+    ostrel::core::Status showDrive(nvme::Drive& drive, const Arguments& arguments, DriveOutput& out) override;
+};
+
+}  // namespace features::jobs

@@ -1,0 +1,94 @@
+#include "features/jobs/SmartJob.h"
+
+#include <cctype>
+#include <string>
+
+#include "features/jobs/LogReading.h"
+#include "features/nvme/LogPages.h"
+#include "features/nvme/SmartAttributes.h"
+#include "ostrel/core/AttributeVocabulary.h"
+#include "ostrel/core/ScopeTrace.h"
+#include "ostrel/core/StatusCatalogue.h"
+#include "ostrel/interfaces/ostreli/interface/JobNames.h"
+
+namespace features::jobs {
+
+using namespace ostrel::core;
+namespace keys = attributes::feature;
+
+namespace {
+
+/// "Physical Media Units Written (bytes)" as the attribute "PhysicalMediaUnitsWritten" with the unit "bytes": the
+/// vocabulary has no names for these fields.
+Attribute attributeOf(const nvme::Field& field) {
+    const std::size_t bracket = field.description.find(" (");
+    const std::string words = field.description.substr(0, bracket);
+    std::string name;
+    for (const char c : words) {
+        if (std::isalnum(static_cast<unsigned char>(c)) != 0) name += c;
+    }
+    Attribute attribute(name, words, typeString(), field.value);
+    if (bracket != std::string::npos)
+        attribute.setDescription(field.description.substr(bracket + 2, field.description.size() - bracket - 3));
+    return attribute;
+}
+
+void addOcpAttributes(const Payload& log, AttributeList& list) {
+    for (const nvme::Field& field : nvme::decodeOcpSmart(log).fields) {
+        Attribute attribute = attributeOf(field);
+        list[attribute.getName()] = std::move(attribute);
+    }
+}
+
+}  // namespace
+
+SmartJob::SmartJob() : FeatureJob(ostrel::interfaces::ostreli::JOB_SMART, "SMART Attributes") {}
+
+std::unique_ptr<ostrel::interfaces::ostreli::Job> SmartJob::clone() const {
+    auto copy = std::make_unique<SmartJob>();
+    copy->copyFrom(*this);
+    return copy;
+}
+
+Status SmartJob::checkRequest(const Arguments& arguments) {
+    OSTREL_TRACE();
+    std::optional<bool> include;
+    return arguments.boolean(keys::includeNVMeSmartHealthLog().getName(), include);
+}
+
+Status SmartJob::showDrive(nvme::Drive& drive, const Arguments& arguments, DriveOutput& out) {
+    OSTREL_TRACE();
+    AttributeList list;
+    const bool includeHealth = arguments.flag(keys::includeNVMeSmartHealthLog().getName(), true);
+    if (includeHealth) {
+        Payload smart;
+        const Status status = readSmartLog(drive, smart);
+        if (!status.is(0, 0)) return status;
+        list = nvme::smartAttributes(smart);
+    }
+    const std::string id = arguments.text(keys::id().getName());
+    const bool isComplete = id.empty() ? out.hasAllRequested(list) : findIgnoringCase(list, id) != list.end();
+    if (!isComplete) {  // nothing is asked of the drive that the answer does not need
+        Payload ocp;
+        const Status status = readOcpSmartLog(drive, ocp);
+        if (!status.is(0, 0)) return status;
+        addOcpAttributes(ocp, list);
+    }
+    if (list.empty()) {
+        return Status(
+            CATEGORY_FEATURE, statuses::driveDoesNotSupportFeature().getCode(),
+            "Drive " + drive.name() + " has no SMART attributes beside those of the NVMe SMART / Health log.");
+    }
+    if (!id.empty()) {
+        const auto found = findIgnoringCase(list, id);
+        if (found == list.end()) {
+            return Status(CATEGORY_FEATURE, statuses::invalidProperty().getCode(),
+                          "Drive " + drive.name() + " has no SMART attribute '" + id + "'.");
+        }
+        list = AttributeList{*found};
+    }
+    out.addAttributes(title(), list);
+    return Status();
+}
+
+}  // namespace features::jobs

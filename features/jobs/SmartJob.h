@@ -1,0 +1,21 @@
+#pragma once
+
+#include "features/jobs/FeatureJob.h"
+
+namespace features::jobs {
+
+/// The SMART attributes of a drive: the SMART / Health Information log, and the OCP SMART log on drives that have it.
+///
+/// Arguments: "ID" shows the one attribute of that name; "IncludeNVMeSmartHealthLog" with "false" leaves the OCP log
+/// alone, and is 10/3 on a drive without one.
+class SmartJob : public FeatureJob {
+public:
+    SmartJob();
+    std::unique_ptr<Job> clone() const override;
+
+protected:
+    ostrel::core::Status checkRequest(const Arguments& arguments) override;
+    ostrel::core::Status showDrive(nvme::Drive& drive, const Arguments& arguments, DriveOutput& out) override;
+};
+
+}  // namespace features::jobs

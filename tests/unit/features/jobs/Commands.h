@@ -1,0 +1,24 @@
+#pragma once
+
+#include <cerrno>
+
+#include "ostrel/core/Status.h"
+#include "tests/support/fakedrive/Expected.h"
+
+namespace features::jobs {
+
+/// What the kernel's road tells of a drive that was unplugged.
+inline ostrel::core::Status gone() {
+    return {ostrel::core::CATEGORY_OS, ENODEV, "The drive /dev/nvme0 is gone."};
+}
+
+/// Get Log Page of the whole controller that leaves asynchronous events alone.
+inline fakedrive::Expected lookAtLog(uint8_t lid, uint32_t bytes) {
+    fakedrive::Expected command = fakedrive::logPage(lid, bytes);
+    return command.dword(10, lid | 0x8000U | (bytes / 4 - 1) << 16);
+}
+
+/// Invalid Log Page, Do Not Retry.
+inline constexpr uint16_t NO_SUCH_LOG = 0x4109;
+
+}  // namespace features::jobs
