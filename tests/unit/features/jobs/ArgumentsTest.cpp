@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include "features/jobs/Arguments.h"
+#include "ostrel/core/xml/XmlProperty.h"
 
 namespace features::jobs {
 namespace {
