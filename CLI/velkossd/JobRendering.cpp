@@ -18,6 +18,9 @@
 #include "ostrel/interfaces/cli/cliframework/StringHelpers.h"
 
 namespace cli::velkossd {
+
+namespace xml = ostrel::core::xml;
+
 namespace {
 
 using framework::ObjectResult;
@@ -58,13 +61,13 @@ void renderProperty(ObjectResult& result, const std::string& name, const std::st
 }
 
 void renderProperties(ObjectResult& result, const XmlObject& element) {
-    const bool isStatus = stringsIEqual(element.getAttribute(ostrel::core::xml::KEY_CATEGORY), "status");
+    const bool isStatus = stringsIEqual(element.getAttribute(xml::KEY_CATEGORY), xml::CATEGORY_STATUS);
     for (const auto& property : element.properties) {
-        const std::string description = property->getAttribute(ostrel::core::xml::KEY_DESCRIPTION);
-        std::string name = property->getAttribute(ostrel::core::xml::KEY_NAME);
+        const std::string description = property->getAttribute(xml::KEY_DESCRIPTION);
+        std::string name = property->getAttribute(xml::KEY_NAME);
         if (!description.empty()) name += " - " + description;
         const auto& renderOne = isStatus ? renderStatusProperty : renderProperty;
-        renderOne(result, name, property->getAttribute(ostrel::core::xml::KEY_VALUE));
+        renderOne(result, name, property->getAttribute(xml::KEY_VALUE));
     }
 }
 
@@ -87,22 +90,22 @@ std::unique_ptr<ObjectResult> renderObject(XmlObject& element);
 
 /// The heading of a nested object is its name and its key: "Drive" and "ABC123" make "Drive ABC123".
 void renderChild(ObjectResult& result, XmlObject& child) {
-    const std::string key = child.getAttribute(ostrel::core::xml::KEY_KEY);
-    if (stringsIEqual(child.getAttribute(ostrel::core::xml::KEY_CATEGORY), "attributeList")) {
+    const std::string key = child.getAttribute(xml::KEY_KEY);
+    if (stringsIEqual(child.getAttribute(xml::KEY_CATEGORY), xml::CATEGORY_ATTRIBUTE_LIST)) {
         result.insert(key, renderAttributeList(child));
         return;
     }
     auto rendered = renderObject(child);
     if (rendered->getErrorCode() > 0) result.setErrorCode(rendered->getErrorCode());
-    std::string heading = child.getAttribute(ostrel::core::xml::KEY_NAME);
+    std::string heading = child.getAttribute(xml::KEY_NAME);
     if (!key.empty()) heading += " " + key;
     result.insert(heading, std::move(rendered));
 }
 
 std::unique_ptr<ObjectResult> renderObject(XmlObject& element) {
     auto result = std::make_unique<ObjectResult>();
-    const std::string description = element.getAttribute(ostrel::core::xml::KEY_DESCRIPTION);
-    if (!description.empty()) result->insert(description, element.getAttribute(ostrel::core::xml::KEY_VALUE));
+    const std::string description = element.getAttribute(xml::KEY_DESCRIPTION);
+    if (!description.empty()) result->insert(description, element.getAttribute(xml::KEY_VALUE));
     renderProperties(*result, element);
     for (const auto& child : element.objects) renderChild(*result, *child);
     return result;
@@ -123,7 +126,7 @@ std::vector<XmlObject*> findOutputs(XmlElement& response) {
     const auto* objects = objectsOf(response);
     if (objects == nullptr) return outputs;
     for (const auto& object : *objects)
-        if (stringsIEqual(object->getAttribute(ostrel::core::xml::KEY_CATEGORY), "output"))
+        if (stringsIEqual(object->getAttribute(xml::KEY_CATEGORY), xml::CATEGORY_OUTPUT))
             outputs.push_back(object.get());
     return outputs;
 }

@@ -20,6 +20,9 @@
 #include "ostrel/interfaces/cli/cliframework/StringHelpers.h"
 
 namespace cli::velkossd {
+
+namespace xml = ostrel::core::xml;
+
 namespace {
 
 using framework::ObjectResult;
@@ -56,8 +59,8 @@ std::string cleaned(std::string text) {
 
 /// A name that nobody chose is not followed through a link, which could lead anywhere.
 Target makeTarget(const XmlObject& output, const std::string& destination, const char* suffix) {
-    const std::string name = cleaned(output.getAttribute(ostrel::core::xml::KEY_NAME));
-    const std::string key = cleaned(output.getAttribute(ostrel::core::xml::KEY_KEY));
+    const std::string name = cleaned(output.getAttribute(xml::KEY_NAME));
+    const std::string key = cleaned(output.getAttribute(xml::KEY_KEY));
     if (destination.empty()) return {name, name + "_" + key + suffix, OutputFile::REFUSE_LINK};
     return {name, destination, OutputFile::FOLLOW_LINK};
 }
@@ -84,10 +87,10 @@ bool writeHex(OutputFile& file, std::string_view digits) {
 
 Outcome savePayload(XmlObject& output, const Target& target) {
     const auto payload = std::find_if(output.properties.begin(), output.properties.end(), [](const auto& property) {
-        return stringsIEqual(property->getAttribute(ostrel::core::xml::KEY_NAME), "payload");
+        return stringsIEqual(property->getAttribute(xml::KEY_NAME), xml::CATEGORY_PAYLOAD);
     });
     if (payload == output.properties.end()) return {false, "No Payload data found"};
-    const std::string& digits = (*payload)->attributes[ostrel::core::xml::KEY_VALUE];
+    const std::string& digits = (*payload)->attributes[xml::KEY_VALUE];
     return writeTarget(target, [&digits](OutputFile& file) { return writeHex(file, digits); });
 }
 
