@@ -61,14 +61,13 @@ std::unique_ptr<ResultBase> FeatureLibraryBinding::takeLoadError() {
 std::unique_ptr<ResultBase> FeatureLibraryBinding::sendRequest(const XmlObject& request, std::string& responseText,
                                                                Status& status) {
     OSTREL_TRACE();
-    std::unique_ptr<XmlElement> response;
-    return sendRequest(request, responseText, response, status);
+    return exchange(functions_, request, responseText, status);
 }
 
-std::unique_ptr<ResultBase> FeatureLibraryBinding::sendRequest(const XmlObject& request, std::string& responseText,
+std::unique_ptr<ResultBase> FeatureLibraryBinding::sendRequest(const XmlObject& request,
                                                                std::unique_ptr<XmlElement>& response, Status& status) {
     OSTREL_TRACE();
-    return exchange(functions_, request, responseText, response, status);
+    return exchange(functions_, request, response, status);
 }
 
 void FeatureLibraryBinding::disableLoggerIfOff() {

@@ -33,9 +33,8 @@ public:
     /// Sends a request and waits for the response; see exchange(), which tells about errors too.
     std::unique_ptr<framework::ResultBase> sendRequest(const ostrel::core::xml::XmlObject& request,
                                                        std::string& responseText, ostrel::core::Status& status);
-    /// The same, with the response as a tree beside its text.
+    /// The same, with the response as a tree.
     std::unique_ptr<framework::ResultBase> sendRequest(const ostrel::core::xml::XmlObject& request,
-                                                       std::string& responseText,
                                                        std::unique_ptr<ostrel::core::xml::XmlElement>& response,
                                                        ostrel::core::Status& status);
 

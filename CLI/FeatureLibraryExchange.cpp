@@ -2,6 +2,7 @@
 
 #include <new>
 #include <stdexcept>
+#include <utility>
 
 #include "ostrel/core/Payload.h"
 #include "ostrel/core/ScopeTrace.h"
@@ -64,6 +65,26 @@ std::unique_ptr<ResultBase> receive(ReceiveXMLMessageFunction receiveXmlMessage,
     return nullptr;
 }
 
+// Sends the request and fetches the response.
+std::unique_ptr<ResultBase> converse(const FeatureLibraryFunctions& library, const XmlObject& request,
+                                     std::string& responseText) {
+    OSTREL_TRACE();
+    void* handle = nullptr;
+    {
+        const std::string text = request.toXmlString();
+        if (library.sendXmlMessage == nullptr) return notLoaded();
+        library.sendXmlMessage(text.data(), text.size(), &handle);
+    }
+    if (library.receiveXmlMessage == nullptr) return notLoaded();
+    return receive(library.receiveXmlMessage, handle, responseText);
+}
+
+std::unique_ptr<ResultBase> extractStatusOf(const XmlElement* response, Status& status) {
+    OSTREL_TRACE();
+    if (response == nullptr) throw std::runtime_error("Unable to convert the given xml string to an XmlElement");
+    return extractStatus(*response, status);
+}
+
 // The texts of a status object. Of equal names the last counts.
 struct StatusTexts {
     explicit StatusTexts(const XmlObject& object) {
@@ -84,19 +105,19 @@ struct StatusTexts {
 }  // namespace
 
 std::unique_ptr<ResultBase> exchange(const FeatureLibraryFunctions& library, const XmlObject& request,
-                                     std::string& responseText, std::unique_ptr<XmlElement>& response, Status& status) {
+                                     std::string& responseText, Status& status) {
     OSTREL_TRACE();
-    void* handle = nullptr;
-    {
-        const std::string text = request.toXmlString();
-        if (library.sendXmlMessage == nullptr) return notLoaded();
-        library.sendXmlMessage(text.data(), text.size(), &handle);
-    }
-    if (library.receiveXmlMessage == nullptr) return notLoaded();
-    if (auto error = receive(library.receiveXmlMessage, handle, responseText)) return error;
-    response = ostrel::core::XmlConverter::toXml(responseText);
-    if (response == nullptr) throw std::runtime_error("Unable to convert the given xml string to an XmlElement");
-    return extractStatus(*response, status);
+    if (auto error = converse(library, request, responseText)) return error;
+    return extractStatusOf(ostrel::core::XmlConverter::toXml(responseText).get(), status);
+}
+
+std::unique_ptr<ResultBase> exchange(const FeatureLibraryFunctions& library, const XmlObject& request,
+                                     std::unique_ptr<XmlElement>& response, Status& status) {
+    OSTREL_TRACE();
+    std::string text;
+    if (auto error = converse(library, request, text)) return error;
+    response = ostrel::core::XmlConverter::toXml(std::move(text));
+    return extractStatusOf(response.get(), status);
 }
 
 std::unique_ptr<ResultBase> extractStatus(const XmlElement& response, Status& status) {

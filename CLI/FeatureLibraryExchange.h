@@ -28,12 +28,17 @@ struct FeatureLibraryFunctions {
 /// Sends one request and waits for its response, however long that takes.
 ///
 /// Null when all is well; otherwise the result that ends the command: the library is not loaded, it hands out no
-/// response, or the response reports a failure. `responseText` and `response` hold what came, as text and as tree; the
-/// text may be large and is parsed this once. `status` is that of the response, and keeps its value when there is none.
+/// response, or the response reports a failure. `status` is that of the response, and keeps its value when there is
+/// none.
 ///
 /// Throws std::runtime_error for a response that is no XML.
 std::unique_ptr<framework::ResultBase> exchange(const FeatureLibraryFunctions& library,
                                                 const ostrel::core::xml::XmlObject& request, std::string& responseText,
+                                                ostrel::core::Status& status);
+/// The same for whoever wants the tree and not the text: a large response is parsed once, and each form of it lives
+/// only until the next one is there.
+std::unique_ptr<framework::ResultBase> exchange(const FeatureLibraryFunctions& library,
+                                                const ostrel::core::xml::XmlObject& request,
                                                 std::unique_ptr<ostrel::core::xml::XmlElement>& response,
                                                 ostrel::core::Status& status);
 

@@ -33,8 +33,7 @@ public:
     FlowResult sendRequest(const XmlObject& request, std::unique_ptr<XmlElement>& response,
                            ostrel::core::Status& status) override {
         OSTREL_TRACE();
-        std::string text;  // of no use beside the tree
-        return FeatureLibraryBinding::getInstance().sendRequest(request, text, response, status);
+        return FeatureLibraryBinding::getInstance().sendRequest(request, response, status);
     }
 };
 

@@ -85,11 +85,8 @@ void sendXmlMessage(const char*, uint64_t, void**) {}
 double dump(const char* file) {
     const cli::FeatureLibraryFunctions library = {sendXmlMessage, receiveXmlMessage, nullptr};
     std::unique_ptr<ostrel::core::xml::XmlElement> response;
-    {
-        std::string text;
-        ostrel::core::Status status;
-        if (cli::exchange(library, ostrel::core::xml::XmlObject(), text, response, status) != nullptr) std::abort();
-    }
+    ostrel::core::Status status;
+    if (cli::exchange(library, ostrel::core::xml::XmlObject(), response, status) != nullptr) std::abort();
     const auto result = cli::velkossd::saveBinary(*response, file);
     const double seconds = now() - libraryBegin;
     if (result->getErrorCode() != 0) {

@@ -37,19 +37,22 @@ void check(bool condition, const char* what) {
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     response.assign(reinterpret_cast<const char*>(data), size);
     const cli::FeatureLibraryFunctions library = {sendXmlMessage, receiveXmlMessage, nullptr};
+    const ostrel::core::xml::XmlObject request;
     std::string text;
     std::unique_ptr<ostrel::core::xml::XmlElement> tree;
     ostrel::core::Status status;
     try {
-        const auto result = cli::exchange(library, ostrel::core::xml::XmlObject(), text, tree, status);
-        check(text == response, "the text is what was received");
+        const auto result = cli::exchange(library, request, tree, status);
         if (size == 0) {
             check(result->getErrorCode() == 2, "an empty response was not received");
-        } else {
-            check(tree != nullptr, "there is a tree");
-            check((result == nullptr) == (status.getCode() == 0), "a status other than 0 is a failure");
-            check(result == nullptr || result->getErrorCode() == 3, "reported by the library");
+            return 0;
         }
+        check(tree != nullptr, "there is a tree");
+        check((result == nullptr) == (status.getCode() == 0), "a status other than 0 is a failure");
+        check(result == nullptr || result->getErrorCode() == 3, "reported by the library");
+        const auto resultBesideText = cli::exchange(library, request, text, status);
+        check((result == nullptr) == (resultBesideText == nullptr), "the same beside the text");
+        check(text == response, "the text is what was received");
     } catch (const std::runtime_error& error) {
         check(std::string(error.what()) == "Unable to convert the given xml string to an XmlElement", "no XML");
         check(tree == nullptr, "and no tree");

@@ -78,6 +78,7 @@ void checkTree(const std::string& text, const ptree& document) {
     const std::string written = element->toXmlString();
     REQUIRE(written == HEADER + expectedXml(document.front().first, document.front().second));
     REQUIRE(written == element->clone()->toXmlString());
+    REQUIRE(written == XmlConverter::toXml(std::string(text))->toXmlString());
     REQUIRE(!element->find("", "", "", 3).empty());
     if (auto* object = dynamic_cast<xml::XmlObject*>(element.get())) XmlConverter::xmlToAttributeList(*object);
 
@@ -98,6 +99,6 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     if (document)
         checkTree(text, *document);
     else
-        REQUIRE(XmlConverter::toXml(text) == nullptr);
+        REQUIRE(XmlConverter::toXml(text) == nullptr && XmlConverter::toXml(std::string(text)) == nullptr);
     return 0;
 }

@@ -86,6 +86,17 @@ std::unique_ptr<XmlElement> XmlConverter::toXml(const std::string& xmlText) {
     }
 }
 
+std::unique_ptr<XmlElement> XmlConverter::toXml(std::string&& xmlText) {
+    OSTREL_TRACE();
+    // A text that cannot be read goes to the log, and so it must still be there.
+    if (isLoggingEnabled()) return toXml(static_cast<const std::string&>(xmlText));
+    try {
+        return readElement(std::move(xmlText));
+    } catch (const std::exception&) {
+        return nullptr;
+    }
+}
+
 std::unique_ptr<XmlProperty> XmlConverter::attributeToXml(const Attribute& attribute) {
     OSTREL_TRACE();
     auto property = std::make_unique<XmlProperty>();

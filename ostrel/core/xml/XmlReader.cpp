@@ -54,10 +54,29 @@ public:
     }
 };
 
-ReaderTree readTree(const std::string& text) {
+/// A text that is let go once it has been read to its end: Boost's reader takes all of it before it parses.
+class OwnTextBuffer : public TextBuffer {
+public:
+    explicit OwnTextBuffer(std::string& text) : TextBuffer(text), text_(text) {}
+
+protected:
+    int_type underflow() override {
+        setg(nullptr, nullptr, nullptr);
+        std::string().swap(text_);
+        return traits_type::eof();
+    }
+
+private:
+    std::string& text_;
+};
+
+void checkNesting(const std::string& text) {
     OSTREL_TRACE();
     if (nestsDeeperThan(text, MAX_NESTING)) throw std::runtime_error("XML elements are nested too deep");
-    TextBuffer buffer(text);
+}
+
+ReaderTree readTree(TextBuffer& buffer) {
+    OSTREL_TRACE();
     std::istream stream(&buffer);
     ReaderTree tree;
     boost::property_tree::read_xml(stream, tree, boost::property_tree::xml_parser::trim_whitespace);
@@ -114,17 +133,30 @@ std::unique_ptr<Element> buildElement(ReaderTree& tree) {
     return element;
 }
 
-}  // namespace
-
-std::unique_ptr<XmlElement> readElement(const std::string& text) {
+std::unique_ptr<XmlElement> buildRoot(ReaderTree document) {
     OSTREL_TRACE();
-    ReaderTree document = readTree(text);
     auto& [tag, tree] = document.children().front();
     if (tag == TAG_MESSAGE) return buildElement<XmlMessage>(tree);
     if (tag == TAG_LIST) return buildElement<XmlList>(tree);
     if (tag == TAG_OBJECT) return buildElement<XmlObject>(tree);
     if (tag == TAG_PROPERTY) return buildElement<XmlProperty>(tree);
     return nullptr;
+}
+
+}  // namespace
+
+std::unique_ptr<XmlElement> readElement(const std::string& text) {
+    OSTREL_TRACE();
+    checkNesting(text);
+    TextBuffer buffer(text);
+    return buildRoot(readTree(buffer));
+}
+
+std::unique_ptr<XmlElement> readElement(std::string&& text) {
+    OSTREL_TRACE();
+    checkNesting(text);
+    OwnTextBuffer buffer(text);
+    return buildRoot(readTree(buffer));
 }
 
 }  // namespace ostrel::core::xml

@@ -17,7 +17,9 @@ inline constexpr std::size_t MAX_NESTING = 512;
 /// what becomes of the rest and throws nothing.
 ///
 /// Errors:  throws a std::exception when the text is malformed or has no node, or when the memory does not suffice.
-/// Memory:  at its peak some 13 times the text when that is all small properties, twice when it is one large value.
+/// Memory:  at its peak some 13 times the text when that is all small properties, twice when it is one large value. A
+///          text that is given away is let go before the tree is built.
 std::unique_ptr<XmlElement> readElement(const std::string& text);
+std::unique_ptr<XmlElement> readElement(std::string&& text);
 
 }  // namespace ostrel::core::xml

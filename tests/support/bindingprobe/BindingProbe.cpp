@@ -12,6 +12,7 @@
 #include "CLI/StartUp.h"
 #include "ostrel/core/Logging.h"
 #include "ostrel/core/Status.h"
+#include "ostrel/core/XmlConverter.h"
 #include "ostrel/core/xml/XmlObject.h"
 
 namespace {
@@ -30,16 +31,16 @@ void send(const std::string& name) {
     ostrel::core::xml::XmlObject request(name, "a request", "a<b");
     request.addProperty("Key", "Value");
     std::string text = "(none)";
-    std::unique_ptr<ostrel::core::xml::XmlElement> tree;
     ostrel::core::Status status(7, 8, "(none)");
     try {
-        tell("send", FeatureLibraryBinding::getInstance().sendRequest(request, text, tree, status));
+        tell("send", FeatureLibraryBinding::getInstance().sendRequest(request, text, status));
     } catch (const std::exception& exception) {
         std::cout << "send threw: " << exception.what() << "\n";
     }
     std::cout << "status: " << status.getCategory() << "/" << status.getCode() << " " << status.getMessage() << "\n"
-              << "text: " << text << "\n"
-              << "tree: " << (tree != nullptr ? tree->toXmlString() : "(none)") << "\n";
+              << "text: " << text << "\n";
+    const auto tree = ostrel::core::XmlConverter::toXml(text);
+    std::cout << "tree: " << (tree != nullptr ? tree->toXmlString() : "(none)") << "\n";
 }
 
 bool obey(const std::string& argument) {

@@ -6,6 +6,7 @@
 #include <fstream>
 #include <map>
 #include <string>
+#include <utility>
 
 #include "ostrel/core/Status.h"
 #include "ostrel/core/XmlConverter.h"
@@ -39,12 +40,28 @@ std::string xmlOf(const XmlElement& element) {
     return out;
 }
 
+// With the log on the text is kept, and with the log off let go.
+void expectSameOfATextGivenAway(const std::string& text, const std::string& expected) {
+    std::string ownText = text;
+    const auto element = XmlConverter::toXml(std::move(ownText));
+    EXPECT_EQ(element ? xmlOf(*element) : "null", expected) << text;
+    const LogCapture log;
+    ownText = text;
+    const auto logged = XmlConverter::toXml(std::move(ownText));
+    EXPECT_EQ(logged ? xmlOf(*logged) : "null", expected) << text;
+}
+
 // Reads and writes again; "null" for no tree. Nothing is to be logged at error level on the way.
 std::string reread(const std::string& text) {
-    const LogCapture errors(LOGSEVERITY_ERROR);
-    const auto element = XmlConverter::toXml(text);
-    EXPECT_EQ(errors.lines(), "") << text;
-    return element ? xmlOf(*element) : "null";
+    std::string result;
+    {
+        const LogCapture errors(LOGSEVERITY_ERROR);
+        const auto element = XmlConverter::toXml(text);
+        EXPECT_EQ(errors.lines(), "") << text;
+        result = element ? xmlOf(*element) : "null";
+    }
+    expectSameOfATextGivenAway(text, result);
+    return result;
 }
 
 void expectMalformed(const std::string& text) {
@@ -53,6 +70,16 @@ void expectMalformed(const std::string& text) {
     const std::string expected =
         "[error] Unable to convert the given xml string to an XmlElement\n[error] " + text + "\n";
     EXPECT_TRUE(errors.lines() == expected) << "wrong log lines for " << text.substr(0, 200);
+    EXPECT_EQ(XmlConverter::toXml(std::string(text)), nullptr);
+    EXPECT_TRUE(errors.lines() == expected + expected) << "wrong log lines for a text that was given away";
+}
+
+TEST(XmlConverter, LetsGoOfATextThatIsGivenAway) {
+    std::string text = "<Object><Property value='" + std::string(1000, 'x') + "'/></Object>";
+    const auto element = XmlConverter::toXml(std::move(text));
+    ASSERT_NE(element, nullptr);
+    EXPECT_EQ(text.capacity(), std::string().capacity());  // NOLINT(bugprone-use-after-move): what is left of it
+    EXPECT_EQ(XmlConverter::toXml(std::string("<Object>")), nullptr) << "malformed, with nobody to tell";
 }
 
 std::string nested(std::size_t levels) {
