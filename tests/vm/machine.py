@@ -1,0 +1,245 @@
+"""A small Linux with emulated NVMe drives, for tests that need a real kernel driver.
+
+Machine boots a Debian cloud kernel in QEMU (software emulation, no KVM needed) with an initramfs of busybox, the tool,
+its library and the witnesses nvme-cli and smartctl. It comes up in about three seconds; then commands run in it one
+by one, or side by side on its second port:
+
+    drives = [Controller("S1", [Namespace(size_mib=64)]), Controller("S2", [])]
+    with Machine(drives) as machine:
+        run = machine.run("nimbrel", "show", "-velkossd")
+        machine.qmp("device_del", id="S1")
+
+All that a machine needs is prepared once per build tree by prepare.py.
+"""
+
+import dataclasses
+import json
+import os
+import pathlib
+import shutil
+import socket
+import struct
+import subprocess
+import tempfile
+import time
+
+WORK = pathlib.Path(os.environ.get("NIMBREL_VM_DIR", "build/vm"))
+BOOT_SECONDS = 120
+RUN_SECONDS = 120
+
+
+@dataclasses.dataclass
+class Run:
+    """What one command in the guest left behind."""
+
+    status: int
+    stdout: str
+    stderr: str
+    stdout_bytes: bytes = b""
+
+    def json(self):
+        return json.loads(self.stdout)
+
+
+@dataclasses.dataclass
+class Namespace:
+    """A namespace with a sparse image behind it. metadata: bytes a block; detached: not attached to the controller;
+    options: further nvme-ns options."""
+
+    size_mib: int = 64
+    block: int = 512
+    metadata: int = 0
+    nsid: int = 0
+    detached: bool = False
+    shared: bool = False
+    options: str = ""
+
+
+@dataclasses.dataclass
+class Controller:
+    """An NVMe controller. Controllers of one subsystem have one serial number and a name each, and share the
+    namespaces that are marked so; options: further nvme options, such as "mdts=5"."""
+
+    serial: str
+    namespaces: list = dataclasses.field(default_factory=list)
+    name: str = ""
+    options: str = ""
+
+    def __post_init__(self):
+        self.name = self.name or self.serial
+
+
+class Port:
+    """One channel to an agent in the guest: a request, then its answer."""
+
+    def __init__(self, path):
+        self.socket = socket.socket(socket.AF_UNIX)
+        self.socket.connect(str(path))
+
+    def send(self, arguments, stdin):
+        message = struct.pack("<I", len(arguments))
+        for argument in arguments:
+            data = argument if isinstance(argument, bytes) else str(argument).encode()
+            message += struct.pack("<I", len(data)) + data
+        self.socket.sendall(message + struct.pack("<I", len(stdin)) + stdin)
+
+    def receive(self, timeout):
+        self.socket.settimeout(timeout)
+        (status,) = struct.unpack("<I", self._exactly(4))
+        out, err = (self._exactly(struct.unpack("<I", self._exactly(4))[0]) for _ in range(2))
+        return Run(status, out.decode("utf-8", "surrogateescape"), err.decode("utf-8", "surrogateescape"), out)
+
+    def _exactly(self, size):
+        pieces = []
+        while size:
+            piece = self.socket.recv(min(size, 1 << 20))
+            if not piece:
+                raise ConnectionError("the machine is gone")
+            pieces.append(piece)
+            size -= len(piece)
+        return b"".join(pieces)
+
+
+class Machine:
+    def __init__(self, controllers, memory_mib=512, kernel_options="", extra=()):
+        self.folder = pathlib.Path(tempfile.mkdtemp(prefix="nimbrel-vm-"))
+        self.controllers = controllers
+        self.command = self._command(memory_mib, kernel_options) + list(extra)
+        self.process = None
+        self.ports = []
+        self.monitor = None
+
+    def __enter__(self):
+        try:
+            self.start()
+        except BaseException:
+            self.stop()
+            raise
+        return self
+
+    def __exit__(self, *_):
+        self.stop()
+
+    def start(self):
+        self.process = subprocess.Popen(self.command, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
+                                        stderr=subprocess.STDOUT)
+        for name in ("port0", "port1", "qmp"):
+            self._await(self.folder / name)
+        self.ports = [Port(self.folder / "port0"), Port(self.folder / "port1")]
+        self.monitor = socket.socket(socket.AF_UNIX)
+        self.monitor.connect(str(self.folder / "qmp"))
+        self.monitor_lines = self.monitor.makefile("r")
+        try:
+            self.monitor_lines.readline()
+            self.qmp("qmp_capabilities")
+            self.run("true", timeout=BOOT_SECONDS)
+            self.run("true", port=1, timeout=BOOT_SECONDS)
+        except (TimeoutError, ConnectionError) as error:
+            self.process.kill()
+            said = self.process.stdout.read().decode() + self.console()
+            raise RuntimeError("the machine did not come up:\n" + said) from error
+
+    def stop(self):
+        for port in self.ports:
+            port.socket.close()
+        if self.monitor:
+            self.monitor_lines.close()
+            self.monitor.close()
+        if self.process:
+            self.process.kill()
+            self.process.wait()
+            self.process.stdout.close()
+        shutil.rmtree(self.folder, ignore_errors=True)
+
+    def run(self, *arguments, stdin=b"", port=0, timeout=RUN_SECONDS):
+        """Runs a command in the guest to its end."""
+        self.ports[port].send(arguments, stdin)
+        return self.ports[port].receive(timeout)
+
+    def begin(self, *arguments, stdin=b""):
+        """Begins a command on the second port; finish() brings its outcome."""
+        self.ports[1].send(arguments, stdin)
+
+    def finish(self, timeout=RUN_SECONDS):
+        return self.ports[1].receive(timeout)
+
+    def shell(self, script, **options):
+        return self.run("sh", "-c", script, **options)
+
+    def write(self, path, data):
+        run = self.run("sh", "-c", 'cat > "$1"', "sh", path, stdin=data)
+        if run.status != 0:
+            raise OSError(run.stderr)
+
+    def read(self, path):
+        run = self.run("cat", path)
+        if run.status != 0:
+            raise OSError(run.stderr)
+        return run.stdout_bytes
+
+    def qmp(self, command, **arguments):
+        """One command to QEMU itself; events are passed over."""
+        self.monitor.sendall((json.dumps({"execute": command, "arguments": arguments}) + "\n").encode())
+        while True:
+            answer = json.loads(self.monitor_lines.readline())
+            if "error" in answer:
+                raise RuntimeError(answer["error"]["desc"])
+            if "return" in answer:
+                return answer["return"]
+
+    def console(self):
+        try:
+            return (self.folder / "console").read_text(errors="replace")
+        except FileNotFoundError:
+            return ""
+
+    def image(self, controller, nsid=1):
+        """The file behind a namespace, to look at what is on the media."""
+        return self.folder / f"{controller}-{nsid}.img"
+
+    def _await(self, path):
+        deadline = time.monotonic() + 30
+        while not path.exists():
+            if self.process.poll() is not None:
+                raise RuntimeError("QEMU ended: " + self.process.stdout.read().decode())
+            if time.monotonic() > deadline:
+                raise RuntimeError(f"QEMU did not make {path}")
+            time.sleep(0.01)
+
+    def _command(self, memory_mib, kernel_options):
+        command = ["qemu-system-x86_64", "-accel", "tcg", "-cpu", "max", "-m", str(memory_mib), "-display", "none",
+                   "-no-reboot", "-nic", "none", "-monitor", "none",
+                   "-serial", f"file:{self.folder}/console",
+                   "-qmp", f"unix:{self.folder}/qmp,server=on,wait=off",
+                   "-kernel", str(WORK / "vmlinuz"), "-initrd", str(WORK / "initramfs"),
+                   "-append", f"console=ttyS0 quiet panic=-1 {kernel_options}".strip(),
+                   "-device", "virtio-serial-pci"]
+        for port in (0, 1):
+            command += ["-chardev", f"socket,id=port{port},path={self.folder}/port{port},server=on,wait=off",
+                        "-device", f"virtserialport,chardev=port{port},name=agent{port}"]
+        subsystems = set()
+        for number, controller in enumerate(self.controllers):
+            if controller.serial not in subsystems:
+                subsystems.add(controller.serial)
+                command += ["-device", f"nvme-subsys,id=subsys-{controller.serial},nqn={controller.serial}"]
+            # Eight functions a slot: a bus has only some thirty slots.
+            address = f"multifunction=on,addr={8 + number // 8:02x}.{number % 8}"
+            command += ["-device", ",".join(filter(None, [
+                "nvme", f"id={controller.name}", f"serial={controller.serial}", f"subsys=subsys-{controller.serial}",
+                address if len(self.controllers) > 16 else "", controller.options]))]
+            for position, namespace in enumerate(controller.namespaces, 1):
+                command += self._namespace(controller, namespace, namespace.nsid or position)
+        return command
+
+    def _namespace(self, controller, namespace, nsid):
+        image = self.image(controller.name, nsid)
+        with open(image, "wb") as file:
+            file.truncate(namespace.size_mib << 20)
+        name = f"{controller.name}-{nsid}"
+        options = [f"drive={name}", f"bus={controller.name}", f"nsid={nsid}",
+                   f"logical_block_size={namespace.block},physical_block_size={namespace.block}",
+                   f"ms={namespace.metadata}" if namespace.metadata else "",
+                   "detached=on" if namespace.detached else "",
+                   f"shared={'on' if namespace.shared else 'off'}", namespace.options]
+        return ["-drive", f"file={image},if=none,id={name},format=raw",
+                "-device", ",".join(filter(None, ["nvme-ns"] + options))]
