@@ -51,7 +51,7 @@ struct NamespaceUse {
     };
     Kind kind;
     std::string node;          ///< "/dev/nvme0n1p2"
-    std::string detail;        ///< the mount point, the holder ("md0"), the partition's number; empty for SWAP
+    std::string detail;        ///< the mount point, or the holder ("md0"); otherwise empty
     bool holdsSystem = false;  ///< root, boot, EFI or swap of the running system is on it
 };
 

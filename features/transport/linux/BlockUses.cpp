@@ -21,12 +21,17 @@ namespace {
 
 constexpr uint64_t SECTOR_BYTES = 512;  // the unit of sysfs, whatever the drive's blocks
 
+/// A backslash and the three octal digits of one byte.
+bool isEscape(const std::string& text, size_t at) {
+    const auto isDigit = [&](size_t i, char last) { return i < text.size() && text[i] >= '0' && text[i] <= last; };
+    return text[at] == '\\' && isDigit(at + 1, '3') && isDigit(at + 2, '7') && isDigit(at + 3, '7');
+}
+
 /// "/mnt/my\040disk" as it is meant: the kernel writes blanks and the like as three octal digits.
 std::string unescaped(const std::string& text) {
     std::string plain;
     for (size_t i = 0; i < text.size(); ++i) {
-        const bool escape = text[i] == '\\' && i + 3 < text.size() && text[i + 1] >= '0' && text[i + 1] <= '3';
-        if (!escape) {
+        if (!isEscape(text, i)) {
             plain += text[i];
             continue;
         }
@@ -62,7 +67,9 @@ std::string BlockUses::blockOf(const std::string& node) const {
 
 void BlockUses::readMounts() {
     // "36 35 98:0 /mnt1 /mnt2 rw,noatime master:1 - ext3 /dev/root rw,errors=continue"
-    std::istringstream text(readAll(paths_.proc + "/self/mountinfo").value_or(std::string()));
+    const auto table = readAll(paths_.proc + "/self/mountinfo");
+    isKnown_ = table.has_value();
+    std::istringstream text(table.value_or(std::string()));
     for (std::string line; std::getline(text, line);) {
         std::istringstream fields(line);
         std::string id, parent, device, root, point, word, type, source;
@@ -75,6 +82,7 @@ void BlockUses::readMounts() {
 }
 
 void BlockUses::readSwaps() {
+    // A kernel without swap does not have the file.
     std::istringstream text(readAll(paths_.proc + "/swaps").value_or(std::string()));
     std::string line;
     std::getline(text, line);  // the headings

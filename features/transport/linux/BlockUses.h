@@ -14,6 +14,8 @@ class BlockUses {
 public:
     explicit BlockUses(LinuxPaths paths);
 
+    /// False when the table of mounts cannot be read: that no use was found means nothing then.
+    bool isKnown() const { return isKnown_; }
     /// Every use of a block device and of its partitions. Without any, the device is opened exclusively for a moment,
     /// which tells whether somebody else has it in a way that no table shows.
     std::vector<NamespaceUse> usesOf(const std::string& block) const;
@@ -43,6 +45,7 @@ private:
     bool isOpenedElsewhere(const std::string& block) const;
 
     LinuxPaths paths_;
+    bool isKnown_ = false;
     std::vector<Mount> mounts_;
     std::vector<std::string> swaps_;  ///< names of block devices
 };

@@ -226,9 +226,12 @@ void LinuxNvmePath::sendHost(const HostCommand& command, CommandResult& result) 
         case HostRequest::NAMESPACES:
             result.protocolResult = std::make_unique<HostResult>(attachedNamespaces());
             return;
-        case HostRequest::USES:
-            result.protocolResult = std::make_unique<HostResult>(usedNamespaces());
+        case HostRequest::USES: {
+            std::vector<HostNamespace> found;
+            result.status = usedNamespaces(found);
+            if (result.status.is(0, 0)) result.protocolResult = std::make_unique<HostResult>(std::move(found));
             return;
+        }
         case HostRequest::RESET_CONTROLLER:
             result.status = resetController(NVME_IOCTL_RESET, command.timeoutMs);
             return;
@@ -292,9 +295,10 @@ std::vector<HostNamespace> LinuxNvmePath::attachedNamespaces() const {
     return namespaces;
 }
 
-std::vector<HostNamespace> LinuxNvmePath::usedNamespaces() const {
+Status LinuxNvmePath::usedNamespaces(std::vector<HostNamespace>& found) const {
     OSTREL_TRACE();
     const BlockUses uses(paths_);
+    if (!uses.isKnown()) return systemStatus(ENOENT, paths_.proc + "/self/mountinfo");
     std::map<uint32_t, HostNamespace> namespaces;
     for (const std::string& controller : topology_->subsystemOf(controller_)) {
         const bool attached = controller == controller_;
@@ -310,9 +314,8 @@ std::vector<HostNamespace> LinuxNvmePath::usedNamespaces() const {
             entry->second.partitions = uses.partitionsOf(node.block);
         }
     }
-    std::vector<HostNamespace> list;
-    for (auto& [nsid, entry] : namespaces) list.push_back(std::move(entry));
-    return list;
+    for (auto& [nsid, entry] : namespaces) found.push_back(std::move(entry));
+    return Status();
 }
 
 }  // namespace features::transport

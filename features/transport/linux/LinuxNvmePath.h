@@ -47,7 +47,7 @@ private:
     ostrel::core::Status resetController(unsigned long request, uint32_t timeoutMs);
     ostrel::core::Status awaitController(uint32_t timeoutMs);
     std::vector<HostNamespace> attachedNamespaces() const;
-    std::vector<HostNamespace> usedNamespaces() const;
+    ostrel::core::Status usedNamespaces(std::vector<HostNamespace>& found) const;
     HostNamespace hostNamespace(const NamespaceNode& node, bool attached) const;
     uint32_t timeoutMs(uint32_t ofCommand) const;
     std::string controllerNode() const { return paths_.dev + "/" + controller_; }

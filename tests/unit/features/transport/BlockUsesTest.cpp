@@ -1,0 +1,220 @@
+#include <gtest/gtest.h>
+
+#include "features/transport/linux/BlockUses.h"
+#include "tests/unit/features/transport/FakeMachine.h"
+
+namespace features::transport {
+namespace {
+
+using Texts = std::vector<std::string>;
+
+/// "MOUNTED /dev/nvme0n1p1 /data", with " SYSTEM" behind what the running system needs.
+std::string text(const NamespaceUse& use) {
+    constexpr const char* KINDS[] = {"PARTITION", "MOUNTED", "SWAP", "HELD", "OPENED"};
+    std::string line = std::string(KINDS[static_cast<int>(use.kind)]) + " " + use.node;
+    if (!use.detail.empty()) line += " " + use.detail;
+    return line + (use.holdsSystem ? " SYSTEM" : "");
+}
+
+/// A drive with two namespaces; the first has two partitions.
+class BlockUsesTest : public ::testing::Test {
+protected:
+    BlockUsesTest() {
+        machine_.controller("nvme0", "nvme-subsys0");
+        machine_.disk("pci/nvme0", "nvme0n1", "259:0", 1);
+        machine_.partition("pci/nvme0/nvme0n1", "nvme0n1p1", "259:1", 1);
+        machine_.partition("pci/nvme0/nvme0n1", "nvme0n1p2", "259:2", 2);
+        machine_.disk("pci/nvme0", "nvme0n2", "259:3", 2);
+    }
+
+    Texts uses(const std::string& block) const {
+        Texts texts;
+        for (const NamespaceUse& use : BlockUses(machine_.paths()).usesOf(block)) texts.push_back(text(use));
+        return texts;
+    }
+    Texts rootDevices() const { return BlockUses(machine_.paths()).rootDevices(); }
+
+    FakeMachine machine_;
+};
+
+TEST_F(BlockUsesTest, WhatNobodyUsesHasItsPartitionsAlone) {
+    EXPECT_EQ(uses("nvme0n1"), (Texts{"PARTITION /dev/nvme0n1p1", "PARTITION /dev/nvme0n1p2"}));
+    EXPECT_EQ(uses("nvme0n2"), Texts());
+    EXPECT_EQ(uses("nvme9n9"), Texts()) << "no such device";
+}
+
+TEST_F(BlockUsesTest, AMountIsKnownByItsDeviceNumber) {
+    // Behind the mount options stand any number of fields up to the dash.
+    machine_.mounts(
+        "29 1 259:2 / /data rw,relatime shared:1 master:2 - ext4 /dev/gone rw\n"
+        "30 1 259:3 / /disk rw - xfs /dev/gone rw\n");
+    EXPECT_EQ(uses("nvme0n1"), (Texts{"MOUNTED /dev/nvme0n1p2 /data", "PARTITION /dev/nvme0n1p1"}));
+    EXPECT_EQ(uses("nvme0n2"), Texts{"MOUNTED /dev/nvme0n2 /disk"});
+}
+
+TEST_F(BlockUsesTest, ADeviceNumberIsNotTheBeginningOfAnother) {
+    machine_.mounts("29 1 259:30 / /data rw - ext4 /dev/gone rw\n");
+    EXPECT_EQ(uses("nvme0n2"), Texts());
+}
+
+TEST_F(BlockUsesTest, AFileSystemWithANumberOfItsOwnIsKnownByItsSource) {
+    machine_.link("/dev/disk/by-id/data", "/dev/nvme0n1p1");
+    machine_.mounts("29 1 0:44 /sub /data rw - btrfs " + machine_.path("/dev/disk/by-id/data") +
+                    " rw\n"
+                    "30 1 0:45 / /proc rw - proc proc rw\n"
+                    "31 1 0:46 / /net rw - nfs4 server:/dev/nvme0n2 rw\n");
+    EXPECT_EQ(uses("nvme0n1"), (Texts{"MOUNTED /dev/nvme0n1p1 /data", "PARTITION /dev/nvme0n1p2"}));
+    EXPECT_EQ(uses("nvme0n2"), Texts());
+}
+
+TEST_F(BlockUsesTest, OneDeviceMayBeMountedMoreThanOnce) {
+    machine_.mounts(
+        "29 1 259:3 / /one rw - ext4 /dev/gone rw\n"
+        "30 1 259:3 /in /two rw - ext4 /dev/gone rw\n");
+    EXPECT_EQ(uses("nvme0n2"), (Texts{"MOUNTED /dev/nvme0n2 /one", "MOUNTED /dev/nvme0n2 /two"}));
+}
+
+TEST_F(BlockUsesTest, EscapesInAMountPointAreUndone) {
+    constexpr struct {
+        const char* written;
+        const char* meant;
+    } CASES[] = {
+        {"/my\\040disk", "/my disk"},
+        {"/a\\011b\\012c", "/a\tb\nc"},
+        {"/back\\134slash", "/back\\slash"},
+        {"/hash\\043", "/hash#"},
+        {"/utf\\303\\244", "/utf\xC3\xA4"},
+        {"/end\\04", "/end\\04"},  // cut short: no escape
+        {"/no\\400", "/no\\400"},  // more than a byte
+        {"/no\\0x0", "/no\\0x0"},  // not octal
+    };
+    for (const auto& c : CASES) {
+        machine_.mounts(std::string("29 1 259:3 / ") + c.written + " rw - ext4 /dev/gone rw\n");
+        EXPECT_EQ(uses("nvme0n2"), Texts{std::string("MOUNTED /dev/nvme0n2 ") + c.meant}) << c.written;
+    }
+}
+
+TEST_F(BlockUsesTest, AnEscapedSourceIsFollowed) {
+    machine_.link("/dev/disk/by-label/my disk", "/dev/nvme0n2");
+    machine_.mounts("29 1 0:44 / /data rw - btrfs " + machine_.path("/dev/disk/by-label/my\\040disk") + " rw\n");
+    EXPECT_EQ(uses("nvme0n2"), Texts{"MOUNTED /dev/nvme0n2 /data"});
+}
+
+TEST_F(BlockUsesTest, LinesThatAreNoMountsArePassedOver) {
+    machine_.mounts(
+        "\n29\n29 1 259:3 / /cut rw shared:1\n29 1 259:3 / /cut rw - ext4\n"
+        "30 1 259:3 / /data rw - ext4 /dev/gone rw\n");
+    EXPECT_EQ(uses("nvme0n2"), Texts{"MOUNTED /dev/nvme0n2 /data"});
+}
+
+TEST_F(BlockUsesTest, SystemMountsAreTold) {
+    constexpr struct {
+        const char* point;
+        bool isSystem;
+    } CASES[] = {
+        {"/", true},      {"/usr", true},   {"/boot", true},      {"/boot/efi", true},
+        {"/efi", true},   {"/data", false}, {"/usr/src", false},  {"/bootleg", false},
+        {"/efi2", false}, {"/home", false}, {"/mnt/boot", false},
+    };
+    for (const auto& c : CASES) {
+        machine_.mounts(std::string("29 1 259:3 / ") + c.point + " rw - ext4 /dev/gone rw\n");
+        EXPECT_EQ(uses("nvme0n2"),
+                  Texts{std::string("MOUNTED /dev/nvme0n2 ") + c.point + (c.isSystem ? " SYSTEM" : "")});
+    }
+}
+
+TEST_F(BlockUsesTest, SwapBelongsToTheSystem) {
+    machine_.link("/dev/mapper/my swap", "/dev/nvme0n2");
+    machine_.swaps(machine_.path("/dev/nvme0n1p1") + "                          partition\t1048572\t\t0\t\t-2\n" +
+                   machine_.path("/dev/mapper/my\\040swap") + "\tpartition\t1048572\t\t0\t\t-3\n" +
+                   "/swapfile                               file\t\t1048572\t\t0\t\t-4\n");
+    EXPECT_EQ(uses("nvme0n1"), (Texts{"SWAP /dev/nvme0n1p1 SYSTEM", "PARTITION /dev/nvme0n1p2"}));
+    EXPECT_EQ(uses("nvme0n2"), Texts{"SWAP /dev/nvme0n2 SYSTEM"});
+}
+
+TEST_F(BlockUsesTest, AHolderIsNamedWithItsOwnName) {
+    machine_.virtualDisk("md0", "9:0");
+    machine_.virtualDisk("dm-0", "253:0");
+    machine_.file("/sys/class/block/dm-0/dm/name", "vg-data\n");
+    machine_.stack("md0", "nvme0n1p1");
+    machine_.stack("dm-0", "nvme0n2");
+    EXPECT_EQ(uses("nvme0n1"), (Texts{"HELD /dev/nvme0n1p1 md0", "PARTITION /dev/nvme0n1p2"}));
+    EXPECT_EQ(uses("nvme0n2"), Texts{"HELD /dev/nvme0n2 dm-0 (vg-data)"});
+}
+
+TEST_F(BlockUsesTest, WhatStandsOnAHolderIsFollowedToTheSystem) {
+    // nvme0n1p1 -> md0 -> dm-0 (root); nvme0n2 -> md1 with a partition that is swap
+    machine_.virtualDisk("md0", "9:0");
+    machine_.virtualDisk("dm-0", "253:0");
+    machine_.file("/sys/class/block/dm-0/dm/name", "vg-root\n");
+    machine_.virtualDisk("md1", "9:1");
+    machine_.partition("virtual/md1", "md1p1", "259:9", 1);
+    machine_.stack("md0", "nvme0n1p1");
+    machine_.stack("dm-0", "md0");
+    machine_.stack("md1", "nvme0n2");
+    machine_.mounts("29 1 253:0 / / rw - ext4 /dev/mapper/vg-root rw\n");
+    machine_.swaps(machine_.path("/dev/md1p1") + " partition\t1\t0\t-2\n");
+    EXPECT_EQ(uses("nvme0n1"), (Texts{"HELD /dev/nvme0n1p1 md0 SYSTEM", "PARTITION /dev/nvme0n1p2"}));
+    EXPECT_EQ(uses("nvme0n2"), Texts{"HELD /dev/nvme0n2 md1 SYSTEM"});
+}
+
+TEST_F(BlockUsesTest, ADeviceMayHaveSeveralHolders) {
+    machine_.virtualDisk("dm-0", "253:0");
+    machine_.virtualDisk("dm-1", "253:1");
+    machine_.stack("dm-0", "nvme0n2");
+    machine_.stack("dm-1", "nvme0n2");
+    machine_.mounts("29 1 253:1 / /usr rw - ext4 /dev/gone rw\n");
+    EXPECT_EQ(uses("nvme0n2"), (Texts{"HELD /dev/nvme0n2 dm-0", "HELD /dev/nvme0n2 dm-1 SYSTEM"}));
+}
+
+TEST_F(BlockUsesTest, RootIsFollowedToTheBottom) {
+    EXPECT_EQ(rootDevices(), Texts()) << "no root in the table";
+
+    machine_.mounts(
+        "1 1 0:2 / / rw - rootfs rootfs rw\n"  // below the root of a running system lies the first, in memory
+        "29 1 259:2 / / rw - ext4 /dev/root rw\n"
+        "30 1 259:3 / /data rw - ext4 /dev/gone rw\n");
+    EXPECT_EQ(rootDevices(), Texts{"nvme0n1p2"});
+
+    machine_.virtualDisk("md0", "9:0");
+    machine_.virtualDisk("dm-0", "253:0");
+    machine_.stack("dm-0", "md0");
+    machine_.stack("md0", "nvme0n1p1");
+    machine_.stack("md0", "nvme0n2");
+    machine_.mounts("29 1 253:0 / / rw - ext4 /dev/mapper/vg-root rw\n");
+    EXPECT_EQ(rootDevices(), (Texts{"nvme0n1p1", "nvme0n2"}));
+
+    machine_.mounts("29 1 0:33 /@ / rw - btrfs " + machine_.path("/dev/nvme0n2") + " rw\n");
+    EXPECT_EQ(rootDevices(), Texts{"nvme0n2"});
+}
+
+TEST_F(BlockUsesTest, PartitionsAreToldWithPlaceAndMount) {
+    machine_.file("/sys/class/block/nvme0n1p2/start", "8192\n");
+    machine_.file("/sys/class/block/nvme0n1p2/size", "1\n");
+    // A mount point that is there, and yet no file system to ask for free space.
+    machine_.mounts("29 1 259:2 / " + machine_.path("/nowhere") + " rw - ext4 /dev/gone rw\n");
+    const auto partitions = BlockUses(machine_.paths()).partitionsOf("nvme0n1");
+    ASSERT_EQ(partitions.size(), 2U);
+    EXPECT_EQ(partitions[0].node, "/dev/nvme0n1p1");
+    EXPECT_EQ(partitions[0].startBytes, 1048576U);
+    EXPECT_EQ(partitions[0].sizeBytes, 2097152U);
+    EXPECT_EQ(partitions[0].fileSystem, "");
+    EXPECT_EQ(partitions[0].mountPoint, "");
+    EXPECT_EQ(partitions[0].freeBytes, 0U);
+    EXPECT_EQ(partitions[1].node, "/dev/nvme0n1p2");
+    EXPECT_EQ(partitions[1].startBytes, 4194304U);
+    EXPECT_EQ(partitions[1].sizeBytes, 512U);
+    EXPECT_EQ(partitions[1].fileSystem, "ext4");
+    EXPECT_EQ(partitions[1].mountPoint, machine_.path("/nowhere"));
+    EXPECT_EQ(partitions[1].freeBytes, 0U);
+    EXPECT_EQ(BlockUses(machine_.paths()).partitionsOf("nvme0n2").size(), 0U);
+}
+
+TEST_F(BlockUsesTest, WithoutTheTableOfMountsNothingIsKnown) {
+    EXPECT_TRUE(BlockUses(machine_.paths()).isKnown());
+    std::filesystem::remove(machine_.path("/proc/self/mountinfo"));
+    EXPECT_FALSE(BlockUses(machine_.paths()).isKnown());
+}
+
+}  // namespace
+}  // namespace features::transport

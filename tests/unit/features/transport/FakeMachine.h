@@ -1,0 +1,51 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+#include "features/transport/linux/LinuxPaths.h"
+#include "tests/support/TemporaryFolder.h"
+
+/// A machine's /sys, /proc and /dev below a temporary folder, laid out as the kernel does it: what a class folder shows
+/// are links into the tree of devices.
+///
+///     FakeMachine machine;
+///     machine.controller("nvme0", "nvme-subsys0");
+///     machine.disk("pci/nvme0", "nvme0n1", "259:0", 1);
+///     machine.partition("pci/nvme0/nvme0n1", "nvme0n1p1", "259:1", 1);
+class FakeMachine {
+public:
+    FakeMachine();
+
+    features::transport::LinuxPaths paths() const { return features::transport::LinuxPaths(root_); }
+    /// Of a place in the machine: "/dev/nvme0".
+    std::string path(const std::string& place) const { return root_ + place; }
+
+    /// A file, with the folders above it.
+    void file(const std::string& place, const std::string& text);
+    void folder(const std::string& place);
+    /// A link; `target` is a place in the machine.
+    void link(const std::string& place, const std::string& target);
+
+    /// A controller in devices/pci, in its class and in its subsystem. Of a drive that is alive.
+    void controller(const std::string& name, const std::string& subsystem);
+    /// A namespace's block device below devices/`parent`, with its node.
+    void disk(const std::string& parent, const std::string& block, const std::string& number, uint32_t nsid);
+    /// The hidden entry of one path to a namespace, which has no node.
+    void hiddenPath(const std::string& controller, const std::string& block, uint32_t nsid);
+    void partition(const std::string& disk, const std::string& block, const std::string& number, int index);
+    /// Another block device (md, dm) in devices/virtual, with its node.
+    void virtualDisk(const std::string& block, const std::string& number);
+    /// `upper` is built on `lower`: names in class/block.
+    void stack(const std::string& upper, const std::string& lower);
+    /// Lines of /proc/self/mountinfo.
+    void mounts(const std::string& lines) { file("/proc/self/mountinfo", lines); }
+    /// Lines of /proc/swaps, below its heading.
+    void swaps(const std::string& lines);
+
+private:
+    void blockDevice(const std::string& place, const std::string& block, const std::string& number);
+
+    TemporaryFolder folder_;
+    std::string root_;
+};

@@ -1,0 +1,101 @@
+#include <gtest/gtest.h>
+
+#include "features/transport/linux/LinuxDriveSource.h"
+#include "tests/unit/features/transport/FakeMachine.h"
+
+namespace features::transport {
+namespace {
+
+/// "/dev/nvme0", "/dev/nvme0 namespace 2", or "nothing".
+std::string text(const std::optional<DriveLocation>& location) {
+    if (!location) return "nothing";
+    return location->devicePath + (location->nsid ? " namespace " + std::to_string(*location->nsid) : "");
+}
+
+/// nvme0 with a partitioned namespace 7; nvme1 and nvme2 with namespace 3 on both.
+class LinuxDriveSourceTest : public ::testing::Test {
+protected:
+    LinuxDriveSourceTest() {
+        machine_.controller("nvme0", "nvme-subsys0");
+        machine_.disk("pci/nvme0", "nvme0n1", "259:0", 7);
+        machine_.partition("pci/nvme0/nvme0n1", "nvme0n1p1", "259:1", 1);
+        machine_.controller("nvme1", "nvme-subsys1");
+        machine_.controller("nvme2", "nvme-subsys1");
+        machine_.hiddenPath("nvme1", "nvme1c1n1", 3);
+        machine_.hiddenPath("nvme2", "nvme1c2n1", 3);
+        machine_.disk("virtual/nvme-subsys1", "nvme1n1", "259:2", 3);
+    }
+
+    std::string locate(const std::string& place) const {
+        return text(LinuxDriveSource(machine_.paths()).locate(machine_.path(place)));
+    }
+    std::string bootDrive() const { return text(LinuxDriveSource(machine_.paths()).bootDrive("BootDrive")); }
+
+    FakeMachine machine_;
+};
+
+TEST_F(LinuxDriveSourceTest, NodesLeadToTheirController) {
+    EXPECT_EQ(locate("/dev/nvme0"), "/dev/nvme0");
+    EXPECT_EQ(locate("/dev/nvme2"), "/dev/nvme2");
+    EXPECT_EQ(locate("/dev/nvme0n1"), "/dev/nvme0 namespace 7");
+    EXPECT_EQ(locate("/dev/nvme0n1p1"), "/dev/nvme0 namespace 7");
+    EXPECT_EQ(locate("/dev/nvme1n1"), "/dev/nvme1 namespace 3") << "of two paths the first";
+}
+
+TEST_F(LinuxDriveSourceTest, LinksAndRoundaboutPathsAreFollowed) {
+    machine_.link("/dev/disk/by-id/nvme-S1", "/dev/nvme0n1");
+    machine_.link("/dev/disk/by-id/nvme-S1-part1", "/dev/nvme0n1p1");
+    machine_.link("/home/mine", "/dev/disk/by-id/nvme-S1");
+    machine_.link("/home/controller", "/dev/nvme1");
+    EXPECT_EQ(locate("/dev/disk/by-id/nvme-S1"), "/dev/nvme0 namespace 7");
+    EXPECT_EQ(locate("/dev/disk/by-id/nvme-S1-part1"), "/dev/nvme0 namespace 7");
+    EXPECT_EQ(locate("/home/mine"), "/dev/nvme0 namespace 7");
+    EXPECT_EQ(locate("/home/controller"), "/dev/nvme1");
+    EXPECT_EQ(locate("/dev/../dev//nvme0"), "/dev/nvme0");
+}
+
+TEST_F(LinuxDriveSourceTest, OnlyANodeOfADriveNamesOne) {
+    machine_.file("/home/nvme0", "");
+    machine_.file("/home/nvme0n1", "");
+    machine_.file("/dev/sub/nvme0", "");
+    machine_.file("/dev/sda", "");
+    machine_.virtualDisk("md0", "9:0");
+    machine_.link("/dev/dangling", "/dev/nvme9");
+    machine_.folder("/dev/nvme3");
+    for (const char* const place : {"/home/nvme0", "/home/nvme0n1", "/dev/sub/nvme0", "/dev/sda", "/dev/md0",
+                                    "/dev/dangling", "/dev/nvme3", "/dev/nvme9", "/dev", "/dev/", "/"}) {
+        EXPECT_EQ(locate(place), "nothing") << place;
+    }
+    EXPECT_EQ(text(LinuxDriveSource(machine_.paths()).locate("")), "nothing");
+}
+
+TEST_F(LinuxDriveSourceTest, AControllerThatIsGoneIsNotFoundByANodeLeftBehind) {
+    machine_.file("/dev/nvme5", "");
+    EXPECT_EQ(locate("/dev/nvme5"), "nothing");
+}
+
+TEST_F(LinuxDriveSourceTest, TheBootDriveHoldsTheRootFileSystem) {
+    EXPECT_EQ(bootDrive(), "nothing") << "no root in the table";
+
+    machine_.mounts("29 1 259:1 / / rw - ext4 /dev/root rw\n");
+    EXPECT_EQ(bootDrive(), "/dev/nvme0") << "the whole drive, not the namespace";
+
+    machine_.virtualDisk("sda1", "8:1");
+    machine_.mounts("29 1 8:1 / / rw - ext4 /dev/sda1 rw\n30 1 259:1 / /data rw - ext4 /dev/gone rw\n");
+    EXPECT_EQ(bootDrive(), "nothing") << "no NVMe drive";
+
+    machine_.virtualDisk("md0", "9:0");
+    machine_.virtualDisk("dm-0", "253:0");
+    machine_.stack("dm-0", "md0");
+    machine_.stack("md0", "sda1");
+    machine_.stack("md0", "nvme1n1");
+    machine_.mounts("29 1 253:0 / / rw - ext4 /dev/mapper/vg-root rw\n");
+    EXPECT_EQ(bootDrive(), "/dev/nvme1") << "the first NVMe drive below the array";
+}
+
+TEST_F(LinuxDriveSourceTest, GivesTheFinderOfItsDrives) {
+    EXPECT_EQ(LinuxDriveSource(machine_.paths()).finder()->name, "Linux NVMe");
+}
+
+}  // namespace
+}  // namespace features::transport
