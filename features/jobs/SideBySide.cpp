@@ -27,11 +27,12 @@ void sideBySide(std::size_t count, std::size_t bound, const std::function<void(s
         }
     };
     std::vector<std::thread> threads;
-    const std::size_t helpers = std::min(count, bound) - (count == 0 ? 0 : 1);
+    const std::size_t workers = std::min(count, bound);
     try {
-        for (std::size_t i = 0; i < helpers; ++i) threads.emplace_back(worker);
-    } catch (const std::system_error&) {
-        // Fewer threads than wished for: the work is done all the same.
+        // The calling thread is the first worker.
+        for (std::size_t i = 1; i < workers; ++i) threads.emplace_back(worker);
+    } catch (const std::exception&) {
+        // No thread or no memory for one: with fewer than wished for the work is done all the same.
     }
     worker();
     for (std::thread& thread : threads) thread.join();

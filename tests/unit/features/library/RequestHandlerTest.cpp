@@ -1,0 +1,291 @@
+#include <gtest/gtest.h>
+
+#include <map>
+
+#include "features/library/RequestHandler.h"
+#include "features/transport/HostCommand.h"
+#include "ostrel/core/AttributeVocabulary.h"
+#include "ostrel/core/CommandPath.h"
+#include "ostrel/core/CommandResult.h"
+#include "ostrel/core/Device.h"
+
+namespace features::library {
+namespace {
+
+using namespace ostrel::core;
+
+struct FakeDrive {
+    std::string path;
+    std::string serial;
+};
+
+/// The road to a drive whose host sees namespaces 7 and 8 and nothing else.
+class HostPath : public CommandPath {
+public:
+    HostPath() : CommandPath("Fake", NANOSECONDS_PER_SECOND) {}
+    std::unique_ptr<CommandPath> clone() const override { return std::make_unique<HostPath>(*this); }
+    CommandResult send(const Command&, const Payload&, const AttributeList&) override {
+        transport::HostNamespace first;
+        first.nsid = 7;
+        transport::HostNamespace second;
+        second.nsid = 8;
+        CommandResult result;
+        result.protocolResult =
+            std::make_unique<transport::HostResult>(std::vector<transport::HostNamespace>{first, second});
+        return result;
+    }
+    bool isSupported(const AttributeList&) const override { return true; }
+};
+
+class FakeFinder : public DeviceFinder {
+public:
+    FakeFinder(std::string name, std::vector<FakeDrive> drives, int* scans)
+        : DeviceFinder(std::move(name)), drives_(std::move(drives)), scans_(scans) {}
+    void scan(std::vector<std::shared_ptr<Device>>& devices) override {
+        ++*scans_;
+        for (const FakeDrive& drive : drives_) {
+            Attribute path = attributes::device::devicePath();
+            path.setValue(drive.path);
+            Attribute serial = attributes::device::serialNumber();
+            serial.setValue(drive.serial);
+            devices.push_back(std::make_shared<Device>());
+            devices.back()->setAttribute(path);
+            devices.back()->setAttribute(serial);
+            devices.back()->addCommandPath(HostPath());
+            devices.back()->addCommandSet(transport::COMMAND_SET_HOST, "Fake");
+        }
+    }
+    std::unique_ptr<DeviceFinder> clone() const override { return std::make_unique<FakeFinder>(*this); }
+
+private:
+    std::vector<FakeDrive> drives_;
+    int* scans_;
+};
+
+/// Drives as a test lays them out.
+class FakeSource : public transport::DriveSource {
+public:
+    FakeSource(std::string name, std::vector<FakeDrive> drives, int* scans)
+        : name_(std::move(name)), drives_(std::move(drives)), scans_(scans) {}
+    std::unique_ptr<DeviceFinder> finder() const override {
+        return std::make_unique<FakeFinder>(name_, drives_, scans_);
+    }
+    std::optional<transport::DriveLocation> locate(const std::string& path) const override { return find(paths, path); }
+    std::optional<transport::DriveLocation> bootDrive(const std::string& word) const override {
+        return find(bootDrives, word);
+    }
+
+    std::map<std::string, transport::DriveLocation> paths;
+    std::map<std::string, transport::DriveLocation> bootDrives;
+
+private:
+    static std::optional<transport::DriveLocation> find(const std::map<std::string, transport::DriveLocation>& map,
+                                                        const std::string& key) {
+        const auto found = map.find(key);
+        return found == map.end() ? std::nullopt : std::optional(found->second);
+    }
+
+    std::string name_;
+    std::vector<FakeDrive> drives_;
+    int* scans_;
+};
+
+constexpr const char* HEAD = R"(<?xml version="1.0" encoding="utf-8"?>)";
+
+std::string status(const std::string& category, const std::string& code, const std::string& message) {
+    return R"(<Object category="status"><Property name="Category" value=")" + category +
+           R"("/><Property name="Code" value=")" + code + R"("/><Property name="Message" value=")" + message +
+           R"("/></Object>)";
+}
+
+/// The answer to a request that was refused as a whole.
+std::string refusal(const std::string& job, const std::string& category, const std::string& code,
+                    const std::string& message) {
+    const std::string name = job.empty() ? "" : " name=\"" + job + "\"";
+    return std::string(HEAD) + "<Object" + name + ">" + status(category, code, message) + "</Object>";
+}
+
+/// One drive of a list, asked for index and path. The size of a text counts its zero byte.
+std::string shown(const std::string& serial, const std::string& index, const std::string& size,
+                  const std::string& path) {
+    return R"(<Object category="attributeList" key="Velko SSD )" + serial +
+           R"("><Property category="attribute" displayName="Index" name="Index" size="4" type="sint32" value=")" +
+           index + R"("/><Property category="attribute" displayName="Device Path" name="DevicePath" size=")" + size +
+           R"(" type="string" value=")" + path + R"("/></Object>)";
+}
+
+std::string answer(const std::string& drives) {
+    return std::string(HEAD) + R"(<Object name="VelkoSSD">)" + status("0", "0", "Completed successfully.") +
+           R"(<Object category="Output">)" + drives + "</Object></Object>";
+}
+
+std::string device(const std::string& key, const std::string& value) {
+    return R"(<List name="Devices"><Object name="Device"><Property name=")" + key + R"(" value=")" + value +
+           R"("/></Object></List>)";
+}
+
+/// Four drives of two kinds; the first kind knows nodes and the boot drive.
+class RequestHandlerTest : public ::testing::Test {
+protected:
+    RequestHandlerTest() {
+        auto real = std::make_unique<FakeSource>(
+            "Real", std::vector<FakeDrive>{{"/dev/nvme0", "S0"}, {"/dev/nvme1", "S1"}, {"/dev/nvme10", "S10"}},
+            &scans_);
+        real->paths = {{"/dev/nvme1", {"/dev/nvme1", {}}},
+                       {"/dev/nvme1n1", {"/dev/nvme1", 7}},
+                       {"/dev/nvme1n2", {"/dev/nvme1", 8}},
+                       {"/dev/nvme9", {"/dev/nvme9", {}}}};
+        real->bootDrives = {{"BootDrive", {"/dev/nvme0", {}}}};
+        auto other = std::make_unique<FakeSource>("Other", std::vector<FakeDrive>{{"sim:A", "SA"}}, &scans_);
+        other->paths = {{"/opt/A", {"sim:A", {}}}};
+        std::vector<std::unique_ptr<transport::DriveSource>> sources;
+        sources.push_back(std::move(real));
+        sources.push_back(std::move(other));
+        handler_ = std::make_unique<RequestHandler>(std::move(sources));
+    }
+
+    /// A list of drives that are asked for what the scan found out.
+    std::string list(const std::string& devices) {
+        return handler_->answer(
+            R"(<Object name="VelkoSSD" type="GetProperties"><Property name="Scan" value="true"/>)"
+            R"(<Object name="Properties"><Property category="attribute" name="Index" type="string" value=""/>)"
+            R"(<Property category="attribute" name="DevicePath" type="string" value=""/></Object>)" +
+            devices + "</Object>");
+    }
+
+    int scans_ = 0;
+    std::unique_ptr<RequestHandler> handler_;
+};
+
+const std::string S0 = shown("S0", "0", "11", "/dev/nvme0");
+const std::string S1 = shown("S1", "1", "11", "/dev/nvme1");
+const std::string S10 = shown("S10", "2", "12", "/dev/nvme10");
+const std::string SA = shown("SA", "3", "6", "sim:A");
+
+TEST_F(RequestHandlerTest, WhatIsNoRequestIsRefused) {
+    for (const char* const text :
+         {"", "x", "<Object", "<Object>", "<Other/>", "<List/>", R"(<Property name="VelkoSSD"/>)"}) {
+        EXPECT_EQ(handler_->answer(text), refusal("", "11", "2", "No input XML")) << '"' << text << '"';
+    }
+    EXPECT_EQ(scans_, 0);
+}
+
+TEST_F(RequestHandlerTest, ANameThatIsNoJobsIsRefused) {
+    EXPECT_EQ(handler_->answer("<Object/>"), R"(<?xml version="1.0" encoding="utf-8"?><Object name="">)" +
+                                                 status("11", "4", "Job not found") + "</Object>");
+    for (const char* const name : {"velkossd", "VelkoSSD ", "Unheard Of"}) {
+        EXPECT_EQ(handler_->answer(std::string(R"(<Object name=")") + name + R"(" type="GetProperties"/>)"),
+                  refusal(name, "11", "4", "Job not found"));
+    }
+    EXPECT_EQ(scans_, 0);
+}
+
+TEST_F(RequestHandlerTest, AJobOfAnotherLibraryIsNotSupported) {
+    EXPECT_EQ(handler_->answer(R"(<Object name="DIPM" type="Method"><Property name="Scan" value="true"/></Object>)"),
+              refusal("DIPM", "10", "34", "Feature is not supported."));
+    EXPECT_EQ(scans_, 0);
+}
+
+TEST_F(RequestHandlerTest, ATypeThatIsNoneOfTheThreeIsRefused) {
+    for (const char* const type : {"", "Parser", "getproperties"}) {
+        EXPECT_EQ(handler_->answer(std::string(R"(<Object name="VelkoSSD" type=")") + type + R"("/>)"),
+                  refusal("VelkoSSD", "11", "5", "Invalid method type"))
+            << type;
+    }
+}
+
+TEST_F(RequestHandlerTest, WithoutAScanThereAreNoDrives) {
+    EXPECT_EQ(handler_->answer(R"(<Object name="VelkoSSD" type="GetProperties"/>)"),
+              std::string(HEAD) + R"(<Object name="VelkoSSD">)" + status("0", "0", "Completed successfully.") +
+                  R"(<Object category="Output"></Object></Object>)");
+    EXPECT_EQ(handler_->answer(
+                  R"(<Object name="VelkoSSD" type="GetProperties"><Property name="Scan" value="false"/></Object>)"),
+              std::string(HEAD) + R"(<Object name="VelkoSSD">)" + status("0", "0", "Completed successfully.") +
+                  R"(<Object category="Output"></Object></Object>)");
+    EXPECT_EQ(scans_, 0);
+}
+
+TEST_F(RequestHandlerTest, WithoutASelectorAllDrivesAreMeant) {
+    EXPECT_EQ(list(""), answer(S0 + S1 + S10 + SA));
+    EXPECT_EQ(list(R"(<List name="Devices"/>)"), answer(S0 + S1 + S10 + SA)) << "an empty list names nobody";
+    EXPECT_EQ(list(R"(<List name="Other"><Object><Property name="Index" value="9"/></Object></List>)"),
+              answer(S0 + S1 + S10 + SA))
+        << "a list of something else";
+    EXPECT_EQ(scans_, 6) << "each request looks again, with both finders";
+}
+
+TEST_F(RequestHandlerTest, EachKindOfNameLeadsToItsDrive) {
+    EXPECT_EQ(list(device("Index", "2")), answer(S10));
+    EXPECT_EQ(list(device("SerialNumber", "S1")), answer(S1));
+    EXPECT_EQ(list(device("SerialNumber", "s10")), answer(S10)) << "in any case";
+    EXPECT_EQ(list(device("Path", "/dev/nvme1")), answer(S1));
+    EXPECT_EQ(list(device("Path", "/dev/nvme1n1")), answer(S1));
+    EXPECT_EQ(list(device("Path", "/opt/A")), answer(SA)) << "of the second source";
+    EXPECT_EQ(list(device("BootDrive", "BootDrive")), answer(S0));
+}
+
+TEST_F(RequestHandlerTest, AnUnknownDriveIsToldByItsKindOfName) {
+    constexpr struct {
+        const char* key;
+        const char* value;
+        const char* category;
+        const char* code;
+        const char* message;
+    } CASES[] = {
+        {"Index", "4", "0", "4", "Provided device index is invalid. Device could not be found."},
+        {"Index", "99999999999", "0", "4", "Provided device index is invalid. Device could not be found."},
+        {"Index", "", "0", "4", "Provided device index is invalid. Device could not be found."},
+        {"SerialNumber", "S2", "0", "5", "Provided device serial is invalid. Device could not be found."},
+        {"SerialNumber", "", "0", "5", "Provided device serial is invalid. Device could not be found."},
+        {"BootDrive", "other", "0", "7", "Provided device ID is invalid. Device could not be found."},
+        {"Path", "/dev/nvme7", "0", "8", "Provided device path is invalid. Device could not be found."},
+        {"Path", "/dev/nvme9", "0", "8", "Provided device path is invalid. Device could not be found."},
+        {"Path", "", "0", "8", "Provided device path is invalid. Device could not be found."},
+        {"Colour", "blue", "11", "10", "Invalid drive identifier"},
+        {"", "", "11", "10", "Invalid drive identifier"},
+    };
+    for (const auto& c : CASES) {
+        EXPECT_EQ(list(device(c.key, c.value)), refusal("VelkoSSD", c.category, c.code, c.message))
+            << c.key << " " << c.value;
+    }
+}
+
+TEST_F(RequestHandlerTest, SeveralListsAndSeveralDrivesOfOneListAddUp) {
+    EXPECT_EQ(list(device("SerialNumber", "S10") + device("Index", "0")), answer(S10 + S0)) << "as they were named";
+    EXPECT_EQ(list(R"(<List name="Devices"><Object><Property name="Index" value="3"/></Object>)"
+                   R"(<Object><Property name="Path" value="/dev/nvme1"/></Object></List>)"),
+              answer(SA + S1));
+    EXPECT_EQ(list(device("Index", "0") + device("Index", "7")),
+              refusal("VelkoSSD", "0", "4", "Provided device index is invalid. Device could not be found."))
+        << "one unknown drive, and none is touched";
+}
+
+TEST_F(RequestHandlerTest, ADriveThatIsNamedTwiceIsOneDrive) {
+    EXPECT_EQ(list(device("Index", "1") + device("SerialNumber", "S1") + device("Path", "/dev/nvme1n1")), answer(S1));
+}
+
+TEST_F(RequestHandlerTest, ANamespacesNodeNamesTheNamespaceTheJobIsAbout) {
+    constexpr struct {
+        const char* path;
+        const char* nsid;
+        const char* why;
+    } CASES[] = {
+        {"/dev/nvme1n2", "8", "named"},
+        {"/dev/nvme1n1", "7", "named; the request before left nothing behind"},
+        {"/dev/nvme1", "7", "the controller stands for its first namespace"},
+    };
+    for (const auto& c : CASES) {
+        EXPECT_EQ(
+            handler_->answer(R"(<Object name="VelkoSSD" type="GetProperties"><Property name="Scan" value="true"/>)"
+                             R"(<Object name="Properties"><Property category="attribute" name="NamespaceId" )"
+                             R"(type="string" value=""/></Object>)" +
+                             device("Path", c.path) + "</Object>"),
+            answer(R"(<Object category="attributeList" key="Velko SSD S1"><Property category="attribute" )"
+                   R"(displayName="NamespaceId" name="NamespaceId" size="4" type="uint32" value=")" +
+                   std::string(c.nsid) + R"("/></Object>)"))
+            << c.path << ": " << c.why;
+    }
+}
+
+}  // namespace
+}  // namespace features::library
