@@ -1,0 +1,155 @@
+#include <gtest/gtest.h>
+
+#include "features/jobs/SafetyGate.h"
+#include "ostrel/core/CommandPath.h"
+#include "ostrel/core/CommandResult.h"
+#include "tests/support/fakedrive/FakeDrive.h"
+
+namespace features::jobs {
+namespace {
+
+using ostrel::core::Status;
+using transport::HostNamespace;
+using transport::HostRequest;
+using transport::NamespaceUse;
+using Kind = transport::NamespaceUse::Kind;
+using Namespaces = std::vector<HostNamespace>;
+
+constexpr const char* ON_OS_DRIVE = "10/192 Restricted feature on OS drive. ";
+constexpr const char* IN_USE = "10/241 Cannot run selected feature with the given configuration. ";
+constexpr const char* PARTITIONED = "10/94 Selected Drive contains a partition. Remove all partitions to proceed. ";
+constexpr const char* ALLOWED = "0/0 Completed successfully.";
+
+HostNamespace usedNamespace(uint32_t nsid, std::vector<NamespaceUse> uses) {
+    HostNamespace part = fakedrive::unusedNamespace(nsid);
+    part.uses = std::move(uses);
+    return part;
+}
+
+std::string text(const Status& status) {
+    return std::to_string(status.getCategory()) + "/" + std::to_string(status.getCode()) + " " + status.getMessage();
+}
+
+/// The outcome of the gate when the host tells of these namespaces; nothing else is asked of the drive.
+std::string check(const Namespaces& namespaces, const Reach& reach = {}) {
+    fakedrive::FakeDrive fake;
+    fake.expect(fakedrive::hostUses(namespaces));
+    nvme::Drive drive(*fake.device());
+    return text(checkDestruction(drive, reach));
+}
+
+const NamespaceUse MOUNTED{Kind::MOUNTED, "/dev/nvme0n1p1", "/data", false};
+const NamespaceUse SWAP{Kind::SWAP, "/dev/nvme0n1p2", {}, false};
+const NamespaceUse HELD{Kind::HELD, "/dev/nvme0n1", "dm-0 (vg-data)", false};
+const NamespaceUse OPENED{Kind::OPENED, "/dev/nvme0n1", {}, false};
+const NamespaceUse PARTITION{Kind::PARTITION, "/dev/nvme0n1p1", {}, false};
+const NamespaceUse ROOT{Kind::MOUNTED, "/dev/nvme0n1p2", "/", true};
+
+TEST(SafetyGate, ADriveThatNobodyUsesPasses) {
+    EXPECT_EQ(check({}), ALLOWED) << "no namespace";
+    EXPECT_EQ(check({fakedrive::unusedNamespace(1), fakedrive::unusedNamespace(2)}), ALLOWED);
+}
+
+TEST(SafetyGate, EachUseIsRefusedAndNamed) {
+    const struct {
+        NamespaceUse use;
+        std::string outcome;
+    } CASES[] = {
+        {MOUNTED, std::string(IN_USE) + "/dev/nvme0n1p1 is mounted on /data."},
+        {SWAP, std::string(IN_USE) + "/dev/nvme0n1p2 is used as swap."},
+        {HELD, std::string(IN_USE) + "/dev/nvme0n1 is part of dm-0 (vg-data)."},
+        {OPENED, std::string(IN_USE) + "/dev/nvme0n1 is opened exclusively by another program."},
+        {PARTITION, std::string(PARTITIONED) + "/dev/nvme0n1p1 is a partition."},
+        {ROOT, std::string(ON_OS_DRIVE) + "/dev/nvme0n1p2 is mounted on /."},
+        {{Kind::SWAP, "/dev/nvme0n1", {}, true}, std::string(ON_OS_DRIVE) + "/dev/nvme0n1 is used as swap."},
+        {{Kind::HELD, "/dev/nvme0n1", "md0", true}, std::string(ON_OS_DRIVE) + "/dev/nvme0n1 is part of md0."},
+    };
+    for (const auto& c : CASES) {
+        EXPECT_EQ(check({usedNamespace(1, {c.use})}), c.outcome);
+        EXPECT_EQ(check({usedNamespace(1, {c.use})}, {1, true}), c.outcome) << "named";
+    }
+}
+
+TEST(SafetyGate, PartitionsCountOnlyWhereTheyAreSaidTo) {
+    EXPECT_EQ(check({usedNamespace(1, {PARTITION})}, {1, false}), ALLOWED);
+    EXPECT_EQ(check({usedNamespace(1, {PARTITION})}, {0xFFFFFFFF, false}), ALLOWED);
+    EXPECT_EQ(check({usedNamespace(1, {PARTITION, MOUNTED})}, {1, false}),
+              std::string(IN_USE) + "/dev/nvme0n1p1 is mounted on /data.")
+        << "what is used is refused all the same";
+}
+
+TEST(SafetyGate, AUseThatNoForceOverridesIsToldBeforeAPartition) {
+    EXPECT_EQ(check({usedNamespace(1, {PARTITION, MOUNTED})}),
+              std::string(IN_USE) + "/dev/nvme0n1p1 is mounted on /data.");
+    EXPECT_EQ(check({usedNamespace(1, {PARTITION}), usedNamespace(2, {HELD})}),
+              std::string(IN_USE) + "/dev/nvme0n1 is part of dm-0 (vg-data).");
+    EXPECT_EQ(check({usedNamespace(1, {MOUNTED}), usedNamespace(2, {ROOT})}),
+              std::string(ON_OS_DRIVE) + "/dev/nvme0n1p2 is mounted on /.")
+        << "the system before all";
+    EXPECT_EQ(
+        check({usedNamespace(1, {PARTITION}), usedNamespace(2, {{Kind::PARTITION, "/dev/nvme0n2p1", {}, false}})}),
+        std::string(PARTITIONED) + "/dev/nvme0n1p1 is a partition.")
+        << "of two the first";
+}
+
+TEST(SafetyGate, OnlyTheNamespacesThatAreReachedCount) {
+    const Namespaces namespaces{usedNamespace(1, {MOUNTED}), fakedrive::unusedNamespace(2),
+                                usedNamespace(3, {PARTITION})};
+    EXPECT_EQ(check(namespaces, {2, true}), ALLOWED);
+    EXPECT_EQ(check(namespaces, {1, true}), std::string(IN_USE) + "/dev/nvme0n1p1 is mounted on /data.");
+    EXPECT_EQ(check(namespaces, {3, true}), std::string(PARTITIONED) + "/dev/nvme0n1p1 is a partition.");
+    EXPECT_EQ(check(namespaces, {0xFFFFFFFF, true}), std::string(IN_USE) + "/dev/nvme0n1p1 is mounted on /data.");
+    EXPECT_EQ(check(namespaces, {9, true}), ALLOWED) << "one that the host does not see has no use";
+}
+
+TEST(SafetyGate, ANamespaceOfAnotherControllerCounts) {
+    HostNamespace elsewhere = usedNamespace(2, {MOUNTED});
+    elsewhere.attached = false;
+    const std::string refused = std::string(IN_USE) + "/dev/nvme0n1p1 is mounted on /data.";
+    EXPECT_EQ(check({elsewhere}), refused);
+    EXPECT_EQ(check({elsewhere}, {2, false}), refused);
+}
+
+TEST(SafetyGate, TheSystemOnOneNamespaceProtectsTheWholeDrive) {
+    const Namespaces namespaces{fakedrive::unusedNamespace(1), usedNamespace(2, {ROOT})};
+    const std::string refused = std::string(ON_OS_DRIVE) + "/dev/nvme0n1p2 is mounted on /.";
+    EXPECT_EQ(check(namespaces, {1, true}), refused);
+    EXPECT_EQ(check(namespaces, {1, false}), refused);
+    EXPECT_EQ(check(namespaces), refused);
+}
+
+TEST(SafetyGate, AHostThatCannotTellIsARefusal) {
+    fakedrive::FakeDrive fake;
+    fake.expect(fakedrive::Expected::host(HostRequest::USES).breaks(Status(1, 2, "System error. No table.")));
+    nvme::Drive drive(*fake.device());
+    EXPECT_EQ(text(checkDestruction(drive, {1, false})), "1/2 System error. No table.");
+}
+
+/// A road that answers every request with a success that tells nothing.
+class MutePath : public ostrel::core::CommandPath {
+public:
+    MutePath() : CommandPath("Fake", NANOSECONDS_PER_SECOND) {}
+    std::unique_ptr<CommandPath> clone() const override { return std::make_unique<MutePath>(*this); }
+    ostrel::core::CommandResult send(const ostrel::core::Command&, const ostrel::core::Payload&,
+                                     const ostrel::core::AttributeList&) override {
+        return {};
+    }
+    bool isSupported(const ostrel::core::AttributeList&) const override { return true; }
+};
+
+TEST(SafetyGate, AnAnswerThatTellsNothingIsARefusal) {
+    fakedrive::FakeDrive fake;
+    fake.device()->addCommandPath(MutePath());
+    nvme::Drive drive(*fake.device());
+    EXPECT_EQ(text(checkDestruction(drive, {1, false})), "10/33 Failed to retrieve data from selected device.");
+}
+
+TEST(SafetyGate, ADriveWithoutAHostsSideIsRefused) {
+    fakedrive::FakeDrive fake;
+    fake.device()->getCommandSets().erase("Host");
+    nvme::Drive drive(*fake.device());
+    EXPECT_EQ(text(checkDestruction(drive, {1, false})), "0/35 Device does not support this command set.");
+}
+
+}  // namespace
+}  // namespace features::jobs
