@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """prepare.py FOLDER AGENT [TOOL [LIBRARY]]: makes what machine.py boots: FOLDER/vmlinuz and FOLDER/initramfs.
 
-The kernel is Debian's cloud kernel, downloaded and unpacked into FOLDER, never installed. The initramfs holds
+The kernel is Debian's cloud kernel, downloaded and unpacked into FOLDER once, never installed. The initramfs holds
 busybox, the agent, the tool with its library, the witnesses, the shared libraries they need, and the kernel modules
 that the tests load.
 """
@@ -17,6 +17,7 @@ KERNEL_PACKAGE = "linux-image-cloud-amd64"
 # The console port comes first; the others are loaded by the tests that need them.
 BOOT_MODULES = ["virtio_pci", "virtio_console"]
 TEST_MODULES = ["raid1", "dm-mod", "loop", "nvme-tcp"]
+BUILDERS = ["qemu-system-x86_64", "busybox", "cpio", "zstd"]
 PROGRAMS = ["nvme", "smartctl", "mdadm", "dmsetup", "strace"]
 INIT = """#!/bin/busybox sh
 /bin/busybox --install -s /bin
@@ -40,20 +41,46 @@ def output(*command, **options):
     return subprocess.run(command, check=True, stdout=subprocess.PIPE, **options).stdout
 
 
+def private_lists(folder):
+    """Options by which apt works on package lists below `folder`: the system's own stay as they are, and nobody has to
+    be root."""
+    (folder / "lists/partial").mkdir(parents=True, exist_ok=True)
+    (folder / "cache/archives/partial").mkdir(parents=True, exist_ok=True)
+    return ["-o", f"Dir::State::Lists={folder}/lists", "-o", f"Dir::Cache={folder}/cache",
+            "-o", "Dir::State::Status=/var/lib/dpkg/status"]
+
+
+def download_kernel(folder, options):
+    """Downloads the newest kernel that the package lists know into `folder`; returns its path, or None with the reason."""
+    depends = subprocess.run(["apt-cache", *options, "depends", KERNEL_PACKAGE], stdout=subprocess.PIPE,
+                             stderr=subprocess.STDOUT).stdout.decode()
+    package = re.search(r"Depends: (linux-image-\S+)", depends)
+    if not package:
+        return None, f"the package lists do not know {KERNEL_PACKAGE}: {depends.strip()}"
+    # The folder need not be open to apt's own user.
+    done = subprocess.run(["apt-get", *options, "-o", "APT::Sandbox::User=root", "download", "-q", package.group(1)],
+                          cwd=folder, stdout=subprocess.PIPE, stderr=subprocess.STDOUT)
+    return next(folder.glob("*.deb"), None) if done.returncode == 0 else None, done.stdout.decode().strip()
+
+
 def fetch_kernel(folder):
-    """Downloads and unpacks the newest kernel that the package lists know; keeps it for the next time."""
+    """Downloads and unpacks a kernel, and keeps it for the next time. Package lists that are missing, or so old that
+    their kernel is no longer there, are fetched anew, for this alone."""
     unpacked = folder / "kernel"
     if (unpacked / "complete").exists():
         return unpacked
     shutil.rmtree(unpacked, ignore_errors=True)
     unpacked.mkdir(parents=True)
-    depends = output("apt-cache", "depends", KERNEL_PACKAGE).decode()
-    if "Depends:" not in depends:
-        raise SystemExit(f"prepare: the package lists do not know {KERNEL_PACKAGE}: run scripts/setup")
-    package = re.search(r"Depends: (linux-image-\S+)", depends).group(1)
-    subprocess.run(["apt-get", "download", "-q", package], check=True, cwd=unpacked, stderr=subprocess.DEVNULL,
-                   stdout=subprocess.DEVNULL)
-    (archive,) = unpacked.glob("*.deb")
+    archive, reason = download_kernel(unpacked, [])
+    if not archive:
+        options = private_lists(folder / "apt")
+        subprocess.run(["apt-get", *options, "-o", "APT::Sandbox::User=root", "-q", "update"],
+                       stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+        archive, reason = download_kernel(unpacked, options)
+        shutil.rmtree(folder / "apt", ignore_errors=True)
+    if not archive:
+        raise SystemExit(f"prepare: no kernel to boot: {reason}\nprepare: it comes from Debian's archive: check "
+                         "/etc/apt/sources.list and the network, then run apt-get update")
     subprocess.run(["dpkg-deb", "-x", archive, unpacked], check=True)
     archive.unlink()
     (unpacked / "complete").touch()
@@ -77,9 +104,16 @@ def module_order(modules, names):
     return order
 
 
-def libraries(program):
+def program(name):
+    found = shutil.which(name, path="/usr/sbin:/usr/bin:/sbin:/bin")
+    if not found:
+        raise SystemExit(f"prepare: {name} is missing: run scripts/setup")
+    return found
+
+
+def libraries(path):
     """The shared libraries a program loads, the dynamic linker included."""
-    text = subprocess.run(["ldd", program], stdout=subprocess.PIPE, stderr=subprocess.DEVNULL).stdout.decode()
+    text = subprocess.run(["ldd", path], stdout=subprocess.PIPE, stderr=subprocess.DEVNULL).stdout.decode()
     return re.findall(r"(/\S+) \(0x", text)
 
 
@@ -95,6 +129,8 @@ def install(root, source, target):
 def main():
     folder, agent, *product = [pathlib.Path(argument).resolve() for argument in sys.argv[1:]]
     folder.mkdir(parents=True, exist_ok=True)
+    for name in BUILDERS:
+        program(name)
     kernel = fetch_kernel(folder)
     shutil.copy(next((kernel / "boot").glob("vmlinuz-*")), folder / "vmlinuz")
 
@@ -104,10 +140,7 @@ def main():
     install(root, "/bin/busybox", "/bin/busybox")
     install(root, agent, "/bin/agent")
     for name in PROGRAMS:
-        found = shutil.which(name, path="/usr/sbin:/usr/bin:/sbin:/bin")
-        if not found:
-            raise SystemExit(f"prepare: {name} is missing: run scripts/setup")
-        install(root, found, f"/usr/bin/{name}")
+        install(root, program(name), f"/usr/bin/{name}")
     for path in product:
         install(root, path, f"/opt/velko/nimbrel/{path.name}")
     if product:

@@ -1,0 +1,294 @@
+"""The list of drives and the ways of naming one, on a real driver. Every value is compared with what nvme-cli or sysfs
+says of the same drive."""
+
+import json
+import struct
+import time
+import unittest
+
+from machine import Controller, Machine, Namespace
+
+NOT_FOUND = "Property not found"
+NO_UPDATE = ("No known update for SSD. If an update is expected, please contact your SSD Vendor representative about "
+             "firmware update for this drive.")
+UNKNOWN_INDEX = "Error: Provided device index is invalid. Device could not be found.\n"
+UNKNOWN_SERIAL = "Error: Provided device serial is invalid. Device could not be found.\n"
+UNKNOWN_PATH = "Error: Provided device path is invalid. Device could not be found.\n"
+UNKNOWN_BOOT_DRIVE = "Error: Provided device ID is invalid. Device could not be found.\n"
+
+
+def refuse(text):
+    raise ValueError(f"{text} is no JSON")
+
+
+def strict_json(text):
+    """The drives of a list, each as heading and properties. A property twice is an error; two drives may share a
+    heading, since controllers of one subsystem have one serial number."""
+    drives = []
+
+    def pairs(items):
+        if items and isinstance(items[0][1], dict):
+            drives.extend(items)
+            return None
+        if len(dict(items)) != len(items):
+            raise ValueError(f"a property twice: {items}")
+        return dict(items)
+
+    json.loads(text, object_pairs_hook=pairs, parse_constant=refuse)
+    return drives
+
+
+def values(text):
+    """The JSON documents of several programs, one behind the other."""
+    decoder, found = json.JSONDecoder(), []
+    text = text.strip()
+    while text:
+        value, end = decoder.raw_decode(text)
+        found.append(value)
+        text = text[end:].lstrip()
+    return found
+
+
+class Witness:
+    """What nvme-cli and sysfs say of the drives of a machine, in the order of the list: names in byte order."""
+
+    def __init__(self, machine):
+        self.names = machine.shell("cd /sys/class/nvme && LC_ALL=C ls").stdout.split()
+        names = " ".join(self.names)
+        self.controllers = values(machine.shell(f"for c in {names}; do nvme id-ctrl -o json /dev/$c; done").stdout)
+        self.logs = values(machine.shell(f"for c in {names}; do nvme smart-log -o json /dev/$c; done").stdout)
+        # Below each controller: its own block devices, or paths to the ones of its subsystem.
+        listing = machine.shell(
+            f"cd /sys/class/nvme; for c in {names}; do for n in $c/nvme*n*; do [ -e $n/nsid ] && "
+            "echo $c $(cat $n/nsid $n/size $n/queue/logical_block_size); done; done; true").stdout
+        self.namespaces = {name: [] for name in self.names}
+        for line in listing.splitlines():
+            name, *numbers = line.split()
+            self.namespaces[name].append(tuple(map(int, numbers)))
+        firsts = {name: min(found)[0] for name, found in self.namespaces.items() if found}
+        identified = values(machine.shell("; ".join(
+            f"nvme id-ns -o json -n {nsid} /dev/{name}" for name, nsid in firsts.items()) or "true").stdout)
+        self.first = dict(zip(firsts, identified))
+
+    def drive(self, index):
+        """The properties of a list's entry."""
+        name, controller = self.names[index], self.controllers[index]
+        sectors = sum(size for _, size, _ in self.namespaces[name])
+        first = self.first.get(name)
+        return {
+            "Bootloader": NOT_FOUND,
+            "Capacity": f"{sectors * 512 / 1e6:.2f} MB",
+            "DevicePath": f"/dev/{name}",
+            "DeviceStatus": {0: "Healthy"}[self.logs[index]["critical_warning"]],
+            "Firmware": controller["fr"].strip(),
+            "FirmwareUpdateAvailable": NO_UPDATE,
+            "Index": index,
+            "MaximumLBA": first["nsze"] - 1 if first else NOT_FOUND,
+            "ModelNumber": controller["mn"].strip(),
+            "NumLBAFormats": first["nlbaf"] if first else NOT_FOUND,
+            "ProductFamily": NOT_FOUND,
+            "SectorSize": min(self.namespaces[name])[2] if first else NOT_FOUND,
+            "SerialNumber": controller["sn"].strip(),
+        }
+
+    def list(self):
+        return [(f"Velko SSD {self.drive(i)['SerialNumber']}", self.drive(i)) for i in range(len(self.names))]
+
+
+class ListingTestCase(unittest.TestCase):
+    """One machine for the tests of a class."""
+
+    maxDiff = None
+    controllers = []
+
+    @classmethod
+    def setUpClass(cls):
+        cls.machine = Machine(cls.controllers)
+        cls.prepare(cls.machine)
+        cls.machine.start()
+
+    @classmethod
+    def tearDownClass(cls):
+        cls.machine.stop()
+
+    @classmethod
+    def prepare(cls, machine):
+        """Before the machine starts."""
+
+    def check(self, *arguments, status=0, stdout="", stderr=""):
+        run = self.machine.run("nimbrel", *arguments)
+        self.assertEqual((run.stdout, run.stderr, run.status), (stdout, stderr, status), arguments)
+
+    def drives(self, *arguments):
+        """What a successful show tells."""
+        run = self.machine.run("nimbrel", "show", "-o", "json", *arguments)
+        self.assertEqual((run.stderr, run.status), ("", 0), arguments)
+        return strict_json(run.stdout)
+
+
+class OneDrive(ListingTestCase):
+    controllers = [Controller("S1", [Namespace(64)])]
+
+    def test_is_listed_with_what_the_witnesses_say(self):
+        self.assertEqual(self.drives("-velkossd"), Witness(self.machine).list())
+
+    def test_is_shown_as_text(self):
+        self.check("show", "-d", "SerialNumber,NamespaceId,Colour", "-velkossd", "0",
+                   stdout="\n- Velko SSD S1 -\n\nColour : Property not found\nNamespaceId : 1\nSerialNumber : S1\n\n")
+
+    def test_shows_all_that_identify_tells(self):
+        witness = Witness(self.machine)
+        controller, first, log = witness.controllers[0], witness.first["nvme0"], witness.logs[0]
+        version = controller["ver"]
+        lba_format = first["lbafs"][first["flbas"] & 15]
+
+        def bit(field, number):
+            return bool(controller[field] >> number & 1)
+
+        expected = {
+            **witness.drive(0),
+            "EndToEndDataProtCapabilities": first["dpc"],
+            "FormatNVMCryptoEraseSupported": bit("fna", 2),
+            "FormatNVMSupported": bit("oacs", 1),
+            "LBAFormat": first["flbas"] & 15,
+            "MaximumDataTransferSize": controller["mdts"],
+            "MetadataSetting": first["flbas"] >> 4 & 1,
+            "MetadataSize": lba_format["ms"],
+            "NVMe1Point1OrGreater": version >= 0x10100,
+            "NVMe1Point2OrGreater": version >= 0x10200,
+            "NVMe1Point3OrGreater": version >= 0x10300,
+            "NVMe1Point4OrGreater": version >= 0x10400,
+            "NVMeControllerID": controller["cntlid"],
+            "NVMeMajorVersion": version >> 16,
+            "NVMeMinorVersion": version >> 8 & 255,
+            "NVMeTertiaryVersion": version & 255,
+            "NamespaceId": 1,
+            "NamespaceManagementSupported": bit("oacs", 3),
+            "NumberOfNamespacesSupported": controller["nn"],
+            "OCPSupported": False,
+            "OptionalNPXMatasetMgmtSupported": bit("oncs", 2),
+            "OptionalNVMCompareSupported": bit("oncs", 0),
+            "OptionalNVMReservationsSupported": bit("oncs", 5),
+            "OptionalNVMSaveFieldSupported": bit("oncs", 4),
+            "OptionalNVMTimestampSupported": bit("oncs", 6),
+            "OptionalNVMVerifySupported": bit("oncs", 7),
+            "OptionalNVMWriteUncorrectableSupported": bit("oncs", 1),
+            "OptionalNVMWriteZeroesSupported": bit("oncs", 3),
+            "PhysicalSize": sum(size * 512 for _, size, _ in witness.namespaces["nvme0"]),
+            "ProtectionInformation": first["dps"] & 7,
+            "ProtectionInformationLocation": first["dps"] >> 3 & 1,
+            "SanitizeBlockEraseSupported": bit("sanicap", 1),
+            "SanitizeCryptoScrambleSupported": bit("sanicap", 0),
+            "SanitizeOverwriteSupported": bit("sanicap", 2),
+            "SanitizeSupported": controller["sanicap"] & 7 != 0,
+            "SectorDataSize": 1 << lba_format["ds"],
+            "SelfTestSupported": bit("oacs", 4),
+            "StagedFirmware": "None",
+            "SupportCommandEffectsLog": bit("lpa", 1),
+            "SupportPersistentEventLog": bit("lpa", 4),
+            "TCGSupported": bit("oacs", 0),
+            "TelemetryLogSupported": bit("lpa", 3),
+            "TrimSupported": bit("oncs", 2),
+            "VelkoNVMe": False,
+            "WriteCacheSupported": bit("vwc", 0),
+        }
+        self.assertEqual(log["critical_warning"], 0)
+        self.assertEqual(self.drives("-a", "-velkossd", "0"), [("Velko SSD S1", expected)])
+
+
+class FourControllers(ListingTestCase):
+    """Two controllers of one subsystem, with a namespace of each kind; one without any; one with a partition."""
+
+    controllers = [
+        Controller("S1", [Namespace(64), Namespace(32, block=4096, metadata=8, shared=True),
+                          Namespace(16, detached=True)]),
+        Controller("S1", name="S1b"),
+        Controller("S3"),
+        Controller("S4", [Namespace(32, block=4096), Namespace(16, metadata=16)]),
+    ]
+
+    @classmethod
+    def prepare(cls, machine):
+        entry = struct.pack("<B3xB3xII", 0, 0x83, 256, 1024)
+        with open(machine.image("S4", 1), "r+b") as image:
+            image.write(bytes(446) + entry + bytes(48) + b"\x55\xAA")
+
+    def test_are_listed_with_what_the_witnesses_say(self):
+        witness = Witness(self.machine)
+        self.assertEqual({name: [nsid for nsid, _, _ in sorted(found)] for name, found in witness.namespaces.items()},
+                         {"nvme0": [1, 2], "nvme1": [2], "nvme2": [], "nvme3": [1, 2]}, "the machine is as it was meant")
+        self.assertEqual(self.drives("-velkossd"), witness.list())
+
+    def test_each_name_leads_to_its_drive(self):
+        self.machine.shell("mkdir -p /dev/disk/by-id && cd /dev/disk/by-id && ln -sf ../../nvme3n2 link-to-namespace && "
+                           "ln -sf ../../nvme2 link-to-controller")
+        # A subsystem has the number of the controller that came up first.
+        shared = self.machine.shell("ls -d /sys/class/nvme-subsystem/nvme-subsys*/nvme1").stdout.split("/")[-2]
+        node = "/dev/" + shared.replace("-subsys", "")
+        for name, serial, path, nsid in (
+                ("0", "S1", "/dev/nvme0", 1),
+                ("1", "S1", "/dev/nvme1", 2),
+                ("3", "S4", "/dev/nvme3", 1),
+                ("S1", "S1", "/dev/nvme0", 1),  # of two controllers with one serial number the first
+                ("S4", "S4", "/dev/nvme3", 1),
+                ("s4", "S4", "/dev/nvme3", 1),
+                ("/dev/nvme1", "S1", "/dev/nvme1", 2),
+                ("/dev/nvme2", "S3", "/dev/nvme2", NOT_FOUND),
+                (f"{node}n1", "S1", "/dev/nvme0", 1),
+                (f"{node}n2", "S1", "/dev/nvme0", 2),
+                ("/dev/nvme3n2", "S4", "/dev/nvme3", 2),
+                ("/dev/nvme3n1p1", "S4", "/dev/nvme3", 1),
+                ("/dev/disk/by-id/link-to-namespace", "S4", "/dev/nvme3", 2),
+                ("/dev/disk/by-id/link-to-controller", "S3", "/dev/nvme2", NOT_FOUND)):
+            with self.subTest(name):
+                self.assertEqual(self.drives("-d", "DevicePath,NamespaceId,SerialNumber", "-velkossd", name),
+                                 [(f"Velko SSD {serial}",
+                                   {"DevicePath": path, "NamespaceId": nsid, "SerialNumber": serial})])
+
+    def test_an_unknown_name_is_told_by_its_kind(self):
+        self.machine.shell("ln -sf nvme9 /dev/dangling; : > /tmp/nvme0")
+        for name, message in (
+                ("4", UNKNOWN_INDEX),
+                ("4294967295", UNKNOWN_INDEX),
+                ("S2", UNKNOWN_SERIAL),
+                ("/tmp/nvme0", UNKNOWN_SERIAL),  # no path below /dev: the tool takes it for a serial number
+                ("/dev/nvme4", UNKNOWN_PATH),
+                ("/dev/nvme0n3", UNKNOWN_PATH),  # the detached namespace has no node
+                ("/dev/nvme1n3", UNKNOWN_PATH),
+                ("/dev/null", UNKNOWN_PATH),
+                ("/dev/dangling", UNKNOWN_PATH),
+                ("/dev/", UNKNOWN_PATH),
+                ("bootdrive", UNKNOWN_BOOT_DRIVE)):  # this machine's root lies in memory
+            with self.subTest(name):
+                self.check("show", "-velkossd", name, status=3, stdout=message)
+
+
+class ManyControllers(ListingTestCase):
+    controllers = [Controller(f"M{i:02}", [Namespace(4 + i)]) for i in range(32)]
+
+    def test_are_listed_with_what_the_witnesses_say(self):
+        witness = Witness(self.machine)
+        self.assertEqual(sorted(c["sn"].strip() for c in witness.controllers), [f"M{i:02}" for i in range(32)])
+        self.assertEqual(self.drives("-velkossd"), witness.list())
+
+
+class UnpluggedDrive(ListingTestCase):
+    controllers = [Controller("U1", [Namespace(8)]), Controller("U2", [Namespace(16)]), Controller("U3", [Namespace(8)])]
+
+    def test_is_gone_and_the_others_are_listed(self):
+        self.assertEqual([heading for heading, _ in self.drives("-velkossd")],
+                         ["Velko SSD U1", "Velko SSD U2", "Velko SSD U3"])
+        self.machine.qmp("device_del", id="U2")
+        deadline = time.monotonic() + 30
+        while self.machine.run("test", "-e", "/sys/class/nvme/nvme1").status == 0:
+            self.assertLess(time.monotonic(), deadline, "the kernel kept the drive")
+        witness = Witness(self.machine)
+        self.assertEqual(witness.names, ["nvme0", "nvme2"])
+        self.assertEqual(self.drives("-velkossd"), witness.list())
+        self.check("show", "-velkossd", "U2", status=3, stdout=UNKNOWN_SERIAL)
+        self.check("show", "-velkossd", "/dev/nvme1", status=3, stdout=UNKNOWN_PATH)
+        self.check("show", "-velkossd", "2", status=3, stdout=UNKNOWN_INDEX)
+
+
+if __name__ == "__main__":
+    unittest.main()
