@@ -77,6 +77,12 @@ void FeatureJob::runOnDrives(xml::XmlObject& output, const AttributeList* reques
     output.objects.push_back(std::move(object));
 }
 
+void FeatureJob::addOutput(xml::XmlObject& output, DriveOutput& drive) {
+    OSTREL_TRACE();
+    output.objects.push_back(outputObject());
+    append(*output.objects.back(), drive);
+}
+
 Status FeatureJob::checkRequest(const Arguments&) {
     return Status();
 }

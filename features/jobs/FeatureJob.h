@@ -41,6 +41,9 @@ protected:
     /// A message of a success is shown to the user behind the tool's own.
     virtual ostrel::core::Status setOnDrive(nvme::Drive& drive, const ostrel::core::Attribute& attribute);
 
+    /// Adds one output object with what `drive` gave; it is empty then.
+    static void addOutput(ostrel::core::xml::XmlObject& output, DriveOutput& drive);
+
     const std::string& title() const { return title_; }
     /// The arguments of the input. Only while the job runs.
     Arguments arguments() const { return Arguments(*getInput()); }

@@ -2,7 +2,10 @@
 
 #include <string_view>
 
+#include "features/jobs/EnduranceAnalyzerJob.h"
 #include "features/jobs/HealthMetricsJob.h"
+#include "features/jobs/IdentifyJob.h"
+#include "features/jobs/NvmeLogJob.h"
 #include "features/jobs/PerformanceJob.h"
 #include "features/jobs/SmartJob.h"
 #include "features/jobs/VelkoSsdJob.h"
@@ -29,7 +32,10 @@ struct JobRow {
 
 // Every job of this library: adding one is adding a row.
 constexpr JobRow JOBS[] = {
+    {JOB_ENDURANCE_ANALYZER, make<jobs::EnduranceAnalyzerJob>},
     {JOB_HEALTH_METRICS, make<jobs::HealthMetricsJob>},
+    {JOB_IDENTIFY, make<jobs::IdentifyJob>},
+    {JOB_NVME_LOG, make<jobs::NvmeLogJob>},
     {JOB_PERFORMANCE, make<jobs::PerformanceJob>},
     {JOB_SMART, make<jobs::SmartJob>},
     {JOB_VELKOSSD, make<jobs::VelkoSsdJob>},

@@ -82,16 +82,16 @@ constexpr LogPageRow LOG_PAGES[] = {
 };
 // clang-format on
 
-/// A name as it is compared: without case, blanks and punctuation, so that "smart/health" finds its page.
-std::string comparable(const std::string& name) {
+}  // namespace
+
+std::string comparableLogName(const std::string& name) {
+    OSTREL_TRACE();
     std::string text;
     for (const char c : ostrel::core::toLower(name)) {
         if ((c >= 'a' && c <= 'z') || (c >= '0' && c <= '9')) text += c;
     }
     return text;
 }
-
-}  // namespace
 
 const LogPageRow* findLogPage(uint8_t lid) {
     OSTREL_TRACE();
@@ -101,9 +101,9 @@ const LogPageRow* findLogPage(uint8_t lid) {
 
 const LogPageRow* findLogPage(const std::string& name) {
     OSTREL_TRACE();
-    const std::string wanted = comparable(name);
-    const auto* row =
-        std::find_if(logPagesBegin(), logPagesEnd(), [&](const LogPageRow& r) { return comparable(r.name) == wanted; });
+    const std::string wanted = comparableLogName(name);
+    const auto* row = std::find_if(logPagesBegin(), logPagesEnd(),
+                                   [&](const LogPageRow& r) { return comparableLogName(r.name) == wanted; });
     return row == logPagesEnd() ? nullptr : row;
 }
 

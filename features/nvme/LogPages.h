@@ -30,6 +30,8 @@ struct LogPageRow {
 /// their case. Vendor-specific identifiers have no rows, since their meaning depends on the drive.
 const LogPageRow* findLogPage(uint8_t lid);
 const LogPageRow* findLogPage(const std::string& name);
+/// A name as it is compared.
+std::string comparableLogName(const std::string& name);
 /// All rows, in the order of their identifiers.
 const LogPageRow* logPagesBegin();
 const LogPageRow* logPagesEnd();

@@ -1,0 +1,130 @@
+#include "features/jobs/EnduranceAnalyzerJob.h"
+
+#include <boost/multiprecision/cpp_int.hpp>
+
+#include <chrono>
+
+#include "features/jobs/LogReading.h"
+#include "features/nvme/Bytes.h"
+#include "features/nvme/FieldTree.h"
+#include "ostrel/core/AttributeVocabulary.h"
+#include "ostrel/core/ScopeTrace.h"
+#include "ostrel/core/StatusCatalogue.h"
+#include "ostrel/interfaces/ostreli/interface/JobNames.h"
+
+namespace features::jobs {
+
+using namespace ostrel::core;
+
+namespace {
+
+constexpr const char* FOLDER = "/var/lib/nimbrel";
+constexpr int64_t SECONDS_PER_MINUTE = 60;
+constexpr int64_t LEAST_SECONDS = 60 * SECONDS_PER_MINUTE;
+constexpr int64_t SECONDS_PER_YEAR = 31557600;  // 365.25 days
+constexpr unsigned WHOLE_LIFE = 100;            // per cent
+
+constexpr std::size_t OFFSET_PERCENTAGE_USED = 5;
+constexpr std::size_t OFFSET_DATA_UNITS_WRITTEN = 48;
+
+int64_t systemSeconds() {
+    using namespace std::chrono;
+    return duration_cast<seconds>(system_clock::now().time_since_epoch()).count();
+}
+
+/// "12.34", at the pace of `wear` per cent in `seconds`.
+std::string yearsLeft(unsigned percentageUsed, unsigned wear, int64_t seconds) {
+    const int64_t left = percentageUsed < WHOLE_LIFE ? WHOLE_LIFE - percentageUsed : 0;
+    const boost::multiprecision::int128_t hundredths =
+        boost::multiprecision::int128_t(seconds) * left * 100 / (SECONDS_PER_YEAR * int64_t{wear});
+    return nvme::decimalFraction(static_cast<uint64_t>(hundredths), 2);
+}
+
+/// The difference of two counters of 128 bits.
+std::string difference(const std::string& later, const std::string& earlier) {
+    const boost::multiprecision::cpp_int now(later);
+    const boost::multiprecision::cpp_int then(earlier);
+    return now < then ? "not reported" : boost::multiprecision::cpp_int(now - then).str();
+}
+
+void add(AttributeList& list, Attribute attribute, const std::string& unit) {
+    attribute.setDescription(unit);
+    list[attribute.getName()] = std::move(attribute);
+}
+
+AttributeList analyze(const EnduranceBaseline& then, const EnduranceBaseline& now) {
+    const unsigned wear = now.percentageUsed - then.percentageUsed;
+    const int64_t seconds = now.timeSeconds - then.timeSeconds;
+    AttributeList list;
+    Attribute life = attributes::feature::enduranceAnalyzer();
+    life.setValue(yearsLeft(now.percentageUsed, wear, seconds));
+    add(list, life, "years");
+    Attribute used = attributes::feature::percentageUsed();
+    used.setValue(static_cast<uint8_t>(now.percentageUsed));
+    add(list, used, "%");
+    add(list, Attribute("WearSinceReset", "Wear Since Reset", typeUint32(), uint32_t{wear}), "%");
+    add(list, Attribute("TimeSinceReset", "Time Since Reset", typeUint64(), uint64_t(seconds / SECONDS_PER_MINUTE)),
+        "minutes");
+    add(list,
+        Attribute("DataUnitsWrittenSinceReset", "Data Units Written Since Reset", typeString(),
+                  difference(now.dataUnitsWritten, then.dataUnitsWritten)),
+        "units of 512000 bytes");
+    return list;
+}
+
+}  // namespace
+
+EnduranceAnalyzerJob::EnduranceAnalyzerJob() : EnduranceAnalyzerJob(FOLDER, systemSeconds) {}
+
+EnduranceAnalyzerJob::EnduranceAnalyzerJob(const std::string& folder, Clock clock)
+    : FeatureJob(ostrel::interfaces::ostreli::JOB_ENDURANCE_ANALYZER, "Endurance Analyzer"),
+      baselines_(folder),
+      clock_(clock) {}
+
+std::unique_ptr<ostrel::interfaces::ostreli::Job> EnduranceAnalyzerJob::clone() const {
+    auto copy = std::make_unique<EnduranceAnalyzerJob>();
+    copy->copyFrom(*this);
+    copy->baselines_ = baselines_;
+    copy->clock_ = clock_;
+    return copy;
+}
+
+Status EnduranceAnalyzerJob::measure(nvme::Drive& drive, EnduranceBaseline& now) const {
+    OSTREL_TRACE();
+    Payload smart;
+    Status status = readSmartLog(drive, smart);
+    if (!status.is(0, 0)) return status;
+    now.timeSeconds = clock_();
+    now.percentageUsed = smart.getData()[OFFSET_PERCENTAGE_USED];
+    now.dataUnitsWritten = nvme::decimal128(smart.getData() + OFFSET_DATA_UNITS_WRITTEN);
+    return status;
+}
+
+Status EnduranceAnalyzerJob::showDrive(nvme::Drive& drive, const Arguments&, DriveOutput& out) {
+    OSTREL_TRACE();
+    std::optional<EnduranceBaseline> then;
+    Status status = baselines_.load(drive.serialNumber(), then);
+    if (!status.is(0, 0)) return status;
+    // A clock that was set back counts as no time gone.
+    if (!then || clock_() - then->timeSeconds < LEAST_SECONDS) return statuses::workloadIndicatorsReset();
+    EnduranceBaseline now;
+    status = measure(drive, now);
+    if (!status.is(0, 0)) return status;
+    if (now.percentageUsed <= then->percentageUsed) return statuses::workloadWithoutWear();
+    out.addAttributes(title(), analyze(*then, now));
+    return Status();
+}
+
+Status EnduranceAnalyzerJob::actOnDrive(nvme::Drive& drive, const Arguments&, DriveOutput& out) {
+    OSTREL_TRACE();
+    EnduranceBaseline now;
+    Status status = measure(drive, now);
+    if (status.is(0, 0)) status = baselines_.save(drive.serialNumber(), now);
+    if (!status.is(0, 0)) return status;
+    out.addStatus(title(), Status(0, 0,
+                                  "The workload indicators were reset. Run the workload for 60 minutes or more before "
+                                  "the endurance analyzer is shown."));
+    return Status();
+}
+
+}  // namespace features::jobs

@@ -1,0 +1,37 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+#include "features/jobs/EnduranceBaselines.h"
+#include "features/jobs/FeatureJob.h"
+
+namespace features::jobs {
+
+/// How long a drive will last under the workload that it had since the last reset.
+///
+///   - GetProperties: years of expected life. 10/75 without a reset, or within 60 minutes of it; 10/74 when the
+///   workload
+///     has not worn the drive by one per cent of its life.
+///   - Method: the reset. From now on the wear counts.
+class EnduranceAnalyzerJob : public FeatureJob {
+public:
+    /// Seconds since 1970.
+    using Clock = int64_t (*)();
+
+    EnduranceAnalyzerJob();
+    EnduranceAnalyzerJob(const std::string& folder, Clock clock);
+    std::unique_ptr<Job> clone() const override;
+
+protected:
+    ostrel::core::Status showDrive(nvme::Drive& drive, const Arguments& arguments, DriveOutput& out) override;
+    ostrel::core::Status actOnDrive(nvme::Drive& drive, const Arguments& arguments, DriveOutput& out) override;
+
+private:
+    ostrel::core::Status measure(nvme::Drive& drive, EnduranceBaseline& now) const;
+
+    EnduranceBaselines baselines_;
+    Clock clock_;
+};
+
+}  // namespace features::jobs

@@ -1,0 +1,106 @@
+#include "features/jobs/EnduranceBaselines.h"
+
+#include <cctype>
+#include <cerrno>
+#include <cstdio>
+#include <filesystem>
+#include <limits>
+#include <vector>
+
+#include "ostrel/core/File.h"
+#include "ostrel/core/ScopeTrace.h"
+#include "ostrel/core/StatusCatalogue.h"
+#include "ostrel/core/Strings.h"
+
+namespace features::jobs {
+
+using namespace ostrel::core;
+
+namespace {
+
+constexpr const char* TIME = "TimeSeconds ";
+constexpr const char* PERCENTAGE_USED = "PercentageUsed ";
+constexpr const char* DATA_UNITS_WRITTEN = "DataUnitsWritten ";
+/// Numbers of up to 128 bits.
+constexpr std::size_t MOST_DIGITS = 39;
+
+/// The number behind the name, as it is written; empty when the line is another or holds anything else.
+std::string digitsOf(const std::string& line, const std::string& name) {
+    if (line.compare(0, name.size(), name) != 0) return {};
+    const std::string digits = line.substr(name.size());
+    const bool padded = digits.size() > 1 && digits[0] == '0';
+    return isInteger(digits) && !padded && digits.size() <= MOST_DIGITS ? digits : std::string();
+}
+
+/// Three lines, in this order. What does not fit is damaged.
+std::optional<EnduranceBaseline> parse(const std::string& text) {
+    const std::vector<std::string> lines = split(text, '\n');
+    if (lines.size() != 4 || !lines[3].empty()) return std::nullopt;
+    const std::string time = digitsOf(lines[0], TIME);
+    const std::string used = digitsOf(lines[1], PERCENTAGE_USED);
+    const std::string written = digitsOf(lines[2], DATA_UNITS_WRITTEN);
+    if (time.empty() || used.empty() || written.empty()) return std::nullopt;
+    EnduranceBaseline baseline;
+    baseline.timeSeconds = toNumber<int64_t>(time);
+    baseline.percentageUsed = toNumber<uint32_t>(used);
+    baseline.dataUnitsWritten = written;
+    constexpr int64_t MOST_SECONDS = std::numeric_limits<uint32_t>::max() * int64_t{1024};
+    if (baseline.timeSeconds > MOST_SECONDS || baseline.percentageUsed > 255) return std::nullopt;
+    return baseline;
+}
+
+}  // namespace
+
+std::string EnduranceBaselines::fileName(const std::string& serialNumber) {
+    OSTREL_TRACE();
+    std::string name;
+    for (const char c : serialNumber) {
+        const auto byte = static_cast<unsigned char>(c);
+        char text[4] = {c, 0, 0, 0};
+        if (byte > 0x7E || (std::isalnum(byte) == 0 && c != '-')) std::snprintf(text, sizeof text, "%%%02X", byte);
+        name += text;
+    }
+    return name + ".endurance";
+}
+
+Status EnduranceBaselines::pathOf(const std::string& serialNumber, std::string& path) const {
+    OSTREL_TRACE();
+    if (serialNumber.empty()) {
+        return Status(CATEGORY_FEATURE, statuses::featureNotSupported().getCode(),
+                      "The drive has no serial number to keep its workload indicators under.");
+    }
+    path = folder_ + "/" + fileName(serialNumber);
+    return Status();
+}
+
+Status EnduranceBaselines::load(const std::string& serialNumber, std::optional<EnduranceBaseline>& baseline) const {
+    OSTREL_TRACE();
+    baseline.reset();
+    std::string path;
+    Status status = pathOf(serialNumber, path);
+    if (!status.is(0, 0)) return status;
+    std::string text;
+    status = readFile(path, SymbolicLink::REFUSE, text);
+    if (status.is(CATEGORY_OS, ENOENT)) return Status();
+    if (!status.is(0, 0)) return status;
+    baseline = parse(text);
+    if (baseline) return Status();
+    return Status(CATEGORY_FEATURE, statuses::fileReadFailed().getCode(),
+                  statuses::fileReadFailed().getMessage() + " " + path +
+                      " is damaged. Reset the endurance analyzer of this drive.");
+}
+
+Status EnduranceBaselines::save(const std::string& serialNumber, const EnduranceBaseline& baseline) const {
+    OSTREL_TRACE();
+    std::string path;
+    const Status status = pathOf(serialNumber, path);
+    if (!status.is(0, 0)) return status;
+    std::error_code error;
+    std::filesystem::create_directories(folder_, error);
+    if (error) return Status(CATEGORY_OS, static_cast<uint32_t>(error.value()), folder_ + ": " + error.message());
+    return writeFileAtomically(path, TIME + std::to_string(baseline.timeSeconds) + "\n" + PERCENTAGE_USED +
+                                         std::to_string(baseline.percentageUsed) + "\n" + DATA_UNITS_WRITTEN +
+                                         baseline.dataUnitsWritten + "\n");
+}
+
+}  // namespace features::jobs

@@ -1,0 +1,42 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+
+#include "ostrel/core/Status.h"
+
+namespace features::jobs {
+
+/// A drive's wear at the moment from which on its workload is judged.
+struct EnduranceBaseline {
+    int64_t timeSeconds = 0;             ///< since 1970, UTC
+    unsigned percentageUsed = 0;         ///< of the drive's life; 255 is the most that drives tell
+    std::string dataUnitsWritten = "0";  ///< decimal; a unit is 512,000 bytes
+};
+
+/// The baselines of all drives, one small file for each serial number. They outlive the process; a file is replaced as
+/// a whole or not at all, and nothing is ever followed out of the folder.
+///
+/// Errors: of the file system with errno and path; a file that is damaged is 10/54, and a serial number that is empty
+///         10/34.
+class EnduranceBaselines {
+public:
+    explicit EnduranceBaselines(std::string folder) : folder_(std::move(folder)) {}
+
+    /// `baseline` stays empty when the drive has none.
+    ostrel::core::Status load(const std::string& serialNumber, std::optional<EnduranceBaseline>& baseline) const;
+    /// Makes the folder where it is missing.
+    ostrel::core::Status save(const std::string& serialNumber, const EnduranceBaseline& baseline) const;
+
+    /// "S1.endurance". Bytes that are no letter, digit or '-' stand as "%20", so that no serial number leads out of the
+    /// folder, and two never to the same file.
+    static std::string fileName(const std::string& serialNumber);
+
+private:
+    ostrel::core::Status pathOf(const std::string& serialNumber, std::string& path) const;
+
+    std::string folder_;
+};
+
+}  // namespace features::jobs

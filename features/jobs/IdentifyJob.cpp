@@ -1,0 +1,180 @@
+#include "features/jobs/IdentifyJob.h"
+
+#include <algorithm>
+#include <iterator>
+#include <string>
+#include <vector>
+
+#include "features/nvme/Identify.h"
+#include "features/nvme/NamespaceProperties.h"
+#include "features/nvme/Opcodes.h"
+#include "ostrel/core/AttributeVocabulary.h"
+#include "ostrel/core/Device.h"
+#include "ostrel/core/ScopeTrace.h"
+#include "ostrel/core/StatusCatalogue.h"
+#include "ostrel/core/Strings.h"
+#include "ostrel/interfaces/ostreli/interface/JobNames.h"
+
+namespace features::jobs {
+
+using namespace ostrel::core;
+using nvme::FieldTree;
+
+namespace {
+
+constexpr std::size_t MOST_NAMESPACES_IN_A_LIST = 1024;
+constexpr std::size_t MOST_CONTROLLERS_IN_A_LIST = 2047;
+constexpr uint16_t LAST_CONTROLLER = 0xFFFF;
+
+/// The drive repeats itself, and a list would have no end.
+Status damagedList(const nvme::Drive& drive) {
+    return Status(CATEGORY_FEATURE, statuses::deviceDataRetrievalFailed().getCode(),
+                  "Drive " + drive.name() + " gave a list whose entries do not increase.");
+}
+
+Status showController(nvme::Drive& drive, uint8_t cns, uint32_t, FieldTree& tree) {
+    Payload data;
+    Status status = drive.identify(cns, 0, 0, data);
+    if (status.is(0, 0)) tree = nvme::decodeIdentifyController(data);
+    return status;
+}
+
+Status showNamespace(nvme::Drive& drive, uint8_t cns, uint32_t nsid, FieldTree& tree) {
+    Payload data;
+    const Status status = drive.identify(cns, nsid, 0, data);
+    if (!status.is(0, 0)) return status;
+    // All zero stands for a namespace that is not attached; what all namespaces have in common has no size either.
+    if (nsid != nvme::NSID_ALL && nvme::NamespaceProperties(data.getData()).sizeBlocks == 0) {
+        return Status(CATEGORY_FEATURE, statuses::invalidNamespaceId().getCode(),
+                      "Namespace " + std::to_string(nsid) + " is not attached to drive " + drive.name() + ".");
+    }
+    tree = nvme::decodeIdentifyNamespace(data, nsid);
+    return Status();
+}
+
+Status showDescriptors(nvme::Drive& drive, uint8_t cns, uint32_t nsid, FieldTree& tree) {
+    Payload data;
+    Status status = drive.identify(cns, nsid, 0, data);
+    if (status.is(0, 0)) tree = nvme::decodeNamespaceDescriptors(data, nsid);
+    return status;
+}
+
+Status showUuids(nvme::Drive& drive, uint8_t cns, uint32_t, FieldTree& tree) {
+    Payload data;
+    Status status = drive.identify(cns, 0, 0, data);
+    if (status.is(0, 0)) tree = nvme::decodeUuidList(data);
+    return status;
+}
+
+/// The lists go on behind the last entry of a full one.
+Status showNamespaces(nvme::Drive& drive, uint8_t cns, uint32_t, FieldTree& tree) {
+    std::vector<uint32_t> all;
+    for (bool more = true; more;) {
+        Payload data;
+        const Status status = drive.identify(cns, all.empty() ? 0 : all.back(), 0, data);
+        if (!status.is(0, 0)) return status;
+        const std::vector<uint32_t> part = nvme::decodeNamespaceList(data);
+        more = part.size() == MOST_NAMESPACES_IN_A_LIST;
+        if (more && !all.empty() && part.back() <= all.back()) return damagedList(drive);
+        all.insert(all.end(), part.begin(), part.end());
+    }
+    tree = FieldTree{cns == nvme::CNS_ALLOCATED_NAMESPACES ? "Allocated Namespaces" : "Attached Namespaces", {}, {}};
+    tree.add("Namespaces", nvme::listText(all));
+    return Status();
+}
+
+Status showControllers(nvme::Drive& drive, uint8_t cns, uint32_t nsid, FieldTree& tree) {
+    std::vector<uint16_t> all;
+    uint16_t first = 0;
+    for (bool more = true; more;) {
+        Payload data;
+        const Status status = drive.identify(cns, nsid, first, data);
+        if (!status.is(0, 0)) return status;
+        const std::vector<uint16_t> part = nvme::decodeControllerList(data);
+        all.insert(all.end(), part.begin(), part.end());
+        more = part.size() == MOST_CONTROLLERS_IN_A_LIST && part.back() != LAST_CONTROLLER;
+        if (more && part.back() < first) return damagedList(drive);
+        if (more) first = static_cast<uint16_t>(part.back() + 1);
+    }
+    tree = FieldTree{"Controllers", {}, {}};
+    if (cns == nvme::CNS_NAMESPACE_CONTROLLERS) tree.heading += " of Namespace " + std::to_string(nsid);
+    tree.add("Controllers", nvme::listText(all));
+    return Status();
+}
+
+struct StructureRow {
+    uint8_t cns;
+    bool ofOneNamespace;
+    Status (*show)(nvme::Drive& drive, uint8_t cns, uint32_t nsid, FieldTree& tree);
+};
+constexpr StructureRow STRUCTURES[] = {
+    {nvme::CNS_NAMESPACE, true, showNamespace},
+    {nvme::CNS_CONTROLLER, false, showController},
+    {nvme::CNS_ACTIVE_NAMESPACES, false, showNamespaces},
+    {nvme::CNS_NAMESPACE_DESCRIPTORS, true, showDescriptors},
+    {nvme::CNS_ALLOCATED_NAMESPACES, false, showNamespaces},
+    {nvme::CNS_NAMESPACE_CONTROLLERS, true, showControllers},
+    {nvme::CNS_CONTROLLERS, false, showControllers},
+    {nvme::CNS_UUID_LIST, false, showUuids},
+};
+
+struct IdentifyRequest {
+    const StructureRow* structure = nullptr;
+    std::optional<uint64_t> nsid;
+};
+
+Status read(const Arguments& arguments, IdentifyRequest& request) {
+    const std::string key = attributes::feature::controllerNamespaceStructure().getName();
+    std::optional<uint64_t> cns;
+    Status status = arguments.number(key, UINT8_MAX, cns);
+    if (!status.is(0, 0)) return status;
+    const auto* found = std::find_if(std::begin(STRUCTURES), std::end(STRUCTURES), [&](const StructureRow& row) {
+        return row.cns == cns.value_or(nvme::CNS_CONTROLLER);
+    });
+    if (found == std::end(STRUCTURES)) {
+        return Status(CATEGORY_FEATURE, statuses::invalidProperty().getCode(),
+                      "Invalid value given for " + key + ": '" + std::to_string(*cns) +
+                          "'. It must be 0, 1, 2, 3, 16, 18, 19 or 23.");
+    }
+    request.structure = found;
+    return arguments.number(attributes::device::namespaceId().getName(), UINT32_MAX, request.nsid,
+                            Digits::DECIMAL_OR_HEX);
+}
+
+}  // namespace
+
+IdentifyJob::IdentifyJob() : FeatureJob(ostrel::interfaces::ostreli::JOB_IDENTIFY, "Identify") {}
+
+std::unique_ptr<ostrel::interfaces::ostreli::Job> IdentifyJob::clone() const {
+    auto copy = std::make_unique<IdentifyJob>();
+    copy->copyFrom(*this);
+    return copy;
+}
+
+Status IdentifyJob::checkRequest(const Arguments& arguments) {
+    OSTREL_TRACE();
+    IdentifyRequest request;
+    Status status = read(arguments, request);
+    if (status.is(0, 0) && request.structure->ofOneNamespace && request.nsid == 0)
+        return statuses::invalidNamespaceId();
+    return status;
+}
+
+Status IdentifyJob::actOnDrive(nvme::Drive& drive, const Arguments& arguments, DriveOutput& out) {
+    OSTREL_TRACE();
+    IdentifyRequest request;
+    Status status = read(arguments, request);
+    if (!status.is(0, 0)) return status;
+    if (request.structure->ofOneNamespace && !request.nsid) {
+        const Attribute named = drive.device().getAttribute(attributes::device::namespaceId());
+        if (named.getSize() == 0) return statuses::noNamespaceId();
+        request.nsid = named.getNumber();
+    }
+    const uint32_t nsid = request.structure->ofOneNamespace ? static_cast<uint32_t>(*request.nsid) : 0;
+    FieldTree tree;
+    status = request.structure->show(drive, request.structure->cns, nsid, tree);
+    if (status.is(0, 0)) out.addTree(tree);
+    return status;
+}
+
+}  // namespace features::jobs

@@ -1,0 +1,21 @@
+#pragma once
+
+#include "features/jobs/FeatureJob.h"
+
+namespace features::jobs {
+
+/// The data structures of Identify, decoded.
+///
+/// Arguments: "ControllerNamespaceStructure" (1 when absent; of several the last counts) and, for the structures of one
+/// namespace, "NamespaceId"; without it the namespace that the user's path named.
+class IdentifyJob : public FeatureJob {
+public:
+    IdentifyJob();
+    std::unique_ptr<Job> clone() const override;
+
+protected:
+    ostrel::core::Status checkRequest(const Arguments& arguments) override;
+    ostrel::core::Status actOnDrive(nvme::Drive& drive, const Arguments& arguments, DriveOutput& out) override;
+};
+
+}  // namespace features::jobs

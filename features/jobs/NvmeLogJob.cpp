@@ -1,0 +1,156 @@
+#include "features/jobs/NvmeLogJob.h"
+
+#include "features/jobs/DriveFacts.h"
+#include "features/jobs/LogReading.h"
+#include "features/jobs/NvmeLogPage.h"
+#include "features/jobs/NvmeLogRequest.h"
+#include "features/nvme/LogPages.h"
+#include "features/nvme/Opcodes.h"
+#include "ostrel/core/File.h"
+#include "ostrel/core/ScopeTrace.h"
+#include "ostrel/core/StatusCatalogue.h"
+#include "ostrel/interfaces/ostreli/interface/JobNames.h"
+
+namespace features::jobs {
+
+using namespace ostrel::core;
+using nvme::FieldTree;
+using nvme::LogPageRow;
+
+namespace {
+
+constexpr uint32_t SUPPORTED_LOGS_BYTES = 1024;
+
+/// Whether the controller says that it has the page, by the bits of Identify Controller.
+Status isThere(DriveFacts& facts, const LogPageRow& row, bool& there) {
+    const nvme::ControllerCapabilities* controller = facts.controller();
+    if (controller == nullptr)
+        return facts.failure().is(0, 0) ? statuses::deviceDataRetrievalFailed() : facts.failure();
+    there = row.isSupportedBy(*controller);
+    return Status();
+}
+
+/// The drive's own list; `tree` stays empty on drives without one.
+Status askForList(DriveFacts& facts, FieldTree& tree) {
+    const nvme::ControllerCapabilities* controller = facts.controller();
+    if (controller == nullptr || !controller->supportsSupportedLogs()) return facts.failure();
+    Payload data;
+    Status status = readLog(facts.drive(), nvme::LID_SUPPORTED_LOGS, SUPPORTED_LOGS_BYTES, data);
+    if (isRefusal(status)) return Status();
+    if (status.is(0, 0)) tree = nvme::decodeSupportedLogs(data);
+    return status;
+}
+
+Status showList(DriveFacts& facts, DriveOutput& out) {
+    FieldTree tree;
+    Status status = askForList(facts, tree);
+    if (!status.is(0, 0)) return status;
+    if (!tree.fields.empty()) {
+        out.addTree(tree);
+        return Status();
+    }
+    tree.heading = "Supported Log Pages";
+    for (const LogPageRow* row = nvme::logPagesBegin(); row != nvme::logPagesEnd(); ++row) {
+        bool there = false;
+        status = isThere(facts, *row, there);
+        if (!status.is(0, 0)) return status;
+        if (there && row->lid != nvme::LID_SUPPORTED_LOGS) tree.add("LID " + nvme::hexText(row->lid, 2), row->name);
+    }
+    if (facts.ocpSmart() != nullptr) tree.add("LID " + nvme::hexText(nvme::LID_OCP_SMART, 2), OCP_SMART_NAME);
+    if (facts.failure().is(0, 0)) out.addTree(tree);
+    return facts.failure();
+}
+
+Status showPage(DriveFacts& facts, const NvmeLogRequest& request, uint8_t lid, DriveOutput& out) {
+    Payload data;
+    Status status = readLogPage(facts, request, lid, LogExtent::DECODED, data);
+    if (status.is(0, 0)) out.addTree(showLogPage(lid, request.offset, data));
+    return status;
+}
+
+/// A page among all pages: nobody asked for it by name, so that a refusal is told, but no failure.
+Status showPageOfAll(DriveFacts& facts, const NvmeLogRequest& request, uint8_t lid, DriveOutput& out) {
+    Status status = showPage(facts, request, lid, out);
+    if (!isRefusal(status)) return status;
+    FieldTree tree{logName(lid), {}, {}};
+    tree.add("Not read", status.getMessage());
+    out.addTree(tree);
+    return Status();
+}
+
+/// Another maker's page may stand at the same identifier.
+Status showOcpPage(DriveFacts& facts, const NvmeLogRequest& request, DriveOutput& out) {
+    Payload data;
+    Status status = readLogPage(facts, request, nvme::LID_OCP_SMART, LogExtent::DECODED, data);
+    if (isRefusal(status)) return Status();
+    if (status.is(0, 0) && request.offset == 0 && nvme::isOcpSmart(data)) out.addTree(nvme::decodeOcpSmart(data));
+    return status;
+}
+
+Status showAll(DriveFacts& facts, const NvmeLogRequest& request, DriveOutput& out) {
+    for (const LogPageRow* row = nvme::logPagesBegin(); row != nvme::logPagesEnd(); ++row) {
+        bool there = false;
+        Status status = isThere(facts, *row, there);
+        if (status.is(0, 0) && there) status = showPageOfAll(facts, request, row->lid, out);
+        if (!status.is(0, 0)) return status;
+    }
+    return showOcpPage(facts, request, out);
+}
+
+/// One page of one drive into a file.
+Status writePage(nvme::Drive& drive, const NvmeLogRequest& request, DriveOutput& out, const std::string& title) {
+    DriveFacts facts(drive);
+    Payload data;
+    Status status = readLogPage(facts, request, *request.lid, LogExtent::WHOLE, data);
+    if (!status.is(0, 0)) return status;
+    status = writeFileAtomically(request.file, {reinterpret_cast<const char*>(data.getData()), data.getSize()});
+    if (!status.is(0, 0)) return status;
+    out.addStatus(title, Status(0, 0,
+                                "Wrote " + std::to_string(data.getSize()) + " bytes of log page " +
+                                    nvme::hexText(*request.lid, 2) + " (" + logName(*request.lid) + ") to " +
+                                    request.file + "."));
+    return Status();
+}
+
+}  // namespace
+
+NvmeLogJob::NvmeLogJob() : FeatureJob(ostrel::interfaces::ostreli::JOB_NVME_LOG, "NVMe Log") {}
+
+std::unique_ptr<ostrel::interfaces::ostreli::Job> NvmeLogJob::clone() const {
+    auto copy = std::make_unique<NvmeLogJob>();
+    copy->copyFrom(*this);
+    return copy;
+}
+
+Status NvmeLogJob::checkRequest(const Arguments& arguments) {
+    OSTREL_TRACE();
+    NvmeLogRequest request;
+    return NvmeLogRequest::read(arguments, request);
+}
+
+Status NvmeLogJob::runMethod(const std::shared_ptr<xml::XmlObject>& output) {
+    OSTREL_TRACE();
+    NvmeLogRequest request;
+    Status status = NvmeLogRequest::read(arguments(), request);
+    if (!status.is(0, 0)) return status;
+    if (request.file.empty()) return FeatureJob::runMethod(output);
+    if (getDevices().empty()) return statuses::noDeviceSelected();
+    if (getDevices().size() > 1) return statuses::multipleDevicesSelected();
+    nvme::Drive drive(*getDevices().front());
+    DriveOutput out(drive.serialNumber(), nullptr);
+    status = writePage(drive, request, out, title());
+    if (status.is(0, 0)) addOutput(*output, out);
+    return status;
+}
+
+Status NvmeLogJob::actOnDrive(nvme::Drive& drive, const Arguments& arguments, DriveOutput& out) {
+    OSTREL_TRACE();
+    NvmeLogRequest request;
+    const Status status = NvmeLogRequest::read(arguments, request);
+    if (!status.is(0, 0)) return status;
+    DriveFacts facts(drive);
+    if (request.list) return showList(facts, out);
+    return request.lid ? showPage(facts, request, *request.lid, out) : showAll(facts, request, out);
+}
+
+}  // namespace features::jobs

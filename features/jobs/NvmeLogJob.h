@@ -1,0 +1,23 @@
+#pragma once
+
+#include "features/jobs/FeatureJob.h"
+
+namespace features::jobs {
+
+/// Log pages: which of them a drive has, one or all of them decoded, or one as bytes in a file.
+///
+/// Of all pages those are shown that the drive has and that can be decoded; one that it refuses all the same is told
+/// in its place. The file is for one page of one drive, and is replaced as a whole or not at all; a failure is the
+/// status of the request.
+class NvmeLogJob : public FeatureJob {
+public:
+    NvmeLogJob();
+    std::unique_ptr<Job> clone() const override;
+    ostrel::core::Status runMethod(const std::shared_ptr<ostrel::core::xml::XmlObject>& output) override;
+
+protected:
+    ostrel::core::Status checkRequest(const Arguments& arguments) override;
+    ostrel::core::Status actOnDrive(nvme::Drive& drive, const Arguments& arguments, DriveOutput& out) override;
+};
+
+}  // namespace features::jobs

@@ -1,0 +1,37 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+
+#include "features/jobs/DriveFacts.h"
+#include "features/jobs/NvmeLogRequest.h"
+#include "features/nvme/FieldTree.h"
+#include "ostrel/core/Payload.h"
+#include "ostrel/core/Status.h"
+
+namespace features::jobs {
+
+/// How the one page is called that has no row of the standard. Only a drive whose page bears its GUID has it.
+inline constexpr const char* OCP_SMART_NAME = "OCP SMART / Health Information Extended";
+
+/// The identifier of a log page's name. In names only letters and digits count, without their case.
+std::optional<uint8_t> findLogByName(const std::string& name);
+/// "SMART / Health Information", or "Log Page 0xC5" for what has no name.
+std::string logName(uint8_t lid);
+
+/// Which part of a page without an end of its own is read.
+enum class LogExtent : uint8_t {
+    DECODED,  ///< what the decoder reads: of the telemetry and persistent event logs the header
+    WHOLE,    ///< all that the page says it has
+};
+
+/// Reads log page `lid` as `request` says. Without a number of dwords in the request the length is that of the page;
+/// what is not known of the standard gives 512 bytes. An offset behind the end is 10/36.
+ostrel::core::Status readLogPage(DriveFacts& facts, const NvmeLogRequest& request, uint8_t lid, LogExtent extent,
+                                 ostrel::core::Payload& data);
+
+/// The page decoded. What has no decoder, or does not begin at the page's beginning, as hexadecimal lines.
+nvme::FieldTree showLogPage(uint8_t lid, uint64_t offset, const ostrel::core::Payload& data);
+
+}  // namespace features::jobs

@@ -1,0 +1,115 @@
+#include "features/jobs/NvmeLogRequest.h"
+
+#include "features/jobs/NvmeLogPage.h"
+#include "ostrel/core/AttributeVocabulary.h"
+#include "ostrel/core/ScopeTrace.h"
+#include "ostrel/core/StatusCatalogue.h"
+
+namespace features::jobs {
+
+using namespace ostrel::core;
+namespace keys = attributes::feature;
+
+namespace {
+
+/// Log Specific Field is 4 bits wide.
+constexpr uint64_t MOST_LSP = 15;
+/// 256 MiB: no log page comes near, and the buffer has to fit the memory.
+constexpr uint64_t MOST_DWORDS = 64 * 1024 * 1024;
+
+Status outOfRange(const std::string& key, uint64_t value, const char* range) {
+    return Status(CATEGORY_FEATURE, statuses::invalidProperty().getCode(),
+                  "Invalid value given for " + key + ": '" + std::to_string(value) + "'. It must be " + range + ".");
+}
+
+/// Identifier or name; an identifier of 0, or neither, stands for all pages.
+Status readPage(const Arguments& arguments, std::optional<uint8_t>& lid) {
+    std::optional<uint64_t> number;
+    const Status status = arguments.number(keys::logId().getName(), UINT32_MAX, number);
+    if (!status.is(0, 0)) return status;
+    if (number > UINT8_MAX) {
+        return Status(CATEGORY_FEATURE, statuses::invalidLogId().getCode(),
+                      statuses::invalidLogId().getMessage() + " It must be a number from 0 to 255.");
+    }
+    if (number.value_or(0) != 0) lid = static_cast<uint8_t>(*number);
+    const std::string name = arguments.text(keys::logName().getName());
+    if (number || name.empty()) return Status();
+    lid = findLogByName(name);
+    if (lid) return Status();
+    return Status(CATEGORY_FEATURE, statuses::invalidLogName().getCode(),
+                  statuses::invalidLogName().getMessage() + " There is no log page '" + name +
+                      "'; 'list' shows those of a drive.");
+}
+
+Status readExtent(const Arguments& arguments, NvmeLogRequest& request) {
+    const std::string offsetKey = keys::logPageOffset().getName();
+    std::optional<uint64_t> offset;
+    Status status = arguments.number(offsetKey, UINT64_MAX, offset);
+    if (!status.is(0, 0)) return status;
+    request.offset = offset.value_or(0);
+    if (request.offset % 4 != 0) return outOfRange(offsetKey, request.offset, "a multiple of 4 bytes");
+    const std::string dwordsKey = keys::numDWORDs().getName();
+    std::optional<uint64_t> dwords;
+    status = arguments.number(dwordsKey, MOST_DWORDS, dwords);
+    if (!status.is(0, 0) || !dwords) return status;
+    if (*dwords == 0) return outOfRange(dwordsKey, 0, "1 or more");
+    request.bytes = static_cast<uint32_t>(*dwords * 4);
+    return Status();
+}
+
+Status readSpecifics(const Arguments& arguments, NvmeLogRequest& request) {
+    std::optional<uint64_t> lsp;
+    Status status = arguments.number(keys::logSpecificField().getName(), MOST_LSP, lsp);
+    if (!status.is(0, 0)) return status;
+    request.lsp = static_cast<uint8_t>(lsp.value_or(0));
+    std::optional<uint64_t> lsi;
+    status = arguments.number(keys::logSpecificId().getName(), UINT16_MAX, lsi);
+    if (status.is(0, 0) && lsi) request.lsi = static_cast<uint16_t>(*lsi);
+    return status;
+}
+
+Status readFlags(const Arguments& arguments, NvmeLogRequest& request) {
+    const struct {
+        Attribute attribute;
+        bool& flag;
+    } flags[] = {
+        {keys::list(), request.list},
+        {keys::namespaceSpecific(), request.ofNamespace},
+        {keys::retainAsynchronousEvent(), request.retainEvent},
+    };
+    for (const auto& row : flags) {
+        std::optional<bool> flag;
+        const Status status = arguments.boolean(row.attribute.getName(), flag);
+        if (!status.is(0, 0)) return status;
+        row.flag = flag.value_or(row.flag);
+    }
+    return Status();
+}
+
+/// A file holds one page of bytes.
+Status checkFile(const NvmeLogRequest& request) {
+    if (request.file.empty()) return Status();
+    if (request.list) {
+        return Status(CATEGORY_FEATURE, statuses::invalidProperty().getCode(),
+                      "The list of log pages is shown, not written to a file. Leave the destination out.");
+    }
+    if (request.lid) return Status();
+    return Status(CATEGORY_FEATURE, statuses::invalidLogId().getCode(),
+                  statuses::invalidLogId().getMessage() + " Name the one log page that is to be written.");
+}
+
+}  // namespace
+
+Status NvmeLogRequest::read(const Arguments& arguments, NvmeLogRequest& request) {
+    OSTREL_TRACE();
+    for (const auto part : {readFlags, readSpecifics, readExtent}) {
+        const Status status = part(arguments, request);
+        if (!status.is(0, 0)) return status;
+    }
+    const Status status = readPage(arguments, request.lid);
+    if (!status.is(0, 0)) return status;
+    request.file = arguments.text(keys::file().getName());
+    return checkFile(request);
+}
+
+}  // namespace features::jobs

@@ -1,0 +1,28 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+
+#include "features/jobs/Arguments.h"
+#include "ostrel/core/Status.h"
+
+namespace features::jobs {
+
+/// What is wanted of a drive's log pages, as the arguments say it.
+struct NvmeLogRequest {
+    /// 10/4 for an identifier that is none, 10/270 for an unknown name, 10/36 for a number that does not fit.
+    static ostrel::core::Status read(const Arguments& arguments, NvmeLogRequest& request);
+
+    bool list = false;              ///< which pages the drive has, and no page itself
+    std::optional<uint8_t> lid;     ///< empty: all pages that can be decoded
+    bool ofNamespace = false;       ///< of the namespace that the path named, or the first; otherwise of the controller
+    uint8_t lsp = 0;                ///< Log Specific Field
+    std::optional<uint16_t> lsi;    ///< Log Specific Identifier; empty: that of the namespace, where the page has one
+    bool retainEvent = true;        ///< a page that is looked at acknowledges nothing, unless that is asked for
+    uint64_t offset = 0;            ///< bytes
+    std::optional<uint32_t> bytes;  ///< how much; empty: the whole page
+    std::string file;               ///< where the page goes; empty: it is shown
+};
+
+}  // namespace features::jobs

@@ -1,0 +1,234 @@
+#include <gtest/gtest.h>
+
+#include "features/jobs/IdentifyJob.h"
+#include "ostrel/core/AttributeVocabulary.h"
+#include "ostrel/interfaces/ostreli/interface/JobNames.h"
+#include "tests/support/Golden.h"
+#include "tests/unit/features/jobs/Commands.h"
+#include "tests/unit/features/jobs/JobRun.h"
+
+namespace features::jobs {
+namespace {
+
+using namespace fakedrive;
+using namespace ostrel::core;
+using namespace ostrel::interfaces::ostreli;
+
+constexpr const char* CNS = "ControllerNamespaceStructure";
+constexpr const char* GOLDENS = JOBS_TEST_DATA "/goldens/";
+
+/// The answer of a job that shows nothing but this status of drive S1.
+std::string refusal(const std::string& category, const std::string& code, const std::string& message) {
+    return "0/0\n<Object category=\"Output\">\n<Object category=\"status\" key=\"S1\" name=\"Identify\">\n"
+           "<Property name=\"Category\" value=\"" +
+           category + "\"/>\n<Property name=\"Code\" value=\"" + code + "\"/>\n<Property name=\"Message\" value=\"" +
+           message + "\"/>\n</Object>\n</Object>";
+}
+
+TEST(IdentifyJob, ShowsTheController) {
+    FakeDrive drive;
+    drive.expect(identify(0x01).answers(identifyController()));
+    IdentifyJob job;
+    expectGolden(std::string(GOLDENS) + "identify_controller.xml",
+                 JobRun(job, JOBTYPE_METHOD).with(CNS, "1").with("NamespaceId", "0").on({&drive}));
+}
+
+TEST(IdentifyJob, WithoutAStructureItIsTheController) {
+    FakeDrive drive;
+    drive.expect(identify(0x01).answers(identifyController()));
+    IdentifyJob job;
+    expectGolden(std::string(GOLDENS) + "identify_controller.xml", JobRun(job, JOBTYPE_METHOD).on({&drive}));
+}
+
+TEST(IdentifyJob, ShowsANamespace) {
+    FakeDrive drive;
+    drive.expect(identify(0x00, 5).answers(identifyNamespace(2097152, 12)));
+    IdentifyJob job;
+    expectGolden(std::string(GOLDENS) + "identify_namespace.xml",
+                 JobRun(job, JOBTYPE_METHOD).with(CNS, "0").with("NamespaceId", "0x5").on({&drive}));
+}
+
+TEST(IdentifyJob, TheLastOfTwoStructuresCounts) {
+    FakeDrive drive;
+    // A UUID and a EUI-64.
+    DriveBytes descriptors(4096);
+    descriptors.put(0, {3, 16, 0, 0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 16});
+    descriptors.put(20, {1, 8, 0, 0, 0xA0, 0xA1, 0xA2, 0xA3, 0xA4, 0xA5, 0xA6, 0xA7});
+    drive.expect(identify(0x03, 1).answers(descriptors));
+    IdentifyJob job;
+    EXPECT_EQ(JobRun(job, JOBTYPE_METHOD).with(CNS, "0").with("NamespaceId", "1").with(CNS, "3").on({&drive}),
+              R"(0/0
+<Object category="Output">
+<Object key="S1" name="Namespace Identification Descriptors of Namespace 1">
+<Property description="Namespace UUID" name="UUID" value="01020304-0506-0708-090a-0b0c0d0e0f10"/>
+<Property description="IEEE Extended Unique Identifier" name="EUI64" value="A0A1A2A3A4A5A6A7"/>
+</Object>
+</Object>)");
+}
+
+TEST(IdentifyJob, ShowsAttachedAndAllocatedNamespaces) {
+    FakeDrive drive;
+    drive.expect(identify(0x02).answers(namespaceList({1, 3})));
+    IdentifyJob job;
+    EXPECT_EQ(JobRun(job, JOBTYPE_METHOD).with(CNS, "2").with("NamespaceId", "0").on({&drive}), R"(0/0
+<Object category="Output">
+<Object key="S1" name="Attached Namespaces">
+<Property name="Namespaces" value="1 3"/>
+</Object>
+</Object>)");
+    drive.expect(identify(0x10).answers(namespaceList({})));
+    EXPECT_EQ(JobRun(job, JOBTYPE_METHOD).with(CNS, "16").with("NamespaceId", "0").on({&drive}), R"(0/0
+<Object category="Output">
+<Object key="S1" name="Allocated Namespaces">
+<Property name="Namespaces" value="none"/>
+</Object>
+</Object>)");
+}
+
+TEST(IdentifyJob, AFullListOfNamespacesGoesOnBehindItsLast) {
+    FakeDrive drive;
+    DriveBytes full(4096);
+    std::string numbers;
+    for (uint32_t i = 0; i < 1024; ++i) {
+        full.le32(i * 4, i + 10);
+        numbers += std::to_string(i + 10) + " ";
+    }
+    drive.expect(identify(0x10).answers(full)).expect(identify(0x10, 1033).answers(namespaceList({2000})));
+    IdentifyJob job;
+    EXPECT_EQ(JobRun(job, JOBTYPE_METHOD).with(CNS, "16").on({&drive}),
+              "0/0\n<Object category=\"Output\">\n<Object key=\"S1\" name=\"Allocated Namespaces\">\n"
+              "<Property name=\"Namespaces\" value=\"" +
+                  numbers + "2000\"/>\n</Object>\n</Object>");
+    // A drive that gives the same list again must not be asked for ever.
+    drive.expect(identify(0x10).answers(full)).expect(identify(0x10, 1033).answers(full));
+    EXPECT_EQ(JobRun(job, JOBTYPE_METHOD).with(CNS, "16").on({&drive}),
+              refusal("10", "33", "Drive S1 (/dev/nvme0) gave a list whose entries do not increase."));
+}
+
+TEST(IdentifyJob, ShowsControllersOfTheSubsystemAndOfANamespace) {
+    FakeDrive drive;
+    drive.expect(identify(0x13).answers(controllerList({0, 1, 65})));
+    IdentifyJob job;
+    EXPECT_EQ(JobRun(job, JOBTYPE_METHOD).with(CNS, "19").with("NamespaceId", "0").on({&drive}), R"(0/0
+<Object category="Output">
+<Object key="S1" name="Controllers">
+<Property name="Controllers" value="0 1 65"/>
+</Object>
+</Object>)");
+    drive.expect(identify(0x12, 2).answers(controllerList({})));
+    EXPECT_EQ(JobRun(job, JOBTYPE_METHOD).with(CNS, "18").with("NamespaceId", "2").on({&drive}), R"(0/0
+<Object category="Output">
+<Object key="S1" name="Controllers of Namespace 2">
+<Property name="Controllers" value="none"/>
+</Object>
+</Object>)");
+}
+
+TEST(IdentifyJob, AFullListOfControllersGoesOnBehindItsLast) {
+    FakeDrive drive;
+    DriveBytes full(4096);
+    full.le16(0, 2047);
+    std::string numbers;
+    for (uint16_t i = 0; i < 2047; ++i) {
+        full.le16(2 + i * 2U, i);
+        numbers += std::to_string(i) + " ";
+    }
+    drive.expect(identify(0x13).answers(full)).expect(identify(0x13, 0, 2047).answers(controllerList({3000})));
+    IdentifyJob job;
+    EXPECT_EQ(JobRun(job, JOBTYPE_METHOD).with(CNS, "19").on({&drive}),
+              "0/0\n<Object category=\"Output\">\n<Object key=\"S1\" name=\"Controllers\">\n"
+              "<Property name=\"Controllers\" value=\"" +
+                  numbers + "3000\"/>\n</Object>\n</Object>");
+    drive.expect(identify(0x13).answers(full)).expect(identify(0x13, 0, 2047).answers(full));
+    EXPECT_EQ(JobRun(job, JOBTYPE_METHOD).with(CNS, "19").on({&drive}),
+              refusal("10", "33", "Drive S1 (/dev/nvme0) gave a list whose entries do not increase."));
+}
+
+TEST(IdentifyJob, ShowsTheUuidList) {
+    FakeDrive drive;
+    DriveBytes list(4096);
+    list.byte(32, 1).put(48, {0xF0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15});
+    drive.expect(identify(0x17).answers(list));
+    IdentifyJob job;
+    EXPECT_EQ(JobRun(job, JOBTYPE_METHOD).with(CNS, "23").with("NamespaceId", "0").on({&drive}), R"(0/0
+<Object category="Output">
+<Object key="S1" name="UUID List">
+<Object name="UUID 1">
+<Property name="UUID" value="f0010203-0405-0607-0809-0a0b0c0d0e0f"/>
+<Property name="Identifier Association" value="PCI Vendor ID"/>
+</Object>
+</Object>
+</Object>)");
+}
+
+TEST(IdentifyJob, ANamespaceThatIsNotAttachedIsNoRowOfZeros) {
+    FakeDrive drive;
+    drive.expect(identify(0x00, 2).answers(DriveBytes(4096)));
+    IdentifyJob job;
+    EXPECT_EQ(JobRun(job, JOBTYPE_METHOD).with(CNS, "0").with("NamespaceId", "2").on({&drive}),
+              refusal("10", "80", "Namespace 2 is not attached to drive S1 (/dev/nvme0)."));
+}
+
+TEST(IdentifyJob, TheNamespaceOfThePathCountsWhereNoneIsGiven) {
+    FakeDrive drive;
+    Attribute nsid = attributes::device::namespaceId();
+    nsid.setValue(uint32_t{7});
+    drive.device()->setAttribute(nsid);
+    drive.expect(identify(0x12, 7).answers(controllerList({4})));
+    IdentifyJob job;
+    EXPECT_EQ(JobRun(job, JOBTYPE_METHOD).with(CNS, "18").with("NamespaceId", "").on({&drive}), R"(0/0
+<Object category="Output">
+<Object key="S1" name="Controllers of Namespace 7">
+<Property name="Controllers" value="4"/>
+</Object>
+</Object>)");
+}
+
+TEST(IdentifyJob, ANamespaceIsNeeded) {
+    FakeDrive drive;
+    IdentifyJob job;
+    EXPECT_EQ(JobRun(job, JOBTYPE_METHOD).with(CNS, "0").on({&drive}), refusal("10", "76", "No namespace ID given."));
+}
+
+TEST(IdentifyJob, BadArgumentsTouchNoDrive) {
+    FakeDrive drive;
+    IdentifyJob job;
+    EXPECT_EQ(JobRun(job, JOBTYPE_METHOD).with(CNS, "4").on({&drive}),
+              "10/36 Invalid value given for ControllerNamespaceStructure: '4'. It must be 0, 1, 2, 3, 16, 18, 19 or "
+              "23.");
+    EXPECT_EQ(JobRun(job, JOBTYPE_METHOD).with(CNS, "256").on({&drive}),
+              "10/36 Invalid value given for ControllerNamespaceStructure: '256'. It must be a number from 0 to 255.");
+    EXPECT_EQ(JobRun(job, JOBTYPE_METHOD).with(CNS, "0").with("NamespaceId", "0").on({&drive}),
+              "10/80 Invalid namespace ID given.");
+    EXPECT_EQ(JobRun(job, JOBTYPE_METHOD).with(CNS, "0").with("NamespaceId", "4294967296").on({&drive}),
+              "10/36 Invalid value given for NamespaceId: '4294967296'. It must be a number from 0 to 4294967295.");
+}
+
+TEST(IdentifyJob, AFailingDriveDoesNotSpoilTheOthers) {
+    FakeDrive first("S1", "/dev/nvme0");
+    first.expect(identify(0x02).breaks(gone()));
+    FakeDrive second("S2", "/dev/nvme1");
+    second.expect(identify(0x02).answers(namespaceList({1})));
+    FakeDrive third("S3", "/dev/nvme2");
+    third.expect(identify(0x02).refuses(0x4002));
+    IdentifyJob job;
+    EXPECT_EQ(JobRun(job, JOBTYPE_METHOD).with(CNS, "2").on({&first, &second, &third}), R"(0/0
+<Object category="Output">
+<Object category="status" key="S1" name="Identify">
+<Property name="Category" value="1"/>
+<Property name="Code" value="19"/>
+<Property name="Message" value="The drive /dev/nvme0 is gone."/>
+</Object>
+<Object key="S2" name="Attached Namespaces">
+<Property name="Namespaces" value="1"/>
+</Object>
+<Object category="status" key="S3" name="Identify">
+<Property name="Category" value="0"/>
+<Property name="Code" value="25"/>
+<Property name="Message" value="Identify failed on drive S3 (/dev/nvme2): Invalid Field in Command (status code type 0x0, status code 0x02, opcode 0x06)."/>
+</Object>
+</Object>)");
+}
+
+}  // namespace
+}  // namespace features::jobs

@@ -1,0 +1,415 @@
+#include <gtest/gtest.h>
+
+#include <filesystem>
+
+#include "features/jobs/NvmeLogJob.h"
+#include "ostrel/core/AttributeVocabulary.h"
+#include "ostrel/interfaces/ostreli/interface/JobNames.h"
+#include "tests/support/Golden.h"
+#include "tests/support/TemporaryFolder.h"
+#include "tests/unit/features/jobs/Commands.h"
+#include "tests/unit/features/jobs/JobRun.h"
+
+namespace features::jobs {
+namespace {
+
+using namespace fakedrive;
+using namespace ostrel::core;
+using namespace ostrel::interfaces::ostreli;
+
+constexpr const char* GOLDENS = JOBS_TEST_DATA "/goldens/";
+constexpr const char* REFUSED =
+    "Get Log Page failed on drive S1 (/dev/nvme0): Invalid Log Page (status code type 0x1, status code 0x09, opcode "
+    "0x02).";
+
+/// The answer of a job that tells nothing but this status of drive S1.
+std::string statusAnswer(const std::string& category, const std::string& code, const std::string& message) {
+    return "0/0\n<Object category=\"Output\">\n<Object category=\"status\" key=\"S1\" name=\"NVMe Log\">\n"
+           "<Property name=\"Category\" value=\"" +
+           category + "\"/>\n<Property name=\"Code\" value=\"" + code + "\"/>\n<Property name=\"Message\" value=\"" +
+           message + "\"/>\n</Object>\n</Object>";
+}
+
+/// A page with this text at its beginning.
+DriveBytes page(size_t bytes, const std::string& text) {
+    return DriveBytes(bytes).text(0, text, text.size());
+}
+
+std::string asText(const DriveBytes& bytes) {
+    return {bytes.bytes().begin(), bytes.bytes().end()};
+}
+
+const std::string FIRMWARE_SLOTS = R"(0/0
+<Object category="Output">
+<Object key="S1" name="Firmware Slot Information">
+<Property description="Active Firmware Info" name="AFI" value="0x01"/>
+<Property description="Slot that the running firmware was loaded from" name="AFI Active Slot" value="1"/>
+<Property description="Slot that the next controller level reset activates" name="AFI Next Slot" value="none"/>
+<Property description="Firmware Revision for Slot 1" name="FRS1" value="FW1"/>
+<Property description="Firmware Revision for Slot 2" name="FRS2" value="none"/>
+<Property description="Firmware Revision for Slot 3" name="FRS3" value="none"/>
+<Property description="Firmware Revision for Slot 4" name="FRS4" value="none"/>
+<Property description="Firmware Revision for Slot 5" name="FRS5" value="none"/>
+<Property description="Firmware Revision for Slot 6" name="FRS6" value="none"/>
+<Property description="Firmware Revision for Slot 7" name="FRS7" value="none"/>
+</Object>
+</Object>)";
+
+DriveBytes firmwareSlots() {
+    return DriveBytes(512).byte(0, 1).text(8, "FW1", 8);
+}
+
+TEST(NvmeLogJob, ShowsAPageByNumberOrByName) {
+    FakeDrive drive;
+    drive.expect(lookAtLog(0x03, 512).answers(firmwareSlots()))
+        .expect(lookAtLog(0x03, 512).answers(firmwareSlots()))
+        .expect(lookAtLog(0x03, 512).answers(firmwareSlots()));
+    NvmeLogJob job;
+    EXPECT_EQ(JobRun(job, JOBTYPE_METHOD).with("LogId", "3").on({&drive}), FIRMWARE_SLOTS);
+    EXPECT_EQ(JobRun(job, JOBTYPE_METHOD).with("LogName", "firmware-slot INFORMATION").on({&drive}), FIRMWARE_SLOTS);
+    EXPECT_EQ(JobRun(job, JOBTYPE_METHOD).with("LogId", "0x3").on({&drive}), FIRMWARE_SLOTS);
+}
+
+TEST(NvmeLogJob, APageThatNobodyKnowsIsShownAsBytes) {
+    FakeDrive drive;
+    drive.expect(lookAtLog(0xCA, 20).answers(page(20, "0123456789ABCDEFGHIJ")));
+    NvmeLogJob job;
+    EXPECT_EQ(JobRun(job, JOBTYPE_METHOD).with("LogId", "202").with("NumDWORDs", "5").on({&drive}), R"(0/0
+<Object category="Output">
+<Object key="S1" name="Log Page 0xCA">
+<Property name="Offset 0x00000000" value="30313233343536373839414243444546"/>
+<Property name="Offset 0x00000010" value="4748494A"/>
+</Object>
+</Object>)");
+    drive.expect(lookAtLog(0xCA, 512).refuses(NO_SUCH_LOG));
+    EXPECT_EQ(JobRun(job, JOBTYPE_METHOD).with("LogId", "202").on({&drive}), statusAnswer("0", "25", REFUSED));
+}
+
+TEST(NvmeLogJob, EveryFieldOfTheCommandIsHonoured) {
+    FakeDrive drive;
+    drive.expect(hostNamespaces({unusedNamespace(3)}))
+        .expect(identify(0x01).answers(identifyController()))  // has it offsets?
+        // 8 dwords, without retaining the event, with Log Specific Field 5 and identifier 9, at offset 2^32 + 4.
+        .expect(Expected::admin(0x02)
+                    .nsid(3)
+                    .dword(10, 0x000705CA)
+                    .dword(11, 0x00090000)
+                    .dword(12, 4)
+                    .dword(13, 1)
+                    .reads(32)
+                    .answers(page(32, "")));
+    NvmeLogJob job;
+    const std::string answer = JobRun(job, JOBTYPE_METHOD)
+                                   .with("LogId", "202")
+                                   .with("NamespaceSpecific", "true")
+                                   .with("LogSpecificField", "5")
+                                   .with("LogSpecificId", "9")
+                                   .with("RetainAsynchronousEvent", "false")
+                                   .with("LogPageOffset", "4294967300")
+                                   .with("NumDWORDs", "8")
+                                   .on({&drive});
+    EXPECT_EQ(answer, R"(0/0
+<Object category="Output">
+<Object key="S1" name="Log Page 0xCA">
+<Property name="Offset 0x100000004" value="00000000000000000000000000000000"/>
+<Property name="Offset 0x100000014" value="00000000000000000000000000000000"/>
+</Object>
+</Object>)");
+}
+
+TEST(NvmeLogJob, TheRestOfAPageBehindAnOffsetIsShownAsBytes) {
+    FakeDrive drive;
+    drive.expect(identify(0x01).answers(identifyController()))
+        .expect(logPage(0x03, 8, 504).dword(10, 0x00018003).answers(page(8, "the end.")));
+    NvmeLogJob job;
+    EXPECT_EQ(JobRun(job, JOBTYPE_METHOD).with("LogId", "3").with("LogPageOffset", "504").on({&drive}), R"(0/0
+<Object category="Output">
+<Object key="S1" name="Firmware Slot Information">
+<Property name="Offset 0x000001F8" value="74686520656E642E"/>
+</Object>
+</Object>)");
+    EXPECT_EQ(JobRun(job, JOBTYPE_METHOD).with("LogId", "3").with("LogPageOffset", "512").on({&drive}),
+              statusAnswer("10", "36",
+                           "The offset 512 lies behind the end of the log page, which has 512 bytes on drive S1 "
+                           "(/dev/nvme0)."));
+}
+
+TEST(NvmeLogJob, TheErrorLogHasAsManyEntriesAsTheControllerSays) {
+    FakeDrive drive;
+    drive.expect(identify(0x01).answers(identifyController().byte(262, 3)))
+        .expect(lookAtLog(0x01, 256).answers(DriveBytes(256)));
+    NvmeLogJob job;
+    EXPECT_EQ(JobRun(job, JOBTYPE_METHOD).with("LogName", "errorinformation").on({&drive}), R"(0/0
+<Object category="Output">
+<Object key="S1" name="Error Information">
+<Property name="Entries" value="0"/>
+</Object>
+</Object>)");
+}
+
+TEST(NvmeLogJob, TheEnduranceGroupIsThatOfTheNamespace) {
+    FakeDrive drive;
+    drive.expect(hostNamespaces({unusedNamespace(1)}))
+        .expect(identify(0x00, 1).answers(identifyNamespace(1000).le16(102, 7)))
+        .expect(lookAtLog(0x09, 512).dword(11, 0x00070000).refuses(NO_SUCH_LOG));
+    NvmeLogJob job;
+    EXPECT_EQ(JobRun(job, JOBTYPE_METHOD).with("LogId", "9").on({&drive}), statusAnswer("0", "25", REFUSED));
+}
+
+TEST(NvmeLogJob, AnOcpPageIsDecodedByItsGuidAlone) {
+    FakeDrive drive;
+    const DriveBytes foreign = page(512, "no OCP");
+    drive.expect(lookAtLog(0xC0, 512).answers(foreign)).expect(lookAtLog(0xC0, 8).answers(page(8, "no OCP")));
+    NvmeLogJob job;
+    const std::string answer =
+        JobRun(job, JOBTYPE_METHOD).with("LogName", "ocp smart health information extended").on({&drive});
+    EXPECT_EQ(answer.substr(0, answer.find("<Property name=\"Offset 0x00000010\"")), R"(0/0
+<Object category="Output">
+<Object key="S1" name="Log Page 0xC0">
+<Property name="Offset 0x00000000" value="6E6F204F435000000000000000000000"/>
+)");
+    EXPECT_EQ(JobRun(job, JOBTYPE_METHOD).with("LogId", "192").with("NumDWORDs", "2").on({&drive}), R"(0/0
+<Object category="Output">
+<Object key="S1" name="Log Page 0xC0">
+<Property name="Offset 0x00000000" value="6E6F204F43500000"/>
+</Object>
+</Object>)");
+}
+
+TEST(NvmeLogJob, TheListIsTheDrivesOwnWhereItHasOne) {
+    FakeDrive drive;
+    drive.expect(identify(0x01).answers(identifyController().byte(261, 0x24)))
+        .expect(lookAtLog(0x00, 1024).answers(DriveBytes(1024).byte(8, 1).byte(0xC1 * 4, 1)));
+    NvmeLogJob job;
+    EXPECT_EQ(JobRun(job, JOBTYPE_METHOD).with("List", "True").on({&drive}), R"(0/0
+<Object category="Output">
+<Object key="S1" name="Supported Log Pages">
+<Property name="LID 0x02" value="SMART / Health Information"/>
+<Property name="LID 0xC1" value="Vendor Specific"/>
+</Object>
+</Object>)");
+}
+
+const std::string PLAIN_LIST = R"(0/0
+<Object category="Output">
+<Object key="S1" name="Supported Log Pages">
+<Property name="LID 0x01" value="Error Information"/>
+<Property name="LID 0x02" value="SMART / Health Information"/>
+<Property name="LID 0x03" value="Firmware Slot Information"/>
+</Object>
+</Object>)";
+
+TEST(NvmeLogJob, WithoutAListOfItsOwnTheControllersBitsTell) {
+    FakeDrive drive;
+    drive.expect(identify(0x01).answers(identifyController())).expect(lookAtLog(0xC0, 512).refuses(NO_SUCH_LOG));
+    NvmeLogJob job;
+    EXPECT_EQ(JobRun(job, JOBTYPE_METHOD).with("List", "True").on({&drive}), PLAIN_LIST);
+    // A controller that claims the list and refuses it.
+    drive.expect(identify(0x01).answers(identifyController().byte(261, 0x24)))
+        .expect(lookAtLog(0x00, 1024).refuses(NO_SUCH_LOG))
+        .expect(lookAtLog(0xC0, 512).refuses(NO_SUCH_LOG));
+    EXPECT_EQ(JobRun(job, JOBTYPE_METHOD).with("List", "True").on({&drive}), PLAIN_LIST);
+}
+
+TEST(NvmeLogJob, TheListHasAllThatTheBitsTellAndTheOcpPage) {
+    FakeDrive drive;
+    const DriveBytes identifyAll = identifyController()
+                                       .byte(76, 0x08)     // ANA
+                                       .le32(92, 0x100)    // namespace notices
+                                       .le32(96, 0x30)     // endurance groups, predictable latency
+                                       .le16(256, 0x0210)  // self-test, LBA status
+                                       .byte(261, 0x1E)    // effects, telemetry, persistent event log
+                                       .le32(328, 0x01)    // sanitize
+                                       .le16(520, 0x20);   // reservations
+    drive.expect(identify(0x01).answers(identifyAll))
+        .expect(lookAtLog(0xC0, 512).answers(DriveBytes(512).put(
+            496, {0xC5, 0xAF, 0x10, 0x28, 0xEA, 0xBF, 0xF2, 0xA4, 0x9C, 0x4F, 0x6F, 0x7C, 0xC9, 0x14, 0xD5, 0xAF})));
+    NvmeLogJob job;
+    EXPECT_EQ(JobRun(job, JOBTYPE_METHOD).with("List", "True").on({&drive}), R"(0/0
+<Object category="Output">
+<Object key="S1" name="Supported Log Pages">
+<Property name="LID 0x01" value="Error Information"/>
+<Property name="LID 0x02" value="SMART / Health Information"/>
+<Property name="LID 0x03" value="Firmware Slot Information"/>
+<Property name="LID 0x04" value="Changed Namespace List"/>
+<Property name="LID 0x05" value="Commands Supported and Effects"/>
+<Property name="LID 0x06" value="Device Self-test"/>
+<Property name="LID 0x07" value="Telemetry Host-Initiated"/>
+<Property name="LID 0x08" value="Telemetry Controller-Initiated"/>
+<Property name="LID 0x09" value="Endurance Group Information"/>
+<Property name="LID 0x0A" value="Predictable Latency Per NVM Set"/>
+<Property name="LID 0x0B" value="Predictable Latency Event Aggregate"/>
+<Property name="LID 0x0C" value="Asymmetric Namespace Access"/>
+<Property name="LID 0x0D" value="Persistent Event Log"/>
+<Property name="LID 0x0E" value="LBA Status Information"/>
+<Property name="LID 0x0F" value="Endurance Group Event Aggregate"/>
+<Property name="LID 0x80" value="Reservation Notification"/>
+<Property name="LID 0x81" value="Sanitize Status"/>
+<Property name="LID 0xC0" value="OCP SMART / Health Information Extended"/>
+</Object>
+</Object>)");
+}
+
+/// Without an identifier, or with 0: all that can be decoded.
+TEST(NvmeLogJob, AllPagesAreThoseThatTheDriveHasAndARefusedOneIsToldInItsPlace) {
+    for (const bool withZero : {false, true}) {
+        FakeDrive drive;
+        drive.expect(identify(0x01).answers(identifyController().le32(92, 0x100)))
+            .expect(lookAtLog(0x01, 4096).answers(DriveBytes(4096)))
+            .expect(lookAtLog(0x02, 512).answers(smartLog()))
+            .expect(lookAtLog(0x03, 512).answers(firmwareSlots()))
+            .expect(lookAtLog(0x04, 4096).refuses(NO_SUCH_LOG))
+            .expect(lookAtLog(0xC0, 512).refuses(NO_SUCH_LOG));
+        NvmeLogJob job;
+        JobRun run(job, JOBTYPE_METHOD);
+        if (withZero) run.with("LogId", "0");
+        expectGolden(std::string(GOLDENS) + "nvmelog_all.xml", run.on({&drive}));
+    }
+}
+
+TEST(NvmeLogJob, ADriveThatGoesAwayEndsTheRow) {
+    FakeDrive drive;
+    drive.expect(identify(0x01).answers(identifyController().byte(262, 0)))
+        .expect(lookAtLog(0x01, 64).answers(DriveBytes(64)))
+        .expect(lookAtLog(0x02, 512).breaks(gone()));
+    NvmeLogJob job;
+    EXPECT_EQ(JobRun(job, JOBTYPE_METHOD).on({&drive}), R"(0/0
+<Object category="Output">
+<Object key="S1" name="Error Information">
+<Property name="Entries" value="0"/>
+</Object>
+<Object category="status" key="S1" name="NVMe Log">
+<Property name="Category" value="1"/>
+<Property name="Code" value="19"/>
+<Property name="Message" value="The drive /dev/nvme0 is gone."/>
+</Object>
+</Object>)");
+}
+
+TEST(NvmeLogJob, OneOfSeveralDrivesFails) {
+    FakeDrive first("S0", "/dev/nvme1");
+    first.expect(lookAtLog(0x03, 512).breaks(gone()));
+    FakeDrive second;
+    second.expect(lookAtLog(0x03, 512).answers(firmwareSlots()));
+    NvmeLogJob job;
+    const std::string header = "0/0\n<Object category=\"Output\">\n";
+    EXPECT_EQ(JobRun(job, JOBTYPE_METHOD).with("LogId", "3").on({&first, &second}),
+              header + R"(<Object category="status" key="S0" name="NVMe Log">
+<Property name="Category" value="1"/>
+<Property name="Code" value="19"/>
+<Property name="Message" value="The drive /dev/nvme0 is gone."/>
+</Object>
+)" + FIRMWARE_SLOTS.substr(header.size()));
+}
+
+constexpr struct {
+    const char* key;
+    const char* value;
+    const char* answer;
+} BAD_ARGUMENTS[] = {
+    {"LogId", "256", "10/4 Invalid log ID given. It must be a number from 0 to 255."},
+    {"LogId", "4294967296",
+     "10/36 Invalid value given for LogId: '4294967296'. It must be a number from 0 to 4294967295."},
+    {"LogName", "foo", "10/270 Invalid log name specified. There is no log page 'foo'; 'list' shows those of a drive."},
+    {"List", "maybe", "10/36 Invalid value given for List: 'maybe'. It must be true or false."},
+    {"NamespaceSpecific", "2", "10/36 Invalid value given for NamespaceSpecific: '2'. It must be true or false."},
+    {"RetainAsynchronousEvent", "x",
+     "10/36 Invalid value given for RetainAsynchronousEvent: 'x'. It must be true or false."},
+    {"LogSpecificField", "16",
+     "10/36 Invalid value given for LogSpecificField: '16'. It must be a number from 0 to 15."},
+    {"LogSpecificId", "65536",
+     "10/36 Invalid value given for LogSpecificId: '65536'. It must be a number from 0 to 65535."},
+    {"LogPageOffset", "2", "10/36 Invalid value given for LogPageOffset: '2'. It must be a multiple of 4 bytes."},
+    {"NumDWORDs", "0", "10/36 Invalid value given for NumDWORDs: '0'. It must be 1 or more."},
+    {"NumDWORDs", "67108865",
+     "10/36 Invalid value given for NumDWORDs: '67108865'. It must be a number from 0 to 67108864."},
+    {"file", "/tmp/x", "10/4 Invalid log ID given. Name the one log page that is to be written."},
+};
+
+TEST(NvmeLogJob, BadArgumentsTouchNoDrive) {
+    for (const auto& c : BAD_ARGUMENTS) {
+        FakeDrive drive;
+        NvmeLogJob job;
+        EXPECT_EQ(JobRun(job, JOBTYPE_METHOD).with(c.key, c.value).on({&drive}), c.answer);
+    }
+    FakeDrive drive;
+    NvmeLogJob job;
+    EXPECT_EQ(JobRun(job, JOBTYPE_METHOD).with("List", "True").with("file", "/tmp/x").on({&drive}),
+              "10/36 The list of log pages is shown, not written to a file. Leave the destination out.");
+}
+
+TEST(NvmeLogJob, AnArgumentWithoutAValueCountsAsAbsent) {
+    FakeDrive drive;
+    drive.expect(lookAtLog(0x03, 512).answers(firmwareSlots()));
+    NvmeLogJob job;
+    EXPECT_EQ(JobRun(job, JOBTYPE_METHOD)
+                  .with("LogId", "3")
+                  .with("LogPageOffset", "")
+                  .with("NumDWORDs", "")
+                  .with("LogSpecificField", "")
+                  .with("file", "")
+                  .on({&drive}),
+              FIRMWARE_SLOTS);
+}
+
+class NvmeLogFile : public testing::Test {
+protected:
+    TemporaryFolder folder_;
+    std::string file_ = folder_ / "log.bin";
+    FakeDrive drive_;
+    NvmeLogJob job_;
+
+    std::string dump(const std::string& lid) {
+        return JobRun(job_, JOBTYPE_METHOD).with("LogId", lid).with("file", file_).on({&drive_});
+    }
+};
+
+TEST_F(NvmeLogFile, HoldsThePageByteForByte) {
+    drive_.expect(lookAtLog(0x03, 512).answers(firmwareSlots()));
+    EXPECT_EQ(dump("3"),
+              statusAnswer("0", "0", "Wrote 512 bytes of log page 0x03 (Firmware Slot Information) to " + file_ + "."));
+    EXPECT_EQ(readWholeFile(file_), asText(firmwareSlots()));
+}
+
+TEST_F(NvmeLogFile, HoldsTheWholeOfALogWhoseHeaderTellsItsLength) {
+    const DriveBytes header = DriveBytes(512).byte(0, 7).le16(8, 1).le16(10, 2).le16(12, 3);
+    const DriveBytes whole = DriveBytes(2048).byte(0, 7).le16(8, 1).le16(10, 2).le16(12, 3).byte(2047, 0xEE);
+    drive_.expect(lookAtLog(0x07, 512).answers(header)).expect(lookAtLog(0x07, 2048).answers(whole));
+    EXPECT_EQ(dump("7"),
+              statusAnswer("0", "0", "Wrote 2048 bytes of log page 0x07 (Telemetry Host-Initiated) to " + file_ + "."));
+    EXPECT_EQ(readWholeFile(file_), asText(whole));
+    const DriveBytes events = DriveBytes(1024).byte(0, 13).le64(8, 1024);
+    drive_.expect(lookAtLog(0x0D, 512).answers(DriveBytes(512).byte(0, 13).le64(8, 1024)))
+        .expect(lookAtLog(0x0D, 1024).answers(events));
+    EXPECT_EQ(dump("13"),
+              statusAnswer("0", "0", "Wrote 1024 bytes of log page 0x0D (Persistent Event Log) to " + file_ + "."));
+    EXPECT_EQ(readWholeFile(file_), asText(events));
+}
+
+TEST_F(NvmeLogFile, ARefusalIsTheStatusOfTheRequestAndLeavesTheOldFile) {
+    writeWholeFile(file_, "old");
+    drive_.expect(lookAtLog(0x03, 512).refuses(NO_SUCH_LOG)).expect(lookAtLog(0x03, 512).breaks(gone()));
+    EXPECT_EQ(dump("3"), std::string("0/25 ") + REFUSED);
+    EXPECT_EQ(dump("3"), "1/19 The drive /dev/nvme0 is gone.");
+    EXPECT_EQ(readWholeFile(file_), "old");
+}
+
+TEST_F(NvmeLogFile, GoesThroughNoLink) {
+    writeWholeFile(folder_ / "other", "precious");
+    std::filesystem::create_symlink(folder_ / "other", file_);
+    drive_.expect(lookAtLog(0x03, 512).answers(firmwareSlots()));
+    EXPECT_EQ(dump("3").substr(0, 4), "1/40") << "ELOOP";
+    EXPECT_EQ(readWholeFile(folder_ / "other"), "precious");
+    EXPECT_TRUE(std::filesystem::is_symlink(file_));
+}
+
+TEST_F(NvmeLogFile, IsForOneDriveAlone) {
+    FakeDrive other("S2", "/dev/nvme1");
+    EXPECT_EQ(JobRun(job_, JOBTYPE_METHOD).with("LogId", "3").with("file", file_).on({&drive_, &other}),
+              "10/6 Multiple devices selected.");
+    EXPECT_EQ(JobRun(job_, JOBTYPE_METHOD).with("LogId", "3").with("file", file_).on({}), "10/5 No device selected.");
+    EXPECT_FALSE(std::filesystem::exists(file_));
+}
+
+}  // namespace
+}  // namespace features::jobs
