@@ -2,10 +2,12 @@
 
 #include <string_view>
 
+#include "features/jobs/BackgroundProcessingJob.h"
 #include "features/jobs/EnduranceAnalyzerJob.h"
 #include "features/jobs/HealthMetricsJob.h"
 #include "features/jobs/IdentifyJob.h"
 #include "features/jobs/NvmeLogJob.h"
+#include "features/jobs/PartitionInformationJob.h"
 #include "features/jobs/PerformanceJob.h"
 #include "features/jobs/SmartJob.h"
 #include "features/jobs/VelkoSsdJob.h"
@@ -32,10 +34,12 @@ struct JobRow {
 
 // Every job of this library: adding one is adding a row.
 constexpr JobRow JOBS[] = {
+    {JOB_BACKGROUND_PROCESSING, make<jobs::BackgroundProcessingJob>},
     {JOB_ENDURANCE_ANALYZER, make<jobs::EnduranceAnalyzerJob>},
     {JOB_HEALTH_METRICS, make<jobs::HealthMetricsJob>},
     {JOB_IDENTIFY, make<jobs::IdentifyJob>},
     {JOB_NVME_LOG, make<jobs::NvmeLogJob>},
+    {JOB_PARTITION_INFORMATION, make<jobs::PartitionInformationJob>},
     {JOB_PERFORMANCE, make<jobs::PerformanceJob>},
     {JOB_SMART, make<jobs::SmartJob>},
     {JOB_VELKOSSD, make<jobs::VelkoSsdJob>},

@@ -1,0 +1,115 @@
+#include "features/jobs/BackgroundProcessingJob.h"
+
+#include <string>
+
+#include "features/jobs/LogReading.h"
+#include "features/nvme/Bytes.h"
+#include "features/nvme/ControllerCapabilities.h"
+#include "features/nvme/LogPages.h"
+#include "features/nvme/Opcodes.h"
+#include "ostrel/core/AttributeVocabulary.h"
+#include "ostrel/core/ScopeTrace.h"
+#include "ostrel/core/StatusCatalogue.h"
+#include "ostrel/interfaces/ostreli/interface/JobNames.h"
+
+namespace features::jobs {
+
+using namespace ostrel::core;
+using nvme::ControllerCapabilities;
+
+namespace {
+
+/// What one log tells.
+struct Finding {
+    std::string text;
+    bool isRunning = false;
+};
+
+Finding sanitize(const uint8_t* log) {
+    constexpr unsigned IN_PROGRESS = 2;
+    const unsigned status = log[2] & 7U;
+    Finding finding{nvme::sanitizeStatusText(status), status == IN_PROGRESS};
+    // Progress counts in parts of 65,536.
+    if (finding.isRunning)
+        finding.text += ", " + nvme::decimalFraction(uint64_t{nvme::le16(log)} * 10000 / 65536, 2) + " percent done";
+    return finding;
+}
+
+Finding selfTest(const uint8_t* log) {
+    const unsigned operation = log[0] & 0x0FU;
+    if (operation == 0) return {"no self-test is in progress"};
+    return {nvme::selfTestOperationText(operation) + " self-test in progress, " + std::to_string(log[1] & 0x7FU) +
+                " percent done",
+            true};
+}
+
+/// Firmware that waits is not at work.
+Finding firmware(const uint8_t* log) {
+    const unsigned next = log[0] >> 4 & 7;
+    if (next == 0) return {"no activation is pending"};
+    constexpr std::size_t REVISION_BYTES = 8;
+    return {"revision " + nvme::shownText(log + next * REVISION_BYTES, REVISION_BYTES) + " in slot " +
+            std::to_string(next) + " waits for a controller level reset"};
+}
+
+struct ProcessRow {
+    const char* name;
+    bool (ControllerCapabilities::*isSupported)() const;  ///< null: by all
+    uint8_t lid;
+    uint32_t bytes;
+    Finding (*find)(const uint8_t* log);
+};
+constexpr ProcessRow PROCESSES[] = {
+    {"Sanitize", &ControllerCapabilities::supportsSanitize, nvme::LID_SANITIZE_STATUS, 512, sanitize},
+    {"Device Self-test", &ControllerCapabilities::supportsSelfTest, nvme::LID_DEVICE_SELF_TEST, 564, selfTest},
+    {"Firmware", nullptr, nvme::LID_FIRMWARE_SLOT, 512, firmware},
+};
+
+Status find(nvme::Drive& drive, const ControllerCapabilities& controller, const ProcessRow& row, Finding& finding) {
+    if (row.isSupported != nullptr && !(controller.*row.isSupported)()) {
+        finding.text = "not supported";
+        return Status();
+    }
+    Payload log;
+    Status status = readLog(drive, row.lid, row.bytes, log);
+    if (isRefusal(status)) {
+        finding.text = "not reported: " + status.getMessage();
+        return Status();
+    }
+    if (status.is(0, 0)) finding = row.find(log.getData());
+    return status;
+}
+
+}  // namespace
+
+BackgroundProcessingJob::BackgroundProcessingJob()
+    : FeatureJob(ostrel::interfaces::ostreli::JOB_BACKGROUND_PROCESSING, "Background Processing") {}
+
+std::unique_ptr<ostrel::interfaces::ostreli::Job> BackgroundProcessingJob::clone() const {
+    auto copy = std::make_unique<BackgroundProcessingJob>();
+    copy->copyFrom(*this);
+    return copy;
+}
+
+Status BackgroundProcessingJob::actOnDrive(nvme::Drive& drive, const Arguments&, DriveOutput& out) {
+    OSTREL_TRACE();
+    const uint8_t* identify = nullptr;
+    Status status = drive.identifyController(identify);
+    if (!status.is(0, 0)) return status;
+    const ControllerCapabilities controller(identify);
+    nvme::FieldTree tree{title(), {}, {}};
+    bool isRunning = false;
+    for (const ProcessRow& row : PROCESSES) {
+        Finding finding;
+        status = find(drive, controller, row, finding);
+        if (!status.is(0, 0)) return status;
+        tree.add(row.name, finding.text);
+        isRunning = isRunning || finding.isRunning;
+    }
+    const Status whole = isRunning ? statuses::backgroundProcessRunning() : statuses::backgroundProcessNotRunning();
+    tree.add(attributes::feature::backgroundProcessing().getName(), whole.getMessage());
+    out.addTree(tree);
+    return Status();
+}
+
+}  // namespace features::jobs

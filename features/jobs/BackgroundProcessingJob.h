@@ -1,0 +1,18 @@
+#pragma once
+
+#include "features/jobs/FeatureJob.h"
+
+namespace features::jobs {
+
+/// What a drive is doing by itself, out of its logs: a sanitize operation, a self-test, firmware that waits for a
+/// reset. Only what the controller has is asked for.
+class BackgroundProcessingJob : public FeatureJob {
+public:
+    BackgroundProcessingJob();
+    std::unique_ptr<Job> clone() const override;
+
+protected:
+    ostrel::core::Status actOnDrive(nvme::Drive& drive, const Arguments& arguments, DriveOutput& out) override;
+};
+
+}  // namespace features::jobs

@@ -1,0 +1,141 @@
+#include "features/jobs/PartitionInformationJob.h"
+
+#include <string>
+#include <utility>
+
+#include "features/transport/HostCommand.h"
+#include "ostrel/core/AttributeVocabulary.h"
+#include "ostrel/core/CommandResult.h"
+#include "ostrel/core/Device.h"
+#include "ostrel/core/ScopeTrace.h"
+#include "ostrel/core/StatusCatalogue.h"
+#include "ostrel/core/XmlConverter.h"
+#include "ostrel/core/xml/XmlConstants.h"
+#include "ostrel/interfaces/ostreli/interface/JobNames.h"
+
+namespace features::jobs {
+
+using namespace ostrel::core;
+using transport::HostNamespace;
+using transport::NamespaceUse;
+using transport::PartitionInfo;
+namespace keys = attributes::feature;
+
+namespace {
+
+constexpr const char* NOT_REPORTED = "not reported";
+
+void addText(AttributeList& list, const Attribute& attribute, const std::string& text) {
+    Attribute shown(attribute.getName(), attribute.getDisplayName(), typeString(), text);
+    list[shown.getName()] = std::move(shown);
+}
+
+/// Of type "uint64" whatever the vocabulary's is: the offset of a partition does not fit 16 bits.
+void addNumber(AttributeList& list, const Attribute& attribute, uint64_t number, const std::string& unit) {
+    Attribute shown(attribute.getName(), attribute.getDisplayName(), typeUint64(), number);
+    shown.setDescription(unit);
+    list[shown.getName()] = std::move(shown);
+}
+
+/// How a block device is used beside being mounted.
+std::string useText(const std::vector<NamespaceUse>& uses, const std::string& node) {
+    std::string text;
+    for (const NamespaceUse& use : uses) {
+        if (use.node != node) continue;
+        const char* gap = text.empty() ? "" : ", ";
+        if (use.kind == NamespaceUse::Kind::SWAP) text.append(gap).append("swap");
+        if (use.kind == NamespaceUse::Kind::HELD) text.append(gap).append("part of ").append(use.detail);
+        if (use.kind == NamespaceUse::Kind::OPENED) text.append(gap).append("opened exclusively by another program");
+    }
+    return text.empty() ? "none" : text;
+}
+
+/// Where it is mounted, all places.
+std::string mountPoints(const std::vector<NamespaceUse>& uses, const std::string& node) {
+    std::string text;
+    for (const NamespaceUse& use : uses) {
+        if (use.node != node || use.kind != NamespaceUse::Kind::MOUNTED) continue;
+        text.append(text.empty() ? "" : ", ").append(use.detail);
+    }
+    return text.empty() ? "not mounted" : text;
+}
+
+void addSpace(AttributeList& list, const PartitionInfo& partition) {
+    addNumber(list, keys::freeSpace(), partition.freeBytes, "bytes");
+    if (partition.sizeBytes == 0 || partition.freeBytes > partition.sizeBytes) return;
+    addNumber(list, keys::usedSpace(), partition.sizeBytes - partition.freeBytes, "bytes");
+    // The product fits: no partition has 2 to the power of 57 bytes.
+    const uint64_t percent = partition.freeBytes * 100 / partition.sizeBytes;
+    addNumber(list, keys::freeSpacePercentage(), percent, "%");
+}
+
+AttributeList describe(const PartitionInfo& partition, const std::vector<NamespaceUse>& uses) {
+    AttributeList list;
+    addNumber(list, keys::offset(), partition.startBytes, "bytes");
+    addNumber(list, keys::size(), partition.sizeBytes, "bytes");
+    addText(list, keys::fileSystemType(), partition.fileSystem.empty() ? NOT_REPORTED : partition.fileSystem);
+    addText(list, Attribute("MountPoint", "Mount Point", typeString()), mountPoints(uses, partition.node));
+    addText(list, Attribute("Use", "Use", typeString()), useText(uses, partition.node));
+    if (!partition.label.empty()) addText(list, Attribute("Label", "Label", typeString()), partition.label);
+    if (!partition.uuid.empty()) addText(list, Attribute("UUID", "UUID", typeString()), partition.uuid);
+    if (!partition.mountPoint.empty()) addSpace(list, partition);
+    return list;
+}
+
+/// A namespace that holds a file system, or is part of something, without being partitioned.
+AttributeList describeWhole(const HostNamespace& part) {
+    AttributeList list;
+    addNumber(list, keys::size(), part.sizeBytes, "bytes");
+    addText(list, Attribute("MountPoint", "Mount Point", typeString()), mountPoints(part.uses, part.node));
+    addText(list, Attribute("Use", "Use", typeString()), useText(part.uses, part.node));
+    return list;
+}
+
+void showNamespace(const HostNamespace& part, const std::string& path, DriveOutput& out) {
+    for (const PartitionInfo& partition : part.partitions) {
+        if (path.empty() || path == partition.node)
+            out.addAttributes("Partition " + partition.node, describe(partition, part.uses));
+    }
+    if (part.partitions.empty() && !part.uses.empty() && (path.empty() || path == part.node))
+        out.addAttributes("Namespace " + part.node, describeWhole(part));
+}
+
+}  // namespace
+
+PartitionInformationJob::PartitionInformationJob()
+    : FeatureJob(ostrel::interfaces::ostreli::JOB_PARTITION_INFORMATION, "Partition Information") {}
+
+std::unique_ptr<ostrel::interfaces::ostreli::Job> PartitionInformationJob::clone() const {
+    auto copy = std::make_unique<PartitionInformationJob>();
+    copy->copyFrom(*this);
+    return copy;
+}
+
+Status PartitionInformationJob::getProperties(const std::shared_ptr<xml::XmlObject>& output) {
+    OSTREL_TRACE();
+    Status status = FeatureJob::getProperties(output);
+    auto& shown = output->objects.front()->objects;
+    // Of all drives that were named none has the partition.
+    if (shown.empty() && !arguments().text(xml::NAME_PATH).empty()) {
+        shown.push_back(XmlConverter::statusToXml(statuses::partitionNotFoundOnDevice()));
+        shown.back()->attributes[xml::KEY_NAME] = title();
+        shown.back()->attributes[xml::KEY_KEY] = arguments().text(xml::NAME_PATH);
+    }
+    return status;
+}
+
+Status PartitionInformationJob::showDrive(nvme::Drive& drive, const Arguments& arguments, DriveOutput& out) {
+    OSTREL_TRACE();
+    CommandResult result;
+    drive.device().sendCommand(transport::HostCommand(transport::HostRequest::USES), result);
+    if (!result.status.is(0, 0)) return result.status;
+    const auto* host = dynamic_cast<const transport::HostResult*>(result.protocolResult.get());
+    if (host == nullptr) return statuses::deviceDataRetrievalFailed();
+    const std::string path = arguments.text(xml::NAME_PATH);
+    for (const HostNamespace& part : host->namespaces) showNamespace(part, path, out);
+    if (out.isEmpty() && path.empty())
+        out.addStatus(title(), Status(0, 0, statuses::deviceHasNoPartitions().getMessage()));
+    return Status();
+}
+
+}  // namespace features::jobs

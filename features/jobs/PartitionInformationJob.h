@@ -1,0 +1,21 @@
+#pragma once
+
+#include "features/jobs/FeatureJob.h"
+
+namespace features::jobs {
+
+/// The partitions of a drive's namespaces, and the namespaces that are used as a whole, as the host sees them. The
+/// drive itself is not asked.
+///
+/// Argument: "Path" shows the one partition with this node; 10/108 when no drive that was named has it.
+class PartitionInformationJob : public FeatureJob {
+public:
+    PartitionInformationJob();
+    std::unique_ptr<Job> clone() const override;
+    ostrel::core::Status getProperties(const std::shared_ptr<ostrel::core::xml::XmlObject>& output) override;
+
+protected:
+    ostrel::core::Status showDrive(nvme::Drive& drive, const Arguments& arguments, DriveOutput& out) override;
+};
+
+}  // namespace features::jobs

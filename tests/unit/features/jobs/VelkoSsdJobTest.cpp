@@ -1,0 +1,179 @@
+#include <gtest/gtest.h>
+
+#include "features/jobs/VelkoSsdJob.h"
+#include "ostrel/core/AttributeVocabulary.h"
+#include "ostrel/interfaces/ostreli/interface/JobNames.h"
+#include "tests/support/Golden.h"
+#include "tests/unit/features/jobs/Commands.h"
+#include "tests/unit/features/jobs/JobRun.h"
+
+namespace features::jobs {
+namespace {
+
+using namespace fakedrive;
+using namespace ostrel::core;
+using namespace ostrel::interfaces::ostreli;
+
+constexpr const char* GOLDENS = JOBS_TEST_DATA "/goldens/";
+
+void setIndex(const FakeDrive& drive, int32_t index) {
+    Attribute attribute = attributes::device::index();
+    attribute.setValue(index);
+    drive.device()->setAttribute(attribute);
+}
+
+void setText(const FakeDrive& drive, Attribute attribute, const std::string& text) {
+    attribute.setValue(text);
+    drive.device()->setAttribute(attribute);
+}
+
+/// One property of the answer.
+std::string property(const std::string& displayName, const std::string& name, const std::string& size,
+                     const std::string& type, const std::string& value) {
+    return "<Property category=\"attribute\" displayName=\"" + displayName + "\" name=\"" + name + "\" size=\"" + size +
+           "\" type=\"" + type + "\" value=\"" + value + "\"/>\n";
+}
+
+std::string answer(const std::string& properties) {
+    return "0/0\n<Object category=\"Output\">\n<Object category=\"attributeList\" key=\"Velko SSD S1\">\n" +
+           properties + "</Object>\n</Object>";
+}
+
+TEST(VelkoSsdJob, ShowsTheKeyPropertiesWithTwoCommands) {
+    FakeDrive drive;
+    setIndex(drive, 0);
+    drive.expect(hostNamespaces({unusedNamespace(1)}))
+        .expect(lookAtLog(0x02, 512).answers(smartLog()))
+        .expect(identify(0x00, 1).answers(identifyNamespace(2097152).byte(25, 3)));
+    VelkoSsdJob job;
+    EXPECT_EQ(JobRun(job, JOBTYPE_GET_PROPERTIES).on({&drive}),
+              answer(property("Bootloader", "Bootloader", "19", "string", "Property not found") +
+                     property("Capacity", "Capacity", "8", "string", "1.07 GB") +
+                     property("Device Path", "DevicePath", "11", "string", "/dev/nvme0") +
+                     property("Device Status", "DeviceStatus", "8", "string", "Healthy") +
+                     property("Firmware", "Firmware", "4", "string", "FW1") +
+                     property("Firmware Update Available", "FirmwareUpdateAvailable", "135", "string",
+                              "No known update for SSD. If an update is expected, please contact your SSD Vendor "
+                              "representative about firmware update for this drive.") +
+                     property("Index", "Index", "4", "sint32", "0") +
+                     property("Maximum LBA", "MaximumLBA", "8", "uint64", "2097151") +
+                     property("Model Number", "ModelNumber", "11", "string", "FAKE DRIVE") +
+                     property("Number LBA Formats", "NumLBAFormats", "2", "uint16", "3") +
+                     property("Marketing String", "ProductFamily", "19", "string", "Property not found") +
+                     property("Sector Size", "SectorSize", "4", "uint32", "512") +
+                     property("Serial Number", "SerialNumber", "3", "string", "S1")));
+}
+
+TEST(VelkoSsdJob, WhatIsKnownWithoutADriveAsksItNothing) {
+    FakeDrive drive;
+    setIndex(drive, 3);
+    VelkoSsdJob job;
+    EXPECT_EQ(JobRun(job, JOBTYPE_GET_PROPERTIES).asking("INDEX").asking("modelnumber").asking("Foo").on({&drive}),
+              answer(property("", "Foo", "19", "string", "Property not found") +
+                     property("Index", "Index", "4", "sint32", "3") +
+                     property("Model Number", "ModelNumber", "11", "string", "FAKE DRIVE")));
+}
+
+TEST(VelkoSsdJob, ShowsEverythingThatTheDriveHas) {
+    FakeDrive drive;
+    setIndex(drive, 0);
+    setText(drive, attributes::device::modelNumber(), "VELKO X1");
+    drive.expect(hostNamespaces({unusedNamespace(1), unusedNamespace(2)}))
+        .expect(lookAtLog(0x02, 512).answers(smartLog().byte(0, 0x08)))
+        .expect(identify(0x00, 1).answers(identifyNamespace(262144, 12)
+                                              .byte(26, 0x11)
+                                              .byte(25, 1)
+                                              .put(132, {8, 0, 12, 0})
+                                              .byte(28, 0x1F)
+                                              .byte(29, 0x09)))
+        .expect(identify(0x01).answers(identifyController()
+                                           .le32(80, 0x00010302)
+                                           .le16(78, 7)
+                                           .le16(256, 0x001F)
+                                           .byte(261, 0x1E)
+                                           .byte(319, 2)
+                                           .le32(328, 0x05)
+                                           .le32(352, 16)
+                                           .le32(516, 32)
+                                           .le16(520, 0x00FF)
+                                           .byte(524, 0x04)
+                                           .byte(525, 0x01)))
+        .expect(lookAtLog(0xC0, 512).answers(DriveBytes(512).le16(101, 0).byte(103, 2).put(
+            496, {0xC5, 0xAF, 0x10, 0x28, 0xEA, 0xBF, 0xF2, 0xA4, 0x9C, 0x4F, 0x6F, 0x7C, 0xC9, 0x14, 0xD5, 0xAF})))
+        .expect(lookAtLog(0x03, 512).answers(DriveBytes(512).byte(0, 0x21).text(16, "FW2", 8)));
+    VelkoSsdJob job;
+    expectGolden(std::string(GOLDENS) + "velkossd_all.xml",
+                 JobRun(job, JOBTYPE_GET_PROPERTIES).with("ShowAll", "true").on({&drive}));
+}
+
+TEST(VelkoSsdJob, OfAllPropertiesThoseThatTheDriveLacksAreLeftOut) {
+    FakeDrive drive;
+    drive.expect(hostNamespaces({}))
+        .expect(lookAtLog(0x02, 512).refuses(0x4002))
+        .expect(identify(0x01).answers(identifyController()))
+        .expect(lookAtLog(0xC0, 512).refuses(NO_SUCH_LOG))
+        .expect(lookAtLog(0x03, 512).refuses(0x4002));
+    VelkoSsdJob job;
+    expectGolden(std::string(GOLDENS) + "velkossd_bare.xml",
+                 JobRun(job, JOBTYPE_GET_PROPERTIES).with("ShowAll", "true").on({&drive}));
+}
+
+TEST(VelkoSsdJob, RequestedPropertiesGoBeforeShowAll) {
+    FakeDrive drive;
+    VelkoSsdJob job;
+    EXPECT_EQ(JobRun(job, JOBTYPE_GET_PROPERTIES).with("ShowAll", "true").asking("Firmware").on({&drive}),
+              answer(property("Firmware", "Firmware", "4", "string", "FW1")));
+}
+
+TEST(VelkoSsdJob, TheCapacityIsThatOfAllNamespaces) {
+    FakeDrive drive;
+    drive.expect(hostNamespaces({unusedNamespace(1), unusedNamespace(2), unusedNamespace(3)}));
+    VelkoSsdJob job;
+    EXPECT_EQ(JobRun(job, JOBTYPE_GET_PROPERTIES).asking("Capacity").asking("PhysicalSize").on({&drive}),
+              answer(property("Capacity", "Capacity", "8", "string", "3.22 GB") +
+                     property("Physical Size", "PhysicalSize", "8", "sint64", "1073741824")));
+}
+
+TEST(VelkoSsdJob, TheStatusTellsEachWarning) {
+    FakeDrive drive;
+    drive.expect(lookAtLog(0x02, 512).answers(smartLog().byte(0, 0x05)));
+    VelkoSsdJob job;
+    EXPECT_EQ(JobRun(job, JOBTYPE_GET_PROPERTIES).asking("DeviceStatus").on({&drive}),
+              answer(property("Device Status", "DeviceStatus", "73", "string",
+                              "Available spare has fallen below the threshold. Reliability is degraded.")));
+}
+
+TEST(VelkoSsdJob, AFailingDriveDoesNotSpoilTheOthers) {
+    FakeDrive first("S0", "/dev/nvme1");
+    first.expect(lookAtLog(0x02, 512).breaks(gone()));
+    FakeDrive second;
+    second.expect(lookAtLog(0x02, 512).answers(smartLog()));
+    FakeDrive third("S2", "/dev/nvme2");
+    third.expect(lookAtLog(0x02, 512).refuses(0x0006));
+    VelkoSsdJob job;
+    EXPECT_EQ(JobRun(job, JOBTYPE_GET_PROPERTIES).asking("DeviceStatus").on({&first, &second, &third}), R"(0/0
+<Object category="Output">
+<Object category="status" key="S0" name="Velko SSD">
+<Property name="Category" value="1"/>
+<Property name="Code" value="19"/>
+<Property name="Message" value="The drive /dev/nvme0 is gone."/>
+</Object>
+<Object category="attributeList" key="Velko SSD S1">
+<Property category="attribute" displayName="Device Status" name="DeviceStatus" size="8" type="string" value="Healthy"/>
+</Object>
+<Object category="attributeList" key="Velko SSD S2">
+<Property category="attribute" displayName="Device Status" name="DeviceStatus" size="19" type="string" value="Property not found"/>
+</Object>
+</Object>)");
+}
+
+TEST(VelkoSsdJob, KnowsItsProperties) {
+    const VelkoSsdJob job;
+    const AttributeList properties = job.getSupportedProperties();
+    EXPECT_EQ(properties.size(), 62U);
+    EXPECT_EQ(properties.count("Index"), 1U);
+    EXPECT_EQ(properties.count("WriteCacheSupported"), 1U);
+}
+
+}  // namespace
+}  // namespace features::jobs
