@@ -4,21 +4,17 @@
 //
 // The response is handed out by functions that stand in for the feature library and write it straight into the tool's
 // buffer, so that only the tool's own memory counts. Beside the whole way: a bare boost::property_tree::read_xml of the
-// same response, which is what reading alone costs, and a loop that only decodes the digits. Each measurement has a
-// process of its own, since a process never gives its peak back; memory is the peak above what the process began with.
+// same response, which is what reading alone costs, and a loop that only decodes the digits. Memory is the peak above
+// what the process began with.
 
 #include <boost/property_tree/ptree.hpp>
 #include <boost/property_tree/xml_parser.hpp>
-#include <sys/resource.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <array>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <ctime>
 #include <memory>
 #include <sstream>
 #include <string>
@@ -26,6 +22,7 @@
 
 #include "CLI/FeatureLibraryExchange.h"
 #include "CLI/velkossd/SavedOutput.h"
+#include "bench/OwnProcess.h"
 #include "ostrel/core/Status.h"
 #include "ostrel/core/xml/XmlObject.h"
 #include "ostrel/interfaces/cli/cliframework/ResultBase.h"
@@ -52,19 +49,6 @@ void writeResponse(char* out) {
     std::memcpy(out, HEAD, std::strlen(HEAD));
     writeDigits(out + std::strlen(HEAD));
     std::memcpy(out + std::strlen(HEAD) + 2 * payloadBytes, TAIL, std::strlen(TAIL));
-}
-
-/// Seconds of the processor: the other work of the machine, and waiting for the disk, do not count.
-double now() {
-    timespec time{};
-    clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &time);
-    return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_nsec) / 1e9;
-}
-
-long peakBytes() {
-    rusage usage{};
-    getrusage(RUSAGE_SELF, &usage);
-    return usage.ru_maxrss * 1024;
 }
 
 double libraryBegin = 0;  // the clock starts when the library has handed the response over
@@ -124,36 +108,19 @@ double decode(const char*) {
     return now() - begin;
 }
 
-struct Measurement {
-    double seconds;
-    long peakBytes;
-};
-
-Measurement inOwnProcess(double (*operation)(const char*), const char* file) {
-    int ends[2];
-    if (pipe(ends) != 0) std::exit(1);
-    if (fork() == 0) {
+Measurement measureOnce(double (*operation)(const char*), const char* file) {
+    return inOwnProcess([=] {
         const long before = peakBytes();
         Measurement result{operation(file), 0};
         result.peakBytes = peakBytes() - before;
-        _exit(write(ends[1], &result, sizeof result) == sizeof result ? 0 : 1);
-    }
-    close(ends[1]);
-    Measurement result{};
-    const bool arrived = read(ends[0], &result, sizeof result) == sizeof result;
-    close(ends[0]);
-    wait(nullptr);
-    if (!arrived) {
-        std::fprintf(stderr, "A measurement died; is there enough memory?\n");
-        std::exit(1);
-    }
-    return result;
+        return result;
+    });
 }
 
 void measure(const char* name, double (*operation)(const char*), const char* file) {
-    Measurement best = inOwnProcess(operation, file);
+    Measurement best = measureOnce(operation, file);
     for (int i = 0; i < 4; ++i) {
-        const Measurement next = inOwnProcess(operation, file);
+        const Measurement next = measureOnce(operation, file);
         if (next.seconds < best.seconds) best = next;
     }
     const auto bytes = static_cast<double>(payloadBytes);

@@ -2,24 +2,22 @@
 //
 //     bench_xml_messages [largest size in MB; 32 when it is missing]
 //
-// The largest sizes take some 26 times their bytes of memory: 256 needs 7 GB. Each measurement has a process of its
-// own, since a process never gives its peak back, and starts from the text (or, for writing, the tree) alone. Times are
-// the best of several and end when the result is there; memory is the peak above that start.
+// The largest sizes take some 26 times their bytes of memory: 256 needs 7 GB. Each measurement starts from the text
+// (or, for writing, the tree) alone. Times are the best of several and end when the result is there; memory is the peak
+// above that start.
 
 #include <boost/property_tree/ptree.hpp>
 #include <boost/property_tree/xml_parser.hpp>
-#include <sys/resource.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
-#include <ctime>
 #include <memory>
 #include <sstream>
 #include <string>
 
+#include "bench/OwnProcess.h"
 #include "ostrel/core/XmlConverter.h"
 
 namespace {
@@ -49,24 +47,6 @@ std::unique_ptr<xml::XmlObject> makeTree(std::size_t size, Shape shape) {
     }
     return tree;
 }
-
-// Of the processor and not of the wall: nothing here waits, and the machine may have other work.
-double now() {
-    timespec time{};
-    clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &time);
-    return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_nsec) * 1e-9;
-}
-
-long peakBytes() {
-    rusage usage{};
-    getrusage(RUSAGE_SELF, &usage);
-    return usage.ru_maxrss * 1024;
-}
-
-struct Measurement {
-    double seconds = 0;
-    long peakBytes = 0;
-};
 
 double readBare(const std::string& text) {
     const double begin = now();
@@ -102,27 +82,14 @@ Measurement measure(const Operation& operation) {
     return best;
 }
 
+/// With the code's own pages in memory: they are none of a message's.
 template <typename Task>
-Measurement inOwnProcess(const Task& task) {
-    int ends[2];
-    if (pipe(ends) != 0) std::exit(1);
-    if (fork() == 0) {
-        // The code's own pages are no memory of a message.
+Measurement measureWarm(const Task& task) {
+    return inOwnProcess([&task] {
         readBare("<Object a=''/>");
         readOurs("<Object a=''/>");
-        const Measurement result = task();
-        _exit(write(ends[1], &result, sizeof result) == sizeof result ? 0 : 1);
-    }
-    close(ends[1]);
-    Measurement result;
-    const bool arrived = read(ends[0], &result, sizeof result) == sizeof result;
-    close(ends[0]);
-    wait(nullptr);
-    if (!arrived) {
-        std::fprintf(stderr, "A measurement died; is there enough memory?\n");
-        std::exit(1);
-    }
-    return result;
+        return task();
+    });
 }
 
 void print(const char* shape, const char* operation, std::size_t size, const Measurement& result,
@@ -141,7 +108,7 @@ void run(const char* name, Shape shape, std::size_t size) {
     // Handed over in a file and not in memory: what the tree took would hide the peaks.
     std::FILE* const file = std::tmpfile();
     if (file == nullptr) std::exit(1);
-    const Measurement write = inOwnProcess([&] {
+    const Measurement write = measureWarm([&] {
         const auto tree = makeTree(size, shape);
         const Measurement result = measure([&] { return writeOurs(*tree); });
         const std::string text = tree->toXmlString();
@@ -154,11 +121,11 @@ void run(const char* name, Shape shape, std::size_t size) {
         if (pread(fileno(file), text.data(), textSize, 0) != static_cast<ssize_t>(textSize)) std::abort();
         return text;
     };
-    const Measurement bare = inOwnProcess([&] {
+    const Measurement bare = measureWarm([&] {
         const std::string text = readText();
         return measure([&] { return readBare(text); });
     });
-    const Measurement read = inOwnProcess([&] {
+    const Measurement read = measureWarm([&] {
         const std::string text = readText();
         return measure([&] { return readOurs(text); });
     });
