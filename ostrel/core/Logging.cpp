@@ -1,6 +1,8 @@
 #include "ostrel/core/Logging.h"
 
 #include <boost/core/null_deleter.hpp>
+#include <boost/log/attributes/clock.hpp>
+#include <boost/log/attributes/current_thread_id.hpp>
 #include <boost/log/core.hpp>
 #include <boost/log/expressions.hpp>
 #include <boost/log/sinks/sync_frontend.hpp>
@@ -8,8 +10,6 @@
 #include <boost/log/sources/severity_logger.hpp>
 #include <boost/log/support/date_time.hpp>
 #include <boost/log/trivial.hpp>
-#include <boost/log/utility/exception_handler.hpp>
-#include <boost/log/utility/setup/common_attributes.hpp>
 #include <boost/smart_ptr/make_shared.hpp>
 
 #include <iostream>
@@ -51,20 +51,34 @@ struct LogState {
     boost::shared_ptr<Sink> sink;
 };
 
-// Never destroyed: static objects of the tool and threads of the feature library log until the process ends.
 LogState& state() {
-    static LogState& theState = *new LogState;
+    static LogState theState;
     return theState;
 }
 
 Logger& logger() {
-    static Logger& theLogger = *new Logger;
+    static Logger theLogger;
     return theLogger;
 }
 
 void applyLogLevel() {
     const auto level = static_cast<trivial::severity_level>(state().logLevel);
     state().sink->set_filter(expressions::attr<trivial::severity_level>("Severity") >= level);
+}
+
+struct LeaveCoreAtExit {
+    ~LeaveCoreAtExit() {
+        disableLogging();
+        boost::log::core::get()->remove_sink(state().sink);
+    }
+};
+
+// Static objects of the program log when they are destroyed, and by then this file's own, or the library's thread-local
+// data, may be gone. The record, which is empty, makes all of these exist before the static object here, which is
+// therefore destroyed first. Where the library is shared, its core lives on after this code was unloaded.
+void leaveCoreAtExit() {
+    (void)logger().open_record(boost::log::keywords::severity = trivial::trace);
+    static const LeaveCoreAtExit leave;
 }
 
 // Made when it is first needed and not by initLogging(): most runs never log, and the library's core, its clocks and
@@ -78,23 +92,12 @@ Sink& sink() {
                                 << " [" << expressions::attr<trivial::severity_level>("Severity") << "] "
                                 << expressions::smessage);
     applyLogLevel();
-    const auto core = boost::log::core::get();
-    // A full memory must not throw out of a destructor that logs.
-    core->set_exception_handler(boost::log::make_exception_suppressor());
-    boost::log::add_common_attributes();
-    core->add_sink(state().sink);
+    logger().add_attribute("TimeStamp", boost::log::attributes::local_clock());
+    logger().add_attribute("ThreadID", boost::log::attributes::current_thread_id());
+    boost::log::core::get()->add_sink(state().sink);
+    leaveCoreAtExit();
+    boost::log::core::get()->set_logging_enabled(false);
     return *state().sink;
-}
-
-struct SilenceAtExit {
-    ~SilenceAtExit() { disableLogging(); }
-};
-
-// Static objects of the program log when they are destroyed, and by then the library's thread-local data may be gone.
-// The empty record makes that data exist before this static object, which is therefore destroyed first.
-void silenceAtExit() {
-    (void)logger().open_record(boost::log::keywords::severity = trivial::trace);
-    static const SilenceAtExit silence;
 }
 
 void attach(const boost::shared_ptr<std::ostream>& stream) {
@@ -144,7 +147,6 @@ void truncateLogFile(const std::string& name) {
 void enableLogging() {
     sink();
     boost::log::core::get()->set_logging_enabled(true);
-    silenceAtExit();
     loggingEnabled.store(true, std::memory_order_relaxed);
 }
 

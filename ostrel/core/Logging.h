@@ -16,8 +16,9 @@
 ///          each hold a copy of this code and may write to the same file; no line of either is lost or torn.
 ///          The lines end with main(): static objects log nothing more when they are destroyed.
 /// Errors:  none is reported: a log that cannot be opened or written stays silent and the program runs on.
-/// Threads: logMessage() from any thread. All other functions belong to the main thread, before other threads start
-///          or after they ended.
+/// Threads: logMessage() from any thread that ends before static objects are destroyed, and before the library that
+///          holds this code is unloaded. All other functions belong to the main thread, before other threads start or
+///          after they ended.
 namespace ostrel::core {
 
 /// The values are those of boost::log::trivial::severity_level.

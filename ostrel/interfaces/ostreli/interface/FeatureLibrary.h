@@ -26,7 +26,7 @@
  *     unmapped then. Threads may not write to the tool's memory after the call that lent it.
  *   - Standard input and output belong to the tool: nothing is printed there. The library leaves signal handlers,
  *     locale, working directory, umask and environment as they are.
- *   - Whoever is meant by "the library" exports nothing but these functions.
+ *   - The library exports these functions and nothing else.
  */
 
 #ifdef __cplusplus
