@@ -68,6 +68,12 @@ constexpr FieldRow CONTROLLER_FIELDS[] = {  // section 5.15.2.2
     flag("CTRATT Namespace Granularity", "Namespace Granularity", 96, 7),
     flag("CTRATT SQ Associations", "Submission Queue Associations", 96, 8),
     flag("CTRATT UUID List", "UUID List", 96, 9),
+    flag("CTRATT Multi-Domain", "Multi-Domain Subsystem", 96, 10),  // this and the next five: NVMe 2.0
+    flag("CTRATT Fixed Capacity", "Fixed Capacity Management", 96, 11),
+    flag("CTRATT Variable Capacity", "Variable Capacity Management", 96, 12),
+    flag("CTRATT Delete Endurance Group", "Delete Endurance Group", 96, 13),
+    flag("CTRATT Delete NVM Set", "Delete NVM Set", 96, 14),
+    flag("CTRATT Extended LBA Formats", "Extended LBA Formats", 96, 15),
     {"RRLS", "Read Recovery Levels Supported", 100, 2, Format::HEX},
     word("CNTRLTYPE", "Controller Type", 111, 7, 0, CONTROLLER_TYPES),
     {"FGUID", "FRU Globally Unique Identifier", 112, 16, Format::BYTES},
@@ -88,6 +94,7 @@ constexpr FieldRow CONTROLLER_FIELDS[] = {  // section 5.15.2.2
     flag("OACS Virtualization", "Virtualization Management command", 256, 7),
     flag("OACS Doorbell Buffer", "Doorbell Buffer Config command", 256, 8),
     flag("OACS LBA Status", "Get LBA Status", 256, 9),
+    flag("OACS Lockdown", "Command and Feature Lockdown", 256, 10),  // NVMe 2.0
     {"ACL", "Abort Command Limit", 258, 1, Format::DECIMAL_0BASED},
     {"AERL", "Asynchronous Event Request Limit", 259, 1, Format::DECIMAL_0BASED},
     {"FRMW", "Firmware Updates", 260, 1, Format::HEX},
@@ -100,6 +107,8 @@ constexpr FieldRow CONTROLLER_FIELDS[] = {  // section 5.15.2.2
     flag("LPA Extended Data", "Log Page Offset and 32-bit Number of Dwords", 261, 2),
     flag("LPA Telemetry", "Telemetry Host-Initiated and Controller-Initiated log pages", 261, 3),
     flag("LPA Persistent Event", "Persistent Event log", 261, 4),
+    flag("LPA Supported Logs", "Supported Log Pages log page", 261, 5),  // this and the next: NVMe 2.0
+    flag("LPA Data Area 4", "Telemetry Data Area 4", 261, 6),
     {"ELPE", "Error Log Page Entries", 262, 1, Format::DECIMAL_0BASED},
     {"NPSS", "Number of Power States Support", 263, 1, Format::DECIMAL_0BASED},
     {"AVSCC", "Admin Vendor Specific Command Configuration", 264, 1, Format::HEX},
@@ -150,6 +159,8 @@ constexpr FieldRow CONTROLLER_FIELDS[] = {  // section 5.15.2.2
     {"ANAGRPMAX", "ANA Group Identifier Maximum", 344, 4, Format::DECIMAL},
     {"NANAGRPID", "Number of ANA Group Identifiers", 348, 4, Format::DECIMAL},
     {"PELS", "Persistent Event Log Size (64 KiB)", 352, 4, Format::DECIMAL},
+    {"DID", "Domain Identifier", 356, 2, Format::DECIMAL},  // this and the next: NVMe 2.0
+    {"MEGCAP", "Maximum Endurance Group Capacity (bytes)", 368, 16, Format::COUNTER},
     {"SQES", "Submission Queue Entry Size", 512, 1, Format::HEX},
     bitsRow("SQES Required", "Required entry size (bytes)", 512, 3, 0, Format::POWER_OF_2),
     bitsRow("SQES Maximum", "Maximum entry size (bytes)", 512, 7, 4, Format::POWER_OF_2),
@@ -167,6 +178,7 @@ constexpr FieldRow CONTROLLER_FIELDS[] = {  // section 5.15.2.2
     flag("ONCS Reservations", "Reservations", 520, 5),
     flag("ONCS Timestamp", "Timestamp feature", 520, 6),
     flag("ONCS Verify", "Verify command", 520, 7),
+    flag("ONCS Copy", "Copy command", 520, 8),  // NVMe 2.0
     {"FUSES", "Fused Operation Support", 522, 2, Format::HEX},
     flag("FUSES Compare and Write", "Compare and Write fused operation", 522, 0),
     {"FNA", "Format NVM Attributes", 524, 1, Format::HEX},
@@ -185,6 +197,7 @@ constexpr FieldRow CONTROLLER_FIELDS[] = {  // section 5.15.2.2
     flag("NWPC Until Power Cycle", "Write Protect Until Power Cycle state", 531, 1),
     flag("NWPC Permanent", "Permanent Write Protect state", 531, 2),
     {"ACWU", "Atomic Compare and Write Unit (blocks)", 532, 2, Format::DECIMAL_0BASED},
+    {"OCFS", "Optional Copy Formats Supported", 534, 2, Format::HEX},  // NVMe 2.0
     {"SGLS", "SGL Support", 536, 4, Format::HEX},
     word("SGLS Support", "SGLs for the NVM command set", 536, 1, 0, SGL_SUPPORT),
     flag("SGLS Keyed", "Keyed SGL Data Block descriptor", 536, 2),
@@ -195,6 +208,8 @@ constexpr FieldRow CONTROLLER_FIELDS[] = {  // section 5.15.2.2
     flag("SGLS Offset", "SGL descriptors with an offset as address", 536, 20),
     flag("SGLS Transport", "Transport SGL Data Block descriptor", 536, 21),
     {"MNAN", "Maximum Number of Allowed Namespaces", 540, 4, Format::DECIMAL},
+    {"MAXDNA", "Maximum Domain Namespace Attachments", 544, 16, Format::COUNTER},  // this and the next: NVMe 2.0
+    {"MAXCNA", "Maximum I/O Controller Namespace Attachments", 560, 4, Format::DECIMAL},
     {"SUBNQN", "NVM Subsystem NVMe Qualified Name", 768, 256, Format::TEXT},
     {"IOCCSZ", "I/O Queue Command Capsule Size (16 bytes)", 1792, 4, Format::DECIMAL},  // from here: NVMe over Fabrics
     {"IORCSZ", "I/O Queue Response Capsule Size (16 bytes)", 1796, 4, Format::DECIMAL},
@@ -273,6 +288,9 @@ constexpr FieldRow NAMESPACE_FIELDS[] = {  // section 5.15.2.1
     onlyIf(24, 4, {"NPDG", "Namespace Preferred Deallocate Granularity (blocks)", 68, 2, Format::DECIMAL_0BASED}),
     onlyIf(24, 4, {"NPDA", "Namespace Preferred Deallocate Alignment (blocks)", 70, 2, Format::DECIMAL_0BASED}),
     onlyIf(24, 4, {"NOWS", "Namespace Optimal Write Size (blocks)", 72, 2, Format::DECIMAL_0BASED}),
+    unless0({"MSSRL", "Maximum Single Source Range Length (blocks)", 74, 2, Format::DECIMAL}),  // to MSRC: NVMe 2.0
+    unless0({"MCL", "Maximum Copy Length (blocks)", 76, 4, Format::DECIMAL}),
+    {"MSRC", "Maximum Source Range Count", 80, 1, Format::DECIMAL_0BASED},
     {"ANAGRPID", "ANA Group Identifier", 92, 4, Format::DECIMAL},
     {"NSATTR", "Namespace Attributes", 99, 1, Format::HEX},
     flag("NSATTR Write Protected", "The namespace is write protected", 99, 0),

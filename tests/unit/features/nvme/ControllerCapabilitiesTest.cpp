@@ -15,10 +15,10 @@ TEST(ControllerCapabilities, ReadsItsFields) {
     EXPECT_EQ(c.cntlid, 0x0201);
     EXPECT_EQ(c.version, 0x00010400U);
     EXPECT_EQ(c.oaes, 0x4300U);
-    EXPECT_EQ(c.ctratt, 0x291U);
-    EXPECT_EQ(c.oacs, 0x021F);
+    EXPECT_EQ(c.ctratt, 0x8A91U);
+    EXPECT_EQ(c.oacs, 0x061F);
     EXPECT_EQ(c.frmw, 0x17);
-    EXPECT_EQ(c.lpa, 0x1E);
+    EXPECT_EQ(c.lpa, 0x5E);
     EXPECT_EQ(c.elpe, 0x3F);
     EXPECT_EQ(c.npss, 1);
     EXPECT_EQ(c.mtfa, 50);
@@ -27,7 +27,7 @@ TEST(ControllerCapabilities, ReadsItsFields) {
     EXPECT_EQ(c.sanicap, 0xA0000005U);
     EXPECT_EQ(c.pels, 10000U);
     EXPECT_EQ(c.nn, 256U);
-    EXPECT_EQ(c.oncs, 0x00D7);
+    EXPECT_EQ(c.oncs, 0x01D7);
     EXPECT_EQ(c.fna, 4);
     EXPECT_EQ(c.vwc, 7);
     EXPECT_EQ(c.mnan, 1024U);
