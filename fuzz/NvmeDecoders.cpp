@@ -1,0 +1,147 @@
+// Everything that is decoded of what a drive sends, with any bytes. The first byte of the input chooses the decoder,
+// the next four are dword 0 of a feature, the rest is the structure.
+#include <algorithm>
+#include <cctype>
+#include <cstdint>
+#include <cstring>
+#include <iterator>
+#include <string>
+#include <vector>
+
+#include "features/nvme/Features.h"
+#include "features/nvme/FieldTree.h"
+#include "features/nvme/Identify.h"
+#include "features/nvme/LogPages.h"
+#include "features/nvme/NamespaceProperties.h"
+#include "features/nvme/SmartAttributes.h"
+#include "features/nvme/StatusCodes.h"
+#include "fuzz/Require.h"
+#include "ostrel/core/XmlConverter.h"
+
+using namespace features::nvme;
+using namespace ostrel::core;
+
+namespace {
+
+using Decoder = FieldTree (*)(const Payload& data, uint32_t dword0);
+
+template <FieldTree (*DECODE)(const Payload&)>
+FieldTree plain(const Payload& data, uint32_t) {
+    return DECODE(data);
+}
+template <FieldTree (*DECODE)(const Payload&, uint32_t)>
+FieldTree ofNamespace(const Payload& data, uint32_t nsid) {
+    return DECODE(data, nsid);
+}
+
+/// Behind these come the log pages, the features and the OCP features, in the order of their tables.
+constexpr Decoder DECODERS[] = {
+    plain<decodeIdentifyController>,
+    ofNamespace<decodeIdentifyNamespace>,
+    ofNamespace<decodeNamespaceDescriptors>,
+    plain<decodeUuidList>,
+    plain<decodeOcpSmart>,
+};
+
+constexpr uint8_t FIRST_ATTRIBUTES = 0xF0;
+constexpr AttributeList (*ATTRIBUTES[])(const Payload&) = {smartAttributes, healthMetrics, ocpHealthMetrics,
+                                                           performanceMetrics};
+
+FieldTree decode(size_t choice, const Payload& data, uint32_t dword0) {
+    const auto logs = static_cast<size_t>(logPagesEnd() - logPagesBegin());
+    const auto features = static_cast<size_t>(featuresEnd() - featuresBegin());
+    const auto ocpFeatures = static_cast<size_t>(ocpFeaturesEnd() - ocpFeaturesBegin());
+    choice %= std::size(DECODERS) + logs + features + ocpFeatures;
+    if (choice < std::size(DECODERS)) return DECODERS[choice](data, dword0);
+    choice -= std::size(DECODERS);
+    if (choice < logs) return logPagesBegin()[choice].decode(data);
+    choice -= logs;
+    return decodeFeature(choice < features ? featuresBegin()[choice] : ocpFeaturesBegin()[choice - features], dword0,
+                         data);
+}
+
+bool isShowable(const std::string& text) {
+    return !text.empty() && std::all_of(text.begin(), text.end(), [](char c) { return c >= 0x20 && c <= 0x7E; });
+}
+
+/// Letters, digits, blanks and "-_./()", a letter first: what the output formats take as a name.
+bool isName(const std::string& text) {
+    return !text.empty() && std::isalpha(static_cast<unsigned char>(text[0])) != 0 &&
+           std::all_of(text.begin(), text.end(), [](unsigned char c) {
+               return std::isalnum(c) != 0 || std::string(" -_./()").find(static_cast<char>(c)) != std::string::npos;
+           });
+}
+
+/// Looks the whole tree over, and returns how many fields and parts there are.
+size_t checkTree(const FieldTree& tree) {
+    REQUIRE(isName(tree.heading));
+    size_t count = 1;
+    for (const Field& field : tree.fields) {
+        REQUIRE(isName(field.name + " - " + field.description));
+        REQUIRE(isShowable(field.value));
+        ++count;
+    }
+    for (const FieldTree& part : tree.parts) count += checkTree(part);
+    return count;
+}
+
+void checkDecoder(size_t choice, const Payload& data, uint32_t dword0) {
+    const FieldTree tree = decode(choice, data, dword0);
+    const size_t shown = checkTree(tree);
+    // Nothing is shown that the bytes do not hold: the smallest thing that has a line is a descriptor of 5 bytes.
+    REQUIRE(shown <= 300 + data.getSize());
+    const Payload half(data.getData(), data.getSize() / 2);
+    REQUIRE(checkTree(decode(choice, half, dword0)) <= shown);
+    std::string xml;
+    tree.toXml("S1")->appendXml(xml);
+    REQUIRE(xml.size() > tree.heading.size());
+}
+
+void checkAttributes(const AttributeList& attributes) {
+    const auto received = XmlConverter::xmlToAttributeList(*XmlConverter::attributeListToXml(attributes));
+    REQUIRE(received->size() == attributes.size());
+    for (const auto& [name, attribute] : attributes) {
+        REQUIRE(isShowable(attribute.getText()));
+        REQUIRE(received->at(name).getText() == attribute.getText());
+    }
+}
+
+void checkLists(const Payload& data) {
+    REQUIRE(decodeNamespaceList(data).size() <= data.getSize() / 4);
+    REQUIRE(decodeControllerList(data).size() <= data.getSize() / 2);
+}
+
+/// What is read without being shown; the structure is as long as Identify gives it.
+void checkProperties(const Payload& data) {
+    std::vector<uint8_t> identify(IDENTIFY_BYTES);
+    std::memcpy(identify.data(), data.getData(), std::min<size_t>(data.getSize(), identify.size()));
+    const NamespaceProperties properties(identify.data());
+    REQUIRE(properties.numberOfFormats <= NamespaceProperties::MOST_FORMATS);
+    REQUIRE(properties.formatIndex() < NamespaceProperties::MOST_FORMATS);
+    (void)properties.format().dataBytes();
+    const ControllerCapabilities controller(identify.data());
+    for (const LogPageRow* row = logPagesBegin(); row != logPagesEnd(); ++row) {
+        (void)row->isSupportedBy(controller);
+        if (row->wholeLength == nullptr) continue;
+        const uint64_t length = row->wholeLength(controller, identify.data());
+        REQUIRE(length % 4 == 0 && length >= row->lengthBytes);
+    }
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+    if (size < 6 || size > 3 * IDENTIFY_BYTES) return 0;
+    uint32_t dword0 = 0;
+    std::memcpy(&dword0, data + 1, sizeof dword0);
+    const Payload structure(data + 5, size - 5);
+    if (data[0] < FIRST_ATTRIBUTES) {
+        checkDecoder(data[0], structure, dword0);
+    } else {
+        checkAttributes(ATTRIBUTES[data[0] % std::size(ATTRIBUTES)](structure));
+    }
+    checkLists(structure);
+    checkProperties(structure);
+    REQUIRE(isShowable(statusCodeText(data[1], data[2])));
+    return 0;
+}
