@@ -20,8 +20,10 @@ bool isHexadecimal(const std::string& text, bool hasPrefix, Digits digits) {
     return hasPrefix || digits == Digits::HEX;
 }
 
-/// Strict, unlike the core's reading of numbers: every character counts, and what does not fit 64 bits is no number.
+}  // namespace
+
 bool readNumber(const std::string& text, Digits digits, uint64_t& value) {
+    OSTREL_TRACE();
     const bool hasPrefix = text.size() > 2 && text[0] == '0' && (text[1] == 'x' || text[1] == 'X');
     const bool hex = isHexadecimal(text, hasPrefix, digits);
     const unsigned base = hex ? 16 : 10;
@@ -37,8 +39,6 @@ bool readNumber(const std::string& text, Digits digits, uint64_t& value) {
     value = number;
     return !text.empty();
 }
-
-}  // namespace
 
 const std::string* Arguments::find(const std::string& key) const {
     const std::string* value = nullptr;

@@ -16,6 +16,9 @@ enum class Digits : uint8_t {
     HEX,             ///< hexadecimal, with "0x" or without
 };
 
+/// Every character counts: false for anything that is not a number, or that does not fit, and `value` stays as it was.
+bool readNumber(const std::string& text, Digits digits, uint64_t& value);
+
 /// The arguments of a request: the properties of its root, by name. Of equal names the last one counts. An argument
 /// with an empty value counts as absent where the method says so.
 ///

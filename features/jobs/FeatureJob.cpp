@@ -1,5 +1,7 @@
 #include "features/jobs/FeatureJob.h"
 
+#include <algorithm>
+
 #include "features/jobs/SideBySide.h"
 #include "ostrel/core/ScopeTrace.h"
 #include "ostrel/core/StatusCatalogue.h"
@@ -58,7 +60,19 @@ Status FeatureJob::runMethod(const std::shared_ptr<xml::XmlObject>& output) {
 Status FeatureJob::setProperty(const AttributeList& requested) {
     OSTREL_TRACE();
     nvme::Drive drive(*getDevices().front());
-    return setOnDrive(drive, requested.begin()->second);
+    Status status = setOnDrive(drive, requested.begin()->second);
+    // The tool tells the success in its own words.
+    if (status.is(0, 0) && status.getMessage() == Status().getMessage()) status.setMessage("");
+    return status;
+}
+
+Arguments FeatureJob::propertyToSet() const {
+    OSTREL_TRACE();
+    const auto& objects = getInput()->objects;
+    const auto found = std::find_if(objects.begin(), objects.end(), [](const auto& object) {
+        return object->getAttribute(xml::KEY_NAME) == xml::NAME_PROPERTIES;
+    });
+    return Arguments(**found);
 }
 
 void FeatureJob::runOnDrives(xml::XmlObject& output, const AttributeList* requested, std::size_t atOnce,

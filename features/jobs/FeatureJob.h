@@ -38,7 +38,7 @@ protected:
     virtual ostrel::core::Status checkRequest(const Arguments& arguments);
     virtual ostrel::core::Status showDrive(nvme::Drive& drive, const Arguments& arguments, DriveOutput& out);
     virtual ostrel::core::Status actOnDrive(nvme::Drive& drive, const Arguments& arguments, DriveOutput& out);
-    /// A message of a success is shown to the user behind the tool's own.
+    /// A message of a success is shown to the user behind the tool's own; that of Status() is not.
     virtual ostrel::core::Status setOnDrive(nvme::Drive& drive, const ostrel::core::Attribute& attribute);
 
     /// Adds one output object with what `drive` gave; it is empty then.
@@ -47,6 +47,9 @@ protected:
     const std::string& title() const { return title_; }
     /// The arguments of the input. Only while the job runs.
     Arguments arguments() const { return Arguments(*getInput()); }
+    /// The property that is to be set, as it was sent: an Attribute has lost what was wrong with its text. Only while
+    /// setOnDrive() runs.
+    Arguments propertyToSet() const;
 
 private:
     using Operation = ostrel::core::Status (FeatureJob::*)(nvme::Drive&, const Arguments&, DriveOutput&);

@@ -2,6 +2,7 @@
 
 #include <string>
 
+#include "features/jobs/StatusDetails.h"
 #include "features/transport/HostCommand.h"
 #include "ostrel/core/CommandResult.h"
 #include "ostrel/core/ScopeTrace.h"
@@ -34,15 +35,10 @@ std::string sentence(const NamespaceUse& use) {
     return use.node + " is in use";
 }
 
-/// The catalogue's status with what stands in the way behind its text.
-Status refusal(const Status& status, const std::string& reason) {
-    return Status(status.getCategory(), status.getCode(), status.getMessage() + " " + reason);
-}
-
 Status checkUse(const NamespaceUse& use, const Reach& reach) {
     if (use.kind != NamespaceUse::Kind::PARTITION)
-        return refusal(statuses::featureBlockedByConfiguration(), sentence(use) + ".");
-    if (reach.partitionsCount) return refusal(statuses::driveContainsPartition(), sentence(use) + ".");
+        return withDetails(statuses::featureBlockedByConfiguration(), sentence(use) + ".");
+    if (reach.partitionsCount) return withDetails(statuses::driveContainsPartition(), sentence(use) + ".");
     return Status();
 }
 
@@ -57,7 +53,7 @@ Status checkDestruction(nvme::Drive& drive, const Reach& reach) {
     if (host == nullptr) return statuses::deviceDataRetrievalFailed();
     for (const HostNamespace& part : host->namespaces) {
         for (const NamespaceUse& use : part.uses) {
-            if (use.holdsSystem) return refusal(statuses::restrictedOnOsDrive(), sentence(use) + ".");
+            if (use.holdsSystem) return withDetails(statuses::restrictedOnOsDrive(), sentence(use) + ".");
         }
     }
     // A use that no force can override goes first: the partition table of a mounted disk is not what the user must

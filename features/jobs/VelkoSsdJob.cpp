@@ -5,6 +5,7 @@
 
 #include "features/jobs/CriticalWarnings.h"
 #include "features/jobs/DriveFacts.h"
+#include "features/jobs/VendorDialect.h"
 #include "features/nvme/Bytes.h"
 #include "features/nvme/FieldTree.h"
 #include "ostrel/core/AttributeVocabulary.h"
@@ -175,8 +176,7 @@ Text pelSizeMax(DriveFacts& facts) {
 }
 
 Text isVelko(DriveFacts& facts) {
-    const Text model = found<device::modelNumber>(facts);
-    return boolToText(model && model->compare(0, 5, "VELKO") == 0);
+    return boolToText(isVelkoDrive(facts.drive()));
 }
 
 using Caps = nvme::ControllerCapabilities;

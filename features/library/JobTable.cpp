@@ -6,6 +6,7 @@
 #include "features/jobs/EnduranceAnalyzerJob.h"
 #include "features/jobs/HealthMetricsJob.h"
 #include "features/jobs/IdentifyJob.h"
+#include "features/jobs/NvmeFeaturesJob.h"
 #include "features/jobs/NvmeLogJob.h"
 #include "features/jobs/PartitionInformationJob.h"
 #include "features/jobs/PerformanceJob.h"
@@ -38,6 +39,7 @@ constexpr JobRow JOBS[] = {
     {JOB_ENDURANCE_ANALYZER, make<jobs::EnduranceAnalyzerJob>},
     {JOB_HEALTH_METRICS, make<jobs::HealthMetricsJob>},
     {JOB_IDENTIFY, make<jobs::IdentifyJob>},
+    {JOB_NVME_FEATURES, make<jobs::NvmeFeaturesJob>},
     {JOB_NVME_LOG, make<jobs::NvmeLogJob>},
     {JOB_PARTITION_INFORMATION, make<jobs::PartitionInformationJob>},
     {JOB_PERFORMANCE, make<jobs::PerformanceJob>},

@@ -73,11 +73,12 @@ std::string Drive::name() const {
 Status Drive::send(const NvmeCommand& command, Answer& answer, const Payload& toController) {
     OSTREL_TRACE();
     CommandResult result;
+    lastCompletion_ = Completion();
     device_.sendCommand(command, result, toController);
     if (!result.status.is(0, 0)) return result.status;
     const auto* completion = dynamic_cast<const Completion*>(result.protocolResult.get());
     if (completion == nullptr) return noData(command);
-    answer.completion = *completion;
+    answer.completion = lastCompletion_ = *completion;
     answer.data = result.inputPayload;
     if (!completion->isSuccess()) return refusal(command, *completion);
     // Whoever reads the data counts on its length.

@@ -67,6 +67,10 @@ public:
     ostrel::core::Status send(const NvmeCommand& command, Answer& answer,
                               const ostrel::core::Payload& toController = {});
 
+    /// The completion of the last command; all zero when its road failed. It tells why an operation was refused that
+    /// returns a status alone.
+    const Completion& lastCompletion() const { return lastCompletion_; }
+
     /// 4,096 bytes.
     ostrel::core::Status identify(uint8_t cns, uint32_t nsid, uint16_t controllerId, ostrel::core::Payload& data);
     /// The Identify Controller structure: 4,096 bytes, asked once. The bytes belong to the drive object.
@@ -103,6 +107,7 @@ private:
 
     ostrel::core::Device& device_;
     ostrel::core::Payload identifyController_;
+    Completion lastCompletion_;
     uint32_t maxTransferBytes_ = 0;
 };
 

@@ -62,4 +62,7 @@ inline constexpr char NAME_SERIAL_NUMBER[] = "SerialNumber";
 inline constexpr char NAME_GENERIC[] = "Generic";
 inline constexpr char NAME_BOOT_DRIVE[] = "BootDrive";
 
+// The properties that a request asks for, or the one that it sets.
+inline constexpr char NAME_PROPERTIES[] = "Properties";
+
 }  // namespace ostrel::core::xml

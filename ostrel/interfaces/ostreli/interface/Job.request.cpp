@@ -24,8 +24,6 @@ using core::xml::XmlProperty;
 
 namespace {
 
-constexpr char NAME_PROPERTIES[] = "Properties";
-
 std::shared_ptr<XmlObject> createRequestWithoutDevice(const std::string& name, const std::string& type, bool scan) {
     OSTREL_TRACE();
     auto request = std::make_shared<XmlObject>();
@@ -38,7 +36,7 @@ std::shared_ptr<XmlObject> createRequestWithoutDevice(const std::string& name, c
 XmlObject* findProperties(const XmlObject& request) {
     OSTREL_TRACE();
     for (const auto& object : request.objects)
-        if (object->getAttribute(core::xml::KEY_NAME) == NAME_PROPERTIES) return object.get();
+        if (object->getAttribute(core::xml::KEY_NAME) == core::xml::NAME_PROPERTIES) return object.get();
     return nullptr;
 }
 
@@ -102,7 +100,7 @@ void Job::addRequestedGetProperty(XmlObject& request, const Attribute& attribute
     XmlObject* properties = findProperties(request);
     if (properties == nullptr) {
         properties = request.objects.emplace_back(std::make_unique<XmlObject>()).get();
-        properties->attributes[core::xml::KEY_NAME] = NAME_PROPERTIES;
+        properties->attributes[core::xml::KEY_NAME] = core::xml::NAME_PROPERTIES;
     }
     properties->properties.push_back(XmlConverter::attributeToXml(attribute));
 }

@@ -1,0 +1,232 @@
+#include "features/jobs/AnyFeature.h"
+
+#include <algorithm>
+
+#include "features/jobs/DriveFacts.h"
+#include "features/jobs/FeatureAccess.h"
+#include "features/jobs/InputFile.h"
+#include "features/jobs/SafetyGate.h"
+#include "features/jobs/StatusDetails.h"
+#include "features/jobs/VendorDialect.h"
+#include "features/nvme/Bytes.h"
+#include "features/nvme/Features.h"
+#include "features/nvme/Opcodes.h"
+#include "ostrel/core/AttributeVocabulary.h"
+#include "ostrel/core/ScopeTrace.h"
+#include "ostrel/core/StatusCatalogue.h"
+#include "ostrel/core/Strings.h"
+
+namespace features::jobs {
+
+using namespace ostrel::core;
+namespace key = ostrel::core::attributes::feature;
+using nvme::FeatureRow;
+using nvme::hexText;
+
+namespace {
+
+/// What Get Features and Set Features carry at most.
+constexpr uint32_t MOST_DATA_BYTES = 4096;
+constexpr size_t BYTES_PER_LINE = 16;
+
+/// The maker's Maximum LBA and Quick Format.
+constexpr uint8_t DESTROYING_VELKO_FIDS[] = {0xC1, 0xE3};
+
+const FeatureRow* rowOf(uint8_t fid, Dialect dialect) {
+    return dialect == Dialect::OCP ? nvme::findOcpFeature(fid) : nvme::findFeature(fid);
+}
+
+std::string nameOf(uint8_t fid, const FeatureRow* row) {
+    const std::string name = "Feature " + hexText(fid, 2);
+    return row == nullptr ? name : name + " (" + row->name + ")";
+}
+
+Status readDword(const Arguments& arguments, const Attribute& attribute, uint32_t& dword) {
+    std::optional<uint64_t> number;
+    Status status = arguments.number(attribute.getName(), UINT32_MAX, number, Digits::HEX);
+    if (number) dword = static_cast<uint32_t>(*number);
+    return status;
+}
+
+Status readFeatureId(const Arguments& arguments, uint8_t& fid) {
+    std::optional<uint64_t> number;
+    const Status status = arguments.number(key::featureId().getName(), UINT8_MAX, number, Digits::DECIMAL_OR_HEX);
+    if (!status.is(0, 0)) return withDetails(statuses::invalidFeatureId(), status.getMessage());
+    if (!number) return statuses::invalidFeatureId();
+    fid = static_cast<uint8_t>(*number);
+    return Status();
+}
+
+/// The Host Identifier has two lengths, and dword 11 says which one is meant. Other features have one request.
+Status completeGet(nvme::Drive& drive, nvme::FeatureRequest& request) {
+    if (request.fid != nvme::FID_HOST_IDENTIFIER) return Status();
+    const uint8_t* identify = nullptr;
+    Status status = drive.identifyController(identify);
+    if (!status.is(0, 0)) return status;
+    const bool wide = nvme::ControllerCapabilities(identify).supportsWideHostIdentifier();
+    request.cdw11 |= wide ? 1 : 0;
+    request.dataLength = wide ? 16 : 8;
+    return status;
+}
+
+/// Bytes that Set Features takes.
+uint32_t lengthToWrite(const FeatureRow& row, uint32_t cdw11) {
+    if (row.fid == nvme::FID_HOST_IDENTIFIER) return nvme::bit(cdw11, 0) ? 16 : 8;
+    if (row.fid == nvme::FID_HOST_MEMORY_BUFFER) return 0;  // its addresses stand in the dwords
+    return row.dataLength;
+}
+
+Status checkLength(uint8_t fid, const FeatureRow* row, uint32_t cdw11, uint32_t given) {
+    // What a maker's feature takes is not known here: that is left to the user.
+    if (row == nullptr) return Status();
+    const uint32_t wanted = lengthToWrite(*row, cdw11);
+    if (given == wanted) return Status();
+    const std::string takes = wanted == 0 ? "no data" : std::to_string(wanted) + " bytes of data";
+    const std::string got = given == 0 ? "no " + key::inputFile().getName() + " was given"
+                                       : key::inputFile().getName() + " has " + std::to_string(given) + " bytes";
+    return withDetails(statuses::invalidTransferSize(), nameOf(fid, row) + " takes " + takes + ", but " + got + ".");
+}
+
+Status checkSave(nvme::Drive& drive) {
+    const uint8_t* identify = nullptr;
+    Status status = drive.identifyController(identify);
+    if (!status.is(0, 0) || nvme::ControllerCapabilities(identify).supportsSave()) return status;
+    return withDetails(statuses::driveDoesNotSupportFeature(),
+                       "Drive " + drive.name() + " cannot save features over a power cycle.");
+}
+
+/// The kernel alone knows which memory it may hand to a drive.
+Status checkHostMemory(uint8_t fid, uint32_t cdw11) {
+    if (fid != nvme::FID_HOST_MEMORY_BUFFER || !nvme::bit(cdw11, 0)) return Status();
+    return withDetails(statuses::featureNotSupported(),
+                       "The Host Memory Buffer is enabled by the kernel's driver, which owns the memory.");
+}
+
+Status checkDestroying(nvme::Drive& drive, uint8_t fid, Dialect dialect) {
+    const bool destroys = dialect == Dialect::VELKO &&
+                          std::find(std::begin(DESTROYING_VELKO_FIDS), std::end(DESTROYING_VELKO_FIDS), fid) !=
+                              std::end(DESTROYING_VELKO_FIDS);
+    return destroys ? checkDestruction(drive, {}) : Status();
+}
+
+/// The data in lines of 16 bytes, without the zero ones at the end.
+void addData(nvme::FieldTree& tree, const Payload& data) {
+    size_t length = data.getSize();
+    while (length > 0 && data.getData()[length - 1] == 0) --length;
+    if (length == 0) return;
+    nvme::FieldTree& part = tree.addPart("Data");
+    for (size_t at = 0; at < length; at += BYTES_PER_LINE) {
+        const size_t count = std::min<size_t>(BYTES_PER_LINE, data.getSize() - at);
+        part.add("Offset " + hexText(at, 3), hexDump(Payload(data.getData() + at, count), 0));
+    }
+}
+
+nvme::FieldTree treeOf(const FeatureRow* row, const nvme::FeatureRequest& request, nvme::Select select,
+                       const nvme::Answer& answer) {
+    constexpr const char* SELECTED[] = {"current", "default", "saved", "capabilities"};
+    const std::string plainName = "Feature " + hexText(request.fid, 2);
+    const FeatureRow plain{request.fid, plainName.c_str(), 0, false, {}, nullptr};
+    const nvme::FieldTree decoded = decodeAnswer(row == nullptr ? plain : *row, select, answer);
+    nvme::FieldTree tree{decoded.heading, {}, decoded.parts};
+    tree.add("FID", "Feature Identifier", hexText(request.fid, 2));
+    tree.add("SEL", "Select", SELECTED[static_cast<size_t>(select)]);
+    if (request.nsid != 0) tree.add("NSID", "Namespace Identifier", std::to_string(request.nsid));
+    tree.add("Dword 0", "", hexText(answer.completion.dword0, 8));
+    tree.fields.insert(tree.fields.end(), decoded.fields.begin(), decoded.fields.end());
+    addData(tree, answer.data);
+    return tree;
+}
+
+}  // namespace
+
+Status AnyFeature::read(const Arguments& arguments) {
+    OSTREL_TRACE();
+    AnyFeature feature;
+    Status status = readFeatureId(arguments, feature.fid_);
+    std::optional<uint64_t> nsid;
+    std::optional<bool> save;
+    if (status.is(0, 0))
+        status = arguments.number(key::nvmeFeatureNamespaceId().getName(), UINT32_MAX, nsid, Digits::DECIMAL_OR_HEX);
+    if (status.is(0, 0)) status = readSelect(arguments, feature.select_);
+    if (status.is(0, 0)) status = arguments.boolean(key::save().getName(), save);
+    if (status.is(0, 0)) status = readDword(arguments, key::dword11(), feature.cdw11_);
+    if (status.is(0, 0)) status = readDword(arguments, key::dword12(), feature.cdw12_);
+    if (status.is(0, 0)) status = readDword(arguments, key::dword13(), feature.cdw13_);
+    if (status.is(0, 0)) status = feature.readInputData(arguments);
+    if (!status.is(0, 0)) return status;
+    if (nsid) feature.nsid_ = static_cast<uint32_t>(*nsid);
+    feature.save_ = save.value_or(false);
+    *this = feature;
+    return status;
+}
+
+Status AnyFeature::readInputData(const Arguments& arguments) {
+    OSTREL_TRACE();
+    const std::string path = arguments.text(key::inputFile().getName());
+    if (path.empty()) return Status();
+    std::string bytes;
+    const Status status = readInputFile(path, MOST_DATA_BYTES, bytes);
+    if (!status.is(0, 0)) return status;
+    if (bytes.empty() || bytes.size() % 4 != 0) {
+        return withDetails(statuses::invalidTransferSize(), "'" + path + "' has " + std::to_string(bytes.size()) +
+                                                                " bytes; data goes to a drive in dwords of 4 bytes.");
+    }
+    data_ = Payload(bytes.data(), bytes.size());
+    return data_.getSize() == bytes.size() ? Status() : statuses::mallocFailed();
+}
+
+Status AnyFeature::namespaceOf(nvme::Drive& drive, bool namespaceSpecific, uint32_t& nsid) const {
+    OSTREL_TRACE();
+    nsid = nsid_.value_or(0);
+    if (nsid_ || !namespaceSpecific) return Status();
+    DriveFacts facts(drive);
+    const auto* all = facts.hostNamespaces();
+    if (!facts.failure().is(0, 0)) return facts.failure();
+    const bool named = drive.device().getAttribute(attributes::device::namespaceId()).getSize() != 0;
+    const auto* chosen = facts.hostNamespace();
+    if (chosen == nullptr || (!named && all->size() > 1)) {
+        return withDetails(statuses::noNamespaceId(), "Each namespace of drive " + drive.name() +
+                                                          " has this feature for itself; name one with -namespace.");
+    }
+    nsid = chosen->nsid;
+    return Status();
+}
+
+Status AnyFeature::show(nvme::Drive& drive, DriveOutput& out) const {
+    OSTREL_TRACE();
+    Dialect dialect = Dialect::NONE;
+    Status status = dialectOfFeature(drive, fid_, dialect);
+    if (!status.is(0, 0)) return status;
+    const FeatureRow* row = rowOf(fid_, dialect);
+    nvme::FeatureRequest request{fid_, 0, cdw11_, cdw12_, cdw13_, 0};
+    // A feature that is not known may bring data, and a drive without a buffer for it would write elsewhere.
+    request.dataLength = row == nullptr ? MOST_DATA_BYTES : row->dataLength;
+    status = namespaceOf(drive, row != nullptr && row->namespaceSpecific, request.nsid);
+    if (status.is(0, 0)) status = completeGet(drive, request);
+    nvme::Answer answer;
+    if (status.is(0, 0)) status = readFeature(drive, request, select_, statuses::driveDoesNotSupportFeature(), answer);
+    if (status.is(0, 0)) out.addTree(treeOf(row, request, select_, answer));
+    return status;
+}
+
+Status AnyFeature::write(nvme::Drive& drive, const std::string& heading, DriveOutput& out) const {
+    OSTREL_TRACE();
+    Dialect dialect = Dialect::NONE;
+    Status status = dialectOfFeature(drive, fid_, dialect);
+    if (!status.is(0, 0)) return status;
+    const FeatureRow* row = rowOf(fid_, dialect);
+    status = checkDestroying(drive, fid_, dialect);
+    if (status.is(0, 0)) status = checkLength(fid_, row, cdw11_, data_.getSize());
+    if (status.is(0, 0)) status = checkHostMemory(fid_, cdw11_);
+    if (status.is(0, 0) && save_) status = checkSave(drive);
+    nvme::FeatureRequest request{fid_, 0, cdw11_, cdw12_, cdw13_, 0};
+    if (status.is(0, 0)) status = namespaceOf(drive, row != nullptr && row->namespaceSpecific, request.nsid);
+    if (status.is(0, 0)) status = checkDestroying(drive, fid_, dialect);  // again: much may have happened meanwhile
+    nvme::Answer answer;
+    if (status.is(0, 0)) status = drive.setFeature(request, save_, data_, answer);
+    if (!status.is(0, 0)) return status;
+    out.addStatus(heading, Status(0, 0, nameOf(fid_, row) + (save_ ? " is set and saved." : " is set.")));
+    return status;
+}
+
+}  // namespace features::jobs

@@ -1,0 +1,45 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+
+#include "features/jobs/Arguments.h"
+#include "features/jobs/DriveOutput.h"
+#include "features/nvme/Drive.h"
+#include "ostrel/core/Payload.h"
+#include "ostrel/core/Status.h"
+
+namespace features::jobs {
+
+/// A feature that is read or written by its identifier, as a request names it.
+///
+/// A feature that each namespace has for itself goes to the namespace given, to the one that the user's path named, or
+/// to the only one that is attached; with several, 10/76.
+class AnyFeature {
+public:
+    /// Reads the arguments "FeatureId", "NamespaceId", "Select", "Save", "DWORD11" to "DWORD13" (hexadecimal) and
+    /// "InputFile", and that file. Nothing changes on failure.
+    ostrel::core::Status read(const Arguments& arguments);
+
+    /// Adds the feature's dword 0, what it means, and the data as far as it is not zero.
+    ostrel::core::Status show(nvme::Drive& drive, DriveOutput& out) const;
+    /// Writes the feature. Data that does not have the length of the feature's structure is refused before anything is
+    /// sent, and so is what the controller cannot save. The maker's features that destroy data go through the safety
+    /// gate. `heading` heads what is told of the success.
+    ostrel::core::Status write(nvme::Drive& drive, const std::string& heading, DriveOutput& out) const;
+
+private:
+    ostrel::core::Status readInputData(const Arguments& arguments);
+    ostrel::core::Status namespaceOf(nvme::Drive& drive, bool namespaceSpecific, uint32_t& nsid) const;
+
+    uint8_t fid_ = 0;
+    std::optional<uint32_t> nsid_;
+    nvme::Select select_ = nvme::Select::CURRENT;
+    bool save_ = false;
+    uint32_t cdw11_ = 0;
+    uint32_t cdw12_ = 0;
+    uint32_t cdw13_ = 0;
+    ostrel::core::Payload data_;  ///< to be written; empty: none
+};
+
+}  // namespace features::jobs

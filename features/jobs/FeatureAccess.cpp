@@ -1,0 +1,137 @@
+#include "features/jobs/FeatureAccess.h"
+
+#include "features/jobs/LogReading.h"
+#include "features/jobs/StatusDetails.h"
+#include "features/jobs/VendorDialect.h"
+#include "features/nvme/ControllerCapabilities.h"
+#include "ostrel/core/AttributeVocabulary.h"
+#include "ostrel/core/ScopeTrace.h"
+#include "ostrel/core/StatusCatalogue.h"
+
+namespace features::jobs {
+
+using namespace ostrel::core;
+
+namespace {
+
+constexpr uint8_t TYPE_GENERIC = 0;
+constexpr uint8_t SC_INVALID_FIELD = 0x02;
+constexpr uint8_t SC_INVALID_NAMESPACE = 0x0B;
+
+Status readBoolean(const Arguments& sent, const std::string& key, uint32_t& value) {
+    std::optional<bool> flag;
+    Status status = sent.boolean(key, flag);
+    if (status.is(0, 0) && !flag) status = statuses::propertyWithoutValue();
+    if (status.is(0, 0)) value = *flag ? 1 : 0;
+    return status;
+}
+
+Status checkSelect(nvme::Drive& drive) {
+    const uint8_t* identify = nullptr;
+    Status status = drive.identifyController(identify);
+    if (!status.is(0, 0) || nvme::ControllerCapabilities(identify).supportsSave()) return status;
+    return withDetails(statuses::driveDoesNotSupportFeature(),
+                       "Drive " + drive.name() + " tells the current values of its features alone.");
+}
+
+}  // namespace
+
+Status readSetGetType(const Arguments& arguments, bool& isSet) {
+    OSTREL_TRACE();
+    const std::string name = attributes::feature::setGetType().getName();
+    const std::string type = arguments.text(name);
+    isSet = type == "set";
+    if (isSet || type == "get" || type.empty()) return Status();
+    return withDetails(statuses::invalidProperty(), name + " must be 'get' or 'set', not '" + type + "'.");
+}
+
+Status checkOneDrive(size_t numberOfDrives) {
+    OSTREL_TRACE();
+    if (numberOfDrives == 0) return statuses::noDeviceSelected();
+    return numberOfDrives == 1 ? Status() : statuses::multipleDevicesSelected();
+}
+
+Status checkSettable(const Attribute& given, const Attribute& settable) {
+    OSTREL_TRACE();
+    if (given.getName() == settable.getName()) return Status();
+    return withDetails(statuses::invalidProperty(), given.getName() + " cannot be set.");
+}
+
+Status readValue(const Arguments& sent, const SettableProperty& property, uint32_t& value) {
+    OSTREL_TRACE();
+    const Attribute attribute = property.attribute();
+    const std::string key = attribute.getName();
+    if (attribute.getType() == typeBoolean()) return readBoolean(sent, key, value);
+    std::optional<uint64_t> number;
+    const Status status = sent.number(key, property.most, number);
+    if (!status.is(0, 0) || number.value_or(0) < property.least || !number) {
+        return withDetails(property.refusal(), key + " must be a number from " + std::to_string(property.least) +
+                                                   " to " + std::to_string(property.most) + ", not '" + sent.text(key) +
+                                                   "'.");
+    }
+    value = static_cast<uint32_t>(*number);
+    return Status();
+}
+
+Status readSelect(const Arguments& arguments, nvme::Select& select) {
+    OSTREL_TRACE();
+    std::optional<uint64_t> number;
+    const Status status = arguments.number(attributes::feature::select().getName(), 3, number);
+    if (number) select = static_cast<nvme::Select>(*number);
+    return status;
+}
+
+Status explained(const Status& status, const nvme::Drive& drive, const Status& unsupported) {
+    OSTREL_TRACE();
+    if (!isRefusal(status)) return status;
+    // There is no status code for an unknown feature identifier: it is an invalid field.
+    if (drive.lastCompletion().is(TYPE_GENERIC, SC_INVALID_FIELD)) return withDetails(unsupported, status.getMessage());
+    if (drive.lastCompletion().is(TYPE_GENERIC, SC_INVALID_NAMESPACE))
+        return withDetails(statuses::invalidNamespaceId(), status.getMessage());
+    return status;
+}
+
+Status readFeature(nvme::Drive& drive, const nvme::FeatureRequest& request, nvme::Select select,
+                   const Status& unsupported, nvme::Answer& answer) {
+    OSTREL_TRACE();
+    if (select != nvme::Select::CURRENT) {
+        const Status status = checkSelect(drive);
+        if (!status.is(0, 0)) return status;
+    }
+    const Status status = drive.getFeature(request, select, answer);
+    return explained(status, drive, unsupported);
+}
+
+nvme::FieldTree decodeAnswer(const nvme::FeatureRow& feature, nvme::Select select, const nvme::Answer& answer) {
+    OSTREL_TRACE();
+    if (select == nvme::Select::CAPABILITIES) return decodeFeatureCapabilities(feature, answer.completion.dword0);
+    return decodeFeature(feature, answer.completion.dword0, answer.data);
+}
+
+Status changeField(nvme::Drive& drive, const nvme::FeatureField& field, uint32_t value, uint32_t kept) {
+    OSTREL_TRACE();
+    if (!nvme::fitsField(*field.row, value)) return statuses::requestOutOfBounds();
+    nvme::FeatureRequest request;
+    request.fid = field.feature->fid;
+    nvme::Answer answer;
+    const Status status =
+        readFeature(drive, request, nvme::Select::CURRENT, statuses::driveDoesNotSupportFeature(), answer);
+    if (!status.is(0, 0)) return status;
+    request.cdw11 = nvme::withField(*field.row, answer.completion.dword0 & kept, value);
+    return drive.setFeature(request, false, Payload(), answer);
+}
+
+Status writeOcpField(nvme::Drive& drive, uint8_t fid, uint32_t value) {
+    OSTREL_TRACE();
+    const nvme::FieldRow* field = nvme::findOcpSetField(fid);
+    if (field == nullptr || !nvme::fitsField(*field, value)) return statuses::requestOutOfBounds();
+    const Status status = requireOcp(drive);
+    if (!status.is(0, 0)) return status;
+    nvme::FeatureRequest request;
+    request.fid = fid;
+    request.cdw11 = nvme::withField(*field, 0, value);
+    nvme::Answer answer;
+    return drive.setFeature(request, false, Payload(), answer);
+}
+
+}  // namespace features::jobs

@@ -1,0 +1,60 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+
+#include "features/jobs/Arguments.h"
+#include "features/nvme/Drive.h"
+#include "features/nvme/Features.h"
+#include "ostrel/core/Attribute.h"
+#include "ostrel/core/Status.h"
+
+namespace features::jobs {
+
+/// A property that a job sets: which numbers it takes, and what is said of others.
+struct SettableProperty {
+    ostrel::core::Attribute (*attribute)();  ///< of type boolean: 0 and 1, given as "false" and "true"
+    uint32_t least;
+    uint32_t most;
+    ostrel::core::Status (*refusal)();  ///< of the catalogue
+};
+
+/// The argument "SetGetType": "get", also when there is none, or "set"; otherwise 10/36.
+ostrel::core::Status readSetGetType(const Arguments& arguments, bool& isSet);
+
+/// What is written goes to exactly one drive: otherwise 10/5 or 10/6.
+ostrel::core::Status checkOneDrive(size_t numberOfDrives);
+
+/// 10/36 unless the property that is to be set is the one that can be.
+ostrel::core::Status checkSettable(const ostrel::core::Attribute& given, const ostrel::core::Attribute& settable);
+
+/// Reads the value of `property` as it was sent. Anything but a number in its range is the property's refusal with the
+/// range in the message.
+ostrel::core::Status readValue(const Arguments& sent, const SettableProperty& property, uint32_t& value);
+
+/// The argument "Select"; the current value when there is none.
+ostrel::core::Status readSelect(const Arguments& arguments, nvme::Select& select);
+
+/// Get Features, with a refusal told so that it helps: `unsupported` when the drive does not know the feature, 10/80
+/// for a namespace that it does not have. A selection other than the current value is refused where the controller has
+/// none (10/3): it would answer with the current value.
+ostrel::core::Status readFeature(nvme::Drive& drive, const nvme::FeatureRequest& request, nvme::Select select,
+                                 const ostrel::core::Status& unsupported, nvme::Answer& answer);
+
+/// Says what the refusal of the drive's last command means, as above. Other statuses stay as they are.
+ostrel::core::Status explained(const ostrel::core::Status& status, const nvme::Drive& drive,
+                               const ostrel::core::Status& unsupported);
+
+/// What readFeature() brought, decoded.
+nvme::FieldTree decodeAnswer(const nvme::FeatureRow& feature, nvme::Select select, const nvme::Answer& answer);
+
+/// Reads a feature's dword, puts `value` into the bits of the field and writes it back, without saving. Of the other
+/// bits those in `kept` stay as they were, and the rest becomes 0. A value that does not fit is 0/14.
+ostrel::core::Status changeField(nvme::Drive& drive, const nvme::FeatureField& field, uint32_t value,
+                                 uint32_t kept = 0xFFFFFFFF);
+
+/// Writes the one field of an OCP feature, without saving. 10/254 on a drive without OCP's features, before anything is
+/// written; 0/14 for a value that does not fit.
+ostrel::core::Status writeOcpField(nvme::Drive& drive, uint8_t fid, uint32_t value);
+
+}  // namespace features::jobs

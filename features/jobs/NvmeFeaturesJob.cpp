@@ -1,0 +1,102 @@
+#include "features/jobs/NvmeFeaturesJob.h"
+
+#include <algorithm>
+
+#include "features/jobs/FeatureAccess.h"
+#include "features/jobs/StatusDetails.h"
+#include "features/nvme/Opcodes.h"
+#include "ostrel/core/AttributeVocabulary.h"
+#include "ostrel/core/ScopeTrace.h"
+#include "ostrel/core/StatusCatalogue.h"
+#include "ostrel/interfaces/ostreli/interface/JobNames.h"
+
+namespace features::jobs {
+
+using namespace ostrel::core;
+namespace key = ostrel::core::attributes::feature;
+
+namespace {
+
+constexpr uint32_t KELVIN_AT_0_CELSIUS = 273;
+constexpr uint32_t ALL_BITS = 0xFFFFFFFF;
+/// Threshold Temperature Select and Threshold Type Select at 0: the composite temperature, too high.
+constexpr uint32_t COMPOSITE_OVER_TEMPERATURE = ~uint32_t{0x003F0000};
+
+struct FieldOfFeature {
+    SettableProperty property;
+    uint32_t offset;  ///< what a value of 0 is in the field
+    uint32_t kept;    ///< bits of the dword that stay as the drive has them
+};
+// clang-format off
+constexpr FieldOfFeature FIELDS[] = {
+    {{key::aggregationThreshold,                     0, 255, statuses::invalidAggregateThreshold},   0, ALL_BITS},
+    {{key::aggregationTime,                          0, 255, statuses::invalidAggregateTime},        0, ALL_BITS},
+    {{key::tempThreshold,                            0, 80,  statuses::invalidTemperatureThreshold},
+                                                             KELVIN_AT_0_CELSIUS, COMPOSITE_OVER_TEMPERATURE},
+    {{key::smartHealthCriticalWarningsConfiguration, 0, 255, statuses::invalidProperty},             0, ALL_BITS},
+    {{key::telemetryLogNoticesConfiguration,         0, 1,   statuses::invalidProperty},             0, ALL_BITS},
+    {{key::firmwareActivationNoticesConfiguration,   0, 1,   statuses::invalidProperty},             0, ALL_BITS},
+    {{key::namespaceAttributeNoticesConfiguration,   0, 1,   statuses::invalidProperty},             0, ALL_BITS},
+};
+// clang-format on
+
+Status setField(nvme::Drive& drive, const FieldOfFeature& field, const Arguments& sent) {
+    uint32_t value = 0;
+    const Status status = readValue(sent, field.property, value);
+    if (!status.is(0, 0)) return status;
+    const auto place = nvme::findFeatureField(field.property.attribute().getName());
+    return changeField(drive, place, value + field.offset, field.kept);
+}
+
+Status clearPcieErrors(nvme::Drive& drive, const Arguments& sent) {
+    constexpr SettableProperty CLEAR = {key::clearCounter, 0, 1, statuses::invalidProperty};
+    uint32_t clear = 0;
+    Status status = readValue(sent, CLEAR, clear);
+    if (!status.is(0, 0)) return status;
+    if (clear == 0) return withDetails(statuses::invalidProperty(), key::clearCounter().getName() + " must be true.");
+    return writeOcpField(drive, nvme::FID_OCP_CLEAR_PCIE_ERRORS, 1);
+}
+
+}  // namespace
+
+NvmeFeaturesJob::NvmeFeaturesJob() : FeatureJob(ostrel::interfaces::ostreli::JOB_NVME_FEATURES, "NVMe Feature") {}
+
+std::unique_ptr<ostrel::interfaces::ostreli::Job> NvmeFeaturesJob::clone() const {
+    OSTREL_TRACE();
+    auto copy = std::make_unique<NvmeFeaturesJob>();
+    copy->copyFrom(*this);
+    return copy;
+}
+
+AttributeList NvmeFeaturesJob::getSupportedProperties() const {
+    OSTREL_TRACE();
+    AttributeList list;
+    for (const FieldOfFeature& field : FIELDS) list[field.property.attribute().getName()] = field.property.attribute();
+    list[key::clearCounter().getName()] = key::clearCounter();
+    return list;
+}
+
+Status NvmeFeaturesJob::checkRequest(const Arguments& arguments) {
+    OSTREL_TRACE();
+    Status status = readSetGetType(arguments, isSet_);
+    if (status.is(0, 0) && isSet_) status = checkOneDrive(getDevices().size());
+    return status.is(0, 0) ? feature_.read(arguments) : status;
+}
+
+Status NvmeFeaturesJob::actOnDrive(nvme::Drive& drive, const Arguments&, DriveOutput& out) {
+    OSTREL_TRACE();
+    return isSet_ ? feature_.write(drive, title(), out) : feature_.show(drive, out);
+}
+
+Status NvmeFeaturesJob::setOnDrive(nvme::Drive& drive, const Attribute& attribute) {
+    OSTREL_TRACE();
+    const std::string& name = attribute.getName();
+    if (name == key::clearCounter().getName()) return clearPcieErrors(drive, propertyToSet());
+    const auto* field = std::find_if(std::begin(FIELDS), std::end(FIELDS), [&](const FieldOfFeature& candidate) {
+        return candidate.property.attribute().getName() == name;
+    });
+    if (field != std::end(FIELDS)) return setField(drive, *field, propertyToSet());
+    return withDetails(statuses::invalidProperty(), name + " cannot be set.");
+}
+
+}  // namespace features::jobs

@@ -1,0 +1,29 @@
+#pragma once
+
+#include "features/jobs/AnyFeature.h"
+#include "features/jobs/FeatureJob.h"
+
+namespace features::jobs {
+
+/// Features of a drive: some fields by their names, and any feature by its identifier.
+///
+///   - SetProperty: one field; the other fields of the feature stay as they are, and nothing is saved over a power
+///     cycle. "ClearCounter" clears the counters of correctable PCIe errors, on drives with OCP's features.
+///   - Method: "SetGetType" is "get" or "set", the rest as AnyFeature reads it. A set takes exactly one drive.
+class NvmeFeaturesJob : public FeatureJob {
+public:
+    NvmeFeaturesJob();
+    std::unique_ptr<Job> clone() const override;
+    ostrel::core::AttributeList getSupportedProperties() const override;
+
+protected:
+    ostrel::core::Status checkRequest(const Arguments& arguments) override;
+    ostrel::core::Status actOnDrive(nvme::Drive& drive, const Arguments& arguments, DriveOutput& out) override;
+    ostrel::core::Status setOnDrive(nvme::Drive& drive, const ostrel::core::Attribute& attribute) override;
+
+private:
+    AnyFeature feature_;  ///< of the method that runs
+    bool isSet_ = false;  ///< likewise
+};
+
+}  // namespace features::jobs

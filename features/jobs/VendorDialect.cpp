@@ -1,0 +1,57 @@
+#include "features/jobs/VendorDialect.h"
+
+#include "features/jobs/LogReading.h"
+#include "features/nvme/LogPages.h"
+#include "features/nvme/Opcodes.h"
+#include "ostrel/core/AttributeVocabulary.h"
+#include "ostrel/core/ScopeTrace.h"
+#include "ostrel/core/StatusCatalogue.h"
+
+namespace features::jobs {
+
+using namespace ostrel::core;
+
+namespace {
+
+constexpr uint8_t FIRST_VENDOR_FID = 0xC0;
+
+/// Whether the drive refused a log since it does not have it.
+bool isMissingLog(const nvme::Completion& completion) {
+    return completion.is(0, 0x02) || completion.is(1, 0x09);  // Invalid Field in Command, Invalid Log Page
+}
+
+}  // namespace
+
+bool isVelkoDrive(nvme::Drive& drive) {
+    OSTREL_TRACE();
+    return drive.device().getAttribute(attributes::device::modelNumber()).getText().compare(0, 5, "VELKO") == 0;
+}
+
+Status askForOcp(nvme::Drive& drive, bool& isOcp) {
+    OSTREL_TRACE();
+    Payload data;
+    const Status status = readLog(drive, nvme::LID_OCP_SMART, nvme::OCP_SMART_BYTES, data);
+    if (!status.is(0, 0) && !isMissingLog(drive.lastCompletion())) return status;
+    isOcp = status.is(0, 0) && nvme::isOcpSmart(data);
+    return Status();
+}
+
+Status requireOcp(nvme::Drive& drive) {
+    OSTREL_TRACE();
+    bool isOcp = false;
+    Status status = askForOcp(drive, isOcp);
+    return status.is(0, 0) && !isOcp ? statuses::ocpNotSupported() : status;
+}
+
+Status dialectOfFeature(nvme::Drive& drive, uint8_t fid, Dialect& dialect) {
+    OSTREL_TRACE();
+    bool isOcp = false;
+    if (isContestedFeature(fid)) {
+        Status status = askForOcp(drive, isOcp);
+        if (!status.is(0, 0)) return status;
+    }
+    dialect = isOcp ? Dialect::OCP : fid >= FIRST_VENDOR_FID && isVelkoDrive(drive) ? Dialect::VELKO : Dialect::NONE;
+    return Status();
+}
+
+}  // namespace features::jobs

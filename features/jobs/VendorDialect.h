@@ -1,0 +1,36 @@
+#pragma once
+
+#include <cstdint>
+
+#include "features/nvme/Drive.h"
+#include "ostrel/core/Status.h"
+
+namespace features::jobs {
+
+/// Whose meaning a vendor specific identifier has on a drive.
+enum class Dialect : uint8_t {
+    NONE,   ///< the standard's, or of a maker that is not known
+    VELKO,  ///< the maker's: the model number begins with "VELKO"
+    OCP,    ///< of the OCP Datacenter NVMe SSD Specification
+};
+
+/// Whether the identifier is one that maker and OCP both use, C0h to C7h.
+constexpr bool isContestedFeature(uint8_t fid) {
+    return fid >= 0xC0 && fid <= 0xC7;
+}
+
+/// Whether the drive has the maker's vendor interface. Nothing is asked of the drive.
+bool isVelkoDrive(nvme::Drive& drive);
+
+/// Whether the drive's log C0h is OCP's. A drive that refuses the log for another reason than that it has none leaves
+/// the question open: its refusal is returned.
+ostrel::core::Status askForOcp(nvme::Drive& drive, bool& isOcp);
+
+/// 10/254 on a drive without OCP's log C0h.
+ostrel::core::Status requireOcp(nvme::Drive& drive);
+
+/// Whose feature an identifier is on this drive. On a drive that has both dialects C0h to C7h are OCP's: the same
+/// number written in the maker's sense would do something else. Only for these the drive is asked.
+ostrel::core::Status dialectOfFeature(nvme::Drive& drive, uint8_t fid, Dialect& dialect);
+
+}  // namespace features::jobs

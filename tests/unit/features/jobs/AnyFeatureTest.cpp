@@ -1,0 +1,476 @@
+#include <gtest/gtest.h>
+
+#include <cerrno>
+#include <filesystem>
+
+#include "features/jobs/AnyFeature.h"
+#include "features/jobs/NvmeFeaturesJob.h"
+#include "ostrel/core/AttributeVocabulary.h"
+#include "ostrel/interfaces/ostreli/interface/JobNames.h"
+#include "tests/support/TemporaryFolder.h"
+#include "tests/unit/features/jobs/JobRun.h"
+#include "tests/unit/features/jobs/OcpLog.h"
+
+namespace features::jobs {
+namespace {
+
+using namespace fakedrive;
+using namespace ostrel::core;
+using namespace ostrel::interfaces::ostreli;
+using features::transport::HostNamespace;
+using features::transport::NamespaceUse;
+
+struct Argument {
+    const char* key;
+    std::string value;
+};
+
+std::string run(const char* type, const std::vector<Argument>& arguments, const std::vector<const FakeDrive*>& drives) {
+    NvmeFeaturesJob job;
+    JobRun request(job, JOBTYPE_METHOD);
+    request.with("SetGetType", type);
+    for (const Argument& argument : arguments) request.with(argument.key, argument.value);
+    return request.on(drives);
+}
+std::string get(const std::vector<Argument>& arguments, const FakeDrive& drive) {
+    return run("get", arguments, {&drive});
+}
+std::string set(const std::vector<Argument>& arguments, const FakeDrive& drive) {
+    return run("set", arguments, {&drive});
+}
+
+/// What one drive's status looks like.
+std::string status(const std::string& category, const std::string& code, const std::string& message) {
+    return "0/0\n<Object category=\"Output\">\n<Object category=\"status\" key=\"S1\" name=\"NVMe Feature\">\n"
+           "<Property name=\"Category\" value=\"" +
+           category + "\"/>\n<Property name=\"Code\" value=\"" + code + "\"/>\n<Property name=\"Message\" value=\"" +
+           message + "\"/>\n</Object>\n</Object>";
+}
+
+/// Saves features, tells their defaults, and has wide host identifiers.
+DriveBytes ableController() {
+    return identifyController().le16(520, 0x0010).le32(96, 0x00000001);
+}
+
+void nameNamespace(FakeDrive& drive, uint32_t nsid) {
+    Attribute attribute = attributes::device::namespaceId();
+    attribute.setValue(nsid);
+    drive.device()->setAttribute(attribute);
+}
+
+void nameModel(FakeDrive& drive, const std::string& model) {
+    Attribute attribute = attributes::device::modelNumber();
+    attribute.setValue(model);
+    drive.device()->setAttribute(attribute);
+}
+
+// Reading.
+
+TEST(AnyFeature, ShowsAKnownFeatureDecoded) {
+    FakeDrive drive;
+    drive.expect(getFeature(0x08).completes(0x00000A05));
+    EXPECT_EQ(get({{"Select", "0"}, {"FeatureId", "0x8"}}, drive), R"x(0/0
+<Object category="Output">
+<Object key="S1" name="Interrupt Coalescing">
+<Property description="Feature Identifier" name="FID" value="0x08"/>
+<Property description="Select" name="SEL" value="current"/>
+<Property name="Dword 0" value="0x00000A05"/>
+<Property description="Aggregation Threshold (completions - 1)" name="AggregationThreshold" value="5"/>
+<Property description="Aggregation Time (100 microseconds)" name="AggregationTime" value="10"/>
+</Object>
+</Object>)x");
+}
+
+constexpr struct {
+    const char* text;
+    uint8_t fid;
+} FEATURE_IDS[] = {{"8", 0x08}, {"0x8", 0x08}, {"0B", 0x0B}, {"11", 0x0B}, {"a", 0x0A}};
+
+TEST(AnyFeature, ReadsTheIdentifierAsTheToolDoes) {
+    for (const auto& c : FEATURE_IDS) {
+        FakeDrive drive;
+        drive.expect(getFeature(c.fid).breaks(Status(CATEGORY_OS, ENODEV, "gone")));
+        EXPECT_EQ(get({{"FeatureId", c.text}}, drive), status("1", "19", "gone")) << c.text;
+    }
+}
+
+TEST(AnyFeature, ShowsTheDataOfAKnownFeature) {
+    FakeDrive drive;
+    drive.expect(getFeature(0x0E, 0, 0, 8).answers({0x00, 0xE8, 0x76, 0x48, 0x17, 0x00, 0x02, 0x00}));
+    EXPECT_EQ(get({{"FeatureId", "14"}}, drive), R"x(0/0
+<Object category="Output">
+<Object key="S1" name="Timestamp">
+<Property description="Feature Identifier" name="FID" value="0x0E"/>
+<Property description="Select" name="SEL" value="current"/>
+<Property name="Dword 0" value="0x00000000"/>
+<Property description="Timestamp (milliseconds)" name="Timestamp" value="100000000000"/>
+<Property description="Timestamp Origin" name="TimestampOrigin" value="set by the host"/>
+<Property description="Timestamp Synch" name="TimestampSynch" value="counted without a stop"/>
+<Property name="Date" value="1973-03-03 09:46:40.000 UTC"/>
+<Object name="Data">
+<Property name="Offset 0x000" value="00 E8 76 48 17 00 02 00"/>
+</Object>
+</Object>
+</Object>)x");
+}
+
+TEST(AnyFeature, ShowsAnUnknownFeatureByItsBytes) {
+    FakeDrive drive;
+    drive.expect(getFeature(0xD0, 0, 0, 4096)
+                     .answers(DriveBytes(4096).put(0, {1, 2, 3}).byte(16, 0xFF).byte(33, 0xAA), 0x12345678));
+    EXPECT_EQ(get({{"FeatureId", "0xD0"}}, drive), R"x(0/0
+<Object category="Output">
+<Object key="S1" name="Feature 0xD0">
+<Property description="Feature Identifier" name="FID" value="0xD0"/>
+<Property description="Select" name="SEL" value="current"/>
+<Property name="Dword 0" value="0x12345678"/>
+<Object name="Data">
+<Property name="Offset 0x000" value="01 02 03 00 00 00 00 00 00 00 00 00 00 00 00 00"/>
+<Property name="Offset 0x010" value="FF 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00"/>
+<Property name="Offset 0x020" value="00 AA 00 00 00 00 00 00 00 00 00 00 00 00 00 00"/>
+</Object>
+</Object>
+</Object>)x");
+}
+
+TEST(AnyFeature, ShowsCapabilitiesAlsoOfAnUnknownFeature) {
+    FakeDrive drive;
+    drive.expect(identify(1).answers(ableController())).expect(getFeature(0xD0, 3).completes(5));
+    EXPECT_EQ(get({{"Select", "3"}, {"FeatureId", "0xD0"}}, drive), R"x(0/0
+<Object category="Output">
+<Object key="S1" name="Feature 0xD0 Capabilities">
+<Property description="Feature Identifier" name="FID" value="0xD0"/>
+<Property description="Select" name="SEL" value="capabilities"/>
+<Property name="Dword 0" value="0x00000005"/>
+<Property description="Can be saved" name="Saveable" value="True"/>
+<Property description="Each namespace has its own" name="Namespace Specific" value="False"/>
+<Property description="Can be changed" name="Changeable" value="True"/>
+</Object>
+</Object>)x");
+}
+
+TEST(AnyFeature, ShowsTheDefaultValue) {
+    FakeDrive drive;
+    drive.expect(identify(1).answers(ableController())).expect(getFeature(0x04, 1).completes(0x157));
+    EXPECT_EQ(get({{"Select", "1"}, {"FeatureId", "4"}}, drive), R"x(0/0
+<Object category="Output">
+<Object key="S1" name="Temperature Threshold">
+<Property description="Feature Identifier" name="FID" value="0x04"/>
+<Property description="Select" name="SEL" value="default"/>
+<Property name="Dword 0" value="0x00000157"/>
+<Property description="Temperature Threshold (Celsius)" name="TempThreshold" value="70"/>
+</Object>
+</Object>)x");
+}
+
+TEST(AnyFeature, DoesNotPassTheCurrentValueOffAsAnother) {
+    FakeDrive drive;
+    drive.expect(identify(1).answers(identifyController()));
+    EXPECT_EQ(get({{"Select", "2"}, {"FeatureId", "4"}}, drive),
+              status("10", "3",
+                     "The selected drive does not support this feature. Drive S1 (/dev/nvme0) tells the current values "
+                     "of its features alone."));
+}
+
+TEST(AnyFeature, AsksForTheHostIdentifierInTheWidthOfTheController) {
+    FakeDrive wide;
+    wide.expect(identify(1).answers(ableController()))
+        .expect(getFeature(0x81, 0, 0, 16).dword(11, 1).breaks(Status(CATEGORY_OS, ENODEV, "gone")));
+    EXPECT_EQ(get({{"FeatureId", "0x81"}}, wide), status("1", "19", "gone"));
+    FakeDrive narrow;
+    narrow.expect(identify(1).answers(identifyController()))
+        .expect(getFeature(0x81, 0, 0, 8).answers({1, 2, 3, 4, 5, 6, 7, 8}));
+    EXPECT_EQ(get({{"FeatureId", "0x81"}}, narrow), R"x(0/0
+<Object category="Output">
+<Object key="S1" name="Host Identifier">
+<Property description="Feature Identifier" name="FID" value="0x81"/>
+<Property description="Select" name="SEL" value="current"/>
+<Property name="Dword 0" value="0x00000000"/>
+<Property description="Host Identifier" name="HOSTID" value="0102030405060708"/>
+<Object name="Data">
+<Property name="Offset 0x000" value="01 02 03 04 05 06 07 08"/>
+</Object>
+</Object>
+</Object>)x");
+}
+
+TEST(AnyFeature, GoesToTheOnlyNamespaceForAFeatureOfNamespaces) {
+    FakeDrive drive;
+    drive.expect(hostNamespaces({unusedNamespace(4)})).expect(getFeature(0x05, 0, 4).completes(0x00010003));
+    EXPECT_EQ(get({{"FeatureId", "5"}, {"NamespaceId", ""}}, drive), R"x(0/0
+<Object category="Output">
+<Object key="S1" name="Error Recovery">
+<Property description="Feature Identifier" name="FID" value="0x05"/>
+<Property description="Select" name="SEL" value="current"/>
+<Property description="Namespace Identifier" name="NSID" value="4"/>
+<Property name="Dword 0" value="0x00010003"/>
+<Property description="Time Limited Error Recovery (100 milliseconds)" name="TimeLimitedErrorRecovery" value="3"/>
+<Property description="Deallocated or Unwritten Logical Block Error Enable" name="DULBE" value="True"/>
+</Object>
+</Object>)x");
+}
+
+TEST(AnyFeature, GoesToTheNamespaceThatThePathOrTheRequestNames) {
+    FakeDrive byPath;
+    nameNamespace(byPath, 2);
+    byPath.expect(hostNamespaces({unusedNamespace(1), unusedNamespace(2)}))
+        .expect(getFeature(0x05, 0, 2).breaks(Status(CATEGORY_OS, ENODEV, "gone")));
+    EXPECT_EQ(get({{"FeatureId", "5"}}, byPath), status("1", "19", "gone"));
+    FakeDrive byRequest;
+    byRequest.expect(getFeature(0x05, 0, 0xFFFFFFFF).refuses(0x400B));
+    EXPECT_EQ(get({{"FeatureId", "5"}, {"NamespaceId", "0xFFFFFFFF"}}, byRequest),
+              status("10", "80",
+                     "Invalid namespace ID given. Get Features failed on drive S1 (/dev/nvme0): Invalid Namespace or "
+                     "Format (status code type 0x0, status code 0x0B, opcode 0x0A)."));
+}
+
+TEST(AnyFeature, DoesNotChooseAmongSeveralNamespaces) {
+    const std::string refusal = status(
+        "10", "76",
+        "No namespace ID given. Each namespace of drive S1 (/dev/nvme0) has this feature for itself; name one with "
+        "-namespace.");
+    FakeDrive several;
+    several.expect(hostNamespaces({unusedNamespace(1), unusedNamespace(2)}));
+    EXPECT_EQ(get({{"FeatureId", "5"}}, several), refusal);
+    FakeDrive none;
+    none.expect(hostNamespaces({}));
+    EXPECT_EQ(set({{"FeatureId", "5"}, {"DWORD11", "1"}}, none), refusal);
+}
+
+TEST(AnyFeature, ReadsC0ToC7AsOcpsOnAnOcpDriveAlone) {
+    FakeDrive ocp;
+    ocp.expect(ocpLog().answers(ocpSmart())).expect(getFeature(0xC2).completes(2));
+    EXPECT_EQ(get({{"FeatureId", "0xC2"}}, ocp), R"x(0/0
+<Object category="Output">
+<Object key="S1" name="EOL/PLP Failure Mode">
+<Property description="Feature Identifier" name="FID" value="0xC2"/>
+<Property description="Select" name="SEL" value="current"/>
+<Property name="Dword 0" value="0x00000002"/>
+<Property description="End of Life and PLP Failure Mode" name="Mode" value="write through mode"/>
+</Object>
+</Object>)x");
+    FakeDrive other;
+    other.expect(ocpLog().refuses(0x4109)).expect(getFeature(0xC2, 0, 0, 4096).completes(2));
+    EXPECT_EQ(get({{"FeatureId", "0xC2"}}, other), R"x(0/0
+<Object category="Output">
+<Object key="S1" name="Feature 0xC2">
+<Property description="Feature Identifier" name="FID" value="0xC2"/>
+<Property description="Select" name="SEL" value="current"/>
+<Property name="Dword 0" value="0x00000002"/>
+</Object>
+</Object>)x");
+}
+
+TEST(AnyFeature, TellsWhatTheDriveDoesNotHave) {
+    FakeDrive drive;
+    drive.expect(getFeature(0x10).refuses(0x4002));
+    EXPECT_EQ(get({{"FeatureId", "0x10"}}, drive),
+              status("10", "3",
+                     "The selected drive does not support this feature. Get Features failed on drive S1 (/dev/nvme0): "
+                     "Invalid Field in Command (status code type 0x0, status code 0x02, opcode 0x0A)."));
+}
+
+// Writing.
+
+TEST(AnyFeature, WritesAllDwords) {
+    FakeDrive drive;
+    drive.expect(identify(1).answers(ableController()))
+        .expect(setFeature(0x02, 0x1F, true, 7).dword(12, 0xABCDEF01).dword(13, 0x10).completes());
+    EXPECT_EQ(set({{"NamespaceId", "7"},
+                   {"FeatureId", "2"},
+                   {"DWORD11", "1f"},
+                   {"DWORD12", "0xABCDEF01"},
+                   {"DWORD13", "10"},
+                   {"Save", "true"}},
+                  drive),
+              status("0", "0", "Feature 0x02 (Power Management) is set and saved."));
+}
+
+TEST(AnyFeature, WritesDataFromAFile) {
+    TemporaryFolder folder;
+    writeWholeFile(folder / "t.bin", std::string("\x01\x02\x03\x04\x05\x06\0\0", 8));
+    FakeDrive drive;
+    drive.expect(setFeature(0x0E, 0).writes({1, 2, 3, 4, 5, 6, 0, 0}).completes());
+    EXPECT_EQ(set({{"FeatureId", "0xE"}, {"InputFile", folder / "t.bin"}, {"Save", "False"}}, drive),
+              status("0", "0", "Feature 0x0E (Timestamp) is set."));
+}
+
+TEST(AnyFeature, LeavesTheLengthOfAMakersDataToTheUser) {
+    TemporaryFolder folder;
+    writeWholeFile(folder / "v.bin", "abcd");
+    FakeDrive drive;
+    drive.expect(setFeature(0xD0, 0).writes({'a', 'b', 'c', 'd'}).completes());
+    EXPECT_EQ(set({{"FeatureId", "0xD0"}, {"InputFile", folder / "v.bin"}}, drive),
+              status("0", "0", "Feature 0xD0 is set."));
+}
+
+TEST(AnyFeature, RefusesDataOfTheWrongLength) {
+    TemporaryFolder folder;
+    writeWholeFile(folder / "four", "abcd");
+    const std::string four = folder / "four";
+    FakeDrive drive;
+    EXPECT_EQ(
+        set({{"FeatureId", "0xE"}, {"InputFile", four}}, drive),
+        status("0", "75",
+               "Invalid transfer size specified. Feature 0x0E (Timestamp) takes 8 bytes of data, but InputFile has "
+               "4 bytes."));
+    EXPECT_EQ(
+        set({{"FeatureId", "0xE"}}, drive),
+        status("0", "75",
+               "Invalid transfer size specified. Feature 0x0E (Timestamp) takes 8 bytes of data, but no InputFile "
+               "was given."));
+    EXPECT_EQ(
+        set({{"FeatureId", "8"}, {"DWORD11", "1"}, {"InputFile", four}}, drive),
+        status("0", "75",
+               "Invalid transfer size specified. Feature 0x08 (Interrupt Coalescing) takes no data, but InputFile "
+               "has 4 bytes."));
+    EXPECT_EQ(set({{"FeatureId", "0x81"}, {"DWORD11", "1"}, {"InputFile", four}}, drive),
+              status("0", "75",
+                     "Invalid transfer size specified. Feature 0x81 (Host Identifier) takes 16 bytes of data, but "
+                     "InputFile has 4 bytes."));
+    EXPECT_EQ(set({{"FeatureId", "0x81"}, {"InputFile", four}}, drive),
+              status("0", "75",
+                     "Invalid transfer size specified. Feature 0x81 (Host Identifier) takes 8 bytes of data, but "
+                     "InputFile has 4 bytes."));
+}
+
+TEST(AnyFeature, DoesNotHandOutHostMemory) {
+    FakeDrive drive;
+    EXPECT_EQ(
+        set({{"FeatureId", "0xD"}, {"DWORD11", "1"}}, drive),
+        status("10", "34",
+               "Feature is not supported. The Host Memory Buffer is enabled by the kernel&apos;s driver, which owns the "
+               "memory."));
+    drive.expect(setFeature(0x0D, 0).completes());
+    EXPECT_EQ(set({{"FeatureId", "0xD"}, {"DWORD11", "0"}}, drive),
+              status("0", "0", "Feature 0x0D (Host Memory Buffer) is set."));
+}
+
+TEST(AnyFeature, DoesNotAskForASaveThatTheControllerDoesNotKnow) {
+    FakeDrive drive;
+    drive.expect(identify(1).answers(identifyController()));
+    EXPECT_EQ(
+        set({{"FeatureId", "8"}, {"DWORD11", "1"}, {"Save", "1"}}, drive),
+        status("10", "3",
+               "The selected drive does not support this feature. Drive S1 (/dev/nvme0) cannot save features over "
+               "a power cycle."));
+}
+
+TEST(AnyFeature, TellsTheRefusalOfASet) {
+    FakeDrive drive;
+    drive.expect(setFeature(0x07, 0x00030003).refuses(0x400C));
+    EXPECT_EQ(
+        set({{"FeatureId", "7"}, {"DWORD11", "30003"}}, drive),
+        status("0", "25",
+               "Set Features failed on drive S1 (/dev/nvme0): Command Sequence Error (status code type 0x0, status "
+               "code 0x0C, opcode 0x09)."));
+}
+
+TEST(AnyFeature, LooksAtTheUseOfADriveBeforeAMakersFeatureDestroysItsData) {
+    HostNamespace mounted = unusedNamespace(1);
+    mounted.uses.push_back({NamespaceUse::Kind::MOUNTED, "/dev/nvme0n1", "/mnt", false});
+    const std::string refusal = status("10", "241",
+                                       "Cannot run selected feature with the given configuration. /dev/nvme0n1 is mounted "
+                                       "on /mnt.");
+    FakeDrive quickFormat;
+    nameModel(quickFormat, "VELKO X1");
+    quickFormat.expect(hostUses({mounted}));
+    EXPECT_EQ(set({{"FeatureId", "0xE3"}, {"DWORD11", "1"}}, quickFormat), refusal);
+    FakeDrive maximumLba;
+    nameModel(maximumLba, "VELKO X1");
+    maximumLba.expect(ocpLog().refuses(0x4109)).expect(hostUses({mounted}));
+    EXPECT_EQ(set({{"FeatureId", "0xC1"}, {"DWORD11", "1"}}, maximumLba), refusal);
+    FakeDrive mountedMeanwhile;
+    nameModel(mountedMeanwhile, "VELKO X1");
+    mountedMeanwhile.expect(hostUses({unusedNamespace(1)})).expect(hostUses({mounted}));
+    EXPECT_EQ(set({{"FeatureId", "0xE3"}, {"DWORD11", "1"}}, mountedMeanwhile), refusal);
+    FakeDrive unused;
+    nameModel(unused, "VELKO X1");
+    unused.expect(hostUses({unusedNamespace(1)}))
+        .expect(hostUses({unusedNamespace(1)}))
+        .expect(setFeature(0xE3, 1).completes());
+    EXPECT_EQ(set({{"FeatureId", "0xE3"}, {"DWORD11", "1"}}, unused), status("0", "0", "Feature 0xE3 is set."));
+}
+
+TEST(AnyFeature, WritesC1AsOcpsOnADriveWithBothDialects) {
+    FakeDrive drive;
+    nameModel(drive, "VELKO X1");
+    drive.expect(ocpLog().answers(ocpSmart())).expect(setFeature(0xC1, 0x80000000).completes());
+    EXPECT_EQ(set({{"FeatureId", "0xC1"}, {"DWORD11", "80000000"}}, drive),
+              status("0", "0", "Feature 0xC1 (Clear Firmware Update History) is set."));
+}
+
+// Requests that are wrong as a whole.
+
+TEST(AnyFeature, RefusesABadRequestBeforeAnyDriveIsTouched) {
+    TemporaryFolder folder;
+    writeWholeFile(folder / "three", "abc");
+    writeWholeFile(folder / "empty", "");
+    writeWholeFile(folder / "large", std::string(4100, 'x'));
+    const std::string f = std::filesystem::path(folder / "x").parent_path();
+    const struct {
+        const char* type;
+        std::vector<Argument> arguments;
+        std::string answer;
+    } cases[] = {
+        {"Set", {{"FeatureId", "8"}}, "10/36 Invalid property specified. SetGetType must be 'get' or 'set', not 'Set'."},
+        {"get", {}, "10/17 Invalid feature ID given."},
+        {"get",
+         {{"FeatureId", "256"}},
+         "10/17 Invalid feature ID given. Invalid value given for FeatureId: '256'. It must be a number from 0 to "
+         "255."},
+        {"get",
+         {{"FeatureId", "8h"}},
+         "10/17 Invalid feature ID given. Invalid value given for FeatureId: '8h'. It must be a number from 0 to 255."},
+        {"get",
+         {{"FeatureId", "8"}, {"Select", "4"}},
+         "10/36 Invalid value given for Select: '4'. It must be a number from 0 to 3."},
+        {"get",
+         {{"FeatureId", "8"}, {"NamespaceId", "0x100000000"}},
+         "10/36 Invalid value given for NamespaceId: '0x100000000'. It must be a number from 0 to 4294967295."},
+        {"set",
+         {{"FeatureId", "8"}, {"DWORD11", "0xZ1"}},
+         "10/36 Invalid value given for DWORD11: '0xZ1'. It must be a hexadecimal number from 0 to 0xFFFFFFFF."},
+        {"set",
+         {{"FeatureId", "8"}, {"DWORD12", "100000000"}},
+         "10/36 Invalid value given for DWORD12: '100000000'. It must be a hexadecimal number from 0 to 0xFFFFFFFF."},
+        {"set",
+         {{"FeatureId", "8"}, {"DWORD13", "-1"}},
+         "10/36 Invalid value given for DWORD13: '-1'. It must be a hexadecimal number from 0 to 0xFFFFFFFF."},
+        {"set",
+         {{"FeatureId", "8"}, {"Save", "yes"}},
+         "10/36 Invalid value given for Save: 'yes'. It must be true or false."},
+        {"set",
+         {{"FeatureId", "8"}, {"InputFile", f + "/none"}},
+         "10/54 Failed reading a file necessary for the feature. '" + f + "/none': No such file or directory."},
+        {"set",
+         {{"FeatureId", "8"}, {"InputFile", f}},
+         "10/54 Failed reading a file necessary for the feature. '" + f + "': not a regular file."},
+        {"set",
+         {{"FeatureId", "8"}, {"InputFile", f + "/three"}},
+         "0/75 Invalid transfer size specified. '" + f +
+             "/three' has 3 bytes; data goes to a drive in dwords of 4 bytes."},
+        {"set",
+         {{"FeatureId", "8"}, {"InputFile", f + "/empty"}},
+         "0/75 Invalid transfer size specified. '" + f +
+             "/empty' has 0 bytes; data goes to a drive in dwords of 4 bytes."},
+        {"set",
+         {{"FeatureId", "8"}, {"InputFile", f + "/large"}},
+         "10/54 Failed reading a file necessary for the feature. '" + f +
+             "/large': it has 4100 bytes, and at most 4096 can be taken."},
+    };
+    for (const auto& c : cases) {
+        FakeDrive drive;
+        EXPECT_EQ(run(c.type, c.arguments, {&drive}), c.answer);
+    }
+}
+
+TEST(AnyFeature, WritesToOneDriveAndNoMore) {
+    FakeDrive first;
+    FakeDrive second("S2", "/dev/nvme1");
+    EXPECT_EQ(run("set", {{"FeatureId", "8"}}, {&first, &second}), "10/6 Multiple devices selected.");
+    EXPECT_EQ(run("set", {{"FeatureId", "8"}}, {}), "10/5 No device selected.");
+}
+
+}  // namespace
+}  // namespace features::jobs

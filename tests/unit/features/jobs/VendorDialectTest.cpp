@@ -1,0 +1,99 @@
+#include "features/jobs/VendorDialect.h"
+
+#include <gtest/gtest.h>
+
+#include <cerrno>
+
+#include "ostrel/core/AttributeVocabulary.h"
+#include "tests/support/fakedrive/FakeDrive.h"
+#include "tests/unit/features/jobs/OcpLog.h"
+
+namespace features::jobs {
+namespace {
+
+using namespace fakedrive;
+using namespace ostrel::core;
+
+void nameModel(FakeDrive& drive, const std::string& model) {
+    Attribute attribute = attributes::device::modelNumber();
+    attribute.setValue(model);
+    drive.device()->setAttribute(attribute);
+}
+
+TEST(VendorDialect, TheMakersDrivesAreKnownByTheirModelNumber) {
+    for (const char* model : {"VELKO", "VELKO SSD X1 (simulated)"}) {
+        FakeDrive fake;
+        nameModel(fake, model);
+        nvme::Drive drive(*fake.device());
+        EXPECT_TRUE(isVelkoDrive(drive)) << model;
+    }
+    for (const char* model : {"", "VELK", "Velko X1", " VELKO", "OTHER VELKO"}) {
+        FakeDrive fake;
+        nameModel(fake, model);
+        nvme::Drive drive(*fake.device());
+        EXPECT_FALSE(isVelkoDrive(drive)) << model;
+    }
+}
+
+constexpr struct {
+    const char* model;
+    bool ocp;
+    uint8_t fid;
+    bool asks;
+    Dialect dialect;
+    const char* why;
+} FEATURES[] = {
+    {"OTHER", false, 0x08, false, Dialect::NONE, "the standard's"},
+    {"OTHER", false, 0xBF, false, Dialect::NONE, "the standard's last"},
+    {"OTHER", false, 0xC0, true, Dialect::NONE, "of a maker that is not known"},
+    {"OTHER", true, 0xC0, true, Dialect::OCP, "OCP's first"},
+    {"OTHER", true, 0xC7, true, Dialect::OCP, "OCP's last"},
+    {"OTHER", true, 0xC8, false, Dialect::NONE, "behind OCP's"},
+    {"VELKO X", false, 0x08, false, Dialect::NONE, "the standard's on the maker's drive too"},
+    {"VELKO X", false, 0xC0, true, Dialect::VELKO, "the maker's first"},
+    {"VELKO X", false, 0xC6, true, Dialect::VELKO, "the Power Governor"},
+    {"VELKO X", true, 0xC0, true, Dialect::OCP, "OCP goes before the maker"},
+    {"VELKO X", true, 0xC6, true, Dialect::OCP, "OCP goes before the maker"},
+    {"VELKO X", true, 0xC8, false, Dialect::VELKO, "behind OCP's it is the maker's"},
+    {"VELKO X", false, 0xFF, false, Dialect::VELKO, "the maker's last"},
+};
+
+TEST(VendorDialect, ATableTellsWhoseFeatureItIs) {
+    for (const auto& c : FEATURES) {
+        SCOPED_TRACE(c.why);
+        FakeDrive fake;
+        nameModel(fake, c.model);
+        if (c.asks && c.ocp) fake.expect(ocpLog().answers(ocpSmart()));
+        if (c.asks && !c.ocp) fake.expect(ocpLog().refuses(0x4109));
+        nvme::Drive drive(*fake.device());
+        Dialect dialect = c.dialect == Dialect::NONE ? Dialect::OCP : Dialect::NONE;
+        EXPECT_TRUE(dialectOfFeature(drive, c.fid, dialect).is(0, 0));
+        EXPECT_EQ(dialect, c.dialect);
+    }
+}
+
+TEST(VendorDialect, AnotherMakersLogAtC0hIsNotOcps) {
+    FakeDrive fake;
+    fake.expect(ocpLog().answers(ocpSmart().byte(511, 0xAE))).expect(ocpLog().refuses(0x4002));
+    nvme::Drive drive(*fake.device());
+    EXPECT_EQ(requireOcp(drive).toString(),
+              "Category: 10\nCode: 254\nMessage: Open Compute Project NVMe Cloud SSD Specification not supported on this "
+              "drive.");
+    EXPECT_TRUE(requireOcp(drive).is(10, 254)) << "the log is an invalid field to older drives";
+}
+
+TEST(VendorDialect, WhatCannotBeToldIsNotGuessed) {
+    FakeDrive fake;
+    nameModel(fake, "VELKO X");
+    fake.expect(ocpLog().refuses(0x0006)).expect(ocpLog().breaks(Status(CATEGORY_OS, ENODEV, "gone")));
+    nvme::Drive drive(*fake.device());
+    Dialect dialect = Dialect::NONE;
+    EXPECT_EQ(dialectOfFeature(drive, 0xC1, dialect).toString(),
+              "Category: 0\nCode: 25\nMessage: Get Log Page failed on drive S1 (/dev/nvme0): Internal Error (status code "
+              "type 0x0, status code 0x06, opcode 0x02).");
+    EXPECT_EQ(requireOcp(drive).toString(), "Category: 1\nCode: 19\nMessage: gone");
+    EXPECT_EQ(dialect, Dialect::NONE);
+}
+
+}  // namespace
+}  // namespace features::jobs
