@@ -8,9 +8,13 @@
 #include "features/jobs/IdentifyJob.h"
 #include "features/jobs/NvmeFeaturesJob.h"
 #include "features/jobs/NvmeLogJob.h"
+#include "features/jobs/OcpErrorInjectionJob.h"
+#include "features/jobs/OcpFeatureJob.h"
 #include "features/jobs/PartitionInformationJob.h"
 #include "features/jobs/PerformanceJob.h"
+#include "features/jobs/PowerGovernorJob.h"
 #include "features/jobs/SmartJob.h"
+#include "features/jobs/TimestampJob.h"
 #include "features/jobs/VelkoSsdJob.h"
 #include "ostrel/core/ScopeTrace.h"
 #include "ostrel/core/StatusCatalogue.h"
@@ -28,6 +32,11 @@ std::unique_ptr<Job> make() {
     return std::make_unique<Class>();
 }
 
+template <const char* NAME>
+std::unique_ptr<Job> makeOcpFeature() {
+    return std::make_unique<jobs::OcpFeatureJob>(NAME);
+}
+
 struct JobRow {
     std::string_view name;
     std::unique_ptr<Job> (*create)();
@@ -42,8 +51,15 @@ constexpr JobRow JOBS[] = {
     {JOB_NVME_FEATURES, make<jobs::NvmeFeaturesJob>},
     {JOB_NVME_LOG, make<jobs::NvmeLogJob>},
     {JOB_PARTITION_INFORMATION, make<jobs::PartitionInformationJob>},
+    {JOB_OCP_DSSD_POWER_STATE, makeOcpFeature<JOB_OCP_DSSD_POWER_STATE>},
+    {JOB_OCP_ERROR_INJECTION, make<jobs::OcpErrorInjectionJob>},
+    {JOB_OCP_IEEE_SILO, makeOcpFeature<JOB_OCP_IEEE_SILO>},
+    {JOB_OCP_PLP_CHECK, makeOcpFeature<JOB_OCP_PLP_CHECK>},
+    {JOB_OCP_READ_ONLY_WRITE_MODE, makeOcpFeature<JOB_OCP_READ_ONLY_WRITE_MODE>},
     {JOB_PERFORMANCE, make<jobs::PerformanceJob>},
+    {JOB_POWER_GOVERNOR, make<jobs::PowerGovernorJob>},
     {JOB_SMART, make<jobs::SmartJob>},
+    {JOB_TIMESTAMP, make<jobs::TimestampJob>},
     {JOB_VELKOSSD, make<jobs::VelkoSsdJob>},
 };
 

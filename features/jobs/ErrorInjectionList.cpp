@@ -1,0 +1,162 @@
+#include "features/jobs/ErrorInjectionList.h"
+
+#include <boost/property_tree/ptree.hpp>
+#include <boost/property_tree/xml_parser.hpp>
+
+#include <algorithm>
+#include <array>
+#include <cstring>
+#include <sstream>
+
+#include "features/jobs/Arguments.h"
+#include "features/jobs/InputFile.h"
+#include "features/jobs/StatusDetails.h"
+#include "features/nvme/Bytes.h"
+#include "ostrel/core/ScopeTrace.h"
+#include "ostrel/core/StatusCatalogue.h"
+#include "ostrel/core/Strings.h"
+
+namespace features::jobs {
+
+using namespace ostrel::core;
+using boost::property_tree::ptree;
+
+namespace {
+
+constexpr uint64_t MOST_FILE_BYTES = 64 * 1024;
+constexpr size_t ENTRY_BYTES = 32;
+constexpr uint8_t FLAG_ENABLED = 0x01;
+constexpr uint8_t FLAG_SINGLE_INSTANCE = 0x02;
+
+/// The three parts of an entry, in the order of the list; the names are those of the file.
+constexpr const char* PARTS[] = {"type", "repeat", "reads"};
+using EntryText = std::array<std::string, std::size(PARTS)>;
+
+constexpr struct {
+    const char* word;
+    bool enabled;
+    bool once;
+} REPEATS[] = {{"", true, true}, {"once", true, true}, {"always", true, false}, {"off", false, false}};
+
+Status misconfigured(const std::string& details) {
+    return withDetails(statuses::errorInjectionMisconfigured(), details);
+}
+
+bool readWord(const std::string& text, uint64_t least, uint16_t& word) {
+    uint64_t number = 0;
+    if (!readNumber(text, Digits::DECIMAL, number) || number < least || number > UINT16_MAX) return false;
+    word = static_cast<uint16_t>(number);
+    return true;
+}
+
+Status readEntry(const EntryText& text, ErrorInjection& entry) {
+    const auto& [type, repeat, reads] = text;
+    if (!readWord(type, 1, entry.type))
+        return misconfigured("The type of an error injection is a number from 1 to 65535, not '" + type + "'.");
+    const auto* found = std::find_if(std::begin(REPEATS), std::end(REPEATS),
+                                     [&, &word = repeat](const auto& row) { return equals(row.word, word, true); });
+    if (found == std::end(REPEATS))
+        return misconfigured("An error is injected 'once', 'always', or not ('off'), but not '" + repeat + "'.");
+    entry.enabled = found->enabled;
+    entry.once = found->once;
+    if (!reads.empty() && !readWord(reads, 0, entry.reads))
+        return misconfigured("The reads before an error injection are a number from 0 to 65535, not '" + reads + "'.");
+    return Status();
+}
+
+Status readEntries(const std::vector<EntryText>& texts, std::vector<ErrorInjection>& entries) {
+    if (texts.size() > MOST_ERROR_INJECTIONS) return statuses::tooManyErrorInjections();
+    std::vector<ErrorInjection> read(texts.size());
+    for (size_t i = 0; i < texts.size(); ++i) {
+        const Status status = readEntry(texts[i], read[i]);
+        if (!status.is(0, 0)) return status;
+    }
+    entries = std::move(read);
+    return Status();
+}
+
+/// False for an attribute that an entry does not have.
+bool takeAttributes(const ptree& attributes, EntryText& text) {
+    return std::all_of(attributes.begin(), attributes.end(), [&](const auto& attribute) {
+        const auto* part = std::find(std::begin(PARTS), std::end(PARTS), attribute.first);
+        if (part == std::end(PARTS)) return false;
+        text[static_cast<size_t>(part - std::begin(PARTS))] = attribute.second.data();
+        return true;
+    });
+}
+
+Status takeElement(const std::string& name, const ptree& element, std::vector<EntryText>& texts) {
+    EntryText text;
+    const auto attributes = element.find("<xmlattr>");
+    const size_t others = element.size() - (attributes == element.not_found() ? 0 : 1);
+    const bool known = attributes == element.not_found() || takeAttributes(attributes->second, text);
+    if (name != "ErrorInjection" || !known || others != 0 || !element.data().empty())
+        return misconfigured("The file has an element <" + name +
+                             "> that is not <ErrorInjection type= repeat= reads=/>.");
+    texts.push_back(text);
+    return Status();
+}
+
+Status takeDocument(const ptree& document, std::vector<EntryText>& texts) {
+    if (document.size() != 1 || document.front().first != "ErrorInjections")
+        return misconfigured("The file has no element <ErrorInjections> as its root.");
+    for (const auto& [name, element] : document.front().second) {
+        const Status status = takeElement(name, element, texts);
+        if (!status.is(0, 0)) return status;
+    }
+    return Status();
+}
+
+}  // namespace
+
+Status readErrorInjections(const std::string& list, std::vector<ErrorInjection>& entries) {
+    OSTREL_TRACE();
+    std::vector<EntryText> texts;
+    if (!equals(list, "none", true)) {
+        for (const std::string& item : split(list, '~')) {
+            const auto parts = split(item, ':');
+            if (parts.size() > std::size(PARTS))
+                return misconfigured("An error injection is TYPE[:once|always|off[:READS]], not '" + item + "'.");
+            EntryText text;
+            std::copy(parts.begin(), parts.end(), text.begin());
+            texts.push_back(text);
+        }
+    }
+    return readEntries(texts, entries);
+}
+
+Status readErrorInjectionFile(const std::string& path, std::vector<ErrorInjection>& entries) {
+    OSTREL_TRACE();
+    std::string text;
+    Status status = readInputFile(path, MOST_FILE_BYTES, text);
+    if (!status.is(0, 0)) return status;
+    ptree document;
+    try {
+        std::istringstream stream(text);
+        namespace parser = boost::property_tree::xml_parser;
+        boost::property_tree::read_xml(stream, document, parser::no_comments | parser::trim_whitespace);
+    } catch (const boost::property_tree::xml_parser_error& error) {
+        return misconfigured("'" + path + "' is not XML: " + error.message() + " in line " +
+                             std::to_string(error.line()) + ".");
+    }
+    std::vector<EntryText> texts;
+    status = takeDocument(document, texts);
+    return status.is(0, 0) ? readEntries(texts, entries) : status;
+}
+
+Payload errorInjectionData(const std::vector<ErrorInjection>& entries) {
+    OSTREL_TRACE();
+    Payload data(ERROR_INJECTION_DATA_BYTES);
+    if (data.getSize() == 0) return data;
+    std::memset(data.getData(), 0, data.getSize());
+    uint8_t* at = data.getData();
+    for (const ErrorInjection& entry : entries) {
+        at[0] = static_cast<uint8_t>((entry.enabled ? FLAG_ENABLED : 0) | (entry.once ? FLAG_SINGLE_INSTANCE : 0));
+        nvme::putLe16(at + 2, entry.type);
+        nvme::putLe16(at + 4, entry.reads);
+        at += ENTRY_BYTES;
+    }
+    return data;
+}
+
+}  // namespace features::jobs

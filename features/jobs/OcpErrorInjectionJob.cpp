@@ -1,0 +1,95 @@
+#include "features/jobs/OcpErrorInjectionJob.h"
+
+#include <algorithm>
+
+#include "features/jobs/FeatureAccess.h"
+#include "features/jobs/SafetyGate.h"
+#include "features/jobs/StatusDetails.h"
+#include "features/jobs/VendorDialect.h"
+#include "features/nvme/Opcodes.h"
+#include "ostrel/core/AttributeVocabulary.h"
+#include "ostrel/core/ScopeTrace.h"
+#include "ostrel/core/StatusCatalogue.h"
+#include "ostrel/interfaces/ostreli/interface/JobNames.h"
+
+namespace features::jobs {
+
+using namespace ostrel::core;
+namespace key = ostrel::core::attributes::feature;
+
+OcpErrorInjectionJob::OcpErrorInjectionJob()
+    : FeatureJob(ostrel::interfaces::ostreli::JOB_OCP_ERROR_INJECTION,
+                 nvme::findOcpFeature(nvme::FID_OCP_ERROR_INJECTION)->name) {}
+
+std::unique_ptr<ostrel::interfaces::ostreli::Job> OcpErrorInjectionJob::clone() const {
+    OSTREL_TRACE();
+    auto copy = std::make_unique<OcpErrorInjectionJob>();
+    copy->copyFrom(*this);
+    return copy;
+}
+
+Status OcpErrorInjectionJob::checkRequest(const Arguments& arguments) {
+    OSTREL_TRACE();
+    Status status = readSetGetType(arguments, isSet_);
+    if (status.is(0, 0) && isSet_) status = checkOneDrive(getDevices().size());
+    return status.is(0, 0) && isSet_ ? readEntries(arguments) : status;
+}
+
+Status OcpErrorInjectionJob::readEntries(const Arguments& arguments) {
+    OSTREL_TRACE();
+    const std::string list = arguments.text(key::errorInjectionEntries().getName());
+    const std::string file = arguments.text(key::errorInjectionEntryFile().getName());
+    if (list.empty() == file.empty()) {
+        return withDetails(statuses::errorInjectionMisconfigured(),
+                           "Give either " + key::errorInjectionEntries().getName() + " or " +
+                               key::errorInjectionEntryFile().getName() + ".");
+    }
+    return file.empty() ? readErrorInjections(list, entries_) : readErrorInjectionFile(file, entries_);
+}
+
+Status OcpErrorInjectionJob::showDrive(nvme::Drive& drive, const Arguments&, DriveOutput& out) {
+    OSTREL_TRACE();
+    Status status = requireOcp(drive);
+    if (!status.is(0, 0)) return status;
+    const nvme::FeatureRow& feature = *nvme::findOcpFeature(nvme::FID_OCP_ERROR_INJECTION);
+    nvme::FeatureRequest request;
+    request.fid = feature.fid;
+    request.dataLength = feature.dataLength;
+    nvme::Answer answer;
+    status = readFeature(drive, request, nvme::Select::CURRENT, statuses::driveDoesNotSupportFeature(), answer);
+    if (status.is(0, 0)) out.addTree(decodeAnswer(feature, nvme::Select::CURRENT, answer));
+    return status;
+}
+
+Status OcpErrorInjectionJob::actOnDrive(nvme::Drive& drive, const Arguments& arguments, DriveOutput& out) {
+    OSTREL_TRACE();
+    return isSet_ ? write(drive, out) : showDrive(drive, arguments, out);
+}
+
+Status OcpErrorInjectionJob::checkUse(nvme::Drive& drive) const {
+    OSTREL_TRACE();
+    const bool enables =
+        std::any_of(entries_.begin(), entries_.end(), [](const ErrorInjection& entry) { return entry.enabled; });
+    if (!enables) return Status();
+    Reach reach;
+    reach.partitionsCount = false;
+    return checkDestruction(drive, reach);
+}
+
+Status OcpErrorInjectionJob::write(nvme::Drive& drive, DriveOutput& out) const {
+    OSTREL_TRACE();
+    const Payload data = errorInjectionData(entries_);
+    Status status = data.getSize() == 0 ? statuses::mallocFailed() : checkUse(drive);
+    if (status.is(0, 0)) status = requireOcp(drive);
+    nvme::FeatureRequest request;
+    request.fid = nvme::FID_OCP_ERROR_INJECTION;
+    request.cdw11 = nvme::withField(*nvme::findOcpSetField(request.fid), 0, static_cast<uint32_t>(entries_.size()));
+    nvme::Answer answer;
+    if (status.is(0, 0)) status = checkUse(drive);  // again: much may have happened meanwhile
+    if (status.is(0, 0)) status = drive.setFeature(request, false, data, answer);
+    if (!status.is(0, 0)) return status;
+    out.addStatus(title(), Status(0, 0, "Error injections set: " + std::to_string(entries_.size()) + "."));
+    return status;
+}
+
+}  // namespace features::jobs

@@ -1,0 +1,83 @@
+#include "features/jobs/OcpFeatureJob.h"
+
+#include <algorithm>
+#include <stdexcept>
+
+#include "features/jobs/FeatureAccess.h"
+#include "features/jobs/VendorDialect.h"
+#include "features/nvme/Opcodes.h"
+#include "ostrel/core/AttributeVocabulary.h"
+#include "ostrel/core/ScopeTrace.h"
+#include "ostrel/core/StatusCatalogue.h"
+#include "ostrel/interfaces/ostreli/interface/JobNames.h"
+
+namespace features::jobs {
+
+using namespace ostrel::core;
+using namespace ostrel::interfaces::ostreli;
+namespace key = ostrel::core::attributes::feature;
+
+struct OcpFeatureJob::Row {
+    const char* job;
+    uint8_t fid;
+    SettableProperty property;
+};
+// clang-format off
+const OcpFeatureJob::Row OcpFeatureJob::ROWS[] = {
+    {JOB_OCP_READ_ONLY_WRITE_MODE, nvme::FID_OCP_END_OF_LIFE_MODE,   {key::mode,             1, 2,     statuses::invalidReadOnlyMode}},
+    {JOB_OCP_IEEE_SILO,            nvme::FID_OCP_IEEE1667_SILO,      {key::enable,           0, 1,     statuses::invalidProperty}},
+    {JOB_OCP_PLP_CHECK,            nvme::FID_OCP_PLP_CHECK_INTERVAL, {key::plpCheckInterval, 0, 65535, statuses::invalidProperty}},
+    {JOB_OCP_DSSD_POWER_STATE,     nvme::FID_OCP_DSSD_POWER_STATE,   {key::dssdPowerState,   0, 127,   statuses::invalidProperty}},
+};
+// clang-format on
+
+const OcpFeatureJob::Row& OcpFeatureJob::rowOf(const std::string& name) {
+    const auto* row = std::find_if(std::begin(ROWS), std::end(ROWS), [&](const Row& r) { return r.job == name; });
+    if (row == std::end(ROWS)) throw std::logic_error("no job of an OCP feature: " + name);
+    return *row;
+}
+
+OcpFeatureJob::OcpFeatureJob(const std::string& name)
+    : FeatureJob(name, nvme::findOcpFeature(rowOf(name).fid)->name), row_(rowOf(name)) {}
+
+std::unique_ptr<Job> OcpFeatureJob::clone() const {
+    OSTREL_TRACE();
+    auto copy = std::make_unique<OcpFeatureJob>(getName());
+    copy->copyFrom(*this);
+    return copy;
+}
+
+AttributeList OcpFeatureJob::getSupportedProperties() const {
+    OSTREL_TRACE();
+    const Attribute attribute = row_.property.attribute();
+    return {{attribute.getName(), attribute}};
+}
+
+Status OcpFeatureJob::checkRequest(const Arguments& arguments) {
+    OSTREL_TRACE();
+    nvme::Select select = nvme::Select::CURRENT;
+    return readSelect(arguments, select);
+}
+
+Status OcpFeatureJob::showDrive(nvme::Drive& drive, const Arguments& arguments, DriveOutput& out) {
+    OSTREL_TRACE();
+    nvme::Select select = nvme::Select::CURRENT;
+    Status status = readSelect(arguments, select);
+    if (status.is(0, 0)) status = requireOcp(drive);
+    nvme::FeatureRequest request;
+    request.fid = row_.fid;
+    nvme::Answer answer;
+    if (status.is(0, 0)) status = readFeature(drive, request, select, statuses::driveDoesNotSupportFeature(), answer);
+    if (status.is(0, 0)) out.addTree(decodeAnswer(*nvme::findOcpFeature(row_.fid), select, answer));
+    return status;
+}
+
+Status OcpFeatureJob::setOnDrive(nvme::Drive& drive, const Attribute& attribute) {
+    OSTREL_TRACE();
+    uint32_t value = 0;
+    Status status = checkSettable(attribute, row_.property.attribute());
+    if (status.is(0, 0)) status = readValue(propertyToSet(), row_.property, value);
+    return status.is(0, 0) ? writeOcpField(drive, row_.fid, value) : status;
+}
+
+}  // namespace features::jobs

@@ -1,0 +1,71 @@
+#include "features/jobs/PowerGovernorJob.h"
+
+#include "features/jobs/FeatureAccess.h"
+#include "features/jobs/StatusDetails.h"
+#include "features/jobs/VendorDialect.h"
+#include "features/nvme/Bytes.h"
+#include "features/nvme/ControllerCapabilities.h"
+#include "ostrel/core/AttributeVocabulary.h"
+#include "ostrel/core/ScopeTrace.h"
+#include "ostrel/core/StatusCatalogue.h"
+#include "ostrel/interfaces/ostreli/interface/JobNames.h"
+
+namespace features::jobs {
+
+using namespace ostrel::core;
+namespace key = ostrel::core::attributes::feature;
+
+namespace {
+
+constexpr SettableProperty MODE = {key::powerGovernorMode, 0, 2, statuses::invalidPowerMode};
+constexpr uint8_t FID_VELKO_POWER_GOVERNOR = 0xC6;
+
+/// Power State Descriptors in Identify Controller.
+constexpr size_t DESCRIPTORS_OFFSET = 2048;
+constexpr size_t DESCRIPTOR_BYTES = 32;
+constexpr size_t NON_OPERATIONAL_BYTE = 3;
+constexpr unsigned NON_OPERATIONAL_BIT = 1;
+
+Status checkPowerState(nvme::Drive& drive, uint32_t state) {
+    const uint8_t* identify = nullptr;
+    Status status = drive.identifyController(identify);
+    if (!status.is(0, 0)) return status;
+    const uint8_t* descriptor = identify + DESCRIPTORS_OFFSET + state * DESCRIPTOR_BYTES;
+    const bool isThere = state <= nvme::ControllerCapabilities(identify).npss;
+    if (isThere && !nvme::bit(descriptor[NON_OPERATIONAL_BYTE], NON_OPERATIONAL_BIT)) return status;
+    return withDetails(statuses::invalidPowerMode(), "Drive " + drive.name() + " has no power state " +
+                                                         std::to_string(state) + " in which it works.");
+}
+
+}  // namespace
+
+PowerGovernorJob::PowerGovernorJob() : FeatureJob(ostrel::interfaces::ostreli::JOB_POWER_GOVERNOR, "Power Governor") {}
+
+std::unique_ptr<ostrel::interfaces::ostreli::Job> PowerGovernorJob::clone() const {
+    OSTREL_TRACE();
+    auto copy = std::make_unique<PowerGovernorJob>();
+    copy->copyFrom(*this);
+    return copy;
+}
+
+AttributeList PowerGovernorJob::getSupportedProperties() const {
+    OSTREL_TRACE();
+    return {{key::powerGovernorMode().getName(), key::powerGovernorMode()}};
+}
+
+Status PowerGovernorJob::setOnDrive(nvme::Drive& drive, const Attribute& attribute) {
+    OSTREL_TRACE();
+    uint32_t mode = 0;
+    Status status = checkSettable(attribute, key::powerGovernorMode());
+    if (status.is(0, 0)) status = readValue(propertyToSet(), MODE, mode);
+    if (!status.is(0, 0)) return status;
+    Dialect dialect = Dialect::NONE;
+    if (isVelkoDrive(drive)) status = dialectOfFeature(drive, FID_VELKO_POWER_GOVERNOR, dialect);
+    if (!status.is(0, 0)) return status;
+    if (dialect == Dialect::VELKO) return statuses::featureNotYetSupported();
+    status = checkPowerState(drive, mode);
+    if (!status.is(0, 0)) return status;
+    return changeField(drive, nvme::findFeatureField(key::nvmePowerState().getName()), mode);
+}
+
+}  // namespace features::jobs

@@ -1,0 +1,19 @@
+#pragma once
+
+#include "features/jobs/FeatureJob.h"
+
+namespace features::jobs {
+
+/// The drive's power mode: 0 high, 1 medium, 2 low. It is the power state of that number, where the controller has it
+/// and works in it; the Workload Hint stays as it is, and nothing is saved over a power cycle.
+class PowerGovernorJob : public FeatureJob {
+public:
+    PowerGovernorJob();
+    std::unique_ptr<Job> clone() const override;
+    ostrel::core::AttributeList getSupportedProperties() const override;
+
+protected:
+    ostrel::core::Status setOnDrive(nvme::Drive& drive, const ostrel::core::Attribute& attribute) override;
+};
+
+}  // namespace features::jobs

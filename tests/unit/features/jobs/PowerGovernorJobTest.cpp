@@ -1,0 +1,100 @@
+#include <gtest/gtest.h>
+
+#include <cerrno>
+
+#include "features/jobs/PowerGovernorJob.h"
+#include "ostrel/core/AttributeVocabulary.h"
+#include "tests/unit/features/jobs/OcpLog.h"
+#include "tests/unit/features/jobs/SetRun.h"
+
+namespace features::jobs {
+namespace {
+
+using namespace fakedrive;
+using namespace ostrel::core;
+
+std::string set(const std::string& text, FakeDrive& drive) {
+    PowerGovernorJob job;
+    return setText(job, "PowerGovernorMode", text, drive);
+}
+
+/// Power states 0 to 2, of which the drive works in 0 and 1.
+DriveBytes threeStates() {
+    return identifyController().byte(263, 2).byte(2048 + 2 * 32 + 3, 0x02);
+}
+
+FakeDrive& velko(FakeDrive& drive) {
+    Attribute attribute = attributes::device::modelNumber();
+    attribute.setValue(std::string("VELKO X1"));
+    drive.device()->setAttribute(attribute);
+    return drive;
+}
+
+TEST(PowerGovernorJob, SetsThePowerStateAndKeepsTheRest) {
+    FakeDrive high;
+    high.expect(identify(1).answers(threeStates()))
+        .expect(getFeature(0x02).completes(0xFFFFFFFF))
+        .expect(setFeature(0x02, 0xFFFFFFE0).completes());
+    EXPECT_EQ(set("0", high), "0/0");
+    FakeDrive medium;
+    medium.expect(identify(1).answers(threeStates()))
+        .expect(getFeature(0x02).completes(0x00000040))
+        .expect(setFeature(0x02, 0x00000041).completes());
+    EXPECT_EQ(set("1", medium), "0/0");
+    FakeDrive low;
+    low.expect(identify(1).answers(identifyController().byte(263, 4)))
+        .expect(getFeature(0x02).completes(0x00000000))
+        .expect(setFeature(0x02, 0x00000002).completes());
+    EXPECT_EQ(set("2", low), "0/0");
+}
+
+TEST(PowerGovernorJob, RefusesAModeThatTheDriveDoesNotHave) {
+    FakeDrive notWorking;
+    notWorking.expect(identify(1).answers(threeStates()));
+    EXPECT_EQ(
+        set("2", notWorking),
+        "10/18 Invalid power mode given. Valid modes are 0 1 and 2. Drive S1 (/dev/nvme0) has no power state 2 in "
+        "which it works.");
+    FakeDrive oneState;
+    oneState.expect(identify(1).answers(identifyController()));
+    EXPECT_EQ(
+        set("1", oneState),
+        "10/18 Invalid power mode given. Valid modes are 0 1 and 2. Drive S1 (/dev/nvme0) has no power state 1 in "
+        "which it works.");
+    FakeDrive any;
+    EXPECT_EQ(set("3", any),
+              "10/18 Invalid power mode given. Valid modes are 0 1 and 2. PowerGovernorMode must be a number from 0 to "
+              "2, not '3'.");
+    PowerGovernorJob job;
+    EXPECT_EQ(setText(job, "PowerGovernorBurstPower", "1", any),
+              "10/36 Invalid property specified. PowerGovernorBurstPower cannot be set.");
+}
+
+TEST(PowerGovernorJob, DoesNotTouchTheMakersDriveInTheWayOfOthers) {
+    FakeDrive maker;
+    velko(maker).expect(ocpLog().refuses(0x4109));
+    EXPECT_EQ(set("1", maker), "10/271 Feature not yet supported.");
+    FakeDrive both;  // C6h is OCP's there: what is left is the standard's feature
+    velko(both)
+        .expect(ocpLog().answers(ocpSmart()))
+        .expect(identify(1).answers(threeStates()))
+        .expect(getFeature(0x02).completes(0))
+        .expect(setFeature(0x02, 1).completes());
+    EXPECT_EQ(set("1", both), "0/0");
+}
+
+TEST(PowerGovernorJob, TellsARefusalAndADriveThatIsGone) {
+    FakeDrive refusing;
+    refusing.expect(identify(1).answers(threeStates()))
+        .expect(getFeature(0x02).completes(0))
+        .expect(setFeature(0x02, 1).refuses(0x4002));
+    EXPECT_EQ(set("1", refusing),
+              "0/25 Set Features failed on drive S1 (/dev/nvme0): Invalid Field in Command (status code type 0x0, "
+              "status code 0x02, opcode 0x09).");
+    FakeDrive gone;
+    gone.expect(identify(1).breaks(Status(CATEGORY_OS, ENODEV, "The drive /dev/nvme0 is gone.")));
+    EXPECT_EQ(set("1", gone), "1/19 The drive /dev/nvme0 is gone.");
+}
+
+}  // namespace
+}  // namespace features::jobs

@@ -1,0 +1,105 @@
+#include <gtest/gtest.h>
+
+#include <cerrno>
+
+#include "features/jobs/TimestampJob.h"
+#include "tests/unit/features/jobs/SetRun.h"
+
+namespace features::jobs {
+namespace {
+
+using namespace fakedrive;
+using namespace ostrel::core;
+using namespace ostrel::interfaces::ostreli;
+
+std::string show(const std::vector<const FakeDrive*>& drives) {
+    TimestampJob job;
+    return JobRun(job, JOBTYPE_GET_PROPERTIES).on(drives);
+}
+std::string set(const std::string& text, FakeDrive& drive) {
+    TimestampJob job;
+    return setText(job, "Timestamp", text, drive);
+}
+
+TEST(TimestampJob, ShowsClockOriginSynchAndDate) {
+    FakeDrive set;
+    // 1,795,200,240,123 ms; set by the host, and it may have stopped.
+    set.expect(getFeature(0x0E, 0, 0, 8).answers({0xFB, 0xC9, 0x45, 0xFA, 0xA1, 0x01, 0x03, 0x00}));
+    FakeDrive reset("S2", "/dev/nvme1");
+    reset.expect(getFeature(0x0E, 0, 0, 8).answers({0xE8, 0x03, 0, 0, 0, 0, 0, 0}));
+    EXPECT_EQ(show({&set, &reset}), R"x(0/0
+<Object category="Output">
+<Object key="S1" name="Timestamp">
+<Property description="Timestamp (milliseconds)" name="Timestamp" value="1795200240123"/>
+<Property description="Timestamp Origin" name="TimestampOrigin" value="set by the host"/>
+<Property description="Timestamp Synch" name="TimestampSynch" value="may have stopped at times"/>
+<Property name="Date" value="2026-11-20 18:44:00.123 UTC"/>
+</Object>
+<Object key="S2" name="Timestamp">
+<Property description="Timestamp (milliseconds)" name="Timestamp" value="1000"/>
+<Property description="Timestamp Origin" name="TimestampOrigin" value="cleared by a controller level reset"/>
+<Property description="Timestamp Synch" name="TimestampSynch" value="counted without a stop"/>
+<Property name="Date" value="not set"/>
+</Object>
+</Object>)x");
+}
+
+TEST(TimestampJob, ShowsTheOthersWhenADriveHasNoneOrIsGone) {
+    FakeDrive without;
+    without.expect(getFeature(0x0E, 0, 0, 8).refuses(0x4002));
+    FakeDrive gone("S2", "/dev/nvme1");
+    gone.expect(getFeature(0x0E, 0, 0, 8).breaks(Status(CATEGORY_OS, ENODEV, "The drive /dev/nvme1 is gone.")));
+    EXPECT_EQ(show({&without, &gone}), R"x(0/0
+<Object category="Output">
+<Object category="status" key="S1" name="Timestamp">
+<Property name="Category" value="10"/>
+<Property name="Code" value="245"/>
+<Property name="Message" value="Timestamp not supported by drive. Get Features failed on drive S1 (/dev/nvme0): Invalid Field in Command (status code type 0x0, status code 0x02, opcode 0x0A)."/>
+</Object>
+<Object category="status" key="S2" name="Timestamp">
+<Property name="Category" value="1"/>
+<Property name="Code" value="19"/>
+<Property name="Message" value="The drive /dev/nvme1 is gone."/>
+</Object>
+</Object>)x");
+}
+
+TEST(TimestampJob, SetsFortyEightBits) {
+    FakeDrive zero;
+    zero.expect(setFeature(0x0E, 0).writes({0, 0, 0, 0, 0, 0, 0, 0}).completes());
+    EXPECT_EQ(set("0", zero), "0/0");
+    FakeDrive some;
+    some.expect(setFeature(0x0E, 0).writes({0xFB, 0xC9, 0x45, 0xFA, 0xA1, 0x01, 0, 0}).completes());
+    EXPECT_EQ(set("1795200240123", some), "0/0");
+    FakeDrive most;
+    most.expect(setFeature(0x0E, 0).writes({0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0, 0}).completes());
+    EXPECT_EQ(set("0xFFFFFFFFFFFF", most), "0/0");
+}
+
+TEST(TimestampJob, RefusesWhatDoesNotFitBeforeAnythingIsSent) {
+    FakeDrive drive;
+    EXPECT_EQ(set("281474976710656", drive),
+              "10/36 Invalid value given for Timestamp: '281474976710656'. It must be a number from 0 to "
+              "281474976710655.");
+    EXPECT_EQ(set("12:00", drive),
+              "10/36 Invalid value given for Timestamp: '12:00'. It must be a number from 0 to 281474976710655.");
+    TimestampJob job;
+    EXPECT_EQ(setText(job, "TimestampOrigin", "1", drive),
+              "10/36 Invalid property specified. TimestampOrigin cannot be set.");
+}
+
+TEST(TimestampJob, TellsARefusedSet) {
+    FakeDrive without;
+    without.expect(setFeature(0x0E, 0).writes({1, 0, 0, 0, 0, 0, 0, 0}).refuses(0x4002));
+    EXPECT_EQ(set("1", without),
+              "10/245 Timestamp not supported by drive. Set Features failed on drive S1 (/dev/nvme0): Invalid Field in "
+              "Command (status code type 0x0, status code 0x02, opcode 0x09).");
+    FakeDrive failing;
+    failing.expect(setFeature(0x0E, 0).writes({1, 0, 0, 0, 0, 0, 0, 0}).refuses(0x0006));
+    EXPECT_EQ(set("1", failing),
+              "0/25 Set Features failed on drive S1 (/dev/nvme0): Internal Error (status code type 0x0, status code "
+              "0x06, opcode 0x09).");
+}
+
+}  // namespace
+}  // namespace features::jobs
