@@ -34,5 +34,5 @@ int32_t EnableLogger(const char* path, uint64_t length, int64_t, int64_t off) {
 void SetLSIPath(const char*, uint64_t) {}
 
 void Unload(void) {
-    Library::instance().unload();
+    Library::unload();
 }

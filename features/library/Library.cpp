@@ -23,6 +23,10 @@ std::vector<std::unique_ptr<transport::DriveSource>> allSources() {
     return sources;
 }
 
+/// A plain pointer and no static object: Unload comes from a destructor of the tool's, at a time when static objects of
+/// this library that are younger than that one are gone.
+Library* theLibrary = nullptr;
+
 /// The answer to a request that ended in an exception: by the time this runs, what the request held is freed again.
 std::string failureAnswer(const char* reason) {
     xml::XmlObject root;
@@ -34,8 +38,15 @@ std::string failureAnswer(const char* reason) {
 }  // namespace
 
 Library& Library::instance() {
-    static Library library;
-    return library;
+    if (theLibrary == nullptr) theLibrary = new Library;
+    return *theLibrary;
+}
+
+void Library::unload() noexcept {
+    if (theLibrary == nullptr) return;
+    theLibrary->stopLog();
+    delete theLibrary;
+    theLibrary = nullptr;
 }
 
 void* Library::send(const char* text, uint64_t length) noexcept {
@@ -77,12 +88,6 @@ int32_t Library::startLog(const char* path, uint64_t length) noexcept {
 void Library::stopLog() noexcept {
     disableLogging();
     closeLogFile();
-}
-
-void Library::unload() noexcept {
-    handler_.reset();
-    answers_.clear();
-    stopLog();
 }
 
 }  // namespace features::library

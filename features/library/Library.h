@@ -15,7 +15,10 @@ namespace features::library {
 /// Threads: the tool's main thread.
 class Library {
 public:
+    /// Made when it is first wanted.
     static Library& instance();
+    /// Lets go of everything; instance() would begin anew.
+    static void unload() noexcept;
 
     /// Runs a request and returns the handle of its answer; null when there is no memory for any answer.
     void* send(const char* text, uint64_t length) noexcept;
@@ -23,8 +26,6 @@ public:
     /// Turns the debug log on, at the end of the file; FEATURE_LIBRARY_INVALID_INPUT for a path that cannot be written.
     int32_t startLog(const char* path, uint64_t length) noexcept;
     void stopLog() noexcept;
-    /// Lets go of everything.
-    void unload() noexcept;
 
 private:
     Library() = default;
