@@ -160,6 +160,13 @@ Status AnyFeature::read(const Arguments& arguments) {
     return status;
 }
 
+bool AnyFeature::isAnythingGiven(const Arguments& arguments) {
+    OSTREL_TRACE();
+    const Attribute values[] = {key::dword11(), key::dword12(), key::dword13(), key::inputFile()};
+    return std::any_of(std::begin(values), std::end(values),
+                       [&](const Attribute& value) { return !arguments.text(value.getName()).empty(); });
+}
+
 Status AnyFeature::readInputData(const Arguments& arguments) {
     OSTREL_TRACE();
     const std::string path = arguments.text(key::inputFile().getName());

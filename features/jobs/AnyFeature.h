@@ -21,6 +21,9 @@ public:
     /// "InputFile", and that file. Nothing changes on failure.
     ostrel::core::Status read(const Arguments& arguments);
 
+    /// Whether the arguments say what is to be written. A set without any of it would write zeros.
+    static bool isAnythingGiven(const Arguments& arguments);
+
     /// Adds the feature's dword 0, what it means, and the data as far as it is not zero.
     ostrel::core::Status show(nvme::Drive& drive, DriveOutput& out) const;
     /// Writes the feature. Data that does not have the length of the feature's structure is refused before anything is

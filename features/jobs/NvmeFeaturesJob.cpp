@@ -80,7 +80,10 @@ Status NvmeFeaturesJob::checkRequest(const Arguments& arguments) {
     OSTREL_TRACE();
     Status status = readSetGetType(arguments, isSet_);
     if (status.is(0, 0) && isSet_) status = checkOneDrive(getDevices().size());
-    return status.is(0, 0) ? feature_.read(arguments) : status;
+    if (status.is(0, 0)) status = feature_.read(arguments);
+    if (status.is(0, 0) && isSet_ && !AnyFeature::isAnythingGiven(arguments))
+        status = withDetails(statuses::noProperties(), "Give DWORD11, DWORD12, DWORD13 or InputFile.");
+    return status;
 }
 
 Status NvmeFeaturesJob::actOnDrive(nvme::Drive& drive, const Arguments&, DriveOutput& out) {

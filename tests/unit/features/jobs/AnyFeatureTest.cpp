@@ -315,7 +315,7 @@ TEST(AnyFeature, RefusesDataOfTheWrongLength) {
                "Invalid transfer size specified. Feature 0x0E (Timestamp) takes 8 bytes of data, but InputFile has "
                "4 bytes."));
     EXPECT_EQ(
-        set({{"FeatureId", "0xE"}}, drive),
+        set({{"FeatureId", "0xE"}, {"DWORD11", "1"}}, drive),
         status("0", "75",
                "Invalid transfer size specified. Feature 0x0E (Timestamp) takes 8 bytes of data, but no InputFile "
                "was given."));
@@ -338,9 +338,10 @@ TEST(AnyFeature, DoesNotHandOutHostMemory) {
     FakeDrive drive;
     EXPECT_EQ(
         set({{"FeatureId", "0xD"}, {"DWORD11", "1"}}, drive),
-        status("10", "34",
-               "Feature is not supported. The Host Memory Buffer is enabled by the kernel&apos;s driver, which owns the "
-               "memory."));
+        status(
+            "10", "34",
+            "Feature is not supported. The Host Memory Buffer is enabled by the kernel&apos;s driver, which owns the "
+            "memory."));
     drive.expect(setFeature(0x0D, 0).completes());
     EXPECT_EQ(set({{"FeatureId", "0xD"}, {"DWORD11", "0"}}, drive),
               status("0", "0", "Feature 0x0D (Host Memory Buffer) is set."));
@@ -369,9 +370,10 @@ TEST(AnyFeature, TellsTheRefusalOfASet) {
 TEST(AnyFeature, LooksAtTheUseOfADriveBeforeAMakersFeatureDestroysItsData) {
     HostNamespace mounted = unusedNamespace(1);
     mounted.uses.push_back({NamespaceUse::Kind::MOUNTED, "/dev/nvme0n1", "/mnt", false});
-    const std::string refusal = status("10", "241",
-                                       "Cannot run selected feature with the given configuration. /dev/nvme0n1 is mounted "
-                                       "on /mnt.");
+    const std::string refusal =
+        status("10", "241",
+               "Cannot run selected feature with the given configuration. /dev/nvme0n1 is mounted "
+               "on /mnt.");
     FakeDrive quickFormat;
     nameModel(quickFormat, "VELKO X1");
     quickFormat.expect(hostUses({mounted}));
@@ -413,8 +415,13 @@ TEST(AnyFeature, RefusesABadRequestBeforeAnyDriveIsTouched) {
         std::vector<Argument> arguments;
         std::string answer;
     } cases[] = {
-        {"Set", {{"FeatureId", "8"}}, "10/36 Invalid property specified. SetGetType must be 'get' or 'set', not 'Set'."},
+        {"Set",
+         {{"FeatureId", "8"}},
+         "10/36 Invalid property specified. SetGetType must be 'get' or 'set', not 'Set'."},
         {"get", {}, "10/17 Invalid feature ID given."},
+        {"set",
+         {{"FeatureId", "8"}, {"Save", "true"}, {"DWORD11", ""}},
+         "10/38 No properties specified for this feature. Give DWORD11, DWORD12, DWORD13 or InputFile."},
         {"get",
          {{"FeatureId", "256"}},
          "10/17 Invalid feature ID given. Invalid value given for FeatureId: '256'. It must be a number from 0 to "
