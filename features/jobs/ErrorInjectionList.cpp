@@ -15,6 +15,7 @@
 #include "ostrel/core/ScopeTrace.h"
 #include "ostrel/core/StatusCatalogue.h"
 #include "ostrel/core/Strings.h"
+#include "ostrel/core/xml/XmlNesting.h"
 
 namespace features::jobs {
 
@@ -24,6 +25,7 @@ using boost::property_tree::ptree;
 namespace {
 
 constexpr uint64_t MOST_FILE_BYTES = 64 * 1024;
+constexpr size_t MOST_LEVELS = 8;
 constexpr size_t ENTRY_BYTES = 32;
 constexpr uint8_t FLAG_ENABLED = 0x01;
 constexpr uint8_t FLAG_SINGLE_INSTANCE = 0x02;
@@ -130,6 +132,10 @@ Status readErrorInjectionFile(const std::string& path, std::vector<ErrorInjectio
     std::string text;
     Status status = readInputFile(path, MOST_FILE_BYTES, text);
     if (!status.is(0, 0)) return status;
+    // The reader recurses for each level; the list itself has three.
+    if (ostrel::core::xml::nestsDeeperThan(text, MOST_LEVELS)) {
+        return misconfigured("'" + path + "' nests its elements too deep.");
+    }
     ptree document;
     try {
         std::istringstream stream(text);

@@ -146,6 +146,13 @@ TEST(ErrorInjectionList, AFileThatIsTooLongOrMissingIsNotRead) {
         "10/54 Failed reading a file necessary for the feature. '/nonexistent/e.xml': No such file or directory.");
 }
 
+TEST(ErrorInjectionList, AFileThatNestsDeepDoesNotOverflowTheStack) {
+    std::string xml;
+    for (int i = 0; i < 21000; ++i) xml += "<a>";
+    EXPECT_EQ(readFileWith(xml),
+              "10/253 Set error injection configured incorrectly. 'FOLDER/e.xml' nests its elements too deep.");
+}
+
 TEST(ErrorInjectionList, LaysTheEntriesOutInTheDataStructure) {
     std::vector<ErrorInjection> entries(3);
     entries[0] = {0x0002, true, true, 0x1234};
