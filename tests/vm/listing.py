@@ -225,6 +225,11 @@ class FourControllers(ListingTestCase):
         # A subsystem has the number of the controller that came up first.
         shared = self.machine.shell("ls -d /sys/class/nvme-subsystem/nvme-subsys*/nvme1").stdout.split("/")[-2]
         node = "/dev/" + shared.replace("-subsys", "")
+
+        def nsid_of(block):
+            # The Y of nvmeXnY counts the namespaces in the order in which they came up; it is not the identifier.
+            return int(self.machine.shell(f"cat /sys/class/block/{block.rsplit('/', 1)[-1]}/nsid").stdout)
+
         for name, serial, path, nsid in (
                 ("0", "S1", "/dev/nvme0", 1),
                 ("1", "S1", "/dev/nvme1", 2),
@@ -234,11 +239,11 @@ class FourControllers(ListingTestCase):
                 ("s4", "S4", "/dev/nvme3", 1),
                 ("/dev/nvme1", "S1", "/dev/nvme1", 2),
                 ("/dev/nvme2", "S3", "/dev/nvme2", NOT_FOUND),
-                (f"{node}n1", "S1", "/dev/nvme0", 1),
-                (f"{node}n2", "S1", "/dev/nvme0", 2),
-                ("/dev/nvme3n2", "S4", "/dev/nvme3", 2),
-                ("/dev/nvme3n1p1", "S4", "/dev/nvme3", 1),
-                ("/dev/disk/by-id/link-to-namespace", "S4", "/dev/nvme3", 2),
+                (f"{node}n1", "S1", "/dev/nvme0", nsid_of(f"{node}n1")),
+                (f"{node}n2", "S1", "/dev/nvme0", nsid_of(f"{node}n2")),
+                ("/dev/nvme3n2", "S4", "/dev/nvme3", nsid_of("nvme3n2")),
+                ("/dev/nvme3n1p1", "S4", "/dev/nvme3", nsid_of("nvme3n1")),
+                ("/dev/disk/by-id/link-to-namespace", "S4", "/dev/nvme3", nsid_of("nvme3n2")),
                 ("/dev/disk/by-id/link-to-controller", "S3", "/dev/nvme2", NOT_FOUND)):
             with self.subTest(name):
                 self.assertEqual(self.drives("-d", "DevicePath,NamespaceId,SerialNumber", "-velkossd", name),
