@@ -86,8 +86,8 @@ int32_t EnableLogger(const char* path, uint64_t length, int64_t reserved, int64_
 /* Optional. Where the support library of LSI adapters is; the tool neither opens it nor looks whether it exists. */
 void SetLSIPath(const char* path, uint64_t length);
 
-/* Optional. The last call. It comes while the tool destroys its static objects: those of the library that were made after
- * Load returned may be gone by then, so what Unload needs must not be one of them. */
+/* Optional. The last call. It comes while the tool destroys its static objects: those of the library that were made
+ * after Load returned may be gone by then, so what Unload needs must not be one of them. */
 void Unload(void);
 
 /* The functions as they are resolved at run time. */

@@ -1,9 +1,8 @@
-#include "features/jobs/VendorDialect.h"
-
 #include <gtest/gtest.h>
 
 #include <cerrno>
 
+#include "features/jobs/VendorDialect.h"
 #include "ostrel/core/AttributeVocabulary.h"
 #include "tests/support/fakedrive/FakeDrive.h"
 #include "tests/unit/features/jobs/OcpLog.h"
@@ -76,9 +75,10 @@ TEST(VendorDialect, AnotherMakersLogAtC0hIsNotOcps) {
     FakeDrive fake;
     fake.expect(ocpLog().answers(ocpSmart().byte(511, 0xAE))).expect(ocpLog().refuses(0x4002));
     nvme::Drive drive(*fake.device());
-    EXPECT_EQ(requireOcp(drive).toString(),
-              "Category: 10\nCode: 254\nMessage: Open Compute Project NVMe Cloud SSD Specification not supported on this "
-              "drive.");
+    EXPECT_EQ(
+        requireOcp(drive).toString(),
+        "Category: 10\nCode: 254\nMessage: Open Compute Project NVMe Cloud SSD Specification not supported on this "
+        "drive.");
     EXPECT_TRUE(requireOcp(drive).is(10, 254)) << "the log is an invalid field to older drives";
 }
 
@@ -88,9 +88,10 @@ TEST(VendorDialect, WhatCannotBeToldIsNotGuessed) {
     fake.expect(ocpLog().refuses(0x0006)).expect(ocpLog().breaks(Status(CATEGORY_OS, ENODEV, "gone")));
     nvme::Drive drive(*fake.device());
     Dialect dialect = Dialect::NONE;
-    EXPECT_EQ(dialectOfFeature(drive, 0xC1, dialect).toString(),
-              "Category: 0\nCode: 25\nMessage: Get Log Page failed on drive S1 (/dev/nvme0): Internal Error (status code "
-              "type 0x0, status code 0x06, opcode 0x02).");
+    EXPECT_EQ(
+        dialectOfFeature(drive, 0xC1, dialect).toString(),
+        "Category: 0\nCode: 25\nMessage: Get Log Page failed on drive S1 (/dev/nvme0): Internal Error (status code "
+        "type 0x0, status code 0x06, opcode 0x02).");
     EXPECT_EQ(requireOcp(drive).toString(), "Category: 1\nCode: 19\nMessage: gone");
     EXPECT_EQ(dialect, Dialect::NONE);
 }
