@@ -1,0 +1,24 @@
+#include "features/jobs/Refusals.h"
+
+#include <algorithm>
+
+#include "features/jobs/LogReading.h"
+#include "features/jobs/StatusDetails.h"
+#include "ostrel/core/ScopeTrace.h"
+
+namespace features::jobs {
+
+using ostrel::core::Status;
+
+Status toldBy(const RefusalRow* rows, size_t count, Status (*otherwise)(), const Status& status,
+              const nvme::Drive& drive) {
+    OSTREL_TRACE();
+    if (!isRefusal(status)) return status;
+    const nvme::Completion& completion = drive.lastCompletion();
+    const RefusalRow* const end = rows + count;
+    const RefusalRow* const row =
+        std::find_if(rows, end, [&](const RefusalRow& r) { return completion.is(r.type, r.code); });
+    return withDetails(row == end ? otherwise() : row->meaning(), status.getMessage());
+}
+
+}  // namespace features::jobs

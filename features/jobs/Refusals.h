@@ -1,0 +1,29 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+#include "features/nvme/Drive.h"
+#include "ostrel/core/Status.h"
+
+namespace features::jobs {
+
+/// What the refusal of a command means where the catalogue has a status for it.
+struct RefusalRow {
+    uint8_t type;  ///< status code type
+    uint8_t code;
+    ostrel::core::Status (*meaning)();
+};
+
+/// The status of the row that fits the drive's last completion, followed by the drive's own words; `otherwise` where
+/// none fits, likewise. What is not a refusal stays as it is.
+ostrel::core::Status toldBy(const RefusalRow* rows, size_t count, ostrel::core::Status (*otherwise)(),
+                            const ostrel::core::Status& status, const nvme::Drive& drive);
+
+template <size_t COUNT>
+ostrel::core::Status toldBy(const RefusalRow (&rows)[COUNT], ostrel::core::Status (*otherwise)(),
+                            const ostrel::core::Status& status, const nvme::Drive& drive) {
+    return toldBy(rows, COUNT, otherwise, status, drive);
+}
+
+}  // namespace features::jobs

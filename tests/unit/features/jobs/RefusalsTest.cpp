@@ -1,0 +1,51 @@
+#include <gtest/gtest.h>
+
+#include "features/jobs/Refusals.h"
+#include "ostrel/core/StatusCatalogue.h"
+#include "tests/support/fakedrive/FakeDrive.h"
+#include "tests/unit/features/jobs/Commands.h"
+
+namespace features::jobs {
+namespace {
+
+using namespace fakedrive;
+using namespace ostrel::core;
+
+constexpr RefusalRow ROWS[] = {
+    {1, 0x0A, statuses::invalidLbaFormat},
+    {0, 0x1D, statuses::sanitizeInProgress},
+};
+
+/// How the answer of an Identify is told.
+std::string told(Expected answer) {
+    FakeDrive fake;
+    fake.expect(answer);
+    nvme::Drive drive(*fake.device());
+    Payload data;
+    const Status status = toldBy(ROWS, statuses::formatFailed, drive.identify(1, 0, 0, data), drive);
+    return std::to_string(status.getCategory()) + "/" + std::to_string(status.getCode()) + " " + status.getMessage();
+}
+
+TEST(Refusals, TheRowOfTypeAndCodeTellsTheMeaning) {
+    EXPECT_EQ(told(identify(1).refuses(0x410A)),
+              "10/28 Invalid LBA format. Identify failed on drive S1 (/dev/nvme0): Invalid Format (status code type "
+              "0x1, status code 0x0A, opcode 0x06).");
+    EXPECT_EQ(told(identify(1).refuses(0x001D)),
+              "10/226 Sanitize operation in progress. Identify failed on drive S1 (/dev/nvme0): Sanitize In Progress "
+              "(status code type 0x0, status code 0x1D, opcode 0x06).");
+}
+
+TEST(Refusals, WithoutARowItIsTheGeneralOne) {
+    EXPECT_EQ(told(identify(1).refuses(0x000A)),
+              "10/171 Failed to format drive. Identify failed on drive S1 (/dev/nvme0): Command Aborted due to Missing "
+              "Fused Command (status code type 0x0, status code 0x0A, opcode 0x06).")
+        << "the code of another type";
+}
+
+TEST(Refusals, WhatIsNoRefusalStaysAsItIs) {
+    EXPECT_EQ(told(identify(1).answers(identifyController())), "0/0 Completed successfully.");
+    EXPECT_EQ(told(identify(1).breaks(gone())), "1/19 The drive /dev/nvme0 is gone.");
+}
+
+}  // namespace
+}  // namespace features::jobs
