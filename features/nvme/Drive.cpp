@@ -160,36 +160,43 @@ Status Drive::sendHalvingPieces(uint32_t& pieceBytes, const std::function<Status
 
 Status Drive::readLogPage(const LogPageRequest& request, uint64_t length, Payload& data) {
     OSTREL_TRACE();
+    Payload whole;
+    uint64_t done = 0;
+    const Status status = readLogPieces(request, length, [&](const Payload& piece, uint32_t bytes) {
+        if (bytes == length) {  // one piece is the whole: no copy
+            whole = piece;
+            return Status();
+        }
+        if (done == 0) whole = Payload(length);
+        if (whole.getSize() != length) return Status(CATEGORY_OS, ENOMEM, "System error.");
+        std::memcpy(whole.getData() + done, piece.getData(), bytes);
+        done += bytes;
+        return Status();
+    });
+    if (status.is(0, 0)) data = whole;
+    return status;
+}
+
+Status Drive::readLogPieces(const LogPageRequest& request, uint64_t length, const TakePiece& take) {
+    OSTREL_TRACE();
     if (length == 0 || !isWholeDwords(length) || !isWholeDwords(request.offset) ||
         std::max(request.lsp, request.lspOfFurtherPieces) > MOST_LOG_SPECIFIC_FIELD)
         return statuses::requestOutOfBounds();
     LogPieces pieces;
-    const Status status = logPieces(request, length, pieces);
-    if (!status.is(0, 0)) return status;
-    Payload whole;
-    for (uint64_t done = 0; done < length;) {
+    Status status = logPieces(request, length, pieces);
+    for (uint64_t done = 0; status.is(0, 0) && done < length;) {
         Answer answer;
         uint32_t bytes = 0;
-        const Status pieceStatus = sendHalvingPieces(pieces.bytes, [&](uint32_t most) {
+        status = sendHalvingPieces(pieces.bytes, [&](uint32_t most) {
             bytes = static_cast<uint32_t>(std::min<uint64_t>(most, length - done));
             if (bytes < length && !pieces.mayBeSeveral) return noExtendedData();
             const uint8_t lsp = done == 0 ? request.lsp : request.lspOfFurtherPieces;
             return send(logPageCommand(request, lsp, request.offset + done, bytes), answer);
         });
-        if (!pieceStatus.is(0, 0)) return pieceStatus;
-        if (bytes == length) {  // one piece is the whole: no copy
-            data = answer.data;
-            return Status();
-        }
-        if (done == 0) {
-            whole = Payload(length);
-            if (whole.getSize() != length) return Status(CATEGORY_OS, ENOMEM, "System error.");
-        }
-        std::memcpy(whole.getData() + done, answer.data.getData(), bytes);
+        if (status.is(0, 0)) status = take(answer.data, bytes);
         done += bytes;
     }
-    data = whole;
-    return Status();
+    return status;
 }
 
 Status Drive::logPieces(const LogPageRequest& request, uint64_t length, LogPieces& pieces) {

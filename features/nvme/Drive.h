@@ -79,6 +79,10 @@ public:
     /// `length` bytes of a log page, in the largest pieces that the controller and the system take. 10/34 when it would
     /// take an offset that the controller does not have.
     ostrel::core::Status readLogPage(const LogPageRequest& request, uint64_t length, ostrel::core::Payload& data);
+    /// The same for a page that is too large to be held twice: each piece is handed to `take` when it comes, in order;
+    /// `bytes` of it count. What `take` returns, other than a success, ends the reading.
+    using TakePiece = std::function<ostrel::core::Status(const ostrel::core::Payload& piece, uint32_t bytes)>;
+    ostrel::core::Status readLogPieces(const LogPageRequest& request, uint64_t length, const TakePiece& take);
 
     ostrel::core::Status getFeature(const FeatureRequest& request, Select select, Answer& answer);
     ostrel::core::Status setFeature(const FeatureRequest& request, bool save, const ostrel::core::Payload& data,

@@ -37,6 +37,11 @@ std::string onLines(const std::string& text) {
 JobRun::JobRun(Job& job, const std::string& type)
     : job_(job), request_(Job::createRequest(job.getName(), type, true, "", "")) {}
 
+JobRun& JobRun::naming(const std::string& serialNumber) {
+    Job::addDevice(*request_, serialNumber, xml::NAME_SERIAL_NUMBER);
+    return *this;
+}
+
 JobRun& JobRun::with(const std::string& key, const std::string& value) {
     Job::addProperty(*request_, Attribute(key, key, typeString()), value);
     return *this;

@@ -18,6 +18,8 @@ class JobRun {
 public:
     JobRun(ostrel::interfaces::ostreli::Job& job, const std::string& type);
 
+    /// A drive that the user named. Without one the request is for all drives.
+    JobRun& naming(const std::string& serialNumber);
     /// An argument.
     JobRun& with(const std::string& key, const std::string& value);
     /// A property that is asked for.

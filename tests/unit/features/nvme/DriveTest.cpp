@@ -431,5 +431,38 @@ TEST(Drive, SetFeaturesHasItsFields) {
     EXPECT_EQ(answer.completion.dword0, 9U);
 }
 
+TEST(Drive, HandsALogPageOnInPieces) {
+    FakeDrive fake;
+    fake.expect(fakedrive::identify(0x01).answers(fakedrive::identifyController().byte(77, 1)))  // 8 KiB
+        .expect(fakedrive::logPage(0x07, 8192).answers(counted(8192)))
+        .expect(fakedrive::logPage(0x07, 8192, 8192).answers(counted(8192, 8192)))
+        .expect(fakedrive::logPage(0x07, 4, 16384).answers(counted(4, 16384)));
+    Drive drive(*fake.device());
+    LogPageRequest request;
+    request.lid = 0x07;
+    DriveBytes whole(16388);
+    size_t done = 0;
+    EXPECT_EQ(textOf(drive.readLogPieces(request, 16388,
+                                         [&](const Payload& piece, uint32_t bytes) {
+                                             EXPECT_EQ(bytes, done < 16384 ? 8192U : 4U);
+                                             for (uint32_t i = 0; i < bytes; ++i) whole.byte(done++, piece.at(i));
+                                             return Status();
+                                         })),
+              SUCCESS);
+    EXPECT_TRUE(isCounted(whole.payload(), 16388));
+}
+
+TEST(Drive, ReadsNoFurtherPieceThanIsTaken) {
+    FakeDrive fake;
+    fake.expect(fakedrive::identify(0x01).answers(fakedrive::identifyController().byte(77, 1)))
+        .expect(fakedrive::logPage(0x07, 8192).answers(counted(8192)));
+    Drive drive(*fake.device());
+    LogPageRequest request;
+    request.lid = 0x07;
+    EXPECT_EQ(textOf(drive.readLogPieces(
+                  request, 16384, [](const Payload&, uint32_t) { return Status(CATEGORY_OS, ENOSPC, "Full."); })),
+              "1/28 Full.");
+}
+
 }  // namespace
 }  // namespace features::nvme

@@ -1,0 +1,82 @@
+#include "features/jobs/DumpJob.h"
+
+#include <algorithm>
+
+#include "ostrel/core/Attribute.h"
+#include "ostrel/core/ScopeTrace.h"
+#include "ostrel/core/Strings.h"
+#include "ostrel/core/XmlConverter.h"
+#include "ostrel/core/xml/XmlConstants.h"
+#include "ostrel/core/xml/XmlProperty.h"
+
+namespace features::jobs {
+
+using namespace ostrel::core;
+
+namespace {
+
+/// Makes the digits of the payload as the bytes come: a log of hundreds of megabytes is there once.
+class HexSink : public LogSink {
+public:
+    Status begin(uint64_t bytes) override {
+        hasBegun_ = true;
+        bytes_ = 0;
+        digits_.clear();
+        digits_.reserve(bytes * 2);
+        return Status();
+    }
+    Status add(const uint8_t* data, size_t bytes) override {
+        digits_ += bytesToHex(data, bytes);
+        bytes_ += bytes;
+        return Status();
+    }
+
+    bool hasBegun() const { return hasBegun_; }
+    std::unique_ptr<xml::XmlProperty> takePayload() {
+        auto property = XmlConverter::payloadToXml(Payload());
+        property->attributes[xml::KEY_VALUE] = std::move(digits_);
+        property->attributes[xml::KEY_SIZE] = numberToText(bytes_);
+        return property;
+    }
+
+private:
+    std::string digits_;
+    uint64_t bytes_ = 0;
+    bool hasBegun_ = false;
+};
+
+}  // namespace
+
+Status DumpJob::runMethod(const std::shared_ptr<xml::XmlObject>& output) {
+    OSTREL_TRACE();
+    Status status = checkRequest(arguments());
+    if (!status.is(0, 0)) return status;
+    for (const auto& device : getDevices()) {
+        nvme::Drive drive(*device);
+        HexSink log;
+        status = dumpDrive(drive, arguments(), log);
+        if (!status.is(0, 0) && isOneDriveNamed()) return status;
+        if (status.is(0, 0) && !log.hasBegun()) continue;
+        auto object = std::make_unique<xml::XmlObject>();
+        object->attributes[xml::KEY_CATEGORY] = xml::CATEGORY_OUTPUT;
+        object->attributes[xml::KEY_NAME] = title();
+        object->attributes[xml::KEY_KEY] = drive.serialNumber();
+        if (status.is(0, 0)) {
+            object->properties.push_back(log.takePayload());
+        } else {
+            object->objects.push_back(XmlConverter::statusToXml(status));
+        }
+        output->objects.push_back(std::move(object));
+    }
+    return Status();
+}
+
+bool DumpJob::isOneDriveNamed() const {
+    OSTREL_TRACE();
+    const auto& lists = getInput()->lists;
+    return getDevices().size() == 1 && std::any_of(lists.begin(), lists.end(), [](const auto& list) {
+               return list->getAttribute(xml::KEY_NAME) == xml::NAME_DEVICES && !list->objects.empty();
+           });
+}
+
+}  // namespace features::jobs

@@ -1,0 +1,30 @@
+#pragma once
+
+#include "features/jobs/FeatureJob.h"
+#include "features/jobs/LogSink.h"
+
+namespace features::jobs {
+
+/// The base of the jobs that hand out a log as bytes: one output object for each drive, its name that of the log, its
+/// key the serial number, with the bytes in a "payload" property.
+///
+/// When one drive was named and its log cannot be had, that is the status of the request, and there is no output;
+/// otherwise it is a status inside that drive's output, and the others are dumped.
+///
+/// Deriving: dumpDrive() gives the log of one drive to the sink. One that dumps nothing (an action that has no bytes)
+/// returns without begin(), and there is no output for it.
+class DumpJob : public FeatureJob {
+public:
+    ostrel::core::Status runMethod(const std::shared_ptr<ostrel::core::xml::XmlObject>& output) override;
+
+protected:
+    /// `logName` becomes the beginning of the file's name ("TelemetryLog").
+    DumpJob(std::string name, std::string logName) : FeatureJob(std::move(name), std::move(logName)) {}
+
+    virtual ostrel::core::Status dumpDrive(nvme::Drive& drive, const Arguments& arguments, LogSink& log) = 0;
+
+private:
+    bool isOneDriveNamed() const;
+};
+
+}  // namespace features::jobs

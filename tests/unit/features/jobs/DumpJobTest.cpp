@@ -1,0 +1,71 @@
+#include <gtest/gtest.h>
+
+#include <map>
+#include <string>
+
+#include "features/jobs/DumpJob.h"
+#include "ostrel/core/StatusCatalogue.h"
+#include "ostrel/interfaces/ostreli/interface/JobNames.h"
+#include "tests/unit/features/jobs/Commands.h"
+#include "tests/unit/features/jobs/JobRun.h"
+
+namespace features::jobs {
+namespace {
+
+using fakedrive::FakeDrive;
+using namespace ostrel::core;
+using namespace ostrel::interfaces::ostreli;
+
+/// S1 has a log that comes in two pieces, after a first try that is thrown away; S2 has none; S3 has nothing to dump.
+class SampleJob : public DumpJob {
+public:
+    SampleJob() : DumpJob(JOB_EVENT_LOG, "eventlog") {}
+    std::unique_ptr<Job> clone() const override { return nullptr; }
+
+protected:
+    Status checkRequest(const Arguments& arguments) override {
+        return arguments.has("DataArea") ? statuses::invalidProperty() : Status();
+    }
+    Status dumpDrive(nvme::Drive& drive, const Arguments&, LogSink& log) override {
+        if (drive.serialNumber() == "S3") return Status();
+        const uint8_t bytes[] = {0x00, 0x1F, 0xFF};
+        Status status = log.begin(3);
+        if (status.is(0, 0)) status = log.add(bytes, 3);
+        if (status.is(0, 0)) status = log.begin(3);
+        if (status.is(0, 0)) status = log.add(bytes, 1);
+        if (drive.serialNumber() == "S2") return gone();
+        return status.is(0, 0) ? log.add(bytes + 1, 2) : status;
+    }
+};
+
+constexpr const char* OF_S1 =
+    "\n<Object category=\"Output\" key=\"S1\" name=\"eventlog\">"
+    "\n<Property category=\"payload\" displayName=\"payload\" name=\"payload\" size=\"3\" type=\"bytepointer\" "
+    "value=\"001FFF\"/>\n</Object>";
+
+TEST(DumpJob, GivesTheBytesOfEachDriveAndTheFailureOfOneInsideItsOutput) {
+    SampleJob job;
+    const FakeDrive first("S1"), second("S2"), third("S3");
+    EXPECT_EQ(JobRun(job, JOBTYPE_METHOD).on({&first, &second, &third}),
+              std::string("0/0") + OF_S1 +
+                  "\n<Object category=\"Output\" key=\"S2\" name=\"eventlog\">\n<Object category=\"status\">"
+                  "\n<Property name=\"Category\" value=\"1\"/>\n<Property name=\"Code\" value=\"19\"/>"
+                  "\n<Property name=\"Message\" value=\"The drive /dev/nvme0 is gone.\"/>\n</Object>\n</Object>");
+}
+
+TEST(DumpJob, TheFailureOfTheOneNamedDriveIsThatOfTheRequest) {
+    SampleJob job;
+    const FakeDrive first("S1"), second("S2"), third("S3");
+    EXPECT_EQ(JobRun(job, JOBTYPE_METHOD).naming("S2").on({&second}), "1/19 The drive /dev/nvme0 is gone.");
+    EXPECT_EQ(JobRun(job, JOBTYPE_METHOD).naming("S1").on({&first}), std::string("0/0") + OF_S1);
+    EXPECT_EQ(JobRun(job, JOBTYPE_METHOD).naming("S3").on({&third}), "0/0") << "no bytes, no output";
+}
+
+TEST(DumpJob, AsksNoDriveWhenTheRequestIsBad) {
+    SampleJob job;
+    const FakeDrive first("S1");
+    EXPECT_EQ(JobRun(job, JOBTYPE_METHOD).with("DataArea", "9").on({&first}), "10/36 Invalid property specified.");
+}
+
+}  // namespace
+}  // namespace features::jobs
