@@ -8,6 +8,7 @@
 #include "features/jobs/IdentifyJob.h"
 #include "features/jobs/NvmeFeaturesJob.h"
 #include "features/jobs/NvmeLogJob.h"
+#include "features/jobs/NvmeResetJob.h"
 #include "features/jobs/OcpErrorInjectionJob.h"
 #include "features/jobs/OcpFeatureJob.h"
 #include "features/jobs/PartitionInformationJob.h"
@@ -50,6 +51,7 @@ constexpr JobRow JOBS[] = {
     {JOB_IDENTIFY, make<jobs::IdentifyJob>},
     {JOB_NVME_FEATURES, make<jobs::NvmeFeaturesJob>},
     {JOB_NVME_LOG, make<jobs::NvmeLogJob>},
+    {JOB_NVME_RESET, make<jobs::NvmeResetJob>},
     {JOB_PARTITION_INFORMATION, make<jobs::PartitionInformationJob>},
     {JOB_OCP_DSSD_POWER_STATE, makeOcpFeature<JOB_OCP_DSSD_POWER_STATE>},
     {JOB_OCP_ERROR_INJECTION, make<jobs::OcpErrorInjectionJob>},

@@ -1,0 +1,42 @@
+#include "features/jobs/ControllerReset.h"
+
+#include "features/jobs/StatusDetails.h"
+#include "features/nvme/Bytes.h"
+#include "features/transport/HostCommand.h"
+#include "ostrel/core/CommandResult.h"
+#include "ostrel/core/ScopeTrace.h"
+#include "ostrel/core/StatusCatalogue.h"
+
+namespace features::jobs {
+
+using namespace ostrel::core;
+
+namespace {
+
+constexpr std::size_t OFFSET_FIRMWARE_REVISION = 64;
+constexpr std::size_t FIRMWARE_REVISION_BYTES = 8;
+
+}  // namespace
+
+Status resetController(nvme::Drive& drive) {
+    OSTREL_TRACE();
+    CommandResult result;
+    drive.device().sendCommand(transport::HostCommand(transport::HostRequest::RESET_CONTROLLER), result);
+    Status status = result.status;
+    const Status unsupported = statuses::featureNotSupported();
+    if (status.is(unsupported.getCategory(), unsupported.getCode())) return status;
+    drive.forgetIdentify();
+    const uint8_t* identify = nullptr;
+    if (status.is(0, 0)) status = drive.identifyController(identify);
+    return status.is(0, 0) ? status : withDetails(statuses::nvmeResetFailed(), status.getMessage());
+}
+
+Status runningFirmware(nvme::Drive& drive, std::string& revision) {
+    OSTREL_TRACE();
+    const uint8_t* identify = nullptr;
+    const Status status = drive.identifyController(identify);
+    if (status.is(0, 0)) revision = nvme::shownText(identify + OFFSET_FIRMWARE_REVISION, FIRMWARE_REVISION_BYTES);
+    return status;
+}
+
+}  // namespace features::jobs

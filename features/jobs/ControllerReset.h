@@ -1,0 +1,16 @@
+#pragma once
+
+#include "features/nvme/Drive.h"
+#include "ostrel/core/Status.h"
+
+namespace features::jobs {
+
+/// A controller level reset through the host's driver. Returns when the controller has been asked who it is and has
+/// answered, with Identify Controller of after the reset. 10/34 where the drive's road has no reset, otherwise 10/176
+/// with the reason.
+ostrel::core::Status resetController(nvme::Drive& drive);
+
+/// The revision of the firmware that runs, as Identify Controller has it.
+ostrel::core::Status runningFirmware(nvme::Drive& drive, std::string& revision);
+
+}  // namespace features::jobs

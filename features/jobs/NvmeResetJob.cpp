@@ -1,0 +1,29 @@
+#include "features/jobs/NvmeResetJob.h"
+
+#include "features/jobs/ControllerReset.h"
+#include "ostrel/core/ScopeTrace.h"
+#include "ostrel/interfaces/ostreli/interface/JobNames.h"
+
+namespace features::jobs {
+
+using ostrel::core::Status;
+
+NvmeResetJob::NvmeResetJob() : FeatureJob(ostrel::interfaces::ostreli::JOB_NVME_RESET, "NVMe Reset") {}
+
+std::unique_ptr<ostrel::interfaces::ostreli::Job> NvmeResetJob::clone() const {
+    auto copy = std::make_unique<NvmeResetJob>();
+    copy->copyFrom(*this);
+    return copy;
+}
+
+Status NvmeResetJob::actOnDrive(nvme::Drive& drive, const Arguments&, DriveOutput& out) {
+    OSTREL_TRACE();
+    Status status = resetController(drive);
+    std::string revision;
+    if (status.is(0, 0)) status = runningFirmware(drive, revision);
+    if (!status.is(0, 0)) return status;
+    out.addStatus(title(), Status(0, 0, "The controller was reset. It is ready and runs firmware " + revision + "."));
+    return Status();
+}
+
+}  // namespace features::jobs
