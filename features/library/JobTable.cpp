@@ -3,6 +3,7 @@
 #include <string_view>
 
 #include "features/jobs/BackgroundProcessingJob.h"
+#include "features/jobs/DriveSelfTestJob.h"
 #include "features/jobs/EnduranceAnalyzerJob.h"
 #include "features/jobs/HealthMetricsJob.h"
 #include "features/jobs/IdentifyJob.h"
@@ -46,6 +47,7 @@ struct JobRow {
 // Every job of this library: adding one is adding a row.
 constexpr JobRow JOBS[] = {
     {JOB_BACKGROUND_PROCESSING, make<jobs::BackgroundProcessingJob>},
+    {JOB_DRIVE_SELF_TEST, make<jobs::DriveSelfTestJob>},
     {JOB_ENDURANCE_ANALYZER, make<jobs::EnduranceAnalyzerJob>},
     {JOB_HEALTH_METRICS, make<jobs::HealthMetricsJob>},
     {JOB_IDENTIFY, make<jobs::IdentifyJob>},

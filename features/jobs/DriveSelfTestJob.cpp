@@ -1,0 +1,219 @@
+#include "features/jobs/DriveSelfTestJob.h"
+
+#include <algorithm>
+#include <iterator>
+#include <string>
+
+#include "features/jobs/LogReading.h"
+#include "features/jobs/StatusDetails.h"
+#include "features/nvme/ControllerCapabilities.h"
+#include "features/nvme/LogPages.h"
+#include "features/nvme/Opcodes.h"
+#include "ostrel/core/AttributeVocabulary.h"
+#include "ostrel/core/Device.h"
+#include "ostrel/core/ScopeTrace.h"
+#include "ostrel/core/StatusCatalogue.h"
+#include "ostrel/core/Strings.h"
+#include "ostrel/interfaces/ostreli/interface/JobNames.h"
+
+namespace features::jobs {
+
+using namespace ostrel::core;
+using nvme::ControllerCapabilities;
+
+namespace {
+
+constexpr uint32_t LOG_BYTES = 564;
+constexpr uint64_t MS_PER_MINUTE = 60000;
+constexpr uint64_t POLL_MS = 1000;
+/// The standard's own bound of a short test.
+constexpr unsigned SHORT_MINUTES = 2;
+/// Of an extended test where the drive does not tell.
+constexpr unsigned UNKNOWN_MINUTES = 60;
+
+/// Self-test Code in the command and in the log, by the words of "TestType".
+struct TestRow {
+    const char* word;
+    uint8_t code;
+};
+constexpr TestRow TESTS[] = {{"short", 1}, {"extended", 2}};
+
+constexpr const char* MODE_OFFLINE = "offline";
+constexpr const char* MODE_CAPTIVE = "captive";
+
+/// How a test is asked for.
+struct TestRequest {
+    const TestRow* test = TESTS;
+    bool waits = false;
+};
+
+Status readRequest(const Arguments& arguments, TestRequest& request) {
+    const std::string type = arguments.text(attributes::feature::testType().getName());
+    if (!type.empty()) {
+        request.test = std::find_if(std::begin(TESTS), std::end(TESTS),
+                                    [&](const TestRow& row) { return equals(row.word, type, true); });
+        if (request.test == std::end(TESTS)) {
+            return withDetails(statuses::invalidSelfTestParameters(),
+                               "An NVMe drive has the tests 'short' and 'extended', but not '" + type + "'.");
+        }
+    }
+    const std::string mode = arguments.text(attributes::feature::selfTestMode().getName());
+    request.waits = equals(mode, MODE_CAPTIVE, true);
+    if (request.waits || mode.empty() || equals(mode, MODE_OFFLINE, true)) return Status();
+    return withDetails(statuses::invalidSelfTestParameters(),
+                       "A test runs 'captive' or 'offline', but not '" + mode + "'.");
+}
+
+/// 10/208 on a drive without self-tests.
+Status checkSupport(nvme::Drive& drive, unsigned& extendedMinutes) {
+    const uint8_t* identify = nullptr;
+    const Status status = drive.identifyController(identify);
+    if (!status.is(0, 0)) return status;
+    const ControllerCapabilities controller(identify);
+    extendedMinutes = controller.edstt;
+    return controller.supportsSelfTest() ? Status() : statuses::selfTestNotSupported();
+}
+
+uint32_t testedNamespaces(nvme::Drive& drive) {
+    const Attribute named = drive.device().getAttribute(attributes::device::namespaceId());
+    return named.getSize() == 0 ? nvme::NSID_ALL : static_cast<uint32_t>(named.getNumber());
+}
+
+Status start(nvme::Drive& drive, const TestRow& test) {
+    nvme::NvmeCommand command(nvme::Queue::ADMIN, nvme::OPC_DEVICE_SELF_TEST, "Device Self-test");
+    command.nsid = testedNamespaces(drive);
+    command.cdw10 = test.code;
+    nvme::Answer answer;
+    const Status status = drive.send(command, answer);
+    if (!isRefusal(status) || !drive.lastCompletion().is(nvme::SCT_COMMAND_SPECIFIC, nvme::SC_SELF_TEST_IN_PROGRESS))
+        return status;
+    return withDetails(statuses::selfTestInProgress(), status.getMessage());
+}
+
+/// The fields of log 06h that decide. The newest result is the first.
+unsigned runningTest(const Payload& log) {
+    return log.getData()[0] & 0x0FU;
+}
+unsigned progress(const Payload& log) {
+    return log.getData()[1] & 0x7FU;
+}
+unsigned newestTest(const Payload& log) {
+    return log.getData()[4] >> 4;
+}
+unsigned newestResult(const Payload& log) {
+    return log.getData()[4] & 0x0FU;
+}
+constexpr unsigned RESULT_PASSED = 0;
+constexpr unsigned RESULT_NEVER_USED = 0xF;
+
+std::string statusText(const Payload& log) {
+    if (runningTest(log) != 0) return nvme::selfTestOperationText(runningTest(log)) + " self-test in progress";
+    if (newestResult(log) == RESULT_NEVER_USED) return "no self-test has been run";
+    return nvme::selfTestOperationText(newestTest(log)) + " self-test: " + nvme::selfTestResultText(newestResult(log));
+}
+
+template <typename Number>
+void add(AttributeList& list, Attribute attribute, Number value, const std::string& unit = "") {
+    attribute.setValue(value);
+    attribute.setDescription(unit);
+    list[attribute.getName()] = std::move(attribute);
+}
+
+/// While a test runs, the code of an older result would mislead; at rest there is no progress.
+AttributeList summary(const Payload& log, unsigned extendedMinutes) {
+    AttributeList list;
+    add(list, attributes::feature::selfTestStatus(), statusText(log));
+    add(list, attributes::feature::shortSelfTestEstimatedTime(), static_cast<uint16_t>(SHORT_MINUTES), "minutes");
+    if (extendedMinutes != 0) {
+        add(list, attributes::feature::extendedSelfTestEstimatedTime(), static_cast<uint16_t>(extendedMinutes),
+            "minutes");
+    }
+    if (runningTest(log) != 0) {
+        add(list, attributes::feature::selfTestProgress(), static_cast<uint8_t>(progress(log)), "%");
+    } else if (newestResult(log) != RESULT_NEVER_USED) {
+        add(list, attributes::feature::selfTestStatusCode(), static_cast<uint8_t>(newestResult(log)));
+    }
+    return list;
+}
+
+/// Whether the log tells that the test of this code has passed.
+Status finalStatus(const nvme::Drive& drive, const TestRow& test, const Payload& log) {
+    if (newestTest(log) == test.code && newestResult(log) == RESULT_PASSED) return Status();
+    return withDetails(statuses::selfTestFailed(), "Drive " + drive.name() + ", " + statusText(log) + ".");
+}
+
+}  // namespace
+
+DriveSelfTestJob::DriveSelfTestJob(std::shared_ptr<const WaitClock> clock)
+    : FeatureJob(ostrel::interfaces::ostreli::JOB_DRIVE_SELF_TEST, "Drive Self-Test"), clock_(std::move(clock)) {}
+
+std::unique_ptr<ostrel::interfaces::ostreli::Job> DriveSelfTestJob::clone() const {
+    auto copy = std::make_unique<DriveSelfTestJob>(clock_);
+    copy->copyFrom(*this);
+    return copy;
+}
+
+Status DriveSelfTestJob::checkRequest(const Arguments& arguments) {
+    OSTREL_TRACE();
+    TestRequest request;
+    return readRequest(arguments, request);
+}
+
+Status DriveSelfTestJob::showDrive(nvme::Drive& drive, const Arguments&, DriveOutput& out) {
+    OSTREL_TRACE();
+    unsigned extendedMinutes = 0;
+    Payload log;
+    Status status = checkSupport(drive, extendedMinutes);
+    if (status.is(0, 0)) status = readLog(drive, nvme::LID_DEVICE_SELF_TEST, LOG_BYTES, log);
+    if (!status.is(0, 0)) return status;
+    out.addAttributes(title(), summary(log, extendedMinutes));
+    nvme::FieldTree results = nvme::decodeSelfTest(log);
+    if (out.requested() == nullptr && !results.parts.empty())
+        out.addTree({"Drive Self-Test Results", {}, std::move(results.parts)});
+    return Status();
+}
+
+Status DriveSelfTestJob::actOnDrive(nvme::Drive& drive, const Arguments& arguments, DriveOutput& out) {
+    OSTREL_TRACE();
+    TestRequest request;
+    unsigned extendedMinutes = 0;
+    Status status = readRequest(arguments, request);
+    if (status.is(0, 0)) status = checkSupport(drive, extendedMinutes);
+    if (status.is(0, 0)) status = start(drive, *request.test);
+    if (!status.is(0, 0)) return status;
+    if (!request.waits) {
+        out.addStatus(title(), Status(0, 0, "The " + std::string(request.test->word) + " self-test was started."));
+        return Status();
+    }
+    const unsigned minutes = request.test == TESTS ? SHORT_MINUTES : extendedMinutes;
+    Payload log;
+    status = await(drive, minutes != 0 ? minutes : UNKNOWN_MINUTES, log);
+    if (!status.is(0, 0)) return status;
+    // Not as a status: the tool puts a text of its own, of a test that goes on, in the place of each.
+    nvme::FieldTree results = nvme::decodeSelfTest(log);
+    if (!results.parts.empty()) out.addTree({"Drive Self-Test Result", std::move(results.parts.front().fields), {}});
+    return finalStatus(drive, *request.test, log);
+}
+
+Status DriveSelfTestJob::await(nvme::Drive& drive, unsigned minutes, Payload& log) const {
+    OSTREL_TRACE();
+    const uint64_t patienceMs = 2 * minutes * MS_PER_MINUTE;
+    uint64_t movedMs = clock_->nowMs();
+    for (unsigned before = 0;;) {
+        const Status status = readLog(drive, nvme::LID_DEVICE_SELF_TEST, LOG_BYTES, log);
+        if (!status.is(0, 0) || runningTest(log) == 0) return status;
+        if (progress(log) != before) {
+            before = progress(log);
+            movedMs = clock_->nowMs();
+        }
+        if (clock_->nowMs() - movedMs >= patienceMs) {
+            return withDetails(statuses::driveOrHostTimeout(), "Drive " + drive.name() + ", " + statusText(log) +
+                                                                   ", stands at " + std::to_string(before) +
+                                                                   " percent since " + std::to_string(2 * minutes) +
+                                                                   " minutes.");
+        }
+        clock_->sleepMs(POLL_MS);
+    }
+}
+
+}  // namespace features::jobs

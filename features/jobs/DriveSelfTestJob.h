@@ -1,0 +1,33 @@
+#pragma once
+
+#include "features/jobs/FeatureJob.h"
+#include "features/jobs/WaitClock.h"
+
+namespace features::jobs {
+
+/// The Device Self-test of a drive (NVMe Base Specification 1.4, section 5.8): started, or shown with its progress and
+/// the results that the drive keeps. It takes in all namespaces, or the one that the user's path named.
+///
+/// Arguments of the start:
+///   - "TestType": "short" (also when there is none) or "extended". What NVMe does not have is 10/46.
+///   - "Mode": "offline" (also when there is none) returns when the test has begun. "captive" waits for the test's end
+///     and gives its result; a test that did not pass is 10/215, and one whose progress stands still for twice the time
+///     that the drive estimates for the whole is 10/235.
+class DriveSelfTestJob : public FeatureJob {
+public:
+    explicit DriveSelfTestJob(std::shared_ptr<const WaitClock> clock = systemWaitClock());
+    std::unique_ptr<Job> clone() const override;
+
+protected:
+    ostrel::core::Status checkRequest(const Arguments& arguments) override;
+    ostrel::core::Status showDrive(nvme::Drive& drive, const Arguments& arguments, DriveOutput& out) override;
+    ostrel::core::Status actOnDrive(nvme::Drive& drive, const Arguments& arguments, DriveOutput& out) override;
+
+private:
+    /// Waits for the end of the test that runs, `minutes` of the drive's own estimate, and takes its log.
+    ostrel::core::Status await(nvme::Drive& drive, unsigned minutes, ostrel::core::Payload& log) const;
+
+    std::shared_ptr<const WaitClock> clock_;
+};
+
+}  // namespace features::jobs
