@@ -15,6 +15,8 @@
 #include "features/nvme/NamespaceProperties.h"
 #include "features/nvme/SmartAttributes.h"
 #include "features/nvme/StatusCodes.h"
+#include "features/nvme/VelkoFeatures.h"
+#include "features/nvme/VelkoLogPages.h"
 #include "fuzz/Require.h"
 #include "ostrel/core/XmlConverter.h"
 
@@ -34,7 +36,8 @@ FieldTree ofNamespace(const Payload& data, uint32_t nsid) {
     return DECODE(data, nsid);
 }
 
-/// Behind these come the log pages, the features and the OCP features, in the order of their tables.
+/// Behind these come the log pages, the features, the OCP features, and the maker's pages and features, in the order of
+/// their tables.
 constexpr Decoder DECODERS[] = {
     plain<decodeIdentifyController>,
     ofNamespace<decodeIdentifyNamespace>,
@@ -51,13 +54,19 @@ FieldTree decode(size_t choice, const Payload& data, uint32_t dword0) {
     const auto logs = static_cast<size_t>(logPagesEnd() - logPagesBegin());
     const auto features = static_cast<size_t>(featuresEnd() - featuresBegin());
     const auto ocpFeatures = static_cast<size_t>(ocpFeaturesEnd() - ocpFeaturesBegin());
-    choice %= std::size(DECODERS) + logs + features + ocpFeatures;
+    const auto velkoLogs = static_cast<size_t>(velkoLogPagesEnd() - velkoLogPagesBegin());
+    const auto velkoFeatures = static_cast<size_t>(velkoFeaturesEnd() - velkoFeaturesBegin());
+    choice %= std::size(DECODERS) + logs + features + ocpFeatures + velkoLogs + velkoFeatures;
     if (choice < std::size(DECODERS)) return DECODERS[choice](data, dword0);
     choice -= std::size(DECODERS);
     if (choice < logs) return logPagesBegin()[choice].decode(data);
     choice -= logs;
-    return decodeFeature(choice < features ? featuresBegin()[choice] : ocpFeaturesBegin()[choice - features], dword0,
-                         data);
+    if (choice < features) return decodeFeature(featuresBegin()[choice], dword0, data);
+    choice -= features;
+    if (choice < ocpFeatures) return decodeFeature(ocpFeaturesBegin()[choice], dword0, data);
+    choice -= ocpFeatures;
+    if (choice < velkoLogs) return velkoLogPagesBegin()[choice].decode(data);
+    return decodeFeature(velkoFeaturesBegin()[choice - velkoLogs], dword0, data);
 }
 
 bool isShowable(const std::string& text) {

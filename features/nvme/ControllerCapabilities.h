@@ -56,6 +56,8 @@ struct ControllerCapabilities {
     bool supportsPredictableLatency() const { return (ctratt & 0x20) != 0; }
     bool supportsUuidList() const { return (ctratt & 0x200) != 0; }
     bool supportsNamespaceNotices() const { return (oaes & 0x100) != 0; }
+    /// Two ports or more.
+    bool hasSeveralPorts() const { return (cmic & 0x01) != 0; }
     bool supportsAna() const { return (cmic & 0x08) != 0; }
     bool supportsSanitize() const { return (sanicap & 0x07) != 0; }
 

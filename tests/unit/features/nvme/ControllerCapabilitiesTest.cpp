@@ -64,6 +64,7 @@ constexpr struct {
     {&ControllerCapabilities::supportsPredictableLatency, "predictable latency", 96, 5},
     {&ControllerCapabilities::supportsUuidList, "UUID list", 97, 1},
     {&ControllerCapabilities::supportsNamespaceNotices, "namespace notices", 93, 0},
+    {&ControllerCapabilities::hasSeveralPorts, "several ports", 76, 0},
     {&ControllerCapabilities::supportsAna, "ANA", 76, 3},
     {&ControllerCapabilities::supportsSanitize, "crypto erase", 328, 0},
     {&ControllerCapabilities::supportsSanitize, "block erase", 328, 1},

@@ -14,6 +14,8 @@
 #include "features/nvme/FieldTree.h"
 #include "features/nvme/Identify.h"
 #include "features/nvme/LogPages.h"
+#include "features/nvme/VelkoFeatures.h"
+#include "features/nvme/VelkoLogPages.h"
 #include "tests/support/Golden.h"
 #include "tests/unit/features/nvme/Layout.h"
 #include "tests/unit/features/nvme/TreeText.h"
@@ -78,6 +80,15 @@ const Case CASES[] = {
     {"feature_81_short", feature(findFeature(0x81))},
     {"feature_ocp_c0_injections", feature(findOcpFeature(0xC0))},
     {"feature_ocp_c5_monitor", feature(findOcpFeature(0xC5))},
+    {"log_velko_d0_smart", of(decodeVelkoExtendedSmart)},
+    {"log_velko_d1_reads", of(decodeVelkoReadLatency)},
+    {"log_velko_d2_writes", of(decodeVelkoWriteLatency)},
+    {"log_velko_d3_nlog", of(decodeVelkoLogHeader)},
+    {"log_velko_d8_flush", of(decodeVelkoForceFlush)},
+    {"log_velko_d8_unknown", of(decodeVelkoForceFlush)},
+    {"log_velko_d9_background", of(decodeVelkoBackground)},
+    {"feature_velko_c1_maximum", feature(findVelkoFeature(0xC1))},
+    {"feature_velko_c2_native", feature(findVelkoFeature(0xC2))},
 };
 
 TEST(Decoders, ShowWholeStructures) {
