@@ -37,6 +37,13 @@ Status unknownDrive(const std::string& key) {
     return statuses::jobInvalidDriveIdentifier();
 }
 
+Status severalNamespaces(const std::string& drive, const std::string& first, const std::string& second) {
+    Status status = statuses::multipleDevicesSelected();
+    status.setMessage(status.getMessage() + " Namespaces " + first + " and " + second + " of " + drive +
+                      " were named: name one of them.");
+    return status;
+}
+
 bool wantsScan(const xml::XmlObject& request) {
     for (const auto& property : request.properties) {
         if (property->getAttribute(xml::KEY_NAME) == "Scan") return toBoolean(property->getAttribute(xml::KEY_VALUE));
@@ -105,34 +112,37 @@ Status RequestHandler::selectDevices(const xml::XmlObject& request, Devices& dev
 Status RequestHandler::selectDevice(const std::string& key, const std::string& value, Devices& devices) {
     OSTREL_TRACE();
     std::shared_ptr<Device> device;
+    Status status;
     if (key == xml::NAME_PATH) {
-        device = deviceAt(value, &transport::DriveSource::locate);
+        status = deviceAt(value, &transport::DriveSource::locate, device);
     } else if (key == xml::NAME_BOOT_DRIVE) {
-        device = deviceAt(value, &transport::DriveSource::bootDrive);
+        status = deviceAt(value, &transport::DriveSource::bootDrive, device);
     } else {
         device = manager_.GetDevice(Attribute(key, key, typeString(), value));
     }
+    if (!status.is(0, 0)) return status;
     if (device == nullptr) return unknownDrive(key);
     // Two names for one drive are one drive: a command must not run on it twice.
     if (std::find(devices.begin(), devices.end(), device) == devices.end()) devices.push_back(device);
     return Status();
 }
 
-std::shared_ptr<Device> RequestHandler::deviceAt(const std::string& path, Locate locate) {
+Status RequestHandler::deviceAt(const std::string& path, Locate locate, std::shared_ptr<Device>& device) {
     OSTREL_TRACE();
     for (const auto& source : sources_) {
         const auto location = (source.get()->*locate)(path);
         if (!location) continue;
-        auto device = manager_.getDeviceByPath(location->devicePath);
-        if (device != nullptr && location->nsid) {
-            // Jobs on one namespace take the one that the path named.
-            Attribute nsid = attributes::device::namespaceId();
-            nsid.setValue(*location->nsid);
-            device->setAttribute(nsid);
-        }
-        return device;
+        device = manager_.getDeviceByPath(location->devicePath);
+        if (device == nullptr || !location->nsid) return Status();
+        // Jobs on one namespace take the one that the path named.
+        Attribute nsid = attributes::device::namespaceId();
+        nsid.setValue(*location->nsid);
+        if (device->hasAttribute(nsid.getName()) && device->getAttribute(nsid).getText() != nsid.getText())
+            return severalNamespaces(location->devicePath, device->getAttribute(nsid).getText(), nsid.getText());
+        device->setAttribute(nsid);
+        return Status();
     }
-    return nullptr;
+    return Status();
 }
 
 }  // namespace features::library

@@ -18,6 +18,7 @@ namespace features::library {
 ///   - no XML: 11/2; a root without a name, or a name that is no job's: 11/4; a job that this library does not have:
 ///     10/34; a type that is none of the three: 11/5
 ///   - a drive that is named and not there: 0/4, 0/5, 0/7 or 0/8, by the kind of the name; 11/10 for another kind
+///   - two namespaces of one drive: 10/6, since a job is about one of them
 /// Every selector must lead to a drive before any of them is touched. No selector stands for all drives.
 ///
 /// Threads: one request at a time.
@@ -35,7 +36,8 @@ private:
                              const std::shared_ptr<ostrel::core::xml::XmlObject>& output);
     ostrel::core::Status selectDevices(const ostrel::core::xml::XmlObject& request, Devices& devices);
     ostrel::core::Status selectDevice(const std::string& key, const std::string& value, Devices& devices);
-    std::shared_ptr<ostrel::core::Device> deviceAt(const std::string& path, Locate locate);
+    ostrel::core::Status deviceAt(const std::string& path, Locate locate,
+                                  std::shared_ptr<ostrel::core::Device>& device);
 
     std::vector<std::unique_ptr<transport::DriveSource>> sources_;
     ostrel::core::DeviceManager manager_;

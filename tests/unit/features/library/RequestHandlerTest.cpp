@@ -264,6 +264,16 @@ TEST_F(RequestHandlerTest, ADriveThatIsNamedTwiceIsOneDrive) {
     EXPECT_EQ(list(device("Index", "1") + device("SerialNumber", "S1") + device("Path", "/dev/nvme1n1")), answer(S1));
 }
 
+TEST_F(RequestHandlerTest, TwoNamespacesOfOneDriveAreRefused) {
+    const std::string n1 = device("Path", "/dev/nvme1n1");
+    const std::string n2 = device("Path", "/dev/nvme1n2");
+    EXPECT_EQ(list(n1 + n2), refusal("VelkoSSD", "10", "6",
+                                     "Multiple devices selected. Namespaces 7 and 8 of /dev/nvme1 were named: name one "
+                                     "of them."));
+    EXPECT_EQ(list(n1 + n1), answer(S1)) << "one namespace twice";
+    EXPECT_EQ(list(device("Index", "1") + n2 + device("Path", "/dev/nvme1")), answer(S1));
+}
+
 TEST_F(RequestHandlerTest, ANamespacesNodeNamesTheNamespaceTheJobIsAbout) {
     constexpr struct {
         const char* path;
