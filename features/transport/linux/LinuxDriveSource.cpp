@@ -1,5 +1,6 @@
 #include "features/transport/linux/LinuxDriveSource.h"
 
+#include <algorithm>
 #include <climits>
 #include <cstdlib>
 
@@ -12,6 +13,22 @@
 namespace features::transport {
 
 using namespace ostrel::core;
+
+namespace {
+
+/// The folder that holds the one `path` leads to; empty when there is none.
+std::string parentFolder(const std::string& path) {
+    char target[PATH_MAX];
+    return ::realpath((path + "/..").c_str(), target) == nullptr ? std::string() : target;
+}
+
+/// "nvme0n12", not "nvme0c1n12": a block device with a node.
+bool isNamespaceNode(const std::string& name, const std::string& suffix) {
+    const std::size_t digits = name.find_first_not_of("0123456789", 4);
+    return name.compare(0, 4, "nvme") == 0 && digits != std::string::npos && name.substr(digits) == suffix;
+}
+
+}  // namespace
 
 std::unique_ptr<DeviceFinder> LinuxDriveSource::finder() const {
     return std::make_unique<LinuxDeviceFinder>(paths_);
@@ -26,7 +43,20 @@ std::optional<DriveLocation> LinuxDriveSource::locate(const std::string& path) c
     // Only a node of the device folder names a drive, not any file that happens to bear such a name.
     if (node != paths_.dev + "/" + name) return std::nullopt;
     if (readLine(NvmeTopology(paths_).controllerFolder(name) + "/state")) return DriveLocation{"/dev/" + name, {}};
-    return locateBlock(name);
+    return name.compare(0, 2, "ng") == 0 ? locateGeneric(name) : locateBlock(name);
+}
+
+std::optional<DriveLocation> LinuxDriveSource::locateGeneric(const std::string& name) const {
+    OSTREL_TRACE();
+    // The X of ngXnY need not be that of nvmeXnY. The kernel keeps both in one folder, of the controller or of the
+    // subsystem, and in there the Y tells which belong together.
+    const std::string folder = parentFolder(paths_.sys + "/class/nvme-generic/" + name);
+    if (folder.empty()) return std::nullopt;
+    const std::string suffix = name.substr(std::min(name.size(), name.find('n', 2)));
+    for (const std::string& entry : listFolder(folder)) {
+        if (isNamespaceNode(entry, suffix)) return locateBlock(entry);
+    }
+    return std::nullopt;
 }
 
 std::optional<DriveLocation> LinuxDriveSource::bootDrive(const std::string&) const {
@@ -43,9 +73,8 @@ std::optional<DriveLocation> LinuxDriveSource::locateBlock(const std::string& bl
     std::string disk = block;
     if (readNumber(topology.blockFolder(block) + "/partition")) {
         // The folder of a partition lies in that of its disk.
-        char target[PATH_MAX];
-        if (::realpath((topology.blockFolder(block) + "/..").c_str(), target) == nullptr) return std::nullopt;
-        const std::string folder = target;
+        const std::string folder = parentFolder(topology.blockFolder(block));
+        if (folder.empty()) return std::nullopt;
         disk = folder.substr(folder.rfind('/') + 1);
     }
     const auto controllers = topology.controllersOf(disk);

@@ -15,6 +15,8 @@ public:
     std::optional<DriveLocation> bootDrive(const std::string& word) const override;
 
 private:
+    /// Of a namespace's generic node, "ng0n1".
+    std::optional<DriveLocation> locateGeneric(const std::string& name) const;
     /// Of a block device, a partition included.
     std::optional<DriveLocation> locateBlock(const std::string& block) const;
 

@@ -64,6 +64,13 @@ void FakeMachine::hiddenPath(const std::string& controller, const std::string& b
     link("/sys/class/block/" + block, place);
 }
 
+void FakeMachine::generic(const std::string& parent, const std::string& name) {
+    const std::string place = "/sys/devices/" + parent + "/" + name;
+    file(place + "/dev", "242:0\n");
+    file("/dev/" + name, "");
+    link("/sys/class/nvme-generic/" + name, place);
+}
+
 void FakeMachine::partition(const std::string& disk, const std::string& block, const std::string& number, int index) {
     const std::string place = "/sys/devices/" + disk + "/" + block;
     blockDevice(place, block, number);

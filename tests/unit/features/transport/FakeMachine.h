@@ -33,6 +33,8 @@ public:
     void disk(const std::string& parent, const std::string& block, const std::string& number, uint32_t nsid);
     /// The hidden entry of one path to a namespace, which has no node.
     void hiddenPath(const std::string& controller, const std::string& block, uint32_t nsid);
+    /// A namespace's character device below devices/`parent`, with its node.
+    void generic(const std::string& parent, const std::string& name);
     void partition(const std::string& disk, const std::string& block, const std::string& number, int index);
     /// Another block device (md, dm) in devices/virtual, with its node.
     void virtualDisk(const std::string& block, const std::string& number);

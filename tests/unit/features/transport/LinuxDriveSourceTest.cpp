@@ -42,6 +42,27 @@ TEST_F(LinuxDriveSourceTest, NodesLeadToTheirController) {
     EXPECT_EQ(locate("/dev/nvme1n1"), "/dev/nvme1 namespace 3") << "of two paths the first";
 }
 
+TEST_F(LinuxDriveSourceTest, AGenericNodeLeadsToTheNamespaceBesideIt) {
+    machine_.disk("pci/nvme0", "nvme0n11", "259:4", 11);
+    machine_.disk("pci/nvme0", "nvme7n3", "259:5", 12);
+    machine_.generic("pci/nvme0", "ng0n1");
+    machine_.generic("pci/nvme0", "ng0n11");
+    machine_.generic("pci/nvme0", "ng0n3");
+    machine_.generic("pci/nvme0", "ng0n4");
+    machine_.generic("virtual/nvme-subsys1", "ng1n1");
+    machine_.generic("virtual", "ngx");
+    machine_.file("/dev/ng0n5", "");
+    machine_.link("/dev/mine", "/dev/ng0n11");
+    EXPECT_EQ(locate("/dev/ng0n1"), "/dev/nvme0 namespace 7");
+    EXPECT_EQ(locate("/dev/ng0n11"), "/dev/nvme0 namespace 11");
+    EXPECT_EQ(locate("/dev/mine"), "/dev/nvme0 namespace 11");
+    EXPECT_EQ(locate("/dev/ng0n3"), "/dev/nvme0 namespace 12") << "the first number is the subsystem's on one alone";
+    EXPECT_EQ(locate("/dev/ng1n1"), "/dev/nvme1 namespace 3") << "above all paths";
+    EXPECT_EQ(locate("/dev/ng0n4"), "nothing") << "no block device beside it";
+    EXPECT_EQ(locate("/dev/ng0n5"), "nothing") << "a node left behind";
+    EXPECT_EQ(locate("/dev/ngx"), "nothing");
+}
+
 TEST_F(LinuxDriveSourceTest, LinksAndRoundaboutPathsAreFollowed) {
     machine_.link("/dev/disk/by-id/nvme-S1", "/dev/nvme0n1");
     machine_.link("/dev/disk/by-id/nvme-S1-part1", "/dev/nvme0n1p1");
