@@ -11,7 +11,7 @@
 
 namespace features::jobs {
 
-/// What a job has to say of one drive: the children of an output object. Every heading names the drive's serial
+/// What a job has to say of one drive: the children of an output object. Every heading names the drive, by its serial
 /// number, so that several drives can be told apart.
 ///
 /// Threads: one at a time per object; each drive has its own.

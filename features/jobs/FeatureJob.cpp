@@ -1,8 +1,10 @@
 #include "features/jobs/FeatureJob.h"
 
 #include <algorithm>
+#include <map>
 
 #include "features/jobs/SideBySide.h"
+#include "ostrel/core/AttributeVocabulary.h"
 #include "ostrel/core/ScopeTrace.h"
 #include "ostrel/core/StatusCatalogue.h"
 #include "ostrel/core/XmlConverter.h"
@@ -25,6 +27,23 @@ std::unique_ptr<xml::XmlObject> outputObject() {
 
 void append(xml::XmlObject& output, DriveOutput& drive) {
     for (auto& object : drive.take()) output.objects.push_back(std::move(object));
+}
+
+/// How the headings name the drives: by the serial number. Where several have the same one, as controllers of one
+/// subsystem do, its node follows: "S1 nvme0". Without a mark between them, since headings become XML names.
+std::vector<std::string> headingNames(const std::vector<std::shared_ptr<Device>>& devices) {
+    std::vector<std::string> names;
+    std::map<std::string, unsigned> drivesOfName;
+    for (const auto& device : devices) {
+        names.push_back(device->getAttribute(attributes::device::serialNumber()).getText());
+        ++drivesOfName[names.back()];
+    }
+    for (std::size_t i = 0; i < names.size(); ++i) {
+        if (drivesOfName[names[i]] == 1) continue;
+        const std::string path = devices[i]->getAttribute(attributes::device::devicePath()).getText();
+        names[i] += " " + path.substr(path.rfind('/') + 1);
+    }
+    return names;
 }
 
 }  // namespace
@@ -79,10 +98,11 @@ void FeatureJob::runOnDrives(xml::XmlObject& output, const AttributeList* reques
                              Operation operation) {
     OSTREL_TRACE();
     const auto& devices = getDevices();
+    const std::vector<std::string> names = headingNames(devices);
     std::vector<std::unique_ptr<DriveOutput>> outputs(devices.size());
     sideBySide(devices.size(), atOnce, [&](std::size_t i) {
         nvme::Drive drive(*devices[i]);
-        outputs[i] = std::make_unique<DriveOutput>(drive.serialNumber(), requested);
+        outputs[i] = std::make_unique<DriveOutput>(names[i], requested);
         const Status status = (this->*operation)(drive, arguments(), *outputs[i]);
         if (!status.is(0, 0)) outputs[i]->addStatus(title_, status);
     });

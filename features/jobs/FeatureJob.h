@@ -18,6 +18,8 @@ namespace features::jobs {
 ///   - Method:        actOnDrive() for each drive, one after the other; one output object, likewise.
 ///   - SetProperty:   setOnDrive() on the one drive.
 ///
+/// Each drive is named by its serial number; by that and its node, "S1 nvme0", where two of them have the same one.
+///
 /// A drive that fails does not spoil the others: its status stands in the output under the job's title and the drive's
 /// serial number.
 ///

@@ -86,6 +86,30 @@ TEST(FeatureJob, ShowsDrivesInTheirOrderAndAFailingOneAmongThem) {
 </Object>)");
 }
 
+TEST(FeatureJob, DrivesWithOneSerialNumberAreToldApartByTheirNodes) {
+    FakeDrive first("S1", "/dev/nvme0");
+    first.expect(getFeature(0x07).completes(11));
+    FakeDrive second("S2", "/dev/nvme1");
+    second.expect(getFeature(0x07).completes(22));
+    FakeDrive third("S1", "/dev/nvme12");
+    third.expect(getFeature(0x07).breaks(Status(1, ENODEV, "The drive /dev/nvme12 is gone.")));
+    ExampleJob job;
+    EXPECT_EQ(JobRun(job, JOBTYPE_GET_PROPERTIES).on({&first, &second, &third}), R"(0/0
+<Object category="Output">
+<Object category="attributeList" key="Example Title S1 nvme0">
+<Property category="attribute" displayName="Queues" name="Queues" size="3" type="string" value="11"/>
+</Object>
+<Object category="attributeList" key="Example Title S2">
+<Property category="attribute" displayName="Queues" name="Queues" size="3" type="string" value="22"/>
+</Object>
+<Object category="status" key="S1 nvme12" name="Example Title">
+<Property name="Category" value="1"/>
+<Property name="Code" value="19"/>
+<Property name="Message" value="The drive /dev/nvme12 is gone."/>
+</Object>
+</Object>)");
+}
+
 TEST(FeatureJob, ActsOnEachDriveAndTellsWhatWasDone) {
     FakeDrive first("S1", "/dev/nvme0");
     first.expect(setFeature(0x07, 0).completes());
