@@ -1,132 +1,15 @@
 """The list of drives and the ways of naming one, on a real driver. Every value is compared with what nvme-cli or sysfs
 says of the same drive."""
 
-import json
 import struct
 import time
 import unittest
 
-from machine import Controller, Machine, Namespace
-
-NOT_FOUND = "Property not found"
-NO_UPDATE = ("No known update for SSD. If an update is expected, please contact your SSD Vendor representative about "
-             "firmware update for this drive.")
-UNKNOWN_INDEX = "Error: Provided device index is invalid. Device could not be found.\n"
-UNKNOWN_SERIAL = "Error: Provided device serial is invalid. Device could not be found.\n"
-UNKNOWN_PATH = "Error: Provided device path is invalid. Device could not be found.\n"
-UNKNOWN_BOOT_DRIVE = "Error: Provided device ID is invalid. Device could not be found.\n"
+from machine import Controller, Namespace
+from witness import NOT_FOUND, UNKNOWN_BOOT_DRIVE, UNKNOWN_INDEX, UNKNOWN_PATH, UNKNOWN_SERIAL, VmTestCase, Witness
 
 
-def refuse(text):
-    raise ValueError(f"{text} is no JSON")
-
-
-def strict_json(text):
-    """The drives of a list, each as heading and properties. A property twice is an error; two drives may share a
-    heading, since controllers of one subsystem have one serial number."""
-    drives = []
-
-    def pairs(items):
-        if items and isinstance(items[0][1], dict):
-            drives.extend(items)
-            return None
-        if len(dict(items)) != len(items):
-            raise ValueError(f"a property twice: {items}")
-        return dict(items)
-
-    json.loads(text, object_pairs_hook=pairs, parse_constant=refuse)
-    return drives
-
-
-def values(text):
-    """The JSON documents of several programs, one behind the other."""
-    decoder, found = json.JSONDecoder(), []
-    text = text.strip()
-    while text:
-        value, end = decoder.raw_decode(text)
-        found.append(value)
-        text = text[end:].lstrip()
-    return found
-
-
-class Witness:
-    """What nvme-cli and sysfs say of the drives of a machine, in the order of the list: names in byte order."""
-
-    def __init__(self, machine):
-        self.names = machine.shell("cd /sys/class/nvme && LC_ALL=C ls").stdout.split()
-        names = " ".join(self.names)
-        self.controllers = values(machine.shell(f"for c in {names}; do nvme id-ctrl -o json /dev/$c; done").stdout)
-        self.logs = values(machine.shell(f"for c in {names}; do nvme smart-log -o json /dev/$c; done").stdout)
-        # Below each controller: its own block devices, or paths to the ones of its subsystem.
-        listing = machine.shell(
-            f"cd /sys/class/nvme; for c in {names}; do for n in $c/nvme*n*; do [ -e $n/nsid ] && "
-            "echo $c $(cat $n/nsid $n/size $n/queue/logical_block_size); done; done; true").stdout
-        self.namespaces = {name: [] for name in self.names}
-        for line in listing.splitlines():
-            name, *numbers = line.split()
-            self.namespaces[name].append(tuple(map(int, numbers)))
-        firsts = {name: min(found)[0] for name, found in self.namespaces.items() if found}
-        identified = values(machine.shell("; ".join(
-            f"nvme id-ns -o json -n {nsid} /dev/{name}" for name, nsid in firsts.items()) or "true").stdout)
-        self.first = dict(zip(firsts, identified))
-
-    def drive(self, index):
-        """The properties of a list's entry."""
-        name, controller = self.names[index], self.controllers[index]
-        sectors = sum(size for _, size, _ in self.namespaces[name])
-        first = self.first.get(name)
-        return {
-            "Bootloader": NOT_FOUND,
-            "Capacity": f"{sectors * 512 / 1e6:.2f} MB",
-            "DevicePath": f"/dev/{name}",
-            "DeviceStatus": {0: "Healthy"}[self.logs[index]["critical_warning"]],
-            "Firmware": controller["fr"].strip(),
-            "FirmwareUpdateAvailable": NO_UPDATE,
-            "Index": index,
-            "MaximumLBA": first["nsze"] - 1 if first else NOT_FOUND,
-            "ModelNumber": controller["mn"].strip(),
-            "NumLBAFormats": first["nlbaf"] if first else NOT_FOUND,
-            "ProductFamily": NOT_FOUND,
-            "SectorSize": min(self.namespaces[name])[2] if first else NOT_FOUND,
-            "SerialNumber": controller["sn"].strip(),
-        }
-
-    def list(self):
-        return [(f"Velko SSD {self.drive(i)['SerialNumber']}", self.drive(i)) for i in range(len(self.names))]
-
-
-class ListingTestCase(unittest.TestCase):
-    """One machine for the tests of a class."""
-
-    maxDiff = None
-    controllers = []
-
-    @classmethod
-    def setUpClass(cls):
-        cls.machine = Machine(cls.controllers)
-        cls.prepare(cls.machine)
-        cls.machine.start()
-
-    @classmethod
-    def tearDownClass(cls):
-        cls.machine.stop()
-
-    @classmethod
-    def prepare(cls, machine):
-        """Before the machine starts."""
-
-    def check(self, *arguments, status=0, stdout="", stderr=""):
-        run = self.machine.run("nimbrel", *arguments)
-        self.assertEqual((run.stdout, run.stderr, run.status), (stdout, stderr, status), arguments)
-
-    def drives(self, *arguments):
-        """What a successful show tells."""
-        run = self.machine.run("nimbrel", "show", "-o", "json", *arguments)
-        self.assertEqual((run.stderr, run.status), ("", 0), arguments)
-        return strict_json(run.stdout)
-
-
-class OneDrive(ListingTestCase):
+class OneDrive(VmTestCase):
     controllers = [Controller("S1", [Namespace(64)])]
 
     def test_is_listed_with_what_the_witnesses_say(self):
@@ -196,7 +79,7 @@ class OneDrive(ListingTestCase):
         self.assertEqual(self.drives("-a", "-velkossd", "0"), [("Velko SSD S1", expected)])
 
 
-class FourControllers(ListingTestCase):
+class FourControllers(VmTestCase):
     """Two controllers of one subsystem, with a namespace of each kind; one without any; one with a partition."""
 
     controllers = [
@@ -268,7 +151,7 @@ class FourControllers(ListingTestCase):
                 self.check("show", "-velkossd", name, status=3, stdout=message)
 
 
-class ManyControllers(ListingTestCase):
+class ManyControllers(VmTestCase):
     controllers = [Controller(f"M{i:02}", [Namespace(4 + i)]) for i in range(32)]
 
     def test_are_listed_with_what_the_witnesses_say(self):
@@ -277,7 +160,7 @@ class ManyControllers(ListingTestCase):
         self.assertEqual(self.drives("-velkossd"), witness.list())
 
 
-class UnpluggedDrive(ListingTestCase):
+class UnpluggedDrive(VmTestCase):
     controllers = [Controller("U1", [Namespace(8)]), Controller("U2", [Namespace(16)]), Controller("U3", [Namespace(8)])]
 
     def test_is_gone_and_the_others_are_listed(self):

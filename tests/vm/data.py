@@ -1,0 +1,503 @@
+"""What a drive says of itself, and what is set in it: identify structures, log pages, features. Every value that nvme-cli
+names is compared; how the two ways of showing one relate stands in tables."""
+
+import datetime
+import unittest
+import xml.etree.ElementTree
+
+from machine import Controller, Namespace
+from witness import VmTestCase, Witness, strict_json, values
+
+
+def hexadecimal(digits):
+    return lambda value: f"0x{int(value):0{digits}X}"
+
+
+def celsius(kelvin):
+    return str(kelvin - 273) if kelvin else "not reported"
+
+
+def plus_1(value):
+    return str(value + 1)
+
+
+def power_of_2(value):
+    return str(1 << value)
+
+
+def unless_0(word):
+    return lambda value: str(value) if value else word
+
+
+def identifier(value):
+    digits = value.replace("-", "").upper()
+    return digits if digits.strip("0") else "not reported"
+
+
+def rules(**names_of_rule):
+    """{"plus_1": "acl aerl"} as {"acl": plus_1, "aerl": plus_1}."""
+    kinds = {"hex2": hexadecimal(2), "hex4": hexadecimal(4), "hex6": hexadecimal(6), "hex8": hexadecimal(8),
+             "celsius": celsius, "plus_1": plus_1, "power_of_2": power_of_2, "text": str.strip,
+             "identifier": identifier, "unless_0": unless_0("not reported"), "none_if_0": unless_0("none"),
+             "never": lambda _: "not reported"}
+    return {name: kinds[kind] for kind, names in names_of_rule.items() for name in names.split()}
+
+
+# The values that are not shown as plain numbers. cntrltype: QEMU's controller is an I/O controller.
+CONTROLLER = {
+    **rules(hex2="cmic nvmsr vwci mec frmw lpa avscc apsta dsto anacap sqes cqes fna vwc icsvscc nwpc fcatt",
+            hex4="vid ssvid cntlid rrls oacs hctma oncs fuses ocfs ofcs", hex6="ieee",
+            hex8="oaes ctratt rpmbs sanicap sgls", plus_1="acl aerl elpe npss awun awupf acwu",
+            power_of_2="rab", text="sn mn fr subnqn", celsius="wctemp cctemp mntmt mxtmt",
+            unless_0="rtd3r rtd3e mtfa fwug", identifier="fguid"),
+    "ver": lambda value: f"{value >> 16}.{value >> 8 & 255}.{value & 255}",
+    "cntrltype": {1: "I/O controller"}.get,
+}
+# QEMU defines the preferred sizes (NSFEAT bit 4) and not the atomic units (bit 1).
+NAMESPACE = rules(hex2="nsfeat flbas mc dpc dps nmic rescap fpi dlfeat nsattr", unless_0="noiob mssrl mcl",
+                  plus_1="nlbaf npwg npwa npdg npda nows msrc", none_if_0="nabsn nabspf",
+                  never="nawun nawupf nacwu", identifier="eui64 nguid")
+SMART_LOG = rules(hex2="critical_warning endurance_grp_critical_warning_summary", celsius="temperature")
+# Where the names are not the same, too.
+NAMES = {
+    "icsvscc": "NVSCC", "domainid": "DID",
+    "critical_warning": "CW", "temperature": "CTEMP", "avail_spare": "AVSP", "spare_thresh": "AVSPT",
+    "percent_used": "PUSED", "endurance_grp_critical_warning_summary": "EGCWS", "data_units_read": "DUR",
+    "data_units_written": "DUW", "host_read_commands": "HRC", "host_write_commands": "HWC",
+    "controller_busy_time": "CBT", "power_cycles": "PWRC", "power_on_hours": "POH", "unsafe_shutdowns": "UPL",
+    "media_errors": "MDIE", "num_err_log_entries": "NEIL", "warning_temp_time": "WCTT", "critical_comp_time": "CCTT",
+    "thm_temp1_trans_count": "TMT1TC", "thm_temp2_trans_count": "TMT2TC", "thm_temp1_total_time": "TTTMT1",
+    "thm_temp2_total_time": "TTTMT2",
+}
+
+
+def expected(theirs, table):
+    """nvme-cli's plain values as ours."""
+    return {NAMES.get(key, key.upper()): table.get(key, str)(value)
+            for key, value in theirs.items() if not isinstance(value, (list, dict))}
+
+
+def fields(ours):
+    """The fields of a structure by their abbreviations, without the bits that some of them are taken apart into."""
+    names = {label: label.split(" - ")[0] for label, value in ours.items() if not isinstance(value, dict)}
+    return {name: str(ours[label]) for label, name in names.items() if " " not in name}
+
+
+class DriveData(VmTestCase):
+    controllers = [
+        Controller("S1", [Namespace(64, options="uuid=11112222-3333-4444-5555-666677778888,eui64=0x5254001122334455"),
+                          Namespace(32, block=4096, metadata=8, shared=True), Namespace(16, detached=True, nsid=7)]),
+        Controller("S1", name="S1b"),
+        Controller("S3", [Namespace(16)], options="mdts=5"),
+    ]
+
+    def setUp(self):
+        # "nvme0 0 S1": name, controller identifier, serial number
+        listing = self.machine.shell("cd /sys/class/nvme; for c in *; do echo $c $(cat $c/cntlid $c/serial); done").stdout
+        nodes = {(serial, int(cntlid)): f"/dev/{name}" for name, cntlid, serial in map(str.split, listing.splitlines())}
+        self.first, self.other = nodes["S1", 0], nodes["S3", 0]
+
+    def theirs(self, command):
+        run = self.machine.shell(f"{command} -o json")
+        self.assertEqual((run.status, run.stderr), (0, ""), command)
+        return run.json()
+
+    def raw(self, command):
+        run = self.machine.shell(f"{command} -b")
+        self.assertEqual((run.status, run.stderr), (0, ""), command)
+        return run.stdout_bytes
+
+    def only(self, *arguments):
+        """The one object that a successful show tells, after its heading."""
+        (drive,) = self.drives(*arguments)
+        return drive
+
+    # Identify
+
+    def test_identify_controller(self):
+        for path in (self.first, self.other):
+            theirs = self.theirs(f"nvme id-ctrl {path}")
+            heading, ours = self.only("-velkossd", path, "-identify")
+            self.assertEqual(heading, f"Identify Controller {theirs['sn'].strip()}")
+            self.assertEqual(fields(ours), expected(theirs, CONTROLLER))
+            states = [part for part in ours.values() if isinstance(part, dict)]
+            self.assertEqual([(s["MP - Maximum Power (watts)"], s["ENLAT - Entry Latency (microseconds)"],
+                               s["EXLAT - Exit Latency (microseconds)"]) for s in states],
+                             [(f"{s['max_power'] / 100:.2f}", s["entry_lat"], s["exit_lat"]) for s in theirs["psds"]],
+                             "QEMU's unit is 0.01 W")
+
+    def test_identify_namespace(self):
+        for path, nsid in ((self.first, 1), (self.first, 2), (self.other, 1)):
+            theirs = self.theirs(f"nvme id-ns -n {nsid} {path}")
+            del theirs["nulbaf"]  # formats with a number of their own, which this tool does not count apart
+            heading, ours = self.only("-velkossd", path, "-identify", "-namespace", nsid)
+            self.assertEqual(heading.rsplit(" ", 1)[0], f"Identify Namespace {nsid}")
+            self.assertEqual(fields(ours), expected(theirs, NAMESPACE))
+            formats = [part for part in ours.values() if isinstance(part, dict)]
+            self.assertEqual([(f["LBADS - LBA Data Size (bytes)"], f["MS - Metadata Size (bytes)"], f["In Use"])
+                              for f in formats],
+                             [(1 << f["ds"], f["ms"], i == theirs["flbas"] & 15) for i, f in enumerate(theirs["lbafs"])])
+
+    def test_lists_of_namespaces_and_controllers(self):
+        def list_of(command, name, key):
+            return " ".join(str(entry[key]) for entry in self.theirs(f"{command} {self.first}")[name])
+
+        for command, name, key, arguments, heading, label in (
+                ("nvme list-ns", "nsid_list", "nsid", ["-identify", "-namespace", "attached"],
+                 "Attached Namespaces S1", "Namespaces"),
+                ("nvme list-ns --all", "nsid_list", "nsid", ["-identify", "-namespace", "allocated"],
+                 "Allocated Namespaces S1", "Namespaces"),
+                ("nvme list-ctrl", "ctrl_list", "ctrl_id", ["-nvmecontroller"], "Controllers S1", "Controllers"),
+                ("nvme list-ctrl -n 1", "ctrl_list", "ctrl_id", ["-namespace", "1", "-nvmecontroller"],
+                 "Controllers of Namespace 1 S1", "Controllers"),
+                ("nvme list-ctrl -n 2", "ctrl_list", "ctrl_id", ["-namespace", "2", "-nvmecontroller"],
+                 "Controllers of Namespace 2 S1", "Controllers")):
+            with self.subTest(heading):
+                found_heading, ours = self.only("-velkossd", self.first, *arguments)
+                self.assertEqual((found_heading, {label: str(ours.pop(label, None))}, ours),
+                                 (heading, {label: list_of(command, name, key)}, {}))
+
+    def test_namespace_descriptors(self):
+        theirs = {d["type"]: d[d["type"]] for d in self.theirs(f"nvme ns-descs -n 1 {self.first}")["ns-descs"]}
+        heading, ours = self.only("-velkossd", self.first, "-identify", "-namespace", 1, "-descriptors")
+        self.assertEqual(heading, "Namespace Identification Descriptors of Namespace 1 S1")
+        self.assertEqual(fields(ours), {"UUID": theirs["uuid"], "EUI64": theirs["eui64"].upper(),
+                                        "CSI": hexadecimal(2)(theirs["csi"])})
+        self.assertEqual(theirs["uuid"], "11112222-3333-4444-5555-666677778888", "the machine is as it was meant")
+
+    def test_what_identify_refuses(self):
+        for arguments, status, message in (
+                (["-identify", "-namespace", "7"], 80, f"Namespace 7 is not attached to drive S1 ({self.first})."),
+                (["-identify", "-namespace", "4294967295"], 25, f"Identify failed on drive S1 ({self.first}): Invalid "
+                 "Namespace or Format (status code type 0x0, status code 0x0B, opcode 0x06)."),
+                (["-identify", "-uuidlist"], 25, f"Identify failed on drive S1 ({self.first}): Invalid Field in Command "
+                 "(status code type 0x0, status code 0x02, opcode 0x06).")):
+            with self.subTest(arguments):
+                self.check("show", "-velkossd", self.first, *arguments, status=status,
+                           stdout=f"\n- Identify S1 -\n\nStatus : {message}\n\n")
+
+    # Log pages
+
+    def read_something(self):
+        """So that the counters tell apart."""
+        # The kernel reads no blocks with metadata: the first namespaces have none.
+        run = self.machine.shell("set -e; cd /sys/block; for b in $(grep -lx 1 nvme*/nsid | cut -d/ -f1); do "
+                                 "[ ! -b /dev/$b ] || dd if=/dev/$b of=/dev/null bs=64k count=40; done")
+        self.assertEqual(run.status, 0, run.stderr)
+
+    def test_smart_log(self):
+        self.read_something()
+        for path in (self.first, self.other):
+            theirs = self.theirs(f"nvme smart-log {path}")
+            self.assertGreater(int(theirs["host_read_commands"]), 20, "the machine is as it was meant")
+            _, log = self.only("-velkossd", path, "-nvmelog", "2")
+            ours = fields(log)
+            self.assertEqual({k: v for k, v in ours.items() if not k.startswith("TSEN")}, expected(theirs, SMART_LOG))
+            self.assertEqual({v for k, v in ours.items() if k.startswith("TSEN")}, {"not reported"})
+
+    def test_smart_attributes_sensors_and_performance(self):
+        # nvme-cli's 128-bit numbers are texts.
+        theirs = {name: int(value) for name, value in self.theirs(f"nvme smart-log {self.first}").items()}
+        self.assertEqual(theirs["critical_warning"], 0)
+        common = {"AvailableSpare": f"{theirs['avail_spare']} %", "MediaErrors": theirs["media_errors"],
+                  "PercentageUsed": f"{theirs['percent_used']} %", "PowerCycles": theirs["power_cycles"],
+                  "PowerOnHours": theirs["power_on_hours"], "Temperature": f"{theirs['temperature'] - 273} C",
+                  "UnsafeShutdowns": theirs["unsafe_shutdowns"]}
+        work = {"ControllerBusyTime": f"{theirs['controller_busy_time']} minutes",
+                "DataUnitsRead": f"{theirs['data_units_read']} units of 512000 bytes",
+                "DataUnitsWritten": f"{theirs['data_units_written']} units of 512000 bytes"}
+        self.assertEqual(self.only("-velkossd", self.first, "-smart"), ("SMART Attributes S1", {
+            **common, **work,
+            "HostReadCommands": theirs["host_read_commands"], "HostWriteCommands": theirs["host_write_commands"],
+            "AvailableSpareThreshold": f"{theirs['spare_thresh']} %",
+            "CriticalCompositeTemperatureTime": f"{theirs['critical_comp_time']} minutes",
+            "WarningCompositeTemperatureTime": f"{theirs['warning_temp_time']} minutes",
+            "CriticalWarnings": "0x00", "EnduranceGroupCriticalWarningSummary": "0x00",
+            "NumErrorInfoLogEntries": theirs["num_err_log_entries"],
+            **{f"TemperatureSensor{i}": "not reported" for i in range(1, 9)},
+            **{name: False for name in (
+                "AvailableSpareWarning", "EnduranceGroupAvailSpareCapacityThresholdWarning",
+                "EnduranceGroupReadOnlyWarning", "EnduranceGroupReliabilityWarning", "ReadOnlyWarning",
+                "ReliabilityWarning", "TemperatureWarning", "VolatileMemoryWarning")},
+            **{f"ThermalManagementTemperature{i}TransitionCount": theirs[f"thm_temp{i}_trans_count"] for i in (1, 2)},
+            **{f"TotalTimeForThermalManagementTemperature{i}": f"{theirs[f'thm_temp{i}_total_time']} seconds"
+               for i in (1, 2)},
+        }))
+        self.assertEqual(self.only("-velkossd", self.first, "-sensor"), ("Health Sensors S1", {
+            **common, "DeviceStatus": "Healthy", "ErrorInfoLogEntries": theirs["num_err_log_entries"],
+            **{name: False for name in ("AvailableSpareBelowThreshold", "MemoryBackupDeviceFailed", "ReadOnlyMode",
+                                        "ReliabilityDegraded", "TemperatureThresholdExceeded")},
+        }))
+        self.assertEqual(self.only("-velkossd", self.first, "-performance"), ("Performance Metrics S1", {
+            **work, "HostReadCommands": f"{theirs['host_read_commands']} commands",
+            "HostWriteCommands": f"{theirs['host_write_commands']} commands"}))
+
+    def test_the_other_log_pages(self):
+        errors = self.theirs(f"nvme error-log {self.first}")["errors"]
+        self.assertEqual([entry["error_count"] for entry in errors], [0], "no entry was ever used")
+        self.assertEqual(self.only("-velkossd", self.first, "-nvmelog", "1"), ("Error Information S1", {"Entries": 0}))
+
+        firmware = self.theirs(f"nvme fw-log {self.first}")[self.first[5:]]
+        # nvme-cli has the eight characters as a number: "2314885530819505713 (1.0.....)".
+        slot1 = int(firmware["Firmware Rev Slot 1"].split()[0]).to_bytes(8, "little").decode().strip()
+        active = firmware["Active Firmware Slot (afi)"]
+        self.assertEqual(len(firmware), 2, "the other slots are empty")
+        heading, ours = self.only("-velkossd", self.first, "-nvmelog", "3")
+        self.assertEqual((heading, list(map(str, ours.values()))),
+                         ("Firmware Slot Information S1", [hexadecimal(2)(active), str(active), "none", slot1] +
+                          ["none"] * 6))
+
+        changed = self.theirs(f"nvme changed-ns-list-log {self.first}")[self.first[5:]]
+        self.assertEqual(self.only("-velkossd", self.first, "-nvmelog", "4"),
+                         ("Changed Namespace List S1", {"Namespaces": "none"}))
+        self.assertEqual(changed, {})
+
+    def test_command_effects_log(self):
+        text = self.machine.shell(f"nvme effects-log {self.first} --csi=0 -H").stdout
+        theirs, queue = {}, None
+        for line in text.splitlines():
+            queue = {"Admin Commands": "Admin", "I/O Commands": "I/O"}.get(line, queue)
+            if "[" not in line or "]" not in line:
+                continue
+            opcode = int("".join(filter(str.isdigit, line[:line.index("[")])))
+            name = line[line.index("[") + 1:line.index("]")].strip()
+            words = [word for mark, word in (("CSUPP+", "supported"), ("LBCC+", "changes user data"),
+                                             ("NCC+", "changes capabilities of a namespace"),
+                                             ("NIC+", "changes the inventory of namespaces"),
+                                             ("CCC+", "changes capabilities of the controller")) if mark in line]
+            theirs[f"{queue} 0x{opcode:02X} - {name}"] = "; ".join(words)
+        self.assertGreater(len(theirs), 15, text)
+        self.assertEqual(self.only("-velkossd", self.first, "-nvmelog", "5"),
+                         ("Commands Supported and Effects S1", theirs))
+
+    def test_the_list_of_logs_and_all_of_them(self):
+        names = {"LID 0x01": "Error Information", "LID 0x02": "SMART / Health Information",
+                 "LID 0x03": "Firmware Slot Information", "LID 0x04": "Changed Namespace List",
+                 "LID 0x05": "Commands Supported and Effects"}
+        self.assertEqual(self.only("-velkossd", self.first, "-nvmelog", "list"), ("Supported Log Pages S1", names))
+        self.assertEqual([heading for heading, _ in self.drives("-velkossd", self.first, "-nvmelog")],
+                         [f"{name} S1" for name in names.values()])
+
+    # Features
+
+    def theirs_of_feature(self, fid, select=0, extra=""):
+        """The value that nvme-cli gets; None when the drive refuses."""
+        run = self.machine.shell(f"nvme get-feature -f {fid} -s {select} {extra} {self.first}")
+        return int(run.stdout.split("value:")[1].split()[0], 16) if run.status == 0 else None
+
+    def decoded(self, fid, value):
+        """The fields of a feature, by the standard's tables."""
+        part = lambda low, high: value >> low & (1 << high - low + 1) - 1
+        weights = ("Low", "Medium", "High")
+        return {
+            1: lambda: {"ArbitrationBurst - Arbitration Burst (commands)":
+                        "no limit" if part(0, 2) == 7 else 1 << part(0, 2),
+                        **{f"{w}PriorityWeightArbitration - {w} Priority Weight (commands)":
+                           part(8 + 8 * i, 15 + 8 * i) + 1 for i, w in enumerate(weights)}},
+            2: lambda: {"NVMePowerState - Power State": part(0, 4), "WH - Workload Hint": part(5, 7)},
+            4: lambda: {"TempThreshold - Temperature Threshold (Celsius)": part(0, 15) - 273},
+            5: lambda: {"TimeLimitedErrorRecovery - Time Limited Error Recovery (100 milliseconds)":
+                        part(0, 15) or "no limit",
+                        "DULBE - Deallocated or Unwritten Logical Block Error Enable": bool(part(16, 16))},
+            6: lambda: {"VolatileWriteCacheEnabled - Volatile Write Cache Enable": bool(part(0, 0))},
+            7: lambda: {"IOSubmissionQueuesRequested - I/O Submission Queues Allocated": part(0, 15) + 1,
+                        "IOCompletionQueuesRequested - I/O Completion Queues Allocated": part(16, 31) + 1},
+            8: lambda: {"AggregationThreshold - Aggregation Threshold (completions - 1)": part(0, 7),
+                        "AggregationTime - Aggregation Time (100 microseconds)": part(8, 15)},
+            9: lambda: {"InterruptVector - Interrupt Vector": part(0, 15),
+                        "CoalescingDisable - Coalescing Disable": bool(part(16, 16))},
+            10: lambda: {"WriteAtomicityDisableNormal - Disable Normal": bool(part(0, 0))},
+            11: lambda: {
+                "SMARTHealthCriticalWarningsConfiguration - SMART / Health Critical Warnings": f"0x{part(0, 7):02X}",
+                **{name: bool(part(8 + bit, 8 + bit)) for bit, name in enumerate((
+                    "NamespaceAttributeNoticesConfiguration - Namespace Attribute Notices",
+                    "FirmwareActivationNoticesConfiguration - Firmware Activation Notices",
+                    "TelemetryLogNoticesConfiguration - Telemetry Log Notices",
+                    "ANACN - Asymmetric Namespace Access Change Notices",
+                    "PLEALCN - Predictable Latency Event Aggregate Log Change Notices",
+                    "LBASIN - LBA Status Information Notices",
+                    "EGEALCN - Endurance Group Event Aggregate Log Change Notices"))}},
+        }[fid]()
+
+    FEATURES = {1: "Arbitration", 2: "Power Management", 4: "Temperature Threshold", 5: "Error Recovery",
+                6: "Volatile Write Cache", 7: "Number of Queues", 8: "Interrupt Coalescing",
+                9: "Interrupt Vector Configuration", 10: "Write Atomicity Normal", 11: "Asynchronous Event Configuration"}
+    WITH_DATA = {14: "Timestamp", 22: "Host Behavior Support"}
+    SELECTS = ("current", "default", "saved", "capabilities")
+
+    def test_every_feature_is_shown(self):
+        for fid, name in self.FEATURES.items():
+            of_namespace = "-n 1" if fid == 5 else ""
+            target = ["-namespace", "1"] if fid == 5 else []
+            # All ways of asking at two of them: the way is the same for all.
+            for select, word in enumerate(self.SELECTS if fid in (4, 11) else self.SELECTS[:1]):
+                with self.subTest(feature=name, select=word):
+                    value = self.theirs_of_feature(fid, select, of_namespace)
+                    heading = f"{name} Capabilities S1" if select == 3 else f"{name} S1"
+                    details = self.decoded(fid, value) if select != 3 else {
+                        "Saveable - Can be saved": bool(value & 1),
+                        "Namespace Specific - Each namespace has its own": bool(value & 2),
+                        "Changeable - Can be changed": bool(value & 4)}
+                    self.assertEqual(
+                        self.only("-velkossd", self.first, "-getfeature", fid, *target, f"Select={word}"),
+                        (heading, {"FID - Feature Identifier": f"0x{fid:02X}", "SEL - Select": word,
+                                   **({"NSID - Namespace Identifier": 1} if fid == 5 else {}),
+                                   "Dword 0": f"0x{value:08X}", **details}))
+
+    def test_a_feature_that_the_drive_does_not_have_is_told(self):
+        for fid in range(1, 24):
+            if fid in self.FEATURES or fid in self.WITH_DATA:
+                continue
+            with self.subTest(feature=fid):
+                target = ["-namespace", "1"] if fid == 3 else []
+                self.assertIsNone(self.theirs_of_feature(fid, 0, "-n 1" if target else ""))
+                self.check("show", "-velkossd", self.first, "-getfeature", fid, *target, status=3, stdout=(
+                    "\n- NVMe Feature S1 -\n\nStatus : The selected drive does not support this feature. Get Features "
+                    f"failed on drive S1 ({self.first}): Invalid Field in Command (status code type 0x0, status code "
+                    "0x02, opcode 0x0A).\n\n"))
+
+    def test_changeable_features_are_set_and_read_back(self):
+        for fid, target, value in ((4, "", 0x140), (5, "-n 1", 0x0009), (6, "", 0), (6, "", 1), (11, "", 0x31F)):
+            namespace = ["-namespace", "1"] if target else []
+            with self.subTest(feature=fid):
+                before = self.theirs_of_feature(fid, 0, target)
+                self.assertNotEqual(before, value, "the setting changes something")
+                self.check("set", "-velkossd", self.first, "-setfeature", fid, *namespace, f"DWORD11=0x{value:x}",
+                           stdout=f"\n- NVMe Feature S1 -\n\nStatus : Feature 0x{fid:02X} ({self.FEATURES[fid]}) is "
+                                  "set.\n\n")
+                self.assertEqual(self.theirs_of_feature(fid, 0, target), value)
+                _, ours = self.only("-velkossd", self.first, "-getfeature", fid, *namespace)
+                self.assertEqual(ours["Dword 0"], f"0x{value:08X}")
+
+    def test_a_feature_with_data_is_set_from_a_file(self):
+        behavior = bytes([1]) + bytes(511)  # Advanced Command Retry Enable
+        self.machine.write("/tmp/behavior", behavior)
+        self.check("set", "-velkossd", self.other, "-setfeature", 22, "InputFile=/tmp/behavior",
+                   stdout="\n- NVMe Feature S3 -\n\nStatus : Feature 0x16 (Host Behavior Support) is set.\n\n")
+        self.assertEqual(self.raw(f"nvme get-feature -f 22 {self.other}")[:512], behavior)
+        heading, ours = self.only("-velkossd", self.other, "-getfeature", 22)
+        self.assertEqual((heading, ours["ACRE - Advanced Command Retry Enable"]), ("Host Behavior Support S3", True))
+
+    def test_what_cannot_be_set_is_refused_and_unchanged(self):
+        not_changeable = "Feature Not Changeable (status code type 0x1, status code 0x0E"
+        for fid, value, why in ((1, 0x04030201, not_changeable), (2, 0, not_changeable), (8, 0x0102, not_changeable),
+                                (7, 0x00010001, "Command Sequence Error (status code type 0x0, status code 0x0C"),
+                                (9, 0x00010001, not_changeable), (10, 1, not_changeable)):
+            with self.subTest(feature=fid):
+                before = self.theirs_of_feature(fid)
+                self.check("set", "-velkossd", self.first, "-setfeature", fid, f"DWORD11=0x{value:x}", status=25,
+                           stdout=f"\n- NVMe Feature S1 -\n\nStatus : Set Features failed on drive S1 ({self.first}): "
+                                  f"{why}, opcode 0x09).\n\n")
+                self.assertEqual(self.theirs_of_feature(fid), before)
+        self.check("set", "-velkossd", self.first, "-setfeature", 4, "DWORD11=0x141", "Save=true", status=25,
+                   stdout=f"\n- NVMe Feature S1 -\n\nStatus : Set Features failed on drive S1 ({self.first}): Feature "
+                          "Identifier Not Saveable (status code type 0x1, status code 0x0D, opcode 0x09).\n\n")
+
+    def test_commands_that_set_one_field(self):
+        self.check("set", "-velkossd", "S3", "TempThreshold=66", stdout="Set TempThreshold successful.\n")
+        self.assertEqual(int(self.value_of(4), 16), 66 + 273)
+        for value, message in (("81", "81"), ("x", None)):
+            before = self.value_of(4)
+            run = self.machine.run("nimbrel", "set", "-velkossd", "S3", f"TempThreshold={value}")
+            self.assertNotEqual((run.status, message), (0, message))
+            self.assertEqual(self.value_of(4), before)
+        mask = int(self.value_of(11), 16)
+        self.assertEqual(mask, 0x100, "what the driver of the system has set")
+        for setting, mask in (("SMARTHealthCriticalWarningsConfiguration=31", 0x11F),
+                              ("TelemetryLogNoticesConfiguration=true", 0x51F),
+                              ("FirmwareActivationNoticesConfiguration=true", 0x71F),
+                              ("NamespaceAttributeNoticesConfiguration=false", 0x61F),
+                              ("TelemetryLogNoticesConfiguration=false", 0x21F)):
+            self.check("set", "-velkossd", "S3", setting, stdout=f"Set {setting.split('=')[0]} successful.\n")
+            self.assertEqual(int(self.value_of(11), 16), mask, setting)
+
+    def value_of(self, fid):
+        return self.machine.shell(f"nvme get-feature -f {fid} {self.other}").stdout.split("value:")[1].strip()
+
+    def test_interrupt_coalescing_and_power_mode_are_refused_by_this_drive(self):
+        refused = (f"Error: Set Features failed on drive S3 ({self.other}): Feature Not Changeable (status code type 0x1, "
+                   "status code 0x0E, opcode 0x09).\n")
+        for setting in ("AggregationThreshold=7", "AggregationTime=9", "PowerGovernorMode=0"):
+            self.check("set", "-velkossd", "S3", setting, status=3, stdout=refused)
+        self.check("set", "-velkossd", "S3", "PowerGovernorMode=1", status=3, stdout=(
+            f"Error: Invalid power mode given. Valid modes are 0 1 and 2. Drive S3 ({self.other}) has no power state 1 in "
+            "which it works.\n"))
+        self.check("set", "-velkossd", "S3", "AggregationTime=256", status=3, stdout=(
+            "Error: Invalid Aggregate Time given. AggregationTime must be a number from 0 to 255, not '256'.\n"))
+        self.assertEqual((self.value_of(8), self.value_of(2)), ("00000000", "00000000"))
+
+    def test_timestamp(self):
+        def theirs():
+            # 48 bits of milliseconds, then Synch (bit 0) and Origin (bits 1 to 3).
+            data = self.raw(f"nvme get-feature -f 14 {self.first}")
+            return int.from_bytes(data[:6], "little"), data[6]
+
+        self.check("set", "-velkossd", self.first, "-timestamp", "1600000000000", stdout="Set Timestamp successful.\n")
+        before, attributes = theirs()
+        heading, ours = self.only("-velkossd", self.first, "-timestamp")
+        after, _ = theirs()
+        self.assertTrue(1600000000000 <= before < 1600000060000, before)
+        self.assertEqual(attributes, 2, "set by the host, counted without a stop")
+        now = ours.pop("Timestamp - Timestamp (milliseconds)")
+        self.assertTrue(before <= now <= after, (before, now, after))
+        date = datetime.datetime.fromtimestamp(now // 1000, datetime.timezone.utc)
+        self.assertEqual((heading, ours), ("Timestamp S1", {
+            "TimestampOrigin - Timestamp Origin": "set by the host",
+            "TimestampSynch - Timestamp Synch": "counted without a stop",
+            "Date": f"{date:%Y-%m-%d %H:%M:%S}.{now % 1000:03} UTC"}))
+
+    # Formats of the output
+
+    def test_every_format_of_the_main_commands_is_well_formed(self):
+        self.machine.shell(f"nvme set-feature -f 4 -v 0x157 {self.first}")
+        for arguments in (["-velkossd"], ["-a", "-velkossd"], ["-smart", "-velkossd"], ["-sensor", "-velkossd"],
+                          ["-velkossd", "-identify"], ["-velkossd", self.first, "-identify", "-namespace", "1"],
+                          ["-velkossd", "-nvmelog"], ["-velkossd", "-nvmelog", "list"],
+                          ["-velkossd", self.first, "-nvmecontroller"], ["-partition", "-velkossd"],
+                          ["-velkossd", self.first, "-backgroundprocessing"],
+                          ["-velkossd", self.first, "-getfeature", "4"]):
+            with self.subTest(arguments):
+                options = arguments[:1] if arguments[0] == "-a" else []
+                rest = arguments[len(options):]
+                runs = [self.machine.run("nimbrel", "show", *options, "-o", kind, *rest)
+                        for kind in ("json", "nvmxml")]
+                self.assertEqual([(run.status, run.stderr) for run in runs], [(0, "")] * 2)
+                tree = strict_json(runs[0].stdout)
+                self.assertEqual(flat_xml(xml.etree.ElementTree.fromstring(runs[1].stdout)), flat_json(tree))
+
+    def test_an_error_is_well_formed_too(self):
+        run = self.machine.run("nimbrel", "show", "-o", "json", "-velkossd", "S9")
+        self.assertEqual((run.status, strict_json(run.stdout)),
+                         (3, {"Error_Type": 3, "Error_Description":
+                              "Error: Provided device serial is invalid. Device could not be found."}))
+        run = self.machine.run("nimbrel", "show", "-o", "nvmxml", "-velkossd", "S9")
+        element = xml.etree.ElementTree.fromstring(run.stdout)
+        self.assertEqual((run.status, element.tag, element.attrib, element.text),
+                         (3, "Error", {"Type": "3"}, "Error: Provided device serial is invalid. Device could not be found."))
+
+
+def xml_name(name, is_property):
+    name = name.replace(" ", "_").replace(":", "-").replace("/", "-")
+    return name.replace("(", "").replace(")", "") if is_property else name
+
+
+def flat_json(tree, path=()):
+    """Every value with its name and the names above it, as the XML has them."""
+    found = []
+    for name, value in tree.items():
+        if isinstance(value, dict):
+            found += flat_json(value, path + (xml_name(name, False),))
+        else:
+            found.append((path, xml_name(name, True), str(value)))
+    return found
+
+
+def flat_xml(element, path=()):
+    found = []
+    for child in element:
+        found += flat_xml(child, path + (child.tag,)) if len(child) else [(path, child.tag, child.text)]
+    return found
+
+
+if __name__ == "__main__":
+    unittest.main()
