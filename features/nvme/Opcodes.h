@@ -7,13 +7,16 @@ namespace features::nvme {
 /// Admin commands (NVMe Base Specification 1.4, section 5).
 inline constexpr uint8_t OPC_GET_LOG_PAGE = 0x02;
 inline constexpr uint8_t OPC_IDENTIFY = 0x06;
+inline constexpr uint8_t OPC_ABORT = 0x08;
 inline constexpr uint8_t OPC_SET_FEATURES = 0x09;
 inline constexpr uint8_t OPC_GET_FEATURES = 0x0A;
+inline constexpr uint8_t OPC_ASYNCHRONOUS_EVENT_REQUEST = 0x0C;
 inline constexpr uint8_t OPC_NAMESPACE_MANAGEMENT = 0x0D;
 inline constexpr uint8_t OPC_FIRMWARE_COMMIT = 0x10;
 inline constexpr uint8_t OPC_FIRMWARE_IMAGE_DOWNLOAD = 0x11;
 inline constexpr uint8_t OPC_DEVICE_SELF_TEST = 0x14;
 inline constexpr uint8_t OPC_NAMESPACE_ATTACHMENT = 0x15;
+inline constexpr uint8_t OPC_KEEP_ALIVE = 0x18;
 inline constexpr uint8_t OPC_FORMAT_NVM = 0x80;
 inline constexpr uint8_t OPC_SECURITY_SEND = 0x81;
 inline constexpr uint8_t OPC_SECURITY_RECEIVE = 0x82;
@@ -23,6 +26,8 @@ inline constexpr uint8_t OPC_SANITIZE = 0x84;
 inline constexpr uint8_t OPC_FLUSH = 0x00;
 inline constexpr uint8_t OPC_WRITE = 0x01;
 inline constexpr uint8_t OPC_READ = 0x02;
+inline constexpr uint8_t OPC_COMPARE = 0x05;
+inline constexpr uint8_t OPC_WRITE_ZEROES = 0x08;
 inline constexpr uint8_t OPC_DATASET_MANAGEMENT = 0x09;
 
 /// Every namespace of the controller.
@@ -37,6 +42,7 @@ inline constexpr uint8_t CNS_ALLOCATED_NAMESPACES = 0x10;
 inline constexpr uint8_t CNS_ALLOCATED_NAMESPACE = 0x11;
 inline constexpr uint8_t CNS_NAMESPACE_CONTROLLERS = 0x12;
 inline constexpr uint8_t CNS_CONTROLLERS = 0x13;
+inline constexpr uint8_t CNS_GRANULARITIES = 0x16;
 inline constexpr uint8_t CNS_UUID_LIST = 0x17;
 
 /// Log page identifiers (section 5.14.1; 00h is of NVMe 2.0).

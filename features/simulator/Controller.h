@@ -1,0 +1,56 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "features/simulator/Clock.h"
+#include "features/simulator/CommandContext.h"
+#include "features/simulator/DriveFolder.h"
+#include "features/simulator/Entries.h"
+#include "features/simulator/Media.h"
+#include "ostrel/core/Status.h"
+
+namespace features::simulator {
+
+enum class ResetKind : uint8_t { CONTROLLER, SUBSYSTEM };
+
+/// The controller of a simulated drive. It sees submission entries and data, and answers with completion entries and
+/// data; what it remembers is in the drive's folder. Any number of them, in any number of processes, may stand on one
+/// folder: each command is a transaction.
+///
+/// Ownership: the clock must outlive it.
+/// Errors:    the Status speaks of the folder (a damaged or missing file, a full disk), the completion of the drive.
+/// Threads:   one at a time per object.
+class Controller {
+public:
+    Controller(std::string folder, const Clock& clock);
+    /// Counters that are not in the state yet are saved.
+    ~Controller();
+    Controller(const Controller&) = delete;
+    Controller& operator=(const Controller&) = delete;
+
+    /// Carries out a command. `data` goes to the controller with a command that writes; one that reads puts there what
+    /// it read, as many bytes as its dwords ask for.
+    ostrel::core::Status execute(const SubmissionEntry& command, std::vector<uint8_t>& data,
+                                 CompletionEntry& completion);
+    /// A reset: what was not saved is forgotten, firmware that waits for it is activated.
+    ostrel::core::Status reset(ResetKind kind);
+
+    /// The drive's description, as of now.
+    ostrel::core::Status describe(Description& description);
+
+private:
+    ostrel::core::Status begin();
+    CommandContext contextOf(const SubmissionEntry& command, std::vector<uint8_t>& data);
+    CompletionEntry run(CommandContext& context);
+    ostrel::core::Status finish(CommandContext& context);
+
+    const Clock& clock_;
+    DriveFolder folder_;
+    Media media_;
+    WorkCounters work_;
+};
+
+}  // namespace features::simulator

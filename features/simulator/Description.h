@@ -1,0 +1,67 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "features/simulator/DriveState.h"
+#include "ostrel/core/Status.h"
+
+namespace features::simulator {
+
+/// The two kinds of simulated drives.
+enum class ModelId : uint8_t {
+    VELKO,  ///< with the maker's vendor features
+    OCP,    ///< after the OCP Datacenter NVMe SSD specification 2.0
+};
+
+/// A command that a fault is about.
+struct FaultyCommand {
+    bool isAdmin = true;
+    uint8_t opcode = 0;
+    uint16_t statusField = 0;  ///< of `fail` alone: Status Code in bits 7:0, Status Code Type in 10:8
+};
+
+/// What is wrong with the drive: it lies over the true state and can be taken off.
+struct Faults {
+    uint8_t criticalWarning = 0;                ///< bits that are set in the SMART log beside the true ones
+    std::optional<int32_t> temperatureCelsius;  ///< instead of the true composite temperature
+    std::vector<BlockRange> mediaErrors;        ///< blocks that cannot be read
+    std::vector<FaultyCommand> fail;            ///< commands that end in a status, undone
+    std::vector<FaultyCommand> hang;            ///< commands that are never answered, undone
+    std::vector<FaultyCommand> powerLoss;       ///< commands over which the drive loses its power, undone
+    bool isGone = false;                        ///< the drive has vanished
+};
+
+/// The description file of a simulated drive: who it is, what it supports, what is wrong with it. A text file in the
+/// INI form that people may edit; docs/simulated-drives.md explains each key.
+///
+/// Errors: a text that is no description gives 1/22 (EINVAL) with a message that names the key and what it takes.
+struct Description {
+    // [drive]
+    ModelId model = ModelId::VELKO;
+    std::string serialNumber;
+    uint64_t sizeBytes = 0;
+    // [supports]
+    bool supportsFormat = true;
+    bool supportsNamespaceManagement = true;
+    bool supportsSanitize = true;
+    bool supportsSelfTest = true;
+    bool supportsFirmwareUpdate = true;
+    bool supportsTelemetry = true;
+    bool supportsPersistentEventLog = true;
+    uint32_t mostNamespaces = 16;
+    uint32_t maxTransferKib = 512;  ///< a power of two from 4 on; 0: no limit
+    uint32_t shortSelfTestSeconds = 10;
+    uint32_t extendedSelfTestSeconds = 60;
+    uint32_t sanitizeSeconds = 10;
+    // [faults]
+    Faults faults;
+
+    static ostrel::core::Status parse(const std::string& text, Description& description);
+    /// The whole file, with its explanations.
+    std::string toText() const;
+};
+
+}  // namespace features::simulator

@@ -1,0 +1,159 @@
+#include "features/simulator/DriveStore.h"
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <filesystem>
+#include <string_view>
+
+#include "features/simulator/DriveFolder.h"
+#include "features/simulator/NewDrive.h"
+#include "ostrel/core/File.h"
+#include "ostrel/core/FileDescriptor.h"
+#include "ostrel/core/ScopeTrace.h"
+
+namespace features::simulator {
+
+using namespace ostrel::core;
+
+namespace {
+
+/// Folders that are being made or removed begin with a dot, as no name does.
+constexpr const char* MAKING = ".making-";
+constexpr const char* REMOVING = ".removing-";
+
+Status systemStatus(int error, const std::string& path) {
+    return Status(CATEGORY_OS, static_cast<uint32_t>(error),
+                  "System error. " + path + ": " + std::strerror(error) + ".");
+}
+
+Status notAName(const std::string& name) {
+    return Status(CATEGORY_OS, EINVAL,
+                  "\"" + name +
+                      "\" is no name of a simulated drive: letters, digits, '-', '_' and '.', no '.' at first, "
+                      "64 characters at most.");
+}
+
+/// Takes the lock of a drive's folder; it lasts as long as `lock` is open.
+Status lockFolder(const std::string& path, FileDescriptor& lock) {
+    const std::string file = path + "/" + FILE_LOCK;
+    lock = FileDescriptor(::open(file.c_str(), O_RDWR | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, 0600));
+    if (!lock.isOpen()) return systemStatus(errno, file);
+    while (::flock(lock.get(), LOCK_EX) != 0) {
+        if (errno != EINTR) return systemStatus(errno, file);
+    }
+    return Status();
+}
+
+/// A new file, not synced yet.
+Status writeFile(const std::string& path, std::string_view bytes) {
+    const FileDescriptor file(::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0644));
+    if (!file.isOpen()) return systemStatus(errno, path);
+    const int error = writeFully(file.get(), bytes);
+    return error == 0 ? Status() : systemStatus(error, path);
+}
+
+Status isDrive(const std::string& path) {
+    struct stat info {};
+    if (::lstat(path.c_str(), &info) != 0) return systemStatus(errno, path);
+    return S_ISDIR(info.st_mode) ? Status() : systemStatus(ENOTDIR, path);
+}
+
+}  // namespace
+
+bool DriveStore::isName(const std::string& name) {
+    constexpr size_t MOST = 64;
+    constexpr const char* ALLOWED = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789-_.";
+    return !name.empty() && name.size() <= MOST && name[0] != '.' &&
+           name.find_first_not_of(ALLOWED) == std::string::npos;
+}
+
+std::vector<std::string> DriveStore::names() const {
+    OSTREL_TRACE();
+    std::vector<std::string> names;
+    DIR* listing = ::opendir(folder_.c_str());
+    if (listing == nullptr) return names;
+    while (const dirent* entry = ::readdir(listing)) {
+        const bool mayBeFolder = entry->d_type == DT_DIR || entry->d_type == DT_UNKNOWN;
+        if (mayBeFolder && isName(entry->d_name)) names.emplace_back(entry->d_name);
+    }
+    ::closedir(listing);
+    std::sort(names.begin(), names.end(), [](const std::string& a, const std::string& b) {
+        const int order = ::strverscmp(a.c_str(), b.c_str());
+        return order != 0 ? order < 0 : a < b;
+    });
+    return names;
+}
+
+Status DriveStore::make(const NewDrive& drive, const Clock& clock, std::string& making) const {
+    OSTREL_TRACE();
+    if (!isName(drive.name)) return notAName(drive.name);
+    if (pathExists(pathOf(drive.name))) return systemStatus(EEXIST, pathOf(drive.name));
+    std::string folder = folder_ + "/" + MAKING + "XXXXXX";
+    if (::mkdtemp(folder.data()) == nullptr) return systemStatus(errno, folder);
+    making = folder;
+    if (::chmod(folder.c_str(), 0755) != 0) return systemStatus(errno, folder);
+    DriveState state = newState(drive.description, clock.nowMs());
+    const std::vector<uint8_t> bytes = DriveFolder::stateBytes(state);
+    const Status status = writeFile(folder + "/" + FILE_DESCRIPTION, drive.description.toText());
+    if (!status.is(0, 0)) return status;
+    return writeFile(folder + "/" + FILE_STATE, {reinterpret_cast<const char*>(bytes.data()), bytes.size()});
+}
+
+Status DriveStore::create(const std::vector<NewDrive>& drives, const Clock& clock) const {
+    OSTREL_TRACE();
+    std::error_code error;
+    std::filesystem::create_directories(folder_, error);
+    if (error) return systemStatus(error.value(), folder_);
+    std::vector<std::string> making(drives.size());
+    Status status;
+    for (size_t i = 0; i < drives.size() && status.is(0, 0); ++i) status = make(drives[i], clock, making[i]);
+    // One wait for the disk for all of them, before the first of them gets its name.
+    const FileDescriptor folder(::open(folder_.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    if (status.is(0, 0) && (!folder.isOpen() || ::syncfs(folder.get()) != 0)) status = systemStatus(errno, folder_);
+    for (size_t i = 0; i < drives.size(); ++i) {
+        const std::string path = pathOf(drives[i].name);
+        // Does not replace a folder that somebody made meanwhile: it is not empty.
+        if (status.is(0, 0) && ::rename(making[i].c_str(), path.c_str()) != 0) {
+            status = systemStatus(errno == ENOTEMPTY ? EEXIST : errno, path);
+        }
+        if (!status.is(0, 0) && !making[i].empty()) std::filesystem::remove_all(making[i], error);
+    }
+    if (status.is(0, 0) && ::fsync(folder.get()) != 0) status = systemStatus(errno, folder_);
+    return status;
+}
+
+Status DriveStore::remove(const std::string& name) const {
+    OSTREL_TRACE();
+    if (!isName(name)) return notAName(name);
+    Status status = isDrive(pathOf(name));
+    if (!status.is(0, 0)) return status;
+    FileDescriptor lock;
+    status = lockFolder(pathOf(name), lock);
+    if (!status.is(0, 0)) return status;
+    // Out of sight at once; what is left of it, should this process die, is no drive.
+    const std::string removing = folder_ + "/" + REMOVING + name + "-" + std::to_string(::getpid());
+    if (::rename(pathOf(name).c_str(), removing.c_str()) != 0) return systemStatus(errno, pathOf(name));
+    std::error_code error;
+    std::filesystem::remove_all(removing, error);
+    return error ? systemStatus(error.value(), removing) : Status();
+}
+
+Status DriveStore::describe(const std::string& name, const Description& description) const {
+    OSTREL_TRACE();
+    if (!isName(name)) return notAName(name);
+    Status status = isDrive(pathOf(name));
+    if (!status.is(0, 0)) return status;
+    FileDescriptor lock;
+    status = lockFolder(pathOf(name), lock);
+    if (!status.is(0, 0)) return status;
+    return writeFileAtomically(pathOf(name) + "/" + FILE_DESCRIPTION, description.toText());
+}
+
+}  // namespace features::simulator

@@ -1,0 +1,47 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "features/simulator/Clock.h"
+#include "features/simulator/Description.h"
+#include "ostrel/core/Status.h"
+
+namespace features::simulator {
+
+/// Where the simulated drives of a machine are: a folder for each.
+inline constexpr const char* SIMULATED_DRIVES = "/opt/velko/nimbrel/SimulatedDrives";
+
+/// The simulated drives of a machine.
+///
+/// Errors:  of the system with errno and the path; a name that is none is 1/22 (EINVAL), one that is taken 1/17
+///          (EEXIST), one that nobody has 1/2 (ENOENT).
+/// Threads: any number of processes may make and remove drives at once.
+class DriveStore {
+public:
+    explicit DriveStore(std::string folder = SIMULATED_DRIVES) : folder_(std::move(folder)) {}
+
+    /// The drives' names in order, numbers in them by their value. None when there is no such folder.
+    std::vector<std::string> names() const;
+    struct NewDrive {
+        std::string name;
+        Description description;
+    };
+    /// Makes drives; each is there as a whole or not at all. Should one fail, those before it are there.
+    ostrel::core::Status create(const std::vector<NewDrive>& drives, const Clock& clock) const;
+    /// Waits for the command that the drive is at, and removes it.
+    ostrel::core::Status remove(const std::string& name) const;
+    /// Changes the description of a drive, between two commands.
+    ostrel::core::Status describe(const std::string& name, const Description& description) const;
+
+    std::string pathOf(const std::string& name) const { return folder_ + "/" + name; }
+    /// Letters, digits, '-', '_' and '.', which does not come first; 64 characters at most.
+    static bool isName(const std::string& name);
+
+private:
+    ostrel::core::Status make(const NewDrive& drive, const Clock& clock, std::string& making) const;
+
+    std::string folder_;
+};
+
+}  // namespace features::simulator

@@ -1,0 +1,54 @@
+#pragma once
+
+#include <cstdint>
+
+namespace features::simulator {
+
+/// What a controller reads of a submission queue entry (NVMe Base Specification 1.4, figure 105). The data pointers are
+/// the transport's affair: data goes beside the entry.
+struct SubmissionEntry {
+    bool isAdmin = true;  ///< which queue it came by; otherwise an I/O queue
+    uint8_t opcode = 0;
+    uint32_t nsid = 0;
+    uint32_t cdw2 = 0;
+    uint32_t cdw3 = 0;
+    uint32_t cdw10 = 0;
+    uint32_t cdw11 = 0;
+    uint32_t cdw12 = 0;
+    uint32_t cdw13 = 0;
+    uint32_t cdw14 = 0;
+    uint32_t cdw15 = 0;
+};
+
+/// What became of a command.
+enum class Delivery : uint8_t {
+    COMPLETED,  ///< the completion entry holds
+    HELD,       ///< Asynchronous Event Request: Controller::takeEvent() completes it some day
+    NEVER,      ///< the drive does not answer; the host's time-out ends the wait
+    GONE,       ///< the drive is not there any more, or lost its power in the middle of the command
+};
+
+/// What a controller writes of a completion queue entry (figure 122). `statusField` is without the phase bit: Status
+/// Code in bits 7:0, Status Code Type in 10:8, More in 13, Do Not Retry in 14.
+struct CompletionEntry {
+    uint16_t statusField = 0;
+    uint32_t dword0 = 0;
+    uint32_t dword1 = 0;
+    Delivery delivery = Delivery::COMPLETED;
+
+    bool isSuccess() const { return (statusField & 0x7FF) == 0; }
+};
+
+inline constexpr uint16_t STATUS_DO_NOT_RETRY = 0x4000;
+
+/// A refusal that the same command would meet again.
+constexpr CompletionEntry refusal(uint8_t statusCodeType, uint8_t statusCode) {
+    return CompletionEntry{static_cast<uint16_t>(STATUS_DO_NOT_RETRY | statusCodeType << 8 | statusCode), 0, 0,
+                           Delivery::COMPLETED};
+}
+/// A refusal that may pass, or a success with a word of warning: without Do Not Retry.
+constexpr CompletionEntry passingRefusal(uint8_t statusCodeType, uint8_t statusCode) {
+    return CompletionEntry{static_cast<uint16_t>(statusCodeType << 8 | statusCode), 0, 0, Delivery::COMPLETED};
+}
+
+}  // namespace features::simulator

@@ -1,0 +1,71 @@
+#include "features/simulator/HealthLog.h"
+
+#include <algorithm>
+
+#include "features/nvme/Bytes.h"
+#include "ostrel/core/ScopeTrace.h"
+
+namespace features::simulator {
+
+using namespace nvme;
+
+namespace {
+
+constexpr uint16_t TRUE_KELVIN = 311;  // 38 degrees Celsius
+constexpr int32_t KELVIN_AT_0_CELSIUS = 273;
+/// A drive takes that many times its size of writes.
+constexpr uint64_t ENDURANCE_FILLS = 1000;
+constexpr uint64_t DATA_UNIT_BYTES = 512000;
+constexpr uint64_t MS_PER_HOUR = 3600000;
+constexpr uint64_t MICROSECONDS_PER_MINUTE = 60000000;
+constexpr uint8_t WARNING_TEMPERATURE = 1 << 1;
+
+uint64_t roundedUp(uint64_t number, uint64_t unit) {
+    return number / unit + (number % unit != 0 ? 1 : 0);
+}
+
+}  // namespace
+
+uint16_t compositeKelvin(const CommandContext& context) {
+    const auto& fault = context.description.faults.temperatureCelsius;
+    return fault ? static_cast<uint16_t>(*fault + KELVIN_AT_0_CELSIUS) : TRUE_KELVIN;
+}
+
+uint8_t criticalWarning(const CommandContext& context) {
+    const bool isHot = compositeKelvin(context) >= context.model.warningKelvin;
+    return static_cast<uint8_t>(context.description.faults.criticalWarning | (isHot ? WARNING_TEMPERATURE : 0));
+}
+
+uint8_t percentageUsed(const CommandContext& context) {
+    const uint64_t written = context.state.health.work.bytesWritten + context.work.bytesWritten;
+    const uint64_t fill = context.description.sizeBytes * ENDURANCE_FILLS / 100;
+    return static_cast<uint8_t>(std::min<uint64_t>(written / std::max<uint64_t>(fill, 1), 255));
+}
+
+CompletionEntry buildHealthLog(CommandContext& context, const LogRequest&, std::vector<uint8_t>& page) {
+    OSTREL_TRACE();
+    const HealthState& health = context.state.health;
+    WorkCounters work = health.work;
+    work += context.work;
+    page.resize(512);
+    uint8_t* at = page.data();
+    at[0] = criticalWarning(context);
+    putLe16(at + 1, compositeKelvin(context));
+    at[3] = 100;  // Available Spare
+    at[4] = 10;
+    at[5] = percentageUsed(context);
+    putLe64(at + 32, roundedUp(work.bytesRead, DATA_UNIT_BYTES));
+    putLe64(at + 48, roundedUp(work.bytesWritten, DATA_UNIT_BYTES));
+    putLe64(at + 64, work.readCommands);
+    putLe64(at + 80, work.writeCommands);
+    putLe64(at + 96, work.busyMicroseconds / MICROSECONDS_PER_MINUTE);
+    putLe64(at + 112, health.powerCycles);
+    putLe64(at + 128, context.powerOnMs() / MS_PER_HOUR);
+    putLe64(at + 144, health.unsafeShutdowns);
+    putLe64(at + 160, health.mediaErrors);
+    putLe64(at + 176, context.state.errorCount);
+    putLe16(at + 200, compositeKelvin(context));  // Temperature Sensor 1
+    return {};
+}
+
+}  // namespace features::simulator

@@ -1,0 +1,21 @@
+#pragma once
+
+#include <cstdint>
+#include <vector>
+
+#include "features/simulator/CommandContext.h"
+#include "features/simulator/LogPages.h"
+
+namespace features::simulator {
+
+/// The composite temperature, in Kelvin: the true one or that of a fault.
+uint16_t compositeKelvin(const CommandContext& context);
+/// The Critical Warning field: what is true, and what a fault sets.
+uint8_t criticalWarning(const CommandContext& context);
+/// How much of the drive's life its writes have used, in percent; 255 is the most.
+uint8_t percentageUsed(const CommandContext& context);
+
+/// Log page 02h, SMART / Health Information.
+CompletionEntry buildHealthLog(CommandContext& context, const LogRequest& request, std::vector<uint8_t>& page);
+
+}  // namespace features::simulator

@@ -1,0 +1,94 @@
+#include "features/simulator/LogPages.h"
+
+#include <algorithm>
+
+#include "features/nvme/Bytes.h"
+#include "features/nvme/Opcodes.h"
+#include "features/nvme/StatusCodes.h"
+#include "features/simulator/CommandTable.h"
+#include "features/simulator/ErrorLog.h"
+#include "features/simulator/HealthLog.h"
+#include "features/simulator/Transfer.h"
+#include "ostrel/core/ScopeTrace.h"
+
+namespace features::simulator {
+
+using namespace nvme;
+
+namespace {
+
+CompletionEntry buildSupportedLogs(CommandContext& context, const LogRequest&, std::vector<uint8_t>& page) {
+    constexpr uint32_t LSUPP = 1;
+    page.resize(1024);
+    for (unsigned lid = 0; lid < 256; ++lid) {
+        const LogRow* row = findLog(context, static_cast<uint8_t>(lid));
+        if (row != nullptr) putLe32(page.data() + 4 * lid, LSUPP | static_cast<uint32_t>(row->definedLsp) << 16);
+    }
+    return {};
+}
+
+CompletionEntry buildCommandEffects(CommandContext& context, const LogRequest&, std::vector<uint8_t>& page) {
+    constexpr size_t OFFSET_IO = 1024;
+    page.resize(4096);
+    for (const CommandRow* row = commandsBegin(); row != commandsEnd(); ++row) {
+        if (findCommand(context.description, row->isAdmin, row->opcode) != row) continue;
+        putLe32(page.data() + (row->isAdmin ? 0 : OFFSET_IO) + 4 * row->opcode, row->effects);
+    }
+    return {};
+}
+
+// clang-format off
+constexpr LogRow LOGS[] = {
+    //                      supported   model  LSP   build
+    {LID_SUPPORTED_LOGS,    nullptr,    nullptr, 0,  buildSupportedLogs},
+    {LID_ERROR_INFORMATION, nullptr,    nullptr, 0,  buildErrorLog},
+    {LID_SMART_HEALTH,      nullptr,    nullptr, 0,  buildHealthLog},
+    {LID_COMMAND_EFFECTS,   nullptr,    nullptr, 0,  buildCommandEffects},
+};
+// clang-format on
+
+bool isVendorLog(uint8_t lid) {
+    return lid >= 0xC0;
+}
+
+}  // namespace
+
+const LogRow* findLog(const CommandContext& context, uint8_t lid) {
+    for (const LogRow& row : LOGS) {
+        if (row.lid != lid) continue;
+        if (row.isSupported != nullptr && !(context.description.*row.isSupported)) return nullptr;
+        return row.isOfModel == nullptr || row.isOfModel(context.model.id) ? &row : nullptr;
+    }
+    return nullptr;
+}
+
+CompletionEntry getLogPage(CommandContext& context) {
+    OSTREL_TRACE();
+    const SubmissionEntry& command = context.command;
+    const auto lid = static_cast<uint8_t>(command.cdw10);
+    LogRequest request;
+    request.lsp = static_cast<uint8_t>(command.cdw10 >> 8 & 0x0F);
+    request.lsi = static_cast<uint16_t>(command.cdw11 >> 16);
+    request.retainEvent = bit(command.cdw10, 15);
+    request.offset = command.cdw12 | static_cast<uint64_t>(command.cdw13) << 32;
+    request.length = ((command.cdw10 >> 16 | static_cast<uint64_t>(command.cdw11 & 0xFFFF) << 16) + 1) * 4;
+
+    const LogRow* row = findLog(context, lid);
+    if (row == nullptr) return refusal(SCT_COMMAND_SPECIFIC, SC_INVALID_LOG_PAGE);
+    const uint32_t mostUuidIndex = isVendorLog(lid) && context.model.id == ModelId::OCP ? 1 : 0;
+    const bool isOfController = command.nsid == 0 || command.nsid == NSID_ALL;
+    if (!isOfController || command.cdw14 > mostUuidIndex || (request.lsp & ~row->definedLsp) != 0 || request.lsi != 0 ||
+        request.offset % 4 != 0 || !fitsTransfer(context, request.length)) {
+        return refusal(SCT_GENERIC, SC_INVALID_FIELD);
+    }
+    std::vector<uint8_t> page;
+    CompletionEntry completion = row->build(context, request, page);
+    if (!completion.isSuccess()) return completion;
+    if (request.offset != 0 && request.offset >= page.size()) return refusal(SCT_GENERIC, SC_INVALID_FIELD);
+    context.data.assign(static_cast<size_t>(request.length), 0);
+    const auto count = std::min<uint64_t>(request.length, page.size() - request.offset);
+    std::copy_n(page.begin() + static_cast<std::ptrdiff_t>(request.offset), count, context.data.begin());
+    return completion;
+}
+
+}  // namespace features::simulator

@@ -1,0 +1,53 @@
+#pragma once
+
+#include <cstdint>
+
+#include "features/simulator/Description.h"
+
+namespace features::simulator {
+
+struct LbaFormat {
+    uint8_t dataShift;  ///< blocks of 2 to the power of it bytes
+    uint16_t metadataBytes;
+    uint8_t performance;  ///< Relative Performance: 0 best to 3 degraded
+};
+
+struct PowerState {
+    uint32_t maximumCentiwatts;
+    bool isNonOperational;
+    uint32_t entryMicroseconds;
+    uint32_t exitMicroseconds;
+};
+
+/// What all drives of one model have in common.
+struct Model {
+    ModelId id;
+    const char* modelNumber;  ///< says that the drive is simulated
+    const char* firmware;     ///< revision of a new drive
+    uint16_t vendorId;
+    uint16_t subsystemVendorId;
+    uint32_t oui;
+    uint8_t firmwareSlots;
+    bool isSlot1ReadOnly;
+    bool activatesWithoutReset;
+    uint32_t warningKelvin;   ///< WCTEMP
+    uint32_t criticalKelvin;  ///< CCTEMP
+    uint32_t errorEntries;
+    uint8_t formatCount;
+    LbaFormat formats[8];
+    uint8_t powerStateCount;
+    PowerState powerStates[8];
+};
+
+/// Temperatures that Host Controlled Thermal Management takes, in Kelvin: MNTMT and MXTMT.
+inline constexpr uint16_t LEAST_THERMAL_KELVIN = 313;
+inline constexpr uint16_t MOST_THERMAL_KELVIN = 353;
+/// Cryptographic and block erase and overwrite; blocks are always deallocated (No-Deallocate Inhibited), and media is
+/// not modified afterwards.
+inline constexpr uint32_t SANICAP = 0x60000007;
+/// The largest persistent event log, in units of 64 KiB.
+inline constexpr uint32_t PERSISTENT_EVENT_LOG_64KIB = 4;
+
+const Model& modelOf(ModelId id);
+
+}  // namespace features::simulator

@@ -1,0 +1,20 @@
+#include "features/simulator/NewDrive.h"
+
+#include "features/simulator/Model.h"
+#include "features/simulator/Namespaces.h"
+#include "ostrel/core/ScopeTrace.h"
+
+namespace features::simulator {
+
+DriveState newState(const Description& description, uint64_t nowMs) {
+    OSTREL_TRACE();
+    const Model& model = modelOf(description.model);
+    DriveState state;
+    state.health.createdMs = state.health.lastResetMs = nowMs;
+    state.firmware.slots.resize(model.firmwareSlots);
+    state.firmware.slots[0] = model.firmware;
+    makeFirstNamespace(description, model, state);
+    return state;
+}
+
+}  // namespace features::simulator

@@ -1,0 +1,12 @@
+#pragma once
+
+#include "features/simulator/CommandContext.h"
+
+namespace features::simulator {
+
+/// The commands of the NVM command set, on the media of a namespace.
+CompletionEntry flush(CommandContext& context);
+CompletionEntry write(CommandContext& context);
+CompletionEntry read(CommandContext& context);
+
+}  // namespace features::simulator

@@ -1,0 +1,47 @@
+#include "tests/unit/features/simulator/SimulatedDrive.h"
+
+namespace {
+
+using MediaOfASimulatedDrive = SimulatedDrive;
+
+TEST_F(MediaOfASimulatedDrive, KeepsWhatIsWritten) {
+    Bytes written(1024);
+    for (size_t i = 0; i < written.size(); ++i) written[i] = static_cast<uint8_t>(i * 7);
+    data = written;
+    EXPECT_EQ(status(io(0x01, 1, 100, 0, 1)), 0);
+    reopen();
+    EXPECT_EQ(status(io(0x02, 1, 99, 0, 3)), 0);
+    Bytes expected(2048);
+    std::copy(written.begin(), written.end(), expected.begin() + 512);
+    EXPECT_EQ(data, expected);
+}
+
+TEST_F(MediaOfASimulatedDrive, CountsWork) {
+    data.assign(4096, 1);
+    EXPECT_EQ(status(io(0x01, 1, 0, 0, 7)), 0);
+    EXPECT_EQ(status(io(0x02, 1, 0, 0, 7)), 0);
+    EXPECT_EQ(status(io(0x02, 1, 0, 0, 7)), 0);
+    reopen();
+    const Bytes smart = log(0x02, 512);
+    EXPECT_EQ(number(smart, 32, 8), 1U) << "8192 bytes are a part of one unit";
+    EXPECT_EQ(number(smart, 48, 8), 1U);
+    EXPECT_EQ(number(smart, 64, 8), 2U);
+    EXPECT_EQ(number(smart, 80, 8), 1U);
+}
+
+TEST_F(MediaOfASimulatedDrive, RefusesWhatIsOutOfBounds) {
+    EXPECT_EQ(status(io(0x02, 1, 131072)), 0x4080);
+    EXPECT_EQ(status(io(0x02, 1, 131071, 0, 1)), 0x4080);
+    EXPECT_EQ(status(io(0x02, 1, 0xFFFFFFFF, 0xFFFFFFFF, 1)), 0x4080);
+    EXPECT_EQ(status(io(0x02, 2)), 0x400B);
+    EXPECT_EQ(status(io(0x02, 1, 0, 0, 1024)), 0x4002) << "more than 512 KiB";
+    data.assign(511, 0);
+    EXPECT_EQ(status(io(0x01, 1)), 0x4004) << "less than a block";
+    const Bytes errors = log(0x01, 384);
+    EXPECT_EQ(part(errors, 0, 64), (Bytes{6, 0, 0, 0, 0, 0, 0, 0, 1, 0, 0, 0, 8, 0x80, 0xFF, 0xFF,  //
+                                          0, 0, 0, 0, 0, 0, 0, 0, 1, 0, 0, 0, 0, 0,    0,    0,     //
+                                          0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0,    0,    0,     //
+                                          0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0,    0,    0}));
+}
+
+}  // namespace
