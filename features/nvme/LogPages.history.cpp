@@ -85,6 +85,8 @@ constexpr FieldRow TELEMETRY_FIELDS[] = {  // sections 5.14.1.7 and 5.14.1.8
     {"DA1LB", "Telemetry Data Area 1 Last Block (512 bytes)", 8, 2, Format::DECIMAL},
     {"DA2LB", "Telemetry Data Area 2 Last Block (512 bytes)", 10, 2, Format::DECIMAL},
     {"DA3LB", "Telemetry Data Area 3 Last Block (512 bytes)", 12, 2, Format::DECIMAL},
+    {"DA4LB", "Telemetry Data Area 4 Last Block (512 bytes)", 16, 4, Format::DECIMAL},  // since NVMe 2.0, 0 before
+    {"THDGN", "Telemetry Host-Initiated Data Generation Number", 381, 1, Format::DECIMAL},  // likewise
     {"TCDA", "Telemetry Controller-Initiated Data Available", 382, 1, Format::DECIMAL},
     {"TCDGN", "Telemetry Controller-Initiated Data Generation Number", 383, 1, Format::DECIMAL},
     {"RID", "Reason Identifier", 384, 128, Format::BYTES},
@@ -105,6 +107,8 @@ constexpr FieldRow PERSISTENT_EVENT_FIELDS[] = {  // section 5.14.1.13
     {"SN", "Serial Number", 56, 20, Format::TEXT},
     {"MN", "Model Number", 76, 40, Format::TEXT},
     {"SUBNQN", "NVM Subsystem NVMe Qualified Name", 116, 256, Format::TEXT},
+    {"GNUM", "Generation Number", 372, 2, Format::DECIMAL},  // since NVMe 2.0, 0 before
+    {"RCI", "Reporting Context Information", 374, 4, Format::HEX},  // likewise
     {"SEB", "Supported Events Bitmap", 480, 32, Format::BYTES},
 };
 

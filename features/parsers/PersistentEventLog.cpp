@@ -1,0 +1,197 @@
+#include "features/parsers/PersistentEventLog.h"
+
+#include <algorithm>
+
+#include "features/nvme/Bytes.h"
+#include "features/nvme/FieldTable.h"
+#include "features/nvme/LogPages.h"
+#include "features/nvme/Opcodes.h"
+#include "features/parsers/PersistentEvents.h"
+#include "ostrel/core/Payload.h"
+#include "ostrel/core/ScopeTrace.h"
+#include "ostrel/core/Strings.h"
+
+namespace features::parsers {
+
+using namespace nvme;
+using ostrel::core::Payload;
+
+namespace {
+
+/// Of the log: what stands behind the field that tells the header's length does not belong to that length's 20 bytes.
+constexpr size_t HEADER_LENGTH_END = 20;
+constexpr size_t OFFSET_TNEV = 4;
+constexpr size_t OFFSET_TLL = 8;
+constexpr size_t OFFSET_LHL = 18;
+constexpr size_t OFFSET_SN = 56;
+constexpr size_t SN_BYTES = 20;
+constexpr size_t OFFSET_SEB = 480;
+
+/// Of an event.
+constexpr size_t EVENT_HEADER_BYTES = 24;
+constexpr size_t EVENT_LENGTH_END = 3;
+constexpr size_t MOST_DAMAGES_TOLD = 10;
+
+// clang-format off
+constexpr Word PORT_TYPES[] = {
+    {0, NOT_REPORTED}, {1, "NVM subsystem port"}, {2, "Management Endpoint port"}, {3, "no port"}, {},
+};
+constexpr FieldRow EVENT_FIELDS[] = {  // section 5.14.1.13.1; the port's fields are of NVMe 2.0
+    {"ET", "Event Type", 0, 1, Format::HEX},
+    {"ETR", "Event Type Revision", 1, 1, Format::DECIMAL},
+    {"EHL", "Event Header Length (bytes)", 2, 1, Format::DECIMAL},
+    word("PIT", "Port Identifier Type", 3, 1, 0, PORT_TYPES),
+    {"CNTLID", "Controller Identifier", 4, 2, Format::DECIMAL},
+    {"ETSTMP", "Event Timestamp (milliseconds)", 6, 6, Format::DECIMAL},
+    {"ETSTMP Date", "Date", 6, 8, Format::DATE},
+    {"PELPID", "Port Identifier", 14, 2, Format::DECIMAL},
+    {"VSIL", "Vendor Specific Information Length (bytes)", 20, 2, Format::DECIMAL},
+    {"EL", "Event Length (bytes)", 22, 2, Format::DECIMAL},
+};
+// clang-format on
+
+bool isAllZero(const uint8_t* data, size_t size) {
+    return std::all_of(data, data + size, [](uint8_t byte) { return byte == 0; });
+}
+
+/// Walks over the events of a log.
+class Walk {
+public:
+    Walk(PersistentEventLog& log, const uint8_t* data, size_t size) : log_(log), data_(data), size_(size) {}
+
+    void run();
+
+private:
+    bool takeHeader();
+    bool takeEvent();
+    void addEvent(const uint8_t* event, size_t headerBytes, size_t eventBytes);
+    bool stop(const std::string& why);
+    std::string eventText() const { return "event " + std::to_string(number_) + " (" + eventName(data_[at_]) + ")"; }
+
+    PersistentEventLog& log_;
+    const uint8_t* data_;
+    size_t size_;
+    size_t end_ = 0;  ///< of the log, as it says itself, and no more than there is
+    size_t at_ = 0;
+    uint64_t number_ = 0;  ///< of the event at `at_`, from 1 on
+};
+
+bool Walk::stop(const std::string& why) {
+    log_.end = "It stops being valid at offset " + std::to_string(at_) + ": " + why;
+    return false;
+}
+
+void Walk::run() {
+    if (takeHeader()) {
+        const uint64_t events = le32(data_ + OFFSET_TNEV);
+        for (number_ = 1; number_ <= events && takeEvent();) ++number_;
+    }
+    log_.validBytes = at_;
+    if (!log_.end.empty()) return;
+    const uint64_t told = le64(data_ + OFFSET_TLL);
+    if (told > size_)
+        log_.end =
+            "It says that it has " + std::to_string(told) + " bytes, and " + std::to_string(size_) + " are there";
+    const size_t rest = end_ - at_;
+    if (rest != 0 && !isAllZero(data_ + at_, rest))
+        log_.damages.push_back(std::to_string(rest) + " bytes behind the last event, at offset " + std::to_string(at_) +
+                               ", belong to none");
+}
+
+bool Walk::takeHeader() {
+    const size_t headerBytes = HEADER_LENGTH_END + le16(data_ + OFFSET_LHL);
+    const uint64_t told = le64(data_ + OFFSET_TLL);
+    end_ = static_cast<size_t>(std::min<uint64_t>(told, size_));
+    if (size_ < PersistentEventLog::HEADER_BYTES) {
+        at_ = size_;
+        return stop("the bytes end within the header, which has " + std::to_string(PersistentEventLog::HEADER_BYTES));
+    }
+    if (headerBytes < PersistentEventLog::HEADER_BYTES || headerBytes > told) {
+        at_ = OFFSET_LHL;
+        return stop("a header of " + std::to_string(headerBytes) + " bytes does not fit a log of " +
+                    std::to_string(told));
+    }
+    at_ = std::min(headerBytes, end_);
+    return true;
+}
+
+bool Walk::takeEvent() {
+    const size_t left = end_ - at_;
+    const bool isCut = end_ < le64(data_ + OFFSET_TLL);
+    if (left < EVENT_HEADER_BYTES)
+        return stop(std::to_string(left) + " bytes are left for event " + std::to_string(number_) + " of " +
+                    std::to_string(le32(data_ + OFFSET_TNEV)) + (isCut ? "; the log is cut short" : ""));
+    const uint8_t* event = data_ + at_;
+    const size_t headerBytes = EVENT_LENGTH_END + event[2];
+    if (headerBytes < EVENT_HEADER_BYTES)
+        return stop(eventText() + " says that its header has " + std::to_string(headerBytes) + " bytes");
+    const size_t bytes = headerBytes + le16(event + 22);
+    if (bytes > left)
+        return stop(eventText() + " says that it has " + std::to_string(bytes) + " bytes, and " + std::to_string(left) +
+                    " are left" + (isCut ? "; the log is cut short" : ""));
+    addEvent(event, headerBytes, bytes);
+    at_ += bytes;
+    return true;
+}
+
+void Walk::addEvent(const uint8_t* event, size_t headerBytes, size_t eventBytes) {
+    FieldTree& part = log_.tree.addPart("Event " + std::to_string(number_) + " - " + eventName(event[0]));
+    addFields(part, EVENT_FIELDS, event, headerBytes);
+    const size_t length = eventBytes - headerBytes;
+    const size_t vendorBytes = le16(event + 20);
+    const uint8_t* data = event + headerBytes;
+    std::string damage;
+    if (vendorBytes > length) {
+        damage = "its vendor specific information of " + std::to_string(vendorBytes) + " bytes does not fit its " +
+                 std::to_string(length);
+        part.add("Data", "Bytes as they are", ostrel::core::bytesToHex(data, length));
+    } else {
+        if (vendorBytes != 0)
+            part.add("VSI", "Vendor Specific Information", ostrel::core::bytesToHex(data, vendorBytes));
+        damage = addEventData(part, event[0], data + vendorBytes, length - vendorBytes);
+    }
+    if (damage.empty()) return;
+    part.add("Damaged", damage);
+    log_.damages.push_back("The " + eventText() + " at offset " + std::to_string(at_) + " is damaged: " + damage);
+}
+
+FieldTree headerTree(const uint8_t* data, size_t size) {
+    const size_t bytes = std::min<size_t>(size, PersistentEventLog::HEADER_BYTES);
+    FieldTree tree = decodePersistentEventHeader(Payload(data, bytes));
+    tree.heading = "Persistent Event Log";
+    if (bytes == PersistentEventLog::HEADER_BYTES)
+        tree.add("SEB Events", "Events that the drive records", supportedEventsText(data + OFFSET_SEB));
+    return tree;
+}
+
+}  // namespace
+
+std::string PersistentEventLog::damageText() const {
+    OSTREL_TRACE();
+    std::string text;
+    for (size_t i = 0; i < std::min(damages.size(), MOST_DAMAGES_TOLD); ++i) text += damages[i] + ". ";
+    if (damages.size() > MOST_DAMAGES_TOLD)
+        text += std::to_string(damages.size() - MOST_DAMAGES_TOLD) + " more events are damaged. ";
+    if (!end.empty()) return text + end + ".";
+    if (!text.empty()) text.pop_back();
+    return text;
+}
+
+PersistentEventLog parsePersistentEventLog(const uint8_t* data, size_t size) {
+    OSTREL_TRACE();
+    PersistentEventLog log;
+    log.isOne = size >= HEADER_LENGTH_END && data[0] == LID_PERSISTENT_EVENT;
+    if (!log.isOne) return log;
+    log.tree = headerTree(data, size);
+    if (size >= OFFSET_SN + SN_BYTES) log.serialNumber = shownText(data + OFFSET_SN, SN_BYTES);
+    Walk walk(log, data, size);
+    walk.run();
+    return log;
+}
+
+uint64_t persistentEventLogBytes(const uint8_t* header) {
+    OSTREL_TRACE();
+    return std::max<uint64_t>(le64(header + OFFSET_TLL), PersistentEventLog::HEADER_BYTES);
+}
+
+}  // namespace features::parsers
