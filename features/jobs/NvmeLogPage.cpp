@@ -6,6 +6,8 @@
 #include "features/nvme/Bytes.h"
 #include "features/nvme/LogPages.h"
 #include "features/nvme/Opcodes.h"
+#include "features/parsers/PersistentEventLog.h"
+#include "features/parsers/TelemetryHeader.h"
 #include "ostrel/core/ScopeTrace.h"
 #include "ostrel/core/StatusCatalogue.h"
 #include "ostrel/core/Strings.h"
@@ -19,15 +21,12 @@ namespace {
 
 constexpr uint32_t UNKNOWN_PAGE_BYTES = 512;
 
-/// Blocks of 512 bytes, the header being block 0.
 uint64_t telemetryLength(const uint8_t* head) {
-    constexpr uint64_t BLOCK_BYTES = 512;
-    return (uint64_t{std::max({nvme::le16(head + 8), nvme::le16(head + 10), nvme::le16(head + 12)})} + 1) * BLOCK_BYTES;
+    return parsers::TelemetryHeader(head).lengthBytes(parsers::TelemetryHeader::MOST_AREAS);
 }
 
 uint64_t persistentEventLength(const uint8_t* head) {
-    constexpr uint64_t HEAD_BYTES = 512;
-    return std::max(nvme::le64(head + 8), HEAD_BYTES) / 4 * 4;
+    return parsers::persistentEventLogBytes(head) / 4 * 4;
 }
 
 /// The pages of which the decoder shows the header alone, and how long they say that they are.

@@ -14,8 +14,11 @@
 #include "features/jobs/OcpFeatureJob.h"
 #include "features/jobs/PartitionInformationJob.h"
 #include "features/jobs/PerformanceJob.h"
+#include "features/jobs/PersistentEventLogJob.h"
+#include "features/jobs/PersistentEventLogParseJob.h"
 #include "features/jobs/PowerGovernorJob.h"
 #include "features/jobs/SmartJob.h"
+#include "features/jobs/TelemetryLogJob.h"
 #include "features/jobs/TimestampJob.h"
 #include "features/jobs/VelkoSsdJob.h"
 #include "ostrel/core/ScopeTrace.h"
@@ -61,8 +64,11 @@ constexpr JobRow JOBS[] = {
     {JOB_OCP_PLP_CHECK, makeOcpFeature<JOB_OCP_PLP_CHECK>},
     {JOB_OCP_READ_ONLY_WRITE_MODE, makeOcpFeature<JOB_OCP_READ_ONLY_WRITE_MODE>},
     {JOB_PERFORMANCE, make<jobs::PerformanceJob>},
+    {JOB_PERSISTENT_EVENT_LOG, make<jobs::PersistentEventLogJob>},
+    {JOB_PERSISTENT_EVENT_LOG_PARSE, make<jobs::PersistentEventLogParseJob>},
     {JOB_POWER_GOVERNOR, make<jobs::PowerGovernorJob>},
     {JOB_SMART, make<jobs::SmartJob>},
+    {JOB_TELEMETRY_LOG, make<jobs::TelemetryLogJob>},
     {JOB_TIMESTAMP, make<jobs::TimestampJob>},
     {JOB_VELKOSSD, make<jobs::VelkoSsdJob>},
 };

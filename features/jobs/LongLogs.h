@@ -1,0 +1,38 @@
+#pragma once
+
+#include <cstdint>
+
+#include "features/jobs/LogSink.h"
+#include "features/nvme/Drive.h"
+#include "ostrel/core/Status.h"
+
+namespace features::jobs {
+
+/// What is wanted of a drive's telemetry.
+struct TelemetryRequest {
+    bool hostInitiated = true;  ///< log 07h, for which the drive is told to make a capture; otherwise log 08h
+    unsigned dataArea = 3;      ///< up to and with this one, 1 to 3
+    bool retainEvent = false;   ///< leave the event that log 08h stands for
+};
+
+/// A telemetry log, whole and of one capture: the generation number in its header is compared before and after, and a
+/// log that changed is read once more. The capture is asked for once, with the first piece, and the event is retained
+/// until the log has been read.
+///
+/// 10/220 on a drive without telemetry, 10/200 for a log that changed again.
+ostrel::core::Status readTelemetryLog(nvme::Drive& drive, const TelemetryRequest& request, LogSink& log);
+
+/// In which reporting context the persistent event log is read. The drive has one at most; what it records meanwhile
+/// is in none.
+enum class EventLogContext : uint8_t {
+    NEW,          ///< a new one, in the place of one that is there; it stays, unless the reading fails
+    ESTABLISHED,  ///< the one that is there; 10/238 when there is none
+    PASSING,      ///< one for this reading alone; where there is one already, that one, which stays
+};
+
+/// The persistent event log (0Dh), whole. 10/251 on a drive without one.
+ostrel::core::Status readPersistentEventLog(nvme::Drive& drive, EventLogContext context, LogSink& log);
+/// Lets go of the reporting context.
+ostrel::core::Status releaseEventLogContext(nvme::Drive& drive);
+
+}  // namespace features::jobs

@@ -1,0 +1,51 @@
+#include "features/jobs/PersistentEventLogJob.h"
+
+#include "features/jobs/LongLogs.h"
+#include "features/jobs/StatusDetails.h"
+#include "ostrel/core/AttributeVocabulary.h"
+#include "ostrel/core/ScopeTrace.h"
+#include "ostrel/core/StatusCatalogue.h"
+#include "ostrel/interfaces/ostreli/interface/JobNames.h"
+
+namespace features::jobs {
+
+using namespace ostrel::core;
+
+namespace {
+
+constexpr const char* NEW_CONTEXT = "new_context";
+constexpr const char* READ = "read";
+constexpr const char* RELEASE = "release";
+
+std::string actionOf(const Arguments& arguments) {
+    const std::string action = arguments.text(attributes::feature::action().getName());
+    return action.empty() ? NEW_CONTEXT : action;
+}
+
+}  // namespace
+
+PersistentEventLogJob::PersistentEventLogJob()
+    : DumpJob(ostrel::interfaces::ostreli::JOB_PERSISTENT_EVENT_LOG, "persistenteventlog") {}
+
+std::unique_ptr<ostrel::interfaces::ostreli::Job> PersistentEventLogJob::clone() const {
+    auto copy = std::make_unique<PersistentEventLogJob>();
+    copy->copyFrom(*this);
+    return copy;
+}
+
+Status PersistentEventLogJob::checkRequest(const Arguments& arguments) {
+    OSTREL_TRACE();
+    const std::string action = actionOf(arguments);
+    if (action == NEW_CONTEXT || action == READ || action == RELEASE) return Status();
+    return withDetails(statuses::invalidPersistentEventLogAction(),
+                       "'" + action + "' is none of " + NEW_CONTEXT + ", " + READ + " and " + RELEASE + ".");
+}
+
+Status PersistentEventLogJob::dumpDrive(nvme::Drive& drive, const Arguments& arguments, LogSink& log) {
+    OSTREL_TRACE();
+    const std::string action = actionOf(arguments);
+    if (action == RELEASE) return releaseEventLogContext(drive);
+    return readPersistentEventLog(drive, action == READ ? EventLogContext::ESTABLISHED : EventLogContext::NEW, log);
+}
+
+}  // namespace features::jobs

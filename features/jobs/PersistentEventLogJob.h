@@ -1,0 +1,23 @@
+#pragma once
+
+#include "features/jobs/DumpJob.h"
+
+namespace features::jobs {
+
+/// The persistent event log as bytes, in a reporting context that lasts over commands. "Action":
+///   - "new_context" (also without one): a new context, in the place of one that is there. It stays for "read"; a
+///     command that fails leaves none behind.
+///   - "read": the context that is there; 10/238 when there is none.
+///   - "release": lets go of the context, and dumps nothing.
+/// Another word is 10/240.
+class PersistentEventLogJob : public DumpJob {
+public:
+    PersistentEventLogJob();
+    std::unique_ptr<Job> clone() const override;
+
+protected:
+    ostrel::core::Status checkRequest(const Arguments& arguments) override;
+    ostrel::core::Status dumpDrive(nvme::Drive& drive, const Arguments& arguments, LogSink& log) override;
+};
+
+}  // namespace features::jobs

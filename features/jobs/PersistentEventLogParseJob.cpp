@@ -1,0 +1,90 @@
+#include "features/jobs/PersistentEventLogParseJob.h"
+
+#include "features/jobs/InputFile.h"
+#include "features/jobs/LongLogs.h"
+#include "features/jobs/StatusDetails.h"
+#include "features/parsers/PersistentEventLog.h"
+#include "ostrel/core/AttributeVocabulary.h"
+#include "ostrel/core/ScopeTrace.h"
+#include "ostrel/core/StatusCatalogue.h"
+#include "ostrel/interfaces/ostreli/interface/JobNames.h"
+
+namespace features::jobs {
+
+using namespace ostrel::core;
+
+namespace {
+
+/// 256 MiB, as of a drive.
+constexpr uint64_t MOST_BYTES = 256 * 1024 * 1024;
+
+class StringSink : public LogSink {
+public:
+    explicit StringSink(std::string& bytes) : bytes_(bytes) {}
+    Status begin(uint64_t bytes) override {
+        bytes_.clear();
+        bytes_.reserve(bytes);
+        return Status();
+    }
+    Status add(const uint8_t* data, size_t bytes) override {
+        bytes_.append(reinterpret_cast<const char*>(data), bytes);
+        return Status();
+    }
+
+private:
+    std::string& bytes_;
+};
+
+/// Makes the output of a log under the serial number that it bears.
+Status show(const std::string& bytes, const std::string& whence, std::unique_ptr<DriveOutput>& out,
+            const std::string& title) {
+    const auto log = parsers::parsePersistentEventLog(reinterpret_cast<const uint8_t*>(bytes.data()), bytes.size());
+    if (!log.isOne) {
+        return withDetails(statuses::persistentEventLogCorrupted(),
+                           whence + " does not begin like a persistent event log.");
+    }
+    out = std::make_unique<DriveOutput>(log.serialNumber, nullptr);
+    out->addTree(log.tree);
+    const std::string damage = log.damageText();
+    if (!damage.empty()) out->addStatus(title, withDetails(statuses::persistentEventLogCorrupted(), damage));
+    return Status();
+}
+
+}  // namespace
+
+PersistentEventLogParseJob::PersistentEventLogParseJob()
+    : FeatureJob(ostrel::interfaces::ostreli::JOB_PERSISTENT_EVENT_LOG_PARSE, "Persistent Event Log Status") {}
+
+std::unique_ptr<ostrel::interfaces::ostreli::Job> PersistentEventLogParseJob::clone() const {
+    auto copy = std::make_unique<PersistentEventLogParseJob>();
+    copy->copyFrom(*this);
+    return copy;
+}
+
+Status PersistentEventLogParseJob::runMethod(const std::shared_ptr<xml::XmlObject>& output) {
+    OSTREL_TRACE();
+    const std::string path = arguments().text(attributes::feature::pelFilePath().getName());
+    if (path.empty()) return FeatureJob::runMethod(output);
+    std::string bytes;
+    Status status = readInputFile(path, MOST_BYTES, bytes);
+    if (!status.is(0, 0)) return status;
+    std::unique_ptr<DriveOutput> out;
+    status = show(bytes, "'" + path + "'", out, title());
+    if (status.is(0, 0)) addOutput(*output, *out);
+    return status;
+}
+
+Status PersistentEventLogParseJob::actOnDrive(nvme::Drive& drive, const Arguments&, DriveOutput& out) {
+    OSTREL_TRACE();
+    std::string bytes;
+    StringSink sink(bytes);
+    Status status = readPersistentEventLog(drive, EventLogContext::PASSING, sink);
+    if (!status.is(0, 0)) return status;
+    std::unique_ptr<DriveOutput> log;
+    status = show(bytes, "The log of drive " + drive.name(), log, title());
+    if (!status.is(0, 0)) return status;
+    for (auto& object : log->take()) out.add(std::move(object));
+    return Status();
+}
+
+}  // namespace features::jobs

@@ -1,0 +1,60 @@
+#include "features/jobs/TelemetryLogJob.h"
+
+#include "features/jobs/LongLogs.h"
+#include "features/parsers/TelemetryHeader.h"
+#include "ostrel/core/AttributeVocabulary.h"
+#include "ostrel/core/ScopeTrace.h"
+#include "ostrel/core/StatusCatalogue.h"
+#include "ostrel/interfaces/ostreli/interface/JobNames.h"
+
+namespace features::jobs {
+
+using namespace ostrel::core;
+namespace keys = attributes::feature;
+
+namespace {
+
+Status readRequest(const Arguments& arguments, TelemetryRequest& request) {
+    const std::string areaKey = keys::dataArea().getName();
+    std::optional<uint64_t> area;
+    Status status = arguments.number(areaKey, parsers::TelemetryHeader::MOST_AREAS, area);
+    if (!status.is(0, 0) || area == 0) {
+        return Status(CATEGORY_FEATURE, statuses::invalidProperty().getCode(),
+                      "Invalid value given for " + areaKey + ": '" + arguments.text(areaKey) +
+                          "'. It must be a number from 1 to 3.");
+    }
+    request.dataArea = static_cast<unsigned>(area.value_or(request.dataArea));
+    std::optional<bool> flag;
+    status = arguments.boolean(keys::hostInitiated().getName(), flag);
+    if (!status.is(0, 0)) return status;
+    request.hostInitiated = flag.value_or(request.hostInitiated);
+    flag.reset();
+    status = arguments.boolean(keys::retainAsynchronousEvent().getName(), flag);
+    request.retainEvent = flag.value_or(request.retainEvent);
+    return status;
+}
+
+}  // namespace
+
+TelemetryLogJob::TelemetryLogJob() : DumpJob(ostrel::interfaces::ostreli::JOB_TELEMETRY_LOG, "TelemetryLog") {}
+
+std::unique_ptr<ostrel::interfaces::ostreli::Job> TelemetryLogJob::clone() const {
+    auto copy = std::make_unique<TelemetryLogJob>();
+    copy->copyFrom(*this);
+    return copy;
+}
+
+Status TelemetryLogJob::checkRequest(const Arguments& arguments) {
+    OSTREL_TRACE();
+    TelemetryRequest request;
+    return readRequest(arguments, request);
+}
+
+Status TelemetryLogJob::dumpDrive(nvme::Drive& drive, const Arguments& arguments, LogSink& log) {
+    OSTREL_TRACE();
+    TelemetryRequest request;
+    const Status status = readRequest(arguments, request);
+    return status.is(0, 0) ? readTelemetryLog(drive, request, log) : status;
+}
+
+}  // namespace features::jobs

@@ -1,0 +1,19 @@
+#pragma once
+
+#include "features/jobs/DumpJob.h"
+
+namespace features::jobs {
+
+/// The telemetry log: the host-initiated one, for which the drive makes a capture, or with "HostInitiated" = "false"
+/// the controller-initiated one. "DataArea" 1 to 3 says how much of it; without it, all three.
+class TelemetryLogJob : public DumpJob {
+public:
+    TelemetryLogJob();
+    std::unique_ptr<Job> clone() const override;
+
+protected:
+    ostrel::core::Status checkRequest(const Arguments& arguments) override;
+    ostrel::core::Status dumpDrive(nvme::Drive& drive, const Arguments& arguments, LogSink& log) override;
+};
+
+}  // namespace features::jobs

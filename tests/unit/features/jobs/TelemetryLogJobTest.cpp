@@ -1,0 +1,179 @@
+#include <gtest/gtest.h>
+
+#include "features/jobs/TelemetryLogJob.h"
+#include "ostrel/core/Strings.h"
+#include "ostrel/interfaces/ostreli/interface/JobNames.h"
+#include "tests/unit/features/jobs/Commands.h"
+#include "tests/unit/features/jobs/JobRun.h"
+
+namespace features::jobs {
+namespace {
+
+using namespace fakedrive;
+using namespace ostrel::core;
+using namespace ostrel::interfaces::ostreli;
+
+/// Transfers of 8 KiB, telemetry, extended log data.
+DriveBytes telemetryController() {
+    return identifyController().byte(77, 1).byte(261, 0x0C);
+}
+
+/// Get Log Page with LSP and RAE.
+Expected piece(uint8_t lid, uint32_t bytes, uint64_t offset, uint8_t lsp, bool rae) {
+    return logPage(lid, bytes, offset)
+        .dword(10, lid | uint32_t{lsp} << 8 | uint32_t{rae} << 15 | (bytes / 4 - 1) << 16);
+}
+
+/// Data areas of 1, 2 and 40 blocks.
+DriveBytes header(uint8_t lid, uint8_t generation) {
+    return DriveBytes(512).byte(0, lid).le16(8, 1).le16(10, 3).le16(12, 40).byte(lid == 7 ? 381 : 383, generation);
+}
+
+DriveBytes filled(size_t size, uint8_t value) {
+    DriveBytes bytes(size);
+    for (size_t i = 0; i < size; ++i) bytes.byte(i, value);
+    return bytes;
+}
+
+std::string hex(const DriveBytes& bytes) {
+    return bytesToHex(bytes.bytes().data(), bytes.size());
+}
+
+std::string dump(size_t bytes, const std::string& digits) {
+    return "0/0\n<Object category=\"Output\" key=\"S1\" name=\"TelemetryLog\">"
+           "\n<Property category=\"payload\" displayName=\"payload\" name=\"payload\" size=\"" +
+           std::to_string(bytes) + "\" type=\"bytepointer\" value=\"" + digits + "\"/>\n</Object>";
+}
+
+std::string run(const FakeDrive& drive, std::initializer_list<std::pair<const char*, const char*>> arguments) {
+    TelemetryLogJob job;
+    JobRun run(job, JOBTYPE_METHOD);
+    run.naming("S1");
+    for (const auto& [key, value] : arguments) run.with(key, value);
+    return run.on({&drive});
+}
+
+TEST(TelemetryLogJob, ReadsTheHostsLogWholeAndMakesOneCapture) {
+    FakeDrive drive;
+    drive.expect(identify(0x01).answers(telemetryController()))
+        .expect(piece(0x07, 512, 0, 1, false).answers(header(7, 5)))
+        .expect(piece(0x07, 8192, 512, 0, false).answers(filled(8192, 0x11)))
+        .expect(piece(0x07, 8192, 8704, 0, false).answers(filled(8192, 0x22)))
+        .expect(piece(0x07, 4096, 16896, 0, false).answers(filled(4096, 0x33)))
+        .expect(piece(0x07, 512, 0, 0, false).answers(header(7, 5)));
+    EXPECT_EQ(
+        run(drive, {{"HostInitiated", "true"}}),
+        dump(20992, hex(header(7, 5)) + hex(filled(8192, 0x11)) + hex(filled(8192, 0x22)) + hex(filled(4096, 0x33))));
+}
+
+TEST(TelemetryLogJob, EndsWithTheDataAreaThatIsAskedFor) {
+    const struct {
+        const char* area;
+        uint32_t bytes;
+    } cases[] = {{"1", 512}, {"2", 3 * 512}};
+    for (const auto& c : cases) {
+        FakeDrive drive;
+        drive.expect(identify(0x01).answers(telemetryController()))
+            .expect(piece(0x07, 512, 0, 1, false).answers(header(7, 5)))
+            .expect(piece(0x07, c.bytes, 512, 0, false).answers(filled(c.bytes, 0x11)))
+            .expect(piece(0x07, 512, 0, 0, false).answers(header(7, 5)));
+        EXPECT_EQ(run(drive, {{"DataArea", c.area}}),
+                  dump(c.bytes + 512, hex(header(7, 5)) + hex(filled(c.bytes, 0x11))));
+    }
+}
+
+TEST(TelemetryLogJob, TheControllersEventIsAcknowledgedWhenAllIsRead) {
+    FakeDrive drive;
+    drive.expect(identify(0x01).answers(telemetryController()))
+        .expect(piece(0x08, 512, 0, 0, true).answers(header(8, 9)))
+        .expect(piece(0x08, 512, 512, 0, true).answers(filled(512, 0x44)))
+        .expect(piece(0x08, 512, 0, 0, true).answers(header(8, 9)))
+        .expect(piece(0x08, 512, 0, 0, false).answers(header(8, 9)));
+    EXPECT_EQ(run(drive, {{"HostInitiated", "False"}, {"DataArea", "1"}}),
+              dump(1024, hex(header(8, 9)) + hex(filled(512, 0x44))));
+}
+
+TEST(TelemetryLogJob, TheEventIsRetainedWhenThatIsAskedFor) {
+    FakeDrive drive;
+    drive.expect(identify(0x01).answers(telemetryController()))
+        .expect(piece(0x08, 512, 0, 0, true).answers(header(8, 9)))
+        .expect(piece(0x08, 512, 512, 0, true).answers(filled(512, 0x44)))
+        .expect(piece(0x08, 512, 0, 0, true).answers(header(8, 9)));
+    EXPECT_EQ(run(drive, {{"HostInitiated", "false"}, {"DataArea", "1"}, {"RetainAsynchronousEvent", "true"}}),
+              dump(1024, hex(header(8, 9)) + hex(filled(512, 0x44))));
+}
+
+TEST(TelemetryLogJob, ALogThatChangedIsReadAgainWithoutAnotherCapture) {
+    for (const uint8_t lid : {uint8_t{7}, uint8_t{8}}) {
+        const bool host = lid == 7;
+        FakeDrive drive;
+        drive.expect(identify(0x01).answers(telemetryController()))
+            .expect(piece(lid, 512, 0, host ? 1 : 0, !host).answers(header(lid, 255)))
+            .expect(piece(lid, 512, 512, 0, !host).answers(filled(512, 0x44)))
+            .expect(piece(lid, 512, 0, 0, !host).answers(header(lid, 0)))
+            .expect(piece(lid, 512, 0, 0, !host).answers(header(lid, 0)))
+            .expect(piece(lid, 512, 512, 0, !host).answers(filled(512, 0x55)))
+            .expect(piece(lid, 512, 0, 0, !host).answers(header(lid, 0)));
+        if (!host) drive.expect(piece(lid, 512, 0, 0, false).answers(header(lid, 0)));
+        EXPECT_EQ(run(drive, {{"HostInitiated", host ? "1" : "0"}, {"DataArea", "1"}}),
+                  dump(1024, hex(header(lid, 0)) + hex(filled(512, 0x55))));
+    }
+}
+
+TEST(TelemetryLogJob, ALogThatChangesAgainIsReportedAndNotAcknowledged) {
+    FakeDrive drive;
+    drive.expect(identify(0x01).answers(telemetryController()))
+        .expect(piece(0x08, 512, 0, 0, true).answers(header(8, 1)))
+        .expect(piece(0x08, 512, 512, 0, true).answers(filled(512, 0x44)))
+        .expect(piece(0x08, 512, 0, 0, true).answers(header(8, 2)))
+        .expect(piece(0x08, 512, 0, 0, true).answers(header(8, 2)))
+        .expect(piece(0x08, 512, 512, 0, true).answers(filled(512, 0x44)))
+        .expect(piece(0x08, 512, 0, 0, true).answers(header(8, 3)));
+    EXPECT_EQ(run(drive, {{"HostInitiated", "false"}, {"DataArea", "1"}}),
+              "10/200 Failed to retrieve telemetry data. Drive S1 (/dev/nvme0) made another capture while its log was "
+              "read, twice.");
+}
+
+TEST(TelemetryLogJob, ADriveWithoutTelemetryIsNotAsked) {
+    FakeDrive drive;
+    drive.expect(identify(0x01).answers(identifyController()));
+    EXPECT_EQ(run(drive, {}),
+              "10/220 Telemetry log is unsupported on selected device. Drive S1 (/dev/nvme0) has none.");
+}
+
+TEST(TelemetryLogJob, ADriveThatRefusesThePageHasNone) {
+    FakeDrive drive;
+    drive.expect(identify(0x01).answers(telemetryController())).expect(piece(0x07, 512, 0, 1, false).refuses(0x4109));
+    EXPECT_EQ(run(drive, {}),
+              "10/220 Telemetry log is unsupported on selected device. Get Log Page failed on drive S1 (/dev/nvme0): "
+              "Invalid Log Page (status code type 0x1, status code 0x09, opcode 0x02).");
+}
+
+TEST(TelemetryLogJob, AFailureInTheMiddleLeavesNoPartOfALog) {
+    for (unsigned failing = 0; failing < 4; ++failing) {
+        FakeDrive drive;
+        Expected commands[] = {
+            identify(0x01).answers(telemetryController()),
+            piece(0x07, 512, 0, 1, false).answers(header(7, 5)),
+            piece(0x07, 512, 512, 0, false).answers(filled(512, 0x11)),
+            piece(0x07, 512, 0, 0, false).answers(header(7, 5)),
+        };
+        for (unsigned i = 0; i <= failing; ++i) drive.expect(i == failing ? commands[i].breaks(gone()) : commands[i]);
+        EXPECT_EQ(run(drive, {{"DataArea", "1"}}), "1/19 The drive /dev/nvme0 is gone.") << failing;
+    }
+}
+
+TEST(TelemetryLogJob, ABadArgumentIsToldBeforeTheDriveIsAsked) {
+    const FakeDrive drive;
+    for (const char* area : {"0", "4", "none", "-1"}) {
+        EXPECT_EQ(run(drive, {{"DataArea", area}}), std::string("10/36 Invalid value given for DataArea: '") + area +
+                                                        "'. It must be a number from 1 to 3.");
+    }
+    EXPECT_EQ(run(drive, {{"HostInitiated", "maybe"}}),
+              "10/36 Invalid value given for HostInitiated: 'maybe'. It must be true or false.");
+    EXPECT_EQ(run(drive, {{"RetainAsynchronousEvent", "2"}}),
+              "10/36 Invalid value given for RetainAsynchronousEvent: '2'. It must be true or false.");
+}
+
+}  // namespace
+}  // namespace features::jobs
