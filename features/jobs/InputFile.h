@@ -3,12 +3,16 @@
 #include <cstdint>
 #include <string>
 
+#include "ostrel/core/File.h"
 #include "ostrel/core/Status.h"
+#include "ostrel/core/StatusCatalogue.h"
 
 namespace features::jobs {
 
-/// Reads a file that the user named: a regular file of at most `mostBytes`. 10/54 with the reason and the path; `bytes`
-/// changes only on success.
-ostrel::core::Status readInputFile(const std::string& path, uint64_t mostBytes, std::string& bytes);
+/// Reads a file that the user named: a regular file of at most `mostBytes`. 10/54 with the reason and the path, or
+/// `tooLarge` likewise; `bytes` changes only on success.
+ostrel::core::Status readInputFile(const std::string& path, uint64_t mostBytes, std::string& bytes,
+                                   ostrel::core::SymbolicLink link = ostrel::core::SymbolicLink::FOLLOW,
+                                   ostrel::core::Status (*tooLarge)() = ostrel::core::statuses::fileReadFailed);
 
 }  // namespace features::jobs

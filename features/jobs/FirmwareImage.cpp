@@ -1,0 +1,98 @@
+#include "features/jobs/FirmwareImage.h"
+
+#include <algorithm>
+
+#include "features/jobs/InputFile.h"
+#include "features/jobs/LogReading.h"
+#include "features/jobs/StatusDetails.h"
+#include "features/nvme/ControllerCapabilities.h"
+#include "features/nvme/Opcodes.h"
+#include "ostrel/core/File.h"
+#include "ostrel/core/ScopeTrace.h"
+#include "ostrel/core/StatusCatalogue.h"
+
+namespace features::jobs {
+
+using namespace ostrel::core;
+
+namespace {
+
+constexpr uint64_t MOST_IMAGE_BYTES = 256 * 1024 * 1024;
+constexpr uint32_t DWORD_BYTES = 4;
+/// FWUG counts in these.
+constexpr uint32_t UNIT_BYTES = 4096;
+constexpr uint8_t FWUG_NOT_REPORTED = 0;
+constexpr uint8_t FWUG_NO_RESTRICTION = 0xFF;
+
+Status notLoaded(const std::string& reason) {
+    return withDetails(statuses::firmwareLoadFailed(), reason);
+}
+
+Status noTransfer(const nvme::Drive& drive, uint32_t granularityBytes) {
+    return notLoaded("Drive " + drive.name() + " takes firmware in multiples of " + std::to_string(granularityBytes) +
+                     " bytes, more than one command can carry.");
+}
+
+Status sendPiece(nvme::Drive& drive, const std::string& image, uint64_t offset, uint32_t bytes) {
+    const Payload piece(image.data() + offset, bytes);
+    if (piece.getSize() != bytes) return Status(CATEGORY_OS, ENOMEM, "System error.");
+    nvme::NvmeCommand command(nvme::Queue::ADMIN, nvme::OPC_FIRMWARE_IMAGE_DOWNLOAD, "Firmware Image Download");
+    command.cdw10 = bytes / DWORD_BYTES - 1;
+    command.cdw11 = static_cast<uint32_t>(offset / DWORD_BYTES);
+    command.dataLength = bytes;
+    nvme::Answer answer;
+    const Status status = drive.send(command, answer, piece);
+    return isRefusal(status) ? notLoaded(status.getMessage()) : status;
+}
+
+}  // namespace
+
+Status readFirmwareImage(const std::string& path, std::string& image) {
+    OSTREL_TRACE();
+    std::string bytes;
+    const Status status =
+        readInputFile(path, MOST_IMAGE_BYTES, bytes, SymbolicLink::REFUSE, statuses::firmwareBinaryTooLarge);
+    if (!status.is(0, 0)) return status;
+    if (bytes.empty()) return withDetails(statuses::noInputBinary(), "'" + path + "' is empty.");
+    if (bytes.size() % DWORD_BYTES != 0) {
+        return notLoaded("'" + path + "' has " + std::to_string(bytes.size()) + " bytes, which is no multiple of " +
+                         std::to_string(DWORD_BYTES) + ".");
+    }
+    image = std::move(bytes);
+    return Status();
+}
+
+Status checkFirmwareImage(nvme::Drive& drive, uint64_t imageBytes, uint32_t& granularityBytes) {
+    OSTREL_TRACE();
+    const uint8_t* identify = nullptr;
+    uint32_t mostBytes = 0;
+    Status status = drive.identifyController(identify);
+    if (status.is(0, 0)) status = drive.maxTransferBytes(mostBytes);
+    if (!status.is(0, 0)) return status;
+    const uint8_t fwug = nvme::ControllerCapabilities(identify).fwug;
+    // A drive that tells nothing gets pieces of whole units, as it can expect of any host, and a last one of any size.
+    granularityBytes = fwug == FWUG_NO_RESTRICTION ? DWORD_BYTES : std::max<uint32_t>(fwug, 1) * UNIT_BYTES;
+    if (granularityBytes > mostBytes) return noTransfer(drive, granularityBytes);
+    if (fwug == FWUG_NOT_REPORTED || imageBytes % granularityBytes == 0) return Status();
+    return notLoaded("The image has " + std::to_string(imageBytes) + " bytes, and drive " + drive.name() +
+                     " takes multiples of " + std::to_string(granularityBytes) + " bytes.");
+}
+
+Status downloadFirmware(nvme::Drive& drive, const std::string& image, uint32_t granularityBytes) {
+    OSTREL_TRACE();
+    uint32_t pieceBytes = 0;
+    Status status = drive.maxTransferBytes(pieceBytes);
+    for (uint64_t done = 0; status.is(0, 0) && done < image.size();) {
+        uint32_t bytes = 0;
+        status = drive.sendHalvingPieces(pieceBytes, [&](uint32_t most) {
+            const uint32_t whole = most / granularityBytes * granularityBytes;
+            if (whole == 0) return noTransfer(drive, granularityBytes);
+            bytes = static_cast<uint32_t>(std::min<uint64_t>(whole, image.size() - done));
+            return sendPiece(drive, image, done, bytes);
+        });
+        done += bytes;
+    }
+    return status;
+}
+
+}  // namespace features::jobs

@@ -1,0 +1,136 @@
+#include "features/jobs/FirmwareModules.h"
+
+#include <algorithm>
+#include <filesystem>
+#include <tuple>
+
+#include "features/jobs/FirmwareImage.h"
+#include "features/jobs/InputFile.h"
+#include "features/jobs/Sha256.h"
+#include "features/jobs/StatusDetails.h"
+#include "ostrel/core/ScopeTrace.h"
+#include "ostrel/core/StatusCatalogue.h"
+#include "ostrel/core/Strings.h"
+
+namespace features::jobs {
+
+using namespace ostrel::core;
+namespace fs = std::filesystem;
+
+namespace {
+
+constexpr char SEPARATOR = '~';
+constexpr const char* MANIFEST_EXTENSION = ".json";
+/// Of one folder. More is no folder of modules.
+constexpr size_t MOST_MANIFESTS = 1000;
+
+/// Dates have the form in which they sort as texts; the revision decides between modules of one day.
+bool isOlder(const FirmwareModule* left, const FirmwareModule* right) {
+    return std::tie(left->manifest.released, left->manifest.revision) <
+           std::tie(right->manifest.released, right->manifest.revision);
+}
+
+const FirmwareModule* newest(const std::vector<const FirmwareModule*>& modules) {
+    return modules.empty() ? nullptr : *std::max_element(modules.begin(), modules.end(), isOlder);
+}
+
+/// Links are none: `entry` itself must be a file.
+std::vector<std::string> manifestNames(const std::string& folder, std::error_code& error) {
+    std::vector<std::string> names;
+    for (fs::directory_iterator entry(folder, error); !error && entry != fs::directory_iterator();
+         entry.increment(error)) {
+        std::error_code ignored;  // an entry that is gone again is none
+        if (entry->path().extension() == MANIFEST_EXTENSION && fs::is_regular_file(entry->symlink_status(ignored)))
+            names.push_back(entry->path().filename().string());
+        if (names.size() == MOST_MANIFESTS) break;
+    }
+    std::sort(names.begin(), names.end());
+    return names;
+}
+
+}  // namespace
+
+void FirmwareModules::load() const {
+    OSTREL_TRACE();
+    std::call_once(loaded_, [this] {
+        std::vector<std::string> folders = split(directories_, SEPARATOR);
+        // The tool may send a directory twice.
+        std::sort(folders.begin(), folders.end());
+        folders.erase(std::unique(folders.begin(), folders.end()), folders.end());
+        for (const std::string& folder : folders) loadFolder(folder);
+    });
+}
+
+void FirmwareModules::loadFolder(const std::string& folder) const {
+    OSTREL_TRACE();
+    if (folder.empty()) return;
+    std::error_code error;
+    const std::vector<std::string> names = manifestNames(folder, error);
+    if (error && error != std::errc::no_such_file_or_directory)
+        faults_ += " '" + folder + "': " + error.message() + ".";
+    for (const std::string& name : names) loadManifest(folder, name);
+}
+
+void FirmwareModules::loadManifest(const std::string& folder, const std::string& name) const {
+    OSTREL_TRACE();
+    const std::string path = folder + "/" + name;
+    std::string text;
+    FirmwareModule module{folder, {}};
+    const Status status = readInputFile(path, MOST_MANIFEST_BYTES, text, SymbolicLink::REFUSE);
+    if (!status.is(0, 0)) {
+        faults_ += " " + status.getMessage();
+        return;
+    }
+    const std::string fault = readFirmwareManifest(text, module.manifest);
+    if (fault.empty())
+        modules_.push_back(std::move(module));
+    else
+        faults_ += " '" + path + "': " + fault + ".";
+}
+
+Status FirmwareModules::choose(const std::string& model, const std::string& revision,
+                               const FirmwareModule*& module) const {
+    OSTREL_TRACE();
+    load();
+    if (modules_.empty()) return statuses::noFirmwareModule();
+    std::vector<const FirmwareModule*> running;
+    std::vector<const FirmwareModule*> others;
+    for (const FirmwareModule& known : modules_) {
+        if (!matchesOne(known.manifest.models, model)) continue;
+        (known.manifest.revision == revision ? running : others).push_back(&known);
+    }
+    // What is older than the running firmware is no update.
+    const FirmwareModule* current = newest(running);
+    const auto isNotLater = [&](const FirmwareModule* other) {
+        return current != nullptr && other->manifest.released <= current->manifest.released;
+    };
+    others.erase(std::remove_if(others.begin(), others.end(), isNotLater), others.end());
+    if (others.empty()) return current != nullptr ? statuses::firmwareCurrent() : statuses::noKnownFirmwareUpdate();
+    const auto isForbidden = [&](const FirmwareModule* other) { return !matchesOne(other->manifest.from, revision); };
+    others.erase(std::remove_if(others.begin(), others.end(), isForbidden), others.end());
+    if (others.empty()) return statuses::noKnownFirmwareUpdate();
+    module = newest(others);
+    return Status();
+}
+
+Status FirmwareModules::readImage(const FirmwareModule& module, std::string& image) {
+    OSTREL_TRACE();
+    const std::string path = module.folder + "/" + module.manifest.file;
+    std::string bytes;
+    const Status status = readFirmwareImage(path, bytes);
+    if (!status.is(0, 0)) return status;
+    if (!equals(sha256Text(bytes), module.manifest.sha256, true)) {
+        return withDetails(statuses::invalidFirmwareModuleType(),
+                           "'" + path + "' is not the file that its manifest describes: its SHA-256 is another.");
+    }
+    image = std::move(bytes);
+    return Status();
+}
+
+std::string FirmwareModules::faults() const {
+    OSTREL_TRACE();
+    load();
+    return faults_;
+}
+
+}  // namespace features::jobs

@@ -1,0 +1,50 @@
+#pragma once
+
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include "features/jobs/FirmwareManifest.h"
+#include "ostrel/core/Status.h"
+
+namespace features::jobs {
+
+/// The folder of a manifest, and what it says.
+struct FirmwareModule {
+    std::string folder;
+    FirmwareManifest manifest;
+};
+
+/// The firmware modules of this machine: files "*.json" in the module directories, each with an image beside it
+/// (docs/firmware-modules.md). Nothing is read before somebody asks; a directory that is not there holds none, a
+/// symbolic link is none, and a manifest that is damaged is passed over.
+///
+/// Threads: any number at once.
+class FirmwareModules {
+public:
+    /// `directories`: their paths with '~' between them, as the tool sends them.
+    explicit FirmwareModules(std::string directories) : directories_(std::move(directories)) {}
+
+    /// The newest module for a drive of this model number that runs this revision; it belongs to this object. Otherwise
+    /// 10/64 when the drive runs the newest firmware, 10/70 when there is none for it, 10/71 when there are no modules.
+    ostrel::core::Status choose(const std::string& model, const std::string& revision,
+                                const FirmwareModule*& module) const;
+    /// The image of a module, which is what the manifest says: 10/54 when it cannot be read, 10/73 with the reason when
+    /// its digest is another.
+    static ostrel::core::Status readImage(const FirmwareModule& module, std::string& image);
+
+    /// What could not be read, and why, in one text; empty when all could.
+    std::string faults() const;
+
+private:
+    void load() const;
+    void loadFolder(const std::string& folder) const;
+    void loadManifest(const std::string& folder, const std::string& name) const;
+
+    std::string directories_;
+    mutable std::once_flag loaded_;
+    mutable std::vector<FirmwareModule> modules_;
+    mutable std::string faults_;
+};
+
+}  // namespace features::jobs

@@ -1,0 +1,126 @@
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <filesystem>
+
+#include "features/jobs/FirmwareModules.h"
+#include "tests/unit/features/jobs/ModuleFolder.h"
+
+namespace features::jobs {
+namespace {
+
+using namespace ostrel::core;
+
+const std::string NONE_FOR_IT =
+    "10/70 No known update for SSD. If an update is expected, please contact your SSD Vendor representative about "
+    "firmware update for this drive.";
+const std::string CURRENT = "10/64 The selected drive contains current firmware as of this tool release.";
+const std::string NO_MODULES = "10/71 No firmware module found.";
+
+std::string text(const Status& status) {
+    return std::to_string(status.getCategory()) + "/" + std::to_string(status.getCode()) + " " + status.getMessage();
+}
+
+/// The file of the module that is chosen, or why there is none.
+std::string chosen(const FirmwareModules& modules, const std::string& revision,
+                   const std::string& model = "VELKO P100 1T") {
+    const FirmwareModule* module = nullptr;
+    const Status status = modules.choose(model, revision, module);
+    return status.is(0, 0) ? module->manifest.file : text(status);
+}
+
+class FirmwareModulesTest : public testing::Test {
+protected:
+    std::string choose(const std::string& revision, const std::string& model = "VELKO P100 1T") {
+        return chosen(FirmwareModules(folder_ / ""), revision, model);
+    }
+
+    TemporaryFolder folder_;
+};
+
+TEST_F(FirmwareModulesTest, TheNewestThatFitsIsChosen) {
+    addModule(folder_, "c", {"FW3", "2026-03-01"});
+    addModule(folder_, "a", {"FW1", "2026-01-01"});
+    addModule(folder_, "b", {"FW2", "2026-02-01"});
+    addModule(folder_, "other", {"FW9", "2026-09-09", "*", "VELKO P200"});
+    addModule(folder_, "later", {"FW4", "2026-04-01", "FW3"});
+    EXPECT_EQ(choose("FW0"), "c.bin") << "the newest may only follow on FW3";
+    EXPECT_EQ(choose("FW1"), "c.bin");
+    EXPECT_EQ(choose("FW3"), "later.bin");
+    EXPECT_EQ(choose("FW0", "VELKO P200"), "other.bin");
+}
+
+TEST_F(FirmwareModulesTest, OlderFirmwareIsNoUpdate) {
+    addModule(folder_, "a", {"FW1", "2026-01-01"});
+    addModule(folder_, "b", {"FW2", "2026-02-01"});
+    addModule(folder_, "same-day", {"FW2A", "2026-02-01"});
+    EXPECT_EQ(choose("FW2"), CURRENT);
+    EXPECT_EQ(choose("FW2A"), CURRENT);
+    EXPECT_EQ(choose("FW1"), "same-day.bin") << "of modules of one day the higher revision";
+}
+
+TEST_F(FirmwareModulesTest, WithoutAFittingModule) {
+    EXPECT_EQ(choose("FW1"), NO_MODULES) << "an empty folder";
+    EXPECT_EQ(chosen(FirmwareModules(folder_ / "missing"), "FW1"), NO_MODULES);
+    EXPECT_EQ(chosen(FirmwareModules(""), "FW1"), NO_MODULES);
+    EXPECT_EQ(FirmwareModules(folder_ / "missing").faults(), "");
+    addModule(folder_, "a", {"FW2", "2026-01-01", "FW1"});
+    EXPECT_EQ(choose("FW1", "OTHER"), NONE_FOR_IT);
+    EXPECT_EQ(choose("FW0"), NONE_FOR_IT) << "only FW1 may be replaced";
+    addModule(folder_, "b", {"FW0", "2025-01-01"});
+    EXPECT_EQ(choose("FW0"), NONE_FOR_IT) << "there is newer firmware, but not for this revision";
+}
+
+TEST_F(FirmwareModulesTest, SeveralFoldersAreOne) {
+    const TemporaryFolder other;
+    addModule(folder_, "a", {"FW2", "2026-01-01"});
+    addModule(other, "b", {"FW3", "2026-02-01"});
+    const std::string both = (folder_ / "") + "~" + (other / "");
+    EXPECT_EQ(chosen(FirmwareModules(both), "FW1"), "b.bin");
+    EXPECT_EQ(chosen(FirmwareModules(both + "~" + (other / "") + "~"), "FW2"), "b.bin") << "one is sent twice";
+}
+
+TEST_F(FirmwareModulesTest, WhatIsDamagedIsPassedOverAndTold) {
+    addModule(folder_, "good", {"FW2"});
+    writeWholeFile(folder_ / "broken.json", "{");
+    writeWholeFile(folder_ / "large.json", std::string(MOST_MANIFEST_BYTES + 1, ' '));
+    writeWholeFile(folder_ / "note.txt", "not a manifest");
+    std::filesystem::create_directory(folder_ / "folder.json");
+    std::filesystem::create_symlink(folder_ / "good.json", folder_ / "link.json");
+    const std::string path = folder_ / "";
+    const FirmwareModules modules(path);
+    EXPECT_EQ(chosen(modules, "FW1"), "good.bin");
+    EXPECT_EQ(modules.faults(), " '" + path + "/broken.json': it is not JSON: expected key string in line 1." +
+                                    " Failed reading a file necessary for the feature. '" + path +
+                                    "/large.json': it has 65537 bytes, and at most 65536 can be taken.");
+}
+
+TEST_F(FirmwareModulesTest, AFolderThatCannotBeReadIsTold) {
+    writeWholeFile(folder_ / "file", "");
+    EXPECT_EQ(FirmwareModules(folder_ / "file").faults(), " '" + (folder_ / "file") + "': Not a directory.");
+}
+
+TEST_F(FirmwareModulesTest, AnImageIsWhatItsManifestSays) {
+    addModule(folder_, "a", {"FW2"});
+    const FirmwareModules modules(folder_ / "");
+    const FirmwareModule* module = nullptr;
+    ASSERT_EQ(modules.choose("VELKO P100", "FW1", module).getCode(), 0U);
+    std::string image;
+    EXPECT_EQ(text(FirmwareModules::readImage(*module, image)), "0/0 Completed successfully.");
+    EXPECT_EQ(image, "IMAGE OF FW2........");
+
+    const std::string path = module->folder + "/a.bin";
+    image = "untouched";
+    writeWholeFile(path, "IMAGE OF FW2.......!");
+    EXPECT_EQ(text(FirmwareModules::readImage(*module, image)),
+              "10/73 Invalid firmware module type. '" + path +
+                  "' is not the file that its manifest describes: its SHA-256 is another.");
+    std::filesystem::rename(path, folder_ / "elsewhere");
+    std::filesystem::create_symlink(folder_ / "elsewhere", path);
+    EXPECT_EQ(text(FirmwareModules::readImage(*module, image)),
+              "10/54 Failed reading a file necessary for the feature. '" + path + "': a symbolic link.");
+    EXPECT_EQ(image, "untouched");
+}
+
+}  // namespace
+}  // namespace features::jobs
