@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <optional>
 
+#include "features/jobs/FirmwareModules.h"
 #include "features/nvme/ControllerCapabilities.h"
 #include "features/nvme/Drive.h"
 #include "features/nvme/NamespaceProperties.h"
@@ -15,12 +16,15 @@ namespace features::jobs {
 /// A part that the drive refuses, or that is not there, is null: a missing log page is no failure of the drive. A road
 /// that failed is one: it stays in failure(), and from then on nothing more is asked.
 ///
-/// Ownership: the drive must outlive it; what is handed out belongs to it.
+/// Ownership: the drive and the modules must outlive it; what is handed out belongs to it.
 class DriveFacts {
 public:
-    explicit DriveFacts(nvme::Drive& drive) : drive_(drive) {}
+    explicit DriveFacts(nvme::Drive& drive, const FirmwareModules* modules = nullptr)
+        : drive_(drive), modules_(modules) {}
 
     nvme::Drive& drive() { return drive_; }
+    /// The firmware that this machine has for drives; null when nobody gave any.
+    const FirmwareModules* modules() const { return modules_; }
     const ostrel::core::Status& failure() const { return failure_; }
 
     const nvme::ControllerCapabilities* controller();
@@ -51,6 +55,7 @@ private:
     bool accept(const ostrel::core::Status& status);
 
     nvme::Drive& drive_;
+    const FirmwareModules* modules_;
     ostrel::core::Status failure_;
     std::optional<nvme::ControllerCapabilities> controller_;
     std::optional<nvme::NamespaceProperties> namespaceProperties_;

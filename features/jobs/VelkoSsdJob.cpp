@@ -132,8 +132,17 @@ Text deviceStatus(DriveFacts& facts) {
     return smart == nullptr ? Text() : deviceStatusText(smart[0]);
 }
 
-Text firmwareUpdateAvailable(DriveFacts&) {
-    return statuses::noKnownFirmwareUpdate().getMessage();
+/// The revision that an update would bring, or why there is none.
+Text firmwareUpdateAvailable(DriveFacts& facts) {
+    const Device& drive = facts.drive().device();
+    const FirmwareModule* module = nullptr;
+    const Status status = facts.modules()->choose(drive.getAttribute(device::modelNumber()).getText(),
+                                                  drive.getAttribute(device::firmware()).getText(), module);
+    if (module != nullptr) return module->manifest.revision;
+    // A machine without modules knows as little of updates as one that has none for the drive.
+    const Status none = statuses::noFirmwareModule();
+    return status.is(none.getCategory(), none.getCode()) ? statuses::noKnownFirmwareUpdate().getMessage()
+                                                         : status.getMessage();
 }
 
 /// The revision in the slot that the next reset activates.
@@ -291,9 +300,15 @@ AttributeList VelkoSsdJob::getSupportedProperties() const {
     return list;
 }
 
+Status VelkoSsdJob::checkRequest(const Arguments& arguments) {
+    OSTREL_TRACE();
+    modules_ = std::make_unique<FirmwareModules>(arguments.text(attributes::feature::additionalModuleDirs().getName()));
+    return Status();
+}
+
 Status VelkoSsdJob::showDrive(nvme::Drive& drive, const Arguments& arguments, DriveOutput& out) {
     OSTREL_TRACE();
-    DriveFacts facts(drive);
+    DriveFacts facts(drive, modules_.get());
     const bool all = arguments.flag(attributes::feature::showAllFlag().getName());
     AttributeList list;
     for (const AttributeRow& row : ROWS) {

@@ -1,13 +1,16 @@
 #pragma once
 
 #include "features/jobs/FeatureJob.h"
+#include "features/jobs/FirmwareModules.h"
 
 namespace features::jobs {
 
 /// The list of drives and what is known of each: the attributes of the device vocabulary.
 ///
 /// Without requested properties the key ones are shown, with "ShowAll" all that the drive has. Only what the wanted
-/// attributes need is asked of a drive.
+/// attributes need is asked of a drive. FirmwareUpdateAvailable looks into the module directories that the request
+/// names
+/// ("AdditionalModuleDirs").
 class VelkoSsdJob : public FeatureJob {
 public:
     VelkoSsdJob();
@@ -15,7 +18,11 @@ public:
     ostrel::core::AttributeList getSupportedProperties() const override;
 
 protected:
+    ostrel::core::Status checkRequest(const Arguments& arguments) override;
     ostrel::core::Status showDrive(nvme::Drive& drive, const Arguments& arguments, DriveOutput& out) override;
+
+private:
+    std::unique_ptr<const FirmwareModules> modules_;  // while the job runs
 };
 
 }  // namespace features::jobs

@@ -5,6 +5,8 @@
 #include "features/jobs/BackgroundProcessingJob.h"
 #include "features/jobs/DriveSelfTestJob.h"
 #include "features/jobs/EnduranceAnalyzerJob.h"
+#include "features/jobs/FirmwareActivateJob.h"
+#include "features/jobs/FirmwareUpdateJob.h"
 #include "features/jobs/HealthMetricsJob.h"
 #include "features/jobs/IdentifyJob.h"
 #include "features/jobs/NvmeFeaturesJob.h"
@@ -52,6 +54,8 @@ constexpr JobRow JOBS[] = {
     {JOB_BACKGROUND_PROCESSING, make<jobs::BackgroundProcessingJob>},
     {JOB_DRIVE_SELF_TEST, make<jobs::DriveSelfTestJob>},
     {JOB_ENDURANCE_ANALYZER, make<jobs::EnduranceAnalyzerJob>},
+    {JOB_FIRMWARE_ACTIVATE, make<jobs::FirmwareActivateJob>},
+    {JOB_FIRMWARE_UPDATE, make<jobs::FirmwareUpdateJob>},
     {JOB_HEALTH_METRICS, make<jobs::HealthMetricsJob>},
     {JOB_IDENTIFY, make<jobs::IdentifyJob>},
     {JOB_NVME_FEATURES, make<jobs::NvmeFeaturesJob>},

@@ -1,11 +1,14 @@
 #include <gtest/gtest.h>
 
+#include <filesystem>
+
 #include "features/jobs/VelkoSsdJob.h"
 #include "ostrel/core/AttributeVocabulary.h"
 #include "ostrel/interfaces/ostreli/interface/JobNames.h"
 #include "tests/support/Golden.h"
 #include "tests/unit/features/jobs/Commands.h"
 #include "tests/unit/features/jobs/JobRun.h"
+#include "tests/unit/features/jobs/ModuleFolder.h"
 
 namespace features::jobs {
 namespace {
@@ -173,6 +176,31 @@ TEST(VelkoSsdJob, KnowsItsProperties) {
     EXPECT_EQ(properties.size(), 62U);
     EXPECT_EQ(properties.count("Index"), 1U);
     EXPECT_EQ(properties.count("WriteCacheSupported"), 1U);
+}
+
+TEST(VelkoSsdJob, AnUpdateIsToldByItsRevision) {
+    const TemporaryFolder folder;
+    addModule(folder, "new", {"FW2", "2026-02-01", "FW1", "FAKE*"});
+    addModule(folder, "future", {"FW3", "2026-03-01", "FW2", "FAKE*"});
+    FakeDrive drive;
+    const auto available = [&] {
+        VelkoSsdJob job;
+        return JobRun(job, JOBTYPE_GET_PROPERTIES)
+            .with("AdditionalModuleDirs", folder / "")
+            .asking("FirmwareUpdateAvailable")
+            .on({&drive});
+    };
+    const auto text = [](const std::string& size, const std::string& value) {
+        return answer(property("Firmware Update Available", "FirmwareUpdateAvailable", size, "string", value));
+    };
+    EXPECT_EQ(available(), text("4", "FW2"));
+    std::filesystem::remove(folder / "new.json");
+    EXPECT_EQ(available(), text("135",
+                                "No known update for SSD. If an update is expected, please contact your SSD Vendor "
+                                "representative about firmware update for this drive."));
+    std::filesystem::remove(folder / "future.json");
+    addModule(folder, "same", {"FW1", "2026-02-01", "*", "FAKE*"});
+    EXPECT_EQ(available(), text("70", "The selected drive contains current firmware as of this tool release."));
 }
 
 }  // namespace

@@ -1,0 +1,60 @@
+#include "features/jobs/FirmwareActivateJob.h"
+
+#include "features/jobs/LogReading.h"
+#include "features/jobs/StatusDetails.h"
+#include "features/nvme/Bytes.h"
+#include "features/nvme/Opcodes.h"
+#include "ostrel/core/ScopeTrace.h"
+#include "ostrel/core/StatusCatalogue.h"
+#include "ostrel/interfaces/ostreli/interface/JobNames.h"
+
+namespace features::jobs {
+
+using namespace ostrel::core;
+
+namespace {
+
+/// The revisions in the Firmware Slot Information log; that of slot 1 stands at 8.
+constexpr uint32_t SLOT_LOG_BYTES = 512;
+constexpr size_t REVISION_BYTES = 8;
+
+Status checkFilled(nvme::Drive& drive, uint8_t slot) {
+    Payload log;
+    const Status status = readLog(drive, nvme::LID_FIRMWARE_SLOT, SLOT_LOG_BYTES, log);
+    if (!status.is(0, 0)) return status;
+    if (!nvme::shownText(log.getData() + slot * REVISION_BYTES, REVISION_BYTES).empty()) return Status();
+    return withDetails(statuses::invalidFirmwareSlot(),
+                       "Slot " + std::to_string(slot) + " of drive " + drive.name() + " holds no firmware.");
+}
+
+}  // namespace
+
+FirmwareActivateJob::FirmwareActivateJob()
+    : FeatureJob(ostrel::interfaces::ostreli::JOB_FIRMWARE_ACTIVATE, "Firmware Activation") {}
+
+std::unique_ptr<ostrel::interfaces::ostreli::Job> FirmwareActivateJob::clone() const {
+    auto copy = std::make_unique<FirmwareActivateJob>();
+    copy->copyFrom(*this);
+    return copy;
+}
+
+Status FirmwareActivateJob::checkRequest(const Arguments& arguments) {
+    OSTREL_TRACE();
+    commit_ = CommitRequest();
+    const Status status = readCommitRequest(arguments, commit_);
+    if (!status.is(0, 0)) return status;
+    if (!commit_.slot) return statuses::invalidFirmwareSlot();
+    if (commit_.action == COMMIT_ACTIVATE_FOR_RESET || commit_.action == COMMIT_ACTIVATE_NOW) return Status();
+    return withDetails(statuses::invalidCommitAction(),
+                       "The firmware in a slot is activated at the next reset (2) or at once (3).");
+}
+
+Status FirmwareActivateJob::actOnDrive(nvme::Drive& drive, const Arguments&, DriveOutput& out) {
+    OSTREL_TRACE();
+    Status status = checkCommit(drive, commit_, false);
+    if (status.is(0, 0)) status = checkFilled(drive, *commit_.slot);
+    if (status.is(0, 0)) status = commitFirmware(drive, commit_, "", title(), out);
+    return status;
+}
+
+}  // namespace features::jobs

@@ -1,0 +1,85 @@
+#include "features/jobs/FirmwareUpdateJob.h"
+
+#include "features/jobs/ControllerReset.h"
+#include "features/jobs/FirmwareImage.h"
+#include "features/jobs/StatusDetails.h"
+#include "features/nvme/Bytes.h"
+#include "ostrel/core/AttributeVocabulary.h"
+#include "ostrel/core/ScopeTrace.h"
+#include "ostrel/core/StatusCatalogue.h"
+#include "ostrel/interfaces/ostreli/interface/JobNames.h"
+
+namespace features::jobs {
+
+using namespace ostrel::core;
+namespace feature = attributes::feature;
+
+namespace {
+
+constexpr size_t OFFSET_MODEL_NUMBER = 24;
+constexpr size_t MODEL_NUMBER_BYTES = 40;
+
+}  // namespace
+
+FirmwareUpdateJob::FirmwareUpdateJob()
+    : FeatureJob(ostrel::interfaces::ostreli::JOB_FIRMWARE_UPDATE, "Firmware Update") {}
+
+std::unique_ptr<ostrel::interfaces::ostreli::Job> FirmwareUpdateJob::clone() const {
+    auto copy = std::make_unique<FirmwareUpdateJob>();
+    copy->copyFrom(*this);
+    return copy;
+}
+
+Status FirmwareUpdateJob::checkRequest(const Arguments& arguments) {
+    OSTREL_TRACE();
+    commit_ = CommitRequest();
+    modules_ = nullptr;
+    const Status status = readCommitRequest(arguments, commit_);
+    if (!status.is(0, 0)) return status;
+    if (commit_.action == COMMIT_ACTIVATE_FOR_RESET) {
+        return withDetails(statuses::invalidCommitAction(),
+                           "Action 2 activates the firmware that is in the slot already, which is done with "
+                           "-firmwareactivate. For a new image it is 0, 1 or 3.");
+    }
+    const std::string file = arguments.text(feature::firmwareFile().getName());
+    if (!file.empty()) return readFirmwareImage(file, image_);
+    modules_ = std::make_shared<FirmwareModules>(arguments.text(feature::additionalModuleDirs().getName()));
+    return Status();
+}
+
+Status FirmwareUpdateJob::chooseImage(nvme::Drive& drive, std::string& image, std::string& revision) const {
+    OSTREL_TRACE();
+    if (modules_ == nullptr) {
+        image = image_;
+        return Status();
+    }
+    const uint8_t* identify = nullptr;
+    std::string running;
+    Status status = runningFirmware(drive, running);
+    if (status.is(0, 0)) status = drive.identifyController(identify);
+    if (!status.is(0, 0)) return status;
+    const FirmwareModule* module = nullptr;
+    status = modules_->choose(nvme::shownText(identify + OFFSET_MODEL_NUMBER, MODEL_NUMBER_BYTES), running, module);
+    if (!status.is(0, 0)) {
+        // The module that would have fitted may be the one that is damaged.
+        status.setMessage(status.getMessage() + modules_->faults());
+        return status;
+    }
+    revision = module->manifest.revision;
+    return FirmwareModules::readImage(*module, image);
+}
+
+Status FirmwareUpdateJob::actOnDrive(nvme::Drive& drive, const Arguments&, DriveOutput& out) {
+    OSTREL_TRACE();
+    std::string image;
+    std::string revision;
+    uint32_t granularityBytes = 0;
+    Status status = checkCommit(drive, commit_, true);
+    if (status.is(0, 0)) status = chooseImage(drive, image, revision);
+    if (status.is(0, 0)) status = checkFirmwareImage(drive, image.size(), granularityBytes);
+    if (status.is(0, 0)) status = downloadFirmware(drive, image, granularityBytes);
+    if (status.is(0, 0)) status = commitFirmware(drive, commit_, revision, title(), out);
+    return status;
+}
+
+}  // namespace features::jobs

@@ -1,0 +1,33 @@
+#pragma once
+
+#include "features/jobs/FeatureJob.h"
+#include "features/jobs/FirmwareCommit.h"
+#include "features/jobs/FirmwareModules.h"
+
+namespace features::jobs {
+
+/// Gives a drive new firmware: from a file, or the newest module that fits it. Everything that can be wrong with the
+/// image, the slot or the action is looked at before the first byte goes to the drive.
+///
+/// Arguments: "FirmwareFile" (none: a module of the directories in "AdditionalModuleDirs"), "FirmwareSlot" and
+/// "CommitAction" (see FirmwareCommit.h). Action 2 is 10/174: it would activate what was in the slot before, and not
+/// the image that was sent.
+class FirmwareUpdateJob : public FeatureJob {
+public:
+    FirmwareUpdateJob();
+    std::unique_ptr<Job> clone() const override;
+
+protected:
+    ostrel::core::Status checkRequest(const Arguments& arguments) override;
+    ostrel::core::Status actOnDrive(nvme::Drive& drive, const Arguments& arguments, DriveOutput& out) override;
+
+private:
+    /// The image for a drive, and the revision that it is known to have.
+    ostrel::core::Status chooseImage(nvme::Drive& drive, std::string& image, std::string& revision) const;
+
+    CommitRequest commit_;
+    std::string image_;                               // of the file that the user named
+    std::shared_ptr<const FirmwareModules> modules_;  // null when the user named a file
+};
+
+}  // namespace features::jobs

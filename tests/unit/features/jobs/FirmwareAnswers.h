@@ -1,0 +1,60 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "tests/unit/features/jobs/Commands.h"
+#include "tests/unit/features/jobs/JobRun.h"
+
+namespace features::jobs {
+
+/// Firmware Commit.
+inline fakedrive::Expected commit(uint32_t slot, uint32_t action) {
+    return fakedrive::Expected::admin(0x10).dword(10, action << 3 | slot);
+}
+
+/// The Firmware Slot Information log with its first byte.
+inline fakedrive::DriveBytes slots(uint8_t activeInfo) {
+    return fakedrive::DriveBytes(512).byte(0, activeInfo);
+}
+inline fakedrive::Expected slotLog(const fakedrive::DriveBytes& log) {
+    return lookAtLog(0x03, 512).answers(log);
+}
+
+inline std::string output(const std::string& children) {
+    return "0/0\n<Object category=\"Output\">\n" + children + "</Object>";
+}
+
+/// A status of drive S1.
+inline std::string status(const std::string& title, const std::string& category, const std::string& code,
+                          const std::string& message) {
+    std::string shown;
+    for (const char c : message) shown += c == '\'' ? std::string("&apos;") : std::string(1, c);
+    return "<Object category=\"status\" key=\"S1\" name=\"" + title + "\">\n<Property name=\"Category\" value=\"" +
+           category + "\"/>\n<Property name=\"Code\" value=\"" + code + "\"/>\n<Property name=\"Message\" value=\"" +
+           shown + "\"/>\n</Object>\n";
+}
+
+/// The slots as they are shown; slots without a text are "none".
+inline std::string slotTree(const std::string& activeInfo, const std::string& active, const std::string& next,
+                            std::vector<std::string> revisions) {
+    revisions.resize(7, "none");
+    std::string tree =
+        "<Object key=\"S1\" name=\"Firmware Slot Information\">\n"
+        "<Property description=\"Active Firmware Info\" name=\"AFI\" value=\"" +
+        activeInfo +
+        "\"/>\n<Property description=\"Slot that the running firmware was loaded from\" name=\"AFI Active Slot\" "
+        "value=\"" +
+        active +
+        "\"/>\n<Property description=\"Slot that the next controller level reset activates\" name=\"AFI Next Slot\" "
+        "value=\"" +
+        next + "\"/>\n";
+    for (size_t i = 0; i < revisions.size(); ++i) {
+        const std::string slot = std::to_string(i + 1);
+        tree += "<Property description=\"Firmware Revision for Slot " + slot + "\" name=\"FRS" + slot + "\" value=\"" +
+                revisions[i] + "\"/>\n";
+    }
+    return tree + "</Object>\n";
+}
+
+}  // namespace features::jobs
