@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "features/transport/linux/LinuxDriveSource.h"
+#include "features/transport/simulated/SimulatedDriveSource.h"
 #include "ostrel/core/Logging.h"
 #include "ostrel/core/Status.h"
 #include "ostrel/core/XmlConverter.h"
@@ -20,6 +21,7 @@ namespace {
 std::vector<std::unique_ptr<transport::DriveSource>> allSources() {
     std::vector<std::unique_ptr<transport::DriveSource>> sources;
     sources.push_back(std::make_unique<transport::LinuxDriveSource>());
+    sources.push_back(std::make_unique<transport::SimulatedDriveSource>());
     return sources;
 }
 

@@ -28,12 +28,14 @@ namespace {
 
 // The state file: a head of 64 bytes, the archive of DriveState behind it.
 //    0  8  magic            12  4  CRC-32 of the archive           24  8  revision of the active firmware
-//    8  4  STATE_VERSION    16  8  length of the archive           60  4  CRC-32 of bytes 0 to 59
+//    8  4  STATE_VERSION    16  8  length of the archive           32  8  counts the files that were written
+//                                                                  60  4  CRC-32 of bytes 0 to 59
 constexpr char MAGIC[] = "NBSIMST1";
 constexpr size_t MAGIC_BYTES = 8;
 constexpr size_t HEAD_BYTES = 64;
 constexpr size_t OFFSET_FIRMWARE = 24;
 constexpr size_t FIRMWARE_BYTES = 8;
+constexpr size_t OFFSET_SEQUENCE = 32;
 constexpr size_t OFFSET_HEAD_CRC = 60;
 
 uint32_t crc32(const uint8_t* data, size_t size) {
@@ -77,12 +79,7 @@ const char* parseState(const uint8_t* data, size_t size, DriveState& state) {
     return nullptr;
 }
 
-int64_t nanoseconds(const timespec& time) {
-    return int64_t{time.tv_sec} * 1000000000 + time.tv_nsec;
-}
-
 Status readAll(int descriptor, const std::string& path, std::string& text) {
-    text.clear();
     char piece[65536];
     for (;;) {
         const ssize_t count = ::read(descriptor, piece, sizeof piece);
@@ -95,7 +92,7 @@ Status readAll(int descriptor, const std::string& path, std::string& text) {
 
 }  // namespace
 
-std::vector<uint8_t> DriveFolder::stateBytes(DriveState& state) {
+std::vector<uint8_t> DriveFolder::stateBytes(DriveState& state, uint64_t sequence) {
     ArchiveWriter writer;
     writer.bytes().resize(HEAD_BYTES);
     state.fields(writer);
@@ -105,6 +102,7 @@ std::vector<uint8_t> DriveFolder::stateBytes(DriveState& state) {
     putLe32(head + 8, STATE_VERSION);
     putLe32(head + 12, crc32(head + HEAD_BYTES, bytes.size() - HEAD_BYTES));
     putLe64(head + 16, bytes.size() - HEAD_BYTES);
+    putLe64(head + OFFSET_SEQUENCE, sequence);
     const size_t slot = state.firmware.activeSlot;
     if (slot >= 1 && slot <= state.firmware.slots.size()) {
         const std::string& revision = state.firmware.slots[slot - 1];
@@ -157,77 +155,70 @@ Status DriveFolder::lock() {
     return Status();
 }
 
-Status DriveFolder::readChanged(const char* name, KnownFile& known, std::string& text, bool& isRead) {
+FileDescriptor DriveFolder::openFile(const char* name, Status& status) const {
     OSTREL_TRACE();
-    struct stat info {};
-    if (::fstatat(folder_.get(), name, &info, AT_SYMLINK_NOFOLLOW) != 0) return systemStatus(errno, filePath(name));
-    isRead = known.bytes != info.st_size || known.inode != info.st_ino || known.changedNs != nanoseconds(info.st_ctim);
-    if (!isRead) return Status();
-    known = KnownFile();
     FileDescriptor file(::openat(folder_.get(), name, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
-    if (!file.isOpen() || ::fstat(file.get(), &info) != 0) return systemStatus(errno, filePath(name));
-    if (!S_ISREG(info.st_mode)) return systemStatus(EINVAL, filePath(name));
-    const Status status = readAll(file.get(), filePath(name), text);
-    if (!status.is(0, 0)) return status;
-    known = KnownFile{std::move(file), info.st_ino, nanoseconds(info.st_ctim), info.st_size};
-    return Status();
+    struct stat info {};
+    if (!file.isOpen() || ::fstat(file.get(), &info) != 0) {
+        status = systemStatus(errno, filePath(name));
+    } else if (!S_ISREG(info.st_mode)) {
+        status = systemStatus(EINVAL, filePath(name));
+    }
+    return status.is(0, 0) ? std::move(file) : FileDescriptor();
 }
 
 Status DriveFolder::loadDescription() {
     OSTREL_TRACE();
+    Status status;
+    const FileDescriptor file = openFile(FILE_DESCRIPTION, status);
     std::string text;
-    bool isRead = false;
-    Status status = readChanged(FILE_DESCRIPTION, knownDescription_, text, isRead);
-    if (!status.is(0, 0) || !isRead) return status;
+    if (status.is(0, 0)) status = readAll(file.get(), filePath(FILE_DESCRIPTION), text);
+    if (!status.is(0, 0) || text == descriptionText_) return status;
     Description description;
     status = Description::parse(text, description);
-    if (status.is(0, 0)) {
-        description_ = std::move(description);
-        return status;
+    if (!status.is(0, 0)) {
+        return Status(CATEGORY_OS, status.getCode(), filePath(FILE_DESCRIPTION) + ": " + status.getMessage());
     }
-    knownDescription_ = KnownFile();
-    return Status(CATEGORY_OS, status.getCode(), filePath(FILE_DESCRIPTION) + ": " + status.getMessage());
+    description_ = std::move(description);
+    descriptionText_ = std::move(text);
+    return status;
 }
 
 Status DriveFolder::loadState() {
     OSTREL_TRACE();
-    isNew_ = false;
-    std::string text;
-    bool isRead = false;
-    const Status status = readChanged(FILE_STATE, knownState_, text, isRead);
-    if (status.is(CATEGORY_OS, ENOENT)) {
-        state = DriveState();
+    Status status;
+    const FileDescriptor file = openFile(FILE_STATE, status);
+    isNew_ = status.is(CATEGORY_OS, ENOENT);
+    if (isNew_) {
         savedBytes_.clear();
-        knownState_ = KnownFile();
-        isNew_ = true;
-        return Status();
+        return !mediaFiles().empty() ? damaged(filePath(FILE_STATE), "is missing, and media are there") : Status();
     }
-    if (!status.is(0, 0) || !isRead) return status;
+    if (!status.is(0, 0)) return status;
+    uint8_t head[HEAD_BYTES];
+    const bool isKnown = savedBytes_.size() > HEAD_BYTES && ::pread(file.get(), head, sizeof head, 0) == sizeof head &&
+                         std::memcmp(head, savedBytes_.data(), sizeof head) == 0;
+    if (isKnown) return status;
+    std::string text;
+    status = readAll(file.get(), filePath(FILE_STATE), text);
+    if (!status.is(0, 0)) return status;
     const auto* bytes = reinterpret_cast<const uint8_t*>(text.data());
-    if (const char* fault = parseState(bytes, text.size(), state)) {
-        knownState_ = KnownFile();
-        return damaged(filePath(FILE_STATE), fault);
-    }
+    if (const char* fault = parseState(bytes, text.size(), state)) return damaged(filePath(FILE_STATE), fault);
     savedBytes_.assign(bytes, bytes + text.size());
-    return Status();
+    return status;
 }
 
 Status DriveFolder::save() {
     OSTREL_TRACE();
-    std::vector<uint8_t> bytes = stateBytes(state);
-    if (bytes == savedBytes_) return Status();
-    // The known file is looked at again before it counts: an error may come after the renaming.
-    knownState_ = KnownFile();
-    Status status = writeFileAtomically(filePath(FILE_STATE),
-                                        std::string_view(reinterpret_cast<const char*>(bytes.data()), bytes.size()));
+    const uint64_t sequence = savedBytes_.empty() ? 0 : le64(savedBytes_.data() + OFFSET_SEQUENCE);
+    std::vector<uint8_t> bytes = stateBytes(state, sequence + 1);
+    const bool isSame = bytes.size() == savedBytes_.size() &&
+                        std::equal(bytes.begin() + HEAD_BYTES, bytes.end(), savedBytes_.begin() + HEAD_BYTES);
+    if (isSame) return Status();
+    const std::string_view text(reinterpret_cast<const char*>(bytes.data()), bytes.size());
+    const Status status = writeFileAtomically(filePath(FILE_STATE), text);
     if (!status.is(0, 0)) return status;
     savedBytes_ = std::move(bytes);
     isNew_ = false;
-    FileDescriptor file(::openat(folder_.get(), FILE_STATE, O_RDONLY | O_NOFOLLOW | O_CLOEXEC));
-    struct stat info {};
-    if (file.isOpen() && ::fstat(file.get(), &info) == 0) {
-        knownState_ = KnownFile{std::move(file), info.st_ino, nanoseconds(info.st_ctim), info.st_size};
-    }
     return status;
 }
 
@@ -259,25 +250,31 @@ void DriveFolder::restore() {
     }
 }
 
+std::vector<std::string> DriveFolder::mediaFiles() const {
+    OSTREL_TRACE();
+    std::vector<std::string> names;
+    const int descriptor = ::openat(folder_.get(), ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    DIR* listing = descriptor < 0 ? nullptr : ::fdopendir(descriptor);
+    if (listing == nullptr) {
+        const FileDescriptor closing(descriptor);
+        return names;
+    }
+    while (const dirent* entry = ::readdir(listing)) {
+        if (std::strncmp(entry->d_name, MEDIA_PREFIX, std::strlen(MEDIA_PREFIX)) == 0)
+            names.emplace_back(entry->d_name);
+    }
+    ::closedir(listing);
+    return names;
+}
+
 void DriveFolder::removeLeftovers() {
     OSTREL_TRACE();
     std::set<std::string> named;
     for (const auto& [nsid, part] : state.namespaces) named.insert(mediaName(nsid, part.mediaGeneration));
-    const int descriptor = ::openat(folder_.get(), ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-    DIR* listing = descriptor < 0 ? nullptr : ::fdopendir(descriptor);
-    if (listing == nullptr) {
-        FileDescriptor close(descriptor);
-        return;  // leftovers cost room, nothing else
+    for (const std::string& name : mediaFiles()) {
+        // One that stays costs room, nothing else.
+        if (named.count(name) == 0) (void)::unlinkat(folder_.get(), name.c_str(), 0);
     }
-    std::vector<std::string> leftovers;
-    while (const dirent* entry = ::readdir(listing)) {
-        const std::string name = entry->d_name;
-        if (name.compare(0, std::strlen(MEDIA_PREFIX), MEDIA_PREFIX) == 0 && named.count(name) == 0) {
-            leftovers.push_back(name);
-        }
-    }
-    ::closedir(listing);
-    for (const std::string& name : leftovers) (void)::unlinkat(folder_.get(), name.c_str(), 0);
 }
 
 Status DriveFolder::readIdentity(const std::string& path, Identity& identity) {

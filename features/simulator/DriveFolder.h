@@ -52,8 +52,8 @@ public:
     /// Whether the state was made by this begin(): the drive is new, and the state empty.
     bool isNew() const { return isNew_; }
 
-    /// The state file of a state.
-    static std::vector<uint8_t> stateBytes(DriveState& state);
+    /// The state file of a state. `sequence` counts the files, so that a process sees that there is another one.
+    static std::vector<uint8_t> stateBytes(DriveState& state, uint64_t sequence);
     /// "media-1-7": of namespace 1, generation 7.
     static std::string mediaName(uint32_t nsid, uint32_t generation);
     std::string mediaPath(uint32_t nsid, uint32_t generation) const;
@@ -71,26 +71,18 @@ private:
     ostrel::core::Status lock();
     ostrel::core::Status loadDescription();
     ostrel::core::Status loadState();
+    std::vector<std::string> mediaFiles() const;
     void removeLeftovers();
     std::string filePath(const char* name) const { return path_ + "/" + name; }
 
     std::string path_;
     ostrel::core::FileDescriptor folder_;
     ostrel::core::FileDescriptor lock_;
-    /// A file as it was read last. It stays open: no other file can get its number meanwhile, so an equal number, time
-    /// and size is the same file.
-    struct KnownFile {
-        ostrel::core::FileDescriptor descriptor;
-        uint64_t inode = 0;
-        int64_t changedNs = 0;
-        int64_t bytes = -1;
-    };
-    /// Reads a file of the folder when it is not the known one; `isRead` tells.
-    ostrel::core::Status readChanged(const char* name, KnownFile& known, std::string& text, bool& isRead);
+    /// Opens a file of the folder for reading; not open: errno in `status`.
+    ostrel::core::FileDescriptor openFile(const char* name, ostrel::core::Status& status) const;
 
-    KnownFile knownDescription_;
-    KnownFile knownState_;
-    std::vector<uint8_t> savedBytes_;
+    std::string descriptionText_;      ///< as it was read last
+    std::vector<uint8_t> savedBytes_;  ///< the state file; empty: there is none
     Description description_;
     bool isNew_ = false;
     bool isChecked_ = false;  ///< leftovers were looked for

@@ -163,11 +163,10 @@ int Media::deallocate(const BlockRange& range) {
 
 uint64_t Media::blocksInUse(uint32_t nsid) {
     OSTREL_TRACE();
-    int error = 0;
-    const int file = open(nsid, false, error);
-    struct stat info {};
-    if (file < 0 || ::fstat(file, &info) != 0) return 0;
     const NamespaceState& part = folder_.state.namespaces.at(nsid);
+    const std::string name = DriveFolder::mediaName(nsid, part.mediaGeneration);
+    struct stat info {};
+    if (::fstatat(folder_.descriptor(), name.c_str(), &info, AT_SYMLINK_NOFOLLOW) != 0) return 0;
     const uint64_t bytes = static_cast<uint64_t>(info.st_blocks) * STAT_BLOCK_BYTES;
     return std::min(part.capacity, bytes / layoutOf(part).dataBytes);
 }

@@ -1,0 +1,70 @@
+#include "features/transport/simulated/SimulatedDeviceFinder.h"
+
+#include <thread>
+
+#include "features/nvme/NvmeCommand.h"
+#include "features/simulator/DriveFolder.h"
+#include "features/simulator/DriveStore.h"
+#include "features/simulator/Model.h"
+#include "features/transport/HostCommand.h"
+#include "features/transport/simulated/SimulatedNvmePath.h"
+#include "ostrel/core/AttributeVocabulary.h"
+#include "ostrel/core/Device.h"
+#include "ostrel/core/ScopeTrace.h"
+
+namespace features::transport {
+
+using namespace ostrel::core;
+using simulator::DriveFolder;
+
+namespace {
+
+constexpr const char* PATH_NAME = "Simulated NVMe";
+
+void set(Device& device, Attribute attribute, const std::string& text) {
+    attribute.setValue(text);
+    device.setAttribute(attribute);
+}
+
+void setIdentity(Device& device, const std::string& folder) {
+    DriveFolder::Identity identity;
+    const Status status = DriveFolder::readIdentity(folder, identity);
+    if (!status.is(0, 0)) {
+        set(device, attributes::device::errorString(), status.getMessage());
+        return;
+    }
+    const simulator::Model& model = simulator::modelOf(identity.description.model);
+    set(device, attributes::device::modelNumber(), model.modelNumber);
+    set(device, attributes::device::serialNumber(), identity.description.serialNumber);
+    set(device, attributes::device::firmware(), identity.firmware.empty() ? model.firmware : identity.firmware);
+}
+
+void passTime(std::chrono::milliseconds time) {
+    std::this_thread::sleep_for(time);
+}
+
+}  // namespace
+
+SimulatedDeviceFinder::SimulatedDeviceFinder(std::string folder, const simulator::Clock& clock)
+    : DeviceFinder(PATH_NAME), folder_(std::move(folder)), clock_(clock) {}
+
+std::unique_ptr<DeviceFinder> SimulatedDeviceFinder::clone() const {
+    return std::make_unique<SimulatedDeviceFinder>(*this);
+}
+
+void SimulatedDeviceFinder::scan(std::vector<std::shared_ptr<Device>>& devices) {
+    OSTREL_TRACE();
+    const simulator::DriveStore store(folder_);
+    for (const std::string& name : store.names()) {
+        auto device = std::make_shared<Device>();
+        const std::string folder = store.pathOf(name);
+        set(*device, attributes::device::devicePath(), folder);
+        setIdentity(*device, folder);
+        device->addCommandPath(SimulatedNvmePath(folder, clock_, passTime));
+        device->addCommandSet(nvme::COMMAND_SET_NVME, PATH_NAME);
+        device->addCommandSet(COMMAND_SET_HOST, PATH_NAME);
+        devices.push_back(device);
+    }
+}
+
+}  // namespace features::transport

@@ -1,0 +1,26 @@
+#pragma once
+
+#include <string>
+
+#include "features/simulator/Clock.h"
+#include "ostrel/core/DeviceFinder.h"
+
+namespace features::transport {
+
+/// Finds the folders of simulated drives. Of a drive only its description and the head of its state are read; one whose
+/// files are damaged is found too, with the reason in ErrorString.
+///
+/// Ownership: the clock must outlive the devices.
+class SimulatedDeviceFinder : public ostrel::core::DeviceFinder {
+public:
+    SimulatedDeviceFinder(std::string folder, const simulator::Clock& clock);
+
+    void scan(std::vector<std::shared_ptr<ostrel::core::Device>>& devices) override;
+    std::unique_ptr<DeviceFinder> clone() const override;
+
+private:
+    std::string folder_;
+    const simulator::Clock& clock_;
+};
+
+}  // namespace features::transport

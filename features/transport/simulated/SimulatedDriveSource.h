@@ -1,0 +1,28 @@
+#pragma once
+
+#include <string>
+
+#include "features/simulator/Clock.h"
+#include "features/simulator/DriveStore.h"
+#include "features/transport/DriveSource.h"
+
+namespace features::transport {
+
+/// The simulated drives of the machine. A path leads to one when it is the drive's folder, or "n1" in it for its
+/// namespace 1, or a link to one of them. None of them is ever the boot drive.
+///
+/// Ownership: the devices of its finder use its clock; it must outlive them.
+class SimulatedDriveSource : public DriveSource {
+public:
+    explicit SimulatedDriveSource(std::string folder = simulator::SIMULATED_DRIVES) : folder_(std::move(folder)) {}
+
+    std::unique_ptr<ostrel::core::DeviceFinder> finder() const override;
+    std::optional<DriveLocation> locate(const std::string& path) const override;
+    std::optional<DriveLocation> bootDrive(const std::string& word) const override;
+
+private:
+    std::string folder_;
+    simulator::SystemClock clock_;
+};
+
+}  // namespace features::transport

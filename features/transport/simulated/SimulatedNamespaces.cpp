@@ -1,0 +1,61 @@
+#include "features/transport/simulated/SimulatedNamespaces.h"
+
+#include "features/nvme/Bytes.h"
+#include "features/nvme/NamespaceProperties.h"
+#include "features/nvme/Opcodes.h"
+#include "ostrel/core/ScopeTrace.h"
+
+namespace features::transport {
+
+using ostrel::core::Status;
+using simulator::CompletionEntry;
+using simulator::Controller;
+using simulator::SubmissionEntry;
+
+namespace {
+
+constexpr size_t IDENTIFY_BYTES = 4096;
+
+/// `data` is empty when the drive did not answer the command.
+Status identify(Controller& controller, uint8_t cns, uint32_t nsid, std::vector<uint8_t>& data) {
+    SubmissionEntry command;
+    command.opcode = nvme::OPC_IDENTIFY;
+    command.nsid = nsid;
+    command.cdw10 = cns;
+    CompletionEntry completion;
+    const Status status = controller.execute(command, data, completion);
+    const bool isAnswer = completion.delivery == simulator::Delivery::COMPLETED && completion.isSuccess();
+    if (!status.is(0, 0) || !isAnswer || data.size() != IDENTIFY_BYTES) data.clear();
+    return status;
+}
+
+}  // namespace
+
+std::string namespaceNode(const std::string& folder, uint32_t nsid) {
+    return folder + "/n" + std::to_string(nsid);
+}
+
+Status attachedNamespaces(Controller& controller, const std::string& folder, std::vector<HostNamespace>& found) {
+    OSTREL_TRACE();
+    std::vector<uint8_t> list;
+    Status status = identify(controller, nvme::CNS_ACTIVE_NAMESPACES, 0, list);
+    for (size_t at = 0; at + 4 <= list.size(); at += 4) {
+        const uint32_t nsid = nvme::le32(list.data() + at);
+        if (nsid == 0) break;
+        std::vector<uint8_t> data;
+        status = identify(controller, nvme::CNS_NAMESPACE, nsid, data);
+        if (!status.is(0, 0)) break;
+        if (data.empty()) continue;
+        const nvme::NamespaceProperties properties(data.data());
+        HostNamespace part;
+        part.nsid = nsid;
+        part.node = namespaceNode(folder, nsid);
+        part.blockBytes = properties.format().dataBytes();
+        part.metadataBytes = properties.format().metadataBytes;
+        part.sizeBytes = properties.sizeBlocks * part.blockBytes;
+        found.push_back(part);
+    }
+    return status;
+}
+
+}  // namespace features::transport

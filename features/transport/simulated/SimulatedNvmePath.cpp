@@ -1,0 +1,141 @@
+#include "features/transport/simulated/SimulatedNvmePath.h"
+
+#include <cerrno>
+#include <mutex>
+
+#include "features/nvme/Completion.h"
+#include "features/simulator/Controller.h"
+#include "features/simulator/DriveFolder.h"
+#include "features/transport/simulated/SimulatedNamespaces.h"
+#include "ostrel/core/File.h"
+#include "ostrel/core/ScopeTrace.h"
+#include "ostrel/core/StatusCatalogue.h"
+
+namespace features::transport {
+
+using namespace ostrel::core;
+using nvme::Completion;
+using nvme::NvmeCommand;
+using nvme::Transfer;
+using simulator::CompletionEntry;
+using simulator::Delivery;
+using simulator::SubmissionEntry;
+
+namespace {
+
+constexpr uint64_t DEFAULT_TIMEOUT_SECONDS = 30;
+
+SubmissionEntry toEntry(const NvmeCommand& command) {
+    return SubmissionEntry{command.queue == nvme::Queue::ADMIN,
+                           command.opcode,
+                           command.nsid,
+                           command.cdw2,
+                           command.cdw3,
+                           command.cdw10,
+                           command.cdw11,
+                           command.cdw12,
+                           command.cdw13,
+                           command.cdw14,
+                           command.cdw15};
+}
+
+Payload paddedTo(std::vector<uint8_t>& data, uint32_t length) {
+    data.resize(length);
+    return {data.data(), data.size()};
+}
+
+}  // namespace
+
+/// The controller, made once for all clones of the path.
+struct SimulatedNvmePath::Drive {
+    Drive(const std::string& folder, const simulator::Clock& clock) : controller(folder, clock) {}
+
+    std::mutex mutex;
+    simulator::Controller controller;
+};
+
+SimulatedNvmePath::SimulatedNvmePath(std::string folder, const simulator::Clock& clock, Wait wait)
+    : CommandPath("Simulated NVMe", DEFAULT_TIMEOUT_SECONDS * NANOSECONDS_PER_SECOND),
+      folder_(std::move(folder)),
+      wait_(std::move(wait)),
+      drive_(std::make_shared<Drive>(folder_, clock)) {}
+
+std::unique_ptr<CommandPath> SimulatedNvmePath::clone() const {
+    return std::make_unique<SimulatedNvmePath>(*this);
+}
+
+bool SimulatedNvmePath::isSupported(const AttributeList&) const {
+    return pathExists(folder_ + "/" + simulator::FILE_DESCRIPTION);
+}
+
+CommandResult SimulatedNvmePath::send(const Command& command, const Payload& payload, const AttributeList&) {
+    OSTREL_TRACE();
+    CommandResult result;
+    result.command = command.clone();
+    result.outputPayload = payload;
+    result.startTime = boost::posix_time::microsec_clock::universal_time();
+    if (const auto* nvmeCommand = dynamic_cast<const NvmeCommand*>(&command)) {
+        result.status = sendNvme(*nvmeCommand, payload, result);
+    } else if (const auto* hostCommand = dynamic_cast<const HostCommand*>(&command)) {
+        result.status = sendHost(*hostCommand, result);
+    } else {
+        result.status = statuses::commandSetNotSupported();
+    }
+    result.endTime = boost::posix_time::microsec_clock::universal_time();
+    result.duration = result.endTime - result.startTime;
+    return result;
+}
+
+Status SimulatedNvmePath::sendNvme(const NvmeCommand& command, const Payload& payload, CommandResult& result) {
+    OSTREL_TRACE();
+    const bool reads = command.transfer() == Transfer::FROM_CONTROLLER && command.dataLength != 0;
+    std::vector<uint8_t> data;
+    if (!reads && payload.getSize() != 0) data.assign(payload.getData(), payload.getData() + payload.getSize());
+    CompletionEntry completion;
+    {
+        const std::lock_guard<std::mutex> lock(drive_->mutex);
+        const Status status = drive_->controller.execute(toEntry(command), data, completion);
+        if (!status.is(0, 0)) return status;
+    }
+    if (completion.delivery == Delivery::GONE) {
+        return Status(CATEGORY_OS, ENODEV, "System error. The drive of " + folder_ + " is gone.");
+    }
+    if (completion.delivery != Delivery::COMPLETED) {
+        const uint64_t ms = command.timeoutMs != 0 ? command.timeoutMs : getTimeoutNanoseconds() / 1000000;
+        wait_(std::chrono::milliseconds(ms));
+        return Status(CATEGORY_OS, EINTR, "System error. The drive of " + folder_ + " did not answer in time.");
+    }
+    if (reads && completion.isSuccess() && data.size() > command.dataLength) {
+        // The host's buffer is smaller than what its command asked for.
+        completion = simulator::refusal(nvme::SCT_GENERIC, nvme::SC_DATA_TRANSFER_ERROR);
+    }
+    result.protocolResult = std::make_unique<Completion>(completion.statusField, completion.dword0, completion.dword1);
+    if (reads) {
+        if (!completion.isSuccess()) data.clear();
+        result.inputPayload = paddedTo(data, command.dataLength);
+    }
+    return Status();
+}
+
+Status SimulatedNvmePath::sendHost(const HostCommand& command, CommandResult& result) {
+    OSTREL_TRACE();
+    const std::lock_guard<std::mutex> lock(drive_->mutex);
+    switch (command.request) {
+        case HostRequest::NAMESPACES:
+        case HostRequest::USES: {  // the system does not see these namespaces: nobody uses them
+            std::vector<HostNamespace> found;
+            const Status status = attachedNamespaces(drive_->controller, folder_, found);
+            if (status.is(0, 0)) result.protocolResult = std::make_unique<HostResult>(std::move(found));
+            return status;
+        }
+        case HostRequest::RESET_CONTROLLER:
+            return drive_->controller.reset(simulator::ResetKind::CONTROLLER);
+        case HostRequest::RESET_SUBSYSTEM:
+            return drive_->controller.reset(simulator::ResetKind::SUBSYSTEM);
+        case HostRequest::RESCAN:
+            return Status();
+    }
+    return statuses::featureNotSupported();
+}
+
+}  // namespace features::transport

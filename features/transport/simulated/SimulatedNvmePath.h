@@ -1,0 +1,48 @@
+#pragma once
+
+#include <chrono>
+#include <functional>
+#include <memory>
+#include <string>
+
+#include "features/nvme/NvmeCommand.h"
+#include "features/simulator/Clock.h"
+#include "features/transport/HostCommand.h"
+#include "ostrel/core/CommandPath.h"
+#include "ostrel/core/CommandResult.h"
+
+namespace features::transport {
+
+/// The road to a simulated drive: the controller's model in this process, on the drive's folder. Serves the command
+/// sets "NVMe" and "Host".
+///
+/// Ownership: the clock must outlive it. The controller is made at the first command and shared by clones.
+/// Units:     the path's time-out stands for every command that has none of its own.
+/// Errors:    the Status speaks of the road, the completion of the drive, as with a real one: a drive that is gone is
+///            1/19 (ENODEV), one that does not answer 1/4 (EINTR) when the time-out is over.
+/// Threads:   any number at once; the drive carries out one command at a time.
+class SimulatedNvmePath : public ostrel::core::CommandPath {
+public:
+    using Wait = std::function<void(std::chrono::milliseconds)>;
+
+    /// `wait` passes the time that a drive takes not to answer; a test's returns at once.
+    SimulatedNvmePath(std::string folder, const simulator::Clock& clock, Wait wait);
+
+    std::unique_ptr<CommandPath> clone() const override;
+    ostrel::core::CommandResult send(const ostrel::core::Command& command, const ostrel::core::Payload& payload,
+                                     const ostrel::core::AttributeList& attributes) override;
+    bool isSupported(const ostrel::core::AttributeList& attributes) const override;
+
+private:
+    struct Drive;
+
+    ostrel::core::Status sendNvme(const nvme::NvmeCommand& command, const ostrel::core::Payload& payload,
+                                  ostrel::core::CommandResult& result);
+    ostrel::core::Status sendHost(const HostCommand& command, ostrel::core::CommandResult& result);
+
+    std::string folder_;
+    Wait wait_;
+    std::shared_ptr<Drive> drive_;
+};
+
+}  // namespace features::transport

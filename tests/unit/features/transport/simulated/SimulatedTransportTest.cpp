@@ -1,0 +1,143 @@
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include "features/nvme/Completion.h"
+#include "features/nvme/NvmeCommand.h"
+#include "features/simulator/DriveStore.h"
+#include "features/transport/HostCommand.h"
+#include "features/transport/simulated/SimulatedDriveSource.h"
+#include "features/transport/simulated/SimulatedNvmePath.h"
+#include "ostrel/core/AttributeVocabulary.h"
+#include "ostrel/core/Device.h"
+#include "tests/support/TemporaryFolder.h"
+
+using namespace ostrel::core;
+using namespace features::simulator;
+using namespace features::transport;
+using features::nvme::Completion;
+using features::nvme::NvmeCommand;
+using features::nvme::Queue;
+
+namespace {
+
+class SimulatedTransport : public ::testing::Test {
+protected:
+    SimulatedTransport() {
+        Description description;
+        description.serialNumber = "A";
+        description.sizeBytes = 1 << 20;
+        description.shortSelfTestSeconds = 1;
+        EXPECT_TRUE(store.create({{"two", description}}, clock).is(0, 0));
+        description.serialNumber = "B";
+        description.model = ModelId::OCP;
+        EXPECT_TRUE(store.create({{"one10", description}, {"one9", description}}, clock).is(0, 0));
+    }
+
+    /// Attributes of what the scan finds, a line for each drive.
+    std::string scanned() {
+        std::vector<std::shared_ptr<Device>> devices;
+        SimulatedDriveSource(root).finder()->scan(devices);
+        std::string text;
+        for (const auto& device : devices) {
+            text += device->getAttribute(attributes::device::devicePath()).getText().substr(root.size()) + "|" +
+                    device->getAttribute(attributes::device::serialNumber()).getText() + "|" +
+                    device->getAttribute(attributes::device::modelNumber()).getText() + "|" +
+                    device->getAttribute(attributes::device::firmware()).getText() + "|" +
+                    device->getAttribute(attributes::device::errorString()).getText() + "\n";
+        }
+        return text;
+    }
+    std::string located(const std::string& path) {
+        const auto location = SimulatedDriveSource(root).locate(path);
+        if (!location) return "nothing";
+        return location->devicePath.substr(root.size()) + (location->nsid ? " " + std::to_string(*location->nsid) : "");
+    }
+
+    TemporaryFolder folder;
+    std::string root = folder / "drives";
+    ManualClock clock{1795197600000};
+    DriveStore store{root};
+    uint64_t waitedMs = 0;
+    SimulatedNvmePath path{root + "/two", clock,
+                           [this](std::chrono::milliseconds time) { waitedMs += static_cast<uint64_t>(time.count()); }};
+};
+
+TEST_F(SimulatedTransport, FindsTheDrivesInOrder) {
+    EXPECT_EQ(scanned(),
+              "/one9|B|Simulated OCP Datacenter NVMe SSD|OSIM0100|\n"
+              "/one10|B|Simulated OCP Datacenter NVMe SSD|OSIM0100|\n"
+              "/two|A|VELKO Simulated NVMe SSD|VSIM0100|\n");
+}
+
+TEST_F(SimulatedTransport, FindsADamagedDriveWithItsReason) {
+    writeWholeFile(root + "/one9/description.ini", "[drive]\nmodel = tape\n");
+    writeWholeFile(root + "/one10/state", "rubbish");
+    EXPECT_EQ(scanned(), "/one9||||" + root +
+                             "/one9/description.ini: \"model\" takes \"velko\" or \"ocp\".\n"
+                             "/one10||||The state of the simulated drive is damaged: " +
+                             root +
+                             "/one10/state is too short.\n"
+                             "/two|A|VELKO Simulated NVMe SSD|VSIM0100|\n");
+}
+
+TEST_F(SimulatedTransport, FindsNothingWhereThereIsNoFolder) {
+    std::vector<std::shared_ptr<Device>> devices;
+    SimulatedDriveSource(root + "/missing").finder()->scan(devices);
+    EXPECT_TRUE(devices.empty());
+}
+
+TEST_F(SimulatedTransport, FollowsPathsAndLinks) {
+    ASSERT_EQ(::symlink((root + "/two").c_str(), (folder / "drive").c_str()), 0);
+    ASSERT_EQ(::symlink("drives/two/n1", (folder / "namespace").c_str()), 0);
+    ASSERT_EQ(::symlink("loop", (folder / "loop").c_str()), 0);
+    EXPECT_EQ(located(root + "/two"), "/two");
+    EXPECT_EQ(located(root + "/two/"), "/two");
+    EXPECT_EQ(located(root + "/two/n1"), "/two 1");
+    EXPECT_EQ(located(root + "/two/n2"), "nothing");
+    EXPECT_EQ(located(root + "/two/state"), "nothing");
+    EXPECT_EQ(located(root + "/three"), "nothing");
+    EXPECT_EQ(located(folder / "drive"), "/two");
+    EXPECT_EQ(located(folder / "drive/n1"), "/two 1");
+    EXPECT_EQ(located(folder / "namespace"), "/two 1");
+    EXPECT_EQ(located(folder / "loop"), "nothing");
+    EXPECT_EQ(located("/"), "nothing");
+    EXPECT_EQ(located(""), "nothing");
+}
+
+TEST_F(SimulatedTransport, CarriesNvmeCommands) {
+    NvmeCommand identify(Queue::ADMIN, 0x06, "Identify");
+    identify.cdw10 = 1;
+    identify.dataLength = 4096;
+    const CommandResult result = path.send(identify, {}, {});
+    EXPECT_TRUE(result.status.is(0, 0));
+    EXPECT_EQ(dynamic_cast<const Completion&>(*result.protocolResult).statusField, 0);
+    ASSERT_EQ(result.inputPayload.getSize(), 4096U);
+    EXPECT_EQ(std::string(reinterpret_cast<const char*>(result.inputPayload.getData()) + 24, 24),
+              "VELKO Simulated NVMe SSD");
+
+    identify.dataLength = 512;
+    const CommandResult small = path.send(identify, {}, {});
+    EXPECT_EQ(dynamic_cast<const Completion&>(*small.protocolResult).statusField, 0x4004) << "a buffer too small";
+}
+
+TEST_F(SimulatedTransport, TellsTheNamespaces) {
+    const CommandResult result = path.send(HostCommand(HostRequest::NAMESPACES), {}, {});
+    ASSERT_TRUE(result.status.is(0, 0));
+    const auto& found = dynamic_cast<const HostResult&>(*result.protocolResult).namespaces;
+    ASSERT_EQ(found.size(), 1U);
+    EXPECT_EQ(found[0].nsid, 1U);
+    EXPECT_EQ(found[0].node, root + "/two/n1");
+    EXPECT_EQ(found[0].sizeBytes, 1U << 20);
+    EXPECT_EQ(found[0].blockBytes, 512U);
+    EXPECT_EQ(found[0].metadataBytes, 0U);
+}
+
+TEST_F(SimulatedTransport, TellsARemovedDrive) {
+    ASSERT_TRUE(store.remove("two").is(0, 0));
+    const CommandResult result = path.send(NvmeCommand(Queue::ADMIN, 0x06, "Identify"), {}, {});
+    EXPECT_TRUE(result.status.is(1, 2));
+    EXPECT_EQ(result.status.getMessage(), "System error. " + root + "/two: No such file or directory.");
+    EXPECT_FALSE(path.isSupported({}));
+}
+
+}  // namespace
