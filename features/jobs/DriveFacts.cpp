@@ -3,13 +3,10 @@
 #include <algorithm>
 
 #include "features/jobs/LogReading.h"
+#include "features/jobs/Namespaces.h"
 #include "features/nvme/LogPages.h"
 #include "features/nvme/Opcodes.h"
-#include "ostrel/core/AttributeVocabulary.h"
-#include "ostrel/core/CommandResult.h"
-#include "ostrel/core/Device.h"
 #include "ostrel/core/ScopeTrace.h"
-#include "ostrel/core/Strings.h"
 
 namespace features::jobs {
 
@@ -50,10 +47,8 @@ const nvme::ControllerCapabilities* DriveFacts::controller() {
 const std::vector<HostNamespace>* DriveFacts::hostNamespaces() {
     OSTREL_TRACE();
     if (!host_ && mayAsk()) {
-        CommandResult result;
-        drive_.device().sendCommand(transport::HostCommand(transport::HostRequest::NAMESPACES), result);
-        const auto* host = dynamic_cast<const transport::HostResult*>(result.protocolResult.get());
-        if (accept(result.status) && host != nullptr) host_ = host->namespaces;
+        std::vector<HostNamespace> found;
+        if (accept(readHostNamespaces(drive_, found))) host_ = std::move(found);
     }
     return host_ ? &*host_ : nullptr;
 }
@@ -62,10 +57,9 @@ const HostNamespace* DriveFacts::hostNamespace() {
     OSTREL_TRACE();
     const auto* all = hostNamespaces();
     if (all == nullptr || all->empty()) return nullptr;
-    const Attribute named = drive_.device().getAttribute(attributes::device::namespaceId());
-    if (named.getSize() == 0) return &all->front();
-    const auto nsid = toNumber<uint32_t>(named.getText());
-    const auto found = std::find_if(all->begin(), all->end(), [&](const HostNamespace& n) { return n.nsid == nsid; });
+    const auto nsid = namedNamespace(drive_);
+    if (!nsid) return &all->front();
+    const auto found = std::find_if(all->begin(), all->end(), [&](const HostNamespace& n) { return n.nsid == *nsid; });
     return found == all->end() ? nullptr : &*found;
 }
 

@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "features/jobs/Namespaces.h"
 #include "features/nvme/Identify.h"
 #include "features/nvme/NamespaceProperties.h"
 #include "features/nvme/Opcodes.h"
@@ -21,16 +22,6 @@ using namespace ostrel::core;
 using nvme::FieldTree;
 
 namespace {
-
-constexpr std::size_t MOST_NAMESPACES_IN_A_LIST = 1024;
-constexpr std::size_t MOST_CONTROLLERS_IN_A_LIST = 2047;
-constexpr uint16_t LAST_CONTROLLER = 0xFFFF;
-
-/// The drive repeats itself, and a list would have no end.
-Status damagedList(const nvme::Drive& drive) {
-    return Status(CATEGORY_FEATURE, statuses::deviceDataRetrievalFailed().getCode(),
-                  "Drive " + drive.name() + " gave a list whose entries do not increase.");
-}
 
 Status showController(nvme::Drive& drive, uint8_t cns, uint32_t, FieldTree& tree) {
     Payload data;
@@ -66,40 +57,23 @@ Status showUuids(nvme::Drive& drive, uint8_t cns, uint32_t, FieldTree& tree) {
     return status;
 }
 
-/// The lists go on behind the last entry of a full one.
 Status showNamespaces(nvme::Drive& drive, uint8_t cns, uint32_t, FieldTree& tree) {
     std::vector<uint32_t> all;
-    for (bool more = true; more;) {
-        Payload data;
-        const Status status = drive.identify(cns, all.empty() ? 0 : all.back(), 0, data);
-        if (!status.is(0, 0)) return status;
-        const std::vector<uint32_t> part = nvme::decodeNamespaceList(data);
-        more = part.size() == MOST_NAMESPACES_IN_A_LIST;
-        if (more && !all.empty() && part.back() <= all.back()) return damagedList(drive);
-        all.insert(all.end(), part.begin(), part.end());
-    }
+    Status status = readNamespaceList(drive, cns, all);
+    if (!status.is(0, 0)) return status;
     tree = FieldTree{cns == nvme::CNS_ALLOCATED_NAMESPACES ? "Allocated Namespaces" : "Attached Namespaces", {}, {}};
     tree.add("Namespaces", nvme::listText(all));
-    return Status();
+    return status;
 }
 
 Status showControllers(nvme::Drive& drive, uint8_t cns, uint32_t nsid, FieldTree& tree) {
     std::vector<uint16_t> all;
-    uint16_t first = 0;
-    for (bool more = true; more;) {
-        Payload data;
-        const Status status = drive.identify(cns, nsid, first, data);
-        if (!status.is(0, 0)) return status;
-        const std::vector<uint16_t> part = nvme::decodeControllerList(data);
-        all.insert(all.end(), part.begin(), part.end());
-        more = part.size() == MOST_CONTROLLERS_IN_A_LIST && part.back() != LAST_CONTROLLER;
-        if (more && part.back() < first) return damagedList(drive);
-        if (more) first = static_cast<uint16_t>(part.back() + 1);
-    }
+    Status status = readControllerList(drive, cns, nsid, all);
+    if (!status.is(0, 0)) return status;
     tree = FieldTree{"Controllers", {}, {}};
     if (cns == nvme::CNS_NAMESPACE_CONTROLLERS) tree.heading += " of Namespace " + std::to_string(nsid);
     tree.add("Controllers", nvme::listText(all));
-    return Status();
+    return status;
 }
 
 struct StructureRow {
@@ -166,9 +140,8 @@ Status IdentifyJob::actOnDrive(nvme::Drive& drive, const Arguments& arguments, D
     Status status = read(arguments, request);
     if (!status.is(0, 0)) return status;
     if (request.structure->ofOneNamespace && !request.nsid) {
-        const Attribute named = drive.device().getAttribute(attributes::device::namespaceId());
-        if (named.getSize() == 0) return statuses::noNamespaceId();
-        request.nsid = named.getNumber();
+        request.nsid = namedNamespace(drive);
+        if (!request.nsid) return statuses::noNamespaceId();
     }
     const uint32_t nsid = request.structure->ofOneNamespace ? static_cast<uint32_t>(*request.nsid) : 0;
     FieldTree tree;

@@ -1,0 +1,117 @@
+#include "features/jobs/Namespaces.h"
+
+#include <string>
+
+#include "features/jobs/LogReading.h"
+#include "features/jobs/Refusals.h"
+#include "features/jobs/StatusDetails.h"
+#include "features/nvme/Identify.h"
+#include "features/nvme/NamespaceProperties.h"
+#include "features/nvme/Opcodes.h"
+#include "ostrel/core/AttributeVocabulary.h"
+#include "ostrel/core/CommandResult.h"
+#include "ostrel/core/ScopeTrace.h"
+#include "ostrel/core/StatusCatalogue.h"
+
+namespace features::jobs {
+
+using namespace ostrel::core;
+
+namespace {
+
+constexpr std::size_t MOST_NAMESPACES_IN_A_LIST = 1024;
+constexpr std::size_t MOST_CONTROLLERS_IN_A_LIST = 2047;
+constexpr uint16_t LAST_CONTROLLER = 0xFFFF;
+
+constexpr RefusalRow REFUSALS[] = {{0x0, 0x0B, statuses::invalidNamespaceId}};
+
+/// The drive repeats itself, and a list would have no end.
+Status damagedList(const nvme::Drive& drive) {
+    return Status(CATEGORY_FEATURE, statuses::deviceDataRetrievalFailed().getCode(),
+                  "Drive " + drive.name() + " gave a list whose entries do not increase.");
+}
+
+/// A namespace that is not there is all zero.
+bool isThere(const Payload& data) {
+    return nvme::NamespaceProperties(data.getData()).sizeBlocks != 0;
+}
+
+}  // namespace
+
+std::optional<uint32_t> namedNamespace(nvme::Drive& drive) {
+    OSTREL_TRACE();
+    const Attribute named = drive.device().getAttribute(attributes::device::namespaceId());
+    if (named.getSize() == 0) return std::nullopt;
+    return static_cast<uint32_t>(named.getNumber());
+}
+
+Status readHostNamespaces(nvme::Drive& drive, std::vector<transport::HostNamespace>& namespaces) {
+    OSTREL_TRACE();
+    CommandResult result;
+    drive.device().sendCommand(transport::HostCommand(transport::HostRequest::NAMESPACES), result);
+    if (!result.status.is(0, 0)) return result.status;
+    const auto* host = dynamic_cast<const transport::HostResult*>(result.protocolResult.get());
+    if (host == nullptr) return statuses::deviceDataRetrievalFailed();
+    namespaces = host->namespaces;
+    return Status();
+}
+
+/// The lists go on behind the last entry of a full one.
+Status readNamespaceList(nvme::Drive& drive, uint8_t cns, std::vector<uint32_t>& namespaces) {
+    OSTREL_TRACE();
+    std::vector<uint32_t> all;
+    for (bool more = true; more;) {
+        Payload data;
+        const Status status = drive.identify(cns, all.empty() ? 0 : all.back(), 0, data);
+        if (!status.is(0, 0)) return status;
+        const std::vector<uint32_t> part = nvme::decodeNamespaceList(data);
+        more = part.size() == MOST_NAMESPACES_IN_A_LIST;
+        if (more && !all.empty() && part.back() <= all.back()) return damagedList(drive);
+        all.insert(all.end(), part.begin(), part.end());
+    }
+    namespaces = std::move(all);
+    return Status();
+}
+
+Status readControllerList(nvme::Drive& drive, uint8_t cns, uint32_t nsid, std::vector<uint16_t>& controllers) {
+    OSTREL_TRACE();
+    std::vector<uint16_t> all;
+    uint16_t first = 0;
+    for (bool more = true; more;) {
+        Payload data;
+        const Status status = drive.identify(cns, nsid, first, data);
+        if (!status.is(0, 0)) return status;
+        const std::vector<uint16_t> part = nvme::decodeControllerList(data);
+        all.insert(all.end(), part.begin(), part.end());
+        more = part.size() == MOST_CONTROLLERS_IN_A_LIST && part.back() != LAST_CONTROLLER;
+        if (more && part.back() < first) return damagedList(drive);
+        if (more) first = static_cast<uint16_t>(part.back() + 1);
+    }
+    controllers = std::move(all);
+    return Status();
+}
+
+Status readAllNamespaces(nvme::Drive& drive, const nvme::ControllerCapabilities& controller,
+                         std::vector<uint32_t>& namespaces) {
+    OSTREL_TRACE();
+    if (controller.supportsNamespaceManagement()) {
+        const Status status = readNamespaceList(drive, nvme::CNS_ALLOCATED_NAMESPACES, namespaces);
+        // A controller may claim namespace management without having it: then all namespaces are attached.
+        if (!isRefusal(status)) return status;
+    }
+    return readNamespaceList(drive, nvme::CNS_ACTIVE_NAMESPACES, namespaces);
+}
+
+Status identifyAnyNamespace(nvme::Drive& drive, const nvme::ControllerCapabilities& controller, uint32_t nsid,
+                            Payload& data) {
+    OSTREL_TRACE();
+    Status status = drive.identify(nvme::CNS_NAMESPACE, nsid, 0, data);
+    if (status.is(0, 0) && !isThere(data) && controller.supportsNamespaceManagement())
+        status = drive.identify(nvme::CNS_ALLOCATED_NAMESPACE, nsid, 0, data);
+    if (!status.is(0, 0)) return toldBy(REFUSALS, statuses::nvmeCommandProblem, status, drive);
+    if (isThere(data)) return status;
+    return withDetails(statuses::invalidNamespaceId(),
+                       "Drive " + drive.name() + " has no namespace " + std::to_string(nsid) + ".");
+}
+
+}  // namespace features::jobs

@@ -1,0 +1,35 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <vector>
+
+#include "features/nvme/ControllerCapabilities.h"
+#include "features/nvme/Drive.h"
+#include "features/transport/HostCommand.h"
+#include "ostrel/core/Payload.h"
+#include "ostrel/core/Status.h"
+
+namespace features::jobs {
+
+/// The namespace whose node the user named; none when the drive was named otherwise.
+std::optional<uint32_t> namedNamespace(nvme::Drive& drive);
+
+/// The namespaces that the host has of the drive, attached to this controller.
+ostrel::core::Status readHostNamespaces(nvme::Drive& drive, std::vector<transport::HostNamespace>& namespaces);
+
+/// The whole list of CNS 02h (attached) or 10h (allocated). 10/33 for a drive whose lists have no end.
+ostrel::core::Status readNamespaceList(nvme::Drive& drive, uint8_t cns, std::vector<uint32_t>& namespaces);
+/// The whole list of CNS 12h (of one namespace) or 13h (of the subsystem), likewise.
+ostrel::core::Status readControllerList(nvme::Drive& drive, uint8_t cns, uint32_t nsid,
+                                        std::vector<uint16_t>& controllers);
+
+/// All namespaces of the drive, those included that no controller has.
+ostrel::core::Status readAllNamespaces(nvme::Drive& drive, const nvme::ControllerCapabilities& controller,
+                                       std::vector<uint32_t>& namespaces);
+/// Identify Namespace, 4,096 bytes, of a namespace that is attached to this controller, to another one, or to none.
+/// 10/80 when the drive does not have it.
+ostrel::core::Status identifyAnyNamespace(nvme::Drive& drive, const nvme::ControllerCapabilities& controller,
+                                          uint32_t nsid, ostrel::core::Payload& data);
+
+}  // namespace features::jobs
