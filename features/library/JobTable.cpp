@@ -7,6 +7,7 @@
 #include "features/jobs/EnduranceAnalyzerJob.h"
 #include "features/jobs/FirmwareActivateJob.h"
 #include "features/jobs/FirmwareUpdateJob.h"
+#include "features/jobs/FormatJob.h"
 #include "features/jobs/HealthMetricsJob.h"
 #include "features/jobs/IdentifyJob.h"
 #include "features/jobs/NvmeFeaturesJob.h"
@@ -56,6 +57,7 @@ constexpr JobRow JOBS[] = {
     {JOB_ENDURANCE_ANALYZER, make<jobs::EnduranceAnalyzerJob>},
     {JOB_FIRMWARE_ACTIVATE, make<jobs::FirmwareActivateJob>},
     {JOB_FIRMWARE_UPDATE, make<jobs::FirmwareUpdateJob>},
+    {JOB_FORMAT, make<jobs::FormatJob>},
     {JOB_HEALTH_METRICS, make<jobs::HealthMetricsJob>},
     {JOB_IDENTIFY, make<jobs::IdentifyJob>},
     {JOB_NVME_FEATURES, make<jobs::NvmeFeaturesJob>},

@@ -1,0 +1,70 @@
+#include "features/jobs/FormatJob.h"
+
+#include <string>
+
+#include "features/jobs/FeatureAccess.h"
+#include "ostrel/core/AttributeVocabulary.h"
+#include "ostrel/core/ScopeTrace.h"
+#include "ostrel/core/StatusCatalogue.h"
+#include "ostrel/interfaces/ostreli/interface/JobNames.h"
+
+namespace features::jobs {
+
+using namespace ostrel::core;
+
+namespace {
+
+constexpr const char* TYPE_DELETE = "Delete";
+constexpr const char* TYPE_NVME_FORMAT = "NVMeFormat";
+constexpr const char* TYPE_SANITIZE = "Sanitize";
+
+FormatRequest eraseOfAll() {
+    FormatRequest request;
+    request.nsid = nvme::NSID_ALL;
+    request.secureErase = 1;
+    return request;
+}
+
+}  // namespace
+
+FormatJob::FormatJob(std::shared_ptr<const WaitClock> clock)
+    : FeatureJob(ostrel::interfaces::ostreli::JOB_FORMAT, "Format"), clock_(std::move(clock)) {}
+
+std::unique_ptr<ostrel::interfaces::ostreli::Job> FormatJob::clone() const {
+    auto copy = std::make_unique<FormatJob>(clock_);
+    copy->copyFrom(*this);
+    return copy;
+}
+
+Status FormatJob::checkRequest(const Arguments& arguments) {
+    OSTREL_TRACE();
+    Status status = checkOneDrive(getDevices().size());
+    if (!status.is(0, 0)) return status;
+    const std::string type = arguments.text(attributes::feature::type().getName());
+    isSanitize_ = type == TYPE_SANITIZE;
+    format_ = FormatRequest();
+    sanitize_ = SanitizeRequest();
+    if (isSanitize_) {
+        status = readSanitizeRequest(arguments, sanitize_);
+    } else if (type == TYPE_DELETE) {
+        format_ = eraseOfAll();
+    } else if (type == TYPE_NVME_FORMAT) {
+        status = readFormatRequest(arguments, format_);
+    } else {
+        status = statuses::invalidFormatType();
+    }
+    const bool force = arguments.flag(attributes::feature::force().getName());
+    format_.partitionsCount = sanitize_.partitionsCount = !force;
+    return status;
+}
+
+Status FormatJob::actOnDrive(nvme::Drive& drive, const Arguments&, DriveOutput& out) {
+    OSTREL_TRACE();
+    std::string report;
+    const Status status =
+        isSanitize_ ? Sanitize(drive, *clock_).run(sanitize_, report) : FormatNvm(drive, *clock_).run(format_, report);
+    if (status.is(0, 0)) out.addStatus(title(), Status(0, 0, report));
+    return status;
+}
+
+}  // namespace features::jobs

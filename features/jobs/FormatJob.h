@@ -1,0 +1,35 @@
+#pragma once
+
+#include <memory>
+
+#include "features/jobs/FeatureJob.h"
+#include "features/jobs/FormatNvm.h"
+#include "features/jobs/Sanitize.h"
+#include "features/jobs/WaitClock.h"
+
+namespace features::jobs {
+
+/// Erases one drive. "Type" says how:
+///
+///   - "Delete":     the user data of all namespaces; each keeps its format.
+///   - "NVMeFormat": one namespace or all, with the format and the erase that the arguments say.
+///   - "Sanitize":   the whole drive, followed to the end.
+///
+/// Partitions that nobody uses are a reason to refuse unless "Force" is "true"; other uses always are.
+class FormatJob : public FeatureJob {
+public:
+    explicit FormatJob(std::shared_ptr<const WaitClock> clock = systemWaitClock());
+    std::unique_ptr<Job> clone() const override;
+
+protected:
+    ostrel::core::Status checkRequest(const Arguments& arguments) override;
+    ostrel::core::Status actOnDrive(nvme::Drive& drive, const Arguments& arguments, DriveOutput& out) override;
+
+private:
+    std::shared_ptr<const WaitClock> clock_;
+    bool isSanitize_ = false;  ///< of the method that runs; likewise the next two
+    FormatRequest format_;
+    SanitizeRequest sanitize_;
+};
+
+}  // namespace features::jobs

@@ -1,0 +1,95 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "features/jobs/Arguments.h"
+#include "features/jobs/WaitClock.h"
+#include "features/nvme/ControllerCapabilities.h"
+#include "features/nvme/Drive.h"
+#include "features/nvme/NamespaceProperties.h"
+#include "features/nvme/Opcodes.h"
+#include "ostrel/core/Status.h"
+
+namespace features::jobs {
+
+/// What is asked of Format NVM. What is not given stays on each namespace as it is.
+struct FormatRequest {
+    /// Absent: the namespace that the path names, otherwise all.
+    std::optional<uint32_t> nsid;
+    bool partitionsCount = true;
+    uint8_t secureErase = 0;  ///< 0 none, 1 user data erase, 2 cryptographic erase
+    std::optional<uint8_t> lbaFormat;
+    std::optional<uint8_t> protectionType;
+    std::optional<uint8_t> protectionFirst;   ///< 1: in the first eight bytes of the metadata
+    std::optional<uint8_t> metadataExtended;  ///< 1: behind the data of each block
+};
+
+/// Reads the arguments of the type "NVMeFormat". A number that its field cannot hold is refused by the catalogue's
+/// status for that field.
+ostrel::core::Status readFormatRequest(const Arguments& arguments, FormatRequest& request);
+
+/// Formats one namespace or all, and waits until the drive has done it (NVMe Base Specification 1.4, section 5.23).
+///
+///   - What is asked for is checked against the drive's limits for every namespace before the first is touched.
+///   - A drive that formats or erases all its namespaces together gets one command, and none when only one of several
+///     namespaces was asked for (10/242): nothing goes that was not named.
+///   - A drive that reports the end of the command before that of the format is watched until it has ended.
+///   - At the end the namespaces are read again, and one that is not as it was asked for is a failure.
+///
+/// A format may take long, and a command whose time runs out makes the system reset the drive in the middle of it: it
+/// gets an hour, and the time of writing all that is to be formatted at 1 GB/s.
+class FormatNvm {
+public:
+    FormatNvm(nvme::Drive& drive, const WaitClock& clock) : drive_(drive), clock_(clock) {}
+
+    /// `report`: what became of each namespace, in sentences.
+    ostrel::core::Status run(const FormatRequest& request, std::string& report);
+
+private:
+    /// A namespace, and what it is to become.
+    struct Target {
+        uint32_t nsid;
+        nvme::NamespaceProperties before;
+        uint8_t lbaFormat;
+        uint8_t protectionType;
+        bool protectionFirst;
+        bool metadataExtended;
+
+        const nvme::NamespaceProperties::LbaFormat& format() const { return before.formats[lbaFormat]; }
+        /// Whether a namespace with these properties is as it was asked for.
+        bool isReachedIn(const nvme::NamespaceProperties& now) const;
+        uint32_t commandDword(uint8_t secureErase) const;
+    };
+    /// One command.
+    struct Step {
+        uint32_t nsid;
+        uint32_t gate;                ///< what it may reach
+        std::vector<size_t> targets;  ///< whose end it is
+    };
+
+    ostrel::core::Status checkGate(uint32_t nsid) const;
+    ostrel::core::Status checkController(const nvme::ControllerCapabilities& controller) const;
+    ostrel::core::Status findTargets(const nvme::ControllerCapabilities& controller);
+    ostrel::core::Status resolve(Target& target) const;
+    ostrel::core::Status checkProtection(const Target& target) const;
+    ostrel::core::Status plan(const nvme::ControllerCapabilities& controller, std::vector<Step>& steps) const;
+    ostrel::core::Status checkTogether(const nvme::ControllerCapabilities& controller, bool formatsAll) const;
+    ostrel::core::Status perform(const nvme::ControllerCapabilities& controller, const Step& step);
+    ostrel::core::Status awaitEnd(const nvme::ControllerCapabilities& controller, const Target& target,
+                                  uint64_t deadline);
+    ostrel::core::Status checkReached(const Target& target, const nvme::NamespaceProperties& now) const;
+    uint32_t timeoutMs() const;
+    std::string name(const Target& target) const;
+    std::string outcome(const Target& target) const;
+
+    nvme::Drive& drive_;
+    const WaitClock& clock_;
+    FormatRequest request_;
+    uint32_t nsid_ = nvme::NSID_ALL;
+    std::vector<Target> targets_;
+};
+
+}  // namespace features::jobs

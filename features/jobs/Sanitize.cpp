@@ -1,0 +1,297 @@
+#include "features/jobs/Sanitize.h"
+
+#include <algorithm>
+#include <iterator>
+
+#include "features/jobs/LogReading.h"
+#include "features/jobs/Refusals.h"
+#include "features/jobs/SafetyGate.h"
+#include "features/jobs/StatusDetails.h"
+#include "features/nvme/Bytes.h"
+#include "features/nvme/FieldTree.h"
+#include "features/nvme/LogPages.h"
+#include "features/nvme/Opcodes.h"
+#include "ostrel/core/AttributeVocabulary.h"
+#include "ostrel/core/ScopeTrace.h"
+#include "ostrel/core/StatusCatalogue.h"
+
+namespace features::jobs {
+
+using namespace ostrel::core;
+using nvme::bit;
+using nvme::ControllerCapabilities;
+
+namespace {
+
+/// The command itself only starts the operation.
+constexpr uint32_t COMMAND_TIMEOUT_MS = 120 * 1000;
+
+constexpr uint64_t MINUTE_MS = 60 * 1000;
+constexpr uint64_t GRACE_MS = 10 * MINUTE_MS;
+constexpr uint64_t LIMIT_WITHOUT_ESTIMATE_MS = 24 * 60 * MINUTE_MS;
+/// A short operation is told soon, a long one does not keep the drive busy with questions.
+constexpr uint64_t FAST_POLL_MS = 1000;
+constexpr uint64_t SLOW_POLL_MS = 10 * 1000;
+
+/// The Sanitize Status log.
+constexpr uint32_t LOG_BYTES = 512;
+constexpr size_t OFFSET_STATE = 2;
+constexpr uint32_t NOT_REPORTED = 0xFFFFFFFF;
+enum State : unsigned { SUCCEEDED = 1, IN_PROGRESS = 2, FAILED = 3, SUCCEEDED_DEALLOCATED = 4 };
+
+/// Bits of SANICAP.
+constexpr unsigned NO_DEALLOCATE_INHIBITED = 29;
+constexpr unsigned MEDIA_IS_MODIFIED = 2;  // No-Deallocate Modifies Media, bits 31:30
+
+constexpr uint8_t MOST_PASSES = 16;
+
+struct ActionRow {
+    SanitizeAction action;
+    unsigned capability;  ///< bit of SANICAP
+    Status (*refusal)();
+    size_t estimate;              ///< offset in the log
+    size_t estimateNoDeallocate;  ///< likewise, for a drive that modifies its media when it is not to deallocate
+};
+constexpr ActionRow ACTIONS[] = {
+    {SanitizeAction::CRYPTO_ERASE, 0, statuses::sanitizeCryptoScrambleNotSupported, 16, 28},
+    {SanitizeAction::BLOCK_ERASE, 1, statuses::sanitizeBlockEraseNotSupported, 12, 24},
+    {SanitizeAction::OVERWRITE, 2, statuses::sanitizeOverwriteNotSupported, 8, 20},
+};
+
+const ActionRow* rowOf(SanitizeAction action) {
+    const auto* const row =
+        std::find_if(std::begin(ACTIONS), std::end(ACTIONS), [&](const ActionRow& r) { return r.action == action; });
+    return row == std::end(ACTIONS) ? nullptr : row;
+}
+
+constexpr RefusalRow REFUSALS[] = {
+    {0x0, 0x01, statuses::sanitizeNotSupported},
+    {0x0, 0x02, statuses::unsupportedSanitizeValue},
+    {0x0, 0x1D, statuses::sanitizeInProgress},
+    {0x0, 0x20, statuses::namespaceWriteProtected},
+    {0x1, 0x0B, statuses::sanitizeBlockedByActivation},
+    {0x1, 0x10, statuses::sanitizeBlockedByActivation},
+    {0x1, 0x11, statuses::sanitizeBlockedByActivation},
+    {0x1, 0x12, statuses::sanitizeBlockedByActivation},
+    {0x1, 0x23, statuses::sanitizeBlockedByMemoryRegion},
+    {0x2, 0x86, statuses::lbaRangeAccessDenied},
+};
+
+/// Which arguments an action has.
+struct ArgumentRow {
+    Attribute (*attribute)();
+    bool ofOverwriteAlone;
+};
+constexpr ArgumentRow ARGUMENTS[] = {
+    {attributes::feature::allowUnrestrictedExit, false}, {attributes::feature::noDeallocateAfterSanitize, false},
+    {attributes::feature::overwriteInvertPattern, true}, {attributes::feature::overwritePassCount, true},
+    {attributes::feature::overwritePattern, true},
+};
+
+Status checkArguments(const Arguments& arguments, SanitizeAction action) {
+    for (const ArgumentRow& row : ARGUMENTS) {
+        const std::string name = row.attribute().getName();
+        const bool belongs = action != SanitizeAction::EXIT_FAILURE_MODE &&
+                             (!row.ofOverwriteAlone || action == SanitizeAction::OVERWRITE);
+        if (arguments.text(name).empty() || belongs) continue;
+        return withDetails(statuses::unsupportedSanitizeValue(), name + " does not belong to this action.");
+    }
+    return Status();
+}
+
+Status readAction(const Arguments& arguments, SanitizeAction& action) {
+    std::optional<uint64_t> number;
+    const Status status = arguments.number(attributes::feature::sanitizeAction().getName(), 4, number);
+    if (!status.is(0, 0) || number.value_or(0) == 0) return statuses::unsupportedSanitizeValue();
+    action = static_cast<SanitizeAction>(*number);
+    return Status();
+}
+
+Status readPasses(const Arguments& arguments, uint8_t& passes) {
+    const std::string name = attributes::feature::overwritePassCount().getName();
+    std::optional<uint64_t> number;
+    const Status status = arguments.number(name, MOST_PASSES, number);
+    if (!status.is(0, 0) || number == 0U) {
+        return withDetails(statuses::unsupportedSanitizeValue(),
+                           name + " must be a number from 1 to 16, not '" + arguments.text(name) + "'.");
+    }
+    passes = static_cast<uint8_t>(number.value_or(1));
+    return Status();
+}
+
+Status readPattern(const Arguments& arguments, uint32_t& pattern) {
+    std::optional<uint64_t> number;
+    Status status =
+        arguments.number(attributes::feature::overwritePattern().getName(), UINT32_MAX, number, Digits::HEX);
+    pattern = static_cast<uint32_t>(number.value_or(0));
+    return status;
+}
+
+Status readFlags(const Arguments& arguments, SanitizeRequest& request) {
+    const struct {
+        Attribute (*attribute)();
+        bool SanitizeRequest::*field;
+    } FLAGS[] = {
+        {attributes::feature::allowUnrestrictedExit, &SanitizeRequest::unrestrictedExit},
+        {attributes::feature::noDeallocateAfterSanitize, &SanitizeRequest::noDeallocate},
+        {attributes::feature::overwriteInvertPattern, &SanitizeRequest::invertPattern},
+        {attributes::feature::returnImmediately, &SanitizeRequest::returnImmediately},
+    };
+    for (const auto& row : FLAGS) {
+        std::optional<bool> value;
+        const Status status = arguments.boolean(row.attribute().getName(), value);
+        if (!status.is(0, 0)) return status;
+        request.*row.field = value.value_or(false);
+    }
+    return Status();
+}
+
+std::string percentText(uint16_t progress) {
+    return nvme::decimalFraction(uint64_t{progress} * 10000 / 65536, 2) + " percent";
+}
+
+}  // namespace
+
+Status readSanitizeRequest(const Arguments& arguments, SanitizeRequest& request) {
+    OSTREL_TRACE();
+    Status status = readAction(arguments, request.action);
+    if (status.is(0, 0)) status = checkArguments(arguments, request.action);
+    if (status.is(0, 0)) status = readFlags(arguments, request);
+    if (status.is(0, 0)) status = readPasses(arguments, request.passes);
+    if (status.is(0, 0)) status = readPattern(arguments, request.pattern);
+    return status;
+}
+
+Status Sanitize::run(const SanitizeRequest& request, std::string& report) {
+    OSTREL_TRACE();
+    request_ = request;
+    Status status = checkGate();
+    if (!status.is(0, 0)) return status;
+    const uint8_t* identify = nullptr;
+    status = drive_.identifyController(identify);
+    if (!status.is(0, 0)) return status;
+    const ControllerCapabilities controller(identify);
+    Payload log;
+    status = checkController(controller);
+    if (status.is(0, 0)) status = readState(log);
+    if (status.is(0, 0)) status = checkGate();
+    if (status.is(0, 0)) status = start();
+    if (!status.is(0, 0)) return status;
+    if (request_.action == SanitizeAction::EXIT_FAILURE_MODE) {
+        report = "The drive has left the failure mode of its last sanitize operation.";
+    } else if (request_.returnImmediately) {
+        report = "The sanitize operation was started and goes on in the drive.";
+    } else {
+        return follow(limitMs(controller, log.getData()), report);
+    }
+    return status;
+}
+
+Status Sanitize::checkGate() const {
+    OSTREL_TRACE();
+    Reach reach;
+    reach.partitionsCount = request_.partitionsCount;
+    return checkDestruction(drive_, reach);
+}
+
+Status Sanitize::checkController(const ControllerCapabilities& controller) {
+    OSTREL_TRACE();
+    if (!controller.supportsSanitize()) return statuses::sanitizeNotSupported();
+    const ActionRow* const row = rowOf(request_.action);
+    if (row != nullptr && !bit(controller.sanicap, row->capability)) return row->refusal();
+    if (request_.noDeallocate && bit(controller.sanicap, NO_DEALLOCATE_INHIBITED)) return checkDeallocation();
+    return Status();
+}
+
+/// A drive that inhibits No-Deallocate either refuses the command, or goes on and deallocates all the same: the
+/// Sanitize Config feature tells which.
+Status Sanitize::checkDeallocation() {
+    OSTREL_TRACE();
+    nvme::FeatureRequest request;
+    request.fid = nvme::FID_SANITIZE_CONFIG;
+    nvme::Answer answer;
+    const Status status = drive_.getFeature(request, nvme::Select::CURRENT, answer);
+    if (isRefusal(status)) return Status();  // the drive has no such feature; it says itself what it does not take
+    if (!status.is(0, 0) || bit(answer.completion.dword0, 0)) return status;
+    return withDetails(statuses::unsupportedSanitizeValue(),
+                       "Drive " + drive_.name() + " always deallocates its blocks after a sanitize operation.");
+}
+
+Status Sanitize::readState(Payload& log) {
+    OSTREL_TRACE();
+    const Status status = readLog(drive_, nvme::LID_SANITIZE_STATUS, LOG_BYTES, log);
+    if (!status.is(0, 0)) return status;
+    if ((log.getData()[OFFSET_STATE] & 7U) != IN_PROGRESS) return status;
+    return withDetails(statuses::sanitizeInProgress(),
+                       "It was begun before, " + percentText(nvme::le16(log.getData())) + " are done.");
+}
+
+Status Sanitize::start() {
+    OSTREL_TRACE();
+    nvme::NvmeCommand command(nvme::Queue::ADMIN, nvme::OPC_SANITIZE, "Sanitize");
+    command.cdw10 = static_cast<uint32_t>(request_.action) | static_cast<uint32_t>(request_.unrestrictedExit) << 3 |
+                    static_cast<uint32_t>(request_.noDeallocate) << 9;
+    if (request_.action == SanitizeAction::OVERWRITE) {
+        // 16 passes are written as 0.
+        command.cdw10 |= (request_.passes & 0xFU) << 4 | static_cast<uint32_t>(request_.invertPattern) << 8;
+        command.cdw11 = request_.pattern;
+    }
+    command.timeoutMs = COMMAND_TIMEOUT_MS;
+    nvme::Answer answer;
+    return toldBy(REFUSALS, statuses::sanitizeCommandFailed, drive_.send(command, answer), drive_);
+}
+
+uint64_t Sanitize::limitMs(const ControllerCapabilities& controller, const uint8_t* log) const {
+    OSTREL_TRACE();
+    const ActionRow* const row = rowOf(request_.action);
+    const bool modifies = request_.noDeallocate && controller.sanicap >> 30 == MEDIA_IS_MODIFIED;
+    const uint32_t seconds = nvme::le32(log + (modifies ? row->estimateNoDeallocate : row->estimate));
+    // Zero stands in drives before NVMe 1.4, where the field was reserved.
+    if (seconds == 0 || seconds == NOT_REPORTED) return LIMIT_WITHOUT_ESTIMATE_MS;
+    return uint64_t{seconds} * 1000 * 2 + GRACE_MS;
+}
+
+Status Sanitize::follow(uint64_t limitMs, std::string& report) {
+    OSTREL_TRACE();
+    const uint64_t begin = clock_.nowMs();
+    uint64_t lastMove = begin;
+    uint16_t furthest = 0;
+    for (;;) {
+        Payload log;
+        const Status status = readLog(drive_, nvme::LID_SANITIZE_STATUS, LOG_BYTES, log);
+        if (!status.is(0, 0))
+            return withDetails(status, "The sanitize operation was started; whether it has ended is not known.");
+        const unsigned state = log.getData()[OFFSET_STATE] & 7U;
+        if (state != IN_PROGRESS) return outcome(state, report);
+        const uint64_t now = clock_.nowMs();
+        const uint16_t progress = nvme::le16(log.getData());
+        if (progress > furthest) {
+            furthest = progress;
+            lastMove = now;
+        }
+        if (now - lastMove >= limitMs) {
+            return withDetails(statuses::sanitizeInProgress(), "It has stood at " + percentText(furthest) + " for " +
+                                                                   std::to_string(limitMs / 1000) + " seconds.");
+        }
+        clock_.sleepMs(now - begin < MINUTE_MS ? FAST_POLL_MS : SLOW_POLL_MS);
+    }
+}
+
+Status Sanitize::outcome(unsigned state, std::string& report) const {
+    OSTREL_TRACE();
+    const std::string words = "Drive " + drive_.name() + " says: " + nvme::sanitizeStatusText(state) + ".";
+    switch (state) {
+        case SUCCEEDED:
+            report = "The drive was sanitized.";
+            return Status();
+        case SUCCEEDED_DEALLOCATED:
+            report = "The drive was sanitized. " + words;
+            return Status();
+        case FAILED:
+            return withDetails(statuses::sanitizeCommandFailed(), words);
+        default:
+            return withDetails(statuses::sanitizeFailedUnknownReason(), words);
+    }
+}
+
+}  // namespace features::jobs
