@@ -10,6 +10,7 @@
 #include "features/jobs/FormatJob.h"
 #include "features/jobs/HealthMetricsJob.h"
 #include "features/jobs/IdentifyJob.h"
+#include "features/jobs/NamespaceManagementJob.h"
 #include "features/jobs/NvmeFeaturesJob.h"
 #include "features/jobs/NvmeLogJob.h"
 #include "features/jobs/NvmeResetJob.h"
@@ -23,6 +24,7 @@
 #include "features/jobs/SmartJob.h"
 #include "features/jobs/TelemetryLogJob.h"
 #include "features/jobs/TimestampJob.h"
+#include "features/jobs/TrimJob.h"
 #include "features/jobs/VelkoSsdJob.h"
 #include "ostrel/core/ScopeTrace.h"
 #include "ostrel/core/StatusCatalogue.h"
@@ -60,6 +62,7 @@ constexpr JobRow JOBS[] = {
     {JOB_FORMAT, make<jobs::FormatJob>},
     {JOB_HEALTH_METRICS, make<jobs::HealthMetricsJob>},
     {JOB_IDENTIFY, make<jobs::IdentifyJob>},
+    {JOB_NAMESPACE_MANAGEMENT, make<jobs::NamespaceManagementJob>},
     {JOB_NVME_FEATURES, make<jobs::NvmeFeaturesJob>},
     {JOB_NVME_LOG, make<jobs::NvmeLogJob>},
     {JOB_NVME_RESET, make<jobs::NvmeResetJob>},
@@ -76,6 +79,7 @@ constexpr JobRow JOBS[] = {
     {JOB_SMART, make<jobs::SmartJob>},
     {JOB_TELEMETRY_LOG, make<jobs::TelemetryLogJob>},
     {JOB_TIMESTAMP, make<jobs::TimestampJob>},
+    {JOB_TRIM, make<jobs::TrimJob>},
     {JOB_VELKOSSD, make<jobs::VelkoSsdJob>},
 };
 

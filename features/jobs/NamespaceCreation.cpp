@@ -1,0 +1,245 @@
+#include "features/jobs/NamespaceCreation.h"
+
+#include <algorithm>
+#include <limits>
+#include <numeric>
+#include <vector>
+
+#include "features/jobs/FeatureAccess.h"
+#include "features/jobs/LogReading.h"
+#include "features/jobs/NamespaceCommands.h"
+#include "features/jobs/Namespaces.h"
+#include "features/jobs/StatusDetails.h"
+#include "features/nvme/Bytes.h"
+#include "features/nvme/Identify.h"
+#include "features/nvme/Opcodes.h"
+#include "ostrel/core/AttributeVocabulary.h"
+#include "ostrel/core/ScopeTrace.h"
+#include "ostrel/core/StatusCatalogue.h"
+
+namespace features::jobs {
+
+using namespace ostrel::core;
+using nvme::bit;
+using nvme::ControllerCapabilities;
+using nvme::NamespaceProperties;
+
+namespace {
+
+constexpr uint64_t UNKNOWN = std::numeric_limits<uint64_t>::max();
+constexpr uint16_t PROTECTION_BYTES = 8;
+/// Thin Provisioning in NSFEAT of Identify Namespace.
+constexpr size_t OFFSET_NSFEAT = 24;
+
+/// Total and unallocated capacity in Identify Controller, in bytes.
+constexpr size_t OFFSET_TNVMCAP = 280;
+constexpr size_t OFFSET_UNVMCAP = 296;
+
+/// The Namespace Granularity List, which a controller has by CTRATT bit 7: attributes, the number of descriptors less
+/// one, and for each the granularity of sizes and of capacities in bytes.
+constexpr uint8_t CNS_GRANULARITY = 0x16;
+constexpr unsigned CTRATT_GRANULARITY = 7;
+constexpr size_t OFFSET_NUMBER_OF_DESCRIPTORS = 4;
+constexpr size_t OFFSET_DESCRIPTORS = 32;
+constexpr size_t DESCRIPTOR_BYTES = 16;
+constexpr unsigned MOST_DESCRIPTORS = 16;
+
+/// The data structure of a create.
+constexpr size_t OFFSET_NSZE = 0;
+constexpr size_t OFFSET_NCAP = 8;
+constexpr size_t OFFSET_FLBAS = 26;
+constexpr size_t OFFSET_DPS = 29;
+constexpr size_t OFFSET_NMIC = 30;
+
+constexpr SettableProperty LBA_FORMAT{attributes::feature::namespaceManagementLBAFormat, 0,
+                                      NamespaceProperties::MOST_FORMATS - 1, statuses::invalidLbaFormat};
+constexpr SettableProperty PROTECTION{attributes::feature::namespaceManagementProtectionInformation, 0, 3,
+                                      statuses::invalidProtectionInformation};
+constexpr SettableProperty SHARING{attributes::feature::multiPathIoCapabilities, 0, 1,
+                                   statuses::invalidMultiPathIoCapabilities};
+
+/// An argument without a value leaves `value` as it is.
+Status readOptional(const Arguments& arguments, const SettableProperty& property, uint32_t& value) {
+    if (arguments.text(property.attribute().getName()).empty()) return Status();
+    return readValue(arguments, property, value);
+}
+
+/// At least 1.
+Status readBlocks(const Arguments& arguments, const Attribute& attribute, Status (*refusal)(),
+                  std::optional<uint64_t>& blocks) {
+    const Status status = arguments.number(attribute.getName(), UNKNOWN, blocks);
+    if (status.is(0, 0) && blocks != 0U) return status;
+    return withDetails(refusal(), attribute.getName() + " must be a number of blocks from 1 on, not '" +
+                                      arguments.text(attribute.getName()) + "'.");
+}
+
+/// A counter of 128 bits, or the most that 64 hold.
+uint64_t saturated128(const uint8_t* at) {
+    return nvme::le64(at + 8) == 0 ? nvme::le64(at) : UNKNOWN;
+}
+
+/// How many blocks a granularity in bytes is; 1 where it is none, or no whole number of blocks.
+uint64_t stepOf(uint64_t bytes, uint32_t blockBytes) {
+    return bytes == 0 || bytes % blockBytes != 0 ? 1 : bytes / blockBytes;
+}
+
+/// A step that is a multiple of both; of steps beyond all reason the larger.
+uint64_t commonStep(uint64_t one, uint64_t other) {
+    return (one | other) >> 32 != 0 ? std::max(one, other) : std::lcm(one, other);
+}
+
+}  // namespace
+
+Status readNamespaceRequest(const Arguments& arguments, NamespaceRequest& request) {
+    OSTREL_TRACE();
+    const Attribute sizeAttribute = attributes::feature::size();
+    if (arguments.text(sizeAttribute.getName()).empty()) return statuses::noNamespaceSize();
+    std::optional<uint64_t> size;
+    Status status = readBlocks(arguments, sizeAttribute, statuses::invalidCapacity, size);
+    if (!status.is(0, 0)) return status;
+    request.size = *size;
+    status = readBlocks(arguments, attributes::feature::capacity(), statuses::invalidCapacity, request.capacity);
+    if (!status.is(0, 0)) return status;
+    if (request.capacity.value_or(0) > request.size) return statuses::namespaceCapacityAboveSize();
+    uint32_t lbaFormat = 0;
+    uint32_t protection = 0;
+    uint32_t shared = 0;
+    status = readOptional(arguments, LBA_FORMAT, lbaFormat);
+    if (status.is(0, 0)) status = readOptional(arguments, PROTECTION, protection);
+    if (status.is(0, 0)) status = readOptional(arguments, SHARING, shared);
+    request.lbaFormat = static_cast<uint8_t>(lbaFormat);
+    request.protectionType = static_cast<uint8_t>(protection);
+    request.isShared = shared != 0;
+    return status;
+}
+
+Status NamespaceCreation::run(const uint8_t* controllerBytes, std::string& report) {
+    OSTREL_TRACE();
+    const ControllerCapabilities controller(controllerBytes);
+    // A controller that tells no capacity at all does not count it.
+    const bool isCounted = saturated128(controllerBytes + OFFSET_TNVMCAP) != 0;
+    const uint64_t freeBytes = isCounted ? saturated128(controllerBytes + OFFSET_UNVMCAP) : UNKNOWN;
+    Status status = checkCount(controller);
+    if (!status.is(0, 0)) return status;
+    Payload data;
+    status = drive_.identify(nvme::CNS_NAMESPACE, nvme::NSID_ALL, 0, data);
+    if (!status.is(0, 0)) return toldByNamespaceRefusals(status, drive_);
+    status = checkFormat(NamespaceProperties(data.getData()));
+    if (!status.is(0, 0)) return status;
+    if (capacity() < request_.size && !bit(data.getData()[OFFSET_NSFEAT], 0))
+        return statuses::thinProvisioningNotSupported();
+    status = checkSize(controller, freeBytes);
+    if (!status.is(0, 0)) return status;
+    return create(report);
+}
+
+Status NamespaceCreation::checkCount(const ControllerCapabilities& controller) {
+    OSTREL_TRACE();
+    std::vector<uint32_t> all;
+    const Status status = readAllNamespaces(drive_, controller, all);
+    if (!status.is(0, 0) || all.size() < controller.mostNamespaces()) return status;
+    return withDetails(statuses::tooManyNamespaces(),
+                       "Drive " + drive_.name() + " has " + std::to_string(all.size()) + " of them already.");
+}
+
+Status NamespaceCreation::checkFormat(const NamespaceProperties& common) {
+    OSTREL_TRACE();
+    if (request_.lbaFormat >= common.numberOfFormats || common.formats[request_.lbaFormat].dataBytes() == 0) {
+        return withDetails(statuses::lbaFormatNotSupported(), "Drive " + drive_.name() + " has the formats 0 to " +
+                                                                  std::to_string(common.numberOfFormats - 1) + ".");
+    }
+    format_ = common.formats[request_.lbaFormat];
+    // A buffer of its own is what hosts handle best.
+    metadataExtended_ = format_.metadataBytes != 0 && !bit(common.mc, 1);
+    return request_.protectionType == 0 ? Status() : checkProtection(common);
+}
+
+Status NamespaceCreation::checkProtection(const NamespaceProperties& common) {
+    OSTREL_TRACE();
+    const std::string type = std::to_string(request_.protectionType);
+    if (format_.metadataBytes < PROTECTION_BYTES) {
+        return withDetails(statuses::invalidProtectionInformation(),
+                           "Type " + type + " needs a format with 8 bytes of metadata; format " +
+                               std::to_string(request_.lbaFormat) + " has " + std::to_string(format_.metadataBytes) +
+                               ".");
+    }
+    if (!bit(common.dpc, request_.protectionType - 1U)) {
+        return withDetails(statuses::invalidProtectionInformation(),
+                           "Drive " + drive_.name() + " does not have type " + type + ".");
+    }
+    protectionFirst_ = !bit(common.dpc, 4);
+    return Status();
+}
+
+Status NamespaceCreation::checkSize(const ControllerCapabilities& controller, uint64_t freeBytes) {
+    OSTREL_TRACE();
+    Status status = readGranularity(controller);
+    if (!status.is(0, 0)) return status;
+    // A size that is the capacity as well has to fit both.
+    if (!request_.capacity) sizeStep_ = capacityStep_ = commonStep(sizeStep_, capacityStep_);
+    const uint64_t freeBlocks = freeBytes == UNKNOWN ? UNKNOWN : freeBytes / format_.dataBytes();
+    if (capacity() > freeBlocks) {
+        std::string text = "Drive " + drive_.name() + " has " + std::to_string(freeBytes) + " bytes left";
+        const uint64_t most = freeBlocks / capacityStep_ * capacityStep_;
+        if (most != 0)
+            text +=
+                ": " + std::to_string(most) + " blocks of " + std::to_string(format_.dataBytes()) + " bytes would fit";
+        return withDetails(statuses::notEnoughSpaceForNamespace(), text + ".");
+    }
+    status = checkMultiple("Size", request_.size, sizeStep_, request_.capacity ? UNKNOWN : freeBlocks);
+    return status.is(0, 0) ? checkMultiple("Capacity", capacity(), capacityStep_, freeBlocks) : status;
+}
+
+/// Tells the multiples of `step` below and above, as far as they are not more than `most`.
+Status NamespaceCreation::checkMultiple(const char* what, uint64_t blocks, uint64_t step, uint64_t most) const {
+    OSTREL_TRACE();
+    if (blocks % step == 0) return Status();
+    const uint64_t below = blocks / step * step;
+    std::vector<std::string> fitting;
+    if (below != 0) fitting.push_back(std::to_string(below));
+    if (most - below >= step) fitting.push_back(std::to_string(below + step));
+    std::string text =
+        std::string(what) + " must be a multiple of " + std::to_string(step) + " blocks on drive " + drive_.name();
+    if (!fitting.empty())
+        text += ": " + fitting.front() + (fitting.size() > 1 ? " or " + fitting.back() : "") + " would fit";
+    return withDetails(statuses::invalidCapacity(), text + ".");
+}
+
+Status NamespaceCreation::readGranularity(const ControllerCapabilities& controller) {
+    OSTREL_TRACE();
+    if (!bit(controller.ctratt, CTRATT_GRANULARITY)) return Status();
+    Payload data;
+    const Status status = drive_.identify(CNS_GRANULARITY, 0, 0, data);
+    if (isRefusal(status)) return Status();  // then any size will do
+    if (!status.is(0, 0)) return status;
+    const uint8_t* const list = data.getData();
+    // One descriptor for all formats, or one for each.
+    const unsigned index = bit(list[0], 0) ? request_.lbaFormat : 0U;
+    const unsigned number = std::min(list[OFFSET_NUMBER_OF_DESCRIPTORS] + 1U, MOST_DESCRIPTORS);
+    if (index >= number) return status;
+    const uint8_t* const descriptor = list + OFFSET_DESCRIPTORS + index * DESCRIPTOR_BYTES;
+    sizeStep_ = stepOf(nvme::le64(descriptor), format_.dataBytes());
+    capacityStep_ = stepOf(nvme::le64(descriptor + 8), format_.dataBytes());
+    return status;
+}
+
+Status NamespaceCreation::create(std::string& report) {
+    OSTREL_TRACE();
+    uint8_t data[nvme::IDENTIFY_BYTES] = {};
+    nvme::putLe64(data + OFFSET_NSZE, request_.size);
+    nvme::putLe64(data + OFFSET_NCAP, capacity());
+    data[OFFSET_FLBAS] = static_cast<uint8_t>((request_.lbaFormat & 0x0F) | (metadataExtended_ ? 0x10 : 0) |
+                                              (request_.lbaFormat >> 4) << 5);
+    data[OFFSET_DPS] = static_cast<uint8_t>(request_.protectionType | (protectionFirst_ ? 0x08 : 0));
+    data[OFFSET_NMIC] = request_.isShared ? 1 : 0;
+    nvme::Answer answer;
+    const Status status = drive_.send(namespaceManagement(SEL_CREATE, 0), answer, Payload(data, sizeof data));
+    if (!status.is(0, 0)) return toldByNamespaceRefusals(status, drive_);
+    drive_.forgetIdentify();
+    report = "Namespace " + std::to_string(answer.completion.dword0) +
+             " was created: " + std::to_string(request_.size) + " blocks of " + std::to_string(format_.dataBytes()) +
+             " bytes. It can be used when it is attached to a controller.";
+    return status;
+}
+
+}  // namespace features::jobs

@@ -1,0 +1,57 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+
+#include "features/jobs/Arguments.h"
+#include "features/nvme/ControllerCapabilities.h"
+#include "features/nvme/Drive.h"
+#include "features/nvme/NamespaceProperties.h"
+#include "ostrel/core/Status.h"
+
+namespace features::jobs {
+
+/// A namespace that is to be made. Units: blocks of the format.
+struct NamespaceRequest {
+    uint64_t size = 0;
+    std::optional<uint64_t> capacity;  ///< absent: as large as the size
+    uint8_t lbaFormat = 0;
+    uint8_t protectionType = 0;
+    bool isShared = false;
+};
+
+/// Reads the arguments of the action "create", each refused by the catalogue's status for it.
+ostrel::core::Status readNamespaceRequest(const Arguments& arguments, NamespaceRequest& request);
+
+/// Makes a namespace (NVMe Base Specification 1.4, section 5.20). The drive's limits are looked at first: formats,
+/// protection, thin provisioning, the number of namespaces, the space that is left, and the granularity in which the
+/// drive gives it out. A size that does not fit is told with the nearest ones that do.
+class NamespaceCreation {
+public:
+    NamespaceCreation(nvme::Drive& drive, const NamespaceRequest& request) : drive_(drive), request_(request) {}
+
+    /// `controller`: Identify Controller, 4,096 bytes, of a controller with namespace management. `report`: which
+    /// namespace it became.
+    ostrel::core::Status run(const uint8_t* controller, std::string& report);
+
+private:
+    ostrel::core::Status checkCount(const nvme::ControllerCapabilities& controller);
+    ostrel::core::Status checkFormat(const nvme::NamespaceProperties& common);
+    ostrel::core::Status checkProtection(const nvme::NamespaceProperties& common);
+    ostrel::core::Status checkSize(const nvme::ControllerCapabilities& controller, uint64_t freeBytes);
+    ostrel::core::Status checkMultiple(const char* what, uint64_t blocks, uint64_t step, uint64_t most) const;
+    ostrel::core::Status readGranularity(const nvme::ControllerCapabilities& controller);
+    ostrel::core::Status create(std::string& report);
+    uint64_t capacity() const { return request_.capacity.value_or(request_.size); }
+
+    nvme::Drive& drive_;
+    NamespaceRequest request_;
+    nvme::NamespaceProperties::LbaFormat format_{};
+    bool metadataExtended_ = false;
+    bool protectionFirst_ = false;
+    uint64_t sizeStep_ = 1;      ///< in blocks
+    uint64_t capacityStep_ = 1;  ///< likewise
+};
+
+}  // namespace features::jobs

@@ -1,0 +1,177 @@
+#include "features/jobs/NamespaceManagementJob.h"
+
+#include <algorithm>
+#include <vector>
+
+#include "features/jobs/FeatureAccess.h"
+#include "features/jobs/NamespaceCommands.h"
+#include "features/jobs/Namespaces.h"
+#include "features/jobs/SafetyGate.h"
+#include "features/jobs/StatusDetails.h"
+#include "features/nvme/ControllerCapabilities.h"
+#include "features/nvme/Opcodes.h"
+#include "features/transport/HostCommand.h"
+#include "ostrel/core/AttributeVocabulary.h"
+#include "ostrel/core/CommandResult.h"
+#include "ostrel/core/ScopeTrace.h"
+#include "ostrel/core/StatusCatalogue.h"
+#include "ostrel/interfaces/ostreli/interface/JobNames.h"
+
+namespace features::jobs {
+
+using namespace ostrel::core;
+using transport::HostNamespace;
+
+namespace {
+
+/// Identifiers above are reserved.
+constexpr uint64_t MOST_CONTROLLER_ID = 0xFFEF;
+
+/// How long the system may take to see a change.
+constexpr uint64_t VIEW_LIMIT_MS = 10 * 1000;
+constexpr uint64_t VIEW_POLL_MS = 100;
+
+Status rescan(nvme::Drive& drive) {
+    CommandResult result;
+    drive.device().sendCommand(transport::HostCommand(transport::HostRequest::RESCAN), result);
+    return result.status;
+}
+
+}  // namespace
+
+const NamespaceManagementJob::ActionRow NamespaceManagementJob::ACTIONS[] = {
+    {"create", false, &NamespaceManagementJob::create},
+    {"delete", true, &NamespaceManagementJob::erase},
+    {"attach", false, &NamespaceManagementJob::attach},
+    {"detach", true, &NamespaceManagementJob::detach},
+};
+
+NamespaceManagementJob::NamespaceManagementJob(std::shared_ptr<const WaitClock> clock)
+    : FeatureJob(ostrel::interfaces::ostreli::JOB_NAMESPACE_MANAGEMENT, "Namespace Management"),
+      clock_(std::move(clock)) {}
+
+std::unique_ptr<ostrel::interfaces::ostreli::Job> NamespaceManagementJob::clone() const {
+    auto copy = std::make_unique<NamespaceManagementJob>(clock_);
+    copy->copyFrom(*this);
+    return copy;
+}
+
+Status NamespaceManagementJob::checkRequest(const Arguments& arguments) {
+    OSTREL_TRACE();
+    Status status = checkOneDrive(getDevices().size());
+    if (!status.is(0, 0)) return status;
+    const std::string word = arguments.text(attributes::feature::action().getName());
+    action_ =
+        std::find_if(std::begin(ACTIONS), std::end(ACTIONS), [&](const ActionRow& row) { return word == row.word; });
+    if (action_ == std::end(ACTIONS)) return statuses::invalidNamespaceAction();
+    request_ = NamespaceRequest();
+    nsid_ = 0;
+    controllerId_.reset();
+    if (action_->operation == &NamespaceManagementJob::create) return readNamespaceRequest(arguments, request_);
+    return readTarget(arguments);
+}
+
+Status NamespaceManagementJob::readTarget(const Arguments& arguments) {
+    OSTREL_TRACE();
+    const std::string name = attributes::feature::namespaceManagementNamespaceId().getName();
+    const std::string text = arguments.text(name);
+    if (text.empty()) return statuses::noNamespaceId();
+    std::optional<uint64_t> nsid;
+    const Status status = arguments.number(name, nvme::NSID_ALL, nsid, Digits::DECIMAL_OR_HEX);
+    // All namespaces at once can be deleted, but not attached.
+    const bool mayBeAll = action_->operation == &NamespaceManagementJob::erase;
+    if (!status.is(0, 0) || nsid == 0U || (nsid == nvme::NSID_ALL && !mayBeAll))
+        return withDetails(statuses::invalidNamespaceId(), "It was '" + text + "'.");
+    nsid_ = static_cast<uint32_t>(*nsid);
+    return arguments.number(attributes::feature::nvmeControllerID().getName(), MOST_CONTROLLER_ID, controllerId_);
+}
+
+Status NamespaceManagementJob::checkGate(nvme::Drive& drive) const {
+    OSTREL_TRACE();
+    Reach reach;
+    reach.nsid = nsid_;
+    reach.partitionsCount = false;
+    return checkDestruction(drive, reach);
+}
+
+Status NamespaceManagementJob::actOnDrive(nvme::Drive& drive, const Arguments&, DriveOutput& out) {
+    OSTREL_TRACE();
+    Status status = action_->takesAway ? checkGate(drive) : Status();
+    if (!status.is(0, 0)) return status;
+    const uint8_t* controller = nullptr;
+    status = drive.identifyController(controller);
+    if (!status.is(0, 0)) return status;
+    if (!nvme::ControllerCapabilities(controller).supportsNamespaceManagement()) {
+        return withDetails(statuses::driveDoesNotSupportFeature(),
+                           "Drive " + drive.name() + " has no namespace management.");
+    }
+    std::string report;
+    status = (this->*action_->operation)(drive, controller, report);
+    if (status.is(0, 0)) out.addStatus(title(), Status(0, 0, report));
+    return status;
+}
+
+Status NamespaceManagementJob::create(nvme::Drive& drive, const uint8_t* controller, std::string& report) {
+    OSTREL_TRACE();
+    return NamespaceCreation(drive, request_).run(controller, report);
+}
+
+Status NamespaceManagementJob::erase(nvme::Drive& drive, const uint8_t*, std::string& report) {
+    OSTREL_TRACE();
+    Status status = checkGate(drive);
+    if (!status.is(0, 0)) return status;
+    nvme::Answer answer;
+    status = drive.send(namespaceManagement(SEL_DELETE, nsid_), answer);
+    if (!status.is(0, 0)) return toldByNamespaceRefusals(status, drive);
+    drive.forgetIdentify();
+    report = nsid_ == nvme::NSID_ALL ? "All namespaces were deleted."
+                                     : "Namespace " + std::to_string(nsid_) + " was deleted.";
+    std::string node;
+    status = awaitView(drive, false, node);
+    return status.is(0, 0) ? status : withDetails(status, report);
+}
+
+Status NamespaceManagementJob::attach(nvme::Drive& drive, const uint8_t* controller, std::string& report) {
+    OSTREL_TRACE();
+    return changeAttachment(drive, true, nvme::ControllerCapabilities(controller).cntlid, report);
+}
+
+Status NamespaceManagementJob::detach(nvme::Drive& drive, const uint8_t* controller, std::string& report) {
+    OSTREL_TRACE();
+    return changeAttachment(drive, false, nvme::ControllerCapabilities(controller).cntlid, report);
+}
+
+Status NamespaceManagementJob::changeAttachment(nvme::Drive& drive, bool attach, uint16_t own, std::string& report) {
+    OSTREL_TRACE();
+    const auto controllerId = static_cast<uint16_t>(controllerId_.value_or(own));
+    Status status = attach ? Status() : checkGate(drive);
+    if (status.is(0, 0)) status = sendNamespaceAttachment(drive, attach, nsid_, controllerId);
+    if (!status.is(0, 0)) return status;
+    report = "Namespace " + std::to_string(nsid_) + (attach ? " was attached to" : " was detached from") +
+             " controller " + std::to_string(controllerId);
+    std::string node;
+    status = controllerId == own ? awaitView(drive, attach, node) : rescan(drive);
+    report += (node.empty() ? "" : ": " + node) + ".";
+    return status.is(0, 0) ? status : withDetails(status, report);
+}
+
+Status NamespaceManagementJob::awaitView(nvme::Drive& drive, bool present, std::string& node) const {
+    OSTREL_TRACE();
+    Status status = rescan(drive);
+    const uint64_t deadline = clock_->nowMs() + VIEW_LIMIT_MS;
+    while (status.is(0, 0)) {
+        std::vector<HostNamespace> seen;
+        status = readHostNamespaces(drive, seen);
+        const auto found = std::find_if(seen.begin(), seen.end(), [&](const HostNamespace& space) {
+            return space.nsid == nsid_ || nsid_ == nvme::NSID_ALL;
+        });
+        const bool isThere = found != seen.end() && (!present || !found->node.empty());
+        if (isThere && present) node = found->node;
+        // The change is made, whether the system sees it by then or later.
+        if (isThere == present || clock_->nowMs() >= deadline) break;
+        clock_->sleepMs(VIEW_POLL_MS);
+    }
+    return status;
+}
+
+}  // namespace features::jobs

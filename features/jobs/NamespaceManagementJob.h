@@ -1,0 +1,56 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "features/jobs/FeatureJob.h"
+#include "features/jobs/NamespaceCreation.h"
+#include "features/jobs/WaitClock.h"
+
+namespace features::jobs {
+
+/// Namespaces of one drive: "Action" is "create", "delete", "attach" or "detach".
+///
+/// What is taken away (delete, detach) must not be in use; partitions alone do not stop it, since the user was asked.
+/// Attach and detach work on the drive's own controller unless "NVMeControllerID" names another. Behind each change the
+/// system looks for namespaces again, and its view is waited for, so that a script finds what it has attached.
+class NamespaceManagementJob : public FeatureJob {
+public:
+    explicit NamespaceManagementJob(std::shared_ptr<const WaitClock> clock = systemWaitClock());
+    std::unique_ptr<Job> clone() const override;
+
+protected:
+    ostrel::core::Status checkRequest(const Arguments& arguments) override;
+    ostrel::core::Status actOnDrive(nvme::Drive& drive, const Arguments& arguments, DriveOutput& out) override;
+
+private:
+    using Operation = ostrel::core::Status (NamespaceManagementJob::*)(nvme::Drive&, const uint8_t*, std::string&);
+    struct ActionRow {
+        const char* word;
+        bool takesAway;
+        Operation operation;
+    };
+    static const ActionRow ACTIONS[];
+
+    ostrel::core::Status readTarget(const Arguments& arguments);
+    ostrel::core::Status checkGate(nvme::Drive& drive) const;
+    // What each action does. `controller`: Identify Controller. `report`: what was done, in sentences.
+    ostrel::core::Status create(nvme::Drive& drive, const uint8_t* controller, std::string& report);
+    ostrel::core::Status erase(nvme::Drive& drive, const uint8_t* controller, std::string& report);
+    ostrel::core::Status attach(nvme::Drive& drive, const uint8_t* controller, std::string& report);
+    ostrel::core::Status detach(nvme::Drive& drive, const uint8_t* controller, std::string& report);
+    ostrel::core::Status changeAttachment(nvme::Drive& drive, bool attach, uint16_t own, std::string& report);
+    /// Until the system has the namespace, or has it no longer; `node`: where it is.
+    ostrel::core::Status awaitView(nvme::Drive& drive, bool present, std::string& node) const;
+
+    std::shared_ptr<const WaitClock> clock_;
+    // Of the method that runs.
+    const ActionRow* action_ = nullptr;
+    NamespaceRequest request_;
+    uint32_t nsid_ = 0;
+    std::optional<uint64_t> controllerId_;
+};
+
+}  // namespace features::jobs

@@ -1,0 +1,204 @@
+#include "features/jobs/TrimJob.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <limits>
+#include <string>
+
+#include "features/jobs/FeatureAccess.h"
+#include "features/jobs/LogReading.h"
+#include "features/jobs/Namespaces.h"
+#include "features/jobs/Refusals.h"
+#include "features/jobs/SafetyGate.h"
+#include "features/jobs/StatusDetails.h"
+#include "features/nvme/Bytes.h"
+#include "features/nvme/NamespaceProperties.h"
+#include "features/nvme/Opcodes.h"
+#include "ostrel/core/AttributeVocabulary.h"
+#include "ostrel/core/ScopeTrace.h"
+#include "ostrel/core/StatusCatalogue.h"
+#include "ostrel/interfaces/ostreli/interface/JobNames.h"
+
+namespace features::jobs {
+
+using namespace ostrel::core;
+
+namespace {
+
+/// A range of Dataset Management (NVMe Base Specification 1.4, section 6.7): context attributes, length, first block.
+constexpr uint32_t RANGE_BYTES = 16;
+constexpr uint32_t MOST_RANGES = 256;
+/// The length has 32 bits; a round number of blocks leaves no odd piece at the seams, which a drive may not free.
+constexpr uint32_t MOST_BLOCKS_OF_A_RANGE = 0xFFFF0000;
+constexpr uint32_t ATTRIBUTE_DEALLOCATE = 1U << 2;
+/// Some drives free the blocks before they answer.
+constexpr uint32_t COMMAND_TIMEOUT_MS = 10 * 60 * 1000;
+
+/// Identify Controller of the NVM command set, since NVMe 2.0; 0 stands for no limit.
+constexpr uint32_t VERSION_2_0 = 0x00020000;
+constexpr uint8_t CNS_COMMAND_SET_CONTROLLER = 0x06;
+constexpr size_t OFFSET_DMRL = 3;
+constexpr size_t OFFSET_DMRSL = 4;
+constexpr size_t OFFSET_DMSL = 8;
+
+constexpr RefusalRow REFUSALS[] = {
+    {0x0, 0x01, statuses::trimNotSupported},     {0x0, 0x0B, statuses::invalidNamespaceId},
+    {0x0, 0x1D, statuses::sanitizeInProgress},   {0x0, 0x20, statuses::commandBlockedByWriteProtection},
+    {0x0, 0x80, statuses::lbaOutOfRange},        {0x1, 0x82, statuses::commandBlockedByWriteProtection},
+    {0x2, 0x86, statuses::lbaRangeAccessDenied},
+};
+
+template <typename Number>
+Number orUnlimited(Number limit, Number most) {
+    return limit == 0 ? most : std::min(limit, most);
+}
+
+Status findNamespace(nvme::Drive& drive, uint32_t& nsid) {
+    const auto named = namedNamespace(drive);
+    if (named) {
+        nsid = *named;
+        return Status();
+    }
+    std::vector<transport::HostNamespace> all;
+    const Status status = readHostNamespaces(drive, all);
+    if (!status.is(0, 0)) return status;
+    if (all.empty())
+        return withDetails(statuses::invalidNamespaceId(), "Drive " + drive.name() + " has no namespace attached.");
+    if (all.size() > 1) return withDetails(statuses::moreThanOneNamespace(), "Select the one by its path.");
+    nsid = all.front().nsid;
+    return status;
+}
+
+Status checkGate(nvme::Drive& drive, uint32_t nsid) {
+    Reach reach;
+    reach.nsid = nsid;
+    reach.partitionsCount = false;
+    return checkDestruction(drive, reach);
+}
+
+Status sendRanges(nvme::Drive& drive, uint32_t nsid, uint32_t number, const uint8_t* ranges) {
+    nvme::NvmeCommand command(nvme::Queue::IO, nvme::OPC_DATASET_MANAGEMENT, "Dataset Management");
+    command.nsid = nsid;
+    command.cdw10 = number - 1;
+    command.cdw11 = ATTRIBUTE_DEALLOCATE;
+    command.dataLength = number * RANGE_BYTES;
+    command.timeoutMs = COMMAND_TIMEOUT_MS;
+    const Payload data(ranges, command.dataLength);
+    if (data.getSize() == 0) return Status(CATEGORY_OS, ENOMEM, "System error.");
+    const Status gate = checkGate(drive, nsid);
+    if (!gate.is(0, 0)) return gate;
+    nvme::Answer answer;
+    return toldBy(REFUSALS, statuses::nvmeCommandProblem, drive.send(command, answer, data), drive);
+}
+
+}  // namespace
+
+TrimJob::TrimJob() : FeatureJob(ostrel::interfaces::ostreli::JOB_TRIM, "Trim") {}
+
+std::unique_ptr<ostrel::interfaces::ostreli::Job> TrimJob::clone() const {
+    auto copy = std::make_unique<TrimJob>();
+    copy->copyFrom(*this);
+    return copy;
+}
+
+Status TrimJob::checkRequest(const Arguments& arguments) {
+    OSTREL_TRACE();
+    Status status = checkOneDrive(getDevices().size());
+    const struct {
+        Attribute (*attribute)();
+        uint64_t least;
+        uint64_t TrimJob::*field;
+    } NUMBERS[] = {{attributes::feature::startLBA, 0, &TrimJob::startLba_},
+                   {attributes::feature::count, 1, &TrimJob::count_}};
+    for (const auto& row : NUMBERS) {
+        if (!status.is(0, 0)) return status;
+        const std::string name = row.attribute().getName();
+        std::optional<uint64_t> number;
+        status = arguments.number(name, std::numeric_limits<uint64_t>::max(), number);
+        if (status.is(0, 0) && (!number || *number < row.least)) {
+            status = withDetails(statuses::invalidProperty(),
+                                 name + " must be a number from " + std::to_string(row.least) + " on.");
+        }
+        this->*row.field = number.value_or(0);
+    }
+    return status;
+}
+
+Status TrimJob::actOnDrive(nvme::Drive& drive, const Arguments&, DriveOutput& out) {
+    OSTREL_TRACE();
+    uint32_t nsid = 0;
+    uint32_t blockBytes = 0;
+    Limits limits{};
+    Status status = findNamespace(drive, nsid);
+    if (status.is(0, 0)) status = checkGate(drive, nsid);
+    if (status.is(0, 0)) status = readLimits(drive, limits);
+    if (status.is(0, 0)) status = checkBounds(drive, nsid, blockBytes);
+    if (status.is(0, 0)) status = deallocate(drive, nsid, limits);
+    if (!status.is(0, 0)) return status;
+    out.addStatus(title(), Status(0, 0,
+                                  std::to_string(count_) + " blocks of " + std::to_string(blockBytes) +
+                                      " bytes from block " + std::to_string(startLba_) +
+                                      " on were deallocated in "
+                                      "namespace " +
+                                      std::to_string(nsid) + "."));
+    return status;
+}
+
+Status TrimJob::readLimits(nvme::Drive& drive, Limits& limits) const {
+    OSTREL_TRACE();
+    limits = {MOST_RANGES, MOST_BLOCKS_OF_A_RANGE, std::numeric_limits<uint64_t>::max()};
+    const uint8_t* identify = nullptr;
+    Status status = drive.identifyController(identify);
+    if (!status.is(0, 0)) return status;
+    const nvme::ControllerCapabilities controller(identify);
+    if (!controller.supportsDatasetManagement()) return statuses::trimNotSupported();
+    if (controller.version < VERSION_2_0) return status;
+    Payload data;
+    status = drive.identify(CNS_COMMAND_SET_CONTROLLER, 0, 0, data);
+    if (isRefusal(status)) return Status();  // no limits
+    if (!status.is(0, 0)) return status;
+    const uint8_t* const at = data.getData();
+    limits.rangesPerCommand = orUnlimited<uint32_t>(at[OFFSET_DMRL], limits.rangesPerCommand);
+    limits.blocksPerRange = orUnlimited(nvme::le32(at + OFFSET_DMRSL), limits.blocksPerRange);
+    limits.blocksPerCommand = orUnlimited(nvme::le64(at + OFFSET_DMSL), limits.blocksPerCommand);
+    return status;
+}
+
+Status TrimJob::checkBounds(nvme::Drive& drive, uint32_t nsid, uint32_t& blockBytes) const {
+    OSTREL_TRACE();
+    Payload data;
+    const Status status = drive.identify(nvme::CNS_NAMESPACE, nsid, 0, data);
+    if (!status.is(0, 0)) return toldBy(REFUSALS, statuses::nvmeCommandProblem, status, drive);
+    const nvme::NamespaceProperties space(data.getData());
+    const std::string size = "Namespace " + std::to_string(nsid) + " of drive " + drive.name() + " has " +
+                             std::to_string(space.sizeBlocks) + " blocks.";
+    if (startLba_ >= space.sizeBlocks) return withDetails(statuses::lbaOutOfRange(), size);
+    if (count_ > space.sizeBlocks - startLba_) return withDetails(statuses::countExceedsLbaRange(), size);
+    blockBytes = space.format().dataBytes();
+    return status;
+}
+
+Status TrimJob::deallocate(nvme::Drive& drive, uint32_t nsid, const Limits& limits) const {
+    OSTREL_TRACE();
+    for (uint64_t done = 0; done < count_;) {
+        uint8_t ranges[MOST_RANGES * RANGE_BYTES] = {};
+        const uint64_t end = done + std::min(count_ - done, limits.blocksPerCommand);
+        uint32_t number = 0;
+        uint64_t next = done;
+        for (; next < end && number < limits.rangesPerCommand; ++number) {
+            const auto blocks = static_cast<uint32_t>(std::min<uint64_t>(end - next, limits.blocksPerRange));
+            nvme::putLe32(ranges + number * RANGE_BYTES + 4, blocks);
+            nvme::putLe64(ranges + number * RANGE_BYTES + 8, startLba_ + next);
+            next += blocks;
+        }
+        const Status status = sendRanges(drive, nsid, number, ranges);
+        if (!status.is(0, 0) && done != 0) {
+            return withDetails(status, "The first " + std::to_string(done) + " blocks were deallocated before that.");
+        }
+        if (!status.is(0, 0)) return status;
+        done = next;
+    }
+    return Status();
+}
+
+}  // namespace features::jobs

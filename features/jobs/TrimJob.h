@@ -1,0 +1,41 @@
+#pragma once
+
+#include <cstdint>
+#include <vector>
+
+#include "features/jobs/FeatureJob.h"
+#include "features/nvme/ControllerCapabilities.h"
+#include "features/transport/HostCommand.h"
+
+namespace features::jobs {
+
+/// Deallocates "Count" blocks from "StartLBA" on of one namespace of one drive: Dataset Management, split as the
+/// controller wants it. On a drive with several namespaces the path must name the one (10/242).
+///
+/// Partitions that nobody uses do not stop it: the user has named the blocks.
+class TrimJob : public FeatureJob {
+public:
+    TrimJob();
+    std::unique_ptr<Job> clone() const override;
+
+protected:
+    ostrel::core::Status checkRequest(const Arguments& arguments) override;
+    ostrel::core::Status actOnDrive(nvme::Drive& drive, const Arguments& arguments, DriveOutput& out) override;
+
+private:
+    /// What the controller takes at most. Units: blocks.
+    struct Limits {
+        uint32_t rangesPerCommand;
+        uint32_t blocksPerRange;
+        uint64_t blocksPerCommand;
+    };
+
+    ostrel::core::Status readLimits(nvme::Drive& drive, Limits& limits) const;
+    ostrel::core::Status checkBounds(nvme::Drive& drive, uint32_t nsid, uint32_t& blockBytes) const;
+    ostrel::core::Status deallocate(nvme::Drive& drive, uint32_t nsid, const Limits& limits) const;
+
+    uint64_t startLba_ = 0;  ///< of the method that runs; likewise the next
+    uint64_t count_ = 0;
+};
+
+}  // namespace features::jobs
