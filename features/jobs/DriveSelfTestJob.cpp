@@ -103,6 +103,7 @@ unsigned newestTest(const Payload& log) {
 unsigned newestResult(const Payload& log) {
     return log.getData()[4] & 0x0FU;
 }
+constexpr size_t MOST_RESULTS = 20;
 constexpr unsigned RESULT_PASSED = 0;
 constexpr unsigned RESULT_NEVER_USED = 0xF;
 
@@ -136,6 +137,16 @@ AttributeList summary(const Payload& log, unsigned extendedMinutes) {
     return list;
 }
 
+/// The newest results, each under a heading of its own: parts of one object would be shown ever further to the right.
+void addResults(DriveOutput& out, const Payload& log, size_t most) {
+    nvme::FieldTree results = nvme::decodeSelfTest(log);
+    if (results.parts.size() > most) results.parts.resize(most);
+    for (nvme::FieldTree& result : results.parts) {
+        result.heading.insert(0, "Drive Self-Test ");
+        out.addTree(result);
+    }
+}
+
 /// Whether the log tells that the test of this code has passed.
 Status finalStatus(const nvme::Drive& drive, const TestRow& test, const Payload& log) {
     if (newestTest(log) == test.code && newestResult(log) == RESULT_PASSED) return Status();
@@ -167,9 +178,7 @@ Status DriveSelfTestJob::showDrive(nvme::Drive& drive, const Arguments&, DriveOu
     if (status.is(0, 0)) status = readLog(drive, nvme::LID_DEVICE_SELF_TEST, LOG_BYTES, log);
     if (!status.is(0, 0)) return status;
     out.addAttributes(title(), summary(log, extendedMinutes));
-    nvme::FieldTree results = nvme::decodeSelfTest(log);
-    if (out.requested() == nullptr && !results.parts.empty())
-        out.addTree({"Drive Self-Test Results", {}, std::move(results.parts)});
+    if (out.requested() == nullptr) addResults(out, log, MOST_RESULTS);
     return Status();
 }
 
@@ -190,8 +199,7 @@ Status DriveSelfTestJob::actOnDrive(nvme::Drive& drive, const Arguments& argumen
     status = await(drive, minutes != 0 ? minutes : UNKNOWN_MINUTES, log);
     if (!status.is(0, 0)) return status;
     // Not as a status: the tool puts a text of its own, of a test that goes on, in the place of each.
-    nvme::FieldTree results = nvme::decodeSelfTest(log);
-    if (!results.parts.empty()) out.addTree({"Drive Self-Test Result", std::move(results.parts.front().fields), {}});
+    addResults(out, log, 1);
     return finalStatus(drive, *request.test, log);
 }
 

@@ -126,7 +126,8 @@ Status checkCommit(nvme::Drive& drive, const CommitRequest& request, bool writte
     if (!status.is(0, 0)) return status;
     const nvme::ControllerCapabilities controller(identify);
     const std::string name = "Drive " + drive.name();
-    if (!controller.supportsFirmware()) return statuses::featureNotSupported();
+    if (!controller.supportsFirmware())
+        return withDetails(statuses::featureNotSupported(), name + " takes no firmware.");
     if (request.slot && *request.slot > controller.firmwareSlots()) {
         return withDetails(statuses::invalidFirmwareSlot(),
                            name + " has slots 1 to " + std::to_string(controller.firmwareSlots()) + ".");

@@ -54,7 +54,7 @@ std::string status(const std::string& category, const std::string& code, const s
 
 /// The result of a captive test.
 std::string result(const std::string& test, const std::string& outcome) {
-    return "<Object key=\"S1\" name=\"Drive Self-Test Result\">\n<Property name=\"Test\" value=\"" + test +
+    return "<Object key=\"S1\" name=\"Drive Self-Test Result 1\">\n<Property name=\"Test\" value=\"" + test +
            "\"/>\n<Property name=\"Result\" value=\"" + outcome + "\"/>\n" +
            R"xml(<Property description="Power On Hours (hours)" name="POH" value="700"/>
 <Property description="Namespace" name="NSID" value="not reported"/>
@@ -232,8 +232,7 @@ TEST_F(DriveSelfTestJobTest, ProgressAndOlderResults) {
 <Property category="attribute" displayName="Self Test Status" name="SelfTestStatus" size="31" type="string" value="extended self-test in progress"/>
 <Property category="attribute" description="minutes" displayName="Short Self Test Estimated Time" name="ShortSelfTestEstimatedTime" size="2" type="uint16" value="2"/>
 </Object>
-<Object key="S1" name="Drive Self-Test Results">
-<Object name="Result 1">
+<Object key="S1" name="Drive Self-Test Result 1">
 <Property name="Test" value="short"/>
 <Property name="Result" value="completed with one or more failed segments"/>
 <Property description="Power On Hours (hours)" name="POH" value="700"/>
@@ -244,7 +243,7 @@ TEST_F(DriveSelfTestJobTest, ProgressAndOlderResults) {
 <Property name="Vendor Specific" value="0x0000"/>
 <Property description="First segment that failed" name="Segment Number" value="3"/>
 </Object>
-<Object name="Result 2">
+<Object key="S1" name="Drive Self-Test Result 2">
 <Property name="Test" value="extended"/>
 <Property name="Result" value="completed without error"/>
 <Property description="Power On Hours (hours)" name="POH" value="10"/>
@@ -253,7 +252,6 @@ TEST_F(DriveSelfTestJobTest, ProgressAndOlderResults) {
 <Property description="Status Code Type" name="SCT" value="not reported"/>
 <Property description="Status Code" name="SC" value="not reported"/>
 <Property name="Vendor Specific" value="0x0000"/>
-</Object>
 </Object>
 )xml"));
 }
@@ -267,8 +265,7 @@ TEST_F(DriveSelfTestJobTest, AFinishedTestHasACode) {
 <Property category="attribute" displayName="Self Test Status Code" name="SelfTestStatusCode" size="1" type="uint8" value="5"/>
 <Property category="attribute" description="minutes" displayName="Short Self Test Estimated Time" name="ShortSelfTestEstimatedTime" size="2" type="uint16" value="2"/>
 </Object>
-<Object key="S1" name="Drive Self-Test Results">
-<Object name="Result 1">
+<Object key="S1" name="Drive Self-Test Result 1">
 <Property name="Test" value="short"/>
 <Property name="Result" value="a fatal error or an unknown test error occurred"/>
 <Property description="Power On Hours (hours)" name="POH" value="700"/>
@@ -277,7 +274,6 @@ TEST_F(DriveSelfTestJobTest, AFinishedTestHasACode) {
 <Property description="Status Code Type" name="SCT" value="not reported"/>
 <Property description="Status Code" name="SC" value="not reported"/>
 <Property name="Vendor Specific" value="0x0000"/>
-</Object>
 </Object>
 )xml"));
 }

@@ -55,7 +55,8 @@ TEST(FirmwareActivateJob, AtOnce) {
 TEST(FirmwareActivateJob, WhatTheDriveCannotDoIsNotSent) {
     FakeDrive drive;
     drive.expect(identify(0x01).answers(identifyController()));
-    EXPECT_EQ(activate(drive, "1", "2"), output(status(TITLE, "10", "34", "Feature is not supported.")));
+    EXPECT_EQ(activate(drive, "1", "2"),
+              output(status(TITLE, "10", "34", "Feature is not supported. Drive S1 (/dev/nvme0) takes no firmware.")));
     drive.expect(identify(0x01).answers(firmwareController(AT_ONCE)));
     EXPECT_EQ(
         activate(drive, "4", "3"),

@@ -185,7 +185,7 @@ TEST_F(FirmwareUpdateJobTest, WhatTheDriveCannotDoIsRefusedBeforeTheFirstByte) {
         const char* code;
         const char* message;
     } cases[] = {
-        {identifyController(), "", "", "34", "Feature is not supported."},
+        {identifyController(), "", "", "34", "Feature is not supported. Drive S1 (/dev/nvme0) takes no firmware."},
         {firmwareController(BY_RESET), "4", "1", "175",
          "Invalid firmware slot value. Drive S1 (/dev/nvme0) has slots 1 to 3."},
         {firmwareController(BY_RESET_SLOT_1_READ_ONLY), "1", "1", "175",
