@@ -47,9 +47,8 @@ Finding selfTest(const uint8_t* log) {
 Finding firmware(const uint8_t* log) {
     const unsigned next = log[0] >> 4 & 7;
     if (next == 0) return {"no activation is pending"};
-    constexpr std::size_t REVISION_BYTES = 8;
-    return {"revision " + nvme::shownText(log + next * REVISION_BYTES, REVISION_BYTES) + " in slot " +
-            std::to_string(next) + " waits for a controller level reset"};
+    return {"revision " + nvme::firmwareSlotRevision(log, next) + " in slot " + std::to_string(next) +
+            " waits for a controller level reset"};
 }
 
 struct ProcessRow {

@@ -5,12 +5,12 @@
 #include <string>
 
 #include "features/jobs/LogReading.h"
+#include "features/jobs/Namespaces.h"
 #include "features/jobs/StatusDetails.h"
 #include "features/nvme/ControllerCapabilities.h"
 #include "features/nvme/LogPages.h"
 #include "features/nvme/Opcodes.h"
 #include "ostrel/core/AttributeVocabulary.h"
-#include "ostrel/core/Device.h"
 #include "ostrel/core/ScopeTrace.h"
 #include "ostrel/core/StatusCatalogue.h"
 #include "ostrel/core/Strings.h"
@@ -74,14 +74,9 @@ Status checkSupport(nvme::Drive& drive, unsigned& extendedMinutes) {
     return controller.supportsSelfTest() ? Status() : statuses::selfTestNotSupported();
 }
 
-uint32_t testedNamespaces(nvme::Drive& drive) {
-    const Attribute named = drive.device().getAttribute(attributes::device::namespaceId());
-    return named.getSize() == 0 ? nvme::NSID_ALL : static_cast<uint32_t>(named.getNumber());
-}
-
 Status start(nvme::Drive& drive, const TestRow& test) {
     nvme::NvmeCommand command(nvme::Queue::ADMIN, nvme::OPC_DEVICE_SELF_TEST, "Device Self-test");
-    command.nsid = testedNamespaces(drive);
+    command.nsid = namedNamespace(drive).value_or(nvme::NSID_ALL);
     command.cdw10 = test.code;
     nvme::Answer answer;
     const Status status = drive.send(command, answer);

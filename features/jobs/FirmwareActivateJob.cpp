@@ -2,7 +2,7 @@
 
 #include "features/jobs/LogReading.h"
 #include "features/jobs/StatusDetails.h"
-#include "features/nvme/Bytes.h"
+#include "features/nvme/LogPages.h"
 #include "features/nvme/Opcodes.h"
 #include "ostrel/core/ScopeTrace.h"
 #include "ostrel/core/StatusCatalogue.h"
@@ -14,15 +14,13 @@ using namespace ostrel::core;
 
 namespace {
 
-/// The revisions in the Firmware Slot Information log; that of slot 1 stands at 8.
 constexpr uint32_t SLOT_LOG_BYTES = 512;
-constexpr size_t REVISION_BYTES = 8;
 
 Status checkFilled(nvme::Drive& drive, uint8_t slot) {
     Payload log;
     const Status status = readLog(drive, nvme::LID_FIRMWARE_SLOT, SLOT_LOG_BYTES, log);
     if (!status.is(0, 0)) return status;
-    if (!nvme::shownText(log.getData() + slot * REVISION_BYTES, REVISION_BYTES).empty()) return Status();
+    if (!nvme::firmwareSlotRevision(log.getData(), slot).empty()) return Status();
     return withDetails(statuses::invalidFirmwareSlot(),
                        "Slot " + std::to_string(slot) + " of drive " + drive.name() + " holds no firmware.");
 }

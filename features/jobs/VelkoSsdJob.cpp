@@ -8,6 +8,7 @@
 #include "features/jobs/VendorDialect.h"
 #include "features/nvme/Bytes.h"
 #include "features/nvme/FieldTree.h"
+#include "features/nvme/LogPages.h"
 #include "ostrel/core/AttributeVocabulary.h"
 #include "ostrel/core/Device.h"
 #include "ostrel/core/ScopeTrace.h"
@@ -151,7 +152,7 @@ Text stagedFirmware(DriveFacts& facts) {
     if (slots == nullptr) return std::nullopt;
     const unsigned next = slots[0] >> 4 & 7;
     if (next == 0) return "None";
-    return nvme::shownText(slots + next * 8, 8);
+    return nvme::firmwareSlotRevision(slots, next);
 }
 
 Text ocpSupported(DriveFacts& facts) {

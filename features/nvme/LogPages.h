@@ -71,6 +71,8 @@ bool isOcpSmart(const ostrel::core::Payload& data);
 /// Words of the codes in log 06h: what runs or ran, and how it ended.
 std::string selfTestOperationText(unsigned code);
 std::string selfTestResultText(unsigned code);
+/// The revision in a slot, 1 to 7, of the 512 bytes of log 03h; empty when there is none.
+std::string firmwareSlotRevision(const uint8_t* log, unsigned slot);
 /// Words of the sanitize status in log 81h, SSTAT bits 2:0.
 std::string sanitizeStatusText(unsigned code);
 

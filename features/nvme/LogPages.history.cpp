@@ -205,6 +205,11 @@ std::string selfTestResultText(unsigned code) {
     return wordText(SELF_TEST_RESULTS, code);
 }
 
+std::string firmwareSlotRevision(const uint8_t* log, unsigned slot) {
+    constexpr size_t REVISION_BYTES = 8;  // the slots follow on the first 8 bytes
+    return shownText(log + slot * REVISION_BYTES, REVISION_BYTES);
+}
+
 std::string sanitizeStatusText(unsigned code) {
     return wordText(SANITIZE_STATUSES, code);
 }
