@@ -11,6 +11,8 @@
 #include "features/nvme/Bytes.h"
 #include "features/nvme/Features.h"
 #include "features/nvme/Opcodes.h"
+#include "features/nvme/VelkoFeatures.h"
+#include "features/nvme/VelkoInterface.h"
 #include "ostrel/core/AttributeVocabulary.h"
 #include "ostrel/core/ScopeTrace.h"
 #include "ostrel/core/StatusCatalogue.h"
@@ -29,11 +31,11 @@ namespace {
 constexpr uint32_t MOST_DATA_BYTES = 4096;
 constexpr size_t BYTES_PER_LINE = 16;
 
-/// The maker's Maximum LBA and Quick Format.
-constexpr uint8_t DESTROYING_VELKO_FIDS[] = {0xC1, 0xE3};
+constexpr uint8_t DESTROYING_VELKO_FIDS[] = {nvme::FID_VELKO_MAXIMUM_LBA, nvme::FID_VELKO_QUICK_FORMAT};
 
 const FeatureRow* rowOf(uint8_t fid, Dialect dialect) {
-    return dialect == Dialect::OCP ? nvme::findOcpFeature(fid) : nvme::findFeature(fid);
+    if (dialect == Dialect::OCP) return nvme::findOcpFeature(fid);
+    return dialect == Dialect::VELKO ? nvme::findVelkoFeature(fid) : nvme::findFeature(fid);
 }
 
 std::string nameOf(uint8_t fid, const FeatureRow* row) {

@@ -1,12 +1,17 @@
 #include "features/jobs/BackgroundProcessingJob.h"
 
+#include <iterator>
 #include <string>
+#include <vector>
 
 #include "features/jobs/LogReading.h"
+#include "features/jobs/VendorDialect.h"
 #include "features/nvme/Bytes.h"
 #include "features/nvme/ControllerCapabilities.h"
 #include "features/nvme/LogPages.h"
 #include "features/nvme/Opcodes.h"
+#include "features/nvme/VelkoInterface.h"
+#include "features/nvme/VelkoLogPages.h"
 #include "ostrel/core/AttributeVocabulary.h"
 #include "ostrel/core/ScopeTrace.h"
 #include "ostrel/core/StatusCatalogue.h"
@@ -64,6 +69,24 @@ constexpr ProcessRow PROCESSES[] = {
     {"Firmware", nullptr, nvme::LID_FIRMWARE_SLOT, 512, firmware},
 };
 
+Finding forceFlush(const uint8_t* log) {
+    constexpr unsigned IN_PROGRESS = 1;
+    Finding finding{nvme::forceFlushStateText(log[0]), log[0] == IN_PROGRESS};
+    if (finding.isRunning) finding.text += ", " + std::to_string(log[1]) + " percent done";
+    return finding;
+}
+
+Finding maintenance(const uint8_t* log) {
+    const uint64_t atWork = nvme::le64(log);
+    return {nvme::backgroundActivityText(atWork), atWork != 0};
+}
+
+/// Of VELKO drives alone.
+constexpr ProcessRow VELKO_PROCESSES[] = {
+    {"Force Flush", nullptr, nvme::LID_VELKO_FORCE_FLUSH, nvme::VELKO_FORCE_FLUSH_BYTES, forceFlush},
+    {"Maintenance", nullptr, nvme::LID_VELKO_BACKGROUND, nvme::VELKO_BACKGROUND_BYTES, maintenance},
+};
+
 Status find(nvme::Drive& drive, const ControllerCapabilities& controller, const ProcessRow& row, Finding& finding) {
     if (row.isSupported != nullptr && !(controller.*row.isSupported)()) {
         finding.text = "not supported";
@@ -98,7 +121,9 @@ Status BackgroundProcessingJob::actOnDrive(nvme::Drive& drive, const Arguments&,
     const ControllerCapabilities controller(identify);
     nvme::FieldTree tree{title(), {}, {}};
     bool isRunning = false;
-    for (const ProcessRow& row : PROCESSES) {
+    std::vector<ProcessRow> rows(std::begin(PROCESSES), std::end(PROCESSES));
+    if (isVelkoDrive(drive)) rows.insert(rows.end(), std::begin(VELKO_PROCESSES), std::end(VELKO_PROCESSES));
+    for (const ProcessRow& row : rows) {
         Finding finding;
         status = find(drive, controller, row, finding);
         if (!status.is(0, 0)) return status;

@@ -85,13 +85,18 @@ Status FeatureJob::setProperty(const AttributeList& requested) {
     return status;
 }
 
-Arguments FeatureJob::propertyToSet() const {
+std::optional<Arguments> FeatureJob::sentProperties() const {
     OSTREL_TRACE();
     const auto& objects = getInput()->objects;
     const auto found = std::find_if(objects.begin(), objects.end(), [](const auto& object) {
         return object->getAttribute(xml::KEY_NAME) == xml::NAME_PROPERTIES;
     });
-    return Arguments(**found);
+    return found == objects.end() ? std::optional<Arguments>() : Arguments(**found);
+}
+
+Arguments FeatureJob::propertyToSet() const {
+    OSTREL_TRACE();
+    return *sentProperties();  // without one there would be nothing to be set
 }
 
 void FeatureJob::runOnDrives(xml::XmlObject& output, const AttributeList* requested, std::size_t atOnce,

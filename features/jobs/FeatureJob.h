@@ -1,6 +1,7 @@
 #pragma once
 
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -49,6 +50,8 @@ protected:
     const std::string& title() const { return title_; }
     /// The arguments of the input. Only while the job runs.
     Arguments arguments() const { return Arguments(*getInput()); }
+    /// The properties of the request, as they were sent; nothing when it has none. Only while the job runs.
+    std::optional<Arguments> sentProperties() const;
     /// The property that is to be set, as it was sent: an Attribute has lost what was wrong with its text. Only while
     /// setOnDrive() runs.
     Arguments propertyToSet() const;

@@ -2,6 +2,7 @@
 
 #include "features/jobs/CriticalWarnings.h"
 #include "features/jobs/LogReading.h"
+#include "features/jobs/VelkoSmart.h"
 #include "features/nvme/SmartAttributes.h"
 #include "ostrel/core/AttributeVocabulary.h"
 #include "ostrel/core/ScopeTrace.h"
@@ -10,6 +11,13 @@
 namespace features::jobs {
 
 using namespace ostrel::core;
+
+namespace {
+
+/// Behind these the maker's page counts work, not health.
+constexpr size_t VELKO_HEALTH_BYTES = 72;
+
+}  // namespace
 
 HealthMetricsJob::HealthMetricsJob() : FeatureJob(ostrel::interfaces::ostreli::JOB_HEALTH_METRICS, "Health Sensors") {}
 
@@ -33,6 +41,8 @@ Status HealthMetricsJob::showDrive(nvme::Drive& drive, const Arguments&, DriveOu
         status = readOcpSmartLog(drive, ocp);
         if (!status.is(0, 0)) return status;
         list.merge(nvme::ocpHealthMetrics(ocp));
+        status = addVelkoSmart(drive, VELKO_HEALTH_BYTES, list);
+        if (!status.is(0, 0)) return status;
     }
     out.addAttributes(title(), list);
     return Status();

@@ -5,7 +5,7 @@
 namespace features::jobs {
 
 /// The health sensors of a drive: its status in words, what its SMART / Health log tells, and what the OCP SMART log
-/// adds.
+/// and the maker's Extended SMART log add.
 class HealthMetricsJob : public FeatureJob {
 public:
     HealthMetricsJob();

@@ -1,7 +1,9 @@
 #include "features/jobs/LogReading.h"
 
+#include "features/jobs/StatusDetails.h"
 #include "features/nvme/LogPages.h"
 #include "features/nvme/Opcodes.h"
+#include "features/nvme/StatusCodes.h"
 #include "ostrel/core/ScopeTrace.h"
 
 namespace features::jobs {
@@ -24,6 +26,18 @@ Status readLog(nvme::Drive& drive, uint8_t lid, uint32_t bytes, Payload& data) {
 
 bool isRefusal(const Status& status) {
     return status.is(CATEGORY_CORE, 25);
+}
+
+bool isMissingLog(const nvme::Completion& completion) {
+    OSTREL_TRACE();
+    return completion.is(nvme::SCT_GENERIC, nvme::SC_INVALID_FIELD) ||
+           completion.is(nvme::SCT_COMMAND_SPECIFIC, nvme::SC_INVALID_LOG_PAGE);
+}
+
+Status missingLogAs(const Status& status, const nvme::Drive& drive, const Status& missing) {
+    OSTREL_TRACE();
+    if (!isRefusal(status) || !isMissingLog(drive.lastCompletion())) return status;
+    return withDetails(missing, status.getMessage());
 }
 
 Status readSmartLog(nvme::Drive& drive, Payload& data) {

@@ -15,6 +15,13 @@ ostrel::core::Status readLog(nvme::Drive& drive, uint8_t lid, uint32_t bytes, os
 /// Whether the drive itself said no. Anything else that is no success is the road's failure.
 bool isRefusal(const ostrel::core::Status& status);
 
+/// Whether the drive refused a log since it does not have it.
+bool isMissingLog(const nvme::Completion& completion);
+/// `missing`, followed by the drive's own words, when its last command was refused since it does not have the log.
+/// Other statuses stay as they are.
+ostrel::core::Status missingLogAs(const ostrel::core::Status& status, const nvme::Drive& drive,
+                                  const ostrel::core::Status& missing);
+
 /// The SMART / Health Information log, 512 bytes.
 ostrel::core::Status readSmartLog(nvme::Drive& drive, ostrel::core::Payload& data);
 

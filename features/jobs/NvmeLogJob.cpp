@@ -4,8 +4,10 @@
 #include "features/jobs/LogReading.h"
 #include "features/jobs/NvmeLogPage.h"
 #include "features/jobs/NvmeLogRequest.h"
+#include "features/jobs/VendorDialect.h"
 #include "features/nvme/LogPages.h"
 #include "features/nvme/Opcodes.h"
+#include "features/nvme/VelkoLogPages.h"
 #include "ostrel/core/File.h"
 #include "ostrel/core/ScopeTrace.h"
 #include "ostrel/core/StatusCatalogue.h"
@@ -30,6 +32,10 @@ Status isThere(DriveFacts& facts, const LogPageRow& row, bool& there) {
     return Status();
 }
 
+std::string lidText(uint8_t lid) {
+    return "LID " + nvme::hexText(lid, 2);
+}
+
 /// The drive's own list; `tree` stays empty on drives without one.
 Status askForList(DriveFacts& facts, FieldTree& tree) {
     const nvme::ControllerCapabilities* controller = facts.controller();
@@ -37,8 +43,26 @@ Status askForList(DriveFacts& facts, FieldTree& tree) {
     Payload data;
     Status status = readLog(facts.drive(), nvme::LID_SUPPORTED_LOGS, SUPPORTED_LOGS_BYTES, data);
     if (isRefusal(status)) return Status();
-    if (status.is(0, 0)) tree = nvme::decodeSupportedLogs(data);
+    if (!status.is(0, 0)) return status;
+    tree = nvme::decodeSupportedLogs(data);
+    for (nvme::Field& field : tree.fields) {
+        for (const LogPageRow* row = nvme::velkoLogPagesBegin(); row != nvme::velkoLogPagesEnd(); ++row) {
+            if (isVelkoDrive(facts.drive()) && field.name == lidText(row->lid)) field.value = row->name;
+        }
+    }
     return status;
+}
+
+/// A VELKO drive has all pages of the maker that fit its ports.
+Status addVelkoPages(DriveFacts& facts, FieldTree& tree) {
+    if (!isVelkoDrive(facts.drive())) return Status();
+    for (const LogPageRow* row = nvme::velkoLogPagesBegin(); row != nvme::velkoLogPagesEnd(); ++row) {
+        bool there = false;
+        const Status status = isThere(facts, *row, there);
+        if (!status.is(0, 0)) return status;
+        if (there) tree.add(lidText(row->lid), row->name);
+    }
+    return Status();
 }
 
 Status showList(DriveFacts& facts, DriveOutput& out) {
@@ -54,17 +78,19 @@ Status showList(DriveFacts& facts, DriveOutput& out) {
         bool there = false;
         status = isThere(facts, *row, there);
         if (!status.is(0, 0)) return status;
-        if (there && row->lid != nvme::LID_SUPPORTED_LOGS) tree.add("LID " + nvme::hexText(row->lid, 2), row->name);
+        if (there && row->lid != nvme::LID_SUPPORTED_LOGS) tree.add(lidText(row->lid), row->name);
     }
-    if (facts.ocpSmart() != nullptr) tree.add("LID " + nvme::hexText(nvme::LID_OCP_SMART, 2), OCP_SMART_NAME);
-    if (facts.failure().is(0, 0)) out.addTree(tree);
-    return facts.failure();
+    if (facts.ocpSmart() != nullptr) tree.add(lidText(nvme::LID_OCP_SMART), OCP_SMART_NAME);
+    if (!facts.failure().is(0, 0)) return facts.failure();
+    status = addVelkoPages(facts, tree);
+    if (status.is(0, 0)) out.addTree(tree);
+    return status;
 }
 
 Status showPage(DriveFacts& facts, const NvmeLogRequest& request, uint8_t lid, DriveOutput& out) {
     Payload data;
     Status status = readLogPage(facts, request, lid, LogExtent::DECODED, data);
-    if (status.is(0, 0)) out.addTree(showLogPage(lid, request.offset, data));
+    if (status.is(0, 0)) out.addTree(showLogPage(facts.drive(), lid, request.offset, data));
     return status;
 }
 
@@ -72,7 +98,7 @@ Status showPage(DriveFacts& facts, const NvmeLogRequest& request, uint8_t lid, D
 Status showPageOfAll(DriveFacts& facts, const NvmeLogRequest& request, uint8_t lid, DriveOutput& out) {
     Status status = showPage(facts, request, lid, out);
     if (!isRefusal(status)) return status;
-    FieldTree tree{logName(lid), {}, {}};
+    FieldTree tree{logName(facts.drive(), lid), {}, {}};
     tree.add("Not read", status.getMessage());
     out.addTree(tree);
     return Status();
@@ -87,14 +113,23 @@ Status showOcpPage(DriveFacts& facts, const NvmeLogRequest& request, DriveOutput
     return status;
 }
 
-Status showAll(DriveFacts& facts, const NvmeLogRequest& request, DriveOutput& out) {
-    for (const LogPageRow* row = nvme::logPagesBegin(); row != nvme::logPagesEnd(); ++row) {
+Status showRows(DriveFacts& facts, const NvmeLogRequest& request, const LogPageRow* row, const LogPageRow* end,
+                DriveOutput& out) {
+    for (; row != end; ++row) {
         bool there = false;
         Status status = isThere(facts, *row, there);
         if (status.is(0, 0) && there) status = showPageOfAll(facts, request, row->lid, out);
         if (!status.is(0, 0)) return status;
     }
-    return showOcpPage(facts, request, out);
+    return Status();
+}
+
+Status showAll(DriveFacts& facts, const NvmeLogRequest& request, DriveOutput& out) {
+    Status status = showRows(facts, request, nvme::logPagesBegin(), nvme::logPagesEnd(), out);
+    if (status.is(0, 0)) status = showOcpPage(facts, request, out);
+    if (status.is(0, 0) && isVelkoDrive(facts.drive()))
+        status = showRows(facts, request, nvme::velkoLogPagesBegin(), nvme::velkoLogPagesEnd(), out);
+    return status;
 }
 
 /// One page of one drive into a file.
@@ -107,7 +142,7 @@ Status writePage(nvme::Drive& drive, const NvmeLogRequest& request, DriveOutput&
     if (!status.is(0, 0)) return status;
     out.addStatus(title, Status(0, 0,
                                 "Wrote " + std::to_string(data.getSize()) + " bytes of log page " +
-                                    nvme::hexText(*request.lid, 2) + " (" + logName(*request.lid) + ") to " +
+                                    nvme::hexText(*request.lid, 2) + " (" + logName(drive, *request.lid) + ") to " +
                                     request.file + "."));
     return Status();
 }

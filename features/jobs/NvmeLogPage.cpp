@@ -3,9 +3,12 @@
 #include <algorithm>
 #include <iterator>
 
+#include "features/jobs/VendorDialect.h"
 #include "features/nvme/Bytes.h"
 #include "features/nvme/LogPages.h"
 #include "features/nvme/Opcodes.h"
+#include "features/nvme/VelkoInterface.h"
+#include "features/nvme/VelkoLogPages.h"
 #include "features/parsers/PersistentEventLog.h"
 #include "features/parsers/TelemetryHeader.h"
 #include "ostrel/core/ScopeTrace.h"
@@ -29,14 +32,20 @@ uint64_t persistentEventLength(const uint8_t* head) {
     return parsers::persistentEventLogBytes(head) / 4 * 4;
 }
 
+uint64_t velkoLogLength(const uint8_t* head) {
+    constexpr uint64_t LEAST = nvme::VELKO_LOG_HEADER_BYTES;
+    return std::clamp(nvme::velkoLogHeader(head).bytes, LEAST, nvme::VELKO_MOST_LOG_BYTES) / 4 * 4;
+}
+
 /// The pages of which the decoder shows the header alone, and how long they say that they are.
 constexpr struct {
     uint8_t lid;
     uint64_t (*wholeLength)(const uint8_t* head);
 } LONG_PAGES[] = {
-    {nvme::LID_TELEMETRY_HOST, telemetryLength},
-    {nvme::LID_TELEMETRY_CONTROLLER, telemetryLength},
-    {nvme::LID_PERSISTENT_EVENT, persistentEventLength},
+    {nvme::LID_TELEMETRY_HOST, telemetryLength},         {nvme::LID_TELEMETRY_CONTROLLER, telemetryLength},
+    {nvme::LID_PERSISTENT_EVENT, persistentEventLength}, {nvme::LID_VELKO_NLOG, velkoLogLength},
+    {nvme::LID_VELKO_BRIDGE_NLOG, velkoLogLength},       {nvme::LID_VELKO_EVENT_LOG, velkoLogLength},
+    {nvme::LID_VELKO_ASSERT_LOG, velkoLogLength},        {nvme::LID_VELKO_SYSTEM_SNAPSHOT, velkoLogLength},
 };
 
 /// The pages that are there once for each group or set: where Identify Namespace tells which is the namespace's.
@@ -79,7 +88,7 @@ Status controllerOf(DriveFacts& facts, const nvme::ControllerCapabilities*& cont
 
 /// The length of the page from its beginning. Where its head tells it, the head is read for that.
 Status pageLength(DriveFacts& facts, const nvme::LogPageRequest& page, LogExtent extent, uint64_t& length) {
-    const LogPageRow* row = nvme::findLogPage(page.lid);
+    const LogPageRow* row = findLogRow(facts.drive(), page.lid);
     length = row == nullptr ? UNKNOWN_PAGE_BYTES : row->lengthBytes;
     const auto* longPage = std::find_if(std::begin(LONG_PAGES), std::end(LONG_PAGES),
                                         [&](const auto& entry) { return entry.lid == page.lid; });
@@ -101,9 +110,9 @@ Status pageLength(DriveFacts& facts, const nvme::LogPageRequest& page, LogExtent
 }
 
 /// Sixteen bytes a line, under their offset in the page.
-nvme::FieldTree hexTree(uint8_t lid, uint64_t offset, const Payload& data) {
+nvme::FieldTree hexTree(const std::string& heading, uint64_t offset, const Payload& data) {
     constexpr size_t BYTES_PER_LINE = 16;
-    nvme::FieldTree tree{logName(lid), {}, {}};
+    nvme::FieldTree tree{heading, {}, {}};
     for (size_t at = 0; at < data.getSize(); at += BYTES_PER_LINE) {
         const size_t bytes = std::min(BYTES_PER_LINE, data.getSize() - at);
         tree.add("Offset " + nvme::hexText(offset + at, 8), bytesToHex(data.getData() + at, bytes));
@@ -113,22 +122,31 @@ nvme::FieldTree hexTree(uint8_t lid, uint64_t offset, const Payload& data) {
 
 }  // namespace
 
+const LogPageRow* findLogRow(const nvme::Drive& drive, uint8_t lid) {
+    OSTREL_TRACE();
+    const LogPageRow* row = nvme::findLogPage(lid);
+    return row == nullptr && isVelkoDrive(drive) ? nvme::findVelkoLogPage(lid) : row;
+}
+
 std::optional<uint8_t> findLogByName(const std::string& name) {
     OSTREL_TRACE();
     const LogPageRow* row = nvme::findLogPage(name);
+    if (row == nullptr) row = nvme::findVelkoLogPage(name);
     if (row != nullptr) return row->lid;
     if (nvme::comparableLogName(name) == nvme::comparableLogName(OCP_SMART_NAME)) return nvme::LID_OCP_SMART;
     return std::nullopt;
 }
 
-std::string logName(uint8_t lid) {
+std::string logName(const nvme::Drive& drive, uint8_t lid) {
     OSTREL_TRACE();
-    const LogPageRow* row = nvme::findLogPage(lid);
+    const LogPageRow* row = findLogRow(drive, lid);
     return row == nullptr ? "Log Page " + nvme::hexText(lid, 2) : row->name;
 }
 
 Status readLogPage(DriveFacts& facts, const NvmeLogRequest& request, uint8_t lid, LogExtent extent, Payload& data) {
     OSTREL_TRACE();
+    // Another maker's page may stand at the same identifier.
+    if (request.isVelko && !isVelkoDrive(facts.drive())) return statuses::driveDoesNotSupportFeature();
     nvme::LogPageRequest page;
     Status status = pageRequest(facts, request, lid, page);
     if (!status.is(0, 0)) return status;
@@ -148,11 +166,14 @@ Status readLogPage(DriveFacts& facts, const NvmeLogRequest& request, uint8_t lid
     return facts.drive().readLogPage(page, length, data);
 }
 
-nvme::FieldTree showLogPage(uint8_t lid, uint64_t offset, const Payload& data) {
+nvme::FieldTree showLogPage(const nvme::Drive& drive, uint8_t lid, uint64_t offset, const Payload& data) {
     OSTREL_TRACE();
     if (offset == 0 && lid == nvme::LID_OCP_SMART && nvme::isOcpSmart(data)) return nvme::decodeOcpSmart(data);
-    const LogPageRow* row = nvme::findLogPage(lid);
-    return offset == 0 && row != nullptr ? row->decode(data) : hexTree(lid, offset, data);
+    const LogPageRow* row = findLogRow(drive, lid);
+    if (offset != 0 || row == nullptr) return hexTree(logName(drive, lid), offset, data);
+    nvme::FieldTree tree = row->decode(data);
+    if (nvme::findVelkoLogPage(lid) == row) tree.heading = row->name;  // several logs have the same header
+    return tree;
 }
 
 }  // namespace features::jobs

@@ -7,6 +7,7 @@
 #include "features/jobs/DriveFacts.h"
 #include "features/jobs/NvmeLogRequest.h"
 #include "features/nvme/FieldTree.h"
+#include "features/nvme/LogPages.h"
 #include "ostrel/core/Payload.h"
 #include "ostrel/core/Status.h"
 
@@ -15,10 +16,12 @@ namespace features::jobs {
 /// How the one page is called that has no row of the standard. Only a drive whose page bears its GUID has it.
 inline constexpr const char* OCP_SMART_NAME = "OCP SMART / Health Information Extended";
 
+/// The row of a log page on this drive: the standard's, or the maker's on a VELKO drive. Null where there is none.
+const nvme::LogPageRow* findLogRow(const nvme::Drive& drive, uint8_t lid);
 /// The identifier of a log page's name. In names only letters and digits count, without their case.
 std::optional<uint8_t> findLogByName(const std::string& name);
 /// "SMART / Health Information", or "Log Page 0xC5" for what has no name.
-std::string logName(uint8_t lid);
+std::string logName(const nvme::Drive& drive, uint8_t lid);
 
 /// Which part of a page without an end of its own is read.
 enum class LogExtent : uint8_t {
@@ -27,11 +30,12 @@ enum class LogExtent : uint8_t {
 };
 
 /// Reads log page `lid` as `request` says. Without a number of dwords in the request the length is that of the page;
-/// what is not known of the standard gives 512 bytes. An offset behind the end is 10/36.
+/// what is not known gives 512 bytes. An offset behind the end is 10/36, a page of the maker by its name on another
+/// drive 10/3.
 ostrel::core::Status readLogPage(DriveFacts& facts, const NvmeLogRequest& request, uint8_t lid, LogExtent extent,
                                  ostrel::core::Payload& data);
 
 /// The page decoded. What has no decoder, or does not begin at the page's beginning, as hexadecimal lines.
-nvme::FieldTree showLogPage(uint8_t lid, uint64_t offset, const ostrel::core::Payload& data);
+nvme::FieldTree showLogPage(const nvme::Drive& drive, uint8_t lid, uint64_t offset, const ostrel::core::Payload& data);
 
 }  // namespace features::jobs

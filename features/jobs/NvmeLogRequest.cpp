@@ -1,6 +1,7 @@
 #include "features/jobs/NvmeLogRequest.h"
 
 #include "features/jobs/NvmeLogPage.h"
+#include "features/nvme/VelkoLogPages.h"
 #include "ostrel/core/AttributeVocabulary.h"
 #include "ostrel/core/ScopeTrace.h"
 #include "ostrel/core/StatusCatalogue.h"
@@ -23,7 +24,7 @@ Status outOfRange(const std::string& key, uint64_t value, const char* range) {
 }
 
 /// Identifier or name; an identifier of 0, or neither, stands for all pages.
-Status readPage(const Arguments& arguments, std::optional<uint8_t>& lid) {
+Status readPage(const Arguments& arguments, NvmeLogRequest& request) {
     std::optional<uint64_t> number;
     const Status status = arguments.number(keys::logId().getName(), UINT32_MAX, number);
     if (!status.is(0, 0)) return status;
@@ -31,11 +32,12 @@ Status readPage(const Arguments& arguments, std::optional<uint8_t>& lid) {
         return Status(CATEGORY_FEATURE, statuses::invalidLogId().getCode(),
                       statuses::invalidLogId().getMessage() + " It must be a number from 0 to 255.");
     }
-    if (number.value_or(0) != 0) lid = static_cast<uint8_t>(*number);
+    if (number.value_or(0) != 0) request.lid = static_cast<uint8_t>(*number);
     const std::string name = arguments.text(keys::logName().getName());
     if (number || name.empty()) return Status();
-    lid = findLogByName(name);
-    if (lid) return Status();
+    request.lid = findLogByName(name);
+    request.isVelko = nvme::findVelkoLogPage(name) != nullptr;
+    if (request.lid) return Status();
     return Status(CATEGORY_FEATURE, statuses::invalidLogName().getCode(),
                   statuses::invalidLogName().getMessage() + " There is no log page '" + name +
                       "'; 'list' shows those of a drive.");
@@ -106,7 +108,7 @@ Status NvmeLogRequest::read(const Arguments& arguments, NvmeLogRequest& request)
         const Status status = part(arguments, request);
         if (!status.is(0, 0)) return status;
     }
-    const Status status = readPage(arguments, request.lid);
+    const Status status = readPage(arguments, request);
     if (!status.is(0, 0)) return status;
     request.file = arguments.text(keys::file().getName());
     return checkFile(request);

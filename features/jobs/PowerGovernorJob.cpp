@@ -5,6 +5,8 @@
 #include "features/jobs/VendorDialect.h"
 #include "features/nvme/Bytes.h"
 #include "features/nvme/ControllerCapabilities.h"
+#include "features/nvme/VelkoFeatures.h"
+#include "features/nvme/VelkoInterface.h"
 #include "ostrel/core/AttributeVocabulary.h"
 #include "ostrel/core/ScopeTrace.h"
 #include "ostrel/core/StatusCatalogue.h"
@@ -18,7 +20,6 @@ namespace key = ostrel::core::attributes::feature;
 namespace {
 
 constexpr SettableProperty MODE = {key::powerGovernorMode, 0, 2, statuses::invalidPowerMode};
-constexpr uint8_t FID_VELKO_POWER_GOVERNOR = 0xC6;
 
 /// Power State Descriptors in Identify Controller.
 constexpr size_t DESCRIPTORS_OFFSET = 2048;
@@ -60,9 +61,11 @@ Status PowerGovernorJob::setOnDrive(nvme::Drive& drive, const Attribute& attribu
     if (status.is(0, 0)) status = readValue(propertyToSet(), MODE, mode);
     if (!status.is(0, 0)) return status;
     Dialect dialect = Dialect::NONE;
-    if (isVelkoDrive(drive)) status = dialectOfFeature(drive, FID_VELKO_POWER_GOVERNOR, dialect);
+    if (isVelkoDrive(drive)) status = dialectOfFeature(drive, nvme::FID_VELKO_POWER_GOVERNOR, dialect);
     if (!status.is(0, 0)) return status;
-    if (dialect == Dialect::VELKO) return statuses::featureNotYetSupported();
+    // The limits that stand beside the mode are the drive's to say: they are not written back.
+    if (dialect == Dialect::VELKO)
+        return changeField(drive, nvme::findVelkoFeatureField(key::powerGovernorMode().getName()), mode, 0);
     status = checkPowerState(drive, mode);
     if (!status.is(0, 0)) return status;
     return changeField(drive, nvme::findFeatureField(key::nvmePowerState().getName()), mode);

@@ -1,11 +1,13 @@
 #include "features/jobs/SmartJob.h"
 
-#include <cctype>
 #include <string>
 
+#include "features/jobs/FieldAttributes.h"
 #include "features/jobs/LogReading.h"
+#include "features/jobs/VelkoSmart.h"
 #include "features/nvme/LogPages.h"
 #include "features/nvme/SmartAttributes.h"
+#include "features/nvme/VelkoInterface.h"
 #include "ostrel/core/AttributeVocabulary.h"
 #include "ostrel/core/ScopeTrace.h"
 #include "ostrel/core/StatusCatalogue.h"
@@ -18,24 +20,10 @@ namespace keys = attributes::feature;
 
 namespace {
 
-/// "Physical Media Units Written (bytes)" as the attribute "PhysicalMediaUnitsWritten" with the unit "bytes": the
-/// vocabulary has no names for these fields.
-Attribute attributeOf(const nvme::Field& field) {
-    const std::size_t bracket = field.description.find(" (");
-    const std::string words = field.description.substr(0, bracket);
-    std::string name;
-    for (const char c : words) {
-        if (std::isalnum(static_cast<unsigned char>(c)) != 0) name += c;
-    }
-    Attribute attribute(name, words, typeString(), field.value);
-    if (bracket != std::string::npos)
-        attribute.setDescription(field.description.substr(bracket + 2, field.description.size() - bracket - 3));
-    return attribute;
-}
-
+/// The vocabulary has no names for these fields.
 void addOcpAttributes(const Payload& log, AttributeList& list) {
     for (const nvme::Field& field : nvme::decodeOcpSmart(log).fields) {
-        Attribute attribute = attributeOf(field);
+        Attribute attribute = attributeOf(field, nameOutOfWords(field));
         list[attribute.getName()] = std::move(attribute);
     }
 }
@@ -70,9 +58,11 @@ Status SmartJob::showDrive(nvme::Drive& drive, const Arguments& arguments, Drive
     const bool isComplete = id.empty() ? out.hasAllRequested(list) : findIgnoringCase(list, id) != list.end();
     if (!isComplete) {  // nothing is asked of the drive that the answer does not need
         Payload ocp;
-        const Status status = readOcpSmartLog(drive, ocp);
+        Status status = readOcpSmartLog(drive, ocp);
         if (!status.is(0, 0)) return status;
         addOcpAttributes(ocp, list);
+        status = addVelkoSmart(drive, nvme::VELKO_EXTENDED_SMART_BYTES, list);
+        if (!status.is(0, 0)) return status;
     }
     if (list.empty()) {
         return Status(

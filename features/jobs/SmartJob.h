@@ -4,10 +4,11 @@
 
 namespace features::jobs {
 
-/// The SMART attributes of a drive: the SMART / Health Information log, and the OCP SMART log on drives that have it.
+/// The SMART attributes of a drive: the SMART / Health Information log, and the OCP SMART log and the maker's Extended
+/// SMART log on drives that have them.
 ///
-/// Arguments: "ID" shows the one attribute of that name; "IncludeNVMeSmartHealthLog" with "false" leaves the OCP log
-/// alone, and is 10/3 on a drive without one.
+/// Arguments: "ID" shows the one attribute of that name; "IncludeNVMeSmartHealthLog" with "false" leaves the logs of
+/// OCP and maker alone, and is 10/3 on a drive without them.
 class SmartJob : public FeatureJob {
 public:
     SmartJob();

@@ -15,14 +15,9 @@ namespace {
 
 constexpr uint8_t FIRST_VENDOR_FID = 0xC0;
 
-/// Whether the drive refused a log since it does not have it.
-bool isMissingLog(const nvme::Completion& completion) {
-    return completion.is(0, 0x02) || completion.is(1, 0x09);  // Invalid Field in Command, Invalid Log Page
-}
-
 }  // namespace
 
-bool isVelkoDrive(nvme::Drive& drive) {
+bool isVelkoDrive(const nvme::Drive& drive) {
     OSTREL_TRACE();
     return drive.device().getAttribute(attributes::device::modelNumber()).getText().compare(0, 5, "VELKO") == 0;
 }
@@ -41,6 +36,14 @@ Status requireOcp(nvme::Drive& drive) {
     bool isOcp = false;
     Status status = askForOcp(drive, isOcp);
     return status.is(0, 0) && !isOcp ? statuses::ocpNotSupported() : status;
+}
+
+Status requireVelkoFeature(nvme::Drive& drive, uint8_t fid, const Status& missing) {
+    OSTREL_TRACE();
+    if (!isVelkoDrive(drive)) return missing;
+    Dialect dialect = Dialect::NONE;
+    const Status status = dialectOfFeature(drive, fid, dialect);
+    return status.is(0, 0) && dialect != Dialect::VELKO ? missing : status;
 }
 
 Status dialectOfFeature(nvme::Drive& drive, uint8_t fid, Dialect& dialect) {

@@ -20,7 +20,7 @@ constexpr bool isContestedFeature(uint8_t fid) {
 }
 
 /// Whether the drive has the maker's vendor interface. Nothing is asked of the drive.
-bool isVelkoDrive(nvme::Drive& drive);
+bool isVelkoDrive(const nvme::Drive& drive);
 
 /// Whether the drive's log C0h is OCP's. A drive that refuses the log for another reason than that it has none leaves
 /// the question open: its refusal is returned.
@@ -28,6 +28,9 @@ ostrel::core::Status askForOcp(nvme::Drive& drive, bool& isOcp);
 
 /// 10/254 on a drive without OCP's log C0h.
 ostrel::core::Status requireOcp(nvme::Drive& drive);
+
+/// `missing` unless the identifier is the maker's feature on this drive. A drive of another maker is asked nothing.
+ostrel::core::Status requireVelkoFeature(nvme::Drive& drive, uint8_t fid, const ostrel::core::Status& missing);
 
 /// Whose feature an identifier is on this drive. On a drive that has both dialects C0h to C7h are OCP's: the same
 /// number written in the maker's sense would do something else. Only for these the drive is asked.

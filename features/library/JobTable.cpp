@@ -7,9 +7,13 @@
 #include "features/jobs/EnduranceAnalyzerJob.h"
 #include "features/jobs/FirmwareActivateJob.h"
 #include "features/jobs/FirmwareUpdateJob.h"
+#include "features/jobs/ForceFlushJob.h"
 #include "features/jobs/FormatJob.h"
 #include "features/jobs/HealthMetricsJob.h"
 #include "features/jobs/IdentifyJob.h"
+#include "features/jobs/LatencyTrackingJob.h"
+#include "features/jobs/LedActivityJob.h"
+#include "features/jobs/MaxAddressJob.h"
 #include "features/jobs/NamespaceManagementJob.h"
 #include "features/jobs/NvmeFeaturesJob.h"
 #include "features/jobs/NvmeLogJob.h"
@@ -21,10 +25,12 @@
 #include "features/jobs/PersistentEventLogJob.h"
 #include "features/jobs/PersistentEventLogParseJob.h"
 #include "features/jobs/PowerGovernorJob.h"
+#include "features/jobs/SmBusAddressJob.h"
 #include "features/jobs/SmartJob.h"
 #include "features/jobs/TelemetryLogJob.h"
 #include "features/jobs/TimestampJob.h"
 #include "features/jobs/TrimJob.h"
+#include "features/jobs/VelkoLogJob.h"
 #include "features/jobs/VelkoSsdJob.h"
 #include "ostrel/core/ScopeTrace.h"
 #include "ostrel/core/StatusCatalogue.h"
@@ -47,6 +53,11 @@ std::unique_ptr<Job> makeOcpFeature() {
     return std::make_unique<jobs::OcpFeatureJob>(NAME);
 }
 
+template <const char* NAME>
+std::unique_ptr<Job> makeVelkoLog() {
+    return std::make_unique<jobs::VelkoLogJob>(NAME);
+}
+
 struct JobRow {
     std::string_view name;
     std::unique_ptr<Job> (*create)();
@@ -54,15 +65,23 @@ struct JobRow {
 
 // Every job of this library: adding one is adding a row.
 constexpr JobRow JOBS[] = {
+    {JOB_ASSERT_LOG, makeVelkoLog<JOB_ASSERT_LOG>},
     {JOB_BACKGROUND_PROCESSING, make<jobs::BackgroundProcessingJob>},
+    {JOB_BRIDGE_NLOG, makeVelkoLog<JOB_BRIDGE_NLOG>},
     {JOB_DRIVE_SELF_TEST, make<jobs::DriveSelfTestJob>},
     {JOB_ENDURANCE_ANALYZER, make<jobs::EnduranceAnalyzerJob>},
+    {JOB_EVENT_LOG, makeVelkoLog<JOB_EVENT_LOG>},
     {JOB_FIRMWARE_ACTIVATE, make<jobs::FirmwareActivateJob>},
     {JOB_FIRMWARE_UPDATE, make<jobs::FirmwareUpdateJob>},
+    {JOB_FORCE_FLUSH, make<jobs::ForceFlushJob>},
     {JOB_FORMAT, make<jobs::FormatJob>},
     {JOB_HEALTH_METRICS, make<jobs::HealthMetricsJob>},
     {JOB_IDENTIFY, make<jobs::IdentifyJob>},
+    {JOB_LATENCY_TRACKING, make<jobs::LatencyTrackingJob>},
+    {JOB_LED_ACTIVITY, make<jobs::LedActivityJob>},
+    {JOB_MAX_ADDRESS, make<jobs::MaxAddressJob>},
     {JOB_NAMESPACE_MANAGEMENT, make<jobs::NamespaceManagementJob>},
+    {JOB_NLOG, makeVelkoLog<JOB_NLOG>},
     {JOB_NVME_FEATURES, make<jobs::NvmeFeaturesJob>},
     {JOB_NVME_LOG, make<jobs::NvmeLogJob>},
     {JOB_NVME_RESET, make<jobs::NvmeResetJob>},
@@ -77,6 +96,8 @@ constexpr JobRow JOBS[] = {
     {JOB_PERSISTENT_EVENT_LOG_PARSE, make<jobs::PersistentEventLogParseJob>},
     {JOB_POWER_GOVERNOR, make<jobs::PowerGovernorJob>},
     {JOB_SMART, make<jobs::SmartJob>},
+    {JOB_SMBUS_ADDRESS, make<jobs::SmBusAddressJob>},
+    {JOB_SYSTEM_SNAPSHOT, makeVelkoLog<JOB_SYSTEM_SNAPSHOT>},
     {JOB_TELEMETRY_LOG, make<jobs::TelemetryLogJob>},
     {JOB_TIMESTAMP, make<jobs::TimestampJob>},
     {JOB_TRIM, make<jobs::TrimJob>},

@@ -59,6 +59,7 @@ public:
     explicit Drive(ostrel::core::Device& device) : device_(device) {}
 
     ostrel::core::Device& device() { return device_; }
+    const ostrel::core::Device& device() const { return device_; }
     std::string serialNumber() const;
     /// "S123 (/dev/nvme0)": how a message names the drive.
     std::string name() const;

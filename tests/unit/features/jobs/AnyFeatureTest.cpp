@@ -9,6 +9,7 @@
 #include "ostrel/interfaces/ostreli/interface/JobNames.h"
 #include "tests/support/TemporaryFolder.h"
 #include "tests/unit/features/jobs/JobRun.h"
+#include "tests/unit/features/jobs/Models.h"
 #include "tests/unit/features/jobs/OcpLog.h"
 
 namespace features::jobs {
@@ -55,12 +56,6 @@ DriveBytes ableController() {
 void nameNamespace(FakeDrive& drive, uint32_t nsid) {
     Attribute attribute = attributes::device::namespaceId();
     attribute.setValue(nsid);
-    drive.device()->setAttribute(attribute);
-}
-
-void nameModel(FakeDrive& drive, const std::string& model) {
-    Attribute attribute = attributes::device::modelNumber();
-    attribute.setValue(model);
     drive.device()->setAttribute(attribute);
 }
 
@@ -391,7 +386,56 @@ TEST(AnyFeature, LooksAtTheUseOfADriveBeforeAMakersFeatureDestroysItsData) {
     unused.expect(hostUses({unusedNamespace(1)}))
         .expect(hostUses({unusedNamespace(1)}))
         .expect(setFeature(0xE3, 1).completes());
-    EXPECT_EQ(set({{"FeatureId", "0xE3"}, {"DWORD11", "1"}}, unused), status("0", "0", "Feature 0xE3 is set."));
+    EXPECT_EQ(set({{"FeatureId", "0xE3"}, {"DWORD11", "1"}}, unused),
+              status("0", "0", "Feature 0xE3 (Quick Format) is set."));
+}
+
+TEST(AnyFeature, ShowsAndWritesTheMakersFeaturesOnTheMakersDriveAlone) {
+    FakeDrive led;
+    velko(led).expect(getFeature(0xC9).completes(0x01328842));
+    EXPECT_EQ(get({{"FeatureId", "0xC9"}}, led), R"x(0/0
+<Object category="Output">
+<Object key="S1" name="LED Activity">
+<Property description="Feature Identifier" name="FID" value="0xC9"/>
+<Property description="Select" name="SEL" value="current"/>
+<Property name="Dword 0" value="0x01328842"/>
+<Property description="I/O On Multiplier" name="IoOnMultiplier" value="2"/>
+<Property description="I/O Off Multiplier" name="IoOffMultiplier" value="4"/>
+<Property description="Format On Multiplier" name="FormatOnMultiplier" value="8"/>
+<Property description="Format Off Multiplier" name="FormatOffMultiplier" value="8"/>
+<Property description="Duration Base (milliseconds)" name="DurationBase" value="50"/>
+<Property description="Idle State" name="IdleState" value="on"/>
+</Object>
+</Object>)x");
+    FakeDrive native;
+    velko(native)
+        .expect(ocpLog().refuses(0x4109))
+        .expect(getFeature(0xC2, 0, 0, 16).answers(DriveBytes(16).le64(0, 0x07FFFFFF)));
+    EXPECT_EQ(get({{"FeatureId", "0xC2"}}, native), R"x(0/0
+<Object category="Output">
+<Object key="S1" name="Native Maximum LBA">
+<Property description="Feature Identifier" name="FID" value="0xC2"/>
+<Property description="Select" name="SEL" value="current"/>
+<Property name="Dword 0" value="0x00000000"/>
+<Property description="Native Maximum LBA" name="NativeMaxLBA" value="134217727"/>
+<Object name="Data">
+<Property name="Offset 0x000" value="FF FF FF 07 00 00 00 00 00 00 00 00 00 00 00 00"/>
+</Object>
+</Object>
+</Object>)x");
+    FakeDrive withoutData;
+    velko(withoutData).expect(ocpLog().refuses(0x4109)).expect(hostUses({unusedNamespace(1)}));
+    EXPECT_EQ(set({{"FeatureId", "0xC1"}, {"DWORD11", "5"}}, withoutData),
+              status("0", "75",
+                     "Invalid transfer size specified. Feature 0xC1 (Maximum LBA) takes 16 bytes of data, but no "
+                     "InputFile was given."));
+    FakeDrive throttle;
+    velko(throttle).expect(setFeature(0xD9, 1).completes());
+    EXPECT_EQ(set({{"FeatureId", "0xD9"}, {"DWORD11", "1"}}, throttle),
+              status("0", "0", "Feature 0xD9 (Thermal Throttle Disable) is set."));
+    FakeDrive other;  // another maker's C9h is not known
+    other.expect(setFeature(0xC9, 1).completes());
+    EXPECT_EQ(set({{"FeatureId", "0xC9"}, {"DWORD11", "1"}}, other), status("0", "0", "Feature 0xC9 is set."));
 }
 
 TEST(AnyFeature, WritesC1AsOcpsOnADriveWithBothDialects) {

@@ -4,6 +4,7 @@
 #include "ostrel/interfaces/ostreli/interface/JobNames.h"
 #include "tests/unit/features/jobs/Commands.h"
 #include "tests/unit/features/jobs/JobRun.h"
+#include "tests/unit/features/jobs/Models.h"
 
 namespace features::jobs {
 namespace {
@@ -115,6 +116,39 @@ TEST(BackgroundProcessingJob, AFailingDriveDoesNotSpoilTheOthers) {
 <Property name="Message" value="Identify failed on drive S4 (/dev/nvme3): Internal Error (status code type 0x0, status code 0x06, opcode 0x06)."/>
 </Object>
 </Object>)");
+}
+
+std::string velkoAnswer(const std::string& flush, const std::string& maintenance, bool isRunning) {
+    return "0/0\n<Object category=\"Output\">\n<Object key=\"S1\" name=\"Background Processing\">\n"
+           "<Property name=\"Sanitize\" value=\"not supported\"/>\n"
+           "<Property name=\"Device Self-test\" value=\"not supported\"/>\n"
+           "<Property name=\"Firmware\" value=\"no activation is pending\"/>\n"
+           "<Property name=\"Force Flush\" value=\"" +
+           flush + "\"/>\n<Property name=\"Maintenance\" value=\"" + maintenance +
+           "\"/>\n<Property name=\"BackgroundProcessing\" value=\"Background process is " + (isRunning ? "" : "not ") +
+           "running.\"/>\n</Object>\n</Object>";
+}
+
+TEST(BackgroundProcessingJob, TheMakersDriveTellsOfItsOwnWork) {
+    const struct {
+        DriveBytes flush;
+        DriveBytes background;
+        std::string answer;
+    } cases[] = {
+        {DriveBytes(64), DriveBytes(64).byte(8, 0x04), velkoAnswer("never run", "none", false)},
+        {DriveBytes(64).put(0, {1, 25}), DriveBytes(64), velkoAnswer("in progress, 25 percent done", "none", true)},
+        {DriveBytes(64).put(0, {2, 100}), DriveBytes(64).byte(0, 0x05),
+         velkoAnswer("completed", "garbage collection and media scan", true)},
+    };
+    for (const auto& c : cases) {
+        FakeDrive drive;
+        velko(drive)
+            .expect(identify(0x01).answers(identifyController()))
+            .expect(lookAtLog(0x03, 512).answers(DriveBytes(512).byte(0, 1)))
+            .expect(lookAtLog(0xD8, 64).answers(c.flush))
+            .expect(lookAtLog(0xD9, 64).answers(c.background));
+        EXPECT_EQ(show(drive), c.answer);
+    }
 }
 
 }  // namespace

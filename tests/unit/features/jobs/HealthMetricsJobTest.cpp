@@ -5,6 +5,7 @@
 #include "ostrel/interfaces/ostreli/interface/JobNames.h"
 #include "tests/unit/features/jobs/Commands.h"
 #include "tests/unit/features/jobs/JobRun.h"
+#include "tests/unit/features/jobs/Models.h"
 
 namespace features::jobs {
 namespace {
@@ -107,6 +108,30 @@ TEST(HealthMetricsJob, AFailingDriveDoesNotSpoilTheOthers) {
 <Property name="Category" value="0"/>
 <Property name="Code" value="25"/>
 <Property name="Message" value="Get Log Page failed on drive S3 (/dev/nvme2): Invalid Field in Command (status code type 0x0, status code 0x02, opcode 0x02)."/>
+</Object>
+</Object>)");
+}
+
+TEST(HealthMetricsJob, AddsTheSensorsOfTheMakersDrive) {
+    FakeDrive drive;
+    velko(drive)
+        .expect(lookAtLog(0x02, 512).answers(smartLog()))
+        .expect(lookAtLog(0xC0, 512).refuses(NO_SUCH_LOG))
+        .expect(lookAtLog(0xD0, 512).answers(DriveBytes(512).le64(8, 12).le16(60, 346).le64(72, 5)));
+    HealthMetricsJob job;
+    EXPECT_EQ(JobRun(job, JOBTYPE_GET_PROPERTIES)
+                  .asking("ProgramFailCount")
+                  .asking("HighestLifetimeTemperature")
+                  .asking("LowestLifetimeTemperature")
+                  .asking("NandBytesWritten")
+                  .on({&drive}),
+              R"(0/0
+<Object category="Output">
+<Object category="attributeList" key="Health Sensors S1">
+<Property category="attribute" description="Celsius" displayName="Highest Lifetime Temperature" name="HighestLifetimeTemperature" size="3" type="string" value="73"/>
+<Property category="attribute" displayName="Lowest Lifetime Temperature" name="LowestLifetimeTemperature" size="13" type="string" value="not reported"/>
+<Property category="attribute" displayName="" name="NandBytesWritten" size="19" type="string" value="Property not found"/>
+<Property category="attribute" displayName="Program Fail Count" name="ProgramFailCount" size="3" type="string" value="12"/>
 </Object>
 </Object>)");
 }

@@ -9,6 +9,7 @@
 #include "tests/support/TemporaryFolder.h"
 #include "tests/unit/features/jobs/Commands.h"
 #include "tests/unit/features/jobs/JobRun.h"
+#include "tests/unit/features/jobs/Models.h"
 
 namespace features::jobs {
 namespace {
@@ -386,6 +387,14 @@ TEST_F(NvmeLogFile, HoldsTheWholeOfALogWhoseHeaderTellsItsLength) {
     EXPECT_EQ(readWholeFile(file_), asText(events));
 }
 
+TEST_F(NvmeLogFile, HoldsTheWholeOfAMakersBinaryLog) {
+    const DriveBytes header = DriveBytes(64).text(0, "NLOG", 4).byte(8, 76);
+    const DriveBytes whole = DriveBytes(76).text(0, "NLOG", 4).byte(8, 76).text(64, "abcd", 4);
+    velko(drive_).expect(lookAtLog(0xD3, 64).answers(header)).expect(lookAtLog(0xD3, 76).answers(whole));
+    EXPECT_EQ(dump("211"), statusAnswer("0", "0", "Wrote 76 bytes of log page 0xD3 (VELKO Nlog) to " + file_ + "."));
+    EXPECT_EQ(readWholeFile(file_), asText(whole));
+}
+
 TEST_F(NvmeLogFile, ARefusalIsTheStatusOfTheRequestAndLeavesTheOldFile) {
     writeWholeFile(file_, "old");
     drive_.expect(lookAtLog(0x03, 512).refuses(NO_SUCH_LOG)).expect(lookAtLog(0x03, 512).breaks(gone()));
@@ -409,6 +418,78 @@ TEST_F(NvmeLogFile, IsForOneDriveAlone) {
               "10/6 Multiple devices selected.");
     EXPECT_EQ(JobRun(job_, JOBTYPE_METHOD).with("LogId", "3").with("file", file_).on({}), "10/5 No device selected.");
     EXPECT_FALSE(std::filesystem::exists(file_));
+}
+
+TEST(NvmeLogJob, TheListHasTheMakersPagesOnTheMakersDrive) {
+    FakeDrive bits;
+    velko(bits)
+        .expect(identify(0x01).answers(identifyController().byte(76, 0x01)))  // two ports
+        .expect(lookAtLog(0xC0, 512).refuses(NO_SUCH_LOG));
+    NvmeLogJob job;
+    EXPECT_EQ(JobRun(job, JOBTYPE_METHOD).with("List", "True").on({&bits}), R"(0/0
+<Object category="Output">
+<Object key="S1" name="Supported Log Pages">
+<Property name="LID 0x01" value="Error Information"/>
+<Property name="LID 0x02" value="SMART / Health Information"/>
+<Property name="LID 0x03" value="Firmware Slot Information"/>
+<Property name="LID 0xD0" value="VELKO Extended SMART"/>
+<Property name="LID 0xD1" value="VELKO Read Latency Statistics"/>
+<Property name="LID 0xD2" value="VELKO Write Latency Statistics"/>
+<Property name="LID 0xD3" value="VELKO Nlog"/>
+<Property name="LID 0xD4" value="VELKO Bridge Nlog"/>
+<Property name="LID 0xD5" value="VELKO Event Log"/>
+<Property name="LID 0xD6" value="VELKO Assert Log"/>
+<Property name="LID 0xD7" value="VELKO System Snapshot"/>
+<Property name="LID 0xD8" value="VELKO Force Flush Status"/>
+<Property name="LID 0xD9" value="VELKO Background Activity"/>
+</Object>
+</Object>)");
+    FakeDrive list, other("S2", "/dev/nvme1");
+    const DriveBytes supported = DriveBytes(1024).byte(8, 1).byte(0xC5 * 4, 1).byte(0xD3 * 4, 1);
+    for (FakeDrive* drive : {&velko(list), &other}) {
+        drive->expect(identify(0x01).answers(identifyController().byte(261, 0x24)))
+            .expect(lookAtLog(0x00, 1024).answers(supported));
+    }
+    EXPECT_EQ(JobRun(job, JOBTYPE_METHOD).with("List", "True").on({&list, &other}), R"(0/0
+<Object category="Output">
+<Object key="S1" name="Supported Log Pages">
+<Property name="LID 0x02" value="SMART / Health Information"/>
+<Property name="LID 0xC5" value="Vendor Specific"/>
+<Property name="LID 0xD3" value="VELKO Nlog"/>
+</Object>
+<Object key="S2" name="Supported Log Pages">
+<Property name="LID 0x02" value="SMART / Health Information"/>
+<Property name="LID 0xC5" value="Vendor Specific"/>
+<Property name="LID 0xD3" value="Vendor Specific"/>
+</Object>
+</Object>)");
+}
+
+TEST(NvmeLogJob, TheMakersPagesAreDecodedOnTheMakersDriveAlone) {
+    const DriveBytes header = DriveBytes(64).text(0, "EVNT", 4).put(4, {1, 0, 0x40, 0, 68}).byte(20, 32).byte(60, 9);
+    FakeDrive byName, byNumber;
+    velko(byName).expect(lookAtLog(0xD5, 64).answers(header));
+    velko(byNumber).expect(lookAtLog(0xD5, 64).answers(header));
+    const std::string shown = R"x(0/0
+<Object category="Output">
+<Object key="S1" name="VELKO Event Log">
+<Property name="Signature" value="EVNT"/>
+<Property name="Version" value="1"/>
+<Property description="Length of the log (bytes)" name="Length" value="68"/>
+<Property description="Number of entries" name="Entries" value="0"/>
+<Property description="Length of an entry (bytes)" name="Entry Length" value="32"/>
+<Property name="Time" value="not set"/>
+<Property name="Serial Number" value="not reported"/>
+<Property name="Firmware" value="not reported"/>
+<Property name="Generation" value="9"/>
+</Object>
+</Object>)x";
+    NvmeLogJob job;
+    EXPECT_EQ(JobRun(job, JOBTYPE_METHOD).with("LogName", "velko event log").on({&byName}), shown);
+    EXPECT_EQ(JobRun(job, JOBTYPE_METHOD).with("LogId", "213").on({&byNumber}), shown);
+    FakeDrive other;  // D5h of another maker is something else
+    EXPECT_EQ(JobRun(job, JOBTYPE_METHOD).with("LogName", "VELKO Event Log").on({&other}),
+              statusAnswer("10", "3", "The selected drive does not support this feature."));
 }
 
 }  // namespace

@@ -4,6 +4,7 @@
 
 #include "features/jobs/PowerGovernorJob.h"
 #include "ostrel/core/AttributeVocabulary.h"
+#include "tests/unit/features/jobs/Models.h"
 #include "tests/unit/features/jobs/OcpLog.h"
 #include "tests/unit/features/jobs/SetRun.h"
 
@@ -21,13 +22,6 @@ std::string set(const std::string& text, FakeDrive& drive) {
 /// Power states 0 to 2, of which the drive works in 0 and 1.
 DriveBytes threeStates() {
     return identifyController().byte(263, 2).byte(2048 + 2 * 32 + 3, 0x02);
-}
-
-FakeDrive& velko(FakeDrive& drive) {
-    Attribute attribute = attributes::device::modelNumber();
-    attribute.setValue(std::string("VELKO X1"));
-    drive.device()->setAttribute(attribute);
-    return drive;
 }
 
 TEST(PowerGovernorJob, SetsThePowerStateAndKeepsTheRest) {
@@ -70,10 +64,18 @@ TEST(PowerGovernorJob, RefusesAModeThatTheDriveDoesNotHave) {
               "10/36 Invalid property specified. PowerGovernorBurstPower cannot be set.");
 }
 
-TEST(PowerGovernorJob, DoesNotTouchTheMakersDriveInTheWayOfOthers) {
-    FakeDrive maker;
-    velko(maker).expect(ocpLog().refuses(0x4109));
-    EXPECT_EQ(set("1", maker), "10/271 Feature not yet supported.");
+TEST(PowerGovernorJob, SetsTheMakersFeatureOnTheMakersDrive) {
+    FakeDrive maker;  // the limits beside the mode are not written back
+    velko(maker)
+        .expect(ocpLog().refuses(0x4109))
+        .expect(getFeature(0xC6).completes(0x00120E01))
+        .expect(setFeature(0xC6, 0x00000002).completes());
+    EXPECT_EQ(set("2", maker), "0/0");
+    FakeDrive old;
+    velko(old).expect(ocpLog().refuses(0x4109)).expect(getFeature(0xC6).refuses(0x4002));
+    EXPECT_EQ(set("0", old),
+              "10/3 The selected drive does not support this feature. Get Features failed on drive S1 (/dev/nvme0): "
+              "Invalid Field in Command (status code type 0x0, status code 0x02, opcode 0x0A).");
     FakeDrive both;  // C6h is OCP's there: what is left is the standard's feature
     velko(both)
         .expect(ocpLog().answers(ocpSmart()))

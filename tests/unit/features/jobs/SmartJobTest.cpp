@@ -5,6 +5,7 @@
 #include "tests/support/Golden.h"
 #include "tests/unit/features/jobs/Commands.h"
 #include "tests/unit/features/jobs/JobRun.h"
+#include "tests/unit/features/jobs/Models.h"
 
 namespace features::jobs {
 namespace {
@@ -175,6 +176,56 @@ TEST(SmartJob, RefusesAnIncludeThatIsNoBooleanBeforeAnyDriveIsTouched) {
 <Property name="Message" value="Invalid value given for IncludeNVMeSmartHealthLog: &apos;maybe&apos;. It must be true or false."/>
 </Object>
 </Object>)");
+}
+
+/// The maker's page: some numbers, and what it does not report.
+DriveBytes velkoLog() {
+    return DriveBytes(512)
+        .le16(0, 1)
+        .le64(8, 12)           // program fails
+        .le32(40, 0xFFFFFFFF)  // erase cycles
+        .byte(56, 1)           // throttle status
+        .le16(60, 346)         // highest temperature
+        .le64(80, 1);          // NAND bytes written: 2^64
+}
+
+TEST(SmartJob, AddsTheMakersLogOnTheMakersDrive) {
+    FakeDrive drive, refusing;
+    velko(drive).expect(lookAtLog(0xC0, 512).refuses(NO_SUCH_LOG)).expect(lookAtLog(0xD0, 512).answers(velkoLog()));
+    SmartJob job;
+    expectGolden(std::string(GOLDENS) + "smart_velko.xml",
+                 JobRun(job, JOBTYPE_GET_PROPERTIES).with("IncludeNVMeSmartHealthLog", "false").on({&drive}));
+    velko(refusing)
+        .expect(lookAtLog(0x02, 512).answers(smartLog()))
+        .expect(lookAtLog(0xC0, 512).refuses(NO_SUCH_LOG))
+        .expect(lookAtLog(0xD0, 512).refuses(NO_SUCH_LOG));
+    expectGolden(std::string(GOLDENS) + "smart.xml", JobRun(job, JOBTYPE_GET_PROPERTIES).on({&refusing}));
+}
+
+TEST(SmartJob, ADriveWithBothDialectsHasBothLogs) {
+    FakeDrive drive;
+    velko(drive).expect(lookAtLog(0xC0, 512).answers(ocpLog())).expect(lookAtLog(0xD0, 512).answers(velkoLog()));
+    SmartJob job;
+    EXPECT_EQ(JobRun(job, JOBTYPE_GET_PROPERTIES)
+                  .with("IncludeNVMeSmartHealthLog", "false")
+                  .asking("PCIeCorrectableErrorCount")
+                  .asking("ProgramFailCount")
+                  .on({&drive}),
+              R"(0/0
+<Object category="Output">
+<Object category="attributeList" key="SMART Attributes S1">
+<Property category="attribute" displayName="PCIe Correctable Error Count" name="PCIeCorrectableErrorCount" size="3" type="string" value="77"/>
+<Property category="attribute" displayName="Program Fail Count" name="ProgramFailCount" size="3" type="string" value="12"/>
+</Object>
+</Object>)");
+}
+
+TEST(SmartJob, ADriveThatGoesAwayAtTheMakersLogIsAFailure) {
+    FakeDrive drive;
+    velko(drive).expect(lookAtLog(0xC0, 512).refuses(NO_SUCH_LOG)).expect(lookAtLog(0xD0, 512).breaks(gone()));
+    SmartJob job;
+    EXPECT_EQ(JobRun(job, JOBTYPE_GET_PROPERTIES).with("IncludeNVMeSmartHealthLog", "false").on({&drive}),
+              statusOf("SMART Attributes", "1", "19", "The drive /dev/nvme0 is gone."));
 }
 
 }  // namespace

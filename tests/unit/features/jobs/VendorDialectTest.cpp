@@ -5,6 +5,7 @@
 #include "features/jobs/VendorDialect.h"
 #include "ostrel/core/AttributeVocabulary.h"
 #include "tests/support/fakedrive/FakeDrive.h"
+#include "tests/unit/features/jobs/Models.h"
 #include "tests/unit/features/jobs/OcpLog.h"
 
 namespace features::jobs {
@@ -12,12 +13,6 @@ namespace {
 
 using namespace fakedrive;
 using namespace ostrel::core;
-
-void nameModel(FakeDrive& drive, const std::string& model) {
-    Attribute attribute = attributes::device::modelNumber();
-    attribute.setValue(model);
-    drive.device()->setAttribute(attribute);
-}
 
 TEST(VendorDialect, TheMakersDrivesAreKnownByTheirModelNumber) {
     for (const char* model : {"VELKO", "VELKO SSD X1 (simulated)"}) {

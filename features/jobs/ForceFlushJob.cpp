@@ -1,0 +1,81 @@
+#include "features/jobs/ForceFlushJob.h"
+
+#include <optional>
+
+#include "features/jobs/FeatureAccess.h"
+#include "features/jobs/LogReading.h"
+#include "features/jobs/Refusals.h"
+#include "features/jobs/StatusDetails.h"
+#include "features/jobs/VendorDialect.h"
+#include "features/nvme/NvmeCommand.h"
+#include "features/nvme/StatusCodes.h"
+#include "features/nvme/VelkoInterface.h"
+#include "features/nvme/VelkoLogPages.h"
+#include "ostrel/core/AttributeVocabulary.h"
+#include "ostrel/core/ScopeTrace.h"
+#include "ostrel/core/StatusCatalogue.h"
+#include "ostrel/interfaces/ostreli/interface/JobNames.h"
+
+namespace features::jobs {
+
+using namespace ostrel::core;
+namespace key = ostrel::core::attributes::feature;
+
+namespace {
+
+constexpr RefusalRow REFUSALS[] = {
+    {nvme::SCT_COMMAND_SPECIFIC, nvme::SC_VELKO_FLUSH_IN_PROGRESS, statuses::backgroundProcessRunning},
+    {nvme::SCT_COMMAND_SPECIFIC, nvme::SC_VELKO_FLUSH_NOT_IN_PROGRESS, statuses::backgroundProcessNotRunning},
+    {nvme::SCT_GENERIC, nvme::SC_SANITIZE_IN_PROGRESS, statuses::sanitizeInProgress},
+    {nvme::SCT_GENERIC, nvme::SC_INVALID_OPCODE, statuses::driveDoesNotSupportFeature},
+};
+
+}  // namespace
+
+ForceFlushJob::ForceFlushJob() : FeatureJob(ostrel::interfaces::ostreli::JOB_FORCE_FLUSH, "Performance Booster") {}
+
+std::unique_ptr<ostrel::interfaces::ostreli::Job> ForceFlushJob::clone() const {
+    OSTREL_TRACE();
+    auto copy = std::make_unique<ForceFlushJob>();
+    copy->copyFrom(*this);
+    return copy;
+}
+
+Status ForceFlushJob::runMethod(const std::shared_ptr<xml::XmlObject>& output) {
+    OSTREL_TRACE();
+    const std::string start = key::startForceFlush().getName();
+    std::optional<bool> isStart;
+    Status status = checkOneDrive(getDevices().size());
+    if (status.is(0, 0)) status = arguments().boolean(start, isStart);
+    if (status.is(0, 0) && !isStart)
+        status = withDetails(statuses::noProperties(), start + " must be true to start, or false to stop.");
+    return status.is(0, 0) ? FeatureJob::runMethod(output) : status;
+}
+
+Status ForceFlushJob::showDrive(nvme::Drive& drive, const Arguments&, DriveOutput& out) {
+    OSTREL_TRACE();
+    const Status missing = statuses::driveDoesNotSupportFeature();
+    if (!isVelkoDrive(drive)) return missing;
+    Payload page;
+    const Status status =
+        missingLogAs(readLog(drive, nvme::LID_VELKO_FORCE_FLUSH, nvme::VELKO_FORCE_FLUSH_BYTES, page), drive, missing);
+    if (status.is(0, 0)) out.addTree(nvme::decodeVelkoForceFlush(page));
+    return status;
+}
+
+Status ForceFlushJob::actOnDrive(nvme::Drive& drive, const Arguments& arguments, DriveOutput& out) {
+    OSTREL_TRACE();
+    if (!isVelkoDrive(drive)) return statuses::driveDoesNotSupportFeature();
+    const bool isStart = arguments.flag(key::startForceFlush().getName());
+    nvme::NvmeCommand command(nvme::Queue::ADMIN, nvme::OPC_VELKO_FORCE_FLUSH, "Force Flush");
+    command.cdw10 = isStart ? 1 : 0;
+    nvme::Answer answer;
+    const Status status = toldBy(REFUSALS, statuses::nvmeCommandProblem, drive.send(command, answer), drive);
+    if (status.is(0, 0))
+        out.addStatus(
+            title(),
+            Status(0, 0, isStart ? "The performance booster is started." : "The performance booster is stopped."));
+    return status;
+}
+
+}  // namespace features::jobs

@@ -1,0 +1,91 @@
+#include "features/jobs/LatencyTrackingJob.h"
+
+#include "features/jobs/FeatureAccess.h"
+#include "features/jobs/LogReading.h"
+#include "features/jobs/StatusDetails.h"
+#include "features/jobs/VendorDialect.h"
+#include "features/nvme/VelkoFeatures.h"
+#include "features/nvme/VelkoInterface.h"
+#include "features/nvme/VelkoLogPages.h"
+#include "ostrel/core/AttributeVocabulary.h"
+#include "ostrel/core/ScopeTrace.h"
+#include "ostrel/core/StatusCatalogue.h"
+#include "ostrel/interfaces/ostreli/interface/JobNames.h"
+
+namespace features::jobs {
+
+using namespace ostrel::core;
+namespace key = ostrel::core::attributes::feature;
+
+namespace {
+
+constexpr SettableProperty ENABLED = {key::latencyTrackingEnabled, 0, 1, statuses::invalidProperty};
+constexpr uint64_t MOST_TYPE = 3;
+
+}  // namespace
+
+LatencyTrackingJob::LatencyTrackingJob()
+    : FeatureJob(ostrel::interfaces::ostreli::JOB_LATENCY_TRACKING, "Latency Statistics") {}
+
+std::unique_ptr<ostrel::interfaces::ostreli::Job> LatencyTrackingJob::clone() const {
+    OSTREL_TRACE();
+    auto copy = std::make_unique<LatencyTrackingJob>();
+    copy->copyFrom(*this);
+    return copy;
+}
+
+AttributeList LatencyTrackingJob::getSupportedProperties() const {
+    OSTREL_TRACE();
+    return {{key::latencyTrackingEnabled().getName(), key::latencyTrackingEnabled()}};
+}
+
+Status LatencyTrackingJob::checkRequest(const Arguments& arguments) {
+    OSTREL_TRACE();
+    const std::string which = key::latencyStatisticsForReadCommands().getName();
+    std::optional<bool> reads;
+    Status status = arguments.boolean(which, reads);
+    if (status.is(0, 0) && !reads)
+        status = withDetails(statuses::noProperties(), which + " must be true for reads, or false for writes.");
+    // The type is sent among the properties, not beside them.
+    std::optional<uint64_t> type;
+    const auto properties = sentProperties();
+    if (status.is(0, 0) && properties)
+        status = properties->number(key::latencyTrackingType().getName(), MOST_TYPE, type);
+    if (!status.is(0, 0)) return status;
+    lid_ = *reads ? nvme::LID_VELKO_READ_LATENCY : nvme::LID_VELKO_WRITE_LATENCY;
+    type_ = static_cast<uint8_t>(type.value_or(0));
+    return status;
+}
+
+Status LatencyTrackingJob::actOnDrive(nvme::Drive& drive, const Arguments&, DriveOutput& out) {
+    OSTREL_TRACE();
+    const Status missing = statuses::driveDoesNotSupportFeature();
+    if (!isVelkoDrive(drive)) return missing;
+    nvme::LogPageRequest request;
+    request.lid = lid_;
+    request.lsp = type_;
+    request.retainEvent = true;
+    Payload page;
+    const Status status = missingLogAs(drive.readLogPage(request, nvme::VELKO_LATENCY_BYTES, page), drive, missing);
+    if (!status.is(0, 0)) return status;
+    if (!nvme::isVelkoLatencyTracked(page)) {
+        return withDetails(statuses::featureBlockedByConfiguration(),
+                           "Drive " + drive.name() + " does not track latencies: set " +
+                               key::latencyTrackingEnabled().getName() + " to true first.");
+    }
+    out.addTree(nvme::findVelkoLogPage(lid_)->decode(page));
+    return status;
+}
+
+Status LatencyTrackingJob::setOnDrive(nvme::Drive& drive, const Attribute& attribute) {
+    OSTREL_TRACE();
+    uint32_t enabled = 0;
+    Status status = checkSettable(attribute, key::latencyTrackingEnabled());
+    if (status.is(0, 0)) status = readValue(propertyToSet(), ENABLED, enabled);
+    if (status.is(0, 0))
+        status = requireVelkoFeature(drive, nvme::FID_VELKO_LATENCY_TRACKING, statuses::driveDoesNotSupportFeature());
+    if (!status.is(0, 0)) return status;
+    return changeField(drive, nvme::findVelkoFeatureField(attribute.getName()), enabled);
+}
+
+}  // namespace features::jobs

@@ -1,0 +1,117 @@
+#include "features/jobs/LedActivityJob.h"
+
+#include <algorithm>
+#include <iterator>
+
+#include "features/jobs/FeatureAccess.h"
+#include "features/jobs/StatusDetails.h"
+#include "features/jobs/VendorDialect.h"
+#include "features/nvme/Bytes.h"
+#include "features/nvme/FieldTable.h"
+#include "features/nvme/VelkoFeatures.h"
+#include "features/nvme/VelkoInterface.h"
+#include "ostrel/core/AttributeVocabulary.h"
+#include "ostrel/core/ScopeTrace.h"
+#include "ostrel/core/StatusCatalogue.h"
+#include "ostrel/core/Strings.h"
+#include "ostrel/interfaces/ostreli/interface/JobNames.h"
+
+namespace features::jobs {
+
+using namespace ostrel::core;
+namespace key = ostrel::core::attributes::feature;
+
+namespace {
+
+/// The tool sets the duration base under the name of its unit.
+constexpr const char* MILLISECONDS = "Milliseconds";
+constexpr uint32_t DURATION_BASES[] = {25, 50};
+
+constexpr SettableProperty MULTIPLIERS[] = {
+    {key::ioOnMultiplier, 0, 15, statuses::invalidProperty},
+    {key::ioOffMultiplier, 0, 15, statuses::invalidProperty},
+    {key::formatOnMultiplier, 0, 15, statuses::invalidProperty},
+    {key::formatOffMultiplier, 0, 15, statuses::invalidProperty},
+};
+
+Status readIdleState(const std::string& text, uint32_t& value) {
+    const std::string word = toLower(text);
+    if (word != "on" && word != "off")
+        return withDetails(statuses::invalidProperty(), "IdleState must be 'on' or 'off', not '" + text + "'.");
+    value = word == "on" ? 1 : 0;
+    return Status();
+}
+
+Status readDurationBase(const std::string& text, uint32_t& value) {
+    for (const uint32_t base : DURATION_BASES) {
+        if (text != std::to_string(base)) continue;
+        value = base;
+        return Status();
+    }
+    return withDetails(statuses::invalidProperty(),
+                       std::string(MILLISECONDS) + " must be 25 or 50, not '" + text + "'.");
+}
+
+/// Finds the field that a property stands for, and its value.
+Status readField(const std::string& name, const Arguments& sent, std::string& field, uint32_t& value) {
+    field = name == MILLISECONDS ? key::durationBase().getName() : name;
+    if (field == key::durationBase().getName()) return readDurationBase(sent.text(name), value);
+    if (field == key::idleState().getName()) return readIdleState(sent.text(name), value);
+    const auto* multiplier =
+        std::find_if(std::begin(MULTIPLIERS), std::end(MULTIPLIERS),
+                     [&](const SettableProperty& property) { return property.attribute().getName() == name; });
+    if (multiplier != std::end(MULTIPLIERS)) return readValue(sent, *multiplier, value);
+    return withDetails(statuses::invalidProperty(), name + " cannot be set.");
+}
+
+}  // namespace
+
+LedActivityJob::LedActivityJob() : FeatureJob(ostrel::interfaces::ostreli::JOB_LED_ACTIVITY, "LED Activity") {}
+
+std::unique_ptr<ostrel::interfaces::ostreli::Job> LedActivityJob::clone() const {
+    OSTREL_TRACE();
+    auto copy = std::make_unique<LedActivityJob>();
+    copy->copyFrom(*this);
+    return copy;
+}
+
+AttributeList LedActivityJob::getSupportedProperties() const {
+    OSTREL_TRACE();
+    AttributeList list;
+    for (const nvme::FieldRow& row : nvme::findVelkoFeature(nvme::FID_VELKO_LED_ACTIVITY)->dword0)
+        list[nvme::fieldName(row)] = row.key();
+    return list;
+}
+
+Status LedActivityJob::showDrive(nvme::Drive& drive, const Arguments&, DriveOutput& out) {
+    OSTREL_TRACE();
+    Status status = requireVelkoFeature(drive, nvme::FID_VELKO_LED_ACTIVITY, statuses::driveDoesNotSupportFeature());
+    if (!status.is(0, 0)) return status;
+    nvme::FeatureRequest request;
+    request.fid = nvme::FID_VELKO_LED_ACTIVITY;
+    nvme::Answer answer;
+    status = readFeature(drive, request, nvme::Select::CURRENT, statuses::driveDoesNotSupportFeature(), answer);
+    if (!status.is(0, 0)) return status;
+    AttributeList list = getSupportedProperties();
+    const nvme::FieldTree tree =
+        nvme::decodeFeature(*nvme::findVelkoFeature(request.fid), answer.completion.dword0, answer.data);
+    for (const nvme::Field& field : tree.fields) {
+        Attribute& attribute = list[field.name];
+        attribute = Attribute(field.name, attribute.getDisplayName(), typeString(), field.value);
+        if (field.name == key::durationBase().getName()) attribute.setDescription("milliseconds");
+    }
+    out.addAttributes(title(), list);
+    return status;
+}
+
+Status LedActivityJob::setOnDrive(nvme::Drive& drive, const Attribute& attribute) {
+    OSTREL_TRACE();
+    std::string field;
+    uint32_t value = 0;
+    Status status = readField(attribute.getName(), propertyToSet(), field, value);
+    if (status.is(0, 0))
+        status = requireVelkoFeature(drive, nvme::FID_VELKO_LED_ACTIVITY, statuses::driveDoesNotSupportFeature());
+    return status.is(0, 0) ? changeField(drive, nvme::findVelkoFeatureField(field), value) : status;
+}
+
+}  // namespace features::jobs

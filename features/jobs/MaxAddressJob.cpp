@@ -1,0 +1,206 @@
+#include "features/jobs/MaxAddressJob.h"
+
+#include <algorithm>
+#include <cctype>
+#include <string>
+
+#include "features/jobs/FeatureAccess.h"
+#include "features/jobs/Refusals.h"
+#include "features/jobs/SafetyGate.h"
+#include "features/jobs/StatusDetails.h"
+#include "features/jobs/VendorDialect.h"
+#include "features/nvme/Bytes.h"
+#include "features/nvme/ControllerCapabilities.h"
+#include "features/nvme/NamespaceProperties.h"
+#include "features/nvme/Opcodes.h"
+#include "features/nvme/StatusCodes.h"
+#include "features/nvme/VelkoFeatures.h"
+#include "features/nvme/VelkoInterface.h"
+#include "features/transport/HostCommand.h"
+#include "ostrel/core/AttributeVocabulary.h"
+#include "ostrel/core/CommandResult.h"
+#include "ostrel/core/ScopeTrace.h"
+#include "ostrel/core/StatusCatalogue.h"
+#include "ostrel/core/Strings.h"
+#include "ostrel/interfaces/ostreli/interface/JobNames.h"
+
+namespace features::jobs {
+
+using namespace ostrel::core;
+namespace key = ostrel::core::attributes::feature;
+
+namespace {
+
+constexpr uint64_t BYTES_PER_GIGABYTE = 1000000000;
+constexpr uint64_t ALL_PERCENT = 100;
+/// As the NVMe Base Specification has it: a command that does not fit the state the drive is in.
+constexpr uint8_t SC_COMMAND_SEQUENCE_ERROR = 0x0C;
+constexpr RefusalRow REFUSALS[] = {
+    {nvme::SCT_GENERIC, nvme::SC_INVALID_FIELD, statuses::maxAddressNotSupported},
+    {nvme::SCT_GENERIC, SC_COMMAND_SEQUENCE_ERROR, statuses::moreThanOneNamespace},
+};
+
+/// What the user wants, as it was said.
+struct Wanted {
+    enum class Unit { LBA, GIGABYTES, PERCENT, NATIVE } unit = Unit::LBA;
+    uint64_t number = 0;
+};
+
+Status readWanted(const std::string& text, Wanted& wanted) {
+    std::string digits = toLower(text);
+    const auto takeSuffix = [&](const std::string& suffix) {
+        if (digits.size() < suffix.size() || digits.compare(digits.size() - suffix.size(), suffix.size(), suffix) != 0)
+            return false;
+        digits.resize(digits.size() - suffix.size());
+        return true;
+    };
+    if (digits == "native") {
+        wanted.unit = Wanted::Unit::NATIVE;
+        return Status();
+    }
+    if (takeSuffix("gb"))
+        wanted.unit = Wanted::Unit::GIGABYTES;
+    else if (takeSuffix("%"))
+        wanted.unit = Wanted::Unit::PERCENT;
+    const std::string said = ", not '" + text + "'.";
+    if (!isInteger(digits)) {
+        return withDetails(statuses::invalidMaxAddressParameter(),
+                           "It must be a block's address, gigabytes like 200GB, 1% to 100%, or native" + said);
+    }
+    if (!readNumber(digits, Digits::DECIMAL, wanted.number) || wanted.number == 0)
+        return withDetails(statuses::invalidMaxAddressValue(), "It cannot be '" + text + "'.");
+    if (wanted.unit == Wanted::Unit::PERCENT && wanted.number > ALL_PERCENT)
+        return withDetails(statuses::invalidMaxAddressValue(), "It must be 1% to 100%" + said);
+    return Status();
+}
+
+/// The only namespace that is allocated. The feature does not say which one it means.
+Status findOnlyNamespace(nvme::Drive& drive, uint32_t& nsid) {
+    const uint8_t* identify = nullptr;
+    Status status = drive.identifyController(identify);
+    if (!status.is(0, 0)) return status;
+    const bool isManaged = nvme::ControllerCapabilities(identify).supportsNamespaceManagement();
+    Payload list;
+    status = drive.identify(isManaged ? nvme::CNS_ALLOCATED_NAMESPACES : nvme::CNS_ACTIVE_NAMESPACES, 0, 0, list);
+    if (!status.is(0, 0)) return status;
+    nsid = nvme::le32(list.getData());
+    if (nsid == 0)
+        return withDetails(statuses::featureBlockedByConfiguration(), "Drive " + drive.name() + " has no namespace.");
+    return nvme::le32(list.getData() + 4) == 0 ? Status() : statuses::moreThanOneNamespace();
+}
+
+Status readNative(nvme::Drive& drive, uint64_t& native) {
+    nvme::FeatureRequest request;
+    request.fid = nvme::FID_VELKO_NATIVE_MAXIMUM_LBA;
+    request.dataLength = nvme::VELKO_LBA_BYTES;
+    nvme::Answer answer;
+    const Status status =
+        toldBy(REFUSALS, statuses::nvmeCommandProblem, drive.getFeature(request, nvme::Select::CURRENT, answer), drive);
+    if (status.is(0, 0)) native = nvme::le64(answer.data.getData());
+    return status;
+}
+
+Status readBlockBytes(nvme::Drive& drive, uint32_t nsid, uint64_t& bytes) {
+    Payload identify;
+    const Status status = drive.identify(nvme::CNS_NAMESPACE, nsid, 0, identify);
+    if (!status.is(0, 0)) return status;
+    bytes = nvme::NamespaceProperties(identify.getData()).format().dataBytes();
+    return bytes == 0 ? statuses::invalidMaxAddressSectorSize() : status;
+}
+
+Status tooLarge(const nvme::Drive& drive, uint64_t native, Status (*text)()) {
+    return withDetails(text(),
+                       "The native maximum LBA of drive " + drive.name() + " is " + std::to_string(native) + ".");
+}
+
+Status lbaOfGigabytes(nvme::Drive& drive, uint64_t gigabytes, uint32_t nsid, uint64_t native, uint64_t& lba) {
+    uint64_t blockBytes = 0;
+    const Status status = readBlockBytes(drive, nsid, blockBytes);
+    if (!status.is(0, 0)) return status;
+    if (gigabytes > UINT64_MAX / BYTES_PER_GIGABYTE) return tooLarge(drive, native, statuses::lbaResizeTooLarge);
+    lba = gigabytes * BYTES_PER_GIGABYTE / blockBytes - 1;  // a gigabyte has more than one block of any size
+    return lba > native ? tooLarge(drive, native, statuses::lbaResizeTooLarge) : Status();
+}
+
+uint64_t lbaOfPercent(uint64_t percent, uint64_t native) {
+    if (percent == ALL_PERCENT) return native;
+    const uint64_t blocks = native + 1;  // in two steps: the product may not fit
+    return std::max<uint64_t>(blocks / ALL_PERCENT * percent + blocks % ALL_PERCENT * percent / ALL_PERCENT, 2) - 1;
+}
+
+Status findLba(nvme::Drive& drive, const Wanted& wanted, uint64_t& lba) {
+    uint32_t nsid = 0;
+    uint64_t native = 0;
+    Status status = findOnlyNamespace(drive, nsid);
+    if (status.is(0, 0)) status = readNative(drive, native);
+    if (!status.is(0, 0)) return status;
+    switch (wanted.unit) {
+        case Wanted::Unit::GIGABYTES:
+            return lbaOfGigabytes(drive, wanted.number, nsid, native, lba);
+        case Wanted::Unit::PERCENT:
+            lba = lbaOfPercent(wanted.number, native);
+            return status;
+        case Wanted::Unit::NATIVE:
+            lba = native;
+            return status;
+        case Wanted::Unit::LBA:
+            break;
+    }
+    lba = wanted.number;
+    return lba > native ? tooLarge(drive, native, statuses::invalidMaxAddressValue) : status;
+}
+
+Status writeLba(nvme::Drive& drive, uint64_t lba) {
+    uint8_t data[nvme::VELKO_LBA_BYTES] = {};
+    nvme::putLe64(data, lba);
+    nvme::FeatureRequest request;
+    request.fid = nvme::FID_VELKO_MAXIMUM_LBA;
+    nvme::Answer answer;
+    return toldBy(REFUSALS, statuses::nvmeCommandProblem,
+                  drive.setFeature(request, false, Payload(data, sizeof data), answer), drive);
+}
+
+/// The kernel does not know what the maker's feature did to the namespace.
+Status rescan(nvme::Drive& drive) {
+    CommandResult result;
+    drive.device().sendCommand(transport::HostCommand(transport::HostRequest::RESCAN), result);
+    return result.status;
+}
+
+}  // namespace
+
+MaxAddressJob::MaxAddressJob() : FeatureJob(ostrel::interfaces::ostreli::JOB_MAX_ADDRESS, "Maximum LBA") {}
+
+std::unique_ptr<ostrel::interfaces::ostreli::Job> MaxAddressJob::clone() const {
+    OSTREL_TRACE();
+    auto copy = std::make_unique<MaxAddressJob>();
+    copy->copyFrom(*this);
+    return copy;
+}
+
+AttributeList MaxAddressJob::getSupportedProperties() const {
+    OSTREL_TRACE();
+    return {{key::maximumLBA().getName(), key::maximumLBA()}};
+}
+
+Status MaxAddressJob::setOnDrive(nvme::Drive& drive, const Attribute& attribute) {
+    OSTREL_TRACE();
+    Wanted wanted;
+    uint64_t lba = 0;
+    Status status = checkSettable(attribute, key::maximumLBA());
+    if (status.is(0, 0)) status = readWanted(propertyToSet().text(attribute.getName()), wanted);
+    if (status.is(0, 0) && !isVelkoDrive(drive)) status = statuses::maxAddressNotSupported();
+    if (status.is(0, 0)) status = checkDestruction(drive, {});
+    if (status.is(0, 0))
+        status = requireVelkoFeature(drive, nvme::FID_VELKO_MAXIMUM_LBA, statuses::maxAddressNotSupported());
+    if (status.is(0, 0)) status = findLba(drive, wanted, lba);
+    if (status.is(0, 0)) status = checkDestruction(drive, {});  // again: much may have happened meanwhile
+    if (status.is(0, 0)) status = writeLba(drive, lba);
+    if (!status.is(0, 0)) return status;
+    const Status seen = rescan(drive);
+    return Status(0, 0,
+                  "The maximum LBA is " + std::to_string(lba) + "." +
+                      (seen.is(0, 0) ? "" : " The system has not seen it yet: " + seen.getMessage()));
+}
+
+}  // namespace features::jobs

@@ -1,0 +1,68 @@
+#include "features/jobs/SmBusAddressJob.h"
+
+#include <optional>
+#include <string>
+
+#include "features/jobs/FeatureAccess.h"
+#include "features/jobs/VendorDialect.h"
+#include "features/nvme/FieldTree.h"
+#include "features/nvme/VelkoFeatures.h"
+#include "features/nvme/VelkoInterface.h"
+#include "ostrel/core/AttributeVocabulary.h"
+#include "ostrel/core/ScopeTrace.h"
+#include "ostrel/core/StatusCatalogue.h"
+#include "ostrel/interfaces/ostreli/interface/JobNames.h"
+
+namespace features::jobs {
+
+using namespace ostrel::core;
+namespace key = ostrel::core::attributes::feature;
+
+namespace {
+
+constexpr uint32_t DISABLED = 255;
+constexpr SettableProperty ADDRESS = {key::smBusAddress, 1, DISABLED, statuses::invalidSmBusAddress};
+constexpr uint64_t MOST_SELECTOR = 2;
+constexpr unsigned SELECTOR_SHIFT = 8;
+
+}  // namespace
+
+SmBusAddressJob::SmBusAddressJob() : FeatureJob(ostrel::interfaces::ostreli::JOB_SMBUS_ADDRESS, "SMBus Address") {}
+
+std::unique_ptr<ostrel::interfaces::ostreli::Job> SmBusAddressJob::clone() const {
+    OSTREL_TRACE();
+    auto copy = std::make_unique<SmBusAddressJob>();
+    copy->copyFrom(*this);
+    return copy;
+}
+
+Status SmBusAddressJob::checkRequest(const Arguments& arguments) {
+    OSTREL_TRACE();
+    std::optional<uint64_t> selector;
+    Status status = checkOneDrive(getDevices().size());
+    if (status.is(0, 0)) status = readValue(arguments, ADDRESS, address_);
+    if (status.is(0, 0)) status = arguments.number(key::smBusSelector().getName(), MOST_SELECTOR, selector);
+    selector_ = static_cast<uint32_t>(selector.value_or(0));
+    return status;
+}
+
+Status SmBusAddressJob::actOnDrive(nvme::Drive& drive, const Arguments&, DriveOutput& out) {
+    OSTREL_TRACE();
+    const Status missing = statuses::driveDoesNotSupportFeature();
+    Status status = requireVelkoFeature(drive, nvme::FID_VELKO_SMBUS_ADDRESS, missing);
+    if (!status.is(0, 0)) return status;
+    nvme::FeatureRequest request;
+    request.fid = nvme::FID_VELKO_SMBUS_ADDRESS;
+    request.cdw11 = selector_ << SELECTOR_SHIFT | address_;
+    nvme::Answer answer;
+    status = explained(drive.setFeature(request, false, Payload(), answer), drive, missing);
+    if (!status.is(0, 0)) return status;
+    const nvme::FieldRow& row = nvme::findVelkoFeature(request.fid)->dword0.begin()[selector_];
+    out.addStatus(title(),
+                  Status(0, 0,
+                         std::string("The address of ") + row.description +
+                             (address_ == DISABLED ? " is disabled." : " is " + nvme::hexText(address_, 2) + ".")));
+    return status;
+}
+
+}  // namespace features::jobs

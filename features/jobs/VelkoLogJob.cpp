@@ -1,0 +1,104 @@
+#include "features/jobs/VelkoLogJob.h"
+
+#include <algorithm>
+#include <iterator>
+#include <stdexcept>
+
+#include "features/jobs/LogReading.h"
+#include "features/jobs/StatusDetails.h"
+#include "features/jobs/VendorDialect.h"
+#include "features/nvme/Bytes.h"
+#include "features/nvme/VelkoInterface.h"
+#include "features/nvme/VelkoLogPages.h"
+#include "ostrel/core/ScopeTrace.h"
+#include "ostrel/core/StatusCatalogue.h"
+#include "ostrel/interfaces/ostreli/interface/JobNames.h"
+
+namespace features::jobs {
+
+using namespace ostrel::core;
+using namespace ostrel::interfaces::ostreli;
+
+namespace {
+
+/// How often a log is read whose picture changes under the reader.
+constexpr unsigned MOST_READS = 3;
+
+bool isLength(uint64_t bytes) {
+    return bytes >= nvme::VELKO_LOG_HEADER_BYTES + nvme::VELKO_LOG_TRAILER_BYTES && bytes % 4 == 0 &&
+           bytes <= nvme::VELKO_MOST_LOG_BYTES;
+}
+
+}  // namespace
+
+struct VelkoLogJob::Row {
+    const char* job;
+    uint8_t lid;
+    const char* signature;
+    const char* logName;  ///< the beginning of the file's name
+    Status (*missing)();  ///< the drive does not have the log
+    Status (*damaged)();  ///< what the drive gave is not the log
+    Status (*failed)();   ///< the log changed again and again
+};
+// clang-format off
+const VelkoLogJob::Row VelkoLogJob::ROWS[] = {
+    {JOB_NLOG,            nvme::LID_VELKO_NLOG,            "NLOG", "nlog",           statuses::directNlogsNotSupported,    statuses::invalidNlogHeader,         statuses::nlogRetrievalFailed},
+    {JOB_BRIDGE_NLOG,     nvme::LID_VELKO_BRIDGE_NLOG,     "BLOG", "bridgenlog",     statuses::directNlogsNotSupported,    statuses::invalidNlogHeader,         statuses::nlogRetrievalFailed},
+    {JOB_EVENT_LOG,       nvme::LID_VELKO_EVENT_LOG,       "EVNT", "eventlog",       statuses::eventLogNotSupported,       statuses::invalidEventLog,           statuses::deviceDataRetrievalFailed},
+    {JOB_ASSERT_LOG,      nvme::LID_VELKO_ASSERT_LOG,      "ASRT", "assert",         statuses::driveDoesNotSupportFeature, statuses::invalidAssertLog,          statuses::deviceDataRetrievalFailed},
+    {JOB_SYSTEM_SNAPSHOT, nvme::LID_VELKO_SYSTEM_SNAPSHOT, "SNAP", "SystemSnapshot", statuses::driveDoesNotSupportFeature, statuses::deviceDataRetrievalFailed, statuses::deviceDataRetrievalFailed},
+};
+// clang-format on
+
+const VelkoLogJob::Row& VelkoLogJob::rowOf(const std::string& name) {
+    const auto* row = std::find_if(std::begin(ROWS), std::end(ROWS), [&](const Row& r) { return r.job == name; });
+    if (row == std::end(ROWS)) throw std::logic_error("no job of a vendor log: " + name);
+    return *row;
+}
+
+VelkoLogJob::VelkoLogJob(const std::string& name) : DumpJob(name, rowOf(name).logName), row_(rowOf(name)) {}
+
+std::unique_ptr<Job> VelkoLogJob::clone() const {
+    OSTREL_TRACE();
+    auto copy = std::make_unique<VelkoLogJob>(getName());
+    copy->copyFrom(*this);
+    return copy;
+}
+
+Status VelkoLogJob::dumpDrive(nvme::Drive& drive, const Arguments&, LogSink& log) {
+    OSTREL_TRACE();
+    if (!isVelkoDrive(drive)) return row_.missing();
+    for (unsigned i = 0; i < MOST_READS; ++i) {
+        bool isWhole = false;
+        const Status status = readOnce(drive, log, isWhole);
+        if (!status.is(0, 0) || isWhole) return status;
+    }
+    return withDetails(row_.failed(),
+                       "The log of drive " + drive.name() + " was read by somebody else at the same time.");
+}
+
+Status VelkoLogJob::readOnce(nvme::Drive& drive, LogSink& log, bool& isWhole) const {
+    OSTREL_TRACE();
+    Payload head;
+    Status status = missingLogAs(readLog(drive, row_.lid, nvme::VELKO_LOG_HEADER_BYTES, head), drive, row_.missing());
+    if (!status.is(0, 0)) return status;
+    const nvme::VelkoLogHeader header = nvme::velkoLogHeader(head.getData());
+    if (header.signature != row_.signature || !isLength(header.bytes))
+        return withDetails(row_.damaged(), "The log of drive " + drive.name() + " does not begin with its header.");
+    status = log.begin(header.bytes);
+    if (status.is(0, 0)) status = log.add(head.getData(), head.getSize());
+    if (!status.is(0, 0)) return status;
+    nvme::LogPageRequest rest;
+    rest.lid = row_.lid;
+    rest.retainEvent = true;
+    rest.offset = nvme::VELKO_LOG_HEADER_BYTES;
+    uint32_t generation = 0;
+    status = drive.readLogPieces(rest, header.bytes - rest.offset, [&](const Payload& piece, uint32_t bytes) {
+        generation = nvme::le32(piece.getData() + bytes - nvme::VELKO_LOG_TRAILER_BYTES);
+        return log.add(piece.getData(), bytes);
+    });
+    isWhole = generation == header.generation;
+    return status;
+}
+
+}  // namespace features::jobs

@@ -1,0 +1,29 @@
+#pragma once
+
+#include "features/jobs/DumpJob.h"
+
+namespace features::jobs {
+
+/// A binary log of a VELKO drive as bytes: nlog, bridge nlog, event log, assert log or system snapshot, by the name of
+/// the job. A log of which somebody else took another picture meanwhile is read again. Drives without it answer with
+/// the catalogue's status for that log.
+class VelkoLogJob : public DumpJob {
+public:
+    /// `name`: of a job that has a row; another throws.
+    explicit VelkoLogJob(const std::string& name);
+    std::unique_ptr<Job> clone() const override;
+
+protected:
+    ostrel::core::Status dumpDrive(nvme::Drive& drive, const Arguments& arguments, LogSink& log) override;
+
+private:
+    struct Row;
+    static const Row ROWS[];
+    static const Row& rowOf(const std::string& name);
+
+    ostrel::core::Status readOnce(nvme::Drive& drive, LogSink& log, bool& isWhole) const;
+
+    const Row& row_;
+};
+
+}  // namespace features::jobs

@@ -1,0 +1,26 @@
+#include "features/jobs/VelkoSmart.h"
+
+#include "features/jobs/FieldAttributes.h"
+#include "features/jobs/LogReading.h"
+#include "features/jobs/VendorDialect.h"
+#include "features/nvme/VelkoInterface.h"
+#include "features/nvme/VelkoLogPages.h"
+#include "ostrel/core/ScopeTrace.h"
+
+namespace features::jobs {
+
+using namespace ostrel::core;
+
+Status addVelkoSmart(nvme::Drive& drive, size_t bytes, AttributeList& list) {
+    OSTREL_TRACE();
+    if (!isVelkoDrive(drive)) return Status();
+    Payload page;
+    const Status status = readLog(drive, nvme::LID_VELKO_EXTENDED_SMART, nvme::VELKO_EXTENDED_SMART_BYTES, page);
+    if (isRefusal(status)) return Status();
+    if (!status.is(0, 0)) return status;
+    for (const nvme::Field& field : nvme::decodeVelkoExtendedSmart(Payload(page.getData(), bytes)).fields)
+        list.emplace(field.name, attributeOf(field, field.name));
+    return status;
+}
+
+}  // namespace features::jobs
