@@ -1,0 +1,345 @@
+#include "simdrive/Commands.h"
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <memory>
+#include <random>
+#include <set>
+
+#include "features/simulator/DriveFolder.h"
+#include "ostrel/core/File.h"
+#include "ostrel/core/FileDescriptor.h"
+#include "ostrel/core/Strings.h"
+#include "simdrive/FaultText.h"
+#include "simdrive/SizeText.h"
+
+namespace simdrive {
+
+using namespace features::simulator;
+using namespace ostrel::core;
+
+namespace {
+
+constexpr const char* DEFAULT_SIZE = "16GiB";
+constexpr uint64_t MOST_DRIVES = 10000;
+
+Status refused(int error, const std::string& message) {
+    return Status(CATEGORY_OS, static_cast<uint32_t>(error), message);
+}
+
+/// Serializes the invocations of this tool that make or change drives, so that names and serial numbers stay unique.
+Status lockStore(FileDescriptor& lock) {
+    if (::mkdir(SIMULATED_DRIVES, 0755) != 0 && errno != EEXIST) {
+        return refused(errno, std::string(SIMULATED_DRIVES) + ": " + std::strerror(errno) + ".");
+    }
+    lock = FileDescriptor(::open(SIMULATED_DRIVES, O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    if (!lock.isOpen()) return refused(errno, std::string(SIMULATED_DRIVES) + ": " + std::strerror(errno) + ".");
+    while (::flock(lock.get(), LOCK_EX) != 0) {
+        if (errno != EINTR) return refused(errno, std::string(SIMULATED_DRIVES) + ": " + std::strerror(errno) + ".");
+    }
+    return Status();
+}
+
+std::string modelText(ModelId model) {
+    return model == ModelId::VELKO ? "velko" : "ocp";
+}
+
+/// In the largest unit that leaves no fraction.
+std::string sizeText(uint64_t bytes) {
+    static constexpr const char* UNITS[] = {"", " KiB", " MiB", " GiB", " TiB"};
+    size_t power = 0;
+    while (power + 1 < std::size(UNITS) && bytes != 0 && bytes % 1024 == 0) {
+        bytes /= 1024;
+        ++power;
+    }
+    return std::to_string(bytes) + UNITS[power];
+}
+
+std::string randomSerial() {
+    static constexpr char DIGITS[] = "0123456789ABCDEFGHJKLMNPQRSTVWXYZ";
+    std::random_device random;
+    std::uniform_int_distribution<size_t> digit(0, std::strlen(DIGITS) - 1);
+    std::string serial = "SIM";
+    for (int i = 0; i < 9; ++i) serial += DIGITS[digit(random)];
+    return serial;
+}
+
+std::set<std::string> takenSerials(const DriveStore& store) {
+    std::set<std::string> taken;
+    for (const std::string& name : store.names()) {
+        DriveFolder::Identity identity;
+        // A damaged drive has no serial number that it could share.
+        if (DriveFolder::readIdentity(store.pathOf(name), identity).is(0, 0)) {
+            taken.insert(identity.description.serialNumber);
+        }
+    }
+    return taken;
+}
+
+/// NAME-1, NAME-2, ... past those that are taken, or NAME alone.
+std::vector<std::string> newNames(const DriveStore& store, const CommandLine& line, uint64_t count) {
+    if (count == 1 && !line.names.empty()) return {line.names[0]};
+    const std::string stem = line.names.empty() ? line.option("model", "velko") : line.names[0];
+    const std::vector<std::string> existing = store.names();
+    const std::set<std::string> taken(existing.begin(), existing.end());
+    std::vector<std::string> names;
+    for (uint64_t number = 1; names.size() < count; ++number) {
+        const std::string name = stem + "-" + std::to_string(number);
+        if (taken.count(name) == 0) names.push_back(name);
+    }
+    return names;
+}
+
+Status newSerial(const CommandLine& line, uint64_t count, uint64_t number, std::set<std::string>& taken,
+                 std::string& serial) {
+    if (line.has("serial")) {
+        serial = line.option("serial", "") + (count == 1 ? "" : "-" + std::to_string(number));
+    } else {
+        do serial = randomSerial();
+        while (taken.count(serial) != 0);
+    }
+    if (!taken.insert(serial).second) {
+        return refused(EEXIST, "Another simulated drive has the serial number " + serial + ".");
+    }
+    return Status();
+}
+
+bool isDriveFile(const std::string& name) {
+    const auto begins = [&](const std::string& start) { return name.compare(0, start.size(), start) == 0; };
+    return name == FILE_DESCRIPTION || name == FILE_STATE || name == FILE_LOCK || name == FILE_DOWNLOAD ||
+           begins(MEDIA_PREFIX) || begins(".nimbrel-");
+}
+
+/// Nothing is removed from a folder that holds anything else than a drive's files.
+Status checkFiles(const FileDescriptor& folder, const std::string& path) {
+    const std::unique_ptr<DIR, int (*)(DIR*)> listing(::fdopendir(::dup(folder.get())), ::closedir);
+    if (!listing) return refused(errno, path + ": " + std::strerror(errno) + ".");
+    while (const dirent* entry = ::readdir(listing.get())) {
+        const std::string name = entry->d_name;
+        if (name == "." || name == "..") continue;
+        struct stat info {};
+        const bool isRegular =
+            ::fstatat(folder.get(), entry->d_name, &info, AT_SYMLINK_NOFOLLOW) == 0 && S_ISREG(info.st_mode);
+        if (!isRegular || !isDriveFile(name)) {
+            return refused(EINVAL, path + "/" + name + " is no file of a simulated drive. Nothing was removed.");
+        }
+    }
+    return Status();
+}
+
+std::string jsonText(const std::string& text) {
+    std::string quoted = "\"";
+    for (const char c : text) {
+        if (c == '"' || c == '\\') quoted += '\\';
+        if (static_cast<unsigned char>(c) < 0x20) {
+            char escaped[8];
+            std::snprintf(escaped, sizeof escaped, "\\u%04x", c);
+            quoted += escaped;
+        } else {
+            quoted += c;
+        }
+    }
+    return quoted + "\"";
+}
+
+/// A drive as `list` shows it.
+struct Row {
+    std::string name;
+    std::string path;
+    Status status;
+    DriveFolder::Identity identity;
+};
+
+std::string jsonOf(const Row& row) {
+    std::string text = "  {\"name\": " + jsonText(row.name) + ", \"path\": " + jsonText(row.path);
+    if (!row.status.is(0, 0)) return text + ", \"error\": " + jsonText(row.status.getMessage()) + "}";
+    const Description& drive = row.identity.description;
+    text += ", \"model\": " + jsonText(modelText(drive.model)) + ", \"serialNumber\": " + jsonText(drive.serialNumber) +
+            ", \"sizeBytes\": " + std::to_string(drive.sizeBytes) +
+            ", \"firmware\": " + jsonText(row.identity.firmware) + ", \"faults\": {";
+    std::string separator;
+    for (const auto& [key, value] : faultsOf(drive)) {
+        text += separator + jsonText(key) + ": " + jsonText(value);
+        separator = ", ";
+    }
+    return text + "}}";
+}
+
+std::string joinedKeys(const std::vector<Fault>& faults) {
+    std::string text;
+    for (const auto& [key, value] : faults) text += (text.empty() ? "" : ", ") + key;
+    return text.empty() ? "none" : text;
+}
+
+/// Columns as wide as their longest cell; a row with one cell more than a name is told as it is.
+std::string tableOf(const std::vector<std::vector<std::string>>& rows) {
+    std::vector<size_t> widths(rows[0].size());
+    for (const auto& row : rows) {
+        if (row.size() != widths.size()) continue;
+        for (size_t i = 0; i < row.size(); ++i) widths[i] = std::max(widths[i], row[i].size());
+    }
+    std::string text;
+    for (const auto& row : rows) {
+        for (size_t i = 0; i < row.size(); ++i) {
+            text += row[i];
+            if (i + 1 < row.size()) text.append(widths[i] > row[i].size() ? widths[i] - row[i].size() + 2 : 2, ' ');
+        }
+        text += '\n';
+    }
+    return text;
+}
+
+std::string faultList(const Description& description) {
+    const std::vector<Fault> faults = faultsOf(description);
+    std::string text;
+    for (const auto& [key, value] : faults) text += key + " = " + value + "\n";
+    return text.empty() ? "No faults.\n" : text;
+}
+
+/// The values to set: those of the options, or of `clear` the ones that mean none.
+Status faultsToSet(const CommandLine& line, std::vector<Fault>& faults) {
+    const std::vector<Fault> none = noFaults();
+    if (line.names.size() == 1) {
+        for (const auto& [key, value] : line.options) {
+            // The value becomes a line of the description; another line in it would be a key of its own.
+            if (value.find_first_of("\r\n") != std::string::npos)
+                return refused(EINVAL, "--" + key + " takes one line.");
+            faults.emplace_back(key, value);
+        }
+        return Status();
+    }
+    if (line.names[1] != "clear" || !line.options.empty()) {
+        return refused(EINVAL, "Behind the name: options that set faults, or \"clear\" and which.");
+    }
+    if (line.names.size() == 2) faults = none;
+    for (size_t i = 2; i < line.names.size(); ++i) {
+        const auto found =
+            std::find_if(none.begin(), none.end(), [&](auto& each) { return each.first == line.names[i]; });
+        if (found == none.end()) return refused(EINVAL, "There is no fault \"" + line.names[i] + "\".");
+        faults.push_back(*found);
+    }
+    return Status();
+}
+
+}  // namespace
+
+Status findDrive(const DriveStore& store, const std::string& name, std::string& path) {
+    if (!DriveStore::isName(name)) return refused(EINVAL, "\"" + name + "\" is no name of a simulated drive.");
+    path = store.pathOf(name);
+    struct stat info {};
+    const bool isFolder = ::lstat(path.c_str(), &info) == 0 && S_ISDIR(info.st_mode);
+    const bool isDrive =
+        isFolder && ::lstat((path + "/" + FILE_DESCRIPTION).c_str(), &info) == 0 && S_ISREG(info.st_mode);
+    return isDrive ? Status() : refused(ENOENT, "There is no simulated drive \"" + name + "\".");
+}
+
+Outcome create(const DriveStore& store, const CommandLine& line) {
+    uint64_t count = 1;
+    Description description;
+    const std::string model = line.option("model", "velko");
+    if (line.names.size() > 1) return Outcome::misused("One name is enough: --count numbers the drives.");
+    if (model != "velko" && model != "ocp") return Outcome::misused("--model takes velko or ocp.");
+    if (!isInteger(line.option("count", "1")) || !parseSize(line.option("count", "1"), count) || count == 0 ||
+        count > MOST_DRIVES) {
+        return Outcome::misused("--count takes 1 to " + std::to_string(MOST_DRIVES) + ".");
+    }
+    if (!parseSize(line.option("size", DEFAULT_SIZE), description.sizeBytes)) {
+        return Outcome::misused("--size takes a number of bytes, or one with K, M, G, T, Ki, Mi, Gi or Ti.");
+    }
+    description.model = model == "ocp" ? ModelId::OCP : ModelId::VELKO;
+
+    FileDescriptor lock;
+    Status status = lockStore(lock);
+    if (!status.is(0, 0)) return Outcome::failed(status);
+    std::set<std::string> taken = takenSerials(store);
+    std::vector<DriveStore::NewDrive> drives;
+    std::string out;
+    for (const std::string& name : newNames(store, line, count)) {
+        status = newSerial(line, count, drives.size() + 1, taken, description.serialNumber);
+        // The bounds of size and serial number are those of the description.
+        Description checked;
+        if (status.is(0, 0)) status = Description::parse(description.toText(), checked);
+        if (!status.is(0, 0)) return Outcome::failed(status);
+        drives.push_back({name, description});
+        out += "Made " + name + ": " + model + ", " + sizeText(description.sizeBytes) + ", serial number " +
+               description.serialNumber + "\n";
+    }
+    status = store.create(drives, SystemClock());
+    return status.is(0, 0) ? Outcome{0, out, ""} : Outcome::failed(status);
+}
+
+Outcome list(const DriveStore& store, const CommandLine& line) {
+    if (!line.names.empty()) return Outcome::misused("list takes no name.");
+    const bool isJson = line.has("json");
+    std::vector<std::vector<std::string>> rows = {{"NAME", "MODEL", "SIZE", "SERIAL NUMBER", "FIRMWARE", "FAULTS"}};
+    std::string json;
+    for (const std::string& name : store.names()) {
+        Row row{name, store.pathOf(name), Status(), {}};
+        row.status = DriveFolder::readIdentity(row.path, row.identity);
+        if (isJson) json += (json.empty() ? "" : ",\n") + jsonOf(row);
+        const Description& drive = row.identity.description;
+        if (row.status.is(0, 0)) {
+            rows.push_back({name, modelText(drive.model), sizeText(drive.sizeBytes), drive.serialNumber,
+                            row.identity.firmware, joinedKeys(faultsOf(drive))});
+        } else {
+            rows.push_back({name, row.status.getMessage()});
+        }
+    }
+    if (isJson) return {0, json.empty() ? "[]\n" : "[\n" + json + "\n]\n", ""};
+    return {0, rows.size() == 1 ? "There are no simulated drives.\n" : tableOf(rows), ""};
+}
+
+Outcome remove(const DriveStore& store, const CommandLine& line) {
+    if (line.names.empty()) return Outcome::misused("remove needs the name of a drive.");
+    FileDescriptor lock;
+    Status status = lockStore(lock);
+    Outcome outcome;
+    for (const std::string& name : line.names) {
+        std::string path;
+        if (status.is(0, 0)) status = findDrive(store, name, path);
+        if (!status.is(0, 0)) break;
+        // Held by `serve` as long as it runs.
+        const FileDescriptor folder(::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+        if (!folder.isOpen() || ::flock(folder.get(), LOCK_EX | LOCK_NB) != 0) {
+            status = errno == EWOULDBLOCK ? refused(EBUSY, "The drive \"" + name + "\" is being served.")
+                                          : refused(errno, path + ": " + std::strerror(errno) + ".");
+            break;
+        }
+        status = checkFiles(folder, path);
+        if (status.is(0, 0)) status = store.remove(name);
+        if (status.is(0, 0)) outcome.out += "Removed " + name + "\n";
+    }
+    if (!status.is(0, 0)) {
+        outcome.status = EXIT_FAILED;
+        outcome.error = status.getMessage();
+    }
+    return outcome;
+}
+
+Outcome fault(const DriveStore& store, const CommandLine& line) {
+    if (line.names.empty()) return Outcome::misused("fault needs the name of a drive.");
+    std::vector<Fault> faults;
+    Status status = faultsToSet(line, faults);
+    if (!status.is(0, 0)) return Outcome::misused(status.getMessage());
+    FileDescriptor lock;
+    std::string path;
+    std::string text;
+    Description description;
+    status = lockStore(lock);
+    if (status.is(0, 0)) status = findDrive(store, line.names[0], path);
+    path += std::string("/") + FILE_DESCRIPTION;
+    if (status.is(0, 0)) status = readFile(path, SymbolicLink::REFUSE, text);
+    for (const Fault& each : faults) text = withFault(text, each);
+    if (status.is(0, 0)) status = Description::parse(text, description);
+    if (status.is(0, 0) && !faults.empty()) status = writeFileAtomically(path, text);
+    return status.is(0, 0) ? Outcome{0, faultList(description), ""} : Outcome::failed(status);
+}
+
+}  // namespace simdrive

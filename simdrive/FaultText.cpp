@@ -1,0 +1,82 @@
+#include "simdrive/FaultText.h"
+
+#include <algorithm>
+#include <sstream>
+
+#include "ostrel/core/Strings.h"
+
+namespace simdrive {
+
+using features::simulator::Description;
+
+namespace {
+
+constexpr const char* SECTION = "[faults]";
+
+std::string trimmed(const std::string& text) {
+    const size_t first = text.find_first_not_of(" \t\r");
+    return first == std::string::npos ? "" : text.substr(first, text.find_last_not_of(" \t\r") - first + 1);
+}
+
+/// The key of a line; empty: it has none.
+std::string keyOf(const std::string& line) {
+    const size_t sign = line.find('=');
+    return sign == std::string::npos || trimmed(line)[0] == ';' ? "" : trimmed(line.substr(0, sign));
+}
+
+std::string lineOf(const Fault& fault) {
+    return fault.first + (fault.second.empty() ? " =" : " = ") + fault.second;
+}
+
+/// The lines of the section, by position: [first, end). Both at the end of the text when there is none.
+std::pair<size_t, size_t> findSection(const std::vector<std::string>& lines) {
+    const auto header = std::find_if(lines.begin(), lines.end(), [](auto& line) { return trimmed(line) == SECTION; });
+    if (header == lines.end()) return {lines.size(), lines.size()};
+    const auto end =
+        std::find_if(header + 1, lines.end(), [](auto& line) { return trimmed(line).substr(0, 1) == "["; });
+    return {static_cast<size_t>(header - lines.begin()) + 1, static_cast<size_t>(end - lines.begin())};
+}
+
+std::vector<Fault> faultLines(const Description& description) {
+    const std::vector<std::string> lines = ostrel::core::split(description.toText(), '\n');
+    const auto [first, end] = findSection(lines);
+    std::vector<Fault> faults;
+    for (size_t i = first; i < end; ++i) {
+        const std::string key = keyOf(lines[i]);
+        if (!key.empty()) faults.emplace_back(key, trimmed(lines[i].substr(lines[i].find('=') + 1)));
+    }
+    return faults;
+}
+
+}  // namespace
+
+std::vector<Fault> noFaults() {
+    return faultLines(Description());
+}
+
+std::vector<Fault> faultsOf(const Description& description) {
+    std::vector<Fault> faults = faultLines(description);
+    const std::vector<Fault> none = noFaults();
+    const auto isNone = [&](const Fault& fault) { return std::find(none.begin(), none.end(), fault) != none.end(); };
+    faults.erase(std::remove_if(faults.begin(), faults.end(), isNone), faults.end());
+    return faults;
+}
+
+std::string withFault(const std::string& text, const Fault& fault) {
+    std::vector<std::string> lines = ostrel::core::split(text, '\n');
+    if (lines.back().empty()) lines.pop_back();
+    const auto [first, end] = findSection(lines);
+    const auto begin = lines.begin() + static_cast<std::ptrdiff_t>(first);
+    const auto last = lines.begin() + static_cast<std::ptrdiff_t>(end);
+    const auto line = std::find_if(begin, last, [&](auto& each) { return keyOf(each) == fault.first; });
+    if (line != last) {
+        *line = lineOf(fault);
+    } else if (first == lines.size() && trimmed(lines.empty() ? "" : lines.back()) != SECTION) {
+        lines.insert(lines.end(), {"", SECTION, lineOf(fault)});
+    } else {
+        lines.insert(begin, lineOf(fault));
+    }
+    return ostrel::core::join(lines, "\n") + "\n";
+}
+
+}  // namespace simdrive

@@ -1,0 +1,21 @@
+#pragma once
+
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "features/simulator/Description.h"
+
+namespace simdrive {
+
+/// A fault by its key in the description file, and its value as it stands there.
+using Fault = std::pair<std::string, std::string>;
+
+/// All kinds of faults, with the values that mean none.
+std::vector<Fault> noFaults();
+/// What is wrong with a drive.
+std::vector<Fault> faultsOf(const features::simulator::Description& description);
+/// The text of a description file with one fault set. Nothing else changes: comments and order stay.
+std::string withFault(const std::string& text, const Fault& fault);
+
+}  // namespace simdrive

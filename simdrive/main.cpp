@@ -1,0 +1,94 @@
+#include <unistd.h>
+
+#include <algorithm>
+#include <iterator>
+#include <string>
+#include <vector>
+
+#include "ostrel/core/FileDescriptor.h"
+#include "simdrive/Commands.h"
+#include "simdrive/FaultText.h"
+
+namespace {
+
+using simdrive::CommandLine;
+using simdrive::DriveStore;
+using simdrive::Outcome;
+
+constexpr const char* HELP = R"(nimbrel-simdrive: simulated NVMe drives, for nimbrel and for the network.
+
+  nimbrel-simdrive create [NAME] [--model velko|ocp] [--size SIZE]
+                          [--serial SERIAL] [--count N]
+      Makes drives: NAME, or with --count or without a name NAME-1, NAME-2, ...
+      SIZE: bytes, or with K, M, G, T (powers of 1000), Ki, Mi, Gi, Ti (1024);
+      1 MiB to 8 TiB, by default 16 GiB. Only what is written takes room.
+
+  nimbrel-simdrive list [--json]
+      Shows the drives.
+
+  nimbrel-simdrive remove NAME ...
+      Removes drives with all their data, without asking.
+
+  nimbrel-simdrive fault NAME [--KIND VALUE ...]
+  nimbrel-simdrive fault NAME clear [KIND ...]
+      Shows what is wrong with a drive, and sets or takes off faults:
+      --critical-warning 0x01       bits of the SMART log's field
+      --temperature 90              degrees Celsius
+      --media-errors 1:100-107      blocks that cannot be read, NAMESPACE:BLOCKS
+      --fail "admin 0x80 0x10A"     a command, by opcode, and how it ends
+      --hang "admin 0x06"           a command that is never answered
+      --power-loss "io 0x01"        a command over which the power fails
+      --gone yes                    the drive has vanished
+      Several values of a kind: one text with commas between them.
+
+  nimbrel-simdrive serve NAME [--address 127.0.0.1] [--port 4420]
+      Puts a drive on the network with NVMe/TCP, until SIGTERM or SIGINT.
+
+Everything but --help needs the root user. The drives are in
+/opt/velko/nimbrel/SimulatedDrives, where nimbrel finds them.
+Exit status: 0 done, 1 failed, 2 the command line is wrong.
+)";
+
+struct CommandRow {
+    const char* name;
+    Outcome (*run)(const DriveStore& store, const CommandLine& line);
+    std::vector<std::string> options;
+};
+
+std::vector<std::string> faultOptions() {
+    std::vector<std::string> options;
+    for (const auto& [key, value] : simdrive::noFaults()) options.push_back(key);
+    return options;
+}
+
+Outcome runTool(const std::vector<std::string>& words) {
+    const bool wantsHelp = std::find(words.begin(), words.end(), "--help") != words.end();
+    if (wantsHelp || words.empty()) return {words.empty() ? simdrive::EXIT_USAGE : 0, HELP, ""};
+    const CommandRow commands[] = {
+        {"create", simdrive::create, {"model", "size", "serial", "count"}},
+        {"list", simdrive::list, {"json!"}},
+        {"remove", simdrive::remove, {}},
+        {"fault", simdrive::fault, faultOptions()},
+        {"serve", simdrive::serve, {"address", "port"}},
+    };
+    const auto* command = std::find_if(std::begin(commands), std::end(commands),
+                                       [&](const CommandRow& row) { return words[0] == row.name; });
+    if (command == std::end(commands)) {
+        return Outcome::misused("There is no command \"" + words[0] + "\"; nimbrel-simdrive --help lists them.");
+    }
+    const CommandLine line = CommandLine::parse({words.begin() + 1, words.end()}, command->options);
+    if (!line.error.empty()) return Outcome::misused(line.error);
+    if (geteuid() != 0) return Outcome::failed("This needs the root user.");
+    return command->run(DriveStore(), line);
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    const Outcome outcome = runTool({argv + std::min(argc, 1), argv + argc});
+    int error = ostrel::core::writeFully(STDOUT_FILENO, outcome.out);
+    if (!outcome.error.empty()) {
+        (void)ostrel::core::writeFully(STDERR_FILENO, "nimbrel-simdrive: " + outcome.error + "\n");
+    }
+    return error != 0 && outcome.status == 0 ? simdrive::EXIT_FAILED : outcome.status;
+}

@@ -1,0 +1,85 @@
+#pragma once
+
+#include <algorithm>
+#include <array>
+#include <cstdint>
+
+#include "features/nvme/Bytes.h"
+
+namespace simdrive::tcp {
+
+inline constexpr uint8_t OPCODE_FABRICS = 0x7F;
+
+/// The most data that one command carries: MDTS of Identify is never above it.
+inline constexpr uint32_t MOST_TRANSFER_BYTES = 1 << 20;
+
+/// Bits 1:0 of an opcode, and of a Fabrics command type.
+enum class Direction : uint8_t { NONE = 0, TO_CONTROLLER = 1, TO_HOST = 2, BOTH = 3 };
+
+/// The submission queue entry of a command capsule.
+class Capsule {
+public:
+    static constexpr size_t BYTES = 64;
+    explicit Capsule(const uint8_t* entry) { std::copy_n(entry, BYTES, bytes_.begin()); }
+
+    uint8_t opcode() const { return bytes_[0]; }
+    uint8_t flags() const { return bytes_[1]; }  ///< FUSE in bits 1:0, PSDT in bits 7:6
+    uint16_t commandId() const { return word(2); }
+    bool isFabrics() const { return opcode() == OPCODE_FABRICS; }
+    uint8_t fabricsType() const { return bytes_[4]; }
+    Direction direction() const { return static_cast<Direction>((isFabrics() ? fabricsType() : opcode()) & 3); }
+    uint64_t sglAddress() const { return features::nvme::le64(bytes_.data() + 24); }
+    uint32_t sglLength() const { return dword(32); }
+    uint8_t sglType() const { return bytes_[39]; }
+
+    uint8_t byte(size_t at) const { return bytes_[at]; }
+    uint16_t word(size_t at) const { return features::nvme::le16(bytes_.data() + at); }
+    uint32_t dword(size_t at) const { return features::nvme::le32(bytes_.data() + at); }
+    uint64_t qword(size_t at) const { return features::nvme::le64(bytes_.data() + at); }
+    /// Command dword `number`.
+    uint32_t cdw(unsigned number) const { return dword(4 * size_t{number}); }
+
+private:
+    std::array<uint8_t, BYTES> bytes_{};
+};
+
+/// What becomes of a command.
+struct Reply {
+    uint16_t statusField = 0;  ///< without the phase bit, as in features::simulator::CompletionEntry
+    uint64_t result = 0;       ///< dwords 0 and 1 of the completion
+    bool isHeld = false;       ///< it is completed some day, or never
+
+    bool isSuccess() const { return (statusField & 0x7FF) == 0; }
+
+    /// A refusal that the same command would meet again: with Do Not Retry.
+    static Reply refusal(uint8_t statusCodeType, uint8_t statusCode, uint32_t result = 0) {
+        return Reply{static_cast<uint16_t>(0x4000 | statusCodeType << 8 | statusCode), result, false};
+    }
+    static Reply passingRefusal(uint8_t statusCodeType, uint8_t statusCode) {
+        return Reply{static_cast<uint16_t>(statusCodeType << 8 | statusCode), 0, false};
+    }
+    static Reply held() { return Reply{0, 0, true}; }
+};
+
+// Status codes that the target gives by itself: generic ones, and those of Fabrics commands (type 1).
+inline constexpr uint8_t SCT_GENERIC = 0;
+inline constexpr uint8_t SCT_COMMAND = 1;
+inline constexpr uint8_t SC_INVALID_OPCODE = 0x01;
+inline constexpr uint8_t SC_INVALID_FIELD = 0x02;
+inline constexpr uint8_t SC_COMMAND_ID_CONFLICT = 0x03;
+inline constexpr uint8_t SC_INTERNAL_ERROR = 0x06;
+inline constexpr uint8_t SC_ABORT_REQUESTED = 0x07;
+inline constexpr uint8_t SC_COMMAND_SEQUENCE = 0x0C;
+inline constexpr uint8_t SC_DATA_SGL_LENGTH = 0x0F;
+inline constexpr uint8_t SC_SGL_TYPE = 0x11;
+inline constexpr uint8_t SC_SGL_OFFSET = 0x16;
+inline constexpr uint8_t SC_KEEP_ALIVE_INVALID = 0x1A;
+inline constexpr uint8_t SC_TRANSIENT_TRANSPORT = 0x22;
+inline constexpr uint8_t SC_EVENT_LIMIT = 0x05;
+inline constexpr uint8_t SC_INVALID_LOG_PAGE = 0x09;
+inline constexpr uint8_t SC_INCOMPATIBLE_FORMAT = 0x80;
+inline constexpr uint8_t SC_CONTROLLER_BUSY = 0x81;
+inline constexpr uint8_t SC_CONNECT_INVALID_PARAMETERS = 0x82;
+inline constexpr uint8_t SC_INVALID_QUEUE_TYPE = 0x85;
+
+}  // namespace simdrive::tcp

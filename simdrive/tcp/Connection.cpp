@@ -1,0 +1,254 @@
+#include "simdrive/tcp/Connection.h"
+
+#include <sys/socket.h>
+
+#include <algorithm>
+#include <cerrno>
+
+namespace simdrive::tcp {
+
+using features::nvme::le16;
+using features::nvme::le32;
+using features::nvme::putLe16;
+using features::nvme::putLe64;
+
+namespace {
+
+constexpr uint8_t PSDT_MASK = 0xC0;
+constexpr uint8_t PSDT_SGL = 0x40;
+constexpr uint8_t FUSE_MASK = 0x03;
+constexpr uint8_t SGL_IN_CAPSULE = 0x01;  ///< Data Block, sub type Offset
+constexpr uint8_t SGL_TRANSPORT = 0x5A;   ///< Transport Data Block, sub type Transport
+constexpr uint16_t HEAD_WITHOUT_FLOW_CONTROL = 0xFFFF;
+/// One transfer at a time, so one tag will do.
+constexpr uint16_t TRANSFER_TAG = 1;
+constexpr uint8_t MOST_ALIGNMENT = 31;
+
+}  // namespace
+
+Connection::Connection(ostrel::core::FileDescriptor socket, CommandHandler& handler)
+    : socket_(std::move(socket)), handler_(handler) {}
+
+bool Connection::wantsToRead() const {
+    return !isClosing_ && !isOver_ && out_.size() - sent_ < MOST_WAITING_BYTES;
+}
+
+void Connection::onReadable() {
+    uint8_t piece[65536];
+    const ssize_t count = ::recv(socket_.get(), piece, sizeof piece, 0);
+    if (count < 0 && (errno == EAGAIN || errno == EINTR)) return;
+    if (count <= 0) {
+        isOver_ = true;
+        return;
+    }
+    in_.insert(in_.end(), piece, piece + count);
+    consume();
+}
+
+void Connection::onWritable() {
+    while (sent_ < out_.size()) {
+        const ssize_t count = ::send(socket_.get(), out_.data() + sent_, out_.size() - sent_, MSG_NOSIGNAL);
+        if (count < 0 && errno == EINTR) continue;
+        if (count < 0 && errno == EAGAIN) return;
+        if (count < 0) {
+            isOver_ = true;
+            return;
+        }
+        sent_ += static_cast<size_t>(count);
+    }
+    out_.clear();
+    sent_ = 0;
+    consume();
+}
+
+/// Carries out what has come, as long as there is room for the answers.
+void Connection::consume() {
+    size_t at = 0;
+    while (wantsToRead() && at < in_.size()) {
+        const uint8_t* bytes = in_.data() + at;
+        const size_t size = in_.size() - at;
+        Pdu pdu;
+        Offence offence;
+        const Parse parse = isAllowed(bytes[0]) ? parsePdu(bytes, size, framing_, pdu, offence) : Parse::OFFENCE;
+        if (parse == Parse::INCOMPLETE) break;
+        if (!isAllowed(bytes[0])) offence.fatalError = FATAL_SEQUENCE;
+        if (parse == Parse::COMPLETE) offence = take(pdu);
+        if (offence.fatalError != 0) {
+            terminate(offence, bytes, size);
+            break;
+        }
+        at += pdu.totalBytes;
+    }
+    in_.erase(in_.begin(), in_.begin() + static_cast<std::ptrdiff_t>(at));
+}
+
+/// ICReq comes first and once.
+bool Connection::isAllowed(uint8_t type) const {
+    return (type == PDU_IC_REQ) != isInitialized_ || type == PDU_H2C_TERM_REQ;
+}
+
+Offence Connection::take(const Pdu& pdu) {
+    switch (pdu.type) {
+        case PDU_IC_REQ:
+            return takeInitialization(pdu);
+        case PDU_CAPSULE_CMD:
+            return takeCapsule(pdu);
+        case PDU_H2C_DATA:
+            return takeData(pdu);
+        default:  // H2CTermReq: the host wants no answer
+            isOver_ = true;
+            return {};
+    }
+}
+
+Offence Connection::takeInitialization(const Pdu& pdu) {
+    const uint16_t formatVersion = le16(pdu.header + 8);
+    if (formatVersion != 0) return {FATAL_UNSUPPORTED_PARAMETER, 8};
+    if (pdu.header[10] > MOST_ALIGNMENT) return {FATAL_INVALID_HEADER, 10};
+    framing_.hostAlignment = pdu.header[10];
+    framing_.headerDigest = (pdu.header[11] & 1) != 0;
+    framing_.dataDigest = (pdu.header[11] & 2) != 0;
+    isInitialized_ = true;
+    putIcResp(out_, framing_);
+    return {};
+}
+
+/// Whether the data pointer is one that this transport knows, and fits the command.
+Reply Connection::checkDataPointer(const Capsule& capsule, const Pdu& pdu) const {
+    if ((capsule.flags() & FUSE_MASK) != 0 || (capsule.flags() & PSDT_MASK) != PSDT_SGL) {
+        return Reply::refusal(SCT_GENERIC, SC_INVALID_FIELD);
+    }
+    const Direction direction = capsule.direction();
+    if (direction == Direction::BOTH) return Reply::refusal(SCT_GENERIC, SC_INVALID_OPCODE);
+    if (direction == Direction::NONE || capsule.sglLength() == 0) return {};
+    if (capsule.sglType() == SGL_IN_CAPSULE && direction == Direction::TO_CONTROLLER) {
+        if (capsule.sglAddress() > pdu.dataBytes) return Reply::refusal(SCT_GENERIC, SC_SGL_OFFSET);
+        const uint64_t room = pdu.dataBytes - capsule.sglAddress();
+        return capsule.sglLength() <= room ? Reply() : Reply::refusal(SCT_GENERIC, SC_DATA_SGL_LENGTH);
+    }
+    if (capsule.sglType() != SGL_TRANSPORT) return Reply::refusal(SCT_GENERIC, SC_SGL_TYPE);
+    const bool isTooLong = direction == Direction::TO_CONTROLLER && capsule.sglLength() > MOST_TRANSFER_BYTES;
+    return isTooLong ? Reply::refusal(SCT_GENERIC, SC_DATA_SGL_LENGTH) : Reply();
+}
+
+Offence Connection::takeCapsule(const Pdu& pdu) {
+    constexpr size_t AT_ENTRY = 8;
+    const Capsule capsule(pdu.header + AT_ENTRY);
+    if (outstanding_.size() >= queue.entries) return {FATAL_SEQUENCE, 0};  // more than the host's own queue holds
+    head_ = static_cast<uint16_t>((head_ + 1) % queue.entries);
+    if (outstanding_.count(capsule.commandId()) != 0) {
+        complete(capsule.commandId(), Reply::refusal(SCT_GENERIC, SC_COMMAND_ID_CONFLICT));
+        return {};
+    }
+    outstanding_.insert(capsule.commandId());
+    Reply check = checkDataPointer(capsule, pdu);
+    if (check.isSuccess() && pdu.isDataDamaged) check = Reply::passingRefusal(SCT_GENERIC, SC_TRANSIENT_TRANSPORT);
+    if (!check.isSuccess()) {
+        answer(capsule, check, {});
+        return {};
+    }
+    std::vector<uint8_t> data;
+    if (capsule.direction() == Direction::TO_CONTROLLER && capsule.sglLength() != 0) {
+        if (capsule.sglType() == SGL_TRANSPORT) {
+            transfers_.push_back(Transfer{capsule, {}, 0, false});
+            if (transfers_.size() == 1) requestData();
+            return {};
+        }
+        const uint8_t* begin = pdu.data + capsule.sglAddress();
+        data.assign(begin, begin + capsule.sglLength());
+    }
+    run(capsule, data);
+    return {};
+}
+
+/// Asks for all data of the first transfer at once.
+void Connection::requestData() {
+    Transfer& transfer = transfers_.front();
+    transfer.data.resize(transfer.capsule.sglLength());
+    putR2t(out_, framing_, transfer.capsule.commandId(), TRANSFER_TAG, 0, transfer.capsule.sglLength());
+}
+
+Offence Connection::takeData(const Pdu& pdu) {
+    constexpr uint32_t AT_COMMAND_ID = 8;
+    constexpr uint32_t AT_TAG = 10;
+    constexpr uint32_t AT_OFFSET = 12;
+    if (transfers_.empty()) return {FATAL_SEQUENCE, 0};
+    Transfer& transfer = transfers_.front();
+    if (le16(pdu.header + AT_COMMAND_ID) != transfer.capsule.commandId()) return {FATAL_INVALID_HEADER, AT_COMMAND_ID};
+    if (le16(pdu.header + AT_TAG) != TRANSFER_TAG) return {FATAL_INVALID_HEADER, AT_TAG};
+    if (le32(pdu.header + AT_OFFSET) != transfer.received) return {FATAL_OUT_OF_RANGE, AT_OFFSET};
+    const auto wanted = static_cast<uint32_t>(transfer.data.size()) - transfer.received;
+    if (pdu.dataBytes == 0 || pdu.dataBytes > wanted) return {FATAL_OUT_OF_RANGE, 16};
+    std::copy_n(pdu.data, pdu.dataBytes, transfer.data.begin() + transfer.received);
+    transfer.received += pdu.dataBytes;
+    transfer.isDamaged = transfer.isDamaged || pdu.isDataDamaged;
+    const bool isLast = (pdu.flags & FLAG_LAST) != 0;
+    if (isLast != (pdu.dataBytes == wanted)) return {FATAL_INVALID_HEADER, 1};
+    if (!isLast) return {};
+    Transfer done = std::move(transfer);
+    transfers_.pop_front();
+    if (!transfers_.empty()) requestData();
+    if (done.isDamaged) {
+        answer(done.capsule, Reply::passingRefusal(SCT_GENERIC, SC_TRANSIENT_TRANSPORT), {});
+    } else {
+        run(done.capsule, done.data);
+    }
+    return {};
+}
+
+void Connection::run(const Capsule& capsule, std::vector<uint8_t>& data) {
+    const Reply reply = handler_.handle(*this, capsule, data);
+    if (reply.isHeld) {
+        held_.insert(capsule.commandId());
+        return;
+    }
+    answer(capsule, reply, data);
+}
+
+/// Data go first, then the completion; of a refused command no data.
+void Connection::answer(const Capsule& capsule, Reply reply, const std::vector<uint8_t>& data) {
+    const bool hasData = capsule.direction() == Direction::TO_HOST && reply.isSuccess() && !data.empty();
+    if (hasData && data.size() > capsule.sglLength()) {
+        reply = Reply::refusal(SCT_GENERIC, SC_DATA_SGL_LENGTH);
+    } else if (hasData) {
+        // The unit's own success flag replaces the completion, when that would tell nothing more.
+        const bool isAllSaid = !queue.isFlowControlled && reply.statusField == 0 && reply.result == 0;
+        putC2hData(out_, framing_, capsule.commandId(), data, isAllSaid);
+        if (isAllSaid) {
+            outstanding_.erase(capsule.commandId());
+            return;
+        }
+    }
+    outstanding_.erase(capsule.commandId());
+    complete(capsule.commandId(), reply);
+}
+
+void Connection::complete(uint16_t commandId, const Reply& reply) {
+    uint8_t entry[16] = {};
+    putLe64(entry, reply.result);
+    putLe16(entry + 8, queue.isFlowControlled ? head_ : HEAD_WITHOUT_FLOW_CONTROL);
+    putLe16(entry + 10, queue.id);
+    putLe16(entry + 12, commandId);
+    putLe16(entry + 14, static_cast<uint16_t>(reply.statusField << 1));
+    putCapsuleResp(out_, framing_, entry);
+}
+
+bool Connection::completeHeld(uint16_t commandId, const Reply& reply) {
+    if (held_.erase(commandId) == 0) return false;
+    outstanding_.erase(commandId);
+    complete(commandId, reply);
+    return true;
+}
+
+void Connection::dropHeld() {
+    for (const uint16_t commandId : held_) outstanding_.erase(commandId);
+    held_.clear();
+}
+
+void Connection::terminate(const Offence& offence, const uint8_t* bytes, size_t size) {
+    constexpr size_t AT_HLEN = 2;
+    putC2hTermReq(out_, offence, bytes, size > AT_HLEN ? std::min<size_t>(size, bytes[AT_HLEN]) : size);
+    close();
+}
+
+}  // namespace simdrive::tcp

@@ -1,0 +1,100 @@
+#include "simdrive/tcp/DriveController.h"
+
+#include <cstdio>
+
+#include "features/nvme/Opcodes.h"
+
+namespace simdrive::tcp {
+
+using features::simulator::CompletionEntry;
+using features::simulator::Delivery;
+using features::simulator::ResetKind;
+using features::simulator::SubmissionEntry;
+using ostrel::core::Status;
+
+namespace {
+
+constexpr uint8_t CNS_CONTROLLER = 0x01;
+constexpr uint8_t FID_NUMBER_OF_QUEUES = 0x07;
+
+bool isIdentifyController(const Capsule& capsule) {
+    return capsule.opcode() == features::nvme::OPC_IDENTIFY && (capsule.cdw(10) & 0xFF) == CNS_CONTROLLER;
+}
+
+bool isNumberOfQueues(const Capsule& capsule) {
+    constexpr uint8_t SELECT_CAPABILITIES = 3;
+    const bool isSet = capsule.opcode() == features::nvme::OPC_SET_FEATURES;
+    const bool isGet = capsule.opcode() == features::nvme::OPC_GET_FEATURES;
+    const bool isOfCapabilities = isGet && (capsule.cdw(10) >> 8 & 7) == SELECT_CAPABILITIES;
+    return (isSet || isGet) && !isOfCapabilities && (capsule.cdw(10) & 0xFF) == FID_NUMBER_OF_QUEUES;
+}
+
+/// Both numbers of the feature, 0's based, not above what the target takes.
+uint32_t boundedQueues(uint32_t numbers, uint32_t most) {
+    return std::min(numbers & 0xFFFF, most - 1) | std::min(numbers >> 16, most - 1) << 16;
+}
+
+void complain(const Status& status) {
+    std::fprintf(stderr, "nimbrel-simdrive: %s\n", status.getMessage().c_str());
+}
+
+}  // namespace
+
+DriveController::DriveController(features::simulator::Controller& drive, Host host, uint32_t keepAliveMs,
+                                 uint64_t nowMs)
+    : FabricsController(ID, std::move(host), keepAliveMs, nowMs), drive_(drive) {}
+
+Reply DriveController::runAdmin(const Capsule& capsule, std::vector<uint8_t>& data) {
+    Reply reply = execute(capsule, true, data);
+    if (!reply.isSuccess() || reply.isHeld) return reply;
+    if (isIdentifyController(capsule)) putFabricsIdentity(data);
+    if (isNumberOfQueues(capsule)) reply.result = boundedQueues(static_cast<uint32_t>(reply.result), MOST_IO_QUEUES);
+    return reply;
+}
+
+Reply DriveController::runIo(const Capsule& capsule, std::vector<uint8_t>& data) {
+    return execute(capsule, false, data);
+}
+
+Reply DriveController::execute(const Capsule& capsule, bool isAdmin, std::vector<uint8_t>& data) {
+    const SubmissionEntry command{isAdmin,         capsule.opcode(), capsule.cdw(1),  capsule.cdw(2),
+                                  capsule.cdw(3),  capsule.cdw(10),  capsule.cdw(11), capsule.cdw(12),
+                                  capsule.cdw(13), capsule.cdw(14),  capsule.cdw(15)};
+    CompletionEntry completion;
+    const Status status = drive_.execute(command, data, completion);
+    if (!status.is(0, 0)) {
+        complain(status);
+        return Reply::refusal(SCT_GENERIC, SC_INTERNAL_ERROR);
+    }
+    if (completion.delivery == Delivery::GONE) end();  // as if somebody had pulled the cable
+    if (completion.delivery != Delivery::COMPLETED) return Reply::held();
+    return Reply{completion.statusField, completion.dword0 | uint64_t{completion.dword1} << 32, false};
+}
+
+void DriveController::resetController() {
+    const Status status = drive_.reset(ResetKind::CONTROLLER);
+    if (!status.is(0, 0)) complain(status);
+}
+
+bool DriveController::resetSubsystem() {
+    const Status status = drive_.reset(ResetKind::SUBSYSTEM);
+    if (!status.is(0, 0)) complain(status);
+    return true;
+}
+
+void DriveController::reportEvents() {}
+
+Status identifyDrive(features::simulator::Controller& drive, std::vector<uint8_t>& identify) {
+    SubmissionEntry command;
+    command.opcode = features::nvme::OPC_IDENTIFY;
+    command.cdw10 = CNS_CONTROLLER;
+    CompletionEntry completion;
+    Status status = drive.execute(command, identify, completion);
+    if (status.is(0, 0) && (!completion.isSuccess() || completion.delivery != Delivery::COMPLETED)) {
+        status = Status(ostrel::core::CATEGORY_OS, EIO, "The drive does not answer Identify.");
+    }
+    if (status.is(0, 0)) putFabricsIdentity(identify);
+    return status;
+}
+
+}  // namespace simdrive::tcp

@@ -1,0 +1,43 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "features/simulator/Controller.h"
+#include "ostrel/core/Status.h"
+#include "simdrive/tcp/FabricsController.h"
+
+namespace simdrive::tcp {
+
+/// The controller of a simulated drive on the network. Commands go to the simulator as they are; what the drive does
+/// not know of fabrics is added to its Identify structure here.
+///
+/// Ownership: the simulated drive must outlive it.
+class DriveController : public FabricsController {
+public:
+    /// The drive's one controller; Identify says the same.
+    static constexpr uint16_t ID = 1;
+
+    DriveController(features::simulator::Controller& drive, Host host, uint32_t keepAliveMs, uint64_t nowMs);
+
+    void reportEvents() override;
+    uint16_t mostIoQueues() const override { return MOST_IO_QUEUES; }
+
+protected:
+    Reply runAdmin(const Capsule& capsule, std::vector<uint8_t>& data) override;
+    Reply runIo(const Capsule& capsule, std::vector<uint8_t>& data) override;
+    void resetController() override;
+    bool resetSubsystem() override;
+
+private:
+    static constexpr uint16_t MOST_IO_QUEUES = 64;
+    Reply execute(const Capsule& capsule, bool isAdmin, std::vector<uint8_t>& data);
+
+    features::simulator::Controller& drive_;
+};
+
+/// The whole Identify Controller structure of a drive, as a host on the network gets it.
+ostrel::core::Status identifyDrive(features::simulator::Controller& drive, std::vector<uint8_t>& identify);
+
+}  // namespace simdrive::tcp

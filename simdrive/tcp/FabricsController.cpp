@@ -1,0 +1,237 @@
+#include "simdrive/tcp/FabricsController.h"
+
+#include <algorithm>
+
+namespace simdrive::tcp {
+
+using features::nvme::le16;
+using features::nvme::le32;
+using features::nvme::putLe16;
+using features::nvme::putLe32;
+
+namespace {
+
+constexpr uint8_t FABRICS_PROPERTY_SET = 0x00;
+constexpr uint8_t FABRICS_CONNECT = 0x01;
+constexpr uint8_t FABRICS_PROPERTY_GET = 0x04;
+constexpr uint8_t FABRICS_DISCONNECT = 0x08;
+
+constexpr uint8_t ADMIN_ABORT = 0x08;
+constexpr uint8_t ADMIN_SET_FEATURES = 0x09;
+constexpr uint8_t ADMIN_GET_FEATURES = 0x0A;
+constexpr uint8_t ADMIN_EVENT_REQUEST = 0x0C;
+constexpr uint8_t ADMIN_KEEP_ALIVE = 0x18;
+constexpr uint8_t FID_KEEP_ALIVE = 0x0F;
+
+constexpr uint32_t PROPERTY_CAP = 0x00;
+constexpr uint32_t PROPERTY_VS = 0x08;
+constexpr uint32_t PROPERTY_CC = 0x14;
+constexpr uint32_t PROPERTY_CSTS = 0x1C;
+constexpr uint32_t PROPERTY_NSSR = 0x20;
+/// 128 entries a queue, contiguous queues, 10 s to become ready, subsystem reset, the NVM command set, pages of 4 KiB.
+constexpr uint64_t CAP = 127 | 1U << 16 | 20U << 24 | uint64_t{1} << 36 | uint64_t{1} << 37;
+constexpr uint32_t CC_ENABLE = 1;
+constexpr uint32_t CC_SHUTDOWN = 3 << 14;
+constexpr uint32_t CSTS_READY = 1;
+constexpr uint32_t CSTS_SHUTDOWN_COMPLETE = 2 << 2;
+constexpr uint32_t NSSR_NVME = 0x4E564D65;
+
+constexpr size_t MOST_EVENT_REQUESTS = 4;
+/// KAS: a host may be so much later than it promised.
+constexpr uint32_t KEEP_ALIVE_GRANULARITY_MS = 1000;
+
+}  // namespace
+
+FabricsController::FabricsController(uint16_t id, Host host, uint32_t keepAliveMs, uint64_t nowMs)
+    : id_(id),
+      host_(std::move(host)),
+      keepAliveMs_(keepAliveMs),
+      deadlineMs_(nowMs + keepAliveMs + KEEP_ALIVE_GRANULARITY_MS) {}
+
+Connection* FabricsController::findQueue(uint16_t queueId) const {
+    const auto found =
+        std::find_if(queues_.begin(), queues_.end(), [&](const Connection* each) { return each->queue.id == queueId; });
+    return found == queues_.end() ? nullptr : *found;
+}
+
+void FabricsController::forget(const Connection& connection) {
+    queues_.erase(std::remove(queues_.begin(), queues_.end(), &connection), queues_.end());
+    if (connection.queue.id == 0) end();
+}
+
+void FabricsController::end() {
+    if (isOver_) return;
+    isOver_ = true;
+    for (Connection* each : queues_) each->closeNow();
+    if (isEnabled()) resetController();
+}
+
+bool FabricsController::isEnabled() const {
+    return (configuration_ & CC_ENABLE) != 0;
+}
+
+Reply FabricsController::handle(Connection& connection, const Capsule& capsule, std::vector<uint8_t>& data,
+                                uint64_t nowMs) {
+    deadlineMs_ = nowMs + keepAliveMs_ + KEEP_ALIVE_GRANULARITY_MS;
+    if (capsule.isFabrics()) return handleFabrics(connection, capsule);
+    if (!isEnabled()) return Reply::refusal(SCT_GENERIC, SC_COMMAND_SEQUENCE);
+    if (connection.queue.id != 0) return runIo(capsule, data);
+    const Reply reply = handleAdmin(capsule, data);
+    if (reply.isSuccess()) deadlineMs_ = nowMs + keepAliveMs_ + KEEP_ALIVE_GRANULARITY_MS;  // it may be another now
+    return reply;
+}
+
+Reply FabricsController::handleFabrics(Connection& connection, const Capsule& capsule) {
+    const bool isAdminQueue = connection.queue.id == 0;
+    switch (capsule.fabricsType()) {
+        case FABRICS_CONNECT:
+            return Reply::refusal(SCT_GENERIC, SC_COMMAND_SEQUENCE);  // it is connected
+        case FABRICS_PROPERTY_GET:
+            return isAdminQueue ? getProperty(capsule) : Reply::refusal(SCT_COMMAND, SC_INVALID_QUEUE_TYPE);
+        case FABRICS_PROPERTY_SET:
+            return isAdminQueue ? setProperty(capsule) : Reply::refusal(SCT_COMMAND, SC_INVALID_QUEUE_TYPE);
+        case FABRICS_DISCONNECT:
+            if (isAdminQueue) return Reply::refusal(SCT_COMMAND, SC_INVALID_QUEUE_TYPE);
+            connection.close();
+            return {};
+        default:
+            return Reply::refusal(SCT_GENERIC, SC_INVALID_OPCODE);
+    }
+}
+
+Reply FabricsController::getProperty(const Capsule& capsule) const {
+    const bool isWide = (capsule.byte(40) & 7) == 1;
+    switch (capsule.dword(44)) {
+        case PROPERTY_CAP:
+            return isWide ? Reply{0, CAP, false} : Reply::refusal(SCT_GENERIC, SC_INVALID_FIELD);
+        case PROPERTY_VS:
+            return Reply{0, version(), false};
+        case PROPERTY_CC:
+            return Reply{0, configuration_, false};
+        case PROPERTY_CSTS:
+            return Reply{0, status_, false};
+        case PROPERTY_NSSR:
+            return Reply{0, 0, false};
+        default:
+            return Reply::refusal(SCT_GENERIC, SC_INVALID_FIELD);
+    }
+}
+
+Reply FabricsController::setProperty(const Capsule& capsule) {
+    const uint32_t value = capsule.dword(48);
+    const bool isWide = (capsule.byte(40) & 7) != 0;
+    if (isWide) return Reply::refusal(SCT_GENERIC, SC_INVALID_FIELD);
+    if (capsule.dword(44) == PROPERTY_CC) {
+        configure(value);
+        return {};
+    }
+    if (capsule.dword(44) != PROPERTY_NSSR) return Reply::refusal(SCT_GENERIC, SC_INVALID_FIELD);
+    // Any other value has no effect.
+    if (value == NSSR_NVME && resetSubsystem()) {
+        configuration_ = status_ = 0;
+        end();
+    }
+    return {};
+}
+
+void FabricsController::configure(uint32_t value) {
+    const uint32_t before = configuration_;
+    configuration_ = value;
+    const bool isOn = (value & CC_ENABLE) != 0;
+    const bool wasOn = (before & CC_ENABLE) != 0;
+    if (isOn && !wasOn) status_ = CSTS_READY;
+    if (!isOn && wasOn) {
+        status_ = 0;
+        eventRequests_.clear();
+        endIoQueues();
+        if (Connection* admin = findQueue(0)) admin->dropHeld();
+        resetController();
+    }
+    if ((value & CC_SHUTDOWN) != 0) status_ |= CSTS_SHUTDOWN_COMPLETE;
+}
+
+void FabricsController::endIoQueues() {
+    for (Connection* each : queues_) {
+        if (each->queue.id != 0) each->closeNow();
+    }
+}
+
+Reply FabricsController::handleAdmin(const Capsule& capsule, std::vector<uint8_t>& data) {
+    const auto fid = static_cast<uint8_t>(capsule.cdw(10));
+    switch (capsule.opcode()) {
+        case ADMIN_ABORT:
+            return abort(capsule);
+        case ADMIN_EVENT_REQUEST:
+            return holdEventRequest(capsule);
+        case ADMIN_KEEP_ALIVE:
+            return {};
+        case ADMIN_SET_FEATURES:
+        case ADMIN_GET_FEATURES:
+            return fid == FID_KEEP_ALIVE ? keepAliveFeature(capsule) : runAdmin(capsule, data);
+        default:
+            return runAdmin(capsule, data);
+    }
+}
+
+/// Only a command that is held can be aborted: the others are complete before the next one is read.
+Reply FabricsController::abort(const Capsule& capsule) {
+    constexpr uint64_t NOT_ABORTED = 1;
+    const auto queueId = static_cast<uint16_t>(capsule.cdw(10));
+    const auto commandId = static_cast<uint16_t>(capsule.cdw(10) >> 16);
+    Connection* queue = findQueue(queueId);
+    if (queue == nullptr || !queue->completeHeld(commandId, Reply::passingRefusal(SCT_GENERIC, SC_ABORT_REQUESTED))) {
+        return Reply{0, NOT_ABORTED, false};
+    }
+    if (queueId == 0) {
+        eventRequests_.erase(std::remove(eventRequests_.begin(), eventRequests_.end(), commandId),
+                             eventRequests_.end());
+    }
+    return {};
+}
+
+Reply FabricsController::holdEventRequest(const Capsule& capsule) {
+    if (eventRequests_.size() == MOST_EVENT_REQUESTS) return Reply::refusal(SCT_COMMAND, SC_EVENT_LIMIT);
+    eventRequests_.push_back(capsule.commandId());
+    return Reply::held();
+}
+
+void FabricsController::completeEventRequest(uint32_t result) {
+    const uint16_t commandId = eventRequests_.front();
+    eventRequests_.erase(eventRequests_.begin());
+    if (Connection* admin = findQueue(0)) admin->completeHeld(commandId, Reply{0, result, false});
+}
+
+/// Keep Alive Timer belongs to the association: the drive itself knows nothing of it.
+Reply FabricsController::keepAliveFeature(const Capsule& capsule) {
+    constexpr uint32_t SAVE = 1U << 31;
+    constexpr uint32_t MOST_MS = 0xFFFF * 1000U;
+    if (capsule.opcode() == ADMIN_GET_FEATURES) {
+        constexpr uint32_t CAPABILITY_CHANGEABLE = 4;
+        const uint32_t select = capsule.cdw(10) >> 8 & 7;
+        if (select > 3) return Reply::refusal(SCT_GENERIC, SC_INVALID_FIELD);
+        if (select == 3) return Reply{0, CAPABILITY_CHANGEABLE, false};
+        return Reply{0, select == 0 ? keepAliveMs_ : 0, false};
+    }
+    if ((capsule.cdw(10) & SAVE) != 0) return Reply::refusal(SCT_COMMAND, 0x0D);  // Feature Identifier Not Saveable
+    if (capsule.cdw(11) > MOST_MS) return Reply::refusal(SCT_GENERIC, SC_KEEP_ALIVE_INVALID);
+    keepAliveMs_ = capsule.cdw(11);
+    return {};
+}
+
+void putFabricsIdentity(std::vector<uint8_t>& identify) {
+    constexpr uint8_t MDTS = 8;  // pages of 4 KiB: MOST_TRANSFER_BYTES
+    uint8_t* at = identify.data();
+    if (at[77] == 0 || at[77] > MDTS) at[77] = MDTS;
+    putLe16(at + 320, KEEP_ALIVE_GRANULARITY_MS / 100);
+    if (le16(at + 514) == 0) putLe16(at + 514, 128);  // MAXCMD
+    // SGLS: supported, data longer than the command needs, an offset into the capsule, the transport's data block.
+    putLe32(at + 536, 1U | 1U << 18 | 1U << 20 | 1U << 21);
+    putLe32(at + 1792, (Capsule::BYTES + IN_CAPSULE_BYTES) / 16);  // IOCCSZ
+    putLe32(at + 1796, 1);                                         // IORCSZ
+    putLe16(at + 1800, 0);                                         // ICDOFF
+    at[1802] = 0;                                                  // FCATT: dynamic controllers
+    at[1803] = 1;                                                  // MSDBD
+    putLe16(at + 1804, 1);                                         // OFCS: Disconnect
+}
+
+}  // namespace simdrive::tcp

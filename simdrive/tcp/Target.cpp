@@ -1,0 +1,275 @@
+#include "simdrive/tcp/Target.h"
+
+#include <arpa/inet.h>
+#include <netdb.h>
+#include <netinet/in.h>
+#include <netinet/tcp.h>
+#include <poll.h>
+#include <sys/socket.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <chrono>
+#include <cstring>
+
+#include "simdrive/tcp/DriveController.h"
+
+namespace simdrive::tcp {
+
+using features::nvme::le16;
+using ostrel::core::CATEGORY_OS;
+using ostrel::core::FileDescriptor;
+using ostrel::core::Status;
+
+namespace {
+
+constexpr uint8_t FABRICS_CONNECT = 0x01;
+constexpr size_t CONNECT_DATA_BYTES = 1024;
+constexpr uint16_t ANY_CONTROLLER = 0xFFFF;
+constexpr uint16_t MOST_QUEUE_ENTRIES = 128;
+constexpr uint64_t IDLE_MS =
+    10000;                    ///< for a connection that does not become a queue, or does not take its last output
+constexpr int TICK_MS = 500;  ///< how often events of the drive are looked for
+
+// Offsets in the Connect command and in its data: Invalid Parameter Offset of a refusal.
+constexpr uint16_t AT_FORMAT = 40;
+constexpr uint16_t AT_QUEUE_ID = 42;
+constexpr uint16_t AT_QUEUE_SIZE = 44;
+constexpr uint16_t AT_ATTRIBUTES = 46;
+constexpr uint16_t AT_KEEP_ALIVE = 48;
+constexpr uint16_t AT_CONTROLLER_ID = 16;
+constexpr uint16_t AT_SUBSYSTEM = 256;
+constexpr uint16_t AT_HOST = 512;
+constexpr size_t NAME_BYTES = 256;
+
+uint64_t nowMs() {
+    using namespace std::chrono;
+    return static_cast<uint64_t>(duration_cast<milliseconds>(steady_clock::now().time_since_epoch()).count());
+}
+
+Status systemStatus(int error, const std::string& what) {
+    return Status(CATEGORY_OS, static_cast<uint32_t>(error), what + ": " + std::strerror(error) + ".");
+}
+
+Reply invalidInCommand(uint16_t offset) {
+    return Reply::refusal(SCT_COMMAND, SC_CONNECT_INVALID_PARAMETERS, offset);
+}
+Reply invalidInData(uint16_t offset) {
+    constexpr uint32_t IATTR_DATA = 1 << 16;
+    return Reply::refusal(SCT_COMMAND, SC_CONNECT_INVALID_PARAMETERS, offset | IATTR_DATA);
+}
+
+/// An NVMe Qualified Name: at most 223 bytes, zero-terminated. Empty: it is none.
+std::string nameAt(const std::vector<uint8_t>& data, size_t offset) {
+    constexpr size_t MOST = 223;
+    const auto* at = reinterpret_cast<const char*>(data.data() + offset);
+    const std::string name(at, strnlen(at, NAME_BYTES));
+    return name.size() <= MOST && name.compare(0, 4, "nqn.") == 0 ? name : std::string();
+}
+
+/// Finds hosts that are gone without a word, also those that promised no keep alive.
+void watchOver(int descriptor) {
+    const int on = 1;
+    const int idleSeconds = 30;
+    const int userTimeoutMs = 60000;
+    (void)setsockopt(descriptor, SOL_SOCKET, SO_KEEPALIVE, &on, sizeof on);
+    (void)setsockopt(descriptor, IPPROTO_TCP, TCP_KEEPIDLE, &idleSeconds, sizeof idleSeconds);
+    (void)setsockopt(descriptor, IPPROTO_TCP, TCP_USER_TIMEOUT, &userTimeoutMs, sizeof userTimeoutMs);
+    (void)setsockopt(descriptor, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
+}
+
+uint16_t portOf(int descriptor, bool isIpv6) {
+    sockaddr_storage storage{};
+    socklen_t length = sizeof storage;
+    if (getsockname(descriptor, reinterpret_cast<sockaddr*>(&storage), &length) != 0) return 0;
+    return ntohs(isIpv6 ? reinterpret_cast<sockaddr_in6*>(&storage)->sin6_port
+                        : reinterpret_cast<sockaddr_in*>(&storage)->sin_port);
+}
+
+}  // namespace
+
+Status Target::listen(const std::string& address, uint16_t port) {
+    std::vector<uint8_t> identify;
+    const Status status = identifyDrive(drive_, identify);
+    if (!status.is(0, 0)) return status;
+    const auto* subsystem = reinterpret_cast<const char*>(identify.data() + 768);
+    addrinfo hints{};
+    hints.ai_flags = AI_NUMERICHOST | AI_NUMERICSERV | AI_PASSIVE;
+    hints.ai_socktype = SOCK_STREAM;
+    addrinfo* list = nullptr;
+    const int error = getaddrinfo(address.c_str(), std::to_string(port).c_str(), &hints, &list);
+    if (error != 0)
+        return Status(CATEGORY_OS, EINVAL, "\"" + address + "\" is no address: " + gai_strerror(error) + ".");
+    const std::unique_ptr<addrinfo, decltype(&freeaddrinfo)> found(list, freeaddrinfo);
+    listener_ = FileDescriptor(socket(found->ai_family, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
+    const int on = 1;
+    if (!listener_.isOpen()) return systemStatus(errno, address);
+    (void)setsockopt(listener_.get(), SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
+    if (bind(listener_.get(), found->ai_addr, found->ai_addrlen) != 0 || ::listen(listener_.get(), SOMAXCONN) != 0) {
+        return systemStatus(errno, "Unable to listen on " + address + " port " + std::to_string(port));
+    }
+    const bool isIpv6 = found->ai_family == AF_INET6;
+    place_ =
+        Place{std::string(subsystem, strnlen(subsystem, NAME_BYTES)), address, portOf(listener_.get(), isIpv6), isIpv6};
+    return Status();
+}
+
+Status Target::run(int stop) {
+    for (;;) {
+        std::vector<pollfd> waits;
+        waits.push_back({stop, POLLIN, 0});
+        waits.push_back({listener_.get(), POLLIN, 0});
+        for (const auto& each : connections_) {
+            const int events = (each->wantsToRead() ? POLLIN : 0) | (each->wantsToWrite() ? POLLOUT : 0);
+            waits.push_back({each->descriptor(), static_cast<short>(events), 0});
+        }
+        if (poll(waits.data(), waits.size(), waitMs()) < 0) {
+            if (errno == EINTR) continue;
+            return systemStatus(errno, "poll");
+        }
+        if (waits[0].revents != 0) break;
+        for (size_t i = 2; i < waits.size(); ++i) serve(*connections_[i - 2], waits[i].revents);
+        lookAfterTime();
+        removeEnded();
+        if (waits[1].revents != 0) accept();
+    }
+    for (const auto& each : controllers_) each->end();
+    connections_.clear();
+    controllers_.clear();
+    return Status();
+}
+
+void Target::accept() {
+    FileDescriptor socket(accept4(listener_.get(), nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC));
+    if (!socket.isOpen() || connections_.size() == MOST_CONNECTIONS) return;
+    watchOver(socket.get());
+    connections_.push_back(std::make_unique<Connection>(std::move(socket), *this));
+    connections_.back()->deadlineMs = nowMs() + IDLE_MS;
+}
+
+void Target::serve(Connection& connection, int events) {
+    if (connection.isOver()) return;  // another queue of the same association ended it
+    if ((events & (POLLIN | POLLHUP | POLLERR)) != 0) {
+        if (connection.wantsToRead()) {
+            connection.onReadable();
+        } else if ((events & (POLLHUP | POLLERR)) != 0) {
+            connection.closeNow();
+        }
+    }
+    // At once, not after another poll: most answers fit.
+    if (!connection.isOver() && connection.wantsToWrite()) connection.onWritable();
+}
+
+void Target::lookAfterTime() {
+    const uint64_t now = nowMs();
+    for (const auto& each : controllers_) {
+        each->reportEvents();
+        if (each->isExpired(now)) each->end();
+    }
+    for (const auto& each : connections_) {
+        const bool isQueue = each->queue.controller != nullptr;
+        if (isQueue && !each->isClosing()) {
+            each->deadlineMs = now + IDLE_MS;
+        } else if (now > each->deadlineMs) {
+            each->closeNow();
+        }
+    }
+}
+
+void Target::removeEnded() {
+    // Twice: the end of an admin queue ends the other connections of its association.
+    for (int pass = 0; pass < 2; ++pass) {
+        for (const auto& each : connections_) {
+            if (each->isOver() && each->queue.controller != nullptr) each->queue.controller->forget(*each);
+        }
+    }
+    const auto isOver = [](const auto& each) { return each->isOver(); };
+    connections_.erase(std::remove_if(connections_.begin(), connections_.end(), isOver), connections_.end());
+    controllers_.erase(std::remove_if(controllers_.begin(), controllers_.end(), isOver), controllers_.end());
+}
+
+int Target::waitMs() const {
+    return connections_.empty() ? -1 : TICK_MS;
+}
+
+FabricsController* Target::findController(uint16_t id) const {
+    const auto found = std::find_if(controllers_.begin(), controllers_.end(),
+                                    [&](const auto& each) { return each->id() == id && !each->isOver(); });
+    return found == controllers_.end() ? nullptr : found->get();
+}
+
+Reply Target::handle(Connection& connection, const Capsule& capsule, std::vector<uint8_t>& data) {
+    FabricsController* controller = connection.queue.controller;
+    if (controller != nullptr) {
+        if (controller->isOver()) return Reply::held();
+        return controller->handle(connection, capsule, data, nowMs());
+    }
+    if (!capsule.isFabrics() || capsule.fabricsType() != FABRICS_CONNECT) {
+        return Reply::refusal(SCT_GENERIC, SC_COMMAND_SEQUENCE);
+    }
+    return connect(connection, capsule, data);
+}
+
+Reply Target::connect(Connection& connection, const Capsule& capsule, const std::vector<uint8_t>& data) {
+    if (capsule.word(AT_FORMAT) != 0) return Reply::refusal(SCT_COMMAND, SC_INCOMPATIBLE_FORMAT);
+    if (data.size() != CONNECT_DATA_BYTES) return Reply::refusal(SCT_GENERIC, SC_DATA_SGL_LENGTH);
+    const uint16_t size0Based = capsule.word(AT_QUEUE_SIZE);
+    if (size0Based == 0 || size0Based >= MOST_QUEUE_ENTRIES) return invalidInCommand(AT_QUEUE_SIZE);
+    Host host;
+    std::copy_n(data.begin(), host.identifier.size(), host.identifier.begin());
+    host.name = nameAt(data, AT_HOST);
+    if (host.name.empty()) return invalidInData(AT_HOST);
+    const std::string subsystem = nameAt(data, AT_SUBSYSTEM);
+    if (subsystem != place_.subsystem && subsystem != DISCOVERY_NQN) return invalidInData(AT_SUBSYSTEM);
+
+    const bool isAdmin = capsule.word(AT_QUEUE_ID) == 0;
+    const Reply reply =
+        isAdmin ? connectAdmin(connection, capsule, data, std::move(host)) : connectIo(connection, capsule, data, host);
+    if (!reply.isSuccess()) return reply;
+    constexpr uint8_t NO_FLOW_CONTROL = 1 << 2;
+    connection.queue.id = capsule.word(AT_QUEUE_ID);
+    connection.queue.entries = static_cast<uint16_t>(size0Based + 1);
+    connection.queue.isFlowControlled = (capsule.byte(AT_ATTRIBUTES) & NO_FLOW_CONTROL) == 0;
+    connection.queue.controller->add(connection);
+    return reply;
+}
+
+Reply Target::connectAdmin(Connection& connection, const Capsule& capsule, const std::vector<uint8_t>& data,
+                           Host host) {
+    if (le16(data.data() + AT_CONTROLLER_ID) != ANY_CONTROLLER) return invalidInData(AT_CONTROLLER_ID);
+    const uint32_t keepAliveMs = capsule.dword(AT_KEEP_ALIVE);
+    std::unique_ptr<FabricsController> controller;
+    if (nameAt(data, AT_SUBSYSTEM) == DISCOVERY_NQN) {
+        if (controllers_.size() > MOST_DISCOVERIES) return Reply::passingRefusal(SCT_COMMAND, SC_CONTROLLER_BUSY);
+        do {
+            nextDiscovery_ = nextDiscovery_ < 0xFFEF ? static_cast<uint16_t>(nextDiscovery_ + 1) : uint16_t{2};
+        } while (findController(nextDiscovery_) != nullptr);
+        controller =
+            std::make_unique<DiscoveryController>(nextDiscovery_, place_, std::move(host), keepAliveMs, nowMs());
+    } else {
+        if (findController(DriveController::ID) != nullptr) {
+            return Reply::passingRefusal(SCT_COMMAND, SC_CONTROLLER_BUSY);
+        }
+        controller = std::make_unique<DriveController>(drive_, std::move(host), keepAliveMs, nowMs());
+    }
+    connection.queue.controller = controller.get();
+    controllers_.push_back(std::move(controller));
+    return Reply{0, connection.queue.controller->id(), false};
+}
+
+Reply Target::connectIo(Connection& connection, const Capsule& capsule, const std::vector<uint8_t>& data,
+                        const Host& host) {
+    FabricsController* controller = findController(le16(data.data() + AT_CONTROLLER_ID));
+    if (controller == nullptr) return invalidInData(AT_CONTROLLER_ID);
+    const bool isDiscovery = nameAt(data, AT_SUBSYSTEM) == DISCOVERY_NQN;
+    if (isDiscovery != (controller->id() != DriveController::ID)) return invalidInData(AT_SUBSYSTEM);
+    if (!(controller->host() == host)) return invalidInData(AT_HOST);
+    if (capsule.word(AT_QUEUE_ID) > controller->mostIoQueues()) return invalidInCommand(AT_QUEUE_ID);
+    if (!controller->isEnabled() || controller->findQueue(capsule.word(AT_QUEUE_ID)) != nullptr) {
+        return Reply::refusal(SCT_GENERIC, SC_COMMAND_SEQUENCE);
+    }
+    connection.queue.controller = controller;
+    return Reply{0, controller->id(), false};
+}
+
+}  // namespace simdrive::tcp

@@ -1,0 +1,58 @@
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "features/simulator/Controller.h"
+#include "ostrel/core/FileDescriptor.h"
+#include "ostrel/core/Status.h"
+#include "simdrive/tcp/Connection.h"
+#include "simdrive/tcp/DiscoveryController.h"
+#include "simdrive/tcp/FabricsController.h"
+
+namespace simdrive::tcp {
+
+/// An NVMe/TCP target with one simulated drive and a Discovery subsystem. The drive has one controller, so one host at
+/// a time; a second one is refused as long as the first is there or has not missed its keep alive.
+///
+/// Memory:    at most MOST_CONNECTIONS connections, see Connection.
+/// Ownership: the drive must outlive it.
+/// Threads:   one, which does everything in run().
+class Target : public CommandHandler {
+public:
+    explicit Target(features::simulator::Controller& drive) : drive_(drive) {}
+
+    /// `address`: numeric, IPv4 or IPv6; port 0: any free one, see place().
+    ostrel::core::Status listen(const std::string& address, uint16_t port);
+    const Place& place() const { return place_; }
+    /// Serves until `stop` becomes readable; then every connection is closed.
+    ostrel::core::Status run(int stop);
+
+    Reply handle(Connection& connection, const Capsule& capsule, std::vector<uint8_t>& data) override;
+
+private:
+    static constexpr size_t MOST_CONNECTIONS = 128;
+    static constexpr size_t MOST_DISCOVERIES = 16;
+
+    void accept();
+    void serve(Connection& connection, int events);
+    void lookAfterTime();
+    void removeEnded();
+    int waitMs() const;
+    Reply connect(Connection& connection, const Capsule& capsule, const std::vector<uint8_t>& data);
+    Reply connectAdmin(Connection& connection, const Capsule& capsule, const std::vector<uint8_t>& data, Host host);
+    Reply connectIo(Connection& connection, const Capsule& capsule, const std::vector<uint8_t>& data, const Host& host);
+    FabricsController* findController(uint16_t id) const;
+
+    features::simulator::Controller& drive_;
+    Place place_;
+    ostrel::core::FileDescriptor listener_;
+    std::vector<std::unique_ptr<Connection>> connections_;
+    std::vector<std::unique_ptr<FabricsController>> controllers_;
+    uint16_t nextDiscovery_ = 2;
+};
+
+}  // namespace simdrive::tcp

@@ -1,0 +1,272 @@
+"""nimbrel-simdrive: whole outputs and exit statuses of the commands that make, show, change and remove drives."""
+
+import json
+import os
+import pathlib
+import re
+import unittest
+
+from world import World
+
+TOOL = os.environ.get("NIMBREL_SIMDRIVE", "")
+DRIVES = "/opt/velko/nimbrel/SimulatedDrives"
+SERIAL = re.compile(r"SIM[0-9A-HJ-NP-TV-Z]{9}")
+
+
+class SimdriveTestCase(unittest.TestCase):
+    maxDiff = None
+
+    def setUp(self):
+        self.world = World()
+        self.addCleanup(self.world.close)
+        self.drives = self.world.opt / "SimulatedDrives"
+
+    def check(self, *arguments, status=0, stdout="", stderr="", **options):
+        run = self.world.run(*arguments, tool=TOOL, **options)
+        message = f"nimbrel-simdrive: {stderr}\n" if stderr else ""
+        self.assertEqual((run.stdout, run.stderr, run.status), (stdout, message, status), arguments)
+
+    def make(self, name="a", *options, serial="S1"):
+        self.check("create", name, "--serial", serial, *options,
+                   stdout=f"Made {name}: velko, 16 GiB, serial number {serial}\n")
+
+    def description(self, name="a"):
+        return self.drives / name / "description.ini"
+
+
+class Words(SimdriveTestCase):
+    def test_help_fits_a_terminal_and_needs_no_root(self):
+        run = self.world.run("--help", tool=TOOL, root=False)
+        self.assertEqual((run.status, run.stderr), (0, ""))
+        self.assertLessEqual(max(map(len, run.stdout.splitlines())), 80)
+        self.check("fault", "--help", stdout=run.stdout)
+        self.check(status=2, stdout=run.stdout)
+
+    def test_an_ordinary_user_is_refused(self):
+        for command in (["create"], ["list"], ["remove", "a"], ["fault", "a"], ["serve", "a"]):
+            self.check(*command, root=False, status=1, stderr="This needs the root user.")
+        self.assertEqual(list(self.world.opt.iterdir()), [])
+
+    def test_wrong_words_are_told(self):
+        for arguments, message in (
+                (["make"], 'There is no command "make"; nimbrel-simdrive --help lists them.'),
+                (["list", "a"], "list takes no name."),
+                (["list", "--xml"], "There is no option --xml."),
+                (["create", "a", "b"], "One name is enough: --count numbers the drives."),
+                (["create", "--model", "best"], "--model takes velko or ocp."),
+                (["create", "--size", "1.5G"],
+                 "--size takes a number of bytes, or one with K, M, G, T, Ki, Mi, Gi or Ti."),
+                (["create", "--count", "0"], "--count takes 1 to 10000."),
+                (["create", "--count", "10001"], "--count takes 1 to 10000."),
+                (["create", "--count", "1K"], "--count takes 1 to 10000."),
+                (["create", "--size"], "--size needs a value."),
+                (["remove"], "remove needs the name of a drive."),
+                (["fault"], "fault needs the name of a drive."),
+                (["fault", "a", "b"], 'Behind the name: options that set faults, or "clear" and which.'),
+                (["fault", "a", "clear", "rust"], 'There is no fault "rust".'),
+                (["fault", "a", "--rust", "1"], "There is no option --rust."),
+                (["fault", "a", "--gone", "yes\n[supports]\nformat = no"], "--gone takes one line."),
+                (["serve"], "serve needs the name of one drive."),
+                (["serve", "a", "--port", "65536"], "--port takes 0 to 65535."),
+                (["serve", "a", "--port", "x"], "--port takes 0 to 65535.")):
+            with self.subTest(arguments):
+                self.check(*arguments, status=2, stderr=message)
+        self.assertEqual(list(self.world.opt.iterdir()), [])
+
+
+class Making(SimdriveTestCase):
+    def test_a_drive_by_its_name(self):
+        self.check("create", "a", "--model", "ocp", "--size=100G", "--serial", "S1",
+                   stdout="Made a: ocp, 97656250 KiB, serial number S1\n")
+        self.check("list", stdout="NAME  MODEL  SIZE          SERIAL NUMBER  FIRMWARE  FAULTS\n"
+                                  f"a     ocp    97656250 KiB  S1             {self.firmware('a')}  none\n")
+
+    def firmware(self, name):
+        return next(drive["firmware"].ljust(8) for drive in self.listed() if drive["name"] == name)
+
+    def listed(self):
+        return json.loads(self.world.run("list", "--json", tool=TOOL).stdout)
+
+    def test_drives_without_a_name_are_numbered_past_those_that_are_there(self):
+        for options, names in ((["--count", "2"], ["velko-1", "velko-2"]), ([], ["velko-3"]),
+                               (["--model", "ocp"], ["ocp-1"]), (["x", "--count", "2"], ["x-1", "x-2"])):
+            run = self.world.run("create", *options, tool=TOOL)
+            self.assertEqual((run.status, run.stderr), (0, ""))
+            self.assertEqual([line.split()[1] for line in run.stdout.splitlines()], [name + ":" for name in names])
+        serials = [drive["serialNumber"] for drive in self.listed()]
+        self.assertEqual(len(set(serials)), 6)
+        for serial in serials:
+            self.assertRegex(serial, SERIAL)
+
+    def test_serial_numbers_of_several_drives_are_numbered(self):
+        self.check("create", "a", "--count", "2", "--serial", "S", "--size", "1Mi",
+                   stdout="Made a-1: velko, 1 MiB, serial number S-1\nMade a-2: velko, 1 MiB, serial number S-2\n")
+
+    def test_what_cannot_be_made_leaves_nothing(self):
+        for arguments, message in (
+                (["../a"], '"../a" is no name of a simulated drive: letters, digits, \'-\', \'_\' and \'.\', no \'.\' at '
+                           "first, 64 characters at most."),
+                ([".."], '".." is no name of a simulated drive: letters, digits, \'-\', \'_\' and \'.\', no \'.\' at '
+                         "first, 64 characters at most."),
+                (["a", "--size", "1023Ki"], '"size" takes 1 MiB to 8 TiB, for instance "16 GiB".'),
+                (["a", "--size", "8193Gi"], '"size" takes 1 MiB to 8 TiB, for instance "16 GiB".'),
+                (["a", "--serial", "S 1"], '"serial-number" takes 1 to 20 visible characters.'),
+                (["a", "--serial", "S" * 21], '"serial-number" takes 1 to 20 visible characters.')):
+            with self.subTest(arguments):
+                self.check("create", *arguments, status=1, stderr=message)
+                self.assertEqual(list(self.drives.iterdir()), [])
+
+    def test_a_name_or_a_serial_number_in_use_is_refused(self):
+        self.make()
+        before = self.description().read_bytes()
+        self.check("create", "a", status=1, stderr=f"System error. {DRIVES}/a: File exists.")
+        self.check("create", "b", "--serial", "S1", status=1,
+                   stderr="Another simulated drive has the serial number S1.")
+        self.assertEqual(sorted(path.name for path in self.drives.iterdir()), ["a"])
+        self.assertEqual(self.description().read_bytes(), before)
+
+    def test_without_an_installation_there_is_no_place(self):
+        self.world.opt.rmdir()
+        self.check("create", "a", status=1, stderr=f"{DRIVES}: No such file or directory.")
+
+
+class Listing(SimdriveTestCase):
+    def test_of_nothing(self):
+        self.check("list", stdout="There are no simulated drives.\n")
+        self.check("list", "--json", stdout="[]\n")
+
+    def test_tells_faults_and_damages_for_each_drive_alone(self):
+        self.make("a")
+        self.make("b10", serial="S10")
+        self.make("b9", serial="S9")
+        self.description("b9").write_text("nonsense\n")
+        self.world.run("fault", "b10", "--gone", "yes", "--temperature", "90", tool=TOOL)
+        run = self.world.run("list", "--json", tool=TOOL)
+        drives = json.loads(run.stdout)
+        firmware = drives[0]["firmware"]
+        common = {"model": "velko", "sizeBytes": 17179869184, "firmware": firmware}
+        error = f"{DRIVES}/b9/description.ini: Line 1: '=' character not found in line."
+        self.assertEqual((run.status, run.stderr), (0, ""))
+        self.assertEqual(drives, [
+            {"name": "a", "path": f"{DRIVES}/a", "serialNumber": "S1", **common, "faults": {}},
+            {"name": "b9", "path": f"{DRIVES}/b9", "error": error},
+            {"name": "b10", "path": f"{DRIVES}/b10", "serialNumber": "S10", **common,
+             "faults": {"temperature": "90", "gone": "yes"}}])
+        self.check("list", stdout="NAME  MODEL  SIZE    SERIAL NUMBER  FIRMWARE  FAULTS\n"
+                                  f"a     velko  16 GiB  S1             {firmware:8}  none\n"
+                                  f"b9    {error}\n"
+                                  f"b10   velko  16 GiB  S10            {firmware:8}  temperature, gone\n")
+
+
+class Removing(SimdriveTestCase):
+    def test_drives(self):
+        self.make("a")
+        self.make("b", serial="S2")
+        self.make("c", serial="S3")
+        self.check("remove", "a", "c", stdout="Removed a\nRemoved c\n")
+        self.assertEqual([path.name for path in self.drives.iterdir()], ["b"])
+
+    def test_stops_at_the_first_that_cannot_be(self):
+        self.make("a")
+        self.make("b", serial="S2")
+        self.check("remove", "a", "x", "b", status=1, stdout="Removed a\n",
+                   stderr='There is no simulated drive "x".')
+        self.assertEqual([path.name for path in self.drives.iterdir()], ["b"])
+
+    def test_a_damaged_drive_too(self):
+        self.make()
+        self.description().write_text("nonsense\n")
+        self.check("remove", "a", stdout="Removed a\n")
+
+    def test_refuses_what_is_no_drive(self):
+        outside = self.world.opt / "outside"
+        outside.mkdir()
+        (outside / "description.ini").write_text("[drive]\n")
+        self.drives.mkdir()
+        (self.drives / "link").symlink_to(outside)
+        (self.drives / "file").write_text("")
+        (self.drives / "folder").mkdir()
+        (self.drives / "folder/state").write_text("")
+        (self.drives / "linked").mkdir()
+        (self.drives / "linked/description.ini").symlink_to(outside / "description.ini")
+        for name in ("link", "file", "folder", "linked", "x"):
+            self.check("remove", name, status=1, stderr=f'There is no simulated drive "{name}".')
+        for name in ("..", "a/b", "", "/"):
+            self.check("remove", name, status=1, stderr=f'"{name}" is no name of a simulated drive.')
+        self.assertEqual(sorted(str(path.relative_to(self.world.opt)) for path in self.world.opt.rglob("*")),
+                         ["SimulatedDrives", "SimulatedDrives/file", "SimulatedDrives/folder",
+                          "SimulatedDrives/folder/state", "SimulatedDrives/link", "SimulatedDrives/linked",
+                          "SimulatedDrives/linked/description.ini", "outside", "outside/description.ini"])
+
+    def test_refuses_a_folder_with_other_files(self):
+        self.make()
+        for name, make in (("notes.txt", pathlib.Path.touch), ("media-old", pathlib.Path.mkdir),
+                           ("lock", lambda path: path.symlink_to("/etc/passwd"))):
+            path = self.drives / "a" / name
+            make(path)
+            before = sorted((self.drives / "a").iterdir())
+            self.check("remove", "a", status=1,
+                       stderr=f"{DRIVES}/a/{name} is no file of a simulated drive. Nothing was removed.")
+            self.assertEqual(sorted((self.drives / "a").iterdir()), before)
+            path.rmdir() if path.is_dir() and not path.is_symlink() else path.unlink()
+
+
+class Faults(SimdriveTestCase):
+    def test_are_set_shown_and_taken_off(self):
+        self.make()
+        self.check("fault", "a", stdout="No faults.\n")
+        self.check("fault", "a", "--critical-warning", "0x4", "--media-errors", "1:100-107, 1:500",
+                   stdout="critical-warning = 0x04\nmedia-errors = 1:100-107, 1:500\n")
+        self.check("fault", "a", "--fail", "admin 0x80 0x10A", "--hang", "admin 0x06", "--power-loss", "io 0x01",
+                   "--temperature=-5", "--gone", "yes",
+                   stdout="critical-warning = 0x04\ntemperature = -5\nmedia-errors = 1:100-107, 1:500\n"
+                          "fail = admin 0x80 0x10A\nhang = admin 0x06\npower-loss = io 0x01\ngone = yes\n")
+        self.check("fault", "a", "clear", "gone", "fail",
+                   stdout="critical-warning = 0x04\ntemperature = -5\nmedia-errors = 1:100-107, 1:500\n"
+                          "hang = admin 0x06\npower-loss = io 0x01\n")
+        self.check("fault", "a", "--temperature", "", stdout="critical-warning = 0x04\n"
+                   "media-errors = 1:100-107, 1:500\nhang = admin 0x06\npower-loss = io 0x01\n")
+        self.check("fault", "a", "clear", stdout="No faults.\n")
+
+    def test_leave_the_rest_of_the_file_alone(self):
+        self.make()
+        text = "; my own words\n" + self.description().read_text().replace("gone = no", "gone=no")
+        self.description().write_text(text)
+        self.check("fault", "a", "--gone", "yes", stdout="gone = yes\n")
+        self.assertEqual(self.description().read_text(), text.replace("gone=no", "gone = yes"))
+
+    def test_that_are_none_change_nothing(self):
+        self.make()
+        before = self.description().read_bytes()
+        for option, value, message in (
+                ("--critical-warning", "256", '"critical-warning" takes 0x00 to 0xFF.'),
+                ("--temperature", "hot", '"temperature" takes -100 to 200, or nothing.'),
+                ("--media-errors", "100", '"media-errors" takes blocks like "1:100-107, 1:500".'),
+                ("--fail", "admin 0x80", '"fail" takes commands like "admin 0x80 0x10A".'),
+                ("--hang", "0x80", '"hang" takes commands like "admin 0x06, io 0x02".'),
+                ("--power-loss", "io 0x100", '"power-loss" takes commands like "admin 0x80".'),
+                ("--gone", "true", '"gone" takes "yes" or "no".')):
+            with self.subTest(option):
+                self.check("fault", "a", option, value, status=1, stderr=message)
+                self.assertEqual(self.description().read_bytes(), before)
+
+    def test_of_an_unknown_drive(self):
+        self.check("fault", "x", "--gone", "yes", status=1, stderr='There is no simulated drive "x".')
+
+
+class Serving(SimdriveTestCase):
+    def test_of_what_cannot_be_served(self):
+        self.make()
+        self.make("bad", serial="S2")
+        self.description("bad").write_text("nonsense\n")
+        self.check("serve", "x", status=1, stderr='There is no simulated drive "x".')
+        self.check("serve", "bad", status=1,
+                   stderr=f"{DRIVES}/bad/description.ini: Line 1: '=' character not found in line.")
+        self.check("serve", "a", "--address", "localhost", status=1,
+                   stderr='"localhost" is no address: Name or service not known.')
+        self.check("serve", "a", "--address", "203.0.113.1", status=1,
+                   stderr="Unable to listen on 203.0.113.1 port 4420: Cannot assign requested address.")
+
+
+if __name__ == "__main__":
+    unittest.main()
