@@ -21,7 +21,7 @@ constexpr uint8_t TRANSPORT_TCP = 3;
 constexpr uint8_t ADDRESS_IPV4 = 1;
 constexpr uint8_t ADDRESS_IPV6 = 2;
 constexpr uint8_t SUBTYPE_NVM = 2;
-constexpr uint8_t TREQ_NO_SECURE_CHANNEL_FLOW_CONTROL_OPTIONAL = 2 | 1 << 2;
+constexpr uint8_t TREQ_FLOW_CONTROL_OPTIONAL = 1 << 2;
 constexpr uint16_t ANY_CONTROLLER = 0xFFFF;
 
 void putText(uint8_t* at, size_t width, const std::string& text, char fill) {
@@ -38,7 +38,7 @@ std::vector<uint8_t> discoveryLog(const Place& place) {
     at[0] = TRANSPORT_TCP;
     at[1] = place.isIpv6 ? ADDRESS_IPV6 : ADDRESS_IPV4;
     at[2] = SUBTYPE_NVM;
-    at[3] = TREQ_NO_SECURE_CHANNEL_FLOW_CONTROL_OPTIONAL;
+    at[3] = TREQ_FLOW_CONTROL_OPTIONAL;
     putLe16(at + 4, 1);  // PORTID
     putLe16(at + 6, ANY_CONTROLLER);
     putLe16(at + 8, 32);  // ASQSZ

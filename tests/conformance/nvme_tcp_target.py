@@ -493,7 +493,7 @@ class Discovery(TargetTestCase):
         status, _, data = queue.command(IDENTIFY, cdw10=1, read=4096)
         self.assertEqual((status, data[78:80], data[111]), (0, struct.pack("<H", controller), 2))
         status, _, log = queue.command(GET_LOG, cdw10=0x70 | 511 << 16, read=2048)
-        record = (bytes.fromhex("03 01 02 06 0100 FFFF 2000") + bytes(22) + str(self.port).encode().ljust(32) + bytes(192) +
+        record = (bytes.fromhex("03 01 02 04 0100 FFFF 2000") + bytes(22) + str(self.port).encode().ljust(32) + bytes(192) +
                   NQN.encode().ljust(256, b"\0") + b"127.0.0.1".ljust(256) + bytes(256))
         self.assertEqual((status, log), (0, struct.pack("<QQ", 1, 1) + bytes(1008) + record))
         self.assertEqual(queue.command(GET_LOG, cdw10=0x70 | 1 << 16, cdw12=8, read=8),
