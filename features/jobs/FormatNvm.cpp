@@ -149,10 +149,14 @@ Status FormatNvm::run(const FormatRequest& request, std::string& report) {
     if (!status.is(0, 0)) return status;
     for (const Step& step : steps) {
         status = perform(controller, step);
-        if (!status.is(0, 0)) return report.empty() ? status : withDetails(status, "Before that: " + report);
+        if (!status.is(0, 0)) break;
         for (const size_t i : step.targets) report += (report.empty() ? "" : " ") + outcome(targets_[i]);
     }
-    return status;
+    if (report.empty()) return status;
+    // The host still knows the partitions that are gone.
+    const Status look = rescan(drive_);
+    if (!status.is(0, 0)) return withDetails(status, "Before that: " + report);
+    return look.is(0, 0) ? look : withDetails(look, report);
 }
 
 Status FormatNvm::checkGate(uint32_t nsid) const {

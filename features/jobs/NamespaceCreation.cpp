@@ -123,7 +123,9 @@ Status NamespaceCreation::run(const uint8_t* controllerBytes, std::string& repor
     if (!status.is(0, 0)) return status;
     Payload data;
     status = drive_.identify(nvme::CNS_NAMESPACE, nvme::NSID_ALL, 0, data);
-    if (!status.is(0, 0)) return toldByNamespaceRefusals(status, drive_);
+    // Every controller with namespace management tells what its namespaces have in common.
+    if (isRefusal(status)) return withDetails(statuses::driveDoesNotSupportFeature(), status.getMessage());
+    if (!status.is(0, 0)) return status;
     status = checkFormat(NamespaceProperties(data.getData()));
     if (!status.is(0, 0)) return status;
     if (capacity() < request_.size && !bit(data.getData()[OFFSET_NSFEAT], 0))

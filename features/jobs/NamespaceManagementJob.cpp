@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "features/jobs/FeatureAccess.h"
+#include "features/jobs/LogReading.h"
 #include "features/jobs/NamespaceCommands.h"
 #include "features/jobs/Namespaces.h"
 #include "features/jobs/SafetyGate.h"
@@ -12,7 +13,6 @@
 #include "features/nvme/Opcodes.h"
 #include "features/transport/HostCommand.h"
 #include "ostrel/core/AttributeVocabulary.h"
-#include "ostrel/core/CommandResult.h"
 #include "ostrel/core/ScopeTrace.h"
 #include "ostrel/core/StatusCatalogue.h"
 #include "ostrel/interfaces/ostreli/interface/JobNames.h"
@@ -30,12 +30,6 @@ constexpr uint64_t MOST_CONTROLLER_ID = 0xFFEF;
 /// How long the system may take to see a change.
 constexpr uint64_t VIEW_LIMIT_MS = 10 * 1000;
 constexpr uint64_t VIEW_POLL_MS = 100;
-
-Status rescan(nvme::Drive& drive) {
-    CommandResult result;
-    drive.device().sendCommand(transport::HostCommand(transport::HostRequest::RESCAN), result);
-    return result.status;
-}
 
 }  // namespace
 
@@ -106,9 +100,20 @@ Status NamespaceManagementJob::actOnDrive(nvme::Drive& drive, const Arguments&, 
                            "Drive " + drive.name() + " has no namespace management.");
     }
     std::string report;
-    status = (this->*action_->operation)(drive, controller, report);
+    if (nsid_ != 0 && nsid_ != nvme::NSID_ALL) status = checkAllocated(drive);
+    if (status.is(0, 0)) status = (this->*action_->operation)(drive, controller, report);
     if (status.is(0, 0)) out.addStatus(title(), Status(0, 0, report));
     return status;
+}
+
+Status NamespaceManagementJob::checkAllocated(nvme::Drive& drive) const {
+    OSTREL_TRACE();
+    std::vector<uint32_t> all;
+    const Status status = readNamespaceList(drive, nvme::CNS_ALLOCATED_NAMESPACES, all);
+    if (isRefusal(status)) return Status();  // then the command itself tells
+    if (!status.is(0, 0) || std::find(all.begin(), all.end(), nsid_) != all.end()) return status;
+    return withDetails(statuses::invalidNamespaceId(),
+                       "Drive " + drive.name() + " has no namespace " + std::to_string(nsid_) + ".");
 }
 
 Status NamespaceManagementJob::create(nvme::Drive& drive, const uint8_t* controller, std::string& report) {

@@ -36,6 +36,7 @@ private:
 
     ostrel::core::Status readTarget(const Arguments& arguments);
     ostrel::core::Status checkGate(nvme::Drive& drive) const;
+    ostrel::core::Status checkAllocated(nvme::Drive& drive) const;
     // What each action does. `controller`: Identify Controller. `report`: what was done, in sentences.
     ostrel::core::Status create(nvme::Drive& drive, const uint8_t* controller, std::string& report);
     ostrel::core::Status erase(nvme::Drive& drive, const uint8_t* controller, std::string& report);

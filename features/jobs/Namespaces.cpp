@@ -56,6 +56,13 @@ Status readHostNamespaces(nvme::Drive& drive, std::vector<transport::HostNamespa
     return Status();
 }
 
+Status rescan(nvme::Drive& drive) {
+    OSTREL_TRACE();
+    CommandResult result;
+    drive.device().sendCommand(transport::HostCommand(transport::HostRequest::RESCAN), result);
+    return result.status;
+}
+
 /// The lists go on behind the last entry of a full one.
 Status readNamespaceList(nvme::Drive& drive, uint8_t cns, std::vector<uint32_t>& namespaces) {
     OSTREL_TRACE();

@@ -18,6 +18,9 @@ std::optional<uint32_t> namedNamespace(nvme::Drive& drive);
 /// The namespaces that the host has of the drive, attached to this controller.
 ostrel::core::Status readHostNamespaces(nvme::Drive& drive, std::vector<transport::HostNamespace>& namespaces);
 
+/// Lets the host look again, after a command that changed namespaces or what is on them.
+ostrel::core::Status rescan(nvme::Drive& drive);
+
 /// The whole list of CNS 02h (attached) or 10h (allocated). 10/33 for a drive whose lists have no end.
 ostrel::core::Status readNamespaceList(nvme::Drive& drive, uint8_t cns, std::vector<uint32_t>& namespaces);
 /// The whole list of CNS 12h (of one namespace) or 13h (of the subsystem), likewise.

@@ -4,6 +4,7 @@
 #include <iterator>
 
 #include "features/jobs/LogReading.h"
+#include "features/jobs/Namespaces.h"
 #include "features/jobs/Refusals.h"
 #include "features/jobs/SafetyGate.h"
 #include "features/jobs/StatusDetails.h"
@@ -182,7 +183,11 @@ Status Sanitize::run(const SanitizeRequest& request, std::string& report) {
     } else if (request_.returnImmediately) {
         report = "The sanitize operation was started and goes on in the drive.";
     } else {
-        return follow(limitMs(controller, log.getData()), report);
+        status = follow(limitMs(controller, log.getData()), report);
+        if (!status.is(0, 0)) return status;
+        // The host still knows the partitions that are gone.
+        status = rescan(drive_);
+        return status.is(0, 0) ? status : withDetails(status, report);
     }
     return status;
 }

@@ -21,7 +21,7 @@ enum class HostRequest : uint8_t {
     USES,              ///< all that the host sees of the subsystem, each with its uses and partitions
     RESET_CONTROLLER,  ///< a controller level reset; returns when the controller answers again or the time is over
     RESET_SUBSYSTEM,   ///< an NVM subsystem reset, likewise; 10/34 where the controller has none
-    RESCAN,            ///< look for namespaces again
+    RESCAN,            ///< look for namespaces again, and for partitions on those that nobody uses
 };
 
 /// A request to the host's side. It travels the same road as NVMe commands, so that the jobs need no second one.

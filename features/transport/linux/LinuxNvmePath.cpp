@@ -1,10 +1,12 @@
 #include "features/transport/linux/LinuxNvmePath.h"
 
 #include <fcntl.h>
+#include <linux/fs.h>
 #include <linux/nvme_ioctl.h>
 #include <sys/ioctl.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <chrono>
 #include <cstring>
@@ -244,8 +246,26 @@ void LinuxNvmePath::sendHost(const HostCommand& command, CommandResult& result) 
             if (result.status.is(0, 0) && ::ioctl(node, NVME_IOCTL_RESCAN) < 0) {
                 result.status = systemStatus(errno, controllerNode());
             }
+            if (result.status.is(0, 0)) rescanPartitions();
             return;
         }
+    }
+}
+
+/// The kernel reads a partition table anew when the size of the disk changes, not when its content is erased. Tables of
+/// disks in use are left alone; one that cannot be read again stays as it is known, as it would without this.
+void LinuxNvmePath::rescanPartitions() const {
+    OSTREL_TRACE();
+    const BlockUses uses(paths_);
+    if (!uses.isKnown()) return;
+    for (const NamespaceNode& part : topology_->namespacesOf(controller_)) {
+        if (part.block.empty()) continue;
+        const std::vector<NamespaceUse> ofPart = uses.usesOf(part.block);
+        const bool isUsed = std::any_of(ofPart.begin(), ofPart.end(), [](const NamespaceUse& use) {
+            return use.kind != NamespaceUse::Kind::PARTITION;
+        });
+        const FileDescriptor node(isUsed ? -1 : ::open((paths_.dev + "/" + part.block).c_str(), O_RDONLY | O_CLOEXEC));
+        if (node.isOpen()) (void)::ioctl(node.get(), BLKRRPART);  // see above
     }
 }
 

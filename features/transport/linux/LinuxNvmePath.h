@@ -46,6 +46,7 @@ private:
     ostrel::core::Status openNamespace(uint32_t nsid, ostrel::core::FileDescriptor& node, std::string& nodePath);
     ostrel::core::Status resetController(unsigned long request, uint32_t timeoutMs);
     ostrel::core::Status awaitController(uint32_t timeoutMs);
+    void rescanPartitions() const;
     std::vector<HostNamespace> attachedNamespaces() const;
     ostrel::core::Status usedNamespaces(std::vector<HostNamespace>& found) const;
     HostNamespace hostNamespace(const NamespaceNode& node, bool attached) const;

@@ -50,6 +50,10 @@ Expected formatCommand(uint32_t nsid, uint32_t dword10) {
     return Expected::admin(0x80).nsid(nsid).dword(10, dword10);
 }
 
+Expected lookAgain() {
+    return Expected::host(transport::HostRequest::RESCAN);
+}
+
 void nameNamespace(FakeDrive& drive, uint32_t nsid) {
     Attribute attribute = attributes::device::namespaceId();
     attribute.setValue(nsid);
@@ -162,7 +166,8 @@ TEST_F(FormatJobTest, ForceOverridesPartitionsAlone) {
         .expect(identify(0, 1).answers(space()))
         .expect(hostUses({partitioned(1)}))
         .expect(formatCommand(1, 0x200).completes())
-        .expect(identify(0, 1).answers(space()));
+        .expect(identify(0, 1).answers(space()))
+        .expect(lookAgain());
     EXPECT_EQ(run("Delete", {{"Force", "true"}}), told("0/0 " + ERASED_1));
 }
 
@@ -172,7 +177,8 @@ TEST_F(FormatJobTest, WhatAFormatOfOneNamespaceDoesNotReachMayBeUsed) {
         .expect(identify(0, 1).answers(space()))
         .expect(hostUses({unusedNamespace(1), mounted(2)}))
         .expect(formatCommand(1, 0x001).completes())
-        .expect(identify(0, 1).answers(space(1)));
+        .expect(identify(0, 1).answers(space(1)))
+        .expect(lookAgain());
     EXPECT_EQ(run("NVMeFormat", {{"NamespaceId", "1"}, {"LBAFormat", "1"}}),
               told("0/0 Namespace 1 was formatted: LBA format 1, blocks of 4096 bytes."));
 }
@@ -198,7 +204,8 @@ TEST_F(FormatJobTest, DeleteErasesEachNamespaceAndKeepsItsFormat) {
         .expect(hostUses(namespaces))
         .expect(formatCommand(7, 0x201).completes())
         .expect(identify(0, 7).answers(DriveBytes(4096)))
-        .expect(identify(0x11, 7).answers(space(1)));
+        .expect(identify(0x11, 7).answers(space(1)))
+        .expect(lookAgain());
     EXPECT_EQ(run("Delete"), told("0/0 " + ERASED_1 +
                                   " Namespace 3 was formatted and its user data erased: LBA format 2, blocks of 4096 "
                                   "bytes, 8 bytes of metadata, protection type 1. Namespace 7 was formatted and its "
@@ -231,7 +238,8 @@ TEST_F(FormatJobTest, ADriveThatFormatsAllTogetherGetsOneCommand) {
             .expect(hostUses({}))
             .expect(formatCommand(c.nsid, 0x200).completes())
             .expect(identify(0, 4).answers(space()))
-            .expect(identify(0, 5).answers(space()));
+            .expect(identify(0, 5).answers(space()))
+            .expect(lookAgain());
         EXPECT_EQ(run("Delete"), told("0/0 Namespace 4 was formatted and its user data erased: LBA format 0, blocks of "
                                       "512 bytes. Namespace 5 was formatted and its user data erased: LBA format 0, "
                                       "blocks of 512 bytes."))
@@ -253,7 +261,8 @@ TEST_F(FormatJobTest, ADriveThatErasesAllTogetherStillFormatsEach) {
         .expect(identify(0, 3).answers(space(1)))
         .expect(hostUses({}))
         .expect(formatCommand(2, 0x201).completes())
-        .expect(identify(0, 2).answers(space(1)));
+        .expect(identify(0, 2).answers(space(1)))
+        .expect(lookAgain());
     const std::string rest = " was formatted and its user data erased: LBA format 1, blocks of 4096 bytes.";
     EXPECT_EQ(run("NVMeFormat", {{"LBAFormat", "1"}, {"SecureEraseSetting", "1"}}),
               told("0/0 Namespace 1" + rest + " Namespace 3" + rest + " Namespace 2" + rest));
@@ -284,7 +293,8 @@ TEST_F(FormatJobTest, AControllerThatOnlyClaimsNamespaceManagementIsAskedForItsA
         .expect(identify(0, 1).answers(space()))
         .expect(hostUses({}))
         .expect(formatCommand(1, 0x200).completes())
-        .expect(identify(0, 1).answers(space()));
+        .expect(identify(0, 1).answers(space()))
+        .expect(lookAgain());
     EXPECT_EQ(run("Delete"), told("0/0 " + ERASED_1));
 }
 
@@ -298,7 +308,8 @@ TEST_F(FormatJobTest, AFailureInTheMiddleTellsWhatWasDoneBefore) {
         .expect(formatCommand(1, 0x200).completes())
         .expect(identify(0, 1).answers(space()))
         .expect(hostUses({}))
-        .expect(formatCommand(2, 0x200).refuses(0x4006));
+        .expect(formatCommand(2, 0x200).refuses(0x4006))
+        .expect(lookAgain());
     EXPECT_EQ(run("Delete"),
               told("10/171 Failed to format drive. Format NVM failed on drive S1 (/dev/nvme0): Internal Error (status "
                    "code type 0x0, status code 0x06, opcode 0x80). Before that: " +
@@ -347,7 +358,8 @@ TEST_F(FormatJobTest, EachFieldOfTheCommandDword) {
         expectLook(1, formatController(0x04), before);
         drive_.expect(hostUses({unusedNamespace(1)}))
             .expect(formatCommand(1, c.dword).completes())
-            .expect(identify(0, 1).answers(c.after));
+            .expect(identify(0, 1).answers(c.after))
+            .expect(lookAgain());
         Words words = c.words;
         words.push_back({"NamespaceId", "0x1"});
         EXPECT_EQ(run("NVMeFormat", words), told("0/0 Namespace 1 " + c.outcome));
@@ -361,7 +373,8 @@ TEST_F(FormatJobTest, WhatIsNotGivenStays) {
     expectLook(1, formatController(), before);
     drive_.expect(hostUses({unusedNamespace(1)}))
         .expect(formatCommand(1, 0x372).completes())
-        .expect(identify(0, 1).answers(before));
+        .expect(identify(0, 1).answers(before))
+        .expect(lookAgain());
     EXPECT_EQ(
         run("NVMeFormat", {{"NamespaceId", "1"}, {"SecureEraseSetting", "1"}}),
         told("0/0 Namespace 1 was formatted and its user data erased: LBA format 2, blocks of 4096 bytes, 8 bytes "
@@ -373,7 +386,8 @@ TEST_F(FormatJobTest, ALocationOfTheProtectionMayBeGiven) {
     expectLook(1, formatController(), before);
     drive_.expect(hostUses({unusedNamespace(1)}))
         .expect(formatCommand(1, 0x122).completes())
-        .expect(identify(0, 1).answers(space(2).byte(28, 0x1F).byte(29, 0x09)));
+        .expect(identify(0, 1).answers(space(2).byte(28, 0x1F).byte(29, 0x09)))
+        .expect(lookAgain());
     EXPECT_EQ(run("NVMeFormat",
                   {{"NamespaceId", "1"}, {"ProtectionInformation", "1"}, {"ProtectionInformationLocation", "1"}}),
               told("0/0 Namespace 1 was formatted: LBA format 2, blocks of 4096 bytes, 8 bytes of metadata, protection "
@@ -388,7 +402,8 @@ TEST_F(FormatJobTest, FormatsAboveFifteenGoIntoTheUpperBits) {
     expectLook(1, formatController(), many);
     drive_.expect(hostUses({unusedNamespace(1)}))
         .expect(formatCommand(1, 0x2000).completes())
-        .expect(identify(0, 1).answers(after.byte(26, 0x40)));
+        .expect(identify(0, 1).answers(after.byte(26, 0x40)))
+        .expect(lookAgain());
     EXPECT_EQ(run("NVMeFormat", {{"NamespaceId", "1"}, {"LBAFormat", "32"}}),
               told("0/0 Namespace 1 was formatted: LBA format 32, blocks of 4096 bytes."));
 }
@@ -398,7 +413,8 @@ TEST_F(FormatJobTest, WithoutANamespaceIdItIsTheOneOfThePathOrAll) {
     expectLook(2);
     drive_.expect(hostUses({unusedNamespace(1)}))
         .expect(formatCommand(2, 0x000).completes())
-        .expect(identify(0, 2).answers(space()));
+        .expect(identify(0, 2).answers(space()))
+        .expect(lookAgain());
     EXPECT_EQ(run("NVMeFormat", {{"NamespaceId", ""}}),
               told("0/0 Namespace 2 was formatted: LBA format 0, blocks of 512 bytes."));
 
@@ -409,7 +425,8 @@ TEST_F(FormatJobTest, WithoutANamespaceIdItIsTheOneOfThePathOrAll) {
         .expect(identify(0, 1).answers(space()))
         .expect(hostUses({}))
         .expect(formatCommand(1, 0x000).completes())
-        .expect(identify(0, 1).answers(space()));
+        .expect(identify(0, 1).answers(space()))
+        .expect(lookAgain());
     EXPECT_EQ(JobRun(job_, JOBTYPE_METHOD).with("Type", "NVMeFormat").on({&whole}),
               told("0/0 Namespace 1 was formatted: LBA format 0, blocks of 512 bytes."));
 }
@@ -516,7 +533,8 @@ TEST_F(FormatJobTest, AnOnlyNamespaceMayBeNamedOnADriveThatFormatsAllTogether) {
     drive_.expect(identify(2).answers(namespaceList({1})))
         .expect(hostUses({unusedNamespace(1)}))
         .expect(formatCommand(1, 0x000).completes())
-        .expect(identify(0, 1).answers(space()));
+        .expect(identify(0, 1).answers(space()))
+        .expect(lookAgain());
     EXPECT_EQ(run("NVMeFormat", {{"NamespaceId", "1"}}),
               told("0/0 Namespace 1 was formatted: LBA format 0, blocks of 512 bytes."));
 }
@@ -525,7 +543,8 @@ TEST_F(FormatJobTest, AnEraseThatIsNotAskedForDoesNotReachAll) {
     expectLook(1, formatController(0x02));
     drive_.expect(hostUses({unusedNamespace(1), mounted(2)}))
         .expect(formatCommand(1, 0x000).completes())
-        .expect(identify(0, 1).answers(space()));
+        .expect(identify(0, 1).answers(space()))
+        .expect(lookAgain());
     EXPECT_EQ(run("NVMeFormat", {{"NamespaceId", "1"}}),
               told("0/0 Namespace 1 was formatted: LBA format 0, blocks of 512 bytes."));
 }
@@ -539,7 +558,8 @@ TEST_F(FormatJobTest, AFormatThatGoesOnBehindItsCommandIsWatchedToItsEnd) {
         .expect(identify(0, 1).refuses(0x0084))
         .expect(identify(0, 1).refuses(0x0082))
         .expect(identify(0, 1).answers(space(0).byte(32, 0x80 | 60)))
-        .expect(identify(0, 1).answers(space(1).byte(32, 0x80)));
+        .expect(identify(0, 1).answers(space(1).byte(32, 0x80)))
+        .expect(lookAgain());
     EXPECT_EQ(run("NVMeFormat", {{"NamespaceId", "1"}, {"LBAFormat", "1"}}),
               told("0/0 Namespace 1 was formatted: LBA format 1, blocks of 4096 bytes."));
     EXPECT_EQ(clock_->sleeps(), (std::vector<uint64_t>{1000, 1000, 1000}));
@@ -549,7 +569,8 @@ TEST_F(FormatJobTest, AnIndicatorThatTheNamespaceDoesNotHaveMeansNothing) {
     expectLook(1);
     drive_.expect(hostUses({unusedNamespace(1)}))
         .expect(formatCommand(1, 0x000).completes())
-        .expect(identify(0, 1).answers(space().byte(32, 60)));
+        .expect(identify(0, 1).answers(space().byte(32, 60)))
+        .expect(lookAgain());
     EXPECT_EQ(run("NVMeFormat", {{"NamespaceId", "1"}}),
               told("0/0 Namespace 1 was formatted: LBA format 0, blocks of 512 bytes."));
     EXPECT_EQ(clock_->sleeps(), std::vector<uint64_t>());
@@ -616,6 +637,10 @@ TEST_F(FormatJobTest, ADriveThatGoesAwayIsToldWhereverItHappens) {
         EXPECT_EQ(run("NVMeFormat", {{"NamespaceId", "1"}}), told("1/19 The drive /dev/nvme0 is gone.")) << n;
         drive_.expectDone();
     }
+    for (const Expected& step : steps) drive_.expect(step);
+    drive_.expect(lookAgain().breaks(gone()));
+    EXPECT_EQ(run("NVMeFormat", {{"NamespaceId", "1"}}),
+              told("1/19 The drive /dev/nvme0 is gone. Namespace 1 was formatted: LBA format 0, blocks of 512 bytes."));
 }
 
 }  // namespace

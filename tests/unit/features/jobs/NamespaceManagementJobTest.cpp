@@ -55,6 +55,10 @@ Expected attachmentCommand(uint32_t select, uint32_t nsid, uint16_t controller) 
     return Expected::admin(0x15).nsid(nsid).dword(10, select).writes(controllerList({controller})).timeoutMs(600000);
 }
 
+Expected allocated() {
+    return identify(0x10).answers(namespaceList({1, 2}));
+}
+
 class NamespaceManagementJobTest : public testing::Test {
 protected:
     std::string run(const std::string& action, const Words& words) {
@@ -65,9 +69,7 @@ protected:
     }
     /// All that comes before the size is looked at.
     void expectLook(const DriveBytes& controller = managingController(), const DriveBytes& of = common()) {
-        drive_.expect(identify(1).answers(controller))
-            .expect(identify(0x10).answers(namespaceList({1, 2})))
-            .expect(identify(0, 0xFFFFFFFF).answers(of));
+        drive_.expect(identify(1).answers(controller)).expect(allocated()).expect(identify(0, 0xFFFFFFFF).answers(of));
     }
 
     FakeDrive drive_;
@@ -366,6 +368,7 @@ TEST_F(NamespaceManagementJobTest, WholeGranulesAndDrivesWithoutThemPass) {
 TEST_F(NamespaceManagementJobTest, DeletesANamespaceAndWaitsUntilTheSystemSeesIt) {
     drive_.expect(hostUses({unusedNamespace(1), partitioned(2)}))
         .expect(identify(1).answers(managingController()))
+        .expect(allocated())
         .expect(hostUses({unusedNamespace(1), partitioned(2)}))
         .expect(deleteCommand(2).completes())
         .expect(Expected::host(HostRequest::RESCAN))
@@ -400,6 +403,7 @@ TEST_F(NamespaceManagementJobTest, WhatIsTakenAwayMustNotBeInUse) {
         // Immediately before the command.
         drive_.expect(hostUses({unusedNamespace(1), unusedNamespace(2)}))
             .expect(identify(1).answers(managingController()))
+            .expect(allocated())
             .expect(hostUses({unusedNamespace(1), mounted(2)}));
         EXPECT_EQ(run(action, {{"NamespaceId", "2"}}), told(mountedRefusal(2))) << action;
         drive_.expectDone();
@@ -409,6 +413,7 @@ TEST_F(NamespaceManagementJobTest, WhatIsTakenAwayMustNotBeInUse) {
 TEST_F(NamespaceManagementJobTest, WhatIsLeftAloneMayBeInUse) {
     drive_.expect(hostUses({mounted(1)}))
         .expect(identify(1).answers(managingController()))
+        .expect(allocated())
         .expect(hostUses({mounted(1)}))
         .expect(deleteCommand(2).completes())
         .expect(Expected::host(HostRequest::RESCAN))
@@ -422,6 +427,7 @@ TEST_F(NamespaceManagementJobTest, AttachesToTheDrivesOwnControllerAndTellsTheNo
     transport::HostNamespace withoutNode = unusedNamespace(2);
     withoutNode.node.clear();
     drive_.expect(identify(1).answers(managingController()))
+        .expect(allocated())
         .expect(attachmentCommand(0, 2, 3).completes())
         .expect(Expected::host(HostRequest::RESCAN))
         .expect(hostNamespaces({unusedNamespace(1)}))
@@ -434,6 +440,7 @@ TEST_F(NamespaceManagementJobTest, AttachesToTheDrivesOwnControllerAndTellsTheNo
 
 TEST_F(NamespaceManagementJobTest, ASystemThatDoesNotSeeItIsWaitedForTenSeconds) {
     drive_.expect(identify(1).answers(managingController()))
+        .expect(allocated())
         .expect(attachmentCommand(0, 2, 3).completes())
         .expect(Expected::host(HostRequest::RESCAN));
     for (int look = 0; look <= 100; ++look) drive_.expect(hostNamespaces({unusedNamespace(1)}));
@@ -443,6 +450,7 @@ TEST_F(NamespaceManagementJobTest, ASystemThatDoesNotSeeItIsWaitedForTenSeconds)
 
 TEST_F(NamespaceManagementJobTest, AttachesToAnotherController) {
     drive_.expect(identify(1).answers(managingController()))
+        .expect(allocated())
         .expect(attachmentCommand(0, 2, 0).completes())
         .expect(Expected::host(HostRequest::RESCAN));
     EXPECT_EQ(run("attach", {{"NamespaceId", "2"}, {"NVMeControllerID", "0"}}),
@@ -452,6 +460,7 @@ TEST_F(NamespaceManagementJobTest, AttachesToAnotherController) {
 TEST_F(NamespaceManagementJobTest, DetachesANamespace) {
     drive_.expect(hostUses({unusedNamespace(1), partitioned(2)}))
         .expect(identify(1).answers(managingController()))
+        .expect(allocated())
         .expect(hostUses({unusedNamespace(1), partitioned(2)}))
         .expect(attachmentCommand(1, 2, 3).completes())
         .expect(Expected::host(HostRequest::RESCAN))
@@ -459,6 +468,7 @@ TEST_F(NamespaceManagementJobTest, DetachesANamespace) {
     EXPECT_EQ(run("detach", {{"NamespaceId", "2"}}), told("0/0 Namespace 2 was detached from controller 3."));
     drive_.expect(hostUses({}))
         .expect(identify(1).answers(managingController()))
+        .expect(allocated())
         .expect(hostUses({}))
         .expect(attachmentCommand(1, 2, 7).completes())
         .expect(Expected::host(HostRequest::RESCAN));
@@ -519,12 +529,14 @@ TEST_F(NamespaceManagementJobTest, EachRefusalHasItsMeaning) {
             run("create", {{"Size", "8"}}),
             told(c.status + " Namespace Management failed on drive S1 (/dev/nvme0): " + words + ", opcode 0x0D)."));
         drive_.expect(identify(1).answers(managingController()))
+            .expect(allocated())
             .expect(attachmentCommand(0, 2, 3).refuses(c.statusField));
         EXPECT_EQ(
             run("attach", {{"NamespaceId", "2"}}),
             told(c.status + " Namespace Attachment failed on drive S1 (/dev/nvme0): " + words + ", opcode 0x15)."));
         drive_.expect(hostUses({}))
             .expect(identify(1).answers(managingController()))
+            .expect(allocated())
             .expect(hostUses({}))
             .expect(deleteCommand(2).refuses(c.statusField));
         EXPECT_EQ(
@@ -534,15 +546,43 @@ TEST_F(NamespaceManagementJobTest, EachRefusalHasItsMeaning) {
     }
 }
 
+TEST_F(NamespaceManagementJobTest, ANamespaceThatIsNotThere) {
+    const std::string refused = "10/80 Invalid namespace ID given. Drive S1 (/dev/nvme0) has no namespace 7.";
+    drive_.expect(identify(1).answers(managingController())).expect(allocated());
+    EXPECT_EQ(run("attach", {{"NamespaceId", "7"}}), told(refused));
+    for (const char* action : {"delete", "detach"}) {
+        drive_.expect(hostUses({})).expect(identify(1).answers(managingController())).expect(allocated());
+        EXPECT_EQ(run(action, {{"NamespaceId", "7"}}), told(refused)) << action;
+    }
+    drive_.expect(identify(1).answers(managingController()))
+        .expect(identify(0x10).refuses(0x4002))
+        .expect(attachmentCommand(0, 7, 3).refuses(0x400B));
+    EXPECT_EQ(run("attach", {{"NamespaceId", "7"}}),
+              told("10/80 Invalid namespace ID given. Namespace Attachment failed on drive S1 (/dev/nvme0): Invalid "
+                   "Namespace or Format (status code type 0x0, status code 0x0B, opcode 0x15)."))
+        << "a drive without the list";
+}
+
+TEST_F(NamespaceManagementJobTest, AControllerThatOnlyClaimsToHaveItCreatesNothing) {
+    drive_.expect(identify(1).answers(managingController()))
+        .expect(allocated())
+        .expect(identify(0, 0xFFFFFFFF).refuses(0x400B));
+    EXPECT_EQ(run("create", {{"Size", "8"}}),
+              told("10/3 The selected drive does not support this feature. Identify failed on drive S1 (/dev/nvme0): "
+                   "Invalid Namespace or Format (status code type 0x0, status code 0x0B, opcode 0x06)."));
+}
+
 TEST_F(NamespaceManagementJobTest, ASystemThatDoesNotLookAgainIsToldBehindWhatWasDone) {
     const Status failure(CATEGORY_OS, 5, "System error. No look.");
     drive_.expect(hostUses({}))
         .expect(identify(1).answers(managingController()))
+        .expect(allocated())
         .expect(hostUses({}))
         .expect(deleteCommand(2).completes())
         .expect(Expected::host(HostRequest::RESCAN).breaks(failure));
     EXPECT_EQ(run("delete", {{"NamespaceId", "2"}}), told("1/5 System error. No look. Namespace 2 was deleted."));
     drive_.expect(identify(1).answers(managingController()))
+        .expect(allocated())
         .expect(attachmentCommand(0, 2, 3).completes())
         .expect(Expected::host(HostRequest::RESCAN).breaks(failure));
     EXPECT_EQ(run("attach", {{"NamespaceId", "2"}}),
@@ -562,7 +602,7 @@ TEST_F(NamespaceManagementJobTest, ADriveThatGoesAwayIsToldWhereverItHappens) {
         EXPECT_EQ(run("create", {{"Size", "8"}}), told("1/19 The drive /dev/nvme0 is gone.")) << n;
         drive_.expectDone();
     }
-    const Expected erase[] = {hostUses({}), identify(1).answers(managingController()), hostUses({}),
+    const Expected erase[] = {hostUses({}), identify(1).answers(managingController()), allocated(), hostUses({}),
                               deleteCommand(2).completes()};
     for (size_t n = 0; n < std::size(erase); ++n) {
         for (size_t i = 0; i < n; ++i) drive_.expect(erase[i]);

@@ -46,6 +46,9 @@ DriveBytes log(State state, uint16_t progress = 0xFFFF) {
 Expected askLog(const DriveBytes& bytes) {
     return lookAtLog(0x81, 512).answers(bytes);
 }
+Expected lookAgain() {
+    return Expected::host(transport::HostRequest::RESCAN);
+}
 Expected sanitizeCommand(uint32_t dword10, uint32_t dword11 = 0) {
     return Expected::admin(0x84).dword(10, dword10).dword(11, dword11).timeoutMs(120000);
 }
@@ -80,7 +83,10 @@ const Words BLOCK{{"SanitizeAction", "2"}};
 
 TEST_F(SanitizeTest, IsFollowedToTheEnd) {
     expectStart();
-    drive_.expect(askLog(log(RUNNING, 0))).expect(askLog(log(RUNNING, 0x8000))).expect(askLog(log(DONE)));
+    drive_.expect(askLog(log(RUNNING, 0)))
+        .expect(askLog(log(RUNNING, 0x8000)))
+        .expect(askLog(log(DONE)))
+        .expect(lookAgain());
     EXPECT_EQ(run(BLOCK), told("0/0 The drive was sanitized."));
     EXPECT_EQ(clock_->sleeps(), (std::vector<uint64_t>{1000, 1000}));
 }
@@ -88,7 +94,7 @@ TEST_F(SanitizeTest, IsFollowedToTheEnd) {
 TEST_F(SanitizeTest, ALongOneIsAskedLessOften) {
     expectStart();
     for (uint16_t poll = 0; poll < 63; ++poll) drive_.expect(askLog(log(RUNNING, poll)));
-    drive_.expect(askLog(log(DONE)));
+    drive_.expect(askLog(log(DONE))).expect(lookAgain());
     EXPECT_EQ(run(BLOCK), told("0/0 The drive was sanitized."));
     std::vector<uint64_t> sleeps(60, 1000);
     sleeps.insert(sleeps.end(), 3, 10000);
@@ -114,6 +120,7 @@ TEST_F(SanitizeTest, TheFinalStateIsTheOutcome) {
     for (const auto& c : CASES) {
         expectStart();
         drive_.expect(askLog(log(RUNNING, 9))).expect(askLog(log(c.state)));
+        if (c.outcome[0] == '0') drive_.expect(lookAgain());
         EXPECT_EQ(run(BLOCK), told(c.outcome));
         drive_.expectDone();
     }
@@ -148,7 +155,7 @@ TEST_F(SanitizeTest, EachFieldOfTheCommandDword) {
     };
     for (const auto& c : CASES) {
         expectLook();
-        drive_.expect(sanitizeCommand(c.dword10, c.dword11).completes()).expect(askLog(log(DONE)));
+        drive_.expect(sanitizeCommand(c.dword10, c.dword11).completes()).expect(askLog(log(DONE))).expect(lookAgain());
         EXPECT_EQ(run(c.words), told("0/0 The drive was sanitized."));
         drive_.expectDone();
     }
@@ -264,7 +271,8 @@ TEST_F(SanitizeTest, ADriveThatAlwaysDeallocatesSaysByAFeatureWhetherItGoesOn) {
         drive_.expect(askLog(log(NEVER)))
             .expect(hostUses({}))
             .expect(sanitizeCommand(0x202).completes())
-            .expect(askLog(log(DONE)));
+            .expect(askLog(log(DONE)))
+            .expect(lookAgain());
         EXPECT_EQ(run(words), told("0/0 The drive was sanitized."));
         drive_.expectDone();
     }
@@ -392,6 +400,10 @@ TEST_F(SanitizeTest, ADriveThatGoesAwayIsToldWhereverItHappens) {
     drive_.expect(askLog(log(RUNNING, 1))).expect(lookAtLog(0x81, 512).breaks(gone()));
     EXPECT_EQ(run(BLOCK), told("1/19 The drive /dev/nvme0 is gone. The sanitize operation was started; whether it has "
                                "ended is not known."));
+    drive_.expectDone();
+    expectStart();
+    drive_.expect(askLog(log(DONE))).expect(lookAgain().breaks(gone()));
+    EXPECT_EQ(run(BLOCK), told("1/19 The drive /dev/nvme0 is gone. The drive was sanitized."));
 }
 
 }  // namespace
