@@ -22,7 +22,8 @@ struct CommandContext {
     DriveState& state;
     Media& media;
     DriveFolder& folder;
-    WorkCounters& work;  ///< counters that are not in the state yet
+    WorkCounters& work;           ///< counters that are not in the state yet
+    uint32_t& heldEventRequests;  ///< Asynchronous Event Requests that this host waits on
     uint64_t nowMs;
     /// Done when the state is saved, whatever the process does then is a leftover: removal of old media files.
     std::vector<std::function<void()>> afterSave;

@@ -4,9 +4,15 @@
 
 #include "features/nvme/Opcodes.h"
 #include "features/nvme/StatusCodes.h"
+#include "features/simulator/Events.h"
+#include "features/simulator/Features.h"
+#include "features/simulator/Firmware.h"
 #include "features/simulator/Identify.h"
 #include "features/simulator/LogPages.h"
+#include "features/simulator/NamespaceCommands.h"
 #include "features/simulator/NvmCommands.h"
+#include "features/simulator/Sanitize.h"
+#include "features/simulator/SelfTest.h"
 #include "ostrel/core/ScopeTrace.h"
 
 namespace features::simulator {
@@ -17,16 +23,58 @@ namespace {
 
 // Commands Supported and Effects (section 5.14.1.5).
 constexpr uint32_t CSUPP = 1 << 0;
-constexpr uint32_t LBCC = 1 << 1;  // may change logical block content
+constexpr uint32_t LBCC = 1 << 1;        // may change logical block content
+constexpr uint32_t NCC = 1 << 2;         // may change the capabilities of a namespace
+constexpr uint32_t NIC = 1 << 3;         // may change which namespaces there are
+constexpr uint32_t CCC = 1 << 4;         // may change the capabilities of the controller
+constexpr uint32_t CSE_ALONE = 2 << 16;  // to be sent while no other command is outstanding
+
+using D = Description;
 
 // clang-format off
 constexpr CommandRow COMMANDS[] = {
-    //        opcode                  run              supported  nsid  sanitize  effects       defined bits
-    {true,  OPC_GET_LOG_PAGE,         getLogPage,      nullptr,   true,  true,  CSUPP,          {0xFFFFFFFF, 0xFFFFFFFF, ~0U, ~0U, 0x7F}},
-    {true,  OPC_IDENTIFY,             identify,        nullptr,   true,  true,  CSUPP,          {0xFFFF00FF, 0xFFFF, 0, 0, 0x7F}},
-    {false, OPC_FLUSH,                flush,           nullptr,   true,  false, CSUPP,          {}},
-    {false, OPC_WRITE,                write,           nullptr,   true,  false, CSUPP | LBCC,   {~0U, ~0U, 0xFC00FFFF, 0xFF}},
-    {false, OPC_READ,                 read,            nullptr,   true,  false, CSUPP,          {~0U, ~0U, 0xFC00FFFF, 0xFF}},
+    // admin, opcode, run, supported, uses NSID, during sanitize, effects,
+    //        defined bits of dwords 10 to 15
+    {true, OPC_GET_LOG_PAGE, getLogPage, nullptr, true, true, CSUPP,
+              {~0U, ~0U, ~0U, ~0U, 0x7F}},
+    {true, OPC_IDENTIFY, identify, nullptr, true, true, CSUPP,
+              {0xFFFF00FF, 0xFFFF, 0, 0, 0x7F}},
+    {true, OPC_ABORT, abortCommand, nullptr, false, true, CSUPP,
+              {~0U}},
+    {true, OPC_SET_FEATURES, setFeatures, nullptr, true, true, CSUPP | NCC | CCC,
+              {0x800000FF, ~0U, ~0U, ~0U, 0x7F, ~0U}},
+    {true, OPC_GET_FEATURES, getFeatures, nullptr, true, true, CSUPP,
+              {0x7FF, ~0U, 0, 0, 0x7F}},
+    {true, OPC_ASYNCHRONOUS_EVENT_REQUEST, requestEvent, nullptr, false, true, CSUPP,
+              {}},
+    {true, OPC_NAMESPACE_MANAGEMENT, manageNamespace, &D::supportsNamespaceManagement, true, false, CSUPP | LBCC | NCC | NIC,
+              {0xF, 0xFF000000}},
+    {true, OPC_FIRMWARE_COMMIT, commitFirmware, &D::supportsFirmwareUpdate, false, false, CSUPP | CCC | CSE_ALONE,
+              {0x8000003F}},
+    {true, OPC_FIRMWARE_IMAGE_DOWNLOAD, downloadFirmware, &D::supportsFirmwareUpdate, false, false, CSUPP,
+              {~0U, ~0U}},
+    {true, OPC_DEVICE_SELF_TEST, deviceSelfTest, &D::supportsSelfTest, true, false, CSUPP,
+              {0xF}},
+    {true, OPC_NAMESPACE_ATTACHMENT, attachNamespace, &D::supportsNamespaceManagement, true, false, CSUPP | NIC,
+              {0xF}},
+    {true, OPC_KEEP_ALIVE, keepAlive, nullptr, false, true, CSUPP,
+              {}},
+    {true, OPC_FORMAT_NVM, formatNvm, &D::supportsFormat, true, false, CSUPP | LBCC | NCC | CSE_ALONE,
+              {0xFFF}},
+    {true, OPC_SANITIZE, sanitize, &D::supportsSanitize, false, false, CSUPP | LBCC | CSE_ALONE,
+              {0x3FF, ~0U}},
+    {false, OPC_FLUSH, flush, nullptr, true, false, CSUPP,
+              {}},
+    {false, OPC_WRITE, write, nullptr, true, false, CSUPP | LBCC,
+              {~0U, ~0U, 0xFC00FFFF, 0xFF}},
+    {false, OPC_READ, read, nullptr, true, false, CSUPP,
+              {~0U, ~0U, 0xFC00FFFF, 0xFF}},
+    {false, OPC_COMPARE, compare, nullptr, true, false, CSUPP,
+              {~0U, ~0U, 0xFC00FFFF}},
+    {false, OPC_WRITE_ZEROES, writeZeroes, nullptr, true, false, CSUPP | LBCC,
+              {~0U, ~0U, 0xFE00FFFF}},
+    {false, OPC_DATASET_MANAGEMENT, manageDataset, nullptr, true, false, CSUPP | LBCC,
+              {0xFF, 0x7}},
 };
 // clang-format on
 

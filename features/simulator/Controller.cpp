@@ -1,11 +1,13 @@
 #include "features/simulator/Controller.h"
 
-#include <algorithm>
+#include <cerrno>
 
 #include "features/nvme/StatusCodes.h"
 #include "features/simulator/CommandTable.h"
 #include "features/simulator/ErrorLog.h"
+#include "features/simulator/Events.h"
 #include "features/simulator/NewDrive.h"
+#include "features/simulator/Progress.h"
 #include "ostrel/core/ScopeTrace.h"
 
 namespace features::simulator {
@@ -25,22 +27,33 @@ Controller::~Controller() {
 Status Controller::begin() {
     OSTREL_TRACE();
     const Status status = folder_.begin();
+    if (!status.is(0, 0)) return status;
     // Somebody made the drive by writing its description.
-    if (status.is(0, 0) && folder_.isNew()) folder_.state = newState(folder_.description(), clock_.nowMs());
-    return status;
+    if (folder_.isNew()) folder_.state = newState(folder_.description(), clock_.nowMs());
+    if (folder_.state.model == static_cast<uint8_t>(folder_.description().model)) return status;
+    folder_.rollBack();
+    return Status(ostrel::core::CATEGORY_OS, EINVAL,
+                  folder_.path() + ": The drive was made as another model than \"model\" says.");
 }
 
 CommandContext Controller::contextOf(const SubmissionEntry& command, std::vector<uint8_t>& data) {
-    return CommandContext{command,
-                          data,
-                          folder_.description(),
-                          modelOf(folder_.description().model),
-                          folder_.state,
-                          media_,
-                          folder_,
-                          work_,
-                          clock_.nowMs(),
+    const Description& description = folder_.description();
+    return CommandContext{command, data,    description, modelOf(description.model), folder_.state,
+                          media_,  folder_, work_,       heldEventRequests_,         clock_.nowMs(),
                           {}};
+}
+
+Status Controller::catchUp(CommandContext& context) {
+    OSTREL_TRACE();
+    const bool isChanged = simulator::catchUp(context);
+    if (!folder_.state.deallocating.empty()) {
+        folder_.rollBack();
+        return Status(ostrel::core::CATEGORY_OS, EIO, "Blocks of " + folder_.path() + " cannot be deallocated.");
+    }
+    if (!isChanged) return Status();
+    const Status status = folder_.save();
+    if (!status.is(0, 0)) folder_.rollBack();
+    return status;
 }
 
 CompletionEntry Controller::run(CommandContext& context) {
@@ -68,9 +81,11 @@ Status Controller::finish(CommandContext& context) {
 
 Status Controller::execute(const SubmissionEntry& command, std::vector<uint8_t>& data, CompletionEntry& completion) {
     OSTREL_TRACE();
-    const Status status = begin();
+    Status status = begin();
     if (!status.is(0, 0)) return status;
     CommandContext context = contextOf(command, data);
+    status = catchUp(context);
+    if (!status.is(0, 0)) return status;
     completion = run(context);
     // Reads and writes alone do not rewrite the state for their counters.
     if (command.isAdmin && !work_.isZero()) {
@@ -82,13 +97,31 @@ Status Controller::execute(const SubmissionEntry& command, std::vector<uint8_t>&
 
 Status Controller::reset(ResetKind kind) {
     OSTREL_TRACE();
-    const Status status = begin();
+    Status status = begin();
     if (!status.is(0, 0)) return status;
-    DriveState& state = folder_.state;
-    state.features.current = state.features.saved;
-    state.health.lastResetMs = clock_.nowMs();
-    if (kind == ResetKind::SUBSYSTEM) ++state.health.powerCycles;
-    return folder_.commit();
+    const SubmissionEntry none;
+    std::vector<uint8_t> data;
+    CommandContext context = contextOf(none, data);
+    status = catchUp(context);
+    if (!status.is(0, 0)) return status;
+    heldEventRequests_ = 0;
+    restart(context, kind == ResetKind::SUBSYSTEM);
+    return finish(context);
+}
+
+Status Controller::takeEvent(std::optional<CompletionEntry>& completion) {
+    OSTREL_TRACE();
+    completion.reset();
+    Status status = begin();
+    if (!status.is(0, 0)) return status;
+    const SubmissionEntry none;
+    std::vector<uint8_t> data;
+    CommandContext context = contextOf(none, data);
+    status = catchUp(context);
+    if (!status.is(0, 0)) return status;
+    if (heldEventRequests_ != 0) completion = nextEvent(context);
+    if (completion) --heldEventRequests_;
+    return finish(context);
 }
 
 Status Controller::describe(Description& description) {

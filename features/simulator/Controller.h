@@ -38,11 +38,17 @@ public:
     /// A reset: what was not saved is forgotten, firmware that waits for it is activated.
     ostrel::core::Status reset(ResetKind kind);
 
+    /// An event for an Asynchronous Event Request that was held: to be asked now and then while there is one. Empty:
+    /// nothing happened.
+    ostrel::core::Status takeEvent(std::optional<CompletionEntry>& completion);
+
     /// The drive's description, as of now.
     ostrel::core::Status describe(Description& description);
 
 private:
     ostrel::core::Status begin();
+    /// What lies before every command; a failure ends the transaction.
+    ostrel::core::Status catchUp(CommandContext& context);
     CommandContext contextOf(const SubmissionEntry& command, std::vector<uint8_t>& data);
     CompletionEntry run(CommandContext& context);
     ostrel::core::Status finish(CommandContext& context);
@@ -51,6 +57,7 @@ private:
     DriveFolder folder_;
     Media media_;
     WorkCounters work_;
+    uint32_t heldEventRequests_ = 0;
 };
 
 }  // namespace features::simulator

@@ -103,11 +103,8 @@ std::vector<uint8_t> DriveFolder::stateBytes(DriveState& state, uint64_t sequenc
     putLe32(head + 12, crc32(head + HEAD_BYTES, bytes.size() - HEAD_BYTES));
     putLe64(head + 16, bytes.size() - HEAD_BYTES);
     putLe64(head + OFFSET_SEQUENCE, sequence);
-    const size_t slot = state.firmware.activeSlot;
-    if (slot >= 1 && slot <= state.firmware.slots.size()) {
-        const std::string& revision = state.firmware.slots[slot - 1];
-        std::memcpy(head + OFFSET_FIRMWARE, revision.data(), std::min(revision.size(), FIRMWARE_BYTES));
-    }
+    const std::string& revision = state.firmware.running;
+    std::memcpy(head + OFFSET_FIRMWARE, revision.data(), std::min(revision.size(), FIRMWARE_BYTES));
     putLe32(head + OFFSET_HEAD_CRC, crc32(head, OFFSET_HEAD_CRC));
     return bytes;
 }

@@ -138,14 +138,15 @@ struct ErrorEntry {
 };
 
 struct FirmwareState {
+    std::string running;             ///< the revision that is active
     std::vector<std::string> slots;  ///< revisions of slots 1 on; empty: nothing in it
+    std::vector<uint8_t> resets;     ///< of each slot: the reset that its image needs, a FirmwareReset
     uint8_t activeSlot = 1;
-    uint8_t pendingSlot = 0;   ///< active from the next reset on; 0: none
-    uint8_t pendingReset = 0;  ///< the reset that it needs: 0 any controller level, 1 NVM subsystem
+    uint8_t pendingSlot = 0;  ///< active from the next reset on that suffices; 0: none
 
     template <class A>
     void fields(A& archive) {
-        archive(slots, activeSlot, pendingSlot, pendingReset);
+        archive(running, slots, resets, activeSlot, pendingSlot);
     }
 };
 
@@ -183,11 +184,10 @@ struct SanitizeState {
     uint32_t pattern = 0;
     uint64_t startedMs = 0;
     bool globalDataErased = true;  ///< nothing was written since the drive was made or sanitized
-    uint16_t passes = 0;           ///< completed overwrite passes
 
     template <class A>
     void fields(A& archive) {
-        archive(status, isRunning, command, pattern, startedMs, globalDataErased, passes);
+        archive(status, isRunning, command, pattern, startedMs, globalDataErased);
     }
 };
 
@@ -202,14 +202,16 @@ struct TimestampState {
     }
 };
 
-/// Asynchronous events that no Asynchronous Event Request has reported yet.
+/// Asynchronous events, a bit for each (see Events.h).
 struct EventState {
-    uint32_t pending = 0;                     ///< a bit for each kind, see AsynchronousEvents
-    std::vector<uint32_t> changedNamespaces;  ///< log page 04h; one entry FFFFFFFFh: too many
+    uint32_t pending = 0;                     ///< not reported yet
+    uint32_t masked = 0;                      ///< reported, and the log page that tells more was not read since
+    uint8_t warnings = 0;                     ///< the Critical Warning bits that events were raised for
+    std::vector<uint32_t> changedNamespaces;  ///< log page 04h, sorted
 
     template <class A>
     void fields(A& archive) {
-        archive(pending, changedNamespaces);
+        archive(pending, masked, warnings, changedNamespaces);
     }
 };
 
@@ -217,6 +219,7 @@ struct EventState {
 ///
 /// Adding something: a member here and in fields(), and STATE_VERSION raised.
 struct DriveState {
+    uint8_t model = 0;  ///< the ModelId that the drive was made as
     std::map<uint32_t, NamespaceState> namespaces;
     uint32_t nextMediaGeneration = 1;
     uint64_t namespacesMade = 0;  ///< every identifier is used once
@@ -235,7 +238,7 @@ struct DriveState {
 
     template <class A>
     void fields(A& archive) {
-        archive(namespaces, nextMediaGeneration, namespacesMade, features, health, errorCount, errors, firmware,
+        archive(model, namespaces, nextMediaGeneration, namespacesMade, features, health, errorCount, errors, firmware,
                 selfTest, sanitize, timestamp, events, deallocating, extensions);
     }
 };

@@ -3,6 +3,8 @@
 #include <algorithm>
 
 #include "features/nvme/Bytes.h"
+#include "features/nvme/Opcodes.h"
+#include "features/simulator/Features.h"
 #include "ostrel/core/ScopeTrace.h"
 
 namespace features::simulator {
@@ -32,8 +34,12 @@ uint16_t compositeKelvin(const CommandContext& context) {
 }
 
 uint8_t criticalWarning(const CommandContext& context) {
-    const bool isHot = compositeKelvin(context) >= context.model.warningKelvin;
-    return static_cast<uint8_t>(context.description.faults.criticalWarning | (isHot ? WARNING_TEMPERATURE : 0));
+    constexpr uint32_t SIDE_UNDER = 1 << 20;
+    const uint16_t kelvin = compositeKelvin(context);
+    const uint32_t over = currentFeature(context, nvme::FID_TEMPERATURE_THRESHOLD).dword & 0xFFFF;
+    const uint32_t under = currentFeature(context, nvme::FID_TEMPERATURE_THRESHOLD, 0, SIDE_UNDER).dword & 0xFFFF;
+    const bool isWarning = kelvin >= over || kelvin <= under;
+    return static_cast<uint8_t>(context.description.faults.criticalWarning | (isWarning ? WARNING_TEMPERATURE : 0));
 }
 
 uint8_t percentageUsed(const CommandContext& context) {

@@ -46,7 +46,7 @@ void putIdentity(const CommandContext& c, uint8_t* at) {  // bytes 0 to 255
     putLe16(at + 2, c.model.subsystemVendorId);
     putText(at + 4, 20, c.description.serialNumber);
     putText(at + 24, 40, c.model.modelNumber);
-    putText(at + 64, 8, c.state.firmware.slots[c.state.firmware.activeSlot - 1U]);
+    putText(at + 64, 8, c.state.firmware.running);
     at[72] = 2;  // RAB
     at[73] = static_cast<uint8_t>(c.model.oui);
     at[74] = static_cast<uint8_t>(c.model.oui >> 8);
@@ -59,8 +59,9 @@ void putIdentity(const CommandContext& c, uint8_t* at) {  // bytes 0 to 255
     // OAES: namespace attribute and firmware activation notices.
     putLe32(at + 92,
             bitIf(c.description.supportsNamespaceManagement, 8) | bitIf(c.description.supportsFirmwareUpdate, 9));
-    // CTRATT: 128-bit host identifier, namespace granularity, UUID list.
-    putLe32(at + 96, 1U | bitIf(c.description.supportsNamespaceManagement, 7) | bitIf(c.model.id == ModelId::OCP, 9));
+    // CTRATT: 128-bit host identifier, non-operational power state permissive mode, namespace granularity, UUID list.
+    putLe32(at + 96, 1U | bitIf(hasIdleStates(c.model), 1) | bitIf(c.description.supportsNamespaceManagement, 7) |
+                         bitIf(c.model.id == ModelId::OCP, 9));
     at[111] = 1;  // CNTRLTYPE: I/O controller
 }
 
@@ -69,15 +70,15 @@ void putAdminCapabilities(const CommandContext& c, uint8_t* at) {  // bytes 256 
     putLe16(at + 256, static_cast<uint16_t>(bitIf(d.supportsFormat, 1) | bitIf(d.supportsFirmwareUpdate, 2) |
                                             bitIf(d.supportsNamespaceManagement, 3) | bitIf(d.supportsSelfTest, 4)));
     at[258] = 3;  // ACL
-    at[259] = 3;  // AERL
+    at[259] = EVENT_REQUEST_LIMIT_0BASED;
     at[260] = static_cast<uint8_t>((c.model.isSlot1ReadOnly ? 1 : 0) | c.model.firmwareSlots << 1 |
                                    (c.model.activatesWithoutReset ? 1 << 4 : 0));
     // LPA: command effects, extended data, telemetry, persistent event log, supported log pages (of NVMe 2.0).
     at[261] = static_cast<uint8_t>(0x26 | bitIf(d.supportsTelemetry, 3) | bitIf(d.supportsPersistentEventLog, 4));
     at[262] = static_cast<uint8_t>(c.model.errorEntries - 1);
     at[263] = static_cast<uint8_t>(c.model.powerStateCount - 1);
-    at[264] = 1;                                                                          // AVSCC
-    at[265] = c.model.powerStates[c.model.powerStateCount - 1].isNonOperational ? 1 : 0;  // APSTA
+    at[264] = 1;                               // AVSCC
+    at[265] = hasIdleStates(c.model) ? 1 : 0;  // APSTA
     putLe16(at + 266, static_cast<uint16_t>(c.model.warningKelvin));
     putLe16(at + 268, static_cast<uint16_t>(c.model.criticalKelvin));
     putLe16(at + 270, d.supportsFirmwareUpdate ? 50 : 0);  // MTFA: 5 s

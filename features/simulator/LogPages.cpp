@@ -1,13 +1,19 @@
 #include "features/simulator/LogPages.h"
 
 #include <algorithm>
+#include <iterator>
 
 #include "features/nvme/Bytes.h"
 #include "features/nvme/Opcodes.h"
 #include "features/nvme/StatusCodes.h"
 #include "features/simulator/CommandTable.h"
 #include "features/simulator/ErrorLog.h"
+#include "features/simulator/Events.h"
+#include "features/simulator/Firmware.h"
 #include "features/simulator/HealthLog.h"
+#include "features/simulator/NamespaceCommands.h"
+#include "features/simulator/Sanitize.h"
+#include "features/simulator/SelfTest.h"
 #include "features/simulator/Transfer.h"
 #include "ostrel/core/ScopeTrace.h"
 
@@ -37,15 +43,30 @@ CompletionEntry buildCommandEffects(CommandContext& context, const LogRequest&, 
     return {};
 }
 
+using D = Description;
+
 // clang-format off
 constexpr LogRow LOGS[] = {
-    //                      supported   model  LSP   build
-    {LID_SUPPORTED_LOGS,    nullptr,    nullptr, 0,  buildSupportedLogs},
-    {LID_ERROR_INFORMATION, nullptr,    nullptr, 0,  buildErrorLog},
-    {LID_SMART_HEALTH,      nullptr,    nullptr, 0,  buildHealthLog},
-    {LID_COMMAND_EFFECTS,   nullptr,    nullptr, 0,  buildCommandEffects},
+    //                       supported                        model    LSP build
+    {LID_SUPPORTED_LOGS,     nullptr,                         nullptr, 0,  buildSupportedLogs},
+    {LID_ERROR_INFORMATION,  nullptr,                         nullptr, 0,  buildErrorLog},
+    {LID_SMART_HEALTH,       nullptr,                         nullptr, 0,  buildHealthLog},
+    {LID_FIRMWARE_SLOT,      nullptr,                         nullptr, 0,  buildFirmwareLog},
+    {LID_CHANGED_NAMESPACES, &D::supportsNamespaceManagement, nullptr, 0,  buildChangedNamespaces},
+    {LID_COMMAND_EFFECTS,    nullptr,                         nullptr, 0,  buildCommandEffects},
+    {LID_DEVICE_SELF_TEST,   &D::supportsSelfTest,            nullptr, 0,  buildSelfTestLog},
+    {LID_SANITIZE_STATUS,    &D::supportsSanitize,            nullptr, 0,  buildSanitizeLog},
 };
 // clang-format on
+
+/// The pages that can be read while the drive is sanitized (section 8.15.1).
+constexpr uint8_t DURING_SANITIZE[] = {LID_ERROR_INFORMATION, LID_SMART_HEALTH, LID_CHANGED_NAMESPACES, LID_RESERVATION,
+                                       LID_SANITIZE_STATUS};
+
+bool isReadable(const CommandContext& context, uint8_t lid) {
+    return !context.state.sanitize.isRunning ||
+           std::find(std::begin(DURING_SANITIZE), std::end(DURING_SANITIZE), lid) != std::end(DURING_SANITIZE);
+}
 
 bool isVendorLog(uint8_t lid) {
     return lid >= 0xC0;
@@ -75,6 +96,7 @@ CompletionEntry getLogPage(CommandContext& context) {
 
     const LogRow* row = findLog(context, lid);
     if (row == nullptr) return refusal(SCT_COMMAND_SPECIFIC, SC_INVALID_LOG_PAGE);
+    if (!isReadable(context, lid)) return passingRefusal(SCT_GENERIC, SC_SANITIZE_IN_PROGRESS);
     const uint32_t mostUuidIndex = isVendorLog(lid) && context.model.id == ModelId::OCP ? 1 : 0;
     const bool isOfController = command.nsid == 0 || command.nsid == NSID_ALL;
     if (!isOfController || command.cdw14 > mostUuidIndex || (request.lsp & ~row->definedLsp) != 0 || request.lsi != 0 ||
@@ -85,6 +107,7 @@ CompletionEntry getLogPage(CommandContext& context) {
     CompletionEntry completion = row->build(context, request, page);
     if (!completion.isSuccess()) return completion;
     if (request.offset != 0 && request.offset >= page.size()) return refusal(SCT_GENERIC, SC_INVALID_FIELD);
+    if (!request.retainEvent) clearEventsOf(context, lid);
     context.data.assign(static_cast<size_t>(request.length), 0);
     const auto count = std::min<uint64_t>(request.length, page.size() - request.offset);
     std::copy_n(page.begin() + static_cast<std::ptrdiff_t>(request.offset), count, context.data.begin());

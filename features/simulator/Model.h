@@ -48,6 +48,11 @@ inline constexpr uint32_t SANICAP = 0x60000007;
 /// The largest persistent event log, in units of 64 KiB.
 inline constexpr uint32_t PERSISTENT_EVENT_LOG_64KIB = 4;
 
+/// Whether the drive may idle in a state in which it carries out no command.
+inline bool hasIdleStates(const Model& model) {
+    return model.powerStates[model.powerStateCount - 1].isNonOperational;
+}
+
 const Model& modelOf(ModelId id);
 
 }  // namespace features::simulator

@@ -19,9 +19,12 @@ void putBigEndian(uint8_t* at, uint64_t value, unsigned bytes) {
     for (unsigned i = 0; i < bytes; ++i) at[i] = static_cast<uint8_t>(value >> 8 * (bytes - 1 - i));
 }
 
-/// Identifiers that no other namespace has: of the drive, from its serial number, and of the count of namespaces that
-/// it made. They are big endian, other than all else.
+}  // namespace
+
+// Of the drive, from its serial number, and of the count of namespaces that
+// it made. They are big endian, other than all else.
 void nameNamespace(const Description& description, const Model& model, DriveState& state, NamespaceState& part) {
+    OSTREL_TRACE();
     const uint64_t drive = hashOf(description.serialNumber);
     const uint64_t number = ++state.namespacesMade;
     putBigEndian(part.nguid.data(), drive, 8);
@@ -34,8 +37,6 @@ void nameNamespace(const Description& description, const Model& model, DriveStat
     part.uuid[6] = static_cast<uint8_t>((part.uuid[6] & 0x0F) | 0x80);  // version 8: of a maker's own kind
     part.uuid[8] = static_cast<uint8_t>((part.uuid[8] & 0x3F) | 0x80);
 }
-
-}  // namespace
 
 void makeFirstNamespace(const Description& description, const Model& model, DriveState& state) {
     OSTREL_TRACE();

@@ -10,9 +10,11 @@ DriveState newState(const Description& description, uint64_t nowMs) {
     OSTREL_TRACE();
     const Model& model = modelOf(description.model);
     DriveState state;
+    state.model = static_cast<uint8_t>(description.model);
     state.health.createdMs = state.health.lastResetMs = nowMs;
     state.firmware.slots.resize(model.firmwareSlots);
-    state.firmware.slots[0] = model.firmware;
+    state.firmware.resets.resize(model.firmwareSlots);
+    state.firmware.slots[0] = state.firmware.running = model.firmware;
     makeFirstNamespace(description, model, state);
     return state;
 }

@@ -3,6 +3,8 @@
 #include "features/nvme/Bytes.h"
 #include "features/nvme/Opcodes.h"
 #include "features/nvme/StatusCodes.h"
+#include "features/simulator/Deallocation.h"
+#include "features/simulator/Features.h"
 #include "features/simulator/Transfer.h"
 #include "ostrel/core/ScopeTrace.h"
 
@@ -74,7 +76,8 @@ CompletionEntry write(CommandContext& context) {
     context.data.resize(static_cast<size_t>(blocks.bytes));
     const uint32_t nsid = context.command.nsid;
     int error = context.media.write(nsid, blocks.first, blocks.count, blocks.withMetadata, context.data);
-    if (error == 0 && (context.command.cdw12 & BIT_FUA) != 0) error = context.media.flush(nsid);
+    const bool isCached = currentFeature(context, FID_VOLATILE_WRITE_CACHE).dword != 0;
+    if (error == 0 && (!isCached || (context.command.cdw12 & BIT_FUA) != 0)) error = context.media.flush(nsid);
     if (error != 0) return refusal(SCT_MEDIA, SC_WRITE_FAULT);
     ++context.work.writeCommands;
     context.work.bytesWritten += blocks.bytes;
@@ -94,6 +97,54 @@ CompletionEntry flush(CommandContext& context) {
         }
     }
     return {};
+}
+
+CompletionEntry compare(CommandContext& context) {
+    OSTREL_TRACE();
+    Blocks blocks;
+    const CompletionEntry completion = dataBlocksOf(context, blocks);
+    if (!completion.isSuccess()) return completion;
+    if (!hasData(context, blocks.bytes)) return dataTransferError();
+    std::vector<uint8_t> expected(context.data.begin(),
+                                  context.data.begin() + static_cast<std::ptrdiff_t>(blocks.bytes));
+    const CompletionEntry reading = read(context);
+    if (!reading.isSuccess()) return reading;
+    const bool isEqual = expected == context.data;
+    context.data.clear();
+    return isEqual ? completion : refusal(SCT_MEDIA, SC_COMPARE_FAILURE);
+}
+
+CompletionEntry writeZeroes(CommandContext& context) {
+    OSTREL_TRACE();
+    Blocks blocks;
+    const CompletionEntry completion = blocksOf(context, blocks);
+    if (!completion.isSuccess()) return completion;
+    if (blocks.part->writeProtection != 0) return refusal(SCT_GENERIC, SC_NAMESPACE_WRITE_PROTECTED);
+    return deallocate(context, {{context.command.nsid, blocks.first, blocks.count}});
+}
+
+CompletionEntry manageDataset(CommandContext& context) {
+    OSTREL_TRACE();
+    constexpr unsigned BIT_DEALLOCATE = 2;
+    constexpr size_t RANGE_BYTES = 16;
+    const uint32_t nsid = context.command.nsid;
+    const NamespaceState* part = context.findAttached(nsid);
+    if (part == nullptr) return refusal(SCT_GENERIC, SC_INVALID_NAMESPACE);
+    const size_t count = (context.command.cdw10 & 0xFF) + 1;
+    if (!hasData(context, count * RANGE_BYTES)) return dataTransferError();
+    // The attributes of a range are hints, and no one here takes them.
+    std::vector<BlockRange> ranges;
+    for (size_t i = 0; i < count; ++i) {
+        const uint8_t* at = context.data.data() + i * RANGE_BYTES;
+        const BlockRange range{nsid, le64(at + 8), le32(at + 4)};
+        if (range.first > part->size || range.count > part->size - range.first) {
+            return refusal(SCT_GENERIC, SC_LBA_OUT_OF_RANGE);
+        }
+        if (range.count != 0) ranges.push_back(range);
+    }
+    if (!bit(context.command.cdw11, BIT_DEALLOCATE) || ranges.empty()) return {};
+    if (part->writeProtection != 0) return refusal(SCT_GENERIC, SC_NAMESPACE_WRITE_PROTECTED);
+    return deallocate(context, std::move(ranges));
 }
 
 }  // namespace features::simulator

@@ -8,5 +8,8 @@ namespace features::simulator {
 CompletionEntry flush(CommandContext& context);
 CompletionEntry write(CommandContext& context);
 CompletionEntry read(CommandContext& context);
+CompletionEntry compare(CommandContext& context);
+CompletionEntry writeZeroes(CommandContext& context);
+CompletionEntry manageDataset(CommandContext& context);
 
 }  // namespace features::simulator

@@ -28,6 +28,7 @@ protected:
         description.model = model;
         description.serialNumber = "SIM1";
         description.sizeBytes = sizeBytes;
+        controller.reset();
         describe();
     }
     /// Puts the description in force.

@@ -1,0 +1,90 @@
+#include "features/simulator/FirmwareDownload.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <string_view>
+
+#include "features/nvme/Bytes.h"
+#include "ostrel/core/FileDescriptor.h"
+#include "ostrel/core/ScopeTrace.h"
+
+namespace features::simulator {
+
+using namespace nvme;
+using ostrel::core::FileDescriptor;
+
+namespace {
+
+constexpr size_t HEAD_BYTES = 8;
+
+/// How much of the file whole pieces take up.
+size_t wholeBytes(const std::vector<uint8_t>& file) {
+    size_t at = 0;
+    while (file.size() - at >= HEAD_BYTES) {
+        const uint64_t length = le32(file.data() + at + 4);
+        if (length > file.size() - at - HEAD_BYTES) break;
+        at += HEAD_BYTES + static_cast<size_t>(length);
+    }
+    return at;
+}
+
+int readFile(int file, std::vector<uint8_t>& bytes) {
+    struct stat info {};
+    if (::fstat(file, &info) != 0) return errno;
+    bytes.resize(static_cast<size_t>(info.st_size));
+    size_t at = 0;
+    while (at < bytes.size()) {
+        const ssize_t count = ::pread(file, bytes.data() + at, bytes.size() - at, static_cast<off_t>(at));
+        if (count < 0 && errno == EINTR) continue;
+        if (count < 0) return errno;
+        if (count == 0) break;
+        at += static_cast<size_t>(count);
+    }
+    bytes.resize(at);
+    return 0;
+}
+
+}  // namespace
+
+int FirmwareDownload::pieces(std::vector<Piece>& pieces) const {
+    OSTREL_TRACE();
+    pieces.clear();
+    const FileDescriptor file(
+        ::openat(folder_.descriptor(), FILE_DOWNLOAD, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
+    if (!file.isOpen()) return errno == ENOENT ? 0 : errno;
+    std::vector<uint8_t> bytes;
+    if (const int error = readFile(file.get(), bytes)) return error;
+    const uint8_t* end = bytes.data() + wholeBytes(bytes);
+    for (const uint8_t* at = bytes.data(); at != end;) {
+        const uint8_t* data = at + HEAD_BYTES;
+        pieces.push_back({le32(at), {data, data + le32(at + 4)}});
+        at = data + le32(at + 4);
+    }
+    return 0;
+}
+
+int FirmwareDownload::append(uint32_t offset, const std::vector<uint8_t>& bytes) const {
+    OSTREL_TRACE();
+    const FileDescriptor file(
+        ::openat(folder_.descriptor(), FILE_DOWNLOAD, O_RDWR | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, 0600));
+    if (!file.isOpen()) return errno;
+    std::vector<uint8_t> before;
+    if (const int error = readFile(file.get(), before)) return error;
+    const auto end = static_cast<off_t>(wholeBytes(before));
+    if (::ftruncate(file.get(), end) != 0 || ::lseek(file.get(), end, SEEK_SET) < 0) return errno;
+    std::vector<uint8_t> record(HEAD_BYTES);
+    putLe32(record.data(), offset);
+    putLe32(record.data() + 4, static_cast<uint32_t>(bytes.size()));
+    record.insert(record.end(), bytes.begin(), bytes.end());
+    return ostrel::core::writeFully(file.get(), {reinterpret_cast<const char*>(record.data()), record.size()});
+}
+
+void FirmwareDownload::discard() const {
+    OSTREL_TRACE();
+    (void)::unlinkat(folder_.descriptor(), FILE_DOWNLOAD, 0);  // most of the time there is none
+}
+
+}  // namespace features::simulator

@@ -1,0 +1,39 @@
+#include "features/simulator/Progress.h"
+
+#include "features/simulator/Deallocation.h"
+#include "features/simulator/Events.h"
+#include "features/simulator/Firmware.h"
+#include "features/simulator/Happenings.h"
+#include "features/simulator/Sanitize.h"
+#include "features/simulator/SelfTest.h"
+#include "ostrel/core/ScopeTrace.h"
+
+namespace features::simulator {
+
+bool catchUp(CommandContext& context) {
+    OSTREL_TRACE();
+    const bool hasDeallocated = finishDeallocation(context);
+    const bool hasTested = finishSelfTest(context);
+    const bool hasSanitized = finishSanitize(context);
+    const bool hasWarned = raiseWarnings(context);
+    return hasDeallocated || hasTested || hasSanitized || hasWarned;
+}
+
+void restart(CommandContext& context, bool isOfSubsystem) {
+    OSTREL_TRACE();
+    constexpr uint8_t EXTENDED_SELF_TEST = 2;
+    DriveState& state = context.state;
+    state.features.current = state.features.saved;
+    state.health.lastResetMs = context.nowMs;
+    state.timestamp = TimestampState();
+    state.events = EventState();
+    // An extended self-test goes on after a reset.
+    if (state.selfTest.code != EXTENDED_SELF_TEST) abortSelfTest(context, SelfTestEnd::RESET);
+    activateAtReset(context, isOfSubsystem);
+    if (isOfSubsystem) ++state.health.powerCycles;
+    Happening reset{Happening::Kind::RESET};
+    reset.value = isOfSubsystem ? 1 : 0;
+    happened(context, reset);
+}
+
+}  // namespace features::simulator
