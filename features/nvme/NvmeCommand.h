@@ -22,7 +22,9 @@ enum class Transfer : uint8_t { NONE, TO_CONTROLLER, FROM_CONTROLLER, BIDIRECTIO
 /// the data pointers, which are the transport's affair. Data to the controller is the payload given to
 /// Device::sendCommand; data from the controller comes back in CommandResult's input payload, `dataLength` bytes long.
 ///
-/// Units: dataLength in bytes; timeoutMs in milliseconds, 0: the path's own time-out.
+/// Metadata that a Read brings beside its data, in a buffer of its own, is taken and dropped: nobody here looks at it.
+///
+/// Units: dataLength and metadataLength in bytes; timeoutMs in milliseconds, 0: the path's own time-out.
 class NvmeCommand : public ostrel::core::Command {
 public:
     NvmeCommand(Queue queue, uint8_t opcode, std::string name);
@@ -45,6 +47,7 @@ public:
     uint32_t cdw14 = 0;
     uint32_t cdw15 = 0;
     uint32_t dataLength = 0;
+    uint32_t metadataLength = 0;
     uint32_t timeoutMs = 0;
 };
 

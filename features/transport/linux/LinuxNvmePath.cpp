@@ -89,7 +89,8 @@ Status openNode(const std::string& path, FileDescriptor& node) {
     }
 }
 
-nvme_passthru_cmd toKernelCommand(const NvmeCommand& command, uint32_t timeoutMs, const uint8_t* data) {
+nvme_passthru_cmd toKernelCommand(const NvmeCommand& command, uint32_t timeoutMs, const uint8_t* data,
+                                  const uint8_t* metadata) {
     nvme_passthru_cmd request{};
     request.opcode = command.opcode;
     request.nsid = command.nsid;
@@ -103,16 +104,24 @@ nvme_passthru_cmd toKernelCommand(const NvmeCommand& command, uint32_t timeoutMs
     request.cdw15 = command.cdw15;
     request.addr = reinterpret_cast<uintptr_t>(data);
     request.data_len = command.dataLength;
+    request.metadata = reinterpret_cast<uintptr_t>(metadata);
+    request.metadata_len = command.metadataLength;
     request.timeout_ms = timeoutMs;
     return request;
 }
 
 }  // namespace
 
-/// The controller's node, opened once for all clones of the path.
+/// The nodes that are opened once for all clones of the path: the controller's, and those of namespaces that are read.
 struct LinuxNvmePath::Node {
+    struct Namespace {
+        std::string path;
+        FileDescriptor descriptor;
+    };
+
     std::mutex mutex;
     FileDescriptor descriptor;
+    std::map<uint32_t, Namespace> namespaces;
 };
 
 LinuxNvmePath::LinuxNvmePath(std::string controller, LinuxPaths paths, std::shared_ptr<const NvmeTopology> topology)
@@ -175,6 +184,21 @@ Status LinuxNvmePath::openNamespace(uint32_t nsid, FileDescriptor& node, std::st
                       " is not attached to " + controller_ + ".");
 }
 
+Status LinuxNvmePath::openToRead(uint32_t nsid, int& node, std::string& nodePath) {
+    OSTREL_TRACE();
+    const std::lock_guard<std::mutex> lock(node_->mutex);
+    auto found = node_->namespaces.find(nsid);
+    if (found == node_->namespaces.end()) {
+        Node::Namespace opened;
+        const Status status = openNamespace(nsid, opened.descriptor, opened.path);
+        if (!status.is(0, 0)) return status;
+        found = node_->namespaces.emplace(nsid, std::move(opened)).first;
+    }
+    node = found->second.descriptor.get();
+    nodePath = found->second.path;
+    return Status();
+}
+
 void LinuxNvmePath::sendNvme(const NvmeCommand& command, const Payload& payload, CommandResult& result) {
     OSTREL_TRACE();
     if (command.queue == nvme::Queue::ADMIN) {
@@ -183,8 +207,16 @@ void LinuxNvmePath::sendNvme(const NvmeCommand& command, const Payload& payload,
         if (result.status.is(0, 0)) result.status = passThrough(node, controllerNode(), command, payload, result);
         return;
     }
-    FileDescriptor node;
     std::string nodePath;
+    if (command.opcode == nvme::OPC_READ) {
+        // Whoever reads a namespace reads much of it. Should the node have come to stand for another by now, the wrong
+        // blocks are read, and nothing is lost; a command that writes looks for its namespace every time.
+        int opened = -1;
+        result.status = openToRead(command.nsid, opened, nodePath);
+        if (result.status.is(0, 0)) result.status = passThrough(opened, nodePath, command, payload, result);
+        return;
+    }
+    FileDescriptor node;
     result.status = openNamespace(command.nsid, node, nodePath);
     if (result.status.is(0, 0)) result.status = passThrough(node.get(), nodePath, command, payload, result);
 }
@@ -194,8 +226,9 @@ Status LinuxNvmePath::passThrough(int node, const std::string& nodePath, const N
     OSTREL_TRACE();
     const bool reads = command.transfer() == Transfer::FROM_CONTROLLER && command.dataLength != 0;
     Payload data = reads ? Payload(wholePages(command.dataLength)) : toController;
+    Payload metadata(wholePages(command.metadataLength));
     if (reads) {
-        if (data.getSize() == 0) return systemStatus(ENOMEM, nodePath);
+        if (data.getSize() == 0 || metadata.getSize() < command.metadataLength) return systemStatus(ENOMEM, nodePath);
         // What the drive leaves alone must not be what was in the memory before.
         std::memset(data.getData(), 0, data.getSize());
     }
@@ -203,7 +236,8 @@ Status LinuxNvmePath::passThrough(int node, const std::string& nodePath, const N
         command.queue == nvme::Queue::ADMIN ? NVME_IOCTL_ADMIN_CMD : static_cast<unsigned long>(NVME_IOCTL_IO_CMD);
     const auto deadline = Clock::now() + RESET_PATIENCE;
     for (;;) {
-        nvme_passthru_cmd kernelCommand = toKernelCommand(command, timeoutMs(command.timeoutMs), data.getData());
+        nvme_passthru_cmd kernelCommand =
+            toKernelCommand(command, timeoutMs(command.timeoutMs), data.getData(), metadata.getData());
         const int outcome = ::ioctl(node, request, &kernelCommand);
         // Not sent again, not even on EINTR: the drive may have run it, and a second Format NVM is no repeat of the
         // first.

@@ -17,7 +17,8 @@ namespace features::transport {
 /// The road to a controller through the kernel's NVMe driver: admin commands by the passthrough request of /dev/nvmeN,
 /// I/O commands by that of the namespace's node. Serves the command sets "NVMe" and "Host".
 ///
-/// Ownership: the node is opened at the first command and shared by clones; it closes with the last of them.
+/// Ownership: the node is opened at the first command and shared by clones; it closes with the last of them. So does
+///            that of a namespace that is read.
 /// Units:     the path's time-out stands for every command that has none of its own.
 /// Errors:    the Status speaks of the road, the completion of the drive: a command that the drive refused is a success
 ///            here. What the system refused is category 1 with errno, and a message that names the node and, for a
@@ -44,6 +45,8 @@ private:
                                      const ostrel::core::Payload& toController, ostrel::core::CommandResult& result);
     ostrel::core::Status openController(int& node);
     ostrel::core::Status openNamespace(uint32_t nsid, ostrel::core::FileDescriptor& node, std::string& nodePath);
+    /// The node of a namespace for commands that read alone: it stays open.
+    ostrel::core::Status openToRead(uint32_t nsid, int& node, std::string& nodePath);
     ostrel::core::Status resetController(unsigned long request, uint32_t timeoutMs);
     ostrel::core::Status awaitController(uint32_t timeoutMs);
     void rescanPartitions() const;

@@ -73,6 +73,11 @@ Expected& Expected::reads(uint32_t bytes) {
     return *this;
 }
 
+Expected& Expected::metadata(uint32_t bytes) {
+    nvme().metadataLength = bytes;
+    return *this;
+}
+
 Expected& Expected::writes(const DriveBytes& bytes) {
     nvme().dataLength = static_cast<uint32_t>(bytes.size());
     written_ = bytes;
@@ -136,6 +141,7 @@ std::string Expected::text(const NvmeCommand& command, const Payload& toControll
             out << std::dec << "\ndword " << dword.number << ' ' << std::hex << command.*dword.field << 'h';
     }
     out << std::dec << "\ndata " << command.dataLength;
+    if (command.metadataLength != 0) out << ", metadata " << command.metadataLength;
     if (toController.getSize() != 0) out << "\nwritten " << ostrel::core::hexDump(toController, 16);
     addTimeout(out, command.timeoutMs, withTimeout);
     return out.str();

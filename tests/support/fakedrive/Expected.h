@@ -32,6 +32,8 @@ public:
     /// Command dword `number`: 2, 3, or 10 to 15.
     Expected& dword(unsigned number, uint32_t value);
     Expected& reads(uint32_t bytes);
+    /// Metadata beside the data.
+    Expected& metadata(uint32_t bytes);
     Expected& writes(const DriveBytes& bytes);
     Expected& timeoutMs(uint32_t value);
 
