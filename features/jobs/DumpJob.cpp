@@ -1,7 +1,5 @@
 #include "features/jobs/DumpJob.h"
 
-#include <algorithm>
-
 #include "ostrel/core/Attribute.h"
 #include "ostrel/core/ScopeTrace.h"
 #include "ostrel/core/Strings.h"
@@ -51,8 +49,10 @@ Status DumpJob::runMethod(const std::shared_ptr<xml::XmlObject>& output) {
     OSTREL_TRACE();
     Status status = checkRequest(arguments());
     if (!status.is(0, 0)) return status;
-    for (const auto& device : getDevices()) {
-        nvme::Drive drive(*device);
+    const auto& devices = getDevices();
+    const std::vector<std::string> names = driveNames();
+    for (std::size_t i = 0; i < devices.size(); ++i) {
+        nvme::Drive drive(*devices[i]);
         HexSink log;
         status = dumpDrive(drive, arguments(), log);
         if (!status.is(0, 0) && isOneDriveNamed()) return status;
@@ -60,7 +60,7 @@ Status DumpJob::runMethod(const std::shared_ptr<xml::XmlObject>& output) {
         auto object = std::make_unique<xml::XmlObject>();
         object->attributes[xml::KEY_CATEGORY] = xml::CATEGORY_OUTPUT;
         object->attributes[xml::KEY_NAME] = title();
-        object->attributes[xml::KEY_KEY] = drive.serialNumber();
+        object->attributes[xml::KEY_KEY] = names[i];
         if (status.is(0, 0)) {
             object->properties.push_back(log.takePayload());
         } else {
@@ -69,14 +69,6 @@ Status DumpJob::runMethod(const std::shared_ptr<xml::XmlObject>& output) {
         output->objects.push_back(std::move(object));
     }
     return Status();
-}
-
-bool DumpJob::isOneDriveNamed() const {
-    OSTREL_TRACE();
-    const auto& lists = getInput()->lists;
-    return getDevices().size() == 1 && std::any_of(lists.begin(), lists.end(), [](const auto& list) {
-               return list->getAttribute(xml::KEY_NAME) == xml::NAME_DEVICES && !list->objects.empty();
-           });
 }
 
 }  // namespace features::jobs

@@ -6,7 +6,7 @@
 namespace features::jobs {
 
 /// The base of the jobs that hand out a log as bytes: one output object for each drive, its name that of the log, its
-/// key the serial number, with the bytes in a "payload" property.
+/// key the drive's name, with the bytes in a "payload" property.
 ///
 /// When one drive was named and its log cannot be had, that is the status of the request, and there is no output;
 /// otherwise it is a status inside that drive's output, and the others are dumped.
@@ -22,9 +22,6 @@ protected:
     DumpJob(std::string name, std::string logName) : FeatureJob(std::move(name), std::move(logName)) {}
 
     virtual ostrel::core::Status dumpDrive(nvme::Drive& drive, const Arguments& arguments, LogSink& log) = 0;
-
-private:
-    bool isOneDriveNamed() const;
 };
 
 }  // namespace features::jobs

@@ -29,23 +29,6 @@ void append(xml::XmlObject& output, DriveOutput& drive) {
     for (auto& object : drive.take()) output.objects.push_back(std::move(object));
 }
 
-/// How the headings name the drives: by the serial number. Where several have the same one, as controllers of one
-/// subsystem do, its node follows: "S1 nvme0". Without a mark between them, since headings become XML names.
-std::vector<std::string> headingNames(const std::vector<std::shared_ptr<Device>>& devices) {
-    std::vector<std::string> names;
-    std::map<std::string, unsigned> drivesOfName;
-    for (const auto& device : devices) {
-        names.push_back(device->getAttribute(attributes::device::serialNumber()).getText());
-        ++drivesOfName[names.back()];
-    }
-    for (std::size_t i = 0; i < names.size(); ++i) {
-        if (drivesOfName[names[i]] == 1) continue;
-        const std::string path = devices[i]->getAttribute(attributes::device::devicePath()).getText();
-        names[i] += " " + path.substr(path.rfind('/') + 1);
-    }
-    return names;
-}
-
 }  // namespace
 
 AttributeList FeatureJob::getSupportedProperties() const {
@@ -103,7 +86,7 @@ void FeatureJob::runOnDrives(xml::XmlObject& output, const AttributeList* reques
                              Operation operation) {
     OSTREL_TRACE();
     const auto& devices = getDevices();
-    const std::vector<std::string> names = headingNames(devices);
+    const std::vector<std::string> names = driveNames();
     std::vector<std::unique_ptr<DriveOutput>> outputs(devices.size());
     sideBySide(devices.size(), atOnce, [&](std::size_t i) {
         nvme::Drive drive(*devices[i]);
@@ -120,6 +103,33 @@ void FeatureJob::addOutput(xml::XmlObject& output, DriveOutput& drive) {
     OSTREL_TRACE();
     output.objects.push_back(outputObject());
     append(*output.objects.back(), drive);
+}
+
+std::vector<std::string> FeatureJob::driveNames() const {
+    OSTREL_TRACE();
+    const auto& devices = getDevices();
+    // How the headings name the drives: by the serial number. Where several have the same one, as controllers of one
+    // subsystem do, its node follows: "S1 nvme0". Without a mark between them, since headings become XML names.
+    std::vector<std::string> names;
+    std::map<std::string, unsigned> drivesOfName;
+    for (const auto& device : devices) {
+        names.push_back(device->getAttribute(attributes::device::serialNumber()).getText());
+        ++drivesOfName[names.back()];
+    }
+    for (std::size_t i = 0; i < names.size(); ++i) {
+        if (drivesOfName[names[i]] == 1) continue;
+        const std::string path = devices[i]->getAttribute(attributes::device::devicePath()).getText();
+        names[i] += " " + path.substr(path.rfind('/') + 1);
+    }
+    return names;
+}
+
+bool FeatureJob::isOneDriveNamed() const {
+    OSTREL_TRACE();
+    const auto& lists = getInput()->lists;
+    return getDevices().size() == 1 && std::any_of(lists.begin(), lists.end(), [](const auto& list) {
+               return list->getAttribute(xml::KEY_NAME) == xml::NAME_DEVICES && !list->objects.empty();
+           });
 }
 
 Status FeatureJob::checkRequest(const Arguments&) {

@@ -47,6 +47,11 @@ protected:
     /// Adds one output object with what `drive` gave; it is empty then.
     static void addOutput(ostrel::core::xml::XmlObject& output, DriveOutput& drive);
 
+    /// Whether the request names drives, and they are one.
+    bool isOneDriveNamed() const;
+    /// How the answer names each drive.
+    std::vector<std::string> driveNames() const;
+
     const std::string& title() const { return title_; }
     /// The arguments of the input. Only while the job runs.
     Arguments arguments() const { return Arguments(*getInput()); }

@@ -10,6 +10,7 @@
 #include "features/jobs/ForceFlushJob.h"
 #include "features/jobs/FormatJob.h"
 #include "features/jobs/HealthMetricsJob.h"
+#include "features/jobs/HealthScanJob.h"
 #include "features/jobs/IdentifyJob.h"
 #include "features/jobs/LatencyTrackingJob.h"
 #include "features/jobs/LedActivityJob.h"
@@ -76,6 +77,7 @@ constexpr JobRow JOBS[] = {
     {JOB_FORCE_FLUSH, make<jobs::ForceFlushJob>},
     {JOB_FORMAT, make<jobs::FormatJob>},
     {JOB_HEALTH_METRICS, make<jobs::HealthMetricsJob>},
+    {JOB_HEALTH_SCAN, make<jobs::HealthScanJob>},
     {JOB_IDENTIFY, make<jobs::IdentifyJob>},
     {JOB_LATENCY_TRACKING, make<jobs::LatencyTrackingJob>},
     {JOB_LED_ACTIVITY, make<jobs::LedActivityJob>},

@@ -61,6 +61,14 @@ JobRun& JobRun::setting(Attribute attribute, const std::string& value) {
 std::string JobRun::on(const std::vector<const fakedrive::FakeDrive*>& drives) {
     std::vector<std::shared_ptr<Device>> devices;
     for (const fakedrive::FakeDrive* drive : drives) devices.push_back(drive->device());
+    return onAll(devices);
+}
+
+std::string JobRun::onDevice(const std::shared_ptr<Device>& device) {
+    return onAll(std::vector<std::shared_ptr<Device>>{device});
+}
+
+std::string JobRun::onAll(const std::vector<std::shared_ptr<Device>>& devices) {
     job_.setInput(*request_);
     job_.setDevices(devices);
     const auto output = std::make_shared<xml::XmlObject>();

@@ -30,8 +30,11 @@ public:
     /// Runs, and returns the whole answer: "0/0 message" of the job's status, then the XML of the output, each element
     /// on a line of its own. The order in an attribute list has no meaning: here it is that of the names.
     std::string on(const std::vector<const fakedrive::FakeDrive*>& drives);
+    std::string onDevice(const std::shared_ptr<ostrel::core::Device>& device);
 
 private:
+    std::string onAll(const std::vector<std::shared_ptr<ostrel::core::Device>>& devices);
+
     ostrel::interfaces::ostreli::Job& job_;
     std::shared_ptr<ostrel::core::xml::XmlObject> request_;
 };

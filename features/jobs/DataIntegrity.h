@@ -1,0 +1,59 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+#include "ostrel/core/FileDescriptor.h"
+#include "ostrel/core/Status.h"
+
+namespace features::jobs {
+
+/// A file without a name that holds a pattern in which every word tells its place, so that a block that is stored, or
+/// read, at the wrong place is a mismatch too. Since it has no name, nothing of the user's can be in its way, and
+/// nothing is left of it, however the process ends.
+///
+/// Units: bytes, multiples of UNIT_BYTES.
+/// Errors: category 1 with errno and a message that names the folder.
+class PatternFile {
+public:
+    static constexpr uint64_t UNIT_BYTES = 1024 * 1024;
+
+    /// `number` makes the pattern of one file different from that of the next.
+    explicit PatternFile(uint64_t number) : number_(number) {}
+
+    ostrel::core::Status create(const std::string& folder);
+    /// Writes the pattern, and has the drive store it.
+    ostrel::core::Status write(uint64_t bytes);
+    struct Comparison {
+        uint64_t blocks = 0;  ///< of 4,096 bytes that differ, or that the drive cannot read (EIO)
+        uint64_t first = 0;   ///< the offset of the first of them
+    };
+    /// Reads it back from the drive and not from memory.
+    ostrel::core::Status compare(Comparison& comparison);
+
+    int descriptor() const { return file_.get(); }
+
+private:
+    void fill(uint64_t offset, uint8_t* unit) const;
+    int readAt(uint64_t offset, uint8_t* bytes, uint64_t size) const;
+    int compareUnit(uint64_t offset, const uint8_t* expected, uint8_t* unit, Comparison& comparison) const;
+    ostrel::core::Status failure(int error, const char* what) const;
+
+    uint64_t number_;
+    uint64_t bytes_ = 0;
+    std::string folder_;
+    ostrel::core::FileDescriptor file_;
+};
+
+struct DataIntegrityResult {
+    uint64_t bytes = 0;       ///< written and read back
+    uint64_t mismatches = 0;  ///< blocks of 4,096 bytes
+    uint64_t firstOffset = 0;
+    ostrel::core::Status failure;  ///< why the check was not completed
+};
+
+/// Writes patterns to new files in `folder` and reads them back: at most `mostBytes`, and at most half of what the file
+/// system has free. The files are gone when it returns, and also when the process is killed.
+DataIntegrityResult checkDataIntegrity(const std::string& folder, uint64_t mostBytes);
+
+}  // namespace features::jobs

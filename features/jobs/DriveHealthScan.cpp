@@ -1,0 +1,220 @@
+#include "features/jobs/DriveHealthScan.h"
+
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <set>
+#include <vector>
+
+#include "features/jobs/CriticalWarnings.h"
+#include "features/jobs/DataIntegrity.h"
+#include "features/jobs/DriveFacts.h"
+#include "features/jobs/DriveLogs.h"
+#include "features/jobs/LogFolder.h"
+#include "features/jobs/ReadScan.h"
+#include "features/nvme/Bytes.h"
+#include "features/transport/HostCommand.h"
+#include "ostrel/core/AttributeVocabulary.h"
+#include "ostrel/core/CommandResult.h"
+#include "ostrel/core/Device.h"
+#include "ostrel/core/ScopeTrace.h"
+#include "ostrel/core/StatusCatalogue.h"
+#include "ostrel/core/Strings.h"
+
+namespace features::jobs {
+
+using namespace ostrel::core;
+using nvme::FieldTree;
+using transport::HostNamespace;
+using transport::NamespaceUse;
+
+namespace {
+
+constexpr std::size_t MOST_RANGES_TOLD = 16;
+
+constexpr const char* NOT_COMPLETED = "Not completed";
+constexpr const char* HOLDS_SYSTEM = "It holds the running system, which is left out unless IncludeOS is true.";
+
+const char* outcomeText(HealthOutcome outcome) {
+    switch (outcome) {
+        case HealthOutcome::NOTHING_FOUND:
+            return "Nothing was found.";
+        case HealthOutcome::NOT_COMPLETED:
+            return "The scan could not be completed.";
+        case HealthOutcome::CRITICAL_WARNING:
+            return "The drive reports a critical warning.";
+        case HealthOutcome::ERRORS:
+            return "There are read errors, or data that came back different.";
+    }
+    return "";
+}
+
+bool holdsSystem(const HostNamespace& space) {
+    return std::any_of(space.uses.begin(), space.uses.end(), [](const NamespaceUse& use) { return use.holdsSystem; });
+}
+
+/// "100-103 200", the first of them.
+std::string rangesText(const std::vector<LbaRange>& ranges) {
+    std::string text;
+    for (std::size_t i = 0; i < std::min(ranges.size(), MOST_RANGES_TOLD); ++i) {
+        text.append(text.empty() ? "" : " ").append(std::to_string(ranges[i].first));
+        if (ranges[i].last != ranges[i].first) text.append("-").append(std::to_string(ranges[i].last));
+    }
+    return ranges.size() > MOST_RANGES_TOLD ? text + " and more" : text;
+}
+
+bool isOnSameFileSystem(const std::string& path, const std::string& other) {
+    struct stat properties = {};
+    struct stat otherProperties = {};
+    return ::stat(path.c_str(), &properties) == 0 && ::stat(other.c_str(), &otherProperties) == 0 &&
+           properties.st_dev == otherProperties.st_dev;
+}
+
+class Scan {
+public:
+    Scan(nvme::Drive& drive, const HealthScans& scans, FieldTree& tree) : facts_(drive), scans_(scans), tree_(tree) {}
+
+    HealthOutcome run(const std::string& directory) {
+        readSmart();
+        if (scans_.logs && isReachable()) storeLogs(directory);
+        if ((scans_.read || scans_.dataIntegrity) && isReachable()) scanNamespaces();
+        tree_.fields.insert(tree_.fields.begin(), {"Result", {}, outcomeText(outcome_)});
+        return outcome_;
+    }
+
+private:
+    bool isReachable() const { return facts_.failure().is(0, 0); }
+    void found(HealthOutcome outcome) { outcome_ = std::max(outcome_, outcome); }
+    void notCompleted(FieldTree& tree, const std::string& why) {
+        tree.add(NOT_COMPLETED, why);
+        found(HealthOutcome::NOT_COMPLETED);
+    }
+    /// Something that the request leaves out: a drive that was named is then not scanned as it should be.
+    void leftOut(FieldTree& tree, const std::string& why) {
+        tree.add("Left out", why);
+        if (scans_.isNamed) found(HealthOutcome::NOT_COMPLETED);
+    }
+
+    void readSmart();
+    void storeLogs(const std::string& directory);
+    void scanNamespaces();
+    void readNamespace(const HostNamespace& space);
+    void checkFileSystems(const std::vector<HostNamespace>& namespaces);
+    void checkFileSystem(const std::string& mountPoint);
+    std::vector<HostNamespace> chosen(const std::vector<HostNamespace>& namespaces);
+
+    DriveFacts facts_;
+    const HealthScans& scans_;
+    FieldTree& tree_;
+    HealthOutcome outcome_ = HealthOutcome::NOTHING_FOUND;
+};
+
+void Scan::readSmart() {
+    const uint8_t* smart = facts_.smart();
+    if (smart == nullptr) {
+        notCompleted(tree_, isReachable() ? "The drive gives no SMART / Health log." : facts_.failure().getMessage());
+        return;
+    }
+    tree_.add("Device Status", deviceStatusText(smart[0]));
+    tree_.add("Available Spare", "percent", std::to_string(smart[3]));
+    tree_.add("Percentage Used", "percent", std::to_string(smart[5]));
+    tree_.add("Media and Data Integrity Errors", nvme::decimal128(smart + 160));
+    if (smart[0] != 0) found(HealthOutcome::CRITICAL_WARNING);
+}
+
+void Scan::storeLogs(const std::string& directory) {
+    FieldTree& part = tree_.addPart("Logs");
+    LogFolder folder;
+    Status status = LogFolder::create(directory, fileNameOf(facts_.drive().serialNumber(), "drive"), folder);
+    if (status.is(0, 0)) status = storeDriveLogs(facts_, folder, part);
+    if (!status.is(0, 0)) notCompleted(part, status.getMessage());
+}
+
+void Scan::scanNamespaces() {
+    CommandResult result;
+    facts_.drive().device().sendCommand(transport::HostCommand(transport::HostRequest::USES), result);
+    const auto* host = dynamic_cast<const transport::HostResult*>(result.protocolResult.get());
+    if (!result.status.is(0, 0) || host == nullptr) {
+        notCompleted(tree_, result.status.is(0, 0) ? statuses::deviceDataRetrievalFailed().getMessage()
+                                                   : result.status.getMessage());
+        return;
+    }
+    const bool system = std::any_of(host->namespaces.begin(), host->namespaces.end(), holdsSystem);
+    if (system && !scans_.includeSystemDrive) {
+        leftOut(tree_, HOLDS_SYSTEM);
+        return;
+    }
+    const std::vector<HostNamespace> namespaces = chosen(host->namespaces);
+    if (namespaces.empty()) leftOut(tree_, "It has no namespace that could be scanned.");
+    for (const HostNamespace& space : namespaces) {
+        if (scans_.read) readNamespace(space);
+    }
+    if (scans_.dataIntegrity) checkFileSystems(namespaces);
+}
+
+/// Those that are attached; of them the one that the path named.
+std::vector<HostNamespace> Scan::chosen(const std::vector<HostNamespace>& namespaces) {
+    const Attribute named = facts_.drive().device().getAttribute(attributes::device::namespaceId());
+    std::vector<HostNamespace> chosen;
+    for (const HostNamespace& space : namespaces) {
+        const bool isMeant = named.getSize() == 0 || toNumber<uint32_t>(named.getText()) == space.nsid;
+        if (space.attached && isMeant) chosen.push_back(space);
+    }
+    return chosen;
+}
+
+void Scan::readNamespace(const HostNamespace& space) {
+    FieldTree& part = tree_.addPart("Read Scan - Namespace " + std::to_string(space.nsid));
+    ReadScanRequest request;
+    request.nsid = space.nsid;
+    if (!scans_.full) request.mostBytes = scans_.extent.read;
+    const ReadScanResult result = readScan(facts_.drive(), request);
+    part.add("Blocks", std::to_string(result.blocks));
+    part.add("Blocks Read", std::to_string(result.blocksRead));
+    part.add("Unreadable Blocks", std::to_string(result.unreadable));
+    if (result.unreadable != 0) {
+        part.add("Unreadable LBAs", rangesText(result.ranges));
+        found(HealthOutcome::ERRORS);
+    }
+    if (result.unreadable == ReadScanResult::MOST_UNREADABLE)
+        part.add("Ended", "So many blocks cannot be read that the rest was not tried.");
+    if (!result.failure.is(0, 0)) notCompleted(part, result.failure.getMessage());
+}
+
+void Scan::checkFileSystems(const std::vector<HostNamespace>& namespaces) {
+    std::set<std::string> nodes;  // one that is mounted in several places is checked once
+    for (const HostNamespace& space : namespaces) {
+        for (const NamespaceUse& use : space.uses) {
+            if (use.kind != NamespaceUse::Kind::MOUNTED || nodes.count(use.node) != 0) continue;
+            if (!scans_.path.empty() && !isOnSameFileSystem(scans_.path, use.detail)) continue;
+            nodes.insert(use.node);
+            checkFileSystem(scans_.path.empty() ? use.detail : scans_.path);
+        }
+    }
+    if (!nodes.empty()) return;
+    leftOut(tree_, scans_.path.empty() ? "None of its file systems is mounted."
+                                       : "'" + scans_.path + "' is on none of its file systems.");
+}
+
+void Scan::checkFileSystem(const std::string& mountPoint) {
+    FieldTree& part = tree_.addPart("Data Integrity Scan");
+    part.add("Path", sanitizeValue(mountPoint));
+    const DataIntegrityResult result =
+        checkDataIntegrity(mountPoint, scans_.full ? scans_.extent.fullWrite : scans_.extent.write);
+    part.add("Bytes Written and Read", std::to_string(result.bytes));
+    part.add("Mismatches", "blocks of 4096 bytes", std::to_string(result.mismatches));
+    if (result.mismatches != 0) {
+        part.add("First Mismatch", "offset in bytes", std::to_string(result.firstOffset));
+        found(HealthOutcome::ERRORS);
+    }
+    if (!result.failure.is(0, 0)) notCompleted(part, result.failure.getMessage());
+}
+
+}  // namespace
+
+HealthOutcome scanDrive(nvme::Drive& drive, const HealthScans& scans, const std::string& directory, FieldTree& tree) {
+    OSTREL_TRACE();
+    return Scan(drive, scans, tree).run(directory);
+}
+
+}  // namespace features::jobs

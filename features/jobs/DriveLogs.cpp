@@ -1,0 +1,143 @@
+#include "features/jobs/DriveLogs.h"
+
+#include <functional>
+#include <string>
+
+#include "features/jobs/LogReading.h"
+#include "features/jobs/LongLogs.h"
+#include "features/jobs/NvmeLogPage.h"
+#include "features/jobs/NvmeLogRequest.h"
+#include "features/nvme/FieldTree.h"
+#include "features/nvme/Identify.h"
+#include "features/nvme/LogPages.h"
+#include "features/nvme/Opcodes.h"
+#include "ostrel/core/ScopeTrace.h"
+#include "ostrel/core/StatusCatalogue.h"
+#include "ostrel/core/Strings.h"
+
+namespace features::jobs {
+
+using namespace ostrel::core;
+using nvme::LogPageRow;
+
+namespace {
+
+/// "log_02_smart_health_information.bin"
+std::string logFileName(uint8_t lid, const std::string& name) {
+    std::string file = "log_" + toLower(nvme::hexText(lid, 2).substr(2));
+    bool isWord = false;
+    for (const char c : toLower(name)) {
+        const bool isPart = (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9');
+        if (isPart && !isWord) file += '_';
+        if (isPart) file += c;
+        isWord = isPart;
+    }
+    return file + ".bin";
+}
+
+/// The files of one drive, one after the other, until one fails.
+class Store {
+public:
+    Store(DriveFacts& facts, const LogFolder& folder, nvme::FieldTree& tree)
+        : facts_(facts), folder_(folder), tree_(tree) {}
+
+    Status run() {
+        tree_.add("Folder", folder_.path());
+        Status status = storeIdentify();
+        for (const LogPageRow* row = nvme::logPagesBegin(); status.is(0, 0) && row != nvme::logPagesEnd(); ++row) {
+            if (row->isSupportedBy(*facts_.controller())) status = storePage(*row);
+        }
+        const uint8_t* ocp = status.is(0, 0) ? facts_.ocpSmart() : nullptr;
+        if (ocp != nullptr)
+            status = write(logFileName(nvme::LID_OCP_SMART, OCP_SMART_NAME), Payload(ocp, nvme::OCP_SMART_BYTES));
+        tree_.add("Files", std::to_string(files_));
+        for (const Status& failure : {status, facts_.failure(), problem_}) {
+            if (!failure.is(0, 0)) return failure;
+        }
+        return Status();
+    }
+
+private:
+    Status write(const std::string& name, const Payload& bytes) {
+        const Status status = folder_.write(name, bytes);
+        if (status.is(0, 0)) ++files_;
+        return status;
+    }
+
+    Status storeIdentify() {
+        if (facts_.controller() == nullptr)
+            return facts_.failure().is(0, 0) ? statuses::deviceDataRetrievalFailed() : facts_.failure();
+        Status status = write("identify_controller.bin", Payload(facts_.identifyController(), nvme::IDENTIFY_BYTES));
+        const auto* namespaces = facts_.hostNamespaces();
+        if (namespaces == nullptr) return status.is(0, 0) ? facts_.failure() : status;
+        for (const auto& space : *namespaces) {
+            Payload data;
+            if (!status.is(0, 0)) return status;
+            status = facts_.drive().identify(nvme::CNS_NAMESPACE, space.nsid, 0, data);
+            if (isOfDrive(status)) {
+                status = tellNotRead("Namespace " + std::to_string(space.nsid), status);
+                continue;
+            }
+            if (status.is(0, 0)) status = write("identify_namespace_" + std::to_string(space.nsid) + ".bin", data);
+        }
+        return status;
+    }
+
+    Status storePage(const LogPageRow& row) {
+        LogFolder::File file(folder_, logFileName(row.lid, row.name));
+        Status status = readPage(row.lid, file);
+        if (isOfDrive(status)) return tellNotRead("LID " + nvme::hexText(row.lid, 2), status);
+        if (status.is(0, 0)) status = file.finish();
+        if (status.is(0, 0)) ++files_;
+        return status;
+    }
+
+    /// The failure of the road, or of the file, is that of all that follows.
+    static bool isOfDrive(const Status& status) { return !status.is(0, 0) && status.getCategory() != CATEGORY_OS; }
+
+    /// What the drive does not have after all is no failure of the scan.
+    Status tellNotRead(const std::string& what, const Status& status) {
+        tree_.add(what, "Not read", status.getMessage());
+        const bool isMissing = isRefusal(status) ||
+                               status.is(CATEGORY_FEATURE, statuses::telemetryNotSupported().getCode()) ||
+                               status.is(CATEGORY_FEATURE, statuses::persistentEventLogNotSupported().getCode());
+        if (!isMissing && problem_.is(0, 0)) problem_ = status;
+        return Status();
+    }
+
+    Status readPage(uint8_t lid, LogSink& file) {
+        switch (lid) {
+            case nvme::LID_TELEMETRY_HOST:
+                return readTelemetryLog(facts_.drive(), TelemetryRequest(), file);
+            case nvme::LID_TELEMETRY_CONTROLLER: {
+                TelemetryRequest request;
+                request.hostInitiated = false;
+                request.retainEvent = true;
+                return readTelemetryLog(facts_.drive(), request, file);
+            }
+            case nvme::LID_PERSISTENT_EVENT:
+                return readPersistentEventLog(facts_.drive(), EventLogContext::PASSING, file);
+            default: {
+                Payload data;
+                Status status = readLogPage(facts_, NvmeLogRequest(), lid, LogExtent::WHOLE, data);
+                if (status.is(0, 0)) status = file.begin(data.getSize());
+                return status.is(0, 0) ? file.add(data.getData(), data.getSize()) : status;
+            }
+        }
+    }
+
+    DriveFacts& facts_;
+    const LogFolder& folder_;
+    nvme::FieldTree& tree_;
+    unsigned files_ = 0;
+    Status problem_;  ///< the first log that the drive has, but did not give
+};
+
+}  // namespace
+
+Status storeDriveLogs(DriveFacts& facts, const LogFolder& folder, nvme::FieldTree& tree) {
+    OSTREL_TRACE();
+    return Store(facts, folder, tree).run();
+}
+
+}  // namespace features::jobs

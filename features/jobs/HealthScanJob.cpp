@@ -1,0 +1,105 @@
+#include "features/jobs/HealthScanJob.h"
+
+#include <algorithm>
+
+#include "features/jobs/LogFolder.h"
+#include "features/jobs/StatusDetails.h"
+#include "features/jobs/SystemInformation.h"
+#include "ostrel/core/AttributeVocabulary.h"
+#include "ostrel/core/File.h"
+#include "ostrel/core/ScopeTrace.h"
+#include "ostrel/core/StatusCatalogue.h"
+#include "ostrel/interfaces/ostreli/interface/JobNames.h"
+
+namespace features::jobs {
+
+using namespace ostrel::core;
+namespace keys = attributes::feature;
+
+namespace {
+
+constexpr const char* STATUS_CODE = "HealthScanStatusCode";
+
+struct Request {
+    HealthScans scans;
+    bool includeSystemInfo = false;
+    std::string directory;
+};
+
+Status readRequest(const Arguments& arguments, Request& request) {
+    const struct {
+        Attribute attribute;
+        bool& flag;
+    } flags[] = {
+        {keys::storeLogs(), request.scans.logs},
+        {keys::readScan(), request.scans.read},
+        {keys::dataIntegrityScan(), request.scans.dataIntegrity},
+        {keys::fullScan(), request.scans.full},
+        {keys::includeOS(), request.scans.includeSystemDrive},
+        {keys::includeSystemInfo(), request.includeSystemInfo},
+    };
+    for (const auto& row : flags) {
+        std::optional<bool> flag;
+        const Status status = arguments.boolean(row.attribute.getName(), flag);
+        if (!status.is(0, 0)) return status;
+        row.flag = flag.value_or(false);
+    }
+    if (!request.scans.read && !request.scans.dataIntegrity) request.scans.logs = true;
+    request.scans.path = arguments.text(keys::path().getName());
+    request.directory = arguments.text(keys::directoryPath().getName());
+    for (const std::string& folder : {request.scans.path, request.directory}) {
+        if (!folder.empty() && !isDirectory(folder))
+            return withDetails(statuses::directoryNotFound(), "'" + folder + "'.");
+    }
+    return Status();
+}
+
+/// Without a folder of the user's a dated one below the current one.
+Status makeLogFolder(std::time_t now, std::string& directory) {
+    if (!directory.empty()) return Status();
+    std::tm date{};
+    localtime_r(&now, &date);
+    char name[64];
+    (void)std::strftime(name, sizeof name, "HealthScan_%Y-%m-%d_%H-%M-%S", &date);  // it fits
+    LogFolder folder;
+    const Status status = LogFolder::create(".", name, folder);
+    directory = folder.path();
+    return status;
+}
+
+}  // namespace
+
+HealthScanJob::HealthScanJob(std::function<std::time_t()> now, const HealthScanExtent& extent)
+    : FeatureJob(ostrel::interfaces::ostreli::JOB_HEALTH_SCAN, "Health Scan"), now_(std::move(now)), extent_(extent) {}
+
+std::unique_ptr<ostrel::interfaces::ostreli::Job> HealthScanJob::clone() const {
+    auto copy = std::make_unique<HealthScanJob>(now_, extent_);
+    copy->copyFrom(*this);
+    return copy;
+}
+
+Status HealthScanJob::runMethod(const std::shared_ptr<xml::XmlObject>& output) {
+    OSTREL_TRACE();
+    Request request;
+    request.scans.extent = extent_;
+    Status status = readRequest(arguments(), request);
+    if (status.is(0, 0) && request.scans.logs && !getDevices().empty())
+        status = makeLogFolder(now_(), request.directory);
+    if (!status.is(0, 0)) return status;
+    DriveOutput out("", nullptr);
+    if (request.includeSystemInfo) out.add(systemInformation().toXml({}));
+    request.scans.isNamed = isOneDriveNamed();
+    HealthOutcome gravest = HealthOutcome::NOTHING_FOUND;
+    const std::vector<std::string> names = driveNames();
+    for (std::size_t i = 0; i < names.size(); ++i) {
+        nvme::Drive drive(*getDevices()[i]);
+        nvme::FieldTree tree{title(), {}, {}};
+        gravest = std::max(gravest, scanDrive(drive, request.scans, request.directory, tree));
+        out.add(tree.toXml(names[i]));
+    }
+    addOutput(*output, out);
+    output->objects.back()->addProperty(STATUS_CODE, std::to_string(static_cast<unsigned>(gravest)));
+    return Status();
+}
+
+}  // namespace features::jobs

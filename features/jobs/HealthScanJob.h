@@ -1,0 +1,30 @@
+#pragma once
+
+#include <ctime>
+#include <functional>
+
+#include "features/jobs/DriveHealthScan.h"
+#include "features/jobs/FeatureJob.h"
+
+namespace features::jobs {
+
+/// The health of drives: what they say of themselves, whether they can be read, and whether they give back what they
+/// were given. docs/health-scan.md is the user's side of it.
+///
+/// The answer is one output object with one tree for each drive. Its property "HealthScanStatusCode" is the gravest
+/// outcome, and becomes the exit status; what was found, or failed, stands in words in the trees, since the code of a
+/// status object there would take the outcome's place.
+class HealthScanJob : public FeatureJob {
+public:
+    /// `now`: for the name of the folder.
+    explicit HealthScanJob(
+        std::function<std::time_t()> now = [] { return std::time(nullptr); }, const HealthScanExtent& extent = {});
+    std::unique_ptr<Job> clone() const override;
+    ostrel::core::Status runMethod(const std::shared_ptr<ostrel::core::xml::XmlObject>& output) override;
+
+private:
+    std::function<std::time_t()> now_;
+    HealthScanExtent extent_;
+};
+
+}  // namespace features::jobs

@@ -1,0 +1,213 @@
+#include "features/jobs/ReadScan.h"
+
+#include <algorithm>
+#include <atomic>
+#include <cerrno>
+#include <memory>
+#include <mutex>
+
+#include "features/jobs/LogReading.h"
+#include "features/jobs/SideBySide.h"
+#include "features/jobs/StatusDetails.h"
+#include "features/nvme/Opcodes.h"
+#include "ostrel/core/Device.h"
+#include "ostrel/core/Payload.h"
+#include "ostrel/core/ScopeTrace.h"
+#include "ostrel/core/StatusCatalogue.h"
+
+namespace features::jobs {
+
+using namespace ostrel::core;
+using nvme::NvmeCommand;
+
+namespace {
+
+/// Number of Logical Blocks has 16 bits and counts from 0.
+constexpr uint64_t MOST_BLOCKS = 65536;
+
+/// Unrecovered Read Error, and the three errors of end-to-end protection (NVMe Base Specification 1.4,
+/// section 4.6.1.2.3).
+bool isMediaError(const nvme::Completion& completion) {
+    return completion.statusCodeType() == 0x2 && completion.statusCode() >= 0x81 && completion.statusCode() <= 0x84;
+}
+
+/// How the blocks of a namespace come over the wire. Units: bytes a block.
+struct Geometry {
+    uint64_t blocks = 0;
+    uint32_t dataBytes = 0;      ///< with metadata that is part of it
+    uint32_t metadataBytes = 0;  ///< of a buffer of its own
+};
+
+Status readGeometry(nvme::Drive& drive, uint32_t nsid, Geometry& geometry) {
+    Payload identify;
+    const Status status = drive.identify(nvme::CNS_NAMESPACE, nsid, 0, identify);
+    if (!status.is(0, 0)) return status;
+    const nvme::NamespaceProperties properties(identify.getData());
+    const auto& format = properties.format();
+    if (format.dataBytes() == 0) {
+        return withDetails(statuses::deviceDataRetrievalFailed(),
+                           "Namespace " + std::to_string(nsid) + " has no block size of the standard.");
+    }
+    const bool isExtended = properties.metadataExtended();
+    geometry.blocks = properties.sizeBlocks;
+    geometry.dataBytes = format.dataBytes() + (isExtended ? format.metadataBytes : 0U);
+    geometry.metadataBytes = isExtended ? 0 : format.metadataBytes;
+    return Status();
+}
+
+/// Which blocks each piece has.
+class Pieces {
+public:
+    Pieces(const Geometry& geometry, uint32_t pieceBytes, uint64_t mostBytes) : blocks_(geometry.blocks) {
+        pieceBlocks_ = std::clamp<uint64_t>(pieceBytes / geometry.dataBytes, 1, MOST_BLOCKS);
+        count_ = blocks_ / pieceBlocks_ + (blocks_ % pieceBlocks_ != 0 ? 1 : 0);
+        // At least the first piece and the last.
+        const uint64_t most = std::max<uint64_t>(2, mostBytes / geometry.dataBytes / pieceBlocks_);
+        if (most >= count_) return;
+        count_ = most;
+        step_ = (blocks_ - pieceBlocks_) / (count_ - 1);
+    }
+
+    uint64_t count() const { return count_; }
+    uint64_t first(uint64_t number) const {
+        if (step_ == 0) return number * pieceBlocks_;
+        return number == count_ - 1 ? blocks_ - pieceBlocks_ : number * step_;
+    }
+    uint32_t blocks(uint64_t number) const {
+        return static_cast<uint32_t>(std::min(pieceBlocks_, blocks_ - first(number)));
+    }
+
+private:
+    uint64_t blocks_;
+    uint64_t pieceBlocks_ = 1;
+    uint64_t count_ = 0;
+    uint64_t step_ = 0;  ///< blocks from the first of one piece to that of the next; 0: they follow each other
+};
+
+/// What the workers share.
+struct Progress {
+    explicit Progress(uint32_t bytes) : mostBytes(bytes) {}
+
+    std::atomic<uint64_t> nextPiece{0};
+    std::atomic<uint64_t> blocksRead{0};
+    std::atomic<uint32_t> mostBytes;  ///< of one command; shrinks when the system was seen to take less
+    std::atomic<bool> ended{false};
+    std::mutex mutex;  ///< of the rest
+    std::vector<uint64_t> unreadable;
+    Status failure;
+
+    void addUnreadable(uint64_t lba) {
+        const std::lock_guard<std::mutex> lock(mutex);
+        if (unreadable.size() < ReadScanResult::MOST_UNREADABLE) unreadable.push_back(lba);
+        if (unreadable.size() == ReadScanResult::MOST_UNREADABLE) ended = true;
+    }
+    void fail(const Status& status) {
+        const std::lock_guard<std::mutex> lock(mutex);
+        if (failure.is(0, 0)) failure = status;
+        ended = true;
+    }
+    void shrink(uint32_t bytes) {
+        uint32_t most = mostBytes;
+        while (bytes < most && !mostBytes.compare_exchange_weak(most, bytes)) {
+        }
+    }
+};
+
+/// One of the threads: a device of its own, one command at a time.
+class Worker {
+public:
+    Worker(const Device& device, uint32_t nsid, const Geometry& geometry, Progress& progress)
+        : device_(device), drive_(device_), nsid_(nsid), geometry_(geometry), progress_(progress) {}
+
+    void run(const Pieces& pieces) {
+        while (!progress_.ended) {
+            const uint64_t number = progress_.nextPiece++;
+            if (number >= pieces.count()) return;
+            read(pieces.first(number), pieces.blocks(number));
+        }
+    }
+
+private:
+    void read(uint64_t first, uint32_t blocks) {
+        if (progress_.ended) return;
+        const uint64_t bytes = uint64_t{blocks} * geometry_.dataBytes;
+        if (blocks > 1 && bytes > progress_.mostBytes) return split(first, blocks);
+        nvme::Answer answer;
+        const Status status = drive_.send(command(first, blocks), answer);
+        if (status.is(0, 0)) {
+            progress_.blocksRead += blocks;
+        } else if (isRefusal(status) && isMediaError(drive_.lastCompletion())) {
+            if (blocks > 1) return split(first, blocks);
+            progress_.addUnreadable(first);
+        } else if (status.is(CATEGORY_OS, EINVAL) && blocks > 1) {
+            // The system takes less at a time than the drive; nothing was sent.
+            progress_.shrink(static_cast<uint32_t>(bytes / 2));
+            split(first, blocks);
+        } else {
+            progress_.fail(status);
+        }
+    }
+
+    void split(uint64_t first, uint32_t blocks) {
+        const uint32_t half = blocks / 2;
+        read(first, half);
+        read(first + half, blocks - half);
+    }
+
+    NvmeCommand command(uint64_t first, uint32_t blocks) const {
+        NvmeCommand command(nvme::Queue::IO, nvme::OPC_READ, "Read");
+        command.nsid = nsid_;
+        command.cdw10 = static_cast<uint32_t>(first);
+        command.cdw11 = static_cast<uint32_t>(first >> 32);
+        command.cdw12 = blocks - 1;
+        command.dataLength = blocks * geometry_.dataBytes;
+        command.metadataLength = blocks * geometry_.metadataBytes;
+        return command;
+    }
+
+    Device device_;
+    nvme::Drive drive_;
+    uint32_t nsid_;
+    const Geometry& geometry_;
+    Progress& progress_;
+};
+
+std::vector<LbaRange> rangesOf(std::vector<uint64_t> blocks) {
+    std::sort(blocks.begin(), blocks.end());
+    std::vector<LbaRange> ranges;
+    for (const uint64_t lba : blocks) {
+        if (!ranges.empty() && ranges.back().last + 1 >= lba) {
+            ranges.back().last = lba;  // next to it, or the same: spread pieces of a small namespace may overlap
+        } else {
+            ranges.push_back({lba, lba});
+        }
+    }
+    return ranges;
+}
+
+}  // namespace
+
+ReadScanResult readScan(nvme::Drive& drive, const ReadScanRequest& request) {
+    OSTREL_TRACE();
+    ReadScanResult result;
+    Geometry geometry;
+    result.failure = readGeometry(drive, request.nsid, geometry);
+    uint32_t pieceBytes = 0;
+    if (result.failure.is(0, 0)) result.failure = drive.maxTransferBytes(pieceBytes);
+    if (!result.failure.is(0, 0)) return result;
+    result.blocks = geometry.blocks;
+    const Pieces pieces(geometry, pieceBytes, request.mostBytes);
+    Progress progress(std::max(pieceBytes, geometry.dataBytes));
+    const auto count = static_cast<size_t>(std::min<uint64_t>(request.commandsAtOnce, pieces.count()));
+    std::vector<std::unique_ptr<Worker>> workers;
+    for (size_t i = 0; i < count; ++i)
+        workers.push_back(std::make_unique<Worker>(drive.device(), request.nsid, geometry, progress));
+    sideBySide(count, count, [&](std::size_t i) { workers[i]->run(pieces); });
+    result.failure = progress.failure;
+    result.blocksRead = progress.blocksRead;
+    result.unreadable = progress.unreadable.size();
+    result.ranges = rangesOf(progress.unreadable);
+    return result;
+}
+
+}  // namespace features::jobs

@@ -1,0 +1,43 @@
+#pragma once
+
+#include <cstdint>
+#include <vector>
+
+#include "features/nvme/Drive.h"
+#include "features/nvme/NamespaceProperties.h"
+#include "ostrel/core/Status.h"
+
+namespace features::jobs {
+
+/// What of a namespace is read, and how.
+struct ReadScanRequest {
+    uint32_t nsid = 0;
+    /// What is read at the most: a larger namespace is read in pieces that are evenly spread from its first block to
+    /// its last. UINT64_MAX: all of it.
+    uint64_t mostBytes = UINT64_MAX;
+    unsigned commandsAtOnce = 8;
+};
+
+struct LbaRange {
+    uint64_t first;
+    uint64_t last;
+};
+
+struct ReadScanResult {
+    static constexpr uint64_t MOST_UNREADABLE = 1024;
+
+    uint64_t blocks = 0;           ///< of the namespace
+    uint64_t blocksRead = 0;       ///< without an error
+    uint64_t unreadable = 0;       ///< blocks; the scan ends when there are MOST_UNREADABLE
+    std::vector<LbaRange> ranges;  ///< of them, in order
+    ostrel::core::Status failure;  ///< why the scan was not completed
+};
+
+/// Reads the blocks of a namespace by Read commands, past every cache of the system, several at once, each as large as
+/// drive and system take. A piece that the drive cannot read is split until the blocks are found that are to blame;
+/// errors that do not come from the media end the scan.
+///
+/// Threads: starts threads of its own, each with a copy of the drive's device, and returns when all have ended.
+ReadScanResult readScan(nvme::Drive& drive, const ReadScanRequest& request);
+
+}  // namespace features::jobs

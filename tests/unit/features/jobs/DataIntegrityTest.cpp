@@ -1,0 +1,114 @@
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <string>
+#include <vector>
+
+#include "features/jobs/DataIntegrity.h"
+#include "ostrel/core/Payload.h"
+#include "tests/support/TemporaryFolder.h"
+
+namespace features::jobs {
+namespace {
+
+using ostrel::core::Status;
+
+constexpr uint64_t UNIT = PatternFile::UNIT_BYTES;
+
+std::string textOf(const Status& status) {
+    return std::to_string(status.getCategory()) + "/" + std::to_string(status.getCode()) + " " + status.getMessage();
+}
+
+/// A block of the file takes the place of another; both on block boundaries, since the file may be written directly.
+void copyBlock(int file, uint64_t from, uint64_t to) {
+    ostrel::core::Payload block(4096);
+    ASSERT_EQ(::pread(file, block.getData(), 4096, static_cast<off_t>(from)), 4096);
+    ASSERT_EQ(::pwrite(file, block.getData(), 4096, static_cast<off_t>(to)), 4096);
+}
+
+TEST(PatternFile, ComesBackAsItWasWrittenAndHasNoName) {
+    const TemporaryFolder folder;
+    PatternFile file(0);
+    ASSERT_TRUE(file.create(folder / "").is(0, 0));
+    EXPECT_EQ(textOf(file.write(3 * UNIT)), "0/0 Completed successfully.");
+    EXPECT_EQ(folder.names(), std::vector<std::string>());
+    struct stat properties = {};
+    ASSERT_EQ(::fstat(file.descriptor(), &properties), 0);
+    EXPECT_EQ(properties.st_size, static_cast<off_t>(3 * UNIT));
+    PatternFile::Comparison comparison;
+    EXPECT_EQ(textOf(file.compare(comparison)), "0/0 Completed successfully.");
+    EXPECT_EQ(comparison.blocks, 0U);
+}
+
+TEST(PatternFile, EveryBlockThatDiffersIsCounted) {
+    const TemporaryFolder folder;
+    PatternFile file(0);
+    ASSERT_TRUE(file.create(folder / "").is(0, 0));
+    ASSERT_TRUE(file.write(2 * UNIT).is(0, 0));
+    // Blocks of the same file in a wrong place: the same pattern everywhere would not notice.
+    copyBlock(file.descriptor(), 0, UNIT + 8192);
+    copyBlock(file.descriptor(), 4096, UNIT - 4096);
+    PatternFile::Comparison comparison;
+    EXPECT_EQ(textOf(file.compare(comparison)), "0/0 Completed successfully.");
+    EXPECT_EQ(comparison.blocks, 2U);
+    EXPECT_EQ(comparison.first, UNIT - 4096);
+}
+
+TEST(PatternFile, AnotherFileHasAnotherPattern) {
+    const TemporaryFolder folder;
+    std::vector<PatternFile> files;
+    std::vector<std::vector<uint8_t>> blocks;
+    for (uint64_t number = 0; number < 2; ++number) {
+        files.emplace_back(number);
+        ASSERT_TRUE(files.back().create(folder / "").is(0, 0));
+        ASSERT_TRUE(files.back().write(UNIT).is(0, 0));
+        ostrel::core::Payload block(4096);
+        ASSERT_EQ(::pread(files.back().descriptor(), block.getData(), 4096, 0), 4096);
+        blocks.emplace_back(block.getData(), block.getData() + 4096);
+    }
+    EXPECT_NE(blocks[0], blocks[1]);
+}
+
+TEST(PatternFile, AFileThatEndsEarlyIsUnreadableThere) {
+    const TemporaryFolder folder;
+    PatternFile file(0);
+    ASSERT_TRUE(file.create(folder / "").is(0, 0));
+    ASSERT_TRUE(file.write(UNIT).is(0, 0));
+    ASSERT_EQ(::ftruncate(file.descriptor(), static_cast<off_t>(UNIT - 8192)), 0);
+    PatternFile::Comparison comparison;
+    EXPECT_EQ(textOf(file.compare(comparison)), "0/0 Completed successfully.");
+    EXPECT_EQ(comparison.blocks, 2U);
+    EXPECT_EQ(comparison.first, UNIT - 8192);
+}
+
+TEST(PatternFile, AFolderThatIsNotThereIsTold) {
+    PatternFile file(0);
+    EXPECT_EQ(textOf(file.create("/nonexistent/folder")),
+              "1/2 System error. Cannot create a file in /nonexistent/folder: No such file or directory.");
+    EXPECT_EQ(textOf(file.create("/dev/null")),
+              "1/20 System error. Cannot create a file in /dev/null: Not a directory.");
+}
+
+TEST(DataIntegrity, WritesAndReadsWholeUnits) {
+    const TemporaryFolder folder;
+    const DataIntegrityResult result = checkDataIntegrity(folder / "", 2 * UNIT + 5);
+    EXPECT_EQ(textOf(result.failure), "0/0 Completed successfully.");
+    EXPECT_EQ(result.bytes, 2 * UNIT);
+    EXPECT_EQ(result.mismatches, 0U);
+    EXPECT_EQ(folder.names(), std::vector<std::string>());
+}
+
+TEST(DataIntegrity, LessThanAUnitIsNoCheck) {
+    const TemporaryFolder folder;
+    const DataIntegrityResult result = checkDataIntegrity(folder / "x/..", UNIT - 1);
+    EXPECT_EQ(result.bytes, 0U);
+    EXPECT_EQ(textOf(result.failure), "1/2 System error. " + (folder / "x/..") + ": No such file or directory.");
+    EXPECT_EQ(textOf(checkDataIntegrity(folder / "", UNIT - 1).failure),
+              "1/28 System error. There is no room for a file in " + (folder / "") + ".");
+}
+
+}  // namespace
+}  // namespace features::jobs

@@ -1,0 +1,333 @@
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include "features/jobs/HealthScanJob.h"
+#include "ostrel/core/AttributeVocabulary.h"
+#include "ostrel/interfaces/ostreli/interface/JobNames.h"
+#include "tests/support/TemporaryFolder.h"
+#include "tests/support/fakedrive/MediaDrive.h"
+#include "tests/unit/features/jobs/Commands.h"
+#include "tests/unit/features/jobs/JobRun.h"
+
+namespace features::jobs {
+namespace {
+
+using namespace fakedrive;
+using namespace ostrel::core;
+using namespace ostrel::interfaces::ostreli;
+using transport::HostNamespace;
+using transport::NamespaceUse;
+
+std::string property(const std::string& name, const std::string& value) {
+    return "\n<Property name=\"" + name + "\" value=\"" + value + "\"/>";
+}
+std::string property(const std::string& name, const std::string& description, const std::string& value) {
+    return "\n<Property description=\"" + description + "\" name=\"" + name + "\" value=\"" + value + "\"/>";
+}
+
+const std::string NOTHING = property("Result", "Nothing was found.");
+const std::string NOT_COMPLETED = property("Result", "The scan could not be completed.");
+const std::string SMART = property("Available Spare", "percent", "100") + property("Percentage Used", "percent", "3") +
+                          property("Media and Data Integrity Errors", "0");
+const std::string HEALTHY = property("Device Status", "Healthy") + SMART;
+
+/// The answer: the outcome stands behind the trees on the wire as a property stands before objects.
+std::string answer(unsigned code, const std::string& fields, const std::string& parts = "") {
+    return "0/0\n<Object category=\"Output\">" + property("HealthScanStatusCode", std::to_string(code)) +
+           "\n<Object key=\"S1\" name=\"Health Scan\">" + fields + parts + "\n</Object>\n</Object>";
+}
+
+std::string part(const std::string& name, const std::string& fields) {
+    return "\n<Object name=\"" + name + "\">" + fields + "\n</Object>";
+}
+
+class HealthScan : public testing::Test {
+protected:
+    JobRun run() { return JobRun(job_, JOBTYPE_METHOD); }
+    std::string readScan(const MediaDrive& drive) {
+        return run().naming("S1").with("ReadScan", "true").onDevice(drive.device());
+    }
+
+    const TemporaryFolder folder_;
+    HealthScanJob job_{[] { return std::time_t{1763288426}; }, {uint64_t{16} << 30, 2097152, 3145728}};
+};
+
+std::string readPart(const std::string& fields) {
+    return part("Read Scan - Namespace 1", fields);
+}
+std::string blocks(uint64_t all, uint64_t read, uint64_t unreadable) {
+    return property("Blocks", std::to_string(all)) + property("Blocks Read", std::to_string(read)) +
+           property("Unreadable Blocks", std::to_string(unreadable));
+}
+
+TEST_F(HealthScan, ReadsAHealthyDrive) {
+    const MediaDrive drive(5000);
+    EXPECT_EQ(readScan(drive), answer(0, NOTHING + HEALTHY, readPart(blocks(5000, 5000, 0))));
+    EXPECT_EQ(drive.blocksRead(), std::vector<unsigned>(5000, 1));
+}
+
+TEST_F(HealthScan, TellsWhichBlocksCannotBeRead) {
+    MediaDrive drive(5000);
+    drive.unreadable = {0, 100, 101, 4999};
+    EXPECT_EQ(readScan(drive),
+              answer(3, property("Result", "There are read errors, or data that came back different.") + HEALTHY,
+                     readPart(blocks(5000, 4996, 4) + property("Unreadable LBAs", "0 100-101 4999"))));
+}
+
+TEST_F(HealthScan, OfManyRangesTheFirstAreTold) {
+    MediaDrive drive(5000);
+    std::string ranges;
+    for (uint64_t i = 0; i < 20; ++i) {
+        drive.unreadable.insert(i * 3);
+        if (i < 16) ranges += std::to_string(i * 3) + " ";
+    }
+    EXPECT_EQ(readScan(drive),
+              answer(3, property("Result", "There are read errors, or data that came back different.") + HEALTHY,
+                     readPart(blocks(5000, 4980, 20) + property("Unreadable LBAs", ranges + "and more"))));
+}
+
+TEST_F(HealthScan, ACriticalWarningIsFoundInEveryScan) {
+    MediaDrive drive(100);
+    drive.criticalWarning = 0x08;
+    EXPECT_EQ(readScan(drive), answer(2,
+                                      property("Result", "The drive reports a critical warning.") +
+                                          property("Device Status", "Media is in read only mode.") + SMART,
+                                      readPart(blocks(100, 100, 0))));
+    drive.unreadable = {7};
+    EXPECT_EQ(readScan(drive).substr(0, 85), answer(3, "").substr(0, 85)) << "read errors are graver";
+}
+
+TEST_F(HealthScan, AScanThatFailsIsNotCompleted) {
+    MediaDrive drive(100);
+    drive.breaksAt = 0;
+    EXPECT_EQ(readScan(drive),
+              answer(1, NOT_COMPLETED + HEALTHY,
+                     readPart(blocks(100, 0, 0) + property("Not completed", "The drive /dev/nvme0 is gone."))));
+    FakeDrive gone;
+    gone.expect(lookAtLog(0x02, 512).breaks(features::jobs::gone()));
+    EXPECT_EQ(run().with("ReadScan", "true").on({&gone}),
+              answer(1, NOT_COMPLETED + property("Not completed", "The drive /dev/nvme0 is gone.")));
+}
+
+/// A use of namespace 1.
+HostNamespace used(NamespaceUse::Kind kind, const std::string& detail, bool system = false) {
+    HostNamespace space = unusedNamespace(1);
+    space.uses.push_back({kind, "/dev/nvme0n1p1", detail, system});
+    return space;
+}
+
+const std::string LEFT_OUT =
+    property("Left out", "It holds the running system, which is left out unless IncludeOS is true.");
+
+TEST_F(HealthScan, TheSystemsDriveIsReadWhenThatIsAskedFor) {
+    MediaDrive drive(100);
+    drive.namespaces = {used(NamespaceUse::Kind::MOUNTED, "/", true)};
+    EXPECT_EQ(readScan(drive), answer(1, NOT_COMPLETED + HEALTHY + LEFT_OUT)) << "the drive was named";
+    EXPECT_EQ(run().with("ReadScan", "true").onDevice(drive.device()), answer(0, NOTHING + HEALTHY + LEFT_OUT))
+        << "among all drives it is left out";
+    EXPECT_EQ(drive.blocksRead(), std::vector<unsigned>(100, 0));
+    EXPECT_EQ(run().with("ReadScan", "true").with("IncludeOS", "true").onDevice(drive.device()),
+              answer(0, NOTHING + HEALTHY, readPart(blocks(100, 100, 0))));
+}
+
+TEST_F(HealthScan, TheNamespaceThatThePathNamedIsReadAlone) {
+    MediaDrive drive(100);
+    drive.namespaces = {unusedNamespace(1), unusedNamespace(2), unusedNamespace(3)};
+    drive.namespaces[2].attached = false;
+    Attribute nsid = attributes::device::namespaceId();
+    nsid.setValue(uint32_t{1});
+    drive.device()->setAttribute(nsid);
+    EXPECT_EQ(readScan(drive), answer(0, NOTHING + HEALTHY, readPart(blocks(100, 100, 0))));
+    nsid.setValue(uint32_t{3});
+    drive.device()->setAttribute(nsid);
+    EXPECT_EQ(readScan(drive),
+              answer(1, NOT_COMPLETED + HEALTHY + property("Left out", "It has no namespace that could be scanned.")));
+}
+
+TEST_F(HealthScan, AScanThatIsNotFullReadsAPart) {
+    const MediaDrive drive(1000);  // 128 blocks a command; a part is of two commands
+    EXPECT_EQ(readScan(drive), answer(0, NOTHING + HEALTHY, readPart(blocks(1000, 1000, 0))))
+        << "a drive that is smaller than the part is read whole";
+    HealthScanJob job([] { return std::time_t{0}; }, {131072, 0, 0});
+    const MediaDrive large(1000);
+    EXPECT_EQ(JobRun(job, JOBTYPE_METHOD).with("ReadScan", "true").onDevice(large.device()),
+              answer(0, NOTHING + HEALTHY, readPart(blocks(1000, 256, 0))));
+    EXPECT_EQ(JobRun(job, JOBTYPE_METHOD).with("ReadScan", "true").with("FullScan", "true").onDevice(large.device()),
+              answer(0, NOTHING + HEALTHY, readPart(blocks(1000, 1000, 0))));
+}
+
+std::string integrityPart(const std::string& path, uint64_t bytes) {
+    return part("Data Integrity Scan", property("Path", path) +
+                                           property("Bytes Written and Read", std::to_string(bytes)) +
+                                           property("Mismatches", "blocks of 4096 bytes", "0"));
+}
+
+TEST_F(HealthScan, ChecksTheDataOnTheFileSystemsOfTheDrive) {
+    MediaDrive drive(100);
+    drive.namespaces = {used(NamespaceUse::Kind::MOUNTED, folder_ / "")};
+    drive.namespaces[0].uses.push_back({NamespaceUse::Kind::MOUNTED, "/dev/nvme0n1p1", "/again", false});
+    drive.namespaces[0].uses.push_back({NamespaceUse::Kind::SWAP, "/dev/nvme0n1p2", "", false});
+    EXPECT_EQ(run().naming("S1").with("DataIntegrityScan", "true").onDevice(drive.device()),
+              answer(0, NOTHING + HEALTHY, integrityPart(folder_ / "", 2097152)));
+    std::filesystem::create_directory(folder_ / "below");
+    const std::string below = folder_ / "below";
+    EXPECT_EQ(run()
+                  .naming("S1")
+                  .with("DataIntegrityScan", "true")
+                  .with("FullScan", "true")
+                  .with("Path", below)
+                  .onDevice(drive.device()),
+              answer(0, NOTHING + HEALTHY, integrityPart(below, 3145728)));
+    EXPECT_EQ(folder_.names(), std::vector<std::string>{"below"}) << "nothing is left";
+}
+
+TEST_F(HealthScan, APathThatIsElsewhereIsNotWrittenTo) {
+    MediaDrive drive(100);
+    drive.namespaces = {used(NamespaceUse::Kind::MOUNTED, "/proc")};
+    EXPECT_EQ(
+        run().naming("S1").with("DataIntegrityScan", "true").with("Path", folder_ / "").onDevice(drive.device()),
+        answer(1, NOT_COMPLETED + HEALTHY +
+                      property("Left out", "&apos;" + (folder_ / "") + "&apos; is on none of its file systems.")));
+    EXPECT_EQ(run().naming("S1").with("DataIntegrityScan", "true").onDevice(drive.device()),
+              answer(1, NOT_COMPLETED + HEALTHY,
+                     part("Data Integrity Scan",
+                          property("Path", "/proc") + property("Bytes Written and Read", "0") +
+                              property("Mismatches", "blocks of 4096 bytes", "0") +
+                              property("Not completed", "System error. There is no room for a file in /proc."))));
+    drive.namespaces = {unusedNamespace(1)};
+    EXPECT_EQ(run().naming("S1").with("DataIntegrityScan", "true").onDevice(drive.device()),
+              answer(1, NOT_COMPLETED + HEALTHY + property("Left out", "None of its file systems is mounted.")));
+}
+
+/// With telemetry, a persistent event log, self-tests and effects.
+DriveBytes manyLogs() {
+    return identifyController().byte(261, 0x1E).byte(262, 0).le16(256, 0x0010);
+}
+Expected look(uint8_t lid, uint32_t bytes, uint64_t offset = 0, uint8_t lsp = 0, bool retain = true) {
+    return logPage(lid, bytes, offset)
+        .dword(10, lid | uint32_t{lsp} << 8 | uint32_t{retain} << 15 | (bytes / 4 - 1) << 16);
+}
+DriveBytes eventLog() {
+    return DriveBytes(512).byte(0, 0x0D).le64(8, 512).le16(18, 492);
+}
+
+void expectAllLogs(FakeDrive& drive) {
+    drive.expect(look(0x02, 512).answers(smartLog()))
+        .expect(identify(0x01).answers(manyLogs()))
+        .expect(hostNamespaces({unusedNamespace(1)}))
+        .expect(identify(0x00, 1).answers(identifyNamespace(100)))
+        .expect(look(0x01, 64).answers(DriveBytes(64)))
+        .expect(look(0x02, 512).answers(smartLog()))
+        .expect(look(0x03, 512).refuses(NO_SUCH_LOG))
+        .expect(look(0x05, 4096).answers(DriveBytes(4096)))
+        .expect(look(0x06, 564).answers(DriveBytes(564)))
+        .expect(look(0x07, 512, 0, 1, false).answers(DriveBytes(512).byte(0, 7).le16(8, 1)))
+        .expect(look(0x07, 512, 512, 0, false).answers(DriveBytes(512).byte(0, 0xAA)))
+        .expect(look(0x07, 512, 0, 0, false).answers(DriveBytes(512).byte(0, 7)))
+        .expect(look(0x08, 512).answers(DriveBytes(512).byte(0, 8)))
+        .expect(look(0x08, 512).answers(DriveBytes(512).byte(0, 8)))
+        .expect(look(0x0D, 512, 0, 1, false).answers(eventLog()))
+        .expect(look(0x0D, 512, 0, 2, false).answers(eventLog()))
+        .expect(look(0xC0, 512).answers(DriveBytes(512)));
+}
+
+const std::vector<std::string> FILES = {
+    "identify_controller.bin",
+    "identify_namespace_1.bin",
+    "log_01_error_information.bin",
+    "log_02_smart_health_information.bin",
+    "log_05_commands_supported_and_effects.bin",
+    "log_06_device_self_test.bin",
+    "log_07_telemetry_host_initiated.bin",
+    "log_08_telemetry_controller_initiated.bin",
+    "log_0d_persistent_event_log.bin",
+};
+
+std::string logsPart(const std::string& folder) {
+    return part("Logs", property("Folder", folder) +
+                            property("LID 0x03", "Not read",
+                                     "Get Log Page failed on drive S1 (/dev/nvme0): Invalid Log Page (status code type "
+                                     "0x1, status code 0x09, opcode 0x02).") +
+                            property("Files", "9"));
+}
+
+std::vector<std::string> namesIn(const std::string& path) {
+    std::vector<std::string> names;
+    for (const auto& entry : std::filesystem::directory_iterator(path)) names.push_back(entry.path().filename());
+    std::sort(names.begin(), names.end());
+    return names;
+}
+
+TEST_F(HealthScan, StoresAllLogsInTheFolderThatIsNamed) {
+    FakeDrive drive;
+    expectAllLogs(drive);
+    EXPECT_EQ(run().with("StoreLogs", "true").with("DirectoryPath", folder_ / "").on({&drive}),
+              answer(0, NOTHING + HEALTHY, logsPart(folder_ / "S1")));
+    EXPECT_EQ(namesIn(folder_ / "S1"), FILES);
+    EXPECT_EQ(readWholeFile(folder_ / "S1/log_07_telemetry_host_initiated.bin"),
+              std::string("\7\0\0\0\0\0\0\0\1", 9) + std::string(503, '\0') + "\xAA" + std::string(511, '\0'));
+    EXPECT_EQ(std::filesystem::file_size(folder_ / "S1/identify_controller.bin"), 4096U);
+    expectAllLogs(drive);
+    EXPECT_EQ(run().with("DirectoryPath", folder_ / "").on({&drive}),
+              answer(0, NOTHING + HEALTHY, logsPart(folder_ / "S1-2")))
+        << "a second scan has a folder of its own, and logs are what is scanned when nothing is said";
+}
+
+TEST_F(HealthScan, WithoutAFolderItMakesADatedOne) {
+    setenv("TZ", "UTC", 1);
+    tzset();
+    const auto before = std::filesystem::current_path();
+    std::filesystem::current_path(folder_ / "");
+    FakeDrive drive;
+    expectAllLogs(drive);
+    const std::string result = run().with("StoreLogs", "true").on({&drive});
+    std::filesystem::current_path(before);
+    EXPECT_EQ(result, answer(0, NOTHING + HEALTHY, logsPart("./HealthScan_2025-11-16_10-20-26/S1")));
+    EXPECT_EQ(namesIn(folder_ / "HealthScan_2025-11-16_10-20-26/S1"), FILES);
+}
+
+TEST_F(HealthScan, AFolderThatIsNotThereIsToldBeforeTheDriveIsAsked) {
+    const FakeDrive drive;
+    const std::string none = folder_ / "none";
+    EXPECT_EQ(run().with("StoreLogs", "true").with("DirectoryPath", none).on({&drive}),
+              "10/196 Directory does not exist. '" + none + "'.");
+    EXPECT_EQ(run().with("DataIntegrityScan", "true").with("Path", none).on({&drive}),
+              "10/196 Directory does not exist. '" + none + "'.");
+}
+
+TEST_F(HealthScan, AFolderThatCannotBeMadeIsTold) {
+    FakeDrive drive;
+    drive.expect(look(0x02, 512).answers(smartLog()));
+    EXPECT_EQ(run().with("StoreLogs", "true").with("DirectoryPath", "/proc").on({&drive}),
+              answer(1, NOT_COMPLETED + HEALTHY,
+                     part("Logs", property("Not completed",
+                                           "Failed to create directory. &apos;/proc/S1&apos;: No such "
+                                           "file or directory."))));
+}
+
+TEST_F(HealthScan, ARoadThatFailsEndsTheLogs) {
+    FakeDrive drive;
+    drive.expect(look(0x02, 512).answers(smartLog()))
+        .expect(identify(0x01).answers(manyLogs()))
+        .expect(hostNamespaces({}))
+        .expect(look(0x01, 64).breaks(gone()));
+    EXPECT_EQ(run().with("StoreLogs", "true").with("DirectoryPath", folder_ / "").on({&drive}),
+              answer(1, NOT_COMPLETED + HEALTHY,
+                     part("Logs", property("Folder", folder_ / "S1") + property("Files", "1") +
+                                      property("Not completed", "The drive /dev/nvme0 is gone."))));
+    EXPECT_EQ(namesIn(folder_ / "S1"), std::vector<std::string>{"identify_controller.bin"});
+}
+
+TEST_F(HealthScan, ABadArgumentIsTheStatusOfTheRequest) {
+    const MediaDrive drive(100);
+    for (const char* key : {"StoreLogs", "ReadScan", "DataIntegrityScan", "FullScan", "IncludeOS", "IncludeSystemInfo"})
+        EXPECT_EQ(run().with(key, "maybe").onDevice(drive.device()),
+                  std::string("10/36 Invalid value given for ") + key + ": 'maybe'. It must be true or false.");
+}
+
+}  // namespace
+}  // namespace features::jobs

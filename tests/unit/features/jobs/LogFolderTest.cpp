@@ -1,0 +1,103 @@
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include "features/jobs/LogFolder.h"
+#include "tests/support/TemporaryFolder.h"
+
+namespace features::jobs {
+namespace {
+
+using namespace ostrel::core;
+using Names = std::vector<std::string>;
+
+std::string textOf(const Status& status) {
+    return std::to_string(status.getCategory()) + "/" + std::to_string(status.getCode()) + " " + status.getMessage();
+}
+
+constexpr const char* SUCCESS = "0/0 Completed successfully.";
+
+Payload bytes(const std::string& text) {
+    return {text.data(), text.size()};
+}
+
+TEST(LogFolder, IsNewWhateverIsThere) {
+    const TemporaryFolder temporary;
+    writeWholeFile(temporary / "S1-2", "a file of the user's");
+    std::filesystem::create_directory_symlink("/nonexistent", temporary / "S1-3");
+    LogFolder first, second;
+    EXPECT_EQ(textOf(LogFolder::create(temporary / "", "S1", first)), SUCCESS);
+    EXPECT_EQ(textOf(LogFolder::create(temporary / "", "S1", second)), SUCCESS);
+    EXPECT_EQ(first.path(), temporary / "S1");
+    EXPECT_EQ(second.path(), temporary / "S1-4");
+    EXPECT_EQ(temporary.names(), (Names{"S1", "S1-2", "S1-3", "S1-4"}));
+}
+
+TEST(LogFolder, TellsWhyItCannotBeMade) {
+    const TemporaryFolder temporary;
+    LogFolder folder;
+    EXPECT_EQ(textOf(LogFolder::create(temporary / "none", "S1", folder)),
+              "10/196 Directory does not exist. '" + (temporary / "none") + "': No such file or directory.");
+    writeWholeFile(temporary / "file", "");
+    EXPECT_EQ(textOf(LogFolder::create(temporary / "file", "S1", folder)),
+              "10/196 Directory does not exist. '" + (temporary / "file") + "': Not a directory.");
+    EXPECT_EQ(textOf(LogFolder::create("/proc", "S1", folder)),
+              "10/194 Failed to create directory. '/proc/S1': No such file or directory.");
+}
+
+TEST(LogFolder, WritesNewFilesAlone) {
+    const TemporaryFolder temporary;
+    LogFolder folder;
+    ASSERT_TRUE(LogFolder::create(temporary / "", "S1", folder).is(0, 0));
+    EXPECT_EQ(textOf(folder.write("a.bin", bytes("first"))), SUCCESS);
+    EXPECT_EQ(textOf(folder.write("a.bin", bytes("second"))),
+              "1/17 System error. '" + (temporary / "S1/a.bin") + "': File exists.");
+    EXPECT_EQ(readWholeFile(temporary / "S1/a.bin"), "first");
+    writeWholeFile(temporary / "victim", "precious");
+    std::filesystem::create_symlink(temporary / "victim", temporary / "S1/b.bin");
+    EXPECT_EQ(textOf(folder.write("b.bin", bytes("third"))),
+              "1/17 System error. '" + (temporary / "S1/b.bin") + "': File exists.");
+    EXPECT_EQ(readWholeFile(temporary / "victim"), "precious");
+}
+
+TEST(LogFolder, AFileThatIsNotFinishedIsRemoved) {
+    const TemporaryFolder temporary;
+    LogFolder folder;
+    ASSERT_TRUE(LogFolder::create(temporary / "", "S1", folder).is(0, 0));
+    {
+        LogFolder::File file(folder, "a.bin");
+        EXPECT_EQ(textOf(file.begin(3)), SUCCESS);
+        EXPECT_EQ(textOf(file.add(reinterpret_cast<const uint8_t*>("abc"), 3)), SUCCESS);
+        EXPECT_TRUE(std::filesystem::exists(temporary / "S1/a.bin"));
+    }
+    EXPECT_FALSE(std::filesystem::exists(temporary / "S1/a.bin"));
+    { const LogFolder::File neverBegun(folder, "b.bin"); }
+}
+
+TEST(LogFolder, ALogThatIsReadAgainReplacesItself) {
+    const TemporaryFolder temporary;
+    LogFolder folder;
+    ASSERT_TRUE(LogFolder::create(temporary / "", "S1", folder).is(0, 0));
+    LogFolder::File file(folder, "a.bin");
+    EXPECT_EQ(textOf(file.begin(6)), SUCCESS);
+    EXPECT_EQ(textOf(file.add(reinterpret_cast<const uint8_t*>("abcdef"), 6)), SUCCESS);
+    EXPECT_EQ(textOf(file.begin(2)), SUCCESS);
+    EXPECT_EQ(textOf(file.add(reinterpret_cast<const uint8_t*>("xy"), 2)), SUCCESS);
+    EXPECT_EQ(textOf(file.finish()), SUCCESS);
+    EXPECT_EQ(readWholeFile(temporary / "S1/a.bin"), "xy");
+}
+
+TEST(LogFolder, NamesOfDrivesBecomeNamesOfFiles) {
+    EXPECT_EQ(fileNameOf("S1-2_x.y", "drive"), "S1-2_x.y");
+    EXPECT_EQ(fileNameOf("../etc/passwd", "drive"), "_._etc_passwd");
+    EXPECT_EQ(fileNameOf("a b\n\xFF", "drive"), "a_b__");
+    EXPECT_EQ(fileNameOf("..", "drive"), "_.");
+    EXPECT_EQ(fileNameOf("", "drive"), "drive");
+}
+
+}  // namespace
+}  // namespace features::jobs
