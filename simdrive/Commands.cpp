@@ -114,7 +114,7 @@ Status newSerial(const CommandLine& line, uint64_t count, uint64_t number, std::
 bool isDriveFile(const std::string& name) {
     const auto begins = [&](const std::string& start) { return name.compare(0, start.size(), start) == 0; };
     return name == FILE_DESCRIPTION || name == FILE_STATE || name == FILE_LOCK || name == FILE_DOWNLOAD ||
-           begins(MEDIA_PREFIX) || begins(".nimbrel-");
+           begins(MEDIA_PREFIX) || begins(LOG_PREFIX) || begins(".nimbrel-");
 }
 
 /// Nothing is removed from a folder that holds anything else than a drive's files.

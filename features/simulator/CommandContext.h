@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <optional>
 #include <vector>
 
 #include "features/simulator/Description.h"
@@ -27,6 +28,9 @@ struct CommandContext {
     uint64_t nowMs;
     /// Done when the state is saved, whatever the process does then is a leftover: removal of old media files.
     std::vector<std::function<void()>> afterSave;
+    /// Of a command that is refused, for the Error Information log.
+    std::optional<uint64_t> failingLba = {};
+    uint16_t parameterLocation = 0xFFFF;  ///< byte in bits 7:0, bit in 10:8; FFFFh: not told
 
     uint64_t powerOnMs() const { return nowMs > state.health.createdMs ? nowMs - state.health.createdMs : 0; }
     /// Null: not allocated.

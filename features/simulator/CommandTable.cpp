@@ -2,6 +2,7 @@
 
 #include <iterator>
 
+#include "features/nvme/Bytes.h"
 #include "features/nvme/Opcodes.h"
 #include "features/nvme/StatusCodes.h"
 #include "features/simulator/Events.h"
@@ -78,12 +79,30 @@ constexpr CommandRow COMMANDS[] = {
 };
 // clang-format on
 
-/// Whether all that the host set is defined.
-bool hasDefinedBitsAlone(const SubmissionEntry& command, const DefinedBits& bits) {
-    const uint32_t undefined = (command.cdw10 & ~bits.cdw10) | (command.cdw11 & ~bits.cdw11) |
-                               (command.cdw12 & ~bits.cdw12) | (command.cdw13 & ~bits.cdw13) |
-                               (command.cdw14 & ~bits.cdw14) | (command.cdw15 & ~bits.cdw15);
-    return undefined == 0 && command.cdw2 == 0 && command.cdw3 == 0;
+/// Whether all that the host set is defined; otherwise the place of the first bit that is not.
+bool hasDefinedBitsAlone(const SubmissionEntry& command, const CommandRow& row, uint16_t& location) {
+    const struct {
+        uint16_t byte;
+        uint32_t undefined;
+    } DWORDS[] = {
+        {4, row.usesNsid ? 0 : command.nsid},
+        {8, command.cdw2},
+        {12, command.cdw3},
+        {40, command.cdw10 & ~row.bits.cdw10},
+        {44, command.cdw11 & ~row.bits.cdw11},
+        {48, command.cdw12 & ~row.bits.cdw12},
+        {52, command.cdw13 & ~row.bits.cdw13},
+        {56, command.cdw14 & ~row.bits.cdw14},
+        {60, command.cdw15 & ~row.bits.cdw15},
+    };
+    for (const auto& dword : DWORDS) {
+        if (dword.undefined == 0) continue;
+        unsigned position = 0;
+        while (!bit(dword.undefined, position)) ++position;
+        location = static_cast<uint16_t>((dword.byte + position / 8) | position % 8 << 8);
+        return false;
+    }
+    return true;
 }
 
 }  // namespace
@@ -112,9 +131,7 @@ CompletionEntry runCommand(CommandContext& context) {
     if (context.state.sanitize.isRunning && !row->mayRunDuringSanitize) {
         return passingRefusal(SCT_GENERIC, SC_SANITIZE_IN_PROGRESS);
     }
-    if (!hasDefinedBitsAlone(command, row->bits) || (!row->usesNsid && command.nsid != 0)) {
-        return refusal(SCT_GENERIC, SC_INVALID_FIELD);
-    }
+    if (!hasDefinedBitsAlone(command, *row, context.parameterLocation)) return refusal(SCT_GENERIC, SC_INVALID_FIELD);
     return row->run(context);
 }
 

@@ -6,6 +6,7 @@
 #include "features/simulator/CommandTable.h"
 #include "features/simulator/ErrorLog.h"
 #include "features/simulator/Events.h"
+#include "features/simulator/Faults.h"
 #include "features/simulator/NewDrive.h"
 #include "features/simulator/Progress.h"
 #include "ostrel/core/ScopeTrace.h"
@@ -58,8 +59,11 @@ Status Controller::catchUp(CommandContext& context) {
 
 CompletionEntry Controller::run(CommandContext& context) {
     OSTREL_TRACE();
-    CompletionEntry completion = runCommand(context);
-    if (isError(completion)) {
+    const std::optional<CompletionEntry> refused = faultyRefusal(context);
+    CompletionEntry completion = refused ? *refused : runCommand(context);
+    if (!isError(completion)) {
+        if (!refused) noteRewritten(context);
+    } else {
         folder_.restore();
         if (folder_.isNew()) folder_.state = newState(folder_.description(), clock_.nowMs());
         context.afterSave.clear();
@@ -84,9 +88,21 @@ Status Controller::execute(const SubmissionEntry& command, std::vector<uint8_t>&
     Status status = begin();
     if (!status.is(0, 0)) return status;
     CommandContext context = contextOf(command, data);
+    completion = CompletionEntry();
+    completion.delivery = faultyDelivery(context);
+    const bool isPowerLost = losesPower(context);
+    if (completion.delivery != Delivery::COMPLETED && !isPowerLost) {
+        folder_.rollBack();
+        return Status();
+    }
     status = catchUp(context);
     if (!status.is(0, 0)) return status;
-    completion = run(context);
+    if (isPowerLost) {
+        heldEventRequests_ = 0;
+        losePower(context);
+    } else {
+        completion = run(context);
+    }
     // Reads and writes alone do not rewrite the state for their counters.
     if (command.isAdmin && !work_.isZero()) {
         folder_.state.health.work += work_;
@@ -99,6 +115,10 @@ Status Controller::reset(ResetKind kind) {
     OSTREL_TRACE();
     Status status = begin();
     if (!status.is(0, 0)) return status;
+    if (folder_.description().faults.isGone) {
+        folder_.rollBack();
+        return Status(ostrel::core::CATEGORY_OS, ENODEV, "System error. " + folder_.path() + ": the drive is gone.");
+    }
     const SubmissionEntry none;
     std::vector<uint8_t> data;
     CommandContext context = contextOf(none, data);
@@ -114,6 +134,10 @@ Status Controller::takeEvent(std::optional<CompletionEntry>& completion) {
     completion.reset();
     Status status = begin();
     if (!status.is(0, 0)) return status;
+    if (folder_.description().faults.isGone) {
+        folder_.rollBack();
+        return status;
+    }
     const SubmissionEntry none;
     std::vector<uint8_t> data;
     CommandContext context = contextOf(none, data);

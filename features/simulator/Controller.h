@@ -35,7 +35,8 @@ public:
     /// it read, as many bytes as its dwords ask for.
     ostrel::core::Status execute(const SubmissionEntry& command, std::vector<uint8_t>& data,
                                  CompletionEntry& completion);
-    /// A reset: what was not saved is forgotten, firmware that waits for it is activated.
+    /// A reset: what was not saved is forgotten, firmware that waits for it is activated. 1/19 (ENODEV): the drive is
+    /// gone.
     ostrel::core::Status reset(ResetKind kind);
 
     /// An event for an Asynchronous Event Request that was held: to be asked now and then while there is one. Empty:

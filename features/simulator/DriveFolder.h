@@ -17,6 +17,7 @@ inline constexpr const char* FILE_STATE = "state";
 inline constexpr const char* FILE_LOCK = "lock";
 inline constexpr const char* FILE_DOWNLOAD = "firmware-download";
 inline constexpr const char* MEDIA_PREFIX = "media-";
+inline constexpr const char* LOG_PREFIX = "log-";
 
 /// The folder of one simulated drive: its description, its state, its media. Any number of processes may use a drive at
 /// once; each command is a transaction, begin() to commit() or rollBack(), under the folder's lock:

@@ -1,7 +1,9 @@
 #include "features/simulator/ErrorLog.h"
 
 #include "features/nvme/Bytes.h"
+#include "features/nvme/Opcodes.h"
 #include "features/nvme/StatusCodes.h"
+#include "features/simulator/Telemetry.h"
 #include "ostrel/core/ScopeTrace.h"
 
 namespace features::simulator {
@@ -17,19 +19,51 @@ bool isError(const CompletionEntry& completion) {
     return !completion.isSuccess() && !isActivationHint;
 }
 
+namespace {
+
+bool isStatus(const CompletionEntry& completion, uint8_t type, uint8_t code) {
+    return (completion.statusField & 0x7FF) == (type << 8 | code);
+}
+
+/// Where in the submission entry the fault lies, when the status alone tells it.
+uint16_t parameterOf(const CommandContext& context, const CompletionEntry& completion) {
+    constexpr uint16_t BYTE_OPCODE = 0;
+    constexpr uint16_t BYTE_NSID = 4;
+    constexpr uint16_t BYTE_CDW10 = 40;
+    if (isStatus(completion, SCT_GENERIC, SC_INVALID_OPCODE)) return BYTE_OPCODE;
+    if (isStatus(completion, SCT_GENERIC, SC_INVALID_NAMESPACE)) return BYTE_NSID;
+    if (isStatus(completion, SCT_GENERIC, SC_LBA_OUT_OF_RANGE)) return BYTE_CDW10;
+    if (isStatus(completion, SCT_COMMAND_SPECIFIC, SC_INVALID_LOG_PAGE)) return BYTE_CDW10;
+    return context.parameterLocation;
+}
+
+/// The first logical block of a command that names one.
+uint64_t firstBlock(const SubmissionEntry& command) {
+    const bool hasBlocks = !command.isAdmin && (command.opcode == OPC_READ || command.opcode == OPC_WRITE ||
+                                                command.opcode == OPC_COMPARE || command.opcode == OPC_WRITE_ZEROES);
+    return hasBlocks ? command.cdw10 | static_cast<uint64_t>(command.cdw11) << 32 : 0;
+}
+
+}  // namespace
+
 void noteError(CommandContext& context, const CompletionEntry& completion) {
     OSTREL_TRACE();
     const SubmissionEntry& command = context.command;
+    const bool isMediaError =
+        (completion.statusField >> 8 & 7) == SCT_MEDIA && !isStatus(completion, SCT_MEDIA, SC_COMPARE_FAILURE);
+    if (isMediaError) ++context.state.health.mediaErrors;
     ErrorEntry entry;
     entry.count = ++context.state.errorCount;
     entry.statusField = completion.statusField;
     entry.opcode = command.opcode;
     entry.isAdmin = command.isAdmin;
     entry.nsid = command.nsid;
-    if (!command.isAdmin) entry.lba = command.cdw10 | static_cast<uint64_t>(command.cdw11) << 32;
+    entry.parameterByte = parameterOf(context, completion);
+    entry.lba = context.failingLba.value_or(firstBlock(command));
     auto& errors = context.state.errors;
     errors.insert(errors.begin(), entry);
     if (errors.size() > context.model.errorEntries) errors.resize(context.model.errorEntries);
+    if (isMediaError) captureForController(context, "Media and data integrity error");
 }
 
 CompletionEntry buildErrorLog(CommandContext& context, const LogRequest&, std::vector<uint8_t>& page) {

@@ -56,9 +56,9 @@ void putIdentity(const CommandContext& c, uint8_t* at) {  // bytes 0 to 255
     putLe32(at + 80, VERSION_1_4);
     putLe32(at + 84, 500000);   // RTD3R
     putLe32(at + 88, 2000000);  // RTD3E
-    // OAES: namespace attribute and firmware activation notices.
-    putLe32(at + 92,
-            bitIf(c.description.supportsNamespaceManagement, 8) | bitIf(c.description.supportsFirmwareUpdate, 9));
+    // OAES: namespace attribute, firmware activation and telemetry notices.
+    putLe32(at + 92, bitIf(c.description.supportsNamespaceManagement, 8) |
+                         bitIf(c.description.supportsFirmwareUpdate, 9) | bitIf(c.description.supportsTelemetry, 10));
     // CTRATT: 128-bit host identifier, non-operational power state permissive mode, namespace granularity, UUID list.
     putLe32(at + 96, 1U | bitIf(hasIdleStates(c.model), 1) | bitIf(c.description.supportsNamespaceManagement, 7) |
                          bitIf(c.model.id == ModelId::OCP, 9));

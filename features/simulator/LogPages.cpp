@@ -14,6 +14,7 @@
 #include "features/simulator/NamespaceCommands.h"
 #include "features/simulator/Sanitize.h"
 #include "features/simulator/SelfTest.h"
+#include "features/simulator/Telemetry.h"
 #include "features/simulator/Transfer.h"
 #include "ostrel/core/ScopeTrace.h"
 
@@ -27,8 +28,7 @@ CompletionEntry buildSupportedLogs(CommandContext& context, const LogRequest&, s
     constexpr uint32_t LSUPP = 1;
     page.resize(1024);
     for (unsigned lid = 0; lid < 256; ++lid) {
-        const LogRow* row = findLog(context, static_cast<uint8_t>(lid));
-        if (row != nullptr) putLe32(page.data() + 4 * lid, LSUPP | static_cast<uint32_t>(row->definedLsp) << 16);
+        if (findLog(context, static_cast<uint8_t>(lid)) != nullptr) putLe32(page.data() + 4 * lid, LSUPP);
     }
     return {};
 }
@@ -47,15 +47,17 @@ using D = Description;
 
 // clang-format off
 constexpr LogRow LOGS[] = {
-    //                       supported                        model    LSP build
-    {LID_SUPPORTED_LOGS,     nullptr,                         nullptr, 0,  buildSupportedLogs},
-    {LID_ERROR_INFORMATION,  nullptr,                         nullptr, 0,  buildErrorLog},
-    {LID_SMART_HEALTH,       nullptr,                         nullptr, 0,  buildHealthLog},
-    {LID_FIRMWARE_SLOT,      nullptr,                         nullptr, 0,  buildFirmwareLog},
-    {LID_CHANGED_NAMESPACES, &D::supportsNamespaceManagement, nullptr, 0,  buildChangedNamespaces},
-    {LID_COMMAND_EFFECTS,    nullptr,                         nullptr, 0,  buildCommandEffects},
-    {LID_DEVICE_SELF_TEST,   &D::supportsSelfTest,            nullptr, 0,  buildSelfTestLog},
-    {LID_SANITIZE_STATUS,    &D::supportsSanitize,            nullptr, 0,  buildSanitizeLog},
+    //                         supported                        model    LSP build
+    {LID_SUPPORTED_LOGS,       nullptr,                         nullptr, 0,  buildSupportedLogs},
+    {LID_ERROR_INFORMATION,    nullptr,                         nullptr, 0,  buildErrorLog},
+    {LID_SMART_HEALTH,         nullptr,                         nullptr, 0,  buildHealthLog},
+    {LID_FIRMWARE_SLOT,        nullptr,                         nullptr, 0,  buildFirmwareLog},
+    {LID_CHANGED_NAMESPACES,   &D::supportsNamespaceManagement, nullptr, 0,  buildChangedNamespaces},
+    {LID_COMMAND_EFFECTS,      nullptr,                         nullptr, 0,  buildCommandEffects},
+    {LID_DEVICE_SELF_TEST,     &D::supportsSelfTest,            nullptr, 0,  buildSelfTestLog},
+    {LID_TELEMETRY_HOST,       &D::supportsTelemetry,           nullptr, 1,  buildHostTelemetry},
+    {LID_TELEMETRY_CONTROLLER, &D::supportsTelemetry,           nullptr, 0,  buildControllerTelemetry},
+    {LID_SANITIZE_STATUS,      &D::supportsSanitize,            nullptr, 0,  buildSanitizeLog},
 };
 // clang-format on
 

@@ -5,6 +5,7 @@
 #include "features/nvme/StatusCodes.h"
 #include "features/simulator/Deallocation.h"
 #include "features/simulator/Features.h"
+#include "features/simulator/Faults.h"
 #include "features/simulator/Transfer.h"
 #include "ostrel/core/ScopeTrace.h"
 
@@ -58,6 +59,8 @@ CompletionEntry read(CommandContext& context) {
     Blocks blocks;
     CompletionEntry completion = dataBlocksOf(context, blocks);
     if (!completion.isSuccess()) return completion;
+    context.failingLba = firstUnreadable(context, {context.command.nsid, blocks.first, blocks.count});
+    if (context.failingLba) return refusal(SCT_MEDIA, SC_UNRECOVERED_READ);
     if (context.media.read(context.command.nsid, blocks.first, blocks.count, blocks.withMetadata, context.data) != 0) {
         return refusal(SCT_MEDIA, SC_UNRECOVERED_READ);
     }

@@ -2,6 +2,7 @@
 
 #include "features/simulator/Deallocation.h"
 #include "features/simulator/Events.h"
+#include "features/simulator/Faults.h"
 #include "features/simulator/Firmware.h"
 #include "features/simulator/Happenings.h"
 #include "features/simulator/Sanitize.h"
@@ -12,6 +13,7 @@ namespace features::simulator {
 
 bool catchUp(CommandContext& context) {
     OSTREL_TRACE();
+    forgetRemovedFaults(context);
     const bool hasDeallocated = finishDeallocation(context);
     const bool hasTested = finishSelfTest(context);
     const bool hasSanitized = finishSanitize(context);

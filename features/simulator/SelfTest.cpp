@@ -5,6 +5,7 @@
 #include "features/nvme/Bytes.h"
 #include "features/nvme/Opcodes.h"
 #include "features/nvme/StatusCodes.h"
+#include "features/simulator/Faults.h"
 #include "features/simulator/Happenings.h"
 #include "ostrel/core/ScopeTrace.h"
 
@@ -36,13 +37,14 @@ bool isTested(const CommandContext& context, uint32_t nsid) {
     return context.findAttached(nsid) != nullptr && (tested == NSID_ALL || tested == nsid);
 }
 
-/// The extended self-test reads the media of its namespaces.
-const BlockRange* unreadableBlocks(const CommandContext& context) {
-    if (context.state.selfTest.code != CODE_EXTENDED) return nullptr;
-    for (const BlockRange& range : context.description.faults.mediaErrors) {
-        if (isTested(context, range.nsid) && range.first < context.find(range.nsid)->size) return &range;
+/// The extended self-test reads the media of its namespaces. The first block that it cannot read, with its namespace.
+std::optional<BlockRange> unreadableBlock(const CommandContext& context) {
+    if (context.state.selfTest.code != CODE_EXTENDED) return std::nullopt;
+    for (const auto& [nsid, part] : context.state.namespaces) {
+        if (!isTested(context, nsid)) continue;
+        if (const auto block = firstUnreadable(context, {nsid, 0, part.size})) return BlockRange{nsid, *block, 1};
     }
-    return nullptr;
+    return std::nullopt;
 }
 
 void endSelfTest(CommandContext& context, SelfTestResult result, SelfTestEnd end) {
@@ -92,14 +94,14 @@ bool finishSelfTest(CommandContext& context) {
     OSTREL_TRACE();
     if (context.state.selfTest.code == 0 || elapsedMs(context) < durationMs(context)) return false;
     SelfTestResult result;
-    const BlockRange* unreadable = unreadableBlocks(context);
-    if (unreadable != nullptr) {
+    const std::optional<BlockRange> unreadable = unreadableBlock(context);
+    if (unreadable) {
         result.segment = SEGMENT_MEDIA;
         result.nsid = unreadable->nsid;
         result.failingLba = unreadable->first;
         result.statusCode = SCT_MEDIA << 8 | SC_UNRECOVERED_READ;
     }
-    endSelfTest(context, result, unreadable != nullptr ? SelfTestEnd::FAILED : SelfTestEnd::PASSED);
+    endSelfTest(context, result, unreadable ? SelfTestEnd::FAILED : SelfTestEnd::PASSED);
     return true;
 }
 
