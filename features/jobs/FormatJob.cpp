@@ -61,7 +61,7 @@ Status FormatJob::checkRequest(const Arguments& arguments) {
 Status FormatJob::actOnDrive(nvme::Drive& drive, const Arguments&, DriveOutput& out) {
     OSTREL_TRACE();
     std::string report;
-    const Status status =
+    Status status =
         isSanitize_ ? Sanitize(drive, *clock_).run(sanitize_, report) : FormatNvm(drive, *clock_).run(format_, report);
     if (status.is(0, 0)) out.addStatus(title(), Status(0, 0, report));
     return status;

@@ -24,7 +24,7 @@ using nvme::NSID_ALL;
 
 namespace {
 
-constexpr uint64_t HOUR_MS = 60 * 60 * 1000;
+constexpr uint64_t HOUR_MS = uint64_t{60} * 60 * 1000;
 constexpr uint64_t BYTES_PER_MS = 1000000;  // 1 GB/s
 constexpr uint64_t POLL_MS = 1000;
 
@@ -184,7 +184,7 @@ Status FormatNvm::findTargets(const ControllerCapabilities& controller) {
     OSTREL_TRACE();
     std::vector<uint32_t> namespaces{nsid_};
     if (nsid_ == NSID_ALL) {
-        const Status status = readAllNamespaces(drive_, controller, namespaces);
+        Status status = readAllNamespaces(drive_, controller, namespaces);
         if (!status.is(0, 0)) return status;
     }
     for (const uint32_t nsid : namespaces) {
@@ -267,7 +267,7 @@ Status FormatNvm::checkTogether(const ControllerCapabilities& controller, bool f
     OSTREL_TRACE();
     if (nsid_ != NSID_ALL) {
         std::vector<uint32_t> all;
-        const Status status = readAllNamespaces(drive_, controller, all);
+        Status status = readAllNamespaces(drive_, controller, all);
         if (!status.is(0, 0)) return status;
         if (all.size() <= 1) return Status();
         return withDetails(statuses::moreThanOneNamespace(),
@@ -294,7 +294,11 @@ Status FormatNvm::perform(const ControllerCapabilities& controller, const Step& 
     nvme::Answer answer;
     status = drive_.send(command, answer);
     drive_.forgetIdentify();
-    if (!status.is(0, 0)) return toldBy(REFUSALS, statuses::formatFailed, status, drive_);
+    if (!status.is(0, 0)) {
+        status = toldBy(REFUSALS, statuses::formatFailed, status, drive_);
+        return targets_.size() == 1 ? status
+                                    : withDetails(status, "It was for namespace " + std::to_string(step.nsid) + ".");
+    }
     for (const size_t i : step.targets) {
         status = awaitEnd(controller, targets_[i], deadline);
         if (!status.is(0, 0)) return status;
@@ -306,7 +310,7 @@ Status FormatNvm::awaitEnd(const ControllerCapabilities& controller, const Targe
     OSTREL_TRACE();
     for (;;) {
         Payload data;
-        const Status status = identifyAnyNamespace(drive_, controller, target.nsid, data);
+        Status status = identifyAnyNamespace(drive_, controller, target.nsid, data);
         const nvme::Completion& completion = drive_.lastCompletion();
         const bool isBusy =
             isRefusal(status) && (completion.is(0, SC_FORMAT_IN_PROGRESS) || completion.is(0, SC_NAMESPACE_NOT_READY));

@@ -32,7 +32,7 @@ Status showController(nvme::Drive& drive, uint8_t cns, uint32_t, FieldTree& tree
 
 Status showNamespace(nvme::Drive& drive, uint8_t cns, uint32_t nsid, FieldTree& tree) {
     Payload data;
-    const Status status = drive.identify(cns, nsid, 0, data);
+    Status status = drive.identify(cns, nsid, 0, data);
     if (!status.is(0, 0)) return status;
     // All zero stands for a namespace that is not attached; what all namespaces have in common has no size either.
     if (nsid != nvme::NSID_ALL && nvme::NamespaceProperties(data.getData()).sizeBlocks == 0) {

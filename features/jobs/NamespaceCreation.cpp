@@ -67,7 +67,7 @@ Status readOptional(const Arguments& arguments, const SettableProperty& property
 /// At least 1.
 Status readBlocks(const Arguments& arguments, const Attribute& attribute, Status (*refusal)(),
                   std::optional<uint64_t>& blocks) {
-    const Status status = arguments.number(attribute.getName(), UNKNOWN, blocks);
+    Status status = arguments.number(attribute.getName(), UNKNOWN, blocks);
     if (status.is(0, 0) && blocks != 0U) return status;
     return withDetails(refusal(), attribute.getName() + " must be a number of blocks from 1 on, not '" +
                                       arguments.text(attribute.getName()) + "'.");
@@ -138,7 +138,7 @@ Status NamespaceCreation::run(const uint8_t* controllerBytes, std::string& repor
 Status NamespaceCreation::checkCount(const ControllerCapabilities& controller) {
     OSTREL_TRACE();
     std::vector<uint32_t> all;
-    const Status status = readAllNamespaces(drive_, controller, all);
+    Status status = readAllNamespaces(drive_, controller, all);
     if (!status.is(0, 0) || all.size() < controller.mostNamespaces()) return status;
     return withDetails(statuses::tooManyNamespaces(),
                        "Drive " + drive_.name() + " has " + std::to_string(all.size()) + " of them already.");
@@ -211,7 +211,7 @@ Status NamespaceCreation::readGranularity(const ControllerCapabilities& controll
     OSTREL_TRACE();
     if (!bit(controller.ctratt, CTRATT_GRANULARITY)) return Status();
     Payload data;
-    const Status status = drive_.identify(CNS_GRANULARITY, 0, 0, data);
+    Status status = drive_.identify(CNS_GRANULARITY, 0, 0, data);
     if (isRefusal(status)) return Status();  // then any size will do
     if (!status.is(0, 0)) return status;
     const uint8_t* const list = data.getData();
@@ -235,7 +235,7 @@ Status NamespaceCreation::create(std::string& report) {
     data[OFFSET_DPS] = static_cast<uint8_t>(request_.protectionType | (protectionFirst_ ? 0x08 : 0));
     data[OFFSET_NMIC] = request_.isShared ? 1 : 0;
     nvme::Answer answer;
-    const Status status = drive_.send(namespaceManagement(SEL_CREATE, 0), answer, Payload(data, sizeof data));
+    Status status = drive_.send(namespaceManagement(SEL_CREATE, 0), answer, Payload(data, sizeof data));
     if (!status.is(0, 0)) return toldByNamespaceRefusals(status, drive_);
     drive_.forgetIdentify();
     report = "Namespace " + std::to_string(answer.completion.dword0) +

@@ -28,7 +28,7 @@ namespace {
 constexpr uint64_t MOST_CONTROLLER_ID = 0xFFEF;
 
 /// How long the system may take to see a change.
-constexpr uint64_t VIEW_LIMIT_MS = 10 * 1000;
+constexpr uint64_t VIEW_LIMIT_MS = 10000;
 constexpr uint64_t VIEW_POLL_MS = 100;
 
 }  // namespace
@@ -109,7 +109,7 @@ Status NamespaceManagementJob::actOnDrive(nvme::Drive& drive, const Arguments&, 
 Status NamespaceManagementJob::checkAllocated(nvme::Drive& drive) const {
     OSTREL_TRACE();
     std::vector<uint32_t> all;
-    const Status status = readNamespaceList(drive, nvme::CNS_ALLOCATED_NAMESPACES, all);
+    Status status = readNamespaceList(drive, nvme::CNS_ALLOCATED_NAMESPACES, all);
     if (isRefusal(status)) return Status();  // then the command itself tells
     if (!status.is(0, 0) || std::find(all.begin(), all.end(), nsid_) != all.end()) return status;
     return withDetails(statuses::invalidNamespaceId(),

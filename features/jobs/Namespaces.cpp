@@ -69,7 +69,7 @@ Status readNamespaceList(nvme::Drive& drive, uint8_t cns, std::vector<uint32_t>&
     std::vector<uint32_t> all;
     for (bool more = true; more;) {
         Payload data;
-        const Status status = drive.identify(cns, all.empty() ? 0 : all.back(), 0, data);
+        Status status = drive.identify(cns, all.empty() ? 0 : all.back(), 0, data);
         if (!status.is(0, 0)) return status;
         const std::vector<uint32_t> part = nvme::decodeNamespaceList(data);
         more = part.size() == MOST_NAMESPACES_IN_A_LIST;
@@ -86,7 +86,7 @@ Status readControllerList(nvme::Drive& drive, uint8_t cns, uint32_t nsid, std::v
     uint16_t first = 0;
     for (bool more = true; more;) {
         Payload data;
-        const Status status = drive.identify(cns, nsid, first, data);
+        Status status = drive.identify(cns, nsid, first, data);
         if (!status.is(0, 0)) return status;
         const std::vector<uint16_t> part = nvme::decodeControllerList(data);
         all.insert(all.end(), part.begin(), part.end());
@@ -102,7 +102,7 @@ Status readAllNamespaces(nvme::Drive& drive, const nvme::ControllerCapabilities&
                          std::vector<uint32_t>& namespaces) {
     OSTREL_TRACE();
     if (controller.supportsNamespaceManagement()) {
-        const Status status = readNamespaceList(drive, nvme::CNS_ALLOCATED_NAMESPACES, namespaces);
+        Status status = readNamespaceList(drive, nvme::CNS_ALLOCATED_NAMESPACES, namespaces);
         // A controller may claim namespace management without having it: then all namespaces are attached.
         if (!isRefusal(status)) return status;
     }

@@ -27,12 +27,12 @@ namespace {
 /// The command itself only starts the operation.
 constexpr uint32_t COMMAND_TIMEOUT_MS = 120 * 1000;
 
-constexpr uint64_t MINUTE_MS = 60 * 1000;
+constexpr uint64_t MINUTE_MS = uint64_t{60} * 1000;
 constexpr uint64_t GRACE_MS = 10 * MINUTE_MS;
-constexpr uint64_t LIMIT_WITHOUT_ESTIMATE_MS = 24 * 60 * MINUTE_MS;
+constexpr uint64_t LIMIT_WITHOUT_ESTIMATE_MS = MINUTE_MS * 60 * 24;
 /// A short operation is told soon, a long one does not keep the drive busy with questions.
 constexpr uint64_t FAST_POLL_MS = 1000;
-constexpr uint64_t SLOW_POLL_MS = 10 * 1000;
+constexpr uint64_t SLOW_POLL_MS = 10000;
 
 /// The Sanitize Status log.
 constexpr uint32_t LOG_BYTES = 512;
@@ -111,7 +111,7 @@ Status readAction(const Arguments& arguments, SanitizeAction& action) {
 Status readPasses(const Arguments& arguments, uint8_t& passes) {
     const std::string name = attributes::feature::overwritePassCount().getName();
     std::optional<uint64_t> number;
-    const Status status = arguments.number(name, MOST_PASSES, number);
+    Status status = arguments.number(name, MOST_PASSES, number);
     if (!status.is(0, 0) || number == 0U) {
         return withDetails(statuses::unsupportedSanitizeValue(),
                            name + " must be a number from 1 to 16, not '" + arguments.text(name) + "'.");
@@ -140,7 +140,7 @@ Status readFlags(const Arguments& arguments, SanitizeRequest& request) {
     };
     for (const auto& row : FLAGS) {
         std::optional<bool> value;
-        const Status status = arguments.boolean(row.attribute().getName(), value);
+        Status status = arguments.boolean(row.attribute().getName(), value);
         if (!status.is(0, 0)) return status;
         request.*row.field = value.value_or(false);
     }
@@ -215,7 +215,7 @@ Status Sanitize::checkDeallocation() {
     nvme::FeatureRequest request;
     request.fid = nvme::FID_SANITIZE_CONFIG;
     nvme::Answer answer;
-    const Status status = drive_.getFeature(request, nvme::Select::CURRENT, answer);
+    Status status = drive_.getFeature(request, nvme::Select::CURRENT, answer);
     if (isRefusal(status)) return Status();  // the drive has no such feature; it says itself what it does not take
     if (!status.is(0, 0) || bit(answer.completion.dword0, 0)) return status;
     return withDetails(statuses::unsupportedSanitizeValue(),
@@ -224,7 +224,7 @@ Status Sanitize::checkDeallocation() {
 
 Status Sanitize::readState(Payload& log) {
     OSTREL_TRACE();
-    const Status status = readLog(drive_, nvme::LID_SANITIZE_STATUS, LOG_BYTES, log);
+    Status status = readLog(drive_, nvme::LID_SANITIZE_STATUS, LOG_BYTES, log);
     if (!status.is(0, 0)) return status;
     if ((log.getData()[OFFSET_STATE] & 7U) != IN_PROGRESS) return status;
     return withDetails(statuses::sanitizeInProgress(),

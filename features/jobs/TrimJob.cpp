@@ -26,7 +26,7 @@ using namespace ostrel::core;
 namespace {
 
 /// A range of Dataset Management (NVMe Base Specification 1.4, section 6.7): context attributes, length, first block.
-constexpr uint32_t RANGE_BYTES = 16;
+constexpr size_t RANGE_BYTES = 16;
 constexpr uint32_t MOST_RANGES = 256;
 /// The length has 32 bits; a round number of blocks leaves no odd piece at the seams, which a drive may not free.
 constexpr uint32_t MOST_BLOCKS_OF_A_RANGE = 0xFFFF0000;
@@ -60,7 +60,7 @@ Status findNamespace(nvme::Drive& drive, uint32_t& nsid) {
         return Status();
     }
     std::vector<transport::HostNamespace> all;
-    const Status status = readHostNamespaces(drive, all);
+    Status status = readHostNamespaces(drive, all);
     if (!status.is(0, 0)) return status;
     if (all.empty())
         return withDetails(statuses::invalidNamespaceId(), "Drive " + drive.name() + " has no namespace attached.");
@@ -81,11 +81,11 @@ Status sendRanges(nvme::Drive& drive, uint32_t nsid, uint32_t number, const uint
     command.nsid = nsid;
     command.cdw10 = number - 1;
     command.cdw11 = ATTRIBUTE_DEALLOCATE;
-    command.dataLength = number * RANGE_BYTES;
+    command.dataLength = static_cast<uint32_t>(number * RANGE_BYTES);
     command.timeoutMs = COMMAND_TIMEOUT_MS;
     const Payload data(ranges, command.dataLength);
     if (data.getSize() == 0) return Status(CATEGORY_OS, ENOMEM, "System error.");
-    const Status gate = checkGate(drive, nsid);
+    Status gate = checkGate(drive, nsid);
     if (!gate.is(0, 0)) return gate;
     nvme::Answer answer;
     return toldBy(REFUSALS, statuses::nvmeCommandProblem, drive.send(command, answer, data), drive);
@@ -167,7 +167,7 @@ Status TrimJob::readLimits(nvme::Drive& drive, Limits& limits) const {
 Status TrimJob::checkBounds(nvme::Drive& drive, uint32_t nsid, uint32_t& blockBytes) const {
     OSTREL_TRACE();
     Payload data;
-    const Status status = drive.identify(nvme::CNS_NAMESPACE, nsid, 0, data);
+    Status status = drive.identify(nvme::CNS_NAMESPACE, nsid, 0, data);
     if (!status.is(0, 0)) return toldBy(REFUSALS, statuses::nvmeCommandProblem, status, drive);
     const nvme::NamespaceProperties space(data.getData());
     const std::string size = "Namespace " + std::to_string(nsid) + " of drive " + drive.name() + " has " +
@@ -191,7 +191,7 @@ Status TrimJob::deallocate(nvme::Drive& drive, uint32_t nsid, const Limits& limi
             nvme::putLe64(ranges + number * RANGE_BYTES + 8, startLba_ + next);
             next += blocks;
         }
-        const Status status = sendRanges(drive, nsid, number, ranges);
+        Status status = sendRanges(drive, nsid, number, ranges);
         if (!status.is(0, 0) && done != 0) {
             return withDetails(status, "The first " + std::to_string(done) + " blocks were deallocated before that.");
         }

@@ -165,7 +165,7 @@ Status LinuxNvmePath::openController(int& node) {
     OSTREL_TRACE();
     const std::lock_guard<std::mutex> lock(node_->mutex);
     if (!node_->descriptor.isOpen()) {
-        const Status status = openNode(controllerNode(), node_->descriptor);
+        Status status = openNode(controllerNode(), node_->descriptor);
         if (!status.is(0, 0)) return status;
     }
     node = node_->descriptor.get();
@@ -306,7 +306,7 @@ void LinuxNvmePath::rescanPartitions() const {
 Status LinuxNvmePath::resetController(unsigned long request, uint32_t ofCommand) {
     OSTREL_TRACE();
     int node = -1;
-    const Status status = openController(node);
+    Status status = openController(node);
     if (!status.is(0, 0)) return status;
     if (::ioctl(node, request) < 0) {
         const int error = errno;

@@ -312,7 +312,7 @@ TEST_F(FormatJobTest, AFailureInTheMiddleTellsWhatWasDoneBefore) {
         .expect(lookAgain());
     EXPECT_EQ(run("Delete"),
               told("10/171 Failed to format drive. Format NVM failed on drive S1 (/dev/nvme0): Internal Error (status "
-                   "code type 0x0, status code 0x06, opcode 0x80). Before that: " +
+                   "code type 0x0, status code 0x06, opcode 0x80). It was for namespace 2. Before that: " +
                    ERASED_1));
 }
 
