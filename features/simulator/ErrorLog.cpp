@@ -3,6 +3,7 @@
 #include "features/nvme/Bytes.h"
 #include "features/nvme/Opcodes.h"
 #include "features/nvme/StatusCodes.h"
+#include "features/simulator/Happenings.h"
 #include "features/simulator/Telemetry.h"
 #include "ostrel/core/ScopeTrace.h"
 
@@ -63,7 +64,9 @@ void noteError(CommandContext& context, const CompletionEntry& completion) {
     auto& errors = context.state.errors;
     errors.insert(errors.begin(), entry);
     if (errors.size() > context.model.errorEntries) errors.resize(context.model.errorEntries);
-    if (isMediaError) captureForController(context, "Media and data integrity error");
+    if (!isMediaError) return;
+    happened(context, {Happening::Kind::MEDIA_ERROR});
+    captureForController(context, "Media and data integrity error");
 }
 
 CompletionEntry buildErrorLog(CommandContext& context, const LogRequest&, std::vector<uint8_t>& page) {

@@ -4,6 +4,7 @@
 #include "features/nvme/Opcodes.h"
 #include "features/nvme/StatusCodes.h"
 #include "features/simulator/Features.h"
+#include "features/simulator/Happenings.h"
 #include "features/simulator/HealthLog.h"
 #include "features/simulator/Identify.h"
 #include "ostrel/core/ScopeTrace.h"
@@ -74,7 +75,9 @@ bool raiseWarnings(CommandContext& context) {
     for (const EventRow& row : EVENTS) {
         if ((now & ~events.warnings & row.warnings & wanted) != 0) raiseEvent(context, row.kind);
     }
+    const auto raised = static_cast<uint8_t>(now & ~events.warnings);
     events.warnings = now;
+    if (raised != 0) happened(context, {Happening::Kind::WARNING, 0, raised});
     return true;
 }
 

@@ -113,9 +113,7 @@ FeatureValue readTimestamp(const CommandContext& context, uint32_t) {
 }
 
 void writeTimestamp(CommandContext& context, uint32_t, const FeatureValue& value) {
-    Happening change{Happening::Kind::TIMESTAMP_CHANGE};
-    change.value = timestampNow(context);
-    happened(context, change);
+    happened(context, {Happening::Kind::TIMESTAMP_CHANGE});
     context.state.timestamp.setTo = le48(value.data.data());
     context.state.timestamp.setAtMs = context.nowMs;
 }

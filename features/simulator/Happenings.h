@@ -11,9 +11,9 @@ namespace features::simulator {
 struct Happening {
     enum class Kind : uint8_t {
         RESET,                ///< value: a ResetKind
-        POWER_LOSS,           ///< the drive lost its power, and is on again
+        POWER_LOSS,           ///< the drive lost its power; a RESET follows
         FIRMWARE_COMMIT,      ///< before, after: active revisions; value: Commit Action; selector: slot; statusField
-        TIMESTAMP_CHANGE,     ///< value: the timestamp before the change
+        TIMESTAMP_CHANGE,     ///< before it happens
         NAMESPACE_CHANGE,     ///< nsid, NSID_ALL for delete of all; value: cdw10; the command is in the context
         FORMAT_START,         ///< nsid; the command is in the context
         FORMAT_COMPLETION,    ///< nsid; statusField
@@ -21,6 +21,8 @@ struct Happening {
         SANITIZE_COMPLETION,  ///< the state says how it ended
         FEATURE_SET,          ///< the command and its data are in the context; statusField
         SELF_TEST_DONE,       ///< the first result in the state
+        WARNING,              ///< value: bits of Critical Warning that were not set before
+        MEDIA_ERROR,          ///< a command failed over the media
     };
 
     Kind kind;

@@ -105,12 +105,12 @@ void putNvmCapabilities(const CommandContext& c, uint8_t* at) {  // bytes 512 to
     putLe16(at + 514, 128);                                      // MAXCMD
     putLe32(at + 516, c.description.mostNamespaces);
     putLe16(at + 520, 0x5D);  // ONCS: compare, deallocate, write zeroes, saved features, timestamp
-    at[524] = c.description.supportsFormat ? 0x04 : 0;  // FNA: cryptographic erase
-    at[525] = 0x07;                                     // VWC: there is one, and Flush takes all namespaces
-    at[530] = 1;                                        // NVSCC
-    at[531] = 0x01;                                     // NWPC: write protect
+    at[524] = c.description.supportsFormat ? FORMAT_ATTRIBUTES : 0;
+    at[525] = 0x07;  // VWC: there is one, and Flush takes all namespaces
+    at[530] = 1;     // NVSCC
+    at[531] = 0x01;  // NWPC: write protect
     putLe32(at + 540, c.description.mostNamespaces);
-    const std::string name = "nqn.2026-01.com.velko.nimbrel:simulated:" + c.description.serialNumber;
+    const std::string name = subsystemName(c.description);
     std::memcpy(at + 768, name.data(), name.size());
 }
 
@@ -272,6 +272,11 @@ constexpr CnsRow STRUCTURES[] = {
 // clang-format on
 
 }  // namespace
+
+std::string subsystemName(const Description& description) {
+    OSTREL_TRACE();
+    return "nqn.2026-01.com.velko.nimbrel:simulated:" + description.serialNumber;
+}
 
 CompletionEntry identify(CommandContext& context) {
     OSTREL_TRACE();

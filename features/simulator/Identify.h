@@ -1,5 +1,7 @@
 #pragma once
 
+#include <string>
+
 #include "features/simulator/CommandContext.h"
 
 namespace features::simulator {
@@ -9,6 +11,9 @@ inline constexpr uint16_t CONTROLLER_ID = 1;
 
 /// Asynchronous Event Requests that a host may leave with the controller, one less (AERL).
 inline constexpr uint8_t EVENT_REQUEST_LIMIT_0BASED = 3;
+
+/// The NVM subsystem's NVMe Qualified Name (SUBNQN).
+std::string subsystemName(const Description& description);
 
 /// The Identify command.
 CompletionEntry identify(CommandContext& context);

@@ -12,6 +12,7 @@
 #include "features/simulator/Firmware.h"
 #include "features/simulator/HealthLog.h"
 #include "features/simulator/NamespaceCommands.h"
+#include "features/simulator/PersistentEventLog.h"
 #include "features/simulator/Sanitize.h"
 #include "features/simulator/SelfTest.h"
 #include "features/simulator/Telemetry.h"
@@ -57,6 +58,7 @@ constexpr LogRow LOGS[] = {
     {LID_DEVICE_SELF_TEST,     &D::supportsSelfTest,            nullptr, 0,  buildSelfTestLog},
     {LID_TELEMETRY_HOST,       &D::supportsTelemetry,           nullptr, 1,  buildHostTelemetry},
     {LID_TELEMETRY_CONTROLLER, &D::supportsTelemetry,           nullptr, 0,  buildControllerTelemetry},
+    {LID_PERSISTENT_EVENT,     &D::supportsPersistentEventLog,  nullptr, 3,  buildPersistentEventLog},
     {LID_SANITIZE_STATUS,      &D::supportsSanitize,            nullptr, 0,  buildSanitizeLog},
 };
 // clang-format on

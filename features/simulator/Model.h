@@ -45,6 +45,8 @@ inline constexpr uint16_t MOST_THERMAL_KELVIN = 353;
 /// Cryptographic and block erase and overwrite; blocks are always deallocated (No-Deallocate Inhibited), and media is
 /// not modified afterwards.
 inline constexpr uint32_t SANICAP = 0x60000007;
+/// Format NVM Attributes (FNA): cryptographic erase.
+inline constexpr uint8_t FORMAT_ATTRIBUTES = 0x04;
 /// The largest persistent event log, in units of 64 KiB.
 inline constexpr uint32_t PERSISTENT_EVENT_LOG_64KIB = 4;
 

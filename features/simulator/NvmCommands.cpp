@@ -4,8 +4,8 @@
 #include "features/nvme/Opcodes.h"
 #include "features/nvme/StatusCodes.h"
 #include "features/simulator/Deallocation.h"
-#include "features/simulator/Features.h"
 #include "features/simulator/Faults.h"
+#include "features/simulator/Features.h"
 #include "features/simulator/Transfer.h"
 #include "ostrel/core/ScopeTrace.h"
 

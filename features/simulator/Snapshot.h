@@ -9,8 +9,9 @@
 namespace features::simulator {
 
 /// Bytes that a log page keeps from one command to the next: a capture, what a reader of a log is shown. They lie in a
-/// file of their own, log-NAME-0 or log-NAME-1 in the drive's folder, so that the state stays small. The state says which of
-/// the two it is; a new snapshot goes into the other one and counts when the state is saved: one for each command.
+/// file of their own, log-NAME-0 or log-NAME-1 in the drive's folder, so that the state stays small. The state says
+/// which of the two it is; a new snapshot goes into the other one and counts when the state is saved: one for each
+/// command.
 ///
 /// Errors: false. A snapshot that is missing or damaged cannot be read.
 class Snapshot {

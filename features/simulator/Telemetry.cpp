@@ -11,6 +11,7 @@
 #include "features/simulator/Events.h"
 #include "features/simulator/Extension.h"
 #include "features/simulator/HealthLog.h"
+#include "features/simulator/PersistentEventLog.h"
 #include "features/simulator/Snapshot.h"
 #include "ostrel/core/ScopeTrace.h"
 
@@ -94,7 +95,15 @@ std::vector<uint8_t> emptyPage(const CommandContext& context, uint8_t lid, const
     return page;
 }
 
-bool capture(CommandContext& context, uint8_t lid, const char* reason) {
+/// What a header says of captures beyond its own.
+void putGenerations(std::vector<uint8_t>& page, const TelemetryState& state) {
+    if (page[0] == LID_TELEMETRY_HOST) page[OFFSET_HOST_GENERATION] = state.hostGeneration;
+    page[OFFSET_AVAILABLE] = state.isAvailable ? 1 : 0;
+    page[OFFSET_CONTROLLER_GENERATION] = state.controllerGeneration;
+}
+
+/// `state`: as it is with this capture; it is stored.
+bool capture(CommandContext& context, uint8_t lid, const char* reason, TelemetryState& state) {
     std::vector<uint8_t> page = emptyPage(context, lid, reason);
     std::vector<uint8_t> part;
     (void)buildHealthLog(context, {}, part);  // it cannot fail, and neither can the error log
@@ -106,8 +115,15 @@ bool capture(CommandContext& context, uint8_t lid, const char* reason) {
     (void)buildErrorLog(context, {}, part);
     append(page, part);
     closeArea(page, 2);
+    // A persistent event log that is damaged, or that the drive does not have, leaves area 3 without more.
+    if (composePersistentEventLog(context, part)) append(page, part);
     closeArea(page, 3);
-    return Snapshot(context, snapshotName(lid)).write(page);
+    if (!Snapshot(context, snapshotName(lid)).write(page)) return false;
+    writeExtension(context.state, state);
+    page.resize(BLOCK_BYTES);
+    putGenerations(page, state);
+    recordPersistentEvent(context, PersistentEvent::TELEMETRY_CREATED, page);
+    return true;
 }
 
 /// The stored capture, or a page without data areas.
@@ -120,10 +136,7 @@ CompletionEntry readCapture(CommandContext& context, uint8_t lid, const LogReque
     } else if (!snapshot.read(page) || page.size() < BLOCK_BYTES) {
         return passingRefusal(SCT_GENERIC, SC_INTERNAL_ERROR);
     }
-    const auto state = readExtension<TelemetryState>(context.state);
-    if (lid == LID_TELEMETRY_HOST) page[OFFSET_HOST_GENERATION] = state.hostGeneration;
-    page[OFFSET_AVAILABLE] = state.isAvailable ? 1 : 0;
-    page[OFFSET_CONTROLLER_GENERATION] = state.controllerGeneration;
+    putGenerations(page, readExtension<TelemetryState>(context.state));
     return {};
 }
 
@@ -133,22 +146,19 @@ void captureForController(CommandContext& context, const char* reason) {
     OSTREL_TRACE();
     auto state = readExtension<TelemetryState>(context.state);
     if (!context.description.supportsTelemetry || state.isAvailable) return;
-    if (!capture(context, LID_TELEMETRY_CONTROLLER, reason)) return;
     ++state.controllerGeneration;
     state.isAvailable = true;
-    writeExtension(context.state, state);
-    raiseEvent(context, EventKind::TELEMETRY);
+    if (capture(context, LID_TELEMETRY_CONTROLLER, reason, state)) raiseEvent(context, EventKind::TELEMETRY);
 }
 
 CompletionEntry buildHostTelemetry(CommandContext& context, const LogRequest& request, std::vector<uint8_t>& page) {
     OSTREL_TRACE();
     if ((request.lsp & LSP_CREATE) != 0) {
-        if (!capture(context, LID_TELEMETRY_HOST, "Asked for by the host")) {
-            return passingRefusal(SCT_GENERIC, SC_INTERNAL_ERROR);
-        }
         auto state = readExtension<TelemetryState>(context.state);
         ++state.hostGeneration;
-        writeExtension(context.state, state);
+        if (!capture(context, LID_TELEMETRY_HOST, "Asked for by the host", state)) {
+            return passingRefusal(SCT_GENERIC, SC_INTERNAL_ERROR);
+        }
     }
     return readCapture(context, LID_TELEMETRY_HOST, request, page);
 }
