@@ -1,7 +1,6 @@
 // Everything that is decoded of what a drive sends, with any bytes. The first byte of the input chooses the decoder,
 // the next four are dword 0 of a feature, the rest is the structure.
 #include <algorithm>
-#include <cctype>
 #include <cstdint>
 #include <cstring>
 #include <iterator>
@@ -18,6 +17,7 @@
 #include "features/nvme/VelkoFeatures.h"
 #include "features/nvme/VelkoLogPages.h"
 #include "fuzz/Require.h"
+#include "fuzz/TreeCheck.h"
 #include "ostrel/core/XmlConverter.h"
 
 using namespace features::nvme;
@@ -67,31 +67,6 @@ FieldTree decode(size_t choice, const Payload& data, uint32_t dword0) {
     choice -= ocpFeatures;
     if (choice < velkoLogs) return velkoLogPagesBegin()[choice].decode(data);
     return decodeFeature(velkoFeaturesBegin()[choice - velkoLogs], dword0, data);
-}
-
-bool isShowable(const std::string& text) {
-    return !text.empty() && std::all_of(text.begin(), text.end(), [](char c) { return c >= 0x20 && c <= 0x7E; });
-}
-
-/// Letters, digits, blanks and "-_./()", a letter first: what the output formats take as a name.
-bool isName(const std::string& text) {
-    return !text.empty() && std::isalpha(static_cast<unsigned char>(text[0])) != 0 &&
-           std::all_of(text.begin(), text.end(), [](unsigned char c) {
-               return std::isalnum(c) != 0 || std::string(" -_./()").find(static_cast<char>(c)) != std::string::npos;
-           });
-}
-
-/// Looks the whole tree over, and returns how many fields and parts there are.
-size_t checkTree(const FieldTree& tree) {
-    REQUIRE(isName(tree.heading));
-    size_t count = 1;
-    for (const Field& field : tree.fields) {
-        REQUIRE(isName(field.name + " - " + field.description));
-        REQUIRE(isShowable(field.value));
-        ++count;
-    }
-    for (const FieldTree& part : tree.parts) count += checkTree(part);
-    return count;
 }
 
 void checkDecoder(size_t choice, const Payload& data, uint32_t dword0) {

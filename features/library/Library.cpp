@@ -74,6 +74,10 @@ int32_t Library::receive(void* handle, void* buffer, uint64_t* size) noexcept {
     return answers_.fetch(handle, buffer, size);
 }
 
+void Library::useSources(std::vector<std::unique_ptr<transport::DriveSource>> sources) {
+    handler_ = std::make_unique<RequestHandler>(std::move(sources));
+}
+
 int32_t Library::startLog(const char* path, uint64_t length) noexcept {
     try {
         initLogging();

@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <vector>
 #include <string>
 
 #include "features/library/AnswerStore.h"
@@ -23,6 +24,8 @@ public:
     /// Runs a request and returns the handle of its answer; null when there is no memory for any answer.
     void* send(const char* text, uint64_t length) noexcept;
     int32_t receive(void* handle, void* buffer, uint64_t* size) noexcept;
+    /// The drives that requests find from now on, in place of those of the machine.
+    void useSources(std::vector<std::unique_ptr<transport::DriveSource>> sources);
     /// Turns the debug log on, at the end of the file; FEATURE_LIBRARY_INVALID_INPUT for a path that cannot be written.
     int32_t startLog(const char* path, uint64_t length) noexcept;
     void stopLog() noexcept;
