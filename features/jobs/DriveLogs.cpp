@@ -1,26 +1,43 @@
 #include "features/jobs/DriveLogs.h"
 
-#include <functional>
 #include <string>
 
 #include "features/jobs/LogReading.h"
 #include "features/jobs/LongLogs.h"
 #include "features/jobs/NvmeLogPage.h"
 #include "features/jobs/NvmeLogRequest.h"
+#include "features/jobs/VelkoLogJob.h"
+#include "features/jobs/VendorDialect.h"
 #include "features/nvme/FieldTree.h"
 #include "features/nvme/Identify.h"
 #include "features/nvme/LogPages.h"
 #include "features/nvme/Opcodes.h"
+#include "features/nvme/VelkoInterface.h"
+#include "features/nvme/VelkoLogPages.h"
 #include "ostrel/core/ScopeTrace.h"
 #include "ostrel/core/StatusCatalogue.h"
 #include "ostrel/core/Strings.h"
+#include "ostrel/interfaces/ostreli/interface/JobNames.h"
 
 namespace features::jobs {
 
 using namespace ostrel::core;
+using namespace ostrel::interfaces::ostreli;
 using nvme::LogPageRow;
 
 namespace {
+
+/// The maker's logs that tell their own length.
+constexpr struct {
+    uint8_t lid;
+    const char* job;
+} VELKO_LOGS[] = {
+    {nvme::LID_VELKO_NLOG, JOB_NLOG},
+    {nvme::LID_VELKO_BRIDGE_NLOG, JOB_BRIDGE_NLOG},
+    {nvme::LID_VELKO_EVENT_LOG, JOB_EVENT_LOG},
+    {nvme::LID_VELKO_ASSERT_LOG, JOB_ASSERT_LOG},
+    {nvme::LID_VELKO_SYSTEM_SNAPSHOT, JOB_SYSTEM_SNAPSHOT},
+};
 
 /// "log_02_smart_health_information.bin"
 std::string logFileName(uint8_t lid, const std::string& name) {
@@ -44,9 +61,9 @@ public:
     Status run() {
         tree_.add("Folder", folder_.path());
         Status status = storeIdentify();
-        for (const LogPageRow* row = nvme::logPagesBegin(); status.is(0, 0) && row != nvme::logPagesEnd(); ++row) {
-            if (row->isSupportedBy(*facts_.controller())) status = storePage(*row);
-        }
+        if (status.is(0, 0)) status = storePages(nvme::logPagesBegin(), nvme::logPagesEnd());
+        if (status.is(0, 0) && isVelkoDrive(facts_.drive()))
+            status = storePages(nvme::velkoLogPagesBegin(), nvme::velkoLogPagesEnd());
         const uint8_t* ocp = status.is(0, 0) ? facts_.ocpSmart() : nullptr;
         if (ocp != nullptr)
             status = write(logFileName(nvme::LID_OCP_SMART, OCP_SMART_NAME), Payload(ocp, nvme::OCP_SMART_BYTES));
@@ -83,9 +100,17 @@ private:
         return status;
     }
 
+    Status storePages(const LogPageRow* row, const LogPageRow* end) {
+        Status status;
+        for (; status.is(0, 0) && row != end; ++row) {
+            if (row->isSupportedBy(*facts_.controller())) status = storePage(*row);
+        }
+        return status;
+    }
+
     Status storePage(const LogPageRow& row) {
         LogFolder::File file(folder_, logFileName(row.lid, row.name));
-        Status status = readPage(row.lid, file);
+        Status status = readPage(row, file);
         if (isOfDrive(status)) return tellNotRead("LID " + nvme::hexText(row.lid, 2), status);
         if (status.is(0, 0)) status = file.finish();
         if (status.is(0, 0)) ++files_;
@@ -98,32 +123,34 @@ private:
     /// What the drive does not have after all is no failure of the scan.
     Status tellNotRead(const std::string& what, const Status& status) {
         tree_.add(what, "Not read", status.getMessage());
-        const bool isMissing = isRefusal(status) ||
-                               status.is(CATEGORY_FEATURE, statuses::telemetryNotSupported().getCode()) ||
-                               status.is(CATEGORY_FEATURE, statuses::persistentEventLogNotSupported().getCode());
+        const bool isMissing = isRefusal(status) || !facts_.drive().lastCompletion().isSuccess();
         if (!isMissing && problem_.is(0, 0)) problem_ = status;
         return Status();
     }
 
-    Status readPage(uint8_t lid, LogSink& file) {
-        switch (lid) {
+    Status readPage(const LogPageRow& row, LogSink& file) {
+        TelemetryRequest telemetry;
+        switch (row.lid) {
+            case nvme::LID_TELEMETRY_CONTROLLER:
+                telemetry.hostInitiated = false;
+                telemetry.retainEvent = true;
+                [[fallthrough]];
             case nvme::LID_TELEMETRY_HOST:
-                return readTelemetryLog(facts_.drive(), TelemetryRequest(), file);
-            case nvme::LID_TELEMETRY_CONTROLLER: {
-                TelemetryRequest request;
-                request.hostInitiated = false;
-                request.retainEvent = true;
-                return readTelemetryLog(facts_.drive(), request, file);
-            }
+                return readTelemetryLog(facts_.drive(), telemetry, file);
             case nvme::LID_PERSISTENT_EVENT:
                 return readPersistentEventLog(facts_.drive(), EventLogContext::PASSING, file);
-            default: {
-                Payload data;
-                Status status = readLogPage(facts_, NvmeLogRequest(), lid, LogExtent::WHOLE, data);
-                if (status.is(0, 0)) status = file.begin(data.getSize());
-                return status.is(0, 0) ? file.add(data.getData(), data.getSize()) : status;
-            }
+            default:
+                break;
         }
+        for (const auto& log : VELKO_LOGS) {
+            if (log.lid == row.lid) return VelkoLogJob::readLog(log.job, facts_.drive(), file);
+        }
+        Payload data;
+        Status status = nvme::findLogPage(row.lid) != nullptr
+                            ? readLogPage(facts_, NvmeLogRequest(), row.lid, LogExtent::WHOLE, data)
+                            : readLog(facts_.drive(), row.lid, row.lengthBytes, data);
+        if (status.is(0, 0)) status = file.begin(data.getSize());
+        return status.is(0, 0) ? file.add(data.getData(), data.getSize()) : status;
     }
 
     DriveFacts& facts_;

@@ -34,9 +34,6 @@ constexpr uint64_t MOST_BYTES = 256 * 1024 * 1024;
 bool isCommandSequenceError(const nvme::Drive& drive) {
     return drive.lastCompletion().is(0x0, 0x0C);
 }
-bool isInvalidLogPage(const nvme::Drive& drive) {
-    return drive.lastCompletion().is(0x1, 0x09);
-}
 
 /// `missing` on a drive that says it does not have the page.
 Status requireLog(nvme::Drive& drive, bool (ControllerCapabilities::*isSupported)() const, const Status& missing) {
@@ -164,9 +161,7 @@ Status readTelemetryLog(nvme::Drive& drive, const TelemetryRequest& request, Log
     bool changed = false;
     status = telemetry.read(request.hostInitiated, changed);
     if (status.is(0, 0) && changed) status = telemetry.read(false, changed);
-    if (isRefusal(status) && isInvalidLogPage(drive))
-        return withDetails(statuses::telemetryNotSupported(), status.getMessage());
-    if (!status.is(0, 0)) return status;
+    if (!status.is(0, 0)) return missingLogAs(status, drive, statuses::telemetryNotSupported());
     if (changed) {
         return withDetails(statuses::telemetryRetrievalFailed(),
                            "Drive " + drive.name() + " made another capture while its log was read, twice.");
@@ -182,11 +177,7 @@ Status readPersistentEventLog(nvme::Drive& drive, EventLogContext context, LogSi
     Payload head;
     bool isOurs = false;
     status = enterContext(drive, context, head, isOurs);
-    if (!status.is(0, 0)) {
-        return isRefusal(status) && isInvalidLogPage(drive)
-                   ? withDetails(statuses::persistentEventLogNotSupported(), status.getMessage())
-                   : status;
-    }
+    if (!status.is(0, 0)) return missingLogAs(status, drive, statuses::persistentEventLogNotSupported());
     status = readEvents(drive, head, log);
     if (isOurs && (context == EventLogContext::PASSING || !status.is(0, 0))) {
         const Status released = releaseEventLogContext(drive);

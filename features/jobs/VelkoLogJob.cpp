@@ -56,7 +56,7 @@ const VelkoLogJob::Row& VelkoLogJob::rowOf(const std::string& name) {
     return *row;
 }
 
-VelkoLogJob::VelkoLogJob(const std::string& name) : DumpJob(name, rowOf(name).logName), row_(rowOf(name)) {}
+VelkoLogJob::VelkoLogJob(const std::string& name) : DumpJob(name, rowOf(name).logName) {}
 
 std::unique_ptr<Job> VelkoLogJob::clone() const {
     OSTREL_TRACE();
@@ -67,29 +67,36 @@ std::unique_ptr<Job> VelkoLogJob::clone() const {
 
 Status VelkoLogJob::dumpDrive(nvme::Drive& drive, const Arguments&, LogSink& log) {
     OSTREL_TRACE();
-    if (!isVelkoDrive(drive)) return row_.missing();
+    return readLog(getName(), drive, log);
+}
+
+Status VelkoLogJob::readLog(const std::string& name, nvme::Drive& drive, LogSink& log) {
+    OSTREL_TRACE();
+    const Row& row = rowOf(name);
+    if (!isVelkoDrive(drive)) return row.missing();
     for (unsigned i = 0; i < MOST_READS; ++i) {
         bool isWhole = false;
-        const Status status = readOnce(drive, log, isWhole);
+        const Status status = readOnce(row, drive, log, isWhole);
         if (!status.is(0, 0) || isWhole) return status;
     }
-    return withDetails(row_.failed(),
+    return withDetails(row.failed(),
                        "The log of drive " + drive.name() + " was read by somebody else at the same time.");
 }
 
-Status VelkoLogJob::readOnce(nvme::Drive& drive, LogSink& log, bool& isWhole) const {
+Status VelkoLogJob::readOnce(const Row& row, nvme::Drive& drive, LogSink& log, bool& isWhole) {
     OSTREL_TRACE();
     Payload head;
-    Status status = missingLogAs(readLog(drive, row_.lid, nvme::VELKO_LOG_HEADER_BYTES, head), drive, row_.missing());
+    Status status =
+        missingLogAs(jobs::readLog(drive, row.lid, nvme::VELKO_LOG_HEADER_BYTES, head), drive, row.missing());
     if (!status.is(0, 0)) return status;
     const nvme::VelkoLogHeader header = nvme::velkoLogHeader(head.getData());
-    if (header.signature != row_.signature || !isLength(header.bytes))
-        return withDetails(row_.damaged(), "The log of drive " + drive.name() + " does not begin with its header.");
+    if (header.signature != row.signature || !isLength(header.bytes))
+        return withDetails(row.damaged(), "The log of drive " + drive.name() + " does not begin with its header.");
     status = log.begin(header.bytes);
     if (status.is(0, 0)) status = log.add(head.getData(), head.getSize());
     if (!status.is(0, 0)) return status;
     nvme::LogPageRequest rest;
-    rest.lid = row_.lid;
+    rest.lid = row.lid;
     rest.retainEvent = true;
     rest.offset = nvme::VELKO_LOG_HEADER_BYTES;
     uint32_t generation = 0;

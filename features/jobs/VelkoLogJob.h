@@ -13,6 +13,9 @@ public:
     explicit VelkoLogJob(const std::string& name);
     std::unique_ptr<Job> clone() const override;
 
+    /// Reads the log that the job `name` dumps.
+    static ostrel::core::Status readLog(const std::string& name, nvme::Drive& drive, LogSink& log);
+
 protected:
     ostrel::core::Status dumpDrive(nvme::Drive& drive, const Arguments& arguments, LogSink& log) override;
 
@@ -21,9 +24,7 @@ private:
     static const Row ROWS[];
     static const Row& rowOf(const std::string& name);
 
-    ostrel::core::Status readOnce(nvme::Drive& drive, LogSink& log, bool& isWhole) const;
-
-    const Row& row_;
+    static ostrel::core::Status readOnce(const Row& row, nvme::Drive& drive, LogSink& log, bool& isWhole);
 };
 
 }  // namespace features::jobs

@@ -6,12 +6,14 @@
 #include <vector>
 
 #include "features/jobs/HealthScanJob.h"
+#include "features/nvme/VelkoInterface.h"
 #include "ostrel/core/AttributeVocabulary.h"
 #include "ostrel/interfaces/ostreli/interface/JobNames.h"
 #include "tests/support/TemporaryFolder.h"
 #include "tests/support/fakedrive/MediaDrive.h"
 #include "tests/unit/features/jobs/Commands.h"
 #include "tests/unit/features/jobs/JobRun.h"
+#include "tests/unit/features/jobs/Models.h"
 
 namespace features::jobs {
 namespace {
@@ -275,6 +277,53 @@ TEST_F(HealthScan, StoresAllLogsInTheFolderThatIsNamed) {
     EXPECT_EQ(run().with("DirectoryPath", folder_ / "").on({&drive}),
               answer(0, NOTHING + HEALTHY, logsPart(folder_ / "S1-2")))
         << "a second scan has a folder of its own, and logs are what is scanned when nothing is said";
+}
+
+/// A binary log of the maker's: the header and four bytes.
+DriveBytes velkoLog(const char* signature) {
+    return DriveBytes(64).text(0, signature, 4).put(4, {1, 0, 0x40, 0}).le64(8, 68).le32(60, 7);
+}
+void expectVelkoLog(FakeDrive& drive, uint8_t lid, const char* signature) {
+    drive.expect(look(lid, 64).answers(velkoLog(signature))).expect(look(lid, 4, 64).answers(DriveBytes(4).le32(0, 7)));
+}
+
+TEST_F(HealthScan, StoresTheMakersLogsOfItsDrives) {
+    FakeDrive drive;
+    velko(drive)
+        .expect(look(0x02, 512).answers(smartLog()))
+        .expect(identify(0x01).answers(identifyController().byte(262, 0)))
+        .expect(hostNamespaces({}))
+        .expect(look(0x01, 64).answers(DriveBytes(64)))
+        .expect(look(0x02, 512).answers(smartLog()))
+        .expect(look(0x03, 512).answers(DriveBytes(512)))
+        .expect(look(0xD0, nvme::VELKO_EXTENDED_SMART_BYTES).answers(DriveBytes(nvme::VELKO_EXTENDED_SMART_BYTES)))
+        .expect(look(0xD1, nvme::VELKO_LATENCY_BYTES).answers(DriveBytes(nvme::VELKO_LATENCY_BYTES)))
+        .expect(look(0xD2, nvme::VELKO_LATENCY_BYTES).refuses(NO_SUCH_LOG));
+    expectVelkoLog(drive, 0xD3, "NLOG");
+    expectVelkoLog(drive, 0xD5, "EVNT");
+    drive.expect(look(0xD6, 64).answers(velkoLog("????")));
+    expectVelkoLog(drive, 0xD7, "SNAP");
+    drive.expect(look(0xD8, nvme::VELKO_FORCE_FLUSH_BYTES).answers(DriveBytes(nvme::VELKO_FORCE_FLUSH_BYTES)))
+        .expect(look(0xD9, nvme::VELKO_BACKGROUND_BYTES).answers(DriveBytes(nvme::VELKO_BACKGROUND_BYTES)))
+        .expect(look(0xC0, 512).refuses(NO_SUCH_LOG));
+    const std::string damaged =
+        "Invalid assert log data. The log of drive S1 (/dev/nvme0) does not begin with its header.";
+    EXPECT_EQ(run().with("StoreLogs", "true").with("DirectoryPath", folder_ / "").on({&drive}),
+              answer(1, NOT_COMPLETED + HEALTHY,
+                     part("Logs", property("Folder", folder_ / "S1") +
+                                      property("LID 0xD2", "Not read",
+                                               "Get Log Page failed on drive S1 (/dev/nvme0): Invalid Log Page (status "
+                                               "code type 0x1, status code 0x09, opcode 0x02).") +
+                                      property("LID 0xD6", "Not read", damaged) + property("Files", "11") +
+                                      property("Not completed", damaged))));
+    EXPECT_EQ(namesIn(folder_ / "S1"),
+              (std::vector<std::string>{"identify_controller.bin", "log_01_error_information.bin",
+                                        "log_02_smart_health_information.bin", "log_03_firmware_slot_information.bin",
+                                        "log_d0_velko_extended_smart.bin", "log_d1_velko_read_latency_statistics.bin",
+                                        "log_d3_velko_nlog.bin", "log_d5_velko_event_log.bin",
+                                        "log_d7_velko_system_snapshot.bin", "log_d8_velko_force_flush_status.bin",
+                                        "log_d9_velko_background_activity.bin"}));
+    EXPECT_EQ(std::filesystem::file_size(folder_ / "S1/log_d3_velko_nlog.bin"), 68U);
 }
 
 TEST_F(HealthScan, WithoutAFolderItMakesADatedOne) {
