@@ -16,6 +16,7 @@ import dataclasses
 import json
 import os
 import pathlib
+import re
 import shutil
 import socket
 import struct
@@ -108,6 +109,7 @@ class Machine:
         self.process = None
         self.ports = []
         self.monitor = None
+        self.traced = 0
 
     def __enter__(self):
         try:
@@ -201,6 +203,15 @@ class Machine:
             if "return" in answer:
                 return answer["return"]
 
+    def nvme_commands(self):
+        """The names of the NVMe commands that reached the emulated controllers since the last call, in their order,
+        whoever sent them: "NVME_ADM_CMD_IDENTIFY", "NVME_NVME_CMD_READ"."""
+        with open(self.folder / "trace") as file:
+            file.seek(self.traced)
+            text = file.read()
+        self.traced += len(text)
+        return re.findall(r"opname '(\w+)'", text)
+
     def console(self):
         try:
             return (self.folder / "console").read_text(errors="replace")
@@ -225,6 +236,7 @@ class Machine:
                    "-no-reboot", "-nic", "none", "-monitor", "none",
                    "-serial", f"file:{self.folder}/console",
                    "-qmp", f"unix:{self.folder}/qmp,server=on,wait=off",
+                   "-trace", "pci_nvme_admin_cmd", "-trace", "pci_nvme_io_cmd", "-D", f"{self.folder}/trace",
                    "-kernel", str(WORK / "vmlinuz"), "-initrd", str(WORK / "initramfs"),
                    "-append", f"console=ttyS0 quiet panic=-1 {kernel_options}".strip(),
                    "-device", "virtio-serial-pci"]

@@ -26,6 +26,14 @@ std::optional<uint32_t> nsidOf(const std::string& folder) {
     return number ? std::optional<uint32_t>(static_cast<uint32_t>(*number)) : std::nullopt;
 }
 
+/// "nvme0n1" of "nvme0c1n1"; empty when the name is not that of a path.
+std::string headName(const std::string& path) {
+    const std::size_t c = path.find('c', 4);
+    const std::size_t n = path.find('n', 4);
+    return c == std::string::npos || n == std::string::npos || n < c ? std::string()
+                                                                     : path.substr(0, c) + path.substr(n);
+}
+
 /// A path below a multipath head: the kernel marks it as hidden.
 bool isHidden(const std::string& folder) {
     return readNumber(folder + "/hidden").value_or(0) != 0;
@@ -80,6 +88,13 @@ std::vector<NamespaceNode> NvmeTopology::namespacesOf(const std::string& control
         const std::string folder = controllerFolder(controller) + "/" + entry;
         const auto nsid = nsidOf(folder);
         if (!nsid) continue;
+        // The kernel makes both names from the same numbers; a look into the node's own file is cheaper than one into
+        // every namespace of the subsystem.
+        const std::string expected = headName(entry);
+        if (!expected.empty() && nsidOf(blockFolder(expected)) == nsid) {
+            nodes.push_back({*nsid, expected});
+            continue;
+        }
         if (!isHidden(folder)) {
             nodes.push_back({*nsid, entry});
             continue;

@@ -100,6 +100,16 @@ TEST_F(Multipath, ASubsystemIsAllItsControllers) {
     EXPECT_EQ(topology.subsystemOf("nvme2"), Names{"nvme2"});
 }
 
+TEST_F(Multipath, ANodeWithAnotherNameIsFoundByItsIdentifier) {
+    machine_.hiddenPath("nvme1", "nvme0c1n2", 9);
+    machine_.hiddenPath("nvme1", "nvme5c1n3", 10);
+    machine_.disk("virtual/nvme-subsys0", "nvme0n9", "259:3", 9);
+    machine_.disk("virtual/nvme-subsys0", "nvme0n3", "259:4", 10);
+    const NvmeTopology topology(machine_.paths());
+    EXPECT_EQ(texts(topology.namespacesOf("nvme1")), (Names{"1 nvme0n1", "9 nvme0n9", "10 nvme0n3"}))
+        << "nvme0n2 is namespace 2, and there is no nvme5n3";
+}
+
 TEST_F(Multipath, APathWhoseHeadIsGoneHasNoNode) {
     machine_.hiddenPath("nvme1", "nvme0c1n7", 7);
     const NvmeTopology topology(machine_.paths());
