@@ -267,5 +267,5 @@ class Machine:
                    f"ms={namespace.metadata}" if namespace.metadata else "",
                    "detached=on" if namespace.detached else "",
                    f"shared={'on' if namespace.shared else 'off'}", namespace.options]
-        return ["-drive", f"file={image},if=none,id={name},format=raw",
+        return ["-drive", f"file={image},if=none,id={name},format=raw,discard=unmap",
                 "-device", ",".join(filter(None, ["nvme-ns"] + options))]
