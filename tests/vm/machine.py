@@ -45,7 +45,7 @@ class Run:
 @dataclasses.dataclass
 class Namespace:
     """A namespace with a sparse image behind it. metadata: bytes a block; detached: not attached to the controller;
-    options: further nvme-ns options."""
+    options: further nvme-ns options; media: further -drive options, such as "throttling.bps-write=65536"."""
 
     size_mib: int = 64
     block: int = 512
@@ -54,6 +54,7 @@ class Namespace:
     detached: bool = False
     shared: bool = False
     options: str = ""
+    media: str = ""
 
 
 @dataclasses.dataclass
@@ -267,5 +268,6 @@ class Machine:
                    f"ms={namespace.metadata}" if namespace.metadata else "",
                    "detached=on" if namespace.detached else "",
                    f"shared={'on' if namespace.shared else 'off'}", namespace.options]
-        return ["-drive", f"file={image},if=none,id={name},format=raw,discard=unmap",
+        media = ["file=" + str(image), "if=none", f"id={name}", "format=raw", "discard=unmap", namespace.media]
+        return ["-drive", ",".join(filter(None, media)),
                 "-device", ",".join(filter(None, ["nvme-ns"] + options))]

@@ -99,10 +99,11 @@ class VmTestCase(unittest.TestCase):
 
     maxDiff = None
     controllers = []
+    kernel_options = ""
 
     @classmethod
     def setUpClass(cls):
-        cls.machine = Machine(cls.controllers)
+        cls.machine = Machine(cls.controllers, kernel_options=cls.kernel_options)
         cls.prepare(cls.machine)
         cls.machine.start()
 

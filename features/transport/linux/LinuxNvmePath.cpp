@@ -41,6 +41,8 @@ constexpr milliseconds RESET_POLL{50};
 constexpr uint32_t RESET_TIMEOUT_MS = 60000;
 constexpr uint64_t SECTOR_BYTES = 512;  // the unit of sizes in sysfs, whatever the drive's blocks
 
+/// The status code type of what happened on the way: the driver's own answers.
+constexpr uint16_t STATUS_TYPE_PATH = 0x0300;
 /// The driver's own status while a reset is under way: the command never reached the drive.
 constexpr uint16_t STATUS_HOST_PATHING_ERROR = 0x0370;
 
@@ -74,18 +76,6 @@ Status systemStatus(int error, const std::string& what) {
         default:
             return Status(CATEGORY_OS, static_cast<uint32_t>(error),
                           "System error. " + what + ": " + std::strerror(error) + ".");
-    }
-}
-
-/// Opens a node. While a reset is under way the driver says EAGAIN (or EBUSY).
-Status openNode(const std::string& path, FileDescriptor& node) {
-    const auto deadline = Clock::now() + RESET_PATIENCE;
-    for (;;) {
-        node = FileDescriptor(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
-        if (node.isOpen()) return Status();
-        const int error = errno;
-        if ((error != EAGAIN && error != EBUSY) || Clock::now() > deadline) return systemStatus(error, path);
-        std::this_thread::sleep_for(RESET_POLL);
     }
 }
 
@@ -139,6 +129,11 @@ bool LinuxNvmePath::isSupported(const AttributeList&) const {
     return readLine(topology_->controllerFolder(controller_) + "/state").has_value();
 }
 
+bool LinuxNvmePath::isLeaving() const {
+    const auto state = readLine(topology_->controllerFolder(controller_) + "/state");
+    return !state || state->compare(0, 8, "deleting") == 0 || *state == "dead";
+}
+
 uint32_t LinuxNvmePath::timeoutMs(uint32_t ofCommand) const {
     return ofCommand != 0 ? ofCommand : static_cast<uint32_t>(getTimeoutNanoseconds() / 1000000);
 }
@@ -159,6 +154,19 @@ CommandResult LinuxNvmePath::send(const Command& command, const Payload& payload
     result.endTime = boost::posix_time::microsec_clock::universal_time();
     result.duration = result.endTime - result.startTime;
     return result;
+}
+
+/// While a reset is under way the driver says EAGAIN (or EBUSY).
+Status LinuxNvmePath::openNode(const std::string& path, FileDescriptor& node) const {
+    const auto deadline = Clock::now() + RESET_PATIENCE;
+    for (;;) {
+        node = FileDescriptor(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
+        if (node.isOpen()) return Status();
+        const int error = errno;
+        if (isLeaving()) return systemStatus(ENODEV, path);
+        if ((error != EAGAIN && error != EBUSY) || Clock::now() > deadline) return systemStatus(error, path);
+        std::this_thread::sleep_for(RESET_POLL);
+    }
 }
 
 Status LinuxNvmePath::openController(int& node) {
@@ -241,7 +249,11 @@ Status LinuxNvmePath::passThrough(int node, const std::string& nodePath, const N
         const int outcome = ::ioctl(node, request, &kernelCommand);
         // Not sent again, not even on EINTR: the drive may have run it, and a second Format NVM is no repeat of the
         // first.
-        if (outcome < 0) return systemStatus(errno, nodePath);
+        if (outcome < 0) {
+            const int error = errno;
+            return systemStatus(isLeaving() ? ENODEV : error, nodePath);
+        }
+        if ((outcome & 0x700) == STATUS_TYPE_PATH && isLeaving()) return systemStatus(ENODEV, nodePath);
         const bool underReset = (outcome & 0x7FF) == STATUS_HOST_PATHING_ERROR;
         if (underReset && onlyReads(command) && Clock::now() < deadline) {
             std::this_thread::sleep_for(RESET_POLL);

@@ -43,6 +43,7 @@ private:
     void sendHost(const HostCommand& command, ostrel::core::CommandResult& result);
     ostrel::core::Status passThrough(int node, const std::string& nodePath, const nvme::NvmeCommand& command,
                                      const ostrel::core::Payload& toController, ostrel::core::CommandResult& result);
+    ostrel::core::Status openNode(const std::string& path, ostrel::core::FileDescriptor& node) const;
     ostrel::core::Status openController(int& node);
     ostrel::core::Status openNamespace(uint32_t nsid, ostrel::core::FileDescriptor& node, std::string& nodePath);
     /// The node of a namespace for commands that read alone: it stays open.
@@ -53,6 +54,8 @@ private:
     std::vector<HostNamespace> attachedNamespaces() const;
     ostrel::core::Status usedNamespaces(std::vector<HostNamespace>& found) const;
     HostNamespace hostNamespace(const NamespaceNode& node, bool attached) const;
+    /// Whether the controller is gone or on its way out: what a failed command tells then is that, whatever it says.
+    bool isLeaving() const;
     uint32_t timeoutMs(uint32_t ofCommand) const;
     std::string controllerNode() const { return paths_.dev + "/" + controller_; }
 
