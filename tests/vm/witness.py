@@ -99,11 +99,10 @@ class VmTestCase(unittest.TestCase):
 
     maxDiff = None
     controllers = []
-    kernel_options = ""
 
     @classmethod
     def setUpClass(cls):
-        cls.machine = Machine(cls.controllers, kernel_options=cls.kernel_options)
+        cls.machine = Machine(cls.controllers)
         cls.prepare(cls.machine)
         cls.machine.start()
 
