@@ -18,7 +18,7 @@ WARNINGS = {  # bit of the critical warning: what is said, and the sensor, the S
 class Faults(VmTestCase):
     """The second drive writes slowly, so that a format of it lasts some ten seconds."""
 
-    controllers = [Controller("U1", [Namespace(8)]), Controller("U2", [Namespace(16, media="throttling.bps-write=49152")]),
+    controllers = [Controller("U1", [Namespace(8)]), Controller("U2", [Namespace(16, media="throttling.bps-write=8192")]),
                    Controller("U3", [Namespace(8)]), Controller("U4", [Namespace(8)])]
 
     def names(self):
@@ -67,7 +67,7 @@ class Faults(VmTestCase):
     def test_3_unplugged_in_the_middle_of_a_command(self):
         # The first write is free; what comes behind it waits for its share.
         run = self.machine.shell("n=$(dirname $(grep -lw U2 /sys/class/nvme-subsystem/*/serial)); cd $n; "
-                                 "dd if=/dev/zero of=/dev/$(ls -d nvme*n*) bs=512k count=1 oflag=direct")
+                                 "dd if=/dev/zero of=/dev/$(ls -d nvme*n*) bs=64k count=1 oflag=direct")
         self.assertEqual(run.status, 0, run.stderr)
         before = self.names()
         self.machine.nvme_commands()
@@ -77,6 +77,8 @@ class Faults(VmTestCase):
             self.assertLess(time.monotonic(), deadline, sent)
             time.sleep(0.05)
         path = self.unplug("U2")
+        while self.machine.run("grep", "-q", "live", path + "/state").status == 0:
+            self.assertLess(time.monotonic(), deadline, "the kernel did not notice")
         node = path.replace("/sys/class/nvme", "/dev")
         begin = time.monotonic()
         gone = f"System error. The drive of {node} is gone."
