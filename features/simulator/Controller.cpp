@@ -61,7 +61,7 @@ CompletionEntry Controller::run(CommandContext& context) {
     OSTREL_TRACE();
     const std::optional<CompletionEntry> refused = faultyRefusal(context);
     CompletionEntry completion = refused ? *refused : runCommand(context);
-    if (!isError(completion)) {
+    if (!isError(context.command, completion)) {
         if (!refused) noteRewritten(context);
     } else {
         folder_.restore();

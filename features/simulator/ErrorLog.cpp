@@ -11,12 +11,13 @@ namespace features::simulator {
 
 using namespace nvme;
 
-bool isError(const CompletionEntry& completion) {
+bool isError(const SubmissionEntry& command, const CompletionEntry& completion) {
     const auto type = static_cast<uint8_t>(completion.statusField >> 8 & 7);
     const auto code = static_cast<uint8_t>(completion.statusField);
-    const bool isActivationHint = type == SCT_COMMAND_SPECIFIC && (code == SC_FIRMWARE_NEEDS_CONVENTIONAL_RESET ||
-                                                                   code == SC_FIRMWARE_NEEDS_SUBSYSTEM_RESET ||
-                                                                   code == SC_FIRMWARE_NEEDS_CONTROLLER_RESET);
+    const bool isActivationHint =
+        command.isAdmin && command.opcode == OPC_FIRMWARE_COMMIT && type == SCT_COMMAND_SPECIFIC &&
+        (code == SC_FIRMWARE_NEEDS_CONVENTIONAL_RESET || code == SC_FIRMWARE_NEEDS_SUBSYSTEM_RESET ||
+         code == SC_FIRMWARE_NEEDS_CONTROLLER_RESET);
     return !completion.isSuccess() && !isActivationHint;
 }
 

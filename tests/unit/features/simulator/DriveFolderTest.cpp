@@ -1,0 +1,168 @@
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <thread>
+
+#include "tests/unit/features/simulator/SimulatedDrive.h"
+
+using features::simulator::Controller;
+using features::simulator::DriveFolder;
+using features::simulator::DriveStore;
+using ostrel::core::Status;
+
+namespace {
+
+class FolderOfASimulatedDrive : public SimulatedDrive {
+protected:
+    /// What a command says of the folder.
+    std::string failure() {
+        reopen();
+        features::simulator::CompletionEntry completion;
+        const Status status = controller->execute(admin(0x06, 0, 1), data, completion);
+        std::string text =
+            std::to_string(status.getCategory()) + "/" + std::to_string(status.getCode()) + " " + status.getMessage();
+        for (size_t at = text.find(path()); at != std::string::npos; at = text.find(path())) {
+            text.replace(at, path().size(), "DRIVE");
+        }
+        return text;
+    }
+    ino_t stateInode() {
+        struct stat info {};
+        EXPECT_EQ(::stat((path() + "/state").c_str(), &info), 0);
+        return info.st_ino;
+    }
+};
+
+TEST_F(FolderOfASimulatedDrive, IsWrittenOnlyWhenSomethingChanged) {
+    const std::string before = readWholeFile(path() + "/state");
+    EXPECT_EQ(before.substr(0, 8), "NBSIMST1");
+    EXPECT_EQ(before.substr(24, 8), "VSIM0100");
+    identify(0x01);
+    log(0x02, 512);
+    EXPECT_EQ(status(admin(0x0A, 0, 0x02)), 0);
+    EXPECT_EQ(status(io(0x02, 1)), 0);
+    EXPECT_EQ(readWholeFile(path() + "/state"), before);
+    EXPECT_EQ(status(admin(0x09, 0, 0x02, 1)), 0);
+    EXPECT_NE(readWholeFile(path() + "/state"), before);
+}
+
+TEST_F(FolderOfASimulatedDrive, TellsWhatIsDamaged) {
+    const std::string state = readWholeFile(path() + "/state");
+    const std::string description = readWholeFile(path() + "/description.ini");
+    EXPECT_EQ(failure(), "0/0 Completed successfully.");
+
+    writeWholeFile(path() + "/state", "");
+    EXPECT_EQ(failure(), "1/74 The state of the simulated drive is damaged: DRIVE/state is too short.");
+    writeWholeFile(path() + "/state", std::string(64, 'x'));
+    EXPECT_EQ(failure(), "1/74 The state of the simulated drive is damaged: DRIVE/state is no state file.");
+    std::string damaged = state;
+    damaged[9] ^= 1;
+    writeWholeFile(path() + "/state", damaged);
+    EXPECT_EQ(failure(), "1/74 The state of the simulated drive is damaged: DRIVE/state has a wrong checksum.");
+    damaged = state;
+    damaged.back() ^= 1;
+    writeWholeFile(path() + "/state", damaged);
+    EXPECT_EQ(failure(), "1/74 The state of the simulated drive is damaged: DRIVE/state has a wrong checksum.");
+    writeWholeFile(path() + "/state", state.substr(0, state.size() - 1));
+    EXPECT_EQ(failure(), "1/74 The state of the simulated drive is damaged: DRIVE/state has a wrong length.");
+    writeWholeFile(path() + "/state", state);
+
+    writeWholeFile(path() + "/description.ini", "[drive\n");
+    EXPECT_EQ(failure(), "1/22 DRIVE/description.ini: Line 1: unmatched '['.");
+    writeWholeFile(path() + "/description.ini", "[drive]\nmodel = ocp\nserial-number = X\nsize = 64 MiB\n");
+    EXPECT_EQ(failure(), "1/22 DRIVE: The drive was made as another model than \"model\" says.");
+    writeWholeFile(path() + "/description.ini", description);
+    EXPECT_EQ(failure(), "0/0 Completed successfully.");
+
+    EXPECT_EQ(::unlink((path() + "/state").c_str()), 0);
+    EXPECT_EQ(failure(), "0/0 Completed successfully.") << "a description alone makes a drive";
+    writeWholeFile(path() + "/media-1-1", "data");
+    EXPECT_EQ(::unlink((path() + "/state").c_str()), 0);
+    EXPECT_EQ(failure(),
+              "1/74 The state of the simulated drive is damaged: DRIVE/state is missing, and media are there.");
+    EXPECT_EQ(readWholeFile(path() + "/media-1-1"), "data");
+}
+
+TEST_F(FolderOfASimulatedDrive, FollowsNoLink) {
+    const std::string elsewhere = folder / "elsewhere";
+    for (const char* name : {"state", "description.ini", "lock", "media-1-1"}) {
+        SCOPED_TRACE(name);
+        const std::string file = path() + "/" + name;
+        const bool isThere = std::filesystem::exists(file);
+        std::filesystem::remove(elsewhere);
+        if (isThere) std::filesystem::rename(file, elsewhere);
+        if (!isThere) writeWholeFile(elsewhere, "");
+        const std::string before = readWholeFile(elsewhere);
+        std::filesystem::create_symlink(elsewhere, file);
+        reopen();
+        features::simulator::CompletionEntry completion;
+        data.assign(512, 1);
+        const Status status = controller->execute(io(0x01, 1), data, completion);
+        EXPECT_TRUE(status.is(1, ELOOP) || completion.statusField == 0x4280) << status.getMessage();
+        EXPECT_EQ(readWholeFile(elsewhere), before);
+        std::filesystem::remove(file);
+        if (isThere) std::filesystem::rename(elsewhere, file);
+        controller.reset();
+    }
+    EXPECT_EQ(failure(), "0/0 Completed successfully.");
+}
+
+TEST_F(FolderOfASimulatedDrive, IsSharedByManyAtOnce) {
+    constexpr int THREADS = 4;
+    constexpr int ROUNDS = 25;
+    std::vector<std::thread> threads;
+    for (int t = 0; t < THREADS; ++t) {
+        threads.emplace_back([this] {
+            Controller own(path(), clock);
+            for (int i = 0; i < ROUNDS; ++i) {
+                Bytes none;
+                features::simulator::CompletionEntry completion;
+                // No such opcode: counted in the error log.
+                EXPECT_TRUE(own.execute(admin(0x7F), none, completion).is(0, 0));
+            }
+        });
+    }
+    for (std::thread& thread : threads) thread.join();
+    EXPECT_EQ(number(log(0x02, 512), 176, 8), uint64_t{THREADS * ROUNDS});
+}
+
+TEST_F(FolderOfASimulatedDrive, CanBeRemovedWhileItIsInUse) {
+    identify(0x01);
+    EXPECT_TRUE(DriveStore(folder / "drives").remove("one").is(0, 0));
+    features::simulator::CompletionEntry completion;
+    const Status status = controller->execute(admin(0x06, 0, 1), data, completion);
+    EXPECT_TRUE(status.is(1, ENOENT)) << status.getMessage();
+    EXPECT_TRUE(DriveStore(folder / "drives").names().empty());
+}
+
+TEST_F(FolderOfASimulatedDrive, IsNamedByAFewCharacters) {
+    const struct {
+        const char* name;
+        bool isName;
+    } CASES[] = {{"a", true},    {"A-1_b.c", true}, {"", false},    {".a", false},
+                 {"a/b", false}, {"..", false},     {"a b", false}, {"\xC3\xA4", false}};
+    for (const auto& c : CASES) EXPECT_EQ(DriveStore::isName(c.name), c.isName) << c.name;
+    EXPECT_TRUE(DriveStore::isName(std::string(64, 'x')));
+    EXPECT_FALSE(DriveStore::isName(std::string(65, 'x')));
+    const DriveStore store(folder / "drives");
+    EXPECT_TRUE(store.create({{"../two", description}}, clock).is(1, EINVAL));
+    EXPECT_TRUE(store.create({{"one", description}}, clock).is(1, EEXIST));
+    EXPECT_TRUE(store.remove("two").is(1, ENOENT));
+    EXPECT_TRUE(store.describe("two", description).is(1, ENOENT));
+    EXPECT_EQ(store.names(), std::vector<std::string>{"one"});
+}
+
+TEST_F(FolderOfASimulatedDrive, LeavesNothingOfADriveThatCouldNotBeMade) {
+    const DriveStore store(folder / "drives");
+    EXPECT_TRUE(store.create({{"two", description}, {"one", description}}, clock).is(1, EEXIST));
+    EXPECT_EQ(store.names(), std::vector<std::string>{"one"});
+    std::vector<std::string> names;
+    for (const auto& entry : std::filesystem::directory_iterator(folder / "drives")) {
+        names.push_back(entry.path().filename());
+    }
+    EXPECT_EQ(names, std::vector<std::string>{"one"});
+}
+
+}  // namespace
