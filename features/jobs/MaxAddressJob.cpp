@@ -33,11 +33,8 @@ namespace {
 
 constexpr uint64_t BYTES_PER_GIGABYTE = 1000000000;
 constexpr uint64_t ALL_PERCENT = 100;
-/// As the NVMe Base Specification has it: a command that does not fit the state the drive is in.
-constexpr uint8_t SC_COMMAND_SEQUENCE_ERROR = 0x0C;
 constexpr RefusalRow REFUSALS[] = {
     {nvme::SCT_GENERIC, nvme::SC_INVALID_FIELD, statuses::maxAddressNotSupported},
-    {nvme::SCT_GENERIC, SC_COMMAND_SEQUENCE_ERROR, statuses::moreThanOneNamespace},
 };
 
 /// What the user wants, as it was said.

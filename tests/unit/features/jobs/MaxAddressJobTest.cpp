@@ -171,7 +171,7 @@ TEST(MaxAddressJob, OtherDrivesDoNotHaveIt) {
 }
 
 TEST(MaxAddressJob, WantsExactlyOneNamespace) {
-    FakeDrive two, none, twoToTheDrive;
+    FakeDrive two, none;
     velko(two)
         .expect(noUse())
         .expect(ocpLog().refuses(NO_SUCH_LOG))
@@ -187,14 +187,17 @@ TEST(MaxAddressJob, WantsExactlyOneNamespace) {
     EXPECT_EQ(
         set("native", none),
         "10/241 Cannot run selected feature with the given configuration. Drive S1 (/dev/nvme0) has no namespace.");
-    oneNamespace(twoToTheDrive)
+}
+
+TEST(MaxAddressJob, TellsTheRefusalOfTheSet) {
+    FakeDrive drive;
+    oneNamespace(drive)
         .expect(readNative().answers(DriveBytes(16).le64(0, NATIVE)))
         .expect(noUse())
-        .expect(writeLba(NATIVE).refuses(0x400C));
-    EXPECT_EQ(
-        set("native", twoToTheDrive),
-        "10/242 Operation not permitted if more than one namespace is allocated on the drive. Set Features failed "
-        "on drive S1 (/dev/nvme0): Command Sequence Error (status code type 0x0, status code 0x0C, opcode 0x09).");
+        .expect(writeLba(NATIVE).refuses(0x0006));
+    EXPECT_EQ(set("native", drive),
+              "0/25 NVMe command reported a problem. Set Features failed on drive S1 (/dev/nvme0): Internal Error "
+              "(status code type 0x0, status code 0x06, opcode 0x09).");
 }
 
 TEST(MaxAddressJob, ADriveInUseIsLeftAlone) {
