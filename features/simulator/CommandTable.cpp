@@ -5,6 +5,7 @@
 #include "features/nvme/Bytes.h"
 #include "features/nvme/Opcodes.h"
 #include "features/nvme/StatusCodes.h"
+#include "features/nvme/VelkoInterface.h"
 #include "features/simulator/Events.h"
 #include "features/simulator/Features.h"
 #include "features/simulator/Firmware.h"
@@ -14,6 +15,7 @@
 #include "features/simulator/NvmCommands.h"
 #include "features/simulator/Sanitize.h"
 #include "features/simulator/SelfTest.h"
+#include "features/simulator/VelkoFlush.h"
 #include "ostrel/core/ScopeTrace.h"
 
 namespace features::simulator {
@@ -64,6 +66,8 @@ constexpr CommandRow COMMANDS[] = {
               {0xFFF}},
     {true, OPC_SANITIZE, sanitize, &D::supportsSanitize, false, false, CSUPP | LBCC | CSE_ALONE,
               {0x3FF, ~0U}},
+    {true, OPC_VELKO_FORCE_FLUSH, forceFlush, nullptr, false, false, CSUPP,
+              {0x1}},
     {false, OPC_FLUSH, flush, nullptr, true, false, CSUPP,
               {}},
     {false, OPC_WRITE, write, nullptr, true, false, CSUPP | LBCC,
@@ -118,6 +122,7 @@ const CommandRow* findCommand(const Description& description, bool isAdmin, uint
     OSTREL_TRACE();
     for (const CommandRow& row : COMMANDS) {
         if (row.isAdmin != isAdmin || row.opcode != opcode) continue;
+        if (isAdmin && opcode == OPC_VELKO_FORCE_FLUSH && description.model != ModelId::VELKO) return nullptr;
         return row.isSupported == nullptr || description.*row.isSupported ? &row : nullptr;
     }
     return nullptr;

@@ -8,6 +8,8 @@
 #include <tuple>
 #include <vector>
 
+#include "features/simulator/LatencyCounters.h"
+
 namespace features::simulator {
 
 /// One part of the media: blocks of a namespace, or whole namespaces' files.
@@ -90,6 +92,7 @@ struct WorkCounters {
     uint64_t readCommands = 0;
     uint64_t writeCommands = 0;
     uint64_t busyMicroseconds = 0;
+    LatencyCounters latency;
 
     bool isZero() const { return (bytesRead | bytesWritten | readCommands | writeCommands | busyMicroseconds) == 0; }
     WorkCounters& operator+=(const WorkCounters& other) {
@@ -98,11 +101,12 @@ struct WorkCounters {
         readCommands += other.readCommands;
         writeCommands += other.writeCommands;
         busyMicroseconds += other.busyMicroseconds;
+        latency += other.latency;
         return *this;
     }
     template <class A>
     void fields(A& archive) {
-        archive(bytesRead, bytesWritten, readCommands, writeCommands, busyMicroseconds);
+        archive(bytesRead, bytesWritten, readCommands, writeCommands, busyMicroseconds, latency);
     }
 };
 

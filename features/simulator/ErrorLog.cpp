@@ -5,6 +5,7 @@
 #include "features/nvme/StatusCodes.h"
 #include "features/simulator/Happenings.h"
 #include "features/simulator/Telemetry.h"
+#include "features/simulator/VelkoRecords.h"
 #include "ostrel/core/ScopeTrace.h"
 
 namespace features::simulator {
@@ -65,6 +66,7 @@ void noteError(CommandContext& context, const CompletionEntry& completion) {
     auto& errors = context.state.errors;
     errors.insert(errors.begin(), entry);
     if (errors.size() > context.model.errorEntries) errors.resize(context.model.errorEntries);
+    recordVelkoError(context, completion);
     if (!isMediaError) return;
     happened(context, {Happening::Kind::MEDIA_ERROR});
     captureForController(context, "Media and data integrity error");

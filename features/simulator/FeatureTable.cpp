@@ -1,5 +1,6 @@
 #include <algorithm>
 #include <cstddef>
+#include <iterator>
 
 #include "features/nvme/Bytes.h"
 #include "features/nvme/Opcodes.h"
@@ -7,6 +8,7 @@
 #include "features/simulator/Features.h"
 #include "features/simulator/Happenings.h"
 #include "features/simulator/Identify.h"
+#include "features/simulator/VelkoFeatures.h"
 #include "ostrel/core/ScopeTrace.h"
 
 namespace features::simulator {
@@ -192,10 +194,11 @@ constexpr FeatureRow FEATURES[] = {
 
 const FeatureRow* findFeature(const CommandContext& context, uint8_t fid) {
     OSTREL_TRACE();
-    for (const FeatureRow& row : FEATURES) {
-        if (row.fid == fid) return row.isOfDrive == nullptr || row.isOfDrive(context) ? &row : nullptr;
-    }
-    return nullptr;
+    const auto isRow = [fid](const FeatureRow& row) { return row.fid == fid; };
+    const FeatureRow* row = std::find_if(std::begin(FEATURES), std::end(FEATURES), isRow);
+    if (row == std::end(FEATURES)) row = std::find_if(velkoFeaturesBegin(), velkoFeaturesEnd(), isRow);
+    if (row == velkoFeaturesEnd()) return nullptr;
+    return row->isOfDrive == nullptr || row->isOfDrive(context) ? row : nullptr;
 }
 
 }  // namespace features::simulator

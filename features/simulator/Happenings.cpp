@@ -5,6 +5,7 @@
 #include "features/simulator/EventData.h"
 #include "features/simulator/HealthLog.h"
 #include "features/simulator/PersistentEventLog.h"
+#include "features/simulator/VelkoRecords.h"
 #include "ostrel/core/ScopeTrace.h"
 
 namespace features::simulator {
@@ -38,6 +39,7 @@ void recordFeature(CommandContext& context) {
 
 void happened(CommandContext& context, const Happening& happening) {
     OSTREL_TRACE();
+    recordVelkoHappening(context, happening);
     using Kind = Happening::Kind;
     switch (happening.kind) {
         case Kind::RESET:

@@ -51,6 +51,7 @@ void putIdentity(const CommandContext& c, uint8_t* at) {  // bytes 0 to 255
     at[73] = static_cast<uint8_t>(c.model.oui);
     at[74] = static_cast<uint8_t>(c.model.oui >> 8);
     at[75] = static_cast<uint8_t>(c.model.oui >> 16);
+    at[76] = c.model.id == ModelId::VELKO ? 1 : 0;  // CMIC: two ports, with a bridge between them
     at[77] = c.description.maxTransferKib == 0 ? 0 : log2Of(c.description.maxTransferKib / PAGE_KIB);
     putLe16(at + 78, CONTROLLER_ID);
     putLe32(at + 80, VERSION_1_4);
@@ -126,10 +127,7 @@ void putPowerStates(const Model& model, uint8_t* at) {
 }
 
 CompletionEntry identifyController(CommandContext& c) {
-    putIdentity(c, c.data.data());
-    putAdminCapabilities(c, c.data.data());
-    putNvmCapabilities(c, c.data.data());
-    putPowerStates(c.model, c.data.data() + 2048);
+    c.data = controllerStructure(c);
     return {};
 }
 
@@ -276,6 +274,16 @@ constexpr CnsRow STRUCTURES[] = {
 std::string subsystemName(const Description& description) {
     OSTREL_TRACE();
     return "nqn.2026-01.com.velko.nimbrel:simulated:" + description.serialNumber;
+}
+
+std::vector<uint8_t> controllerStructure(const CommandContext& context) {
+    OSTREL_TRACE();
+    std::vector<uint8_t> bytes(IDENTIFY_BYTES);
+    putIdentity(context, bytes.data());
+    putAdminCapabilities(context, bytes.data());
+    putNvmCapabilities(context, bytes.data());
+    putPowerStates(context.model, bytes.data() + 2048);
+    return bytes;
 }
 
 CompletionEntry identify(CommandContext& context) {

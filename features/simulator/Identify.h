@@ -1,6 +1,8 @@
 #pragma once
 
+#include <cstdint>
 #include <string>
+#include <vector>
 
 #include "features/simulator/CommandContext.h"
 
@@ -14,6 +16,8 @@ inline constexpr uint8_t EVENT_REQUEST_LIMIT_0BASED = 3;
 
 /// The NVM subsystem's NVMe Qualified Name (SUBNQN).
 std::string subsystemName(const Description& description);
+/// The Identify Controller structure, 4,096 bytes.
+std::vector<uint8_t> controllerStructure(const CommandContext& context);
 
 /// The Identify command.
 CompletionEntry identify(CommandContext& context);

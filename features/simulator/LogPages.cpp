@@ -17,6 +17,7 @@
 #include "features/simulator/SelfTest.h"
 #include "features/simulator/Telemetry.h"
 #include "features/simulator/Transfer.h"
+#include "features/simulator/VelkoLogs.h"
 #include "ostrel/core/ScopeTrace.h"
 
 namespace features::simulator {
@@ -79,12 +80,12 @@ bool isVendorLog(uint8_t lid) {
 }  // namespace
 
 const LogRow* findLog(const CommandContext& context, uint8_t lid) {
-    for (const LogRow& row : LOGS) {
-        if (row.lid != lid) continue;
-        if (row.isSupported != nullptr && !(context.description.*row.isSupported)) return nullptr;
-        return row.isOfModel == nullptr || row.isOfModel(context.model.id) ? &row : nullptr;
-    }
-    return nullptr;
+    const auto isRow = [lid](const LogRow& row) { return row.lid == lid; };
+    const LogRow* row = std::find_if(std::begin(LOGS), std::end(LOGS), isRow);
+    if (row == std::end(LOGS)) row = std::find_if(velkoLogsBegin(), velkoLogsEnd(), isRow);
+    if (row == velkoLogsEnd()) return nullptr;
+    if (row->isSupported != nullptr && !(context.description.*row->isSupported)) return nullptr;
+    return row->isOfModel == nullptr || row->isOfModel(context.model.id) ? row : nullptr;
 }
 
 CompletionEntry getLogPage(CommandContext& context) {

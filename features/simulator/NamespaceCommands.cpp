@@ -40,13 +40,6 @@ bool isRestZero(const std::vector<uint8_t>& data) {
     return true;
 }
 
-void noteChange(CommandContext& context, uint32_t nsid) {
-    auto& changed = context.state.events.changedNamespaces;
-    const auto place = std::lower_bound(changed.begin(), changed.end(), nsid);
-    if (place == changed.end() || *place != nsid) changed.insert(place, nsid);
-    raiseEvent(context, EventKind::NAMESPACES);
-}
-
 CompletionEntry readRequest(const CommandContext& context, NamespaceState& part) {
     const std::vector<uint8_t>& data = context.data;
     part.size = le64(data.data());
@@ -90,7 +83,7 @@ CompletionEntry createNamespace(CommandContext& context) {
 
 void removeNamespace(CommandContext& context, uint32_t nsid) {
     const NamespaceState part = context.state.namespaces.at(nsid);
-    if (part.isAttached) noteChange(context, nsid);
+    if (part.isAttached) noteNamespaceChange(context, nsid);
     context.state.namespaces.erase(nsid);
     for (auto* values : {&context.state.features.current, &context.state.features.saved}) {
         for (auto value = values->begin(); value != values->end();) {
@@ -150,6 +143,14 @@ void formatNamespace(CommandContext& context, uint32_t nsid) {
 
 }  // namespace
 
+void noteNamespaceChange(CommandContext& context, uint32_t nsid) {
+    OSTREL_TRACE();
+    auto& changed = context.state.events.changedNamespaces;
+    const auto place = std::lower_bound(changed.begin(), changed.end(), nsid);
+    if (place == changed.end() || *place != nsid) changed.insert(place, nsid);
+    raiseEvent(context, EventKind::NAMESPACES);
+}
+
 void renewMedia(CommandContext& context, uint32_t nsid) {
     OSTREL_TRACE();
     NamespaceState& part = context.state.namespaces.at(nsid);
@@ -188,7 +189,7 @@ CompletionEntry attachNamespace(CommandContext& context) {
     }
     if (isDetach) abortSelfTestOf(context, nsid);
     part->isAttached = !isDetach;
-    noteChange(context, nsid);
+    noteNamespaceChange(context, nsid);
     return {};
 }
 

@@ -7,6 +7,7 @@
 #include "features/simulator/Faults.h"
 #include "features/simulator/Features.h"
 #include "features/simulator/Transfer.h"
+#include "features/simulator/VelkoLatency.h"
 #include "ostrel/core/ScopeTrace.h"
 
 namespace features::simulator {
@@ -66,6 +67,7 @@ CompletionEntry read(CommandContext& context) {
     }
     ++context.work.readCommands;
     context.work.bytesRead += blocks.bytes;
+    countLatency(context, true, blocks.bytes);
     return completion;
 }
 
@@ -84,6 +86,7 @@ CompletionEntry write(CommandContext& context) {
     if (error != 0) return refusal(SCT_MEDIA, SC_WRITE_FAULT);
     ++context.work.writeCommands;
     context.work.bytesWritten += blocks.bytes;
+    countLatency(context, false, blocks.bytes);
     context.state.sanitize.globalDataErased = false;
     return completion;
 }
