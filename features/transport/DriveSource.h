@@ -28,7 +28,7 @@ public:
     /// "Host" on it. A drive that cannot be opened is listed too, its reason in ErrorString.
     virtual std::unique_ptr<ostrel::core::DeviceFinder> finder() const = 0;
 
-    /// Where a path leads: a controller's node, a namespace's (block or generic), a partition's, or a link to one.
+    /// Where a path leads: a controller's node, a namespace's (block or generic), or a link to one.
     virtual std::optional<DriveLocation> locate(const std::string& path) const = 0;
 
     /// The drive that holds the running system's root file system, if it is one of this kind. The word that the user

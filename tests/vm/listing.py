@@ -124,7 +124,6 @@ class FourControllers(VmTestCase):
                 (f"{node}n1", "S1", "/dev/nvme0", nsid_of(f"{node}n1")),
                 (f"{node}n2", "S1", "/dev/nvme0", nsid_of(f"{node}n2")),
                 ("/dev/nvme3n2", "S4", "/dev/nvme3", nsid_of("nvme3n2")),
-                ("/dev/nvme3n1p1", "S4", "/dev/nvme3", nsid_of("nvme3n1")),
                 ("/dev/disk/by-id/link-to-namespace", "S4", "/dev/nvme3", nsid_of("nvme3n2")),
                 ("/dev/disk/by-id/link-to-controller", "S3", "/dev/nvme2", NOT_FOUND)):
             with self.subTest(name):
@@ -140,6 +139,7 @@ class FourControllers(VmTestCase):
                 ("S2", UNKNOWN_SERIAL),
                 ("/tmp/nvme0", UNKNOWN_SERIAL),  # no path below /dev: the tool takes it for a serial number
                 ("/dev/nvme4", UNKNOWN_PATH),
+                ("/dev/nvme3n1p1", UNKNOWN_PATH),  # a partition is not the namespace around it
                 ("/dev/nvme0n3", UNKNOWN_PATH),  # the detached namespace has no node
                 ("/dev/nvme1n3", UNKNOWN_PATH),
                 ("/dev/null", UNKNOWN_PATH),

@@ -43,6 +43,8 @@ std::optional<DriveLocation> LinuxDriveSource::locate(const std::string& path) c
     // Only a node of the device folder names a drive, not any file that happens to bear such a name.
     if (node != paths_.dev + "/" + name) return std::nullopt;
     if (readLine(NvmeTopology(paths_).controllerFolder(name) + "/state")) return DriveLocation{"/dev/" + name, {}};
+    // A partition is no name for the namespace around it: who wants to erase the one would lose the other.
+    if (readNumber(NvmeTopology(paths_).blockFolder(name) + "/partition")) return std::nullopt;
     return name.compare(0, 2, "ng") == 0 ? locateGeneric(name) : locateBlock(name);
 }
 

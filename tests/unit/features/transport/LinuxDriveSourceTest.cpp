@@ -38,7 +38,7 @@ TEST_F(LinuxDriveSourceTest, NodesLeadToTheirController) {
     EXPECT_EQ(locate("/dev/nvme0"), "/dev/nvme0");
     EXPECT_EQ(locate("/dev/nvme2"), "/dev/nvme2");
     EXPECT_EQ(locate("/dev/nvme0n1"), "/dev/nvme0 namespace 7");
-    EXPECT_EQ(locate("/dev/nvme0n1p1"), "/dev/nvme0 namespace 7");
+    EXPECT_EQ(locate("/dev/nvme0n1p1"), "nothing") << "a partition is not the namespace around it";
     EXPECT_EQ(locate("/dev/nvme1n1"), "/dev/nvme1 namespace 3") << "of two paths the first";
 }
 
@@ -69,7 +69,7 @@ TEST_F(LinuxDriveSourceTest, LinksAndRoundaboutPathsAreFollowed) {
     machine_.link("/home/mine", "/dev/disk/by-id/nvme-S1");
     machine_.link("/home/controller", "/dev/nvme1");
     EXPECT_EQ(locate("/dev/disk/by-id/nvme-S1"), "/dev/nvme0 namespace 7");
-    EXPECT_EQ(locate("/dev/disk/by-id/nvme-S1-part1"), "/dev/nvme0 namespace 7");
+    EXPECT_EQ(locate("/dev/disk/by-id/nvme-S1-part1"), "nothing") << "a partition names neither drive nor namespace";
     EXPECT_EQ(locate("/home/mine"), "/dev/nvme0 namespace 7");
     EXPECT_EQ(locate("/home/controller"), "/dev/nvme1");
     EXPECT_EQ(locate("/dev/../dev//nvme0"), "/dev/nvme0");
