@@ -7,6 +7,7 @@
 #include "features/simulator/DriveStore.h"
 #include "features/simulator/Model.h"
 #include "features/transport/HostCommand.h"
+#include "features/transport/simulated/SimulatedNamespaces.h"
 #include "features/transport/simulated/SimulatedNvmePath.h"
 #include "ostrel/core/AttributeVocabulary.h"
 #include "ostrel/core/Device.h"
@@ -58,7 +59,7 @@ void SimulatedDeviceFinder::scan(std::vector<std::shared_ptr<Device>>& devices) 
     for (const std::string& name : store.names()) {
         auto device = std::make_shared<Device>();
         const std::string folder = store.pathOf(name);
-        set(*device, attributes::device::devicePath(), folder);
+        set(*device, attributes::device::devicePath(), controllerNode(folder));
         setIdentity(*device, folder);
         device->addCommandPath(SimulatedNvmePath(folder, clock_, passTime));
         device->addCommandSet(nvme::COMMAND_SET_NVME, PATH_NAME);

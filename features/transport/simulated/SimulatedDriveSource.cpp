@@ -17,9 +17,8 @@ namespace fs = std::filesystem;
 
 namespace {
 
-/// Where links lead to. The last component need not be there, since a namespace is no file; links to it are followed
-/// all the same. Empty: nowhere.
-std::string resolved(fs::path path) {
+/// Where a link leads to, also when nothing is there, since the nodes are no files. Empty: nowhere.
+fs::path behindLinks(fs::path path) {
     constexpr int MOST_LINKS = 40;
     std::error_code error;
     for (int links = 0; fs::is_symlink(fs::symlink_status(path, error)); ++links) {
@@ -28,11 +27,13 @@ std::string resolved(fs::path path) {
         if (error) return {};
         path = path.parent_path() / target;
     }
+    return path;
+}
+
+/// Links followed all the way; empty when nothing is there.
+fs::path resolved(const fs::path& path) {
     char target[PATH_MAX];
-    if (::realpath(path.c_str(), target) != nullptr) return target;
-    const fs::path parent = path.has_parent_path() ? path.parent_path() : fs::path(".");
-    if (::realpath(parent.c_str(), target) == nullptr) return {};
-    return std::string(target) + "/" + path.filename().string();
+    return ::realpath(path.c_str(), target) == nullptr ? fs::path() : fs::path(target);
 }
 
 }  // namespace
@@ -44,22 +45,22 @@ std::unique_ptr<DeviceFinder> SimulatedDriveSource::finder() const {
 
 std::optional<DriveLocation> SimulatedDriveSource::locate(const std::string& path) const {
     OSTREL_TRACE();
-    char root[PATH_MAX];
-    if (::realpath(folder_.c_str(), root) == nullptr) return std::nullopt;
-    const fs::path target = resolved(path);
-    const bool isDrive = target.parent_path() == root;
-    const fs::path folder = isDrive ? target : target.parent_path();
+    const fs::path target = behindLinks(path);
+    const bool isNode = target.parent_path().filename() == "dev";
+    const fs::path folder = resolved(isNode ? target.parent_path().parent_path() : target);
     const std::string name = folder.filename();
-    if (folder.parent_path() != root || !simulator::DriveStore::isName(name) || !isDirectory(folder))
+    if (folder.empty() || folder.parent_path() != resolved(folder_) || !simulator::DriveStore::isName(name) ||
+        !isDirectory(folder))
         return std::nullopt;
     // The finder knows the drive by the folder's own name, whichever link the root is.
     const std::string drive = folder_ + "/" + name;
-    if (isDrive) return DriveLocation{drive, {}};
+    const std::string node = target.filename();
+    if (!isNode || node == fs::path(controllerNode(drive)).filename()) return DriveLocation{controllerNode(drive), {}};
     simulator::Controller controller(drive, clock_);
     std::vector<HostNamespace> namespaces;
     (void)attachedNamespaces(controller, drive, namespaces);  // what cannot be read is not found
     for (const HostNamespace& part : namespaces) {
-        if (fs::path(part.node).filename() == target.filename()) return DriveLocation{drive, part.nsid};
+        if (fs::path(part.node).filename() == node) return DriveLocation{controllerNode(drive), part.nsid};
     }
     return std::nullopt;
 }

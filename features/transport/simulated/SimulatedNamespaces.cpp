@@ -31,8 +31,12 @@ Status identify(Controller& controller, uint8_t cns, uint32_t nsid, std::vector<
 
 }  // namespace
 
+std::string controllerNode(const std::string& folder) {
+    return folder + "/dev/nvme0";
+}
+
 std::string namespaceNode(const std::string& folder, uint32_t nsid) {
-    return folder + "/n" + std::to_string(nsid);
+    return controllerNode(folder) + "n" + std::to_string(nsid);
 }
 
 Status attachedNamespaces(Controller& controller, const std::string& folder, std::vector<HostNamespace>& found) {
