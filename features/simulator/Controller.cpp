@@ -30,7 +30,7 @@ Status Controller::begin() {
     const Status status = folder_.begin();
     if (!status.is(0, 0)) return status;
     // Somebody made the drive by writing its description.
-    if (folder_.isNew()) folder_.state = newState(folder_.description(), clock_.nowMs());
+    if (folder_.isNew()) folder_.state = newState(folder_.description(), nowMs());
     if (folder_.state.model == static_cast<uint8_t>(folder_.description().model)) return status;
     folder_.rollBack();
     return Status(ostrel::core::CATEGORY_OS, EINVAL,
@@ -40,7 +40,7 @@ Status Controller::begin() {
 CommandContext Controller::contextOf(const SubmissionEntry& command, std::vector<uint8_t>& data) {
     const Description& description = folder_.description();
     return CommandContext{command, data,    description, modelOf(description.model), folder_.state,
-                          media_,  folder_, work_,       heldEventRequests_,         clock_.nowMs(),
+                          media_,  folder_, work_,       heldEventRequests_,         nowMs(),
                           {}};
 }
 
@@ -65,7 +65,7 @@ CompletionEntry Controller::run(CommandContext& context) {
         if (!refused) noteRewritten(context);
     } else {
         folder_.restore();
-        if (folder_.isNew()) folder_.state = newState(folder_.description(), clock_.nowMs());
+        if (folder_.isNew()) folder_.state = newState(folder_.description(), nowMs());
         context.afterSave.clear();
         noteError(context, completion);
     }

@@ -48,6 +48,7 @@ public:
 
 private:
     ostrel::core::Status begin();
+    uint64_t nowMs() const { return folder_.description().clockMs.value_or(clock_.nowMs()); }
     /// What lies before every command; a failure ends the transaction.
     ostrel::core::Status catchUp(CommandContext& context);
     CommandContext contextOf(const SubmissionEntry& command, std::vector<uint8_t>& data);

@@ -137,6 +137,14 @@ bool parseTemperature(const std::string& text, std::optional<int32_t>& celsius) 
     return true;
 }
 
+bool parseClock(const std::string& text, std::optional<uint64_t>& ms) {
+    constexpr uint64_t MOST = (uint64_t{1} << 48) - 1;  // as much as a Timestamp holds
+    uint64_t number = 0;
+    if (!text.empty() && !parseNumber(text, MOST, number)) return false;
+    ms = text.empty() ? std::nullopt : std::optional<uint64_t>(number);
+    return true;
+}
+
 /// "1:100-107, 1:500"
 bool parseMediaErrors(const std::string& text, std::vector<BlockRange>& ranges) {
     std::vector<BlockRange> read;
@@ -251,6 +259,9 @@ const KeyRow KEYS[] = {
     {"drive", "size", true, "1 MiB to 8 TiB, for instance \"16 GiB\"", "What all namespaces together may take: bytes, or with KiB, MiB, GiB, TiB, KB, MB, GB, TB.",
      [](Text text, D& d) { return parseSize(text, d.sizeBytes); },
      [](const D& d) { return sizeText(d.sizeBytes); }},
+    {"drive", "clock", false, "milliseconds since 1970, or nothing", "The time at which the drive's clock stands, in milliseconds since 1970 (UTC); nothing: it goes with the machine's.",
+     [](Text text, D& d) { return parseClock(text, d.clockMs); },
+     [](const D& d) { return d.clockMs ? std::to_string(*d.clockMs) : ""; }},
     switchRow<&D::supportsFormat>("format", "Optional commands and logs: yes or no."),
     switchRow<&D::supportsNamespaceManagement>("namespace-management", ""),
     switchRow<&D::supportsSanitize>("sanitize", ""),

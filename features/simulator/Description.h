@@ -43,6 +43,7 @@ struct Description {
     ModelId model = ModelId::VELKO;
     std::string serialNumber;
     uint64_t sizeBytes = 0;
+    std::optional<uint64_t> clockMs;  ///< the drive's clock stands at this time, see Clock
     // [supports]
     bool supportsFormat = true;
     bool supportsNamespaceManagement = true;
