@@ -1,6 +1,7 @@
 #include "simdrive/tcp/DriveController.h"
 
 #include <cstdio>
+#include <optional>
 
 #include "features/nvme/Opcodes.h"
 
@@ -45,6 +46,7 @@ DriveController::DriveController(features::simulator::Controller& drive, Host ho
     : FabricsController(ID, std::move(host), keepAliveMs, nowMs), drive_(drive) {}
 
 Reply DriveController::runAdmin(const Capsule& capsule, std::vector<uint8_t>& data) {
+    nextLookMs_ = 0;  // it may be an event's cause
     Reply reply = execute(capsule, true, data);
     if (!reply.isSuccess() || reply.isHeld) return reply;
     if (isIdentifyController(capsule)) putFabricsIdentity(data);
@@ -82,7 +84,25 @@ bool DriveController::resetSubsystem() {
     return true;
 }
 
-void DriveController::reportEvents() {}
+Reply DriveController::requestEvent(const Capsule& capsule) {
+    std::vector<uint8_t> none;
+    return execute(capsule, true, none);
+}
+
+void DriveController::reportEvents(uint64_t nowMs) {
+    constexpr uint64_t INTERVAL_MS = 500;
+    if (!hasEventRequest() || nowMs < nextLookMs_) return;
+    nextLookMs_ = nowMs + INTERVAL_MS;
+    std::optional<CompletionEntry> event;
+    do {
+        const Status status = drive_.takeEvent(event);
+        if (!status.is(0, 0)) {
+            complain(status);
+            return;
+        }
+        if (event) completeEventRequest(event->dword0);
+    } while (event && hasEventRequest());
+}
 
 Status identifyDrive(features::simulator::Controller& drive, std::vector<uint8_t>& identify) {
     SubmissionEntry command;

@@ -21,7 +21,7 @@ public:
 
     DriveController(features::simulator::Controller& drive, Host host, uint32_t keepAliveMs, uint64_t nowMs);
 
-    void reportEvents() override;
+    void reportEvents(uint64_t nowMs) override;
     uint16_t mostIoQueues() const override { return MOST_IO_QUEUES; }
 
 protected:
@@ -29,12 +29,15 @@ protected:
     Reply runIo(const Capsule& capsule, std::vector<uint8_t>& data) override;
     void resetController() override;
     bool resetSubsystem() override;
+    Reply requestEvent(const Capsule& capsule) override;
+    void cancelEventRequest() override { drive_.cancelEventRequest(); }
 
 private:
     static constexpr uint16_t MOST_IO_QUEUES = 64;
     Reply execute(const Capsule& capsule, bool isAdmin, std::vector<uint8_t>& data);
 
     features::simulator::Controller& drive_;
+    uint64_t nextLookMs_ = 0;  ///< for events: each look is a transaction of the drive
 };
 
 /// The whole Identify Controller structure of a drive, as a host on the network gets it.

@@ -162,7 +162,7 @@ Reply FabricsController::handleAdmin(const Capsule& capsule, std::vector<uint8_t
         case ADMIN_ABORT:
             return abort(capsule);
         case ADMIN_EVENT_REQUEST:
-            return holdEventRequest(capsule);
+            return takeEventRequest(capsule);
         case ADMIN_KEEP_ALIVE:
             return {};
         case ADMIN_SET_FEATURES:
@@ -182,17 +182,19 @@ Reply FabricsController::abort(const Capsule& capsule) {
     if (queue == nullptr || !queue->completeHeld(commandId, Reply::passingRefusal(SCT_GENERIC, SC_ABORT_REQUESTED))) {
         return Reply{0, NOT_ABORTED, false};
     }
-    if (queueId == 0) {
-        eventRequests_.erase(std::remove(eventRequests_.begin(), eventRequests_.end(), commandId),
-                             eventRequests_.end());
+    const auto event = std::find(eventRequests_.begin(), eventRequests_.end(), commandId);
+    if (queueId == 0 && event != eventRequests_.end()) {
+        eventRequests_.erase(event);
+        cancelEventRequest();
     }
     return {};
 }
 
-Reply FabricsController::holdEventRequest(const Capsule& capsule) {
+Reply FabricsController::takeEventRequest(const Capsule& capsule) {
     if (eventRequests_.size() == MOST_EVENT_REQUESTS) return Reply::refusal(SCT_COMMAND, SC_EVENT_LIMIT);
-    eventRequests_.push_back(capsule.commandId());
-    return Reply::held();
+    const Reply reply = requestEvent(capsule);
+    if (reply.isHeld) eventRequests_.push_back(capsule.commandId());
+    return reply;
 }
 
 void FabricsController::completeEventRequest(uint32_t result) {

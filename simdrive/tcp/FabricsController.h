@@ -44,8 +44,8 @@ public:
     bool isEnabled() const;
 
     Reply handle(Connection& connection, const Capsule& capsule, std::vector<uint8_t>& data, uint64_t nowMs);
-    /// Completes held event requests when something has happened.
-    virtual void reportEvents() {}
+    /// Completes held event requests when something has happened. To be called often: it decides when it looks.
+    virtual void reportEvents(uint64_t) {}
     /// I/O queues that a host may have.
     virtual uint16_t mostIoQueues() const { return 0; }
 
@@ -56,6 +56,11 @@ protected:
     /// False: there is no such reset here.
     virtual bool resetSubsystem() { return false; }
     virtual uint32_t version() const { return 0x00010400; }
+
+    /// An Asynchronous Event Request: held, unless there is something to report.
+    virtual Reply requestEvent(const Capsule&) { return Reply::held(); }
+    /// A held one was aborted.
+    virtual void cancelEventRequest() {}
 
     bool hasEventRequest() const { return !eventRequests_.empty(); }
     void completeEventRequest(uint32_t result);
@@ -68,7 +73,7 @@ private:
     void configure(uint32_t value);
     void endIoQueues();
     Reply abort(const Capsule& capsule);
-    Reply holdEventRequest(const Capsule& capsule);
+    Reply takeEventRequest(const Capsule& capsule);
     Reply keepAliveFeature(const Capsule& capsule);
 
     uint16_t id_;

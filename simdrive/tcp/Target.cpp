@@ -163,7 +163,7 @@ void Target::serve(Connection& connection, int events) {
 void Target::lookAfterTime() {
     const uint64_t now = nowMs();
     for (const auto& each : controllers_) {
-        each->reportEvents();
+        each->reportEvents(now);
         if (each->isExpired(now)) each->end();
     }
     for (const auto& each : connections_) {
