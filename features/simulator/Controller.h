@@ -42,6 +42,10 @@ public:
     /// An event for an Asynchronous Event Request that was held: to be asked now and then while there is one. Empty:
     /// nothing happened.
     ostrel::core::Status takeEvent(std::optional<CompletionEntry>& completion);
+    /// The host aborted an Asynchronous Event Request that was held.
+    void cancelEventRequest() {
+        if (heldEventRequests_ != 0) --heldEventRequests_;
+    }
 
     /// The drive's description, as of now.
     ostrel::core::Status describe(Description& description);

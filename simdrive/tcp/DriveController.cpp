@@ -89,10 +89,18 @@ Reply DriveController::requestEvent(const Capsule& capsule) {
     return execute(capsule, true, none);
 }
 
-void DriveController::reportEvents(uint64_t nowMs) {
+void DriveController::lookAfterDrive(uint64_t nowMs) {
     constexpr uint64_t INTERVAL_MS = 500;
-    if (!hasEventRequest() || nowMs < nextLookMs_) return;
+    if (nowMs < nextLookMs_) return;
     nextLookMs_ = nowMs + INTERVAL_MS;
+    if (!isThere(drive_)) {
+        end();
+    } else if (hasEventRequest()) {
+        reportEvents();
+    }
+}
+
+void DriveController::reportEvents() {
     std::optional<CompletionEntry> event;
     do {
         const Status status = drive_.takeEvent(event);
@@ -102,6 +110,13 @@ void DriveController::reportEvents(uint64_t nowMs) {
         }
         if (event) completeEventRequest(event->dword0);
     } while (event && hasEventRequest());
+}
+
+bool isThere(features::simulator::Controller& drive) {
+    features::simulator::Description description;
+    const Status status = drive.describe(description);
+    if (!status.is(0, 0)) complain(status);
+    return status.is(0, 0) && !description.faults.isGone;
 }
 
 Status identifyDrive(features::simulator::Controller& drive, std::vector<uint8_t>& identify) {

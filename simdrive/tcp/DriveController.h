@@ -21,7 +21,7 @@ public:
 
     DriveController(features::simulator::Controller& drive, Host host, uint32_t keepAliveMs, uint64_t nowMs);
 
-    void reportEvents(uint64_t nowMs) override;
+    void lookAfterDrive(uint64_t nowMs) override;
     uint16_t mostIoQueues() const override { return MOST_IO_QUEUES; }
 
 protected:
@@ -34,11 +34,15 @@ protected:
 
 private:
     static constexpr uint16_t MOST_IO_QUEUES = 64;
+    void reportEvents();
     Reply execute(const Capsule& capsule, bool isAdmin, std::vector<uint8_t>& data);
 
     features::simulator::Controller& drive_;
-    uint64_t nextLookMs_ = 0;  ///< for events: each look is a transaction of the drive
+    uint64_t nextLookMs_ = 0;  ///< each look is a transaction of the drive
 };
+
+/// Whether there is a drive to talk to: it has not vanished, and its files can be read.
+bool isThere(features::simulator::Controller& drive);
 
 /// The whole Identify Controller structure of a drive, as a host on the network gets it.
 ostrel::core::Status identifyDrive(features::simulator::Controller& drive, std::vector<uint8_t>& identify);

@@ -126,11 +126,9 @@ Reply FabricsController::setProperty(const Capsule& capsule) {
         return {};
     }
     if (capsule.dword(44) != PROPERTY_NSSR) return Reply::refusal(SCT_GENERIC, SC_INVALID_FIELD);
-    // Any other value has no effect.
-    if (value == NSSR_NVME && resetSubsystem()) {
-        configuration_ = status_ = 0;
-        end();
-    }
+    // Any other value has no effect. The admin queue stays: the Linux driver waits for the answer, and then disables
+    // the controller and connects anew.
+    if (value == NSSR_NVME && resetSubsystem()) disable();
     return {};
 }
 
@@ -141,18 +139,23 @@ void FabricsController::configure(uint32_t value) {
     const bool wasOn = (before & CC_ENABLE) != 0;
     if (isOn && !wasOn) status_ = CSTS_READY;
     if (!isOn && wasOn) {
-        status_ = 0;
-        eventRequests_.clear();
-        endIoQueues();
-        if (Connection* admin = findQueue(0)) admin->dropHeld();
+        disable();
+        configuration_ = value;
         resetController();
     }
     if ((value & CC_SHUTDOWN) != 0) status_ |= CSTS_SHUTDOWN_COMPLETE;
 }
 
-void FabricsController::endIoQueues() {
+/// What a reset of any kind does here: I/O queues are deleted, held commands forgotten.
+void FabricsController::disable() {
+    configuration_ = status_ = 0;
+    eventRequests_.clear();
     for (Connection* each : queues_) {
-        if (each->queue.id != 0) each->closeNow();
+        if (each->queue.id == 0) {
+            each->dropHeld();
+        } else {
+            each->closeNow();
+        }
     }
 }
 

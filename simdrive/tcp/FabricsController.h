@@ -44,8 +44,9 @@ public:
     bool isEnabled() const;
 
     Reply handle(Connection& connection, const Capsule& capsule, std::vector<uint8_t>& data, uint64_t nowMs);
-    /// Completes held event requests when something has happened. To be called often: it decides when it looks.
-    virtual void reportEvents(uint64_t) {}
+    /// Looks after the drive: completes held event requests when something has happened, and ends when it is gone. To
+    /// be called often: it decides when it looks.
+    virtual void lookAfterDrive(uint64_t) {}
     /// I/O queues that a host may have.
     virtual uint16_t mostIoQueues() const { return 0; }
 
@@ -71,7 +72,7 @@ private:
     Reply getProperty(const Capsule& capsule) const;
     Reply setProperty(const Capsule& capsule);
     void configure(uint32_t value);
-    void endIoQueues();
+    void disable();
     Reply abort(const Capsule& capsule);
     Reply takeEventRequest(const Capsule& capsule);
     Reply keepAliveFeature(const Capsule& capsule);

@@ -163,7 +163,7 @@ void Target::serve(Connection& connection, int events) {
 void Target::lookAfterTime() {
     const uint64_t now = nowMs();
     for (const auto& each : controllers_) {
-        each->reportEvents(now);
+        each->lookAfterDrive(now);
         if (each->isExpired(now)) each->end();
     }
     for (const auto& each : connections_) {
@@ -185,7 +185,13 @@ void Target::removeEnded() {
     }
     const auto isOver = [](const auto& each) { return each->isOver(); };
     connections_.erase(std::remove_if(connections_.begin(), connections_.end(), isOver), connections_.end());
-    controllers_.erase(std::remove_if(controllers_.begin(), controllers_.end(), isOver), controllers_.end());
+    // Its admin queue may still be sending its last answer.
+    const auto isForgotten = [&](const auto& controller) {
+        return controller->isOver() && std::none_of(connections_.begin(), connections_.end(), [&](const auto& each) {
+                   return each->queue.controller == controller.get();
+               });
+    };
+    controllers_.erase(std::remove_if(controllers_.begin(), controllers_.end(), isForgotten), controllers_.end());
 }
 
 int Target::waitMs() const {
@@ -225,7 +231,7 @@ Reply Target::connect(Connection& connection, const Capsule& capsule, const std:
     const bool isAdmin = capsule.word(AT_QUEUE_ID) == 0;
     const Reply reply =
         isAdmin ? connectAdmin(connection, capsule, data, std::move(host)) : connectIo(connection, capsule, data, host);
-    if (!reply.isSuccess()) return reply;
+    if (!reply.isSuccess() || reply.isHeld) return reply;
     constexpr uint8_t NO_FLOW_CONTROL = 1 << 2;
     connection.queue.id = capsule.word(AT_QUEUE_ID);
     connection.queue.entries = static_cast<uint16_t>(size0Based + 1);
@@ -249,6 +255,10 @@ Reply Target::connectAdmin(Connection& connection, const Capsule& capsule, const
     } else {
         if (findController(DriveController::ID) != nullptr) {
             return Reply::passingRefusal(SCT_COMMAND, SC_CONTROLLER_BUSY);
+        }
+        if (!isThere(drive_)) {
+            connection.closeNow();
+            return Reply::held();
         }
         controller = std::make_unique<DriveController>(drive_, std::move(host), keepAliveMs, nowMs());
     }
