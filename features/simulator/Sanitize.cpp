@@ -112,8 +112,8 @@ CompletionEntry buildSanitizeLog(CommandContext& context, const LogRequest&, std
     putLe16(at, progress(context));
     putLe16(at + 2, statusOf(context));
     putLe32(at + 4, context.state.sanitize.command);
-    for (const size_t offset : {8, 12, 16}) putLe32(at + offset, context.description.sanitizeSeconds);
-    for (const size_t offset : {20, 24, 28}) putLe32(at + offset, NO_ESTIMATE);  // without deallocation
+    for (const unsigned offset : {8U, 12U, 16U}) putLe32(at + offset, context.description.sanitizeSeconds);
+    for (const unsigned offset : {20U, 24U, 28U}) putLe32(at + offset, NO_ESTIMATE);  // without deallocation
     return {};
 }
 
