@@ -144,7 +144,7 @@ void Walk::addEvent(const uint8_t* event, size_t headerBytes, size_t eventBytes)
     if (vendorBytes > length) {
         damage = "its vendor specific information of " + std::to_string(vendorBytes) + " bytes does not fit its " +
                  std::to_string(length);
-        part.add("Data", "Bytes as they are", ostrel::core::bytesToHex(data, length));
+        if (length != 0) part.add("Data", "Bytes as they are", ostrel::core::bytesToHex(data, length));
     } else {
         if (vendorBytes != 0)
             part.add("VSI", "Vendor Specific Information", ostrel::core::bytesToHex(data, vendorBytes));

@@ -187,6 +187,8 @@ const struct {
      "its data has 1 bytes, and such an event has 2 at least"},
     {"more vendor specific information than all", event(0x0D, {5, 1}, 3), "Thermal Excursion",
      "Data - Bytes as they are: 0501\n", "its vendor specific information of 3 bytes does not fit its 2"},
+    {"vendor specific information and no byte at all", event(0x0D, {}, 3), "Thermal Excursion", "",
+     "its vendor specific information of 3 bytes does not fit its 0"},
     {"a reset is cut", event(0x04, Bytes(8 + 35, 0x41)), "Power-on or Reset", "FR - Firmware Revision: AAAAAAAA\n",
      "its list of resets ends within an entry"},
     {"a feature's layout", event(0x0B, {0x0A, 0, 4, 0, 1, 2, 3, 4}), "Set Feature",

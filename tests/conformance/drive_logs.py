@@ -1,0 +1,146 @@
+"""Health scans, and the long logs of a drive, over the whole road: the tool, the library and simulated drives."""
+
+import os
+import re
+import unittest
+
+from world import World
+
+SIMDRIVE = os.environ.get("NIMBREL_SIMDRIVE", "")
+LIBRARY = os.environ.get("NIMBREL_FEATURE_LIBRARY", "")
+DRIVES = "/opt/velko/nimbrel/SimulatedDrives"
+
+HEALTH = """
+  Device Status : {device}
+  Available Spare - percent : 100
+  Percentage Used - percent : 0
+  Media and Data Integrity Errors : {errors}
+"""
+READ = """
+    - Read Scan - Namespace 1 -
+
+    Blocks : 131072
+    Blocks Read : {read}
+    Unreadable Blocks : {unreadable}
+"""
+
+
+class DriveLogsTestCase(unittest.TestCase):
+    maxDiff = None
+
+    def setUp(self):
+        self.world = World()
+        self.addCleanup(self.world.close)
+        self.world.install_library(LIBRARY)
+        self.simdrive("create", "a", "--model", "ocp", "--serial", "S1", "--size", "64Mi")
+
+    def simdrive(self, *arguments):
+        run = self.world.run(*arguments, tool=SIMDRIVE)
+        self.assertEqual((run.status, run.stderr), (0, ""), arguments)
+
+    def check(self, *arguments, status=0, stdout=None, stderr=""):
+        run = self.world.run(*arguments)
+        self.assertEqual((run.stderr, run.status), (stderr, status), arguments)
+        if stdout is not None:
+            self.assertEqual(run.stdout, stdout, arguments)
+        return run.stdout
+
+
+class HealthScan(DriveLogsTestCase):
+    def scan(self, status, result, parts, device="Healthy", errors=0, drive="0"):
+        return self.check(
+            "start", "-scan", "ReadScan", "-velkossd", drive, status=status,
+            stdout="\n- Scan Results -\n\n  - Health Scan S1 -\n\n  Result : " + result +
+            HEALTH.format(device=device, errors=errors) + parts + "\n")
+
+    def test_a_healthy_drive_is_0(self):
+        self.scan(0, "Nothing was found.", READ.format(read=131072, unreadable=0))
+
+    def test_a_scan_that_cannot_be_made_is_1(self):
+        self.check("start", "-scan", "DataIntegrity", "-velkossd", "0", status=1,
+                   stdout="\n- Scan Results -\n\n  - Health Scan S1 -\n\n  Result : The scan could not be completed." +
+                   HEALTH.format(device="Healthy", errors=0) +
+                   "  Left out : None of its file systems is mounted.\n\n")
+
+    def test_a_critical_warning_is_2(self):
+        self.simdrive("fault", "a", "--critical-warning", "0x04")
+        self.scan(2, "The drive reports a critical warning.", READ.format(read=131072, unreadable=0),
+                  device="Reliability is degraded.")
+
+    def test_blocks_that_cannot_be_read_are_3(self):
+        self.simdrive("fault", "a", "--critical-warning", "0x04", "--media-errors", "1:0,1:5000-5003,1:131071")
+        self.scan(3, "There are read errors, or data that came back different.",
+                  READ.format(read=131066, unreadable=6) + "    Unreadable LBAs : 0 5000-5003 131071\n",
+                  device="Reliability is degraded.")
+
+    def test_logs_go_into_a_new_folder(self):
+        shown = self.check("start", "-scan", "-velkossd", "0")
+        folder = re.search(r"Folder : \./(HealthScan_\d{4}-\d\d-\d\d_\d\d-\d\d-\d\d)/S1\n", shown).group(1)
+        files = sorted(path.name for path in (self.world.cwd / folder / "S1").iterdir())
+        self.assertIn(f"Files : {len(files)}\n", shown)
+        self.assertLessEqual({"identify_controller.bin", "identify_namespace_1.bin",
+                              "log_02_smart_health_information.bin", "log_07_telemetry_host_initiated.bin",
+                              "log_0d_persistent_event_log.bin"}, set(files))
+        identify = (self.world.cwd / folder / "S1" / "identify_controller.bin").read_bytes()
+        self.assertEqual((len(identify), identify[4:24]), (4096, b"S1".ljust(20)))
+
+    def test_the_folder_that_is_named_is_used_and_nothing_is_overwritten(self):
+        directory = self.world.cwd / "logs"
+        directory.mkdir()
+        (directory / "S1").symlink_to("/nonexistent")
+        for folder in ("S1-2", "S1-3"):
+            self.assertIn(f"Folder : {directory}/{folder}\n",
+                          self.check("start", "-scan", "Logs", "-velkossd", "0", f"DirectoryPath={directory}"))
+        self.assertEqual(sorted(path.name for path in directory.iterdir()), ["S1", "S1-2", "S1-3"])
+
+
+class LongLogs(DriveLogsTestCase):
+    def test_the_event_log_of_a_drive_and_of_its_file_are_shown_alike(self):
+        self.check("dump", "-velkossd", "0", "-persistenteventlog", "read",
+                   stdout="Successfully written persistenteventlog data to persistenteventlog_S1.bin\n")
+        of_drive = self.check("show", "-velkossd", "0", "-persistenteventlog")
+        self.assertTrue(of_drive.startswith("\n- Persistent Event Log S1 -\n\nLID - Log Identifier : 0x0D\n"))
+        self.assertEqual(self.check("show", "-source", "persistenteventlog_S1.bin", "-persistenteventlog"), of_drive)
+
+    def test_a_damaged_file_is_shown_up_to_the_damage(self):
+        self.check("dump", "-velkossd", "0", "-telemetrylog")  # which is an event
+        self.check("dump", "-velkossd", "0", "-persistenteventlog", "read")
+        log = (self.world.cwd / "persistenteventlog_S1.bin").read_bytes()
+        (self.world.cwd / "cut.bin").write_bytes(log[:-1])
+        whole = self.check("show", "-source", "persistenteventlog_S1.bin", "-persistenteventlog")
+        cut = self.check("show", "-source", "cut.bin", "-persistenteventlog", status=248)
+        self.assertEqual(whole.count("- Event 3 -"), 1)
+        self.assertEqual(cut.count("- Event 3 -"), 0)
+        self.assertTrue(cut.startswith(whole[:whole.rindex("- Event 3 -")].rstrip()))
+        self.assertRegex(cut, r"Status : Could not parse Persistent Event Log, log may be corrupted\. It stops being "
+                              r"valid at offset \d+: event 3 \(.*\) says that it has (\d+) bytes, and \d+ are left; "
+                              r"the log is cut short\.\n")
+
+    def test_the_reporting_context_lasts_until_it_is_released(self):
+        none = ("Error: Persistent event log context has not been established. "
+                f"Drive S1 ({DRIVES}/a/dev/nvme0).\n")
+        old = ("dump", "-velkossd", "0", "-persistenteventlog", "read", "NewContext=false")
+        written = "Successfully written persistenteventlog data to persistenteventlog_S1.bin\n"
+        self.check(*old, status=3, stdout=none)
+        self.check("show", "-velkossd", "0", "-persistenteventlog")
+        self.check(*old, status=3, stdout=none)  # a parse leaves none behind
+        self.check("dump", "-velkossd", "0", "-persistenteventlog", "read", stdout=written)
+        self.check(*old, stdout=written)
+        self.check("dump", "-velkossd", "0", "-persistenteventlog", "release", stdout="\nNo results\n\n")
+        self.check(*old, status=3, stdout=none)
+
+    def test_telemetry_has_as_many_blocks_as_its_header_says(self):
+        lengths = []
+        for area in (1, 2, 3):
+            self.check("dump", "-dataarea", str(area), "-velkossd", "0", "-telemetrylog",
+                       stdout="Successfully written TelemetryLog data to TelemetryLog_S1.bin\n")
+            log = (self.world.cwd / "TelemetryLog_S1.bin").read_bytes()
+            last = int.from_bytes(log[6 + 2 * area:8 + 2 * area], "little")
+            self.assertEqual(len(log), (last + 1) * 512)
+            self.assertEqual((log[0], log[381]), (0x07, area))  # one capture a command
+            lengths.append(len(log))
+        self.assertEqual(lengths, sorted(set(lengths)))
+
+
+if __name__ == "__main__":
+    unittest.main()
