@@ -278,6 +278,18 @@ class DriveData(VmTestCase):
         self.assertEqual([heading for heading, _ in self.drives("-velkossd", self.first, "-nvmelog")],
                          [f"{name} S1" for name in names.values()])
 
+    def test_a_dumped_log_is_what_the_drive_gave(self):
+        for arguments, command in ((["-nvmelog", "5"], "-i 5 -l 4096"),
+                                   (["-nvmelog", "5", "LogPageOffset=512", "NumDWORDs=8"], "-i 5 -l 32 -o 512")):
+            with self.subTest(arguments):
+                self.machine.shell("rm -f /tmp/log")
+                run = self.machine.run("nimbrel", "dump", "-destination", "/tmp/log", "-velkossd", self.first, *arguments)
+                theirs = self.raw(f"nvme get-log {command} {self.first}")
+                self.assertEqual((run.stdout, run.stderr, run.status), (
+                    f"\n- NVMe Log S1 -\n\nStatus : Wrote {len(theirs)} bytes of log page 0x05 (Commands Supported and "
+                    "Effects) to /tmp/log.\n\n", "", 0))
+                self.assertEqual(self.machine.read("/tmp/log"), theirs)
+
     # Features
 
     def theirs_of_feature(self, fid, select=0, extra=""):

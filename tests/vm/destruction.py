@@ -72,7 +72,6 @@ class Destruction(VmTestCase):
         cls.node = {serial: node for (serial, nsid), node in cls.nodes.items() if nsid == 1}
         run = cls.machine.shell(PREPARATION.format(**cls.node))
         if run.status != 0:
-            cls.tearDownClass()
             raise RuntimeError(run.stderr)
 
     def assert_refused(self, serial, command, path, message, status, stdin=b""):
@@ -255,13 +254,24 @@ class Destruction(VmTestCase):
                 (["dump", "-velkossd", path, "-dataarea", "1", "-telemetrylog"],
                  f"Error: Telemetry log is unsupported on selected device. Drive {named} has none.\n", 3),
                 (["load", "-force", "-source", "/tmp/firmware", "-velkossd", path],
-                 "Checking for firmware update...\n" + title_and("Firmware Update", "DULL", "Feature is not supported."),
-                 34),
+                 "Checking for firmware update...\n" + title_and(
+                    "Firmware Update", "DULL", f"Feature is not supported. Drive {named} takes no firmware."), 34),
                 (["load", "-force", "-source", "/tmp/odd", "-velkossd", path],
                  "Checking for firmware update...\nError: Failed to load firmware. '/tmp/odd' has 2 bytes, which is no "
                  "multiple of 4.\n", 3),
                 (["load", "-velkossd", path, "-firmwareactivate", "FirmwareSlot=1", "CommitAction=2"],
-                 title_and("Firmware Activation", "DULL", "Feature is not supported."), 34),
+                 title_and("Firmware Activation", "DULL", f"Feature is not supported. Drive {named} takes no firmware."),
+                 34),
+                (["dump", "-velkossd", path, "-persistenteventlog", "read"],
+                 f"Error: Drive Does Not Support Persistent Event Log. Drive {named} has none.\n", 3),
+                (["dump", "-velkossd", path, "-persistenteventlog", "release"],
+                 f"Error: Get Log Page failed on drive {named}: Invalid Field in Command (status code type 0x0, status "
+                 "code 0x02, opcode 0x02).\n", 3),
+                (["show", "-velkossd", path, "-persistenteventlog"], title_and(
+                    "Persistent Event Log Status", "DULL", "Drive Does Not Support Persistent Event Log. Drive "
+                    f"{named} has none."), 251),
+                (["dump", "-velkossd", path, "-nlog"],
+                 "Error: Drive does not support pulling Nlogs directly. Use telemetry instead.\n", 3),
                 (["create", "-velkossd", path, "-namespace", "Size=1000"], title_and(
                     "Namespace Management", "DULL", "The selected drive does not support this feature. Identify failed on "
                     f"drive {named}: Invalid Namespace or Format (status code type 0x0, status code 0x0B, opcode 0x06)."),

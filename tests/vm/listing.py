@@ -122,6 +122,7 @@ class FourControllers(VmTestCase):
                 ("/dev/nvme1", "S1", "/dev/nvme1", 2),
                 ("/dev/nvme2", "S3", "/dev/nvme2", NOT_FOUND),
                 (f"{node}n1", "S1", "/dev/nvme0", nsid_of(f"{node}n1")),
+                (f"{node}n2".replace("nvme", "ng"), "S1", "/dev/nvme0", nsid_of(f"{node}n2")),
                 (f"{node}n2", "S1", "/dev/nvme0", nsid_of(f"{node}n2")),
                 ("/dev/nvme3n2", "S4", "/dev/nvme3", nsid_of("nvme3n2")),
                 ("/dev/disk/by-id/link-to-namespace", "S4", "/dev/nvme3", nsid_of("nvme3n2")),

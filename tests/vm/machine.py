@@ -45,7 +45,8 @@ class Run:
 @dataclasses.dataclass
 class Namespace:
     """A namespace with a sparse image behind it. metadata: bytes a block; detached: not attached to the controller;
-    options: further nvme-ns options; media: further -drive options, such as "throttling.bps-write=65536"."""
+    options: further nvme-ns options; media: further -drive options, such as "throttling.bps-write=65536", with
+    {image} and {folder} for the image's path and the folder of the machine."""
 
     size_mib: int = 64
     block: int = 512
@@ -268,6 +269,7 @@ class Machine:
                    f"ms={namespace.metadata}" if namespace.metadata else "",
                    "detached=on" if namespace.detached else "",
                    f"shared={'on' if namespace.shared else 'off'}", namespace.options]
-        media = ["file=" + str(image), "if=none", f"id={name}", "format=raw", "discard=unmap", namespace.media]
+        media = ["file=" + str(image), "if=none", f"id={name}", "format=raw", "discard=unmap",
+                 namespace.media.format(image=image, folder=self.folder)]
         return ["-drive", ",".join(filter(None, media)),
                 "-device", ",".join(filter(None, ["nvme-ns"] + options))]

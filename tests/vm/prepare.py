@@ -17,7 +17,7 @@ KERNEL_PACKAGE = "linux-image-cloud-amd64"
 # The console port comes first; the others are loaded by the tests that need them.
 BOOT_MODULES = ["virtio_pci", "virtio_console"]
 TEST_MODULES = ["raid1", "dm-mod", "loop", "nvme-tcp"]
-BUILDERS = ["qemu-system-x86_64", "busybox", "cpio", "zstd"]
+BUILDERS = ["qemu-system-x86_64", "busybox", "cpio", "zstd", "mke2fs"]
 PROGRAMS = ["nvme", "smartctl", "mdadm", "dmsetup", "strace"]
 INIT = """#!/bin/busybox sh
 /bin/busybox --install -s /bin

@@ -103,12 +103,9 @@ class VmTestCase(unittest.TestCase):
     @classmethod
     def setUpClass(cls):
         cls.machine = Machine(cls.controllers)
+        cls.addClassCleanup(cls.machine.stop)
         cls.prepare(cls.machine)
         cls.machine.start()
-
-    @classmethod
-    def tearDownClass(cls):
-        cls.machine.stop()
 
     @classmethod
     def prepare(cls, machine):
