@@ -54,10 +54,10 @@ Status ForceFlushJob::runMethod(const std::shared_ptr<xml::XmlObject>& output) {
 
 Status ForceFlushJob::showDrive(nvme::Drive& drive, const Arguments&, DriveOutput& out) {
     OSTREL_TRACE();
-    const Status missing = statuses::driveDoesNotSupportFeature();
+    Status missing = statuses::driveDoesNotSupportFeature();
     if (!isVelkoDrive(drive)) return missing;
     Payload page;
-    const Status status =
+    Status status =
         missingLogAs(readLog(drive, nvme::LID_VELKO_FORCE_FLUSH, nvme::VELKO_FORCE_FLUSH_BYTES, page), drive, missing);
     if (status.is(0, 0)) out.addTree(nvme::decodeVelkoForceFlush(page));
     return status;
@@ -70,7 +70,7 @@ Status ForceFlushJob::actOnDrive(nvme::Drive& drive, const Arguments& arguments,
     nvme::NvmeCommand command(nvme::Queue::ADMIN, nvme::OPC_VELKO_FORCE_FLUSH, "Force Flush");
     command.cdw10 = isStart ? 1 : 0;
     nvme::Answer answer;
-    const Status status = toldBy(REFUSALS, statuses::nvmeCommandProblem, drive.send(command, answer), drive);
+    Status status = toldBy(REFUSALS, statuses::nvmeCommandProblem, drive.send(command, answer), drive);
     if (status.is(0, 0))
         out.addStatus(
             title(),

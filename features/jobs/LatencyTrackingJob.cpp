@@ -59,14 +59,14 @@ Status LatencyTrackingJob::checkRequest(const Arguments& arguments) {
 
 Status LatencyTrackingJob::actOnDrive(nvme::Drive& drive, const Arguments&, DriveOutput& out) {
     OSTREL_TRACE();
-    const Status missing = statuses::driveDoesNotSupportFeature();
+    Status missing = statuses::driveDoesNotSupportFeature();
     if (!isVelkoDrive(drive)) return missing;
     nvme::LogPageRequest request;
     request.lid = lid_;
     request.lsp = type_;
     request.retainEvent = true;
     Payload page;
-    const Status status = missingLogAs(drive.readLogPage(request, nvme::VELKO_LATENCY_BYTES, page), drive, missing);
+    Status status = missingLogAs(drive.readLogPage(request, nvme::VELKO_LATENCY_BYTES, page), drive, missing);
     if (!status.is(0, 0)) return status;
     if (!nvme::isVelkoLatencyTracked(page)) {
         return withDetails(statuses::featureBlockedByConfiguration(),

@@ -91,7 +91,7 @@ Status readNative(nvme::Drive& drive, uint64_t& native) {
     request.fid = nvme::FID_VELKO_NATIVE_MAXIMUM_LBA;
     request.dataLength = nvme::VELKO_LBA_BYTES;
     nvme::Answer answer;
-    const Status status =
+    Status status =
         toldBy(REFUSALS, statuses::nvmeCommandProblem, drive.getFeature(request, nvme::Select::CURRENT, answer), drive);
     if (status.is(0, 0)) native = nvme::le64(answer.data.getData());
     return status;
@@ -99,7 +99,7 @@ Status readNative(nvme::Drive& drive, uint64_t& native) {
 
 Status readBlockBytes(nvme::Drive& drive, uint32_t nsid, uint64_t& bytes) {
     Payload identify;
-    const Status status = drive.identify(nvme::CNS_NAMESPACE, nsid, 0, identify);
+    Status status = drive.identify(nvme::CNS_NAMESPACE, nsid, 0, identify);
     if (!status.is(0, 0)) return status;
     bytes = nvme::NamespaceProperties(identify.getData()).format().dataBytes();
     return bytes == 0 ? statuses::invalidMaxAddressSectorSize() : status;
@@ -112,7 +112,7 @@ Status tooLarge(const nvme::Drive& drive, uint64_t native, Status (*text)()) {
 
 Status lbaOfGigabytes(nvme::Drive& drive, uint64_t gigabytes, uint32_t nsid, uint64_t native, uint64_t& lba) {
     uint64_t blockBytes = 0;
-    const Status status = readBlockBytes(drive, nsid, blockBytes);
+    Status status = readBlockBytes(drive, nsid, blockBytes);
     if (!status.is(0, 0)) return status;
     if (gigabytes > UINT64_MAX / BYTES_PER_GIGABYTE) return tooLarge(drive, native, statuses::lbaResizeTooLarge);
     lba = gigabytes * BYTES_PER_GIGABYTE / blockBytes - 1;  // a gigabyte has more than one block of any size

@@ -58,7 +58,7 @@ Status addVelkoPages(DriveFacts& facts, FieldTree& tree) {
     if (!isVelkoDrive(facts.drive())) return Status();
     for (const LogPageRow* row = nvme::velkoLogPagesBegin(); row != nvme::velkoLogPagesEnd(); ++row) {
         bool there = false;
-        const Status status = isThere(facts, *row, there);
+        Status status = isThere(facts, *row, there);
         if (!status.is(0, 0)) return status;
         if (there) tree.add(lidText(row->lid), row->name);
     }

@@ -48,7 +48,7 @@ Status SmBusAddressJob::checkRequest(const Arguments& arguments) {
 
 Status SmBusAddressJob::actOnDrive(nvme::Drive& drive, const Arguments&, DriveOutput& out) {
     OSTREL_TRACE();
-    const Status missing = statuses::driveDoesNotSupportFeature();
+    Status missing = statuses::driveDoesNotSupportFeature();
     Status status = requireVelkoFeature(drive, nvme::FID_VELKO_SMBUS_ADDRESS, missing);
     if (!status.is(0, 0)) return status;
     nvme::FeatureRequest request;

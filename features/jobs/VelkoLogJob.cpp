@@ -76,7 +76,7 @@ Status VelkoLogJob::readLog(const std::string& name, nvme::Drive& drive, LogSink
     if (!isVelkoDrive(drive)) return row.missing();
     for (unsigned i = 0; i < MOST_READS; ++i) {
         bool isWhole = false;
-        const Status status = readOnce(row, drive, log, isWhole);
+        Status status = readOnce(row, drive, log, isWhole);
         if (!status.is(0, 0) || isWhole) return status;
     }
     return withDetails(row.failed(),

@@ -15,7 +15,7 @@ Status addVelkoSmart(nvme::Drive& drive, size_t bytes, AttributeList& list) {
     OSTREL_TRACE();
     if (!isVelkoDrive(drive)) return Status();
     Payload page;
-    const Status status = readLog(drive, nvme::LID_VELKO_EXTENDED_SMART, nvme::VELKO_EXTENDED_SMART_BYTES, page);
+    Status status = readLog(drive, nvme::LID_VELKO_EXTENDED_SMART, nvme::VELKO_EXTENDED_SMART_BYTES, page);
     if (isRefusal(status)) return Status();
     if (!status.is(0, 0)) return status;
     for (const nvme::Field& field : nvme::decodeVelkoExtendedSmart(Payload(page.getData(), bytes)).fields)

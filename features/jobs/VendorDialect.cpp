@@ -42,7 +42,7 @@ Status requireVelkoFeature(nvme::Drive& drive, uint8_t fid, const Status& missin
     OSTREL_TRACE();
     if (!isVelkoDrive(drive)) return missing;
     Dialect dialect = Dialect::NONE;
-    const Status status = dialectOfFeature(drive, fid, dialect);
+    Status status = dialectOfFeature(drive, fid, dialect);
     return status.is(0, 0) && dialect != Dialect::VELKO ? missing : status;
 }
 

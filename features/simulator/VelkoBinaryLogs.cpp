@@ -1,7 +1,6 @@
 #include "features/simulator/VelkoBinaryLogs.h"
 
 #include <algorithm>
-#include <cstring>
 #include <string>
 
 #include "features/nvme/Bytes.h"
@@ -32,8 +31,8 @@ struct Body {
 };
 
 void putText(uint8_t* at, size_t width, const std::string& text) {
-    std::memset(at, ' ', width);
-    std::memcpy(at, text.data(), std::min(width, text.size()));
+    std::fill_n(at, width, uint8_t{' '});
+    std::copy_n(text.begin(), std::min(width, text.size()), at);
 }
 
 std::vector<uint8_t> pictureOf(const CommandContext& context, const char* signature, const Body& body,
@@ -131,7 +130,7 @@ Body snapshot(CommandContext& context, const VelkoState&) {
     }
     const auto first = static_cast<uint32_t>(VELKO_LOG_HEADER_BYTES + body.bytes.size());
     for (uint32_t i = 0; i < body.entries; ++i) {
-        uint8_t* offset = body.bytes.data() + i * SECTION_BYTES + 8;
+        uint8_t* offset = body.bytes.data() + size_t{i} * SECTION_BYTES + 8;
         putLe32(offset, le32(offset) + first);
     }
     body.bytes.insert(body.bytes.end(), structures.begin(), structures.end());

@@ -17,7 +17,7 @@ namespace {
 
 /// The cache blocks take that part of the drive.
 constexpr uint64_t CACHE_SHARE = 8;
-constexpr uint64_t BYTES_PER_MS = 256 * 1024;
+constexpr uint64_t BYTES_PER_MS = 262144;
 /// So that the progress of a small drive can be seen, too.
 constexpr uint64_t LEAST_MS = 5000;
 constexpr uint64_t MS_PER_SECOND = 1000;

@@ -15,8 +15,8 @@ namespace {
 constexpr uint64_t READ_MICROSECONDS = 70;
 constexpr uint64_t WRITE_MICROSECONDS = 15;
 constexpr uint64_t BYTES_PER_MICROSECOND = 2048;
-constexpr uint64_t SMALL_BYTES = 4 * 1024;
-constexpr uint64_t MEDIUM_BYTES = 64 * 1024;
+constexpr uint64_t SMALL_BYTES = 4096;
+constexpr uint64_t MEDIUM_BYTES = 65536;
 
 }  // namespace
 

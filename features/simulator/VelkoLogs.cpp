@@ -1,6 +1,5 @@
 #include "features/simulator/VelkoLogs.h"
 
-#include <cstring>
 #include <iterator>
 
 #include "features/nvme/Bytes.h"

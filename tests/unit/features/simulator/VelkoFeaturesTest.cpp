@@ -60,7 +60,7 @@ TEST_F(VelkoFeatures, HaveDefaultsAndCapabilities) {
 
 TEST_F(VelkoFeatures, AreOfTheMakersModelAlone) {
     describe(ModelId::OCP);
-    for (const uint32_t fid : {0xC8, 0xC9, 0xCB, 0xD5, 0xD9, 0xE2, 0xE3}) {
+    for (const uint32_t fid : {0xC8U, 0xC9U, 0xCBU, 0xD5U, 0xD9U, 0xE2U, 0xE3U}) {
         EXPECT_EQ(status(admin(0x0A, 0, fid)), 0x4002) << "FID " << fid;
         EXPECT_EQ(set(fid, 1), 0x4002) << "FID " << fid;
     }
@@ -182,7 +182,7 @@ TEST_F(VelkoFeatures, MaximumLbaIsNotThereBesideASecondNamespaceOrMetadata) {
     data.assign(4096, 0);
     data[0] = data[8] = 100;
     EXPECT_EQ(status(admin(0x0D, 0, 0)), 0) << "create";
-    for (const uint32_t fid : {0xC1, 0xC2}) EXPECT_EQ(status(admin(0x0A, 0, fid)), 0x4002);
+    for (const uint32_t fid : {0xC1U, 0xC2U}) EXPECT_EQ(status(admin(0x0A, 0, fid)), 0x4002);
     EXPECT_EQ(setMaximumLba({0xFF, 0x0F}), 0x4002);
     EXPECT_EQ(status(admin(0x0D, 2, 1)), 0) << "delete";
     EXPECT_EQ(number(getLba(0xC1), 0, 8), 65535U);
