@@ -1,9 +1,9 @@
-#include "features/jobs/SystemInformation.h"
-
 #include <gtest/gtest.h>
 #include <sys/utsname.h>
 
 #include <string>
+
+#include "features/jobs/SystemInformation.h"
 
 namespace features::jobs {
 namespace {
