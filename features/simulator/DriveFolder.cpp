@@ -170,7 +170,9 @@ Status DriveFolder::loadDescription() {
     const FileDescriptor file = openFile(FILE_DESCRIPTION, status);
     std::string text;
     if (status.is(0, 0)) status = readAll(file.get(), filePath(FILE_DESCRIPTION), text);
-    if (!status.is(0, 0) || text == descriptionText_) return status;
+    // An empty file is none that was read before: it lacks what a description must have.
+    const bool isKnown = !text.empty() && text == descriptionText_;
+    if (!status.is(0, 0) || isKnown) return status;
     Description description;
     status = Description::parse(text, description);
     if (!status.is(0, 0)) {

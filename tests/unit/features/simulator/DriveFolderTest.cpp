@@ -69,6 +69,8 @@ TEST_F(FolderOfASimulatedDrive, TellsWhatIsDamaged) {
     EXPECT_EQ(failure(), "1/74 The state of the simulated drive is damaged: DRIVE/state has a wrong length.");
     writeWholeFile(path() + "/state", state);
 
+    writeWholeFile(path() + "/description.ini", "");
+    EXPECT_EQ(failure(), "1/22 DRIVE/description.ini: \"model\" is missing in [drive].");
     writeWholeFile(path() + "/description.ini", "[drive\n");
     EXPECT_EQ(failure(), "1/22 DRIVE/description.ini: Line 1: unmatched '['.");
     writeWholeFile(path() + "/description.ini", "[drive]\nmodel = ocp\nserial-number = X\nsize = 64 MiB\n");
