@@ -4,6 +4,7 @@
 
 #include "features/nvme/Bytes.h"
 #include "features/nvme/FieldTable.h"
+#include "features/nvme/Opcodes.h"
 #include "ostrel/core/ScopeTrace.h"
 
 namespace features::nvme {
@@ -184,7 +185,12 @@ FieldTree decodeSelfTest(const Payload& data) {
 
 FieldTree decodeTelemetryHeader(const Payload& data) {
     OSTREL_TRACE();
-    return decodeTable("Telemetry Header", TELEMETRY_FIELDS, data);
+    // Told apart in the heading: a document that shows both must not name two objects alike.
+    const uint8_t lid = data.getSize() == 0 ? 0 : data.getData()[0];
+    const char* name = lid == LID_TELEMETRY_HOST         ? "Telemetry Host-Initiated Header"
+                       : lid == LID_TELEMETRY_CONTROLLER ? "Telemetry Controller-Initiated Header"
+                                                         : "Telemetry Header";
+    return decodeTable(name, TELEMETRY_FIELDS, data);
 }
 
 FieldTree decodePersistentEventHeader(const Payload& data) {
