@@ -145,6 +145,14 @@ bool parseClock(const std::string& text, std::optional<uint64_t>& ms) {
     return true;
 }
 
+bool parseCount(const std::string& text, uint32_t& namespaces) {
+    constexpr uint32_t MOST = 1024;
+    uint32_t number = 0;
+    if (!parseInto(text, number) || number == 0 || number > MOST) return false;
+    namespaces = number;
+    return true;
+}
+
 /// "1:100-107, 1:500"
 bool parseMediaErrors(const std::string& text, std::vector<BlockRange>& ranges) {
     std::vector<BlockRange> read;
@@ -250,16 +258,19 @@ constexpr KeyRow switchRow(const char* key, const char* explanation) {
 
 // clang-format off
 const KeyRow KEYS[] = {
-    {"drive", "model", true, "\"velko\" or \"ocp\"", "The kind of drive: velko (the maker's vendor features) or ocp (OCP Datacenter NVMe SSD 2.0).",
+    {"drive", "model", true, "\"velko\" or \"ocp\"",
+     "The kind of drive: velko (the maker's vendor features) or ocp (OCP Datacenter NVMe SSD 2.0).",
      [](Text text, D& d) { return parseModel(text, d.model); },
      [](const D& d) { return std::string(d.model == ModelId::VELKO ? "velko" : "ocp"); }},
     {"drive", "serial-number", true, "1 to 20 visible characters", "",
      [](Text text, D& d) { return parseSerial(text, d.serialNumber); },
      [](const D& d) { return d.serialNumber; }},
-    {"drive", "size", true, "1 MiB to 8 TiB, for instance \"16 GiB\"", "What all namespaces together may take: bytes, or with KiB, MiB, GiB, TiB, KB, MB, GB, TB.",
+    {"drive", "size", true, "1 MiB to 8 TiB, for instance \"16 GiB\"",
+     "What all namespaces together may take: bytes, or with KiB, MiB, GiB, TiB, KB, MB, GB, TB.",
      [](Text text, D& d) { return parseSize(text, d.sizeBytes); },
      [](const D& d) { return sizeText(d.sizeBytes); }},
-    {"drive", "clock", false, "milliseconds since 1970, or nothing", "The time at which the drive's clock stands, in milliseconds since 1970 (UTC); nothing: it goes with the machine's.",
+    {"drive", "clock", false, "milliseconds since 1970, or nothing",
+     "The time at which the drive's clock stands, in milliseconds since 1970 (UTC); nothing: it goes with the machine's.",
      [](Text text, D& d) { return parseClock(text, d.clockMs); },
      [](const D& d) { return d.clockMs ? std::to_string(*d.clockMs) : ""; }},
     switchRow<&D::supportsFormat>("format", "Optional commands and logs: yes or no."),
@@ -270,33 +281,41 @@ const KeyRow KEYS[] = {
     switchRow<&D::supportsTelemetry>("telemetry", ""),
     switchRow<&D::supportsPersistentEventLog>("persistent-event-log", ""),
     {"supports", "max-namespaces", false, "1 to 1024", "",
-     [](Text text, D& d) { return parseInto(text, d.mostNamespaces) && d.mostNamespaces >= 1 && d.mostNamespaces <= 1024; },
+     [](Text text, D& d) { return parseCount(text, d.mostNamespaces); },
      [](const D& d) { return std::to_string(d.mostNamespaces); }},
-    {"supports", "max-transfer-kib", false, "0 or a power of two from 4 to 16384", "The most data that one command carries; 0: no limit.",
+    {"supports", "max-transfer-kib", false, "0 or a power of two from 4 to 16384",
+     "The most data that one command carries; 0: no limit.",
      [](Text text, D& d) { return parseTransfer(text, d.maxTransferKib); },
      [](const D& d) { return std::to_string(d.maxTransferKib); }},
     numberRow<&D::shortSelfTestSeconds>("short-self-test-seconds", "a number of seconds", "How long things take."),
     numberRow<&D::extendedSelfTestSeconds>("extended-self-test-seconds", "a number of seconds", ""),
     numberRow<&D::sanitizeSeconds>("sanitize-seconds", "a number of seconds", ""),
-    {"faults", "critical-warning", false, "0x00 to 0xFF", "Bits of the Critical Warning field of the SMART log that are set.",
+    {"faults", "critical-warning", false, "0x00 to 0xFF",
+     "Bits of the Critical Warning field of the SMART log that are set.",
      [](Text text, D& d) { return parseInto(text, d.faults.criticalWarning); },
      [](const D& d) { return hex(d.faults.criticalWarning, 2); }},
-    {"faults", "temperature", false, "-100 to 200, or nothing", "The composite temperature in degrees Celsius; nothing: the true one.",
+    {"faults", "temperature", false, "-100 to 200, or nothing",
+     "The composite temperature in degrees Celsius; nothing: the true one.",
      [](Text text, D& d) { return parseTemperature(text, d.faults.temperatureCelsius); },
      [](const D& d) { return d.faults.temperatureCelsius ? std::to_string(*d.faults.temperatureCelsius) : ""; }},
-    {"faults", "media-errors", false, "blocks like \"1:100-107, 1:500\"", "Blocks that cannot be read: NAMESPACE:BLOCK or NAMESPACE:FIRST-LAST.",
+    {"faults", "media-errors", false, "blocks like \"1:100-107, 1:500\"",
+     "Blocks that cannot be read: NAMESPACE:BLOCK or NAMESPACE:FIRST-LAST.",
      [](Text text, D& d) { return parseMediaErrors(text, d.faults.mediaErrors); },
      [](const D& d) { return mediaErrorsText(d.faults.mediaErrors); }},
-    {"faults", "fail", false, "commands like \"admin 0x80 0x10A\"", "Commands that fail, undone: queue, opcode, status (code in bits 7:0, type in 10:8).",
+    {"faults", "fail", false, "commands like \"admin 0x80 0x10A\"",
+     "Commands that fail, undone: queue, opcode, status (code in bits 7:0, type in 10:8).",
      [](Text text, D& d) { return parseCommands(text, true, d.faults.fail); },
      [](const D& d) { return commandsText(d.faults.fail, true); }},
-    {"faults", "hang", false, "commands like \"admin 0x06, io 0x02\"", "Commands that are never answered, and not carried out: queue and opcode.",
+    {"faults", "hang", false, "commands like \"admin 0x06, io 0x02\"",
+     "Commands that are never answered, and not carried out: queue and opcode.",
      [](Text text, D& d) { return parseCommands(text, false, d.faults.hang); },
      [](const D& d) { return commandsText(d.faults.hang, false); }},
-    {"faults", "power-loss", false, "commands like \"admin 0x80\"", "Commands in the middle of which the drive loses its power, and is not there until the next one: queue and opcode.",
+    {"faults", "power-loss", false, "commands like \"admin 0x80\"",
+     "Commands in the middle of which the drive loses its power, undone: queue and opcode.",
      [](Text text, D& d) { return parseCommands(text, false, d.faults.powerLoss); },
      [](const D& d) { return commandsText(d.faults.powerLoss, false); }},
-    {"faults", "gone", false, "\"yes\" or \"no\"", "The drive has vanished: it is listed and does not answer.",
+    {"faults", "gone", false, "\"yes\" or \"no\"",
+     "The drive has vanished: it is listed and does not answer.",
      [](Text text, D& d) { return parseBool(text, d.faults.isGone); },
      [](const D& d) { return boolText(d.faults.isGone); }},
 };

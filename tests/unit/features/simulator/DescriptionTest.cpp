@@ -56,8 +56,7 @@ TEST(DescriptionOfASimulatedDrive, IsReadAndWritten) {
         "fail = admin 0x80 0x10A, io 0x02 0x281\n"
         "; Commands that are never answered, and not carried out: queue and opcode.\n"
         "hang = admin 0x06\n"
-        "; Commands in the middle of which the drive loses its power, and is not there until the next one: queue and "
-        "opcode.\n"
+        "; Commands in the middle of which the drive loses its power, undone: queue and opcode.\n"
         "power-loss =\n"
         "; The drive has vanished: it is listed and does not answer.\n"
         "gone = yes\n";

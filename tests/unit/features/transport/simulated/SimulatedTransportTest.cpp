@@ -1,6 +1,8 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <cstring>
+
 #include "features/nvme/Completion.h"
 #include "features/nvme/NvmeCommand.h"
 #include "features/simulator/DriveStore.h"
@@ -51,6 +53,11 @@ protected:
         const auto location = SimulatedDriveSource(root).locate(path);
         if (!location) return "nothing";
         return location->devicePath.substr(root.size()) + (location->nsid ? " " + std::to_string(*location->nsid) : "");
+    }
+    /// Puts other faults into the description of drive "two".
+    void fault(const std::string& faults) {
+        writeWholeFile(root + "/two/description.ini",
+                       "[drive]\nmodel = velko\nserial-number = A\nsize = 1 MiB\n[faults]\n" + faults);
     }
 
     TemporaryFolder folder;
@@ -134,6 +141,69 @@ TEST_F(SimulatedTransport, TellsTheNamespaces) {
     EXPECT_EQ(found[0].sizeBytes, 1U << 20);
     EXPECT_EQ(found[0].blockBytes, 512U);
     EXPECT_EQ(found[0].metadataBytes, 0U);
+}
+
+TEST_F(SimulatedTransport, WaitsForADriveThatDoesNotAnswer) {
+    fault("hang = admin 0x06\n");
+    NvmeCommand identify(Queue::ADMIN, 0x06, "Identify");
+    identify.cdw10 = 1;
+    identify.dataLength = 4096;
+    CommandResult result = path.send(identify, {}, {});
+    EXPECT_TRUE(result.status.is(1, 4));
+    EXPECT_EQ(result.status.getMessage(), "System error. The drive of " + root + "/two did not answer in time.");
+    EXPECT_EQ(waitedMs, 30000U);
+    identify.timeoutMs = 500;
+    result = path.send(identify, {}, {});
+    EXPECT_EQ(waitedMs, 30500U);
+    fault("");
+    result = path.send(identify, {}, {});
+    EXPECT_TRUE(result.status.is(0, 0));
+}
+
+TEST_F(SimulatedTransport, TellsADriveThatHasVanished) {
+    fault("gone = yes\n");
+    const CommandResult result = path.send(NvmeCommand(Queue::ADMIN, 0x06, "Identify"), {}, {});
+    EXPECT_TRUE(result.status.is(1, 19));
+    EXPECT_EQ(result.status.getMessage(), "System error. The drive of " + root + "/two is gone.");
+}
+
+TEST_F(SimulatedTransport, CarriesDataToTheDriveAndBack) {
+    Payload block(512);
+    for (uint32_t i = 0; i < 512; ++i) block.getData()[i] = static_cast<uint8_t>(i);
+    NvmeCommand write(Queue::IO, 0x01, "Write");
+    write.nsid = 1;
+    write.cdw10 = 5;
+    write.dataLength = 512;
+    CommandResult result = path.send(write, block, {});
+    ASSERT_TRUE(result.status.is(0, 0));
+    EXPECT_EQ(dynamic_cast<const Completion&>(*result.protocolResult).statusField, 0);
+    NvmeCommand read(Queue::IO, 0x02, "Read");
+    read.nsid = 1;
+    read.cdw10 = 5;
+    read.dataLength = 512;
+    result = path.clone()->send(read, {}, {});
+    ASSERT_EQ(result.inputPayload.getSize(), 512U);
+    EXPECT_EQ(std::memcmp(result.inputPayload.getData(), block.getData(), 512), 0);
+    read.nsid = 2;
+    result = path.send(read, {}, {});
+    EXPECT_EQ(dynamic_cast<const Completion&>(*result.protocolResult).statusField, 0x400B);
+}
+
+TEST_F(SimulatedTransport, Resets) {
+    NvmeCommand setFeature(Queue::ADMIN, 0x09, "Set Features");
+    setFeature.cdw10 = 0x02;
+    setFeature.cdw11 = 1;
+    NvmeCommand getFeature(Queue::ADMIN, 0x0A, "Get Features");
+    getFeature.cdw10 = 0x02;
+    for (const HostRequest request : {HostRequest::RESET_CONTROLLER, HostRequest::RESET_SUBSYSTEM}) {
+        EXPECT_TRUE(path.send(setFeature, {}, {}).status.is(0, 0));
+        EXPECT_TRUE(path.send(HostCommand(HostRequest::RESCAN), {}, {}).status.is(0, 0));
+        CommandResult result = path.send(getFeature, {}, {});
+        EXPECT_EQ(dynamic_cast<const Completion&>(*result.protocolResult).dword0, 1U);
+        EXPECT_TRUE(path.send(HostCommand(request), {}, {}).status.is(0, 0));
+        result = path.send(getFeature, {}, {});
+        EXPECT_EQ(dynamic_cast<const Completion&>(*result.protocolResult).dword0, 0U);
+    }
 }
 
 TEST_F(SimulatedTransport, TellsARemovedDrive) {
