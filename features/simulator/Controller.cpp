@@ -27,7 +27,7 @@ Controller::~Controller() {
 
 Status Controller::begin() {
     OSTREL_TRACE();
-    const Status status = folder_.begin();
+    Status status = folder_.begin();
     if (!status.is(0, 0)) return status;
     // Somebody made the drive by writing its description.
     if (folder_.isNew()) folder_.state = newState(folder_.description(), nowMs());
@@ -52,7 +52,7 @@ Status Controller::catchUp(CommandContext& context) {
         return Status(ostrel::core::CATEGORY_OS, EIO, "Blocks of " + folder_.path() + " cannot be deallocated.");
     }
     if (!isChanged) return Status();
-    const Status status = folder_.save();
+    Status status = folder_.save();
     if (!status.is(0, 0)) folder_.rollBack();
     return status;
 }
@@ -150,7 +150,7 @@ Status Controller::takeEvent(std::optional<CompletionEntry>& completion) {
 
 Status Controller::describe(Description& description) {
     OSTREL_TRACE();
-    const Status status = folder_.begin();
+    Status status = folder_.begin();
     if (!status.is(0, 0)) return status;
     description = folder_.description();
     folder_.rollBack();

@@ -347,7 +347,8 @@ Status parseTree(const boost::property_tree::ptree& tree, Description& descripti
             const bool isKnown =
                 std::any_of(std::begin(KEYS), std::end(KEYS),
                             [&, n = name, s = section](const auto& row) { return s == row.section && n == row.key; });
-            if (!isKnown) return wrong("\"" + name + "\" is no key of [" + section + "].");
+            if (!isKnown)
+                return wrong(std::string("\"").append(name).append("\" is no key of [").append(section).append("]."));
         }
         if (keys.empty() && !keys.data().empty()) return wrong("\"" + section + "\" stands outside a section.");
     }
@@ -366,7 +367,7 @@ Status Description::parse(const std::string& text, Description& description) {
         return wrong("Line " + std::to_string(error.line()) + ": " + error.message() + ".");
     }
     Description read;
-    const Status status = parseTree(tree, read);
+    Status status = parseTree(tree, read);
     if (status.is(0, 0)) description = std::move(read);
     return status;
 }

@@ -98,13 +98,13 @@ std::vector<uint8_t> DriveFolder::stateBytes(DriveState& state, uint64_t sequenc
     state.fields(writer);
     std::vector<uint8_t> bytes = std::move(writer.bytes());
     uint8_t* head = bytes.data();
-    std::memcpy(head, MAGIC, MAGIC_BYTES);
+    std::copy_n(MAGIC, MAGIC_BYTES, head);
     putLe32(head + 8, STATE_VERSION);
     putLe32(head + 12, crc32(head + HEAD_BYTES, bytes.size() - HEAD_BYTES));
     putLe64(head + 16, bytes.size() - HEAD_BYTES);
     putLe64(head + OFFSET_SEQUENCE, sequence);
     const std::string& revision = state.firmware.running;
-    std::memcpy(head + OFFSET_FIRMWARE, revision.data(), std::min(revision.size(), FIRMWARE_BYTES));
+    std::copy_n(revision.begin(), std::min(revision.size(), FIRMWARE_BYTES), head + OFFSET_FIRMWARE);
     putLe32(head + OFFSET_HEAD_CRC, crc32(head, OFFSET_HEAD_CRC));
     return bytes;
 }
@@ -214,7 +214,7 @@ Status DriveFolder::save() {
                         std::equal(bytes.begin() + HEAD_BYTES, bytes.end(), savedBytes_.begin() + HEAD_BYTES);
     if (isSame) return Status();
     const std::string_view text(reinterpret_cast<const char*>(bytes.data()), bytes.size());
-    const Status status = writeFileAtomically(filePath(FILE_STATE), text);
+    Status status = writeFileAtomically(filePath(FILE_STATE), text);
     if (!status.is(0, 0)) return status;
     savedBytes_ = std::move(bytes);
     isNew_ = false;
@@ -223,7 +223,7 @@ Status DriveFolder::save() {
 
 Status DriveFolder::commit() {
     OSTREL_TRACE();
-    const Status status = save();
+    Status status = save();
     if (!status.is(0, 0)) {
         rollBack();
         return status;

@@ -101,7 +101,7 @@ Status DriveStore::make(const NewDrive& drive, const Clock& clock, std::string& 
     if (::chmod(folder.c_str(), 0755) != 0) return systemStatus(errno, folder);
     DriveState state = newState(drive.description, drive.description.clockMs.value_or(clock.nowMs()));
     const std::vector<uint8_t> bytes = DriveFolder::stateBytes(state, 1);
-    const Status status = writeFile(folder + "/" + FILE_DESCRIPTION, drive.description.toText());
+    Status status = writeFile(folder + "/" + FILE_DESCRIPTION, drive.description.toText());
     if (!status.is(0, 0)) return status;
     return writeFile(folder + "/" + FILE_STATE, {reinterpret_cast<const char*>(bytes.data()), bytes.size()});
 }

@@ -25,7 +25,7 @@ constexpr size_t REVISION_BYTES = 8;
 
 void putRevision(uint8_t* at, const std::string& revision) {
     std::memset(at, ' ', REVISION_BYTES);
-    std::memcpy(at, revision.data(), std::min(REVISION_BYTES, revision.size()));
+    std::copy_n(revision.begin(), std::min(REVISION_BYTES, revision.size()), at);
 }
 
 void addDescriptor(Data& data, uint16_t code, uint8_t type, const uint8_t* bytes, size_t size) {
@@ -153,7 +153,7 @@ Data setFeatureData(const CommandContext& context) {
     const size_t bytes = std::min(most, context.data.size());
     Data data(4 + 4 * count);
     putLe32(data.data(), count | static_cast<uint32_t>(bytes) << 16);
-    for (uint32_t i = 0; i < count; ++i) putLe32(data.data() + 4 + 4 * i, dwords[i]);
+    for (uint32_t i = 0; i < count; ++i) putLe32(data.data() + 4 + size_t{4} * i, dwords[i]);
     data.insert(data.end(), context.data.begin(), context.data.begin() + static_cast<std::ptrdiff_t>(bytes));
     return data;
 }

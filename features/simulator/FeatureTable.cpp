@@ -67,7 +67,7 @@ CompletionEntry grantQueues(CommandContext&, FeatureValue& value) {
 CompletionEntry checkTransitions(CommandContext& context, FeatureValue& value) {
     const Model& model = context.model;
     for (unsigned state = 0; state < 32; ++state) {
-        const uint64_t entry = le64(value.data.data() + 8 * state);
+        const uint64_t entry = le64(value.data.data() + size_t{8} * state);
         const auto target = static_cast<unsigned>(bits(entry, 7, 3));
         if (bits(entry, 2, 0) != 0 || bits(entry, 63, 32) != 0) return INVALID_FIELD;
         if (bits(entry, 31, 8) == 0) continue;  // switched off for this state

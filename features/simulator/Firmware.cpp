@@ -221,7 +221,7 @@ CompletionEntry buildFirmwareLog(CommandContext& context, const LogRequest&, std
         if (revision.empty()) continue;
         uint8_t* at = page.data() + 8 + 8 * i;
         std::memset(at, ' ', REVISION_BYTES);
-        std::memcpy(at, revision.data(), std::min(revision.size(), REVISION_BYTES));
+        std::copy_n(revision.begin(), std::min(revision.size(), REVISION_BYTES), at);
     }
     return {};
 }

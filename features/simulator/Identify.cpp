@@ -25,7 +25,7 @@ constexpr uint8_t OCP_UUID[] = {0xC1, 0x94, 0xD5, 0x5B, 0xE0, 0x94, 0x47, 0x94,
 
 void putText(uint8_t* at, size_t width, const std::string& text) {
     std::memset(at, ' ', width);
-    std::memcpy(at, text.data(), std::min(width, text.size()));
+    std::copy_n(text.begin(), std::min(width, text.size()), at);
 }
 
 uint8_t log2Of(uint64_t number) {

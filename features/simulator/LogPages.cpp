@@ -30,7 +30,7 @@ CompletionEntry buildSupportedLogs(CommandContext& context, const LogRequest&, s
     constexpr uint32_t LSUPP = 1;
     page.resize(1024);
     for (unsigned lid = 0; lid < 256; ++lid) {
-        if (findLog(context, static_cast<uint8_t>(lid)) != nullptr) putLe32(page.data() + 4 * lid, LSUPP);
+        if (findLog(context, static_cast<uint8_t>(lid)) != nullptr) putLe32(page.data() + size_t{4} * lid, LSUPP);
     }
     return {};
 }
@@ -40,7 +40,7 @@ CompletionEntry buildCommandEffects(CommandContext& context, const LogRequest&, 
     page.resize(4096);
     for (const CommandRow* row = commandsBegin(); row != commandsEnd(); ++row) {
         if (findCommand(context.description, row->isAdmin, row->opcode) != row) continue;
-        putLe32(page.data() + (row->isAdmin ? 0 : OFFSET_IO) + 4 * row->opcode, row->effects);
+        putLe32(page.data() + (row->isAdmin ? 0 : OFFSET_IO) + size_t{4} * row->opcode, row->effects);
     }
     return {};
 }

@@ -29,7 +29,7 @@ void set(Device& device, Attribute attribute, const std::string& text) {
 
 void setIdentity(Device& device, const std::string& folder) {
     DriveFolder::Identity identity;
-    const Status status = DriveFolder::readIdentity(folder, identity);
+    Status status = DriveFolder::readIdentity(folder, identity);
     if (!status.is(0, 0)) {
         set(device, attributes::device::errorString(), status.getMessage());
         return;

@@ -23,7 +23,7 @@ Status identify(Controller& controller, uint8_t cns, uint32_t nsid, std::vector<
     command.nsid = nsid;
     command.cdw10 = cns;
     CompletionEntry completion;
-    const Status status = controller.execute(command, data, completion);
+    Status status = controller.execute(command, data, completion);
     const bool isAnswer = completion.delivery == simulator::Delivery::COMPLETED && completion.isSuccess();
     if (!status.is(0, 0) || !isAnswer || data.size() != IDENTIFY_BYTES) data.clear();
     return status;

@@ -94,7 +94,7 @@ Status SimulatedNvmePath::sendNvme(const NvmeCommand& command, const Payload& pa
     CompletionEntry completion;
     {
         const std::lock_guard<std::mutex> lock(drive_->mutex);
-        const Status status = drive_->controller.execute(toEntry(command), data, completion);
+        Status status = drive_->controller.execute(toEntry(command), data, completion);
         if (!status.is(0, 0)) return status;
     }
     if (completion.delivery == Delivery::GONE) {
@@ -124,7 +124,7 @@ Status SimulatedNvmePath::sendHost(const HostCommand& command, CommandResult& re
         case HostRequest::NAMESPACES:
         case HostRequest::USES: {  // the system does not see these namespaces: nobody uses them
             std::vector<HostNamespace> found;
-            const Status status = attachedNamespaces(drive_->controller, folder_, found);
+            Status status = attachedNamespaces(drive_->controller, folder_, found);
             if (status.is(0, 0)) result.protocolResult = std::make_unique<HostResult>(std::move(found));
             return status;
         }
