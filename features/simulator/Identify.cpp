@@ -112,7 +112,7 @@ void putNvmCapabilities(const CommandContext& c, uint8_t* at) {  // bytes 512 to
     at[531] = 0x01;  // NWPC: write protect
     putLe32(at + 540, c.description.mostNamespaces);
     const std::string name = subsystemName(c.description);
-    std::memcpy(at + 768, name.data(), name.size());
+    std::copy(name.begin(), name.end(), at + 768);
 }
 
 void putPowerStates(const Model& model, uint8_t* at) {

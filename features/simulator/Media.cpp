@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <iterator>
 
 #include "features/simulator/Model.h"
 #include "ostrel/core/ScopeTrace.h"
@@ -89,6 +90,14 @@ int Media::open(uint32_t nsid, bool create, int& error) {
     const std::string name = DriveFolder::mediaName(nsid, folder_.state.namespaces.at(nsid).mediaGeneration);
     const auto known = files_.find(name);
     if (known != files_.end()) return known->second.get();
+    // A format, perhaps in another process, has made media obsolete that are still open here.
+    for (auto file = files_.begin(); file != files_.end();) {
+        const bool isNamed =
+            std::any_of(folder_.state.namespaces.begin(), folder_.state.namespaces.end(), [&file](const auto& part) {
+                return DriveFolder::mediaName(part.first, part.second.mediaGeneration) == file->first;
+            });
+        file = isNamed ? std::next(file) : files_.erase(file);
+    }
     const int flags = O_RDWR | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC | (create ? O_CREAT : 0);
     FileDescriptor file(::openat(folder_.descriptor(), name.c_str(), flags, 0600));
     if (!file.isOpen()) {

@@ -47,11 +47,11 @@ CompletionEntry readRequest(const CommandContext& context, NamespaceState& part)
     part.format = data[26] & 0x0F;
     part.extendedMetadata = (data[26] & FLBAS_EXTENDED) != 0;
     part.isShared = (data[30] & NMIC_SHARED) != 0;
-    const bool hasReservedBits = (data[26] & 0xE0) != 0 || (data[30] & ~NMIC_SHARED) != 0;
+    const bool hasReservedBits = (data[26] & 0xE0) != 0 || (data[30] & ~NMIC_SHARED) != 0 || (data[29] & 0xF0) != 0;
     if (hasReservedBits || !isRestZero(data) || part.size == 0 || part.capacity > part.size) {
         return refusal(SCT_GENERIC, SC_INVALID_FIELD);
     }
-    if (part.format >= context.model.formatCount || data[29] != 0) {
+    if (part.format >= context.model.formatCount || (data[29] & 7) != 0) {
         return refusal(SCT_COMMAND_SPECIFIC, SC_INVALID_FORMAT);
     }
     if (part.capacity != part.size) return refusal(SCT_COMMAND_SPECIFIC, SC_THIN_PROVISIONING_NOT_SUPPORTED);
@@ -118,7 +118,7 @@ bool isControllerList(const std::vector<uint8_t>& data) {
 
 CompletionEntry checkFormat(const CommandContext& context, uint32_t nsid) {
     const uint32_t format = context.command.cdw10 & 0xF;
-    const uint32_t protection = context.command.cdw10 >> 5 & 0xF;
+    const uint32_t protection = context.command.cdw10 >> 5 & 7;  // where it lies (PIL) does not count without any
     const uint32_t erase = context.command.cdw10 >> 9 & 7;
     if (erase > 2) return refusal(SCT_GENERIC, SC_INVALID_FIELD);
     if (format >= context.model.formatCount || protection != 0) return refusal(SCT_COMMAND_SPECIFIC, SC_INVALID_FORMAT);

@@ -74,7 +74,7 @@ std::vector<uint8_t> eventBytes(PersistentEvent type, const std::vector<uint8_t>
 
 void putText(uint8_t* at, size_t width, const std::string& text) {
     std::memset(at, ' ', width);
-    std::memcpy(at, text.data(), std::min(width, text.size()));
+    std::copy_n(text.begin(), std::min(width, text.size()), at);
 }
 
 void putHeader(const CommandContext& context, size_t events, std::vector<uint8_t>& page) {
@@ -94,7 +94,7 @@ void putHeader(const CommandContext& context, size_t events, std::vector<uint8_t
     putText(at + 56, 20, context.description.serialNumber);
     putText(at + 76, 40, context.model.modelNumber);
     const std::string name = subsystemName(context.description);
-    std::memcpy(at + 116, name.data(), name.size());
+    std::copy(name.begin(), name.end(), at + 116);
     for (const PersistentEvent type : RECORDED) {
         const auto number = static_cast<uint8_t>(type);
         at[480 + number / 8] = static_cast<uint8_t>(at[480 + number / 8] | 1 << number % 8);

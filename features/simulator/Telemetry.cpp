@@ -82,7 +82,8 @@ std::string factsText(const CommandContext& context) {
 /// Closes a data area: fills its last block, and notes its number.
 void closeArea(std::vector<uint8_t>& page, unsigned area) {
     page.resize((page.size() + BLOCK_BYTES - 1) / BLOCK_BYTES * BLOCK_BYTES);
-    putLe16(page.data() + OFFSET_LAST_BLOCKS + 2 * (area - 1), static_cast<uint16_t>(page.size() / BLOCK_BYTES - 1));
+    putLe16(page.data() + OFFSET_LAST_BLOCKS + size_t{2} * (area - 1),
+            static_cast<uint16_t>(page.size() / BLOCK_BYTES - 1));
 }
 
 std::vector<uint8_t> emptyPage(const CommandContext& context, uint8_t lid, const char* reason) {
