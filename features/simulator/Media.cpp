@@ -89,7 +89,11 @@ int Media::open(uint32_t nsid, bool create, int& error) {
     error = 0;
     const std::string name = DriveFolder::mediaName(nsid, folder_.state.namespaces.at(nsid).mediaGeneration);
     const auto known = files_.find(name);
-    if (known != files_.end()) return known->second.get();
+    struct stat info {};
+    // A file without a name is of a drive that was removed, and made again since.
+    const bool isThere = known != files_.end() && ::fstat(known->second.get(), &info) == 0 && info.st_nlink != 0;
+    if (isThere) return known->second.get();
+    if (known != files_.end()) files_.erase(known);
     // A format, perhaps in another process, has made media obsolete that are still open here.
     for (auto file = files_.begin(); file != files_.end();) {
         const bool isNamed =

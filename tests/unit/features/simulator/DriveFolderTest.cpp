@@ -139,6 +139,21 @@ TEST_F(FolderOfASimulatedDrive, CanBeRemovedWhileItIsInUse) {
     EXPECT_TRUE(DriveStore(folder / "drives").names().empty());
 }
 
+TEST_F(FolderOfASimulatedDrive, CanBeMadeAgainWhileItIsInUse) {
+    data.assign(512, 0x33);
+    EXPECT_EQ(status(io(0x01, 1)), 0);
+    const DriveStore store(folder / "drives");
+    ASSERT_TRUE(store.remove("one").is(0, 0));
+    ASSERT_TRUE(store.create({{"one", description}}, clock).is(0, 0));
+    EXPECT_EQ(status(io(0x02, 1)), 0);
+    EXPECT_EQ(data, Bytes(512)) << "another drive";
+    data.assign(512, 0x44);
+    EXPECT_EQ(status(io(0x01, 1)), 0);
+    reopen();
+    EXPECT_EQ(status(io(0x02, 1)), 0);
+    EXPECT_EQ(data, Bytes(512, 0x44));
+}
+
 TEST_F(FolderOfASimulatedDrive, IsNamedByAFewCharacters) {
     const struct {
         const char* name;
