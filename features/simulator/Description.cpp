@@ -270,7 +270,8 @@ const KeyRow KEYS[] = {
      [](Text text, D& d) { return parseSize(text, d.sizeBytes); },
      [](const D& d) { return sizeText(d.sizeBytes); }},
     {"drive", "clock", false, "milliseconds since 1970, or nothing",
-     "The time at which the drive's clock stands, in milliseconds since 1970 (UTC); nothing: it goes with the machine's.",
+     "The time at which the drive's clock stands, in milliseconds since 1970 (UTC); "
+     "nothing: it goes with the machine's.",
      [](Text text, D& d) { return parseClock(text, d.clockMs); },
      [](const D& d) { return d.clockMs ? std::to_string(*d.clockMs) : ""; }},
     switchRow<&D::supportsFormat>("format", "Optional commands and logs: yes or no."),
