@@ -128,7 +128,9 @@ Status checkFiles(const FileDescriptor& folder, const std::string& path) {
         const bool isRegular =
             ::fstatat(folder.get(), entry->d_name, &info, AT_SYMLINK_NOFOLLOW) == 0 && S_ISREG(info.st_mode);
         if (!isRegular || !isDriveFile(name)) {
-            return refused(EINVAL, path + "/" + name + " is no file of a simulated drive. Nothing was removed.");
+            std::string message = path;
+            message.append("/").append(name).append(" is no file of a simulated drive. Nothing was removed.");
+            return refused(EINVAL, message);
         }
     }
     return Status();
@@ -199,7 +201,7 @@ std::string tableOf(const std::vector<std::vector<std::string>>& rows) {
 std::string faultList(const Description& description) {
     const std::vector<Fault> faults = faultsOf(description);
     std::string text;
-    for (const auto& [key, value] : faults) text += key + " = " + value + "\n";
+    for (const auto& [key, value] : faults) text.append(key).append(" = ").append(value).append("\n");
     return text.empty() ? "No faults.\n" : text;
 }
 
@@ -268,8 +270,9 @@ Outcome create(const DriveStore& store, const CommandLine& line) {
         if (status.is(0, 0)) status = Description::parse(description.toText(), checked);
         if (!status.is(0, 0)) return Outcome::failed(status);
         drives.push_back({name, description});
-        out += "Made " + name + ": " + model + ", " + sizeText(description.sizeBytes) + ", serial number " +
-               description.serialNumber + "\n";
+        out.append("Made ").append(name).append(": ").append(model).append(", ");
+        out.append(sizeText(description.sizeBytes)).append(", serial number ");
+        out.append(description.serialNumber).append("\n");
     }
     status = store.create(drives, SystemClock());
     return status.is(0, 0) ? Outcome{0, out, ""} : Outcome::failed(status);

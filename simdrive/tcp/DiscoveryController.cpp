@@ -26,7 +26,7 @@ constexpr uint16_t ANY_CONTROLLER = 0xFFFF;
 
 void putText(uint8_t* at, size_t width, const std::string& text, char fill) {
     std::memset(at, fill, width);
-    std::memcpy(at, text.data(), std::min(width, text.size()));
+    std::copy_n(text.begin(), std::min(width, text.size()), at);
 }
 
 /// The header and one record for the drive.

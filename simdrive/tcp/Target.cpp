@@ -90,7 +90,7 @@ uint16_t portOf(int descriptor, bool isIpv6) {
 
 Status Target::listen(const std::string& address, uint16_t port) {
     std::vector<uint8_t> identify;
-    const Status status = identifyDrive(drive_, identify);
+    Status status = identifyDrive(drive_, identify);
     if (!status.is(0, 0)) return status;
     const auto* subsystem = reinterpret_cast<const char*>(identify.data() + 768);
     addrinfo hints{};
