@@ -103,8 +103,15 @@ std::string readConfigText(const std::string& path) {
 std::unique_ptr<AttributeList> parseConfigText(const std::string& text) {
     OSTREL_TRACE();
     if (text.empty()) return nullptr;
-    const auto root = parseRoot(text);
-    return root != nullptr ? XmlConverter::xmlToAttributeList(*root) : nullptr;
+    // Start-up asks several times, and a run of the tool is too short to parse one text more than once.
+    static std::string knownText;
+    static std::unique_ptr<const AttributeList> known;
+    if (text != knownText) {
+        const auto root = parseRoot(text);
+        known = root != nullptr ? XmlConverter::xmlToAttributeList(*root) : nullptr;
+        knownText = text;
+    }
+    return known != nullptr ? std::make_unique<AttributeList>(*known) : nullptr;
 }
 
 bool writeConfigFile(const AttributeList& settings, const std::string& path) {

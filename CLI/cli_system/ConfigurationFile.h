@@ -34,7 +34,7 @@ std::unique_ptr<ostrel::core::AttributeList> readConfigFile();
 
 /// The text of the file; empty when it is missing or cannot be read.
 std::string readConfigText(const std::string& path);
-/// What a text from such a file holds; null as for readConfigFile().
+/// What a text from such a file holds; null as for readConfigFile(). Main thread only: it knows the last text.
 std::unique_ptr<ostrel::core::AttributeList> parseConfigText(const std::string& text);
 
 /// Writes the file anew. False, and the old file as it was, when that fails or when the file would not be valid.

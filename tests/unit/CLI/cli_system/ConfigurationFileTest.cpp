@@ -197,6 +197,11 @@ TEST_F(ConfigurationFile, ReadsAsTextAndAsSettings) {
     ASSERT_NE(parseConfigText("<Object/>"), nullptr);
     EXPECT_EQ(parseConfigText("<Object/>")->size(), 0U);
     EXPECT_EQ(parseConfigText(DEFAULTS)->size(), 5U);
+    EXPECT_EQ(parseConfigText("no XML"), nullptr) << "not what was known before";
+
+    const auto first = parseConfigText(DEFAULTS);
+    first->clear();
+    EXPECT_EQ(parseConfigText(DEFAULTS)->size(), 5U) << "what a caller does with its list is its own affair";
 }
 
 TEST_F(ConfigurationFile, IsNotWrittenWithSettingsThatNoRunWouldAccept) {
