@@ -8,6 +8,7 @@
 #include "features/simulator/Events.h"
 #include "features/simulator/Faults.h"
 #include "features/simulator/NewDrive.h"
+#include "features/simulator/OcpPanic.h"
 #include "features/simulator/Progress.h"
 #include "ostrel/core/ScopeTrace.h"
 
@@ -100,6 +101,9 @@ Status Controller::execute(const SubmissionEntry& command, std::vector<uint8_t>&
     if (isPowerLost) {
         heldEventRequests_ = 0;
         losePower(context);
+    } else if (const auto panic = panicCompletion(context)) {
+        completion = *panic;
+        if (completion.delivery == Delivery::COMPLETED) noteError(context, completion);
     } else {
         completion = run(context);
     }

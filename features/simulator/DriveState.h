@@ -93,6 +93,7 @@ struct WorkCounters {
     uint64_t writeCommands = 0;
     uint64_t busyMicroseconds = 0;
     LatencyCounters latency;
+    uint64_t unalignedCommands = 0;  ///< reads and writes that do not begin and end at a multiple of 4 KiB
 
     bool isZero() const { return (bytesRead | bytesWritten | readCommands | writeCommands | busyMicroseconds) == 0; }
     WorkCounters& operator+=(const WorkCounters& other) {
@@ -102,11 +103,12 @@ struct WorkCounters {
         writeCommands += other.writeCommands;
         busyMicroseconds += other.busyMicroseconds;
         latency += other.latency;
+        unalignedCommands += other.unalignedCommands;
         return *this;
     }
     template <class A>
     void fields(A& archive) {
-        archive(bytesRead, bytesWritten, readCommands, writeCommands, busyMicroseconds, latency);
+        archive(bytesRead, bytesWritten, readCommands, writeCommands, busyMicroseconds, latency, unalignedCommands);
     }
 };
 

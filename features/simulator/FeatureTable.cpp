@@ -8,6 +8,7 @@
 #include "features/simulator/Features.h"
 #include "features/simulator/Happenings.h"
 #include "features/simulator/Identify.h"
+#include "features/simulator/OcpFeatures.h"
 #include "features/simulator/VelkoFeatures.h"
 #include "ostrel/core/ScopeTrace.h"
 
@@ -194,10 +195,14 @@ constexpr FeatureRow FEATURES[] = {
 
 const FeatureRow* findFeature(const CommandContext& context, uint8_t fid) {
     OSTREL_TRACE();
+    const bool isOcp = context.model.id == ModelId::OCP;
     const auto isRow = [fid](const FeatureRow& row) { return row.fid == fid; };
     const FeatureRow* row = std::find_if(std::begin(FEATURES), std::end(FEATURES), isRow);
-    if (row == std::end(FEATURES)) row = std::find_if(velkoFeaturesBegin(), velkoFeaturesEnd(), isRow);
-    if (row == velkoFeaturesEnd()) return nullptr;
+    if (row == std::end(FEATURES)) {
+        const FeatureRow* end = isOcp ? ocpFeaturesEnd() : velkoFeaturesEnd();
+        row = std::find_if(isOcp ? ocpFeaturesBegin() : velkoFeaturesBegin(), end, isRow);
+        if (row == end) return nullptr;
+    }
     return row->isOfDrive == nullptr || row->isOfDrive(context) ? row : nullptr;
 }
 

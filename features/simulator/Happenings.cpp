@@ -4,6 +4,7 @@
 #include "features/nvme/Opcodes.h"
 #include "features/simulator/EventData.h"
 #include "features/simulator/HealthLog.h"
+#include "features/simulator/OcpRecords.h"
 #include "features/simulator/PersistentEventLog.h"
 #include "features/simulator/VelkoRecords.h"
 #include "ostrel/core/ScopeTrace.h"
@@ -35,11 +36,7 @@ void recordFeature(CommandContext& context) {
     recordPersistentEvent(context, PersistentEvent::SET_FEATURE, setFeatureData(context));
 }
 
-}  // namespace
-
-void happened(CommandContext& context, const Happening& happening) {
-    OSTREL_TRACE();
-    recordVelkoHappening(context, happening);
+void recordPersistently(CommandContext& context, const Happening& happening) {
     using Kind = Happening::Kind;
     switch (happening.kind) {
         case Kind::RESET:
@@ -71,6 +68,15 @@ void happened(CommandContext& context, const Happening& happening) {
         case Kind::MEDIA_ERROR:
             return recordHardwareError(context, ERROR_MEDIA);
     }
+}
+
+}  // namespace
+
+void happened(CommandContext& context, const Happening& happening) {
+    OSTREL_TRACE();
+    recordVelkoHappening(context, happening);
+    recordPersistently(context, happening);
+    recordOcpHappening(context, happening);
 }
 
 }  // namespace features::simulator

@@ -15,8 +15,6 @@ namespace {
 
 constexpr uint16_t TRUE_KELVIN = 311;  // 38 degrees Celsius
 constexpr int32_t KELVIN_AT_0_CELSIUS = 273;
-/// A drive takes that many times its size of writes.
-constexpr uint64_t ENDURANCE_FILLS = 1000;
 constexpr uint64_t DATA_UNIT_BYTES = 512000;
 constexpr uint64_t MS_PER_HOUR = 3600000;
 constexpr uint64_t MICROSECONDS_PER_MINUTE = 60000000;

@@ -8,6 +8,9 @@
 
 namespace features::simulator {
 
+/// A drive takes that many times its size of writes.
+inline constexpr uint64_t ENDURANCE_FILLS = 1000;
+
 /// The composite temperature, in Kelvin: the true one or that of a fault.
 uint16_t compositeKelvin(const CommandContext& context);
 /// The Critical Warning field: what is true, and what a fault sets.

@@ -12,6 +12,7 @@
 #include "features/simulator/Firmware.h"
 #include "features/simulator/HealthLog.h"
 #include "features/simulator/NamespaceCommands.h"
+#include "features/simulator/OcpLogs.h"
 #include "features/simulator/PersistentEventLog.h"
 #include "features/simulator/Sanitize.h"
 #include "features/simulator/SelfTest.h"
@@ -80,10 +81,14 @@ bool isVendorLog(uint8_t lid) {
 }  // namespace
 
 const LogRow* findLog(const CommandContext& context, uint8_t lid) {
+    const bool isOcp = context.model.id == ModelId::OCP;
     const auto isRow = [lid](const LogRow& row) { return row.lid == lid; };
     const LogRow* row = std::find_if(std::begin(LOGS), std::end(LOGS), isRow);
-    if (row == std::end(LOGS)) row = std::find_if(velkoLogsBegin(), velkoLogsEnd(), isRow);
-    if (row == velkoLogsEnd()) return nullptr;
+    if (row == std::end(LOGS)) {
+        const LogRow* end = isOcp ? ocpLogsEnd() : velkoLogsEnd();
+        row = std::find_if(isOcp ? ocpLogsBegin() : velkoLogsBegin(), end, isRow);
+        if (row == end) return nullptr;
+    }
     if (row->isSupported != nullptr && !(context.description.*row->isSupported)) return nullptr;
     return row->isOfModel == nullptr || row->isOfModel(context.model.id) ? row : nullptr;
 }

@@ -53,6 +53,14 @@ CompletionEntry dataBlocksOf(const CommandContext& context, Blocks& blocks) {
     return fitsTransfer(context, blocks.bytes) ? completion : refusal(SCT_GENERIC, SC_INVALID_FIELD);
 }
 
+void countAlignment(CommandContext& context, const Blocks& blocks) {
+    constexpr uint64_t ALIGNED_BYTES = 4096;
+    const unsigned shift = context.formatOf(*blocks.part).dataShift;
+    const uint64_t firstByte = blocks.first << shift;
+    const uint64_t bytes = uint64_t{blocks.count} << shift;
+    if ((firstByte | bytes) % ALIGNED_BYTES != 0) ++context.work.unalignedCommands;
+}
+
 }  // namespace
 
 CompletionEntry read(CommandContext& context) {
@@ -68,6 +76,7 @@ CompletionEntry read(CommandContext& context) {
     ++context.work.readCommands;
     context.work.bytesRead += blocks.bytes;
     countLatency(context, true, blocks.bytes);
+    countAlignment(context, blocks);
     return completion;
 }
 
@@ -87,6 +96,7 @@ CompletionEntry write(CommandContext& context) {
     ++context.work.writeCommands;
     context.work.bytesWritten += blocks.bytes;
     countLatency(context, false, blocks.bytes);
+    countAlignment(context, blocks);
     context.state.sanitize.globalDataErased = false;
     return completion;
 }
