@@ -71,7 +71,7 @@ CompletionEntry buildSmart(CommandContext& context, const LogRequest&, Page& pag
     const auto state = readExtension<OcpState>(context.state);
     WorkCounters work = context.state.health.work;
     work += context.work;
-    const auto erases = static_cast<uint32_t>(work.bytesWritten / context.description.sizeBytes);
+    const uint64_t size = context.description.sizeBytes;
     page.resize(512);
     uint8_t* at = page.data();
     putLe64(at, work.bytesWritten);
@@ -80,8 +80,8 @@ CompletionEntry buildSmart(CommandContext& context, const LogRequest&, Page& pag
     putLe16(at + 46, MOST_PERCENT);
     putLe64(at + 56, context.state.health.mediaErrors);
     at[80] = percentageUsed(context);
-    putLe32(at + 88, erases + 1);  // the blocks that were erased most
-    putLe32(at + 92, erases);
+    putLe32(at + 88, static_cast<uint32_t>((work.bytesWritten + size - 1) / size));  // the blocks erased most
+    putLe32(at + 92, static_cast<uint32_t>(work.bytesWritten / size));
     at[96] = static_cast<uint8_t>(std::min<uint64_t>(state.throttlings, 255));
     at[97] = compositeKelvin(context) >= context.model.criticalKelvin  ? 2
              : compositeKelvin(context) >= context.model.warningKelvin ? 1

@@ -45,7 +45,7 @@ struct EventHistory {
     static constexpr const char* NAME = "event-history";
     uint64_t nextSnapshotDay = 0;  ///< the first day of power-on time that has no SMART / Health snapshot
     uint64_t poweredOnMs = 0;
-    std::string firmware;  ///< that ran after the last reset
+    std::string firmware;  ///< that ran at the last event
 
     template <class A>
     void fields(A& archive) {
@@ -122,6 +122,10 @@ void recordPersistentEvent(CommandContext& context, PersistentEvent type, const 
     EventJournal journal(context);
     const std::vector<uint8_t> timestamp = timestampOf(context);
     auto history = readExtension<EventHistory>(context.state);
+    if (history.firmware != context.state.firmware.running) {
+        history.firmware = context.state.firmware.running;
+        writeExtension(context.state, history);
+    }
     const uint64_t today = context.powerOnMs() / MS_PER_DAY;
     if (history.nextSnapshotDay <= today) {
         history.nextSnapshotDay = today + 1;
@@ -146,7 +150,6 @@ void recordReset(CommandContext& context, bool isPowerOn) {
     event.isActivation = history.firmware != running;
     event.powerCycle = context.state.health.powerCycles;
     event.sincePowerOnMs = context.nowMs - std::min(context.nowMs, history.poweredOnMs);
-    history.firmware = running;
     writeExtension(context.state, history);
     recordPersistentEvent(context, PersistentEvent::POWER_ON_OR_RESET, powerOnData(context, event));
 }

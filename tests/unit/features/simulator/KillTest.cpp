@@ -72,8 +72,8 @@ protected:
                 return {admin(0x14, 0, index / 16 % 2 == 0 ? 1 : 0xF), {}};
             case 13:
                 return {admin(0x09, 0, 0x08, index & 0xFFFF), {}};
-            case 14:
-                return {admin(0x7F), {}};
+            case 14:  // telemetry is captured
+                return {index / 16 % 4 == 0 ? admin(0x02, 0, 0x007F0107) : admin(0x7F), {}};
             default:
                 return {admin(0x0D, 2, 1), {}};
         }
@@ -108,6 +108,9 @@ protected:
         add(admin(0x02, 0, 0x007F0003));
         add(admin(0x02, 0, 0x03FF0001));
         add(io(0x02, 1, 0, 0, 127));
+        add(admin(0x02, 0, 0x007F0007));  // the telemetry header
+        add(admin(0x02, 0, 0xFFFF010D));  // the persistent event log, 256 KiB of it
+        add(admin(0x02, 0, 0x007F020D));
         return all;
     }
 

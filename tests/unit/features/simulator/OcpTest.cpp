@@ -101,7 +101,6 @@ TEST_F(OcpModelOfASimulatedDrive, ExtendedSmartLogMovesWithUse) {
     const Bytes first = smart();
     Bytes expected(512);
     expected[38] = expected[46] = 100;
-    expected[88] = 1;
     expected[103] = 2;
     expected[128] = 100;
     expected[144] = 1;
@@ -126,6 +125,7 @@ TEST_F(OcpModelOfASimulatedDrive, ExtendedSmartLogMovesWithUse) {
     expected[1] = 0x20;   // written
     expected[17] = 0x02;  // read
     expected[56] = 1;     // unrecovered
+    expected[88] = 1;     // the block erased most
     expected[96] = 2;     // throttled, and again after the power loss
     expected[97] = 2;     // at the critical temperature
     expected[104] = 2;    // PCIe errors
