@@ -40,6 +40,15 @@ uint16_t parameterOf(const CommandContext& context, const CompletionEntry& compl
     return context.parameterLocation;
 }
 
+void recordFailedCommit(CommandContext& context, const CompletionEntry& completion) {
+    Happening commit{Happening::Kind::FIRMWARE_COMMIT};
+    commit.value = context.command.cdw10 >> 3 & 7;
+    commit.selector = context.command.cdw10 & 7;
+    commit.statusField = completion.statusField;
+    commit.before = commit.after = context.state.firmware.running;
+    happened(context, commit);
+}
+
 /// The first logical block of a command that names one.
 uint64_t firstBlock(const SubmissionEntry& command) {
     const bool hasBlocks = !command.isAdmin && (command.opcode == OPC_READ || command.opcode == OPC_WRITE ||
@@ -67,6 +76,8 @@ void noteError(CommandContext& context, const CompletionEntry& completion) {
     errors.insert(errors.begin(), entry);
     if (errors.size() > context.model.errorEntries) errors.resize(context.model.errorEntries);
     recordVelkoError(context, completion);
+    const bool isCommit = command.isAdmin && command.opcode == OPC_FIRMWARE_COMMIT;
+    if (isCommit && context.description.supportsFirmwareUpdate) recordFailedCommit(context, completion);
     if (!isMediaError) return;
     happened(context, {Happening::Kind::MEDIA_ERROR});
     captureForController(context, "Media and data integrity error");

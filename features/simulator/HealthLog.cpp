@@ -1,9 +1,11 @@
 #include "features/simulator/HealthLog.h"
 
 #include <algorithm>
+#include <array>
 
 #include "features/nvme/Bytes.h"
 #include "features/nvme/Opcodes.h"
+#include "features/simulator/Extension.h"
 #include "features/simulator/Features.h"
 #include "ostrel/core/ScopeTrace.h"
 
@@ -17,8 +19,26 @@ constexpr uint16_t TRUE_KELVIN = 311;  // 38 degrees Celsius
 constexpr int32_t KELVIN_AT_0_CELSIUS = 273;
 constexpr uint64_t DATA_UNIT_BYTES = 512000;
 constexpr uint64_t MS_PER_HOUR = 3600000;
+constexpr uint64_t MS_PER_MINUTE = 60000;
 constexpr uint64_t MICROSECONDS_PER_MINUTE = 60000000;
 constexpr uint8_t WARNING_TEMPERATURE = 1 << 1;
+
+/// How long the drive has been how hot.
+struct ThermalTimes {
+    static constexpr const char* NAME = "thermal-times";
+    uint8_t level = 0;  ///< 1: WCTEMP is reached, 2: CCTEMP
+    uint64_t sinceMs = 0;
+    std::array<uint64_t, 3> ms{};  ///< of each level, without the time since `sinceMs`
+
+    template <class A>
+    void fields(A& archive) {
+        archive(level, sinceMs, ms);
+    }
+    void advanceTo(uint64_t nowMs) {
+        ms[std::min<size_t>(level, 2)] += nowMs - std::min(nowMs, sinceMs);
+        sinceMs = nowMs;
+    }
+};
 
 uint64_t roundedUp(uint64_t number, uint64_t unit) {
     return number / unit + (number % unit != 0 ? 1 : 0);
@@ -46,6 +66,18 @@ uint8_t percentageUsed(const CommandContext& context) {
     return static_cast<uint8_t>(std::min<uint64_t>(written / std::max<uint64_t>(fill, 1), 255));
 }
 
+bool noteTemperature(CommandContext& context) {
+    OSTREL_TRACE();
+    const uint16_t kelvin = compositeKelvin(context);
+    const uint8_t level = kelvin >= context.model.criticalKelvin ? 2 : kelvin >= context.model.warningKelvin ? 1 : 0;
+    auto times = readExtension<ThermalTimes>(context.state);
+    if (level == times.level) return false;
+    times.advanceTo(context.nowMs);
+    times.level = level;
+    writeExtension(context.state, times);
+    return true;
+}
+
 CompletionEntry buildHealthLog(CommandContext& context, const LogRequest&, std::vector<uint8_t>& page) {
     OSTREL_TRACE();
     const HealthState& health = context.state.health;
@@ -68,6 +100,10 @@ CompletionEntry buildHealthLog(CommandContext& context, const LogRequest&, std::
     putLe64(at + 144, health.unsafeShutdowns);
     putLe64(at + 160, health.mediaErrors);
     putLe64(at + 176, context.state.errorCount);
+    auto times = readExtension<ThermalTimes>(context.state);
+    times.advanceTo(context.nowMs);
+    putLe32(at + 192, static_cast<uint32_t>(times.ms[1] / MS_PER_MINUTE));
+    putLe32(at + 196, static_cast<uint32_t>(times.ms[2] / MS_PER_MINUTE));
     putLe16(at + 200, compositeKelvin(context));  // Temperature Sensor 1
     return {};
 }

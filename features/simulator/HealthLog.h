@@ -18,6 +18,10 @@ uint8_t criticalWarning(const CommandContext& context);
 /// How much of the drive's life its writes have used, in percent; 255 is the most.
 uint8_t percentageUsed(const CommandContext& context);
 
+/// Counts how long the composite temperature has been above WCTEMP and CCTEMP; to be called before each command. True
+/// when the state changed.
+bool noteTemperature(CommandContext& context);
+
 /// Log page 02h, SMART / Health Information.
 CompletionEntry buildHealthLog(CommandContext& context, const LogRequest& request, std::vector<uint8_t>& page);
 

@@ -52,6 +52,7 @@ void recordOcpHappening(CommandContext& context, const Happening& happening) {
             noteActivation(context, state);
             break;
         case Happening::Kind::FIRMWARE_COMMIT:
+            if (happening.before == happening.after) return;  // nothing new, or refused
             state.commitAction = static_cast<uint8_t>(happening.value);
             noteActivation(context, state);
             break;

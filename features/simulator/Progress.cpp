@@ -5,6 +5,7 @@
 #include "features/simulator/Faults.h"
 #include "features/simulator/Firmware.h"
 #include "features/simulator/Happenings.h"
+#include "features/simulator/HealthLog.h"
 #include "features/simulator/Sanitize.h"
 #include "features/simulator/SelfTest.h"
 #include "ostrel/core/ScopeTrace.h"
@@ -17,8 +18,9 @@ bool catchUp(CommandContext& context) {
     const bool hasDeallocated = finishDeallocation(context);
     const bool hasTested = finishSelfTest(context);
     const bool hasSanitized = finishSanitize(context);
+    const bool hasHeated = noteTemperature(context);
     const bool hasWarned = raiseWarnings(context);
-    return hasDeallocated || hasTested || hasSanitized || hasWarned;
+    return hasHeated || hasDeallocated || hasTested || hasSanitized || hasWarned;
 }
 
 void restart(CommandContext& context, bool isOfSubsystem) {

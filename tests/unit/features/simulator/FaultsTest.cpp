@@ -43,6 +43,22 @@ TEST_F(FaultsOfASimulatedDrive, CriticalWarningAndTemperatureLieOverTheTruth) {
     EXPECT_EQ(part(log(0x02, 512), 0, 3), (Bytes{0x00, 0x37, 0x01}));
 }
 
+TEST_F(FaultsOfASimulatedDrive, TimeOfHeatIsCounted) {
+    const auto beAt = [this](std::optional<int32_t> celsius, uint64_t minutes) {
+        description.faults.temperatureCelsius = celsius;
+        describe();
+        EXPECT_EQ(status(readBlocks(0, 1)), 0);
+        clock.advanceMs(minutes * 60000);
+    };
+    beAt(80, 10);
+    beAt(90, 5);
+    beAt(69, 30);
+    beAt(70, 2);
+    EXPECT_EQ(part(log(0x02, 512), 192, 8), (Bytes{12, 0, 0, 0, 5, 0, 0, 0})) << "above 70 and above 85 degrees";
+    beAt(std::nullopt, 100);
+    EXPECT_EQ(part(log(0x02, 512), 192, 8), (Bytes{12, 0, 0, 0, 5, 0, 0, 0}));
+}
+
 TEST_F(FaultsOfASimulatedDrive, MediaErrorsFailReadsUntilTheBlocksAreRewritten) {
     description.faults.mediaErrors = {{1, 100, 4}, {1, 500, 1}};
     describe();

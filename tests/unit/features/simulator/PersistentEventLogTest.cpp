@@ -195,6 +195,12 @@ TEST_F(PersistentEventLogOfASimulatedDrive, FaultsAreRecorded) {
                                   event(0x05, AT_START, {6, 0, 0, 0, 0x0A, 0, 0, 0})}));
 }
 
+TEST_F(PersistentEventLogOfASimulatedDrive, RefusedFirmwareCommitIsRecorded) {
+    EXPECT_EQ(status(admin(0x10, 0, 3 << 3 | 4)), 0x4107) << "there is nothing in slot 4";
+    EXPECT_EQ(events(), event(0x02, AT_START, {'V', 'S', 'I', 'M', '0', '1', '0', '0', 'V', 'S', 'I',
+                                               'M', '0', '1', '0', '0', 3,   4,   1,   7,   0,   0}));
+}
+
 TEST_F(PersistentEventLogOfASimulatedDrive, SelfTestIsAVendorSpecificEvent) {
     EXPECT_EQ(status(admin(0x14, 0, 1)), 0);
     clock.advanceMs(10000);
