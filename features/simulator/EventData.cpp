@@ -1,7 +1,6 @@
 #include "features/simulator/EventData.h"
 
 #include <algorithm>
-#include <cstring>
 #include <string>
 
 #include "features/nvme/Bytes.h"
@@ -9,6 +8,7 @@
 #include "features/simulator/Features.h"
 #include "features/simulator/HealthLog.h"
 #include "features/simulator/Identify.h"
+#include "features/simulator/PaddedText.h"
 #include "features/simulator/Sanitize.h"
 #include "features/simulator/SelfTest.h"
 #include "ostrel/core/ScopeTrace.h"
@@ -20,13 +20,6 @@ using namespace nvme;
 namespace {
 
 using Data = std::vector<uint8_t>;
-
-constexpr size_t REVISION_BYTES = 8;
-
-void putRevision(uint8_t* at, const std::string& revision) {
-    std::memset(at, ' ', REVISION_BYTES);
-    std::copy_n(revision.begin(), std::min(REVISION_BYTES, revision.size()), at);
-}
 
 void addDescriptor(Data& data, uint16_t code, uint8_t type, const uint8_t* bytes, size_t size) {
     constexpr size_t HEAD_BYTES = 6;
@@ -43,8 +36,8 @@ void addDescriptor(Data& data, uint16_t code, uint8_t type, const uint8_t* bytes
 Data firmwareCommitData(const Happening& commit) {
     OSTREL_TRACE();
     Data data(22);
-    putRevision(data.data(), commit.before);
-    putRevision(data.data() + 8, commit.after);
+    putText(data.data(), REVISION_BYTES, commit.before);
+    putText(data.data() + 8, REVISION_BYTES, commit.after);
     data[16] = static_cast<uint8_t>(commit.value);
     data[17] = static_cast<uint8_t>(commit.selector);
     data[18] = static_cast<uint8_t>(commit.statusField >> 8 & 7);
@@ -63,7 +56,7 @@ Data timestampChangeData(const CommandContext& context) {
 Data powerOnData(const CommandContext& context, const PowerOn& powerOn) {
     OSTREL_TRACE();
     Data data(44);
-    putRevision(data.data(), context.state.firmware.running);
+    putText(data.data(), REVISION_BYTES, context.state.firmware.running);
     uint8_t* reset = data.data() + 8;
     putLe16(reset, CONTROLLER_ID);
     reset[2] = powerOn.isActivation ? 1 : 0;

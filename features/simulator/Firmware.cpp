@@ -12,6 +12,7 @@
 #include "features/simulator/Events.h"
 #include "features/simulator/FirmwareDownload.h"
 #include "features/simulator/Happenings.h"
+#include "features/simulator/PaddedText.h"
 #include "features/simulator/Transfer.h"
 #include "ostrel/core/ScopeTrace.h"
 
@@ -34,7 +35,6 @@ constexpr size_t OFFSET_CHECKED = 16;
 constexpr size_t OFFSET_MODEL = 16;
 constexpr size_t MODEL_BYTES = 40;
 constexpr size_t OFFSET_REVISION = 56;
-constexpr size_t REVISION_BYTES = 8;
 constexpr size_t OFFSET_RESET = 64;
 
 // Commit Action.
@@ -220,8 +220,7 @@ CompletionEntry buildFirmwareLog(CommandContext& context, const LogRequest&, std
         const std::string& revision = firmware.slots[i];
         if (revision.empty()) continue;
         uint8_t* at = page.data() + 8 + 8 * i;
-        std::memset(at, ' ', REVISION_BYTES);
-        std::copy_n(revision.begin(), std::min(revision.size(), REVISION_BYTES), at);
+        putText(at, REVISION_BYTES, revision);
     }
     return {};
 }

@@ -8,6 +8,7 @@
 #include "features/nvme/Opcodes.h"
 #include "features/nvme/StatusCodes.h"
 #include "features/simulator/Namespaces.h"
+#include "features/simulator/PaddedText.h"
 #include "ostrel/core/ScopeTrace.h"
 
 namespace features::simulator {
@@ -22,11 +23,6 @@ constexpr uint64_t PAGE_KIB = 4;
 /// OCP Datacenter NVMe SSD Specification 2.0: the UUID that its logs and features go by.
 constexpr uint8_t OCP_UUID[] = {0xC1, 0x94, 0xD5, 0x5B, 0xE0, 0x94, 0x47, 0x94,
                                 0xA2, 0x1D, 0x29, 0x99, 0x8F, 0x56, 0xBE, 0x6F};
-
-void putText(uint8_t* at, size_t width, const std::string& text) {
-    std::memset(at, ' ', width);
-    std::copy_n(text.begin(), std::min(width, text.size()), at);
-}
 
 uint8_t log2Of(uint64_t number) {
     uint8_t power = 0;

@@ -1,7 +1,6 @@
 #include "features/simulator/OcpLogs.h"
 
 #include <algorithm>
-#include <cstring>
 #include <iterator>
 #include <string>
 
@@ -13,6 +12,7 @@
 #include "features/simulator/Namespaces.h"
 #include "features/simulator/OcpFeatures.h"
 #include "features/simulator/OcpState.h"
+#include "features/simulator/PaddedText.h"
 #include "ostrel/core/ScopeTrace.h"
 
 namespace features::simulator {
@@ -117,12 +117,6 @@ CompletionEntry buildErrorRecovery(CommandContext& context, const LogRequest&, P
     return {};
 }
 
-void putRevision(uint8_t* at, const std::string& revision) {
-    constexpr size_t REVISION_BYTES = 8;
-    std::memset(at, ' ', REVISION_BYTES);
-    std::memcpy(at, revision.data(), std::min(REVISION_BYTES, revision.size()));
-}
-
 CompletionEntry buildFirmwareHistory(CommandContext& context, const LogRequest&, Page& page) {
     constexpr size_t OFFSET_ENTRIES = 8;
     constexpr uint8_t ENTRY_BYTES = 64;
@@ -137,8 +131,8 @@ CompletionEntry buildFirmwareHistory(CommandContext& context, const LogRequest&,
         putLe16(at + 4, entry.count);
         putLe64(at + 6, entry.timestamp);
         putLe64(at + 22, entry.powerCycles);
-        putRevision(at + 30, entry.before);
-        putRevision(at + 38, entry.after);
+        putText(at + 30, REVISION_BYTES, entry.before);
+        putText(at + 38, REVISION_BYTES, entry.after);
         at[46] = entry.slot;
         at[47] = entry.commitAction;
         at += ENTRY_BYTES;

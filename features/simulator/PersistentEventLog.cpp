@@ -13,6 +13,7 @@
 #include "features/simulator/Features.h"
 #include "features/simulator/HealthLog.h"
 #include "features/simulator/Identify.h"
+#include "features/simulator/PaddedText.h"
 #include "features/simulator/Snapshot.h"
 #include "ostrel/core/ScopeTrace.h"
 
@@ -70,11 +71,6 @@ std::vector<uint8_t> eventBytes(PersistentEvent type, const std::vector<uint8_t>
     putLe16(event.data() + 22, static_cast<uint16_t>(data.size()));
     event.insert(event.end(), data.begin(), data.end());
     return event;
-}
-
-void putText(uint8_t* at, size_t width, const std::string& text) {
-    std::memset(at, ' ', width);
-    std::copy_n(text.begin(), std::min(width, text.size()), at);
 }
 
 void putHeader(const CommandContext& context, size_t events, std::vector<uint8_t>& page) {

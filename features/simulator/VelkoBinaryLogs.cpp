@@ -8,6 +8,7 @@
 #include "features/nvme/VelkoInterface.h"
 #include "features/simulator/Extension.h"
 #include "features/simulator/Identify.h"
+#include "features/simulator/PaddedText.h"
 #include "features/simulator/VelkoRecords.h"
 #include "features/simulator/VelkoState.h"
 #include "ostrel/core/ScopeTrace.h"
@@ -29,11 +30,6 @@ struct Body {
     uint32_t entryBytes = 0;
     std::vector<uint8_t> bytes;
 };
-
-void putText(uint8_t* at, size_t width, const std::string& text) {
-    std::fill_n(at, width, uint8_t{' '});
-    std::copy_n(text.begin(), std::min(width, text.size()), at);
-}
 
 std::vector<uint8_t> pictureOf(const CommandContext& context, const char* signature, const Body& body,
                                uint32_t generation) {
