@@ -1,3 +1,5 @@
+#include <algorithm>
+
 #include "features/nvme/Bytes.h"
 #include "features/nvme/LogPages.h"
 #include "features/nvme/VelkoLogPages.h"
@@ -82,7 +84,7 @@ protected:
     }
     std::string pageText(uint8_t lid, const Bytes& identity) {
         if (lid == 0x0D) return eventLogText();
-        if (lid == 0xC0) return treeText(nvme::decodeOcpSmart(payload(head(lid, 512))));
+        if (lid == 0xC0) return ocpSmartText();
         const nvme::LogPageRow* row = nvme::findLogPage(lid);
         if (row == nullptr) row = nvme::findVelkoLogPage(lid);
         if (row == nullptr) return dump(head(lid, lid == 0xC1 || lid == 0xC3 ? 512 : 4096));
@@ -92,6 +94,11 @@ protected:
             page = head(lid, static_cast<uint32_t>(row->wholeLength(controllerData, page.data())));
         }
         return treeText(row->decode(payload(page)));
+    }
+    std::string ocpSmartText() {
+        Bytes page = head(0xC0, 512);
+        std::fill_n(page.begin() + 152, 8, uint8_t{0});  // NUSE: the file system's affair
+        return treeText(nvme::decodeOcpSmart(payload(page)));
     }
     std::string eventLogText() {
         const auto length = static_cast<uint32_t>(number(head(0x0D, 512), 8, 8));
