@@ -74,7 +74,6 @@ std::string factsText(const CommandContext& context) {
         const std::string name = "namespace " + std::to_string(nsid);
         line(name + " size", part.size);
         line(name + " format", part.format);
-        line(name + " blocks in use", context.media.blocksInUse(nsid));
     }
     return text;
 }

@@ -49,9 +49,8 @@ TEST_F(TelemetryOfASimulatedDrive, CaptureHasThreeAreas) {
               "self-test: 0\n"
               "sanitize status: 0\n"
               "namespace 1 size: 131072\n"
-              "namespace 1 format: 0\n"
-              "namespace 1 blocks in use: 0\n" +
-                  std::string(82, '\0'));
+              "namespace 1 format: 0\n" +
+                  std::string(111, '\0'));
     EXPECT_EQ(piece(0x07, 1536, 4096), log(0x01, 4096)) << "area 2 holds the error log";
     EXPECT_EQ(part(piece(0x07, 5632, 512), 0, 20),
               (Bytes{0x0D, 0, 0, 0, 0, 0, 0, 0, 0, 2, 0, 0, 0, 0, 0, 0, 1, 0, 0xEC, 1}))
