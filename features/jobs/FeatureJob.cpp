@@ -109,7 +109,8 @@ std::vector<std::string> FeatureJob::driveNames() const {
     OSTREL_TRACE();
     const auto& devices = getDevices();
     // How the headings name the drives: by the serial number. Where several have the same one, as controllers of one
-    // subsystem do, its node follows: "S1 nvme0". Without a mark between them, since headings become XML names.
+    // subsystem do, the node follows: "S1 nvme0". Without a mark between them, since headings become XML names. The
+    // node alone stands for a drive that could not tell its serial number.
     std::vector<std::string> names;
     std::map<std::string, unsigned> drivesOfName;
     for (const auto& device : devices) {
@@ -117,9 +118,9 @@ std::vector<std::string> FeatureJob::driveNames() const {
         ++drivesOfName[names.back()];
     }
     for (std::size_t i = 0; i < names.size(); ++i) {
-        if (drivesOfName[names[i]] == 1) continue;
+        if (!names[i].empty() && drivesOfName[names[i]] == 1) continue;
         const std::string path = devices[i]->getAttribute(attributes::device::devicePath()).getText();
-        names[i] += " " + path.substr(path.rfind('/') + 1);
+        names[i] += (names[i].empty() ? "" : " ") + path.substr(path.rfind('/') + 1);
     }
     return names;
 }

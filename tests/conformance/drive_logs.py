@@ -118,7 +118,7 @@ class LongLogs(DriveLogsTestCase):
 
     def test_the_reporting_context_lasts_until_it_is_released(self):
         none = ("Error: Persistent event log context has not been established. "
-                f"Drive S1 ({DRIVES}/a/dev/nvme0).\n")
+                f"Drive S1 ({DRIVES}/a/dev/a).\n")
         old = ("dump", "-velkossd", "0", "-persistenteventlog", "read", "NewContext=false")
         written = "Successfully written persistenteventlog data to persistenteventlog_S1.bin\n"
         self.check(*old, status=3, stdout=none)

@@ -2,7 +2,6 @@
 reads (the witness) and nimbrel through its Linux transport, and nimbrel reads it through its simulated transport. All
 of them must say the same."""
 
-import json
 import re
 import struct
 import time
@@ -14,6 +13,7 @@ from machine import Machine
 from witness import VmTestCase, strict_json
 
 FOLDER = "/opt/velko/nimbrel/SimulatedDrives/drive"
+NODE = f"{FOLDER}/dev/drive"  # and its namespaces: NODEn1
 SERIAL = "SIM1"
 NQN = f"nqn.2026-01.com.velko.nimbrel:simulated:{SERIAL}"
 ADDRESS = "-t tcp -a 127.0.0.1 -s 4420"
@@ -89,8 +89,7 @@ class SimulatedDriveTestCase(VmTestCase):
         """A run on one road, with the drive's own place in the words of both."""
         words = ["nimbrel", *verb.split(), "-velkossd", index, *arguments]
         run = self.machine.run(*words)
-        # A simulated drive's nodes are named below its folder: FOLDER/dev/nvme0n1.
-        run.stdout = run.stdout.replace(FOLDER.replace("/", "\\/"), "").replace(FOLDER, "")
+        run.stdout = run.stdout.replace(NODE.replace("/", "\\/"), "\\/dev\\/nvme0").replace(NODE, "/dev/nvme0")
         return run.status, run.stdout, run.stderr
 
     def both(self, verb, *arguments, without=None):
@@ -131,9 +130,10 @@ class Agreement:
 
     def test_10_the_list_shows_it_twice(self):
         run = self.machine.run("nimbrel", "show", "-o", "json", "-velkossd")
-        # Not strictly: both have one serial number and one node name, so both have one heading.
-        drives = [dict(drive) for _, drive in json.loads(run.stdout, object_pairs_hook=list)]
-        self.assertEqual([drive["DevicePath"] for drive in drives], ["/dev/nvme0", f"{FOLDER}/dev/nvme0"])
+        shown = strict_json(run.stdout)
+        self.assertEqual(list(shown), [f"Velko SSD {SERIAL} nvme0", f"Velko SSD {SERIAL} drive"])
+        drives = list(shown.values())
+        self.assertEqual([drive["DevicePath"] for drive in drives], ["/dev/nvme0", NODE])
         for drive in drives:
             del drive["DevicePath"], drive["Index"]
         self.assertEqual(drives[0], drives[1])

@@ -32,7 +32,7 @@ Status identify(Controller& controller, uint8_t cns, uint32_t nsid, std::vector<
 }  // namespace
 
 std::string controllerNode(const std::string& folder) {
-    return folder + "/dev/nvme0";
+    return folder + "/dev/" + folder.substr(folder.rfind('/') + 1);
 }
 
 std::string namespaceNode(const std::string& folder, uint32_t nsid) {

@@ -10,8 +10,9 @@
 
 namespace features::transport {
 
-/// How a simulated drive and its namespaces are named, as if its folder had a /dev of its own: "DRIVE/dev/nvme0", and
-/// "DRIVE/dev/nvme0n1" for namespace 1. No such files are there, but the tool knows a path by the "/dev/" in it.
+/// How a simulated drive and its namespaces are named, as if its folder had a /dev of its own: for the drive "one"
+/// "one/dev/one", and "one/dev/onen1" for its namespace 1. No such files are there, but the tool knows a path by the
+/// "/dev/" in it.
 std::string controllerNode(const std::string& folder);
 std::string namespaceNode(const std::string& folder, uint32_t nsid);
 /// The namespaces that are attached to the controller, as a host sees them.

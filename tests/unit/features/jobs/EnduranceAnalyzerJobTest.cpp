@@ -236,7 +236,7 @@ TEST_F(EnduranceAnalyzerJobTest, WithoutASerialNumberNothingIsKept) {
     drive.expect(lookAtLog(0x02, 512).answers(smartLog()));
     EXPECT_EQ(JobRun(job_, JOBTYPE_METHOD).on({&drive}), R"(0/0
 <Object category="Output">
-<Object category="status" key="" name="Endurance Analyzer">
+<Object category="status" key="nvme0" name="Endurance Analyzer">
 <Property name="Category" value="10"/>
 <Property name="Code" value="34"/>
 <Property name="Message" value="The drive has no serial number to keep its workload indicators under."/>

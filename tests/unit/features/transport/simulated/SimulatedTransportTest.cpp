@@ -71,20 +71,20 @@ protected:
 
 TEST_F(SimulatedTransport, FindsTheDrivesInOrder) {
     EXPECT_EQ(scanned(),
-              "/one9/dev/nvme0|B|Simulated OCP Datacenter NVMe SSD|OSIM0100|\n"
-              "/one10/dev/nvme0|B|Simulated OCP Datacenter NVMe SSD|OSIM0100|\n"
-              "/two/dev/nvme0|A|VELKO Simulated NVMe SSD|VSIM0100|\n");
+              "/one9/dev/one9|B|Simulated OCP Datacenter NVMe SSD|OSIM0100|\n"
+              "/one10/dev/one10|B|Simulated OCP Datacenter NVMe SSD|OSIM0100|\n"
+              "/two/dev/two|A|VELKO Simulated NVMe SSD|VSIM0100|\n");
 }
 
 TEST_F(SimulatedTransport, FindsADamagedDriveWithItsReason) {
     writeWholeFile(root + "/one9/description.ini", "[drive]\nmodel = tape\n");
     writeWholeFile(root + "/one10/state", "rubbish");
-    EXPECT_EQ(scanned(), "/one9/dev/nvme0||||" + root +
+    EXPECT_EQ(scanned(), "/one9/dev/one9||||" + root +
                              "/one9/description.ini: \"model\" takes \"velko\" or \"ocp\".\n"
-                             "/one10/dev/nvme0||||The state of the simulated drive is damaged: " +
+                             "/one10/dev/one10||||The state of the simulated drive is damaged: " +
                              root +
                              "/one10/state is too short.\n"
-                             "/two/dev/nvme0|A|VELKO Simulated NVMe SSD|VSIM0100|\n");
+                             "/two/dev/two|A|VELKO Simulated NVMe SSD|VSIM0100|\n");
 }
 
 TEST_F(SimulatedTransport, FindsNothingWhereThereIsNoFolder) {
@@ -95,21 +95,21 @@ TEST_F(SimulatedTransport, FindsNothingWhereThereIsNoFolder) {
 
 TEST_F(SimulatedTransport, FollowsPathsAndLinks) {
     ASSERT_EQ(::symlink((root + "/two").c_str(), (folder / "drive").c_str()), 0);
-    ASSERT_EQ(::symlink("drives/two/dev/nvme0n1", (folder / "namespace").c_str()), 0);
+    ASSERT_EQ(::symlink("drives/two/dev/twon1", (folder / "namespace").c_str()), 0);
     ASSERT_EQ(::symlink("loop", (folder / "loop").c_str()), 0);
-    EXPECT_EQ(located(root + "/two"), "/two/dev/nvme0");
-    EXPECT_EQ(located(root + "/two/dev/nvme0"), "/two/dev/nvme0");
-    EXPECT_EQ(located(root + "/two/dev/nvme0n1"), "/two/dev/nvme0 1");
-    EXPECT_EQ(located(root + "/two/dev/nvme0n2"), "nothing");
-    EXPECT_EQ(located(root + "/two/dev/nvme1"), "nothing");
+    EXPECT_EQ(located(root + "/two"), "/two/dev/two");
+    EXPECT_EQ(located(root + "/two/dev/two"), "/two/dev/two");
+    EXPECT_EQ(located(root + "/two/dev/twon1"), "/two/dev/two 1");
+    EXPECT_EQ(located(root + "/two/dev/twon2"), "nothing");
+    EXPECT_EQ(located(root + "/two/dev/three"), "nothing");
     EXPECT_EQ(located(root + "/two/dev"), "nothing");
     EXPECT_EQ(located(root + "/two/n1"), "nothing");
     EXPECT_EQ(located(root + "/two/state"), "nothing");
     EXPECT_EQ(located(root + "/three"), "nothing");
-    EXPECT_EQ(located(root + "/three/dev/nvme0"), "nothing");
-    EXPECT_EQ(located(folder / "drive"), "/two/dev/nvme0");
-    EXPECT_EQ(located(folder / "drive/dev/nvme0n1"), "/two/dev/nvme0 1");
-    EXPECT_EQ(located(folder / "namespace"), "/two/dev/nvme0 1");
+    EXPECT_EQ(located(root + "/three/dev/three"), "nothing");
+    EXPECT_EQ(located(folder / "drive"), "/two/dev/two");
+    EXPECT_EQ(located(folder / "drive/dev/twon1"), "/two/dev/two 1");
+    EXPECT_EQ(located(folder / "namespace"), "/two/dev/two 1");
     EXPECT_EQ(located(folder / "loop"), "nothing");
     EXPECT_EQ(located("/"), "nothing");
     EXPECT_EQ(located(""), "nothing");
@@ -137,7 +137,7 @@ TEST_F(SimulatedTransport, TellsTheNamespaces) {
     const auto& found = dynamic_cast<const HostResult&>(*result.protocolResult).namespaces;
     ASSERT_EQ(found.size(), 1U);
     EXPECT_EQ(found[0].nsid, 1U);
-    EXPECT_EQ(found[0].node, root + "/two/dev/nvme0n1");
+    EXPECT_EQ(found[0].node, root + "/two/dev/twon1");
     EXPECT_EQ(found[0].sizeBytes, 1U << 20);
     EXPECT_EQ(found[0].blockBytes, 512U);
     EXPECT_EQ(found[0].metadataBytes, 0U);
