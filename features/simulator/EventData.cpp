@@ -67,9 +67,10 @@ Data powerOnData(const CommandContext& context, const PowerOn& powerOn) {
 
 Data hardwareErrorData(uint16_t code, const Data& more) {
     OSTREL_TRACE();
-    Data data(4);
+    constexpr std::size_t CODE_BYTES = 4;
+    Data data(CODE_BYTES + more.size());
     putLe16(data.data(), code);
-    data.insert(data.end(), more.begin(), more.end());
+    std::copy(more.begin(), more.end(), data.begin() + CODE_BYTES);
     return data;
 }
 

@@ -62,14 +62,14 @@ std::vector<uint8_t> eventBytes(PersistentEvent type, const std::vector<uint8_t>
                                 const std::vector<uint8_t>& data) {
     constexpr uint8_t REVISION = 1;
     constexpr uint8_t REST_OF_HEADER = EventJournal::HEADER_BYTES - 3;
-    std::vector<uint8_t> event(EventJournal::HEADER_BYTES);
+    std::vector<uint8_t> event(EventJournal::HEADER_BYTES + data.size());
     event[0] = static_cast<uint8_t>(type);
     event[1] = REVISION;
     event[2] = REST_OF_HEADER;
     putLe16(event.data() + 4, CONTROLLER_ID);
     std::copy(timestamp.begin(), timestamp.end(), event.begin() + 6);
     putLe16(event.data() + 22, static_cast<uint16_t>(data.size()));
-    event.insert(event.end(), data.begin(), data.end());
+    std::copy(data.begin(), data.end(), event.begin() + EventJournal::HEADER_BYTES);
     return event;
 }
 
