@@ -5,9 +5,11 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <chrono>
 #include <climits>
 #include <cstdlib>
 #include <sstream>
+#include <thread>
 
 #include "features/transport/linux/Sysfs.h"
 #include "ostrel/core/FileDescriptor.h"
@@ -20,6 +22,11 @@ using ostrel::core::FileDescriptor;
 namespace {
 
 constexpr uint64_t SECTOR_BYTES = 512;  // the unit of sysfs, whatever the drive's blocks
+
+/// The kernel holds a disk exclusively while it looks for partitions, and another run of this tool while it asks here:
+/// neither is a use. Half a second together.
+constexpr int EXCLUSIVE_OPEN_TRIES = 11;
+constexpr std::chrono::milliseconds EXCLUSIVE_OPEN_POLL{50};
 
 /// A backslash and the three octal digits of one byte.
 bool isEscape(const std::string& text, size_t at) {
@@ -145,8 +152,13 @@ void BlockUses::addUses(const std::string& block, std::vector<NamespaceUse>& use
 }
 
 bool BlockUses::isOpenedElsewhere(const std::string& block) const {
-    const FileDescriptor node(::open((paths_.dev + "/" + block).c_str(), O_RDONLY | O_EXCL | O_CLOEXEC | O_NONBLOCK));
-    return !node.isOpen() && errno == EBUSY;
+    for (int tries = 1;; ++tries) {
+        const FileDescriptor node(
+            ::open((paths_.dev + "/" + block).c_str(), O_RDONLY | O_EXCL | O_CLOEXEC | O_NONBLOCK));
+        if (node.isOpen() || errno != EBUSY) return false;
+        if (tries == EXCLUSIVE_OPEN_TRIES) return true;
+        std::this_thread::sleep_for(EXCLUSIVE_OPEN_POLL);
+    }
 }
 
 std::vector<NamespaceUse> BlockUses::usesOf(const std::string& block) const {
