@@ -68,7 +68,8 @@ TEST(Pdu, HasItsDigestsChecked) {
     const Bytes headerDigest = bytesOf("D67C16BD");
     const Bytes data = bytesOf("01020304");
     const Bytes dataDigest = bytesOf("F48C3029");
-    const Pdu pdu = parsed(joined({header, headerDigest, data, dataDigest}), DIGESTS);
+    const Bytes unit = joined({header, headerDigest, data, dataDigest});
+    const Pdu pdu = parsed(unit, DIGESTS);
     EXPECT_EQ(pdu.headerBytes, 24U);
     EXPECT_EQ(Bytes(pdu.data, pdu.data + pdu.dataBytes), data);
     EXPECT_FALSE(pdu.isDataDamaged);
