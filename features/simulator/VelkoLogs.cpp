@@ -53,7 +53,6 @@ CompletionEntry buildExtendedSmart(CommandContext& context, const LogRequest&, s
     page.resize(VELKO_EXTENDED_SMART_BYTES);
     uint8_t* at = page.data();
     putLe16(at, PAGE_VERSION);
-    putLe64(at + 8, context.state.health.mediaErrors);  // Program Fail Count
     putLe64(at + 32, velkoCrcErrors(context));
     putLe32(at + 40, cycles - cycles / 10);
     putLe32(at + 44, cycles + cycles / 10);
