@@ -2,8 +2,8 @@
 
 #include <cstdint>
 #include <memory>
-#include <vector>
 #include <string>
+#include <vector>
 
 #include "features/library/AnswerStore.h"
 #include "features/library/RequestHandler.h"
