@@ -16,7 +16,7 @@ namespace features::jobs {
 /// Errors: category 1 with errno and a message that names the folder.
 class PatternFile {
 public:
-    static constexpr uint64_t UNIT_BYTES = 1024 * 1024;
+    static constexpr uint64_t UNIT_BYTES = uint64_t{1024} * 1024;
 
     /// `number` makes the pattern of one file different from that of the next.
     explicit PatternFile(uint64_t number) : number_(number) {}

@@ -200,7 +200,7 @@ Status DriveSelfTestJob::actOnDrive(nvme::Drive& drive, const Arguments& argumen
 
 Status DriveSelfTestJob::await(nvme::Drive& drive, unsigned minutes, Payload& log) const {
     OSTREL_TRACE();
-    const uint64_t patienceMs = 2 * minutes * MS_PER_MINUTE;
+    const uint64_t patienceMs = uint64_t{2} * minutes * MS_PER_MINUTE;
     uint64_t movedMs = clock_->nowMs();
     for (unsigned before = 0;;) {
         const Status status = readLog(drive, nvme::LID_DEVICE_SELF_TEST, LOG_BYTES, log);

@@ -17,7 +17,7 @@ using namespace ostrel::core;
 
 namespace {
 
-constexpr uint64_t MOST_IMAGE_BYTES = 256 * 1024 * 1024;
+constexpr uint64_t MOST_IMAGE_BYTES = uint64_t{256} * 1024 * 1024;
 constexpr uint32_t DWORD_BYTES = 4;
 /// FWUG counts in these.
 constexpr uint32_t UNIT_BYTES = 4096;

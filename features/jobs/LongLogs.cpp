@@ -29,7 +29,7 @@ constexpr uint8_t LSP_ESTABLISH_CONTEXT = 1;
 constexpr uint8_t LSP_RELEASE_CONTEXT = 2;
 
 /// 256 MiB: no log comes near; a length beyond that is a damaged one.
-constexpr uint64_t MOST_BYTES = 256 * 1024 * 1024;
+constexpr uint64_t MOST_BYTES = uint64_t{256} * 1024 * 1024;
 
 bool isCommandSequenceError(const nvme::Drive& drive) {
     return drive.lastCompletion().is(0x0, 0x0C);
