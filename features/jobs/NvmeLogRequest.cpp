@@ -16,7 +16,7 @@ namespace {
 /// Log Specific Field is 4 bits wide.
 constexpr uint64_t MOST_LSP = 15;
 /// 256 MiB: no log page comes near, and the buffer has to fit the memory.
-constexpr uint64_t MOST_DWORDS = 64 * 1024 * 1024;
+constexpr uint64_t MOST_DWORDS = uint64_t{64} * 1024 * 1024;
 
 Status outOfRange(const std::string& key, uint64_t value, const char* range) {
     return Status(CATEGORY_FEATURE, statuses::invalidProperty().getCode(),

@@ -16,7 +16,7 @@ using namespace ostrel::core;
 namespace {
 
 /// 256 MiB, as of a drive.
-constexpr uint64_t MOST_BYTES = 256 * 1024 * 1024;
+constexpr uint64_t MOST_BYTES = uint64_t{256} * 1024 * 1024;
 
 class StringSink : public LogSink {
 public:

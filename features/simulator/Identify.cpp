@@ -130,7 +130,7 @@ CompletionEntry identifyController(CommandContext& c) {
 /// What all namespaces can be: also the answer for NSID FFFFFFFFh.
 void putCommonNamespace(const CommandContext& c, uint8_t* at) {
     bool hasMetadata = false;
-    for (unsigned i = 0; i < c.model.formatCount; ++i) {
+    for (size_t i = 0; i < c.model.formatCount; ++i) {
         const LbaFormat& format = c.model.formats[i];
         putLe16(at + 128 + 4 * i, format.metadataBytes);
         at[128 + 4 * i + 2] = format.dataShift;
