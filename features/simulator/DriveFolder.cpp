@@ -26,6 +26,13 @@ using nvme::putLe64;
 
 namespace {
 
+/// Files that were to replace others when their process died.
+constexpr const char* REPLACEMENT_PREFIX = ".nimbrel-";
+
+bool begins(const std::string& name, const char* prefix) {
+    return name.compare(0, std::strlen(prefix), prefix) == 0;
+}
+
 // The state file: a head of 64 bytes, the archive of DriveState behind it.
 //    0  8  magic            12  4  CRC-32 of the archive           24  8  revision of the active firmware
 //    8  4  STATE_VERSION    16  8  length of the archive           32  8  counts the files that were written
@@ -190,7 +197,7 @@ Status DriveFolder::loadState() {
     isNew_ = status.is(CATEGORY_OS, ENOENT);
     if (isNew_) {
         savedBytes_.clear();
-        return !mediaFiles().empty() ? damaged(filePath(FILE_STATE), "is missing, and media are there") : Status();
+        return hasMedia() ? damaged(filePath(FILE_STATE), "is missing, and media are there") : Status();
     }
     if (!status.is(0, 0)) return status;
     uint8_t head[HEAD_BYTES];
@@ -249,7 +256,7 @@ void DriveFolder::restore() {
     }
 }
 
-std::vector<std::string> DriveFolder::mediaFiles() const {
+std::vector<std::string> DriveFolder::files() const {
     OSTREL_TRACE();
     std::vector<std::string> names;
     const int descriptor = ::openat(folder_.get(), ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC);
@@ -258,21 +265,25 @@ std::vector<std::string> DriveFolder::mediaFiles() const {
         const FileDescriptor closing(descriptor);
         return names;
     }
-    while (const dirent* entry = ::readdir(listing)) {
-        if (std::strncmp(entry->d_name, MEDIA_PREFIX, std::strlen(MEDIA_PREFIX)) == 0)
-            names.emplace_back(entry->d_name);
-    }
+    while (const dirent* entry = ::readdir(listing)) names.emplace_back(entry->d_name);
     ::closedir(listing);
     return names;
+}
+
+bool DriveFolder::hasMedia() const {
+    OSTREL_TRACE();
+    const std::vector<std::string> names = files();
+    return std::any_of(names.begin(), names.end(), [](const std::string& name) { return begins(name, MEDIA_PREFIX); });
 }
 
 void DriveFolder::removeLeftovers() {
     OSTREL_TRACE();
     std::set<std::string> named;
     for (const auto& [nsid, part] : state.namespaces) named.insert(mediaName(nsid, part.mediaGeneration));
-    for (const std::string& name : mediaFiles()) {
+    for (const std::string& name : files()) {
+        const bool isOldMedia = begins(name, MEDIA_PREFIX) && named.count(name) == 0;
         // One that stays costs room, nothing else.
-        if (named.count(name) == 0) (void)::unlinkat(folder_.get(), name.c_str(), 0);
+        if (isOldMedia || begins(name, REPLACEMENT_PREFIX)) (void)::unlinkat(folder_.get(), name.c_str(), 0);
     }
 }
 

@@ -72,7 +72,8 @@ private:
     ostrel::core::Status lock();
     ostrel::core::Status loadDescription();
     ostrel::core::Status loadState();
-    std::vector<std::string> mediaFiles() const;
+    std::vector<std::string> files() const;
+    bool hasMedia() const;
     void removeLeftovers();
     std::string filePath(const char* name) const { return path_ + "/" + name; }
 

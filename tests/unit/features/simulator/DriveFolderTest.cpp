@@ -111,6 +111,15 @@ TEST_F(FolderOfASimulatedDrive, FollowsNoLink) {
     EXPECT_EQ(failure(), "0/0 Completed successfully.");
 }
 
+TEST_F(FolderOfASimulatedDrive, LosesWhatADeadProcessLeft) {
+    const std::string files[] = {"media-1-99", ".nimbrel-1BE093615B7D8D22", "mine.nimbrel-1", "notes.txt"};
+    for (const std::string& file : files) writeWholeFile(path() + "/" + file, "left");
+    EXPECT_EQ(failure(), "0/0 " + Status().getMessage());
+    std::string left;
+    for (const std::string& file : files) left += std::filesystem::exists(path() + "/" + file) ? file + " " : "";
+    EXPECT_EQ(left, "mine.nimbrel-1 notes.txt ") << "what is not the drive's stays";
+}
+
 TEST_F(FolderOfASimulatedDrive, IsSharedByManyAtOnce) {
     constexpr int THREADS = 4;
     constexpr int ROUNDS = 25;
