@@ -43,7 +43,7 @@ FlowResult sendProperty(FlowContext& context, const std::string& job, const std:
     Job::addRequestedGetProperty(*request, attribute);
 
     std::unique_ptr<ostrel::core::xml::XmlElement> response;
-    Status status(ostrel::core::CATEGORY_CORE, 0, "");  // only the library's own words are shown
+    Status status;  // of a response without one, the default message is shown
     if (auto error = context.runJob(*request, response, status)) return error;
     std::string message = "Set " + key + " successful.";
     if (!status.getMessage().empty()) message += " " + status.getMessage();

@@ -46,7 +46,7 @@ TEST_F(SetFlow, SendsTheOnePropertyOfEachCommandWithItsSize) {
         SCOPED_TRACE(c.key);
         const auto command = makeCommand("set", {{"-velkossd", "0"}}, {{c.key, c.typed}});
         expectRequest(c.id, command, setRequest(c.job, xmlProperty(c.key, c.displayName, c.type, c.value, c.size)));
-        expectResult(c.id, command, 0, "Set " + std::string(c.key) + " successful.");
+        expectResult(c.id, command, 0, "Set " + std::string(c.key) + " successful. Completed successfully.");
     }
 }
 
@@ -100,7 +100,7 @@ TEST_F(SetFlow, AddsTheMessageThatTheLibrarySends) {
     services_.responses = {statusResponse("0", "")};
     expectResult(2, command, 0, "Set AggregationTime successful.");
     services_.responses = {"<Object/>"};
-    expectResult(2, command, 0, "Set AggregationTime successful.");
+    expectResult(2, command, 0, "Set AggregationTime successful. Completed successfully.");
     services_.responses = {statusResponse("38", "No properties specified for this feature.")};
     expectResult(2, command, 3, "Error: No properties specified for this feature.");
     services_.responses = {statusResponse("38", "")};
@@ -128,7 +128,7 @@ TEST_F(LedFlow, SetsTheOnePropertyGiven) {
         const auto command = makeCommand("set", {{"-velkossd", "0"}, {"-led", ""}}, {{c.key, c.value}});
         expectRequest(63, command,
                       setRequest("LedActivity", xmlProperty(c.key, c.displayName, c.type, c.value, c.size)));
-        expectResult(63, command, 0, "Set " + std::string(c.key) + " successful.");
+        expectResult(63, command, 0, "Set " + std::string(c.key) + " successful. Completed successfully.");
     }
 }
 
@@ -160,7 +160,8 @@ TEST_F(TimestampFlow, SetsTheTimestamp) {
                   timestamp("1700000000000"));
     expectRequest(80, makeCommand("set", {{"-velkossd", "0"}, {"-timestamp", "0x18BCFE56800"}}),
                   timestamp("1700000000000"));
-    expectResult(80, makeCommand("set", {{"-velkossd", "0"}, {"-timestamp", "0"}}), 0, "Set Timestamp successful.");
+    expectResult(80, makeCommand("set", {{"-velkossd", "0"}, {"-timestamp", "0"}}), 0,
+                 "Set Timestamp successful. Completed successfully.");
     services_.responses = {statusResponse("0", "Synchronised.")};
     expectResult(80, makeCommand("set", {{"-velkossd", "0"}, {"-timestamp", "0"}}), 0,
                  "Set Timestamp successful. Synchronised.");
