@@ -50,7 +50,8 @@ struct Target {
 using Fill = std::function<bool(OutputFile& file)>;
 using Save = std::function<Outcome(XmlObject& output, const Target& target)>;
 
-/// Names and serial numbers come from outside: they may neither lead into another folder nor garble a terminal.
+/// Names and serial numbers come from the library: in a file's name they may neither lead into another folder nor hold
+/// control characters. The messages show a name as it is.
 std::string cleaned(std::string text) {
     const auto isUnsafe = [](char c) { return c == '/' || static_cast<unsigned char>(c) < 0x20 || c == 0x7F; };
     std::replace_if(text.begin(), text.end(), isUnsafe, '_');
@@ -59,9 +60,9 @@ std::string cleaned(std::string text) {
 
 /// A name that nobody chose is not followed through a link, which could lead anywhere.
 Target makeTarget(const XmlObject& output, const std::string& destination, const char* suffix) {
-    const std::string name = cleaned(output.getAttribute(xml::KEY_NAME));
-    const std::string key = cleaned(output.getAttribute(xml::KEY_KEY));
-    if (destination.empty()) return {name, name + "_" + key + suffix, OutputFile::REFUSE_LINK};
+    const std::string name = output.getAttribute(xml::KEY_NAME);
+    const std::string key = output.getAttribute(xml::KEY_KEY);
+    if (destination.empty()) return {name, cleaned(name) + "_" + cleaned(key) + suffix, OutputFile::REFUSE_LINK};
     return {name, destination, OutputFile::FOLLOW_LINK};
 }
 

@@ -150,7 +150,7 @@ TEST_F(SavedOutput, SaysThatAFileWasNotWritten) {
 
 TEST_F(SavedOutput, KeepsNamesFromOutsideInTheFolder) {
     expectBinary(outputOf("../a/b&#10;c", "/etc&#9;&#127;/x&#233;", payloadOf("41")), "", 0,
-                 "Successfully written .._a_b_c data to .._a_b_c__etc___x\xC3\xA9.bin");
+                 "Successfully written ../a/b\nc data to .._a_b_c__etc___x\xC3\xA9.bin");
     EXPECT_EQ(folder_.names(), Names{".._a_b_c__etc___x\xC3\xA9.bin"});
     expectBinary(outputOf("", "", payloadOf("41")), "", 0, "Successfully written  data to _.bin");
 }
