@@ -388,11 +388,11 @@ TEST_F(ObjectResultTest, IteratesOverChildrenAndProperties) {
 
 /// Writes itself in its own way, which a parent has to take over.
 class OwnWay : public ObjectResult {
-protected:
-    void appendText(std::string& out) const override { out += "text\n"; }
-    void appendXml(std::string& out) const override { out += "xml\n"; }
-    void appendJson(std::string& out) const override { out += "json"; }
-    void appendCSV(std::string& out) const override { out += "csv"; }
+public:
+    std::string outputText() const override { return "text\n"; }
+    std::string outputXml() const override { return "xml\n"; }
+    std::string outputJson() const override { return "json"; }
+    std::string outputCSV() const override { return "csv"; }
 };
 
 TEST_F(ObjectResultTest, LetsADerivedChildRenderItself) {

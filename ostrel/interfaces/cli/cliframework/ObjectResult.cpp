@@ -75,39 +75,6 @@ ObjectResult::~ObjectResult() {
     objects_.clear();  // before the values, which go with the member
 }
 
-std::string ObjectResult::outputText() const {
-    CLI_TRACE();
-    std::string out;
-    appendText(out);
-    return out;
-}
-
-std::string ObjectResult::outputXml() const {
-    CLI_TRACE();
-    std::string out;
-    appendXml(out);
-    return out;
-}
-
-std::string ObjectResult::outputEsxXml() const {
-    CLI_TRACE();
-    return "";
-}
-
-std::string ObjectResult::outputJson() const {
-    CLI_TRACE();
-    std::string out;
-    appendJson(out);
-    return out;
-}
-
-std::string ObjectResult::outputCSV() const {
-    CLI_TRACE();
-    std::string out;
-    appendCSV(out);
-    return out;
-}
-
 void ObjectResult::setRoot(std::string root) {
     CLI_TRACE();
     root_ = std::move(root);
@@ -140,8 +107,9 @@ bool ObjectResult::contains(const std::string& key) const {
                        [&key](const Property& property) { return stringsIEqual(property.key, key); });
 }
 
-void ObjectResult::appendText(std::string& out) const {
+std::string ObjectResult::outputText() const {
     CLI_TRACE();
+    std::string out;
     if (!root_.empty()) append(out, {"\n", s_tab, "- ", root_, " -\n"});
     if (!properties_.empty()) out += '\n';
     for (const Property& property : properties_) {
@@ -152,14 +120,16 @@ void ObjectResult::appendText(std::string& out) const {
     for (const auto& child : objects_) {
         const bool indent = s_indentChildren && !root_.empty();
         if (indent) s_tab += TEXT_INDENT;
-        child->appendText(out);
+        out += child->outputText();
         if (indent) cutTextIndent(s_tab);
     }
     if (properties_.empty() && objects_.empty()) append(out, {"\n", s_tab, NO_RESULTS_TEXT, "\n"});
+    return out;
 }
 
-void ObjectResult::appendXml(std::string& out) const {
+std::string ObjectResult::outputXml() const {
     CLI_TRACE();
+    std::string out;
     if (root_.empty()) out += "<?xml version=\"1.0\" standalone=\"yes\" ?>\n";
     const std::string tag = toXmlName(root_.empty() ? UNNAMED_TAG : root_);
     append(out, {s_tab, "<", tag, ">"});
@@ -172,29 +142,37 @@ void ObjectResult::appendXml(std::string& out) const {
     if (!objects_.empty()) {
         s_tab += '\t';
         out += '\n';  // the second one when there are properties: an empty line parts the two
-        for (const auto& child : objects_) child->appendXml(out);
+        for (const auto& child : objects_) out += child->outputXml();
         cutLastTab(s_tab);
     } else if (properties_.empty()) {
         out += '\n';
     }
     append(out, {s_tab, "</", tag, ">\n"});
+    return out;
 }
 
-void ObjectResult::appendJson(std::string& out) const {
+std::string ObjectResult::outputEsxXml() const {
     CLI_TRACE();
-    if (s_tab.empty() && objects_.empty() && properties_.empty()) return;
+    return "";
+}
+
+std::string ObjectResult::outputJson() const {
+    CLI_TRACE();
+    std::string out;
+    if (s_tab.empty() && objects_.empty() && properties_.empty()) return out;
     append(out, {s_tab, "{\n"});
     outputPropertyJson(out);
     if (!objects_.empty()) {
         s_tab += '\t';
         for (const auto& child : objects_) {
             append(out, {s_tab, "\"", jsonEscape(child->root_), "\":\n"});
-            child->appendJson(out);
+            out += child->outputJson();
             out += child == objects_.back() ? "\n" : ",\n";
         }
         cutLastTab(s_tab);
     }
     append(out, {s_tab, "}"});
+    return out;
 }
 
 /// The keys are not escaped, other than the names of the children.
@@ -208,14 +186,16 @@ void ObjectResult::outputPropertyJson(std::string& out) const {
     }
 }
 
-void ObjectResult::appendCSV(std::string& out) const {
+std::string ObjectResult::outputCSV() const {
     CLI_TRACE();
+    std::string out;
     for (const Property& property : properties_) append(out, {property.key, ",", property.value->output(), ","});
     for (const auto& child : objects_) {
         append(out, {child->root_, ",\n"});
-        child->appendCSV(out);
+        out += child->outputCSV();
         out += ",\n";
     }
+    return out;
 }
 
 }  // namespace cli::framework

@@ -27,14 +27,13 @@ public:
     explicit ObjectResult(std::string root);
     ~ObjectResult() override;
 
-    // Final, because a child is not asked for a string of its own but writes into its parent's: a derived class
-    // changes a format by overriding the append operation, and both roads agree.
-    std::string outputText() const final;
-    std::string outputXml() const final;
+    // A parent renders each child by the child's own operation, so a derived class may override any of them.
+    std::string outputText() const override;
+    std::string outputXml() const override;
     /// Always empty: this result has no esx form.
     std::string outputEsxXml() const override;
-    std::string outputJson() const final;
-    std::string outputCSV() const final;
+    std::string outputJson() const override;
+    std::string outputCSV() const override;
 
     /// The object's name. The text form prints no title for an empty one; the XML form makes it the document's top.
     void setRoot(std::string root);
@@ -61,11 +60,6 @@ public:
     bool contains(const std::string& key) const;
 
 protected:
-    virtual void appendText(std::string& out) const;
-    virtual void appendXml(std::string& out) const;
-    virtual void appendJson(std::string& out) const;
-    virtual void appendCSV(std::string& out) const;
-
     static std::string s_tab;      ///< the current indent; carries over from one rendering to the next
     static bool s_indentChildren;  ///< see setTab()
 
