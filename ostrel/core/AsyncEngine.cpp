@@ -171,19 +171,19 @@ void AsyncEngine::ioSender(std::uint32_t slot) {
             std::move(command));
     }
     commandQueued_.notify_all();
-    logMessage(LOGSEVERITY_INFO, "Leaving sender thread: slot ", slot);
+    logMessage(LOGSEVERITY_DEBUG, "Leaving sender thread: slot ", slot);
 }
 
 void AsyncEngine::ioCallback(std::uint32_t slot) {
     OSTREL_TRACE();
     engineOfThisThread = this;
-    logMessage(LOGSEVERITY_INFO, "I am an IO callback thread and I have started: slot ", slot);
+    logMessage(LOGSEVERITY_DEBUG, "I am an IO callback thread and I have started: slot ", slot);
     const auto wait = [this](Lock& lock) { commandCompleted_.wait(lock); };
     while (const OwnedCommand command =
                take(callbackQueue_, callbackQueueMutex_, callbackQueueSpace_, callbacksRunning_, wait))
         command->complete();
     commandCompleted_.notify_all();
-    logMessage(LOGSEVERITY_INFO, "Leaving callback thread: slot ", slot);
+    logMessage(LOGSEVERITY_DEBUG, "Leaving callback thread: slot ", slot);
 }
 
 }  // namespace ostrel::core
