@@ -5,6 +5,7 @@
 
 #include "ostrel/interfaces/cli/cliframework/FeatureBase.h"
 #include "ostrel/interfaces/cli/cliframework/ResultBase.h"
+#include "tests/support/VirtualSlots.h"
 
 namespace cli::framework {
 namespace {
@@ -155,6 +156,18 @@ TEST(Prompt, GivesBackWhatItWasMadeOf) {
     EXPECT_EQ(prompt.getQuestion(), "question");
     EXPECT_TRUE(prompt.getConfirmation());
     EXPECT_FALSE(Prompt("", "", false).getConfirmation());
+}
+
+// Slots 0 and 1 are the destructor's.
+struct FeatureWithOneMore : FeatureBase {
+    virtual void next();
+};
+
+TEST(FeatureBase, KeepsTheSlotsOfItsOperations) {
+    EXPECT_EQ(virtualSlot(&FeatureBase::run), 2u);
+    EXPECT_EQ(virtualSlot(&FeatureBase::validate), 3u);
+    EXPECT_EQ(virtualSlot(&FeatureBase::getPaths), 4u);
+    EXPECT_EQ(virtualSlot(&FeatureWithOneMore::next), 5u);
 }
 
 }  // namespace

@@ -7,6 +7,7 @@
 #include "ostrel/interfaces/cli/cliframework/SimpleResult.h"
 #include "ostrel/interfaces/cli/cliframework/StreamChannel.h"
 #include "ostrel/interfaces/cli/cliframework/Trace.h"
+#include "tests/support/VirtualSlots.h"
 
 namespace cli::framework {
 namespace {
@@ -178,6 +179,16 @@ TEST_F(LoggerTest, ALogLineIsNotEvenBuiltInSilence) {
     ASSERT_EQ(channel.messages.size(), 1u);
     EXPECT_EQ(channel.messages[0].message, "line 1");
     EXPECT_EQ(channel.messages[0].level, 3u) << "whatever level was set before";
+}
+
+// Slots 0 and 1 are the destructor's.
+struct ChannelWithOneMore : LogChannelBase {
+    virtual void next();
+};
+
+TEST(LogChannelBase, KeepsTheSlotOfWrite) {
+    EXPECT_EQ(virtualSlot(&LogChannelBase::write), 2u);
+    EXPECT_EQ(virtualSlot(&ChannelWithOneMore::next), 3u);
 }
 
 }  // namespace

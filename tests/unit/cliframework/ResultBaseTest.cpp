@@ -1,7 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <cstddef>
-#include <cstring>
 #include <sstream>
 #include <type_traits>
 
@@ -9,6 +7,7 @@
 #include "ostrel/interfaces/cli/cliframework/Logger.h"
 #include "ostrel/interfaces/cli/cliframework/ResultBase.h"
 #include "ostrel/interfaces/cli/cliframework/StreamChannel.h"
+#include "tests/support/VirtualSlots.h"
 
 namespace cli::framework {
 namespace {
@@ -117,26 +116,15 @@ TEST(ResultBase, ReportsItsFunctionsToTheFrameworkLog) {
     EXPECT_EQ(log.str(), "3: Entering setOutputType\n3: Exiting setOutputType\n");
 }
 
-#if defined(__x86_64__) && defined(__GXX_ABI_VERSION)
-/// The offset of a virtual operation in its table, which is what a pointer to it holds (plus one) on this platform.
-template <typename Operation>
-std::size_t slotOf(Operation operation) {
-    static_assert(sizeof(operation) == 2 * sizeof(std::size_t));
-    std::size_t words[2];
-    std::memcpy(words, &operation, sizeof words);
-    return (words[0] - 1) / sizeof(void*);
-}
-
 TEST(ResultBase, KeepsTheSlotOrderOfItsOperations) {
     EXPECT_TRUE(std::has_virtual_destructor_v<ResultBase>);  // slots 0 and 1
-    EXPECT_EQ(slotOf(&ResultBase::outputText), 2u);
-    EXPECT_EQ(slotOf(&ResultBase::outputXml), 3u);
-    EXPECT_EQ(slotOf(&ResultBase::outputEsxXml), 4u);
-    EXPECT_EQ(slotOf(&ResultBase::outputTextTable), 5u);
-    EXPECT_EQ(slotOf(&ResultBase::outputJson), 6u);
-    EXPECT_EQ(slotOf(&ResultBase::outputCSV), 7u);
+    EXPECT_EQ(virtualSlot(&ResultBase::outputText), 2u);
+    EXPECT_EQ(virtualSlot(&ResultBase::outputXml), 3u);
+    EXPECT_EQ(virtualSlot(&ResultBase::outputEsxXml), 4u);
+    EXPECT_EQ(virtualSlot(&ResultBase::outputTextTable), 5u);
+    EXPECT_EQ(virtualSlot(&ResultBase::outputJson), 6u);
+    EXPECT_EQ(virtualSlot(&ResultBase::outputCSV), 7u);
 }
-#endif
 
 TEST(FormatString, FillsPlaceholders) {
     EXPECT_EQ(formatString("no placeholder"), "no placeholder");

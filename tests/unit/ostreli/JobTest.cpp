@@ -11,8 +11,13 @@
 
 #include "ostrel/core/XmlConverter.h"
 #include "ostrel/interfaces/ostreli/interface/Job.h"
+#include "tests/support/FieldOrder.h"
 #include "tests/support/LogCapture.h"
 #include "tests/support/VirtualSlots.h"
+
+DESCRIBE_FIELDS(
+    JobFields, ostrel::interfaces::ostreli::Job,
+    (devices_)(input_)(name_)(notifyEnabled_)(progressCallback_)(progress_)(cancelRequested_)(cancelled_)(state_)(mutex_)(status_)(startTime_)(endTime_))
 
 namespace ostrel::interfaces::ostreli {
 namespace {
@@ -357,6 +362,10 @@ TEST(Job, VirtualOperationsKeepTheirSlots) {
     EXPECT_EQ(virtualSlot(&Job::getProperties), 8u);
     EXPECT_EQ(virtualSlot(&Job::setProperty), 9u);
     EXPECT_EQ(virtualSlot(&NextSlot::next), 10u);
+}
+
+TEST(Job, FieldsKeepTheirOrder) {
+    EXPECT_TRUE(areInOrder(fieldOffsets(JobFields())));
 }
 
 }  // namespace
