@@ -1,6 +1,7 @@
 #include "features/jobs/FirmwareCommit.h"
 
 #include <algorithm>
+#include <cstring>
 
 #include "features/jobs/ControllerReset.h"
 #include "features/jobs/LogReading.h"
@@ -21,6 +22,8 @@ namespace {
 
 constexpr uint8_t MOST_SLOTS = 7;
 constexpr uint32_t SLOT_LOG_BYTES = 512;
+/// Of the log, Active Firmware Info and the revisions; what follows is reserved.
+constexpr size_t SLOTS_BYTES = 64;
 /// The drive writes the image now.
 constexpr uint32_t COMMIT_TIMEOUT_MS = 120000;
 
@@ -29,6 +32,7 @@ enum class Firmware : uint8_t { STORED, AWAITS_RESET, AWAITS_MORE, RUNS };
 struct Outcome {
     Firmware firmware;
     const char* text;
+    bool isNamedByDrive = false;  ///< the completion itself names what the firmware waits for
 };
 
 /// Of a success, by Commit Action.
@@ -39,6 +43,9 @@ constexpr Outcome SUCCESSES[] = {
     {Firmware::RUNS, "The firmware was activated without a reset."},
 };
 constexpr const char* ACTIVATED_BY_RESET = "The firmware was activated by a controller level reset.";
+/// A success that the drive shows nothing of is not called stored or activated.
+constexpr const char* NOTHING_CHANGED =
+    "The drive accepted the commit, but neither the running firmware nor the slots changed.";
 
 /// Completions that are successes: the commit is done, and only the activation is not.
 struct ActivationRow {
@@ -47,11 +54,12 @@ struct ActivationRow {
 };
 constexpr ActivationRow ACTIVATIONS[] = {
     {nvme::SC_FIRMWARE_NEEDS_CONVENTIONAL_RESET,
-     {Firmware::AWAITS_MORE, "Firmware update successful. Please reboot to apply update."}},
+     {Firmware::AWAITS_MORE, "Firmware update successful. Please reboot to apply update.", true}},
     {nvme::SC_FIRMWARE_NEEDS_SUBSYSTEM_RESET,
-     {Firmware::AWAITS_MORE, "Firmware update successful. An NVM subsystem reset or a power cycle activates it."}},
+     {Firmware::AWAITS_MORE, "Firmware update successful. An NVM subsystem reset or a power cycle activates it.",
+      true}},
     {nvme::SC_FIRMWARE_NEEDS_CONTROLLER_RESET,
-     {Firmware::AWAITS_RESET, "Firmware update successful. The next controller level reset activates it."}},
+     {Firmware::AWAITS_RESET, "Firmware update successful. The next controller level reset activates it.", true}},
 };
 
 constexpr RefusalRow REFUSALS[] = {
@@ -102,10 +110,30 @@ Status commit(nvme::Drive& drive, const CommitRequest& request, bool mayActivate
     return toldBy(REFUSALS, statuses::firmwareUpdateFailed, status, drive);
 }
 
-/// The firmware that runs now, and the slots.
-Status lookAgain(nvme::Drive& drive, std::string& running, Payload& slots) {
-    const Status status = runningFirmware(drive, running);
-    return status.is(0, 0) ? readLog(drive, nvme::LID_FIRMWARE_SLOT, SLOT_LOG_BYTES, slots) : status;
+/// The firmware that runs, and the slots.
+struct Picture {
+    std::string running;
+    Payload slots;
+
+    bool operator==(const Picture& other) const {
+        return running == other.running && std::memcmp(slots.getData(), other.slots.getData(), SLOTS_BYTES) == 0;
+    }
+};
+
+Status look(nvme::Drive& drive, Picture& picture) {
+    const Status status = runningFirmware(drive, picture.running);
+    return status.is(0, 0) ? readLog(drive, nvme::LID_FIRMWARE_SLOT, SLOT_LOG_BYTES, picture.slots) : status;
+}
+
+/// What became of the commit; 10/53 when the drive runs other firmware than `expected`.
+Status report(const nvme::Drive& drive, const Outcome& outcome, const Picture& before, const Picture& after,
+              const std::string& expected, std::string& text) {
+    const std::string now = "Drive " + drive.name() + " runs firmware " + after.running;
+    if (outcome.firmware == Firmware::RUNS && !expected.empty() && after.running != expected)
+        return withDetails(statuses::firmwareUpdateFailed(), now + ", not " + expected + ".");
+    text = after == before && !outcome.isNamedByDrive ? NOTHING_CHANGED : outcome.text;
+    text += " " + now + (after.running == before.running ? "." : "; it was " + before.running + " before.");
+    return Status();
 }
 
 }  // namespace
@@ -144,10 +172,10 @@ Status checkCommit(nvme::Drive& drive, const CommitRequest& request, bool writte
 Status commitFirmware(nvme::Drive& drive, const CommitRequest& request, const std::string& expected,
                       const std::string& heading, DriveOutput& out) {
     OSTREL_TRACE();
-    std::string before;
+    Picture before;
     const uint8_t* identify = nullptr;
     Outcome outcome{};
-    Status status = runningFirmware(drive, before);
+    Status status = look(drive, before);
     if (status.is(0, 0)) status = drive.identifyController(identify);
     if (!status.is(0, 0)) return status;
     status = commit(drive, request, nvme::ControllerCapabilities(identify).activatesFirmwareWithoutReset(), outcome);
@@ -162,18 +190,13 @@ Status commitFirmware(nvme::Drive& drive, const CommitRequest& request, const st
         if (!status.is(0, 0)) return afterCommit(status);
         outcome = {Firmware::RUNS, ACTIVATED_BY_RESET};
     }
-    std::string running;
-    Payload slots;
-    status = lookAgain(drive, running, slots);
+    Picture after;
+    std::string text;
+    status = look(drive, after);
     if (!status.is(0, 0)) return afterCommit(status);
-    const std::string now = "Drive " + drive.name() + " runs firmware " + running;
-    if (outcome.firmware == Firmware::RUNS && !expected.empty() && running != expected) {
-        status = withDetails(statuses::firmwareUpdateFailed(), now + ", not " + expected + ".");
-    } else {
-        const std::string change = running == before ? "." : "; it was " + before + " before.";
-        out.addStatus(heading, Status(0, 0, outcome.text + (" " + now) + change));
-    }
-    out.addTree(nvme::decodeFirmwareSlots(slots));
+    status = report(drive, outcome, before, after, expected, text);
+    if (status.is(0, 0)) out.addStatus(heading, Status(0, 0, text));
+    out.addTree(nvme::decodeFirmwareSlots(after.slots));
     return status;
 }
 

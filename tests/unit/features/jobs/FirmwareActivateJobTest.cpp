@@ -29,6 +29,7 @@ TEST(FirmwareActivateJob, AtTheNextReset) {
     FakeDrive drive;
     drive.expect(identify(0x01).answers(firmwareController(BY_RESET_SLOT_1_READ_ONLY, "FW2")))
         .expect(slotLog(SLOTS))
+        .expect(slotLog(SLOTS))
         .expect(commit(1, 2).timeoutMs(120000))
         .expect(identify(0x01).answers(firmwareController(BY_RESET_SLOT_1_READ_ONLY, "FW2")))
         .expect(slotLog(DriveBytes(SLOTS).byte(0, 0x12)));
@@ -43,6 +44,7 @@ TEST(FirmwareActivateJob, AtOnce) {
     FakeDrive drive;
     drive.expect(identify(0x01).answers(firmwareController(AT_ONCE, "FW2")))
         .expect(slotLog(SLOTS))
+        .expect(slotLog(SLOTS))
         .expect(commit(1, 3))
         .expect(identify(0x01).answers(firmwareController(AT_ONCE, "FW1")))
         .expect(slotLog(DriveBytes(SLOTS).byte(0, 0x01)));
@@ -50,6 +52,23 @@ TEST(FirmwareActivateJob, AtOnce) {
                                                        "The firmware was activated without a reset. Drive S1 "
                                                        "(/dev/nvme0) runs firmware FW1; it was FW2 before.") +
                                                 slotTree("0x01", "1", "none", {"FW1", "FW2"})));
+}
+
+TEST(FirmwareActivateJob, ACommitThatChangedNothingIsNotCalledActivated) {
+    for (const char* const action : {"2", "3"}) {
+        FakeDrive drive;
+        drive.expect(identify(0x01).answers(firmwareController(AT_ONCE, "FW2")))
+            .expect(slotLog(SLOTS))
+            .expect(slotLog(SLOTS))
+            .expect(commit(1, static_cast<uint32_t>(*action - '0')))
+            .expect(identify(0x01).answers(firmwareController(AT_ONCE, "FW2")))
+            .expect(slotLog(SLOTS));
+        EXPECT_EQ(activate(drive, "1", action),
+                  output(status(TITLE, "0", "0",
+                                "The drive accepted the commit, but neither the running firmware nor the slots "
+                                "changed. Drive S1 (/dev/nvme0) runs firmware FW2.") +
+                         slotTree("0x02", "2", "none", {"FW1", "FW2"})));
+    }
 }
 
 TEST(FirmwareActivateJob, WhatTheDriveCannotDoIsNotSent) {

@@ -17,6 +17,8 @@ using namespace ostrel::core;
 using ostrel::interfaces::ostreli::JOBTYPE_METHOD;
 
 constexpr const char* TITLE = "Firmware Update";
+/// The slots before the commit.
+const DriveBytes BEFORE = slots(0x01).text(8, "FW1", 8);
 /// Three slots; slot 1 read only or not; activation without a reset or only by one.
 constexpr uint8_t BY_RESET = 0x06;
 constexpr uint8_t BY_RESET_SLOT_1_READ_ONLY = 0x07;
@@ -45,7 +47,9 @@ protected:
     }
     /// A drive that has taken the image, and is to be told what to do with it.
     FakeDrive& loaded(uint8_t frmw) {
-        return drive_.expect(identify(0x01).answers(firmwareController(frmw))).expect(download(image_, 0, 8192));
+        return drive_.expect(identify(0x01).answers(firmwareController(frmw)))
+            .expect(download(image_, 0, 8192))
+            .expect(slotLog(BEFORE));
     }
     /// What is asked of the drive after a commit.
     void looksAgain(const std::string& revision, const DriveBytes& slots) {
@@ -130,6 +134,46 @@ TEST_F(FirmwareUpdateJobTest, WhatNeedsMoreThanAControllerResetIsLeftToTheUser) 
                                             "The firmware was activated by a controller level reset. Drive S1 "
                                             "(/dev/nvme0) runs firmware FW2; it was FW1 before.") +
                                      slotTree("0x02", "2", "none", {"FW1", "FW2"})));
+}
+
+TEST_F(FirmwareUpdateJobTest, ACommitThatChangedNothingIsNotCalledStoredOrActivated) {
+    const std::string nothing = output(status(TITLE, "0", "0",
+                                              "The drive accepted the commit, but neither the running firmware nor "
+                                              "the slots changed. Drive S1 (/dev/nvme0) runs firmware FW1.") +
+                                       slotTree("0x01", "1", "none", {"FW1"}));
+    constexpr struct {
+        uint8_t frmw;
+        const char* slot;
+        const char* action;
+        uint32_t sentAction;
+        uint16_t answer;
+        bool isReset;
+    } CASES[] = {
+        {AT_ONCE, "", "", 3, 0, false},    {BY_RESET, "", "", 1, 0, true},    {AT_ONCE, "", "", 3, 0x0111, true},
+        {BY_RESET, "2", "0", 0, 0, false}, {BY_RESET, "2", "1", 1, 0, false}, {AT_ONCE, "2", "3", 3, 0, false},
+    };
+    for (const auto& c : CASES) {
+        loaded(c.frmw).expect(commit(*c.slot == 0 ? 0 : 2, c.sentAction).refuses(c.answer));
+        if (c.isReset) drive_.expect(Expected::host(transport::HostRequest::RESET_CONTROLLER));
+        looksAgain("FW1", BEFORE);
+        EXPECT_EQ(update(drive_, c.slot, c.action), nothing) << c.action << ' ' << c.answer;
+        drive_.expectDone();
+    }
+    loaded(AT_ONCE).expect(commit(0, 3));
+    looksAgain("FW1", slots(0x01).text(8, "FW1", 8).text(56, "FW2", 8));
+    EXPECT_EQ(update(drive_),
+              output(status(TITLE, "0", "0",
+                            "The firmware was activated without a reset. Drive S1 (/dev/nvme0) runs "
+                            "firmware FW1.") +
+                     slotTree("0x01", "1", "none", {"FW1", "none", "none", "none", "none", "none", "FW2"})))
+        << "the last slot changed";
+}
+
+TEST_F(FirmwareUpdateJobTest, WithoutTheSlotsNothingIsCommitted) {
+    drive_.expect(identify(0x01).answers(firmwareController(AT_ONCE)))
+        .expect(download(image_, 0, 8192))
+        .expect(lookAtLog(0x03, 512).breaks(gone()));
+    EXPECT_EQ(update(drive_), output(status(TITLE, "1", "19", "The drive /dev/nvme0 is gone.")));
 }
 
 TEST_F(FirmwareUpdateJobTest, RefusedCommitsAreTold) {
@@ -240,6 +284,7 @@ TEST_F(FirmwareUpdateJobTest, WithoutAFileTheNewestModuleThatFitsIsTaken) {
     addModule(folder_, "other", {"FW9", "2026-09-01", "*", "OTHER"});
     drive_.expect(identify(0x01).answers(firmwareController(AT_ONCE)))
         .expect(download(firmwareImage(4096), 0, 4096))
+        .expect(slotLog(BEFORE))
         .expect(commit(0, 3));
     looksAgain("FW3", slots(0x01).text(8, "FW3", 8));
     EXPECT_EQ(updateFromModules(drive_), output(status(TITLE, "0", "0",
@@ -252,6 +297,7 @@ TEST_F(FirmwareUpdateJobTest, ADriveThatDoesNotRunWhatTheModulePromisedIsAFailur
     addModule(folder_, "new", {"FW3", "2026-02-01", "*", "VELKO*", firmwareImage(4096)});
     drive_.expect(identify(0x01).answers(firmwareController(AT_ONCE)))
         .expect(download(firmwareImage(4096), 0, 4096))
+        .expect(slotLog(BEFORE))
         .expect(commit(0, 3));
     looksAgain("FW1", slots(0x01).text(8, "FW1", 8));
     EXPECT_EQ(updateFromModules(drive_), output(slotTree("0x01", "1", "none", {"FW1"}) +
