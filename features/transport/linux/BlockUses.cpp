@@ -9,7 +9,6 @@
 #include <climits>
 #include <cstdlib>
 #include <sstream>
-#include <thread>
 
 #include "features/transport/linux/Sysfs.h"
 #include "ostrel/core/FileDescriptor.h"
@@ -153,11 +152,10 @@ void BlockUses::addUses(const std::string& block, std::vector<NamespaceUse>& use
 
 bool BlockUses::isOpenedElsewhere(const std::string& block) const {
     for (int tries = 1;; ++tries) {
-        const FileDescriptor node(
-            ::open((paths_.dev + "/" + block).c_str(), O_RDONLY | O_EXCL | O_CLOEXEC | O_NONBLOCK));
+        const FileDescriptor node(paths_.kernel->open(paths_.dev + "/" + block, O_RDONLY | O_EXCL | O_NONBLOCK));
         if (node.isOpen() || errno != EBUSY) return false;
         if (tries == EXCLUSIVE_OPEN_TRIES) return true;
-        std::this_thread::sleep_for(EXCLUSIVE_OPEN_POLL);
+        paths_.kernel->sleep(EXCLUSIVE_OPEN_POLL);
     }
 }
 

@@ -4,14 +4,12 @@
 #include <linux/fs.h>
 #include <linux/nvme_ioctl.h>
 #include <sys/ioctl.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
 #include <chrono>
 #include <cstring>
 #include <map>
-#include <thread>
 
 #include "features/nvme/Completion.h"
 #include "features/nvme/Opcodes.h"
@@ -27,7 +25,6 @@ using namespace ostrel::core;
 using nvme::Completion;
 using nvme::NvmeCommand;
 using nvme::Transfer;
-using Clock = std::chrono::steady_clock;
 using std::chrono::milliseconds;
 
 namespace {
@@ -158,14 +155,14 @@ CommandResult LinuxNvmePath::send(const Command& command, const Payload& payload
 
 /// While a reset is under way the driver says EAGAIN (or EBUSY).
 Status LinuxNvmePath::openNode(const std::string& path, FileDescriptor& node) const {
-    const auto deadline = Clock::now() + RESET_PATIENCE;
+    const auto deadline = paths_.kernel->now() + RESET_PATIENCE;
     for (;;) {
-        node = FileDescriptor(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
+        node = FileDescriptor(paths_.kernel->open(path, O_RDONLY));
         if (node.isOpen()) return Status();
         const int error = errno;
         if (isLeaving()) return systemStatus(ENODEV, path);
-        if ((error != EAGAIN && error != EBUSY) || Clock::now() > deadline) return systemStatus(error, path);
-        std::this_thread::sleep_for(RESET_POLL);
+        if ((error != EAGAIN && error != EBUSY) || paths_.kernel->now() > deadline) return systemStatus(error, path);
+        paths_.kernel->sleep(RESET_POLL);
     }
 }
 
@@ -242,11 +239,11 @@ Status LinuxNvmePath::passThrough(int node, const std::string& nodePath, const N
     }
     const unsigned long request =
         command.queue == nvme::Queue::ADMIN ? NVME_IOCTL_ADMIN_CMD : static_cast<unsigned long>(NVME_IOCTL_IO_CMD);
-    const auto deadline = Clock::now() + RESET_PATIENCE;
+    const auto deadline = paths_.kernel->now() + RESET_PATIENCE;
     for (;;) {
         nvme_passthru_cmd kernelCommand =
             toKernelCommand(command, timeoutMs(command.timeoutMs), data.getData(), metadata.getData());
-        const int outcome = ::ioctl(node, request, &kernelCommand);
+        const int outcome = paths_.kernel->ioctl(node, request, &kernelCommand);
         // Not sent again, not even on EINTR: the drive may have run it, and a second Format NVM is no repeat of the
         // first.
         if (outcome < 0) {
@@ -255,8 +252,8 @@ Status LinuxNvmePath::passThrough(int node, const std::string& nodePath, const N
         }
         if ((outcome & 0x700) == STATUS_TYPE_PATH && isLeaving()) return systemStatus(ENODEV, nodePath);
         const bool underReset = (outcome & 0x7FF) == STATUS_HOST_PATHING_ERROR;
-        if (underReset && onlyReads(command) && Clock::now() < deadline) {
-            std::this_thread::sleep_for(RESET_POLL);
+        if (underReset && onlyReads(command) && paths_.kernel->now() < deadline) {
+            paths_.kernel->sleep(RESET_POLL);
             continue;
         }
         result.protocolResult = std::make_unique<Completion>(static_cast<uint16_t>(outcome), kernelCommand.result);
@@ -289,8 +286,9 @@ void LinuxNvmePath::sendHost(const HostCommand& command, CommandResult& result) 
         case HostRequest::RESCAN: {
             int node = -1;
             result.status = openController(node);
-            if (result.status.is(0, 0) && ::ioctl(node, NVME_IOCTL_RESCAN) < 0) {
-                result.status = systemStatus(errno, controllerNode());
+            if (result.status.is(0, 0) && paths_.kernel->ioctl(node, NVME_IOCTL_RESCAN, nullptr) < 0) {
+                const int error = errno;
+                result.status = systemStatus(error, controllerNode());
             }
             if (result.status.is(0, 0)) rescanPartitions();
             return;
@@ -310,8 +308,8 @@ void LinuxNvmePath::rescanPartitions() const {
         const bool isUsed = std::any_of(ofPart.begin(), ofPart.end(), [](const NamespaceUse& use) {
             return use.kind != NamespaceUse::Kind::PARTITION;
         });
-        const FileDescriptor node(isUsed ? -1 : ::open((paths_.dev + "/" + part.block).c_str(), O_RDONLY | O_CLOEXEC));
-        if (node.isOpen()) (void)::ioctl(node.get(), BLKRRPART);  // see above
+        const FileDescriptor node(isUsed ? -1 : paths_.kernel->open(paths_.dev + "/" + part.block, O_RDONLY));
+        if (node.isOpen()) (void)paths_.kernel->ioctl(node.get(), BLKRRPART, nullptr);  // see above
     }
 }
 
@@ -320,7 +318,7 @@ Status LinuxNvmePath::resetController(unsigned long request, uint32_t ofCommand)
     int node = -1;
     Status status = openController(node);
     if (!status.is(0, 0)) return status;
-    if (::ioctl(node, request) < 0) {
+    if (paths_.kernel->ioctl(node, request, nullptr) < 0) {
         const int error = errno;
         if (error == ENOTTY) return statuses::featureNotSupported();
         return systemStatus(error, controllerNode());
@@ -330,13 +328,13 @@ Status LinuxNvmePath::resetController(unsigned long request, uint32_t ofCommand)
 
 Status LinuxNvmePath::awaitController(uint32_t limitMs) {
     OSTREL_TRACE();
-    const auto deadline = Clock::now() + milliseconds(limitMs);
+    const auto deadline = paths_.kernel->now() + milliseconds(limitMs);
     for (;;) {
         const auto state = readLine(topology_->controllerFolder(controller_) + "/state");
         if (!state) return systemStatus(ENODEV, controllerNode());
         if (*state == "live") return Status();
-        if (Clock::now() > deadline) return systemStatus(ETIME, controllerNode());
-        std::this_thread::sleep_for(RESET_POLL);
+        if (paths_.kernel->now() > deadline) return systemStatus(ETIME, controllerNode());
+        paths_.kernel->sleep(RESET_POLL);
     }
 }
 

@@ -1,18 +1,26 @@
 #pragma once
 
+#include <memory>
 #include <string>
+
+#include "features/transport/linux/KernelCalls.h"
 
 namespace features::transport {
 
-/// Where this machine keeps what the transport reads. A test lays out a machine of its own below a folder.
+/// Where this machine keeps what the transport reads, and the calls that reach its drivers. A test lays out a machine
+/// of its own below a folder.
+///
+/// Ownership: copies share the calls.
 struct LinuxPaths {
-    explicit LinuxPaths(const std::string& root = {})
-        : sys(root + "/sys"), proc(root + "/proc"), dev(root + "/dev"), etc(root + "/etc") {}
+    explicit LinuxPaths(const std::string& root = {},
+                        std::shared_ptr<KernelCalls> calls = std::make_shared<KernelCalls>())
+        : sys(root + "/sys"), proc(root + "/proc"), dev(root + "/dev"), etc(root + "/etc"), kernel(std::move(calls)) {}
 
     std::string sys;
     std::string proc;
     std::string dev;
     std::string etc;
+    std::shared_ptr<KernelCalls> kernel;  ///< never null
 };
 
 }  // namespace features::transport

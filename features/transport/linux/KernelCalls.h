@@ -1,0 +1,29 @@
+#pragma once
+
+#include <chrono>
+#include <string>
+
+namespace features::transport {
+
+/// The system calls on device nodes, and the time that passes between them. Everything that opens a node or asks the
+/// NVMe driver goes through it, so that a test takes the kernel's place.
+///
+/// Deriving: a test overrides what it answers itself; each operation here is the kernel's own.
+/// Errors:   as in the manual pages: -1, and errno tells why.
+/// Threads:  any number at once.
+class KernelCalls {
+public:
+    using Clock = std::chrono::steady_clock;
+
+    virtual ~KernelCalls() = default;
+
+    /// open(2); the descriptor is always closed on exec.
+    virtual int open(const std::string& path, int flags);
+    /// ioctl(2); `argument` is a pointer, or null for a request without one.
+    virtual int ioctl(int descriptor, unsigned long request, void* argument);
+
+    virtual Clock::time_point now() { return Clock::now(); }
+    virtual void sleep(std::chrono::milliseconds time);
+};
+
+}  // namespace features::transport
