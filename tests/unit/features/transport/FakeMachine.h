@@ -1,10 +1,12 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <string>
 
 #include "features/transport/linux/LinuxPaths.h"
 #include "tests/support/TemporaryFolder.h"
+#include "tests/unit/features/transport/FakeKernel.h"
 
 /// A machine's /sys, /proc and /dev below a temporary folder, laid out as the kernel does it: what a class folder shows
 /// are links into the tree of devices.
@@ -17,7 +19,7 @@ class FakeMachine {
 public:
     FakeMachine();
 
-    features::transport::LinuxPaths paths() const { return features::transport::LinuxPaths(root_); }
+    features::transport::LinuxPaths paths() const { return features::transport::LinuxPaths(root_, kernel); }
     /// Of a place in the machine: "/dev/nvme0".
     std::string path(const std::string& place) const { return root_ + place; }
 
@@ -44,6 +46,9 @@ public:
     void mounts(const std::string& lines) { file("/proc/self/mountinfo", lines); }
     /// Lines of /proc/swaps, below its heading.
     void swaps(const std::string& lines);
+
+    /// Answers what is opened below /dev.
+    std::shared_ptr<FakeKernel> kernel;
 
 private:
     void blockDevice(const std::string& place, const std::string& block, const std::string& number);

@@ -1,0 +1,47 @@
+#pragma once
+
+#include <linux/nvme_ioctl.h>
+#include <sys/ioctl.h>
+
+#include <functional>
+#include <map>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "features/transport/linux/KernelCalls.h"
+
+/// The drivers behind the nodes of a FakeMachine. Without more ado every node opens, every command and request
+/// succeeds, and a sleep takes no time but moves the clock. A test changes what it is about:
+///
+///     machine.kernel->onOpen = [](const std::string& node) { return node == "/dev/nvme0" ? EACCES : 0; };
+///     machine.kernel->onCommand = [](nvme_passthru_cmd& command) { command.result = 7; return 0x4002; };
+///     machine.kernel->onRequest = [](unsigned long request) { return request == NVME_IOCTL_RESET ? -ENOTTY : 0; };
+class FakeKernel : public features::transport::KernelCalls {
+public:
+    /// `root` is the folder that holds the machine's /dev.
+    explicit FakeKernel(std::string root) : root_(std::move(root)) {}
+
+    int open(const std::string& path, int flags) override;
+    int ioctl(int descriptor, unsigned long request, void* argument) override;
+    Clock::time_point now() override { return Clock::time_point() + slept; }
+    void sleep(std::chrono::milliseconds time) override;
+
+    /// Returns 0 or the errno of the open.
+    std::function<int(const std::string& node)> onOpen = [](const std::string&) { return 0; };
+    /// Returns the status field, or an errno below 0.
+    std::function<int(nvme_passthru_cmd& command)> onCommand = [](nvme_passthru_cmd&) { return 0; };
+    /// Of any request but a command: returns 0, or an errno below 0.
+    std::function<int(unsigned long request)> onRequest = [](unsigned long) { return 0; };
+    /// After each sleep.
+    std::function<void()> onSleep = [] {};
+
+    /// What was called, in order: "open /dev/nvme0", "open /dev/nvme0n1 exclusive", "admin 06h /dev/nvme0",
+    /// "io 02h /dev/nvme0n1", "reset /dev/nvme0", "subsystem reset ...", "rescan ...", "read partitions ...".
+    std::vector<std::string> calls;
+    std::chrono::milliseconds slept{0};
+
+private:
+    std::string root_;
+    std::map<int, std::string> nodes_;  ///< by descriptor
+};

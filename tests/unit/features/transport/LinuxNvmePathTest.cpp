@@ -1,0 +1,526 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <filesystem>
+
+#include "features/nvme/Completion.h"
+#include "features/nvme/Opcodes.h"
+#include "features/transport/linux/LinuxNvmePath.h"
+#include "ostrel/core/xml/XmlObject.h"
+#include "tests/unit/features/transport/FakeMachine.h"
+
+namespace features::transport {
+namespace {
+
+using nvme::NvmeCommand;
+using nvme::Queue;
+using ostrel::core::CommandResult;
+using ostrel::core::Payload;
+using ostrel::core::Status;
+using std::chrono::milliseconds;
+using Calls = std::vector<std::string>;
+
+constexpr uint32_t PAGE = 4096;
+
+std::string text(const Status& status) {
+    return std::to_string(status.getCategory()) + "/" + std::to_string(status.getCode()) + " " + status.getMessage();
+}
+
+/// "0/0" and the words of a success.
+const std::string SUCCESS = text(Status());
+
+NvmeCommand reading(Queue queue, uint8_t opcode, uint32_t bytes) {
+    NvmeCommand command(queue, opcode, "Test");
+    command.nsid = 1;
+    command.dataLength = bytes;
+    return command;
+}
+
+class LinuxNvmePathTest : public testing::Test {
+protected:
+    LinuxNvmePathTest() {
+        machine_.controller("nvme0", "nvme-subsys0");
+        machine_.disk("pci/nvme0", "nvme0n1", "259:0", 1);
+    }
+
+    std::unique_ptr<LinuxNvmePath> makePath() const {
+        return std::make_unique<LinuxNvmePath>("nvme0", machine_.paths(),
+                                               std::make_shared<const NvmeTopology>(machine_.paths()));
+    }
+    CommandResult send(const ostrel::core::Command& command, const Payload& payload = {}) {
+        return path_->send(command, payload, {});
+    }
+    CommandResult identify() { return send(reading(Queue::ADMIN, nvme::OPC_IDENTIFY, PAGE)); }
+    CommandResult ask(HostRequest request, uint32_t timeoutMs = 0) {
+        HostCommand command(request);
+        command.timeoutMs = timeoutMs;
+        return send(command);
+    }
+    void setState(const std::string& state) { machine_.file("/sys/devices/pci/nvme0/state", state + "\n"); }
+    void removeState() { std::filesystem::remove(machine_.path("/sys/devices/pci/nvme0/state")); }
+    std::string node(const std::string& name) const { return machine_.path("/dev/" + name); }
+
+    FakeMachine machine_;
+    FakeKernel& kernel_ = *machine_.kernel;
+    std::unique_ptr<LinuxNvmePath> path_ = makePath();
+};
+
+const nvme::Completion& completionOf(const CommandResult& result) {
+    return dynamic_cast<const nvme::Completion&>(*result.protocolResult);
+}
+
+const std::vector<HostNamespace>& namespacesOf(const CommandResult& result) {
+    return dynamic_cast<const HostResult&>(*result.protocolResult).namespaces;
+}
+
+TEST_F(LinuxNvmePathTest, EveryFieldOfACommandReachesTheDriver) {
+    nvme_passthru_cmd seen{};
+    kernel_.onCommand = [&](nvme_passthru_cmd& command) {
+        seen = command;
+        command.result = 0x12345678;
+        return 0x6002;
+    };
+    NvmeCommand command(Queue::ADMIN, 0xC0, "Vendor");
+    command.nsid = 1;
+    command.cdw2 = 2;
+    command.cdw3 = 3;
+    command.cdw10 = 10;
+    command.cdw11 = 11;
+    command.cdw12 = 12;
+    command.cdw13 = 13;
+    command.cdw14 = 14;
+    command.cdw15 = 15;
+    const CommandResult result = send(command);
+    EXPECT_EQ(text(result.status), SUCCESS);
+    EXPECT_EQ(completionOf(result).statusField, 0x6002);
+    EXPECT_EQ(completionOf(result).dword0, 0x12345678U);
+    EXPECT_EQ(result.inputPayload.getSize(), 0U);
+    EXPECT_EQ(kernel_.calls, (Calls{"open /dev/nvme0", "admin C0h /dev/nvme0"}));
+    EXPECT_EQ(seen.opcode, 0xC0);
+    EXPECT_EQ(seen.flags, 0);
+    EXPECT_EQ(seen.rsvd1, 0);
+    EXPECT_EQ(seen.nsid, 1U);
+    EXPECT_EQ(seen.cdw2, 2U);
+    EXPECT_EQ(seen.cdw3, 3U);
+    EXPECT_EQ(seen.cdw10, 10U);
+    EXPECT_EQ(seen.cdw11, 11U);
+    EXPECT_EQ(seen.cdw12, 12U);
+    EXPECT_EQ(seen.cdw13, 13U);
+    EXPECT_EQ(seen.cdw14, 14U);
+    EXPECT_EQ(seen.cdw15, 15U);
+    EXPECT_EQ(seen.addr, 0U) << "a command without data has no buffer";
+    EXPECT_EQ(seen.data_len, 0U);
+    EXPECT_EQ(seen.metadata, 0U);
+    EXPECT_EQ(seen.metadata_len, 0U);
+}
+
+TEST_F(LinuxNvmePathTest, ACommandWithoutATimeOutHasThePaths) {
+    std::vector<uint32_t> timeouts;
+    kernel_.onCommand = [&](nvme_passthru_cmd& command) {
+        timeouts.push_back(command.timeout_ms);
+        return 0;
+    };
+    NvmeCommand command(Queue::ADMIN, nvme::OPC_ABORT, "Abort");
+    send(command);
+    path_->setTimeoutNanoseconds(1500000000);
+    send(command);
+    command.timeoutMs = 7;
+    send(command);
+    EXPECT_EQ(timeouts, (std::vector<uint32_t>{30000, 1500, 7}));
+}
+
+TEST_F(LinuxNvmePathTest, ABufferThatTheDriveFillsIsWholeClearedPages) {
+    for (const uint32_t bytes : {1U, 512U, PAGE - 1, PAGE, PAGE + 1}) {
+        const uint32_t pages = bytes <= PAGE ? PAGE : 2 * PAGE;
+        kernel_.onCommand = [&](nvme_passthru_cmd& command) {
+            auto* data = reinterpret_cast<uint8_t*>(command.addr);
+            EXPECT_EQ(command.addr % PAGE, 0U) << bytes;
+            EXPECT_EQ(command.data_len, bytes);
+            EXPECT_TRUE(std::all_of(data, data + pages, [](uint8_t byte) { return byte == 0; })) << bytes;
+            std::fill_n(data, pages, uint8_t{0xA5});  // a drive that writes more than it was asked for
+            return 0;
+        };
+        const CommandResult result = send(reading(Queue::ADMIN, nvme::OPC_IDENTIFY, bytes));
+        ASSERT_EQ(text(result.status), SUCCESS);
+        ASSERT_EQ(result.inputPayload.getSize(), bytes);
+        EXPECT_TRUE(std::all_of(result.inputPayload.getData(), result.inputPayload.getData() + bytes, [](uint8_t byte) {
+            return byte == 0xA5;
+        })) << bytes;
+    }
+}
+
+TEST_F(LinuxNvmePathTest, MetadataHasABufferOfItsOwn) {
+    kernel_.onCommand = [](nvme_passthru_cmd& command) {
+        EXPECT_EQ(command.metadata % PAGE, 0U);
+        EXPECT_EQ(command.metadata_len, 8U);
+        EXPECT_NE(command.metadata, command.addr);
+        std::fill_n(reinterpret_cast<uint8_t*>(command.metadata), PAGE, uint8_t{0xFF});
+        return 0;
+    };
+    NvmeCommand command = reading(Queue::IO, nvme::OPC_READ, 512);
+    command.metadataLength = 8;
+    const CommandResult result = send(command);
+    EXPECT_EQ(text(result.status), SUCCESS);
+    EXPECT_EQ(result.inputPayload.getSize(), 512U);
+    EXPECT_EQ(result.inputPayload.at(0), 0);
+}
+
+TEST_F(LinuxNvmePathTest, ABufferThatCannotBeHadSendsNothing) {
+    EXPECT_EQ(text(send(reading(Queue::ADMIN, nvme::OPC_IDENTIFY, 0xFFFFFFFF)).status),
+              "1/12 System error. " + node("nvme0") + ": Cannot allocate memory.");
+    NvmeCommand command = reading(Queue::IO, nvme::OPC_READ, 512);
+    command.metadataLength = 0xFFFFFFFF;
+    EXPECT_EQ(text(send(command).status), "1/12 System error. " + node("nvme0n1") + ": Cannot allocate memory.");
+    EXPECT_EQ(kernel_.calls, (Calls{"open /dev/nvme0", "open /dev/nvme0n1"}));
+}
+
+TEST_F(LinuxNvmePathTest, DataForTheDriveIsPassedWithoutACopy) {
+    const Payload payload("0123", 4);
+    uint64_t address = 0;
+    kernel_.onCommand = [&](nvme_passthru_cmd& command) {
+        address = command.addr;
+        return 0;
+    };
+    const CommandResult result = send(reading(Queue::ADMIN, nvme::OPC_SET_FEATURES, 4), payload);
+    EXPECT_EQ(address, reinterpret_cast<uintptr_t>(payload.getData()));
+    EXPECT_EQ(result.inputPayload.getSize(), 0U);
+    EXPECT_EQ(result.outputPayload.getData(), payload.getData());
+}
+
+TEST_F(LinuxNvmePathTest, WhatTheSystemRefusesNamesTheNode) {
+    const struct {
+        int error;
+        std::string status;
+    } CASES[] = {
+        {EACCES, "1/13 System error. No permission for NODE: it needs the root user (CAP_SYS_ADMIN)."},
+        {EPERM, "1/1 System error. No permission for NODE: it needs the root user (CAP_SYS_ADMIN)."},
+        {ENOENT, "1/2 System error. NODE does not exist."},
+        {ENODEV, "1/19 System error. The drive of NODE is gone."},
+        {ENXIO, "1/6 System error. The drive of NODE is gone."},
+        {EINTR, "1/4 System error. The drive of NODE did not answer in time."},
+        {ETIME, "1/62 System error. The drive of NODE did not answer in time."},
+        {EINVAL, "1/22 System error. NODE: Invalid argument."},
+    };
+    for (const auto& c : CASES) {
+        std::string status = c.status;
+        status.replace(status.find("NODE"), 4, node("nvme0"));
+        path_ = makePath();
+        kernel_.calls.clear();
+        kernel_.onOpen = [](const std::string&) { return 0; };
+        kernel_.onCommand = [&](nvme_passthru_cmd&) { return -c.error; };
+        const CommandResult result = identify();
+        EXPECT_EQ(text(result.status), status);
+        EXPECT_EQ(result.protocolResult, nullptr) << status;
+        EXPECT_EQ(result.inputPayload.getSize(), 0U) << status;
+        // Not sent again, not even after EINTR: the drive may have run it.
+        EXPECT_EQ(kernel_.calls, (Calls{"open /dev/nvme0", "admin 06h /dev/nvme0"})) << status;
+        path_ = makePath();
+        kernel_.calls.clear();
+        kernel_.onOpen = [&](const std::string&) { return c.error; };
+        EXPECT_EQ(text(identify().status), status);
+        EXPECT_EQ(kernel_.calls, Calls{"open /dev/nvme0"}) << status;
+    }
+    EXPECT_EQ(kernel_.slept, milliseconds(0));
+}
+
+TEST_F(LinuxNvmePathTest, WhateverFailsOnADriveThatLeavesSaysThatItIsGone) {
+    const std::string gone = "1/19 System error. The drive of " + node("nvme0") + " is gone.";
+    for (const char* const state : {"deleting", "deleting (no IO)", "dead", ""}) {
+        *state == '\0' ? removeState() : setState(state);
+        kernel_.onCommand = [](nvme_passthru_cmd&) { return -EINTR; };
+        EXPECT_EQ(text(identify().status), gone) << state;
+        // A status of the driver itself, not of the drive: Host Pathing Error, and one that is never sent again.
+        for (const int outcome : {0x0370, 0x0371, 0x4300}) {
+            kernel_.onCommand = [&](nvme_passthru_cmd&) { return outcome; };
+            EXPECT_EQ(text(identify().status), gone) << state << outcome;
+        }
+        kernel_.onCommand = [](nvme_passthru_cmd&) { return 0x0281; };
+        const CommandResult refused = identify();
+        EXPECT_EQ(text(refused.status), SUCCESS) << "the drive answered: " << state;
+        EXPECT_EQ(completionOf(refused).statusField, 0x0281);
+    }
+    kernel_.onOpen = [](const std::string&) { return EBUSY; };
+    path_ = makePath();
+    EXPECT_EQ(text(identify().status), gone) << "nothing to wait for";
+    EXPECT_EQ(kernel_.slept, milliseconds(0));
+}
+
+TEST_F(LinuxNvmePathTest, AReadThatMeetsAResetIsSentAgain) {
+    for (const uint8_t opcode : {nvme::OPC_IDENTIFY, nvme::OPC_GET_LOG_PAGE, nvme::OPC_GET_FEATURES}) {
+        int tries = 0;
+        kernel_.slept = milliseconds(0);
+        // The second time with Do Not Retry, which speaks of the queue that is gone.
+        kernel_.onCommand = [&](nvme_passthru_cmd&) { return ++tries == 3 ? 0 : tries == 2 ? 0x4370 : 0x0370; };
+        const CommandResult result = send(reading(Queue::ADMIN, opcode, 512));
+        EXPECT_EQ(text(result.status), SUCCESS);
+        EXPECT_EQ(completionOf(result).statusField, 0);
+        EXPECT_EQ(tries, 3) << int{opcode};
+        EXPECT_EQ(kernel_.slept, milliseconds(100));
+    }
+}
+
+TEST_F(LinuxNvmePathTest, AResetThatDoesNotEndIsReportedAfterTenSeconds) {
+    kernel_.onCommand = [](nvme_passthru_cmd&) { return 0x0370; };
+    const CommandResult result = identify();
+    EXPECT_EQ(text(result.status), SUCCESS);
+    EXPECT_EQ(completionOf(result).statusField, 0x0370);
+    EXPECT_EQ(kernel_.slept, milliseconds(10000));
+    EXPECT_EQ(kernel_.calls.size(), 202U) << "an open, and a command each 50 ms";
+}
+
+TEST_F(LinuxNvmePathTest, WhatMayHaveChangedTheDriveIsSentOnce) {
+    const NvmeCommand COMMANDS[] = {
+        reading(Queue::ADMIN, nvme::OPC_SET_FEATURES, 0),
+        reading(Queue::ADMIN, nvme::OPC_FORMAT_NVM, 0),
+        reading(Queue::ADMIN, nvme::OPC_FIRMWARE_COMMIT, 0),
+        reading(Queue::ADMIN, nvme::OPC_SANITIZE, 0),
+        reading(Queue::ADMIN, 0xC2, 512),         // a vendor's, of which nothing is known
+        reading(Queue::IO, nvme::OPC_READ, 512),  // the number of Get Log Page on the other queue
+        reading(Queue::IO, nvme::OPC_WRITE, 0),
+    };
+    for (const NvmeCommand& command : COMMANDS) {
+        int sent = 0;
+        kernel_.onCommand = [&](nvme_passthru_cmd&) {
+            ++sent;
+            return 0x0370;
+        };
+        EXPECT_EQ(completionOf(send(command)).statusField, 0x0370);
+        EXPECT_EQ(sent, 1) << int{command.opcode};
+    }
+    int sent = 0;
+    kernel_.onCommand = [&](nvme_passthru_cmd&) {
+        ++sent;
+        return 0x0371;
+    };
+    EXPECT_EQ(completionOf(identify()).statusField, 0x0371);
+    EXPECT_EQ(sent, 1) << "Command Aborted By Host is no reset";
+    EXPECT_EQ(kernel_.slept, milliseconds(0));
+}
+
+TEST_F(LinuxNvmePathTest, ANodeThatAResetKeepsClosedIsTriedAgain) {
+    int tries = 0;
+    kernel_.onOpen = [&](const std::string&) { return ++tries == 1 ? EAGAIN : tries == 2 ? EBUSY : 0; };
+    EXPECT_EQ(text(identify().status), SUCCESS);
+    EXPECT_EQ(kernel_.slept, milliseconds(100));
+    for (const int error : {EAGAIN, EBUSY}) {
+        path_ = makePath();
+        kernel_.slept = milliseconds(0);
+        kernel_.onOpen = [&](const std::string&) { return error; };
+        EXPECT_EQ(text(identify().status).substr(0, 5), error == EAGAIN ? "1/11 " : "1/16 ");
+        EXPECT_EQ(kernel_.slept, milliseconds(10050)) << "more than ten seconds";
+    }
+}
+
+TEST_F(LinuxNvmePathTest, TheControllersNodeIsOpenedOnceForAllClones) {
+    kernel_.onOpen = [](const std::string&) { return EACCES; };
+    EXPECT_EQ(identify().status.getCode(), uint32_t{EACCES});
+    kernel_.onOpen = [](const std::string&) { return 0; };
+    const auto clone = path_->clone();
+    identify();
+    EXPECT_EQ(text(clone->send(reading(Queue::ADMIN, nvme::OPC_IDENTIFY, PAGE), {}, {}).status), SUCCESS);
+    EXPECT_EQ(kernel_.calls,
+              (Calls{"open /dev/nvme0", "open /dev/nvme0", "admin 06h /dev/nvme0", "admin 06h /dev/nvme0"}));
+}
+
+TEST_F(LinuxNvmePathTest, ANamespaceIsOpenedOnceForReadsAndEachTimeForWrites) {
+    machine_.disk("pci/nvme0", "nvme0n2", "259:1", 2);
+    NvmeCommand second = reading(Queue::IO, nvme::OPC_READ, 512);
+    second.nsid = 2;
+    for (int i = 0; i < 2; ++i) {
+        send(reading(Queue::IO, nvme::OPC_READ, 512));
+        send(second);
+        send(reading(Queue::IO, nvme::OPC_DATASET_MANAGEMENT, 0));
+    }
+    EXPECT_EQ(kernel_.calls,
+              (Calls{"open /dev/nvme0n1", "io 02h /dev/nvme0n1", "open /dev/nvme0n2", "io 02h /dev/nvme0n2",
+                     "open /dev/nvme0n1", "io 09h /dev/nvme0n1", "io 02h /dev/nvme0n1", "io 02h /dev/nvme0n2",
+                     "open /dev/nvme0n1", "io 09h /dev/nvme0n1"}));
+}
+
+TEST_F(LinuxNvmePathTest, ANamespaceThatIsNotAttachedOpensNothing) {
+    machine_.hiddenPath("nvme0", "nvme7c0n3", 3);
+    for (const uint32_t nsid : {2U, 3U, 0xFFFFFFFFU}) {  // missing; a path whose head is gone; all
+        for (const uint8_t opcode : {nvme::OPC_READ, nvme::OPC_WRITE}) {
+            NvmeCommand command = reading(Queue::IO, opcode, 0);
+            command.nsid = nsid;
+            EXPECT_EQ(text(send(command).status), "10/80 Invalid namespace ID given. Namespace " +
+                                                      std::to_string(nsid) + " is not attached to nvme0.");
+        }
+    }
+    EXPECT_EQ(kernel_.calls, Calls());
+}
+
+TEST_F(LinuxNvmePathTest, ANamespacesNodeThatDoesNotOpenIsNamed) {
+    kernel_.onOpen = [](const std::string&) { return EACCES; };
+    const std::string refused =
+        "1/13 System error. No permission for " + node("nvme0n1") + ": it needs the root user (CAP_SYS_ADMIN).";
+    EXPECT_EQ(text(send(reading(Queue::IO, nvme::OPC_READ, 512)).status), refused);
+    EXPECT_EQ(text(send(reading(Queue::IO, nvme::OPC_WRITE, 0)).status), refused);
+    EXPECT_EQ(kernel_.calls, (Calls{"open /dev/nvme0n1", "open /dev/nvme0n1"}));
+}
+
+TEST_F(LinuxNvmePathTest, AResetWaitsUntilTheControllerIsLive) {
+    int sleeps = 0;
+    kernel_.onRequest = [&](unsigned long) {
+        setState("resetting");
+        return 0;
+    };
+    kernel_.onSleep = [&] { setState(++sleeps < 3 ? "connecting" : "live"); };
+    EXPECT_EQ(text(ask(HostRequest::RESET_CONTROLLER).status), SUCCESS);
+    EXPECT_EQ(kernel_.slept, milliseconds(150));
+    EXPECT_EQ(kernel_.calls, (Calls{"open /dev/nvme0", "reset /dev/nvme0"}));
+    sleeps = 0;
+    EXPECT_EQ(text(ask(HostRequest::RESET_SUBSYSTEM).status), SUCCESS);
+    EXPECT_EQ(sleeps, 3);
+    EXPECT_EQ(kernel_.calls.back(), "subsystem reset /dev/nvme0");
+}
+
+TEST_F(LinuxNvmePathTest, AResetThatDoesNotComeBackEndsAtItsTimeOut) {
+    const std::string late = "1/62 System error. The drive of " + node("nvme0") + " did not answer in time.";
+    setState("resetting");
+    EXPECT_EQ(text(ask(HostRequest::RESET_CONTROLLER).status), late);
+    EXPECT_EQ(kernel_.slept, milliseconds(60050)) << "a minute";
+    kernel_.slept = milliseconds(0);
+    EXPECT_EQ(text(ask(HostRequest::RESET_SUBSYSTEM, 500).status), late);
+    EXPECT_EQ(kernel_.slept, milliseconds(550));
+    kernel_.onSleep = [&] { removeState(); };
+    EXPECT_EQ(text(ask(HostRequest::RESET_CONTROLLER).status),
+              "1/19 System error. The drive of " + node("nvme0") + " is gone.");
+}
+
+TEST_F(LinuxNvmePathTest, AResetThatTheDriverDoesNotTakeIsReported) {
+    kernel_.onRequest = [](unsigned long request) { return request == NVME_IOCTL_SUBSYS_RESET ? -ENOTTY : -EBUSY; };
+    EXPECT_EQ(text(ask(HostRequest::RESET_SUBSYSTEM).status), "10/34 Feature is not supported.");
+    EXPECT_EQ(text(ask(HostRequest::RESET_CONTROLLER).status),
+              "1/16 System error. " + node("nvme0") + ": Device or resource busy.");
+    kernel_.calls.clear();
+    kernel_.onOpen = [](const std::string&) { return EACCES; };
+    path_ = makePath();
+    for (const HostRequest request :
+         {HostRequest::RESET_CONTROLLER, HostRequest::RESET_SUBSYSTEM, HostRequest::RESCAN}) {
+        EXPECT_EQ(ask(request).status.getCode(), uint32_t{EACCES});
+        EXPECT_EQ(kernel_.calls.back(), "open /dev/nvme0") << "no request follows an open that failed";
+    }
+}
+
+TEST_F(LinuxNvmePathTest, ARescanReadsPartitionTablesOfUnusedDisks) {
+    machine_.partition("pci/nvme0/nvme0n1", "nvme0n1p1", "259:5", 1);
+    machine_.disk("pci/nvme0", "nvme0n2", "259:1", 2);
+    machine_.disk("pci/nvme0", "nvme0n3", "259:2", 3);
+    machine_.hiddenPath("nvme0", "nvme7c0n4", 4);
+    machine_.mounts("36 35 259:1 / /mnt rw - ext4 /dev/nvme0n2 rw\n");
+    kernel_.onOpen = [&](const std::string& node) {
+        return node == "/dev/nvme0n3" && kernel_.calls.back() == "open /dev/nvme0n3 exclusive" ? EBUSY : 0;
+    };
+    // The kernel keeps the table that it knows when the new one cannot be read.
+    kernel_.onRequest = [](unsigned long request) { return request == NVME_IOCTL_RESCAN ? 0 : -EIO; };
+    EXPECT_EQ(text(ask(HostRequest::RESCAN).status), SUCCESS);
+    const auto& calls = kernel_.calls;
+    ASSERT_GE(calls.size(), 2U);
+    EXPECT_EQ(calls[0], "open /dev/nvme0");
+    EXPECT_EQ(calls[1], "rescan /dev/nvme0");
+    const auto count = [&](const char* call) { return std::count(calls.begin(), calls.end(), call); };
+    EXPECT_EQ(count("read partitions /dev/nvme0n1"), 1) << "partitions alone are no use";
+    EXPECT_EQ(count("read partitions /dev/nvme0n2"), 0) << "mounted";
+    EXPECT_EQ(count("open /dev/nvme0n2"), 0) << "mounted";
+    EXPECT_EQ(count("read partitions /dev/nvme0n3"), 0) << "opened exclusively";
+    EXPECT_EQ(count("open /dev/nvme0n3"), 0) << "opened exclusively";
+}
+
+TEST_F(LinuxNvmePathTest, ARescanThatFailsReadsNoPartitionTable) {
+    kernel_.onRequest = [](unsigned long) { return -EPERM; };
+    EXPECT_EQ(text(ask(HostRequest::RESCAN).status),
+              "1/1 System error. No permission for " + node("nvme0") + ": it needs the root user (CAP_SYS_ADMIN).");
+    EXPECT_EQ(kernel_.calls, (Calls{"open /dev/nvme0", "rescan /dev/nvme0"}));
+}
+
+TEST_F(LinuxNvmePathTest, ARescanThatCannotSeeUsesReadsNoPartitionTable) {
+    std::filesystem::remove(machine_.path("/proc/self/mountinfo"));
+    EXPECT_EQ(text(ask(HostRequest::RESCAN).status), SUCCESS);
+    EXPECT_EQ(kernel_.calls, (Calls{"open /dev/nvme0", "rescan /dev/nvme0"}));
+}
+
+TEST_F(LinuxNvmePathTest, AttachedNamespacesComeWithoutACommand) {
+    machine_.file("/sys/class/block/nvme0n1/queue/logical_block_size", "4096\n");
+    machine_.hiddenPath("nvme0", "nvme7c0n3", 3);
+    const CommandResult result = ask(HostRequest::NAMESPACES);
+    EXPECT_EQ(text(result.status), SUCCESS);
+    const auto& found = namespacesOf(result);
+    ASSERT_EQ(found.size(), 2U);
+    EXPECT_EQ(found[0].nsid, 1U);
+    EXPECT_EQ(found[0].node, "/dev/nvme0n1");
+    EXPECT_TRUE(found[0].attached);
+    EXPECT_EQ(found[0].sizeBytes, 131072U * 512);
+    EXPECT_EQ(found[0].blockBytes, 4096U);
+    EXPECT_EQ(found[1].nsid, 3U);
+    EXPECT_EQ(found[1].node, "") << "a path whose head is gone";
+    EXPECT_EQ(kernel_.calls, Calls());
+}
+
+TEST_F(LinuxNvmePathTest, UsesAreThoseOfTheWholeSubsystem) {
+    machine_.controller("nvme1", "nvme-subsys0");
+    machine_.controller("nvme2", "nvme-subsys2");
+    machine_.disk("pci/nvme1", "nvme0n2", "259:1", 2);
+    machine_.disk("pci/nvme2", "nvme2n1", "259:2", 9);
+    machine_.partition("pci/nvme1/nvme0n2", "nvme0n2p1", "259:3", 1);
+    machine_.hiddenPath("nvme0", "nvme0c0n5", 5);
+    machine_.hiddenPath("nvme1", "nvme0c1n5", 5);
+    machine_.disk("virtual/nvme-subsys0", "nvme0n5", "259:4", 5);
+    machine_.mounts("36 35 259:3 / /mnt rw - ext4 /dev/nvme0n2p1 rw\n");
+    for (const char* const controller : {"nvme0", "nvme1"}) {
+        const bool isFirst = std::string(controller) == "nvme0";
+        LinuxNvmePath path(controller, machine_.paths(), std::make_shared<const NvmeTopology>(machine_.paths()));
+        const CommandResult result = path.send(HostCommand(HostRequest::USES), {}, {});
+        ASSERT_EQ(text(result.status), SUCCESS);
+        const auto& found = namespacesOf(result);
+        ASSERT_EQ(found.size(), 3U);
+        EXPECT_EQ(found[0].node, "/dev/nvme0n1");
+        EXPECT_EQ(found[0].attached, isFirst);
+        EXPECT_EQ(found[0].uses.size(), 0U);
+        EXPECT_EQ(found[1].node, "/dev/nvme0n2");
+        EXPECT_EQ(found[1].attached, !isFirst);
+        ASSERT_EQ(found[1].uses.size(), 1U);
+        EXPECT_EQ(found[1].uses[0].node, "/dev/nvme0n2p1");
+        EXPECT_EQ(found[1].uses[0].detail, "/mnt");
+        ASSERT_EQ(found[1].partitions.size(), 1U);
+        EXPECT_EQ(found[1].partitions[0].mountPoint, "/mnt");
+        EXPECT_EQ(found[2].node, "/dev/nvme0n5");
+        EXPECT_TRUE(found[2].attached) << "to both";
+    }
+}
+
+TEST_F(LinuxNvmePathTest, UsesAreAnErrorWithoutTheTableOfMounts) {
+    std::filesystem::remove(machine_.path("/proc/self/mountinfo"));
+    const CommandResult result = ask(HostRequest::USES);
+    EXPECT_EQ(text(result.status), "1/2 System error. " + machine_.path("/proc/self/mountinfo") + " does not exist.");
+    EXPECT_EQ(result.protocolResult, nullptr);
+}
+
+TEST_F(LinuxNvmePathTest, OtherCommandSetsAreRefused) {
+    class OtherCommand : public ostrel::core::Command {
+    public:
+        OtherCommand() : Command("ATA", "Identify Device") {}
+        std::unique_ptr<Command> clone() const override { return std::make_unique<OtherCommand>(*this); }
+        void toString(std::ostream&) const override {}
+        std::unique_ptr<ostrel::core::xml::XmlObject> toXml() const override { return nullptr; }
+    };
+    EXPECT_EQ(text(send(OtherCommand()).status), "0/35 Device does not support this command set.");
+    EXPECT_EQ(kernel_.calls, Calls());
+}
+
+TEST_F(LinuxNvmePathTest, AResultHasTheTimeOfItsCommand) {
+    const CommandResult result = identify();
+    EXPECT_FALSE(result.startTime.is_not_a_date_time());
+    EXPECT_EQ(result.startTime + result.duration, result.endTime);
+    EXPECT_EQ(result.command->getName(), "Test");
+}
+
+TEST_F(LinuxNvmePathTest, ADriveIsSupportedAsLongAsTheKernelKnowsIt) {
+    EXPECT_TRUE(path_->isSupported({}));
+    removeState();
+    EXPECT_FALSE(path_->isSupported({}));
+}
+
+}  // namespace
+}  // namespace features::transport
