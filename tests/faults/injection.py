@@ -1,0 +1,102 @@
+"""Which system calls can fail, and with what."""
+
+import dataclasses
+import errno
+import re
+
+UNISTD = "/usr/include/x86_64-linux-gnu/asm/unistd_64.h"
+
+# Two plausible errors each.
+ERRORS = {
+    "open": ("ENFILE", "EIO"), "openat": ("ENFILE", "EIO"), "access": ("EIO", "EACCES"),
+    "faccessat": ("EIO", "EACCES"), "faccessat2": ("EIO", "EACCES"), "close": ("EIO", "EINTR"),
+    "read": ("EIO", "EINTR"), "pread64": ("EIO", "EINTR"), "write": ("ENOSPC", "EIO"), "pwrite64": ("ENOSPC", "EIO"),
+    "lseek": ("EINVAL", "EIO"), "getdents64": ("EIO", "ENOMEM"), "stat": ("EIO", "ENOMEM"), "lstat": ("EIO", "ENOMEM"),
+    "fstat": ("EIO", "ENOMEM"), "newfstatat": ("EIO", "ENOMEM"), "statx": ("EIO", "ENOMEM"),
+    "statfs": ("EIO", "ENOMEM"), "fstatfs": ("EIO", "ENOMEM"), "readlink": ("EIO", "EACCES"),
+    "readlinkat": ("EIO", "EACCES"), "getcwd": ("ENOENT", "ENOMEM"), "fcntl": ("EBADF", "EINVAL"),
+    "ioctl": ("EIO", "ENOTTY"), "flock": ("ENOLCK", "EINTR"), "fsync": ("EIO", "ENOSPC"),
+    "fdatasync": ("EIO", "ENOSPC"), "syncfs": ("EIO", "ENOSPC"), "sync_file_range": ("EIO", "ENOSPC"),
+    "ftruncate": ("ENOSPC", "EIO"), "fallocate": ("ENOSPC", "EOPNOTSUPP"), "fchmod": ("EPERM", "EIO"),
+    "chmod": ("EPERM", "EIO"), "fchmodat": ("EPERM", "EIO"), "fchown": ("EPERM", "EIO"), "mkdir": ("ENOSPC", "EACCES"),
+    "mkdirat": ("ENOSPC", "EACCES"), "link": ("ENOSPC", "EIO"), "linkat": ("ENOSPC", "EIO"),
+    "rename": ("ENOSPC", "EIO"), "renameat": ("ENOSPC", "EIO"), "renameat2": ("ENOSPC", "EIO"),
+    "unlink": ("EIO", "EACCES"), "unlinkat": ("EIO", "EACCES"), "rmdir": ("EIO", "EACCES"),
+    "mknod": ("EPERM", "ENOSPC"), "mknodat": ("EPERM", "ENOSPC"), "mmap": ("ENOMEM", "EAGAIN"),
+    "mprotect": ("ENOMEM", "EACCES"), "munmap": ("ENOMEM", "EINVAL"), "madvise": ("ENOMEM", "EAGAIN"),
+    "clone": ("EAGAIN", "ENOMEM"), "clone3": ("EAGAIN", "ENOMEM"), "vfork": ("EAGAIN", "ENOMEM"),
+    "pipe2": ("EMFILE", "ENFILE"), "dup": ("EMFILE", "EBADF"), "wait4": ("ECHILD", "EINTR"), "uname": ("EFAULT",),
+    "getrandom": ("EAGAIN", "ENOSYS"), "prlimit64": ("EPERM", "EINVAL"), "sysinfo": ("EFAULT",),
+    "sched_getaffinity": ("EINVAL", "ESRCH"), "eventfd2": ("EMFILE", "ENOMEM"), "signalfd4": ("EMFILE", "ENOMEM"),
+    "poll": ("ENOMEM", "EINTR"), "pselect6": ("ENOMEM", "EINTR"), "epoll_create1": ("EMFILE", "ENOMEM"),
+    "umask": (), "sendto": ("EIO", "ENOBUFS"), "socket": ("EMFILE", "EACCES"),
+}
+# A transfer may always be shorter than what was asked for.
+SHORTENED = ("read", "pread64", "write", "pwrite64", "getdents64")
+
+# Calls that are left alone, with the reason.
+LEFT_ALONE = {
+    "brk": "reports a failure by the old end of the heap and not by an errno; mmap stands for memory",
+    "futex": "never fails for a correct program: the C library ends the process on purpose where it does",
+    "rt_sigprocmask": "fails for a wrong argument alone", "rt_sigaction": "fails for a wrong argument alone",
+    "rt_sigtimedwait": "sigwait(3) repeats it until there is a signal",
+    "rt_sigreturn": "cannot fail", "exit": "cannot fail", "exit_group": "cannot fail", "set_robust_list": "cannot fail",
+    "rseq": "cannot fail where the kernel has it", "geteuid": "cannot fail", "getuid": "cannot fail",
+    "getgid": "cannot fail", "getegid": "cannot fail", "getpid": "cannot fail", "gettid": "cannot fail",
+    "sched_yield": "cannot fail", "clock_nanosleep": "fails for a wrong argument, or is cut short by a signal handler",
+    "arch_prctl": "cannot fail", "set_tid_address": "cannot fail", "umask": "cannot fail", "tgkill": "cannot fail",
+}
+
+
+def call_names():
+    with open(UNISTD, encoding="ascii") as header:
+        return {int(number): name for name, number in re.findall(r"#define __NR_(\w+) (\d+)", header.read())}
+
+
+@dataclasses.dataclass(frozen=True)
+class Case:
+    """One fault: the number-th system call of a command fails, is cut short, or the number-th allocation fails."""
+
+    command: str
+    number: int
+    fault: str  # the name of an errno, "short" or "allocation"
+
+    def __str__(self):
+        return f"{self.command}:{self.number}:{self.fault}"
+
+    @staticmethod
+    def parse(text):
+        command, number, fault = text.split(":")
+        return Case(command, int(number), fault)
+
+    @property
+    def argument(self):
+        """How failing_call wants it."""
+        return self.fault if self.fault == "short" else str(getattr(errno, self.fault))
+
+
+def program_calls(report):
+    """(number, name, subject) of each call after the dynamic loader's own: its failures before main are answered by
+    the loader, with words of its own and status 127. What dlopen does later is the program's affair."""
+    names = call_names()
+    calls = []
+    for line in report.splitlines():
+        number, call, subject = line.split(" ", 2)
+        calls.append((int(number), names[int(call)], subject))
+    cache = next(i for i, call in enumerate(calls) if call[1] == "openat" and call[2] == "/etc/ld.so.cache")
+    unmapped = next(i for i in range(cache, len(calls)) if calls[i][1] == "munmap")
+    return calls[unmapped + 1:]
+
+
+def cases_of(command, calls):
+    unknown = sorted({name for _, name, _ in calls} - set(ERRORS) - set(LEFT_ALONE))
+    if unknown:
+        raise SystemExit(f"{command}: say in injection.py how these calls fail: {' '.join(unknown)}")
+    cases = []
+    for number, name, _ in calls:
+        if name in LEFT_ALONE:
+            continue
+        cases += [Case(command, number, error) for error in ERRORS[name]]
+        if name in SHORTENED:
+            cases.append(Case(command, number, "short"))
+    return cases

@@ -1,0 +1,74 @@
+"""What is bad: a crash, a hang, success without the work, a file lost, changed or left behind, an error without words."""
+
+import os
+import re
+import stat
+
+from world import LIBRARY_NAME
+
+WORDS = re.compile("[A-Za-z]{3}")
+
+
+def tree(folders):
+    """{path: (kind and mode, contents)} of all that is below the folders, but for the feature library, which is large
+    and written by no command."""
+    found = {}
+    for top in folders:
+        for folder, folders_within, files in os.walk(top):
+            for name in folders_within + files:
+                if name == LIBRARY_NAME:
+                    continue
+                path = os.path.join(folder, name)
+                mode = os.lstat(path).st_mode
+                contents = b""
+                if stat.S_ISREG(mode):
+                    with open(path, "rb") as file:
+                        contents = file.read()
+                found[path] = (mode, contents)
+    return found
+
+
+def differences(found, wanted, compares_contents):
+    changed = [path for path in found.keys() & wanted.keys() if compares_contents and found[path] != wanted[path]]
+    return sorted([f"{path} left behind" for path in found.keys() - wanted.keys()] +
+                  [f"{path} missing" for path in wanted.keys() - found.keys()] + [f"{path} differs" for path in changed])
+
+
+def judge_success(command, run, usual, found, after):
+    if run.stdout != usual.stdout:
+        return "success with another output"
+    wrong = differences(found, after, command.compares_contents)
+    return "success without the work: " + ", ".join(wrong) if wrong else None
+
+
+def judge_files(command, found, before, after):
+    """After an error each file is as it was before, or as it should be. The names of those that are neither."""
+    left = sorted(found.keys() - before.keys() - after.keys())
+    if left:
+        return "left behind: " + ", ".join(left), []
+    lost = sorted((before.keys() & after.keys()) - found.keys())
+    if lost:
+        return "lost: " + ", ".join(lost), []
+    odd = [path for path in found if found[path] not in (before.get(path), after.get(path))]
+    return None, odd if command.compares_contents else []
+
+
+def judge(command, run, usual, found, before, after, probe):
+    """Why a run was bad, None for a good one. `probe` is called where a drive's state is neither the old nor the new
+    one, and says what is wrong with it."""
+    if run.status is None:
+        return "hang"
+    if run.status >= 128 and run.status not in (201, 238, 255):
+        return f"crash: signal {run.status - 128}"
+    if run.status == 0:
+        return judge_success(command, run, usual, found, after)
+    said = run.stdout.replace(command.notice, "", 1) if command.notice else run.stdout
+    if not WORDS.search(said + run.stderr):
+        return "an error without words"
+    wrong, odd = judge_files(command, found, before, after)
+    if wrong is not None or not odd:
+        return wrong
+    states = [path for path in odd if "/SimulatedDrives/" in path]
+    if states != odd or not command.probes:
+        return "changed: " + ", ".join(odd)
+    return probe()
