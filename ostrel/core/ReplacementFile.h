@@ -2,6 +2,7 @@
 
 #include <sys/stat.h>
 
+#include <cstdint>
 #include <string>
 #include <string_view>
 
@@ -22,7 +23,17 @@ public:
 
     /// Begins. Only a regular file is replaced: a symbolic link is ELOOP, a directory EISDIR, anything else EINVAL.
     int open(const std::string& path);
+    /// The same for `name` in a folder that is open for reading. A file that is not there yet gets `mode`, less the
+    /// umask.
+    int openIn(FileDescriptor directory, const std::string& name, mode_t mode);
+    /// The file that is to be replaced; null where there is none.
+    const struct stat* oldFile() const { return oldFile_.st_mode == 0 ? nullptr : &oldFile_; }
+
     int write(std::string_view text);
+    /// Throws away what was written.
+    int restart();
+    /// Room in the file system that an ordinary user may take.
+    int freeBytes(uint64_t& bytes) const;
     /// Syncs the contents, gives them mode and owner of the old file, if there is one, and puts them in its place; then
     /// syncs the directory.
     int publish();

@@ -2,10 +2,12 @@
 
 #include <fcntl.h>
 #include <sys/random.h>
+#include <sys/statvfs.h>
 #include <unistd.h>
 
 #include <array>
 #include <cerrno>
+#include <utility>
 
 #include "ostrel/core/ScopeTrace.h"
 #include "ostrel/core/Strings.h"
@@ -17,6 +19,11 @@ std::string randomName() {
     std::array<unsigned char, 8> bytes{};
     (void)!getrandom(bytes.data(), bytes.size(), 0);  // a name that is taken is refused, so a bad one does no harm
     return ".nimbrel-" + bytesToHex(bytes.data(), bytes.size());
+}
+
+/// Through which a file without a name gets one.
+std::string selfPath(int file) {
+    return "/proc/self/fd/" + std::to_string(file);
 }
 
 int resultOf(int returned) {
@@ -33,13 +40,19 @@ int ReplacementFile::open(const std::string& path) {
     OSTREL_TRACE();
     const size_t slash = path.rfind('/');
     const std::string directory = slash == std::string::npos ? "." : path.substr(0, slash + 1);
-    name_ = slash == std::string::npos ? path : path.substr(slash + 1);
-    directory_ = FileDescriptor(::open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-    if (!directory_.isOpen()) return errno;
+    FileDescriptor opened(::open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    if (!opened.isOpen()) return errno;
+    return openIn(std::move(opened), slash == std::string::npos ? path : path.substr(slash + 1), 0644);
+}
+
+int ReplacementFile::openIn(FileDescriptor directory, const std::string& name, mode_t mode) {
+    OSTREL_TRACE();
+    directory_ = std::move(directory);
+    name_ = name;
     if (name_.empty()) return ENOENT;
     const int error = examineOldFile();
     if (error != 0) return error;
-    return create(oldFile_.st_mode == 0 ? 0644 : 0600);
+    return create(oldFile() == nullptr ? mode : 0600);
 }
 
 int ReplacementFile::examineOldFile() {
@@ -56,9 +69,13 @@ int ReplacementFile::examineOldFile() {
 
 int ReplacementFile::create(mode_t mode) {
     OSTREL_TRACE();
-    file_ = FileDescriptor(openat(directory_.get(), ".", O_TMPFILE | O_WRONLY | O_CLOEXEC, mode));
-    if (file_.isOpen()) return 0;
-    // Not every file system knows files without a name, and they differ in how they say so.
+    FileDescriptor unnamed(openat(directory_.get(), ".", O_TMPFILE | O_WRONLY | O_CLOEXEC, mode));
+    if (unnamed.isOpen() && access(selfPath(unnamed.get()).c_str(), F_OK) == 0) {
+        file_ = std::move(unnamed);
+        return 0;
+    }
+    // Not every file system knows files without a name, and they differ in how they say so; and without /proc such a
+    // file gets none.
     const std::string name = randomName();
     file_ = FileDescriptor(
         openat(directory_.get(), name.c_str(), O_CREAT | O_EXCL | O_NOFOLLOW | O_WRONLY | O_CLOEXEC, mode));
@@ -72,9 +89,24 @@ int ReplacementFile::write(std::string_view text) {
     return writeFully(file_.get(), text);
 }
 
+int ReplacementFile::restart() {
+    OSTREL_TRACE();
+    const int error = resultOf(ftruncate(file_.get(), 0));
+    return error != 0 ? error : lseek(file_.get(), 0, SEEK_SET) < 0 ? errno : 0;
+}
+
+int ReplacementFile::freeBytes(uint64_t& bytes) const {
+    OSTREL_TRACE();
+    struct statvfs properties = {};
+    if (fstatvfs(directory_.get(), &properties) != 0) return errno;
+    // A file system that does not count its blocks says that it has none.
+    bytes = properties.f_blocks == 0 ? UINT64_MAX : uint64_t{properties.f_bavail} * properties.f_frsize;
+    return 0;
+}
+
 int ReplacementFile::adoptOldFile() {
     OSTREL_TRACE();
-    if (oldFile_.st_mode == 0) return 0;
+    if (oldFile() == nullptr) return 0;
     // The owner first: a change of owner clears the set-user-ID bit of the mode.
     const int error = resultOf(fchown(file_.get(), oldFile_.st_uid, oldFile_.st_gid));
     return error != 0 ? error : resultOf(fchmod(file_.get(), oldFile_.st_mode & 07777));
@@ -82,7 +114,7 @@ int ReplacementFile::adoptOldFile() {
 
 int ReplacementFile::giveName() {
     OSTREL_TRACE();
-    const std::string self = "/proc/self/fd/" + std::to_string(file_.get());
+    const std::string self = selfPath(file_.get());
     const std::string name = randomName();
     const int error = resultOf(linkat(AT_FDCWD, self.c_str(), directory_.get(), name.c_str(), AT_SYMLINK_FOLLOW));
     if (error == 0) temporaryName_ = name;
