@@ -2,17 +2,19 @@
 
 #include <algorithm>
 #include <functional>
+#include <iostream>
 #include <optional>
 #include <string_view>
 #include <utility>
 
 #include "CLI/FeatureLibraryExchange.h"
 #include "CLI/velkossd/JobRendering.h"
-#include "CLI/velkossd/OutputFile.h"
 #include "ostrel/core/Payload.h"
 #include "ostrel/core/ScopeTrace.h"
 #include "ostrel/core/Status.h"
+#include "ostrel/core/StatusCatalogue.h"
 #include "ostrel/core/Strings.h"
+#include "ostrel/core/UserFile.h"
 #include "ostrel/core/xml/XmlObject.h"
 #include "ostrel/core/xml/XmlProperty.h"
 #include "ostrel/interfaces/cli/cliframework/ObjectResult.h"
@@ -28,6 +30,8 @@ namespace {
 using framework::ObjectResult;
 using framework::SimpleResult;
 using framework::stringsIEqual;
+using ostrel::core::Status;
+using ostrel::core::UserFile;
 using ostrel::core::xml::XmlElement;
 using ostrel::core::xml::XmlObject;
 
@@ -44,10 +48,9 @@ struct Outcome {
 struct Target {
     std::string dataName;
     std::string path;
-    OutputFile::LinkPolicy linkPolicy;
 };
 
-using Fill = std::function<bool(OutputFile& file)>;
+using Fill = std::function<Status(UserFile& file)>;
 using Save = std::function<Outcome(XmlObject& output, const Target& target)>;
 
 /// Names and serial numbers come from the library: in a file's name they may neither lead into another folder nor hold
@@ -58,32 +61,41 @@ std::string cleaned(std::string text) {
     return text;
 }
 
-/// A name that nobody chose is not followed through a link, which could lead anywhere.
 Target makeTarget(const XmlObject& output, const std::string& destination, const char* suffix) {
     const std::string name = output.getAttribute(xml::KEY_NAME);
     const std::string key = output.getAttribute(xml::KEY_KEY);
-    if (destination.empty()) return {name, cleaned(name) + "_" + cleaned(key) + suffix, OutputFile::REFUSE_LINK};
-    return {name, destination, OutputFile::FOLLOW_LINK};
+    return {name, destination.empty() ? cleaned(name) + "_" + cleaned(key) + suffix : destination};
+}
+
+bool writeFile(const std::string& path, const Fill& fill) {
+    UserFile file;
+    Status status = file.open(path);
+    if (status.is(0, 0)) status = fill(file);
+    if (status.is(0, 0)) status = file.finish();
+    if (status.is(0, 0)) return true;
+    // The result's own words have no room for the reason.
+    std::clog << status.getMessage() << std::endl;
+    return false;
 }
 
 Outcome writeTarget(const Target& target, const Fill& fill) {
-    OutputFile file(target.path);
-    const bool isSaved = file.open(target.linkPolicy) && fill(file) && file.finish();
+    const bool isSaved = writeFile(target.path, fill);
     const char* verdict = isSaved ? "Successfully written " : "Failed to write ";
     return {isSaved, verdict + target.dataName + " data to " + target.path};
 }
 
 /// The bytes that pairs of digits stand for; of an odd number of digits none.
-bool writeHex(OutputFile& file, std::string_view digits) {
-    if (digits.size() % 2 != 0) return true;
+Status writeHex(UserFile& file, std::string_view digits) {
+    if (digits.size() % 2 != 0) return Status();
     while (!digits.empty()) {
         const std::string_view piece = digits.substr(0, PIECE);
         digits.remove_prefix(piece.size());
         const ostrel::core::Payload bytes = ostrel::core::hexToBytes(piece, "");
-        if (bytes.getSize() != piece.size() / 2) return false;  // no memory
-        if (!file.write({reinterpret_cast<const char*>(bytes.getData()), bytes.getSize()})) return false;
+        if (bytes.getSize() != piece.size() / 2) return ostrel::core::statuses::mallocFailed();
+        const Status status = file.write({reinterpret_cast<const char*>(bytes.getData()), bytes.getSize()});
+        if (!status.is(0, 0)) return status;
     }
-    return true;
+    return Status();
 }
 
 Outcome savePayload(XmlObject& output, const Target& target) {
@@ -92,12 +104,12 @@ Outcome savePayload(XmlObject& output, const Target& target) {
     });
     if (payload == output.properties.end()) return {false, "No Payload data found"};
     const std::string& digits = (*payload)->attributes[xml::KEY_VALUE];
-    return writeTarget(target, [&digits](OutputFile& file) { return writeHex(file, digits); });
+    return writeTarget(target, [&digits](UserFile& file) { return writeHex(file, digits); });
 }
 
 /// The library's words for an output that failed.
 std::optional<std::string> findFailure(const XmlObject& output) {
-    ostrel::core::Status status;
+    Status status;
     const auto error = extractStatus(output, status);
     if (error == nullptr) return std::nullopt;
     std::string text = error->outputText();
@@ -137,14 +149,13 @@ FlowResult saveText(const std::vector<std::string>& hidden, XmlElement& response
     OSTREL_TRACE();
     return saveOutputs(response, destination, ".txt", [&hidden](XmlObject& output, const Target& target) {
         const std::string text = renderOutput(hidden, output)->outputText();
-        return writeTarget(target, [&text](OutputFile& file) { return file.write(text); });
+        return writeTarget(target, [&text](UserFile& file) { return file.write(text); });
     });
 }
 
 bool writeToFile(const std::string& destination, const std::string& text) {
     OSTREL_TRACE();
-    OutputFile file(destination);
-    return file.open(OutputFile::FOLLOW_LINK) && file.write(text) && file.finish();
+    return writeFile(destination, [&text](UserFile& file) { return file.write(text); });
 }
 
 }  // namespace cli::velkossd

@@ -13,7 +13,8 @@ class XmlElement;
 /// output's name and key: "telemetry_ABC123.bin".
 ///
 /// The result of a single output is what came of its file. Several outputs, and one whose status tells a failure, are
-/// gathered: each is told under "Success" or "Error".
+/// gathered: each is told under "Success" or "Error". Why a file was not written goes to the error stream, in a line of
+/// its own: docs/files.md has the reasons.
 /// Ownership: the response stays the caller's, but it is used up.
 namespace cli::velkossd {
 
@@ -28,7 +29,8 @@ FlowResult saveBinary(ostrel::core::xml::XmlElement& response, const std::string
 FlowResult saveText(const std::vector<std::string>& hidden, ostrel::core::xml::XmlElement& response,
                     const std::string& destination);
 
-/// Writes a whole text to a file that the user named. False when it could not be written.
+/// Writes a whole text to a file that the user named. False when it could not be written, and the reason is on the
+/// error stream.
 bool writeToFile(const std::string& destination, const std::string& text);
 
 }  // namespace cli::velkossd
