@@ -2,6 +2,7 @@
 
 #include <string>
 
+#include "features/jobs/FileSink.h"
 #include "features/jobs/LogReading.h"
 #include "features/jobs/LongLogs.h"
 #include "features/jobs/NvmeLogPage.h"
@@ -109,8 +110,10 @@ private:
     }
 
     Status storePage(const LogPageRow& row) {
-        LogFolder::File file(folder_, logFileName(row.lid, row.name));
-        Status status = readPage(row, file);
+        UserFile file;
+        Status status = folder_.createFile(logFileName(row.lid, row.name), file);
+        FileSink log(file);
+        if (status.is(0, 0)) status = readPage(row, log);
         if (isOfDrive(status)) return tellNotRead("LID " + nvme::hexText(row.lid, 2), status);
         if (status.is(0, 0)) status = file.finish();
         if (status.is(0, 0)) ++files_;

@@ -2,15 +2,15 @@
 
 #include <string>
 
-#include "features/jobs/LogSink.h"
 #include "ostrel/core/FileDescriptor.h"
 #include "ostrel/core/Payload.h"
 #include "ostrel/core/Status.h"
+#include "ostrel/core/UserFile.h"
 
 namespace features::jobs {
 
-/// A new folder, and new files in it. Nothing that is there is overwritten, and no link in the place of a folder or a
-/// file is followed: what this makes is its own, or it fails.
+/// A new folder, 0700, and new files in it, 0600: those of the health scan. Nothing that is there is overwritten, and
+/// links are followed as FileRules.h says: what this makes is its own, or it fails. docs/files.md is for users.
 ///
 /// Errors:  10/194 for the folder, category 1 with errno for a file; each message names the path.
 class LogFolder {
@@ -21,25 +21,8 @@ public:
     const std::string& path() const { return path_; }
 
     ostrel::core::Status write(const std::string& name, const ostrel::core::Payload& bytes) const;
-    /// A file that is written as its bytes come. Nothing is left of one that was not finished.
-    class File : public LogSink {
-    public:
-        File(const LogFolder& folder, std::string name) : folder_(folder), name_(std::move(name)) {}
-        ~File() override;
-        File(const File&) = delete;
-        File& operator=(const File&) = delete;
-
-        ostrel::core::Status begin(uint64_t bytes) override;
-        ostrel::core::Status add(const uint8_t* data, size_t bytes) override;
-        ostrel::core::Status finish();
-
-    private:
-        ostrel::core::Status failure(int error) const;
-
-        const LogFolder& folder_;
-        std::string name_;
-        ostrel::core::FileDescriptor file_;
-    };
+    /// Creates a file, which is there once it is finished.
+    ostrel::core::Status createFile(const std::string& name, ostrel::core::UserFile& file) const;
 
 private:
     std::string path_;

@@ -5,6 +5,7 @@ import stat
 import unittest
 
 from recording import RecordingTestCase
+from world import TOOL
 
 HEADER = '<?xml version="1.0" encoding="utf-8"?>'
 
@@ -145,7 +146,7 @@ class Dump(RecordingTestCase):
         self.answer(answer_of(output(payload("00FF10"), name="nlog", key="VX1")))
         self.check("dump", "-nlog", stdout="Successfully written nlog data to nlog_VX1.bin\n")
         self.assertEqual(self.read("nlog_VX1.bin"), b"\x00\xFF\x10")
-        self.assertEqual(stat.S_IMODE((self.world.cwd / "nlog_VX1.bin").stat().st_mode), 0o644)
+        self.assertEqual(stat.S_IMODE((self.world.cwd / "nlog_VX1.bin").stat().st_mode), 0o600)
         self.assertEqual(self.names(), ["nlog_VX1.bin"])
 
     def test_several_drives(self):
@@ -162,27 +163,64 @@ class Dump(RecordingTestCase):
                    stdout="Successfully written nlog data to mine\n")
         self.assertEqual(self.read("mine"), b"AB")
         self.check("dump", "-destination", "missing/mine", "-velkossd", "0", "-nlog", status=2,
-                   stdout="Out of Memory: Failed to write nlog data to missing/mine\n")
+                   stdout="Out of Memory: Failed to write nlog data to missing/mine\n",
+                   stderr="Unable to write missing/mine: No such file or directory\n")
         self.check("dump", "-destination", "/dev/full", "-velkossd", "0", "-nlog", status=2,
-                   stdout="Out of Memory: Failed to write nlog data to /dev/full\n")
+                   stdout="Out of Memory: Failed to write nlog data to /dev/full\n",
+                   stderr="Unable to write /dev/full: No space left on device\n")
         self.check("dump", "-destination", "/dev/stdout", "-velkossd", "0", "-nlog",
                    stdout="ABSuccessfully written nlog data to /dev/stdout\n")
         self.assertEqual(self.names(), ["mine"])
 
     def test_names_from_outside_stay_in_the_folder(self):
         self.answer(answer_of(output(payload("41"), name="../nlog", key="/etc/&#10;passwd")))
-        self.check("dump", "-nlog", stdout="Successfully written .._nlog data to .._nlog__etc__passwd.bin\n")
+        self.check("dump", "-nlog", stdout="Successfully written ../nlog data to .._nlog__etc__passwd.bin\n")
         self.assertEqual(self.names(), [".._nlog__etc__passwd.bin"])
 
-    def test_no_link_is_followed_that_nobody_named(self):
+    def test_no_link_in_the_place_of_the_file_is_followed(self):
         (self.world.cwd / "target").write_bytes(b"old")
         os.symlink("target", self.world.cwd / "nlog_VX1.bin")
         self.answer(answer_of(output(payload("41"), name="nlog", key="VX1")))
-        self.check("dump", "-nlog", status=2, stdout="Out of Memory: Failed to write nlog data to nlog_VX1.bin\n")
+        for arguments in (("dump", "-nlog"), ("dump", "-destination", "nlog_VX1.bin", "-velkossd", "0", "-nlog")):
+            self.check(*arguments, status=2, stdout="Out of Memory: Failed to write nlog data to nlog_VX1.bin\n",
+                       stderr="Unable to write nlog_VX1.bin: It is a symbolic link\n")
         self.assertEqual(self.read("target"), b"old")
-        self.check("dump", "-destination", "nlog_VX1.bin", "-velkossd", "0", "-nlog",
-                   stdout="Successfully written nlog data to nlog_VX1.bin\n")
-        self.assertEqual(self.read("target"), b"A")
+
+    def refused(self, destination, reason):
+        self.check("dump", "-destination", destination, "-velkossd", "0", "-nlog", status=2,
+                   stdout=f"Out of Memory: Failed to write nlog data to {destination}\n",
+                   stderr=f"Unable to write {destination}: {reason}\n")
+
+    def test_a_pipe_without_a_reader_is_refused_at_once(self):
+        self.answer(answer_of(output(payload("41"), name="nlog", key="VX1")))
+        os.mkfifo(self.world.cwd / "pipe")
+        self.refused("pipe", "No process reads from this pipe")
+
+    def test_a_mount_point_is_refused(self):
+        self.answer(answer_of(output(payload("41"), name="nlog", key="VX1")))
+        (self.world.cwd / "mounted").write_bytes(b"old")
+        self.in_world("mount --bind mounted mounted", status=2,
+                      stdout="Out of Memory: Failed to write nlog data to mounted\n",
+                      stderr="Unable to write mounted: It is a mount point\n", destination="mounted")
+        self.assertEqual(self.read("mounted"), b"old")
+
+    def test_all_works_without_proc(self):
+        self.answer(answer_of(output(payload("41"), name="nlog", key="VX1")))
+        hidden = "mount -t tmpfs none /proc"
+        self.in_world(hidden, stdout="Successfully written nlog data to new\n", destination="new")
+        self.in_world(hidden, stdout="Successfully written nlog data to new\n", destination="new")
+        self.assertEqual(self.read("new"), b"A")
+        self.in_world(hidden, stdout="ASuccessfully written nlog data to /dev/stdout\n", destination="/dev/stdout")
+        self.in_world(hidden, stdout="ASuccessfully written nlog data to /dev/fd/3\n", destination="/dev/fd/3 3>&1")
+        os.symlink("new", self.world.cwd / "link")
+        self.in_world(hidden, status=2, stdout="Out of Memory: Failed to write nlog data to link\n",
+                      stderr="Unable to write link: It is a symbolic link\n", destination="link")
+        self.assertEqual(self.read("new"), b"A")
+
+    def in_world(self, preparation, destination, **expected):
+        """The same run after `preparation` in the private mount namespace."""
+        script = f'{preparation} && exec "$0" dump -destination {destination} -velkossd 0 -nlog'
+        self.check("-c", script, TOOL, tool="/bin/sh", **expected)
 
     def test_a_parsed_log(self):
         self.answer(answer_of(output('<Object name="Event" key="1"><Property name="Type" value="SMART"/></Object>',

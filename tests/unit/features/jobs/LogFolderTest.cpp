@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "features/jobs/FileSink.h"
 #include "features/jobs/LogFolder.h"
 #include "tests/support/TemporaryFolder.h"
 
@@ -55,40 +56,52 @@ TEST(LogFolder, WritesNewFilesAlone) {
     ASSERT_TRUE(LogFolder::create(temporary / "", "S1", folder).is(0, 0));
     EXPECT_EQ(textOf(folder.write("a.bin", bytes("first"))), SUCCESS);
     EXPECT_EQ(textOf(folder.write("a.bin", bytes("second"))),
-              "1/17 System error. '" + (temporary / "S1/a.bin") + "': File exists.");
+              "1/17 Unable to write " + (temporary / "S1/a.bin") + ": File exists");
     EXPECT_EQ(readWholeFile(temporary / "S1/a.bin"), "first");
+    EXPECT_EQ(std::filesystem::status(temporary / "S1").permissions(), std::filesystem::perms::owner_all);
+    EXPECT_EQ(std::filesystem::status(temporary / "S1/a.bin").permissions(),
+              std::filesystem::perms::owner_read | std::filesystem::perms::owner_write);
     writeWholeFile(temporary / "victim", "precious");
     std::filesystem::create_symlink(temporary / "victim", temporary / "S1/b.bin");
     EXPECT_EQ(textOf(folder.write("b.bin", bytes("third"))),
-              "1/17 System error. '" + (temporary / "S1/b.bin") + "': File exists.");
+              "1/17 Unable to write " + (temporary / "S1/b.bin") + ": File exists");
     EXPECT_EQ(readWholeFile(temporary / "victim"), "precious");
 }
 
-TEST(LogFolder, AFileThatIsNotFinishedIsRemoved) {
+TEST(LogFolder, AFileIsThereOnceItIsFinished) {
     const TemporaryFolder temporary;
     LogFolder folder;
     ASSERT_TRUE(LogFolder::create(temporary / "", "S1", folder).is(0, 0));
     {
-        LogFolder::File file(folder, "a.bin");
-        EXPECT_EQ(textOf(file.begin(3)), SUCCESS);
-        EXPECT_EQ(textOf(file.add(reinterpret_cast<const uint8_t*>("abc"), 3)), SUCCESS);
-        EXPECT_TRUE(std::filesystem::exists(temporary / "S1/a.bin"));
+        UserFile file;
+        ASSERT_TRUE(folder.createFile("a.bin", file).is(0, 0));
+        FileSink log(file);
+        EXPECT_EQ(textOf(log.begin(3)), SUCCESS);
+        EXPECT_EQ(textOf(log.add(reinterpret_cast<const uint8_t*>("abc"), 3)), SUCCESS);
     }
-    EXPECT_FALSE(std::filesystem::exists(temporary / "S1/a.bin"));
-    { const LogFolder::File neverBegun(folder, "b.bin"); }
+    EXPECT_TRUE(std::filesystem::is_empty(temporary / "S1"));
 }
 
-TEST(LogFolder, ALogThatIsReadAgainReplacesItself) {
+TEST(FileSink, ALogThatIsReadAgainReplacesItself) {
     const TemporaryFolder temporary;
-    LogFolder folder;
-    ASSERT_TRUE(LogFolder::create(temporary / "", "S1", folder).is(0, 0));
-    LogFolder::File file(folder, "a.bin");
-    EXPECT_EQ(textOf(file.begin(6)), SUCCESS);
-    EXPECT_EQ(textOf(file.add(reinterpret_cast<const uint8_t*>("abcdef"), 6)), SUCCESS);
-    EXPECT_EQ(textOf(file.begin(2)), SUCCESS);
-    EXPECT_EQ(textOf(file.add(reinterpret_cast<const uint8_t*>("xy"), 2)), SUCCESS);
+    UserFile file;
+    ASSERT_TRUE(file.open(temporary / "a.bin").is(0, 0));
+    FileSink log(file);
+    EXPECT_EQ(textOf(log.begin(6)), SUCCESS);
+    EXPECT_EQ(textOf(log.add(reinterpret_cast<const uint8_t*>("abcdef"), 6)), SUCCESS);
+    EXPECT_EQ(textOf(log.begin(2)), SUCCESS);
+    EXPECT_EQ(textOf(log.add(reinterpret_cast<const uint8_t*>("xy"), 2)), SUCCESS);
+    EXPECT_EQ(log.bytes(), 2u);
     EXPECT_EQ(textOf(file.finish()), SUCCESS);
-    EXPECT_EQ(readWholeFile(temporary / "S1/a.bin"), "xy");
+    EXPECT_EQ(readWholeFile(temporary / "a.bin"), "xy");
+}
+
+TEST(FileSink, RefusesALogThatTheFileSystemHasNoRoomFor) {
+    const TemporaryFolder temporary;
+    UserFile file;
+    ASSERT_TRUE(file.open(temporary / "a.bin").is(0, 0));
+    EXPECT_EQ(textOf(FileSink(file).begin(uint64_t{1} << 60)),
+              "1/28 Unable to write " + (temporary / "a.bin") + ": No space left on device");
 }
 
 TEST(LogFolder, NamesOfDrivesBecomeNamesOfFiles) {

@@ -1,0 +1,26 @@
+#include "features/jobs/FileSink.h"
+
+#include "ostrel/core/ScopeTrace.h"
+
+namespace features::jobs {
+
+using namespace ostrel::core;
+
+Status FileSink::begin(uint64_t bytes) {
+    OSTREL_TRACE();
+    if (bytes_ != 0) {  // the log is read again
+        const Status status = file_.restart();
+        if (!status.is(0, 0)) return status;
+    }
+    bytes_ = 0;
+    return file_.checkRoom(bytes);
+}
+
+Status FileSink::add(const uint8_t* data, size_t bytes) {
+    OSTREL_TRACE();
+    const Status status = file_.write({reinterpret_cast<const char*>(data), bytes});
+    if (status.is(0, 0)) bytes_ += bytes;
+    return status;
+}
+
+}  // namespace features::jobs
