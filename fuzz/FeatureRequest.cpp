@@ -107,7 +107,7 @@ void answerHost(CommandResult& result) {
         space.blockBytes = uint32_t{1} << answers.byte() % 32;
         if (kind < 0x40) continue;
         space.uses.push_back(
-            {static_cast<transport::NamespaceUse::Kind>(kind % 5), "/dev/nvme0n1", "/data", kind > 0x80});
+            {static_cast<transport::NamespaceUse::Kind>(kind % 8), "/dev/nvme0n1", "/data", kind > 0x80});
         space.partitions.emplace_back();
         answers.fill(reinterpret_cast<uint8_t*>(&space.partitions.back().sizeBytes), 8);
     }

@@ -46,6 +46,7 @@ std::string useText(const std::vector<NamespaceUse>& uses, const std::string& no
         if (use.kind == NamespaceUse::Kind::SWAP) text.append(gap).append("swap");
         if (use.kind == NamespaceUse::Kind::HELD) text.append(gap).append("part of ").append(use.detail);
         if (use.kind == NamespaceUse::Kind::OPENED) text.append(gap).append("opened exclusively by another program");
+        if (use.kind == NamespaceUse::Kind::UNKNOWN) text.append(gap).append("unknown: ").append(use.detail);
     }
     return text.empty() ? "none" : text;
 }

@@ -18,26 +18,35 @@ namespace {
 
 constexpr uint32_t EVERY_NAMESPACE = 0xFFFFFFFF;
 
+/// What a use of each kind is called, before and after the node; the use's detail comes last.
+struct SentenceRow {
+    NamespaceUse::Kind kind;
+    const char* before;
+    const char* after;
+};
+constexpr SentenceRow SENTENCES[] = {
+    // clang-format off
+    {NamespaceUse::Kind::PARTITION,  "",                  " is a partition"},
+    {NamespaceUse::Kind::MOUNTED,    "",                  " is mounted on "},
+    {NamespaceUse::Kind::SWAP,       "",                  " is used as swap"},
+    {NamespaceUse::Kind::HELD,       "",                  " is part of "},
+    {NamespaceUse::Kind::OPENED,     "",                  " is opened exclusively by another program"},
+    {NamespaceUse::Kind::UNKNOWN,    "Whether ",          " is in use cannot be determined: "},
+    {NamespaceUse::Kind::CONTENT,    "",                  " holds "},
+    {NamespaceUse::Kind::UNREADABLE, "The content of ",   " cannot be read: "},
+    // clang-format on
+};
+
 /// "/dev/nvme0n1p1 is mounted on /data"
 std::string sentence(const NamespaceUse& use) {
-    switch (use.kind) {
-        case NamespaceUse::Kind::MOUNTED:
-            return use.node + " is mounted on " + use.detail;
-        case NamespaceUse::Kind::SWAP:
-            return use.node + " is used as swap";
-        case NamespaceUse::Kind::HELD:
-            return use.node + " is part of " + use.detail;
-        case NamespaceUse::Kind::OPENED:
-            return use.node + " is opened exclusively by another program";
-        case NamespaceUse::Kind::PARTITION:
-            return use.node + " is a partition";
+    for (const SentenceRow& row : SENTENCES) {
+        if (row.kind == use.kind) return row.before + use.node + row.after + use.detail;
     }
     return use.node + " is in use";
 }
 
 Status checkUse(const NamespaceUse& use, const Reach& reach) {
-    if (use.kind != NamespaceUse::Kind::PARTITION)
-        return withDetails(statuses::featureBlockedByConfiguration(), sentence(use) + ".");
+    if (!use.isContentAlone()) return withDetails(statuses::featureBlockedByConfiguration(), sentence(use) + ".");
     if (reach.partitionsCount) return withDetails(statuses::driveContainsPartition(), sentence(use) + ".");
     return Status();
 }
@@ -47,7 +56,9 @@ Status checkUse(const NamespaceUse& use, const Reach& reach) {
 Status checkDestruction(nvme::Drive& drive, const Reach& reach) {
     OSTREL_TRACE();
     CommandResult result;
-    drive.device().sendCommand(transport::HostCommand(transport::HostRequest::USES), result);
+    transport::HostCommand look(transport::HostRequest::USES);
+    look.useCheck = reach.partitionsCount ? transport::UseCheck::CONTENT : transport::UseCheck::DESTROY;
+    drive.device().sendCommand(look, result);
     if (!result.status.is(0, 0)) return result.status;
     const auto* host = dynamic_cast<const transport::HostResult*>(result.protocolResult.get());
     if (host == nullptr) return statuses::deviceDataRetrievalFailed();
@@ -64,7 +75,7 @@ Status checkDestruction(nvme::Drive& drive, const Reach& reach) {
         for (const NamespaceUse& use : part.uses) {
             const Status status = checkUse(use, reach);
             if (status.is(0, 0)) continue;
-            if (use.kind != NamespaceUse::Kind::PARTITION) return status;
+            if (!use.isContentAlone()) return status;
             if (partitions.is(0, 0)) partitions = status;
         }
     }

@@ -11,7 +11,7 @@ namespace features::jobs {
 struct Reach {
     /// 0xFFFFFFFF: every namespace, attached or not.
     uint32_t nsid = 0xFFFFFFFF;
-    /// Partitions that nobody uses are a reason to refuse, too.
+    /// Partitions and other content that is not in use are a reason to refuse, too.
     bool partitionsCount = true;
 };
 
@@ -19,10 +19,10 @@ struct Reach {
 /// moment, at every namespace that the command reaches, whichever node the user named.
 ///
 ///   - 10/192: the drive holds the running system (root, boot, swap, or what they are built on). No force helps.
-///   - 10/241: a namespace is mounted, used as swap, or held by another device; the message names node and use. No
-///     force helps.
-///   - 10/94:  a namespace has partitions, where that counts.
-/// What the host cannot tell is a refusal as well: never act on a guess.
+///   - 10/241: a namespace is mounted, used as swap, held by another device or process, or the host cannot tell whether
+///     it is; the message names node and use. No force helps.
+///   - 10/94:  a namespace that is not in use has partitions, a file system or other data of a known format, or cannot
+///     be read, where that counts.
 ///
 /// Call it before anything is asked of the drive, and again immediately before the destructive command is sent.
 ostrel::core::Status checkDestruction(nvme::Drive& drive, const Reach& reach);

@@ -24,6 +24,13 @@ enum class HostRequest : uint8_t {
     RESCAN,            ///< look for namespaces again, and for partitions on those that nobody uses
 };
 
+/// How closely HostRequest::USES looks. Each value includes the ones before it.
+enum class UseCheck : uint8_t {
+    SHOW,     ///< for the eye: creates nothing, reads no media
+    DESTROY,  ///< what cannot be looked at is a use of Kind::UNKNOWN; a missing node is replaced by a temporary one
+    CONTENT,  ///< what is on namespaces without any use is read: Kind::CONTENT and Kind::UNREADABLE
+};
+
 /// A request to the host's side. It travels the same road as NVMe commands, so that the jobs need no second one.
 ///
 /// Units: timeoutMs in milliseconds, 0: the path's own time-out.
@@ -36,6 +43,7 @@ public:
     std::unique_ptr<ostrel::core::xml::XmlObject> toXml() const override;
 
     HostRequest request;
+    UseCheck useCheck = UseCheck::SHOW;  ///< of USES alone
     uint32_t timeoutMs = 0;
 };
 
@@ -46,13 +54,20 @@ struct NamespaceUse {
         PARTITION,  ///< a partition that is not used otherwise
         MOUNTED,
         SWAP,
-        HELD,    ///< by a md array, device mapper, or another block device
-        OPENED,  ///< opened exclusively by somebody unknown
+        HELD,        ///< by a md array, device mapper, another block device, or the kernel's target
+        OPENED,      ///< opened exclusively by another process
+        UNKNOWN,     ///< whether it is used could not be looked at
+        CONTENT,     ///< not used, but with a file system or other data of a known format on it
+        UNREADABLE,  ///< not used, and what is on it cannot be read
     };
     Kind kind;
-    std::string node;          ///< "/dev/nvme0n1p2"
-    std::string detail;        ///< the mount point, or the holder ("md0"); otherwise empty
+    std::string node;  ///< "/dev/nvme0n1p2"
+    /// The mount point, the holder ("md0"), the content ("a file system (ext4)"), what failed; otherwise empty.
+    std::string detail;
     bool holdsSystem = false;  ///< root, boot, EFI or swap of the running system is on it
+
+    /// Data that an erase would lose, of a namespace that is not used: force overrides it, as it does partitions.
+    bool isContentAlone() const { return kind == Kind::PARTITION || kind == Kind::CONTENT || kind == Kind::UNREADABLE; }
 };
 
 /// A partition as the kernel sees it. Units: bytes.

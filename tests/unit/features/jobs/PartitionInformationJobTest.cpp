@@ -106,7 +106,8 @@ TEST(PartitionInformationJob, ShowsTheOneThatWasNamed) {
 TEST(PartitionInformationJob, ANamespaceInUseWithoutPartitionsIsShownAsAWhole) {
     HostNamespace mounted = unusedNamespace(2);
     mounted.uses = {{NamespaceUse::Kind::MOUNTED, "/dev/nvme0n2", "/scratch", false},
-                    {NamespaceUse::Kind::OPENED, "/dev/nvme0n2", "", false}};
+                    {NamespaceUse::Kind::OPENED, "/dev/nvme0n2", "", false},
+                    {NamespaceUse::Kind::UNKNOWN, "/dev/nvme0n2", "open: No", false}};
     FakeDrive drive;
     drive.expect(hostUses({unusedNamespace(1), mounted}));
     PartitionInformationJob job;
@@ -114,7 +115,7 @@ TEST(PartitionInformationJob, ANamespaceInUseWithoutPartitionsIsShownAsAWhole) {
               BEGIN + R"(<Object category="attributeList" key="Namespace /dev/nvme0n2 S1">
 <Property category="attribute" displayName="Mount Point" name="MountPoint" size="9" type="string" value="/scratch"/>
 <Property category="attribute" description="bytes" displayName="Size" name="Size" size="8" type="uint64" value="1073741824"/>
-<Property category="attribute" displayName="Use" name="Use" size="38" type="string" value="opened exclusively by another program"/>
+<Property category="attribute" displayName="Use" name="Use" size="57" type="string" value="opened exclusively by another program, unknown: open: No"/>
 </Object>
 )" + END);
 }

@@ -42,6 +42,9 @@ const NamespaceUse MOUNTED{Kind::MOUNTED, "/dev/nvme0n1p1", "/data", false};
 const NamespaceUse SWAP{Kind::SWAP, "/dev/nvme0n1p2", {}, false};
 const NamespaceUse HELD{Kind::HELD, "/dev/nvme0n1", "dm-0 (vg-data)", false};
 const NamespaceUse OPENED{Kind::OPENED, "/dev/nvme0n1", {}, false};
+const NamespaceUse UNKNOWN{Kind::UNKNOWN, "/dev/nvme0n1", "open /dev/nvme0n1: No", false};
+const NamespaceUse CONTENT{Kind::CONTENT, "/dev/nvme0n1", "a file system (ext4)", false};
+const NamespaceUse UNREADABLE{Kind::UNREADABLE, "/dev/nvme0n1", "No", false};
 const NamespaceUse PARTITION{Kind::PARTITION, "/dev/nvme0n1p1", {}, false};
 const NamespaceUse ROOT{Kind::MOUNTED, "/dev/nvme0n1p2", "/", true};
 
@@ -59,7 +62,10 @@ TEST(SafetyGate, EachUseIsRefusedAndNamed) {
         {SWAP, std::string(IN_USE) + "/dev/nvme0n1p2 is used as swap."},
         {HELD, std::string(IN_USE) + "/dev/nvme0n1 is part of dm-0 (vg-data)."},
         {OPENED, std::string(IN_USE) + "/dev/nvme0n1 is opened exclusively by another program."},
+        {UNKNOWN, std::string(IN_USE) + "Whether /dev/nvme0n1 is in use cannot be determined: open /dev/nvme0n1: No."},
         {PARTITION, std::string(PARTITIONED) + "/dev/nvme0n1p1 is a partition."},
+        {CONTENT, std::string(PARTITIONED) + "/dev/nvme0n1 holds a file system (ext4)."},
+        {UNREADABLE, std::string(PARTITIONED) + "The content of /dev/nvme0n1 cannot be read: No."},
         {ROOT, std::string(ON_OS_DRIVE) + "/dev/nvme0n1p2 is mounted on /."},
         {{Kind::SWAP, "/dev/nvme0n1", {}, true}, std::string(ON_OS_DRIVE) + "/dev/nvme0n1 is used as swap."},
         {{Kind::HELD, "/dev/nvme0n1", "md0", true}, std::string(ON_OS_DRIVE) + "/dev/nvme0n1 is part of md0."},
@@ -70,9 +76,12 @@ TEST(SafetyGate, EachUseIsRefusedAndNamed) {
     }
 }
 
-TEST(SafetyGate, PartitionsCountOnlyWhereTheyAreSaidTo) {
-    EXPECT_EQ(check({usedNamespace(1, {PARTITION})}, {1, false}), ALLOWED);
-    EXPECT_EQ(check({usedNamespace(1, {PARTITION})}, {0xFFFFFFFF, false}), ALLOWED);
+TEST(SafetyGate, ContentCountsOnlyWhereItIsSaidTo) {
+    for (const NamespaceUse& content : {PARTITION, CONTENT, UNREADABLE}) {
+        EXPECT_EQ(check({usedNamespace(1, {content})}, {1, false}), ALLOWED);
+        EXPECT_EQ(check({usedNamespace(1, {content})}, {0xFFFFFFFF, false}), ALLOWED);
+    }
+    EXPECT_EQ(check({usedNamespace(1, {UNKNOWN})}, {1, false}).substr(0, 6), "10/241") << "no force helps";
     EXPECT_EQ(check({usedNamespace(1, {PARTITION, MOUNTED})}, {1, false}),
               std::string(IN_USE) + "/dev/nvme0n1p1 is mounted on /data.")
         << "what is used is refused all the same";
@@ -125,17 +134,33 @@ TEST(SafetyGate, AHostThatCannotTellIsARefusal) {
     EXPECT_EQ(text(checkDestruction(drive, {1, false})), "1/2 System error. No table.");
 }
 
-/// A road that answers every request with a success that tells nothing.
+/// Answers every request with a success that says nothing, and records how closely the uses were looked at.
 class MutePath : public ostrel::core::CommandPath {
 public:
-    MutePath() : CommandPath("Fake", NANOSECONDS_PER_SECOND) {}
+    using Checks = std::vector<transport::UseCheck>;
+    explicit MutePath(std::shared_ptr<Checks> checks = std::make_shared<Checks>())
+        : CommandPath("Fake", NANOSECONDS_PER_SECOND), checks_(std::move(checks)) {}
     std::unique_ptr<CommandPath> clone() const override { return std::make_unique<MutePath>(*this); }
-    ostrel::core::CommandResult send(const ostrel::core::Command&, const ostrel::core::Payload&,
+    ostrel::core::CommandResult send(const ostrel::core::Command& command, const ostrel::core::Payload&,
                                      const ostrel::core::AttributeList&) override {
+        checks_->push_back(dynamic_cast<const transport::HostCommand&>(command).useCheck);
         return {};
     }
     bool isSupported(const ostrel::core::AttributeList&) const override { return true; }
+
+private:
+    std::shared_ptr<Checks> checks_;
 };
+
+TEST(SafetyGate, MediaIsReadWhereContentCounts) {
+    const auto checks = std::make_shared<MutePath::Checks>();
+    fakedrive::FakeDrive fake;
+    fake.device()->addCommandPath(MutePath(checks));
+    nvme::Drive drive(*fake.device());
+    (void)checkDestruction(drive, {1, true});
+    (void)checkDestruction(drive, {1, false});
+    EXPECT_EQ(*checks, (MutePath::Checks{transport::UseCheck::CONTENT, transport::UseCheck::DESTROY}));
+}
 
 TEST(SafetyGate, AnAnswerThatTellsNothingIsARefusal) {
     fakedrive::FakeDrive fake;
