@@ -24,7 +24,7 @@ class Command:
     notice: str = ""
     # Another state than that before or after the command is judged by the output of these: it must be that of one or
     # the other. Without /sys and /dev, so that the host's drives stay out.
-    probes: tuple = (f"show -all -velkossd {VELKO}", f"show -velkossd {VELKO} -identify -namespace list")
+    probes: tuple = (f"show -all -velkossd {VELKO}", f"show -velkossd {VELKO} -identify -namespace allocated")
     # False where the files hold the time or a random number: then their names are compared alone.
     compares_contents: bool = True
 

@@ -156,7 +156,7 @@ static struct {
     long target;
     int error; /* an errno, TRANSFER_SHORT or LIST */
     long number;
-    pid_t skipped;   /* the thread whose call was skipped and has not returned yet; 0: none */
+    pid_t failing;   /* the thread whose call fails and has not returned yet; 0: none */
     int is_counting; /* execve(2) is over */
     int is_done;
 } run;
@@ -169,15 +169,16 @@ static void on_entry(pid_t thread, const struct syscall_info* call) {
         halve(thread);
         run.is_done = 1;
     } else {
-        skip(thread);
-        run.skipped = thread;
+        /* Linux closes a descriptor also where close(2) reports an error. */
+        if (call->u.entry.nr != SYS_close) skip(thread);
+        run.failing = thread;
     }
 }
 
 static void on_exit_of_call(pid_t thread) {
-    if (thread != run.skipped) return;
+    if (thread != run.failing) return;
     set_result(thread, -run.error);
-    run.skipped = 0;
+    run.failing = 0;
     run.is_done = 1;
 }
 
