@@ -3,7 +3,6 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <csignal>
 #include <cstring>
 #include <iostream>
 #include <new>
@@ -52,8 +51,6 @@ Outcome outcomeOf(const std::function<std::unique_ptr<ResultBase>()>& work) {
 }
 
 int deliver(const Outcome& outcome, int fileDescriptor) {
-    // The work is done: the library behind it shall be closed in good order, whether or not somebody still reads.
-    std::signal(SIGPIPE, SIG_IGN);
     // Notices that went out during the work stand before the result.
     const bool noticesAreOut = static_cast<bool>(std::cout.flush());
     int error = ostrel::core::writeFully(fileDescriptor, outcome.output);

@@ -23,8 +23,8 @@ struct Outcome {
 Outcome outcomeOf(const std::function<std::unique_ptr<framework::ResultBase>()>& work);
 
 /// Writes the output to a file, standard output as a rule, and returns the exit status. An output that cannot be
-/// written is told on standard error and turns a success into exit status 1. From here on a reader who has gone away
-/// is an error of the write, no longer a signal. Does not allocate.
+/// written is told on standard error and turns a success into exit status 1. That a reader has gone away is an
+/// error of the write: see ostrel::core::ignoreWriteSignals(). Does not allocate.
 int deliver(const Outcome& outcome, int fileDescriptor);
 
 /// What the process ends with. Its parent sees the low eight bits alone: a failure whose bits are all zero becomes 255,

@@ -11,6 +11,7 @@
 #include "ostrel/core/FileDescriptor.h"
 #include "ostrel/core/Logging.h"
 #include "ostrel/core/StatusCatalogue.h"
+#include "ostrel/core/WriteSignals.h"
 #include "ostrel/interfaces/cli/cliframework/ErrorCode.h"
 #include "ostrel/interfaces/cli/cliframework/Framework.h"
 #include "ostrel/interfaces/cli/cliframework/ResultBase.h"
@@ -53,6 +54,7 @@ int main(int argc, char** argv) {
         (void)ostrel::core::writeFully(STDERR_FILENO, "A standard stream is closed, and /dev/null cannot be opened.\n");
         return cli::framework::ERRORCODE_GENERAL;
     }
+    ostrel::core::ignoreWriteSignals();
     const std::string exeName = argc > 0 ? argv[0] : "";
     if (geteuid() != 0) return cli::deliver(refuseOrdinaryUser(exeName), STDOUT_FILENO);
 

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "ostrel/core/FileDescriptor.h"
+#include "ostrel/core/WriteSignals.h"
 #include "simdrive/Commands.h"
 #include "simdrive/FaultText.h"
 
@@ -85,6 +86,7 @@ Outcome runTool(const std::vector<std::string>& words) {
 }  // namespace
 
 int main(int argc, char** argv) {
+    ostrel::core::ignoreWriteSignals();
     const Outcome outcome = runTool({argv + std::min(argc, 1), argv + argc});
     int error = ostrel::core::writeFully(STDOUT_FILENO, outcome.out);
     if (!outcome.error.empty()) {

@@ -14,6 +14,7 @@
 #include "CLI/Outcome.h"
 #include "CLI/StandardStreams.h"
 #include "ostrel/core/FileDescriptor.h"
+#include "ostrel/core/WriteSignals.h"
 #include "ostrel/interfaces/cli/cliframework/ErrorResult.h"
 #include "tests/support/allocations/Allocations.h"
 
@@ -157,6 +158,7 @@ TEST(Deliver, AnOutputThatCannotBeWrittenIsAFailure) {
 }
 
 TEST(Deliver, AReaderWhoHasGoneAwayIsAFailureAndNoSignal) {
+    ostrel::core::ignoreWriteSignals();  // as main does
     Pipe pipe;
     pipe.closeReader();
     EXPECT_EQ(complaintOf({0, "x\n"}, pipe.writer()), "1: Cannot write to standard output: Broken pipe\n");

@@ -1,0 +1,13 @@
+#include "ostrel/core/WriteSignals.h"
+
+#include <csignal>
+
+namespace ostrel::core {
+
+// Neither call can fail: both signals can be ignored.
+void ignoreWriteSignals() {
+    (void)std::signal(SIGXFSZ, SIG_IGN);
+    (void)std::signal(SIGPIPE, SIG_IGN);
+}
+
+}  // namespace ostrel::core
