@@ -1,0 +1,105 @@
+#include "ostrel/core/SignalWatch.h"
+
+#include <pthread.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <exception>
+
+#include "ostrel/core/FileDescriptor.h"
+#include "ostrel/core/SignalBlock.h"
+
+namespace ostrel::core {
+namespace {
+
+constexpr struct {
+    int number;
+    const char* name;
+} WATCHED[] = {{SIGINT, "SIGINT"}, {SIGTERM, "SIGTERM"}, {SIGHUP, "SIGHUP"}};
+
+/// Between the two threads alone: ends the wait of the one, and the process on the other. Never sent from outside.
+int endSignal() {
+    return SIGRTMAX;
+}
+
+/// The signal that came; set before the end signal is sent.
+std::atomic<int> cameSignal{0};
+static_assert(std::atomic<int>::is_always_lock_free, "read by a signal handler");
+
+/// Runs on the thread that made the watch, and does not return.
+void endProcess(int) {
+    const int number = cameSignal;
+    sigset_t own;
+    sigemptyset(&own);
+    sigaddset(&own, number);
+    (void)std::signal(number, SIG_DFL);
+    pthread_sigmask(SIG_UNBLOCK, &own, nullptr);
+    (void)raise(number);
+    // The first process of a container is not ended by a default action.
+    constexpr int ENDED_BY_SIGNAL = 128;
+    _exit(ENDED_BY_SIGNAL + number);
+}
+
+/// The signals whose default action would end this process now.
+sigset_t endingSignals() {
+    sigset_t blocked;
+    sigset_t ending;
+    sigemptyset(&ending);
+    pthread_sigmask(SIG_BLOCK, nullptr, &blocked);
+    for (const auto& row : WATCHED) {
+        struct sigaction action {};
+        const bool isDefault = sigaction(row.number, nullptr, &action) == 0 && action.sa_handler == SIG_DFL;
+        if (isDefault && sigismember(&blocked, row.number) == 0) sigaddset(&ending, row.number);
+    }
+    return ending;
+}
+
+std::string nameOf(int number) {
+    for (const auto& row : WATCHED)
+        if (row.number == number) return row.name;
+    return "";
+}
+
+}  // namespace
+
+SignalWatch::SignalWatch(const std::string& words)
+    : words_(words), watched_(endingSignals()), previousMask_(), previousEnd_(), owner_(pthread_self()) {
+    pthread_sigmask(SIG_BLOCK, &watched_, &previousMask_);
+    struct sigaction end {};
+    end.sa_handler = endProcess;
+    sigfillset(&end.sa_mask);
+    sigaction(endSignal(), &end, &previousEnd_);
+    try {
+        start();
+    } catch (const std::exception&) {
+        // No thread, or no memory for one: the work is worth more than the line.
+        sigaction(endSignal(), &previousEnd_, nullptr);
+        pthread_sigmask(SIG_SETMASK, &previousMask_, nullptr);
+    }
+}
+
+SignalWatch::~SignalWatch() {
+    if (!thread_.joinable()) return;
+    pthread_kill(thread_.native_handle(), endSignal());
+    thread_.join();
+    sigaction(endSignal(), &previousEnd_, nullptr);
+    // What came too late for a line acts now.
+    pthread_sigmask(SIG_SETMASK, &previousMask_, nullptr);
+}
+
+void SignalWatch::start() {
+    const SignalBlock inherited;  // the thread takes signals by its wait alone
+    thread_ = std::thread(&SignalWatch::wait, this);
+}
+
+void SignalWatch::wait() const {
+    sigset_t awaited = watched_;
+    sigaddset(&awaited, endSignal());
+    int number = 0;
+    if (sigwait(&awaited, &number) != 0 || number == endSignal()) return;
+    (void)writeFully(STDERR_FILENO, nameOf(number) + ": " + words_ + "\n");  // the process ends in any case
+    cameSignal = number;
+    pthread_kill(owner_, endSignal());
+}
+
+}  // namespace ostrel::core

@@ -1,0 +1,139 @@
+#include <gtest/gtest.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <iterator>
+#include <string>
+#include <thread>
+
+#include "ostrel/core/SignalBlock.h"
+#include "ostrel/core/SignalWatch.h"
+
+namespace ostrel::core {
+namespace {
+
+/// What a process left that ran a body with its standard error stream in a pipe.
+struct End {
+    int status;
+    std::string said;
+};
+
+template <typename Body>
+End endOf(Body body) {
+    int ends[2] = {-1, -1};
+    EXPECT_EQ(pipe(ends), 0);
+    const pid_t child = fork();
+    if (child == 0) {
+        dup2(ends[1], STDERR_FILENO);
+        body();
+        _exit(0);
+    }
+    close(ends[1]);
+    End end{-1, ""};
+    char byte = 0;
+    while (read(ends[0], &byte, 1) == 1) end.said += byte;
+    close(ends[0]);
+    EXPECT_EQ(waitpid(child, &end.status, 0), child);
+    return end;
+}
+
+void hang() {
+    for (;;) pause();
+}
+
+constexpr int SIGNALS[] = {SIGINT, SIGTERM, SIGHUP};
+constexpr const char* LINES[] = {"SIGINT: words\n", "SIGTERM: words\n", "SIGHUP: words\n"};
+
+TEST(SignalWatch, WritesTheLineAndEndsTheProcessByTheSignal) {
+    for (size_t i = 0; i < std::size(SIGNALS); ++i) {
+        const End end = endOf([i] {
+            const SignalWatch watch("words");
+            kill(getpid(), SIGNALS[i]);
+            hang();
+        });
+        EXPECT_EQ(end.said, LINES[i]);
+        EXPECT_TRUE(WIFSIGNALED(end.status) && WTERMSIG(end.status) == SIGNALS[i]) << end.status;
+    }
+}
+
+TEST(SignalWatch, LeavesSignalsAsTheyWereWhenItEnds) {
+    const End end = endOf([] {
+        { const SignalWatch watch("words"); }
+        kill(getpid(), SIGTERM);
+        hang();
+    });
+    EXPECT_EQ(end.said, "");
+    EXPECT_TRUE(WIFSIGNALED(end.status) && WTERMSIG(end.status) == SIGTERM) << end.status;
+}
+
+TEST(SignalWatch, LeavesIgnoredHandledAndBlockedSignalsAlone) {
+    const End end = endOf([] {
+        signal(SIGHUP, SIG_IGN);
+        signal(SIGINT, [](int) {});
+        sigset_t blocked;
+        sigemptyset(&blocked);
+        sigaddset(&blocked, SIGTERM);
+        sigprocmask(SIG_BLOCK, &blocked, nullptr);
+        const SignalWatch watch("words");
+        for (const int number : SIGNALS) kill(getpid(), number);
+    });
+    EXPECT_EQ(end.said, "");
+    EXPECT_EQ(end.status, 0);
+}
+
+TEST(SignalWatch, GoesWithoutTheLineWhereNoThreadCanBeMade) {
+    const End end = endOf([] {
+        const rlimit none{1, 1};
+        setrlimit(RLIMIT_AS, &none);
+        const SignalWatch watch("words");
+        kill(getpid(), SIGTERM);
+        hang();
+    });
+    EXPECT_EQ(end.said, "");
+    EXPECT_TRUE(WIFSIGNALED(end.status) && WTERMSIG(end.status) == SIGTERM) << end.status;
+}
+
+TEST(SignalWatch, ManyInARowEndWhateverComesMeanwhile) {
+    for (int i = 0; i < 200; ++i) {
+        const End end = endOf([] {
+            std::thread sender([] { kill(getpid(), SIGTERM); });
+            for (;;) const SignalWatch watch("words");
+        });
+        EXPECT_TRUE(end.said.empty() || end.said == "SIGTERM: words\n") << end.said;
+        EXPECT_TRUE(WIFSIGNALED(end.status) && WTERMSIG(end.status) == SIGTERM) << end.status;
+    }
+}
+
+TEST(SignalBlock, HoldsTheEndBackUntilItsSectionIsOver) {
+    const End end = endOf([] {
+        const SignalWatch watch("words");
+        {
+            const SignalBlock section;
+            kill(getpid(), SIGTERM);
+            // Time for the line, which does not wait for the section.
+            std::this_thread::sleep_for(std::chrono::milliseconds(100));
+            (void)!write(STDERR_FILENO, "section over\n", 13);
+        }
+        hang();
+    });
+    EXPECT_EQ(end.said, "SIGTERM: words\nsection over\n");
+    EXPECT_TRUE(WIFSIGNALED(end.status) && WTERMSIG(end.status) == SIGTERM) << end.status;
+}
+
+TEST(SignalBlock, WithoutAWatchHoldsTheSignalItself) {
+    const End end = endOf([] {
+        {
+            const SignalBlock section;
+            kill(getpid(), SIGINT);
+            (void)!write(STDERR_FILENO, "section over\n", 13);
+        }
+        (void)!write(STDERR_FILENO, "too late\n", 9);
+    });
+    EXPECT_EQ(end.said, "section over\n");
+    EXPECT_TRUE(WIFSIGNALED(end.status) && WTERMSIG(end.status) == SIGINT) << end.status;
+}
+
+}  // namespace
+}  // namespace ostrel::core
