@@ -5,6 +5,7 @@
 #include "CLI/LibraryServices.h"
 #include "CLI/velkossd/CommandCatalogue.h"
 #include "CLI/velkossd/Flows.h"
+#include "CLI/velkossd/Interruption.h"
 #include "ostrel/core/ScopeTrace.h"
 #include "ostrel/interfaces/cli/cliframework/Framework.h"
 #include "ostrel/interfaces/cli/cliframework/NotImplementedErrorResult.h"
@@ -48,6 +49,7 @@ std::unique_ptr<ResultBase> VelkoSSDFeature::runFlow(std::int32_t commandSpecId,
     OSTREL_TRACE();
     if (const CommandRow* row = findCommand(commandSpecId)) {
         const std::string job(row->job);
+        context_.setInterruption(interruptionWords(*row, parsedCommand));
         switch (row->flow) {
             case FLOW_GET:
                 return getFlow(context_, job, parsedCommand);

@@ -6,6 +6,7 @@
 #include "CLI/velkossd/JobRendering.h"
 #include "CLI/velkossd/PartRow.h"
 #include "ostrel/core/ScopeTrace.h"
+#include "ostrel/core/SignalWatch.h"
 #include "ostrel/core/Strings.h"
 #include "ostrel/core/xml/XmlElement.h"
 #include "ostrel/interfaces/cli/cliframework/ObjectResult.h"
@@ -55,6 +56,7 @@ FlowResult FlowContext::runJob(XmlObject& job, std::unique_ptr<XmlElement>& resp
     if (!configured.empty()) moduleDirectories_.push_back(configured);
     ostrel::interfaces::ostreli::Job::addProperty(job, attributes::feature::additionalModuleDirs(),
                                                   ostrel::core::join(moduleDirectories_, "~"));
+    const ostrel::core::SignalWatch watch(interruption_);
     return services_.sendRequest(job, response, status);
 }
 

@@ -3,6 +3,7 @@
 #include <functional>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "CLI/velkossd/FeatureServices.h"
@@ -35,6 +36,9 @@ public:
     const std::vector<std::string>& getHiddenProperties() const { return hiddenProperties_; }
     FlowResult promptUser(const framework::Prompt& prompt) const { return askUser_(prompt); }
 
+    /// What is written when a signal ends the process while a job runs, from now on; see interruptionWords().
+    void setInterruption(std::string words) { interruption_ = std::move(words); }
+
     /// The drive that -velkossd names, as typed; empty for all drives. `part` is the form of -velkossd that the flow
     /// asks for, which is not always that of the command line: whether the target must be there, and have a value.
     FlowResult getDeviceTarget(const framework::ParsedCommand& parsedCommand, std::string& value,
@@ -53,6 +57,7 @@ private:
     AskUser askUser_;
     std::vector<std::string> hiddenProperties_;
     std::vector<std::string> moduleDirectories_;
+    std::string interruption_;
 };
 
 }  // namespace cli::velkossd
