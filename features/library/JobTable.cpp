@@ -1,10 +1,12 @@
 #include "features/library/JobTable.h"
 
+#include <algorithm>
 #include <string_view>
 
 #include "features/jobs/BackgroundProcessingJob.h"
 #include "features/jobs/DriveSelfTestJob.h"
 #include "features/jobs/EnduranceAnalyzerJob.h"
+#include "features/jobs/FeatureAccess.h"
 #include "features/jobs/FirmwareActivateJob.h"
 #include "features/jobs/FirmwareUpdateJob.h"
 #include "features/jobs/ForceFlushJob.h"
@@ -35,11 +37,13 @@
 #include "features/jobs/VelkoSsdJob.h"
 #include "ostrel/core/ScopeTrace.h"
 #include "ostrel/core/StatusCatalogue.h"
+#include "ostrel/core/xml/XmlConstants.h"
 #include "ostrel/interfaces/ostreli/interface/JobNames.h"
 
 namespace features::library {
 
 using ostrel::core::Status;
+namespace xml = ostrel::core::xml;
 using namespace ostrel::interfaces::ostreli;
 
 namespace {
@@ -59,54 +63,71 @@ std::unique_ptr<Job> makeVelkoLog() {
     return std::make_unique<jobs::VelkoLogJob>(NAME);
 }
 
+/// What requests of the type Method do to a drive. Those of the other two types always do the same.
+enum class Methods : uint8_t { READ, CHANGE, GET_OR_SET };
+
 struct JobRow {
     std::string_view name;
     std::unique_ptr<Job> (*create)();
+    Methods methods;
 };
 
 // Every job of this library: adding one is adding a row.
 constexpr JobRow JOBS[] = {
-    {JOB_ASSERT_LOG, makeVelkoLog<JOB_ASSERT_LOG>},
-    {JOB_BACKGROUND_PROCESSING, make<jobs::BackgroundProcessingJob>},
-    {JOB_BRIDGE_NLOG, makeVelkoLog<JOB_BRIDGE_NLOG>},
-    {JOB_DRIVE_SELF_TEST, make<jobs::DriveSelfTestJob>},
-    {JOB_ENDURANCE_ANALYZER, make<jobs::EnduranceAnalyzerJob>},
-    {JOB_EVENT_LOG, makeVelkoLog<JOB_EVENT_LOG>},
-    {JOB_FIRMWARE_ACTIVATE, make<jobs::FirmwareActivateJob>},
-    {JOB_FIRMWARE_UPDATE, make<jobs::FirmwareUpdateJob>},
-    {JOB_FORCE_FLUSH, make<jobs::ForceFlushJob>},
-    {JOB_FORMAT, make<jobs::FormatJob>},
-    {JOB_HEALTH_METRICS, make<jobs::HealthMetricsJob>},
-    {JOB_HEALTH_SCAN, make<jobs::HealthScanJob>},
-    {JOB_IDENTIFY, make<jobs::IdentifyJob>},
-    {JOB_LATENCY_TRACKING, make<jobs::LatencyTrackingJob>},
-    {JOB_LED_ACTIVITY, make<jobs::LedActivityJob>},
-    {JOB_MAX_ADDRESS, make<jobs::MaxAddressJob>},
-    {JOB_NAMESPACE_MANAGEMENT, make<jobs::NamespaceManagementJob>},
-    {JOB_NLOG, makeVelkoLog<JOB_NLOG>},
-    {JOB_NVME_FEATURES, make<jobs::NvmeFeaturesJob>},
-    {JOB_NVME_LOG, make<jobs::NvmeLogJob>},
-    {JOB_NVME_RESET, make<jobs::NvmeResetJob>},
-    {JOB_PARTITION_INFORMATION, make<jobs::PartitionInformationJob>},
-    {JOB_OCP_DSSD_POWER_STATE, makeOcpFeature<JOB_OCP_DSSD_POWER_STATE>},
-    {JOB_OCP_ERROR_INJECTION, make<jobs::OcpErrorInjectionJob>},
-    {JOB_OCP_IEEE_SILO, makeOcpFeature<JOB_OCP_IEEE_SILO>},
-    {JOB_OCP_PLP_CHECK, makeOcpFeature<JOB_OCP_PLP_CHECK>},
-    {JOB_OCP_READ_ONLY_WRITE_MODE, makeOcpFeature<JOB_OCP_READ_ONLY_WRITE_MODE>},
-    {JOB_PERFORMANCE, make<jobs::PerformanceJob>},
-    {JOB_PERSISTENT_EVENT_LOG, make<jobs::PersistentEventLogJob>},
-    {JOB_PERSISTENT_EVENT_LOG_PARSE, make<jobs::PersistentEventLogParseJob>},
-    {JOB_POWER_GOVERNOR, make<jobs::PowerGovernorJob>},
-    {JOB_SMART, make<jobs::SmartJob>},
-    {JOB_SMBUS_ADDRESS, make<jobs::SmBusAddressJob>},
-    {JOB_SYSTEM_SNAPSHOT, makeVelkoLog<JOB_SYSTEM_SNAPSHOT>},
-    {JOB_TELEMETRY_LOG, make<jobs::TelemetryLogJob>},
-    {JOB_TIMESTAMP, make<jobs::TimestampJob>},
-    {JOB_TRIM, make<jobs::TrimJob>},
-    {JOB_VELKOSSD, make<jobs::VelkoSsdJob>},
+    {JOB_ASSERT_LOG, makeVelkoLog<JOB_ASSERT_LOG>, Methods::READ},
+    {JOB_BACKGROUND_PROCESSING, make<jobs::BackgroundProcessingJob>, Methods::READ},
+    {JOB_BRIDGE_NLOG, makeVelkoLog<JOB_BRIDGE_NLOG>, Methods::READ},
+    {JOB_DRIVE_SELF_TEST, make<jobs::DriveSelfTestJob>, Methods::CHANGE},
+    {JOB_ENDURANCE_ANALYZER, make<jobs::EnduranceAnalyzerJob>, Methods::CHANGE},
+    {JOB_EVENT_LOG, makeVelkoLog<JOB_EVENT_LOG>, Methods::READ},
+    {JOB_FIRMWARE_ACTIVATE, make<jobs::FirmwareActivateJob>, Methods::CHANGE},
+    {JOB_FIRMWARE_UPDATE, make<jobs::FirmwareUpdateJob>, Methods::CHANGE},
+    {JOB_FORCE_FLUSH, make<jobs::ForceFlushJob>, Methods::CHANGE},
+    {JOB_FORMAT, make<jobs::FormatJob>, Methods::CHANGE},
+    {JOB_HEALTH_METRICS, make<jobs::HealthMetricsJob>, Methods::READ},
+    {JOB_HEALTH_SCAN, make<jobs::HealthScanJob>, Methods::READ},
+    {JOB_IDENTIFY, make<jobs::IdentifyJob>, Methods::READ},
+    {JOB_LATENCY_TRACKING, make<jobs::LatencyTrackingJob>, Methods::READ},
+    {JOB_LED_ACTIVITY, make<jobs::LedActivityJob>, Methods::CHANGE},
+    {JOB_MAX_ADDRESS, make<jobs::MaxAddressJob>, Methods::CHANGE},
+    {JOB_NAMESPACE_MANAGEMENT, make<jobs::NamespaceManagementJob>, Methods::CHANGE},
+    {JOB_NLOG, makeVelkoLog<JOB_NLOG>, Methods::READ},
+    {JOB_NVME_FEATURES, make<jobs::NvmeFeaturesJob>, Methods::GET_OR_SET},
+    {JOB_NVME_LOG, make<jobs::NvmeLogJob>, Methods::READ},
+    {JOB_NVME_RESET, make<jobs::NvmeResetJob>, Methods::CHANGE},
+    {JOB_PARTITION_INFORMATION, make<jobs::PartitionInformationJob>, Methods::READ},
+    {JOB_OCP_DSSD_POWER_STATE, makeOcpFeature<JOB_OCP_DSSD_POWER_STATE>, Methods::CHANGE},
+    {JOB_OCP_ERROR_INJECTION, make<jobs::OcpErrorInjectionJob>, Methods::GET_OR_SET},
+    {JOB_OCP_IEEE_SILO, makeOcpFeature<JOB_OCP_IEEE_SILO>, Methods::CHANGE},
+    {JOB_OCP_PLP_CHECK, makeOcpFeature<JOB_OCP_PLP_CHECK>, Methods::CHANGE},
+    {JOB_OCP_READ_ONLY_WRITE_MODE, makeOcpFeature<JOB_OCP_READ_ONLY_WRITE_MODE>, Methods::CHANGE},
+    {JOB_PERFORMANCE, make<jobs::PerformanceJob>, Methods::READ},
+    {JOB_PERSISTENT_EVENT_LOG, make<jobs::PersistentEventLogJob>, Methods::READ},
+    {JOB_PERSISTENT_EVENT_LOG_PARSE, make<jobs::PersistentEventLogParseJob>, Methods::READ},
+    {JOB_POWER_GOVERNOR, make<jobs::PowerGovernorJob>, Methods::CHANGE},
+    {JOB_SMART, make<jobs::SmartJob>, Methods::READ},
+    {JOB_SMBUS_ADDRESS, make<jobs::SmBusAddressJob>, Methods::CHANGE},
+    {JOB_SYSTEM_SNAPSHOT, makeVelkoLog<JOB_SYSTEM_SNAPSHOT>, Methods::READ},
+    {JOB_TELEMETRY_LOG, make<jobs::TelemetryLogJob>, Methods::READ},
+    {JOB_TIMESTAMP, make<jobs::TimestampJob>, Methods::CHANGE},
+    {JOB_TRIM, make<jobs::TrimJob>, Methods::CHANGE},
+    {JOB_VELKOSSD, make<jobs::VelkoSsdJob>, Methods::READ},
 };
 
 }  // namespace
+
+bool changesDrive(const xml::XmlObject& request) {
+    OSTREL_TRACE();
+    const std::string type = request.getAttribute(xml::KEY_TYPE);
+    if (type != JOBTYPE_METHOD) return type == JOBTYPE_SET_PROPERTY;
+    const std::string name = request.getAttribute(xml::KEY_NAME);
+    const JobRow* const row =
+        std::find_if(std::begin(JOBS), std::end(JOBS), [&](const JobRow& r) { return r.name == name; });
+    if (row == std::end(JOBS)) return false;
+    bool isSet = true;  // also where the request does not say which
+    if (row->methods == Methods::GET_OR_SET) (void)jobs::readSetGetType(jobs::Arguments(request), isSet);
+    return row->methods != Methods::READ && isSet;
+}
 
 std::unique_ptr<Job> createJob(const std::string& name, Status& status) {
     OSTREL_TRACE();

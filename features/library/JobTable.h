@@ -4,6 +4,7 @@
 #include <string>
 
 #include "ostrel/core/Status.h"
+#include "ostrel/core/xml/XmlObject.h"
 #include "ostrel/interfaces/ostreli/interface/Job.h"
 
 namespace features::library {
@@ -11,5 +12,9 @@ namespace features::library {
 /// Makes the job of a request's name. Null, with the reason in `status`: 10/34 for a job of the common list that this
 /// library does not have, 11/4 for any other name.
 std::unique_ptr<ostrel::interfaces::ostreli::Job> createJob(const std::string& name, ostrel::core::Status& status);
+
+/// Whether the request asks for more than to be shown something: what sets, resets, starts or erases. A job that is not
+/// known changes nothing.
+bool changesDrive(const ostrel::core::xml::XmlObject& request);
 
 }  // namespace features::library

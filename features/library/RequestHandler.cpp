@@ -15,6 +15,7 @@
 namespace features::library {
 
 using namespace ostrel::core;
+using transport::LookErrors;
 
 namespace {
 
@@ -41,6 +42,47 @@ Status severalNamespaces(const std::string& drive, const std::string& first, con
     Status status = statuses::multipleDevicesSelected();
     status.setMessage(status.getMessage() + " Namespaces " + first + " and " + second + " of " + drive +
                       " were named: name one of them.");
+    return status;
+}
+
+Status withText(Status status, const std::string& text) {
+    status.setMessage(status.getMessage() + " " + text);
+    return status;
+}
+
+std::string notSeen(const LookErrors& errors) {
+    return "Not everything could be looked at: " + errors.text();
+}
+
+/// The outcome of a health scan is an exit status of its own, which the code of a status beside it would replace: a
+/// scan that found nothing could not look at everything, and what it did find weighs more.
+Status outcomeOfHealthScan(const xml::XmlObject& output, const Status& otherwise) {
+    constexpr const char* NOTHING_FOUND = "0";
+    constexpr const char* COULD_NOT_LOOK = "100";
+    for (const auto& property : output.properties) {
+        if (property->getAttribute(xml::KEY_NAME) != "HealthScanStatusCode") continue;
+        std::string& outcome = property->attributes[xml::KEY_VALUE];
+        if (outcome == NOTHING_FOUND) outcome = COULD_NOT_LOOK;
+        return Status(otherwise.getCategory(), 0, otherwise.getMessage());
+    }
+    return otherwise;
+}
+
+/// A show renders the first output alone, so that the status belongs there, and its code becomes the exit status. An
+/// output that is dumped bears a name, and a status in it would stand for its payload: the scan's has its own output.
+Status reportScanErrors(const Status& status, xml::XmlObject& output, const LookErrors& errors) {
+    const Status incomplete = withText(statuses::systemRescanFailed(), notSeen(errors));
+    if (output.objects.empty()) return status.is(0, 0) ? incomplete : withText(status, notSeen(errors));
+    xml::XmlObject* first = output.objects.front().get();
+    if (!first->getAttribute(xml::KEY_NAME).empty()) {
+        output.objects.push_back(std::make_unique<xml::XmlObject>());
+        first = output.objects.back().get();
+        first->attributes[xml::KEY_CATEGORY] = xml::CATEGORY_OUTPUT;
+    }
+    auto child = XmlConverter::statusToXml(outcomeOfHealthScan(*first, incomplete));
+    child->attributes[xml::KEY_NAME] = "Drive Scan";
+    child->attributes[xml::KEY_KEY] = "Incomplete";
+    first->objects.push_back(std::move(child));
     return status;
 }
 
@@ -81,56 +123,74 @@ Status RequestHandler::run(xml::XmlObject& request, const std::shared_ptr<xml::X
     if (job == nullptr) return status;
     // The look for drives costs time and is only made for jobs that want it; a parse of a file does not.
     Devices devices;
+    Selection selection;
     if (wantsScan(request)) {
         manager_.scan();
-        status = selectDevices(request, devices);
+        for (const auto& source : sources_) selection.scanErrors.add(source->scanErrors());
+        status = selectDevices(request, devices, selection);
+        if (status.is(0, 0)) status = checkSelection(request, selection);
         if (!status.is(0, 0)) return status;
     }
     job->setInput(request);
     job->setDevices(devices);
-    return job->run(output);
+    status = job->run(output);
+    if (selection.scanErrors.isEmpty() || !selection.dependsOnScan()) return status;
+    return reportScanErrors(status, *output, selection.scanErrors);
 }
 
-Status RequestHandler::selectDevices(const xml::XmlObject& request, Devices& devices) {
+/// Which drive an index is, or which drives all of them are, is a guess when some may not have been found.
+Status RequestHandler::checkSelection(const xml::XmlObject& request, const Selection& selection) {
     OSTREL_TRACE();
-    bool named = false;
+    if (selection.scanErrors.isEmpty() || !selection.dependsOnScan() || !changesDrive(request)) return Status();
+    return withText(statuses::systemRescanFailed(),
+                    selection.scanErrors.text() + " Name the drive by its serial number or path.");
+}
+
+Status RequestHandler::selectDevices(const xml::XmlObject& request, Devices& devices, Selection& selection) {
+    OSTREL_TRACE();
     for (const auto& list : request.lists) {
         if (list->getAttribute(xml::KEY_NAME) != xml::NAME_DEVICES) continue;
         for (const auto& device : list->objects) {
             for (const auto& selector : device->properties) {
-                named = true;
-                const Status status = selectDevice(selector->getAttribute(xml::KEY_NAME),
-                                                   selector->getAttribute(xml::KEY_VALUE), devices);
+                selection.isNamed = true;
+                const std::string key = selector->getAttribute(xml::KEY_NAME);
+                if (key == xml::NAME_INDEX) selection.hasIndex = true;
+                const Status status =
+                    selectDevice(key, selector->getAttribute(xml::KEY_VALUE), devices, selection.scanErrors);
                 if (!status.is(0, 0)) return status;
             }
         }
     }
-    if (!named) devices = manager_.getDevices();
+    if (!selection.isNamed) devices = manager_.getDevices();
     return Status();
 }
 
-Status RequestHandler::selectDevice(const std::string& key, const std::string& value, Devices& devices) {
+Status RequestHandler::selectDevice(const std::string& key, const std::string& value, Devices& devices,
+                                    const LookErrors& scanErrors) {
     OSTREL_TRACE();
+    LookErrors errors = scanErrors;
     std::shared_ptr<Device> device;
     Status status;
     if (key == xml::NAME_PATH) {
-        status = deviceAt(value, &transport::DriveSource::locate, device);
+        status = deviceAt(value, &transport::DriveSource::locate, device, errors);
     } else if (key == xml::NAME_BOOT_DRIVE) {
-        status = deviceAt(value, &transport::DriveSource::bootDrive, device);
+        status = deviceAt(value, &transport::DriveSource::bootDrive, device, errors);
     } else {
         device = manager_.GetDevice(Attribute(key, key, typeString(), value));
     }
     if (!status.is(0, 0)) return status;
-    if (device == nullptr) return unknownDrive(key);
+    // A drive that is not known, and one that could not be seen, differ.
+    if (device == nullptr) return errors.isEmpty() ? unknownDrive(key) : withText(unknownDrive(key), notSeen(errors));
     // Two names for one drive are one drive: a command must not run on it twice.
     if (std::find(devices.begin(), devices.end(), device) == devices.end()) devices.push_back(device);
     return Status();
 }
 
-Status RequestHandler::deviceAt(const std::string& path, Locate locate, std::shared_ptr<Device>& device) {
+Status RequestHandler::deviceAt(const std::string& path, Locate locate, std::shared_ptr<Device>& device,
+                                LookErrors& errors) {
     OSTREL_TRACE();
     for (const auto& source : sources_) {
-        const auto location = (source.get()->*locate)(path);
+        const auto location = (source.get()->*locate)(path, errors);
         if (!location) continue;
         device = manager_.getDeviceByPath(location->devicePath);
         if (device == nullptr || !location->nsid) return Status();

@@ -21,6 +21,11 @@ namespace features::library {
 ///   - two namespaces of one drive: 10/6, since a job is about one of them
 /// Every selector must lead to a drive before any of them is touched. No selector stands for all drives.
 ///
+/// Where the scan for drives could not look at everything, what was found is shown, and the first output gets a status
+/// of its own, 0/39, that names path and error. A drive that is not found keeps its status, with the path and the error
+/// in the message. All drives, and a drive by its index, are a guess then: a request that changes drives is refused
+/// (0/39). A drive that was found by its serial number or path is that drive.
+///
 /// Threads: one request at a time.
 class RequestHandler {
 public:
@@ -30,14 +35,27 @@ public:
 
 private:
     using Devices = std::vector<std::shared_ptr<ostrel::core::Device>>;
-    using Locate = std::optional<transport::DriveLocation> (transport::DriveSource::*)(const std::string&) const;
+    using Locate = std::optional<transport::DriveLocation> (transport::DriveSource::*)(const std::string&,
+                                                                                       transport::LookErrors&) const;
 
     ostrel::core::Status run(ostrel::core::xml::XmlObject& request,
                              const std::shared_ptr<ostrel::core::xml::XmlObject>& output);
-    ostrel::core::Status selectDevices(const ostrel::core::xml::XmlObject& request, Devices& devices);
-    ostrel::core::Status selectDevice(const std::string& key, const std::string& value, Devices& devices);
-    ostrel::core::Status deviceAt(const std::string& path, Locate locate,
-                                  std::shared_ptr<ostrel::core::Device>& device);
+    /// How a request selects its drives, and how far the scan can be relied on for that.
+    struct Selection {
+        bool isNamed = false;
+        bool hasIndex = false;
+        transport::LookErrors scanErrors;
+
+        bool dependsOnScan() const { return !isNamed || hasIndex; }
+    };
+
+    static ostrel::core::Status checkSelection(const ostrel::core::xml::XmlObject& request, const Selection& selection);
+    ostrel::core::Status selectDevices(const ostrel::core::xml::XmlObject& request, Devices& devices,
+                                       Selection& selection);
+    ostrel::core::Status selectDevice(const std::string& key, const std::string& value, Devices& devices,
+                                      const transport::LookErrors& scanErrors);
+    ostrel::core::Status deviceAt(const std::string& path, Locate locate, std::shared_ptr<ostrel::core::Device>& device,
+                                  transport::LookErrors& errors);
 
     std::vector<std::unique_ptr<transport::DriveSource>> sources_;
     ostrel::core::DeviceManager manager_;

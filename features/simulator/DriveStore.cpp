@@ -75,20 +75,28 @@ bool DriveStore::isName(const std::string& name) {
 }
 
 std::vector<std::string> DriveStore::names() const {
-    OSTREL_TRACE();
     std::vector<std::string> names;
+    (void)list(names);  // see the header
+    return names;
+}
+
+Status DriveStore::list(std::vector<std::string>& names) const {
+    OSTREL_TRACE();
+    names.clear();
     DIR* listing = ::opendir(folder_.c_str());
-    if (listing == nullptr) return names;
-    while (const dirent* entry = ::readdir(listing)) {
+    if (listing == nullptr) return errno == ENOENT ? Status() : systemStatus(errno, folder_);
+    // The end of the folder and a failure differ in errno alone.
+    for (errno = 0; const dirent* entry = ::readdir(listing); errno = 0) {
         const bool mayBeFolder = entry->d_type == DT_DIR || entry->d_type == DT_UNKNOWN;
         if (mayBeFolder && isName(entry->d_name)) names.emplace_back(entry->d_name);
     }
+    const int error = errno;
     ::closedir(listing);
     std::sort(names.begin(), names.end(), [](const std::string& a, const std::string& b) {
         const int order = ::strverscmp(a.c_str(), b.c_str());
         return order != 0 ? order < 0 : a < b;
     });
-    return names;
+    return error == 0 ? Status() : systemStatus(error, folder_);
 }
 
 Status DriveStore::make(const NewDrive& drive, const Clock& clock, std::string& making) const {

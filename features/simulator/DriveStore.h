@@ -21,7 +21,10 @@ class DriveStore {
 public:
     explicit DriveStore(std::string folder = SIMULATED_DRIVES) : folder_(std::move(folder)) {}
 
-    /// The drives' names in order, numbers in them by their value. None when there is no such folder.
+    /// The drives' names in order, numbers in them by their value. None when there is no such folder; after an error,
+    /// those that were read before it.
+    ostrel::core::Status list(std::vector<std::string>& names) const;
+    /// The same where an error does not matter.
     std::vector<std::string> names() const;
     struct NewDrive {
         std::string name;

@@ -5,6 +5,7 @@
 #include <optional>
 #include <string>
 
+#include "features/transport/LookErrors.h"
 #include "ostrel/core/DeviceFinder.h"
 
 namespace features::transport {
@@ -17,7 +18,9 @@ struct DriveLocation {
 
 /// One kind of drives: how they are found and how the user's ways of naming one lead to them.
 ///
-/// Errors:  what cannot be found or read is told as nothing found.
+/// Errors:  what could not be looked at goes into `errors`, or into those of the scan. Nothing found without errors
+/// means
+///          that there is nothing.
 /// Threads: the main thread.
 class DriveSource {
 public:
@@ -27,13 +30,15 @@ public:
     /// attributes DevicePath, SerialNumber, ModelNumber and Firmware, a command path, and the command sets "NVMe" and
     /// "Host" on it. A drive that cannot be opened is listed too, its reason in ErrorString.
     virtual std::unique_ptr<ostrel::core::DeviceFinder> finder() const = 0;
+    /// What the last scan could not look at, of the finder or of any clone of it: there may be more drives.
+    virtual const LookErrors& scanErrors() const = 0;
 
     /// Where a path leads: a controller's node, a namespace's (block or generic), or a link to one.
-    virtual std::optional<DriveLocation> locate(const std::string& path) const = 0;
+    virtual std::optional<DriveLocation> locate(const std::string& path, LookErrors& errors) const = 0;
 
     /// The drive that holds the running system's root file system, if it is one of this kind. The word that the user
     /// wrote does not matter.
-    virtual std::optional<DriveLocation> bootDrive(const std::string& word) const = 0;
+    virtual std::optional<DriveLocation> bootDrive(const std::string& word, LookErrors& errors) const = 0;
 };
 
 }  // namespace features::transport

@@ -12,7 +12,7 @@ import zlib
 from world import TOOL, ToolTestCase
 
 FEATURE_LIBRARY = os.environ["NIMBREL_FEATURE_LIBRARY"]
-HIDE_DRIVES = 'mount -t tmpfs tmpfs /sys && exec "$0" "$@"'
+HIDE_DRIVES = 'mount -t tmpfs tmpfs /sys/class && exec "$0" "$@"'
 FOLDER = "/opt/velko/nimbrel/SimulatedDrives"
 
 START_MS = 1767225600000  # 2026-01-01 00:00:00 UTC

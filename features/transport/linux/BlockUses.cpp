@@ -59,6 +59,8 @@ bool isSystemMount(const std::string& point) {
 
 BlockUses::BlockUses(LinuxPaths paths) : paths_(std::move(paths)) {
     OSTREL_TRACE();
+    (void)isSysfs(paths_, errors_);  // noted there, as everything else
+    (void)isProcfs(paths_, errors_);
     readMounts();
     readSwaps();
 }
@@ -73,8 +75,9 @@ std::string BlockUses::blockOf(const std::string& node) const {
 
 void BlockUses::readMounts() {
     // "36 35 98:0 /mnt1 /mnt2 rw,noatime master:1 - ext3 /dev/root rw,errors=continue"
-    const auto table = readAll(paths_.proc + "/self/mountinfo");
-    isKnown_ = table.has_value();
+    const std::string path = paths_.proc + "/self/mountinfo";
+    const auto table = readAll(path, errors_);
+    if (!table) errors_.add(path, ENOENT);  // every kernel has it
     std::istringstream text(table.value_or(std::string()));
     for (std::string line; std::getline(text, line);) {
         std::istringstream fields(line);
@@ -89,7 +92,7 @@ void BlockUses::readMounts() {
 
 void BlockUses::readSwaps() {
     // A kernel without swap does not have the file.
-    std::istringstream text(readAll(paths_.proc + "/swaps").value_or(std::string()));
+    std::istringstream text(readAll(paths_.proc + "/swaps", errors_).value_or(std::string()));
     std::string line;
     std::getline(text, line);  // the headings
     while (std::getline(text, line)) {
@@ -100,8 +103,9 @@ void BlockUses::readSwaps() {
 
 std::vector<std::string> BlockUses::partitionNames(const std::string& block) const {
     std::vector<std::string> names;
-    for (const std::string& entry : listFolder(folder(block))) {
-        if (entry.compare(0, block.size(), block) == 0 && readNumber(folder(block) + "/" + entry + "/partition")) {
+    for (const std::string& entry : listFolder(folder(block), errors_)) {
+        if (entry.compare(0, block.size(), block) == 0 &&
+            readNumber(folder(block) + "/" + entry + "/partition", errors_)) {
             names.push_back(entry);
         }
     }
@@ -110,7 +114,7 @@ std::vector<std::string> BlockUses::partitionNames(const std::string& block) con
 
 std::vector<const BlockUses::Mount*> BlockUses::mountsOf(const std::string& block) const {
     std::vector<const Mount*> found;
-    const auto device = readLine(folder(block) + "/dev");
+    const auto device = readLine(folder(block) + "/dev", errors_);
     for (const Mount& mount : mounts_) {
         if ((device && mount.device == *device) || mount.block == block) found.push_back(&mount);
     }
@@ -127,7 +131,7 @@ bool BlockUses::holdsSystem(const std::string& block) const {
     if (std::any_of(mounts.begin(), mounts.end(), [](const Mount* mount) { return isSystemMount(mount->point); })) {
         return true;
     }
-    std::vector<std::string> above = listFolder(folder(block) + "/holders");
+    std::vector<std::string> above = listFolder(folder(block) + "/holders", errors_);
     const std::vector<std::string> partitions = partitionNames(block);
     above.insert(above.end(), partitions.begin(), partitions.end());
     return std::any_of(above.begin(), above.end(), [this](const std::string& name) { return holdsSystem(name); });
@@ -135,7 +139,7 @@ bool BlockUses::holdsSystem(const std::string& block) const {
 
 /// "md0", or "dm-0 (vg-data)" for what has a name of its own.
 std::string BlockUses::holderText(const std::string& holder) const {
-    const auto name = readLine(folder(holder) + "/dm/name");
+    const auto name = readLine(folder(holder) + "/dm/name", errors_);
     return name ? holder + " (" + *name + ")" : holder;
 }
 
@@ -145,7 +149,7 @@ void BlockUses::addUses(const std::string& block, std::vector<NamespaceUse>& use
         uses.push_back({NamespaceUse::Kind::MOUNTED, node, mount->point, isSystemMount(mount->point)});
     }
     if (isSwap(block)) uses.push_back({NamespaceUse::Kind::SWAP, node, {}, true});
-    for (const std::string& holder : listFolder(folder(block) + "/holders")) {
+    for (const std::string& holder : listFolder(folder(block) + "/holders", errors_)) {
         uses.push_back({NamespaceUse::Kind::HELD, node, holderText(holder), holdsSystem(holder)});
     }
 }
@@ -182,8 +186,8 @@ std::vector<PartitionInfo> BlockUses::partitionsOf(const std::string& block) con
     for (const std::string& name : partitionNames(block)) {
         PartitionInfo info;
         info.node = "/dev/" + name;
-        info.startBytes = readNumber(folder(name) + "/start").value_or(0) * SECTOR_BYTES;
-        info.sizeBytes = readNumber(folder(name) + "/size").value_or(0) * SECTOR_BYTES;
+        info.startBytes = readNumber(folder(name) + "/start", errors_).value_or(0) * SECTOR_BYTES;
+        info.sizeBytes = readNumber(folder(name) + "/size", errors_).value_or(0) * SECTOR_BYTES;
         const auto mounts = mountsOf(name);
         if (!mounts.empty()) {
             info.fileSystem = mounts.front()->type;
@@ -199,7 +203,7 @@ std::vector<PartitionInfo> BlockUses::partitionsOf(const std::string& block) con
 }
 
 void BlockUses::addBottom(const std::string& block, std::vector<std::string>& bottom) const {
-    const std::vector<std::string> slaves = listFolder(folder(block) + "/slaves");
+    const std::vector<std::string> slaves = listFolder(folder(block) + "/slaves", errors_);
     if (slaves.empty()) bottom.push_back(block);
     for (const std::string& slave : slaves) addBottom(slave, bottom);
 }
@@ -209,7 +213,7 @@ std::vector<std::string> BlockUses::rootDevices() const {
     std::vector<std::string> bottom;
     for (const Mount& mount : mounts_) {
         if (mount.point != "/") continue;
-        const auto byNumber = linkName(paths_.sys + "/dev/block/" + mount.device);
+        const auto byNumber = linkName(paths_.sys + "/dev/block/" + mount.device, errors_);
         const std::string block = byNumber ? *byNumber : mount.block;
         if (!block.empty()) addBottom(block, bottom);
     }

@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "features/transport/HostCommand.h"
+#include "features/transport/LookErrors.h"
 #include "features/transport/linux/LinuxPaths.h"
 
 namespace features::transport {
@@ -14,8 +15,9 @@ class BlockUses {
 public:
     explicit BlockUses(LinuxPaths paths);
 
-    /// False when the table of mounts cannot be read: that no use was found means nothing then.
-    bool isKnown() const { return isKnown_; }
+    /// What could not be looked at, when the object was made and in every call since: that no use was found means
+    /// nothing then.
+    const LookErrors& errors() const { return errors_; }
     /// Every use of a block device and of its partitions. Without any, the device is opened exclusively for a moment,
     /// which tells whether somebody else has it in a way that no table shows.
     std::vector<NamespaceUse> usesOf(const std::string& block) const;
@@ -45,7 +47,7 @@ private:
     bool isOpenedElsewhere(const std::string& block) const;
 
     LinuxPaths paths_;
-    bool isKnown_ = false;
+    mutable LookErrors errors_;
     std::vector<Mount> mounts_;
     std::vector<std::string> swaps_;  ///< names of block devices
 };

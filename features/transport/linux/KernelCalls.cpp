@@ -2,6 +2,8 @@
 
 #include <fcntl.h>
 #include <sys/ioctl.h>
+#include <sys/stat.h>
+#include <sys/statfs.h>
 
 #include <thread>
 
@@ -13,6 +15,16 @@ int KernelCalls::open(const std::string& path, int flags) {
 
 int KernelCalls::ioctl(int descriptor, unsigned long request, void* argument) {
     return ::ioctl(descriptor, request, argument);
+}
+
+long KernelCalls::fileSystemType(const std::string& path) {
+    struct statfs info {};
+    return ::statfs(path.c_str(), &info) == 0 ? static_cast<long>(info.f_type) : -1;
+}
+
+bool KernelCalls::isCharacterDevice(const std::string& path) {
+    struct stat info {};
+    return ::lstat(path.c_str(), &info) == 0 && S_ISCHR(info.st_mode);
 }
 
 void KernelCalls::sleep(std::chrono::milliseconds time) {

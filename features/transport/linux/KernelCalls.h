@@ -22,6 +22,11 @@ public:
     /// ioctl(2); `argument` is a pointer, or null for a request without one.
     virtual int ioctl(int descriptor, unsigned long request, void* argument);
 
+    /// The type that statfs(2) gives of the file system at `path`; -1 when it cannot.
+    virtual long fileSystemType(const std::string& path);
+    /// Whether a character device is at `path`; not one that a link leads to.
+    virtual bool isCharacterDevice(const std::string& path);
+
     virtual Clock::time_point now() { return Clock::now(); }
     virtual void sleep(std::chrono::milliseconds time);
 };

@@ -1,6 +1,7 @@
 #include "features/transport/linux/LinuxDeviceFinder.h"
 
 #include "features/nvme/Bytes.h"
+#include "features/nvme/Drive.h"
 #include "features/transport/linux/LinuxNvmePath.h"
 #include "features/transport/linux/NvmeTopology.h"
 #include "features/transport/linux/Sysfs.h"
@@ -14,15 +15,18 @@ using namespace ostrel::core;
 
 namespace {
 
-/// The identity of a controller as sysfs has it, by attribute.
+/// The identity of a controller: the file that sysfs has it in, and the field of Identify Controller (NVMe Base
+/// Specification 1.4, figure 247).
 struct IdentityRow {
     const char* file;
+    size_t offset;
+    size_t bytes;
     Attribute (*attribute)();
 };
 constexpr IdentityRow IDENTITY[] = {
-    {"model", attributes::device::modelNumber},
-    {"serial", attributes::device::serialNumber},
-    {"firmware_rev", attributes::device::firmware},
+    {"model", 24, 40, attributes::device::modelNumber},
+    {"serial", 4, 20, attributes::device::serialNumber},
+    {"firmware_rev", 64, 8, attributes::device::firmware},
 };
 
 void set(Device& device, Attribute attribute, const std::string& text) {
@@ -30,9 +34,33 @@ void set(Device& device, Attribute attribute, const std::string& text) {
     device.setAttribute(attribute);
 }
 
+void askIdentity(Device& device) {
+    nvme::Drive drive(device);
+    const uint8_t* data = nullptr;
+    const Status status = drive.identifyController(data);
+    if (!status.is(0, 0)) set(device, attributes::device::errorString(), status.getMessage());
+    for (const IdentityRow& row : IDENTITY) {
+        set(device, row.attribute(), data == nullptr ? "" : nvme::shownText(data + row.offset, row.bytes));
+    }
+}
+
+void setIdentity(Device& device, const NvmeTopology& topology, const std::string& controller) {
+    LookErrors errors;
+    bool isGone = true;
+    for (const IdentityRow& row : IDENTITY) {
+        const auto line = readLine(topology.controllerFolder(controller) + "/" + row.file, errors);
+        isGone = isGone && !line;
+        const std::string text = line.value_or("");
+        set(device, row.attribute(), nvme::shownText(reinterpret_cast<const uint8_t*>(text.data()), text.size()));
+    }
+    if (isGone) (void)topology.isVisible(errors);
+    if (!errors.isEmpty()) askIdentity(device);
+}
+
 }  // namespace
 
-LinuxDeviceFinder::LinuxDeviceFinder(LinuxPaths paths) : DeviceFinder("Linux NVMe"), paths_(std::move(paths)) {}
+LinuxDeviceFinder::LinuxDeviceFinder(LinuxPaths paths, std::shared_ptr<LookErrors> errors)
+    : DeviceFinder("Linux NVMe"), paths_(std::move(paths)), errors_(std::move(errors)) {}
 
 std::unique_ptr<DeviceFinder> LinuxDeviceFinder::clone() const {
     return std::make_unique<LinuxDeviceFinder>(*this);
@@ -40,17 +68,15 @@ std::unique_ptr<DeviceFinder> LinuxDeviceFinder::clone() const {
 
 void LinuxDeviceFinder::scan(std::vector<std::shared_ptr<Device>>& devices) {
     OSTREL_TRACE();
+    *errors_ = LookErrors();
     const auto topology = std::make_shared<const NvmeTopology>(paths_);
-    for (const std::string& controller : topology->controllers()) {
+    for (const std::string& controller : topology->controllers(*errors_)) {
         auto device = std::make_shared<Device>();
         set(*device, attributes::device::devicePath(), "/dev/" + controller);
-        for (const IdentityRow& row : IDENTITY) {
-            const std::string text = readLine(topology->controllerFolder(controller) + "/" + row.file).value_or("");
-            set(*device, row.attribute(), nvme::shownText(reinterpret_cast<const uint8_t*>(text.data()), text.size()));
-        }
         device->addCommandPath(LinuxNvmePath(controller, paths_, topology));
         device->addCommandSet(nvme::COMMAND_SET_NVME, "Linux NVMe");
         device->addCommandSet(COMMAND_SET_HOST, "Linux NVMe");
+        setIdentity(*device, *topology, controller);
         devices.push_back(device);
     }
 }

@@ -1,6 +1,7 @@
 #include "features/transport/linux/LinuxDriveSource.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <climits>
 #include <cstdlib>
 
@@ -16,10 +17,19 @@ using namespace ostrel::core;
 
 namespace {
 
-/// The folder that holds the one `path` leads to; empty when there is none.
-std::string parentFolder(const std::string& path) {
+/// The path with all links followed; empty when it leads nowhere.
+std::string resolved(const std::string& path, LookErrors& errors) {
     char target[PATH_MAX];
-    return ::realpath((path + "/..").c_str(), target) == nullptr ? std::string() : target;
+    if (::realpath(path.c_str(), target) != nullptr) return target;
+    const int error = errno;
+    const bool leadsNowhere = error == ENOENT || error == ENOTDIR || error == ELOOP || error == ENAMETOOLONG;
+    if (!leadsNowhere) errors.add(path, error);
+    return {};
+}
+
+/// The folder that holds the one `path` leads to; empty when there is none.
+std::string parentFolder(const std::string& path, LookErrors& errors) {
+    return resolved(path + "/..", errors);
 }
 
 /// "nvme0n12", not "nvme0c1n12": a block device with a node.
@@ -31,57 +41,60 @@ bool isNamespaceNode(const std::string& name, const std::string& suffix) {
 }  // namespace
 
 std::unique_ptr<DeviceFinder> LinuxDriveSource::finder() const {
-    return std::make_unique<LinuxDeviceFinder>(paths_);
+    return std::make_unique<LinuxDeviceFinder>(paths_, scanErrors_);
 }
 
-std::optional<DriveLocation> LinuxDriveSource::locate(const std::string& path) const {
+std::optional<DriveLocation> LinuxDriveSource::locate(const std::string& path, LookErrors& errors) const {
     OSTREL_TRACE();
-    char target[PATH_MAX];
-    if (::realpath(path.c_str(), target) == nullptr) return std::nullopt;
-    const std::string node = target;
+    const std::string node = resolved(path, errors);
     const std::string name = node.substr(node.rfind('/') + 1);
     // Only a node of the device folder names a drive, not any file that happens to bear such a name.
     if (node != paths_.dev + "/" + name) return std::nullopt;
-    if (readLine(NvmeTopology(paths_).controllerFolder(name) + "/state")) return DriveLocation{"/dev/" + name, {}};
+    const std::vector<std::string> controllers = NvmeTopology(paths_).controllers(errors);
+    if (std::find(controllers.begin(), controllers.end(), name) != controllers.end())
+        return DriveLocation{"/dev/" + name, {}};
     // A partition is no name for the namespace around it: who wants to erase the one would lose the other.
-    if (readNumber(NvmeTopology(paths_).blockFolder(name) + "/partition")) return std::nullopt;
-    return name.compare(0, 2, "ng") == 0 ? locateGeneric(name) : locateBlock(name);
+    if (readNumber(NvmeTopology(paths_).blockFolder(name) + "/partition", errors)) return std::nullopt;
+    return name.compare(0, 2, "ng") == 0 ? locateGeneric(name, errors) : locateBlock(name, errors);
 }
 
-std::optional<DriveLocation> LinuxDriveSource::locateGeneric(const std::string& name) const {
+std::optional<DriveLocation> LinuxDriveSource::locateGeneric(const std::string& name, LookErrors& errors) const {
     OSTREL_TRACE();
     // The X of ngXnY need not be that of nvmeXnY. The kernel keeps both in one folder, of the controller or of the
     // subsystem, and in there the Y tells which belong together.
-    const std::string folder = parentFolder(paths_.sys + "/class/nvme-generic/" + name);
+    const std::string folder = parentFolder(paths_.sys + "/class/nvme-generic/" + name, errors);
     if (folder.empty()) return std::nullopt;
     const std::string suffix = name.substr(std::min(name.size(), name.find('n', 2)));
-    for (const std::string& entry : listFolder(folder)) {
-        if (isNamespaceNode(entry, suffix)) return locateBlock(entry);
+    for (const std::string& entry : listFolder(folder, errors)) {
+        if (isNamespaceNode(entry, suffix)) return locateBlock(entry, errors);
     }
     return std::nullopt;
 }
 
-std::optional<DriveLocation> LinuxDriveSource::bootDrive(const std::string&) const {
+std::optional<DriveLocation> LinuxDriveSource::bootDrive(const std::string&, LookErrors& errors) const {
     OSTREL_TRACE();
-    for (const std::string& block : BlockUses(paths_).rootDevices()) {
-        if (const auto location = locateBlock(block)) return DriveLocation{location->devicePath, {}};
+    const BlockUses uses(paths_);
+    const std::vector<std::string> blocks = uses.rootDevices();
+    errors.add(uses.errors());
+    for (const std::string& block : blocks) {
+        if (const auto location = locateBlock(block, errors)) return DriveLocation{location->devicePath, {}};
     }
     return std::nullopt;
 }
 
-std::optional<DriveLocation> LinuxDriveSource::locateBlock(const std::string& block) const {
+std::optional<DriveLocation> LinuxDriveSource::locateBlock(const std::string& block, LookErrors& errors) const {
     OSTREL_TRACE();
     const NvmeTopology topology(paths_);
     std::string disk = block;
-    if (readNumber(topology.blockFolder(block) + "/partition")) {
+    if (readNumber(topology.blockFolder(block) + "/partition", errors)) {
         // The folder of a partition lies in that of its disk.
-        const std::string folder = parentFolder(topology.blockFolder(block));
+        const std::string folder = parentFolder(topology.blockFolder(block), errors);
         if (folder.empty()) return std::nullopt;
         disk = folder.substr(folder.rfind('/') + 1);
     }
-    const auto controllers = topology.controllersOf(disk);
+    const auto controllers = topology.controllersOf(disk, errors);
     if (controllers.empty()) return std::nullopt;
-    for (const NamespaceNode& node : topology.namespacesOf(controllers.front())) {
+    for (const NamespaceNode& node : topology.namespacesOf(controllers.front(), errors)) {
         if (node.block == disk) return DriveLocation{"/dev/" + controllers.front(), node.nsid};
     }
     return std::nullopt;

@@ -11,16 +11,18 @@ public:
     explicit LinuxDriveSource(LinuxPaths paths = LinuxPaths()) : paths_(std::move(paths)) {}
 
     std::unique_ptr<ostrel::core::DeviceFinder> finder() const override;
-    std::optional<DriveLocation> locate(const std::string& path) const override;
-    std::optional<DriveLocation> bootDrive(const std::string& word) const override;
+    const LookErrors& scanErrors() const override { return *scanErrors_; }
+    std::optional<DriveLocation> locate(const std::string& path, LookErrors& errors) const override;
+    std::optional<DriveLocation> bootDrive(const std::string& word, LookErrors& errors) const override;
 
 private:
     /// Of a namespace's generic node, "ng0n1".
-    std::optional<DriveLocation> locateGeneric(const std::string& name) const;
+    std::optional<DriveLocation> locateGeneric(const std::string& name, LookErrors& errors) const;
     /// Of a block device, a partition included.
-    std::optional<DriveLocation> locateBlock(const std::string& block) const;
+    std::optional<DriveLocation> locateBlock(const std::string& block, LookErrors& errors) const;
 
     LinuxPaths paths_;
+    std::shared_ptr<LookErrors> scanErrors_ = std::make_shared<LookErrors>();
 };
 
 }  // namespace features::transport

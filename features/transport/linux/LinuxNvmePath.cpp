@@ -122,13 +122,23 @@ std::unique_ptr<CommandPath> LinuxNvmePath::clone() const {
     return std::make_unique<LinuxNvmePath>(*this);
 }
 
+std::optional<std::string> LinuxNvmePath::state(LookErrors& errors) const {
+    auto line = readLine(topology_->controllerFolder(controller_) + "/state", errors);
+    if (!line) (void)topology_->isVisible(errors);  // a controller that is gone, or nothing to be seen at all
+    return line;
+}
+
 bool LinuxNvmePath::isSupported(const AttributeList&) const {
-    return readLine(topology_->controllerFolder(controller_) + "/state").has_value();
+    LookErrors errors;
+    return state(errors).has_value() || !errors.isEmpty();
 }
 
 bool LinuxNvmePath::isLeaving() const {
-    const auto state = readLine(topology_->controllerFolder(controller_) + "/state");
-    return !state || state->compare(0, 8, "deleting") == 0 || *state == "dead";
+    LookErrors errors;
+    const auto line = state(errors);
+    // What cannot be looked at takes nothing from the error that is asked about.
+    if (!line) return errors.isEmpty();
+    return line->compare(0, 8, "deleting") == 0 || *line == "dead";
 }
 
 uint32_t LinuxNvmePath::timeoutMs(uint32_t ofCommand) const {
@@ -179,11 +189,13 @@ Status LinuxNvmePath::openController(int& node) {
 
 Status LinuxNvmePath::openNamespace(uint32_t nsid, FileDescriptor& node, std::string& nodePath) {
     OSTREL_TRACE();
-    for (const NamespaceNode& part : topology_->namespacesOf(controller_)) {
+    LookErrors errors;
+    for (const NamespaceNode& part : topology_->namespacesOf(controller_, errors)) {
         if (part.nsid != nsid || part.block.empty()) continue;
         nodePath = paths_.dev + "/" + part.block;
         return openNode(nodePath, node);
     }
+    if (!errors.isEmpty()) return errors.status();
     return Status(CATEGORY_FEATURE, 80,
                   statuses::invalidNamespaceId().getMessage() + " Namespace " + std::to_string(nsid) +
                       " is not attached to " + controller_ + ".");
@@ -269,11 +281,9 @@ void LinuxNvmePath::sendHost(const HostCommand& command, CommandResult& result) 
     OSTREL_TRACE();
     switch (command.request) {
         case HostRequest::NAMESPACES:
-            result.protocolResult = std::make_unique<HostResult>(attachedNamespaces());
-            return;
         case HostRequest::USES: {
             std::vector<HostNamespace> found;
-            result.status = usedNamespaces(found);
+            result.status = command.request == HostRequest::USES ? usedNamespaces(found) : attachedNamespaces(found);
             if (result.status.is(0, 0)) result.protocolResult = std::make_unique<HostResult>(std::move(found));
             return;
         }
@@ -301,10 +311,12 @@ void LinuxNvmePath::sendHost(const HostCommand& command, CommandResult& result) 
 void LinuxNvmePath::rescanPartitions() const {
     OSTREL_TRACE();
     const BlockUses uses(paths_);
-    if (!uses.isKnown()) return;
-    for (const NamespaceNode& part : topology_->namespacesOf(controller_)) {
+    if (!uses.errors().isEmpty()) return;
+    LookErrors errors;  // a disk that is not found is left alone
+    for (const NamespaceNode& part : topology_->namespacesOf(controller_, errors)) {
         if (part.block.empty()) continue;
         const std::vector<NamespaceUse> ofPart = uses.usesOf(part.block);
+        if (!uses.errors().isEmpty()) return;
         const bool isUsed = std::any_of(ofPart.begin(), ofPart.end(), [](const NamespaceUse& use) {
             return use.kind != NamespaceUse::Kind::PARTITION;
         });
@@ -330,56 +342,58 @@ Status LinuxNvmePath::awaitController(uint32_t limitMs) {
     OSTREL_TRACE();
     const auto deadline = paths_.kernel->now() + milliseconds(limitMs);
     for (;;) {
-        const auto state = readLine(topology_->controllerFolder(controller_) + "/state");
-        if (!state) return systemStatus(ENODEV, controllerNode());
-        if (*state == "live") return Status();
+        LookErrors errors;
+        const auto line = state(errors);
+        if (!line) return errors.isEmpty() ? systemStatus(ENODEV, controllerNode()) : errors.status();
+        if (*line == "live") return Status();
         if (paths_.kernel->now() > deadline) return systemStatus(ETIME, controllerNode());
         paths_.kernel->sleep(RESET_POLL);
     }
 }
 
-HostNamespace LinuxNvmePath::hostNamespace(const NamespaceNode& node, bool attached) const {
+HostNamespace LinuxNvmePath::hostNamespace(const NamespaceNode& node, bool attached, LookErrors& errors) const {
     HostNamespace entry;
     entry.nsid = node.nsid;
     entry.attached = attached;
     if (node.block.empty()) return entry;  // a path whose head is gone: there is no node to use it by
     const std::string folder = topology_->blockFolder(node.block);
     entry.node = "/dev/" + node.block;
-    entry.sizeBytes = readNumber(folder + "/size").value_or(0) * SECTOR_BYTES;
-    entry.blockBytes = static_cast<uint32_t>(readNumber(folder + "/queue/logical_block_size").value_or(0));
+    entry.sizeBytes = readNumber(folder + "/size", errors).value_or(0) * SECTOR_BYTES;
+    entry.blockBytes = static_cast<uint32_t>(readNumber(folder + "/queue/logical_block_size", errors).value_or(0));
     return entry;
 }
 
-std::vector<HostNamespace> LinuxNvmePath::attachedNamespaces() const {
+Status LinuxNvmePath::attachedNamespaces(std::vector<HostNamespace>& found) const {
     OSTREL_TRACE();
-    std::vector<HostNamespace> namespaces;
-    for (const NamespaceNode& node : topology_->namespacesOf(controller_)) {
-        namespaces.push_back(hostNamespace(node, true));
+    LookErrors errors;
+    for (const NamespaceNode& node : topology_->namespacesOf(controller_, errors)) {
+        found.push_back(hostNamespace(node, true, errors));
     }
-    return namespaces;
+    return errors.status();
 }
 
 Status LinuxNvmePath::usedNamespaces(std::vector<HostNamespace>& found) const {
     OSTREL_TRACE();
     const BlockUses uses(paths_);
-    if (!uses.isKnown()) return systemStatus(ENOENT, paths_.proc + "/self/mountinfo");
+    LookErrors errors;
     std::map<uint32_t, HostNamespace> namespaces;
-    for (const std::string& controller : topology_->subsystemOf(controller_)) {
+    for (const std::string& controller : topology_->subsystemOf(controller_, errors)) {
         const bool attached = controller == controller_;
-        for (const NamespaceNode& node : topology_->namespacesOf(controller)) {
+        for (const NamespaceNode& node : topology_->namespacesOf(controller, errors)) {
             const auto [entry, isNew] = namespaces.try_emplace(node.nsid);
             if (!isNew) {
                 entry->second.attached = entry->second.attached || attached;
                 continue;
             }
-            entry->second = hostNamespace(node, attached);
+            entry->second = hostNamespace(node, attached, errors);
             if (node.block.empty()) continue;
             entry->second.uses = uses.usesOf(node.block);
             entry->second.partitions = uses.partitionsOf(node.block);
         }
     }
     for (auto& [nsid, entry] : namespaces) found.push_back(std::move(entry));
-    return Status();
+    errors.add(uses.errors());
+    return errors.status();
 }
 
 }  // namespace features::transport

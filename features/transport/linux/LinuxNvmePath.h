@@ -2,6 +2,7 @@
 
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -51,9 +52,11 @@ private:
     ostrel::core::Status resetController(unsigned long request, uint32_t timeoutMs);
     ostrel::core::Status awaitController(uint32_t timeoutMs);
     void rescanPartitions() const;
-    std::vector<HostNamespace> attachedNamespaces() const;
+    ostrel::core::Status attachedNamespaces(std::vector<HostNamespace>& found) const;
     ostrel::core::Status usedNamespaces(std::vector<HostNamespace>& found) const;
-    HostNamespace hostNamespace(const NamespaceNode& node, bool attached) const;
+    HostNamespace hostNamespace(const NamespaceNode& node, bool attached, LookErrors& errors) const;
+    /// The controller's state as sysfs has it; absent without errors: the controller is gone.
+    std::optional<std::string> state(LookErrors& errors) const;
     /// Whether the controller is gone or on its way out: what a failed command tells then is that, whatever it says.
     bool isLeaving() const;
     uint32_t timeoutMs(uint32_t ofCommand) const;

@@ -21,8 +21,8 @@ bool mayBeNamespace(const std::string& name) {
     return name.compare(0, 4, "nvme") == 0 && name.find('n', 4) != std::string::npos;
 }
 
-std::optional<uint32_t> nsidOf(const std::string& folder) {
-    const auto number = readNumber(folder + "/nsid");
+std::optional<uint32_t> nsidOf(const std::string& folder, LookErrors& errors) {
+    const auto number = readNumber(folder + "/nsid", errors);
     return number ? std::optional<uint32_t>(static_cast<uint32_t>(*number)) : std::nullopt;
 }
 
@@ -35,71 +35,93 @@ std::string headName(const std::string& path) {
 }
 
 /// A path below a multipath head: the kernel marks it as hidden.
-bool isHidden(const std::string& folder) {
-    return readNumber(folder + "/hidden").value_or(0) != 0;
+bool isHidden(const std::string& folder, LookErrors& errors) {
+    return readNumber(folder + "/hidden", errors).value_or(0) != 0;
 }
 
 }  // namespace
 
-std::vector<std::string> NvmeTopology::controllers() const {
-    std::vector<std::string> names = listFolder(paths_.sys + "/class/nvme");
+bool NvmeTopology::isVisible(LookErrors& errors) const {
+    return isSysfs(paths_, errors);
+}
+
+void NvmeTopology::addNodes(std::vector<std::string>& names, LookErrors& errors) const {
+    for (const std::string& name : listFolder(paths_.dev, errors)) {
+        if (isControllerName(name) && paths_.kernel->isCharacterDevice(paths_.dev + "/" + name)) names.push_back(name);
+    }
+    std::sort(names.begin(), names.end());
+    names.erase(std::unique(names.begin(), names.end()), names.end());
+}
+
+std::vector<std::string> NvmeTopology::controllers(LookErrors& errors) const {
+    // Without the driver there is no such folder; without sysfs its absence tells nothing.
+    LookErrors seen;
+    (void)isVisible(seen);  // what was found stays found
+    std::vector<std::string> names = listFolder(paths_.sys + "/class/nvme", seen);
     names.erase(std::remove_if(names.begin(), names.end(), [](const auto& name) { return !isControllerName(name); }),
                 names.end());
+    if (!seen.isEmpty()) addNodes(names, seen);
+    errors.add(seen);
     return names;
 }
 
-std::string NvmeTopology::subsystemFolder(const std::string& controller) const {
+std::string NvmeTopology::subsystemFolder(const std::string& controller, LookErrors& errors) const {
     std::call_once(subsystemsRead_, [this] {
         const std::string root = paths_.sys + "/class/nvme-subsystem";
-        for (const std::string& subsystem : listFolder(root)) {
+        for (const std::string& subsystem : listFolder(root, subsystemErrors_)) {
             const std::string folder = root + "/" + subsystem;
-            for (const std::string& entry : listFolder(folder)) {
+            for (const std::string& entry : listFolder(folder, subsystemErrors_)) {
                 if (isControllerName(entry)) subsystemFolders_[entry] = folder;
             }
         }
     });
+    errors.add(subsystemErrors_);
     const auto found = subsystemFolders_.find(controller);
     return found == subsystemFolders_.end() ? std::string() : found->second;
 }
 
-std::vector<std::string> NvmeTopology::subsystemOf(const std::string& controller) const {
-    std::vector<std::string> names = listFolder(subsystemFolder(controller));
+std::vector<std::string> NvmeTopology::subsystemOf(const std::string& controller, LookErrors& errors) const {
+    const std::string folder = subsystemFolder(controller, errors);
+    std::vector<std::string> names = folder.empty() ? std::vector<std::string>() : listFolder(folder, errors);
     names.erase(std::remove_if(names.begin(), names.end(), [](const auto& name) { return !isControllerName(name); }),
                 names.end());
     // An older kernel without subsystems: the controller stands alone.
     return names.empty() ? std::vector<std::string>{controller} : names;
 }
 
-std::map<uint32_t, std::string> NvmeTopology::multipathHeads(const std::string& controller) const {
+std::map<uint32_t, std::string> NvmeTopology::multipathHeads(const std::string& controller, LookErrors& errors) const {
     std::map<uint32_t, std::string> heads;
-    const std::string folder = subsystemFolder(controller);
-    for (const std::string& entry : listFolder(folder)) {
+    const std::string folder = subsystemFolder(controller, errors);
+    if (folder.empty()) return heads;
+    for (const std::string& entry : listFolder(folder, errors)) {
         if (!mayBeNamespace(entry)) continue;
-        if (const auto nsid = nsidOf(folder + "/" + entry)) heads[*nsid] = entry;
+        if (const auto nsid = nsidOf(folder + "/" + entry, errors)) heads[*nsid] = entry;
     }
     return heads;
 }
 
-std::vector<NamespaceNode> NvmeTopology::namespacesOf(const std::string& controller) const {
+std::vector<NamespaceNode> NvmeTopology::namespacesOf(const std::string& controller, LookErrors& errors) const {
     std::vector<NamespaceNode> nodes;
     std::optional<std::map<uint32_t, std::string>> heads;  // looked for when the first hidden path turns up
-    for (const std::string& entry : listFolder(controllerFolder(controller))) {
+    const std::vector<std::string> entries = listFolder(controllerFolder(controller), errors);
+    if (entries.empty()) (void)isVisible(errors);  // a controller that is gone, or nothing to be seen at all
+    for (const std::string& entry : entries) {
         if (!mayBeNamespace(entry)) continue;
         const std::string folder = controllerFolder(controller) + "/" + entry;
-        const auto nsid = nsidOf(folder);
+        const auto nsid = nsidOf(folder, errors);
         if (!nsid) continue;
         // The kernel makes both names from the same numbers; a look into the node's own file is cheaper than one into
         // every namespace of the subsystem.
         const std::string expected = headName(entry);
-        if (!expected.empty() && nsidOf(blockFolder(expected)) == nsid) {
+        if (!expected.empty() && nsidOf(blockFolder(expected), errors) == nsid) {
             nodes.push_back({*nsid, expected});
             continue;
         }
-        if (!isHidden(folder)) {
+        if (!isHidden(folder, errors)) {
             nodes.push_back({*nsid, entry});
             continue;
         }
-        if (!heads) heads = multipathHeads(controller);
+        if (!heads) heads = multipathHeads(controller, errors);
         const auto head = heads->find(*nsid);
         nodes.push_back({*nsid, head == heads->end() ? std::string() : head->second});
     }
@@ -107,10 +129,10 @@ std::vector<NamespaceNode> NvmeTopology::namespacesOf(const std::string& control
     return nodes;
 }
 
-std::vector<std::string> NvmeTopology::controllersOf(const std::string& block) const {
+std::vector<std::string> NvmeTopology::controllersOf(const std::string& block, LookErrors& errors) const {
     std::vector<std::string> found;
-    for (const std::string& controller : controllers()) {
-        const std::vector<NamespaceNode> nodes = namespacesOf(controller);
+    for (const std::string& controller : controllers(errors)) {
+        const std::vector<NamespaceNode> nodes = namespacesOf(controller, errors);
         if (std::any_of(nodes.begin(), nodes.end(), [&](const auto& node) { return node.block == block; })) {
             found.push_back(controller);
         }

@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "features/transport/LookErrors.h"
 #include "features/transport/linux/LinuxPaths.h"
 
 namespace features::transport {
@@ -24,19 +25,24 @@ struct NamespaceNode {
 ///
 /// Controllers and namespaces are read at each call; which controller belongs to which subsystem, which never changes,
 /// once for the object.
+///
+/// Errors:  what could not be looked at goes into `errors`; what is returned is what was found all the same.
 /// Threads: any number at once.
 class NvmeTopology {
 public:
     explicit NvmeTopology(LinuxPaths paths) : paths_(std::move(paths)) {}
 
-    /// "nvme0", "nvme1", "nvme10": in byte order.
-    std::vector<std::string> controllers() const;
+    /// "nvme0", "nvme1", "nvme10": in byte order. After an error those that have a node are among them.
+    std::vector<std::string> controllers(LookErrors& errors) const;
     /// In the order of the identifiers.
-    std::vector<NamespaceNode> namespacesOf(const std::string& controller) const;
+    std::vector<NamespaceNode> namespacesOf(const std::string& controller, LookErrors& errors) const;
     /// All controllers of the controller's subsystem, itself included, in byte order.
-    std::vector<std::string> subsystemOf(const std::string& controller) const;
+    std::vector<std::string> subsystemOf(const std::string& controller, LookErrors& errors) const;
     /// The controllers to which the block device `block` is attached; the lowest one is the one commands go to.
-    std::vector<std::string> controllersOf(const std::string& block) const;
+    std::vector<std::string> controllersOf(const std::string& block, LookErrors& errors) const;
+
+    /// Whether sysfs is there to be looked at; otherwise an error.
+    bool isVisible(LookErrors& errors) const;
 
     std::string controllerFolder(const std::string& controller) const {
         return paths_.sys + "/class/nvme/" + controller;
@@ -44,14 +50,16 @@ public:
     std::string blockFolder(const std::string& block) const { return paths_.sys + "/class/block/" + block; }
 
 private:
+    void addNodes(std::vector<std::string>& names, LookErrors& errors) const;
     /// The folder of the controller's subsystem; empty when there is none.
-    std::string subsystemFolder(const std::string& controller) const;
+    std::string subsystemFolder(const std::string& controller, LookErrors& errors) const;
     /// The namespaces that stand above all paths of the controller's subsystem, by identifier.
-    std::map<uint32_t, std::string> multipathHeads(const std::string& controller) const;
+    std::map<uint32_t, std::string> multipathHeads(const std::string& controller, LookErrors& errors) const;
 
     LinuxPaths paths_;
     mutable std::once_flag subsystemsRead_;
     mutable std::map<std::string, std::string> subsystemFolders_;  ///< by controller
+    mutable LookErrors subsystemErrors_;                           ///< of that one look
 };
 
 }  // namespace features::transport

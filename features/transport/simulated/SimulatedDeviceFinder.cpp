@@ -46,8 +46,9 @@ void passTime(std::chrono::milliseconds time) {
 
 }  // namespace
 
-SimulatedDeviceFinder::SimulatedDeviceFinder(std::string folder, const simulator::Clock& clock)
-    : DeviceFinder(PATH_NAME), folder_(std::move(folder)), clock_(clock) {}
+SimulatedDeviceFinder::SimulatedDeviceFinder(std::string folder, const simulator::Clock& clock,
+                                             std::shared_ptr<LookErrors> errors)
+    : DeviceFinder(PATH_NAME), folder_(std::move(folder)), clock_(clock), errors_(std::move(errors)) {}
 
 std::unique_ptr<DeviceFinder> SimulatedDeviceFinder::clone() const {
     return std::make_unique<SimulatedDeviceFinder>(*this);
@@ -56,7 +57,11 @@ std::unique_ptr<DeviceFinder> SimulatedDeviceFinder::clone() const {
 void SimulatedDeviceFinder::scan(std::vector<std::shared_ptr<Device>>& devices) {
     OSTREL_TRACE();
     const simulator::DriveStore store(folder_);
-    for (const std::string& name : store.names()) {
+    *errors_ = LookErrors();
+    std::vector<std::string> names;
+    const Status listed = store.list(names);
+    if (!listed.is(0, 0)) errors_->add(folder_, static_cast<int>(listed.getCode()));
+    for (const std::string& name : names) {
         auto device = std::make_shared<Device>();
         const std::string folder = store.pathOf(name);
         set(*device, attributes::device::devicePath(), controllerNode(folder));

@@ -1,8 +1,10 @@
 #pragma once
 
+#include <memory>
 #include <string>
 
 #include "features/simulator/Clock.h"
+#include "features/transport/LookErrors.h"
 #include "ostrel/core/DeviceFinder.h"
 
 namespace features::transport {
@@ -10,10 +12,12 @@ namespace features::transport {
 /// Finds the folders of simulated drives. Of a drive only its description and the head of its state are read; one whose
 /// files are damaged is found too, with the reason in ErrorString.
 ///
-/// Ownership: the clock must outlive the devices.
+/// Ownership: the clock must outlive the devices. Clones share `errors`, in which each scan leaves what it could not
+/// look
+///            at.
 class SimulatedDeviceFinder : public ostrel::core::DeviceFinder {
 public:
-    SimulatedDeviceFinder(std::string folder, const simulator::Clock& clock);
+    SimulatedDeviceFinder(std::string folder, const simulator::Clock& clock, std::shared_ptr<LookErrors> errors);
 
     void scan(std::vector<std::shared_ptr<ostrel::core::Device>>& devices) override;
     std::unique_ptr<DeviceFinder> clone() const override;
@@ -21,6 +25,7 @@ public:
 private:
     std::string folder_;
     const simulator::Clock& clock_;
+    std::shared_ptr<LookErrors> errors_;
 };
 
 }  // namespace features::transport

@@ -40,10 +40,10 @@ fs::path resolved(const fs::path& path) {
 
 std::unique_ptr<DeviceFinder> SimulatedDriveSource::finder() const {
     OSTREL_TRACE();
-    return std::make_unique<SimulatedDeviceFinder>(folder_, clock_);
+    return std::make_unique<SimulatedDeviceFinder>(folder_, clock_, scanErrors_);
 }
 
-std::optional<DriveLocation> SimulatedDriveSource::locate(const std::string& path) const {
+std::optional<DriveLocation> SimulatedDriveSource::locate(const std::string& path, LookErrors& errors) const {
     OSTREL_TRACE();
     const fs::path target = behindLinks(path);
     const bool isNode = target.parent_path().filename() == "dev";
@@ -58,14 +58,15 @@ std::optional<DriveLocation> SimulatedDriveSource::locate(const std::string& pat
     if (!isNode || node == fs::path(controllerNode(drive)).filename()) return DriveLocation{controllerNode(drive), {}};
     simulator::Controller controller(drive, clock_);
     std::vector<HostNamespace> namespaces;
-    (void)attachedNamespaces(controller, drive, namespaces);  // what cannot be read is not found
+    const Status status = attachedNamespaces(controller, drive, namespaces);
+    if (!status.is(0, 0)) errors.add(drive, static_cast<int>(status.getCode()), status.getMessage());
     for (const HostNamespace& part : namespaces) {
         if (fs::path(part.node).filename() == node) return DriveLocation{controllerNode(drive), part.nsid};
     }
     return std::nullopt;
 }
 
-std::optional<DriveLocation> SimulatedDriveSource::bootDrive(const std::string&) const {
+std::optional<DriveLocation> SimulatedDriveSource::bootDrive(const std::string&, LookErrors&) const {
     OSTREL_TRACE();
     return std::nullopt;
 }

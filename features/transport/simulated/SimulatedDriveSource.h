@@ -17,12 +17,14 @@ public:
     explicit SimulatedDriveSource(std::string folder = simulator::SIMULATED_DRIVES) : folder_(std::move(folder)) {}
 
     std::unique_ptr<ostrel::core::DeviceFinder> finder() const override;
-    std::optional<DriveLocation> locate(const std::string& path) const override;
-    std::optional<DriveLocation> bootDrive(const std::string& word) const override;
+    const LookErrors& scanErrors() const override { return *scanErrors_; }
+    std::optional<DriveLocation> locate(const std::string& path, LookErrors& errors) const override;
+    std::optional<DriveLocation> bootDrive(const std::string& word, LookErrors& errors) const override;
 
 private:
     std::string folder_;
     simulator::SystemClock clock_;
+    std::shared_ptr<LookErrors> scanErrors_ = std::make_shared<LookErrors>();
 };
 
 }  // namespace features::transport

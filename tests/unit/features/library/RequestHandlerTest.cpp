@@ -70,18 +70,26 @@ public:
     std::unique_ptr<DeviceFinder> finder() const override {
         return std::make_unique<FakeFinder>(name_, drives_, scans_);
     }
-    std::optional<transport::DriveLocation> locate(const std::string& path) const override { return find(paths, path); }
-    std::optional<transport::DriveLocation> bootDrive(const std::string& word) const override {
-        return find(bootDrives, word);
+    const transport::LookErrors& scanErrors() const override { return errors; }
+    std::optional<transport::DriveLocation> locate(const std::string& path,
+                                                   transport::LookErrors& lookErrors) const override {
+        return find(paths, path, lookErrors);
+    }
+    std::optional<transport::DriveLocation> bootDrive(const std::string& word,
+                                                      transport::LookErrors& lookErrors) const override {
+        return find(bootDrives, word, lookErrors);
     }
 
     std::map<std::string, transport::DriveLocation> paths;
     std::map<std::string, transport::DriveLocation> bootDrives;
+    transport::LookErrors errors;
+    transport::LookErrors errorsOfNames;
 
 private:
-    static std::optional<transport::DriveLocation> find(const std::map<std::string, transport::DriveLocation>& map,
-                                                        const std::string& key) {
+    std::optional<transport::DriveLocation> find(const std::map<std::string, transport::DriveLocation>& map,
+                                                 const std::string& key, transport::LookErrors& lookErrors) const {
         const auto found = map.find(key);
+        if (found == map.end()) lookErrors.add(errorsOfNames);
         return found == map.end() ? std::nullopt : std::optional(found->second);
     }
 

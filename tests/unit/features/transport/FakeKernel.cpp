@@ -2,9 +2,11 @@
 
 #include <fcntl.h>
 #include <linux/fs.h>
+#include <linux/magic.h>
 
 #include <cerrno>
 #include <cstdio>
+#include <filesystem>
 
 namespace {
 
@@ -39,8 +41,23 @@ int answered(int outcome) {
 
 }  // namespace
 
+std::string FakeKernel::inMachine(const std::string& path) const {
+    return path.compare(0, root_.size(), root_) == 0 ? path.substr(root_.size()) : path;
+}
+
+long FakeKernel::fileSystemType(const std::string& path) {
+    const std::string place = inMachine(path);
+    if (mounted.count(place) == 0) return TMPFS_MAGIC;
+    return place == "/proc" ? PROC_SUPER_MAGIC : SYSFS_MAGIC;
+}
+
+/// The nodes of a machine are plain files.
+bool FakeKernel::isCharacterDevice(const std::string& path) {
+    return std::filesystem::is_regular_file(std::filesystem::symlink_status(path));
+}
+
 int FakeKernel::open(const std::string& path, int flags) {
-    const std::string node = path.compare(0, root_.size(), root_) == 0 ? path.substr(root_.size()) : path;
+    const std::string node = inMachine(path);
     calls.push_back("open " + node + ((flags & O_EXCL) != 0 ? " exclusive" : ""));
     if (const int error = onOpen(node); error != 0) return answered(-error);
     // O_EXCL is defined for block devices alone; the machine's nodes are files.

@@ -5,6 +5,7 @@
 
 #include <functional>
 #include <map>
+#include <set>
 #include <string>
 #include <utility>
 #include <vector>
@@ -24,6 +25,8 @@ public:
 
     int open(const std::string& path, int flags) override;
     int ioctl(int descriptor, unsigned long request, void* argument) override;
+    long fileSystemType(const std::string& path) override;
+    bool isCharacterDevice(const std::string& path) override;
     Clock::time_point now() override { return Clock::time_point() + slept; }
     void sleep(std::chrono::milliseconds time) override;
 
@@ -33,6 +36,8 @@ public:
     std::function<int(nvme_passthru_cmd& command)> onCommand = [](nvme_passthru_cmd&) { return 0; };
     /// Of any request but a command: returns 0, or an errno below 0.
     std::function<int(unsigned long request)> onRequest = [](unsigned long) { return 0; };
+    /// What is mounted: "/sys", "/proc".
+    std::set<std::string> mounted = {"/sys", "/proc"};
     /// After each sleep.
     std::function<void()> onSleep = [] {};
 
@@ -42,6 +47,8 @@ public:
     std::chrono::milliseconds slept{0};
 
 private:
+    std::string inMachine(const std::string& path) const;
+
     std::string root_;
     std::map<int, std::string> nodes_;  ///< by descriptor
 };

@@ -19,7 +19,7 @@ Attributes attributesOf(const ostrel::core::Device& device) {
 TEST(LinuxDeviceFinder, FindsNothingOnAMachineWithoutDrives) {
     FakeMachine machine;
     Devices devices;
-    LinuxDeviceFinder(machine.paths()).scan(devices);
+    LinuxDeviceFinder(machine.paths(), std::make_shared<LookErrors>()).scan(devices);
     EXPECT_EQ(devices, Devices());
 }
 
@@ -32,7 +32,7 @@ TEST(LinuxDeviceFinder, AControllerHasTheIdentityThatTheKernelTells) {
     machine.controller("nvme0", "nvme-subsys0");
     machine.file("/sys/class/nvme/nvme0/serial", "bad\x01\x80\n");
     Devices devices;
-    LinuxDeviceFinder(machine.paths()).scan(devices);
+    LinuxDeviceFinder(machine.paths(), std::make_shared<LookErrors>()).scan(devices);
     ASSERT_EQ(devices.size(), 2U);
     EXPECT_EQ(
         attributesOf(*devices[0]),
@@ -47,7 +47,7 @@ TEST(LinuxDeviceFinder, ADeviceTakesNvmeAndHostCommands) {
     FakeMachine machine;
     machine.controller("nvme0", "nvme-subsys0");
     Devices devices;
-    LinuxDeviceFinder(machine.paths()).clone()->scan(devices);
+    LinuxDeviceFinder(machine.paths(), std::make_shared<LookErrors>()).clone()->scan(devices);
     ASSERT_EQ(devices.size(), 1U);
     EXPECT_EQ(devices[0]->getCommandSets(),
               (ostrel::core::Device::CommandSets{{"Host", "Linux NVMe"}, {"NVMe", "Linux NVMe"}}));
@@ -62,7 +62,7 @@ TEST(LinuxDeviceFinder, KeepsWhatOthersFound) {
     machine.controller("nvme0", "nvme-subsys0");
     const auto other = std::make_shared<ostrel::core::Device>();
     Devices devices{other};
-    LinuxDeviceFinder(machine.paths()).scan(devices);
+    LinuxDeviceFinder(machine.paths(), std::make_shared<LookErrors>()).scan(devices);
     ASSERT_EQ(devices.size(), 2U);
     EXPECT_EQ(devices[0], other);
 }

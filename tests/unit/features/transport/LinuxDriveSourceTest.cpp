@@ -27,9 +27,15 @@ protected:
     }
 
     std::string locate(const std::string& place) const {
-        return text(LinuxDriveSource(machine_.paths()).locate(machine_.path(place)));
+        LookErrors errors;
+        const std::string location = text(LinuxDriveSource(machine_.paths()).locate(machine_.path(place), errors));
+        return location + (errors.isEmpty() ? "" : ", " + errors.text());
     }
-    std::string bootDrive() const { return text(LinuxDriveSource(machine_.paths()).bootDrive("BootDrive")); }
+    std::string bootDrive() const {
+        LookErrors errors;
+        const std::string location = text(LinuxDriveSource(machine_.paths()).bootDrive("BootDrive", errors));
+        return location + (errors.isEmpty() ? "" : ", " + errors.text());
+    }
 
     FakeMachine machine_;
 };
@@ -87,7 +93,9 @@ TEST_F(LinuxDriveSourceTest, OnlyANodeOfADriveNamesOne) {
                                     "/dev/dangling", "/dev/nvme3", "/dev/nvme9", "/dev", "/dev/", "/"}) {
         EXPECT_EQ(locate(place), "nothing") << place;
     }
-    EXPECT_EQ(text(LinuxDriveSource(machine_.paths()).locate("")), "nothing");
+    LookErrors errors;
+    EXPECT_EQ(text(LinuxDriveSource(machine_.paths()).locate("", errors)), "nothing");
+    EXPECT_EQ(errors.text(), "");
 }
 
 TEST_F(LinuxDriveSourceTest, AControllerThatIsGoneIsNotFoundByANodeLeftBehind) {

@@ -493,7 +493,8 @@ TEST_F(LinuxNvmePathTest, UsesAreThoseOfTheWholeSubsystem) {
 TEST_F(LinuxNvmePathTest, UsesAreAnErrorWithoutTheTableOfMounts) {
     std::filesystem::remove(machine_.path("/proc/self/mountinfo"));
     const CommandResult result = ask(HostRequest::USES);
-    EXPECT_EQ(text(result.status), "1/2 System error. " + machine_.path("/proc/self/mountinfo") + " does not exist.");
+    EXPECT_EQ(text(result.status),
+              "1/2 System error. " + machine_.path("/proc/self/mountinfo") + ": No such file or directory.");
     EXPECT_EQ(result.protocolResult, nullptr);
 }
 

@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <filesystem>
+
 #include "features/transport/linux/NvmeTopology.h"
 #include "tests/unit/features/transport/FakeMachine.h"
 
@@ -15,26 +17,36 @@ Names texts(const std::vector<NamespaceNode>& nodes) {
     return list;
 }
 
-TEST(NvmeTopology, AMachineWithoutTheDriverHasNoControllers) {
-    const TemporaryFolder empty;
-    const NvmeTopology topology(LinuxPaths(empty / "nowhere"));
-    EXPECT_EQ(topology.controllers(), Names());
-    EXPECT_EQ(texts(topology.namespacesOf("nvme0")), Names());
-    EXPECT_EQ(topology.controllersOf("nvme0n1"), Names());
-    EXPECT_EQ(topology.subsystemOf("nvme0"), Names{"nvme0"});
+/// What a test looks at can be looked at, unless it says otherwise.
+class NvmeTopologyTest : public testing::Test {
+protected:
+    void TearDown() override { EXPECT_EQ(errors_.text(), ""); }
+
+    LookErrors errors_;
+};
+
+TEST_F(NvmeTopologyTest, AMachineWithoutTheDriverHasNoControllers) {
+    FakeMachine machine;
+    std::filesystem::remove_all(machine.path("/sys/class"));
+    const NvmeTopology topology(machine.paths());
+    EXPECT_EQ(topology.controllers(errors_), Names());
+    EXPECT_EQ(texts(topology.namespacesOf("nvme0", errors_)), Names());
+    EXPECT_EQ(topology.controllersOf("nvme0n1", errors_), Names());
+    EXPECT_EQ(topology.subsystemOf("nvme0", errors_), Names{"nvme0"});
 }
 
-TEST(NvmeTopology, ControllersComeInByteOrderWithoutOtherEntries) {
+TEST_F(NvmeTopologyTest, ControllersComeInByteOrderWithoutOtherEntries) {
     FakeMachine machine;
     for (int i = 10; i >= 0; --i) machine.controller("nvme" + std::to_string(i), "nvme-subsys" + std::to_string(i));
     for (const char* const other : {"nvme-fabrics", "nvme", "nvme0n1", "nvme1x", "ctl"}) {
         machine.folder(std::string("/sys/class/nvme/") + other);
     }
-    EXPECT_EQ(NvmeTopology(machine.paths()).controllers(), (Names{"nvme0", "nvme1", "nvme10", "nvme2", "nvme3", "nvme4",
-                                                                  "nvme5", "nvme6", "nvme7", "nvme8", "nvme9"}));
+    EXPECT_EQ(
+        NvmeTopology(machine.paths()).controllers(errors_),
+        (Names{"nvme0", "nvme1", "nvme10", "nvme2", "nvme3", "nvme4", "nvme5", "nvme6", "nvme7", "nvme8", "nvme9"}));
 }
 
-TEST(NvmeTopology, NamespacesComeByTheirNumberWhateverTheirNames) {
+TEST_F(NvmeTopologyTest, NamespacesComeByTheirNumberWhateverTheirNames) {
     FakeMachine machine;
     machine.controller("nvme0", "nvme-subsys0");
     // A name's last number is the order of discovery; the identifier stands in the file.
@@ -43,26 +55,26 @@ TEST(NvmeTopology, NamespacesComeByTheirNumberWhateverTheirNames) {
     machine.disk("pci/nvme0", "nvme0n10", "259:2", 4294967294U);
     machine.file("/sys/devices/pci/nvme0/ng0n1/dev", "240:0\n");
     machine.file("/sys/devices/pci/nvme0/nvme0n3/size", "8\n");  // on its way out: the identifier is gone
-    EXPECT_EQ(texts(NvmeTopology(machine.paths()).namespacesOf("nvme0")),
+    EXPECT_EQ(texts(NvmeTopology(machine.paths()).namespacesOf("nvme0", errors_)),
               (Names{"2 nvme0n2", "10 nvme0n1", "4294967294 nvme0n10"}));
 }
 
-TEST(NvmeTopology, TheNumberInANodesNameIsNotTheControllers) {
+TEST_F(NvmeTopologyTest, TheNumberInANodesNameIsNotTheControllers) {
     FakeMachine machine;
     machine.controller("nvme0", "nvme-subsys1");
     machine.controller("nvme1", "nvme-subsys0");
     machine.disk("pci/nvme0", "nvme1n1", "259:0", 1);
     machine.disk("pci/nvme1", "nvme0n1", "259:1", 1);
     const NvmeTopology topology(machine.paths());
-    EXPECT_EQ(texts(topology.namespacesOf("nvme0")), Names{"1 nvme1n1"});
-    EXPECT_EQ(texts(topology.namespacesOf("nvme1")), Names{"1 nvme0n1"});
-    EXPECT_EQ(topology.controllersOf("nvme0n1"), Names{"nvme1"});
-    EXPECT_EQ(topology.controllersOf("nvme1n1"), Names{"nvme0"});
-    EXPECT_EQ(topology.controllersOf("nvme2n1"), Names());
+    EXPECT_EQ(texts(topology.namespacesOf("nvme0", errors_)), Names{"1 nvme1n1"});
+    EXPECT_EQ(texts(topology.namespacesOf("nvme1", errors_)), Names{"1 nvme0n1"});
+    EXPECT_EQ(topology.controllersOf("nvme0n1", errors_), Names{"nvme1"});
+    EXPECT_EQ(topology.controllersOf("nvme1n1", errors_), Names{"nvme0"});
+    EXPECT_EQ(topology.controllersOf("nvme2n1", errors_), Names());
 }
 
 /// Two controllers of one subsystem under native multipath: namespace 1 on both, 2 on the first alone.
-class Multipath : public ::testing::Test {
+class Multipath : public NvmeTopologyTest {
 protected:
     Multipath() {
         machine_.controller("nvme0", "nvme-subsys0");
@@ -81,23 +93,23 @@ protected:
 
 TEST_F(Multipath, APathStandsForTheNodeAboveAllPaths) {
     const NvmeTopology topology(machine_.paths());
-    EXPECT_EQ(texts(topology.namespacesOf("nvme0")), (Names{"1 nvme0n1", "2 nvme0n2"}));
-    EXPECT_EQ(texts(topology.namespacesOf("nvme1")), Names{"1 nvme0n1"});
-    EXPECT_EQ(texts(topology.namespacesOf("nvme2")), Names{"1 nvme2n1"});
+    EXPECT_EQ(texts(topology.namespacesOf("nvme0", errors_)), (Names{"1 nvme0n1", "2 nvme0n2"}));
+    EXPECT_EQ(texts(topology.namespacesOf("nvme1", errors_)), Names{"1 nvme0n1"});
+    EXPECT_EQ(texts(topology.namespacesOf("nvme2", errors_)), Names{"1 nvme2n1"});
 }
 
 TEST_F(Multipath, ANodeBelongsToAllItsControllers) {
     const NvmeTopology topology(machine_.paths());
-    EXPECT_EQ(topology.controllersOf("nvme0n1"), (Names{"nvme0", "nvme1"}));
-    EXPECT_EQ(topology.controllersOf("nvme0n2"), Names{"nvme0"});
-    EXPECT_EQ(topology.controllersOf("nvme0c0n1"), Names()) << "a path is no node";
+    EXPECT_EQ(topology.controllersOf("nvme0n1", errors_), (Names{"nvme0", "nvme1"}));
+    EXPECT_EQ(topology.controllersOf("nvme0n2", errors_), Names{"nvme0"});
+    EXPECT_EQ(topology.controllersOf("nvme0c0n1", errors_), Names()) << "a path is no node";
 }
 
 TEST_F(Multipath, ASubsystemIsAllItsControllers) {
     const NvmeTopology topology(machine_.paths());
-    EXPECT_EQ(topology.subsystemOf("nvme0"), (Names{"nvme0", "nvme1"}));
-    EXPECT_EQ(topology.subsystemOf("nvme1"), (Names{"nvme0", "nvme1"}));
-    EXPECT_EQ(topology.subsystemOf("nvme2"), Names{"nvme2"});
+    EXPECT_EQ(topology.subsystemOf("nvme0", errors_), (Names{"nvme0", "nvme1"}));
+    EXPECT_EQ(topology.subsystemOf("nvme1", errors_), (Names{"nvme0", "nvme1"}));
+    EXPECT_EQ(topology.subsystemOf("nvme2", errors_), Names{"nvme2"});
 }
 
 TEST_F(Multipath, ANodeWithAnotherNameIsFoundByItsIdentifier) {
@@ -106,26 +118,96 @@ TEST_F(Multipath, ANodeWithAnotherNameIsFoundByItsIdentifier) {
     machine_.disk("virtual/nvme-subsys0", "nvme0n9", "259:3", 9);
     machine_.disk("virtual/nvme-subsys0", "nvme0n3", "259:4", 10);
     const NvmeTopology topology(machine_.paths());
-    EXPECT_EQ(texts(topology.namespacesOf("nvme1")), (Names{"1 nvme0n1", "9 nvme0n9", "10 nvme0n3"}))
+    EXPECT_EQ(texts(topology.namespacesOf("nvme1", errors_)), (Names{"1 nvme0n1", "9 nvme0n9", "10 nvme0n3"}))
         << "nvme0n2 is namespace 2, and there is no nvme5n3";
 }
 
 TEST_F(Multipath, APathWhoseHeadIsGoneHasNoNode) {
     machine_.hiddenPath("nvme1", "nvme0c1n7", 7);
     const NvmeTopology topology(machine_.paths());
-    EXPECT_EQ(texts(topology.namespacesOf("nvme1")), (Names{"1 nvme0n1", "7 "}));
+    EXPECT_EQ(texts(topology.namespacesOf("nvme1", errors_)), (Names{"1 nvme0n1", "7 "}));
 }
 
-TEST(NvmeTopology, TwoControllersWithoutMultipathHaveANodeEach) {
+TEST_F(NvmeTopologyTest, TwoControllersWithoutMultipathHaveANodeEach) {
     FakeMachine machine;
     machine.controller("nvme0", "nvme-subsys0");
     machine.controller("nvme1", "nvme-subsys0");
     machine.disk("pci/nvme0", "nvme0n1", "259:0", 1);
     machine.disk("pci/nvme1", "nvme1n1", "259:1", 1);
     const NvmeTopology topology(machine.paths());
-    EXPECT_EQ(topology.subsystemOf("nvme1"), (Names{"nvme0", "nvme1"}));
-    EXPECT_EQ(topology.controllersOf("nvme0n1"), Names{"nvme0"});
-    EXPECT_EQ(topology.controllersOf("nvme1n1"), Names{"nvme1"});
+    EXPECT_EQ(topology.subsystemOf("nvme1", errors_), (Names{"nvme0", "nvme1"}));
+    EXPECT_EQ(topology.controllersOf("nvme0n1", errors_), Names{"nvme0"});
+    EXPECT_EQ(topology.controllersOf("nvme1n1", errors_), Names{"nvme1"});
+}
+
+/// What is reported of a folder or file that cannot be looked at: a link that leads to itself can be made by every
+/// user.
+class UnreadableSysfs : public NvmeTopologyTest {
+protected:
+    UnreadableSysfs() {
+        machine_.controller("nvme0", "nvme-subsys0");
+        machine_.disk("pci/nvme0", "nvme0n1", "259:0", 1);
+    }
+    void TearDown() override {}
+
+    void spoil(const std::string& place) {
+        std::filesystem::remove_all(machine_.path(place));
+        machine_.link(place, place);
+    }
+    std::string loop(const std::string& place) const {
+        return machine_.path(place) + ": Too many levels of symbolic links.";
+    }
+
+    FakeMachine machine_;
+};
+
+TEST_F(UnreadableSysfs, ControllersAreFoundByTheirNodes) {
+    machine_.controller("nvme10", "nvme-subsys10");
+    machine_.file("/dev/nvme-fabrics", "");
+    machine_.folder("/dev/nvme7");
+    spoil("/sys/class/nvme");
+    EXPECT_EQ(NvmeTopology(machine_.paths()).controllers(errors_), (Names{"nvme0", "nvme10"}));
+    EXPECT_EQ(errors_.text(), loop("/sys/class/nvme"));
+}
+
+TEST_F(UnreadableSysfs, AFileSystemThatIsNotMountedIsAnError) {
+    machine_.kernel->mounted = {"/proc"};
+    std::filesystem::remove_all(machine_.path("/sys"));
+    EXPECT_EQ(NvmeTopology(machine_.paths()).controllers(errors_), Names{"nvme0"});
+    EXPECT_EQ(errors_.text(), machine_.path("/sys") + ": sysfs is not mounted.");
+    LookErrors ofNamespaces;
+    EXPECT_EQ(texts(NvmeTopology(machine_.paths()).namespacesOf("nvme0", ofNamespaces)), Names());
+    EXPECT_EQ(ofNamespaces.text(), machine_.path("/sys") + ": sysfs is not mounted.");
+}
+
+TEST_F(UnreadableSysfs, NodesAreNoDrivesWhereSysfsHasNone) {
+    std::filesystem::remove(machine_.path("/sys/class/nvme/nvme0"));
+    EXPECT_EQ(NvmeTopology(machine_.paths()).controllers(errors_), Names()) << "a node left behind";
+    EXPECT_EQ(errors_.text(), "");
+}
+
+TEST_F(UnreadableSysfs, EachFileOfANamespaceCounts) {
+    for (const char* const place :
+         {"/sys/devices/pci/nvme0/nvme0n1/nsid", "/sys/devices/pci/nvme0/nvme0n1/hidden", "/sys/devices/pci/nvme0"}) {
+        FakeMachine other;
+        other.controller("nvme0", "nvme-subsys0");
+        other.disk("pci/nvme0", "nvme0n1", "259:0", 1);
+        std::filesystem::remove_all(other.path(place));
+        other.link(place, place);
+        LookErrors errors;
+        (void)NvmeTopology(other.paths()).namespacesOf("nvme0", errors);
+        EXPECT_NE(errors.text().find("Too many levels of symbolic links."), std::string::npos) << place;
+    }
+}
+
+TEST_F(UnreadableSysfs, ASubsystemThatCannotBeReadIsReportedEachTime) {
+    spoil("/sys/class/nvme-subsystem");
+    const NvmeTopology topology(machine_.paths());
+    for (int i = 0; i < 2; ++i) {
+        LookErrors errors;
+        EXPECT_EQ(topology.subsystemOf("nvme0", errors), Names{"nvme0"});
+        EXPECT_EQ(errors.text(), loop("/sys/class/nvme-subsystem"));
+    }
 }
 
 }  // namespace

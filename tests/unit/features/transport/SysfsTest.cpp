@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
+#include <linux/magic.h>
 
+#include <cerrno>
 #include <filesystem>
 #include <limits>
 
@@ -11,7 +13,20 @@ namespace {
 
 using Names = std::vector<std::string>;
 
-TEST(Sysfs, ALineIsTheFirstOneWithoutBlanksAtItsEnd) {
+class SysfsTest : public testing::Test {
+protected:
+    /// Since the last call.
+    std::string takeErrors() {
+        const std::string text = errors.text();
+        errors = LookErrors();
+        return text;
+    }
+
+    const TemporaryFolder folder;
+    LookErrors errors;
+};
+
+TEST_F(SysfsTest, ALineIsTheFirstOneWithoutBlanksAtItsEnd) {
     constexpr struct {
         const char* text;
         const char* line;
@@ -26,27 +41,48 @@ TEST(Sysfs, ALineIsTheFirstOneWithoutBlanksAtItsEnd) {
         {"   \n", "", "blanks alone"},
         {"", "", "an empty file"},
     };
-    const TemporaryFolder folder;
     for (const auto& c : CASES) {
         writeWholeFile(folder / "file", c.text);
-        EXPECT_EQ(readLine(folder / "file"), std::string(c.line)) << c.why;
+        EXPECT_EQ(readLine(folder / "file", errors), std::string(c.line)) << c.why;
     }
 }
 
-TEST(Sysfs, ALineKeepsEveryByteOfItsOwn) {
-    const TemporaryFolder folder;
+TEST_F(SysfsTest, ALineKeepsEveryByteOfItsOwn) {
     const std::string bytes("\0\x01\x80\xFF", 4);
     writeWholeFile(folder / "file", bytes + "\n");
-    EXPECT_EQ(readLine(folder / "file"), bytes);
+    EXPECT_EQ(readLine(folder / "file", errors), bytes);
 }
 
-TEST(Sysfs, ALineThatCannotBeReadIsAbsent) {
-    const TemporaryFolder folder;
-    EXPECT_EQ(readLine(folder / "missing"), std::nullopt);
-    EXPECT_EQ(readLine(folder / ""), std::nullopt) << "a folder opens and cannot be read";
+TEST_F(SysfsTest, WhatDoesNotExistIsAbsentWithoutAnError) {
+    EXPECT_EQ(readLine(folder / "missing", errors), std::nullopt);
+    EXPECT_EQ(readNumber(folder / "missing", errors), std::nullopt);
+    EXPECT_EQ(readAll(folder / "missing", errors), std::nullopt);
+    EXPECT_EQ(listFolder(folder / "missing", errors), Names());
+    EXPECT_EQ(linkName(folder / "missing", errors), std::nullopt);
+    EXPECT_EQ(takeErrors(), "");
 }
 
-TEST(Sysfs, ANumberIsDecimalAndWhole) {
+TEST_F(SysfsTest, WhatCannotBeReadIsAnErrorThatNamesIt) {
+    const std::string isFolder = folder / "";
+    EXPECT_EQ(readLine(isFolder, errors), std::nullopt) << "a folder opens and cannot be read";
+    EXPECT_EQ(takeErrors(), isFolder + ": Is a directory.");
+    EXPECT_EQ(readNumber(isFolder, errors), std::nullopt);
+    EXPECT_EQ(takeErrors(), isFolder + ": Is a directory.");
+    EXPECT_EQ(readAll(isFolder, errors), std::nullopt);
+    EXPECT_EQ(takeErrors(), isFolder + ": Is a directory.");
+    writeWholeFile(folder / "file", "");
+    const std::string below = folder / "file/below";
+    EXPECT_EQ(readLine(below, errors), std::nullopt);
+    EXPECT_EQ(takeErrors(), below + ": Not a directory.");
+    EXPECT_EQ(readAll(below, errors), std::nullopt);
+    EXPECT_EQ(takeErrors(), below + ": Not a directory.");
+    EXPECT_EQ(listFolder(folder / "file", errors), Names());
+    EXPECT_EQ(takeErrors(), folder / "file" + ": Not a directory.");
+    EXPECT_EQ(linkName(folder / "file", errors), std::nullopt);
+    EXPECT_EQ(takeErrors(), folder / "file" + ": Invalid argument.");
+}
+
+TEST_F(SysfsTest, ANumberIsDecimalAndWhole) {
     constexpr uint64_t MOST = std::numeric_limits<uint64_t>::max();
     const struct {
         const char* text;
@@ -64,42 +100,89 @@ TEST(Sysfs, ANumberIsDecimalAndWhole) {
         {"1 2\n", std::nullopt, "two of them"},
         {" 1\n", std::nullopt, "a blank in front"},
     };
-    const TemporaryFolder folder;
     for (const auto& c : CASES) {
         writeWholeFile(folder / "file", c.text);
-        EXPECT_EQ(readNumber(folder / "file"), c.number) << c.why;
+        EXPECT_EQ(readNumber(folder / "file", errors), c.number) << c.why;
+        EXPECT_EQ(takeErrors(), c.number ? "" : folder / "file" + ": not a number.") << c.why;
     }
-    EXPECT_EQ(readNumber(folder / "missing"), std::nullopt);
 }
 
-TEST(Sysfs, AWholeTextIsReadInPieces) {
-    const TemporaryFolder folder;
+TEST_F(SysfsTest, AWholeTextIsReadInPieces) {
     const std::string text = std::string(40000, 'a') + "\nend";
     writeWholeFile(folder / "file", text);
-    EXPECT_EQ(readAll(folder / "file"), text);
+    EXPECT_EQ(readAll(folder / "file", errors), text);
     writeWholeFile(folder / "file", "");
-    EXPECT_EQ(readAll(folder / "file"), "");
-    EXPECT_EQ(readAll(folder / "missing"), std::nullopt);
-    EXPECT_EQ(readAll(folder / ""), std::nullopt);
+    EXPECT_EQ(readAll(folder / "file", errors), "");
+    EXPECT_EQ(takeErrors(), "");
 }
 
-TEST(Sysfs, NamesOfAFolderComeInByteOrder) {
-    const TemporaryFolder folder;
+TEST_F(SysfsTest, NamesOfAFolderComeInByteOrder) {
     for (const char* const name : {"nvme10", "nvme2", "nvme1", ".hidden", "Z"}) writeWholeFile(folder / name, "");
-    EXPECT_EQ(listFolder(folder / ""), (Names{".hidden", "Z", "nvme1", "nvme10", "nvme2"}));
-    EXPECT_EQ(listFolder(folder / "Z"), Names()) << "no folder";
-    EXPECT_EQ(listFolder(folder / "missing"), Names());
+    EXPECT_EQ(listFolder(folder / "", errors), (Names{".hidden", "Z", "nvme1", "nvme10", "nvme2"}));
+    EXPECT_EQ(takeErrors(), "");
 }
 
-TEST(Sysfs, ALinkIsTheLastPartOfWhatItPointsTo) {
-    const TemporaryFolder folder;
+TEST_F(SysfsTest, ALinkIsTheLastPartOfWhatItPointsTo) {
     std::filesystem::create_symlink("../../devices/pci/nvme0", folder / "far");
     std::filesystem::create_symlink("near", folder / "short");
-    writeWholeFile(folder / "file", "");
-    EXPECT_EQ(linkName(folder / "far"), "nvme0");
-    EXPECT_EQ(linkName(folder / "short"), "near");
-    EXPECT_EQ(linkName(folder / "file"), std::nullopt);
-    EXPECT_EQ(linkName(folder / "missing"), std::nullopt);
+    EXPECT_EQ(linkName(folder / "far", errors), "nvme0");
+    EXPECT_EQ(linkName(folder / "short", errors), "near");
+    EXPECT_EQ(takeErrors(), "");
+}
+
+TEST_F(SysfsTest, AFileSystemIsMountedOrNot) {
+    class Kernel : public KernelCalls {
+    public:
+        long fileSystemType(const std::string&) override {
+            errno = EACCES;
+            return type;
+        }
+        long type = -1;
+    };
+    const auto kernel = std::make_shared<Kernel>();
+    const LinuxPaths paths("/root", kernel);
+    const struct {
+        long type;
+        std::string ofSysfs;
+        std::string ofProcfs;
+    } CASES[] = {
+        {SYSFS_MAGIC, "", "/root/proc: procfs is not mounted."},
+        {PROC_SUPER_MAGIC, "/root/sys: sysfs is not mounted.", ""},
+        {TMPFS_MAGIC, "/root/sys: sysfs is not mounted.", "/root/proc: procfs is not mounted."},
+        {-1, "/root/sys: Permission denied.", "/root/proc: Permission denied."},
+    };
+    for (const auto& c : CASES) {
+        kernel->type = c.type;
+        EXPECT_EQ(isSysfs(paths, errors), c.ofSysfs.empty());
+        EXPECT_EQ(takeErrors(), c.ofSysfs);
+        EXPECT_EQ(isProcfs(paths, errors), c.ofProcfs.empty());
+        EXPECT_EQ(takeErrors(), c.ofProcfs);
+    }
+}
+
+TEST_F(SysfsTest, TheKernelsOwnFileSystemsAreKnown) {
+    KernelCalls kernel;
+    EXPECT_EQ(kernel.fileSystemType("/proc"), PROC_SUPER_MAGIC);
+    EXPECT_EQ(kernel.fileSystemType(folder / "missing"), -1);
+    EXPECT_EQ(errno, ENOENT);
+    EXPECT_TRUE(kernel.isCharacterDevice("/dev/null"));
+    EXPECT_FALSE(kernel.isCharacterDevice(folder / ""));
+    EXPECT_FALSE(kernel.isCharacterDevice(folder / "missing"));
+}
+
+TEST_F(SysfsTest, ErrorsAreOneSentenceAndOneStatus) {
+    EXPECT_TRUE(errors.status().is(0, 0));
+    errors.add("/proc/swaps", EIO);
+    errors.add("/sys", ENOENT, "sysfs is not mounted");
+    errors.add("/proc/swaps", EACCES);
+    LookErrors others;
+    others.add("/sys", EIO);
+    others.add("/opt", ENFILE);
+    errors.add(others);
+    EXPECT_EQ(errors.text(),
+              "/proc/swaps: Input/output error; /sys: sysfs is not mounted; /opt: Too many open files in system.");
+    EXPECT_TRUE(errors.status().is(1, EIO));
+    EXPECT_EQ(errors.status().getMessage(), "System error. " + errors.text());
 }
 
 }  // namespace

@@ -50,7 +50,8 @@ protected:
         return text;
     }
     std::string located(const std::string& path) {
-        const auto location = SimulatedDriveSource(root).locate(path);
+        LookErrors errors;
+        const auto location = SimulatedDriveSource(root).locate(path, errors);
         if (!location) return "nothing";
         return location->devicePath.substr(root.size()) + (location->nsid ? " " + std::to_string(*location->nsid) : "");
     }

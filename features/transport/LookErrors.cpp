@@ -1,0 +1,37 @@
+#include "features/transport/LookErrors.h"
+
+#include <algorithm>
+#include <cstring>
+
+#include "ostrel/core/ScopeTrace.h"
+
+namespace features::transport {
+
+using ostrel::core::Status;
+
+void LookErrors::add(const std::string& path, int error) {
+    add(path, error, std::strerror(error));
+}
+
+void LookErrors::add(const std::string& path, int error, const std::string& reason) {
+    const bool isKnown = std::any_of(errors_.begin(), errors_.end(), [&](const Error& e) { return e.path == path; });
+    if (!isKnown) errors_.push_back({path, error, reason});
+}
+
+void LookErrors::add(const LookErrors& others) {
+    for (const Error& error : others.errors_) add(error.path, error.error, error.reason);
+}
+
+std::string LookErrors::text() const {
+    std::string text;
+    for (const Error& error : errors_) text += (text.empty() ? "" : "; ") + error.path + ": " + error.reason;
+    return text.empty() ? text : text + ".";
+}
+
+Status LookErrors::status() const {
+    OSTREL_TRACE();
+    if (errors_.empty()) return Status();
+    return Status(ostrel::core::CATEGORY_OS, static_cast<uint32_t>(errors_.front().error), "System error. " + text());
+}
+
+}  // namespace features::transport
