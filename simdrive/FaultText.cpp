@@ -11,17 +11,29 @@ using features::simulator::Description;
 
 namespace {
 
-constexpr const char* SECTION = "[faults]";
+constexpr const char* SECTION = "faults";
 
 std::string trimmed(const std::string& text) {
     const size_t first = text.find_first_not_of(" \t\r");
     return first == std::string::npos ? "" : text.substr(first, text.find_last_not_of(" \t\r") - first + 1);
 }
 
+bool isHeader(const std::string& line) {
+    return trimmed(line).substr(0, 1) == "[";
+}
+
+/// Whether the section begins with this line. As in the description's own parser, what follows the bracket is a comment.
+bool isSection(const std::string& line) {
+    const std::string text = trimmed(line);
+    const size_t end = text.find(']');
+    return isHeader(text) && end != std::string::npos && trimmed(text.substr(1, end - 1)) == SECTION;
+}
+
 /// The key of a line; empty: it has none.
 std::string keyOf(const std::string& line) {
     const size_t sign = line.find('=');
-    return sign == std::string::npos || trimmed(line)[0] == ';' ? "" : trimmed(line.substr(0, sign));
+    const std::string first = trimmed(line).substr(0, 1);
+    return sign == std::string::npos || first == ";" || first == "#" ? "" : trimmed(line.substr(0, sign));
 }
 
 std::string lineOf(const Fault& fault) {
@@ -30,10 +42,9 @@ std::string lineOf(const Fault& fault) {
 
 /// The lines of the section, by position: [first, end). Both at the end of the text when there is none.
 std::pair<size_t, size_t> findSection(const std::vector<std::string>& lines) {
-    const auto header = std::find_if(lines.begin(), lines.end(), [](auto& line) { return trimmed(line) == SECTION; });
+    const auto header = std::find_if(lines.begin(), lines.end(), isSection);
     if (header == lines.end()) return {lines.size(), lines.size()};
-    const auto end =
-        std::find_if(header + 1, lines.end(), [](auto& line) { return trimmed(line).substr(0, 1) == "["; });
+    const auto end = std::find_if(header + 1, lines.end(), isHeader);
     return {static_cast<size_t>(header - lines.begin()) + 1, static_cast<size_t>(end - lines.begin())};
 }
 
@@ -71,8 +82,8 @@ std::string withFault(const std::string& text, const Fault& fault) {
     const auto line = std::find_if(begin, last, [&](auto& each) { return keyOf(each) == fault.first; });
     if (line != last) {
         *line = lineOf(fault);
-    } else if (first == lines.size() && trimmed(lines.empty() ? "" : lines.back()) != SECTION) {
-        lines.insert(lines.end(), {"", SECTION, lineOf(fault)});
+    } else if (first == lines.size() && !isSection(lines.empty() ? "" : lines.back())) {
+        lines.insert(lines.end(), {"", std::string("[") + SECTION + "]", lineOf(fault)});
     } else {
         lines.insert(begin, lineOf(fault));
     }

@@ -46,6 +46,12 @@ TEST(FaultText, ChangesOneLineAlone) {
         {"[drive]\nsize = 1\n", {"gone", "yes"}, "[drive]\nsize = 1\n\n[faults]\ngone = yes\n", "no section yet"},
         {"[drive]\n[faults]", {"gone", "yes"}, "[drive]\n[faults]\ngone = yes\n", "an empty section at the end"},
         {"", {"gone", "yes"}, "\n[faults]\ngone = yes\n", "an empty file"},
+        {"[faults] ; of today\ngone = no\n[x] ; y\n",
+         {"gone", "yes"},
+         "[faults] ; of today\ngone = yes\n[x] ; y\n",
+         "a comment after the section's name"},
+        {" [ faults ]# \n", {"gone", "yes"}, " [ faults ]# \ngone = yes\n", "blanks as the parser takes them"},
+        {"[faults]\n# gone = no\n", {"gone", "yes"}, "[faults]\ngone = yes\n# gone = no\n", "the other comments"},
     };
     for (const auto& c : CASES) EXPECT_EQ(withFault(c.before, c.fault), c.after) << c.why;
 }
