@@ -1,19 +1,17 @@
 #include "simdrive/Commands.h"
 
-#include <dirent.h>
 #include <fcntl.h>
-#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
-#include <memory>
 #include <random>
 #include <set>
 
 #include "features/simulator/DriveFolder.h"
+#include "features/simulator/OwnFiles.h"
 #include "ostrel/core/File.h"
 #include "ostrel/core/FileDescriptor.h"
 #include "ostrel/core/Strings.h"
@@ -32,19 +30,6 @@ constexpr uint64_t MOST_DRIVES = 10000;
 
 Status refused(int error, const std::string& message) {
     return Status(CATEGORY_OS, static_cast<uint32_t>(error), message);
-}
-
-/// Serializes the invocations of this tool that make or change drives, so that names and serial numbers stay unique.
-Status lockStore(FileDescriptor& lock) {
-    if (::mkdir(SIMULATED_DRIVES, 0755) != 0 && errno != EEXIST) {
-        return refused(errno, std::string(SIMULATED_DRIVES) + ": " + std::strerror(errno) + ".");
-    }
-    lock = FileDescriptor(::open(SIMULATED_DRIVES, O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-    if (!lock.isOpen()) return refused(errno, std::string(SIMULATED_DRIVES) + ": " + std::strerror(errno) + ".");
-    while (::flock(lock.get(), LOCK_EX) != 0) {
-        if (errno != EINTR) return refused(errno, std::string(SIMULATED_DRIVES) + ": " + std::strerror(errno) + ".");
-    }
-    return Status();
 }
 
 std::string modelText(ModelId model) {
@@ -113,20 +98,19 @@ Status newSerial(const CommandLine& line, uint64_t count, uint64_t number, std::
 
 bool isDriveFile(const std::string& name) {
     const auto begins = [&](const std::string& start) { return name.compare(0, start.size(), start) == 0; };
-    return name == FILE_DESCRIPTION || name == FILE_STATE || name == FILE_LOCK || name == FILE_DOWNLOAD ||
-           begins(MEDIA_PREFIX) || begins(LOG_PREFIX) || begins(".nimbrel-");
+    return name == FILE_DESCRIPTION || name == FILE_STATE || name == FILE_LOCK || name == FILE_SERVED ||
+           name == FILE_DOWNLOAD || begins(MEDIA_PREFIX) || begins(LOG_PREFIX) || begins(".nimbrel-");
 }
 
 /// Nothing is removed from a folder that holds anything else than a drive's files.
 Status checkFiles(const FileDescriptor& folder, const std::string& path) {
-    const std::unique_ptr<DIR, int (*)(DIR*)> listing(::fdopendir(::dup(folder.get())), ::closedir);
-    if (!listing) return refused(errno, path + ": " + std::strerror(errno) + ".");
-    while (const dirent* entry = ::readdir(listing.get())) {
-        const std::string name = entry->d_name;
-        if (name == "." || name == "..") continue;
+    std::vector<std::string> names;
+    Status status = listOwnFolder(folder.get(), path, names);
+    if (!status.is(0, 0)) return status;
+    for (const std::string& name : names) {
         struct stat info {};
         const bool isRegular =
-            ::fstatat(folder.get(), entry->d_name, &info, AT_SYMLINK_NOFOLLOW) == 0 && S_ISREG(info.st_mode);
+            ::fstatat(folder.get(), name.c_str(), &info, AT_SYMLINK_NOFOLLOW) == 0 && S_ISREG(info.st_mode);
         if (!isRegular || !isDriveFile(name)) {
             std::string message = path;
             message.append("/").append(name).append(" is no file of a simulated drive. Nothing was removed.");
@@ -242,6 +226,14 @@ Status findDrive(const DriveStore& store, const std::string& name, std::string& 
     return isDrive ? Status() : refused(ENOENT, "There is no simulated drive \"" + name + "\".");
 }
 
+Status lockServed(const FileDescriptor& folder, const std::string& path, FileDescriptor& lock) {
+    return lockOwnFile(folder.get(), FILE_SERVED, path + "/" + FILE_SERVED, LockWait::NO, lock);
+}
+
+bool isHeld(const Status& status) {
+    return status.is(CATEGORY_OS, EWOULDBLOCK);
+}
+
 Outcome create(const DriveStore& store, const CommandLine& line) {
     uint64_t count = 1;
     Description description;
@@ -258,7 +250,7 @@ Outcome create(const DriveStore& store, const CommandLine& line) {
     description.model = model == "ocp" ? ModelId::OCP : ModelId::VELKO;
 
     FileDescriptor lock;
-    Status status = lockStore(lock);
+    Status status = store.lock(lock);
     if (!status.is(0, 0)) return Outcome::failed(status);
     std::set<std::string> taken = takenSerials(store);
     std::vector<DriveStore::NewDrive> drives;
@@ -302,20 +294,18 @@ Outcome list(const DriveStore& store, const CommandLine& line) {
 Outcome remove(const DriveStore& store, const CommandLine& line) {
     if (line.names.empty()) return Outcome::misused("remove needs the name of a drive.");
     FileDescriptor lock;
-    Status status = lockStore(lock);
+    Status status = store.lock(lock);
     Outcome outcome;
     for (const std::string& name : line.names) {
         std::string path;
         if (status.is(0, 0)) status = findDrive(store, name, path);
         if (!status.is(0, 0)) break;
-        // Held by `serve` as long as it runs.
-        const FileDescriptor folder(::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
-        if (!folder.isOpen() || ::flock(folder.get(), LOCK_EX | LOCK_NB) != 0) {
-            status = errno == EWOULDBLOCK ? refused(EBUSY, "The drive \"" + name + "\" is being served.")
-                                          : refused(errno, path + ": " + std::strerror(errno) + ".");
-            break;
-        }
-        status = checkFiles(folder, path);
+        FileDescriptor folder;
+        status = openOwnFolder(path, FolderMode::TIGHTEN, folder);
+        if (status.is(0, 0)) status = checkFiles(folder, path);
+        FileDescriptor served;
+        if (status.is(0, 0)) status = lockServed(folder, path, served);
+        if (isHeld(status)) status = refused(EBUSY, "The drive \"" + name + "\" is being served.");
         if (status.is(0, 0)) status = store.remove(name);
         if (status.is(0, 0)) outcome.out += "Removed " + name + "\n";
     }
@@ -335,10 +325,12 @@ Outcome fault(const DriveStore& store, const CommandLine& line) {
     std::string path;
     std::string text;
     Description description;
-    status = lockStore(lock);
+    status = store.lock(lock);
     if (status.is(0, 0)) status = findDrive(store, line.names[0], path);
+    FileDescriptor folder;
+    if (status.is(0, 0)) status = openOwnFolder(path, FolderMode::TIGHTEN, folder);
+    if (status.is(0, 0)) status = DriveFolder::readDescription(folder.get(), path, text);
     path += std::string("/") + FILE_DESCRIPTION;
-    if (status.is(0, 0)) status = readFile(path, SymbolicLink::REFUSE, text);
     for (const Fault& each : faults) text = withFault(text, each);
     if (status.is(0, 0)) status = Description::parse(text, description);
     if (status.is(0, 0) && !faults.empty()) status = writeFileAtomically(path, text);

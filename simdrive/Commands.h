@@ -21,5 +21,9 @@ Outcome serve(const DriveStore& store, const CommandLine& line);
 
 /// The path of a drive that can be used; a failure says why it is none.
 ostrel::core::Status findDrive(const DriveStore& store, const std::string& name, std::string& path);
+/// Takes the lock that `serve` holds on a drive's opened folder; isHeld(): another process has it.
+ostrel::core::Status lockServed(const ostrel::core::FileDescriptor& folder, const std::string& path,
+                                ostrel::core::FileDescriptor& lock);
+bool isHeld(const ostrel::core::Status& status);
 
 }  // namespace simdrive

@@ -22,7 +22,8 @@ bool isHeader(const std::string& line) {
     return trimmed(line).substr(0, 1) == "[";
 }
 
-/// Whether the section begins with this line. As in the description's own parser, what follows the bracket is a comment.
+/// Whether the section begins with this line. As in the description's own parser, what follows the bracket is a
+/// comment.
 bool isSection(const std::string& line) {
     const std::string text = trimmed(line);
     const size_t end = text.find(']');

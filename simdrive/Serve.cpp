@@ -1,5 +1,3 @@
-#include <fcntl.h>
-#include <sys/file.h>
 #include <sys/signalfd.h>
 #include <unistd.h>
 
@@ -9,12 +7,14 @@
 
 #include "features/simulator/Clock.h"
 #include "features/simulator/Controller.h"
+#include "features/simulator/OwnFiles.h"
 #include "ostrel/core/FileDescriptor.h"
 #include "simdrive/Commands.h"
 #include "simdrive/tcp/Target.h"
 
 namespace simdrive {
 
+using namespace features::simulator;
 using ostrel::core::FileDescriptor;
 using ostrel::core::Status;
 
@@ -57,11 +57,12 @@ Outcome serve(const DriveStore& store, const CommandLine& line) {
     std::string path;
     Status status = findDrive(store, line.names[0], path);
     if (!status.is(0, 0)) return Outcome::failed(status);
-    const FileDescriptor folder(::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
-    if (!folder.isOpen() || ::flock(folder.get(), LOCK_EX | LOCK_NB) != 0) {
-        return Outcome::failed(errno == EWOULDBLOCK ? "The drive \"" + line.names[0] + "\" is served already."
-                                                    : path + ": " + std::strerror(errno) + ".");
-    }
+    FileDescriptor folder;
+    status = openOwnFolder(path, FolderMode::TIGHTEN, folder);
+    FileDescriptor served;
+    if (status.is(0, 0)) status = lockServed(folder, path, served);
+    if (isHeld(status)) return Outcome::failed("The drive \"" + line.names[0] + "\" is served already.");
+    if (!status.is(0, 0)) return Outcome::failed(status);
     const FileDescriptor stop = stopSignals();
     if (!stop.isOpen()) return Outcome::failed(std::string("signalfd: ") + std::strerror(errno) + ".");
 

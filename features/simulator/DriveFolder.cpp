@@ -1,10 +1,9 @@
 #include "features/simulator/DriveFolder.h"
 
 #include <boost/crc.hpp>
-#include <dirent.h>
 #include <fcntl.h>
-#include <sys/file.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -13,6 +12,7 @@
 
 #include "features/nvme/Bytes.h"
 #include "features/simulator/Archive.h"
+#include "features/simulator/OwnFiles.h"
 #include "ostrel/core/File.h"
 #include "ostrel/core/ScopeTrace.h"
 
@@ -45,19 +45,14 @@ constexpr size_t FIRMWARE_BYTES = 8;
 constexpr size_t OFFSET_SEQUENCE = 32;
 constexpr size_t OFFSET_HEAD_CRC = 60;
 
+// Far more than any description or state takes.
+constexpr size_t MAX_DESCRIPTION_BYTES = 64 * 1024;
+constexpr size_t MAX_STATE_BYTES = 16 << 20;
+
 uint32_t crc32(const uint8_t* data, size_t size) {
     boost::crc_32_type crc;
     crc.process_bytes(data, size);
     return crc.checksum();
-}
-
-Status systemStatus(int error, const std::string& path) {
-    if (error == EACCES || error == EPERM) {
-        return Status(CATEGORY_OS, static_cast<uint32_t>(error),
-                      "System error. No permission for " + path + ": it needs the root user.");
-    }
-    return Status(CATEGORY_OS, static_cast<uint32_t>(error),
-                  "System error. " + path + ": " + std::strerror(error) + ".");
 }
 
 Status damaged(const std::string& path, const std::string& how) {
@@ -84,17 +79,6 @@ const char* parseState(const uint8_t* data, size_t size, DriveState& state) {
     if (reader.isDamaged()) return "does not hold what its version says";
     state = std::move(read);
     return nullptr;
-}
-
-Status readAll(int descriptor, const std::string& path, std::string& text) {
-    char piece[65536];
-    for (;;) {
-        const ssize_t count = ::read(descriptor, piece, sizeof piece);
-        if (count == 0) return Status();
-        if (count < 0 && errno == EINTR) continue;
-        if (count < 0) return systemStatus(errno, path);
-        text.append(piece, static_cast<size_t>(count));
-    }
 }
 
 }  // namespace
@@ -141,42 +125,31 @@ Status DriveFolder::begin() {
 
 Status DriveFolder::lock() {
     OSTREL_TRACE();
-    folder_ = FileDescriptor(::open(path_.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
-    if (!folder_.isOpen()) return systemStatus(errno, path_);
+    Status status = openOwnFolder(path_, FolderMode::TIGHTEN, folder_);
+    if (!status.is(0, 0)) return status;
     // Without a description there is no drive, and nothing is made in a folder that is none.
     if (::faccessat(folder_.get(), FILE_DESCRIPTION, F_OK, AT_SYMLINK_NOFOLLOW) != 0) {
-        return systemStatus(errno, filePath(FILE_DESCRIPTION));
+        return fileStatus(errno, filePath(FILE_DESCRIPTION));
     }
-    lock_ = FileDescriptor(
-        ::openat(folder_.get(), FILE_LOCK, O_RDWR | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, 0600));
-    if (!lock_.isOpen()) return systemStatus(errno, filePath(FILE_LOCK));
-    while (::flock(lock_.get(), LOCK_EX) != 0) {
-        if (errno != EINTR) return systemStatus(errno, filePath(FILE_LOCK));
-    }
+    status = lockOwnFile(folder_.get(), FILE_LOCK, filePath(FILE_LOCK), LockWait::YES, lock_);
     struct stat info {};
     // The drive was removed while this process waited.
-    if (::fstat(lock_.get(), &info) != 0 || info.st_nlink == 0) return systemStatus(ENOENT, path_);
-    return Status();
+    if (status.is(0, 0) && (::fstat(lock_.get(), &info) != 0 || info.st_nlink == 0)) return fileStatus(ENOENT, path_);
+    return status;
 }
 
-FileDescriptor DriveFolder::openFile(const char* name, Status& status) const {
+Status DriveFolder::readDescription(int folder, const std::string& path, std::string& text) {
     OSTREL_TRACE();
-    FileDescriptor file(::openat(folder_.get(), name, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
-    struct stat info {};
-    if (!file.isOpen() || ::fstat(file.get(), &info) != 0) {
-        status = systemStatus(errno, filePath(name));
-    } else if (!S_ISREG(info.st_mode)) {
-        status = systemStatus(EINVAL, filePath(name));
-    }
-    return status.is(0, 0) ? std::move(file) : FileDescriptor();
+    const std::string name = path + "/" + FILE_DESCRIPTION;
+    FileDescriptor file;
+    Status status = openOwnFile(folder, FILE_DESCRIPTION, name, file);
+    return status.is(0, 0) ? readOwnFile(file.get(), name, MAX_DESCRIPTION_BYTES, text) : status;
 }
 
 Status DriveFolder::loadDescription() {
     OSTREL_TRACE();
-    Status status;
-    const FileDescriptor file = openFile(FILE_DESCRIPTION, status);
     std::string text;
-    if (status.is(0, 0)) status = readAll(file.get(), filePath(FILE_DESCRIPTION), text);
+    Status status = readDescription(folder_.get(), path_, text);
     // An empty file is none that was read before: it lacks what a description must have.
     const bool isKnown = !text.empty() && text == descriptionText_;
     if (!status.is(0, 0) || isKnown) return status;
@@ -192,12 +165,12 @@ Status DriveFolder::loadDescription() {
 
 Status DriveFolder::loadState() {
     OSTREL_TRACE();
-    Status status;
-    const FileDescriptor file = openFile(FILE_STATE, status);
+    FileDescriptor file;
+    Status status = openOwnFile(folder_.get(), FILE_STATE, filePath(FILE_STATE), file);
     isNew_ = status.is(CATEGORY_OS, ENOENT);
     if (isNew_) {
         savedBytes_.clear();
-        return hasMedia() ? damaged(filePath(FILE_STATE), "is missing, and media are there") : Status();
+        return checkNew();
     }
     if (!status.is(0, 0)) return status;
     uint8_t head[HEAD_BYTES];
@@ -205,7 +178,7 @@ Status DriveFolder::loadState() {
                          std::memcmp(head, savedBytes_.data(), sizeof head) == 0;
     if (isKnown) return status;
     std::string text;
-    status = readAll(file.get(), filePath(FILE_STATE), text);
+    status = readOwnFile(file.get(), filePath(FILE_STATE), MAX_STATE_BYTES, text);
     if (!status.is(0, 0)) return status;
     const auto* bytes = reinterpret_cast<const uint8_t*>(text.data());
     if (const char* fault = parseState(bytes, text.size(), state)) return damaged(filePath(FILE_STATE), fault);
@@ -256,31 +229,24 @@ void DriveFolder::restore() {
     }
 }
 
-std::vector<std::string> DriveFolder::files() const {
+/// A drive without a state is new. One that has media lost its state, and a new one would give the media up.
+Status DriveFolder::checkNew() const {
     OSTREL_TRACE();
     std::vector<std::string> names;
-    const int descriptor = ::openat(folder_.get(), ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-    DIR* listing = descriptor < 0 ? nullptr : ::fdopendir(descriptor);
-    if (listing == nullptr) {
-        const FileDescriptor closing(descriptor);
-        return names;
-    }
-    while (const dirent* entry = ::readdir(listing)) names.emplace_back(entry->d_name);
-    ::closedir(listing);
-    return names;
-}
-
-bool DriveFolder::hasMedia() const {
-    OSTREL_TRACE();
-    const std::vector<std::string> names = files();
-    return std::any_of(names.begin(), names.end(), [](const std::string& name) { return begins(name, MEDIA_PREFIX); });
+    Status status = listOwnFolder(folder_.get(), path_, names);
+    if (!status.is(0, 0)) return status;
+    const bool hasMedia =
+        std::any_of(names.begin(), names.end(), [](const std::string& name) { return begins(name, MEDIA_PREFIX); });
+    return hasMedia ? damaged(filePath(FILE_STATE), "is missing, and media are there") : Status();
 }
 
 void DriveFolder::removeLeftovers() {
     OSTREL_TRACE();
     std::set<std::string> named;
     for (const auto& [nsid, part] : state.namespaces) named.insert(mediaName(nsid, part.mediaGeneration));
-    for (const std::string& name : files()) {
+    std::vector<std::string> names;
+    (void)listOwnFolder(folder_.get(), path_, names);  // what was not found now is removed another time
+    for (const std::string& name : names) {
         const bool isOldMedia = begins(name, MEDIA_PREFIX) && named.count(name) == 0;
         // One that stays costs room, nothing else.
         if (isOldMedia || begins(name, REPLACEMENT_PREFIX)) (void)::unlinkat(folder_.get(), name.c_str(), 0);
@@ -289,20 +255,22 @@ void DriveFolder::removeLeftovers() {
 
 Status DriveFolder::readIdentity(const std::string& path, Identity& identity) {
     OSTREL_TRACE();
+    FileDescriptor folder;
+    Status status = openOwnFolder(path, FolderMode::KEEP, folder);
     std::string text;
-    const std::string descriptionPath = path + "/" + FILE_DESCRIPTION;
-    Status status = readFile(descriptionPath, SymbolicLink::REFUSE, text);
+    if (status.is(0, 0)) status = readDescription(folder.get(), path, text);
     if (!status.is(0, 0)) return status;
     status = Description::parse(text, identity.description);
     if (!status.is(0, 0)) {
-        return Status(CATEGORY_OS, status.getCode(), descriptionPath + ": " + status.getMessage());
+        return Status(CATEGORY_OS, status.getCode(), path + "/" + FILE_DESCRIPTION + ": " + status.getMessage());
     }
     const std::string statePath = path + "/" + FILE_STATE;
-    const FileDescriptor file(::open(statePath.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
-    if (!file.isOpen()) return errno == ENOENT ? Status() : systemStatus(errno, statePath);
+    FileDescriptor file;
+    status = openOwnFile(folder.get(), FILE_STATE, statePath, file);
+    if (!status.is(0, 0)) return status.is(CATEGORY_OS, ENOENT) ? Status() : status;
     uint8_t head[HEAD_BYTES] = {};
     const ssize_t count = ::pread(file.get(), head, sizeof head, 0);
-    if (count < 0) return systemStatus(errno, statePath);
+    if (count < 0) return fileStatus(errno, statePath);
     if (const char* fault = checkHead(head, static_cast<size_t>(count))) return damaged(statePath, fault);
     identity.firmware = nvme::shownText(head + OFFSET_FIRMWARE, FIRMWARE_BYTES);
     return Status();

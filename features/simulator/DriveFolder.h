@@ -15,6 +15,7 @@ namespace features::simulator {
 inline constexpr const char* FILE_DESCRIPTION = "description.ini";
 inline constexpr const char* FILE_STATE = "state";
 inline constexpr const char* FILE_LOCK = "lock";
+inline constexpr const char* FILE_SERVED = "served";  ///< a lock, held as long as the drive is on the network
 inline constexpr const char* FILE_DOWNLOAD = "firmware-download";
 inline constexpr const char* MEDIA_PREFIX = "media-";
 inline constexpr const char* LOG_PREFIX = "log-";
@@ -28,10 +29,12 @@ inline constexpr const char* LOG_PREFIX = "log-";
 ///
 /// A process may die at any instant: what was committed is there, and nothing else. The state file is replaced as a
 /// whole, and only when it changed; it carries a magic, a version and a checksum. Media files that the state does not
-/// name are leftovers of processes that died, and are removed. No symbolic link in the folder is followed.
+/// name are leftovers of processes that died, and are removed. No symbolic link in the folder is followed, and no pipe,
+/// device or giant file is read. The folder is its owner's alone: begin() takes the permissions of others away, and
+/// refuses one that others may write.
 ///
-/// Errors:  of the system with errno and the path; a damaged description or state is 1/22 (EINVAL) or 1/74 (EBADMSG)
-///          with what is wrong.
+/// Errors:  of the system with errno and the path (see OwnFiles.h); a damaged description or state is 1/22 (EINVAL) or
+///          1/74 (EBADMSG) with what is wrong.
 /// Threads: one at a time per object; several objects on one folder, in one process or many.
 class DriveFolder {
 public:
@@ -65,6 +68,8 @@ public:
         std::string firmware;  ///< empty: the drive was never used
     };
     static ostrel::core::Status readIdentity(const std::string& path, Identity& identity);
+    /// The text of a drive's description. `folder`: opened, at `path`.
+    static ostrel::core::Status readDescription(int folder, const std::string& path, std::string& text);
 
     DriveState state;
 
@@ -72,16 +77,13 @@ private:
     ostrel::core::Status lock();
     ostrel::core::Status loadDescription();
     ostrel::core::Status loadState();
-    std::vector<std::string> files() const;
-    bool hasMedia() const;
+    ostrel::core::Status checkNew() const;
     void removeLeftovers();
     std::string filePath(const char* name) const { return path_ + "/" + name; }
 
     std::string path_;
     ostrel::core::FileDescriptor folder_;
     ostrel::core::FileDescriptor lock_;
-    /// Opens a file of the folder for reading; not open: errno in `status`.
-    ostrel::core::FileDescriptor openFile(const char* name, ostrel::core::Status& status) const;
 
     std::string descriptionText_;      ///< as it was read last
     std::vector<uint8_t> savedBytes_;  ///< the state file; empty: there is none

@@ -2,7 +2,6 @@
 
 #include <dirent.h>
 #include <fcntl.h>
-#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -14,6 +13,7 @@
 
 #include "features/simulator/DriveFolder.h"
 #include "features/simulator/NewDrive.h"
+#include "features/simulator/OwnFiles.h"
 #include "ostrel/core/File.h"
 #include "ostrel/core/FileDescriptor.h"
 #include "ostrel/core/ScopeTrace.h"
@@ -27,11 +27,7 @@ namespace {
 /// Folders that are being made or removed begin with a dot, as no name does.
 constexpr const char* MAKING = ".making-";
 constexpr const char* REMOVING = ".removing-";
-
-Status systemStatus(int error, const std::string& path) {
-    return Status(CATEGORY_OS, static_cast<uint32_t>(error),
-                  "System error. " + path + ": " + std::strerror(error) + ".");
-}
+constexpr const char* STORE_LOCK = ".lock";
 
 Status notAName(const std::string& name) {
     return Status(CATEGORY_OS, EINVAL,
@@ -41,28 +37,29 @@ Status notAName(const std::string& name) {
 }
 
 /// Takes the lock of a drive's folder; it lasts as long as `lock` is open.
-Status lockFolder(const std::string& path, FileDescriptor& lock) {
-    const std::string file = path + "/" + FILE_LOCK;
-    lock = FileDescriptor(::open(file.c_str(), O_RDWR | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, 0600));
-    if (!lock.isOpen()) return systemStatus(errno, file);
-    while (::flock(lock.get(), LOCK_EX) != 0) {
-        if (errno != EINTR) return systemStatus(errno, file);
-    }
-    return Status();
+Status lockDrive(const std::string& path, FileDescriptor& lock) {
+    FileDescriptor folder;
+    Status status = openOwnFolder(path, FolderMode::TIGHTEN, folder);
+    if (!status.is(0, 0)) return status;
+    return lockOwnFile(folder.get(), FILE_LOCK, path + "/" + FILE_LOCK, LockWait::YES, lock);
+}
+
+bool begins(const std::string& name, const char* prefix) {
+    return name.compare(0, std::strlen(prefix), prefix) == 0;
 }
 
 /// A new file, not synced yet.
 Status writeFile(const std::string& path, std::string_view bytes) {
-    const FileDescriptor file(::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0644));
-    if (!file.isOpen()) return systemStatus(errno, path);
+    const FileDescriptor file(::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600));
+    if (!file.isOpen()) return fileStatus(errno, path);
     const int error = writeFully(file.get(), bytes);
-    return error == 0 ? Status() : systemStatus(error, path);
+    return error == 0 ? Status() : fileStatus(error, path);
 }
 
 Status isDrive(const std::string& path) {
     struct stat info {};
-    if (::lstat(path.c_str(), &info) != 0) return systemStatus(errno, path);
-    return S_ISDIR(info.st_mode) ? Status() : systemStatus(ENOTDIR, path);
+    if (::lstat(path.c_str(), &info) != 0) return fileStatus(errno, path);
+    return S_ISDIR(info.st_mode) ? Status() : fileStatus(ENOTDIR, path);
 }
 
 }  // namespace
@@ -84,7 +81,7 @@ Status DriveStore::list(std::vector<std::string>& names) const {
     OSTREL_TRACE();
     names.clear();
     DIR* listing = ::opendir(folder_.c_str());
-    if (listing == nullptr) return errno == ENOENT ? Status() : systemStatus(errno, folder_);
+    if (listing == nullptr) return errno == ENOENT ? Status() : fileStatus(errno, folder_);
     // The end of the folder and a failure differ in errno alone.
     for (errno = 0; const dirent* entry = ::readdir(listing); errno = 0) {
         const bool mayBeFolder = entry->d_type == DT_DIR || entry->d_type == DT_UNKNOWN;
@@ -96,17 +93,47 @@ Status DriveStore::list(std::vector<std::string>& names) const {
         const int order = ::strverscmp(a.c_str(), b.c_str());
         return order != 0 ? order < 0 : a < b;
     });
-    return error == 0 ? Status() : systemStatus(error, folder_);
+    return error == 0 ? Status() : fileStatus(error, folder_);
+}
+
+Status DriveStore::makeFolder(FileDescriptor& folder) const {
+    OSTREL_TRACE();
+    if (::mkdir(folder_.c_str(), 0700) != 0 && errno != EEXIST) return fileStatus(errno, folder_);
+    return openOwnFolder(folder_, FolderMode::TIGHTEN, folder);
+}
+
+Status DriveStore::lock(FileDescriptor& lock) const {
+    OSTREL_TRACE();
+    FileDescriptor folder;
+    Status status = makeFolder(folder);
+    if (status.is(0, 0)) {
+        status = lockOwnFile(folder.get(), STORE_LOCK, folder_ + "/" + STORE_LOCK, LockWait::YES, lock);
+    }
+    return status.is(0, 0) ? removeLeftovers(folder.get()) : status;
+}
+
+/// Under the lock no drive is being made or removed: these are of processes that died over it.
+Status DriveStore::removeLeftovers(int folder) const {
+    OSTREL_TRACE();
+    std::vector<std::string> names;
+    Status status = listOwnFolder(folder, folder_, names);
+    if (!status.is(0, 0)) return status;
+    for (const std::string& name : names) {
+        if (!begins(name, MAKING) && !begins(name, REMOVING)) continue;
+        std::error_code error;
+        std::filesystem::remove_all(pathOf(name), error);  // a link goes, what it names stays
+        if (error) return fileStatus(error.value(), pathOf(name));
+    }
+    return Status();
 }
 
 Status DriveStore::make(const NewDrive& drive, const Clock& clock, std::string& making) const {
     OSTREL_TRACE();
     if (!isName(drive.name)) return notAName(drive.name);
-    if (pathExists(pathOf(drive.name))) return systemStatus(EEXIST, pathOf(drive.name));
+    if (pathExists(pathOf(drive.name))) return fileStatus(EEXIST, pathOf(drive.name));
     std::string folder = folder_ + "/" + MAKING + "XXXXXX";
-    if (::mkdtemp(folder.data()) == nullptr) return systemStatus(errno, folder);
+    if (::mkdtemp(folder.data()) == nullptr) return fileStatus(errno, folder);
     making = folder;
-    if (::chmod(folder.c_str(), 0755) != 0) return systemStatus(errno, folder);
     DriveState state = newState(drive.description, drive.description.clockMs.value_or(clock.nowMs()));
     const std::vector<uint8_t> bytes = DriveFolder::stateBytes(state, 1);
     Status status = writeFile(folder + "/" + FILE_DESCRIPTION, drive.description.toText());
@@ -116,24 +143,23 @@ Status DriveStore::make(const NewDrive& drive, const Clock& clock, std::string& 
 
 Status DriveStore::create(const std::vector<NewDrive>& drives, const Clock& clock) const {
     OSTREL_TRACE();
+    FileDescriptor folder;
+    Status status = makeFolder(folder);
+    if (!status.is(0, 0)) return status;
     std::error_code error;
-    std::filesystem::create_directories(folder_, error);
-    if (error) return systemStatus(error.value(), folder_);
     std::vector<std::string> making(drives.size());
-    Status status;
     for (size_t i = 0; i < drives.size() && status.is(0, 0); ++i) status = make(drives[i], clock, making[i]);
     // One wait for the disk for all of them, before the first of them gets its name.
-    const FileDescriptor folder(::open(folder_.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-    if (status.is(0, 0) && (!folder.isOpen() || ::syncfs(folder.get()) != 0)) status = systemStatus(errno, folder_);
+    if (status.is(0, 0) && ::syncfs(folder.get()) != 0) status = fileStatus(errno, folder_);
     for (size_t i = 0; i < drives.size(); ++i) {
         const std::string path = pathOf(drives[i].name);
         // Does not replace a folder that somebody made meanwhile: it is not empty.
         if (status.is(0, 0) && ::rename(making[i].c_str(), path.c_str()) != 0) {
-            status = systemStatus(errno == ENOTEMPTY ? EEXIST : errno, path);
+            status = fileStatus(errno == ENOTEMPTY ? EEXIST : errno, path);
         }
         if (!status.is(0, 0) && !making[i].empty()) std::filesystem::remove_all(making[i], error);
     }
-    if (status.is(0, 0) && ::fsync(folder.get()) != 0) status = systemStatus(errno, folder_);
+    if (status.is(0, 0) && ::fsync(folder.get()) != 0) status = fileStatus(errno, folder_);
     return status;
 }
 
@@ -143,14 +169,14 @@ Status DriveStore::remove(const std::string& name) const {
     Status status = isDrive(pathOf(name));
     if (!status.is(0, 0)) return status;
     FileDescriptor lock;
-    status = lockFolder(pathOf(name), lock);
+    status = lockDrive(pathOf(name), lock);
     if (!status.is(0, 0)) return status;
     // Out of sight at once; what is left of it, should this process die, is no drive.
     const std::string removing = folder_ + "/" + REMOVING + name + "-" + std::to_string(::getpid());
-    if (::rename(pathOf(name).c_str(), removing.c_str()) != 0) return systemStatus(errno, pathOf(name));
+    if (::rename(pathOf(name).c_str(), removing.c_str()) != 0) return fileStatus(errno, pathOf(name));
     std::error_code error;
     std::filesystem::remove_all(removing, error);
-    return error ? systemStatus(error.value(), removing) : Status();
+    return error ? fileStatus(error.value(), removing) : Status();
 }
 
 Status DriveStore::describe(const std::string& name, const Description& description) const {
@@ -159,7 +185,7 @@ Status DriveStore::describe(const std::string& name, const Description& descript
     Status status = isDrive(pathOf(name));
     if (!status.is(0, 0)) return status;
     FileDescriptor lock;
-    status = lockFolder(pathOf(name), lock);
+    status = lockDrive(pathOf(name), lock);
     if (!status.is(0, 0)) return status;
     return writeFileAtomically(pathOf(name) + "/" + FILE_DESCRIPTION, description.toText());
 }

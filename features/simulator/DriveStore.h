@@ -5,6 +5,7 @@
 
 #include "features/simulator/Clock.h"
 #include "features/simulator/Description.h"
+#include "ostrel/core/FileDescriptor.h"
 #include "ostrel/core/Status.h"
 
 namespace features::simulator {
@@ -12,7 +13,7 @@ namespace features::simulator {
 /// Where the simulated drives of a machine are: a folder for each.
 inline constexpr const char* SIMULATED_DRIVES = "/opt/velko/nimbrel/SimulatedDrives";
 
-/// The simulated drives of a machine.
+/// The simulated drives of a machine. Their folder is its owner's alone, as is that of each drive.
 ///
 /// Errors:  of the system with errno and the path; a name that is none is 1/22 (EINVAL), one that is taken 1/17
 ///          (EEXIST), one that nobody has 1/2 (ENOENT).
@@ -26,6 +27,9 @@ public:
     ostrel::core::Status list(std::vector<std::string>& names) const;
     /// The same where an error does not matter.
     std::vector<std::string> names() const;
+    /// To be held over what makes, changes or removes drives, so that names and serial numbers stay unique. Makes the
+    /// folder when it is missing, and removes what killed processes left of drives that they made or removed.
+    ostrel::core::Status lock(ostrel::core::FileDescriptor& lock) const;
     struct NewDrive {
         std::string name;
         Description description;
@@ -42,6 +46,8 @@ public:
     static bool isName(const std::string& name);
 
 private:
+    ostrel::core::Status makeFolder(ostrel::core::FileDescriptor& folder) const;
+    ostrel::core::Status removeLeftovers(int folder) const;
     ostrel::core::Status make(const NewDrive& drive, const Clock& clock, std::string& making) const;
 
     std::string folder_;

@@ -36,7 +36,8 @@ struct JournalState {
 
 FileDescriptor openFile(const CommandContext& context, uint8_t slot, int flags) {
     const std::string name = std::string(LOG_PREFIX) + JournalState::NAME + "-" + std::to_string(slot);
-    return FileDescriptor(::openat(context.folder.descriptor(), name.c_str(), flags | O_NOFOLLOW | O_CLOEXEC, 0600));
+    return FileDescriptor(
+        ::openat(context.folder.descriptor(), name.c_str(), flags | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, 0600));
 }
 
 bool writeAt(int descriptor, const std::vector<uint8_t>& bytes, uint64_t offset) {
@@ -53,7 +54,7 @@ bool writeAt(int descriptor, const std::vector<uint8_t>& bytes, uint64_t offset)
 bool readFile(const CommandContext& context, const JournalState& journal, std::vector<uint8_t>& bytes) {
     bytes.clear();
     if (journal.fileBytes == 0) return true;
-    const FileDescriptor file = openFile(context, journal.slot, O_RDONLY | O_NONBLOCK);
+    const FileDescriptor file = openFile(context, journal.slot, O_RDONLY);
     if (!file.isOpen() || journal.fileBytes > EventJournal::MOST_BYTES) return false;
     bytes.resize(static_cast<size_t>(journal.fileBytes));
     for (size_t at = 0; at < bytes.size();) {
@@ -113,7 +114,7 @@ void EventJournal::append(const std::vector<uint8_t>& event) {
     auto journal = readExtension<JournalState>(context_.state);
     journal.recent.insert(journal.recent.end(), event.begin(), event.end());
     if (journal.recent.size() > MOST_IN_STATE) {
-        const bool fits = journal.fileBytes + journal.recent.size() <= MOST_BYTES;
+        const bool fits = journal.fileBytes <= MOST_BYTES && journal.fileBytes + journal.recent.size() <= MOST_BYTES;
         if (fits ? appendToFile(context_, journal) : startNewFile(context_, journal)) {
             journal.recent.clear();
         } else {

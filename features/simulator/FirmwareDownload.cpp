@@ -19,6 +19,8 @@ using ostrel::core::FileDescriptor;
 namespace {
 
 constexpr size_t HEAD_BYTES = 8;
+/// More than the pieces of the largest image take.
+constexpr off_t MAX_FILE_BYTES = 32 << 20;
 
 /// How much of the file whole pieces take up.
 size_t wholeBytes(const std::vector<uint8_t>& file) {
@@ -34,6 +36,7 @@ size_t wholeBytes(const std::vector<uint8_t>& file) {
 int readFile(int file, std::vector<uint8_t>& bytes) {
     struct stat info {};
     if (::fstat(file, &info) != 0) return errno;
+    if (!S_ISREG(info.st_mode) || info.st_size > MAX_FILE_BYTES) return EFBIG;
     bytes.resize(static_cast<size_t>(info.st_size));
     size_t at = 0;
     while (at < bytes.size()) {

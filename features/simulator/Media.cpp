@@ -108,6 +108,10 @@ int Media::open(uint32_t nsid, bool create, int& error) {
         if (errno != ENOENT || create) error = errno;
         return -1;
     }
+    if (::fstat(file.get(), &info) != 0 || !S_ISREG(info.st_mode)) {
+        error = EIO;  // something else has its name
+        return -1;
+    }
     return files_.emplace(name, std::move(file)).first->second.get();
 }
 

@@ -17,6 +17,9 @@ using ostrel::core::FileDescriptor;
 
 namespace {
 
+/// More than any capture takes.
+constexpr uint64_t MAX_BYTES = 4 << 20;
+
 /// What the state knows of the file.
 struct SnapshotFile {
     uint8_t slot = 1;
@@ -67,8 +70,9 @@ bool Snapshot::read(std::vector<uint8_t>& bytes) const {
     const FileDescriptor file(::openat(context_.folder.descriptor(), fileName(known.slot).c_str(),
                                        O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
     struct stat info {};
-    // The size is looked at first: nobody is asked for more memory than there are bytes.
-    if (!file.isOpen() || ::fstat(file.get(), &info) != 0 || static_cast<uint64_t>(info.st_size) != known.bytes) {
+    // The size is checked first, before memory is taken for it; a sparse file has any size.
+    if (known.bytes > MAX_BYTES || !file.isOpen() || ::fstat(file.get(), &info) != 0 ||
+        static_cast<uint64_t>(info.st_size) != known.bytes) {
         return false;
     }
     bytes.resize(static_cast<size_t>(known.bytes));
@@ -81,7 +85,7 @@ bool Snapshot::write(const std::vector<uint8_t>& bytes) {
     (void)readRecord(context_.state, name_, file);  // none: there is no older one to spare
     file = SnapshotFile{static_cast<uint8_t>(1 - (file.slot & 1)), bytes.size(), crc32(bytes)};
     const FileDescriptor descriptor(::openat(context_.folder.descriptor(), fileName(file.slot).c_str(),
-                                             O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW | O_CLOEXEC, 0600));
+                                             O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, 0600));
     if (!descriptor.isOpen() || !writeAll(descriptor.get(), bytes)) return false;
     ArchiveWriter writer;
     file.fields(writer);

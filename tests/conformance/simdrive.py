@@ -1,5 +1,6 @@
 """nimbrel-simdrive: whole outputs and exit statuses of the commands that make, show, change and remove drives."""
 
+import fcntl
 import json
 import os
 import pathlib
@@ -29,6 +30,10 @@ class SimdriveTestCase(unittest.TestCase):
     def make(self, name="a", *options, serial="S1"):
         self.check("create", name, "--serial", serial, *options,
                    stdout=f"Made {name}: velko, 16 GiB, serial number {serial}\n")
+
+    def names(self):
+        """What is in the folder of drives, besides its lock."""
+        return sorted({path.name for path in self.drives.iterdir()} - {".lock"})
 
     def description(self, name="a"):
         return self.drives / name / "description.ini"
@@ -114,7 +119,7 @@ class Making(SimdriveTestCase):
                 (["a", "--serial", "S" * 21], '"serial-number" takes 1 to 20 visible characters.')):
             with self.subTest(arguments):
                 self.check("create", *arguments, status=1, stderr=message)
-                self.assertEqual(list(self.drives.iterdir()), [])
+                self.assertEqual(self.names(), [])
 
     def test_a_name_or_a_serial_number_in_use_is_refused(self):
         self.make()
@@ -122,12 +127,12 @@ class Making(SimdriveTestCase):
         self.check("create", "a", status=1, stderr=f"System error. {DRIVES}/a: File exists.")
         self.check("create", "b", "--serial", "S1", status=1,
                    stderr="Another simulated drive has the serial number S1.")
-        self.assertEqual(sorted(path.name for path in self.drives.iterdir()), ["a"])
+        self.assertEqual(self.names(), ["a"])
         self.assertEqual(self.description().read_bytes(), before)
 
     def test_without_an_installation_there_is_no_place(self):
         self.world.opt.rmdir()
-        self.check("create", "a", status=1, stderr=f"{DRIVES}: No such file or directory.")
+        self.check("create", "a", status=1, stderr=f"System error. {DRIVES}: No such file or directory.")
 
 
 class Listing(SimdriveTestCase):
@@ -158,20 +163,96 @@ class Listing(SimdriveTestCase):
                                   f"b10   velko  16 GiB  S10            {firmware:8}  temperature, gone\n")
 
 
+    def test_reports_what_is_no_file_at_once_and_the_other_drives(self):
+        for number, name in enumerate(("a", "pipe", "giant", "device", "state")):
+            self.make(name, serial=f"S{number}")
+        for name in ("pipe", "giant", "device"):
+            self.description(name).unlink()
+        os.mkfifo(self.description("pipe"))
+        self.description("giant").touch()
+        os.truncate(self.description("giant"), 1 << 42)
+        self.description("device").symlink_to("/dev/zero")
+        (self.drives / "state/state").unlink()
+        os.mkfifo(self.drives / "state/state")
+        listed = {drive["name"]: drive.get("error") for drive in json.loads(
+            self.world.run("list", "--json", tool=TOOL, timeout=10).stdout)}
+        self.assertEqual(listed, {
+            "a": None,
+            "device": f"System error. {DRIVES}/device/description.ini: Too many levels of symbolic links.",
+            "giant": f"System error. {DRIVES}/giant/description.ini is too large.",
+            "pipe": f"System error. {DRIVES}/pipe/description.ini is not a regular file.",
+            "state": f"System error. {DRIVES}/state/state is not a regular file."})
+        self.check("fault", "pipe", status=1, stderr='There is no simulated drive "pipe".', timeout=10)
+        self.check("fault", "giant", status=1, timeout=10,
+                   stderr=f"System error. {DRIVES}/giant/description.ini is too large.")
+        self.check("serve", "state", status=1, timeout=10,
+                   stderr=f"System error. {DRIVES}/state/state is not a regular file.")
+
+
+class Permissions(SimdriveTestCase):
+    def mode(self, path):
+        return path.stat().st_mode & 0o7777
+
+    def test_drives_are_their_owners_alone(self):
+        self.make()
+        self.assertEqual([self.mode(self.drives), self.mode(self.drives / "a")], [0o700] * 2)
+        self.assertEqual({path.name: self.mode(path) for path in (self.drives / "a").iterdir()},
+                         {"description.ini": 0o600, "state": 0o600})
+        # Of an older program, or made by hand.
+        for folder in (self.drives, self.drives / "a"):
+            folder.chmod(0o755)
+        self.check("fault", "a", stdout="No faults.\n")
+        self.assertEqual([self.mode(self.drives), self.mode(self.drives / "a")], [0o700] * 2)
+
+    def test_a_lock_of_another_user_stops_nothing(self):
+        """Whoever could open the folders, before they were closed to others, may still hold locks on them."""
+        self.make()
+        for folder in (self.drives, self.drives / "a"):
+            descriptor = os.open(folder, os.O_RDONLY)
+            self.addCleanup(os.close, descriptor)
+            fcntl.flock(descriptor, fcntl.LOCK_EX)
+        self.make("b", serial="S2")
+        self.check("fault", "a", "--gone", "yes", stdout="gone = yes\n", timeout=10)
+        self.check("remove", "a", stdout="Removed a\n", timeout=10)
+
+    def test_folders_that_others_may_write_are_refused(self):
+        self.make()
+        (self.drives / "a").chmod(0o720)
+        message = f"System error. {DRIVES}/a can be changed by other users."
+        for command in (["fault", "a"], ["remove", "a"], ["serve", "a"]):
+            self.check(*command, status=1, stderr=message)
+        self.drives.chmod(0o1777)
+        message = f"System error. {DRIVES} can be changed by other users."
+        for command in (["create", "b"], ["fault", "a"], ["remove", "a"]):
+            self.check(*command, status=1, stderr=message)
+        self.assertEqual(self.names(), ["a"])
+        self.assertEqual([self.mode(self.drives), self.mode(self.drives / "a")], [0o1777, 0o720])
+
+    def test_what_killed_processes_left_is_removed(self):
+        self.make()
+        for name in (".making-abcdef", ".removing-b-7"):
+            (self.drives / name).mkdir()
+            (self.drives / name / "state").write_text("left")
+        self.check("list", stdout=self.world.run("list", tool=TOOL).stdout)
+        self.assertEqual(self.names(), [".making-abcdef", ".removing-b-7", "a"], "reading leaves no trace")
+        self.make("b", serial="S2")
+        self.assertEqual(self.names(), ["a", "b"])
+
+
 class Removing(SimdriveTestCase):
     def test_drives(self):
         self.make("a")
         self.make("b", serial="S2")
         self.make("c", serial="S3")
         self.check("remove", "a", "c", stdout="Removed a\nRemoved c\n")
-        self.assertEqual([path.name for path in self.drives.iterdir()], ["b"])
+        self.assertEqual(self.names(), ["b"])
 
     def test_stops_at_the_first_that_cannot_be(self):
         self.make("a")
         self.make("b", serial="S2")
         self.check("remove", "a", "x", "b", status=1, stdout="Removed a\n",
                    stderr='There is no simulated drive "x".')
-        self.assertEqual([path.name for path in self.drives.iterdir()], ["b"])
+        self.assertEqual(self.names(), ["b"])
 
     def test_a_damaged_drive_too(self):
         self.make()
@@ -194,7 +275,7 @@ class Removing(SimdriveTestCase):
         for name in ("..", "a/b", "", "/"):
             self.check("remove", name, status=1, stderr=f'"{name}" is no name of a simulated drive.')
         self.assertEqual(sorted(str(path.relative_to(self.world.opt)) for path in self.world.opt.rglob("*")),
-                         ["SimulatedDrives", "SimulatedDrives/file", "SimulatedDrives/folder",
+                         ["SimulatedDrives", "SimulatedDrives/.lock", "SimulatedDrives/file", "SimulatedDrives/folder",
                           "SimulatedDrives/folder/state", "SimulatedDrives/link", "SimulatedDrives/linked",
                           "SimulatedDrives/linked/description.ini", "outside", "outside/description.ini"])
 
@@ -234,6 +315,17 @@ class Faults(SimdriveTestCase):
         self.description().write_text(text)
         self.check("fault", "a", "--gone", "yes", stdout="gone = yes\n")
         self.assertEqual(self.description().read_text(), text.replace("gone=no", "gone = yes"))
+
+    def test_are_found_after_a_comment_beside_their_section(self):
+        self.make()
+        text = self.description().read_text().replace("[faults]", "[faults] ; of today")
+        self.description().write_text(text)
+        self.check("fault", "a", stdout="No faults.\n")
+        self.check("fault", "a", "--gone", "yes", stdout="gone = yes\n")
+        self.assertEqual(self.description().read_text(), text.replace("gone = no", "gone = yes"))
+        self.assertTrue(self.world.run("list", tool=TOOL).stdout.endswith("gone\n"))
+        self.check("fault", "a", "clear", "gone", stdout="No faults.\n")
+        self.assertEqual(self.description().read_text(), text)
 
     def test_that_are_none_change_nothing(self):
         self.make()

@@ -1,7 +1,10 @@
 #include <fcntl.h>
+#include <sys/file.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <csignal>
 #include <filesystem>
 #include <thread>
 
@@ -189,6 +192,151 @@ TEST_F(FolderOfASimulatedDrive, LeavesNothingOfADriveThatCouldNotBeMade) {
         names.push_back(entry.path().filename());
     }
     EXPECT_EQ(names, std::vector<std::string>{"one"});
+}
+
+TEST_F(FolderOfASimulatedDrive, IsItsOwnersAlone) {
+    const auto modeOf = [](const std::string& file) {
+        struct stat info {};
+        EXPECT_EQ(::lstat(file.c_str(), &info), 0) << file;
+        return info.st_mode & 07777;
+    };
+    data.assign(512, 1);
+    EXPECT_EQ(status(io(0x01, 1)), 0);
+    EXPECT_EQ(modeOf(folder / "drives"), 0700U);
+    EXPECT_EQ(modeOf(path()), 0700U);
+    for (const char* name : {"description.ini", "state", "lock", "media-1-1"}) {
+        EXPECT_EQ(modeOf(path() + "/" + name), 0600U) << name;
+    }
+    ASSERT_EQ(::chmod(path().c_str(), 0755), 0);
+    ASSERT_EQ(::chmod((folder / "drives").c_str(), 0755), 0);
+    identify(0x01);
+    EXPECT_EQ(modeOf(path()), 0700U) << "one that an older program made";
+    ostrel::core::FileDescriptor lock;
+    EXPECT_TRUE(DriveStore(folder / "drives").lock(lock).is(0, 0));
+    EXPECT_EQ(modeOf(folder / "drives"), 0700U);
+    ASSERT_EQ(::chmod(path().c_str(), 0770), 0);
+    EXPECT_EQ(failure(), "1/1 System error. DRIVE can be changed by other users.");
+}
+
+TEST_F(FolderOfASimulatedDrive, ReportsWhatIsNoFile) {
+    for (const std::string name : {"state", "description.ini", "lock"}) {
+        SCOPED_TRACE(name);
+        identify(0x01);
+        const std::string file = path() + "/" + name;
+        const std::string text = readWholeFile(file);
+        ASSERT_EQ(::unlink(file.c_str()), 0);
+        ASSERT_EQ(::mkfifo(file.c_str(), 0600), 0);
+        EXPECT_EQ(failure(), "1/22 System error. DRIVE/" + name + " is not a regular file.");
+        ASSERT_EQ(::unlink(file.c_str()), 0);
+        writeWholeFile(file, text);
+        if (name == "lock") continue;
+        ASSERT_EQ(::truncate(file.c_str(), off_t{1} << 42), 0);
+        EXPECT_EQ(failure(), "1/27 System error. DRIVE/" + name + " is too large.");
+        writeWholeFile(file, text);
+    }
+    EXPECT_EQ(failure(), "0/0 Completed successfully.");
+}
+
+TEST_F(FolderOfASimulatedDrive, RunsNoCommandWithoutItsLock) {
+    EXPECT_EQ(status(admin(0x09, 0, 0x02, 1)), 0);
+    const std::string state = readWholeFile(path() + "/state");
+    ASSERT_EQ(::unlink((path() + "/lock").c_str()), 0);
+    ASSERT_EQ(::mkdir((path() + "/lock").c_str(), 0700), 0);
+    reopen();
+    features::simulator::CompletionEntry completion;
+    const Status status = controller->execute(admin(0x09, 0, 0x02, 2), data, completion);
+    EXPECT_TRUE(status.is(1, EISDIR)) << status.getMessage();
+    EXPECT_TRUE(DriveStore(folder / "drives").describe("one", description).is(1, EISDIR));
+    EXPECT_TRUE(DriveStore(folder / "drives").remove("one").is(1, EISDIR));
+    EXPECT_EQ(readWholeFile(path() + "/state"), state);
+    EXPECT_TRUE(std::filesystem::exists(path() + "/description.ini"));
+}
+
+/// While it lives no file can grow: writing fails with EFBIG.
+class FullDisk {
+public:
+    FullDisk() : before_(std::signal(SIGXFSZ, SIG_IGN)) {
+        EXPECT_EQ(::getrlimit(RLIMIT_FSIZE, &limit_), 0);
+        rlimit none = limit_;
+        none.rlim_cur = 0;
+        EXPECT_EQ(::setrlimit(RLIMIT_FSIZE, &none), 0);
+    }
+    ~FullDisk() {
+        EXPECT_EQ(::setrlimit(RLIMIT_FSIZE, &limit_), 0);
+        (void)std::signal(SIGXFSZ, before_);  // it was valid before
+    }
+
+private:
+    rlimit limit_{};
+    void (*before_)(int);
+};
+
+TEST_F(FolderOfASimulatedDrive, RefusesCommandsWhenItsProgressCannotBeSaved) {
+    description.sanitizeSeconds = 10;
+    describe();
+    EXPECT_EQ(status(admin(0x84, 0, 2)), 0);
+    const std::string state = readWholeFile(path() + "/state");
+    clock.advanceMs(10000);
+    {
+        const FullDisk full;
+        reopen();
+        features::simulator::CompletionEntry completion;
+        const auto execute = controller->execute(admin(0x06, 0, 1), data, completion);
+        const auto reset = controller->reset(features::simulator::ResetKind::CONTROLLER);
+        std::optional<features::simulator::CompletionEntry> event;
+        const auto taken = controller->takeEvent(event);
+        for (const Status& each : {execute, reset, taken}) EXPECT_TRUE(each.is(1, EFBIG)) << each.getMessage();
+    }
+    EXPECT_EQ(readWholeFile(path() + "/state"), state);
+    EXPECT_EQ(number(log(0x81, 512), 2, 2), 0x0101U) << "done, once it can be saved";
+}
+
+TEST_F(FolderOfASimulatedDrive, SaysThatADriveCannotBeMade) {
+    // Folders in which nothing can be made, also by root.
+    const Status none = DriveStore("/proc/self/task").create({{"one", description}}, clock);
+    EXPECT_TRUE(none.is(1, ENOENT) || none.is(1, EACCES) || none.is(1, EPERM)) << none.getMessage();
+    EXPECT_NE(none.getMessage().find("/proc/self/task"), std::string::npos) << none.getMessage();
+    writeWholeFile(folder / "file", "");
+    EXPECT_TRUE(DriveStore(folder / "file").create({{"one", description}}, clock).is(1, ENOTDIR));
+    EXPECT_TRUE(DriveStore(folder / "missing/drives").create({{"one", description}}, clock).is(1, ENOENT));
+    const DriveStore store(folder / "drives");
+    {
+        const FullDisk full;
+        EXPECT_TRUE(store.create({{"two", description}}, clock).is(1, EFBIG));
+    }
+    EXPECT_EQ(store.names(), std::vector<std::string>{"one"});
+    ostrel::core::FileDescriptor lock;
+    EXPECT_TRUE(store.lock(lock).is(0, 0));
+    std::vector<std::string> left;
+    for (const auto& entry : std::filesystem::directory_iterator(folder / "drives")) {
+        left.push_back(entry.path().filename());
+    }
+    std::sort(left.begin(), left.end());
+    EXPECT_EQ(left, (std::vector<std::string>{".lock", "one"}));
+}
+
+TEST_F(FolderOfASimulatedDrive, StoreIsRidOfWhatKilledProcessesLeft) {
+    namespace fs = std::filesystem;
+    const fs::path drives(folder / "drives");
+    for (const char* name : {".making-AbCdEf", ".removing-two-123", ".mine", "making-1"}) {
+        fs::create_directory(drives / name);
+        writeWholeFile(drives / name / "state", "left");
+    }
+    fs::create_directory(folder / "elsewhere");
+    writeWholeFile(folder / "elsewhere/file", "kept");
+    fs::create_directory_symlink(folder / "elsewhere", drives / ".making-link");
+    const DriveStore store(drives);
+    ostrel::core::FileDescriptor lock;
+    ASSERT_TRUE(store.lock(lock).is(0, 0));
+    std::vector<std::string> left;
+    for (const auto& entry : fs::directory_iterator(drives)) left.push_back(entry.path().filename());
+    std::sort(left.begin(), left.end());
+    EXPECT_EQ(left, (std::vector<std::string>{".lock", ".mine", "making-1", "one"}));
+    EXPECT_EQ(readWholeFile(folder / "elsewhere/file"), "kept");
+    // Another process that makes a drive now is not disturbed: it has the lock.
+    const ostrel::core::FileDescriptor other(::open((drives / ".lock").c_str(), O_RDWR));
+    EXPECT_EQ(::flock(other.get(), LOCK_EX | LOCK_NB), -1);
+    EXPECT_EQ(errno, EWOULDBLOCK);
 }
 
 }  // namespace
