@@ -21,8 +21,6 @@ namespace {
 
 constexpr uint64_t KIB = 1024;
 constexpr uint64_t LEAST_DRIVE_BYTES = 1 << 20;
-/// A file of the media may not be larger (ext4 with blocks of 4 KiB).
-constexpr uint64_t MOST_DRIVE_BYTES = uint64_t{8} << 40;
 
 struct Unit {
     const char* name;
@@ -81,7 +79,7 @@ bool parseSize(const std::string& text, uint64_t& bytes) {
     for (const Unit& known : UNITS) {
         if (unit != known.name) continue;
         uint64_t number = 0;
-        if (!parseNumber(text.substr(0, end), MOST_DRIVE_BYTES / known.bytes, number)) return false;
+        if (!parseNumber(text.substr(0, end), MAX_DRIVE_BYTES / known.bytes, number)) return false;
         bytes = number * known.bytes;
         return bytes >= LEAST_DRIVE_BYTES;
     }
@@ -146,9 +144,8 @@ bool parseClock(const std::string& text, std::optional<uint64_t>& ms) {
 }
 
 bool parseCount(const std::string& text, uint32_t& namespaces) {
-    constexpr uint32_t MOST = 1024;
     uint32_t number = 0;
-    if (!parseInto(text, number) || number == 0 || number > MOST) return false;
+    if (!parseInto(text, number) || number == 0 || number > MAX_NAMESPACES) return false;
     namespaces = number;
     return true;
 }

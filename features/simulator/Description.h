@@ -10,6 +10,11 @@
 
 namespace features::simulator {
 
+/// The largest drive: a file of its media may not be larger (ext4 with blocks of 4 KiB).
+inline constexpr uint64_t MAX_DRIVE_BYTES = uint64_t{8} << 40;
+/// As many entries as the log page of changed namespaces has.
+inline constexpr uint32_t MAX_NAMESPACES = 1024;
+
 /// The two kinds of simulated drives.
 enum class ModelId : uint8_t {
     VELKO,  ///< with the maker's vendor features

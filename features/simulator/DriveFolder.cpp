@@ -13,6 +13,7 @@
 #include "features/nvme/Bytes.h"
 #include "features/simulator/Archive.h"
 #include "features/simulator/OwnFiles.h"
+#include "features/simulator/StateCheck.h"
 #include "ostrel/core/File.h"
 #include "ostrel/core/ScopeTrace.h"
 
@@ -181,7 +182,12 @@ Status DriveFolder::loadState() {
     status = readOwnFile(file.get(), filePath(FILE_STATE), MAX_STATE_BYTES, text);
     if (!status.is(0, 0)) return status;
     const auto* bytes = reinterpret_cast<const uint8_t*>(text.data());
-    if (const char* fault = parseState(bytes, text.size(), state)) return damaged(filePath(FILE_STATE), fault);
+    DriveState read;
+    if (const char* fault = parseState(bytes, text.size(), read)) return damaged(filePath(FILE_STATE), fault);
+    if (const char* part = impossibleIn(read)) {
+        return damaged(filePath(FILE_STATE), std::string("has impossible contents: ") + part);
+    }
+    state = std::move(read);
     savedBytes_.assign(bytes, bytes + text.size());
     return status;
 }

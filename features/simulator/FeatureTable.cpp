@@ -193,17 +193,21 @@ constexpr FeatureRow FEATURES[] = {
 
 }  // namespace
 
-const FeatureRow* findFeature(const CommandContext& context, uint8_t fid) {
+const FeatureRow* findFeatureRow(ModelId model, uint8_t fid) {
     OSTREL_TRACE();
-    const bool isOcp = context.model.id == ModelId::OCP;
+    const bool isOcp = model == ModelId::OCP;
     const auto isRow = [fid](const FeatureRow& row) { return row.fid == fid; };
     const FeatureRow* row = std::find_if(std::begin(FEATURES), std::end(FEATURES), isRow);
-    if (row == std::end(FEATURES)) {
-        const FeatureRow* end = isOcp ? ocpFeaturesEnd() : velkoFeaturesEnd();
-        row = std::find_if(isOcp ? ocpFeaturesBegin() : velkoFeaturesBegin(), end, isRow);
-        if (row == end) return nullptr;
-    }
-    return row->isOfDrive == nullptr || row->isOfDrive(context) ? row : nullptr;
+    if (row != std::end(FEATURES)) return row;
+    const FeatureRow* end = isOcp ? ocpFeaturesEnd() : velkoFeaturesEnd();
+    row = std::find_if(isOcp ? ocpFeaturesBegin() : velkoFeaturesBegin(), end, isRow);
+    return row == end ? nullptr : row;
+}
+
+const FeatureRow* findFeature(const CommandContext& context, uint8_t fid) {
+    OSTREL_TRACE();
+    const FeatureRow* row = findFeatureRow(context.model.id, fid);
+    return row != nullptr && (row->isOfDrive == nullptr || row->isOfDrive(context)) ? row : nullptr;
 }
 
 }  // namespace features::simulator

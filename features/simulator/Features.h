@@ -30,6 +30,8 @@ struct FeatureRow {
     void (*write)(CommandContext& context, uint32_t nsid, const FeatureValue& value);
 };
 
+/// The row of a model's feature; null: no drive of the model has it.
+const FeatureRow* findFeatureRow(ModelId model, uint8_t fid);
 /// Null: the drive does not have the feature.
 const FeatureRow* findFeature(const CommandContext& context, uint8_t fid);
 

@@ -38,7 +38,8 @@ CompletionEntry completionOf(uint16_t panic) {
 
 /// The entry whose time has come with one more Read command. Null: none.
 uint8_t* dueEntry(FeatureValue& injections, uint64_t reads) {
-    for (size_t i = 0; i < injections.dword; ++i) {
+    const size_t entries = std::min<size_t>(injections.dword, injections.data.size() / ENTRY_BYTES);
+    for (size_t i = 0; i < entries; ++i) {
         uint8_t* entry = injections.data.data() + i * ENTRY_BYTES;
         if ((entry[0] & FLAG_ENABLED) != 0 && reads > le16(entry + 4)) return entry;
     }

@@ -13,7 +13,6 @@ using namespace nvme;
 
 namespace {
 
-constexpr size_t MOST_ACTIVATIONS = 20;
 constexpr unsigned BIT_TEMPERATURE = 1;
 
 /// Adds an entry to the history when other firmware runs than when it was looked last.
@@ -31,7 +30,7 @@ void noteActivation(const CommandContext& context, OcpState& state) {
     entry.slot = firmware.activeSlot;
     entry.commitAction = state.commitAction;
     state.activations.push_back(entry);
-    if (state.activations.size() > MOST_ACTIVATIONS) state.activations.erase(state.activations.begin());
+    if (state.activations.size() > OcpState::MAX_ACTIVATIONS) state.activations.erase(state.activations.begin());
 }
 
 }  // namespace

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -31,7 +32,8 @@ struct OcpState {
     uint64_t powerStateChanges = 0;
     uint64_t throttlings = 0;
     uint32_t incompleteShutdowns = 0;
-    std::vector<OcpActivation> activations;  ///< oldest first, 20 at most
+    static constexpr size_t MAX_ACTIVATIONS = 20;
+    std::vector<OcpActivation> activations;  ///< oldest first
     uint16_t activationCount = 0;
     std::string firmware;        ///< that ran when the last activation was looked for; empty: the model's
     uint8_t commitAction = 0;    ///< of the last Firmware Commit
@@ -44,6 +46,8 @@ struct OcpState {
         archive(pcieErrors, linkTrainings, powerStateChanges, throttlings, incompleteShutdowns, activations,
                 activationCount, firmware, commitAction, panic, lastPanic, injectedReads);
     }
+    /// Whether the logs can show what is there.
+    bool isPossible() const { return activations.size() <= MAX_ACTIVATIONS; }
 };
 
 }  // namespace features::simulator

@@ -15,8 +15,6 @@ using namespace nvme;
 
 namespace {
 
-constexpr size_t MOST_RECORDS = 128;
-constexpr size_t MOST_ASSERTS = 16;
 constexpr uint8_t INFORMATION = 0;
 constexpr uint8_t WARNING = 1;
 constexpr uint8_t ERROR = 2;
@@ -36,7 +34,7 @@ bool hasLogs(const CommandContext& context) {
 void add(VelkoRing& ring, VelkoRecord record) {
     record.sequence = ring.nextSequence++;
     ring.records.push_back(record);
-    if (ring.records.size() > MOST_RECORDS) ring.records.erase(ring.records.begin());
+    if (ring.records.size() > VelkoRing::MAX_RECORDS) ring.records.erase(ring.records.begin());
 }
 
 uint64_t sinceResetMicroseconds(const CommandContext& context) {
@@ -160,7 +158,7 @@ void recordVelkoError(CommandContext& context, const CompletionEntry& completion
     }
     if (type == SCT_GENERIC && code == SC_INTERNAL_ERROR) {
         velko.asserts.push_back({velkoTime(context), command.opcode, ASSERT_LINE, ASSERT_FILE});
-        if (velko.asserts.size() > MOST_ASSERTS) velko.asserts.erase(velko.asserts.begin());
+        if (velko.asserts.size() > VelkoState::MAX_ASSERTS) velko.asserts.erase(velko.asserts.begin());
         recordVelkoEvent(context, velko, VelkoEvent::ASSERT);
     }
     writeExtension(context.state, velko);

@@ -1,6 +1,8 @@
 #pragma once
 
+#include <algorithm>
 #include <array>
+#include <cstddef>
 #include <cstdint>
 #include <map>
 #include <string>
@@ -28,6 +30,8 @@ struct VelkoRecord {
 struct VelkoRing {
     std::vector<VelkoRecord> records;
     uint32_t nextSequence = 0;
+
+    static constexpr size_t MAX_RECORDS = 128;
 
     template <class A>
     void fields(A& archive) {
@@ -76,6 +80,9 @@ struct VelkoState {
     uint64_t crcErrorsAtReset = 0;
     uint32_t quickFormats = 0;
     uint64_t quickFormatMs = 0;
+    static constexpr size_t MAX_ASSERTS = 16;
+    static constexpr size_t MAX_PICTURE_BYTES = 1 << 20;
+
     /// The pictures of binary logs that were taken last, by log page identifier.
     std::map<uint8_t, std::vector<uint8_t>> pictures;
     uint32_t generation = 0;
@@ -84,6 +91,13 @@ struct VelkoState {
     void fields(A& archive) {
         archive(events, nlog, bridgeNlog, asserts, flush, latencyEmptiedTime, crcErrorsAtReset, quickFormats,
                 quickFormatMs, pictures, generation);
+    }
+    /// Whether the logs can show what is there.
+    bool isPossible() const {
+        const auto fits = [](const VelkoRing& ring) { return ring.records.size() <= VelkoRing::MAX_RECORDS; };
+        const auto isSmall = [](const auto& picture) { return picture.second.size() <= MAX_PICTURE_BYTES; };
+        return fits(events) && fits(nlog) && fits(bridgeNlog) && asserts.size() <= MAX_ASSERTS &&
+               std::all_of(pictures.begin(), pictures.end(), isSmall);
     }
 };
 
