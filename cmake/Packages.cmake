@@ -16,6 +16,11 @@ find_package(Threads QUIET)
 if(NOT Threads_FOUND)
   message(FATAL_ERROR "The thread library was not found: ${NIMBREL_SETUP_HINT}")
 endif()
+# The hashes and Diffie-Hellman groups of NVMe in-band authentication: linked into nimbrel-simdrive alone.
+find_package(OpenSSL 3.0 QUIET COMPONENTS Crypto)
+if(NOT OPENSSL_FOUND)
+  message(FATAL_ERROR "OpenSSL 3.0 or later was not found: ${NIMBREL_SETUP_HINT}")
+endif()
 
 if(BUILD_TESTING)
   find_package(GTest QUIET)

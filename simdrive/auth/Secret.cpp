@@ -1,0 +1,109 @@
+#include "simdrive/auth/Secret.h"
+
+#include <boost/crc.hpp>
+#include <fcntl.h>
+#include <openssl/evp.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+
+#include "features/nvme/Bytes.h"
+#include "ostrel/core/FileDescriptor.h"
+
+namespace simdrive::auth {
+
+using namespace ostrel::core;
+
+namespace {
+
+constexpr const char* PREFIX = "DHHC-1:";
+constexpr size_t PREFIX_BYTES = 7;
+constexpr size_t CRC_BYTES = 4;
+constexpr size_t MAX_FILE_BYTES = 256;
+
+Status wrong(const std::string& message) {
+    return Status(CATEGORY_OS, EINVAL, message);
+}
+
+Status ofPath(int error, const std::string& path, const std::string& why) {
+    return Status(CATEGORY_OS, static_cast<uint32_t>(error), path + ": " + why);
+}
+
+/// False: the text is no base64. OpenSSL's decoder takes whole groups of four and counts the padding as zeros.
+bool decode(const std::string& text, Bytes& bytes) {
+    if (text.empty() || text.size() % 4 != 0) return false;
+    const size_t padding = text.size() - (text.find_last_not_of('=') + 1);
+    bytes.resize(text.size() / 4 * 3);
+    const int length = EVP_DecodeBlock(bytes.data(), reinterpret_cast<const unsigned char*>(text.data()),
+                                       static_cast<int>(text.size()));
+    if (length < 0 || padding > 2) return false;
+    bytes.resize(static_cast<size_t>(length) - padding);
+    return true;
+}
+
+uint32_t crc32(const Bytes& bytes, size_t size) {
+    boost::crc_32_type crc;
+    crc.process_bytes(bytes.data(), size);
+    return crc.checksum();
+}
+
+Status checkFile(int file, const std::string& path) {
+    struct stat info {};
+    if (::fstat(file, &info) != 0) return ofPath(errno, path, std::strerror(errno) + std::string("."));
+    if (!S_ISREG(info.st_mode)) return ofPath(EINVAL, path, "is not a regular file.");
+    if (info.st_uid != ::geteuid() && info.st_uid != 0) return ofPath(EPERM, path, "belongs to another user.");
+    if ((info.st_mode & (S_IRWXG | S_IRWXO)) != 0) {
+        return ofPath(EPERM, path, "can be opened by other users: its mode must be 0600.");
+    }
+    return Status();
+}
+
+}  // namespace
+
+Status Secret::parse(const std::string& text, Secret& secret) {
+    constexpr size_t AT_HASH = PREFIX_BYTES;
+    constexpr size_t AT_BASE64 = AT_HASH + 3;
+    const Status malformed = wrong("The secret is not of the form DHHC-1:hh:BASE64:");
+    if (text.compare(0, PREFIX_BYTES, PREFIX) != 0 || text.size() <= AT_BASE64 || text.back() != ':') return malformed;
+    const std::string hash = text.substr(AT_HASH, 3);
+    if (hash.size() != 3 || hash[0] != '0' || hash[1] < '0' || hash[1] > '3' || hash[2] != ':') {
+        return wrong("The secret's hash function is none of 00, 01, 02 and 03.");
+    }
+    Bytes bytes;
+    if (!decode(text.substr(AT_BASE64, text.size() - AT_BASE64 - 1), bytes)) return malformed;
+    const size_t keyBytes = bytes.size() - std::min(bytes.size(), CRC_BYTES);
+    if (keyBytes != 32 && keyBytes != 48 && keyBytes != 64) return wrong("The secret has neither 32, 48 nor 64 bytes.");
+    if (crc32(bytes, keyBytes) != features::nvme::le32(bytes.data() + keyBytes)) {
+        return wrong("The secret's checksum is wrong.");
+    }
+    bytes.resize(keyBytes);
+    const auto number = static_cast<uint8_t>(hash[1] - '0');
+    secret.transformation = number == 0 ? std::nullopt : std::optional<Hash>(static_cast<Hash>(number));
+    secret.key = std::move(bytes);
+    return Status();
+}
+
+Status Secret::read(const std::string& path, Secret& secret) {
+    const FileDescriptor file(::open(path.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+    if (!file.isOpen()) return ofPath(errno, path, std::strerror(errno) + std::string("."));
+    Status status = checkFile(file.get(), path);
+    if (!status.is(0, 0)) return status;
+    char text[MAX_FILE_BYTES];
+    const ssize_t count = ::read(file.get(), text, sizeof text);
+    if (count < 0) return ofPath(errno, path, std::strerror(errno) + std::string("."));
+    std::string line(text, static_cast<size_t>(count));
+    if (!line.empty() && line.back() == '\n') line.pop_back();
+    status = parse(line, secret);
+    return status.is(0, 0) ? status : ofPath(EINVAL, path, status.getMessage());
+}
+
+Bytes Secret::keyOf(const std::string& nqn) const {
+    if (!transformation) return key;
+    const std::string text = nqn + "NVMe-over-Fabrics";
+    return hmac(*transformation, key, Bytes(text.begin(), text.end()));
+}
+
+}  // namespace simdrive::auth
