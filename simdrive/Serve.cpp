@@ -4,12 +4,14 @@
 #include <cerrno>
 #include <csignal>
 #include <cstring>
+#include <optional>
 
 #include "features/simulator/Clock.h"
 #include "features/simulator/Controller.h"
 #include "features/simulator/OwnFiles.h"
 #include "ostrel/core/FileDescriptor.h"
 #include "simdrive/Commands.h"
+#include "simdrive/auth/Authentication.h"
 #include "simdrive/tcp/Target.h"
 
 namespace simdrive {
@@ -42,9 +44,25 @@ FileDescriptor stopSignals() {
     return FileDescriptor(signalfd(-1, &signals, SFD_CLOEXEC));
 }
 
-std::string announcement(const std::string& name, const tcp::Place& place) {
-    const std::string address = place.isIpv6 ? "[" + place.address + "]" : place.address;
-    return name + " listens on " + address + ":" + std::to_string(place.port) + "\nsubsystem " + place.subsystem + "\n";
+std::string announcement(const std::string& name, const tcp::Place& place, bool isAuthenticated) {
+    const std::string address =
+        (place.isIpv6 ? "[" + place.address + "]" : place.address) + ":" + std::to_string(place.port);
+    return name + " listens on " + address + "\nsubsystem " + place.subsystem + "\n" +
+           (isAuthenticated ? "authentication required: DH-HMAC-CHAP\n"
+                            : "no authentication: whoever reaches " + address + " can read and erase the drive\n");
+}
+
+/// The secrets that the options name. `requirement` stays empty without them.
+Status readSecrets(const CommandLine& line, std::optional<auth::Requirement>& requirement) {
+    if (!line.has("dhchap-secret-file")) return Status();
+    auth::Requirement read;
+    Status status = auth::Secret::read(line.option("dhchap-secret-file", ""), read.host);
+    if (!status.is(0, 0)) return status;
+    if (line.has("dhchap-ctrl-secret-file")) {
+        status = auth::Secret::read(line.option("dhchap-ctrl-secret-file", ""), read.controller.emplace());
+    }
+    if (status.is(0, 0)) requirement = std::move(read);
+    return status;
 }
 
 }  // namespace
@@ -53,9 +71,14 @@ Outcome serve(const DriveStore& store, const CommandLine& line) {
     uint16_t port = 0;
     if (line.names.size() != 1) return Outcome::misused("serve needs the name of one drive.");
     if (!parsePort(line.option("port", "4420"), port)) return Outcome::misused("--port takes 0 to 65535.");
+    if (line.has("dhchap-ctrl-secret-file") && !line.has("dhchap-secret-file")) {
+        return Outcome::misused("--dhchap-ctrl-secret-file goes with --dhchap-secret-file.");
+    }
     const std::string address = line.option("address", "127.0.0.1");
     std::string path;
-    Status status = findDrive(store, line.names[0], path);
+    std::optional<auth::Requirement> requirement;
+    Status status = readSecrets(line, requirement);
+    if (status.is(0, 0)) status = findDrive(store, line.names[0], path);
     if (!status.is(0, 0)) return Outcome::failed(status);
     FileDescriptor folder;
     status = openOwnFolder(path, FolderMode::TIGHTEN, folder);
@@ -68,14 +91,15 @@ Outcome serve(const DriveStore& store, const CommandLine& line) {
 
     const features::simulator::SystemClock clock;
     features::simulator::Controller drive(path, clock);
-    tcp::Target target(drive);
+    tcp::Target target(drive, requirement ? &*requirement : nullptr);
     status = target.listen(address, port);
     if (!status.is(0, 0)) return Outcome::failed(status);
-    if (!isLoopback(address)) {
-        (void)ostrel::core::writeFully(STDERR_FILENO, "nimbrel-simdrive: Whoever reaches " + address +
-                                                          " can read the drive and erase it: there is no secret.\n");
+    if (!requirement && !isLoopback(address)) {
+        (void)ostrel::core::writeFully(STDERR_FILENO,
+                                       "nimbrel-simdrive: " + address + " is no loopback address: other machines can " +
+                                           "read and erase the drive. --dhchap-secret-file requires authentication.\n");
     }
-    (void)ostrel::core::writeFully(STDOUT_FILENO, announcement(line.names[0], target.place()));
+    (void)ostrel::core::writeFully(STDOUT_FILENO, announcement(line.names[0], target.place(), requirement.has_value()));
     status = target.run(stop.get());
     return status.is(0, 0) ? Outcome() : Outcome::failed(status);
 }

@@ -43,7 +43,11 @@ constexpr const char* HELP = R"(nimbrel-simdrive: simulated NVMe drives, for nim
       Several values of a kind: one text with commas between them.
 
   nimbrel-simdrive serve NAME [--address 127.0.0.1] [--port 4420]
-      Puts a drive on the network with NVMe/TCP, until SIGTERM or SIGINT.
+                         [--dhchap-secret-file FILE]
+                         [--dhchap-ctrl-secret-file FILE]
+      Puts a drive on the network with NVMe/TCP, until SIGTERM or SIGINT. With
+      a secret hosts must authenticate; the secret is one line, DHHC-1:...,
+      in a file of mode 0600. The second one is what the drive answers with.
 
 Everything but --help needs the root user. The drives are in
 /opt/velko/nimbrel/SimulatedDrives, where nimbrel finds them.
@@ -70,7 +74,7 @@ Outcome runTool(const std::vector<std::string>& words) {
         {"list", simdrive::list, {"json!"}},
         {"remove", simdrive::remove, {}},
         {"fault", simdrive::fault, faultOptions()},
-        {"serve", simdrive::serve, {"address", "port"}},
+        {"serve", simdrive::serve, {"address", "port", "dhchap-secret-file", "dhchap-ctrl-secret-file"}},
     };
     const auto* command = std::find_if(std::begin(commands), std::end(commands),
                                        [&](const CommandRow& row) { return words[0] == row.name; });

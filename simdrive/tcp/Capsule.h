@@ -81,5 +81,6 @@ inline constexpr uint8_t SC_INCOMPATIBLE_FORMAT = 0x80;
 inline constexpr uint8_t SC_CONTROLLER_BUSY = 0x81;
 inline constexpr uint8_t SC_CONNECT_INVALID_PARAMETERS = 0x82;
 inline constexpr uint8_t SC_INVALID_QUEUE_TYPE = 0x85;
+inline constexpr uint8_t SC_AUTHENTICATION_REQUIRED = 0x91;
 
 }  // namespace simdrive::tcp

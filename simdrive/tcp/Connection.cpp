@@ -41,6 +41,7 @@ void Connection::onReadable() {
         isOver_ = true;
         return;
     }
+    hasProgress_ = true;
     in_.insert(in_.end(), piece, piece + count);
     consume();
 }
@@ -54,6 +55,7 @@ void Connection::onWritable() {
             isOver_ = true;
             return;
         }
+        hasProgress_ = true;
         sent_ += static_cast<size_t>(count);
     }
     out_.clear();

@@ -2,10 +2,14 @@
 
 #include <cstdint>
 #include <deque>
+#include <memory>
 #include <set>
+#include <string>
+#include <utility>
 #include <vector>
 
 #include "ostrel/core/FileDescriptor.h"
+#include "simdrive/auth/Authentication.h"
 #include "simdrive/tcp/Capsule.h"
 #include "simdrive/tcp/Pdu.h"
 
@@ -37,6 +41,9 @@ public:
         uint16_t id = 0;
         uint16_t entries = 32;
         bool isFlowControlled = true;
+        std::unique_ptr<auth::Authentication> authentication;  ///< null: none is required
+
+        bool isAuthenticated() const { return authentication == nullptr || authentication->isSuccessful(); }
     };
 
     Connection(ostrel::core::FileDescriptor socket, CommandHandler& handler);
@@ -47,6 +54,10 @@ public:
     /// Nothing more is to be done with it, and it is to be destroyed.
     bool isOver() const { return isOver_ || (isClosing_ && out_.empty()); }
     bool isClosing() const { return isClosing_; }
+    /// Whether the rest of a unit, data of a command, or the host's taking of output is awaited.
+    bool isWaitingForHost() const { return !in_.empty() || !out_.empty() || !transfers_.empty(); }
+    /// Whether bytes came or went since the last call.
+    bool takeProgress() { return std::exchange(hasProgress_, false); }
 
     void onReadable();
     void onWritable();
@@ -55,6 +66,7 @@ public:
     void closeNow() { isOver_ = true; }
 
     Queue queue;
+    std::string peer;         ///< the host's numeric address
     uint64_t deadlineMs = 0;  ///< the target's: when it has waited long enough for this host
 
     /// Completes a command that was held; false: there is none with that identifier.
@@ -92,6 +104,7 @@ private:
     bool isInitialized_ = false;
     bool isClosing_ = false;
     bool isOver_ = false;
+    bool hasProgress_ = false;
     std::vector<uint8_t> in_;
     std::vector<uint8_t> out_;
     size_t sent_ = 0;  ///< of out_

@@ -37,6 +37,9 @@ public:
     /// A connection that ends. Without its admin queue the association is over.
     void forget(const Connection& connection);
     bool isOver() const { return isOver_; }
+    /// The host may use it: no authentication is required, or its admin queue has authenticated.
+    void admit() { isAdmitted_ = true; }
+    bool isAdmitted() const { return isAdmitted_ && !isOver_; }
     /// Closes all queues at once and ends the association.
     void end();
     /// The host has not been heard of for longer than it promised.
@@ -84,6 +87,7 @@ private:
     uint32_t configuration_ = 0;  ///< CC
     uint32_t status_ = 0;         ///< CSTS
     bool isOver_ = false;
+    bool isAdmitted_ = false;
     std::vector<Connection*> queues_;
     std::vector<uint16_t> eventRequests_;  ///< command identifiers on the admin queue, oldest first
 };

@@ -5,11 +5,13 @@
 #include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <poll.h>
+#include <sys/resource.h>
 #include <sys/socket.h>
 
 #include <algorithm>
 #include <cerrno>
 #include <chrono>
+#include <cstdio>
 #include <cstring>
 
 #include "simdrive/tcp/DriveController.h"
@@ -24,11 +26,18 @@ using ostrel::core::Status;
 namespace {
 
 constexpr uint8_t FABRICS_CONNECT = 0x01;
+constexpr uint8_t FABRICS_AUTH_SEND = 0x05;
+constexpr uint8_t FABRICS_AUTH_RECEIVE = 0x06;
 constexpr size_t CONNECT_DATA_BYTES = 1024;
 constexpr uint16_t ANY_CONTROLLER = 0xFFFF;
 constexpr uint16_t MOST_QUEUE_ENTRIES = 128;
-constexpr uint64_t IDLE_MS =
-    10000;                    ///< for a connection that does not become a queue, or does not take its last output
+/// For a connection that does not become a queue, does not authenticate, or does not take its last output.
+constexpr uint64_t IDLE_MS = 10000;
+/// For a queue in the middle of a unit, or with output that the host does not take: without a byte for so long.
+constexpr uint64_t STALL_MS = 30000;
+/// Of a Discovery controller whose host promised no keep alive.
+constexpr uint32_t DISCOVERY_KEEP_ALIVE_MS = 120000;
+constexpr uint64_t ACCEPT_PAUSE_MS = 500;
 constexpr int TICK_MS = 500;  ///< how often events of the drive are looked for
 
 // Offsets in the Connect command and in its data: Invalid Parameter Offset of a refusal.
@@ -78,6 +87,22 @@ void watchOver(int descriptor) {
     (void)setsockopt(descriptor, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
 }
 
+/// The numeric address without the port; empty: none.
+std::string addressOf(const sockaddr_storage& peer) {
+    char text[NI_MAXHOST] = "";
+    const auto* address = reinterpret_cast<const sockaddr*>(&peer);
+    const bool isKnown = getnameinfo(address, sizeof peer, text, sizeof text, nullptr, 0, NI_NUMERICHOST) == 0;
+    return isKnown ? text : "";
+}
+
+/// Whether the drive can still open its files after this descriptor, the lowest that was free.
+bool leavesRoom(int descriptor) {
+    constexpr rlim_t FILES_OF_THE_DRIVE = 16;
+    rlimit limit{};
+    return getrlimit(RLIMIT_NOFILE, &limit) == 0 &&
+           (limit.rlim_cur == RLIM_INFINITY || static_cast<rlim_t>(descriptor) + FILES_OF_THE_DRIVE < limit.rlim_cur);
+}
+
 uint16_t portOf(int descriptor, bool isIpv6) {
     sockaddr_storage storage{};
     socklen_t length = sizeof storage;
@@ -118,7 +143,8 @@ Status Target::run(int stop) {
     for (;;) {
         std::vector<pollfd> waits;
         waits.push_back({stop, POLLIN, 0});
-        waits.push_back({listener_.get(), POLLIN, 0});
+        const bool isListening = nowMs() >= listenAgainMs_;
+        waits.push_back({listener_.get(), static_cast<short>(isListening ? POLLIN : 0), 0});
         for (const auto& each : connections_) {
             const int events = (each->wantsToRead() ? POLLIN : 0) | (each->wantsToWrite() ? POLLOUT : 0);
             waits.push_back({each->descriptor(), static_cast<short>(events), 0});
@@ -140,11 +166,33 @@ Status Target::run(int stop) {
 }
 
 void Target::accept() {
-    FileDescriptor socket(accept4(listener_.get(), nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC));
-    if (!socket.isOpen() || connections_.size() == MOST_CONNECTIONS) return;
+    sockaddr_storage peer{};
+    socklen_t length = sizeof peer;
+    FileDescriptor socket(
+        accept4(listener_.get(), reinterpret_cast<sockaddr*>(&peer), &length, SOCK_NONBLOCK | SOCK_CLOEXEC));
+    if (!socket.isOpen()) {
+        pauseListening(errno);
+        return;
+    }
+    isOutOfDescriptors_ = false;
+    const std::string address = addressOf(peer);
+    const auto ofPeer = std::count_if(connections_.begin(), connections_.end(),
+                                      [&](const auto& each) { return each->peer == address; });
+    const bool isFull = connections_.size() == MAX_CONNECTIONS || static_cast<size_t>(ofPeer) >= MAX_OF_PEER;
+    if (isFull || !leavesRoom(socket.get())) return;
     watchOver(socket.get());
     connections_.push_back(std::make_unique<Connection>(std::move(socket), *this));
+    connections_.back()->peer = address;
     connections_.back()->deadlineMs = nowMs() + IDLE_MS;
+}
+
+/// The connection that could not be accepted stays in the queue and would wake poll() at once, again and again.
+void Target::pauseListening(int error) {
+    if (error == EAGAIN || error == EINTR || error == ECONNABORTED) return;
+    listenAgainMs_ = nowMs() + ACCEPT_PAUSE_MS;
+    if (isOutOfDescriptors_) return;
+    isOutOfDescriptors_ = true;
+    std::fprintf(stderr, "nimbrel-simdrive: No further connections for now: %s.\n", std::strerror(error));
 }
 
 void Target::serve(Connection& connection, int events) {
@@ -167,9 +215,10 @@ void Target::lookAfterTime() {
         if (each->isExpired(now)) each->end();
     }
     for (const auto& each : connections_) {
-        const bool isQueue = each->queue.controller != nullptr;
-        if (isQueue && !each->isClosing()) {
-            each->deadlineMs = now + IDLE_MS;
+        const bool isQueue = each->queue.controller != nullptr && each->queue.isAuthenticated();
+        const bool isStalled = !each->takeProgress() && each->isWaitingForHost();
+        if (isQueue && !each->isClosing() && !isStalled) {
+            each->deadlineMs = now + STALL_MS;
         } else if (now > each->deadlineMs) {
             each->closeNow();
         }
@@ -195,12 +244,12 @@ void Target::removeEnded() {
 }
 
 int Target::waitMs() const {
-    return connections_.empty() ? -1 : TICK_MS;
+    return connections_.empty() && nowMs() >= listenAgainMs_ ? -1 : TICK_MS;
 }
 
 FabricsController* Target::findController(uint16_t id) const {
     const auto found = std::find_if(controllers_.begin(), controllers_.end(),
-                                    [&](const auto& each) { return each->id() == id && !each->isOver(); });
+                                    [&](const auto& each) { return each->id() == id && each->isAdmitted(); });
     return found == controllers_.end() ? nullptr : found->get();
 }
 
@@ -208,6 +257,7 @@ Reply Target::handle(Connection& connection, const Capsule& capsule, std::vector
     FabricsController* controller = connection.queue.controller;
     if (controller != nullptr) {
         if (controller->isOver()) return Reply::held();
+        if (!connection.queue.isAuthenticated()) return authenticate(connection, capsule, data);
         return controller->handle(connection, capsule, data, nowMs());
     }
     if (!capsule.isFabrics() || capsule.fabricsType() != FABRICS_CONNECT) {
@@ -237,7 +287,52 @@ Reply Target::connect(Connection& connection, const Capsule& capsule, const std:
     connection.queue.entries = static_cast<uint16_t>(size0Based + 1);
     connection.queue.isFlowControlled = (capsule.byte(AT_ATTRIBUTES) & NO_FLOW_CONTROL) == 0;
     connection.queue.controller->add(connection);
-    return reply;
+    if (requirement_ == nullptr || subsystem == DISCOVERY_NQN) return reply;
+    constexpr uint32_t AUTHREQ_ATR = 1 << 17;
+    connection.queue.authentication = std::make_unique<auth::Authentication>(
+        *requirement_, connection.queue.controller->host().name, place_.subsystem);
+    return Reply{reply.statusField, reply.result | AUTHREQ_ATR, false};
+}
+
+/// Until it is authenticated a queue takes Authentication Send and Receive alone.
+Reply Target::authenticate(Connection& connection, const Capsule& capsule, std::vector<uint8_t>& data) {
+    constexpr uint32_t DH_CHAP = 0xE9000000 | 1 << 16 | 1 << 8;  // SECP E9h, SPSP1 and SPSP0 1
+    constexpr uint32_t MAX_MESSAGE_BYTES = 16384;
+    constexpr unsigned DWORD_PROTOCOL = 10;
+    constexpr unsigned DWORD_LENGTH = 11;
+    const bool isSend = capsule.isFabrics() && capsule.fabricsType() == FABRICS_AUTH_SEND;
+    const bool isReceive = capsule.isFabrics() && capsule.fabricsType() == FABRICS_AUTH_RECEIVE;
+    if (!isSend && !isReceive) return Reply::refusal(SCT_COMMAND, SC_AUTHENTICATION_REQUIRED);
+    const uint32_t length = capsule.cdw(DWORD_LENGTH);
+    if (capsule.cdw(DWORD_PROTOCOL) != DH_CHAP || length == 0 || length > MAX_MESSAGE_BYTES ||
+        length != capsule.sglLength()) {
+        return Reply::refusal(SCT_GENERIC, SC_INVALID_FIELD);
+    }
+    auth::Authentication& authentication = *connection.queue.authentication;
+    if (isSend) {
+        const bool isTaken = authentication.take(data);
+        if (authentication.isFailed()) connection.close();
+        if (authentication.isSuccessful()) admit(connection);
+        return isTaken ? Reply() : Reply::refusal(SCT_GENERIC, SC_COMMAND_SEQUENCE);
+    }
+    data = authentication.give();
+    if (data.empty()) return Reply::refusal(SCT_GENERIC, SC_COMMAND_SEQUENCE);
+    if (authentication.isFailed()) connection.close();
+    if (authentication.isSuccessful()) admit(connection);
+    if (data.size() > length) return Reply::refusal(SCT_GENERIC, SC_DATA_SGL_LENGTH);
+    data.resize(length);  // the rest is zeros
+    return {};
+}
+
+/// Of several hosts that connected, the first that is authenticated gets the drive.
+void Target::admit(Connection& connection) {
+    FabricsController* controller = connection.queue.controller;
+    if (connection.queue.id != 0) return;
+    if (findController(controller->id()) != nullptr) {
+        connection.close();
+    } else {
+        controller->admit();
+    }
 }
 
 Reply Target::connectAdmin(Connection& connection, const Capsule& capsule, const std::vector<uint8_t>& data,
@@ -245,13 +340,17 @@ Reply Target::connectAdmin(Connection& connection, const Capsule& capsule, const
     if (le16(data.data() + AT_CONTROLLER_ID) != ANY_CONTROLLER) return invalidInData(AT_CONTROLLER_ID);
     const uint32_t keepAliveMs = capsule.dword(AT_KEEP_ALIVE);
     std::unique_ptr<FabricsController> controller;
-    if (nameAt(data, AT_SUBSYSTEM) == DISCOVERY_NQN) {
-        if (controllers_.size() > MOST_DISCOVERIES) return Reply::passingRefusal(SCT_COMMAND, SC_CONTROLLER_BUSY);
+    const bool isDiscovery = nameAt(data, AT_SUBSYSTEM) == DISCOVERY_NQN;
+    if (isDiscovery) {
+        const auto discoveries = std::count_if(controllers_.begin(), controllers_.end(),
+                                               [](const auto& each) { return each->id() != DriveController::ID; });
+        if (static_cast<size_t>(discoveries) >= MOST_DISCOVERIES)
+            return Reply::passingRefusal(SCT_COMMAND, SC_CONTROLLER_BUSY);
         do {
             nextDiscovery_ = nextDiscovery_ < 0xFFEF ? static_cast<uint16_t>(nextDiscovery_ + 1) : uint16_t{2};
         } while (findController(nextDiscovery_) != nullptr);
-        controller =
-            std::make_unique<DiscoveryController>(nextDiscovery_, place_, std::move(host), keepAliveMs, nowMs());
+        controller = std::make_unique<DiscoveryController>(
+            nextDiscovery_, place_, std::move(host), keepAliveMs == 0 ? DISCOVERY_KEEP_ALIVE_MS : keepAliveMs, nowMs());
     } else {
         if (findController(DriveController::ID) != nullptr) {
             return Reply::passingRefusal(SCT_COMMAND, SC_CONTROLLER_BUSY);
@@ -262,6 +361,7 @@ Reply Target::connectAdmin(Connection& connection, const Capsule& capsule, const
         }
         controller = std::make_unique<DriveController>(drive_, std::move(host), keepAliveMs, nowMs());
     }
+    if (isDiscovery || requirement_ == nullptr) controller->admit();
     connection.queue.controller = controller.get();
     controllers_.push_back(std::move(controller));
     return Reply{0, connection.queue.controller->id(), false};

@@ -18,12 +18,18 @@ namespace simdrive::tcp {
 /// An NVMe/TCP target with one simulated drive and a Discovery subsystem. The drive has one controller, so one host at
 /// a time; a second one is refused as long as the first is there or has not missed its keep alive.
 ///
-/// Memory:    at most MOST_CONNECTIONS connections, see Connection.
-/// Ownership: the drive must outlive it.
+/// With a requirement each queue of the drive must authenticate before anything else, and a host that has not done so
+/// keeps no other away. The Discovery subsystem, which shows where the drive is, needs no authentication.
+///
+/// Memory:    at most MAX_CONNECTIONS connections, MAX_OF_PEER of one address, see Connection.
+/// Errors:    without descriptors for another connection it goes on with those that it has, and tries again.
+/// Ownership: the drive and the requirement must outlive it.
 /// Threads:   one, which does everything in run().
 class Target : public CommandHandler {
 public:
-    explicit Target(features::simulator::Controller& drive) : drive_(drive) {}
+    /// `requirement`: null: no authentication.
+    Target(features::simulator::Controller& drive, const auth::Requirement* requirement)
+        : drive_(drive), requirement_(requirement) {}
 
     /// `address`: numeric, IPv4 or IPv6; port 0: any free one, see place().
     ostrel::core::Status listen(const std::string& address, uint16_t port);
@@ -34,7 +40,8 @@ public:
     Reply handle(Connection& connection, const Capsule& capsule, std::vector<uint8_t>& data) override;
 
 private:
-    static constexpr size_t MOST_CONNECTIONS = 128;
+    static constexpr size_t MAX_CONNECTIONS = 128;
+    static constexpr size_t MAX_OF_PEER = 96;  ///< a host with all queues has 65
     static constexpr size_t MOST_DISCOVERIES = 16;
 
     void accept();
@@ -45,9 +52,16 @@ private:
     Reply connect(Connection& connection, const Capsule& capsule, const std::vector<uint8_t>& data);
     Reply connectAdmin(Connection& connection, const Capsule& capsule, const std::vector<uint8_t>& data, Host host);
     Reply connectIo(Connection& connection, const Capsule& capsule, const std::vector<uint8_t>& data, const Host& host);
+    Reply authenticate(Connection& connection, const Capsule& capsule, std::vector<uint8_t>& data);
+    void admit(Connection& connection);
+    /// One whose admin queue is authenticated.
     FabricsController* findController(uint16_t id) const;
+    void pauseListening(int error);
 
     features::simulator::Controller& drive_;
+    const auth::Requirement* requirement_;  ///< not owned
+    uint64_t listenAgainMs_ = 0;
+    bool isOutOfDescriptors_ = false;  ///< and that was reported
     Place place_;
     ostrel::core::FileDescriptor listener_;
     std::vector<std::unique_ptr<Connection>> connections_;

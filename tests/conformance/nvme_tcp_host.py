@@ -66,8 +66,9 @@ class Ended(Exception):
 class Queue:
     """One connection."""
 
-    def __init__(self, port, address="127.0.0.1"):
-        self.socket = socket.create_connection((address, port), timeout=30)
+    def __init__(self, port, address="127.0.0.1", source=None):
+        self.socket = socket.create_connection((address, port), timeout=30,
+                                               source_address=(source, 0) if source else None)
         self.next_id = 1
         self.digests = 0
 

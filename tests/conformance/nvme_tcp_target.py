@@ -2,6 +2,7 @@
 
 import os
 import re
+import resource
 import signal
 import struct
 import time
@@ -34,14 +35,16 @@ class TargetTestCase(unittest.TestCase):
         self.assertEqual((made.status, made.stderr), (0, ""))
         self.serve()
 
-    def serve(self):
-        self.process = self.world.start("serve", "drive", "--port", "0", tool=TOOL)
+    def serve(self, *options, openness=None):
+        self.process = self.world.start("serve", "drive", "--port", "0", *options, tool=TOOL)
         self.addCleanup(self.end)
         line = self.process.stdout.readline().decode()
         found = re.fullmatch(r"drive listens on 127\.0\.0\.1:(\d+)\n", line)
         self.assertTrue(found, line)
         self.assertEqual(self.process.stdout.readline().decode(), f"subsystem {NQN}\n")
         self.port = int(found.group(1))
+        openness = openness or f"no authentication: whoever reaches 127.0.0.1:{self.port} can read and erase the drive"
+        self.assertEqual(self.process.stdout.readline().decode(), openness + "\n")
 
     def end(self):
         if self.process.poll() is None:
@@ -51,8 +54,8 @@ class TargetTestCase(unittest.TestCase):
         run = self.world.run("fault", "drive", *arguments, tool=TOOL)
         self.assertEqual((run.status, run.stderr), (0, ""))
 
-    def queue(self):
-        queue = Queue(self.port)
+    def queue(self, source=None):
+        queue = Queue(self.port, source=source)
         self.addCleanup(queue.socket.close)
         return queue
 
@@ -587,10 +590,12 @@ class Life(TargetTestCase):
                 self.serve()
 
     def test_many_connections_are_bounded(self):
-        queues = [self.queue() for _ in range(200)]
-        for queue in queues[:128]:
+        """Of one address first, then in all."""
+        queues = [self.queue() for _ in range(100)]
+        queues += [self.queue(source=f"127.0.0.{2 + number % 3}") for number in range(40)]
+        for queue in queues[:96] + queues[100:132]:
             queue.initialize()
-        for queue in queues[128:]:
+        for queue in queues[96:100] + queues[132:]:
             self.assertTrue(queue.is_ended())
         for queue in queues:
             queue.socket.close()
@@ -609,6 +614,55 @@ class Life(TargetTestCase):
         with open(f"/proc/{self.served()}/statm") as file:
             resident = int(file.read().split()[1]) * os.sysconf("SC_PAGE_SIZE")
         self.assertLess(resident, 64 << 20)
+
+    def cpu_seconds(self):
+        with open(f"/proc/{self.served()}/stat") as file:
+            user, system = file.read().rsplit(")", 1)[1].split()[11:13]
+        return (int(user) + int(system)) / os.sysconf("SC_CLK_TCK")
+
+    def test_without_descriptors_it_waits_and_goes_on(self):
+        discovery = self.initialized()  # which needs no file of the drive
+        discovery.connect(DISCOVERY_NQN)
+        discovery.enable()
+        limits = resource.prlimit(self.served(), resource.RLIMIT_NOFILE)
+        used = 1 + max(map(int, os.listdir(f"/proc/{self.served()}/fd")))
+        resource.prlimit(self.served(), resource.RLIMIT_NOFILE, (used, limits[1]))
+        waiting = self.queue()
+        before = self.cpu_seconds()
+        time.sleep(2)
+        self.assertLess(self.cpu_seconds() - before, 0.5, "it spins")
+        self.assertEqual(discovery.command(KEEP_ALIVE), (0, 0, b""))
+        resource.prlimit(self.served(), resource.RLIMIT_NOFILE, limits)
+        waiting.initialize()
+        os.killpg(self.process.pid, signal.SIGTERM)
+        self.assertEqual(self.process.wait(30), 0)
+        self.assertEqual(self.process.stderr.read(),
+                         b"nimbrel-simdrive: No further connections for now: Too many open files.\n")
+
+    def test_connections_leave_the_drive_the_descriptors_that_it_needs(self):
+        admin = self.admin()
+        used = 1 + max(map(int, os.listdir(f"/proc/{self.served()}/fd")))
+        resource.prlimit(self.served(), resource.RLIMIT_NOFILE, (used + 20, used + 20))
+        queues = [self.queue() for _ in range(50)]
+        for queue in queues[5:]:
+            self.assertTrue(queue.is_ended())
+        self.assertEqual(admin.command(IDENTIFY, cdw10=1, read=4096)[:2], (0, 0))
+
+    def test_connections_that_come_to_nothing_are_closed_after_a_time(self):
+        """Ten seconds until it is a queue; thirty without a byte in the middle of a unit."""
+        started = time.monotonic()
+        silent, initialized, slow = self.queue(), self.initialized(), self.initialized()
+        slow.send(bytes([CAPSULE, 0]))
+        admin, stalled = self.admin(), self.io()
+        stalled.send(bytes([CAPSULE, 0]))
+        for queue in (silent, initialized, slow):
+            queue.socket.settimeout(30)
+            self.assertTrue(queue.is_ended())
+        self.assertTrue(9 < time.monotonic() - started < 20, time.monotonic() - started)
+        stalled.socket.settimeout(60)
+        self.assertTrue(stalled.is_ended())
+        self.assertTrue(29 < time.monotonic() - started < 50, time.monotonic() - started)
+        self.assertEqual(admin.command(KEEP_ALIVE), (0, 0, b""), "an idle queue stays")
 
     def served(self):
         """The tool itself: what began the world has become it."""
