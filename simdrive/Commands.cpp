@@ -56,9 +56,9 @@ std::string randomSerial() {
     return serial;
 }
 
-std::set<std::string> takenSerials(const DriveStore& store) {
+std::set<std::string> takenSerials(const DriveStore& store, const std::vector<std::string>& names) {
     std::set<std::string> taken;
-    for (const std::string& name : store.names()) {
+    for (const std::string& name : names) {
         DriveFolder::Identity identity;
         // A damaged drive has no serial number that it could share.
         if (DriveFolder::readIdentity(store.pathOf(name), identity).is(0, 0)) {
@@ -69,10 +69,9 @@ std::set<std::string> takenSerials(const DriveStore& store) {
 }
 
 /// NAME-1, NAME-2, ... past those that are taken, or NAME alone.
-std::vector<std::string> newNames(const DriveStore& store, const CommandLine& line, uint64_t count) {
+std::vector<std::string> newNames(const std::vector<std::string>& existing, const CommandLine& line, uint64_t count) {
     if (count == 1 && !line.names.empty()) return {line.names[0]};
     const std::string stem = line.names.empty() ? line.option("model", "velko") : line.names[0];
-    const std::vector<std::string> existing = store.names();
     const std::set<std::string> taken(existing.begin(), existing.end());
     std::vector<std::string> names;
     for (uint64_t number = 1; names.size() < count; ++number) {
@@ -251,11 +250,13 @@ Outcome create(const DriveStore& store, const CommandLine& line) {
 
     FileDescriptor lock;
     Status status = store.lock(lock);
+    std::vector<std::string> existing;
+    if (status.is(0, 0)) status = store.list(existing);
     if (!status.is(0, 0)) return Outcome::failed(status);
-    std::set<std::string> taken = takenSerials(store);
+    std::set<std::string> taken = takenSerials(store, existing);
     std::vector<DriveStore::NewDrive> drives;
     std::string out;
-    for (const std::string& name : newNames(store, line, count)) {
+    for (const std::string& name : newNames(existing, line, count)) {
         status = newSerial(line, count, drives.size() + 1, taken, description.serialNumber);
         // The bounds of size and serial number are those of the description.
         Description checked;
@@ -275,7 +276,10 @@ Outcome list(const DriveStore& store, const CommandLine& line) {
     const bool isJson = line.has("json");
     std::vector<std::vector<std::string>> rows = {{"NAME", "MODEL", "SIZE", "SERIAL NUMBER", "FIRMWARE", "FAULTS"}};
     std::string json;
-    for (const std::string& name : store.names()) {
+    std::vector<std::string> names;
+    const Status listed = store.list(names);
+    if (!listed.is(0, 0)) return Outcome::failed(listed);  // none, or some, is not all
+    for (const std::string& name : names) {
         Row row{name, store.pathOf(name), Status(), {}};
         row.status = DriveFolder::readIdentity(row.path, row.identity);
         if (isJson) json += (json.empty() ? "" : ",\n") + jsonOf(row);

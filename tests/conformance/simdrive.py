@@ -163,6 +163,12 @@ class Listing(SimdriveTestCase):
                                   f"b10   velko  16 GiB  S10            {firmware:8}  temperature, gone\n")
 
 
+    def test_of_what_cannot_be_listed_is_a_failure(self):
+        self.drives.write_text("")
+        self.check("list", status=1, stderr=f"System error. {DRIVES}: Not a directory.")
+        self.check("list", "--json", status=1, stderr=f"System error. {DRIVES}: Not a directory.")
+        self.check("create", "a", status=1, stderr=f"System error. {DRIVES}: Not a directory.")
+
     def test_reports_what_is_no_file_at_once_and_the_other_drives(self):
         for number, name in enumerate(("a", "pipe", "giant", "device", "state")):
             self.make(name, serial=f"S{number}")
