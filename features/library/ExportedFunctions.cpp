@@ -1,8 +1,20 @@
 // The boundary of the library: what FeatureLibrary.h promises, and nothing more than handing on. No exception leaves.
+// Calls come one at a time, from the tool's main thread; those of a caller that does otherwise wait for each other.
+#include <mutex>
+#include <type_traits>
+
 #include "features/library/Library.h"
 #include "ostrel/interfaces/ostreli/interface/FeatureLibrary.h"
 
 using features::library::Library;
+
+namespace {
+
+/// Unload locks it at a time when static objects of this library may be gone already: this one is never destroyed.
+std::mutex calls;
+static_assert(std::is_trivially_destructible_v<std::mutex>);
+
+}  // namespace
 
 int32_t GetVer(void) {
     return FEATURE_LIBRARY_VERSION;
@@ -15,14 +27,17 @@ void RegisterDeviceManager(void*) {}
 void Load(int64_t) {}
 
 void SendXMLMessage(const char* text, uint64_t length, void** handle) {
+    const std::lock_guard<std::mutex> lock(calls);
     *handle = Library::instance().send(text, length);
 }
 
 int32_t ReceiveXMLMessage(void* handle, void* buffer, uint64_t* size) {
+    const std::lock_guard<std::mutex> lock(calls);
     return Library::instance().receive(handle, buffer, size);
 }
 
 int32_t EnableLogger(const char* path, uint64_t length, int64_t, int64_t off) {
+    const std::lock_guard<std::mutex> lock(calls);
     if (off != 0) {
         Library::instance().stopLog();
         return FEATURE_LIBRARY_SUCCESS;
@@ -34,5 +49,6 @@ int32_t EnableLogger(const char* path, uint64_t length, int64_t, int64_t off) {
 void SetLSIPath(const char*, uint64_t) {}
 
 void Unload(void) {
+    const std::lock_guard<std::mutex> lock(calls);
     Library::unload();
 }
