@@ -10,6 +10,9 @@ by one, or side by side on its second port:
         machine.qmp("device_del", id="S1")
 
 All that a machine needs is prepared once per build tree by prepare.py.
+
+With NIMBREL_VM_COVERAGE in the environment, programs that are instrumented for coverage leave their counters in a
+folder for each machine below the one that it names (see scripts/coverage).
 """
 
 import dataclasses
@@ -21,10 +24,15 @@ import shutil
 import socket
 import struct
 import subprocess
+import sys
 import tempfile
 import time
 
 WORK = pathlib.Path(os.environ.get("NIMBREL_VM_DIR", "build/vm"))
+COVERAGE = os.environ.get("NIMBREL_VM_COVERAGE")
+COUNTERS = "/coverage"  # in the guest
+# The kernel hands what it does not know to the first program as its environment.
+COVERAGE_OPTION = f"GCOV_PREFIX={COUNTERS}" if COVERAGE else ""
 BOOT_SECONDS = 120
 RUN_SECONDS = 120
 
@@ -157,7 +165,20 @@ class Machine:
                 raise RuntimeError(f"controllers, paths and namespaces: {found} instead of {expected}")
             time.sleep(0.1)
 
+    def _collect_counters(self):
+        """A machine that a test has left in the middle of a command, or stopped, keeps its counters."""
+        try:
+            counters = self.shell(f"[ ! -d {COUNTERS} ] || tar -C {COUNTERS} -cf - .", timeout=30).stdout_bytes
+        except OSError as error:
+            print(f"a machine's coverage is lost: {error}", file=sys.stderr)
+            return
+        if counters:
+            folder = tempfile.mkdtemp(prefix="machine-", dir=COVERAGE)
+            subprocess.run(["tar", "-C", folder, "-xf", "-"], input=counters, check=True)
+
     def stop(self):
+        if COVERAGE and self.ports:
+            self._collect_counters()
         for port in self.ports:
             port.socket.close()
         if self.monitor:
@@ -240,7 +261,7 @@ class Machine:
                    "-qmp", f"unix:{self.folder}/qmp,server=on,wait=off",
                    "-trace", "pci_nvme_admin_cmd", "-trace", "pci_nvme_io_cmd", "-D", f"{self.folder}/trace",
                    "-kernel", str(WORK / "vmlinuz"), "-initrd", str(WORK / "initramfs"),
-                   "-append", f"console=ttyS0 quiet panic=-1 {kernel_options}".strip(),
+                   "-append", f"console=ttyS0 quiet panic=-1 {kernel_options} {COVERAGE_OPTION}".strip(),
                    "-device", "virtio-serial-pci"]
         for port in (0, 1):
             command += ["-chardev", f"socket,id=port{port},path={self.folder}/port{port},server=on,wait=off",
