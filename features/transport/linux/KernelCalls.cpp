@@ -4,6 +4,7 @@
 #include <sys/ioctl.h>
 #include <sys/stat.h>
 #include <sys/statfs.h>
+#include <unistd.h>
 
 #include <thread>
 
@@ -25,6 +26,22 @@ long KernelCalls::fileSystemType(const std::string& path) {
 bool KernelCalls::isCharacterDevice(const std::string& path) {
     struct stat info {};
     return ::lstat(path.c_str(), &info) == 0 && S_ISCHR(info.st_mode);
+}
+
+int KernelCalls::makeNode(const std::string& path, mode_t mode, dev_t device) {
+    return ::mknod(path.c_str(), mode, device);
+}
+
+int KernelCalls::unlink(const std::string& path) {
+    return ::unlink(path.c_str());
+}
+
+int KernelCalls::stat(const std::string& path, struct stat& status) {
+    return ::stat(path.c_str(), &status);
+}
+
+int KernelCalls::stat(int descriptor, struct stat& status) {
+    return ::fstat(descriptor, &status);
 }
 
 void KernelCalls::sleep(std::chrono::milliseconds time) {

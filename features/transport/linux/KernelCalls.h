@@ -1,5 +1,8 @@
 #pragma once
 
+#include <sys/stat.h>
+#include <sys/types.h>
+
 #include <chrono>
 #include <string>
 
@@ -21,6 +24,12 @@ public:
     virtual int open(const std::string& path, int flags);
     /// ioctl(2); `argument` is a pointer, or null for a request without one.
     virtual int ioctl(int descriptor, unsigned long request, void* argument);
+    /// mknod(2).
+    virtual int makeNode(const std::string& path, mode_t mode, dev_t device);
+    virtual int unlink(const std::string& path);
+    /// stat(2) and fstat(2).
+    virtual int stat(const std::string& path, struct stat& status);
+    virtual int stat(int descriptor, struct stat& status);
 
     /// The type that statfs(2) gives of the file system at `path`; -1 when it cannot.
     virtual long fileSystemType(const std::string& path);

@@ -2,7 +2,9 @@
 
 #include <fcntl.h>
 #include <linux/fs.h>
+#include <linux/loop.h>
 #include <linux/magic.h>
+#include <unistd.h>
 
 #include <cerrno>
 #include <cstdio>
@@ -56,9 +58,47 @@ bool FakeKernel::isCharacterDevice(const std::string& path) {
     return std::filesystem::is_regular_file(std::filesystem::symlink_status(path));
 }
 
+std::string FakeKernel::shown(const std::string& path) const {
+    const std::string node = inMachine(path);
+    return node.compare(0, 13, "/dev/.nimbrel") == 0 ? "/dev/TEMPORARY" : node;
+}
+
+int FakeKernel::makeNode(const std::string& path, mode_t mode, dev_t device) {
+    calls.push_back("mknod " + shown(path));
+    if (const int error = onMakeNode(); error != 0) return answered(-error);
+    const int file = ::open(path.c_str(), O_CREAT | O_EXCL | O_WRONLY | O_CLOEXEC, mode & 0777);
+    if (file < 0) return -1;
+    devices[inMachine(path)] = {mode & S_IFMT, device};
+    return ::close(file);
+}
+
+int FakeKernel::unlink(const std::string& path) {
+    calls.push_back("unlink " + shown(path));
+    return KernelCalls::unlink(path);
+}
+
+int FakeKernel::described(const std::string& node, int outcome, struct stat& status) const {
+    const auto device = devices.find(node);
+    if (outcome == 0 && device != devices.end()) {
+        status.st_mode = device->second.type | (status.st_mode & 0777);
+        status.st_rdev = device->second.number;
+    }
+    return outcome;
+}
+
+int FakeKernel::stat(const std::string& path, struct stat& status) {
+    std::error_code missing;  // the path itself is as good then
+    const std::string node = std::filesystem::canonical(path, missing).string();
+    return described(inMachine(missing ? path : node), KernelCalls::stat(path, status), status);
+}
+
+int FakeKernel::stat(int descriptor, struct stat& status) {
+    return described(nodes_.at(descriptor), KernelCalls::stat(descriptor, status), status);
+}
+
 int FakeKernel::open(const std::string& path, int flags) {
     const std::string node = inMachine(path);
-    calls.push_back("open " + node + ((flags & O_EXCL) != 0 ? " exclusive" : ""));
+    calls.push_back("open " + shown(path) + ((flags & O_EXCL) != 0 ? " exclusive" : ""));
     if (const int error = onOpen(node); error != 0) return answered(-error);
     // O_EXCL is defined for block devices alone; the machine's nodes are files.
     const int descriptor = ::open(path.c_str(), (flags & ~O_EXCL) | O_CLOEXEC);
@@ -68,6 +108,13 @@ int FakeKernel::open(const std::string& path, int flags) {
 
 int FakeKernel::ioctl(int descriptor, unsigned long request, void* argument) {
     const std::string node = " " + nodes_.at(descriptor);
+    if (request == LOOP_GET_STATUS64) {
+        calls.push_back("loop status" + node);
+        const Loop& loop = loops.at(nodes_.at(descriptor));
+        static_cast<loop_info64*>(argument)->lo_device = loop.device;
+        static_cast<loop_info64*>(argument)->lo_rdevice = loop.rdevice;
+        return answered(-loop.error);
+    }
     if (request != NVME_IOCTL_ADMIN_CMD && request != NVME_IOCTL_IO_CMD) {
         calls.push_back(requestName(request) + node);
         return answered(onRequest(request));

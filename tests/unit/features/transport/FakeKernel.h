@@ -25,6 +25,10 @@ public:
 
     int open(const std::string& path, int flags) override;
     int ioctl(int descriptor, unsigned long request, void* argument) override;
+    int makeNode(const std::string& path, mode_t mode, dev_t device) override;
+    int unlink(const std::string& path) override;
+    int stat(const std::string& path, struct stat& status) override;
+    int stat(int descriptor, struct stat& status) override;
     long fileSystemType(const std::string& path) override;
     bool isCharacterDevice(const std::string& path) override;
     Clock::time_point now() override { return Clock::time_point() + slept; }
@@ -36,18 +40,37 @@ public:
     std::function<int(nvme_passthru_cmd& command)> onCommand = [](nvme_passthru_cmd&) { return 0; };
     /// Of any request but a command: returns 0, or an errno below 0.
     std::function<int(unsigned long request)> onRequest = [](unsigned long) { return 0; };
+    /// Returns 0 or the errno of the mknod.
+    std::function<int()> onMakeNode = [] { return 0; };
+    /// The files that are nodes of devices, and their numbers; S_IFBLK or S_IFCHR.
+    struct Device {
+        mode_t type;
+        dev_t number;
+    };
+    std::map<std::string, Device> devices;
+    /// What a loop device is backed by: what it says of itself, or an errno.
+    struct Loop {
+        dev_t device;
+        dev_t rdevice;
+        int error = 0;
+    };
+    std::map<std::string, Loop> loops;
     /// What is mounted: "/sys", "/proc".
     std::set<std::string> mounted = {"/sys", "/proc"};
     /// After each sleep.
     std::function<void()> onSleep = [] {};
 
     /// What was called, in order: "open /dev/nvme0", "open /dev/nvme0n1 exclusive", "admin 06h /dev/nvme0",
-    /// "io 02h /dev/nvme0n1", "reset /dev/nvme0", "subsystem reset ...", "rescan ...", "read partitions ...".
+    /// "io 02h /dev/nvme0n1", "reset /dev/nvme0", "subsystem reset ...", "rescan ...", "read partitions ...",
+    /// "mknod /dev/TEMPORARY", "unlink ...", "loop status ...".
     std::vector<std::string> calls;
     std::chrono::milliseconds slept{0};
 
 private:
     std::string inMachine(const std::string& path) const;
+    /// The same with a random name replaced.
+    std::string shown(const std::string& path) const;
+    int described(const std::string& node, int outcome, struct stat& status) const;
 
     std::string root_;
     std::map<int, std::string> nodes_;  ///< by descriptor

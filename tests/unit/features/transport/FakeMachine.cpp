@@ -2,6 +2,8 @@
 
 #include <filesystem>
 
+#include "features/transport/linux/BlockOpener.h"
+
 namespace fs = std::filesystem;
 
 FakeMachine::FakeMachine() : root_(fs::canonical(folder_ / "").string()) {
@@ -46,6 +48,7 @@ void FakeMachine::blockDevice(const std::string& place, const std::string& block
     folder(place + "/holders");
     folder(place + "/slaves");
     file("/dev/" + block, "");
+    kernel->devices["/dev/" + block] = {S_IFBLK, features::transport::toDeviceNumber(number).value()};
     link("/sys/class/block/" + block, place);
     link("/sys/dev/block/" + number, place);
 }
