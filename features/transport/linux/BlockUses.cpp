@@ -10,6 +10,7 @@
 #include <cstdlib>
 #include <sstream>
 
+#include "features/transport/linux/MediaContent.h"
 #include "features/transport/linux/Sysfs.h"
 #include "ostrel/core/FileDescriptor.h"
 #include "ostrel/core/ScopeTrace.h"
@@ -55,9 +56,18 @@ bool isSystemMount(const std::string& point) {
     return point.compare(0, 6, "/boot/") == 0;
 }
 
+std::string withoutPeriod(std::string sentence) {
+    if (!sentence.empty() && sentence.back() == '.') sentence.pop_back();
+    return sentence;
+}
+
 }  // namespace
 
-BlockUses::BlockUses(LinuxPaths paths) : paths_(std::move(paths)) {
+BlockUses::BlockUses(LinuxPaths paths, UseCheck check)
+    : paths_(std::move(paths)),
+      check_(check),
+      opener_(paths_, check == UseCheck::SHOW ? BlockOpener::MissingNode::REPORT : BlockOpener::MissingNode::REPLACE),
+      claims_(paths_, opener_) {
     OSTREL_TRACE();
     (void)isSysfs(paths_, errors_);  // noted there, as everything else
     (void)isProcfs(paths_, errors_);
@@ -65,11 +75,12 @@ BlockUses::BlockUses(LinuxPaths paths) : paths_(std::move(paths)) {
     readSwaps();
 }
 
-/// The kernel's name of a device node, links followed; empty for what is no node.
+/// The kernel's name of a device node, links followed; empty for what is no node. A node that is missing, as in a
+/// container, has the name that it would have.
 std::string BlockUses::blockOf(const std::string& node) const {
     char target[PATH_MAX];
-    if (node.compare(0, 1, "/") != 0 || ::realpath(node.c_str(), target) == nullptr) return {};
-    const std::string path = target;
+    if (node.compare(0, 1, "/") != 0) return {};
+    const std::string path = ::realpath(node.c_str(), target) == nullptr ? node : target;
     return path.substr(path.rfind('/') + 1);
 }
 
@@ -125,7 +136,29 @@ bool BlockUses::isSwap(const std::string& block) const {
     return std::find(swaps_.begin(), swaps_.end(), block) != swaps_.end();
 }
 
+std::vector<const DeviceClaim*> BlockUses::claimsOn(const std::string& deviceFolder) const {
+    std::vector<const DeviceClaim*> found;
+    const auto line = readLine(deviceFolder + "/dev", errors_);
+    const auto number = line ? toDeviceNumber(*line) : std::nullopt;
+    for (const DeviceClaim& claim : claims_.all()) {
+        if (number && claim.device == *number) found.push_back(&claim);
+    }
+    return found;
+}
+
+bool BlockUses::holdsSystem(const DeviceClaim& claim) const {
+    return std::any_of(claim.blocks.begin(), claim.blocks.end(),
+                       [this](const std::string& block) { return holdsSystem(block); });
+}
+
 bool BlockUses::holdsSystem(const std::string& block) const {
+    std::set<std::string> seen;
+    return holdsSystem(block, seen);
+}
+
+/// `seen`: the devices of one file system lead to each other.
+bool BlockUses::holdsSystem(const std::string& block, std::set<std::string>& seen) const {
+    if (!seen.insert(block).second) return false;
     if (isSwap(block)) return true;
     const auto mounts = mountsOf(block);
     if (std::any_of(mounts.begin(), mounts.end(), [](const Mount* mount) { return isSystemMount(mount->point); })) {
@@ -134,7 +167,10 @@ bool BlockUses::holdsSystem(const std::string& block) const {
     std::vector<std::string> above = listFolder(folder(block) + "/holders", errors_);
     const std::vector<std::string> partitions = partitionNames(block);
     above.insert(above.end(), partitions.begin(), partitions.end());
-    return std::any_of(above.begin(), above.end(), [this](const std::string& name) { return holdsSystem(name); });
+    for (const DeviceClaim* claim : claimsOn(folder(block))) {
+        above.insert(above.end(), claim->blocks.begin(), claim->blocks.end());
+    }
+    return std::any_of(above.begin(), above.end(), [&](const std::string& name) { return holdsSystem(name, seen); });
 }
 
 /// "md0", or "dm-0 (vg-data)" for what has a name of its own.
@@ -152,15 +188,46 @@ void BlockUses::addUses(const std::string& block, std::vector<NamespaceUse>& use
     for (const std::string& holder : listFolder(folder(block) + "/holders", errors_)) {
         uses.push_back({NamespaceUse::Kind::HELD, node, holderText(holder), holdsSystem(holder)});
     }
+    for (const DeviceClaim* claim : claimsOn(folder(block))) {
+        uses.push_back({NamespaceUse::Kind::HELD, node, claim->user, holdsSystem(*claim)});
+    }
 }
 
-bool BlockUses::isOpenedElsewhere(const std::string& block) const {
+std::vector<NamespaceUse> BlockUses::usesOfController(const std::string& controller) const {
+    OSTREL_TRACE();
+    std::vector<NamespaceUse> uses;
+    for (const DeviceClaim* claim : claimsOn(paths_.sys + "/class/nvme/" + controller)) {
+        uses.push_back({NamespaceUse::Kind::HELD, "/dev/" + controller, claim->user, false});
+    }
+    return uses;
+}
+
+FileDescriptor BlockUses::openExclusively(const std::string& block, int& error, LookErrors& errors) const {
     for (int tries = 1;; ++tries) {
-        const FileDescriptor node(paths_.kernel->open(paths_.dev + "/" + block, O_RDONLY | O_EXCL | O_NONBLOCK));
-        if (node.isOpen() || errno != EBUSY) return false;
-        if (tries == EXCLUSIVE_OPEN_TRIES) return true;
+        LookErrors failed;
+        FileDescriptor node = opener_.open(block, O_RDONLY | O_EXCL | O_NONBLOCK, error, failed);
+        if (node.isOpen() || error != EBUSY || tries == EXCLUSIVE_OPEN_TRIES) {
+            errors.add(failed);
+            return node;
+        }
         paths_.kernel->sleep(EXCLUSIVE_OPEN_POLL);
     }
+}
+
+void BlockUses::addUnlisted(const std::string& block, bool hasPartitions, std::vector<NamespaceUse>& uses) const {
+    const auto add = [&](NamespaceUse::Kind kind, const std::string& detail) {
+        uses.push_back({kind, "/dev/" + block, detail, false});
+    };
+    int error = 0;
+    LookErrors failed;
+    const FileDescriptor node = openExclusively(block, error, failed);
+    if (!node.isOpen() && error == EBUSY) return add(NamespaceUse::Kind::OPENED, {});
+    if (node.isOpen()) failed = claims_.errors();
+    if (!failed.isEmpty()) return add(NamespaceUse::Kind::UNKNOWN, withoutPeriod(failed.text()));
+    if (check_ != UseCheck::CONTENT || hasPartitions) return;
+    const MediaContent content = readMediaContent(node.get());
+    if (content.kind == MediaContent::Kind::KNOWN) add(NamespaceUse::Kind::CONTENT, content.text);
+    if (content.kind == MediaContent::Kind::UNREADABLE) add(NamespaceUse::Kind::UNREADABLE, content.text);
 }
 
 std::vector<NamespaceUse> BlockUses::usesOf(const std::string& block) const {
@@ -173,9 +240,7 @@ std::vector<NamespaceUse> BlockUses::usesOf(const std::string& block) const {
         addUses(partition, uses);
         if (uses.size() == before) idle.push_back({NamespaceUse::Kind::PARTITION, "/dev/" + partition, {}, false});
     }
-    if (uses.empty() && isOpenedElsewhere(block)) {
-        uses.push_back({NamespaceUse::Kind::OPENED, "/dev/" + block, {}, false});
-    }
+    if (uses.empty()) addUnlisted(block, !idle.empty(), uses);
     uses.insert(uses.end(), idle.begin(), idle.end());
     return uses;
 }

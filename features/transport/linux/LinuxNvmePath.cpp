@@ -10,6 +10,7 @@
 #include <chrono>
 #include <cstring>
 #include <map>
+#include <set>
 
 #include "features/nvme/Completion.h"
 #include "features/nvme/Opcodes.h"
@@ -283,7 +284,8 @@ void LinuxNvmePath::sendHost(const HostCommand& command, CommandResult& result) 
         case HostRequest::NAMESPACES:
         case HostRequest::USES: {
             std::vector<HostNamespace> found;
-            result.status = command.request == HostRequest::USES ? usedNamespaces(found) : attachedNamespaces(found);
+            result.status = command.request == HostRequest::USES ? usedNamespaces(command.useCheck, found)
+                                                                 : attachedNamespaces(found);
             if (result.status.is(0, 0)) result.protocolResult = std::make_unique<HostResult>(std::move(found));
             return;
         }
@@ -317,9 +319,8 @@ void LinuxNvmePath::rescanPartitions() const {
         if (part.block.empty()) continue;
         const std::vector<NamespaceUse> ofPart = uses.usesOf(part.block);
         if (!uses.errors().isEmpty()) return;
-        const bool isUsed = std::any_of(ofPart.begin(), ofPart.end(), [](const NamespaceUse& use) {
-            return use.kind != NamespaceUse::Kind::PARTITION;
-        });
+        const bool isUsed =
+            std::any_of(ofPart.begin(), ofPart.end(), [](const NamespaceUse& use) { return !use.isContentAlone(); });
         const FileDescriptor node(isUsed ? -1 : paths_.kernel->open(paths_.dev + "/" + part.block, O_RDONLY));
         if (node.isOpen()) (void)paths_.kernel->ioctl(node.get(), BLKRRPART, nullptr);  // see above
     }
@@ -372,26 +373,44 @@ Status LinuxNvmePath::attachedNamespaces(std::vector<HostNamespace>& found) cons
     return errors.status();
 }
 
-Status LinuxNvmePath::usedNamespaces(std::vector<HostNamespace>& found) const {
+void LinuxNvmePath::addUses(const BlockUses& uses, const NamespaceNode& node, UseCheck check,
+                            HostNamespace& entry) const {
+    if (node.block.empty()) {
+        if (check == UseCheck::SHOW) return;
+        entry.uses.push_back({NamespaceUse::Kind::UNKNOWN, "namespace " + std::to_string(node.nsid),
+                              "the kernel shows no block device of it", false});
+        return;
+    }
+    const auto used = uses.usesOf(node.block);
+    const auto partitions = uses.partitionsOf(node.block);
+    entry.uses.insert(entry.uses.end(), used.begin(), used.end());
+    entry.partitions.insert(entry.partitions.end(), partitions.begin(), partitions.end());
+}
+
+Status LinuxNvmePath::usedNamespaces(UseCheck check, std::vector<HostNamespace>& found) const {
     OSTREL_TRACE();
-    const BlockUses uses(paths_);
+    const BlockUses uses(paths_, check);
     LookErrors errors;
     std::map<uint32_t, HostNamespace> namespaces;
+    std::vector<NamespaceUse> ofControllers;
+    // Without multipath a shared namespace has a node for each controller, and one may be in use while the other is
+    // not. Private namespaces of two controllers may even have one identifier.
+    std::set<std::pair<uint32_t, std::string>> seen;
     for (const std::string& controller : topology_->subsystemOf(controller_, errors)) {
         const bool attached = controller == controller_;
+        const auto ofController = uses.usesOfController(controller);
+        ofControllers.insert(ofControllers.end(), ofController.begin(), ofController.end());
         for (const NamespaceNode& node : topology_->namespacesOf(controller, errors)) {
             const auto [entry, isNew] = namespaces.try_emplace(node.nsid);
-            if (!isNew) {
-                entry->second.attached = entry->second.attached || attached;
-                continue;
-            }
-            entry->second = hostNamespace(node, attached, errors);
-            if (node.block.empty()) continue;
-            entry->second.uses = uses.usesOf(node.block);
-            entry->second.partitions = uses.partitionsOf(node.block);
+            if (isNew) entry->second = hostNamespace(node, attached, errors);
+            entry->second.attached = entry->second.attached || attached;
+            if (seen.insert({node.nsid, node.block}).second) addUses(uses, node, check, entry->second);
         }
     }
-    for (auto& [nsid, entry] : namespaces) found.push_back(std::move(entry));
+    for (auto& [nsid, entry] : namespaces) {
+        entry.uses.insert(entry.uses.end(), ofControllers.begin(), ofControllers.end());
+        found.push_back(std::move(entry));
+    }
     errors.add(uses.errors());
     return errors.status();
 }

@@ -15,6 +15,8 @@
 
 namespace features::transport {
 
+class BlockUses;
+
 /// The road to a controller through the kernel's NVMe driver: admin commands by the passthrough request of /dev/nvmeN,
 /// I/O commands by that of the namespace's node. Serves the command sets "NVMe" and "Host".
 ///
@@ -53,7 +55,9 @@ private:
     ostrel::core::Status awaitController(uint32_t timeoutMs);
     void rescanPartitions() const;
     ostrel::core::Status attachedNamespaces(std::vector<HostNamespace>& found) const;
-    ostrel::core::Status usedNamespaces(std::vector<HostNamespace>& found) const;
+    ostrel::core::Status usedNamespaces(UseCheck check, std::vector<HostNamespace>& found) const;
+    /// The uses of a namespace by one of its nodes.
+    void addUses(const BlockUses& uses, const NamespaceNode& node, UseCheck check, HostNamespace& entry) const;
     HostNamespace hostNamespace(const NamespaceNode& node, bool attached, LookErrors& errors) const;
     /// The controller's state as sysfs has it; absent without errors: the controller is gone.
     std::optional<std::string> state(LookErrors& errors) const;

@@ -1,4 +1,9 @@
 #include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <sys/sysmacros.h>
+
+#include <cerrno>
+#include <filesystem>
 
 #include "features/transport/linux/BlockUses.h"
 #include "tests/unit/features/transport/FakeMachine.h"
@@ -10,7 +15,8 @@ using Texts = std::vector<std::string>;
 
 /// "MOUNTED /dev/nvme0n1p1 /data", with " SYSTEM" behind what the running system needs.
 std::string text(const NamespaceUse& use) {
-    constexpr const char* KINDS[] = {"PARTITION", "MOUNTED", "SWAP", "HELD", "OPENED"};
+    constexpr const char* KINDS[] = {"PARTITION", "MOUNTED", "SWAP",    "HELD",
+                                     "OPENED",    "UNKNOWN", "CONTENT", "UNREADABLE"};
     std::string line = std::string(KINDS[static_cast<int>(use.kind)]) + " " + use.node;
     if (!use.detail.empty()) line += " " + use.detail;
     return line + (use.holdsSystem ? " SYSTEM" : "");
@@ -27,9 +33,9 @@ protected:
         machine_.disk("pci/nvme0", "nvme0n2", "259:3", 2);
     }
 
-    Texts uses(const std::string& block) const {
+    Texts uses(const std::string& block, UseCheck check = UseCheck::SHOW) const {
         Texts texts;
-        for (const NamespaceUse& use : BlockUses(machine_.paths()).usesOf(block)) texts.push_back(text(use));
+        for (const NamespaceUse& use : BlockUses(machine_.paths(), check).usesOf(block)) texts.push_back(text(use));
         return texts;
     }
     Texts rootDevices() const { return BlockUses(machine_.paths()).rootDevices(); }
@@ -40,7 +46,8 @@ protected:
 TEST_F(BlockUsesTest, WhatNobodyUsesHasItsPartitionsAlone) {
     EXPECT_EQ(uses("nvme0n1"), (Texts{"PARTITION /dev/nvme0n1p1", "PARTITION /dev/nvme0n1p2"}));
     EXPECT_EQ(uses("nvme0n2"), Texts());
-    EXPECT_EQ(uses("nvme9n9"), Texts()) << "no such device";
+    EXPECT_EQ(uses("nvme9n9"),
+              Texts{"UNKNOWN /dev/nvme9n9 " + machine_.path("/sys/class/block/nvme9n9/dev") + ": no device number"});
 }
 
 TEST_F(BlockUsesTest, AMountIsKnownByItsDeviceNumber) {
@@ -208,6 +215,114 @@ TEST_F(BlockUsesTest, PartitionsAreToldWithPlaceAndMount) {
     EXPECT_EQ(partitions[1].mountPoint, machine_.path("/nowhere"));
     EXPECT_EQ(partitions[1].freeBytes, 0U);
     EXPECT_EQ(BlockUses(machine_.paths()).partitionsOf("nvme0n2").size(), 0U);
+}
+
+TEST_F(BlockUsesTest, ASwapWhoseNodeIsMissingIsKnownByItsName) {
+    std::filesystem::remove(machine_.path("/dev/nvme0n2"));
+    machine_.swaps(machine_.path("/dev/nvme0n2") + " partition\t1\t0\t-2\n");
+    EXPECT_EQ(uses("nvme0n2"), Texts{"SWAP /dev/nvme0n2 SYSTEM"});
+}
+
+TEST_F(BlockUsesTest, AnExclusiveOpenThatFailsForAnyReasonIsAUse) {
+    const struct {
+        int error;
+        std::string use;
+    } CASES[] = {
+        {EBUSY, "OPENED /dev/nvme0n2"},
+        {ENXIO, "UNKNOWN /dev/nvme0n2 open " + machine_.path("/dev/nvme0n2") + ": No such device or address"},
+        {EPERM, "UNKNOWN /dev/nvme0n2 open " + machine_.path("/dev/nvme0n2") + ": Operation not permitted"},
+        {EACCES, "UNKNOWN /dev/nvme0n2 open " + machine_.path("/dev/nvme0n2") + ": Permission denied"},
+        {EROFS, "UNKNOWN /dev/nvme0n2 open " + machine_.path("/dev/nvme0n2") + ": Read-only file system"},
+    };
+    for (const auto& c : CASES) {
+        machine_.kernel->onOpen = [&](const std::string& node) { return node == "/dev/nvme0n2" ? c.error : 0; };
+        EXPECT_EQ(uses("nvme0n2"), Texts{c.use});
+        EXPECT_EQ(uses("nvme0n1"), (Texts{"PARTITION /dev/nvme0n1p1", "PARTITION /dev/nvme0n1p2"}));
+    }
+}
+
+TEST_F(BlockUsesTest, ADeviceThatIsBusyForAMomentIsNotInUse) {
+    int opens = 0;
+    machine_.kernel->onOpen = [&](const std::string&) { return ++opens <= 10 ? EBUSY : 0; };
+    EXPECT_EQ(uses("nvme0n2"), Texts());
+    EXPECT_EQ(machine_.kernel->slept, std::chrono::milliseconds(500));
+    opens = -1;
+    EXPECT_EQ(uses("nvme0n2"), Texts{"OPENED /dev/nvme0n2"}) << "one open more";
+}
+
+TEST_F(BlockUsesTest, BeforeADestructionAMissingNodeIsReplacedForAMoment) {
+    std::filesystem::remove(machine_.path("/dev/nvme0n2"));
+    EXPECT_EQ(uses("nvme0n2"),
+              Texts{"UNKNOWN /dev/nvme0n2 open " + machine_.path("/dev/nvme0n2") + ": No such file or directory"})
+        << "a show makes no node";
+    EXPECT_EQ(uses("nvme0n2", UseCheck::DESTROY), Texts());
+    machine_.kernel->onOpen = [](const std::string&) { return EBUSY; };
+    EXPECT_EQ(uses("nvme0n2", UseCheck::DESTROY), Texts{"OPENED /dev/nvme0n2"});
+    for (const auto& entry : std::filesystem::directory_iterator(machine_.path("/dev"))) {
+        EXPECT_NE(entry.path().filename().string().substr(0, 8), ".nimbrel");
+    }
+}
+
+TEST_F(BlockUsesTest, ContentIsReadOnlyWhereItIsAskedFor) {
+    // The swap space of 1 MiB: its magic at the end of the first page.
+    std::string swap(1 << 20, '\0');
+    swap.replace(1024, 4, std::string("\x01\0\0\0", 4));
+    swap.replace(1028, 4, std::string("\xFF\0\0\0", 4));
+    swap.replace(4086, 10, "SWAPSPACE2");
+    machine_.file("/dev/nvme0n2", swap);
+    EXPECT_EQ(uses("nvme0n2"), Texts());
+    EXPECT_EQ(uses("nvme0n2", UseCheck::DESTROY), Texts());
+    EXPECT_EQ(uses("nvme0n2", UseCheck::CONTENT), Texts{"CONTENT /dev/nvme0n2 data (swap)"});
+    machine_.file("/dev/nvme0n2", std::string(1 << 20, '\0'));
+    EXPECT_EQ(uses("nvme0n2", UseCheck::CONTENT), Texts());
+    machine_.file("/dev/nvme0n2", "");
+    EXPECT_EQ(uses("nvme0n2", UseCheck::CONTENT),
+              Texts{"UNREADABLE /dev/nvme0n2 it has no blocks that the kernel can read"});
+    EXPECT_EQ(uses("nvme0n1", UseCheck::CONTENT), (Texts{"PARTITION /dev/nvme0n1p1", "PARTITION /dev/nvme0n1p2"}))
+        << "partitions are content enough";
+}
+
+/// A loop device on a place of the machine.
+void loop(FakeMachine& machine, const std::string& block, const std::string& number, FakeKernel::Loop backing) {
+    machine.virtualDisk(block, number);
+    machine.file("/sys/class/block/" + block + "/loop/backing_file", "/image\n");
+    machine.kernel->loops["/dev/" + block] = backing;
+}
+
+TEST_F(BlockUsesTest, ALoopDeviceIsAUseOfWhatBacksIt) {
+    loop(machine_, "loop0", "7:0", {makedev(0, 5), makedev(259, 3)});
+    loop(machine_, "loop1", "7:1", {makedev(259, 1), 0});
+    machine_.mounts("29 1 7:0 / /usr rw - ext4 /dev/loop0 rw\n");
+    EXPECT_EQ(uses("nvme0n2"), Texts{"HELD /dev/nvme0n2 loop0 (/image) SYSTEM"});
+    EXPECT_EQ(uses("nvme0n1"), (Texts{"HELD /dev/nvme0n1p1 loop1 (/image)", "PARTITION /dev/nvme0n1p2"}))
+        << "a file of a file system";
+}
+
+TEST_F(BlockUsesTest, WhatCannotBeLookedAtIsAUseOfEveryDevice) {
+    loop(machine_, "loop0", "7:0", {0, 0, EIO});
+    EXPECT_EQ(uses("nvme0n2"), Texts{"UNKNOWN /dev/nvme0n2 /dev/loop0: Input/output error"});
+    loop(machine_, "loop1", "7:1", {makedev(0, 5), makedev(259, 3)});
+    EXPECT_EQ(uses("nvme0n2"), Texts{"HELD /dev/nvme0n2 loop1 (/image)"}) << "a use is enough";
+}
+
+TEST_F(BlockUsesTest, TheDevicesOfAFileSystemShareItsMounts) {
+    for (const char* const block : {"nvme0n1p1", "nvme0n2"}) {
+        machine_.link(std::string("/sys/fs/btrfs/0-1/devices/") + block, std::string("/sys/class/block/") + block);
+    }
+    machine_.folder("/sys/fs/btrfs/features");
+    EXPECT_EQ(uses("nvme0n2"), Texts{"HELD /dev/nvme0n2 the btrfs file system 0-1"});
+    machine_.mounts("29 1 0:44 / / rw - btrfs " + machine_.path("/dev/nvme0n1p1") + " rw\n");
+    EXPECT_EQ(uses("nvme0n2"), Texts{"HELD /dev/nvme0n2 the btrfs file system 0-1 SYSTEM"});
+}
+
+TEST_F(BlockUsesTest, AnExportedControllerIsAUse) {
+    machine_.file("/sys/class/nvme/nvme0/dev", "247:0\n");
+    machine_.kernel->devices["/dev/nvme0"] = {S_IFCHR, makedev(247, 0)};
+    machine_.file("/sys/kernel/config/nvmet/subsystems/q/passthru/enable", "1\n");
+    machine_.file("/sys/kernel/config/nvmet/subsystems/q/passthru/device_path", machine_.path("/dev/nvme0") + "\n");
+    Texts texts;
+    for (const auto& use : BlockUses(machine_.paths()).usesOfController("nvme0")) texts.push_back(text(use));
+    EXPECT_EQ(texts, Texts{"HELD /dev/nvme0 the exports of the kernel's NVMe target (q)"});
 }
 
 TEST_F(BlockUsesTest, WithoutTheTableOfMountsNothingIsKnown) {
