@@ -16,9 +16,12 @@ import sys
 KERNEL_PACKAGE = "linux-image-cloud-amd64"
 # The console port comes first; the others are loaded by the tests that need them.
 BOOT_MODULES = ["virtio_pci", "virtio_console"]
-TEST_MODULES = ["raid1", "dm-mod", "loop", "nvme-tcp"]
+# Lists of modules by name: a test loads those of /lib/modules/NAME. A target that is loaded changes what the tool does,
+# so it is a list of its own.
+TEST_MODULES = {"order": ["raid1", "dm-mod", "loop", "nvme-tcp"], "btrfs": ["btrfs"],
+                "targets": ["nvmet", "target_core_iblock", "target_core_file"]}
 BUILDERS = ["qemu-system-x86_64", "busybox", "cpio", "zstd", "mke2fs"]
-PROGRAMS = ["nvme", "smartctl", "mdadm", "dmsetup", "strace"]
+PROGRAMS = ["nvme", "smartctl", "mdadm", "dmsetup", "strace", "mkfs.btrfs"]
 INIT = """#!/bin/busybox sh
 /bin/busybox --install -s /bin
 export PATH=/bin:/usr/bin:/usr/local/bin HOME=/root
@@ -150,10 +153,11 @@ def main():
     modules = {path.stem.replace("-", "_"): path for path in (kernel / "lib/modules").rglob("*.ko")}
     (root / "lib/modules").mkdir(parents=True, exist_ok=True)
     boot = module_order(modules, BOOT_MODULES)
-    for path in boot + module_order(modules, TEST_MODULES):
+    orders = {name: module_order(modules, names) for name, names in TEST_MODULES.items()}
+    for path in set(boot).union(*orders.values()):
         shutil.copy(path, root / "lib/modules" / path.name)
-    tests = [path.stem for path in module_order(modules, TEST_MODULES)]
-    (root / "lib/modules/order").write_text("\n".join(tests) + "\n")
+    for name, order in orders.items():
+        (root / "lib/modules" / name).write_text("".join(path.stem + "\n" for path in order))
     init = root / "init"
     init.write_text(INIT.format(modules=" ".join(path.stem for path in boot)))
     init.chmod(0o755)
