@@ -140,28 +140,33 @@ Status Target::listen(const std::string& address, uint16_t port) {
 }
 
 Status Target::run(int stop) {
-    for (;;) {
-        std::vector<pollfd> waits;
-        waits.push_back({stop, POLLIN, 0});
-        const bool isListening = nowMs() >= listenAgainMs_;
-        waits.push_back({listener_.get(), static_cast<short>(isListening ? POLLIN : 0), 0});
-        for (const auto& each : connections_) {
-            const int events = (each->wantsToRead() ? POLLIN : 0) | (each->wantsToWrite() ? POLLOUT : 0);
-            waits.push_back({each->descriptor(), static_cast<short>(events), 0});
-        }
-        if (poll(waits.data(), waits.size(), waitMs()) < 0) {
-            if (errno == EINTR) continue;
-            return systemStatus(errno, "poll");
-        }
-        if (waits[0].revents != 0) break;
-        for (size_t i = 2; i < waits.size(); ++i) serve(*connections_[i - 2], waits[i].revents);
-        lookAfterTime();
-        removeEnded();
-        if (waits[1].revents != 0) accept();
-    }
+    Status status;
+    for (bool isStopped = false; status.is(0, 0) && !isStopped;) status = turn(stop, waitMs(), isStopped);
+    if (!status.is(0, 0)) return status;
     for (const auto& each : controllers_) each->end();
     connections_.clear();
     controllers_.clear();
+    return status;
+}
+
+Status Target::turn(int stop, int maxWaitMs, bool& isStopped) {
+    std::vector<pollfd> waits;
+    waits.push_back({stop, POLLIN, 0});
+    const bool isListening = nowMs() >= listenAgainMs_;
+    waits.push_back({listener_.get(), static_cast<short>(isListening ? POLLIN : 0), 0});
+    for (const auto& each : connections_) {
+        const int events = (each->wantsToRead() ? POLLIN : 0) | (each->wantsToWrite() ? POLLOUT : 0);
+        waits.push_back({each->descriptor(), static_cast<short>(events), 0});
+    }
+    if (poll(waits.data(), waits.size(), maxWaitMs) < 0) {
+        return errno == EINTR ? Status() : systemStatus(errno, "poll");
+    }
+    isStopped = waits[0].revents != 0;
+    if (isStopped) return Status();
+    for (size_t i = 2; i < waits.size(); ++i) serve(*connections_[i - 2], waits[i].revents);
+    lookAfterTime();
+    removeEnded();
+    if (waits[1].revents != 0) accept();
     return Status();
 }
 
@@ -181,8 +186,12 @@ void Target::accept() {
     const bool isFull = connections_.size() == MAX_CONNECTIONS || static_cast<size_t>(ofPeer) >= MAX_OF_PEER;
     if (isFull || !leavesRoom(socket.get())) return;
     watchOver(socket.get());
+    adopt(std::move(socket), address);
+}
+
+void Target::adopt(FileDescriptor socket, std::string peer) {
     connections_.push_back(std::make_unique<Connection>(std::move(socket), *this));
-    connections_.back()->peer = address;
+    connections_.back()->peer = std::move(peer);
     connections_.back()->deadlineMs = nowMs() + IDLE_MS;
 }
 

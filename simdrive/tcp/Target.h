@@ -36,6 +36,11 @@ public:
     const Place& place() const { return place_; }
     /// Serves until `stop` becomes readable; then every connection is closed.
     ostrel::core::Status run(int stop);
+    /// One turn of it: waits at most `maxWaitMs` (-1: without end) for something to do, and does it. `isStopped`:
+    /// `stop` was readable, and nothing was done.
+    ostrel::core::Status turn(int stop, int maxWaitMs, bool& isStopped);
+    /// Serves a socket that was connected elsewhere, not blocking, as one that it accepted.
+    void adopt(ostrel::core::FileDescriptor socket, std::string peer);
 
     Reply handle(Connection& connection, const Capsule& capsule, std::vector<uint8_t>& data) override;
 
