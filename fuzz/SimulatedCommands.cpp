@@ -14,6 +14,7 @@
 #include "features/simulator/CommandTable.h"
 #include "features/simulator/Controller.h"
 #include "features/simulator/DriveFolder.h"
+#include "fuzz/FuzzInput.h"
 #include "fuzz/Require.h"
 #include "fuzz/ScratchFolder.h"
 #include "fuzz/SimulatedDriveCheck.h"
@@ -30,29 +31,7 @@ const ScratchFolder& scratch() {
     return folder;
 }
 
-/// Takes the input apart. What is missing at its end is zero.
-class Input {
-public:
-    Input(const uint8_t* data, size_t size) : at_(data), end_(data + size) {}
-
-    bool isEmpty() const { return at_ == end_; }
-    uint8_t byte() { return isEmpty() ? uint8_t{0} : *at_++; }
-    uint32_t dword() {
-        uint32_t value = 0;
-        for (int i = 0; i < 4; ++i) value |= uint32_t{byte()} << 8 * i;
-        return value;
-    }
-    template <class Choice, size_t N>
-    const Choice& pick(const Choice (&choices)[N]) {
-        return choices[byte() % N];
-    }
-
-private:
-    const uint8_t* at_;
-    const uint8_t* end_;
-};
-
-Description describe(Input& input) {
+Description describe(FuzzInput& input) {
     constexpr bool Description::*SWITCHES[] = {&Description::supportsFormat,
                                                &Description::supportsNamespaceManagement,
                                                &Description::supportsSanitize,
@@ -79,7 +58,7 @@ Description describe(Input& input) {
 }
 
 /// Most commands are some that the drive knows: any opcode would hardly ever be one.
-SubmissionEntry takeCommand(Input& input) {
+SubmissionEntry takeCommand(FuzzInput& input) {
     constexpr uint32_t NAMESPACES[] = {0, 1, 2, 3, 17, 1024, 0xFFFFFFFE, NSID_ALL};
     constexpr uint32_t SubmissionEntry::*DWORDS[] = {
         &SubmissionEntry::cdw10, &SubmissionEntry::cdw11, &SubmissionEntry::cdw12, &SubmissionEntry::cdw13,
@@ -103,7 +82,7 @@ SubmissionEntry takeCommand(Input& input) {
 }
 
 /// The host's buffer: some bytes of the input at its start.
-std::vector<uint8_t> takeData(Input& input) {
+std::vector<uint8_t> takeData(FuzzInput& input) {
     constexpr size_t SIZES[] = {4096, 0, 512, 8192, 65536, 1};
     std::vector<uint8_t> data(input.pick(SIZES));
     const size_t given = std::min<size_t>(input.byte(), data.size());
@@ -121,7 +100,7 @@ std::vector<uint8_t> essence(DriveState state) {
 
 class Host {
 public:
-    explicit Host(Input& input) : input_(input), observed_(scratch().path()) {
+    explicit Host(FuzzInput& input) : input_(input), observed_(scratch().path()) {
         scratch().clear();
         scratch().write(FILE_DESCRIPTION, describe(input).toText());
         connect();
@@ -207,7 +186,7 @@ private:
         observed_.rollBack();
     }
 
-    Input& input_;
+    FuzzInput& input_;
     ManualClock clock_{1600000000000};
     std::unique_ptr<Controller> controller_;
     DriveFolder observed_;
@@ -217,7 +196,7 @@ private:
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-    Input input(data, size);
+    FuzzInput input(data, size);
     Host host(input);
     for (unsigned i = 0; i < MAX_COMMANDS && !input.isEmpty(); ++i) host.step();
     return 0;
