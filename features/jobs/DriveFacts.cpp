@@ -84,18 +84,42 @@ const nvme::NamespaceProperties* DriveFacts::namespaceProperties() {
     return namespaceProperties_ ? &*namespaceProperties_ : nullptr;
 }
 
-const uint8_t* DriveFacts::logPage(Part& part, uint8_t lid) {
+const uint8_t* DriveFacts::logPage(Part& part, uint8_t lid, Status* refusal) {
     OSTREL_TRACE();
     if (!part) {
         part.emplace();
-        if (mayAsk()) (void)accept(readLog(drive_, lid, LOG_BYTES, *part));
+        const Status status = mayAsk() ? readLog(drive_, lid, LOG_BYTES, *part) : Status();
+        (void)accept(status);
+        if (refusal != nullptr && isRefusal(status)) *refusal = status;
     }
     return bytesOf(part);
 }
 
 const uint8_t* DriveFacts::smart() {
-    return logPage(smart_, nvme::LID_SMART_HEALTH);
+    OSTREL_TRACE();
+    if (smart_) return bytesOf(smart_);
+    const uint8_t* data = logPage(smart_, nvme::LID_SMART_HEALTH, &smartRefusal_);
+    isSmartMissing_ = isRefusal(smartRefusal_) && isMissingLog(drive_.lastCompletion());
+    return data;
 }
+
+Status DriveFacts::smartRefusal() {
+    OSTREL_TRACE();
+    (void)smart();  // a transport error is in failure()
+    return isSmartMissing_ && mayLackSmart() ? Status() : smartRefusal_;
+}
+
+bool DriveFacts::mayLackSmart() {
+    OSTREL_TRACE();
+    // Controller Type of Identify Controller (NVMe Base Specification 1.4, figure 247).
+    constexpr size_t OFFSET_CONTROLLER_TYPE = 111;
+    constexpr uint8_t DISCOVERY = 2;
+    constexpr uint8_t ADMINISTRATIVE = 3;
+    const uint8_t* data = identifyController();
+    if (data == nullptr) return false;
+    return data[OFFSET_CONTROLLER_TYPE] == DISCOVERY || data[OFFSET_CONTROLLER_TYPE] == ADMINISTRATIVE;
+}
+
 const uint8_t* DriveFacts::firmwareSlots() {
     return logPage(firmwareSlots_, nvme::LID_FIRMWARE_SLOT);
 }

@@ -37,6 +37,8 @@ public:
     const uint8_t* identifyNamespace();
     /// The 512 bytes of the SMART / Health Information log.
     const uint8_t* smart();
+    /// Why smart() is null on a controller that must have the log: its health is not known. A success otherwise.
+    ostrel::core::Status smartRefusal();
     /// The 512 bytes of the Firmware Slot Information log.
     const uint8_t* firmwareSlots();
     /// The 512 bytes of the OCP SMART log, on drives that have it.
@@ -48,7 +50,9 @@ private:
     /// A structure that was asked for: empty when the drive does not have it.
     using Part = std::optional<ostrel::core::Payload>;
 
-    const uint8_t* logPage(Part& part, uint8_t lid);
+    const uint8_t* logPage(Part& part, uint8_t lid, ostrel::core::Status* refusal = nullptr);
+    /// A discovery or administrative controller need not have the log.
+    bool mayLackSmart();
     const uint8_t* bytesOf(const Part& part) const;
     bool mayAsk() const { return failure_.is(0, 0); }
     /// Keeps a failure of the road; true for a success.
@@ -62,6 +66,8 @@ private:
     std::optional<std::vector<transport::HostNamespace>> host_;
     Part identifyNamespace_;
     Part smart_;
+    ostrel::core::Status smartRefusal_;
+    bool isSmartMissing_ = false;
     Part firmwareSlots_;
     Part ocpSmart_;
 };

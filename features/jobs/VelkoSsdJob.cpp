@@ -5,6 +5,7 @@
 
 #include "features/jobs/CriticalWarnings.h"
 #include "features/jobs/DriveFacts.h"
+#include "features/jobs/StatusDetails.h"
 #include "features/jobs/VendorDialect.h"
 #include "features/nvme/Bytes.h"
 #include "features/nvme/FieldTree.h"
@@ -130,7 +131,8 @@ Text protectionInformationLocation(DriveFacts& facts) {
 
 Text deviceStatus(DriveFacts& facts) {
     const uint8_t* smart = facts.smart();
-    return smart == nullptr ? Text() : deviceStatusText(smart[0]);
+    if (smart != nullptr) return deviceStatusText(smart[0]);
+    return facts.smartRefusal().is(0, 0) ? Text() : "Unknown";
 }
 
 /// The revision that an update would bring, or why there is none.
@@ -309,6 +311,8 @@ Status VelkoSsdJob::checkRequest(const Arguments& arguments) {
 
 Status VelkoSsdJob::showDrive(nvme::Drive& drive, const Arguments& arguments, DriveOutput& out) {
     OSTREL_TRACE();
+    const std::string error = drive.device().getAttribute(device::errorString()).getText();
+    if (!error.empty()) return withDetails(statuses::deviceDataRetrievalFailed(), error);
     DriveFacts facts(drive, modules_.get());
     const bool all = arguments.flag(attributes::feature::showAllFlag().getName());
     AttributeList list;
@@ -324,7 +328,12 @@ Status VelkoSsdJob::showDrive(nvme::Drive& drive, const Arguments& arguments, Dr
             list[name] = notFound(row);
         }
     }
+    const bool isUnknown = list.count(device::deviceStatus().getName()) != 0 && !facts.smartRefusal().is(0, 0);
     out.addAttributes(title(), list);
+    // The rest is known and shown; that the drive's health is not makes it a drive that failed.
+    if (isUnknown)
+        out.addStatus(title() + " Health",
+                      withDetails(statuses::deviceDataRetrievalFailed(), facts.smartRefusal().getMessage()));
     return Status();
 }
 

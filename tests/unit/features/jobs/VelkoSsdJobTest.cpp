@@ -113,7 +113,7 @@ TEST(VelkoSsdJob, OfAllPropertiesThoseThatTheDriveLacksAreLeftOut) {
     FakeDrive drive;
     drive.expect(hostNamespaces({}))
         .expect(lookAtLog(0x02, 512).refuses(0x4002))
-        .expect(identify(0x01).answers(identifyController()))
+        .expect(identify(0x01).answers(identifyController().byte(111, 3)))  // an administrative controller
         .expect(lookAtLog(0xC0, 512).refuses(NO_SUCH_LOG))
         .expect(lookAtLog(0x03, 512).refuses(0x4002));
     VelkoSsdJob job;
@@ -153,8 +153,12 @@ TEST(VelkoSsdJob, AFailingDriveDoesNotSpoilTheOthers) {
     second.expect(lookAtLog(0x02, 512).answers(smartLog()));
     FakeDrive third("S2", "/dev/nvme2");
     third.expect(lookAtLog(0x02, 512).refuses(0x0006));
+    FakeDrive broken("S3", "/dev/nvme3");
+    Attribute error = attributes::device::errorString();
+    error.setValue(std::string("state is too short"));
+    broken.device()->setAttribute(error);
     VelkoSsdJob job;
-    EXPECT_EQ(JobRun(job, JOBTYPE_GET_PROPERTIES).asking("DeviceStatus").on({&first, &second, &third}), R"(0/0
+    EXPECT_EQ(JobRun(job, JOBTYPE_GET_PROPERTIES).asking("DeviceStatus").on({&first, &second, &third, &broken}), R"(0/0
 <Object category="Output">
 <Object category="status" key="S0" name="Velko SSD">
 <Property name="Category" value="1"/>
@@ -165,9 +169,43 @@ TEST(VelkoSsdJob, AFailingDriveDoesNotSpoilTheOthers) {
 <Property category="attribute" displayName="Device Status" name="DeviceStatus" size="8" type="string" value="Healthy"/>
 </Object>
 <Object category="attributeList" key="Velko SSD S2">
-<Property category="attribute" displayName="Device Status" name="DeviceStatus" size="19" type="string" value="Property not found"/>
+<Property category="attribute" displayName="Device Status" name="DeviceStatus" size="8" type="string" value="Unknown"/>
+</Object>
+<Object category="status" key="S2" name="Velko SSD Health">
+<Property name="Category" value="10"/>
+<Property name="Code" value="33"/>
+<Property name="Message" value="Failed to retrieve data from selected device. Get Log Page failed on drive S2 (/dev/nvme2): Internal Error (status code type 0x0, status code 0x06, opcode 0x02)."/>
+</Object>
+<Object category="status" key="S3" name="Velko SSD">
+<Property name="Category" value="10"/>
+<Property name="Code" value="33"/>
+<Property name="Message" value="Failed to retrieve data from selected device. state is too short"/>
 </Object>
 </Object>)");
+}
+
+TEST(VelkoSsdJob, AControllerWithoutNamespacesMayLackTheHealthLog) {
+    constexpr struct {
+        uint8_t type;
+        uint16_t refusal;
+        const char* size;
+        const char* status;
+    } CASES[] = {
+        {0, 0x4109, "8", "Unknown"},              // not reported: before NVMe 1.4
+        {1, 0x4109, "8", "Unknown"},              // I/O
+        {2, 0x4109, "19", "Property not found"},  // discovery
+        {3, 0x4002, "19", "Property not found"},  // administrative
+    };
+    for (const auto& c : CASES) {
+        FakeDrive drive;
+        drive.expect(lookAtLog(0x02, 512).refuses(c.refusal))
+            .expect(identify(0x01).answers(identifyController().byte(111, c.type)));
+        VelkoSsdJob job;
+        const std::string shown = JobRun(job, JOBTYPE_GET_PROPERTIES).asking("DeviceStatus").on({&drive});
+        const std::string attribute = property("Device Status", "DeviceStatus", c.size, "string", c.status);
+        EXPECT_NE(shown.find(attribute), std::string::npos) << shown;
+        EXPECT_EQ(shown.find("<Property name=\"Code\" value=\"33\"/>") != std::string::npos, c.size[0] == '8') << shown;
+    }
 }
 
 TEST(VelkoSsdJob, KnowsItsProperties) {
