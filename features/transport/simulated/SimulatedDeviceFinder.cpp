@@ -30,13 +30,13 @@ void set(Device& device, Attribute attribute, const std::string& text) {
 void setIdentity(Device& device, const std::string& folder) {
     DriveFolder::Identity identity;
     Status status = DriveFolder::readIdentity(folder, identity);
-    if (!status.is(0, 0)) {
-        set(device, attributes::device::errorString(), status.getMessage());
-        return;
-    }
+    if (!status.is(0, 0)) set(device, attributes::device::errorString(), status.getMessage());
+    // A drive whose state alone is damaged keeps its name; its firmware is in the state.
+    if (identity.description.serialNumber.empty()) return;
     const simulator::Model& model = simulator::modelOf(identity.description.model);
     set(device, attributes::device::modelNumber(), model.modelNumber);
     set(device, attributes::device::serialNumber(), identity.description.serialNumber);
+    if (!status.is(0, 0)) return;
     set(device, attributes::device::firmware(), identity.firmware.empty() ? model.firmware : identity.firmware);
 }
 

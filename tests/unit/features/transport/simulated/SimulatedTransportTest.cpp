@@ -80,12 +80,14 @@ TEST_F(SimulatedTransport, FindsTheDrivesInOrder) {
 TEST_F(SimulatedTransport, FindsADamagedDriveWithItsReason) {
     writeWholeFile(root + "/one9/description.ini", "[drive]\nmodel = tape\n");
     writeWholeFile(root + "/one10/state", "rubbish");
-    EXPECT_EQ(scanned(), "/one9/dev/one9||||" + root +
-                             "/one9/description.ini: \"model\" takes \"velko\" or \"ocp\".\n"
-                             "/one10/dev/one10||||The state of the simulated drive is damaged: " +
-                             root +
-                             "/one10/state is too short.\n"
-                             "/two/dev/two|A|VELKO Simulated NVMe SSD|VSIM0100|\n");
+    EXPECT_EQ(
+        scanned(),
+        "/one9/dev/one9||||" + root +
+            "/one9/description.ini: \"model\" takes \"velko\" or \"ocp\".\n"
+            "/one10/dev/one10|B|Simulated OCP Datacenter NVMe SSD||The state of the simulated drive is damaged: " +
+            root +
+            "/one10/state is too short.\n"
+            "/two/dev/two|A|VELKO Simulated NVMe SSD|VSIM0100|\n");
 }
 
 TEST_F(SimulatedTransport, FindsNothingWhereThereIsNoFolder) {
