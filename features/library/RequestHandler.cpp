@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "features/jobs/StatusDetails.h"
 #include "features/library/JobTable.h"
 #include "ostrel/core/AttributeVocabulary.h"
 #include "ostrel/core/Device.h"
@@ -15,6 +16,7 @@
 namespace features::library {
 
 using namespace ostrel::core;
+using jobs::withDetails;
 using transport::LookErrors;
 
 namespace {
@@ -45,11 +47,6 @@ Status severalNamespaces(const std::string& drive, const std::string& first, con
     return status;
 }
 
-Status withText(Status status, const std::string& text) {
-    status.setMessage(status.getMessage() + " " + text);
-    return status;
-}
-
 std::string notSeen(const LookErrors& errors) {
     return "Not everything could be looked at: " + errors.text();
 }
@@ -71,8 +68,8 @@ Status outcomeOfHealthScan(const xml::XmlObject& output, const Status& otherwise
 /// A show renders the first output alone, so that the status belongs there, and its code becomes the exit status. An
 /// output that is dumped bears a name, and a status in it would stand for its payload: the scan's has its own output.
 Status reportScanErrors(const Status& status, xml::XmlObject& output, const LookErrors& errors) {
-    const Status incomplete = withText(statuses::systemRescanFailed(), notSeen(errors));
-    if (output.objects.empty()) return status.is(0, 0) ? incomplete : withText(status, notSeen(errors));
+    const Status incomplete = withDetails(statuses::systemRescanFailed(), notSeen(errors));
+    if (output.objects.empty()) return status.is(0, 0) ? incomplete : withDetails(status, notSeen(errors));
     xml::XmlObject* first = output.objects.front().get();
     if (!first->getAttribute(xml::KEY_NAME).empty()) {
         output.objects.push_back(std::make_unique<xml::XmlObject>());
@@ -142,8 +139,8 @@ Status RequestHandler::run(xml::XmlObject& request, const std::shared_ptr<xml::X
 Status RequestHandler::checkSelection(const xml::XmlObject& request, const Selection& selection) {
     OSTREL_TRACE();
     if (selection.scanErrors.isEmpty() || !selection.dependsOnScan() || !changesDrive(request)) return Status();
-    return withText(statuses::systemRescanFailed(),
-                    selection.scanErrors.text() + " Name the drive by its serial number or path.");
+    return withDetails(statuses::systemRescanFailed(),
+                       selection.scanErrors.text() + " Name the drive by its serial number or path.");
 }
 
 Status RequestHandler::selectDevices(const xml::XmlObject& request, Devices& devices, Selection& selection) {
@@ -180,7 +177,8 @@ Status RequestHandler::selectDevice(const std::string& key, const std::string& v
     }
     if (!status.is(0, 0)) return status;
     // A drive that is not known, and one that could not be seen, differ.
-    if (device == nullptr) return errors.isEmpty() ? unknownDrive(key) : withText(unknownDrive(key), notSeen(errors));
+    if (device == nullptr)
+        return errors.isEmpty() ? unknownDrive(key) : withDetails(unknownDrive(key), notSeen(errors));
     // Two names for one drive are one drive: a command must not run on it twice.
     if (std::find(devices.begin(), devices.end(), device) == devices.end()) devices.push_back(device);
     return Status();

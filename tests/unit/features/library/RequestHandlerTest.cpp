@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <cerrno>
 #include <map>
 
 #include "features/library/RequestHandler.h"
@@ -146,6 +147,7 @@ protected:
         real->bootDrives = {{"BootDrive", {"/dev/nvme0", {}}}};
         auto other = std::make_unique<FakeSource>("Other", std::vector<FakeDrive>{{"sim:A", "SA"}}, &scans_);
         other->paths = {{"/opt/A", {"sim:A", {}}}};
+        real_ = real.get();
         std::vector<std::unique_ptr<transport::DriveSource>> sources;
         sources.push_back(std::move(real));
         sources.push_back(std::move(other));
@@ -162,6 +164,7 @@ protected:
     }
 
     int scans_ = 0;
+    FakeSource* real_ = nullptr;  ///< of the handler
     std::unique_ptr<RequestHandler> handler_;
 };
 
@@ -303,6 +306,100 @@ TEST_F(RequestHandlerTest, ANamespacesNodeNamesTheNamespaceTheJobIsAbout) {
                    std::string(c.nsid) + R"("/></Object>)"))
             << c.path << ": " << c.why;
     }
+}
+
+/// The scan of the first kind of drives could not look at everything.
+class IncompleteScan : public RequestHandlerTest {
+protected:
+    IncompleteScan() { real_->errors.add("/sys/class/nvme", EACCES); }
+
+    std::string run(const std::string& job, const std::string& type, const std::string& devices,
+                    const std::string& properties = {}) {
+        return handler_->answer("<Object name=\"" + job + "\" type=\"" + type +
+                                R"("><Property name="Scan" value="true"/>)" + properties + devices + "</Object>");
+    }
+};
+
+const std::string NOT_SEEN = "Not everything could be looked at: /sys/class/nvme: Permission denied.";
+const std::string INCOMPLETE =
+    R"(<Object category="status" key="Incomplete" name="Drive Scan"><Property name="Category" value="0"/>)"
+    R"(<Property name="Code" value="39"/><Property name="Message" value="System rescan failed. )" +
+    NOT_SEEN + R"("/></Object>)";
+
+TEST_F(IncompleteScan, WhatWasFoundIsShownWithTheError) {
+    EXPECT_EQ(list(""), answer(S0 + S1 + S10 + SA + INCOMPLETE));
+    EXPECT_EQ(list(device("Index", "2")), answer(S10 + INCOMPLETE)) << "an index is a guess";
+}
+
+TEST_F(IncompleteScan, ADriveThatWasNamedAndFoundIsThatDrive) {
+    EXPECT_EQ(list(device("SerialNumber", "S1")), answer(S1));
+    EXPECT_EQ(list(device("Path", "/dev/nvme1n1")), answer(S1));
+    EXPECT_EQ(list(device("BootDrive", "BootDrive")), answer(S0));
+}
+
+TEST_F(IncompleteScan, AnUnknownDriveMayBeOneThatWasNotSeen) {
+    EXPECT_EQ(
+        list(device("Index", "4")),
+        refusal("VelkoSSD", "0", "4", "Provided device index is invalid. Device could not be found. " + NOT_SEEN));
+    EXPECT_EQ(
+        list(device("SerialNumber", "S2")),
+        refusal("VelkoSSD", "0", "5", "Provided device serial is invalid. Device could not be found. " + NOT_SEEN));
+}
+
+TEST_F(RequestHandlerTest, AnUnknownNameThatCouldNotBeFollowedSaysSo) {
+    real_->errorsOfNames.add("/proc/self/mountinfo", EIO);
+    EXPECT_EQ(list(device("BootDrive", "other")),
+              refusal("VelkoSSD", "0", "7",
+                      "Provided device ID is invalid. Device could not be found. Not everything could be looked at: "
+                      "/proc/self/mountinfo: Input/output error."));
+    EXPECT_EQ(list(device("Path", "/opt/A")), answer(SA)) << "found by another kind of drives";
+}
+
+TEST_F(IncompleteScan, WhatChangesADriveRefusesAGuess) {
+    const std::string words =
+        "System rescan failed. /sys/class/nvme: Permission denied. Name the drive by its serial number or path.";
+    for (const std::string& devices : {std::string(), device("Index", "0")}) {
+        EXPECT_EQ(run("Format", "Method", devices), refusal("Format", "0", "39", words));
+        EXPECT_EQ(run("PowerGovernor", "SetProperty", devices), refusal("PowerGovernor", "0", "39", words));
+        EXPECT_EQ(run("NVMeFeatures", "Method", devices, R"(<Property name="SetGetType" value="set"/>)"),
+                  refusal("NVMeFeatures", "0", "39", words));
+    }
+    EXPECT_EQ(run("Format", "Method", device("Index", "0") + device("SerialNumber", "S1")),
+              refusal("Format", "0", "39", words));
+    EXPECT_EQ(run("NVMeReset", "Method", device("SerialNumber", "S1")).find(words), std::string::npos);
+    EXPECT_EQ(run("NVMeReset", "Method", device("Path", "/dev/nvme1")).find(words), std::string::npos);
+    EXPECT_EQ(run("NVMeFeatures", "Method", "", R"(<Property name="SetGetType" value="get"/>)").find(words),
+              std::string::npos)
+        << "a get shows what it can";
+}
+
+TEST_F(RequestHandlerTest, ARequestThatIsRefusedSaysWhatWasNotSeen) {
+    auto none = std::make_unique<FakeSource>("None", std::vector<FakeDrive>(), &scans_);
+    none->errors.add("/sys", ENOENT, "sysfs is not mounted");
+    std::vector<std::unique_ptr<transport::DriveSource>> sources;
+    sources.push_back(std::move(none));
+    handler_ = std::make_unique<RequestHandler>(std::move(sources));
+    const std::string request = R"(<Property name="Scan" value="true"/><Property name="LogId" value="x"/>)";
+    EXPECT_EQ(handler_->answer(R"(<Object name="NVMeLog" type="Method">)" + request + "</Object>"),
+              refusal("NVMeLog", "10", "36",
+                      "Invalid value given for LogId: &apos;x&apos;. It must be a number from 0 to 4294967295. Not "
+                      "everything could be looked at: /sys: sysfs is not mounted."));
+}
+
+TEST_F(RequestHandlerTest, AHealthScanThatFoundNothingCouldNotLook) {
+    auto none = std::make_unique<FakeSource>("None", std::vector<FakeDrive>(), &scans_);
+    none->errors.add("/sys", ENOENT, "sysfs is not mounted");
+    std::vector<std::unique_ptr<transport::DriveSource>> sources;
+    sources.push_back(std::move(none));
+    handler_ = std::make_unique<RequestHandler>(std::move(sources));
+    EXPECT_EQ(
+        handler_->answer(R"(<Object name="HealthScan" type="Method"><Property name="Scan" value="true"/></Object>)"),
+        std::string(HEAD) + R"(<Object name="HealthScan">)" + status("0", "0", "Completed successfully.") +
+            R"(<Object category="Output"><Property name="HealthScanStatusCode" value="100"/>)"
+            R"(<Object category="status" key="Incomplete" name="Drive Scan"><Property name="Category" value="0"/>)"
+            R"(<Property name="Code" value="0"/><Property name="Message" value="System rescan failed. )"
+            R"(Not everything could be looked at: /sys: sysfs is not mounted."/></Object></Object></Object>)")
+        << "the outcome is the exit status, not the code of the status";
 }
 
 }  // namespace
