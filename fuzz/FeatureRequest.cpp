@@ -165,11 +165,17 @@ public:
 class AnySource : public transport::DriveSource {
 public:
     std::unique_ptr<DeviceFinder> finder() const override { return std::make_unique<AnyFinder>(); }
-    std::optional<transport::DriveLocation> locate(const std::string& path) const override {
+    std::optional<transport::DriveLocation> locate(const std::string& path, transport::LookErrors&) const override {
         if (path.empty()) return std::nullopt;
         return transport::DriveLocation{"/dev/nvme0", path.back() == '1' ? std::optional<uint32_t>(1) : std::nullopt};
     }
-    std::optional<transport::DriveLocation> bootDrive(const std::string&) const override { return std::nullopt; }
+    std::optional<transport::DriveLocation> bootDrive(const std::string&, transport::LookErrors&) const override {
+        return std::nullopt;
+    }
+    const transport::LookErrors& scanErrors() const override { return errors_; }
+
+private:
+    transport::LookErrors errors_;
 };
 
 /// A request names what it writes to in "file" alone, and what it reads of in the others.
