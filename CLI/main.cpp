@@ -1,6 +1,7 @@
 #include <unistd.h>
 
 #include <memory>
+#include <new>
 #include <string>
 #include <vector>
 
@@ -46,15 +47,7 @@ std::unique_ptr<cli::framework::ResultBase> runTool(const std::string& exeName,
     return framework.execute(arguments);
 }
 
-}  // namespace
-
-/// One process runs one command.
-int main(int argc, char** argv) {
-    if (!cli::occupyStandardStreams()) {
-        (void)ostrel::core::writeFully(STDERR_FILENO, "A standard stream is closed, and /dev/null cannot be opened.\n");
-        return cli::framework::ERRORCODE_GENERAL;
-    }
-    ostrel::core::ignoreWriteSignals();
+int runProcess(int argc, char** argv) {
     const std::string exeName = argc > 0 ? argv[0] : "";
     if (geteuid() != 0) return cli::deliver(refuseOrdinaryUser(exeName), STDOUT_FILENO);
 
@@ -65,4 +58,22 @@ int main(int argc, char** argv) {
     const int exitStatus = cli::deliver(outcome, STDOUT_FILENO);
     ostrel::core::logMessage(LOGSEVERITY_DEBUG, "Exit Code: ", exitStatus);
     return cli::toProcessStatus(exitStatus);
+}
+
+}  // namespace
+
+/// One process runs one command.
+int main(int argc, char** argv) {
+    if (!cli::occupyStandardStreams()) {
+        (void)ostrel::core::writeFully(STDERR_FILENO, "A standard stream is closed, and /dev/null cannot be opened.\n");
+        return cli::framework::ERRORCODE_GENERAL;
+    }
+    ostrel::core::ignoreWriteSignals();
+    try {
+        return runProcess(argc, argv);
+    } catch (const std::bad_alloc&) {
+        // There was no memory for the outcomes that outcomeOf() prepares.
+        (void)ostrel::core::writeFully(STDOUT_FILENO, "Out of Memory: \n");
+        return cli::framework::ERRORCODE_OUT_OF_MEMORY;
+    }
 }

@@ -1,7 +1,10 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cstring>
+#include <exception>
 #include <iterator>
+#include <new>
 #include <string>
 #include <vector>
 
@@ -60,6 +63,11 @@ struct CommandRow {
     std::vector<std::string> options;
 };
 
+/// There is no further place for what cannot be said on the error stream.
+void complain(const std::string& words) {
+    (void)ostrel::core::writeFully(STDERR_FILENO, "nimbrel-simdrive: " + words + "\n");
+}
+
 std::vector<std::string> faultOptions() {
     std::vector<std::string> options;
     for (const auto& [key, value] : simdrive::noFaults()) options.push_back(key);
@@ -87,14 +95,26 @@ Outcome runTool(const std::vector<std::string>& words) {
     return command->run(DriveStore(), line);
 }
 
+/// Writes what the command says; returns the exit status.
+int deliver(const Outcome& outcome) {
+    const int error = ostrel::core::writeFully(STDOUT_FILENO, outcome.out);
+    if (error != 0) complain(std::string("Cannot write to standard output: ") + std::strerror(error) + ".");
+    if (!outcome.error.empty()) complain(outcome.error);
+    return error != 0 && outcome.status == 0 ? simdrive::EXIT_FAILED : outcome.status;
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
     ostrel::core::ignoreWriteSignals();
-    const Outcome outcome = runTool({argv + std::min(argc, 1), argv + argc});
-    int error = ostrel::core::writeFully(STDOUT_FILENO, outcome.out);
-    if (!outcome.error.empty()) {
-        (void)ostrel::core::writeFully(STDERR_FILENO, "nimbrel-simdrive: " + outcome.error + "\n");
+    try {
+        return deliver(runTool({argv + std::min(argc, 1), argv + argc}));
+    } catch (const std::bad_alloc&) {
+        (void)ostrel::core::writeFully(STDERR_FILENO, "nimbrel-simdrive: Out of memory.\n");
+    } catch (const std::exception& failure) {
+        (void)ostrel::core::writeFully(STDERR_FILENO, "nimbrel-simdrive: ");
+        (void)ostrel::core::writeFully(STDERR_FILENO, failure.what());
+        (void)ostrel::core::writeFully(STDERR_FILENO, "\n");
     }
-    return error != 0 && outcome.status == 0 ? simdrive::EXIT_FAILED : outcome.status;
+    return simdrive::EXIT_FAILED;
 }
