@@ -10,6 +10,7 @@
 #include <utility>
 
 #include "ostrel/core/ScopeTrace.h"
+#include "ostrel/core/SignalBlock.h"
 #include "ostrel/core/Strings.h"
 
 namespace ostrel::core {
@@ -76,11 +77,11 @@ int ReplacementFile::create(mode_t mode) {
     }
     // Not every file system knows files without a name, and they differ in how they say so; and without /proc such a
     // file gets none.
-    const std::string name = randomName();
+    std::string name = randomName();
     file_ = FileDescriptor(
         openat(directory_.get(), name.c_str(), O_CREAT | O_EXCL | O_NOFOLLOW | O_WRONLY | O_CLOEXEC, mode));
     if (!file_.isOpen()) return errno;
-    temporaryName_ = name;
+    temporaryName_ = std::move(name);
     return 0;
 }
 
@@ -115,9 +116,10 @@ int ReplacementFile::adoptOldFile() {
 int ReplacementFile::giveName() {
     OSTREL_TRACE();
     const std::string self = selfPath(file_.get());
-    const std::string name = randomName();
+    std::string name = randomName();
     const int error = resultOf(linkat(AT_FDCWD, self.c_str(), directory_.get(), name.c_str(), AT_SYMLINK_FOLLOW));
-    if (error == 0) temporaryName_ = name;
+    // Moved: a copy may find no memory, and the file would keep the temporary name.
+    if (error == 0) temporaryName_ = std::move(name);
     return error;
 }
 
@@ -125,6 +127,7 @@ int ReplacementFile::publish() {
     OSTREL_TRACE();
     int error = adoptOldFile();
     if (error == 0) error = resultOf(fsync(file_.get()));
+    const SignalBlock temporary;  // a process that ended here would leave its temporary file behind
     if (error == 0 && temporaryName_.empty()) error = giveName();
     const int directory = directory_.get();
     if (error == 0) error = resultOf(renameat(directory, temporaryName_.c_str(), directory, name_.c_str()));
