@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <charconv>
 #include <cstring>
+#include <new>
 #include <optional>
 #include <utility>
 
@@ -19,9 +20,15 @@ using boost::multiprecision::uint128_t;
 
 constexpr char LIST_DELIMITER[] = "~";
 
+/// The bytes of a value, which must not be lost: an attribute without its value reads as one that the drive does not
+/// have.
+Payload allocated(Payload value, uint64_t wantedBytes) {
+    if (value.getSize() != wantedBytes) throw std::bad_alloc();
+    return value;
+}
+
 Payload terminated(std::string_view text) {
-    Payload value(text.size() + 1);
-    if (value.getSize() == 0) return value;  // the allocation failed, and said so
+    Payload value = allocated(Payload(text.size() + 1), text.size() + 1);
     std::copy(text.begin(), text.end(), value.getData());
     value.getData()[text.size()] = 0;
     return value;
@@ -29,7 +36,7 @@ Payload terminated(std::string_view text) {
 
 template <typename Number>
 Payload littleEndian(Number number, unsigned widthBytes) {
-    Payload value(widthBytes);
+    Payload value = allocated(Payload(widthBytes), widthBytes);
     for (unsigned i = 0; i < value.getSize(); ++i)
         value.getData()[i] = static_cast<uint8_t>((number >> (8 * i)) & 0xFF);
     return value;
@@ -163,13 +170,14 @@ OptionalPayload parseBoolean(std::string_view text, unsigned widthBytes) {
 
 OptionalPayload parseHexPairs(std::string_view text, unsigned) {
     if (text.size() % 2 != 0 || !(text.empty() || hasOnlyHexDigits(text))) return std::nullopt;
-    return hexToBytes(text, "");
+    return allocated(hexToBytes(text, ""), text.size() / 2);
 }
 
 OptionalPayload parseHexValue(std::string_view text, unsigned) {
     text = withoutHexPrefix(text);
     if (!hasOnlyHexDigits(text)) return std::nullopt;
-    return hexToBytes(text.size() % 2 == 0 ? std::string(text) : '0' + std::string(text), "");
+    const std::string pairs = text.size() % 2 == 0 ? std::string(text) : '0' + std::string(text);
+    return allocated(hexToBytes(pairs, ""), pairs.size() / 2);
 }
 
 OptionalPayload parseNothing(std::string_view, unsigned) {
@@ -232,7 +240,7 @@ void Attribute::setValue(const std::string& value) {
 
 void Attribute::setValue(const void* data, uint64_t size) {
     OSTREL_TRACE();
-    value_ = Payload(data, size);
+    value_ = data == nullptr ? Payload() : allocated(Payload(data, size), size);
 }
 
 void Attribute::setList(const std::vector<std::string>& list) {

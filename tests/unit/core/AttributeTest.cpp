@@ -1,12 +1,15 @@
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 
 #include <cstdint>
 #include <cstring>
 #include <limits>
+#include <new>
 #include <string>
 #include <vector>
 
 #include "ostrel/core/Attribute.h"
+#include "tests/support/ChildProcess.h"
 #include "tests/support/LogCapture.h"
 
 namespace ostrel::core {
@@ -347,6 +350,27 @@ TEST(Attribute, EqualsOneOfTheSameNameAndType) {
     EXPECT_TRUE(small != Attribute("serialnumber", "one", typeUint8()));
     EXPECT_FALSE(small == Attribute("serialnumbers", "one", typeString()));
     EXPECT_FALSE(small == Attribute("serialnumber", "one", "STRING")) << "types are compared as they stand";
+}
+
+// An attribute that lost its value would read as one that the drive does not have.
+TEST(Attribute, ThrowsWhereThereIsNoMemoryForTheValue) {
+    const std::string text(1 << 24, 'A');
+    const auto throwsBadAlloc = [](const auto& set) {
+        Attribute attribute("A", "A", typeString());
+        try {
+            set(attribute);
+        } catch (const std::bad_alloc&) {
+            return true;
+        }
+        return false;
+    };
+    EXPECT_TRUE(holdsInAChild([&] {
+        const rlimit none{1, 1};
+        if (setrlimit(RLIMIT_AS, &none) != 0) return false;
+        return throwsBadAlloc([&](Attribute& attribute) { attribute.setValue(text); }) &&
+               throwsBadAlloc([&](Attribute& attribute) { attribute.setValue(text.data(), text.size()); }) &&
+               throwsBadAlloc([&](Attribute& attribute) { (void)attribute.fromText(text); });
+    }));
 }
 
 }  // namespace
