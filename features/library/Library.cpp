@@ -46,7 +46,8 @@ Library& Library::instance() {
 
 void Library::unload() noexcept {
     if (theLibrary == nullptr) return;
-    theLibrary->stopLog();
+    // Not of a log that never began: that makes the logging core, for which there may be no memory.
+    if (theLibrary->isLogging_) theLibrary->stopLog();
     delete theLibrary;
     theLibrary = nullptr;
 }
@@ -88,10 +89,12 @@ int32_t Library::startLog(const char* path, uint64_t length) noexcept {
     }
     if (!isFileLogging()) return FEATURE_LIBRARY_INVALID_INPUT;
     enableLogging();
+    isLogging_ = true;
     return FEATURE_LIBRARY_SUCCESS;
 }
 
 void Library::stopLog() noexcept {
+    isLogging_ = false;
     disableLogging();
     closeLogFile();
 }

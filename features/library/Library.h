@@ -34,6 +34,7 @@ private:
     Library() = default;
 
     AnswerStore answers_;
+    bool isLogging_ = false;
     std::unique_ptr<RequestHandler> handler_;  // null until the first request: most runs of the tool send none
 };
 
