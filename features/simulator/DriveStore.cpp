@@ -10,6 +10,7 @@
 #include <cstring>
 #include <filesystem>
 #include <string_view>
+#include <utility>
 
 #include "features/simulator/DriveFolder.h"
 #include "features/simulator/NewDrive.h"
@@ -17,6 +18,7 @@
 #include "ostrel/core/File.h"
 #include "ostrel/core/FileDescriptor.h"
 #include "ostrel/core/ScopeTrace.h"
+#include "ostrel/core/SignalBlock.h"
 
 namespace features::simulator {
 
@@ -55,6 +57,23 @@ Status writeFile(const std::string& path, std::string_view bytes) {
     const int error = writeFully(file.get(), bytes);
     return error == 0 ? Status() : fileStatus(error, path);
 }
+
+/// Drives that are being made, by their folders: those whose making ends early vanish, also where memory runs out.
+class NewFolders {
+public:
+    explicit NewFolders(size_t count) : paths(count) {}
+    ~NewFolders() {
+        std::error_code ignored;  // an unnamed one that is left is no drive, and the next command removes it
+        for (const std::string& path : paths)
+            if (!path.empty()) std::filesystem::remove_all(path, ignored);
+    }
+    NewFolders(const NewFolders&) = delete;
+    NewFolders& operator=(const NewFolders&) = delete;
+
+    void keep() { paths.clear(); }
+
+    std::vector<std::string> paths;
+};
 
 Status isDrive(const std::string& path) {
     struct stat info {};
@@ -132,6 +151,7 @@ Status DriveStore::make(const NewDrive& drive, const Clock& clock, std::string& 
     if (!isName(drive.name)) return notAName(drive.name);
     if (pathExists(pathOf(drive.name))) return fileStatus(EEXIST, pathOf(drive.name));
     std::string folder = folder_ + "/" + MAKING + "XXXXXX";
+    making.reserve(folder.size());  // once the folder is there, its name must not be lost
     if (::mkdtemp(folder.data()) == nullptr) return fileStatus(errno, folder);
     making = folder;
     DriveState state = newState(drive.description, drive.description.clockMs.value_or(clock.nowMs()));
@@ -146,20 +166,21 @@ Status DriveStore::create(const std::vector<NewDrive>& drives, const Clock& cloc
     FileDescriptor folder;
     Status status = makeFolder(folder);
     if (!status.is(0, 0)) return status;
-    std::error_code error;
-    std::vector<std::string> making(drives.size());
-    for (size_t i = 0; i < drives.size() && status.is(0, 0); ++i) status = make(drives[i], clock, making[i]);
+    NewFolders making(drives.size());
+    for (size_t i = 0; i < drives.size() && status.is(0, 0); ++i) status = make(drives[i], clock, making.paths[i]);
     // One wait for the disk for all of them, before the first of them gets its name.
     if (status.is(0, 0) && ::syncfs(folder.get()) != 0) status = fileStatus(errno, folder_);
-    for (size_t i = 0; i < drives.size(); ++i) {
-        const std::string path = pathOf(drives[i].name);
-        // Does not replace a folder that somebody made meanwhile: it is not empty.
-        if (status.is(0, 0) && ::rename(making[i].c_str(), path.c_str()) != 0) {
+    const SignalBlock naming;  // all of them or none
+    for (size_t i = 0; i < drives.size() && status.is(0, 0); ++i) {
+        std::string path = pathOf(drives[i].name);
+        // Does not replace a folder that was made meanwhile: it is not empty.
+        if (::rename(making.paths[i].c_str(), path.c_str()) != 0)
             status = fileStatus(errno == ENOTEMPTY ? EEXIST : errno, path);
-        }
-        if (!status.is(0, 0) && !making[i].empty()) std::filesystem::remove_all(making[i], error);
+        else
+            making.paths[i] = std::move(path);
     }
     if (status.is(0, 0) && ::fsync(folder.get()) != 0) status = fileStatus(errno, folder_);
+    if (status.is(0, 0)) making.keep();
     return status;
 }
 
