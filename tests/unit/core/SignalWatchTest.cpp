@@ -1,4 +1,5 @@
 #include <gtest/gtest.h>
+#include <pthread.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -85,6 +86,10 @@ TEST(SignalWatch, LeavesIgnoredHandledAndBlockedSignalsAlone) {
 
 TEST(SignalWatch, GoesWithoutTheLineWhereNoThreadCanBeMade) {
     const End end = endOf([] {
+        pthread_attr_t large;  // larger than any stack that is left of another thread
+        pthread_attr_init(&large);
+        pthread_attr_setstacksize(&large, size_t{64} << 20);
+        pthread_setattr_default_np(&large);
         const rlimit none{1, 1};
         setrlimit(RLIMIT_AS, &none);
         const SignalWatch watch("words");
