@@ -38,7 +38,7 @@ COMMANDS = (
     Command("log", f"dump -destination log.bin -velkossd {VELKO} -nvmelog 2"),
     Command("firmware", f"load -force -source firmware.bin -velkossd {VELKO} FirmwareSlot=2 CommitAction=3",
             notice="Checking for firmware update...\n"),
-    Command("settings", "set -system LogFile=/var/log/other"),
+    Command("settings", "set -system AdditionalFWModDir=/var/lib/modules"),
     Command("sanitize", f"start -force -velkossd {VELKO} -sanitize",
             notice="Sanitizing... (This can take several minutes to complete)\n"),
     Command("delete", f"delete -force -velkossd {VELKO}",

@@ -1,13 +1,14 @@
-/* failing_call REPORT 0 list PROGRAM [ARGUMENT ...]       writes every system call of the program to REPORT
- * failing_call REPORT NUMBER ERRNO PROGRAM [ARGUMENT ...] has its NUMBER-th system call fail with that errno
- * failing_call REPORT NUMBER short PROGRAM [ARGUMENT ...] has it transfer half of the bytes that it was to transfer
+/* failing_call REPORT list PROGRAM [ARGUMENT ...]               writes every system call of the program to REPORT
+ * failing_call REPORT CALL:NUMBER:ERRNO PROGRAM [ARGUMENT ...]  has the NUMBER-th call of that kind fail with that
+ * errno failing_call REPORT CALL:NUMBER:short PROGRAM [ARGUMENT ...]  has it transfer half of its bytes
  *
- * Calls are counted from 1 over all threads of the program, in the order in which they are made, beginning after
- * execve(2). Child processes are not counted. One call is hit per run: the counters of strace(1) are those of a thread
- * each, so that a fault there hits several, and a transfer cannot be shortened there without losing bytes.
+ * CALL is the number in <asm/unistd.h>. Calls are counted from 1 over all threads of the program, in the order in which
+ * they are made, beginning after execve(2). Child processes are not counted. One call is hit per run: the counters of
+ * strace(1) are those of a thread each, so that a fault there hits several, and a transfer cannot be shortened there
+ * without losing bytes.
  *
- * A line of REPORT: the call's number, that of <asm/unistd.h>, and the path or file that it works on. The exit status
- * is that of the program, or 128 and the number of the signal that ended it.
+ * A line of REPORT: CALL, NUMBER, and the path or file that it works on. The exit status is that of the program, or 128
+ * and the number of the signal that ended it.
  *
  * x86-64 only. */
 #define _GNU_SOURCE
@@ -44,7 +45,7 @@ struct syscall_info {
 };
 enum { OP_ENTRY = 1, OP_EXIT = 2 };
 
-enum { TRANSFER_SHORT = -1, LIST = 0 };
+enum { TRANSFER_SHORT = -1, LIST = 0, MOST_CALLS = 1024 };
 
 /* Which argument of a call is a path, and which a descriptor; -1: none. Other calls are reported by number alone. */
 static const struct {
@@ -97,7 +98,7 @@ static void print_descriptor(FILE* report, pid_t thread, int descriptor) {
 }
 
 static void print_call(FILE* report, pid_t thread, long number, const struct syscall_info* call) {
-    fprintf(report, "%ld %ld ", number, (long)call->u.entry.nr);
+    fprintf(report, "%ld %ld ", (long)call->u.entry.nr, number);
     for (size_t i = 0; i < sizeof SUBJECTS / sizeof *SUBJECTS; ++i) {
         if ((long)call->u.entry.nr != SUBJECTS[i].number) continue;
         if (SUBJECTS[i].descriptor >= 0)
@@ -153,18 +154,21 @@ static pid_t start(char** command) {
 /* What is to fail, and how far the program is. */
 static struct {
     FILE* report;
+    long call;
     long target;
-    int error; /* an errno, TRANSFER_SHORT or LIST */
-    long number;
-    pid_t failing;   /* the thread whose call fails and has not returned yet; 0: none */
-    int is_counting; /* execve(2) is over */
+    int error;                /* an errno, TRANSFER_SHORT or LIST */
+    long numbers[MOST_CALLS]; /* how many of each call there were */
+    pid_t failing;            /* the thread whose call fails and has not returned yet; 0: none */
+    int is_counting;          /* execve(2) is over */
     int is_done;
 } run;
 
 static void on_entry(pid_t thread, const struct syscall_info* call) {
-    ++run.number;
-    if (run.error == LIST || run.number == run.target) print_call(run.report, thread, run.number, call);
-    if (run.error == LIST || run.number != run.target) return;
+    if (call->u.entry.nr >= MOST_CALLS) return; /* no call of this kernel */
+    const long number = ++run.numbers[call->u.entry.nr];
+    const int is_target = (long)call->u.entry.nr == run.call && number == run.target;
+    if (run.error == LIST || is_target) print_call(run.report, thread, number, call);
+    if (run.error == LIST || !is_target) return;
     if (run.error == TRANSFER_SHORT) {
         halve(thread);
         run.is_done = 1;
@@ -218,16 +222,20 @@ static int follow(pid_t child) {
     }
 }
 
+static int read_fault(const char* text) {
+    char fault[16] = "";
+    if (strcmp(text, "list") == 0) return 1;
+    if (sscanf(text, "%ld:%ld:%15s", &run.call, &run.target, fault) != 3) return 0;
+    run.error = strcmp(fault, "short") == 0 ? TRANSFER_SHORT : (int)strtol(fault, NULL, 10);
+    return run.error != LIST;
+}
+
 int main(int argc, char** argv) {
-    if (argc < 5) {
-        fputs("failing_call REPORT NUMBER list|short|ERRNO PROGRAM [ARGUMENT ...]\n", stderr);
+    if (argc < 4 || !read_fault(argv[2])) {
+        fputs("failing_call REPORT list|CALL:NUMBER:ERRNO|CALL:NUMBER:short PROGRAM [ARGUMENT ...]\n", stderr);
         return 127;
     }
     run.report = fopen(argv[1], "w");
     if (run.report == NULL) fail(argv[1]);
-    run.target = strtol(argv[2], NULL, 10);
-    run.error = (int)strtol(argv[3], NULL, 10);
-    if (strcmp(argv[3], "list") == 0) run.error = LIST;
-    if (strcmp(argv[3], "short") == 0) run.error = TRANSFER_SHORT;
-    return follow(start(argv + 4));
+    return follow(start(argv + 3));
 }

@@ -3,7 +3,7 @@
     faults.py                         all of it: some thousand runs, a few minutes
     faults.py --quick                 an even sample of them
     faults.py --command NAME ...      the cases of these commands alone
-    faults.py --case NAME:NUMBER:EIO  one case: its system call, what it said, and the verdict
+    faults.py --case NAME:openat:3:EIO  one case: what it says otherwise than undisturbed, and the verdict
 
 Each run begins with the same files, in a mount namespace of its own (see tests/conformance/world.py). A command is
 run undisturbed first; afterwards the same run is repeated for each of its system calls, with that call failing. The
@@ -11,6 +11,7 @@ last line counts; each bad case is a line that names the case, the system call a
 1 when there is one."""
 
 import argparse
+import difflib
 import os
 import pathlib
 import shutil
@@ -30,7 +31,7 @@ FAILING_CALL = os.environ.get("NIMBREL_FAILING_CALL", "")
 FAILING_ALLOCATION = os.environ.get("NIMBREL_FAILING_ALLOCATION", "")
 TIMEOUT_SECONDS = 60
 QUICK_CASES = 400
-ALLOCATIONS = 60  # of each command, at even distances
+ALLOCATIONS = 60  # of each command, at even distances, unless --allocations says otherwise
 OPT = "/opt/velko/nimbrel"
 
 
@@ -101,7 +102,7 @@ class Trial:
         self.before = stage.snapshot()
         self.probes_before = self._probe()
         stage.restore(self.before)
-        self.usual = self._run(("0", "list"))
+        self.usual = self._run("list")
         if self.usual.status != 0:
             raise SystemExit(f"{command.name}: fails undisturbed: {self.usual}")
         self.calls = injection.program_calls(pathlib.Path(stage.report).read_text(errors="surrogateescape"))
@@ -110,7 +111,7 @@ class Trial:
         self._check_repeatability()
 
     def _run(self, fault):
-        return self.stage.run(self.command.program, self.command.words, (FAILING_CALL, self.stage.report, *fault))
+        return self.stage.run(self.command.program, self.command.words, (FAILING_CALL, self.stage.report, fault))
 
     def _probe(self):
         return [self.stage.run(commands.NIMBREL, words) for words in self.command.probes]
@@ -118,7 +119,7 @@ class Trial:
     def _check_repeatability(self):
         """Otherwise every verdict of a difference would be chance."""
         self.stage.restore(self.before)
-        again = self._run(("0", "list"))
+        again = self._run("list")
         wrong = verdict.judge_success(self.command, again, self.usual, self.stage.snapshot(), self.after)
         if wrong:
             raise SystemExit(f"{self.command.name}: two undisturbed runs differ: {wrong}")
@@ -133,20 +134,20 @@ class Trial:
             "LD_PRELOAD": FAILING_ALLOCATION, "FAILING_ALLOCATION": str(number),
             "FAILING_ALLOCATION_REPORT": self.stage.report})
 
-    def cases(self):
+    def cases(self, sampled):
         allocations = self.count_allocations()
-        step = max(allocations // ALLOCATIONS, 1)
+        step = max(allocations // sampled, 1)
         return (injection.cases_of(self.command.name, self.calls) +
-                [injection.Case(self.command.name, number, "allocation") for number in range(1, allocations + 1, step)])
+                [injection.Case(self.command.name, "allocation", number, "ENOMEM") for number in range(1, allocations + 1, step)])
 
     def run_case(self, case):
         """The run and what was bad about it."""
         self.stage.restore(self.before)
         pathlib.Path(self.stage.report).write_bytes(b"")
-        if case.fault == "allocation":
+        if case.call == "allocation":
             run = self._run_without_memory(case.number)
         else:
-            run = self._run((str(case.number), case.argument))
+            run = self._run(case.argument)
         found = self.stage.snapshot()
         return run, verdict.judge(self.command, run, self.usual, found, self.before, self.after, self.judge_state)
 
@@ -157,10 +158,11 @@ class Trial:
     def hit(self, case):
         """The system call that failed, in words."""
         text = pathlib.Path(self.stage.report).read_text(errors="surrogateescape").strip()
-        if case.fault == "allocation" or not text:
-            return case.fault
-        _, number, subject = (text + " ").split(" ", 2)
-        return f"{injection.call_names()[int(number)]}({subject.strip()}) {case.fault}"
+        if case.call == "allocation":
+            return "no memory"
+        if not text:
+            return "not reached"
+        return (text + " ").split(" ", 2)[2].strip()
 
 
 def sample(cases, count):
@@ -168,12 +170,12 @@ def sample(cases, count):
     return [cases[i * len(cases) // count] for i in range(count)] if count < len(cases) else cases
 
 
-def run_all(stage, names, quick):
+def run_all(stage, names, quick, allocations):
     chosen = [command for command in commands.COMMANDS if not names or command.name in names]
     total, bad = 0, 0
     for command in chosen:
         trial = Trial(stage, command)
-        cases = trial.cases()
+        cases = trial.cases(allocations)
         if quick:
             cases = sample(cases, QUICK_CASES // len(chosen))
         for case in cases:
@@ -190,7 +192,9 @@ def show_case(stage, text):
     case = injection.Case.parse(text)
     trial = Trial(stage, next(command for command in commands.COMMANDS if command.name == case.command))
     run, wrong = trial.run_case(case)
-    print(f"{trial.hit(case)}\nstatus {run.status}\n{run.stdout}{run.stderr}\n{wrong or 'good'}")
+    sys.stdout.writelines(difflib.unified_diff(trial.usual.stdout.splitlines(True), run.stdout.splitlines(True),
+                                               "undisturbed", "output"))
+    print(f"{run.stderr}status {run.status}\n{trial.hit(case)}: {wrong or 'good'}")
     return 1 if wrong else 0
 
 
@@ -210,7 +214,8 @@ def main():
     parser = argparse.ArgumentParser(description="Has every system call of a command fail once.")
     parser.add_argument("--quick", action="store_true", help="an even sample")
     parser.add_argument("--command", nargs="+", default=[], choices=[command.name for command in commands.COMMANDS])
-    parser.add_argument("--case", help="NAME:NUMBER:ERRNO, NAME:NUMBER:short or NAME:NUMBER:allocation")
+    parser.add_argument("--allocations", type=int, default=ALLOCATIONS, help="how many of each command's fail")
+    parser.add_argument("--case", help="NAME:CALL:NUMBER:ERRNO; the call may be allocation, the errno short")
     parser.add_argument("--inside", nargs=2, help=argparse.SUPPRESS)
     options = parser.parse_args()
     if options.inside is None:
@@ -218,7 +223,7 @@ def main():
     stage = Stage(*options.inside)
     if options.case:
         return show_case(stage, options.case)
-    return run_all(stage, options.command, options.quick)
+    return run_all(stage, options.command, options.quick, options.allocations)
 
 
 if __name__ == "__main__":

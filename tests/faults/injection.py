@@ -53,50 +53,56 @@ def call_names():
         return {int(number): name for name, number in re.findall(r"#define __NR_(\w+) (\d+)", header.read())}
 
 
+def call_numbers():
+    return {name: number for number, name in call_names().items()}
+
+
 @dataclasses.dataclass(frozen=True)
 class Case:
-    """One fault: the number-th system call of a command fails, is cut short, or the number-th allocation fails."""
+    """One fault: the number-th system call of a kind fails or is cut short, or the number-th allocation fails."""
 
     command: str
+    call: str  # "allocation", too
     number: int
-    fault: str  # the name of an errno, "short" or "allocation"
+    fault: str  # the name of an errno, or "short"
 
     def __str__(self):
-        return f"{self.command}:{self.number}:{self.fault}"
+        return f"{self.command}:{self.call}:{self.number}:{self.fault}"
 
     @staticmethod
     def parse(text):
-        command, number, fault = text.split(":")
-        return Case(command, int(number), fault)
+        command, call, number, fault = text.split(":")
+        return Case(command, call, int(number), fault)
 
     @property
     def argument(self):
         """How failing_call wants it."""
-        return self.fault if self.fault == "short" else str(getattr(errno, self.fault))
+        fault = self.fault if self.fault == "short" else getattr(errno, self.fault)
+        return f"{call_numbers()[self.call]}:{self.number}:{fault}"
 
 
 def program_calls(report):
-    """(number, name, subject) of each call after the dynamic loader's own: its failures before main are answered by
+    """(name, number, subject) of each call after the dynamic loader's own: its failures before main are answered by
     the loader, with words of its own and status 127. What dlopen does later is the program's affair."""
     names = call_names()
     calls = []
     for line in report.splitlines():
-        number, call, subject = line.split(" ", 2)
-        calls.append((int(number), names[int(call)], subject))
-    cache = next(i for i, call in enumerate(calls) if call[1] == "openat" and call[2] == "/etc/ld.so.cache")
-    unmapped = next(i for i in range(cache, len(calls)) if calls[i][1] == "munmap")
+        call, number, subject = line.split(" ", 2)
+        calls.append((names[int(call)], int(number), subject))
+    cache = next(i for i, call in enumerate(calls) if call[0] == "openat" and call[2] == "/etc/ld.so.cache")
+    unmapped = next(i for i in range(cache, len(calls)) if calls[i][0] == "munmap")
     return calls[unmapped + 1:]
 
 
 def cases_of(command, calls):
-    unknown = sorted({name for _, name, _ in calls} - set(ERRORS) - set(LEFT_ALONE))
+    unknown = sorted({name for name, _, _ in calls} - set(ERRORS) - set(LEFT_ALONE))
     if unknown:
         raise SystemExit(f"{command}: say in injection.py how these calls fail: {' '.join(unknown)}")
     cases = []
-    for number, name, _ in calls:
+    for name, number, _ in calls:
         if name in LEFT_ALONE:
             continue
-        cases += [Case(command, number, error) for error in ERRORS[name]]
+        cases += [Case(command, name, number, error) for error in ERRORS[name]]
         if name in SHORTENED:
-            cases.append(Case(command, number, "short"))
+            cases.append(Case(command, name, number, "short"))
     return cases
