@@ -1,5 +1,6 @@
 #include "features/jobs/DumpJob.h"
 
+#include "features/jobs/LogLimits.h"
 #include "ostrel/core/Attribute.h"
 #include "ostrel/core/ScopeTrace.h"
 #include "ostrel/core/Strings.h"
@@ -13,13 +14,19 @@ using namespace ostrel::core;
 
 namespace {
 
-/// Makes the digits of the payload as the bytes come: a log of hundreds of megabytes is there once.
+/// Makes the digits of the payload as the bytes come: a log of hundreds of megabytes is there once. One that is longer
+/// than the memory lets an answer be is refused before.
 class HexSink : public LogSink {
 public:
+    HexSink(std::string driveName, uint64_t earlierBytes)
+        : driveName_(std::move(driveName)), earlierBytes_(earlierBytes) {}
+
     Status begin(uint64_t bytes) override {
         hasBegun_ = true;
         bytes_ = 0;
         digits_.clear();
+        const Status status = checkPayload(driveName_, bytes, earlierBytes_);
+        if (!status.is(0, 0)) return status;
         digits_.reserve(bytes * 2);
         return Status();
     }
@@ -30,6 +37,7 @@ public:
     }
 
     bool hasBegun() const { return hasBegun_; }
+    uint64_t bytes() const { return bytes_; }
     std::unique_ptr<xml::XmlProperty> takePayload() {
         auto property = XmlConverter::payloadToXml(Payload());
         property->attributes[xml::KEY_VALUE] = std::move(digits_);
@@ -38,6 +46,8 @@ public:
     }
 
 private:
+    const std::string driveName_;
+    const uint64_t earlierBytes_;  ///< of the other drives, in the same answer
     std::string digits_;
     uint64_t bytes_ = 0;
     bool hasBegun_ = false;
@@ -51,9 +61,10 @@ Status DumpJob::runMethod(const std::shared_ptr<xml::XmlObject>& output) {
     if (!status.is(0, 0)) return status;
     const auto& devices = getDevices();
     const std::vector<std::string> names = driveNames();
+    uint64_t bytes = 0;
     for (std::size_t i = 0; i < devices.size(); ++i) {
         nvme::Drive drive(*devices[i]);
-        HexSink log;
+        HexSink log(drive.name(), bytes);
         status = dumpDrive(drive, arguments(), log);
         if (!status.is(0, 0) && isOneDriveNamed()) return status;
         if (status.is(0, 0) && !log.hasBegun()) continue;
@@ -62,6 +73,7 @@ Status DumpJob::runMethod(const std::shared_ptr<xml::XmlObject>& output) {
         object->attributes[xml::KEY_NAME] = title();
         object->attributes[xml::KEY_KEY] = names[i];
         if (status.is(0, 0)) {
+            bytes += log.bytes();
             object->properties.push_back(log.takePayload());
         } else {
             object->objects.push_back(XmlConverter::statusToXml(status));

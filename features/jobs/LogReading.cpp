@@ -1,5 +1,7 @@
 #include "features/jobs/LogReading.h"
 
+#include <algorithm>
+
 #include "features/jobs/StatusDetails.h"
 #include "features/nvme/LogPages.h"
 #include "features/nvme/Opcodes.h"
@@ -22,6 +24,17 @@ Status readLog(nvme::Drive& drive, uint8_t lid, uint32_t bytes, Payload& data) {
     request.lid = lid;
     request.retainEvent = true;
     return drive.readLogPage(request, bytes, data);
+}
+
+Status copyLog(nvme::Drive& drive, const nvme::LogPageRequest& page, uint64_t end, LogSink& log) {
+    OSTREL_TRACE();
+    if (page.offset >= end) return Status();
+    uint64_t left = end - page.offset;
+    return drive.readLogPieces(page, (left + 3) / 4 * 4, [&](const Payload& piece, uint32_t bytes) {
+        const auto counting = static_cast<size_t>(std::min<uint64_t>(bytes, left));
+        left -= counting;
+        return log.add(piece.getData(), counting);
+    });
 }
 
 bool isRefusal(const Status& status) {

@@ -2,6 +2,7 @@
 
 #include <cstdint>
 
+#include "features/jobs/LogSink.h"
 #include "features/nvme/Drive.h"
 #include "ostrel/core/Payload.h"
 #include "ostrel/core/Status.h"
@@ -11,6 +12,10 @@ namespace features::jobs {
 /// The first `bytes` bytes of a log page of the controller. An event that the page may stand for is not acknowledged:
 /// somebody else may wait for it.
 ostrel::core::Status readLog(nvme::Drive& drive, uint8_t lid, uint32_t bytes, ostrel::core::Payload& data);
+
+/// Hands the bytes of a log page from `page.offset` up to `end` to the log, piece by piece. Whole dwords are read, and
+/// of the last one only what belongs to the page counts.
+ostrel::core::Status copyLog(nvme::Drive& drive, const nvme::LogPageRequest& page, uint64_t end, LogSink& log);
 
 /// Whether the drive itself said no. Anything else that is no success is the road's failure.
 bool isRefusal(const ostrel::core::Status& status);

@@ -1,8 +1,8 @@
 #include "features/jobs/LongLogs.h"
 
-#include <algorithm>
 #include <string>
 
+#include "features/jobs/LogLimits.h"
 #include "features/jobs/LogReading.h"
 #include "features/jobs/StatusDetails.h"
 #include "features/nvme/ControllerCapabilities.h"
@@ -28,9 +28,6 @@ constexpr uint8_t LSP_READ_EVENTS = 0;
 constexpr uint8_t LSP_ESTABLISH_CONTEXT = 1;
 constexpr uint8_t LSP_RELEASE_CONTEXT = 2;
 
-/// 256 MiB: no log comes near; a length beyond that is a damaged one.
-constexpr uint64_t MOST_BYTES = uint64_t{256} * 1024 * 1024;
-
 bool isCommandSequenceError(const nvme::Drive& drive) {
     return drive.lastCompletion().is(0x0, 0x0C);
 }
@@ -42,18 +39,6 @@ Status requireLog(nvme::Drive& drive, bool (ControllerCapabilities::*isSupported
     if (!status.is(0, 0)) return status;
     if ((ControllerCapabilities(identify).*isSupported)()) return Status();
     return withDetails(missing, "Drive " + drive.name() + " has none.");
-}
-
-/// What stands behind the first bytes of the log, which are there already.
-Status readRest(nvme::Drive& drive, nvme::LogPageRequest page, uint64_t length, LogSink& log) {
-    if (page.offset >= length) return Status();
-    uint64_t left = length - page.offset;
-    // Whole dwords are read, and of the last one only what belongs to the log counts.
-    return drive.readLogPieces(page, (left + 3) / 4 * 4, [&](const Payload& piece, uint32_t bytes) {
-        const auto counting = static_cast<size_t>(std::min<uint64_t>(bytes, left));
-        left -= counting;
-        return log.add(piece.getData(), counting);
-    });
 }
 
 /// One reading of a telemetry log.
@@ -73,7 +58,7 @@ public:
         if (status.is(0, 0)) status = log_.add(head.getData(), TelemetryHeader::BYTES);
         nvme::LogPageRequest page = pageRequest(true);
         page.offset = TelemetryHeader::BYTES;
-        if (status.is(0, 0)) status = readRest(drive_, page, length, log_);
+        if (status.is(0, 0)) status = copyLog(drive_, page, length, log_);
         Payload after;
         if (status.is(0, 0)) status = readHeader(0, true, after);
         if (status.is(0, 0)) changed = TelemetryHeader(after.getData()).generation != header.generation;
@@ -139,7 +124,7 @@ Status enterContext(nvme::Drive& drive, EventLogContext context, Payload& head, 
 
 Status readEvents(nvme::Drive& drive, const Payload& head, LogSink& log) {
     const uint64_t length = parsers::persistentEventLogBytes(head.getData());
-    if (length > MOST_BYTES) {
+    if (length > MAX_LOG_BYTES) {
         return withDetails(statuses::persistentEventLogCorrupted(),
                            "Drive " + drive.name() + " says that it has " + std::to_string(length) + " bytes.");
     }
@@ -148,7 +133,7 @@ Status readEvents(nvme::Drive& drive, const Payload& head, LogSink& log) {
     nvme::LogPageRequest page;
     page.lid = nvme::LID_PERSISTENT_EVENT;
     page.offset = PersistentEventLog::HEADER_BYTES;
-    return status.is(0, 0) ? readRest(drive, page, length, log) : status;
+    return status.is(0, 0) ? copyLog(drive, page, length, log) : status;
 }
 
 }  // namespace

@@ -1,6 +1,7 @@
 #include "features/jobs/PersistentEventLogParseJob.h"
 
 #include "features/jobs/InputFile.h"
+#include "features/jobs/LogLimits.h"
 #include "features/jobs/LongLogs.h"
 #include "features/jobs/StatusDetails.h"
 #include "features/parsers/PersistentEventLog.h"
@@ -15,13 +16,13 @@ using namespace ostrel::core;
 
 namespace {
 
-/// 256 MiB, as of a drive.
-constexpr uint64_t MOST_BYTES = uint64_t{256} * 1024 * 1024;
-
+/// A log that is to be decoded.
 class StringSink : public LogSink {
 public:
-    explicit StringSink(std::string& bytes) : bytes_(bytes) {}
+    StringSink(std::string driveName, std::string& bytes) : driveName_(std::move(driveName)), bytes_(bytes) {}
     Status begin(uint64_t bytes) override {
+        const Status status = checkDecoding(driveName_, bytes);
+        if (!status.is(0, 0)) return status;
         bytes_.clear();
         bytes_.reserve(bytes);
         return Status();
@@ -32,6 +33,7 @@ public:
     }
 
 private:
+    const std::string driveName_;
     std::string& bytes_;
 };
 
@@ -66,7 +68,7 @@ Status PersistentEventLogParseJob::runMethod(const std::shared_ptr<xml::XmlObjec
     const std::string path = arguments().text(attributes::feature::pelFilePath().getName());
     if (path.empty()) return FeatureJob::runMethod(output);
     std::string bytes;
-    Status status = readInputFile(path, MOST_BYTES, bytes);
+    Status status = readInputFile(path, MAX_DECODED_BYTES, bytes);
     if (!status.is(0, 0)) return status;
     std::unique_ptr<DriveOutput> out;
     status = show(bytes, "'" + path + "'", out, title());
@@ -77,7 +79,7 @@ Status PersistentEventLogParseJob::runMethod(const std::shared_ptr<xml::XmlObjec
 Status PersistentEventLogParseJob::actOnDrive(nvme::Drive& drive, const Arguments&, DriveOutput& out) {
     OSTREL_TRACE();
     std::string bytes;
-    StringSink sink(bytes);
+    StringSink sink(drive.name(), bytes);
     Status status = readPersistentEventLog(drive, EventLogContext::PASSING, sink);
     if (!status.is(0, 0)) return status;
     std::unique_ptr<DriveOutput> log;

@@ -13,19 +13,13 @@
 #include "ostrel/core/xml/XmlMessage.h"
 #include "ostrel/core/xml/XmlReader.h"
 #include "tests/support/LogCapture.h"
+#include "tests/support/Sanitized.h"
 
 using namespace ostrel::core;
 using namespace ostrel::core::xml;
 
 namespace {
 
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-constexpr bool SANITIZED = true;
-#elif defined(__has_feature)
-constexpr bool SANITIZED = __has_feature(address_sanitizer) || __has_feature(thread_sanitizer);
-#else
-constexpr bool SANITIZED = false;
-#endif
 #ifdef __OPTIMIZE__
 constexpr bool OPTIMIZED = true;
 #else

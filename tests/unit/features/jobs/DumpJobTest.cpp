@@ -1,11 +1,16 @@
 #include <gtest/gtest.h>
+#include <sys/resource.h>
+#include <unistd.h>
 
+#include <fstream>
 #include <map>
 #include <string>
 
 #include "features/jobs/DumpJob.h"
 #include "ostrel/core/StatusCatalogue.h"
 #include "ostrel/interfaces/ostreli/interface/JobNames.h"
+#include "tests/support/ChildProcess.h"
+#include "tests/support/Sanitized.h"
 #include "tests/unit/features/jobs/Commands.h"
 #include "tests/unit/features/jobs/JobRun.h"
 
@@ -65,6 +70,37 @@ TEST(DumpJob, AsksNoDriveWhenTheRequestIsBad) {
     SampleJob job;
     const FakeDrive first("S1");
     EXPECT_EQ(JobRun(job, JOBTYPE_METHOD).with("DataArea", "9").on({&first}), "10/36 Invalid property specified.");
+}
+
+/// A log of 64 MiB, which is never read.
+class LongLogJob : public DumpJob {
+public:
+    LongLogJob() : DumpJob(JOB_EVENT_LOG, "eventlog") {}
+    std::unique_ptr<Job> clone() const override { return nullptr; }
+
+protected:
+    Status dumpDrive(nvme::Drive&, const Arguments&, LogSink& log) override {
+        const Status status = log.begin(uint64_t{64} << 20);
+        return status.is(0, 0) ? statuses::invalidProperty() : status;
+    }
+};
+
+TEST(DumpJob, ALogThatTheAddressSpaceCannotHoldIsRefusedBeforeItIsRead) {
+    if (SANITIZED) GTEST_SKIP() << "sanitizers need the address space for themselves";
+    EXPECT_TRUE(holdsInAChild([] {
+        uint64_t pages = 0;
+        std::ifstream("/proc/self/statm") >> pages;
+        const rlim_t bytes = pages * static_cast<rlim_t>(sysconf(_SC_PAGESIZE)) + (rlim_t{200} << 20);
+        const rlimit limit = {bytes, bytes};
+        setrlimit(RLIMIT_AS, &limit);
+        FakeDrive drive;
+        LongLogJob job;
+        const std::string answer = JobRun(job, JOBTYPE_METHOD).naming("S1").on({&drive});
+        return answer.find(
+                   "1/12 The log of drive S1 (/dev/nvme0) has 67108864 bytes, and this host has the memory to "
+                   "hand over ") == 0 &&
+               answer.find(". 'dump -nvmelog' writes a log page to a file piece by piece.") != std::string::npos;
+    }));
 }
 
 }  // namespace

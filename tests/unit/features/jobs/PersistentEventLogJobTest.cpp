@@ -186,6 +186,24 @@ TEST(PersistentEventLogParseJob, GivesTheSameForADriveAndItsFile) {
     EXPECT_EQ(parseFile(folder / "log.bin"), PARSED);
 }
 
+TEST(PersistentEventLogParseJob, ALogThatIsTooLongToBeDecodedIsRefusedBeforeItIsRead) {
+    FakeDrive drive;
+    drive.expect(identify(0x01).answers(controller()))
+        .expect(page(ESTABLISH).answers(header(4194305)))
+        .expect(page(RELEASE).answers(header()));
+    PersistentEventLogParseJob job;
+    const std::string answer = JobRun(job, JOBTYPE_METHOD).naming("S1").on({&drive});
+    EXPECT_NE(answer.find("The log of drive S1 (/dev/nvme0) has 4194305 bytes, and at most 4194304 are decoded. "
+                          "&apos;dump -nvmelog&apos; writes a log page to a file piece by piece."),
+              std::string::npos)
+        << answer;
+    const TemporaryFolder folder;
+    writeWholeFile(folder / "log", std::string(4194305, '\x0D'));
+    EXPECT_EQ(JobRun(job, JOBTYPE_METHOD).with("PELFilePath", folder / "log").on({}),
+              "10/54 Failed reading a file necessary for the feature. '" + (folder / "log") +
+                  "': it has 4194305 bytes, and at most 4194304 can be taken.");
+}
+
 TEST(PersistentEventLogParseJob, AContextOfSomebodyElseIsUsedAndStays) {
     FakeDrive drive;
     drive.expect(identify(0x01).answers(controller()))

@@ -1,0 +1,36 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+#include "ostrel/core/Status.h"
+
+/// What a length may cost that a drive claims: docs/files.md has these numbers for users.
+///
+/// Errors:  CATEGORY_OS, EFBIG for a log that is too long, ENOMEM for one that this host has not the memory for. The
+///          message names the drive, the lengths and the way that is left.
+namespace features::jobs {
+
+/// Decoded and shown, a log costs up to 290 bytes of memory for each of its bytes (events of the persistent event log),
+/// and a second for each MiB: the tree, its XML on both sides of the library's interface, the result, the text.
+inline constexpr uint64_t MAX_DECODED_BYTES = uint64_t{4} * 1024 * 1024;
+inline constexpr uint64_t DECODED_COST = 300;
+
+/// As the payload of an answer it costs 4.1 bytes for each: digits in the tree, in the answer and in what is read of
+/// it.
+inline constexpr uint64_t PAYLOAD_COST = 5;
+
+/// Written to a file as it comes it costs one piece of memory. Twice the longest page that a head can announce, that of
+/// log 0Ch: a length beyond is a damaged one.
+inline constexpr uint64_t MAX_LOG_BYTES = uint64_t{32} * 1024 * 1024 * 1024;
+
+/// Whether `bytes` bytes may be decoded.
+ostrel::core::Status checkDecoding(const std::string& driveName, uint64_t bytes);
+/// Whether so many more may travel in an answer that has `earlierBytes` of other drives already.
+ostrel::core::Status checkPayload(const std::string& driveName, uint64_t bytes, uint64_t earlierBytes);
+/// Whether one of these statuses says that a log is too long to be decoded.
+bool isTooLong(const ostrel::core::Status& status);
+/// Whether a log can be as long as its head says.
+ostrel::core::Status checkLogLength(const std::string& driveName, uint64_t bytes);
+
+}  // namespace features::jobs

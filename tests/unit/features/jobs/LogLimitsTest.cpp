@@ -1,0 +1,45 @@
+#include <gtest/gtest.h>
+
+#include "features/jobs/AvailableMemory.h"
+#include "features/jobs/LogLimits.h"
+
+namespace features::jobs {
+namespace {
+
+constexpr uint64_t MEBIBYTE = 1024 * 1024;
+constexpr const char* MEMINFO = "MemTotal:        8000000 kB\nMemFree:          100000 kB\nMemAvailable:    2048 kB\n";
+
+constexpr struct {
+    const char* meminfo;
+    const char* statm;
+    uint64_t limit;
+    uint64_t available;
+    const char* why;
+} MEMORY_CASES[] = {
+    {MEMINFO, "", UINT64_MAX, 2 * MEBIBYTE, "what the host has"},
+    {"", "", UINT64_MAX, 256 * MEBIBYTE, "no /proc"},
+    {"MemTotal: 1 kB\nMemAvailable: x kB\n", "", UINT64_MAX, 256 * MEBIBYTE, "no such line, or no number in it"},
+    {MEMINFO, "256 10 10", 3 * MEBIBYTE, 2 * MEBIBYTE, "a limit that leaves more"},
+    {MEMINFO, "512 10 10", 3 * MEBIBYTE, MEBIBYTE, "a limit that leaves less"},
+    {MEMINFO, "1024 10 10", 3 * MEBIBYTE, 0, "a limit that came after the memory"},
+    {MEMINFO, "", 2 * MEBIBYTE, MEBIBYTE, "a limit, and a size that is not known: half of it"},
+};
+
+TEST(AvailableMemory, IsTheLeastOfWhatHostAndLimitLeave) {
+    for (const auto& c : MEMORY_CASES)
+        EXPECT_EQ(availableMemoryBytes(c.meminfo, c.statm, 4096, c.limit), c.available) << c.why;
+}
+
+TEST(LogLimits, TakeWhatFitsAndCountWhatIsThereAlready) {
+    EXPECT_TRUE(checkPayload("S1", 0, 0).is(0, 0));
+    EXPECT_TRUE(checkPayload("S1", 4096, 4096).is(0, 0));
+    EXPECT_TRUE(checkPayload("S1", UINT64_MAX, 0).is(1, 12));
+    EXPECT_TRUE(checkPayload("S1", 1, UINT64_MAX).is(1, 12));
+    EXPECT_TRUE(checkDecoding("S1", 4096).is(0, 0));
+    EXPECT_TRUE(checkDecoding("S1", MAX_DECODED_BYTES + 1).is(1, 27));
+    EXPECT_TRUE(checkLogLength("S1", MAX_LOG_BYTES).is(0, 0));
+    EXPECT_TRUE(checkLogLength("S1", MAX_LOG_BYTES + 1).is(1, 27));
+}
+
+}  // namespace
+}  // namespace features::jobs
