@@ -7,7 +7,6 @@
 #include "features/jobs/LongLogs.h"
 #include "features/jobs/NvmeLogPage.h"
 #include "features/jobs/NvmeLogRequest.h"
-#include "features/jobs/VelkoLogJob.h"
 #include "features/jobs/VendorDialect.h"
 #include "features/nvme/FieldTree.h"
 #include "features/nvme/Identify.h"
@@ -27,18 +26,6 @@ using namespace ostrel::interfaces::ostreli;
 using nvme::LogPageRow;
 
 namespace {
-
-/// The maker's logs that tell their own length.
-constexpr struct {
-    uint8_t lid;
-    const char* job;
-} VELKO_LOGS[] = {
-    {nvme::LID_VELKO_NLOG, JOB_NLOG},
-    {nvme::LID_VELKO_BRIDGE_NLOG, JOB_BRIDGE_NLOG},
-    {nvme::LID_VELKO_EVENT_LOG, JOB_EVENT_LOG},
-    {nvme::LID_VELKO_ASSERT_LOG, JOB_ASSERT_LOG},
-    {nvme::LID_VELKO_SYSTEM_SNAPSHOT, JOB_SYSTEM_SNAPSHOT},
-};
 
 /// "log_02_smart_health_information.bin"
 std::string logFileName(uint8_t lid, const std::string& name) {
@@ -145,15 +132,7 @@ private:
             default:
                 break;
         }
-        for (const auto& log : VELKO_LOGS) {
-            if (log.lid == row.lid) return VelkoLogJob::readLog(log.job, facts_.drive(), file);
-        }
-        Payload data;
-        Status status = nvme::findLogPage(row.lid) != nullptr
-                            ? readLogPage(facts_, NvmeLogRequest(), row.lid, LogExtent::WHOLE, data)
-                            : readLog(facts_.drive(), row.lid, row.lengthBytes, data);
-        if (status.is(0, 0)) status = file.begin(data.getSize());
-        return status.is(0, 0) ? file.add(data.getData(), data.getSize()) : status;
+        return copyLogPage(facts_, NvmeLogRequest(), row.lid, file);
     }
 
     DriveFacts& facts_;

@@ -1,6 +1,8 @@
 #include "features/jobs/NvmeLogJob.h"
 
 #include "features/jobs/DriveFacts.h"
+#include "features/jobs/FileSink.h"
+#include "features/jobs/LogLimits.h"
 #include "features/jobs/LogReading.h"
 #include "features/jobs/NvmeLogPage.h"
 #include "features/jobs/NvmeLogRequest.h"
@@ -8,9 +10,9 @@
 #include "features/nvme/LogPages.h"
 #include "features/nvme/Opcodes.h"
 #include "features/nvme/VelkoLogPages.h"
-#include "ostrel/core/File.h"
 #include "ostrel/core/ScopeTrace.h"
 #include "ostrel/core/StatusCatalogue.h"
+#include "ostrel/core/UserFile.h"
 #include "ostrel/interfaces/ostreli/interface/JobNames.h"
 
 namespace features::jobs {
@@ -89,15 +91,16 @@ Status showList(DriveFacts& facts, DriveOutput& out) {
 
 Status showPage(DriveFacts& facts, const NvmeLogRequest& request, uint8_t lid, DriveOutput& out) {
     Payload data;
-    Status status = readLogPage(facts, request, lid, LogExtent::DECODED, data);
+    Status status = readLogPage(facts, request, lid, data);
     if (status.is(0, 0)) out.addTree(showLogPage(facts.drive(), lid, request.offset, data));
     return status;
 }
 
-/// A page among all pages: nobody asked for it by name, so that a refusal is told, but no failure.
+/// A page among all pages was not asked for by its name: that the drive refuses it, or that it is too long, is shown,
+/// and is no failure.
 Status showPageOfAll(DriveFacts& facts, const NvmeLogRequest& request, uint8_t lid, DriveOutput& out) {
     Status status = showPage(facts, request, lid, out);
-    if (!isRefusal(status)) return status;
+    if (!isRefusal(status) && !isTooLong(status)) return status;
     FieldTree tree{logName(facts.drive(), lid), {}, {}};
     tree.add("Not read", status.getMessage());
     out.addTree(tree);
@@ -107,7 +110,7 @@ Status showPageOfAll(DriveFacts& facts, const NvmeLogRequest& request, uint8_t l
 /// Another maker's page may stand at the same identifier.
 Status showOcpPage(DriveFacts& facts, const NvmeLogRequest& request, DriveOutput& out) {
     Payload data;
-    Status status = readLogPage(facts, request, nvme::LID_OCP_SMART, LogExtent::DECODED, data);
+    Status status = readLogPage(facts, request, nvme::LID_OCP_SMART, data);
     if (isRefusal(status)) return Status();
     if (status.is(0, 0) && request.offset == 0 && nvme::isOcpSmart(data)) out.addTree(nvme::decodeOcpSmart(data));
     return status;
@@ -135,15 +138,16 @@ Status showAll(DriveFacts& facts, const NvmeLogRequest& request, DriveOutput& ou
 /// One page of one drive into a file.
 Status writePage(nvme::Drive& drive, const NvmeLogRequest& request, DriveOutput& out, const std::string& title) {
     DriveFacts facts(drive);
-    Payload data;
-    Status status = readLogPage(facts, request, *request.lid, LogExtent::WHOLE, data);
+    UserFile file;
+    FileSink log(file);
+    Status status = file.open(request.file);
+    if (status.is(0, 0)) status = copyLogPage(facts, request, *request.lid, log);
+    if (status.is(0, 0)) status = file.finish();
     if (!status.is(0, 0)) return status;
-    status = writeFileAtomically(request.file, {reinterpret_cast<const char*>(data.getData()), data.getSize()});
-    if (!status.is(0, 0)) return status;
-    out.addStatus(title, Status(0, 0,
-                                "Wrote " + std::to_string(data.getSize()) + " bytes of log page " +
-                                    nvme::hexText(*request.lid, 2) + " (" + logName(drive, *request.lid) + ") to " +
-                                    request.file + "."));
+    out.addStatus(
+        title, Status(0, 0,
+                      "Wrote " + std::to_string(log.bytes()) + " bytes of log page " + nvme::hexText(*request.lid, 2) +
+                          " (" + logName(drive, *request.lid) + ") to " + request.file + "."));
     return Status();
 }
 

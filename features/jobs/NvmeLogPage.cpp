@@ -1,8 +1,11 @@
 #include "features/jobs/NvmeLogPage.h"
 
 #include <algorithm>
-#include <iterator>
+#include <vector>
 
+#include "features/jobs/LogLimits.h"
+#include "features/jobs/LogReading.h"
+#include "features/jobs/VelkoLogJob.h"
 #include "features/jobs/VendorDialect.h"
 #include "features/nvme/Bytes.h"
 #include "features/nvme/LogPages.h"
@@ -28,25 +31,35 @@ uint64_t telemetryLength(const uint8_t* head) {
     return parsers::TelemetryHeader(head).lengthBytes(parsers::TelemetryHeader::MOST_AREAS);
 }
 
-uint64_t persistentEventLength(const uint8_t* head) {
-    return parsers::persistentEventLogBytes(head) / 4 * 4;
-}
-
 uint64_t velkoLogLength(const uint8_t* head) {
     constexpr uint64_t LEAST = nvme::VELKO_LOG_HEADER_BYTES;
     return std::clamp(nvme::velkoLogHeader(head).bytes, LEAST, nvme::VELKO_MOST_LOG_BYTES) / 4 * 4;
 }
 
-/// The pages of which the decoder shows the header alone, and how long they say that they are.
+/// The pages of which the decoder shows the header alone, and how long they say that they are. Their Log Specific Field
+/// is an action, which happens once.
 constexpr struct {
     uint8_t lid;
     uint64_t (*wholeLength)(const uint8_t* head);
 } LONG_PAGES[] = {
-    {nvme::LID_TELEMETRY_HOST, telemetryLength},         {nvme::LID_TELEMETRY_CONTROLLER, telemetryLength},
-    {nvme::LID_PERSISTENT_EVENT, persistentEventLength}, {nvme::LID_VELKO_NLOG, velkoLogLength},
-    {nvme::LID_VELKO_BRIDGE_NLOG, velkoLogLength},       {nvme::LID_VELKO_EVENT_LOG, velkoLogLength},
-    {nvme::LID_VELKO_ASSERT_LOG, velkoLogLength},        {nvme::LID_VELKO_SYSTEM_SNAPSHOT, velkoLogLength},
+    {nvme::LID_TELEMETRY_HOST, telemetryLength},
+    {nvme::LID_TELEMETRY_CONTROLLER, telemetryLength},
+    {nvme::LID_PERSISTENT_EVENT, parsers::persistentEventLogBytes},
+    {nvme::LID_VELKO_NLOG, velkoLogLength},
+    {nvme::LID_VELKO_BRIDGE_NLOG, velkoLogLength},
+    {nvme::LID_VELKO_EVENT_LOG, velkoLogLength},
+    {nvme::LID_VELKO_ASSERT_LOG, velkoLogLength},
+    {nvme::LID_VELKO_SYSTEM_SNAPSHOT, velkoLogLength},
 };
+
+using WholeLength = uint64_t (*)(const uint8_t* head);
+
+/// Null for a page that is none of them.
+WholeLength lengthOfLongPage(uint8_t lid) {
+    for (const auto& page : LONG_PAGES)
+        if (page.lid == lid) return page.wholeLength;
+    return nullptr;
+}
 
 /// The pages that are there once for each group or set: where Identify Namespace tells which is the namespace's.
 constexpr struct {
@@ -69,7 +82,7 @@ uint16_t groupOfNamespace(DriveFacts& facts, uint8_t lid) {
 Status pageRequest(DriveFacts& facts, const NvmeLogRequest& request, uint8_t lid, nvme::LogPageRequest& page) {
     page.lid = lid;
     page.lsp = request.lsp;
-    page.lspOfFurtherPieces = request.lsp;
+    page.lspOfFurtherPieces = lengthOfLongPage(lid) == nullptr ? request.lsp : uint8_t{0};
     page.lsi = request.lsi ? *request.lsi : groupOfNamespace(facts, lid);
     page.retainEvent = request.retainEvent;
     if (request.ofNamespace) {
@@ -86,26 +99,96 @@ Status controllerOf(DriveFacts& facts, const nvme::ControllerCapabilities*& cont
     return facts.failure().is(0, 0) ? statuses::deviceDataRetrievalFailed() : facts.failure();
 }
 
-/// The length of the page from its beginning. Where its head tells it, the head is read for that.
-Status pageLength(DriveFacts& facts, const nvme::LogPageRequest& page, LogExtent extent, uint64_t& length) {
-    const LogPageRow* row = findLogRow(facts.drive(), page.lid);
-    length = row == nullptr ? UNKNOWN_PAGE_BYTES : row->lengthBytes;
-    const auto* longPage = std::find_if(std::begin(LONG_PAGES), std::end(LONG_PAGES),
-                                        [&](const auto& entry) { return entry.lid == page.lid; });
-    const bool isLong = extent == LogExtent::WHOLE && longPage != std::end(LONG_PAGES);
-    if (row == nullptr || (row->wholeLength == nullptr && !isLong)) return Status();
-    Payload head;
-    if (row->lengthBytes != 0) {
-        const Status status = facts.drive().readLogPage(page, row->lengthBytes, head);
-        if (!status.is(0, 0)) return status;
+/// How long a page is from its beginning.
+class PageLength {
+public:
+    /// `whole`: of a long page not the header alone.
+    PageLength(DriveFacts& facts, uint8_t lid, bool whole)
+        : facts_(facts), row_(findLogRow(facts.drive(), lid)), ofLongPage_(whole ? lengthOfLongPage(lid) : nullptr) {}
+
+    /// How many bytes of the page it takes to know its length; 0: none.
+    size_t headBytes() const { return isInHead() ? row_->lengthBytes : 0; }
+
+    /// `head`: headBytes() bytes.
+    Status of(const uint8_t* head, uint64_t& length) const {
+        length = row_ == nullptr ? UNKNOWN_PAGE_BYTES : row_->lengthBytes;
+        if (!isInHead()) return Status();
+        if (ofLongPage_ != nullptr) {
+            length = ofLongPage_(head);
+            return Status();
+        }
+        const nvme::ControllerCapabilities* controller = nullptr;
+        const Status status = controllerOf(facts_, controller);
+        if (status.is(0, 0)) length = row_->wholeLength(*controller, head);
+        return status;
     }
-    if (isLong) {
-        length = longPage->wholeLength(head.getData());
-        return Status();
+
+    /// Reads the head for it, where it takes one: then the page's action is done.
+    Status ask(nvme::LogPageRequest& page, uint64_t& length) const {
+        Payload head;
+        if (headBytes() != 0) {
+            const Status status = facts_.drive().readLogPage(page, headBytes(), head);
+            if (!status.is(0, 0)) return status;
+            page.lsp = page.lspOfFurtherPieces;
+        }
+        return of(head.getData(), length);
     }
-    const nvme::ControllerCapabilities* controller = nullptr;
-    const Status status = controllerOf(facts, controller);
-    if (status.is(0, 0)) length = row->wholeLength(*controller, head.getData());
+
+private:
+    bool isInHead() const { return row_ != nullptr && (row_->wholeLength != nullptr || ofLongPage_ != nullptr); }
+
+    DriveFacts& facts_;
+    const LogPageRow* row_;
+    const WholeLength ofLongPage_;
+};
+
+Status behindTheEnd(const nvme::Drive& drive, uint64_t offset, uint64_t length) {
+    return Status(CATEGORY_FEATURE, statuses::invalidProperty().getCode(),
+                  "The offset " + std::to_string(offset) + " lies behind the end of the log page, which has " +
+                      std::to_string(length) + " bytes on drive " + drive.name() + ".");
+}
+
+/// What is to be read: the page from its offset on, up to `end`.
+Status preparePage(DriveFacts& facts, const NvmeLogRequest& request, uint8_t lid, const PageLength& pageLength,
+                   nvme::LogPageRequest& page, uint64_t& end) {
+    // Another maker's page may stand at the same identifier.
+    if (request.isVelko && !isVelkoDrive(facts.drive())) return statuses::driveDoesNotSupportFeature();
+    Status status = pageRequest(facts, request, lid, page);
+    if (status.is(0, 0) && !request.bytes) status = pageLength.ask(page, end);
+    if (!status.is(0, 0)) return status;
+    page.offset = request.offset;
+    if (!request.bytes) return page.offset < end ? Status() : behindTheEnd(facts.drive(), page.offset, end);
+    end = page.offset + *request.bytes;
+    return end >= page.offset ? Status() : statuses::requestOutOfBounds();
+}
+
+/// Passes a log on and keeps its first bytes.
+class HeadKeeper : public LogSink {
+public:
+    HeadKeeper(LogSink& log, size_t headBytes) : log_(log), headBytes_(headBytes) {}
+
+    Status begin(uint64_t bytes) override { return log_.begin(bytes); }
+    Status add(const uint8_t* data, size_t bytes) override {
+        head_.insert(head_.end(), data, data + std::min(bytes, headBytes_ - head_.size()));
+        return log_.add(data, bytes);
+    }
+
+    /// Null before all of it came.
+    const uint8_t* head() const { return head_.size() == headBytes_ ? head_.data() : nullptr; }
+
+private:
+    LogSink& log_;
+    const size_t headBytes_;
+    std::vector<uint8_t> head_;
+};
+
+/// Where the page ends that begins with the head that was copied; at `end` where that was no beginning.
+Status findNewEnd(const nvme::Drive& drive, const PageLength& pageLength, const uint8_t* head, uint64_t& end) {
+    if (head == nullptr) return Status();
+    uint64_t length = 0;
+    Status status = pageLength.of(head, length);
+    if (status.is(0, 0)) status = checkLogLength(drive.name(), length);
+    if (status.is(0, 0)) end = std::max(end, length);
     return status;
 }
 
@@ -143,27 +226,33 @@ std::string logName(const nvme::Drive& drive, uint8_t lid) {
     return row == nullptr ? "Log Page " + nvme::hexText(lid, 2) : row->name;
 }
 
-Status readLogPage(DriveFacts& facts, const NvmeLogRequest& request, uint8_t lid, LogExtent extent, Payload& data) {
+Status readLogPage(DriveFacts& facts, const NvmeLogRequest& request, uint8_t lid, Payload& data) {
     OSTREL_TRACE();
-    // Another maker's page may stand at the same identifier.
-    if (request.isVelko && !isVelkoDrive(facts.drive())) return statuses::driveDoesNotSupportFeature();
     nvme::LogPageRequest page;
-    Status status = pageRequest(facts, request, lid, page);
-    if (!status.is(0, 0)) return status;
-    uint64_t length = request.bytes.value_or(0);
-    if (!request.bytes) {
-        status = pageLength(facts, page, extent, length);
-        if (!status.is(0, 0)) return status;
-        if (request.offset >= length) {
-            return Status(CATEGORY_FEATURE, statuses::invalidProperty().getCode(),
-                          "The offset " + std::to_string(request.offset) +
-                              " lies behind the end of the log page, which has " + std::to_string(length) +
-                              " bytes on drive " + facts.drive().name() + ".");
-        }
-        length -= request.offset;
-    }
-    page.offset = request.offset;
-    return facts.drive().readLogPage(page, length, data);
+    uint64_t end = 0;
+    Status status = preparePage(facts, request, lid, PageLength(facts, lid, false), page, end);
+    if (status.is(0, 0)) status = checkDecoding(facts.drive().name(), end - page.offset);
+    return status.is(0, 0) ? facts.drive().readLogPage(page, end - page.offset, data) : status;
+}
+
+Status copyLogPage(DriveFacts& facts, const NvmeLogRequest& request, uint8_t lid, LogSink& log) {
+    OSTREL_TRACE();
+    nvme::Drive& drive = facts.drive();
+    const bool isPart = request.bytes || request.offset != 0;
+    // Each reading from the start takes another picture of these logs: head and rest have to be of one.
+    if (!isPart && isVelkoDrive(drive) && VelkoLogJob::isLog(lid)) return VelkoLogJob::readLog(lid, drive, log);
+    const PageLength pageLength(facts, lid, true);
+    nvme::LogPageRequest page;
+    uint64_t end = 0;
+    Status status = preparePage(facts, request, lid, pageLength, page, end);
+    if (status.is(0, 0)) status = checkLogLength(drive.name(), end - page.offset);
+    if (status.is(0, 0)) status = log.begin(end - page.offset);
+    HeadKeeper keeper(log, isPart ? 0 : pageLength.headBytes());
+    if (status.is(0, 0)) status = copyLog(drive, page, end, keeper);
+    if (!status.is(0, 0) || isPart) return status;
+    page.offset = end;
+    status = findNewEnd(drive, pageLength, keeper.head(), end);
+    return status.is(0, 0) ? copyLog(drive, page, end, log) : status;
 }
 
 nvme::FieldTree showLogPage(const nvme::Drive& drive, uint8_t lid, uint64_t offset, const Payload& data) {

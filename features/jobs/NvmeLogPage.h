@@ -5,6 +5,7 @@
 #include <string>
 
 #include "features/jobs/DriveFacts.h"
+#include "features/jobs/LogSink.h"
 #include "features/jobs/NvmeLogRequest.h"
 #include "features/nvme/FieldTree.h"
 #include "features/nvme/LogPages.h"
@@ -23,17 +24,17 @@ std::optional<uint8_t> findLogByName(const std::string& name);
 /// "SMART / Health Information", or "Log Page 0xC5" for what has no name.
 std::string logName(const nvme::Drive& drive, uint8_t lid);
 
-/// Which part of a page without an end of its own is read.
-enum class LogExtent : uint8_t {
-    DECODED,  ///< what the decoder reads: of the telemetry and persistent event logs the header
-    WHOLE,    ///< all that the page says it has
-};
-
-/// Reads log page `lid` as `request` says. Without a number of dwords in the request the length is that of the page;
-/// what is not known gives 512 bytes. An offset behind the end is 10/36, a page of the maker by its name on another
-/// drive 10/3.
-ostrel::core::Status readLogPage(DriveFacts& facts, const NvmeLogRequest& request, uint8_t lid, LogExtent extent,
+/// Reads of log page `lid` what is to be shown, as `request` says: without a number of dwords the length that the
+/// decoder knows, of the telemetry and persistent event logs the header; what is not known gives 512 bytes.
+///
+/// An offset behind the end is 10/36, a page of the maker by its name on another drive 10/3, and what is too long to be
+/// decoded 1/27 or 1/12 before it is read (LogLimits.h).
+ostrel::core::Status readLogPage(DriveFacts& facts, const NvmeLogRequest& request, uint8_t lid,
                                  ostrel::core::Payload& data);
+
+/// Hands the page to `log` as it comes, and without a number of dwords all that the page says it has. A page that is
+/// longer when it is read than it was when its length was asked is read up to its new end.
+ostrel::core::Status copyLogPage(DriveFacts& facts, const NvmeLogRequest& request, uint8_t lid, LogSink& log);
 
 /// The page decoded. What has no decoder, or does not begin at the page's beginning, as hexadecimal lines.
 nvme::FieldTree showLogPage(const nvme::Drive& drive, uint8_t lid, uint64_t offset, const ostrel::core::Payload& data);

@@ -8,6 +8,7 @@
 #include "features/jobs/StatusDetails.h"
 #include "features/jobs/VendorDialect.h"
 #include "features/nvme/Bytes.h"
+#include "features/nvme/FieldTree.h"
 #include "features/nvme/VelkoInterface.h"
 #include "features/nvme/VelkoLogPages.h"
 #include "ostrel/core/ScopeTrace.h"
@@ -56,6 +57,11 @@ const VelkoLogJob::Row& VelkoLogJob::rowOf(const std::string& name) {
     return *row;
 }
 
+const VelkoLogJob::Row* VelkoLogJob::findRow(uint8_t lid) {
+    const auto* row = std::find_if(std::begin(ROWS), std::end(ROWS), [&](const Row& r) { return r.lid == lid; });
+    return row == std::end(ROWS) ? nullptr : row;
+}
+
 VelkoLogJob::VelkoLogJob(const std::string& name) : DumpJob(name, rowOf(name).logName) {}
 
 std::unique_ptr<Job> VelkoLogJob::clone() const {
@@ -67,12 +73,14 @@ std::unique_ptr<Job> VelkoLogJob::clone() const {
 
 Status VelkoLogJob::dumpDrive(nvme::Drive& drive, const Arguments&, LogSink& log) {
     OSTREL_TRACE();
-    return readLog(getName(), drive, log);
+    return readLog(rowOf(getName()).lid, drive, log);
 }
 
-Status VelkoLogJob::readLog(const std::string& name, nvme::Drive& drive, LogSink& log) {
+Status VelkoLogJob::readLog(uint8_t lid, nvme::Drive& drive, LogSink& log) {
     OSTREL_TRACE();
-    const Row& row = rowOf(name);
+    const Row* found = findRow(lid);
+    if (found == nullptr) throw std::logic_error("no vendor log: " + nvme::hexText(lid, 2));
+    const Row& row = *found;
     if (!isVelkoDrive(drive)) return row.missing();
     for (unsigned i = 0; i < MOST_READS; ++i) {
         bool isWhole = false;

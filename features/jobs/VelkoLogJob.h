@@ -13,8 +13,10 @@ public:
     explicit VelkoLogJob(const std::string& name);
     std::unique_ptr<Job> clone() const override;
 
-    /// Reads the log that the job `name` dumps.
-    static ostrel::core::Status readLog(const std::string& name, nvme::Drive& drive, LogSink& log);
+    /// Whether the log page is one of these logs, on a VELKO drive.
+    static bool isLog(uint8_t lid) { return findRow(lid) != nullptr; }
+    /// Reads one of them.
+    static ostrel::core::Status readLog(uint8_t lid, nvme::Drive& drive, LogSink& log);
 
 protected:
     ostrel::core::Status dumpDrive(nvme::Drive& drive, const Arguments& arguments, LogSink& log) override;
@@ -23,6 +25,7 @@ private:
     struct Row;
     static const Row ROWS[];
     static const Row& rowOf(const std::string& name);
+    static const Row* findRow(uint8_t lid);
 
     static ostrel::core::Status readOnce(const Row& row, nvme::Drive& drive, LogSink& log, bool& isWhole);
 };

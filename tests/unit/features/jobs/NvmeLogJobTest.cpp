@@ -191,6 +191,45 @@ TEST(NvmeLogJob, TheListIsTheDrivesOwnWhereItHasOne) {
 </Object>)");
 }
 
+TEST(NvmeLogJob, WhatIsTooLongToBeDecodedIsRefusedBeforeItIsRead) {
+    const auto refusal = [](const std::string& bytes) {
+        return statusAnswer(
+            "1", "27",
+            "The log of drive S1 (/dev/nvme0) has " + bytes +
+                " bytes, and at most 4194304 are decoded. &apos;dump -nvmelog&apos; writes a log page to a file "
+                "piece by piece.");
+    };
+    NvmeLogJob job;
+    FakeDrive lba;
+    lba.expect(lookAtLog(0x0E, 16).answers(DriveBytes(16).le32(0, 0xFFFFFFFF)))
+        .expect(identify(0x01).answers(identifyController()));
+    EXPECT_EQ(JobRun(job, JOBTYPE_METHOD).with("LogId", "14").on({&lba}), refusal("4294967296"));
+    FakeDrive ana;
+    ana.expect(lookAtLog(0x0C, 16).answers(DriveBytes(16).le16(8, 1)))
+        .expect(identify(0x01).answers(identifyController().le32(516, 0xFFFFFFFF)));
+    EXPECT_EQ(JobRun(job, JOBTYPE_METHOD).with("LogId", "12").on({&ana}), refusal("17179869228"));
+    FakeDrive any;
+    EXPECT_EQ(JobRun(job, JOBTYPE_METHOD).with("LogId", "202").with("NumDWORDs", "1048577").on({&any}),
+              refusal("4194308"));
+}
+
+TEST(NvmeLogJob, OneThatIsTooLongIsShownInItsPlaceAmongAllPages) {
+    FakeDrive drive;
+    drive
+        .expect(identify(0x01).answers(identifyController().byte(76, 0x08).le32(516, 0xFFFFFFFF)))  // ANA
+        .expect(lookAtLog(0x01, 4096).refuses(NO_SUCH_LOG))
+        .expect(lookAtLog(0x02, 512).refuses(NO_SUCH_LOG))
+        .expect(lookAtLog(0x03, 512).refuses(NO_SUCH_LOG))
+        .expect(lookAtLog(0x0C, 16).answers(DriveBytes(16)))
+        .expect(lookAtLog(0xC0, 512).refuses(NO_SUCH_LOG));
+    NvmeLogJob job;
+    const std::string answer = JobRun(job, JOBTYPE_METHOD).on({&drive});
+    EXPECT_NE(answer.find("<Object key=\"S1\" name=\"Asymmetric Namespace Access\">\n<Property name=\"Not read\" "
+                          "value=\"The log of drive S1 (/dev/nvme0) has 17179869196 bytes, and at most"),
+              std::string::npos)
+        << answer;
+}
+
 const std::string PLAIN_LIST = R"(0/0
 <Object category="Output">
 <Object key="S1" name="Supported Log Pages">
@@ -387,12 +426,56 @@ TEST_F(NvmeLogFile, HoldsTheWholeOfALogWhoseHeaderTellsItsLength) {
     EXPECT_EQ(readWholeFile(file_), asText(events));
 }
 
-TEST_F(NvmeLogFile, HoldsTheWholeOfAMakersBinaryLog) {
-    const DriveBytes header = DriveBytes(64).text(0, "NLOG", 4).byte(8, 76);
-    const DriveBytes whole = DriveBytes(76).text(0, "NLOG", 4).byte(8, 76).text(64, "abcd", 4);
-    velko(drive_).expect(lookAtLog(0xD3, 64).answers(header)).expect(lookAtLog(0xD3, 76).answers(whole));
+TEST_F(NvmeLogFile, HoldsAnEventLogWhoseLengthIsNoMultipleOfADword) {
+    drive_.expect(lookAtLog(0x0D, 512).answers(DriveBytes(512).byte(0, 13).le64(8, 515)))
+        .expect(lookAtLog(0x0D, 516).answers(DriveBytes(516).byte(0, 13).le64(8, 515).text(512, "end.", 4)));
+    EXPECT_EQ(dump("13"),
+              statusAnswer("0", "0", "Wrote 515 bytes of log page 0x0D (Persistent Event Log) to " + file_ + "."));
+    EXPECT_EQ(readWholeFile(file_).substr(512), "end");
+}
+
+/// A telemetry log whose last block is `last`.
+DriveBytes telemetry(size_t bytes, uint16_t last) {
+    return DriveBytes(bytes).byte(0, 7).le16(8, last).le16(10, last).le16(12, last);
+}
+
+TEST_F(NvmeLogFile, IsNotCutWhereTheLogGrewSinceItsLengthWasAsked) {
+    const DriveBytes extendedData = identifyController().byte(261, 0x0C);
+    drive_.expect(lookAtLog(0x07, 512).answers(telemetry(512, 1)))
+        .expect(lookAtLog(0x07, 1024).answers(telemetry(1024, 2)))
+        .expect(identify(0x01).answers(extendedData))
+        .expect(logPage(0x07, 512, 1024).dword(10, 0x007F8007).answers(page(512, "what was added")));
+    EXPECT_EQ(dump("7"),
+              statusAnswer("0", "0", "Wrote 1536 bytes of log page 0x07 (Telemetry Host-Initiated) to " + file_ + "."));
+    EXPECT_EQ(readWholeFile(file_), asText(telemetry(1024, 2)) + asText(page(512, "what was added")));
+}
+
+TEST_F(NvmeLogFile, TheActionOfALogHappensOnce) {
+    drive_.expect(logPage(0x07, 512).dword(10, 0x007F8107).answers(telemetry(512, 1)))
+        .expect(lookAtLog(0x07, 1024).answers(telemetry(1024, 1)));
+    EXPECT_EQ(
+        JobRun(job_, JOBTYPE_METHOD).with("LogId", "7").with("LogSpecificField", "1").with("file", file_).on({&drive_}),
+        statusAnswer("0", "0", "Wrote 1024 bytes of log page 0x07 (Telemetry Host-Initiated) to " + file_ + "."));
+}
+
+TEST_F(NvmeLogFile, HoldsHeadAndRestOfOnePictureOfAMakersBinaryLog) {
+    // Each reading from the start takes another picture: one that is longer than its head said would be cut.
+    const DriveBytes header = DriveBytes(64).text(0, "NLOG", 4).le64(8, 76).le32(60, 5);
+    const DriveBytes rest = DriveBytes(12).text(0, "abcdefgh", 8).le32(8, 5);
+    velko(drive_)
+        .expect(lookAtLog(0xD3, 64).answers(header))
+        .expect(identify(0x01).answers(identifyController()))
+        .expect(logPage(0xD3, 12, 64).dword(10, 0x000280D3).answers(rest));
     EXPECT_EQ(dump("211"), statusAnswer("0", "0", "Wrote 76 bytes of log page 0xD3 (VELKO Nlog) to " + file_ + "."));
-    EXPECT_EQ(readWholeFile(file_), asText(whole));
+    EXPECT_EQ(readWholeFile(file_), asText(header) + asText(rest));
+}
+
+TEST_F(NvmeLogFile, ALengthThatNoLogHasIsRefusedBeforeItIsRead) {
+    drive_.expect(lookAtLog(0x0D, 512).answers(DriveBytes(512).byte(0, 13).le64(8, uint64_t{1} << 60)));
+    EXPECT_EQ(dump("13"),
+              "1/27 The log of drive S1 (/dev/nvme0) says that it has 1152921504606846976 bytes, and no log has more "
+              "than 34359738368.");
+    EXPECT_FALSE(std::filesystem::exists(file_));
 }
 
 TEST_F(NvmeLogFile, ARefusalIsTheStatusOfTheRequestAndLeavesTheOldFile) {
@@ -406,8 +489,7 @@ TEST_F(NvmeLogFile, ARefusalIsTheStatusOfTheRequestAndLeavesTheOldFile) {
 TEST_F(NvmeLogFile, GoesThroughNoLink) {
     writeWholeFile(folder_ / "other", "precious");
     std::filesystem::create_symlink(folder_ / "other", file_);
-    drive_.expect(lookAtLog(0x03, 512).answers(firmwareSlots()));
-    EXPECT_EQ(dump("3").substr(0, 4), "1/40") << "ELOOP";
+    EXPECT_EQ(dump("3"), "1/40 Unable to write " + file_ + ": It is a symbolic link") << "and nothing was read";
     EXPECT_EQ(readWholeFile(folder_ / "other"), "precious");
     EXPECT_TRUE(std::filesystem::is_symlink(file_));
 }
