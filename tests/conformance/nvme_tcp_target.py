@@ -233,7 +233,7 @@ class Connecting(TargetTestCase):
         for what, options, expected in (
                 ("another host", {"queue_id": 1, "host": "nqn.2014-08.org.example:x"}, (CONNECT_INVALID, IN_DATA | 512)),
                 ("too high a number", {"queue_id": 65}, (CONNECT_INVALID, 42)),
-                ("a free one", {"queue_id": 1}, (0, 1)),
+                ("a free one", {"queue_id": 1}, (0, 1)), ("the last one", {"queue_id": 64}, (0, 1)),
                 ("a taken one", {"queue_id": 1}, (SEQUENCE, 0))):
             with self.subTest(what):
                 self.assertEqual(self.initialized().connect(NQN, controller=1, **options), expected)
@@ -473,6 +473,15 @@ class Commands(TargetTestCase):
         self.assertEqual(admin.command(SET_FEATURES, cdw10=0x0F, cdw11=30000), (0, 0, b""))
         self.assertEqual(admin.command(GET_FEATURES, cdw10=0x0F), (0, 30000, b""))
         self.assertEqual(admin.command(GET_FEATURES, cdw10=0x30F), (0, 4, b""))
+        longest = 0xFFFF * 1000
+        self.assertEqual(admin.command(SET_FEATURES, cdw10=0x0F, cdw11=longest), (0, 0, b""))
+        self.assertEqual(admin.command(SET_FEATURES, cdw10=0x0F, cdw11=longest + 1), (DO_NOT_RETRY | 0x1A, 0, b""))
+        self.assertEqual(admin.command(GET_FEATURES, cdw10=0x0F), (0, longest, b""))
+
+    def test_as_many_queues_are_granted_as_may_connect(self):
+        admin = self.admin()
+        for asked in (63, 64, 0xFFFE):
+            self.assertEqual(admin.command(SET_FEATURES, cdw10=7, cdw11=asked << 16 | asked), (0, 0x3F003F, b""))
 
     def test_a_silent_host_loses_its_controller(self):
         admin = self.admin(keep_alive_ms=200)

@@ -99,6 +99,66 @@ TEST_F(FaultsOfASimulatedDrive, MediaErrorThatIsPutOnAgainCountsInFull) {
     EXPECT_EQ(status(readBlocks(100, 4)), 0x4281);
 }
 
+TEST_F(FaultsOfASimulatedDrive, MediaErrorsAreHealedWhereAWholeNamespaceIsErased) {
+    using Command = features::simulator::SubmissionEntry;
+    description.sanitizeSeconds = 0;
+    const struct {
+        Command command;
+        bool healsFirst;
+        bool healsSecond;
+        const char* why;
+    } CASES[] = {
+        {admin(0x80, 1), true, false, "format of namespace 1"},
+        {admin(0x80, 2), false, true, "format of namespace 2"},
+        {admin(0x80, 0xFFFFFFFF), true, true, "format of all"},
+        {admin(0x84, 0, 2), true, true, "sanitize: block erase"},
+        {admin(0x80, 1, 0x600), false, false, "a format that is refused"},
+        {admin(0x14, 1, 1), false, false, "a self-test"},
+    };
+    for (const auto& c : CASES) {
+        SCOPED_TRACE(c.why);
+        description.faults.mediaErrors.clear();
+        describe();
+        EXPECT_EQ(status(admin(0x0D, 0xFFFFFFFF, 1)), 0);
+        for (uint32_t nsid = 1; nsid <= 2; ++nsid) {
+            data.assign(4096, 0);
+            data[1] = data[9] = 0x08;  // 2048 blocks
+            EXPECT_EQ(status(admin(0x0D)), 0);
+            data.assign(4096, 0);
+            data[0] = data[2] = 1;
+            EXPECT_EQ(status(admin(0x15, nsid, 0)), 0);
+        }
+        description.faults.mediaErrors = {{1, 100, 4}, {2, 500, 1}};
+        describe();
+        EXPECT_EQ(status(io(0x02, 1, 100)), 0x4281);
+        EXPECT_EQ(status(io(0x02, 2, 500)), 0x4281);
+        (void)run(c.command);
+        reopen();
+        EXPECT_EQ(status(io(0x02, 1, 100, 0, 3)), c.healsFirst ? 0 : 0x4281);
+        EXPECT_EQ(status(io(0x02, 2, 500)), c.healsSecond ? 0 : 0x4281);
+        reopen();
+    }
+}
+
+TEST_F(FaultsOfASimulatedDrive, MediaErrorsAreHealedByDeletionOfTheirNamespaceAlone) {
+    description.faults.mediaErrors = {{1, 100, 1}, {2, 100, 1}};
+    describe();
+    const auto make = [this] {
+        data.assign(4096, 0);
+        data[1] = data[9] = 0x08;
+        EXPECT_EQ(status(admin(0x0D)), 0);
+        data.assign(4096, 0);
+        data[0] = data[2] = 1;
+    };
+    EXPECT_EQ(status(admin(0x0D, 1, 1)), 0);
+    make();
+    EXPECT_EQ(status(admin(0x15, 1, 0)), 0);
+    make();
+    EXPECT_EQ(status(admin(0x15, 2, 0)), 0);
+    EXPECT_EQ(status(io(0x02, 1, 100)), 0) << "another namespace";
+    EXPECT_EQ(status(io(0x02, 2, 100)), 0x4281);
+}
+
 TEST_F(FaultsOfASimulatedDrive, CommandFailsUndoneWithTheGivenStatus) {
     description.faults.fail = {{true, 0x06, 0x106}, {false, 0x01, 0x280}};
     describe();

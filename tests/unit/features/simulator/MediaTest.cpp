@@ -16,6 +16,28 @@ TEST_F(MediaOfASimulatedDrive, KeepsWhatIsWritten) {
     EXPECT_EQ(data, expected);
 }
 
+TEST_F(MediaOfASimulatedDrive, ComparesEachByteOfSeveralBlocks) {
+    Bytes written(4096);
+    for (size_t i = 0; i < written.size(); ++i) written[i] = static_cast<uint8_t>(i * 11);
+    data = written;
+    EXPECT_EQ(status(io(0x01, 1, 100, 0, 7)), 0);
+    data = written;
+    EXPECT_EQ(status(io(0x05, 1, 100, 0, 7)), 0);
+    for (const size_t wrong : {size_t{0}, size_t{511}, size_t{512}, size_t{2048}, size_t{4095}}) {
+        data = written;
+        data[wrong] ^= 0x80;
+        EXPECT_EQ(status(io(0x05, 1, 100, 0, 7)), 0x4285) << wrong;
+    }
+    data = written;
+    EXPECT_EQ(status(io(0x05, 1, 101, 0, 7)), 0x4285) << "from another block on";
+    data.assign(written.begin(), written.end() - 1);
+    EXPECT_EQ(status(io(0x05, 1, 100, 0, 7)), 0x4004) << "less than the blocks";
+    EXPECT_EQ(number(log(0x02, 512), 160, 8), 0U) << "a difference is no media error";
+    data = written;
+    EXPECT_EQ(status(io(0x02, 1, 100, 0, 7)), 0);
+    EXPECT_EQ(data, written) << "comparing changes nothing";
+}
+
 TEST_F(MediaOfASimulatedDrive, CountsWork) {
     data.assign(4096, 1);
     EXPECT_EQ(status(io(0x01, 1, 0, 0, 7)), 0);

@@ -1,3 +1,4 @@
+#include "features/simulator/DriveFolder.h"
 #include "tests/unit/features/simulator/SimulatedDrive.h"
 
 using features::simulator::ModelId;
@@ -128,6 +129,40 @@ TEST_F(NamespacesOfASimulatedDrive, AreAsManyAsTheDescriptionSays) {
     EXPECT_EQ(create(1), 0);
     EXPECT_EQ(create(1), 0x4116);
     EXPECT_EQ(number(identify(0x01), 516, 4), 2U);
+}
+
+TEST_F(NamespacesOfASimulatedDrive, AreAThousandAndTwentyFourAtMost) {
+    constexpr uint32_t MOST = 1024;
+    description.mostNamespaces = MOST;
+    describe(ModelId::VELKO, uint64_t{2} << 30);
+    features::simulator::DriveFolder files(path());
+    ASSERT_TRUE(files.begin().is(0, 0));
+    // All but the last, without a command for each of them.
+    auto& namespaces = files.state.namespaces;
+    namespaces[1].size = namespaces[1].capacity = 2048;
+    for (uint32_t nsid = 2; nsid < MOST; ++nsid) namespaces[nsid] = namespaces[1];
+    files.state.namespacesMade = MOST - 1;
+    ASSERT_TRUE(files.commit().is(0, 0));
+    reopen();
+
+    request(1, 1, 0);
+    const auto completion = run(admin(0x0D));
+    EXPECT_EQ(completion.statusField, 0);
+    EXPECT_EQ(completion.dword0, MOST);
+    EXPECT_EQ(create(1), 0x4116);
+    EXPECT_EQ(attach(MOST, 0), 0);
+    Bytes all(4096);
+    for (uint32_t nsid = 1; nsid <= MOST; ++nsid) {
+        all[4 * (nsid - 1)] = static_cast<uint8_t>(nsid);
+        all[4 * (nsid - 1) + 1] = static_cast<uint8_t>(nsid >> 8);
+    }
+    EXPECT_EQ(identify(0x02), all) << "a full page";
+    EXPECT_EQ(identify(0x10), all);
+    EXPECT_EQ(part(identify(0x10, MOST - 1), 0, 8), (Bytes{0, 4, 0, 0, 0, 0, 0, 0}));
+    EXPECT_EQ(number(identify(0x00, MOST), 0, 8), 1U);
+    EXPECT_EQ(status(admin(0x06, MOST + 1, 0)), 0x400B);
+    EXPECT_EQ(remove(0xFFFFFFFF), 0);
+    EXPECT_EQ(log(0x04, 4096), all) << "as many changes as the log page has entries";
 }
 
 TEST_F(NamespacesOfASimulatedDrive, AreNotManagedWhereTheDriveDoesNotSupportIt) {

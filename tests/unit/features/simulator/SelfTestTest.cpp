@@ -1,3 +1,4 @@
+#include "features/simulator/DriveFolder.h"
 #include "tests/unit/features/simulator/SimulatedDrive.h"
 
 using features::simulator::ResetKind;
@@ -87,6 +88,9 @@ TEST_F(SelfTestOfASimulatedDrive, KeepsTwentyResults) {
         EXPECT_EQ(start(0xF), 0);
     }
     EXPECT_EQ(result(19), expectedResult(0x11)) << "the first one, an extended one, is forgotten";
+    features::simulator::DriveFolder folder(path());
+    ASSERT_TRUE(folder.begin().is(0, 0));
+    EXPECT_EQ(folder.state.selfTest.results.size(), 20U) << "by the state, too";
 }
 
 TEST_F(SelfTestOfASimulatedDrive, IsRefusedWithTheRightStatus) {
