@@ -15,6 +15,7 @@
 #include "features/nvme/Completion.h"
 #include "features/nvme/Opcodes.h"
 #include "features/transport/linux/BlockUses.h"
+#include "features/transport/linux/IdentifiedNamespaces.h"
 #include "features/transport/linux/Sysfs.h"
 #include "ostrel/core/Logging.h"
 #include "ostrel/core/ScopeTrace.h"
@@ -364,9 +365,27 @@ HostNamespace LinuxNvmePath::hostNamespace(const NamespaceNode& node, bool attac
     return entry;
 }
 
-Status LinuxNvmePath::attachedNamespaces(std::vector<HostNamespace>& found) const {
+Status LinuxNvmePath::read(const NvmeCommand& command, Payload& data) {
+    OSTREL_TRACE();
+    CommandResult result;
+    sendNvme(command, {}, result);
+    if (!result.status.is(0, 0)) return result.status;
+    const auto* completion = dynamic_cast<const Completion*>(result.protocolResult.get());
+    if (completion != nullptr && completion->isSuccess()) {
+        data = result.inputPayload;
+        return Status();
+    }
+    Status refused = statuses::deviceDataRetrievalFailed();
+    refused.setMessage(refused.getMessage() + " " + command.getName() + " failed on " + controllerNode() +
+                       (completion == nullptr ? "." : ": " + completion->meaning() + "."));
+    return refused;
+}
+
+Status LinuxNvmePath::attachedNamespaces(std::vector<HostNamespace>& found) {
     OSTREL_TRACE();
     LookErrors errors;
+    if (!topology_->isVisible(errors))
+        return identifyNamespaces([this](const NvmeCommand& c, Payload& data) { return read(c, data); }, found);
     for (const NamespaceNode& node : topology_->namespacesOf(controller_, errors)) {
         found.push_back(hostNamespace(node, true, errors));
     }

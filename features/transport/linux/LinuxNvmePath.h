@@ -54,7 +54,9 @@ private:
     ostrel::core::Status resetController(unsigned long request, uint32_t timeoutMs);
     ostrel::core::Status awaitController(uint32_t timeoutMs);
     void rescanPartitions() const;
-    ostrel::core::Status attachedNamespaces(std::vector<HostNamespace>& found) const;
+    ostrel::core::Status attachedNamespaces(std::vector<HostNamespace>& found);
+    /// Sends a command that reads; what the controller refuses is an error, too.
+    ostrel::core::Status read(const nvme::NvmeCommand& command, ostrel::core::Payload& data);
     ostrel::core::Status usedNamespaces(UseCheck check, std::vector<HostNamespace>& found) const;
     /// The uses of a namespace by one of its nodes.
     void addUses(const BlockUses& uses, const NamespaceNode& node, UseCheck check, HostNamespace& entry) const;

@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <filesystem>
+
 #include "features/transport/linux/LinuxDriveSource.h"
 #include "tests/unit/features/transport/FakeMachine.h"
 
@@ -120,6 +122,27 @@ TEST_F(LinuxDriveSourceTest, TheBootDriveHoldsTheRootFileSystem) {
     machine_.stack("md0", "nvme1n1");
     machine_.mounts("29 1 253:0 / / rw - ext4 /dev/mapper/vg-root rw\n");
     EXPECT_EQ(bootDrive(), "/dev/nvme1") << "the first NVMe drive below the array";
+}
+
+TEST_F(LinuxDriveSourceTest, WithoutSysfsANodeNamesItsController) {
+    machine_.kernel->mounted = {"/proc"};
+    std::filesystem::remove_all(machine_.path("/sys"));
+    const std::string unseen = ", " + machine_.path("/sys") + ": sysfs is not mounted.";
+    EXPECT_EQ(locate("/dev/nvme0"), "/dev/nvme0" + unseen);
+    EXPECT_EQ(locate("/dev/nvme0n1"), "nothing" + unseen) << "whose namespace it is cannot be seen";
+    EXPECT_EQ(locate("/dev/nvme9"), "nothing") << "no node";
+    machine_.mounts("29 1 259:1 / / rw - ext4 /dev/nvme0n1p1 rw\n");
+    EXPECT_EQ(bootDrive(), "nothing" + unseen);
+}
+
+TEST_F(LinuxDriveSourceTest, APathThatCannotBeFollowedIsNotUnknown) {
+    const std::string path = machine_.path("/proc/self/mountinfo");
+    std::filesystem::remove(path);
+    EXPECT_EQ(bootDrive(), "nothing, " + path + ": No such file or directory.");
+    machine_.mounts("");
+    machine_.link("/home/loop", "/home/loop");
+    EXPECT_EQ(locate("/home/loop"), "nothing") << "a name that leads nowhere";
+    EXPECT_EQ(locate("/proc/self/mountinfo/nvme0"), "nothing");
 }
 
 TEST_F(LinuxDriveSourceTest, GivesTheFinderOfItsDrives) {

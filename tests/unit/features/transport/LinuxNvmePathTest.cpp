@@ -458,6 +458,74 @@ TEST_F(LinuxNvmePathTest, AttachedNamespacesComeWithoutACommand) {
     EXPECT_EQ(kernel_.calls, Calls());
 }
 
+/// A drive that answers Identify alone: namespaces 1 and 7, of 1,000 blocks of 512 bytes and of 10 blocks of 4 KiB.
+int answerIdentify(nvme_passthru_cmd& command) {
+    auto* data = reinterpret_cast<uint8_t*>(command.addr);
+    if (command.opcode != nvme::OPC_IDENTIFY) return 0x4001;
+    if (command.cdw10 == nvme::CNS_ACTIVE_NAMESPACES) {
+        data[0] = command.nsid == 0 ? 1 : 0;
+        data[4] = command.nsid == 0 ? 7 : 0;
+        return 0;
+    }
+    if (command.cdw10 != nvme::CNS_NAMESPACE) return 0x4002;
+    data[0] = command.nsid == 1 ? 0xE8 : 10;
+    data[1] = command.nsid == 1 ? 0x03 : 0;
+    data[130] = command.nsid == 1 ? 9 : 12;  // LBA Format 0: the data size as a power of two
+    return 0;
+}
+
+TEST_F(LinuxNvmePathTest, WithoutSysfsTheDriveIsAskedForItsNamespaces) {
+    kernel_.mounted = {"/proc"};
+    kernel_.onCommand = answerIdentify;
+    const CommandResult result = ask(HostRequest::NAMESPACES);
+    ASSERT_EQ(text(result.status), SUCCESS);
+    const auto& found = namespacesOf(result);
+    ASSERT_EQ(found.size(), 2U);
+    EXPECT_EQ(found[0].nsid, 1U);
+    EXPECT_EQ(found[0].node, "") << "the number in a node's name is no identifier";
+    EXPECT_EQ(found[0].sizeBytes, 512000U);
+    EXPECT_EQ(found[0].blockBytes, 512U);
+    EXPECT_EQ(found[1].nsid, 7U);
+    EXPECT_EQ(found[1].sizeBytes, 40960U);
+    EXPECT_EQ(found[1].blockBytes, 4096U);
+    EXPECT_EQ(kernel_.calls,
+              (Calls{"open /dev/nvme0", "admin 06h /dev/nvme0", "admin 06h /dev/nvme0", "admin 06h /dev/nvme0"}));
+}
+
+TEST_F(LinuxNvmePathTest, WithoutSysfsADriveThatDoesNotAnswerHasNoNamespaces) {
+    kernel_.mounted = {"/proc"};
+    kernel_.onCommand = [](nvme_passthru_cmd&) { return 0x4002; };
+    EXPECT_EQ(text(ask(HostRequest::NAMESPACES).status),
+              "10/33 Failed to retrieve data from selected device. Identify failed on " + node("nvme0") +
+                  ": Invalid Field in Command.");
+    kernel_.onCommand = [](nvme_passthru_cmd& command) {
+        reinterpret_cast<uint8_t*>(command.addr)[0] = 1;
+        reinterpret_cast<uint8_t*>(command.addr)[4] = command.cdw10 == nvme::CNS_ACTIVE_NAMESPACES ? 1 : 0;
+        return 0;
+    };
+    EXPECT_EQ(text(ask(HostRequest::NAMESPACES).status), "10/33 Failed to retrieve data from selected device.")
+        << "identifiers that do not increase";
+}
+
+TEST_F(LinuxNvmePathTest, WithoutSysfsADriveIsNotTakenForGone) {
+    kernel_.mounted = {"/proc"};
+    removeState();
+    EXPECT_TRUE(path_->isSupported({}));
+    kernel_.onCommand = [](nvme_passthru_cmd&) { return -EINVAL; };
+    EXPECT_EQ(text(identify().status), "1/22 System error. " + node("nvme0") + ": Invalid argument.");
+    const std::string unseen = "1/2 System error. " + machine_.path("/sys") + ": sysfs is not mounted.";
+    EXPECT_EQ(text(ask(HostRequest::RESET_CONTROLLER).status), unseen) << "sent, and its end cannot be seen";
+}
+
+TEST_F(LinuxNvmePathTest, ANamespaceThatCannotBeReadIsAnError) {
+    const std::string size = machine_.path("/sys/devices/pci/nvme0/nvme0n1/size");
+    std::filesystem::remove(size);
+    std::filesystem::create_symlink(size, size);
+    EXPECT_EQ(text(ask(HostRequest::NAMESPACES).status), "1/40 System error. " +
+                                                             machine_.path("/sys/class/block/nvme0n1/size") +
+                                                             ": Too many levels of symbolic links.");
+}
+
 TEST_F(LinuxNvmePathTest, UsesAreThoseOfTheWholeSubsystem) {
     machine_.controller("nvme1", "nvme-subsys0");
     machine_.controller("nvme2", "nvme-subsys2");
