@@ -267,20 +267,24 @@ std::vector<PartitionInfo> BlockUses::partitionsOf(const std::string& block) con
     return partitions;
 }
 
-void BlockUses::addBottom(const std::string& block, std::vector<std::string>& bottom) const {
+/// `seen`: what lies below a device is looked at once, however many ways lead to it.
+void BlockUses::addBottom(const std::string& block, std::set<std::string>& seen,
+                          std::vector<std::string>& bottom) const {
+    if (!seen.insert(block).second) return;
     const std::vector<std::string> slaves = listFolder(folder(block) + "/slaves", errors_);
     if (slaves.empty()) bottom.push_back(block);
-    for (const std::string& slave : slaves) addBottom(slave, bottom);
+    for (const std::string& slave : slaves) addBottom(slave, seen, bottom);
 }
 
 std::vector<std::string> BlockUses::rootDevices() const {
     OSTREL_TRACE();
     std::vector<std::string> bottom;
+    std::set<std::string> seen;
     for (const Mount& mount : mounts_) {
         if (mount.point != "/") continue;
         const auto byNumber = linkName(paths_.sys + "/dev/block/" + mount.device, errors_);
         const std::string block = byNumber ? *byNumber : mount.block;
-        if (!block.empty()) addBottom(block, bottom);
+        if (!block.empty()) addBottom(block, seen, bottom);
     }
     return bottom;
 }

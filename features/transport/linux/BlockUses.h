@@ -51,7 +51,7 @@ private:
     bool holdsSystem(const DeviceClaim& claim) const;
     std::string holderText(const std::string& holder) const;
     void addUses(const std::string& block, std::vector<NamespaceUse>& uses) const;
-    void addBottom(const std::string& block, std::vector<std::string>& bottom) const;
+    void addBottom(const std::string& block, std::set<std::string>& seen, std::vector<std::string>& bottom) const;
     ostrel::core::FileDescriptor openExclusively(const std::string& block, int& error, LookErrors& errors) const;
     /// What no table shows: that the device cannot be opened exclusively, or what it holds.
     void addUnlisted(const std::string& block, bool hasPartitions, std::vector<NamespaceUse>& uses) const;

@@ -195,6 +195,19 @@ TEST_F(BlockUsesTest, RootIsFollowedToTheBottom) {
     EXPECT_EQ(rootDevices(), Texts{"nvme0n2"});
 }
 
+TEST_F(BlockUsesTest, BottomOfTheRootIsFoundOnceByAllWaysToIt) {
+    machine_.virtualDisk("dm-0", "253:0");
+    machine_.virtualDisk("dm-1", "253:1");
+    machine_.virtualDisk("md0", "9:0");
+    machine_.stack("dm-0", "nvme0n2");
+    machine_.stack("dm-1", "nvme0n2");
+    machine_.stack("md0", "dm-0");
+    machine_.stack("md0", "dm-1");
+    machine_.link("/sys/class/block/dm-1/slaves/md0", "/sys/class/block/md0");  // no kernel does that: not without end
+    machine_.mounts("22 1 9:0 / / rw - ext4 /dev/md0 rw\n");
+    EXPECT_EQ(rootDevices(), Texts{"nvme0n2"});
+}
+
 TEST_F(BlockUsesTest, PartitionsAreToldWithPlaceAndMount) {
     machine_.file("/sys/class/block/nvme0n1p2/start", "8192\n");
     machine_.file("/sys/class/block/nvme0n1p2/size", "1\n");
