@@ -25,7 +25,7 @@ class ReplacementFile;
 /// - Refused: a link, a folder, a mount point, any other device, and what FileRules.h says.
 ///
 /// Errors:  CATEGORY_OS with errno, "Unable to write PATH: reason"; nothing but the destructor may follow.
-/// Signals: no SIGPIPE; a pipe without a reader is EPIPE.
+/// Signals: the program has called ignoreWriteSignals(), so that a pipe which is no longer read is EPIPE.
 /// Threads: one.
 class UserFile {
 public:

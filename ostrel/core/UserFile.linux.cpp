@@ -1,8 +1,6 @@
 #include "ostrel/core/UserFile.h"
 
 #include <fcntl.h>
-#include <pthread.h>
-#include <signal.h>
 #include <sys/sysmacros.h>
 #include <unistd.h>
 
@@ -73,30 +71,6 @@ FileError checkKind(const struct stat& properties) {
 bool isSameFile(const struct stat& a, const struct stat& b) {
     return a.st_dev == b.st_dev && a.st_ino == b.st_ino;
 }
-
-/// Keeps SIGPIPE from the process while it writes: a failed write is an error, not an end.
-class WithoutSigpipe {
-public:
-    WithoutSigpipe() {
-        sigemptyset(&sigpipe_);
-        sigaddset(&sigpipe_, SIGPIPE);
-        sigset_t pending;
-        wasPending_ = sigpending(&pending) == 0 && sigismember(&pending, SIGPIPE) == 1;
-        pthread_sigmask(SIG_BLOCK, &sigpipe_, &before_);
-    }
-    ~WithoutSigpipe() {
-        const timespec now = {};
-        // Only one of our own is taken away. It is sent to the thread that wrote, so that it is there already.
-        if (!wasPending_) (void)sigtimedwait(&sigpipe_, nullptr, &now);
-        pthread_sigmask(SIG_SETMASK, &before_, nullptr);
-    }
-    WithoutSigpipe(const WithoutSigpipe&) = delete;
-    WithoutSigpipe& operator=(const WithoutSigpipe&) = delete;
-
-private:
-    sigset_t sigpipe_{}, before_{};
-    bool wasPending_ = false;
-};
 
 }  // namespace
 
@@ -184,7 +158,6 @@ FileError UserFile::openStream(int folder, const std::string& name, const struct
 Status UserFile::write(std::string_view bytes) {
     OSTREL_TRACE();
     if (replacement_ != nullptr) return result(replacement_->write(bytes));
-    const WithoutSigpipe withoutSigpipe;
     return result(writeFully(stream_.get(), bytes));
 }
 
