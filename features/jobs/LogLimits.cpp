@@ -12,7 +12,7 @@ using namespace ostrel::core;
 
 namespace {
 
-constexpr const char* ALTERNATIVE = " 'dump -nvmelog' writes a log page to a file piece by piece.";
+constexpr const char* ALTERNATIVE = " 'dump -nvmelog' with a destination writes a log page to a file piece by piece.";
 
 std::string lengthText(const std::string& driveName, uint64_t bytes) {
     return "The log of drive " + driveName + " has " + std::to_string(bytes) + " bytes";
@@ -24,10 +24,15 @@ Status tooLong(int error, const std::string& text) {
 
 }  // namespace
 
+uint64_t decodableBytes() {
+    OSTREL_TRACE();
+    return std::min(availableMemoryBytes() / DECODED_COST, MAX_DECODED_BYTES);
+}
+
 Status checkDecoding(const std::string& driveName, uint64_t bytes) {
     OSTREL_TRACE();
-    const uint64_t fits = availableMemoryBytes() / DECODED_COST;
-    if (bytes <= std::min(fits, MAX_DECODED_BYTES)) return Status();
+    const uint64_t fits = decodableBytes();
+    if (bytes <= fits) return Status();
     if (bytes > MAX_DECODED_BYTES) {
         return tooLong(EFBIG, lengthText(driveName, bytes) + ", and at most " + std::to_string(MAX_DECODED_BYTES) +
                                   " are decoded." + ALTERNATIVE);

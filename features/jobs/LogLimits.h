@@ -24,6 +24,8 @@ inline constexpr uint64_t PAYLOAD_COST = 5;
 /// log 0Ch: a length beyond is a damaged one.
 inline constexpr uint64_t MAX_LOG_BYTES = uint64_t{32} * 1024 * 1024 * 1024;
 
+/// How many bytes may be decoded now: by MAX_DECODED_BYTES and by the memory.
+uint64_t decodableBytes();
 /// Whether `bytes` bytes may be decoded.
 ostrel::core::Status checkDecoding(const std::string& driveName, uint64_t bytes);
 /// Whether so many more may travel in an answer that has `earlierBytes` of other drives already.

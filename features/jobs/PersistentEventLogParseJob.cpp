@@ -68,7 +68,7 @@ Status PersistentEventLogParseJob::runMethod(const std::shared_ptr<xml::XmlObjec
     const std::string path = arguments().text(attributes::feature::pelFilePath().getName());
     if (path.empty()) return FeatureJob::runMethod(output);
     std::string bytes;
-    Status status = readInputFile(path, MAX_DECODED_BYTES, bytes);
+    Status status = readInputFile(path, decodableBytes(), bytes);
     if (!status.is(0, 0)) return status;
     std::unique_ptr<DriveOutput> out;
     status = show(bytes, "'" + path + "'", out, title());

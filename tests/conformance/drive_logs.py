@@ -4,7 +4,7 @@ import os
 import re
 import unittest
 
-from world import World
+from world import TOOL, World
 
 SIMDRIVE = os.environ.get("NIMBREL_SIMDRIVE", "")
 LIBRARY = os.environ.get("NIMBREL_FEATURE_LIBRARY", "")
@@ -116,6 +116,14 @@ class LongLogs(DriveLogsTestCase):
                               r"valid at offset \d+: event 3 \(.*\) says that it has (\d+) bytes, and \d+ are left; "
                               r"the log is cut short\.\n")
 
+    def test_a_file_that_the_memory_cannot_decode_is_refused(self):
+        (self.world.cwd / "long.bin").write_bytes(b"\x0d" * (3 << 20))
+        script = 'ulimit -v 600000 && exec "$0" show -source long.bin -persistenteventlog'
+        run = self.world.run("-c", script, TOOL, tool="/bin/sh")
+        self.assertEqual((run.status, run.stderr), (3, ""))
+        self.assertRegex(run.stdout, r"^Error: Failed reading a file necessary for the feature\. 'long\.bin': it has "
+                                     r"3145728 bytes, and at most \d+ can be taken\.\n$")
+
     def test_the_reporting_context_lasts_until_it_is_released(self):
         none = ("Error: Persistent event log context has not been established. "
                 f"Drive S1 ({DRIVES}/a/dev/a).\n")
@@ -140,6 +148,38 @@ class LongLogs(DriveLogsTestCase):
             self.assertEqual((log[0], log[381]), (0x07, area))  # one capture a command
             lengths.append(len(log))
         self.assertEqual(lengths, sorted(set(lengths)))
+
+
+class LogPageInAFile(DriveLogsTestCase):
+    def written(self, lid, name, destination):
+        shown = self.check("dump", "-destination", destination, "-velkossd", "0", "-nvmelog", str(lid))
+        return re.fullmatch(rf"(?s)(.*)\n- NVMe Log S1 -\n\nStatus : Wrote (\d+) bytes of log page 0x{lid:02X} "
+                            rf"\({name}\) to {destination}\.\n\n", shown)
+
+    def test_is_whole_while_the_log_grows_with_each_command(self):
+        self.simdrive("remove", "a")
+        self.simdrive("create", "a", "--model", "velko", "--serial", "S1", "--size", "64Mi")
+        for lid, name in ((0xD3, "VELKO Nlog"), (0xD4, "VELKO Bridge Nlog"), (0xD5, "VELKO Event Log"),
+                          (0xD6, "VELKO Assert Log"), (0xD7, "VELKO System Snapshot")):
+            for _ in range(3):
+                written = int(self.written(lid, name, "log").group(2))
+                log = (self.world.cwd / "log").read_bytes()
+                self.assertEqual((len(log), int.from_bytes(log[8:16], "little")), (written, written), name)
+                self.assertEqual(log[60:64], log[-4:], name)
+
+    def test_is_its_users_alone_and_no_link_is_followed(self):
+        self.written(2, "SMART / Health Information", "new")
+        self.assertEqual((self.world.cwd / "new").stat().st_mode & 0o777, 0o600)
+        (self.world.cwd / "link").symlink_to("new")
+        before = (self.world.cwd / "new").read_bytes()
+        self.check("dump", "-destination", "link", "-velkossd", "0", "-nvmelog", "3", status=3,
+                   stdout="Error: Unable to write link: It is a symbolic link\n")
+        self.assertEqual((self.world.cwd / "new").read_bytes(), before)
+
+    def test_goes_through_standard_output(self):
+        run = self.world.run("dump", "-destination", "/dev/stdout", "-velkossd", "0", "-nvmelog", "3")
+        self.assertEqual((run.status, run.stderr), (0, ""))
+        self.assertIn("Wrote 512 bytes of log page 0x03 (Firmware Slot Information) to /dev/stdout.", run.stdout[512:])
 
 
 if __name__ == "__main__":

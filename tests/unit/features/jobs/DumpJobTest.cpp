@@ -99,7 +99,8 @@ TEST(DumpJob, ALogThatTheAddressSpaceCannotHoldIsRefusedBeforeItIsRead) {
         return answer.find(
                    "1/12 The log of drive S1 (/dev/nvme0) has 67108864 bytes, and this host has the memory to "
                    "hand over ") == 0 &&
-               answer.find(". 'dump -nvmelog' writes a log page to a file piece by piece.") != std::string::npos;
+               answer.find(". 'dump -nvmelog' with a destination writes a log page to a file piece by piece.") !=
+                   std::string::npos;
     }));
 }
 

@@ -193,11 +193,11 @@ TEST(NvmeLogJob, TheListIsTheDrivesOwnWhereItHasOne) {
 
 TEST(NvmeLogJob, WhatIsTooLongToBeDecodedIsRefusedBeforeItIsRead) {
     const auto refusal = [](const std::string& bytes) {
-        return statusAnswer(
-            "1", "27",
-            "The log of drive S1 (/dev/nvme0) has " + bytes +
-                " bytes, and at most 4194304 are decoded. &apos;dump -nvmelog&apos; writes a log page to a file "
-                "piece by piece.");
+        return statusAnswer("1", "27",
+                            "The log of drive S1 (/dev/nvme0) has " + bytes +
+                                " bytes, and at most 4194304 are decoded. &apos;dump -nvmelog&apos; with a destination "
+                                "writes a log page to a file "
+                                "piece by piece.");
     };
     NvmeLogJob job;
     FakeDrive lba;

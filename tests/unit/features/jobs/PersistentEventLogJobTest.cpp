@@ -194,7 +194,7 @@ TEST(PersistentEventLogParseJob, ALogThatIsTooLongToBeDecodedIsRefusedBeforeItIs
     PersistentEventLogParseJob job;
     const std::string answer = JobRun(job, JOBTYPE_METHOD).naming("S1").on({&drive});
     EXPECT_NE(answer.find("The log of drive S1 (/dev/nvme0) has 4194305 bytes, and at most 4194304 are decoded. "
-                          "&apos;dump -nvmelog&apos; writes a log page to a file piece by piece."),
+                          "&apos;dump -nvmelog&apos; with a destination writes a log page to a file piece by piece."),
               std::string::npos)
         << answer;
     const TemporaryFolder folder;
