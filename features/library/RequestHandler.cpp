@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "features/jobs/DriveHealthScan.h"
 #include "features/jobs/StatusDetails.h"
 #include "features/library/JobTable.h"
 #include "ostrel/core/AttributeVocabulary.h"
@@ -54,12 +55,11 @@ std::string notSeen(const LookErrors& errors) {
 /// The outcome of a health scan is an exit status of its own, which the code of a status beside it would replace: a
 /// scan that found nothing could not look at everything, and what it did find weighs more.
 Status outcomeOfHealthScan(const xml::XmlObject& output, const Status& otherwise) {
-    constexpr const char* NOTHING_FOUND = "0";
-    constexpr const char* COULD_NOT_LOOK = "100";
+    const auto text = [](jobs::HealthOutcome outcome) { return std::to_string(static_cast<unsigned>(outcome)); };
     for (const auto& property : output.properties) {
         if (property->getAttribute(xml::KEY_NAME) != "HealthScanStatusCode") continue;
         std::string& outcome = property->attributes[xml::KEY_VALUE];
-        if (outcome == NOTHING_FOUND) outcome = COULD_NOT_LOOK;
+        if (outcome == text(jobs::HealthOutcome::NOTHING_FOUND)) outcome = text(jobs::HealthOutcome::NOT_COMPLETED);
         return Status(otherwise.getCategory(), 0, otherwise.getMessage());
     }
     return otherwise;

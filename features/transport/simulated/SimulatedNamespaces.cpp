@@ -1,9 +1,11 @@
 #include "features/transport/simulated/SimulatedNamespaces.h"
 
 #include "features/nvme/Bytes.h"
+#include "features/nvme/Completion.h"
 #include "features/nvme/NamespaceProperties.h"
 #include "features/nvme/Opcodes.h"
 #include "ostrel/core/ScopeTrace.h"
+#include "ostrel/core/StatusCatalogue.h"
 
 namespace features::transport {
 
@@ -16,7 +18,7 @@ namespace {
 
 constexpr size_t IDENTIFY_BYTES = 4096;
 
-/// `data` is empty when the drive did not answer the command.
+/// `data` is empty when the drive did not answer the command; a refusal is an error.
 Status identify(Controller& controller, uint8_t cns, uint32_t nsid, std::vector<uint8_t>& data) {
     SubmissionEntry command;
     command.opcode = nvme::OPC_IDENTIFY;
@@ -24,8 +26,13 @@ Status identify(Controller& controller, uint8_t cns, uint32_t nsid, std::vector<
     command.cdw10 = cns;
     CompletionEntry completion;
     Status status = controller.execute(command, data, completion);
-    const bool isAnswer = completion.delivery == simulator::Delivery::COMPLETED && completion.isSuccess();
-    if (!status.is(0, 0) || !isAnswer || data.size() != IDENTIFY_BYTES) data.clear();
+    const bool isCompleted = completion.delivery == simulator::Delivery::COMPLETED;
+    if (!status.is(0, 0) || !isCompleted || data.size() != IDENTIFY_BYTES) data.clear();
+    if (!status.is(0, 0) || !isCompleted || completion.isSuccess()) return status;
+    data.clear();
+    status = ostrel::core::statuses::deviceDataRetrievalFailed();
+    const nvme::Completion refused(completion.statusField, completion.dword0);
+    status.setMessage(status.getMessage() + " Identify failed: " + refused.meaning() + ".");
     return status;
 }
 
