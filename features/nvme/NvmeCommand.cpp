@@ -1,8 +1,11 @@
 #include "features/nvme/NvmeCommand.h"
 
+#include <algorithm>
 #include <iomanip>
+#include <iterator>
 
 #include "features/nvme/FieldTree.h"
+#include "features/nvme/Opcodes.h"
 #include "ostrel/core/ScopeTrace.h"
 #include "ostrel/core/xml/XmlConstants.h"
 #include "ostrel/core/xml/XmlObject.h"
@@ -23,6 +26,19 @@ constexpr DwordRow DWORDS[] = {
     {"CDW13", &NvmeCommand::cdw13}, {"CDW14", &NvmeCommand::cdw14}, {"CDW15", &NvmeCommand::cdw15},
 };
 
+struct CommandRow {
+    Queue queue;
+    uint8_t opcode;
+};
+constexpr CommandRow READING_COMMANDS[] = {
+    {Queue::ADMIN, OPC_GET_LOG_PAGE},
+    {Queue::ADMIN, OPC_IDENTIFY},
+    {Queue::ADMIN, OPC_GET_FEATURES},
+    {Queue::IO, OPC_READ},
+};
+
+constexpr uint32_t LOG_SPECIFIC_FIELD = 0x7F00;  // of dword 10
+
 }  // namespace
 
 NvmeCommand::NvmeCommand(Queue queue, uint8_t opcode, std::string name)
@@ -31,6 +47,13 @@ NvmeCommand::NvmeCommand(Queue queue, uint8_t opcode, std::string name)
 std::unique_ptr<Command> NvmeCommand::clone() const {
     OSTREL_TRACE();
     return std::make_unique<NvmeCommand>(*this);
+}
+
+bool NvmeCommand::changesDrive() const {
+    OSTREL_TRACE();
+    if (queue == Queue::ADMIN && opcode == OPC_GET_LOG_PAGE && (cdw10 & LOG_SPECIFIC_FIELD) != 0) return true;
+    return std::none_of(std::begin(READING_COMMANDS), std::end(READING_COMMANDS),
+                        [this](const CommandRow& row) { return row.queue == queue && row.opcode == opcode; });
 }
 
 void NvmeCommand::toString(std::ostream& out) const {

@@ -33,6 +33,10 @@ public:
     void toString(std::ostream& out) const override;
     std::unique_ptr<ostrel::core::xml::XmlObject> toXml() const override;
 
+    /// Whether it may change the drive: its data, its state, or what it reports. False for what is known to read alone;
+    /// a Get Log Page with a Log Specific Field is not, since that makes a drive capture telemetry data or hold a
+    /// persistent event log.
+    bool changesDrive() const;
     Transfer transfer() const { return static_cast<Transfer>(opcode & 3); }
 
     Queue queue;

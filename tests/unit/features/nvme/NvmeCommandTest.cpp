@@ -39,6 +39,21 @@ TEST(NvmeCommand, TheOpcodeTellsWhichWayTheDataGoes) {
     EXPECT_EQ(NvmeCommand(Queue::ADMIN, 0xC3, "").transfer(), Transfer::BIDIRECTIONAL);
 }
 
+TEST(NvmeCommand, ChangesTheDriveUnlessItIsKnownToRead) {
+    for (int opcode = 0; opcode <= 0xFF; ++opcode) {
+        const bool reads = opcode == 0x02 || opcode == 0x06 || opcode == 0x0A;
+        EXPECT_EQ(NvmeCommand(Queue::ADMIN, static_cast<uint8_t>(opcode), "").changesDrive(), !reads) << opcode;
+        EXPECT_EQ(NvmeCommand(Queue::IO, static_cast<uint8_t>(opcode), "").changesDrive(), opcode != 0x02) << opcode;
+    }
+    NvmeCommand log(Queue::ADMIN, 0x02, "Get Log Page");
+    log.cdw10 = 0xFFFF80FF;
+    EXPECT_FALSE(log.changesDrive()) << "Number of Dwords, Retain Asynchronous Event and log page identifier";
+    for (const uint32_t field : {0x0100U, 0x0200U, 0x4000U}) {
+        log.cdw10 = field;
+        EXPECT_TRUE(log.changesDrive()) << field;
+    }
+}
+
 TEST(NvmeCommand, WritesItselfForTheHistory) {
     std::ostringstream out;
     sample().toString(out);
