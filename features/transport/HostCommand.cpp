@@ -22,6 +22,10 @@ const char* requestName(HostRequest request) {
             return "NVM Subsystem Reset";
         case HostRequest::RESCAN:
             return "Rescan";
+        case HostRequest::LOCK_DRIVE:
+            return "Lock Drive";
+        case HostRequest::UNLOCK_DRIVE:
+            return "Unlock Drive";
     }
     return "Unknown";
 }

@@ -22,6 +22,8 @@ enum class HostRequest : uint8_t {
     RESET_CONTROLLER,  ///< a controller level reset; returns when the controller answers again or the time is over
     RESET_SUBSYSTEM,   ///< an NVM subsystem reset, likewise; 10/34 where the controller has none
     RESCAN,            ///< look for namespaces again, and for partitions on those that nobody uses
+    LOCK_DRIVE,        ///< take the drive's lock (DriveLock): the lock of all controllers of its subsystem
+    UNLOCK_DRIVE,      ///< release it, as often as it was taken
 };
 
 /// How closely HostRequest::USES looks. Each value includes the ones before it.

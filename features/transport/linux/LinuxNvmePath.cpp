@@ -6,14 +6,18 @@
 #include <sys/ioctl.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cerrno>
 #include <chrono>
 #include <cstring>
 #include <map>
+#include <optional>
 #include <set>
 
 #include "features/nvme/Completion.h"
+#include "features/nvme/Identify.h"
 #include "features/nvme/Opcodes.h"
+#include "features/transport/DriveLock.h"
 #include "features/transport/linux/BlockUses.h"
 #include "features/transport/linux/IdentifiedNamespaces.h"
 #include "features/transport/linux/Sysfs.h"
@@ -50,10 +54,8 @@ uint32_t wholePages(uint32_t bytes) {
 }
 
 /// Commands that change nothing may be sent again when the first try did not reach the drive.
-bool onlyReads(const NvmeCommand& command) {
-    return command.queue == nvme::Queue::ADMIN &&
-           (command.opcode == nvme::OPC_IDENTIFY || command.opcode == nvme::OPC_GET_LOG_PAGE ||
-            command.opcode == nvme::OPC_GET_FEATURES);
+bool maySendAgain(const NvmeCommand& command) {
+    return command.queue == nvme::Queue::ADMIN && !command.changesDrive();
 }
 
 Status systemStatus(int error, const std::string& what) {
@@ -76,6 +78,18 @@ Status systemStatus(int error, const std::string& what) {
             return Status(CATEGORY_OS, static_cast<uint32_t>(error),
                           "System error. " + what + ": " + std::strerror(error) + ".");
     }
+}
+
+/// Neither who was selected nor who is there may be a guess.
+Status unknownIdentity(const std::string& node) {
+    return Status(CATEGORY_OS, ENODATA,
+                  "System error. The drive of " + node + " cannot be identified, so that it is not changed.");
+}
+
+Status anotherDrive(const std::string& node, const std::string& selected, const std::string& found) {
+    return Status(CATEGORY_OS, ENODEV,
+                  "System error. The drive of " + node + " is gone. Selected was " + selected +
+                      "; the node is now that of " + found + ".");
 }
 
 nvme_passthru_cmd toKernelCommand(const NvmeCommand& command, uint32_t timeoutMs, const uint8_t* data,
@@ -103,14 +117,19 @@ nvme_passthru_cmd toKernelCommand(const NvmeCommand& command, uint32_t timeoutMs
 
 /// The nodes that are opened once for all clones of the path: the controller's, and those of namespaces that are read.
 struct LinuxNvmePath::Node {
+    explicit Node(const std::string& locks) : lock(locks) {}
+
     struct Namespace {
         std::string path;
         FileDescriptor descriptor;
     };
 
     std::mutex mutex;
+    std::optional<nvme::ControllerIdentity> selected;  ///< before the first command
     FileDescriptor descriptor;
+    std::atomic<bool> isSelected{false};  ///< the descriptor was seen to be of the drive that was selected
     std::map<uint32_t, Namespace> namespaces;
+    DriveLock lock;
 };
 
 LinuxNvmePath::LinuxNvmePath(std::string controller, LinuxPaths paths, std::shared_ptr<const NvmeTopology> topology)
@@ -118,7 +137,12 @@ LinuxNvmePath::LinuxNvmePath(std::string controller, LinuxPaths paths, std::shar
       controller_(std::move(controller)),
       paths_(std::move(paths)),
       topology_(std::move(topology)),
-      node_(std::make_shared<Node>()) {}
+      node_(std::make_shared<Node>(paths_.locks)) {}
+
+void LinuxNvmePath::select(const nvme::ControllerIdentity& identity) {
+    OSTREL_TRACE();
+    node_->selected = identity;
+}
 
 std::unique_ptr<CommandPath> LinuxNvmePath::clone() const {
     return std::make_unique<LinuxNvmePath>(*this);
@@ -189,6 +213,43 @@ Status LinuxNvmePath::openController(int& node) {
     return Status();
 }
 
+Status LinuxNvmePath::openSelected(int& node) {
+    OSTREL_TRACE();
+    Status status = openController(node);
+    if (!status.is(0, 0) || node_->isSelected) return status;
+    status = checkIdentity(node, controllerNode());
+    if (status.is(0, 0)) node_->isSelected = true;
+    return status;
+}
+
+Status LinuxNvmePath::checkIdentity(int node, const std::string& nodePath) {
+    OSTREL_TRACE();
+    const auto& selected = node_->selected;
+    if (!selected) return unknownIdentity(nodePath);
+    NvmeCommand identify(nvme::Queue::ADMIN, nvme::OPC_IDENTIFY, "Identify");
+    identify.cdw10 = nvme::CNS_CONTROLLER;
+    identify.dataLength = nvme::IDENTIFY_BYTES;
+    CommandResult result;
+    const Status status = passThrough(node, nodePath, identify, {}, result);
+    if (!status.is(0, 0)) return status;
+    const auto* completion = dynamic_cast<const Completion*>(result.protocolResult.get());
+    if (completion == nullptr || !completion->isSuccess()) return unknownIdentity(nodePath);
+    const nvme::ControllerIdentity found(result.inputPayload.getData());
+    if (selected->isThatOf(found)) return Status();
+    return anotherDrive(nodePath, selected->text(), found.text());
+}
+
+Status LinuxNvmePath::checkNamespace(int node, const std::string& nodePath, uint32_t nsid) {
+    OSTREL_TRACE();
+    const int found = paths_.kernel->ioctl(node, NVME_IOCTL_ID, nullptr);
+    if (found < 0) {
+        const int error = errno;
+        return systemStatus(error, nodePath);
+    }
+    if (static_cast<uint32_t>(found) == nsid) return checkIdentity(node, nodePath);
+    return anotherDrive(nodePath, "namespace " + std::to_string(nsid), "namespace " + std::to_string(found));
+}
+
 Status LinuxNvmePath::openNamespace(uint32_t nsid, FileDescriptor& node, std::string& nodePath) {
     OSTREL_TRACE();
     LookErrors errors;
@@ -222,12 +283,12 @@ void LinuxNvmePath::sendNvme(const NvmeCommand& command, const Payload& payload,
     OSTREL_TRACE();
     if (command.queue == nvme::Queue::ADMIN) {
         int node = -1;
-        result.status = openController(node);
+        result.status = command.changesDrive() ? openSelected(node) : openController(node);
         if (result.status.is(0, 0)) result.status = passThrough(node, controllerNode(), command, payload, result);
         return;
     }
     std::string nodePath;
-    if (command.opcode == nvme::OPC_READ) {
+    if (!command.changesDrive()) {
         // Whoever reads a namespace reads much of it. Should the node have come to stand for another by now, the wrong
         // blocks are read, and nothing is lost; a command that writes looks for its namespace every time.
         int opened = -1;
@@ -237,6 +298,7 @@ void LinuxNvmePath::sendNvme(const NvmeCommand& command, const Payload& payload,
     }
     FileDescriptor node;
     result.status = openNamespace(command.nsid, node, nodePath);
+    if (result.status.is(0, 0)) result.status = checkNamespace(node.get(), nodePath, command.nsid);
     if (result.status.is(0, 0)) result.status = passThrough(node.get(), nodePath, command, payload, result);
 }
 
@@ -266,7 +328,7 @@ Status LinuxNvmePath::passThrough(int node, const std::string& nodePath, const N
         }
         if ((outcome & 0x700) == STATUS_TYPE_PATH && isLeaving()) return systemStatus(ENODEV, nodePath);
         const bool underReset = (outcome & 0x7FF) == STATUS_HOST_PATHING_ERROR;
-        if (underReset && onlyReads(command) && paths_.kernel->now() < deadline) {
+        if (underReset && maySendAgain(command) && paths_.kernel->now() < deadline) {
             paths_.kernel->sleep(RESET_POLL);
             continue;
         }
@@ -306,6 +368,13 @@ void LinuxNvmePath::sendHost(const HostCommand& command, CommandResult& result) 
             if (result.status.is(0, 0)) rescanPartitions();
             return;
         }
+        case HostRequest::LOCK_DRIVE:
+            result.status =
+                node_->selected ? node_->lock.acquire(node_->selected->driveName()) : unknownIdentity(controllerNode());
+            return;
+        case HostRequest::UNLOCK_DRIVE:
+            node_->lock.release();
+            return;
     }
 }
 
@@ -330,8 +399,10 @@ void LinuxNvmePath::rescanPartitions() const {
 Status LinuxNvmePath::resetController(unsigned long request, uint32_t ofCommand) {
     OSTREL_TRACE();
     int node = -1;
-    Status status = openController(node);
+    Status status = openSelected(node);
     if (!status.is(0, 0)) return status;
+    // A fabrics controller connects again, to whatever bears the name by then.
+    node_->isSelected = false;
     if (paths_.kernel->ioctl(node, request, nullptr) < 0) {
         const int error = errno;
         if (error == ENOTTY) return statuses::featureNotSupported();

@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "features/nvme/ControllerIdentity.h"
 #include "features/nvme/NvmeCommand.h"
 #include "features/transport/HostCommand.h"
 #include "features/transport/linux/NvmeTopology.h"
@@ -27,11 +28,20 @@ class BlockUses;
 ///            here. What the system refused is category 1 with errno, and a message that names the node and, for a
 ///            missing right, the right. A process that waits in the kernel cannot be killed, so no command goes without
 ///            a time-out.
+/// Identity:  the name of a node may pass to another drive between the scan and the opening. Before anything that
+/// changes
+///            the drive (NvmeCommand::changesDrive(), resets) Identify over the open node itself must show the drive
+///            that was selected; otherwise that is 1/19 (ENODEV) with both serial numbers, and only Identify was sent.
+///            So it is if a namespace's node is by now that of another namespace.
 /// Threads:   any number at once.
 class LinuxNvmePath : public ostrel::core::CommandPath {
 public:
     /// `controller` is the name in /sys/class/nvme.
     LinuxNvmePath(std::string controller, LinuxPaths paths, std::shared_ptr<const NvmeTopology> topology);
+
+    /// Whose controller this is, for all clones; before the first command. Without it the drive is neither locked nor
+    /// changed.
+    void select(const nvme::ControllerIdentity& identity);
 
     std::unique_ptr<CommandPath> clone() const override;
     ostrel::core::CommandResult send(const ostrel::core::Command& command, const ostrel::core::Payload& payload,
@@ -48,6 +58,10 @@ private:
                                      const ostrel::core::Payload& toController, ostrel::core::CommandResult& result);
     ostrel::core::Status openNode(const std::string& path, ostrel::core::FileDescriptor& node) const;
     ostrel::core::Status openController(int& node);
+    /// The controller's node for what changes the drive: it is that of the drive that was selected.
+    ostrel::core::Status openSelected(int& node);
+    ostrel::core::Status checkIdentity(int node, const std::string& nodePath);
+    ostrel::core::Status checkNamespace(int node, const std::string& nodePath, uint32_t nsid);
     ostrel::core::Status openNamespace(uint32_t nsid, ostrel::core::FileDescriptor& node, std::string& nodePath);
     /// The node of a namespace for commands that read alone: it stays open.
     ostrel::core::Status openToRead(uint32_t nsid, int& node, std::string& nodePath);

@@ -3,6 +3,7 @@
 #include <memory>
 #include <string>
 
+#include "features/transport/DriveLock.h"
 #include "features/transport/linux/KernelCalls.h"
 
 namespace features::transport {
@@ -14,12 +15,18 @@ namespace features::transport {
 struct LinuxPaths {
     explicit LinuxPaths(const std::string& root = {},
                         std::shared_ptr<KernelCalls> calls = std::make_shared<KernelCalls>())
-        : sys(root + "/sys"), proc(root + "/proc"), dev(root + "/dev"), etc(root + "/etc"), kernel(std::move(calls)) {}
+        : sys(root + "/sys"),
+          proc(root + "/proc"),
+          dev(root + "/dev"),
+          etc(root + "/etc"),
+          locks(root + DRIVE_LOCKS),
+          kernel(std::move(calls)) {}
 
     std::string sys;
     std::string proc;
     std::string dev;
     std::string etc;
+    std::string locks;                    ///< of the drives that are being changed
     std::shared_ptr<KernelCalls> kernel;  ///< never null
 };
 

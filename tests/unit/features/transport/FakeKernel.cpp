@@ -6,6 +6,7 @@
 #include <linux/magic.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <filesystem>
@@ -115,13 +116,38 @@ int FakeKernel::ioctl(int descriptor, unsigned long request, void* argument) {
         static_cast<loop_info64*>(argument)->lo_rdevice = loop.rdevice;
         return answered(-loop.error);
     }
+    if (request == NVME_IOCTL_ID) return answerNamespace(node);
     if (request != NVME_IOCTL_ADMIN_CMD && request != NVME_IOCTL_IO_CMD) {
         calls.push_back(requestName(request) + node);
         return answered(onRequest(request));
     }
     auto& command = *static_cast<nvme_passthru_cmd*>(argument);
+    if (request == NVME_IOCTL_ADMIN_CMD && command.opcode == 0x06 && command.cdw10 == 0x01)
+        return answerIdentify(node, command);
     calls.push_back(commandName(request == NVME_IOCTL_ADMIN_CMD ? "admin" : "io", command) + node);
     return answered(onCommand(command));
+}
+
+int FakeKernel::answerIdentify(const std::string& node, const nvme_passthru_cmd& command) {
+    calls.push_back("who" + node);
+    auto* data = reinterpret_cast<uint8_t*>(command.addr);
+    const auto put = [data](std::size_t offset, const std::string& text, std::size_t bytes, uint8_t padding) {
+        std::fill_n(data + offset, bytes, padding);
+        std::copy(text.begin(), text.end(), data + offset);
+    };
+    const int outcome = onIdentify(node.substr(1));
+    if (outcome == 0 && command.data_len == 4096) {
+        put(4, identity.serialNumber, 20, ' ');
+        put(24, identity.modelNumber, 40, ' ');
+        put(768, identity.subsystemName, 256, 0);
+    }
+    return answered(outcome);
+}
+
+int FakeKernel::answerNamespace(const std::string& node) {
+    calls.push_back("namespace" + node);
+    const auto known = namespaces.find(node.substr(1));
+    return known != namespaces.end() ? static_cast<int>(known->second) : std::stoi(node.substr(node.rfind('n') + 1));
 }
 
 void FakeKernel::sleep(std::chrono::milliseconds time) {

@@ -13,7 +13,8 @@
 #include "features/transport/linux/KernelCalls.h"
 
 /// The drivers behind the nodes of a FakeMachine. Without more ado every node opens, every command and request
-/// succeeds, and a sleep takes no time but moves the clock. A test changes what it is about:
+/// succeeds, each controller is the one of `identity`, and a sleep takes no time but moves the clock. A test changes
+/// what it is about:
 ///
 ///     machine.kernel->onOpen = [](const std::string& node) { return node == "/dev/nvme0" ? EACCES : 0; };
 ///     machine.kernel->onCommand = [](nvme_passthru_cmd& command) { command.result = 7; return 0x4002; };
@@ -57,12 +58,23 @@ public:
     std::map<std::string, Loop> loops;
     /// What is mounted: "/sys", "/proc".
     std::set<std::string> mounted = {"/sys", "/proc"};
+    /// Identify Controller of the controller behind a node: its status field, and who it is by now.
+    std::function<int(const std::string& node)> onIdentify = [](const std::string&) { return 0; };
+    struct Identity {
+        std::string serialNumber = "S1";
+        std::string modelNumber = "M1";
+        std::string subsystemName = "nqn.1";
+    };
+    Identity identity;
+    /// Namespace identifiers of nodes whose names say another one.
+    std::map<std::string, uint32_t> namespaces;
     /// After each sleep.
     std::function<void()> onSleep = [] {};
 
     /// What was called, in order: "open /dev/nvme0", "open /dev/nvme0n1 exclusive", "admin 06h /dev/nvme0",
-    /// "io 02h /dev/nvme0n1", "reset /dev/nvme0", "subsystem reset ...", "rescan ...", "read partitions ...",
-    /// "mknod /dev/TEMPORARY", "unlink ...", "loop status ...".
+    /// "io 02h /dev/nvme0n1", "who /dev/nvme0" (Identify Controller), "namespace /dev/nvme0n1", "reset /dev/nvme0",
+    /// "subsystem reset ...", "rescan ...", "read partitions ...", "mknod /dev/TEMPORARY", "unlink ...",
+    /// "loop status ...".
     std::vector<std::string> calls;
     std::chrono::milliseconds slept{0};
 
@@ -71,6 +83,8 @@ private:
     /// The same with a random name replaced.
     std::string shown(const std::string& path) const;
     int described(const std::string& node, int outcome, struct stat& status) const;
+    int answerIdentify(const std::string& node, const nvme_passthru_cmd& command);
+    int answerNamespace(const std::string& node);
 
     std::string root_;
     std::map<int, std::string> nodes_;  ///< by descriptor

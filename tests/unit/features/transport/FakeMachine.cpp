@@ -9,7 +9,8 @@ namespace fs = std::filesystem;
 FakeMachine::FakeMachine() : root_(fs::canonical(folder_ / "").string()) {
     if (root_.back() == '/') root_.pop_back();
     kernel = std::make_shared<FakeKernel>(root_);
-    for (const char* const place : {"/sys/class/nvme", "/sys/class/nvme-subsystem", "/sys/class/block", "/dev"}) {
+    for (const char* const place :
+         {"/sys/class/nvme", "/sys/class/nvme-subsystem", "/sys/class/block", "/dev", "/run"}) {
         folder(place);
     }
     mounts("");

@@ -1,4 +1,5 @@
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -45,8 +46,10 @@ protected:
     }
 
     std::unique_ptr<LinuxNvmePath> makePath() const {
-        return std::make_unique<LinuxNvmePath>("nvme0", machine_.paths(),
-                                               std::make_shared<const NvmeTopology>(machine_.paths()));
+        auto path = std::make_unique<LinuxNvmePath>("nvme0", machine_.paths(),
+                                                    std::make_shared<const NvmeTopology>(machine_.paths()));
+        path->select({"S1", "M1", "nqn.1"});
+        return path;
     }
     CommandResult send(const ostrel::core::Command& command, const Payload& payload = {}) {
         return path_->send(command, payload, {});
@@ -96,7 +99,7 @@ TEST_F(LinuxNvmePathTest, EveryFieldOfACommandReachesTheDriver) {
     EXPECT_EQ(completionOf(result).statusField, 0x6002);
     EXPECT_EQ(completionOf(result).dword0, 0x12345678U);
     EXPECT_EQ(result.inputPayload.getSize(), 0U);
-    EXPECT_EQ(kernel_.calls, (Calls{"open /dev/nvme0", "admin C0h /dev/nvme0"}));
+    EXPECT_EQ(kernel_.calls, (Calls{"open /dev/nvme0", "who /dev/nvme0", "admin C0h /dev/nvme0"}));
     EXPECT_EQ(seen.opcode, 0xC0);
     EXPECT_EQ(seen.flags, 0);
     EXPECT_EQ(seen.rsvd1, 0);
@@ -334,8 +337,9 @@ TEST_F(LinuxNvmePathTest, ANamespaceIsOpenedOnceForReadsAndEachTimeForWrites) {
     }
     EXPECT_EQ(kernel_.calls,
               (Calls{"open /dev/nvme0n1", "io 02h /dev/nvme0n1", "open /dev/nvme0n2", "io 02h /dev/nvme0n2",
-                     "open /dev/nvme0n1", "io 09h /dev/nvme0n1", "io 02h /dev/nvme0n1", "io 02h /dev/nvme0n2",
-                     "open /dev/nvme0n1", "io 09h /dev/nvme0n1"}));
+                     "open /dev/nvme0n1", "namespace /dev/nvme0n1", "who /dev/nvme0n1", "io 09h /dev/nvme0n1",
+                     "io 02h /dev/nvme0n1", "io 02h /dev/nvme0n2", "open /dev/nvme0n1", "namespace /dev/nvme0n1",
+                     "who /dev/nvme0n1", "io 09h /dev/nvme0n1"}));
 }
 
 TEST_F(LinuxNvmePathTest, ANamespaceThatIsNotAttachedOpensNothing) {
@@ -369,7 +373,7 @@ TEST_F(LinuxNvmePathTest, AResetWaitsUntilTheControllerIsLive) {
     kernel_.onSleep = [&] { setState(++sleeps < 3 ? "connecting" : "live"); };
     EXPECT_EQ(text(ask(HostRequest::RESET_CONTROLLER).status), SUCCESS);
     EXPECT_EQ(kernel_.slept, milliseconds(150));
-    EXPECT_EQ(kernel_.calls, (Calls{"open /dev/nvme0", "reset /dev/nvme0"}));
+    EXPECT_EQ(kernel_.calls, (Calls{"open /dev/nvme0", "who /dev/nvme0", "reset /dev/nvme0"}));
     sleeps = 0;
     EXPECT_EQ(text(ask(HostRequest::RESET_SUBSYSTEM).status), SUCCESS);
     EXPECT_EQ(sleeps, 3);
@@ -583,6 +587,119 @@ TEST_F(LinuxNvmePathTest, AResultHasTheTimeOfItsCommand) {
     EXPECT_FALSE(result.startTime.is_not_a_date_time());
     EXPECT_EQ(result.startTime + result.duration, result.endTime);
     EXPECT_EQ(result.command->getName(), "Test");
+}
+
+TEST_F(LinuxNvmePathTest, ANodeThatPassedToAnotherDriveGetsIdentifyAlone) {
+    const auto gone = [this](const std::string& name, const std::string& found) {
+        return "1/19 System error. The drive of " + node(name) +
+               " is gone. Selected was serial number S1 (model M1, subsystem nqn.1); the node is now that of serial "
+               "number " +
+               found + ".";
+    };
+    const struct {
+        FakeKernel::Identity identity;
+        const char* text;
+    } CASES[] = {
+        {{"S2", "M1", "nqn.1"}, "S2 (model M1, subsystem nqn.1)"},
+        {{"S1", "M2", "nqn.1"}, "S1 (model M2, subsystem nqn.1)"},
+        {{"S1", "M1", "nqn.2"}, "S1 (model M1, subsystem nqn.2)"},
+        {{"S1", "M1", ""}, "S1 (model M1)"},
+        {{"S\x1B[2J", "M1", "nqn.1"}, "S?[2J (model M1, subsystem nqn.1)"},
+    };
+    for (const auto& c : CASES) {
+        kernel_.identity = c.identity;
+        for (const HostRequest request : {HostRequest::RESET_CONTROLLER, HostRequest::RESET_SUBSYSTEM}) {
+            path_ = makePath();
+            kernel_.calls.clear();
+            EXPECT_EQ(text(ask(request).status), gone("nvme0", c.text));
+            EXPECT_EQ(kernel_.calls, (Calls{"open /dev/nvme0", "who /dev/nvme0"}));
+        }
+        for (const uint8_t opcode : {nvme::OPC_FORMAT_NVM, nvme::OPC_SANITIZE, nvme::OPC_SET_FEATURES,
+                                     nvme::OPC_DEVICE_SELF_TEST, nvme::OPC_FIRMWARE_COMMIT, uint8_t{0xC0}}) {
+            path_ = makePath();
+            kernel_.calls.clear();
+            EXPECT_EQ(text(send(reading(Queue::ADMIN, opcode, 0)).status), gone("nvme0", c.text));
+            EXPECT_EQ(kernel_.calls, (Calls{"open /dev/nvme0", "who /dev/nvme0"})) << int{opcode};
+        }
+        kernel_.calls.clear();
+        EXPECT_EQ(text(send(reading(Queue::IO, nvme::OPC_DATASET_MANAGEMENT, 0)).status), gone("nvme0n1", c.text));
+        EXPECT_EQ(kernel_.calls, (Calls{"open /dev/nvme0n1", "namespace /dev/nvme0n1", "who /dev/nvme0n1"}));
+    }
+}
+
+TEST_F(LinuxNvmePathTest, ACommandThatReadsIsSentToWhicheverDriveIsThere) {
+    kernel_.identity.serialNumber = "S2";
+    EXPECT_EQ(text(identify().status), SUCCESS);
+    EXPECT_EQ(text(send(reading(Queue::IO, nvme::OPC_READ, 512)).status), SUCCESS);
+    EXPECT_EQ(kernel_.calls,
+              (Calls{"open /dev/nvme0", "admin 06h /dev/nvme0", "open /dev/nvme0n1", "io 02h /dev/nvme0n1"}));
+    // The node that the reading opened, which is kept, is not trusted either.
+    EXPECT_EQ(send(reading(Queue::ADMIN, nvme::OPC_FORMAT_NVM, 0)).status.getCode(), uint32_t{ENODEV});
+    EXPECT_EQ(kernel_.calls.back(), "who /dev/nvme0");
+}
+
+TEST_F(LinuxNvmePathTest, TheOpenControllerIsIdentifiedOnceAndAgainAfterAReset) {
+    const NvmeCommand format = reading(Queue::ADMIN, nvme::OPC_FORMAT_NVM, 0);
+    const auto clone = path_->clone();
+    for (int i = 0; i < 2; ++i) {
+        EXPECT_EQ(text(send(format).status), SUCCESS);
+        EXPECT_EQ(text(clone->send(format, {}, {}).status), SUCCESS);
+    }
+    EXPECT_EQ(text(ask(HostRequest::RESET_CONTROLLER).status), SUCCESS);
+    EXPECT_EQ(kernel_.calls, (Calls{"open /dev/nvme0", "who /dev/nvme0", "admin 80h /dev/nvme0", "admin 80h /dev/nvme0",
+                                    "admin 80h /dev/nvme0", "admin 80h /dev/nvme0", "reset /dev/nvme0"}));
+    kernel_.calls.clear();
+    kernel_.identity.serialNumber = "S2";
+    EXPECT_EQ(send(format).status.getCode(), uint32_t{ENODEV});
+    EXPECT_EQ(send(format).status.getCode(), uint32_t{ENODEV}) << "what was refused once is not trusted later";
+    EXPECT_EQ(kernel_.calls, (Calls{"who /dev/nvme0", "who /dev/nvme0"}));
+}
+
+TEST_F(LinuxNvmePathTest, ANodeOfAnotherNamespaceIsRefused) {
+    kernel_.namespaces["/dev/nvme0n1"] = 2;
+    const NvmeCommand trim = reading(Queue::IO, nvme::OPC_DATASET_MANAGEMENT, 0);
+    EXPECT_EQ(text(send(trim).status), "1/19 System error. The drive of " + node("nvme0n1") +
+                                           " is gone. Selected was namespace 1; the node is now that of namespace 2.");
+    EXPECT_EQ(kernel_.calls, (Calls{"open /dev/nvme0n1", "namespace /dev/nvme0n1"}));
+}
+
+TEST_F(LinuxNvmePathTest, ADriveThatCannotBeIdentifiedIsNotChanged) {
+    const NvmeCommand format = reading(Queue::ADMIN, nvme::OPC_FORMAT_NVM, 0);
+    const std::string unknown =
+        "1/61 System error. The drive of " + node("nvme0") + " cannot be identified, so that it is not changed.";
+    kernel_.onIdentify = [](const std::string&) { return 0x4006; };
+    EXPECT_EQ(text(send(format).status), unknown) << "refused by the drive";
+    kernel_.onIdentify = [](const std::string&) { return -EINTR; };
+    EXPECT_EQ(text(send(format).status),
+              "1/4 System error. The drive of " + node("nvme0") + " did not answer in time.");
+    kernel_.onIdentify = [](const std::string&) { return 0; };
+    path_ = std::make_unique<LinuxNvmePath>("nvme0", machine_.paths(),
+                                            std::make_shared<const NvmeTopology>(machine_.paths()));
+    EXPECT_EQ(text(send(format).status), unknown) << "no drive was selected";
+    EXPECT_EQ(text(ask(HostRequest::LOCK_DRIVE).status), unknown);
+    for (const std::string& call : kernel_.calls) EXPECT_NE(call, "admin 80h /dev/nvme0");
+}
+
+TEST_F(LinuxNvmePathTest, AllControllersOfADriveShareItsLock) {
+    LinuxNvmePath second("nvme1", machine_.paths(), std::make_shared<const NvmeTopology>(machine_.paths()));
+    second.select({"S1", "M1", "nqn.1"});
+    const auto lock = [](LinuxNvmePath& path) {
+        return path.send(HostCommand(HostRequest::LOCK_DRIVE), {}, {}).status;
+    };
+    EXPECT_EQ(text(lock(*path_)), SUCCESS);
+    EXPECT_EQ(text(path_->clone()->send(HostCommand(HostRequest::LOCK_DRIVE), {}, {}).status), SUCCESS) << "nested";
+    EXPECT_EQ(text(lock(second)),
+              "11/9 Blocked by running job: process " + std::to_string(::getpid()) + " is changing the drive.");
+    EXPECT_EQ(text(ask(HostRequest::UNLOCK_DRIVE).status), SUCCESS);
+    EXPECT_TRUE(lock(second).is(11, 9));
+    EXPECT_EQ(text(ask(HostRequest::UNLOCK_DRIVE).status), SUCCESS);
+    EXPECT_EQ(text(lock(second)), SUCCESS);
+    LinuxNvmePath other("nvme2", machine_.paths(), std::make_shared<const NvmeTopology>(machine_.paths()));
+    other.select({"S2", "M1", ""});
+    EXPECT_EQ(text(lock(other)), SUCCESS) << "another drive";
+    EXPECT_TRUE(std::filesystem::exists(machine_.path("/run/nimbrel/" + DriveLock::fileName("nqn.1"))));
+    EXPECT_TRUE(std::filesystem::exists(machine_.path("/run/nimbrel/" + DriveLock::fileName("M1 S2"))));
+    EXPECT_EQ(kernel_.calls, Calls()) << "a lock asks no drive";
 }
 
 TEST_F(LinuxNvmePathTest, ADriveIsSupportedAsLongAsTheKernelKnowsIt) {
