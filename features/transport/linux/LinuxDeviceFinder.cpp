@@ -1,5 +1,8 @@
 #include "features/transport/linux/LinuxDeviceFinder.h"
 
+#include <map>
+#include <optional>
+
 #include "features/nvme/Bytes.h"
 #include "features/nvme/Drive.h"
 #include "features/transport/linux/LinuxNvmePath.h"
@@ -34,7 +37,7 @@ void set(Device& device, Attribute attribute, const std::string& text) {
     device.setAttribute(attribute);
 }
 
-void askIdentity(Device& device) {
+void askIdentity(Device& device, LinuxNvmePath& path) {
     nvme::Drive drive(device);
     const uint8_t* data = nullptr;
     const Status status = drive.identifyController(data);
@@ -42,19 +45,27 @@ void askIdentity(Device& device) {
     for (const IdentityRow& row : IDENTITY) {
         set(device, row.attribute(), data == nullptr ? "" : nvme::shownText(data + row.offset, row.bytes));
     }
+    if (data != nullptr) path.select(nvme::ControllerIdentity(data));
 }
 
-void setIdentity(Device& device, const NvmeTopology& topology, const std::string& controller) {
+/// Also of the path, which shares it with the one that the device has.
+void setIdentity(Device& device, LinuxNvmePath& path, const NvmeTopology& topology, const std::string& controller) {
+    const std::string folder = topology.controllerFolder(controller) + "/";
     LookErrors errors;
     bool isGone = true;
+    std::map<std::string, std::optional<std::string>> texts;
     for (const IdentityRow& row : IDENTITY) {
-        const auto line = readLine(topology.controllerFolder(controller) + "/" + row.file, errors);
+        const auto& line = texts[row.file] = readLine(folder + row.file, errors);
         isGone = isGone && !line;
         const std::string text = line.value_or("");
         set(device, row.attribute(), nvme::shownText(reinterpret_cast<const uint8_t*>(text.data()), text.size()));
     }
+    const std::string subsystem = readLine(folder + "subsysnqn", errors).value_or("");
     if (isGone) (void)topology.isVisible(errors);
-    if (!errors.isEmpty()) askIdentity(device);
+    if (!errors.isEmpty()) return askIdentity(device, path);
+    const auto& serial = texts["serial"];
+    const auto& model = texts["model"];
+    if (serial && model) path.select({*serial, *model, subsystem});
 }
 
 }  // namespace
@@ -73,10 +84,11 @@ void LinuxDeviceFinder::scan(std::vector<std::shared_ptr<Device>>& devices) {
     for (const std::string& controller : topology->controllers(*errors_)) {
         auto device = std::make_shared<Device>();
         set(*device, attributes::device::devicePath(), "/dev/" + controller);
-        device->addCommandPath(LinuxNvmePath(controller, paths_, topology));
+        LinuxNvmePath path(controller, paths_, topology);
+        device->addCommandPath(path);
         device->addCommandSet(nvme::COMMAND_SET_NVME, "Linux NVMe");
         device->addCommandSet(COMMAND_SET_HOST, "Linux NVMe");
-        setIdentity(*device, *topology, controller);
+        setIdentity(*device, path, *topology, controller);
         devices.push_back(device);
     }
 }

@@ -139,6 +139,7 @@ int FakeKernel::answerIdentify(const std::string& node, const nvme_passthru_cmd&
     if (outcome == 0 && command.data_len == 4096) {
         put(4, identity.serialNumber, 20, ' ');
         put(24, identity.modelNumber, 40, ' ');
+        put(64, identity.firmware, 8, ' ');
         put(768, identity.subsystemName, 256, 0);
     }
     return answered(outcome);

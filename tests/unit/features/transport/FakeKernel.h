@@ -64,6 +64,7 @@ public:
         std::string serialNumber = "S1";
         std::string modelNumber = "M1";
         std::string subsystemName = "nqn.1";
+        std::string firmware = "FW1";
     };
     Identity identity;
     /// Namespace identifiers of nodes whose names say another one.

@@ -1,10 +1,11 @@
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <cerrno>
 #include <filesystem>
 
+#include "features/nvme/NvmeCommand.h"
 #include "features/transport/linux/LinuxDeviceFinder.h"
+#include "ostrel/core/CommandResult.h"
 #include "ostrel/core/Device.h"
 #include "tests/unit/features/transport/FakeMachine.h"
 
@@ -81,16 +82,7 @@ TEST(LinuxDeviceFinder, WithoutSysfsDrivesAreFoundByTheirNodesAndAsked) {
     std::filesystem::remove_all(machine.path("/sys"));
     machine.kernel->mounted = {"/proc"};
     machine.kernel->onOpen = [](const std::string& node) { return node == "/dev/nvme12" ? EACCES : 0; };
-    machine.kernel->onCommand = [](nvme_passthru_cmd& command) {
-        auto* data = reinterpret_cast<char*>(command.addr);
-        EXPECT_EQ(command.opcode, 0x06);
-        EXPECT_EQ(command.cdw10, 1U);
-        std::fill_n(data + 4, 68, ' ');
-        std::copy_n("S1", 2, data + 4);
-        std::copy_n("QEMU NVMe Ctrl", 14, data + 24);
-        std::copy_n("7.2.19", 6, data + 64);
-        return 0;
-    };
+    machine.kernel->identity = {"S1", "QEMU NVMe Ctrl", "", "7.2.19"};
     const Scan scan(machine);
     EXPECT_EQ(scan.errors, machine.path("/sys") + ": sysfs is not mounted.");
     ASSERT_EQ(scan.devices.size(), 2U);
@@ -112,7 +104,7 @@ TEST(LinuxDeviceFinder, AnIdentityThatSysfsDoesNotGiveIsAskedFor) {
     machine.controller("nvme0", "nvme-subsys0");
     machine.file("/sys/class/nvme/nvme0/model", "M\n");
     machine.link("/sys/class/nvme/nvme0/serial", "/sys/class/nvme/nvme0/serial");
-    machine.kernel->onCommand = [](nvme_passthru_cmd&) { return 0x4002; };
+    machine.kernel->onIdentify = [](const std::string&) { return 0x4002; };
     const Scan refused(machine);
     EXPECT_EQ(refused.errors, "") << "the drive was found";
     ASSERT_EQ(refused.devices.size(), 1U);
@@ -120,13 +112,11 @@ TEST(LinuxDeviceFinder, AnIdentityThatSysfsDoesNotGiveIsAskedFor) {
         attributesOf(*refused.devices[0])["ErrorString"],
         "Identify failed on drive  (/dev/nvme0): Invalid Field in Command (status code type 0x0, status code 0x02, "
         "opcode 0x06).");
-    machine.kernel->onCommand = [](nvme_passthru_cmd& command) {
-        std::copy_n("S9", 2, reinterpret_cast<char*>(command.addr) + 4);
-        return 0;
-    };
+    machine.kernel->onIdentify = [](const std::string&) { return 0; };
+    machine.kernel->identity.serialNumber = "S9";
     const Scan answered(machine);
     ASSERT_EQ(answered.devices.size(), 1U);
-    EXPECT_EQ(attributesOf(*answered.devices[0])["SerialNumber"].substr(0, 2), "S9");
+    EXPECT_EQ(attributesOf(*answered.devices[0])["SerialNumber"], "S9");
     EXPECT_EQ(attributesOf(*answered.devices[0]).count("ErrorString"), 0U);
 }
 
@@ -141,6 +131,45 @@ TEST(LinuxDeviceFinder, AScanForgetsTheErrorsOfTheLast) {
     machine.kernel->mounted = {"/sys", "/proc"};
     finder.scan(devices);
     EXPECT_EQ(errors->text(), "");
+}
+
+/// What the device's drive answers to a Format NVM: "0/0" or a refusal.
+std::string format(ostrel::core::Device& device) {
+    ostrel::core::CommandResult result;
+    device.sendCommand(nvme::NvmeCommand(nvme::Queue::ADMIN, 0x80, "Format NVM"), result);
+    return std::to_string(result.status.getCategory()) + "/" + std::to_string(result.status.getCode());
+}
+
+TEST(LinuxDeviceFinder, ADeviceIsChangedWhileItIsTheDriveThatTheScanSaw) {
+    FakeMachine machine;
+    machine.controller("nvme0", "nvme-subsys0");
+    machine.file("/sys/class/nvme/nvme0/model", "M1                                      \n");
+    machine.file("/sys/class/nvme/nvme0/serial", "S1                  \n");
+    machine.file("/sys/class/nvme/nvme0/subsysnqn", "nqn.1\n");
+    const auto scan = [&machine] {
+        Devices devices;
+        LinuxDeviceFinder(machine.paths(), std::make_shared<LookErrors>()).scan(devices);
+        return devices.front();
+    };
+    EXPECT_EQ(format(*scan()), "0/0");
+    const auto selected = scan();
+    machine.file("/sys/class/nvme/nvme0/serial", "S2                  \n");
+    machine.kernel->identity.serialNumber = "S2";
+    EXPECT_EQ(format(*selected), "1/19");
+    EXPECT_EQ(format(*scan()), "0/0") << "the other drive, selected as such";
+    machine.kernel->identity.subsystemName = "nqn.2";
+    EXPECT_EQ(format(*scan()), "1/19") << "its name counts";
+    std::filesystem::remove(machine.path("/sys/class/nvme/nvme0/subsysnqn"));
+    EXPECT_EQ(format(*scan()), "0/0") << "a kernel that shows no names";
+    std::filesystem::remove(machine.path("/sys/class/nvme/nvme0/model"));
+    EXPECT_EQ(format(*scan()), "1/61") << "it is not known which drive was selected";
+    std::filesystem::remove(machine.path("/sys/class/nvme/nvme0/serial"));
+    machine.kernel->mounted.clear();
+    const auto asked = scan();
+    EXPECT_EQ(format(*asked), "0/0") << "without sysfs the drive says at the scan who it is";
+    const auto another = scan();
+    machine.kernel->identity.serialNumber = "S3";
+    EXPECT_EQ(format(*another), "1/19");
 }
 
 TEST(LinuxDeviceFinder, KeepsWhatOthersFound) {
