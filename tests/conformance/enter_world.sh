@@ -11,6 +11,7 @@ shift 2
 mount --bind "$scratch/opt" /opt
 mount --bind "$scratch/var_lib" /var/lib
 mount --bind "$scratch/var_log" /var/log
+mount --bind "$scratch/run" /run
 if [ -d "$scratch/usr_lib" ]; then
     # /usr/lib cannot be replaced, the programs need what is in it: the scratch folder is laid over it.
     mount -t tmpfs tmpfs "$scratch/overlay"

@@ -1,9 +1,9 @@
 """A world of its own for each test of the whole tool.
 
-The tool uses fixed places (/opt/velko/nimbrel, /var/lib/nimbrel, /var/log, /usr/lib/nimbrel) and wants to be root.
-World gives it both without touching the machine: a private user and mount namespace in which scratch folders stand
-in the fixed places. The scratch folders last as long as the World, so several runs share their state, as on a real
-machine, and a test looks at them from outside.
+The tool uses fixed places (/opt/velko/nimbrel, /var/lib/nimbrel, /var/log, /run/nimbrel, /usr/lib/nimbrel) and wants to
+be root. World gives it both without touching the machine: a private user and mount namespace in which scratch folders
+stand in the fixed places. The scratch folders last as long as the World, so several runs share their state, as on a
+real machine, and a test looks at them from outside.
 
     world.run("show", "-system")                      # as root, standard input is /dev/null
     world.run("help", root=False)                     # as an ordinary user
@@ -62,6 +62,8 @@ class World:
         self.var_lib.mkdir()
         self.var_log = self.scratch / "var_log"
         self.var_log.mkdir()
+        self.run_folder = self.scratch / "run"
+        self.run_folder.mkdir()
         (self.scratch / "overlay").mkdir()
         self.cwd = self.scratch / "cwd"
         self.cwd.mkdir()

@@ -18,6 +18,7 @@
 #include "features/nvme/Identify.h"
 #include "features/nvme/Opcodes.h"
 #include "features/transport/DriveLock.h"
+#include "features/transport/SelectedDrive.h"
 #include "features/transport/linux/BlockUses.h"
 #include "features/transport/linux/IdentifiedNamespaces.h"
 #include "features/transport/linux/Sysfs.h"
@@ -78,18 +79,6 @@ Status systemStatus(int error, const std::string& what) {
             return Status(CATEGORY_OS, static_cast<uint32_t>(error),
                           "System error. " + what + ": " + std::strerror(error) + ".");
     }
-}
-
-/// Neither who was selected nor who is there may be a guess.
-Status unknownIdentity(const std::string& node) {
-    return Status(CATEGORY_OS, ENODATA,
-                  "System error. The drive of " + node + " cannot be identified, so that it is not changed.");
-}
-
-Status anotherDrive(const std::string& node, const std::string& selected, const std::string& found) {
-    return Status(CATEGORY_OS, ENODEV,
-                  "System error. The drive of " + node + " is gone. Selected was " + selected +
-                      "; the node is now that of " + found + ".");
 }
 
 nvme_passthru_cmd toKernelCommand(const NvmeCommand& command, uint32_t timeoutMs, const uint8_t* data,

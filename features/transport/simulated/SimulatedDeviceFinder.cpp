@@ -7,6 +7,7 @@
 #include "features/simulator/DriveStore.h"
 #include "features/simulator/Model.h"
 #include "features/transport/HostCommand.h"
+#include "features/transport/simulated/SimulatedIdentity.h"
 #include "features/transport/simulated/SimulatedNamespaces.h"
 #include "features/transport/simulated/SimulatedNvmePath.h"
 #include "ostrel/core/AttributeVocabulary.h"
@@ -27,12 +28,13 @@ void set(Device& device, Attribute attribute, const std::string& text) {
     device.setAttribute(attribute);
 }
 
-void setIdentity(Device& device, const std::string& folder) {
+void setIdentity(Device& device, SimulatedNvmePath& path, const std::string& folder) {
     DriveFolder::Identity identity;
     Status status = DriveFolder::readIdentity(folder, identity);
     if (!status.is(0, 0)) set(device, attributes::device::errorString(), status.getMessage());
     // A drive whose state alone is damaged keeps its name; its firmware is in the state.
     if (identity.description.serialNumber.empty()) return;
+    path.select(identityOf(identity.description));
     const simulator::Model& model = simulator::modelOf(identity.description.model);
     set(device, attributes::device::modelNumber(), model.modelNumber);
     set(device, attributes::device::serialNumber(), identity.description.serialNumber);
@@ -46,9 +48,13 @@ void passTime(std::chrono::milliseconds time) {
 
 }  // namespace
 
-SimulatedDeviceFinder::SimulatedDeviceFinder(std::string folder, const simulator::Clock& clock,
+SimulatedDeviceFinder::SimulatedDeviceFinder(std::string folder, const simulator::Clock& clock, std::string locks,
                                              std::shared_ptr<LookErrors> errors)
-    : DeviceFinder(PATH_NAME), folder_(std::move(folder)), clock_(clock), errors_(std::move(errors)) {}
+    : DeviceFinder(PATH_NAME),
+      folder_(std::move(folder)),
+      clock_(clock),
+      locks_(std::move(locks)),
+      errors_(std::move(errors)) {}
 
 std::unique_ptr<DeviceFinder> SimulatedDeviceFinder::clone() const {
     return std::make_unique<SimulatedDeviceFinder>(*this);
@@ -65,8 +71,9 @@ void SimulatedDeviceFinder::scan(std::vector<std::shared_ptr<Device>>& devices) 
         auto device = std::make_shared<Device>();
         const std::string folder = store.pathOf(name);
         set(*device, attributes::device::devicePath(), controllerNode(folder));
-        setIdentity(*device, folder);
-        device->addCommandPath(SimulatedNvmePath(folder, clock_, passTime));
+        SimulatedNvmePath path(folder, clock_, passTime, locks_);
+        setIdentity(*device, path, folder);
+        device->addCommandPath(path);
         device->addCommandSet(nvme::COMMAND_SET_NVME, PATH_NAME);
         device->addCommandSet(COMMAND_SET_HOST, PATH_NAME);
         devices.push_back(device);

@@ -17,7 +17,9 @@ namespace features::transport {
 ///            at.
 class SimulatedDeviceFinder : public ostrel::core::DeviceFinder {
 public:
-    SimulatedDeviceFinder(std::string folder, const simulator::Clock& clock, std::shared_ptr<LookErrors> errors);
+    /// `locks` is the folder of the locks of drives.
+    SimulatedDeviceFinder(std::string folder, const simulator::Clock& clock, std::string locks,
+                          std::shared_ptr<LookErrors> errors);
 
     void scan(std::vector<std::shared_ptr<ostrel::core::Device>>& devices) override;
     std::unique_ptr<DeviceFinder> clone() const override;
@@ -25,6 +27,7 @@ public:
 private:
     std::string folder_;
     const simulator::Clock& clock_;
+    std::string locks_;
     std::shared_ptr<LookErrors> errors_;
 };
 

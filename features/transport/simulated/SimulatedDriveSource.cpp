@@ -40,7 +40,7 @@ fs::path resolved(const fs::path& path) {
 
 std::unique_ptr<DeviceFinder> SimulatedDriveSource::finder() const {
     OSTREL_TRACE();
-    return std::make_unique<SimulatedDeviceFinder>(folder_, clock_, scanErrors_);
+    return std::make_unique<SimulatedDeviceFinder>(folder_, clock_, locks_, scanErrors_);
 }
 
 std::optional<DriveLocation> SimulatedDriveSource::locate(const std::string& path, LookErrors& errors) const {

@@ -4,6 +4,7 @@
 
 #include "features/simulator/Clock.h"
 #include "features/simulator/DriveStore.h"
+#include "features/transport/DriveLock.h"
 #include "features/transport/DriveSource.h"
 
 namespace features::transport {
@@ -14,7 +15,8 @@ namespace features::transport {
 /// Ownership: the devices of its finder use its clock; it must outlive them.
 class SimulatedDriveSource : public DriveSource {
 public:
-    explicit SimulatedDriveSource(std::string folder = simulator::SIMULATED_DRIVES) : folder_(std::move(folder)) {}
+    explicit SimulatedDriveSource(std::string folder = simulator::SIMULATED_DRIVES, std::string locks = DRIVE_LOCKS)
+        : folder_(std::move(folder)), locks_(std::move(locks)) {}
 
     std::unique_ptr<ostrel::core::DeviceFinder> finder() const override;
     const LookErrors& scanErrors() const override { return *scanErrors_; }
@@ -23,6 +25,7 @@ public:
 
 private:
     std::string folder_;
+    std::string locks_;  ///< the folder of the locks of drives
     simulator::SystemClock clock_;
     std::shared_ptr<LookErrors> scanErrors_ = std::make_shared<LookErrors>();
 };

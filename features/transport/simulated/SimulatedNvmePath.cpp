@@ -2,10 +2,14 @@
 
 #include <cerrno>
 #include <mutex>
+#include <optional>
 
 #include "features/nvme/Completion.h"
 #include "features/simulator/Controller.h"
 #include "features/simulator/DriveFolder.h"
+#include "features/transport/DriveLock.h"
+#include "features/transport/SelectedDrive.h"
+#include "features/transport/simulated/SimulatedIdentity.h"
 #include "features/transport/simulated/SimulatedNamespaces.h"
 #include "ostrel/core/File.h"
 #include "ostrel/core/ScopeTrace.h"
@@ -48,17 +52,26 @@ Payload paddedTo(std::vector<uint8_t>& data, uint32_t length) {
 
 /// The controller, made once for all clones of the path.
 struct SimulatedNvmePath::Drive {
-    Drive(const std::string& folder, const simulator::Clock& clock) : controller(folder, clock) {}
+    Drive(const std::string& folder, const simulator::Clock& clock, const std::string& locks)
+        : controller(folder, clock), lock(locks) {}
 
     std::mutex mutex;
     simulator::Controller controller;
+    std::optional<nvme::ControllerIdentity> selected;  ///< before the first command
+    DriveLock lock;
 };
 
-SimulatedNvmePath::SimulatedNvmePath(std::string folder, const simulator::Clock& clock, Wait wait)
+SimulatedNvmePath::SimulatedNvmePath(std::string folder, const simulator::Clock& clock, Wait wait,
+                                     const std::string& locks)
     : CommandPath("Simulated NVMe", DEFAULT_TIMEOUT_SECONDS * NANOSECONDS_PER_SECOND),
       folder_(std::move(folder)),
       wait_(std::move(wait)),
-      drive_(std::make_shared<Drive>(folder_, clock)) {}
+      drive_(std::make_shared<Drive>(folder_, clock, locks)) {}
+
+void SimulatedNvmePath::select(const nvme::ControllerIdentity& identity) {
+    OSTREL_TRACE();
+    drive_->selected = identity;
+}
 
 std::unique_ptr<CommandPath> SimulatedNvmePath::clone() const {
     return std::make_unique<SimulatedNvmePath>(*this);
@@ -94,7 +107,8 @@ Status SimulatedNvmePath::sendNvme(const NvmeCommand& command, const Payload& pa
     CompletionEntry completion;
     {
         const std::lock_guard<std::mutex> lock(drive_->mutex);
-        Status status = drive_->controller.execute(toEntry(command), data, completion);
+        Status status = command.changesDrive() ? checkIdentity() : Status();
+        if (status.is(0, 0)) status = drive_->controller.execute(toEntry(command), data, completion);
         if (!status.is(0, 0)) return status;
     }
     if (completion.delivery == Delivery::GONE) {
@@ -117,6 +131,23 @@ Status SimulatedNvmePath::sendNvme(const NvmeCommand& command, const Payload& pa
     return Status();
 }
 
+Status SimulatedNvmePath::checkIdentity() {
+    OSTREL_TRACE();
+    const auto& selected = drive_->selected;
+    if (!selected) return unknownIdentity(folder_);
+    simulator::Description description;
+    const Status status = drive_->controller.describe(description);
+    if (!status.is(0, 0)) return status;
+    const nvme::ControllerIdentity found = identityOf(description);
+    return selected->isThatOf(found) ? Status() : anotherDrive(folder_, selected->text(), found.text());
+}
+
+Status SimulatedNvmePath::reset(simulator::ResetKind kind) {
+    OSTREL_TRACE();
+    const Status status = checkIdentity();
+    return status.is(0, 0) ? drive_->controller.reset(kind) : status;
+}
+
 Status SimulatedNvmePath::sendHost(const HostCommand& command, CommandResult& result) {
     OSTREL_TRACE();
     const std::lock_guard<std::mutex> lock(drive_->mutex);
@@ -129,10 +160,15 @@ Status SimulatedNvmePath::sendHost(const HostCommand& command, CommandResult& re
             return status;
         }
         case HostRequest::RESET_CONTROLLER:
-            return drive_->controller.reset(simulator::ResetKind::CONTROLLER);
+            return reset(simulator::ResetKind::CONTROLLER);
         case HostRequest::RESET_SUBSYSTEM:
-            return drive_->controller.reset(simulator::ResetKind::SUBSYSTEM);
+            return reset(simulator::ResetKind::SUBSYSTEM);
         case HostRequest::RESCAN:
+            return Status();
+        case HostRequest::LOCK_DRIVE:
+            return drive_->selected ? drive_->lock.acquire(drive_->selected->driveName()) : unknownIdentity(folder_);
+        case HostRequest::UNLOCK_DRIVE:
+            drive_->lock.release();
             return Status();
     }
     return statuses::featureNotSupported();

@@ -5,8 +5,10 @@
 #include <memory>
 #include <string>
 
+#include "features/nvme/ControllerIdentity.h"
 #include "features/nvme/NvmeCommand.h"
 #include "features/simulator/Clock.h"
+#include "features/simulator/Controller.h"
 #include "features/transport/HostCommand.h"
 #include "ostrel/core/CommandPath.h"
 #include "ostrel/core/CommandResult.h"
@@ -20,13 +22,21 @@ namespace features::transport {
 /// Units:     the path's time-out stands for every command that has none of its own.
 /// Errors:    the Status speaks of the road, the completion of the drive, as with a real one: a drive that is gone is
 ///            1/19 (ENODEV), one that does not answer 1/4 (EINTR) when the time-out is over.
+/// Identity:  what changes the drive (NvmeCommand::changesDrive(), resets) is refused as a drive that is gone when by
+/// then
+///            the folder is that of another one than was selected.
 /// Threads:   any number at once; the drive carries out one command at a time.
 class SimulatedNvmePath : public ostrel::core::CommandPath {
 public:
     using Wait = std::function<void(std::chrono::milliseconds)>;
 
     /// `wait` passes the time that a drive takes not to answer; a test's returns at once.
-    SimulatedNvmePath(std::string folder, const simulator::Clock& clock, Wait wait);
+    /// `locks` is the folder of the locks of drives.
+    SimulatedNvmePath(std::string folder, const simulator::Clock& clock, Wait wait, const std::string& locks);
+
+    /// Whose controller this is, for all clones; before the first command. Without it the drive is neither locked nor
+    /// changed.
+    void select(const nvme::ControllerIdentity& identity);
 
     std::unique_ptr<CommandPath> clone() const override;
     ostrel::core::CommandResult send(const ostrel::core::Command& command, const ostrel::core::Payload& payload,
@@ -38,6 +48,9 @@ private:
 
     ostrel::core::Status sendNvme(const nvme::NvmeCommand& command, const ostrel::core::Payload& payload,
                                   ostrel::core::CommandResult& result);
+    /// Of the drive in the folder. The caller holds the drive's mutex.
+    ostrel::core::Status checkIdentity();
+    ostrel::core::Status reset(simulator::ResetKind kind);
     ostrel::core::Status sendHost(const HostCommand& command, ostrel::core::CommandResult& result);
 
     std::string folder_;

@@ -592,9 +592,8 @@ TEST_F(LinuxNvmePathTest, AResultHasTheTimeOfItsCommand) {
 TEST_F(LinuxNvmePathTest, ANodeThatPassedToAnotherDriveGetsIdentifyAlone) {
     const auto gone = [this](const std::string& name, const std::string& found) {
         return "1/19 System error. The drive of " + node(name) +
-               " is gone. Selected was serial number S1 (model M1, subsystem nqn.1); the node is now that of serial "
-               "number " +
-               found + ".";
+               " is gone. Selected was serial number S1 (model M1, subsystem nqn.1); " + node(name) +
+               " is now that of serial number " + found + ".";
     };
     const struct {
         FakeKernel::Identity identity;
@@ -659,7 +658,8 @@ TEST_F(LinuxNvmePathTest, ANodeOfAnotherNamespaceIsRefused) {
     kernel_.namespaces["/dev/nvme0n1"] = 2;
     const NvmeCommand trim = reading(Queue::IO, nvme::OPC_DATASET_MANAGEMENT, 0);
     EXPECT_EQ(text(send(trim).status), "1/19 System error. The drive of " + node("nvme0n1") +
-                                           " is gone. Selected was namespace 1; the node is now that of namespace 2.");
+                                           " is gone. Selected was namespace 1; " + node("nvme0n1") +
+                                           " is now that of namespace 2.");
     EXPECT_EQ(kernel_.calls, (Calls{"open /dev/nvme0n1", "namespace /dev/nvme0n1"}));
 }
 

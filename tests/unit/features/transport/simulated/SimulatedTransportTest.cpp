@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "features/nvme/Completion.h"
+#include "features/nvme/ControllerIdentity.h"
 #include "features/nvme/NvmeCommand.h"
 #include "features/simulator/DriveStore.h"
 #include "features/transport/HostCommand.h"
@@ -22,6 +23,10 @@ using features::nvme::Queue;
 
 namespace {
 
+/// Drive "two".
+const features::nvme::ControllerIdentity OF_TWO("A", "VELKO Simulated NVMe SSD",
+                                                "nqn.2026-01.com.velko.nimbrel:simulated:A");
+
 class SimulatedTransport : public ::testing::Test {
 protected:
     SimulatedTransport() {
@@ -33,12 +38,14 @@ protected:
         description.serialNumber = "B";
         description.model = ModelId::OCP;
         EXPECT_TRUE(store.create({{"one10", description}, {"one9", description}}, clock).is(0, 0));
+        path.select(OF_TWO);
     }
 
+    SimulatedDriveSource source() const { return SimulatedDriveSource(root, locks); }
     /// Attributes of what the scan finds, a line for each drive.
     std::string scanned() {
         std::vector<std::shared_ptr<Device>> devices;
-        SimulatedDriveSource(root).finder()->scan(devices);
+        source().finder()->scan(devices);
         std::string text;
         for (const auto& device : devices) {
             text += device->getAttribute(attributes::device::devicePath()).getText().substr(root.size()) + "|" +
@@ -51,7 +58,7 @@ protected:
     }
     std::string located(const std::string& path) {
         LookErrors errors;
-        const auto location = SimulatedDriveSource(root).locate(path, errors);
+        const auto location = source().locate(path, errors);
         if (!location) return "nothing";
         return location->devicePath.substr(root.size()) + (location->nsid ? " " + std::to_string(*location->nsid) : "");
     }
@@ -63,11 +70,13 @@ protected:
 
     TemporaryFolder folder;
     std::string root = folder / "drives";
+    const std::string locks = folder / "locks";
     ManualClock clock{1795197600000};
     DriveStore store{root};
     uint64_t waitedMs = 0;
     SimulatedNvmePath path{root + "/two", clock,
-                           [this](std::chrono::milliseconds time) { waitedMs += static_cast<uint64_t>(time.count()); }};
+                           [this](std::chrono::milliseconds time) { waitedMs += static_cast<uint64_t>(time.count()); },
+                           locks};
 };
 
 TEST_F(SimulatedTransport, FindsTheDrivesInOrder) {
@@ -92,7 +101,7 @@ TEST_F(SimulatedTransport, FindsADamagedDriveWithItsReason) {
 
 TEST_F(SimulatedTransport, FindsNothingWhereThereIsNoFolder) {
     std::vector<std::shared_ptr<Device>> devices;
-    SimulatedDriveSource(root + "/missing").finder()->scan(devices);
+    SimulatedDriveSource(root + "/missing", locks).finder()->scan(devices);
     EXPECT_TRUE(devices.empty());
 }
 
@@ -207,6 +216,58 @@ TEST_F(SimulatedTransport, Resets) {
         result = path.send(getFeature, {}, {});
         EXPECT_EQ(dynamic_cast<const Completion&>(*result.protocolResult).dword0, 0U);
     }
+}
+
+TEST_F(SimulatedTransport, AFolderThatPassedToAnotherDriveIsNotChanged) {
+    const auto text = [](const Status& status) {
+        return std::to_string(status.getCategory()) + "/" + std::to_string(status.getCode()) + " " +
+               status.getMessage();
+    };
+    NvmeCommand setFeature(Queue::ADMIN, 0x09, "Set Features");
+    setFeature.cdw10 = 0x02;
+    setFeature.cdw11 = 1;
+    NvmeCommand getFeature(Queue::ADMIN, 0x0A, "Get Features");
+    getFeature.cdw10 = 0x02;
+    ASSERT_TRUE(path.send(setFeature, {}, {}).status.is(0, 0));
+    ASSERT_TRUE(store.remove("two").is(0, 0));
+    Description description;
+    description.serialNumber = "C";
+    description.sizeBytes = 1 << 20;
+    ASSERT_TRUE(store.create({{"two", description}}, clock).is(0, 0));
+    const std::string gone = "1/19 System error. The drive of " + root +
+                             "/two is gone. Selected was serial number A (model VELKO Simulated NVMe SSD, subsystem "
+                             "nqn.2026-01.com.velko.nimbrel:simulated:A); " +
+                             root +
+                             "/two is now that of serial number C (model VELKO Simulated NVMe SSD, subsystem "
+                             "nqn.2026-01.com.velko.nimbrel:simulated:C).";
+    EXPECT_EQ(text(path.send(setFeature, {}, {}).status), gone);
+    for (const HostRequest request : {HostRequest::RESET_CONTROLLER, HostRequest::RESET_SUBSYSTEM})
+        EXPECT_EQ(text(path.send(HostCommand(request), {}, {}).status), gone);
+    const CommandResult result = path.send(getFeature, {}, {});
+    ASSERT_TRUE(result.status.is(0, 0)) << "reading goes on";
+    EXPECT_EQ(dynamic_cast<const Completion&>(*result.protocolResult).dword0, 0U) << "the other drive is as it was";
+    SimulatedNvmePath unknown(
+        root + "/two", clock, [](std::chrono::milliseconds) {}, locks);
+    const std::string nobody =
+        "1/61 System error. The drive of " + root + "/two cannot be identified, so that it is not changed.";
+    EXPECT_EQ(text(unknown.send(setFeature, {}, {}).status), nobody);
+    EXPECT_EQ(text(unknown.send(HostCommand(HostRequest::LOCK_DRIVE), {}, {}).status), nobody);
+}
+
+TEST_F(SimulatedTransport, TheLockIsThatOfTheSubsystem) {
+    std::vector<std::shared_ptr<Device>> devices;
+    const SimulatedDriveSource drives = source();
+    drives.finder()->scan(devices);
+    ASSERT_EQ(devices.size(), 3U);
+    CommandResult result;
+    devices[2]->sendCommand(HostCommand(HostRequest::LOCK_DRIVE), result);
+    EXPECT_TRUE(result.status.is(0, 0));
+    EXPECT_TRUE(path.send(HostCommand(HostRequest::LOCK_DRIVE), {}, {}).status.is(11, 9));
+    devices[0]->sendCommand(HostCommand(HostRequest::LOCK_DRIVE), result);
+    EXPECT_TRUE(result.status.is(0, 0)) << "another drive";
+    devices[2]->sendCommand(HostCommand(HostRequest::UNLOCK_DRIVE), result);
+    EXPECT_TRUE(path.send(HostCommand(HostRequest::LOCK_DRIVE), {}, {}).status.is(0, 0));
+    EXPECT_TRUE(path.send(HostCommand(HostRequest::UNLOCK_DRIVE), {}, {}).status.is(0, 0));
 }
 
 TEST_F(SimulatedTransport, TellsARemovedDrive) {

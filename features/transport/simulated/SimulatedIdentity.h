@@ -1,0 +1,11 @@
+#pragma once
+
+#include "features/nvme/ControllerIdentity.h"
+#include "features/simulator/Description.h"
+
+namespace features::transport {
+
+/// Who a simulated drive's controller is, as its Identify Controller has it.
+nvme::ControllerIdentity identityOf(const simulator::Description& description);
+
+}  // namespace features::transport
