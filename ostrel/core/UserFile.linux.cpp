@@ -124,8 +124,9 @@ FileError UserFile::openInFolder(FileDescriptor folder, const std::string& name)
     }
     if (S_ISREG(existing.st_mode)) return replace(std::move(folder), name, above);
     if (const FileError error = checkKind(existing)) return error;
-    if (const FileError error = checkExistingFile(existing, above)) return error;
-    return openStream(folder.get(), name, existing);
+    // A device is root's work, whoever owns it: a terminal is its user's.
+    const FileError error = S_ISCHR(existing.st_mode) ? FileError{} : checkExistingFile(existing, above);
+    return error ? error : openStream(folder.get(), name, existing);
 }
 
 FileError UserFile::replace(FileDescriptor folder, const std::string& name, const struct stat& above) {

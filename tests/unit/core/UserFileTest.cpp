@@ -243,6 +243,17 @@ TEST_F(UserFileTest, WritesNoFileOfAnotherUserWhereOthersMayWrite) {
     EXPECT_EQ(ownerOf(folder_ / "home/new"), 0u);
 }
 
+TEST_F(UserFileTest, WritesToADeviceWhoeverOwnsIt) {
+    if (geteuid() != 0 || mknod((folder_ / "null").c_str(), S_IFCHR | 0666, makedev(1, 3)) != 0)
+        GTEST_SKIP() << "no right to make a device";
+    giveAway("null");
+    ASSERT_EQ(chmod((folder_ / "").c_str(), 0755), 0);
+    ASSERT_EQ(chown((folder_ / "").c_str(), OTHER_USER, OTHER_USER), 0);
+    const std::string result = writeAll(folder_ / "null", {"text"});
+    if (result.find("Permission denied") != std::string::npos) GTEST_SKIP() << "the file system has no devices";
+    EXPECT_EQ(result, "");
+}
+
 TEST_F(UserFileTest, ReplacesAFileOfSeveralNamesOnlyWhereOthersMayNotWrite) {
     writeWholeFile(folder_ / "file", "old");
     makeSharedFolder("shared");
