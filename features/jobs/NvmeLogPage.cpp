@@ -162,6 +162,11 @@ Status preparePage(DriveFacts& facts, const NvmeLogRequest& request, uint8_t lid
     return end >= page.offset ? Status() : statuses::requestOutOfBounds();
 }
 
+/// Whether the command's fields are those of a reader that knows the page.
+bool hasDefaultFields(const NvmeLogRequest& request) {
+    return request.lsp == 0 && !request.lsi && request.retainEvent && !request.ofNamespace;
+}
+
 /// Passes a log on and keeps its first bytes.
 class HeadKeeper : public LogSink {
 public:
@@ -240,7 +245,8 @@ Status copyLogPage(DriveFacts& facts, const NvmeLogRequest& request, uint8_t lid
     nvme::Drive& drive = facts.drive();
     const bool isPart = request.bytes || request.offset != 0;
     // Each reading from the start takes another picture of these logs: head and rest have to be of one.
-    if (!isPart && isVelkoDrive(drive) && VelkoLogJob::isLog(lid)) return VelkoLogJob::readLog(lid, drive, log);
+    if (!isPart && hasDefaultFields(request) && isVelkoDrive(drive) && VelkoLogJob::isLog(lid))
+        return VelkoLogJob::readLog(lid, drive, log);
     const PageLength pageLength(facts, lid, true);
     nvme::LogPageRequest page;
     uint64_t end = 0;

@@ -470,6 +470,20 @@ TEST_F(NvmeLogFile, HoldsHeadAndRestOfOnePictureOfAMakersBinaryLog) {
     EXPECT_EQ(readWholeFile(file_), asText(header) + asText(rest));
 }
 
+TEST_F(NvmeLogFile, TheFieldsOfTheCommandAreHonouredForAMakersBinaryLogToo) {
+    const DriveBytes whole = DriveBytes(72).text(0, "NLOG", 4).le64(8, 72);
+    velko(drive_)
+        .expect(logPage(0xD3, 64).dword(10, 0x000F00D3).answers(DriveBytes(64).text(0, "NLOG", 4).le64(8, 72)))
+        .expect(logPage(0xD3, 72).dword(10, 0x001100D3).answers(whole));
+    EXPECT_EQ(JobRun(job_, JOBTYPE_METHOD)
+                  .with("LogId", "211")
+                  .with("RetainAsynchronousEvent", "false")
+                  .with("file", file_)
+                  .on({&drive_}),
+              statusAnswer("0", "0", "Wrote 72 bytes of log page 0xD3 (VELKO Nlog) to " + file_ + "."));
+    EXPECT_EQ(readWholeFile(file_), asText(whole));
+}
+
 TEST_F(NvmeLogFile, ALengthThatNoLogHasIsRefusedBeforeItIsRead) {
     drive_.expect(lookAtLog(0x0D, 512).answers(DriveBytes(512).byte(0, 13).le64(8, uint64_t{1} << 60)));
     EXPECT_EQ(dump("13"),
