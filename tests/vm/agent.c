@@ -4,6 +4,8 @@
  * All numbers are 32 bits, little endian.
  *   request: number of arguments; each argument as length and bytes; standard input as length and bytes
  *   answer:  exit status (128 + signal number for a killed process); standard output; standard error, likewise
+ *
+ * Called as "agent hold NODE" it is the program that keeps a block device to itself, until it is killed.
  */
 #define _GNU_SOURCE
 #include <errno.h>
@@ -132,7 +134,14 @@ static int run(char** arguments, const char* input, size_t input_size, struct by
     return WIFSIGNALED(status) ? 128 + WTERMSIG(status) : WEXITSTATUS(status);
 }
 
+static _Noreturn void hold(const char* node) {
+    if (open(node, O_RDONLY | O_EXCL | O_CLOEXEC) < 0) fail(node);
+    write_all(1, "held\n", 5);
+    for (;;) pause();
+}
+
 int main(int argc, char** argv) {
+    if (argc == 3 && strcmp(argv[1], "hold") == 0) hold(argv[2]);
     if (argc != 2) return 2;
     signal(SIGPIPE, SIG_IGN);
     const int port = open(argv[1], O_RDWR | O_CLOEXEC);

@@ -129,6 +129,12 @@ def install(root, source, target):
             install(root, library, library)
 
 
+def install_loaded(root, name, user):
+    """A library that the product loads by itself; `user` is a program that is linked with it."""
+    path = next(path for path in libraries(user) if os.path.basename(path) == name)
+    install(root, path, path)
+
+
 def main():
     folder, agent, *product = [pathlib.Path(argument).resolve() for argument in sys.argv[1:]]
     folder.mkdir(parents=True, exist_ok=True)
@@ -144,6 +150,8 @@ def main():
     install(root, agent, "/bin/agent")
     for name in PROGRAMS:
         install(root, program(name), f"/usr/bin/{name}")
+    if product:
+        install_loaded(root, "libblkid.so.1", program("mkfs.btrfs"))
     for path in product:
         install(root, path, f"/opt/velko/nimbrel/{path.name}")
     if product:
