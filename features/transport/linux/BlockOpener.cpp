@@ -9,6 +9,7 @@
 
 #include "features/transport/linux/Sysfs.h"
 #include "ostrel/core/ScopeTrace.h"
+#include "ostrel/core/SignalBlock.h"
 
 namespace features::transport {
 
@@ -66,6 +67,7 @@ FileDescriptor BlockOpener::openNode(const std::string& node, dev_t number, int 
 
 FileDescriptor BlockOpener::openTemporary(dev_t number, int flags, int& error, LookErrors& errors) const {
     OSTREL_TRACE();
+    const ostrel::core::SignalBlock untilItIsRemoved;
     const std::string node = paths_.dev + "/" + randomName();
     if (paths_.kernel->makeNode(node, NODE_MODE, number) < 0) {
         error = errno;

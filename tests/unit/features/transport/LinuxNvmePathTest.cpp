@@ -1,4 +1,6 @@
 #include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <sys/sysmacros.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -560,6 +562,52 @@ TEST_F(LinuxNvmePathTest, UsesAreThoseOfTheWholeSubsystem) {
         EXPECT_EQ(found[2].node, "/dev/nvme0n5");
         EXPECT_TRUE(found[2].attached) << "to both";
     }
+}
+
+TEST_F(LinuxNvmePathTest, ASharedNamespaceIsUsedThroughEachOfItsNodes) {
+    machine_.controller("nvme1", "nvme-subsys0");
+    machine_.disk("pci/nvme1", "nvme1n1", "259:8", 1);
+    machine_.mounts("36 35 259:8 / /mnt rw - ext4 /dev/nvme1n1 rw\n");
+    const CommandResult result = ask(HostRequest::USES);
+    ASSERT_EQ(text(result.status), SUCCESS);
+    const auto& found = namespacesOf(result);
+    ASSERT_EQ(found.size(), 1U);
+    EXPECT_EQ(found[0].node, "/dev/nvme0n1");
+    ASSERT_EQ(found[0].uses.size(), 1U);
+    EXPECT_EQ(found[0].uses[0].node, "/dev/nvme1n1");
+    EXPECT_EQ(found[0].uses[0].detail, "/mnt");
+}
+
+TEST_F(LinuxNvmePathTest, BeforeADestructionANamespaceWithoutABlockDeviceMayBeInUse) {
+    machine_.hiddenPath("nvme0", "nvme0c0n7", 7);
+    HostCommand command(HostRequest::USES);
+    for (const UseCheck check : {UseCheck::SHOW, UseCheck::DESTROY, UseCheck::CONTENT}) {
+        command.useCheck = check;
+        LinuxNvmePath path("nvme0", machine_.paths(), std::make_shared<const NvmeTopology>(machine_.paths()));
+        const CommandResult result = path.send(command, {}, {});
+        const auto& found = namespacesOf(result);
+        ASSERT_EQ(found.size(), 2U);
+        if (check == UseCheck::SHOW) {
+            EXPECT_EQ(found[1].uses.size(), 0U);
+            continue;
+        }
+        ASSERT_EQ(found[1].uses.size(), 1U);
+        EXPECT_EQ(found[1].uses[0].kind, NamespaceUse::Kind::UNKNOWN);
+        EXPECT_EQ(found[1].uses[0].node, "namespace 7");
+    }
+}
+
+TEST_F(LinuxNvmePathTest, AnExportedControllerIsAUseOfAllItsNamespaces) {
+    machine_.file("/sys/class/nvme/nvme0/dev", "247:0\n");
+    machine_.kernel->devices["/dev/nvme0"] = {S_IFCHR, makedev(247, 0)};
+    machine_.file("/sys/kernel/config/nvmet/subsystems/q/passthru/enable", "1\n");
+    machine_.file("/sys/kernel/config/nvmet/subsystems/q/passthru/device_path", machine_.path("/dev/nvme0") + "\n");
+    const CommandResult result = ask(HostRequest::USES);
+    const auto& found = namespacesOf(result);
+    ASSERT_EQ(found.size(), 1U);
+    ASSERT_EQ(found[0].uses.size(), 1U);
+    EXPECT_EQ(found[0].uses[0].node, "/dev/nvme0");
+    EXPECT_EQ(found[0].uses[0].kind, NamespaceUse::Kind::HELD);
 }
 
 TEST_F(LinuxNvmePathTest, UsesAreAnErrorWithoutTheTableOfMounts) {
