@@ -107,9 +107,8 @@ Outcome savePayload(XmlObject& output, const Target& target) {
     return writeTarget(target, [&digits](UserFile& file) { return writeHex(file, digits); });
 }
 
-/// The library's words for an output that failed.
-std::optional<std::string> findFailure(const XmlObject& output) {
-    Status status;
+/// The library's words for an output that failed, and its status.
+std::optional<std::string> findFailure(const XmlObject& output, Status& status) {
     const auto error = extractStatus(output, status);
     if (error == nullptr) return std::nullopt;
     std::string text = error->outputText();
@@ -126,8 +125,12 @@ FlowResult saveOutputs(XmlElement& response, const std::string& destination, con
     const auto outputs = findOutputs(response);
     auto gathered = std::make_unique<ObjectResult>();
     for (XmlObject* output : outputs) {
-        if (const auto failure = findFailure(*output)) {
+        Status status;
+        if (const auto failure = findFailure(*output, status)) {
             gathered->insert("Error", *failure);  // told, and no failure of the command: the other drives are saved
+            // A status without a name is that of no drive: the library could not look for all of them.
+            const bool isOfDrive = !output->getAttribute(xml::KEY_NAME).empty();
+            if (!isOfDrive) gathered->setErrorCode(static_cast<int32_t>(status.getCode()));
             continue;
         }
         const Outcome outcome = save(*output, makeTarget(*output, destination, suffix));

@@ -202,6 +202,14 @@ TEST_F(SavedOutput, GathersSeveralDrives) {
     EXPECT_EQ(folder_.names(), (Names{"nlog_VX1.bin", "nlog_VX3.bin", "nlog_VX4.bin", "nlog_VX6.bin"}));
 }
 
+TEST_F(SavedOutput, AStatusOfNoDriveIsAFailureBesideWhatIsSaved) {
+    expectBinary(outputOf("nlog", "VX1", payloadOf("41")) + outputOf("", "", statusOf("Not all drives were seen.")), "",
+                 246,
+                 "\nSuccess : Successfully written nlog data to nlog_VX1.bin\n"
+                 "Error : Not all drives were seen.\n");
+    EXPECT_EQ(folder_.names(), Names{"nlog_VX1.bin"});
+}
+
 TEST_F(SavedOutput, IsEmptyWithoutAnOutput) {
     expectBinary("", "file", 0, "\nNo results\n");
     expectBinary("<Object name=\"nlog\">" + payloadOf("41") + "</Object>", "file", 0, "\nNo results\n");
