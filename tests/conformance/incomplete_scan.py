@@ -61,6 +61,15 @@ class IncompleteScan(SimulatedTestCase):
                       stdout="Set TempThreshold successful.\n")
         self.assertNotEqual(self.state("one"), before)
 
+    def test_a_dump_saves_what_was_found(self):
+        self.make_drive("one")
+        written = "Successfully written TelemetryLog data to TelemetryLog_SIM-VELKO-1.bin\n"
+        self.check_in(LOOP, "dump", "-telemetrylog", status=39, stdout=(
+            f"\nSuccess : {written}"
+            f"Error : System rescan failed. Not everything could be looked at: {NOT_LISTED}\n\n"))
+        self.assertTrue((self.world.cwd / "TelemetryLog_SIM-VELKO-1.bin").exists())
+        self.check_in(LOOP, "dump", "-velkossd", "SIM-VELKO-1", "-telemetrylog", stdout=written)
+
     def test_a_health_scan_could_not_be_completed(self):
         self.check_in(WITHOUT_SYSFS, "start", "-scan", "-velkossd", status=1, stdout=(
             "\n- Scan Results -\n\n  - Drive Scan Incomplete -\n\n"
