@@ -2,6 +2,7 @@
 // are; then each pair of bytes is a call: who makes it and which function, and its argument. No request looks for
 // drives: none of the machine is touched.
 #include <algorithm>
+#include <atomic>
 #include <cstdint>
 #include <fstream>
 #include <iterator>
@@ -162,8 +163,11 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     }
     Handles handles;
     std::vector<std::thread> threads;
+    std::atomic<size_t> waiting{count};  // the first one would be done before the last one begins
     for (size_t i = 0; i < count; ++i) {
         threads.emplace_back([&, i] {
+            --waiting;
+            while (waiting != 0) std::this_thread::yield();
             for (const Call& call : calls[i]) make(call, handles);
         });
     }
