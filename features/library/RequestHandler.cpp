@@ -1,6 +1,7 @@
 #include "features/library/RequestHandler.h"
 
 #include <algorithm>
+#include <set>
 #include <utility>
 
 #include "features/jobs/DriveHealthScan.h"
@@ -83,6 +84,28 @@ Status reportScanErrors(const Status& status, xml::XmlObject& output, const Look
     return status;
 }
 
+std::string pathOf(const std::shared_ptr<Device>& device) {
+    return device->getAttribute(attributes::device::devicePath()).getText();
+}
+
+/// By the very path: those of two simulated drives may be equal but for case.
+std::shared_ptr<Device> deviceByPath(const std::vector<std::shared_ptr<Device>>& devices, const std::string& path) {
+    const auto found = std::find_if(devices.begin(), devices.end(), [&](const auto& d) { return pathOf(d) == path; });
+    return found == devices.end() ? nullptr : *found;
+}
+
+bool hasSerialNumber(const Device& device, const std::string& text) {
+    const Attribute serial = attributes::device::serialNumber();
+    return device.hasAttribute(serial.getName()) && equals(device.getAttribute(serial).getText(), text, true);
+}
+
+Status severalDrives(const std::string& name, const std::vector<std::shared_ptr<Device>>& devices) {
+    std::string paths;
+    for (const auto& device : devices) paths += (paths.empty() ? "" : ", ") + pathOf(device);
+    return withDetails(statuses::multipleDevicesSelected(),
+                       "'" + name + "' fits several drives: name one by its path (" + paths + ").");
+}
+
 bool wantsScan(const xml::XmlObject& request) {
     for (const auto& property : request.properties) {
         if (property->getAttribute(xml::KEY_NAME) == "Scan") return toBoolean(property->getAttribute(xml::KEY_VALUE));
@@ -121,13 +144,17 @@ Status RequestHandler::run(xml::XmlObject& request, const std::shared_ptr<xml::X
     // The look for drives costs time and is only made for jobs that want it; a parse of a file does not.
     Devices devices;
     Selection selection;
+    selection.changes = changesDrive(request);
     if (wantsScan(request)) {
         manager_.scan();
         for (const auto& source : sources_) selection.scanErrors.add(source->scanErrors());
         status = selectDevices(request, devices, selection);
-        if (status.is(0, 0)) status = checkSelection(request, selection);
+        if (status.is(0, 0)) status = checkSelection(selection);
         if (!status.is(0, 0)) return status;
     }
+    LockedDrives locks;
+    if (selection.changes) status = lockDrives(devices, locks);
+    if (!status.is(0, 0)) return status;
     job->setInput(request);
     job->setDevices(devices);
     status = job->run(output);
@@ -136,9 +163,9 @@ Status RequestHandler::run(xml::XmlObject& request, const std::shared_ptr<xml::X
 }
 
 /// Which drive an index is, or which drives all of them are, is a guess when some may not have been found.
-Status RequestHandler::checkSelection(const xml::XmlObject& request, const Selection& selection) {
+Status RequestHandler::checkSelection(const Selection& selection) {
     OSTREL_TRACE();
-    if (selection.scanErrors.isEmpty() || !selection.dependsOnScan() || !changesDrive(request)) return Status();
+    if (selection.scanErrors.isEmpty() || !selection.dependsOnScan() || !selection.changes) return Status();
     return withDetails(statuses::systemRescanFailed(),
                        selection.scanErrors.text() + " Name the drive by its serial number or path.");
 }
@@ -152,8 +179,7 @@ Status RequestHandler::selectDevices(const xml::XmlObject& request, Devices& dev
                 selection.isNamed = true;
                 const std::string key = selector->getAttribute(xml::KEY_NAME);
                 if (key == xml::NAME_INDEX) selection.hasIndex = true;
-                const Status status =
-                    selectDevice(key, selector->getAttribute(xml::KEY_VALUE), devices, selection.scanErrors);
+                const Status status = selectDevice(key, selector->getAttribute(xml::KEY_VALUE), devices, selection);
                 if (!status.is(0, 0)) return status;
             }
         }
@@ -163,9 +189,9 @@ Status RequestHandler::selectDevices(const xml::XmlObject& request, Devices& dev
 }
 
 Status RequestHandler::selectDevice(const std::string& key, const std::string& value, Devices& devices,
-                                    const LookErrors& scanErrors) {
+                                    const Selection& selection) {
     OSTREL_TRACE();
-    LookErrors errors = scanErrors;
+    LookErrors errors = selection.scanErrors;
     std::shared_ptr<Device> device;
     Status status;
     if (key == xml::NAME_PATH) {
@@ -173,7 +199,7 @@ Status RequestHandler::selectDevice(const std::string& key, const std::string& v
     } else if (key == xml::NAME_BOOT_DRIVE) {
         status = deviceAt(value, &transport::DriveSource::bootDrive, device, errors);
     } else {
-        device = manager_.GetDevice(Attribute(key, key, typeString(), value));
+        status = deviceNamed(key, value, selection.changes, device);
     }
     if (!status.is(0, 0)) return status;
     // A drive that is not known, and one that could not be seen, differ.
@@ -184,13 +210,60 @@ Status RequestHandler::selectDevice(const std::string& key, const std::string& v
     return Status();
 }
 
+Status RequestHandler::deviceNamed(const std::string& key, const std::string& value, bool changes,
+                                   std::shared_ptr<Device>& device) {
+    OSTREL_TRACE();
+    device = manager_.GetDevice(Attribute(key, key, typeString(), value));
+    if (device == nullptr || (key != xml::NAME_INDEX && key != xml::NAME_SERIAL_NUMBER)) return Status();
+    // An index is a serial number, too, if there is a drive that has it.
+    Devices fitting{device};
+    for (const auto& other : manager_.getDevices()) {
+        if (other != device && hasSerialNumber(*other, value)) fitting.push_back(other);
+    }
+    if (fitting.size() == 1) return Status();
+    const std::vector<std::string> controllers = controllersOfDrive(pathOf(device));
+    const auto place = [&](const auto& d) { return std::find(controllers.begin(), controllers.end(), pathOf(d)); };
+    const bool isOneDrive =
+        std::all_of(fitting.begin(), fitting.end(), [&](const auto& d) { return place(d) != controllers.end(); });
+    if (!isOneDrive) return changes ? severalDrives(value, fitting) : Status();
+    if (key == xml::NAME_SERIAL_NUMBER) {
+        device = *std::min_element(fitting.begin(), fitting.end(),
+                                   [&](const auto& left, const auto& right) { return place(left) < place(right); });
+    }
+    return Status();
+}
+
+std::vector<std::string> RequestHandler::controllersOfDrive(const std::string& devicePath) const {
+    OSTREL_TRACE();
+    for (const auto& source : sources_) {
+        LookErrors errors;  // controllers that cannot be seen to belong together count as drives of their own
+        std::vector<std::string> controllers = source->controllersOfDrive(devicePath, errors);
+        if (controllers.size() > 1) return controllers;
+    }
+    return {devicePath};
+}
+
+/// One lock for all controllers of a drive.
+Status RequestHandler::lockDrives(const Devices& devices, LockedDrives& locks) const {
+    OSTREL_TRACE();
+    std::set<std::string> locked;
+    for (const auto& device : devices) {
+        if (locked.count(pathOf(device)) != 0) continue;
+        const Status status = locks.add(device);
+        if (!status.is(0, 0)) return status;
+        if (devices.size() == 1) break;
+        for (const std::string& controller : controllersOfDrive(pathOf(device))) locked.insert(controller);
+    }
+    return Status();
+}
+
 Status RequestHandler::deviceAt(const std::string& path, Locate locate, std::shared_ptr<Device>& device,
                                 LookErrors& errors) {
     OSTREL_TRACE();
     for (const auto& source : sources_) {
         const auto location = (source.get()->*locate)(path, errors);
         if (!location) continue;
-        device = manager_.getDeviceByPath(location->devicePath);
+        device = deviceByPath(manager_.getDevices(), location->devicePath);
         if (device == nullptr || !location->nsid) return Status();
         // Jobs on one namespace take the one that the path named.
         Attribute nsid = attributes::device::namespaceId();

@@ -5,6 +5,7 @@
 #include <string_view>
 #include <vector>
 
+#include "features/library/LockedDrives.h"
 #include "features/transport/DriveSource.h"
 #include "ostrel/core/DeviceManager.h"
 #include "ostrel/core/Status.h"
@@ -19,6 +20,11 @@ namespace features::library {
 ///     10/34; a type that is none of the three: 11/5
 ///   - a drive that is named and not there: 0/4, 0/5, 0/7 or 0/8, by the kind of the name; 11/10 for another kind
 ///   - two namespaces of one drive: 10/6, since a job is about one of them
+///   - a name that fits two drives (one serial number twice, also in another case; an index that is the serial number
+///   of
+///     another drive), in a request that changes drives: 10/6 with the paths to choose from. One that only shows takes
+///     the first. The controllers of one NVM subsystem are one drive: its serial number stands for one that is live.
+///   - a drive that another process is changing, in a request that changes drives: 11/9 with the process id
 /// Every selector must lead to a drive before any of them is touched. No selector stands for all drives.
 ///
 /// Where the scan for drives could not look at everything, what was found is shown, and the first output gets a status
@@ -42,6 +48,7 @@ private:
                              const std::shared_ptr<ostrel::core::xml::XmlObject>& output);
     /// How a request selects its drives, and how far the scan can be relied on for that.
     struct Selection {
+        bool changes = false;  ///< the request changes the drives
         bool isNamed = false;
         bool hasIndex = false;
         transport::LookErrors scanErrors;
@@ -49,11 +56,16 @@ private:
         bool dependsOnScan() const { return !isNamed || hasIndex; }
     };
 
-    static ostrel::core::Status checkSelection(const ostrel::core::xml::XmlObject& request, const Selection& selection);
+    static ostrel::core::Status checkSelection(const Selection& selection);
     ostrel::core::Status selectDevices(const ostrel::core::xml::XmlObject& request, Devices& devices,
                                        Selection& selection);
     ostrel::core::Status selectDevice(const std::string& key, const std::string& value, Devices& devices,
-                                      const transport::LookErrors& scanErrors);
+                                      const Selection& selection);
+    /// The device that an index or a serial number stands for; null: none.
+    ostrel::core::Status deviceNamed(const std::string& key, const std::string& value, bool changes,
+                                     std::shared_ptr<ostrel::core::Device>& device);
+    std::vector<std::string> controllersOfDrive(const std::string& devicePath) const;
+    ostrel::core::Status lockDrives(const Devices& devices, LockedDrives& locks) const;
     ostrel::core::Status deviceAt(const std::string& path, Locate locate, std::shared_ptr<ostrel::core::Device>& device,
                                   transport::LookErrors& errors);
 

@@ -4,6 +4,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "features/transport/LookErrors.h"
 #include "ostrel/core/DeviceFinder.h"
@@ -39,6 +40,12 @@ public:
     /// The drive that holds the running system's root file system, if it is one of this kind. The word that the user
     /// wrote does not matter.
     virtual std::optional<DriveLocation> bootDrive(const std::string& word, LookErrors& errors) const = 0;
+
+    /// The controllers that lead to the same drive (NVM subsystem) as the one of `devicePath`, itself included, by
+    /// their "DevicePath": those that are live first, and of these the lowest number first.
+    virtual std::vector<std::string> controllersOfDrive(const std::string& devicePath, LookErrors&) const {
+        return {devicePath};
+    }
 };
 
 }  // namespace features::transport

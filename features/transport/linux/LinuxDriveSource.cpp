@@ -4,6 +4,7 @@
 #include <cerrno>
 #include <climits>
 #include <cstdlib>
+#include <tuple>
 
 #include "features/transport/linux/BlockUses.h"
 #include "features/transport/linux/LinuxDeviceFinder.h"
@@ -98,6 +99,23 @@ std::optional<DriveLocation> LinuxDriveSource::locateBlock(const std::string& bl
         if (node.block == disk) return DriveLocation{"/dev/" + controllers.front(), node.nsid};
     }
     return std::nullopt;
+}
+
+std::vector<std::string> LinuxDriveSource::controllersOfDrive(const std::string& devicePath, LookErrors& errors) const {
+    OSTREL_TRACE();
+    const NvmeTopology topology(paths_);
+    const std::string name = devicePath.substr(devicePath.rfind('/') + 1);
+    const std::vector<std::string> all = topology.controllers(errors);
+    if (devicePath != "/dev/" + name || std::find(all.begin(), all.end(), name) == all.end()) return {devicePath};
+    std::vector<std::string> names = topology.subsystemOf(name, errors);
+    const auto order = [&](const std::string& controller) {
+        const bool isLive = readLine(topology.controllerFolder(controller) + "/state", errors) == "live";
+        return std::make_tuple(!isLive, controller.size(), controller);  // a longer name has the higher number
+    };
+    std::sort(names.begin(), names.end(),
+              [&](const std::string& left, const std::string& right) { return order(left) < order(right); });
+    for (std::string& controller : names) controller.insert(0, "/dev/");
+    return names;
 }
 
 }  // namespace features::transport

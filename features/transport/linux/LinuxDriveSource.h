@@ -14,6 +14,7 @@ public:
     const LookErrors& scanErrors() const override { return *scanErrors_; }
     std::optional<DriveLocation> locate(const std::string& path, LookErrors& errors) const override;
     std::optional<DriveLocation> bootDrive(const std::string& word, LookErrors& errors) const override;
+    std::vector<std::string> controllersOfDrive(const std::string& devicePath, LookErrors& errors) const override;
 
 private:
     /// Of a namespace's generic node, "ng0n1".

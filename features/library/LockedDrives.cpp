@@ -1,0 +1,35 @@
+#include "features/library/LockedDrives.h"
+
+#include "features/transport/HostCommand.h"
+#include "ostrel/core/CommandResult.h"
+#include "ostrel/core/Logging.h"
+#include "ostrel/core/ScopeTrace.h"
+
+namespace features::library {
+
+using namespace ostrel::core;
+using transport::HostCommand;
+using transport::HostRequest;
+
+LockedDrives::~LockedDrives() {
+    for (const auto& device : devices_) {
+        try {
+            CommandResult result;
+            device->sendCommand(HostCommand(HostRequest::UNLOCK_DRIVE), result);
+        } catch (...) {
+            // Out of memory: the lock ends with the process.
+            logMessage(LOGSEVERITY_ERROR, "A drive's lock could not be released");
+        }
+    }
+}
+
+Status LockedDrives::add(const std::shared_ptr<Device>& device) {
+    OSTREL_TRACE();
+    devices_.reserve(devices_.size() + 1);
+    CommandResult result;
+    device->sendCommand(HostCommand(HostRequest::LOCK_DRIVE), result);
+    if (result.status.is(0, 0)) devices_.push_back(device);
+    return result.status;
+}
+
+}  // namespace features::library
