@@ -19,10 +19,8 @@ void readLoopClaims(const ClaimSearch& search) {
         const auto backing = readLine(folder + "/" + block + "/loop/backing_file", search.errors);
         if (!backing) continue;  // not set up, or the partition of one
         // The path is that of another time, maybe of another mount namespace: the device number decides.
-        LookErrors failed;
         int error = 0;
-        const FileDescriptor node = search.opener.open(block, O_RDONLY | O_NONBLOCK, error, failed);
-        search.errors.add(failed);
+        const FileDescriptor node = search.opener.open(block, O_RDONLY | O_NONBLOCK, error, search.errors);
         if (!node.isOpen()) continue;
         loop_info64 info{};
         if (search.paths.kernel->ioctl(node.get(), LOOP_GET_STATUS64, &info) < 0) {
