@@ -49,7 +49,7 @@ std::string announcement(const std::string& name, const tcp::Place& place, bool 
         (place.isIpv6 ? "[" + place.address + "]" : place.address) + ":" + std::to_string(place.port);
     return name + " listens on " + address + "\nsubsystem " + place.subsystem + "\n" +
            (isAuthenticated ? "authentication required: DH-HMAC-CHAP\n"
-                            : "no authentication: whoever reaches " + address + " can read and erase the drive\n");
+                            : "no authentication: anyone who reaches " + address + " can read and erase the drive\n");
 }
 
 /// The secrets that the options name. `requirement` stays empty without them.

@@ -5,7 +5,7 @@
 namespace features::simulator {
 
 /// What is in a state that no command could have brought about: counts beyond the structures that show them, numbers of
-/// slots, namespaces and formats that the model does not have. The checksums do not exclude it: whoever writes a state
+/// slots, namespaces and formats that the model does not have. The checksums do not exclude it: who writes a state
 /// file makes them right. Null: all is possible.
 const char* impossibleIn(const DriveState& state);
 

@@ -43,7 +43,7 @@ class TargetTestCase(unittest.TestCase):
         self.assertTrue(found, line)
         self.assertEqual(self.process.stdout.readline().decode(), f"subsystem {NQN}\n")
         self.port = int(found.group(1))
-        openness = openness or f"no authentication: whoever reaches 127.0.0.1:{self.port} can read and erase the drive"
+        openness = openness or f"no authentication: anyone who reaches 127.0.0.1:{self.port} can read and erase the drive"
         self.assertEqual(self.process.stdout.readline().decode(), openness + "\n")
 
     def end(self):
