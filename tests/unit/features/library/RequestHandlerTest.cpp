@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <map>
 
@@ -81,8 +82,14 @@ public:
         return find(bootDrives, word, lookErrors);
     }
 
+    std::vector<std::string> controllersOfDrive(const std::string& path, transport::LookErrors&) const override {
+        const bool isThere = std::find(controllers.begin(), controllers.end(), path) != controllers.end();
+        return isThere ? controllers : std::vector<std::string>{path};
+    }
+
     std::map<std::string, transport::DriveLocation> paths;
     std::map<std::string, transport::DriveLocation> bootDrives;
+    std::vector<std::string> controllers;  ///< of one subsystem
     transport::LookErrors errors;
     transport::LookErrors errorsOfNames;
 
@@ -400,6 +407,43 @@ TEST_F(RequestHandlerTest, AHealthScanThatFoundNothingCouldNotLook) {
             R"(<Property name="Code" value="0"/><Property name="Message" value="System rescan failed. )"
             R"(Not everything could be looked at: /sys: sysfs is not mounted."/></Object></Object></Object>)")
         << "the outcome is the exit status, not the code of the status";
+}
+
+/// A drive with a twin of its serial number, and one whose serial number is an index.
+TEST(RequestHandlerNames, ANameThatFitsTwoDrivesShowsTheFirstAndChangesNone) {
+    int scans = 0;
+    auto source = std::make_unique<FakeSource>(
+        "Real", std::vector<FakeDrive>{{"/dev/nvme0", "S1"}, {"/dev/nvme1", "s1"}, {"/dev/nvme2", "0"}}, &scans);
+    FakeSource& drives = *source;
+    std::vector<std::unique_ptr<transport::DriveSource>> sources;
+    sources.push_back(std::move(source));
+    RequestHandler handler(std::move(sources));
+    const auto request = [&](const std::string& type, const std::string& name) {
+        return handler.answer(R"(<Object name="VelkoSSD" type=")" + type +
+                              R"("><Property name="Scan" value="true"/><Object name="Properties"><Property )"
+                              R"(category="attribute" name="DevicePath" type="string" value="x"/></Object>)" +
+                              name + "</Object>");
+    };
+    const auto finds = [&](const std::string& name, const char* path) {
+        return request("GetProperties", name).find(std::string("value=\"") + path + "\"") != std::string::npos;
+    };
+    const std::string bySerial = device("SerialNumber", "S1");
+    const std::string byIndex = device("Index", "0");
+    EXPECT_TRUE(finds(bySerial, "/dev/nvme0"));
+    EXPECT_TRUE(finds(byIndex, "/dev/nvme0"));
+    EXPECT_EQ(request("SetProperty", bySerial),
+              refusal("VelkoSSD", "10", "6",
+                      "Multiple devices selected. &apos;S1&apos; fits several drives: name one by its path "
+                      "(/dev/nvme0, /dev/nvme1)."));
+    EXPECT_EQ(request("SetProperty", byIndex),
+              refusal("VelkoSSD", "10", "6",
+                      "Multiple devices selected. &apos;0&apos; fits several drives: name one by its path "
+                      "(/dev/nvme0, /dev/nvme2)."));
+    EXPECT_EQ(request("SetProperty", device("Index", "1")),
+              refusal("VelkoSSD", "10", "34", "Feature is not supported."));
+    drives.controllers = {"/dev/nvme1", "/dev/nvme0"};
+    EXPECT_TRUE(finds(bySerial, "/dev/nvme1")) << "one drive: its live controller";
+    EXPECT_EQ(request("SetProperty", bySerial), refusal("VelkoSSD", "10", "34", "Feature is not supported."));
 }
 
 }  // namespace

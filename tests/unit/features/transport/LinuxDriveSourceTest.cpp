@@ -149,5 +149,22 @@ TEST_F(LinuxDriveSourceTest, GivesTheFinderOfItsDrives) {
     EXPECT_EQ(LinuxDriveSource(machine_.paths()).finder()->name, "Linux NVMe");
 }
 
+TEST(LinuxDriveSource, TheControllersOfADriveAreThoseOfItsSubsystemLiveOnesFirst) {
+    FakeMachine machine;
+    for (const char* const name : {"nvme2", "nvme10", "nvme1"}) machine.controller(name, "nvme-subsys1");
+    machine.controller("nvme3", "nvme-subsys3");
+    const LinuxDriveSource source(machine.paths());
+    const auto controllersOf = [&source](const std::string& path) {
+        LookErrors errors;
+        return source.controllersOfDrive(path, errors);
+    };
+    using Paths = std::vector<std::string>;
+    EXPECT_EQ(controllersOf("/dev/nvme2"), (Paths{"/dev/nvme1", "/dev/nvme2", "/dev/nvme10"})) << "by number";
+    machine.file("/sys/devices/pci/nvme1/state", "dead\n");
+    EXPECT_EQ(controllersOf("/dev/nvme10"), (Paths{"/dev/nvme2", "/dev/nvme10", "/dev/nvme1"}));
+    EXPECT_EQ(controllersOf("/dev/nvme3"), Paths{"/dev/nvme3"});
+    EXPECT_EQ(controllersOf("/opt/drives/nvme1/dev/nvme1"), Paths{"/opt/drives/nvme1/dev/nvme1"}) << "another source's";
+}
+
 }  // namespace
 }  // namespace features::transport
