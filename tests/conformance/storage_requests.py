@@ -37,7 +37,7 @@ class Refused:
 
 def set_case(words, key, job, *one):
     """`one`: the rest of the property, see attribute()."""
-    return Sent(f"set -velkossd 0 {words}", set_one(job, key, *one), stdout=f"Set {key} successful.\n")
+    return Sent(f"set -velkossd 0 {words}", set_one(job, key, *one), stdout=f"Set {key} successful. Completed successfully.\n")
 
 
 def select_cases(target, job):
