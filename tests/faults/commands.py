@@ -30,6 +30,7 @@ class Command:
 
 
 COMMANDS = (
+    Command("version", "version"),
     Command("list", "show -velkossd", drives=("velko", "ocp")),
     Command("one-drive", f"show -all -velkossd {VELKO}"),
     Command("smart", f"show -velkossd {VELKO} -smart"),
@@ -38,7 +39,7 @@ COMMANDS = (
     Command("log", f"dump -destination log.bin -velkossd {VELKO} -nvmelog 2"),
     Command("firmware", f"load -force -source firmware.bin -velkossd {VELKO} FirmwareSlot=2 CommitAction=3",
             notice="Checking for firmware update...\n"),
-    Command("settings", "set -system AdditionalFWModDir=/var/lib/modules"),
+    Command("settings", "set -system AdditionalFWModDir=/var/lib"),
     Command("sanitize", f"start -force -velkossd {VELKO} -sanitize",
             notice="Sanitizing... (This can take several minutes to complete)\n"),
     Command("delete", f"delete -force -velkossd {VELKO}",
@@ -48,6 +49,9 @@ COMMANDS = (
     Command("delete-namespace", f"delete -force -velkossd {VELKO} -namespace 1"),
     Command("create-drive", "create new --serial SIM-NEW-1 --size 64Mi", program=SIMDRIVE, compares_contents=False,
             probes=()),
+    Command("list-drives", "list", program=SIMDRIVE),
+    Command("fault-drive", "fault velko --temperature 90", program=SIMDRIVE, probes=()),
+    Command("remove-drive", "remove velko", program=SIMDRIVE, probes=()),
 )
 
 

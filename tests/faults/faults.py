@@ -14,7 +14,8 @@ import argparse
 import difflib
 import os
 import pathlib
-import shutil
+import resource
+import stat
 import subprocess
 import sys
 
@@ -42,14 +43,11 @@ class Stage:
         self.cwd = cwd
         self.report = report
         self.folders = [OPT, "/var/lib", "/var/log", cwd]
-        self.kept = self._save()
-
-    def _save(self):
-        return verdict.tree(self.folders)
+        self.kept = self.snapshot()
 
     def set_up(self, command):
         """The files before the command."""
-        self._restore(self.kept)
+        self.restore(self.kept)
         for drive in command.drives:
             folder = pathlib.Path(OPT, "SimulatedDrives", drive)
             folder.mkdir(parents=True)
@@ -64,32 +62,35 @@ class Stage:
     def snapshot(self):
         return verdict.tree(self.folders)
 
-    def _restore(self, wanted):
+    def restore(self, wanted):
+        """Exactly these files."""
         found = self.snapshot()
         for path in sorted(found, reverse=True):
-            if found[path] != wanted.get(path):
-                os.rmdir(path) if os.path.isdir(path) else os.unlink(path)
+            is_folder = stat.S_ISDIR(found[path][0])
+            if path not in wanted and is_folder:
+                os.rmdir(path)
+            elif not is_folder and found[path] != wanted.get(path):
+                os.unlink(path)
         for path in sorted(wanted):
             mode, contents = wanted[path]
-            if os.path.exists(path):
-                continue
-            if os.path.isdir(path) or mode & 0o170000 == 0o040000:
-                os.mkdir(path)
-            else:
-                pathlib.Path(path).write_bytes(contents)
-            os.chmod(path, mode & 0o7777)
+            if not os.path.exists(path):
+                if stat.S_ISDIR(mode):
+                    os.mkdir(path)
+                else:
+                    pathlib.Path(path).write_bytes(contents)
+            os.chmod(path, stat.S_IMODE(mode))
 
-    restore = _restore
-
-    def run(self, program, words, prefix=(), env=None):
+    def run(self, program, words, prefix=(), env=None, stdout=subprocess.PIPE, limit=None):
+        """To its end; no status after the time-out. limit: the resource and its limit."""
+        lower = None if limit is None else lambda: resource.setrlimit(limit[0], (limit[1], limit[1]))
         try:
             done = subprocess.run([*prefix, program, *words.split()], cwd=self.cwd, stdin=subprocess.DEVNULL,
-                                  capture_output=True, timeout=TIMEOUT_SECONDS, env={**os.environ, **(env or {})},
-                                  errors="surrogateescape", text=True)
+                                  stdout=stdout, stderr=subprocess.PIPE, timeout=TIMEOUT_SECONDS, preexec_fn=lower,
+                                  env={**os.environ, **(env or {})}, errors="surrogateescape", text=True)
         except subprocess.TimeoutExpired:
             return Run(None, "", "")
         status = done.returncode if done.returncode >= 0 else 128 - done.returncode
-        return Run(status, done.stdout, done.stderr)
+        return Run(status, done.stdout or "", done.stderr)
 
 
 class Trial:
@@ -137,19 +138,27 @@ class Trial:
     def cases(self, sampled):
         allocations = self.count_allocations()
         step = max(allocations // sampled, 1)
-        return (injection.cases_of(self.command.name, self.calls) +
+        return (injection.cases_of(self.command.name, self.calls) + injection.cases_of_limits(self.command.name) +
                 [injection.Case(self.command.name, "allocation", number, "ENOMEM") for number in range(1, allocations + 1, step)])
 
     def run_case(self, case):
         """The run and what was bad about it."""
         self.stage.restore(self.before)
         pathlib.Path(self.stage.report).write_bytes(b"")
-        if case.call == "allocation":
-            run = self._run_without_memory(case.number)
-        else:
-            run = self._run(case.argument)
+        run = self._run_case(case)
         found = self.stage.snapshot()
         return run, verdict.judge(self.command, run, self.usual, found, self.before, self.after, self.judge_state)
+
+    def _run_case(self, case):
+        if case.call == "allocation":
+            return self._run_without_memory(case.number)
+        if case.call in injection.LIMITS:
+            return self.stage.run(self.command.program, self.command.words,
+                                  limit=(getattr(resource, case.call), case.number))
+        if case.call == "stdout":
+            with open("/dev/full", "w", encoding="ascii") as full:
+                return self.stage.run(self.command.program, self.command.words, stdout=full)
+        return self._run(case.argument)
 
     def judge_state(self):
         probes = self._probe()
@@ -158,8 +167,8 @@ class Trial:
     def hit(self, case):
         """The system call that failed, in words."""
         text = pathlib.Path(self.stage.report).read_text(errors="surrogateescape").strip()
-        if case.call == "allocation":
-            return "no memory"
+        if case.call not in injection.ERRORS:
+            return "for the whole run" if case.fault == "limit" else "no room"
         if not text:
             return "not reached"
         return (text + " ").split(" ", 2)[2].strip()

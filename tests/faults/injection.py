@@ -34,6 +34,14 @@ ERRORS = {
 # A transfer may always be shorter than what was asked for.
 SHORTENED = ("read", "pread64", "write", "pwrite64", "getdents64")
 
+# Limits of the whole run, from where the program can be loaded up to where it has room enough, and what they are of.
+# A limit of the processes does not hold for root; the threads that cannot be made are among the calls above.
+LIMITS = {
+    "RLIMIT_NOFILE": tuple(range(3, 16)),
+    "RLIMIT_AS": tuple(mib << 20 for mib in (24, 28, 32, 36, 40, 44, 48, 56, 64, 80)),
+    "RLIMIT_FSIZE": (0, 100, 1000, 4096),
+}
+
 # Calls that are left alone, with the reason.
 LEFT_ALONE = {
     "brk": "reports a failure by the old end of the heap and not by an errno; mmap stands for memory",
@@ -59,12 +67,13 @@ def call_numbers():
 
 @dataclasses.dataclass(frozen=True)
 class Case:
-    """One fault: the number-th system call of a kind fails or is cut short, or the number-th allocation fails."""
+    """One fault: the number-th system call of a kind fails or is cut short, or the number-th allocation fails. Or a
+    limit holds for the whole run, which is the number, or standard output is a full device."""
 
     command: str
-    call: str  # "allocation", too
+    call: str  # or "allocation", the name of a limit, "stdout"
     number: int
-    fault: str  # the name of an errno, or "short"
+    fault: str  # the name of an errno, "short" or "limit"
 
     def __str__(self):
         return f"{self.command}:{self.call}:{self.number}:{self.fault}"
@@ -81,17 +90,28 @@ class Case:
         return f"{call_numbers()[self.call]}:{self.number}:{fault}"
 
 
-def program_calls(report):
-    """(name, number, subject) of each call after the dynamic loader's own: its failures before main are answered by
-    the loader, with words of its own and status 127. What dlopen does later is the program's affair."""
+def all_calls(report):
+    """(name, number, subject) of each call in a report of failing_call."""
     names = call_names()
     calls = []
     for line in report.splitlines():
         call, number, subject = line.split(" ", 2)
-        calls.append((names[int(call)], int(number), subject))
+        calls.append((names[int(call)], int(number), subject.strip()))
+    return calls
+
+
+def program_calls(report):
+    """The calls after the dynamic loader's own: its failures before main are answered by the loader, with words of its
+    own and status 127. What dlopen does later is the program's affair."""
+    calls = all_calls(report)
     cache = next(i for i, call in enumerate(calls) if call[0] == "openat" and call[2] == "/etc/ld.so.cache")
     unmapped = next(i for i in range(cache, len(calls)) if calls[i][0] == "munmap")
     return calls[unmapped + 1:]
+
+
+def cases_of_limits(command):
+    cases = [Case(command, limit, value, "limit") for limit, values in LIMITS.items() for value in values]
+    return cases + [Case(command, "stdout", 1, "ENOSPC")]
 
 
 def cases_of(command, calls):

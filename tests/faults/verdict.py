@@ -7,8 +7,10 @@ import stat
 from world import LIBRARY_NAME
 
 WORDS = re.compile("[A-Za-z]{3}")
-# The memory of a simulated drive that takes firmware: an image stays there until a commit or a reset, as in any drive.
-DOWNLOAD_AREA = re.compile("/SimulatedDrives/[^/]+/firmware-download$")
+# What may be left: the memory of a simulated drive that takes firmware, where an image stays until the next download,
+# as in any drive; the file that a lock is held on, which holds nothing; and a drive whose removal failed, which is none
+# any more and is cleared by the next command.
+MAY_BE_LEFT = re.compile("/SimulatedDrives/([^/]+/(firmware-download|served)$|[.]removing-)")
 
 
 def tree(folders):
@@ -32,7 +34,8 @@ def tree(folders):
 
 def differences(found, wanted, compares_contents):
     changed = [path for path in found.keys() & wanted.keys() if compares_contents and found[path] != wanted[path]]
-    return sorted([f"{path} left behind" for path in found.keys() - wanted.keys()] +
+    left = [path for path in found.keys() - wanted.keys() if not MAY_BE_LEFT.search(path)]
+    return sorted([f"{path} left behind" for path in left] +
                   [f"{path} missing" for path in wanted.keys() - found.keys()] + [f"{path} differs" for path in changed])
 
 
@@ -45,7 +48,7 @@ def judge_success(command, run, usual, found, after):
 
 def judge_files(command, found, before, after):
     """After an error each file is as it was before, or as it should be. The names of those that are neither."""
-    left = sorted(path for path in found.keys() - before.keys() - after.keys() if not DOWNLOAD_AREA.search(path))
+    left = sorted(path for path in found.keys() - before.keys() - after.keys() if not MAY_BE_LEFT.search(path))
     if left:
         return "left behind: " + ", ".join(left), []
     lost = sorted((before.keys() & after.keys()) - found.keys())
