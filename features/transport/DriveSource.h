@@ -19,9 +19,8 @@ struct DriveLocation {
 
 /// One kind of drives: how they are found and how the user's ways of naming one lead to them.
 ///
-/// Errors:  what could not be looked at goes into `errors`, or into those of the scan. Nothing found without errors
-/// means
-///          that there is nothing.
+/// Errors:  what could not be looked at goes into `errors`, or into those of the scan. Nothing found without an error
+///          means that there is nothing.
 /// Threads: the main thread.
 class DriveSource {
 public:
