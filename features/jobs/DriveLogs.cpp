@@ -1,8 +1,10 @@
 #include "features/jobs/DriveLogs.h"
 
+#include <cerrno>
 #include <string>
 
 #include "features/jobs/FileSink.h"
+#include "features/jobs/LogLimits.h"
 #include "features/jobs/LogReading.h"
 #include "features/jobs/LongLogs.h"
 #include "features/jobs/NvmeLogPage.h"
@@ -107,8 +109,12 @@ private:
         return status;
     }
 
-    /// The failure of the road, or of the file, is that of all that follows.
-    static bool isOfDrive(const Status& status) { return !status.is(0, 0) && status.getCategory() != CATEGORY_OS; }
+    /// The failure of the transport, or of the file, is that of all that follows. A length that does not fit is the
+    /// log's own.
+    static bool isOfDrive(const Status& status) {
+        const bool isOfHost = status.getCategory() == CATEGORY_OS;
+        return !status.is(0, 0) && (!isOfHost || isTooLong(status) || status.is(CATEGORY_OS, ENOSPC));
+    }
 
     /// What the drive does not have after all is no failure of the scan.
     Status tellNotRead(const std::string& what, const Status& status) {

@@ -358,6 +358,29 @@ TEST_F(HealthScan, AFolderThatCannotBeMadeIsTold) {
                                            "file or directory."))));
 }
 
+TEST_F(HealthScan, ALogThatTheFileSystemHasNoRoomForIsLeftOutAlone) {
+    constexpr uint64_t LONG = uint64_t{32} << 30;
+    if (std::filesystem::space(folder_ / "").available > LONG) GTEST_SKIP() << "there is room for the longest log";
+    FakeDrive drive;
+    drive.expect(look(0x02, 512).answers(smartLog()))
+        .expect(identify(0x01).answers(identifyController().byte(261, 0x10).byte(262, 0)))  // persistent event log
+        .expect(hostNamespaces({}))
+        .expect(look(0x01, 64).refuses(NO_SUCH_LOG))
+        .expect(look(0x02, 512).refuses(NO_SUCH_LOG))
+        .expect(look(0x03, 512).refuses(NO_SUCH_LOG))
+        .expect(look(0x0D, 512, 0, 1, false).answers(DriveBytes(512).byte(0, 0x0D).le64(8, LONG).le16(18, 492)))
+        .expect(look(0x0D, 512, 0, 2, false).answers(eventLog()))
+        .expect(look(0xC0, 512).answers(DriveBytes(512)));
+    const std::string answered = run().with("StoreLogs", "true").with("DirectoryPath", folder_ / "").on({&drive});
+    const std::string reason =
+        "Unable to write " + (folder_ / "S1/log_0d_persistent_event_log.bin") + ": No space left on device";
+    EXPECT_NE(answered.find(property("LID 0x0D", "Not read", reason) + property("Files", "1") +
+                            property("Not completed", reason)),
+              std::string::npos)
+        << answered;
+    EXPECT_EQ(namesIn(folder_ / "S1"), std::vector<std::string>{"identify_controller.bin"});
+}
+
 TEST_F(HealthScan, ARoadThatFailsEndsTheLogs) {
     FakeDrive drive;
     drive.expect(look(0x02, 512).answers(smartLog()))
