@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <sstream>
+#include <type_traits>
 
 #include "ostrel/connections/linux/connection_dll_linux/Connection_DLL_Linux.h"
 #include "ostrel/core/Status.h"
@@ -157,6 +158,9 @@ TEST_F(ConnectionDll, ClonesAClosedConnectionToTheSameLibrary) {
     ASSERT_TRUE(clone->close().is(0, 0));
     EXPECT_TRUE(isMapped(folder / "cloned.so")) << "the clone keeps its library loaded, as the original does";
 }
+
+// Two owners of one handle would close it twice.
+static_assert(!std::is_copy_constructible_v<Connection> && !std::is_move_constructible_v<Connection>);
 
 TEST_F(ConnectionDll, AssignsWhichLibraryAndNotWhetherItIsOpen) {
     Connection one(LIBRARY);

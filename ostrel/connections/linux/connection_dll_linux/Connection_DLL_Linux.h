@@ -15,6 +15,8 @@ public:
     /// Opens nothing yet.
     explicit Connection(std::string libraryPath);
     ~Connection() override;
+    /// A copy would close the same handle a second time: clone() is a closed connection to the same library.
+    Connection(const Connection&) = delete;
 
     /// `device` is not looked at. Opening an open connection succeeds and changes nothing.
     core::Status open(core::Device* device) override;
