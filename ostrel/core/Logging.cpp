@@ -111,6 +111,12 @@ void detach(const boost::shared_ptr<std::ostream>& stream) {
 
 void initLogging() {
     disableLogging();
+    closeLogFile();
+    detachStdStream();
+    detachMemoryStream();
+    clearMemoryStream();
+    setLogLevel(LOGSEVERITY_TRACE);
+    state().truncatedFileName.clear();
 }
 
 void setLogFile(const std::string& name, bool append) {

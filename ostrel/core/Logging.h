@@ -31,7 +31,8 @@ enum LogSeverity : uint32_t {
     LOGSEVERITY_FATAL = 5,
 };
 
-/// Brings the log to its initial state: off, threshold 0, nothing attached. Called once, before anything that may log.
+/// Brings the log to its initial state: off, threshold 0, nothing attached, the memory stream empty. Called before
+/// anything that may log; a later call closes the file and detaches the streams.
 void initLogging();
 
 /// Names the file that openLogFile() opens. With `append` false it is emptied when it is opened. An open file is

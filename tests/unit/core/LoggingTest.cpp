@@ -61,6 +61,34 @@ TEST_F(Logging, IsOffAfterInitLogging) {
     EXPECT_EQ(getLogLevel(), 0U);
 }
 
+TEST_F(Logging, ReturnsToItsInitialStateWithEveryInitLogging) {
+    std::ostringstream standard;
+    std::streambuf* const before = std::clog.rdbuf(standard.rdbuf());
+    setLogFile(log_, false);
+    openLogFile();
+    attachMemoryStream();
+    attachStdStream();
+    setLogLevel(LOGSEVERITY_FATAL);
+    enableLogging();
+    logMessage(LOGSEVERITY_FATAL, "before");
+    initLogging();
+    EXPECT_FALSE(isLoggingEnabled());
+    EXPECT_FALSE(isFileLogging());
+    EXPECT_FALSE(isStdStreamAttached());
+    EXPECT_FALSE(isMemoryStreamAttached());
+    EXPECT_EQ(getLogLevel(), 0U);
+    EXPECT_EQ(getMemoryStream()->str(), "");
+
+    enableLogging();
+    logMessage(LOGSEVERITY_FATAL, "attached to nothing");
+    attachMemoryStream();
+    logMessage(LOGSEVERITY_TRACE, "passes the threshold");
+    std::clog.rdbuf(before);
+    EXPECT_EQ(withoutTimes(getMemoryStream()->str()), "TIME [trace] passes the threshold\n");
+    EXPECT_EQ(withoutTimes(readWholeFile(log_)), "TIME [fatal] before\n");
+    EXPECT_EQ(withoutTimes(standard.str()), "TIME [fatal] before\n");
+}
+
 TEST_F(Logging, WritesTimeSeverityAndMessage) {
     setLogFile(log_, false);
     openLogFile();
