@@ -8,10 +8,10 @@ namespace ostrel::core {
 namespace {
 
 // Two steps, since the file may turn out to be none that may be emptied. O_NONBLOCK: opening a pipe must not wait for
-// its reader; on a regular file it means nothing.
+// its reader; on a regular file it means nothing. 0600: the command line, which is logged, may hold a PSID.
 FileDescriptor openRegularFile(const std::string& name, bool append) {
     FileDescriptor file(
-        ::open(name.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, 0644));
+        ::open(name.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, 0600));
     struct stat about = {};
     if (!file.isOpen() || ::fstat(file.get(), &about) != 0 || !S_ISREG(about.st_mode)) return FileDescriptor();
     if (!append && ::ftruncate(file.get(), 0) != 0) return FileDescriptor();

@@ -15,7 +15,7 @@ namespace ostrel::core {
 /// Threads: one at a time.
 class LogFileStream : public std::ostream {
 public:
-    /// Opens `name`, created with mode 0644 if it is missing. Anything but a regular file, and a symbolic link to
+    /// Opens `name`, created with mode 0600 if it is missing. Anything but a regular file, and a symbolic link to
     /// one, is left alone: isOpen() is false then.
     LogFileStream(const std::string& name, bool append);
 

@@ -87,7 +87,10 @@ class DebugLog(BindingTestCase):
         self.configure(enable_log="true", log_file="my log")
         self.run_and_log("version")
         self.assertEqual(self.lines(log), self.expected("version"))
-        self.assertEqual(log.stat().st_mode & 0o777, 0o644)
+        self.assertEqual(log.stat().st_mode & 0o777, 0o600, "the arguments may hold a secret")
+        log.chmod(0o640)
+        self.run_and_log("version")
+        self.assertEqual(log.stat().st_mode & 0o777, 0o640, "an existing log keeps its mode")
 
     def test_starts_with_the_run_after_the_set(self):
         self.run_and_log("set", "-system", "EnableLog=true")

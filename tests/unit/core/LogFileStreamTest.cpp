@@ -37,14 +37,14 @@ TEST(LogFileStream, WritesToTheEndThatAnotherWriterMoved) {
     EXPECT_EQ(readWholeFile(folder / "log"), "1\n2\n3\n");
 }
 
-TEST(LogFileStream, CreatesTheFileForItsOwnerToWriteAndAllToRead) {
+TEST(LogFileStream, CreatesTheFileForItsOwnerAlone) {
     TemporaryFolder folder;
     const mode_t before = umask(0);
     LogFileStream stream(folder / "log", true);
     umask(before);
     struct stat about = {};
     ASSERT_EQ(stat((folder / "log").c_str(), &about), 0);
-    EXPECT_EQ(about.st_mode, static_cast<mode_t>(S_IFREG | 0644));
+    EXPECT_EQ(about.st_mode, static_cast<mode_t>(S_IFREG | 0600));
 }
 
 TEST(LogFileStream, FollowsNoLink) {
