@@ -17,6 +17,8 @@
 #include "ostrel/core/Logging.h"
 #include "ostrel/core/ReplacementFile.h"
 #include "ostrel/core/ScopeTrace.h"
+#include "ostrel/core/xml/XmlNesting.h"
+#include "ostrel/core/xml/XmlReader.h"
 
 namespace ostrel::core {
 namespace {
@@ -55,16 +57,15 @@ int replaceFile(const std::string& path, std::string_view text) {
     return error != 0 ? error : replacement.publish();
 }
 
-/// `parse` reads the stream into the tree.
+/// `parse` turns the text into the tree.
 template <typename Parse>
 std::unique_ptr<ptree> readTree(const std::string& path, Parse parse) {
     try {
         std::string text;
         const Status status = readFile(path, SymbolicLink::FOLLOW, text);
         if (!status.is(0, 0)) throw std::runtime_error(status.getMessage());
-        std::istringstream stream(text);
         auto tree = std::make_unique<ptree>();
-        parse(stream, *tree);
+        parse(text, *tree);
         return tree;
     } catch (const std::exception& exception) {
         // Said of JSON too; readers of the log know it so.
@@ -98,6 +99,11 @@ Status readFile(const std::string& path, SymbolicLink link, std::string& text) {
     const int noFollow = link == SymbolicLink::REFUSE ? O_NOFOLLOW : 0;
     const FileDescriptor file(open(path.c_str(), O_RDONLY | O_CLOEXEC | noFollow));
     if (!file.isOpen()) return systemError("open", path, errno);
+    return readFile(file, path, text);
+}
+
+Status readFile(const FileDescriptor& file, const std::string& path, std::string& text) {
+    OSTREL_TRACE();
     std::string contents;
     const int error = readAll(file.get(), contents);
     if (error != 0) return systemError("read", path, error);
@@ -113,12 +119,20 @@ Status writeFileAtomically(const std::string& path, std::string_view text) {
 
 std::unique_ptr<ptree> readXml(const std::string& path) {
     OSTREL_TRACE();
-    return readTree(path, [](std::istream& stream, ptree& tree) { boost::property_tree::read_xml(stream, tree); });
+    return readTree(path, [](const std::string& text, ptree& tree) {
+        // As for messages: Boost's reader recurses for each level.
+        if (xml::nestsDeeperThan(text, xml::MAX_NESTING)) throw std::runtime_error("XML elements are nested too deep");
+        std::istringstream stream(text);
+        boost::property_tree::read_xml(stream, tree);
+    });
 }
 
 std::unique_ptr<ptree> readJson(const std::string& path) {
     OSTREL_TRACE();
-    return readTree(path, [](std::istream& stream, ptree& tree) { boost::property_tree::read_json(stream, tree); });
+    return readTree(path, [](const std::string& text, ptree& tree) {
+        std::istringstream stream(text);
+        boost::property_tree::read_json(stream, tree);
+    });
 }
 
 }  // namespace ostrel::core

@@ -352,6 +352,27 @@ TEST_F(File, ReadsAnXmlFileIntoATree) {
     EXPECT_EQ(log.lines(), "");
 }
 
+// A nesting that the parser's recursion would answer with an overflow of the stack.
+TEST_F(File, ReadsNoXmlFileThatNestsTooDeep) {
+    const auto nested = [](size_t levels) {
+        std::string text;
+        for (size_t i = 0; i < levels; ++i) text += "<a>";
+        for (size_t i = 0; i < levels; ++i) text += "</a>";
+        return text;
+    };
+    LogCapture log;
+    writeWholeFile(path_, nested(512));
+    EXPECT_NE(readXml(path_), nullptr);
+    EXPECT_EQ(log.lines(), "");
+    for (const size_t levels : {size_t{513}, size_t{1000000}}) {
+        writeWholeFile(path_, nested(levels));
+        EXPECT_EQ(readXml(path_), nullptr);
+    }
+    EXPECT_EQ(log.lines(),
+              "[error] Error parsing xml: XML elements are nested too deep\n"
+              "[error] Error parsing xml: XML elements are nested too deep\n");
+}
+
 TEST_F(File, ReadsAJsonFileIntoATree) {
     writeWholeFile(path_, "{\"a\": {\"b\": [1, 2]}}");
     LogCapture log;
