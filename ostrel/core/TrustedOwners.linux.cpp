@@ -1,0 +1,62 @@
+#include "ostrel/core/TrustedOwners.h"
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdint>
+#include <sstream>
+#include <string>
+#include <utility>
+
+#include "ostrel/core/File.h"
+#include "ostrel/core/ScopeTrace.h"
+
+namespace ostrel::core {
+namespace {
+
+/// All user ids but (uid_t)-1, which is none.
+constexpr uint64_t ALL_USERS = 4294967295;
+
+std::string readProcFile(const char* path) {
+    std::string text;
+    (void)readFile(path, SymbolicLink::FOLLOW, text);  // empty without /proc
+    return text;
+}
+
+std::optional<uid_t> findUnmappedOwner() {
+    OSTREL_TRACE();
+    constexpr uid_t DEFAULT_OVERFLOW_USER = 65534;
+    std::istringstream map(readProcFile("/proc/self/uid_map"));
+    uint64_t mapped = 0;
+    bool isRead = false;
+    for (uint64_t inside = 0, outside = 0, count = 0; map >> inside >> outside >> count; mapped += count) isRead = true;
+    if (!isRead || mapped >= ALL_USERS) return std::nullopt;
+    std::istringstream overflow(readProcFile("/proc/sys/kernel/overflowuid"));
+    uid_t owner = DEFAULT_OVERFLOW_USER;
+    if (!(overflow >> owner)) owner = DEFAULT_OVERFLOW_USER;
+    return owner;
+}
+
+}  // namespace
+
+TrustedOwners TrustedOwners::ofThisProcess() {
+    OSTREL_TRACE();
+    std::vector<uid_t> users = {0, geteuid()};
+    struct stat executable = {};
+    if (stat("/proc/self/exe", &executable) == 0) users.push_back(executable.st_uid);
+    return TrustedOwners(std::move(users), findUnmappedOwner());
+}
+
+TrustedOwners::TrustedOwners(std::vector<uid_t> users, std::optional<uid_t> unmappedOwner)
+    : users_(std::move(users)), unmappedOwner_(unmappedOwner) {
+    OSTREL_TRACE();
+}
+
+bool TrustedOwners::contains(uid_t user) const {
+    OSTREL_TRACE();
+    // An executable of the unmapped owner does not make all of the unmapped users trusted.
+    return !isUnmapped(user) && std::find(users_.begin(), users_.end(), user) != users_.end();
+}
+
+}  // namespace ostrel::core
