@@ -142,7 +142,7 @@ std::unique_ptr<ResultBase> FeatureLibraryBinding::startLibrary() {
     registerDeviceManager(deviceManager_);
     loadLibrary(1);
 
-    const std::string configText = system::readConfigText(system::getConfigPath());
+    const std::string configText = system::readConfigText();
     std::unique_ptr<ResultBase> result;
     if (functions_.enableLogger != nullptr) result = configureLog(configText);
     const auto configuration = system::parseConfigText(configText);

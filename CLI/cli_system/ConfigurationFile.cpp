@@ -2,6 +2,7 @@
 
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstdlib>
 #include <utility>
 
@@ -10,6 +11,7 @@
 #include "CLI/cli_system/SystemFeature.h"
 #include "ostrel/core/File.h"
 #include "ostrel/core/ScopeTrace.h"
+#include "ostrel/core/TrustedFile.h"
 #include "ostrel/core/XmlConverter.h"
 #include "ostrel/core/xml/XmlConstants.h"
 #include "ostrel/core/xml/XmlObject.h"
@@ -20,6 +22,8 @@ namespace cli::system {
 
 using framework::ErrorResult;
 using ostrel::core::AttributeList;
+using ostrel::core::Status;
+using ostrel::core::TrustedFile;
 using ostrel::core::XmlConverter;
 using ostrel::core::xml::XmlElement;
 using ostrel::core::xml::XmlObject;
@@ -44,9 +48,18 @@ std::unique_ptr<AttributeList> parseValidSettings(const std::string& text) {
     return areSettingsValid(*settings) ? std::move(settings) : nullptr;
 }
 
+std::unique_ptr<ErrorResult> failure(int32_t code, const std::string& message, const std::string& path) {
+    return std::make_unique<ErrorResult>(code, message + path, "");
+}
+
+std::unique_ptr<ErrorResult> notCreated(const std::string& path) {
+    return failure(framework::ERRORCODE_FILE_NOT_WRITTEN, "Failed to create configuration file: ", path);
+}
+
 [[noreturn]] void endProcess(const ErrorResult& error) {
     const Outcome outcome{error.getErrorCode(), error.output() + "\n"};
-    // No destructor runs: this is the middle of somebody's static initialisation, and nothing is open yet.
+    // No destructor runs: this is the middle of a static initialisation or of a command. The feature library is not
+    // unloaded; it has no request at hand.
     std::_Exit(deliver(outcome, STDOUT_FILENO));
 }
 
@@ -64,24 +77,18 @@ const std::string& getConfigPath() {
 
 std::unique_ptr<ErrorResult> loadConfigFile(SystemFeature& feature, const std::string& path) {
     OSTREL_TRACE();
-    if (ostrel::core::isSymbolicLink(path)) {
-        return std::make_unique<ErrorResult>(
-            framework::ERRORCODE_SYMBOLIC_LINK,
-            "Configuration file given is a symlink. Please resolve by deleting or removing symlink: " + path, "");
-    }
-    const std::string text = readConfigText(path);
+    std::string text;
+    if (auto error = readConfigText(path, text)) return error;
     if (text.empty()) {
-        // Tried twice: whatever made the first attempt fail may have been passing.
+        // Tried twice: what made the first attempt fail may have been passing.
         if (writeConfigFile(feature.getSettings(), path) || writeConfigFile(feature.getSettings(), path))
             return nullptr;
-        return std::make_unique<ErrorResult>(framework::ERRORCODE_FILE_NOT_WRITTEN,
-                                             "Failed to create configuration file: " + path, "");
+        return notCreated(path);
     }
     auto settings = parseValidSettings(text);
     if (settings == nullptr) {
-        return std::make_unique<ErrorResult>(
-            framework::ERRORCODE_CORRUPT_CONFIGURATION,
-            "Configuration file given is corrupted. Please resolve by deleting or manually editing: " + path, "");
+        return failure(framework::ERRORCODE_CORRUPT_CONFIGURATION,
+                       "Configuration file given is corrupted. Please resolve by deleting or manually editing: ", path);
     }
     feature.setSettings(std::move(*settings));
     return nullptr;
@@ -89,15 +96,32 @@ std::unique_ptr<ErrorResult> loadConfigFile(SystemFeature& feature, const std::s
 
 std::unique_ptr<AttributeList> readConfigFile() {
     OSTREL_TRACE();
-    return parseConfigText(readConfigText(getConfigPath()));
+    return parseConfigText(readConfigText());
 }
 
-std::string readConfigText(const std::string& path) {
+std::string readConfigText() {
     OSTREL_TRACE();
     std::string text;
-    // A file that cannot be read counts as an empty one, and whoever creates it then meets the reason.
-    (void)ostrel::core::readFile(path, ostrel::core::SymbolicLink::REFUSE, text);
+    if (const auto error = readConfigText(getConfigPath(), text)) endProcess(*error);
     return text;
+}
+
+std::unique_ptr<ErrorResult> readConfigText(const std::string& path, std::string& text) {
+    OSTREL_TRACE();
+    text.clear();
+    if (ostrel::core::isSymbolicLink(path)) {
+        return failure(framework::ERRORCODE_SYMBOLIC_LINK,
+                       "Configuration file given is a symlink. Please resolve by deleting or removing symlink: ", path);
+    }
+    TrustedFile file;
+    Status status = file.open(path, ostrel::core::SymbolicLink::REFUSE);
+    if (status.is(ostrel::core::CATEGORY_OS, ENOENT)) return nullptr;
+    if (file.refused()) {
+        return failure(framework::ERRORCODE_FILE_NOT_WRITTEN,
+                       "Configuration file can be changed by other users: ", path);
+    }
+    if (status.is(0, 0)) status = readFile(file.descriptor(), path, text);
+    return status.is(0, 0) ? nullptr : notCreated(path);
 }
 
 std::unique_ptr<AttributeList> parseConfigText(const std::string& text) {

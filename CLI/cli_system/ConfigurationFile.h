@@ -12,6 +12,9 @@ class ErrorResult;
 /// The file that keeps the settings from run to run: an XML document on one line. Read at every run, written by
 /// `set -system` and when there is none. It is never read or written through a symbolic link, and replaced as a whole,
 /// so that a process that dies leaves the old file or the new one. Of two processes that write, the last one wins.
+///
+/// It names the library that the tool loads as root: a file that other users can change (ostrel::core::TrustedFile) is
+/// not obeyed. One that cannot be read is an error and never counts as missing, or it would be replaced by defaults.
 namespace cli::system {
 
 class SystemFeature;
@@ -28,12 +31,15 @@ const std::string& getConfigPath();
 /// feature has. Null on success; otherwise nothing was changed.
 std::unique_ptr<framework::ErrorResult> loadConfigFile(SystemFeature& feature, const std::string& path);
 
-/// What the file holds now, without a check and in no order. Null when it is empty or unreadable or holds no XML
-/// object.
+/// What the file holds now, without a check and in no order. Null when it is missing or empty or holds no XML object.
+/// Ends the process when the file cannot be read, as getConfigPath() does.
 std::unique_ptr<ostrel::core::AttributeList> readConfigFile();
 
-/// The text of the file; empty when it is missing or cannot be read.
-std::string readConfigText(const std::string& path);
+/// The text of the file, empty when it is missing. Ends the process as above.
+std::string readConfigText();
+/// The same for any path. Null on success, a missing file included; otherwise why it cannot be read or is not obeyed,
+/// and `text` is empty.
+std::unique_ptr<framework::ErrorResult> readConfigText(const std::string& path, std::string& text);
 /// What a text from such a file holds; null as for readConfigFile(). Main thread only: it knows the last text.
 std::unique_ptr<ostrel::core::AttributeList> parseConfigText(const std::string& text);
 

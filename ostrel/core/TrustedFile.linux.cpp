@@ -24,6 +24,10 @@ Status systemError(const std::string& path, int error) {
                   "Unable to open " + path + ": " + std::generic_category().message(error));
 }
 
+Status notRegular(const std::string& path) {
+    return Status(CATEGORY_OS, EINVAL, "'" + path + "' is not a regular file");
+}
+
 /// 0 or errno.
 int resolve(const std::string& path, std::string& real) {
     OSTREL_TRACE();
@@ -91,7 +95,8 @@ Status TrustedFile::step(const std::string& name, Kind kind, const std::string& 
         struct stat about = {};
         if (fstatat(descriptor_.get(), name.c_str(), &about, AT_SYMLINK_NOFOLLOW) != 0)
             return systemError(place, errno);
-        if (!S_ISREG(about.st_mode)) return systemError(place, S_ISLNK(about.st_mode) ? ELOOP : EINVAL);
+        if (S_ISLNK(about.st_mode)) return systemError(place, ELOOP);
+        if (!S_ISREG(about.st_mode)) return notRegular(place);
     }
     FileDescriptor next(openat(descriptor_.get(), name.c_str(), kind == Kind::FILE ? FILE_FLAGS : FOLDER_FLAGS));
     if (!next.isOpen()) return systemError(place, errno);
@@ -103,7 +108,7 @@ Status TrustedFile::check(Kind kind, bool isLast, const std::string& place) {
     OSTREL_TRACE();
     struct stat about = {};
     if (fstat(descriptor_.get(), &about) != 0) return systemError(place, errno);
-    if (kind == Kind::FILE && !S_ISREG(about.st_mode)) return systemError(place, EINVAL);
+    if (kind == Kind::FILE && !S_ISREG(about.st_mode)) return notRegular(place);
     const bool isTrusted = owners_.contains(about.st_uid) || (owners_.isUnmapped(about.st_uid) && !isAboveShared_);
     if (!isTrusted) return refuse("'" + place + "' belongs to user " + std::to_string(about.st_uid));
     const bool isShared = (about.st_mode & (S_IWGRP | S_IWOTH)) != 0;

@@ -15,6 +15,7 @@ SYMLINK = f"Error: Configuration file given is a symlink. Please resolve by dele
 CORRUPTED = ("Error: Configuration file given is corrupted. Please resolve by deleting or manually editing: "
              f"{PATH}\n")
 FAILED_TO_CREATE = f"Error: Failed to create configuration file: {PATH}\n"
+CHANGEABLE = f"Error: Configuration file can be changed by other users: {PATH}\n"
 FAILED_TO_WRITE = f"Error: Failed to write Velko Nimbrel Tool configuration file. {PATH}\n"
 
 
@@ -92,6 +93,53 @@ class ConfigurationFile(ToolTestCase):
     def test_that_is_a_folder_cannot_be_created(self):
         self.world.config.mkdir()
         self.check("show", "-system", status=5, stdout=FAILED_TO_CREATE)
+
+    def check_left_alone(self, message, run=None):
+        """Whatever the command, the run ends with status 5 and the message, and the file is as it was."""
+        before, text = self.world.config.stat(), self.world.config.read_text()
+        for command in (["version"], ["help"], [], ["nonsense"], ["show", "-system"], ["show", "-velkossd"],
+                        ["set", "-system", "EnableLog=false"]):
+            if run is None:
+                self.check(*command, status=5, stdout=message)
+            else:
+                run(command)
+        after = self.world.config.stat()
+        self.assertEqual(self.world.config.read_text(), text)
+        self.assertEqual((after.st_ino, after.st_mtime_ns, after.st_mode),
+                         (before.st_ino, before.st_mtime_ns, before.st_mode))
+        self.assertEqual([entry.name for entry in self.world.opt.iterdir()], ["nimbrel_config.xml"])
+
+    def test_that_cannot_be_read_is_not_replaced(self):
+        """It could be: the folder is open to the user, who lacks the right to read the file alone."""
+        self.world.config.write_text(config(enable_log="TRUE", directory="/fw"))
+        self.world.config.chmod(0o200)
+        self.check_left_alone(FAILED_TO_CREATE, lambda command: self.check(
+            "--bounding-set", "-dac_override,-dac_read_search", TOOL, *command, tool="setpriv", status=5,
+            stdout=FAILED_TO_CREATE))
+        self.world.config.chmod(0o600)
+        self.check("show", "-system", stdout=shown("EnableLog: TRUE", "LogFile: /var/log/VelkoSSDOSTREL.log"))
+
+    def test_that_is_a_pipe_is_not_waited_for(self):
+        os.mkfifo(self.world.config)
+        for command in (["version"], ["set", "-system", "EnableLog=true"]):
+            self.check(*command, status=5, stdout=FAILED_TO_CREATE, timeout=20)
+        self.assertTrue(self.world.config.is_fifo())
+
+    def test_that_other_users_can_change_is_not_obeyed(self):
+        self.world.config.write_text(config(enable_log="TRUE", library="/tmp/library"))
+        for place, mode in ((self.world.config, 0o646), (self.world.config, 0o664), (self.world.opt, 0o757),
+                            (self.world.opt.parent, 0o775), (self.world.opt.parent.parent, 0o777)):
+            before = place.stat().st_mode
+            place.chmod(mode)
+            self.check_left_alone(CHANGEABLE)
+            place.chmod(before)
+        self.world.opt.parent.chmod(0o1777)
+        self.check("show", "-system", stdout=shown("EnableLog: TRUE", "LogFile: /var/log/VelkoSSDOSTREL.log"))
+
+    def test_is_not_created_where_other_users_can_change_it(self):
+        self.world.opt.chmod(0o777)
+        self.check("version", status=5, stdout=CHANGEABLE)
+        self.assertEqual(list(self.world.opt.iterdir()), [])
 
     def test_accepts_switches_in_any_case(self):
         self.world.config.write_text(config(enable_log="TRUE", lsi="fAlSe"))

@@ -27,6 +27,8 @@ import unittest
 ENTER = str(pathlib.Path(__file__).with_name("enter_world.sh"))
 TOOL = os.environ.get("NIMBREL_TOOL", "")
 TIMEOUT_SECONDS = 60
+# What the tests make is for its owner to write: the tool refuses settings and libraries that others can change.
+os.umask(0o022)
 CONFIG_FILE = "nimbrel_config.xml"
 LIBRARY_NAME = "Velko.SSDFeatures.so.3.0.0"
 

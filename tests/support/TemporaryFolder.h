@@ -1,5 +1,7 @@
 #pragma once
 
+#include <sys/stat.h>
+
 #include <algorithm>
 #include <cstdlib>
 #include <filesystem>
@@ -13,6 +15,7 @@
 class TemporaryFolder {
 public:
     TemporaryFolder() {
+        umask(022);  // what others may write is refused in places, and is a test's own doing
         std::string name = (std::filesystem::temp_directory_path() / "nimbrel-test-XXXXXX").string();
         if (mkdtemp(name.data()) == nullptr) throw std::runtime_error("mkdtemp " + name);
         path_ = name;

@@ -1,4 +1,5 @@
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -45,8 +46,10 @@ protected:
     // The outcome of loading a file: "" or "code message", and the path in a message as "PATH".
     std::string load() {
         const auto error = loadConfigFile(feature_, path_);
-        if (error == nullptr) return "";
-        std::string text = std::to_string(error->getErrorCode()) + " " + error->output();
+        return error == nullptr ? "" : describe(*error);
+    }
+    std::string describe(const framework::ErrorResult& error) const {
+        std::string text = std::to_string(error.getErrorCode()) + " " + error.output();
         const size_t place = text.find(path_);
         if (place != std::string::npos) text.replace(place, path_.size(), "PATH");
         return text;
@@ -54,6 +57,12 @@ protected:
     std::string loadText(const std::string& text) {
         writeWholeFile(path_, text);
         return load();
+    }
+    // The text that is read, or the error of reading.
+    std::string read() {
+        std::string text = "before";
+        const auto error = readConfigText(path_, text);
+        return error == nullptr ? text : describe(*error) + text;
     }
     std::string setting(const char* key) const { return getSetting(feature_.getSettings(), key); }
 
@@ -66,6 +75,7 @@ const std::string CORRUPTED =
     "12 Error: Configuration file given is corrupted. Please resolve by deleting or manually editing: PATH";
 const std::string SYMLINK =
     "11 Error: Configuration file given is a symlink. Please resolve by deleting or removing symlink: PATH";
+const std::string CHANGEABLE = "5 Error: Configuration file can be changed by other users: PATH";
 const std::string FAILED_TO_CREATE = "5 Error: Failed to create configuration file: PATH";
 
 TEST_F(ConfigurationFile, IsCreatedWithTheDefaults) {
@@ -184,12 +194,75 @@ TEST_F(ConfigurationFile, CannotBeCreatedInPlaceOfAFolder) {
     EXPECT_TRUE(std::filesystem::is_directory(path_));
 }
 
-TEST_F(ConfigurationFile, ReadsAsTextAndAsSettings) {
-    EXPECT_EQ(readConfigText(path_), "") << "missing";
+// Nothing of this is an absent file: it would be replaced by the defaults.
+TEST_F(ConfigurationFile, ThatCannotBeReadIsNotCreatedAnew) {
+    const std::string target = folder_ / "target";
+    writeWholeFile(target, DEFAULTS);
+    ASSERT_EQ(mkfifo(path_.c_str(), 0600), 0);
+    EXPECT_EQ(load(), FAILED_TO_CREATE) << "a pipe; opening it would wait";
+    EXPECT_EQ(read(), FAILED_TO_CREATE);
+    EXPECT_TRUE(std::filesystem::is_fifo(path_));
+
+    ASSERT_EQ(unlink(path_.c_str()), 0);
+    ASSERT_EQ(symlink(target.c_str(), path_.c_str()), 0);
+    EXPECT_EQ(read(), SYMLINK) << "a link that replaced the file is not followed";
+
+    const std::string file = path_ = target;
+    path_ += "/nimbrel_config.xml";
+    EXPECT_EQ(load(), FAILED_TO_CREATE) << "not below a folder";
+    EXPECT_EQ(readWholeFile(file), DEFAULTS);
+
+    path_ = folder_ / std::string(300, 'x');
+    EXPECT_EQ(load(), FAILED_TO_CREATE) << "ENAMETOOLONG";
+}
+
+TEST_F(ConfigurationFile, ThatIsOutOfDescriptorsIsLeftAlone) {
+    const std::string text = HEAD + property("LogFile", "/l") + property("EnableLog", "TRUE") +
+                             property("VelkoSSDFeaturesPath", "") + property("AdditionalFWModDir", "") +
+                             property("EnableLSIAdapter", "True") + TAIL;
+    writeWholeFile(path_, text);
+    rlimit before = {};
+    ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &before), 0);
+    const rlimit none = {0, before.rlim_max};
+    ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &none), 0);
+    const std::string result = load();
+    ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &before), 0);
+    EXPECT_EQ(result, FAILED_TO_CREATE);
+    EXPECT_EQ(readWholeFile(path_), text);
+    EXPECT_EQ(setting("EnableLog"), "false") << "the settings stay as they were";
+}
+
+TEST_F(ConfigurationFile, ThatOthersCanChangeIsNotObeyed) {
     writeWholeFile(path_, DEFAULTS);
-    EXPECT_EQ(readConfigText(path_), DEFAULTS);
-    ASSERT_EQ(symlink(path_.c_str(), (folder_ / "link").c_str()), 0);
-    EXPECT_EQ(readConfigText(folder_ / "link"), "") << "a link that replaced the file is not followed";
+    for (const mode_t bits : {0646, 0664}) {
+        ASSERT_EQ(chmod(path_.c_str(), bits), 0);
+        EXPECT_EQ(load(), CHANGEABLE);
+        EXPECT_EQ(read(), CHANGEABLE);
+    }
+    ASSERT_EQ(chmod(path_.c_str(), 0644), 0);
+    ASSERT_EQ(chmod((folder_ / "").c_str(), 0757), 0);
+    EXPECT_EQ(load(), CHANGEABLE) << "others could put another file in its place";
+    ASSERT_EQ(unlink(path_.c_str()), 0);
+    EXPECT_EQ(load(), CHANGEABLE) << "the next run would refuse it";
+    EXPECT_FALSE(std::filesystem::exists(path_));
+    ASSERT_EQ(chmod((folder_ / "").c_str(), 0755), 0);
+    EXPECT_EQ(load(), "");
+}
+
+TEST_F(ConfigurationFile, IsCreatedForOthersToReadAloneWithoutAnUmask) {
+    const mode_t before = umask(0);
+    EXPECT_EQ(load(), "");
+    umask(before);
+    struct stat about = {};
+    ASSERT_EQ(stat(path_.c_str(), &about), 0);
+    EXPECT_EQ(about.st_mode, static_cast<mode_t>(S_IFREG | 0644));
+    EXPECT_EQ(load(), "");
+}
+
+TEST_F(ConfigurationFile, ReadsAsTextAndAsSettings) {
+    EXPECT_EQ(read(), "") << "missing";
+    writeWholeFile(path_, DEFAULTS);
+    EXPECT_EQ(read(), DEFAULTS);
 
     EXPECT_EQ(parseConfigText(""), nullptr);
     EXPECT_EQ(parseConfigText("no XML"), nullptr);
