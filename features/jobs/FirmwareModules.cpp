@@ -1,6 +1,7 @@
 #include "features/jobs/FirmwareModules.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <filesystem>
 #include <tuple>
 
@@ -11,6 +12,7 @@
 #include "ostrel/core/ScopeTrace.h"
 #include "ostrel/core/StatusCatalogue.h"
 #include "ostrel/core/Strings.h"
+#include "ostrel/core/TrustedFile.h"
 
 namespace features::jobs {
 
@@ -61,14 +63,21 @@ void FirmwareModules::load() const {
     });
 }
 
-void FirmwareModules::loadFolder(const std::string& folder) const {
+void FirmwareModules::loadFolder(const std::string& path) const {
     OSTREL_TRACE();
-    if (folder.empty()) return;
-    std::error_code error;
-    const std::vector<std::string> names = manifestNames(folder, error);
-    if (error && error != std::errc::no_such_file_or_directory)
-        faults_ += " '" + folder + "': " + error.message() + ".";
-    for (const std::string& name : names) loadManifest(folder, name);
+    if (path.empty()) return;
+    TrustedFile folder;
+    const Status status = folder.openFolder(path);
+    if (status.is(CATEGORY_OS, ENOENT)) return;
+    if (folder.refused()) {
+        refusal_ = withDetails(statuses::fileReadFailed(), "'" + path + "': " + status.getMessage() + ".");
+        return;
+    }
+    std::error_code error(static_cast<int>(status.getCode()), std::generic_category());
+    std::vector<std::string> names;
+    if (!error) names = manifestNames(folder.realPath(), error);
+    if (error) faults_ += " '" + path + "': " + error.message() + ".";
+    for (const std::string& name : names) loadManifest(folder.realPath(), name);
 }
 
 void FirmwareModules::loadManifest(const std::string& folder, const std::string& name) const {
@@ -76,7 +85,12 @@ void FirmwareModules::loadManifest(const std::string& folder, const std::string&
     const std::string path = folder + "/" + name;
     std::string text;
     FirmwareModule module{folder, {}};
-    const Status status = readInputFile(path, MOST_MANIFEST_BYTES, text, SymbolicLink::REFUSE);
+    TrustedFile manifest;
+    Status status = manifest.open(path, SymbolicLink::REFUSE);
+    if (manifest.refused())
+        status.setMessage(status.getMessage() + ".");
+    else
+        status = readInputFile(path, MOST_MANIFEST_BYTES, text, SymbolicLink::REFUSE);
     if (!status.is(0, 0)) {
         faults_ += " " + status.getMessage();
         return;
@@ -92,6 +106,7 @@ Status FirmwareModules::choose(const std::string& model, const std::string& revi
                                const FirmwareModule*& module) const {
     OSTREL_TRACE();
     load();
+    if (!refusal_.is(0, 0)) return refusal_;
     if (modules_.empty()) return statuses::noFirmwareModule();
     std::vector<const FirmwareModule*> running;
     std::vector<const FirmwareModule*> others;

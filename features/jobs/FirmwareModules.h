@@ -17,7 +17,8 @@ struct FirmwareModule {
 
 /// The firmware modules of this machine: files "*.json" in the module directories, each with an image beside it
 /// (docs/firmware-modules.md). Nothing is read before somebody asks; a directory that is not there holds none, a
-/// symbolic link is none, and a manifest that is damaged is passed over.
+/// symbolic link is none, and a manifest that is damaged, or that other users can change, is passed over. A directory
+/// that other users can change (ostrel::core::TrustedFile) makes choose() fail: they would decide what the drives run.
 ///
 /// Threads: any number at once.
 class FirmwareModules {
@@ -26,7 +27,8 @@ public:
     explicit FirmwareModules(std::string directories) : directories_(std::move(directories)) {}
 
     /// The newest module for a drive of this model number that runs this revision; it belongs to this object. Otherwise
-    /// 10/64 when the drive runs the newest firmware, 10/70 when there is none for it, 10/71 when there are no modules.
+    /// 10/64 when the drive runs the newest firmware, 10/70 when there is none for it, 10/71 when there are no modules,
+    /// 10/54 with the reason when a directory is refused.
     ostrel::core::Status choose(const std::string& model, const std::string& revision,
                                 const FirmwareModule*& module) const;
     /// The image of a module, which is what the manifest says: 10/54 when it cannot be read, 10/73 with the reason when
@@ -38,13 +40,14 @@ public:
 
 private:
     void load() const;
-    void loadFolder(const std::string& folder) const;
+    void loadFolder(const std::string& path) const;
     void loadManifest(const std::string& folder, const std::string& name) const;
 
     std::string directories_;
     mutable std::once_flag loaded_;
     mutable std::vector<FirmwareModule> modules_;
     mutable std::string faults_;
+    mutable ostrel::core::Status refusal_;  // of a directory; success when none was
 };
 
 }  // namespace features::jobs

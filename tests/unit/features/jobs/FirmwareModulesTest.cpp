@@ -1,4 +1,5 @@
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <filesystem>
@@ -87,12 +88,30 @@ TEST_F(FirmwareModulesTest, WhatIsDamagedIsPassedOverAndTold) {
     writeWholeFile(folder_ / "note.txt", "not a manifest");
     std::filesystem::create_directory(folder_ / "folder.json");
     std::filesystem::create_symlink(folder_ / "good.json", folder_ / "link.json");
-    const std::string path = folder_ / "";
+    const std::string path = std::filesystem::canonical(folder_ / ".");
+    writeWholeFile(folder_ / "shared.json", readWholeFile(folder_ / "good.json"));
+    ASSERT_EQ(chmod((folder_ / "shared.json").c_str(), 0666), 0);
     const FirmwareModules modules(path);
     EXPECT_EQ(chosen(modules, "FW1"), "good.bin");
     EXPECT_EQ(modules.faults(), " '" + path + "/broken.json': it is not JSON: expected key string in line 1." +
                                     " Failed reading a file necessary for the feature. '" + path +
-                                    "/large.json': it has 65537 bytes, and at most 65536 can be taken.");
+                                    "/large.json': it has 65537 bytes, and at most 65536 can be taken. '" + path +
+                                    "/shared.json' can be written by others than its owner (mode 0666).");
+}
+
+TEST_F(FirmwareModulesTest, AFolderThatOtherUsersCanChangeIsRefused) {
+    const TemporaryFolder shared;
+    addModule(folder_, "good", {"FW2"});
+    const std::string both = (folder_ / ".") + "~" + (shared / ".");
+    EXPECT_EQ(chosen(FirmwareModules(both), "FW1"), "good.bin");
+    const std::string path = std::filesystem::canonical(shared / ".");
+    for (const auto& [bits, octal] : {std::pair(0770, "0770"), std::pair(01777, "1777")}) {
+        ASSERT_EQ(chmod(path.c_str(), static_cast<mode_t>(bits)), 0);
+        EXPECT_EQ(chosen(FirmwareModules(both), "FW1"),
+                  "10/54 Failed reading a file necessary for the feature. '" + (shared / ".") + "': '" + path +
+                      "' can be written by others than its owner (mode " + octal + ").")
+            << "also for what the other folder holds";
+    }
 }
 
 TEST_F(FirmwareModulesTest, AFolderThatCannotBeReadIsTold) {
