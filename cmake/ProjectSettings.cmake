@@ -32,6 +32,33 @@ if(NIMBREL_FUZZ)
   add_compile_options(-fsanitize=fuzzer-no-link)
 endif()
 
+# Hardening. The linking is that of every build: position independent programs, all relocations done and read-only
+# before main, no executable stack.
+include(CheckPIESupported)
+check_pie_supported(LANGUAGES C CXX)
+target_link_options(project_settings INTERFACE -Wl,-z,relro -Wl,-z,now -Wl,-z,noexecstack)
+# The checks in the code are for what users get: _FORTIFY_SOURCE needs an optimised build, and instrumented ones have
+# checks of their own.
+if(NOT CMAKE_BUILD_TYPE STREQUAL "Debug" AND NOT NIMBREL_SANITIZE AND NOT NIMBREL_COVERAGE)
+  set(NIMBREL_HARDENED ON)
+  include(CheckCXXCompilerFlag)
+  # The last two are one thing on two processors; a compiler for another one refuses both.
+  foreach(flag -fstack-protector-strong -fcf-protection=full -mbranch-protection=standard)
+    string(MAKE_C_IDENTIFIER "NIMBREL_HAS${flag}" has)
+    check_cxx_compiler_flag(${flag} ${has})
+    if(${has})
+      target_compile_options(project_settings INTERFACE ${flag})
+    endif()
+  endforeach()
+  # Level 3 where compiler and C library know it: elsewhere they warn.
+  include(CheckCXXSourceCompiles)
+  set(CMAKE_REQUIRED_FLAGS "-O2 -Werror -U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=3")
+  check_cxx_source_compiles("#include <cstdio>\nint main() { return 0; }" NIMBREL_HAS_FORTIFY_3)
+  unset(CMAKE_REQUIRED_FLAGS)
+  target_compile_options(project_settings INTERFACE
+    -U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=$<IF:$<BOOL:${NIMBREL_HAS_FORTIFY_3}>,3,2>)
+endif()
+
 # project_library(NAME [OBJECT] SOURCES ... DEPENDS ...): a folder's target.
 function(project_library name)
   cmake_parse_arguments(ARG "OBJECT" "" "SOURCES;DEPENDS;PRIVATE_DEPENDS" ${ARGN})
