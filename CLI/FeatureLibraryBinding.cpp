@@ -1,15 +1,19 @@
 #include "CLI/FeatureLibraryBinding.h"
 
+#include <cerrno>
 #include <utility>
 
+#include "CLI/LibraryCall.h"
 #include "CLI/cli_system/ConfigurationFile.h"
 #include "CLI/cli_system/Settings.h"
 #include "ostrel/connections/linux/connection_dll_linux/Connection_DLL_Linux.h"
 #include "ostrel/core/File.h"
 #include "ostrel/core/Globals.h"
+#include "ostrel/core/Logging.h"
 #include "ostrel/core/ScopeTrace.h"
 #include "ostrel/core/Status.h"
 #include "ostrel/core/Strings.h"
+#include "ostrel/core/TrustedFile.h"
 #include "ostrel/interfaces/cli/cliframework/ErrorCode.h"
 #include "ostrel/interfaces/cli/cliframework/ErrorResult.h"
 
@@ -17,7 +21,10 @@ namespace cli {
 
 using framework::ErrorResult;
 using framework::ResultBase;
+using ostrel::core::logMessage;
+using ostrel::core::LOGSEVERITY_ERROR;
 using ostrel::core::Status;
+using ostrel::core::TrustedFile;
 using ostrel::core::xml::XmlElement;
 using ostrel::core::xml::XmlObject;
 
@@ -25,6 +32,9 @@ namespace {
 
 // Only handed on: whether it exists is the library's business.
 constexpr char LSI_SUPPORT_LIBRARY[] = "/usr/lib/nimbrel/storelib.so";
+
+// Null until it is constructed: the end of a run whose start failed must not load a library.
+FeatureLibraryBinding* loadedBinding = nullptr;
 
 std::unique_ptr<ResultBase> failure(int32_t code, const std::string& message) {
     return std::make_unique<ErrorResult>(code, message, "");
@@ -38,18 +48,33 @@ FeatureLibraryBinding& FeatureLibraryBinding::getInstance() {
     return instance;
 }
 
+void FeatureLibraryBinding::unload() {
+    OSTREL_TRACE();
+    if (loadedBinding != nullptr) loadedBinding->unloadLibrary();
+}
+
 FeatureLibraryBinding::FeatureLibraryBinding() {
     OSTREL_TRACE();
     listLibraryPaths();
     lsiPaths_.emplace_back(LSI_SUPPORT_LIBRARY);
     loadError_ = load();
+    loadedBinding = this;
 }
 
 FeatureLibraryBinding::~FeatureLibraryBinding() {
     OSTREL_TRACE();
+    loadedBinding = nullptr;
+    unloadLibrary();
+}
+
+void FeatureLibraryBinding::unloadLibrary() {
+    OSTREL_TRACE();
     if (connection_ == nullptr || !connection_->isOpen()) return;
-    const auto unload = resolve<UnloadFunction>("Unload");
-    if (unload != nullptr) unload();
+    const auto unloadFunction = resolve<UnloadFunction>("Unload");
+    if (unloadFunction != nullptr) {
+        const auto error = callLibrary("Unload", unloadFunction);
+        if (error != nullptr) logMessage(LOGSEVERITY_ERROR, error->output());
+    }
     closeLibrary();
 }
 
@@ -75,7 +100,14 @@ void FeatureLibraryBinding::disableLoggerIfOff() {
     const auto configuration = system::readConfigFile();
     if (configuration == nullptr || functions_.enableLogger == nullptr) return;
     const std::string enableLog = system::getSetting(*configuration, system::SETTING_ENABLE_LOG);
-    if (ostrel::core::equals(enableLog, "false", true)) functions_.enableLogger("", 0, 0, 1);
+    if (!ostrel::core::equals(enableLog, "false", true)) return;
+    const auto error = callLibrary("EnableLogger", [this] { functions_.enableLogger("", 0, 0, 1); });
+    if (error != nullptr) logMessage(LOGSEVERITY_ERROR, error->output());
+}
+
+void FeatureLibraryBinding::logPassedOver() const {
+    OSTREL_TRACE();
+    for (const std::string& line : passedOver_) logMessage(LOGSEVERITY_ERROR, "Feature library passed over: ", line);
 }
 
 void FeatureLibraryBinding::listLibraryPaths() {
@@ -91,12 +123,38 @@ void FeatureLibraryBinding::listLibraryPaths() {
 
 void FeatureLibraryBinding::openFirstLibrary() {
     OSTREL_TRACE();
-    for (const std::string& path : libraryPaths_) {
-        if (!ostrel::core::pathExists(path)) continue;
-        connection_ = std::make_unique<ostrel::connections::dll::Connection>(path);
-        if (connection_->open(nullptr).is(0, 0)) return;
-        closeLibrary();
+    for (const std::string& path : libraryPaths_)
+        if (openLibrary(path)) return;
+}
+
+bool FeatureLibraryBinding::openLibrary(const std::string& path) {
+    OSTREL_TRACE();
+    TrustedFile file;
+    const Status status = file.open(path, ostrel::core::SymbolicLink::FOLLOW);
+    if (status.is(ostrel::core::CATEGORY_OS, ENOENT)) return false;
+    if (!status.is(0, 0)) {
+        passOver(path, status.getMessage());
+        return false;
     }
+    if (file.realPath().find('$') != std::string::npos) {
+        passOver(path, "dlopen() would expand the '$' in its path");
+        return false;
+    }
+    // By its real path and not by /proc/self/fd/N, where "$ORIGIN", dlerror() and dladdr() would name that. Nobody who
+    // is not trusted can change a component of it, now that each was checked.
+    auto connection = std::make_unique<ostrel::connections::dll::Connection>(file.realPath());
+    if (!connection->open(nullptr).is(0, 0)) {
+        passOver(path, connection->getLoadError());
+        return false;
+    }
+    connection_ = std::move(connection);
+    return true;
+}
+
+void FeatureLibraryBinding::passOver(const std::string& path, const std::string& reason) {
+    OSTREL_TRACE();
+    const std::string start = path + ": ";
+    passedOver_.push_back(reason.compare(0, start.size(), start) == 0 ? reason : start + reason);
 }
 
 void FeatureLibraryBinding::closeLibrary() {
@@ -110,22 +168,30 @@ std::unique_ptr<ResultBase> FeatureLibraryBinding::load() {
     OSTREL_TRACE();
     openFirstLibrary();
     if (connection_ == nullptr) {
-        return failure(framework::ERRORCODE_GENERAL,
-                       "Failed to find or load valid library: " FEATURE_LIBRARY_FILE_NAME "--------");
+        std::string message = "Failed to find or load valid library: " FEATURE_LIBRARY_FILE_NAME "--------";
+        for (const std::string& line : passedOver_) message += "\n" + line;
+        return failure(framework::ERRORCODE_GENERAL, message);
     }
-    if (!isRightVersion()) {
+    auto error = checkVersion();
+    if (error == nullptr) error = startLibrary();
+    if (error != nullptr) {
         closeLibrary();
-        return failure(framework::ERRORCODE_GENERAL, "Invalid OSTREL Interface version.");
+        return error;
     }
-    return startLibrary();
+    return handOver();
 }
 
-bool FeatureLibraryBinding::isRightVersion() {
+std::unique_ptr<ResultBase> FeatureLibraryBinding::checkVersion() {
     OSTREL_TRACE();
     const auto getVersion = resolve<GetVerFunction>("GetVer");
-    return getVersion != nullptr && getVersion() == FEATURE_LIBRARY_VERSION;
+    int32_t version = 0;
+    if (getVersion != nullptr)
+        if (auto error = callLibrary("GetVer", [&] { version = getVersion(); })) return error;
+    if (version == FEATURE_LIBRARY_VERSION) return nullptr;
+    return failure(framework::ERRORCODE_GENERAL, "Invalid OSTREL Interface version.");
 }
 
+// Its error leaves nothing to unload.
 std::unique_ptr<ResultBase> FeatureLibraryBinding::startLibrary() {
     OSTREL_TRACE();
     const auto registerDeviceManager = resolve<RegisterDeviceManagerFunction>("RegisterDeviceManager");
@@ -133,15 +199,18 @@ std::unique_ptr<ResultBase> FeatureLibraryBinding::startLibrary() {
     functions_.sendXmlMessage = resolve<SendXMLMessageFunction>("SendXMLMessage");
     functions_.receiveXmlMessage = resolve<ReceiveXMLMessageFunction>("ReceiveXMLMessage");
     functions_.enableLogger = resolve<EnableLoggerFunction>("EnableLogger");
-    const auto setLsiPath = resolve<SetLSIPathFunction>("SetLSIPath");
     if (loadLibrary == nullptr || registerDeviceManager == nullptr || functions_.sendXmlMessage == nullptr ||
         functions_.receiveXmlMessage == nullptr) {
-        closeLibrary();
         return failure(framework::ERRORCODE_GENERAL, "Failed to load OSTREL Interface functions.");
     }
-    registerDeviceManager(deviceManager_);
-    loadLibrary(1);
+    auto error = callLibrary("RegisterDeviceManager", [&] { registerDeviceManager(deviceManager_); });
+    return error != nullptr ? std::move(error) : callLibrary("Load", [&] { loadLibrary(1); });
+}
 
+// Its error leaves a library that is loaded and may still be sent requests.
+std::unique_ptr<ResultBase> FeatureLibraryBinding::handOver() {
+    OSTREL_TRACE();
+    const auto setLsiPath = resolve<SetLSIPathFunction>("SetLSIPath");
     const std::string configText = system::readConfigText();
     std::unique_ptr<ResultBase> result;
     if (functions_.enableLogger != nullptr) result = configureLog(configText);
@@ -149,7 +218,10 @@ std::unique_ptr<ResultBase> FeatureLibraryBinding::startLibrary() {
     // Also after a log that was refused: requests may still be sent.
     if (setLsiPath != nullptr && configuration != nullptr &&
         system::isSettingOn(*configuration, system::SETTING_ENABLE_LSI_ADAPTER)) {
-        for (const std::string& path : lsiPaths_) setLsiPath(path.data(), path.size());
+        for (const std::string& path : lsiPaths_) {
+            auto error = callLibrary("SetLSIPath", [&] { setLsiPath(path.data(), path.size()); });
+            if (result == nullptr) result = std::move(error);
+        }
     }
     return result;
 }
@@ -169,7 +241,10 @@ std::unique_ptr<ResultBase> FeatureLibraryBinding::configureLog(const std::strin
     }
     // The tool's own log is opened later: emptied then, it would lose the library's first lines.
     ostrel::core::truncateLogFile(path);
-    if (functions_.enableLogger(path.data(), path.size(), 0, 0) == FEATURE_LIBRARY_INVALID_INPUT) {
+    int32_t code = FEATURE_LIBRARY_SUCCESS;
+    const auto call = [&] { code = functions_.enableLogger(path.data(), path.size(), 0, 0); };
+    if (auto error = callLibrary("EnableLogger", call)) return error;
+    if (code == FEATURE_LIBRARY_INVALID_INPUT) {
         return failure(framework::ERRORCODE_INVALID_CONFIGURATION,
                        "Invalid debug log file given: " + path +
                            "\nPlease use show -system and set -system to correct log file path.");

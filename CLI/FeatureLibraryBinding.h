@@ -13,8 +13,11 @@ namespace cli {
 /// The one binding of the process to the feature library, which does all work on drives: finds it, loads it, hands
 /// over log and adapter paths, carries requests, and closes it at exit. FeatureLibrary.h tells what a library offers.
 ///
+/// The library runs as root: a file is loaded only when no other user can change it (ostrel::core::TrustedFile).
+///
 /// A library that cannot be loaded does not stop the tool: the failure is kept for the one feature that needs a
-/// library, and there is no second try. What the library does inside a call, a crash included, happens in this process.
+/// library, and there is no second try. What the library does inside a call, a crash included, happens in this process;
+/// an exception ends with the call.
 ///
 /// Threads: the main thread only; the library may have threads of its own.
 class FeatureLibraryBinding {
@@ -22,7 +25,10 @@ public:
     /// The first call loads the library, and ends the process when the configuration file is bad (see getConfigPath()).
     static FeatureLibraryBinding& getInstance();
 
-    /// Tells the library to unload, and closes it.
+    /// Calls the library's Unload and closes it, once, if a library is loaded. For the end of a run, while the debug
+    /// log still takes what goes wrong there; the destructor does the same.
+    static void unload();
+
     ~FeatureLibraryBinding();
     FeatureLibraryBinding(const FeatureLibraryBinding&) = delete;
     FeatureLibraryBinding& operator=(const FeatureLibraryBinding&) = delete;
@@ -41,15 +47,22 @@ public:
     /// Tells the library to write no log, if the configuration says so.
     void disableLoggerIfOff();
 
+    /// Writes to the debug log which files were passed over when the library was looked for: the log opens later.
+    void logPassedOver() const;
+
 private:
     FeatureLibraryBinding();
 
     void listLibraryPaths();
     void openFirstLibrary();
+    bool openLibrary(const std::string& path);
+    void passOver(const std::string& path, const std::string& reason);
+    void unloadLibrary();
     void closeLibrary();
     std::unique_ptr<framework::ResultBase> load();
-    bool isRightVersion();
+    std::unique_ptr<framework::ResultBase> checkVersion();
     std::unique_ptr<framework::ResultBase> startLibrary();
+    std::unique_ptr<framework::ResultBase> handOver();
     std::unique_ptr<framework::ResultBase> configureLog(const std::string& configText);
     /// The function of that name, null when the library has none.
     template <typename Function>
@@ -58,6 +71,7 @@ private:
     void* deviceManager_ = nullptr;  // stays null: the library builds its own
     std::vector<std::string> libraryPaths_;
     std::vector<std::string> lsiPaths_;
+    std::vector<std::string> passedOver_;  // "PATH: REASON"
     std::unique_ptr<ostrel::connections::common::dll::Connection> connection_;
     std::unique_ptr<framework::ResultBase> loadError_;
     FeatureLibraryFunctions functions_;

@@ -4,6 +4,7 @@
 #include <stdexcept>
 #include <utility>
 
+#include "CLI/LibraryCall.h"
 #include "ostrel/core/Payload.h"
 #include "ostrel/core/ScopeTrace.h"
 #include "ostrel/core/Status.h"
@@ -44,12 +45,14 @@ std::unique_ptr<ResultBase> receive(ReceiveXMLMessageFunction receiveXmlMessage,
     OSTREL_TRACE();
     Payload buffer;
     uint64_t size = 0;
-    int32_t code = receiveXmlMessage(handle, buffer.getData(), &size);
+    int32_t code = 0;
+    const auto call = [&] { code = receiveXmlMessage(handle, buffer.getData(), &size); };
+    if (auto error = callLibrary("ReceiveXMLMessage", call)) return error;
     if (code == FEATURE_LIBRARY_INVALID_BUFFER_SIZE) {
         const uint64_t toldSize = size;
         buffer = Payload(toldSize);
         if (buffer.getSize() != toldSize) return tooLarge(toldSize);
-        code = receiveXmlMessage(handle, buffer.getData(), &size);
+        if (auto error = callLibrary("ReceiveXMLMessage", call)) return error;
         if (code == FEATURE_LIBRARY_SUCCESS && size > toldSize) {
             return receiveFailure("The response grew from " + std::to_string(toldSize) + " to " + std::to_string(size) +
                                   " bytes.");
@@ -73,7 +76,8 @@ std::unique_ptr<ResultBase> converse(const FeatureLibraryFunctions& library, con
     {
         const std::string text = request.toXmlString();
         if (library.sendXmlMessage == nullptr) return notLoaded();
-        library.sendXmlMessage(text.data(), text.size(), &handle);
+        const auto call = [&] { library.sendXmlMessage(text.data(), text.size(), &handle); };
+        if (auto error = callLibrary("SendXMLMessage", call)) return error;
     }
     if (library.receiveXmlMessage == nullptr) return notLoaded();
     return receive(library.receiveXmlMessage, handle, responseText);

@@ -27,9 +27,9 @@ struct FeatureLibraryFunctions {
 
 /// Sends one request and waits for its response, however long that takes.
 ///
-/// Null when all is well; otherwise the result that ends the command: the library is not loaded, it hands out no
-/// response, or the response reports a failure. `status` is that of the response, and keeps its value when there is
-/// none.
+/// Null when all is well; otherwise the result that ends the command: the library is not loaded, it throws, it hands
+/// out no response, or the response reports a failure. `status` is that of the response, and keeps its value when there
+/// is none.
 ///
 /// Throws std::runtime_error for a response that is no XML.
 std::unique_ptr<framework::ResultBase> exchange(const FeatureLibraryFunctions& library,

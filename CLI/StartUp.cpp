@@ -21,6 +21,11 @@ void runStartUpRoutine() {
     ostrel::core::setLogFile(logFile, false);
     ostrel::core::openLogFile();
     ostrel::core::enableLogging();
+    FeatureLibraryBinding::getInstance().logPassedOver();
+}
+
+void runShutDownRoutine() {
+    FeatureLibraryBinding::unload();
 }
 
 }  // namespace cli

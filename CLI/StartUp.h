@@ -7,4 +7,7 @@ namespace cli {
 /// of the library in the commands that need one.
 void runStartUpRoutine();
 
+/// What comes after the result is out: unloads the feature library, while the debug log still takes what goes wrong.
+void runShutDownRoutine();
+
 }  // namespace cli

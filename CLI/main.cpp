@@ -56,6 +56,7 @@ int runProcess(int argc, char** argv) {
                        argc > 0 ? std::vector<std::string>(argv + 1, argv + argc) : std::vector<std::string>());
     });
     const int exitStatus = cli::deliver(outcome, STDOUT_FILENO);
+    cli::runShutDownRoutine();
     ostrel::core::logMessage(LOGSEVERITY_DEBUG, "Exit Code: ", exitStatus);
     return cli::toProcessStatus(exitStatus);
 }

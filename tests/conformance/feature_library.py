@@ -8,7 +8,7 @@ import shutil
 import subprocess
 import unittest
 
-from settings import DEFAULTS, config
+from settings import CHANGEABLE, DEFAULTS, config
 from world import LIBRARY_NAME, TOOL, ToolTestCase
 
 RECORDING_LIBRARY = pathlib.Path(os.environ["NIMBREL_RECORDING_LIBRARY"])
@@ -143,10 +143,88 @@ class Loading(BindingTestCase):
         self.assertEqual(self.probe("loadError"), "loadError: null\n")
         self.assertEqual(self.calls(), START + ["Unload()"])
         self.library.write_text("no library either")
-        self.check_load_error(NOT_FOUND)
+        self.check_load_error(f"{NOT_FOUND}\n{configured}: file too short\n{INSTALLED}: file too short")
         self.library.unlink()
         self.library.mkdir()
+        self.check_load_error(f"{NOT_FOUND}\n{configured}: file too short\n"
+                              f"{INSTALLED}: '{INSTALLED}' is not a regular file")
+        self.library.rmdir()
+        configured.unlink()
         self.check_load_error(NOT_FOUND)
+
+    def test_logs_what_it_passed_over(self):
+        configured = self.world.cwd / "library"
+        configured.write_text("no library")
+        self.world.config.write_text(config(library=str(configured), enable_log="true"))
+        self.install()
+        self.check("version", "-d", "bad", status=8,
+                   stdout="Error: Invalid license parameter, use -d license to view the license.\n")
+        log = (self.world.var_log / "VelkoSSDOSTREL.log").read_text()
+        self.assertIn(f" [error] Feature library passed over: {configured}: file too short\n", log)
+
+    def test_passes_over_files_that_other_users_can_change(self):
+        configured = self.world.cwd / "folder" / "library"
+        configured.parent.mkdir()
+        self.install(at=configured)
+        self.install()
+        self.world.config.write_text(config(library=str(configured), enable_log="true"))
+        for place, mode in ((configured, 0o757), (configured, 0o775), (configured.parent, 0o777),
+                            (self.world.scratch, 0o770)):
+            before = place.stat().st_mode & 0o7777
+            place.chmod(mode)
+            self.assertEqual(self.probe("loadError"), "loadError: null\n", "the next one serves")
+            self.assertEqual(self.calls(), START + [LOGGER_ON, "Unload()"])
+            self.assertEqual(self.calls(configured), [])
+            log = (self.world.var_log / "VelkoSSDOSTREL.log").read_text()
+            reason = f"'{place}' can be written by others than its owner (mode {mode:04o})"
+            self.assertIn(f" [error] Feature library passed over: {configured}: {reason}\n", log)
+            self.library.rename(self.world.scratch / "away")
+            self.check_load_error(f"{NOT_FOUND}\n{configured}: {reason}")
+            (self.world.scratch / "away").rename(self.library)
+            place.chmod(before)
+        configured.parent.chmod(0o1777)
+        self.assertEqual(self.probe("loadError"), "loadError: null\n", "nobody else can replace it there")
+        self.assertEqual(self.calls(configured), START + [LOGGER_ON, "Unload()"])
+
+    def test_checks_where_a_link_leads(self):
+        target = self.world.cwd / "target"
+        link = self.world.cwd / "link"
+        link.symlink_to(target)
+        self.install(at=target)
+        self.world.config.write_text(config(library=str(link)))
+        self.assertEqual(self.probe("loadError"), "loadError: null\n")
+        self.assertEqual(self.calls(target), START + ["Unload()"])
+        target.chmod(0o777)
+        self.check_load_error(f"{NOT_FOUND}\n{link}: '{target}' can be written by others than its owner (mode 0777)")
+        self.assertEqual(self.calls(target), [])
+
+    def test_loads_the_very_file_that_was_checked(self):
+        """Without a '/' in the name the loader would search its own folders, and it would expand a '$'."""
+        library = self.world.cwd / "library"
+        self.install(at=library)
+        self.world.config.write_text(config(library="library"))
+        self.assertEqual(self.probe("loadError"), "loadError: null\n")
+        self.assertEqual(self.calls(library), START + ["Unload()"])
+        named = self.world.cwd / "$LIB"
+        self.install(at=named)
+        self.world.config.write_text(config(library=str(named)))
+        self.check_load_error(f"{NOT_FOUND}\n{named}: dlopen() would expand the '$' in its path")
+
+    def test_fails_with_a_library_that_throws(self):
+        for function, calls in (("GetVer", 1), ("RegisterDeviceManager", 2), ("Load", 3)):
+            for key, reason in (("throwIn", function), ("throwOtherIn", "unknown exception")):
+                self.install(**{key: function})
+                self.check_load_error(f"1 Error: The feature library failed in {function} with an exception: {reason}")
+                self.assertEqual(self.calls(), START[:calls] * 3, "closed without Unload")
+                self.check_send(f"send: {NOT_LOADED}")
+                self.calls()
+
+    def test_goes_on_after_a_library_that_throws_in_a_service(self):
+        self.world.config.write_text(config(enable_log="true", lsi="true"))
+        for function in ("EnableLogger", "SetLSIPath"):
+            self.install(throwIn=function)
+            self.check_load_error(f"1 Error: The feature library failed in {function} with an exception: {function}")
+            self.assertEqual(self.calls(), (START + [LOGGER_ON, SET_LSI_PATH, "Unload()"]) * 3)
 
     def test_does_not_pass_over_a_library_of_another_version(self):
         configured = self.world.cwd / "library"
@@ -160,9 +238,9 @@ class Loading(BindingTestCase):
     def test_looks_in_the_working_folder_when_the_executable_is_unknown(self):
         self.install(at=self.world.cwd / LIBRARY_NAME)
         self.world.config.write_text(DEFAULTS)
-        # Only what a sanitizer needs is left of /proc.
+        # Left of /proc is what a sanitizer needs, and the map of users: / may belong to an unmapped one.
         script = ("mkdir /opt/proc && mount --rbind /proc /opt/proc && mount -t tmpfs tmpfs /proc && mkdir /proc/self && "
-                  "ln -s /opt/proc/self/maps /opt/proc/self/cmdline /opt/proc/self/environ /proc/self && "
+                  "for name in maps cmdline environ uid_map; do ln -s /opt/proc/self/$name /proc/self/; done && "
                   f"exec {TOOL} version")
         run = self.world.run("-c", script, tool="/bin/sh", env={"ASAN_OPTIONS": "detect_leaks=0"})
         self.assertEqual(run.status, 0)
@@ -271,6 +349,17 @@ class HandingOver(BindingTestCase):
         self.assertEqual(self.probe("loadError", "disableLoggerIfOff"), f"loadError: {CONFIGURATION_LOST}\n")
         self.assertEqual(self.calls(), START + ["Unload()"])
         self.assertEqual(os.listdir(self.world.var_log), [], "the tool keeps no log either")
+
+    def test_needs_a_configuration_that_others_cannot_change(self):
+        """Nor could they when the run began. It is read again after Load, and to open the tool's own log."""
+        for function, calls in (("Load", START), ("SetLSIPath", START + [LOGGER_ON, SET_LSI_PATH])):
+            self.install(shareConfigurationIn=function)
+            self.world.config.write_text(config(enable_log="true", lsi="true"))
+            self.world.config.chmod(0o600)
+            before = self.world.config.read_text()
+            self.check("set", "-system", "EnableLog=false", status=5, stdout=CHANGEABLE)
+            self.assertEqual(self.calls(), calls)
+            self.assertEqual(self.world.config.read_text(), before)
 
     def test_of_the_log_ends_on_request(self):
         self.install()
@@ -386,6 +475,24 @@ class Requests(BindingTestCase):
         self.answer(RESPONSE)
         self.instruct(secondSize=0)
         self.check_send("send threw: Unable to convert the given xml string to an XmlElement", text="")
+
+    def test_fail_with_an_exception_of_the_library(self):
+        self.answer(RESPONSE)
+        for function in ("SendXMLMessage", "ReceiveXMLMessage"):
+            for key, reason in (("throwIn", function), ("throwOtherIn", "unknown exception")):
+                self.instruct(**{key: function})
+                self.check_send(f"send: 1 Error: The feature library failed in {function} with an exception: {reason}")
+
+    def test_end_in_good_order_with_a_library_that_throws_at_the_end(self):
+        self.instruct(throwIn="Unload")
+        self.world.config.write_text(config(enable_log="true"))
+        run = self.world.run("version")
+        self.assertEqual((run.status, run.stderr), (0, ""))
+        self.assertEqual(self.calls(), START + [LOGGER_ON, "Unload()"])
+        log = (self.world.var_log / "VelkoSSDOSTREL.log").read_text()
+        self.assertIn(" [error] Error: The feature library failed in Unload with an exception: Unload\n", log)
+        self.assertRegex(log, r"\[debug\] Exit Code: 0\n$")
+        self.assertEqual(self.probe(), "", "without the end of a run as well")
 
     def test_crash_with_the_library(self):
         """Nothing guards the tool: it ends as the library ends, and says so by its exit status."""

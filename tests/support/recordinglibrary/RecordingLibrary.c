@@ -15,13 +15,19 @@
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
+#include <sys/stat.h>
 #include <time.h>
 #include <unistd.h>
 
 #include "ostrel/interfaces/ostreli/interface/FeatureLibrary.h"
 
+/* Exceptions.cpp */
+void throwException(const char* what);
+void throwNumber(void);
+
 #define EXPORT __attribute__((visibility("default")))
 
+#define CONFIGURATION "/opt/velko/nimbrel/nimbrel_config.xml"
 #define ANSWER_SIZE (UINT64_MAX - 1) /* as a size: that of the answer */
 
 static uint64_t version = FEATURE_LIBRARY_VERSION;
@@ -33,7 +39,10 @@ static uint64_t secondCode = FEATURE_LIBRARY_SUCCESS;
 static uint64_t secondSize = ANSWER_SIZE;
 static uint64_t sleepMs;              /* how long SendXMLMessage takes */
 static char crashIn[64];              /* the function that ends in a segmentation fault */
+static char throwIn[64];              /* the function that throws a C++ exception, "what" with the function's name */
+static char throwOtherIn[64];         /* the same with something that is no std::exception */
 static char emptyConfigurationIn[64]; /* the function that empties the tool's configuration file */
+static char shareConfigurationIn[64]; /* the function that opens that file to all users */
 
 static const struct {
     const char* key;
@@ -71,6 +80,12 @@ static void readInstructions(void) {
     while (fscanf(file, "%63s %63s", key, value) == 2) {
         if (strcmp(key, "crashIn") == 0)
             memcpy(crashIn, value, sizeof value);
+        else if (strcmp(key, "throwIn") == 0)
+            memcpy(throwIn, value, sizeof value);
+        else if (strcmp(key, "throwOtherIn") == 0)
+            memcpy(throwOtherIn, value, sizeof value);
+        else if (strcmp(key, "shareConfigurationIn") == 0)
+            memcpy(shareConfigurationIn, value, sizeof value);
         else if (strcmp(key, "emptyConfigurationIn") == 0)
             memcpy(emptyConfigurationIn, value, sizeof value);
         else
@@ -97,9 +112,15 @@ static void record(const char* function, const char* arguments) {
     fprintf(file, "%s(%s)\n", function, arguments);
     fclose(file);
     if (strcmp(crashIn, function) == 0) raise(SIGSEGV);
-    if (strcmp(emptyConfigurationIn, function) == 0 && truncate("/opt/velko/nimbrel/nimbrel_config.xml", 0) != 0)
-        abort();
+    if (strcmp(emptyConfigurationIn, function) == 0 && truncate(CONFIGURATION, 0) != 0) abort();
+    if (strcmp(shareConfigurationIn, function) == 0 && chmod(CONFIGURATION, 0666) != 0) abort();
     logLines(function);
+}
+
+/* Last in a function: nothing here is freed by unwinding. */
+static void throwIfTold(const char* function) {
+    if (strcmp(throwIn, function) == 0) throwException(function);
+    if (strcmp(throwOtherIn, function) == 0) throwNumber();
 }
 
 /* "text", with everything unprintable as \xNN. */
@@ -154,17 +175,20 @@ static void loadAnswer(struct request* request) {
 EXPORT int32_t GetVer(void) {
     readInstructions();
     record("GetVer", "");
+    throwIfTold("GetVer");
     return (int32_t)version;
 }
 
 EXPORT void RegisterDeviceManager(void* deviceManager) {
     record("RegisterDeviceManager", deviceManager == NULL ? "null" : "not null");
+    throwIfTold("RegisterDeviceManager");
 }
 
 EXPORT void Load(int64_t mode) {
     char arguments[32];
     snprintf(arguments, sizeof arguments, "%" PRId64, mode);
     record("Load", arguments);
+    throwIfTold("Load");
 }
 
 EXPORT void SendXMLMessage(const char* text, uint64_t length, void** handle) {
@@ -176,6 +200,7 @@ EXPORT void SendXMLMessage(const char* text, uint64_t length, void** handle) {
     request->number = ++requests;
     loadAnswer(request);
     *handle = request;
+    throwIfTold("SendXMLMessage");
 }
 
 EXPORT int32_t ReceiveXMLMessage(void* handle, void* buffer, uint64_t* size) {
@@ -193,6 +218,7 @@ EXPORT int32_t ReceiveXMLMessage(void* handle, void* buffer, uint64_t* size) {
     if (buffer != NULL && request->answer != NULL)
         memcpy(buffer, request->answer, *size < request->size ? *size : request->size);
     *size = told == ANSWER_SIZE ? request->size : told;
+    throwIfTold("ReceiveXMLMessage");
     return (int32_t)(isFirst ? firstCode : secondCode);
 }
 
@@ -203,14 +229,17 @@ EXPORT int32_t EnableLogger(const char* path, uint64_t length, int64_t reserved,
     memcpy(logPath, path, length);
     logPath[length] = '\0';
     recordText("EnableLogger", path, length, more);
+    throwIfTold("EnableLogger");
     return (int32_t)loggerCode;
 }
 
 EXPORT void SetLSIPath(const char* path, uint64_t length) {
     recordText("SetLSIPath", path, length, "");
+    throwIfTold("SetLSIPath");
 }
 
 EXPORT void Unload(void) {
     record("Unload", "");
     for (unsigned i = 0; i < requests; ++i) free(store[i].answer);
+    throwIfTold("Unload");
 }

@@ -99,7 +99,11 @@ TEST_F(ConnectionDll, RefusesAFileThatIsNoLibrary) {
     errno = EBADF;  // of something else, and not to be reported
     Connection connection(path);
     EXPECT_EQ(describe(connection.open(nullptr)), "1/0 System error.");
+    EXPECT_EQ(connection.getLoadError(), path + ": file too short");
     EXPECT_EQ(logged(), "[error] Unable to load " + path + ". System error: " + path + ": file too short\n");
+    std::filesystem::copy_file(LIBRARY, path, std::filesystem::copy_options::overwrite_existing);
+    EXPECT_TRUE(connection.open(nullptr).is(0, 0));
+    EXPECT_EQ(connection.getLoadError(), "");
 }
 
 TEST_F(ConnectionDll, LoadsFunctions) {

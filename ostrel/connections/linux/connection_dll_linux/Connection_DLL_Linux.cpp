@@ -42,11 +42,13 @@ Status Connection::open(core::Device*) {
         logMessage(LOGSEVERITY_DEBUG, "Connection already opened for ", name);
         return Status();
     }
+    loadError_.clear();
     errno = 0;  // dlopen() need not set it; a left-over would name a wrong reason
     handle_ = dlopen(name.c_str(), keepLoaded_ ? RTLD_LAZY | RTLD_NODELETE : RTLD_LAZY);
     const int error = errno;
     if (handle_ == nullptr) {
-        logMessage(LOGSEVERITY_ERROR, "Unable to load ", name, ". System error: ", dlErrorText());
+        loadError_ = dlErrorText();
+        logMessage(LOGSEVERITY_ERROR, "Unable to load ", name, ". System error: ", loadError_);
         return systemError(error);
     }
     logMessage(LOGSEVERITY_DEBUG, "Opened connection to ", name);

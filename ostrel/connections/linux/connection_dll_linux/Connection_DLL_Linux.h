@@ -33,7 +33,11 @@ public:
     /// With true, the library's code stays in memory when the connection is closed. To be set before open().
     void setKeepLoaded(bool flag) { keepLoaded_ = flag; }
 
+    /// Why the last open() failed, in the words of dlerror(3), which mostly begin with the path; empty after a success.
+    const std::string& getLoadError() const { return loadError_; }
+
 private:
+    std::string loadError_;
     void* handle_ = nullptr;
     bool keepLoaded_ = false;
 };

@@ -4,7 +4,9 @@
  *
  * A feature library is a shared object named FEATURE_LIBRARY_FILE_NAME. The tool loads the first one that it finds at
  * the configured path, beside its own executable, or in FEATURE_LIBRARY_FOLDER, and resolves the functions below by
- * name. It does so on every run, whatever the command; a run is one process with one command.
+ * name. It does so on every run, whatever the command; a run is one process with one command. The tool runs as root: a
+ * file that a user other than root, the running user or the owner of the tool's executable can change, itself or by a
+ * folder above it, is passed over.
  *
  * Order of the calls. Everything comes from the tool's main thread, one call at a time:
  *
@@ -21,12 +23,15 @@
  *
  *   - Texts are UTF-8 or plain bytes with a length in bytes. Do not rely on a terminating zero byte. They belong to
  *     the tool and are gone after the call.
- *   - No call may end the process, throw, or leave by longjmp: the tool cannot guard itself against either.
+ *   - No call may end the process, throw, or leave by longjmp. The tool cannot guard itself against the first and the
+ *     last; an exception ends the command, or the loading, as a failure.
  *   - The library may run threads of its own, between calls too. They must have ended when Unload returns: the code is
  *     unmapped then. Threads may not write to the tool's memory after the call that lent it.
  *   - Standard input and output belong to the tool: nothing is printed there. The library leaves signal handlers,
  *     locale, working directory, umask and environment as they are.
- *   - The library exports these functions and nothing else.
+ *   - The library exports these functions and nothing else. A library that is built on the core of this project hides
+ *     the core's symbols too, that of Device's destructor included, which the core by itself leaves visible: the two
+ *     copies of the core in one process must not mix.
  */
 
 #ifdef __cplusplus
@@ -86,8 +91,9 @@ int32_t EnableLogger(const char* path, uint64_t length, int64_t reserved, int64_
 /* Optional. Where the support library of LSI adapters is; the tool neither opens it nor looks whether it exists. */
 void SetLSIPath(const char* path, uint64_t length);
 
-/* Optional. The last call. It comes while the tool destroys its static objects: those of the library that were made
- * after Load returned may be gone by then, so what Unload needs must not be one of them. */
+/* Optional. The last call. It comes when the result of the command is out, or, where a run ends early, while the tool
+ * destroys its static objects: those of the library that were made after Load returned may be gone by then, so what
+ * Unload needs must not be one of them. */
 void Unload(void);
 
 /* The functions as they are resolved at run time. */
