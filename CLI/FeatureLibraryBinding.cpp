@@ -105,8 +105,8 @@ void FeatureLibraryBinding::disableLoggerIfOff() {
     if (error != nullptr) logMessage(LOGSEVERITY_ERROR, error->output());
 }
 
+// Without a scope trace: a run that passed nothing over begins its log with the tool's version.
 void FeatureLibraryBinding::logPassedOver() const {
-    OSTREL_TRACE();
     for (const std::string& line : passedOver_) logMessage(LOGSEVERITY_ERROR, "Feature library passed over: ", line);
 }
 

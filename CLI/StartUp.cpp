@@ -12,7 +12,7 @@ namespace cli {
 
 // Without a scope trace: its last line would be the first of every log.
 void runStartUpRoutine() {
-    FeatureLibraryBinding::getInstance();
+    const FeatureLibraryBinding& binding = FeatureLibraryBinding::getInstance();
     const auto configuration = system::readConfigFile();
     if (configuration == nullptr || !system::isSettingOn(*configuration, system::SETTING_ENABLE_LOG)) return;
     const std::string logFile = system::getSetting(*configuration, system::SETTING_LOG_FILE);
@@ -21,7 +21,7 @@ void runStartUpRoutine() {
     ostrel::core::setLogFile(logFile, false);
     ostrel::core::openLogFile();
     ostrel::core::enableLogging();
-    FeatureLibraryBinding::getInstance().logPassedOver();
+    binding.logPassedOver();
 }
 
 void runShutDownRoutine() {
