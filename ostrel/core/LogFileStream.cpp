@@ -3,6 +3,8 @@
 #include <fcntl.h>
 #include <sys/stat.h>
 
+#include "ostrel/core/FileRules.h"
+
 namespace ostrel::core {
 
 namespace {
@@ -10,10 +12,16 @@ namespace {
 // Two steps, since the file may turn out to be none that may be emptied. O_NONBLOCK: opening a pipe must not wait for
 // its reader; on a regular file it means nothing. 0600: the command line, which is logged, may hold a PSID.
 FileDescriptor openRegularFile(const std::string& name, bool append) {
-    FileDescriptor file(
-        ::open(name.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, 0600));
+    const size_t nameStart = name.rfind('/') + 1;  // 0 without a '/'
+    FileDescriptor folder;
+    if (openFolder(name.substr(0, nameStart), folder)) return FileDescriptor();
+    FileDescriptor file(::openat(folder.get(), name.c_str() + nameStart,
+                                 O_WRONLY | O_CREAT | O_APPEND | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, 0600));
     struct stat about = {};
+    struct stat above = {};
     if (!file.isOpen() || ::fstat(file.get(), &about) != 0 || !S_ISREG(about.st_mode)) return FileDescriptor();
+    // Another user's file would hand him the log.
+    if (::fstat(folder.get(), &above) != 0 || checkExistingFile(about, above)) return FileDescriptor();
     if (!append && ::ftruncate(file.get(), 0) != 0) return FileDescriptor();
     return file;
 }

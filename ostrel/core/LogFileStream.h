@@ -15,8 +15,8 @@ namespace ostrel::core {
 /// Threads: one at a time.
 class LogFileStream : public std::ostream {
 public:
-    /// Opens `name`, created with mode 0600 if it is missing. Anything but a regular file, and a symbolic link to
-    /// one, is left alone: isOpen() is false then.
+    /// Opens `name`, created with mode 0600 if it is missing. Anything but a regular file, a symbolic link to one, and
+    /// what other users can do in a folder of theirs (FileRules.h) is left alone: isOpen() is false then.
     LogFileStream(const std::string& name, bool append);
 
     bool isOpen() const { return buffer_.file_.isOpen(); }

@@ -58,6 +58,19 @@ TEST(LogFileStream, FollowsNoLink) {
     EXPECT_FALSE(std::filesystem::exists(folder / "absent"));
 }
 
+TEST(LogFileStream, OpensNoFileThatAnotherUserPutThere) {
+    TemporaryFolder folder;
+    ASSERT_EQ(chmod((folder / ".").c_str(), 01777), 0);
+    writeWholeFile(folder / "precious", "precious");
+    ASSERT_EQ(link((folder / "precious").c_str(), (folder / "log").c_str()), 0);
+    EXPECT_FALSE(LogFileStream(folder / "log", false).isOpen()) << "a further name of a file, which others could make";
+    EXPECT_EQ(readWholeFile(folder / "precious"), "precious");
+    EXPECT_TRUE(LogFileStream(folder / "new", false).isOpen());
+    ASSERT_EQ(chmod((folder / "new").c_str(), 0666), 0);
+    if (chown((folder / "new").c_str(), 4000000, 4000000) != 0) GTEST_SKIP() << "giving a file away takes root";
+    EXPECT_FALSE(LogFileStream(folder / "new", true).isOpen()) << "its owner would read the log";
+}
+
 TEST(LogFileStream, OpensRegularFilesOnly) {
     TemporaryFolder folder;
     ASSERT_EQ(mkfifo((folder / "pipe").c_str(), 0600), 0);
