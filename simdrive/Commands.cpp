@@ -276,6 +276,7 @@ Outcome list(const DriveStore& store, const CommandLine& line) {
     const bool isJson = line.has("json");
     std::vector<std::vector<std::string>> rows = {{"NAME", "MODEL", "SIZE", "SERIAL NUMBER", "FIRMWARE", "FAULTS"}};
     std::string json;
+    int exitStatus = 0;
     std::vector<std::string> names;
     const Status listed = store.list(names);
     if (!listed.is(0, 0)) return Outcome::failed(listed);  // none, or some, is not all
@@ -289,10 +290,11 @@ Outcome list(const DriveStore& store, const CommandLine& line) {
                             row.identity.firmware, joinedKeys(faultsOf(drive))});
         } else {
             rows.push_back({name, row.status.getMessage()});
+            exitStatus = EXIT_FAILED;  // a list with a hole is no whole one
         }
     }
-    if (isJson) return {0, json.empty() ? "[]\n" : "[\n" + json + "\n]\n", ""};
-    return {0, rows.size() == 1 ? "There are no simulated drives.\n" : tableOf(rows), ""};
+    if (isJson) return {exitStatus, json.empty() ? "[]\n" : "[\n" + json + "\n]\n", ""};
+    return {exitStatus, rows.size() == 1 ? "There are no simulated drives.\n" : tableOf(rows), ""};
 }
 
 Outcome remove(const DriveStore& store, const CommandLine& line) {

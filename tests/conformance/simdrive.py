@@ -151,13 +151,13 @@ class Listing(SimdriveTestCase):
         firmware = drives[0]["firmware"]
         common = {"model": "velko", "sizeBytes": 17179869184, "firmware": firmware}
         error = f"{DRIVES}/b9/description.ini: Line 1: '=' character not found in line."
-        self.assertEqual((run.status, run.stderr), (0, ""))
+        self.assertEqual((run.status, run.stderr), (1, ""), "b9 is missing from a whole list")
         self.assertEqual(drives, [
             {"name": "a", "path": f"{DRIVES}/a", "serialNumber": "S1", **common, "faults": {}},
             {"name": "b9", "path": f"{DRIVES}/b9", "error": error},
             {"name": "b10", "path": f"{DRIVES}/b10", "serialNumber": "S10", **common,
              "faults": {"temperature": "90", "gone": "yes"}}])
-        self.check("list", stdout="NAME  MODEL  SIZE    SERIAL NUMBER  FIRMWARE  FAULTS\n"
+        self.check("list", status=1, stdout="NAME  MODEL  SIZE    SERIAL NUMBER  FIRMWARE  FAULTS\n"
                                   f"a     velko  16 GiB  S1             {firmware:8}  none\n"
                                   f"b9    {error}\n"
                                   f"b10   velko  16 GiB  S10            {firmware:8}  temperature, gone\n")
