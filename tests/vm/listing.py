@@ -14,6 +14,24 @@ class OneDrive(VmTestCase):
     def test_is_listed_with_what_the_witnesses_say(self):
         self.assertEqual(self.drives("-velkossd"), Witness(self.machine).list())
 
+    def test_without_sysfs_is_found_by_its_node_and_not_erased(self):
+        where, incomplete = "Status : System rescan failed. Not everything could be looked at: ", "/sys: sysfs is not mounted."
+        properties = "Capacity,Firmware,ModelNumber,NamespaceId,SerialNumber,SectorSize"
+        seen = self.machine.shell(f"nimbrel show -d {properties} -velkossd 0").stdout
+        hidden = "unshare -m sh -c 'mount -t tmpfs tmpfs /sys && %s'"
+        listed = self.machine.shell(hidden % f"nimbrel show -d {properties} -velkossd")
+        self.assertEqual((listed.stdout, listed.status),
+                         (f"{seen}- Drive Scan Incomplete -\n\n{where}{incomplete}\n\n", 39))
+        named = self.machine.shell(hidden % f"nimbrel show -d {properties} -velkossd /dev/nvme0")
+        self.assertEqual((named.stdout, named.status), (seen, 0))
+        before = self.machine.image(self.controllers[0]).read_bytes()
+        for name in ("0", "S1", "/dev/nvme0"):
+            with self.subTest(name):
+                refused = self.machine.shell(hidden % f"nimbrel delete -force -velkossd {name}")
+                self.assertEqual(refused.status, 3)
+                self.assertIn(incomplete[:-1], refused.stdout)
+        self.assertEqual(self.machine.image(self.controllers[0]).read_bytes(), before)
+
     def test_is_shown_as_text(self):
         self.check("show", "-d", "SerialNumber,NamespaceId,Colour", "-velkossd", "0",
                    stdout="\n- Velko SSD S1 -\n\nColour : Property not found\nNamespaceId : 1\nSerialNumber : S1\n\n")
