@@ -288,11 +288,11 @@ class Destruction(VmTestCase):
     def test_the_boot_drive_is_found_and_left_alone(self):
         """As a system that runs from the drive sees it: its root is what is mounted on /data."""
         run = self.machine.shell(
-            "set -e; cd /data; for d in proc sys dev bin lib lib64 usr opt etc tmp; do mkdir -p $d; "
+            "set -e; cd /data; for d in proc sys dev bin lib lib64 usr opt etc tmp run; do mkdir -p $d; "
             "[ ! -d /$d ] || mount --rbind /$d $d; done; "
             "chroot . nimbrel show -o json -d DevicePath,SerialNumber -velkossd bootdrive; "
             "! chroot . nimbrel delete -force -velkossd bootdrive; "
-            "for d in tmp etc opt usr lib64 lib bin dev sys proc; do umount -l $d || :; done")
+            "for d in run tmp etc opt usr lib64 lib bin dev sys proc; do umount -l $d || :; done")
         self.assertEqual(run.status, 0, run.stderr)
         shown, refused = run.stdout.split("Deleting...")
         self.assertIn(f'"SerialNumber":"FS"', shown)
