@@ -1,4 +1,5 @@
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 #include <filesystem>
 
@@ -307,13 +308,14 @@ TEST_F(FirmwareUpdateJobTest, ADriveThatDoesNotRunWhatTheModulePromisedIsAFailur
 }
 
 TEST_F(FirmwareUpdateJobTest, WithoutAModuleNothingIsSent) {
+    const std::string folder = std::filesystem::canonical(folder_ / ".");
     const DriveBytes controller = firmwareController(AT_ONCE);
     drive_.expect(identify(0x01).answers(controller));
     EXPECT_EQ(updateFromModules(drive_), output(status(TITLE, "10", "71", "No firmware module found.")));
     writeWholeFile(folder_ / "bad.json", "[]");
     drive_.expect(identify(0x01).answers(controller));
     EXPECT_EQ(updateFromModules(drive_), output(status(TITLE, "10", "71",
-                                                       "No firmware module found. '" + (folder_ / "") +
+                                                       "No firmware module found. '" + folder +
                                                            "/bad.json': 'models' must be given once "
                                                            "and be a list of 1 to 64 patterns of model numbers.")));
     std::filesystem::remove(folder_ / "bad.json");
@@ -326,9 +328,20 @@ TEST_F(FirmwareUpdateJobTest, WithoutAModuleNothingIsSent) {
     writeWholeFile(folder_ / "new.bin", "another image..!");
     drive_.expect(identify(0x01).answers(controller));
     EXPECT_EQ(updateFromModules(drive_), output(status(TITLE, "10", "73",
-                                                       "Invalid firmware module type. '" + (folder_ / "") +
+                                                       "Invalid firmware module type. '" + folder +
                                                            "/new.bin' is not the file that its "
                                                            "manifest describes: its SHA-256 is another.")));
+}
+
+TEST_F(FirmwareUpdateJobTest, FromAFolderThatOtherUsersCanChangeNothingIsSent) {
+    const std::string folder = std::filesystem::canonical(folder_ / ".");
+    addModule(folder_, "new", {"FW2", "2026-09-09"});
+    ASSERT_EQ(chmod(folder.c_str(), 0777), 0);
+    drive_.expect(identify(0x01).answers(firmwareController(AT_ONCE)));
+    EXPECT_EQ(updateFromModules(drive_),
+              output(status(TITLE, "10", "54",
+                            "Failed reading a file necessary for the feature. '" + (folder_ / "") + "': '" + folder +
+                                "' can be written by others than its owner (mode 0777).")));
 }
 
 }  // namespace
