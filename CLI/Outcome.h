@@ -23,7 +23,7 @@ struct Outcome {
 Outcome outcomeOf(const std::function<std::unique_ptr<framework::ResultBase>()>& work);
 
 /// Writes the output to a file, standard output as a rule, and returns the exit status. An output that cannot be
-/// written is told on standard error and turns a success into exit status 1. That a reader has gone away is an
+/// written is reported on standard error and turns a success into exit status 1. That a reader has gone away is an
 /// error of the write: see ostrel::core::ignoreWriteSignals(). Does not allocate.
 int deliver(const Outcome& outcome, int fileDescriptor);
 

@@ -12,10 +12,9 @@ class XmlElement;
 /// Responses that become files, one for each output object. Without a destination the file's name is made of the
 /// output's name and key: "telemetry_ABC123.bin".
 ///
-/// The result of a single output is what came of its file. Several outputs, and one whose status tells a failure, are
-/// gathered: each is told under "Success" or "Error". Why a file was not written goes to the error stream, in a line of
-/// its own: docs/files.md has the reasons.
-/// Ownership: the response stays the caller's, but it is used up.
+/// The result of a single output is what came of its file. Several outputs, and one whose status reports a failure, are
+/// gathered: each is listed under "Success" or "Error". Why a file was not written goes to the error stream, in a line
+/// of its own: docs/files.md has the reasons. Ownership: the response stays the caller's, but it is used up.
 namespace cli::velkossd {
 
 /// The exit status for a file that was not written or had no data. Not ERRORCODE_FILE_NOT_WRITTEN: scripts know this

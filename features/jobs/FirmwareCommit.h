@@ -33,8 +33,9 @@ ostrel::core::Status checkCommit(nvme::Drive& drive, const CommitRequest& reques
 /// Commits, resets the controller when that is what the firmware waits for and the user left the action open, and
 /// reports in `out` the drive's answer, the running revision and the slots as they are now. Firmware that waits for a
 /// reset is a success. So is a commit after which the running revision and the slots are as they were before, but it
-/// is not called stored or activated, unless the completion names the reset that the firmware waits for. 10/53 when the drive refuses, or when it runs other firmware than `expected`
-/// after the activation (empty: any will do); 10/175 for a slot that it does not take.
+/// is not called stored or activated, unless the completion names the reset that the firmware waits for. 10/53 when the
+/// drive refuses, or when it runs other firmware than `expected` after the activation (empty: any will do); 10/175 for
+/// a slot that it does not take.
 ostrel::core::Status commitFirmware(nvme::Drive& drive, const CommitRequest& request, const std::string& expected,
                                     const std::string& heading, DriveOutput& out);
 

@@ -27,7 +27,7 @@ std::string logName(const nvme::Drive& drive, uint8_t lid);
 /// Reads of log page `lid` what is to be shown, as `request` says: without a number of dwords the length that the
 /// decoder knows, of the telemetry and persistent event logs the header; what is not known gives 512 bytes.
 ///
-/// An offset behind the end is 10/36, a page of the maker by its name on another drive 10/3, and what is too long to be
+/// An offset past the end is 10/36, a page of the maker by its name on another drive 10/3, and what is too long to be
 /// decoded 1/27 or 1/12 before it is read (LogLimits.h).
 ostrel::core::Status readLogPage(DriveFacts& facts, const NvmeLogRequest& request, uint8_t lid,
                                  ostrel::core::Payload& data);

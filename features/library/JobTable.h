@@ -13,8 +13,9 @@ namespace features::library {
 /// library does not have, 11/4 for any other name.
 std::unique_ptr<ostrel::interfaces::ostreli::Job> createJob(const std::string& name, ostrel::core::Status& status);
 
-/// Whether the request asks for more than to be shown something: what sets, resets, starts or erases. A job that is not
-/// known changes nothing.
+/// Whether the request sets, resets, starts or erases something, and so needs the drive's lock and a name that fits one
+/// drive alone. NvmeCommand::changesDrive() decides for each command again, below the job. A job that is not known
+/// changes nothing.
 bool changesDrive(const ostrel::core::xml::XmlObject& request);
 
 }  // namespace features::library

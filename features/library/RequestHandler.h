@@ -13,7 +13,7 @@
 
 namespace features::library {
 
-/// Turns the text of a request into the text of its answer: finds the job and the drives, runs the one on the others.
+/// Turns the text of a request into the text of its answer: finds the job and the drives, and runs the job on them.
 ///
 /// The answer's root bears the job's name. It holds one "status" object for the request as a whole, then the outputs.
 ///   - no XML: 11/2; a root without a name, or a name that is no job's: 11/4; a job that this library does not have:
@@ -21,9 +21,8 @@ namespace features::library {
 ///   - a drive that is named and not there: 0/4, 0/5, 0/7 or 0/8, by the kind of the name; 11/10 for another kind
 ///   - two namespaces of one drive: 10/6, since a job is about one of them
 ///   - a name that fits two drives (one serial number twice, also in another case; an index that is the serial number
-///   of
-///     another drive), in a request that changes drives: 10/6 with the paths to choose from. One that only shows takes
-///     the first. The controllers of one NVM subsystem are one drive: its serial number stands for one that is live.
+///     of another drive), in a request that changes drives: 10/6 with the paths to choose from. One that only shows
+///     takes the first. The controllers of one NVM subsystem are one drive: its serial number selects one that is live.
 ///   - a drive that another process is changing, in a request that changes drives: 11/9 with the process id
 /// Every selector must lead to a drive before any of them is touched. No selector stands for all drives.
 ///

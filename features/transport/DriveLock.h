@@ -9,7 +9,7 @@
 namespace features::transport {
 
 /// Where the lock files are, one a drive. They are never removed: a process that opens a file just as another removes
-/// it would hold a lock that nobody else can see.
+/// it would hold a lock that no other process can see.
 inline constexpr const char* DRIVE_LOCKS = "/run/nimbrel";
 
 /// The lock of a drive: one process of this library at a time changes it. Advisory: it keeps no other program away.

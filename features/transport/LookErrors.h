@@ -7,8 +7,8 @@
 
 namespace features::transport {
 
-/// What could not be looked at: files and folders of the system that may well be there. A search that leaves errors
-/// behind has found what it found, and cannot tell that there is nothing else.
+/// What could not be looked at: files and folders of the system that may well be there. A search that adds errors
+/// has found what it found, and does not show that there is nothing else.
 ///
 /// Threads: one at a time per object.
 class LookErrors {

@@ -6,7 +6,7 @@
 
 namespace features::transport {
 
-/// Why a drive is not changed although it was selected. `place` is its node or its folder.
+// Why a drive is not changed although it was selected. `place` is its node or its folder.
 
 /// 1/61 (ENODATA): it is not known who was selected, or who is there. Neither may be a guess.
 ostrel::core::Status unknownIdentity(const std::string& place);

@@ -19,7 +19,7 @@ struct FileError {
     std::string text() const;
 };
 
-/// Whether another user can put something into the folder: its owner, or one whom the mode lets write.
+/// Whether another user can put something into the folder: its owner, or one that the mode allows to write.
 bool othersMayWrite(const struct stat& folder);
 
 /// Whether the link in `folder` may be followed. What the kernel refuses in sticky folders (fs.protected_symlinks) is

@@ -12,14 +12,14 @@ namespace ostrel::core {
 
 /// A file or folder that no other user can change: what the process runs as root or obeys comes from such a one.
 ///
-/// It and every folder above it belong to a trusted user (TrustedOwners), and nobody else may write there. A folder
+/// It and every folder above it belong to a trusted user (TrustedOwners), and no other user may write there. A folder
 /// above it may be one that all may write, when it has the sticky bit (/tmp) and what the path leads to in it belongs
 /// to a trusted user, since others can neither replace nor remove that. The unmapped owner of a user namespace counts
 /// as trusted, except in such a folder.
 ///
 /// Links in the path are resolved first, and the real path is then walked from "/" through descriptors, without
-/// following another link: what was checked is what is opened, and as long as the check holds nobody can put something
-/// else in its place.
+/// following another link: what was checked is what is opened, and as long as the check holds no other user can put
+/// something else in its place.
 ///
 /// Errors: statuses of CATEGORY_OS with errno and a message that names the path. EPERM and refused() for what other
 ///         users can change: the message names the file or folder and why.

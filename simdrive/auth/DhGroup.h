@@ -12,8 +12,8 @@ namespace simdrive::auth {
 /// One side of a Diffie-Hellman exchange in a group of RFC 7919 (ffdhe2048 to ffdhe8192). Values are big endian, as
 /// long as the group's prime.
 ///
-/// Errors: false, when the peer's value is none (0, 1, the prime minus 1 or more, another length) or OpenSSL fails.
-/// Threads: one at a time per object.
+/// Errors: false, when the peer's value is not valid (0, 1, the prime minus 1 or more, another length) or OpenSSL
+/// fails. Threads: one at a time per object.
 class DhGroup {
 public:
     static constexpr uint8_t NULL_GROUP = 0;

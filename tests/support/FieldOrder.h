@@ -40,7 +40,7 @@ struct DescribedFields {
     template struct DescribedFields<description,       \
                                     BOOST_PP_SEQ_ENUM(BOOST_PP_SEQ_TRANSFORM(FIELD_POINTER, class_, members))>;
 
-/// Whether each member stands after the one before it.
+/// Whether each member comes after the one before it.
 inline bool areInOrder(const FieldOffsets& offsets) {
     return offsets.size() > 1 &&
            std::adjacent_find(offsets.begin(), offsets.end(), std::greater_equal<std::size_t>()) == offsets.end();

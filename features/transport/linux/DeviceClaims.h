@@ -11,7 +11,7 @@
 
 namespace features::transport {
 
-/// A use of a device that stands neither in the table of mounts nor among the holders of sysfs.
+/// A use of a device that is neither in the table of mounts nor among the holders of sysfs.
 struct DeviceClaim {
     dev_t device;      ///< the block device, or the controller's character device
     std::string user;  ///< what uses it: "loop0 (/dev/nvme0n1)"

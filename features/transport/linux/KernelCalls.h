@@ -12,7 +12,7 @@ namespace features::transport {
 /// NVMe driver goes through it, so that a test takes the kernel's place.
 ///
 /// Deriving: a test overrides what it answers itself; each operation here is the kernel's own.
-/// Errors:   as in the manual pages: -1, and errno tells why.
+/// Errors:   as in the manual pages: -1, and the reason in errno.
 /// Threads:  any number at once.
 class KernelCalls {
 public:

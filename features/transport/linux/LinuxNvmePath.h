@@ -29,10 +29,9 @@ class BlockUses;
 ///            missing right, the right. A process that waits in the kernel cannot be killed, so no command goes without
 ///            a time-out.
 /// Identity:  the name of a node may pass to another drive between the scan and the opening. Before anything that
-/// changes
-///            the drive (NvmeCommand::changesDrive(), resets) Identify over the open node itself must show the drive
-///            that was selected; otherwise that is 1/19 (ENODEV) with both serial numbers, and only Identify was sent.
-///            So it is if a namespace's node is by now that of another namespace.
+///            changes the drive (NvmeCommand::changesDrive(), resets) Identify over the open node itself must show the
+///            drive that was selected; otherwise that is 1/19 (ENODEV) with both serial numbers, and only Identify was
+///            sent. The same holds for a namespace's node that is by now that of another namespace.
 /// Threads:   any number at once.
 class LinuxNvmePath : public ostrel::core::CommandPath {
 public:

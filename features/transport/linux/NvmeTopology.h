@@ -26,7 +26,7 @@ struct NamespaceNode {
 /// Controllers and namespaces are read at each call; which controller belongs to which subsystem, which never changes,
 /// once for the object.
 ///
-/// Errors:  what could not be looked at goes into `errors`; what is returned is what was found all the same.
+/// Errors:  what could not be looked at goes into `errors`; what was found is still returned.
 /// Threads: any number at once.
 class NvmeTopology {
 public:

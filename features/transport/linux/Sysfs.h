@@ -13,8 +13,7 @@ namespace features::transport {
 /// Small reads of sysfs and its like. Paths are taken as they are; a test gives paths below a folder of its own.
 ///
 /// Errors:  What does not exist, or vanishes while it is read, is absent. Any other failure is absent too, and goes
-/// into
-///          `errors`: the caller decides what it means that nothing is known. Absence tells nothing where the file
+///          into `errors`: the caller decides what it means that nothing is known. Absence means nothing where the file
 ///          system is not mounted: isSysfs() and isProcfs().
 /// Threads: no state.
 

@@ -13,8 +13,7 @@ namespace features::transport {
 /// files are damaged is found too, with the reason in ErrorString.
 ///
 /// Ownership: the clock must outlive the devices. Clones share `errors`, in which each scan leaves what it could not
-/// look
-///            at.
+///            look at.
 class SimulatedDeviceFinder : public ostrel::core::DeviceFinder {
 public:
     /// `locks` is the folder of the locks of drives.

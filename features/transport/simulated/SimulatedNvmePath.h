@@ -23,8 +23,7 @@ namespace features::transport {
 /// Errors:    the Status speaks of the road, the completion of the drive, as with a real one: a drive that is gone is
 ///            1/19 (ENODEV), one that does not answer 1/4 (EINTR) when the time-out is over.
 /// Identity:  what changes the drive (NvmeCommand::changesDrive(), resets) is refused as a drive that is gone when by
-/// then
-///            the folder is that of another one than was selected.
+///            then the folder is that of another drive than was selected.
 /// Threads:   any number at once; the drive carries out one command at a time.
 class SimulatedNvmePath : public ostrel::core::CommandPath {
 public:

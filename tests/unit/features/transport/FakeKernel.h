@@ -12,7 +12,7 @@
 
 #include "features/transport/linux/KernelCalls.h"
 
-/// The drivers behind the nodes of a FakeMachine. Without more ado every node opens, every command and request
+/// The drivers of the nodes of a FakeMachine. By default every node opens, every command and request
 /// succeeds, each controller is the one of `identity`, and a sleep takes no time but moves the clock. A test changes
 /// what it is about:
 ///
@@ -58,7 +58,7 @@ public:
     std::map<std::string, Loop> loops;
     /// What is mounted: "/sys", "/proc".
     std::set<std::string> mounted = {"/sys", "/proc"};
-    /// Identify Controller of the controller behind a node: its status field, and who it is by now.
+    /// Identify Controller of the controller of a node: its status field, and which drive it is by now.
     std::function<int(const std::string& node)> onIdentify = [](const std::string&) { return 0; };
     struct Identity {
         std::string serialNumber = "S1";
