@@ -140,8 +140,8 @@ bool FeatureLibraryBinding::openLibrary(const std::string& path) {
         passOver(path, "dlopen() would expand the '$' in its path");
         return false;
     }
-    // By its real path and not by /proc/self/fd/N, where "$ORIGIN", dlerror() and dladdr() would name that. Nobody who
-    // is not trusted can change a component of it, now that each was checked.
+    // By its real path and not by /proc/self/fd/N, where "$ORIGIN", dlerror() and dladdr() would name that. No user
+    // who is not trusted can change a component of it, now that each was checked.
     auto connection = std::make_unique<ostrel::connections::dll::Connection>(file.realPath());
     if (!connection->open(nullptr).is(0, 0)) {
         passOver(path, connection->getLoadError());

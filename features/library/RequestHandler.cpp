@@ -67,7 +67,7 @@ Status outcomeOfHealthScan(const xml::XmlObject& output, const Status& otherwise
 }
 
 /// A show renders the first output alone, so that the status belongs there, and its code becomes the exit status. An
-/// output that is dumped bears a name, and a status in it would stand for its payload: the scan's has its own output.
+/// output that is dumped has a name, and a status in it would replace its payload: the scan's has its own output.
 Status reportScanErrors(const Status& status, xml::XmlObject& output, const LookErrors& errors) {
     const Status incomplete = withDetails(statuses::systemRescanFailed(), notSeen(errors));
     if (output.objects.empty()) return status.is(0, 0) ? incomplete : withDetails(status, notSeen(errors));
@@ -162,7 +162,7 @@ Status RequestHandler::run(xml::XmlObject& request, const std::shared_ptr<xml::X
     return reportScanErrors(status, *output, selection.scanErrors);
 }
 
-/// Which drive an index is, or which drives all of them are, is a guess when some may not have been found.
+/// Which drive an index selects, and which drives are all, is a guess when some may not have been found.
 Status RequestHandler::checkSelection(const Selection& selection) {
     OSTREL_TRACE();
     if (selection.scanErrors.isEmpty() || !selection.dependsOnScan() || !selection.changes) return Status();

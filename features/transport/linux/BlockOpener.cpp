@@ -19,7 +19,7 @@ namespace {
 
 constexpr mode_t NODE_MODE = S_IFBLK | 0600;
 
-/// Nobody can prepare a file of that name; mknod(2) follows no link and replaces nothing.
+/// No other process can prepare a file of that name; mknod(2) follows no link and replaces nothing.
 std::string randomName() {
     std::random_device random;
     char digits[17] = {};

@@ -390,7 +390,7 @@ Status LinuxNvmePath::resetController(unsigned long request, uint32_t ofCommand)
     int node = -1;
     Status status = openSelected(node);
     if (!status.is(0, 0)) return status;
-    // A fabrics controller connects again, to whatever bears the name by then.
+    // A fabrics controller connects again, to the drive that has the name by then.
     node_->isSelected = false;
     if (paths_.kernel->ioctl(node, request, nullptr) < 0) {
         const int error = errno;

@@ -54,7 +54,7 @@ void NvmeTopology::addNodes(std::vector<std::string>& names, LookErrors& errors)
 }
 
 std::vector<std::string> NvmeTopology::controllers(LookErrors& errors) const {
-    // Without the driver there is no such folder; without sysfs its absence tells nothing.
+    // Without the driver there is no such folder; without sysfs its absence means nothing.
     LookErrors seen;
     (void)isVisible(seen);  // what was found stays found
     std::vector<std::string> names = listFolder(paths_.sys + "/class/nvme", seen);
