@@ -124,7 +124,7 @@ FileError UserFile::openInFolder(FileDescriptor folder, const std::string& name)
     }
     if (S_ISREG(existing.st_mode)) return replace(std::move(folder), name, above);
     if (const FileError error = checkKind(existing)) return error;
-    // A device is root's work, whoever owns it: a terminal is its user's.
+    // Only root can make a device node, whichever user owns it: a terminal belongs to its user.
     const FileError error = S_ISCHR(existing.st_mode) ? FileError{} : checkExistingFile(existing, above);
     return error ? error : openStream(folder.get(), name, existing);
 }

@@ -183,7 +183,7 @@ class Loading(BindingTestCase):
             (self.world.scratch / "away").rename(self.library)
             place.chmod(before)
         configured.parent.chmod(0o1777)
-        self.assertEqual(self.probe("loadError"), "loadError: null\n", "nobody else can replace it there")
+        self.assertEqual(self.probe("loadError"), "loadError: null\n", "no other user can replace it there")
         self.assertEqual(self.calls(configured), START + [LOGGER_ON, "Unload()"])
 
     def test_checks_where_a_link_leads(self):

@@ -1,5 +1,5 @@
-"""What the tool says where it cannot look for drives: what was found is shown, path and error stand beside it, and the
-exit status is not 0."""
+"""What the tool says where it cannot look for drives: what was found is shown with path and error, and the exit status
+is not 0."""
 
 import unittest
 

@@ -1,4 +1,4 @@
-"""The tool when a signal comes while the library carries out a request: the line, at once, and the end by the signal."""
+"""A signal comes while the library carries out a request: the line, at once, and the end by the signal."""
 
 import os
 import pathlib

@@ -7,7 +7,6 @@ import unittest
 from simulated import FOLDER, SERIALS, SimulatedTestCase, firmware_image
 
 
-
 class Locks(SimulatedTestCase):
     def setUp(self):
         super().setUp()

@@ -56,7 +56,7 @@ COMMANDS = (
 
 
 def describe(model):
-    """The description of a drive whose clock stands: what it remembers depends on the commands alone."""
+    """The description of a drive whose clock is stopped: what it remembers depends on the commands alone."""
     return description(model=model, serial_number=SERIALS[model], size="64 MiB", clock=START_MS, sanitize_seconds=0,
                        short_self_test_seconds=0, extended_self_test_seconds=0)
 

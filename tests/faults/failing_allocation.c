@@ -1,4 +1,4 @@
-/* Preloaded into a program, has one of its allocations fail: the one whose number stands in FAILING_ALLOCATION, counted
+/* Preloaded into a program, has one of its allocations fail: the one whose number is in FAILING_ALLOCATION, counted
  * from 1 over all threads since geteuid(2), which both programs call at the beginning of main. 0: none. The number of
  * allocations is written to the file FAILING_ALLOCATION_REPORT at the end. */
 #define _GNU_SOURCE

@@ -1,4 +1,4 @@
-"""What is bad: a crash, a hang, success without the work, a file lost, changed or left behind, an error without words."""
+"""What is bad: a crash, a hang, success without the work, a file lost, changed or left, an error without words."""
 
 import os
 import re

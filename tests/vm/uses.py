@@ -1,4 +1,4 @@
-"""Uses of a namespace that no table of mounts or holders shows, and content that nobody uses: the drive's own record of
+"""Uses of a namespace that no table of mounts or holders shows, and content that is not in use: the drive's own record of
 commands shows that nothing destructive reached it."""
 
 import re
@@ -166,7 +166,7 @@ class Uses(UsesTestCase):
         self.hold(self.node("EXCLPART") + "p1")
         self.assert_refused("EXCLPART", f"{self.node('EXCLPART')} is opened exclusively by another program.")
 
-    # Content that nobody uses
+    # Content that is not in use
 
     def test_content_is_a_reason_without_force(self):
         for serial, words in (("CONTENT", f"{self.node('CONTENT')} holds a file system (ext2)."),

@@ -18,8 +18,8 @@ using namespace ostrel::core;
 
 namespace {
 
-/// The identity of a controller: the file that sysfs has it in, and the field of Identify Controller (NVMe Base
-/// Specification 1.4, figure 247).
+/// The identity of a controller: the file that sysfs has it in, and the field of Identify Controller
+/// (NVMe Base Specification 1.4, figure 247).
 struct IdentityRow {
     const char* file;
     size_t offset;

@@ -22,7 +22,7 @@ namespace {
 thread_local unsigned locksToWindow = 0;
 ThreadSignal inWindow;
 
-// Long enough for a stop() to lower the flag and to wake nobody.
+// Long enough for a stop() to lower the flag and to wake no thread.
 void holdWindowOpen() {
     inWindow.raise();
     std::this_thread::sleep_for(std::chrono::milliseconds(300));

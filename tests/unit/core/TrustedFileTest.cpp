@@ -81,11 +81,10 @@ TEST_F(TrustedFileTest, RefusesAFileBelowAFolderThatOthersMayWrite) {
         EXPECT_EQ(open(inner + "/absent"), "1/2 Unable to open " + inner + "/absent: No such file or directory")
             << "what is not there cannot be resolved";
         EXPECT_FALSE(refused_);
-        EXPECT_EQ(open(inner + "/absent", SymbolicLink::REFUSE), mode(inner, octal))
-            << "whoever may create it is asked first";
+        EXPECT_EQ(open(inner + "/absent", SymbolicLink::REFUSE), mode(inner, octal)) << "the folder is checked first";
     }
     ASSERT_EQ(chmod(inner.c_str(), 01777), 0);
-    EXPECT_EQ(open(path_), SUCCESS) << "with the sticky bit nobody else can replace it";
+    EXPECT_EQ(open(path_), SUCCESS) << "with the sticky bit no other user can replace it";
 }
 
 TEST_F(TrustedFileTest, RefusesWhatBelongsToAnotherUser) {

@@ -56,7 +56,7 @@ TEST(StateCheck, TakesWhatIsJustPossible) {
     state.events.pending = state.events.masked = 0x7F;
     state.events.changedNamespaces = {1, 2, 1024};
     state.deallocating.assign(256, {1024, 0, uint64_t{8} << 31});
-    state.extensions["nobody knows"] = {1, 2, 3};
+    state.extensions["unknown"] = {1, 2, 3};
     EXPECT_EQ(faultOf(state), "");
 }
 

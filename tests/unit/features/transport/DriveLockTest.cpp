@@ -79,7 +79,7 @@ TEST_F(DriveLockTest, EndsWithTheProcess) {
     int result = -1;
     ASSERT_EQ(::waitpid(child, &result, 0), child);
     EXPECT_EQ(result, 0);
-    EXPECT_EQ(readWholeFile(file_), std::to_string(child)) << "nobody has cleaned up";
+    EXPECT_EQ(readWholeFile(file_), std::to_string(child)) << "the file of a killed process remains";
     DriveLock lock(locks_);
     EXPECT_EQ(text(lock.acquire("one")), "0/0");
 }

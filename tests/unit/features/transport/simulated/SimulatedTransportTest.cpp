@@ -248,10 +248,10 @@ TEST_F(SimulatedTransport, AFolderThatPassedToAnotherDriveIsNotChanged) {
     EXPECT_EQ(dynamic_cast<const Completion&>(*result.protocolResult).dword0, 0U) << "the other drive is as it was";
     SimulatedNvmePath unknown(
         root + "/two", clock, [](std::chrono::milliseconds) {}, locks);
-    const std::string nobody =
+    const std::string unidentified =
         "1/61 System error. The drive of " + root + "/two cannot be identified, so that it is not changed.";
-    EXPECT_EQ(text(unknown.send(setFeature, {}, {}).status), nobody);
-    EXPECT_EQ(text(unknown.send(HostCommand(HostRequest::LOCK_DRIVE), {}, {}).status), nobody);
+    EXPECT_EQ(text(unknown.send(setFeature, {}, {}).status), unidentified);
+    EXPECT_EQ(text(unknown.send(HostCommand(HostRequest::LOCK_DRIVE), {}, {}).status), unidentified);
 }
 
 TEST_F(SimulatedTransport, TheLockIsThatOfTheSubsystem) {
