@@ -2,10 +2,16 @@
 
 import fcntl
 import os
+import signal
+import time
 import unittest
 
-from simulated import FOLDER, SERIALS, SimulatedTestCase, firmware_image
+from simulated import FOLDER, HIDE_DRIVES, SERIALS, SimulatedTestCase, firmware_image
+from world import TOOL, Run, kill_group
 
+# Several hundred downloads: an update that can be stopped in the middle.
+LONG_IMAGE_BYTES = 8 << 20
+PATIENCE_SECONDS = 60
 
 class Locks(SimulatedTestCase):
     def setUp(self):
@@ -48,6 +54,54 @@ class Locks(SimulatedTestCase):
         file.write_text("")
         self.assertEqual(self.tool("load", "-force", "-source", "fw.bin", "-velkossd", "0").status, 0)
         self.assertIn("NEW00001", self.tool("show", "-d", "Firmware", "-velkossd", "0").stdout)
+
+    def await_condition(self, condition, words):
+        deadline = time.monotonic() + PATIENCE_SECONDS
+        while not condition():
+            self.assertLess(time.monotonic(), deadline, words)
+            time.sleep(0.001)
+
+    def is_stopped_between_commands(self, process):
+        """Stops it while it has no command under way, in which a simulated drive keeps others out."""
+        os.kill(process.pid, signal.SIGSTOP)
+        os.waitid(os.P_PID, process.pid, os.WSTOPPED | os.WEXITED | os.WNOWAIT)
+        with open(self.drives / "velko" / "lock", "rb") as lock:
+            try:
+                fcntl.flock(lock, fcntl.LOCK_EX | fcntl.LOCK_NB)
+                return True
+            except BlockingIOError:
+                os.kill(process.pid, signal.SIGCONT)
+                return False
+
+    def test_an_update_that_finds_another_under_way_leaves_it_whole(self):
+        file = self.lock_file()
+        images = {name: firmware_image("velko", name, size=size)
+                  for name, size in (("FIRST001", LONG_IMAGE_BYTES), ("SECOND01", 8192))}
+        for name, image in images.items():
+            (self.world.cwd / name).write_bytes(image)
+        before = self.tool("show", "-velkossd", "0", "-nvmelog", "3").stdout
+        first = self.world.start("-c", HIDE_DRIVES, TOOL, "load", "-force", "-source", "FIRST001", "-velkossd", "0",
+                                 "FirmwareSlot=2", "CommitAction=3", tool="/bin/sh")
+        self.addCleanup(kill_group, first)
+        download = self.drives / "velko" / "firmware-download"
+        self.await_condition(lambda: download.exists() and download.stat().st_size, "nothing is downloaded")
+        self.await_condition(lambda: self.is_stopped_between_commands(first), "it is never between two commands")
+        self.assertLess(download.stat().st_size, LONG_IMAGE_BYTES, "stopped in the middle")
+        self.assertEqual(file.read_text(), str(first.pid))
+        second = self.tool("load", "-force", "-source", "SECOND01", "-velkossd", "0", "FirmwareSlot=2",
+                           "CommitAction=3", timeout=10)
+        self.assertEqual(second, Run(3, "Checking for firmware update...\nError: Blocked by running job: process "
+                                     f"{first.pid} is changing the drive.\n", ""))
+        self.assertEqual(self.tool("show", "-velkossd", "0", "-nvmelog", "3").stdout, before)
+        os.kill(first.pid, signal.SIGCONT)
+        out, err = first.communicate(timeout=PATIENCE_SECONDS)
+        slots = before.replace("Info : 0x01", "Info : 0x02").replace("loaded from : 1", "loaded from : 2")
+        slots = slots.replace("Slot 2 : none", "Slot 2 : FIRST001")
+        self.assertEqual((out.decode(), err.decode(), first.returncode), (
+            f"Checking for firmware update...\n\n- Firmware Update {SERIALS['velko']} -\n\nStatus : The firmware was "
+            f"activated without a reset. Drive {SERIALS['velko']} ({FOLDER}/velko/dev/velko) runs firmware FIRST001; it "
+            f"was VSIM0100 before.\n{slots}", "", 0))
+        self.assertEqual(self.tool("show", "-velkossd", "0", "-nvmelog", "3").stdout, slots)
 
     def test_without_a_place_for_the_lock_nothing_is_changed(self):
         before = self.tool("show", "-velkossd", "0", "-getfeature", "4").stdout
