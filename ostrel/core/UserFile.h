@@ -41,7 +41,8 @@ public:
     Status write(std::string_view bytes);
     /// Throws away what was written. ESPIPE where it is out already.
     Status restart();
-    /// Whether so many bytes fit: ENOSPC when the file system has less room. Others may take it meanwhile.
+    /// Whether so many bytes fit: EFBIG when the process may not write so large a file (RLIMIT_FSIZE), ENOSPC when the
+    /// file system has less room. Others may take it meanwhile.
     Status checkRoom(uint64_t bytes) const;
     Status finish();
 

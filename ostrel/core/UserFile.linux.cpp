@@ -1,6 +1,7 @@
 #include "ostrel/core/UserFile.h"
 
 #include <fcntl.h>
+#include <sys/resource.h>
 #include <sys/sysmacros.h>
 #include <unistd.h>
 
@@ -170,6 +171,8 @@ Status UserFile::restart() {
 Status UserFile::checkRoom(uint64_t bytes) const {
     OSTREL_TRACE();
     if (replacement_ == nullptr) return Status();
+    rlimit limit = {};
+    if (::getrlimit(RLIMIT_FSIZE, &limit) == 0 && bytes > limit.rlim_cur) return result(EFBIG);
     uint64_t free = 0;
     const int error = replacement_->freeBytes(free);
     return result(error == 0 && bytes > free ? ENOSPC : error);

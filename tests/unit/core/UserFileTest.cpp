@@ -16,6 +16,7 @@
 #include "ostrel/core/UserFile.h"
 #include "ostrel/core/WriteSignals.h"
 #include "tests/support/ChildProcess.h"
+#include "tests/support/FileSizeLimit.h"
 #include "tests/support/TemporaryFolder.h"
 
 namespace ostrel::core {
@@ -121,6 +122,9 @@ TEST_F(UserFileTest, SaysBeforehandWhatDoesNotFit) {
     EXPECT_TRUE(file.checkRoom(1).is(0, 0));
     EXPECT_EQ(file.checkRoom(UINT64_MAX / 2).getMessage(),
               "Unable to write " + (folder_ / "file") + ": No space left on device");
+    const FileSizeLimit limit(4096);
+    EXPECT_TRUE(file.checkRoom(4096).is(0, 0));
+    EXPECT_EQ(file.checkRoom(4097).getMessage(), "Unable to write " + (folder_ / "file") + ": File too large");
 }
 
 TEST_F(UserFileTest, RefusesWhatIsNoFileOfTheUsers) {
