@@ -93,6 +93,19 @@ class HealthScan(DriveLogsTestCase):
                           self.check("start", "-scan", "Logs", "-velkossd", "0", f"DirectoryPath={directory}"))
         self.assertEqual(sorted(path.name for path in directory.iterdir()), ["S1", "S1-2", "S1-3"])
 
+    def test_a_log_that_the_file_system_has_no_room_for_is_left_out_alone(self):
+        script = ("mkdir small && mount -t tmpfs -o size=64k tmpfs small && "
+                  '"$0" start -scan Logs -velkossd 0 DirectoryPath=small; status=$?; ls small/S1 >&2; exit $status')
+        run = self.world.run("-c", script, TOOL, tool="/bin/sh")
+        reason = "Unable to write small/S1/log_07_telemetry_host_initiated.bin: No space left on device"
+        files = run.stderr.split()
+        self.assertEqual((run.status, run.stdout), (
+            1, "\n- Scan Results -\n\n  - Health Scan S1 -\n\n  Result : The scan could not be completed." +
+            HEALTH.format(device="Healthy", errors=0) + "\n    - Logs -\n\n    Folder : small/S1\n"
+            f"    LID 0x07 - Not read : {reason}\n    Files : {len(files)}\n    Not completed : {reason}\n\n"))
+        self.assertNotIn("log_07_telemetry_host_initiated.bin", files)
+        self.assertLessEqual({"log_01_error_information.bin", "log_0d_persistent_event_log.bin"}, set(files))
+
 
 class LongLogs(DriveLogsTestCase):
     def test_the_event_log_of_a_drive_and_of_its_file_are_shown_alike(self):
@@ -123,6 +136,25 @@ class LongLogs(DriveLogsTestCase):
         self.assertEqual((run.status, run.stderr), (3, ""))
         self.assertRegex(run.stdout, r"^Error: Failed reading a file necessary for the feature\. 'long\.bin': it has "
                                      r"3145728 bytes, and at most \d+ can be taken\.\n$")
+
+    def test_an_event_log_that_the_memory_cannot_decode_goes_to_a_file(self):
+        # The events of 150 captures cost more than this address space when they are decoded.
+        limit = "ulimit -v 32768; "
+        script = ('for i in $(seq 150); do "$0" dump -destination /dev/null -velkossd 0 -telemetrylog || exit 98; done '
+                  '>/dev/null; ' + limit + '"$0" show -velkossd 0 -persistenteventlog; status=$?; '
+                  '"$0" dump -destination events -velkossd 0 -nvmelog 13 LogSpecificField=1 >&2 || exit 99; exit $status')
+        if self.world.run("-c", limit + '"$0" show -velkossd', TOOL, tool="/bin/sh").status != 0:
+            self.skipTest("built with a sanitizer, which reserves more address space than that")
+        run = self.world.run("-c", script, TOOL, tool="/bin/sh")
+        log = (self.world.cwd / "events").read_bytes()
+        self.assertEqual(run.status, 12, run)
+        self.assertRegex(run.stdout, r"^\n- Persistent Event Log Status S1 -\n\nStatus : The log of drive S1 "
+                                     rf"\({DRIVES}/a/dev/a\) has {len(log)} bytes, and this host has the memory to "
+                                     r"decode \d+\. 'dump -nvmelog' with a destination writes a log page to a file piece "
+                                     r"by piece\.\n\n$")
+        self.assertEqual(run.stderr, f"\n- NVMe Log S1 -\n\nStatus : Wrote {len(log)} bytes of log page 0x0D (Persistent "
+                                     "Event Log) to events.\n\n")
+        self.assertEqual([file.name for file in self.world.cwd.iterdir()], ["events"])
 
     def test_the_reporting_context_lasts_until_it_is_released(self):
         none = ("Error: Persistent event log context has not been established. "
