@@ -175,7 +175,9 @@ Status DriveFolder::loadState() {
     }
     if (!status.is(0, 0)) return status;
     uint8_t head[HEAD_BYTES];
-    const bool isKnown = savedBytes_.size() > HEAD_BYTES && ::pread(file.get(), head, sizeof head, 0) == sizeof head &&
+    size_t count = 0;
+    const bool isKnown = savedBytes_.size() > HEAD_BYTES &&
+                         readOwnBytes(file.get(), head, sizeof head, 0, count) == 0 && count == sizeof head &&
                          std::memcmp(head, savedBytes_.data(), sizeof head) == 0;
     if (isKnown) return status;
     std::string text;
@@ -275,9 +277,9 @@ Status DriveFolder::readIdentity(const std::string& path, Identity& identity) {
     status = openOwnFile(folder.get(), FILE_STATE, statePath, file);
     if (!status.is(0, 0)) return status.is(CATEGORY_OS, ENOENT) ? Status() : status;
     uint8_t head[HEAD_BYTES] = {};
-    const ssize_t count = ::pread(file.get(), head, sizeof head, 0);
-    if (count < 0) return fileStatus(errno, statePath);
-    if (const char* fault = checkHead(head, static_cast<size_t>(count))) return damaged(statePath, fault);
+    size_t count = 0;
+    if (const int error = readOwnBytes(file.get(), head, sizeof head, 0, count)) return fileStatus(error, statePath);
+    if (const char* fault = checkHead(head, count)) return damaged(statePath, fault);
     identity.firmware = nvme::shownText(head + OFFSET_FIRMWARE, FIRMWARE_BYTES);
     return Status();
 }

@@ -8,6 +8,7 @@
 #include <string_view>
 
 #include "features/nvme/Bytes.h"
+#include "features/simulator/OwnFiles.h"
 #include "ostrel/core/FileDescriptor.h"
 #include "ostrel/core/ScopeTrace.h"
 
@@ -38,16 +39,10 @@ int readFile(int file, std::vector<uint8_t>& bytes) {
     if (::fstat(file, &info) != 0) return errno;
     if (!S_ISREG(info.st_mode) || info.st_size > MAX_FILE_BYTES) return EFBIG;
     bytes.resize(static_cast<size_t>(info.st_size));
-    size_t at = 0;
-    while (at < bytes.size()) {
-        const ssize_t count = ::pread(file, bytes.data() + at, bytes.size() - at, static_cast<off_t>(at));
-        if (count < 0 && errno == EINTR) continue;
-        if (count < 0) return errno;
-        if (count == 0) break;
-        at += static_cast<size_t>(count);
-    }
-    bytes.resize(at);
-    return 0;
+    size_t count = 0;
+    const int error = readOwnBytes(file, bytes.data(), bytes.size(), 0, count);
+    bytes.resize(count);
+    return error;
 }
 
 }  // namespace
@@ -87,7 +82,10 @@ int FirmwareDownload::append(uint32_t offset, const std::vector<uint8_t>& bytes)
 
 void FirmwareDownload::discard() const {
     OSTREL_TRACE();
-    (void)::unlinkat(folder_.descriptor(), FILE_DOWNLOAD, 0);  // most of the time there is none
+    if (::unlinkat(folder_.descriptor(), FILE_DOWNLOAD, 0) == 0 || errno == ENOENT) return;
+    // One that cannot be removed is emptied: no piece of it is taken for one of the next image.
+    const FileDescriptor emptied(::openat(folder_.descriptor(), FILE_DOWNLOAD,
+                                          O_WRONLY | O_TRUNC | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
 }
 
 }  // namespace features::simulator

@@ -10,6 +10,7 @@
 #include <iterator>
 
 #include "features/simulator/Model.h"
+#include "features/simulator/OwnFiles.h"
 #include "ostrel/core/ScopeTrace.h"
 
 namespace features::simulator {
@@ -22,19 +23,10 @@ constexpr uint64_t PAGE_BYTES = 4096;
 constexpr uint64_t STAT_BLOCK_BYTES = 512;
 
 int readAt(int file, uint8_t* data, size_t size, uint64_t offset) {
-    while (size != 0) {
-        const ssize_t count = ::pread(file, data, size, static_cast<off_t>(offset));
-        if (count < 0 && errno == EINTR) continue;
-        if (count < 0) return errno;
-        if (count == 0) {  // behind the end of the file nothing was written
-            std::memset(data, 0, size);
-            return 0;
-        }
-        data += count;
-        size -= static_cast<size_t>(count);
-        offset += static_cast<uint64_t>(count);
-    }
-    return 0;
+    size_t count = 0;
+    const int error = readOwnBytes(file, data, size, offset, count);
+    if (error == 0) std::memset(data + count, 0, size - count);  // after the end of the file nothing was written
+    return error;
 }
 
 int writeAt(int file, const uint8_t* data, size_t size, uint64_t offset) {

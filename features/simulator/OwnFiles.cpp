@@ -109,6 +109,17 @@ Status readOwnFile(int file, const std::string& path, size_t maxBytes, std::stri
     return Status();
 }
 
+int readOwnBytes(int file, uint8_t* data, size_t size, uint64_t offset, size_t& count) {
+    for (count = 0; count < size;) {
+        const ssize_t read = ::pread(file, data + count, size - count, static_cast<off_t>(offset + count));
+        if (read < 0 && errno == EINTR) continue;
+        if (read < 0) return errno;
+        if (read == 0) break;
+        count += static_cast<size_t>(read);
+    }
+    return 0;
+}
+
 Status lockOwnFile(int folder, const char* name, const std::string& path, LockWait wait, FileDescriptor& lock) {
     OSTREL_TRACE();
     FileDescriptor opened(

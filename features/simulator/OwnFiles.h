@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -31,6 +32,8 @@ ostrel::core::Status openOwnFile(int folder, const char* name, const std::string
                                  ostrel::core::FileDescriptor& file);
 /// Reads from the present position to the end; `path` for the words.
 ostrel::core::Status readOwnFile(int file, const std::string& path, size_t maxBytes, std::string& text);
+/// Reads `size` bytes from `offset` on. 0 or errno; `count` is less than `size` at the end of the file alone.
+int readOwnBytes(int file, uint8_t* data, size_t size, uint64_t offset, size_t& count);
 
 enum class LockWait { YES, NO };
 /// Takes the lock of a lock file, which is made when it is missing, mode 0600: no other user can open it and hold the

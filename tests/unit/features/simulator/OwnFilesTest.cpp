@@ -6,6 +6,7 @@
 #include <cerrno>
 
 #include "features/simulator/OwnFiles.h"
+#include "ostrel/core/File.h"
 #include "tests/support/TemporaryFolder.h"
 
 using namespace features::simulator;
@@ -125,6 +126,26 @@ TEST_F(OwnFiles, ListAllNames) {
     const Status status = listOwnFolder(-1, "folder", names);
     EXPECT_TRUE(status.is(1, EBADF));
     EXPECT_EQ(status.getMessage(), "System error. folder: Bad file descriptor.");
+}
+
+TEST_F(OwnFiles, AreReadFromAnOffsetToTheirEnd) {
+    FileDescriptor file(::open(path("file").c_str(), O_RDWR | O_CREAT, 0600));
+    ASSERT_EQ(ostrel::core::writeFully(file.get(), "0123456789"), 0);
+    const struct {
+        uint64_t offset;
+        size_t size;
+        const char* read;
+    } CASES[] = {{0, 4, "0123"}, {4, 6, "456789"}, {8, 6, "89"}, {10, 1, ""}, {20, 4, ""}, {3, 0, ""}};
+    for (const auto& c : CASES) {
+        uint8_t bytes[16];
+        size_t count = 99;
+        EXPECT_EQ(readOwnBytes(file.get(), bytes, c.size, c.offset, count), 0);
+        EXPECT_EQ(std::string(bytes, bytes + count), c.read) << c.offset << ' ' << c.size;
+    }
+    uint8_t byte = 0;
+    size_t count = 99;
+    EXPECT_EQ(readOwnBytes(-1, &byte, 1, 0, count), EBADF);
+    EXPECT_EQ(count, 0U);
 }
 
 TEST_F(OwnFiles, LocksAreForTheirOwnerAlone) {
