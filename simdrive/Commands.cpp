@@ -119,6 +119,13 @@ Status checkFiles(const FileDescriptor& folder, const std::string& path) {
     return Status();
 }
 
+/// Makes no lock file, which would be left where the removal fails. The store's lock is held: no `serve` begins now.
+Status lockIfServed(const FileDescriptor& folder, const std::string& path, FileDescriptor& lock) {
+    struct stat info {};
+    if (::fstatat(folder.get(), FILE_SERVED, &info, AT_SYMLINK_NOFOLLOW) == 0) return lockServed(folder, path, lock);
+    return errno == ENOENT ? Status() : fileStatus(errno, path + "/" + FILE_SERVED);
+}
+
 std::string jsonText(const std::string& text) {
     std::string quoted = "\"";
     for (const char c : text) {
@@ -310,7 +317,7 @@ Outcome remove(const DriveStore& store, const CommandLine& line) {
         status = openOwnFolder(path, FolderMode::TIGHTEN, folder);
         if (status.is(0, 0)) status = checkFiles(folder, path);
         FileDescriptor served;
-        if (status.is(0, 0)) status = lockServed(folder, path, served);
+        if (status.is(0, 0)) status = lockIfServed(folder, path, served);
         if (isHeld(status)) status = refused(EBUSY, "The drive \"" + name + "\" is being served.");
         if (status.is(0, 0)) status = store.remove(name);
         if (status.is(0, 0)) outcome.out += "Removed " + name + "\n";

@@ -80,12 +80,15 @@ Outcome serve(const DriveStore& store, const CommandLine& line) {
     Status status = readSecrets(line, requirement);
     if (status.is(0, 0)) status = findDrive(store, line.names[0], path);
     if (!status.is(0, 0)) return Outcome::failed(status);
+    FileDescriptor begin;  // no removal looks at the drive and then removes it from under this
+    status = store.lock(begin);
     FileDescriptor folder;
-    status = openOwnFolder(path, FolderMode::TIGHTEN, folder);
+    if (status.is(0, 0)) status = openOwnFolder(path, FolderMode::TIGHTEN, folder);
     FileDescriptor served;
     if (status.is(0, 0)) status = lockServed(folder, path, served);
     if (isHeld(status)) return Outcome::failed("The drive \"" + line.names[0] + "\" is served already.");
     if (!status.is(0, 0)) return Outcome::failed(status);
+    begin = FileDescriptor();
     const FileDescriptor stop = stopSignals();
     if (!stop.isOpen()) return Outcome::failed(std::string("signalfd: ") + std::strerror(errno) + ".");
 

@@ -9,6 +9,7 @@
 #include <cerrno>
 #include <cstring>
 #include <filesystem>
+#include <new>
 #include <string_view>
 #include <utility>
 
@@ -58,21 +59,32 @@ Status writeFile(const std::string& path, std::string_view bytes) {
     return error == 0 ? Status() : fileStatus(error, path);
 }
 
-/// Drives that are being made, by their folders: those whose making ends early vanish, also where memory runs out.
-class NewFolders {
+/// Drives that are being made or removed, by their folders: what an early end leaves of them vanishes, also where
+/// memory runs out.
+class PendingFolders {
 public:
-    explicit NewFolders(size_t count) : paths(count) {}
-    ~NewFolders() {
-        std::error_code ignored;  // an unnamed one that is left is no drive, and the next command removes it
+    explicit PendingFolders(size_t count) : paths(count) {}
+    ~PendingFolders() {
         for (const std::string& path : paths)
-            if (!path.empty()) std::filesystem::remove_all(path, ignored);
+            if (!path.empty()) removeFolder(path);
     }
-    NewFolders(const NewFolders&) = delete;
-    NewFolders& operator=(const NewFolders&) = delete;
+    PendingFolders(const PendingFolders&) = delete;
+    PendingFolders& operator=(const PendingFolders&) = delete;
 
     void keep() { paths.clear(); }
 
     std::vector<std::string> paths;
+
+private:
+    /// An unnamed one that is left is no drive, and the next command removes it.
+    static void removeFolder(const std::string& path) {
+        try {
+            std::error_code ignored;
+            std::filesystem::remove_all(path, ignored);
+        } catch (const std::bad_alloc&) {
+            // The same as for an error.
+        }
+    }
 };
 
 Status isDrive(const std::string& path) {
@@ -166,7 +178,7 @@ Status DriveStore::create(const std::vector<NewDrive>& drives, const Clock& cloc
     FileDescriptor folder;
     Status status = makeFolder(folder);
     if (!status.is(0, 0)) return status;
-    NewFolders making(drives.size());
+    PendingFolders making(drives.size());
     for (size_t i = 0; i < drives.size() && status.is(0, 0); ++i) status = make(drives[i], clock, making.paths[i]);
     // One wait for the disk for all of them, before the first of them gets its name.
     if (status.is(0, 0) && ::syncfs(folder.get()) != 0) status = fileStatus(errno, folder_);
@@ -193,10 +205,15 @@ Status DriveStore::remove(const std::string& name) const {
     status = lockDrive(pathOf(name), lock);
     if (!status.is(0, 0)) return status;
     // Out of sight at once; what is left of it, should this process die, is no drive.
-    const std::string removing = folder_ + "/" + REMOVING + name + "-" + std::to_string(::getpid());
-    if (::rename(pathOf(name).c_str(), removing.c_str()) != 0) return fileStatus(errno, pathOf(name));
+    PendingFolders pending(1);
+    std::string& removing = pending.paths.front();
+    std::string path = folder_ + "/" + REMOVING + name + "-" + std::to_string(::getpid());
+    if (::rename(pathOf(name).c_str(), path.c_str()) != 0) return fileStatus(errno, pathOf(name));
+    removing = std::move(path);
     std::error_code error;
     std::filesystem::remove_all(removing, error);
+    // Once more: the drive is gone already, and a passing error would leave its files.
+    if (error) std::filesystem::remove_all(removing, error);
     return error ? fileStatus(error.value(), removing) : Status();
 }
 
