@@ -1,6 +1,7 @@
 #include "CLI/FeatureLibraryBinding.h"
 
 #include <cerrno>
+#include <new>
 #include <utility>
 
 #include "CLI/LibraryCall.h"
@@ -67,15 +68,24 @@ FeatureLibraryBinding::~FeatureLibraryBinding() {
     unloadLibrary();
 }
 
-void FeatureLibraryBinding::unloadLibrary() {
+// The outcome of the run is delivered already, and a destructor is among the callers.
+void FeatureLibraryBinding::unloadLibrary() noexcept {
     OSTREL_TRACE();
     if (connection_ == nullptr || !connection_->isOpen()) return;
-    const auto unloadFunction = resolve<UnloadFunction>("Unload");
-    if (unloadFunction != nullptr) {
-        const auto error = callLibrary("Unload", unloadFunction);
-        if (error != nullptr) logMessage(LOGSEVERITY_ERROR, error->output());
+    try {
+        callUnload();
+    } catch (const std::bad_alloc&) {
+        // There was no memory for the words of an error, so that none can be logged.
     }
     closeLibrary();
+}
+
+void FeatureLibraryBinding::callUnload() {
+    OSTREL_TRACE();
+    const auto unloadFunction = resolve<UnloadFunction>("Unload");
+    if (unloadFunction == nullptr) return;
+    const auto error = callLibrary("Unload", unloadFunction);
+    if (error != nullptr) logMessage(LOGSEVERITY_ERROR, error->output());
 }
 
 std::unique_ptr<ResultBase> FeatureLibraryBinding::takeLoadError() {
@@ -160,8 +170,7 @@ void FeatureLibraryBinding::passOver(const std::string& path, const std::string&
 void FeatureLibraryBinding::closeLibrary() {
     OSTREL_TRACE();
     functions_ = FeatureLibraryFunctions();  // their code is about to be unmapped
-    (void)connection_->close();              // nobody could do anything about a failure
-    connection_.reset();
+    connection_.reset();  // and not by close(), whose status takes memory that a full host does not have
 }
 
 std::unique_ptr<ResultBase> FeatureLibraryBinding::load() {

@@ -57,7 +57,8 @@ private:
     void openFirstLibrary();
     bool openLibrary(const std::string& path);
     void passOver(const std::string& path, const std::string& reason);
-    void unloadLibrary();
+    void unloadLibrary() noexcept;
+    void callUnload();
     void closeLibrary();
     std::unique_ptr<framework::ResultBase> load();
     std::unique_ptr<framework::ResultBase> checkVersion();
