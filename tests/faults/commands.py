@@ -27,18 +27,20 @@ class Command:
     probes: tuple = (f"show -all -velkossd {VELKO}", f"show -velkossd {VELKO} -identify -namespace allocated")
     # False where the files hold the time or a random number: then their names are compared alone.
     compares_contents: bool = True
+    # Calls of which every fault belongs to the quick part: some were bad once.
+    always: tuple = ()
 
 
 COMMANDS = (
-    Command("version", "version"),
-    Command("list", "show -velkossd", drives=("velko", "ocp")),
+    Command("version", "version", always=("allocation",)),
+    Command("list", "show -velkossd", drives=("velko", "ocp"), always=("pread64",)),
     Command("one-drive", f"show -all -velkossd {VELKO}"),
     Command("smart", f"show -velkossd {VELKO} -smart"),
     Command("sensors", f"show -velkossd {VELKO} -sensor"),
     Command("telemetry", f"dump -destination telemetry.bin -velkossd {VELKO} -telemetrylog HostInitiated=true"),
     Command("log", f"dump -destination log.bin -velkossd {VELKO} -nvmelog 2"),
     Command("firmware", f"load -force -source firmware.bin -velkossd {VELKO} FirmwareSlot=2 CommitAction=3",
-            notice="Checking for firmware update...\n"),
+            notice="Checking for firmware update...\n", always=("pread64", "unlinkat")),
     Command("settings", "set -system AdditionalFWModDir=/var/lib"),
     Command("sanitize", f"start -force -velkossd {VELKO} -sanitize",
             notice="Sanitizing... (This can take several minutes to complete)\n"),
@@ -51,7 +53,8 @@ COMMANDS = (
             probes=()),
     Command("list-drives", "list", program=SIMDRIVE),
     Command("fault-drive", "fault velko --temperature 90", program=SIMDRIVE, probes=()),
-    Command("remove-drive", "remove velko", program=SIMDRIVE, probes=()),
+    Command("remove-drive", "remove velko", program=SIMDRIVE, probes=(),
+            always=("rename", "unlinkat", "rmdir", "fcntl", "allocation")),
 )
 
 

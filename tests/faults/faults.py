@@ -33,6 +33,7 @@ FAILING_ALLOCATION = os.environ.get("NIMBREL_FAILING_ALLOCATION", "")
 TIMEOUT_SECONDS = 60
 QUICK_CASES = 400
 ALLOCATIONS = 60  # of each command, at even distances, unless --allocations says otherwise
+LAST_ALLOCATIONS = 20
 OPT = "/opt/velko/nimbrel"
 
 
@@ -138,8 +139,11 @@ class Trial:
     def cases(self, sampled):
         allocations = self.count_allocations()
         step = max(allocations // sampled, 1)
+        # The last ones too: they are those of the end of the run, where an exception leaves a destructor.
+        last = range(max(allocations - LAST_ALLOCATIONS, 0) + 1, allocations + 1)
+        numbers = sorted({*range(1, allocations + 1, step), *last})
         return (injection.cases_of(self.command.name, self.calls) + injection.cases_of_limits(self.command.name) +
-                [injection.Case(self.command.name, "allocation", number, "ENOMEM") for number in range(1, allocations + 1, step)])
+                [injection.Case(self.command.name, "allocation", number, "ENOMEM") for number in numbers])
 
     def run_case(self, case):
         """The run and what was bad about it."""
@@ -186,7 +190,8 @@ def run_all(stage, names, quick, allocations):
         trial = Trial(stage, command)
         cases = trial.cases(allocations)
         if quick:
-            cases = sample(cases, QUICK_CASES // len(chosen))
+            always = [case for case in cases if case.call in command.always]
+            cases = always + sample([case for case in cases if case not in always], QUICK_CASES // len(chosen))
         for case in cases:
             _, wrong = trial.run_case(case)
             total += 1

@@ -7,10 +7,9 @@ import stat
 from world import LIBRARY_NAME
 
 WORDS = re.compile("[A-Za-z]{3}")
-# What may be left: the memory of a simulated drive that takes firmware, where an image stays until the next download,
-# as in any drive; the file that a lock is held on, which holds nothing; and a drive whose removal failed, which is none
-# any more and is cleared by the next command.
-MAY_BE_LEFT = re.compile("/SimulatedDrives/([^/]+/(firmware-download|served)$|[.]removing-)")
+# What may be left: the memory of a simulated drive that takes firmware, where an image that was not committed stays
+# until the next download, as in any drive.
+MAY_BE_LEFT = re.compile("/SimulatedDrives/[^/]+/firmware-download$")
 
 
 def tree(folders):
