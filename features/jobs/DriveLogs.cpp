@@ -116,10 +116,12 @@ private:
         return !status.is(0, 0) && (!isOfHost || isTooLong(status) || status.is(CATEGORY_OS, ENOSPC));
     }
 
-    /// What the drive does not have after all is no failure of the scan.
+    /// What the drive does not have after all is no failure of the scan. A failure of the host is one: the completion
+    /// at hand is then that of an earlier command.
     Status tellNotRead(const std::string& what, const Status& status) {
         tree_.add(what, "Not read", status.getMessage());
-        const bool isMissing = isRefusal(status) || !facts_.drive().lastCompletion().isSuccess();
+        const bool isMissing =
+            status.getCategory() != CATEGORY_OS && (isRefusal(status) || !facts_.drive().lastCompletion().isSuccess());
         if (!isMissing && problem_.is(0, 0)) problem_ = status;
         return Status();
     }

@@ -18,8 +18,8 @@ std::string lengthText(const std::string& driveName, uint64_t bytes) {
     return "The log of drive " + driveName + " has " + std::to_string(bytes) + " bytes";
 }
 
-Status tooLong(int error, const std::string& text) {
-    return Status(CATEGORY_OS, static_cast<uint32_t>(error), text);
+Status tooLong(const std::string& text) {
+    return Status(CATEGORY_OS, EFBIG, text);
 }
 
 }  // namespace
@@ -34,11 +34,11 @@ Status checkDecoding(const std::string& driveName, uint64_t bytes) {
     const uint64_t fits = decodableBytes();
     if (bytes <= fits) return Status();
     if (bytes > MAX_DECODED_BYTES) {
-        return tooLong(EFBIG, lengthText(driveName, bytes) + ", and at most " + std::to_string(MAX_DECODED_BYTES) +
-                                  " are decoded." + ALTERNATIVE);
+        return tooLong(lengthText(driveName, bytes) + ", and at most " + std::to_string(MAX_DECODED_BYTES) +
+                       " are decoded." + ALTERNATIVE);
     }
-    return tooLong(ENOMEM, lengthText(driveName, bytes) + ", and this host has the memory to decode " +
-                               std::to_string(fits) + "." + ALTERNATIVE);
+    return tooLong(lengthText(driveName, bytes) + ", and this host has the memory to decode " + std::to_string(fits) +
+                   "." + ALTERNATIVE);
 }
 
 Status checkPayload(const std::string& driveName, uint64_t bytes, uint64_t earlierBytes) {
@@ -46,19 +46,19 @@ Status checkPayload(const std::string& driveName, uint64_t bytes, uint64_t earli
     const uint64_t fits = availableMemoryBytes() / PAYLOAD_COST;
     const uint64_t left = fits - std::min(fits, earlierBytes);
     if (bytes <= left) return Status();
-    return tooLong(ENOMEM, lengthText(driveName, bytes) + ", and this host has the memory to hand over " +
-                               std::to_string(left) + "." + ALTERNATIVE);
+    return tooLong(lengthText(driveName, bytes) + ", and this host has the memory to hand over " +
+                   std::to_string(left) + "." + ALTERNATIVE);
 }
 
 bool isTooLong(const Status& status) {
-    return status.is(CATEGORY_OS, EFBIG) || status.is(CATEGORY_OS, ENOMEM);
+    return status.is(CATEGORY_OS, EFBIG);
 }
 
 Status checkLogLength(const std::string& driveName, uint64_t bytes) {
     OSTREL_TRACE();
     if (bytes <= MAX_LOG_BYTES) return Status();
-    return tooLong(EFBIG, "The log of drive " + driveName + " says that it has " + std::to_string(bytes) +
-                              " bytes, and no log has more than " + std::to_string(MAX_LOG_BYTES) + ".");
+    return tooLong("The log of drive " + driveName + " says that it has " + std::to_string(bytes) +
+                   " bytes, and no log has more than " + std::to_string(MAX_LOG_BYTES) + ".");
 }
 
 }  // namespace features::jobs

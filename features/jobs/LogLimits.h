@@ -7,8 +7,8 @@
 
 /// What a length may cost that a drive claims: docs/files.md has these numbers for users.
 ///
-/// Errors:  CATEGORY_OS, EFBIG for a log that is too long, ENOMEM for one that this host has not the memory for. The
-///          message names the drive, the lengths and the way that is left.
+/// Errors:  CATEGORY_OS, EFBIG, also for a log that this host has not the memory for: ENOMEM of a command that failed
+///          is another thing. The message names the drive, the lengths and the way that is left.
 namespace features::jobs {
 
 /// Decoded and shown, a log costs up to 290 bytes of memory for each of its bytes (events of the persistent event log),
@@ -30,7 +30,7 @@ uint64_t decodableBytes();
 ostrel::core::Status checkDecoding(const std::string& driveName, uint64_t bytes);
 /// Whether so many more may travel in an answer that has `earlierBytes` of other drives already.
 ostrel::core::Status checkPayload(const std::string& driveName, uint64_t bytes, uint64_t earlierBytes);
-/// Whether one of these statuses says that a log is too long to be decoded.
+/// Whether this status says that a log is too long.
 bool isTooLong(const ostrel::core::Status& status);
 /// Whether a log can be as long as its head says.
 ostrel::core::Status checkLogLength(const std::string& driveName, uint64_t bytes);

@@ -97,7 +97,7 @@ TEST(DumpJob, ALogThatTheAddressSpaceCannotHoldIsRefusedBeforeItIsRead) {
         LongLogJob job;
         const std::string answer = JobRun(job, JOBTYPE_METHOD).naming("S1").on({&drive});
         return answer.find(
-                   "1/12 The log of drive S1 (/dev/nvme0) has 67108864 bytes, and this host has the memory to "
+                   "1/27 The log of drive S1 (/dev/nvme0) has 67108864 bytes, and this host has the memory to "
                    "hand over ") == 0 &&
                answer.find(". 'dump -nvmelog' with a destination writes a log page to a file piece by piece.") !=
                    std::string::npos;
