@@ -382,6 +382,22 @@ TEST_F(HealthScan, ALogThatIsLongerThanAFileMayBeIsLeftOutAlone) {
     EXPECT_EQ(namesIn(folder_ / "S1"), std::vector<std::string>{"identify_controller.bin"});
 }
 
+TEST_F(HealthScan, ALogWithoutRoomIsAFailureAlsoAfterARefusedCommand) {
+    const FileSizeLimit limit(8192);
+    FakeDrive drive;
+    drive.expect(look(0x02, 512).answers(smartLog()))
+        .expect(identify(0x01).answers(identifyController().byte(261, 0).byte(262, 255)))  // 256 error log entries
+        .expect(hostNamespaces({unusedNamespace(1)}))
+        .expect(identify(0x00, 1).refuses(NO_SUCH_LOG))
+        .expect(look(0x02, 512).refuses(NO_SUCH_LOG))
+        .expect(look(0x03, 512).refuses(NO_SUCH_LOG))
+        .expect(look(0xC0, 512).answers(DriveBytes(512)));
+    const std::string answered = run().with("StoreLogs", "true").with("DirectoryPath", folder_ / "").on({&drive});
+    const std::string reason = "Unable to write " + (folder_ / "S1/log_01_error_information.bin") + ": File too large";
+    EXPECT_NE(answered.find(property("LID 0x01", "Not read", reason)), std::string::npos) << answered;
+    EXPECT_NE(answered.find(property("Files", "1") + property("Not completed", reason)), std::string::npos) << answered;
+}
+
 TEST_F(HealthScan, ARoadThatFailsEndsTheLogs) {
     FakeDrive drive;
     drive.expect(look(0x02, 512).answers(smartLog()))
