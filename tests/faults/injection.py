@@ -84,6 +84,11 @@ class Case:
         return Case(command, call, int(number), fault)
 
     @property
+    def is_repeatable(self):
+        """A transfer or lock that was interrupted or cut short: the program repeats it and does its work."""
+        return self.fault == "short" or (self.fault == "EINTR" and self.call in ("read", "pread64", "flock"))
+
+    @property
     def argument(self):
         """How failing_call wants it."""
         fault = self.fault if self.fault == "short" else getattr(errno, self.fault)
