@@ -33,7 +33,7 @@ class Command:
 
 COMMANDS = (
     Command("version", "version", always=("allocation",)),
-    Command("list", "show -velkossd", drives=("velko", "ocp"), always=("pread64",)),
+    Command("list", "show -velkossd", drives=("velko", "ocp")),
     Command("one-drive", f"show -all -velkossd {VELKO}"),
     Command("smart", f"show -velkossd {VELKO} -smart"),
     Command("sensors", f"show -velkossd {VELKO} -sensor"),
@@ -51,7 +51,7 @@ COMMANDS = (
     Command("delete-namespace", f"delete -force -velkossd {VELKO} -namespace 1"),
     Command("create-drive", "create new --serial SIM-NEW-1 --size 64Mi", program=SIMDRIVE, compares_contents=False,
             probes=()),
-    Command("list-drives", "list", program=SIMDRIVE),
+    Command("list-drives", "list", program=SIMDRIVE, always=("pread64",)),
     Command("fault-drive", "fault velko --temperature 90", program=SIMDRIVE, probes=()),
     Command("remove-drive", "remove velko", program=SIMDRIVE, probes=(),
             always=("rename", "unlinkat", "rmdir", "fcntl", "allocation")),
