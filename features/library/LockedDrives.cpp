@@ -1,6 +1,8 @@
 #include "features/library/LockedDrives.h"
 
+#include "features/jobs/StatusDetails.h"
 #include "features/transport/HostCommand.h"
+#include "ostrel/core/AttributeVocabulary.h"
 #include "ostrel/core/CommandResult.h"
 #include "ostrel/core/Logging.h"
 #include "ostrel/core/ScopeTrace.h"
@@ -28,8 +30,13 @@ Status LockedDrives::add(const std::shared_ptr<Device>& device) {
     devices_.reserve(devices_.size() + 1);
     CommandResult result;
     device->sendCommand(HostCommand(HostRequest::LOCK_DRIVE), result);
-    if (result.status.is(0, 0)) devices_.push_back(device);
-    return result.status;
+    if (result.status.is(0, 0)) {
+        devices_.push_back(device);
+        return Status();
+    }
+    // A drive that the scan could not read has no name to lock: the scan has the cause.
+    const std::string cause = device->getAttribute(attributes::device::errorString()).getText();
+    return cause.empty() ? result.status : jobs::withDetails(result.status, cause);
 }
 
 }  // namespace features::library
