@@ -24,13 +24,13 @@ class OneDrive(VmTestCase):
                          (f"{seen}- Drive Scan Incomplete -\n\n{where}{incomplete}\n\n", 39))
         named = self.machine.shell(hidden % f"nimbrel show -d {properties} -velkossd /dev/nvme0")
         self.assertEqual((named.stdout, named.status), (seen, 0))
-        before = self.machine.image(self.controllers[0]).read_bytes()
+        before = self.machine.image("S1").read_bytes()
         for name in ("0", "S1", "/dev/nvme0"):
             with self.subTest(name):
                 refused = self.machine.shell(hidden % f"nimbrel delete -force -velkossd {name}")
                 self.assertEqual(refused.status, 3)
                 self.assertIn(incomplete[:-1], refused.stdout)
-        self.assertEqual(self.machine.image(self.controllers[0]).read_bytes(), before)
+        self.assertEqual(self.machine.image("S1").read_bytes(), before)
 
     def test_is_shown_as_text(self):
         self.check("show", "-d", "SerialNumber,NamespaceId,Colour", "-velkossd", "0",

@@ -80,12 +80,26 @@ class Controller:
         self.name = self.name or self.serial
 
 
+def connection(path, patience=30):
+    """To a socket of QEMU's, whose name is there a moment before it listens."""
+    deadline = time.monotonic() + patience
+    while True:
+        channel = socket.socket(socket.AF_UNIX)
+        try:
+            channel.connect(str(path))
+            return channel
+        except ConnectionRefusedError:
+            channel.close()
+            if time.monotonic() > deadline:
+                raise
+            time.sleep(0.05)
+
+
 class Port:
     """One channel to an agent in the guest: a request, then its answer."""
 
     def __init__(self, path):
-        self.socket = socket.socket(socket.AF_UNIX)
-        self.socket.connect(str(path))
+        self.socket = connection(path)
 
     def send(self, arguments, stdin):
         message = struct.pack("<I", len(arguments))
@@ -138,8 +152,7 @@ class Machine:
         for name in ("port0", "port1", "qmp"):
             self._await(self.folder / name)
         self.ports = [Port(self.folder / "port0"), Port(self.folder / "port1")]
-        self.monitor = socket.socket(socket.AF_UNIX)
-        self.monitor.connect(str(self.folder / "qmp"))
+        self.monitor = connection(self.folder / "qmp")
         self.monitor_lines = self.monitor.makefile("r")
         try:
             self.monitor_lines.readline()
