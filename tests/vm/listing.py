@@ -25,10 +25,11 @@ class OneDrive(VmTestCase):
         named = self.machine.shell(hidden % f"nimbrel show -d {properties} -velkossd /dev/nvme0")
         self.assertEqual((named.stdout, named.status), (seen, 0))
         before = self.machine.image("S1").read_bytes()
-        for name in ("0", "S1", "/dev/nvme0"):
+        # An index is refused for the incomplete scan; a drive by its name for the uses that nothing shows.
+        for name, status in (("0", 3), ("S1", 2), ("/dev/nvme0", 2)):
             with self.subTest(name):
                 refused = self.machine.shell(hidden % f"nimbrel delete -force -velkossd {name}")
-                self.assertEqual(refused.status, 3)
+                self.assertEqual(refused.status, status, refused.stdout)
                 self.assertIn(incomplete[:-1], refused.stdout)
         self.assertEqual(self.machine.image("S1").read_bytes(), before)
 
