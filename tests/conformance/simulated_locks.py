@@ -9,9 +9,10 @@ import unittest
 from simulated import FOLDER, HIDE_DRIVES, SERIALS, SimulatedTestCase, firmware_image
 from world import TOOL, Run, kill_group
 
-# Several hundred downloads: an update that can be stopped in the middle.
+# As many downloads as the drive takes: an update that can be stopped in the middle.
 LONG_IMAGE_BYTES = 8 << 20
 PATIENCE_SECONDS = 60
+
 
 class Locks(SimulatedTestCase):
     def setUp(self):
@@ -55,23 +56,19 @@ class Locks(SimulatedTestCase):
         self.assertEqual(self.tool("load", "-force", "-source", "fw.bin", "-velkossd", "0").status, 0)
         self.assertIn("NEW00001", self.tool("show", "-d", "Firmware", "-velkossd", "0").stdout)
 
-    def await_condition(self, condition, words):
+    def stop_in_the_middle(self, process, download):
+        """Stops it between two commands, when something is downloaded: a command waits for the simulated drive's lock,
+        which is held here for each look."""
         deadline = time.monotonic() + PATIENCE_SECONDS
-        while not condition():
-            self.assertLess(time.monotonic(), deadline, words)
-            time.sleep(0.001)
-
-    def is_stopped_between_commands(self, process):
-        """Stops it while it has no command under way, in which a simulated drive keeps others out."""
-        os.kill(process.pid, signal.SIGSTOP)
-        os.waitid(os.P_PID, process.pid, os.WSTOPPED | os.WEXITED | os.WNOWAIT)
         with open(self.drives / "velko" / "lock", "rb") as lock:
-            try:
-                fcntl.flock(lock, fcntl.LOCK_EX | fcntl.LOCK_NB)
-                return True
-            except BlockingIOError:
-                os.kill(process.pid, signal.SIGCONT)
-                return False
+            while True:
+                self.assertLess(time.monotonic(), deadline, "nothing is downloaded")
+                fcntl.flock(lock, fcntl.LOCK_EX)
+                if download.exists() and download.stat().st_size:
+                    os.kill(process.pid, signal.SIGSTOP)
+                    os.waitid(os.P_PID, process.pid, os.WSTOPPED | os.WEXITED | os.WNOWAIT)
+                    return
+                fcntl.flock(lock, fcntl.LOCK_UN)
 
     def test_an_update_that_finds_another_under_way_leaves_it_whole(self):
         file = self.lock_file()
@@ -84,8 +81,7 @@ class Locks(SimulatedTestCase):
                                  "FirmwareSlot=2", "CommitAction=3", tool="/bin/sh")
         self.addCleanup(kill_group, first)
         download = self.drives / "velko" / "firmware-download"
-        self.await_condition(lambda: download.exists() and download.stat().st_size, "nothing is downloaded")
-        self.await_condition(lambda: self.is_stopped_between_commands(first), "it is never between two commands")
+        self.stop_in_the_middle(first, download)
         self.assertLess(download.stat().st_size, LONG_IMAGE_BYTES, "stopped in the middle")
         self.assertEqual(file.read_text(), str(first.pid))
         second = self.tool("load", "-force", "-source", "SECOND01", "-velkossd", "0", "FirmwareSlot=2",
