@@ -95,7 +95,8 @@ TEST_F(OcpModelOfASimulatedDrive, RefusesWhatTheFeaturesDoNotTake) {
 TEST_F(OcpModelOfASimulatedDrive, OtherModelHasNoneOfThem) {
     describe(ModelId::VELKO);
     reopen();
-    for (const uint32_t fid : {0xC0U, 0xC3U, 0xC4U, 0xC5U, 0xC7U}) EXPECT_EQ(status(admin(0x0A, 0, fid)), 0x4002) << fid;
+    for (const uint32_t fid : {0xC0U, 0xC3U, 0xC4U, 0xC5U, 0xC7U})
+        EXPECT_EQ(status(admin(0x0A, 0, fid)), 0x4002) << fid;
     for (const uint32_t lid : {0xC0U, 0xC1U, 0xC2U, 0xC3U, 0xC4U, 0xC5U}) {
         EXPECT_EQ(status(admin(0x02, 0, 0x007F0000 | lid)), 0x4109) << lid;
     }
