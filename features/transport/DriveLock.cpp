@@ -46,7 +46,7 @@ Status checkOwner(const FileDescriptor& opened, mode_t type, const std::string& 
 /// FNV-1a.
 uint64_t hashOf(const std::string& text) {
     uint64_t hash = 0xCBF29CE484222325;
-    for (const unsigned char c : text) hash = (hash ^ c) * 0x100000001B3;
+    for (const char c : text) hash = (hash ^ static_cast<unsigned char>(c)) * 0x100000001B3;
     return hash;
 }
 

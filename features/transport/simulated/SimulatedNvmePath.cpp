@@ -142,7 +142,7 @@ Status SimulatedNvmePath::checkIdentity() {
     return selected->isThatOf(found) ? Status() : anotherDrive(folder_, selected->text(), found.text());
 }
 
-Status SimulatedNvmePath::reset(simulator::ResetKind kind) {
+Status SimulatedNvmePath::resetController(simulator::ResetKind kind) {
     OSTREL_TRACE();
     const Status status = checkIdentity();
     return status.is(0, 0) ? drive_->controller.reset(kind) : status;
@@ -160,9 +160,9 @@ Status SimulatedNvmePath::sendHost(const HostCommand& command, CommandResult& re
             return status;
         }
         case HostRequest::RESET_CONTROLLER:
-            return reset(simulator::ResetKind::CONTROLLER);
+            return resetController(simulator::ResetKind::CONTROLLER);
         case HostRequest::RESET_SUBSYSTEM:
-            return reset(simulator::ResetKind::SUBSYSTEM);
+            return resetController(simulator::ResetKind::SUBSYSTEM);
         case HostRequest::RESCAN:
             return Status();
         case HostRequest::LOCK_DRIVE:

@@ -49,7 +49,7 @@ private:
                                   ostrel::core::CommandResult& result);
     /// Of the drive in the folder. The caller holds the drive's mutex.
     ostrel::core::Status checkIdentity();
-    ostrel::core::Status reset(simulator::ResetKind kind);
+    ostrel::core::Status resetController(simulator::ResetKind kind);
     ostrel::core::Status sendHost(const HostCommand& command, ostrel::core::CommandResult& result);
 
     std::string folder_;
