@@ -11,6 +11,7 @@
 
 #include "ostrel/core/SignalBlock.h"
 #include "ostrel/core/SignalWatch.h"
+#include "tests/support/Sanitized.h"
 
 namespace ostrel::core {
 namespace {
@@ -85,6 +86,7 @@ TEST(SignalWatch, LeavesIgnoredHandledAndBlockedSignalsAlone) {
 }
 
 TEST(SignalWatch, GoesWithoutTheLineWhereNoThreadCanBeMade) {
+    if (SANITIZED) GTEST_SKIP() << "sanitizers need the address space for themselves";
     const End end = endOf([] {
         pthread_attr_t large;  // larger than any stack that is left of another thread
         pthread_attr_init(&large);
