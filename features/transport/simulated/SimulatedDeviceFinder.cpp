@@ -4,11 +4,11 @@
 
 #include "features/nvme/NvmeCommand.h"
 #include "features/simulator/DriveFolder.h"
+#include "features/simulator/DriveNodes.h"
 #include "features/simulator/DriveStore.h"
 #include "features/simulator/Model.h"
 #include "features/transport/HostCommand.h"
 #include "features/transport/simulated/SimulatedIdentity.h"
-#include "features/transport/simulated/SimulatedNamespaces.h"
 #include "features/transport/simulated/SimulatedNvmePath.h"
 #include "ostrel/core/AttributeVocabulary.h"
 #include "ostrel/core/Device.h"
@@ -70,7 +70,7 @@ void SimulatedDeviceFinder::scan(std::vector<std::shared_ptr<Device>>& devices) 
     for (const std::string& name : names) {
         auto device = std::make_shared<Device>();
         const std::string folder = store.pathOf(name);
-        set(*device, attributes::device::devicePath(), controllerNode(folder));
+        set(*device, attributes::device::devicePath(), simulator::controllerNode(folder));
         SimulatedNvmePath path(folder, clock_, passTime, locks_);
         setIdentity(*device, path, folder);
         device->addCommandPath(path);

@@ -5,6 +5,7 @@
 #include <filesystem>
 
 #include "features/simulator/Controller.h"
+#include "features/simulator/DriveNodes.h"
 #include "features/transport/simulated/SimulatedDeviceFinder.h"
 #include "features/transport/simulated/SimulatedNamespaces.h"
 #include "ostrel/core/File.h"
@@ -55,13 +56,14 @@ std::optional<DriveLocation> SimulatedDriveSource::locate(const std::string& pat
     // The finder knows the drive by the folder's own name, whichever link the root is.
     const std::string drive = folder_ + "/" + name;
     const std::string node = target.filename();
-    if (!isNode || node == fs::path(controllerNode(drive)).filename()) return DriveLocation{controllerNode(drive), {}};
+    if (!isNode || node == fs::path(simulator::controllerNode(drive)).filename())
+        return DriveLocation{simulator::controllerNode(drive), {}};
     simulator::Controller controller(drive, clock_);
     std::vector<HostNamespace> namespaces;
     const Status status = attachedNamespaces(controller, drive, namespaces);
     if (!status.is(0, 0)) errors.add(drive, static_cast<int>(status.getCode()), status.getMessage());
     for (const HostNamespace& part : namespaces) {
-        if (fs::path(part.node).filename() == node) return DriveLocation{controllerNode(drive), part.nsid};
+        if (fs::path(part.node).filename() == node) return DriveLocation{simulator::controllerNode(drive), part.nsid};
     }
     return std::nullopt;
 }

@@ -9,8 +9,8 @@
 
 namespace features::transport {
 
-/// The simulated drives of the machine. A path leads to one when it is the drive's folder, one of the names that
-/// controllerNode() and namespaceNode() give, or a link to one of them. None of them is ever the boot drive.
+/// The simulated drives of the machine. A path leads to one when it is the drive's folder, one of the names of
+/// DriveNodes.h, or a link to one of them. None of them is ever the boot drive.
 ///
 /// Ownership: the devices of its finder use its clock; it must outlive them.
 class SimulatedDriveSource : public DriveSource {

@@ -4,6 +4,7 @@
 #include "features/nvme/Completion.h"
 #include "features/nvme/NamespaceProperties.h"
 #include "features/nvme/Opcodes.h"
+#include "features/simulator/DriveNodes.h"
 #include "ostrel/core/ScopeTrace.h"
 #include "ostrel/core/StatusCatalogue.h"
 
@@ -38,14 +39,6 @@ Status identify(Controller& controller, uint8_t cns, uint32_t nsid, std::vector<
 
 }  // namespace
 
-std::string controllerNode(const std::string& folder) {
-    return folder + "/dev/" + folder.substr(folder.rfind('/') + 1);
-}
-
-std::string namespaceNode(const std::string& folder, uint32_t nsid) {
-    return controllerNode(folder) + "n" + std::to_string(nsid);
-}
-
 Status attachedNamespaces(Controller& controller, const std::string& folder, std::vector<HostNamespace>& found) {
     OSTREL_TRACE();
     std::vector<uint8_t> list;
@@ -60,7 +53,7 @@ Status attachedNamespaces(Controller& controller, const std::string& folder, std
         const nvme::NamespaceProperties properties(data.data());
         HostNamespace part;
         part.nsid = nsid;
-        part.node = namespaceNode(folder, nsid);
+        part.node = simulator::namespaceNode(folder, nsid);
         part.blockBytes = properties.format().dataBytes();
         part.metadataBytes = properties.format().metadataBytes;
         part.sizeBytes = properties.sizeBlocks * part.blockBytes;
