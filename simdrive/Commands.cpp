@@ -15,6 +15,7 @@
 #include "ostrel/core/File.h"
 #include "ostrel/core/FileDescriptor.h"
 #include "ostrel/core/Strings.h"
+#include "simdrive/DriveRow.h"
 #include "simdrive/FaultText.h"
 #include "simdrive/SizeText.h"
 
@@ -30,21 +31,6 @@ constexpr uint64_t MOST_DRIVES = 10000;
 
 Status refused(int error, const std::string& message) {
     return Status(CATEGORY_OS, static_cast<uint32_t>(error), message);
-}
-
-std::string modelText(ModelId model) {
-    return model == ModelId::VELKO ? "velko" : "ocp";
-}
-
-/// In the largest unit that leaves no fraction.
-std::string sizeText(uint64_t bytes) {
-    static constexpr const char* UNITS[] = {"", " KiB", " MiB", " GiB", " TiB"};
-    size_t power = 0;
-    while (power + 1 < std::size(UNITS) && bytes != 0 && bytes % 1024 == 0) {
-        bytes /= 1024;
-        ++power;
-    }
-    return std::to_string(bytes) + UNITS[power];
 }
 
 std::string randomSerial() {
@@ -124,68 +110,6 @@ Status lockIfServed(const FileDescriptor& folder, const std::string& path, FileD
     struct stat info {};
     if (::fstatat(folder.get(), FILE_SERVED, &info, AT_SYMLINK_NOFOLLOW) == 0) return lockServed(folder, path, lock);
     return errno == ENOENT ? Status() : fileStatus(errno, path + "/" + FILE_SERVED);
-}
-
-std::string jsonText(const std::string& text) {
-    std::string quoted = "\"";
-    for (const char c : text) {
-        if (c == '"' || c == '\\') quoted += '\\';
-        if (static_cast<unsigned char>(c) < 0x20) {
-            char escaped[8];
-            std::snprintf(escaped, sizeof escaped, "\\u%04x", c);
-            quoted += escaped;
-        } else {
-            quoted += c;
-        }
-    }
-    return quoted + "\"";
-}
-
-/// A drive as `list` shows it.
-struct Row {
-    std::string name;
-    std::string path;
-    Status status;
-    DriveFolder::Identity identity;
-};
-
-std::string jsonOf(const Row& row) {
-    std::string text = "  {\"name\": " + jsonText(row.name) + ", \"path\": " + jsonText(row.path);
-    if (!row.status.is(0, 0)) return text + ", \"error\": " + jsonText(row.status.getMessage()) + "}";
-    const Description& drive = row.identity.description;
-    text += ", \"model\": " + jsonText(modelText(drive.model)) + ", \"serialNumber\": " + jsonText(drive.serialNumber) +
-            ", \"sizeBytes\": " + std::to_string(drive.sizeBytes) +
-            ", \"firmware\": " + jsonText(row.identity.firmware) + ", \"faults\": {";
-    std::string separator;
-    for (const auto& [key, value] : faultsOf(drive)) {
-        text += separator + jsonText(key) + ": " + jsonText(value);
-        separator = ", ";
-    }
-    return text + "}}";
-}
-
-std::string joinedKeys(const std::vector<Fault>& faults) {
-    std::string text;
-    for (const auto& [key, value] : faults) text += (text.empty() ? "" : ", ") + key;
-    return text.empty() ? "none" : text;
-}
-
-/// Columns as wide as their longest cell; a row with one cell more than a name is told as it is.
-std::string tableOf(const std::vector<std::vector<std::string>>& rows) {
-    std::vector<size_t> widths(rows[0].size());
-    for (const auto& row : rows) {
-        if (row.size() != widths.size()) continue;
-        for (size_t i = 0; i < row.size(); ++i) widths[i] = std::max(widths[i], row[i].size());
-    }
-    std::string text;
-    for (const auto& row : rows) {
-        for (size_t i = 0; i < row.size(); ++i) {
-            text += row[i];
-            if (i + 1 < row.size()) text.append(widths[i] > row[i].size() ? widths[i] - row[i].size() + 2 : 2, ' ');
-        }
-        text += '\n';
-    }
-    return text;
 }
 
 std::string faultList(const Description& description) {
@@ -280,28 +204,19 @@ Outcome create(const DriveStore& store, const CommandLine& line) {
 
 Outcome list(const DriveStore& store, const CommandLine& line) {
     if (!line.names.empty()) return Outcome::misused("list takes no name.");
-    const bool isJson = line.has("json");
-    std::vector<std::vector<std::string>> rows = {{"NAME", "MODEL", "SIZE", "SERIAL NUMBER", "FIRMWARE", "FAULTS"}};
-    std::string json;
-    int exitStatus = 0;
     std::vector<std::string> names;
     const Status listed = store.list(names);
     if (!listed.is(0, 0)) return Outcome::failed(listed);  // none, or some, is not all
+    std::vector<DriveRow> rows;
+    int exitStatus = 0;
     for (const std::string& name : names) {
-        Row row{name, store.pathOf(name), Status(), {}};
+        DriveRow row{name, store.pathOf(name), Status(), {}};
         row.status = DriveFolder::readIdentity(row.path, row.identity);
-        if (isJson) json += (json.empty() ? "" : ",\n") + jsonOf(row);
-        const Description& drive = row.identity.description;
-        if (row.status.is(0, 0)) {
-            rows.push_back({name, modelText(drive.model), sizeText(drive.sizeBytes), drive.serialNumber,
-                            row.identity.firmware, joinedKeys(faultsOf(drive))});
-        } else {
-            rows.push_back({name, row.status.getMessage()});
-            exitStatus = EXIT_FAILED;  // a list with a hole is no whole one
-        }
+        if (!row.status.is(0, 0)) exitStatus = EXIT_FAILED;  // a list with a hole is no whole one
+        rows.push_back(std::move(row));
     }
-    if (isJson) return {exitStatus, json.empty() ? "[]\n" : "[\n" + json + "\n]\n", ""};
-    return {exitStatus, rows.size() == 1 ? "There are no simulated drives.\n" : tableOf(rows), ""};
+    if (line.has("json")) return {exitStatus, jsonOf(rows), ""};
+    return {exitStatus, rows.empty() ? "There are no simulated drives.\n" : tableOf(rows), ""};
 }
 
 Outcome remove(const DriveStore& store, const CommandLine& line) {

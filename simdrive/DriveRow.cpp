@@ -1,0 +1,105 @@
+#include "simdrive/DriveRow.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <iterator>
+
+#include "simdrive/FaultText.h"
+
+namespace simdrive {
+
+using namespace features::simulator;
+
+namespace {
+
+std::string jsonText(const std::string& text) {
+    std::string quoted = "\"";
+    for (const char c : text) {
+        if (c == '"' || c == '\\') quoted += '\\';
+        if (static_cast<unsigned char>(c) < 0x20) {
+            char escaped[8];
+            std::snprintf(escaped, sizeof escaped, "\\u%04x", c);
+            quoted += escaped;
+        } else {
+            quoted += c;
+        }
+    }
+    return quoted + "\"";
+}
+
+std::string joinedKeys(const std::vector<Fault>& faults) {
+    std::string text;
+    for (const auto& [key, value] : faults) text += (text.empty() ? "" : ", ") + key;
+    return text.empty() ? "none" : text;
+}
+
+/// Columns as wide as their longest cell; a row with one cell more than a name stands as it is.
+std::string inColumns(const std::vector<std::vector<std::string>>& rows) {
+    std::vector<size_t> widths(rows[0].size());
+    for (const auto& row : rows) {
+        if (row.size() != widths.size()) continue;
+        for (size_t i = 0; i < row.size(); ++i) widths[i] = std::max(widths[i], row[i].size());
+    }
+    std::string text;
+    for (const auto& row : rows) {
+        for (size_t i = 0; i < row.size(); ++i) {
+            text += row[i];
+            if (i + 1 < row.size()) text.append(widths[i] > row[i].size() ? widths[i] - row[i].size() + 2 : 2, ' ');
+        }
+        text += '\n';
+    }
+    return text;
+}
+
+}  // namespace
+
+std::string modelText(ModelId model) {
+    return model == ModelId::VELKO ? "velko" : "ocp";
+}
+
+std::string sizeText(uint64_t bytes) {
+    static constexpr const char* UNITS[] = {"", " KiB", " MiB", " GiB", " TiB"};
+    size_t power = 0;
+    while (power + 1 < std::size(UNITS) && bytes != 0 && bytes % 1024 == 0) {
+        bytes /= 1024;
+        ++power;
+    }
+    return std::to_string(bytes) + UNITS[power];
+}
+
+std::string jsonOf(const DriveRow& row) {
+    std::string text = "{\"name\": " + jsonText(row.name) + ", \"path\": " + jsonText(row.path);
+    if (!row.status.is(0, 0)) return text + ", \"error\": " + jsonText(row.status.getMessage()) + "}";
+    const Description& drive = row.identity.description;
+    text += ", \"model\": " + jsonText(modelText(drive.model)) + ", \"serialNumber\": " + jsonText(drive.serialNumber) +
+            ", \"sizeBytes\": " + std::to_string(drive.sizeBytes) +
+            ", \"firmware\": " + jsonText(row.identity.firmware) + ", \"faults\": {";
+    std::string separator;
+    for (const auto& [key, value] : faultsOf(drive)) {
+        text += separator + jsonText(key) + ": " + jsonText(value);
+        separator = ", ";
+    }
+    return text + "}}";
+}
+
+std::string jsonOf(const std::vector<DriveRow>& rows) {
+    std::string text;
+    for (const DriveRow& row : rows) text += (text.empty() ? "[\n" : ",\n") + ("  " + jsonOf(row));
+    return text.empty() ? "[]\n" : text + "\n]\n";
+}
+
+std::string tableOf(const std::vector<DriveRow>& rows) {
+    std::vector<std::vector<std::string>> cells = {{"NAME", "MODEL", "SIZE", "SERIAL NUMBER", "FIRMWARE", "FAULTS"}};
+    for (const DriveRow& row : rows) {
+        const Description& drive = row.identity.description;
+        if (row.status.is(0, 0)) {
+            cells.push_back({row.name, modelText(drive.model), sizeText(drive.sizeBytes), drive.serialNumber,
+                             row.identity.firmware, joinedKeys(faultsOf(drive))});
+        } else {
+            cells.push_back({row.name, row.status.getMessage()});
+        }
+    }
+    return inColumns(cells);
+}
+
+}  // namespace simdrive

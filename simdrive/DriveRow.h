@@ -1,0 +1,31 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "features/simulator/DriveFolder.h"
+#include "ostrel/core/Status.h"
+
+namespace simdrive {
+
+/// A drive as commands show it. `status` is why it cannot be read; `identity` holds nothing then.
+struct DriveRow {
+    std::string name;
+    std::string path;
+    ostrel::core::Status status;
+    features::simulator::DriveFolder::Identity identity;
+};
+
+std::string modelText(features::simulator::ModelId model);
+/// In the largest unit that leaves no fraction.
+std::string sizeText(uint64_t bytes);
+
+/// A JSON object in one line.
+std::string jsonOf(const DriveRow& row);
+/// A JSON array, a line a drive.
+std::string jsonOf(const std::vector<DriveRow>& rows);
+/// A line a drive below a line of titles, in columns; a drive that cannot be read has its name and the reason.
+std::string tableOf(const std::vector<DriveRow>& rows);
+
+}  // namespace simdrive
