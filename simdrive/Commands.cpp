@@ -119,20 +119,24 @@ std::string faultList(const Description& description) {
     return text.empty() ? "No faults.\n" : text;
 }
 
-/// The values to set: those of the options, or of `clear` the ones that mean none.
+/// The faults that the options set, with their values.
 Status faultsToSet(const CommandLine& line, std::vector<Fault>& faults) {
-    const std::vector<Fault> none = noFaults();
-    if (line.names.size() == 1) {
-        for (const auto& [key, value] : line.options) {
-            // The value becomes a line of the description; another line in it would be a key of its own.
-            if (value.find_first_of("\r\n") != std::string::npos)
-                return refused(EINVAL, "--" + key + " takes one line.");
-            faults.emplace_back(key, value);
-        }
-        return Status();
+    for (const Fault& kind : noFaults()) {
+        if (!line.has(kind.first)) continue;
+        const std::string value = line.option(kind.first, "");
+        // The value becomes a line of the description; another line in it would be a key of its own.
+        if (value.find_first_of("\r\n") != std::string::npos)
+            return refused(EINVAL, "--" + kind.first + " takes one line.");
+        faults.emplace_back(kind.first, value);
     }
-    if (line.names[1] != "clear" || !line.options.empty()) {
-        return refused(EINVAL, "Behind the name: options that set faults, or \"clear\" and which.");
+    return Status();
+}
+
+/// "clear" and which: their values that mean none.
+Status faultsToClear(const CommandLine& line, std::vector<Fault>& faults) {
+    const std::vector<Fault> none = noFaults();
+    if (line.names[1] != "clear" || !faults.empty()) {
+        return refused(EINVAL, "After the name: options that set faults, or \"clear\" and which.");
     }
     if (line.names.size() == 2) faults = none;
     for (size_t i = 2; i < line.names.size(); ++i) {
@@ -199,7 +203,11 @@ Outcome create(const DriveStore& store, const CommandLine& line) {
         out.append(description.serialNumber).append("\n");
     }
     status = store.create(drives, SystemClock());
-    return status.is(0, 0) ? Outcome{0, out, ""} : Outcome::failed(status);
+    if (!status.is(0, 0)) return Outcome::failed(status);
+    if (!line.has("json")) return {0, out, ""};
+    std::vector<DriveRow> rows;
+    for (const DriveStore::NewDrive& drive : drives) rows.push_back(readRow(store, drive.name));
+    return {0, jsonOf(rows), ""};
 }
 
 Outcome list(const DriveStore& store, const CommandLine& line) {
@@ -210,10 +218,8 @@ Outcome list(const DriveStore& store, const CommandLine& line) {
     std::vector<DriveRow> rows;
     int exitStatus = 0;
     for (const std::string& name : names) {
-        DriveRow row{name, store.pathOf(name), Status(), {}};
-        row.status = DriveFolder::readIdentity(row.path, row.identity);
-        if (!row.status.is(0, 0)) exitStatus = EXIT_FAILED;  // a list with a hole is no whole one
-        rows.push_back(std::move(row));
+        rows.push_back(readRow(store, name));
+        if (!rows.back().status.is(0, 0)) exitStatus = EXIT_FAILED;  // a list with a hole is no whole one
     }
     if (line.has("json")) return {exitStatus, jsonOf(rows), ""};
     return {exitStatus, rows.empty() ? "There are no simulated drives.\n" : tableOf(rows), ""};
@@ -248,6 +254,7 @@ Outcome fault(const DriveStore& store, const CommandLine& line) {
     if (line.names.empty()) return Outcome::misused("fault needs the name of a drive.");
     std::vector<Fault> faults;
     Status status = faultsToSet(line, faults);
+    if (status.is(0, 0) && line.names.size() > 1) status = faultsToClear(line, faults);
     if (!status.is(0, 0)) return Outcome::misused(status.getMessage());
     FileDescriptor lock;
     std::string path;
@@ -262,7 +269,10 @@ Outcome fault(const DriveStore& store, const CommandLine& line) {
     for (const Fault& each : faults) text = withFault(text, each);
     if (status.is(0, 0)) status = Description::parse(text, description);
     if (status.is(0, 0) && !faults.empty()) status = writeFileAtomically(path, text);
-    return status.is(0, 0) ? Outcome{0, faultList(description), ""} : Outcome::failed(status);
+    if (!status.is(0, 0)) return Outcome::failed(status);
+    if (!line.has("json")) return {0, faultList(description), ""};
+    const DriveRow row = readRow(store, line.names[0]);
+    return {row.status.is(0, 0) ? 0 : EXIT_FAILED, jsonOf(row) + "\n", ""};
 }
 
 }  // namespace simdrive

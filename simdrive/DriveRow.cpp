@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <iterator>
 
+#include "features/simulator/DriveNodes.h"
 #include "simdrive/FaultText.h"
 
 namespace simdrive {
@@ -57,6 +58,12 @@ std::string modelText(ModelId model) {
     return model == ModelId::VELKO ? "velko" : "ocp";
 }
 
+DriveRow readRow(const DriveStore& store, const std::string& name) {
+    DriveRow row{name, store.pathOf(name), {}, {}};
+    row.status = DriveFolder::readIdentity(row.folder, row.identity);
+    return row;
+}
+
 std::string sizeText(uint64_t bytes) {
     static constexpr const char* UNITS[] = {"", " KiB", " MiB", " GiB", " TiB"};
     size_t power = 0;
@@ -68,7 +75,8 @@ std::string sizeText(uint64_t bytes) {
 }
 
 std::string jsonOf(const DriveRow& row) {
-    std::string text = "{\"name\": " + jsonText(row.name) + ", \"path\": " + jsonText(row.path);
+    std::string text = "{\"name\": " + jsonText(row.name) + ", \"folder\": " + jsonText(row.folder) +
+                       ", \"path\": " + jsonText(controllerNode(row.folder));
     if (!row.status.is(0, 0)) return text + ", \"error\": " + jsonText(row.status.getMessage()) + "}";
     const Description& drive = row.identity.description;
     text += ", \"model\": " + jsonText(modelText(drive.model)) + ", \"serialNumber\": " + jsonText(drive.serialNumber) +

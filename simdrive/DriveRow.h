@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "features/simulator/DriveFolder.h"
+#include "features/simulator/DriveStore.h"
 #include "ostrel/core/Status.h"
 
 namespace simdrive {
@@ -12,16 +13,18 @@ namespace simdrive {
 /// A drive as commands show it. `status` is why it cannot be read; `identity` holds nothing then.
 struct DriveRow {
     std::string name;
-    std::string path;
+    std::string folder;
     ostrel::core::Status status;
     features::simulator::DriveFolder::Identity identity;
 };
 
 std::string modelText(features::simulator::ModelId model);
+/// The drive of this name as it is now.
+DriveRow readRow(const features::simulator::DriveStore& store, const std::string& name);
 /// In the largest unit that leaves no fraction.
 std::string sizeText(uint64_t bytes);
 
-/// A JSON object in one line.
+/// A JSON object in one line: the folder, the path that the tool takes, and what the drive is or why it cannot be read.
 std::string jsonOf(const DriveRow& row);
 /// A JSON array, a line a drive.
 std::string jsonOf(const std::vector<DriveRow>& rows);

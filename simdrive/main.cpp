@@ -22,7 +22,7 @@ using simdrive::Outcome;
 constexpr const char* HELP = R"(nimbrel-simdrive: simulated NVMe drives, for nimbrel and for the network.
 
   nimbrel-simdrive create [NAME] [--model velko|ocp] [--size SIZE]
-                          [--serial SERIAL] [--count N]
+                          [--serial SERIAL] [--count N] [--json]
       Makes drives: NAME, or with --count or without a name NAME-1, NAME-2, ...
       SIZE: bytes, or with K, M, G, T (powers of 1000), Ki, Mi, Gi, Ti (1024);
       1 MiB to 8 TiB, by default 16 GiB. Only what is written takes room.
@@ -33,8 +33,8 @@ constexpr const char* HELP = R"(nimbrel-simdrive: simulated NVMe drives, for nim
   nimbrel-simdrive remove NAME ...
       Removes drives with all their data, without asking.
 
-  nimbrel-simdrive fault NAME [--KIND VALUE ...]
-  nimbrel-simdrive fault NAME clear [KIND ...]
+  nimbrel-simdrive fault NAME [--KIND VALUE ...] [--json]
+  nimbrel-simdrive fault NAME clear [KIND ...] [--json]
       Shows what is wrong with a drive, and sets or takes off faults:
       --critical-warning 0x01       bits of the SMART log's field
       --temperature 90              degrees Celsius
@@ -52,8 +52,11 @@ constexpr const char* HELP = R"(nimbrel-simdrive: simulated NVMe drives, for nim
       a secret hosts must authenticate; the secret is one line, DHHC-1:...,
       in a file of mode 0600. The second one is what the drive answers with.
 
-Everything but --help needs the root user. The drives are in
-/opt/velko/nimbrel/SimulatedDrives, where nimbrel finds them.
+  nimbrel-simdrive --version
+
+Everything but --help and --version needs the root user. The drives are in
+/opt/velko/nimbrel/SimulatedDrives; nimbrel takes them by serial number, index
+or path: /opt/velko/nimbrel/SimulatedDrives/NAME/dev/NAME.
 Exit status: 0 done, 1 failed, 2 the command line is wrong.
 )";
 
@@ -69,7 +72,7 @@ void complain(const std::string& words) {
 }
 
 std::vector<std::string> faultOptions() {
-    std::vector<std::string> options;
+    std::vector<std::string> options = {"json!"};
     for (const auto& [key, value] : simdrive::noFaults()) options.push_back(key);
     return options;
 }
@@ -77,8 +80,9 @@ std::vector<std::string> faultOptions() {
 Outcome runTool(const std::vector<std::string>& words) {
     const bool wantsHelp = std::find(words.begin(), words.end(), "--help") != words.end();
     if (wantsHelp || words.empty()) return {words.empty() ? simdrive::EXIT_USAGE : 0, HELP, ""};
+    if (words == std::vector<std::string>{"--version"}) return {0, "nimbrel-simdrive " NIMBREL_VERSION "\n", ""};
     const CommandRow commands[] = {
-        {"create", simdrive::create, {"model", "size", "serial", "count"}},
+        {"create", simdrive::create, {"model", "size", "serial", "count", "json!"}},
         {"list", simdrive::list, {"json!"}},
         {"remove", simdrive::remove, {}},
         {"fault", simdrive::fault, faultOptions()},

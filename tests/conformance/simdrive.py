@@ -47,6 +47,12 @@ class Words(SimdriveTestCase):
         self.check("fault", "--help", stdout=run.stdout)
         self.check(status=2, stdout=run.stdout)
 
+    def test_version_is_that_of_the_tool(self):
+        version = re.search(r"Version: (\S+)", self.world.run("version").stdout)[1]
+        self.check("--version", root=False, stdout=f"nimbrel-simdrive {version}\n")
+        self.check("--version", "now", status=2,
+                   stderr='There is no command "--version"; nimbrel-simdrive --help lists them.')
+
     def test_an_ordinary_user_is_refused(self):
         for command in (["create"], ["list"], ["remove", "a"], ["fault", "a"], ["serve", "a"]):
             self.check(*command, root=False, status=1, stderr="This needs the root user.")
@@ -67,8 +73,10 @@ class Words(SimdriveTestCase):
                 (["create", "--size"], "--size needs a value."),
                 (["remove"], "remove needs the name of a drive."),
                 (["fault"], "fault needs the name of a drive."),
-                (["fault", "a", "b"], 'Behind the name: options that set faults, or "clear" and which.'),
+                (["fault", "a", "b"], 'After the name: options that set faults, or "clear" and which.'),
                 (["fault", "a", "clear", "rust"], 'There is no fault "rust".'),
+                (["fault", "a", "clear", "--gone", "yes"],
+                 'After the name: options that set faults, or "clear" and which.'),
                 (["fault", "a", "--rust", "1"], "There is no option --rust."),
                 (["fault", "a", "--gone", "yes\n[supports]\nformat = no"], "--gone takes one line."),
                 (["serve"], "serve needs the name of one drive."),
@@ -135,6 +143,21 @@ class Making(SimdriveTestCase):
         self.check("create", "a", status=1, stderr=f"System error. {DRIVES}: No such file or directory.")
 
 
+    def test_as_json_shows_what_list_shows(self):
+        run = self.world.run("create", "--count", "2", "--model", "ocp", "--size", "1Mi", "--serial", "S", "--json",
+                             tool=TOOL)
+        self.assertEqual((run.status, run.stderr), (0, ""))
+        self.assertEqual(run.stdout, "".join((
+            "[\n",
+            f'  {{"name": "ocp-1", "folder": "{DRIVES}/ocp-1", "path": "{DRIVES}/ocp-1/dev/ocp-1", "model": "ocp", ',
+            '"serialNumber": "S-1", "sizeBytes": 1048576, "firmware": "OSIM0100", "faults": {}},\n',
+            f'  {{"name": "ocp-2", "folder": "{DRIVES}/ocp-2", "path": "{DRIVES}/ocp-2/dev/ocp-2", "model": "ocp", ',
+            '"serialNumber": "S-2", "sizeBytes": 1048576, "firmware": "OSIM0100", "faults": {}}\n',
+            "]\n")))
+        self.check("list", "--json", stdout=run.stdout)
+        self.check("create", "ocp-1", "--json", status=1, stderr=f"System error. {DRIVES}/ocp-1: File exists.")
+
+
 class Listing(SimdriveTestCase):
     def test_of_nothing(self):
         self.check("list", stdout="There are no simulated drives.\n")
@@ -146,6 +169,7 @@ class Listing(SimdriveTestCase):
         self.make("b9", serial="S9")
         self.description("b9").write_text("nonsense\n")
         self.world.run("fault", "b10", "--gone", "yes", "--temperature", "90", tool=TOOL)
+        places = lambda name: {"folder": f"{DRIVES}/{name}", "path": f"{DRIVES}/{name}/dev/{name}"}
         run = self.world.run("list", "--json", tool=TOOL)
         drives = json.loads(run.stdout)
         firmware = drives[0]["firmware"]
@@ -153,9 +177,9 @@ class Listing(SimdriveTestCase):
         error = f"{DRIVES}/b9/description.ini: Line 1: '=' character not found in line."
         self.assertEqual((run.status, run.stderr), (1, ""), "b9 is missing from a whole list")
         self.assertEqual(drives, [
-            {"name": "a", "path": f"{DRIVES}/a", "serialNumber": "S1", **common, "faults": {}},
-            {"name": "b9", "path": f"{DRIVES}/b9", "error": error},
-            {"name": "b10", "path": f"{DRIVES}/b10", "serialNumber": "S10", **common,
+            {"name": "a", **places("a"), "serialNumber": "S1", **common, "faults": {}},
+            {"name": "b9", **places("b9"), "error": error},
+            {"name": "b10", **places("b10"), "serialNumber": "S10", **common,
              "faults": {"temperature": "90", "gone": "yes"}}])
         self.check("list", status=1, stdout="NAME  MODEL  SIZE    SERIAL NUMBER  FIRMWARE  FAULTS\n"
                                   f"a     velko  16 GiB  S1             {firmware:8}  none\n"
@@ -314,6 +338,16 @@ class Faults(SimdriveTestCase):
         self.check("fault", "a", "--temperature", "", stdout="critical-warning = 0x04\n"
                    "media-errors = 1:100-107, 1:500\nhang = admin 0x06\npower-loss = io 0x01\n")
         self.check("fault", "a", "clear", stdout="No faults.\n")
+
+    def test_as_json_show_the_drive(self):
+        self.make()
+        drive = (f'{{"name": "a", "folder": "{DRIVES}/a", "path": "{DRIVES}/a/dev/a", "model": "velko", '
+                 '"serialNumber": "S1", "sizeBytes": 17179869184, "firmware": "VSIM0100", "faults": ')
+        self.check("fault", "a", "--json", stdout=drive + "{}}\n")
+        self.check("fault", "a", "--gone", "yes", "--hang", "admin 0x06", "--json",
+                   stdout=drive + '{"hang": "admin 0x06", "gone": "yes"}}\n')
+        self.check("fault", "a", "clear", "gone", "--json", stdout=drive + '{"hang": "admin 0x06"}}\n')
+        self.check("fault", "a", "--gone", "true", "--json", status=1, stderr='"gone" takes "yes" or "no".')
 
     def test_leave_the_rest_of_the_file_alone(self):
         self.make()
