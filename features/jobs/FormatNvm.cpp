@@ -12,6 +12,7 @@
 #include "features/nvme/Bytes.h"
 #include "ostrel/core/AttributeVocabulary.h"
 #include "ostrel/core/ScopeTrace.h"
+#include "ostrel/core/SignalBlock.h"
 #include "ostrel/core/StatusCatalogue.h"
 
 namespace features::jobs {
@@ -147,14 +148,13 @@ Status FormatNvm::run(const FormatRequest& request, std::string& report) {
     if (status.is(0, 0)) status = findTargets(controller);
     if (status.is(0, 0)) status = plan(controller, steps);
     if (!status.is(0, 0)) return status;
+    Status look;
     for (const Step& step : steps) {
-        status = perform(controller, step);
+        status = perform(controller, step, look);
         if (!status.is(0, 0)) break;
         for (const size_t i : step.targets) report += (report.empty() ? "" : " ") + outcome(targets_[i]);
     }
     if (report.empty()) return status;
-    // The host still knows the partitions that are gone.
-    const Status look = rescan(drive_);
     if (!status.is(0, 0)) return withDetails(status, "Before that: " + report);
     return look.is(0, 0) ? look : withDetails(look, report);
 }
@@ -282,7 +282,7 @@ Status FormatNvm::checkTogether(const ControllerCapabilities& controller, bool f
                        "Drive " + drive_.name() + " formats all its namespaces alike, but they differ.");
 }
 
-Status FormatNvm::perform(const ControllerCapabilities& controller, const Step& step) {
+Status FormatNvm::perform(const ControllerCapabilities& controller, const Step& step, Status& look) {
     OSTREL_TRACE();
     nvme::NvmeCommand command(nvme::Queue::ADMIN, nvme::OPC_FORMAT_NVM, "Format NVM");
     command.nsid = step.nsid;
@@ -291,6 +291,7 @@ Status FormatNvm::perform(const ControllerCapabilities& controller, const Step& 
     const uint64_t deadline = clock_.nowMs() + command.timeoutMs;
     Status status = checkGate(step.gate);
     if (!status.is(0, 0)) return status;
+    std::optional<SignalBlock> untilTheHostHasLooked(std::in_place);
     nvme::Answer answer;
     status = drive_.send(command, answer);
     drive_.forgetIdentify();
@@ -300,13 +301,17 @@ Status FormatNvm::perform(const ControllerCapabilities& controller, const Step& 
                                     : withDetails(status, "It was for namespace " + std::to_string(step.nsid) + ".");
     }
     for (const size_t i : step.targets) {
-        status = awaitEnd(controller, targets_[i], deadline);
+        status = awaitEnd(controller, targets_[i], deadline, untilTheHostHasLooked);
         if (!status.is(0, 0)) return status;
     }
+    // The host still knows the size before, and partitions that are gone.
+    const Status seen = rescan(drive_);
+    if (!seen.is(0, 0)) look = seen;
     return status;
 }
 
-Status FormatNvm::awaitEnd(const ControllerCapabilities& controller, const Target& target, uint64_t deadline) {
+Status FormatNvm::awaitEnd(const ControllerCapabilities& controller, const Target& target, uint64_t deadline,
+                           std::optional<SignalBlock>& block) {
     OSTREL_TRACE();
     for (;;) {
         Payload data;
@@ -319,6 +324,7 @@ Status FormatNvm::awaitEnd(const ControllerCapabilities& controller, const Targe
         if (left == 0) return checkReached(target, NamespaceProperties(data.getData()));
         if (clock_.nowMs() >= deadline)
             return withDetails(statuses::formatFailed(), "The format of " + name(target) + " did not end in time.");
+        block.reset();  // the drive has more to do than a user waits for who wants the end
         clock_.sleepMs(POLL_MS);
     }
 }

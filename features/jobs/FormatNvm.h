@@ -11,6 +11,7 @@
 #include "features/nvme/Drive.h"
 #include "features/nvme/NamespaceProperties.h"
 #include "features/nvme/Opcodes.h"
+#include "ostrel/core/SignalBlock.h"
 #include "ostrel/core/Status.h"
 
 namespace features::jobs {
@@ -38,6 +39,8 @@ ostrel::core::Status readFormatRequest(const Arguments& arguments, FormatRequest
 ///     namespaces was asked for (10/242): nothing goes that was not named.
 ///   - A drive that reports the end of the command before that of the format is watched until it has ended.
 ///   - At the end the namespaces are read again, and one that is not as it was asked for is a failure.
+///   - A signal that ends the process waits until the host has looked at each namespace that was formatted, unless the
+///     drive goes on formatting after its command.
 ///
 /// A format may take long, and a command whose time runs out makes the system reset the drive in the middle of it: it
 /// gets an hour, and the time of writing all that is to be formatted at 1 GB/s.
@@ -77,9 +80,12 @@ private:
     ostrel::core::Status checkProtection(const Target& target) const;
     ostrel::core::Status plan(const nvme::ControllerCapabilities& controller, std::vector<Step>& steps) const;
     ostrel::core::Status checkTogether(const nvme::ControllerCapabilities& controller, bool formatsAll) const;
-    ostrel::core::Status perform(const nvme::ControllerCapabilities& controller, const Step& step);
+    /// `look`: set to how the host's look at the outcome failed.
+    ostrel::core::Status perform(const nvme::ControllerCapabilities& controller, const Step& step,
+                                 ostrel::core::Status& look);
+    /// Releases `block` where the end does not come with the command.
     ostrel::core::Status awaitEnd(const nvme::ControllerCapabilities& controller, const Target& target,
-                                  uint64_t deadline);
+                                  uint64_t deadline, std::optional<ostrel::core::SignalBlock>& block);
     ostrel::core::Status checkReached(const Target& target, const nvme::NamespaceProperties& now) const;
     uint32_t timeoutMs() const;
     std::string name(const Target& target) const;

@@ -5,6 +5,7 @@
 #include <string>
 
 #include "features/jobs/FeatureAccess.h"
+#include "features/jobs/Namespaces.h"
 #include "features/jobs/Refusals.h"
 #include "features/jobs/SafetyGate.h"
 #include "features/jobs/StatusDetails.h"
@@ -16,10 +17,9 @@
 #include "features/nvme/StatusCodes.h"
 #include "features/nvme/VelkoFeatures.h"
 #include "features/nvme/VelkoInterface.h"
-#include "features/transport/HostCommand.h"
 #include "ostrel/core/AttributeVocabulary.h"
-#include "ostrel/core/CommandResult.h"
 #include "ostrel/core/ScopeTrace.h"
+#include "ostrel/core/SignalBlock.h"
 #include "ostrel/core/StatusCatalogue.h"
 #include "ostrel/core/Strings.h"
 #include "ostrel/interfaces/ostreli/interface/JobNames.h"
@@ -157,11 +157,13 @@ Status writeLba(nvme::Drive& drive, uint64_t lba) {
                   drive.setFeature(request, false, Payload(data, sizeof data), answer), drive);
 }
 
-/// The kernel does not know what the maker's feature did to the namespace.
-Status rescan(nvme::Drive& drive) {
-    CommandResult result;
-    drive.device().sendCommand(transport::HostCommand(transport::HostRequest::RESCAN), result);
-    return result.status;
+/// Changes the size of the namespace. The kernel does not know what the maker's feature did: `seen` is the status of
+/// its look. An end between the two would leave it with blocks that are gone.
+Status resize(nvme::Drive& drive, uint64_t lba, Status& seen) {
+    const SignalBlock untilTheHostHasLooked;
+    const Status status = writeLba(drive, lba);
+    if (status.is(0, 0)) seen = rescan(drive);
+    return status;
 }
 
 }  // namespace
@@ -192,9 +194,9 @@ Status MaxAddressJob::setOnDrive(nvme::Drive& drive, const Attribute& attribute)
         status = requireVelkoFeature(drive, nvme::FID_VELKO_MAXIMUM_LBA, statuses::maxAddressNotSupported());
     if (status.is(0, 0)) status = findLba(drive, wanted, lba);
     if (status.is(0, 0)) status = checkDestruction(drive, {});  // again: much may have happened meanwhile
-    if (status.is(0, 0)) status = writeLba(drive, lba);
+    Status seen;
+    if (status.is(0, 0)) status = resize(drive, lba, seen);
     if (!status.is(0, 0)) return status;
-    const Status seen = rescan(drive);
     return Status(0, 0,
                   "The maximum LBA is " + std::to_string(lba) + "." +
                       (seen.is(0, 0) ? "" : " The system has not seen it yet: " + seen.getMessage()));

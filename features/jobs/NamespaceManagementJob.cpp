@@ -14,6 +14,7 @@
 #include "features/transport/HostCommand.h"
 #include "ostrel/core/AttributeVocabulary.h"
 #include "ostrel/core/ScopeTrace.h"
+#include "ostrel/core/SignalBlock.h"
 #include "ostrel/core/StatusCatalogue.h"
 #include "ostrel/interfaces/ostreli/interface/JobNames.h"
 
@@ -125,15 +126,25 @@ Status NamespaceManagementJob::erase(nvme::Drive& drive, const uint8_t*, std::st
     OSTREL_TRACE();
     Status status = checkGate(drive);
     if (!status.is(0, 0)) return status;
-    nvme::Answer answer;
-    status = drive.send(namespaceManagement(SEL_DELETE, nsid_), answer);
-    if (!status.is(0, 0)) return toldByNamespaceRefusals(status, drive);
-    drive.forgetIdentify();
+    Status seen;
+    status = sendDeletion(drive, seen);
+    if (!status.is(0, 0)) return status;
     report = nsid_ == nvme::NSID_ALL ? "All namespaces were deleted."
                                      : "Namespace " + std::to_string(nsid_) + " was deleted.";
     std::string node;
-    status = awaitView(drive, false, node);
-    return status.is(0, 0) ? status : withDetails(status, report);
+    if (seen.is(0, 0)) seen = awaitView(drive, false, node);
+    return seen.is(0, 0) ? seen : withDetails(seen, report);
+}
+
+Status NamespaceManagementJob::sendDeletion(nvme::Drive& drive, Status& seen) const {
+    OSTREL_TRACE();
+    const SignalBlock untilTheHostHasLooked;
+    nvme::Answer answer;
+    const Status status = drive.send(namespaceManagement(SEL_DELETE, nsid_), answer);
+    if (!status.is(0, 0)) return toldByNamespaceRefusals(status, drive);
+    drive.forgetIdentify();
+    seen = rescan(drive);
+    return status;
 }
 
 Status NamespaceManagementJob::attach(nvme::Drive& drive, const uint8_t* controller, std::string& report) {
@@ -150,19 +161,29 @@ Status NamespaceManagementJob::changeAttachment(nvme::Drive& drive, bool attach,
     OSTREL_TRACE();
     const auto controllerId = static_cast<uint16_t>(controllerId_.value_or(own));
     Status status = attach ? Status() : checkGate(drive);
-    if (status.is(0, 0)) status = sendNamespaceAttachment(drive, attach, nsid_, controllerId);
+    Status seen;
+    if (status.is(0, 0)) status = sendAttachment(drive, attach, controllerId, seen);
     if (!status.is(0, 0)) return status;
     report = "Namespace " + std::to_string(nsid_) + (attach ? " was attached to" : " was detached from") +
              " controller " + std::to_string(controllerId);
     std::string node;
-    status = controllerId == own ? awaitView(drive, attach, node) : rescan(drive);
+    if (seen.is(0, 0) && controllerId == own) seen = awaitView(drive, attach, node);
     report += (node.empty() ? "" : ": " + node) + ".";
-    return status.is(0, 0) ? status : withDetails(status, report);
+    return seen.is(0, 0) ? seen : withDetails(seen, report);
+}
+
+Status NamespaceManagementJob::sendAttachment(nvme::Drive& drive, bool attach, uint16_t controllerId,
+                                              Status& seen) const {
+    OSTREL_TRACE();
+    const SignalBlock untilTheHostHasLooked;
+    const Status status = sendNamespaceAttachment(drive, attach, nsid_, controllerId);
+    if (status.is(0, 0)) seen = rescan(drive);
+    return status;
 }
 
 Status NamespaceManagementJob::awaitView(nvme::Drive& drive, bool present, std::string& node) const {
     OSTREL_TRACE();
-    Status status = rescan(drive);
+    Status status;
     const uint64_t deadline = clock_->nowMs() + VIEW_LIMIT_MS;
     while (status.is(0, 0)) {
         std::vector<HostNamespace> seen;

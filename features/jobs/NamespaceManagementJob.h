@@ -43,7 +43,11 @@ private:
     ostrel::core::Status attach(nvme::Drive& drive, const uint8_t* controller, std::string& report);
     ostrel::core::Status detach(nvme::Drive& drive, const uint8_t* controller, std::string& report);
     ostrel::core::Status changeAttachment(nvme::Drive& drive, bool attach, uint16_t own, std::string& report);
-    /// Until the system has the namespace, or has it no longer; `node`: where it is.
+    // The commands that change the host's view, and its look at the change, which no signal parts. `seen`: of the look.
+    ostrel::core::Status sendDeletion(nvme::Drive& drive, ostrel::core::Status& seen) const;
+    ostrel::core::Status sendAttachment(nvme::Drive& drive, bool attach, uint16_t controllerId,
+                                        ostrel::core::Status& seen) const;
+    /// After a look: until the system has the namespace, or has it no longer; `node`: where it is.
     ostrel::core::Status awaitView(nvme::Drive& drive, bool present, std::string& node) const;
 
     std::shared_ptr<const WaitClock> clock_;

@@ -198,9 +198,11 @@ TEST_F(FormatJobTest, DeleteErasesEachNamespaceAndKeepsItsFormat) {
     drive_.expect(hostUses(namespaces))
         .expect(formatCommand(1, 0x200).timeoutMs(HOUR_MS + 512 + 4096 + 4096).completes())
         .expect(identify(0, 1).answers(space()))
+        .expect(lookAgain())
         .expect(hostUses(namespaces))
         .expect(formatCommand(3, 0x222).completes())
         .expect(identify(0, 3).answers(protectedSpace))
+        .expect(lookAgain())
         .expect(hostUses(namespaces))
         .expect(formatCommand(7, 0x201).completes())
         .expect(identify(0, 7).answers(DriveBytes(4096)))
@@ -259,6 +261,7 @@ TEST_F(FormatJobTest, ADriveThatErasesAllTogetherStillFormatsEach) {
         .expect(formatCommand(1, 0x201).completes())
         .expect(identify(0, 1).answers(space(1)))
         .expect(identify(0, 3).answers(space(1)))
+        .expect(lookAgain())
         .expect(hostUses({}))
         .expect(formatCommand(2, 0x201).completes())
         .expect(identify(0, 2).answers(space(1)))
@@ -307,9 +310,9 @@ TEST_F(FormatJobTest, AFailureInTheMiddleTellsWhatWasDoneBefore) {
         .expect(hostUses({}))
         .expect(formatCommand(1, 0x200).completes())
         .expect(identify(0, 1).answers(space()))
+        .expect(lookAgain())
         .expect(hostUses({}))
-        .expect(formatCommand(2, 0x200).refuses(0x4006))
-        .expect(lookAgain());
+        .expect(formatCommand(2, 0x200).refuses(0x4006));
     EXPECT_EQ(run("Delete"),
               told("10/171 Failed to format drive. Format NVM failed on drive S1 (/dev/nvme0): Internal Error (status "
                    "code type 0x0, status code 0x06, opcode 0x80). It was for namespace 2. Before that: " +
