@@ -332,6 +332,7 @@ constexpr unsigned MOST_POWER_STATES = 32;
 constexpr size_t OFFSET_LBA_FORMATS = 128;
 constexpr size_t LBA_FORMAT_BYTES = 4;
 constexpr size_t UUID_ENTRY_BYTES = 32;
+constexpr size_t UUID_OFFSET = 16;
 
 constexpr unsigned SCALE_TENTH_OF_MILLIWATT = 1;
 constexpr unsigned SCALE_HUNDREDTH_OF_WATT = 2;
@@ -371,6 +372,18 @@ void addDescriptor(FieldTree& tree, uint8_t type, uint8_t length, const uint8_t*
         return;
     }
     tree.add("NIDT " + hexText(type, 2), "Unknown identifier type", ostrel::core::bytesToHex(at, length));
+}
+
+/// Up to the first entry that is zero.
+std::vector<const uint8_t*> uuidEntries(const Payload& data) {
+    std::vector<const uint8_t*> entries;
+    for (size_t at = UUID_ENTRY_BYTES; at + UUID_ENTRY_BYTES <= data.getSize(); at += UUID_ENTRY_BYTES) {
+        const uint8_t* entry = data.getData() + at;
+        const uint8_t* end = entry + UUID_ENTRY_BYTES;
+        if (std::all_of(entry + UUID_OFFSET, end, [](uint8_t byte) { return byte == 0; })) break;
+        entries.push_back(entry);
+    }
+    return entries;
 }
 
 }  // namespace
@@ -446,13 +459,19 @@ std::vector<uint16_t> decodeControllerList(const Payload& data) {
 FieldTree decodeUuidList(const Payload& data) {
     OSTREL_TRACE();
     FieldTree tree{"UUID List", {}, {}};
-    for (size_t at = UUID_ENTRY_BYTES; at + UUID_ENTRY_BYTES <= data.getSize(); at += UUID_ENTRY_BYTES) {
-        const uint8_t* entry = data.getData() + at;
-        const uint8_t* end = entry + UUID_ENTRY_BYTES;
-        if (std::all_of(entry + 16, end, [](uint8_t byte) { return byte == 0; })) break;
-        addFields(tree.addPart("UUID " + std::to_string(at / UUID_ENTRY_BYTES)), UUID_FIELDS, entry, UUID_ENTRY_BYTES);
+    for (const uint8_t* entry : uuidEntries(data)) {
+        const auto number = static_cast<size_t>(entry - data.getData()) / UUID_ENTRY_BYTES;
+        addFields(tree.addPart("UUID " + std::to_string(number)), UUID_FIELDS, entry, UUID_ENTRY_BYTES);
     }
     return tree;
+}
+
+bool hasOcpUuid(const Payload& data) {
+    OSTREL_TRACE();
+    const std::vector<const uint8_t*> entries = uuidEntries(data);
+    return std::any_of(entries.begin(), entries.end(), [](const uint8_t* entry) {
+        return std::equal(std::begin(OCP_UUID), std::end(OCP_UUID), entry + UUID_OFFSET);
+    });
 }
 
 }  // namespace features::nvme

@@ -28,4 +28,10 @@ std::vector<uint16_t> decodeControllerList(const ostrel::core::Payload& data);
 /// CNS 17h: up to the first entry that is zero.
 FieldTree decodeUuidList(const ostrel::core::Payload& data);
 
+/// OCP Datacenter NVMe SSD Specification 2.0: the UUID that its logs and features go by.
+inline constexpr uint8_t OCP_UUID[] = {0xC1, 0x94, 0xD5, 0x5B, 0xE0, 0x94, 0x47, 0x94,
+                                       0xA2, 0x1D, 0x29, 0x99, 0x8F, 0x56, 0xBE, 0x6F};
+/// Whether a CNS 17h structure has OCP's UUID.
+bool hasOcpUuid(const ostrel::core::Payload& data);
+
 }  // namespace features::nvme
