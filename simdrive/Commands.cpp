@@ -11,6 +11,7 @@
 #include <set>
 
 #include "features/simulator/DriveFolder.h"
+#include "features/simulator/Model.h"
 #include "features/simulator/OwnFiles.h"
 #include "ostrel/core/File.h"
 #include "ostrel/core/FileDescriptor.h"
@@ -173,7 +174,8 @@ Outcome create(const DriveStore& store, const CommandLine& line) {
     Description description;
     const std::string model = line.option("model", "velko");
     if (line.names.size() > 1) return Outcome::misused("One name is enough: --count numbers the drives.");
-    if (model != "velko" && model != "ocp") return Outcome::misused("--model takes velko or ocp.");
+    const Model* known = findModel(model);
+    if (known == nullptr) return Outcome::misused("--model takes velko, ocp or nvme-1.4.");
     if (!isInteger(line.option("count", "1")) || !parseSize(line.option("count", "1"), count) || count == 0 ||
         count > MOST_DRIVES) {
         return Outcome::misused("--count takes 1 to " + std::to_string(MOST_DRIVES) + ".");
@@ -181,7 +183,7 @@ Outcome create(const DriveStore& store, const CommandLine& line) {
     if (!parseSize(line.option("size", DEFAULT_SIZE), description.sizeBytes)) {
         return Outcome::misused("--size takes a number of bytes, or one with K, M, G, T, Ki, Mi, Gi or Ti.");
     }
-    description.model = model == "ocp" ? ModelId::OCP : ModelId::VELKO;
+    description.setModel(known->id);
 
     FileDescriptor lock;
     Status status = store.lock(lock);

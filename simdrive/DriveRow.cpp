@@ -5,6 +5,7 @@
 #include <iterator>
 
 #include "features/simulator/DriveNodes.h"
+#include "features/simulator/Model.h"
 #include "simdrive/FaultText.h"
 
 namespace simdrive {
@@ -55,7 +56,7 @@ std::string inColumns(const std::vector<std::vector<std::string>>& rows) {
 }  // namespace
 
 std::string modelText(ModelId model) {
-    return model == ModelId::VELKO ? "velko" : "ocp";
+    return modelOf(model).name;
 }
 
 DriveRow readRow(const DriveStore& store, const std::string& name) {

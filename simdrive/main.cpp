@@ -21,7 +21,7 @@ using simdrive::Outcome;
 
 constexpr const char* HELP = R"(nimbrel-simdrive: simulated NVMe drives, for nimbrel and for the network.
 
-  nimbrel-simdrive create [NAME] [--model velko|ocp] [--size SIZE]
+  nimbrel-simdrive create [NAME] [--model velko|ocp|nvme-1.4] [--size SIZE]
                           [--serial SERIAL] [--count N] [--json]
       Makes drives: NAME, or with --count or without a name NAME-1, NAME-2, ...
       SIZE: bytes, or with K, M, G, T (powers of 1000), Ki, Mi, Gi, Ti (1024);

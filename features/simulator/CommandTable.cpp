@@ -83,6 +83,14 @@ constexpr CommandRow COMMANDS[] = {
 };
 // clang-format on
 
+/// Force Flush is the maker's, and of the NVM commands these are optional.
+bool isOfModel(const CommandRow& row, ModelId model) {
+    if (row.isAdmin) return row.opcode != OPC_VELKO_FORCE_FLUSH || model == ModelId::VELKO;
+    const bool isOptional =
+        row.opcode == OPC_COMPARE || row.opcode == OPC_WRITE_ZEROES || row.opcode == OPC_DATASET_MANAGEMENT;
+    return !isOptional || modelOf(model).hasOptions;
+}
+
 /// Whether all that the host set is defined; otherwise the place of the first bit that is not.
 bool hasDefinedBitsAlone(const SubmissionEntry& command, const CommandRow& row, uint16_t& location) {
     const struct {
@@ -122,7 +130,7 @@ const CommandRow* findCommand(const Description& description, bool isAdmin, uint
     OSTREL_TRACE();
     for (const CommandRow& row : COMMANDS) {
         if (row.isAdmin != isAdmin || row.opcode != opcode) continue;
-        if (isAdmin && opcode == OPC_VELKO_FORCE_FLUSH && description.model != ModelId::VELKO) return nullptr;
+        if (!isOfModel(row, description.model)) return nullptr;
         return row.isSupported == nullptr || description.*row.isSupported ? &row : nullptr;
     }
     return nullptr;

@@ -10,6 +10,7 @@
 #include <sstream>
 
 #include "features/nvme/FieldTree.h"
+#include "features/simulator/Model.h"
 #include "ostrel/core/ScopeTrace.h"
 #include "ostrel/core/Strings.h"
 
@@ -94,9 +95,10 @@ std::string sizeText(uint64_t bytes) {
     return std::to_string(bytes / best->bytes) + (best->bytes == 1 ? "" : " ") + best->name;
 }
 
-bool parseModel(const std::string& text, ModelId& model) {
-    if (text != "velko" && text != "ocp") return false;
-    model = text == "velko" ? ModelId::VELKO : ModelId::OCP;
+bool parseModel(const std::string& text, Description& description) {
+    const Model* model = findModel(text);
+    if (model == nullptr) return false;
+    description.setModel(model->id);
     return true;
 }
 
@@ -255,10 +257,12 @@ constexpr KeyRow switchRow(const char* key, const char* explanation) {
 
 // clang-format off
 const KeyRow KEYS[] = {
-    {"drive", "model", true, "\"velko\" or \"ocp\"",
-     "The kind of drive: velko (the maker's vendor features) or ocp (OCP Datacenter NVMe SSD 2.0).",
-     [](Text text, D& d) { return parseModel(text, d.model); },
-     [](const D& d) { return std::string(d.model == ModelId::VELKO ? "velko" : "ocp"); }},
+    // The first is read first, and sets the defaults of the others.
+    {"drive", "model", true, "\"velko\", \"ocp\" or \"nvme-1.4\"",
+     "The kind of drive: velko (the maker's vendor features), ocp (OCP Datacenter NVMe SSD 2.0) "
+     "or nvme-1.4 (nothing optional).",
+     [](Text text, D& d) { return parseModel(text, d); },
+     [](const D& d) { return std::string(modelOf(d.model).name); }},
     {"drive", "serial-number", true, "1 to 20 visible characters", "",
      [](Text text, D& d) { return parseSerial(text, d.serialNumber); },
      [](const D& d) { return d.serialNumber; }},
@@ -354,6 +358,14 @@ Status parseTree(const boost::property_tree::ptree& tree, Description& descripti
 }
 
 }  // namespace
+
+void Description::setModel(ModelId id) {
+    OSTREL_TRACE();
+    const bool hasOptions = modelOf(id).hasOptions;
+    model = id;
+    supportsFormat = supportsNamespaceManagement = supportsSanitize = supportsSelfTest = hasOptions;
+    supportsFirmwareUpdate = supportsTelemetry = supportsPersistentEventLog = hasOptions;
+}
 
 Status Description::parse(const std::string& text, Description& description) {
     OSTREL_TRACE();

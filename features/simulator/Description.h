@@ -15,10 +15,11 @@ inline constexpr uint64_t MAX_DRIVE_BYTES = uint64_t{8} << 40;
 /// As many entries as the log page of changed namespaces has.
 inline constexpr uint32_t MAX_NAMESPACES = 1024;
 
-/// The two kinds of simulated drives.
+/// The kinds of simulated drives. States keep the numbers: a new one goes last.
 enum class ModelId : uint8_t {
-    VELKO,  ///< with the maker's vendor features
-    OCP,    ///< after the OCP Datacenter NVMe SSD specification 2.0
+    VELKO,     ///< with the maker's vendor features
+    OCP,       ///< after the OCP Datacenter NVMe SSD specification 2.0
+    NVME_1_4,  ///< with what the NVMe Base Specification 1.4 makes mandatory, and nothing else
 };
 
 /// A command that a fault is about.
@@ -65,6 +66,8 @@ struct Description {
     // [faults]
     Faults faults;
 
+    /// Makes it that model's: with the optional commands and logs that the model has by default.
+    void setModel(ModelId id);
     static ostrel::core::Status parse(const std::string& text, Description& description);
     /// The whole file, with its explanations.
     std::string toText() const;

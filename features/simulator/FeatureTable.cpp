@@ -134,6 +134,9 @@ CompletionEntry checkWriteProtection(CommandContext&, FeatureValue& value) {
 bool isIdling(const CommandContext& context) {
     return hasIdleStates(context.model);
 }
+bool hasOptions(const CommandContext& context) {
+    return context.model.hasOptions;
+}
 bool hasSanitize(const CommandContext& context) {
     return context.description.supportsSanitize;
 }
@@ -156,7 +159,7 @@ constexpr FeatureRow FEATURES[] = {
      0,   defaultTemperature, null, null, null},
     {FID_ERROR_RECOVERY,              null,          true,  true,  true,  dword11(0x1FFFF),    0,                     null,
      0,   always<0>,          checkErrorRecovery, null, null},
-    {FID_VOLATILE_WRITE_CACHE,        null,          true,  true,  false, dword11(0x1),        0,                     null,
+    {FID_VOLATILE_WRITE_CACHE,        hasOptions,    true,  true,  false, dword11(0x1),        0,                     null,
      0,   always<1>,          null, null, null},
     {FID_NUMBER_OF_QUEUES,            null,          true,  false, false, dword11(0xFFFFFFFF), 0,                     null,
      0,   always<0x003F003F>, grantQueues, null, null},
@@ -170,23 +173,23 @@ constexpr FeatureRow FEATURES[] = {
      0,   always<0>,          null, null, null},
     {FID_AUTONOMOUS_POWER_STATE,      isIdling, true,  true,  false, dword11(0x1),        0,                     null,
      256, always<0>,          checkTransitions, null, null},
-    {FID_TIMESTAMP,                   null,          true,  false, false, {},                  0,                     null,
+    {FID_TIMESTAMP,                   hasOptions,    true,  false, false, {},                  0,                     null,
      8,   null,               null, readTimestamp, writeTimestamp},
     {FID_KEEP_ALIVE,                  null,          true,  false, false, dword11(0xFFFFFFFF), 0,                     null,
      0,   always<0>,          null, null, null},
-    {FID_HOST_THERMAL_MANAGEMENT,     null,          true,  true,  false, dword11(0xFFFFFFFF), 0,                     null,
+    {FID_HOST_THERMAL_MANAGEMENT,     hasOptions,    true,  true,  false, dword11(0xFFFFFFFF), 0,                     null,
      0,   always<0>,          checkThermalManagement, null, null},
     {FID_NON_OPERATIONAL_POWER_STATE, isIdling, true,  true,  false, dword11(0x1),        0,                     null,
      0,   always<0>,          null, null, null},
-    {FID_HOST_BEHAVIOR_SUPPORT,       null,          true,  false, false, {},                  0,                     null,
+    {FID_HOST_BEHAVIOR_SUPPORT,       hasOptions,    true,  false, false, {},                  0,                     null,
      512, null,               checkHostBehavior, null, null},
     {FID_SANITIZE_CONFIG,             hasSanitize,   true,  true,  false, dword11(0x1),        0,                     null,
      0,   always<0>,          null, null, null},
-    {FID_SOFTWARE_PROGRESS,           null,          true,  true,  false, dword11(0xFF),       0,                     null,
+    {FID_SOFTWARE_PROGRESS,           hasOptions,    true,  true,  false, dword11(0xFF),       0,                     null,
      0,   always<0>,          null, null, null},
-    {FID_HOST_IDENTIFIER,             null,          true,  false, false, dword11(0x1),        0,                     null,
+    {FID_HOST_IDENTIFIER,             hasOptions,    true,  false, false, dword11(0x1),        0,                     null,
      16,  null,               checkHostIdentifier, null, null},
-    {FID_NAMESPACE_WRITE_PROTECTION,  null,          true,  false, true,  dword11(0x7),        0,                     null,
+    {FID_NAMESPACE_WRITE_PROTECTION,  hasOptions,    true,  false, true,  dword11(0x7),        0,                     null,
      0,   always<0>,          checkWriteProtection, readWriteProtection, writeWriteProtection},
 };
 // clang-format on

@@ -89,6 +89,7 @@ CompletionEntry targetsOf(const CommandContext& context, const FeatureRow& row, 
 CompletionEntry checkSet(CommandContext& context, const FeatureRow& row, bool save, FeatureValue& value) {
     const SubmissionEntry& command = context.command;
     if (!row.isChangeable) return refusal(SCT_COMMAND_SPECIFIC, SC_FEATURE_NOT_CHANGEABLE);
+    if (save && !context.model.hasOptions) return refusal(SCT_GENERIC, SC_INVALID_FIELD);
     if (save && !row.isSaveable) return refusal(SCT_COMMAND_SPECIFIC, SC_FEATURE_NOT_SAVEABLE);
     if (!hasDefinedBitsAlone(command, row.bits)) return refusal(SCT_GENERIC, SC_INVALID_FIELD);
     for (const uint32_t selector : selectorsOf(row, command.cdw11)) {
@@ -144,6 +145,8 @@ CompletionEntry getFeatures(CommandContext& context) {
     if (row == nullptr || !isUuidIndex(context, row->fid) || select > static_cast<uint32_t>(Select::CAPABILITIES)) {
         return refusal(SCT_GENERIC, SC_INVALID_FIELD);
     }
+    if (select != static_cast<uint32_t>(Select::CURRENT) && !context.model.hasOptions)
+        return refusal(SCT_GENERIC, SC_INVALID_FIELD);
     CompletionEntry completion;
     if (select == static_cast<uint32_t>(Select::CAPABILITIES)) {
         completion.dword0 = capabilitiesOf(*row);

@@ -5,6 +5,7 @@
 #include <string>
 
 #include "features/nvme/Bytes.h"
+#include "features/nvme/Identify.h"
 #include "features/nvme/Opcodes.h"
 #include "features/nvme/StatusCodes.h"
 #include "features/simulator/Namespaces.h"
@@ -17,12 +18,8 @@ using namespace nvme;
 
 namespace {
 
-constexpr size_t IDENTIFY_BYTES = 4096;
 constexpr uint32_t VERSION_1_4 = 0x00010400;
 constexpr uint64_t PAGE_KIB = 4;
-/// OCP Datacenter NVMe SSD Specification 2.0: the UUID that its logs and features go by.
-constexpr uint8_t OCP_UUID[] = {0xC1, 0x94, 0xD5, 0x5B, 0xE0, 0x94, 0x47, 0x94,
-                                0xA2, 0x1D, 0x29, 0x99, 0x8F, 0x56, 0xBE, 0x6F};
 
 uint8_t log2Of(uint64_t number) {
     uint8_t power = 0;
@@ -57,8 +54,8 @@ void putIdentity(const CommandContext& c, uint8_t* at) {  // bytes 0 to 255
     putLe32(at + 92, bitIf(c.description.supportsNamespaceManagement, 8) |
                          bitIf(c.description.supportsFirmwareUpdate, 9) | bitIf(c.description.supportsTelemetry, 10));
     // CTRATT: 128-bit host identifier, non-operational power state permissive mode, namespace granularity, UUID list.
-    putLe32(at + 96, 1U | bitIf(hasIdleStates(c.model), 1) | bitIf(c.description.supportsNamespaceManagement, 7) |
-                         bitIf(c.model.id == ModelId::OCP, 9));
+    putLe32(at + 96, bitIf(c.model.hasOptions, 0) | bitIf(hasIdleStates(c.model), 1) |
+                         bitIf(c.description.supportsNamespaceManagement, 7) | bitIf(c.model.id == ModelId::OCP, 9));
     at[111] = 1;  // CNTRLTYPE: I/O controller
 }
 
@@ -71,7 +68,8 @@ void putAdminCapabilities(const CommandContext& c, uint8_t* at) {  // bytes 256 
     at[260] = static_cast<uint8_t>((c.model.isSlot1ReadOnly ? 1 : 0) | c.model.firmwareSlots << 1 |
                                    (c.model.activatesWithoutReset ? 1 << 4 : 0));
     // LPA: command effects, extended data, telemetry, persistent event log, supported log pages (of NVMe 2.0).
-    at[261] = static_cast<uint8_t>(0x26 | bitIf(d.supportsTelemetry, 3) | bitIf(d.supportsPersistentEventLog, 4));
+    at[261] = static_cast<uint8_t>((c.model.hasOptions ? 0x22 : 0) | bitIf(hasExtendedLogData(c), 2) |
+                                   bitIf(d.supportsTelemetry, 3) | bitIf(d.supportsPersistentEventLog, 4));
     at[262] = static_cast<uint8_t>(c.model.errorEntries - 1);
     at[263] = static_cast<uint8_t>(c.model.powerStateCount - 1);
     at[264] = 1;                               // AVSCC
@@ -89,9 +87,11 @@ void putAdminCapabilities(const CommandContext& c, uint8_t* at) {  // bytes 256 
     }
     at[319] = d.supportsFirmwareUpdate ? 1 : 0;  // FWUG: 4 KiB
     putLe16(at + 320, 10);                       // KAS: 1 s
-    putLe16(at + 322, 1);                        // HCTMA
-    putLe16(at + 324, LEAST_THERMAL_KELVIN);
-    putLe16(at + 326, MOST_THERMAL_KELVIN);
+    if (c.model.hasOptions) {
+        putLe16(at + 322, 1);  // HCTMA
+        putLe16(at + 324, LEAST_THERMAL_KELVIN);
+        putLe16(at + 326, MOST_THERMAL_KELVIN);
+    }
     putLe32(at + 328, d.supportsSanitize ? SANICAP : 0);
     putLe32(at + 352, d.supportsPersistentEventLog ? PERSISTENT_EVENT_LOG_64KIB : 0);
 }
@@ -101,11 +101,12 @@ void putNvmCapabilities(const CommandContext& c, uint8_t* at) {  // bytes 512 to
     at[513] = 0x44;                                              // CQES
     putLe16(at + 514, 128);                                      // MAXCMD
     putLe32(at + 516, c.description.mostNamespaces);
-    putLe16(at + 520, 0x5D);  // ONCS: compare, deallocate, write zeroes, saved features, timestamp
+    // ONCS: compare, deallocate, write zeroes, saved features, timestamp.
+    putLe16(at + 520, c.model.hasOptions ? 0x5D : 0);
     at[524] = c.description.supportsFormat ? FORMAT_ATTRIBUTES : 0;
-    at[525] = 0x07;  // VWC: there is one, and Flush takes all namespaces
-    at[530] = 1;     // NVSCC
-    at[531] = 0x01;  // NWPC: write protect
+    at[525] = c.model.hasOptions ? 0x07 : 0x06;  // VWC: there is one; Flush takes all namespaces
+    at[530] = 1;                                 // NVSCC
+    at[531] = c.model.hasOptions ? 0x01 : 0;     // NWPC: write protect
     putLe32(at + 540, c.description.mostNamespaces);
     const std::string name = subsystemName(c.description);
     std::copy(name.begin(), name.end(), at + 768);
@@ -140,7 +141,7 @@ void putCommonNamespace(const CommandContext& c, uint8_t* at) {
     at[24] = 0x08;                                           // NSFEAT: identifiers are never used again
     at[25] = static_cast<uint8_t>(c.model.formatCount - 1);  // NLBAF
     at[27] = hasMetadata ? 0x03 : 0;                         // MC
-    at[33] = 0x09;                                           // DLFEAT: zeros; Write Zeroes may deallocate
+    at[33] = c.model.hasOptions ? 0x09 : 0x01;               // DLFEAT: zeros; Write Zeroes may deallocate
 }
 
 void putNamespace(const CommandContext& c, uint32_t nsid, const NamespaceState& part, uint8_t* at) {
@@ -266,6 +267,13 @@ constexpr CnsRow STRUCTURES[] = {
 // clang-format on
 
 }  // namespace
+
+bool hasExtendedLogData(const CommandContext& context) {
+    OSTREL_TRACE();
+    // Telemetry and persistent event log are read from offsets.
+    const Description& description = context.description;
+    return context.model.hasOptions || description.supportsTelemetry || description.supportsPersistentEventLog;
+}
 
 std::string subsystemName(const Description& description) {
     OSTREL_TRACE();

@@ -19,6 +19,9 @@ std::string subsystemName(const Description& description);
 /// The Identify Controller structure, 4,096 bytes.
 std::vector<uint8_t> controllerStructure(const CommandContext& context);
 
+/// Whether Get Log Page takes an offset and the wide Number of Dwords (LPA bit 2).
+bool hasExtendedLogData(const CommandContext& context);
+
 /// The Identify command.
 CompletionEntry identify(CommandContext& context);
 

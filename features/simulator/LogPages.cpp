@@ -11,6 +11,7 @@
 #include "features/simulator/Events.h"
 #include "features/simulator/Firmware.h"
 #include "features/simulator/HealthLog.h"
+#include "features/simulator/Identify.h"
 #include "features/simulator/NamespaceCommands.h"
 #include "features/simulator/OcpLogs.h"
 #include "features/simulator/PersistentEventLog.h"
@@ -46,17 +47,22 @@ CompletionEntry buildCommandEffects(CommandContext& context, const LogRequest&, 
     return {};
 }
 
+/// Log pages 00h and 05h are optional.
+bool hasOptionalPages(ModelId model) {
+    return modelOf(model).hasOptions;
+}
+
 using D = Description;
 
 // clang-format off
 constexpr LogRow LOGS[] = {
     //                         supported                        model    LSP build
-    {LID_SUPPORTED_LOGS,       nullptr,                         nullptr, 0,  buildSupportedLogs},
+    {LID_SUPPORTED_LOGS,       nullptr,                         hasOptionalPages, 0,  buildSupportedLogs},
     {LID_ERROR_INFORMATION,    nullptr,                         nullptr, 0,  buildErrorLog},
     {LID_SMART_HEALTH,         nullptr,                         nullptr, 0,  buildHealthLog},
     {LID_FIRMWARE_SLOT,        nullptr,                         nullptr, 0,  buildFirmwareLog},
     {LID_CHANGED_NAMESPACES,   &D::supportsNamespaceManagement, nullptr, 0,  buildChangedNamespaces},
-    {LID_COMMAND_EFFECTS,      nullptr,                         nullptr, 0,  buildCommandEffects},
+    {LID_COMMAND_EFFECTS,      nullptr,                         hasOptionalPages, 0,  buildCommandEffects},
     {LID_DEVICE_SELF_TEST,     &D::supportsSelfTest,            nullptr, 0,  buildSelfTestLog},
     {LID_TELEMETRY_HOST,       &D::supportsTelemetry,           nullptr, 1,  buildHostTelemetry},
     {LID_TELEMETRY_CONTROLLER, &D::supportsTelemetry,           nullptr, 0,  buildControllerTelemetry},
@@ -72,6 +78,12 @@ constexpr uint8_t DURING_SANITIZE[] = {LID_ERROR_INFORMATION, LID_SMART_HEALTH, 
 bool isReadable(const CommandContext& context, uint8_t lid) {
     return !context.state.sanitize.isRunning ||
            std::find(std::begin(DURING_SANITIZE), std::end(DURING_SANITIZE), lid) != std::end(DURING_SANITIZE);
+}
+
+/// Without extended data (LPA bit 2) a page is read from its start, and Number of Dwords has 12 bits.
+bool hasFieldsOfModel(const CommandContext& context, const LogRequest& request) {
+    constexpr uint64_t MAX_PLAIN_BYTES = uint64_t{4096} * 4;
+    return hasExtendedLogData(context) || (request.offset == 0 && request.length <= MAX_PLAIN_BYTES);
 }
 
 bool isVendorLog(uint8_t lid) {
@@ -109,8 +121,9 @@ CompletionEntry getLogPage(CommandContext& context) {
     if (!isReadable(context, lid)) return passingRefusal(SCT_GENERIC, SC_SANITIZE_IN_PROGRESS);
     const uint32_t mostUuidIndex = isVendorLog(lid) && context.model.id == ModelId::OCP ? 1 : 0;
     const bool isOfController = command.nsid == 0 || command.nsid == NSID_ALL;
-    if (!isOfController || command.cdw14 > mostUuidIndex || (request.lsp & ~row->definedLsp) != 0 || request.lsi != 0 ||
-        request.offset % 4 != 0 || !fitsTransfer(context, request.length)) {
+    if (!isOfController || !hasFieldsOfModel(context, request) || command.cdw14 > mostUuidIndex ||
+        (request.lsp & ~row->definedLsp) != 0 || request.lsi != 0 || request.offset % 4 != 0 ||
+        !fitsTransfer(context, request.length)) {
         return refusal(SCT_GENERIC, SC_INVALID_FIELD);
     }
     std::vector<uint8_t> page;

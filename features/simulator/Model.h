@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <string>
 
 #include "features/simulator/Description.h"
 
@@ -22,6 +23,7 @@ struct PowerState {
 /// What all drives of one model have in common.
 struct Model {
     ModelId id;
+    const char* name;         ///< as the description has it
     const char* modelNumber;  ///< says that the drive is simulated
     const char* firmware;     ///< revision of a new drive
     uint16_t vendorId;
@@ -37,6 +39,9 @@ struct Model {
     LbaFormat formats[8];
     uint8_t powerStateCount;
     PowerState powerStates[8];
+    /// The log pages, features, fields and NVM commands that the NVMe Base Specification 1.4 leaves to the controller,
+    /// and no key of the description turns on or off.
+    bool hasOptions;
 };
 
 /// Temperatures that Host Controlled Thermal Management takes, in Kelvin: MNTMT and MXTMT.
@@ -56,5 +61,7 @@ inline bool hasIdleStates(const Model& model) {
 }
 
 const Model& modelOf(ModelId id);
+/// Null: there is no model of that name.
+const Model* findModel(const std::string& name);
 
 }  // namespace features::simulator

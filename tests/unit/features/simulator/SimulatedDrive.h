@@ -25,7 +25,7 @@ protected:
 
     /// Makes the drive; to be called before its first command.
     void describe(features::simulator::ModelId model, uint64_t sizeBytes = 64 << 20) {
-        description.model = model;
+        description.setModel(model);
         description.serialNumber = "SIM1";
         description.sizeBytes = sizeBytes;
         controller.reset();
