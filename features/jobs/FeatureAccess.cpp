@@ -108,19 +108,6 @@ nvme::FieldTree decodeAnswer(const nvme::FeatureRow& feature, nvme::Select selec
     return decodeFeature(feature, answer.completion.dword0, answer.data);
 }
 
-Status changeField(nvme::Drive& drive, const nvme::FeatureField& field, uint32_t value, uint32_t kept) {
-    OSTREL_TRACE();
-    if (!nvme::fitsField(*field.row, value)) return statuses::requestOutOfBounds();
-    nvme::FeatureRequest request;
-    request.fid = field.feature->fid;
-    nvme::Answer answer;
-    const Status status =
-        readFeature(drive, request, nvme::Select::CURRENT, statuses::driveDoesNotSupportFeature(), answer);
-    if (!status.is(0, 0)) return status;
-    request.cdw11 = nvme::withField(*field.row, answer.completion.dword0 & kept, value);
-    return drive.setFeature(request, false, Payload(), answer);
-}
-
 Status writeOcpField(nvme::Drive& drive, uint8_t fid, uint32_t value) {
     OSTREL_TRACE();
     const nvme::FieldRow* field = nvme::findOcpSetField(fid);

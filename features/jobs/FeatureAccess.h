@@ -48,13 +48,8 @@ ostrel::core::Status explained(const ostrel::core::Status& status, const nvme::D
 /// What readFeature() brought, decoded.
 nvme::FieldTree decodeAnswer(const nvme::FeatureRow& feature, nvme::Select select, const nvme::Answer& answer);
 
-/// Reads a feature's dword, puts `value` into the bits of the field and writes it back, without saving. Of the other
-/// bits those in `kept` stay as they were, and the rest becomes 0. A value that does not fit is 0/14.
-ostrel::core::Status changeField(nvme::Drive& drive, const nvme::FeatureField& field, uint32_t value,
-                                 uint32_t kept = 0xFFFFFFFF);
-
-/// Writes the one field of an OCP feature, without saving. 10/254 on a drive without OCP's features, before anything is
-/// written; 0/14 for a value that does not fit.
+/// Writes the one field of an OCP feature that does something and has no value. 10/254 on a drive without OCP's
+/// features, before anything is written; 0/14 for a value that does not fit.
 ostrel::core::Status writeOcpField(nvme::Drive& drive, uint8_t fid, uint32_t value);
 
 }  // namespace features::jobs

@@ -1,6 +1,7 @@
 #include "features/jobs/LatencyTrackingJob.h"
 
 #include "features/jobs/FeatureAccess.h"
+#include "features/jobs/FeatureSetting.h"
 #include "features/jobs/LogReading.h"
 #include "features/jobs/StatusDetails.h"
 #include "features/jobs/VendorDialect.h"
@@ -85,7 +86,7 @@ Status LatencyTrackingJob::setOnDrive(nvme::Drive& drive, const Attribute& attri
     if (status.is(0, 0))
         status = requireVelkoFeature(drive, nvme::FID_VELKO_LATENCY_TRACKING, statuses::driveDoesNotSupportFeature());
     if (!status.is(0, 0)) return status;
-    return changeField(drive, nvme::findVelkoFeatureField(attribute.getName()), enabled);
+    return setFeatureField(drive, settableField(nvme::findVelkoFeatureField(attribute.getName())), enabled);
 }
 
 }  // namespace features::jobs

@@ -4,6 +4,7 @@
 #include <iterator>
 
 #include "features/jobs/FeatureAccess.h"
+#include "features/jobs/FeatureSetting.h"
 #include "features/jobs/StatusDetails.h"
 #include "features/jobs/VendorDialect.h"
 #include "features/nvme/Bytes.h"
@@ -111,7 +112,7 @@ Status LedActivityJob::setOnDrive(nvme::Drive& drive, const Attribute& attribute
     Status status = readField(attribute.getName(), propertyToSet(), field, value);
     if (status.is(0, 0))
         status = requireVelkoFeature(drive, nvme::FID_VELKO_LED_ACTIVITY, statuses::driveDoesNotSupportFeature());
-    return status.is(0, 0) ? changeField(drive, nvme::findVelkoFeatureField(field), value) : status;
+    return status.is(0, 0) ? setFeatureField(drive, settableField(nvme::findVelkoFeatureField(field)), value) : status;
 }
 
 }  // namespace features::jobs

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "features/jobs/FeatureAccess.h"
+#include "features/jobs/FeatureSetting.h"
 #include "features/jobs/StatusDetails.h"
 #include "features/nvme/Opcodes.h"
 #include "ostrel/core/AttributeVocabulary.h"
@@ -45,7 +46,7 @@ Status setField(nvme::Drive& drive, const FieldOfFeature& field, const Arguments
     const Status status = readValue(sent, field.property, value);
     if (!status.is(0, 0)) return status;
     const auto place = nvme::findFeatureField(field.property.attribute().getName());
-    return changeField(drive, place, value + field.offset, field.kept);
+    return setFeatureField(drive, settableField(place, field.kept), value + field.offset);
 }
 
 Status clearPcieErrors(nvme::Drive& drive, const Arguments& sent) {

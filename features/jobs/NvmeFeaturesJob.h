@@ -7,8 +7,8 @@ namespace features::jobs {
 
 /// Features of a drive: some fields by their names, and any feature by its identifier.
 ///
-///   - SetProperty: one field; the other fields of the feature stay as they are, and nothing is saved over a power
-///     cycle. "ClearCounter" clears the counters of correctable PCIe errors, on drives with OCP's features.
+///   - SetProperty: one field, as setFeatureField() sets it; the other fields of the feature stay as they are.
+///     "ClearCounter" clears the counters of correctable PCIe errors, on drives with OCP's features.
 ///   - Method: "SetGetType" is "get" or "set", the rest as AnyFeature reads it. A set takes exactly one drive.
 class NvmeFeaturesJob : public FeatureJob {
 public:

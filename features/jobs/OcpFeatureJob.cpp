@@ -4,6 +4,7 @@
 #include <stdexcept>
 
 #include "features/jobs/FeatureAccess.h"
+#include "features/jobs/FeatureSetting.h"
 #include "features/jobs/VendorDialect.h"
 #include "features/nvme/Opcodes.h"
 #include "ostrel/core/AttributeVocabulary.h"
@@ -77,7 +78,8 @@ Status OcpFeatureJob::setOnDrive(nvme::Drive& drive, const Attribute& attribute)
     uint32_t value = 0;
     Status status = checkSettable(attribute, row_.property.attribute());
     if (status.is(0, 0)) status = readValue(propertyToSet(), row_.property, value);
-    return status.is(0, 0) ? writeOcpField(drive, row_.fid, value) : status;
+    if (status.is(0, 0)) status = requireOcp(drive);
+    return status.is(0, 0) ? setFeatureField(drive, settableOcpField(row_.fid), value) : status;
 }
 
 }  // namespace features::jobs

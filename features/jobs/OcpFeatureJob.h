@@ -6,8 +6,8 @@
 
 namespace features::jobs {
 
-/// A job for one field of an OCP feature: shown with "Select", and set, without saving it over a power cycle. 10/254 on
-/// a drive without OCP's features, before anything is written.
+/// A job for one field of an OCP feature: shown with "Select", and set as setFeatureField() does it. 10/254 on a drive
+/// without OCP's features, before anything is written.
 ///
 /// The jobs: "OCPReadOnlyWriteMode", "OCPIEEESilo", "OCPPLPCheck" and "OCPDSSDPowerState".
 class OcpFeatureJob : public FeatureJob {

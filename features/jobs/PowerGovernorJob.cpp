@@ -1,6 +1,7 @@
 #include "features/jobs/PowerGovernorJob.h"
 
 #include "features/jobs/FeatureAccess.h"
+#include "features/jobs/FeatureSetting.h"
 #include "features/jobs/StatusDetails.h"
 #include "features/jobs/VendorDialect.h"
 #include "features/nvme/Bytes.h"
@@ -64,11 +65,13 @@ Status PowerGovernorJob::setOnDrive(nvme::Drive& drive, const Attribute& attribu
     if (isVelkoDrive(drive)) status = dialectOfFeature(drive, nvme::FID_VELKO_POWER_GOVERNOR, dialect);
     if (!status.is(0, 0)) return status;
     // The limits that stand beside the mode are the drive's to say: they are not written back.
-    if (dialect == Dialect::VELKO)
-        return changeField(drive, nvme::findVelkoFeatureField(key::powerGovernorMode().getName()), mode, 0);
+    if (dialect == Dialect::VELKO) {
+        const auto field = nvme::findVelkoFeatureField(key::powerGovernorMode().getName());
+        return setFeatureField(drive, settableField(field, 0), mode);
+    }
     status = checkPowerState(drive, mode);
     if (!status.is(0, 0)) return status;
-    return changeField(drive, nvme::findFeatureField(key::nvmePowerState().getName()), mode);
+    return setFeatureField(drive, settableField(nvme::findFeatureField(key::nvmePowerState().getName())), mode);
 }
 
 }  // namespace features::jobs

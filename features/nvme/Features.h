@@ -19,6 +19,7 @@ struct FeatureRow {
     FieldRows dword0;  ///< fields of dword 0 of the completion; the standard's are those of Set Features' dword 11
     /// Adds the data structure; null when there is none.
     void (*decodeData)(FieldTree& tree, uint32_t dword0, const ostrel::core::Payload& data);
+    bool persistent = false;  ///< keeps its value over resets and power cycles without being saved
 };
 
 /// The row of a feature identifier; null when there is none. The OCP identifiers C0h to C7h have tables of their own,

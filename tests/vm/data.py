@@ -8,6 +8,9 @@ import xml.etree.ElementTree
 from machine import Controller, Namespace
 from witness import VmTestCase, Witness, strict_json, values
 
+UNTIL_RESET = "It holds until the next controller reset."
+UNTIL_LINUX = "It holds until the next controller reset, when Linux sets this feature."
+
 
 def hexadecimal(digits):
     return lambda value: f"0x{int(value):0{digits}X}"
@@ -406,7 +409,8 @@ class DriveData(VmTestCase):
                           "Identifier Not Saveable (status code type 0x1, status code 0x0D, opcode 0x09).\n\n")
 
     def test_commands_that_set_one_field(self):
-        self.check("set", "-velkossd", "S3", "TempThreshold=66", stdout="Set TempThreshold successful.\n")
+        self.check("set", "-velkossd", "S3", "TempThreshold=66",
+                   stdout=f"Set TempThreshold successful. {UNTIL_RESET}\n")
         self.assertEqual(int(self.value_of(4), 16), 66 + 273)
         for value, message in (("81", "81"), ("x", None)):
             before = self.value_of(4)
@@ -420,17 +424,25 @@ class DriveData(VmTestCase):
                               ("FirmwareActivationNoticesConfiguration=true", 0x71F),
                               ("NamespaceAttributeNoticesConfiguration=false", 0x61F),
                               ("TelemetryLogNoticesConfiguration=false", 0x21F)):
-            self.check("set", "-velkossd", "S3", setting, stdout=f"Set {setting.split('=')[0]} successful.\n")
+            self.check("set", "-velkossd", "S3", setting,
+                       stdout=f"Set {setting.split('=')[0]} successful. {UNTIL_LINUX}\n")
             self.assertEqual(int(self.value_of(11), 16), mask, setting)
+        self.assertEqual(self.machine.run("nimbrel", "reset", "-velkossd", "S3", "-nvmecontroller").status, 0)
+        self.assertEqual((int(self.value_of(4), 16), int(self.value_of(11), 16)), (0x157, 0x100),
+                         "what the messages say is true")
 
     def value_of(self, fid):
         return self.machine.shell(f"nvme get-feature -f {fid} {self.other}").stdout.split("value:")[1].strip()
 
     def test_interrupt_coalescing_and_power_mode_are_refused_by_this_drive(self):
-        refused = (f"Error: Set Features failed on drive S3 ({self.other}): Feature Not Changeable (status code type 0x1, "
-                   "status code 0x0E, opcode 0x09).\n")
-        for setting in ("AggregationThreshold=7", "AggregationTime=9", "PowerGovernorMode=0"):
-            self.check("set", "-velkossd", "S3", setting, status=3, stdout=refused)
+        errors = self.theirs(f"nvme smart-log {self.other}")["num_err_log_entries"]
+        for setting, feature in (("AggregationThreshold=7", "Interrupt Coalescing"),
+                                 ("AggregationTime=9", "Interrupt Coalescing"),
+                                 ("PowerGovernorMode=0", "Power Management")):
+            self.check("set", "-velkossd", "S3", setting, status=3, stdout=(
+                "Error: The selected drive does not support this feature. "
+                f"{feature} of drive S3 ({self.other}) cannot be changed.\n"))
+        self.assertEqual(self.theirs(f"nvme smart-log {self.other}")["num_err_log_entries"], errors)
         self.check("set", "-velkossd", "S3", "PowerGovernorMode=1", status=3, stdout=(
             f"Error: Invalid power mode given. Valid modes are 0 1 and 2. Drive S3 ({self.other}) has no power state 1 in "
             "which it works.\n"))
@@ -444,7 +456,8 @@ class DriveData(VmTestCase):
             data = self.raw(f"nvme get-feature -f 14 {self.first}")
             return int.from_bytes(data[:6], "little"), data[6]
 
-        self.check("set", "-velkossd", self.first, "-timestamp", "1600000000000", stdout="Set Timestamp successful.\n")
+        self.check("set", "-velkossd", self.first, "-timestamp", "1600000000000",
+                   stdout=f"Set Timestamp successful. {UNTIL_LINUX}\n")
         before, attributes = theirs()
         heading, ours = self.only("-velkossd", self.first, "-timestamp")
         after, _ = theirs()

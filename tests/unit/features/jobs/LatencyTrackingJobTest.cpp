@@ -4,6 +4,7 @@
 #include "ostrel/core/AttributeVocabulary.h"
 #include "tests/unit/features/jobs/Commands.h"
 #include "tests/unit/features/jobs/Models.h"
+#include "tests/unit/features/jobs/SetCommands.h"
 #include "tests/unit/features/jobs/SetRun.h"
 
 namespace features::jobs {
@@ -102,10 +103,10 @@ TEST(LatencyTrackingJob, RefusesABadRequestBeforeAnythingIsSent) {
 TEST(LatencyTrackingJob, IsSwitchedOnAndOff) {
     LatencyTrackingJob job;
     FakeDrive on, off, other, bad;
-    velko(on).expect(getFeature(0xE2).completes(0)).expect(setFeature(0xE2, 1).completes());
-    EXPECT_EQ(setText(job, "LatencyTrackingEnabled", "true", on), "0/0");
-    velko(off).expect(getFeature(0xE2).completes(1)).expect(setFeature(0xE2, 0).completes());
-    EXPECT_EQ(setText(job, "LatencyTrackingEnabled", "False", off), "0/0");
+    expectSet(velko(on), 0xE2, 0, 1, 1);
+    EXPECT_EQ(setText(job, "LatencyTrackingEnabled", "true", on), UNTIL_RESET);
+    expectSet(velko(off), 0xE2, 1, 0, 0);
+    EXPECT_EQ(setText(job, "LatencyTrackingEnabled", "False", off), UNTIL_RESET);
     EXPECT_EQ(setText(job, "LatencyTrackingEnabled", "1", other),
               "10/3 The selected drive does not support this feature.");
     EXPECT_EQ(setText(job, "LatencyTrackingEnabled", "2", velko(bad)),

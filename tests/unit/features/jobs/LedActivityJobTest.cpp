@@ -3,6 +3,7 @@
 #include "features/jobs/LedActivityJob.h"
 #include "tests/unit/features/jobs/Commands.h"
 #include "tests/unit/features/jobs/Models.h"
+#include "tests/unit/features/jobs/SetCommands.h"
 #include "tests/unit/features/jobs/SetRun.h"
 
 namespace features::jobs {
@@ -67,7 +68,7 @@ TEST(LedActivityJob, ChangesOneFieldAndKeepsTheRest) {
     for (const auto& c : SETS) {
         SCOPED_TRACE(std::string(c.name) + "=" + c.text);
         FakeDrive drive;
-        velko(drive).expect(getFeature(0xC9).completes(c.before)).expect(setFeature(0xC9, c.after).completes());
+        expectSet(velko(drive), 0xC9, c.before, c.after, c.after);
         EXPECT_EQ(set(c.name, c.text, drive), "0/0");
     }
 }
@@ -100,7 +101,10 @@ TEST(LedActivityJob, WritesNothingToAnotherMakersDrive) {
               "10/3 The selected drive does not support this feature. Get Features failed on drive S1 (/dev/nvme0): "
               "Invalid Field in Command (status code type 0x0, status code 0x02, opcode 0x0A).");
     FakeDrive unplugged;
-    velko(unplugged).expect(getFeature(0xC9).completes(0)).expect(setFeature(0xC9, 0x01000000).breaks(gone()));
+    velko(unplugged)
+        .expect(getFeature(0xC9).completes(0))
+        .expect(identify(0x01).answers(identifyController()))
+        .expect(setFeature(0xC9, 0x01000000).breaks(gone()));
     EXPECT_EQ(set("IdleState", "on", unplugged), "1/19 The drive /dev/nvme0 is gone.");
 }
 

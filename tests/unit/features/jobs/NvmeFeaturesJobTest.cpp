@@ -5,6 +5,7 @@
 
 #include "features/jobs/NvmeFeaturesJob.h"
 #include "tests/unit/features/jobs/OcpLog.h"
+#include "tests/unit/features/jobs/SetCommands.h"
 #include "tests/unit/features/jobs/SetRun.h"
 
 namespace features::jobs {
@@ -49,8 +50,8 @@ TEST(NvmeFeaturesJob, ChangesOneFieldAndLeavesTheOthers) {
     for (const auto& c : SETS) {
         SCOPED_TRACE(std::string(c.name) + "=" + c.text + ": " + c.why);
         FakeDrive drive;
-        drive.expect(getFeature(c.fid).completes(c.before)).expect(setFeature(c.fid, c.after).completes());
-        EXPECT_EQ(set(c.name, c.text, drive), "0/0");
+        expectSet(drive, c.fid, c.before, c.after, c.after);
+        EXPECT_EQ(set(c.name, c.text, drive), c.fid == 0x0B ? UNTIL_LINUX : UNTIL_RESET);
     }
 }
 
@@ -105,7 +106,9 @@ TEST(NvmeFeaturesJob, SaysThatTheDriveDoesNotHaveTheFeature) {
 
 TEST(NvmeFeaturesJob, TellsTheDrivesRefusalOfAValue) {
     FakeDrive drive;
-    drive.expect(getFeature(0x0B).completes(0)).expect(setFeature(0x0B, 0x400).refuses(0x4002));
+    drive.expect(getFeature(0x0B).completes(0))
+        .expect(identify(0x01).answers(identifyController()))
+        .expect(setFeature(0x0B, 0x400).refuses(0x4002));
     EXPECT_EQ(set("TelemetryLogNoticesConfiguration", "true", drive),
               "0/25 Set Features failed on drive S1 (/dev/nvme0): Invalid Field in Command (status code type 0x0, "
               "status code 0x02, opcode 0x09).");

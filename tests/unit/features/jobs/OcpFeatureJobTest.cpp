@@ -5,6 +5,7 @@
 
 #include "features/jobs/OcpFeatureJob.h"
 #include "tests/unit/features/jobs/OcpLog.h"
+#include "tests/unit/features/jobs/SetCommands.h"
 #include "tests/unit/features/jobs/SetRun.h"
 
 namespace features::jobs {
@@ -31,24 +32,25 @@ constexpr struct {
     const char* text;
     uint8_t fid;
     uint32_t dword11;
+    uint32_t dword0;
 } SETS[] = {
-    {"OCPReadOnlyWriteMode", "Mode", "1", 0xC2, 0x40000000},
-    {"OCPReadOnlyWriteMode", "Mode", "2", 0xC2, 0x80000000},
-    {"OCPIEEESilo", "Enable", "True", 0xC4, 0x80000000},
-    {"OCPIEEESilo", "Enable", "False", 0xC4, 0x00000000},
-    {"OCPPLPCheck", "PLPCheckInterval", "0", 0xC6, 0x00000000},
-    {"OCPPLPCheck", "PLPCheckInterval", "15", 0xC6, 0x000F0000},
-    {"OCPPLPCheck", "PLPCheckInterval", "65535", 0xC6, 0xFFFF0000},
-    {"OCPDSSDPowerState", "DSSDPowerState", "8", 0xC7, 0x00000008},
-    {"OCPDSSDPowerState", "DSSDPowerState", "127", 0xC7, 0x0000007F},
+    {"OCPReadOnlyWriteMode", "Mode", "1", 0xC2, 0x40000000, 1},
+    {"OCPReadOnlyWriteMode", "Mode", "2", 0xC2, 0x80000000, 2},
+    {"OCPIEEESilo", "Enable", "True", 0xC4, 0x80000000, 1},
+    {"OCPIEEESilo", "Enable", "False", 0xC4, 0x00000000, 0},
+    {"OCPPLPCheck", "PLPCheckInterval", "0", 0xC6, 0x00000000, 0},
+    {"OCPPLPCheck", "PLPCheckInterval", "15", 0xC6, 0x000F0000, 15},
+    {"OCPPLPCheck", "PLPCheckInterval", "65535", 0xC6, 0xFFFF0000, 65535},
+    {"OCPDSSDPowerState", "DSSDPowerState", "8", 0xC7, 0x00000008, 8},
+    {"OCPDSSDPowerState", "DSSDPowerState", "127", 0xC7, 0x0000007F, 127},
 };
 
 TEST(OcpFeatureJob, SetsTheFieldOfTheFeature) {
     for (const auto& c : SETS) {
         SCOPED_TRACE(std::string(c.property) + "=" + c.text);
         FakeDrive drive;
-        drive.expect(ocpLog().answers(ocpSmart())).expect(setFeature(c.fid, c.dword11).completes());
-        EXPECT_EQ(set(c.job, c.property, c.text, drive), "0/0");
+        expectSet(drive.expect(ocpLog().answers(ocpSmart())), c.fid, 0, c.dword11, c.dword0);
+        EXPECT_EQ(set(c.job, c.property, c.text, drive), UNTIL_RESET);
     }
 }
 
@@ -97,7 +99,10 @@ TEST(OcpFeatureJob, RefusesABadValueBeforeAnythingIsSent) {
 
 TEST(OcpFeatureJob, TellsTheRefusalOfASet) {
     FakeDrive drive;
-    drive.expect(ocpLog().answers(ocpSmart())).expect(setFeature(0xC7, 0x7F).refuses(0x4002));
+    drive.expect(ocpLog().answers(ocpSmart()))
+        .expect(getFeature(0xC7).completes(25))
+        .expect(identify(0x01).answers(identifyController()))
+        .expect(setFeature(0xC7, 0x7F).refuses(0x4002));
     EXPECT_EQ(set("OCPDSSDPowerState", "DSSDPowerState", "127", drive),
               "0/25 Set Features failed on drive S1 (/dev/nvme0): Invalid Field in Command (status code type 0x0, "
               "status code 0x02, opcode 0x09).");

@@ -6,6 +6,7 @@
 #include "ostrel/core/AttributeVocabulary.h"
 #include "tests/unit/features/jobs/Models.h"
 #include "tests/unit/features/jobs/OcpLog.h"
+#include "tests/unit/features/jobs/SetCommands.h"
 #include "tests/unit/features/jobs/SetRun.h"
 
 namespace features::jobs {
@@ -28,18 +29,21 @@ TEST(PowerGovernorJob, SetsThePowerStateAndKeepsTheRest) {
     FakeDrive high;
     high.expect(identify(1).answers(threeStates()))
         .expect(getFeature(0x02).completes(0xFFFFFFFF))
-        .expect(setFeature(0x02, 0xFFFFFFE0).completes());
-    EXPECT_EQ(set("0", high), "0/0");
+        .expect(setFeature(0x02, 0xFFFFFFE0).completes())
+        .expect(getFeature(0x02).completes(0xFFFFFFE0));
+    EXPECT_EQ(set("0", high), UNTIL_RESET);
     FakeDrive medium;
     medium.expect(identify(1).answers(threeStates()))
         .expect(getFeature(0x02).completes(0x00000040))
-        .expect(setFeature(0x02, 0x00000041).completes());
-    EXPECT_EQ(set("1", medium), "0/0");
+        .expect(setFeature(0x02, 0x00000041).completes())
+        .expect(getFeature(0x02).completes(0x00000041));
+    EXPECT_EQ(set("1", medium), UNTIL_RESET);
     FakeDrive low;
     low.expect(identify(1).answers(identifyController().byte(263, 4)))
         .expect(getFeature(0x02).completes(0x00000000))
-        .expect(setFeature(0x02, 0x00000002).completes());
-    EXPECT_EQ(set("2", low), "0/0");
+        .expect(setFeature(0x02, 0x00000002).completes())
+        .expect(getFeature(0x02).completes(0x00000002));
+    EXPECT_EQ(set("2", low), UNTIL_RESET);
 }
 
 TEST(PowerGovernorJob, RefusesAModeThatTheDriveDoesNotHave) {
@@ -66,11 +70,8 @@ TEST(PowerGovernorJob, RefusesAModeThatTheDriveDoesNotHave) {
 
 TEST(PowerGovernorJob, SetsTheMakersFeatureOnTheMakersDrive) {
     FakeDrive maker;  // the limits beside the mode are not written back
-    velko(maker)
-        .expect(ocpLog().refuses(0x4109))
-        .expect(getFeature(0xC6).completes(0x00120E01))
-        .expect(setFeature(0xC6, 0x00000002).completes());
-    EXPECT_EQ(set("2", maker), "0/0");
+    expectSet(velko(maker).expect(ocpLog().refuses(0x4109)), 0xC6, 0x00120E01, 0x00000002, 0x000C0A02);
+    EXPECT_EQ(set("2", maker), UNTIL_RESET);
     FakeDrive old;
     velko(old).expect(ocpLog().refuses(0x4109)).expect(getFeature(0xC6).refuses(0x4002));
     EXPECT_EQ(set("0", old),
@@ -81,8 +82,9 @@ TEST(PowerGovernorJob, SetsTheMakersFeatureOnTheMakersDrive) {
         .expect(ocpLog().answers(ocpSmart()))
         .expect(identify(1).answers(threeStates()))
         .expect(getFeature(0x02).completes(0))
-        .expect(setFeature(0x02, 1).completes());
-    EXPECT_EQ(set("1", both), "0/0");
+        .expect(setFeature(0x02, 1).completes())
+        .expect(getFeature(0x02).completes(1));
+    EXPECT_EQ(set("1", both), UNTIL_RESET);
 }
 
 TEST(PowerGovernorJob, TellsARefusalAndADriveThatIsGone) {

@@ -1,0 +1,191 @@
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "features/jobs/FeatureSetting.h"
+#include "features/nvme/Opcodes.h"
+#include "features/nvme/VelkoFeatures.h"
+#include "tests/unit/features/jobs/Commands.h"
+#include "tests/unit/features/jobs/SetCommands.h"
+
+namespace features::jobs {
+namespace {
+
+using namespace fakedrive;
+using ostrel::core::Status;
+
+constexpr char OTHERS_DIFFER[] =
+    "0/0 It holds until the next controller reset: saving it would also save other fields of this feature, which have "
+    "values that are not saved.";
+constexpr char SAVED[] = "0/0 ";
+// Capabilities.
+constexpr uint32_t SAVEABLE = 0x1;
+constexpr uint32_t CHANGEABLE = 0x4;
+constexpr uint16_t INVALID_FIELD = 0x4002;
+constexpr uint16_t NOT_SAVEABLE = 0x410D;
+
+std::string told(const Status& status) {
+    return std::to_string(status.getCategory()) + "/" + std::to_string(status.getCode()) + " " + status.getMessage();
+}
+
+/// Interrupt Coalescing, of which the time is bits 15:8 and the threshold bits 7:0.
+std::string setTime(FakeDrive& drive, uint32_t value) {
+    nvme::Drive opened(*drive.device());
+    return told(setFeatureField(opened, settableField(nvme::findFeatureField("AggregationTime")), value));
+}
+
+FakeDrive& withSave(FakeDrive& drive, uint32_t current, uint32_t capabilities) {
+    return drive.expect(getFeature(0x08).completes(current))
+        .expect(identify(0x01).answers(identifyController().le16(520, 0x0010)))
+        .expect(getFeature(0x08, 3).completes(capabilities));
+}
+
+TEST(FeatureSetting, SavesWhatTheDriveCanSave) {
+    FakeDrive drive;
+    withSave(drive, 0x0207, SAVEABLE | CHANGEABLE)
+        .expect(getFeature(0x08, 2).completes(0x0107))
+        .expect(setFeature(0x08, 0x0907, true).completes())
+        .expect(getFeature(0x08).completes(0x0907))
+        .expect(getFeature(0x08, 2).completes(0x0907));
+    EXPECT_EQ(setTime(drive, 9), SAVED) << "the field itself may differ from its saved value";
+}
+
+TEST(FeatureSetting, NeverSavesAnotherFieldWhoseSavedValueDiffers) {
+    FakeDrive drive;
+    withSave(drive, 0x0207, SAVEABLE | CHANGEABLE)
+        .expect(getFeature(0x08, 2).completes(0x0206))
+        .expect(setFeature(0x08, 0x0907).completes())
+        .expect(getFeature(0x08).completes(0x0907));
+    EXPECT_EQ(setTime(drive, 9), OTHERS_DIFFER);
+}
+
+TEST(FeatureSetting, SaysHowLongAValueHoldsThatIsNotSaved) {
+    FakeDrive old;
+    expectSet(old, 0x08, 0x0207, 0x0907, 0x0907);
+    EXPECT_EQ(setTime(old, 9), UNTIL_RESET) << "a controller without Save is not asked what it could save";
+    FakeDrive notSaveable;
+    withSave(notSaveable, 0x0207, CHANGEABLE)
+        .expect(setFeature(0x08, 0x0907).completes())
+        .expect(getFeature(0x08).completes(0x0907));
+    EXPECT_EQ(setTime(notSaveable, 9), UNTIL_RESET);
+    FakeDrive silent;
+    silent.expect(getFeature(0x08).completes(0x0207))
+        .expect(identify(0x01).answers(identifyController().le16(520, 0x0010)))
+        .expect(getFeature(0x08, 3).refuses(INVALID_FIELD))
+        .expect(setFeature(0x08, 0x0907).completes())
+        .expect(getFeature(0x08).completes(0x0907));
+    EXPECT_EQ(setTime(silent, 9), UNTIL_RESET) << "it refuses to report its capabilities";
+}
+
+TEST(FeatureSetting, SetsWithoutSavingWhatIsSaveableInNameAlone) {
+    FakeDrive refusing;
+    withSave(refusing, 0x0207, SAVEABLE | CHANGEABLE)
+        .expect(getFeature(0x08, 2).completes(0x0207))
+        .expect(setFeature(0x08, 0x0907, true).refuses(NOT_SAVEABLE))
+        .expect(setFeature(0x08, 0x0907).completes())
+        .expect(getFeature(0x08).completes(0x0907));
+    EXPECT_EQ(setTime(refusing, 9), UNTIL_RESET);
+    FakeDrive forgetting;
+    withSave(forgetting, 0x0207, SAVEABLE | CHANGEABLE)
+        .expect(getFeature(0x08, 2).completes(0x0207))
+        .expect(setFeature(0x08, 0x0907, true).completes())
+        .expect(getFeature(0x08).completes(0x0907))
+        .expect(getFeature(0x08, 2).completes(0x0207));
+    EXPECT_EQ(setTime(forgetting, 9), UNTIL_RESET) << "it accepts the save and keeps the old saved value";
+}
+
+TEST(FeatureSetting, AValueThatComesBackDifferentIsAFailureThatNamesBoth) {
+    FakeDrive drive;
+    expectSet(drive, 0x08, 0x0207, 0x0907, 0x0807);
+    EXPECT_EQ(setTime(drive, 9),
+              "10/164 Configuration update failed. Drive S1 (/dev/nvme0) accepted AggregationTime 9 and reports 8.");
+    FakeDrive warm;
+    expectSet(warm, 0x04, 0x0157, 0x0143, 0x0157);
+    nvme::Drive opened(*warm.device());
+    EXPECT_EQ(told(setFeatureField(opened, settableField(nvme::findFeatureField("TempThreshold")), 0x0143)),
+              "10/164 Configuration update failed. Drive S1 (/dev/nvme0) accepted TempThreshold 50 and reports 70.");
+    FakeDrive ocp;
+    expectSet(ocp, 0xC6, 15, 0x001E0000, 15);
+    nvme::Drive openedOcp(*ocp.device());
+    EXPECT_EQ(told(setFeatureField(openedOcp, settableOcpField(0xC6), 30)),
+              "10/164 Configuration update failed. Drive S1 (/dev/nvme0) accepted PLPCheckInterval 30 and reports 15.");
+}
+
+TEST(FeatureSetting, OtherFieldsThatChangedMeanwhileAreNoFailure) {
+    FakeDrive drive;
+    expectSet(drive, 0x08, 0x0207, 0x0907, 0x0903);
+    EXPECT_EQ(setTime(drive, 9), UNTIL_RESET);
+}
+
+TEST(FeatureSetting, WritesNothingThatCannotBeChanged) {
+    FakeDrive fixed;
+    withSave(fixed, 0x0207, SAVEABLE);
+    EXPECT_EQ(setTime(fixed, 9),
+              "10/3 The selected drive does not support this feature. Interrupt Coalescing of drive S1 (/dev/nvme0) "
+              "cannot be changed.");
+    FakeDrive any;
+    EXPECT_EQ(setTime(any, 256), "0/14 Request is out of bounds.");
+}
+
+TEST(FeatureSetting, AReadThatFailsEndsTheSetWithItsStatus) {
+    const std::string lost = "1/19 The drive /dev/nvme0 is gone.";
+    FakeDrive beforeCapabilities;
+    beforeCapabilities.expect(getFeature(0x08).completes(0x0207))
+        .expect(identify(0x01).answers(identifyController().le16(520, 0x0010)))
+        .expect(getFeature(0x08, 3).breaks(gone()));
+    EXPECT_EQ(setTime(beforeCapabilities, 9), lost);
+    FakeDrive beforeSaved;
+    withSave(beforeSaved, 0x0207, SAVEABLE | CHANGEABLE).expect(getFeature(0x08, 2).breaks(gone()));
+    EXPECT_EQ(setTime(beforeSaved, 9), lost);
+    FakeDrive afterSet;
+    afterSet.expect(getFeature(0x08).completes(0x0207))
+        .expect(identify(0x01).answers(identifyController()))
+        .expect(setFeature(0x08, 0x0907).completes())
+        .expect(getFeature(0x08).breaks(gone()));
+    EXPECT_EQ(setTime(afterSet, 9), lost);
+    FakeDrive afterSave;
+    withSave(afterSave, 0x0207, SAVEABLE | CHANGEABLE)
+        .expect(getFeature(0x08, 2).completes(0x0207))
+        .expect(setFeature(0x08, 0x0907, true).completes())
+        .expect(getFeature(0x08).completes(0x0907))
+        .expect(getFeature(0x08, 2).breaks(gone()));
+    EXPECT_EQ(setTime(afterSave, 9), lost);
+}
+
+TEST(FeatureSetting, SaysOfWhatLinuxSetsThatItIsSetAgainEvenWhereItIsSaved) {
+    FakeDrive drive;
+    drive.expect(getFeature(0x0B).completes(0x0100))
+        .expect(identify(0x01).answers(identifyController().le16(520, 0x0010)))
+        .expect(getFeature(0x0B, 3).completes(SAVEABLE | CHANGEABLE))
+        .expect(getFeature(0x0B, 2).completes(0x0100))
+        .expect(setFeature(0x0B, 0x0500, true).completes())
+        .expect(getFeature(0x0B).completes(0x0500))
+        .expect(getFeature(0x0B, 2).completes(0x0500));
+    nvme::Drive opened(*drive.device());
+    const auto field = settableField(nvme::findFeatureField("TelemetryLogNoticesConfiguration"));
+    EXPECT_EQ(told(setFeatureField(opened, field, 1)), UNTIL_LINUX);
+}
+
+TEST(FeatureSetting, SaysNothingOfAFeatureThatKeepsItsValueByItself) {
+    FakeDrive drive;
+    expectSet(drive, 0xC9, 0x00328822, 0x01328822, 0x01328822);
+    nvme::Drive opened(*drive.device());
+    EXPECT_EQ(told(setFeatureField(opened, settableField(nvme::findVelkoFeatureField("IdleState")), 1)), SAVED);
+}
+
+TEST(FeatureSetting, BitsThatAreNotKeptCountNeitherInWhatIsWrittenNorInWhatIsSaved) {
+    FakeDrive drive;
+    drive.expect(getFeature(0xC6).completes(0x00120E01))
+        .expect(identify(0x01).answers(identifyController().le16(520, 0x0010)))
+        .expect(getFeature(0xC6, 3).completes(SAVEABLE | CHANGEABLE))
+        .expect(getFeature(0xC6, 2).completes(0x00191400))
+        .expect(setFeature(0xC6, 2, true).completes())
+        .expect(getFeature(0xC6).completes(0x000C0A02))
+        .expect(getFeature(0xC6, 2).completes(0x000C0A02));
+    nvme::Drive opened(*drive.device());
+    EXPECT_EQ(told(setFeatureField(opened, settableField(nvme::findVelkoFeatureField("PowerGovernorMode"), 0), 2)),
+              SAVED);
+}
+
+}  // namespace
+}  // namespace features::jobs
