@@ -86,14 +86,14 @@ Status findOnlyNamespace(nvme::Drive& drive, uint32_t& nsid) {
     return nvme::le32(list.getData() + 4) == 0 ? Status() : statuses::moreThanOneNamespace();
 }
 
-Status readNative(nvme::Drive& drive, uint64_t& native) {
+Status readLba(nvme::Drive& drive, uint8_t fid, uint64_t& lba) {
     nvme::FeatureRequest request;
-    request.fid = nvme::FID_VELKO_NATIVE_MAXIMUM_LBA;
+    request.fid = fid;
     request.dataLength = nvme::VELKO_LBA_BYTES;
     nvme::Answer answer;
     Status status =
         toldBy(REFUSALS, statuses::nvmeCommandProblem, drive.getFeature(request, nvme::Select::CURRENT, answer), drive);
-    if (status.is(0, 0)) native = nvme::le64(answer.data.getData());
+    if (status.is(0, 0)) lba = nvme::le64(answer.data.getData());
     return status;
 }
 
@@ -129,7 +129,7 @@ Status findLba(nvme::Drive& drive, const Wanted& wanted, uint64_t& lba) {
     uint32_t nsid = 0;
     uint64_t native = 0;
     Status status = findOnlyNamespace(drive, nsid);
-    if (status.is(0, 0)) status = readNative(drive, native);
+    if (status.is(0, 0)) status = readLba(drive, nvme::FID_VELKO_NATIVE_MAXIMUM_LBA, native);
     if (!status.is(0, 0)) return status;
     switch (wanted.unit) {
         case Wanted::Unit::GIGABYTES:
@@ -166,6 +166,15 @@ Status resize(nvme::Drive& drive, uint64_t lba, Status& seen) {
     return status;
 }
 
+Status checkReported(nvme::Drive& drive, uint64_t lba) {
+    uint64_t reported = 0;
+    const Status status = readLba(drive, nvme::FID_VELKO_MAXIMUM_LBA, reported);
+    if (!status.is(0, 0) || reported == lba) return status;
+    return withDetails(statuses::configurationUpdateFailed(), "Drive " + drive.name() + " accepted the maximum LBA " +
+                                                                  std::to_string(lba) + " and reports " +
+                                                                  std::to_string(reported) + ".");
+}
+
 }  // namespace
 
 MaxAddressJob::MaxAddressJob() : FeatureJob(ostrel::interfaces::ostreli::JOB_MAX_ADDRESS, "Maximum LBA") {}
@@ -196,6 +205,8 @@ Status MaxAddressJob::setOnDrive(nvme::Drive& drive, const Attribute& attribute)
     if (status.is(0, 0)) status = checkDestruction(drive, {});  // again: much may have happened meanwhile
     Status seen;
     if (status.is(0, 0)) status = resize(drive, lba, seen);
+    if (!status.is(0, 0)) return status;
+    status = checkReported(drive, lba);
     if (!status.is(0, 0)) return status;
     return Status(0, 0,
                   "The maximum LBA is " + std::to_string(lba) + "." +

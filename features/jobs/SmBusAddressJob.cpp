@@ -4,6 +4,7 @@
 #include <string>
 
 #include "features/jobs/FeatureAccess.h"
+#include "features/jobs/FeatureSetting.h"
 #include "features/jobs/VendorDialect.h"
 #include "features/nvme/FieldTree.h"
 #include "features/nvme/VelkoFeatures.h"
@@ -56,8 +57,10 @@ Status SmBusAddressJob::actOnDrive(nvme::Drive& drive, const Arguments&, DriveOu
     request.cdw11 = selector_ << SELECTOR_SHIFT | address_;
     nvme::Answer answer;
     status = explained(drive.setFeature(request, false, Payload(), answer), drive, missing);
+    const nvme::FeatureRow* feature = nvme::findVelkoFeature(request.fid);
+    const nvme::FieldRow& row = feature->dword0.begin()[selector_];
+    if (status.is(0, 0)) status = checkReported(drive, settableField({feature, &row}), address_);
     if (!status.is(0, 0)) return status;
-    const nvme::FieldRow& row = nvme::findVelkoFeature(request.fid)->dword0.begin()[selector_];
     out.addStatus(title(),
                   Status(0, 0,
                          std::string("The address of ") + row.description +

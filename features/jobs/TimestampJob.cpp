@@ -1,6 +1,8 @@
 #include "features/jobs/TimestampJob.h"
 
 #include "features/jobs/FeatureAccess.h"
+#include "features/jobs/FeatureSetting.h"
+#include "features/jobs/StatusDetails.h"
 #include "features/nvme/Bytes.h"
 #include "features/nvme/Opcodes.h"
 #include "ostrel/core/AttributeVocabulary.h"
@@ -17,6 +19,28 @@ namespace {
 
 constexpr uint64_t MOST_MILLISECONDS = 0xFFFFFFFFFFFF;
 constexpr uint32_t TIMESTAMP_BYTES = 8;
+/// What may pass between a set and its read back.
+constexpr uint64_t MAX_ELAPSED_MS = 600000;
+
+Status readTimestamp(nvme::Drive& drive, nvme::Answer& answer) {
+    nvme::FeatureRequest request;
+    request.fid = nvme::FID_TIMESTAMP;
+    request.dataLength = TIMESTAMP_BYTES;
+    return readFeature(drive, request, nvme::Select::CURRENT, statuses::timestampNotSupported(), answer);
+}
+
+/// 10/164 unless the drive's clock runs from `milliseconds` now.
+Status checkReported(nvme::Drive& drive, uint64_t milliseconds) {
+    nvme::Answer answer;
+    const Status status = readTimestamp(drive, answer);
+    if (!status.is(0, 0)) return status;
+    const uint64_t reported = nvme::le48(answer.data.getData());
+    // Counted in 48 bits: the clock may have passed its end.
+    if (((reported - milliseconds) & MOST_MILLISECONDS) <= MAX_ELAPSED_MS) return status;
+    return withDetails(statuses::configurationUpdateFailed(), "Drive " + drive.name() + " accepted Timestamp " +
+                                                                  std::to_string(milliseconds) + " and reports " +
+                                                                  std::to_string(reported) + ".");
+}
 
 }  // namespace
 
@@ -39,13 +63,10 @@ AttributeList TimestampJob::getSupportedProperties() const {
 
 Status TimestampJob::showDrive(nvme::Drive& drive, const Arguments&, DriveOutput& out) {
     OSTREL_TRACE();
-    const nvme::FeatureRow& feature = *nvme::findFeature(nvme::FID_TIMESTAMP);
-    nvme::FeatureRequest request;
-    request.fid = feature.fid;
-    request.dataLength = feature.dataLength;
     nvme::Answer answer;
-    const Status status = readFeature(drive, request, nvme::Select::CURRENT, statuses::timestampNotSupported(), answer);
-    if (status.is(0, 0)) out.addTree(decodeAnswer(feature, nvme::Select::CURRENT, answer));
+    const Status status = readTimestamp(drive, answer);
+    if (status.is(0, 0))
+        out.addTree(decodeAnswer(*nvme::findFeature(nvme::FID_TIMESTAMP), nvme::Select::CURRENT, answer));
     return status;
 }
 
@@ -61,8 +82,10 @@ Status TimestampJob::setOnDrive(nvme::Drive& drive, const Attribute& attribute) 
     nvme::FeatureRequest request;
     request.fid = nvme::FID_TIMESTAMP;
     nvme::Answer answer;
-    const Status sent = drive.setFeature(request, false, Payload(bytes, sizeof bytes), answer);
-    return explained(sent, drive, statuses::timestampNotSupported());
+    status = explained(drive.setFeature(request, false, Payload(bytes, sizeof bytes), answer), drive,
+                       statuses::timestampNotSupported());
+    if (status.is(0, 0)) status = checkReported(drive, *milliseconds);
+    return status.is(0, 0) ? Status(0, 0, HOLDS_UNTIL_LINUX_SETS_IT) : status;
 }
 
 }  // namespace features::jobs

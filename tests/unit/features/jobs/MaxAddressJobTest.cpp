@@ -35,6 +35,10 @@ Expected writeLba(uint64_t lba) {
     return Expected::admin(0x09).dword(10, 0xC1).writes(DriveBytes(16).le64(0, lba));
 }
 
+Expected readLba() {
+    return getFeature(0xC1, 0, 0, 16);
+}
+
 /// All that comes before the native maximum: a VELKO drive without OCP features and with one namespace.
 FakeDrive& oneNamespace(FakeDrive& drive) {
     return velko(drive)
@@ -60,7 +64,8 @@ TEST(MaxAddressJob, SetsBlocksPercentOrTheNativeMaximum) {
             .expect(readNative().answers(DriveBytes(16).le64(0, NATIVE)))
             .expect(noUse())
             .expect(writeLba(c.lba).completes())
-            .expect(Expected::host(HostRequest::RESCAN).completes());
+            .expect(Expected::host(HostRequest::RESCAN).completes())
+            .expect(readLba().answers(DriveBytes(16).le64(0, c.lba)));
         EXPECT_EQ(set(c.text, drive), "0/0 The maximum LBA is " + std::to_string(c.lba) + ".");
     }
 }
@@ -83,7 +88,8 @@ TEST(MaxAddressJob, SetsGigabytesInBlocksOfTheNamespace) {
             .expect(identify(0x00, 1).answers(identifyNamespace(1000, c.blockShift)))
             .expect(noUse())
             .expect(writeLba(c.lba).completes())
-            .expect(Expected::host(HostRequest::RESCAN).completes());
+            .expect(Expected::host(HostRequest::RESCAN).completes())
+            .expect(readLba().answers(DriveBytes(16).le64(0, c.lba)));
         EXPECT_EQ(set(c.text, drive), "0/0 The maximum LBA is " + std::to_string(c.lba) + ".");
     }
 }
@@ -98,7 +104,8 @@ TEST(MaxAddressJob, WithoutNamespaceManagementTheAttachedNamespacesCount) {
         .expect(readNative().answers(DriveBytes(16).le64(0, 0)))
         .expect(noUse())
         .expect(writeLba(1).completes())
-        .expect(Expected::host(HostRequest::RESCAN).breaks(Status(CATEGORY_OS, EACCES, "No right to rescan.")));
+        .expect(Expected::host(HostRequest::RESCAN).breaks(Status(CATEGORY_OS, EACCES, "No right to rescan.")))
+        .expect(readLba().answers(DriveBytes(16).le64(0, 1)));
     EXPECT_EQ(set("1%", drive), "0/0 The maximum LBA is 1. The system has not seen it yet: No right to rescan.");
 }
 
@@ -223,6 +230,18 @@ TEST(MaxAddressJob, ADriveInUseIsLeftAlone) {
             .expect(hostUses({c.space}));
         EXPECT_EQ(set("native", meanwhile), c.answer) << "found immediately before the command";
     }
+}
+
+TEST(MaxAddressJob, FailsWhenTheDriveReportsAnotherMaximum) {
+    FakeDrive drive;
+    oneNamespace(drive)
+        .expect(readNative().answers(DriveBytes(16).le64(0, NATIVE)))
+        .expect(noUse())
+        .expect(writeLba(99).completes())
+        .expect(Expected::host(HostRequest::RESCAN).completes())
+        .expect(readLba().answers(DriveBytes(16).le64(0, 127)));
+    EXPECT_EQ(set("99", drive),
+              "10/164 Configuration update failed. Drive S1 (/dev/nvme0) accepted the maximum LBA 99 and reports 127.");
 }
 
 }  // namespace

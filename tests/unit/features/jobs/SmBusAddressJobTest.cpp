@@ -24,20 +24,29 @@ constexpr struct {
     const char* address;
     const char* selector;
     uint32_t dword11;
+    uint32_t reported;
     const char* message;
 } SETS[] = {
-    {"212", "", 0x000000D4, "The address of NVMe-MI Basic Management is 0xD4."},
-    {"1", "0", 0x00000001, "The address of NVMe-MI Basic Management is 0x01."},
-    {"255", "1", 0x000001FF, "The address of VPD EEPROM is disabled."},
-    {"0x3A", "2", 0x0000023A, "The address of NVMe-MI over MCTP is 0x3A."},
+    {"212", "", 0x000000D4, 0x003AA6D4, "The address of NVMe-MI Basic Management is 0xD4."},
+    {"1", "0", 0x00000001, 0x003AA601, "The address of NVMe-MI Basic Management is 0x01."},
+    {"255", "1", 0x000001FF, 0x003AFFD4, "The address of VPD EEPROM is disabled."},
+    {"0x3A", "2", 0x0000023A, 0x003AA6D4, "The address of NVMe-MI over MCTP is 0x3A."},
 };
 TEST(SmBusAddressJob, SetsOneOfThreeAddresses) {
     for (const auto& c : SETS) {
         SCOPED_TRACE(c.message);
         FakeDrive drive;
-        velko(drive).expect(setFeature(0xC8, c.dword11).completes());
+        velko(drive).expect(setFeature(0xC8, c.dword11).completes()).expect(getFeature(0xC8).completes(c.reported));
         EXPECT_EQ(set(c.address, c.selector, {&drive}), statusOf("SMBus Address", "0", "0", c.message));
     }
+}
+
+TEST(SmBusAddressJob, FailsWhenTheDriveReportsAnotherAddress) {
+    FakeDrive drive;
+    velko(drive).expect(setFeature(0xC8, 0x1FF).completes()).expect(getFeature(0xC8).completes(0x003AA6FF));
+    EXPECT_EQ(set("255", "1", {&drive}), statusOf("SMBus Address", "10", "164",
+                                                  "Configuration update failed. Drive S1 (/dev/nvme0) accepted Address "
+                                                  "1 disabled and reports 0xA6."));
 }
 
 TEST(SmBusAddressJob, RefusesABadRequestBeforeAnythingIsSent) {

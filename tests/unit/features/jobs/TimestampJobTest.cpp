@@ -3,6 +3,7 @@
 #include <cerrno>
 
 #include "features/jobs/TimestampJob.h"
+#include "tests/unit/features/jobs/SetCommands.h"
 #include "tests/unit/features/jobs/SetRun.h"
 
 namespace features::jobs {
@@ -66,14 +67,17 @@ TEST(TimestampJob, ShowsTheOthersWhenADriveHasNoneOrIsGone) {
 
 TEST(TimestampJob, SetsFortyEightBits) {
     FakeDrive zero;
-    zero.expect(setFeature(0x0E, 0).writes({0, 0, 0, 0, 0, 0, 0, 0}).completes());
-    EXPECT_EQ(set("0", zero), "0/0");
+    zero.expect(setFeature(0x0E, 0).writes({0, 0, 0, 0, 0, 0, 0, 0}).completes())
+        .expect(getFeature(0x0E, 0, 0, 8).answers({0, 0, 0, 0, 0, 0, 2, 0}));
+    EXPECT_EQ(set("0", zero), UNTIL_LINUX);
     FakeDrive some;
-    some.expect(setFeature(0x0E, 0).writes({0xFB, 0xC9, 0x45, 0xFA, 0xA1, 0x01, 0, 0}).completes());
-    EXPECT_EQ(set("1795200240123", some), "0/0");
+    some.expect(setFeature(0x0E, 0).writes({0xFB, 0xC9, 0x45, 0xFA, 0xA1, 0x01, 0, 0}).completes())
+        .expect(getFeature(0x0E, 0, 0, 8).answers({0xFD, 0xC9, 0x45, 0xFA, 0xA1, 0x01, 2, 0}));
+    EXPECT_EQ(set("1795200240123", some), UNTIL_LINUX);
     FakeDrive most;
-    most.expect(setFeature(0x0E, 0).writes({0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0, 0}).completes());
-    EXPECT_EQ(set("0xFFFFFFFFFFFF", most), "0/0");
+    most.expect(setFeature(0x0E, 0).writes({0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0, 0}).completes())
+        .expect(getFeature(0x0E, 0, 0, 8).answers({9, 0, 0, 0, 0, 0, 2, 0}));
+    EXPECT_EQ(set("0xFFFFFFFFFFFF", most), UNTIL_LINUX) << "10 milliseconds later";
 }
 
 TEST(TimestampJob, RefusesWhatDoesNotFitBeforeAnythingIsSent) {
@@ -99,6 +103,14 @@ TEST(TimestampJob, TellsARefusedSet) {
     EXPECT_EQ(set("1", failing),
               "0/25 Set Features failed on drive S1 (/dev/nvme0): Internal Error (status code type 0x0, status code "
               "0x06, opcode 0x09).");
+}
+
+TEST(TimestampJob, FailsWhenTheDriveReportsAnotherTime) {
+    FakeDrive drive;
+    drive.expect(setFeature(0x0E, 0).writes({232, 3, 0, 0, 0, 0, 0, 0}).completes())
+        .expect(getFeature(0x0E, 0, 0, 8).answers({231, 3, 0, 0, 0, 0, 2, 0}));
+    EXPECT_EQ(set("1000", drive),
+              "10/164 Configuration update failed. Drive S1 (/dev/nvme0) accepted Timestamp 1000 and reports 999.");
 }
 
 }  // namespace
