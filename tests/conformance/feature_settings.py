@@ -7,6 +7,7 @@ import unittest
 
 from simulated import SimulatedTestCase
 
+UNTIL_RESET = "It holds until the next controller reset."
 UNTIL_LINUX = "It holds until the next controller reset, when Linux sets this feature."
 OTHERS_DIFFER = ("It holds until the next controller reset: saving it would also save other fields of this feature, "
                  "which have values that are not saved.")
@@ -50,6 +51,13 @@ class HowLongASettingHolds(SimulatedTestCase):
                 self.reset()
                 self.assertEqual(self.feature(fid)[key], value)
                 shutil.rmtree(self.drives / name)
+
+    def test_without_save_a_setting_ends_at_the_reset_and_the_message_says_so(self):
+        self.make_drive("basic", model="nvme-1.4")
+        self.set("TempThreshold=60", UNTIL_RESET)
+        self.assertEqual(self.feature(4)["Dword 0"], "0x0000014D")
+        self.reset()
+        self.assertNotEqual(self.feature(4)["Dword 0"], "0x0000014D")
 
     def test_the_other_fields_of_a_feature_are_saved_one_by_one(self):
         self.make_drive("velko")
