@@ -1,6 +1,7 @@
 #include "features/jobs/DumpJob.h"
 
 #include "features/jobs/LogLimits.h"
+#include "features/jobs/StatusDetails.h"
 #include "ostrel/core/Attribute.h"
 #include "ostrel/core/ScopeTrace.h"
 #include "ostrel/core/Strings.h"
@@ -14,17 +15,19 @@ using namespace ostrel::core;
 
 namespace {
 
-/// Makes the digits of the payload as the bytes come: a log of hundreds of megabytes is there once. One that is longer
-/// than the memory lets an answer be is refused before.
+/// Makes the digits of the payload as the bytes come: a log of hundreds of megabytes is there once. Refused before they
+/// come: a log without data, and one that is longer than the memory lets an answer be.
 class HexSink : public LogSink {
 public:
-    HexSink(std::string driveName, uint64_t earlierBytes)
-        : driveName_(std::move(driveName)), earlierBytes_(earlierBytes) {}
+    HexSink(std::string driveName, uint64_t earlierBytes, const EmptyLog& empty)
+        : driveName_(std::move(driveName)), earlierBytes_(earlierBytes), empty_(empty) {}
 
     Status begin(uint64_t bytes) override {
         hasBegun_ = true;
         bytes_ = 0;
         digits_.clear();
+        if (bytes <= empty_.bytes)
+            return withDetails(empty_.status(), "The log of drive " + driveName_ + " has a header and no data.");
         const Status status = checkPayload(driveName_, bytes, earlierBytes_);
         if (!status.is(0, 0)) return status;
         digits_.reserve(bytes * 2);
@@ -48,10 +51,17 @@ public:
 private:
     const std::string driveName_;
     const uint64_t earlierBytes_;  ///< of the other drives, in the same answer
+    const EmptyLog& empty_;
     std::string digits_;
     uint64_t bytes_ = 0;
     bool hasBegun_ = false;
 };
+
+/// The message of a failure among those of other drives.
+Status namingDrive(const Status& status, const nvme::Drive& drive) {
+    const std::string name = drive.name();
+    return status.getMessage().find(name) != std::string::npos ? status : withDetails(status, "Drive " + name + ".");
+}
 
 }  // namespace
 
@@ -64,7 +74,7 @@ Status DumpJob::runMethod(const std::shared_ptr<xml::XmlObject>& output) {
     uint64_t bytes = 0;
     for (std::size_t i = 0; i < devices.size(); ++i) {
         nvme::Drive drive(*devices[i]);
-        HexSink log(drive.name(), bytes);
+        HexSink log(drive.name(), bytes, empty_);
         status = dumpDrive(drive, arguments(), log);
         if (!status.is(0, 0) && isOneDriveNamed()) return status;
         if (status.is(0, 0) && !log.hasBegun()) continue;
@@ -76,7 +86,7 @@ Status DumpJob::runMethod(const std::shared_ptr<xml::XmlObject>& output) {
             bytes += log.bytes();
             object->properties.push_back(log.takePayload());
         } else {
-            object->objects.push_back(XmlConverter::statusToXml(status));
+            object->objects.push_back(XmlConverter::statusToXml(namingDrive(status, drive)));
         }
         output->objects.push_back(std::move(object));
     }

@@ -5,11 +5,19 @@
 
 namespace features::jobs {
 
+/// A log without data: the bytes that it has then, and what is reported of it.
+struct EmptyLog {
+    uint64_t bytes;
+    ostrel::core::Status (*status)();
+};
+
 /// The base of the jobs that hand out a log as bytes: one output object for each drive, its name that of the log, its
 /// key the drive's name, with the bytes in a "payload" property.
 ///
 /// When one drive was named and its log cannot be had, that is the status of the request, and there is no output;
-/// otherwise it is a status inside that drive's output, and the others are dumped.
+/// otherwise it is a status inside that drive's output, its message names the drive, and the others are dumped.
+///
+/// A log that has a header and no data is a failure: its file would replace one that holds the drive's last data.
 ///
 /// Deriving: dumpDrive() gives the log of one drive to the sink. One that dumps nothing (an action that has no bytes)
 /// returns without begin(), and there is no output for it.
@@ -19,9 +27,13 @@ public:
 
 protected:
     /// `logName` becomes the beginning of the file's name ("TelemetryLog").
-    DumpJob(std::string name, std::string logName) : FeatureJob(std::move(name), std::move(logName)) {}
+    DumpJob(std::string name, std::string logName, const EmptyLog& empty)
+        : FeatureJob(std::move(name), std::move(logName)), empty_(empty) {}
 
     virtual ostrel::core::Status dumpDrive(nvme::Drive& drive, const Arguments& arguments, LogSink& log) = 0;
+
+private:
+    EmptyLog empty_;
 };
 
 }  // namespace features::jobs

@@ -2,6 +2,7 @@
 
 #include "features/jobs/LongLogs.h"
 #include "features/jobs/StatusDetails.h"
+#include "features/parsers/PersistentEventLog.h"
 #include "ostrel/core/AttributeVocabulary.h"
 #include "ostrel/core/ScopeTrace.h"
 #include "ostrel/core/StatusCatalogue.h"
@@ -25,7 +26,8 @@ std::string actionOf(const Arguments& arguments) {
 }  // namespace
 
 PersistentEventLogJob::PersistentEventLogJob()
-    : DumpJob(ostrel::interfaces::ostreli::JOB_PERSISTENT_EVENT_LOG, "persistenteventlog") {}
+    : DumpJob(ostrel::interfaces::ostreli::JOB_PERSISTENT_EVENT_LOG, "persistenteventlog",
+              {parsers::PersistentEventLog::HEADER_BYTES, statuses::deviceDataRetrievalFailed}) {}
 
 std::unique_ptr<ostrel::interfaces::ostreli::Job> PersistentEventLogJob::clone() const {
     auto copy = std::make_unique<PersistentEventLogJob>();

@@ -36,7 +36,9 @@ Status readRequest(const Arguments& arguments, TelemetryRequest& request) {
 
 }  // namespace
 
-TelemetryLogJob::TelemetryLogJob() : DumpJob(ostrel::interfaces::ostreli::JOB_TELEMETRY_LOG, "TelemetryLog") {}
+TelemetryLogJob::TelemetryLogJob()
+    : DumpJob(ostrel::interfaces::ostreli::JOB_TELEMETRY_LOG, "TelemetryLog",
+              {parsers::TelemetryHeader::BYTES, statuses::telemetryRetrievalFailed}) {}
 
 std::unique_ptr<ostrel::interfaces::ostreli::Job> TelemetryLogJob::clone() const {
     auto copy = std::make_unique<TelemetryLogJob>();

@@ -40,14 +40,15 @@ struct VelkoLogJob::Row {
     Status (*missing)();  ///< the drive does not have the log
     Status (*damaged)();  ///< what the drive gave is not the log
     Status (*failed)();   ///< the log changed again and again
+    Status (*empty)();    ///< the log has no entry
 };
 // clang-format off
 const VelkoLogJob::Row VelkoLogJob::ROWS[] = {
-    {JOB_NLOG,            nvme::LID_VELKO_NLOG,            "NLOG", "nlog",           statuses::directNlogsNotSupported,    statuses::invalidNlogHeader,         statuses::nlogRetrievalFailed},
-    {JOB_BRIDGE_NLOG,     nvme::LID_VELKO_BRIDGE_NLOG,     "BLOG", "bridgenlog",     statuses::directNlogsNotSupported,    statuses::invalidNlogHeader,         statuses::nlogRetrievalFailed},
-    {JOB_EVENT_LOG,       nvme::LID_VELKO_EVENT_LOG,       "EVNT", "eventlog",       statuses::eventLogNotSupported,       statuses::invalidEventLog,           statuses::deviceDataRetrievalFailed},
-    {JOB_ASSERT_LOG,      nvme::LID_VELKO_ASSERT_LOG,      "ASRT", "assert",         statuses::driveDoesNotSupportFeature, statuses::invalidAssertLog,          statuses::deviceDataRetrievalFailed},
-    {JOB_SYSTEM_SNAPSHOT, nvme::LID_VELKO_SYSTEM_SNAPSHOT, "SNAP", "SystemSnapshot", statuses::driveDoesNotSupportFeature, statuses::deviceDataRetrievalFailed, statuses::deviceDataRetrievalFailed},
+    {JOB_NLOG,            nvme::LID_VELKO_NLOG,            "NLOG", "nlog",           statuses::directNlogsNotSupported,    statuses::invalidNlogHeader,         statuses::nlogRetrievalFailed,       statuses::nlogRetrievalFailed},
+    {JOB_BRIDGE_NLOG,     nvme::LID_VELKO_BRIDGE_NLOG,     "BLOG", "bridgenlog",     statuses::directNlogsNotSupported,    statuses::invalidNlogHeader,         statuses::nlogRetrievalFailed,       statuses::nlogRetrievalFailed},
+    {JOB_EVENT_LOG,       nvme::LID_VELKO_EVENT_LOG,       "EVNT", "eventlog",       statuses::eventLogNotSupported,       statuses::invalidEventLog,           statuses::deviceDataRetrievalFailed, statuses::deviceDataRetrievalFailed},
+    {JOB_ASSERT_LOG,      nvme::LID_VELKO_ASSERT_LOG,      "ASRT", "assert",         statuses::driveDoesNotSupportFeature, statuses::invalidAssertLog,          statuses::deviceDataRetrievalFailed, statuses::driveNotAsserted},
+    {JOB_SYSTEM_SNAPSHOT, nvme::LID_VELKO_SYSTEM_SNAPSHOT, "SNAP", "SystemSnapshot", statuses::driveDoesNotSupportFeature, statuses::deviceDataRetrievalFailed, statuses::deviceDataRetrievalFailed, statuses::deviceDataRetrievalFailed},
 };
 // clang-format on
 
@@ -62,7 +63,9 @@ const VelkoLogJob::Row* VelkoLogJob::findRow(uint8_t lid) {
     return row == std::end(ROWS) ? nullptr : row;
 }
 
-VelkoLogJob::VelkoLogJob(const std::string& name) : DumpJob(name, rowOf(name).logName) {}
+VelkoLogJob::VelkoLogJob(const std::string& name)
+    : DumpJob(name, rowOf(name).logName,
+              {nvme::VELKO_LOG_HEADER_BYTES + nvme::VELKO_LOG_TRAILER_BYTES, rowOf(name).empty}) {}
 
 std::unique_ptr<Job> VelkoLogJob::clone() const {
     OSTREL_TRACE();

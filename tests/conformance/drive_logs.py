@@ -169,6 +169,31 @@ class LongLogs(DriveLogsTestCase):
         self.check("dump", "-velkossd", "0", "-persistenteventlog", "release", stdout="\nNo results\n\n")
         self.check(*old, status=3, stdout=none)
 
+    def test_telemetry_without_data_leaves_the_file_that_is_there(self):
+        file = self.world.cwd / "TelemetryLog_S1.bin"
+        file.write_bytes(b"the last good one")
+        reason = (f"Failed to retrieve telemetry data. The log of drive S1 ({DRIVES}/a/dev/a) has a header and no "
+                  "data.")
+        for host, selected, status, stdout in (
+                ("false", ("-velkossd", "0"), 3, f"Error: {reason}\n"),
+                ("false", (), 0, f"\nError : {reason}\n\n")):
+            self.check("dump", *selected, "-telemetrylog", f"HostInitiated={host}", status=status, stdout=stdout)
+            self.assertEqual(file.read_bytes(), b"the last good one")
+        self.assertEqual([path.name for path in self.world.cwd.iterdir()], [file.name])
+        self.simdrive("fault", "a", "--media-errors", "1:0")
+        self.check("start", "-scan", "ReadScan", "-velkossd", "0", status=3)  # over which the drive makes a capture
+        self.check("dump", "-velkossd", "0", "-telemetrylog", "HostInitiated=false",
+                   stdout=f"Successfully written TelemetryLog data to {file.name}\n")
+        self.assertGreater(file.stat().st_size, 512)
+
+    def test_each_drive_that_has_no_log_is_named(self):
+        self.simdrive("create", "b", "--model", "velko", "--serial", "S2", "--size", "64Mi")
+        self.check("dump", "-assertlog", stdout=(
+            "\nError : The selected drive does not support this feature. Drive S1 "
+            f"({DRIVES}/a/dev/a).\n"
+            f"Error : Drive is not asserted. The log of drive S2 ({DRIVES}/b/dev/b) has a header and no data.\n\n"))
+        self.assertEqual(list(self.world.cwd.iterdir()), [])
+
     def test_telemetry_has_as_many_blocks_as_its_header_says(self):
         lengths = []
         for area in (1, 2, 3):

@@ -21,10 +21,11 @@ using fakedrive::FakeDrive;
 using namespace ostrel::core;
 using namespace ostrel::interfaces::ostreli;
 
-/// S1 has a log that comes in two pieces, after a first try that is thrown away; S2 has none; S3 has nothing to dump.
+/// S1 has a log that comes in two pieces, after a first try that is thrown away; S2 has none; S3 has nothing to dump;
+/// S4 has a header alone.
 class SampleJob : public DumpJob {
 public:
-    SampleJob() : DumpJob(JOB_EVENT_LOG, "eventlog") {}
+    SampleJob() : DumpJob(JOB_EVENT_LOG, "eventlog", {2, statuses::driveNotAsserted}) {}
     std::unique_ptr<Job> clone() const override { return nullptr; }
 
 protected:
@@ -34,6 +35,7 @@ protected:
     Status dumpDrive(nvme::Drive& drive, const Arguments&, LogSink& log) override {
         if (drive.serialNumber() == "S3") return Status();
         const uint8_t bytes[] = {0x00, 0x1F, 0xFF};
+        if (drive.serialNumber() == "S4") return log.begin(2);
         Status status = log.begin(3);
         if (status.is(0, 0)) status = log.add(bytes, 3);
         if (status.is(0, 0)) status = log.begin(3);
@@ -51,11 +53,26 @@ constexpr const char* OF_S1 =
 TEST(DumpJob, GivesTheBytesOfEachDriveAndTheFailureOfOneInsideItsOutput) {
     SampleJob job;
     const FakeDrive first("S1"), second("S2"), third("S3");
-    EXPECT_EQ(JobRun(job, JOBTYPE_METHOD).on({&first, &second, &third}),
-              std::string("0/0") + OF_S1 +
-                  "\n<Object category=\"Output\" key=\"S2\" name=\"eventlog\">\n<Object category=\"status\">"
-                  "\n<Property name=\"Category\" value=\"1\"/>\n<Property name=\"Code\" value=\"19\"/>"
-                  "\n<Property name=\"Message\" value=\"The drive /dev/nvme0 is gone.\"/>\n</Object>\n</Object>");
+    EXPECT_EQ(
+        JobRun(job, JOBTYPE_METHOD).on({&first, &second, &third}),
+        std::string("0/0") + OF_S1 +
+            "\n<Object category=\"Output\" key=\"S2\" name=\"eventlog\">\n<Object category=\"status\">"
+            "\n<Property name=\"Category\" value=\"1\"/>\n<Property name=\"Code\" value=\"19\"/>"
+            "\n<Property name=\"Message\" value=\"The drive /dev/nvme0 is gone. Drive S2 (/dev/nvme0).\"/>\n</Object>"
+            "\n</Object>");
+}
+
+TEST(DumpJob, ALogWithoutDataIsAFailure) {
+    SampleJob job;
+    const FakeDrive drive("S4");
+    EXPECT_EQ(JobRun(job, JOBTYPE_METHOD).naming("S4").on({&drive}),
+              "10/172 Drive is not asserted. The log of drive S4 (/dev/nvme0) has a header and no data.");
+    EXPECT_EQ(
+        JobRun(job, JOBTYPE_METHOD).on({&drive}),
+        "0/0\n<Object category=\"Output\" key=\"S4\" name=\"eventlog\">\n<Object category=\"status\">"
+        "\n<Property name=\"Category\" value=\"10\"/>\n<Property name=\"Code\" value=\"172\"/>"
+        "\n<Property name=\"Message\" value=\"Drive is not asserted. The log of drive S4 (/dev/nvme0) has a header "
+        "and no data.\"/>\n</Object>\n</Object>");
 }
 
 TEST(DumpJob, TheFailureOfTheOneNamedDriveIsThatOfTheRequest) {
@@ -75,7 +92,7 @@ TEST(DumpJob, AsksNoDriveWhenTheRequestIsBad) {
 /// A log of 64 MiB, which is never read.
 class LongLogJob : public DumpJob {
 public:
-    LongLogJob() : DumpJob(JOB_EVENT_LOG, "eventlog") {}
+    LongLogJob() : DumpJob(JOB_EVENT_LOG, "eventlog", {0, statuses::deviceDataRetrievalFailed}) {}
     std::unique_ptr<Job> clone() const override { return nullptr; }
 
 protected:

@@ -50,6 +50,17 @@ std::string act(const FakeDrive& drive, const std::string& action) {
     return JobRun(job, JOBTYPE_METHOD).naming("S1").with("Action", action).on({&drive});
 }
 
+TEST(PersistentEventLogJob, ALogWithoutEventsIsAFailureAndLeavesNoContext) {
+    FakeDrive drive;
+    drive.expect(identify(0x01).answers(controller()))
+        .expect(page(ESTABLISH).answers(header(512)))
+        .expect(page(RELEASE).answers(header(512)));
+    EXPECT_EQ(
+        act(drive, "new_context"),
+        "10/33 Failed to retrieve data from selected device. The log of drive S1 (/dev/nvme0) has a header and no "
+        "data.");
+}
+
 TEST(PersistentEventLogJob, ReadsInANewContextThatStays) {
     FakeDrive drive;
     drive.expect(identify(0x01).answers(controller()))

@@ -134,6 +134,19 @@ TEST(TelemetryLogJob, ALogThatChangesAgainIsReportedAndNotAcknowledged) {
               "read, twice.");
 }
 
+TEST(TelemetryLogJob, ALogWithoutDataIsAFailureAndItsEventStays) {
+    for (const uint8_t lid : {uint8_t{7}, uint8_t{8}}) {
+        const bool host = lid == 7;
+        const DriveBytes empty = DriveBytes(512).byte(0, lid);
+        FakeDrive drive;
+        drive.expect(identify(0x01).answers(telemetryController()))
+            .expect(piece(lid, 512, 0, host ? 1 : 0, !host).answers(empty));
+        EXPECT_EQ(
+            run(drive, {{"HostInitiated", host ? "true" : "false"}}),
+            "10/200 Failed to retrieve telemetry data. The log of drive S1 (/dev/nvme0) has a header and no data.");
+    }
+}
+
 TEST(TelemetryLogJob, ADriveWithoutTelemetryIsNotAsked) {
     FakeDrive drive;
     drive.expect(identify(0x01).answers(identifyController()));

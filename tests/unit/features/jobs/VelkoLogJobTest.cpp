@@ -22,18 +22,22 @@ constexpr struct {
     const char* missing;
     const char* damaged;
     const char* failed;
+    const char* empty;
 } LOGS[] = {
     {"Nlog", 0xD3, "NLOG", "nlog", "10/246 Drive does not support pulling Nlogs directly. Use telemetry instead.",
-     "10/195 Invalid Nlog Header.", "10/231 Failed to retrieve nlog data."},
+     "10/195 Invalid Nlog Header.", "10/231 Failed to retrieve nlog data.", "10/231 Failed to retrieve nlog data."},
     {"BridgeNlog", 0xD4, "BLOG", "bridgenlog",
      "10/246 Drive does not support pulling Nlogs directly. Use telemetry instead.", "10/195 Invalid Nlog Header.",
-     "10/231 Failed to retrieve nlog data."},
+     "10/231 Failed to retrieve nlog data.", "10/231 Failed to retrieve nlog data."},
     {"EventLog", 0xD5, "EVNT", "eventlog", "10/217 Drive does not support Event Logging.",
-     "10/93 Invalid event log data.", "10/33 Failed to retrieve data from selected device."},
+     "10/93 Invalid event log data.", "10/33 Failed to retrieve data from selected device.",
+     "10/33 Failed to retrieve data from selected device."},
     {"AssertLog", 0xD6, "ASRT", "assert", "10/3 The selected drive does not support this feature.",
-     "10/92 Invalid assert log data.", "10/33 Failed to retrieve data from selected device."},
+     "10/92 Invalid assert log data.", "10/33 Failed to retrieve data from selected device.",
+     "10/172 Drive is not asserted."},
     {"SystemSnapshot", 0xD7, "SNAP", "SystemSnapshot", "10/3 The selected drive does not support this feature.",
-     "10/33 Failed to retrieve data from selected device.", "10/33 Failed to retrieve data from selected device."},
+     "10/33 Failed to retrieve data from selected device.", "10/33 Failed to retrieve data from selected device.",
+     "10/33 Failed to retrieve data from selected device."},
 };
 
 std::string dump(const std::string& name, const FakeDrive& drive) {
@@ -77,18 +81,27 @@ TEST(VelkoLogJob, GivesHeaderAndRest) {
     }
 }
 
+TEST(VelkoLogJob, ALogWithoutEntriesIsAFailure) {
+    for (const auto& c : LOGS) {
+        FakeDrive drive;
+        velko(drive).expect(lookAtLog(c.lid, 64).answers(head(c.signature, 68, 5)));
+        EXPECT_EQ(dump(c.job, drive),
+                  std::string(c.empty) + " The log of drive S1 (/dev/nvme0) has a header and no data.");
+    }
+}
+
 TEST(VelkoLogJob, ReadsAgainWhenSomebodyElseTookAPicture) {
     FakeDrive drive;
     velko(drive)
         .expect(lookAtLog(0xD3, 64).answers(head("NLOG", 72, 5)))
         .expect(identify(0x01).answers(identifyController()))
         .expect(rest(0xD3, 8).answers({1, 1, 1, 1, 6, 0, 0, 0}))
-        .expect(lookAtLog(0xD3, 64).answers(head("NLOG", 68, 7)))
-        .expect(rest(0xD3, 4).answers({7, 0, 0, 0}));
+        .expect(lookAtLog(0xD3, 64).answers(head("NLOG", 76, 7)))
+        .expect(rest(0xD3, 12).answers({1, 2, 3, 4, 5, 6, 7, 8, 7, 0, 0, 0}));
     EXPECT_EQ(dump("Nlog", drive),
               "0/0\n<Object category=\"Output\" key=\"S1\" name=\"nlog\">\n<Property category=\"payload\" "
-              "displayName=\"payload\" name=\"payload\" size=\"68\" type=\"bytepointer\" value=\"" +
-                  hexOf(head("NLOG", 68, 7)) + "07000000\"/>\n</Object>");
+              "displayName=\"payload\" name=\"payload\" size=\"76\" type=\"bytepointer\" value=\"" +
+                  hexOf(head("NLOG", 76, 7)) + "010203040506070807000000\"/>\n</Object>");
 }
 
 TEST(VelkoLogJob, GivesUpAfterThreePictures) {
@@ -97,9 +110,9 @@ TEST(VelkoLogJob, GivesUpAfterThreePictures) {
         FakeDrive drive;
         velko(drive);
         for (unsigned i = 0; i < 3; ++i) {
-            drive.expect(lookAtLog(c.lid, 64).answers(head(c.signature, 68, 5)));
+            drive.expect(lookAtLog(c.lid, 64).answers(head(c.signature, 72, 5)));
             if (i == 0) drive.expect(identify(0x01).answers(identifyController()));
-            drive.expect(rest(c.lid, 4).answers({6, 0, 0, 0}));
+            drive.expect(rest(c.lid, 8).answers({1, 2, 3, 4, 6, 0, 0, 0}));
         }
         EXPECT_EQ(dump(c.job, drive), std::string(c.failed) +
                                           " The log of drive S1 (/dev/nvme0) was read by somebody else at the same "
@@ -143,14 +156,14 @@ TEST(VelkoLogJob, OfSeveralDrivesThatHaveNoneEachIsTold) {
 <Object category="status">
 <Property name="Category" value="10"/>
 <Property name="Code" value="217"/>
-<Property name="Message" value="Drive does not support Event Logging."/>
+<Property name="Message" value="Drive does not support Event Logging. Drive S1 (/dev/nvme0)."/>
 </Object>
 </Object>
 <Object category="Output" key="S2" name="eventlog">
 <Object category="status">
 <Property name="Category" value="10"/>
 <Property name="Code" value="217"/>
-<Property name="Message" value="Drive does not support Event Logging."/>
+<Property name="Message" value="Drive does not support Event Logging. Drive S2 (/dev/nvme1)."/>
 </Object>
 </Object>)");
 }
