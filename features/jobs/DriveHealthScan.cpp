@@ -11,8 +11,10 @@
 #include "features/jobs/DriveFacts.h"
 #include "features/jobs/DriveLogs.h"
 #include "features/jobs/LogFolder.h"
+#include "features/jobs/LogReading.h"
 #include "features/jobs/ReadScan.h"
 #include "features/nvme/Bytes.h"
+#include "features/nvme/Opcodes.h"
 #include "features/transport/HostCommand.h"
 #include "ostrel/core/AttributeVocabulary.h"
 #include "ostrel/core/CommandResult.h"
@@ -32,22 +34,14 @@ namespace {
 
 constexpr std::size_t MOST_RANGES_TOLD = 16;
 
+constexpr size_t SMART_BYTES = 512;
+constexpr uint32_t SELF_TEST_LOG_BYTES = 564;
+/// Of Identify Controller (NVMe Base Specification 1.4, figure 247); in kelvins, 0 where the drive does not report it.
+constexpr size_t OFFSET_WCTEMP = 266;
+constexpr size_t OFFSET_CCTEMP = 268;
+
 constexpr const char* NOT_COMPLETED = "Not completed";
 constexpr const char* HOLDS_SYSTEM = "It holds the running system, which is left out unless IncludeOS is true.";
-
-const char* outcomeText(HealthOutcome outcome) {
-    switch (outcome) {
-        case HealthOutcome::NOTHING_FOUND:
-            return "Nothing was found.";
-        case HealthOutcome::NOT_COMPLETED:
-            return "The scan could not be completed.";
-        case HealthOutcome::CRITICAL_WARNING:
-            return "The drive reports a critical warning.";
-        case HealthOutcome::ERRORS:
-            return "There are read errors, or data that came back different.";
-    }
-    return "";
-}
 
 bool holdsSystem(const HostNamespace& space) {
     return std::any_of(space.uses.begin(), space.uses.end(), [](const NamespaceUse& use) { return use.holdsSystem; });
@@ -76,26 +70,31 @@ public:
 
     HealthOutcome run(const std::string& directory) {
         readSmart();
+        if (isReachable()) readIdentify();
         if (scans_.logs && isReachable()) storeLogs(directory);
         if ((scans_.read || scans_.dataIntegrity) && isReachable()) scanNamespaces();
-        tree_.fields.insert(tree_.fields.begin(), {"Result", {}, outcomeText(outcome_)});
-        return outcome_;
+        return showVerdict();
     }
 
 private:
     bool isReachable() const { return facts_.failure().is(0, 0); }
-    void found(HealthOutcome outcome) { outcome_ = std::max(outcome_, outcome); }
     void notCompleted(FieldTree& tree, const std::string& why) {
         tree.add(NOT_COMPLETED, why);
-        found(HealthOutcome::NOT_COMPLETED);
+        evidence_.isCompleted = false;
+    }
+    void notRead(const char* what, const Status& status) {
+        tree_.add(what, "Not read", status.getMessage());
+        evidence_.isCompleted = false;
     }
     /// Something that the request leaves out: a drive that was named is then not scanned as it should be.
     void leftOut(FieldTree& tree, const std::string& why) {
         tree.add("Left out", why);
-        if (scans_.isNamed) found(HealthOutcome::NOT_COMPLETED);
+        if (scans_.isNamed) evidence_.isCompleted = false;
     }
 
     void readSmart();
+    void readIdentify();
+    HealthOutcome showVerdict();
     void storeLogs(const std::string& directory);
     void scanNamespaces();
     void readNamespace(const HostNamespace& space);
@@ -106,7 +105,7 @@ private:
     DriveFacts facts_;
     const HealthScans& scans_;
     FieldTree& tree_;
-    HealthOutcome outcome_ = HealthOutcome::NOTHING_FOUND;
+    HealthEvidence evidence_;
 };
 
 void Scan::readSmart() {
@@ -119,7 +118,33 @@ void Scan::readSmart() {
     tree_.add("Available Spare", "percent", std::to_string(smart[3]));
     tree_.add("Percentage Used", "percent", std::to_string(smart[5]));
     tree_.add("Media and Data Integrity Errors", nvme::decimal128(smart + 160));
-    if (smart[0] != 0) found(HealthOutcome::CRITICAL_WARNING);
+    evidence_.smart = Payload(smart, SMART_BYTES);
+}
+
+void Scan::readIdentify() {
+    const nvme::ControllerCapabilities* controller = facts_.controller();
+    if (controller == nullptr) {
+        notRead("Identify Controller", isReachable() ? statuses::deviceDataRetrievalFailed() : facts_.failure());
+        return;
+    }
+    evidence_.warningKelvin = nvme::le16(facts_.identifyController() + OFFSET_WCTEMP);
+    evidence_.criticalKelvin = nvme::le16(facts_.identifyController() + OFFSET_CCTEMP);
+    if (!controller->supportsSelfTest()) return;
+    const Status status = readLog(facts_.drive(), nvme::LID_DEVICE_SELF_TEST, SELF_TEST_LOG_BYTES, evidence_.selfTest);
+    if (!status.is(0, 0)) notRead("Device Self-test Log", status);
+}
+
+/// The verdict stands before what it rests on.
+HealthOutcome Scan::showVerdict() {
+    const std::vector<HealthFinding> findings = findHealthProblems(evidence_);
+    const HealthOutcome outcome = gravestOutcome(findings);
+    tree_.fields.insert(tree_.fields.begin(), {{"Result", {}, healthOutcomeText(outcome)},
+                                               {"Result Code", {}, std::to_string(static_cast<unsigned>(outcome))}});
+    if (findings.empty()) return outcome;
+    FieldTree part{"Findings", {}, {}};
+    for (const HealthFinding& finding : findings) part.add(finding.row->condition, finding.words);
+    tree_.parts.insert(tree_.parts.begin(), std::move(part));
+    return outcome;
 }
 
 void Scan::storeLogs(const std::string& directory) {
@@ -174,7 +199,7 @@ void Scan::readNamespace(const HostNamespace& space) {
     part.add("Unreadable Blocks", std::to_string(result.unreadable));
     if (result.unreadable != 0) {
         part.add("Unreadable LBAs", rangesText(result.ranges));
-        found(HealthOutcome::ERRORS);
+        evidence_.unreadableBlocks += result.unreadable;
     }
     if (result.unreadable == ReadScanResult::MOST_UNREADABLE)
         part.add("Ended", "So many blocks cannot be read that the rest was not tried.");
@@ -205,7 +230,7 @@ void Scan::checkFileSystem(const std::string& mountPoint) {
     part.add("Mismatches", "blocks of 4096 bytes", std::to_string(result.mismatches));
     if (result.mismatches != 0) {
         part.add("First Mismatch", "offset in bytes", std::to_string(result.firstOffset));
-        found(HealthOutcome::ERRORS);
+        evidence_.mismatches += result.mismatches;
     }
     if (!result.failure.is(0, 0)) notCompleted(part, result.failure.getMessage());
 }

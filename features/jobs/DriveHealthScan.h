@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <string>
 
+#include "features/jobs/HealthVerdict.h"
 #include "features/nvme/Drive.h"
 #include "features/nvme/FieldTree.h"
 
@@ -27,16 +28,9 @@ struct HealthScans {
     std::string path;                 ///< the data integrity scan is made on this file system alone; empty: on all
 };
 
-/// What came of it, by the exit status: the higher the graver.
-enum class HealthOutcome : uint8_t {
-    NOTHING_FOUND = 0,
-    NOT_COMPLETED = 1,
-    CRITICAL_WARNING = 2,
-    ERRORS = 3,  ///< blocks that cannot be read, or data that came back different
-};
-
-/// Scans one drive: its SMART / Health log always, then what is asked for. All that is found is told in `tree`, and so
-/// is what could not be done. `directory`: where the folder with the logs is made.
+/// Scans one drive: always what it reports of its health (the SMART / Health log and the self-test results), then what
+/// is asked for. `tree` gains the verdict with every finding, and what could not be done. `directory`: where the folder
+/// with the logs is made.
 HealthOutcome scanDrive(nvme::Drive& drive, const HealthScans& scans, const std::string& directory,
                         nvme::FieldTree& tree);
 

@@ -91,6 +91,11 @@ Status HealthScanJob::runMethod(const std::shared_ptr<xml::XmlObject>& output) {
     request.scans.isNamed = isOneDriveNamed();
     HealthOutcome gravest = HealthOutcome::NOTHING_FOUND;
     const std::vector<std::string> names = driveNames();
+    if (names.empty()) {
+        // A script that watches a drive that has vanished must not read that all is well.
+        gravest = HealthOutcome::NOT_COMPLETED;
+        out.add(nvme::FieldTree{title(), {{"Result", {}, "No drive was found."}}, {}}.toXml(""));
+    }
     for (std::size_t i = 0; i < names.size(); ++i) {
         nvme::Drive drive(*getDevices()[i]);
         nvme::FieldTree tree{title(), {}, {}};

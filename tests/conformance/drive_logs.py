@@ -47,31 +47,65 @@ class DriveLogsTestCase(unittest.TestCase):
 
 
 class HealthScan(DriveLogsTestCase):
-    def scan(self, status, result, parts, device="Healthy", errors=0, drive="0"):
-        return self.check(
-            "start", "-scan", "ReadScan", "-velkossd", drive, status=status,
-            stdout="\n- Scan Results -\n\n  - Health Scan S1 -\n\n  Result : " + result +
-            HEALTH.format(device=device, errors=errors) + parts + "\n")
+    def scan(self, status, result, read, findings="", device="Healthy", errors=0, drive="0"):
+        if findings:
+            findings = "\n    - Findings -\n\n" + findings
+            read = re.sub(r"(?m)^    ", "   ", read)  # the indentation of an object that follows another one
+        self.check("start", "-scan", "ReadScan", "-velkossd", drive, status=status, stdout=(
+            f"\n- Scan Results -\n\n  - Health Scan S1 -\n\n  Result : {result}\n  Result Code : {status}" +
+            HEALTH.format(device=device, errors=errors) + findings + read + "\n"))
 
     def test_a_healthy_drive_is_0(self):
         self.scan(0, "Nothing was found.", READ.format(read=131072, unreadable=0))
 
-    def test_a_scan_that_cannot_be_made_is_1(self):
-        self.check("start", "-scan", "DataIntegrity", "-velkossd", "0", status=1,
-                   stdout="\n- Scan Results -\n\n  - Health Scan S1 -\n\n  Result : The scan could not be completed." +
-                   HEALTH.format(device="Healthy", errors=0) +
-                   "  Left out : None of its file systems is mounted.\n\n")
+    def test_a_scan_that_cannot_be_made_is_100(self):
+        self.check("start", "-scan", "DataIntegrity", "-velkossd", "0", status=100, stdout=(
+            "\n- Scan Results -\n\n  - Health Scan S1 -\n\n  Result : The scan could not be completed.\n"
+            "  Result Code : 100" + HEALTH.format(device="Healthy", errors=0) +
+            "  Left out : None of its file systems is mounted.\n\n    - Findings -\n\n"
+            "    Scan : Not everything could be looked at.\n\n"))
 
-    def test_a_critical_warning_is_2(self):
-        self.simdrive("fault", "a", "--critical-warning", "0x04")
-        self.scan(2, "The drive reports a critical warning.", READ.format(read=131072, unreadable=0),
-                  device="Reliability is degraded.")
+    def test_no_drive_is_100(self):
+        self.simdrive("remove", "a")
+        self.check("start", "-scan", "ReadScan", "-velkossd", status=100,
+                   stdout="\n- Scan Results -\n\n  - Health Scan -\n\n  Result : No drive was found.\n\n")
+        self.check("start", "-o", "json", "-scan", "ReadScan", "-velkossd", status=100,
+                   stdout='{\n\t"Health Scan":\n\t{\n\t\t"Result":"No drive was found."\n\t}\n}\n')
 
-    def test_blocks_that_cannot_be_read_are_3(self):
+    def test_a_warning_is_101(self):
+        self.simdrive("fault", "a", "--critical-warning", "0x02")
+        self.scan(101, "The drive gives a warning.", READ.format(read=131072, unreadable=0),
+                  "    Temperature : A temperature is beyond its threshold.\n",
+                  device="A temperature is beyond its threshold.")
+
+    def test_media_errors_of_the_past_are_101(self):
+        self.simdrive("fault", "a", "--media-errors", "1:0")
+        self.check("start", "-scan", "ReadScan", "-velkossd", "0", status=103)
+        self.simdrive("fault", "a", "clear")
+        run = self.check("start", "-scan", "ReadScan", "-velkossd", "0", status=101)
+        self.assertRegex(run, r"    - Findings -\n\n    Media Errors : The drive counts [1-9]\d*\.\n\n")
+
+    def test_a_failing_drive_is_102_and_every_finding_is_shown(self):
+        self.simdrive("fault", "a", "--critical-warning", "0x0D")
+        self.scan(102, "The drive has failed or is failing.", READ.format(read=131072, unreadable=0),
+                  "    Available Spare : 100 % is left, the threshold is 10 %.\n"
+                  "    Reliability : Reliability is degraded.\n    Read Only : Media is in read only mode.\n",
+                  device="Available spare has fallen below the threshold. Reliability is degraded. "
+                         "Media is in read only mode.")
+
+    def test_blocks_that_cannot_be_read_are_103(self):
         self.simdrive("fault", "a", "--critical-warning", "0x04", "--media-errors", "1:0,1:5000-5003,1:131071")
-        self.scan(3, "There are read errors, or data that came back different.",
+        self.scan(103, "There are read errors or data miscompares.",
                   READ.format(read=131066, unreadable=6) + "    Unreadable LBAs : 0 5000-5003 131071\n",
+                  "    Read Scan : Blocks that cannot be read: 6.\n    Reliability : Reliability is degraded.\n",
                   device="Reliability is degraded.")
+
+    def test_the_gravest_of_all_drives_is_the_exit_status(self):
+        self.simdrive("create", "b", "--model", "ocp", "--serial", "S2", "--size", "64Mi")
+        self.simdrive("fault", "a", "--critical-warning", "0x04")
+        shown = self.check("start", "-scan", "ReadScan", "-velkossd", status=102)
+        self.assertEqual(re.findall(r"- Health Scan (S\d) -\n\n  Result : (.*)\n  Result Code : (\d+)\n", shown),
+                         [("S1", "The drive has failed or is failing.", "102"), ("S2", "Nothing was found.", "0")])
 
     def test_logs_go_into_a_new_folder(self):
         shown = self.check("start", "-scan", "-velkossd", "0")
@@ -100,9 +134,10 @@ class HealthScan(DriveLogsTestCase):
         reason = "Unable to write small/S1/log_07_telemetry_host_initiated.bin: No space left on device"
         files = run.stderr.split()
         self.assertEqual((run.status, run.stdout), (
-            1, "\n- Scan Results -\n\n  - Health Scan S1 -\n\n  Result : The scan could not be completed." +
-            HEALTH.format(device="Healthy", errors=0) + "\n    - Logs -\n\n    Folder : small/S1\n"
-            f"    LID 0x07 - Not read : {reason}\n    Files : {len(files)}\n    Not completed : {reason}\n\n"))
+            100, "\n- Scan Results -\n\n  - Health Scan S1 -\n\n  Result : The scan could not be completed.\n"
+            "  Result Code : 100" + HEALTH.format(device="Healthy", errors=0) +
+            "\n    - Findings -\n\n    Scan : Not everything could be looked at.\n\n   - Logs -\n\n   Folder : small/S1\n"
+            f"   LID 0x07 - Not read : {reason}\n   Files : {len(files)}\n   Not completed : {reason}\n\n"))
         self.assertNotIn("log_07_telemetry_host_initiated.bin", files)
         self.assertLessEqual({"log_01_error_information.bin", "log_0d_persistent_event_log.bin"}, set(files))
 
@@ -181,7 +216,7 @@ class LongLogs(DriveLogsTestCase):
             self.assertEqual(file.read_bytes(), b"the last good one")
         self.assertEqual([path.name for path in self.world.cwd.iterdir()], [file.name])
         self.simdrive("fault", "a", "--media-errors", "1:0")
-        self.check("start", "-scan", "ReadScan", "-velkossd", "0", status=3)  # over which the drive makes a capture
+        self.check("start", "-scan", "ReadScan", "-velkossd", "0", status=103)  # over which the drive makes a capture
         self.check("dump", "-velkossd", "0", "-telemetrylog", "HostInitiated=false",
                    stdout=f"Successfully written TelemetryLog data to {file.name}\n")
         self.assertGreater(file.stat().st_size, 512)

@@ -71,9 +71,9 @@ class IncompleteScan(SimulatedTestCase):
         self.check_in(LOOP, "dump", "-velkossd", "SIM-VELKO-1", "-telemetrylog", stdout=written)
 
     def test_a_health_scan_could_not_be_completed(self):
-        self.check_in(WITHOUT_SYSFS, "start", "-scan", "-velkossd", status=1, stdout=(
-            "\n- Scan Results -\n\n  - Drive Scan Incomplete -\n\n"
-            f"  Status : System rescan failed. Not everything could be looked at: {NOT_MOUNTED}\n\n"))
+        self.check_in(WITHOUT_SYSFS, "start", "-scan", "-velkossd", status=100, stdout=(
+            "\n- Scan Results -\n\n  - Health Scan -\n\n  Result : No drive was found.\n\n    - Drive Scan Incomplete -\n\n"
+            f"    Status : System rescan failed. Not everything could be looked at: {NOT_MOUNTED}\n\n"))
 
     def test_the_folder_of_simulated_drives_counts(self):
         if self.drives.exists():

@@ -15,6 +15,14 @@ WARNINGS = {  # bit of the critical warning: what is said, and the sensor, the S
     0x08: ("Media is in read only mode.", "ReadOnlyMode", "ReadOnlyWarning"),
     0x10: ("The volatile memory backup device has failed.", "MemoryBackupDeviceFailed", "VolatileMemoryWarning"),
 }
+RESULTS = {0: "Nothing was found.", 101: "The drive gives a warning.", 102: "The drive has failed or is failing.",
+           103: "There are read errors or data miscompares."}
+VERDICTS = {  # critical warning: the exit status of a health scan, and its findings
+    0x00: (0, {}),
+    0x02: (101, {"Temperature": WARNINGS[0x02][0]}),
+    0x1D: (102, {"Available_Spare": "0 % is left, the threshold is 0 %.", "Reliability": WARNINGS[0x04][0],
+                 "Read_Only": WARNINGS[0x08][0], "Volatile_Memory_Backup": WARNINGS[0x10][0]}),
+}
 
 
 class Faults(VmTestCase):
@@ -32,11 +40,12 @@ class Faults(VmTestCase):
         (machine.folder / "errors").write_text('[inject-error]\nevent = "read_aio"\nerrno = "5"\nsector = "1000"\n')
         subprocess.run(["/sbin/mke2fs", "-q", "-F", "-t", "ext2", str(machine.image("U4"))], check=True)
 
-    def health(self, serial, warning="Healthy"):
-        """What a health scan tells of every drive."""
-        result = "Nothing was found." if warning == "Healthy" else "The drive reports a critical warning."
-        return {"Result": result, "Device Status": warning, "Available Spare - percent": 0,
-                "Percentage Used - percent": 0, "Media and Data Integrity Errors": 0}
+    @staticmethod
+    def health(warning="Healthy", code=0, **findings):
+        """What a health scan reports of every drive."""
+        shown = {"Result": RESULTS[code], "Result Code": code, "Device Status": warning,
+                 "Available Spare - percent": 0, "Percentage Used - percent": 0, "Media and Data Integrity Errors": 0}
+        return {**shown, "Findings": {key.replace("_", " "): words for key, words in findings.items()}} if code else shown
 
     def scan(self, status, kind, serial, *properties):
         run = self.machine.run("nimbrel", "start", "-o", "json", "-scan", kind, "-velkossd", serial, *properties)
@@ -58,7 +67,7 @@ class Faults(VmTestCase):
             time.sleep(0.2)
 
     def test_1_a_critical_warning_shows_wherever_health_is_told(self):
-        for mask in (0x02, 0x1D, 0x00):
+        for mask in (0x02, 0x1D, 0x00):  # healthy again at the end
             self.machine.qmp("qom-set", path="/machine/peripheral/U3", property="smart_critical_warning", value=mask)
             raised = [bit for bit in WARNINGS if mask & bit]
             words = " ".join(WARNINGS[bit][0] for bit in raised) or "Healthy"
@@ -70,8 +79,9 @@ class Faults(VmTestCase):
                 self.assertEqual((sensors["DeviceStatus"], {name for name, value in sensors.items() if value is True}),
                                  (words, {WARNINGS[bit][1] for bit in raised}))
                 self.machine.shell("rm -rf /tmp/scan; mkdir /tmp/scan")
-                self.assertEqual(self.scan(2 if mask else 0, "logs", "U3", "DirectoryPath=/tmp/scan"), {
-                    "Health Scan U3": {**self.health("U3", words), "Logs": {"Folder": "/tmp/scan/U3", "Files": 7}}})
+                code, findings = VERDICTS[mask]
+                self.assertEqual(self.scan(code, "logs", "U3", "DirectoryPath=/tmp/scan"), {
+                    "Health Scan U3": {**self.health(words, code, **findings), "Logs": {"Folder": "/tmp/scan/U3", "Files": 7}}})
                 attributes = self.show("-velkossd", "U3", "-smart")["SMART Attributes U3"]
                 self.assertEqual(
                     (attributes["CriticalWarnings"], {name for name, value in attributes.items() if value is True}),
@@ -93,16 +103,16 @@ class Faults(VmTestCase):
                                  self.machine.shell(f"{command} /dev/{node}").stdout_bytes)
 
     def test_1_a_read_scan_finds_the_bad_block(self):
-        run = self.scan(3, "ReadScan", "U1")
+        run = self.scan(103, "ReadScan", "U1")
         self.assertEqual(run, {"Health Scan U1": {
-            **self.health("U1"), "Result": "There are read errors, or data that came back different.",
+            **self.health(code=103, Read_Scan="Blocks that cannot be read: 1."),
             "Read Scan - Namespace 1": {"Blocks": 16384, "Blocks Read": 16383, "Unreadable Blocks": 1,
                                         "Unreadable LBAs": 1000}}})
         # The kernel reads no blocks with metadata; the tool does. Of 4,096 bytes with 8 behind them in the image.
         blocks = (8 << 20) // 4104
         run = self.scan(0, "ReadScan", "U3")
         self.assertEqual(run, {"Health Scan U3": {
-            **self.health("U3"), "Read Scan - Namespace 1": {"Blocks": blocks, "Blocks Read": blocks,
+            **self.health(), "Read Scan - Namespace 1": {"Blocks": blocks, "Blocks Read": blocks,
                                                             "Unreadable Blocks": 0}}})
 
     def test_1_data_written_to_a_file_system_comes_back(self):

@@ -32,8 +32,12 @@ std::string property(const std::string& name, const std::string& description, co
     return "\n<Property description=\"" + description + "\" name=\"" + name + "\" value=\"" + value + "\"/>";
 }
 
-const std::string NOTHING = property("Result", "Nothing was found.");
-const std::string NOT_COMPLETED = property("Result", "The scan could not be completed.");
+const std::string NOTHING = property("Result", "Nothing was found.") + property("Result Code", "0");
+const std::string NOT_COMPLETED =
+    property("Result", "The scan could not be completed.") + property("Result Code", "100");
+const std::string FAILING = property("Result", "The drive has failed or is failing.") + property("Result Code", "102");
+const std::string ERRORS =
+    property("Result", "There are read errors or data miscompares.") + property("Result Code", "103");
 const std::string SMART = property("Available Spare", "percent", "100") + property("Percentage Used", "percent", "3") +
                           property("Media and Data Integrity Errors", "0");
 const std::string HEALTHY = property("Device Status", "Healthy") + SMART;
@@ -47,6 +51,11 @@ std::string answer(unsigned code, const std::string& fields, const std::string& 
 std::string part(const std::string& name, const std::string& fields) {
     return "\n<Object name=\"" + name + "\">" + fields + "\n</Object>";
 }
+
+std::string findings(const std::string& fields) {
+    return part("Findings", fields);
+}
+const std::string INCOMPLETE = property("Scan", "Not everything could be looked at.");
 
 class HealthScan : public testing::Test {
 protected:
@@ -77,8 +86,9 @@ TEST_F(HealthScan, TellsWhichBlocksCannotBeRead) {
     MediaDrive drive(5000);
     drive.unreadable = {0, 100, 101, 4999};
     EXPECT_EQ(readScan(drive),
-              answer(3, property("Result", "There are read errors, or data that came back different.") + HEALTHY,
-                     readPart(blocks(5000, 4996, 4) + property("Unreadable LBAs", "0 100-101 4999"))));
+              answer(103, ERRORS + HEALTHY,
+                     findings(property("Read Scan", "Blocks that cannot be read: 4.")) +
+                         readPart(blocks(5000, 4996, 4) + property("Unreadable LBAs", "0 100-101 4999"))));
 }
 
 TEST_F(HealthScan, OfManyRangesTheFirstAreTold) {
@@ -89,31 +99,94 @@ TEST_F(HealthScan, OfManyRangesTheFirstAreTold) {
         if (i < 16) ranges += std::to_string(i * 3) + " ";
     }
     EXPECT_EQ(readScan(drive),
-              answer(3, property("Result", "There are read errors, or data that came back different.") + HEALTHY,
-                     readPart(blocks(5000, 4980, 20) + property("Unreadable LBAs", ranges + "and more"))));
+              answer(103, ERRORS + HEALTHY,
+                     findings(property("Read Scan", "Blocks that cannot be read: 20.")) +
+                         readPart(blocks(5000, 4980, 20) + property("Unreadable LBAs", ranges + "and more"))));
 }
 
-TEST_F(HealthScan, ACriticalWarningIsFoundInEveryScan) {
+TEST_F(HealthScan, WhatTheDriveReportsIsFoundInEveryScan) {
     MediaDrive drive(100);
     drive.criticalWarning = 0x08;
-    EXPECT_EQ(readScan(drive), answer(2,
-                                      property("Result", "The drive reports a critical warning.") +
-                                          property("Device Status", "Media is in read only mode.") + SMART,
-                                      readPart(blocks(100, 100, 0))));
+    const std::string device = property("Device Status", "Media is in read only mode.") + SMART;
+    const std::string readOnly = property("Read Only", "Media is in read only mode.");
+    EXPECT_EQ(readScan(drive), answer(102, FAILING + device, findings(readOnly) + readPart(blocks(100, 100, 0))));
     drive.unreadable = {7};
-    EXPECT_EQ(readScan(drive).substr(0, 85), answer(3, "").substr(0, 85)) << "read errors are graver";
+    EXPECT_EQ(readScan(drive), answer(103, ERRORS + device,
+                                      findings(property("Read Scan", "Blocks that cannot be read: 1.") + readOnly) +
+                                          readPart(blocks(100, 99, 1) + property("Unreadable LBAs", "7"))))
+        << "read errors are graver, and nothing is kept back";
+    drive.breaksAt = 7;
+    drive.unreadable = {};
+    EXPECT_EQ(readScan(drive),
+              answer(102, FAILING + device,
+                     findings(readOnly + INCOMPLETE) +
+                         readPart(blocks(100, 0, 0) + property("Not completed", "The drive /dev/nvme0 is gone."))))
+        << "a finding outweighs what could not be looked at";
+}
+
+TEST_F(HealthScan, TheSelfTestLogAndTheThresholdsAreAskedOfADriveThatHasThem) {
+    HealthScanJob job;
+    FakeDrive drive;
+    drive.expect(lookAtLog(0x02, 512).answers(smartLog().le16(1, 353)))
+        .expect(identify(0x01).answers(identifyController().le16(256, 0x0010).le16(266, 343).le16(268, 353)))
+        .expect(lookAtLog(0x06, 564).answers(DriveBytes(564).byte(4, 0x27).byte(5, 2).le64(8, 700)))
+        .expect(hostUses({}));
+    EXPECT_EQ(JobRun(job, JOBTYPE_METHOD).with("ReadScan", "true").on({&drive}),
+              answer(102, FAILING + HEALTHY + property("Left out", "It has no namespace that could be scanned."),
+                     findings(property("Temperature", "It is 80 C, the critical threshold is 80 C.") +
+                              property("Self-test",
+                                       "The last one, extended, failed after 700 power on hours: completed "
+                                       "with one or more failed segments, the first is segment 2."))));
+}
+
+TEST_F(HealthScan, ALogThatTheDriveRefusesIsNotCompleted) {
+    const std::string refused =
+        "Get Log Page failed on drive S1 (/dev/nvme0): Invalid Log Page (status code type 0x1, status code 0x09, "
+        "opcode "
+        "0x02).";
+    HealthScanJob job;
+    FakeDrive drive;
+    drive.expect(lookAtLog(0x02, 512).answers(smartLog()))
+        .expect(identify(0x01).answers(identifyController().le16(256, 0x0010)))
+        .expect(lookAtLog(0x06, 564).refuses(NO_SUCH_LOG))
+        .expect(hostUses({}));
+    EXPECT_EQ(JobRun(job, JOBTYPE_METHOD).with("ReadScan", "true").on({&drive}),
+              answer(100,
+                     NOT_COMPLETED + HEALTHY + property("Device Self-test Log", "Not read", refused) +
+                         property("Left out", "It has no namespace that could be scanned."),
+                     findings(INCOMPLETE)));
+    FakeDrive without;
+    without.expect(lookAtLog(0x02, 512).refuses(NO_SUCH_LOG))
+        .expect(identify(0x01).refuses(0x4002))
+        .expect(hostUses({}));
+    EXPECT_EQ(JobRun(job, JOBTYPE_METHOD).with("ReadScan", "true").on({&without}),
+              answer(100,
+                     NOT_COMPLETED + property("Not completed", "The drive gives no SMART / Health log.") +
+                         property("Identify Controller", "Not read", "Failed to retrieve data from selected device.") +
+                         property("Left out", "It has no namespace that could be scanned."),
+                     findings(INCOMPLETE)));
+}
+
+TEST_F(HealthScan, NoDriveIsNoHealthyDrive) {
+    EXPECT_EQ(run().with("StoreLogs", "true").with("DirectoryPath", folder_ / "").on({}),
+              "0/0\n<Object category=\"Output\">" + property("HealthScanStatusCode", "100") +
+                  "\n<Object name=\"Health Scan\">" + property("Result", "No drive was found.") +
+                  "\n</Object>\n</Object>");
+    EXPECT_EQ(folder_.names(), std::vector<std::string>());
 }
 
 TEST_F(HealthScan, AScanThatFailsIsNotCompleted) {
     MediaDrive drive(100);
     drive.breaksAt = 0;
     EXPECT_EQ(readScan(drive),
-              answer(1, NOT_COMPLETED + HEALTHY,
-                     readPart(blocks(100, 0, 0) + property("Not completed", "The drive /dev/nvme0 is gone."))));
+              answer(100, NOT_COMPLETED + HEALTHY,
+                     findings(INCOMPLETE) +
+                         readPart(blocks(100, 0, 0) + property("Not completed", "The drive /dev/nvme0 is gone."))));
     FakeDrive gone;
     gone.expect(lookAtLog(0x02, 512).breaks(features::jobs::gone()));
-    EXPECT_EQ(run().with("ReadScan", "true").on({&gone}),
-              answer(1, NOT_COMPLETED + property("Not completed", "The drive /dev/nvme0 is gone.")));
+    EXPECT_EQ(
+        run().with("ReadScan", "true").on({&gone}),
+        answer(100, NOT_COMPLETED + property("Not completed", "The drive /dev/nvme0 is gone."), findings(INCOMPLETE)));
 }
 
 /// A use of namespace 1.
@@ -129,7 +202,8 @@ const std::string LEFT_OUT =
 TEST_F(HealthScan, TheSystemsDriveIsReadWhenThatIsAskedFor) {
     MediaDrive drive(100);
     drive.namespaces = {used(NamespaceUse::Kind::MOUNTED, "/", true)};
-    EXPECT_EQ(readScan(drive), answer(1, NOT_COMPLETED + HEALTHY + LEFT_OUT)) << "the drive was named";
+    EXPECT_EQ(readScan(drive), answer(100, NOT_COMPLETED + HEALTHY + LEFT_OUT, findings(INCOMPLETE)))
+        << "the drive was named";
     EXPECT_EQ(run().with("ReadScan", "true").onDevice(drive.device()), answer(0, NOTHING + HEALTHY + LEFT_OUT))
         << "among all drives it is left out";
     EXPECT_EQ(drive.blocksRead(), std::vector<unsigned>(100, 0));
@@ -148,7 +222,8 @@ TEST_F(HealthScan, TheNamespaceThatThePathNamedIsReadAlone) {
     nsid.setValue(uint32_t{3});
     drive.device()->setAttribute(nsid);
     EXPECT_EQ(readScan(drive),
-              answer(1, NOT_COMPLETED + HEALTHY + property("Left out", "It has no namespace that could be scanned.")));
+              answer(100, NOT_COMPLETED + HEALTHY + property("Left out", "It has no namespace that could be scanned."),
+                     findings(INCOMPLETE)));
 }
 
 TEST_F(HealthScan, AScanThatIsNotFullReadsAPart) {
@@ -191,19 +266,22 @@ TEST_F(HealthScan, ChecksTheDataOnTheFileSystemsOfTheDrive) {
 TEST_F(HealthScan, APathThatIsElsewhereIsNotWrittenTo) {
     MediaDrive drive(100);
     drive.namespaces = {used(NamespaceUse::Kind::MOUNTED, "/proc")};
-    EXPECT_EQ(
-        run().naming("S1").with("DataIntegrityScan", "true").with("Path", folder_ / "").onDevice(drive.device()),
-        answer(1, NOT_COMPLETED + HEALTHY +
-                      property("Left out", "&apos;" + (folder_ / "") + "&apos; is on none of its file systems.")));
+    EXPECT_EQ(run().naming("S1").with("DataIntegrityScan", "true").with("Path", folder_ / "").onDevice(drive.device()),
+              answer(100,
+                     NOT_COMPLETED + HEALTHY +
+                         property("Left out", "&apos;" + (folder_ / "") + "&apos; is on none of its file systems."),
+                     findings(INCOMPLETE)));
     EXPECT_EQ(run().naming("S1").with("DataIntegrityScan", "true").onDevice(drive.device()),
-              answer(1, NOT_COMPLETED + HEALTHY,
-                     part("Data Integrity Scan",
-                          property("Path", "/proc") + property("Bytes Written and Read", "0") +
-                              property("Mismatches", "blocks of 4096 bytes", "0") +
-                              property("Not completed", "System error. There is no room for a file in /proc."))));
+              answer(100, NOT_COMPLETED + HEALTHY,
+                     findings(INCOMPLETE) +
+                         part("Data Integrity Scan",
+                              property("Path", "/proc") + property("Bytes Written and Read", "0") +
+                                  property("Mismatches", "blocks of 4096 bytes", "0") +
+                                  property("Not completed", "System error. There is no room for a file in /proc."))));
     drive.namespaces = {unusedNamespace(1)};
     EXPECT_EQ(run().naming("S1").with("DataIntegrityScan", "true").onDevice(drive.device()),
-              answer(1, NOT_COMPLETED + HEALTHY + property("Left out", "None of its file systems is mounted.")));
+              answer(100, NOT_COMPLETED + HEALTHY + property("Left out", "None of its file systems is mounted."),
+                     findings(INCOMPLETE)));
 }
 
 /// With telemetry, a persistent event log, self-tests and effects.
@@ -221,6 +299,7 @@ DriveBytes eventLog() {
 void expectAllLogs(FakeDrive& drive) {
     drive.expect(look(0x02, 512).answers(smartLog()))
         .expect(identify(0x01).answers(manyLogs()))
+        .expect(look(0x06, 564).answers(DriveBytes(564)))
         .expect(hostNamespaces({unusedNamespace(1)}))
         .expect(identify(0x00, 1).answers(identifyNamespace(100)))
         .expect(look(0x01, 64).answers(DriveBytes(64)))
@@ -309,14 +388,16 @@ TEST_F(HealthScan, StoresTheMakersLogsOfItsDrives) {
         .expect(look(0xC0, 512).refuses(NO_SUCH_LOG));
     const std::string damaged =
         "Invalid assert log data. The log of drive S1 (/dev/nvme0) does not begin with its header.";
-    EXPECT_EQ(run().with("StoreLogs", "true").with("DirectoryPath", folder_ / "").on({&drive}),
-              answer(1, NOT_COMPLETED + HEALTHY,
-                     part("Logs", property("Folder", folder_ / "S1") +
-                                      property("LID 0xD2", "Not read",
-                                               "Get Log Page failed on drive S1 (/dev/nvme0): Invalid Log Page (status "
-                                               "code type 0x1, status code 0x09, opcode 0x02).") +
-                                      property("LID 0xD6", "Not read", damaged) + property("Files", "11") +
-                                      property("Not completed", damaged))));
+    EXPECT_EQ(
+        run().with("StoreLogs", "true").with("DirectoryPath", folder_ / "").on({&drive}),
+        answer(100, NOT_COMPLETED + HEALTHY,
+               findings(INCOMPLETE) +
+                   part("Logs", property("Folder", folder_ / "S1") +
+                                    property("LID 0xD2", "Not read",
+                                             "Get Log Page failed on drive S1 (/dev/nvme0): Invalid Log Page (status "
+                                             "code type 0x1, status code 0x09, opcode 0x02).") +
+                                    property("LID 0xD6", "Not read", damaged) + property("Files", "11") +
+                                    property("Not completed", damaged))));
     EXPECT_EQ(namesIn(folder_ / "S1"),
               (std::vector<std::string>{"identify_controller.bin", "log_01_error_information.bin",
                                         "log_02_smart_health_information.bin", "log_03_firmware_slot_information.bin",
@@ -351,12 +432,13 @@ TEST_F(HealthScan, AFolderThatIsNotThereIsToldBeforeTheDriveIsAsked) {
 
 TEST_F(HealthScan, AFolderThatCannotBeMadeIsTold) {
     FakeDrive drive;
-    drive.expect(look(0x02, 512).answers(smartLog()));
-    EXPECT_EQ(run().with("StoreLogs", "true").with("DirectoryPath", "/proc").on({&drive}),
-              answer(1, NOT_COMPLETED + HEALTHY,
-                     part("Logs", property("Not completed",
-                                           "Failed to create directory. &apos;/proc/S1&apos;: No such "
-                                           "file or directory."))));
+    drive.expect(look(0x02, 512).answers(smartLog())).expect(identify(0x01).answers(identifyController()));
+    EXPECT_EQ(
+        run().with("StoreLogs", "true").with("DirectoryPath", "/proc").on({&drive}),
+        answer(100, NOT_COMPLETED + HEALTHY,
+               findings(INCOMPLETE) + part("Logs", property("Not completed",
+                                                            "Failed to create directory. &apos;/proc/S1&apos;: No such "
+                                                            "file or directory."))));
 }
 
 TEST_F(HealthScan, ALogThatIsLongerThanAFileMayBeIsLeftOutAlone) {
@@ -402,12 +484,14 @@ TEST_F(HealthScan, ARoadThatFailsEndsTheLogs) {
     FakeDrive drive;
     drive.expect(look(0x02, 512).answers(smartLog()))
         .expect(identify(0x01).answers(manyLogs()))
+        .expect(look(0x06, 564).answers(DriveBytes(564)))
         .expect(hostNamespaces({}))
         .expect(look(0x01, 64).breaks(gone()));
-    EXPECT_EQ(run().with("StoreLogs", "true").with("DirectoryPath", folder_ / "").on({&drive}),
-              answer(1, NOT_COMPLETED + HEALTHY,
-                     part("Logs", property("Folder", folder_ / "S1") + property("Files", "1") +
-                                      property("Not completed", "The drive /dev/nvme0 is gone."))));
+    EXPECT_EQ(
+        run().with("StoreLogs", "true").with("DirectoryPath", folder_ / "").on({&drive}),
+        answer(100, NOT_COMPLETED + HEALTHY,
+               findings(INCOMPLETE) + part("Logs", property("Folder", folder_ / "S1") + property("Files", "1") +
+                                                       property("Not completed", "The drive /dev/nvme0 is gone."))));
     EXPECT_EQ(namesIn(folder_ / "S1"), std::vector<std::string>{"identify_controller.bin"});
 }
 
