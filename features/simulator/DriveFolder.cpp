@@ -69,26 +69,33 @@ const char* checkHead(const uint8_t* head, size_t size) {
     return nullptr;
 }
 
+/// Reads what follows the head, which is not looked at; false: it is damaged, and `state` is as it was.
+bool readArchive(const uint8_t* data, size_t size, DriveState& state) {
+    DriveState read;
+    ArchiveReader reader(data + HEAD_BYTES, size - HEAD_BYTES);
+    read.fields(reader);
+    if (reader.isDamaged()) return false;
+    state = std::move(read);
+    return true;
+}
+
 /// Null: the state is good.
 const char* parseState(const uint8_t* data, size_t size, DriveState& state) {
     if (const char* fault = checkHead(data, size)) return fault;
     if (le64(data + 16) != size - HEAD_BYTES) return "has a wrong length";
     if (crc32(data + HEAD_BYTES, size - HEAD_BYTES) != le32(data + 12)) return "has a wrong checksum";
-    DriveState read;
-    ArchiveReader reader(data + HEAD_BYTES, size - HEAD_BYTES);
-    read.fields(reader);
-    if (reader.isDamaged()) return "does not hold what its version says";
-    state = std::move(read);
-    return nullptr;
+    return readArchive(data, size, state) ? nullptr : "does not hold what its version says";
 }
 
-}  // namespace
-
-std::vector<uint8_t> DriveFolder::stateBytes(DriveState& state, uint64_t sequence) {
+/// The state file but for its head, which is all zeros.
+std::vector<uint8_t> archiveOf(DriveState& state) {
     ArchiveWriter writer;
     writer.bytes().resize(HEAD_BYTES);
     state.fields(writer);
-    std::vector<uint8_t> bytes = std::move(writer.bytes());
+    return std::move(writer.bytes());
+}
+
+void fillHead(std::vector<uint8_t>& bytes, const DriveState& state, uint64_t sequence) {
     uint8_t* head = bytes.data();
     std::copy_n(MAGIC, MAGIC_BYTES, head);
     putLe32(head + 8, STATE_VERSION);
@@ -98,6 +105,13 @@ std::vector<uint8_t> DriveFolder::stateBytes(DriveState& state, uint64_t sequenc
     const std::string& revision = state.firmware.running;
     std::copy_n(revision.begin(), std::min(revision.size(), FIRMWARE_BYTES), head + OFFSET_FIRMWARE);
     putLe32(head + OFFSET_HEAD_CRC, crc32(head, OFFSET_HEAD_CRC));
+}
+
+}  // namespace
+
+std::vector<uint8_t> DriveFolder::stateBytes(DriveState& state, uint64_t sequence) {
+    std::vector<uint8_t> bytes = archiveOf(state);
+    fillHead(bytes, state, sequence);
     return bytes;
 }
 
@@ -196,11 +210,13 @@ Status DriveFolder::loadState() {
 
 Status DriveFolder::save() {
     OSTREL_TRACE();
-    const uint64_t sequence = savedBytes_.empty() ? 0 : le64(savedBytes_.data() + OFFSET_SEQUENCE);
-    std::vector<uint8_t> bytes = stateBytes(state, sequence + 1);
+    std::vector<uint8_t> bytes = archiveOf(state);
+    // Compared before the checksums are made: most commands change nothing.
     const bool isSame = bytes.size() == savedBytes_.size() &&
                         std::equal(bytes.begin() + HEAD_BYTES, bytes.end(), savedBytes_.begin() + HEAD_BYTES);
     if (isSame) return Status();
+    const uint64_t sequence = savedBytes_.empty() ? 0 : le64(savedBytes_.data() + OFFSET_SEQUENCE);
+    fillHead(bytes, state, sequence + 1);
     const std::string_view text(reinterpret_cast<const char*>(bytes.data()), bytes.size());
     Status status = writeFileAtomically(filePath(FILE_STATE), text);
     if (!status.is(0, 0)) return status;
@@ -233,7 +249,8 @@ void DriveFolder::restore() {
     if (savedBytes_.empty()) {
         state = DriveState();
     } else {
-        (void)parseState(savedBytes_.data(), savedBytes_.size(), state);  // our own bytes: nothing can be wrong
+        // Checked when they were read, or written by this object: nothing can be wrong.
+        (void)readArchive(savedBytes_.data(), savedBytes_.size(), state);
     }
 }
 
