@@ -178,15 +178,28 @@ private:
     transport::LookErrors errors_;
 };
 
-/// A request names what it writes to in "file" alone, and what it reads of in the others.
+bool isHarmlessJob(const std::string& name) {
+    return std::find(std::begin(HARMLESS_JOBS), std::end(HARMLESS_JOBS), name) != std::end(HARMLESS_JOBS);
+}
+
+/// Whether a request could be one that writes, by its text alone. A reference may spell any word.
+bool isSuspicious(const std::string& request) {
+    const auto holds = [&](std::string_view word) { return request.find(word) != std::string::npos; };
+    return holds("&") || holds(attributes::feature::file().getName()) ||
+           std::any_of(std::begin(JOB_NAMES), std::end(JOB_NAMES),
+                       [&](const char* name) { return !isHarmlessJob(name) && holds(name); });
+}
+
+/// A request names what it writes to in "file" alone, and what it reads of in the others. To read one takes a tenth of
+/// the time that it takes in all, so that only suspicious ones are read twice.
 bool isHarmless(const std::string& request) {
+    if (!isSuspicious(request)) return true;
     const auto element = XmlConverter::toXml(request);
     const auto* object = dynamic_cast<const xml::XmlObject*>(element.get());
     if (object == nullptr) return true;
     const std::string name = object->getAttribute(xml::KEY_NAME);
     const bool isJob = std::find(std::begin(JOB_NAMES), std::end(JOB_NAMES), name) != std::end(JOB_NAMES);
-    if (isJob && std::find(std::begin(HARMLESS_JOBS), std::end(HARMLESS_JOBS), name) == std::end(HARMLESS_JOBS))
-        return false;
+    if (isJob && !isHarmlessJob(name)) return false;
     return std::none_of(object->properties.begin(), object->properties.end(), [](const auto& property) {
         return property->getAttribute(xml::KEY_NAME) == attributes::feature::file().getName();
     });
