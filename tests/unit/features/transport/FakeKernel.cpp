@@ -107,11 +107,22 @@ int FakeKernel::open(const std::string& path, int flags) {
     return descriptor;
 }
 
+FakeKernel::Loop FakeKernel::loopOf(const std::string& node) const {
+    if (const auto known = loops.find(node); known != loops.end()) return known->second;
+    const auto opened = devices.find(node);
+    for (const auto& [name, loop] : loops) {
+        const auto device = devices.find(name);
+        if (opened != devices.end() && device != devices.end() && device->second.number == opened->second.number)
+            return loop;
+    }
+    return {0, 0, ENOTTY};  // no loop device
+}
+
 int FakeKernel::ioctl(int descriptor, unsigned long request, void* argument) {
     const std::string node = " " + nodes_.at(descriptor);
     if (request == LOOP_GET_STATUS64) {
         calls.push_back("loop status" + node);
-        const Loop& loop = loops.at(nodes_.at(descriptor));
+        const Loop loop = loopOf(nodes_.at(descriptor));
         static_cast<loop_info64*>(argument)->lo_device = loop.device;
         static_cast<loop_info64*>(argument)->lo_rdevice = loop.rdevice;
         return answered(-loop.error);

@@ -84,6 +84,8 @@ private:
     /// The same with a random name replaced.
     std::string shown(const std::string& path) const;
     int described(const std::string& node, int outcome, struct stat& status) const;
+    /// By the name of the node or, where it is a temporary one, by its device number.
+    Loop loopOf(const std::string& node) const;
     int answerIdentify(const std::string& node, const nvme_passthru_cmd& command);
     int answerNamespace(const std::string& node);
 
