@@ -131,7 +131,14 @@ bool Authentication::choose(const uint8_t* descriptor) {
     return true;
 }
 
-Bytes Authentication::give() {
+Bytes Authentication::give(size_t room) {
+    const State before = state_;
+    Bytes message = nextMessage();
+    if (message.size() > room) state_ = before;
+    return message;
+}
+
+Bytes Authentication::nextMessage() {
     switch (state_) {
         case State::CHALLENGE:
             return challenge();

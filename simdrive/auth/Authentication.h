@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <optional>
 #include <string>
 
@@ -34,8 +35,9 @@ public:
 
     /// False: no message is expected from the host now.
     bool take(const Bytes& message);
-    /// The message for the host; empty: there is none now.
-    Bytes give();
+    /// The message for the host; empty: there is none now. One that is longer than the host's buffer of `room` bytes
+    /// does not count as given: the host may ask for it with more room.
+    Bytes give(size_t room);
 
     bool isSuccessful() const { return state_ == State::SUCCEEDED; }
     /// The host has its AUTH_Failure1, or sent AUTH_Failure2: the connection is to be closed.
@@ -58,6 +60,7 @@ private:
     void takeSuccess(const Bytes& message);
     void fail(uint8_t explanation);
     bool choose(const uint8_t* descriptor);
+    Bytes nextMessage();
     Bytes challenge();
     Bytes success() const;
     Bytes failure() const;

@@ -324,11 +324,11 @@ Reply Target::authenticate(Connection& connection, const Capsule& capsule, std::
         if (authentication.isSuccessful()) admit(connection);
         return isTaken ? Reply() : Reply::refusal(SCT_GENERIC, SC_COMMAND_SEQUENCE);
     }
-    data = authentication.give();
+    data = authentication.give(length);
     if (data.empty()) return Reply::refusal(SCT_GENERIC, SC_COMMAND_SEQUENCE);
+    if (data.size() > length) return Reply::refusal(SCT_GENERIC, SC_DATA_SGL_LENGTH);
     if (authentication.isFailed()) connection.close();
     if (authentication.isSuccessful()) admit(connection);
-    if (data.size() > length) return Reply::refusal(SCT_GENERIC, SC_DATA_SGL_LENGTH);
     data.resize(length);  // the rest is zeros
     return {};
 }

@@ -15,7 +15,8 @@ import unittest
 import zlib
 
 from nvme_tcp_host import C2H_DATA, DISCOVERY_NQN, HOST_NQN, RESPONSE, TRANSPORT, entry
-from nvme_tcp_target import (CONNECT_INVALID, DO_NOT_RETRY, IDENTIFY, IN_DATA, KEEP_ALIVE, NQN, READ, SEQUENCE, TOOL,
+from nvme_tcp_target import (CONNECT_INVALID, DO_NOT_RETRY, IDENTIFY, IN_DATA, KEEP_ALIVE, NQN, READ, SEQUENCE,
+                             SGL_LENGTH, TOOL,
                              TargetTestCase)
 from world import kill_group
 
@@ -318,7 +319,22 @@ class OneWay(AuthenticationTestCase):
         self.assertEqual(host.send(message, length=len(message) + 1), INVALID_FIELD)
         self.assertEqual(host.receive(16385), INVALID_FIELD)
         self.assertEqual(host.send(message), 0)
-        self.assertEqual(host.receive(16), DO_NOT_RETRY | 0x0F, "no room for the challenge")
+
+    def test_a_message_waits_for_a_buffer_that_holds_it(self):
+        for group in (0, 1):
+            with self.subTest(group), self.connected() as queue:
+                host = AuthenticatingHost(queue, groups=(group,))
+                self.assertEqual(host.send(host.negotiation()), 0)
+                self.assertEqual(host.receive(16), SGL_LENGTH, "no room for the challenge")
+                self.assertEqual(host.send(host.negotiation()), SEQUENCE, "the challenge was not given yet")
+                host.take_challenge()
+                self.assertEqual(host.send(host.reply()), 0)
+                self.assertEqual(host.receive(15), SGL_LENGTH)
+                self.assertEqual(queue.command(IDENTIFY, cdw10=1, read=4096), (AUTHENTICATION_REQUIRED, 0, b""))
+                host.finish()
+                self.assertEqual(queue.enable(), (0, 0))
+                queue.socket.close()
+                self.wait_for_controller()
 
     def test_challenges_are_never_the_same(self):
         seen = set()
