@@ -136,12 +136,12 @@ bool BlockUses::isSwap(const std::string& block) const {
     return std::find(swaps_.begin(), swaps_.end(), block) != swaps_.end();
 }
 
-std::vector<const DeviceClaim*> BlockUses::claimsOn(const std::string& deviceFolder) const {
+std::vector<const DeviceClaim*> BlockUses::claimsOn(DeviceClaim::Kind kind, const std::string& deviceFolder) const {
     std::vector<const DeviceClaim*> found;
     const auto line = readLine(deviceFolder + "/dev", errors_);
     const auto number = line ? toDeviceNumber(*line) : std::nullopt;
     for (const DeviceClaim& claim : claims_.all()) {
-        if (number && claim.device == *number) found.push_back(&claim);
+        if (number && claim.kind == kind && claim.device == *number) found.push_back(&claim);
     }
     return found;
 }
@@ -167,7 +167,7 @@ bool BlockUses::holdsSystem(const std::string& block, std::set<std::string>& see
     std::vector<std::string> above = listFolder(folder(block) + "/holders", errors_);
     const std::vector<std::string> partitions = partitionNames(block);
     above.insert(above.end(), partitions.begin(), partitions.end());
-    for (const DeviceClaim* claim : claimsOn(folder(block))) {
+    for (const DeviceClaim* claim : claimsOn(DeviceClaim::Kind::BLOCK, folder(block))) {
         above.insert(above.end(), claim->blocks.begin(), claim->blocks.end());
     }
     return std::any_of(above.begin(), above.end(), [&](const std::string& name) { return holdsSystem(name, seen); });
@@ -188,7 +188,7 @@ void BlockUses::addUses(const std::string& block, std::vector<NamespaceUse>& use
     for (const std::string& holder : listFolder(folder(block) + "/holders", errors_)) {
         uses.push_back({NamespaceUse::Kind::HELD, node, holderText(holder), holdsSystem(holder)});
     }
-    for (const DeviceClaim* claim : claimsOn(folder(block))) {
+    for (const DeviceClaim* claim : claimsOn(DeviceClaim::Kind::BLOCK, folder(block))) {
         uses.push_back({NamespaceUse::Kind::HELD, node, claim->user, holdsSystem(*claim)});
     }
 }
@@ -196,7 +196,7 @@ void BlockUses::addUses(const std::string& block, std::vector<NamespaceUse>& use
 std::vector<NamespaceUse> BlockUses::usesOfController(const std::string& controller) const {
     OSTREL_TRACE();
     std::vector<NamespaceUse> uses;
-    for (const DeviceClaim* claim : claimsOn(paths_.sys + "/class/nvme/" + controller)) {
+    for (const DeviceClaim* claim : claimsOn(DeviceClaim::Kind::CHARACTER, paths_.sys + "/class/nvme/" + controller)) {
         uses.push_back({NamespaceUse::Kind::HELD, "/dev/" + controller, claim->user, false});
     }
     return uses;

@@ -45,7 +45,7 @@ private:
     std::vector<std::string> partitionNames(const std::string& block) const;
     std::vector<const Mount*> mountsOf(const std::string& block) const;
     bool isSwap(const std::string& block) const;
-    std::vector<const DeviceClaim*> claimsOn(const std::string& deviceFolder) const;
+    std::vector<const DeviceClaim*> claimsOn(DeviceClaim::Kind kind, const std::string& deviceFolder) const;
     bool holdsSystem(const std::string& block) const;
     bool holdsSystem(const std::string& block, std::set<std::string>& seen) const;
     bool holdsSystem(const DeviceClaim& claim) const;

@@ -14,7 +14,8 @@ void readBtrfsClaims(const ClaimSearch& search) {
         for (const std::string& block : blocks) {
             const auto line = readLine(devices + "/" + block + "/dev", search.errors);
             const auto number = line ? toDeviceNumber(*line) : std::nullopt;
-            if (number) search.claims.push_back({*number, "the btrfs file system " + fileSystem, blocks});
+            if (!number) continue;
+            search.claims.push_back({DeviceClaim::Kind::BLOCK, *number, "the btrfs file system " + fileSystem, blocks});
         }
     }
 }

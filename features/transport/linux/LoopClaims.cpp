@@ -30,7 +30,7 @@ void readLoopClaims(const ClaimSearch& search) {
         }
         // A file has no device number: then that of its file system.
         const dev_t device = info.lo_rdevice != 0 ? info.lo_rdevice : info.lo_device;
-        search.claims.push_back({device, block + " (" + *backing + ")", {block}});
+        search.claims.push_back({DeviceClaim::Kind::BLOCK, device, block + " (" + *backing + ")", {block}});
     }
 }
 

@@ -32,14 +32,14 @@ std::string targetFolder(const ClaimSearch& search, const char* module, const ch
 /// well: in a container the nodes may be missing.
 void addExport(const ClaimSearch& search, const std::string& path, const std::string& user) {
     bool isFound = false;
-    const auto add = [&](dev_t device) {
-        search.claims.push_back({device, user});
+    const auto add = [&](DeviceClaim::Kind kind, dev_t device) {
+        search.claims.push_back({kind, device, user});
         isFound = true;
     };
     const size_t slash = path.rfind('/');
     if (slash != std::string::npos && path.substr(0, slash) == search.paths.dev) {
         const auto line = readLine(search.paths.sys + "/class/block" + path.substr(slash) + "/dev", search.errors);
-        if (const auto number = line ? toDeviceNumber(*line) : std::nullopt) add(*number);
+        if (const auto number = line ? toDeviceNumber(*line) : std::nullopt) add(DeviceClaim::Kind::BLOCK, *number);
     }
     struct stat status {};
     if (search.paths.kernel->stat(path, status) < 0) {
@@ -47,8 +47,9 @@ void addExport(const ClaimSearch& search, const std::string& path, const std::st
         if (!isFound) search.errors.add(path, error, user + " uses it, and it cannot be looked up");
         return;
     }
-    const bool isDevice = S_ISBLK(status.st_mode) || S_ISCHR(status.st_mode);
-    add(isDevice ? status.st_rdev : status.st_dev);  // a file is on the device of its file system
+    if (S_ISCHR(status.st_mode)) return add(DeviceClaim::Kind::CHARACTER, status.st_rdev);
+    // A file is on the device of its file system.
+    add(DeviceClaim::Kind::BLOCK, S_ISBLK(status.st_mode) ? status.st_rdev : status.st_dev);
 }
 
 bool isEnabled(const ClaimSearch& search, const std::string& folder) {

@@ -338,6 +338,18 @@ TEST_F(BlockUsesTest, AnExportedControllerIsAUse) {
     EXPECT_EQ(texts, Texts{"HELD /dev/nvme0 the exports of the kernel's NVMe target (q)"});
 }
 
+TEST_F(BlockUsesTest, ANumberIsOfABlockOrOfACharacterDevice) {
+    machine_.file("/sys/class/nvme/nvme0/dev", "259:0\n");
+    machine_.kernel->devices["/dev/nvme0"] = {S_IFCHR, makedev(259, 0)};
+    machine_.file("/sys/kernel/config/nvmet/subsystems/q/passthru/enable", "1\n");
+    machine_.file("/sys/kernel/config/nvmet/subsystems/q/passthru/device_path", machine_.path("/dev/nvme0") + "\n");
+    EXPECT_EQ(uses("nvme0n1"), (Texts{"PARTITION /dev/nvme0n1p1", "PARTITION /dev/nvme0n1p2"}))
+        << "the controller has the disk's number";
+    machine_.file("/sys/kernel/config/nvmet/subsystems/q/passthru/device_path", machine_.path("/dev/nvme0n1") + "\n");
+    EXPECT_EQ(uses("nvme0n1").front(), "HELD /dev/nvme0n1 the exports of the kernel's NVMe target (q)");
+    EXPECT_TRUE(BlockUses(machine_.paths()).usesOfController("nvme0").empty()) << "the disk has the controller's";
+}
+
 TEST_F(BlockUsesTest, WithoutTheTableOfMountsNothingIsKnown) {
     EXPECT_EQ(BlockUses(machine_.paths()).errors().text(), "");
     std::filesystem::remove(machine_.path("/proc/self/mountinfo"));
