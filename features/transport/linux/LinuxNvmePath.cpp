@@ -19,6 +19,7 @@
 #include "features/nvme/Opcodes.h"
 #include "features/transport/DriveLock.h"
 #include "features/transport/SelectedDrive.h"
+#include "features/transport/linux/BlockOpener.h"
 #include "features/transport/linux/BlockUses.h"
 #include "features/transport/linux/IdentifiedNamespaces.h"
 #include "features/transport/linux/Sysfs.h"
@@ -371,16 +372,19 @@ void LinuxNvmePath::sendHost(const HostCommand& command, CommandResult& result) 
 /// disks in use are left alone; one that cannot be read again stays as it is known, as it would without this.
 void LinuxNvmePath::rescanPartitions() const {
     OSTREL_TRACE();
-    const BlockUses uses(paths_);
+    const BlockUses uses(paths_, UseCheck::DESTROY);
     if (!uses.errors().isEmpty()) return;
-    LookErrors errors;  // a disk that is not found is left alone
+    LookErrors errors;  // a disk that is not found or opened is left alone
+    const BlockOpener opener(paths_, BlockOpener::MissingNode::REPLACE);
     for (const NamespaceNode& part : topology_->namespacesOf(controller_, errors)) {
         if (part.block.empty()) continue;
         const std::vector<NamespaceUse> ofPart = uses.usesOf(part.block);
         if (!uses.errors().isEmpty()) return;
         const bool isUsed =
             std::any_of(ofPart.begin(), ofPart.end(), [](const NamespaceUse& use) { return !use.isContentAlone(); });
-        const FileDescriptor node(isUsed ? -1 : paths_.kernel->open(paths_.dev + "/" + part.block, O_RDONLY));
+        if (isUsed) continue;
+        int error = 0;
+        const FileDescriptor node = opener.open(part.block, O_RDONLY, error, errors);
         if (node.isOpen()) (void)paths_.kernel->ioctl(node.get(), BLKRRPART, nullptr);  // see above
     }
 }

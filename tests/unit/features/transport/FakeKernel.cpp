@@ -119,7 +119,7 @@ FakeKernel::Loop FakeKernel::loopOf(const std::string& node) const {
 }
 
 int FakeKernel::ioctl(int descriptor, unsigned long request, void* argument) {
-    const std::string node = " " + nodes_.at(descriptor);
+    const std::string node = " " + shown(nodes_.at(descriptor));
     if (request == LOOP_GET_STATUS64) {
         calls.push_back("loop status" + node);
         const Loop loop = loopOf(nodes_.at(descriptor));

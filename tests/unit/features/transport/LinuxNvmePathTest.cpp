@@ -434,6 +434,15 @@ TEST_F(LinuxNvmePathTest, ARescanReadsPartitionTablesOfUnusedDisks) {
     EXPECT_EQ(count("open /dev/nvme0n3"), 0) << "opened exclusively";
 }
 
+TEST_F(LinuxNvmePathTest, ARescanReadsTheTableOfTheDiskAndNotOfANodeWithItsName) {
+    kernel_.devices["/dev/nvme0n1"] = {S_IFBLK, makedev(8, 16)};
+    EXPECT_EQ(text(ask(HostRequest::RESCAN).status), SUCCESS);
+    EXPECT_EQ(std::count(kernel_.calls.begin(), kernel_.calls.end(), "open /dev/nvme0n1"), 0);
+    const Calls last(kernel_.calls.end() - 4, kernel_.calls.end());
+    EXPECT_EQ(last, (Calls{"mknod /dev/TEMPORARY", "open /dev/TEMPORARY", "unlink /dev/TEMPORARY",
+                           "read partitions /dev/TEMPORARY"}));
+}
+
 TEST_F(LinuxNvmePathTest, ARescanThatFailsReadsNoPartitionTable) {
     kernel_.onRequest = [](unsigned long) { return -EPERM; };
     EXPECT_EQ(text(ask(HostRequest::RESCAN).status),
