@@ -1,6 +1,7 @@
 #include "features/simulator/Controller.h"
 
 #include <cerrno>
+#include <exception>
 
 #include "features/nvme/StatusCodes.h"
 #include "features/simulator/CommandTable.h"
@@ -21,15 +22,24 @@ Controller::Controller(std::string folder, const Clock& clock)
 
 Controller::~Controller() {
     if (work_.isZero()) return;
-    if (!folder_.begin().is(0, 0)) return;  // the drive was removed: nobody misses the counters
-    folder_.state.health.work += work_;
-    (void)folder_.commit();  // as after a sudden loss of power, the last second's counters are lost
+    try {
+        if (!folder_.begin().is(0, 0)) return;  // the drive was removed: nobody misses the counters
+        folder_.state.health.work += work_;
+        (void)folder_.commit();  // as after a sudden loss of power, the last second's counters are lost
+    } catch (const std::exception&) {
+        // No memory for it: they are lost the same way.
+    }
 }
 
-Status Controller::begin() {
+Status Controller::begin(const Check& check) {
     OSTREL_TRACE();
     Status status = folder_.begin();
     if (!status.is(0, 0)) return status;
+    if (check) status = check(folder_.description());
+    if (!status.is(0, 0)) {
+        folder_.rollBack();
+        return status;
+    }
     // Somebody made the drive by writing its description.
     if (folder_.isNew()) folder_.state = newState(folder_.description(), nowMs());
     if (folder_.state.model == static_cast<uint8_t>(folder_.description().model)) return status;
@@ -84,9 +94,10 @@ Status Controller::finish(CommandContext& context) {
     return status;
 }
 
-Status Controller::execute(const SubmissionEntry& command, std::vector<uint8_t>& data, CompletionEntry& completion) {
+Status Controller::execute(const SubmissionEntry& command, std::vector<uint8_t>& data, CompletionEntry& completion,
+                           const Check& check) {
     OSTREL_TRACE();
-    Status status = begin();
+    Status status = begin(check);
     if (!status.is(0, 0)) return status;
     CommandContext context = contextOf(command, data);
     completion = CompletionEntry();
@@ -115,9 +126,9 @@ Status Controller::execute(const SubmissionEntry& command, std::vector<uint8_t>&
     return finish(context);
 }
 
-Status Controller::reset(ResetKind kind) {
+Status Controller::reset(ResetKind kind, const Check& check) {
     OSTREL_TRACE();
-    Status status = begin();
+    Status status = begin(check);
     if (!status.is(0, 0)) return status;
     if (folder_.description().faults.isGone) {
         folder_.rollBack();

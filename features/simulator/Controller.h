@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <string>
 #include <vector>
@@ -31,13 +32,17 @@ public:
     Controller(const Controller&) = delete;
     Controller& operator=(const Controller&) = delete;
 
+    /// Whether the drive is the one that was meant, by its description; a failure ends the transaction, and nothing was
+    /// done.
+    using Check = std::function<ostrel::core::Status(const Description& description)>;
+
     /// Carries out a command. `data` goes to the controller with a command that writes; one that reads puts there what
     /// it read, as many bytes as its dwords ask for.
     ostrel::core::Status execute(const SubmissionEntry& command, std::vector<uint8_t>& data,
-                                 CompletionEntry& completion);
+                                 CompletionEntry& completion, const Check& check = nullptr);
     /// A reset: what was not saved is forgotten, firmware that waits for it is activated. 1/19 (ENODEV): the drive is
     /// gone.
-    ostrel::core::Status reset(ResetKind kind);
+    ostrel::core::Status reset(ResetKind kind, const Check& check = nullptr);
 
     /// An event for an Asynchronous Event Request that was held: to be asked now and then while there is one. Empty:
     /// nothing happened.
@@ -51,7 +56,7 @@ public:
     ostrel::core::Status describe(Description& description);
 
 private:
-    ostrel::core::Status begin();
+    ostrel::core::Status begin(const Check& check = nullptr);
     uint64_t nowMs() const { return folder_.description().clockMs.value_or(clock_.nowMs()); }
     /// What lies before every command; a failure ends the transaction.
     ostrel::core::Status catchUp(CommandContext& context);

@@ -125,6 +125,9 @@ std::string DriveFolder::mediaPath(uint32_t nsid, uint32_t generation) const {
 
 Status DriveFolder::begin() {
     OSTREL_TRACE();
+    // An exception ended the last transaction: what it changed must not be saved with this one, and its lock would not
+    // be granted twice.
+    if (lock_.isOpen()) rollBack();
     Status status = lock();
     if (status.is(0, 0)) status = loadDescription();
     if (status.is(0, 0)) status = loadState();

@@ -107,8 +107,8 @@ Status SimulatedNvmePath::sendNvme(const NvmeCommand& command, const Payload& pa
     CompletionEntry completion;
     {
         const std::lock_guard<std::mutex> lock(drive_->mutex);
-        Status status = command.changesDrive() ? checkIdentity() : Status();
-        if (status.is(0, 0)) status = drive_->controller.execute(toEntry(command), data, completion);
+        const auto check = command.changesDrive() ? identityCheck() : simulator::Controller::Check();
+        const Status status = drive_->controller.execute(toEntry(command), data, completion, check);
         if (!status.is(0, 0)) return status;
     }
     if (completion.delivery == Delivery::GONE) {
@@ -131,21 +131,14 @@ Status SimulatedNvmePath::sendNvme(const NvmeCommand& command, const Payload& pa
     return Status();
 }
 
-Status SimulatedNvmePath::checkIdentity() {
+simulator::Controller::Check SimulatedNvmePath::identityCheck() const {
     OSTREL_TRACE();
-    const auto& selected = drive_->selected;
-    if (!selected) return unknownIdentity(folder_);
-    simulator::Description description;
-    const Status status = drive_->controller.describe(description);
-    if (!status.is(0, 0)) return status;
-    const nvme::ControllerIdentity found = identityOf(description);
-    return selected->isThatOf(found) ? Status() : anotherDrive(folder_, selected->text(), found.text());
-}
-
-Status SimulatedNvmePath::resetController(simulator::ResetKind kind) {
-    OSTREL_TRACE();
-    const Status status = checkIdentity();
-    return status.is(0, 0) ? drive_->controller.reset(kind) : status;
+    return [this](const simulator::Description& description) {
+        const auto& selected = drive_->selected;
+        if (!selected) return unknownIdentity(folder_);
+        const nvme::ControllerIdentity found = identityOf(description);
+        return selected->isThatOf(found) ? Status() : anotherDrive(folder_, selected->text(), found.text());
+    };
 }
 
 Status SimulatedNvmePath::sendHost(const HostCommand& command, CommandResult& result) {
@@ -160,9 +153,9 @@ Status SimulatedNvmePath::sendHost(const HostCommand& command, CommandResult& re
             return status;
         }
         case HostRequest::RESET_CONTROLLER:
-            return resetController(simulator::ResetKind::CONTROLLER);
+            return drive_->controller.reset(simulator::ResetKind::CONTROLLER, identityCheck());
         case HostRequest::RESET_SUBSYSTEM:
-            return resetController(simulator::ResetKind::SUBSYSTEM);
+            return drive_->controller.reset(simulator::ResetKind::SUBSYSTEM, identityCheck());
         case HostRequest::RESCAN:
             return Status();
         case HostRequest::LOCK_DRIVE:

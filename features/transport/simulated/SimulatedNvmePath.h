@@ -47,9 +47,8 @@ private:
 
     ostrel::core::Status sendNvme(const nvme::NvmeCommand& command, const ostrel::core::Payload& payload,
                                   ostrel::core::CommandResult& result);
-    /// Of the drive in the folder. The caller holds the drive's mutex.
-    ostrel::core::Status checkIdentity();
-    ostrel::core::Status resetController(simulator::ResetKind kind);
+    /// Of the drive in the folder, in the transaction that is to change it. The caller holds the drive's mutex.
+    simulator::Controller::Check identityCheck() const;
     ostrel::core::Status sendHost(const HostCommand& command, ostrel::core::CommandResult& result);
 
     std::string folder_;

@@ -1,16 +1,18 @@
 #include "tests/support/allocations/Allocations.h"
 
 #include <atomic>
+#include <cstdint>
 #include <cstdlib>
 #include <new>
 
 namespace {
 
 std::atomic<std::size_t> bytes{0};
-std::atomic<bool> failing{false};
+std::atomic<std::size_t> left{SIZE_MAX};  // until they fail
 
 void* allocate(std::size_t size) noexcept {
-    if (failing) return nullptr;
+    if (left == 0) return nullptr;
+    if (left != SIZE_MAX) --left;
     bytes += size;
     return std::malloc(size != 0 ? size : 1);
 }
@@ -30,7 +32,11 @@ std::size_t allocatedBytes() {
 }
 
 void failAllocations(bool fail) {
-    failing = fail;
+    left = fail ? 0 : SIZE_MAX;
+}
+
+void failAllocationsAfter(std::size_t count) {
+    left = count;
 }
 
 }  // namespace test

@@ -11,4 +11,7 @@ std::size_t allocatedBytes();
 /// From now on every operator new throws std::bad_alloc (or gives null where it must not throw), until false.
 void failAllocations(bool fail);
 
+/// The same after `count` more that succeed.
+void failAllocationsAfter(std::size_t count);
+
 }  // namespace test
