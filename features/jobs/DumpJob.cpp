@@ -19,16 +19,16 @@ namespace {
 /// come: a log without data, and one that is longer than the memory lets an answer be.
 class HexSink : public LogSink {
 public:
-    HexSink(std::string driveName, uint64_t earlierBytes, const EmptyLog& empty)
-        : driveName_(std::move(driveName)), earlierBytes_(earlierBytes), empty_(empty) {}
+    HexSink(NamedLog log, uint64_t earlierBytes, const EmptyLog& empty)
+        : log_(std::move(log)), earlierBytes_(earlierBytes), empty_(empty) {}
 
     Status begin(uint64_t bytes) override {
         hasBegun_ = true;
         bytes_ = 0;
         digits_.clear();
         if (bytes <= empty_.bytes)
-            return withDetails(empty_.status(), "The log of drive " + driveName_ + " has a header and no data.");
-        const Status status = checkPayload(driveName_, bytes, earlierBytes_);
+            return withDetails(empty_.status(), "The log of drive " + log_.driveName + " has a header and no data.");
+        const Status status = checkPayload(log_, bytes, earlierBytes_);
         if (!status.is(0, 0)) return status;
         digits_.reserve(bytes * 2);
         return Status();
@@ -49,7 +49,7 @@ public:
     }
 
 private:
-    const std::string driveName_;
+    const NamedLog log_;
     const uint64_t earlierBytes_;  ///< of the other drives, in the same answer
     const EmptyLog& empty_;
     std::string digits_;
@@ -74,7 +74,7 @@ Status DumpJob::runMethod(const std::shared_ptr<xml::XmlObject>& output) {
     uint64_t bytes = 0;
     for (std::size_t i = 0; i < devices.size(); ++i) {
         nvme::Drive drive(*devices[i]);
-        HexSink log(drive.name(), bytes, empty_);
+        HexSink log(NamedLog(drive, logId(arguments())), bytes, empty_);
         status = dumpDrive(drive, arguments(), log);
         if (!status.is(0, 0) && isOneDriveNamed()) return status;
         if (status.is(0, 0) && !log.hasBegun()) continue;

@@ -30,6 +30,8 @@ protected:
     DumpJob(std::string name, std::string logName, const EmptyLog& empty)
         : FeatureJob(std::move(name), std::move(logName)), empty_(empty) {}
 
+    /// The log page that is dumped.
+    virtual uint8_t logId(const Arguments& arguments) const = 0;
     virtual ostrel::core::Status dumpDrive(nvme::Drive& drive, const Arguments& arguments, LogSink& log) = 0;
 
 private:

@@ -4,6 +4,8 @@
 #include <cerrno>
 
 #include "features/jobs/AvailableMemory.h"
+#include "features/nvme/Opcodes.h"
+#include "ostrel/core/AttributeVocabulary.h"
 #include "ostrel/core/ScopeTrace.h"
 
 namespace features::jobs {
@@ -12,7 +14,9 @@ using namespace ostrel::core;
 
 namespace {
 
-constexpr const char* ALTERNATIVE = " 'dump -nvmelog' with a destination writes a log page to a file piece by piece.";
+std::string alternative(const NamedLog& log) {
+    return " '" + log.copyCommand() + "' writes it to a file piece by piece.";
+}
 
 std::string lengthText(const std::string& driveName, uint64_t bytes) {
     return "The log of drive " + driveName + " has " + std::to_string(bytes) + " bytes";
@@ -29,25 +33,35 @@ uint64_t decodableBytes() {
     return std::min(availableMemoryBytes() / DECODED_COST, MAX_DECODED_BYTES);
 }
 
-Status checkDecoding(const std::string& driveName, uint64_t bytes) {
+NamedLog::NamedLog(const nvme::Drive& drive, uint8_t logId)
+    : NamedLog(drive.name(), drive.device().getAttribute(attributes::device::devicePath()).getText(), logId) {}
+
+std::string NamedLog::copyCommand() const {
+    OSTREL_TRACE();
+    const std::string command = "dump -destination FILE -velkossd " + devicePath + " -nvmelog " + std::to_string(lid);
+    // Without a reporting context there is no page to be read; this field establishes one.
+    return lid == nvme::LID_PERSISTENT_EVENT ? command + " LogSpecificField=1" : command;
+}
+
+Status checkDecoding(const NamedLog& log, uint64_t bytes) {
     OSTREL_TRACE();
     const uint64_t fits = decodableBytes();
     if (bytes <= fits) return Status();
     if (bytes > MAX_DECODED_BYTES) {
-        return tooLong(lengthText(driveName, bytes) + ", and at most " + std::to_string(MAX_DECODED_BYTES) +
-                       " are decoded." + ALTERNATIVE);
+        return tooLong(lengthText(log.driveName, bytes) + ", and at most " + std::to_string(MAX_DECODED_BYTES) +
+                       " are decoded." + alternative(log));
     }
-    return tooLong(lengthText(driveName, bytes) + ", and this host has the memory to decode " + std::to_string(fits) +
-                   "." + ALTERNATIVE);
+    return tooLong(lengthText(log.driveName, bytes) + ", and this host has the memory to decode " +
+                   std::to_string(fits) + "." + alternative(log));
 }
 
-Status checkPayload(const std::string& driveName, uint64_t bytes, uint64_t earlierBytes) {
+Status checkPayload(const NamedLog& log, uint64_t bytes, uint64_t earlierBytes) {
     OSTREL_TRACE();
     const uint64_t fits = availableMemoryBytes() / PAYLOAD_COST;
     const uint64_t left = fits - std::min(fits, earlierBytes);
     if (bytes <= left) return Status();
-    return tooLong(lengthText(driveName, bytes) + ", and this host has the memory to hand over " +
-                   std::to_string(left) + "." + ALTERNATIVE);
+    return tooLong(lengthText(log.driveName, bytes) + ", and this host has the memory to hand over " +
+                   std::to_string(left) + "." + alternative(log));
 }
 
 bool isTooLong(const Status& status) {

@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <string>
 
+#include "features/nvme/Drive.h"
 #include "ostrel/core/Status.h"
 
 /// What a length may cost that a drive claims: docs/files.md has these numbers for users.
@@ -26,10 +27,24 @@ inline constexpr uint64_t MAX_LOG_BYTES = uint64_t{32} * 1024 * 1024 * 1024;
 
 /// How many bytes may be decoded now: by MAX_DECODED_BYTES and by the memory.
 uint64_t decodableBytes();
+/// A log page, for the words of a refusal.
+struct NamedLog {
+    NamedLog(const nvme::Drive& drive, uint8_t logId);
+    NamedLog(std::string name, std::string path, uint8_t logId)
+        : driveName(std::move(name)), devicePath(std::move(path)), lid(logId) {}
+
+    /// The command that writes it to a file, as it is typed.
+    std::string copyCommand() const;
+
+    std::string driveName;
+    std::string devicePath;
+    uint8_t lid;
+};
+
 /// Whether `bytes` bytes may be decoded.
-ostrel::core::Status checkDecoding(const std::string& driveName, uint64_t bytes);
+ostrel::core::Status checkDecoding(const NamedLog& log, uint64_t bytes);
 /// Whether so many more may travel in an answer that has `earlierBytes` of other drives already.
-ostrel::core::Status checkPayload(const std::string& driveName, uint64_t bytes, uint64_t earlierBytes);
+ostrel::core::Status checkPayload(const NamedLog& log, uint64_t bytes, uint64_t earlierBytes);
 /// Whether this status says that a log is too long.
 bool isTooLong(const ostrel::core::Status& status);
 /// Whether a log can be as long as its head says.

@@ -99,6 +99,26 @@ Status controllerOf(DriveFacts& facts, const nvme::ControllerCapabilities*& cont
     return facts.failure().is(0, 0) ? statuses::deviceDataRetrievalFailed() : facts.failure();
 }
 
+constexpr size_t ANA_HEAD_BYTES = 16;
+constexpr size_t ANA_NUMBER_OF_GROUPS = 8;
+constexpr size_t ANA_GROUP_BYTES = 32;
+constexpr size_t ANA_NUMBER_OF_NAMESPACES = 4;
+
+/// Each group says how many namespaces follow it (NVMe Base Specification 2.0, section 5.16.1.13). `length`: what the
+/// log can have at most; a group that goes beyond is damaged, and the bound is what is left.
+Status walkAnaGroups(nvme::Drive& drive, nvme::LogPageRequest page, unsigned groups, uint64_t& length) {
+    page.offset = ANA_HEAD_BYTES;
+    for (unsigned i = 0; i < groups; ++i) {
+        Payload group;
+        const Status status = drive.readLogPage(page, ANA_GROUP_BYTES, group);
+        if (!status.is(0, 0)) return status;
+        page.offset += ANA_GROUP_BYTES + uint64_t{4} * nvme::le32(group.getData() + ANA_NUMBER_OF_NAMESPACES);
+        if (page.offset > length) return status;
+    }
+    length = page.offset;
+    return Status();
+}
+
 /// How long a page is from its beginning.
 class PageLength {
 public:
@@ -109,8 +129,8 @@ public:
     /// How many bytes of the page it takes to know its length; 0: none.
     size_t headBytes() const { return isInHead() ? row_->lengthBytes : 0; }
 
-    /// `head`: headBytes() bytes.
-    Status of(const uint8_t* head, uint64_t& length) const {
+    /// `head`: headBytes() bytes. `page`: how the page is read.
+    Status of(const nvme::LogPageRequest& page, const uint8_t* head, uint64_t& length) const {
         length = row_ == nullptr ? UNKNOWN_PAGE_BYTES : row_->lengthBytes;
         if (!isInHead()) return Status();
         if (ofLongPage_ != nullptr) {
@@ -119,8 +139,10 @@ public:
         }
         const nvme::ControllerCapabilities* controller = nullptr;
         const Status status = controllerOf(facts_, controller);
-        if (status.is(0, 0)) length = row_->wholeLength(*controller, head);
-        return status;
+        if (!status.is(0, 0)) return status;
+        length = row_->wholeLength(*controller, head);
+        const bool isWalked = row_->lid == nvme::LID_ANA && controller->supportsExtendedLogData();
+        return isWalked ? walkAnaGroups(facts_.drive(), page, nvme::le16(head + ANA_NUMBER_OF_GROUPS), length) : status;
     }
 
     /// Reads the head for it, where it takes one: then the page's action is done.
@@ -131,7 +153,7 @@ public:
             if (!status.is(0, 0)) return status;
             page.lsp = page.lspOfFurtherPieces;
         }
-        return of(head.getData(), length);
+        return of(page, head.getData(), length);
     }
 
 private:
@@ -188,10 +210,11 @@ private:
 };
 
 /// Where the page ends that begins with the head that was copied; at `end` where that was no beginning.
-Status findNewEnd(const nvme::Drive& drive, const PageLength& pageLength, const uint8_t* head, uint64_t& end) {
+Status findNewEnd(const nvme::Drive& drive, const PageLength& pageLength, const nvme::LogPageRequest& page,
+                  const uint8_t* head, uint64_t& end) {
     if (head == nullptr) return Status();
     uint64_t length = 0;
-    Status status = pageLength.of(head, length);
+    Status status = pageLength.of(page, head, length);
     if (status.is(0, 0)) status = checkLogLength(drive.name(), length);
     if (status.is(0, 0)) end = std::max(end, length);
     return status;
@@ -236,7 +259,7 @@ Status readLogPage(DriveFacts& facts, const NvmeLogRequest& request, uint8_t lid
     nvme::LogPageRequest page;
     uint64_t end = 0;
     Status status = preparePage(facts, request, lid, PageLength(facts, lid, false), page, end);
-    if (status.is(0, 0)) status = checkDecoding(facts.drive().name(), end - page.offset);
+    if (status.is(0, 0)) status = checkDecoding(NamedLog(facts.drive(), lid), end - page.offset);
     return status.is(0, 0) ? facts.drive().readLogPage(page, end - page.offset, data) : status;
 }
 
@@ -257,7 +280,7 @@ Status copyLogPage(DriveFacts& facts, const NvmeLogRequest& request, uint8_t lid
     if (status.is(0, 0)) status = copyLog(drive, page, end, keeper);
     if (!status.is(0, 0) || isPart) return status;
     page.offset = end;
-    status = findNewEnd(drive, pageLength, keeper.head(), end);
+    status = findNewEnd(drive, pageLength, page, keeper.head(), end);
     return status.is(0, 0) ? copyLog(drive, page, end, log) : status;
 }
 

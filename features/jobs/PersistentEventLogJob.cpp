@@ -2,6 +2,7 @@
 
 #include "features/jobs/LongLogs.h"
 #include "features/jobs/StatusDetails.h"
+#include "features/nvme/Opcodes.h"
 #include "features/parsers/PersistentEventLog.h"
 #include "ostrel/core/AttributeVocabulary.h"
 #include "ostrel/core/ScopeTrace.h"
@@ -41,6 +42,10 @@ Status PersistentEventLogJob::checkRequest(const Arguments& arguments) {
     if (action == NEW_CONTEXT || action == READ || action == RELEASE) return Status();
     return withDetails(statuses::invalidPersistentEventLogAction(),
                        "'" + action + "' is none of " + NEW_CONTEXT + ", " + READ + " and " + RELEASE + ".");
+}
+
+uint8_t PersistentEventLogJob::logId(const Arguments&) const {
+    return nvme::LID_PERSISTENT_EVENT;
 }
 
 Status PersistentEventLogJob::dumpDrive(nvme::Drive& drive, const Arguments& arguments, LogSink& log) {

@@ -4,6 +4,7 @@
 #include "features/jobs/LogLimits.h"
 #include "features/jobs/LongLogs.h"
 #include "features/jobs/StatusDetails.h"
+#include "features/nvme/Opcodes.h"
 #include "features/parsers/PersistentEventLog.h"
 #include "ostrel/core/AttributeVocabulary.h"
 #include "ostrel/core/ScopeTrace.h"
@@ -19,9 +20,9 @@ namespace {
 /// A log that is to be decoded.
 class StringSink : public LogSink {
 public:
-    StringSink(std::string driveName, std::string& bytes) : driveName_(std::move(driveName)), bytes_(bytes) {}
+    StringSink(const nvme::Drive& drive, std::string& bytes) : log_(drive, nvme::LID_PERSISTENT_EVENT), bytes_(bytes) {}
     Status begin(uint64_t bytes) override {
-        const Status status = checkDecoding(driveName_, bytes);
+        const Status status = checkDecoding(log_, bytes);
         if (!status.is(0, 0)) return status;
         bytes_.clear();
         bytes_.reserve(bytes);
@@ -33,7 +34,7 @@ public:
     }
 
 private:
-    const std::string driveName_;
+    const NamedLog log_;
     std::string& bytes_;
 };
 
@@ -79,7 +80,7 @@ Status PersistentEventLogParseJob::runMethod(const std::shared_ptr<xml::XmlObjec
 Status PersistentEventLogParseJob::actOnDrive(nvme::Drive& drive, const Arguments&, DriveOutput& out) {
     OSTREL_TRACE();
     std::string bytes;
-    StringSink sink(drive.name(), bytes);
+    StringSink sink(drive, bytes);
     Status status = readPersistentEventLog(drive, EventLogContext::PASSING, sink);
     if (!status.is(0, 0)) return status;
     std::unique_ptr<DriveOutput> log;

@@ -1,6 +1,7 @@
 #include "features/jobs/TelemetryLogJob.h"
 
 #include "features/jobs/LongLogs.h"
+#include "features/nvme/Opcodes.h"
 #include "features/parsers/TelemetryHeader.h"
 #include "ostrel/core/AttributeVocabulary.h"
 #include "ostrel/core/ScopeTrace.h"
@@ -50,6 +51,13 @@ Status TelemetryLogJob::checkRequest(const Arguments& arguments) {
     OSTREL_TRACE();
     TelemetryRequest request;
     return readRequest(arguments, request);
+}
+
+uint8_t TelemetryLogJob::logId(const Arguments& arguments) const {
+    OSTREL_TRACE();
+    TelemetryRequest request;
+    (void)readRequest(arguments, request);  // checkRequest() had no objection
+    return request.hostInitiated ? nvme::LID_TELEMETRY_HOST : nvme::LID_TELEMETRY_CONTROLLER;
 }
 
 Status TelemetryLogJob::dumpDrive(nvme::Drive& drive, const Arguments& arguments, LogSink& log) {

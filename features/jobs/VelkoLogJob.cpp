@@ -74,6 +74,11 @@ std::unique_ptr<Job> VelkoLogJob::clone() const {
     return copy;
 }
 
+uint8_t VelkoLogJob::logId(const Arguments&) const {
+    OSTREL_TRACE();
+    return rowOf(getName()).lid;
+}
+
 Status VelkoLogJob::dumpDrive(nvme::Drive& drive, const Arguments&, LogSink& log) {
     OSTREL_TRACE();
     return readLog(rowOf(getName()).lid, drive, log);

@@ -19,6 +19,7 @@ public:
     static ostrel::core::Status readLog(uint8_t lid, nvme::Drive& drive, LogSink& log);
 
 protected:
+    uint8_t logId(const Arguments& arguments) const override;
     ostrel::core::Status dumpDrive(nvme::Drive& drive, const Arguments& arguments, LogSink& log) override;
 
 private:

@@ -177,7 +177,8 @@ class LongLogs(DriveLogsTestCase):
         limit = "ulimit -v 32768; "
         script = ('for i in $(seq 150); do "$0" dump -destination /dev/null -velkossd 0 -telemetrylog || exit 98; done '
                   '>/dev/null; ' + limit + '"$0" show -velkossd 0 -persistenteventlog; status=$?; '
-                  '"$0" dump -destination events -velkossd 0 -nvmelog 13 LogSpecificField=1 >&2 || exit 99; exit $status')
+                  f'"$0" dump -destination events -velkossd {DRIVES}/a/dev/a -nvmelog 13 LogSpecificField=1 >&2 || exit 99; '
+                  'exit $status')
         if self.world.run("-c", limit + '"$0" show -velkossd', TOOL, tool="/bin/sh").status != 0:
             self.skipTest("built with a sanitizer, which reserves more address space than that")
         run = self.world.run("-c", script, TOOL, tool="/bin/sh")
@@ -185,8 +186,8 @@ class LongLogs(DriveLogsTestCase):
         self.assertEqual(run.status, 27, run)
         self.assertRegex(run.stdout, r"^\n- Persistent Event Log Status S1 -\n\nStatus : The log of drive S1 "
                                      rf"\({DRIVES}/a/dev/a\) has {len(log)} bytes, and this host has the memory to "
-                                     r"decode \d+\. 'dump -nvmelog' with a destination writes a log page to a file piece "
-                                     r"by piece\.\n\n$")
+                                     rf"decode \d+\. 'dump -destination FILE -velkossd {DRIVES}/a/dev/a -nvmelog 13 "
+                                     r"LogSpecificField=1' writes it to a file piece by piece\.\n\n$")
         self.assertEqual(run.stderr, f"\n- NVMe Log S1 -\n\nStatus : Wrote {len(log)} bytes of log page 0x0D (Persistent "
                                      "Event Log) to events.\n\n")
         self.assertEqual([file.name for file in self.world.cwd.iterdir()], ["events"])

@@ -32,6 +32,7 @@ protected:
     Status checkRequest(const Arguments& arguments) override {
         return arguments.has("DataArea") ? statuses::invalidProperty() : Status();
     }
+    uint8_t logId(const Arguments&) const override { return 0xD5; }
     Status dumpDrive(nvme::Drive& drive, const Arguments&, LogSink& log) override {
         if (drive.serialNumber() == "S3") return Status();
         const uint8_t bytes[] = {0x00, 0x1F, 0xFF};
@@ -96,6 +97,7 @@ public:
     std::unique_ptr<Job> clone() const override { return nullptr; }
 
 protected:
+    uint8_t logId(const Arguments&) const override { return 7; }
     Status dumpDrive(nvme::Drive&, const Arguments&, LogSink& log) override {
         const Status status = log.begin(uint64_t{64} << 20);
         return status.is(0, 0) ? statuses::invalidProperty() : status;
@@ -116,7 +118,8 @@ TEST(DumpJob, ALogThatTheAddressSpaceCannotHoldIsRefusedBeforeItIsRead) {
         return answer.find(
                    "1/27 The log of drive S1 (/dev/nvme0) has 67108864 bytes, and this host has the memory to "
                    "hand over ") == 0 &&
-               answer.find(". 'dump -nvmelog' with a destination writes a log page to a file piece by piece.") !=
+               answer.find(
+                   ". 'dump -destination FILE -velkossd /dev/nvme0 -nvmelog 7' writes it to a file piece by piece.") !=
                    std::string::npos;
     }));
 }

@@ -30,13 +30,15 @@ TEST(AvailableMemory, IsTheLeastOfWhatHostAndLimitLeave) {
         EXPECT_EQ(availableMemoryBytes(c.meminfo, c.statm, 4096, c.limit), c.available) << c.why;
 }
 
+const NamedLog SMART("S1 (/dev/nvme0)", "/dev/nvme0", 2);
+
 TEST(LogLimits, TakeWhatFitsAndCountWhatIsThereAlready) {
-    EXPECT_TRUE(checkPayload("S1", 0, 0).is(0, 0));
-    EXPECT_TRUE(checkPayload("S1", 4096, 4096).is(0, 0));
-    EXPECT_TRUE(checkPayload("S1", UINT64_MAX, 0).is(1, 27));
-    EXPECT_TRUE(checkPayload("S1", 1, UINT64_MAX).is(1, 27));
-    EXPECT_TRUE(checkDecoding("S1", 4096).is(0, 0));
-    EXPECT_TRUE(checkDecoding("S1", MAX_DECODED_BYTES + 1).is(1, 27));
+    EXPECT_TRUE(checkPayload(SMART, 0, 0).is(0, 0));
+    EXPECT_TRUE(checkPayload(SMART, 4096, 4096).is(0, 0));
+    EXPECT_TRUE(checkPayload(SMART, UINT64_MAX, 0).is(1, 27));
+    EXPECT_TRUE(checkPayload(SMART, 1, UINT64_MAX).is(1, 27));
+    EXPECT_TRUE(checkDecoding(SMART, 4096).is(0, 0));
+    EXPECT_TRUE(checkDecoding(SMART, MAX_DECODED_BYTES + 1).is(1, 27));
     EXPECT_TRUE(checkLogLength("S1", MAX_LOG_BYTES).is(0, 0));
     EXPECT_TRUE(checkLogLength("S1", MAX_LOG_BYTES + 1).is(1, 27));
 }

@@ -191,26 +191,61 @@ TEST(NvmeLogJob, TheListIsTheDrivesOwnWhereItHasOne) {
 </Object>)");
 }
 
+/// The descriptor of an ANA group.
+Expected anaGroup(uint64_t offset) {
+    return Expected::admin(0x02)
+        .nsid(0xFFFFFFFF)
+        .dword(10, 0x0007800C)
+        .dword(12, static_cast<uint32_t>(offset))
+        .reads(32);
+}
+
 TEST(NvmeLogJob, WhatIsTooLongToBeDecodedIsRefusedBeforeItIsRead) {
-    const auto refusal = [](const std::string& bytes) {
+    const auto refusal = [](const std::string& bytes, const std::string& lid) {
         return statusAnswer("1", "27",
                             "The log of drive S1 (/dev/nvme0) has " + bytes +
-                                " bytes, and at most 4194304 are decoded. &apos;dump -nvmelog&apos; with a destination "
-                                "writes a log page to a file "
-                                "piece by piece.");
+                                " bytes, and at most 4194304 are decoded. &apos;dump -destination FILE -velkossd "
+                                "/dev/nvme0 -nvmelog " +
+                                lid + "&apos; writes it to a file piece by piece.");
     };
     NvmeLogJob job;
     FakeDrive lba;
     lba.expect(lookAtLog(0x0E, 16).answers(DriveBytes(16).le32(0, 0xFFFFFFFF)))
         .expect(identify(0x01).answers(identifyController()));
-    EXPECT_EQ(JobRun(job, JOBTYPE_METHOD).with("LogId", "14").on({&lba}), refusal("4294967296"));
+    EXPECT_EQ(JobRun(job, JOBTYPE_METHOD).with("LogId", "14").on({&lba}), refusal("4294967296", "14"));
     FakeDrive ana;
     ana.expect(lookAtLog(0x0C, 16).answers(DriveBytes(16).le16(8, 1)))
-        .expect(identify(0x01).answers(identifyController().le32(516, 0xFFFFFFFF)));
-    EXPECT_EQ(JobRun(job, JOBTYPE_METHOD).with("LogId", "12").on({&ana}), refusal("17179869228"));
+        .expect(identify(0x01).answers(identifyController().le32(516, 0xFFFFFFFF)))
+        .expect(anaGroup(16).answers(DriveBytes(32).le32(4, 0xFFFFFFFF)));
+    EXPECT_EQ(JobRun(job, JOBTYPE_METHOD).with("LogId", "12").on({&ana}), refusal("17179869228", "12"));
     FakeDrive any;
     EXPECT_EQ(JobRun(job, JOBTYPE_METHOD).with("LogId", "202").with("NumDWORDs", "1048577").on({&any}),
-              refusal("4194308"));
+              refusal("4194308", "202"));
+}
+
+/// A log of two groups with three namespaces, of a controller that takes thousands.
+TEST(NvmeLogJob, TheGroupsOfAnAnaLogSayHowLongItIs) {
+    const DriveBytes controller = identifyController().le32(516, 0xFFFFFFFF);
+    FakeDrive drive;
+    drive.expect(lookAtLog(0x0C, 16).answers(DriveBytes(16).le16(8, 2)))
+        .expect(identify(0x01).answers(controller))
+        .expect(anaGroup(16).answers(DriveBytes(32).le32(0, 1).le32(4, 2)))
+        .expect(anaGroup(56).answers(DriveBytes(32).le32(0, 7).le32(4, 1)))
+        .expect(lookAtLog(0x0C, 92).answers(
+            DriveBytes(92).le16(8, 1).le32(16, 1).le32(20, 2).byte(32, 1).le32(48, 4).le32(52, 9)));
+    NvmeLogJob job;
+    const std::string answer = JobRun(job, JOBTYPE_METHOD).with("LogId", "12").on({&drive});
+    EXPECT_NE(answer.find("<Property name=\"Namespaces\" value=\"4 9\"/>"), std::string::npos) << answer;
+}
+
+TEST(NvmeLogJob, AGroupWithMoreNamespacesThanTheControllerTakesIsReadUpToTheirNumber) {
+    FakeDrive drive;
+    drive.expect(lookAtLog(0x0C, 16).answers(DriveBytes(16).le16(8, 1)))
+        .expect(identify(0x01).answers(identifyController().le32(516, 4)))
+        .expect(anaGroup(16).answers(DriveBytes(32).le32(0, 1).le32(4, 5)))
+        .expect(lookAtLog(0x0C, 64).refuses(NO_SUCH_LOG));
+    NvmeLogJob job;
+    (void)JobRun(job, JOBTYPE_METHOD).with("LogId", "12").on({&drive});
 }
 
 TEST(NvmeLogJob, OneThatIsTooLongIsShownInItsPlaceAmongAllPages) {
@@ -220,12 +255,13 @@ TEST(NvmeLogJob, OneThatIsTooLongIsShownInItsPlaceAmongAllPages) {
         .expect(lookAtLog(0x01, 4096).refuses(NO_SUCH_LOG))
         .expect(lookAtLog(0x02, 512).refuses(NO_SUCH_LOG))
         .expect(lookAtLog(0x03, 512).refuses(NO_SUCH_LOG))
-        .expect(lookAtLog(0x0C, 16).answers(DriveBytes(16)))
+        .expect(lookAtLog(0x0C, 16).answers(DriveBytes(16).le16(8, 1)))
+        .expect(anaGroup(16).answers(DriveBytes(32).le32(4, 0xFFFFFFFF)))
         .expect(lookAtLog(0xC0, 512).refuses(NO_SUCH_LOG));
     NvmeLogJob job;
     const std::string answer = JobRun(job, JOBTYPE_METHOD).on({&drive});
     EXPECT_NE(answer.find("<Object key=\"S1\" name=\"Asymmetric Namespace Access\">\n<Property name=\"Not read\" "
-                          "value=\"The log of drive S1 (/dev/nvme0) has 17179869196 bytes, and at most"),
+                          "value=\"The log of drive S1 (/dev/nvme0) has 17179869228 bytes, and at most"),
               std::string::npos)
         << answer;
 }

@@ -204,8 +204,10 @@ TEST(PersistentEventLogParseJob, ALogThatIsTooLongToBeDecodedIsRefusedBeforeItIs
         .expect(page(RELEASE).answers(header()));
     PersistentEventLogParseJob job;
     const std::string answer = JobRun(job, JOBTYPE_METHOD).naming("S1").on({&drive});
-    EXPECT_NE(answer.find("The log of drive S1 (/dev/nvme0) has 4194305 bytes, and at most 4194304 are decoded. "
-                          "&apos;dump -nvmelog&apos; with a destination writes a log page to a file piece by piece."),
+    EXPECT_NE(answer.find(
+                  "The log of drive S1 (/dev/nvme0) has 4194305 bytes, and at most 4194304 are decoded. "
+                  "&apos;dump -destination FILE -velkossd /dev/nvme0 -nvmelog 13 LogSpecificField=1&apos; writes it to "
+                  "a file piece by piece."),
               std::string::npos)
         << answer;
     const TemporaryFolder folder;
