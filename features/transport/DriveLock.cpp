@@ -53,7 +53,10 @@ uint64_t hashOf(const std::string& text) {
 /// "process 123", or "another process" where its file does not say.
 std::string ownerIn(const FileDescriptor& file) {
     char text[MAX_PID_DIGITS];
-    const ssize_t count = ::pread(file.get(), text, sizeof text, 0);
+    ssize_t count = 0;
+    do {
+        count = ::pread(file.get(), text, sizeof text, 0);
+    } while (count < 0 && errno == EINTR);
     const std::string pid(text, count > 0 ? static_cast<std::size_t>(count) : 0);
     const bool isNumber = std::all_of(pid.begin(), pid.end(), [](unsigned char c) { return std::isdigit(c) != 0; });
     return pid.empty() || !isNumber ? "another process" : "process " + pid;
