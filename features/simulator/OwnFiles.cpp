@@ -10,6 +10,7 @@
 #include <cstring>
 #include <memory>
 
+#include "ostrel/core/FileRules.h"
 #include "ostrel/core/ScopeTrace.h"
 
 namespace features::simulator {
@@ -24,10 +25,6 @@ constexpr mode_t ANY_OF_OTHERS = S_IRWXG | S_IRWXO;
 
 Status refused(int error, const std::string& path, const char* why) {
     return Status(CATEGORY_OS, static_cast<uint32_t>(error), "System error. " + path + " " + why);
-}
-
-bool isOwn(const struct stat& info) {
-    return info.st_uid == ::geteuid() || info.st_uid == 0;
 }
 
 Status checkRegular(int file, const std::string& path) {
@@ -52,7 +49,7 @@ Status openOwnFolder(const std::string& path, FolderMode mode, FileDescriptor& f
     FileDescriptor opened(::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
     struct stat info {};
     if (!opened.isOpen() || ::fstat(opened.get(), &info) != 0) return fileStatus(errno, path);
-    if (!isOwn(info)) return refused(EPERM, path, "belongs to another user.");
+    if (isOfOtherUser(info)) return refused(EPERM, path, "belongs to another user.");
     // What is in it may be theirs already: taking the permission away now would not help.
     if ((info.st_mode & WRITE_OF_OTHERS) != 0) return refused(EPERM, path, "can be changed by other users.");
     const bool isOpenToOthers = (info.st_mode & ANY_OF_OTHERS) != 0;

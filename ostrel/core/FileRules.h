@@ -19,6 +19,9 @@ struct FileError {
     std::string text() const;
 };
 
+/// Whether a file or folder belongs to another user.
+bool isOfOtherUser(const struct stat& file);
+
 /// Whether another user can put something into the folder: its owner, or one that the mode allows to write.
 bool othersMayWrite(const struct stat& folder);
 

@@ -17,10 +17,6 @@ constexpr int PATH_FLAGS = O_PATH | O_NOFOLLOW | O_CLOEXEC;
 /// As many as the kernel follows.
 constexpr unsigned MAX_LINKS = 40;
 
-bool isOther(uid_t owner) {
-    return owner != geteuid() && owner != 0;
-}
-
 bool groupOrOthersMayWrite(const struct stat& folder) {
     return (folder.st_mode & (S_IWGRP | S_IWOTH)) != 0;
 }
@@ -89,12 +85,16 @@ std::string FileError::text() const {
     return words != nullptr ? words : std::generic_category().message(code);
 }
 
+bool isOfOtherUser(const struct stat& file) {
+    return file.st_uid != geteuid() && file.st_uid != 0;
+}
+
 bool othersMayWrite(const struct stat& folder) {
-    return groupOrOthersMayWrite(folder) || isOther(folder.st_uid);
+    return groupOrOthersMayWrite(folder) || isOfOtherUser(folder);
 }
 
 FileError checkLink(const struct stat& link, const struct stat& folder) {
-    if (!isOther(link.st_uid) || link.st_uid == folder.st_uid || !groupOrOthersMayWrite(folder)) return {};
+    if (!isOfOtherUser(link) || link.st_uid == folder.st_uid || !groupOrOthersMayWrite(folder)) return {};
     return {EACCES, "A link of another user on the way is not followed"};
 }
 

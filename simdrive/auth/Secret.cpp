@@ -12,6 +12,7 @@
 
 #include "features/nvme/Bytes.h"
 #include "ostrel/core/FileDescriptor.h"
+#include "ostrel/core/FileRules.h"
 
 namespace simdrive::auth {
 
@@ -54,7 +55,7 @@ Status checkFile(int file, const std::string& path) {
     struct stat info {};
     if (::fstat(file, &info) != 0) return ofPath(errno, path, std::strerror(errno) + std::string("."));
     if (!S_ISREG(info.st_mode)) return ofPath(EINVAL, path, "is not a regular file.");
-    if (info.st_uid != ::geteuid() && info.st_uid != 0) return ofPath(EPERM, path, "belongs to another user.");
+    if (ostrel::core::isOfOtherUser(info)) return ofPath(EPERM, path, "belongs to another user.");
     if ((info.st_mode & (S_IRWXG | S_IRWXO)) != 0) {
         return ofPath(EPERM, path, "can be opened by other users: its mode must be 0600.");
     }
@@ -92,7 +93,10 @@ Status Secret::read(const std::string& path, Secret& secret) {
     Status status = checkFile(file.get(), path);
     if (!status.is(0, 0)) return status;
     char text[MAX_FILE_BYTES];
-    const ssize_t count = ::read(file.get(), text, sizeof text);
+    ssize_t count = 0;
+    do {
+        count = ::read(file.get(), text, sizeof text);
+    } while (count < 0 && errno == EINTR);
     if (count < 0) return ofPath(errno, path, std::strerror(errno) + std::string("."));
     std::string line(text, static_cast<size_t>(count));
     if (!line.empty() && line.back() == '\n') line.pop_back();
