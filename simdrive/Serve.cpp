@@ -102,7 +102,11 @@ Outcome serve(const DriveStore& store, const CommandLine& line) {
                                        "nimbrel-simdrive: " + address + " is no loopback address: other machines can " +
                                            "read and erase the drive. --dhchap-secret-file requires authentication.\n");
     }
-    (void)ostrel::core::writeFully(STDOUT_FILENO, announcement(line.names[0], target.place(), requirement.has_value()));
+    // Who cannot read the port waits for it for ever.
+    const int unsaid =
+        ostrel::core::writeFully(STDOUT_FILENO, announcement(line.names[0], target.place(), requirement.has_value()));
+    if (unsaid != 0)
+        return Outcome::failed(std::string("Cannot write to standard output: ") + std::strerror(unsaid) + ".");
     status = target.run(stop.get());
     return status.is(0, 0) ? Outcome() : Outcome::failed(status);
 }

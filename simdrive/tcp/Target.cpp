@@ -13,6 +13,7 @@
 #include <chrono>
 #include <cstdio>
 #include <cstring>
+#include <new>
 
 #include "simdrive/tcp/DriveController.h"
 
@@ -163,7 +164,7 @@ Status Target::turn(int stop, int maxWaitMs, bool& isStopped) {
     }
     isStopped = waits[0].revents != 0;
     if (isStopped) return Status();
-    for (size_t i = 2; i < waits.size(); ++i) serve(*connections_[i - 2], waits[i].revents);
+    for (size_t i = 2; i < waits.size(); ++i) serveWithinMemory(*connections_[i - 2], waits[i].revents);
     lookAfterTime();
     removeEnded();
     if (waits[1].revents != 0) accept();
@@ -202,6 +203,16 @@ void Target::pauseListening(int error) {
     if (isOutOfDescriptors_) return;
     isOutOfDescriptors_ = true;
     std::fprintf(stderr, "nimbrel-simdrive: No further connections for now: %s.\n", std::strerror(error));
+}
+
+/// A host for whose command there is no memory loses its connection; the others go on.
+void Target::serveWithinMemory(Connection& connection, int events) {
+    try {
+        serve(connection, events);
+    } catch (const std::bad_alloc&) {
+        connection.closeNow();
+        (void)std::fputs("nimbrel-simdrive: Out of memory: a connection was closed.\n", stderr);
+    }
 }
 
 void Target::serve(Connection& connection, int events) {

@@ -23,6 +23,7 @@ namespace simdrive::tcp {
 ///
 /// Memory:    at most MAX_CONNECTIONS connections, MAX_OF_PEER of one address, see Connection.
 /// Errors:    without descriptors for another connection it goes on with those that it has, and tries again.
+///            Without memory for what a host wants that host loses its connection.
 /// Ownership: the drive and the requirement must outlive it.
 /// Threads:   one, which does everything in run().
 class Target : public CommandHandler {
@@ -50,6 +51,7 @@ private:
     static constexpr size_t MOST_DISCOVERIES = 16;
 
     void accept();
+    void serveWithinMemory(Connection& connection, int events);
     void serve(Connection& connection, int events);
     void lookAfterTime();
     void removeEnded();
