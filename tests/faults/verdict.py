@@ -67,6 +67,8 @@ def judge(command, run, usual, found, before, after, probe):
         return f"crash: signal {run.status - 128}"
     if run.status == 0:
         return judge_success(command, run, usual, found, after)
+    if run.stdout.startswith(usual.stdout):
+        return "an error after the whole result"
     said = run.stdout.replace(command.notice, "", 1) if command.notice else run.stdout
     if not WORDS.search(said + run.stderr):
         return "an error without words"
