@@ -1,5 +1,6 @@
 #include "CLI/StartUp.h"
 
+#include <cstdlib>
 #include <string>
 
 #include "CLI/FeatureLibraryBinding.h"
@@ -7,11 +8,14 @@
 #include "CLI/cli_system/Settings.h"
 #include "ostrel/core/File.h"
 #include "ostrel/core/Logging.h"
+#include "ostrel/interfaces/ostreli/interface/FeatureLibrary.h"
 
 namespace cli {
 
 // Without a scope trace: its last line would be the first of every log.
 void runStartUpRoutine() {
+    // What the user chose stays; without memory for the variable there is no progress.
+    (void)::setenv(FEATURE_LIBRARY_PROGRESS_VARIABLE, FEATURE_LIBRARY_PROGRESS_ON_STDERR, 0);
     const FeatureLibraryBinding& binding = FeatureLibraryBinding::getInstance();
     const auto configuration = system::readConfigFile();
     if (configuration == nullptr || !system::isSettingOn(*configuration, system::SETTING_ENABLE_LOG)) return;

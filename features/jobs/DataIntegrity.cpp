@@ -11,6 +11,7 @@
 #include <system_error>
 #include <vector>
 
+#include "features/jobs/ProgressLine.h"
 #include "ostrel/core/Payload.h"
 #include "ostrel/core/ScopeTrace.h"
 
@@ -81,6 +82,7 @@ Status PatternFile::write(uint64_t bytes) {
             },
             UNIT_BYTES);
         if (error != 0) return failure(error, "write");
+        report_(UNIT_BYTES);
     }
     return ::fsync(file_.get()) == 0 ? Status() : failure(errno, "write");
 }
@@ -96,6 +98,7 @@ Status PatternFile::compare(Comparison& comparison) {
         fill(at, expected.getData());
         const int error = compareUnit(at, expected.getData(), unit.getData(), comparison);
         if (error != 0) return failure(error, "read");
+        report_(UNIT_BYTES);
     }
     return Status();
 }
@@ -147,10 +150,13 @@ DataIntegrityResult checkDataIntegrity(const std::string& folder, uint64_t mostB
     uint64_t left = std::min(mostBytes, half) / PatternFile::UNIT_BYTES * PatternFile::UNIT_BYTES;
     if (left == 0)
         result.failure = Status(CATEGORY_OS, ENOSPC, "System error. There is no room for a file in " + folder + ".");
+    ProgressLine line("Data integrity scan of " + folder);
+    uint64_t done = 0;
+    const auto report = [&line, &done, all = 2 * left](uint64_t bytes) { line.update(done += bytes, all); };
     std::vector<PatternFile> files;
     for (uint64_t bytes = 0; result.failure.is(0, 0) && left != 0; left -= bytes) {
         bytes = std::min(left, FILE_BYTES);
-        files.emplace_back(files.size());
+        files.emplace_back(files.size(), report);
         result.failure = files.back().create(folder);
         if (result.failure.is(0, 0)) result.failure = files.back().write(bytes);
         if (result.failure.is(0, 0)) result.bytes += bytes;

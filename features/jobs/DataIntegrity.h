@@ -1,7 +1,9 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <string>
+#include <utility>
 
 #include "ostrel/core/FileDescriptor.h"
 #include "ostrel/core/Status.h"
@@ -18,8 +20,12 @@ class PatternFile {
 public:
     static constexpr uint64_t UNIT_BYTES = uint64_t{1024} * 1024;
 
-    /// `number` makes the pattern of one file different from that of the next.
-    explicit PatternFile(uint64_t number) : number_(number) {}
+    using Report = std::function<void(uint64_t bytes)>;
+    /// `number` makes the pattern of one file different from that of the next. `report` is called with the bytes that
+    /// were written or compared since its last call.
+    explicit PatternFile(
+        uint64_t number, Report report = [](uint64_t) {})
+        : number_(number), report_(std::move(report)) {}
 
     ostrel::core::Status create(const std::string& folder);
     /// Writes the pattern, and has the drive store it.
@@ -40,6 +46,7 @@ private:
     ostrel::core::Status failure(int error, const char* what) const;
 
     uint64_t number_;
+    Report report_;
     uint64_t bytes_ = 0;
     std::string folder_;
     ostrel::core::FileDescriptor file_;

@@ -6,6 +6,7 @@
 
 #include "features/jobs/LogReading.h"
 #include "features/jobs/Namespaces.h"
+#include "features/jobs/ProgressLine.h"
 #include "features/jobs/StatusDetails.h"
 #include "features/nvme/ControllerCapabilities.h"
 #include "features/nvme/LogPages.h"
@@ -202,9 +203,11 @@ Status DriveSelfTestJob::await(nvme::Drive& drive, unsigned minutes, Payload& lo
     OSTREL_TRACE();
     const uint64_t patienceMs = uint64_t{2} * minutes * MS_PER_MINUTE;
     uint64_t movedMs = clock_->nowMs();
+    ProgressLine line("Drive " + drive.name() + ", self-test", minutes * MS_PER_MINUTE);
     for (unsigned before = 0;;) {
         const Status status = readLog(drive, nvme::LID_DEVICE_SELF_TEST, LOG_BYTES, log);
         if (!status.is(0, 0) || runningTest(log) == 0) return status;
+        line.update(progress(log), 100);
         if (progress(log) != before) {
             before = progress(log);
             movedMs = clock_->nowMs();

@@ -5,6 +5,7 @@
 
 #include "features/jobs/ControllerReset.h"
 #include "features/jobs/LogReading.h"
+#include "features/jobs/ProgressLine.h"
 #include "features/jobs/Refusals.h"
 #include "features/jobs/StatusDetails.h"
 #include "features/nvme/ControllerCapabilities.h"
@@ -88,6 +89,7 @@ Status sendCommit(nvme::Drive& drive, uint8_t slot, uint8_t action) {
     nvme::NvmeCommand command(nvme::Queue::ADMIN, nvme::OPC_FIRMWARE_COMMIT, "Firmware Commit");
     command.cdw10 = slot | static_cast<uint32_t>(action) << 3;
     command.timeoutMs = COMMIT_TIMEOUT_MS;
+    const ProgressLine line("Drive " + drive.name() + ", firmware commit");
     nvme::Answer answer;
     return drive.send(command, answer);
 }

@@ -4,6 +4,7 @@
 
 #include "features/jobs/InputFile.h"
 #include "features/jobs/LogReading.h"
+#include "features/jobs/ProgressLine.h"
 #include "features/jobs/StatusDetails.h"
 #include "features/nvme/ControllerCapabilities.h"
 #include "features/nvme/Opcodes.h"
@@ -82,6 +83,7 @@ Status downloadFirmware(nvme::Drive& drive, const std::string& image, uint32_t g
     OSTREL_TRACE();
     uint32_t pieceBytes = 0;
     Status status = drive.maxTransferBytes(pieceBytes);
+    ProgressLine line("Drive " + drive.name() + ", firmware download");
     for (uint64_t done = 0; status.is(0, 0) && done < image.size();) {
         uint32_t bytes = 0;
         status = drive.sendHalvingPieces(pieceBytes, [&](uint32_t most) {
@@ -91,6 +93,7 @@ Status downloadFirmware(nvme::Drive& drive, const std::string& image, uint32_t g
             return sendPiece(drive, image, done, bytes);
         });
         done += bytes;
+        line.update(done, image.size());
     }
     return status;
 }

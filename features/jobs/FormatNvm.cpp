@@ -46,6 +46,7 @@ constexpr uint16_t PROTECTION_BYTES = 8;
 constexpr size_t OFFSET_FPI = 32;
 constexpr uint8_t FPI_LEFT = 0x7F;
 constexpr uint8_t FPI_SUPPORTED = 0x80;
+constexpr unsigned ALL_PERCENT = 100;
 
 Status formatUnderWay() {
     return withDetails(statuses::formatFailed(),
@@ -293,6 +294,7 @@ Status FormatNvm::perform(const ControllerCapabilities& controller, const Step& 
     if (!status.is(0, 0)) return status;
     std::optional<SignalBlock> untilTheHostHasLooked(std::in_place);
     nvme::Answer answer;
+    ProgressLine line("Drive " + drive_.name() + ", format");
     status = drive_.send(command, answer);
     drive_.forgetIdentify();
     if (!status.is(0, 0)) {
@@ -301,7 +303,7 @@ Status FormatNvm::perform(const ControllerCapabilities& controller, const Step& 
                                     : withDetails(status, "It was for namespace " + std::to_string(step.nsid) + ".");
     }
     for (const size_t i : step.targets) {
-        status = awaitEnd(controller, targets_[i], deadline, untilTheHostHasLooked);
+        status = awaitEnd(controller, targets_[i], deadline, untilTheHostHasLooked, line);
         if (!status.is(0, 0)) return status;
     }
     // The host still knows the size before, and partitions that are gone.
@@ -311,7 +313,7 @@ Status FormatNvm::perform(const ControllerCapabilities& controller, const Step& 
 }
 
 Status FormatNvm::awaitEnd(const ControllerCapabilities& controller, const Target& target, uint64_t deadline,
-                           std::optional<SignalBlock>& block) {
+                           std::optional<SignalBlock>& block, ProgressLine& line) {
     OSTREL_TRACE();
     for (;;) {
         Payload data;
@@ -321,6 +323,7 @@ Status FormatNvm::awaitEnd(const ControllerCapabilities& controller, const Targe
             isRefusal(status) && (completion.is(0, SC_FORMAT_IN_PROGRESS) || completion.is(0, SC_NAMESPACE_NOT_READY));
         if (!status.is(0, 0) && !isBusy) return status;
         const unsigned left = isBusy ? FPI_LEFT : progressLeft(data);
+        if (!isBusy) line.update(ALL_PERCENT - left, ALL_PERCENT);
         if (left == 0) return checkReached(target, NamespaceProperties(data.getData()));
         if (clock_.nowMs() >= deadline)
             return withDetails(statuses::formatFailed(), "The format of " + name(target) + " did not end in time.");

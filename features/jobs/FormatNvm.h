@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "features/jobs/Arguments.h"
+#include "features/jobs/ProgressLine.h"
 #include "features/jobs/WaitClock.h"
 #include "features/nvme/ControllerCapabilities.h"
 #include "features/nvme/Drive.h"
@@ -85,7 +86,8 @@ private:
                                  ostrel::core::Status& look);
     /// Releases `block` where the end does not come with the command.
     ostrel::core::Status awaitEnd(const nvme::ControllerCapabilities& controller, const Target& target,
-                                  uint64_t deadline, std::optional<ostrel::core::SignalBlock>& block);
+                                  uint64_t deadline, std::optional<ostrel::core::SignalBlock>& block,
+                                  ProgressLine& line);
     ostrel::core::Status checkReached(const Target& target, const nvme::NamespaceProperties& now) const;
     uint32_t timeoutMs() const;
     std::string name(const Target& target) const;

@@ -2,7 +2,9 @@
 
 #include <algorithm>
 
+#include "features/jobs/ProgressLine.h"
 #include "features/jobs/StatusDetails.h"
+#include "features/nvme/FieldTree.h"
 #include "features/nvme/LogPages.h"
 #include "features/nvme/Opcodes.h"
 #include "features/nvme/StatusCodes.h"
@@ -30,9 +32,11 @@ Status copyLog(nvme::Drive& drive, const nvme::LogPageRequest& page, uint64_t en
     OSTREL_TRACE();
     if (page.offset >= end) return Status();
     uint64_t left = end - page.offset;
+    ProgressLine line("Drive " + drive.name() + ", log page " + nvme::hexText(page.lid, 2));
     return drive.readLogPieces(page, (left + 3) / 4 * 4, [&](const Payload& piece, uint32_t bytes) {
         const auto counting = static_cast<size_t>(std::min<uint64_t>(bytes, left));
         left -= counting;
+        line.update(end - page.offset - left, end - page.offset);
         return log.add(piece.getData(), counting);
     });
 }

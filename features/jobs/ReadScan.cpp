@@ -7,6 +7,7 @@
 #include <mutex>
 
 #include "features/jobs/LogReading.h"
+#include "features/jobs/ProgressLine.h"
 #include "features/jobs/SideBySide.h"
 #include "features/jobs/StatusDetails.h"
 #include "features/nvme/Opcodes.h"
@@ -86,7 +87,7 @@ private:
 
 /// What the workers share.
 struct Progress {
-    explicit Progress(uint32_t bytes) : mostBytes(bytes) {}
+    Progress(uint32_t bytes, const std::string& operation) : mostBytes(bytes), line(operation) {}
 
     std::atomic<uint64_t> nextPiece{0};
     std::atomic<uint64_t> blocksRead{0};
@@ -95,6 +96,7 @@ struct Progress {
     std::mutex mutex;  ///< of the rest
     std::vector<uint64_t> unreadable;
     Status failure;
+    ProgressLine line;
 
     void addUnreadable(uint64_t lba) {
         const std::lock_guard<std::mutex> lock(mutex);
@@ -124,6 +126,7 @@ public:
             const uint64_t number = progress_.nextPiece++;
             if (number >= pieces.count()) return;
             read(pieces.first(number), pieces.blocks(number));
+            progress_.line.update(number + 1, pieces.count());
         }
     }
 
@@ -197,7 +200,8 @@ ReadScanResult readScan(nvme::Drive& drive, const ReadScanRequest& request) {
     if (!result.failure.is(0, 0)) return result;
     result.blocks = geometry.blocks;
     const Pieces pieces(geometry, pieceBytes, request.mostBytes);
-    Progress progress(std::max(pieceBytes, geometry.dataBytes));
+    Progress progress(std::max(pieceBytes, geometry.dataBytes),
+                      "Drive " + drive.name() + ", read scan of namespace " + std::to_string(request.nsid));
     const auto count = static_cast<size_t>(std::min<uint64_t>(request.commandsAtOnce, pieces.count()));
     std::vector<std::unique_ptr<Worker>> workers;
     for (size_t i = 0; i < count; ++i)

@@ -5,6 +5,7 @@
 
 #include "features/jobs/LogReading.h"
 #include "features/jobs/Namespaces.h"
+#include "features/jobs/ProgressLine.h"
 #include "features/jobs/Refusals.h"
 #include "features/jobs/SafetyGate.h"
 #include "features/jobs/StatusDetails.h"
@@ -38,6 +39,7 @@ constexpr uint64_t SLOW_POLL_MS = 10000;
 constexpr uint32_t LOG_BYTES = 512;
 constexpr size_t OFFSET_STATE = 2;
 constexpr uint32_t NOT_REPORTED = 0xFFFFFFFF;
+constexpr uint32_t PROGRESS_OF_ALL = 65536;
 enum State : unsigned { SUCCEEDED = 1, IN_PROGRESS = 2, FAILED = 3, SUCCEEDED_DEALLOCATED = 4 };
 
 /// Bits of SANICAP.
@@ -148,7 +150,7 @@ Status readFlags(const Arguments& arguments, SanitizeRequest& request) {
 }
 
 std::string percentText(uint16_t progress) {
-    return nvme::decimalFraction(uint64_t{progress} * 10000 / 65536, 2) + " percent";
+    return nvme::decimalFraction(uint64_t{progress} * 10000 / PROGRESS_OF_ALL, 2) + " percent";
 }
 
 }  // namespace
@@ -183,7 +185,7 @@ Status Sanitize::run(const SanitizeRequest& request, std::string& report) {
     } else if (request_.returnImmediately) {
         report = "The sanitize operation was started and goes on in the drive.";
     } else {
-        status = follow(limitMs(controller, log.getData()), report);
+        status = follow(estimateMs(controller, log.getData()), report);
         if (!status.is(0, 0)) return status;
         // The host still knows the partitions that are gone.
         status = rescan(drive_);
@@ -246,19 +248,20 @@ Status Sanitize::start() {
     return toldBy(REFUSALS, statuses::sanitizeCommandFailed, drive_.send(command, answer), drive_);
 }
 
-uint64_t Sanitize::limitMs(const ControllerCapabilities& controller, const uint8_t* log) const {
+/// 0 where the drive has none: all of it, or zero in drives before NVMe 1.4, where the field was reserved.
+uint64_t Sanitize::estimateMs(const ControllerCapabilities& controller, const uint8_t* log) const {
     OSTREL_TRACE();
     const ActionRow* const row = rowOf(request_.action);
     const bool modifies = request_.noDeallocate && controller.sanicap >> 30 == MEDIA_IS_MODIFIED;
     const uint32_t seconds = nvme::le32(log + (modifies ? row->estimateNoDeallocate : row->estimate));
-    // Zero stands in drives before NVMe 1.4, where the field was reserved.
-    if (seconds == 0 || seconds == NOT_REPORTED) return LIMIT_WITHOUT_ESTIMATE_MS;
-    return uint64_t{seconds} * 1000 * 2 + GRACE_MS;
+    return seconds == NOT_REPORTED ? 0 : uint64_t{seconds} * 1000;
 }
 
-Status Sanitize::follow(uint64_t limitMs, std::string& report) {
+Status Sanitize::follow(uint64_t estimateMs, std::string& report) {
     OSTREL_TRACE();
+    const uint64_t limitMs = estimateMs == 0 ? LIMIT_WITHOUT_ESTIMATE_MS : estimateMs * 2 + GRACE_MS;
     const uint64_t begin = clock_.nowMs();
+    ProgressLine line("Drive " + drive_.name() + ", sanitize", estimateMs);
     uint64_t lastMove = begin;
     uint16_t furthest = 0;
     for (;;) {
@@ -270,6 +273,7 @@ Status Sanitize::follow(uint64_t limitMs, std::string& report) {
         if (state != IN_PROGRESS) return outcome(state, report);
         const uint64_t now = clock_.nowMs();
         const uint16_t progress = nvme::le16(log.getData());
+        line.update(progress, PROGRESS_OF_ALL);
         if (progress > furthest) {
             furthest = progress;
             lastMove = now;

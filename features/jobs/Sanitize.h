@@ -49,9 +49,9 @@ private:
     ostrel::core::Status checkDeallocation();
     ostrel::core::Status readState(ostrel::core::Payload& log);
     ostrel::core::Status start();
-    ostrel::core::Status follow(uint64_t limitMs, std::string& report);
+    ostrel::core::Status follow(uint64_t estimateMs, std::string& report);
     ostrel::core::Status outcome(unsigned state, std::string& report) const;
-    uint64_t limitMs(const nvme::ControllerCapabilities& controller, const uint8_t* log) const;
+    uint64_t estimateMs(const nvme::ControllerCapabilities& controller, const uint8_t* log) const;
 
     nvme::Drive& drive_;
     const WaitClock& clock_;

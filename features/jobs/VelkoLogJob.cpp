@@ -5,6 +5,7 @@
 #include <stdexcept>
 
 #include "features/jobs/LogReading.h"
+#include "features/jobs/ProgressLine.h"
 #include "features/jobs/StatusDetails.h"
 #include "features/jobs/VendorDialect.h"
 #include "features/nvme/Bytes.h"
@@ -116,8 +117,11 @@ Status VelkoLogJob::readOnce(const Row& row, nvme::Drive& drive, LogSink& log, b
     rest.retainEvent = true;
     rest.offset = nvme::VELKO_LOG_HEADER_BYTES;
     uint32_t generation = 0;
+    uint64_t done = rest.offset;
+    ProgressLine line("Drive " + drive.name() + ", log page " + nvme::hexText(row.lid, 2));
     status = drive.readLogPieces(rest, header.bytes - rest.offset, [&](const Payload& piece, uint32_t bytes) {
         generation = nvme::le32(piece.getData() + bytes - nvme::VELKO_LOG_TRAILER_BYTES);
+        line.update(done += bytes, header.bytes);
         return log.add(piece.getData(), bytes);
     });
     isWhole = generation == header.generation;

@@ -7,9 +7,9 @@
 namespace ostrel::core {
 
 /// While it lives, SIGINT, SIGTERM and SIGHUP are answered at once: a thread of its own waits for them, writes one line
-/// to the error stream, "SIGINT: " and the words, and then has the process ended by the signal's default action. The
-/// line comes also where the process itself cannot end yet: a thread inside the driver's passthrough is not killed
-/// before the drive has answered.
+/// to the error stream, "SIGINT: " and the words, in the place of a line of progress (TerminalLine.h) that stands
+/// there, and then has the process ended by the signal's default action. The line comes also where the process itself
+/// cannot end yet: a thread inside the driver's passthrough is not killed before the drive has answered.
 ///
 /// A signal that is ignored (as nohup(1) does with SIGHUP), handled or blocked when the watch begins stays so. The end
 /// comes on the thread that made the watch, so that a SignalBlock of that thread delays it.

@@ -8,6 +8,7 @@
 
 #include "ostrel/core/FileDescriptor.h"
 #include "ostrel/core/SignalBlock.h"
+#include "ostrel/core/TerminalLine.h"
 
 namespace ostrel::core {
 namespace {
@@ -26,9 +27,15 @@ int endSignal() {
 std::atomic<int> cameSignal{0};
 static_assert(std::atomic<int>::is_always_lock_free, "read by a signal handler");
 
+/// Whether a line of progress may stand on the terminal, now and until the process ends: it is taken away before the
+/// words and at the end. Set before the end signal is sent.
+std::atomic<bool> mayHaveLine{false};
+static_assert(std::atomic<bool>::is_always_lock_free, "read by a signal handler");
+
 /// Runs on the thread that made the watch, and does not return.
 void endProcess(int) {
     const int number = cameSignal;
+    if (mayHaveLine) (void)writeFully(STDERR_FILENO, CLEAR_TERMINAL_LINE);
     sigset_t own;
     sigemptyset(&own);
     sigaddset(&own, number);
@@ -97,7 +104,10 @@ void SignalWatch::wait() const {
     sigaddset(&awaited, endSignal());
     int number = 0;
     if (sigwait(&awaited, &number) != 0 || number == endSignal()) return;
-    (void)writeFully(STDERR_FILENO, nameOf(number) + ": " + words_ + "\n");  // the process ends in any case
+    mayHaveLine = hasTerminalLine(STDERR_FILENO);
+    const std::string line = nameOf(number) + ": " + words_ + "\n";
+    // The process ends in any case.
+    (void)writeFully(STDERR_FILENO, mayHaveLine ? std::string(CLEAR_TERMINAL_LINE) + line : line);
     cameSignal = number;
     pthread_kill(owner_, endSignal());
 }

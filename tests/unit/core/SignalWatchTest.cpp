@@ -11,8 +11,10 @@
 
 #include "ostrel/core/SignalBlock.h"
 #include "ostrel/core/SignalWatch.h"
+#include "ostrel/core/TerminalLine.h"
 #include "tests/support/ProcessEnd.h"
 #include "tests/support/Sanitized.h"
+#include "tests/support/TerminalStderr.h"
 
 namespace ostrel::core {
 namespace {
@@ -34,6 +36,21 @@ TEST(SignalWatch, WritesTheLineAndEndsTheProcessByTheSignal) {
         EXPECT_EQ(end.said, LINES[i]);
         EXPECT_TRUE(WIFSIGNALED(end.status) && WTERMSIG(end.status) == SIGNALS[i]) << end.status;
     }
+}
+
+TEST(SignalWatch, TakesALineOfProgressAwayFromATerminal) {
+    TerminalStderr terminal;
+    const pid_t child = fork();
+    if (child == 0) {
+        const SignalWatch watch("words");
+        (void)drawTerminalLine(STDERR_FILENO, "37 %");
+        kill(getpid(), SIGINT);
+        hang();
+    }
+    int status = 0;
+    EXPECT_EQ(waitpid(child, &status, 0), child);
+    EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGINT) << status;
+    EXPECT_EQ(terminal.output(), "\r\033[K37 %\r\r\033[KSIGINT: words\r\n\r\033[K");
 }
 
 TEST(SignalWatch, LeavesSignalsAsTheyWereWhenItEnds) {

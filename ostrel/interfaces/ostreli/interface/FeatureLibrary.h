@@ -29,6 +29,11 @@
  *     unmapped then. Threads may not write to the tool's memory after the call that lent it.
  *   - Standard input and output belong to the tool: nothing is printed there. The library leaves signal handlers,
  *     locale, working directory, umask and environment as they are.
+ *   - Standard error takes the progress of long operations when the caller asks for it by the environment variable
+ *     FEATURE_LIBRARY_PROGRESS_VARIABLE, set to FEATURE_LIBRARY_PROGRESS_ON_STDERR. Then, and only if descriptor 2 is
+ *     a terminal, the library shows percent, elapsed time and the drive's own estimate on one line, which it takes
+ *     away before the call returns. The tool sets the variable before it loads the library, unless it is set: a user
+ *     who wants no progress sets it to another text. Without the variable nothing is written.
  *   - The library exports these functions and nothing else. A library that is built on the core of this project hides
  *     the core's symbols too, that of Device's destructor included, which the core by itself leaves visible: the two
  *     copies of the core in one process must not mix.
@@ -43,6 +48,9 @@ extern "C" {
 
 #define FEATURE_LIBRARY_FILE_NAME "Velko.SSDFeatures.so.3.0.0"
 #define FEATURE_LIBRARY_FOLDER "/opt/velko/nimbrel/"
+
+#define FEATURE_LIBRARY_PROGRESS_VARIABLE "NIMBREL_PROGRESS"
+#define FEATURE_LIBRARY_PROGRESS_ON_STDERR "stderr"
 
 enum {
     FEATURE_LIBRARY_VERSION = 30000400, /* what GetVer returns */

@@ -1,0 +1,84 @@
+"""The progress of long operations on a terminal that stands in for standard error, and its absence everywhere else."""
+
+import fcntl
+import os
+import pty
+import re
+import signal
+import struct
+import subprocess
+import termios
+import unittest
+
+from simulated import FOLDER, HIDE_DRIVES, SimulatedTestCase
+from world import TOOL
+
+CLEAR = "\r\x1b[K"
+DRIVE = re.escape(f"Drive SIM-VELKO-1 ({FOLDER}/velko/dev/velko), ")
+SELF_TEST = ("start", "-velkossd", "0", "-selftest", "-mode", "captive")
+SANITIZE = ("start", "-force", "-velkossd", "0", "-sanitize")
+
+
+class Progress(SimulatedTestCase):
+    """On a drive that takes three seconds for a self-test and for a sanitize operation."""
+
+    def setUp(self):
+        super().setUp()
+        self.make_drive("velko", clock=None, short_self_test_seconds=3, sanitize_seconds=3)
+
+    def begin(self, *arguments, **variables):
+        """Starts the tool with a terminal of 150 columns as standard error: the process, and the terminal's master."""
+        master, slave = pty.openpty()
+        self.addCleanup(os.close, master)
+        fcntl.ioctl(slave, termios.TIOCSWINSZ, struct.pack("HHHH", 24, 150, 0, 0))
+        environment = {key: value for key, value in os.environ.items() if key != "NIMBREL_PROGRESS"}
+        process = subprocess.Popen(self.world.command("-c", HIDE_DRIVES, TOOL, *arguments, tool="/bin/sh"),
+                                   stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=slave, cwd=self.world.cwd,
+                                   env={**environment, "TERM": "xterm", **variables}, start_new_session=True)
+        os.close(slave)
+        self.addCleanup(process.stdout.close)
+        return process, master
+
+    @staticmethod
+    def shown(master):
+        """All that the terminal got until nobody has it open."""
+        text = b""
+        try:
+            while piece := os.read(master, 4096):
+                text += piece
+        except OSError:  # EIO: the other end is closed
+            pass
+        return text.decode()
+
+    def check_shown(self, arguments, line):
+        before = self.tool(*arguments)  # into a pipe
+        self.assertEqual((before.stderr, before.status), ("", 0))
+        process, master = self.begin(*arguments)
+        shown = self.shown(master)
+        self.assertEqual((process.stdout.read().decode(), process.wait()), (before.stdout, 0))
+        self.assertRegex(shown, f"^({re.escape(CLEAR)}{DRIVE}{line}\r)+{re.escape(CLEAR)}\r$")
+        self.assertGreater(shown.count("elapsed"), 2)
+
+    def test_a_self_test(self):
+        self.check_shown(SELF_TEST, r"self-test: \d+ %, 0:00:0\d elapsed, the drive estimates 0:02:00")
+
+    def test_a_sanitize_operation(self):
+        self.check_shown(SANITIZE, r"sanitize: \d+ %, 0:00:0\d elapsed, the drive estimates 0:00:03")
+
+    def test_a_user_who_wants_none_sees_none(self):
+        process, master = self.begin(*SELF_TEST, NIMBREL_PROGRESS="none")
+        self.assertEqual((self.shown(master), process.wait()), ("", 0))
+
+    def test_the_line_of_a_signal_takes_its_place(self):
+        process, master = self.begin(*SELF_TEST)
+        begun = os.read(master, 4096).decode()
+        self.assertTrue(begun.startswith(CLEAR + "Drive SIM-VELKO-1 "), begun)
+        os.killpg(process.pid, signal.SIGINT)
+        rest = self.shown(master)
+        self.assertRegex(rest, re.escape(CLEAR) + r"SIGINT: nimbrel ends, the drive goes on .*: the process ends with it\."
+                         "\r\n" + f"({re.escape(CLEAR)}{DRIVE}[^\r]*\r)?{re.escape(CLEAR)}$")
+        self.assertEqual(process.wait(), -signal.SIGINT)
+
+
+if __name__ == "__main__":
+    unittest.main()
