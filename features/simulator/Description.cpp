@@ -10,6 +10,7 @@
 #include <sstream>
 
 #include "features/nvme/FieldTree.h"
+#include "features/simulator/DescriptionText.h"
 #include "features/simulator/Model.h"
 #include "ostrel/core/ScopeTrace.h"
 #include "ostrel/core/Strings.h"
@@ -31,42 +32,6 @@ constexpr Unit UNITS[] = {
     {"", 1},      {"KiB", KIB},    {"MiB", KIB* KIB},  {"GiB", KIB* KIB* KIB}, {"TiB", KIB* KIB* KIB* KIB},
     {"KB", 1000}, {"MB", 1000000}, {"GB", 1000000000}, {"TB", 1000000000000},
 };
-
-std::string trimmed(const std::string& text) {
-    const size_t first = text.find_first_not_of(" \t\r");
-    return first == std::string::npos ? "" : text.substr(first, text.find_last_not_of(" \t\r") - first + 1);
-}
-
-/// The parts between commas; none of an empty text.
-std::vector<std::string> listOf(const std::string& text) {
-    std::vector<std::string> parts;
-    if (trimmed(text).empty()) return parts;
-    std::istringstream in(text + ",");
-    for (std::string part; std::getline(in, part, ',');) parts.push_back(trimmed(part));
-    return parts;
-}
-
-/// Decimal digits, or hexadecimal ones behind "0x".
-bool parseNumber(const std::string& text, uint64_t most, uint64_t& number) {
-    const bool isHex = text.compare(0, 2, "0x") == 0;
-    const char* digits = isHex ? "0123456789abcdefABCDEF" : "0123456789";
-    const std::string body = isHex ? text.substr(2) : text;
-    if (body.empty() || body.size() > 19 || body.find_first_not_of(digits) != std::string::npos) return false;
-    try {
-        number = std::stoull(body, nullptr, isHex ? 16 : 10);
-    } catch (const std::out_of_range&) {
-        return false;
-    }
-    return number <= most;
-}
-
-template <class Number>
-bool parseInto(const std::string& text, Number& into) {
-    uint64_t number = 0;
-    if (!parseNumber(text, std::numeric_limits<Number>::max(), number)) return false;
-    into = static_cast<Number>(number);
-    return true;
-}
 
 bool parseBool(const std::string& text, bool& into) {
     if (text != "yes" && text != "no") return false;
