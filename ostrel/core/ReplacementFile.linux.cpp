@@ -108,8 +108,12 @@ int ReplacementFile::freeBytes(uint64_t& bytes) const {
 int ReplacementFile::adoptOldFile() {
     OSTREL_TRACE();
     if (oldFile() == nullptr) return 0;
+    struct stat own {};
+    if (fstat(file_.get(), &own) != 0) return errno;
+    // Not to the owner that it has: a user whose namespace has no number for them cannot name it.
+    const bool isOwn = own.st_uid == oldFile_.st_uid && own.st_gid == oldFile_.st_gid;
     // The owner first: a change of owner clears the set-user-ID bit of the mode.
-    const int error = resultOf(fchown(file_.get(), oldFile_.st_uid, oldFile_.st_gid));
+    const int error = isOwn ? 0 : resultOf(fchown(file_.get(), oldFile_.st_uid, oldFile_.st_gid));
     return error != 0 ? error : resultOf(fchmod(file_.get(), oldFile_.st_mode & 07777));
 }
 
