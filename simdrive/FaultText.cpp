@@ -3,20 +3,17 @@
 #include <algorithm>
 #include <sstream>
 
+#include "features/simulator/DescriptionText.h"
 #include "ostrel/core/Strings.h"
 
 namespace simdrive {
 
 using features::simulator::Description;
+using features::simulator::trimmed;
 
 namespace {
 
 constexpr const char* SECTION = "faults";
-
-std::string trimmed(const std::string& text) {
-    const size_t first = text.find_first_not_of(" \t\r");
-    return first == std::string::npos ? "" : text.substr(first, text.find_last_not_of(" \t\r") - first + 1);
-}
 
 bool isHeader(const std::string& line) {
     return trimmed(line).substr(0, 1) == "[";

@@ -118,6 +118,7 @@ Status Controller::execute(const SubmissionEntry& command, std::vector<uint8_t>&
     } else {
         completion = run(context);
     }
+    completion.delayMs = faultyDelayMs(context);
     // Reads and writes alone do not rewrite the state for their counters.
     if (command.isAdmin && !work_.isZero()) {
         folder_.state.health.work += work_;

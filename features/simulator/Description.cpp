@@ -23,6 +23,7 @@ namespace {
 
 constexpr uint64_t KIB = 1024;
 constexpr uint64_t LEAST_DRIVE_BYTES = 1 << 20;
+constexpr size_t MODEL_NUMBER_BYTES = 40;
 
 struct Unit {
     const char* name;
@@ -74,6 +75,12 @@ bool parseSerial(const std::string& text, std::string& serial) {
         if (c <= ' ' || c > '~') return false;
     }
     serial = text;
+    return true;
+}
+
+bool parsePrintable(const std::string& text, size_t max, std::string& into) {
+    if (!text.empty() && !isPrintable(text, max)) return false;
+    into = text;
     return true;
 }
 
@@ -137,23 +144,50 @@ bool parseMediaErrors(const std::string& text, std::vector<BlockRange>& ranges) 
     return true;
 }
 
-/// "admin 0x06, io 0x02", and with a status "admin 0x80 0x10A".
-bool parseCommands(const std::string& text, bool withStatus, std::vector<FaultyCommand>& commands) {
-    constexpr uint16_t MOST_STATUS = 0x7FF;
+/// "1:1000", or nothing.
+bool parseBlock(const std::string& text, std::optional<BlockRange>& block) {
+    std::vector<BlockRange> ranges;
+    if (!parseMediaErrors(text, ranges) || ranges.size() > 1) return false;
+    if (!ranges.empty() && ranges[0].count != 1) return false;
+    block = ranges.empty() ? std::nullopt : std::optional<BlockRange>(ranges[0]);
+    return true;
+}
+
+/// What stands after the opcode of a faulty command.
+enum class Argument { NONE, STATUS, MILLISECONDS };
+
+/// A word that is missing is empty.
+bool parseArgument(const std::string& text, Argument argument, FaultyCommand& command) {
+    constexpr uint16_t MAX_STATUS = 0x7FF;
+    constexpr uint32_t MAX_DELAY_MS = 3600000;
+    switch (argument) {
+        case Argument::NONE:
+            return text.empty();
+        case Argument::STATUS:
+            return parseInto(text, command.statusField) && command.statusField != 0 &&
+                   command.statusField <= MAX_STATUS;
+        case Argument::MILLISECONDS:
+            return parseInto(text, command.delayMs) && command.delayMs != 0 && command.delayMs <= MAX_DELAY_MS;
+    }
+    return false;
+}
+
+/// "admin 0x06, io all", and with an argument "admin 0x80 0x10A".
+bool parseCommands(const std::string& text, Argument argument, std::vector<FaultyCommand>& commands) {
     std::vector<FaultyCommand> read;
     for (const std::string& part : listOf(text)) {
         std::istringstream in(part);
         std::string queue;
         std::string opcode;
-        std::string status;
+        std::string value;
         std::string more;
-        in >> queue >> opcode;
-        if (withStatus) in >> status;
+        in >> queue >> opcode >> value;
         FaultyCommand command;
-        if ((queue != "admin" && queue != "io") || in >> more || !parseInto(opcode, command.opcode)) return false;
         command.isAdmin = queue == "admin";
-        const bool isStatus = !withStatus || (parseInto(status, command.statusField) && command.statusField != 0);
-        if (!isStatus || command.statusField > MOST_STATUS) return false;
+        command.isAnyOpcode = opcode == "all";
+        if ((!command.isAdmin && queue != "io") || in >> more) return false;
+        if (!command.isAnyOpcode && !parseInto(opcode, command.opcode)) return false;
+        if (!parseArgument(value, argument, command)) return false;
         read.push_back(command);
     }
     commands = std::move(read);
@@ -164,11 +198,13 @@ std::string hex(uint64_t value, unsigned digits) {
     return nvme::hexText(value, digits);
 }
 
-std::string commandsText(const std::vector<FaultyCommand>& commands, bool withStatus) {
+std::string commandsText(const std::vector<FaultyCommand>& commands, Argument argument) {
     std::string text;
     for (const FaultyCommand& command : commands) {
-        text += (text.empty() ? "" : ", ") + std::string(command.isAdmin ? "admin " : "io ") + hex(command.opcode, 2);
-        if (withStatus) text += " " + hex(command.statusField, 3);
+        text += std::string(text.empty() ? "" : ", ") + (command.isAdmin ? "admin " : "io ");
+        text += command.isAnyOpcode ? "all" : hex(command.opcode, 2);
+        if (argument == Argument::STATUS) text += " " + hex(command.statusField, 3);
+        if (argument == Argument::MILLISECONDS) text += " " + std::to_string(command.delayMs);
     }
     return text;
 }
@@ -231,6 +267,10 @@ const KeyRow KEYS[] = {
     {"drive", "serial-number", true, "1 to 20 visible characters", "",
      [](Text text, D& d) { return parseSerial(text, d.serialNumber); },
      [](const D& d) { return d.serialNumber; }},
+    {"drive", "model-number", false, "1 to 40 printable ASCII characters, without blanks at the ends, or nothing",
+     "The model number that the drive shows; nothing: that of its model.",
+     [](Text text, D& d) { return parsePrintable(text, MODEL_NUMBER_BYTES, d.modelNumber); },
+     [](const D& d) { return d.modelNumber; }},
     {"drive", "size", true, "1 MiB to 8 TiB, for instance \"16 GiB\"",
      "What all namespaces together may take: bytes, or with KiB, MiB, GiB, TiB, KB, MB, GB, TB.",
      [](Text text, D& d) { return parseSize(text, d.sizeBytes); },
@@ -265,22 +305,34 @@ const KeyRow KEYS[] = {
      "The composite temperature in degrees Celsius; nothing: the true one.",
      [](Text text, D& d) { return parseTemperature(text, d.faults.temperatureCelsius); },
      [](const D& d) { return d.faults.temperatureCelsius ? std::to_string(*d.faults.temperatureCelsius) : ""; }},
+    {"faults", "smart", false, "fields like \"percentage-used 95, power-on-hours 43800\"",
+     "Fields of the SMART log, by their names in the standard, and the values that they show.",
+     [](Text text, D& d) { return parseSmartFaults(text, d.faults.smart); },
+     [](const D& d) { return smartFaultsText(d.faults.smart); }},
     {"faults", "media-errors", false, "blocks like \"1:100-107, 1:500\"",
      "Blocks that cannot be read: NAMESPACE:BLOCK or NAMESPACE:FIRST-LAST.",
      [](Text text, D& d) { return parseMediaErrors(text, d.faults.mediaErrors); },
      [](const D& d) { return mediaErrorsText(d.faults.mediaErrors); }},
+    {"faults", "self-test-failure", false, "a block like \"1:1000\", or nothing",
+     "The block at which a self-test of its namespace fails: NAMESPACE:BLOCK.",
+     [](Text text, D& d) { return parseBlock(text, d.faults.selfTestFailure); },
+     [](const D& d) { return d.faults.selfTestFailure ? mediaErrorsText({*d.faults.selfTestFailure}) : ""; }},
     {"faults", "fail", false, "commands like \"admin 0x80 0x10A\"",
-     "Commands that fail, undone: queue, opcode, status (code in bits 7:0, type in 10:8).",
-     [](Text text, D& d) { return parseCommands(text, true, d.faults.fail); },
-     [](const D& d) { return commandsText(d.faults.fail, true); }},
+     "Commands that fail, undone: queue, opcode or \"all\", status (code in bits 7:0, type in 10:8).",
+     [](Text text, D& d) { return parseCommands(text, Argument::STATUS, d.faults.fail); },
+     [](const D& d) { return commandsText(d.faults.fail, Argument::STATUS); }},
+    {"faults", "slow", false, "commands like \"admin 0x06 500\", at most 3600000",
+     "Commands that are answered late: queue, opcode or \"all\", milliseconds.",
+     [](Text text, D& d) { return parseCommands(text, Argument::MILLISECONDS, d.faults.slow); },
+     [](const D& d) { return commandsText(d.faults.slow, Argument::MILLISECONDS); }},
     {"faults", "hang", false, "commands like \"admin 0x06, io 0x02\"",
-     "Commands that are never answered, and not carried out: queue and opcode.",
-     [](Text text, D& d) { return parseCommands(text, false, d.faults.hang); },
-     [](const D& d) { return commandsText(d.faults.hang, false); }},
+     "Commands that are never answered, and not carried out: queue, and opcode or \"all\".",
+     [](Text text, D& d) { return parseCommands(text, Argument::NONE, d.faults.hang); },
+     [](const D& d) { return commandsText(d.faults.hang, Argument::NONE); }},
     {"faults", "power-loss", false, "commands like \"admin 0x80\"",
-     "Commands in the middle of which the drive loses its power, undone: queue and opcode.",
-     [](Text text, D& d) { return parseCommands(text, false, d.faults.powerLoss); },
-     [](const D& d) { return commandsText(d.faults.powerLoss, false); }},
+     "Commands in the middle of which the drive loses its power, undone: queue, and opcode or \"all\".",
+     [](Text text, D& d) { return parseCommands(text, Argument::NONE, d.faults.powerLoss); },
+     [](const D& d) { return commandsText(d.faults.powerLoss, Argument::NONE); }},
     {"faults", "gone", false, "\"yes\" or \"no\"",
      "The drive has vanished: it is listed and does not answer.",
      [](Text text, D& d) { return parseBool(text, d.faults.isGone); },
@@ -323,6 +375,10 @@ Status parseTree(const boost::property_tree::ptree& tree, Description& descripti
 }
 
 }  // namespace
+
+std::string Description::shownModelNumber() const {
+    return modelNumber.empty() ? modelOf(model).modelNumber : modelNumber;
+}
 
 void Description::setModel(ModelId id) {
     OSTREL_TRACE();

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "features/simulator/DriveState.h"
+#include "features/simulator/SmartFaults.h"
 #include "ostrel/core/Status.h"
 
 namespace features::simulator {
@@ -27,14 +28,19 @@ struct FaultyCommand {
     bool isAdmin = true;
     uint8_t opcode = 0;
     uint16_t statusField = 0;  ///< of `fail` alone: Status Code in bits 7:0, Status Code Type in 10:8
+    bool isAnyOpcode = false;  ///< all commands of the queue
+    uint32_t delayMs = 0;      ///< of `slow` alone: milliseconds until the answer
 };
 
 /// What is wrong with the drive: it lies over the true state and can be taken off.
 struct Faults {
     uint8_t criticalWarning = 0;                ///< bits that are set in the SMART log beside the true ones
     std::optional<int32_t> temperatureCelsius;  ///< instead of the true composite temperature
+    std::vector<SmartFault> smart;              ///< fields of the SMART log instead of the true ones
     std::vector<BlockRange> mediaErrors;        ///< blocks that cannot be read
+    std::optional<BlockRange> selfTestFailure;  ///< the block at which a self-test fails
     std::vector<FaultyCommand> fail;            ///< commands that end in a status, undone
+    std::vector<FaultyCommand> slow;            ///< commands that are answered late
     std::vector<FaultyCommand> hang;            ///< commands that are never answered, undone
     std::vector<FaultyCommand> powerLoss;       ///< commands over which the drive loses its power, undone
     bool isGone = false;                        ///< the drive has vanished
@@ -48,6 +54,7 @@ struct Description {
     // [drive]
     ModelId model = ModelId::VELKO;
     std::string serialNumber;
+    std::string modelNumber;  ///< empty: that of the model
     uint64_t sizeBytes = 0;
     std::optional<uint64_t> clockMs;  ///< the drive's clock stands at this time, see Clock
     // [supports]
@@ -66,6 +73,8 @@ struct Description {
     // [faults]
     Faults faults;
 
+    /// As Identify Controller has it.
+    std::string shownModelNumber() const;
     /// Makes it that model's: with the optional commands and logs that the model has by default.
     void setModel(ModelId id);
     static ostrel::core::Status parse(const std::string& text, Description& description);

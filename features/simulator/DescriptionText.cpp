@@ -1,5 +1,6 @@
 #include "features/simulator/DescriptionText.h"
 
+#include <algorithm>
 #include <sstream>
 #include <stdexcept>
 
@@ -16,6 +17,11 @@ std::vector<std::string> listOf(const std::string& text) {
     std::istringstream in(text + ",");
     for (std::string part; std::getline(in, part, ',');) parts.push_back(trimmed(part));
     return parts;
+}
+
+bool isPrintable(const std::string& text, size_t max) {
+    if (text.empty() || text.size() > max || text.front() == ' ' || text.back() == ' ') return false;
+    return std::all_of(text.begin(), text.end(), [](char c) { return c >= ' ' && c <= '~'; });
 }
 
 bool parseNumber(const std::string& text, uint64_t max, uint64_t& number) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <limits>
 #include <string>
@@ -12,6 +13,9 @@ namespace features::simulator {
 std::string trimmed(const std::string& text);
 /// The parts between commas; none of an empty text.
 std::vector<std::string> listOf(const std::string& text);
+/// Whether it can be an identity string: 1 to `max` printable ASCII characters, without blanks at the ends, which the
+/// drive's padding would swallow.
+bool isPrintable(const std::string& text, size_t max);
 /// Decimal digits, or hexadecimal ones after "0x", up to `max`.
 bool parseNumber(const std::string& text, uint64_t max, uint64_t& number);
 

@@ -35,6 +35,7 @@ struct CompletionEntry {
     uint32_t dword0 = 0;
     uint32_t dword1 = 0;
     Delivery delivery = Delivery::COMPLETED;
+    uint32_t delayMs = 0;  ///< a slow drive: the host gets the entry that much later
 
     bool isSuccess() const { return (statusField & 0x7FF) == 0; }
 };
@@ -44,11 +45,11 @@ inline constexpr uint16_t STATUS_DO_NOT_RETRY = 0x4000;
 /// A refusal that the same command would meet again.
 constexpr CompletionEntry refusal(uint8_t statusCodeType, uint8_t statusCode) {
     return CompletionEntry{static_cast<uint16_t>(STATUS_DO_NOT_RETRY | statusCodeType << 8 | statusCode), 0, 0,
-                           Delivery::COMPLETED};
+                           Delivery::COMPLETED, 0};
 }
 /// A refusal that may pass, or a success with a word of warning: without Do Not Retry.
 constexpr CompletionEntry passingRefusal(uint8_t statusCodeType, uint8_t statusCode) {
-    return CompletionEntry{static_cast<uint16_t>(statusCodeType << 8 | statusCode), 0, 0, Delivery::COMPLETED};
+    return CompletionEntry{static_cast<uint16_t>(statusCodeType << 8 | statusCode), 0, 0, Delivery::COMPLETED, 0};
 }
 
 }  // namespace features::simulator

@@ -28,7 +28,7 @@ struct RewrittenBlocks {
 
 const FaultyCommand* findCommand(const std::vector<FaultyCommand>& list, const SubmissionEntry& command) {
     const auto row = std::find_if(list.begin(), list.end(), [&](const FaultyCommand& faulty) {
-        return faulty.isAdmin == command.isAdmin && faulty.opcode == command.opcode;
+        return faulty.isAdmin == command.isAdmin && (faulty.isAnyOpcode || faulty.opcode == command.opcode);
     });
     return row == list.end() ? nullptr : &*row;
 }
@@ -104,6 +104,11 @@ Delivery faultyDelivery(const CommandContext& context) {
     const Faults& faults = context.description.faults;
     if (faults.isGone || losesPower(context)) return Delivery::GONE;
     return findCommand(faults.hang, context.command) != nullptr ? Delivery::NEVER : Delivery::COMPLETED;
+}
+
+uint32_t faultyDelayMs(const CommandContext& context) {
+    const FaultyCommand* fault = findCommand(context.description.faults.slow, context.command);
+    return fault == nullptr ? 0 : fault->delayMs;
 }
 
 bool losesPower(const CommandContext& context) {

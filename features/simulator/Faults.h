@@ -10,6 +10,8 @@ namespace features::simulator {
 /// What the faults of the description make of a command before it is looked at: NEVER answered, or GONE, when the drive
 /// has vanished or loses its power over it. In all of these the command is not carried out.
 Delivery faultyDelivery(const CommandContext& context);
+/// Milliseconds by which a fault delays the answer to the command, which is carried out at once.
+uint32_t faultyDelayMs(const CommandContext& context);
 /// Whether the drive loses its power over the command.
 bool losesPower(const CommandContext& context);
 /// What that does to the drive, which has its power again for the next command.

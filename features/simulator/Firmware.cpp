@@ -62,7 +62,7 @@ std::string trimmed(const uint8_t* at, size_t size) {
 }
 
 /// False: the pieces make no image for this model.
-bool readImage(std::vector<Piece> pieces, const Model& model, Image& image) {
+bool readImage(std::vector<Piece> pieces, const std::string& modelNumber, Image& image) {
     std::sort(pieces.begin(), pieces.end(), [](const Piece& a, const Piece& b) { return a.offset < b.offset; });
     std::vector<uint8_t> bytes;
     for (const Piece& piece : pieces) {
@@ -77,7 +77,7 @@ bool readImage(std::vector<Piece> pieces, const Model& model, Image& image) {
     crc.process_bytes(head + OFFSET_CHECKED, bytes.size() - OFFSET_CHECKED);
     image.revision = trimmed(head + OFFSET_REVISION, REVISION_BYTES);
     image.reset = static_cast<FirmwareReset>(head[OFFSET_RESET]);
-    return crc.checksum() == le32(head + 12) && trimmed(head + OFFSET_MODEL, MODEL_BYTES) == model.modelNumber &&
+    return crc.checksum() == le32(head + 12) && trimmed(head + OFFSET_MODEL, MODEL_BYTES) == modelNumber &&
            !image.revision.empty() && image.reset <= FirmwareReset::CONVENTIONAL;
 }
 
@@ -132,7 +132,7 @@ CompletionEntry replace(CommandContext& context, const std::vector<Piece>& piece
     if (slot == 0) slot = freeSlot(context);
     if (slot == 0 || (slot == 1 && context.model.isSlot1ReadOnly)) return INVALID_SLOT;
     Image image;
-    if (!readImage(pieces, context.model, image)) return INVALID_IMAGE;
+    if (!readImage(pieces, context.description.shownModelNumber(), image)) return INVALID_IMAGE;
     context.state.firmware.slots[slot - 1U] = image.revision;
     context.state.firmware.resets[slot - 1U] = static_cast<uint8_t>(image.reset);
     context.afterSave.push_back([&folder = context.folder] { FirmwareDownload(folder).discard(); });

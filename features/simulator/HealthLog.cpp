@@ -21,7 +21,10 @@ constexpr uint64_t DATA_UNIT_BYTES = 512000;
 constexpr uint64_t MS_PER_HOUR = 3600000;
 constexpr uint64_t MS_PER_MINUTE = 60000;
 constexpr uint64_t MICROSECONDS_PER_MINUTE = 60000000;
+constexpr uint8_t WARNING_SPARE = 1 << 0;
 constexpr uint8_t WARNING_TEMPERATURE = 1 << 1;
+constexpr uint8_t TRUE_SPARE = 100;
+constexpr uint8_t TRUE_SPARE_THRESHOLD = 10;
 
 /// How long the drive has been how hot.
 struct ThermalTimes {
@@ -44,6 +47,14 @@ uint64_t roundedUp(uint64_t number, uint64_t unit) {
     return number / unit + (number % unit != 0 ? 1 : 0);
 }
 
+uint64_t spare(const CommandContext& context) {
+    return smartFaultAt(context.description.faults.smart, SMART_AVAILABLE_SPARE).value_or(TRUE_SPARE);
+}
+
+uint64_t spareThreshold(const CommandContext& context) {
+    return smartFaultAt(context.description.faults.smart, SMART_SPARE_THRESHOLD).value_or(TRUE_SPARE_THRESHOLD);
+}
+
 }  // namespace
 
 uint16_t compositeKelvin(const CommandContext& context) {
@@ -57,10 +68,14 @@ uint8_t criticalWarning(const CommandContext& context) {
     const uint32_t over = currentFeature(context, nvme::FID_TEMPERATURE_THRESHOLD).dword & 0xFFFF;
     const uint32_t under = currentFeature(context, nvme::FID_TEMPERATURE_THRESHOLD, 0, SIDE_UNDER).dword & 0xFFFF;
     const bool isWarning = kelvin >= over || kelvin <= under;
-    return static_cast<uint8_t>(context.description.faults.criticalWarning | (isWarning ? WARNING_TEMPERATURE : 0));
+    const bool isSpareLow = spare(context) < spareThreshold(context);
+    return static_cast<uint8_t>(context.description.faults.criticalWarning | (isSpareLow ? WARNING_SPARE : 0) |
+                                (isWarning ? WARNING_TEMPERATURE : 0));
 }
 
 uint8_t percentageUsed(const CommandContext& context) {
+    if (const auto fault = smartFaultAt(context.description.faults.smart, SMART_PERCENTAGE_USED))
+        return static_cast<uint8_t>(*fault);
     const uint64_t written = context.state.health.work.bytesWritten + context.work.bytesWritten;
     const uint64_t fill = context.description.sizeBytes * ENDURANCE_FILLS / 100;
     return static_cast<uint8_t>(std::min<uint64_t>(written / std::max<uint64_t>(fill, 1), 255));
@@ -87,9 +102,9 @@ CompletionEntry buildHealthLog(CommandContext& context, const LogRequest&, std::
     uint8_t* at = page.data();
     at[0] = criticalWarning(context);
     putLe16(at + 1, compositeKelvin(context));
-    at[3] = 100;  // Available Spare
-    at[4] = 10;
-    at[5] = percentageUsed(context);
+    at[SMART_AVAILABLE_SPARE] = TRUE_SPARE;
+    at[SMART_SPARE_THRESHOLD] = TRUE_SPARE_THRESHOLD;
+    at[SMART_PERCENTAGE_USED] = percentageUsed(context);
     putLe64(at + 32, roundedUp(work.bytesRead, DATA_UNIT_BYTES));
     putLe64(at + 48, roundedUp(work.bytesWritten, DATA_UNIT_BYTES));
     putLe64(at + 64, work.readCommands);
@@ -105,6 +120,7 @@ CompletionEntry buildHealthLog(CommandContext& context, const LogRequest&, std::
     putLe32(at + 192, static_cast<uint32_t>(times.ms[1] / MS_PER_MINUTE));
     putLe32(at + 196, static_cast<uint32_t>(times.ms[2] / MS_PER_MINUTE));
     putLe16(at + 200, compositeKelvin(context));  // Temperature Sensor 1
+    putSmartFaults(context.description.faults.smart, at);
     return {};
 }
 

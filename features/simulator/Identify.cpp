@@ -38,7 +38,7 @@ void putIdentity(const CommandContext& c, uint8_t* at) {  // bytes 0 to 255
     putLe16(at, c.model.vendorId);
     putLe16(at + 2, c.model.subsystemVendorId);
     putText(at + 4, 20, c.description.serialNumber);
-    putText(at + 24, 40, c.model.modelNumber);
+    putText(at + 24, 40, c.description.shownModelNumber());
     putText(at + 64, 8, c.state.firmware.running);
     at[72] = 2;  // RAB
     at[73] = static_cast<uint8_t>(c.model.oui);

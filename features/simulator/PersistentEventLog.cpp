@@ -88,7 +88,7 @@ void putHeader(const CommandContext& context, size_t events, std::vector<uint8_t
     putLe16(at + 52, context.model.vendorId);
     putLe16(at + 54, context.model.subsystemVendorId);
     putText(at + 56, 20, context.description.serialNumber);
-    putText(at + 76, 40, context.model.modelNumber);
+    putText(at + 76, 40, context.description.shownModelNumber());
     const std::string name = subsystemName(context.description);
     std::copy(name.begin(), name.end(), at + 116);
     for (const PersistentEvent type : RECORDED) {

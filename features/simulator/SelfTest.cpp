@@ -38,7 +38,10 @@ bool isTested(const CommandContext& context, uint32_t nsid) {
 }
 
 /// The extended self-test reads the media of its namespaces. The first block that it cannot read, with its namespace.
+/// One that a fault names fails the short one, too.
 std::optional<BlockRange> unreadableBlock(const CommandContext& context) {
+    const std::optional<BlockRange>& fault = context.description.faults.selfTestFailure;
+    if (fault && isTested(context, fault->nsid)) return fault;
     if (context.state.selfTest.code != CODE_EXTENDED) return std::nullopt;
     for (const auto& [nsid, part] : context.state.namespaces) {
         if (!isTested(context, nsid)) continue;

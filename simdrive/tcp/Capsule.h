@@ -48,6 +48,7 @@ struct Reply {
     uint16_t statusField = 0;  ///< without the phase bit, as in features::simulator::CompletionEntry
     uint64_t result = 0;       ///< dwords 0 and 1 of the completion
     bool isHeld = false;       ///< it is completed some day, or never
+    uint32_t delayMs = 0;      ///< the host gets it that much later
 
     bool isSuccess() const { return (statusField & 0x7FF) == 0; }
 

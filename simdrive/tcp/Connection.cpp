@@ -4,6 +4,10 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <iterator>
+#include <utility>
+
+#include "simdrive/tcp/Time.h"
 
 namespace simdrive::tcp {
 
@@ -30,7 +34,13 @@ Connection::Connection(ostrel::core::FileDescriptor socket, CommandHandler& hand
     : socket_(std::move(socket)), handler_(handler) {}
 
 bool Connection::wantsToRead() const {
-    return !isClosing_ && !isOver_ && out_.size() - sent_ < MOST_WAITING_BYTES;
+    return !isClosing_ && !isOver_ && waitingBytes() < MOST_WAITING_BYTES;
+}
+
+size_t Connection::waitingBytes() const {
+    size_t bytes = out_.size() - sent_;
+    for (const Delayed& each : delayed_) bytes += each.data.size();
+    return bytes;
 }
 
 void Connection::onReadable() {
@@ -204,7 +214,29 @@ void Connection::run(const Capsule& capsule, std::vector<uint8_t>& data) {
         held_.insert(capsule.commandId());
         return;
     }
+    if (reply.delayMs != 0) {
+        delayed_.push_back({nowMs() + reply.delayMs, capsule, reply, std::move(data)});
+        return;
+    }
     answer(capsule, reply, data);
+}
+
+void Connection::answerDue(uint64_t nowMs) {
+    if (isOver_ || nextDueMs() > nowMs) return;
+    // In the order in which they are due; those of one time in that of their commands.
+    const auto due = std::stable_partition(delayed_.begin(), delayed_.end(),
+                                           [&](const Delayed& each) { return each.dueMs > nowMs; });
+    std::stable_sort(due, delayed_.end(), [](const Delayed& a, const Delayed& b) { return a.dueMs < b.dueMs; });
+    std::vector<Delayed> answers(std::make_move_iterator(due), std::make_move_iterator(delayed_.end()));
+    delayed_.erase(due, delayed_.end());
+    for (const Delayed& each : answers) answer(each.capsule, each.reply, each.data);
+    consume();
+}
+
+uint64_t Connection::nextDueMs() const {
+    uint64_t next = UINT64_MAX;
+    for (const Delayed& each : delayed_) next = std::min(next, each.dueMs);
+    return next;
 }
 
 /// Data go first, then the completion; of a refused command no data.
@@ -245,6 +277,8 @@ bool Connection::completeHeld(uint16_t commandId, const Reply& reply) {
 void Connection::dropHeld() {
     for (const uint16_t commandId : held_) outstanding_.erase(commandId);
     held_.clear();
+    for (const Delayed& each : delayed_) outstanding_.erase(each.capsule.commandId());
+    delayed_.clear();
 }
 
 void Connection::terminate(const Offence& offence, const uint8_t* bytes, size_t size) {

@@ -29,7 +29,7 @@ public:
 /// One TCP connection of a host: a queue, or one that has not become a queue yet. Turns bytes into commands with their
 /// data, and replies into bytes.
 ///
-/// Memory:  input of one unit, data of one command that is being fetched, and output of one command beyond
+/// Memory:  input of one unit, data of one command that is being fetched, and answers of one command beyond
 ///          MOST_WAITING_BYTES: while that much waits for the host, nothing more is read from it.
 /// Errors:  a host that breaks the rules gets a C2HTermReq and is closed when that is sent.
 /// Threads: one.
@@ -71,8 +71,12 @@ public:
 
     /// Completes a command that was held; false: there is none with that identifier.
     bool completeHeld(uint16_t commandId, const Reply& reply);
-    /// Held commands are forgotten without an answer, as a reset does.
+    /// Held and delayed commands are forgotten without an answer, as a reset does.
     void dropHeld();
+    /// Sends the delayed answers whose time has come.
+    void answerDue(uint64_t nowMs);
+    /// When the next of them is due; UINT64_MAX: there is none.
+    uint64_t nextDueMs() const;
 
 private:
     static constexpr size_t MOST_WAITING_BYTES = 256 * 1024;
@@ -85,6 +89,16 @@ private:
         bool isDamaged = false;
     };
 
+    /// An answer that waits for its time.
+    struct Delayed {
+        uint64_t dueMs;
+        Capsule capsule;
+        Reply reply;
+        std::vector<uint8_t> data;
+    };
+
+    /// Of output and delayed answers.
+    size_t waitingBytes() const;
     void consume();
     bool isAllowed(uint8_t type) const;
     Offence take(const Pdu& pdu);
@@ -110,6 +124,7 @@ private:
     size_t sent_ = 0;  ///< of out_
     std::set<uint16_t> outstanding_;
     std::set<uint16_t> held_;
+    std::vector<Delayed> delayed_;
     std::deque<Transfer> transfers_;  ///< the first one's data are being fetched
     uint16_t head_ = 0;               ///< SQHD
 };

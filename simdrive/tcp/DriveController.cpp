@@ -70,7 +70,8 @@ Reply DriveController::execute(const Capsule& capsule, bool isAdmin, std::vector
     }
     if (completion.delivery == Delivery::GONE) end();  // as if somebody had pulled the cable
     if (completion.delivery != Delivery::COMPLETED) return Reply::held();
-    return Reply{completion.statusField, completion.dword0 | uint64_t{completion.dword1} << 32, false};
+    return Reply{completion.statusField, completion.dword0 | uint64_t{completion.dword1} << 32, false,
+                 completion.delayMs};
 }
 
 void DriveController::resetController() {

@@ -10,12 +10,12 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <chrono>
 #include <cstdio>
 #include <cstring>
 #include <new>
 
 #include "simdrive/tcp/DriveController.h"
+#include "simdrive/tcp/Time.h"
 
 namespace simdrive::tcp {
 
@@ -51,11 +51,6 @@ constexpr uint16_t AT_CONTROLLER_ID = 16;
 constexpr uint16_t AT_SUBSYSTEM = 256;
 constexpr uint16_t AT_HOST = 512;
 constexpr size_t NAME_BYTES = 256;
-
-uint64_t nowMs() {
-    using namespace std::chrono;
-    return static_cast<uint64_t>(duration_cast<milliseconds>(steady_clock::now().time_since_epoch()).count());
-}
 
 Status systemStatus(int error, const std::string& what) {
     return Status(CATEGORY_OS, static_cast<uint32_t>(error), what + ": " + std::strerror(error) + ".");
@@ -235,6 +230,7 @@ void Target::lookAfterTime() {
         if (each->isExpired(now)) each->end();
     }
     for (const auto& each : connections_) {
+        each->answerDue(now);
         const bool isQueue = each->queue.controller != nullptr && each->queue.isAuthenticated();
         const bool isStalled = !each->takeProgress() && each->isWaitingForHost();
         if (isQueue && !each->isClosing() && !isStalled) {
@@ -264,7 +260,11 @@ void Target::removeEnded() {
 }
 
 int Target::waitMs() const {
-    return connections_.empty() && nowMs() >= listenAgainMs_ ? -1 : TICK_MS;
+    if (connections_.empty() && nowMs() >= listenAgainMs_) return -1;
+    const uint64_t now = nowMs();
+    uint64_t wait = TICK_MS;
+    for (const auto& each : connections_) wait = std::min(wait, each->nextDueMs() - std::min(each->nextDueMs(), now));
+    return static_cast<int>(wait);
 }
 
 FabricsController* Target::findController(uint16_t id) const {

@@ -533,6 +533,28 @@ class Faults(TargetTestCase):
         admin.capsule(entry(IDENTIFY, 9, sgl=(0, 4096, 0x5A), dwords=b"\1"))
         self.assertEqual(admin.receive()[0], C2H_DATA, "the identifier is free again")
 
+    def test_a_slow_command_is_answered_in_its_time_and_keeps_no_other_waiting(self):
+        self.admin()
+        queue = self.io()
+        self.fault("--slow", "io 0x02 400")
+        begin = time.monotonic()
+        queue.capsule(entry(READ, 7, 1, (0, 512, 0x5A)))
+        queue.capsule(entry(0x00, 8, 1))
+        self.assertEqual(queue.response()[:3], (8, 0, 0))
+        self.assertEqual(queue.receive()[0], C2H_DATA)
+        self.assertEqual(queue.response()[:3], (7, 0, 0))
+        self.assertTrue(0.4 <= time.monotonic() - begin < 5, time.monotonic() - begin)
+
+    def test_a_reset_forgets_slow_commands(self):
+        admin = self.admin()
+        self.fault("--slow", "admin 0x06 60000")
+        admin.capsule(entry(IDENTIFY, 9, sgl=(0, 4096, 0x5A), dwords=b"\1"))
+        admin.set_property(CC, CONFIGURATION)
+        self.fault("clear")
+        admin.enable()
+        admin.capsule(entry(IDENTIFY, 9, sgl=(0, 4096, 0x5A), dwords=b"\1"))
+        self.assertEqual(admin.receive()[0], C2H_DATA, "the identifier is free again")
+
     def test_a_drive_that_is_gone_closes_the_connections(self):
         for fault, value in (("--gone", "yes"), ("--power-loss", "admin 0x06")):
             with self.subTest(fault):

@@ -36,7 +36,7 @@ void setIdentity(Device& device, SimulatedNvmePath& path, const std::string& fol
     if (identity.description.serialNumber.empty()) return;
     path.select(identityOf(identity.description));
     const simulator::Model& model = simulator::modelOf(identity.description.model);
-    set(device, attributes::device::modelNumber(), model.modelNumber);
+    set(device, attributes::device::modelNumber(), identity.description.shownModelNumber());
     set(device, attributes::device::serialNumber(), identity.description.serialNumber);
     if (!status.is(0, 0)) return;
     set(device, attributes::device::firmware(), identity.firmware.empty() ? model.firmware : identity.firmware);

@@ -1,15 +1,13 @@
 #include "features/transport/simulated/SimulatedIdentity.h"
 
 #include "features/simulator/Identify.h"
-#include "features/simulator/Model.h"
 #include "ostrel/core/ScopeTrace.h"
 
 namespace features::transport {
 
 nvme::ControllerIdentity identityOf(const simulator::Description& description) {
     OSTREL_TRACE();
-    return {description.serialNumber, simulator::modelOf(description.model).modelNumber,
-            simulator::subsystemName(description)};
+    return {description.serialNumber, description.shownModelNumber(), simulator::subsystemName(description)};
 }
 
 }  // namespace features::transport

@@ -114,9 +114,13 @@ Status SimulatedNvmePath::sendNvme(const NvmeCommand& command, const Payload& pa
     if (completion.delivery == Delivery::GONE) {
         return Status(CATEGORY_OS, ENODEV, "System error. The drive of " + folder_ + " is gone.");
     }
-    if (completion.delivery != Delivery::COMPLETED) {
-        const uint64_t ms = command.timeoutMs != 0 ? command.timeoutMs : getTimeoutNanoseconds() / 1000000;
-        wait_(std::chrono::milliseconds(ms));
+    const bool isAnswered = completion.delivery == Delivery::COMPLETED;
+    const uint64_t timeoutMs = command.timeoutMs != 0 ? command.timeoutMs : getTimeoutNanoseconds() / 1000000;
+    const bool isInTime = isAnswered && completion.delayMs < timeoutMs;
+    if (completion.delayMs != 0 || !isAnswered) {
+        wait_(std::chrono::milliseconds(isInTime ? completion.delayMs : timeoutMs));
+    }
+    if (!isInTime) {
         return Status(CATEGORY_OS, EINTR, "System error. The drive of " + folder_ + " did not answer in time.");
     }
     if (reads && completion.isSuccess() && data.size() > command.dataLength) {

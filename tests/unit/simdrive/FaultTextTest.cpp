@@ -11,8 +11,11 @@ using Faults = std::vector<Fault>;
 TEST(FaultText, KnowsEachKind) {
     EXPECT_EQ(noFaults(), (Faults{{"critical-warning", "0x00"},
                                   {"temperature", ""},
+                                  {"smart", ""},
                                   {"media-errors", ""},
+                                  {"self-test-failure", ""},
                                   {"fail", ""},
+                                  {"slow", ""},
                                   {"hang", ""},
                                   {"power-loss", ""},
                                   {"gone", "no"}}));

@@ -23,6 +23,8 @@ TEST(DescriptionOfASimulatedDrive, IsReadAndWritten) {
         "(nothing optional).\n"
         "model = ocp\n"
         "serial-number = S-1\n"
+        "; The model number that the drive shows; nothing: that of its model.\n"
+        "model-number = ACME  X100\n"
         "; What all namespaces together may take: bytes, or with KiB, MiB, GiB, TiB, KB, MB, GB, TB.\n"
         "size = 16 GiB\n"
         "; The time at which the drive's clock stands, in milliseconds since 1970 (UTC); nothing: it goes with the "
@@ -51,13 +53,19 @@ TEST(DescriptionOfASimulatedDrive, IsReadAndWritten) {
         "critical-warning = 0x05\n"
         "; The composite temperature in degrees Celsius; nothing: the true one.\n"
         "temperature = -5\n"
+        "; Fields of the SMART log, by their names in the standard, and the values that they show.\n"
+        "smart = percentage-used 95, power-on-hours 9999999999999999999, temperature-sensor-8 60\n"
         "; Blocks that cannot be read: NAMESPACE:BLOCK or NAMESPACE:FIRST-LAST.\n"
         "media-errors = 1:100-107, 2:500\n"
-        "; Commands that fail, undone: queue, opcode, status (code in bits 7:0, type in 10:8).\n"
+        "; The block at which a self-test of its namespace fails: NAMESPACE:BLOCK.\n"
+        "self-test-failure = 1:1000\n"
+        "; Commands that fail, undone: queue, opcode or \"all\", status (code in bits 7:0, type in 10:8).\n"
         "fail = admin 0x80 0x10A, io 0x02 0x281\n"
-        "; Commands that are never answered, and not carried out: queue and opcode.\n"
+        "; Commands that are answered late: queue, opcode or \"all\", milliseconds.\n"
+        "slow = admin 0x06 500, io all 3600000\n"
+        "; Commands that are never answered, and not carried out: queue, and opcode or \"all\".\n"
         "hang = admin 0x06\n"
-        "; Commands in the middle of which the drive loses its power, undone: queue and opcode.\n"
+        "; Commands in the middle of which the drive loses its power, undone: queue, and opcode or \"all\".\n"
         "power-loss =\n"
         "; The drive has vanished: it is listed and does not answer.\n"
         "gone = yes\n";
@@ -74,6 +82,14 @@ TEST(DescriptionOfASimulatedDrive, IsReadAndWritten) {
     EXPECT_FALSE(description.faults.fail[1].isAdmin);
     EXPECT_EQ(description.faults.fail[1].statusField, 0x281);
     EXPECT_EQ(description.faults.temperatureCelsius, -5);
+    EXPECT_EQ(description.shownModelNumber(), "ACME  X100");
+    ASSERT_EQ(description.faults.smart.size(), 3U);
+    EXPECT_EQ(description.faults.smart[2].value, 60U);
+    EXPECT_EQ(description.faults.selfTestFailure->first, 1000U);
+    ASSERT_EQ(description.faults.slow.size(), 2U);
+    EXPECT_FALSE(description.faults.slow[0].isAnyOpcode);
+    EXPECT_TRUE(description.faults.slow[1].isAnyOpcode);
+    EXPECT_EQ(description.faults.slow[1].delayMs, 3600000U);
     EXPECT_EQ(description.toText(), text);
 }
 
@@ -120,6 +136,26 @@ TEST(DescriptionOfASimulatedDrive, IsRefusedWithTheReason) {
         {WHO + "[faults]\nhang = admin 0x100\n", "\"hang\" takes commands like \"admin 0x06, io 0x02\"."},
         {WHO + "[faults]\nhang = all 0x06\n", "\"hang\" takes commands like \"admin 0x06, io 0x02\"."},
         {WHO + "[faults]\nhang = admin 0x06 0x07\n", "\"hang\" takes commands like \"admin 0x06, io 0x02\"."},
+        {WHO + "model-number = 12345678901234567890123456789012345678901\n",
+         "\"model-number\" takes 1 to 40 printable ASCII characters, without blanks at the ends, or nothing."},
+        {WHO + "model-number = caf\xC3\xA9\n",
+         "\"model-number\" takes 1 to 40 printable ASCII characters, without blanks at the ends, or nothing."},
+        {WHO + "[faults]\nsmart = rust 5\n",
+         "\"smart\" takes fields like \"percentage-used 95, power-on-hours 43800\"."},
+        {WHO + "[faults]\nsmart = percentage-used 256\n",
+         "\"smart\" takes fields like \"percentage-used 95, power-on-hours 43800\"."},
+        {WHO + "[faults]\nsmart = available-spare 1 2\n",
+         "\"smart\" takes fields like \"percentage-used 95, power-on-hours 43800\"."},
+        {WHO + "[faults]\nsmart = available-spare 1, available-spare 1\n",
+         "\"smart\" takes fields like \"percentage-used 95, power-on-hours 43800\"."},
+        {WHO + "[faults]\nself-test-failure = 1:2-3\n",
+         "\"self-test-failure\" takes a block like \"1:1000\", or nothing."},
+        {WHO + "[faults]\nself-test-failure = 1:2, 1:3\n",
+         "\"self-test-failure\" takes a block like \"1:1000\", or nothing."},
+        {WHO + "[faults]\nslow = admin 0x06\n", "\"slow\" takes commands like \"admin 0x06 500\", at most 3600000."},
+        {WHO + "[faults]\nslow = io all 0\n", "\"slow\" takes commands like \"admin 0x06 500\", at most 3600000."},
+        {WHO + "[faults]\nslow = io all 3600001\n",
+         "\"slow\" takes commands like \"admin 0x06 500\", at most 3600000."},
         {WHO + "model = ocp\n", "Line 5: duplicate key name."},
         {WHO + "nonsense\n", "Line 5: '=' character not found in line."},
     };

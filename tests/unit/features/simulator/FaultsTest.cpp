@@ -43,6 +43,49 @@ TEST_F(FaultsOfASimulatedDrive, CriticalWarningAndTemperatureLieOverTheTruth) {
     EXPECT_EQ(part(log(0x02, 512), 0, 3), (Bytes{0x00, 0x37, 0x01}));
 }
 
+TEST_F(FaultsOfASimulatedDrive, FieldsOfTheSmartLogShowOtherValues) {
+    const auto truth = log(0x02, 512);
+    description.faults.smart = {{3, 40}, {5, 95}, {128, 43800}, {144, 46}, {192, 7}, {202, 60}};
+    describe();
+    Bytes expected = truth;
+    expected[3] = 40;
+    expected[5] = 95;
+    expected[128] = 0x18;  // 43800
+    expected[129] = 0xAB;
+    expected[144] = 46;
+    expected[192] = 7;
+    expected[202] = 0x4D;  // 333 Kelvin
+    expected[203] = 0x01;
+    EXPECT_EQ(log(0x02, 512), expected);
+    description.faults.smart = {{3, 9}};
+    describe();
+    EXPECT_EQ(part(log(0x02, 512), 0, 5), (Bytes{0x01, 0x37, 0x01, 9, 10})) << "a warning: below the threshold";
+    description.faults.smart = {{4, 100}};
+    describe();
+    EXPECT_EQ(part(log(0x02, 512), 0, 5), (Bytes{0x00, 0x37, 0x01, 100, 100})) << "at the threshold is not below it";
+    description.faults.smart = {};
+    describe();
+    EXPECT_EQ(log(0x02, 512), truth);
+}
+
+TEST_F(FaultsOfASimulatedDrive, SlowCommandsAreCarriedOutAndAnsweredLater) {
+    description.faults.slow = {{true, 0x06, 0, false, 500}, {false, 0, 0, true, 20}};
+    describe();
+    EXPECT_EQ(run(admin(0x06, 0, 1)).delayMs, 500U);
+    EXPECT_EQ(text(data, 4, 4), "SIM1") << "carried out";
+    EXPECT_EQ(run(admin(0x02, 0xFFFFFFFF, 0x007F0002)).delayMs, 0U);
+    EXPECT_EQ(run(readBlocks(0, 1)).delayMs, 20U);
+    EXPECT_EQ(run(io(0x00, 1)).delayMs, 20U) << "all opcodes of the queue";
+}
+
+TEST_F(FaultsOfASimulatedDrive, AllCommandsOfAQueueFail) {
+    description.faults.fail = {{false, 0, 0x281, true}};
+    describe();
+    EXPECT_EQ(status(readBlocks(0, 1)), 0x281);
+    EXPECT_EQ(status(io(0x00, 1)), 0x281);
+    EXPECT_EQ(status(admin(0x06, 0, 1)), 0);
+}
+
 TEST_F(FaultsOfASimulatedDrive, TimeOfHeatIsCounted) {
     const auto beAt = [this](std::optional<int32_t> celsius, uint64_t minutes) {
         description.faults.temperatureCelsius = celsius;

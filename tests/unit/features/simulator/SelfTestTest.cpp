@@ -82,6 +82,23 @@ TEST_F(SelfTestOfASimulatedDrive, FindsBlocksThatCannotBeRead) {
               (Bytes{0x27, 5, 0xF, 0, 0, 0, 0, 0, 0, 0, 0, 0, 1, 0, 0, 0, 70, 0, 0, 0, 0, 0, 0, 0, 2, 0x81, 0, 0}));
 }
 
+TEST_F(SelfTestOfASimulatedDrive, FailsAtTheBlockThatAFaultNames) {
+    description.faults.selfTestFailure = features::simulator::BlockRange{1, 1000, 1};
+    describe();
+    Bytes expected{0x17, 5, 0xF, 0, 0, 0, 0, 0, 0, 0, 0, 0, 1, 0, 0, 0, 0xE8, 3, 0, 0, 0, 0, 0, 0, 2, 0x81, 0, 0};
+    EXPECT_EQ(start(1), 0);
+    clock.advanceMs(10000);
+    EXPECT_EQ(result(), expected);
+    EXPECT_EQ(start(2), 0);
+    clock.advanceMs(60000);
+    expected[0] = 0x27;
+    EXPECT_EQ(result(), expected);
+    EXPECT_EQ(start(1, 0), 0);
+    clock.advanceMs(10000);
+    EXPECT_EQ(result()[0], 0x10) << "of the controller alone";
+    EXPECT_EQ(status(io(0x02, 1, 1000)), 0) << "the block itself can be read";
+}
+
 TEST_F(SelfTestOfASimulatedDrive, KeepsTwentyResults) {
     for (int i = 0; i < 21; ++i) {
         EXPECT_EQ(start(i == 0 ? 2 : 1), 0);

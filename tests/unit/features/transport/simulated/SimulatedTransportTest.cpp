@@ -172,6 +172,20 @@ TEST_F(SimulatedTransport, WaitsForADriveThatDoesNotAnswer) {
     EXPECT_TRUE(result.status.is(0, 0));
 }
 
+TEST_F(SimulatedTransport, WaitsForADriveThatIsSlow) {
+    fault("slow = admin 0x06 700\n");
+    NvmeCommand identify(Queue::ADMIN, 0x06, "Identify");
+    identify.cdw10 = 1;
+    identify.dataLength = 4096;
+    CommandResult result = path.send(identify, {}, {});
+    EXPECT_TRUE(result.status.is(0, 0));
+    EXPECT_EQ(waitedMs, 700U);
+    identify.timeoutMs = 700;
+    result = path.send(identify, {}, {});
+    EXPECT_EQ(result.status.getMessage(), "System error. The drive of " + root + "/two did not answer in time.");
+    EXPECT_EQ(waitedMs, 1400U) << "not longer than the host waits";
+}
+
 TEST_F(SimulatedTransport, TellsADriveThatHasVanished) {
     fault("gone = yes\n");
     const CommandResult result = path.send(NvmeCommand(Queue::ADMIN, 0x06, "Identify"), {}, {});
