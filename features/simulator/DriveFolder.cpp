@@ -27,9 +27,6 @@ using nvme::putLe64;
 
 namespace {
 
-/// Files that were to replace others when their process died.
-constexpr const char* REPLACEMENT_PREFIX = ".nimbrel-";
-
 bool begins(const std::string& name, const char* prefix) {
     return name.compare(0, std::strlen(prefix), prefix) == 0;
 }

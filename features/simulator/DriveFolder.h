@@ -19,6 +19,8 @@ inline constexpr const char* FILE_SERVED = "served";  ///< a lock, held as long 
 inline constexpr const char* FILE_DOWNLOAD = "firmware-download";
 inline constexpr const char* MEDIA_PREFIX = "media-";
 inline constexpr const char* LOG_PREFIX = "log-";
+/// Files that were to replace others when their process died.
+inline constexpr const char* REPLACEMENT_PREFIX = ".nimbrel-";
 
 /// The folder of one simulated drive: its description, its state, its media. Any number of processes may use a drive at
 /// once; each command is a transaction, begin() to commit() or rollBack(), under the folder's lock:

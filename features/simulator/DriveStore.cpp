@@ -13,6 +13,7 @@
 #include <string_view>
 #include <utility>
 
+#include "features/simulator/DriveCopy.h"
 #include "features/simulator/DriveFolder.h"
 #include "features/simulator/NewDrive.h"
 #include "features/simulator/OwnFiles.h"
@@ -27,10 +28,11 @@ using namespace ostrel::core;
 
 namespace {
 
-/// Folders that are being made or removed begin with a dot, as no name does.
+/// Folders that are being made or removed begin with a dot, as no name does. So do
+/// snapshots.
 constexpr const char* MAKING = ".making-";
 constexpr const char* REMOVING = ".removing-";
-constexpr const char* STORE_LOCK = ".lock";
+constexpr const char* SNAPSHOT = ".snapshot-";
 
 Status notAName(const std::string& name) {
     return Status(CATEGORY_OS, EINVAL,
@@ -158,15 +160,24 @@ Status DriveStore::removeLeftovers(int folder) const {
     return Status();
 }
 
-Status DriveStore::make(const NewDrive& drive, const Clock& clock, std::string& making) const {
+/// An empty folder that is no drive yet.
+Status DriveStore::makeUnnamed(std::string& making) const {
     OSTREL_TRACE();
-    if (!isName(drive.name)) return notAName(drive.name);
-    if (pathExists(pathOf(drive.name))) return fileStatus(EEXIST, pathOf(drive.name));
     std::string folder = folder_ + "/" + MAKING + "XXXXXX";
     making.reserve(folder.size());  // once the folder is there, its name must not be lost
     if (::mkdtemp(folder.data()) == nullptr) return fileStatus(errno, folder);
     making = folder;
-    DriveState state = newState(drive.description, drive.description.clockMs.value_or(clock.nowMs()));
+    return Status();
+}
+
+Status DriveStore::make(const NewDrive& drive, const Clock& clock, std::string& making) const {
+    OSTREL_TRACE();
+    if (!isName(drive.name)) return notAName(drive.name);
+    if (pathExists(pathOf(drive.name))) return fileStatus(EEXIST, pathOf(drive.name));
+    const Status made = makeUnnamed(making);
+    if (!made.is(0, 0)) return made;
+    const std::string& folder = making;
+    DriveState state = newState(drive.description, drive.description.clockMs.value_or(clock.nowMs()), drive.firmware);
     const std::vector<uint8_t> bytes = DriveFolder::stateBytes(state, 1);
     Status status = writeFile(folder + "/" + FILE_DESCRIPTION, drive.description.toText());
     if (!status.is(0, 0)) return status;
@@ -204,17 +215,72 @@ Status DriveStore::remove(const std::string& name) const {
     FileDescriptor lock;
     status = lockDrive(pathOf(name), lock);
     if (!status.is(0, 0)) return status;
-    // Out of sight at once; what is left of it, should this process die, is no drive.
+    if (pathExists(snapshotOf(name))) status = discard(snapshotOf(name), name);
+    return status.is(0, 0) ? discard(pathOf(name), name) : status;
+}
+
+/// Removes a folder. It is out of sight at once; what is left of it, should this process die, is no drive.
+Status DriveStore::discard(const std::string& path, const std::string& name) const {
+    OSTREL_TRACE();
     PendingFolders pending(1);
     std::string& removing = pending.paths.front();
-    std::string path = folder_ + "/" + REMOVING + name + "-" + std::to_string(::getpid());
-    if (::rename(pathOf(name).c_str(), path.c_str()) != 0) return fileStatus(errno, pathOf(name));
-    removing = std::move(path);
+    std::string hidden = folder_ + "/" + REMOVING + name + "-" + std::to_string(::getpid());
+    if (::rename(path.c_str(), hidden.c_str()) != 0) return fileStatus(errno, path);
+    removing = std::move(hidden);
     std::error_code error;
     std::filesystem::remove_all(removing, error);
     // Once more: the drive is gone already, and a passing error would leave its files.
     if (error) std::filesystem::remove_all(removing, error);
     return error ? fileStatus(error.value(), removing) : Status();
+}
+
+std::string DriveStore::snapshotOf(const std::string& name) const {
+    return folder_ + "/" + SNAPSHOT + name;
+}
+
+Status DriveStore::snapshot(const std::string& name) const {
+    OSTREL_TRACE();
+    if (!isName(name)) return notAName(name);
+    Status status = isDrive(pathOf(name));
+    if (!status.is(0, 0)) return status;
+    FileDescriptor lock;
+    status = lockDrive(pathOf(name), lock);
+    return status.is(0, 0) ? copyOver(pathOf(name), snapshotOf(name)) : status;
+}
+
+Status DriveStore::reset(const std::string& name) const {
+    OSTREL_TRACE();
+    if (!isName(name)) return notAName(name);
+    Status status = isDrive(pathOf(name));
+    if (status.is(0, 0) && !pathExists(snapshotOf(name))) {
+        status = Status(CATEGORY_OS, ENOENT, "There is no snapshot of the simulated drive \"" + name + "\".");
+    }
+    if (!status.is(0, 0)) return status;
+    FileDescriptor lock;
+    status = lockDrive(pathOf(name), lock);
+    return status.is(0, 0) ? copyOver(snapshotOf(name), pathOf(name)) : status;
+}
+
+/// Puts a copy of a drive's folder in the place of another, or where there is none.
+Status DriveStore::copyOver(const std::string& from, const std::string& to) const {
+    OSTREL_TRACE();
+    FileDescriptor source;
+    Status status = openOwnFolder(from, FolderMode::KEEP, source);
+    PendingFolders making(1);
+    std::string& copy = making.paths.front();
+    if (status.is(0, 0)) status = makeUnnamed(copy);
+    FileDescriptor target;
+    if (status.is(0, 0)) status = openOwnFolder(copy, FolderMode::KEEP, target);
+    if (status.is(0, 0)) status = copyDrive(source.get(), from, target.get(), copy);
+    if (status.is(0, 0) && ::syncfs(target.get()) != 0) status = fileStatus(errno, copy);
+    if (!status.is(0, 0)) return status;
+    const SignalBlock naming;  // what has the copy's name is removed, be it the old folder or a copy without a place
+    const unsigned flags = pathExists(to) ? RENAME_EXCHANGE : RENAME_NOREPLACE;
+    if (::renameat2(AT_FDCWD, copy.c_str(), AT_FDCWD, to.c_str(), flags) != 0) return fileStatus(errno, to);
+    if (flags == RENAME_NOREPLACE) making.keep();
+    FileDescriptor folder;
+    status = openOwnFolder(folder_, FolderMode::KEEP, folder);
+    return status.is(0, 0) && ::fsync(folder.get()) != 0 ? fileStatus(errno, folder_) : status;
 }
 
 Status DriveStore::describe(const std::string& name, const Description& description) const {

@@ -12,6 +12,8 @@ namespace features::simulator {
 
 /// Where the simulated drives of a machine are: a folder for each.
 inline constexpr const char* SIMULATED_DRIVES = "/opt/velko/nimbrel/SimulatedDrives";
+/// The lock file beside the drives.
+inline constexpr const char* STORE_LOCK = ".lock";
 
 /// The simulated drives of a machine. Their folder is its owner's alone, as is that of each drive.
 ///
@@ -33,14 +35,22 @@ public:
     struct NewDrive {
         std::string name;
         Description description;
+        std::string firmware = {};  ///< the revision that it runs; empty: that of its model
     };
     /// Makes drives; each is there as a whole or not at all. Should one fail, those before it are there.
     ostrel::core::Status create(const std::vector<NewDrive>& drives, const Clock& clock) const;
-    /// Waits for the command that the drive is at, and removes it.
+    /// Waits for the command that the drive is at, and removes it with its snapshot.
     ostrel::core::Status remove(const std::string& name) const;
+    /// Keeps a drive as it is between two commands: description, state, media and logs. An earlier snapshot of it is
+    /// replaced, when the new one is whole.
+    ostrel::core::Status snapshot(const std::string& name) const;
+    /// Makes a drive again what it was at its snapshot, which stays: at once and as a whole. Without a snapshot: 1/2
+    /// (ENOENT).
+    ostrel::core::Status reset(const std::string& name) const;
     /// Changes the description of a drive, between two commands.
     ostrel::core::Status describe(const std::string& name, const Description& description) const;
 
+    const std::string& folder() const { return folder_; }
     std::string pathOf(const std::string& name) const { return folder_ + "/" + name; }
     /// Letters, digits, '-', '_' and '.', which does not come first; 64 characters at most.
     static bool isName(const std::string& name);
@@ -49,6 +59,10 @@ private:
     ostrel::core::Status makeFolder(ostrel::core::FileDescriptor& folder) const;
     ostrel::core::Status removeLeftovers(int folder) const;
     ostrel::core::Status make(const NewDrive& drive, const Clock& clock, std::string& making) const;
+    ostrel::core::Status makeUnnamed(std::string& making) const;
+    ostrel::core::Status copyOver(const std::string& from, const std::string& to) const;
+    ostrel::core::Status discard(const std::string& path, const std::string& name) const;
+    std::string snapshotOf(const std::string& name) const;
 
     std::string folder_;
 };

@@ -6,7 +6,7 @@
 
 namespace features::simulator {
 
-DriveState newState(const Description& description, uint64_t nowMs) {
+DriveState newState(const Description& description, uint64_t nowMs, const std::string& firmware) {
     OSTREL_TRACE();
     const Model& model = modelOf(description.model);
     DriveState state;
@@ -14,7 +14,7 @@ DriveState newState(const Description& description, uint64_t nowMs) {
     state.health.createdMs = state.health.lastResetMs = nowMs;
     state.firmware.slots.resize(model.firmwareSlots);
     state.firmware.resets.resize(model.firmwareSlots);
-    state.firmware.slots[0] = state.firmware.running = model.firmware;
+    state.firmware.slots[0] = state.firmware.running = firmware.empty() ? model.firmware : firmware;
     makeFirstNamespace(description, model, state);
     return state;
 }

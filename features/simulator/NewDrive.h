@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <string>
 
 #include "features/simulator/Description.h"
 #include "features/simulator/DriveState.h"
@@ -8,6 +9,7 @@
 namespace features::simulator {
 
 /// The state of a drive that was never used: one namespace over the whole drive, attached, in the first format.
-DriveState newState(const Description& description, uint64_t nowMs);
+/// `firmware`: the revision that it runs; empty: that of its model.
+DriveState newState(const Description& description, uint64_t nowMs, const std::string& firmware = {});
 
 }  // namespace features::simulator

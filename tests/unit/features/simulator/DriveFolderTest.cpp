@@ -166,6 +166,49 @@ TEST_F(FolderOfASimulatedDrive, CanBeMadeAgainWhileItIsInUse) {
     EXPECT_EQ(data, Bytes(512, 0x44));
 }
 
+TEST_F(FolderOfASimulatedDrive, GoesBackToItsSnapshotWhileItIsInUse) {
+    const DriveStore store(folder / "drives");
+    const auto write = [this](uint8_t value) {
+        data.assign(512, value);
+        EXPECT_EQ(status(io(0x01, 1, 70000)), 0);
+    };
+    write(0x11);
+    EXPECT_TRUE(store.reset("one").is(1, ENOENT)) << "no snapshot";
+    ASSERT_TRUE(store.snapshot("one").is(0, 0));
+    write(0x22);
+    ASSERT_TRUE(store.snapshot("one").is(0, 0)) << "another takes the first one's place";
+    write(0x33);
+    EXPECT_EQ(status(admin(0x0D, 1, 1)), 0) << "the namespace is deleted";
+    for (int i = 0; i < 2; ++i) {
+        ASSERT_TRUE(store.reset("one").is(0, 0));
+        EXPECT_EQ(status(io(0x02, 1, 70000)), 0);
+        EXPECT_EQ(data, Bytes(512, 0x22));
+        write(0x44);
+    }
+    EXPECT_EQ(store.names(), std::vector<std::string>{"one"});
+    struct stat info {};
+    ASSERT_EQ(::stat((folder / "drives/.snapshot-one/media-1-1").c_str(), &info), 0);
+    EXPECT_LT(info.st_blocks, 64) << "what was never written takes no room";
+    EXPECT_NE(::stat((folder / "drives/.snapshot-one/lock").c_str(), &info), 0);
+    controller.reset();
+    ASSERT_TRUE(store.remove("one").is(0, 0));
+    EXPECT_TRUE(std::filesystem::is_empty(folder / "drives"));
+}
+
+TEST_F(FolderOfASimulatedDrive, IsNotCopiedWithForeignFiles) {
+    const DriveStore store(folder / "drives");
+    const auto status = [&](const char* name) {
+        std::filesystem::create_directory_symlink("/etc", path() + "/" + name);
+        const auto refused = store.snapshot("one");
+        std::filesystem::remove(path() + "/" + name);
+        return refused.getMessage();
+    };
+    log(0x02, 512);
+    EXPECT_EQ(status("notes"), path() + "/notes is no file of a simulated drive. Nothing was copied.");
+    EXPECT_EQ(status("media-1-1"), "System error. " + path() + "/media-1-1: Too many levels of symbolic links.");
+    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(folder / "drives"), {}), 1) << "nothing is left";
+}
+
 TEST_F(FolderOfASimulatedDrive, IsNamedByAFewCharacters) {
     const struct {
         const char* name;
