@@ -10,6 +10,8 @@
 #include <random>
 #include <set>
 
+#include "features/simulator/DescriptionText.h"
+#include "features/simulator/DriveCopy.h"
 #include "features/simulator/DriveFolder.h"
 #include "features/simulator/Model.h"
 #include "features/simulator/OwnFiles.h"
@@ -27,6 +29,7 @@ using namespace ostrel::core;
 
 namespace {
 
+constexpr const char* DEFAULT_MODEL = "velko";
 constexpr const char* DEFAULT_SIZE = "16GiB";
 constexpr uint64_t MOST_DRIVES = 10000;
 
@@ -58,7 +61,7 @@ std::set<std::string> takenSerials(const DriveStore& store, const std::vector<st
 /// NAME-1, NAME-2, ... past those that are taken, or NAME alone.
 std::vector<std::string> newNames(const std::vector<std::string>& existing, const CommandLine& line, uint64_t count) {
     if (count == 1 && !line.names.empty()) return {line.names[0]};
-    const std::string stem = line.names.empty() ? line.option("model", "velko") : line.names[0];
+    const std::string stem = line.names.empty() ? line.option("model", DEFAULT_MODEL) : line.names[0];
     const std::set<std::string> taken(existing.begin(), existing.end());
     std::vector<std::string> names;
     for (uint64_t number = 1; names.size() < count; ++number) {
@@ -82,12 +85,6 @@ Status newSerial(const CommandLine& line, uint64_t count, uint64_t number, std::
     return Status();
 }
 
-bool isDriveFile(const std::string& name) {
-    const auto begins = [&](const std::string& start) { return name.compare(0, start.size(), start) == 0; };
-    return name == FILE_DESCRIPTION || name == FILE_STATE || name == FILE_LOCK || name == FILE_SERVED ||
-           name == FILE_DOWNLOAD || begins(MEDIA_PREFIX) || begins(LOG_PREFIX) || begins(".nimbrel-");
-}
-
 /// Nothing is removed from a folder that holds anything else than a drive's files.
 Status checkFiles(const FileDescriptor& folder, const std::string& path) {
     std::vector<std::string> names;
@@ -99,7 +96,7 @@ Status checkFiles(const FileDescriptor& folder, const std::string& path) {
             ::fstatat(folder.get(), name.c_str(), &info, AT_SYMLINK_NOFOLLOW) == 0 && S_ISREG(info.st_mode);
         if (!isRegular || !isDriveFile(name)) {
             std::string message = path;
-            message.append("/").append(name).append(" is no file of a simulated drive. Nothing was removed.");
+            message.append("/").append(name).append(" is no file of a simulated drive. Nothing was changed.");
             return refused(EINVAL, message);
         }
     }
@@ -149,6 +146,46 @@ Status faultsToClear(const CommandLine& line, std::vector<Fault>& faults) {
     return Status();
 }
 
+/// What the options say of the drives to make. Returns what is wrong with them; empty: nothing.
+std::string readNewDrive(const CommandLine& line, DriveStore::NewDrive& drive, uint64_t& count) {
+    constexpr size_t MODEL_NUMBER_BYTES = 40;
+    constexpr size_t REVISION_BYTES = 8;
+    constexpr const char* PRINTABLE = " printable ASCII characters, without blanks at the ends.";
+    const Model* model = findModel(line.option("model", DEFAULT_MODEL));
+    if (model == nullptr) return "--model takes velko, ocp or nvme-1.4.";
+    drive.description.setModel(model->id);
+    const bool isCount = isInteger(line.option("count", "1")) && parseSize(line.option("count", "1"), count);
+    if (!isCount || count == 0 || count > MOST_DRIVES) return "--count takes 1 to " + std::to_string(MOST_DRIVES) + ".";
+    if (!parseSize(line.option("size", DEFAULT_SIZE), drive.description.sizeBytes)) {
+        return "--size takes a number of bytes, or one with K, M, G, T, Ki, Mi, Gi or Ti.";
+    }
+    drive.description.modelNumber = line.option("model-number", "");
+    if (line.has("model-number") && !isPrintable(drive.description.modelNumber, MODEL_NUMBER_BYTES)) {
+        return "--model-number takes 1 to 40" + std::string(PRINTABLE);
+    }
+    drive.firmware = line.option("firmware", "");
+    if (line.has("firmware") && !isPrintable(drive.firmware, REVISION_BYTES)) {
+        return "--firmware takes 1 to 8" + std::string(PRINTABLE);
+    }
+    return "";
+}
+
+std::string madeText(const std::vector<DriveStore::NewDrive>& drives) {
+    std::string text;
+    for (const DriveStore::NewDrive& drive : drives) {
+        text.append("Made ").append(drive.name).append(": ").append(modelText(drive.description.model)).append(", ");
+        text.append(sizeText(drive.description.sizeBytes)).append(", serial number ");
+        text.append(drive.description.serialNumber).append("\n");
+    }
+    return text;
+}
+
+std::string jsonOfAll(const DriveStore& store, const std::vector<DriveStore::NewDrive>& drives) {
+    std::vector<DriveRow> rows;
+    for (const DriveStore::NewDrive& drive : drives) rows.push_back(readRow(store, drive.name));
+    return jsonOf(rows);
+}
+
 }  // namespace
 
 Status findDrive(const DriveStore& store, const std::string& name, std::string& path) {
@@ -170,20 +207,11 @@ bool isHeld(const Status& status) {
 }
 
 Outcome create(const DriveStore& store, const CommandLine& line) {
-    uint64_t count = 1;
-    Description description;
-    const std::string model = line.option("model", "velko");
     if (line.names.size() > 1) return Outcome::misused("One name is enough: --count numbers the drives.");
-    const Model* known = findModel(model);
-    if (known == nullptr) return Outcome::misused("--model takes velko, ocp or nvme-1.4.");
-    if (!isInteger(line.option("count", "1")) || !parseSize(line.option("count", "1"), count) || count == 0 ||
-        count > MOST_DRIVES) {
-        return Outcome::misused("--count takes 1 to " + std::to_string(MOST_DRIVES) + ".");
-    }
-    if (!parseSize(line.option("size", DEFAULT_SIZE), description.sizeBytes)) {
-        return Outcome::misused("--size takes a number of bytes, or one with K, M, G, T, Ki, Mi, Gi or Ti.");
-    }
-    description.setModel(known->id);
+    uint64_t count = 1;
+    DriveStore::NewDrive drive;
+    const std::string wrong = readNewDrive(line, drive, count);
+    if (!wrong.empty()) return Outcome::misused(wrong);
 
     FileDescriptor lock;
     Status status = store.lock(lock);
@@ -192,24 +220,18 @@ Outcome create(const DriveStore& store, const CommandLine& line) {
     if (!status.is(0, 0)) return Outcome::failed(status);
     std::set<std::string> taken = takenSerials(store, existing);
     std::vector<DriveStore::NewDrive> drives;
-    std::string out;
     for (const std::string& name : newNames(existing, line, count)) {
-        status = newSerial(line, count, drives.size() + 1, taken, description.serialNumber);
+        drive.name = name;
+        status = newSerial(line, count, drives.size() + 1, taken, drive.description.serialNumber);
         // The bounds of size and serial number are those of the description.
         Description checked;
-        if (status.is(0, 0)) status = Description::parse(description.toText(), checked);
+        if (status.is(0, 0)) status = Description::parse(drive.description.toText(), checked);
         if (!status.is(0, 0)) return Outcome::failed(status);
-        drives.push_back({name, description});
-        out.append("Made ").append(name).append(": ").append(model).append(", ");
-        out.append(sizeText(description.sizeBytes)).append(", serial number ");
-        out.append(description.serialNumber).append("\n");
+        drives.push_back(drive);
     }
     status = store.create(drives, SystemClock());
     if (!status.is(0, 0)) return Outcome::failed(status);
-    if (!line.has("json")) return {0, out, ""};
-    std::vector<DriveRow> rows;
-    for (const DriveStore::NewDrive& drive : drives) rows.push_back(readRow(store, drive.name));
-    return {0, jsonOf(rows), ""};
+    return {0, line.has("json") ? jsonOfAll(store, drives) : madeText(drives), ""};
 }
 
 Outcome list(const DriveStore& store, const CommandLine& line) {
@@ -250,6 +272,33 @@ Outcome remove(const DriveStore& store, const CommandLine& line) {
         outcome.error = status.getMessage();
     }
     return outcome;
+}
+
+Outcome snapshot(const DriveStore& store, const CommandLine& line) {
+    if (line.names.size() != 1) return Outcome::misused("snapshot needs the name of one drive.");
+    FileDescriptor lock;
+    std::string path;
+    Status status = store.lock(lock);
+    if (status.is(0, 0)) status = findDrive(store, line.names[0], path);
+    if (status.is(0, 0)) status = store.snapshot(line.names[0]);
+    return status.is(0, 0) ? Outcome{0, "Kept " + line.names[0] + " as it is\n", ""} : Outcome::failed(status);
+}
+
+Outcome reset(const DriveStore& store, const CommandLine& line) {
+    if (line.names.size() != 1) return Outcome::misused("reset needs the name of one drive.");
+    const std::string& name = line.names[0];
+    FileDescriptor lock;
+    std::string path;
+    Status status = store.lock(lock);
+    if (status.is(0, 0)) status = findDrive(store, name, path);
+    FileDescriptor folder;
+    if (status.is(0, 0)) status = openOwnFolder(path, FolderMode::TIGHTEN, folder);
+    if (status.is(0, 0)) status = checkFiles(folder, path);
+    FileDescriptor served;
+    if (status.is(0, 0)) status = lockIfServed(folder, path, served);
+    if (isHeld(status)) status = refused(EBUSY, "The drive \"" + name + "\" is being served.");
+    if (status.is(0, 0)) status = store.reset(name);
+    return status.is(0, 0) ? Outcome{0, "Reset " + name + " to its snapshot\n", ""} : Outcome::failed(status);
 }
 
 Outcome fault(const DriveStore& store, const CommandLine& line) {

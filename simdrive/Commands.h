@@ -16,6 +16,8 @@ Outcome create(const DriveStore& store, const CommandLine& line);
 Outcome list(const DriveStore& store, const CommandLine& line);
 Outcome remove(const DriveStore& store, const CommandLine& line);
 Outcome fault(const DriveStore& store, const CommandLine& line);
+Outcome snapshot(const DriveStore& store, const CommandLine& line);
+Outcome reset(const DriveStore& store, const CommandLine& line);
 /// Returns when the process gets SIGTERM or SIGINT. Says on standard output where it listens.
 Outcome serve(const DriveStore& store, const CommandLine& line);
 

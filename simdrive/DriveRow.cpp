@@ -60,7 +60,7 @@ std::string modelText(ModelId model) {
 }
 
 DriveRow readRow(const DriveStore& store, const std::string& name) {
-    DriveRow row{name, store.pathOf(name), {}, {}};
+    DriveRow row{name, store.pathOf(name), store.folder() == SIMULATED_DRIVES, {}, {}};
     row.status = DriveFolder::readIdentity(row.folder, row.identity);
     return row;
 }
@@ -76,11 +76,14 @@ std::string sizeText(uint64_t bytes) {
 }
 
 std::string jsonOf(const DriveRow& row) {
-    std::string text = "{\"name\": " + jsonText(row.name) + ", \"folder\": " + jsonText(row.folder) +
-                       ", \"path\": " + jsonText(controllerNode(row.folder));
+    // The tool looks into one folder alone, so no path leads to a drive in another.
+    const std::string path = row.isListedByTool ? ", \"path\": " + jsonText(controllerNode(row.folder)) : std::string();
+    std::string text = "{\"name\": " + jsonText(row.name) + ", \"folder\": " + jsonText(row.folder) + path;
     if (!row.status.is(0, 0)) return text + ", \"error\": " + jsonText(row.status.getMessage()) + "}";
     const Description& drive = row.identity.description;
-    text += ", \"model\": " + jsonText(modelText(drive.model)) + ", \"serialNumber\": " + jsonText(drive.serialNumber) +
+    text += ", \"model\": " + jsonText(modelText(drive.model)) +
+            ", \"modelNumber\": " + jsonText(drive.shownModelNumber()) +
+            ", \"serialNumber\": " + jsonText(drive.serialNumber) +
             ", \"sizeBytes\": " + std::to_string(drive.sizeBytes) +
             ", \"firmware\": " + jsonText(row.identity.firmware) + ", \"faults\": {";
     std::string separator;

@@ -14,6 +14,7 @@ namespace simdrive {
 struct DriveRow {
     std::string name;
     std::string folder;
+    bool isListedByTool = false;
     ostrel::core::Status status;
     features::simulator::DriveFolder::Identity identity;
 };
@@ -24,7 +25,8 @@ DriveRow readRow(const features::simulator::DriveStore& store, const std::string
 /// In the largest unit that leaves no fraction.
 std::string sizeText(uint64_t bytes);
 
-/// A JSON object in one line: the folder, the path that the tool takes, and what the drive is or why it cannot be read.
+/// A JSON object in one line: the folder, the path where the tool takes one, and what the drive is or why it cannot be
+/// read.
 std::string jsonOf(const DriveRow& row);
 /// A JSON array, a line a drive.
 std::string jsonOf(const std::vector<DriveRow>& rows);

@@ -12,6 +12,7 @@
 #include "ostrel/core/WriteSignals.h"
 #include "simdrive/Commands.h"
 #include "simdrive/FaultText.h"
+#include "simdrive/StoreFolder.h"
 
 namespace {
 
@@ -22,10 +23,12 @@ using simdrive::Outcome;
 constexpr const char* HELP = R"(nimbrel-simdrive: simulated NVMe drives, for nimbrel and for the network.
 
   nimbrel-simdrive create [NAME] [--model velko|ocp|nvme-1.4] [--size SIZE]
-                          [--serial SERIAL] [--count N] [--json]
+                          [--serial SERIAL] [--model-number TEXT]
+                          [--firmware REVISION] [--count N] [--json]
       Makes drives: NAME, or with --count or without a name NAME-1, NAME-2, ...
       SIZE: bytes, or with K, M, G, T (powers of 1000), Ki, Mi, Gi, Ti (1024);
       1 MiB to 8 TiB, by default 16 GiB. Only what is written takes room.
+      Model number and firmware revision are the model's, or free texts.
 
   nimbrel-simdrive list [--json]
       Shows the drives.
@@ -33,13 +36,21 @@ constexpr const char* HELP = R"(nimbrel-simdrive: simulated NVMe drives, for nim
   nimbrel-simdrive remove NAME ...
       Removes drives with all their data, without asking.
 
+  nimbrel-simdrive snapshot NAME
+  nimbrel-simdrive reset NAME
+      Keeps a drive as it is, with its data, and makes it that again.
+
   nimbrel-simdrive fault NAME [--KIND VALUE ...] [--json]
   nimbrel-simdrive fault NAME clear [KIND ...] [--json]
       Shows what is wrong with a drive, and sets or takes off faults:
       --critical-warning 0x01       bits of the SMART log's field
       --temperature 90              degrees Celsius
+      --smart "percentage-used 95, power-on-hours 43800"
+                                    any field of the SMART log
       --media-errors 1:100-107      blocks that cannot be read, NAMESPACE:BLOCKS
+      --self-test-failure 1:1000    the block at which a self-test fails
       --fail "admin 0x80 0x10A"     a command, by opcode, and how it ends
+      --slow "io all 200"           commands that take so many milliseconds
       --hang "admin 0x06"           a command that is never answered
       --power-loss "io 0x01"        a command over which the power fails
       --gone yes                    the drive has vanished
@@ -54,9 +65,10 @@ constexpr const char* HELP = R"(nimbrel-simdrive: simulated NVMe drives, for nim
 
   nimbrel-simdrive --version
 
-Everything but --help and --version needs the root user. The drives are in
-/opt/velko/nimbrel/SimulatedDrives; nimbrel takes them by serial number, index
-or path: /opt/velko/nimbrel/SimulatedDrives/NAME/dev/NAME.
+The drives are in /opt/velko/nimbrel/SimulatedDrives, which takes the root user.
+nimbrel takes them by serial number, index or path:
+/opt/velko/nimbrel/SimulatedDrives/NAME/dev/NAME. With --folder PATH each
+command works on drives in a folder of your own, which nimbrel does not list.
 Exit status: 0 done, 1 failed, 2 the command line is wrong.
 )";
 
@@ -64,6 +76,7 @@ struct CommandRow {
     const char* name;
     Outcome (*run)(const DriveStore& store, const CommandLine& line);
     std::vector<std::string> options;
+    bool makesDrives = false;
 };
 
 /// There is no further place for what cannot be said on the error stream.
@@ -82,9 +95,11 @@ Outcome runTool(const std::vector<std::string>& words) {
     if (wantsHelp || words.empty()) return {words.empty() ? simdrive::EXIT_USAGE : 0, HELP, ""};
     if (words == std::vector<std::string>{"--version"}) return {0, "nimbrel-simdrive " NIMBREL_VERSION "\n", ""};
     const CommandRow commands[] = {
-        {"create", simdrive::create, {"model", "size", "serial", "count", "json!"}},
+        {"create", simdrive::create, {"model", "size", "serial", "model-number", "firmware", "count", "json!"}, true},
         {"list", simdrive::list, {"json!"}},
         {"remove", simdrive::remove, {}},
+        {"snapshot", simdrive::snapshot, {}},
+        {"reset", simdrive::reset, {}},
         {"fault", simdrive::fault, faultOptions()},
         {"serve", simdrive::serve, {"address", "port", "dhchap-secret-file", "dhchap-ctrl-secret-file"}},
     };
@@ -93,10 +108,14 @@ Outcome runTool(const std::vector<std::string>& words) {
     if (command == std::end(commands)) {
         return Outcome::misused("There is no command \"" + words[0] + "\"; nimbrel-simdrive --help lists them.");
     }
-    const CommandLine line = CommandLine::parse({words.begin() + 1, words.end()}, command->options);
+    std::vector<std::string> options = command->options;
+    options.emplace_back("folder");
+    const CommandLine line = CommandLine::parse({words.begin() + 1, words.end()}, options);
     if (!line.error.empty()) return Outcome::misused(line.error);
-    if (geteuid() != 0) return Outcome::failed("This needs the root user.");
-    return command->run(DriveStore(), line);
+    if (line.option("folder", ".").empty()) return Outcome::misused("--folder needs a path.");
+    DriveStore store;
+    const ostrel::core::Status status = simdrive::chooseStore(line, command->makesDrives, store);
+    return status.is(0, 0) ? command->run(store, line) : Outcome::failed(status);
 }
 
 /// Writes what the command says; returns the exit status.

@@ -127,8 +127,8 @@ class Machine:
         words = ["-c", *enter, "-c", f"(exit {self.status}); {command}"]
         if network:  # of its own: other processes of the machine have the port, or may reach it
             words = ["-c", 'unshare -n /bin/sh -c "$0" "$@"', f'python3 -c "{LOOPBACK_UP}"; exec "$0" "$@"',
-                     "/bin/sh", *words]
-        return subprocess.Popen(self.world.command(*words, tool="/bin/sh", root=root), cwd=self.world.cwd,
+                     *([] if root else ["unshare", "-U"]), "/bin/sh", *words]
+        return subprocess.Popen(self.world.command(*words, tool="/bin/sh", root=root or network), cwd=self.world.cwd,
                                 env={**os.environ, **self.environment}, start_new_session=True, **streams)
 
     def set_up(self, script):

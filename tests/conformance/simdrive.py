@@ -54,8 +54,9 @@ class Words(SimdriveTestCase):
                    stderr='There is no command "--version"; nimbrel-simdrive --help lists them.')
 
     def test_an_ordinary_user_is_refused(self):
-        for command in (["create"], ["list"], ["remove", "a"], ["fault", "a"], ["serve", "a"]):
-            self.check(*command, root=False, status=1, stderr="This needs the root user.")
+        for command in (["create"], ["list"], ["remove", "a"], ["fault", "a"], ["serve", "a"], ["snapshot", "a"],
+                        ["reset", "a"]):
+            self.check(*command, root=False, status=1, stderr="This needs the root user, or --folder with a folder of yours.")
         self.assertEqual(list(self.world.opt.iterdir()), [])
 
     def test_wrong_words_are_told(self):
@@ -79,6 +80,19 @@ class Words(SimdriveTestCase):
                  'After the name: options that set faults, or "clear" and which.'),
                 (["fault", "a", "--rust", "1"], "There is no option --rust."),
                 (["fault", "a", "--gone", "yes\n[supports]\nformat = no"], "--gone takes one line."),
+                (["create", "--model-number", "x" * 41],
+                 "--model-number takes 1 to 40 printable ASCII characters, without blanks at the ends."),
+                (["create", "--model-number", " x"],
+                 "--model-number takes 1 to 40 printable ASCII characters, without blanks at the ends."),
+                (["create", "--model-number", "x\n[faults]\ngone = yes"],
+                 "--model-number takes 1 to 40 printable ASCII characters, without blanks at the ends."),
+                (["create", "--firmware", ""],
+                 "--firmware takes 1 to 8 printable ASCII characters, without blanks at the ends."),
+                (["create", "--firmware", "123456789"],
+                 "--firmware takes 1 to 8 printable ASCII characters, without blanks at the ends."),
+                (["snapshot"], "snapshot needs the name of one drive."),
+                (["snapshot", "a", "b"], "snapshot needs the name of one drive."),
+                (["reset"], "reset needs the name of one drive."),
                 (["serve"], "serve needs the name of one drive."),
                 (["serve", "a", "--port", "65536"], "--port takes 0 to 65535."),
                 (["serve", "a", "--port", "x"], "--port takes 0 to 65535.")):
@@ -110,6 +124,13 @@ class Making(SimdriveTestCase):
         self.assertEqual(len(set(serials)), 6)
         for serial in serials:
             self.assertRegex(serial, SERIAL)
+
+    def test_with_a_free_model_number_and_firmware(self):
+        self.check("create", "a", "--serial", "S1", "--model-number", "ACME  X-100 \"R\"", "--firmware", "1.2 b",
+                   stdout="Made a: velko, 16 GiB, serial number S1\n")
+        drive = self.listed()[0]
+        self.assertEqual((drive["modelNumber"], drive["firmware"]), ('ACME  X-100 "R"', "1.2 b"))
+        self.assertIn('\nmodel-number = ACME  X-100 "R"\n', self.description().read_text())
 
     def test_serial_numbers_of_several_drives_are_numbered(self):
         self.check("create", "a", "--count", "2", "--serial", "S", "--size", "1Mi",
@@ -149,9 +170,11 @@ class Making(SimdriveTestCase):
         self.assertEqual((run.status, run.stderr), (0, ""))
         self.assertEqual(run.stdout, "".join((
             "[\n",
-            f'  {{"name": "ocp-1", "folder": "{DRIVES}/ocp-1", "path": "{DRIVES}/ocp-1/dev/ocp-1", "model": "ocp", ',
+            f'  {{"name": "ocp-1", "folder": "{DRIVES}/ocp-1", "path": "{DRIVES}/ocp-1/dev/ocp-1", "model": "ocp", "modelNumber": '
+            '"Simulated OCP Datacenter NVMe SSD", ',
             '"serialNumber": "S-1", "sizeBytes": 1048576, "firmware": "OSIM0100", "faults": {}},\n',
-            f'  {{"name": "ocp-2", "folder": "{DRIVES}/ocp-2", "path": "{DRIVES}/ocp-2/dev/ocp-2", "model": "ocp", ',
+            f'  {{"name": "ocp-2", "folder": "{DRIVES}/ocp-2", "path": "{DRIVES}/ocp-2/dev/ocp-2", "model": "ocp", "modelNumber": '
+            '"Simulated OCP Datacenter NVMe SSD", ',
             '"serialNumber": "S-2", "sizeBytes": 1048576, "firmware": "OSIM0100", "faults": {}}\n',
             "]\n")))
         self.check("list", "--json", stdout=run.stdout)
@@ -173,7 +196,7 @@ class Listing(SimdriveTestCase):
         run = self.world.run("list", "--json", tool=TOOL)
         drives = json.loads(run.stdout)
         firmware = drives[0]["firmware"]
-        common = {"model": "velko", "sizeBytes": 17179869184, "firmware": firmware}
+        common = {"model": "velko", "modelNumber": "VELKO Simulated NVMe SSD", "sizeBytes": 17179869184, "firmware": firmware}
         error = f"{DRIVES}/b9/description.ini: Line 1: '=' character not found in line."
         self.assertEqual((run.status, run.stderr), (1, ""), "b9 is missing from a whole list")
         self.assertEqual(drives, [
@@ -317,7 +340,7 @@ class Removing(SimdriveTestCase):
             make(path)
             before = sorted((self.drives / "a").iterdir())
             self.check("remove", "a", status=1,
-                       stderr=f"{DRIVES}/a/{name} is no file of a simulated drive. Nothing was removed.")
+                       stderr=f"{DRIVES}/a/{name} is no file of a simulated drive. Nothing was changed.")
             self.assertEqual(sorted((self.drives / "a").iterdir()), before)
             path.rmdir() if path.is_dir() and not path.is_symlink() else path.unlink()
 
@@ -342,7 +365,7 @@ class Faults(SimdriveTestCase):
     def test_as_json_show_the_drive(self):
         self.make()
         drive = (f'{{"name": "a", "folder": "{DRIVES}/a", "path": "{DRIVES}/a/dev/a", "model": "velko", '
-                 '"serialNumber": "S1", "sizeBytes": 17179869184, "firmware": "VSIM0100", "faults": ')
+                 '"modelNumber": "VELKO Simulated NVMe SSD", "serialNumber": "S1", "sizeBytes": 17179869184, "firmware": "VSIM0100", "faults": ')
         self.check("fault", "a", "--json", stdout=drive + "{}}\n")
         self.check("fault", "a", "--gone", "yes", "--hang", "admin 0x06", "--json",
                    stdout=drive + '{"hang": "admin 0x06", "gone": "yes"}}\n')
@@ -377,6 +400,9 @@ class Faults(SimdriveTestCase):
                 ("--fail", "admin 0x80", '"fail" takes commands like "admin 0x80 0x10A".'),
                 ("--hang", "0x80", '"hang" takes commands like "admin 0x06, io 0x02".'),
                 ("--power-loss", "io 0x100", '"power-loss" takes commands like "admin 0x80".'),
+                ("--smart", "rust 5", '"smart" takes fields like "percentage-used 95, power-on-hours 43800".'),
+                ("--self-test-failure", "1000", '"self-test-failure" takes a block like "1:1000", or nothing.'),
+                ("--slow", "io all", '"slow" takes commands like "admin 0x06 500", at most 3600000.'),
                 ("--gone", "true", '"gone" takes "yes" or "no".')):
             with self.subTest(option):
                 self.check("fault", "a", option, value, status=1, stderr=message)
@@ -384,6 +410,101 @@ class Faults(SimdriveTestCase):
 
     def test_of_an_unknown_drive(self):
         self.check("fault", "x", "--gone", "yes", status=1, stderr='There is no simulated drive "x".')
+
+
+class Folders(SimdriveTestCase):
+    """--folder: drives of an ordinary user, in a folder that holds nothing else."""
+
+    def user(self, *arguments, status=0, stdout="", stderr=""):
+        self.check(*arguments, root=False, status=status, stdout=stdout, stderr=stderr)
+
+    def test_belong_to_an_ordinary_user(self):
+        place = f"{self.world.cwd}/mine"
+        self.user("create", "a", "--serial", "S1", "--size", "1Mi", "--folder", "mine",
+                  stdout="Made a: velko, 1 MiB, serial number S1\n")
+        drive = (f'{{"name": "a", "folder": "{place}/a", "model": "velko", "modelNumber": "VELKO Simulated NVMe SSD", '
+                 '"serialNumber": "S1", "sizeBytes": 1048576, "firmware": "VSIM0100", "faults": ')
+        self.user("list", "--json", "--folder", "mine/", stdout=f"[\n  {drive}{{}}}}\n]\n")
+        self.user("serve", "a", "--folder", "mine", "--address", "203.0.113.1", status=1,
+                  stderr="Unable to listen on 203.0.113.1 port 4420: Cannot assign requested address.")
+        self.user("fault", "a", "--gone", "yes", "--json", f"--folder={place}", stdout=drive + '{"gone": "yes"}}\n')
+        self.user("snapshot", "a", "--folder", "mine", stdout="Kept a as it is\n")
+        self.user("fault", "a", "clear", "--folder", "mine", stdout="No faults.\n")
+        self.user("reset", "a", "--folder", "mine", stdout="Reset a to its snapshot\n")
+        self.user("fault", "a", "--folder", "mine", stdout="gone = yes\n")
+        self.user("remove", "a", "--folder", "mine", stdout="Removed a\n")
+        self.user("list", "--folder", "mine", stdout="There are no simulated drives.\n")
+        self.assertEqual(list(self.world.opt.iterdir()), [])
+
+    def test_that_hold_something_else_are_left_alone(self):
+        other = self.world.cwd / "other"
+        other.mkdir()
+        (other / "letter").touch()
+        (self.world.cwd / "link").symlink_to(other)
+        (self.world.cwd / "file").touch()
+        before = other.stat().st_mode
+        for arguments in (["create"], ["list"], ["remove", "a"], ["fault", "a"], ["snapshot", "a"], ["reset", "a"],
+                          ["serve", "a"]):
+            for folder, message in (
+                    ("other", "other holds something else: simulated drives take a folder of their own."),
+                    ("link", "link: Not a directory."), ("link/", "link: Not a directory."),
+                    ("file", "file: Not a directory.")):
+                with self.subTest((arguments, folder)):
+                    place = f"{self.world.cwd}/{message}"
+                    self.check(*arguments, "--folder", folder, status=1,
+                               stderr=place if folder == "other" else f"System error. {place}")
+        self.assertEqual((before, [path.name for path in other.iterdir()]), (other.stat().st_mode, ["letter"]))
+
+    def test_that_are_missing_are_made_for_drives_alone(self):
+        for arguments in (["list"], ["remove", "a"], ["fault", "a"], ["snapshot", "a"], ["reset", "a"], ["serve", "a"]):
+            self.check(*arguments, "--folder", "typo", status=1,
+                       stderr=f"System error. {self.world.cwd}/typo: No such file or directory.")
+        self.check("create", "--folder", "typo/deep", status=1,
+                   stderr=f"System error. {self.world.cwd}/typo/deep: No such file or directory.")
+        self.check("list", "--folder", "", status=2, stderr="--folder needs a path.")
+        self.assertEqual(list(self.world.cwd.iterdir()), [])
+
+
+class Snapshots(SimdriveTestCase):
+    def test_bring_everything_back(self):
+        self.make()
+        media = self.drives / "a/media-1-1"
+        media.write_bytes(b"\1" * 512)
+        self.check("reset", "a", status=1, stderr='There is no snapshot of the simulated drive "a".')
+        self.check("snapshot", "a", stdout="Kept a as it is\n")
+        kept = {path.name: path.read_bytes() for path in (self.drives / "a").iterdir() if path.name != "lock"}
+        self.check("list", stdout=self.world.run("list", tool=TOOL).stdout)
+        media.write_bytes(b"\2" * 512)
+        self.world.run("fault", "a", "--gone", "yes", tool=TOOL)
+        for _ in range(2):
+            self.check("reset", "a", stdout="Reset a to its snapshot\n")
+            self.assertEqual({path.name: path.read_bytes() for path in (self.drives / "a").iterdir()}, kept)
+            media.write_bytes(b"\3" * 512)
+        self.assertEqual(self.names(), [".snapshot-a", "a"])
+        self.check("remove", "a", stdout="Removed a\n")
+        self.assertEqual(self.names(), [])
+
+    def test_of_what_is_no_drive(self):
+        self.make()
+        self.check("snapshot", "x", status=1, stderr='There is no simulated drive "x".')
+        self.check("reset", "x", status=1, stderr='There is no simulated drive "x".')
+        (self.drives / "a/notes").touch()
+        self.check("snapshot", "a", status=1,
+                   stderr=f"{DRIVES}/a/notes is no file of a simulated drive. Nothing was copied.")
+        self.assertEqual(self.names(), ["a"])
+
+    def test_do_not_replace_files_of_others_or_a_drive_that_is_served(self):
+        self.make()
+        self.check("snapshot", "a", stdout="Kept a as it is\n")
+        (self.drives / "a/notes").touch()
+        self.check("reset", "a", status=1,
+                   stderr=f"{DRIVES}/a/notes is no file of a simulated drive. Nothing was changed.")
+        (self.drives / "a/notes").unlink()
+        with open(self.drives / "a/served", "w") as served:
+            fcntl.flock(served, fcntl.LOCK_EX)
+            self.check("reset", "a", status=1, stderr='The drive "a" is being served.')
+            self.check("snapshot", "a", stdout="Kept a as it is\n")
+        self.assertEqual(self.names(), [".snapshot-a", "a"])
 
 
 class Serving(SimdriveTestCase):
