@@ -13,6 +13,7 @@ in " &" goes on in the background. `echo $?` shows the status of the command bef
 The lines of ```sh blocks are commands that no test can run: NOT_RUN has the reason of each. A ```usage block is a part of
 the program's help. NIMBREL_REWRITE_GOLDENS=1 writes what the commands print into the documents; read what changed."""
 
+import difflib
 import fcntl
 import os
 import pathlib
@@ -195,8 +196,9 @@ class Machine:
         lines = output.split("\n")[:-1]
         self.case.assertFalse([line for line in lines if PROMPT.fullmatch(line) or line.startswith("```")],
                               "the output cannot stand in a console block")
-        if self.unvaried("\n".join(lines)) == self.unvaried("\n".join(expected)):
-            return expected
+        fixed = [[self.unvaried(line) for line in each] for each in (expected, lines)]
+        for first, place, count in difflib.SequenceMatcher(None, *fixed, autojunk=False).get_matching_blocks():
+            lines[place:place + count] = expected[first:first + count]
         return lines
 
 
@@ -243,7 +245,10 @@ class Documents(unittest.TestCase):
                 text = self.replayed(path)
                 if REWRITE:
                     path.write_text(text)
-                self.assertEqual(path.read_text(), text)
+                # The lines that differ: a whole document would hide them.
+                difference = "\n".join(difflib.unified_diff(path.read_text().split("\n"), text.split("\n"), "shown",
+                                                            "printed", n=1, lineterm=""))
+                self.assertFalse(difference, f"{path.name}:\n{difference}")
 
     def test_show_each_command_with_its_output(self):
         """Code is in fenced blocks, and a command in a block that the test runs, or on the list of those that cannot."""
