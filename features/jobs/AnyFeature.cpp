@@ -31,6 +31,36 @@ namespace {
 constexpr uint32_t MOST_DATA_BYTES = 4096;
 constexpr size_t BYTES_PER_LINE = 16;
 
+/// Features of the standard whose dword 0 shows what dword 11 set. `selector`: bits of it that choose one of several
+/// values, in Get Features, too. Of the others, dword 11 asks for more than is given (Number of Queues), names a set or
+/// group, or is not all of the value.
+constexpr struct {
+    uint8_t fid;
+    uint32_t selector;
+} READ_BACK[] = {
+    {nvme::FID_ARBITRATION, 0},
+    {nvme::FID_POWER_MANAGEMENT, 0},
+    {nvme::FID_TEMPERATURE_THRESHOLD, 0x003F0000},
+    {nvme::FID_ERROR_RECOVERY, 0},
+    {nvme::FID_VOLATILE_WRITE_CACHE, 0},
+    {nvme::FID_INTERRUPT_COALESCING, 0},
+    {nvme::FID_INTERRUPT_VECTOR, 0x0000FFFF},
+    {nvme::FID_WRITE_ATOMICITY, 0},
+    {nvme::FID_ASYNCHRONOUS_EVENT, 0},
+    {nvme::FID_AUTONOMOUS_POWER_STATE, 0},
+    {nvme::FID_HOST_THERMAL_MANAGEMENT, 0},
+    {nvme::FID_NON_OPERATIONAL_POWER_STATE, 0},
+    {nvme::FID_LBA_STATUS_INTERVAL, 0},
+    {nvme::FID_SANITIZE_CONFIG, 0},
+    {nvme::FID_SOFTWARE_PROGRESS, 0},
+    {nvme::FID_RESERVATION_MASK, 0},
+    {nvme::FID_RESERVATION_PERSISTENCE, 0},
+    {nvme::FID_NAMESPACE_WRITE_PROTECTION, 0},
+};
+constexpr uint32_t ALL_NAMESPACES = 0xFFFFFFFF;
+/// Temperature Threshold of all sensors at once, which cannot be read.
+constexpr uint32_t ALL_SENSORS = 0x000F0000;
+
 constexpr uint8_t DESTROYING_VELKO_FIDS[] = {nvme::FID_VELKO_MAXIMUM_LBA, nvme::FID_VELKO_QUICK_FORMAT};
 
 const FeatureRow* rowOf(uint8_t fid, Dialect dialect) {
@@ -102,6 +132,34 @@ Status checkHostMemory(uint8_t fid, uint32_t cdw11) {
     if (fid != nvme::FID_HOST_MEMORY_BUFFER || !nvme::bit(cdw11, 0)) return Status();
     return withDetails(statuses::featureNotSupported(),
                        "The Host Memory Buffer is enabled by the kernel's driver, which owns the memory.");
+}
+
+bool isReadable(const nvme::FeatureRequest& request) {
+    const bool isForAllSensors =
+        request.fid == nvme::FID_TEMPERATURE_THRESHOLD && (request.cdw11 & ALL_SENSORS) == ALL_SENSORS;
+    return request.nsid != ALL_NAMESPACES && !isForAllSensors;
+}
+
+/// The bits of dword 0 in which the feature has fields.
+uint32_t definedBits(const FeatureRow& row) {
+    uint32_t bits = 0;
+    for (const nvme::FieldRow& field : row.dword0) bits = nvme::withField(field, bits, 0xFFFFFFFF);
+    return bits;
+}
+
+/// 10/164 with both values when the drive reports another one than was written.
+Status readBack(nvme::Drive& drive, const FeatureRow& row, const nvme::FeatureRequest& written) {
+    const auto* readable = std::find_if(std::begin(READ_BACK), std::end(READ_BACK),
+                                        [&row](const auto& candidate) { return candidate.fid == row.fid; });
+    if (readable == std::end(READ_BACK) || !isReadable(written)) return Status();
+    nvme::FeatureRequest request{row.fid, written.nsid, written.cdw11 & readable->selector, 0, 0, row.dataLength};
+    nvme::Answer answer;
+    const Status status = drive.getFeature(request, nvme::Select::CURRENT, answer);
+    const uint32_t differing = (answer.completion.dword0 ^ written.cdw11) & definedBits(row);
+    if (!status.is(0, 0) || differing == 0) return status;
+    return withDetails(statuses::configurationUpdateFailed(),
+                       "Drive " + drive.name() + " accepted " + hexText(written.cdw11, 8) + " for " +
+                           nameOf(row.fid, &row) + " and reports " + hexText(answer.completion.dword0, 8) + ".");
 }
 
 Status checkDestroying(nvme::Drive& drive, uint8_t fid, Dialect dialect) {
@@ -233,6 +291,7 @@ Status AnyFeature::write(nvme::Drive& drive, const std::string& heading, DriveOu
     if (status.is(0, 0)) status = checkDestroying(drive, fid_, dialect);  // again: much may have happened meanwhile
     nvme::Answer answer;
     if (status.is(0, 0)) status = drive.setFeature(request, save_, data_, answer);
+    if (status.is(0, 0) && row != nullptr && dialect == Dialect::NONE) status = readBack(drive, *row, request);
     if (!status.is(0, 0)) return status;
     out.addStatus(heading, Status(0, 0, nameOf(fid_, row) + (save_ ? " is set and saved." : " is set.")));
     return status;

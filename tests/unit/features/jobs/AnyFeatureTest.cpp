@@ -8,6 +8,7 @@
 #include "ostrel/core/AttributeVocabulary.h"
 #include "ostrel/interfaces/ostreli/interface/JobNames.h"
 #include "tests/support/TemporaryFolder.h"
+#include "tests/unit/features/jobs/Commands.h"
 #include "tests/unit/features/jobs/JobRun.h"
 #include "tests/unit/features/jobs/Models.h"
 #include "tests/unit/features/jobs/OcpLog.h"
@@ -270,7 +271,8 @@ TEST(AnyFeature, TellsWhatTheDriveDoesNotHave) {
 TEST(AnyFeature, WritesAllDwords) {
     FakeDrive drive;
     drive.expect(identify(1).answers(ableController()))
-        .expect(setFeature(0x02, 0x1F, true, 7).dword(12, 0xABCDEF01).dword(13, 0x10).completes());
+        .expect(setFeature(0x02, 0x1F, true, 7).dword(12, 0xABCDEF01).dword(13, 0x10).completes())
+        .expect(getFeature(0x02, 0, 7).completes(0xFFFFFF1F));
     EXPECT_EQ(set({{"NamespaceId", "7"},
                    {"FeatureId", "2"},
                    {"DWORD11", "1f"},
@@ -288,6 +290,30 @@ TEST(AnyFeature, WritesDataFromAFile) {
     drive.expect(setFeature(0x0E, 0).writes({1, 2, 3, 4, 5, 6, 0, 0}).completes());
     EXPECT_EQ(set({{"FeatureId", "0xE"}, {"InputFile", folder / "t.bin"}, {"Save", "False"}}, drive),
               status("0", "0", "Feature 0x0E (Timestamp) is set."));
+}
+
+TEST(AnyFeature, FailsWhenTheDriveReportsAnotherValueThanItAccepted) {
+    FakeDrive drive;
+    drive.expect(setFeature(0x04, 0x00010143).completes())
+        .expect(getFeature(0x04).dword(11, 0x00010000).completes(0x00010157));
+    EXPECT_EQ(set({{"FeatureId", "4"}, {"DWORD11", "10143"}}, drive),
+              status("10", "164",
+                     "Configuration update failed. Drive S1 (/dev/nvme0) accepted 0x00010143 for Feature 0x04 "
+                     "(Temperature Threshold) and reports 0x00010157."));
+    FakeDrive lost;
+    lost.expect(setFeature(0x02, 1).completes()).expect(getFeature(0x02).breaks(gone()));
+    EXPECT_EQ(set({{"FeatureId", "2"}, {"DWORD11", "1"}}, lost), status("1", "19", "The drive /dev/nvme0 is gone."));
+}
+
+TEST(AnyFeature, ReadsNothingBackThatHasNoOneValue) {
+    FakeDrive everySensor;
+    everySensor.expect(setFeature(0x04, 0x000F0143).completes());
+    EXPECT_EQ(set({{"FeatureId", "4"}, {"DWORD11", "F0143"}}, everySensor),
+              status("0", "0", "Feature 0x04 (Temperature Threshold) is set."));
+    FakeDrive everyNamespace;
+    everyNamespace.expect(setFeature(0x05, 0x10, false, 0xFFFFFFFF).completes());
+    EXPECT_EQ(set({{"FeatureId", "5"}, {"DWORD11", "10"}, {"NamespaceId", "0xFFFFFFFF"}}, everyNamespace),
+              status("0", "0", "Feature 0x05 (Error Recovery) is set."));
 }
 
 TEST(AnyFeature, LeavesTheLengthOfAMakersDataToTheUser) {
