@@ -1,9 +1,6 @@
 #include "features/jobs/FirmwareActivateJob.h"
 
-#include "features/jobs/LogReading.h"
 #include "features/jobs/StatusDetails.h"
-#include "features/nvme/LogPages.h"
-#include "features/nvme/Opcodes.h"
 #include "ostrel/core/ScopeTrace.h"
 #include "ostrel/core/StatusCatalogue.h"
 #include "ostrel/interfaces/ostreli/interface/JobNames.h"
@@ -14,13 +11,8 @@ using namespace ostrel::core;
 
 namespace {
 
-constexpr uint32_t SLOT_LOG_BYTES = 512;
-
-Status checkFilled(nvme::Drive& drive, uint8_t slot) {
-    Payload log;
-    const Status status = readLog(drive, nvme::LID_FIRMWARE_SLOT, SLOT_LOG_BYTES, log);
-    if (!status.is(0, 0)) return status;
-    if (!nvme::firmwareSlotRevision(log.getData(), slot).empty()) return Status();
+Status checkFilled(const nvme::Drive& drive, const FirmwareState& state, uint8_t slot) {
+    if (!state.revision(slot).empty()) return Status();
     return withDetails(statuses::invalidFirmwareSlot(),
                        "Slot " + std::to_string(slot) + " of drive " + drive.name() + " holds no firmware.");
 }
@@ -49,9 +41,11 @@ Status FirmwareActivateJob::checkRequest(const Arguments& arguments) {
 
 Status FirmwareActivateJob::actOnDrive(nvme::Drive& drive, const Arguments&, DriveOutput& out) {
     OSTREL_TRACE();
+    FirmwareState before;
     Status status = checkCommit(drive, commit_, false);
-    if (status.is(0, 0)) status = checkFilled(drive, *commit_.slot);
-    if (status.is(0, 0)) status = commitFirmware(drive, commit_, "", title(), out);
+    if (status.is(0, 0)) status = readFirmwareState(drive, before);
+    if (status.is(0, 0)) status = checkFilled(drive, before, *commit_.slot);
+    if (status.is(0, 0)) status = commitFirmware(drive, commit_, before, "", title(), out);
     return status;
 }
 

@@ -1,14 +1,12 @@
 #include "features/jobs/FirmwareCommit.h"
 
-#include <algorithm>
-#include <cstring>
-
 #include "features/jobs/ControllerReset.h"
 #include "features/jobs/LogReading.h"
 #include "features/jobs/ProgressLine.h"
 #include "features/jobs/Refusals.h"
 #include "features/jobs/StatusDetails.h"
 #include "features/nvme/ControllerCapabilities.h"
+#include "features/nvme/FieldTable.h"
 #include "features/nvme/LogPages.h"
 #include "features/nvme/Opcodes.h"
 #include "ostrel/core/AttributeVocabulary.h"
@@ -22,26 +20,29 @@ using namespace ostrel::core;
 namespace {
 
 constexpr uint8_t MOST_SLOTS = 7;
-constexpr uint32_t SLOT_LOG_BYTES = 512;
-/// Of the log, Active Firmware Info and the revisions; what follows is reserved.
-constexpr size_t SLOTS_BYTES = 64;
 /// The drive writes the image now.
 constexpr uint32_t COMMIT_TIMEOUT_MS = 120000;
 
-/// Where the firmware stands after a commit.
+/// The reset that a commit leaves to be made, as it is shown.
+constexpr const char* NO_RESET = "none";
+constexpr const char* CONTROLLER_LEVEL_RESET = "controller level reset";
+
 enum class Firmware : uint8_t { STORED, AWAITS_RESET, AWAITS_MORE, RUNS };
+/// What a commit did with the firmware.
 struct Outcome {
     Firmware firmware;
+    const char* requiredReset;
     const char* text;
     bool isNamedByDrive = false;  ///< the completion itself names what the firmware waits for
 };
 
 /// Of a success, by Commit Action.
 constexpr Outcome SUCCESSES[] = {
-    {Firmware::STORED, "The firmware is stored and not activated."},
-    {Firmware::AWAITS_RESET, "The firmware is stored; the next controller level reset activates it."},
-    {Firmware::AWAITS_RESET, "The next controller level reset activates the firmware."},
-    {Firmware::RUNS, "The firmware was activated without a reset."},
+    {Firmware::STORED, NO_RESET, "The firmware is stored and not activated."},
+    {Firmware::AWAITS_RESET, CONTROLLER_LEVEL_RESET,
+     "The firmware is stored; the next controller level reset activates it."},
+    {Firmware::AWAITS_RESET, CONTROLLER_LEVEL_RESET, "The next controller level reset activates the firmware."},
+    {Firmware::RUNS, NO_RESET, "The firmware was activated without a reset."},
 };
 constexpr const char* ACTIVATED_BY_RESET = "The firmware was activated by a controller level reset.";
 /// A success that the drive shows nothing of is not called stored or activated.
@@ -55,12 +56,13 @@ struct ActivationRow {
 };
 constexpr ActivationRow ACTIVATIONS[] = {
     {nvme::SC_FIRMWARE_NEEDS_CONVENTIONAL_RESET,
-     {Firmware::AWAITS_MORE, "Firmware update successful. Please reboot to apply update.", true}},
+     {Firmware::AWAITS_MORE, "conventional reset", "Firmware update successful. Please reboot to apply update.", true}},
     {nvme::SC_FIRMWARE_NEEDS_SUBSYSTEM_RESET,
-     {Firmware::AWAITS_MORE, "Firmware update successful. An NVM subsystem reset or a power cycle activates it.",
-      true}},
+     {Firmware::AWAITS_MORE, "NVM subsystem reset",
+      "Firmware update successful. An NVM subsystem reset or a power cycle activates it.", true}},
     {nvme::SC_FIRMWARE_NEEDS_CONTROLLER_RESET,
-     {Firmware::AWAITS_RESET, "Firmware update successful. The next controller level reset activates it.", true}},
+     {Firmware::AWAITS_RESET, CONTROLLER_LEVEL_RESET,
+      "Firmware update successful. The next controller level reset activates it.", true}},
 };
 
 constexpr RefusalRow REFUSALS[] = {
@@ -94,7 +96,7 @@ Status sendCommit(nvme::Drive& drive, uint8_t slot, uint8_t action) {
     return drive.send(command, answer);
 }
 
-Status commit(nvme::Drive& drive, const CommitRequest& request, bool mayActivateNow, Outcome& outcome) {
+Status send(nvme::Drive& drive, const CommitRequest& request, bool mayActivateNow, Outcome& outcome) {
     const uint8_t slot = request.slot.value_or(0);
     uint8_t action = request.action.value_or(mayActivateNow ? COMMIT_ACTIVATE_NOW : COMMIT_STORE_FOR_RESET);
     Status status = sendCommit(drive, slot, action);
@@ -112,30 +114,77 @@ Status commit(nvme::Drive& drive, const CommitRequest& request, bool mayActivate
     return toldBy(REFUSALS, statuses::firmwareUpdateFailed, status, drive);
 }
 
-/// The firmware that runs, and the slots.
-struct Picture {
-    std::string running;
-    Payload slots;
+/// One commit: what was asked for, what came of it, and the drive around it.
+struct Commit {
+    const CommitRequest& request;
+    const FirmwareState& before;
+    Outcome outcome;
+    FirmwareState after;
 
-    bool operator==(const Picture& other) const {
-        return running == other.running && std::memcmp(slots.getData(), other.slots.getData(), SLOTS_BYTES) == 0;
-    }
+    /// Whether the drive shows anything of it.
+    bool isSeen() const { return outcome.isNamedByDrive || !(after == before); }
 };
 
-Status look(nvme::Drive& drive, Picture& picture) {
-    const Status status = runningFirmware(drive, picture.running);
-    return status.is(0, 0) ? readLog(drive, nvme::LID_FIRMWARE_SLOT, SLOT_LOG_BYTES, picture.slots) : status;
+/// The slot of the firmware; 0 when the drive chose one and does not say which.
+uint8_t slotOf(const Commit& commit) {
+    if (commit.request.slot) return *commit.request.slot;
+    if (!commit.isSeen() || commit.outcome.firmware == Firmware::STORED) return 0;
+    return commit.outcome.firmware == Firmware::RUNS ? commit.after.activeSlot() : commit.after.nextSlot();
+}
+
+std::string requiredReset(const Commit& commit) {
+    const std::string awaited = commit.isSeen() ? commit.outcome.requiredReset : NO_RESET;
+    if (awaited != NO_RESET) return awaited;
+    // Of firmware that was staged before.
+    return commit.after.nextSlot() == 0 ? NO_RESET : CONTROLLER_LEVEL_RESET;
+}
+
+/// What the reset brings. A drive that waits for more than a controller level reset need not have a next slot.
+std::string nextFirmware(const Commit& commit) {
+    if (requiredReset(commit) == NO_RESET) return "none";
+    const uint8_t next = commit.after.nextSlot() != 0 ? commit.after.nextSlot() : slotOf(commit);
+    const std::string revision = next == 0 ? "" : commit.after.revision(next);
+    return revision.empty() ? nvme::NOT_REPORTED : revision;
+}
+
+/// For programs: what the message says, and the slots before and after.
+void addState(const Commit& commit, DriveOutput& out) {
+    const uint8_t slot = slotOf(commit);
+    nvme::FieldTree state{"Firmware State", {}, {}};
+    state.add("PreviousFirmware", commit.before.running);
+    state.add("RunningFirmware", commit.after.running);
+    state.add("NextFirmware", nextFirmware(commit));
+    state.add(attributes::feature::firmwareSlot().getName(), slot == 0 ? nvme::NOT_REPORTED : std::to_string(slot));
+    state.add("RequiredReset", requiredReset(commit));
+    out.addTree(state);
+    nvme::FieldTree previous = nvme::decodeFirmwareSlots(commit.before.slots);
+    previous.heading = "Previous " + previous.heading;  // no two objects of an answer have one name
+    out.addTree(previous);
+    out.addTree(nvme::decodeFirmwareSlots(commit.after.slots));
 }
 
 /// What became of the commit; 10/53 when the drive runs other firmware than `expected`.
-Status report(const nvme::Drive& drive, const Outcome& outcome, const Picture& before, const Picture& after,
-              const std::string& expected, std::string& text) {
-    const std::string now = "Drive " + drive.name() + " runs firmware " + after.running;
-    if (outcome.firmware == Firmware::RUNS && !expected.empty() && after.running != expected)
+Status report(const nvme::Drive& drive, const Commit& commit, const std::string& expected) {
+    const std::string& running = commit.after.running;
+    const std::string now = "Drive " + drive.name() + " runs firmware " + running;
+    if (commit.outcome.firmware == Firmware::RUNS && !expected.empty() && running != expected)
         return withDetails(statuses::firmwareUpdateFailed(), now + ", not " + expected + ".");
-    text = after == before && !outcome.isNamedByDrive ? NOTHING_CHANGED : outcome.text;
-    text += " " + now + (after.running == before.running ? "." : "; it was " + before.running + " before.");
-    return Status();
+    const std::string& previous = commit.before.running;
+    return Status(0, 0,
+                  std::string(commit.isSeen() ? commit.outcome.text : NOTHING_CHANGED) + " " + now +
+                      (running == previous ? "." : "; it was " + previous + " before."));
+}
+
+/// Resets the controller where the firmware waits for it and the user left the action open; the drive is looked at
+/// again then.
+Status activateByReset(nvme::Drive& drive, Commit& commit) {
+    drive.forgetIdentify();
+    if (!commit.request.action && commit.outcome.firmware == Firmware::AWAITS_RESET) {
+        const Status status = resetController(drive);
+        if (!status.is(0, 0)) return status;
+        commit.outcome = {Firmware::RUNS, NO_RESET, ACTIVATED_BY_RESET};
+    }
+    return readFirmwareState(drive, commit.after);
 }
 
 }  // namespace
@@ -171,34 +220,24 @@ Status checkCommit(nvme::Drive& drive, const CommitRequest& request, bool writte
     return Status();
 }
 
-Status commitFirmware(nvme::Drive& drive, const CommitRequest& request, const std::string& expected,
-                      const std::string& heading, DriveOutput& out) {
+Status commitFirmware(nvme::Drive& drive, const CommitRequest& request, const FirmwareState& before,
+                      const std::string& expected, const std::string& heading, DriveOutput& out) {
     OSTREL_TRACE();
-    Picture before;
     const uint8_t* identify = nullptr;
-    Outcome outcome{};
-    Status status = look(drive, before);
-    if (status.is(0, 0)) status = drive.identifyController(identify);
+    Commit commit{request, before, {}, {}};
+    Status status = drive.identifyController(identify);
     if (!status.is(0, 0)) return status;
-    status = commit(drive, request, nvme::ControllerCapabilities(identify).activatesFirmwareWithoutReset(), outcome);
+    status =
+        send(drive, request, nvme::ControllerCapabilities(identify).activatesFirmwareWithoutReset(), commit.outcome);
     if (!status.is(0, 0)) return status;
-    drive.forgetIdentify();
-    const auto afterCommit = [&outcome](Status failure) {
-        failure.setMessage(outcome.text + (" " + failure.getMessage()));
-        return failure;
-    };
-    if (!request.action && outcome.firmware == Firmware::AWAITS_RESET) {
-        status = resetController(drive);
-        if (!status.is(0, 0)) return afterCommit(status);
-        outcome = {Firmware::RUNS, ACTIVATED_BY_RESET};
+    status = activateByReset(drive, commit);
+    if (!status.is(0, 0)) {
+        status.setMessage(commit.outcome.text + (" " + status.getMessage()));
+        return status;
     }
-    Picture after;
-    std::string text;
-    status = look(drive, after);
-    if (!status.is(0, 0)) return afterCommit(status);
-    status = report(drive, outcome, before, after, expected, text);
-    if (status.is(0, 0)) out.addStatus(heading, Status(0, 0, text));
-    out.addTree(nvme::decodeFirmwareSlots(after.slots));
+    status = report(drive, commit, expected);
+    if (status.is(0, 0)) out.addStatus(heading, status);
+    addState(commit, out);
     return status;
 }
 

@@ -6,6 +6,7 @@
 
 #include "features/jobs/Arguments.h"
 #include "features/jobs/DriveOutput.h"
+#include "features/jobs/FirmwareState.h"
 #include "features/nvme/Drive.h"
 #include "ostrel/core/Status.h"
 
@@ -31,12 +32,13 @@ ostrel::core::Status readCommitRequest(const Arguments& arguments, CommitRequest
 ostrel::core::Status checkCommit(nvme::Drive& drive, const CommitRequest& request, bool written);
 
 /// Commits, resets the controller when that is what the firmware waits for and the user left the action open, and
-/// reports in `out` the drive's answer, the running revision and the slots as they are now. Firmware that waits for a
-/// reset is a success. So is a commit after which the running revision and the slots are as they were before, but it
-/// is not called stored or activated, unless the completion names the reset that the firmware waits for. 10/53 when the
-/// drive refuses, or when it runs other firmware than `expected` after the activation (empty: any will do); 10/175 for
-/// a slot that it does not take.
-ostrel::core::Status commitFirmware(nvme::Drive& drive, const CommitRequest& request, const std::string& expected,
-                                    const std::string& heading, DriveOutput& out);
+/// reports in `out` the drive's answer, the firmware that ran `before`, that runs now and that is next, the slot, the
+/// reset that is left to be made, and the slots before and now. Firmware that waits for a reset is a success. So is a
+/// commit after which the running revision and the slots are as they were before, but it is not called stored or
+/// activated, unless the completion names the reset that the firmware waits for. 10/53 when the drive refuses, or when
+/// it runs other firmware than `expected` after the activation (empty: any will do), which is reported in `out`, too;
+/// 10/175 for a slot that it does not take.
+ostrel::core::Status commitFirmware(nvme::Drive& drive, const CommitRequest& request, const FirmwareState& before,
+                                    const std::string& expected, const std::string& heading, DriveOutput& out);
 
 }  // namespace features::jobs

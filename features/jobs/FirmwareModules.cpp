@@ -52,14 +52,18 @@ std::vector<std::string> manifestNames(const std::string& folder, std::error_cod
 
 }  // namespace
 
+std::vector<std::string> FirmwareModules::folders() const {
+    OSTREL_TRACE();
+    std::vector<std::string> folders = split(directories_, SEPARATOR);
+    std::sort(folders.begin(), folders.end());
+    folders.erase(std::unique(folders.begin(), folders.end()), folders.end());
+    return folders;
+}
+
 void FirmwareModules::load() const {
     OSTREL_TRACE();
     std::call_once(loaded_, [this] {
-        std::vector<std::string> folders = split(directories_, SEPARATOR);
-        // The tool may send a directory twice.
-        std::sort(folders.begin(), folders.end());
-        folders.erase(std::unique(folders.begin(), folders.end()), folders.end());
-        for (const std::string& folder : folders) loadFolder(folder);
+        for (const std::string& folder : folders()) loadFolder(folder);
     });
 }
 
@@ -140,6 +144,15 @@ Status FirmwareModules::readImage(const FirmwareModule& module, std::string& ima
     }
     image = std::move(bytes);
     return Status();
+}
+
+std::string FirmwareModules::searched() const {
+    OSTREL_TRACE();
+    std::string text;
+    for (const std::string& folder : folders()) {
+        if (!folder.empty()) text += (text.empty() ? "Searched: '" : ", '") + folder + "'";
+    }
+    return text.empty() ? "Searched: no directory." : text + ".";
 }
 
 std::string FirmwareModules::faults() const {

@@ -35,10 +35,14 @@ public:
     /// its digest is another.
     static ostrel::core::Status readImage(const FirmwareModule& module, std::string& image);
 
+    /// "Searched: '/a', '/b'.", for a user who wonders where modules belong.
+    std::string searched() const;
     /// What could not be read, and why, in one text; empty when all could.
     std::string faults() const;
 
 private:
+    /// Each directory once: the tool may send one twice.
+    std::vector<std::string> folders() const;
     void load() const;
     void loadFolder(const std::string& path) const;
     void loadManifest(const std::string& folder, const std::string& name) const;

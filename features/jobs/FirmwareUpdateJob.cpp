@@ -1,6 +1,5 @@
 #include "features/jobs/FirmwareUpdateJob.h"
 
-#include "features/jobs/ControllerReset.h"
 #include "features/jobs/FirmwareImage.h"
 #include "features/jobs/StatusDetails.h"
 #include "features/nvme/Bytes.h"
@@ -47,24 +46,37 @@ Status FirmwareUpdateJob::checkRequest(const Arguments& arguments) {
     return Status();
 }
 
-Status FirmwareUpdateJob::chooseImage(nvme::Drive& drive, std::string& image, std::string& revision) const {
+Status FirmwareUpdateJob::chooseModule(nvme::Drive& drive, const FirmwareState& now,
+                                       const FirmwareModule*& module) const {
+    OSTREL_TRACE();
+    const uint8_t* identify = nullptr;
+    Status status = drive.identifyController(identify);
+    if (!status.is(0, 0)) return status;
+    status = modules_->choose(nvme::shownText(identify + OFFSET_MODEL_NUMBER, MODEL_NUMBER_BYTES), now.running, module);
+    if (!status.is(0, 0)) {
+        const Status none = statuses::noFirmwareModule();
+        if (status.is(none.getCategory(), none.getCode())) status = withDetails(none, modules_->searched());
+        // The module that would have fitted may be the one that is damaged.
+        status.setMessage(status.getMessage() + modules_->faults());
+        return status;
+    }
+    const uint8_t next = now.nextSlot();
+    if (next == 0 || now.revision(next) != module->manifest.revision) return status;
+    return withDetails(statuses::firmwareCurrent(), "Slot " + std::to_string(next) + " of drive " + drive.name() +
+                                                        " holds " + module->manifest.revision +
+                                                        ", which the next controller level reset activates.");
+}
+
+Status FirmwareUpdateJob::chooseImage(nvme::Drive& drive, const FirmwareState& now, std::string& image,
+                                      std::string& revision) const {
     OSTREL_TRACE();
     if (modules_ == nullptr) {
         image = image_;
         return Status();
     }
-    const uint8_t* identify = nullptr;
-    std::string running;
-    Status status = runningFirmware(drive, running);
-    if (status.is(0, 0)) status = drive.identifyController(identify);
-    if (!status.is(0, 0)) return status;
     const FirmwareModule* module = nullptr;
-    status = modules_->choose(nvme::shownText(identify + OFFSET_MODEL_NUMBER, MODEL_NUMBER_BYTES), running, module);
-    if (!status.is(0, 0)) {
-        // The module that would have fitted may be the one that is damaged.
-        status.setMessage(status.getMessage() + modules_->faults());
-        return status;
-    }
+    const Status status = chooseModule(drive, now, module);
+    if (!status.is(0, 0)) return status;
     revision = module->manifest.revision;
     return FirmwareModules::readImage(*module, image);
 }
@@ -73,12 +85,14 @@ Status FirmwareUpdateJob::actOnDrive(nvme::Drive& drive, const Arguments&, Drive
     OSTREL_TRACE();
     std::string image;
     std::string revision;
+    FirmwareState before;
     uint32_t granularityBytes = 0;
     Status status = checkCommit(drive, commit_, true);
-    if (status.is(0, 0)) status = chooseImage(drive, image, revision);
+    if (status.is(0, 0)) status = readFirmwareState(drive, before);
+    if (status.is(0, 0)) status = chooseImage(drive, before, image, revision);
     if (status.is(0, 0)) status = checkFirmwareImage(drive, image.size(), granularityBytes);
     if (status.is(0, 0)) status = downloadFirmware(drive, image, granularityBytes);
-    if (status.is(0, 0)) status = commitFirmware(drive, commit_, revision, title(), out);
+    if (status.is(0, 0)) status = commitFirmware(drive, commit_, before, revision, title(), out);
     return status;
 }
 

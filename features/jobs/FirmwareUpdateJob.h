@@ -22,8 +22,12 @@ protected:
     ostrel::core::Status actOnDrive(nvme::Drive& drive, const Arguments& arguments, DriveOutput& out) override;
 
 private:
+    /// The newest module for a drive; 10/64 also when the drive has its revision staged for the next reset.
+    ostrel::core::Status chooseModule(nvme::Drive& drive, const FirmwareState& now,
+                                      const FirmwareModule*& module) const;
     /// The image for a drive, and the revision that it is known to have.
-    ostrel::core::Status chooseImage(nvme::Drive& drive, std::string& image, std::string& revision) const;
+    ostrel::core::Status chooseImage(nvme::Drive& drive, const FirmwareState& now, std::string& image,
+                                     std::string& revision) const;
 
     CommitRequest commit_;
     std::string image_;                               // of the file that the user named

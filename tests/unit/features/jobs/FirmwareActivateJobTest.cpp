@@ -24,11 +24,11 @@ std::string activate(const FakeDrive& drive, const std::string& slot, const std:
 }
 
 const DriveBytes SLOTS = slots(0x02).text(8, "FW1", 8).text(16, "FW2", 8);
+const std::string SHOWN_BEFORE = previousSlotTree("0x02", "2", "none", {"FW1", "FW2"});
 
 TEST(FirmwareActivateJob, AtTheNextReset) {
     FakeDrive drive;
     drive.expect(identify(0x01).answers(firmwareController(BY_RESET_SLOT_1_READ_ONLY, "FW2")))
-        .expect(slotLog(SLOTS))
         .expect(slotLog(SLOTS))
         .expect(commit(1, 2).timeoutMs(120000))
         .expect(identify(0x01).answers(firmwareController(BY_RESET_SLOT_1_READ_ONLY, "FW2")))
@@ -36,7 +36,8 @@ TEST(FirmwareActivateJob, AtTheNextReset) {
     EXPECT_EQ(activate(drive, "1", "2"), output(status(TITLE, "0", "0",
                                                        "The next controller level reset activates the firmware. Drive "
                                                        "S1 (/dev/nvme0) runs firmware FW2.") +
-                                                slotTree("0x12", "2", "1", {"FW1", "FW2"})))
+                                                stateTree("FW2", "FW2", "FW1", "1", "controller level reset") +
+                                                SHOWN_BEFORE + slotTree("0x12", "2", "1", {"FW1", "FW2"})))
         << "what is read only can be activated";
 }
 
@@ -44,13 +45,13 @@ TEST(FirmwareActivateJob, AtOnce) {
     FakeDrive drive;
     drive.expect(identify(0x01).answers(firmwareController(AT_ONCE, "FW2")))
         .expect(slotLog(SLOTS))
-        .expect(slotLog(SLOTS))
         .expect(commit(1, 3))
         .expect(identify(0x01).answers(firmwareController(AT_ONCE, "FW1")))
         .expect(slotLog(DriveBytes(SLOTS).byte(0, 0x01)));
     EXPECT_EQ(activate(drive, "1", "3"), output(status(TITLE, "0", "0",
                                                        "The firmware was activated without a reset. Drive S1 "
                                                        "(/dev/nvme0) runs firmware FW1; it was FW2 before.") +
+                                                stateTree("FW2", "FW1", "none", "1", "none") + SHOWN_BEFORE +
                                                 slotTree("0x01", "1", "none", {"FW1", "FW2"})));
 }
 
@@ -59,7 +60,6 @@ TEST(FirmwareActivateJob, ACommitThatChangedNothingIsNotCalledActivated) {
         FakeDrive drive;
         drive.expect(identify(0x01).answers(firmwareController(AT_ONCE, "FW2")))
             .expect(slotLog(SLOTS))
-            .expect(slotLog(SLOTS))
             .expect(commit(1, static_cast<uint32_t>(*action - '0')))
             .expect(identify(0x01).answers(firmwareController(AT_ONCE, "FW2")))
             .expect(slotLog(SLOTS));
@@ -67,6 +67,7 @@ TEST(FirmwareActivateJob, ACommitThatChangedNothingIsNotCalledActivated) {
                   output(status(TITLE, "0", "0",
                                 "The drive accepted the commit, but neither the running firmware nor the slots "
                                 "changed. Drive S1 (/dev/nvme0) runs firmware FW2.") +
+                         stateTree("FW2", "FW2", "none", "1", "none") + SHOWN_BEFORE +
                          slotTree("0x02", "2", "none", {"FW1", "FW2"})));
     }
 }

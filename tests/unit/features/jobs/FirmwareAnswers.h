@@ -37,10 +37,12 @@ inline std::string status(const std::string& title, const std::string& category,
 
 /// The slots as they are shown; slots without a text are "none".
 inline std::string slotTree(const std::string& activeInfo, const std::string& active, const std::string& next,
-                            std::vector<std::string> revisions) {
+                            std::vector<std::string> revisions,
+                            const std::string& heading = "Firmware Slot Information") {
     revisions.resize(7, "none");
     std::string tree =
-        "<Object key=\"S1\" name=\"Firmware Slot Information\">\n"
+        "<Object key=\"S1\" name=\"" + heading +
+        "\">\n"
         "<Property description=\"Active Firmware Info\" name=\"AFI\" value=\"" +
         activeInfo +
         "\"/>\n<Property description=\"Slot that the running firmware was loaded from\" name=\"AFI Active Slot\" "
@@ -55,6 +57,20 @@ inline std::string slotTree(const std::string& activeInfo, const std::string& ac
                 revisions[i] + "\"/>\n";
     }
     return tree + "</Object>\n";
+}
+
+inline std::string previousSlotTree(const std::string& activeInfo, const std::string& active, const std::string& next,
+                                    const std::vector<std::string>& revisions) {
+    return slotTree(activeInfo, active, next, revisions, "Previous Firmware Slot Information");
+}
+
+/// What a commit did, for programs.
+inline std::string stateTree(const std::string& previous, const std::string& running, const std::string& next,
+                             const std::string& slot, const std::string& reset) {
+    return "<Object key=\"S1\" name=\"Firmware State\">\n<Property name=\"PreviousFirmware\" value=\"" + previous +
+           "\"/>\n<Property name=\"RunningFirmware\" value=\"" + running +
+           "\"/>\n<Property name=\"NextFirmware\" value=\"" + next + "\"/>\n<Property name=\"FirmwareSlot\" value=\"" +
+           slot + "\"/>\n<Property name=\"RequiredReset\" value=\"" + reset + "\"/>\n</Object>\n";
 }
 
 }  // namespace features::jobs

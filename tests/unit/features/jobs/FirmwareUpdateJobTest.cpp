@@ -18,8 +18,9 @@ using namespace ostrel::core;
 using ostrel::interfaces::ostreli::JOBTYPE_METHOD;
 
 constexpr const char* TITLE = "Firmware Update";
-/// The slots before the commit.
+/// The slots before the commit, and as they are shown.
 const DriveBytes BEFORE = slots(0x01).text(8, "FW1", 8);
+const std::string SHOWN_BEFORE = previousSlotTree("0x01", "1", "none", {"FW1"});
 /// Three slots; slot 1 read only or not; activation without a reset or only by one.
 constexpr uint8_t BY_RESET = 0x06;
 constexpr uint8_t BY_RESET_SLOT_1_READ_ONLY = 0x07;
@@ -49,8 +50,8 @@ protected:
     /// A drive that has taken the image, and is to be told what to do with it.
     FakeDrive& loaded(uint8_t frmw) {
         return drive_.expect(identify(0x01).answers(firmwareController(frmw)))
-            .expect(download(image_, 0, 8192))
-            .expect(slotLog(BEFORE));
+            .expect(slotLog(BEFORE))
+            .expect(download(image_, 0, 8192));
     }
     /// What is asked of the drive after a commit.
     void looksAgain(const std::string& revision, const DriveBytes& slots) {
@@ -69,6 +70,7 @@ TEST_F(FirmwareUpdateJobTest, ActivatesWithoutAResetWhereTheDriveCan) {
     EXPECT_EQ(update(drive_), output(status(TITLE, "0", "0",
                                             "The firmware was activated without a reset. Drive S1 (/dev/nvme0) runs "
                                             "firmware FW2; it was FW1 before.") +
+                                     stateTree("FW1", "FW2", "none", "2", "none") + SHOWN_BEFORE +
                                      slotTree("0x02", "2", "none", {"FW1", "FW2"})));
 }
 
@@ -78,6 +80,7 @@ TEST_F(FirmwareUpdateJobTest, ResetsTheControllerWhereTheDriveNeedsIt) {
     EXPECT_EQ(update(drive_), output(status(TITLE, "0", "0",
                                             "The firmware was activated by a controller level reset. Drive S1 "
                                             "(/dev/nvme0) runs firmware FW2; it was FW1 before.") +
+                                     stateTree("FW1", "FW2", "none", "2", "none") + SHOWN_BEFORE +
                                      slotTree("0x02", "2", "none", {"none", "FW2"})));
 }
 
@@ -90,6 +93,7 @@ TEST_F(FirmwareUpdateJobTest, AnActivationThatTakesTooLongIsLeftToAReset) {
     EXPECT_EQ(update(drive_, "2"), output(status(TITLE, "0", "0",
                                                  "The firmware was activated by a controller level reset. Drive S1 "
                                                  "(/dev/nvme0) runs firmware FW1.") +
+                                          stateTree("FW1", "FW1", "none", "2", "none") + SHOWN_BEFORE +
                                           slotTree("0x02", "2", "none", {"none", "FW1"})))
         << "the image had the running revision";
 }
@@ -100,20 +104,25 @@ TEST_F(FirmwareUpdateJobTest, TheUsersActionIsDoneAndNoMore) {
         const char* action;
         uint32_t code;
         uint16_t answer;
+        const char* reset;
         const char* message;
     } cases[] = {
-        {BY_RESET, "0", 0, 0, "The firmware is stored and not activated."},
-        {BY_RESET, "1", 1, 0, "The firmware is stored; the next controller level reset activates it."},
-        {AT_ONCE, "3", 3, 0, "The firmware was activated without a reset."},
-        {BY_RESET, "1", 1, 0x010B, "Firmware update successful. Please reboot to apply update."},
-        {BY_RESET, "1", 1, 0x0110, "Firmware update successful. An NVM subsystem reset or a power cycle activates it."},
-        {AT_ONCE, "3", 3, 0x0111, "Firmware update successful. The next controller level reset activates it."},
+        {BY_RESET, "0", 0, 0, "controller level reset", "The firmware is stored and not activated."},
+        {BY_RESET, "1", 1, 0, "controller level reset",
+         "The firmware is stored; the next controller level reset activates it."},
+        {AT_ONCE, "3", 3, 0, "controller level reset", "The firmware was activated without a reset."},
+        {BY_RESET, "1", 1, 0x010B, "conventional reset", "Firmware update successful. Please reboot to apply update."},
+        {BY_RESET, "1", 1, 0x0110, "NVM subsystem reset",
+         "Firmware update successful. An NVM subsystem reset or a power cycle activates it."},
+        {AT_ONCE, "3", 3, 0x0111, "controller level reset",
+         "Firmware update successful. The next controller level reset activates it."},
     };
     for (const auto& c : cases) {
         loaded(c.frmw).expect(commit(3, c.code).refuses(c.answer));
         looksAgain("FW1", slots(0x31).text(8, "FW1", 8).text(24, "FW2", 8));
         EXPECT_EQ(update(drive_, "3", c.action),
                   output(status(TITLE, "0", "0", c.message + std::string(" Drive S1 (/dev/nvme0) runs firmware FW1.")) +
+                         stateTree("FW1", "FW1", "FW2", "3", c.reset) + SHOWN_BEFORE +
                          slotTree("0x31", "1", "3", {"FW1", "none", "FW2"})))
             << c.action << ' ' << c.answer;
         drive_.expectDone();
@@ -126,6 +135,7 @@ TEST_F(FirmwareUpdateJobTest, WhatNeedsMoreThanAControllerResetIsLeftToTheUser) 
     EXPECT_EQ(update(drive_), output(status(TITLE, "0", "0",
                                             "Firmware update successful. An NVM subsystem reset or a power cycle "
                                             "activates it. Drive S1 (/dev/nvme0) runs firmware FW1.") +
+                                     stateTree("FW1", "FW1", "FW2", "2", "NVM subsystem reset") + SHOWN_BEFORE +
                                      slotTree("0x21", "1", "2", {"FW1", "FW2"})));
     loaded(AT_ONCE)
         .expect(commit(0, 3).refuses(0x0111))
@@ -134,14 +144,35 @@ TEST_F(FirmwareUpdateJobTest, WhatNeedsMoreThanAControllerResetIsLeftToTheUser) 
     EXPECT_EQ(update(drive_), output(status(TITLE, "0", "0",
                                             "The firmware was activated by a controller level reset. Drive S1 "
                                             "(/dev/nvme0) runs firmware FW2; it was FW1 before.") +
+                                     stateTree("FW1", "FW2", "none", "2", "none") + SHOWN_BEFORE +
                                      slotTree("0x02", "2", "none", {"FW1", "FW2"})));
 }
 
+TEST_F(FirmwareUpdateJobTest, WhatTheDriveDoesNotReportOfItsNextFirmwareIsNotGuessed) {
+    loaded(AT_ONCE).expect(commit(0, 3).refuses(0x010B));
+    looksAgain("FW1", slots(0x01).text(8, "FW1", 8).text(16, "FW2", 8));
+    const std::string message =
+        "Firmware update successful. Please reboot to apply update. Drive S1 (/dev/nvme0) runs firmware FW1.";
+    EXPECT_EQ(update(drive_), output(status(TITLE, "0", "0", message) +
+                                     stateTree("FW1", "FW1", "not reported", "not reported", "conventional reset") +
+                                     SHOWN_BEFORE + slotTree("0x01", "1", "none", {"FW1", "FW2"})))
+        << "the drive chose the slot and names no next one";
+    loaded(AT_ONCE).expect(commit(2, 3).refuses(0x010B));
+    looksAgain("FW1", slots(0x01).text(8, "FW1", 8).text(16, "FW2", 8));
+    EXPECT_EQ(update(drive_, "2", "3"),
+              output(status(TITLE, "0", "0", message) + stateTree("FW1", "FW1", "FW2", "2", "conventional reset") +
+                     SHOWN_BEFORE + slotTree("0x01", "1", "none", {"FW1", "FW2"})))
+        << "the user named the slot";
+}
+
 TEST_F(FirmwareUpdateJobTest, ACommitThatChangedNothingIsNotCalledStoredOrActivated) {
-    const std::string nothing = output(status(TITLE, "0", "0",
-                                              "The drive accepted the commit, but neither the running firmware nor "
-                                              "the slots changed. Drive S1 (/dev/nvme0) runs firmware FW1.") +
-                                       slotTree("0x01", "1", "none", {"FW1"}));
+    const auto nothing = [](const std::string& slot) {
+        return output(status(TITLE, "0", "0",
+                             "The drive accepted the commit, but neither the running firmware nor the slots changed. "
+                             "Drive S1 (/dev/nvme0) runs firmware FW1.") +
+                      stateTree("FW1", "FW1", "none", slot, "none") + SHOWN_BEFORE +
+                      slotTree("0x01", "1", "none", {"FW1"}));
+    };
     constexpr struct {
         uint8_t frmw;
         const char* slot;
@@ -157,7 +188,8 @@ TEST_F(FirmwareUpdateJobTest, ACommitThatChangedNothingIsNotCalledStoredOrActiva
         loaded(c.frmw).expect(commit(*c.slot == 0 ? 0 : 2, c.sentAction).refuses(c.answer));
         if (c.isReset) drive_.expect(Expected::host(transport::HostRequest::RESET_CONTROLLER));
         looksAgain("FW1", BEFORE);
-        EXPECT_EQ(update(drive_, c.slot, c.action), nothing) << c.action << ' ' << c.answer;
+        EXPECT_EQ(update(drive_, c.slot, c.action), nothing(*c.slot == 0 ? "not reported" : "2"))
+            << c.action << ' ' << c.answer;
         drive_.expectDone();
     }
     loaded(AT_ONCE).expect(commit(0, 3));
@@ -166,14 +198,13 @@ TEST_F(FirmwareUpdateJobTest, ACommitThatChangedNothingIsNotCalledStoredOrActiva
               output(status(TITLE, "0", "0",
                             "The firmware was activated without a reset. Drive S1 (/dev/nvme0) runs "
                             "firmware FW1.") +
+                     stateTree("FW1", "FW1", "none", "1", "none") + SHOWN_BEFORE +
                      slotTree("0x01", "1", "none", {"FW1", "none", "none", "none", "none", "none", "FW2"})))
         << "the last slot changed";
 }
 
-TEST_F(FirmwareUpdateJobTest, WithoutTheSlotsNothingIsCommitted) {
-    drive_.expect(identify(0x01).answers(firmwareController(AT_ONCE)))
-        .expect(download(image_, 0, 8192))
-        .expect(lookAtLog(0x03, 512).breaks(gone()));
+TEST_F(FirmwareUpdateJobTest, WithoutTheSlotsNothingIsSent) {
+    drive_.expect(identify(0x01).answers(firmwareController(AT_ONCE))).expect(lookAtLog(0x03, 512).breaks(gone()));
     EXPECT_EQ(update(drive_), output(status(TITLE, "1", "19", "The drive /dev/nvme0 is gone.")));
 }
 
@@ -239,15 +270,17 @@ TEST_F(FirmwareUpdateJobTest, WhatTheDriveCannotDoIsRefusedBeforeTheFirstByte) {
          "Invalid firmware slot value. Slot 1 of drive S1 (/dev/nvme0) is read only."},
         {firmwareController(BY_RESET), "2", "3", "174",
          "Invalid firmware commit action value. Drive S1 (/dev/nvme0) cannot activate firmware without a reset."},
-        {firmwareController(BY_RESET, "FW1", 3), "", "", "52",
-         "Failed to load firmware. Drive S1 (/dev/nvme0) takes firmware in multiples of 12288 bytes, more than one "
-         "command can carry."},
     };
     for (const auto& c : cases) {
         drive_.expect(identify(0x01).answers(c.controller));
         EXPECT_EQ(update(drive_, c.slot, c.action), output(status(TITLE, "10", c.code, c.message)));
         drive_.expectDone();
     }
+    drive_.expect(identify(0x01).answers(firmwareController(BY_RESET, "FW1", 3))).expect(slotLog(BEFORE));
+    EXPECT_EQ(update(drive_),
+              output(status(TITLE, "10", "52",
+                            "Failed to load firmware. Drive S1 (/dev/nvme0) takes firmware in multiples "
+                            "of 12288 bytes, more than one command can carry.")));
 }
 
 TEST_F(FirmwareUpdateJobTest, AWrongRequestReachesNoDrive) {
@@ -272,6 +305,7 @@ TEST_F(FirmwareUpdateJobTest, AWrongRequestReachesNoDrive) {
 
 TEST_F(FirmwareUpdateJobTest, ARefusedPieceEndsTheUpdateBeforeTheCommit) {
     drive_.expect(identify(0x01).answers(firmwareController(AT_ONCE)))
+        .expect(slotLog(BEFORE))
         .expect(download(image_, 0, 8192).refuses(0x4002));
     EXPECT_EQ(update(drive_), output(status(TITLE, "10", "52",
                                             "Failed to load firmware. Firmware Image Download failed on drive S1 "
@@ -284,24 +318,26 @@ TEST_F(FirmwareUpdateJobTest, WithoutAFileTheNewestModuleThatFitsIsTaken) {
     addModule(folder_, "new", {"FW3", "2026-02-01", "FW1", "VELKO P100 ?T", firmwareImage(4096)});
     addModule(folder_, "other", {"FW9", "2026-09-01", "*", "OTHER"});
     drive_.expect(identify(0x01).answers(firmwareController(AT_ONCE)))
-        .expect(download(firmwareImage(4096), 0, 4096))
         .expect(slotLog(BEFORE))
+        .expect(download(firmwareImage(4096), 0, 4096))
         .expect(commit(0, 3));
     looksAgain("FW3", slots(0x01).text(8, "FW3", 8));
     EXPECT_EQ(updateFromModules(drive_), output(status(TITLE, "0", "0",
                                                        "The firmware was activated without a reset. Drive S1 "
                                                        "(/dev/nvme0) runs firmware FW3; it was FW1 before.") +
+                                                stateTree("FW1", "FW3", "none", "1", "none") + SHOWN_BEFORE +
                                                 slotTree("0x01", "1", "none", {"FW3"})));
 }
 
 TEST_F(FirmwareUpdateJobTest, ADriveThatDoesNotRunWhatTheModulePromisedIsAFailure) {
     addModule(folder_, "new", {"FW3", "2026-02-01", "*", "VELKO*", firmwareImage(4096)});
     drive_.expect(identify(0x01).answers(firmwareController(AT_ONCE)))
-        .expect(download(firmwareImage(4096), 0, 4096))
         .expect(slotLog(BEFORE))
+        .expect(download(firmwareImage(4096), 0, 4096))
         .expect(commit(0, 3));
     looksAgain("FW1", slots(0x01).text(8, "FW1", 8));
-    EXPECT_EQ(updateFromModules(drive_), output(slotTree("0x01", "1", "none", {"FW1"}) +
+    EXPECT_EQ(updateFromModules(drive_), output(stateTree("FW1", "FW1", "none", "not reported", "none") + SHOWN_BEFORE +
+                                                slotTree("0x01", "1", "none", {"FW1"}) +
                                                 status(TITLE, "10", "53",
                                                        "Firmware update failed. Drive S1 (/dev/nvme0) runs firmware "
                                                        "FW1, not FW3.")));
@@ -310,34 +346,62 @@ TEST_F(FirmwareUpdateJobTest, ADriveThatDoesNotRunWhatTheModulePromisedIsAFailur
 TEST_F(FirmwareUpdateJobTest, WithoutAModuleNothingIsSent) {
     const std::string folder = std::filesystem::canonical(folder_ / ".");
     const DriveBytes controller = firmwareController(AT_ONCE);
-    drive_.expect(identify(0x01).answers(controller));
-    EXPECT_EQ(updateFromModules(drive_), output(status(TITLE, "10", "71", "No firmware module found.")));
+    drive_.expect(identify(0x01).answers(controller)).expect(slotLog(BEFORE));
+    const std::string searched =
+        "No firmware module found. Searched: '" + (folder_ / "") + "', '" + (folder_ / "missing") + "'.";
+    EXPECT_EQ(updateFromModules(drive_), output(status(TITLE, "10", "71", searched)));
     writeWholeFile(folder_ / "bad.json", "[]");
-    drive_.expect(identify(0x01).answers(controller));
+    drive_.expect(identify(0x01).answers(controller)).expect(slotLog(BEFORE));
     EXPECT_EQ(updateFromModules(drive_), output(status(TITLE, "10", "71",
-                                                       "No firmware module found. '" + folder +
+                                                       searched + " '" + folder +
                                                            "/bad.json': 'models' must be given once "
                                                            "and be a list of 1 to 64 patterns of model numbers.")));
     std::filesystem::remove(folder_ / "bad.json");
     addModule(folder_, "same", {"FW1"});
-    drive_.expect(identify(0x01).answers(controller));
+    drive_.expect(identify(0x01).answers(controller)).expect(slotLog(BEFORE));
     EXPECT_EQ(updateFromModules(drive_), output(status(TITLE, "10", "64",
                                                        "The selected drive contains current firmware as of this tool "
                                                        "release.")));
     addModule(folder_, "new", {"FW2", "2026-09-09"});
     writeWholeFile(folder_ / "new.bin", "another image..!");
-    drive_.expect(identify(0x01).answers(controller));
+    drive_.expect(identify(0x01).answers(controller)).expect(slotLog(BEFORE));
     EXPECT_EQ(updateFromModules(drive_), output(status(TITLE, "10", "73",
                                                        "Invalid firmware module type. '" + folder +
                                                            "/new.bin' is not the file that its "
                                                            "manifest describes: its SHA-256 is another.")));
 }
 
+TEST_F(FirmwareUpdateJobTest, AModuleThatIsStagedIsNotDownloadedAgain) {
+    addModule(folder_, "new", {"FW2", "2026-09-09"});
+    drive_.expect(identify(0x01).answers(firmwareController(AT_ONCE)))
+        .expect(slotLog(slots(0x31).text(8, "FW1", 8).text(24, "FW2", 8)));
+    EXPECT_EQ(updateFromModules(drive_), output(status(TITLE, "10", "64",
+                                                       "The selected drive contains current firmware as of this tool "
+                                                       "release. Slot 3 of drive S1 (/dev/nvme0) holds FW2, which the "
+                                                       "next controller level reset activates.")));
+}
+
+TEST_F(FirmwareUpdateJobTest, AModuleThatLiesInASlotAndIsNotNextIsDownloaded) {
+    addModule(folder_, "new", {"FW2", "2026-09-09", "*", "VELKO*", firmwareImage(4096)});
+    const DriveBytes stored = slots(0x01).text(8, "FW1", 8).text(24, "FW2", 8);
+    drive_.expect(identify(0x01).answers(firmwareController(AT_ONCE)))
+        .expect(slotLog(stored))
+        .expect(download(firmwareImage(4096), 0, 4096))
+        .expect(commit(0, 3));
+    looksAgain("FW2", DriveBytes(stored).byte(0, 0x03));
+    EXPECT_EQ(updateFromModules(drive_), output(status(TITLE, "0", "0",
+                                                       "The firmware was activated without a reset. Drive S1 "
+                                                       "(/dev/nvme0) runs firmware FW2; it was FW1 before.") +
+                                                stateTree("FW1", "FW2", "none", "3", "none") +
+                                                previousSlotTree("0x01", "1", "none", {"FW1", "none", "FW2"}) +
+                                                slotTree("0x03", "3", "none", {"FW1", "none", "FW2"})));
+}
+
 TEST_F(FirmwareUpdateJobTest, FromAFolderThatOtherUsersCanChangeNothingIsSent) {
     const std::string folder = std::filesystem::canonical(folder_ / ".");
     addModule(folder_, "new", {"FW2", "2026-09-09"});
     ASSERT_EQ(chmod(folder.c_str(), 0777), 0);
-    drive_.expect(identify(0x01).answers(firmwareController(AT_ONCE)));
+    drive_.expect(identify(0x01).answers(firmwareController(AT_ONCE))).expect(slotLog(BEFORE));
     EXPECT_EQ(updateFromModules(drive_),
               output(status(TITLE, "10", "54",
                             "Failed reading a file necessary for the feature. '" + (folder_ / "") + "': '" + folder +

@@ -1,0 +1,47 @@
+#include "features/jobs/FirmwareState.h"
+
+#include <cstring>
+
+#include "features/jobs/ControllerReset.h"
+#include "features/jobs/LogReading.h"
+#include "features/nvme/Bytes.h"
+#include "features/nvme/LogPages.h"
+#include "features/nvme/Opcodes.h"
+#include "ostrel/core/ScopeTrace.h"
+
+namespace features::jobs {
+
+using namespace ostrel::core;
+
+namespace {
+
+constexpr uint32_t SLOT_LOG_BYTES = 512;
+/// Of the log, Active Firmware Info and the revisions; what follows is reserved.
+constexpr size_t SLOTS_BYTES = 64;
+
+}  // namespace
+
+uint8_t FirmwareState::activeSlot() const {
+    return static_cast<uint8_t>(nvme::bits(slots.getData()[0], 2, 0));
+}
+
+uint8_t FirmwareState::nextSlot() const {
+    return static_cast<uint8_t>(nvme::bits(slots.getData()[0], 6, 4));
+}
+
+std::string FirmwareState::revision(uint8_t slot) const {
+    OSTREL_TRACE();
+    return nvme::firmwareSlotRevision(slots.getData(), slot);
+}
+
+bool FirmwareState::operator==(const FirmwareState& other) const {
+    return running == other.running && std::memcmp(slots.getData(), other.slots.getData(), SLOTS_BYTES) == 0;
+}
+
+Status readFirmwareState(nvme::Drive& drive, FirmwareState& state) {
+    OSTREL_TRACE();
+    const Status status = runningFirmware(drive, state.running);
+    return status.is(0, 0) ? readLog(drive, nvme::LID_FIRMWARE_SLOT, SLOT_LOG_BYTES, state.slots) : status;
+}
+
+}  // namespace features::jobs
