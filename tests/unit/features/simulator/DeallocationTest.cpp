@@ -1,5 +1,8 @@
 #include <sys/stat.h>
 
+#include <cerrno>
+#include <cstdio>
+
 #include "tests/unit/features/simulator/SimulatedDrive.h"
 
 namespace {
@@ -88,6 +91,28 @@ TEST_F(DeallocationOnASimulatedDrive, IsDoneByTheNextCommandWhenAProcessDiesOver
     EXPECT_EQ(status(io(0x01, 1, 0)), 0);
     reopen();
     EXPECT_EQ(firstByteOf(0), 0x77) << "and once alone";
+}
+
+TEST_F(DeallocationOnASimulatedDrive, NoCommandIsDoneBeforeIt) {
+    fill();
+    controller.reset();
+    features::simulator::DriveFolder drive(path());
+    ASSERT_TRUE(drive.begin().is(0, 0));
+    drive.state.deallocating = {{1, 0, 16}};
+    ASSERT_TRUE(drive.commit().is(0, 0));
+    const std::string media = path() + "/media-1-1";
+    ASSERT_EQ(::rename(media.c_str(), (folder / "kept").c_str()), 0);
+    ASSERT_EQ(::mkdir(media.c_str(), 0700), 0);
+    reopen();
+    features::simulator::CompletionEntry completion;
+    data.clear();
+    const auto refused = controller->execute(admin(0x06, 0, 1), data, completion);
+    EXPECT_TRUE(refused.is(1, EIO)) << refused.getMessage();
+    EXPECT_TRUE(data.empty());
+    ASSERT_EQ(::rmdir(media.c_str()), 0);
+    ASSERT_EQ(::rename((folder / "kept").c_str(), media.c_str()), 0);
+    EXPECT_EQ(firstByteOf(15), 0);
+    EXPECT_EQ(firstByteOf(16), 0xEE);
 }
 
 TEST_F(DeallocationOnASimulatedDrive, ComparesBlocks) {

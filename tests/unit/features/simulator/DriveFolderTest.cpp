@@ -4,6 +4,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <climits>
 #include <csignal>
 #include <filesystem>
 #include <thread>
@@ -324,7 +325,9 @@ TEST_F(FolderOfASimulatedDrive, RefusesCommandsWhenItsProgressCannotBeSaved) {
         const FullDisk full;
         reopen();
         features::simulator::CompletionEntry completion;
+        data.clear();
         const auto execute = controller->execute(admin(0x06, 0, 1), data, completion);
+        EXPECT_TRUE(data.empty()) << "the command was not begun";
         const auto reset = controller->reset(features::simulator::ResetKind::CONTROLLER);
         std::optional<features::simulator::CompletionEntry> event;
         const auto taken = controller->takeEvent(event);
@@ -356,6 +359,26 @@ TEST_F(FolderOfASimulatedDrive, SaysThatADriveCannotBeMade) {
     }
     std::sort(left.begin(), left.end());
     EXPECT_EQ(left, (std::vector<std::string>{".lock", "one"}));
+}
+
+TEST_F(FolderOfASimulatedDrive, SaysThatTheFolderOfADriveCannotBeMade) {
+    // There is no name left in it that the system takes.
+    std::string deep = folder / "drives";
+    while (deep.size() + 16 < PATH_MAX) {
+        deep += "/" + std::string(std::min<size_t>(200, PATH_MAX - deep.size() - 2), 'd');
+        ASSERT_EQ(::mkdir(deep.c_str(), 0700), 0) << deep.size();
+    }
+    const Status status = DriveStore(deep).create({{"two", description}}, clock);
+    EXPECT_TRUE(status.is(1, ENAMETOOLONG)) << status.getMessage();
+    EXPECT_EQ(status.getMessage().find("description.ini"), std::string::npos) << "no file of it was begun";
+}
+
+TEST_F(FolderOfASimulatedDrive, StoreIsNotTakenWithoutItsLock) {
+    ASSERT_EQ(::mkdir((folder / "drives/.lock").c_str(), 0700), 0);
+    ostrel::core::FileDescriptor lock;
+    const Status status = DriveStore(folder / "drives").lock(lock);
+    EXPECT_TRUE(status.is(1, EISDIR)) << status.getMessage();
+    EXPECT_FALSE(lock.isOpen());
 }
 
 TEST_F(FolderOfASimulatedDrive, StoreIsRidOfWhatKilledProcessesLeft) {
