@@ -128,6 +128,24 @@ TEST_F(FaultsOfASimulatedDrive, MediaErrorsFailReadsUntilTheBlocksAreRewritten) 
     EXPECT_EQ(mediaErrors(), 4U);
 }
 
+TEST_F(FaultsOfASimulatedDrive, MediaErrorsAreHealedInDeallocatedRanges) {
+    description.faults.mediaErrors = {{1, 100, 4}, {1, 500, 1}};
+    describe();
+    // Two ranges of 16 bytes: context attributes, length in blocks, first block.
+    const Bytes ranges = {0, 0, 0, 0, 2, 0, 0, 0, 101,  0,    0, 0, 0, 0, 0, 0,  //
+                          0, 0, 0, 0, 1, 0, 0, 0, 0xF4, 0x01, 0, 0, 0, 0, 0, 0};
+    data = ranges;
+    EXPECT_EQ(status(io(0x09, 1, 1, 0)), 0) << "hints alone, nothing is deallocated";
+    EXPECT_EQ(status(readBlocks(500, 1)), 0x4281);
+    data = ranges;
+    EXPECT_EQ(status(io(0x09, 1, 1, 4)), 0);
+    EXPECT_EQ(status(readBlocks(500, 1)), 0);
+    EXPECT_EQ(status(readBlocks(101, 2)), 0);
+    EXPECT_EQ(status(readBlocks(100, 1)), 0x4281) << "before the range";
+    EXPECT_EQ(status(readBlocks(103, 1)), 0x4281) << "after it";
+    EXPECT_EQ(mediaErrors(), 3U);
+}
+
 TEST_F(FaultsOfASimulatedDrive, MediaErrorThatIsPutOnAgainCountsInFull) {
     description.faults.mediaErrors = {{1, 100, 4}};
     describe();

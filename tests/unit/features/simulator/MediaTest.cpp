@@ -1,6 +1,13 @@
+#include <sys/stat.h>
+
+#include <filesystem>
+#include <functional>
+
 #include "tests/unit/features/simulator/SimulatedDrive.h"
 
 namespace {
+
+namespace fs = std::filesystem;
 
 using MediaOfASimulatedDrive = SimulatedDrive;
 
@@ -64,6 +71,62 @@ TEST_F(MediaOfASimulatedDrive, RefusesWhatIsOutOfBounds) {
                                           0, 0, 0, 0, 0, 0, 0, 0, 1, 0, 0, 0, 0, 0,    0,    0,     //
                                           0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0,    0,    0,     //
                                           0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0,    0,    0}));
+}
+
+/// The file of namespace 1's media.
+fs::path mediaFile(const std::string& folder) {
+    for (const auto& entry : fs::directory_iterator(folder))
+        if (entry.path().filename().string().compare(0, 8, "media-1-") == 0) return entry.path();
+    ADD_FAILURE() << "no media in " << folder;
+    return {};
+}
+
+// What another program put in the place of the media fails the commands, and is neither followed, waited for nor
+// written.
+TEST_F(MediaOfASimulatedDrive, FailsWhereSomethingElseHasTheMediasName) {
+    data.assign(512, 1);
+    EXPECT_EQ(status(io(0x01, 1)), 0);
+    const fs::path media = mediaFile(path());
+    const fs::path other = folder / "other";
+    const struct {
+        const char* what;
+        std::function<void()> make;
+    } intruders[] = {
+        {"folder", [&] { fs::create_directory(media); }},
+        {"pipe", [&] { ASSERT_EQ(::mkfifo(media.c_str(), 0600), 0); }},
+        {"link", [&] { fs::create_symlink(other, media); }},
+    };
+    for (const auto& intruder : intruders) {
+        fs::remove(media);
+        intruder.make();
+        reopen();
+        EXPECT_EQ(status(io(0x02, 1)), 0x4281) << intruder.what;
+        data.assign(512, 2);
+        EXPECT_EQ(status(io(0x01, 1)), 0x4280) << intruder.what;
+        EXPECT_FALSE(fs::exists(other)) << intruder.what;
+    }
+    fs::remove(media);
+    EXPECT_EQ(status(io(0x02, 1)), 0);
+    EXPECT_EQ(data, Bytes(512)) << "media without a file are all zeros";
+}
+
+// A format, maybe by another process, gives a namespace new media: the file that is still open here is of the old ones.
+TEST_F(MediaOfASimulatedDrive, AreNewAfterAFormatByAnotherProcess) {
+    data.assign(512, 1);
+    EXPECT_EQ(status(io(0x01, 1)), 0);
+    const std::string before = mediaFile(path()).filename();
+    features::simulator::Controller other(path(), clock);
+    features::simulator::CompletionEntry completion;
+    Bytes none;
+    ASSERT_TRUE(other.execute(admin(0x80, 1), none, completion).is(0, 0));
+    ASSERT_EQ(completion.statusField, 0);
+    EXPECT_EQ(status(io(0x02, 1)), 0);
+    EXPECT_EQ(data, Bytes(512));
+    data.assign(512, 3);
+    EXPECT_EQ(status(io(0x01, 1)), 0);
+    EXPECT_NE(mediaFile(path()).filename(), before);
+    EXPECT_EQ(status(io(0x02, 1)), 0);
+    EXPECT_EQ(data, Bytes(512, 3));
 }
 
 }  // namespace
