@@ -91,8 +91,8 @@ TEST_F(DriveWithMandatoryPartsAlone, HasWhatItsDescriptionTurnsOn) {
     description.supportsTelemetry = true;
     describe();
     EXPECT_EQ(identify(0x01)[261], 0x0C) << "telemetry is read from offsets";
-    EXPECT_EQ(log(0x07, 512)[0], 0x07);
-    EXPECT_EQ(status(admin(0x02, 0, 0x007F0007, 0, 256)), 0);
+    EXPECT_EQ(log(0x07, 512, 1)[0], 0x07) << "a capture";
+    EXPECT_EQ(status(admin(0x02, 0, 0x007F0007, 0, 512)), 0) << "the next block";
 }
 
 }  // namespace
