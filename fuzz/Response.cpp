@@ -47,11 +47,13 @@ public:
     Scratch& operator=(const Scratch&) = delete;
 
     void enter() const { std::filesystem::current_path(outer_ + "/inner"); }
-    void leave() const { std::filesystem::current_path(home_); }
+    void leave() const {
+        REQUIRE(namesIn(outer_) == std::set<std::string>{"inner"});
+        std::filesystem::current_path(home_);
+    }
 
     /// The files there are now, which are removed with it.
     std::set<std::string> takeFiles() {
-        REQUIRE(namesIn(outer_) == std::set<std::string>{"inner"});
         const std::set<std::string> names = namesIn(".");
         for (const std::string& name : names) std::filesystem::remove(name);
         return names;
@@ -208,8 +210,9 @@ void checkRendering(XmlElement& response) {
     renderInAllForms(*result);
 }
 
-void checkBinary(Scratch& scratch, XmlElement& response, const std::string& destination) {
-    auto outputs = goodOutputs(response);
+using Outputs = std::vector<const XmlObject*>;
+
+void checkBinary(Scratch& scratch, XmlElement& response, Outputs outputs, const std::string& destination) {
     const auto hasNoPayload = [](const XmlObject* output) { return payloadOf(*output) == nullptr; };
     outputs.erase(std::remove_if(outputs.begin(), outputs.end(), hasNoPayload), outputs.end());
     const std::set<std::string> expected = filesOf(outputs, destination, ".bin");
@@ -225,8 +228,8 @@ void checkBinary(Scratch& scratch, XmlElement& response, const std::string& dest
     REQUIRE(scratch.takeFiles() == expected);
 }
 
-void checkText(Scratch& scratch, XmlElement& response, const std::string& destination) {
-    const std::set<std::string> expected = filesOf(goodOutputs(response), destination, ".txt");
+void checkText(Scratch& scratch, XmlElement& response, const Outputs& outputs, const std::string& destination) {
+    const std::set<std::string> expected = filesOf(outputs, destination, ".txt");
     const auto result = cli::velkossd::saveText(HIDDEN, response, destination);
     REQUIRE(result != nullptr);
     (void)result->outputText();
@@ -243,8 +246,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     // One tree for all: to read it takes longer than everything else. What a rendering hides is gone from it, so that
     // one comes last.
     const auto response = makeResponse({reinterpret_cast<const char*>(data), size});
-    for (const char* destination : {"", "file"}) checkBinary(scratch, *response, destination);
-    for (const char* destination : {"", "file"}) checkText(scratch, *response, destination);
+    const Outputs outputs = goodOutputs(*response);
+    for (const char* destination : {"", "file"}) checkBinary(scratch, *response, outputs, destination);
+    for (const char* destination : {"", "file"}) checkText(scratch, *response, outputs, destination);
     checkRendering(*response);
     scratch.leave();
     return 0;
