@@ -7,6 +7,7 @@ import stat
 from world import LIBRARY_NAME
 
 WORDS = re.compile("[A-Za-z]{3}")
+OUT_OF_MEMORY = "Out of Memory: \n"
 # What may be left: the memory of a simulated drive that takes firmware, where an image that was not committed stays
 # until the next download, as in any drive.
 MAY_BE_LEFT = re.compile("/SimulatedDrives/[^/]+/firmware-download$")
@@ -72,7 +73,7 @@ def judge(command, run, usual, found, before, after, probe):
         return f"crash: signal {run.status - 128}"
     if run.status == 0:
         return judge_success(command, run, usual, found, after)
-    if run.stdout.startswith(usual.stdout):
+    if run.stdout in (usual.stdout, usual.stdout + OUT_OF_MEMORY):
         return "an error after the whole result"
     said = run.stdout.replace(command.notice, "", 1) if command.notice else run.stdout
     if not WORDS.search(said + run.stderr):
