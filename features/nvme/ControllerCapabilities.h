@@ -21,15 +21,20 @@ struct ControllerCapabilities {
     uint8_t lpa;
     uint8_t elpe;
     uint8_t npss;
+    uint8_t apsta;
     uint16_t mtfa;
     uint8_t fwug;
     uint16_t edstt;
+    uint32_t hmpre;
+    uint16_t kas;
+    uint16_t hctma;
     uint32_t sanicap;
     uint32_t pels;
     uint32_t nn;
     uint16_t oncs;
     uint8_t fna;
     uint8_t vwc;
+    uint8_t nwpc;
     uint32_t mnan;
 
     bool supportsSecurity() const { return (oacs & 0x01) != 0; }
@@ -51,6 +56,15 @@ struct ControllerCapabilities {
     bool supportsPersistentEventLog() const { return (lpa & 0x10) != 0; }
     /// Log page 00h, which lists the others.
     bool supportsSupportedLogs() const { return (lpa & 0x20) != 0; }
+    bool supportsAutonomousPowerStates() const { return (apsta & 0x01) != 0; }
+    bool wantsHostMemory() const { return hmpre != 0; }
+    bool supportsKeepAlive() const { return kas != 0; }
+    bool supportsThermalManagement() const { return (hctma & 0x01) != 0; }
+    bool supportsVolatileWriteCache() const { return (vwc & 0x01) != 0; }
+    bool supportsNamespaceWriteProtection() const { return (nwpc & 0x01) != 0; }
+    bool supportsPermissivePowerStates() const { return (ctratt & 0x02) != 0; }
+    bool supportsReadRecoveryLevels() const { return (ctratt & 0x08) != 0; }
+    bool supportsNamespaceDescriptors() const { return version >= 0x00010300; }
     bool supportsWideHostIdentifier() const { return (ctratt & 0x01) != 0; }
     bool supportsEnduranceGroups() const { return (ctratt & 0x10) != 0; }
     bool supportsPredictableLatency() const { return (ctratt & 0x20) != 0; }

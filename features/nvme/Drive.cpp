@@ -8,6 +8,7 @@
 #include "features/nvme/ControllerCapabilities.h"
 #include "features/nvme/FieldTree.h"
 #include "features/nvme/Identify.h"
+#include "features/nvme/LogPages.h"
 #include "features/nvme/Opcodes.h"
 #include "ostrel/core/AttributeVocabulary.h"
 #include "ostrel/core/CommandResult.h"
@@ -126,8 +127,37 @@ Status Drive::identifyController(const uint8_t*& data) {
     return Status();
 }
 
+Status Drive::supportedLogs(const Payload*& list) {
+    OSTREL_TRACE();
+    if (!supportedLogs_) {
+        const uint8_t* identify = nullptr;
+        Status status = identifyController(identify);
+        if (!status.is(0, 0)) return status;
+        Payload data;
+        LogPageRequest request;
+        request.lid = LID_SUPPORTED_LOGS;
+        request.retainEvent = true;
+        if (ControllerCapabilities(identify).supportsSupportedLogs())
+            status = readLogPage(request, SUPPORTED_LOGS_BYTES, data);
+        if (!status.is(0, 0) && lastCompletion_.isSuccess()) return status;  // a transport error
+        supportedLogs_ = data;
+    }
+    list = supportedLogs_->getSize() == 0 ? nullptr : &*supportedLogs_;
+    return Status();
+}
+
+Status Drive::readListedLog(uint8_t lid, bool& hasList, bool& isListed) {
+    OSTREL_TRACE();
+    const Payload* list = nullptr;
+    const Status status = supportedLogs(list);
+    hasList = list != nullptr;
+    isListed = hasList && bit(le32(list->getData() + size_t{4} * lid), 0);
+    return status;
+}
+
 void Drive::forgetIdentify() {
     identifyController_ = Payload();
+    supportedLogs_.reset();
     maxTransferBytes_ = 0;
 }
 

@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <optional>
 #include <string>
 
 #include "features/nvme/Completion.h"
@@ -77,6 +78,11 @@ public:
     /// The Identify Controller structure: 4,096 bytes, asked once. The bytes belong to the drive object.
     ostrel::core::Status identifyController(const uint8_t*& data);
 
+    /// Log page 00h, which lists the others: 1,024 bytes, asked once; null on a controller that does not offer it or
+    /// refuses it. The bytes belong to the drive object.
+    ostrel::core::Status supportedLogs(const ostrel::core::Payload*& list);
+    /// What the list says of a log page.
+    ostrel::core::Status readListedLog(uint8_t lid, bool& hasList, bool& isListed);
     /// `length` bytes of a log page, in the largest pieces that the controller and the system take. 10/34 when it would
     /// take an offset that the controller does not have.
     ostrel::core::Status readLogPage(const LogPageRequest& request, uint64_t length, ostrel::core::Payload& data);
@@ -112,6 +118,7 @@ private:
 
     ostrel::core::Device& device_;
     ostrel::core::Payload identifyController_;
+    std::optional<ostrel::core::Payload> supportedLogs_;  ///< empty: there is no list
     Completion lastCompletion_;
     uint32_t maxTransferBytes_ = 0;
 };

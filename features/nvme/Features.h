@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <string>
 
+#include "features/nvme/ControllerCapabilities.h"
 #include "features/nvme/FieldTable.h"
 #include "features/nvme/FieldTree.h"
 #include "ostrel/core/Payload.h"
@@ -19,6 +20,8 @@ struct FeatureRow {
     FieldRows dword0;  ///< fields of dword 0 of the completion; the standard's are those of Set Features' dword 11
     /// Adds the data structure; null when there is none.
     void (*decodeData)(FieldTree& tree, uint32_t dword0, const ostrel::core::Payload& data);
+    /// Which controllers have it; null: all have it, or Identify Controller does not say.
+    bool (ControllerCapabilities::*isSupported)() const = nullptr;
     bool persistent = false;  ///< keeps its value over resets and power cycles without being saved
 };
 

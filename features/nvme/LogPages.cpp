@@ -44,7 +44,7 @@ using Controller = ControllerCapabilities;
 // clang-format off
 constexpr LogPageRow LOG_PAGES[] = {
     {LID_SUPPORTED_LOGS, "Supported Log Pages", &Controller::supportsSupportedLogs,
-     1024, nullptr, decodeSupportedLogs},
+     SUPPORTED_LOGS_BYTES, nullptr, decodeSupportedLogs},
     {LID_ERROR_INFORMATION, "Error Information", nullptr,
      0, errorInformationLength, decodeErrorInformation},
     {LID_SMART_HEALTH, "SMART / Health Information", nullptr,

@@ -39,6 +39,8 @@ const LogPageRow* logPagesEnd();
 /// The decoders. All take the bytes as the controller gave them, show what lies within them, and never fail: a page
 /// that is cut short shows less, a count that runs over the end is cut to what is there.
 
+/// Bytes of log page 00h.
+inline constexpr uint32_t SUPPORTED_LOGS_BYTES = 1024;
 FieldTree decodeSupportedLogs(const ostrel::core::Payload& data);
 /// Entries that were never used are left out.
 FieldTree decodeErrorInformation(const ostrel::core::Payload& data);

@@ -62,8 +62,11 @@ inline constexpr uint8_t LID_ANA = 0x0C;
 inline constexpr uint8_t LID_PERSISTENT_EVENT = 0x0D;
 inline constexpr uint8_t LID_LBA_STATUS = 0x0E;
 inline constexpr uint8_t LID_ENDURANCE_GROUP_AGGREGATE = 0x0F;
+inline constexpr uint8_t LID_SUPPORTED_FEATURES = 0x12;  // of NVMe 2.0
 inline constexpr uint8_t LID_RESERVATION = 0x80;
 inline constexpr uint8_t LID_SANITIZE_STATUS = 0x81;
+/// From here on the meaning depends on the drive.
+inline constexpr uint8_t FIRST_VENDOR_LID = 0xC0;
 /// OCP Datacenter NVMe SSD Specification 2.0: SMART / Health information extended.
 inline constexpr uint8_t LID_OCP_SMART = 0xC0;
 

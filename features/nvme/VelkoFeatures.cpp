@@ -73,12 +73,12 @@ void addTable(FieldTree& tree, uint32_t, const Payload& data) {
 
 // clang-format off
 constexpr FeatureRow VELKO_FEATURES[] = {
-    // identifier                          name             data             per ns  dword 0         data structure, persistent
-    {FID_VELKO_MAXIMUM_LBA,              "Maximum LBA",     VELKO_LBA_BYTES, false, {},              addTable<MAXIMUM_LBA>, true},
+    // identifier                          name             data             per ns  dword 0         data structure, controllers, persistent
+    {FID_VELKO_MAXIMUM_LBA,              "Maximum LBA",     VELKO_LBA_BYTES, false, {},              addTable<MAXIMUM_LBA>, nullptr, true},
     {FID_VELKO_NATIVE_MAXIMUM_LBA,       "Native Maximum LBA", VELKO_LBA_BYTES, false, {},           addTable<NATIVE_MAXIMUM_LBA>},
     {FID_VELKO_POWER_GOVERNOR,           "Power Governor",   0,              false, POWER_GOVERNOR,  nullptr},
-    {FID_VELKO_SMBUS_ADDRESS,            "SMBus Address",    0,              false, SMBUS_ADDRESS,   nullptr, true},
-    {FID_VELKO_LED_ACTIVITY,             "LED Activity",     0,              false, LED_ACTIVITY,    nullptr, true},
+    {FID_VELKO_SMBUS_ADDRESS,            "SMBus Address",    0,              false, SMBUS_ADDRESS,   nullptr, nullptr, true},
+    {FID_VELKO_LED_ACTIVITY,             "LED Activity",     0,              false, LED_ACTIVITY,    nullptr, nullptr, true},
     {FID_VELKO_DYNAMIC_MMIO,             "Dynamic MMIO",     0,              false, DYNAMIC_MMIO,    nullptr},
     {FID_VELKO_RESET_CRC,                "Reset CRC",        0,              false, RESET_CRC,       nullptr},
     {FID_VELKO_THERMAL_THROTTLE_DISABLE, "Thermal Throttle Disable", 0,      false, THERMAL_THROTTLE_DISABLE, nullptr},

@@ -60,10 +60,16 @@ constexpr struct {
     {&ControllerCapabilities::supportsPersistentEventLog, "persistent event log", 261, 4},
     {&ControllerCapabilities::supportsSupportedLogs, "supported logs", 261, 5},
     {&ControllerCapabilities::supportsWideHostIdentifier, "host identifier", 96, 0},
+    {&ControllerCapabilities::supportsPermissivePowerStates, "permissive power states", 96, 1},
+    {&ControllerCapabilities::supportsReadRecoveryLevels, "read recovery levels", 96, 3},
     {&ControllerCapabilities::supportsEnduranceGroups, "endurance groups", 96, 4},
     {&ControllerCapabilities::supportsPredictableLatency, "predictable latency", 96, 5},
     {&ControllerCapabilities::supportsUuidList, "UUID list", 97, 1},
     {&ControllerCapabilities::supportsNamespaceNotices, "namespace notices", 93, 0},
+    {&ControllerCapabilities::supportsAutonomousPowerStates, "autonomous power states", 265, 0},
+    {&ControllerCapabilities::supportsThermalManagement, "thermal management", 322, 0},
+    {&ControllerCapabilities::supportsVolatileWriteCache, "volatile write cache", 525, 0},
+    {&ControllerCapabilities::supportsNamespaceWriteProtection, "namespace write protection", 531, 0},
     {&ControllerCapabilities::hasSeveralPorts, "several ports", 76, 0},
     {&ControllerCapabilities::supportsAna, "ANA", 76, 3},
     {&ControllerCapabilities::supportsSanitize, "crypto erase", 328, 0},
@@ -83,6 +89,24 @@ TEST(ControllerCapabilities, EachHangsOnItsOwnBit) {
         EXPECT_EQ((ControllerCapabilities(bytes.data()).*c.supports)(), c.offset == 328)
             << c.name << ": any of three bits tells of sanitize, else the others say nothing";
     }
+}
+
+TEST(ControllerCapabilities, SomeAreANumberThatIsNot0) {
+    std::vector<uint8_t> bytes(4096);
+    EXPECT_FALSE(ControllerCapabilities(bytes.data()).wantsHostMemory());
+    EXPECT_FALSE(ControllerCapabilities(bytes.data()).supportsKeepAlive());
+    bytes[275] = bytes[321] = 1;
+    EXPECT_TRUE(ControllerCapabilities(bytes.data()).wantsHostMemory());
+    EXPECT_TRUE(ControllerCapabilities(bytes.data()).supportsKeepAlive());
+}
+
+TEST(ControllerCapabilities, NamespaceDescriptorsCameWithVersion1Point3) {
+    std::vector<uint8_t> bytes(4096);
+    bytes[82] = 1;
+    bytes[81] = 2;
+    EXPECT_FALSE(ControllerCapabilities(bytes.data()).supportsNamespaceDescriptors());
+    bytes[81] = 3;
+    EXPECT_TRUE(ControllerCapabilities(bytes.data()).supportsNamespaceDescriptors());
 }
 
 TEST(ControllerCapabilities, WithoutALimitOfItsOwnNamespaceIdentifiersAreTheLimit) {

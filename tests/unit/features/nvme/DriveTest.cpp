@@ -164,6 +164,58 @@ constexpr struct {
     {32, 1024 * 1024, "nor with one that no shift takes"},
     {255, 1024 * 1024, "nor with the greatest"},
 };
+/// Log page 00h, with Retain Asynchronous Event.
+Expected supportedLogs() {
+    return fakedrive::logPage(0x00, 1024).dword(10, 0x00FF8000);
+}
+
+TEST(Drive, TheListOfLogPagesIsAskedOnceUntilIdentifyIsForgotten) {
+    FakeDrive fake;
+    const DriveBytes withList = fakedrive::identifyController().byte(261, 0x20);
+    fake.expect(fakedrive::identify(0x01).answers(withList))
+        .expect(supportedLogs().answers(DriveBytes(1024).put(8, {1, 0, 0, 0, 2}).byte(1020, 1)))
+        .expect(fakedrive::identify(0x01).answers(fakedrive::identifyController()));
+    Drive drive(*fake.device());
+    constexpr struct {
+        uint8_t lid;
+        bool isListed;
+    } CASES[] = {{0x01, false}, {0x02, true}, {0x03, false}, {0xFF, true}};
+    bool hasList = false;
+    bool isListed = false;
+    for (const auto& c : CASES) {
+        EXPECT_EQ(textOf(drive.readListedLog(c.lid, hasList, isListed)), SUCCESS);
+        EXPECT_TRUE(hasList);
+        EXPECT_EQ(isListed, c.isListed) << "log page " << static_cast<int>(c.lid) << ": bit 0 of its dword";
+    }
+    drive.forgetIdentify();
+    EXPECT_EQ(textOf(drive.readListedLog(0x02, hasList, isListed)), SUCCESS);
+    EXPECT_FALSE(hasList || isListed) << "the controller does not offer log page 00h";
+}
+
+TEST(Drive, AListOfLogPagesThatIsRefusedIsNoListAndNotAskedAgain) {
+    FakeDrive fake;
+    fake.expect(fakedrive::identify(0x01).answers(fakedrive::identifyController().byte(261, 0x20)))
+        .expect(supportedLogs().refuses(0x4109));
+    Drive drive(*fake.device());
+    for (int i = 0; i < 2; ++i) {
+        const Payload none;
+        const Payload* list = &none;
+        EXPECT_EQ(textOf(drive.supportedLogs(list)), SUCCESS);
+        EXPECT_EQ(list, nullptr);
+    }
+}
+
+TEST(Drive, AListOfLogPagesWhoseTransportFailsIsAnError) {
+    FakeDrive fake;
+    fake.expect(fakedrive::identify(0x01).answers(fakedrive::identifyController().byte(261, 0x20)))
+        .expect(supportedLogs().breaks(Status(CATEGORY_OS, ENODEV, "gone")));
+    Drive drive(*fake.device());
+    bool hasList = true;
+    bool isListed = true;
+    EXPECT_EQ(textOf(drive.readListedLog(0x02, hasList, isListed)), "1/19 gone");
+    EXPECT_FALSE(hasList || isListed);
+}
+
 TEST(Drive, MdtsLimitsTransfers) {
     for (const auto& c : TRANSFERS) {
         FakeDrive fake;
