@@ -5,6 +5,7 @@
 #include <chrono>
 
 #include "features/jobs/LogReading.h"
+#include "features/jobs/StateFolder.h"
 #include "features/nvme/Bytes.h"
 #include "features/nvme/FieldTree.h"
 #include "ostrel/core/AttributeVocabulary.h"
@@ -18,7 +19,6 @@ using namespace ostrel::core;
 
 namespace {
 
-constexpr const char* FOLDER = "/var/lib/nimbrel";
 constexpr int64_t SECONDS_PER_MINUTE = 60;
 constexpr int64_t LEAST_SECONDS = 60 * SECONDS_PER_MINUTE;
 constexpr int64_t SECONDS_PER_YEAR = 31557600;  // 365.25 days
@@ -74,7 +74,7 @@ AttributeList analyze(const EnduranceBaseline& then, const EnduranceBaseline& no
 
 }  // namespace
 
-EnduranceAnalyzerJob::EnduranceAnalyzerJob() : EnduranceAnalyzerJob(FOLDER, systemSeconds) {}
+EnduranceAnalyzerJob::EnduranceAnalyzerJob() : EnduranceAnalyzerJob(STATE_FOLDER, systemSeconds) {}
 
 EnduranceAnalyzerJob::EnduranceAnalyzerJob(const std::string& folder, Clock clock)
     : FeatureJob(ostrel::interfaces::ostreli::JOB_ENDURANCE_ANALYZER, "Endurance Analyzer"),

@@ -1,12 +1,11 @@
 #include "features/jobs/EnduranceBaselines.h"
 
-#include <cctype>
 #include <cerrno>
-#include <cstdio>
 #include <filesystem>
 #include <limits>
 #include <vector>
 
+#include "features/jobs/PercentEncoding.h"
 #include "ostrel/core/File.h"
 #include "ostrel/core/ScopeTrace.h"
 #include "ostrel/core/StatusCatalogue.h"
@@ -53,14 +52,7 @@ std::optional<EnduranceBaseline> parse(const std::string& text) {
 
 std::string EnduranceBaselines::fileName(const std::string& serialNumber) {
     OSTREL_TRACE();
-    std::string name;
-    for (const char c : serialNumber) {
-        const auto byte = static_cast<unsigned char>(c);
-        char text[4] = {c, 0, 0, 0};
-        if (byte > 0x7E || (std::isalnum(byte) == 0 && c != '-')) std::snprintf(text, sizeof text, "%%%02X", byte);
-        name += text;
-    }
-    return name + ".endurance";
+    return percentEncoded(serialNumber) + ".endurance";
 }
 
 Status EnduranceBaselines::pathOf(const std::string& serialNumber, std::string& path) const {

@@ -1,0 +1,93 @@
+#include "features/jobs/KnownLogPages.h"
+
+#include <algorithm>
+#include <filesystem>
+#include <mutex>
+#include <utility>
+#include <vector>
+
+#include "features/jobs/InputFile.h"
+#include "features/jobs/PercentEncoding.h"
+#include "features/jobs/StateFolder.h"
+#include "features/nvme/FieldTree.h"
+#include "ostrel/core/AttributeVocabulary.h"
+#include "ostrel/core/File.h"
+#include "ostrel/core/ScopeTrace.h"
+#include "ostrel/core/Strings.h"
+
+namespace features::jobs {
+
+using namespace ostrel::core;
+
+namespace {
+
+/// More than a drive's texts of 40 and 8 bytes take.
+constexpr std::size_t MAX_LINE_BYTES = 256;
+constexpr uint64_t MAX_FILE_BYTES = KnownLogPages::MAX_LINES * MAX_LINE_BYTES;
+
+/// Empty for a drive that could not tell who it is: such drives have nothing in common.
+std::string lineOf(const nvme::Drive& drive, uint8_t lid) {
+    const std::string model = drive.device().getAttribute(attributes::device::modelNumber()).getText();
+    const std::string firmware = drive.device().getAttribute(attributes::device::firmware()).getText();
+    if (model.empty() || firmware.empty()) return {};
+    return nvme::hexText(lid, 2) + " " + percentEncoded(firmware) + " " + percentEncoded(model);
+}
+
+bool isLine(const std::string& line) {
+    return line.compare(0, 2, "0x") == 0 && line.size() <= MAX_LINE_BYTES &&
+           std::count(line.begin(), line.end(), ' ') == 2;
+}
+
+/// Threads look at several drives at once.
+std::mutex& writing() {
+    static std::mutex mutex;
+    return mutex;
+}
+
+std::string& usualFolder() {
+    static std::string folder = STATE_FOLDER;
+    return folder;
+}
+
+}  // namespace
+
+KnownLogPages::KnownLogPages() : KnownLogPages(usualFolder()) {}
+
+KnownLogPages::KnownLogPages(std::string folder) : folder_(std::move(folder)), path_(folder_ + "/known-log-pages") {}
+
+void KnownLogPages::useFolder(const std::string& folder) {
+    usualFolder() = folder;
+}
+
+std::string KnownLogPages::read() const {
+    std::string text;
+    (void)readInputFile(path_, MAX_FILE_BYTES, text, SymbolicLink::REFUSE);  // what cannot be read knows nothing
+    return text;
+}
+
+bool KnownLogPages::contains(const nvme::Drive& drive, uint8_t lid) const {
+    OSTREL_TRACE();
+    const std::string line = lineOf(drive, lid);
+    if (line.empty()) return false;
+    const std::vector<std::string> lines = split(read(), '\n');
+    return std::find(lines.begin(), lines.end(), line) != lines.end();
+}
+
+void KnownLogPages::add(const nvme::Drive& drive, uint8_t lid) const {
+    OSTREL_TRACE();
+    const std::string line = lineOf(drive, lid);
+    const std::lock_guard<std::mutex> lock(writing());
+    if (line.empty() || contains(drive, lid)) return;
+    std::vector<std::string> lines = split(read(), '\n');
+    lines.erase(std::remove_if(lines.begin(), lines.end(), [](const std::string& l) { return !isLine(l); }),
+                lines.end());
+    lines.push_back(line);
+    std::string text;
+    for (std::size_t i = lines.size() - std::min(lines.size(), MAX_LINES); i < lines.size(); ++i)
+        text += lines[i] + "\n";
+    std::error_code error;
+    std::filesystem::create_directories(folder_, error);
+    if (!error) (void)writeFileAtomically(path_, text);  // what cannot be kept is named by the user again
+}
+
+}  // namespace features::jobs

@@ -1,0 +1,27 @@
+#include <gtest/gtest.h>
+
+#include <memory>
+
+#include "features/jobs/KnownLogPages.h"
+#include "tests/support/TemporaryFolder.h"
+
+namespace {
+
+/// No test reads or writes what this machine knows of log pages, or what another test found.
+class FolderOfEachTest : public testing::EmptyTestEventListener {
+    void OnTestStart(const testing::TestInfo&) override {
+        folder_ = std::make_unique<TemporaryFolder>();
+        features::jobs::KnownLogPages::useFolder(*folder_ / "");
+    }
+    void OnTestEnd(const testing::TestInfo&) override { folder_.reset(); }
+
+    std::unique_ptr<TemporaryFolder> folder_;
+};
+
+// The list of listeners owns it.
+[[maybe_unused]] const bool IS_LISTENING = [] {
+    testing::UnitTest::GetInstance()->listeners().Append(new FolderOfEachTest);
+    return true;
+}();
+
+}  // namespace
