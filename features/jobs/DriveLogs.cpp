@@ -9,6 +9,7 @@
 #include "features/jobs/LongLogs.h"
 #include "features/jobs/NvmeLogPage.h"
 #include "features/jobs/NvmeLogRequest.h"
+#include "features/jobs/Offers.h"
 #include "features/jobs/VendorDialect.h"
 #include "features/nvme/FieldTree.h"
 #include "features/nvme/Identify.h"
@@ -93,7 +94,9 @@ private:
     Status storePages(const LogPageRow* row, const LogPageRow* end) {
         Status status;
         for (; status.is(0, 0) && row != end; ++row) {
-            if (row->isSupportedBy(*facts_.controller())) status = storePage(*row);
+            bool isOffered = false;
+            status = isLogOffered(facts_.drive(), *row, isOffered);
+            if (status.is(0, 0) && isOffered) status = storePage(*row);
         }
         return status;
     }

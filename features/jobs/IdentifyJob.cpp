@@ -6,6 +6,8 @@
 #include <vector>
 
 #include "features/jobs/Namespaces.h"
+#include "features/jobs/StatusDetails.h"
+#include "features/nvme/ControllerCapabilities.h"
 #include "features/nvme/Identify.h"
 #include "features/nvme/NamespaceProperties.h"
 #include "features/nvme/Opcodes.h"
@@ -20,6 +22,7 @@ namespace features::jobs {
 
 using namespace ostrel::core;
 using nvme::FieldTree;
+using Controller = nvme::ControllerCapabilities;
 
 namespace {
 
@@ -80,17 +83,34 @@ struct StructureRow {
     uint8_t cns;
     bool ofOneNamespace;
     Status (*show)(nvme::Drive& drive, uint8_t cns, uint32_t nsid, FieldTree& tree);
+    const char* name;
+    /// Which controllers have it (NVMe Base Specification 1.4, figure 244); null: all.
+    bool (Controller::*isSupported)() const;
 };
+// clang-format off
 constexpr StructureRow STRUCTURES[] = {
-    {nvme::CNS_NAMESPACE, true, showNamespace},
-    {nvme::CNS_CONTROLLER, false, showController},
-    {nvme::CNS_ACTIVE_NAMESPACES, false, showNamespaces},
-    {nvme::CNS_NAMESPACE_DESCRIPTORS, true, showDescriptors},
-    {nvme::CNS_ALLOCATED_NAMESPACES, false, showNamespaces},
-    {nvme::CNS_NAMESPACE_CONTROLLERS, true, showControllers},
-    {nvme::CNS_CONTROLLERS, false, showControllers},
-    {nvme::CNS_UUID_LIST, false, showUuids},
+    {nvme::CNS_NAMESPACE,             true,  showNamespace,   "Identify Namespace",                  nullptr},
+    {nvme::CNS_CONTROLLER,            false, showController,  "Identify Controller",                 nullptr},
+    {nvme::CNS_ACTIVE_NAMESPACES,     false, showNamespaces,  "Active Namespace ID list",            nullptr},
+    {nvme::CNS_NAMESPACE_DESCRIPTORS, true,  showDescriptors, "Namespace Identification Descriptor list",
+                                                              &Controller::supportsNamespaceDescriptors},
+    {nvme::CNS_ALLOCATED_NAMESPACES,  false, showNamespaces,  "Allocated Namespace ID list",         &Controller::supportsNamespaceManagement},
+    {nvme::CNS_NAMESPACE_CONTROLLERS, true,  showControllers, "list of controllers of a namespace",  &Controller::supportsNamespaceManagement},
+    {nvme::CNS_CONTROLLERS,           false, showControllers, "list of controllers",                 &Controller::supportsNamespaceManagement},
+    {nvme::CNS_UUID_LIST,             false, showUuids,       "UUID List",                           &Controller::supportsUuidList},
 };
+// clang-format on
+
+/// 10/3, without asking for it, where the drive does not offer the structure.
+Status requireOffered(nvme::Drive& drive, const StructureRow& row) {
+    if (row.isSupported == nullptr) return Status();
+    const uint8_t* identify = nullptr;
+    const Status status = drive.identifyController(identify);
+    if (!status.is(0, 0) || (Controller(identify).*row.isSupported)()) return status;
+    return withDetails(
+        statuses::driveDoesNotSupportFeature(),
+        "Drive " + drive.name() + " does not offer the " + row.name + " (CNS " + nvme::hexText(row.cns, 2) + ").");
+}
 
 struct IdentifyRequest {
     const StructureRow* structure = nullptr;
@@ -145,7 +165,8 @@ Status IdentifyJob::actOnDrive(nvme::Drive& drive, const Arguments& arguments, D
     }
     const uint32_t nsid = request.structure->ofOneNamespace ? static_cast<uint32_t>(*request.nsid) : 0;
     FieldTree tree;
-    status = request.structure->show(drive, request.structure->cns, nsid, tree);
+    status = requireOffered(drive, *request.structure);
+    if (status.is(0, 0)) status = request.structure->show(drive, request.structure->cns, nsid, tree);
     if (status.is(0, 0)) out.addTree(tree);
     return status;
 }

@@ -2,6 +2,7 @@
 
 #include "features/jobs/FeatureAccess.h"
 #include "features/jobs/FeatureSetting.h"
+#include "features/jobs/Offers.h"
 #include "features/jobs/StatusDetails.h"
 #include "features/nvme/Bytes.h"
 #include "features/nvme/Opcodes.h"
@@ -64,9 +65,10 @@ AttributeList TimestampJob::getSupportedProperties() const {
 Status TimestampJob::showDrive(nvme::Drive& drive, const Arguments&, DriveOutput& out) {
     OSTREL_TRACE();
     nvme::Answer answer;
-    const Status status = readTimestamp(drive, answer);
-    if (status.is(0, 0))
-        out.addTree(decodeAnswer(*nvme::findFeature(nvme::FID_TIMESTAMP), nvme::Select::CURRENT, answer));
+    const nvme::FeatureRow& feature = *nvme::findFeature(nvme::FID_TIMESTAMP);
+    Status status = requireFeatureOffered(drive, feature, statuses::timestampNotSupported());
+    if (status.is(0, 0)) status = readTimestamp(drive, answer);
+    if (status.is(0, 0)) out.addTree(decodeAnswer(feature, nvme::Select::CURRENT, answer));
     return status;
 }
 

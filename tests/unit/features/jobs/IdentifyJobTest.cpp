@@ -54,7 +54,7 @@ TEST(IdentifyJob, TheLastOfTwoStructuresCounts) {
     DriveBytes descriptors(4096);
     descriptors.put(0, {3, 16, 0, 0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 16});
     descriptors.put(20, {1, 8, 0, 0, 0xA0, 0xA1, 0xA2, 0xA3, 0xA4, 0xA5, 0xA6, 0xA7});
-    drive.expect(identify(0x03, 1).answers(descriptors));
+    drive.expect(identify(0x01).answers(identifyController())).expect(identify(0x03, 1).answers(descriptors));
     IdentifyJob job;
     EXPECT_EQ(JobRun(job, JOBTYPE_METHOD).with(CNS, "0").with("NamespaceId", "1").with(CNS, "3").on({&drive}),
               R"(0/0
@@ -76,7 +76,8 @@ TEST(IdentifyJob, ShowsAttachedAndAllocatedNamespaces) {
 <Property name="Namespaces" value="1 3"/>
 </Object>
 </Object>)");
-    drive.expect(identify(0x10).answers(namespaceList({})));
+    drive.expect(identify(0x01).answers(identifyController().le16(256, 0x0008)))
+        .expect(identify(0x10).answers(namespaceList({})));
     EXPECT_EQ(JobRun(job, JOBTYPE_METHOD).with(CNS, "16").with("NamespaceId", "0").on({&drive}), R"(0/0
 <Object category="Output">
 <Object key="S1" name="Allocated Namespaces">
@@ -93,21 +94,26 @@ TEST(IdentifyJob, AFullListOfNamespacesGoesOnBehindItsLast) {
         full.le32(i * 4, i + 10);
         numbers += std::to_string(i + 10) + " ";
     }
-    drive.expect(identify(0x10).answers(full)).expect(identify(0x10, 1033).answers(namespaceList({2000})));
+    drive.expect(identify(0x01).answers(identifyController().le16(256, 0x0008)))
+        .expect(identify(0x10).answers(full))
+        .expect(identify(0x10, 1033).answers(namespaceList({2000})));
     IdentifyJob job;
     EXPECT_EQ(JobRun(job, JOBTYPE_METHOD).with(CNS, "16").on({&drive}),
               "0/0\n<Object category=\"Output\">\n<Object key=\"S1\" name=\"Allocated Namespaces\">\n"
               "<Property name=\"Namespaces\" value=\"" +
                   numbers + "2000\"/>\n</Object>\n</Object>");
     // A drive that gives the same list again must not be asked for ever.
-    drive.expect(identify(0x10).answers(full)).expect(identify(0x10, 1033).answers(full));
+    drive.expect(identify(0x01).answers(identifyController().le16(256, 0x0008)))
+        .expect(identify(0x10).answers(full))
+        .expect(identify(0x10, 1033).answers(full));
     EXPECT_EQ(JobRun(job, JOBTYPE_METHOD).with(CNS, "16").on({&drive}),
               refusal("10", "33", "Drive S1 (/dev/nvme0) gave a list whose entries do not increase."));
 }
 
 TEST(IdentifyJob, ShowsControllersOfTheSubsystemAndOfANamespace) {
     FakeDrive drive;
-    drive.expect(identify(0x13).answers(controllerList({0, 1, 65})));
+    drive.expect(identify(0x01).answers(identifyController().le16(256, 0x0008)))
+        .expect(identify(0x13).answers(controllerList({0, 1, 65})));
     IdentifyJob job;
     EXPECT_EQ(JobRun(job, JOBTYPE_METHOD).with(CNS, "19").with("NamespaceId", "0").on({&drive}), R"(0/0
 <Object category="Output">
@@ -115,7 +121,8 @@ TEST(IdentifyJob, ShowsControllersOfTheSubsystemAndOfANamespace) {
 <Property name="Controllers" value="0 1 65"/>
 </Object>
 </Object>)");
-    drive.expect(identify(0x12, 2).answers(controllerList({})));
+    drive.expect(identify(0x01).answers(identifyController().le16(256, 0x0008)))
+        .expect(identify(0x12, 2).answers(controllerList({})));
     EXPECT_EQ(JobRun(job, JOBTYPE_METHOD).with(CNS, "18").with("NamespaceId", "2").on({&drive}), R"(0/0
 <Object category="Output">
 <Object key="S1" name="Controllers of Namespace 2">
@@ -133,13 +140,17 @@ TEST(IdentifyJob, AFullListOfControllersGoesOnBehindItsLast) {
         full.le16(2 + i * 2U, i);
         numbers += std::to_string(i) + " ";
     }
-    drive.expect(identify(0x13).answers(full)).expect(identify(0x13, 0, 2047).answers(controllerList({3000})));
+    drive.expect(identify(0x01).answers(identifyController().le16(256, 0x0008)))
+        .expect(identify(0x13).answers(full))
+        .expect(identify(0x13, 0, 2047).answers(controllerList({3000})));
     IdentifyJob job;
     EXPECT_EQ(JobRun(job, JOBTYPE_METHOD).with(CNS, "19").on({&drive}),
               "0/0\n<Object category=\"Output\">\n<Object key=\"S1\" name=\"Controllers\">\n"
               "<Property name=\"Controllers\" value=\"" +
                   numbers + "3000\"/>\n</Object>\n</Object>");
-    drive.expect(identify(0x13).answers(full)).expect(identify(0x13, 0, 2047).answers(full));
+    drive.expect(identify(0x01).answers(identifyController().le16(256, 0x0008)))
+        .expect(identify(0x13).answers(full))
+        .expect(identify(0x13, 0, 2047).answers(full));
     EXPECT_EQ(JobRun(job, JOBTYPE_METHOD).with(CNS, "19").on({&drive}),
               refusal("10", "33", "Drive S1 (/dev/nvme0) gave a list whose entries do not increase."));
 }
@@ -148,7 +159,7 @@ TEST(IdentifyJob, ShowsTheUuidList) {
     FakeDrive drive;
     DriveBytes list(4096);
     list.byte(32, 1).put(48, {0xF0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15});
-    drive.expect(identify(0x17).answers(list));
+    drive.expect(identify(0x01).answers(identifyController().le32(96, 0x0200))).expect(identify(0x17).answers(list));
     IdentifyJob job;
     EXPECT_EQ(JobRun(job, JOBTYPE_METHOD).with(CNS, "23").with("NamespaceId", "0").on({&drive}), R"(0/0
 <Object category="Output">
@@ -174,7 +185,8 @@ TEST(IdentifyJob, TheNamespaceOfThePathCountsWhereNoneIsGiven) {
     Attribute nsid = attributes::device::namespaceId();
     nsid.setValue(uint32_t{7});
     drive.device()->setAttribute(nsid);
-    drive.expect(identify(0x12, 7).answers(controllerList({4})));
+    drive.expect(identify(0x01).answers(identifyController().le16(256, 0x0008)))
+        .expect(identify(0x12, 7).answers(controllerList({4})));
     IdentifyJob job;
     EXPECT_EQ(JobRun(job, JOBTYPE_METHOD).with(CNS, "18").with("NamespaceId", "").on({&drive}), R"(0/0
 <Object category="Output">

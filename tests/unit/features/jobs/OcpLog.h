@@ -4,6 +4,28 @@
 
 namespace features::jobs {
 
+/// What is asked before log C0h: whether the controller lists its log pages. It does not.
+inline fakedrive::Expected withoutList() {
+    return fakedrive::identify(0x01).answers(fakedrive::identifyController());
+}
+/// It does.
+inline fakedrive::Expected withList() {
+    return fakedrive::identify(0x01).answers(fakedrive::identifyController().byte(261, 0x24));
+}
+/// Its list, log page 00h, with the pages that all have and `lid`.
+inline fakedrive::Expected logList(uint8_t lid) {
+    return fakedrive::logPage(0x00, 1024)
+        .dword(10, 0x00FF8000)
+        .answers(fakedrive::DriveBytes(1024).put(4, {1, 0, 0, 0, 1, 0, 0, 0, 1}).byte(size_t{4} * lid, 1));
+}
+
+/// A UUID List, CNS 17h, with OCP's as the second entry.
+inline fakedrive::DriveBytes ocpUuid() {
+    return fakedrive::DriveBytes(4096)
+        .put(48, {0x01})
+        .put(80, {0xC1, 0x94, 0xD5, 0x5B, 0xE0, 0x94, 0x47, 0x94, 0xA2, 0x1D, 0x29, 0x99, 0x8F, 0x56, 0xBE, 0x6F});
+}
+
 /// The question whether a drive has OCP's features: 512 bytes of log C0h, with Retain Asynchronous Event.
 inline fakedrive::Expected ocpLog() {
     return fakedrive::logPage(0xC0, 512).dword(10, 0x007F80C0);

@@ -25,9 +25,11 @@ std::string set(const std::string& text, FakeDrive& drive) {
 TEST(TimestampJob, ShowsClockOriginSynchAndDate) {
     FakeDrive set;
     // 1,795,200,240,123 ms; set by the host, and it may have stopped.
-    set.expect(getFeature(0x0E, 0, 0, 8).answers({0xFB, 0xC9, 0x45, 0xFA, 0xA1, 0x01, 0x03, 0x00}));
+    set.expect(identify(1).answers(identifyController().le16(520, 0x0040)))
+        .expect(getFeature(0x0E, 0, 0, 8).answers({0xFB, 0xC9, 0x45, 0xFA, 0xA1, 0x01, 0x03, 0x00}));
     FakeDrive reset("S2", "/dev/nvme1");
-    reset.expect(getFeature(0x0E, 0, 0, 8).answers({0xE8, 0x03, 0, 0, 0, 0, 0, 0}));
+    reset.expect(identify(1).answers(identifyController().le16(520, 0x0040)))
+        .expect(getFeature(0x0E, 0, 0, 8).answers({0xE8, 0x03, 0, 0, 0, 0, 0, 0}));
     EXPECT_EQ(show({&set, &reset}), R"x(0/0
 <Object category="Output">
 <Object key="S1" name="Timestamp">
@@ -47,9 +49,11 @@ TEST(TimestampJob, ShowsClockOriginSynchAndDate) {
 
 TEST(TimestampJob, ShowsTheOthersWhenADriveHasNoneOrIsGone) {
     FakeDrive without;
-    without.expect(getFeature(0x0E, 0, 0, 8).refuses(0x4002));
+    without.expect(identify(1).answers(identifyController().le16(520, 0x0040)))
+        .expect(getFeature(0x0E, 0, 0, 8).refuses(0x4002));
     FakeDrive gone("S2", "/dev/nvme1");
-    gone.expect(getFeature(0x0E, 0, 0, 8).breaks(Status(CATEGORY_OS, ENODEV, "The drive /dev/nvme1 is gone.")));
+    gone.expect(identify(1).answers(identifyController().le16(520, 0x0040)))
+        .expect(getFeature(0x0E, 0, 0, 8).breaks(Status(CATEGORY_OS, ENODEV, "The drive /dev/nvme1 is gone.")));
     EXPECT_EQ(show({&without, &gone}), R"x(0/0
 <Object category="Output">
 <Object category="status" key="S1" name="Timestamp">
@@ -61,6 +65,19 @@ TEST(TimestampJob, ShowsTheOthersWhenADriveHasNoneOrIsGone) {
 <Property name="Category" value="1"/>
 <Property name="Code" value="19"/>
 <Property name="Message" value="The drive /dev/nvme1 is gone."/>
+</Object>
+</Object>)x");
+}
+
+TEST(TimestampJob, IsNotAskedForWhereTheControllerDoesNotOfferIt) {
+    FakeDrive drive;
+    drive.expect(identify(1).answers(identifyController()));
+    EXPECT_EQ(show({&drive}), R"x(0/0
+<Object category="Output">
+<Object category="status" key="S1" name="Timestamp">
+<Property name="Category" value="10"/>
+<Property name="Code" value="245"/>
+<Property name="Message" value="Timestamp not supported by drive. Drive S1 (/dev/nvme0) does not offer feature 0x0E (Timestamp)."/>
 </Object>
 </Object>)x");
 }
