@@ -5,6 +5,7 @@
 #include "features/jobs/DriveFacts.h"
 #include "features/jobs/FeatureAccess.h"
 #include "features/jobs/InputFile.h"
+#include "features/jobs/Offers.h"
 #include "features/jobs/SafetyGate.h"
 #include "features/jobs/StatusDetails.h"
 #include "features/jobs/VendorDialect.h"
@@ -262,12 +263,15 @@ Status AnyFeature::namespaceOf(nvme::Drive& drive, bool namespaceSpecific, uint3
 Status AnyFeature::show(nvme::Drive& drive, DriveOutput& out) const {
     OSTREL_TRACE();
     Dialect dialect = Dialect::NONE;
-    Status status = dialectOfFeature(drive, fid_, dialect);
+    Status status = dialectOfFeature(drive, fid_, OcpGrounds::OFFERED, dialect);
     if (!status.is(0, 0)) return status;
     const FeatureRow* row = rowOf(fid_, dialect);
     nvme::FeatureRequest request{fid_, 0, cdw11_, cdw12_, cdw13_, 0};
     // A feature that is not known may bring data, and a drive without a buffer for it would write elsewhere.
     request.dataLength = row == nullptr ? MOST_DATA_BYTES : row->dataLength;
+    if (row != nullptr && dialect == Dialect::NONE)
+        status = requireFeatureOffered(drive, *row, statuses::driveDoesNotSupportFeature());
+    if (!status.is(0, 0)) return status;
     status = namespaceOf(drive, row != nullptr && row->namespaceSpecific, request.nsid);
     if (status.is(0, 0)) status = completeGet(drive, request);
     nvme::Answer answer;
@@ -279,7 +283,7 @@ Status AnyFeature::show(nvme::Drive& drive, DriveOutput& out) const {
 Status AnyFeature::write(nvme::Drive& drive, const std::string& heading, DriveOutput& out) const {
     OSTREL_TRACE();
     Dialect dialect = Dialect::NONE;
-    Status status = dialectOfFeature(drive, fid_, dialect);
+    Status status = dialectOfFeature(drive, fid_, OcpGrounds::NAMED, dialect);
     if (!status.is(0, 0)) return status;
     const FeatureRow* row = rowOf(fid_, dialect);
     status = checkDestroying(drive, fid_, dialect);

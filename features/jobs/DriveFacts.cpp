@@ -4,7 +4,7 @@
 
 #include "features/jobs/LogReading.h"
 #include "features/jobs/Namespaces.h"
-#include "features/nvme/LogPages.h"
+#include "features/jobs/OcpSmartLog.h"
 #include "features/nvme/Opcodes.h"
 #include "ostrel/core/ScopeTrace.h"
 
@@ -126,9 +126,11 @@ const uint8_t* DriveFacts::firmwareSlots() {
 
 const uint8_t* DriveFacts::ocpSmart() {
     OSTREL_TRACE();
-    // Another maker's page may stand at the same identifier: the GUID tells.
-    if (logPage(ocpSmart_, nvme::LID_OCP_SMART) == nullptr || !nvme::isOcpSmart(*ocpSmart_)) return nullptr;
-    return ocpSmart_->getData();
+    if (!ocpSmart_) {
+        ocpSmart_.emplace();
+        if (mayAsk()) (void)accept(readOcpSmartLog(drive_, OcpGrounds::OFFERED, *ocpSmart_));
+    }
+    return bytesOf(ocpSmart_);
 }
 
 }  // namespace features::jobs

@@ -41,7 +41,7 @@ public:
     ostrel::core::Status smartRefusal();
     /// The 512 bytes of the Firmware Slot Information log.
     const uint8_t* firmwareSlots();
-    /// The 512 bytes of the OCP SMART log, on drives that have it.
+    /// The 512 bytes of the OCP SMART log, on drives that are known to have it.
     const uint8_t* ocpSmart();
     /// All namespaces that are attached.
     const std::vector<transport::HostNamespace>* hostNamespaces();

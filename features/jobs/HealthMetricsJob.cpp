@@ -2,6 +2,7 @@
 
 #include "features/jobs/CriticalWarnings.h"
 #include "features/jobs/LogReading.h"
+#include "features/jobs/OcpSmartLog.h"
 #include "features/jobs/VelkoSmart.h"
 #include "features/nvme/SmartAttributes.h"
 #include "ostrel/core/AttributeVocabulary.h"
@@ -38,8 +39,8 @@ Status HealthMetricsJob::showDrive(nvme::Drive& drive, const Arguments&, DriveOu
     list[deviceStatus.getName()] = deviceStatus;
     if (!out.hasAllRequested(list)) {  // nothing is asked of the drive that the answer does not need
         Payload ocp;
-        status = readOcpSmartLog(drive, ocp);
-        if (!status.is(0, 0)) return status;
+        status = readOcpSmartLog(drive, OcpGrounds::OFFERED, ocp);
+        if (!status.is(0, 0) && !isRefusal(status)) return status;
         list.merge(nvme::ocpHealthMetrics(ocp));
         status = addVelkoSmart(drive, VELKO_HEALTH_BYTES, list);
         if (!status.is(0, 0)) return status;

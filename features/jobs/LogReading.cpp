@@ -5,7 +5,6 @@
 #include "features/jobs/ProgressLine.h"
 #include "features/jobs/StatusDetails.h"
 #include "features/nvme/FieldTree.h"
-#include "features/nvme/LogPages.h"
 #include "features/nvme/Opcodes.h"
 #include "features/nvme/StatusCodes.h"
 #include "ostrel/core/ScopeTrace.h"
@@ -60,15 +59,6 @@ Status missingLogAs(const Status& status, const nvme::Drive& drive, const Status
 Status readSmartLog(nvme::Drive& drive, Payload& data) {
     OSTREL_TRACE();
     return readLog(drive, nvme::LID_SMART_HEALTH, SMART_BYTES, data);
-}
-
-Status readOcpSmartLog(nvme::Drive& drive, Payload& data) {
-    OSTREL_TRACE();
-    Payload page;
-    Status status = readLog(drive, nvme::LID_OCP_SMART, nvme::OCP_SMART_BYTES, page);
-    if (isRefusal(status)) return Status();
-    if (status.is(0, 0) && nvme::isOcpSmart(page)) data = page;
-    return status;
 }
 
 }  // namespace features::jobs

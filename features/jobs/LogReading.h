@@ -30,8 +30,4 @@ ostrel::core::Status missingLogAs(const ostrel::core::Status& status, const nvme
 /// The SMART / Health Information log, 512 bytes.
 ostrel::core::Status readSmartLog(nvme::Drive& drive, ostrel::core::Payload& data);
 
-/// The OCP SMART log, 512 bytes; `data` stays empty on a drive that does not have it, also where another maker's page
-/// stands at its identifier.
-ostrel::core::Status readOcpSmartLog(nvme::Drive& drive, ostrel::core::Payload& data);
-
 }  // namespace features::jobs

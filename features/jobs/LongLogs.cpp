@@ -154,6 +154,13 @@ Status readTelemetryLog(nvme::Drive& drive, const TelemetryRequest& request, Log
     return telemetry.acknowledge();
 }
 
+Status readPersistentEventHeader(nvme::Drive& drive, Payload& head) {
+    OSTREL_TRACE();
+    bool isOurs = false;
+    const Status status = enterContext(drive, EventLogContext::PASSING, head, isOurs);
+    return status.is(0, 0) && isOurs ? releaseEventLogContext(drive) : status;
+}
+
 Status readPersistentEventLog(nvme::Drive& drive, EventLogContext context, LogSink& log) {
     OSTREL_TRACE();
     Status status = requireLog(drive, &ControllerCapabilities::supportsPersistentEventLog,

@@ -4,6 +4,7 @@
 
 #include "features/jobs/LogSink.h"
 #include "features/nvme/Drive.h"
+#include "ostrel/core/Payload.h"
 #include "ostrel/core/Status.h"
 
 namespace features::jobs {
@@ -30,6 +31,8 @@ enum class EventLogContext : uint8_t {
     PASSING,      ///< one for this reading alone; where there is one already, that one, which stays
 };
 
+/// The header of the persistent event log alone, in a PASSING context: a drive without a context refuses to read it.
+ostrel::core::Status readPersistentEventHeader(nvme::Drive& drive, ostrel::core::Payload& head);
 /// The persistent event log (0Dh), whole. 10/251 on a drive without one.
 ostrel::core::Status readPersistentEventLog(nvme::Drive& drive, EventLogContext context, LogSink& log);
 /// Lets go of the reporting context.

@@ -6,6 +6,8 @@
 #include "features/jobs/LogReading.h"
 #include "features/jobs/NvmeLogPage.h"
 #include "features/jobs/NvmeLogRequest.h"
+#include "features/jobs/OcpSmartLog.h"
+#include "features/jobs/Offers.h"
 #include "features/jobs/VendorDialect.h"
 #include "features/nvme/LogPages.h"
 #include "features/nvme/Opcodes.h"
@@ -23,30 +25,16 @@ using nvme::LogPageRow;
 
 namespace {
 
-constexpr uint32_t SUPPORTED_LOGS_BYTES = 1024;
-
-/// Whether the controller says that it has the page, by the bits of Identify Controller.
-Status isThere(DriveFacts& facts, const LogPageRow& row, bool& there) {
-    const nvme::ControllerCapabilities* controller = facts.controller();
-    if (controller == nullptr)
-        return facts.failure().is(0, 0) ? statuses::deviceDataRetrievalFailed() : facts.failure();
-    there = row.isSupportedBy(*controller);
-    return Status();
-}
-
 std::string lidText(uint8_t lid) {
     return "LID " + nvme::hexText(lid, 2);
 }
 
 /// The drive's own list; `tree` stays empty on drives without one.
 Status askForList(DriveFacts& facts, FieldTree& tree) {
-    const nvme::ControllerCapabilities* controller = facts.controller();
-    if (controller == nullptr || !controller->supportsSupportedLogs()) return facts.failure();
-    Payload data;
-    Status status = readLog(facts.drive(), nvme::LID_SUPPORTED_LOGS, SUPPORTED_LOGS_BYTES, data);
-    if (isRefusal(status)) return Status();
-    if (!status.is(0, 0)) return status;
-    tree = nvme::decodeSupportedLogs(data);
+    const Payload* list = nullptr;
+    const Status status = facts.drive().supportedLogs(list);
+    if (!status.is(0, 0) || list == nullptr) return status;
+    tree = nvme::decodeSupportedLogs(*list);
     for (nvme::Field& field : tree.fields) {
         for (const LogPageRow* row = nvme::velkoLogPagesBegin(); row != nvme::velkoLogPagesEnd(); ++row) {
             if (isVelkoDrive(facts.drive()) && field.name == lidText(row->lid)) field.value = row->name;
@@ -60,7 +48,7 @@ Status addVelkoPages(DriveFacts& facts, FieldTree& tree) {
     if (!isVelkoDrive(facts.drive())) return Status();
     for (const LogPageRow* row = nvme::velkoLogPagesBegin(); row != nvme::velkoLogPagesEnd(); ++row) {
         bool there = false;
-        Status status = isThere(facts, *row, there);
+        Status status = isLogOffered(facts.drive(), *row, there);
         if (!status.is(0, 0)) return status;
         if (there) tree.add(lidText(row->lid), row->name);
     }
@@ -78,7 +66,7 @@ Status showList(DriveFacts& facts, DriveOutput& out) {
     tree.heading = "Supported Log Pages";
     for (const LogPageRow* row = nvme::logPagesBegin(); row != nvme::logPagesEnd(); ++row) {
         bool there = false;
-        status = isThere(facts, *row, there);
+        status = isLogOffered(facts.drive(), *row, there);
         if (!status.is(0, 0)) return status;
         if (there && row->lid != nvme::LID_SUPPORTED_LOGS) tree.add(lidText(row->lid), row->name);
     }
@@ -92,7 +80,9 @@ Status showList(DriveFacts& facts, DriveOutput& out) {
 Status showPage(DriveFacts& facts, const NvmeLogRequest& request, uint8_t lid, DriveOutput& out) {
     Payload data;
     Status status = readLogPage(facts, request, lid, data);
-    if (status.is(0, 0)) out.addTree(showLogPage(facts.drive(), lid, request.offset, data));
+    if (!status.is(0, 0)) return status;
+    if (lid == nvme::LID_OCP_SMART && request.offset == 0) noteOcpSmartLog(facts.drive(), data);
+    out.addTree(showLogPage(facts.drive(), lid, request.offset, data));
     return status;
 }
 
@@ -107,8 +97,8 @@ Status showPageOfAll(DriveFacts& facts, const NvmeLogRequest& request, uint8_t l
     return Status();
 }
 
-/// Another maker's page may stand at the same identifier.
 Status showOcpPage(DriveFacts& facts, const NvmeLogRequest& request, DriveOutput& out) {
+    if (facts.ocpSmart() == nullptr) return facts.failure();
     Payload data;
     Status status = readLogPage(facts, request, nvme::LID_OCP_SMART, data);
     if (isRefusal(status)) return Status();
@@ -120,7 +110,7 @@ Status showRows(DriveFacts& facts, const NvmeLogRequest& request, const LogPageR
                 DriveOutput& out) {
     for (; row != end; ++row) {
         bool there = false;
-        Status status = isThere(facts, *row, there);
+        Status status = isLogOffered(facts.drive(), *row, there);
         if (status.is(0, 0) && there) status = showPageOfAll(facts, request, row->lid, out);
         if (!status.is(0, 0)) return status;
     }

@@ -5,6 +5,8 @@
 
 #include "features/jobs/LogLimits.h"
 #include "features/jobs/LogReading.h"
+#include "features/jobs/LongLogs.h"
+#include "features/jobs/Offers.h"
 #include "features/jobs/VelkoLogJob.h"
 #include "features/jobs/VendorDialect.h"
 #include "features/nvme/Bytes.h"
@@ -175,7 +177,9 @@ Status preparePage(DriveFacts& facts, const NvmeLogRequest& request, uint8_t lid
                    nvme::LogPageRequest& page, uint64_t& end) {
     // Another maker's page may stand at the same identifier.
     if (request.isVelko && !isVelkoDrive(facts.drive())) return statuses::driveDoesNotSupportFeature();
-    Status status = pageRequest(facts, request, lid, page);
+    const LogPageRow* row = nvme::findLogPage(lid);
+    Status status = row == nullptr ? Status() : requireLogOffered(facts.drive(), *row);
+    if (status.is(0, 0)) status = pageRequest(facts, request, lid, page);
     if (status.is(0, 0) && !request.bytes) status = pageLength.ask(page, end);
     if (!status.is(0, 0)) return status;
     page.offset = request.offset;
@@ -259,6 +263,9 @@ Status readLogPage(DriveFacts& facts, const NvmeLogRequest& request, uint8_t lid
     nvme::LogPageRequest page;
     uint64_t end = 0;
     Status status = preparePage(facts, request, lid, PageLength(facts, lid, false), page, end);
+    const bool isPart = request.bytes || request.offset != 0;
+    if (status.is(0, 0) && lid == nvme::LID_PERSISTENT_EVENT && !isPart && hasDefaultFields(request))
+        return readPersistentEventHeader(facts.drive(), data);
     if (status.is(0, 0)) status = checkDecoding(NamedLog(facts.drive(), lid), end - page.offset);
     return status.is(0, 0) ? facts.drive().readLogPage(page, end - page.offset, data) : status;
 }

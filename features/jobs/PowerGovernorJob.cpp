@@ -62,7 +62,8 @@ Status PowerGovernorJob::setOnDrive(nvme::Drive& drive, const Attribute& attribu
     if (status.is(0, 0)) status = readValue(propertyToSet(), MODE, mode);
     if (!status.is(0, 0)) return status;
     Dialect dialect = Dialect::NONE;
-    if (isVelkoDrive(drive)) status = dialectOfFeature(drive, nvme::FID_VELKO_POWER_GOVERNOR, dialect);
+    if (isVelkoDrive(drive))
+        status = dialectOfFeature(drive, nvme::FID_VELKO_POWER_GOVERNOR, OcpGrounds::NAMED, dialect);
     if (!status.is(0, 0)) return status;
     // The limits that stand beside the mode are the drive's to say: they are not written back.
     if (dialect == Dialect::VELKO) {

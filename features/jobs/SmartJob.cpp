@@ -4,6 +4,7 @@
 
 #include "features/jobs/FieldAttributes.h"
 #include "features/jobs/LogReading.h"
+#include "features/jobs/OcpSmartLog.h"
 #include "features/jobs/VelkoSmart.h"
 #include "features/nvme/LogPages.h"
 #include "features/nvme/SmartAttributes.h"
@@ -58,8 +59,8 @@ Status SmartJob::showDrive(nvme::Drive& drive, const Arguments& arguments, Drive
     const bool isComplete = id.empty() ? out.hasAllRequested(list) : findIgnoringCase(list, id) != list.end();
     if (!isComplete) {  // nothing is asked of the drive that the answer does not need
         Payload ocp;
-        Status status = readOcpSmartLog(drive, ocp);
-        if (!status.is(0, 0)) return status;
+        Status status = readOcpSmartLog(drive, OcpGrounds::OFFERED, ocp);
+        if (!status.is(0, 0) && !isRefusal(status)) return status;
         addOcpAttributes(ocp, list);
         status = addVelkoSmart(drive, nvme::VELKO_EXTENDED_SMART_BYTES, list);
         if (!status.is(0, 0)) return status;

@@ -1,8 +1,6 @@
 #include "features/jobs/VendorDialect.h"
 
 #include "features/jobs/LogReading.h"
-#include "features/nvme/LogPages.h"
-#include "features/nvme/Opcodes.h"
 #include "ostrel/core/AttributeVocabulary.h"
 #include "ostrel/core/ScopeTrace.h"
 #include "ostrel/core/StatusCatalogue.h"
@@ -15,6 +13,14 @@ namespace {
 
 constexpr uint8_t FIRST_VENDOR_FID = 0xC0;
 
+Status askForOcp(nvme::Drive& drive, OcpGrounds grounds, bool& isOcp) {
+    Payload data;
+    const Status status = readOcpSmartLog(drive, grounds, data);
+    if (!status.is(0, 0) && !isMissingLog(drive.lastCompletion())) return status;
+    isOcp = data.getSize() != 0;
+    return Status();
+}
+
 }  // namespace
 
 bool isVelkoDrive(const nvme::Drive& drive) {
@@ -22,19 +28,10 @@ bool isVelkoDrive(const nvme::Drive& drive) {
     return drive.device().getAttribute(attributes::device::modelNumber()).getText().compare(0, 5, "VELKO") == 0;
 }
 
-Status askForOcp(nvme::Drive& drive, bool& isOcp) {
-    OSTREL_TRACE();
-    Payload data;
-    const Status status = readLog(drive, nvme::LID_OCP_SMART, nvme::OCP_SMART_BYTES, data);
-    if (!status.is(0, 0) && !isMissingLog(drive.lastCompletion())) return status;
-    isOcp = status.is(0, 0) && nvme::isOcpSmart(data);
-    return Status();
-}
-
 Status requireOcp(nvme::Drive& drive) {
     OSTREL_TRACE();
     bool isOcp = false;
-    Status status = askForOcp(drive, isOcp);
+    Status status = askForOcp(drive, OcpGrounds::NAMED, isOcp);
     return status.is(0, 0) && !isOcp ? statuses::ocpNotSupported() : status;
 }
 
@@ -42,15 +39,15 @@ Status requireVelkoFeature(nvme::Drive& drive, uint8_t fid, const Status& missin
     OSTREL_TRACE();
     if (!isVelkoDrive(drive)) return missing;
     Dialect dialect = Dialect::NONE;
-    Status status = dialectOfFeature(drive, fid, dialect);
+    Status status = dialectOfFeature(drive, fid, OcpGrounds::NAMED, dialect);
     return status.is(0, 0) && dialect != Dialect::VELKO ? missing : status;
 }
 
-Status dialectOfFeature(nvme::Drive& drive, uint8_t fid, Dialect& dialect) {
+Status dialectOfFeature(nvme::Drive& drive, uint8_t fid, OcpGrounds grounds, Dialect& dialect) {
     OSTREL_TRACE();
     bool isOcp = false;
     if (isContestedFeature(fid)) {
-        Status status = askForOcp(drive, isOcp);
+        Status status = askForOcp(drive, grounds, isOcp);
         if (!status.is(0, 0)) return status;
     }
     dialect = isOcp ? Dialect::OCP : fid >= FIRST_VENDOR_FID && isVelkoDrive(drive) ? Dialect::VELKO : Dialect::NONE;

@@ -2,6 +2,7 @@
 
 #include <cstdint>
 
+#include "features/jobs/OcpSmartLog.h"
 #include "features/nvme/Drive.h"
 #include "ostrel/core/Status.h"
 
@@ -22,18 +23,16 @@ constexpr bool isContestedFeature(uint8_t fid) {
 /// Whether the drive has the maker's vendor interface. Nothing is asked of the drive.
 bool isVelkoDrive(const nvme::Drive& drive);
 
-/// Whether the drive's log C0h is OCP's. A drive that refuses the log for another reason than that it has none leaves
-/// the question open: its refusal is returned.
-ostrel::core::Status askForOcp(nvme::Drive& drive, bool& isOcp);
-
-/// 10/254 on a drive without OCP's log C0h.
+/// 10/254 on a drive without OCP's log C0h, which is asked for as one that the user named.
 ostrel::core::Status requireOcp(nvme::Drive& drive);
 
-/// `missing` unless the identifier is the maker's feature on this drive. A drive of another maker is asked nothing.
+/// `missing` unless the identifier is the maker's feature on this drive. A drive of another maker is asked nothing; one
+/// of this maker is asked for log C0h, since a feature is never written on a guess.
 ostrel::core::Status requireVelkoFeature(nvme::Drive& drive, uint8_t fid, const ostrel::core::Status& missing);
 
 /// Whose feature an identifier is on this drive. On a drive that has both dialects C0h to C7h are OCP's: the same
-/// number written in the maker's sense would do something else. Only for these the drive is asked.
-ostrel::core::Status dialectOfFeature(nvme::Drive& drive, uint8_t fid, Dialect& dialect);
+/// number written in the maker's sense would do something else. Only for these the drive is asked; one that refuses log
+/// C0h for another reason than that it has none leaves the question open: its refusal is returned.
+ostrel::core::Status dialectOfFeature(nvme::Drive& drive, uint8_t fid, OcpGrounds grounds, Dialect& dialect);
 
 }  // namespace features::jobs

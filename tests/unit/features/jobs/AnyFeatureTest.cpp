@@ -92,7 +92,8 @@ TEST(AnyFeature, ReadsTheIdentifierAsTheToolDoes) {
 
 TEST(AnyFeature, ShowsTheDataOfAKnownFeature) {
     FakeDrive drive;
-    drive.expect(getFeature(0x0E, 0, 0, 8).answers({0x00, 0xE8, 0x76, 0x48, 0x17, 0x00, 0x02, 0x00}));
+    drive.expect(identify(1).answers(identifyController().le16(520, 0x0040)))
+        .expect(getFeature(0x0E, 0, 0, 8).answers({0x00, 0xE8, 0x76, 0x48, 0x17, 0x00, 0x02, 0x00}));
     EXPECT_EQ(get({{"FeatureId", "14"}}, drive), R"x(0/0
 <Object category="Output">
 <Object key="S1" name="Timestamp">
@@ -235,7 +236,10 @@ TEST(AnyFeature, DoesNotChooseAmongSeveralNamespaces) {
 
 TEST(AnyFeature, ReadsC0ToC7AsOcpsOnAnOcpDriveAlone) {
     FakeDrive ocp;
-    ocp.expect(ocpLog().answers(ocpSmart())).expect(getFeature(0xC2).completes(2));
+    ocp.expect(withList())
+        .expect(logList(0xC0))
+        .expect(ocpLog().answers(ocpSmart()))
+        .expect(getFeature(0xC2).completes(2));
     EXPECT_EQ(get({{"FeatureId", "0xC2"}}, ocp), R"x(0/0
 <Object category="Output">
 <Object key="S1" name="EOL/PLP Failure Mode">
@@ -246,7 +250,7 @@ TEST(AnyFeature, ReadsC0ToC7AsOcpsOnAnOcpDriveAlone) {
 </Object>
 </Object>)x");
     FakeDrive other;
-    other.expect(ocpLog().refuses(0x4109)).expect(getFeature(0xC2, 0, 0, 4096).completes(2));
+    other.expect(withoutList()).expect(getFeature(0xC2, 0, 0, 4096).completes(2));
     EXPECT_EQ(get({{"FeatureId", "0xC2"}}, other), R"x(0/0
 <Object category="Output">
 <Object key="S1" name="Feature 0xC2">
@@ -259,7 +263,7 @@ TEST(AnyFeature, ReadsC0ToC7AsOcpsOnAnOcpDriveAlone) {
 
 TEST(AnyFeature, TellsWhatTheDriveDoesNotHave) {
     FakeDrive drive;
-    drive.expect(getFeature(0x10).refuses(0x4002));
+    drive.expect(identify(1).answers(identifyController().le16(322, 1))).expect(getFeature(0x10).refuses(0x4002));
     EXPECT_EQ(get({{"FeatureId", "0x10"}}, drive),
               status("10", "3",
                      "The selected drive does not support this feature. Get Features failed on drive S1 (/dev/nvme0): "
@@ -401,7 +405,7 @@ TEST(AnyFeature, LooksAtTheUseOfADriveBeforeAMakersFeatureDestroysItsData) {
     EXPECT_EQ(set({{"FeatureId", "0xE3"}, {"DWORD11", "1"}}, quickFormat), refusal);
     FakeDrive maximumLba;
     nameModel(maximumLba, "VELKO X1");
-    maximumLba.expect(ocpLog().refuses(0x4109)).expect(hostUses({mounted}));
+    maximumLba.expect(withoutList()).expect(ocpLog().refuses(0x4109)).expect(hostUses({mounted}));
     EXPECT_EQ(set({{"FeatureId", "0xC1"}, {"DWORD11", "1"}}, maximumLba), refusal);
     FakeDrive mountedMeanwhile;
     nameModel(mountedMeanwhile, "VELKO X1");
@@ -434,9 +438,7 @@ TEST(AnyFeature, ShowsAndWritesTheMakersFeaturesOnTheMakersDriveAlone) {
 </Object>
 </Object>)x");
     FakeDrive native;
-    velko(native)
-        .expect(ocpLog().refuses(0x4109))
-        .expect(getFeature(0xC2, 0, 0, 16).answers(DriveBytes(16).le64(0, 0x07FFFFFF)));
+    velko(native).expect(withoutList()).expect(getFeature(0xC2, 0, 0, 16).answers(DriveBytes(16).le64(0, 0x07FFFFFF)));
     EXPECT_EQ(get({{"FeatureId", "0xC2"}}, native), R"x(0/0
 <Object category="Output">
 <Object key="S1" name="Native Maximum LBA">
@@ -450,7 +452,7 @@ TEST(AnyFeature, ShowsAndWritesTheMakersFeaturesOnTheMakersDriveAlone) {
 </Object>
 </Object>)x");
     FakeDrive withoutData;
-    velko(withoutData).expect(ocpLog().refuses(0x4109)).expect(hostUses({unusedNamespace(1)}));
+    velko(withoutData).expect(withoutList()).expect(ocpLog().refuses(0x4109)).expect(hostUses({unusedNamespace(1)}));
     EXPECT_EQ(set({{"FeatureId", "0xC1"}, {"DWORD11", "5"}}, withoutData),
               status("0", "75",
                      "Invalid transfer size specified. Feature 0xC1 (Maximum LBA) takes 16 bytes of data, but no "
@@ -467,7 +469,7 @@ TEST(AnyFeature, ShowsAndWritesTheMakersFeaturesOnTheMakersDriveAlone) {
 TEST(AnyFeature, WritesC1AsOcpsOnADriveWithBothDialects) {
     FakeDrive drive;
     nameModel(drive, "VELKO X1");
-    drive.expect(ocpLog().answers(ocpSmart())).expect(setFeature(0xC1, 0x80000000).completes());
+    drive.expect(withoutList()).expect(ocpLog().answers(ocpSmart())).expect(setFeature(0xC1, 0x80000000).completes());
     EXPECT_EQ(set({{"FeatureId", "0xC1"}, {"DWORD11", "80000000"}}, drive),
               status("0", "0", "Feature 0xC1 (Clear Firmware Update History) is set."));
 }

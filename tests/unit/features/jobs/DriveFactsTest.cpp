@@ -4,6 +4,7 @@
 #include "ostrel/core/AttributeVocabulary.h"
 #include "tests/support/fakedrive/FakeDrive.h"
 #include "tests/unit/features/jobs/Commands.h"
+#include "tests/unit/features/jobs/OcpLog.h"
 
 namespace features::jobs {
 namespace {
@@ -30,11 +31,12 @@ TEST_F(DriveFactsTest, NothingIsAskedBeforeSomebodyWantsIt) {
 }
 
 TEST_F(DriveFactsTest, EachPartIsAskedForOnce) {
-    fake_.expect(identify(0x01).answers(identifyController().le16(78, 5)))
+    fake_.expect(identify(0x01).answers(identifyController().le16(78, 5).byte(261, 0x24)))
         .expect(hostNamespaces({unusedNamespace(4)}))
         .expect(identify(0x00, 4).answers(identifyNamespace(77)))
         .expect(lookAtLog(0x02, 512).answers(smartLog()))
         .expect(lookAtLog(0x03, 512).answers(DriveBytes(512).byte(0, 0x21)))
+        .expect(logList(0xC0))
         .expect(lookAtLog(0xC0, 512).answers(DriveBytes(512).put(
             496, {0xC5, 0xAF, 0x10, 0x28, 0xEA, 0xBF, 0xF2, 0xA4, 0x9C, 0x4F, 0x6F, 0x7C, 0xC9, 0x14, 0xD5, 0xAF})));
     for (int i = 0; i < 2; ++i) {
@@ -56,6 +58,8 @@ TEST_F(DriveFactsTest, EachPartIsAskedForOnce) {
 TEST_F(DriveFactsTest, WhatTheDriveRefusesIsMissingAndNotAskedAgain) {
     fake_.expect(lookAtLog(0x02, 512).refuses(0x4002))
         .expect(lookAtLog(0x03, 512).refuses(NO_SUCH_LOG))
+        .expect(withList())
+        .expect(logList(0xC0))
         .expect(lookAtLog(0xC0, 512).refuses(NO_SUCH_LOG))
         .expect(hostNamespaces({unusedNamespace(1)}))
         .expect(identify(0x00, 1).refuses(0x400B));
@@ -70,7 +74,7 @@ TEST_F(DriveFactsTest, WhatTheDriveRefusesIsMissingAndNotAskedAgain) {
 }
 
 TEST_F(DriveFactsTest, AnotherMakersPageIsNoOcpPage) {
-    fake_.expect(lookAtLog(0xC0, 512).answers(DriveBytes(512)));
+    fake_.expect(withList()).expect(logList(0xC0)).expect(lookAtLog(0xC0, 512).answers(DriveBytes(512)));
     EXPECT_EQ(facts_.ocpSmart(), nullptr);
     EXPECT_EQ(facts_.ocpSmart(), nullptr);
     EXPECT_TRUE(facts_.failure().is(0, 0));

@@ -313,8 +313,7 @@ void expectAllLogs(FakeDrive& drive) {
         .expect(look(0x08, 512).answers(DriveBytes(512).byte(0, 8)))
         .expect(look(0x08, 512).answers(DriveBytes(512).byte(0, 8)))
         .expect(look(0x0D, 512, 0, 1, false).answers(eventLog()))
-        .expect(look(0x0D, 512, 0, 2, false).answers(eventLog()))
-        .expect(look(0xC0, 512).answers(DriveBytes(512)));
+        .expect(look(0x0D, 512, 0, 2, false).answers(eventLog()));
 }
 
 const std::vector<std::string> FILES = {
@@ -384,8 +383,7 @@ TEST_F(HealthScan, StoresTheMakersLogsOfItsDrives) {
     drive.expect(look(0xD6, 64).answers(velkoLog("????")));
     expectVelkoLog(drive, 0xD7, "SNAP");
     drive.expect(look(0xD8, nvme::VELKO_FORCE_FLUSH_BYTES).answers(DriveBytes(nvme::VELKO_FORCE_FLUSH_BYTES)))
-        .expect(look(0xD9, nvme::VELKO_BACKGROUND_BYTES).answers(DriveBytes(nvme::VELKO_BACKGROUND_BYTES)))
-        .expect(look(0xC0, 512).refuses(NO_SUCH_LOG));
+        .expect(look(0xD9, nvme::VELKO_BACKGROUND_BYTES).answers(DriveBytes(nvme::VELKO_BACKGROUND_BYTES)));
     const std::string damaged =
         "Invalid assert log data. The log of drive S1 (/dev/nvme0) does not begin with its header.";
     EXPECT_EQ(
@@ -452,8 +450,7 @@ TEST_F(HealthScan, ALogThatIsLongerThanAFileMayBeIsLeftOutAlone) {
         .expect(look(0x02, 512).refuses(NO_SUCH_LOG))
         .expect(look(0x03, 512).refuses(NO_SUCH_LOG))
         .expect(look(0x0D, 512, 0, 1, false).answers(DriveBytes(512).byte(0, 0x0D).le64(8, LONG).le16(18, 492)))
-        .expect(look(0x0D, 512, 0, 2, false).answers(eventLog()))
-        .expect(look(0xC0, 512).answers(DriveBytes(512)));
+        .expect(look(0x0D, 512, 0, 2, false).answers(eventLog()));
     const std::string answered = run().with("StoreLogs", "true").with("DirectoryPath", folder_ / "").on({&drive});
     const std::string reason =
         "Unable to write " + (folder_ / "S1/log_0d_persistent_event_log.bin") + ": File too large";
@@ -472,8 +469,7 @@ TEST_F(HealthScan, ALogWithoutRoomIsAFailureAlsoAfterARefusedCommand) {
         .expect(hostNamespaces({unusedNamespace(1)}))
         .expect(identify(0x00, 1).refuses(NO_SUCH_LOG))
         .expect(look(0x02, 512).refuses(NO_SUCH_LOG))
-        .expect(look(0x03, 512).refuses(NO_SUCH_LOG))
-        .expect(look(0xC0, 512).answers(DriveBytes(512)));
+        .expect(look(0x03, 512).refuses(NO_SUCH_LOG));
     const std::string answered = run().with("StoreLogs", "true").with("DirectoryPath", folder_ / "").on({&drive});
     const std::string reason = "Unable to write " + (folder_ / "S1/log_01_error_information.bin") + ": File too large";
     EXPECT_NE(answered.find(property("LID 0x01", "Not read", reason)), std::string::npos) << answered;

@@ -51,8 +51,8 @@ void setMaximumLba() {
     FakeDrive drive;
     velko(drive)
         .expect(unused())
-        .expect(ocpLog().refuses(NO_SUCH_LOG))
         .expect(identify(0x01).answers(controller(0x0008)))
+        .expect(ocpLog().refuses(NO_SUCH_LOG))
         .expect(identify(0x10).answers(namespaceList({1})))
         .expect(getFeature(0xC2, 0, 0, 16).answers(DriveBytes(16).le64(0, 1000)))
         .expect(unused())

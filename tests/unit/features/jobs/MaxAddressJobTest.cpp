@@ -43,8 +43,8 @@ Expected readLba() {
 FakeDrive& oneNamespace(FakeDrive& drive) {
     return velko(drive)
         .expect(noUse())
-        .expect(ocpLog().refuses(NO_SUCH_LOG))
         .expect(identify(0x01).answers(identifyController().le16(256, 0x0008)))
+        .expect(ocpLog().refuses(NO_SUCH_LOG))
         .expect(identify(0x10).answers(namespaceList({1})));
 }
 
@@ -98,8 +98,8 @@ TEST(MaxAddressJob, WithoutNamespaceManagementTheAttachedNamespacesCount) {
     FakeDrive drive;
     velko(drive)
         .expect(noUse())
-        .expect(ocpLog().refuses(NO_SUCH_LOG))
         .expect(identify(0x01).answers(identifyController()))
+        .expect(ocpLog().refuses(NO_SUCH_LOG))
         .expect(identify(0x02).answers(namespaceList({1})))
         .expect(readNative().answers(DriveBytes(16).le64(0, 0)))
         .expect(noUse())
@@ -168,7 +168,7 @@ TEST(MaxAddressJob, OtherDrivesDoNotHaveIt) {
     FakeDrive other;
     EXPECT_EQ(set("native", other), NOT_SUPPORTED);
     FakeDrive both;  // C1h is OCP's there: Clear Firmware Update History
-    velko(both).expect(noUse()).expect(ocpLog().answers(ocpSmart()));
+    velko(both).expect(noUse()).expect(withoutList()).expect(ocpLog().answers(ocpSmart()));
     EXPECT_EQ(set("native", both), NOT_SUPPORTED);
     FakeDrive refusing;
     oneNamespace(refusing).expect(readNative().refuses(0x4002));
@@ -181,15 +181,15 @@ TEST(MaxAddressJob, WantsExactlyOneNamespace) {
     FakeDrive two, none;
     velko(two)
         .expect(noUse())
-        .expect(ocpLog().refuses(NO_SUCH_LOG))
         .expect(identify(0x01).answers(identifyController().le16(256, 0x0008)))
+        .expect(ocpLog().refuses(NO_SUCH_LOG))
         .expect(identify(0x10).answers(namespaceList({1, 3})));
     EXPECT_EQ(set("native", two),
               "10/242 Operation not permitted if more than one namespace is allocated on the drive.");
     velko(none)
         .expect(hostUses({}))
-        .expect(ocpLog().refuses(NO_SUCH_LOG))
         .expect(identify(0x01).answers(identifyController().le16(256, 0x0008)))
+        .expect(ocpLog().refuses(NO_SUCH_LOG))
         .expect(identify(0x10).answers(namespaceList({})));
     EXPECT_EQ(
         set("native", none),

@@ -10,6 +10,7 @@
 #include "tests/unit/features/jobs/Commands.h"
 #include "tests/unit/features/jobs/JobRun.h"
 #include "tests/unit/features/jobs/Models.h"
+#include "tests/unit/features/jobs/OcpLog.h"
 
 namespace features::jobs {
 namespace {
@@ -22,6 +23,11 @@ constexpr const char* GOLDENS = JOBS_TEST_DATA "/goldens/";
 constexpr const char* REFUSED =
     "Get Log Page failed on drive S1 (/dev/nvme0): Invalid Log Page (status code type 0x1, status code 0x09, opcode "
     "0x02).";
+
+/// Telemetry, a persistent event log, and offsets in them.
+DriveBytes withLongLogs() {
+    return identifyController().byte(261, 0x1C);
+}
 
 /// The answer of a job that tells nothing but this status of drive S1.
 std::string statusAnswer(const std::string& category, const std::string& code, const std::string& message) {
@@ -150,11 +156,52 @@ TEST(NvmeLogJob, TheErrorLogHasAsManyEntriesAsTheControllerSays) {
 
 TEST(NvmeLogJob, TheEnduranceGroupIsThatOfTheNamespace) {
     FakeDrive drive;
-    drive.expect(hostNamespaces({unusedNamespace(1)}))
+    drive.expect(identify(0x01).answers(identifyController().le32(96, 0x10)))
+        .expect(hostNamespaces({unusedNamespace(1)}))
         .expect(identify(0x00, 1).answers(identifyNamespace(1000).le16(102, 7)))
         .expect(lookAtLog(0x09, 512).dword(11, 0x00070000).refuses(NO_SUCH_LOG));
     NvmeLogJob job;
     EXPECT_EQ(JobRun(job, JOBTYPE_METHOD).with("LogId", "9").on({&drive}), statusAnswer("0", "25", REFUSED));
+}
+
+TEST(NvmeLogJob, APageOfTheStandardThatTheDriveDoesNotOfferIsNotAskedFor) {
+    FakeDrive drive, list;
+    drive.expect(identify(0x01).answers(identifyController()));
+    list.expect(withList()).expect(logList(0xC0));
+    NvmeLogJob job;
+    for (const FakeDrive* one : {&drive, &list}) {
+        EXPECT_EQ(JobRun(job, JOBTYPE_METHOD).with("LogId", "5").on({one}),
+                  statusAnswer("10", "3",
+                               "The selected drive does not support this feature. Drive S1 (/dev/nvme0) does not offer "
+                               "log page 0x05 (Commands Supported and Effects)."));
+    }
+}
+
+TEST(NvmeLogJob, AnOcpPageThatIsNotOfferedIsKnownOnceItWasNamed) {
+    FakeDrive drive;
+    drive.expect(lookAtLog(0xC0, 512).answers(ocpSmart()))
+        .expect(identify(0x01).answers(identifyController()))
+        .expect(identify(0x01).answers(identifyController()))
+        .expect(lookAtLog(0xC0, 512).answers(ocpSmart()));
+    NvmeLogJob job;
+    (void)JobRun(job, JOBTYPE_METHOD).with("LogId", "192").on({&drive});
+    EXPECT_NE(JobRun(job, JOBTYPE_METHOD).with("List", "True").on({&drive}).find("LID 0xC0"), std::string::npos);
+}
+
+TEST(NvmeLogJob, TheHeaderOfThePersistentEventLogIsReadInAContextThatIsLeft) {
+    const DriveBytes header = DriveBytes(512).byte(0, 0x0D).le64(8, 512).le16(18, 492);
+    FakeDrive drive;
+    drive.expect(identify(0x01).answers(withLongLogs()))
+        .expect(logPage(0x0D, 512).dword(10, 0x007F010D).answers(header))
+        .expect(logPage(0x0D, 512).dword(10, 0x007F020D).answers(header));
+    NvmeLogJob job;
+    const std::string shown = JobRun(job, JOBTYPE_METHOD).with("LogId", "13").on({&drive});
+    EXPECT_NE(shown.find("<Object key=\"S1\" name=\"Persistent Event Log Header\">"), std::string::npos) << shown;
+    FakeDrive held;  // by another process, which keeps its context
+    held.expect(identify(0x01).answers(withLongLogs()))
+        .expect(logPage(0x0D, 512).dword(10, 0x007F010D).refuses(0x400C))
+        .expect(logPage(0x0D, 512).answers(header));
+    EXPECT_EQ(JobRun(job, JOBTYPE_METHOD).with("LogId", "13").on({&held}), shown);
 }
 
 TEST(NvmeLogJob, AnOcpPageIsDecodedByItsGuidAlone) {
@@ -210,12 +257,12 @@ TEST(NvmeLogJob, WhatIsTooLongToBeDecodedIsRefusedBeforeItIsRead) {
     };
     NvmeLogJob job;
     FakeDrive lba;
-    lba.expect(lookAtLog(0x0E, 16).answers(DriveBytes(16).le32(0, 0xFFFFFFFF)))
-        .expect(identify(0x01).answers(identifyController()));
+    lba.expect(identify(0x01).answers(identifyController().le16(256, 0x0200)))
+        .expect(lookAtLog(0x0E, 16).answers(DriveBytes(16).le32(0, 0xFFFFFFFF)));
     EXPECT_EQ(JobRun(job, JOBTYPE_METHOD).with("LogId", "14").on({&lba}), refusal("4294967296", "14"));
     FakeDrive ana;
-    ana.expect(lookAtLog(0x0C, 16).answers(DriveBytes(16).le16(8, 1)))
-        .expect(identify(0x01).answers(identifyController().le32(516, 0xFFFFFFFF)))
+    ana.expect(identify(0x01).answers(identifyController().byte(76, 0x08).le32(516, 0xFFFFFFFF)))
+        .expect(lookAtLog(0x0C, 16).answers(DriveBytes(16).le16(8, 1)))
         .expect(anaGroup(16).answers(DriveBytes(32).le32(4, 0xFFFFFFFF)));
     EXPECT_EQ(JobRun(job, JOBTYPE_METHOD).with("LogId", "12").on({&ana}), refusal("17179869228", "12"));
     FakeDrive any;
@@ -225,10 +272,10 @@ TEST(NvmeLogJob, WhatIsTooLongToBeDecodedIsRefusedBeforeItIsRead) {
 
 /// A log of two groups with three namespaces, of a controller that takes thousands.
 TEST(NvmeLogJob, TheGroupsOfAnAnaLogSayHowLongItIs) {
-    const DriveBytes controller = identifyController().le32(516, 0xFFFFFFFF);
+    const DriveBytes controller = identifyController().byte(76, 0x08).le32(516, 0xFFFFFFFF);
     FakeDrive drive;
-    drive.expect(lookAtLog(0x0C, 16).answers(DriveBytes(16).le16(8, 2)))
-        .expect(identify(0x01).answers(controller))
+    drive.expect(identify(0x01).answers(controller))
+        .expect(lookAtLog(0x0C, 16).answers(DriveBytes(16).le16(8, 2)))
         .expect(anaGroup(16).answers(DriveBytes(32).le32(0, 1).le32(4, 2)))
         .expect(anaGroup(56).answers(DriveBytes(32).le32(0, 7).le32(4, 1)))
         .expect(lookAtLog(0x0C, 92).answers(
@@ -240,8 +287,8 @@ TEST(NvmeLogJob, TheGroupsOfAnAnaLogSayHowLongItIs) {
 
 TEST(NvmeLogJob, AGroupWithMoreNamespacesThanTheControllerTakesIsReadUpToTheirNumber) {
     FakeDrive drive;
-    drive.expect(lookAtLog(0x0C, 16).answers(DriveBytes(16).le16(8, 1)))
-        .expect(identify(0x01).answers(identifyController().le32(516, 4)))
+    drive.expect(identify(0x01).answers(identifyController().byte(76, 0x08).le32(516, 4)))
+        .expect(lookAtLog(0x0C, 16).answers(DriveBytes(16).le16(8, 1)))
         .expect(anaGroup(16).answers(DriveBytes(32).le32(0, 1).le32(4, 5)))
         .expect(lookAtLog(0x0C, 64).refuses(NO_SUCH_LOG));
     NvmeLogJob job;
@@ -256,8 +303,7 @@ TEST(NvmeLogJob, OneThatIsTooLongIsShownInItsPlaceAmongAllPages) {
         .expect(lookAtLog(0x02, 512).refuses(NO_SUCH_LOG))
         .expect(lookAtLog(0x03, 512).refuses(NO_SUCH_LOG))
         .expect(lookAtLog(0x0C, 16).answers(DriveBytes(16).le16(8, 1)))
-        .expect(anaGroup(16).answers(DriveBytes(32).le32(4, 0xFFFFFFFF)))
-        .expect(lookAtLog(0xC0, 512).refuses(NO_SUCH_LOG));
+        .expect(anaGroup(16).answers(DriveBytes(32).le32(4, 0xFFFFFFFF)));
     NvmeLogJob job;
     const std::string answer = JobRun(job, JOBTYPE_METHOD).on({&drive});
     EXPECT_NE(answer.find("<Object key=\"S1\" name=\"Asymmetric Namespace Access\">\n<Property name=\"Not read\" "
@@ -277,13 +323,12 @@ const std::string PLAIN_LIST = R"(0/0
 
 TEST(NvmeLogJob, WithoutAListOfItsOwnTheControllersBitsTell) {
     FakeDrive drive;
-    drive.expect(identify(0x01).answers(identifyController())).expect(lookAtLog(0xC0, 512).refuses(NO_SUCH_LOG));
+    drive.expect(identify(0x01).answers(identifyController()));
     NvmeLogJob job;
     EXPECT_EQ(JobRun(job, JOBTYPE_METHOD).with("List", "True").on({&drive}), PLAIN_LIST);
     // A controller that claims the list and refuses it.
     drive.expect(identify(0x01).answers(identifyController().byte(261, 0x24)))
-        .expect(lookAtLog(0x00, 1024).refuses(NO_SUCH_LOG))
-        .expect(lookAtLog(0xC0, 512).refuses(NO_SUCH_LOG));
+        .expect(lookAtLog(0x00, 1024).refuses(NO_SUCH_LOG));
     EXPECT_EQ(JobRun(job, JOBTYPE_METHOD).with("List", "True").on({&drive}), PLAIN_LIST);
 }
 
@@ -292,12 +337,13 @@ TEST(NvmeLogJob, TheListHasAllThatTheBitsTellAndTheOcpPage) {
     const DriveBytes identifyAll = identifyController()
                                        .byte(76, 0x08)     // ANA
                                        .le32(92, 0x100)    // namespace notices
-                                       .le32(96, 0x30)     // endurance groups, predictable latency
+                                       .le32(96, 0x230)    // endurance groups, predictable latency, UUID List
                                        .le16(256, 0x0210)  // self-test, LBA status
                                        .byte(261, 0x1E)    // effects, telemetry, persistent event log
                                        .le32(328, 0x01)    // sanitize
                                        .le16(520, 0x20);   // reservations
     drive.expect(identify(0x01).answers(identifyAll))
+        .expect(identify(0x17).answers(ocpUuid()))
         .expect(lookAtLog(0xC0, 512).answers(DriveBytes(512).put(
             496, {0xC5, 0xAF, 0x10, 0x28, 0xEA, 0xBF, 0xF2, 0xA4, 0x9C, 0x4F, 0x6F, 0x7C, 0xC9, 0x14, 0xD5, 0xAF})));
     NvmeLogJob job;
@@ -334,8 +380,7 @@ TEST(NvmeLogJob, AllPagesAreThoseThatTheDriveHasAndARefusedOneIsToldInItsPlace) 
             .expect(lookAtLog(0x01, 4096).answers(DriveBytes(4096)))
             .expect(lookAtLog(0x02, 512).answers(smartLog()))
             .expect(lookAtLog(0x03, 512).answers(firmwareSlots()))
-            .expect(lookAtLog(0x04, 4096).refuses(NO_SUCH_LOG))
-            .expect(lookAtLog(0xC0, 512).refuses(NO_SUCH_LOG));
+            .expect(lookAtLog(0x04, 4096).refuses(NO_SUCH_LOG));
         NvmeLogJob job;
         JobRun run(job, JOBTYPE_METHOD);
         if (withZero) run.with("LogId", "0");
@@ -450,12 +495,15 @@ TEST_F(NvmeLogFile, HoldsThePageByteForByte) {
 TEST_F(NvmeLogFile, HoldsTheWholeOfALogWhoseHeaderTellsItsLength) {
     const DriveBytes header = DriveBytes(512).byte(0, 7).le16(8, 1).le16(10, 2).le16(12, 3);
     const DriveBytes whole = DriveBytes(2048).byte(0, 7).le16(8, 1).le16(10, 2).le16(12, 3).byte(2047, 0xEE);
-    drive_.expect(lookAtLog(0x07, 512).answers(header)).expect(lookAtLog(0x07, 2048).answers(whole));
+    drive_.expect(identify(0x01).answers(withLongLogs()))
+        .expect(lookAtLog(0x07, 512).answers(header))
+        .expect(lookAtLog(0x07, 2048).answers(whole));
     EXPECT_EQ(dump("7"),
               statusAnswer("0", "0", "Wrote 2048 bytes of log page 0x07 (Telemetry Host-Initiated) to " + file_ + "."));
     EXPECT_EQ(readWholeFile(file_), asText(whole));
     const DriveBytes events = DriveBytes(1024).byte(0, 13).le64(8, 1024);
-    drive_.expect(lookAtLog(0x0D, 512).answers(DriveBytes(512).byte(0, 13).le64(8, 1024)))
+    drive_.expect(identify(0x01).answers(withLongLogs()))
+        .expect(lookAtLog(0x0D, 512).answers(DriveBytes(512).byte(0, 13).le64(8, 1024)))
         .expect(lookAtLog(0x0D, 1024).answers(events));
     EXPECT_EQ(dump("13"),
               statusAnswer("0", "0", "Wrote 1024 bytes of log page 0x0D (Persistent Event Log) to " + file_ + "."));
@@ -463,7 +511,8 @@ TEST_F(NvmeLogFile, HoldsTheWholeOfALogWhoseHeaderTellsItsLength) {
 }
 
 TEST_F(NvmeLogFile, HoldsAnEventLogWhoseLengthIsNoMultipleOfADword) {
-    drive_.expect(lookAtLog(0x0D, 512).answers(DriveBytes(512).byte(0, 13).le64(8, 515)))
+    drive_.expect(identify(0x01).answers(withLongLogs()))
+        .expect(lookAtLog(0x0D, 512).answers(DriveBytes(512).byte(0, 13).le64(8, 515)))
         .expect(lookAtLog(0x0D, 516).answers(DriveBytes(516).byte(0, 13).le64(8, 515).text(512, "end.", 4)));
     EXPECT_EQ(dump("13"),
               statusAnswer("0", "0", "Wrote 515 bytes of log page 0x0D (Persistent Event Log) to " + file_ + "."));
@@ -476,10 +525,9 @@ DriveBytes telemetry(size_t bytes, uint16_t last) {
 }
 
 TEST_F(NvmeLogFile, IsNotCutWhereTheLogGrewSinceItsLengthWasAsked) {
-    const DriveBytes extendedData = identifyController().byte(261, 0x0C);
-    drive_.expect(lookAtLog(0x07, 512).answers(telemetry(512, 1)))
+    drive_.expect(identify(0x01).answers(withLongLogs()))
+        .expect(lookAtLog(0x07, 512).answers(telemetry(512, 1)))
         .expect(lookAtLog(0x07, 1024).answers(telemetry(1024, 2)))
-        .expect(identify(0x01).answers(extendedData))
         .expect(logPage(0x07, 512, 1024).dword(10, 0x007F8007).answers(page(512, "what was added")));
     EXPECT_EQ(dump("7"),
               statusAnswer("0", "0", "Wrote 1536 bytes of log page 0x07 (Telemetry Host-Initiated) to " + file_ + "."));
@@ -487,7 +535,8 @@ TEST_F(NvmeLogFile, IsNotCutWhereTheLogGrewSinceItsLengthWasAsked) {
 }
 
 TEST_F(NvmeLogFile, TheActionOfALogHappensOnce) {
-    drive_.expect(logPage(0x07, 512).dword(10, 0x007F8107).answers(telemetry(512, 1)))
+    drive_.expect(identify(0x01).answers(withLongLogs()))
+        .expect(logPage(0x07, 512).dword(10, 0x007F8107).answers(telemetry(512, 1)))
         .expect(lookAtLog(0x07, 1024).answers(telemetry(1024, 1)));
     EXPECT_EQ(
         JobRun(job_, JOBTYPE_METHOD).with("LogId", "7").with("LogSpecificField", "1").with("file", file_).on({&drive_}),
@@ -521,7 +570,8 @@ TEST_F(NvmeLogFile, TheFieldsOfTheCommandAreHonouredForAMakersBinaryLogToo) {
 }
 
 TEST_F(NvmeLogFile, ALengthThatNoLogHasIsRefusedBeforeItIsRead) {
-    drive_.expect(lookAtLog(0x0D, 512).answers(DriveBytes(512).byte(0, 13).le64(8, uint64_t{1} << 60)));
+    drive_.expect(identify(0x01).answers(withLongLogs()))
+        .expect(lookAtLog(0x0D, 512).answers(DriveBytes(512).byte(0, 13).le64(8, uint64_t{1} << 60)));
     EXPECT_EQ(dump("13"),
               "1/27 The log of drive S1 (/dev/nvme0) says that it has 1152921504606846976 bytes, and no log has more "
               "than 34359738368.");
@@ -554,9 +604,7 @@ TEST_F(NvmeLogFile, IsForOneDriveAlone) {
 
 TEST(NvmeLogJob, TheListHasTheMakersPagesOnTheMakersDrive) {
     FakeDrive bits;
-    velko(bits)
-        .expect(identify(0x01).answers(identifyController().byte(76, 0x01)))  // two ports
-        .expect(lookAtLog(0xC0, 512).refuses(NO_SUCH_LOG));
+    velko(bits).expect(identify(0x01).answers(identifyController().byte(76, 0x01)));  // two ports
     NvmeLogJob job;
     EXPECT_EQ(JobRun(job, JOBTYPE_METHOD).with("List", "True").on({&bits}), R"(0/0
 <Object category="Output">

@@ -70,17 +70,18 @@ TEST(PowerGovernorJob, RefusesAModeThatTheDriveDoesNotHave) {
 
 TEST(PowerGovernorJob, SetsTheMakersFeatureOnTheMakersDrive) {
     FakeDrive maker;  // the limits beside the mode are not written back
-    expectSet(velko(maker).expect(ocpLog().refuses(0x4109)), 0xC6, 0x00120E01, 0x00000002, 0x000C0A02);
+    expectSet(velko(maker).expect(withoutList()).expect(ocpLog().refuses(0x4109)), 0xC6, 0x00120E01, 0x00000002,
+              0x000C0A02, true);
     EXPECT_EQ(set("2", maker), UNTIL_RESET);
     FakeDrive old;
-    velko(old).expect(ocpLog().refuses(0x4109)).expect(getFeature(0xC6).refuses(0x4002));
+    velko(old).expect(withoutList()).expect(ocpLog().refuses(0x4109)).expect(getFeature(0xC6).refuses(0x4002));
     EXPECT_EQ(set("0", old),
               "10/3 The selected drive does not support this feature. Get Features failed on drive S1 (/dev/nvme0): "
               "Invalid Field in Command (status code type 0x0, status code 0x02, opcode 0x0A).");
     FakeDrive both;  // C6h is OCP's there: what is left is the standard's feature
     velko(both)
-        .expect(ocpLog().answers(ocpSmart()))
         .expect(identify(1).answers(threeStates()))
+        .expect(ocpLog().answers(ocpSmart()))
         .expect(getFeature(0x02).completes(0))
         .expect(setFeature(0x02, 1).completes())
         .expect(getFeature(0x02).completes(1));

@@ -11,14 +11,13 @@ inline constexpr char UNTIL_RESET[] = "0/0 It holds until the next controller re
 inline constexpr char UNTIL_LINUX[] = "0/0 It holds until the next controller reset, when Linux sets this feature.";
 
 /// What a drive without Save is asked when a field is set: `before` and `after` are dword 0 of Get Features, dword 11
-/// is that of Set Features.
+/// is that of Set Features. `isIdentified`: Identify Controller was asked before.
 inline fakedrive::FakeDrive& expectSet(fakedrive::FakeDrive& drive, uint8_t fid, uint32_t before, uint32_t dword11,
-                                       uint32_t after) {
+                                       uint32_t after, bool isIdentified = false) {
     using namespace fakedrive;
-    return drive.expect(getFeature(fid).completes(before))
-        .expect(identify(0x01).answers(identifyController()))
-        .expect(setFeature(fid, dword11).completes())
-        .expect(getFeature(fid).completes(after));
+    drive.expect(getFeature(fid).completes(before));
+    if (!isIdentified) drive.expect(identify(0x01).answers(identifyController()));
+    return drive.expect(setFeature(fid, dword11).completes()).expect(getFeature(fid).completes(after));
 }
 
 }  // namespace features::jobs

@@ -6,6 +6,7 @@
 #include "tests/unit/features/jobs/Commands.h"
 #include "tests/unit/features/jobs/JobRun.h"
 #include "tests/unit/features/jobs/Models.h"
+#include "tests/unit/features/jobs/OcpLog.h"
 
 namespace features::jobs {
 namespace {
@@ -16,7 +17,7 @@ using namespace ostrel::interfaces::ostreli;
 constexpr const char* GOLDENS = JOBS_TEST_DATA "/goldens/";
 
 /// With the GUID of the OCP page, and some numbers.
-DriveBytes ocpLog() {
+DriveBytes ocpNumbers() {
     return DriveBytes(512)
         .le64(0, 4096)  // physical media units written
         .le64(104, 77)  // PCIe correctable errors
@@ -27,28 +28,34 @@ DriveBytes ocpLog() {
 
 TEST(SmartJob, ShowsTheHealthLogOfAPlainDrive) {
     FakeDrive drive;
-    drive.expect(lookAtLog(0x02, 512).answers(smartLog())).expect(lookAtLog(0xC0, 512).refuses(NO_SUCH_LOG));
+    drive.expect(lookAtLog(0x02, 512).answers(smartLog())).expect(withoutList());
     SmartJob job;
     expectGolden(std::string(GOLDENS) + "smart.xml", JobRun(job, JOBTYPE_GET_PROPERTIES).on({&drive}));
 }
 
 TEST(SmartJob, AddsTheOcpLogWhereThereIsOne) {
     FakeDrive drive;
-    drive.expect(lookAtLog(0x02, 512).answers(smartLog())).expect(lookAtLog(0xC0, 512).answers(ocpLog()));
+    drive.expect(lookAtLog(0x02, 512).answers(smartLog()))
+        .expect(withList())
+        .expect(logList(0xC0))
+        .expect(lookAtLog(0xC0, 512).answers(ocpNumbers()));
     SmartJob job;
     expectGolden(std::string(GOLDENS) + "smart_ocp.xml", JobRun(job, JOBTYPE_GET_PROPERTIES).on({&drive}));
 }
 
 TEST(SmartJob, AnotherMakersPageAtTheOcpIdentifierIsLeftAlone) {
     FakeDrive drive;
-    drive.expect(lookAtLog(0x02, 512).answers(smartLog())).expect(lookAtLog(0xC0, 512).answers(ocpLog().byte(511, 0)));
+    drive.expect(lookAtLog(0x02, 512).answers(smartLog()))
+        .expect(withList())
+        .expect(logList(0xC0))
+        .expect(lookAtLog(0xC0, 512).answers(ocpNumbers().byte(511, 0)));
     SmartJob job;
     expectGolden(std::string(GOLDENS) + "smart.xml", JobRun(job, JOBTYPE_GET_PROPERTIES).on({&drive}));
 }
 
 TEST(SmartJob, TheHealthLogCanBeLeftOut) {
     FakeDrive drive;
-    drive.expect(lookAtLog(0xC0, 512).answers(ocpLog()));
+    drive.expect(withList()).expect(logList(0xC0)).expect(lookAtLog(0xC0, 512).answers(ocpNumbers()));
     SmartJob job;
     EXPECT_EQ(JobRun(job, JOBTYPE_GET_PROPERTIES)
                   .with("IncludeNVMeSmartHealthLog", "FALSE")
@@ -66,7 +73,7 @@ TEST(SmartJob, TheHealthLogCanBeLeftOut) {
 
 TEST(SmartJob, WithoutTheHealthLogAPlainDriveHasNothing) {
     FakeDrive drive;
-    drive.expect(lookAtLog(0xC0, 512).refuses(NO_SUCH_LOG));
+    drive.expect(withoutList());
     SmartJob job;
     EXPECT_EQ(JobRun(job, JOBTYPE_GET_PROPERTIES).with("IncludeNVMeSmartHealthLog", "false").on({&drive}), R"(0/0
 <Object category="Output">
@@ -92,7 +99,10 @@ TEST(SmartJob, AnIdOfTheHealthLogAsksForNothingMore) {
 
 TEST(SmartJob, AnIdOfTheOcpLogIsFound) {
     FakeDrive drive;
-    drive.expect(lookAtLog(0x02, 512).answers(smartLog())).expect(lookAtLog(0xC0, 512).answers(ocpLog()));
+    drive.expect(lookAtLog(0x02, 512).answers(smartLog()))
+        .expect(withList())
+        .expect(logList(0xC0))
+        .expect(lookAtLog(0xC0, 512).answers(ocpNumbers()));
     SmartJob job;
     EXPECT_EQ(JobRun(job, JOBTYPE_GET_PROPERTIES).with("ID", "CapacitorHealth").on({&drive}), R"(0/0
 <Object category="Output">
@@ -104,7 +114,7 @@ TEST(SmartJob, AnIdOfTheOcpLogIsFound) {
 
 TEST(SmartJob, AnUnknownIdIsAnErrorOfTheDrive) {
     FakeDrive drive;
-    drive.expect(lookAtLog(0x02, 512).answers(smartLog())).expect(lookAtLog(0xC0, 512).refuses(NO_SUCH_LOG));
+    drive.expect(lookAtLog(0x02, 512).answers(smartLog())).expect(withoutList());
     SmartJob job;
     EXPECT_EQ(JobRun(job, JOBTYPE_GET_PROPERTIES).with("ID", "5").on({&drive}), R"(0/0
 <Object category="Output">
@@ -137,7 +147,10 @@ TEST(SmartJob, AFailingDriveDoesNotSpoilTheOthers) {
     FakeDrive third("S3", "/dev/nvme2");
     third.expect(lookAtLog(0x02, 512).refuses(0x0006));
     FakeDrive fourth("S4", "/dev/nvme3");
-    fourth.expect(lookAtLog(0x02, 512).answers(smartLog())).expect(lookAtLog(0xC0, 512).breaks(gone()));
+    fourth.expect(lookAtLog(0x02, 512).answers(smartLog()))
+        .expect(withList())
+        .expect(logList(0xC0))
+        .expect(lookAtLog(0xC0, 512).breaks(gone()));
     SmartJob job;
     EXPECT_EQ(JobRun(job, JOBTYPE_GET_PROPERTIES).with("ID", "AvailableSpare").on({&first, &second, &third}), R"(0/0
 <Object category="Output">
@@ -191,20 +204,24 @@ DriveBytes velkoLog() {
 
 TEST(SmartJob, AddsTheMakersLogOnTheMakersDrive) {
     FakeDrive drive, refusing;
-    velko(drive).expect(lookAtLog(0xC0, 512).refuses(NO_SUCH_LOG)).expect(lookAtLog(0xD0, 512).answers(velkoLog()));
+    velko(drive).expect(withoutList()).expect(lookAtLog(0xD0, 512).answers(velkoLog()));
     SmartJob job;
     expectGolden(std::string(GOLDENS) + "smart_velko.xml",
                  JobRun(job, JOBTYPE_GET_PROPERTIES).with("IncludeNVMeSmartHealthLog", "false").on({&drive}));
     velko(refusing)
         .expect(lookAtLog(0x02, 512).answers(smartLog()))
-        .expect(lookAtLog(0xC0, 512).refuses(NO_SUCH_LOG))
+        .expect(withoutList())
         .expect(lookAtLog(0xD0, 512).refuses(NO_SUCH_LOG));
     expectGolden(std::string(GOLDENS) + "smart.xml", JobRun(job, JOBTYPE_GET_PROPERTIES).on({&refusing}));
 }
 
 TEST(SmartJob, ADriveWithBothDialectsHasBothLogs) {
     FakeDrive drive;
-    velko(drive).expect(lookAtLog(0xC0, 512).answers(ocpLog())).expect(lookAtLog(0xD0, 512).answers(velkoLog()));
+    velko(drive)
+        .expect(withList())
+        .expect(logList(0xC0))
+        .expect(lookAtLog(0xC0, 512).answers(ocpNumbers()))
+        .expect(lookAtLog(0xD0, 512).answers(velkoLog()));
     SmartJob job;
     EXPECT_EQ(JobRun(job, JOBTYPE_GET_PROPERTIES)
                   .with("IncludeNVMeSmartHealthLog", "false")
@@ -222,7 +239,7 @@ TEST(SmartJob, ADriveWithBothDialectsHasBothLogs) {
 
 TEST(SmartJob, ADriveThatGoesAwayAtTheMakersLogIsAFailure) {
     FakeDrive drive;
-    velko(drive).expect(lookAtLog(0xC0, 512).refuses(NO_SUCH_LOG)).expect(lookAtLog(0xD0, 512).breaks(gone()));
+    velko(drive).expect(withoutList()).expect(lookAtLog(0xD0, 512).breaks(gone()));
     SmartJob job;
     EXPECT_EQ(JobRun(job, JOBTYPE_GET_PROPERTIES).with("IncludeNVMeSmartHealthLog", "false").on({&drive}),
               statusOf("SMART Attributes", "1", "19", "The drive /dev/nvme0 is gone."));

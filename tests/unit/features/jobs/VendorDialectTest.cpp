@@ -57,18 +57,19 @@ TEST(VendorDialect, ATableTellsWhoseFeatureItIs) {
         SCOPED_TRACE(c.why);
         FakeDrive fake;
         nameModel(fake, c.model);
+        if (c.asks) fake.expect(withoutList());
         if (c.asks && c.ocp) fake.expect(ocpLog().answers(ocpSmart()));
         if (c.asks && !c.ocp) fake.expect(ocpLog().refuses(0x4109));
         nvme::Drive drive(*fake.device());
         Dialect dialect = c.dialect == Dialect::NONE ? Dialect::OCP : Dialect::NONE;
-        EXPECT_TRUE(dialectOfFeature(drive, c.fid, dialect).is(0, 0));
+        EXPECT_TRUE(dialectOfFeature(drive, c.fid, OcpGrounds::NAMED, dialect).is(0, 0));
         EXPECT_EQ(dialect, c.dialect);
     }
 }
 
 TEST(VendorDialect, AnotherMakersLogAtC0hIsNotOcps) {
     FakeDrive fake;
-    fake.expect(ocpLog().answers(ocpSmart().byte(511, 0xAE))).expect(ocpLog().refuses(0x4002));
+    fake.expect(withoutList()).expect(ocpLog().answers(ocpSmart().byte(511, 0xAE))).expect(ocpLog().refuses(0x4002));
     nvme::Drive drive(*fake.device());
     EXPECT_EQ(
         requireOcp(drive).toString(),
@@ -77,14 +78,34 @@ TEST(VendorDialect, AnotherMakersLogAtC0hIsNotOcps) {
     EXPECT_TRUE(requireOcp(drive).is(10, 254)) << "the log is an invalid field to older drives";
 }
 
+TEST(VendorDialect, ADriveThatDoesNotOfferLogC0hIsNotAskedForItByAReader) {
+    FakeDrive fake;
+    nameModel(fake, "VELKO X").expect(withoutList());
+    nvme::Drive drive(*fake.device());
+    Dialect dialect = Dialect::NONE;
+    EXPECT_TRUE(dialectOfFeature(drive, 0xC6, OcpGrounds::OFFERED, dialect).is(0, 0));
+    EXPECT_EQ(dialect, Dialect::VELKO);
+}
+
+TEST(VendorDialect, AListWithoutLogC0hIsBelievedByAWriterToo) {
+    FakeDrive fake;
+    nameModel(fake, "VELKO X").expect(withList()).expect(logList(0xD0));
+    nvme::Drive drive(*fake.device());
+    Dialect dialect = Dialect::NONE;
+    EXPECT_TRUE(dialectOfFeature(drive, 0xC6, OcpGrounds::NAMED, dialect).is(0, 0));
+    EXPECT_EQ(dialect, Dialect::VELKO);
+}
+
 TEST(VendorDialect, WhatCannotBeToldIsNotGuessed) {
     FakeDrive fake;
     nameModel(fake, "VELKO X");
-    fake.expect(ocpLog().refuses(0x0006)).expect(ocpLog().breaks(Status(CATEGORY_OS, ENODEV, "gone")));
+    fake.expect(withoutList())
+        .expect(ocpLog().refuses(0x0006))
+        .expect(ocpLog().breaks(Status(CATEGORY_OS, ENODEV, "gone")));
     nvme::Drive drive(*fake.device());
     Dialect dialect = Dialect::NONE;
     EXPECT_EQ(
-        dialectOfFeature(drive, 0xC1, dialect).toString(),
+        dialectOfFeature(drive, 0xC1, OcpGrounds::NAMED, dialect).toString(),
         "Category: 0\nCode: 25\nMessage: Get Log Page failed on drive S1 (/dev/nvme0): Internal Error (status code "
         "type 0x0, status code 0x06, opcode 0x02).");
     EXPECT_EQ(requireOcp(drive).toString(), "Category: 1\nCode: 19\nMessage: gone");
