@@ -58,7 +58,7 @@ class SimulatedTestCase(ToolTestCase):
 
     def make_drive(self, name, **values):
         """A drive of 64 MiB, of the model that its name begins with. It is made by its first command."""
-        model = "ocp" if name.startswith("ocp") else "velko"
+        model = next((model for model in MODEL_NUMBERS if name.startswith(model)), "velko")
         (self.drives / name).mkdir(parents=True)
         self._descriptions[name] = dict(model=model, serial_number=SERIALS[model], size="64 MiB", clock=START_MS,
                                         short_self_test_seconds=0, extended_self_test_seconds=0, sanitize_seconds=0)
