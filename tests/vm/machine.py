@@ -242,11 +242,19 @@ class Machine:
     def nvme_commands(self):
         """The names of the NVMe commands that reached the emulated controllers since the last call, in their order,
         whoever sent them: "NVME_ADM_CMD_IDENTIFY", "NVME_NVME_CMD_READ"."""
+        return re.findall(r"opname '(\w+)'", self._trace())
+
+    def failed_nvme_commands(self):
+        """The status fields of the commands that the controllers refused since the last call, whoever sent them."""
+        return re.findall(r"pci_nvme_err_req_status .* status (0x[0-9a-f]+)", self._trace())
+
+    def _trace(self):
+        """What QEMU traced since the last call."""
         with open(self.folder / "trace") as file:
             file.seek(self.traced)
             text = file.read()
         self.traced += len(text)
-        return re.findall(r"opname '(\w+)'", text)
+        return text
 
     def console(self):
         try:
@@ -272,7 +280,8 @@ class Machine:
                    "-no-reboot", "-nic", "none", "-monitor", "none",
                    "-serial", f"file:{self.folder}/console",
                    "-qmp", f"unix:{self.folder}/qmp,server=on,wait=off",
-                   "-trace", "pci_nvme_admin_cmd", "-trace", "pci_nvme_io_cmd", "-D", f"{self.folder}/trace",
+                   "-trace", "pci_nvme_admin_cmd", "-trace", "pci_nvme_io_cmd",
+                   "-trace", "pci_nvme_err_req_status", "-D", f"{self.folder}/trace",
                    "-kernel", str(WORK / "vmlinuz"), "-initrd", str(WORK / "initramfs"),
                    # The kernel's check of its timer fails where the host gives the machine little time.
                    "-append", f"console=ttyS0 quiet panic=-1 no_timer_check {kernel_options} {COVERAGE_OPTION}".strip(),
