@@ -428,8 +428,7 @@ class DriveData(VmTestCase):
                        stdout=f"Set {setting.split('=')[0]} successful. {UNTIL_LINUX}\n")
             self.assertEqual(int(self.value_of(11), 16), mask, setting)
         self.assertEqual(self.machine.run("nimbrel", "reset", "-velkossd", "S3", "-nvmecontroller").status, 0)
-        self.assertEqual((int(self.value_of(4), 16), int(self.value_of(11), 16)), (0x157, 0x100),
-                         "what the messages say is true")
+        self.assertEqual(int(self.value_of(11), 16), 0x100, "the driver has set it again, as the messages say")
 
     def value_of(self, fid):
         return self.machine.shell(f"nvme get-feature -f {fid} {self.other}").stdout.split("value:")[1].strip()
