@@ -14,6 +14,7 @@
 #include "features/jobs/LogReading.h"
 #include "features/jobs/ReadScan.h"
 #include "features/nvme/Bytes.h"
+#include "features/nvme/OcpErrorRecovery.h"
 #include "features/nvme/Opcodes.h"
 #include "features/transport/HostCommand.h"
 #include "ostrel/core/AttributeVocabulary.h"
@@ -94,6 +95,7 @@ private:
 
     void readSmart();
     void readIdentify();
+    void readPanic();
     HealthOutcome showVerdict();
     void storeLogs(const std::string& directory);
     void scanNamespaces();
@@ -129,9 +131,23 @@ void Scan::readIdentify() {
     }
     evidence_.warningKelvin = nvme::le16(facts_.identifyController() + OFFSET_WCTEMP);
     evidence_.criticalKelvin = nvme::le16(facts_.identifyController() + OFFSET_CCTEMP);
-    if (!controller->supportsSelfTest()) return;
-    const Status status = readLog(facts_.drive(), nvme::LID_DEVICE_SELF_TEST, SELF_TEST_LOG_BYTES, evidence_.selfTest);
-    if (!status.is(0, 0)) notRead("Device Self-test Log", status);
+    if (controller->supportsSelfTest()) {
+        const Status status =
+            readLog(facts_.drive(), nvme::LID_DEVICE_SELF_TEST, SELF_TEST_LOG_BYTES, evidence_.selfTest);
+        if (!status.is(0, 0)) notRead("Device Self-test Log", status);
+    }
+    readPanic();
+}
+
+/// Asked only of a drive that is known to have the log: another one would record the question as an error.
+void Scan::readPanic() {
+    const uint8_t* ocp = facts_.ocpSmart();
+    if (!isReachable()) return notRead("OCP SMART Log", facts_.failure());
+    if (ocp == nullptr || !nvme::hasOcpErrorRecovery(ocp)) return;
+    Payload page;
+    const Status status = readLog(facts_.drive(), nvme::LID_OCP_ERROR_RECOVERY, nvme::OCP_ERROR_RECOVERY_BYTES, page);
+    if (!status.is(0, 0)) return notRead("OCP Error Recovery Log", status);
+    if (nvme::isOcpErrorRecovery(page)) evidence_.panicId = nvme::ocpPanicId(page.getData());
 }
 
 /// The verdict stands before what it rests on.

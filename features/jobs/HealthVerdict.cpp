@@ -114,6 +114,11 @@ std::string failedSelfTest(const HealthEvidence& evidence) {
     return "";
 }
 
+std::string panic(const HealthEvidence& evidence) {
+    if (evidence.panicId == 0) return "";
+    return "The drive's firmware has panicked, with the ID " + nvme::hexText(evidence.panicId) + ".";
+}
+
 std::string unreadable(const HealthEvidence& evidence) {
     if (evidence.unreadableBlocks == 0) return "";
     return "Blocks that cannot be read: " + std::to_string(evidence.unreadableBlocks) + ".";
@@ -138,6 +143,7 @@ constexpr HealthRow ROWS[] = {
     {"Volatile Memory Backup",   "SMART log: Critical Warning bit 4",                                       HealthOutcome::FAILING,       warning<VOLATILE_BACKUP>},
     {"Temperature",              "SMART log: Composite Temperature of CCTEMP or more",                      HealthOutcome::FAILING,       criticalTemperature},
     {"Self-test",                "Device Self-test log: the last test that passed or failed has failed",    HealthOutcome::FAILING,       failedSelfTest},
+    {"Panic",                    "OCP Error Recovery log: Panic ID other than 0",                           HealthOutcome::FAILING,       panic},
     {"Temperature",              "SMART log: Critical Warning bit 1, or Composite Temperature of WCTEMP or more", HealthOutcome::WARNING, warningTemperature},
     {"Persistent Memory Region", "SMART log: Critical Warning bit 5",                                       HealthOutcome::WARNING,       warning<MEMORY_REGION>},
     {"Critical Warning",         "SMART log: Critical Warning bits 6 and 7, which are reserved",            HealthOutcome::WARNING,       unknownWarning},

@@ -27,6 +27,7 @@ struct HealthEvidence {
     ostrel::core::Payload selfTest;  ///< the 564 bytes of the Device Self-test log
     uint16_t warningKelvin = 0;      ///< WCTEMP of Identify Controller
     uint16_t criticalKelvin = 0;     ///< CCTEMP
+    uint64_t panicId = 0;            ///< of the OCP Error Recovery log
     uint64_t unreadableBlocks = 0;   ///< found by a read scan
     uint64_t mismatches = 0;         ///< blocks of 4,096 bytes, found by a data integrity scan
     bool isCompleted = true;

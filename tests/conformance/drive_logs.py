@@ -100,6 +100,13 @@ class HealthScan(DriveLogsTestCase):
                   "    Read Scan : Blocks that cannot be read: 6.\n    Reliability : Reliability is degraded.\n",
                   device="Reliability is degraded.")
 
+    def test_a_panic_is_102(self):
+        self.check("set", "-velkossd", "0", "-ErrorInjection", "ErrorInjectionEntries=9")
+        self.check("start", "-scan", "ReadScan", "-velkossd", "0", status=100)  # the first Read makes the drive panic
+        self.check("reset", "-velkossd", "0", "-nvmecontroller")
+        self.scan(102, "The drive has failed or is failing.", READ.format(read=131072, unreadable=0),
+                  "    Panic : The drive's firmware has panicked, with the ID 0x9.\n")
+
     def test_the_gravest_of_all_drives_is_the_exit_status(self):
         self.simdrive("create", "b", "--model", "ocp", "--serial", "S2", "--size", "64Mi")
         self.simdrive("fault", "a", "--critical-warning", "0x04")

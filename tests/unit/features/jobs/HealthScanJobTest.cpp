@@ -15,6 +15,7 @@
 #include "tests/unit/features/jobs/Commands.h"
 #include "tests/unit/features/jobs/JobRun.h"
 #include "tests/unit/features/jobs/Models.h"
+#include "tests/unit/features/jobs/OcpLog.h"
 
 namespace features::jobs {
 namespace {
@@ -137,6 +138,46 @@ TEST_F(HealthScan, TheSelfTestLogAndTheThresholdsAreAskedOfADriveThatHasThem) {
                               property("Self-test",
                                        "The last one, extended, failed after 700 power on hours: completed "
                                        "with one or more failed segments, the first is segment 2."))));
+}
+
+/// A drive that lists OCP's SMART log, of this version.
+void expectOcpSmart(FakeDrive& drive, uint16_t version) {
+    drive.expect(lookAtLog(0x02, 512).answers(smartLog()))
+        .expect(withList())
+        .expect(logList(0xC0))
+        .expect(ocpLog().answers(ocpSmart().le16(494, version)));
+}
+
+TEST_F(HealthScan, APanicIsLookedForOnADriveThatHasTheLog) {
+    HealthScanJob job;
+    const auto scan = [&job](const FakeDrive& drive) {
+        return JobRun(job, JOBTYPE_METHOD).with("ReadScan", "true").on({&drive});
+    };
+    const std::string leftOut = property("Left out", "It has no namespace that could be scanned.");
+    const DriveBytes recovery =
+        DriveBytes(512)
+            .le64(4, 0x1122334455667788)
+            .put(496, {0x44, 0xD9, 0x31, 0x21, 0xFE, 0x30, 0x34, 0xAE, 0xAB, 0x4D, 0xFD, 0x3D, 0xBA, 0x83, 0x19, 0x5A});
+    FakeDrive panicked, other, old, broken;
+    expectOcpSmart(panicked, 3);
+    panicked.expect(lookAtLog(0xC1, 512).answers(recovery)).expect(hostUses({}));
+    EXPECT_EQ(scan(panicked), answer(102, FAILING + HEALTHY + leftOut,
+                                     findings(property("Panic",
+                                                       "The drive&apos;s firmware has panicked, with the ID "
+                                                       "0x1122334455667788."))));
+    expectOcpSmart(other, 3);
+    other.expect(lookAtLog(0xC1, 512).answers(DriveBytes(512).le64(4, 7))).expect(hostUses({}));
+    EXPECT_EQ(scan(other), answer(0, NOTHING + HEALTHY + leftOut)) << "without the GUID it is another page";
+    expectOcpSmart(old, 2);
+    old.expect(hostUses({}));
+    EXPECT_EQ(scan(old), answer(0, NOTHING + HEALTHY + leftOut)) << "before OCP 2.0 there is no such log";
+    expectOcpSmart(broken, 3);
+    broken.expect(lookAtLog(0xC1, 512).breaks(gone())).expect(hostUses({}));
+    EXPECT_EQ(scan(broken),
+              answer(100,
+                     NOT_COMPLETED + HEALTHY +
+                         property("OCP Error Recovery Log", "Not read", "The drive /dev/nvme0 is gone.") + leftOut,
+                     findings(INCOMPLETE)));
 }
 
 TEST_F(HealthScan, ALogThatTheDriveRefusesIsNotCompleted) {
