@@ -36,7 +36,7 @@ Finding sanitize(const uint8_t* log) {
     Finding finding{nvme::sanitizeStatusText(status), status == IN_PROGRESS};
     // Progress counts in parts of 65,536.
     if (finding.isRunning)
-        finding.text += ", " + nvme::decimalFraction(uint64_t{nvme::le16(log)} * 10000 / 65536, 2) + " percent done";
+        finding.text += ", " + nvme::decimalFraction(uint64_t{nvme::le16(log)} * 10000 / 65536, 2) + " % done";
     return finding;
 }
 
@@ -44,7 +44,7 @@ Finding selfTest(const uint8_t* log) {
     const unsigned operation = log[0] & 0x0FU;
     if (operation == 0) return {"no self-test is in progress"};
     return {nvme::selfTestOperationText(operation) + " self-test in progress, " + std::to_string(log[1] & 0x7FU) +
-                " percent done",
+                " % done",
             true};
 }
 
@@ -72,7 +72,7 @@ constexpr ProcessRow PROCESSES[] = {
 Finding forceFlush(const uint8_t* log) {
     constexpr unsigned IN_PROGRESS = 1;
     Finding finding{nvme::forceFlushStateText(log[0]), log[0] == IN_PROGRESS};
-    if (finding.isRunning) finding.text += ", " + std::to_string(log[1]) + " percent done";
+    if (finding.isRunning) finding.text += ", " + std::to_string(log[1]) + " % done";
     return finding;
 }
 

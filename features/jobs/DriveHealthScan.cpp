@@ -117,8 +117,8 @@ void Scan::readSmart() {
         return;
     }
     tree_.add("Device Status", deviceStatusText(smart[0]));
-    tree_.add("Available Spare", "percent", std::to_string(smart[3]));
-    tree_.add("Percentage Used", "percent", std::to_string(smart[5]));
+    tree_.add("Available Spare", nvme::withUnit(std::to_string(smart[3]), "%"));
+    tree_.add("Percentage Used", nvme::withUnit(std::to_string(smart[5]), "%"));
     tree_.add("Media and Data Integrity Errors", nvme::decimal128(smart + 160));
     evidence_.smart = Payload(smart, SMART_BYTES);
 }
@@ -242,10 +242,10 @@ void Scan::checkFileSystem(const std::string& mountPoint) {
     part.add("Path", sanitizeValue(mountPoint));
     const DataIntegrityResult result =
         checkDataIntegrity(mountPoint, scans_.full ? scans_.extent.fullWrite : scans_.extent.write);
-    part.add("Bytes Written and Read", std::to_string(result.bytes));
-    part.add("Mismatches", "blocks of 4096 bytes", std::to_string(result.mismatches));
+    part.add("Written and Read", nvme::withUnit(std::to_string(result.bytes), "bytes"));
+    part.add("Mismatches", nvme::withUnit(std::to_string(result.mismatches), "units of 4096 bytes"));
     if (result.mismatches != 0) {
-        part.add("First Mismatch", "offset in bytes", std::to_string(result.firstOffset));
+        part.add("First Mismatch", "Offset in the file", nvme::withUnit(std::to_string(result.firstOffset), "bytes"));
         evidence_.mismatches += result.mismatches;
     }
     if (!result.failure.is(0, 0)) notCompleted(part, result.failure.getMessage());

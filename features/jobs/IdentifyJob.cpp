@@ -65,7 +65,7 @@ Status showNamespaces(nvme::Drive& drive, uint8_t cns, uint32_t, FieldTree& tree
     Status status = readNamespaceList(drive, cns, all);
     if (!status.is(0, 0)) return status;
     tree = FieldTree{cns == nvme::CNS_ALLOCATED_NAMESPACES ? "Allocated Namespaces" : "Attached Namespaces", {}, {}};
-    tree.add("Namespaces", nvme::listText(all));
+    tree.addList("Namespaces", all);
     return status;
 }
 
@@ -75,7 +75,7 @@ Status showControllers(nvme::Drive& drive, uint8_t cns, uint32_t nsid, FieldTree
     if (!status.is(0, 0)) return status;
     tree = FieldTree{"Controllers", {}, {}};
     if (cns == nvme::CNS_NAMESPACE_CONTROLLERS) tree.heading += " of Namespace " + std::to_string(nsid);
-    tree.add("Controllers", nvme::listText(all));
+    tree.addList("Controllers", all);
     return status;
 }
 

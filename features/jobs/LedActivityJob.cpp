@@ -99,7 +99,6 @@ Status LedActivityJob::showDrive(nvme::Drive& drive, const Arguments&, DriveOutp
     for (const nvme::Field& field : tree.fields) {
         Attribute& attribute = list[field.name];
         attribute = Attribute(field.name, attribute.getDisplayName(), typeString(), field.value);
-        if (field.name == key::durationBase().getName()) attribute.setDescription("milliseconds");
     }
     out.addAttributes(title(), list);
     return status;

@@ -22,13 +22,13 @@ namespace {
 constexpr Word BURSTS[] = {{7, "no limit"}, {}};
 constexpr FieldRow ARBITRATION[] = {
     keyed(key::arbitrationBurst,
-          inWords(BURSTS, bitsRow("AB", "Arbitration Burst (commands)", 0, 2, 0, Format::POWER_OF_2))),
+          inWords(BURSTS, bitsRow("AB", "Arbitration Burst", 0, 2, 0, Format::POWER_OF_2))),
     keyed(key::lowPriorityWeightArbitration,
-          bitsRow("LPW", "Low Priority Weight (commands)", 0, 15, 8, Format::DECIMAL_0BASED)),
+          bitsRow("LPW", "Low Priority Weight", 0, 15, 8, Format::DECIMAL_0BASED)),
     keyed(key::mediumPriorityWeightArbitration,
-          bitsRow("MPW", "Medium Priority Weight (commands)", 0, 23, 16, Format::DECIMAL_0BASED)),
+          bitsRow("MPW", "Medium Priority Weight", 0, 23, 16, Format::DECIMAL_0BASED)),
     keyed(key::highPriorityWeightArbitration,
-          bitsRow("HPW", "High Priority Weight (commands)", 0, 31, 24, Format::DECIMAL_0BASED)),
+          bitsRow("HPW", "High Priority Weight", 0, 31, 24, Format::DECIMAL_0BASED)),
 };
 constexpr FieldRow POWER_MANAGEMENT[] = {
     keyed(key::nvmePowerState, bitsRow("PS", "Power State", 0, 4, 0)),
@@ -40,12 +40,12 @@ constexpr FieldRow LBA_RANGE_TYPE[] = {
 constexpr Word UNSET_THRESHOLDS[] = {{0, "not set"}, {0xFFFF, "not set"}, {}};
 constexpr FieldRow TEMPERATURE_THRESHOLD[] = {
     keyed(key::tempThreshold,
-          inWords(UNSET_THRESHOLDS, bitsRow("TMPTH", "Temperature Threshold (Celsius)", 0, 15, 0, Format::CELSIUS))),
+          inWords(UNSET_THRESHOLDS, bitsRow("TMPTH", "Temperature Threshold (C)", 0, 15, 0, Format::CELSIUS))),
 };
 constexpr Word NO_LIMIT_AT_0[] = {{0, "no limit"}, {}};
 constexpr FieldRow ERROR_RECOVERY[] = {
     keyed(key::timeLimitedErrorRecovery,
-          inWords(NO_LIMIT_AT_0, bitsRow("TLER", "Time Limited Error Recovery (100 milliseconds)", 0, 15, 0))),
+          inWords(NO_LIMIT_AT_0, bitsRow("TLER", "Time Limited Error Recovery (units of 100 milliseconds)", 0, 15, 0))),
     flag("DULBE", "Deallocated or Unwritten Logical Block Error Enable", 0, 16),
 };
 constexpr FieldRow VOLATILE_WRITE_CACHE[] = {
@@ -59,8 +59,8 @@ constexpr FieldRow NUMBER_OF_QUEUES[] = {
 };
 constexpr FieldRow INTERRUPT_COALESCING[] = {
     // Counts from 0, and is shown as it is set: set -velkossd writes the number that it is given.
-    keyed(key::aggregationThreshold, bitsRow("THR", "Aggregation Threshold (completions - 1)", 0, 7, 0)),
-    keyed(key::aggregationTime, bitsRow("TIME", "Aggregation Time (100 microseconds)", 0, 15, 8)),
+    keyed(key::aggregationThreshold, bitsRow("THR", "Aggregation Threshold 0-based", 0, 7, 0)),
+    keyed(key::aggregationTime, bitsRow("TIME", "Aggregation Time (units of 100 microseconds)", 0, 15, 8)),
 };
 constexpr FieldRow INTERRUPT_VECTOR[] = {
     keyed(key::interruptVector, bitsRow("IV", "Interrupt Vector", 0, 15, 0)),
@@ -91,9 +91,9 @@ constexpr FieldRow KEEP_ALIVE[] = {
 };
 constexpr FieldRow HOST_THERMAL_MANAGEMENT[] = {
     inWords(UNSET_THRESHOLDS,
-            bitsRow("TMT1", "Thermal Management Temperature 1 (Celsius)", 0, 31, 16, Format::CELSIUS)),
+            bitsRow("TMT1", "Thermal Management Temperature 1 (C)", 0, 31, 16, Format::CELSIUS)),
     inWords(UNSET_THRESHOLDS,
-            bitsRow("TMT2", "Thermal Management Temperature 2 (Celsius)", 0, 15, 0, Format::CELSIUS)),
+            bitsRow("TMT2", "Thermal Management Temperature 2 (C)", 0, 15, 0, Format::CELSIUS)),
 };
 constexpr FieldRow NON_OPERATIONAL_POWER_STATE[] = {
     flag("NOPPME", "Non-Operational Power State Permissive Mode Enable", 0, 0),
@@ -109,8 +109,8 @@ constexpr FieldRow PREDICTABLE_LATENCY_WINDOW[] = {
     word("WS", "Window Select", 0, 2, 0, WINDOWS),
 };
 constexpr FieldRow LBA_STATUS_INTERVAL[] = {
-    bitsRow("LSIRI", "LBA Status Information Report Interval (100 milliseconds)", 0, 15, 0),
-    bitsRow("LSIPI", "LBA Status Information Poll Interval (100 milliseconds)", 0, 31, 16),
+    bitsRow("LSIRI", "LBA Status Information Report Interval (units of 100 milliseconds)", 0, 15, 0),
+    bitsRow("LSIPI", "LBA Status Information Poll Interval (units of 100 milliseconds)", 0, 31, 16),
 };
 constexpr FieldRow SANITIZE_CONFIG[] = {
     flag("NODRM", "No-Deallocate Response Mode", 0, 0),
@@ -206,7 +206,7 @@ constexpr FieldRow DETERMINISTIC_THRESHOLDS[] = {
     flag("Enable Event Time", "Time warning of the deterministic window", 0, 2),
     flag("Enable Event Exceeded", "Left the deterministic window since a value was exceeded", 0, 14),
     flag("Enable Event Excursion", "Left the deterministic window by an excursion", 0, 15),
-    {"DTWIN Reads Threshold", "Deterministic window (4 KiB)", 32, 8, Format::DECIMAL},
+    {"DTWIN Reads Threshold", "Deterministic window (units of 4 KiB)", 32, 8, Format::DECIMAL},
     {"DTWIN Writes Threshold", "Deterministic window (optimal write sizes)", 40, 8, Format::DECIMAL},
     {"DTWIN Time Threshold", "Deterministic window (milliseconds)", 48, 8, Format::DECIMAL},
 };
@@ -238,13 +238,13 @@ constexpr FieldRow ERROR_INJECTION_ENTRY[] = {
 };
 constexpr FieldRow LATENCY_MONITOR[] = {
     flag("Enabled", "Latency Monitor Feature Enable", 12, 0),
-    {"ABTT", "Active Bucket Timer Threshold (5 minutes)", 0, 2, Format::DECIMAL},
-    {"ATA", "Active Threshold A (5 milliseconds)", 2, 1, Format::DECIMAL_0BASED},
-    {"ATB", "Active Threshold B (5 milliseconds)", 3, 1, Format::DECIMAL_0BASED},
-    {"ATC", "Active Threshold C (5 milliseconds)", 4, 1, Format::DECIMAL_0BASED},
-    {"ATD", "Active Threshold D (5 milliseconds)", 5, 1, Format::DECIMAL_0BASED},
+    {"ABTT", "Active Bucket Timer Threshold (units of 5 minutes)", 0, 2, Format::DECIMAL},
+    {"ATA", "Active Threshold A (units of 5 milliseconds)", 2, 1, Format::DECIMAL_0BASED},
+    {"ATB", "Active Threshold B (units of 5 milliseconds)", 3, 1, Format::DECIMAL_0BASED},
+    {"ATC", "Active Threshold C (units of 5 milliseconds)", 4, 1, Format::DECIMAL_0BASED},
+    {"ATD", "Active Threshold D (units of 5 milliseconds)", 5, 1, Format::DECIMAL_0BASED},
     {"ALC", "Active Latency Configuration", 6, 2, Format::HEX},
-    {"ALMW", "Active Latency Minimum Window (100 milliseconds)", 8, 1, Format::DECIMAL},
+    {"ALMW", "Active Latency Minimum Window (units of 100 milliseconds)", 8, 1, Format::DECIMAL},
     {"DLTE", "Debug Log Trigger Enable", 9, 2, Format::HEX},
     {"DDL", "Discard Debug Log", 11, 1, Format::DECIMAL},
 };

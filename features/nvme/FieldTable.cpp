@@ -94,6 +94,11 @@ std::string fieldText(const FieldRow& row, const uint8_t* at) {
     }
 }
 
+/// Where the unit's bracket opens, with the blank before it; npos where there is no unit.
+size_t unitAt(const std::string& description) {
+    return description.empty() || description.back() != ')' ? std::string::npos : description.rfind(" (");
+}
+
 /// A field whose validity bit lies behind the end of the structure says nothing either.
 bool isValid(const FieldRow& row, const uint8_t* data, std::size_t size) {
     if (row.validityBit < 0) return true;
@@ -107,8 +112,8 @@ void addFields(FieldTree& tree, FieldRows rows, const uint8_t* data, std::size_t
     OSTREL_TRACE();
     for (const FieldRow& row : rows) {
         if (row.offset + std::size_t{row.width} > size) continue;
-        tree.add(fieldName(row), row.description,
-                 isValid(row, data, size) ? fieldText(row, data + row.offset) : NOT_REPORTED);
+        tree.add(fieldName(row), fieldDescription(row),
+                 isValid(row, data, size) ? withUnit(fieldText(row, data + row.offset), fieldUnit(row)) : NOT_REPORTED);
     }
 }
 
@@ -121,6 +126,17 @@ FieldTree decodeTable(const char* heading, FieldRows rows, const ostrel::core::P
 
 std::string fieldName(const FieldRow& row) {
     return row.key != nullptr ? row.key().getName() : row.name;
+}
+
+std::string fieldDescription(const FieldRow& row) {
+    const std::string description = row.description;
+    return description.substr(0, unitAt(description));
+}
+
+std::string fieldUnit(const FieldRow& row) {
+    const std::string description = row.description;
+    const size_t at = unitAt(description);
+    return at == std::string::npos ? "" : description.substr(at + 2, description.size() - at - 3);
 }
 
 uint64_t leNumber(const uint8_t* at, std::size_t width) {

@@ -39,7 +39,7 @@ struct Word {
 /// One field of a structure, or some bits of one: where it is and how it is shown.
 ///
 /// Names and descriptions become keys of every output format, XML among them: letters, digits, blanks and "-_./()"
-/// alone, a letter first. A unit stands in brackets at the end of the description.
+/// alone, a letter first. A unit stands in brackets at the end of the description, and is shown after the value.
 struct FieldRow {
     const char* name;  ///< the standard's short name; bits of a field bear the field's name in front
     const char* description;
@@ -115,6 +115,9 @@ FieldTree decodeTable(const char* heading, FieldRows rows, const ostrel::core::P
 
 /// The name that a row is shown under.
 std::string fieldName(const FieldRow& row);
+/// The description without the unit, and the unit ("minutes"), empty where the row has none.
+std::string fieldDescription(const FieldRow& row);
+std::string fieldUnit(const FieldRow& row);
 /// The number in up to 8 bytes.
 uint64_t leNumber(const uint8_t* at, std::size_t width);
 /// The word of a code; null when there is none.

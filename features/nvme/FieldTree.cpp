@@ -15,6 +15,11 @@ FieldTree& FieldTree::addPart(std::string partHeading) {
     return parts.back();
 }
 
+void FieldTree::addList(std::string partHeading, const std::vector<std::string>& texts) {
+    FieldTree& part = addPart(std::move(partHeading));
+    for (const std::string& text : texts) part.add("Entry " + std::to_string(part.fields.size()), text);
+}
+
 std::unique_ptr<xml::XmlObject> FieldTree::toXml(const std::string& key) const {
     OSTREL_TRACE();
     auto object = std::make_unique<xml::XmlObject>();
@@ -35,6 +40,11 @@ std::string decimalFraction(uint64_t value, unsigned digits) {
     std::string text = std::to_string(value);
     if (text.size() <= digits) text.insert(0, digits + 1 - text.size(), '0');
     return text.insert(text.size() - digits, 1, '.');
+}
+
+std::string withUnit(const std::string& value, const std::string& unit) {
+    const bool isNumber = !value.empty() && value.find_first_not_of("-.0123456789") == std::string::npos;
+    return isNumber && !unit.empty() ? value + " " + unit : value;
 }
 
 std::string hexText(uint64_t value, unsigned digits) {

@@ -9,7 +9,7 @@
 namespace features::nvme {
 
 /// One decoded field, ready to be shown: the standard's short name ("MDTS"), what it means (may be empty), and the
-/// value as text with its unit beside it where the name does not say it.
+/// value as text, with its unit after it where it has one ("38 C").
 struct Field {
     std::string name;
     std::string description;
@@ -27,6 +27,15 @@ struct FieldTree {
         fields.push_back({std::move(name), std::move(description), std::move(value)});
     }
     FieldTree& addPart(std::string partHeading);
+    /// A list as a part of its own, with a field "Entry 0", "Entry 1"... for each element. An empty one is there too: a
+    /// program that walks it need not know how many elements a drive has.
+    void addList(std::string partHeading, const std::vector<std::string>& texts);
+    template <typename Number>
+    void addList(std::string partHeading, const std::vector<Number>& numbers) {
+        std::vector<std::string> texts;
+        for (const Number number : numbers) texts.push_back(std::to_string(number));
+        addList(std::move(partHeading), texts);
+    }
 
     /// An object with the heading as "name", `key` as "key" when it is not empty, and the rest below it.
     std::unique_ptr<ostrel::core::xml::XmlObject> toXml(const std::string& key) const;
@@ -34,13 +43,8 @@ struct FieldTree {
 
 /// `value` times 10 to the power of -`digits`, exactly: decimalFraction(825, 2) is "8.25".
 std::string decimalFraction(uint64_t value, unsigned digits);
-/// "1 2 5", or "none".
-template <typename Number>
-std::string listText(const std::vector<Number>& numbers) {
-    std::string text;
-    for (const Number number : numbers) text.append(text.empty() ? "" : " ").append(std::to_string(number));
-    return text.empty() ? "none" : text;
-}
+/// "38 C": a number with its unit. A word in a number's place ("not reported") has none.
+std::string withUnit(const std::string& value, const std::string& unit);
 /// "0x1F", at least `digits` digits, upper case.
 std::string hexText(uint64_t value, unsigned digits = 1);
 

@@ -38,14 +38,14 @@ constexpr FieldRow CONTROLLER_FIELDS[] = {  // section 5.15.2.2
     {"SN", "Serial Number", 4, 20, Format::TEXT},
     {"MN", "Model Number", 24, 40, Format::TEXT},
     {"FR", "Firmware Revision", 64, 8, Format::TEXT},
-    {"RAB", "Recommended Arbitration Burst (commands)", 72, 1, Format::POWER_OF_2},
+    {"RAB", "Recommended Arbitration Burst", 72, 1, Format::POWER_OF_2},
     {"IEEE", "IEEE OUI Identifier", 73, 3, Format::HEX},
     {"CMIC", "Controller Multi-Path I/O and Namespace Sharing Capabilities", 76, 1, Format::HEX},
     flag("CMIC Multiple Ports", "NVM subsystem may have more than one port", 76, 0),
     flag("CMIC Multiple Controllers", "NVM subsystem may have more than one controller", 76, 1),
     flag("CMIC SR-IOV", "Controller is an SR-IOV virtual function", 76, 2),
     flag("CMIC ANA", "Asymmetric Namespace Access Reporting", 76, 3),
-    inWords(NO_LIMIT_AT_0, {"MDTS", "Maximum Data Transfer Size (power of 2 of memory pages)", 77, 1, Format::DECIMAL}),
+    inWords(NO_LIMIT_AT_0, {"MDTS", "Maximum Data Transfer Size as Power of 2 of Memory Pages", 77, 1, Format::DECIMAL}),
     {"CNTLID", "Controller ID", 78, 2, Format::HEX},
     {"VER", "Version", 80, 4, Format::VERSION},
     unless0({"RTD3R", "RTD3 Resume Latency (microseconds)", 84, 4, Format::DECIMAL}),
@@ -77,9 +77,9 @@ constexpr FieldRow CONTROLLER_FIELDS[] = {  // section 5.15.2.2
     {"RRLS", "Read Recovery Levels Supported", 100, 2, Format::HEX},
     word("CNTRLTYPE", "Controller Type", 111, 7, 0, CONTROLLER_TYPES),
     {"FGUID", "FRU Globally Unique Identifier", 112, 16, Format::BYTES},
-    {"CRDT1", "Command Retry Delay Time 1 (100 milliseconds)", 128, 2, Format::DECIMAL},
-    {"CRDT2", "Command Retry Delay Time 2 (100 milliseconds)", 130, 2, Format::DECIMAL},
-    {"CRDT3", "Command Retry Delay Time 3 (100 milliseconds)", 132, 2, Format::DECIMAL},
+    {"CRDT1", "Command Retry Delay Time 1 (units of 100 milliseconds)", 128, 2, Format::DECIMAL},
+    {"CRDT2", "Command Retry Delay Time 2 (units of 100 milliseconds)", 130, 2, Format::DECIMAL},
+    {"CRDT3", "Command Retry Delay Time 3 (units of 100 milliseconds)", 132, 2, Format::DECIMAL},
     {"NVMSR", "NVM Subsystem Report", 253, 1, Format::HEX},  // this and the next two: NVMe-MI 1.1
     {"VWCI", "VPD Write Cycle Information", 254, 1, Format::HEX},
     {"MEC", "Management Endpoint Capabilities", 255, 1, Format::HEX},
@@ -115,35 +115,35 @@ constexpr FieldRow CONTROLLER_FIELDS[] = {  // section 5.15.2.2
     flag("AVSCC Standard Format", "Admin Vendor Specific Commands use the standard format", 264, 0),
     {"APSTA", "Autonomous Power State Transition Attributes", 265, 1, Format::HEX},
     flag("APSTA Supported", "Autonomous power state transitions", 265, 0),
-    {"WCTEMP", "Warning Composite Temperature Threshold (Celsius)", 266, 2, Format::CELSIUS},
-    {"CCTEMP", "Critical Composite Temperature Threshold (Celsius)", 268, 2, Format::CELSIUS},
-    unless0({"MTFA", "Maximum Time for Firmware Activation (100 milliseconds)", 270, 2, Format::DECIMAL}),
-    {"HMPRE", "Host Memory Buffer Preferred Size (4 KiB)", 272, 4, Format::DECIMAL},
-    {"HMMIN", "Host Memory Buffer Minimum Size (4 KiB)", 276, 4, Format::DECIMAL},
+    {"WCTEMP", "Warning Composite Temperature Threshold (C)", 266, 2, Format::CELSIUS},
+    {"CCTEMP", "Critical Composite Temperature Threshold (C)", 268, 2, Format::CELSIUS},
+    unless0({"MTFA", "Maximum Time for Firmware Activation (units of 100 milliseconds)", 270, 2, Format::DECIMAL}),
+    {"HMPRE", "Host Memory Buffer Preferred Size (units of 4 KiB)", 272, 4, Format::DECIMAL},
+    {"HMMIN", "Host Memory Buffer Minimum Size (units of 4 KiB)", 276, 4, Format::DECIMAL},
     {"TNVMCAP", "Total NVM Capacity (bytes)", 280, 16, Format::COUNTER},
     {"UNVMCAP", "Unallocated NVM Capacity (bytes)", 296, 16, Format::COUNTER},
     {"RPMBS", "Replay Protected Memory Block Support", 312, 4, Format::HEX},
     bitsRow("RPMBS Units", "Number of RPMB Units", 312, 2, 0),
     bitsRow("RPMBS Authentication", "Authentication Method", 312, 5, 3),
-    bitsRow("RPMBS Total Size", "Size of an RPMB unit (128 KiB)", 312, 23, 16, Format::DECIMAL_0BASED),
-    bitsRow("RPMBS Access Size", "Most that one command reads or writes (512 bytes)", 312, 31, 24,
+    bitsRow("RPMBS Total Size", "Size of an RPMB unit (units of 128 KiB)", 312, 23, 16, Format::DECIMAL_0BASED),
+    bitsRow("RPMBS Access Size", "Most that one command reads or writes (units of 512 bytes)", 312, 31, 24,
             Format::DECIMAL_0BASED),
     {"EDSTT", "Extended Device Self-test Time (minutes)", 316, 2, Format::DECIMAL},
     {"DSTO", "Device Self-test Options", 318, 1, Format::HEX},
     flag("DSTO One at a Time", "One device self-test operation in progress per NVM subsystem", 318, 0),
-    inWords(FIRMWARE_GRANULARITY, {"FWUG", "Firmware Update Granularity (4 KiB)", 319, 1, Format::DECIMAL}),
-    {"KAS", "Keep Alive Support (100 milliseconds)", 320, 2, Format::DECIMAL},
+    inWords(FIRMWARE_GRANULARITY, {"FWUG", "Firmware Update Granularity (units of 4 KiB)", 319, 1, Format::DECIMAL}),
+    {"KAS", "Keep Alive Support (units of 100 milliseconds)", 320, 2, Format::DECIMAL},
     {"HCTMA", "Host Controlled Thermal Management Attributes", 322, 2, Format::HEX},
     flag("HCTMA Supported", "Host controlled thermal management", 322, 0),
-    {"MNTMT", "Minimum Thermal Management Temperature (Celsius)", 324, 2, Format::CELSIUS},
-    {"MXTMT", "Maximum Thermal Management Temperature (Celsius)", 326, 2, Format::CELSIUS},
+    {"MNTMT", "Minimum Thermal Management Temperature (C)", 324, 2, Format::CELSIUS},
+    {"MXTMT", "Maximum Thermal Management Temperature (C)", 326, 2, Format::CELSIUS},
     {"SANICAP", "Sanitize Capabilities", 328, 4, Format::HEX},
     flag("SANICAP Crypto Erase", "Crypto Erase sanitize operation", 328, 0),
     flag("SANICAP Block Erase", "Block Erase sanitize operation", 328, 1),
     flag("SANICAP Overwrite", "Overwrite sanitize operation", 328, 2),
     flag("SANICAP No-Deallocate Inhibited", "No-Deallocate Inhibited", 328, 29),
     word("SANICAP Media Modified", "No-Deallocate Modifies Media After Sanitize", 328, 31, 30, MEDIA_MODIFICATION),
-    {"HMMINDS", "Host Memory Buffer Minimum Descriptor Entry Size (4 KiB)", 332, 4, Format::DECIMAL},
+    {"HMMINDS", "Host Memory Buffer Minimum Descriptor Entry Size (units of 4 KiB)", 332, 4, Format::DECIMAL},
     {"HMMAXD", "Host Memory Maximum Descriptors Entries", 336, 2, Format::DECIMAL},
     {"NSETIDMAX", "NVM Set Identifier Maximum", 338, 2, Format::DECIMAL},
     {"ENDGIDMAX", "Endurance Group Identifier Maximum", 340, 2, Format::DECIMAL},
@@ -158,7 +158,7 @@ constexpr FieldRow CONTROLLER_FIELDS[] = {  // section 5.15.2.2
     flag("ANACAP Group Non-Zero", "ANAGRPID may be other than 0", 343, 7),
     {"ANAGRPMAX", "ANA Group Identifier Maximum", 344, 4, Format::DECIMAL},
     {"NANAGRPID", "Number of ANA Group Identifiers", 348, 4, Format::DECIMAL},
-    {"PELS", "Persistent Event Log Size (64 KiB)", 352, 4, Format::DECIMAL},
+    {"PELS", "Persistent Event Log Size (units of 64 KiB)", 352, 4, Format::DECIMAL},
     {"DID", "Domain Identifier", 356, 2, Format::DECIMAL},  // this and the next: NVMe 2.0
     {"MEGCAP", "Maximum Endurance Group Capacity (bytes)", 368, 16, Format::COUNTER},
     {"SQES", "Submission Queue Entry Size", 512, 1, Format::HEX},
@@ -211,9 +211,9 @@ constexpr FieldRow CONTROLLER_FIELDS[] = {  // section 5.15.2.2
     {"MAXDNA", "Maximum Domain Namespace Attachments", 544, 16, Format::COUNTER},  // this and the next: NVMe 2.0
     {"MAXCNA", "Maximum I/O Controller Namespace Attachments", 560, 4, Format::DECIMAL},
     {"SUBNQN", "NVM Subsystem NVMe Qualified Name", 768, 256, Format::TEXT},
-    {"IOCCSZ", "I/O Queue Command Capsule Size (16 bytes)", 1792, 4, Format::DECIMAL},  // from here: NVMe over Fabrics
-    {"IORCSZ", "I/O Queue Response Capsule Size (16 bytes)", 1796, 4, Format::DECIMAL},
-    {"ICDOFF", "In Capsule Data Offset (16 bytes)", 1800, 2, Format::DECIMAL},
+    {"IOCCSZ", "I/O Queue Command Capsule Size (units of 16 bytes)", 1792, 4, Format::DECIMAL},  // from here: NVMe over Fabrics
+    {"IORCSZ", "I/O Queue Response Capsule Size (units of 16 bytes)", 1796, 4, Format::DECIMAL},
+    {"ICDOFF", "In Capsule Data Offset (units of 16 bytes)", 1800, 2, Format::DECIMAL},
     {"FCATT", "Fabrics Controller Attributes", 1802, 1, Format::HEX},
     {"MSDBD", "Maximum SGL Data Block Descriptors", 1803, 1, Format::DECIMAL},
     {"OFCS", "Optional Fabric Commands Support", 1804, 2, Format::HEX},
@@ -270,7 +270,7 @@ constexpr FieldRow NAMESPACE_FIELDS[] = {  // section 5.15.2.1
     flag("RESCAP Ignore Existing Key", "Ignore Existing Key is as in revision 1.3 and later", 31, 7),
     {"FPI", "Format Progress Indicator", 32, 1, Format::HEX},
     flag("FPI Supported", "Format Progress Indicator is supported", 32, 7),
-    onlyIf(32, 7, bitsRow("FPI Remaining", "What remains to be formatted (percent)", 32, 6, 0)),
+    onlyIf(32, 7, bitsRow("FPI Remaining", "What remains to be formatted (%)", 32, 6, 0)),
     {"DLFEAT", "Deallocate Logical Block Features", 33, 1, Format::HEX},
     word("DLFEAT Read Behavior", "What a deallocated block reads as", 33, 2, 0, DEALLOCATED_READS),
     flag("DLFEAT Write Zeroes", "Deallocate bit of Write Zeroes", 33, 3),
@@ -358,10 +358,10 @@ std::string maximumWattsText(const uint8_t* state) {
 
 void addPowerState(FieldTree& tree, unsigned number, const uint8_t* state) {
     FieldTree& part = tree.addPart("Power State " + std::to_string(number));
-    part.add("MP", "Maximum Power (watts)", maximumWattsText(state));
+    part.add("MP", "Maximum Power", withUnit(maximumWattsText(state), "watts"));
     addFields(part, POWER_STATE_FIELDS, state, POWER_STATE_BYTES);
-    part.add("IDLP", "Idle Power (watts)", wattsText(le16(state + 16), state[18] >> 6));
-    part.add("ACTP", "Active Power (watts)", wattsText(le16(state + 20), state[22] >> 6));
+    part.add("IDLP", "Idle Power", withUnit(wattsText(le16(state + 16), state[18] >> 6), "watts"));
+    part.add("ACTP", "Active Power", withUnit(wattsText(le16(state + 20), state[22] >> 6), "watts"));
     part.add("APW", "Active Power Workload", std::to_string(state[22] & 7));
 }
 

@@ -67,7 +67,7 @@ constexpr Word SELF_TEST_RESULTS[] = {
 
 constexpr FieldRow SELF_TEST_FIELDS[] = {  // section 5.14.1.6
     word("Operation", "Self-test that is in progress", 0, 3, 0, SELF_TESTS),
-    bitsRow("Completion", "Part that is done (percent)", 1, 6, 0),
+    bitsRow("Completion", "Part that is done (%)", 1, 6, 0),
 };
 constexpr FieldRow SELF_TEST_RESULT_FIELDS[] = {
     word("Test", "", 0, 7, 4, SELF_TESTS),
@@ -83,10 +83,10 @@ constexpr FieldRow SELF_TEST_RESULT_FIELDS[] = {
 constexpr FieldRow TELEMETRY_FIELDS[] = {  // sections 5.14.1.7 and 5.14.1.8
     {"LID", "Log Identifier", 0, 1, Format::HEX},
     {"IEEE", "IEEE OUI Identifier", 5, 3, Format::HEX},
-    {"DA1LB", "Telemetry Data Area 1 Last Block (512 bytes)", 8, 2, Format::DECIMAL},
-    {"DA2LB", "Telemetry Data Area 2 Last Block (512 bytes)", 10, 2, Format::DECIMAL},
-    {"DA3LB", "Telemetry Data Area 3 Last Block (512 bytes)", 12, 2, Format::DECIMAL},
-    {"DA4LB", "Telemetry Data Area 4 Last Block (512 bytes)", 16, 4, Format::DECIMAL},  // since NVMe 2.0, 0 before
+    {"DA1LB", "Telemetry Data Area 1 Last Block (units of 512 bytes)", 8, 2, Format::DECIMAL},
+    {"DA2LB", "Telemetry Data Area 2 Last Block (units of 512 bytes)", 10, 2, Format::DECIMAL},
+    {"DA3LB", "Telemetry Data Area 3 Last Block (units of 512 bytes)", 12, 2, Format::DECIMAL},
+    {"DA4LB", "Telemetry Data Area 4 Last Block (units of 512 bytes)", 16, 4, Format::DECIMAL},  // since NVMe 2.0, 0 before
     {"THDGN", "Telemetry Host-Initiated Data Generation Number", 381, 1, Format::DECIMAL},  // likewise
     {"TCDA", "Telemetry Controller-Initiated Data Available", 382, 1, Format::DECIMAL},
     {"TCDGN", "Telemetry Controller-Initiated Data Generation Number", 383, 1, Format::DECIMAL},
@@ -123,7 +123,7 @@ constexpr Word SANITIZE_STATUSES[] = {
 };
 constexpr Word NOT_REPORTED_AT_ALL_ONES[] = {{0xFFFFFFFF, NOT_REPORTED}, {}};
 constexpr FieldRow SANITIZE_FIELDS[] = {  // section 5.14.1.16.2
-    {"SPROG", "Sanitize Progress (1/65536)", 0, 2, Format::DECIMAL},
+    {"SPROG", "Sanitize Progress (units of 1/65536)", 0, 2, Format::DECIMAL},
     {"SSTAT", "Sanitize Status", 2, 2, Format::HEX},
     word("SSTAT Status", "Most recent sanitize operation", 2, 2, 0, SANITIZE_STATUSES),
     bitsRow("SSTAT Passes", "Completed overwrite passes", 2, 7, 3),

@@ -7,6 +7,7 @@
 #include "features/nvme/Identify.h"
 #include "features/nvme/Opcodes.h"
 #include "ostrel/core/ScopeTrace.h"
+#include "ostrel/core/Strings.h"
 
 namespace features::nvme {
 
@@ -62,12 +63,12 @@ constexpr FieldRow LATENCY_FIELDS[] = {  // section 5.14.1.10
     flag("Event Time", "Time warning of the deterministic window", 2, 2),
     flag("Event Exceeded", "Left the deterministic window since a value was exceeded", 2, 14),
     flag("Event Excursion", "Left the deterministic window by an excursion", 2, 15),
-    {"DTWIN Reads Typical", "Deterministic window (4 KiB)", 32, 8, Format::DECIMAL},
+    {"DTWIN Reads Typical", "Deterministic window (units of 4 KiB)", 32, 8, Format::DECIMAL},
     {"DTWIN Writes Typical", "Deterministic window (optimal write sizes)", 40, 8, Format::DECIMAL},
     {"DTWIN Time Maximum", "Deterministic window (milliseconds)", 48, 8, Format::DECIMAL},
     {"NDWIN Time Minimum High", "Non-deterministic window (milliseconds)", 56, 8, Format::DECIMAL},
     {"NDWIN Time Minimum Low", "Non-deterministic window (milliseconds)", 64, 8, Format::DECIMAL},
-    {"DTWIN Reads Estimate", "Left of the deterministic window (4 KiB)", 128, 8, Format::DECIMAL},
+    {"DTWIN Reads Estimate", "Left of the deterministic window (units of 4 KiB)", 128, 8, Format::DECIMAL},
     {"DTWIN Writes Estimate", "Left of the deterministic window (optimal write sizes)", 136, 8, Format::DECIMAL},
     {"DTWIN Time Estimate", "Left of the deterministic window (milliseconds)", 144, 8, Format::DECIMAL},
 };
@@ -155,7 +156,7 @@ FieldTree decodeAggregate(const char* heading, const char* name, const Payload& 
     std::vector<uint16_t> identifiers;
     for (size_t at = 8; at + 2 <= data.getSize() && identifiers.size() < entries; at += 2)
         identifiers.push_back(le16(data.getData() + at));
-    tree.add(name, listText(identifiers));
+    tree.addList(name, identifiers);
     return tree;
 }
 
@@ -168,7 +169,7 @@ size_t addAnaGroup(FieldTree& tree, const Payload& data, size_t at) {
     std::vector<uint32_t> namespaces;
     for (at += ANA_GROUP_BYTES; namespaces.size() < count && at + 4 <= data.getSize(); at += 4)
         namespaces.push_back(le32(data.getData() + at));
-    part.add("Namespaces", listText(namespaces));
+    part.addList("Namespaces", namespaces);
     return at;
 }
 
@@ -190,11 +191,13 @@ size_t addLbaStatusNamespace(FieldTree& tree, const Payload& data, size_t at) {
 
 FieldTree decodeChangedNamespaces(const Payload& data) {
     OSTREL_TRACE();
-    const std::vector<uint32_t> namespaces = decodeNamespaceList(data);
+    std::vector<uint32_t> namespaces = decodeNamespaceList(data);
     FieldTree tree{"Changed Namespace List", {}, {}};
     // The one entry that is no namespace says that the page is too short for them.
     const bool tooMany = !namespaces.empty() && namespaces[0] == NSID_ALL;
-    tree.add("Namespaces", tooMany ? "more than 1024" : listText(namespaces));
+    tree.add("More", "More than 1024 namespaces changed", ostrel::core::boolToText(tooMany));
+    if (tooMany) namespaces.clear();
+    tree.addList("Namespaces", namespaces);
     return tree;
 }
 

@@ -49,7 +49,7 @@ constexpr AttributeRow SMART[] = {
     {key::hostWriteCommands,                                 80, Kind::COUNTER,  NO_UNIT},
     {key::controllerBusyTime,                                96, Kind::COUNTER,  "minutes"},
     {key::powerCycles,                                      112, Kind::COUNTER,  NO_UNIT},
-    {key::powerOnHours,                                     128, Kind::COUNTER,  NO_UNIT},
+    {key::powerOnHours,                                     128, Kind::COUNTER,  "hours"},
     {key::unsafeShutdowns,                                  144, Kind::COUNTER,  NO_UNIT},
     {key::mediaErrors,                                      160, Kind::COUNTER,  NO_UNIT},
     {key::numErrorInfoLogEntries,                           176, Kind::COUNTER,  NO_UNIT},
@@ -79,7 +79,7 @@ constexpr AttributeRow HEALTH[] = {
     {key::healthAvailableSpare,           3, Kind::UINT8,   "%"},
     {key::percentageUsed,                 5, Kind::UINT8,   "%"},
     {key::healthPowerCycles,            112, Kind::COUNTER, NO_UNIT},
-    {key::healthPowerOnHours,           128, Kind::COUNTER, NO_UNIT},
+    {key::healthPowerOnHours,           128, Kind::COUNTER, "hours"},
     {key::healthUnsafeShutdowns,        144, Kind::COUNTER, NO_UNIT},
     {key::healthMediaErrors,            160, Kind::COUNTER, NO_UNIT},
     {key::errorInfoLogEntries,          176, Kind::COUNTER, NO_UNIT},
@@ -96,8 +96,8 @@ constexpr AttributeRow OCP_HEALTH[] = {
 constexpr AttributeRow PERFORMANCE[] = {
     {key::performanceDataUnitsRead,      32, Kind::COUNTER, DATA_UNITS},
     {key::performanceDataUnitsWritten,   48, Kind::COUNTER, DATA_UNITS},
-    {key::performanceHostReadCommands,   64, Kind::COUNTER, "commands"},
-    {key::performanceHostWriteCommands,  80, Kind::COUNTER, "commands"},
+    {key::performanceHostReadCommands,   64, Kind::COUNTER, NO_UNIT},
+    {key::performanceHostWriteCommands,  80, Kind::COUNTER, NO_UNIT},
     {key::performanceControllerBusyTime, 96, Kind::COUNTER, "minutes"},
 };
 // clang-format on

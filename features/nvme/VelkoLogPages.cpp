@@ -34,12 +34,12 @@ constexpr FieldRow EXTENDED_SMART[] = {
     keyed(key::averageNandEraseCycles, unlessAllOnes({"AVGEC", "Average NAND Erase Cycles", 48, 4, Format::DECIMAL})),
     keyed(key::thermalThrottleCount, unlessAllOnes({"TTC", "Thermal Throttle Count", 52, 4, Format::DECIMAL})),
     keyed(key::thermalThrottleStatus, word("TTS", "Thermal Throttle Status", 56, 7, 0, THROTTLINGS)),
-    keyed(key::highestLifetimeTemperature, {"HLT", "Highest Lifetime Temperature (Celsius)", 60, 2, Format::CELSIUS}),
-    keyed(key::lowestLifetimeTemperature, {"LLT", "Lowest Lifetime Temperature (Celsius)", 62, 2, Format::CELSIUS}),
+    keyed(key::highestLifetimeTemperature, {"HLT", "Highest Lifetime Temperature (C)", 60, 2, Format::CELSIUS}),
+    keyed(key::lowestLifetimeTemperature, {"LLT", "Lowest Lifetime Temperature (C)", 62, 2, Format::CELSIUS}),
     keyed(key::specifiedPCBMaxOperatingTemp,
-          {"PCBMAX", "Specified PCB Maximum Operating Temperature (Celsius)", 64, 2, Format::CELSIUS}),
+          {"PCBMAX", "Specified PCB Maximum Operating Temperature (C)", 64, 2, Format::CELSIUS}),
     keyed(key::specifiedPCBMinOperatingTemp,
-          {"PCBMIN", "Specified PCB Minimum Operating Temperature (Celsius)", 66, 2, Format::CELSIUS}),
+          {"PCBMIN", "Specified PCB Minimum Operating Temperature (C)", 66, 2, Format::CELSIUS}),
     {"NandBytesWritten", "NAND Bytes Written (bytes)", 72, 16, Format::COUNTER},
     {"HostBytesWritten", "Host Bytes Written (bytes)", 88, 16, Format::COUNTER},
     keyed(key::qlcMinCycles, unlessAllOnes({"QLCMIN", "QLC Min Cycles", 104, 4, Format::DECIMAL})),
@@ -85,7 +85,7 @@ constexpr Word FLUSH_STATES[] = {
 constexpr Word UNKNOWN_TIME[] = {{0xFFFFFFFF, "unknown"}, {}};
 constexpr FieldRow FORCE_FLUSH[] = {
     word("State", "", 0, 7, 0, FLUSH_STATES),
-    {"Progress", "Progress (percent)", 1, 1, Format::DECIMAL},
+    {"Progress", "Progress (%)", 1, 1, Format::DECIMAL},
     inWords(UNKNOWN_TIME, {"Remaining", "Estimated time to go (seconds)", 4, 4, Format::DECIMAL}),
     {"To Move", "Bytes to be moved by this run (bytes)", 8, 8, Format::DECIMAL},
     {"Moved", "Bytes moved so far (bytes)", 16, 8, Format::DECIMAL},
@@ -94,7 +94,7 @@ constexpr FieldRow FORCE_FLUSH[] = {
 };
 
 constexpr FieldRow BACKGROUND_SHARE[] = {
-    {"Share", "Share of the bandwidth (percent)", 16, 1, Format::DECIMAL},
+    {"Share", "Share of the bandwidth (%)", 16, 1, Format::DECIMAL},
 };
 constexpr const char* ACTIVITIES[] = {
     "garbage collection", "wear leveling", "media scan", "data refresh", "force flush", "erase after a quick format",
@@ -111,7 +111,7 @@ FieldTree decodeLatency(const char* heading, const Payload& data) {
         const uint32_t to = le32(bucket + 4);
         const std::string range = std::to_string(le32(bucket)) +
                                   (to == NO_UPPER_LIMIT ? " and above" : " to below " + std::to_string(to)) +
-                                  " (microseconds)";
+                                  " microseconds";
         tree.add("Bucket " + std::to_string(i), range, std::to_string(le64(bucket + 8)));
     }
     return tree;

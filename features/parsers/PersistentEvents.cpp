@@ -99,7 +99,7 @@ constexpr FieldRow SANITIZE_START_FIELDS[] = {
     {"SCDW11", "Sanitize Command Dword 11", 8, 4, Format::HEX},
 };
 constexpr FieldRow SANITIZE_COMPLETION_FIELDS[] = {
-    {"SPROG", "Sanitize Progress (1/65536)", 0, 2, Format::DECIMAL},
+    {"SPROG", "Sanitize Progress (units of 1/65536)", 0, 2, Format::DECIMAL},
     {"SSTAT", "Sanitize Status", 2, 2, Format::HEX},
     {"CI", "Completion Information", 4, 2, Format::HEX},
 };
@@ -109,7 +109,7 @@ constexpr FieldRow SET_FEATURE_FIELDS[] = {
 };
 
 constexpr FieldRow THERMAL_FIELDS[] = {
-    {"OT", "Over Temperature (degrees)", 0, 1, Format::DECIMAL},
+    {"OT", "Over Temperature (C)", 0, 1, Format::DECIMAL},
     {"THRESH", "Threshold", 1, 1, Format::HEX},
 };
 

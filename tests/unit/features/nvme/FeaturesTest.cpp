@@ -18,32 +18,32 @@ constexpr struct {
 } DWORDS[] = {
     {0x01, 0x1F0F0703,
      "[Arbitration]\n"
-     "ArbitrationBurst - Arbitration Burst (commands): 8\n"
-     "LowPriorityWeightArbitration - Low Priority Weight (commands): 8\n"
-     "MediumPriorityWeightArbitration - Medium Priority Weight (commands): 16\n"
-     "HighPriorityWeightArbitration - High Priority Weight (commands): 32\n"},
+     "ArbitrationBurst - Arbitration Burst: 8\n"
+     "LowPriorityWeightArbitration - Low Priority Weight: 8\n"
+     "MediumPriorityWeightArbitration - Medium Priority Weight: 16\n"
+     "HighPriorityWeightArbitration - High Priority Weight: 32\n"},
     {0x01, 0x000000FF,
      "[Arbitration]\n"
-     "ArbitrationBurst - Arbitration Burst (commands): no limit\n"
-     "LowPriorityWeightArbitration - Low Priority Weight (commands): 1\n"
-     "MediumPriorityWeightArbitration - Medium Priority Weight (commands): 1\n"
-     "HighPriorityWeightArbitration - High Priority Weight (commands): 1\n"},
+     "ArbitrationBurst - Arbitration Burst: no limit\n"
+     "LowPriorityWeightArbitration - Low Priority Weight: 1\n"
+     "MediumPriorityWeightArbitration - Medium Priority Weight: 1\n"
+     "HighPriorityWeightArbitration - High Priority Weight: 1\n"},
     {0x02, 0x00000043,
      "[Power Management]\n"
      "NVMePowerState - Power State: 3\n"
      "WH - Workload Hint: 2\n"},
     {0x03, 0x0000003F, "[LBA Range Type]\nNUM - Number of LBA Ranges: 64\n"},
-    {0x04, 0x00110157, "[Temperature Threshold]\nTempThreshold - Temperature Threshold (Celsius): 70\n"},
-    {0x04, 0x00000107, "[Temperature Threshold]\nTempThreshold - Temperature Threshold (Celsius): -10\n"},
-    {0x04, 0x00000000, "[Temperature Threshold]\nTempThreshold - Temperature Threshold (Celsius): not set\n"},
-    {0x04, 0x0000FFFF, "[Temperature Threshold]\nTempThreshold - Temperature Threshold (Celsius): not set\n"},
+    {0x04, 0x00110157, "[Temperature Threshold]\nTempThreshold - Temperature Threshold: 70 C\n"},
+    {0x04, 0x00000107, "[Temperature Threshold]\nTempThreshold - Temperature Threshold: -10 C\n"},
+    {0x04, 0x00000000, "[Temperature Threshold]\nTempThreshold - Temperature Threshold: not set\n"},
+    {0x04, 0x0000FFFF, "[Temperature Threshold]\nTempThreshold - Temperature Threshold: not set\n"},
     {0x05, 0x00010005,
      "[Error Recovery]\n"
-     "TimeLimitedErrorRecovery - Time Limited Error Recovery (100 milliseconds): 5\n"
+     "TimeLimitedErrorRecovery - Time Limited Error Recovery: 5 units of 100 milliseconds\n"
      "DULBE - Deallocated or Unwritten Logical Block Error Enable: True\n"},
     {0x05, 0x00000000,
      "[Error Recovery]\n"
-     "TimeLimitedErrorRecovery - Time Limited Error Recovery (100 milliseconds): no limit\n"
+     "TimeLimitedErrorRecovery - Time Limited Error Recovery: no limit\n"
      "DULBE - Deallocated or Unwritten Logical Block Error Enable: False\n"},
     {0x06, 0x00000001, "[Volatile Write Cache]\nVolatileWriteCacheEnabled - Volatile Write Cache Enable: True\n"},
     {0x06, 0xFFFFFFFE, "[Volatile Write Cache]\nVolatileWriteCacheEnabled - Volatile Write Cache Enable: False\n"},
@@ -53,8 +53,8 @@ constexpr struct {
      "IOCompletionQueuesRequested - I/O Completion Queues Allocated: 64\n"},
     {0x08, 0xFFFF0A05,
      "[Interrupt Coalescing]\n"
-     "AggregationThreshold - Aggregation Threshold (completions - 1): 5\n"
-     "AggregationTime - Aggregation Time (100 microseconds): 10\n"},
+     "AggregationThreshold - Aggregation Threshold 0-based: 5\n"
+     "AggregationTime - Aggregation Time: 10 units of 100 microseconds\n"},
     {0x09, 0x00010102,
      "[Interrupt Vector Configuration]\n"
      "InterruptVector - Interrupt Vector: 258\n"
@@ -74,12 +74,12 @@ constexpr struct {
      "[Autonomous Power State Transition]\nAPSTE - Autonomous Power State Transition Enable: False\n"},
     {0x0D, 0x00000000, "[Host Memory Buffer]\nEHM - Enable Host Memory: False\n"},
     {0x0E, 0x00000001, "[Timestamp]\n"},
-    {0x0F, 0x0001D4C0, "[Keep Alive Timer]\nKATO - Keep Alive Timeout (milliseconds): 120000\n"},
-    {0x0F, 0x00000000, "[Keep Alive Timer]\nKATO - Keep Alive Timeout (milliseconds): no limit\n"},
+    {0x0F, 0x0001D4C0, "[Keep Alive Timer]\nKATO - Keep Alive Timeout: 120000 milliseconds\n"},
+    {0x0F, 0x00000000, "[Keep Alive Timer]\nKATO - Keep Alive Timeout: no limit\n"},
     {0x10, 0x01520000,
      "[Host Controlled Thermal Management]\n"
-     "TMT1 - Thermal Management Temperature 1 (Celsius): 65\n"
-     "TMT2 - Thermal Management Temperature 2 (Celsius): not set\n"},
+     "TMT1 - Thermal Management Temperature 1: 65 C\n"
+     "TMT2 - Thermal Management Temperature 2: not set\n"},
     {0x11, 0x00000001,
      "[Non-Operational Power State Config]\n"
      "NOPPME - Non-Operational Power State Permissive Mode Enable: True\n"},
@@ -89,8 +89,8 @@ constexpr struct {
     {0x14, 0x00000000, "[Predictable Latency Mode Window]\nWS - Window Select: reserved (0x0)\n"},
     {0x15, 0x000A0005,
      "[LBA Status Information Attributes]\n"
-     "LSIRI - LBA Status Information Report Interval (100 milliseconds): 5\n"
-     "LSIPI - LBA Status Information Poll Interval (100 milliseconds): 10\n"},
+     "LSIRI - LBA Status Information Report Interval: 5 units of 100 milliseconds\n"
+     "LSIPI - LBA Status Information Poll Interval: 10 units of 100 milliseconds\n"},
     {0x16, 0x00000000, "[Host Behavior Support]\n"},
     {0x17, 0x00000001, "[Sanitize Config]\nNODRM - No-Deallocate Response Mode: True\n"},
     {0x18, 0x00050102,
@@ -138,8 +138,8 @@ constexpr struct {
     {0xC3, 0x00000000, "[Clear PCIe Correctable Error Counters]\n"},
     {0xC4, 0x00000001, "[Enable IEEE1667 Silo]\nSiloEnabled - IEEE 1667 Silo Enabled: True\n"},
     {0xC5, 0x00000000, "[Latency Monitor]\n"},
-    {0xC6, 0x0000003C, "[PLP Health Check Interval]\nPLPCheckInterval - PLP Health Check Interval (minutes): 60\n"},
-    {0xC7, 0x00000019, "[DSSD Power State]\nDSSDPowerState - DSSD Power State (watts): 25\n"},
+    {0xC6, 0x0000003C, "[PLP Health Check Interval]\nPLPCheckInterval - PLP Health Check Interval: 60 minutes\n"},
+    {0xC7, 0x00000019, "[DSSD Power State]\nDSSDPowerState - DSSD Power State: 25 watts\n"},
 };
 TEST(Features, ShowDword0OfOcpFeatures) {
     const FeatureRow* row = ocpFeaturesBegin();

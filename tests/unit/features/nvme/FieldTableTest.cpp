@@ -74,6 +74,27 @@ TEST(FieldTable, ShowsTheGreatest0BasedNumberExactly) {
     EXPECT_EQ(tree.fields.at(0).value, "18446744073709551616");
 }
 
+TEST(FieldTable, ShowsTheUnitAfterTheNumber) {
+    constexpr FieldRow ROWS[] = {
+        {"A", "Temperature (C)", 8, 2, Format::CELSIUS},
+        {"B", "Temperature (C)", 5, 2, Format::CELSIUS},
+        {"C", "Written (units of 512000 bytes)", 0, 1, Format::DECIMAL},
+        unless0({"D", "Time (minutes)", 2, 1, Format::DECIMAL}),
+        onlyIf(0, 1, {"E", "Size (bytes)", 3, 1, Format::DECIMAL}),
+        {"F", "", 0, 1, Format::DECIMAL},
+    };
+    FieldTree tree;
+    addFields(tree, ROWS, BYTES, sizeof BYTES);
+    EXPECT_EQ(treeText(tree),
+              "[]\n"
+              "A - Temperature: 37 C\n"
+              "B - Temperature: not reported\n"
+              "C - Written: 129 units of 512000 bytes\n"
+              "D - Time: not reported\n"
+              "E - Size: not reported\n"
+              "F: 129\n");
+}
+
 TEST(FieldTable, LeavesOutWhatLiesBehindTheEnd) {
     constexpr FieldRow ROWS[] = {
         {"A", "first", 0, 1, Format::DECIMAL},

@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include "features/nvme/FieldTree.h"
+#include "tests/unit/features/nvme/TreeText.h"
 
 namespace features::nvme {
 namespace {
@@ -10,7 +11,7 @@ TEST(FieldTree, BecomesNestedObjectsForTheAnswer) {
     tree.add("VID", "PCI Vendor ID", "0x1B36");
     tree.add("Plain", "7");
     FieldTree& part = tree.addPart("Power State 0");
-    part.add("MP", "Maximum Power (watts)", "25.00");
+    part.add("MP", "Maximum Power", withUnit("25.00", "watts"));
     std::string xml;
     tree.toXml("S1")->appendXml(xml);
     EXPECT_EQ(xml,
@@ -18,7 +19,7 @@ TEST(FieldTree, BecomesNestedObjectsForTheAnswer) {
               "<Property description=\"PCI Vendor ID\" name=\"VID\" value=\"0x1B36\"/>"
               "<Property name=\"Plain\" value=\"7\"/>"
               "<Object name=\"Power State 0\">"
-              "<Property description=\"Maximum Power (watts)\" name=\"MP\" value=\"25.00\"/>"
+              "<Property description=\"Maximum Power\" name=\"MP\" value=\"25.00 watts\"/>"
               "</Object></Object>");
 }
 
@@ -46,10 +47,26 @@ TEST(FieldTree, HexTextHasAtLeastItsDigits) {
     EXPECT_EQ(hexText(UINT64_MAX, 16), "0xFFFFFFFFFFFFFFFF");
 }
 
-TEST(FieldTree, ListTextJoinsNumbers) {
-    EXPECT_EQ(listText(std::vector<uint32_t>{}), "none");
-    EXPECT_EQ(listText(std::vector<uint32_t>{7}), "7");
-    EXPECT_EQ(listText(std::vector<uint16_t>{1, 2, 65535}), "1 2 65535");
+TEST(FieldTree, AListIsAPartWithAFieldForEachEntry) {
+    FieldTree tree{"Lists", {}, {}};
+    tree.addList("None", std::vector<uint32_t>{});
+    tree.addList("Some", std::vector<uint16_t>{1, 65535});
+    EXPECT_EQ(treeText(tree),
+              "[Lists]\n"
+              "    [None]\n"
+              "    [Some]\n"
+              "    Entry 0: 1\n"
+              "    Entry 1: 65535\n");
+}
+
+TEST(FieldTree, OnlyANumberHasAUnit) {
+    EXPECT_EQ(withUnit("38", "C"), "38 C");
+    EXPECT_EQ(withUnit("-5", "C"), "-5 C");
+    EXPECT_EQ(withUnit("8.25", "watts"), "8.25 watts");
+    EXPECT_EQ(withUnit("38", ""), "38");
+    EXPECT_EQ(withUnit("not reported", "C"), "not reported");
+    EXPECT_EQ(withUnit("0x26", "C"), "0x26");
+    EXPECT_EQ(withUnit("", "C"), "");
 }
 
 }  // namespace

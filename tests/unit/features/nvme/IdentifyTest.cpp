@@ -47,7 +47,7 @@ TEST(IdentifyNamespace, HasAtMost64Formats) {
     const FieldTree tree = decodeIdentifyNamespace(Payload(bytes.data(), bytes.size()), 1);
     ASSERT_EQ(tree.parts.size(), 64U);
     EXPECT_EQ(treeText(tree.parts[49]),
-              "[LBA Format 49]\nLBADS - LBA Data Size (bytes): 4096\nMS - Metadata Size (bytes): 0\n"
+              "[LBA Format 49]\nLBADS - LBA Data Size: 4096 bytes\nMS - Metadata Size: 0 bytes\n"
               "RP - Relative Performance: best\nIn Use: True\n");
     EXPECT_EQ(tree.parts[1].fields.back().value, "False");
 }

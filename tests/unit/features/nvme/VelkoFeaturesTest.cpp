@@ -17,23 +17,23 @@ constexpr struct {
     {0xC2, 0x00000000, "[Native Maximum LBA]\n"},
     {0xC6, 0x00120E01,
      "[Power Governor]\nPowerGovernorMode - Power Governor Mode: medium\n"
-     "PowerGovernorAveragePower - Power Governor Average Power (watts): 14\n"
-     "PowerGovernorBurstPower - Power Governor Burst Power (watts): 18\n"},
+     "PowerGovernorAveragePower - Power Governor Average Power: 14 watts\n"
+     "PowerGovernorBurstPower - Power Governor Burst Power: 18 watts\n"},
     {0xC6, 0xFF0000FF,
      "[Power Governor]\nPowerGovernorMode - Power Governor Mode: reserved (0x3)\n"
-     "PowerGovernorAveragePower - Power Governor Average Power (watts): 0\n"
-     "PowerGovernorBurstPower - Power Governor Burst Power (watts): 0\n"},
+     "PowerGovernorAveragePower - Power Governor Average Power: 0 watts\n"
+     "PowerGovernorBurstPower - Power Governor Burst Power: 0 watts\n"},
     {0xC8, 0x003AFFD4,
      "[SMBus Address]\nAddress 0 - NVMe-MI Basic Management: 0xD4\nAddress 1 - VPD EEPROM: disabled\n"
      "Address 2 - NVMe-MI over MCTP: 0x3A\n"},
     {0xC9, 0x01328842,
      "[LED Activity]\nIoOnMultiplier - I/O On Multiplier: 2\nIoOffMultiplier - I/O Off Multiplier: 4\n"
      "FormatOnMultiplier - Format On Multiplier: 8\nFormatOffMultiplier - Format Off Multiplier: 8\n"
-     "DurationBase - Duration Base (milliseconds): 50\nIdleState - Idle State: on\n"},
+     "DurationBase - Duration Base: 50 milliseconds\nIdleState - Idle State: on\n"},
     {0xC9, 0x001900F1,
      "[LED Activity]\nIoOnMultiplier - I/O On Multiplier: 1\nIoOffMultiplier - I/O Off Multiplier: 15\n"
      "FormatOnMultiplier - Format On Multiplier: 0\nFormatOffMultiplier - Format Off Multiplier: 0\n"
-     "DurationBase - Duration Base (milliseconds): 25\nIdleState - Idle State: off\n"},
+     "DurationBase - Duration Base: 25 milliseconds\nIdleState - Idle State: off\n"},
     {0xCB, 0x00000001, "[Dynamic MMIO]\nDynamicMMIOEnabled - Dynamic MMIO Enabled: True\n"},
     {0xD5, 0x0000000C, "[Reset CRC]\nCrcErrorCount - CRC Error Count since the last reset: 12\n"},
     {0xD5, 0xFFFFFFFF, "[Reset CRC]\nCrcErrorCount - CRC Error Count since the last reset: 4294967295 or more\n"},

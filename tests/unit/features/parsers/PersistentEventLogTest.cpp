@@ -183,7 +183,7 @@ const struct {
     const char* fields;  ///< behind those of the event's header
     const char* damage;
 } DAMAGED_EVENTS[] = {
-    {"no room for the data", event(0x0D, {5}), "Thermal Excursion", "OT - Over Temperature (degrees): 5\n",
+    {"no room for the data", event(0x0D, {5}), "Thermal Excursion", "OT - Over Temperature: 5 C\n",
      "its data has 1 bytes, and such an event has 2 at least"},
     {"more vendor specific information than all", event(0x0D, {5, 1}, 3), "Thermal Excursion",
      "Data - Bytes as they are: 0501\n", "its vendor specific information of 3 bytes does not fit its 2"},
@@ -197,12 +197,12 @@ const struct {
     {"a vendor's descriptor", event(0xDE, {1, 0, 3, 0, 2, 0, 0xAA}), "Vendor Specific",
      "[Descriptor 1]\nVSEC - Vendor Specific Event Code: 0x0001\n"
      "VSEDT - Vendor Specific Event Data Type: Binary\nUIDX - UUID Index: 0\n"
-     "VSEDL - Vendor Specific Event Data Length (bytes): 2\nData - Bytes as they are: AA\n",
+     "VSEDL - Vendor Specific Event Data Length: 2 bytes\nData - Bytes as they are: AA\n",
      "its descriptor 1 tells of more data than there is"},
     {"the head of a vendor's descriptor", event(0xDE, {1, 0, 3, 0, 1, 0, 0xAA, 2, 0}), "Vendor Specific",
      "[Descriptor 1]\nVSEC - Vendor Specific Event Code: 0x0001\n"
      "VSEDT - Vendor Specific Event Data Type: Binary\nUIDX - UUID Index: 0\n"
-     "VSEDL - Vendor Specific Event Data Length (bytes): 1\nVSED - Vendor Specific Event Data: AA\n",
+     "VSEDL - Vendor Specific Event Data Length: 1 bytes\nVSED - Vendor Specific Event Data: AA\n",
      "its list of descriptors ends within one"},
 };
 
