@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "ostrel/core/AttributeVocabulary.h"
+#include "ostrel/core/Device.h"
 #include "ostrel/core/ScopeTrace.h"
 #include "ostrel/core/Strings.h"
 #include "ostrel/core/XmlConverter.h"
@@ -32,8 +34,8 @@ AttributeList selected(const AttributeList& attributes, const AttributeList& req
 
 void DriveOutput::addAttributes(const std::string& heading, const AttributeList& attributes) {
     OSTREL_TRACE();
-    auto object =
-        XmlConverter::attributeListToXml(requested_ == nullptr ? attributes : selected(attributes, *requested_));
+    const AttributeList all = withIdentity(attributes);
+    auto object = XmlConverter::attributeListToXml(requested_ == nullptr ? all : selected(all, *requested_));
     // The reader of an attribute list shows its key alone as the heading.
     object->attributes[xml::KEY_KEY] = heading + " " + serialNumber_;
     add(std::move(object));
@@ -41,13 +43,37 @@ void DriveOutput::addAttributes(const std::string& heading, const AttributeList&
 
 bool DriveOutput::hasAllRequested(const AttributeList& attributes) const {
     OSTREL_TRACE();
-    return requested_ != nullptr && std::all_of(requested_->begin(), requested_->end(), [&](const auto& request) {
-               return findIgnoringCase(attributes, request.first) != attributes.end();
-           });
+    if (requested_ == nullptr) return false;
+    const AttributeList all = withIdentity(attributes);
+    return std::all_of(requested_->begin(), requested_->end(),
+                       [&](const auto& request) { return findIgnoringCase(all, request.first) != all.end(); });
 }
 
 void DriveOutput::addTree(const nvme::FieldTree& tree) {
-    add(tree.toXml(serialNumber_));
+    OSTREL_TRACE();
+    auto object = tree.toXml(serialNumber_);
+    auto& properties = object->properties;
+    const auto fields = static_cast<std::ptrdiff_t>(properties.size());
+    for (const Attribute& attribute : identity()) object->addProperty(attribute.getName(), attribute.getText());
+    std::rotate(properties.begin(), properties.begin() + fields, properties.end());  // the identity comes first
+    add(std::move(object));
+}
+
+AttributeList DriveOutput::withIdentity(AttributeList attributes) const {
+    OSTREL_TRACE();
+    for (const Attribute& attribute : identity()) attributes.emplace(attribute.getName(), attribute);
+    return attributes;
+}
+
+std::vector<Attribute> DriveOutput::identity() const {
+    OSTREL_TRACE();
+    std::vector<Attribute> known;
+    if (device_ == nullptr) return known;
+    for (const Attribute& attribute : {attributes::device::serialNumber(), attributes::device::devicePath()}) {
+        known.push_back(device_->getAttribute(attribute));
+        if (known.back().getText().empty()) known.pop_back();
+    }
+    return known;
 }
 
 void DriveOutput::addStatus(const std::string& heading, const Status& status) {

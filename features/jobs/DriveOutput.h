@@ -9,16 +9,24 @@
 #include "ostrel/core/Status.h"
 #include "ostrel/core/xml/XmlObject.h"
 
+namespace ostrel::core {
+class Device;
+}
+
 namespace features::jobs {
 
 /// What a job has to say of one drive: the children of an output object. Every heading names the drive, by its serial
-/// number, so that several drives can be told apart.
+/// number, so that several drives can be told apart. Attributes and trees of a drive also carry SerialNumber and
+/// DevicePath, whatever they show: a program need not take a heading apart.
 ///
-/// Threads: one at a time per object; each drive has its own.
+/// Ownership: the device must outlive it.
+/// Threads:   one at a time per object; each drive has its own.
 class DriveOutput {
 public:
-    DriveOutput(std::string serialNumber, const ostrel::core::AttributeList* requested)
-        : serialNumber_(std::move(serialNumber)), requested_(requested) {}
+    /// `device` is null where what is shown comes from a file.
+    DriveOutput(std::string serialNumber, const ostrel::core::AttributeList* requested,
+                const ostrel::core::Device* device)
+        : serialNumber_(std::move(serialNumber)), requested_(requested), device_(device) {}
 
     /// A list of attributes, shown in the order of their names, under `heading` and the serial number. When the request
     /// names properties, these alone go out, and one that is not in the list reads "Property not found".
@@ -32,15 +40,20 @@ public:
 
     /// The properties that the request names; null when it names none.
     const ostrel::core::AttributeList* requested() const { return requested_; }
-    /// Whether the request names properties, and `attributes` has them all.
+    /// Whether the request names properties, and `attributes` with the drive's identity has them all.
     bool hasAllRequested(const ostrel::core::AttributeList& attributes) const;
     bool isEmpty() const { return objects_.empty(); }
     const std::string& serialNumber() const { return serialNumber_; }
     std::vector<std::unique_ptr<ostrel::core::xml::XmlObject>> take() { return std::move(objects_); }
 
 private:
+    /// SerialNumber and DevicePath, as far as they are known.
+    std::vector<ostrel::core::Attribute> identity() const;
+    ostrel::core::AttributeList withIdentity(ostrel::core::AttributeList attributes) const;
+
     std::string serialNumber_;
     const ostrel::core::AttributeList* requested_;  // null: all
+    const ostrel::core::Device* device_;
     std::vector<std::unique_ptr<ostrel::core::xml::XmlObject>> objects_;
 };
 

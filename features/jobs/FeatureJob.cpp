@@ -90,7 +90,7 @@ void FeatureJob::runOnDrives(xml::XmlObject& output, const AttributeList* reques
     std::vector<std::unique_ptr<DriveOutput>> outputs(devices.size());
     sideBySide(devices.size(), atOnce, [&](std::size_t i) {
         nvme::Drive drive(*devices[i]);
-        outputs[i] = std::make_unique<DriveOutput>(names[i], requested);
+        outputs[i] = std::make_unique<DriveOutput>(names[i], requested, devices[i].get());
         const Status status = (this->*operation)(drive, arguments(), *outputs[i]);
         if (!status.is(0, 0)) outputs[i]->addStatus(title_, status);
     });

@@ -86,7 +86,7 @@ Status HealthScanJob::runMethod(const std::shared_ptr<xml::XmlObject>& output) {
     if (status.is(0, 0) && request.scans.logs && !getDevices().empty())
         status = makeLogFolder(now_(), request.directory);
     if (!status.is(0, 0)) return status;
-    DriveOutput out("", nullptr);
+    DriveOutput out("", nullptr, nullptr);
     if (request.includeSystemInfo) out.add(systemInformation().toXml({}));
     request.scans.isNamed = isOneDriveNamed();
     HealthOutcome gravest = HealthOutcome::NOTHING_FOUND;
@@ -100,7 +100,9 @@ Status HealthScanJob::runMethod(const std::shared_ptr<xml::XmlObject>& output) {
         nvme::Drive drive(*getDevices()[i]);
         nvme::FieldTree tree{title(), {}, {}};
         gravest = std::max(gravest, scanDrive(drive, request.scans, request.directory, tree));
-        out.add(tree.toXml(names[i]));
+        DriveOutput scanned(names[i], nullptr, getDevices()[i].get());
+        scanned.addTree(tree);
+        for (auto& object : scanned.take()) out.add(std::move(object));
     }
     addOutput(*output, out);
     output->objects.back()->addProperty(STATUS_CODE, std::to_string(static_cast<unsigned>(gravest)));

@@ -166,7 +166,7 @@ Status NvmeLogJob::runMethod(const std::shared_ptr<xml::XmlObject>& output) {
     if (getDevices().empty()) return statuses::noDeviceSelected();
     if (getDevices().size() > 1) return statuses::multipleDevicesSelected();
     nvme::Drive drive(*getDevices().front());
-    DriveOutput out(drive.serialNumber(), nullptr);
+    DriveOutput out(drive.serialNumber(), nullptr, &drive.device());
     status = writePage(drive, request, out, title());
     if (status.is(0, 0)) addOutput(*output, out);
     return status;

@@ -39,14 +39,14 @@ private:
 };
 
 /// Makes the output of a log under the serial number that it bears.
-Status show(const std::string& bytes, const std::string& whence, std::unique_ptr<DriveOutput>& out,
-            const std::string& title) {
+Status show(const std::string& bytes, const std::string& whence, const Device* device,
+            std::unique_ptr<DriveOutput>& out, const std::string& title) {
     const auto log = parsers::parsePersistentEventLog(reinterpret_cast<const uint8_t*>(bytes.data()), bytes.size());
     if (!log.isOne) {
         return withDetails(statuses::persistentEventLogCorrupted(),
                            whence + " does not begin like a persistent event log.");
     }
-    out = std::make_unique<DriveOutput>(log.serialNumber, nullptr);
+    out = std::make_unique<DriveOutput>(log.serialNumber, nullptr, device);
     out->addTree(log.tree);
     const std::string damage = log.damageText();
     if (!damage.empty()) out->addStatus(title, withDetails(statuses::persistentEventLogCorrupted(), damage));
@@ -72,7 +72,7 @@ Status PersistentEventLogParseJob::runMethod(const std::shared_ptr<xml::XmlObjec
     Status status = readInputFile(path, decodableBytes(), bytes);
     if (!status.is(0, 0)) return status;
     std::unique_ptr<DriveOutput> out;
-    status = show(bytes, "'" + path + "'", out, title());
+    status = show(bytes, "'" + path + "'", nullptr, out, title());
     if (status.is(0, 0)) addOutput(*output, *out);
     return status;
 }
@@ -84,7 +84,7 @@ Status PersistentEventLogParseJob::actOnDrive(nvme::Drive& drive, const Argument
     Status status = readPersistentEventLog(drive, EventLogContext::PASSING, sink);
     if (!status.is(0, 0)) return status;
     std::unique_ptr<DriveOutput> log;
-    status = show(bytes, "The log of drive " + drive.name(), log, title());
+    status = show(bytes, "The log of drive " + drive.name(), &drive.device(), log, title());
     if (!status.is(0, 0)) return status;
     for (auto& object : log->take()) out.add(std::move(object));
     return Status();

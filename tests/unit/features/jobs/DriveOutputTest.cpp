@@ -4,6 +4,7 @@
 
 #include "features/jobs/DriveOutput.h"
 #include "ostrel/core/AttributeVocabulary.h"
+#include "ostrel/core/Device.h"
 
 namespace features::jobs {
 namespace {
@@ -31,7 +32,7 @@ AttributeList requested(const std::string& name) {
 }
 
 TEST(DriveOutput, ShowsAttributesUnderHeadingAndSerialNumber) {
-    DriveOutput out("S1", nullptr);
+    DriveOutput out("S1", nullptr, nullptr);
     out.addAttributes("Health Sensors", temperature(38));
     EXPECT_EQ(textOf(out),
               R"(<Object category="attributeList" key="Health Sensors S1">)"
@@ -42,7 +43,7 @@ TEST(DriveOutput, ShowsAttributesUnderHeadingAndSerialNumber) {
 
 TEST(DriveOutput, FindsRequestedAttributesInAnyCase) {
     const AttributeList names = requested("tempERATURE");
-    DriveOutput out("S1", &names);
+    DriveOutput out("S1", &names, nullptr);
     out.addAttributes("Health Sensors", temperature(-5));
     EXPECT_EQ(textOf(out),
               R"(<Object category="attributeList" key="Health Sensors S1">)"
@@ -53,7 +54,7 @@ TEST(DriveOutput, FindsRequestedAttributesInAnyCase) {
 
 TEST(DriveOutput, TellsRequestedAttributesThatAreNotThere) {
     const AttributeList names = requested("Foo");
-    DriveOutput out("S1", &names);
+    DriveOutput out("S1", &names, nullptr);
     out.addAttributes("Health Sensors", temperature(38));
     EXPECT_EQ(textOf(out), R"(<Object category="attributeList" key="Health Sensors S1">)"
                            R"(<Property category="attribute" displayName="" name="Foo" size="19" type="string")"
@@ -62,7 +63,7 @@ TEST(DriveOutput, TellsRequestedAttributesThatAreNotThere) {
 }
 
 TEST(DriveOutput, ShowsATreeInItsOwnOrder) {
-    DriveOutput out("S1", nullptr);
+    DriveOutput out("S1", nullptr, nullptr);
     nvme::FieldTree tree{"Log", {}, {}};
     tree.add("B", "second letter", "1");
     tree.add("A", "2");
@@ -74,8 +75,41 @@ TEST(DriveOutput, ShowsATreeInItsOwnOrder) {
               "\n");
 }
 
+/// A controller with the identity that its finder sets.
+Device driveOf(const std::string& serialNumber, const std::string& path) {
+    Device device;
+    device.getAttributes()["SerialNumber"] = Attribute("SerialNumber", "Serial Number", typeString(), serialNumber);
+    device.getAttributes()["DevicePath"] = Attribute("DevicePath", "Device Path", typeString(), path);
+    return device;
+}
+
+TEST(DriveOutput, EveryObjectOfADriveSaysWhichDriveItIs) {
+    const Device device = driveOf("S1", "/dev/nvme0");
+    const AttributeList names = requested("serialNUMBER");
+    DriveOutput out("S1 nvme0", &names, &device);
+    out.addAttributes("Health Sensors", temperature(38));
+    out.addTree({"Log", {{"A", "", "2"}}, {}});
+    EXPECT_EQ(textOf(out),
+              R"(<Object category="attributeList" key="Health Sensors S1 nvme0">)"
+              R"(<Property category="attribute" displayName="Serial Number" name="SerialNumber" size="3" type="string")"
+              R"( value="S1"/></Object>)"
+              "\n"
+              R"(<Object key="S1 nvme0" name="Log"><Property name="SerialNumber" value="S1"/>)"
+              R"(<Property name="DevicePath" value="/dev/nvme0"/><Property name="A" value="2"/></Object>)"
+              "\n");
+    EXPECT_TRUE(out.hasAllRequested({})) << "nothing more need be asked of the drive";
+}
+
+TEST(DriveOutput, AnIdentityThatIsNotKnownIsLeftOut) {
+    const Device device = driveOf("", "/dev/nvme0");
+    DriveOutput out("nvme0", nullptr, &device);
+    out.addTree({"Log", {}, {}});
+    EXPECT_EQ(textOf(out), R"(<Object key="nvme0" name="Log"><Property name="DevicePath" value="/dev/nvme0"/></Object>)"
+                           "\n");
+}
+
 TEST(DriveOutput, HeadsAStatusByTitleAndSerialNumber) {
-    DriveOutput out("S1", nullptr);
+    DriveOutput out("S1", nullptr, nullptr);
     out.addStatus("Format", Status(10, 34, "No <such> feature."));
     EXPECT_EQ(textOf(out),
               R"(<Object category="status" key="S1" name="Format"><Property name="Category" value="10"/>)"

@@ -28,7 +28,8 @@ public:
     JobRun& setting(ostrel::core::Attribute attribute, const std::string& value);
 
     /// Runs, and returns the whole answer: "0/0 message" of the job's status, then the XML of the output, each element
-    /// on a line of its own. The order in an attribute list has no meaning: here it is that of the names.
+    /// on a line of its own. The order in an attribute list has no meaning: here it is that of the names. SerialNumber
+    /// and DevicePath, which every object of a drive carries, are left out, but for VelkoSSD.
     std::string on(const std::vector<const fakedrive::FakeDrive*>& drives);
     std::string onDevice(const std::shared_ptr<ostrel::core::Device>& device);
 
