@@ -53,6 +53,15 @@ const std::vector<HostNamespace>* DriveFacts::hostNamespaces() {
     return host_ ? &*host_ : nullptr;
 }
 
+const transport::HostLocation* DriveFacts::location() {
+    OSTREL_TRACE();
+    if (!location_ && mayAsk()) {
+        transport::HostLocation found;
+        if (accept(readHostLocation(drive_, found))) location_ = std::move(found);
+    }
+    return location_ ? &*location_ : nullptr;
+}
+
 const HostNamespace* DriveFacts::hostNamespace() {
     OSTREL_TRACE();
     const auto* all = hostNamespaces();

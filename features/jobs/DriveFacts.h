@@ -43,6 +43,8 @@ public:
     const uint8_t* firmwareSlots();
     /// The 512 bytes of the OCP SMART log, on drives that are known to have it.
     const uint8_t* ocpSmart();
+    /// Where the controller sits; null when the host cannot say.
+    const transport::HostLocation* location();
     /// All namespaces that are attached.
     const std::vector<transport::HostNamespace>* hostNamespaces();
 
@@ -64,6 +66,7 @@ private:
     std::optional<nvme::ControllerCapabilities> controller_;
     std::optional<nvme::NamespaceProperties> namespaceProperties_;
     std::optional<std::vector<transport::HostNamespace>> host_;
+    std::optional<transport::HostLocation> location_;
     Part identifyNamespace_;
     Part smart_;
     ostrel::core::Status smartRefusal_;

@@ -56,6 +56,17 @@ Status readHostNamespaces(nvme::Drive& drive, std::vector<transport::HostNamespa
     return Status();
 }
 
+Status readHostLocation(nvme::Drive& drive, transport::HostLocation& location) {
+    OSTREL_TRACE();
+    CommandResult result;
+    drive.device().sendCommand(transport::HostCommand(transport::HostRequest::LOCATION), result);
+    if (!result.status.is(0, 0)) return result.status;
+    const auto* host = dynamic_cast<const transport::HostResult*>(result.protocolResult.get());
+    if (host == nullptr) return statuses::deviceDataRetrievalFailed();
+    location = host->location;
+    return Status();
+}
+
 Status rescan(nvme::Drive& drive) {
     OSTREL_TRACE();
     CommandResult result;

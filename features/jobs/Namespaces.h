@@ -18,6 +18,9 @@ std::optional<uint32_t> namedNamespace(nvme::Drive& drive);
 /// The namespaces that the host has of the drive, attached to this controller.
 ostrel::core::Status readHostNamespaces(nvme::Drive& drive, std::vector<transport::HostNamespace>& namespaces);
 
+/// Where the drive's controller sits, and the system's names of its namespaces.
+ostrel::core::Status readHostLocation(nvme::Drive& drive, transport::HostLocation& location);
+
 /// Lets the host look again, after a command that changed namespaces or what is on them.
 ostrel::core::Status rescan(nvme::Drive& drive);
 

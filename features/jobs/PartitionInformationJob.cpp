@@ -3,6 +3,7 @@
 #include <string>
 #include <utility>
 
+#include "features/jobs/UseText.h"
 #include "features/transport/HostCommand.h"
 #include "ostrel/core/AttributeVocabulary.h"
 #include "ostrel/core/CommandResult.h"
@@ -38,15 +39,11 @@ void addNumber(AttributeList& list, const Attribute& attribute, uint64_t number,
 }
 
 /// How a block device is used beside being mounted.
-std::string useText(const std::vector<NamespaceUse>& uses, const std::string& node) {
+std::string otherUses(const std::vector<NamespaceUse>& uses, const std::string& node) {
     std::string text;
     for (const NamespaceUse& use : uses) {
-        if (use.node != node) continue;
-        const char* gap = text.empty() ? "" : ", ";
-        if (use.kind == NamespaceUse::Kind::SWAP) text.append(gap).append("swap");
-        if (use.kind == NamespaceUse::Kind::HELD) text.append(gap).append("part of ").append(use.detail);
-        if (use.kind == NamespaceUse::Kind::OPENED) text.append(gap).append("opened exclusively by another program");
-        if (use.kind == NamespaceUse::Kind::UNKNOWN) text.append(gap).append("unknown: ").append(use.detail);
+        if (use.node != node || use.kind == NamespaceUse::Kind::MOUNTED || use.isContentAlone()) continue;
+        text.append(text.empty() ? "" : ", ").append(useText(use));
     }
     return text.empty() ? "none" : text;
 }
@@ -76,7 +73,7 @@ AttributeList describe(const PartitionInfo& partition, const std::vector<Namespa
     addNumber(list, keys::size(), partition.sizeBytes, "bytes");
     addText(list, keys::fileSystemType(), partition.fileSystem.empty() ? NOT_REPORTED : partition.fileSystem);
     addText(list, Attribute("MountPoint", "Mount Point", typeString()), mountPoints(uses, partition.node));
-    addText(list, Attribute("Use", "Use", typeString()), useText(uses, partition.node));
+    addText(list, Attribute("Use", "Use", typeString()), otherUses(uses, partition.node));
     if (!partition.label.empty()) addText(list, Attribute("Label", "Label", typeString()), partition.label);
     if (!partition.uuid.empty()) addText(list, Attribute("UUID", "UUID", typeString()), partition.uuid);
     if (!partition.mountPoint.empty()) addSpace(list, partition);
@@ -88,7 +85,7 @@ AttributeList describeWhole(const HostNamespace& part) {
     AttributeList list;
     addNumber(list, keys::size(), part.sizeBytes, "bytes");
     addText(list, Attribute("MountPoint", "Mount Point", typeString()), mountPoints(part.uses, part.node));
-    addText(list, Attribute("Use", "Use", typeString()), useText(part.uses, part.node));
+    addText(list, Attribute("Use", "Use", typeString()), otherUses(part.uses, part.node));
     return list;
 }
 

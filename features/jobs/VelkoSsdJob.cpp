@@ -5,6 +5,7 @@
 
 #include "features/jobs/CriticalWarnings.h"
 #include "features/jobs/DriveFacts.h"
+#include "features/jobs/NamespaceDetails.h"
 #include "features/jobs/StatusDetails.h"
 #include "features/jobs/VendorDialect.h"
 #include "features/nvme/Bytes.h"
@@ -62,9 +63,28 @@ Text versionPart(DriveFacts& facts) {
     return controller == nullptr ? Text() : std::to_string(controller->version >> SHIFT & MASK);
 }
 
+constexpr size_t OFFSET_TNVMCAP = 280;
+constexpr size_t OFFSET_UNVMCAP = 296;
+
+/// A capacity of 16 bytes in Identify Controller. One that does not report its total, which is not 0, reports none.
+template <size_t OFFSET>
+Text controllerCapacity(DriveFacts& facts) {
+    const uint8_t* data = facts.identifyController();
+    if (data == nullptr || nvme::decimal128(data + OFFSET_TNVMCAP) == "0") return std::nullopt;
+    return nvme::decimal128(data + OFFSET);
+}
+
+/// A drive without namespaces has no less capacity for that: it shows what they could be made of.
+Text capacityToAllocate(DriveFacts& facts) {
+    const uint8_t* data = facts.identifyController();
+    if (!controllerCapacity<OFFSET_TNVMCAP>(facts)) return std::nullopt;
+    return sizeToText(nvme::le64(data + OFFSET_TNVMCAP), true);
+}
+
 Text capacity(DriveFacts& facts) {
     const auto* namespaces = facts.hostNamespaces();
     if (namespaces == nullptr) return std::nullopt;
+    if (namespaces->empty()) return capacityToAllocate(facts);
     uint64_t bytes = 0;
     for (const auto& part : *namespaces) bytes += part.sizeBytes;
     return sizeToText(bytes, true);
@@ -187,16 +207,48 @@ Text pelSizeMax(DriveFacts& facts) {
     return std::to_string(controller->pels);
 }
 
+/// Where the controller sits: absent where the host does not know.
+template <std::string transport::HostLocation::*PART>
+Text located(DriveFacts& facts) {
+    const transport::HostLocation* location = facts.location();
+    return location == nullptr || (location->*PART).empty() ? Text() : location->*PART;
+}
+
 Text isVelko(DriveFacts& facts) {
     return boolToText(isVelkoDrive(facts.drive()));
 }
 
 using Caps = nvme::ControllerCapabilities;
+using Location = transport::HostLocation;
+
+// Keys that the vocabulary does not have.
+Attribute pciAddress() {
+    return Attribute("PCIAddress", "PCI Address", typeString());
+}
+Attribute pciSlot() {
+    return Attribute("PCISlot", "PCI Slot", typeString());
+}
+Attribute pciLinkSpeed() {
+    return Attribute("PCILinkSpeed", "PCI Link Speed", typeString());
+}
+Attribute pciLinkSpeedMaximum() {
+    return Attribute("PCILinkSpeedMaximum", "PCI Link Speed Maximum", typeString());
+}
+Attribute pciLinkWidthMaximum() {
+    return Attribute("PCILinkWidthMaximum", "PCI Link Width Maximum", typeUint16());
+}
+Attribute totalCapacity() {
+    return Attribute("TotalCapacity", "Total Capacity", typeString());
+}
+Attribute unallocatedCapacity() {
+    return Attribute("UnallocatedCapacity", "Unallocated Capacity", typeString());
+}
 
 struct AttributeRow {
     Attribute (*attribute)();
     bool isKey;  ///< shown when the user asks for nothing in particular
     Source text;
+    const char* unit = "";
 };
 // clang-format off
 constexpr AttributeRow ROWS[] = {
@@ -211,16 +263,16 @@ constexpr AttributeRow ROWS[] = {
     {device::modelNumber,                            true,  found<device::modelNumber>},
     {device::numLBAFormats,                          true,  numberOfLbaFormats},
     {device::productFamily,                          true,  [](DriveFacts&) { return Text(); }},
-    {device::sectorSize,                             true,  sectorSize},
+    {device::sectorSize,                             true,  sectorSize, "bytes"},
     {device::serialNumber,                           true,  found<device::serialNumber>},
     {device::endToEndDataProtCapabilities,           false, namespaceNumber<uint8_t, &nvme::NamespaceProperties::dpc>},
-    {device::firmwareUpdateGranularityRequirements,  false, firmwareGranularity},
+    {device::firmwareUpdateGranularityRequirements,  false, firmwareGranularity, "bytes"},
     {device::formatNVMCryptoEraseSupported,          false, controllerBit<uint8_t, &Caps::fna, 2>},
     {device::formatNVMSupported,                     false, controllerTest<&Caps::supportsFormat>},
     {device::lbaFormat,                              false, lbaFormat},
     {device::maximumDataTransferSize,                false, controllerNumber<uint8_t, &Caps::mdts>},
     {device::metadataSetting,                        false, metadataSetting},
-    {device::metadataSize,                           false, metadataSize},
+    {device::metadataSize,                           false, metadataSize, "bytes"},
     {device::namespaceId,                            false, namespaceId},
     {device::namespaceManagementSupported,           false, controllerTest<&Caps::supportsNamespaceManagement>},
     {device::numberOfNamespacesSupported,            false, controllerNumber<uint32_t, &Caps::nn>},
@@ -244,22 +296,30 @@ constexpr AttributeRow ROWS[] = {
     {device::optionalNVMVerifySupported,             false, controllerBit<uint16_t, &Caps::oncs, 7>},
     {device::optionalNVMWriteUncorrectableSupported, false, controllerBit<uint16_t, &Caps::oncs, 1>},
     {device::optionalNVMWriteZeroesSupported,        false, controllerBit<uint16_t, &Caps::oncs, 3>},
-    {device::pelLogSizeMax,                          false, pelSizeMax},
-    {device::physicalSize,                           false, physicalSize},
+    {pciAddress,                                     false, located<&Location::pciAddress>},
+    {pciSlot,                                        false, located<&Location::slot>},
+    {pciLinkSpeed,                                   false, located<&Location::linkSpeed>},
+    {pciLinkSpeedMaximum,                            false, located<&Location::maximumLinkSpeed>},
+    {device::pciLinkWidth,                           false, located<&Location::linkWidth>},
+    {pciLinkWidthMaximum,                            false, located<&Location::maximumLinkWidth>},
+    {device::pelLogSizeMax,                          false, pelSizeMax, "units of 64 KiB"},
+    {device::physicalSize,                           false, physicalSize, "bytes"},
     {device::protectionInformation,                  false, protectionInformation},
     {device::protectionInformationLocation,          false, protectionInformationLocation},
     {device::sanitizeSupported,                      false, controllerTest<&Caps::supportsSanitize>},
     {device::sanitizeBlockEraseSupported,            false, controllerBit<uint32_t, &Caps::sanicap, 1>},
     {device::sanitizeCryptoScrambleSupported,        false, controllerBit<uint32_t, &Caps::sanicap, 0>},
     {device::sanitizeOverwriteSupported,             false, controllerBit<uint32_t, &Caps::sanicap, 2>},
-    {device::sectorDataSize,                         false, sectorDataSize},
+    {device::sectorDataSize,                         false, sectorDataSize, "bytes"},
     {device::selfTestSupported,                      false, controllerTest<&Caps::supportsSelfTest>},
     {device::stagedFirmware,                         false, stagedFirmware},
     {device::supportCommandEffectsLog,               false, controllerTest<&Caps::supportsCommandEffects>},
     {device::supportPersistentEventLog,              false, controllerTest<&Caps::supportsPersistentEventLog>},
     {device::tcgSupported,                           false, controllerTest<&Caps::supportsSecurity>},
     {device::telemetryLogSupported,                  false, controllerTest<&Caps::supportsTelemetry>},
+    {totalCapacity,                                  false, controllerCapacity<OFFSET_TNVMCAP>, "bytes"},
     {device::trimSupported,                          false, controllerTest<&Caps::supportsDatasetManagement>},
+    {unallocatedCapacity,                            false, controllerCapacity<OFFSET_UNVMCAP>, "bytes"},
     {device::velkoNVMe,                              false, isVelko},
     {device::writeCacheSupported,                    false, controllerBit<uint8_t, &Caps::vwc, 0>},
 };
@@ -269,7 +329,8 @@ constexpr AttributeRow ROWS[] = {
 Attribute attributeOf(const AttributeRow& row, const std::string& text) {
     Attribute attribute = row.attribute();
     if (!attribute.fromText(text).is(0, 0))
-        return Attribute(attribute.getName(), attribute.getDisplayName(), typeString(), text);
+        attribute = Attribute(attribute.getName(), attribute.getDisplayName(), typeString(), text);
+    attribute.setDescription(row.unit);
     return attribute;
 }
 
@@ -330,6 +391,10 @@ Status VelkoSsdJob::showDrive(nvme::Drive& drive, const Arguments& arguments, Dr
     }
     const bool isUnknown = list.count(device::deviceStatus().getName()) != 0 && !facts.smartRefusal().is(0, 0);
     out.addAttributes(title(), list);
+    if (all && out.requested() == nullptr) {
+        const Status status = showNamespaces(facts, out);
+        if (!status.is(0, 0)) out.addStatus(title() + " Namespaces", status);
+    }
     // The rest is known and shown; that the drive's health is not makes it a drive that failed.
     if (isUnknown)
         out.addStatus(title() + " Health",

@@ -7,10 +7,10 @@ namespace features::jobs {
 
 /// The list of drives and what is known of each: the attributes of the device vocabulary.
 ///
-/// Without requested properties the key ones are shown, with "ShowAll" all that the drive has. Only what the wanted
+/// Without requested properties the key ones are shown, with "ShowAll" all that the drive has, and then each of its
+/// namespaces under a heading of its own. Only what the wanted
 /// attributes need is asked of a drive. FirmwareUpdateAvailable looks into the module directories that the request
-/// names
-/// ("AdditionalModuleDirs").
+/// names ("AdditionalModuleDirs").
 class VelkoSsdJob : public FeatureJob {
 public:
     VelkoSsdJob();

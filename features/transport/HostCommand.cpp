@@ -16,6 +16,8 @@ const char* requestName(HostRequest request) {
             return "Namespaces";
         case HostRequest::USES:
             return "Uses of Namespaces";
+        case HostRequest::LOCATION:
+            return "Location";
         case HostRequest::RESET_CONTROLLER:
             return "Controller Reset";
         case HostRequest::RESET_SUBSYSTEM:

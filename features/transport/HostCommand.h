@@ -19,6 +19,7 @@ inline constexpr const char* COMMAND_SET_HOST = "Host";
 enum class HostRequest : uint8_t {
     NAMESPACES,        ///< the namespaces attached to the controller: identifiers, nodes, sizes; a few reads
     USES,              ///< all that the host sees of the subsystem, each with its uses and partitions
+    LOCATION,          ///< where the controller sits, and by which names the system knows its namespaces
     RESET_CONTROLLER,  ///< a controller level reset; returns when the controller answers again or the time is over
     RESET_SUBSYSTEM,   ///< an NVM subsystem reset, likewise; 10/34 where the controller has none
     RESCAN,            ///< look for namespaces again, and for partitions on those that nobody uses
@@ -96,11 +97,29 @@ struct HostNamespace {
     std::vector<PartitionInfo> partitions;
 };
 
+/// Where a controller sits. What the host does not know, and all of a controller that is not on PCI Express, is empty.
+struct HostLocation {
+    std::string pciAddress;        ///< "0000:01:00.0"
+    std::string slot;              ///< the physical slot's name: "4"
+    std::string linkSpeed;         ///< "8.0 GT/s"
+    std::string linkWidth;         ///< lanes: "4"
+    std::string maximumLinkSpeed;  ///< of the controller, whatever the slot gives
+    std::string maximumLinkWidth;
+
+    /// A link in /dev/disk/by-id to a namespace's node.
+    struct ById {
+        std::string name;  ///< "nvme-eui.0025385b71b0c4a4"
+        std::string node;  ///< "/dev/nvme0n1"
+    };
+    std::vector<ById> byId;  ///< in the order of the names
+};
+
 /// The answer to a HostCommand.
 class HostResult : public ostrel::core::ProtocolResult {
 public:
     HostResult() = default;
     explicit HostResult(std::vector<HostNamespace> found) : namespaces(std::move(found)) {}
+    explicit HostResult(HostLocation found) : location(std::move(found)) {}
 
     std::unique_ptr<ostrel::core::ProtocolResult> clone() const override;
     void toString(std::ostream& out) const override;
@@ -109,6 +128,7 @@ public:
     /// Of NAMESPACES and USES, in the order of their identifiers. USES takes the whole subsystem in, since a command to
     /// one controller may reach what is attached to another.
     std::vector<HostNamespace> namespaces;
+    HostLocation location;  ///< of LOCATION
 };
 
 }  // namespace features::transport

@@ -21,6 +21,7 @@
 #include "features/transport/SelectedDrive.h"
 #include "features/transport/linux/BlockOpener.h"
 #include "features/transport/linux/BlockUses.h"
+#include "features/transport/linux/ControllerLocation.h"
 #include "features/transport/linux/IdentifiedNamespaces.h"
 #include "features/transport/linux/Sysfs.h"
 #include "ostrel/core/Logging.h"
@@ -340,6 +341,13 @@ void LinuxNvmePath::sendHost(const HostCommand& command, CommandResult& result) 
             result.status = command.request == HostRequest::USES ? usedNamespaces(command.useCheck, found)
                                                                  : attachedNamespaces(found);
             if (result.status.is(0, 0)) result.protocolResult = std::make_unique<HostResult>(std::move(found));
+            return;
+        }
+        case HostRequest::LOCATION: {
+            LookErrors errors;
+            HostLocation location = locateController(paths_, topology_->controllerFolder(controller_), errors);
+            result.status = errors.status();
+            if (result.status.is(0, 0)) result.protocolResult = std::make_unique<HostResult>(std::move(location));
             return;
         }
         case HostRequest::RESET_CONTROLLER:

@@ -156,6 +156,9 @@ Status SimulatedNvmePath::sendHost(const HostCommand& command, CommandResult& re
             if (status.is(0, 0)) result.protocolResult = std::make_unique<HostResult>(std::move(found));
             return status;
         }
+        case HostRequest::LOCATION:  // it sits nowhere
+            result.protocolResult = std::make_unique<HostResult>(HostLocation());
+            return Status();
         case HostRequest::RESET_CONTROLLER:
             return drive_->controller.reset(simulator::ResetKind::CONTROLLER, identityCheck());
         case HostRequest::RESET_SUBSYSTEM:

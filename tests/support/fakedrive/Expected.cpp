@@ -13,6 +13,7 @@ using features::nvme::Completion;
 using features::nvme::NvmeCommand;
 using features::nvme::Queue;
 using features::transport::HostCommand;
+using features::transport::HostLocation;
 using features::transport::HostNamespace;
 using features::transport::HostRequest;
 using features::transport::HostResult;
@@ -115,6 +116,11 @@ Expected& Expected::tells(std::vector<HostNamespace> namespaces) {
     return *this;
 }
 
+Expected& Expected::tells(HostLocation location) {
+    location_ = std::move(location);
+    return *this;
+}
+
 Expected& Expected::then(std::function<void()> action) {
     action_ = std::move(action);
     return *this;
@@ -161,7 +167,9 @@ void Expected::answer(CommandResult& result) const {
     result.status = road_;
     if (!road_.is(0, 0)) return;
     if (host_) {
-        result.protocolResult = std::make_unique<HostResult>(namespaces_);
+        auto told = std::make_unique<HostResult>(namespaces_);
+        told->location = location_;
+        result.protocolResult = std::move(told);
         return;
     }
     result.protocolResult = std::make_unique<Completion>(statusField_, dword0_);
@@ -199,6 +207,10 @@ Expected hostNamespaces(std::vector<HostNamespace> namespaces) {
 
 Expected hostUses(std::vector<HostNamespace> namespaces) {
     return Expected::host(HostRequest::USES).tells(std::move(namespaces));
+}
+
+Expected hostLocation(HostLocation location) {
+    return Expected::host(HostRequest::LOCATION).tells(std::move(location));
 }
 
 HostNamespace unusedNamespace(uint32_t nsid) {

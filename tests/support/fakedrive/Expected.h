@@ -47,6 +47,7 @@ public:
     Expected& breaks(const ostrel::core::Status& status);
     /// The host's answer.
     Expected& tells(std::vector<features::transport::HostNamespace> namespaces);
+    Expected& tells(features::transport::HostLocation location);
     /// Called when the command arrives, before it is answered.
     Expected& then(std::function<void()> action);
 
@@ -76,6 +77,7 @@ private:
     uint16_t statusField_ = 0;
     uint32_t dword0_ = 0;
     std::vector<features::transport::HostNamespace> namespaces_;
+    features::transport::HostLocation location_;
     std::function<void()> action_;
 };
 
@@ -89,6 +91,7 @@ Expected setFeature(uint8_t fid, uint32_t dword11, bool save = false, uint32_t n
 /// What the host tells of the namespaces, and of their uses.
 Expected hostNamespaces(std::vector<features::transport::HostNamespace> namespaces);
 Expected hostUses(std::vector<features::transport::HostNamespace> namespaces);
+Expected hostLocation(features::transport::HostLocation location = {});
 /// A namespace of 1 GiB in blocks of 512 bytes on /dev/nvme0nN, which nobody uses.
 features::transport::HostNamespace unusedNamespace(uint32_t nsid);
 

@@ -1,0 +1,105 @@
+#include "features/jobs/NamespaceDetails.h"
+
+#include <algorithm>
+#include <string>
+
+#include "features/jobs/LogReading.h"
+#include "features/jobs/UseText.h"
+#include "features/nvme/FieldTable.h"
+#include "features/nvme/NamespaceProperties.h"
+#include "features/nvme/Opcodes.h"
+#include "ostrel/core/CommandResult.h"
+#include "ostrel/core/Device.h"
+#include "ostrel/core/ScopeTrace.h"
+#include "ostrel/core/StatusCatalogue.h"
+#include "ostrel/core/Strings.h"
+
+namespace features::jobs {
+
+using namespace ostrel::core;
+using transport::HostLocation;
+using transport::HostNamespace;
+using transport::NamespaceUse;
+
+namespace {
+
+constexpr size_t OFFSET_NGUID = 104;
+constexpr size_t NGUID_BYTES = 16;
+constexpr size_t OFFSET_EUI64 = 120;
+constexpr size_t EUI64_BYTES = 8;
+
+std::string bytesText(uint64_t bytes) {
+    return nvme::withUnit(std::to_string(bytes), "bytes");
+}
+
+/// An identifier that is zero is none.
+std::string identifierText(const uint8_t* at, size_t bytes) {
+    const bool isNone = std::all_of(at, at + bytes, [](uint8_t byte) { return byte == 0; });
+    return isNone ? nvme::NOT_REPORTED : bytesToHex(at, bytes);
+}
+
+/// "mounted at /data", of a part of the namespace "/dev/nvme0n1p1 mounted at /data".
+std::string usesText(const HostNamespace& space) {
+    std::string text;
+    for (const NamespaceUse& use : space.uses) {
+        text.append(text.empty() ? "" : "; ");
+        if (use.node != space.node) text.append(use.node).append(" ");
+        text += useText(use);
+    }
+    return text.empty() ? "none" : text;
+}
+
+void addFormat(nvme::FieldTree& tree, const Payload& identify) {
+    const nvme::NamespaceProperties properties(identify.getData());
+    const nvme::NamespaceProperties::LbaFormat& format = properties.format();
+    tree.add("LBAFormat", std::to_string(properties.formatIndex()));
+    tree.add("SectorSize", bytesText(format.dataBytes()));
+    tree.add("MetadataSize", bytesText(format.metadataBytes));
+    tree.add("Used", bytesText(properties.utilizationBlocks * format.dataBytes()));
+    tree.add("EUI64", identifierText(identify.getData() + OFFSET_EUI64, EUI64_BYTES));
+    tree.add("NGUID", identifierText(identify.getData() + OFFSET_NGUID, NGUID_BYTES));
+}
+
+Status describe(DriveFacts& facts, const HostNamespace& space, nvme::FieldTree& tree) {
+    tree.heading = "Namespace " + std::to_string(space.nsid);
+    tree.add("NamespaceId", std::to_string(space.nsid));
+    tree.add("Node", space.node.empty() ? "none" : space.node);
+    tree.add("Size", bytesText(space.sizeBytes));
+    tree.add("Use", usesText(space));
+    Payload identify;
+    const Status status = facts.drive().identify(nvme::CNS_NAMESPACE, space.nsid, 0, identify);
+    if (status.is(0, 0)) addFormat(tree, identify);
+    return isRefusal(status) ? Status() : status;
+}
+
+std::vector<std::string> byIdNames(const HostLocation& location, const std::string& node) {
+    std::vector<std::string> names;
+    for (const HostLocation::ById& link : location.byId) {
+        if (link.node == node) names.push_back(link.name);
+    }
+    return names;
+}
+
+}  // namespace
+
+Status showNamespaces(DriveFacts& facts, DriveOutput& out) {
+    OSTREL_TRACE();
+    const HostLocation* location = facts.location();
+    if (location == nullptr) return facts.failure();
+    CommandResult result;
+    facts.drive().device().sendCommand(transport::HostCommand(transport::HostRequest::USES), result);
+    if (!result.status.is(0, 0)) return result.status;
+    const auto* host = dynamic_cast<const transport::HostResult*>(result.protocolResult.get());
+    if (host == nullptr) return statuses::deviceDataRetrievalFailed();
+    for (const HostNamespace& space : host->namespaces) {
+        if (!space.attached) continue;
+        nvme::FieldTree tree;
+        const Status status = describe(facts, space, tree);
+        if (!status.is(0, 0)) return status;
+        tree.addList("By-Id Names", byIdNames(*location, space.node));
+        out.addTree(tree);
+    }
+    return Status();
+}
+
+}  // namespace features::jobs

@@ -1,0 +1,15 @@
+#pragma once
+
+#include <string>
+
+#include "features/transport/HostCommand.h"
+#include "features/transport/LookErrors.h"
+#include "features/transport/linux/LinuxPaths.h"
+
+namespace features::transport {
+
+/// Where the controller in `controllerFolder` (sysfs) sits, and the names of /dev/disk/by-id. Nothing is asked of the
+/// drive. A link whose speed or width the kernel does not know has none.
+HostLocation locateController(const LinuxPaths& paths, const std::string& controllerFolder, LookErrors& errors);
+
+}  // namespace features::transport
