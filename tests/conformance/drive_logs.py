@@ -10,10 +10,11 @@ SIMDRIVE = os.environ.get("NIMBREL_SIMDRIVE", "")
 LIBRARY = os.environ.get("NIMBREL_FEATURE_LIBRARY", "")
 DRIVES = "/opt/velko/nimbrel/SimulatedDrives"
 
+IDENTITY = f"  SerialNumber : S1\n  DevicePath : {DRIVES}/a/dev/a\n"
 HEALTH = """
   Device Status : {device}
-  Available Spare - percent : 100
-  Percentage Used - percent : 0
+  Available Spare : 100 %
+  Percentage Used : 0 %
   Media and Data Integrity Errors : {errors}
 """
 READ = """
@@ -52,7 +53,7 @@ class HealthScan(DriveLogsTestCase):
             findings = "\n    - Findings -\n\n" + findings
             read = re.sub(r"(?m)^    ", "   ", read)  # the indentation of an object that follows another one
         self.check("start", "-scan", "ReadScan", "-velkossd", drive, status=status, stdout=(
-            f"\n- Scan Results -\n\n  - Health Scan S1 -\n\n  Result : {result}\n  Result Code : {status}" +
+            f"\n- Scan Results -\n\n  - Health Scan S1 -\n\n{IDENTITY}  Result : {result}\n  Result Code : {status}" +
             HEALTH.format(device=device, errors=errors) + findings + read + "\n"))
 
     def test_a_healthy_drive_is_0(self):
@@ -60,7 +61,7 @@ class HealthScan(DriveLogsTestCase):
 
     def test_a_scan_that_cannot_be_made_is_100(self):
         self.check("start", "-scan", "DataIntegrity", "-velkossd", "0", status=100, stdout=(
-            "\n- Scan Results -\n\n  - Health Scan S1 -\n\n  Result : The scan could not be completed.\n"
+            f"\n- Scan Results -\n\n  - Health Scan S1 -\n\n{IDENTITY}  Result : The scan could not be completed.\n"
             "  Result Code : 100" + HEALTH.format(device="Healthy", errors=0) +
             "  Left out : None of its file systems is mounted.\n\n    - Findings -\n\n"
             "    Scan : Not everything could be looked at.\n\n"))
@@ -111,7 +112,7 @@ class HealthScan(DriveLogsTestCase):
         self.simdrive("create", "b", "--model", "ocp", "--serial", "S2", "--size", "64Mi")
         self.simdrive("fault", "a", "--critical-warning", "0x04")
         shown = self.check("start", "-scan", "ReadScan", "-velkossd", status=102)
-        self.assertEqual(re.findall(r"- Health Scan (S\d) -\n\n  Result : (.*)\n  Result Code : (\d+)\n", shown),
+        self.assertEqual(re.findall(r"- Health Scan (S\d) -\n\n(?:.*\n){2}  Result : (.*)\n  Result Code : (\d+)\n", shown),
                          [("S1", "The drive has failed or is failing.", "102"), ("S2", "Nothing was found.", "0")])
 
     def test_logs_go_into_a_new_folder(self):
@@ -141,7 +142,7 @@ class HealthScan(DriveLogsTestCase):
         reason = "Unable to write small/S1/log_07_telemetry_host_initiated.bin: No space left on device"
         files = run.stderr.split()
         self.assertEqual((run.status, run.stdout), (
-            100, "\n- Scan Results -\n\n  - Health Scan S1 -\n\n  Result : The scan could not be completed.\n"
+            100, f"\n- Scan Results -\n\n  - Health Scan S1 -\n\n{IDENTITY}  Result : The scan could not be completed.\n"
             "  Result Code : 100" + HEALTH.format(device="Healthy", errors=0) +
             "\n    - Findings -\n\n    Scan : Not everything could be looked at.\n\n   - Logs -\n\n   Folder : small/S1\n"
             f"   LID 0x07 - Not read : {reason}\n   Files : {len(files)}\n   Not completed : {reason}\n\n"))
@@ -154,8 +155,10 @@ class LongLogs(DriveLogsTestCase):
         self.check("dump", "-velkossd", "0", "-persistenteventlog", "read",
                    stdout="Successfully written persistenteventlog data to persistenteventlog_S1.bin\n")
         of_drive = self.check("show", "-velkossd", "0", "-persistenteventlog")
-        self.assertTrue(of_drive.startswith("\n- Persistent Event Log S1 -\n\nLID - Log Identifier : 0x0D\n"))
-        self.assertEqual(self.check("show", "-source", "persistenteventlog_S1.bin", "-persistenteventlog"), of_drive)
+        heading, identity = "\n- Persistent Event Log S1 -\n\n", IDENTITY.replace("  ", "")
+        self.assertTrue(of_drive.startswith(heading + identity + "LID - Log Identifier : 0x0D\n"))
+        self.assertEqual(self.check("show", "-source", "persistenteventlog_S1.bin", "-persistenteventlog"),
+                         of_drive.replace(identity, ""), "a file has no drive")
 
     def test_a_damaged_file_is_shown_up_to_the_damage(self):
         self.check("dump", "-velkossd", "0", "-telemetrylog")  # which is an event

@@ -30,22 +30,22 @@ class Value:
 # {value} is one of the values, or what WORDS says instead.
 VALUES = [
     Value("temperature threshold", "set -velkossd {drive} TempThreshold={value}", READ_FEATURE + "4",
-          r"^TempThreshold - .* : (\d+)$", range(40, 80)),
+          r"^TempThreshold - .* : (\d+) C$", range(40, 80)),
     Value("aggregation time", "set -velkossd {drive} AggregationTime={value}", READ_FEATURE + "8",
-          r"^AggregationTime - .* : (\d+)$", range(1, 255)),
+          r"^AggregationTime - .* : (\d+) units of 100 microseconds$", range(1, 255)),
     Value("saved power state", "set -velkossd {drive} -setfeature 2 Save=true DWORD11={value}",
           READ_FEATURE + "2 Select=saved", r"^NVMePowerState - Power State : (\d+)$", range(3)),
     Value("timestamp", "set -velkossd {drive} -timestamp {value}", "show -velkossd {drive} -timestamp",
-          r"^Timestamp - .* : (\d+)$", range(1800000000000, 1800000001000)),
+          r"^Timestamp - .* : (\d+) milliseconds$", range(1800000000000, 1800000001000)),
     Value("attached namespaces", "{value} -velkossd {drive} -namespace 1", NAMESPACES + "attached",
-          r"^Namespaces : (.*)$", ("attach", "detach")),
+          r"^ *(Entry 0 : .*|No results)$", ("attach", "detach")),
     Value("firmware", "load -force -source {value}.bin -velkossd {drive} FirmwareSlot=2 CommitAction=3",
           "show -d Firmware -velkossd {drive}", r"^Firmware : (\S+)$", ("NEW00001", "NEW00002")),
     Value("format", "start -force -velkossd {drive} -nvmeformat -namespace 1 LBAFormat={value}",
           "show -d SectorSize -velkossd {drive}", r"^SectorSize : (.*)$", ("0", "last")),
 ]
 FORMATS = {"ocp": {"0": "0", "last": "1"}, "velko": {"0": "0", "last": "2"}}
-WORDS = {"attach": "1", "detach": "none", "0": "512", "last": "4096"}
+WORDS = {"attach": "Entry 0 : 1", "detach": "No results", "0": "512 bytes", "last": "4096 bytes"}
 
 
 class KilledCommands(SimulatedTestCase):

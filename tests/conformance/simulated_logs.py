@@ -43,8 +43,9 @@ class PersistentEventLog(SimulatedTestCase):
         for output in (), ("-o", "json"), ("-o", "nvmxml"):
             shown = self.tool("show", *output, "-velkossd", "0", "-persistenteventlog")
             parsed = self.tool("show", *output, "-source", FILE, "-persistenteventlog")
-            self.assertEqual(shown, parsed)
-            self.assertEqual(shown.status, 0)
+            self.assertEqual(re.sub(r".*(SerialNumber|DevicePath)\b.*\n", "", shown.stdout), parsed.stdout,
+                             "a file has no drive")
+            self.assertEqual((shown.status, shown.stderr, parsed.status, parsed.stderr), (0, "", 0, ""))
         self.assertEqual(self.file.read_bytes(), self.bytes)
 
     def test_says_what_happened(self):
@@ -52,7 +53,7 @@ class PersistentEventLog(SimulatedTestCase):
         kinds = [name.split(" - ", 1)[1] for name, _ in self.events(log[NAME])]
         self.assertEqual((status, list(log)), (0, [NAME]))
         self.assertEqual(len(kinds), log[NAME]["TNEV - Total Number of Events"])
-        self.assertEqual(len(self.bytes), log[NAME]["TLL - Total Log Length (bytes)"])
+        self.assertEqual(f"{len(self.bytes)} bytes", log[NAME]["TLL - Total Log Length"])
         self.assertEqual(set(kinds), {"Power-on or Reset", "SMART / Health Log Snapshot", "Timestamp Change",
                                       "Format NVM Start", "Format NVM Completion", "Vendor Specific", "Sanitize Start",
                                       "Sanitize Completion", "Thermal Excursion",

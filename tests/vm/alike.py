@@ -69,6 +69,6 @@ class EmulatedAndSimulated(VmTestCase):
             found.append({label: value for label, value in fields.items() if re.split(r"\W", label)[0] in NAMESPACE_FIELDS})
             run = self.machine.run("nimbrel", "show", "-o", "json", "-velkossd", serial, "-getfeature", "4")
             ((_, feature),) = strict_json(run.stdout).items()
-            found[-1]["TempThreshold"] = feature["TempThreshold - Temperature Threshold (Celsius)"]
+            found[-1]["TempThreshold"] = feature["TempThreshold - Temperature Threshold"]
         self.assertEqual(found[0], found[1])
-        self.assertEqual(found[0]["TempThreshold"], 70)
+        self.assertEqual(found[0]["TempThreshold"], "70 C")

@@ -2,6 +2,7 @@
 names is compared; how the two ways of showing one relate stands in tables."""
 
 import datetime
+import re
 import unittest
 import xml.etree.ElementTree
 
@@ -80,10 +81,15 @@ def expected(theirs, table):
             for key, value in theirs.items() if not isinstance(value, (list, dict))}
 
 
+def bare(value):
+    """A number without its unit: nvme-cli shows none."""
+    return re.sub(r"^(-?[\d.]+) (?:%|C|bytes|blocks|hours|minutes|seconds|milliseconds|microseconds|units of .*)$", r"\1", str(value))
+
+
 def fields(ours):
     """The fields of a structure by their abbreviations, without the bits that some of them are taken apart into."""
     names = {label: label.split(" - ")[0] for label, value in ours.items() if not isinstance(value, dict)}
-    return {name: str(ours[label]) for label, name in names.items() if " " not in name}
+    return {name: bare(ours[label]) for label, name in names.items() if " " not in name}
 
 
 class DriveData(VmTestCase):
@@ -124,9 +130,10 @@ class DriveData(VmTestCase):
             self.assertEqual(heading, f"Identify Controller {theirs['sn'].strip()}")
             self.assertEqual(fields(ours), expected(theirs, CONTROLLER))
             states = [part for part in ours.values() if isinstance(part, dict)]
-            self.assertEqual([(s["MP - Maximum Power (watts)"], s["ENLAT - Entry Latency (microseconds)"],
-                               s["EXLAT - Exit Latency (microseconds)"]) for s in states],
-                             [(f"{s['max_power'] / 100:.2f}", s["entry_lat"], s["exit_lat"]) for s in theirs["psds"]],
+            self.assertEqual([(s["MP - Maximum Power"], s["ENLAT - Entry Latency"],
+                               s["EXLAT - Exit Latency"]) for s in states],
+                             [(f"{s['max_power'] / 100:.2f} watts", f"{s['entry_lat']} microseconds",
+                               f"{s['exit_lat']} microseconds") for s in theirs["psds"]],
                              "QEMU's unit is 0.01 W")
 
     def test_identify_namespace(self):
@@ -137,13 +144,13 @@ class DriveData(VmTestCase):
             self.assertEqual(heading.rsplit(" ", 1)[0], f"Identify Namespace {nsid}")
             self.assertEqual(fields(ours), expected(theirs, NAMESPACE))
             formats = [part for part in ours.values() if isinstance(part, dict)]
-            self.assertEqual([(f["LBADS - LBA Data Size (bytes)"], f["MS - Metadata Size (bytes)"], f["In Use"])
+            self.assertEqual([(f["LBADS - LBA Data Size"], f["MS - Metadata Size"], f["In Use"])
                               for f in formats],
-                             [(1 << f["ds"], f["ms"], i == theirs["flbas"] & 15) for i, f in enumerate(theirs["lbafs"])])
+                             [(f"{1 << f['ds']} bytes", f"{f['ms']} bytes", i == theirs["flbas"] & 15) for i, f in enumerate(theirs["lbafs"])])
 
     def test_lists_of_namespaces_and_controllers(self):
         def list_of(command, name, key):
-            return " ".join(str(entry[key]) for entry in self.theirs(f"{command} {self.first}")[name])
+            return {f"Entry {i}": entry[key] for i, entry in enumerate(self.theirs(f"{command} {self.first}")[name])}
 
         for command, name, key, arguments, heading, label in (
                 ("nvme list-ns", "nsid_list", "nsid", ["-identify", "-namespace", "attached"],
@@ -157,8 +164,8 @@ class DriveData(VmTestCase):
                  "Controllers of Namespace 2 S1", "Controllers")):
             with self.subTest(heading):
                 found_heading, ours = self.only("-velkossd", self.first, *arguments)
-                self.assertEqual((found_heading, {label: str(ours.pop(label, None))}, ours),
-                                 (heading, {label: list_of(command, name, key)}, {}))
+                self.assertEqual((found_heading, ours),
+                                 (heading, {label: list_of(command, name, key)}))
 
     def test_namespace_descriptors(self):
         theirs = {d["type"]: d[d["type"]] for d in self.theirs(f"nvme ns-descs -n 1 {self.first}")["ns-descs"]}
@@ -204,7 +211,7 @@ class DriveData(VmTestCase):
         self.assertEqual(theirs["critical_warning"], 0)
         common = {"AvailableSpare": f"{theirs['avail_spare']} %", "MediaErrors": theirs["media_errors"],
                   "PercentageUsed": f"{theirs['percent_used']} %", "PowerCycles": theirs["power_cycles"],
-                  "PowerOnHours": theirs["power_on_hours"], "Temperature": f"{theirs['temperature'] - 273} C",
+                  "PowerOnHours": f"{theirs['power_on_hours']} hours", "Temperature": f"{theirs['temperature'] - 273} C",
                   "UnsafeShutdowns": theirs["unsafe_shutdowns"]}
         work = {"ControllerBusyTime": f"{theirs['controller_busy_time']} minutes",
                 "DataUnitsRead": f"{theirs['data_units_read']} units of 512000 bytes",
@@ -232,8 +239,7 @@ class DriveData(VmTestCase):
                                         "ReliabilityDegraded", "TemperatureThresholdExceeded")},
         }))
         self.assertEqual(self.only("-velkossd", self.first, "-performance"), ("Performance Metrics S1", {
-            **work, "HostReadCommands": f"{theirs['host_read_commands']} commands",
-            "HostWriteCommands": f"{theirs['host_write_commands']} commands"}))
+            **work, "HostReadCommands": theirs["host_read_commands"], "HostWriteCommands": theirs["host_write_commands"]}))
 
     def test_the_other_log_pages(self):
         errors = self.theirs(f"nvme error-log {self.first}")["errors"]
@@ -252,7 +258,8 @@ class DriveData(VmTestCase):
 
         changed = self.theirs(f"nvme changed-ns-list-log {self.first}")[self.first[5:]]
         self.assertEqual(self.only("-velkossd", self.first, "-nvmelog", "4"),
-                         ("Changed Namespace List S1", {"Namespaces": "none"}))
+                         ("Changed Namespace List S1",
+                          {"More - More than 1024 namespaces changed": False, "Namespaces": {}}))
         self.assertEqual(changed, {})
 
     def test_command_effects_log(self):
@@ -305,20 +312,20 @@ class DriveData(VmTestCase):
         part = lambda low, high: value >> low & (1 << high - low + 1) - 1
         weights = ("Low", "Medium", "High")
         return {
-            1: lambda: {"ArbitrationBurst - Arbitration Burst (commands)":
+            1: lambda: {"ArbitrationBurst - Arbitration Burst":
                         "no limit" if part(0, 2) == 7 else 1 << part(0, 2),
-                        **{f"{w}PriorityWeightArbitration - {w} Priority Weight (commands)":
+                        **{f"{w}PriorityWeightArbitration - {w} Priority Weight":
                            part(8 + 8 * i, 15 + 8 * i) + 1 for i, w in enumerate(weights)}},
             2: lambda: {"NVMePowerState - Power State": part(0, 4), "WH - Workload Hint": part(5, 7)},
-            4: lambda: {"TempThreshold - Temperature Threshold (Celsius)": part(0, 15) - 273},
-            5: lambda: {"TimeLimitedErrorRecovery - Time Limited Error Recovery (100 milliseconds)":
-                        part(0, 15) or "no limit",
+            4: lambda: {"TempThreshold - Temperature Threshold": f"{part(0, 15) - 273} C"},
+            5: lambda: {"TimeLimitedErrorRecovery - Time Limited Error Recovery":
+                        f"{part(0, 15)} units of 100 milliseconds" if part(0, 15) else "no limit",
                         "DULBE - Deallocated or Unwritten Logical Block Error Enable": bool(part(16, 16))},
             6: lambda: {"VolatileWriteCacheEnabled - Volatile Write Cache Enable": bool(part(0, 0))},
             7: lambda: {"IOSubmissionQueuesRequested - I/O Submission Queues Allocated": part(0, 15) + 1,
                         "IOCompletionQueuesRequested - I/O Completion Queues Allocated": part(16, 31) + 1},
-            8: lambda: {"AggregationThreshold - Aggregation Threshold (completions - 1)": part(0, 7),
-                        "AggregationTime - Aggregation Time (100 microseconds)": part(8, 15)},
+            8: lambda: {"AggregationThreshold - Aggregation Threshold 0-based": part(0, 7),
+                        "AggregationTime - Aggregation Time": f"{part(8, 15)} units of 100 microseconds"},
             9: lambda: {"InterruptVector - Interrupt Vector": part(0, 15),
                         "CoalescingDisable - Coalescing Disable": bool(part(16, 16))},
             10: lambda: {"WriteAtomicityDisableNormal - Disable Normal": bool(part(0, 0))},
@@ -462,7 +469,7 @@ class DriveData(VmTestCase):
         after, _ = theirs()
         self.assertTrue(1600000000000 <= before < 1600000060000, before)
         self.assertEqual(attributes, 2, "set by the host, counted without a stop")
-        now = ours.pop("Timestamp - Timestamp (milliseconds)")
+        now = int(bare(ours.pop("Timestamp - Timestamp")))
         self.assertTrue(before <= now <= after, (before, now, after))
         date = datetime.datetime.fromtimestamp(now // 1000, datetime.timezone.utc)
         self.assertEqual((heading, ours), ("Timestamp S1", {

@@ -44,7 +44,7 @@ class Faults(VmTestCase):
     def health(warning="Healthy", code=0, **findings):
         """What a health scan reports of every drive."""
         shown = {"Result": RESULTS[code], "Result Code": code, "Device Status": warning,
-                 "Available Spare - percent": 0, "Percentage Used - percent": 0, "Media and Data Integrity Errors": 0}
+                 "Available Spare": "0 %", "Percentage Used": "0 %", "Media and Data Integrity Errors": 0}
         return {**shown, "Findings": {key.replace("_", " "): words for key, words in findings.items()}} if code else shown
 
     def scan(self, status, kind, serial, *properties):
@@ -121,8 +121,8 @@ class Faults(VmTestCase):
         self.machine.nvme_commands()
         found = self.scan(0, "DataIntegrity", "U4", "Path=/mnt")["Health Scan U4"].pop("Data Integrity Scan")
         sent = self.machine.nvme_commands()
-        self.assertEqual((found.pop("Path"), found.pop("Mismatches - blocks of 4096 bytes")), ("/mnt", 0))
-        self.assertGreater(found.pop("Bytes Written and Read"), 1 << 20)
+        self.assertEqual((found.pop("Path"), found.pop("Mismatches")), ("/mnt", "0 units of 4096 bytes"))
+        self.assertGreater(int(found.pop("Written and Read").removesuffix(" bytes")), 1 << 20)
         self.assertEqual(found, {})
         self.assertGreater(sent.count("NVME_NVM_CMD_READ"), 4, "read from the drive, not from the kernel's memory")
         self.assertEqual(self.machine.shell("ls /mnt; umount /mnt").stdout, "lost+found\n", "nothing is left")

@@ -261,9 +261,10 @@ class Agreement:
             self.act(index, "set", "TempThreshold=" + str(celsius))
             theirs = self.must("nvme get-feature -f 4 /dev/nvme0")
             self.assertEqual(int(theirs.split("value:")[1].split()[0], 16), celsius + 273)
-            self.assertEqual(self.only("-getfeature", "4")[1]["TempThreshold - Temperature Threshold (Celsius)"], celsius)
+            self.assertEqual(self.only("-getfeature", "4")[1]["TempThreshold - Temperature Threshold"], f"{celsius} C")
         self.must("nvme set-feature -f 4 -v 0x155 /dev/nvme0")
-        self.assertEqual(self.only("-getfeature", "4")[1]["TempThreshold - Temperature Threshold (Celsius)"], 0x155 - 273)
+        self.assertEqual(self.only("-getfeature", "4")[1]["TempThreshold - Temperature Threshold"],
+                             f"{0x155 - 273} C")
 
     def test_40_data(self):
         self.must("dd if=/dev/urandom of=/tmp/data bs=1M count=8 && dd if=/tmp/data of=/dev/nvme0n1 bs=1M oflag=direct")

@@ -80,7 +80,7 @@ class Witness:
             "ModelNumber": controller["mn"].strip(),
             "NumLBAFormats": first["nlbaf"] if first else NOT_FOUND,
             "ProductFamily": NOT_FOUND,
-            "SectorSize": min(self.namespaces[name])[2] if first else NOT_FOUND,
+            "SectorSize": f"{min(self.namespaces[name])[2]} bytes" if first else NOT_FOUND,
             "SerialNumber": controller["sn"].strip(),
         }
 

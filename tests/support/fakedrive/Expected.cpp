@@ -154,8 +154,8 @@ std::string Expected::text(const NvmeCommand& command, const Payload& toControll
 }
 
 std::string Expected::text(const HostCommand& command, bool withTimeout) {
-    constexpr const char* NAMES[] = {"NAMESPACES", "USES",       "RESET_CONTROLLER", "RESET_SUBSYSTEM",
-                                     "RESCAN",     "LOCK_DRIVE", "UNLOCK_DRIVE"};
+    constexpr const char* NAMES[] = {"NAMESPACES",      "USES",   "LOCATION",   "RESET_CONTROLLER",
+                                     "RESET_SUBSYSTEM", "RESCAN", "LOCK_DRIVE", "UNLOCK_DRIVE"};
     std::ostringstream out;
     out << "host " << NAMES[static_cast<size_t>(command.request)];
     addTimeout(out, command.timeoutMs, withTimeout);

@@ -71,8 +71,8 @@ TEST(AnyFeature, ShowsAKnownFeatureDecoded) {
 <Property description="Feature Identifier" name="FID" value="0x08"/>
 <Property description="Select" name="SEL" value="current"/>
 <Property name="Dword 0" value="0x00000A05"/>
-<Property description="Aggregation Threshold (completions - 1)" name="AggregationThreshold" value="5"/>
-<Property description="Aggregation Time (100 microseconds)" name="AggregationTime" value="10"/>
+<Property description="Aggregation Threshold 0-based" name="AggregationThreshold" value="5"/>
+<Property description="Aggregation Time" name="AggregationTime" value="10 units of 100 microseconds"/>
 </Object>
 </Object>)x");
 }
@@ -100,7 +100,7 @@ TEST(AnyFeature, ShowsTheDataOfAKnownFeature) {
 <Property description="Feature Identifier" name="FID" value="0x0E"/>
 <Property description="Select" name="SEL" value="current"/>
 <Property name="Dword 0" value="0x00000000"/>
-<Property description="Timestamp (milliseconds)" name="Timestamp" value="100000000000"/>
+<Property description="Timestamp" name="Timestamp" value="100000000000 milliseconds"/>
 <Property description="Timestamp Origin" name="TimestampOrigin" value="set by the host"/>
 <Property description="Timestamp Synch" name="TimestampSynch" value="counted without a stop"/>
 <Property name="Date" value="1973-03-03 09:46:40.000 UTC"/>
@@ -155,7 +155,7 @@ TEST(AnyFeature, ShowsTheDefaultValue) {
 <Property description="Feature Identifier" name="FID" value="0x04"/>
 <Property description="Select" name="SEL" value="default"/>
 <Property name="Dword 0" value="0x00000157"/>
-<Property description="Temperature Threshold (Celsius)" name="TempThreshold" value="70"/>
+<Property description="Temperature Threshold" name="TempThreshold" value="70 C"/>
 </Object>
 </Object>)x");
 }
@@ -201,7 +201,7 @@ TEST(AnyFeature, GoesToTheOnlyNamespaceForAFeatureOfNamespaces) {
 <Property description="Select" name="SEL" value="current"/>
 <Property description="Namespace Identifier" name="NSID" value="4"/>
 <Property name="Dword 0" value="0x00010003"/>
-<Property description="Time Limited Error Recovery (100 milliseconds)" name="TimeLimitedErrorRecovery" value="3"/>
+<Property description="Time Limited Error Recovery" name="TimeLimitedErrorRecovery" value="3 units of 100 milliseconds"/>
 <Property description="Deallocated or Unwritten Logical Block Error Enable" name="DULBE" value="True"/>
 </Object>
 </Object>)x");
@@ -433,7 +433,7 @@ TEST(AnyFeature, ShowsAndWritesTheMakersFeaturesOnTheMakersDriveAlone) {
 <Property description="I/O Off Multiplier" name="IoOffMultiplier" value="4"/>
 <Property description="Format On Multiplier" name="FormatOnMultiplier" value="8"/>
 <Property description="Format Off Multiplier" name="FormatOffMultiplier" value="8"/>
-<Property description="Duration Base (milliseconds)" name="DurationBase" value="50"/>
+<Property description="Duration Base" name="DurationBase" value="50 milliseconds"/>
 <Property description="Idle State" name="IdleState" value="on"/>
 </Object>
 </Object>)x");

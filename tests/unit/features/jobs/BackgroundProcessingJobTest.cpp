@@ -56,8 +56,8 @@ TEST(BackgroundProcessingJob, ProgressIsTold) {
         .expect(lookAtLog(0x81, 512).answers(DriveBytes(512).le16(0, 0x4000).le16(2, 2)))
         .expect(lookAtLog(0x06, 564).answers(DriveBytes(564).put(0, {0x02, 0x1E})))
         .expect(lookAtLog(0x03, 512).answers(DriveBytes(512).byte(0, 0x21).text(16, "FW2", 8)));
-    EXPECT_EQ(show(drive), answer("a sanitize operation is in progress, 25.00 percent done",
-                                  "extended self-test in progress, 30 percent done",
+    EXPECT_EQ(show(drive), answer("a sanitize operation is in progress, 25.00 % done",
+                                  "extended self-test in progress, 30 % done",
                                   "revision FW2 in slot 2 waits for a controller level reset", true));
 }
 
@@ -78,7 +78,7 @@ TEST(BackgroundProcessingJob, ALogThatIsRefusedIsToldInItsPlace) {
     EXPECT_EQ(show(drive),
               answer("not reported: Get Log Page failed on drive S1 (/dev/nvme0): Invalid Log Page (status code type "
                      "0x1, status code 0x09, opcode 0x02).",
-                     "short self-test in progress, 5 percent done", "no activation is pending", true));
+                     "short self-test in progress, 5 % done", "no activation is pending", true));
 }
 
 TEST(BackgroundProcessingJob, AFailingDriveDoesNotSpoilTheOthers) {
@@ -136,7 +136,7 @@ TEST(BackgroundProcessingJob, TheMakersDriveTellsOfItsOwnWork) {
         std::string answer;
     } cases[] = {
         {DriveBytes(64), DriveBytes(64).byte(8, 0x04), velkoAnswer("never run", "none", false)},
-        {DriveBytes(64).put(0, {1, 25}), DriveBytes(64), velkoAnswer("in progress, 25 percent done", "none", true)},
+        {DriveBytes(64).put(0, {1, 25}), DriveBytes(64), velkoAnswer("in progress, 25 % done", "none", true)},
         {DriveBytes(64).put(0, {2, 100}), DriveBytes(64).byte(0, 0x05),
          velkoAnswer("completed", "garbage collection and media scan", true)},
     };

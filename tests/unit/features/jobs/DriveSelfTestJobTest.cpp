@@ -56,7 +56,7 @@ std::string status(const std::string& category, const std::string& code, const s
 std::string result(const std::string& test, const std::string& outcome) {
     return "<Object key=\"S1\" name=\"Drive Self-Test Result 1\">\n<Property name=\"Test\" value=\"" + test +
            "\"/>\n<Property name=\"Result\" value=\"" + outcome + "\"/>\n" +
-           R"xml(<Property description="Power On Hours (hours)" name="POH" value="700"/>
+           R"xml(<Property description="Power On Hours" name="POH" value="700 hours"/>
 <Property description="Namespace" name="NSID" value="not reported"/>
 <Property description="Failing LBA" name="FLBA" value="not reported"/>
 <Property description="Status Code Type" name="SCT" value="not reported"/>
@@ -235,7 +235,7 @@ TEST_F(DriveSelfTestJobTest, ProgressAndOlderResults) {
 <Object key="S1" name="Drive Self-Test Result 1">
 <Property name="Test" value="short"/>
 <Property name="Result" value="completed with one or more failed segments"/>
-<Property description="Power On Hours (hours)" name="POH" value="700"/>
+<Property description="Power On Hours" name="POH" value="700 hours"/>
 <Property description="Namespace" name="NSID" value="1"/>
 <Property description="Failing LBA" name="FLBA" value="4096"/>
 <Property description="Status Code Type" name="SCT" value="0x02"/>
@@ -246,7 +246,7 @@ TEST_F(DriveSelfTestJobTest, ProgressAndOlderResults) {
 <Object key="S1" name="Drive Self-Test Result 2">
 <Property name="Test" value="extended"/>
 <Property name="Result" value="completed without error"/>
-<Property description="Power On Hours (hours)" name="POH" value="10"/>
+<Property description="Power On Hours" name="POH" value="10 hours"/>
 <Property description="Namespace" name="NSID" value="not reported"/>
 <Property description="Failing LBA" name="FLBA" value="not reported"/>
 <Property description="Status Code Type" name="SCT" value="not reported"/>
@@ -268,7 +268,7 @@ TEST_F(DriveSelfTestJobTest, AFinishedTestHasACode) {
 <Object key="S1" name="Drive Self-Test Result 1">
 <Property name="Test" value="short"/>
 <Property name="Result" value="a fatal error or an unknown test error occurred"/>
-<Property description="Power On Hours (hours)" name="POH" value="700"/>
+<Property description="Power On Hours" name="POH" value="700 hours"/>
 <Property description="Namespace" name="NSID" value="not reported"/>
 <Property description="Failing LBA" name="FLBA" value="not reported"/>
 <Property description="Status Code Type" name="SCT" value="not reported"/>

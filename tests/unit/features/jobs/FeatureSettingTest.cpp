@@ -98,17 +98,21 @@ TEST(FeatureSetting, AValueThatComesBackDifferentIsAFailureThatNamesBoth) {
     FakeDrive drive;
     expectSet(drive, 0x08, 0x0207, 0x0907, 0x0807);
     EXPECT_EQ(setTime(drive, 9),
-              "10/164 Configuration update failed. Drive S1 (/dev/nvme0) accepted AggregationTime 9 and reports 8.");
+              "10/164 Configuration update failed. Drive S1 (/dev/nvme0) accepted AggregationTime 9 units of 100 "
+              "microseconds and reports 8 units of 100 microseconds.");
     FakeDrive warm;
     expectSet(warm, 0x04, 0x0157, 0x0143, 0x0157);
     nvme::Drive opened(*warm.device());
-    EXPECT_EQ(told(setFeatureField(opened, settableField(nvme::findFeatureField("TempThreshold")), 0x0143)),
-              "10/164 Configuration update failed. Drive S1 (/dev/nvme0) accepted TempThreshold 50 and reports 70.");
+    EXPECT_EQ(
+        told(setFeatureField(opened, settableField(nvme::findFeatureField("TempThreshold")), 0x0143)),
+        "10/164 Configuration update failed. Drive S1 (/dev/nvme0) accepted TempThreshold 50 C and reports 70 C.");
     FakeDrive ocp;
     expectSet(ocp, 0xC6, 15, 0x001E0000, 15);
     nvme::Drive openedOcp(*ocp.device());
-    EXPECT_EQ(told(setFeatureField(openedOcp, settableOcpField(0xC6), 30)),
-              "10/164 Configuration update failed. Drive S1 (/dev/nvme0) accepted PLPCheckInterval 30 and reports 15.");
+    EXPECT_EQ(
+        told(setFeatureField(openedOcp, settableOcpField(0xC6), 30)),
+        "10/164 Configuration update failed. Drive S1 (/dev/nvme0) accepted PLPCheckInterval 30 minutes and reports "
+        "15 minutes.");
 }
 
 TEST(FeatureSetting, OtherFieldsThatChangedMeanwhileAreNoFailure) {

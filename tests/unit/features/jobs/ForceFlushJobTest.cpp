@@ -68,10 +68,10 @@ TEST(ForceFlushJob, ShowsItsProgress) {
 <Object category="Output">
 <Object key="S1" name="VELKO Force Flush Status">
 <Property name="State" value="in progress"/>
-<Property description="Progress (percent)" name="Progress" value="25"/>
-<Property description="Estimated time to go (seconds)" name="Remaining" value="3"/>
-<Property description="Bytes to be moved by this run (bytes)" name="To Move" value="1073741824"/>
-<Property description="Bytes moved so far (bytes)" name="Moved" value="268435456"/>
+<Property description="Progress" name="Progress" value="25 %"/>
+<Property description="Estimated time to go" name="Remaining" value="3 seconds"/>
+<Property description="Bytes to be moved by this run" name="To Move" value="1073741824 bytes"/>
+<Property description="Bytes moved so far" name="Moved" value="268435456 bytes"/>
 <Property name="Started" value="not set"/>
 <Property name="Ended" value="not set"/>
 </Object>

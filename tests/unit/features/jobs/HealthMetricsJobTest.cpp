@@ -41,7 +41,7 @@ TEST(HealthMetricsJob, ShowsTheSensors) {
 <Property category="attribute" displayName="MemoryBackupDeviceFailed" name="MemoryBackupDeviceFailed" size="1" type="boolean" value="False"/>
 <Property category="attribute" description="%" displayName="Percentage Used" name="PercentageUsed" size="1" type="uint8" value="3"/>
 <Property category="attribute" displayName="Power Cycles" name="PowerCycles" size="2" type="string" value="6"/>
-<Property category="attribute" displayName="Power On Hours" name="PowerOnHours" size="4" type="string" value="700"/>
+<Property category="attribute" description="hours" displayName="Power On Hours" name="PowerOnHours" size="4" type="string" value="700"/>
 <Property category="attribute" displayName="Read Only Mode" name="ReadOnlyMode" size="1" type="boolean" value="False"/>
 <Property category="attribute" displayName="Reliability Degraded" name="ReliabilityDegraded" size="1" type="boolean" value="False"/>
 <Property category="attribute" description="C" displayName="Temperature" name="Temperature" size="4" type="sint32" value="38"/>
@@ -130,7 +130,7 @@ TEST(HealthMetricsJob, AddsTheSensorsOfTheMakersDrive) {
               R"(0/0
 <Object category="Output">
 <Object category="attributeList" key="Health Sensors S1">
-<Property category="attribute" description="Celsius" displayName="Highest Lifetime Temperature" name="HighestLifetimeTemperature" size="3" type="string" value="73"/>
+<Property category="attribute" displayName="Highest Lifetime Temperature" name="HighestLifetimeTemperature" size="5" type="string" value="73 C"/>
 <Property category="attribute" displayName="Lowest Lifetime Temperature" name="LowestLifetimeTemperature" size="13" type="string" value="not reported"/>
 <Property category="attribute" displayName="" name="NandBytesWritten" size="19" type="string" value="Property not found"/>
 <Property category="attribute" displayName="Program Fail Count" name="ProgramFailCount" size="3" type="string" value="12"/>

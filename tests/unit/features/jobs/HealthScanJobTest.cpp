@@ -39,7 +39,7 @@ const std::string NOT_COMPLETED =
 const std::string FAILING = property("Result", "The drive has failed or is failing.") + property("Result Code", "102");
 const std::string ERRORS =
     property("Result", "There are read errors or data miscompares.") + property("Result Code", "103");
-const std::string SMART = property("Available Spare", "percent", "100") + property("Percentage Used", "percent", "3") +
+const std::string SMART = property("Available Spare", "100 %") + property("Percentage Used", "3 %") +
                           property("Media and Data Integrity Errors", "0");
 const std::string HEALTHY = property("Device Status", "Healthy") + SMART;
 
@@ -281,8 +281,8 @@ TEST_F(HealthScan, AScanThatIsNotFullReadsAPart) {
 
 std::string integrityPart(const std::string& path, uint64_t bytes) {
     return part("Data Integrity Scan", property("Path", path) +
-                                           property("Bytes Written and Read", std::to_string(bytes)) +
-                                           property("Mismatches", "blocks of 4096 bytes", "0"));
+                                           property("Written and Read", std::to_string(bytes) + " bytes") +
+                                           property("Mismatches", "0 units of 4096 bytes"));
 }
 
 TEST_F(HealthScan, ChecksTheDataOnTheFileSystemsOfTheDrive) {
@@ -316,8 +316,8 @@ TEST_F(HealthScan, APathThatIsElsewhereIsNotWrittenTo) {
               answer(100, NOT_COMPLETED + HEALTHY,
                      findings(INCOMPLETE) +
                          part("Data Integrity Scan",
-                              property("Path", "/proc") + property("Bytes Written and Read", "0") +
-                                  property("Mismatches", "blocks of 4096 bytes", "0") +
+                              property("Path", "/proc") + property("Written and Read", "0 bytes") +
+                                  property("Mismatches", "0 units of 4096 bytes") +
                                   property("Not completed", "System error. There is no room for a file in /proc."))));
     drive.namespaces = {unusedNamespace(1)};
     EXPECT_EQ(run().naming("S1").with("DataIntegrityScan", "true").onDevice(drive.device()),

@@ -73,7 +73,10 @@ TEST(IdentifyJob, ShowsAttachedAndAllocatedNamespaces) {
     EXPECT_EQ(JobRun(job, JOBTYPE_METHOD).with(CNS, "2").with("NamespaceId", "0").on({&drive}), R"(0/0
 <Object category="Output">
 <Object key="S1" name="Attached Namespaces">
-<Property name="Namespaces" value="1 3"/>
+<Object name="Namespaces">
+<Property name="Entry 0" value="1"/>
+<Property name="Entry 1" value="3"/>
+</Object>
 </Object>
 </Object>)");
     drive.expect(identify(0x01).answers(identifyController().le16(256, 0x0008)))
@@ -81,7 +84,8 @@ TEST(IdentifyJob, ShowsAttachedAndAllocatedNamespaces) {
     EXPECT_EQ(JobRun(job, JOBTYPE_METHOD).with(CNS, "16").with("NamespaceId", "0").on({&drive}), R"(0/0
 <Object category="Output">
 <Object key="S1" name="Allocated Namespaces">
-<Property name="Namespaces" value="none"/>
+<Object name="Namespaces">
+</Object>
 </Object>
 </Object>)");
 }
@@ -89,10 +93,10 @@ TEST(IdentifyJob, ShowsAttachedAndAllocatedNamespaces) {
 TEST(IdentifyJob, AFullListOfNamespacesGoesOnBehindItsLast) {
     FakeDrive drive;
     DriveBytes full(4096);
-    std::string numbers;
+    std::string entries;
     for (uint32_t i = 0; i < 1024; ++i) {
         full.le32(i * 4, i + 10);
-        numbers += std::to_string(i + 10) + " ";
+        entries += "<Property name=\"Entry " + std::to_string(i) + "\" value=\"" + std::to_string(i + 10) + "\"/>\n";
     }
     drive.expect(identify(0x01).answers(identifyController().le16(256, 0x0008)))
         .expect(identify(0x10).answers(full))
@@ -100,8 +104,8 @@ TEST(IdentifyJob, AFullListOfNamespacesGoesOnBehindItsLast) {
     IdentifyJob job;
     EXPECT_EQ(JobRun(job, JOBTYPE_METHOD).with(CNS, "16").on({&drive}),
               "0/0\n<Object category=\"Output\">\n<Object key=\"S1\" name=\"Allocated Namespaces\">\n"
-              "<Property name=\"Namespaces\" value=\"" +
-                  numbers + "2000\"/>\n</Object>\n</Object>");
+              "<Object name=\"Namespaces\">\n" +
+                  entries + "<Property name=\"Entry 1024\" value=\"2000\"/>\n</Object>\n</Object>\n</Object>");
     // A drive that gives the same list again must not be asked for ever.
     drive.expect(identify(0x01).answers(identifyController().le16(256, 0x0008)))
         .expect(identify(0x10).answers(full))
@@ -118,7 +122,11 @@ TEST(IdentifyJob, ShowsControllersOfTheSubsystemAndOfANamespace) {
     EXPECT_EQ(JobRun(job, JOBTYPE_METHOD).with(CNS, "19").with("NamespaceId", "0").on({&drive}), R"(0/0
 <Object category="Output">
 <Object key="S1" name="Controllers">
-<Property name="Controllers" value="0 1 65"/>
+<Object name="Controllers">
+<Property name="Entry 0" value="0"/>
+<Property name="Entry 1" value="1"/>
+<Property name="Entry 2" value="65"/>
+</Object>
 </Object>
 </Object>)");
     drive.expect(identify(0x01).answers(identifyController().le16(256, 0x0008)))
@@ -126,7 +134,8 @@ TEST(IdentifyJob, ShowsControllersOfTheSubsystemAndOfANamespace) {
     EXPECT_EQ(JobRun(job, JOBTYPE_METHOD).with(CNS, "18").with("NamespaceId", "2").on({&drive}), R"(0/0
 <Object category="Output">
 <Object key="S1" name="Controllers of Namespace 2">
-<Property name="Controllers" value="none"/>
+<Object name="Controllers">
+</Object>
 </Object>
 </Object>)");
 }
@@ -135,10 +144,10 @@ TEST(IdentifyJob, AFullListOfControllersGoesOnBehindItsLast) {
     FakeDrive drive;
     DriveBytes full(4096);
     full.le16(0, 2047);
-    std::string numbers;
+    std::string entries;
     for (uint16_t i = 0; i < 2047; ++i) {
         full.le16(2 + i * 2U, i);
-        numbers += std::to_string(i) + " ";
+        entries += "<Property name=\"Entry " + std::to_string(i) + "\" value=\"" + std::to_string(i) + "\"/>\n";
     }
     drive.expect(identify(0x01).answers(identifyController().le16(256, 0x0008)))
         .expect(identify(0x13).answers(full))
@@ -146,8 +155,8 @@ TEST(IdentifyJob, AFullListOfControllersGoesOnBehindItsLast) {
     IdentifyJob job;
     EXPECT_EQ(JobRun(job, JOBTYPE_METHOD).with(CNS, "19").on({&drive}),
               "0/0\n<Object category=\"Output\">\n<Object key=\"S1\" name=\"Controllers\">\n"
-              "<Property name=\"Controllers\" value=\"" +
-                  numbers + "3000\"/>\n</Object>\n</Object>");
+              "<Object name=\"Controllers\">\n" +
+                  entries + "<Property name=\"Entry 2047\" value=\"3000\"/>\n</Object>\n</Object>\n</Object>");
     drive.expect(identify(0x01).answers(identifyController().le16(256, 0x0008)))
         .expect(identify(0x13).answers(full))
         .expect(identify(0x13, 0, 2047).answers(full));
@@ -191,7 +200,9 @@ TEST(IdentifyJob, TheNamespaceOfThePathCountsWhereNoneIsGiven) {
     EXPECT_EQ(JobRun(job, JOBTYPE_METHOD).with(CNS, "18").with("NamespaceId", "").on({&drive}), R"(0/0
 <Object category="Output">
 <Object key="S1" name="Controllers of Namespace 7">
-<Property name="Controllers" value="4"/>
+<Object name="Controllers">
+<Property name="Entry 0" value="4"/>
+</Object>
 </Object>
 </Object>)");
 }
@@ -232,7 +243,9 @@ TEST(IdentifyJob, AFailingDriveDoesNotSpoilTheOthers) {
 <Property name="Message" value="The drive /dev/nvme0 is gone."/>
 </Object>
 <Object key="S2" name="Attached Namespaces">
-<Property name="Namespaces" value="1"/>
+<Object name="Namespaces">
+<Property name="Entry 0" value="1"/>
+</Object>
 </Object>
 <Object category="status" key="S3" name="Identify">
 <Property name="Category" value="0"/>

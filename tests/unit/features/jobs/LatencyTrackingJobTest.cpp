@@ -45,11 +45,11 @@ TEST(LatencyTrackingJob, ShowsTheBucketsOfReads) {
 <Property description="Type" name="Type" value="all commands"/>
 <Property description="Latency Tracking Enabled" name="LatencyTrackingEnabled" value="True"/>
 <Property description="Commands counted" name="Commands" value="1000"/>
-<Property description="Longest latency (microseconds)" name="Longest" value="412"/>
+<Property description="Longest latency" name="Longest" value="412 microseconds"/>
 <Property description="Time at which the buckets were emptied" name="Since" value="not set"/>
-<Property description="0 to below 100 (microseconds)" name="Bucket 0" value="990"/>
-<Property description="100 to below 1000 (microseconds)" name="Bucket 1" value="10"/>
-<Property description="1000 and above (microseconds)" name="Bucket 2" value="0"/>
+<Property description="0 to below 100 microseconds" name="Bucket 0" value="990"/>
+<Property description="100 to below 1000 microseconds" name="Bucket 1" value="10"/>
+<Property description="1000 and above microseconds" name="Bucket 2" value="0"/>
 </Object>
 </Object>)x");
 }
@@ -64,7 +64,7 @@ TEST(LatencyTrackingJob, ShowsATypeOfWritesAndTellsWhichDriveCannot) {
 <Property description="Type" name="Type" value="commands of more than 64 KiB"/>
 <Property description="Latency Tracking Enabled" name="LatencyTrackingEnabled" value="True"/>
 <Property description="Commands counted" name="Commands" value="0"/>
-<Property description="Longest latency (microseconds)" name="Longest" value="0"/>
+<Property description="Longest latency" name="Longest" value="0 microseconds"/>
 <Property description="Time at which the buckets were emptied" name="Since" value="not set"/>
 </Object>
 <Object category="status" key="S2" name="Latency Statistics">

@@ -24,7 +24,7 @@ TEST(LedActivityJob, ShowsAllFields) {
     EXPECT_EQ(JobRun(job, JOBTYPE_GET_PROPERTIES).on({&drive}), R"(0/0
 <Object category="Output">
 <Object category="attributeList" key="LED Activity S1">
-<Property category="attribute" description="milliseconds" displayName="Duration Base" name="DurationBase" size="3" type="string" value="50"/>
+<Property category="attribute" displayName="Duration Base" name="DurationBase" size="16" type="string" value="50 milliseconds"/>
 <Property category="attribute" displayName="Format Off Multiplier" name="FormatOffMultiplier" size="2" type="string" value="8"/>
 <Property category="attribute" displayName="Format On Multiplier" name="FormatOnMultiplier" size="2" type="string" value="8"/>
 <Property category="attribute" displayName="Idle State" name="IdleState" size="3" type="string" value="on"/>

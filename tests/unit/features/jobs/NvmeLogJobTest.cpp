@@ -655,9 +655,9 @@ TEST(NvmeLogJob, TheMakersPagesAreDecodedOnTheMakersDriveAlone) {
 <Object key="S1" name="VELKO Event Log">
 <Property name="Signature" value="EVNT"/>
 <Property name="Version" value="1"/>
-<Property description="Length of the log (bytes)" name="Length" value="68"/>
+<Property description="Length of the log" name="Length" value="68 bytes"/>
 <Property description="Number of entries" name="Entries" value="0"/>
-<Property description="Length of an entry (bytes)" name="Entry Length" value="32"/>
+<Property description="Length of an entry" name="Entry Length" value="32 bytes"/>
 <Property name="Time" value="not set"/>
 <Property name="Serial Number" value="not reported"/>
 <Property name="Firmware" value="not reported"/>

@@ -121,9 +121,9 @@ constexpr struct {
     {"OCPIEEESilo", 0xC4, 1, "Enable IEEE1667 Silo",
      R"x(description="IEEE 1667 Silo Enabled" name="SiloEnabled" value="True")x"},
     {"OCPPLPCheck", 0xC6, 15, "PLP Health Check Interval",
-     R"x(description="PLP Health Check Interval (minutes)" name="PLPCheckInterval" value="15")x"},
+     R"x(description="PLP Health Check Interval" name="PLPCheckInterval" value="15 minutes")x"},
     {"OCPDSSDPowerState", 0xC7, 25, "DSSD Power State",
-     R"x(description="DSSD Power State (watts)" name="DSSDPowerState" value="25")x"},
+     R"x(description="DSSD Power State" name="DSSDPowerState" value="25 watts")x"},
 };
 
 TEST(OcpFeatureJob, ShowsTheFieldOfTheFeature) {
@@ -147,7 +147,7 @@ TEST(OcpFeatureJob, ShowsTheSavedValueAndTheCapabilities) {
     EXPECT_EQ(show("OCPPLPCheck", "2", drive), R"x(0/0
 <Object category="Output">
 <Object key="S1" name="PLP Health Check Interval">
-<Property description="PLP Health Check Interval (minutes)" name="PLPCheckInterval" value="30"/>
+<Property description="PLP Health Check Interval" name="PLPCheckInterval" value="30 minutes"/>
 </Object>
 </Object>)x");
     EXPECT_EQ(show("OCPPLPCheck", "3", drive), R"x(0/0

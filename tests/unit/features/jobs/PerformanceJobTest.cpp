@@ -22,8 +22,8 @@ TEST(PerformanceJob, ShowsTheWorkDoneWithOneCommand) {
 <Property category="attribute" description="minutes" displayName="Controller Busy Time" name="ControllerBusyTime" size="3" type="string" value="50"/>
 <Property category="attribute" description="units of 512000 bytes" displayName="Data Units Read" name="DataUnitsRead" size="5" type="string" value="1000"/>
 <Property category="attribute" description="units of 512000 bytes" displayName="Data Units Written" name="DataUnitsWritten" size="21" type="string" value="18446744073709551616"/>
-<Property category="attribute" description="commands" displayName="Host Read Commands" name="HostReadCommands" size="6" type="string" value="30000"/>
-<Property category="attribute" description="commands" displayName="Host Write Commands" name="HostWriteCommands" size="6" type="string" value="40000"/>
+<Property category="attribute" displayName="Host Read Commands" name="HostReadCommands" size="6" type="string" value="30000"/>
+<Property category="attribute" displayName="Host Write Commands" name="HostWriteCommands" size="6" type="string" value="40000"/>
 </Object>
 </Object>)");
 }

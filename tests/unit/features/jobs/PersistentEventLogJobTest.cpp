@@ -138,12 +138,12 @@ const char* const PARSED = R"xml(0/0
 <Object key="LOG1" name="Persistent Event Log">
 <Property description="Log Identifier" name="LID" value="0x0D"/>
 <Property description="Total Number of Events" name="TNEV" value="1"/>
-<Property description="Total Log Length (bytes)" name="TLL" value="538"/>
+<Property description="Total Log Length" name="TLL" value="538 bytes"/>
 <Property description="Log Revision" name="LREV" value="1"/>
-<Property description="Log Header Length (bytes)" name="LHL" value="492"/>
-<Property description="Timestamp (milliseconds)" name="TSTMP" value="0"/>
+<Property description="Log Header Length" name="LHL" value="492 bytes"/>
+<Property description="Timestamp" name="TSTMP" value="0 milliseconds"/>
 <Property description="Date" name="TSTMP Date" value="not set"/>
-<Property description="Power On Hours (hours)" name="POH" value="0"/>
+<Property description="Power On Hours" name="POH" value="0 hours"/>
 <Property description="Power Cycle Count" name="PCC" value="0"/>
 <Property description="PCI Vendor ID" name="VID" value="0x0000"/>
 <Property description="PCI Subsystem Vendor ID" name="SSVID" value="0x0000"/>
@@ -157,15 +157,15 @@ const char* const PARSED = R"xml(0/0
 <Object name="Event 1 - Thermal Excursion">
 <Property description="Event Type" name="ET" value="0x0D"/>
 <Property description="Event Type Revision" name="ETR" value="1"/>
-<Property description="Event Header Length (bytes)" name="EHL" value="21"/>
+<Property description="Event Header Length" name="EHL" value="21 bytes"/>
 <Property description="Port Identifier Type" name="PIT" value="not reported"/>
 <Property description="Controller Identifier" name="CNTLID" value="0"/>
-<Property description="Event Timestamp (milliseconds)" name="ETSTMP" value="0"/>
+<Property description="Event Timestamp" name="ETSTMP" value="0 milliseconds"/>
 <Property description="Date" name="ETSTMP Date" value="not set"/>
 <Property description="Port Identifier" name="PELPID" value="0"/>
-<Property description="Vendor Specific Information Length (bytes)" name="VSIL" value="0"/>
-<Property description="Event Length (bytes)" name="EL" value="2"/>
-<Property description="Over Temperature (degrees)" name="OT" value="5"/>
+<Property description="Vendor Specific Information Length" name="VSIL" value="0 bytes"/>
+<Property description="Event Length" name="EL" value="2 bytes"/>
+<Property description="Over Temperature" name="OT" value="5 C"/>
 <Property description="Threshold" name="THRESH" value="0x01"/>
 </Object>
 </Object>

@@ -107,7 +107,7 @@ TEST(SmartJob, AnIdOfTheOcpLogIsFound) {
     EXPECT_EQ(JobRun(job, JOBTYPE_GET_PROPERTIES).with("ID", "CapacitorHealth").on({&drive}), R"(0/0
 <Object category="Output">
 <Object category="attributeList" key="SMART Attributes S1">
-<Property category="attribute" description="percent" displayName="Capacitor Health" name="CapacitorHealth" size="3" type="string" value="98"/>
+<Property category="attribute" displayName="Capacitor Health" name="CapacitorHealth" size="5" type="string" value="98 %"/>
 </Object>
 </Object>)");
 }
@@ -133,7 +133,7 @@ TEST(SmartJob, RequestedPropertiesOfTheHealthLogAskForNothingMore) {
     EXPECT_EQ(JobRun(job, JOBTYPE_GET_PROPERTIES).asking("tempERATURE").asking("PowerOnHours").on({&drive}), R"(0/0
 <Object category="Output">
 <Object category="attributeList" key="SMART Attributes S1">
-<Property category="attribute" displayName="Power On Hours" name="PowerOnHours" size="4" type="string" value="700"/>
+<Property category="attribute" description="hours" displayName="Power On Hours" name="PowerOnHours" size="4" type="string" value="700"/>
 <Property category="attribute" description="C" displayName="Temperature" name="Temperature" size="4" type="sint32" value="38"/>
 </Object>
 </Object>)");

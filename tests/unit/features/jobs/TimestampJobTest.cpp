@@ -33,13 +33,13 @@ TEST(TimestampJob, ShowsClockOriginSynchAndDate) {
     EXPECT_EQ(show({&set, &reset}), R"x(0/0
 <Object category="Output">
 <Object key="S1" name="Timestamp">
-<Property description="Timestamp (milliseconds)" name="Timestamp" value="1795200240123"/>
+<Property description="Timestamp" name="Timestamp" value="1795200240123 milliseconds"/>
 <Property description="Timestamp Origin" name="TimestampOrigin" value="set by the host"/>
 <Property description="Timestamp Synch" name="TimestampSynch" value="may have stopped at times"/>
 <Property name="Date" value="2026-11-20 18:44:00.123 UTC"/>
 </Object>
 <Object key="S2" name="Timestamp">
-<Property description="Timestamp (milliseconds)" name="Timestamp" value="1000"/>
+<Property description="Timestamp" name="Timestamp" value="1000 milliseconds"/>
 <Property description="Timestamp Origin" name="TimestampOrigin" value="cleared by a controller level reset"/>
 <Property description="Timestamp Synch" name="TimestampSynch" value="counted without a stop"/>
 <Property name="Date" value="not set"/>

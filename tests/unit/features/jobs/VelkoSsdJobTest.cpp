@@ -10,6 +10,7 @@
 #include "tests/unit/features/jobs/JobRun.h"
 #include "tests/unit/features/jobs/ModuleFolder.h"
 #include "tests/unit/features/jobs/OcpLog.h"
+#include "tests/unit/features/jobs/UsedNamespaces.h"
 
 namespace features::jobs {
 namespace {
@@ -38,6 +39,12 @@ std::string property(const std::string& displayName, const std::string& name, co
            "\" type=\"" + type + "\" value=\"" + value + "\"/>\n";
 }
 
+std::string inBytes(const std::string& displayName, const std::string& name, const std::string& size,
+                    const std::string& type, const std::string& value) {
+    return "<Property category=\"attribute\" description=\"bytes\" displayName=\"" + displayName + "\" name=\"" + name +
+           "\" size=\"" + size + "\" type=\"" + type + "\" value=\"" + value + "\"/>\n";
+}
+
 std::string answer(const std::string& properties) {
     return "0/0\n<Object category=\"Output\">\n<Object category=\"attributeList\" key=\"Velko SSD S1\">\n" +
            properties + "</Object>\n</Object>";
@@ -64,7 +71,7 @@ TEST(VelkoSsdJob, ShowsTheKeyPropertiesWithTwoCommands) {
                      property("Model Number", "ModelNumber", "11", "string", "FAKE DRIVE") +
                      property("Number LBA Formats", "NumLBAFormats", "2", "uint16", "3") +
                      property("Marketing String", "ProductFamily", "19", "string", "Property not found") +
-                     property("Sector Size", "SectorSize", "4", "uint32", "512") +
+                     inBytes("Sector Size", "SectorSize", "4", "uint32", "512") +
                      property("Serial Number", "SerialNumber", "3", "string", "S1")));
 }
 
@@ -79,6 +86,8 @@ TEST(VelkoSsdJob, WhatIsKnownWithoutADriveAsksItNothing) {
 }
 
 TEST(VelkoSsdJob, ShowsEverythingThatTheDriveHas) {
+    transport::HostNamespace ofAnotherController = unusedNamespace(3);
+    ofAnotherController.attached = false;
     FakeDrive drive;
     setIndex(drive, 0);
     setText(drive, attributes::device::modelNumber(), "VELKO X1");
@@ -92,6 +101,8 @@ TEST(VelkoSsdJob, ShowsEverythingThatTheDriveHas) {
                                               .byte(29, 0x09)))
         .expect(identify(0x01).answers(identifyController()
                                            .le32(80, 0x00010302)
+                                           .le64(280, 4294967296)
+                                           .le64(296, 2147483648)
                                            .le16(78, 7)
                                            .le16(256, 0x001F)
                                            .byte(261, 0x3E)
@@ -105,7 +116,18 @@ TEST(VelkoSsdJob, ShowsEverythingThatTheDriveHas) {
         .expect(logList(0xC0))
         .expect(lookAtLog(0xC0, 512).answers(DriveBytes(512).le16(101, 0).byte(103, 2).put(
             496, {0xC5, 0xAF, 0x10, 0x28, 0xEA, 0xBF, 0xF2, 0xA4, 0x9C, 0x4F, 0x6F, 0x7C, 0xC9, 0x14, 0xD5, 0xAF})))
-        .expect(lookAtLog(0x03, 512).answers(DriveBytes(512).byte(0, 0x21).text(16, "FW2", 8)));
+        .expect(hostLocation({"0000:01:00.0",
+                              "4",
+                              "8.0 GT/s",
+                              "2",
+                              "16.0 GT/s",
+                              "4",
+                              {{"nvme-FAKE_S1", "/dev/nvme0n1"}, {"nvme-FAKE_S1-part1", "/dev/nvme0n1p1"}}}))
+        .expect(lookAtLog(0x03, 512).answers(DriveBytes(512).byte(0, 0x21).text(16, "FW2", 8)))
+        .expect(hostUses({mounted(1), unusedNamespace(2), ofAnotherController}))
+        .expect(identify(0x00, 1).answers(
+            identifyNamespace(262144, 12).le64(16, 5).byte(120, 0x02).byte(127, 0xFF).byte(104, 0xAB)))
+        .expect(identify(0x00, 2).refuses(0x400B));
     VelkoSsdJob job;
     expectGolden(std::string(GOLDENS) + "velkossd_all.xml",
                  JobRun(job, JOBTYPE_GET_PROPERTIES).with("ShowAll", "true").on({&drive}));
@@ -114,9 +136,10 @@ TEST(VelkoSsdJob, ShowsEverythingThatTheDriveHas) {
 TEST(VelkoSsdJob, OfAllPropertiesThoseThatTheDriveLacksAreLeftOut) {
     FakeDrive drive;
     drive.expect(hostNamespaces({}))
-        .expect(lookAtLog(0x02, 512).refuses(0x4002))
         .expect(identify(0x01).answers(identifyController().byte(111, 3)))  // an administrative controller
-        .expect(lookAtLog(0x03, 512).refuses(0x4002));
+        .expect(hostLocation())
+        .expect(lookAtLog(0x03, 512).refuses(0x4002))
+        .expect(hostUses({}));
     VelkoSsdJob job;
     expectGolden(std::string(GOLDENS) + "velkossd_bare.xml",
                  JobRun(job, JOBTYPE_GET_PROPERTIES).with("ShowAll", "true").on({&drive}));
@@ -129,13 +152,21 @@ TEST(VelkoSsdJob, RequestedPropertiesGoBeforeShowAll) {
               answer(property("Firmware", "Firmware", "4", "string", "FW1")));
 }
 
+TEST(VelkoSsdJob, ADriveWithoutNamespacesShowsItsTotalCapacity) {
+    FakeDrive drive;
+    drive.expect(hostNamespaces({})).expect(identify(0x01).answers(identifyController().le64(280, 4294967296)));
+    VelkoSsdJob job;
+    EXPECT_EQ(JobRun(job, JOBTYPE_GET_PROPERTIES).asking("Capacity").on({&drive}),
+              answer(property("Capacity", "Capacity", "8", "string", "4.29 GB")));
+}
+
 TEST(VelkoSsdJob, TheCapacityIsThatOfAllNamespaces) {
     FakeDrive drive;
     drive.expect(hostNamespaces({unusedNamespace(1), unusedNamespace(2), unusedNamespace(3)}));
     VelkoSsdJob job;
     EXPECT_EQ(JobRun(job, JOBTYPE_GET_PROPERTIES).asking("Capacity").asking("PhysicalSize").on({&drive}),
               answer(property("Capacity", "Capacity", "8", "string", "3.22 GB") +
-                     property("Physical Size", "PhysicalSize", "8", "sint64", "1073741824")));
+                     inBytes("Physical Size", "PhysicalSize", "8", "sint64", "1073741824")));
 }
 
 TEST(VelkoSsdJob, TheStatusTellsEachWarning) {
@@ -212,7 +243,7 @@ TEST(VelkoSsdJob, AControllerWithoutNamespacesMayLackTheHealthLog) {
 TEST(VelkoSsdJob, KnowsItsProperties) {
     const VelkoSsdJob job;
     const AttributeList properties = job.getSupportedProperties();
-    EXPECT_EQ(properties.size(), 62U);
+    EXPECT_EQ(properties.size(), 70U);
     EXPECT_EQ(properties.count("Index"), 1U);
     EXPECT_EQ(properties.count("WriteCacheSupported"), 1U);
 }

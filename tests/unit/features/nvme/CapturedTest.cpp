@@ -102,10 +102,13 @@ struct Pair {
     Relation relation;
 };
 
-/// The value of a field, or what is wrong with looking for it.
+/// The value of a field without its unit, which nvme-cli does not show, or what is wrong with looking for it.
 std::string valueOf(const FieldTree& tree, const std::string& name) {
     for (const Field& field : tree.fields) {
-        if (field.name == name) return field.value;
+        if (field.name != name) continue;
+        const size_t blank = field.value.find(' ');
+        const bool isNumber = field.value.find_first_not_of("-.0123456789") == blank;
+        return isNumber ? field.value.substr(0, blank) : field.value;
     }
     return "no field " + name;
 }

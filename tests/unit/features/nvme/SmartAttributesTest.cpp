@@ -53,7 +53,7 @@ TEST(SmartAttributes, HoldTheWholeLog) {
               "NumErrorInfoLogEntries: 42 <string>\n"
               "PercentageUsed: 255 % <uint8>\n"
               "PowerCycles: 0 <string>\n"
-              "PowerOnHours: 10000 <string>\n"
+              "PowerOnHours: 10000 hours <string>\n"
               "ReadOnlyWarning: False <boolean>\n"
               "ReliabilityWarning: True <boolean>\n"
               "Temperature: 38 C <sint32>\n"
@@ -86,7 +86,7 @@ TEST(SmartAttributes, HealthMetricsAreTheSensors) {
               "MemoryBackupDeviceFailed: True <boolean>\n"
               "PercentageUsed: 255 % <uint8>\n"
               "PowerCycles: 0 <string>\n"
-              "PowerOnHours: 10000 <string>\n"
+              "PowerOnHours: 10000 hours <string>\n"
               "ReadOnlyMode: False <boolean>\n"
               "ReliabilityDegraded: True <boolean>\n"
               "Temperature: 38 C <sint32>\n"
@@ -112,8 +112,8 @@ TEST(SmartAttributes, PerformanceMetricsHaveUnits) {
               "ControllerBusyTime: 1000 minutes <string>\n"
               "DataUnitsRead: 123456789 units of 512000 bytes <string>\n"
               "DataUnitsWritten: 18446744073709551616 units of 512000 bytes <string>\n"
-              "HostReadCommands: 340282366920938463463374607431768211455 commands <string>\n"
-              "HostWriteCommands: 170141183460469231731687303715884105729 commands <string>\n");
+              "HostReadCommands: 340282366920938463463374607431768211455 <string>\n"
+              "HostWriteCommands: 170141183460469231731687303715884105729 <string>\n");
     EXPECT_EQ(shown(received(list)), shown(list));
 }
 
