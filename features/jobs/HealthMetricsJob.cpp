@@ -13,13 +13,6 @@ namespace features::jobs {
 
 using namespace ostrel::core;
 
-namespace {
-
-/// Behind these the maker's page counts work, not health.
-constexpr size_t VELKO_HEALTH_BYTES = 72;
-
-}  // namespace
-
 HealthMetricsJob::HealthMetricsJob() : FeatureJob(ostrel::interfaces::ostreli::JOB_HEALTH_METRICS, "Health Sensors") {}
 
 std::unique_ptr<ostrel::interfaces::ostreli::Job> HealthMetricsJob::clone() const {

@@ -360,7 +360,11 @@ std::unique_ptr<ostrel::interfaces::ostreli::Job> VelkoSsdJob::clone() const {
 AttributeList VelkoSsdJob::getSupportedProperties() const {
     OSTREL_TRACE();
     AttributeList list;
-    for (const AttributeRow& row : ROWS) list[row.attribute().getName()] = row.attribute();
+    for (const AttributeRow& row : ROWS) {
+        Attribute attribute = row.attribute();
+        attribute.setDescription(row.unit);
+        list[attribute.getName()] = std::move(attribute);
+    }
     return list;
 }
 

@@ -5,6 +5,7 @@
 
 #include "features/nvme/Bytes.h"
 #include "features/nvme/Opcodes.h"
+#include "features/nvme/Structures.h"
 #include "ostrel/core/AttributeVocabulary.h"
 #include "ostrel/core/ScopeTrace.h"
 #include "ostrel/core/Strings.h"
@@ -459,6 +460,25 @@ uint32_t withField(const FieldRow& row, uint32_t dword, uint32_t value) {
     const Position position = positionOf(row);
     const auto mask = static_cast<uint32_t>(bits(~uint64_t{0}, position.width - 1, 0) << position.shift);
     return (dword & ~mask) | (value << position.shift & mask);
+}
+
+std::vector<Structure> featureStructures() {
+    OSTREL_TRACE();
+    std::vector<Structure> structures = {
+        {"LBA Range Type > LBA Range *", LBA_RANGE},
+        {"Autonomous Power State Transition > Power State *", POWER_TRANSITION},
+        {"Host Memory Buffer", HOST_MEMORY},
+        {"Timestamp", TIMESTAMP},
+        {"Predictable Latency Mode Config", DETERMINISTIC_THRESHOLDS},
+        {"Host Behavior Support", HOST_BEHAVIOR},
+        {"Host Identifier", EXTENDED_HOST_IDENTIFIER},
+        {"Error Injection > Error Injection *", ERROR_INJECTION_ENTRY},
+        {"Latency Monitor", LATENCY_MONITOR},
+        {"* Capabilities", CAPABILITIES},
+    };
+    for (const FeatureRow& row : FEATURES) structures.push_back({row.name, row.dword0});
+    for (const FeatureRow& row : OCP_FEATURES) structures.push_back({row.name, row.dword0});
+    return structures;
 }
 
 }  // namespace features::nvme

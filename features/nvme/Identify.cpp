@@ -5,6 +5,7 @@
 #include "features/nvme/Bytes.h"
 #include "features/nvme/FieldTable.h"
 #include "features/nvme/NamespaceProperties.h"
+#include "features/nvme/Structures.h"
 #include "ostrel/core/ScopeTrace.h"
 #include "ostrel/core/Strings.h"
 
@@ -472,6 +473,18 @@ bool hasOcpUuid(const Payload& data) {
     return std::any_of(entries.begin(), entries.end(), [](const uint8_t* entry) {
         return std::equal(std::begin(OCP_UUID), std::end(OCP_UUID), entry + UUID_OFFSET);
     });
+}
+
+std::vector<Structure> identifyStructures() {
+    OSTREL_TRACE();
+    std::vector<Structure> structures = {
+        {"Identify Controller", CONTROLLER_FIELDS}, {"Identify Controller > Power State *", POWER_STATE_FIELDS},
+        {"Identify Namespace *", NAMESPACE_FIELDS}, {"Identify Namespace * > LBA Format *", LBA_FORMAT_FIELDS},
+        {"UUID List > UUID *", UUID_FIELDS},
+    };
+    for (const auto& descriptor : DESCRIPTORS)
+        structures.push_back({"Namespace Identification Descriptors of Namespace *", FieldRows(&descriptor.row, 1)});
+    return structures;
 }
 
 }  // namespace features::nvme

@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "features/nvme/FieldTable.h"
+#include "features/nvme/Structures.h"
 #include "ostrel/core/ScopeTrace.h"
 
 namespace features::nvme {
@@ -146,6 +147,15 @@ bool isOcpSmart(const Payload& data) {
     OSTREL_TRACE();
     return data.getSize() >= OFFSET_OCP_GUID + sizeof OCP_SMART_GUID &&
            std::memcmp(data.getData() + OFFSET_OCP_GUID, OCP_SMART_GUID, sizeof OCP_SMART_GUID) == 0;
+}
+
+std::vector<Structure> healthLogStructures() {
+    OSTREL_TRACE();
+    return {
+        {"SMART / Health Information", SMART_FIELDS},
+        {"Endurance Group Information", ENDURANCE_GROUP_FIELDS},
+        {"OCP SMART / Health Information Extended", OCP_SMART_FIELDS},
+    };
 }
 
 }  // namespace features::nvme

@@ -5,6 +5,7 @@
 #include "features/nvme/Bytes.h"
 #include "features/nvme/FieldTable.h"
 #include "features/nvme/Opcodes.h"
+#include "features/nvme/Structures.h"
 #include "ostrel/core/ScopeTrace.h"
 
 namespace features::nvme {
@@ -218,6 +219,21 @@ std::string firmwareSlotRevision(const uint8_t* log, unsigned slot) {
 
 std::string sanitizeStatusText(unsigned code) {
     return wordText(SANITIZE_STATUSES, code);
+}
+
+std::vector<Structure> historyLogStructures() {
+    OSTREL_TRACE();
+    return {
+        {"Error Information > Error *", ERROR_FIELDS},
+        {"Firmware Slot Information", FIRMWARE_FIELDS},
+        {"Device Self-test", SELF_TEST_FIELDS},
+        {"Device Self-test > Result *", SELF_TEST_RESULT_FIELDS},
+        {"Drive Self-Test Result *", SELF_TEST_RESULT_FIELDS},
+        {"Telemetry Host-Initiated Header", TELEMETRY_FIELDS},
+        {"Telemetry Controller-Initiated Header", TELEMETRY_FIELDS},
+        {"Persistent Event Log", PERSISTENT_EVENT_FIELDS},
+        {"Sanitize Status", SANITIZE_FIELDS},
+    };
 }
 
 }  // namespace features::nvme

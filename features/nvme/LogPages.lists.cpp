@@ -6,6 +6,7 @@
 #include "features/nvme/FieldTable.h"
 #include "features/nvme/Identify.h"
 #include "features/nvme/Opcodes.h"
+#include "features/nvme/Structures.h"
 #include "ostrel/core/ScopeTrace.h"
 #include "ostrel/core/Strings.h"
 
@@ -248,6 +249,19 @@ FieldTree decodeLbaStatus(const Payload& data) {
 FieldTree decodeReservation(const Payload& data) {
     OSTREL_TRACE();
     return decodeTable("Reservation Notification", RESERVATION_FIELDS, data);
+}
+
+std::vector<Structure> listLogStructures() {
+    OSTREL_TRACE();
+    return {
+        {"Predictable Latency Per NVM Set", LATENCY_FIELDS},
+        {"Asymmetric Namespace Access", ANA_FIELDS},
+        {"Asymmetric Namespace Access > ANA Group *", ANA_GROUP_FIELDS},
+        {"LBA Status Information", LBA_STATUS_FIELDS},
+        {"LBA Status Information > Namespace *", LBA_STATUS_NAMESPACE_FIELDS},
+        {"LBA Status Information > Namespace * > Range *", LBA_RANGE_FIELDS},
+        {"Reservation Notification", RESERVATION_FIELDS},
+    };
 }
 
 }  // namespace features::nvme

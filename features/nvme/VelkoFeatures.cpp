@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <iterator>
 
+#include "features/nvme/Structures.h"
 #include "features/nvme/VelkoInterface.h"
 #include "ostrel/core/AttributeVocabulary.h"
 #include "ostrel/core/ScopeTrace.h"
@@ -111,6 +112,13 @@ FeatureField findVelkoFeatureField(const std::string& key) {
         }
     }
     return {nullptr, nullptr};
+}
+
+std::vector<Structure> velkoFeatureStructures() {
+    OSTREL_TRACE();
+    std::vector<Structure> structures = {{"Maximum LBA", MAXIMUM_LBA}, {"Native Maximum LBA", NATIVE_MAXIMUM_LBA}};
+    for (const FeatureRow& row : VELKO_FEATURES) structures.push_back({row.name, row.dword0});
+    return structures;
 }
 
 }  // namespace features::nvme

@@ -6,6 +6,7 @@
 
 #include "features/nvme/Bytes.h"
 #include "features/nvme/FieldTable.h"
+#include "features/nvme/Structures.h"
 #include "features/nvme/VelkoInterface.h"
 #include "ostrel/core/AttributeVocabulary.h"
 #include "ostrel/core/ScopeTrace.h"
@@ -219,6 +220,22 @@ std::string backgroundActivityText(uint64_t activities) {
         text += i < std::size(ACTIVITIES) ? ACTIVITIES[i] : "reserved (" + hexText(uint64_t{1} << i) + ")";
     }
     return text.empty() ? "none" : text;
+}
+
+std::vector<Structure> velkoLogStructures() {
+    OSTREL_TRACE();
+    return {
+        {"VELKO Extended SMART", EXTENDED_SMART},
+        {"VELKO Read Latency Statistics", LATENCY},
+        {"VELKO Write Latency Statistics", LATENCY},
+        {"VELKO Nlog", LOG_HEADER},
+        {"VELKO Bridge Nlog", LOG_HEADER},
+        {"VELKO Event Log", LOG_HEADER},
+        {"VELKO Assert Log", LOG_HEADER},
+        {"VELKO System Snapshot", LOG_HEADER},
+        {"VELKO Force Flush Status", FORCE_FLUSH},
+        {"VELKO Background Activity", BACKGROUND_SHARE},
+    };
 }
 
 }  // namespace features::nvme

@@ -7,6 +7,7 @@
 #include "features/nvme/LogPages.h"
 #include "features/nvme/Opcodes.h"
 #include "features/parsers/PersistentEvents.h"
+#include "features/parsers/Structures.h"
 #include "ostrel/core/Payload.h"
 #include "ostrel/core/ScopeTrace.h"
 #include "ostrel/core/Strings.h"
@@ -192,6 +193,13 @@ PersistentEventLog parsePersistentEventLog(const uint8_t* data, size_t size) {
 uint64_t persistentEventLogBytes(const uint8_t* header) {
     OSTREL_TRACE();
     return std::max<uint64_t>(le64(header + OFFSET_TLL), PersistentEventLog::HEADER_BYTES);
+}
+
+std::vector<nvme::Structure> eventHeaderStructures() {
+    OSTREL_TRACE();
+    return {
+        {"Persistent Event Log > Event *", EVENT_FIELDS},
+    };
 }
 
 }  // namespace features::parsers

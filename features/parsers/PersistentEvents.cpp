@@ -7,6 +7,7 @@
 #include "features/nvme/Features.h"
 #include "features/nvme/FieldTable.h"
 #include "features/nvme/LogPages.h"
+#include "features/parsers/Structures.h"
 #include "ostrel/core/Payload.h"
 #include "ostrel/core/ScopeTrace.h"
 #include "ostrel/core/Strings.h"
@@ -281,6 +282,16 @@ std::string addEventData(FieldTree& tree, uint8_t type, const uint8_t* data, siz
         return "its data has " + std::to_string(size) + " bytes, and such an event has " +
                std::to_string(row->leastBytes) + " at least";
     return row->addRest == nullptr ? std::string() : row->addRest(tree, data, size);
+}
+
+std::vector<nvme::Structure> eventStructures() {
+    OSTREL_TRACE();
+    std::vector<nvme::Structure> structures = {
+        {"Persistent Event Log > Event * > Reset *", RESET_FIELDS},
+        {"Persistent Event Log > Event * > Descriptor *", VENDOR_FIELDS},
+    };
+    for (const EventRow& row : EVENTS) structures.push_back({"Persistent Event Log > Event *", row.fields});
+    return structures;
 }
 
 }  // namespace features::parsers
