@@ -56,9 +56,9 @@ TEST(BackgroundProcessingJob, ProgressIsTold) {
         .expect(lookAtLog(0x81, 512).answers(DriveBytes(512).le16(0, 0x4000).le16(2, 2)))
         .expect(lookAtLog(0x06, 564).answers(DriveBytes(564).put(0, {0x02, 0x1E})))
         .expect(lookAtLog(0x03, 512).answers(DriveBytes(512).byte(0, 0x21).text(16, "FW2", 8)));
-    EXPECT_EQ(show(drive), answer("a sanitize operation is in progress, 25.00 % done",
-                                  "extended self-test in progress, 30 % done",
-                                  "revision FW2 in slot 2 waits for a controller level reset", true));
+    EXPECT_EQ(show(drive),
+              answer("a sanitize operation is in progress, 25.00 % done", "extended self-test in progress, 30 % done",
+                     "revision FW2 in slot 2 waits for a controller level reset", true));
 }
 
 TEST(BackgroundProcessingJob, FirmwareThatWaitsIsNotAtWork) {

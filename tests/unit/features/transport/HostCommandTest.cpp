@@ -21,6 +21,7 @@ constexpr struct {
 } REQUESTS[] = {
     {HostRequest::NAMESPACES, "Namespaces"},
     {HostRequest::USES, "Uses of Namespaces"},
+    {HostRequest::LOCATION, "Location"},
     {HostRequest::RESET_CONTROLLER, "Controller Reset"},
     {HostRequest::RESET_SUBSYSTEM, "NVM Subsystem Reset"},
     {HostRequest::RESCAN, "Rescan"},
