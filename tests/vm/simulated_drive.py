@@ -389,7 +389,8 @@ class MandatoryPartsAlone(SimulatedDriveTestCase):
         before, _ = self.seen_by_nvme()
         self.assertNotEqual(self.machine.shell("nvme get-log -i 0xC0 -l 512 /dev/nvme0").status, 0)
         after, entries = self.seen_by_nvme()
-        self.assertEqual((int(after), entries[12:14]), (int(before) + 1, b"\x12\x02"), "Invalid Log Page")
+        self.assertEqual((int(after), entries[12:14]), (int(before) + 1, b"\x12\x82"),
+                         "Invalid Log Page, Do Not Retry")
 
 
 if __name__ == "__main__":
