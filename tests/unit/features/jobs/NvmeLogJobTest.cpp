@@ -282,7 +282,10 @@ TEST(NvmeLogJob, TheGroupsOfAnAnaLogSayHowLongItIs) {
             DriveBytes(92).le16(8, 1).le32(16, 1).le32(20, 2).byte(32, 1).le32(48, 4).le32(52, 9)));
     NvmeLogJob job;
     const std::string answer = JobRun(job, JOBTYPE_METHOD).with("LogId", "12").on({&drive});
-    EXPECT_NE(answer.find("<Property name=\"Namespaces\" value=\"4 9\"/>"), std::string::npos) << answer;
+    EXPECT_NE(answer.find("<Object name=\"Namespaces\">\n<Property name=\"Entry 0\" value=\"4\"/>\n"
+                          "<Property name=\"Entry 1\" value=\"9\"/>\n</Object>"),
+              std::string::npos)
+        << answer;
 }
 
 TEST(NvmeLogJob, AGroupWithMoreNamespacesThanTheControllerTakesIsReadUpToTheirNumber) {

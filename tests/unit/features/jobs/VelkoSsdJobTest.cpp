@@ -137,6 +137,7 @@ TEST(VelkoSsdJob, OfAllPropertiesThoseThatTheDriveLacksAreLeftOut) {
     FakeDrive drive;
     drive.expect(hostNamespaces({}))
         .expect(identify(0x01).answers(identifyController().byte(111, 3)))  // an administrative controller
+        .expect(lookAtLog(0x02, 512).refuses(0x4002))
         .expect(hostLocation())
         .expect(lookAtLog(0x03, 512).refuses(0x4002))
         .expect(hostUses({}));
