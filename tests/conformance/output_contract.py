@@ -34,7 +34,8 @@ NOT_SEEN = {
         "no simulated drive has this feature, or no command of the walk shows it",
     r"Endurance Analyzer.*": "wear takes more time than a test has; its unit test shows it",
     r"Partition .*": "a simulated drive has no partitions; tests/vm has drives with some",
-    r"Health Scan.*": "scans are walked in text",
+    r"Health Scan.*": "a scan with findings, and of a mounted drive; drive_logs and tests/vm show them in text",
+    r"System Information": "what the test's machine is, no golden file can say",
     r"Persistent Event Log.*": "a new drive has few kinds of events; the layouts of tests/unit/features/parsers have all",
     r"Drive Self-Test Result .*|Device Self-test.*": "a test that failed has more to say than the ones that are walked",
     r"(Telemetry|Firmware Slot|Supported|Commands|Error Information|Changed).*": "what only some drives have",
@@ -125,6 +126,10 @@ def object_schema(name, keys):
     return {field: value for field, value in schema.items() if value != {}}
 
 
+# Objects that are not of a drive, or not always.
+WITHOUT_DRIVE = {"Health Scan", "System Information"}
+
+
 def heading_pattern(name, names):
     """A heading is the object's name and the drive's: its serial number, and its node where two have the same."""
     longer = [other[len(name) + 1:] for other in names if other.startswith(name + " ") and PART not in other]
@@ -132,7 +137,8 @@ def heading_pattern(name, names):
     ahead = "".join(f"(?!{pattern(rest, '[^ ]+')} )" for rest in longer)
     if name.startswith("*"):
         return f"^{pattern(name, '.+')} [^ ]+( [^ ]+)?$"
-    return f"^{pattern(name, '[^ ]+')} {ahead}[^ ]+( [^ ]+)?$"
+    drive = f" {ahead}[^ ]+( [^ ]+)?"
+    return f"^{pattern(name, '[^ ]+')}{f'({drive})?' if name in WITHOUT_DRIVE else drive}$"
 
 
 def make_schema(objects):

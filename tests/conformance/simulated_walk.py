@@ -284,7 +284,8 @@ WALK = {
                     "dump -destination none.bin -velkossd 0 -nvmelog 0xFE"],
     "Scan": [Refused("start -scan Logs -velkossd 0 DirectoryPath=logs"), Folder("logs"),
              "start -scan Logs -velkossd 0 DirectoryPath=logs IncludeSystemInfo=false",
-             "start -scan ReadScan -velkossd 0"],
+             "start -scan ReadScan -velkossd 0", "start -o json -scan ReadScan -velkossd 0", Folder("json"),
+             "start -o json -scan Logs -velkossd 0 DirectoryPath=json"],
 }
 
 # Rows without a command line, which the tool refuses whatever one types.
