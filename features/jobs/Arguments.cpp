@@ -40,6 +40,14 @@ bool readNumber(const std::string& text, Digits digits, uint64_t& value) {
     return !text.empty();
 }
 
+bool takeSuffix(std::string& text, const std::string& suffix) {
+    OSTREL_TRACE();
+    if (text.size() < suffix.size() || text.compare(text.size() - suffix.size(), suffix.size(), suffix) != 0)
+        return false;
+    text.resize(text.size() - suffix.size());
+    return true;
+}
+
 const std::string* Arguments::find(const std::string& key) const {
     const std::string* value = nullptr;
     for (const auto& property : request_.properties) {

@@ -19,6 +19,9 @@ enum class Digits : uint8_t {
 /// Every character counts: false for anything that is not a number, or that does not fit, and `value` stays as it was.
 bool readNumber(const std::string& text, Digits digits, uint64_t& value);
 
+/// Whether `text` ends in `suffix`, which is cut off then.
+bool takeSuffix(std::string& text, const std::string& suffix);
+
 /// The arguments of a request: the properties of its root, by name. Of equal names the last one counts. An argument
 /// with an empty value counts as absent where the method says so.
 ///

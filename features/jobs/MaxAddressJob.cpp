@@ -45,19 +45,13 @@ struct Wanted {
 
 Status readWanted(const std::string& text, Wanted& wanted) {
     std::string digits = toLower(text);
-    const auto takeSuffix = [&](const std::string& suffix) {
-        if (digits.size() < suffix.size() || digits.compare(digits.size() - suffix.size(), suffix.size(), suffix) != 0)
-            return false;
-        digits.resize(digits.size() - suffix.size());
-        return true;
-    };
     if (digits == "native") {
         wanted.unit = Wanted::Unit::NATIVE;
         return Status();
     }
-    if (takeSuffix("gb"))
+    if (takeSuffix(digits, "gb"))
         wanted.unit = Wanted::Unit::GIGABYTES;
-    else if (takeSuffix("%"))
+    else if (takeSuffix(digits, "%"))
         wanted.unit = Wanted::Unit::PERCENT;
     const std::string said = ", not '" + text + "'.";
     if (!isInteger(digits)) {

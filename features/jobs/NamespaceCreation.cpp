@@ -64,15 +64,6 @@ Status readOptional(const Arguments& arguments, const SettableProperty& property
     return readValue(arguments, property, value);
 }
 
-/// At least 1.
-Status readBlocks(const Arguments& arguments, const Attribute& attribute, Status (*refusal)(),
-                  std::optional<uint64_t>& blocks) {
-    Status status = arguments.number(attribute.getName(), UNKNOWN, blocks);
-    if (status.is(0, 0) && blocks != 0U) return status;
-    return withDetails(refusal(), attribute.getName() + " must be a number of blocks from 1 on, not '" +
-                                      arguments.text(attribute.getName()) + "'.");
-}
-
 /// A counter of 128 bits, or the most that 64 hold.
 uint64_t saturated128(const uint8_t* at) {
     return nvme::le64(at + 8) == 0 ? nvme::le64(at) : UNKNOWN;
@@ -94,13 +85,15 @@ Status readNamespaceRequest(const Arguments& arguments, NamespaceRequest& reques
     OSTREL_TRACE();
     const Attribute sizeAttribute = attributes::feature::size();
     if (arguments.text(sizeAttribute.getName()).empty()) return statuses::noNamespaceSize();
-    std::optional<uint64_t> size;
-    Status status = readBlocks(arguments, sizeAttribute, statuses::invalidCapacity, size);
+    std::optional<NamespaceAmount> size;
+    Status status = readAmount(arguments, sizeAttribute, size);
     if (!status.is(0, 0)) return status;
     request.size = *size;
-    status = readBlocks(arguments, attributes::feature::capacity(), statuses::invalidCapacity, request.capacity);
+    status = readAmount(arguments, attributes::feature::capacity(), request.capacity);
     if (!status.is(0, 0)) return status;
-    if (request.capacity.value_or(0) > request.size) return statuses::namespaceCapacityAboveSize();
+    if (request.capacity && request.capacity->unit == request.size.unit &&
+        request.capacity->number > request.size.number)
+        return statuses::namespaceCapacityAboveSize();
     uint32_t lbaFormat = 0;
     uint32_t protection = 0;
     uint32_t shared = 0;
@@ -128,9 +121,11 @@ Status NamespaceCreation::run(const uint8_t* controllerBytes, std::string& repor
     if (!status.is(0, 0)) return status;
     status = checkFormat(NamespaceProperties(data.getData()));
     if (!status.is(0, 0)) return status;
-    if (capacity() < request_.size && !bit(data.getData()[OFFSET_NSFEAT], 0))
-        return statuses::thinProvisioningNotSupported();
-    status = checkSize(controller, freeBytes);
+    status = readGranularity(controller);
+    if (status.is(0, 0)) status = findBlocks(freeBytes);
+    if (!status.is(0, 0)) return status;
+    if (capacity_ < size_ && !bit(data.getData()[OFFSET_NSFEAT], 0)) return statuses::thinProvisioningNotSupported();
+    status = checkSize(freeBytes);
     if (!status.is(0, 0)) return status;
     return create(report);
 }
@@ -173,14 +168,37 @@ Status NamespaceCreation::checkProtection(const NamespaceProperties& common) {
     return Status();
 }
 
-Status NamespaceCreation::checkSize(const ControllerCapabilities& controller, uint64_t freeBytes) {
+Status NamespaceCreation::findBlocks(uint64_t freeBytes) {
     OSTREL_TRACE();
-    Status status = readGranularity(controller);
-    if (!status.is(0, 0)) return status;
     // A size that is the capacity as well has to fit both.
     if (!request_.capacity) sizeStep_ = capacityStep_ = commonStep(sizeStep_, capacityStep_);
+    Status status = toBlocks("Size", request_.size, sizeStep_, freeBytes, size_);
+    capacity_ = size_;
+    if (status.is(0, 0) && request_.capacity)
+        status = toBlocks("Capacity", *request_.capacity, capacityStep_, freeBytes, capacity_);
+    return status.is(0, 0) && capacity_ > size_ ? statuses::namespaceCapacityAboveSize() : status;
+}
+
+Status NamespaceCreation::toBlocks(const char* what, const NamespaceAmount& amount, uint64_t step, uint64_t freeBytes,
+                                   uint64_t& blocks) const {
+    OSTREL_TRACE();
+    if (amount.unit == NamespaceAmount::Unit::PERCENT && freeBytes == UNKNOWN) {
+        return withDetails(statuses::invalidCapacity(), "Drive " + drive_.name() +
+                                                            " does not report its unallocated capacity: give " + what +
+                                                            " in blocks, GB or GiB.");
+    }
+    blocks = amount.blocks(format_.dataBytes(), freeBytes, step);
+    if (blocks != 0) return Status();
+    const bool isOfRest = amount.unit == NamespaceAmount::Unit::PERCENT;
+    return withDetails(isOfRest ? statuses::notEnoughSpaceForNamespace() : statuses::invalidCapacity(),
+                       std::string(what) + " is less than " + std::to_string(step * format_.dataBytes()) +
+                           " bytes, the smallest amount on drive " + drive_.name() + ".");
+}
+
+Status NamespaceCreation::checkSize(uint64_t freeBytes) {
+    OSTREL_TRACE();
     const uint64_t freeBlocks = freeBytes == UNKNOWN ? UNKNOWN : freeBytes / format_.dataBytes();
-    if (capacity() > freeBlocks) {
+    if (capacity_ > freeBlocks) {
         std::string text = "Drive " + drive_.name() + " has " + std::to_string(freeBytes) + " bytes left";
         const uint64_t most = freeBlocks / capacityStep_ * capacityStep_;
         if (most != 0)
@@ -188,8 +206,8 @@ Status NamespaceCreation::checkSize(const ControllerCapabilities& controller, ui
                 ": " + std::to_string(most) + " blocks of " + std::to_string(format_.dataBytes()) + " bytes would fit";
         return withDetails(statuses::notEnoughSpaceForNamespace(), text + ".");
     }
-    status = checkMultiple("Size", request_.size, sizeStep_, request_.capacity ? UNKNOWN : freeBlocks);
-    return status.is(0, 0) ? checkMultiple("Capacity", capacity(), capacityStep_, freeBlocks) : status;
+    const Status status = checkMultiple("Size", size_, sizeStep_, request_.capacity ? UNKNOWN : freeBlocks);
+    return status.is(0, 0) ? checkMultiple("Capacity", capacity_, capacityStep_, freeBlocks) : status;
 }
 
 /// Tells the multiples of `step` below and above, as far as they are not more than `most`.
@@ -228,8 +246,8 @@ Status NamespaceCreation::readGranularity(const ControllerCapabilities& controll
 Status NamespaceCreation::create(std::string& report) {
     OSTREL_TRACE();
     uint8_t data[nvme::IDENTIFY_BYTES] = {};
-    nvme::putLe64(data + OFFSET_NSZE, request_.size);
-    nvme::putLe64(data + OFFSET_NCAP, capacity());
+    nvme::putLe64(data + OFFSET_NSZE, size_);
+    nvme::putLe64(data + OFFSET_NCAP, capacity_);
     data[OFFSET_FLBAS] = static_cast<uint8_t>((request_.lbaFormat & 0x0F) | (metadataExtended_ ? 0x10 : 0) |
                                               (request_.lbaFormat >> 4) << 5);
     data[OFFSET_DPS] = static_cast<uint8_t>(request_.protectionType | (protectionFirst_ ? 0x08 : 0));
@@ -238,9 +256,10 @@ Status NamespaceCreation::create(std::string& report) {
     Status status = drive_.send(namespaceManagement(SEL_CREATE, 0), answer, Payload(data, sizeof data));
     if (!status.is(0, 0)) return toldByNamespaceRefusals(status, drive_);
     drive_.forgetIdentify();
-    report = "Namespace " + std::to_string(answer.completion.dword0) +
-             " was created: " + std::to_string(request_.size) + " blocks of " + std::to_string(format_.dataBytes()) +
-             " bytes. It can be used when it is attached to a controller.";
+    report = "Namespace " + std::to_string(answer.completion.dword0) + " was created: " + std::to_string(size_) +
+             " blocks of " + std::to_string(format_.dataBytes()) + " bytes" +
+             (capacity_ == size_ ? "" : ", capacity " + std::to_string(capacity_) + " blocks") +
+             ". It can be used when it is attached to a controller.";
     return status;
 }
 

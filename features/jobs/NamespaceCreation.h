@@ -5,6 +5,7 @@
 #include <string>
 
 #include "features/jobs/Arguments.h"
+#include "features/jobs/NamespaceAmount.h"
 #include "features/nvme/ControllerCapabilities.h"
 #include "features/nvme/Drive.h"
 #include "features/nvme/NamespaceProperties.h"
@@ -12,10 +13,10 @@
 
 namespace features::jobs {
 
-/// A namespace that is to be made. Units: blocks of the format.
+/// A namespace that is to be made.
 struct NamespaceRequest {
-    uint64_t size = 0;
-    std::optional<uint64_t> capacity;  ///< absent: as large as the size
+    NamespaceAmount size;
+    std::optional<NamespaceAmount> capacity;  ///< absent: as large as the size
     uint8_t lbaFormat = 0;
     uint8_t protectionType = 0;
     bool isShared = false;
@@ -39,15 +40,19 @@ private:
     ostrel::core::Status checkCount(const nvme::ControllerCapabilities& controller);
     ostrel::core::Status checkFormat(const nvme::NamespaceProperties& common);
     ostrel::core::Status checkProtection(const nvme::NamespaceProperties& common);
-    ostrel::core::Status checkSize(const nvme::ControllerCapabilities& controller, uint64_t freeBytes);
+    ostrel::core::Status findBlocks(uint64_t freeBytes);
+    ostrel::core::Status toBlocks(const char* what, const NamespaceAmount& amount, uint64_t step, uint64_t freeBytes,
+                                  uint64_t& blocks) const;
+    ostrel::core::Status checkSize(uint64_t freeBytes);
     ostrel::core::Status checkMultiple(const char* what, uint64_t blocks, uint64_t step, uint64_t most) const;
     ostrel::core::Status readGranularity(const nvme::ControllerCapabilities& controller);
     ostrel::core::Status create(std::string& report);
-    uint64_t capacity() const { return request_.capacity.value_or(request_.size); }
 
     nvme::Drive& drive_;
     NamespaceRequest request_;
     nvme::NamespaceProperties::LbaFormat format_{};
+    uint64_t size_ = 0;  ///< in blocks
+    uint64_t capacity_ = 0;
     bool metadataExtended_ = false;
     bool protectionFirst_ = false;
     uint64_t sizeStep_ = 1;      ///< in blocks

@@ -83,6 +83,10 @@ TEST_F(NamespaceManagementJobTest, BadRequestsAreRefusedUnasked) {
     const std::string action =
         "10/79 Invalid namespace management action. Supported actions are create, delete, attach, and detach.";
     const std::string size = "10/78 No namespace size given.";
+    const std::string forms =
+        " must be a number of blocks from 1 on, an amount like 100GB or 100GiB, or 1% to 100% of the unallocated "
+        "capacity, not ";
+    const std::string noSize = "10/269 Invalid Capacity. Size" + forms;
     const std::string id = "10/80 Invalid namespace ID given. It was '";
     const struct {
         const char* action;
@@ -93,14 +97,26 @@ TEST_F(NamespaceManagementJobTest, BadRequestsAreRefusedUnasked) {
         {"Create", {{"Size", "1"}}, action},
         {"create", {}, size},
         {"create", {{"Size", ""}}, size},
-        {"create", {{"Size", "0"}}, "10/269 Invalid Capacity. Size must be a number of blocks from 1 on, not '0'."},
-        {"create", {{"Size", "s"}}, "10/269 Invalid Capacity. Size must be a number of blocks from 1 on, not 's'."},
+        {"create", {{"Size", "0"}}, "10/269 Invalid Capacity. Size" + forms + "'0'."},
+        {"create", {{"Size", "s"}}, "10/269 Invalid Capacity. Size" + forms + "'s'."},
+        {"create", {{"Size", "0GB"}}, noSize + "'0GB'."},
+        {"create", {{"Size", "0%"}}, noSize + "'0%'."},
+        {"create", {{"Size", "101%"}}, noSize + "'101%'."},
+        {"create", {{"Size", "GB"}}, noSize + "'GB'."},
+        {"create", {{"Size", "%"}}, noSize + "'%'."},
+        {"create", {{"Size", "1.5GB"}}, noSize + "'1.5GB'."},
+        {"create", {{"Size", "-1GB"}}, noSize + "'-1GB'."},
+        {"create", {{"Size", "1  GB"}}, noSize + "'1  GB'."},
+        {"create", {{"Size", "1 "}}, noSize + "'1 '."},
+        {"create", {{"Size", "1TB"}}, noSize + "'1TB'."},
+        {"create", {{"Size", "18446744074GB"}}, noSize + "'18446744074GB'."},
+        {"create", {{"Size", "17179869184GiB"}}, noSize + "'17179869184GiB'."},
+        {"create", {{"Size", "18446744073709551616"}}, noSize + "'18446744073709551616'."},
         {"create",
-         {{"Size", "1"}, {"Capacity", "c"}},
-         "10/269 Invalid Capacity. Capacity must be a number of blocks from 1 on, not 'c'."},
-        {"create",
-         {{"Size", "1"}, {"Capacity", "0"}},
-         "10/269 Invalid Capacity. Capacity must be a number of blocks from 1 on, not '0'."},
+         {{"Size", "1GB"}, {"Capacity", "2GB"}},
+         "10/237 Cannot create a namespace with a capacity larger than it's size."},
+        {"create", {{"Size", "1"}, {"Capacity", "c"}}, "10/269 Invalid Capacity. Capacity" + forms + "'c'."},
+        {"create", {{"Size", "1"}, {"Capacity", "0"}}, "10/269 Invalid Capacity. Capacity" + forms + "'0'."},
         {"create",
          {{"Size", "1"}, {"Capacity", "2"}},
          "10/237 Cannot create a namespace with a capacity larger than it's size."},
@@ -161,30 +177,105 @@ TEST_F(NamespaceManagementJobTest, EachFieldOfANewNamespace) {
         DriveBytes data;
         const char* blocks;
     } CASES[] = {
-        {{{"Size", "0x10"}}, common(), newNamespace(16, 16), "16 blocks of 512"},
-        {{{"Size", "9"}, {"Capacity", "9"}}, common(), newNamespace(9, 9), "9 blocks of 512"},
-        {{{"Size", "9"}, {"Capacity", "4"}}, thin, newNamespace(9, 4), "9 blocks of 512"},
-        {{{"Size", "9"}, {"LBAFormat", "1"}}, common(), newNamespace(9, 9).byte(26, 0x01), "9 blocks of 4096"},
-        {{{"Size", "9"}, {"LBAFormat", "2"}}, common(), newNamespace(9, 9).byte(26, 0x02), "9 blocks of 4096"},
-        {{{"Size", "9"}, {"LBAFormat", "2"}}, extendedOnly, newNamespace(9, 9).byte(26, 0x12), "9 blocks of 4096"},
+        {{{"Size", "0x10"}}, common(), newNamespace(16, 16), "16 blocks of 512 bytes"},
+        {{{"Size", "9"}, {"Capacity", "9"}}, common(), newNamespace(9, 9), "9 blocks of 512 bytes"},
+        {{{"Size", "9"}, {"Capacity", "4"}}, thin, newNamespace(9, 4), "9 blocks of 512 bytes, capacity 4 blocks"},
+        {{{"Size", "9"}, {"LBAFormat", "1"}}, common(), newNamespace(9, 9).byte(26, 0x01), "9 blocks of 4096 bytes"},
+        {{{"Size", "9"}, {"LBAFormat", "2"}}, common(), newNamespace(9, 9).byte(26, 0x02), "9 blocks of 4096 bytes"},
+        {{{"Size", "9"}, {"LBAFormat", "2"}},
+         extendedOnly,
+         newNamespace(9, 9).byte(26, 0x12),
+         "9 blocks of 4096 bytes"},
         {{{"Size", "9"}, {"LBAFormat", "2"}, {"ProtectionInformation", "3"}},
          common(),
          newNamespace(9, 9).byte(26, 0x02).byte(29, 0x03),
-         "9 blocks of 4096"},
+         "9 blocks of 4096 bytes"},
         {{{"Size", "9"}, {"LBAFormat", "2"}, {"ProtectionInformation", "2"}},
          firstOnly,
          newNamespace(9, 9).byte(26, 0x02).byte(29, 0x0A),
-         "9 blocks of 4096"},
+         "9 blocks of 4096 bytes"},
         {{{"Size", "9"}, {"MultiPathIoCapabilities", "1"}},
          common(),
          newNamespace(9, 9).byte(30, 1),
-         "9 blocks of 512"},
+         "9 blocks of 512 bytes"},
     };
     for (const auto& c : CASES) {
         expectLook(managingController(), c.common);
         drive_.expect(createCommand(c.data).completes(3));
         EXPECT_EQ(run("create", c.words), told(std::string("0/0 Namespace 3 was created: ") + c.blocks +
-                                               " bytes. It can be used when it is attached to a controller."));
+                                               ". It can be used when it is attached to a controller."));
+        drive_.expectDone();
+    }
+}
+
+/// 1 GiB is not allocated: 2,097,152 blocks of 512 bytes.
+TEST_F(NamespaceManagementJobTest, AmountsInOtherUnitsAreRoundedDownToBlocks) {
+    const DriveBytes thin = common().byte(24, 0x01);
+    const struct {
+        Words words;
+        DriveBytes common;
+        DriveBytes data;
+        const char* blocks;
+    } CASES[] = {
+        {{{"Size", "1GB"}}, common(), newNamespace(1953125, 1953125), "1953125 blocks of 512 bytes"},
+        {{{"Size", "1 gb"}, {"LBAFormat", "1"}},
+         common(),
+         newNamespace(244140, 244140).byte(26, 0x01),
+         "244140 blocks of 4096 bytes"},
+        {{{"Size", "1GiB"}}, common(), newNamespace(2097152, 2097152), "2097152 blocks of 512 bytes"},
+        {{{"Size", "100%"}}, common(), newNamespace(2097152, 2097152), "2097152 blocks of 512 bytes"},
+        {{{"Size", "1 %"}}, common(), newNamespace(20971, 20971), "20971 blocks of 512 bytes"},
+        {{{"Size", "1GiB"}, {"Capacity", "50%"}},
+         thin,
+         newNamespace(2097152, 1048576),
+         "2097152 blocks of 512 bytes, capacity 1048576 blocks"},
+        {{{"Size", "1GiB"}, {"Capacity", "100%"}},
+         common(),
+         newNamespace(2097152, 2097152),
+         "2097152 blocks of 512 bytes"},
+    };
+    for (const auto& c : CASES) {
+        expectLook(managingController(), c.common);
+        drive_.expect(createCommand(c.data).completes(3));
+        EXPECT_EQ(run("create", c.words), told(std::string("0/0 Namespace 3 was created: ") + c.blocks +
+                                               ". It can be used when it is attached to a controller."));
+        drive_.expectDone();
+    }
+}
+
+TEST_F(NamespaceManagementJobTest, AmountsThatDoNotFitCreateNothing) {
+    const struct {
+        Words words;
+        DriveBytes controller;
+        std::string refusal;
+    } CASES[] = {
+        {{{"Size", "2GB"}},
+         managingController(),
+         "10/82 More free space is required to create the namespace. Drive S1 (/dev/nvme0) has 1073741824 bytes left: "
+         "2097152 blocks of 512 bytes would fit."},
+        {{{"Size", "18446744073GB"}},
+         managingController(),
+         "10/82 More free space is required to create the namespace. Drive S1 (/dev/nvme0) has 1073741824 bytes left: "
+         "2097152 blocks of 512 bytes would fit."},
+        {{{"Size", "50%"}},
+         managingController().le64(296, 0),
+         "10/82 More free space is required to create the namespace. Size is less than 512 bytes, the smallest amount "
+         "on drive S1 (/dev/nvme0)."},
+        {{{"Size", "50%"}},
+         managingController().le64(280, 0).le64(296, 0),
+         "10/269 Invalid Capacity. Drive S1 (/dev/nvme0) does not report its unallocated capacity: give Size in "
+         "blocks, "
+         "GB or GiB."},
+        {{{"Size", "1000"}, {"Capacity", "1GB"}},
+         managingController(),
+         "10/237 Cannot create a namespace with a capacity larger than it's size."},
+        {{{"Size", "1GB"}, {"Capacity", "50%"}},
+         managingController(),
+         "10/84 Thin provisioning is not supported by the controller."},
+    };
+    for (const auto& c : CASES) {
+        expectLook(c.controller);
+        EXPECT_EQ(run("create", c.words), told(c.refusal));
         drive_.expectDone();
     }
 }
@@ -281,6 +372,23 @@ DriveBytes granularity(uint8_t attributes, std::initializer_list<std::pair<uint6
         offset += 16;
     }
     return list;
+}
+
+TEST_F(NamespaceManagementJobTest, AmountsInOtherUnitsAreRoundedDownToGranules) {
+    constexpr uint64_t MIB = 1 << 20;
+    const auto lookAt = [&](uint64_t granule) {
+        expectLook(granularController());
+        drive_.expect(identify(0x16).answers(granularity(0, {{granule, granule}})));
+    };
+    lookAt(700 * MIB);
+    drive_.expect(createCommand(newNamespace(1433600, 1433600)).completes(3));
+    EXPECT_EQ(run("create", {{"Size", "1GB"}}),
+              told("0/0 Namespace 3 was created: 1433600 blocks of 512 bytes. It can be used when it is attached to a "
+                   "controller."));
+    lookAt(MIB * 2000);
+    EXPECT_EQ(run("create", {{"Size", "1GiB"}}),
+              told("10/269 Invalid Capacity. Size is less than 2097152000 bytes, the smallest amount on drive S1 "
+                   "(/dev/nvme0)."));
 }
 
 TEST_F(NamespaceManagementJobTest, ASizeBetweenGranulesIsToldWithItsNeighbours) {

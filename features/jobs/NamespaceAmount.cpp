@@ -1,0 +1,78 @@
+#include "features/jobs/NamespaceAmount.h"
+
+#include <limits>
+
+#include "features/jobs/StatusDetails.h"
+#include "ostrel/core/ScopeTrace.h"
+#include "ostrel/core/StatusCatalogue.h"
+#include "ostrel/core/Strings.h"
+
+namespace features::jobs {
+
+using namespace ostrel::core;
+
+namespace {
+
+using Unit = NamespaceAmount::Unit;
+
+constexpr uint64_t ALL_PERCENT = 100;
+
+struct UnitRow {
+    const char* suffix;
+    Unit unit;
+    uint64_t factor;
+    uint64_t most;  ///< before the factor
+};
+constexpr uint64_t UNLIMITED = std::numeric_limits<uint64_t>::max();
+constexpr uint64_t GIGABYTE = 1000000000;
+constexpr uint64_t GIBIBYTE = uint64_t{1} << 30;
+// clang-format off
+constexpr UnitRow UNITS[] = {
+    {"gb",  Unit::BYTES,   GIGABYTE, UNLIMITED / GIGABYTE},
+    {"gib", Unit::BYTES,   GIBIBYTE, UNLIMITED / GIBIBYTE},
+    {"%",   Unit::PERCENT, 1,        ALL_PERCENT},
+    {"",    Unit::BLOCKS,  1,        UNLIMITED},
+};
+// clang-format on
+
+bool parse(const std::string& text, NamespaceAmount& amount) {
+    std::string digits = toLower(text);
+    for (const UnitRow& row : UNITS) {
+        if (!takeSuffix(digits, row.suffix)) continue;
+        if (row.unit != Unit::BLOCKS) (void)takeSuffix(digits, " ");
+        uint64_t number = 0;
+        if (!readNumber(digits, Digits::DECIMAL, number) || number == 0 || number > row.most) return false;
+        amount = {row.unit, number * row.factor};
+        return true;
+    }
+    return false;
+}
+
+}  // namespace
+
+uint64_t NamespaceAmount::blocks(uint32_t blockBytes, uint64_t unallocatedBytes, uint64_t step) const {
+    OSTREL_TRACE();
+    if (unit == Unit::BLOCKS) return number;
+    // In two steps: the product may not fit.
+    const uint64_t share =
+        unallocatedBytes / ALL_PERCENT * number + unallocatedBytes % ALL_PERCENT * number / ALL_PERCENT;
+    return (unit == Unit::PERCENT ? share : number) / blockBytes / step * step;
+}
+
+Status readAmount(const Arguments& arguments, const Attribute& attribute, std::optional<NamespaceAmount>& amount) {
+    OSTREL_TRACE();
+    const std::string text = arguments.text(attribute.getName());
+    NamespaceAmount read;
+    if (text.empty()) return Status();
+    if (parse(text, read)) {
+        amount = read;
+        return Status();
+    }
+    return withDetails(statuses::invalidCapacity(),
+                       attribute.getName() +
+                           " must be a number of blocks from 1 on, an amount like 100GB or 100GiB, "
+                           "or 1% to 100% of the unallocated capacity, not '" +
+                           text + "'.");
+}
+
+}  // namespace features::jobs
