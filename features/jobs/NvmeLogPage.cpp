@@ -248,7 +248,10 @@ std::optional<uint8_t> findLogByName(const std::string& name) {
     const LogPageRow* row = nvme::findLogPage(name);
     if (row == nullptr) row = nvme::findVelkoLogPage(name);
     if (row != nullptr) return row->lid;
-    if (nvme::comparableLogName(name) == nvme::comparableLogName(OCP_SMART_NAME)) return nvme::LID_OCP_SMART;
+    const std::string wanted = nvme::comparableLogName(name);
+    for (const char* const known : {OCP_SMART_NAME, OCP_SMART_SHORT_NAME}) {
+        if (wanted == nvme::comparableLogName(known)) return nvme::LID_OCP_SMART;
+    }
     return std::nullopt;
 }
 

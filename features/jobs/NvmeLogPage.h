@@ -16,6 +16,7 @@ namespace features::jobs {
 
 /// How the one page is called that has no row of the standard. Only a drive whose page bears its GUID has it.
 inline constexpr const char* OCP_SMART_NAME = "OCP SMART / Health Information Extended";
+inline constexpr const char* OCP_SMART_SHORT_NAME = "ocp-smart";
 
 /// The row of a log page on this drive: the standard's, or the maker's on a VELKO drive. Null where there is none.
 const nvme::LogPageRow* findLogRow(const nvme::Drive& drive, uint8_t lid);

@@ -43,42 +43,42 @@ using Controller = ControllerCapabilities;
 
 // clang-format off
 constexpr LogPageRow LOG_PAGES[] = {
-    {LID_SUPPORTED_LOGS, "Supported Log Pages", &Controller::supportsSupportedLogs,
-     SUPPORTED_LOGS_BYTES, nullptr, decodeSupportedLogs},
-    {LID_ERROR_INFORMATION, "Error Information", nullptr,
-     0, errorInformationLength, decodeErrorInformation},
-    {LID_SMART_HEALTH, "SMART / Health Information", nullptr,
-     512, nullptr, decodeSmartHealth},
-    {LID_FIRMWARE_SLOT, "Firmware Slot Information", nullptr,
-     512, nullptr, decodeFirmwareSlots},
-    {LID_CHANGED_NAMESPACES, "Changed Namespace List", &Controller::supportsNamespaceNotices,
-     4096, nullptr, decodeChangedNamespaces},
-    {LID_COMMAND_EFFECTS, "Commands Supported and Effects", &Controller::supportsCommandEffects,
-     4096, nullptr, decodeCommandEffects},
-    {LID_DEVICE_SELF_TEST, "Device Self-test", &Controller::supportsSelfTest,
-     564, nullptr, decodeSelfTest},
-    {LID_TELEMETRY_HOST, "Telemetry Host-Initiated", &Controller::supportsTelemetry,
-     512, nullptr, decodeTelemetryHeader},
-    {LID_TELEMETRY_CONTROLLER, "Telemetry Controller-Initiated", &Controller::supportsTelemetry,
-     512, nullptr, decodeTelemetryHeader},
-    {LID_ENDURANCE_GROUP, "Endurance Group Information", &Controller::supportsEnduranceGroups,
-     512, nullptr, decodeEnduranceGroup},
-    {LID_PREDICTABLE_LATENCY_SET, "Predictable Latency Per NVM Set", &Controller::supportsPredictableLatency,
-     512, nullptr, decodePredictableLatency},
-    {LID_PREDICTABLE_LATENCY_AGGREGATE, "Predictable Latency Event Aggregate", &Controller::supportsPredictableLatency,
-     8, aggregateLength, decodePredictableLatencyAggregate},
-    {LID_ANA, "Asymmetric Namespace Access", &Controller::supportsAna,
-     16, anaLength, decodeAna},
-    {LID_PERSISTENT_EVENT, "Persistent Event Log", &Controller::supportsPersistentEventLog,
-     512, nullptr, decodePersistentEventHeader},
-    {LID_LBA_STATUS, "LBA Status Information", &Controller::supportsLbaStatus,
-     16, lbaStatusLength, decodeLbaStatus},
-    {LID_ENDURANCE_GROUP_AGGREGATE, "Endurance Group Event Aggregate", &Controller::supportsEnduranceGroups,
-     8, aggregateLength, decodeEnduranceGroupAggregate},
-    {LID_RESERVATION, "Reservation Notification", &Controller::supportsReservations,
-     64, nullptr, decodeReservation},
-    {LID_SANITIZE_STATUS, "Sanitize Status", &Controller::supportsSanitize,
-     512, nullptr, decodeSanitizeStatus},
+    {LID_SUPPORTED_LOGS, "Supported Log Pages", "supported",
+     &Controller::supportsSupportedLogs, SUPPORTED_LOGS_BYTES, nullptr, decodeSupportedLogs},
+    {LID_ERROR_INFORMATION, "Error Information", "error",
+     nullptr, 0, errorInformationLength, decodeErrorInformation},
+    {LID_SMART_HEALTH, "SMART / Health Information", "smart",
+     nullptr, 512, nullptr, decodeSmartHealth},
+    {LID_FIRMWARE_SLOT, "Firmware Slot Information", "firmware",
+     nullptr, 512, nullptr, decodeFirmwareSlots},
+    {LID_CHANGED_NAMESPACES, "Changed Namespace List", "changed-ns",
+     &Controller::supportsNamespaceNotices, 4096, nullptr, decodeChangedNamespaces},
+    {LID_COMMAND_EFFECTS, "Commands Supported and Effects", "effects",
+     &Controller::supportsCommandEffects, 4096, nullptr, decodeCommandEffects},
+    {LID_DEVICE_SELF_TEST, "Device Self-test", "selftest",
+     &Controller::supportsSelfTest, 564, nullptr, decodeSelfTest},
+    {LID_TELEMETRY_HOST, "Telemetry Host-Initiated", "telemetry",
+     &Controller::supportsTelemetry, 512, nullptr, decodeTelemetryHeader},
+    {LID_TELEMETRY_CONTROLLER, "Telemetry Controller-Initiated", "telemetry-ctrl",
+     &Controller::supportsTelemetry, 512, nullptr, decodeTelemetryHeader},
+    {LID_ENDURANCE_GROUP, "Endurance Group Information", "endurance",
+     &Controller::supportsEnduranceGroups, 512, nullptr, decodeEnduranceGroup},
+    {LID_PREDICTABLE_LATENCY_SET, "Predictable Latency Per NVM Set", "predictable-latency",
+     &Controller::supportsPredictableLatency, 512, nullptr, decodePredictableLatency},
+    {LID_PREDICTABLE_LATENCY_AGGREGATE, "Predictable Latency Event Aggregate", "predictable-latency-events",
+     &Controller::supportsPredictableLatency, 8, aggregateLength, decodePredictableLatencyAggregate},
+    {LID_ANA, "Asymmetric Namespace Access", "ana",
+     &Controller::supportsAna, 16, anaLength, decodeAna},
+    {LID_PERSISTENT_EVENT, "Persistent Event Log", "events",
+     &Controller::supportsPersistentEventLog, 512, nullptr, decodePersistentEventHeader},
+    {LID_LBA_STATUS, "LBA Status Information", "lba-status",
+     &Controller::supportsLbaStatus, 16, lbaStatusLength, decodeLbaStatus},
+    {LID_ENDURANCE_GROUP_AGGREGATE, "Endurance Group Event Aggregate", "endurance-events",
+     &Controller::supportsEnduranceGroups, 8, aggregateLength, decodeEnduranceGroupAggregate},
+    {LID_RESERVATION, "Reservation Notification", "reservation",
+     &Controller::supportsReservations, 64, nullptr, decodeReservation},
+    {LID_SANITIZE_STATUS, "Sanitize Status", "sanitize",
+     &Controller::supportsSanitize, 512, nullptr, decodeSanitizeStatus},
 };
 // clang-format on
 
@@ -93,6 +93,12 @@ std::string comparableLogName(const std::string& name) {
     return text;
 }
 
+bool isLogName(const LogPageRow& row, const std::string& name) {
+    OSTREL_TRACE();
+    const std::string wanted = comparableLogName(name);
+    return comparableLogName(row.name) == wanted || comparableLogName(row.shortName) == wanted;
+}
+
 const LogPageRow* findLogPage(uint8_t lid) {
     OSTREL_TRACE();
     const auto* row = std::find_if(logPagesBegin(), logPagesEnd(), [lid](const LogPageRow& r) { return r.lid == lid; });
@@ -101,9 +107,8 @@ const LogPageRow* findLogPage(uint8_t lid) {
 
 const LogPageRow* findLogPage(const std::string& name) {
     OSTREL_TRACE();
-    const std::string wanted = comparableLogName(name);
-    const auto* row = std::find_if(logPagesBegin(), logPagesEnd(),
-                                   [&](const LogPageRow& r) { return comparableLogName(r.name) == wanted; });
+    const auto* row =
+        std::find_if(logPagesBegin(), logPagesEnd(), [&](const LogPageRow& r) { return isLogName(r, name); });
     return row == logPagesEnd() ? nullptr : row;
 }
 

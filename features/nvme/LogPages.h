@@ -13,6 +13,7 @@ namespace features::nvme {
 struct LogPageRow {
     uint8_t lid;
     const char* name;
+    const char* shortName;
     /// Null: every controller has it.
     bool (ControllerCapabilities::*isSupported)() const;
     /// The bytes that are read: the whole page, or the head that tells the length of the whole.
@@ -26,10 +27,12 @@ struct LogPageRow {
     }
 };
 
-/// The row of a log page identifier or name; null when there is none. In names only letters and digits count, without
-/// their case. Vendor-specific identifiers have no rows, since their meaning depends on the drive.
+/// The row of a log page identifier or name, long or short; null when there is none. In names only letters and digits
+/// count, without their case. Vendor-specific identifiers have no rows, since their meaning depends on the drive.
 const LogPageRow* findLogPage(uint8_t lid);
 const LogPageRow* findLogPage(const std::string& name);
+/// Whether a name, long or short, is that of the page.
+bool isLogName(const LogPageRow& row, const std::string& name);
 /// A name as it is compared.
 std::string comparableLogName(const std::string& name);
 /// All rows, in the order of their identifiers.

@@ -120,17 +120,17 @@ FieldTree decodeLatency(const char* heading, const Payload& data) {
 
 // clang-format off
 constexpr LogPageRow VELKO_LOG_PAGES[] = {
-    {LID_VELKO_EXTENDED_SMART,  "VELKO Extended SMART",           nullptr, VELKO_EXTENDED_SMART_BYTES, nullptr, decodeVelkoExtendedSmart},
-    {LID_VELKO_READ_LATENCY,    "VELKO Read Latency Statistics",  nullptr, VELKO_LATENCY_BYTES,        nullptr, decodeVelkoReadLatency},
-    {LID_VELKO_WRITE_LATENCY,   "VELKO Write Latency Statistics", nullptr, VELKO_LATENCY_BYTES,        nullptr, decodeVelkoWriteLatency},
-    {LID_VELKO_NLOG,            "VELKO Nlog",                     nullptr, VELKO_LOG_HEADER_BYTES,     nullptr, decodeVelkoLogHeader},
-    {LID_VELKO_BRIDGE_NLOG,     "VELKO Bridge Nlog", &ControllerCapabilities::hasSeveralPorts,
-                                                                           VELKO_LOG_HEADER_BYTES,     nullptr, decodeVelkoLogHeader},
-    {LID_VELKO_EVENT_LOG,       "VELKO Event Log",                nullptr, VELKO_LOG_HEADER_BYTES,     nullptr, decodeVelkoLogHeader},
-    {LID_VELKO_ASSERT_LOG,      "VELKO Assert Log",               nullptr, VELKO_LOG_HEADER_BYTES,     nullptr, decodeVelkoLogHeader},
-    {LID_VELKO_SYSTEM_SNAPSHOT, "VELKO System Snapshot",          nullptr, VELKO_LOG_HEADER_BYTES,     nullptr, decodeVelkoLogHeader},
-    {LID_VELKO_FORCE_FLUSH,     "VELKO Force Flush Status",       nullptr, VELKO_FORCE_FLUSH_BYTES,    nullptr, decodeVelkoForceFlush},
-    {LID_VELKO_BACKGROUND,      "VELKO Background Activity",      nullptr, VELKO_BACKGROUND_BYTES,     nullptr, decodeVelkoBackground},
+    {LID_VELKO_EXTENDED_SMART,  "VELKO Extended SMART",           "velko-smart",   nullptr, VELKO_EXTENDED_SMART_BYTES, nullptr, decodeVelkoExtendedSmart},
+    {LID_VELKO_READ_LATENCY,    "VELKO Read Latency Statistics",  "read-latency",  nullptr, VELKO_LATENCY_BYTES,        nullptr, decodeVelkoReadLatency},
+    {LID_VELKO_WRITE_LATENCY,   "VELKO Write Latency Statistics", "write-latency", nullptr, VELKO_LATENCY_BYTES,        nullptr, decodeVelkoWriteLatency},
+    {LID_VELKO_NLOG,            "VELKO Nlog",                     "nlog",          nullptr, VELKO_LOG_HEADER_BYTES,     nullptr, decodeVelkoLogHeader},
+    {LID_VELKO_BRIDGE_NLOG,     "VELKO Bridge Nlog",              "bridge-nlog",   &ControllerCapabilities::hasSeveralPorts,
+                                                                                            VELKO_LOG_HEADER_BYTES,     nullptr, decodeVelkoLogHeader},
+    {LID_VELKO_EVENT_LOG,       "VELKO Event Log",                "event-log",     nullptr, VELKO_LOG_HEADER_BYTES,     nullptr, decodeVelkoLogHeader},
+    {LID_VELKO_ASSERT_LOG,      "VELKO Assert Log",               "assert",        nullptr, VELKO_LOG_HEADER_BYTES,     nullptr, decodeVelkoLogHeader},
+    {LID_VELKO_SYSTEM_SNAPSHOT, "VELKO System Snapshot",          "snapshot",      nullptr, VELKO_LOG_HEADER_BYTES,     nullptr, decodeVelkoLogHeader},
+    {LID_VELKO_FORCE_FLUSH,     "VELKO Force Flush Status",       "force-flush",   nullptr, VELKO_FORCE_FLUSH_BYTES,    nullptr, decodeVelkoForceFlush},
+    {LID_VELKO_BACKGROUND,      "VELKO Background Activity",      "background",    nullptr, VELKO_BACKGROUND_BYTES,     nullptr, decodeVelkoBackground},
 };
 // clang-format on
 
@@ -149,8 +149,7 @@ const LogPageRow* findVelkoLogPage(uint8_t lid) {
 
 const LogPageRow* findVelkoLogPage(const std::string& name) {
     OSTREL_TRACE();
-    const std::string wanted = comparableLogName(name);
-    return findRow([&](const LogPageRow& row) { return comparableLogName(row.name) == wanted; });
+    return findRow([&](const LogPageRow& row) { return isLogName(row, name); });
 }
 
 const LogPageRow* velkoLogPagesBegin() {

@@ -18,28 +18,29 @@ ControllerCapabilities controllerWith(std::initializer_list<std::pair<uint16_t, 
 constexpr struct {
     uint8_t lid;
     const char* name;
+    const char* shortName;
     uint32_t length;  // what is read first; 0: nothing
     uint16_t offset;  // of the byte of Identify Controller that tells that the page is there; 0: it always is
     uint8_t bits;
 } PAGES[] = {
-    {0x00, "Supported Log Pages", 1024, 261, 0x20},
-    {0x01, "Error Information", 0, 0, 0},
-    {0x02, "SMART / Health Information", 512, 0, 0},
-    {0x03, "Firmware Slot Information", 512, 0, 0},
-    {0x04, "Changed Namespace List", 4096, 93, 0x01},
-    {0x05, "Commands Supported and Effects", 4096, 261, 0x02},
-    {0x06, "Device Self-test", 564, 256, 0x10},
-    {0x07, "Telemetry Host-Initiated", 512, 261, 0x08},
-    {0x08, "Telemetry Controller-Initiated", 512, 261, 0x08},
-    {0x09, "Endurance Group Information", 512, 96, 0x10},
-    {0x0A, "Predictable Latency Per NVM Set", 512, 96, 0x20},
-    {0x0B, "Predictable Latency Event Aggregate", 8, 96, 0x20},
-    {0x0C, "Asymmetric Namespace Access", 16, 76, 0x08},
-    {0x0D, "Persistent Event Log", 512, 261, 0x10},
-    {0x0E, "LBA Status Information", 16, 257, 0x02},
-    {0x0F, "Endurance Group Event Aggregate", 8, 96, 0x10},
-    {0x80, "Reservation Notification", 64, 520, 0x20},
-    {0x81, "Sanitize Status", 512, 328, 0x07},
+    {0x00, "Supported Log Pages", "supported", 1024, 261, 0x20},
+    {0x01, "Error Information", "error", 0, 0, 0},
+    {0x02, "SMART / Health Information", "smart", 512, 0, 0},
+    {0x03, "Firmware Slot Information", "firmware", 512, 0, 0},
+    {0x04, "Changed Namespace List", "changed-ns", 4096, 93, 0x01},
+    {0x05, "Commands Supported and Effects", "effects", 4096, 261, 0x02},
+    {0x06, "Device Self-test", "selftest", 564, 256, 0x10},
+    {0x07, "Telemetry Host-Initiated", "telemetry", 512, 261, 0x08},
+    {0x08, "Telemetry Controller-Initiated", "telemetry-ctrl", 512, 261, 0x08},
+    {0x09, "Endurance Group Information", "endurance", 512, 96, 0x10},
+    {0x0A, "Predictable Latency Per NVM Set", "predictable-latency", 512, 96, 0x20},
+    {0x0B, "Predictable Latency Event Aggregate", "predictable-latency-events", 8, 96, 0x20},
+    {0x0C, "Asymmetric Namespace Access", "ana", 16, 76, 0x08},
+    {0x0D, "Persistent Event Log", "events", 512, 261, 0x10},
+    {0x0E, "LBA Status Information", "lba-status", 16, 257, 0x02},
+    {0x0F, "Endurance Group Event Aggregate", "endurance-events", 8, 96, 0x10},
+    {0x80, "Reservation Notification", "reservation", 64, 520, 0x20},
+    {0x81, "Sanitize Status", "sanitize", 512, 328, 0x07},
 };
 TEST(LogPages, AreFoundByIdentifierAndName) {
     const LogPageRow* row = logPagesBegin();
@@ -47,6 +48,8 @@ TEST(LogPages, AreFoundByIdentifierAndName) {
         ASSERT_NE(row, logPagesEnd());
         EXPECT_EQ(findLogPage(c.lid), row) << c.name;
         EXPECT_EQ(findLogPage(std::string(c.name)), row);
+        EXPECT_EQ(findLogPage(std::string(c.shortName)), row) << c.shortName;
+        EXPECT_STREQ(row->shortName, c.shortName);
         EXPECT_EQ(row->lid, c.lid) << c.name;
         EXPECT_STREQ(row->name, c.name);
         EXPECT_EQ(row->lengthBytes, c.length) << c.name;
