@@ -214,6 +214,9 @@ Status RequestHandler::deviceNamed(const std::string& key, const std::string& va
                                    std::shared_ptr<Device>& device) {
     OSTREL_TRACE();
     device = manager_.GetDevice(Attribute(key, key, typeString(), value));
+    // Digits are the serial number of a drive where no drive has that index.
+    if (device == nullptr && key == xml::NAME_INDEX && !value.empty())
+        return deviceNamed(xml::NAME_SERIAL_NUMBER, value, changes, device);
     if (device == nullptr || (key != xml::NAME_INDEX && key != xml::NAME_SERIAL_NUMBER)) return Status();
     // An index is a serial number, too, if there is a drive that has it.
     Devices fitting{device};

@@ -410,6 +410,48 @@ TEST_F(RequestHandlerTest, AHealthScanThatFoundNothingCouldNotLook) {
         << "the outcome is the exit status, not the code of the status";
 }
 
+/// Serial numbers of digits alone, two of them equal; the last drive could not say its own.
+TEST(RequestHandlerNames, DigitsAreASerialNumberWhereNoDriveHasTheIndex) {
+    int scans = 0;
+    auto source = std::make_unique<FakeSource>("Real",
+                                               std::vector<FakeDrive>{{"/dev/nvme0", "1"},
+                                                                      {"/dev/nvme1", "0042"},
+                                                                      {"/dev/nvme2", "77"},
+                                                                      {"/dev/nvme3", "77"},
+                                                                      {"/dev/nvme4", ""}},
+                                               &scans);
+    FakeSource& drives = *source;
+    std::vector<std::unique_ptr<transport::DriveSource>> sources;
+    sources.push_back(std::move(source));
+    RequestHandler handler(std::move(sources));
+    const auto request = [&](const std::string& type, const std::string& index) {
+        return handler.answer(R"(<Object name="VelkoSSD" type=")" + type +
+                              R"("><Property name="Scan" value="true"/><Object name="Properties"><Property )"
+                              R"(category="attribute" name="DevicePath" type="string" value="x"/></Object>)" +
+                              device("Index", index) + "</Object>");
+    };
+    const auto finds = [&](const std::string& index, const char* path) {
+        return request("GetProperties", index).find(std::string("value=\"") + path + "\"") != std::string::npos;
+    };
+    const std::string ran = refusal("VelkoSSD", "10", "34", "Feature is not supported.");
+    EXPECT_TRUE(finds("1", "/dev/nvme1")) << "an index first";
+    EXPECT_TRUE(finds("0042", "/dev/nvme1"));
+    EXPECT_EQ(request("SetProperty", "0042"), ran);
+    EXPECT_TRUE(finds("77", "/dev/nvme2")) << "the first of two";
+    EXPECT_EQ(request("SetProperty", "77"),
+              refusal("VelkoSSD", "10", "6",
+                      "Multiple devices selected. &apos;77&apos; fits several drives: name one by its path "
+                      "(/dev/nvme2, /dev/nvme3)."));
+    for (const char* const none : {"42", "5", ""}) {
+        EXPECT_EQ(request("GetProperties", none),
+                  refusal("VelkoSSD", "0", "4", "Provided device index is invalid. Device could not be found."))
+            << none;
+    }
+    drives.lookErrors.add("/sys", ENOENT, "sysfs is not mounted");
+    EXPECT_NE(request("SetProperty", "0042").find("Name the drive by its serial number or path."), std::string::npos)
+        << "a drive that was not seen may have the index";
+}
+
 /// A drive with a twin of its serial number, and one whose serial number is an index.
 TEST(RequestHandlerNames, ANameThatFitsTwoDrivesShowsTheFirstAndChangesNone) {
     int scans = 0;
