@@ -12,8 +12,10 @@
 #include <vector>
 
 #include "features/jobs/ProgressLine.h"
+#include "features/jobs/StatusDetails.h"
 #include "ostrel/core/Payload.h"
 #include "ostrel/core/ScopeTrace.h"
+#include "ostrel/core/StatusCatalogue.h"
 
 namespace features::jobs {
 
@@ -64,7 +66,7 @@ Status PatternFile::create(const std::string& folder) {
     folder_ = folder;
     int file = openUnnamed(folder, O_DIRECT);
     if (file < 0 && errno == EINVAL) file = openUnnamed(folder, 0);  // no direct way on this file system
-    if (file < 0) return failure(errno, "create a file");
+    if (file < 0) return failure(errno, "create a file", statuses::fileCreationFailed());
     file_ = FileDescriptor(file);
     return Status();
 }
@@ -72,7 +74,7 @@ Status PatternFile::create(const std::string& folder) {
 Status PatternFile::write(uint64_t bytes) {
     OSTREL_TRACE();
     Payload unit(UNIT_BYTES);
-    if (unit.getSize() != UNIT_BYTES) return failure(ENOMEM, "write");
+    if (unit.getSize() != UNIT_BYTES) return statuses::mallocFailed();
     for (bytes_ = 0; bytes_ < bytes; bytes_ += UNIT_BYTES) {
         fill(bytes_, unit.getData());
         const int error = transferAll(
@@ -81,23 +83,23 @@ Status PatternFile::write(uint64_t bytes) {
                                 static_cast<off_t>(bytes_ + done));
             },
             UNIT_BYTES);
-        if (error != 0) return failure(error, "write");
+        if (error != 0) return failure(error, "write", statuses::fileWriteFailed());
         report_(UNIT_BYTES);
     }
-    return ::fsync(file_.get()) == 0 ? Status() : failure(errno, "write");
+    return ::fsync(file_.get()) == 0 ? Status() : failure(errno, "write", statuses::fileWriteFailed());
 }
 
 Status PatternFile::compare(Comparison& comparison) {
     OSTREL_TRACE();
     Payload expected(UNIT_BYTES);
     Payload unit(UNIT_BYTES);
-    if (expected.getSize() != UNIT_BYTES || unit.getSize() != UNIT_BYTES) return failure(ENOMEM, "read");
+    if (expected.getSize() != UNIT_BYTES || unit.getSize() != UNIT_BYTES) return statuses::mallocFailed();
     // Direct reads go past the memory anyway; what is not direct must not be answered from there.
     (void)::posix_fadvise(file_.get(), 0, 0, POSIX_FADV_DONTNEED);
     for (uint64_t at = 0; at < bytes_; at += UNIT_BYTES) {
         fill(at, expected.getData());
         const int error = compareUnit(at, expected.getData(), unit.getData(), comparison);
-        if (error != 0) return failure(error, "read");
+        if (error != 0) return failure(error, "read", statuses::fileReadFailed());
         report_(UNIT_BYTES);
     }
     return Status();
@@ -131,10 +133,9 @@ void PatternFile::fill(uint64_t offset, uint8_t* unit) const {
     }
 }
 
-Status PatternFile::failure(int error, const char* what) const {
-    return Status(CATEGORY_OS, static_cast<uint32_t>(error),
-                  std::string("System error. Cannot ") + what + " in " + folder_ + ": " +
-                      std::generic_category().message(error) + ".");
+Status PatternFile::failure(int error, const char* what, const Status& kind) const {
+    return withDetails(
+        kind, std::string("Cannot ") + what + " in " + folder_ + ": " + std::generic_category().message(error) + ".");
 }
 
 DataIntegrityResult checkDataIntegrity(const std::string& folder, uint64_t mostBytes) {
@@ -142,14 +143,15 @@ DataIntegrityResult checkDataIntegrity(const std::string& folder, uint64_t mostB
     DataIntegrityResult result;
     struct statvfs space = {};
     if (::statvfs(folder.c_str(), &space) != 0) {
-        result.failure = Status(CATEGORY_OS, static_cast<uint32_t>(errno),
-                                "System error. " + folder + ": " + std::generic_category().message(errno) + ".");
+        result.failure =
+            withDetails(statuses::fileReadFailed(), folder + ": " + std::generic_category().message(errno) + ".");
         return result;
     }
     const uint64_t half = uint64_t{space.f_bavail} * space.f_frsize / 2;
     uint64_t left = std::min(mostBytes, half) / PatternFile::UNIT_BYTES * PatternFile::UNIT_BYTES;
     if (left == 0)
-        result.failure = Status(CATEGORY_OS, ENOSPC, "System error. There is no room for a file in " + folder + ".");
+        result.failure =
+            withDetails(statuses::partitionWithoutFreeSpace(), "There is no room for a file in " + folder + ".");
     ProgressLine line("Data integrity scan of " + folder);
     uint64_t done = 0;
     const auto report = [&line, &done, all = 2 * left](uint64_t bytes) { line.update(done += bytes, all); };

@@ -15,7 +15,7 @@ namespace features::jobs {
 /// nothing is left of it, however the process ends.
 ///
 /// Units: bytes, multiples of UNIT_BYTES.
-/// Errors: category 1 with errno and a message that names the folder.
+/// Errors: 10/104, 10/168 or 10/54 (create, write, read), 0/87 without memory; the message names folder and reason.
 class PatternFile {
 public:
     static constexpr uint64_t UNIT_BYTES = uint64_t{1024} * 1024;
@@ -43,7 +43,7 @@ private:
     void fill(uint64_t offset, uint8_t* unit) const;
     int readAt(uint64_t offset, uint8_t* bytes, uint64_t size) const;
     int compareUnit(uint64_t offset, const uint8_t* expected, uint8_t* unit, Comparison& comparison) const;
-    ostrel::core::Status failure(int error, const char* what) const;
+    ostrel::core::Status failure(int error, const char* what, const ostrel::core::Status& kind) const;
 
     uint64_t number_;
     Report report_;

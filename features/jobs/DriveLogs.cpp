@@ -10,6 +10,7 @@
 #include "features/jobs/NvmeLogPage.h"
 #include "features/jobs/NvmeLogRequest.h"
 #include "features/jobs/Offers.h"
+#include "features/jobs/StatusDetails.h"
 #include "features/jobs/VendorDialect.h"
 #include "features/nvme/FieldTree.h"
 #include "features/nvme/Identify.h"
@@ -17,6 +18,7 @@
 #include "features/nvme/Opcodes.h"
 #include "features/nvme/VelkoInterface.h"
 #include "features/nvme/VelkoLogPages.h"
+#include "features/transport/HostStatus.h"
 #include "ostrel/core/ScopeTrace.h"
 #include "ostrel/core/StatusCatalogue.h"
 #include "ostrel/core/Strings.h"
@@ -112,19 +114,23 @@ private:
         return status;
     }
 
+    static bool isOfHost(const Status& status) {
+        return status.getCategory() == CATEGORY_OS || transport::isTransportError(status);
+    }
+
     /// The failure of the transport, or of the file, is that of all that follows. A length that does not fit is the
     /// log's own.
     static bool isOfDrive(const Status& status) {
-        const bool isOfHost = status.getCategory() == CATEGORY_OS;
-        return !status.is(0, 0) && (!isOfHost || isTooLong(status) || status.is(CATEGORY_OS, ENOSPC));
+        const bool isTooLongForFile = status.is(CATEGORY_OS, EFBIG) || status.is(CATEGORY_OS, ENOSPC);
+        return !status.is(0, 0) && (!isOfHost(status) || isTooLongForFile);
     }
 
     /// What the drive does not have after all is no failure of the scan. A failure of the host is one: the completion
     /// at hand is then that of an earlier command.
     Status tellNotRead(const std::string& what, const Status& status) {
         tree_.add(what, "Not read", status.getMessage());
-        const bool isMissing =
-            status.getCategory() != CATEGORY_OS && (isRefusal(status) || !facts_.drive().lastCompletion().isSuccess());
+        const bool isMissing = !isOfHost(status) && !isTooLong(status) &&
+                               (isRefusal(status) || !facts_.drive().lastCompletion().isSuccess());
         if (!isMissing && problem_.is(0, 0)) problem_ = status;
         return Status();
     }
@@ -157,7 +163,7 @@ private:
 
 Status storeDriveLogs(DriveFacts& facts, const LogFolder& folder, nvme::FieldTree& tree) {
     OSTREL_TRACE();
-    return Store(facts, folder, tree).run();
+    return ofFile(Store(facts, folder, tree).run(), statuses::fileWriteFailed());
 }
 
 }  // namespace features::jobs

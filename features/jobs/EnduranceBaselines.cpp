@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "features/jobs/PercentEncoding.h"
+#include "features/jobs/StatusDetails.h"
 #include "ostrel/core/File.h"
 #include "ostrel/core/ScopeTrace.h"
 #include "ostrel/core/StatusCatalogue.h"
@@ -74,7 +75,7 @@ Status EnduranceBaselines::load(const std::string& serialNumber, std::optional<E
     std::string text;
     status = readFile(path, SymbolicLink::REFUSE, text);
     if (status.is(CATEGORY_OS, ENOENT)) return Status();
-    if (!status.is(0, 0)) return status;
+    if (!status.is(0, 0)) return ofFile(status, statuses::fileReadFailed());
     baseline = parse(text);
     if (baseline) return Status();
     return Status(CATEGORY_FEATURE, statuses::fileReadFailed().getCode(),
@@ -89,10 +90,11 @@ Status EnduranceBaselines::save(const std::string& serialNumber, const Endurance
     if (!status.is(0, 0)) return status;
     std::error_code error;
     std::filesystem::create_directories(folder_, error);
-    if (error) return Status(CATEGORY_OS, static_cast<uint32_t>(error.value()), folder_ + ": " + error.message());
-    return writeFileAtomically(path, TIME + std::to_string(baseline.timeSeconds) + "\n" + PERCENTAGE_USED +
-                                         std::to_string(baseline.percentageUsed) + "\n" + DATA_UNITS_WRITTEN +
-                                         baseline.dataUnitsWritten + "\n");
+    if (error) return withDetails(statuses::directoryCreationFailed(), folder_ + ": " + error.message());
+    const std::string text = TIME + std::to_string(baseline.timeSeconds) + "\n" + PERCENTAGE_USED +
+                             std::to_string(baseline.percentageUsed) + "\n" + DATA_UNITS_WRITTEN +
+                             baseline.dataUnitsWritten + "\n";
+    return ofFile(writeFileAtomically(path, text), statuses::fileWriteFailed());
 }
 
 }  // namespace features::jobs

@@ -18,8 +18,8 @@ struct EnduranceBaseline {
 /// The baselines of all drives, one small file for each serial number. They outlive the process; a file is replaced as
 /// a whole or not at all, and nothing is ever followed out of the folder.
 ///
-/// Errors: of the file system with errno and path; a file that is damaged is 10/54, and a serial number that is empty
-///         10/34.
+/// Errors: 10/54 (also for a damaged file) and 10/168 with path and reason, 10/194 for the folder; a serial number that
+///         is empty is 10/34.
 class EnduranceBaselines {
 public:
     explicit EnduranceBaselines(std::string folder) : folder_(std::move(folder)) {}

@@ -36,7 +36,7 @@ Status noTransfer(const nvme::Drive& drive, uint32_t granularityBytes) {
 
 Status sendPiece(nvme::Drive& drive, const std::string& image, uint64_t offset, uint32_t bytes) {
     const Payload piece(image.data() + offset, bytes);
-    if (piece.getSize() != bytes) return Status(CATEGORY_OS, ENOMEM, "System error.");
+    if (piece.getSize() != bytes) return statuses::mallocFailed();
     nvme::NvmeCommand command(nvme::Queue::ADMIN, nvme::OPC_FIRMWARE_IMAGE_DOWNLOAD, "Firmware Image Download");
     command.cdw10 = bytes / DWORD_BYTES - 1;
     command.cdw11 = static_cast<uint32_t>(offset / DWORD_BYTES);

@@ -12,7 +12,8 @@ namespace features::jobs {
 /// A new folder, 0700, and new files in it, 0600: those of the health scan. Nothing that is there is overwritten, and
 /// links are followed as FileRules.h says: what this makes is its own, or it fails. docs/files.md is for users.
 ///
-/// Errors:  10/194 for the folder, category 1 with errno for a file; each message names the path.
+/// Errors:  10/194 for the folder, category 1 with errno for a file (the caller turns it into 10/168); each message
+/// names the path.
 class LogFolder {
 public:
     /// Makes `name` in the folder `parent`, which must be there: 10/196. Where the name is taken, "name-2" and so on.

@@ -1,12 +1,12 @@
 #include "features/jobs/LogLimits.h"
 
 #include <algorithm>
-#include <cerrno>
 
 #include "features/jobs/AvailableMemory.h"
 #include "features/nvme/Opcodes.h"
 #include "ostrel/core/AttributeVocabulary.h"
 #include "ostrel/core/ScopeTrace.h"
+#include "ostrel/core/StatusCatalogue.h"
 
 namespace features::jobs {
 
@@ -23,7 +23,9 @@ std::string lengthText(const std::string& driveName, uint64_t bytes) {
 }
 
 Status tooLong(const std::string& text) {
-    return Status(CATEGORY_OS, EFBIG, text);
+    Status status = statuses::bufferTooSmall();
+    status.setMessage(text);
+    return status;
 }
 
 }  // namespace
@@ -65,7 +67,8 @@ Status checkPayload(const NamedLog& log, uint64_t bytes, uint64_t earlierBytes) 
 }
 
 bool isTooLong(const Status& status) {
-    return status.is(CATEGORY_OS, EFBIG);
+    const Status tooSmall = statuses::bufferTooSmall();
+    return status.is(tooSmall.getCategory(), tooSmall.getCode());
 }
 
 Status checkLogLength(const std::string& driveName, uint64_t bytes) {

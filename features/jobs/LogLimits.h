@@ -8,8 +8,8 @@
 
 /// What a length may cost that a drive claims: docs/files.md has these numbers for users.
 ///
-/// Errors:  CATEGORY_OS, EFBIG, also for a log that this host has not the memory for: ENOMEM of a command that failed
-///          is another thing. The message names the drive, the lengths and the way that is left.
+/// Errors:  0/37, also for a log that this host has not the memory for: 0/87 of a command that failed is another thing.
+///          The message names the drive, the lengths and the way that is left.
 namespace features::jobs {
 
 /// Decoded and shown, a log costs up to 290 bytes of memory for each of its bytes (events of the persistent event log),

@@ -8,6 +8,7 @@
 #include "features/jobs/NvmeLogRequest.h"
 #include "features/jobs/OcpSmartLog.h"
 #include "features/jobs/Offers.h"
+#include "features/jobs/StatusDetails.h"
 #include "features/jobs/VendorDialect.h"
 #include "features/nvme/LogPages.h"
 #include "features/nvme/Opcodes.h"
@@ -167,7 +168,7 @@ Status NvmeLogJob::runMethod(const std::shared_ptr<xml::XmlObject>& output) {
     if (getDevices().size() > 1) return statuses::multipleDevicesSelected();
     nvme::Drive drive(*getDevices().front());
     DriveOutput out(drive.serialNumber(), nullptr, &drive.device());
-    status = writePage(drive, request, out, title());
+    status = ofFile(writePage(drive, request, out, title()), statuses::fileWriteFailed());
     if (status.is(0, 0)) addOutput(*output, out);
     return status;
 }

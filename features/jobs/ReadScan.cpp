@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <atomic>
-#include <cerrno>
 #include <memory>
 #include <mutex>
 
@@ -142,7 +141,7 @@ private:
         } else if (isRefusal(status) && isMediaError(drive_.lastCompletion())) {
             if (blocks > 1) return split(first, blocks);
             progress_.addUnreadable(first);
-        } else if (status.is(CATEGORY_OS, EINVAL) && blocks > 1) {
+        } else if (nvme::isTooMuchAtOnce(status) && blocks > 1) {
             // The system takes less at a time than the drive; nothing was sent.
             progress_.shrink(static_cast<uint32_t>(bytes / 2));
             split(first, blocks);

@@ -1,7 +1,6 @@
 #include "features/jobs/TrimJob.h"
 
 #include <algorithm>
-#include <cerrno>
 #include <limits>
 #include <string>
 
@@ -84,7 +83,7 @@ Status sendRanges(nvme::Drive& drive, uint32_t nsid, uint32_t number, const uint
     command.dataLength = static_cast<uint32_t>(number * RANGE_BYTES);
     command.timeoutMs = COMMAND_TIMEOUT_MS;
     const Payload data(ranges, command.dataLength);
-    if (data.getSize() == 0) return Status(CATEGORY_OS, ENOMEM, "System error.");
+    if (data.getSize() == 0) return statuses::mallocFailed();
     Status gate = checkGate(drive, nsid);
     if (!gate.is(0, 0)) return gate;
     nvme::Answer answer;

@@ -1,7 +1,6 @@
 #include "features/nvme/Drive.h"
 
 #include <algorithm>
-#include <cerrno>
 #include <cstring>
 
 #include "features/nvme/Bytes.h"
@@ -62,6 +61,11 @@ NvmeCommand featureCommand(const FeatureRequest& request, uint8_t opcode, const 
 }
 
 }  // namespace
+
+bool isTooMuchAtOnce(const Status& status) {
+    const Status tooMuch = statuses::invalidTransferSize();
+    return status.is(tooMuch.getCategory(), tooMuch.getCode());
+}
 
 std::string Drive::serialNumber() const {
     return device_.getAttribute(attributes::device::serialNumber()).getText();
@@ -182,7 +186,7 @@ Status Drive::sendHalvingPieces(uint32_t& pieceBytes, const std::function<Status
     for (;;) {
         const Status status = sendPiece(pieceBytes);
         // The system takes less at a time than the controller; nothing was sent.
-        if (!status.is(CATEGORY_OS, EINVAL) || pieceBytes <= PAGE_BYTES) return status;
+        if (!isTooMuchAtOnce(status) || pieceBytes <= PAGE_BYTES) return status;
         pieceBytes = std::max(PAGE_BYTES, pieceBytes / 2 / PAGE_BYTES * PAGE_BYTES);
         maxTransferBytes_ = pieceBytes;
     }
@@ -198,7 +202,7 @@ Status Drive::readLogPage(const LogPageRequest& request, uint64_t length, Payloa
             return Status();
         }
         if (done == 0) whole = Payload(length);
-        if (whole.getSize() != length) return Status(CATEGORY_OS, ENOMEM, "System error.");
+        if (whole.getSize() != length) return statuses::mallocFailed();
         std::memcpy(whole.getData() + done, piece.getData(), bytes);
         done += bytes;
         return Status();

@@ -45,6 +45,9 @@ struct FeatureRequest {
     uint32_t dataLength = 0;
 };
 
+/// Whether the system takes less at a time than the command carried (0/75 of the command path); nothing was sent.
+bool isTooMuchAtOnce(const ostrel::core::Status& status);
+
 /// A controller as the jobs see it: the operations of the NVMe Base Specification over Device::sendCommand, and what
 /// was already asked of it. Nothing is asked before somebody wants it, and the Identify Controller structure at most
 /// once.
@@ -98,8 +101,8 @@ public:
     /// The most bytes one command may carry, by MDTS; 256 KiB where the controller sets no limit, and never more than
     /// 1 MiB. Shrinks when the system was seen to take less.
     ostrel::core::Status maxTransferBytes(uint32_t& bytes);
-    /// Calls `sendPiece` with the most bytes that it may send, and again with half of that as long as it returns EINVAL
-    /// of the system, which means that nothing was sent because it was too much at a time.
+    /// Calls `sendPiece` with the most bytes that it may send, and again with half of that as long as it returns a
+    /// status that isTooMuchAtOnce().
     ostrel::core::Status sendHalvingPieces(uint32_t& pieceBytes,
                                            const std::function<ostrel::core::Status(uint32_t)>& sendPiece);
     /// After a command that changes what Identify says.

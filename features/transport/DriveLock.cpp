@@ -24,22 +24,23 @@ namespace {
 constexpr std::size_t MAX_NAME_BYTES = 200;
 constexpr std::size_t MAX_PID_DIGITS = 20;
 
-Status cannotLock(int error, const std::string& path, const std::string& reason) {
-    return Status(CATEGORY_OS, static_cast<uint32_t>(error),
-                  "System error. The drive cannot be locked: " + path + ": " + reason + ".");
+Status cannotLock(const std::string& path, const std::string& reason) {
+    Status status = statuses::fileCreationFailed();
+    status.setMessage(status.getMessage() + " The drive cannot be locked: " + path + ": " + reason + ".");
+    return status;
 }
 
 Status cannotLock(int error, const std::string& path) {
-    return cannotLock(error, path, std::strerror(error));
+    return cannotLock(path, std::strerror(error));
 }
 
 /// Only this user can have made what is here, and only this user can change it.
 Status checkOwner(const FileDescriptor& opened, mode_t type, const std::string& path) {
     struct stat info {};
     if (::fstat(opened.get(), &info) != 0) return cannotLock(errno, path);
-    if ((info.st_mode & S_IFMT) != type) return cannotLock(EINVAL, path, "it is not of the expected type");
+    if ((info.st_mode & S_IFMT) != type) return cannotLock(path, "it is not of the expected type");
     if (info.st_uid != ::geteuid() || (info.st_mode & (S_IWGRP | S_IWOTH)) != 0)
-        return cannotLock(EPERM, path, "it belongs to another user or can be changed by other users");
+        return cannotLock(path, "it belongs to another user or can be changed by other users");
     return Status();
 }
 

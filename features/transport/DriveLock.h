@@ -20,7 +20,7 @@ inline constexpr const char* DRIVE_LOCKS = "/run/nimbrel";
 /// acquire() may be nested: as many release() calls as acquire() calls release the lock.
 ///
 /// Errors:  11/9 with the process id when another process, or another object of this one, holds the lock: it is not
-///          waited for. Of the system, with the path, when the folder or the file cannot be made, is a link, belongs
+///          waited for. 10/104 with path and reason when the folder or the file cannot be made, is a link, belongs
 ///          to another user or can be changed by other users.
 /// Threads: any number at once.
 class DriveLock {

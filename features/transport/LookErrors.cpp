@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "ostrel/core/ScopeTrace.h"
+#include "ostrel/core/StatusCatalogue.h"
 
 namespace features::transport {
 
@@ -31,7 +32,9 @@ std::string LookErrors::text() const {
 Status LookErrors::status() const {
     OSTREL_TRACE();
     if (errors_.empty()) return Status();
-    return Status(ostrel::core::CATEGORY_OS, static_cast<uint32_t>(errors_.front().error), "System error. " + text());
+    Status status = ostrel::core::statuses::systemRescanFailed();
+    status.setMessage(status.getMessage() + " " + text());
+    return status;
 }
 
 }  // namespace features::transport

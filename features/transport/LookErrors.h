@@ -21,7 +21,7 @@ public:
     bool isEmpty() const { return errors_.empty(); }
     /// "/sys/class/nvme: Permission denied; /proc/swaps: Input/output error."
     std::string text() const;
-    /// 1 and the first errno, with all of them in its message; a success when there are none.
+    /// 0/39 with all of them in its message; a success when there are none.
     ostrel::core::Status status() const;
 
 private:

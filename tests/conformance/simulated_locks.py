@@ -103,7 +103,7 @@ class Locks(SimulatedTestCase):
         before = self.tool("show", "-velkossd", "0", "-getfeature", "4").stdout
         self.folder.symlink_to("elsewhere")
         run = self.tool("set", "-velkossd", "0", "TempThreshold=70")
-        self.assertIn("System error. The drive cannot be locked: /run/nimbrel: ", run.stdout + run.stderr)
+        self.assertIn("Unable to create file. The drive cannot be locked: /run/nimbrel: ", run.stdout + run.stderr)
         self.assertEqual(run.status, 3)
         self.assertFalse((self.world.run_folder / "elsewhere").exists())
         self.assertEqual(self.tool("show", "-velkossd", "0", "-getfeature", "4").stdout, before)

@@ -25,7 +25,7 @@ def of_drive(serial):
 
 
 def gone(node):
-    return f"System error. The drive of {node} is gone. Selected was {of_drive('OLD')}; {node} is now that of " \
+    return f"The device (object) was unavailable. The drive of {node} is gone. Selected was {of_drive('OLD')}; {node} is now that of " \
            f"{of_drive('NEW')}."
 
 
@@ -92,7 +92,7 @@ class Swapped(VmTestCase):
             self.unplug("OLD")
             self.plug("NEW")
             outcome, sent = self.finish_released()
-            self.assertEqual(outcome, (notice + title_and(title, "OLD", gone(node)), "", 19))
+            self.assertEqual(outcome, (notice + title_and(title, "OLD", gone(node)), "", 70))
             self.assertEqual(set(sent), {"NVME_ADM_CMD_IDENTIFY"}, words)
             self.unplug("NEW")
             self.plug("OLD")

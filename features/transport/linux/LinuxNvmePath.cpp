@@ -18,6 +18,7 @@
 #include "features/nvme/Identify.h"
 #include "features/nvme/Opcodes.h"
 #include "features/transport/DriveLock.h"
+#include "features/transport/HostStatus.h"
 #include "features/transport/SelectedDrive.h"
 #include "features/transport/linux/BlockOpener.h"
 #include "features/transport/linux/BlockUses.h"
@@ -61,26 +62,9 @@ bool maySendAgain(const NvmeCommand& command) {
     return command.queue == nvme::Queue::ADMIN && !command.changesDrive();
 }
 
-Status systemStatus(int error, const std::string& what) {
-    switch (error) {
-        case EACCES:
-        case EPERM:
-            return Status(CATEGORY_OS, static_cast<uint32_t>(error),
-                          "System error. No permission for " + what + ": it needs the root user (CAP_SYS_ADMIN).");
-        case ENOENT:
-            return Status(CATEGORY_OS, ENOENT, "System error. " + what + " does not exist.");
-        case ENODEV:
-        case ENXIO:
-            return Status(CATEGORY_OS, static_cast<uint32_t>(error),
-                          "System error. The drive of " + what + " is gone.");
-        case EINTR:
-        case ETIME:
-            return Status(CATEGORY_OS, static_cast<uint32_t>(error),
-                          "System error. The drive of " + what + " did not answer in time.");
-        default:
-            return Status(CATEGORY_OS, static_cast<uint32_t>(error),
-                          "System error. " + what + ": " + std::strerror(error) + ".");
-    }
+/// EINVAL: the system takes less at a time than the command carries; nothing was sent.
+Status commandStatus(int error, const std::string& node) {
+    return hostStatus(error, node, error == EINVAL ? statuses::invalidTransferSize : statuses::completionUnavailable);
 }
 
 nvme_passthru_cmd toKernelCommand(const NvmeCommand& command, uint32_t timeoutMs, const uint8_t* data,
@@ -187,8 +171,9 @@ Status LinuxNvmePath::openNode(const std::string& path, FileDescriptor& node) co
         node = FileDescriptor(paths_.kernel->open(path, O_RDONLY));
         if (node.isOpen()) return Status();
         const int error = errno;
-        if (isLeaving()) return systemStatus(ENODEV, path);
-        if ((error != EAGAIN && error != EBUSY) || paths_.kernel->now() > deadline) return systemStatus(error, path);
+        if (isLeaving()) return hostStatus(ENODEV, path);
+        if ((error != EAGAIN && error != EBUSY) || paths_.kernel->now() > deadline)
+            return hostStatus(error, path, statuses::noConnectionToOpen);
         paths_.kernel->sleep(RESET_POLL);
     }
 }
@@ -235,7 +220,7 @@ Status LinuxNvmePath::checkNamespace(int node, const std::string& nodePath, uint
     const int found = paths_.kernel->ioctl(node, NVME_IOCTL_ID, nullptr);
     if (found < 0) {
         const int error = errno;
-        return systemStatus(error, nodePath);
+        return hostStatus(error, nodePath);
     }
     if (static_cast<uint32_t>(found) == nsid) return checkIdentity(node, nodePath);
     return anotherDrive(nodePath, "namespace " + std::to_string(nsid), "namespace " + std::to_string(found));
@@ -300,7 +285,7 @@ Status LinuxNvmePath::passThrough(int node, const std::string& nodePath, const N
     Payload data = reads ? Payload(wholePages(command.dataLength)) : toController;
     Payload metadata(wholePages(command.metadataLength));
     if (reads) {
-        if (data.getSize() == 0 || metadata.getSize() < command.metadataLength) return systemStatus(ENOMEM, nodePath);
+        if (data.getSize() == 0 || metadata.getSize() < command.metadataLength) return hostStatus(ENOMEM, nodePath);
         // What the drive leaves alone must not be what was in the memory before.
         std::memset(data.getData(), 0, data.getSize());
     }
@@ -315,9 +300,9 @@ Status LinuxNvmePath::passThrough(int node, const std::string& nodePath, const N
         // first.
         if (outcome < 0) {
             const int error = errno;
-            return systemStatus(isLeaving() ? ENODEV : error, nodePath);
+            return commandStatus(isLeaving() ? ENODEV : error, nodePath);
         }
-        if ((outcome & 0x700) == STATUS_TYPE_PATH && isLeaving()) return systemStatus(ENODEV, nodePath);
+        if ((outcome & 0x700) == STATUS_TYPE_PATH && isLeaving()) return hostStatus(ENODEV, nodePath);
         const bool underReset = (outcome & 0x7FF) == STATUS_HOST_PATHING_ERROR;
         if (underReset && maySendAgain(command) && paths_.kernel->now() < deadline) {
             paths_.kernel->sleep(RESET_POLL);
@@ -361,7 +346,7 @@ void LinuxNvmePath::sendHost(const HostCommand& command, CommandResult& result) 
             result.status = openController(node);
             if (result.status.is(0, 0) && paths_.kernel->ioctl(node, NVME_IOCTL_RESCAN, nullptr) < 0) {
                 const int error = errno;
-                result.status = systemStatus(error, controllerNode());
+                result.status = hostStatus(error, controllerNode());
             }
             if (result.status.is(0, 0)) rescanPartitions();
             return;
@@ -407,7 +392,7 @@ Status LinuxNvmePath::resetController(unsigned long request, uint32_t ofCommand)
     if (paths_.kernel->ioctl(node, request, nullptr) < 0) {
         const int error = errno;
         if (error == ENOTTY) return statuses::featureNotSupported();
-        return systemStatus(error, controllerNode());
+        return hostStatus(error, controllerNode());
     }
     return awaitController(ofCommand != 0 ? ofCommand : RESET_TIMEOUT_MS);
 }
@@ -418,9 +403,9 @@ Status LinuxNvmePath::awaitController(uint32_t limitMs) {
     for (;;) {
         LookErrors errors;
         const auto line = state(errors);
-        if (!line) return errors.isEmpty() ? systemStatus(ENODEV, controllerNode()) : errors.status();
+        if (!line) return errors.isEmpty() ? hostStatus(ENODEV, controllerNode()) : errors.status();
         if (*line == "live") return Status();
-        if (paths_.kernel->now() > deadline) return systemStatus(ETIME, controllerNode());
+        if (paths_.kernel->now() > deadline) return hostStatus(ETIME, controllerNode());
         paths_.kernel->sleep(RESET_POLL);
     }
 }

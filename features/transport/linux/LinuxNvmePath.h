@@ -25,12 +25,11 @@ class BlockUses;
 ///            that of a namespace that is read.
 /// Units:     the path's time-out stands for every command that has none of its own.
 /// Errors:    the Status speaks of the road, the completion of the drive: a command that the drive refused is a success
-///            here. What the system refused is category 1 with errno, and a message that names the node and, for a
-///            missing right, the right. A process that waits in the kernel cannot be killed, so no command goes without
-///            a time-out.
+///            here. What the system refused is a status of HostStatus.h. A process that waits in the kernel cannot be
+///            killed, so no command goes without a time-out.
 /// Identity:  the name of a node may pass to another drive between the scan and the opening. Before anything that
 ///            changes the drive (NvmeCommand::changesDrive(), resets) Identify over the open node itself must show the
-///            drive that was selected; otherwise that is 1/19 (ENODEV) with both serial numbers, and only Identify was
+///            drive that was selected; otherwise that is 0/70 with both serial numbers, and only Identify was
 ///            sent. The same holds for a namespace's node that is by now that of another namespace.
 /// Threads:   any number at once.
 class LinuxNvmePath : public ostrel::core::CommandPath {

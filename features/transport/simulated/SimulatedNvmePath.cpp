@@ -8,6 +8,7 @@
 #include "features/simulator/Controller.h"
 #include "features/simulator/DriveFolder.h"
 #include "features/transport/DriveLock.h"
+#include "features/transport/HostStatus.h"
 #include "features/transport/SelectedDrive.h"
 #include "features/transport/simulated/SimulatedIdentity.h"
 #include "features/transport/simulated/SimulatedNamespaces.h"
@@ -88,9 +89,9 @@ CommandResult SimulatedNvmePath::send(const Command& command, const Payload& pay
     result.outputPayload = payload;
     result.startTime = boost::posix_time::microsec_clock::universal_time();
     if (const auto* nvmeCommand = dynamic_cast<const NvmeCommand*>(&command)) {
-        result.status = sendNvme(*nvmeCommand, payload, result);
+        result.status = hostStatus(sendNvme(*nvmeCommand, payload, result));
     } else if (const auto* hostCommand = dynamic_cast<const HostCommand*>(&command)) {
-        result.status = sendHost(*hostCommand, result);
+        result.status = hostStatus(sendHost(*hostCommand, result));
     } else {
         result.status = statuses::commandSetNotSupported();
     }
@@ -112,7 +113,7 @@ Status SimulatedNvmePath::sendNvme(const NvmeCommand& command, const Payload& pa
         if (!status.is(0, 0)) return status;
     }
     if (completion.delivery == Delivery::GONE) {
-        return Status(CATEGORY_OS, ENODEV, "System error. The drive of " + folder_ + " is gone.");
+        return hostStatus(ENODEV, folder_);
     }
     const bool isAnswered = completion.delivery == Delivery::COMPLETED;
     const uint64_t timeoutMs = command.timeoutMs != 0 ? command.timeoutMs : getTimeoutNanoseconds() / 1000000;
@@ -121,7 +122,7 @@ Status SimulatedNvmePath::sendNvme(const NvmeCommand& command, const Payload& pa
         wait_(std::chrono::milliseconds(isInTime ? completion.delayMs : timeoutMs));
     }
     if (!isInTime) {
-        return Status(CATEGORY_OS, EINTR, "System error. The drive of " + folder_ + " did not answer in time.");
+        return hostStatus(EINTR, folder_);
     }
     if (reads && completion.isSuccess() && data.size() > command.dataLength) {
         // The host's buffer is smaller than what its command asked for.

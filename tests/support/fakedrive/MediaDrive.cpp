@@ -1,7 +1,6 @@
 #include "tests/support/fakedrive/MediaDrive.h"
 
 #include <algorithm>
-#include <cerrno>
 #include <chrono>
 #include <condition_variable>
 #include <mutex>
@@ -11,6 +10,7 @@
 #include "ostrel/core/AttributeVocabulary.h"
 #include "ostrel/core/CommandPath.h"
 #include "ostrel/core/CommandResult.h"
+#include "ostrel/core/StatusCatalogue.h"
 #include "tests/support/fakedrive/DriveBytes.h"
 #include "tests/support/fakedrive/Expected.h"
 
@@ -82,11 +82,11 @@ uint16_t MediaDrive::State::transfer(const NvmeCommand& command, CommandResult& 
     result.inputPayload = DriveBytes(command.dataLength).payload();
     if (first + count > counts.size() || command.dataLength != count * 512) return LBA_OUT_OF_RANGE;
     if (count > owner.mostBlocks) {
-        result.status = Status(CATEGORY_OS, EINVAL, "System error.");
+        result.status = statuses::invalidTransferSize();
         return 0;
     }
     if (first <= owner.breaksAt && owner.breaksAt < first + count) {
-        result.status = Status(CATEGORY_OS, ENODEV, "The drive /dev/nvme0 is gone.");
+        result.status = Status(CATEGORY_CORE, 70, "The drive /dev/nvme0 is gone.");
         return 0;
     }
     const auto bad = owner.unreadable.lower_bound(first);

@@ -85,8 +85,8 @@ constexpr struct {
 TEST(AnyFeature, ReadsTheIdentifierAsTheToolDoes) {
     for (const auto& c : FEATURE_IDS) {
         FakeDrive drive;
-        drive.expect(getFeature(c.fid).breaks(Status(CATEGORY_OS, ENODEV, "gone")));
-        EXPECT_EQ(get({{"FeatureId", c.text}}, drive), status("1", "19", "gone")) << c.text;
+        drive.expect(getFeature(c.fid).breaks(Status(CATEGORY_CORE, 70, "gone")));
+        EXPECT_EQ(get({{"FeatureId", c.text}}, drive), status("0", "70", "gone")) << c.text;
     }
 }
 
@@ -172,8 +172,8 @@ TEST(AnyFeature, DoesNotPassTheCurrentValueOffAsAnother) {
 TEST(AnyFeature, AsksForTheHostIdentifierInTheWidthOfTheController) {
     FakeDrive wide;
     wide.expect(identify(1).answers(ableController()))
-        .expect(getFeature(0x81, 0, 0, 16).dword(11, 1).breaks(Status(CATEGORY_OS, ENODEV, "gone")));
-    EXPECT_EQ(get({{"FeatureId", "0x81"}}, wide), status("1", "19", "gone"));
+        .expect(getFeature(0x81, 0, 0, 16).dword(11, 1).breaks(Status(CATEGORY_CORE, 70, "gone")));
+    EXPECT_EQ(get({{"FeatureId", "0x81"}}, wide), status("0", "70", "gone"));
     FakeDrive narrow;
     narrow.expect(identify(1).answers(identifyController()))
         .expect(getFeature(0x81, 0, 0, 8).answers({1, 2, 3, 4, 5, 6, 7, 8}));
@@ -211,8 +211,8 @@ TEST(AnyFeature, GoesToTheNamespaceThatThePathOrTheRequestNames) {
     FakeDrive byPath;
     nameNamespace(byPath, 2);
     byPath.expect(hostNamespaces({unusedNamespace(1), unusedNamespace(2)}))
-        .expect(getFeature(0x05, 0, 2).breaks(Status(CATEGORY_OS, ENODEV, "gone")));
-    EXPECT_EQ(get({{"FeatureId", "5"}}, byPath), status("1", "19", "gone"));
+        .expect(getFeature(0x05, 0, 2).breaks(Status(CATEGORY_CORE, 70, "gone")));
+    EXPECT_EQ(get({{"FeatureId", "5"}}, byPath), status("0", "70", "gone"));
     FakeDrive byRequest;
     byRequest.expect(getFeature(0x05, 0, 0xFFFFFFFF).refuses(0x400B));
     EXPECT_EQ(get({{"FeatureId", "5"}, {"NamespaceId", "0xFFFFFFFF"}}, byRequest),
@@ -306,7 +306,7 @@ TEST(AnyFeature, FailsWhenTheDriveReportsAnotherValueThanItAccepted) {
                      "(Temperature Threshold) and reports 0x00010157."));
     FakeDrive lost;
     lost.expect(setFeature(0x02, 1).completes()).expect(getFeature(0x02).breaks(gone()));
-    EXPECT_EQ(set({{"FeatureId", "2"}, {"DWORD11", "1"}}, lost), status("1", "19", "The drive /dev/nvme0 is gone."));
+    EXPECT_EQ(set({{"FeatureId", "2"}, {"DWORD11", "1"}}, lost), status("0", "70", "The drive /dev/nvme0 is gone."));
 }
 
 TEST(AnyFeature, ReadsNothingBackThatHasNoOneValue) {

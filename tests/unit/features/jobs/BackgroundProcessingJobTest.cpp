@@ -95,8 +95,8 @@ TEST(BackgroundProcessingJob, AFailingDriveDoesNotSpoilTheOthers) {
     EXPECT_EQ(JobRun(job, JOBTYPE_METHOD).on({&first, &second, &third, &fourth}), R"(0/0
 <Object category="Output">
 <Object category="status" key="S0" name="Background Processing">
-<Property name="Category" value="1"/>
-<Property name="Code" value="19"/>
+<Property name="Category" value="0"/>
+<Property name="Code" value="70"/>
 <Property name="Message" value="The drive /dev/nvme0 is gone."/>
 </Object>
 <Object key="S1" name="Background Processing">
@@ -106,8 +106,8 @@ TEST(BackgroundProcessingJob, AFailingDriveDoesNotSpoilTheOthers) {
 <Property name="BackgroundProcessing" value="Background process is not running."/>
 </Object>
 <Object category="status" key="S3" name="Background Processing">
-<Property name="Category" value="1"/>
-<Property name="Code" value="19"/>
+<Property name="Category" value="0"/>
+<Property name="Code" value="70"/>
 <Property name="Message" value="The drive /dev/nvme0 is gone."/>
 </Object>
 <Object category="status" key="S4" name="Background Processing">

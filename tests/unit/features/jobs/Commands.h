@@ -9,7 +9,7 @@ namespace features::jobs {
 
 /// What the kernel's road tells of a drive that was unplugged.
 inline ostrel::core::Status gone() {
-    return {ostrel::core::CATEGORY_OS, ENODEV, "The drive /dev/nvme0 is gone."};
+    return {ostrel::core::CATEGORY_CORE, 70, "The drive /dev/nvme0 is gone."};
 }
 
 /// Get Log Page of the whole controller that leaves asynchronous events alone.

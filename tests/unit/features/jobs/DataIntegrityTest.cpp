@@ -87,9 +87,9 @@ TEST(PatternFile, AFileThatEndsEarlyIsUnreadableThere) {
 TEST(PatternFile, AFolderThatIsNotThereIsTold) {
     PatternFile file(0);
     EXPECT_EQ(textOf(file.create("/nonexistent/folder")),
-              "1/2 System error. Cannot create a file in /nonexistent/folder: No such file or directory.");
+              "10/104 Unable to create file. Cannot create a file in /nonexistent/folder: No such file or directory.");
     EXPECT_EQ(textOf(file.create("/dev/null")),
-              "1/20 System error. Cannot create a file in /dev/null: Not a directory.");
+              "10/104 Unable to create file. Cannot create a file in /dev/null: Not a directory.");
 }
 
 TEST(DataIntegrity, WritesAndReadsWholeUnits) {
@@ -105,9 +105,12 @@ TEST(DataIntegrity, LessThanAUnitIsNoCheck) {
     const TemporaryFolder folder;
     const DataIntegrityResult result = checkDataIntegrity(folder / "x/..", UNIT - 1);
     EXPECT_EQ(result.bytes, 0U);
-    EXPECT_EQ(textOf(result.failure), "1/2 System error. " + (folder / "x/..") + ": No such file or directory.");
-    EXPECT_EQ(textOf(checkDataIntegrity(folder / "", UNIT - 1).failure),
-              "1/28 System error. There is no room for a file in " + (folder / "") + ".");
+    EXPECT_EQ(textOf(result.failure), "10/54 Failed reading a file necessary for the feature. " + (folder / "x/..") +
+                                          ": No such file or directory.");
+    EXPECT_EQ(
+        textOf(checkDataIntegrity(folder / "", UNIT - 1).failure),
+        "10/100 Selected Partition does not have enough free space for this feature. There is no room for a file in " +
+            (folder / "") + ".");
 }
 
 }  // namespace

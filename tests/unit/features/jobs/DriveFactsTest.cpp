@@ -83,7 +83,7 @@ TEST_F(DriveFactsTest, AnotherMakersPageIsNoOcpPage) {
 TEST_F(DriveFactsTest, AfterAFailedRoadNothingMoreIsAsked) {
     fake_.expect(lookAtLog(0x02, 512).breaks(gone()));
     EXPECT_EQ(facts_.smart(), nullptr);
-    EXPECT_TRUE(facts_.failure().is(1, 19));
+    EXPECT_TRUE(facts_.failure().is(0, 70));
     EXPECT_EQ(facts_.failure().getMessage(), "The drive /dev/nvme0 is gone.");
     EXPECT_EQ(facts_.identifyController(), nullptr);
     EXPECT_EQ(facts_.controller(), nullptr);
@@ -99,7 +99,7 @@ TEST_F(DriveFactsTest, WhatIsKnownBeforeTheFailureStaysKnown) {
         .expect(Expected::host(transport::HostRequest::NAMESPACES).breaks(gone()));
     EXPECT_NE(facts_.smart(), nullptr);
     EXPECT_EQ(facts_.hostNamespaces(), nullptr);
-    EXPECT_TRUE(facts_.failure().is(1, 19));
+    EXPECT_TRUE(facts_.failure().is(0, 70));
     EXPECT_NE(facts_.smart(), nullptr);
 }
 

@@ -130,7 +130,7 @@ TEST_F(DriveSelfTestJobTest, RefusalsAreTold) {
                                           "(status code type 0x0, status code 0x1D, opcode 0x14).")))
         << "the same code of another type";
     drive.expect(identify(0x01).answers(controller())).expect(selfTest(1).breaks(gone()));
-    EXPECT_EQ(start(drive), output(status("1", "19", "The drive /dev/nvme0 is gone.")));
+    EXPECT_EQ(start(drive), output(status("0", "70", "The drive /dev/nvme0 is gone.")));
 }
 
 TEST_F(DriveSelfTestJobTest, ACaptiveTestIsFollowedToItsEnd) {
@@ -174,7 +174,7 @@ TEST_F(DriveSelfTestJobTest, AFailureWhileWaitingEndsIt) {
         .expect(selfTest(2))
         .expect(testLog(emptyLog(2, 1)))
         .expect(lookAtLog(0x06, 564).breaks(gone()));
-    EXPECT_EQ(start(drive, "extended", "captive"), output(status("1", "19", "The drive /dev/nvme0 is gone.")));
+    EXPECT_EQ(start(drive, "extended", "captive"), output(status("0", "70", "The drive /dev/nvme0 is gone.")));
 }
 
 /// How many seconds a captive test is given that stands still at 7 per cent from its second second on.

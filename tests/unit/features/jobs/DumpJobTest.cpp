@@ -58,7 +58,7 @@ TEST(DumpJob, GivesTheBytesOfEachDriveAndTheFailureOfOneInsideItsOutput) {
         JobRun(job, JOBTYPE_METHOD).on({&first, &second, &third}),
         std::string("0/0") + OF_S1 +
             "\n<Object category=\"Output\" key=\"S2\" name=\"eventlog\">\n<Object category=\"status\">"
-            "\n<Property name=\"Category\" value=\"1\"/>\n<Property name=\"Code\" value=\"19\"/>"
+            "\n<Property name=\"Category\" value=\"0\"/>\n<Property name=\"Code\" value=\"70\"/>"
             "\n<Property name=\"Message\" value=\"The drive /dev/nvme0 is gone. Drive S2 (/dev/nvme0).\"/>\n</Object>"
             "\n</Object>");
 }
@@ -79,7 +79,7 @@ TEST(DumpJob, ALogWithoutDataIsAFailure) {
 TEST(DumpJob, TheFailureOfTheOneNamedDriveIsThatOfTheRequest) {
     SampleJob job;
     const FakeDrive first("S1"), second("S2"), third("S3");
-    EXPECT_EQ(JobRun(job, JOBTYPE_METHOD).naming("S2").on({&second}), "1/19 The drive /dev/nvme0 is gone.");
+    EXPECT_EQ(JobRun(job, JOBTYPE_METHOD).naming("S2").on({&second}), "0/70 The drive /dev/nvme0 is gone.");
     EXPECT_EQ(JobRun(job, JOBTYPE_METHOD).naming("S1").on({&first}), std::string("0/0") + OF_S1);
     EXPECT_EQ(JobRun(job, JOBTYPE_METHOD).naming("S3").on({&third}), "0/0") << "no bytes, no output";
 }
@@ -116,7 +116,7 @@ TEST(DumpJob, ALogThatTheAddressSpaceCannotHoldIsRefusedBeforeItIsRead) {
         LongLogJob job;
         const std::string answer = JobRun(job, JOBTYPE_METHOD).naming("S1").on({&drive});
         return answer.find(
-                   "1/27 The log of drive S1 (/dev/nvme0) has 67108864 bytes, and this host has the memory to "
+                   "0/37 The log of drive S1 (/dev/nvme0) has 67108864 bytes, and this host has the memory to "
                    "hand over ") == 0 &&
                answer.find(
                    ". 'dump -destination FILE -velkossd /dev/nvme0 -nvmelog 7' writes it to a file piece by piece.") !=

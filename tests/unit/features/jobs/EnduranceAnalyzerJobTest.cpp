@@ -148,7 +148,7 @@ TEST_F(EnduranceAnalyzerJobTest, ADriveThatCannotBeAskedKeepsItsBaseline) {
     now += 7200;
     FakeDrive first;
     first.expect(lookAtLog(0x02, 512).breaks(gone())).expect(lookAtLog(0x02, 512).refuses(0x0006));
-    EXPECT_EQ(JobRun(job_, JOBTYPE_METHOD).on({&first}), statusAnswer("19", "The drive /dev/nvme0 is gone.", "1"));
+    EXPECT_EQ(JobRun(job_, JOBTYPE_METHOD).on({&first}), statusAnswer("70", "The drive /dev/nvme0 is gone.", "0"));
     EXPECT_EQ(JobRun(job_, JOBTYPE_GET_PROPERTIES).on({&first}),
               statusAnswer("25",
                            "Get Log Page failed on drive S1 (/dev/nvme0): Internal Error (status code type 0x0, status "
@@ -165,8 +165,8 @@ TEST_F(EnduranceAnalyzerJobTest, OneOfSeveralDrivesFails) {
     EXPECT_EQ(JobRun(job_, JOBTYPE_METHOD).on({&first, &second}), R"(0/0
 <Object category="Output">
 <Object category="status" key="S1" name="Endurance Analyzer">
-<Property name="Category" value="1"/>
-<Property name="Code" value="19"/>
+<Property name="Category" value="0"/>
+<Property name="Code" value="70"/>
 <Property name="Message" value="The drive /dev/nvme0 is gone."/>
 </Object>
 <Object category="status" key="S2" name="Endurance Analyzer">
@@ -219,8 +219,7 @@ TEST_F(EnduranceAnalyzerJobTest, ALinkInThePlaceOfTheBaselineIsNotFollowed) {
     const std::string answer = JobRun(job_, JOBTYPE_METHOD).on({&drive});
     EXPECT_EQ(answer.substr(0, answer.find("<Property name=\"Message\"")),
               "0/0\n<Object category=\"Output\">\n<Object category=\"status\" key=\"S1\" name=\"Endurance "
-              "Analyzer\">\n<Property name=\"Category\" value=\"1\"/>\n<Property name=\"Code\" value=\"40\"/>\n")
-        << "ELOOP";
+              "Analyzer\">\n<Property name=\"Category\" value=\"10\"/>\n<Property name=\"Code\" value=\"168\"/>\n");
     EXPECT_EQ(readWholeFile(folder_ / "other"), "precious");
 }
 
@@ -228,7 +227,8 @@ TEST_F(EnduranceAnalyzerJobTest, AFolderThatCannotBeMadeIsTold) {
     writeWholeFile(folder_ / "lib", "a file");
     FakeDrive drive;
     drive.expect(lookAtLog(0x02, 512).answers(smartLog()));
-    EXPECT_EQ(JobRun(job_, JOBTYPE_METHOD).on({&drive}), statusAnswer("20", folder_ / "lib: Not a directory", "1"));
+    EXPECT_EQ(JobRun(job_, JOBTYPE_METHOD).on({&drive}),
+              statusAnswer("194", "Failed to create directory. " + (folder_ / "lib: Not a directory"), "10"));
 }
 
 TEST_F(EnduranceAnalyzerJobTest, WithoutASerialNumberNothingIsKept) {

@@ -59,7 +59,7 @@ TEST(FeatureJob, ShowsDrivesInTheirOrderAndAFailingOneAmongThem) {
     FakeDrive first("S1", "/dev/nvme0");
     first.expect(getFeature(0x07).completes(11));
     FakeDrive gone("S2", "/dev/nvme1");
-    gone.expect(getFeature(0x07).breaks(Status(1, ENODEV, "The drive /dev/nvme1 is gone.")));
+    gone.expect(getFeature(0x07).breaks(Status(CATEGORY_CORE, 70, "The drive /dev/nvme1 is gone.")));
     FakeDrive refusing("S3", "/dev/nvme2");
     refusing.expect(getFeature(0x07).refuses(0x4002));
     FakeDrive last("S4", "/dev/nvme3");
@@ -71,8 +71,8 @@ TEST(FeatureJob, ShowsDrivesInTheirOrderAndAFailingOneAmongThem) {
 <Property category="attribute" displayName="Queues" name="Queues" size="3" type="string" value="11"/>
 </Object>
 <Object category="status" key="S2" name="Example Title">
-<Property name="Category" value="1"/>
-<Property name="Code" value="19"/>
+<Property name="Category" value="0"/>
+<Property name="Code" value="70"/>
 <Property name="Message" value="The drive /dev/nvme1 is gone."/>
 </Object>
 <Object category="status" key="S3" name="Example Title">
@@ -92,7 +92,7 @@ TEST(FeatureJob, DrivesWithOneSerialNumberAreToldApartByTheirNodes) {
     FakeDrive second("S2", "/dev/nvme1");
     second.expect(getFeature(0x07).completes(22));
     FakeDrive third("S1", "/dev/nvme12");
-    third.expect(getFeature(0x07).breaks(Status(1, ENODEV, "The drive /dev/nvme12 is gone.")));
+    third.expect(getFeature(0x07).breaks(Status(CATEGORY_CORE, 70, "The drive /dev/nvme12 is gone.")));
     ExampleJob job;
     EXPECT_EQ(JobRun(job, JOBTYPE_GET_PROPERTIES).on({&first, &second, &third}), R"(0/0
 <Object category="Output">
@@ -103,8 +103,8 @@ TEST(FeatureJob, DrivesWithOneSerialNumberAreToldApartByTheirNodes) {
 <Property category="attribute" displayName="Queues" name="Queues" size="3" type="string" value="22"/>
 </Object>
 <Object category="status" key="S1 nvme12" name="Example Title">
-<Property name="Category" value="1"/>
-<Property name="Code" value="19"/>
+<Property name="Category" value="0"/>
+<Property name="Code" value="70"/>
 <Property name="Message" value="The drive /dev/nvme12 is gone."/>
 </Object>
 </Object>)");

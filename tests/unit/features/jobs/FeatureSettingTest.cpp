@@ -132,7 +132,7 @@ TEST(FeatureSetting, WritesNothingThatCannotBeChanged) {
 }
 
 TEST(FeatureSetting, AReadThatFailsEndsTheSetWithItsStatus) {
-    const std::string lost = "1/19 The drive /dev/nvme0 is gone.";
+    const std::string lost = "0/70 The drive /dev/nvme0 is gone.";
     FakeDrive beforeCapabilities;
     beforeCapabilities.expect(getFeature(0x08).completes(0x0207))
         .expect(identify(0x01).answers(identifyController().le16(520, 0x0010)))

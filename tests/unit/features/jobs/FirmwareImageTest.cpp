@@ -4,6 +4,7 @@
 #include <filesystem>
 
 #include "features/jobs/FirmwareImage.h"
+#include "ostrel/core/StatusCatalogue.h"
 #include "tests/support/TemporaryFolder.h"
 #include "tests/unit/features/jobs/Commands.h"
 #include "tests/unit/features/jobs/FirmwareCommands.h"
@@ -124,7 +125,7 @@ TEST_F(FirmwareDownloadTest, PiecesAreMultiplesOfTheGranularity) {
 }
 
 TEST_F(FirmwareDownloadTest, WhatTheSystemDoesNotTakeIsHalvedAndStaysSo) {
-    const Status tooMuch(CATEGORY_OS, EINVAL, "Invalid argument");
+    const Status tooMuch = statuses::invalidTransferSize();
     fake_.expect(controller())
         .expect(download(image_, 0, 8192).breaks(tooMuch))
         .expect(download(image_, 0, 4096))
@@ -142,7 +143,7 @@ TEST_F(FirmwareDownloadTest, ARefusalEndsIt) {
         "10/52 Failed to load firmware. Firmware Image Download failed on drive S1 (/dev/nvme0): Overlapping Range "
         "(status code type 0x1, status code 0x14, opcode 0x11).");
     fake_.expect(controller()).expect(download(image_, 0, 8192).breaks(gone()));
-    EXPECT_EQ(send(32768, 4096), "1/19 The drive /dev/nvme0 is gone.");
+    EXPECT_EQ(send(32768, 4096), "0/70 The drive /dev/nvme0 is gone.");
 }
 
 }  // namespace

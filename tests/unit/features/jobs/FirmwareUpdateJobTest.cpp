@@ -205,7 +205,7 @@ TEST_F(FirmwareUpdateJobTest, ACommitThatChangedNothingIsNotCalledStoredOrActiva
 
 TEST_F(FirmwareUpdateJobTest, WithoutTheSlotsNothingIsSent) {
     drive_.expect(identify(0x01).answers(firmwareController(AT_ONCE))).expect(lookAtLog(0x03, 512).breaks(gone()));
-    EXPECT_EQ(update(drive_), output(status(TITLE, "1", "19", "The drive /dev/nvme0 is gone.")));
+    EXPECT_EQ(update(drive_), output(status(TITLE, "0", "70", "The drive /dev/nvme0 is gone.")));
 }
 
 TEST_F(FirmwareUpdateJobTest, RefusedCommitsAreTold) {
@@ -237,7 +237,7 @@ TEST_F(FirmwareUpdateJobTest, RefusedCommitsAreTold) {
         drive_.expectDone();
     }
     loaded(AT_ONCE).expect(commit(0, 3).breaks(gone()));
-    EXPECT_EQ(update(drive_), output(status(TITLE, "1", "19", "The drive /dev/nvme0 is gone.")));
+    EXPECT_EQ(update(drive_), output(status(TITLE, "0", "70", "The drive /dev/nvme0 is gone.")));
 }
 
 TEST_F(FirmwareUpdateJobTest, WhatFailsAfterTheCommitTellsThatItIsDone) {
@@ -248,7 +248,7 @@ TEST_F(FirmwareUpdateJobTest, WhatFailsAfterTheCommitTellsThatItIsDone) {
                                             "The firmware is stored; the next controller level reset activates it. "
                                             "NVMe Reset Failed. The drive /dev/nvme0 is gone.")));
     loaded(AT_ONCE).expect(commit(0, 3)).expect(identify(0x01).breaks(gone()));
-    EXPECT_EQ(update(drive_), output(status(TITLE, "1", "19",
+    EXPECT_EQ(update(drive_), output(status(TITLE, "0", "70",
                                             "The firmware was activated without a reset. The drive /dev/nvme0 is "
                                             "gone.")));
 }

@@ -94,8 +94,8 @@ TEST(ForceFlushJob, SendsNothingToAnotherMakersDriveAndNothingOfABadRequest) {
 TEST(ForceFlushJob, ADriveThatIsGone) {
     FakeDrive drive;
     velko(drive).expect(Expected::admin(0xC0).dword(10, 1).breaks(gone())).expect(lookAtLog(0xD8, 64).breaks(gone()));
-    EXPECT_EQ(act("true", {&drive}), statusOf(TITLE, "1", "19", "The drive /dev/nvme0 is gone."));
-    EXPECT_EQ(show(drive), statusOf(TITLE, "1", "19", "The drive /dev/nvme0 is gone."));
+    EXPECT_EQ(act("true", {&drive}), statusOf(TITLE, "0", "70", "The drive /dev/nvme0 is gone."));
+    EXPECT_EQ(show(drive), statusOf(TITLE, "0", "70", "The drive /dev/nvme0 is gone."));
 }
 
 }  // namespace

@@ -99,8 +99,8 @@ TEST(HealthMetricsJob, AFailingDriveDoesNotSpoilTheOthers) {
     EXPECT_EQ(JobRun(job, JOBTYPE_GET_PROPERTIES).asking("DeviceStatus").on({&first, &second, &third}), R"(0/0
 <Object category="Output">
 <Object category="status" key="S1" name="Health Sensors">
-<Property name="Category" value="1"/>
-<Property name="Code" value="19"/>
+<Property name="Category" value="0"/>
+<Property name="Code" value="70"/>
 <Property name="Message" value="The drive /dev/nvme0 is gone."/>
 </Object>
 <Object category="attributeList" key="Health Sensors S2">

@@ -314,11 +314,12 @@ TEST_F(HealthScan, APathThatIsElsewhereIsNotWrittenTo) {
                      findings(INCOMPLETE)));
     EXPECT_EQ(run().naming("S1").with("DataIntegrityScan", "true").onDevice(drive.device()),
               answer(100, NOT_COMPLETED + HEALTHY,
-                     findings(INCOMPLETE) +
-                         part("Data Integrity Scan",
-                              property("Path", "/proc") + property("Written and Read", "0 bytes") +
-                                  property("Mismatches", "0 units of 4096 bytes") +
-                                  property("Not completed", "System error. There is no room for a file in /proc."))));
+                     findings(INCOMPLETE) + part("Data Integrity Scan",
+                                                 property("Path", "/proc") + property("Written and Read", "0 bytes") +
+                                                     property("Mismatches", "0 units of 4096 bytes") +
+                                                     property("Not completed",
+                                                              "Selected Partition does not have enough free space for "
+                                                              "this feature. There is no room for a file in /proc."))));
     drive.namespaces = {unusedNamespace(1)};
     EXPECT_EQ(run().naming("S1").with("DataIntegrityScan", "true").onDevice(drive.device()),
               answer(100, NOT_COMPLETED + HEALTHY + property("Left out", "None of its file systems is mounted."),

@@ -238,8 +238,8 @@ TEST(IdentifyJob, AFailingDriveDoesNotSpoilTheOthers) {
     EXPECT_EQ(JobRun(job, JOBTYPE_METHOD).with(CNS, "2").on({&first, &second, &third}), R"(0/0
 <Object category="Output">
 <Object category="status" key="S1" name="Identify">
-<Property name="Category" value="1"/>
-<Property name="Code" value="19"/>
+<Property name="Category" value="0"/>
+<Property name="Code" value="70"/>
 <Property name="Message" value="The drive /dev/nvme0 is gone."/>
 </Object>
 <Object key="S2" name="Attached Namespaces">

@@ -105,7 +105,7 @@ TEST(LedActivityJob, WritesNothingToAnotherMakersDrive) {
         .expect(getFeature(0xC9).completes(0))
         .expect(identify(0x01).answers(identifyController()))
         .expect(setFeature(0xC9, 0x01000000).breaks(gone()));
-    EXPECT_EQ(set("IdleState", "on", unplugged), "1/19 The drive /dev/nvme0 is gone.");
+    EXPECT_EQ(set("IdleState", "on", unplugged), "0/70 The drive /dev/nvme0 is gone.");
 }
 
 }  // namespace

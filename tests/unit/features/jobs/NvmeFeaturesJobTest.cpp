@@ -116,8 +116,8 @@ TEST(NvmeFeaturesJob, TellsTheDrivesRefusalOfAValue) {
 
 TEST(NvmeFeaturesJob, WritesNothingToADriveThatIsGone) {
     FakeDrive drive;
-    drive.expect(getFeature(0x04).breaks(Status(CATEGORY_OS, ENODEV, "The drive /dev/nvme0 is gone.")));
-    EXPECT_EQ(set("TempThreshold", "70", drive), "1/19 The drive /dev/nvme0 is gone.");
+    drive.expect(getFeature(0x04).breaks(Status(CATEGORY_CORE, 70, "The drive /dev/nvme0 is gone.")));
+    EXPECT_EQ(set("TempThreshold", "70", drive), "0/70 The drive /dev/nvme0 is gone.");
 }
 
 TEST(NvmeFeaturesJob, ClearsThePcieCountersOfAnOcpDrive) {

@@ -249,7 +249,7 @@ Expected anaGroup(uint64_t offset) {
 
 TEST(NvmeLogJob, WhatIsTooLongToBeDecodedIsRefusedBeforeItIsRead) {
     const auto refusal = [](const std::string& bytes, const std::string& lid) {
-        return statusAnswer("1", "27",
+        return statusAnswer("0", "37",
                             "The log of drive S1 (/dev/nvme0) has " + bytes +
                                 " bytes, and at most 4194304 are decoded. &apos;dump -destination FILE -velkossd "
                                 "/dev/nvme0 -nvmelog " +
@@ -403,8 +403,8 @@ TEST(NvmeLogJob, ADriveThatGoesAwayEndsTheRow) {
 <Property name="Entries" value="0"/>
 </Object>
 <Object category="status" key="S1" name="NVMe Log">
-<Property name="Category" value="1"/>
-<Property name="Code" value="19"/>
+<Property name="Category" value="0"/>
+<Property name="Code" value="70"/>
 <Property name="Message" value="The drive /dev/nvme0 is gone."/>
 </Object>
 </Object>)");
@@ -419,8 +419,8 @@ TEST(NvmeLogJob, OneOfSeveralDrivesFails) {
     const std::string header = "0/0\n<Object category=\"Output\">\n";
     EXPECT_EQ(JobRun(job, JOBTYPE_METHOD).with("LogId", "3").on({&first, &second}),
               header + R"(<Object category="status" key="S0" name="NVMe Log">
-<Property name="Category" value="1"/>
-<Property name="Code" value="19"/>
+<Property name="Category" value="0"/>
+<Property name="Code" value="70"/>
 <Property name="Message" value="The drive /dev/nvme0 is gone."/>
 </Object>
 )" + FIRMWARE_SLOTS.substr(header.size()));
@@ -576,7 +576,7 @@ TEST_F(NvmeLogFile, ALengthThatNoLogHasIsRefusedBeforeItIsRead) {
     drive_.expect(identify(0x01).answers(withLongLogs()))
         .expect(lookAtLog(0x0D, 512).answers(DriveBytes(512).byte(0, 13).le64(8, uint64_t{1} << 60)));
     EXPECT_EQ(dump("13"),
-              "1/27 The log of drive S1 (/dev/nvme0) says that it has 1152921504606846976 bytes, and no log has more "
+              "0/37 The log of drive S1 (/dev/nvme0) says that it has 1152921504606846976 bytes, and no log has more "
               "than 34359738368.");
     EXPECT_FALSE(std::filesystem::exists(file_));
 }
@@ -585,14 +585,14 @@ TEST_F(NvmeLogFile, ARefusalIsTheStatusOfTheRequestAndLeavesTheOldFile) {
     writeWholeFile(file_, "old");
     drive_.expect(lookAtLog(0x03, 512).refuses(NO_SUCH_LOG)).expect(lookAtLog(0x03, 512).breaks(gone()));
     EXPECT_EQ(dump("3"), std::string("0/25 ") + REFUSED);
-    EXPECT_EQ(dump("3"), "1/19 The drive /dev/nvme0 is gone.");
+    EXPECT_EQ(dump("3"), "0/70 The drive /dev/nvme0 is gone.");
     EXPECT_EQ(readWholeFile(file_), "old");
 }
 
 TEST_F(NvmeLogFile, GoesThroughNoLink) {
     writeWholeFile(folder_ / "other", "precious");
     std::filesystem::create_symlink(folder_ / "other", file_);
-    EXPECT_EQ(dump("3"), "1/40 Unable to write " + file_ + ": It is a symbolic link") << "and nothing was read";
+    EXPECT_EQ(dump("3"), "10/168 Unable to write " + file_ + ": It is a symbolic link") << "and nothing was read";
     EXPECT_EQ(readWholeFile(folder_ / "other"), "precious");
     EXPECT_TRUE(std::filesystem::is_symlink(file_));
 }

@@ -133,8 +133,8 @@ TEST(OcpErrorInjectionJob, TellsARefusalAndADriveThatIsGone) {
                      "Set Features failed on drive S1 (/dev/nvme0): Invalid Field in Command (status code type 0x0, "
                      "status code 0x02, opcode 0x09)."));
     FakeDrive gone;
-    gone.expect(hostUses({}).breaks(Status(CATEGORY_OS, ENODEV, "The drive /dev/nvme0 is gone.")));
-    EXPECT_EQ(set("ErrorInjectionEntries", "1", gone), status("1", "19", "The drive /dev/nvme0 is gone."));
+    gone.expect(hostUses({}).breaks(Status(CATEGORY_CORE, 70, "The drive /dev/nvme0 is gone.")));
+    EXPECT_EQ(set("ErrorInjectionEntries", "1", gone), status("0", "70", "The drive /dev/nvme0 is gone."));
 }
 
 TEST(OcpErrorInjectionJob, RefusesABadRequestBeforeAnythingIsSent) {

@@ -166,7 +166,7 @@ TEST(OcpFeatureJob, TellsWhichDriveCannotAnswer) {
     FakeDrive lacking("S2", "/dev/nvme1");
     lacking.expect(withoutList()).expect(ocpLog().answers(ocpSmart())).expect(getFeature(0xC7).refuses(0x4002));
     FakeDrive gone("S3", "/dev/nvme2");
-    gone.expect(withoutList()).expect(ocpLog().breaks(Status(CATEGORY_OS, ENODEV, "The drive /dev/nvme2 is gone.")));
+    gone.expect(withoutList()).expect(ocpLog().breaks(Status(CATEGORY_CORE, 70, "The drive /dev/nvme2 is gone.")));
     OcpFeatureJob job(JOB_OCP_DSSD_POWER_STATE);
     EXPECT_EQ(JobRun(job, JOBTYPE_GET_PROPERTIES).on({&other, &lacking, &gone}), std::string(R"x(0/0
 <Object category="Output">

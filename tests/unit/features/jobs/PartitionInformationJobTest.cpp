@@ -158,7 +158,7 @@ TEST(PartitionInformationJob, AFailingDriveDoesNotSpoilTheOthers) {
     second.expect(hostUses({unusedNamespace(1)}));
     PartitionInformationJob job;
     EXPECT_EQ(JobRun(job, JOBTYPE_GET_PROPERTIES).on({&first, &second}),
-              BEGIN + statusObject("1", "19", "The drive /dev/nvme0 is gone.", "S0") +
+              BEGIN + statusObject("0", "70", "The drive /dev/nvme0 is gone.", "S0") +
                   statusObject("0", "0", "Device has no partitions.", "S1") + END);
 }
 

@@ -60,8 +60,8 @@ TEST(PerformanceJob, AFailingDriveDoesNotSpoilTheOthers) {
 <Property category="attribute" description="units of 512000 bytes" displayName="Data Units Read" name="DataUnitsRead" size="5" type="string" value="1000"/>
 </Object>
 <Object category="status" key="S3" name="Performance Metrics">
-<Property name="Category" value="1"/>
-<Property name="Code" value="19"/>
+<Property name="Category" value="0"/>
+<Property name="Code" value="70"/>
 <Property name="Message" value="The drive /dev/nvme0 is gone."/>
 </Object>
 </Object>)");

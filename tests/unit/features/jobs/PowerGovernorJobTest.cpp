@@ -97,7 +97,7 @@ TEST(PowerGovernorJob, TellsARefusalAndADriveThatIsGone) {
               "0/25 Set Features failed on drive S1 (/dev/nvme0): Invalid Field in Command (status code type 0x0, "
               "status code 0x02, opcode 0x09).");
     FakeDrive gone;
-    gone.expect(identify(1).breaks(Status(CATEGORY_OS, ENODEV, "The drive /dev/nvme0 is gone.")));
+    gone.expect(identify(1).breaks(Status(CATEGORY_CORE, 70, "The drive /dev/nvme0 is gone.")));
     EXPECT_EQ(set("1", gone), "1/19 The drive /dev/nvme0 is gone.");
 }
 

@@ -4,6 +4,7 @@
 #include <string>
 
 #include "features/jobs/ReadScan.h"
+#include "ostrel/core/StatusCatalogue.h"
 #include "tests/support/fakedrive/FakeDrive.h"
 #include "tests/support/fakedrive/MediaDrive.h"
 #include "tests/unit/features/jobs/Commands.h"
@@ -96,7 +97,7 @@ TEST(ReadScan, EndsAtAnErrorThatIsNotOfTheMedia) {
 TEST(ReadScan, SendsLessWhereTheSystemTakesLess) {
     FakeDrive drive;
     opened(drive, identifyNamespace(32))
-        .expect(read(0, 16).breaks(Status(CATEGORY_OS, EINVAL, "System error.")))
+        .expect(read(0, 16).breaks(statuses::invalidTransferSize()))
         .expect(read(0, 8))
         .expect(read(8, 8))
         .expect(read(16, 8))  // the next piece is split at once

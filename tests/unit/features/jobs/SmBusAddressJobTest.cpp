@@ -76,7 +76,7 @@ TEST(SmBusAddressJob, WritesNothingToAnotherMakersDrive) {
                  "(/dev/nvme0): Invalid Field in Command (status code type 0x0, status code 0x02, opcode 0x09)."));
     FakeDrive unplugged;
     velko(unplugged).expect(setFeature(0xC8, 1).breaks(gone()));
-    EXPECT_EQ(set("1", "", {&unplugged}), statusOf("SMBus Address", "1", "19", "The drive /dev/nvme0 is gone."));
+    EXPECT_EQ(set("1", "", {&unplugged}), statusOf("SMBus Address", "0", "70", "The drive /dev/nvme0 is gone."));
 }
 
 }  // namespace

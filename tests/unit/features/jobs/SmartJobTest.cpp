@@ -155,8 +155,8 @@ TEST(SmartJob, AFailingDriveDoesNotSpoilTheOthers) {
     EXPECT_EQ(JobRun(job, JOBTYPE_GET_PROPERTIES).with("ID", "AvailableSpare").on({&first, &second, &third}), R"(0/0
 <Object category="Output">
 <Object category="status" key="S1" name="SMART Attributes">
-<Property name="Category" value="1"/>
-<Property name="Code" value="19"/>
+<Property name="Category" value="0"/>
+<Property name="Code" value="70"/>
 <Property name="Message" value="The drive /dev/nvme0 is gone."/>
 </Object>
 <Object category="attributeList" key="SMART Attributes S2">
@@ -171,8 +171,8 @@ TEST(SmartJob, AFailingDriveDoesNotSpoilTheOthers) {
     EXPECT_EQ(JobRun(job, JOBTYPE_GET_PROPERTIES).on({&fourth}), R"(0/0
 <Object category="Output">
 <Object category="status" key="S4" name="SMART Attributes">
-<Property name="Category" value="1"/>
-<Property name="Code" value="19"/>
+<Property name="Category" value="0"/>
+<Property name="Code" value="70"/>
 <Property name="Message" value="The drive /dev/nvme0 is gone."/>
 </Object>
 </Object>)");
@@ -242,7 +242,7 @@ TEST(SmartJob, ADriveThatGoesAwayAtTheMakersLogIsAFailure) {
     velko(drive).expect(withoutList()).expect(lookAtLog(0xD0, 512).breaks(gone()));
     SmartJob job;
     EXPECT_EQ(JobRun(job, JOBTYPE_GET_PROPERTIES).with("IncludeNVMeSmartHealthLog", "false").on({&drive}),
-              statusOf("SMART Attributes", "1", "19", "The drive /dev/nvme0 is gone."));
+              statusOf("SMART Attributes", "0", "70", "The drive /dev/nvme0 is gone."));
 }
 
 }  // namespace

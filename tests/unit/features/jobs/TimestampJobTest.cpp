@@ -53,7 +53,7 @@ TEST(TimestampJob, ShowsTheOthersWhenADriveHasNoneOrIsGone) {
         .expect(getFeature(0x0E, 0, 0, 8).refuses(0x4002));
     FakeDrive gone("S2", "/dev/nvme1");
     gone.expect(identify(1).answers(identifyController().le16(520, 0x0040)))
-        .expect(getFeature(0x0E, 0, 0, 8).breaks(Status(CATEGORY_OS, ENODEV, "The drive /dev/nvme1 is gone.")));
+        .expect(getFeature(0x0E, 0, 0, 8).breaks(Status(CATEGORY_CORE, 70, "The drive /dev/nvme1 is gone.")));
     EXPECT_EQ(show({&without, &gone}), R"x(0/0
 <Object category="Output">
 <Object category="status" key="S1" name="Timestamp">
@@ -62,8 +62,8 @@ TEST(TimestampJob, ShowsTheOthersWhenADriveHasNoneOrIsGone) {
 <Property name="Message" value="Timestamp not supported by drive. Get Features failed on drive S1 (/dev/nvme0): Invalid Field in Command (status code type 0x0, status code 0x02, opcode 0x0A)."/>
 </Object>
 <Object category="status" key="S2" name="Timestamp">
-<Property name="Category" value="1"/>
-<Property name="Code" value="19"/>
+<Property name="Category" value="0"/>
+<Property name="Code" value="70"/>
 <Property name="Message" value="The drive /dev/nvme1 is gone."/>
 </Object>
 </Object>)x");

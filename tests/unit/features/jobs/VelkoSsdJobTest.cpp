@@ -194,8 +194,8 @@ TEST(VelkoSsdJob, AFailingDriveDoesNotSpoilTheOthers) {
     EXPECT_EQ(JobRun(job, JOBTYPE_GET_PROPERTIES).asking("DeviceStatus").on({&first, &second, &third, &broken}), R"(0/0
 <Object category="Output">
 <Object category="status" key="S0" name="Velko SSD">
-<Property name="Category" value="1"/>
-<Property name="Code" value="19"/>
+<Property name="Category" value="0"/>
+<Property name="Code" value="70"/>
 <Property name="Message" value="The drive /dev/nvme0 is gone."/>
 </Object>
 <Object category="attributeList" key="Velko SSD S1">

@@ -101,14 +101,14 @@ TEST(VendorDialect, WhatCannotBeToldIsNotGuessed) {
     nameModel(fake, "VELKO X");
     fake.expect(withoutList())
         .expect(ocpLog().refuses(0x0006))
-        .expect(ocpLog().breaks(Status(CATEGORY_OS, ENODEV, "gone")));
+        .expect(ocpLog().breaks(Status(CATEGORY_CORE, 70, "gone")));
     nvme::Drive drive(*fake.device());
     Dialect dialect = Dialect::NONE;
     EXPECT_EQ(
         dialectOfFeature(drive, 0xC1, OcpGrounds::NAMED, dialect).toString(),
         "Category: 0\nCode: 25\nMessage: Get Log Page failed on drive S1 (/dev/nvme0): Internal Error (status code "
         "type 0x0, status code 0x06, opcode 0x02).");
-    EXPECT_EQ(requireOcp(drive).toString(), "Category: 1\nCode: 19\nMessage: gone");
+    EXPECT_EQ(requireOcp(drive).toString(), "Category: 0\nCode: 70\nMessage: gone");
     EXPECT_EQ(dialect, Dialect::NONE);
 }
 

@@ -447,7 +447,7 @@ TEST(RequestHandlerNames, DigitsAreASerialNumberWhereNoDriveHasTheIndex) {
                   refusal("VelkoSSD", "0", "4", "Provided device index is invalid. Device could not be found."))
             << none;
     }
-    drives.lookErrors.add("/sys", ENOENT, "sysfs is not mounted");
+    drives.errors.add("/sys", ENOENT, "sysfs is not mounted");
     EXPECT_NE(request("SetProperty", "0042").find("Name the drive by its serial number or path."), std::string::npos)
         << "a drive that was not seen may have the index";
 }

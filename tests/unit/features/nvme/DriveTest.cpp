@@ -3,6 +3,7 @@
 #include <cerrno>
 
 #include "features/nvme/Drive.h"
+#include "ostrel/core/StatusCatalogue.h"
 #include "tests/support/fakedrive/FakeDrive.h"
 
 namespace features::nvme {
@@ -14,6 +15,7 @@ using fakedrive::FakeDrive;
 using ostrel::core::CATEGORY_OS;
 using ostrel::core::Payload;
 using ostrel::core::Status;
+namespace statuses = ostrel::core::statuses;
 
 std::string textOf(const Status& status) {
     return std::to_string(status.getCategory()) + "/" + std::to_string(status.getCode()) + " " + status.getMessage();
@@ -308,7 +310,7 @@ TEST(Drive, TheNumberOfDwordsReachesIntoDword11) {
 
 // The system takes 128 KiB: 512 KiB and 256 KiB are refused, and nothing was sent. The next log begins with 128.
 TEST(Drive, PiecesAreHalvedUntilTheSystemTakesThem) {
-    const Status tooMuch(CATEGORY_OS, EINVAL, "System error.");
+    const Status tooMuch = statuses::invalidTransferSize();
     FakeDrive fake;
     fake.expect(fakedrive::identify(0x01).answers(fakedrive::identifyController()))
         .expect(fakedrive::logPage(0x07, 512 * 1024).breaks(tooMuch))
@@ -330,7 +332,7 @@ TEST(Drive, PiecesAreHalvedUntilTheSystemTakesThem) {
 }
 
 TEST(Drive, HalvingEndsAtAPage) {
-    const Status tooMuch(CATEGORY_OS, EINVAL, "System error.");
+    const Status tooMuch = statuses::invalidTransferSize();
     FakeDrive fake;
     fake.expect(fakedrive::identify(0x01).answers(fakedrive::identifyController().byte(77, 1)))
         .expect(fakedrive::logPage(0x07, 8192).breaks(tooMuch))
@@ -339,7 +341,7 @@ TEST(Drive, HalvingEndsAtAPage) {
     LogPageRequest request;
     request.lid = 0x07;
     Payload data;
-    EXPECT_EQ(textOf(drive.readLogPage(request, 8192, data)), "1/22 System error.");
+    EXPECT_EQ(textOf(drive.readLogPage(request, 8192, data)), "0/75 Invalid transfer size specified.");
     EXPECT_EQ(data.getSize(), 0U);
 }
 
@@ -350,7 +352,7 @@ TEST(Drive, HalvedPiecesAreWholePages) {
     std::vector<uint32_t> tried;
     const Status status = drive.sendHalvingPieces(piece, [&](uint32_t most) {
         tried.push_back(most);
-        return most > 4096 ? Status(CATEGORY_OS, EINVAL, "System error.") : Status();
+        return most > 4096 ? statuses::invalidTransferSize() : Status();
     });
     EXPECT_EQ(textOf(status), SUCCESS);
     EXPECT_EQ(tried, (std::vector<uint32_t>{20480, 8192, 4096}));
@@ -402,7 +404,7 @@ TEST(Drive, AControllerWithoutExtendedDataIsAskedForOnePiece) {
     {
         FakeDrive fake;
         fake.expect(fakedrive::identify(0x01).answers(plain))
-            .expect(fakedrive::logPage(0x01, 16384).breaks(Status(CATEGORY_OS, EINVAL, "System error.")));
+            .expect(fakedrive::logPage(0x01, 16384).breaks(statuses::invalidTransferSize()));
         Drive drive(*fake.device());
         request.offset = 0;
         EXPECT_EQ(textOf(drive.readLogPage(request, 16384, data)), NO_EXTENDED_DATA) << "half of it is not the log";

@@ -106,47 +106,48 @@ TEST_F(DriveLockTest, WhatAnotherUserCanChangeIsRefused) {
     for (const mode_t mode : {0720, 0702}) {
         ASSERT_EQ(::chmod(locks_.c_str(), mode), 0);
         EXPECT_EQ(text(DriveLock(locks_).acquire("one")),
-                  "1/1 System error. The drive cannot be locked: " + locks_ + unsafe)
+                  "10/104 Unable to create file. The drive cannot be locked: " + locks_ + unsafe)
             << std::oct << mode;
     }
     ASSERT_EQ(::chmod(locks_.c_str(), 0755), 0);
     writeWholeFile(file_, "");
     ASSERT_EQ(::chmod(file_.c_str(), 0622), 0);
     EXPECT_EQ(text(DriveLock(locks_).acquire("one")),
-              "1/1 System error. The drive cannot be locked: " + file_ + unsafe);
+              "10/104 Unable to create file. The drive cannot be locked: " + file_ + unsafe);
     ASSERT_EQ(::chmod(file_.c_str(), 0644), 0);
     EXPECT_EQ(text(DriveLock(locks_).acquire("one")), "0/0");
     if (::geteuid() != 0) return;
     ASSERT_EQ(::chown(locks_.c_str(), 65534, 65534), 0);
     EXPECT_EQ(text(DriveLock(locks_).acquire("one")),
-              "1/1 System error. The drive cannot be locked: " + locks_ + unsafe);
+              "10/104 Unable to create file. The drive cannot be locked: " + locks_ + unsafe);
 }
 
 TEST_F(DriveLockTest, NoLinkIsFollowed) {
     ASSERT_EQ(::mkdir((folder_ / "elsewhere").c_str(), 0700), 0);
     ASSERT_EQ(::symlink("elsewhere", locks_.c_str()), 0);
     EXPECT_EQ(text(DriveLock(locks_).acquire("one")),
-              "1/20 System error. The drive cannot be locked: " + locks_ + ": Not a directory.");
+              "10/104 Unable to create file. The drive cannot be locked: " + locks_ + ": Not a directory.");
     ASSERT_EQ(::unlink(locks_.c_str()), 0);
     ASSERT_EQ(::mkdir(locks_.c_str(), 0700), 0);
     writeWholeFile(folder_ / "victim", "kept");
     ASSERT_EQ(::symlink((folder_ / "victim").c_str(), file_.c_str()), 0);
-    EXPECT_EQ(text(DriveLock(locks_).acquire("one")),
-              "1/40 System error. The drive cannot be locked: " + file_ + ": Too many levels of symbolic links.");
+    EXPECT_EQ(text(DriveLock(locks_).acquire("one")), "10/104 Unable to create file. The drive cannot be locked: " +
+                                                          file_ + ": Too many levels of symbolic links.");
     EXPECT_EQ(readWholeFile(folder_ / "victim"), "kept");
     ASSERT_EQ(::unlink(file_.c_str()), 0);
     ASSERT_EQ(::mkfifo(file_.c_str(), 0600), 0);
-    EXPECT_EQ(text(DriveLock(locks_).acquire("one")),
-              "1/22 System error. The drive cannot be locked: " + file_ + ": it is not of the expected type.");
+    EXPECT_EQ(text(DriveLock(locks_).acquire("one")), "10/104 Unable to create file. The drive cannot be locked: " +
+                                                          file_ + ": it is not of the expected type.");
 }
 
 TEST_F(DriveLockTest, WithoutAFolderThatCanBeWrittenThereIsNoLock) {
-    EXPECT_EQ(text(DriveLock(locks_ + "/deeper").acquire("one")),
-              "1/2 System error. The drive cannot be locked: " + locks_ + "/deeper: No such file or directory.");
+    EXPECT_EQ(
+        text(DriveLock(locks_ + "/deeper").acquire("one")),
+        "10/104 Unable to create file. The drive cannot be locked: " + locks_ + "/deeper: No such file or directory.");
     EXPECT_TRUE(holdsInAChild([&] {
         if (::chmod((folder_ / "").c_str(), 0755) != 0 || !becomeNobody()) return false;
         ::chmod((folder_ / "").c_str(), 0555);
-        return DriveLock(locks_).acquire("one").is(1, EACCES);
+        return DriveLock(locks_).acquire("one").is(10, 104);
     }));
     ::chmod((folder_ / "").c_str(), 0700);
 }

@@ -181,8 +181,8 @@ TEST_F(SysfsTest, ErrorsAreOneSentenceAndOneStatus) {
     errors.add(others);
     EXPECT_EQ(errors.text(),
               "/proc/swaps: Input/output error; /sys: sysfs is not mounted; /opt: Too many open files in system.");
-    EXPECT_TRUE(errors.status().is(1, EIO));
-    EXPECT_EQ(errors.status().getMessage(), "System error. " + errors.text());
+    EXPECT_TRUE(errors.status().is(0, 39));
+    EXPECT_EQ(errors.status().getMessage(), "System rescan failed. " + errors.text());
 }
 
 }  // namespace

@@ -161,8 +161,9 @@ TEST_F(SimulatedTransport, WaitsForADriveThatDoesNotAnswer) {
     identify.cdw10 = 1;
     identify.dataLength = 4096;
     CommandResult result = path.send(identify, {}, {});
-    EXPECT_TRUE(result.status.is(1, 4));
-    EXPECT_EQ(result.status.getMessage(), "System error. The drive of " + root + "/two did not answer in time.");
+    EXPECT_TRUE(result.status.is(0, 69));
+    EXPECT_EQ(result.status.getMessage(), "The command was detected to have timed-out. The drive of " + root +
+                                              "/two did not answer in time (errno 4: Interrupted system call).");
     EXPECT_EQ(waitedMs, 30000U);
     identify.timeoutMs = 500;
     result = path.send(identify, {}, {});
@@ -182,15 +183,17 @@ TEST_F(SimulatedTransport, WaitsForADriveThatIsSlow) {
     EXPECT_EQ(waitedMs, 700U);
     identify.timeoutMs = 700;
     result = path.send(identify, {}, {});
-    EXPECT_EQ(result.status.getMessage(), "System error. The drive of " + root + "/two did not answer in time.");
+    EXPECT_EQ(result.status.getMessage(), "The command was detected to have timed-out. The drive of " + root +
+                                              "/two did not answer in time (errno 4: Interrupted system call).");
     EXPECT_EQ(waitedMs, 1400U) << "not longer than the host waits";
 }
 
 TEST_F(SimulatedTransport, TellsADriveThatHasVanished) {
     fault("gone = yes\n");
     const CommandResult result = path.send(NvmeCommand(Queue::ADMIN, 0x06, "Identify"), {}, {});
-    EXPECT_TRUE(result.status.is(1, 19));
-    EXPECT_EQ(result.status.getMessage(), "System error. The drive of " + root + "/two is gone.");
+    EXPECT_TRUE(result.status.is(0, 70));
+    EXPECT_EQ(result.status.getMessage(),
+              "The device (object) was unavailable. The drive of " + root + "/two is gone (errno 19: No such device).");
 }
 
 TEST_F(SimulatedTransport, CarriesDataToTheDriveAndBack) {
@@ -248,7 +251,7 @@ TEST_F(SimulatedTransport, AFolderThatPassedToAnotherDriveIsNotChanged) {
     description.serialNumber = "C";
     description.sizeBytes = 1 << 20;
     ASSERT_TRUE(store.create({{"two", description}}, clock).is(0, 0));
-    const std::string gone = "1/19 System error. The drive of " + root +
+    const std::string gone = "0/70 The device (object) was unavailable. The drive of " + root +
                              "/two is gone. Selected was serial number A (model VELKO Simulated NVMe SSD, subsystem "
                              "nqn.2026-01.com.velko.nimbrel:simulated:A); " +
                              root +
@@ -262,8 +265,8 @@ TEST_F(SimulatedTransport, AFolderThatPassedToAnotherDriveIsNotChanged) {
     EXPECT_EQ(dynamic_cast<const Completion&>(*result.protocolResult).dword0, 0U) << "the other drive is as it was";
     SimulatedNvmePath unknown(
         root + "/two", clock, [](std::chrono::milliseconds) {}, locks);
-    const std::string unidentified =
-        "1/61 System error. The drive of " + root + "/two cannot be identified, so that it is not changed.";
+    const std::string unidentified = "10/33 Failed to retrieve data from selected device. The drive of " + root +
+                                     "/two cannot be identified, so that it is not changed.";
     EXPECT_EQ(text(unknown.send(setFeature, {}, {}).status), unidentified);
     EXPECT_EQ(text(unknown.send(HostCommand(HostRequest::LOCK_DRIVE), {}, {}).status), unidentified);
 }
@@ -287,8 +290,9 @@ TEST_F(SimulatedTransport, TheLockIsThatOfTheSubsystem) {
 TEST_F(SimulatedTransport, TellsARemovedDrive) {
     ASSERT_TRUE(store.remove("two").is(0, 0));
     const CommandResult result = path.send(NvmeCommand(Queue::ADMIN, 0x06, "Identify"), {}, {});
-    EXPECT_TRUE(result.status.is(1, 2));
-    EXPECT_EQ(result.status.getMessage(), "System error. " + root + "/two: No such file or directory.");
+    EXPECT_TRUE(result.status.is(0, 70));
+    EXPECT_EQ(result.status.getMessage(),
+              "The device (object) was unavailable. " + root + "/two: No such file or directory (errno 2).");
     EXPECT_FALSE(path.isSupported({}));
 }
 
