@@ -70,7 +70,7 @@ TEST(LogPages, AreThereWhenTheControllerSaysSo) {
 TEST(LogPages, AreFoundInAnySpelling) {
     for (const char* name : {"smart/healthinformation", "SMART HEALTH INFORMATION", "Smart-Health_Information"})
         EXPECT_EQ(findLogPage(std::string(name)), findLogPage(0x02)) << name;
-    for (const char* name : {"", "smart", "sanitize statuses", "2"})
+    for (const char* name : {"", "smar", "sanitize statuses", "2"})
         EXPECT_EQ(findLogPage(std::string(name)), nullptr) << name;
     EXPECT_EQ(findLogPage(0x10), nullptr);
     EXPECT_EQ(findLogPage(0xC0), nullptr) << "the maker's";

@@ -44,7 +44,8 @@ TEST(VelkoLogPages, AreFoundByNumberAndByName) {
     EXPECT_EQ(findVelkoLogPage("velko-nlog")->lid, 0xD3);
     EXPECT_EQ(findVelkoLogPage(0xCF), nullptr);
     EXPECT_EQ(findVelkoLogPage(0xDA), nullptr);
-    EXPECT_EQ(findVelkoLogPage("Nlog"), nullptr);
+    EXPECT_EQ(findVelkoLogPage("Nlog")->lid, 0xD3) << "short";
+    EXPECT_EQ(findVelkoLogPage("log"), nullptr);
 }
 
 TEST(VelkoLogPages, OnlyTheBridgeNeedsASecondPort) {

@@ -1,0 +1,77 @@
+"""Short and long names of log pages, serial numbers of digits, and the table of docs/names-and-sizes.md."""
+
+import os
+import pathlib
+import re
+import unittest
+
+from simulated import SimulatedTestCase
+
+ROOT = pathlib.Path(__file__).resolve().parents[2]
+DOCUMENT = ROOT / "docs/names-and-sizes.md"
+HEAD = "| identifier | name | short name |\n|---|---|---|\n"
+REWRITE = os.environ.get("NIMBREL_REWRITE_GOLDENS") == "1"
+
+ROW = re.compile(r'^    \{(LID_\w+), +"([^"]*)", +"([^"]*)",', re.MULTILINE)
+LID = re.compile(r"constexpr uint8_t (LID_\w+) = (0x[0-9A-F]{2});")
+OCP_NAME = re.compile(r'OCP_SMART(_SHORT)?_NAME = "([^"]*)"')
+
+
+def pages():
+    """Identifier, name and short name of each log page, in the order of the identifiers."""
+    sources = ROOT / "features"
+    lids = dict(LID.findall("".join(path.read_text() for path in (sources / "nvme").glob("*.h"))))
+    rows = [(lids[lid], name, short) for file in ("LogPages.cpp", "VelkoLogPages.cpp")
+            for lid, name, short in ROW.findall((sources / "nvme" / file).read_text())]
+    ocp = [name for _, name in OCP_NAME.findall((sources / "jobs/NvmeLogPage.h").read_text())]
+    return sorted([*rows, (lids["LID_OCP_SMART"], *ocp)])
+
+
+class Document(unittest.TestCase):
+    def test_every_log_page_has_its_row(self):
+        table = HEAD + "".join(f"| {lid} | {name} | `{short}` |\n" for lid, name, short in pages())
+        text = DOCUMENT.read_text()
+        before, head, after = text.partition(HEAD)
+        expected = before + table + after[after.index("\n\n") + 1 if after.startswith("|") else 0:]
+        if REWRITE:
+            DOCUMENT.write_text(expected)
+        else:
+            self.maxDiff = None
+            self.assertTrue(head)
+            self.assertEqual(text, expected)
+
+    def test_no_name_stands_for_two_pages(self):
+        names = [re.sub("[^a-z0-9]", "", name.lower()) for _, *both in pages() for name in both]
+        self.assertEqual(sorted(names), sorted(set(names)))
+        self.assertNotIn("list", names)
+
+
+class Names(SimulatedTestCase):
+    def test_a_short_name_shows_what_the_identifier_shows(self):
+        self.make_drive("velko", telemetry="yes", persistent_event_log="yes")
+        for lid, name, short in pages():
+            with self.subTest(short=short):
+                words = (short, name, *([lid] if lid != "0x00" else []))  # 0 stands for all pages
+                runs = {(run.status, *run.stdout.splitlines()[:2]) for word in words
+                        for run in [self.tool("show", "-velkossd", "0", "-nvmelog", word)]}
+                self.assertEqual(len(runs), 1)
+        run = self.tool("show", "-velkossd", "0", "-nvmelog", "smart")
+        self.assertEqual((run.status, run.stdout.splitlines()[1]), (0, "- SMART / Health Information SIM-VELKO-1 -"))
+        refused = self.tool("show", "-velkossd", "0", "-nvmelog", "smarter")
+        self.assertEqual((refused.status, refused.stdout),
+                         (3, "Error: Invalid log name specified. There is no log page 'smarter'; 'list' shows those of "
+                             "a drive.\n"))
+
+    def test_digits_that_are_no_index_are_a_serial_number(self):
+        self.make_drive("ocp", serial_number="77")
+        self.make_drive("velko", serial_number="1")
+        show = ("show", "-display", "SerialNumber", "-velkossd")
+        for word, serial in (("77", "77"), ("0", "77"), ("1", "1")):
+            self.check_tool(*show, word, stdout=f"\n- Velko SSD {serial} -\n\nSerialNumber : {serial}\n\n")
+        self.check_tool(*show, "2", stdout="Error: Provided device index is invalid. Device could not be found.\n",
+                        status=3)
+        self.check_tool("set", "-velkossd", "77", "TempThreshold=60", stdout="Set TempThreshold successful.\n")
+
+
+if __name__ == "__main__":
+    unittest.main()
