@@ -116,7 +116,10 @@ Status readFormatRequest(const Arguments& arguments, FormatRequest& request) {
     if (status.is(0, 0))
         status = arguments.number(attributes::feature::namespaceId().getName(), NSID_ALL, nsid, Digits::DECIMAL_OR_HEX);
     if (!status.is(0, 0) || !nsid) return status;
-    if (*nsid == 0) return statuses::invalidNamespaceId();
+    if (*nsid == 0) {
+        return withDetails(statuses::invalidNamespaceId(),
+                           "It must be a number from 1 to 0xFFFFFFFE, or 0xFFFFFFFF for all, not '0'.");
+    }
     request.nsid = static_cast<uint32_t>(*nsid);
     return status;
 }

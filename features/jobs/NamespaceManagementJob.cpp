@@ -76,7 +76,9 @@ Status NamespaceManagementJob::readTarget(const Arguments& arguments) {
     // All namespaces at once can be deleted, but not attached.
     const bool mayBeAll = action_->operation == &NamespaceManagementJob::erase;
     if (!status.is(0, 0) || nsid == 0U || (nsid == nvme::NSID_ALL && !mayBeAll))
-        return withDetails(statuses::invalidNamespaceId(), "It was '" + text + "'.");
+        return withDetails(statuses::invalidNamespaceId(), std::string("It must be a number from 1 to 0xFFFFFFFE") +
+                                                               (mayBeAll ? ", or 0xFFFFFFFF for all" : "") + ", not '" +
+                                                               text + "'.");
     nsid_ = static_cast<uint32_t>(*nsid);
     return arguments.number(attributes::feature::nvmeControllerID().getName(), MOST_CONTROLLER_ID, controllerId_);
 }

@@ -3,8 +3,11 @@
 #include <algorithm>
 #include <stdexcept>
 
+#include "features/jobs/DssdPowerStates.h"
 #include "features/jobs/FeatureAccess.h"
 #include "features/jobs/FeatureSetting.h"
+#include "features/jobs/LogReading.h"
+#include "features/jobs/StatusDetails.h"
 #include "features/jobs/VendorDialect.h"
 #include "features/nvme/Opcodes.h"
 #include "ostrel/core/AttributeVocabulary.h"
@@ -79,7 +82,11 @@ Status OcpFeatureJob::setOnDrive(nvme::Drive& drive, const Attribute& attribute)
     Status status = checkSettable(attribute, row_.property.attribute());
     if (status.is(0, 0)) status = readValue(propertyToSet(), row_.property, value);
     if (status.is(0, 0)) status = requireOcp(drive);
-    return status.is(0, 0) ? setFeatureField(drive, settableOcpField(row_.fid), value) : status;
+    if (!status.is(0, 0)) return status;
+    status = setFeatureField(drive, settableOcpField(row_.fid), value);
+    if (row_.fid != nvme::FID_OCP_DSSD_POWER_STATE || !isRefusal(status)) return status;
+    const std::string watts = dssdPowerStates(drive);
+    return watts.empty() ? status : withDetails(status, "It takes " + watts + " watts.");
 }
 
 }  // namespace features::jobs

@@ -1,5 +1,10 @@
 #include "features/jobs/PowerGovernorJob.h"
 
+#include <algorithm>
+#include <string>
+#include <vector>
+
+#include "features/jobs/Alternatives.h"
 #include "features/jobs/FeatureAccess.h"
 #include "features/jobs/FeatureSetting.h"
 #include "features/jobs/StatusDetails.h"
@@ -32,11 +37,16 @@ Status checkPowerState(nvme::Drive& drive, uint32_t state) {
     const uint8_t* identify = nullptr;
     Status status = drive.identifyController(identify);
     if (!status.is(0, 0)) return status;
-    const uint8_t* descriptor = identify + DESCRIPTORS_OFFSET + state * DESCRIPTOR_BYTES;
-    const bool isThere = state <= nvme::ControllerCapabilities(identify).npss;
-    if (isThere && !nvme::bit(descriptor[NON_OPERATIONAL_BYTE], NON_OPERATIONAL_BIT)) return status;
-    return withDetails(statuses::invalidPowerMode(), "Drive " + drive.name() + " has no power state " +
-                                                         std::to_string(state) + " in which it works.");
+    std::vector<std::string> operational;
+    for (uint32_t i = 0; i <= std::min<uint32_t>(MODE.most, nvme::ControllerCapabilities(identify).npss); ++i) {
+        const uint8_t* descriptor = identify + DESCRIPTORS_OFFSET + i * DESCRIPTOR_BYTES;
+        if (nvme::bit(descriptor[NON_OPERATIONAL_BYTE], NON_OPERATIONAL_BIT)) continue;
+        if (i == state) return status;
+        operational.push_back(std::to_string(i));
+    }
+    return withDetails(statuses::invalidPowerMode(),
+                       "Drive " + drive.name() + " has no power state " + std::to_string(state) + " in which it works" +
+                           (operational.empty() ? "" : ": it takes " + alternatives(operational)) + ".");
 }
 
 }  // namespace

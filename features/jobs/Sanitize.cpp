@@ -104,8 +104,15 @@ Status checkArguments(const Arguments& arguments, SanitizeAction action) {
 
 Status readAction(const Arguments& arguments, SanitizeAction& action) {
     std::optional<uint64_t> number;
-    const Status status = arguments.number(attributes::feature::sanitizeAction().getName(), 4, number);
-    if (!status.is(0, 0) || number.value_or(0) == 0) return statuses::unsupportedSanitizeValue();
+    const std::string name = attributes::feature::sanitizeAction().getName();
+    const Status status = arguments.number(name, 4, number);
+    if (!status.is(0, 0) || number.value_or(0) == 0) {
+        return withDetails(statuses::unsupportedSanitizeValue(),
+                           name +
+                               " must be 1 (exit failure mode), 2 (block erase), 3 (overwrite) or 4 (crypto erase), "
+                               "not '" +
+                               arguments.text(name) + "'.");
+    }
     action = static_cast<SanitizeAction>(*number);
     return Status();
 }

@@ -119,7 +119,8 @@ TEST_F(FormatJobTest, ArgumentsThatNoFieldHoldsAreRefusedUnasked) {
          "not '2'."},
         {{{"MetadataSettings", "2"}},
          "10/31 Invalid metadata settings. MetadataSettings must be a number from 0 to 1, not '2'."},
-        {{{"NamespaceId", "0"}}, "10/80 Invalid namespace ID given."},
+        {{{"NamespaceId", "0"}},
+         "10/80 Invalid namespace ID given. It must be a number from 1 to 0xFFFFFFFE, or 0xFFFFFFFF for all, not '0'."},
         {{{"NamespaceId", "0x100000000"}},
          "10/36 Invalid value given for NamespaceId: '0x100000000'. It must be a number from 0 to 4294967295."},
     };
@@ -637,13 +638,13 @@ TEST_F(FormatJobTest, ADriveThatGoesAwayIsToldWhereverItHappens) {
         for (size_t i = 0; i < n; ++i) drive_.expect(steps[i]);
         Expected last = steps[n];
         drive_.expect(last.breaks(gone()));
-        EXPECT_EQ(run("NVMeFormat", {{"NamespaceId", "1"}}), told("1/19 The drive /dev/nvme0 is gone.")) << n;
+        EXPECT_EQ(run("NVMeFormat", {{"NamespaceId", "1"}}), told("0/70 The drive /dev/nvme0 is gone.")) << n;
         drive_.expectDone();
     }
     for (const Expected& step : steps) drive_.expect(step);
     drive_.expect(lookAgain().breaks(gone()));
     EXPECT_EQ(run("NVMeFormat", {{"NamespaceId", "1"}}),
-              told("1/19 The drive /dev/nvme0 is gone. Namespace 1 was formatted: LBA format 0, blocks of 512 bytes."));
+              told("0/70 The drive /dev/nvme0 is gone. Namespace 1 was formatted: LBA format 0, blocks of 512 bytes."));
 }
 
 }  // namespace

@@ -87,7 +87,9 @@ TEST_F(NamespaceManagementJobTest, BadRequestsAreRefusedUnasked) {
         " must be a number of blocks from 1 on, an amount like 100GB or 100GiB, or 1% to 100% of the unallocated "
         "capacity, not ";
     const std::string noSize = "10/269 Invalid Capacity. Size" + forms;
-    const std::string id = "10/80 Invalid namespace ID given. It was '";
+    const std::string id = "10/80 Invalid namespace ID given. It must be a number from 1 to 0xFFFFFFFE, not '";
+    const std::string idOrAll =
+        "10/80 Invalid namespace ID given. It must be a number from 1 to 0xFFFFFFFE, or 0xFFFFFFFF for all, not '";
     const struct {
         const char* action;
         Words words;
@@ -132,8 +134,8 @@ TEST_F(NamespaceManagementJobTest, BadRequestsAreRefusedUnasked) {
          "not '2'."},
         {"delete", {}, "10/76 No namespace ID given."},
         {"attach", {{"NamespaceId", ""}}, "10/76 No namespace ID given."},
-        {"delete", {{"NamespaceId", "0"}}, id + "0'."},
-        {"delete", {{"NamespaceId", "x"}}, id + "x'."},
+        {"delete", {{"NamespaceId", "0"}}, idOrAll + "0'."},
+        {"delete", {{"NamespaceId", "x"}}, idOrAll + "x'."},
         {"detach", {{"NamespaceId", "0x1FFFFFFFF"}}, id + "0x1FFFFFFFF'."},
         {"attach", {{"NamespaceId", "0xFFFFFFFF"}}, id + "0xFFFFFFFF'."},
         {"detach", {{"NamespaceId", "4294967295"}}, id + "4294967295'."},
@@ -268,7 +270,7 @@ TEST_F(NamespaceManagementJobTest, AmountsThatDoNotFitCreateNothing) {
          "GB or GiB."},
         {{{"Size", "1000"}, {"Capacity", "1GB"}},
          managingController(),
-         "10/237 Cannot create a namespace with a capacity larger than it's size."},
+         "10/237 Cannot create a namespace with a capacity larger than it&apos;s size."},
         {{{"Size", "1GB"}, {"Capacity", "50%"}},
          managingController(),
          "10/84 Thin provisioning is not supported by the controller."},
@@ -707,7 +709,7 @@ TEST_F(NamespaceManagementJobTest, ADriveThatGoesAwayIsToldWhereverItHappens) {
         for (size_t i = 0; i < n; ++i) drive_.expect(create[i]);
         Expected last = create[n];
         drive_.expect(last.breaks(gone()));
-        EXPECT_EQ(run("create", {{"Size", "8"}}), told("1/19 The drive /dev/nvme0 is gone.")) << n;
+        EXPECT_EQ(run("create", {{"Size", "8"}}), told("0/70 The drive /dev/nvme0 is gone.")) << n;
         drive_.expectDone();
     }
     const Expected erase[] = {hostUses({}), identify(1).answers(managingController()), allocated(), hostUses({}),
@@ -716,7 +718,7 @@ TEST_F(NamespaceManagementJobTest, ADriveThatGoesAwayIsToldWhereverItHappens) {
         for (size_t i = 0; i < n; ++i) drive_.expect(erase[i]);
         Expected last = erase[n];
         drive_.expect(last.breaks(gone()));
-        EXPECT_EQ(run("delete", {{"NamespaceId", "2"}}), told("1/19 The drive /dev/nvme0 is gone.")) << n;
+        EXPECT_EQ(run("delete", {{"NamespaceId", "2"}}), told("0/70 The drive /dev/nvme0 is gone.")) << n;
         drive_.expectDone();
     }
 }

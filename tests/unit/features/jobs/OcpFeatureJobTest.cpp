@@ -4,6 +4,7 @@
 #include <stdexcept>
 
 #include "features/jobs/OcpFeatureJob.h"
+#include "tests/unit/features/jobs/Commands.h"
 #include "tests/unit/features/jobs/OcpLog.h"
 #include "tests/unit/features/jobs/SetCommands.h"
 #include "tests/unit/features/jobs/SetRun.h"
@@ -103,10 +104,41 @@ TEST(OcpFeatureJob, TellsTheRefusalOfASet) {
     drive.expect(withoutList())
         .expect(ocpLog().answers(ocpSmart()))
         .expect(getFeature(0xC7).completes(25))
-        .expect(setFeature(0xC7, 0x7F).refuses(0x4002));
-    EXPECT_EQ(set("OCPDSSDPowerState", "DSSDPowerState", "127", drive),
-              "0/25 Set Features failed on drive S1 (/dev/nvme0): Invalid Field in Command (status code type 0x0, "
-              "status code 0x02, opcode 0x09).");
+        .expect(setFeature(0xC7, 0x7F).refuses(0x4002))
+        .expect(lookAtLog(0xC4, 4096).refuses(NO_SUCH_LOG));
+    const std::string refusal =
+        "0/25 Set Features failed on drive S1 (/dev/nvme0): Invalid Field in Command (status code type 0x0, status "
+        "code 0x02, opcode 0x09).";
+    EXPECT_EQ(set("OCPDSSDPowerState", "DSSDPowerState", "127", drive), refusal);
+}
+
+TEST(OcpFeatureJob, APowerStateThatTheDriveRefusesIsAnsweredWithThoseItTakes) {
+    const std::string refusal =
+        "0/25 Set Features failed on drive S1 (/dev/nvme0): Invalid Field in Command (status code type 0x0, status "
+        "code 0x02, opcode 0x09).";
+    const DriveBytes listed = DriveBytes(4096)
+                                  .put(16, {0x80 | 25, 0x80 | 15, 12, 0x80 | 10})
+                                  .put(4080, {0x97, 0x42, 0x05, 0x0D, 0xD1, 0xE1, 0xC9, 0x98, 0x5D, 0x49, 0x58, 0x4B,
+                                              0x91, 0x3C, 0x05, 0xB7});
+    DriveBytes another = listed;
+    another.byte(4080, 0x96);
+    const struct {
+        DriveBytes page;
+        std::string answer;
+    } CASES[] = {
+        {listed, refusal + " It takes 25, 15 or 10 watts."},
+        {another, refusal},
+        {DriveBytes(listed).put(16, {25, 15, 0, 10}), refusal},
+    };
+    for (const auto& c : CASES) {
+        FakeDrive drive;
+        drive.expect(withoutList())
+            .expect(ocpLog().answers(ocpSmart()))
+            .expect(getFeature(0xC7).completes(25))
+            .expect(setFeature(0xC7, 0x0D).refuses(0x4002))
+            .expect(lookAtLog(0xC4, 4096).answers(c.page));
+        EXPECT_EQ(set("OCPDSSDPowerState", "DSSDPowerState", "13", drive), c.answer);
+    }
 }
 
 constexpr struct {
@@ -181,8 +213,8 @@ TEST(OcpFeatureJob, TellsWhichDriveCannotAnswer) {
 <Property name="Message" value="The selected drive does not support this feature. Get Features failed on drive S2 (/dev/nvme1): Invalid Field in Command (status code type 0x0, status code 0x02, opcode 0x0A)."/>
 </Object>
 <Object category="status" key="S3" name="DSSD Power State">
-<Property name="Category" value="1"/>
-<Property name="Code" value="19"/>
+<Property name="Category" value="0"/>
+<Property name="Code" value="70"/>
 <Property name="Message" value="The drive /dev/nvme2 is gone."/>
 </Object>
 </Object>)x");

@@ -52,13 +52,13 @@ TEST(PowerGovernorJob, RefusesAModeThatTheDriveDoesNotHave) {
     EXPECT_EQ(
         set("2", notWorking),
         "10/18 Invalid power mode given. Valid modes are 0 1 and 2. Drive S1 (/dev/nvme0) has no power state 2 in "
-        "which it works.");
+        "which it works: it takes 0 or 1.");
     FakeDrive oneState;
     oneState.expect(identify(1).answers(identifyController()));
     EXPECT_EQ(
         set("1", oneState),
         "10/18 Invalid power mode given. Valid modes are 0 1 and 2. Drive S1 (/dev/nvme0) has no power state 1 in "
-        "which it works.");
+        "which it works: it takes 0.");
     FakeDrive any;
     EXPECT_EQ(set("3", any),
               "10/18 Invalid power mode given. Valid modes are 0 1 and 2. PowerGovernorMode must be a number from 0 to "
@@ -98,7 +98,7 @@ TEST(PowerGovernorJob, TellsARefusalAndADriveThatIsGone) {
               "status code 0x02, opcode 0x09).");
     FakeDrive gone;
     gone.expect(identify(1).breaks(Status(CATEGORY_CORE, 70, "The drive /dev/nvme0 is gone.")));
-    EXPECT_EQ(set("1", gone), "1/19 The drive /dev/nvme0 is gone.");
+    EXPECT_EQ(set("1", gone), "0/70 The drive /dev/nvme0 is gone.");
 }
 
 }  // namespace

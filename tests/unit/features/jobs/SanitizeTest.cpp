@@ -176,14 +176,16 @@ TEST_F(SanitizeTest, LeavesTheFailureMode) {
 
 TEST_F(SanitizeTest, BadArgumentsAreRefusedUnasked) {
     const std::string bad = "10/24 Unsupported value for sanitize.";
+    const std::string action =
+        bad + " SanitizeAction must be 1 (exit failure mode), 2 (block erase), 3 (overwrite) or 4 (crypto erase), not ";
     const struct {
         Words words;
         std::string refusal;
     } CASES[] = {
-        {{}, bad},
-        {{{"SanitizeAction", "0"}}, bad},
-        {{{"SanitizeAction", "5"}}, bad},
-        {{{"SanitizeAction", "block"}}, bad},
+        {{}, action + "''."},
+        {{{"SanitizeAction", "0"}}, action + "'0'."},
+        {{{"SanitizeAction", "5"}}, action + "'5'."},
+        {{{"SanitizeAction", "block"}}, action + "'block'."},
         {{{"SanitizeAction", "2"}, {"ReturnImmediately", "maybe"}},
          "10/36 Invalid value given for ReturnImmediately: 'maybe'. It must be true or false."},
         {{{"SanitizeAction", "2"}, {"NoDeallocateAfterSanitize", "a"}},
@@ -277,7 +279,7 @@ TEST_F(SanitizeTest, ADriveThatAlwaysDeallocatesSaysByAFeatureWhetherItGoesOn) {
         drive_.expectDone();
     }
     expectFeature(getFeature(0x17).breaks(gone()));
-    EXPECT_EQ(run(words), told("1/19 The drive /dev/nvme0 is gone."));
+    EXPECT_EQ(run(words), told("0/70 The drive /dev/nvme0 is gone."));
 }
 
 TEST_F(SanitizeTest, OneThatRunsAlreadyIsTold) {
@@ -393,17 +395,17 @@ TEST_F(SanitizeTest, ADriveThatGoesAwayIsToldWhereverItHappens) {
         for (size_t i = 0; i < n; ++i) drive_.expect(steps[i]);
         Expected last = steps[n];
         drive_.expect(last.breaks(gone()));
-        EXPECT_EQ(run(BLOCK), told("1/19 The drive /dev/nvme0 is gone.")) << n;
+        EXPECT_EQ(run(BLOCK), told("0/70 The drive /dev/nvme0 is gone.")) << n;
         drive_.expectDone();
     }
     expectStart();
     drive_.expect(askLog(log(RUNNING, 1))).expect(lookAtLog(0x81, 512).breaks(gone()));
-    EXPECT_EQ(run(BLOCK), told("1/19 The drive /dev/nvme0 is gone. The sanitize operation was started; whether it has "
+    EXPECT_EQ(run(BLOCK), told("0/70 The drive /dev/nvme0 is gone. The sanitize operation was started; whether it has "
                                "ended is not known."));
     drive_.expectDone();
     expectStart();
     drive_.expect(askLog(log(DONE))).expect(lookAgain().breaks(gone()));
-    EXPECT_EQ(run(BLOCK), told("1/19 The drive /dev/nvme0 is gone. The drive was sanitized."));
+    EXPECT_EQ(run(BLOCK), told("0/70 The drive /dev/nvme0 is gone. The drive was sanitized."));
 }
 
 }  // namespace
