@@ -140,6 +140,23 @@ Status DriveFolder::begin() {
 
 Status DriveFolder::lock() {
     OSTREL_TRACE();
+    for (;;) {
+        const Status status = lockFolder();
+        if (!isReplaced()) return status;
+        lock_ = FileDescriptor();
+        folder_ = FileDescriptor();
+    }
+}
+
+bool DriveFolder::isReplaced() const {
+    struct stat opened {};
+    struct stat named {};
+    return folder_.isOpen() && ::fstat(folder_.get(), &opened) == 0 && ::lstat(path_.c_str(), &named) == 0 &&
+           (opened.st_dev != named.st_dev || opened.st_ino != named.st_ino);
+}
+
+Status DriveFolder::lockFolder() {
+    OSTREL_TRACE();
     Status status = openOwnFolder(path_, FolderMode::TIGHTEN, folder_);
     if (!status.is(0, 0)) return status;
     // Without a description there is no drive, and nothing is made in a folder that is none.

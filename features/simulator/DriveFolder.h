@@ -77,6 +77,10 @@ public:
 
 private:
     ostrel::core::Status lock();
+    ostrel::core::Status lockFolder();
+    /// Whether another folder has the path of the one that is open: the drive went back to its snapshot while this
+    /// process waited for the lock. What was written by the path would go to a drive that is not locked.
+    bool isReplaced() const;
     ostrel::core::Status loadDescription();
     ostrel::core::Status loadState();
     ostrel::core::Status checkNew() const;

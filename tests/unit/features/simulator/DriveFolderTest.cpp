@@ -4,6 +4,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <climits>
 #include <csignal>
 #include <filesystem>
@@ -194,6 +195,29 @@ TEST_F(FolderOfASimulatedDrive, GoesBackToItsSnapshotWhileItIsInUse) {
     controller.reset();
     ASSERT_TRUE(store.remove("one").is(0, 0));
     EXPECT_TRUE(std::filesystem::is_empty(folder / "drives"));
+}
+
+TEST_F(FolderOfASimulatedDrive, CarriesOutCommandsThatWaitForAReset) {
+    constexpr int ROUNDS = 10;
+    const DriveStore store(folder / "drives");
+    ASSERT_TRUE(store.snapshot("one").is(0, 0));
+    std::atomic<bool> isEnded{false};
+    std::thread commands([&] {
+        while (!isEnded) {
+            Controller own(path(), clock);
+            Bytes none;
+            features::simulator::CompletionEntry completion;
+            // No such opcode: counted in the error log, that is, in the state.
+            const Status status = own.execute(admin(0x7F), none, completion);
+            EXPECT_TRUE(status.is(0, 0)) << status.getMessage();
+        }
+    });
+    for (int i = 0; i < ROUNDS; ++i) EXPECT_TRUE(store.reset("one").is(0, 0));
+    isEnded = true;
+    commands.join();
+    ASSERT_TRUE(store.reset("one").is(0, 0));
+    EXPECT_EQ(number(log(0x02, 512), 176, 8), 0U) << "errors, as at the snapshot";
+    EXPECT_EQ(store.names(), std::vector<std::string>{"one"});
 }
 
 TEST_F(FolderOfASimulatedDrive, IsNotCopiedWithForeignFiles) {
