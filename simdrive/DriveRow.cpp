@@ -35,7 +35,7 @@ std::string joinedKeys(const std::vector<Fault>& faults) {
     return text.empty() ? "none" : text;
 }
 
-/// Columns as wide as their longest cell; a row with one cell more than a name stands as it is.
+/// Columns as wide as their longest cell; a row of another number of cells is not aligned.
 std::string inColumns(const std::vector<std::vector<std::string>>& rows) {
     std::vector<size_t> widths(rows[0].size());
     for (const auto& row : rows) {

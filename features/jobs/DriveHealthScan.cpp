@@ -150,7 +150,7 @@ void Scan::readPanic() {
     if (nvme::isOcpErrorRecovery(page)) evidence_.panicId = nvme::ocpPanicId(page.getData());
 }
 
-/// The verdict stands before what it rests on.
+/// The verdict comes before its evidence.
 HealthOutcome Scan::showVerdict() {
     const std::vector<HealthFinding> findings = findHealthProblems(evidence_);
     const HealthOutcome outcome = gravestOutcome(findings);

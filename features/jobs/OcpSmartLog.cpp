@@ -60,7 +60,7 @@ void noteOcpSmartLog(nvme::Drive& drive, const Payload& page) {
     OSTREL_TRACE();
     Offer offer = Offer::MADE;
     if (page.getSize() < nvme::OCP_SMART_BYTES || !nvme::isOcpSmart(page)) return;
-    // What cannot be told now is asked again by the next command.
+    // What cannot be read now is read again by the next command.
     if (readOffer(drive, offer).is(0, 0) && offer != Offer::MADE) KnownLogPages().add(drive, nvme::LID_OCP_SMART);
 }
 

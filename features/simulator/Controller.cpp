@@ -23,7 +23,7 @@ Controller::Controller(std::string folder, const Clock& clock)
 Controller::~Controller() {
     if (work_.isZero()) return;
     try {
-        if (!folder_.begin().is(0, 0)) return;  // the drive was removed: nobody misses the counters
+        if (!folder_.begin().is(0, 0)) return;  // the drive was removed, and its counters with it
         folder_.state.health.work += work_;
         (void)folder_.commit();  // as after a sudden loss of power, the last second's counters are lost
     } catch (const std::exception&) {
@@ -40,7 +40,7 @@ Status Controller::begin(const Check& check) {
         folder_.rollBack();
         return status;
     }
-    // Somebody made the drive by writing its description.
+    // A drive that was made by writing its description.
     if (folder_.isNew()) folder_.state = newState(folder_.description(), nowMs());
     if (folder_.state.model == static_cast<uint8_t>(folder_.description().model)) return status;
     folder_.rollBack();

@@ -153,7 +153,7 @@ bool parseBlock(const std::string& text, std::optional<BlockRange>& block) {
     return true;
 }
 
-/// What stands after the opcode of a faulty command.
+/// What follows the opcode of a faulty command.
 enum class Argument { NONE, STATUS, MILLISECONDS };
 
 /// A word that is missing is empty.

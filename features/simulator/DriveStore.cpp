@@ -28,8 +28,7 @@ using namespace ostrel::core;
 
 namespace {
 
-/// Folders that are being made or removed begin with a dot, as no name does. So do
-/// snapshots.
+/// Folders that are being made or removed begin with a dot, as no name does. So do snapshots.
 constexpr const char* MAKING = ".making-";
 constexpr const char* REMOVING = ".removing-";
 constexpr const char* SNAPSHOT = ".snapshot-";
