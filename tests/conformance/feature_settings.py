@@ -14,15 +14,15 @@ OTHERS_DIFFER = ("It holds until the next controller reset: saving it would also
 
 # The model, what is set, the feature that shows it, and the value shown.
 SAVED = [
-    ("velko", "AggregationTime=100", 8, "AggregationTime - Aggregation Time (100 microseconds)", 100),
-    ("velko", "AggregationThreshold=7", 8, "AggregationThreshold - Aggregation Threshold (completions - 1)", 7),
-    ("velko", "TempThreshold=70", 4, "TempThreshold - Temperature Threshold (Celsius)", 70),
+    ("velko", "AggregationTime=100", 8, "AggregationTime - Aggregation Time", "100 units of 100 microseconds"),
+    ("velko", "AggregationThreshold=7", 8, "AggregationThreshold - Aggregation Threshold 0-based", 7),
+    ("velko", "TempThreshold=70", 4, "TempThreshold - Temperature Threshold", "70 C"),
     ("velko", "PowerGovernorMode=2", 0xC6, "PowerGovernorMode - Power Governor Mode", "low"),
     ("velko", "LatencyTrackingEnabled=true", 0xE2, "LatencyTrackingEnabled - Latency Tracking Enabled", True),
     ("velko", "-led IdleState=off", 0xC9, "IdleState - Idle State", "off"),
     ("ocp", "PowerGovernorMode=1", 2, "NVMePowerState - Power State", 1),
-    ("ocp", "-dssdpowerstate DSSDPowerState=15", 0xC7, "DSSDPowerState - DSSD Power State (watts)", 15),
-    ("ocp", "-plpcheck PLPCheckInterval=30", 0xC6, "PLPCheckInterval - PLP Health Check Interval (minutes)", 30),
+    ("ocp", "-dssdpowerstate DSSDPowerState=15", 0xC7, "DSSDPowerState - DSSD Power State", "15 watts"),
+    ("ocp", "-plpcheck PLPCheckInterval=30", 0xC6, "PLPCheckInterval - PLP Health Check Interval", "30 minutes"),
     ("ocp", "-ieeesilo Enable=true", 0xC4, "SiloEnabled - IEEE 1667 Silo Enabled", True),
     ("ocp", "-readonlywritethrough Mode=2", 0xC2, "Mode - End of Life and PLP Failure Mode", "write through mode"),
 ]

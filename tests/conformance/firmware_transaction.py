@@ -7,19 +7,21 @@ import unittest
 
 from simulated import FOLDER, SimulatedTestCase, firmware_image
 
-NAME = f"SIM-VELKO-1 ({FOLDER}/velko/dev/velko)"
+PATH = f"{FOLDER}/velko/dev/velko"
+NAME = f"SIM-VELKO-1 ({PATH})"
+IDENTITY = {"SerialNumber": "SIM-VELKO-1", "DevicePath": PATH}
 MODULES = "/opt/velko/nimbrel/FirmwareModules"
 NOTICE = "Checking for firmware update...\n"
 CURRENT = "The selected drive contains current firmware as of this tool release."
 
 
 def state(previous, running, following, slot, reset):
-    return {"PreviousFirmware": previous, "RunningFirmware": running, "NextFirmware": following, "FirmwareSlot": slot,
-            "RequiredReset": reset}
+    return {**IDENTITY, "PreviousFirmware": previous, "RunningFirmware": running, "NextFirmware": following,
+            "FirmwareSlot": slot, "RequiredReset": reset}
 
 
 def slots(info, active, following, *revisions):
-    keys = {"AFI - Active Firmware Info": info,
+    keys = {**IDENTITY, "AFI - Active Firmware Info": info,
             "AFI Active Slot - Slot that the running firmware was loaded from": active,
             "AFI Next Slot - Slot that the next controller level reset activates": following}
     for slot, revision in enumerate([*revisions, *["none"] * 7][:7], 1):
@@ -74,8 +76,9 @@ class FirmwareTransaction(SimulatedTestCase):
         self.assertIn("<PreviousFirmware>VSIM0100</PreviousFirmware>", run.stdout)
         self.assertIn("<RequiredReset>none</RequiredReset>", run.stdout)
         run = self.tool("load", "-velkossd", "0", "-firmwareactivate", "FirmwareSlot=2", "CommitAction=2")
-        self.assertIn("\n\n- Firmware State SIM-VELKO-1 -\n\nPreviousFirmware : VSIM0100\nRunningFirmware : VSIM0100\n"
-                      "NextFirmware : NEW00001\nFirmwareSlot : 2\nRequiredReset : controller level reset\n\n",
+        self.assertIn(f"\n- Firmware State SIM-VELKO-1 -\n\nSerialNumber : SIM-VELKO-1\nDevicePath : {PATH}\n"
+                      "PreviousFirmware : VSIM0100\nRunningFirmware : VSIM0100\nNextFirmware : NEW00001\n"
+                      "FirmwareSlot : 2\nRequiredReset : controller level reset\n\n",
                       run.stdout)
 
     def test_a_module_that_runs_or_is_staged_is_not_sent(self):

@@ -9,7 +9,9 @@ from show_commands import NAMED, SHOWS
 from simulated import SimulatedTestCase
 
 CATALOGUE = pathlib.Path(__file__).resolve().parents[2] / "CLI/velkossd/CommandCatalogue.cpp"
-NO_ENTRIES = "\n- Error Information SIM-NVME-1 -\n\nEntries : 0\n\n"
+IDENTITY = ("SerialNumber : SIM-NVME-1\n"
+            "DevicePath : /opt/velko/nimbrel/SimulatedDrives/nvme-1.4/dev/nvme-1.4\n")
+NO_ENTRIES = f"\n- Error Information SIM-NVME-1 -\n\n{IDENTITY}Entries : 0\n\n"
 
 
 class NoTrace(SimulatedTestCase):
@@ -86,7 +88,8 @@ class NoTrace(SimulatedTestCase):
     def test_the_list_of_log_pages_is_that_of_identify(self):
         self.make_drive("nvme-1.4")
         self.check_tool("show", "-velkossd", "0", "-nvmelog", "list", stdout=(
-            "\n- Supported Log Pages SIM-NVME-1 -\n\nLID 0x01 : Error Information\n"
+            f"\n- Supported Log Pages SIM-NVME-1 -\n\n{IDENTITY}"
+            "LID 0x01 : Error Information\n"
             "LID 0x02 : SMART / Health Information\nLID 0x03 : Firmware Slot Information\n\n"))
 
 

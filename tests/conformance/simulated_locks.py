@@ -96,7 +96,10 @@ class Locks(SimulatedTestCase):
         self.assertEqual((out.decode(), err.decode(), first.returncode), (
             f"Checking for firmware update...\n\n- Firmware Update {SERIALS['velko']} -\n\nStatus : The firmware was "
             f"activated without a reset. Drive {SERIALS['velko']} ({FOLDER}/velko/dev/velko) runs firmware FIRST001; it "
-            f"was VSIM0100 before.\n{slots}", "", 0))
+            f"was VSIM0100 before.\n\n- Firmware State {SERIALS['velko']} -\n\nSerialNumber : {SERIALS['velko']}\n"
+            f"DevicePath : {FOLDER}/velko/dev/velko\nPreviousFirmware : VSIM0100\nRunningFirmware : FIRST001\n"
+            "NextFirmware : none\nFirmwareSlot : 2\nRequiredReset : none\n"
+            f"{before[:-1].replace('- Firmware Slot', '- Previous Firmware Slot', 1)}{slots}", "", 0))
         self.assertEqual(self.tool("show", "-velkossd", "0", "-nvmelog", "3").stdout, slots)
 
     def test_without_a_place_for_the_lock_nothing_is_changed(self):
