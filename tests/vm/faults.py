@@ -50,7 +50,12 @@ class Faults(VmTestCase):
     def scan(self, status, kind, serial, *properties):
         run = self.machine.run("nimbrel", "start", "-o", "json", "-scan", kind, "-velkossd", serial, *properties)
         self.assertEqual((run.stderr, run.status), ("", status), run.stdout)
-        return strict_json(run.stdout)
+        found = strict_json(run.stdout)
+        for heading, values in found.items():
+            if len(values) > 1:  # not a status alone: it says which drive it is
+                self.assertIn(values.pop("SerialNumber"), heading)
+                self.assertRegex(values.pop("DevicePath"), "^/dev/nvme[0-9]+$")
+        return found
 
     def names(self):
         return {heading.split()[-1] for heading in self.show("-d", "Index", "-velkossd")}

@@ -1,6 +1,7 @@
 """The list of drives and the ways of naming one, on a real driver. Every value is compared with what nvme-cli or sysfs
 says of the same drive."""
 
+import re
 import struct
 import unittest
 
@@ -26,7 +27,7 @@ class OneDrive(VmTestCase):
         self.assertEqual((named.stdout, named.status), (seen, 0))
         before = self.machine.image("S1").read_bytes()
         # An index is refused for the incomplete scan; a drive by its name for the uses that nothing shows.
-        for name, status in (("0", 3), ("S1", 2), ("/dev/nvme0", 2)):
+        for name, status in (("0", 3), ("S1", 39), ("/dev/nvme0", 39)):
             with self.subTest(name):
                 refused = self.machine.shell(hidden % f"nimbrel delete -force -velkossd {name}")
                 self.assertEqual(refused.status, status, refused.stdout)
@@ -75,6 +76,12 @@ class OneDrive(VmTestCase):
             "OptionalNVMVerifySupported": bit("oncs", 7),
             "OptionalNVMWriteUncorrectableSupported": bit("oncs", 1),
             "OptionalNVMWriteZeroesSupported": bit("oncs", 3),
+            "PCIAddress": self.pci("uevent", "PCI_SLOT_NAME=(.*)"),
+            "PCILinkSpeed": self.pci("current_link_speed", "(.*) PCIe"),
+            "PCILinkSpeedMaximum": self.pci("max_link_speed", "(.*) PCIe"),
+            "PCILinkWidth": int(self.pci("current_link_width", "(.*)")),
+            "PCILinkWidthMaximum": int(self.pci("max_link_width", "(.*)")),
+            "PCISlot": 4,
             "PhysicalSize": f'{sum(size * 512 for _, size, _ in witness.namespaces["nvme0"])} bytes',
             "ProtectionInformation": first["dps"] & 7,
             "ProtectionInformationLocation": first["dps"] >> 3 & 1,
@@ -94,7 +101,19 @@ class OneDrive(VmTestCase):
             "WriteCacheSupported": bit("vwc", 0),
         }
         self.assertEqual(log["critical_warning"], 0)
-        self.assertEqual(self.drives("-a", "-velkossd", "0"), [("Velko SSD S1", expected)])
+        namespace = {
+            "By-Id Names": {}, "DevicePath": "/dev/nvme0", "EUI64": "not reported", "LBAFormat": 0,
+            "MetadataSize": "0 bytes", "NGUID": "not reported", "NamespaceId": 1, "Node": "/dev/nvme0n1",
+            "SectorSize": "512 bytes", "SerialNumber": "S1", "Size": f"{first['nsze'] * 512} bytes", "Use": "none",
+            "Used": f"{first['nuse'] * 512} bytes"}
+        self.assertEqual((int(first["eui64"], 16), int(first["nguid"], 16)), (0, 0), "the machine is as it was meant")
+        self.assertEqual(self.drives("-a", "-velkossd", "0"),
+                         [("Velko SSD S1", expected), ("Namespace 1 S1", namespace)])
+
+    def pci(self, name, pattern):
+        """What the kernel says of the drive's PCI function."""
+        text = self.machine.shell(f"cat /sys/class/nvme/nvme0/device/{name}").stdout
+        return re.search(f"^{pattern}$", text, re.MULTILINE).group(1)
 
 
 class FourControllers(VmTestCase):

@@ -70,7 +70,8 @@ class Witness:
         first = self.first.get(name)
         return {
             "Bootloader": NOT_FOUND,
-            "Capacity": f"{sectors * 512 / 1e6:.2f} MB",
+            # These drives do not report a total capacity.
+            "Capacity": f"{sectors * 512 / 1e6:.2f} MB" if sectors else NOT_FOUND,
             "DevicePath": f"/dev/{name}",
             "DeviceStatus": {0: "Healthy"}[self.logs[index]["critical_warning"]],
             "Firmware": controller["fr"].strip(),
