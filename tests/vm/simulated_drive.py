@@ -112,8 +112,14 @@ class SimulatedDriveTestCase(VmTestCase):
         return list(strict_json(stdout).items())
 
     def only(self, *arguments):
-        (drive,) = self.shown(*arguments)
-        return drive
+        """The one object shown, after its heading, without the drive's identity."""
+        ((heading, values),) = self.shown(*arguments)
+        return heading, self.without_identity(values)
+
+    def without_identity(self, values):
+        self.assertEqual(values.pop("SerialNumber"), SERIAL)
+        self.assertEqual(values.pop("DevicePath"), "/dev/nvme0")
+        return values
 
     def act(self, index, verb, *arguments):
         status, stdout, stderr = self.nimbrel(index, verb, *arguments)
@@ -151,7 +157,7 @@ class Agreement:
             _, stdout, _ = self.nimbrel(index, "show -o json", "-identify")
             ((heading, ours),) = strict_json(stdout).items()
             self.assertEqual(heading, f"Identify Controller {SERIAL}")
-            found.append(ours)
+            found.append(self.without_identity(ours))
         self.assertEqual(fields(found[0]), expected(theirs, CONTROLLER))
         kernel, simulated = ({label: value for label, value in ours.items() if label.split()[0] not in FABRICS_FIELDS}
                              for ours in found)
@@ -179,8 +185,8 @@ class Agreement:
                 ("nvme list-ctrl", "ctrl_list", "ctrl_id", ["-nvmecontroller"], "Controllers"),
                 ("nvme list-ctrl -n 1", "ctrl_list", "ctrl_id", ["-namespace", "1", "-nvmecontroller"], "Controllers")):
             with self.subTest(command):
-                theirs = " ".join(str(entry[key]) for entry in self.theirs(f"{command} /dev/nvme0")[name])
-                self.assertEqual({k: str(v) for k, v in self.only(*arguments)[1].items()}, {label: theirs})
+                theirs = {f"Entry {i}": entry[key] for i, entry in enumerate(self.theirs(f"{command} /dev/nvme0")[name])}
+                self.assertEqual(self.only(*arguments)[1], {label: theirs})
 
     def test_20_every_log_page(self):
         logs = [int(label.split()[1], 16) for label in self.only("-nvmelog", "list")[1]]
@@ -213,15 +219,23 @@ class Agreement:
             self.both("show", view)
 
     def test_22_telemetry(self):
-        for lid, options in ((7, []), (8, ["HostInitiated=False"])):
-            with self.subTest(log=lid):
-                self.act(SIMULATED, "dump -destination /tmp/telemetry", "-telemetrylog", *options)
-                ours = self.machine.read("/tmp/telemetry")
-                theirs = b""
-                while len(theirs) < len(ours):
-                    size = min(len(ours) - len(theirs), 65536)
-                    theirs += self.raw(f"nvme get-log -i {lid} -l {size} --lpo={len(theirs)} /dev/nvme0")
-                self.assertEqual(ours.hex(), theirs.hex())
+        self.act(SIMULATED, "dump -destination /tmp/telemetry", "-telemetrylog")
+        ours = self.machine.read("/tmp/telemetry")
+        theirs = b""
+        while len(theirs) < len(ours):
+            size = min(len(ours) - len(theirs), 65536)
+            theirs += self.raw(f"nvme get-log -i 7 -l {size} --lpo={len(theirs)} /dev/nvme0")
+        self.assertEqual(ours.hex(), theirs.hex())
+
+    def test_22_telemetry_without_data_is_a_failure(self):
+        header = self.raw("nvme get-log -i 8 -l 512 /dev/nvme0")
+        self.assertEqual(header[8:14], bytes(6), "the last block of each data area is 0")
+        self.must("echo kept > /tmp/telemetry8")
+        self.assertEqual(self.nimbrel(SIMULATED, "dump -destination /tmp/telemetry8", "-telemetrylog",
+                                      "HostInitiated=False"),
+                         (3, f"Error: Failed to retrieve telemetry data. The log of drive {SERIAL} (/dev/nvme0) has a "
+                             "header and no data.\n", ""))
+        self.assertEqual(self.machine.read("/tmp/telemetry8"), b"kept\n")
 
     def test_23_persistent_event_log(self):
         def read():
@@ -285,12 +299,12 @@ class Agreement:
         self.assertEqual(self.theirs("nvme list-ns --all /dev/nvme0"), {"nsid_list": []})
         self.must("nvme create-ns /dev/nvme0 -s 32768 -c 32768 -f 0")
         self.act(SIMULATED, "create", "-namespace", "Size=16384")
-        self.assertEqual(self.only("-identify", "-namespace", "allocated")[1], {"Namespaces": "1 2"})
+        self.assertEqual(self.only("-identify", "-namespace", "allocated")[1], {"Namespaces": {"Entry 0": 1, "Entry 1": 2}})
         self.act(SIMULATED, "attach", "-namespace", "1")
         self.await_node("/dev/nvme0n1")
         self.must("nvme attach-ns /dev/nvme0 -n 2 -c 1")
         self.must("nvme ns-rescan /dev/nvme0")
-        self.assertEqual(self.only("-identify", "-namespace", "attached")[1], {"Namespaces": "1 2"})
+        self.assertEqual(self.only("-identify", "-namespace", "attached")[1], {"Namespaces": {"Entry 0": 1, "Entry 1": 2}})
         for nsid, size in ((1, 32768), (2, 16384)):
             self.assertEqual(self.theirs(f"nvme id-ns -n {nsid} /dev/nvme0")["nsze"], size)
             self.both("show", "-identify", "-namespace", str(nsid))
