@@ -9,7 +9,7 @@
 namespace features::jobs {
 
 /// On what grounds a drive is asked for its log page C0h, whose GUID says that it is OCP's. A drive that does not have
-/// the page records the question in its Error Information log, and who watches that log is alarmed.
+/// the page records the question in its Error Information log, and monitoring of that log raises an alarm.
 enum class OcpGrounds : uint8_t {
     /// The drive says that it has the page, or it was found on a drive of that model and firmware revision before.
     OFFERED,

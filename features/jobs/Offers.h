@@ -6,7 +6,7 @@
 #include "ostrel/core/Status.h"
 
 /// What is optional is asked for only where the drive says that it has it: a drive without it adds an entry to its
-/// Error Information log, and who watches the number of entries is alarmed. docs/optional-pages.md shows the rule.
+/// Error Information log, and monitoring of its entries raises an alarm. docs/optional-pages.md shows the rule.
 namespace features::jobs {
 
 /// Whether the drive offers a log page: by its list of log pages where it has one, otherwise by Identify Controller.

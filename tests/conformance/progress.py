@@ -41,7 +41,7 @@ class Progress(SimulatedTestCase):
 
     @staticmethod
     def shown(master):
-        """All that the terminal got until nobody has it open."""
+        """All that the terminal got until its last user closed it."""
         text = b""
         try:
             while piece := os.read(master, 4096):

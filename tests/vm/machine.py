@@ -245,7 +245,7 @@ class Machine:
         return re.findall(r"opname '(\w+)'", self._trace())
 
     def failed_nvme_commands(self):
-        """The status fields of the commands that the controllers refused since the last call, whoever sent them."""
+        """The status fields of the commands that the controllers refused since the last call, from every sender."""
         return re.findall(r"pci_nvme_err_req_status .* status (0x[0-9a-f]+)", self._trace())
 
     def _trace(self):

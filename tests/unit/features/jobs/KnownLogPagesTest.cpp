@@ -68,7 +68,7 @@ TEST_F(KnownPages, AFileOfAnySizeOrKindIsNoError) {
     std::filesystem::remove(file_);
     ASSERT_EQ(mkfifo(file_.c_str(), 0600), 0);
     pages_.add(drive_, 0xC0);
-    EXPECT_FALSE(pages_.contains(drive_, 0xC0)) << "and nobody waits for a writer";
+    EXPECT_FALSE(pages_.contains(drive_, 0xC0)) << "and no open waits for a writer";
 }
 
 TEST_F(KnownPages, ALinkIsNeitherReadNorWrittenThrough) {
