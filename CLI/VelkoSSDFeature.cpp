@@ -4,7 +4,6 @@
 
 #include "CLI/LibraryServices.h"
 #include "CLI/velkossd/CommandCatalogue.h"
-#include "CLI/velkossd/Flows.h"
 #include "CLI/velkossd/Interruption.h"
 #include "ostrel/core/ScopeTrace.h"
 #include "ostrel/interfaces/cli/cliframework/Framework.h"
@@ -48,38 +47,8 @@ void VelkoSSDFeature::getPaths(std::vector<CommandSpec>& commands) {
 std::unique_ptr<ResultBase> VelkoSSDFeature::runFlow(std::int32_t commandSpecId, const ParsedCommand& parsedCommand) {
     OSTREL_TRACE();
     if (const CommandRow* row = findCommand(commandSpecId)) {
-        const std::string job(row->job);
         context_.setInterruption(interruptionWords(*row, parsedCommand));
-        switch (row->flow) {
-            case FLOW_GET:
-                return getFlow(context_, job, parsedCommand);
-            case FLOW_SET:
-                return setFlow(context_, job, parsedCommand, row->attribute());
-            case FLOW_METHOD:
-                return methodFlow(context_, job, parsedCommand);
-            case FLOW_ERASE:
-                return eraseFlow(context_, job, parsedCommand);
-            case FLOW_NAMESPACE:
-                return namespaceFlow(context_, job, parsedCommand);
-            case FLOW_IDENTIFY:
-                return identifyFlow(context_, job, parsedCommand, false);
-            case FLOW_CONTROLLER_LIST:
-                return identifyFlow(context_, job, parsedCommand, true);
-            case FLOW_DUMP:
-                return dumpFlow(context_, job, parsedCommand);
-            case FLOW_PARSE_PEL:
-                return parsePersistentEventLogFlow(context_, job, parsedCommand);
-            case FLOW_PARSE_NLOG:
-                return parseNlogFlow(context_, job, parsedCommand);
-            case FLOW_PARSE_TELEMETRY:
-                return parseTelemetryLogFlow(context_, job, parsedCommand);
-            case FLOW_SCAN:
-                return scanFlow(context_, job, parsedCommand);
-            case FLOW_LED:
-                return ledFlow(context_, job, parsedCommand);
-            case FLOW_TIMESTAMP:
-                return timestampFlow(context_, job, parsedCommand);
-        }
+        return row->action.flow(context_, row->action, parsedCommand);
     }
     return std::make_unique<framework::NotImplementedErrorResult>(static_cast<std::uint32_t>(commandSpecId),
                                                                   FEATURE_NAME);

@@ -4,7 +4,9 @@
 #include <string_view>
 #include <vector>
 
+#include "CLI/velkossd/Flows.h"
 #include "CLI/velkossd/PartRow.h"
+#include "CLI/velkossd/SubFlows.h"
 
 namespace cli::framework {
 struct CommandPart;
@@ -17,27 +19,19 @@ class Attribute;
 
 namespace cli::velkossd {
 
-/// The way a command takes from its words to its result. Each flow receives the job name of its row.
-enum Flow {
-    FLOW_GET,
-    FLOW_SET,  ///< Receives the row's attribute too.
-    FLOW_METHOD,
-    FLOW_ERASE,
-    FLOW_NAMESPACE,  ///< The verb is the action.
-    FLOW_IDENTIFY,
-    FLOW_CONTROLLER_LIST,  ///< The identify flow where -nvmecontroller is the command and not a choice of the user.
-    FLOW_DUMP,
-    FLOW_PARSE_PEL,
-    FLOW_PARSE_NLOG,
-    FLOW_PARSE_TELEMETRY,
-    FLOW_SCAN,
-    FLOW_LED,
-    FLOW_TIMESTAMP,
+/// How a command runs.
+struct CommandAction {
+    Flow* flow;
+    std::string_view job;
+    SubFlow* addArguments = nullptr;                   ///< What the job wants beside a drive; null where nothing.
+    ostrel::core::Attribute (*attribute)() = nullptr;  ///< The one property that a setFlow command sets.
+    std::string_view outcome = "";  ///< The target of `show` that shows what became of a command that was interrupted;
+                                    ///< empty where it is the drive's properties.
 };
 
-/// One command: what the user can type, what help says about it, and what becomes of it. The lists stand in the order
-/// in which help shows them and end at the first entry that is null or has no name; -help, which every command takes
-/// first, is not repeated.
+/// One command: what the user can type, what help says about it, and how it runs. The lists stand in the order in which
+/// help shows them and end at the first entry that is null or has no name; -help, which every command takes first, is
+/// not repeated.
 ///
 /// A row without a verb has no command line: no grammar holds its id, and only a caller of the feature's run() gets
 /// there.
@@ -47,9 +41,7 @@ struct CommandRow {
     int32_t id;
     std::string_view name;
     std::string_view verb;
-    Flow flow;
-    std::string_view job;
-    ostrel::core::Attribute (*attribute)();  ///< The one property that a FLOW_SET command sets; null in other flows.
+    CommandAction action;
     const cli::framework::CommandPart* options[2];
     const PartRow* targets[6];
     std::string_view help;

@@ -1,6 +1,6 @@
+#include "CLI/velkossd/CommandCatalogue.h"
 #include "CLI/velkossd/CommandTargets.h"
 #include "CLI/velkossd/FlowContext.h"
-#include "CLI/velkossd/Flows.h"
 #include "CLI/velkossd/JobArguments.h"
 #include "CLI/velkossd/SavedOutput.h"
 #include "CLI/velkossd/SubFlows.h"
@@ -16,26 +16,15 @@ namespace cli::velkossd {
 namespace {
 
 namespace attributes = ostrel::core::attributes::feature;
-using namespace ostrel::interfaces::ostreli;  // NOLINT(google-build-using-namespace): the JOB_ constants
 using framework::ParsedCommand;
 using framework::stringsIEqual;
 using ostrel::core::xml::XmlObject;
+using ostrel::interfaces::ostreli::Job;
+using ostrel::interfaces::ostreli::JOBTYPE_METHOD;
 
 constexpr ArgumentRule DATA_AREA[] = {{attributes::dataArea, {}, "-dataarea"}};
 constexpr ArgumentRule HOST_INITIATED[] = {{attributes::hostInitiated, MUST_BE_TRUE_OR_FALSE}};
 constexpr ArgumentRule RETAIN_EVENT[] = {{attributes::retainAsynchronousEvent, {isTrueOrFalse, NOT_A_BOOLEAN}}};
-
-/// What is done with the log: read, in the context that is established or in a new one, or the context released.
-FlowResult addPersistentEventLogAction(XmlObject& request, const ParsedCommand& command) {
-    const std::string& word = valueOf(command.targets, "-persistenteventlog");
-    const bool isRead = stringsIEqual(word, "read");
-    if (!isRead && !stringsIEqual(word, "release"))
-        return makeError(framework::ERRORCODE_INVALID_VALUE, "Invalid persistent event log action given " + word);
-    const bool isOldContext = stringsIEqual(valueOf(command.properties, attributes::newContext().getName()), "false");
-    const char* readAction = isOldContext ? "read" : "new_context";
-    Job::addProperty(request, attributes::action(), isRead ? readAction : "release");
-    return nullptr;
-}
 
 }  // namespace
 
@@ -47,24 +36,50 @@ FlowResult addHostInitiated(XmlObject& request, const ParsedCommand& command, bo
     return addArguments(request, command.properties, HOST_INITIATED);
 }
 
-FlowResult dumpFlow(FlowContext& context, const std::string& job, const ParsedCommand& command) {
+FlowResult addPersistentEventLogAction(FlowContext&, XmlObject& request, const ParsedCommand& command) {
     OSTREL_TRACE();
+    const std::string& word = valueOf(command.targets, "-persistenteventlog");
+    const bool isRead = stringsIEqual(word, "read");
+    if (!isRead && !stringsIEqual(word, "release"))
+        return makeError(framework::ERRORCODE_INVALID_VALUE, "Invalid persistent event log action given " + word);
+    const bool isOldContext = stringsIEqual(valueOf(command.properties, attributes::newContext().getName()), "false");
+    const char* readAction = isOldContext ? "read" : "new_context";
+    Job::addProperty(request, attributes::action(), isRead ? readAction : "release");
+    return nullptr;
+}
+
+namespace {
+
+FlowResult dump(FlowContext& context, const CommandAction& action, const ParsedCommand& command,
+                bool isHostInitiatedByDefault) {
     std::string device;
     if (auto error = context.getDeviceTarget(command, device, targets::OPTIONAL_VELKOSSD_OR_ALL)) return error;
-    const auto request = Job::createRequest(job, JOBTYPE_METHOD, true, device);
+    const auto request = Job::createRequest(std::string(action.job), JOBTYPE_METHOD, true, device);
     if (auto error = addArguments(*request, command.targets, DATA_AREA)) return error;
-    if (auto error = addHostInitiated(*request, command, job == JOB_TELEMETRY_LOG)) return error;
+    if (auto error = addHostInitiated(*request, command, isHostInitiatedByDefault)) return error;
     if (auto error = addArguments(*request, command.properties, RETAIN_EVENT)) return error;
     if (findGiven(command.options, "-destination") != nullptr && device.empty())
         return makeError(framework::ERRORCODE_INVALID_VALUE,
                          "-destination can only be used when one -velkossd is selected.");
-    if (job == JOB_PERSISTENT_EVENT_LOG)
-        if (auto error = addPersistentEventLogAction(*request, command)) return error;
+    if (action.addArguments != nullptr)
+        if (auto error = action.addArguments(context, *request, command)) return error;
 
     std::unique_ptr<ostrel::core::xml::XmlElement> response;
     ostrel::core::Status status;
     if (auto error = context.runJob(*request, response, status)) return error;
     return saveBinary(*response, valueOf(command.options, "-destination"));
+}
+
+}  // namespace
+
+FlowResult dumpFlow(FlowContext& context, const CommandAction& action, const ParsedCommand& command) {
+    OSTREL_TRACE();
+    return dump(context, action, command, false);
+}
+
+FlowResult telemetryDumpFlow(FlowContext& context, const CommandAction& action, const ParsedCommand& command) {
+    OSTREL_TRACE();
+    return dump(context, action, command, true);
 }
 
 }  // namespace cli::velkossd

@@ -1,9 +1,9 @@
 #include <algorithm>
 #include <iterator>
 
+#include "CLI/velkossd/CommandCatalogue.h"
 #include "CLI/velkossd/CommandTargets.h"
 #include "CLI/velkossd/FlowContext.h"
-#include "CLI/velkossd/Flows.h"
 #include "CLI/velkossd/JobArguments.h"
 #include "CLI/velkossd/SubFlows.h"
 #include "ostrel/core/ScopeTrace.h"
@@ -63,46 +63,57 @@ FlowResult addSanitize(XmlObject& request, const ParsedCommand& command) {
     return addArguments(request, command.properties, SANITIZE_ARGUMENTS);
 }
 
-/// The ways to erase a drive. All are types of one job; the row's name is the type.
-constexpr struct Erasure {
-    const char* type;
+/// What one way of erasing asks, says and sends.
+struct Erasure {
     const char* warning;
     const char* question;
     const char* notice;
     FlowResult (*addArguments)(XmlObject&, const ParsedCommand&);
-    FlowResult (*addBehindForce)(XmlObject&, const ParsedCommand&);
-} ERASURES[] = {
-    // clang-format off
-    {"Delete",     "WARNING! You have selected to delete all the data on the drive! ", "Proceed with the delete?",
-     "Deleting...",   addNothing,  addNothing},
-    {"NVMeFormat", "WARNING! You have selected to format the drive! ",                 "Proceed with the format?",
-     "Formatting...", addFormat,   addFormatNamespace},
-    {"Sanitize",   "WARNING! You have selected to sanitize the drive! ",               "Proceed with the sanitize?",
-     "Sanitizing...", addSanitize, addNothing},
-    // clang-format on
+    FlowResult (*addAfterForce)(XmlObject&, const ParsedCommand&);
 };
 
-FlowResult erase(FlowContext& context, const Erasure& erasure, const ParsedCommand& command) {
+// clang-format off
+constexpr Erasure DELETION{
+    "WARNING! You have selected to delete all the data on the drive! ", "Proceed with the delete?",
+    "Deleting...",   addNothing,  addNothing};
+constexpr Erasure FORMAT{
+    "WARNING! You have selected to format the drive! ",                 "Proceed with the format?",
+    "Formatting...", addFormat,   addFormatNamespace};
+constexpr Erasure SANITIZE{
+    "WARNING! You have selected to sanitize the drive! ",               "Proceed with the sanitize?",
+    "Sanitizing...", addSanitize, addNothing};
+// clang-format on
+
+FlowResult erase(FlowContext& context, const CommandAction& action, const ParsedCommand& command,
+                 const Erasure& erasure) {
     std::string device;
     if (auto error = context.getDeviceTarget(command, device, targets::VELKOSSD)) return error;
     if (auto refusal = askUnlessForced(context, command, erasure.warning, erasure.question)) return refusal;
     const auto request = Job::createRequest(JOB_FORMAT, JOBTYPE_METHOD, true, device);
-    Job::addProperty(*request, attributes::type(), erasure.type);
+    Job::addProperty(*request, attributes::type(), std::string(action.job));
     if (auto error = erasure.addArguments(*request, command)) return error;
     const bool isForced = findGiven(command.options, "-force") != nullptr;
     Job::addProperty(*request, attributes::force(), isForced ? "true" : "false");
-    if (auto error = erasure.addBehindForce(*request, command)) return error;
+    if (auto error = erasure.addAfterForce(*request, command)) return error;
     printNotice(std::string(erasure.notice) + " (This can take several minutes to complete)");
     return context.runAndRender(*request);
 }
 
 }  // namespace
 
-FlowResult eraseFlow(FlowContext& context, const std::string& job, const ParsedCommand& command) {
+FlowResult deleteFlow(FlowContext& context, const CommandAction& action, const ParsedCommand& command) {
     OSTREL_TRACE();
-    for (const Erasure& erasure : ERASURES)
-        if (erasure.type == job) return erase(context, erasure, command);
-    return makeError(framework::ERRORCODE_INVALID_VALUE, "Invalid Job.");
+    return erase(context, action, command, DELETION);
+}
+
+FlowResult formatFlow(FlowContext& context, const CommandAction& action, const ParsedCommand& command) {
+    OSTREL_TRACE();
+    return erase(context, action, command, FORMAT);
+}
+
+FlowResult sanitizeFlow(FlowContext& context, const CommandAction& action, const ParsedCommand& command) {
+    OSTREL_TRACE();
+    return erase(context, action, command, SANITIZE);
 }
 
 }  // namespace cli::velkossd

@@ -1,9 +1,6 @@
 #pragma once
 
-#include <string>
-
 #include "CLI/velkossd/FlowResult.h"
-#include "ostrel/core/Attribute.h"
 
 namespace cli::framework {
 struct ParsedCommand;
@@ -17,40 +14,48 @@ struct ParsedCommand;
 namespace cli::velkossd {
 
 class FlowContext;
+struct CommandAction;
+
+using Flow = FlowResult(FlowContext& context, const CommandAction& action, const framework::ParsedCommand& command);
 
 /// Reads properties.
-FlowResult getFlow(FlowContext& context, const std::string& job, const framework::ParsedCommand& command);
+Flow getFlow;
 
-/// Writes the one property `attribute`.
-FlowResult setFlow(FlowContext& context, const std::string& job, const framework::ParsedCommand& command,
-                   const ostrel::core::Attribute& attribute);
+/// Writes the one property that the action names.
+Flow setFlow;
 /// Writes the one property of the LED that was given.
-FlowResult ledFlow(FlowContext& context, const std::string& job, const framework::ParsedCommand& command);
-FlowResult timestampFlow(FlowContext& context, const std::string& job, const framework::ParsedCommand& command);
+Flow ledFlow;
+Flow timestampFlow;
 
-/// Performs an operation. What the operation wants beside a drive is added by the sub-flow of the job, if it has one.
-FlowResult methodFlow(FlowContext& context, const std::string& job, const framework::ParsedCommand& command);
+/// Performs an operation.
+Flow methodFlow;
+/// The same, after which each drive's answer says how to follow the self-test.
+Flow selfTestFlow;
 
-/// Erases a drive: the jobs "Delete", "NVMeFormat" and "Sanitize", which are three types of the job "Format".
-FlowResult eraseFlow(FlowContext& context, const std::string& job, const framework::ParsedCommand& command);
+/// Erase a drive. The three are types of the job "Format"; the action's job is the type.
+Flow deleteFlow;
+Flow formatFlow;
+Flow sanitizeFlow;
 
 /// Creates, deletes, attaches or detaches a namespace, as the verb says.
-FlowResult namespaceFlow(FlowContext& context, const std::string& job, const framework::ParsedCommand& command);
+Flow namespaceFlow;
 
-/// Identify data. With `listControllers` the command is a list of controllers, whatever its targets say.
-FlowResult identifyFlow(FlowContext& context, const std::string& job, const framework::ParsedCommand& command,
-                        bool listControllers);
+/// Identify data.
+Flow identifyFlow;
+/// The same, where -nvmecontroller is the command and not a choice of the user.
+Flow controllerListFlow;
 
 /// Saves a log of the drive to a binary file.
-FlowResult dumpFlow(FlowContext& context, const std::string& job, const framework::ParsedCommand& command);
+Flow dumpFlow;
+/// The same for the telemetry log, which the host initiates where the command does not say otherwise.
+Flow telemetryDumpFlow;
 
 /// Parse a log file, or the log of a drive.
-FlowResult parsePersistentEventLogFlow(FlowContext& context, const std::string& job,
-                                       const framework::ParsedCommand& command);
-FlowResult parseNlogFlow(FlowContext& context, const std::string& job, const framework::ParsedCommand& command);
-FlowResult parseTelemetryLogFlow(FlowContext& context, const std::string& job, const framework::ParsedCommand& command);
+Flow parsePersistentEventLogFlow;
+Flow parseNlogFlow;
+Flow parseTelemetryLogFlow;
 
 /// Examines the health of drives; the outcome is the exit status.
-FlowResult scanFlow(FlowContext& context, const std::string& job, const framework::ParsedCommand& command);
+Flow scanFlow;
 
 }  // namespace cli::velkossd

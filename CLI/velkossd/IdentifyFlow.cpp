@@ -1,6 +1,6 @@
+#include "CLI/velkossd/CommandCatalogue.h"
 #include "CLI/velkossd/CommandTargets.h"
 #include "CLI/velkossd/FlowContext.h"
-#include "CLI/velkossd/Flows.h"
 #include "CLI/velkossd/JobArguments.h"
 #include "ostrel/core/ScopeTrace.h"
 #include "ostrel/core/Strings.h"
@@ -83,16 +83,26 @@ FlowResult addIdentify(XmlObject& request, const ParsedCommand& command, bool li
     return addControllers(request, nullptr);
 }
 
-}  // namespace
-
-FlowResult identifyFlow(FlowContext& context, const std::string& job, const ParsedCommand& command,
-                        bool listControllers) {
-    OSTREL_TRACE();
+FlowResult identify(FlowContext& context, const CommandAction& action, const ParsedCommand& command,
+                    bool listControllers) {
     std::string device;
     if (auto error = context.getDeviceTarget(command, device, targets::OPTIONAL_VELKOSSD_OR_ALL)) return error;
-    const auto request = Job::createRequest(job, ostrel::interfaces::ostreli::JOBTYPE_METHOD, true, device);
+    const auto request =
+        Job::createRequest(std::string(action.job), ostrel::interfaces::ostreli::JOBTYPE_METHOD, true, device);
     if (auto error = addIdentify(*request, command, listControllers)) return error;
     return context.runAndRender(*request);
+}
+
+}  // namespace
+
+FlowResult identifyFlow(FlowContext& context, const CommandAction& action, const ParsedCommand& command) {
+    OSTREL_TRACE();
+    return identify(context, action, command, false);
+}
+
+FlowResult controllerListFlow(FlowContext& context, const CommandAction& action, const ParsedCommand& command) {
+    OSTREL_TRACE();
+    return identify(context, action, command, true);
 }
 
 }  // namespace cli::velkossd

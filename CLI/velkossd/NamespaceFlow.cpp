@@ -1,6 +1,6 @@
+#include "CLI/velkossd/CommandCatalogue.h"
 #include "CLI/velkossd/CommandTargets.h"
 #include "CLI/velkossd/FlowContext.h"
-#include "CLI/velkossd/Flows.h"
 #include "CLI/velkossd/JobArguments.h"
 #include "CLI/velkossd/SubFlows.h"
 #include "ostrel/core/ScopeTrace.h"
@@ -34,7 +34,7 @@ constexpr ArgumentRule NAMESPACE_TARGETS[] = {
 
 }  // namespace
 
-FlowResult namespaceFlow(FlowContext& context, const std::string& job, const framework::ParsedCommand& command) {
+FlowResult namespaceFlow(FlowContext& context, const CommandAction& action, const framework::ParsedCommand& command) {
     OSTREL_TRACE();
     if (command.verb == framework::VERB_DELETE)
         if (auto refusal = askUnlessForced(context, command, "WARNING! You have selected to delete the namespace!",
@@ -42,7 +42,8 @@ FlowResult namespaceFlow(FlowContext& context, const std::string& job, const fra
             return refusal;
     std::string device;
     if (auto error = context.getDeviceTarget(command, device, targets::VELKOSSD)) return error;
-    const auto request = Job::createRequest(job, ostrel::interfaces::ostreli::JOBTYPE_METHOD, true, device);
+    const auto request =
+        Job::createRequest(std::string(action.job), ostrel::interfaces::ostreli::JOBTYPE_METHOD, true, device);
     Job::addProperty(*request, attributes::action(), command.verb);
     if (auto error = addArguments(*request, command.properties, NAMESPACE_ARGUMENTS)) return error;
     const auto multiPath = attributes::multiPathIoCapabilities();

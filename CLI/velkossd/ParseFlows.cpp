@@ -1,7 +1,7 @@
 #include "CLI/ToolInformation.h"
+#include "CLI/velkossd/CommandCatalogue.h"
 #include "CLI/velkossd/CommandTargets.h"
 #include "CLI/velkossd/FlowContext.h"
-#include "CLI/velkossd/Flows.h"
 #include "CLI/velkossd/JobArguments.h"
 #include "CLI/velkossd/JobRendering.h"
 #include "CLI/velkossd/SavedOutput.h"
@@ -45,8 +45,8 @@ FlowResult getLogSource(const FlowContext& context, const ParsedCommand& command
 }
 
 /// A log file needs no scan for drives.
-std::shared_ptr<XmlObject> createParseRequest(const std::string& job, const std::string& device) {
-    return Job::createRequest(job, JOBTYPE_METHOD, !device.empty(), device);
+std::shared_ptr<XmlObject> createParseRequest(std::string_view job, const std::string& device) {
+    return Job::createRequest(std::string(job), JOBTYPE_METHOD, !device.empty(), device);
 }
 
 /// Shows what was parsed, or writes it to the destination and says so. A failure that the library reported within stays
@@ -65,7 +65,7 @@ FlowResult runParse(FlowContext& context, XmlObject& request, const ParsedComman
     return result;
 }
 
-FlowResult createTelemetryRequest(const ParsedCommand& command, const std::string& job, const std::string& device,
+FlowResult createTelemetryRequest(const ParsedCommand& command, std::string_view job, const std::string& device,
                                   std::shared_ptr<XmlObject>& request) {
     request = createParseRequest(job, device);
     Job::addProperty(*request, attributes::toolName(), version::TOOL_DISPLAY_NAME);
@@ -78,11 +78,12 @@ FlowResult createTelemetryRequest(const ParsedCommand& command, const std::strin
 
 }  // namespace
 
-FlowResult parsePersistentEventLogFlow(FlowContext& context, const std::string& job, const ParsedCommand& command) {
+FlowResult parsePersistentEventLogFlow(FlowContext& context, const CommandAction& action,
+                                       const ParsedCommand& command) {
     OSTREL_TRACE();
     std::string device;
     if (auto error = getLogSource(context, command, device)) return error;
-    const auto request = createParseRequest(job, device);
+    const auto request = createParseRequest(action.job, device);
     if (auto error = addArguments(*request, command.options, EVENT_LOG_SOURCE)) return error;
 
     std::unique_ptr<XmlElement> response;
@@ -93,7 +94,7 @@ FlowResult parsePersistentEventLogFlow(FlowContext& context, const std::string& 
     return saveText(context.getHiddenProperties(), *response, destination);
 }
 
-FlowResult parseNlogFlow(FlowContext& context, const std::string& job, const ParsedCommand& command) {
+FlowResult parseNlogFlow(FlowContext& context, const CommandAction& action, const ParsedCommand& command) {
     OSTREL_TRACE();
     std::string device;
     if (auto error = getLogSource(context, command, device)) return error;
@@ -102,19 +103,19 @@ FlowResult parseNlogFlow(FlowContext& context, const std::string& job, const Par
     if (isAssert != nullptr)
         if (auto error = checkValue(MUST_BE_TRUE_OR_FALSE, key, *isAssert)) return error;
     const bool isAssertLog = isAssert != nullptr && stringsIEqual(*isAssert, "true");
-    const auto request = createParseRequest(isAssertLog ? JOB_ASSERT_NLOG_PARSE : job, device);
+    const auto request = createParseRequest(isAssertLog ? std::string_view(JOB_ASSERT_NLOG_PARSE) : action.job, device);
     if (auto error = addArguments(*request, command.options, NLOG_SOURCE)) return error;
     return runParse(context, *request, command, "nlog", framework::OUTPUTTYPE_TEXT);
 }
 
-FlowResult parseTelemetryLogFlow(FlowContext& context, const std::string& job, const ParsedCommand& command) {
+FlowResult parseTelemetryLogFlow(FlowContext& context, const CommandAction& action, const ParsedCommand& command) {
     OSTREL_TRACE();
     if (!stringsIEqual(valueOf(command.options, "-output"), framework::OUTPUT_JSON))
         return makeError(framework::ERRORCODE_INVALID_VALUE, "Must specify '-output json'.");
     std::string device;
     if (auto error = getLogSource(context, command, device)) return error;
     std::shared_ptr<XmlObject> request;
-    if (auto error = createTelemetryRequest(command, job, device, request)) return error;
+    if (auto error = createTelemetryRequest(command, action.job, device, request)) return error;
     return runParse(context, *request, command, "telemetry", framework::OUTPUTTYPE_JSON);
 }
 

@@ -1,10 +1,10 @@
 #include <algorithm>
 #include <iterator>
 
+#include "CLI/velkossd/CommandCatalogue.h"
 #include "CLI/velkossd/CommandTargets.h"
 #include "CLI/velkossd/FeatureServices.h"
 #include "CLI/velkossd/FlowContext.h"
-#include "CLI/velkossd/Flows.h"
 #include "CLI/velkossd/JobArguments.h"
 #include "ostrel/core/ScopeTrace.h"
 #include "ostrel/core/xml/XmlObject.h"
@@ -49,12 +49,13 @@ FlowResult addScanType(ostrel::core::xml::XmlObject& request, const std::string&
 
 }  // namespace
 
-FlowResult scanFlow(FlowContext& context, const std::string& job, const framework::ParsedCommand& command) {
+FlowResult scanFlow(FlowContext& context, const CommandAction& action, const framework::ParsedCommand& command) {
     OSTREL_TRACE();
     context.getServices().disableLoggerIfOff();
     std::string device;
     if (auto error = context.getDeviceTarget(command, device, targets::VELKOSSD_OR_ALL)) return error;
-    const auto request = Job::createRequest(job, ostrel::interfaces::ostreli::JOBTYPE_METHOD, true, device);
+    const auto request =
+        Job::createRequest(std::string(action.job), ostrel::interfaces::ostreli::JOBTYPE_METHOD, true, device);
     if (auto error = addScanType(*request, valueOf(command.targets, "-scan"))) return error;
     if (auto error = addArguments(*request, command.properties, SCAN_ARGUMENTS)) return error;
 

@@ -1,6 +1,6 @@
+#include "CLI/velkossd/CommandCatalogue.h"
 #include "CLI/velkossd/CommandTargets.h"
 #include "CLI/velkossd/FlowContext.h"
-#include "CLI/velkossd/Flows.h"
 #include "CLI/velkossd/JobArguments.h"
 #include "ostrel/core/ScopeTrace.h"
 #include "ostrel/core/xml/XmlElement.h"
@@ -34,10 +34,10 @@ constexpr Attribute (*LED_ATTRIBUTES[])() = {
 };
 
 /// Reads the value into the attribute, by the attribute's type, and has the library set it.
-FlowResult sendProperty(FlowContext& context, const std::string& job, const std::string& device, Attribute attribute,
-                        const std::string& value) {
+FlowResult sendProperty(FlowContext& context, const CommandAction& action, const std::string& device,
+                        Attribute attribute, const std::string& value) {
     const std::string key = attribute.getName();
-    const auto request = Job::createRequest(job, JOBTYPE_SET_PROPERTY, true, device);
+    const auto request = Job::createRequest(std::string(action.job), JOBTYPE_SET_PROPERTY, true, device);
     if (!attribute.fromText(value).is(0, 0))
         return makeError(framework::ERRORCODE_INVALID_VALUE, "Invalid value given for " + key);
     Job::addRequestedGetProperty(*request, attribute);
@@ -50,39 +50,43 @@ FlowResult sendProperty(FlowContext& context, const std::string& job, const std:
     return std::make_unique<framework::SimpleResult>(message);
 }
 
-}  // namespace
-
-FlowResult setFlow(FlowContext& context, const std::string& job, const ParsedCommand& command,
-                   const Attribute& attribute) {
-    OSTREL_TRACE();
+FlowResult setProperty(FlowContext& context, const CommandAction& action, const ParsedCommand& command,
+                       const Attribute& attribute) {
     std::string device;
     if (auto error = context.getDeviceTarget(command, device, targets::VELKOSSD)) return error;
     const std::string& key = attribute.getName();
     const std::string* value = findGiven(command.properties, key);
     if (value == nullptr) return makeError(framework::ERRORCODE_INVALID_PROPERTY, "Property not found: " + key);
     if (auto error = checkValue(MUST_HAVE_VALUE, key, *value)) return error;
-    return sendProperty(context, job, device, attribute, *value);
+    return sendProperty(context, action, device, attribute, *value);
 }
 
-FlowResult ledFlow(FlowContext& context, const std::string& job, const ParsedCommand& command) {
+}  // namespace
+
+FlowResult setFlow(FlowContext& context, const CommandAction& action, const ParsedCommand& command) {
+    OSTREL_TRACE();
+    return setProperty(context, action, command, action.attribute());
+}
+
+FlowResult ledFlow(FlowContext& context, const CommandAction& action, const ParsedCommand& command) {
     OSTREL_TRACE();
     if (command.properties.size() != 1)
         return makeError(framework::ERRORCODE_INVALID_VALUE,
                          "Must specify one (and only one property) for set LED activity feature.");
     const std::string& key = command.properties.begin()->first;
     for (const auto& attribute : LED_ATTRIBUTES)
-        if (attribute().getName() == key) return setFlow(context, job, command, attribute());
+        if (attribute().getName() == key) return setProperty(context, action, command, attribute());
     return makeError(framework::ERRORCODE_INVALID_VALUE, "Failed to find supported property for LED activity.");
 }
 
-FlowResult timestampFlow(FlowContext& context, const std::string& job, const ParsedCommand& command) {
+FlowResult timestampFlow(FlowContext& context, const CommandAction& action, const ParsedCommand& command) {
     OSTREL_TRACE();
     std::string device;
     if (auto error = context.getDeviceTarget(command, device, targets::VELKOSSD)) return error;
     const std::string* value = findGiven(command.targets, "-timestamp");
     if (value == nullptr || !isIntegerOrHex(*value))
         return makeError(framework::ERRORCODE_INVALID_VALUE, "Failed to find timestamp target.");
-    return sendProperty(context, job, device, attributes::timestamp(), *value);
+    return sendProperty(context, action, device, attributes::timestamp(), *value);
 }
 
 }  // namespace cli::velkossd

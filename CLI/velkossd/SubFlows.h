@@ -39,10 +39,19 @@ SubFlow addSelfTest;
 SubFlow addSMBusAddress;
 SubFlow addTrim;
 
-// Of the get flow too.
+// Of the get flow.
+SubFlow addPartition;
+SubFlow addShowAll;
+SubFlow addSmart;
+
+// Of both.
 SubFlow addForceFlush;
 /// Which of the values that a drive keeps of a feature is meant; the current one when the command does not say.
 SubFlow addSelect;
+
+/// Of the dump flow: what is done with the log. It is read, in the context that is established or in a new one, or the
+/// context is released.
+SubFlow addPersistentEventLogAction;
 
 /// Whether the host or the controller started a telemetry log, by its word or, `byDefault`, the host.
 FlowResult addHostInitiated(ostrel::core::xml::XmlObject& request, const framework::ParsedCommand& command,

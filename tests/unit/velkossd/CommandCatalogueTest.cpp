@@ -31,23 +31,35 @@ std::vector<CommandSpec> catalogue() {
     return commands;
 }
 
-/// In the order of the enumeration.
-constexpr const char* FLOW_NAMES[] = {
-    "get flow",
-    "set flow",
-    "method flow",
-    "erase flow",
-    "namespace flow",
-    "identify flow",
-    "identify flow of controllers",
-    "dump flow",
-    "parse flow of the persistent event log",
-    "parse flow of the nlog",
-    "parse flow of the telemetry log",
-    "scan flow",
-    "LED flow",
-    "timestamp flow",
+constexpr struct {
+    Flow* flow;
+    const char* name;
+} FLOWS[] = {
+    {getFlow, "get flow"},
+    {setFlow, "set flow"},
+    {methodFlow, "method flow"},
+    {selfTestFlow, "self-test flow"},
+    {deleteFlow, "erase flow"},
+    {formatFlow, "erase flow"},
+    {sanitizeFlow, "erase flow"},
+    {namespaceFlow, "namespace flow"},
+    {identifyFlow, "identify flow"},
+    {controllerListFlow, "identify flow of controllers"},
+    {dumpFlow, "dump flow"},
+    {telemetryDumpFlow, "dump flow of the telemetry log"},
+    {parsePersistentEventLogFlow, "parse flow of the persistent event log"},
+    {parseNlogFlow, "parse flow of the nlog"},
+    {parseTelemetryLogFlow, "parse flow of the telemetry log"},
+    {scanFlow, "scan flow"},
+    {ledFlow, "LED flow"},
+    {timestampFlow, "timestamp flow"},
 };
+
+const char* nameOf(const Flow* flow) {
+    for (const auto& row : FLOWS)
+        if (row.flow == flow) return row.name;
+    return "no flow";
+}
 
 /// The text in quotes, on one line.
 std::string quoted(const std::string& text) {
@@ -66,10 +78,10 @@ std::string partLines(const std::vector<CommandPart>& parts) {
 std::string dispatchLine(const CommandSpec& command) {
     const CommandRow* row = findCommand(command.id);
     if (row == nullptr) return "no row\n";
-    std::string text = std::to_string(command.id) + ' ' + command.name + ": job " + std::string(row->job) + ", " +
-                       FLOW_NAMES[row->flow];
-    if (row->attribute != nullptr)
-        text += ", sets " + row->attribute().getName() + ' ' + quoted(row->attribute().getDisplayName());
+    std::string text = std::to_string(command.id) + ' ' + command.name + ": job " + std::string(row->action.job) +
+                       ", " + nameOf(row->action.flow);
+    if (row->action.attribute != nullptr)
+        text += ", sets " + row->action.attribute().getName() + ' ' + quoted(row->action.attribute().getDisplayName());
     return text + '\n';
 }
 
@@ -105,10 +117,10 @@ TEST(CommandCatalogue, HasAnAttributeWhereACommandSetsItsOneProperty) {
     for (const CommandSpec& command : catalogue()) {
         const CommandRow* row = findCommand(command.id);
         ASSERT_NE(row, nullptr) << command.name;
-        ASSERT_EQ(row->attribute != nullptr, row->flow == FLOW_SET) << command.name;
-        if (row->attribute == nullptr) continue;
+        ASSERT_EQ(row->action.attribute != nullptr, row->action.flow == setFlow) << command.name;
+        if (row->action.attribute == nullptr) continue;
         ASSERT_EQ(command.properties.size(), 1u) << command.name;
-        EXPECT_EQ(command.properties[0].name, row->attribute().getName());
+        EXPECT_EQ(command.properties[0].name, row->action.attribute().getName());
         EXPECT_TRUE(command.properties[0].required) << command.name;
     }
 }
@@ -117,22 +129,22 @@ TEST(CommandCatalogue, KnowsIdsThatNoCommandLineReaches) {
     constexpr struct {
         int32_t id;
         const char* job;
-        Flow flow;
+        Flow* flow;
     } ROWS[] = {
-        {42, "TelemetryLogParse", FLOW_PARSE_TELEMETRY},
-        {52, "EraseAssert", FLOW_METHOD},
-        {53, "LowLevelFormat", FLOW_METHOD},
-        {54, "CycleReport", FLOW_METHOD},
-        {59, "ResetCRC", FLOW_METHOD},
-        {92, "AssertRecovery", FLOW_METHOD},
-        {93, "NVMeAdminCommand", FLOW_METHOD},
-        {101, "NlogParse", FLOW_PARSE_NLOG},
+        {42, "TelemetryLogParse", parseTelemetryLogFlow},
+        {52, "EraseAssert", methodFlow},
+        {53, "LowLevelFormat", methodFlow},
+        {54, "CycleReport", methodFlow},
+        {59, "ResetCRC", methodFlow},
+        {92, "AssertRecovery", methodFlow},
+        {93, "NVMeAdminCommand", methodFlow},
+        {101, "NlogParse", parseNlogFlow},
     };
     for (const auto& expected : ROWS) {
         const CommandRow* row = findCommand(expected.id);
         ASSERT_NE(row, nullptr) << expected.id;
-        EXPECT_EQ(row->job, expected.job);
-        EXPECT_EQ(row->flow, expected.flow) << expected.id;
+        EXPECT_EQ(row->action.job, expected.job);
+        EXPECT_EQ(row->action.flow, expected.flow) << expected.id;
         EXPECT_FALSE(row->hasCommandLine()) << expected.id;
         for (const CommandSpec& command : catalogue()) EXPECT_NE(command.id, expected.id) << command.name;
     }
@@ -152,8 +164,8 @@ TEST(CommandCatalogue, GivesBothCommandsOfTheSharedIdOneFlow) {
     const CommandRow* row = findCommand(72);
     ASSERT_NE(row, nullptr);
     EXPECT_EQ(row->name, "PerformanceBoosterStart");
-    EXPECT_EQ(row->job, "ForceFlush");
-    EXPECT_EQ(row->flow, FLOW_METHOD);
+    EXPECT_EQ(row->action.job, "ForceFlush");
+    EXPECT_EQ(row->action.flow, methodFlow);
 }
 
 TEST(CommandTargets, KeepsThoseThatNoCommandTakes) {
