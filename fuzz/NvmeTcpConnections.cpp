@@ -17,7 +17,7 @@
 
 #include "features/nvme/Bytes.h"
 #include "features/nvme/Opcodes.h"
-#include "features/simulator/Controller.h"
+#include "features/simulator/controller/Controller.h"
 #include "fuzz/FuzzInput.h"
 #include "fuzz/Require.h"
 #include "fuzz/ScratchFolder.h"

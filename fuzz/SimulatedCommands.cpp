@@ -10,10 +10,10 @@
 #include <vector>
 
 #include "features/nvme/Opcodes.h"
-#include "features/simulator/Archive.h"
-#include "features/simulator/CommandTable.h"
-#include "features/simulator/Controller.h"
-#include "features/simulator/DriveFolder.h"
+#include "features/simulator/controller/Controller.h"
+#include "features/simulator/store/Archive.h"
+#include "features/simulator/store/DriveFolder.h"
+#include "features/simulator/tables/CommandTable.h"
 #include "fuzz/FuzzInput.h"
 #include "fuzz/Require.h"
 #include "fuzz/ScratchFolder.h"

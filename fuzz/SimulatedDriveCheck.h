@@ -5,9 +5,9 @@
 #include <set>
 #include <string>
 
-#include "features/simulator/DriveFolder.h"
-#include "features/simulator/Model.h"
-#include "features/simulator/Namespaces.h"
+#include "features/simulator/store/DriveFolder.h"
+#include "features/simulator/store/Model.h"
+#include "features/simulator/store/Namespaces.h"
 #include "fuzz/Require.h"
 
 /// What holds of a simulated drive between any two commands, whatever the commands were.

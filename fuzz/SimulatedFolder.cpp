@@ -11,8 +11,8 @@
 
 #include "features/nvme/Bytes.h"
 #include "features/nvme/Opcodes.h"
-#include "features/simulator/Controller.h"
-#include "features/simulator/DriveFolder.h"
+#include "features/simulator/controller/Controller.h"
+#include "features/simulator/store/DriveFolder.h"
 #include "fuzz/Require.h"
 #include "fuzz/ScratchFolder.h"
 #include "fuzz/SimulatedDriveCheck.h"

@@ -10,11 +10,11 @@
 #include <random>
 #include <set>
 
-#include "features/simulator/DescriptionText.h"
-#include "features/simulator/DriveCopy.h"
-#include "features/simulator/DriveFolder.h"
-#include "features/simulator/Model.h"
-#include "features/simulator/OwnFiles.h"
+#include "features/simulator/store/DescriptionText.h"
+#include "features/simulator/store/DriveCopy.h"
+#include "features/simulator/store/DriveFolder.h"
+#include "features/simulator/store/Model.h"
+#include "features/simulator/store/OwnFiles.h"
 #include "ostrel/core/File.h"
 #include "ostrel/core/FileDescriptor.h"
 #include "ostrel/core/Strings.h"

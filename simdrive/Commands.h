@@ -3,7 +3,7 @@
 #include <string>
 #include <vector>
 
-#include "features/simulator/DriveStore.h"
+#include "features/simulator/store/DriveStore.h"
 #include "simdrive/CommandLine.h"
 #include "simdrive/Outcome.h"
 

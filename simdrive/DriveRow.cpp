@@ -4,8 +4,8 @@
 #include <cstdio>
 #include <iterator>
 
-#include "features/simulator/DriveNodes.h"
-#include "features/simulator/Model.h"
+#include "features/simulator/store/DriveNodes.h"
+#include "features/simulator/store/Model.h"
 #include "simdrive/FaultText.h"
 
 namespace simdrive {

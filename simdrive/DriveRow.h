@@ -4,8 +4,8 @@
 #include <string>
 #include <vector>
 
-#include "features/simulator/DriveFolder.h"
-#include "features/simulator/DriveStore.h"
+#include "features/simulator/store/DriveFolder.h"
+#include "features/simulator/store/DriveStore.h"
 #include "ostrel/core/Status.h"
 
 namespace simdrive {

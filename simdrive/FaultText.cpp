@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <sstream>
 
-#include "features/simulator/DescriptionText.h"
+#include "features/simulator/store/DescriptionText.h"
 #include "ostrel/core/Strings.h"
 
 namespace simdrive {

@@ -4,7 +4,7 @@
 #include <utility>
 #include <vector>
 
-#include "features/simulator/Description.h"
+#include "features/simulator/store/Description.h"
 
 namespace simdrive {
 

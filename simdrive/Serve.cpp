@@ -6,9 +6,9 @@
 #include <cstring>
 #include <optional>
 
-#include "features/simulator/Clock.h"
-#include "features/simulator/Controller.h"
-#include "features/simulator/OwnFiles.h"
+#include "features/simulator/controller/Controller.h"
+#include "features/simulator/store/Clock.h"
+#include "features/simulator/store/OwnFiles.h"
 #include "ostrel/core/FileDescriptor.h"
 #include "simdrive/Commands.h"
 #include "simdrive/auth/Authentication.h"

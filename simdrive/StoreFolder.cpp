@@ -9,7 +9,7 @@
 #include <system_error>
 #include <vector>
 
-#include "features/simulator/OwnFiles.h"
+#include "features/simulator/store/OwnFiles.h"
 #include "ostrel/core/FileDescriptor.h"
 
 namespace simdrive {

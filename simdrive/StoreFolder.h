@@ -1,6 +1,6 @@
 #pragma once
 
-#include "features/simulator/DriveStore.h"
+#include "features/simulator/store/DriveStore.h"
 #include "ostrel/core/Status.h"
 #include "simdrive/CommandLine.h"
 

@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "features/simulator/Controller.h"
+#include "features/simulator/controller/Controller.h"
 #include "ostrel/core/Status.h"
 #include "simdrive/tcp/FabricsController.h"
 

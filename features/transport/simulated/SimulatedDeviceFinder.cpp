@@ -3,10 +3,10 @@
 #include <thread>
 
 #include "features/nvme/NvmeCommand.h"
-#include "features/simulator/DriveFolder.h"
-#include "features/simulator/DriveNodes.h"
-#include "features/simulator/DriveStore.h"
-#include "features/simulator/Model.h"
+#include "features/simulator/store/DriveFolder.h"
+#include "features/simulator/store/DriveNodes.h"
+#include "features/simulator/store/DriveStore.h"
+#include "features/simulator/store/Model.h"
 #include "features/transport/HostCommand.h"
 #include "features/transport/simulated/SimulatedIdentity.h"
 #include "features/transport/simulated/SimulatedNvmePath.h"

@@ -3,7 +3,7 @@
 #include <memory>
 #include <string>
 
-#include "features/simulator/Clock.h"
+#include "features/simulator/store/Clock.h"
 #include "features/transport/LookErrors.h"
 #include "ostrel/core/DeviceFinder.h"
 

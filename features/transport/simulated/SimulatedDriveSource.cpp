@@ -4,8 +4,8 @@
 #include <cstdlib>
 #include <filesystem>
 
-#include "features/simulator/Controller.h"
-#include "features/simulator/DriveNodes.h"
+#include "features/simulator/controller/Controller.h"
+#include "features/simulator/store/DriveNodes.h"
 #include "features/transport/simulated/SimulatedDeviceFinder.h"
 #include "features/transport/simulated/SimulatedNamespaces.h"
 #include "ostrel/core/File.h"

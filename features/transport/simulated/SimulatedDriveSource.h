@@ -2,8 +2,8 @@
 
 #include <string>
 
-#include "features/simulator/Clock.h"
-#include "features/simulator/DriveStore.h"
+#include "features/simulator/store/Clock.h"
+#include "features/simulator/store/DriveStore.h"
 #include "features/transport/DriveLock.h"
 #include "features/transport/DriveSource.h"
 

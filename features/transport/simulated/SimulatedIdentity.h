@@ -1,7 +1,7 @@
 #pragma once
 
 #include "features/nvme/ControllerIdentity.h"
-#include "features/simulator/Description.h"
+#include "features/simulator/store/Description.h"
 
 namespace features::transport {
 

@@ -4,7 +4,7 @@
 #include "features/nvme/Completion.h"
 #include "features/nvme/NamespaceProperties.h"
 #include "features/nvme/Opcodes.h"
-#include "features/simulator/DriveNodes.h"
+#include "features/simulator/store/DriveNodes.h"
 #include "ostrel/core/ScopeTrace.h"
 #include "ostrel/core/StatusCatalogue.h"
 

@@ -3,7 +3,7 @@
 #include <string>
 #include <vector>
 
-#include "features/simulator/Controller.h"
+#include "features/simulator/controller/Controller.h"
 #include "features/transport/HostCommand.h"
 #include "ostrel/core/Status.h"
 

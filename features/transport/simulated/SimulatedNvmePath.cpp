@@ -5,8 +5,8 @@
 #include <optional>
 
 #include "features/nvme/Completion.h"
-#include "features/simulator/Controller.h"
-#include "features/simulator/DriveFolder.h"
+#include "features/simulator/controller/Controller.h"
+#include "features/simulator/store/DriveFolder.h"
 #include "features/transport/DriveLock.h"
 #include "features/transport/HostStatus.h"
 #include "features/transport/SelectedDrive.h"

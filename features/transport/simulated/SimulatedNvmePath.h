@@ -7,8 +7,8 @@
 
 #include "features/nvme/ControllerIdentity.h"
 #include "features/nvme/NvmeCommand.h"
-#include "features/simulator/Clock.h"
-#include "features/simulator/Controller.h"
+#include "features/simulator/controller/Controller.h"
+#include "features/simulator/store/Clock.h"
 #include "features/transport/HostCommand.h"
 #include "ostrel/core/CommandPath.h"
 #include "ostrel/core/CommandResult.h"

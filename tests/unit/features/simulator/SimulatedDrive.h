@@ -7,10 +7,10 @@
 #include <string>
 #include <vector>
 
-#include "features/simulator/Clock.h"
-#include "features/simulator/Controller.h"
-#include "features/simulator/DriveStore.h"
-#include "features/simulator/Entries.h"
+#include "features/simulator/context/Entries.h"
+#include "features/simulator/controller/Controller.h"
+#include "features/simulator/store/Clock.h"
+#include "features/simulator/store/DriveStore.h"
 #include "tests/support/TemporaryFolder.h"
 
 /// A simulated drive in a temporary folder, of 64 MiB, with a clock that stands at 2026-11-20 18:00:00 UTC. Opcodes and

@@ -6,7 +6,7 @@
 #include "features/nvme/Completion.h"
 #include "features/nvme/ControllerIdentity.h"
 #include "features/nvme/NvmeCommand.h"
-#include "features/simulator/DriveStore.h"
+#include "features/simulator/store/DriveStore.h"
 #include "features/transport/HostCommand.h"
 #include "features/transport/simulated/SimulatedDriveSource.h"
 #include "features/transport/simulated/SimulatedNvmePath.h"

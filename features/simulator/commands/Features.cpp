@@ -1,0 +1,173 @@
+#include "features/simulator/commands/Features.h"
+
+#include <algorithm>
+
+#include "features/nvme/Bytes.h"
+#include "features/nvme/Opcodes.h"
+#include "features/nvme/StatusCodes.h"
+#include "features/simulator/context/Transfer.h"
+#include "features/simulator/controller/Happenings.h"
+#include "ostrel/core/ScopeTrace.h"
+
+namespace features::simulator {
+
+using namespace nvme;
+
+namespace {
+
+enum class Select : uint8_t { CURRENT, DEFAULT, SAVED, CAPABILITIES };
+
+constexpr uint8_t FIRST_VENDOR_FID = 0xC0;
+
+constexpr uint32_t EVERY_SENSOR = 0xF << 16;
+constexpr uint32_t SENSOR_1 = 0x1 << 16;
+
+/// The values that a Set Features sets: Temperature Threshold can be set for all sensors at once.
+std::vector<uint32_t> selectorsOf(const FeatureRow& row, uint32_t cdw11) {
+    const uint32_t selector = cdw11 & row.selector;
+    if (row.fid != FID_TEMPERATURE_THRESHOLD || (selector & EVERY_SENSOR) != EVERY_SENSOR) return {selector};
+    return {selector & ~EVERY_SENSOR, (selector & ~EVERY_SENSOR) | SENSOR_1};
+}
+
+/// A Host Identifier of 8 bytes, or of 16 (EXHID).
+uint32_t dataBytesOf(const FeatureRow& row, uint32_t cdw11) {
+    return row.fid == FID_HOST_IDENTIFIER && !bit(cdw11, 0) ? 8 : row.dataBytes;
+}
+
+/// The value that a command is about, in the tables of the state.
+FeatureKey keyOf(const FeatureRow& row, uint32_t nsid, uint32_t cdw11) {
+    return {row.fid, row.isOfNamespace ? nsid : 0, cdw11 & row.selector};
+}
+
+FeatureValue defaultValue(const CommandContext& context, const FeatureRow& row, uint32_t selector) {
+    FeatureValue value = row.defaultOf == nullptr ? FeatureValue{} : row.defaultOf(context, selector);
+    value.dword |= selector;
+    value.data.resize(row.dataBytes);
+    return value;
+}
+
+FeatureValue valueIn(const CommandContext& context, const FeatureRow& row,
+                     const std::map<FeatureKey, FeatureValue>& values, const FeatureKey& key) {
+    const auto found = values.find(key);
+    return found == values.end() ? defaultValue(context, row, key.selector) : found->second;
+}
+
+FeatureValue currentValue(const CommandContext& context, const FeatureRow& row, const FeatureKey& key) {
+    if (row.read != nullptr) return row.read(context, key.nsid);
+    return valueIn(context, row, context.state.features.current, key);
+}
+
+uint32_t capabilitiesOf(const FeatureRow& row) {
+    return (row.isSaveable ? 1U : 0) | (row.isOfNamespace ? 2U : 0) | (row.isChangeable ? 4U : 0);
+}
+
+/// UUID Index: entry 1 of the OCP model's list goes with vendor specific features.
+bool isUuidIndex(const CommandContext& context, uint8_t fid) {
+    const uint32_t most = fid >= FIRST_VENDOR_FID && context.model.id == ModelId::OCP ? 1 : 0;
+    return context.command.cdw14 <= most;
+}
+
+bool hasDefinedBitsAlone(const SubmissionEntry& command, const DefinedBits& bits) {
+    return ((command.cdw11 & ~bits.cdw11) | (command.cdw12 & ~bits.cdw12) | (command.cdw13 & ~bits.cdw13) |
+            (command.cdw15 & ~bits.cdw15)) == 0;
+}
+
+/// The namespaces that a Set Features reaches; 0 stands for the controller.
+CompletionEntry targetsOf(const CommandContext& context, const FeatureRow& row, std::vector<uint32_t>& nsids) {
+    const uint32_t nsid = context.command.nsid;
+    if (!row.isOfNamespace) {
+        if (nsid != 0 && nsid != NSID_ALL) return refusal(SCT_COMMAND_SPECIFIC, SC_FEATURE_NOT_NAMESPACE_SPECIFIC);
+        nsids.push_back(0);
+        return {};
+    }
+    for (const auto& [id, part] : context.state.namespaces) {
+        if (part.isAttached && (nsid == NSID_ALL || nsid == id)) nsids.push_back(id);
+    }
+    return nsids.empty() ? refusal(SCT_GENERIC, SC_INVALID_NAMESPACE) : CompletionEntry{};
+}
+
+CompletionEntry checkSet(CommandContext& context, const FeatureRow& row, bool save, FeatureValue& value) {
+    const SubmissionEntry& command = context.command;
+    if (!row.isChangeable) return refusal(SCT_COMMAND_SPECIFIC, SC_FEATURE_NOT_CHANGEABLE);
+    if (save && !context.model.hasOptions) return refusal(SCT_GENERIC, SC_INVALID_FIELD);
+    if (save && !row.isSaveable) return refusal(SCT_COMMAND_SPECIFIC, SC_FEATURE_NOT_SAVEABLE);
+    if (!hasDefinedBitsAlone(command, row.bits)) return refusal(SCT_GENERIC, SC_INVALID_FIELD);
+    for (const uint32_t selector : selectorsOf(row, command.cdw11)) {
+        if (row.isSelector != nullptr && !row.isSelector(selector)) return refusal(SCT_GENERIC, SC_INVALID_FIELD);
+    }
+    const uint32_t dataBytes = dataBytesOf(row, command.cdw11);
+    if (!hasData(context, dataBytes)) return dataTransferError();
+    value.dword = command.cdw11 & ~row.selector;
+    value.data.assign(context.data.begin(), context.data.begin() + dataBytes);
+    value.data.resize(row.dataBytes);
+    return row.check == nullptr ? CompletionEntry{} : row.check(context, value);
+}
+
+}  // namespace
+
+FeatureValue currentFeature(const CommandContext& context, uint8_t fid, uint32_t nsid, uint32_t selector) {
+    OSTREL_TRACE();
+    const FeatureRow* row = findFeature(context, fid);
+    return row == nullptr ? FeatureValue{} : currentValue(context, *row, keyOf(*row, nsid, selector));
+}
+
+CompletionEntry setFeatures(CommandContext& context) {
+    OSTREL_TRACE();
+    const SubmissionEntry& command = context.command;
+    const bool save = bit(command.cdw10, 31);
+    const FeatureRow* row = findFeature(context, static_cast<uint8_t>(command.cdw10));
+    if (row == nullptr || !isUuidIndex(context, row->fid)) return refusal(SCT_GENERIC, SC_INVALID_FIELD);
+    FeatureValue value;
+    CompletionEntry completion = checkSet(context, *row, save, value);
+    if (!completion.isSuccess()) return completion;
+    std::vector<uint32_t> nsids;
+    completion = targetsOf(context, *row, nsids);
+    if (!completion.isSuccess()) return completion;
+    for (const uint32_t nsid : nsids) {
+        for (const uint32_t selector : selectorsOf(*row, command.cdw11)) {
+            const FeatureKey key = keyOf(*row, nsid, selector);
+            const FeatureValue kept{value.dword | selector, value.data};
+            if (row->read == nullptr) context.state.features.current[key] = kept;
+            if (save) context.state.features.saved[key] = kept;
+        }
+        if (row->write != nullptr) row->write(context, nsid, value);
+    }
+    if (row->fid == FID_NUMBER_OF_QUEUES) completion.dword0 = value.dword;
+    happened(context, {Happening::Kind::FEATURE_SET, command.nsid});
+    return completion;
+}
+
+CompletionEntry getFeatures(CommandContext& context) {
+    OSTREL_TRACE();
+    const SubmissionEntry& command = context.command;
+    const uint32_t select = command.cdw10 >> 8 & 7;
+    const FeatureRow* row = findFeature(context, static_cast<uint8_t>(command.cdw10));
+    if (row == nullptr || !isUuidIndex(context, row->fid) || select > static_cast<uint32_t>(Select::CAPABILITIES)) {
+        return refusal(SCT_GENERIC, SC_INVALID_FIELD);
+    }
+    if (select != static_cast<uint32_t>(Select::CURRENT) && !context.model.hasOptions)
+        return refusal(SCT_GENERIC, SC_INVALID_FIELD);
+    CompletionEntry completion;
+    if (select == static_cast<uint32_t>(Select::CAPABILITIES)) {
+        completion.dword0 = capabilitiesOf(*row);
+        context.data.clear();
+        return completion;
+    }
+    // A controller's feature may be asked for by any of its namespaces.
+    const bool needsNamespace = row->isOfNamespace || (command.nsid != 0 && command.nsid != NSID_ALL);
+    if (needsNamespace && context.findAttached(command.nsid) == nullptr) {
+        return refusal(SCT_GENERIC, SC_INVALID_NAMESPACE);
+    }
+    const FeatureKey key = keyOf(*row, command.nsid, command.cdw11);
+    FeatureValue value = select == static_cast<uint32_t>(Select::CURRENT) ? currentValue(context, *row, key)
+                         : select == static_cast<uint32_t>(Select::DEFAULT)
+                             ? defaultValue(context, *row, key.selector)
+                             : valueIn(context, *row, context.state.features.saved, key);
+    if (row->isSelector != nullptr && !row->isSelector(key.selector)) return refusal(SCT_GENERIC, SC_INVALID_FIELD);
+    value.data.resize(dataBytesOf(*row, command.cdw11));
+    completion.dword0 = value.dword;
+    context.data = std::move(value.data);
+    return completion;
+}
+
+}  // namespace features::simulator

@@ -1,0 +1,32 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+
+#include "features/simulator/commands/LogPages.h"
+#include "features/simulator/context/CommandContext.h"
+
+namespace features::simulator {
+
+/// The reset that an image needs before it runs.
+enum class FirmwareReset : uint8_t {
+    NONE,
+    CONTROLLER,
+    SUBSYSTEM,
+    CONVENTIONAL,
+};
+
+/// The commands. An image that comes down lies in the file FILE_DOWNLOAD, piece behind piece, until it is committed or
+/// the controller is reset; docs/simulated-drives.md describes an image.
+CompletionEntry downloadFirmware(CommandContext& context);
+CompletionEntry commitFirmware(CommandContext& context);
+
+/// At a reset: activates what waits for it, and forgets what was downloaded.
+void activateAtReset(CommandContext& context, bool isOfSubsystem);
+/// The completion of a command that may not be carried out before the firmware was activated.
+std::optional<CompletionEntry> pendingActivation(const CommandContext& context);
+
+/// Log page 03h, Firmware Slot Information.
+CompletionEntry buildFirmwareLog(CommandContext& context, const LogRequest& request, std::vector<uint8_t>& page);
+
+}  // namespace features::simulator

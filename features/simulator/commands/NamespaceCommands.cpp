@@ -1,0 +1,219 @@
+#include "features/simulator/commands/NamespaceCommands.h"
+
+#include <algorithm>
+
+#include "features/nvme/Bytes.h"
+#include "features/nvme/Opcodes.h"
+#include "features/nvme/StatusCodes.h"
+#include "features/simulator/commands/Events.h"
+#include "features/simulator/commands/Identify.h"
+#include "features/simulator/commands/SelfTest.h"
+#include "features/simulator/context/Transfer.h"
+#include "features/simulator/controller/Happenings.h"
+#include "features/simulator/store/Namespaces.h"
+#include "ostrel/core/ScopeTrace.h"
+
+namespace features::simulator {
+
+using namespace nvme;
+
+namespace {
+
+constexpr uint32_t DATA_BYTES = 4096;
+constexpr uint8_t FLBAS_EXTENDED = 0x10;
+constexpr uint8_t NMIC_SHARED = 0x01;
+
+/// A field of the host's data structure; what lies between them is reserved.
+struct HostField {
+    size_t offset;
+    size_t width;
+};
+constexpr HostField CREATE_FIELDS[] = {{0, 8}, {8, 8}, {26, 1}, {29, 1}, {30, 1}};
+
+bool isRestZero(const std::vector<uint8_t>& data) {
+    for (size_t at = 0; at < DATA_BYTES; ++at) {
+        const bool isField =
+            std::any_of(std::begin(CREATE_FIELDS), std::end(CREATE_FIELDS),
+                        [at](const HostField& field) { return at >= field.offset && at < field.offset + field.width; });
+        if (!isField && data[at] != 0) return false;
+    }
+    return true;
+}
+
+CompletionEntry readRequest(const CommandContext& context, NamespaceState& part) {
+    const std::vector<uint8_t>& data = context.data;
+    part.size = le64(data.data());
+    part.capacity = le64(data.data() + 8);
+    part.format = data[26] & 0x0F;
+    part.extendedMetadata = (data[26] & FLBAS_EXTENDED) != 0;
+    part.isShared = (data[30] & NMIC_SHARED) != 0;
+    const bool hasReservedBits = (data[26] & 0xE0) != 0 || (data[30] & ~NMIC_SHARED) != 0 || (data[29] & 0xF0) != 0;
+    if (hasReservedBits || !isRestZero(data) || part.size == 0 || part.capacity > part.size) {
+        return refusal(SCT_GENERIC, SC_INVALID_FIELD);
+    }
+    if (part.format >= context.model.formatCount || (data[29] & 7) != 0) {
+        return refusal(SCT_COMMAND_SPECIFIC, SC_INVALID_FORMAT);
+    }
+    if (part.capacity != part.size) return refusal(SCT_COMMAND_SPECIFIC, SC_THIN_PROVISIONING_NOT_SUPPORTED);
+    // More blocks than bytes can count are more than any drive has.
+    const uint64_t unallocated = unallocatedBytes(context.description, context.model, context.state);
+    const bool fits = part.size <= unallocated >> context.formatOf(part).dataShift &&
+                      allocatedBytes(context.model, part) <= unallocated;
+    return fits ? CompletionEntry{} : refusal(SCT_COMMAND_SPECIFIC, SC_NAMESPACE_INSUFFICIENT_CAPACITY);
+}
+
+CompletionEntry createNamespace(CommandContext& context) {
+    if (context.command.nsid != 0) return refusal(SCT_GENERIC, SC_INVALID_FIELD);
+    if (!hasData(context, DATA_BYTES)) return dataTransferError();
+    NamespaceState part;
+    CompletionEntry completion = readRequest(context, part);
+    if (!completion.isSuccess()) return completion;
+    uint32_t nsid = 1;
+    while (context.find(nsid) != nullptr) ++nsid;
+    if (nsid > context.description.mostNamespaces) {
+        return refusal(SCT_COMMAND_SPECIFIC, SC_NAMESPACE_IDENTIFIER_UNAVAILABLE);
+    }
+    part.mediaGeneration = context.state.nextMediaGeneration++;
+    nameNamespace(context.description, context.model, context.state, part);
+    context.state.namespaces[nsid] = part;
+    happened(context, {Happening::Kind::NAMESPACE_CHANGE, nsid});
+    completion.dword0 = nsid;
+    return completion;
+}
+
+void removeNamespace(CommandContext& context, uint32_t nsid) {
+    const NamespaceState part = context.state.namespaces.at(nsid);
+    if (part.isAttached) noteNamespaceChange(context, nsid);
+    context.state.namespaces.erase(nsid);
+    for (auto* values : {&context.state.features.current, &context.state.features.saved}) {
+        for (auto value = values->begin(); value != values->end();) {
+            value = value->first.nsid == nsid ? values->erase(value) : std::next(value);
+        }
+    }
+    const std::string media = DriveFolder::mediaName(nsid, part.mediaGeneration);
+    context.afterSave.push_back([&store = context.media, media] { store.forget(media); });
+}
+
+CompletionEntry deleteNamespace(CommandContext& context) {
+    const uint32_t nsid = context.command.nsid;
+    if (nsid != NSID_ALL && context.find(nsid) == nullptr) return refusal(SCT_GENERIC, SC_INVALID_NAMESPACE);
+    std::vector<uint32_t> nsids;
+    for (const auto& [id, part] : context.state.namespaces) {
+        if (nsid != NSID_ALL && nsid != id) continue;
+        if (part.writeProtection != 0) return refusal(SCT_GENERIC, SC_NAMESPACE_WRITE_PROTECTED);
+        nsids.push_back(id);
+    }
+    happened(context, {Happening::Kind::NAMESPACE_CHANGE, nsid});
+    for (const uint32_t id : nsids) {
+        abortSelfTestOf(context, id);
+        removeNamespace(context, id);
+    }
+    return {};
+}
+
+/// The list holds the one controller, and nothing else.
+bool isControllerList(const std::vector<uint8_t>& data) {
+    return le16(data.data()) == 1 && le16(data.data() + 2) == CONTROLLER_ID;
+}
+
+CompletionEntry checkFormat(const CommandContext& context, uint32_t nsid) {
+    const uint32_t format = context.command.cdw10 & 0xF;
+    const uint32_t protection = context.command.cdw10 >> 5 & 7;  // where it lies (PIL) does not count without any
+    const uint32_t erase = context.command.cdw10 >> 9 & 7;
+    if (erase > 2) return refusal(SCT_GENERIC, SC_INVALID_FIELD);
+    if (format >= context.model.formatCount || protection != 0) return refusal(SCT_COMMAND_SPECIFIC, SC_INVALID_FORMAT);
+    if (nsid != NSID_ALL && context.findAttached(nsid) == nullptr) return refusal(SCT_GENERIC, SC_INVALID_NAMESPACE);
+    for (const auto& [id, part] : context.state.namespaces) {
+        const bool isReached = part.isAttached && (nsid == NSID_ALL || nsid == id);
+        if (isReached && part.writeProtection != 0) return refusal(SCT_GENERIC, SC_NAMESPACE_WRITE_PROTECTED);
+    }
+    return {};
+}
+
+/// The bytes stay as many as they are; the blocks change.
+void formatNamespace(CommandContext& context, uint32_t nsid) {
+    NamespaceState& part = context.state.namespaces.at(nsid);
+    const auto format = static_cast<uint8_t>(context.command.cdw10 & 0xF);
+    const uint64_t bytes = part.size << context.formatOf(part).dataShift;
+    part.format = format;
+    part.extendedMetadata = bit(context.command.cdw10, 4);
+    part.size = part.capacity = bytes >> context.formatOf(part).dataShift;
+    renewMedia(context, nsid);
+}
+
+}  // namespace
+
+void noteNamespaceChange(CommandContext& context, uint32_t nsid) {
+    OSTREL_TRACE();
+    auto& changed = context.state.events.changedNamespaces;
+    const auto place = std::lower_bound(changed.begin(), changed.end(), nsid);
+    if (place == changed.end() || *place != nsid) changed.insert(place, nsid);
+    raiseEvent(context, EventKind::NAMESPACES);
+}
+
+void renewMedia(CommandContext& context, uint32_t nsid) {
+    OSTREL_TRACE();
+    NamespaceState& part = context.state.namespaces.at(nsid);
+    const std::string old = DriveFolder::mediaName(nsid, part.mediaGeneration);
+    context.afterSave.push_back([&store = context.media, old] { store.forget(old); });
+    part.mediaGeneration = context.state.nextMediaGeneration++;
+}
+
+CompletionEntry manageNamespace(CommandContext& context) {
+    OSTREL_TRACE();
+    constexpr uint32_t SELECT_CREATE = 0;
+    constexpr uint32_t SELECT_DELETE = 1;
+    switch (context.command.cdw10) {
+        case SELECT_CREATE:
+            return createNamespace(context);
+        case SELECT_DELETE:
+            return deleteNamespace(context);
+        default:
+            return refusal(SCT_GENERIC, SC_INVALID_FIELD);
+    }
+}
+
+CompletionEntry attachNamespace(CommandContext& context) {
+    OSTREL_TRACE();
+    constexpr uint32_t SELECT_DETACH = 1;
+    const uint32_t select = context.command.cdw10;
+    const uint32_t nsid = context.command.nsid;
+    if (select > SELECT_DETACH || nsid == NSID_ALL) return refusal(SCT_GENERIC, SC_INVALID_FIELD);
+    NamespaceState* part = context.find(nsid);
+    if (part == nullptr) return refusal(SCT_GENERIC, SC_INVALID_NAMESPACE);
+    if (!hasData(context, DATA_BYTES)) return dataTransferError();
+    if (!isControllerList(context.data)) return refusal(SCT_COMMAND_SPECIFIC, SC_CONTROLLER_LIST_INVALID);
+    const bool isDetach = select == SELECT_DETACH;
+    if (part->isAttached != isDetach) {
+        return refusal(SCT_COMMAND_SPECIFIC, isDetach ? SC_NAMESPACE_NOT_ATTACHED : SC_NAMESPACE_ALREADY_ATTACHED);
+    }
+    if (isDetach) abortSelfTestOf(context, nsid);
+    part->isAttached = !isDetach;
+    noteNamespaceChange(context, nsid);
+    return {};
+}
+
+CompletionEntry formatNvm(CommandContext& context) {
+    OSTREL_TRACE();
+    const uint32_t nsid = context.command.nsid;
+    CompletionEntry completion = checkFormat(context, nsid);
+    if (!completion.isSuccess()) return completion;
+    happened(context, {Happening::Kind::FORMAT_START, nsid});
+    abortSelfTest(context, SelfTestEnd::FORMAT);
+    for (auto& [id, part] : context.state.namespaces) {
+        if (part.isAttached && (nsid == NSID_ALL || nsid == id)) formatNamespace(context, id);
+    }
+    happened(context, {Happening::Kind::FORMAT_COMPLETION, nsid});
+    return completion;
+}
+
+CompletionEntry buildChangedNamespaces(CommandContext& context, const LogRequest& request, std::vector<uint8_t>& page) {
+    OSTREL_TRACE();
+    page.resize(DATA_BYTES);  // 1,024 entries, as many as a drive can have namespaces
+    auto& changed = context.state.events.changedNamespaces;
+    for (size_t i = 0; i < changed.size(); ++i) putLe32(page.data() + 4 * i, changed[i]);
+    if (!request.retainEvent) changed.clear();
+    return {};
+}
+
+}  // namespace features::simulator

@@ -1,0 +1,49 @@
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <optional>
+#include <vector>
+
+#include "features/simulator/context/Entries.h"
+#include "features/simulator/store/Description.h"
+#include "features/simulator/store/DriveState.h"
+#include "features/simulator/store/Media.h"
+#include "features/simulator/store/Model.h"
+
+namespace features::simulator {
+
+/// Everything that the handler of a command may look at and change. The state is saved when the handler is back; when
+/// it refuses the command, the state is what it was before.
+struct CommandContext {
+    const SubmissionEntry& command;
+    std::vector<uint8_t>& data;  ///< to the controller, or from it: handlers fill it when the command reads
+    const Description& description;
+    const Model& model;
+    DriveState& state;
+    Media& media;
+    DriveFolder& folder;
+    WorkCounters& work;           ///< counters that are not in the state yet
+    uint32_t& heldEventRequests;  ///< Asynchronous Event Requests that this host waits on
+    uint64_t nowMs;
+    /// Done when the state is saved, whatever the process does then is a leftover: removal of old media files.
+    std::vector<std::function<void()>> afterSave;
+    /// Of a command that is refused, for the Error Information log.
+    std::optional<uint64_t> failingLba = {};
+    uint16_t parameterLocation = 0xFFFF;  ///< byte in bits 7:0, bit in 10:8; FFFFh: not told
+
+    uint64_t powerOnMs() const { return nowMs > state.health.createdMs ? nowMs - state.health.createdMs : 0; }
+    /// Null: not allocated.
+    NamespaceState* find(uint32_t nsid) const {
+        const auto part = state.namespaces.find(nsid);
+        return part == state.namespaces.end() ? nullptr : &part->second;
+    }
+    /// Null: not allocated or not attached.
+    NamespaceState* findAttached(uint32_t nsid) const {
+        NamespaceState* part = find(nsid);
+        return part != nullptr && part->isAttached ? part : nullptr;
+    }
+    const LbaFormat& formatOf(const NamespaceState& part) const { return model.formats[part.format]; }
+};
+
+}  // namespace features::simulator

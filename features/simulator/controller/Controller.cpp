@@ -1,0 +1,176 @@
+#include "features/simulator/controller/Controller.h"
+
+#include <cerrno>
+#include <exception>
+
+#include "features/nvme/StatusCodes.h"
+#include "features/simulator/commands/Events.h"
+#include "features/simulator/controller/Faults.h"
+#include "features/simulator/controller/Progress.h"
+#include "features/simulator/logs/ErrorLog.h"
+#include "features/simulator/models/ocp/OcpPanic.h"
+#include "features/simulator/store/NewDrive.h"
+#include "features/simulator/tables/CommandTable.h"
+#include "ostrel/core/ScopeTrace.h"
+
+namespace features::simulator {
+
+using ostrel::core::Status;
+
+Controller::Controller(std::string folder, const Clock& clock)
+    : clock_(clock), folder_(std::move(folder)), media_(folder_) {}
+
+Controller::~Controller() {
+    if (work_.isZero()) return;
+    try {
+        if (!folder_.begin().is(0, 0)) return;  // the drive was removed, and its counters with it
+        folder_.state.health.work += work_;
+        (void)folder_.commit();  // as after a sudden loss of power, the last second's counters are lost
+    } catch (const std::exception&) {
+        // No memory for it: they are lost the same way.
+    }
+}
+
+Status Controller::begin(const Check& check) {
+    OSTREL_TRACE();
+    Status status = folder_.begin();
+    if (!status.is(0, 0)) return status;
+    if (check) status = check(folder_.description());
+    if (!status.is(0, 0)) {
+        folder_.rollBack();
+        return status;
+    }
+    // A drive that was made by writing its description.
+    if (folder_.isNew()) folder_.state = newState(folder_.description(), nowMs());
+    if (folder_.state.model == static_cast<uint8_t>(folder_.description().model)) return status;
+    folder_.rollBack();
+    return Status(ostrel::core::CATEGORY_OS, EINVAL,
+                  folder_.path() + ": The drive was made as another model than \"model\" says.");
+}
+
+CommandContext Controller::contextOf(const SubmissionEntry& command, std::vector<uint8_t>& data) {
+    const Description& description = folder_.description();
+    return CommandContext{command, data,    description, modelOf(description.model), folder_.state,
+                          media_,  folder_, work_,       heldEventRequests_,         nowMs(),
+                          {}};
+}
+
+Status Controller::catchUp(CommandContext& context) {
+    OSTREL_TRACE();
+    const bool isChanged = simulator::catchUp(context);
+    if (!folder_.state.deallocating.empty()) {
+        folder_.rollBack();
+        return Status(ostrel::core::CATEGORY_OS, EIO, "Blocks of " + folder_.path() + " cannot be deallocated.");
+    }
+    if (!isChanged) return Status();
+    Status status = folder_.save();
+    if (!status.is(0, 0)) folder_.rollBack();
+    return status;
+}
+
+CompletionEntry Controller::run(CommandContext& context) {
+    OSTREL_TRACE();
+    const std::optional<CompletionEntry> refused = faultyRefusal(context);
+    CompletionEntry completion = refused ? *refused : runCommand(context);
+    if (!isError(context.command, completion)) {
+        if (!refused) noteRewritten(context);
+    } else {
+        folder_.restore();
+        if (folder_.isNew()) folder_.state = newState(folder_.description(), nowMs());
+        context.afterSave.clear();
+        noteError(context, completion);
+    }
+    return completion;
+}
+
+Status Controller::finish(CommandContext& context) {
+    OSTREL_TRACE();
+    Status status = folder_.save();
+    if (status.is(0, 0)) {
+        for (const auto& action : context.afterSave) action();
+        return folder_.commit();
+    }
+    folder_.rollBack();
+    return status;
+}
+
+Status Controller::execute(const SubmissionEntry& command, std::vector<uint8_t>& data, CompletionEntry& completion,
+                           const Check& check) {
+    OSTREL_TRACE();
+    Status status = begin(check);
+    if (!status.is(0, 0)) return status;
+    CommandContext context = contextOf(command, data);
+    completion = CompletionEntry();
+    completion.delivery = faultyDelivery(context);
+    const bool isPowerLost = losesPower(context);
+    if (completion.delivery != Delivery::COMPLETED && !isPowerLost) {
+        folder_.rollBack();
+        return Status();
+    }
+    status = catchUp(context);
+    if (!status.is(0, 0)) return status;
+    if (isPowerLost) {
+        heldEventRequests_ = 0;
+        losePower(context);
+    } else if (const auto panic = panicCompletion(context)) {
+        completion = *panic;
+        if (completion.delivery == Delivery::COMPLETED) noteError(context, completion);
+    } else {
+        completion = run(context);
+    }
+    completion.delayMs = faultyDelayMs(context);
+    // Reads and writes alone do not rewrite the state for their counters.
+    if (command.isAdmin && !work_.isZero()) {
+        folder_.state.health.work += work_;
+        work_ = WorkCounters();
+    }
+    return finish(context);
+}
+
+Status Controller::reset(ResetKind kind, const Check& check) {
+    OSTREL_TRACE();
+    Status status = begin(check);
+    if (!status.is(0, 0)) return status;
+    if (folder_.description().faults.isGone) {
+        folder_.rollBack();
+        return Status(ostrel::core::CATEGORY_OS, ENODEV, "System error. " + folder_.path() + ": the drive is gone.");
+    }
+    const SubmissionEntry none;
+    std::vector<uint8_t> data;
+    CommandContext context = contextOf(none, data);
+    status = catchUp(context);
+    if (!status.is(0, 0)) return status;
+    heldEventRequests_ = 0;
+    restart(context, kind == ResetKind::SUBSYSTEM);
+    return finish(context);
+}
+
+Status Controller::takeEvent(std::optional<CompletionEntry>& completion) {
+    OSTREL_TRACE();
+    completion.reset();
+    Status status = begin();
+    if (!status.is(0, 0)) return status;
+    if (folder_.description().faults.isGone) {
+        folder_.rollBack();
+        return status;
+    }
+    const SubmissionEntry none;
+    std::vector<uint8_t> data;
+    CommandContext context = contextOf(none, data);
+    status = catchUp(context);
+    if (!status.is(0, 0)) return status;
+    if (heldEventRequests_ != 0) completion = nextEvent(context);
+    if (completion) --heldEventRequests_;
+    return finish(context);
+}
+
+Status Controller::describe(Description& description) {
+    OSTREL_TRACE();
+    Status status = folder_.begin();
+    if (!status.is(0, 0)) return status;
+    description = folder_.description();
+    folder_.rollBack();
+    return status;
+}
+
+}  // namespace features::simulator

@@ -1,0 +1,43 @@
+#include "features/simulator/controller/Progress.h"
+
+#include "features/simulator/commands/Deallocation.h"
+#include "features/simulator/commands/Events.h"
+#include "features/simulator/commands/Firmware.h"
+#include "features/simulator/commands/Sanitize.h"
+#include "features/simulator/commands/SelfTest.h"
+#include "features/simulator/controller/Faults.h"
+#include "features/simulator/controller/Happenings.h"
+#include "features/simulator/logs/HealthLog.h"
+#include "ostrel/core/ScopeTrace.h"
+
+namespace features::simulator {
+
+bool catchUp(CommandContext& context) {
+    OSTREL_TRACE();
+    forgetRemovedFaults(context);
+    const bool hasDeallocated = finishDeallocation(context);
+    const bool hasTested = finishSelfTest(context);
+    const bool hasSanitized = finishSanitize(context);
+    const bool hasHeated = noteTemperature(context);
+    const bool hasWarned = raiseWarnings(context);
+    return hasHeated || hasDeallocated || hasTested || hasSanitized || hasWarned;
+}
+
+void restart(CommandContext& context, bool isOfSubsystem) {
+    OSTREL_TRACE();
+    constexpr uint8_t EXTENDED_SELF_TEST = 2;
+    DriveState& state = context.state;
+    state.features.current = state.features.saved;
+    state.health.lastResetMs = context.nowMs;
+    state.timestamp = TimestampState();
+    state.events = EventState();
+    // An extended self-test goes on after a reset.
+    if (state.selfTest.code != EXTENDED_SELF_TEST) abortSelfTest(context, SelfTestEnd::RESET);
+    activateAtReset(context, isOfSubsystem);
+    if (isOfSubsystem) ++state.health.powerCycles;
+    Happening reset{Happening::Kind::RESET};
+    reset.value = isOfSubsystem ? 1 : 0;
+    happened(context, reset);
+}
+
+}  // namespace features::simulator

@@ -1,0 +1,14 @@
+#pragma once
+
+#include "features/simulator/context/CommandContext.h"
+
+namespace features::simulator {
+
+/// What time and dead processes left to do, done before each command: an operation whose time is over ends, blocks
+/// whose deallocation somebody began are deallocated, warnings become events. True when the state changed.
+bool catchUp(CommandContext& context);
+
+/// What a reset does to the drive's memory.
+void restart(CommandContext& context, bool isOfSubsystem);
+
+}  // namespace features::simulator

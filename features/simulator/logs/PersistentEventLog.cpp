@@ -1,0 +1,191 @@
+#include "features/simulator/logs/PersistentEventLog.h"
+
+#include <algorithm>
+#include <cstring>
+#include <string>
+
+#include "features/nvme/Bytes.h"
+#include "features/nvme/Opcodes.h"
+#include "features/nvme/StatusCodes.h"
+#include "features/simulator/commands/Features.h"
+#include "features/simulator/commands/Identify.h"
+#include "features/simulator/logs/EventData.h"
+#include "features/simulator/logs/EventJournal.h"
+#include "features/simulator/logs/HealthLog.h"
+#include "features/simulator/logs/Snapshot.h"
+#include "features/simulator/store/Extension.h"
+#include "features/simulator/store/PaddedText.h"
+#include "ostrel/core/ScopeTrace.h"
+
+namespace features::simulator {
+
+using namespace nvme;
+
+namespace {
+
+constexpr size_t LOG_HEADER_BYTES = 512;
+constexpr uint64_t MS_PER_HOUR = 3600000;
+constexpr uint64_t MS_PER_DAY = 24 * MS_PER_HOUR;
+constexpr const char* CONTEXT_SNAPSHOT = "persistent-event-context";
+
+// Actions in LSP.
+constexpr uint8_t ACTION_READ = 0;
+constexpr uint8_t ACTION_ESTABLISH = 1;
+constexpr uint8_t ACTION_RELEASE = 2;
+
+constexpr PersistentEvent RECORDED[] = {
+    PersistentEvent::SMART_SNAPSHOT,      PersistentEvent::FIRMWARE_COMMIT,   PersistentEvent::TIMESTAMP_CHANGE,
+    PersistentEvent::POWER_ON_OR_RESET,   PersistentEvent::HARDWARE_ERROR,    PersistentEvent::CHANGE_NAMESPACE,
+    PersistentEvent::FORMAT_START,        PersistentEvent::FORMAT_COMPLETION, PersistentEvent::SANITIZE_START,
+    PersistentEvent::SANITIZE_COMPLETION, PersistentEvent::SET_FEATURE,       PersistentEvent::TELEMETRY_CREATED,
+    PersistentEvent::THERMAL_EXCURSION,   PersistentEvent::VENDOR_SPECIFIC,
+};
+
+/// What the next event must know of those before.
+struct EventHistory {
+    static constexpr const char* NAME = "event-history";
+    uint64_t nextSnapshotDay = 0;  ///< the first day of power-on time that has no SMART / Health snapshot
+    uint64_t poweredOnMs = 0;
+    std::string firmware;  ///< that ran at the last event
+
+    template <class A>
+    void fields(A& archive) {
+        archive(nextSnapshotDay, poweredOnMs, firmware);
+    }
+};
+
+std::vector<uint8_t> timestampOf(const CommandContext& context) {
+    return currentFeature(context, FID_TIMESTAMP).data;
+}
+
+std::vector<uint8_t> eventBytes(PersistentEvent type, const std::vector<uint8_t>& timestamp,
+                                const std::vector<uint8_t>& data) {
+    constexpr uint8_t REVISION = 1;
+    constexpr uint8_t REST_OF_HEADER = EventJournal::HEADER_BYTES - 3;
+    std::vector<uint8_t> event(EventJournal::HEADER_BYTES + data.size());
+    event[0] = static_cast<uint8_t>(type);
+    event[1] = REVISION;
+    event[2] = REST_OF_HEADER;
+    putLe16(event.data() + 4, CONTROLLER_ID);
+    std::copy(timestamp.begin(), timestamp.end(), event.begin() + 6);
+    putLe16(event.data() + 22, static_cast<uint16_t>(data.size()));
+    std::copy(data.begin(), data.end(), event.begin() + EventJournal::HEADER_BYTES);
+    return event;
+}
+
+void putHeader(const CommandContext& context, size_t events, std::vector<uint8_t>& page) {
+    constexpr size_t OFFSET_REST_OF_HEADER = 20;
+    uint8_t* at = page.data();
+    at[0] = LID_PERSISTENT_EVENT;
+    putLe32(at + 4, static_cast<uint32_t>(events));
+    putLe64(at + 8, page.size());
+    at[16] = 1;  // Log Revision
+    putLe16(at + 18, LOG_HEADER_BYTES - OFFSET_REST_OF_HEADER);
+    const std::vector<uint8_t> timestamp = timestampOf(context);
+    std::copy(timestamp.begin(), timestamp.end(), at + 20);
+    putLe64(at + 28, context.powerOnMs() / MS_PER_HOUR);
+    putLe64(at + 44, context.state.health.powerCycles);
+    putLe16(at + 52, context.model.vendorId);
+    putLe16(at + 54, context.model.subsystemVendorId);
+    putText(at + 56, 20, context.description.serialNumber);
+    putText(at + 76, 40, context.description.shownModelNumber());
+    const std::string name = subsystemName(context.description);
+    std::copy(name.begin(), name.end(), at + 116);
+    for (const PersistentEvent type : RECORDED) {
+        const auto number = static_cast<uint8_t>(type);
+        at[480 + number / 8] = static_cast<uint8_t>(at[480 + number / 8] | 1 << number % 8);
+    }
+}
+
+/// The power-on of a new drive is recorded when there is something to record after it: that a drive is looked at alone
+/// does not write its state.
+void beginHistory(CommandContext& context) {
+    if (context.state.extensions.count(EventHistory::NAME) != 0) return;
+    EventHistory history;
+    history.poweredOnMs = context.state.health.createdMs;
+    history.firmware = context.state.firmware.running;
+    writeExtension(context.state, history);
+    const std::vector<uint8_t> atOnce(8);
+    EventJournal(context).append(eventBytes(PersistentEvent::POWER_ON_OR_RESET, atOnce, powerOnData(context, {})));
+}
+
+}  // namespace
+
+void recordPersistentEvent(CommandContext& context, PersistentEvent type, const std::vector<uint8_t>& data) {
+    OSTREL_TRACE();
+    if (!context.description.supportsPersistentEventLog) return;
+    beginHistory(context);
+    EventJournal journal(context);
+    const std::vector<uint8_t> timestamp = timestampOf(context);
+    auto history = readExtension<EventHistory>(context.state);
+    if (history.firmware != context.state.firmware.running) {
+        history.firmware = context.state.firmware.running;
+        writeExtension(context.state, history);
+    }
+    const uint64_t today = context.powerOnMs() / MS_PER_DAY;
+    if (history.nextSnapshotDay <= today) {
+        history.nextSnapshotDay = today + 1;
+        writeExtension(context.state, history);
+        std::vector<uint8_t> smart;
+        (void)buildHealthLog(context, {}, smart);  // it cannot fail
+        journal.append(eventBytes(PersistentEvent::SMART_SNAPSHOT, timestamp, smart));
+    }
+    journal.append(eventBytes(type, timestamp, data));
+}
+
+void recordReset(CommandContext& context, bool isPowerOn) {
+    OSTREL_TRACE();
+    Snapshot shown(context, CONTEXT_SNAPSHOT);
+    if (shown.exists()) shown.remove();
+    if (!context.description.supportsPersistentEventLog) return;
+    beginHistory(context);
+    auto history = readExtension<EventHistory>(context.state);
+    const std::string& running = context.state.firmware.running;
+    if (isPowerOn) history.poweredOnMs = context.nowMs;
+    PowerOn event;
+    event.isActivation = history.firmware != running;
+    event.powerCycle = context.state.health.powerCycles;
+    event.sincePowerOnMs = context.nowMs - std::min(context.nowMs, history.poweredOnMs);
+    writeExtension(context.state, history);
+    recordPersistentEvent(context, PersistentEvent::POWER_ON_OR_RESET, powerOnData(context, event));
+}
+
+bool composePersistentEventLog(CommandContext& context, std::vector<uint8_t>& page) {
+    OSTREL_TRACE();
+    std::vector<uint8_t> events;
+    if (!context.description.supportsPersistentEventLog || !EventJournal(context).read(events)) return false;
+    const std::vector<size_t> offsets = EventJournal::offsets(events);
+    page.assign(LOG_HEADER_BYTES, 0);
+    size_t end = events.size();
+    for (auto at = offsets.rbegin(); at != offsets.rend(); ++at) {
+        page.insert(page.end(), events.begin() + static_cast<std::ptrdiff_t>(*at),
+                    events.begin() + static_cast<std::ptrdiff_t>(end));
+        end = *at;
+    }
+    putHeader(context, offsets.size(), page);
+    return true;
+}
+
+CompletionEntry buildPersistentEventLog(CommandContext& context, const LogRequest& request,
+                                        std::vector<uint8_t>& page) {
+    OSTREL_TRACE();
+    constexpr CompletionEntry OUT_OF_SEQUENCE = refusal(SCT_GENERIC, SC_COMMAND_SEQUENCE_ERROR);
+    constexpr CompletionEntry FAILED = passingRefusal(SCT_GENERIC, SC_INTERNAL_ERROR);
+    Snapshot shown(context, CONTEXT_SNAPSHOT);
+    switch (request.lsp) {
+        case ACTION_READ:
+            if (!shown.exists()) return OUT_OF_SEQUENCE;
+            return shown.read(page) ? CompletionEntry{} : FAILED;
+        case ACTION_ESTABLISH:
+            if (shown.exists()) return OUT_OF_SEQUENCE;
+            beginHistory(context);
+            return composePersistentEventLog(context, page) && shown.write(page) ? CompletionEntry{} : FAILED;
+        case ACTION_RELEASE:
+            if (shown.exists()) shown.remove();
+            return {};  // no data, and no error without a context
+        default:
+            return refusal(SCT_GENERIC, SC_INVALID_FIELD);
+    }
+}
+
+}  // namespace features::simulator

@@ -1,0 +1,107 @@
+#include "features/simulator/logs/Snapshot.h"
+
+#include <boost/crc.hpp>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+
+#include "features/simulator/store/Archive.h"
+#include "ostrel/core/FileDescriptor.h"
+#include "ostrel/core/ScopeTrace.h"
+
+namespace features::simulator {
+
+using ostrel::core::FileDescriptor;
+
+namespace {
+
+/// More than any capture takes.
+constexpr uint64_t MAX_BYTES = 4 << 20;
+
+/// What the state knows of the file.
+struct SnapshotFile {
+    uint8_t slot = 1;
+    uint64_t bytes = 0;
+    uint32_t checksum = 0;
+
+    template <class A>
+    void fields(A& archive) {
+        archive(slot, bytes, checksum);
+    }
+};
+
+uint32_t crc32(const std::vector<uint8_t>& bytes) {
+    boost::crc_32_type crc;
+    crc.process_bytes(bytes.data(), bytes.size());
+    return crc.checksum();
+}
+
+bool readRecord(const DriveState& state, const std::string& name, SnapshotFile& file) {
+    const auto bytes = state.extensions.find(name);
+    if (bytes == state.extensions.end()) return false;
+    ArchiveReader reader(bytes->second.data(), bytes->second.size());
+    file.fields(reader);
+    return !reader.isDamaged();
+}
+
+bool writeAll(int descriptor, const std::vector<uint8_t>& bytes) {
+    const std::string_view text(reinterpret_cast<const char*>(bytes.data()), bytes.size());
+    return ostrel::core::writeFully(descriptor, text) == 0 && ::fdatasync(descriptor) == 0;
+}
+
+bool readAll(int descriptor, std::vector<uint8_t>& bytes) {
+    for (size_t at = 0; at < bytes.size();) {
+        const ssize_t count = ::read(descriptor, bytes.data() + at, bytes.size() - at);
+        if (count < 0 && errno == EINTR) continue;
+        if (count <= 0) return false;
+        at += static_cast<size_t>(count);
+    }
+    return true;
+}
+
+}  // namespace
+
+bool Snapshot::read(std::vector<uint8_t>& bytes) const {
+    OSTREL_TRACE();
+    SnapshotFile known;
+    if (!readRecord(context_.state, name_, known)) return false;
+    const FileDescriptor file(::openat(context_.folder.descriptor(), fileName(known.slot).c_str(),
+                                       O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
+    struct stat info {};
+    // The size is checked first, before memory is taken for it; a sparse file has any size.
+    if (known.bytes > MAX_BYTES || !file.isOpen() || ::fstat(file.get(), &info) != 0 ||
+        static_cast<uint64_t>(info.st_size) != known.bytes) {
+        return false;
+    }
+    bytes.resize(static_cast<size_t>(known.bytes));
+    return readAll(file.get(), bytes) && crc32(bytes) == known.checksum;
+}
+
+bool Snapshot::write(const std::vector<uint8_t>& bytes) {
+    OSTREL_TRACE();
+    SnapshotFile file;
+    (void)readRecord(context_.state, name_, file);  // none: there is no older one to spare
+    file = SnapshotFile{static_cast<uint8_t>(1 - (file.slot & 1)), bytes.size(), crc32(bytes)};
+    const FileDescriptor descriptor(::openat(context_.folder.descriptor(), fileName(file.slot).c_str(),
+                                             O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, 0600));
+    if (!descriptor.isOpen() || !writeAll(descriptor.get(), bytes)) return false;
+    ArchiveWriter writer;
+    file.fields(writer);
+    context_.state.extensions[name_] = std::move(writer.bytes());
+    return true;
+}
+
+void Snapshot::remove() {
+    OSTREL_TRACE();
+    context_.state.extensions.erase(name_);
+    // The files are left to be overwritten: whether the state is saved is not known yet.
+    for (const uint8_t slot : {uint8_t{0}, uint8_t{1}}) {
+        context_.afterSave.emplace_back([folder = context_.folder.descriptor(), name = fileName(slot)] {
+            (void)::unlinkat(folder, name.c_str(), 0);  // a leftover costs room, nothing else
+        });
+    }
+}
+
+}  // namespace features::simulator

@@ -1,0 +1,177 @@
+#include "features/simulator/logs/Telemetry.h"
+
+#include <algorithm>
+#include <cstring>
+#include <string>
+
+#include "features/nvme/Bytes.h"
+#include "features/nvme/Opcodes.h"
+#include "features/nvme/StatusCodes.h"
+#include "features/simulator/commands/Events.h"
+#include "features/simulator/logs/ErrorLog.h"
+#include "features/simulator/logs/HealthLog.h"
+#include "features/simulator/logs/PersistentEventLog.h"
+#include "features/simulator/logs/Snapshot.h"
+#include "features/simulator/store/Extension.h"
+#include "ostrel/core/ScopeTrace.h"
+
+namespace features::simulator {
+
+using namespace nvme;
+
+namespace {
+
+constexpr size_t BLOCK_BYTES = 512;
+constexpr size_t OFFSET_OUI = 5;
+constexpr size_t OFFSET_LAST_BLOCKS = 8;
+constexpr size_t OFFSET_HOST_GENERATION = 381;  // reserved before NVMe 2.0
+constexpr size_t OFFSET_AVAILABLE = 382;
+constexpr size_t OFFSET_CONTROLLER_GENERATION = 383;
+constexpr size_t OFFSET_REASON = 384;
+constexpr size_t REASON_BYTES = 128;
+constexpr uint8_t LSP_CREATE = 1;
+
+struct TelemetryState {
+    static constexpr const char* NAME = "telemetry";
+    uint8_t hostGeneration = 0;
+    uint8_t controllerGeneration = 0;
+    bool isAvailable = false;  ///< a capture of the controller's that no host has read
+
+    template <class A>
+    void fields(A& archive) {
+        archive(hostGeneration, controllerGeneration, isAvailable);
+    }
+};
+
+const char* snapshotName(uint8_t lid) {
+    return lid == LID_TELEMETRY_HOST ? "telemetry-host" : "telemetry-controller";
+}
+
+void append(std::vector<uint8_t>& page, const std::vector<uint8_t>& bytes) {
+    page.insert(page.end(), bytes.begin(), bytes.end());
+}
+
+std::string factsText(const CommandContext& context) {
+    const DriveState& state = context.state;
+    WorkCounters work = state.health.work;
+    work += context.work;
+    std::string text;
+    const auto line = [&text](const std::string& name, uint64_t value) {
+        text += name + ": " + std::to_string(value) + "\n";
+    };
+    text += "serial number: " + context.description.serialNumber + "\n";
+    line("captured at", context.nowMs);
+    line("milliseconds since reset", context.nowMs - state.health.lastResetMs);
+    line("bytes read", work.bytesRead);
+    line("bytes written", work.bytesWritten);
+    line("active firmware slot", state.firmware.activeSlot);
+    for (size_t i = 0; i < state.firmware.slots.size(); ++i) {
+        text += "firmware slot " + std::to_string(i + 1) + ": " + state.firmware.slots[i] + "\n";
+    }
+    line("self-test", state.selfTest.code);
+    line("sanitize status", state.sanitize.status);
+    for (const auto& [nsid, part] : state.namespaces) {
+        const std::string name = "namespace " + std::to_string(nsid);
+        line(name + " size", part.size);
+        line(name + " format", part.format);
+    }
+    return text;
+}
+
+/// Closes a data area: fills its last block, and notes its number.
+void closeArea(std::vector<uint8_t>& page, unsigned area) {
+    page.resize((page.size() + BLOCK_BYTES - 1) / BLOCK_BYTES * BLOCK_BYTES);
+    putLe16(page.data() + OFFSET_LAST_BLOCKS + size_t{2} * (area - 1),
+            static_cast<uint16_t>(page.size() / BLOCK_BYTES - 1));
+}
+
+std::vector<uint8_t> emptyPage(const CommandContext& context, uint8_t lid, const char* reason) {
+    std::vector<uint8_t> page(BLOCK_BYTES);
+    page[0] = lid;
+    page[OFFSET_OUI] = static_cast<uint8_t>(context.model.oui);
+    page[OFFSET_OUI + 1] = static_cast<uint8_t>(context.model.oui >> 8);
+    page[OFFSET_OUI + 2] = static_cast<uint8_t>(context.model.oui >> 16);
+    std::memcpy(page.data() + OFFSET_REASON, reason, std::min(REASON_BYTES, std::strlen(reason)));
+    return page;
+}
+
+/// What a header says of captures beyond its own.
+void putGenerations(std::vector<uint8_t>& page, const TelemetryState& state) {
+    if (page[0] == LID_TELEMETRY_HOST) page[OFFSET_HOST_GENERATION] = state.hostGeneration;
+    page[OFFSET_AVAILABLE] = state.isAvailable ? 1 : 0;
+    page[OFFSET_CONTROLLER_GENERATION] = state.controllerGeneration;
+}
+
+/// `state`: as it is with this capture; it is stored.
+bool capture(CommandContext& context, uint8_t lid, const char* reason, TelemetryState& state) {
+    std::vector<uint8_t> page = emptyPage(context, lid, reason);
+    std::vector<uint8_t> part;
+    (void)buildHealthLog(context, {}, part);  // it cannot fail, and neither can the error log
+    append(page, part);
+    const std::string facts = factsText(context);
+    page.insert(page.end(), facts.begin(), facts.end());
+    closeArea(page, 1);
+    part.clear();
+    (void)buildErrorLog(context, {}, part);
+    append(page, part);
+    closeArea(page, 2);
+    // A persistent event log that is damaged, or that the drive does not have, leaves area 3 without more.
+    if (composePersistentEventLog(context, part)) append(page, part);
+    closeArea(page, 3);
+    if (!Snapshot(context, snapshotName(lid)).write(page)) return false;
+    writeExtension(context.state, state);
+    page.resize(BLOCK_BYTES);
+    putGenerations(page, state);
+    recordPersistentEvent(context, PersistentEvent::TELEMETRY_CREATED, page);
+    return true;
+}
+
+/// The stored capture, or a page without data areas.
+CompletionEntry readCapture(CommandContext& context, uint8_t lid, const LogRequest& request,
+                            std::vector<uint8_t>& page) {
+    if (request.offset % BLOCK_BYTES != 0) return refusal(SCT_GENERIC, SC_INVALID_FIELD);
+    const Snapshot snapshot(context, snapshotName(lid));
+    if (!snapshot.exists()) {
+        page = emptyPage(context, lid, "");
+    } else if (!snapshot.read(page) || page.size() < BLOCK_BYTES) {
+        return passingRefusal(SCT_GENERIC, SC_INTERNAL_ERROR);
+    }
+    putGenerations(page, readExtension<TelemetryState>(context.state));
+    return {};
+}
+
+}  // namespace
+
+void captureForController(CommandContext& context, const char* reason) {
+    OSTREL_TRACE();
+    auto state = readExtension<TelemetryState>(context.state);
+    if (!context.description.supportsTelemetry || state.isAvailable) return;
+    ++state.controllerGeneration;
+    state.isAvailable = true;
+    if (capture(context, LID_TELEMETRY_CONTROLLER, reason, state)) raiseEvent(context, EventKind::TELEMETRY);
+}
+
+CompletionEntry buildHostTelemetry(CommandContext& context, const LogRequest& request, std::vector<uint8_t>& page) {
+    OSTREL_TRACE();
+    if ((request.lsp & LSP_CREATE) != 0) {
+        auto state = readExtension<TelemetryState>(context.state);
+        ++state.hostGeneration;
+        if (!capture(context, LID_TELEMETRY_HOST, "Asked for by the host", state)) {
+            return passingRefusal(SCT_GENERIC, SC_INTERNAL_ERROR);
+        }
+    }
+    return readCapture(context, LID_TELEMETRY_HOST, request, page);
+}
+
+CompletionEntry buildControllerTelemetry(CommandContext& context, const LogRequest& request,
+                                         std::vector<uint8_t>& page) {
+    OSTREL_TRACE();
+    CompletionEntry completion = readCapture(context, LID_TELEMETRY_CONTROLLER, request, page);
+    auto state = readExtension<TelemetryState>(context.state);
+    if (!completion.isSuccess() || request.retainEvent || !state.isAvailable) return completion;
+    state.isAvailable = false;
+    writeExtension(context.state, state);
+    return completion;
+}
+
+}  // namespace features::simulator

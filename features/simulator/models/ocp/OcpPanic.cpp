@@ -1,0 +1,95 @@
+#include "features/simulator/models/ocp/OcpPanic.h"
+
+#include <algorithm>
+
+#include "features/nvme/Bytes.h"
+#include "features/nvme/Opcodes.h"
+#include "features/nvme/StatusCodes.h"
+#include "features/simulator/logs/Telemetry.h"
+#include "features/simulator/models/ocp/OcpState.h"
+#include "features/simulator/store/Extension.h"
+#include "ostrel/core/ScopeTrace.h"
+
+namespace features::simulator {
+
+using namespace nvme;
+
+namespace {
+
+constexpr size_t ENTRY_BYTES = 32;
+constexpr size_t MOST_ENTRIES = 127;
+constexpr uint16_t LAST_TYPE = 0x0B;
+constexpr uint16_t LAST_HANGING_TYPE = 0x02;
+constexpr uint16_t TYPE_INCOMPLETE_SHUTDOWN = 0x0B;
+constexpr uint8_t FLAG_ENABLED = 0x01;
+constexpr uint8_t FLAG_SINGLE_INSTANCE = 0x02;
+
+constexpr CompletionEntry INVALID_FIELD = refusal(SCT_GENERIC, SC_INVALID_FIELD);
+
+uint16_t typeOf(const uint8_t* entry) {
+    return le16(entry + 2);
+}
+
+CompletionEntry completionOf(uint16_t panic) {
+    CompletionEntry completion = passingRefusal(SCT_GENERIC, SC_INTERNAL_ERROR);
+    if (panic <= LAST_HANGING_TYPE) completion.delivery = Delivery::NEVER;
+    return completion;
+}
+
+/// The entry whose time has come with one more Read command. Null: none.
+uint8_t* dueEntry(FeatureValue& injections, uint64_t reads) {
+    const size_t entries = std::min<size_t>(injections.dword, injections.data.size() / ENTRY_BYTES);
+    for (size_t i = 0; i < entries; ++i) {
+        uint8_t* entry = injections.data.data() + i * ENTRY_BYTES;
+        if ((entry[0] & FLAG_ENABLED) != 0 && reads > le16(entry + 4)) return entry;
+    }
+    return nullptr;
+}
+
+}  // namespace
+
+CompletionEntry checkErrorInjections(CommandContext& context, FeatureValue& value) {
+    OSTREL_TRACE();
+    if (value.dword > MOST_ENTRIES) return INVALID_FIELD;
+    const size_t used = value.dword * ENTRY_BYTES;
+    uint32_t seen = 0;
+    for (size_t at = 0; at < used; at += ENTRY_BYTES) {
+        const uint8_t* entry = value.data.data() + at;
+        const uint16_t type = typeOf(entry);
+        const bool hasReserved = (entry[0] & ~(FLAG_ENABLED | FLAG_SINGLE_INSTANCE)) != 0 || entry[1] != 0 ||
+                                 std::any_of(entry + 6, entry + ENTRY_BYTES, [](uint8_t byte) { return byte != 0; });
+        if (type == 0 || type > LAST_TYPE || hasReserved || bit(seen, type)) return INVALID_FIELD;
+        seen |= 1U << type;
+    }
+    std::fill(value.data.begin() + static_cast<std::ptrdiff_t>(used), value.data.end(), uint8_t{0});
+    auto state = readExtension<OcpState>(context.state);
+    state.injectedReads = 0;
+    writeExtension(context.state, state);
+    return {};
+}
+
+std::optional<CompletionEntry> panicCompletion(CommandContext& context) {
+    OSTREL_TRACE();
+    if (context.model.id != ModelId::OCP) return std::nullopt;
+    // Nothing of this is saved over a reset: without errors to inject there is no panic.
+    auto& features = context.state.features.current;
+    const auto injections = features.find({FID_OCP_ERROR_INJECTION, 0, 0});
+    if (injections == features.end()) return std::nullopt;
+    const bool isRead = !context.command.isAdmin && context.command.opcode == OPC_READ;
+    auto state = readExtension<OcpState>(context.state);
+    if (state.panic == 0 && isRead && injections->second.dword != 0) {
+        uint8_t* entry = dueEntry(injections->second, ++state.injectedReads);
+        if (entry != nullptr) {
+            state.panic = state.lastPanic = typeOf(entry);
+            if (state.panic == TYPE_INCOMPLETE_SHUTDOWN) ++state.incompleteShutdowns;
+            captureForController(context, "Device panic");
+            if ((entry[0] & FLAG_SINGLE_INSTANCE) != 0) entry[0] &= static_cast<uint8_t>(~FLAG_ENABLED);
+        }
+        writeExtension(context.state, state);
+    }
+    const bool isAffected = state.panic != 0 && (!context.command.isAdmin || state.panic <= LAST_HANGING_TYPE);
+    if (!isAffected) return std::nullopt;
+    return completionOf(state.panic);
+}
+
+}  // namespace features::simulator

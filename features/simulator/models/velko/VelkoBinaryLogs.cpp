@@ -1,0 +1,166 @@
+#include "features/simulator/models/velko/VelkoBinaryLogs.h"
+
+#include <algorithm>
+#include <string>
+
+#include "features/nvme/Bytes.h"
+#include "features/nvme/Opcodes.h"
+#include "features/nvme/VelkoInterface.h"
+#include "features/simulator/commands/Identify.h"
+#include "features/simulator/models/velko/VelkoRecords.h"
+#include "features/simulator/models/velko/VelkoState.h"
+#include "features/simulator/store/Extension.h"
+#include "features/simulator/store/PaddedText.h"
+#include "ostrel/core/ScopeTrace.h"
+
+namespace features::simulator {
+
+using namespace nvme;
+
+namespace {
+
+constexpr uint16_t LOG_VERSION = 1;
+constexpr uint32_t RECORD_BYTES = 32;
+constexpr uint32_t ASSERT_BYTES = 64;
+constexpr uint32_t SECTION_BYTES = 16;
+
+/// What a binary log holds behind its header.
+struct Body {
+    uint32_t entries = 0;
+    uint32_t entryBytes = 0;
+    std::vector<uint8_t> bytes;
+};
+
+std::vector<uint8_t> pictureOf(const CommandContext& context, const char* signature, const Body& body,
+                               uint32_t generation) {
+    std::vector<uint8_t> log(VELKO_LOG_HEADER_BYTES + body.bytes.size() + VELKO_LOG_TRAILER_BYTES);
+    uint8_t* at = log.data();
+    putText(at, 4, signature);
+    putLe16(at + 4, LOG_VERSION);
+    putLe16(at + 6, VELKO_LOG_HEADER_BYTES);
+    putLe64(at + 8, log.size());
+    putLe32(at + 16, body.entries);
+    putLe32(at + 20, body.entryBytes);
+    putLe64(at + 24, velkoTime(context));
+    putText(at + 32, 20, context.description.serialNumber);
+    putText(at + 52, 8, context.state.firmware.running);
+    putLe32(at + 60, generation);
+    std::copy(body.bytes.begin(), body.bytes.end(), log.begin() + VELKO_LOG_HEADER_BYTES);
+    putLe32(at + log.size() - VELKO_LOG_TRAILER_BYTES, generation);
+    return log;
+}
+
+/// Takes a picture where one is due, and gives the last one.
+template <typename MakeBody>
+CompletionEntry givePicture(CommandContext& context, const LogRequest& request, std::vector<uint8_t>& page,
+                            const char* signature, MakeBody makeBody) {
+    const auto lid = static_cast<uint8_t>(context.command.cdw10);
+    VelkoState velko = readExtension<VelkoState>(context.state);
+    if (request.offset == 0 || velko.pictures.count(lid) == 0) {
+        const Body body = makeBody(context, velko);
+        velko.pictures[lid] = pictureOf(context, signature, body, ++velko.generation);
+        writeExtension(context.state, velko);
+    }
+    page = velko.pictures.at(lid);
+    return {};
+}
+
+Body recordsOf(const VelkoRing& ring) {
+    Body body{static_cast<uint32_t>(ring.records.size()), RECORD_BYTES, {}};
+    body.bytes.resize(ring.records.size() * RECORD_BYTES);
+    uint8_t* at = body.bytes.data();
+    for (const VelkoRecord& record : ring.records) {
+        putLe64(at, record.time);
+        putLe32(at + 8, record.sequence);
+        putLe16(at + 12, record.code);
+        at[14] = record.severity;
+        at[15] = record.core;
+        std::copy(record.details.begin(), record.details.end(), at + 16);
+        at += RECORD_BYTES;
+    }
+    return body;
+}
+
+Body asserts(const CommandContext&, const VelkoState& velko) {
+    Body body{static_cast<uint32_t>(velko.asserts.size()), ASSERT_BYTES, {}};
+    body.bytes.resize(velko.asserts.size() * ASSERT_BYTES);
+    uint8_t* at = body.bytes.data();
+    for (const VelkoAssert& entry : velko.asserts) {
+        putLe64(at, entry.time);
+        putLe32(at + 8, entry.code);
+        putLe32(at + 16, entry.line);
+        putText(at + 24, 40, entry.file);
+        at += ASSERT_BYTES;
+    }
+    return body;
+}
+
+/// The logs of a snapshot, by what their section is called.
+constexpr struct {
+    uint16_t section;
+    uint8_t lid;
+} SNAPSHOT_LOGS[] = {
+    {2, LID_SMART_HEALTH},      {3, LID_VELKO_EXTENDED_SMART}, {4, LID_FIRMWARE_SLOT},
+    {5, LID_ERROR_INFORMATION}, {6, LID_VELKO_BACKGROUND},
+};
+
+void addSection(Body& body, std::vector<uint8_t>& structures, uint16_t section, const std::vector<uint8_t>& bytes) {
+    uint8_t entry[SECTION_BYTES] = {};
+    putLe16(entry, section);
+    putLe32(entry + 8, static_cast<uint32_t>(structures.size()));  // moved behind the entries when all are known
+    putLe32(entry + 12, static_cast<uint32_t>(bytes.size()));
+    body.bytes.insert(body.bytes.end(), std::begin(entry), std::end(entry));
+    structures.insert(structures.end(), bytes.begin(), bytes.end());
+    ++body.entries;
+}
+
+Body snapshot(CommandContext& context, const VelkoState&) {
+    Body body{0, SECTION_BYTES, {}};
+    std::vector<uint8_t> structures;
+    addSection(body, structures, 1, controllerStructure(context));
+    for (const auto& part : SNAPSHOT_LOGS) {
+        const LogRow* row = findLog(context, part.lid);
+        std::vector<uint8_t> page;
+        if (row != nullptr && row->build(context, {}, page).isSuccess())
+            addSection(body, structures, part.section, page);
+    }
+    const auto first = static_cast<uint32_t>(VELKO_LOG_HEADER_BYTES + body.bytes.size());
+    for (uint32_t i = 0; i < body.entries; ++i) {
+        uint8_t* offset = body.bytes.data() + size_t{i} * SECTION_BYTES + 8;
+        putLe32(offset, le32(offset) + first);
+    }
+    body.bytes.insert(body.bytes.end(), structures.begin(), structures.end());
+    return body;
+}
+
+}  // namespace
+
+CompletionEntry buildNlog(CommandContext& context, const LogRequest& request, std::vector<uint8_t>& page) {
+    OSTREL_TRACE();
+    return givePicture(context, request, page, "NLOG",
+                       [](const CommandContext&, const VelkoState& velko) { return recordsOf(velko.nlog); });
+}
+
+CompletionEntry buildBridgeNlog(CommandContext& context, const LogRequest& request, std::vector<uint8_t>& page) {
+    OSTREL_TRACE();
+    return givePicture(context, request, page, "BLOG",
+                       [](const CommandContext&, const VelkoState& velko) { return recordsOf(velko.bridgeNlog); });
+}
+
+CompletionEntry buildVelkoEventLog(CommandContext& context, const LogRequest& request, std::vector<uint8_t>& page) {
+    OSTREL_TRACE();
+    return givePicture(context, request, page, "EVNT",
+                       [](const CommandContext&, const VelkoState& velko) { return recordsOf(velko.events); });
+}
+
+CompletionEntry buildAssertLog(CommandContext& context, const LogRequest& request, std::vector<uint8_t>& page) {
+    OSTREL_TRACE();
+    return givePicture(context, request, page, "ASRT", asserts);
+}
+
+CompletionEntry buildSystemSnapshot(CommandContext& context, const LogRequest& request, std::vector<uint8_t>& page) {
+    OSTREL_TRACE();
+    return givePicture(context, request, page, "SNAP", snapshot);
+}
+
+}  // namespace features::simulator

@@ -1,0 +1,40 @@
+#include "features/simulator/store/DescriptionText.h"
+
+#include <algorithm>
+#include <sstream>
+#include <stdexcept>
+
+namespace features::simulator {
+
+std::string trimmed(const std::string& text) {
+    const size_t first = text.find_first_not_of(" \t\r");
+    return first == std::string::npos ? "" : text.substr(first, text.find_last_not_of(" \t\r") - first + 1);
+}
+
+std::vector<std::string> listOf(const std::string& text) {
+    std::vector<std::string> parts;
+    if (trimmed(text).empty()) return parts;
+    std::istringstream in(text + ",");
+    for (std::string part; std::getline(in, part, ',');) parts.push_back(trimmed(part));
+    return parts;
+}
+
+bool isPrintable(const std::string& text, size_t max) {
+    if (text.empty() || text.size() > max || text.front() == ' ' || text.back() == ' ') return false;
+    return std::all_of(text.begin(), text.end(), [](char c) { return c >= ' ' && c <= '~'; });
+}
+
+bool parseNumber(const std::string& text, uint64_t max, uint64_t& number) {
+    const bool isHex = text.compare(0, 2, "0x") == 0;
+    const char* digits = isHex ? "0123456789abcdefABCDEF" : "0123456789";
+    const std::string body = isHex ? text.substr(2) : text;
+    if (body.empty() || body.size() > 19 || body.find_first_not_of(digits) != std::string::npos) return false;
+    try {
+        number = std::stoull(body, nullptr, isHex ? 16 : 10);
+    } catch (const std::out_of_range&) {
+        return false;
+    }
+    return number <= max;
+}
+
+}  // namespace features::simulator

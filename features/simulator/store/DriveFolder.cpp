@@ -1,0 +1,321 @@
+#include "features/simulator/store/DriveFolder.h"
+
+#include <boost/crc.hpp>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <set>
+
+#include "features/nvme/Bytes.h"
+#include "features/simulator/controller/StateCheck.h"
+#include "features/simulator/store/Archive.h"
+#include "features/simulator/store/OwnFiles.h"
+#include "ostrel/core/File.h"
+#include "ostrel/core/ScopeTrace.h"
+
+namespace features::simulator {
+
+using namespace ostrel::core;
+using nvme::le32;
+using nvme::le64;
+using nvme::putLe32;
+using nvme::putLe64;
+
+namespace {
+
+bool begins(const std::string& name, const char* prefix) {
+    return name.compare(0, std::strlen(prefix), prefix) == 0;
+}
+
+// The state file: a head of 64 bytes, the archive of DriveState behind it.
+//    0  8  magic            12  4  CRC-32 of the archive           24  8  revision of the active firmware
+//    8  4  STATE_VERSION    16  8  length of the archive           32  8  counts the files that were written
+//                                                                  60  4  CRC-32 of bytes 0 to 59
+constexpr char MAGIC[] = "NBSIMST1";
+constexpr size_t MAGIC_BYTES = 8;
+constexpr size_t HEAD_BYTES = 64;
+constexpr size_t OFFSET_FIRMWARE = 24;
+constexpr size_t FIRMWARE_BYTES = 8;
+constexpr size_t OFFSET_SEQUENCE = 32;
+constexpr size_t OFFSET_HEAD_CRC = 60;
+
+// Far more than any description or state takes.
+constexpr size_t MAX_DESCRIPTION_BYTES = 64 * 1024;
+constexpr size_t MAX_STATE_BYTES = 16 << 20;
+
+uint32_t crc32(const uint8_t* data, size_t size) {
+    boost::crc_32_type crc;
+    crc.process_bytes(data, size);
+    return crc.checksum();
+}
+
+Status damaged(const std::string& path, const std::string& how) {
+    return Status(CATEGORY_OS, EBADMSG, "The state of the simulated drive is damaged: " + path + " " + how + ".");
+}
+
+/// Null: the head is good.
+const char* checkHead(const uint8_t* head, size_t size) {
+    if (size < HEAD_BYTES) return "is too short";
+    if (std::memcmp(head, MAGIC, MAGIC_BYTES) != 0) return "is no state file";
+    if (crc32(head, OFFSET_HEAD_CRC) != le32(head + OFFSET_HEAD_CRC)) return "has a wrong checksum";
+    if (le32(head + 8) != STATE_VERSION) return "is of another version of this program";
+    return nullptr;
+}
+
+/// Reads what follows the head, which is not looked at; false: it is damaged, and `state` is as it was.
+bool readArchive(const uint8_t* data, size_t size, DriveState& state) {
+    DriveState read;
+    ArchiveReader reader(data + HEAD_BYTES, size - HEAD_BYTES);
+    read.fields(reader);
+    if (reader.isDamaged()) return false;
+    state = std::move(read);
+    return true;
+}
+
+/// Null: the state is good.
+const char* parseState(const uint8_t* data, size_t size, DriveState& state) {
+    if (const char* fault = checkHead(data, size)) return fault;
+    if (le64(data + 16) != size - HEAD_BYTES) return "has a wrong length";
+    if (crc32(data + HEAD_BYTES, size - HEAD_BYTES) != le32(data + 12)) return "has a wrong checksum";
+    return readArchive(data, size, state) ? nullptr : "does not hold what its version says";
+}
+
+/// The state file but for its head, which is all zeros.
+std::vector<uint8_t> archiveOf(DriveState& state) {
+    ArchiveWriter writer;
+    writer.bytes().resize(HEAD_BYTES);
+    state.fields(writer);
+    return std::move(writer.bytes());
+}
+
+void fillHead(std::vector<uint8_t>& bytes, const DriveState& state, uint64_t sequence) {
+    uint8_t* head = bytes.data();
+    std::copy_n(MAGIC, MAGIC_BYTES, head);
+    putLe32(head + 8, STATE_VERSION);
+    putLe32(head + 12, crc32(head + HEAD_BYTES, bytes.size() - HEAD_BYTES));
+    putLe64(head + 16, bytes.size() - HEAD_BYTES);
+    putLe64(head + OFFSET_SEQUENCE, sequence);
+    const std::string& revision = state.firmware.running;
+    std::copy_n(revision.begin(), std::min(revision.size(), FIRMWARE_BYTES), head + OFFSET_FIRMWARE);
+    putLe32(head + OFFSET_HEAD_CRC, crc32(head, OFFSET_HEAD_CRC));
+}
+
+}  // namespace
+
+std::vector<uint8_t> DriveFolder::stateBytes(DriveState& state, uint64_t sequence) {
+    std::vector<uint8_t> bytes = archiveOf(state);
+    fillHead(bytes, state, sequence);
+    return bytes;
+}
+
+std::string DriveFolder::mediaName(uint32_t nsid, uint32_t generation) {
+    return MEDIA_PREFIX + std::to_string(nsid) + "-" + std::to_string(generation);
+}
+
+std::string DriveFolder::mediaPath(uint32_t nsid, uint32_t generation) const {
+    return path_ + "/" + mediaName(nsid, generation);
+}
+
+Status DriveFolder::begin() {
+    OSTREL_TRACE();
+    // An exception ended the last transaction: what it changed must not be saved with this one, and its lock would not
+    // be granted twice.
+    if (lock_.isOpen()) rollBack();
+    Status status = lock();
+    if (status.is(0, 0)) status = loadDescription();
+    if (status.is(0, 0)) status = loadState();
+    if (status.is(0, 0)) {
+        if (!isChecked_) removeLeftovers();
+        isChecked_ = true;
+        return status;
+    }
+    lock_ = FileDescriptor();
+    folder_ = FileDescriptor();
+    return status;
+}
+
+Status DriveFolder::lock() {
+    OSTREL_TRACE();
+    for (;;) {
+        const Status status = lockFolder();
+        if (!isReplaced()) return status;
+        lock_ = FileDescriptor();
+        folder_ = FileDescriptor();
+    }
+}
+
+bool DriveFolder::isReplaced() const {
+    struct stat opened {};
+    struct stat named {};
+    return folder_.isOpen() && ::fstat(folder_.get(), &opened) == 0 && ::lstat(path_.c_str(), &named) == 0 &&
+           (opened.st_dev != named.st_dev || opened.st_ino != named.st_ino);
+}
+
+Status DriveFolder::lockFolder() {
+    OSTREL_TRACE();
+    Status status = openOwnFolder(path_, FolderMode::TIGHTEN, folder_);
+    if (!status.is(0, 0)) return status;
+    // Without a description there is no drive, and nothing is made in a folder that is none.
+    if (::faccessat(folder_.get(), FILE_DESCRIPTION, F_OK, AT_SYMLINK_NOFOLLOW) != 0) {
+        return fileStatus(errno, filePath(FILE_DESCRIPTION));
+    }
+    status = lockOwnFile(folder_.get(), FILE_LOCK, filePath(FILE_LOCK), LockWait::YES, lock_);
+    struct stat info {};
+    // The drive was removed while this process waited.
+    if (status.is(0, 0) && (::fstat(lock_.get(), &info) != 0 || info.st_nlink == 0)) return fileStatus(ENOENT, path_);
+    return status;
+}
+
+Status DriveFolder::readDescription(int folder, const std::string& path, std::string& text) {
+    OSTREL_TRACE();
+    const std::string name = path + "/" + FILE_DESCRIPTION;
+    FileDescriptor file;
+    Status status = openOwnFile(folder, FILE_DESCRIPTION, name, file);
+    return status.is(0, 0) ? readOwnFile(file.get(), name, MAX_DESCRIPTION_BYTES, text) : status;
+}
+
+Status DriveFolder::loadDescription() {
+    OSTREL_TRACE();
+    std::string text;
+    Status status = readDescription(folder_.get(), path_, text);
+    // An empty file is none that was read before: it lacks what a description must have.
+    const bool isKnown = !text.empty() && text == descriptionText_;
+    if (!status.is(0, 0) || isKnown) return status;
+    Description description;
+    status = Description::parse(text, description);
+    if (!status.is(0, 0)) {
+        return Status(CATEGORY_OS, status.getCode(), filePath(FILE_DESCRIPTION) + ": " + status.getMessage());
+    }
+    description_ = std::move(description);
+    descriptionText_ = std::move(text);
+    return status;
+}
+
+Status DriveFolder::loadState() {
+    OSTREL_TRACE();
+    FileDescriptor file;
+    Status status = openOwnFile(folder_.get(), FILE_STATE, filePath(FILE_STATE), file);
+    isNew_ = status.is(CATEGORY_OS, ENOENT);
+    if (isNew_) {
+        savedBytes_.clear();
+        return checkNew();
+    }
+    if (!status.is(0, 0)) return status;
+    uint8_t head[HEAD_BYTES];
+    size_t count = 0;
+    const bool isKnown = savedBytes_.size() > HEAD_BYTES &&
+                         readOwnBytes(file.get(), head, sizeof head, 0, count) == 0 && count == sizeof head &&
+                         std::memcmp(head, savedBytes_.data(), sizeof head) == 0;
+    if (isKnown) return status;
+    std::string text;
+    status = readOwnFile(file.get(), filePath(FILE_STATE), MAX_STATE_BYTES, text);
+    if (!status.is(0, 0)) return status;
+    const auto* bytes = reinterpret_cast<const uint8_t*>(text.data());
+    DriveState read;
+    if (const char* fault = parseState(bytes, text.size(), read)) return damaged(filePath(FILE_STATE), fault);
+    if (const char* part = impossibleIn(read)) {
+        return damaged(filePath(FILE_STATE), std::string("has impossible contents: ") + part);
+    }
+    state = std::move(read);
+    savedBytes_.assign(bytes, bytes + text.size());
+    return status;
+}
+
+Status DriveFolder::save() {
+    OSTREL_TRACE();
+    std::vector<uint8_t> bytes = archiveOf(state);
+    // Compared before the checksums are made: most commands change nothing.
+    const bool isSame = bytes.size() == savedBytes_.size() &&
+                        std::equal(bytes.begin() + HEAD_BYTES, bytes.end(), savedBytes_.begin() + HEAD_BYTES);
+    if (isSame) return Status();
+    const uint64_t sequence = savedBytes_.empty() ? 0 : le64(savedBytes_.data() + OFFSET_SEQUENCE);
+    fillHead(bytes, state, sequence + 1);
+    const std::string_view text(reinterpret_cast<const char*>(bytes.data()), bytes.size());
+    Status status = writeFileAtomically(filePath(FILE_STATE), text);
+    if (!status.is(0, 0)) return status;
+    savedBytes_ = std::move(bytes);
+    isNew_ = false;
+    return status;
+}
+
+Status DriveFolder::commit() {
+    OSTREL_TRACE();
+    Status status = save();
+    if (!status.is(0, 0)) {
+        rollBack();
+        return status;
+    }
+    lock_ = FileDescriptor();
+    folder_ = FileDescriptor();
+    return status;
+}
+
+void DriveFolder::rollBack() {
+    OSTREL_TRACE();
+    restore();
+    lock_ = FileDescriptor();
+    folder_ = FileDescriptor();
+}
+
+void DriveFolder::restore() {
+    OSTREL_TRACE();
+    if (savedBytes_.empty()) {
+        state = DriveState();
+    } else {
+        // Checked when they were read, or written by this object: nothing can be wrong.
+        (void)readArchive(savedBytes_.data(), savedBytes_.size(), state);
+    }
+}
+
+/// A drive without a state is new. One that has media lost its state, and a new one would give the media up.
+Status DriveFolder::checkNew() const {
+    OSTREL_TRACE();
+    std::vector<std::string> names;
+    Status status = listOwnFolder(folder_.get(), path_, names);
+    if (!status.is(0, 0)) return status;
+    const bool hasMedia =
+        std::any_of(names.begin(), names.end(), [](const std::string& name) { return begins(name, MEDIA_PREFIX); });
+    return hasMedia ? damaged(filePath(FILE_STATE), "is missing, and media are there") : Status();
+}
+
+void DriveFolder::removeLeftovers() {
+    OSTREL_TRACE();
+    std::set<std::string> named;
+    for (const auto& [nsid, part] : state.namespaces) named.insert(mediaName(nsid, part.mediaGeneration));
+    std::vector<std::string> names;
+    (void)listOwnFolder(folder_.get(), path_, names);  // what was not found now is removed another time
+    for (const std::string& name : names) {
+        const bool isOldMedia = begins(name, MEDIA_PREFIX) && named.count(name) == 0;
+        // One that stays costs room, nothing else.
+        if (isOldMedia || begins(name, REPLACEMENT_PREFIX)) (void)::unlinkat(folder_.get(), name.c_str(), 0);
+    }
+}
+
+Status DriveFolder::readIdentity(const std::string& path, Identity& identity) {
+    OSTREL_TRACE();
+    FileDescriptor folder;
+    Status status = openOwnFolder(path, FolderMode::KEEP, folder);
+    std::string text;
+    if (status.is(0, 0)) status = readDescription(folder.get(), path, text);
+    if (!status.is(0, 0)) return status;
+    status = Description::parse(text, identity.description);
+    if (!status.is(0, 0)) {
+        return Status(CATEGORY_OS, status.getCode(), path + "/" + FILE_DESCRIPTION + ": " + status.getMessage());
+    }
+    const std::string statePath = path + "/" + FILE_STATE;
+    FileDescriptor file;
+    status = openOwnFile(folder.get(), FILE_STATE, statePath, file);
+    if (!status.is(0, 0)) return status.is(CATEGORY_OS, ENOENT) ? Status() : status;
+    uint8_t head[HEAD_BYTES] = {};
+    size_t count = 0;
+    if (const int error = readOwnBytes(file.get(), head, sizeof head, 0, count)) return fileStatus(error, statePath);
+    if (const char* fault = checkHead(head, count)) return damaged(statePath, fault);
+    identity.firmware = nvme::shownText(head + OFFSET_FIRMWARE, FIRMWARE_BYTES);
+    return Status();
+}
+
+}  // namespace features::simulator

@@ -1,0 +1,91 @@
+#include "features/simulator/store/FirmwareDownload.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <string_view>
+
+#include "features/nvme/Bytes.h"
+#include "features/simulator/store/OwnFiles.h"
+#include "ostrel/core/FileDescriptor.h"
+#include "ostrel/core/ScopeTrace.h"
+
+namespace features::simulator {
+
+using namespace nvme;
+using ostrel::core::FileDescriptor;
+
+namespace {
+
+constexpr size_t HEAD_BYTES = 8;
+/// More than the pieces of the largest image take.
+constexpr off_t MAX_FILE_BYTES = 32 << 20;
+
+/// How much of the file whole pieces take up.
+size_t wholeBytes(const std::vector<uint8_t>& file) {
+    size_t at = 0;
+    while (file.size() - at >= HEAD_BYTES) {
+        const uint64_t length = le32(file.data() + at + 4);
+        if (length > file.size() - at - HEAD_BYTES) break;
+        at += HEAD_BYTES + static_cast<size_t>(length);
+    }
+    return at;
+}
+
+int readFile(int file, std::vector<uint8_t>& bytes) {
+    struct stat info {};
+    if (::fstat(file, &info) != 0) return errno;
+    if (!S_ISREG(info.st_mode) || info.st_size > MAX_FILE_BYTES) return EFBIG;
+    bytes.resize(static_cast<size_t>(info.st_size));
+    size_t count = 0;
+    const int error = readOwnBytes(file, bytes.data(), bytes.size(), 0, count);
+    bytes.resize(count);
+    return error;
+}
+
+}  // namespace
+
+int FirmwareDownload::pieces(std::vector<Piece>& pieces) const {
+    OSTREL_TRACE();
+    pieces.clear();
+    const FileDescriptor file(
+        ::openat(folder_.descriptor(), FILE_DOWNLOAD, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
+    if (!file.isOpen()) return errno == ENOENT ? 0 : errno;
+    std::vector<uint8_t> bytes;
+    if (const int error = readFile(file.get(), bytes)) return error;
+    const uint8_t* end = bytes.data() + wholeBytes(bytes);
+    for (const uint8_t* at = bytes.data(); at != end;) {
+        const uint8_t* data = at + HEAD_BYTES;
+        pieces.push_back({le32(at), {data, data + le32(at + 4)}});
+        at = data + le32(at + 4);
+    }
+    return 0;
+}
+
+int FirmwareDownload::append(uint32_t offset, const std::vector<uint8_t>& bytes) const {
+    OSTREL_TRACE();
+    const FileDescriptor file(
+        ::openat(folder_.descriptor(), FILE_DOWNLOAD, O_RDWR | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, 0600));
+    if (!file.isOpen()) return errno;
+    std::vector<uint8_t> before;
+    if (const int error = readFile(file.get(), before)) return error;
+    const auto end = static_cast<off_t>(wholeBytes(before));
+    if (::ftruncate(file.get(), end) != 0 || ::lseek(file.get(), end, SEEK_SET) < 0) return errno;
+    std::vector<uint8_t> record(HEAD_BYTES);
+    putLe32(record.data(), offset);
+    putLe32(record.data() + 4, static_cast<uint32_t>(bytes.size()));
+    record.insert(record.end(), bytes.begin(), bytes.end());
+    return ostrel::core::writeFully(file.get(), {reinterpret_cast<const char*>(record.data()), record.size()});
+}
+
+void FirmwareDownload::discard() const {
+    OSTREL_TRACE();
+    if (::unlinkat(folder_.descriptor(), FILE_DOWNLOAD, 0) == 0 || errno == ENOENT) return;
+    // One that cannot be removed is emptied: no piece of it is taken for one of the next image.
+    const FileDescriptor emptied(::openat(folder_.descriptor(), FILE_DOWNLOAD,
+                                          O_WRONLY | O_TRUNC | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+}
+
+}  // namespace features::simulator

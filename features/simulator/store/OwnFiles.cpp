@@ -1,0 +1,135 @@
+#include "features/simulator/store/OwnFiles.h"
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+#include <memory>
+
+#include "ostrel/core/FileRules.h"
+#include "ostrel/core/ScopeTrace.h"
+
+namespace features::simulator {
+
+using namespace ostrel::core;
+
+namespace {
+
+constexpr mode_t PRIVATE_FOLDER = 0700;
+constexpr mode_t WRITE_OF_OTHERS = S_IWGRP | S_IWOTH;
+constexpr mode_t ANY_OF_OTHERS = S_IRWXG | S_IRWXO;
+
+Status refused(int error, const std::string& path, const char* why) {
+    return Status(CATEGORY_OS, static_cast<uint32_t>(error), "System error. " + path + " " + why);
+}
+
+Status checkRegular(int file, const std::string& path) {
+    struct stat info {};
+    if (::fstat(file, &info) != 0) return fileStatus(errno, path);
+    return S_ISREG(info.st_mode) ? Status() : refused(EINVAL, path, "is not a regular file.");
+}
+
+}  // namespace
+
+Status fileStatus(int error, const std::string& path) {
+    if (error == EACCES || error == EPERM) {
+        return Status(CATEGORY_OS, static_cast<uint32_t>(error),
+                      "System error. No permission for " + path + ": it needs the root user.");
+    }
+    return Status(CATEGORY_OS, static_cast<uint32_t>(error),
+                  "System error. " + path + ": " + std::strerror(error) + ".");
+}
+
+Status openOwnFolder(const std::string& path, FolderMode mode, FileDescriptor& folder) {
+    OSTREL_TRACE();
+    FileDescriptor opened(::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+    struct stat info {};
+    if (!opened.isOpen() || ::fstat(opened.get(), &info) != 0) return fileStatus(errno, path);
+    if (isOfOtherUser(info)) return refused(EPERM, path, "belongs to another user.");
+    // What is in it may be theirs already: taking the permission away now would not help.
+    if ((info.st_mode & WRITE_OF_OTHERS) != 0) return refused(EPERM, path, "can be changed by other users.");
+    const bool isOpenToOthers = (info.st_mode & ANY_OF_OTHERS) != 0;
+    if (mode == FolderMode::TIGHTEN && isOpenToOthers && ::fchmod(opened.get(), PRIVATE_FOLDER) != 0) {
+        return fileStatus(errno, path);
+    }
+    folder = std::move(opened);
+    return Status();
+}
+
+Status listOwnFolder(int folder, const std::string& path, std::vector<std::string>& names) {
+    OSTREL_TRACE();
+    // A descriptor of its own: the position of the listing would be shared.
+    FileDescriptor listed(::openat(folder, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    if (!listed.isOpen()) return fileStatus(errno, path);
+    const std::unique_ptr<DIR, int (*)(DIR*)> listing(::fdopendir(listed.get()), ::closedir);
+    if (!listing) return fileStatus(errno, path);
+    (void)listed.release();  // the listing's now
+    for (;;) {
+        errno = 0;
+        const dirent* entry = ::readdir(listing.get());
+        if (entry == nullptr) return errno == 0 ? Status() : fileStatus(errno, path);
+        const std::string name = entry->d_name;
+        if (name != "." && name != "..") names.push_back(name);
+    }
+}
+
+Status openOwnFile(int folder, const char* name, const std::string& path, FileDescriptor& file) {
+    OSTREL_TRACE();
+    // Without waiting for the other end, should it be a pipe.
+    FileDescriptor opened(::openat(folder, name, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+    if (!opened.isOpen()) return fileStatus(errno, path);
+    Status status = checkRegular(opened.get(), path);
+    if (status.is(0, 0)) file = std::move(opened);
+    return status;
+}
+
+Status readOwnFile(int file, const std::string& path, size_t maxBytes, std::string& text) {
+    OSTREL_TRACE();
+    struct stat info {};
+    if (::fstat(file, &info) != 0) return fileStatus(errno, path);
+    std::string read;
+    char piece[65536];
+    // Before the first byte is read, and as they come: the file may grow.
+    for (auto size = static_cast<uint64_t>(info.st_size);; size = read.size()) {
+        if (size > maxBytes) return refused(EFBIG, path, "is too large.");
+        const ssize_t count = ::read(file, piece, sizeof piece);
+        if (count < 0 && errno == EINTR) continue;
+        if (count < 0) return fileStatus(errno, path);
+        if (count == 0) break;
+        read.append(piece, static_cast<size_t>(count));
+    }
+    text = std::move(read);
+    return Status();
+}
+
+int readOwnBytes(int file, uint8_t* data, size_t size, uint64_t offset, size_t& count) {
+    for (count = 0; count < size;) {
+        const ssize_t read = ::pread(file, data + count, size - count, static_cast<off_t>(offset + count));
+        if (read < 0 && errno == EINTR) continue;
+        if (read < 0) return errno;
+        if (read == 0) break;
+        count += static_cast<size_t>(read);
+    }
+    return 0;
+}
+
+Status lockOwnFile(int folder, const char* name, const std::string& path, LockWait wait, FileDescriptor& lock) {
+    OSTREL_TRACE();
+    FileDescriptor opened(
+        ::openat(folder, name, O_RDWR | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC, 0600));
+    if (!opened.isOpen()) return fileStatus(errno, path);
+    Status status = checkRegular(opened.get(), path);
+    if (!status.is(0, 0)) return status;
+    const int operation = LOCK_EX | (wait == LockWait::NO ? LOCK_NB : 0);
+    while (::flock(opened.get(), operation) != 0) {
+        if (errno != EINTR) return fileStatus(errno, path);
+    }
+    lock = std::move(opened);
+    return Status();
+}
+
+}  // namespace features::simulator

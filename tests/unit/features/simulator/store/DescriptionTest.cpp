@@ -1,0 +1,165 @@
+#include <gtest/gtest.h>
+
+#include "features/simulator/store/Description.h"
+
+using features::simulator::Description;
+using features::simulator::ModelId;
+
+namespace {
+
+const std::string WHO = "[drive]\nmodel = velko\nserial-number = S1\nsize = 1 GiB\n";
+
+std::string parsed(const std::string& text) {
+    Description description;
+    return Description::parse(text, description).getMessage();
+}
+
+TEST(DescriptionOfASimulatedDrive, IsReadAndWritten) {
+    const std::string text =
+        "; A simulated NVMe drive. Changes count from the next command on.\n"
+        "\n"
+        "[drive]\n"
+        "; The kind of drive: velko (the maker's vendor features), ocp (OCP Datacenter NVMe SSD 2.0) or nvme-1.4 "
+        "(nothing optional).\n"
+        "model = ocp\n"
+        "serial-number = S-1\n"
+        "; The model number that the drive shows; nothing: that of its model.\n"
+        "model-number = ACME  X100\n"
+        "; What all namespaces together may take: bytes, or with KiB, MiB, GiB, TiB, KB, MB, GB, TB.\n"
+        "size = 16 GiB\n"
+        "; The time at which the drive's clock stands, in milliseconds since 1970 (UTC); nothing: it goes with the "
+        "machine's.\n"
+        "clock =\n"
+        "\n"
+        "[supports]\n"
+        "; Optional commands and logs: yes or no.\n"
+        "format = yes\n"
+        "namespace-management = no\n"
+        "sanitize = yes\n"
+        "self-test = yes\n"
+        "firmware-update = yes\n"
+        "telemetry = yes\n"
+        "persistent-event-log = yes\n"
+        "max-namespaces = 16\n"
+        "; The most data that one command carries; 0: no limit.\n"
+        "max-transfer-kib = 512\n"
+        "; How long things take.\n"
+        "short-self-test-seconds = 10\n"
+        "extended-self-test-seconds = 60\n"
+        "sanitize-seconds = 0\n"
+        "\n"
+        "[faults]\n"
+        "; Bits of the Critical Warning field of the SMART log that are set.\n"
+        "critical-warning = 0x05\n"
+        "; The composite temperature in degrees Celsius; nothing: the true one.\n"
+        "temperature = -5\n"
+        "; Fields of the SMART log, by their names in the standard, and the values that they show.\n"
+        "smart = percentage-used 95, power-on-hours 9999999999999999999, temperature-sensor-8 60\n"
+        "; Blocks that cannot be read: NAMESPACE:BLOCK or NAMESPACE:FIRST-LAST.\n"
+        "media-errors = 1:100-107, 2:500\n"
+        "; The block at which a self-test of its namespace fails: NAMESPACE:BLOCK.\n"
+        "self-test-failure = 1:1000\n"
+        "; Commands that fail, undone: queue, opcode or \"all\", status (code in bits 7:0, type in 10:8).\n"
+        "fail = admin 0x80 0x10A, io 0x02 0x281\n"
+        "; Commands that are answered late: queue, opcode or \"all\", milliseconds.\n"
+        "slow = admin 0x06 500, io all 3600000\n"
+        "; Commands that are never answered, and not carried out: queue, and opcode or \"all\".\n"
+        "hang = admin 0x06\n"
+        "; Commands in the middle of which the drive loses its power, undone: queue, and opcode or \"all\".\n"
+        "power-loss =\n"
+        "; The drive has vanished: it is listed and does not answer.\n"
+        "gone = yes\n";
+    Description description;
+    EXPECT_EQ(Description::parse(text, description).getMessage(), "Completed successfully.");
+    EXPECT_EQ(description.model, ModelId::OCP);
+    EXPECT_EQ(description.sizeBytes, uint64_t{16} << 30);
+    EXPECT_FALSE(description.supportsNamespaceManagement);
+    ASSERT_EQ(description.faults.mediaErrors.size(), 2U);
+    EXPECT_EQ(description.faults.mediaErrors[0].first, 100U);
+    EXPECT_EQ(description.faults.mediaErrors[0].count, 8U);
+    EXPECT_EQ(description.faults.mediaErrors[1].nsid, 2U);
+    ASSERT_EQ(description.faults.fail.size(), 2U);
+    EXPECT_FALSE(description.faults.fail[1].isAdmin);
+    EXPECT_EQ(description.faults.fail[1].statusField, 0x281);
+    EXPECT_EQ(description.faults.temperatureCelsius, -5);
+    EXPECT_EQ(description.shownModelNumber(), "ACME  X100");
+    ASSERT_EQ(description.faults.smart.size(), 3U);
+    EXPECT_EQ(description.faults.smart[2].value, 60U);
+    EXPECT_EQ(description.faults.selfTestFailure->first, 1000U);
+    ASSERT_EQ(description.faults.slow.size(), 2U);
+    EXPECT_FALSE(description.faults.slow[0].isAnyOpcode);
+    EXPECT_TRUE(description.faults.slow[1].isAnyOpcode);
+    EXPECT_EQ(description.faults.slow[1].delayMs, 3600000U);
+    EXPECT_EQ(description.toText(), text);
+}
+
+TEST(DescriptionOfASimulatedDrive, HasDefaults) {
+    Description description;
+    EXPECT_EQ(Description::parse(WHO, description).getMessage(), "Completed successfully.");
+    EXPECT_TRUE(description.supportsSanitize);
+    EXPECT_EQ(description.mostNamespaces, 16U);
+    EXPECT_FALSE(description.faults.isGone);
+    EXPECT_FALSE(description.faults.temperatureCelsius.has_value());
+}
+
+TEST(DescriptionOfASimulatedDrive, IsRefusedWithTheReason) {
+    const struct {
+        std::string text;
+        const char* message;
+    } CASES[] = {
+        {"", "\"model\" is missing in [drive]."},
+        {"[drive]\nmodel = ocp\n", "\"serial-number\" is missing in [drive]."},
+        {"[drive]\nmodel = ocp\nserial-number = a b\nsize = 1\n",
+         "\"serial-number\" takes 1 to 20 visible characters."},
+        {"[drive]\nmodel = ocp\nserial-number = 123456789012345678901\nsize = 1\n",
+         "\"serial-number\" takes 1 to 20 visible characters."},
+        {"[drive]\nmodel = ocp\nserial-number = a\nsize = 1048575\n",
+         "\"size\" takes 1 MiB to 8 TiB, for instance \"16 GiB\"."},
+        {"[drive]\nmodel = ocp\nserial-number = a\nsize = 9 TiB\n",
+         "\"size\" takes 1 MiB to 8 TiB, for instance \"16 GiB\"."},
+        {"[drive]\nmodel = ocp\nserial-number = a\nsize = 16 Gib\n",
+         "\"size\" takes 1 MiB to 8 TiB, for instance \"16 GiB\"."},
+        {WHO + "[supports]\nformat = maybe\n", "\"format\" takes \"yes\" or \"no\"."},
+        {WHO + "[supports]\nmax-transfer-kib = 12\n",
+         "\"max-transfer-kib\" takes 0 or a power of two from 4 to 16384."},
+        {WHO + "[supports]\nmax-namespaces = 0\n", "\"max-namespaces\" takes 1 to 1024."},
+        {WHO + "[supports]\nsanitise = yes\n", "\"sanitise\" is no key of [supports]."},
+        {WHO + "[fault]\nhang = admin 0x06\n", "\"hang\" is no key of [fault]."},
+        {"model = ocp\n" + WHO, "\"model\" stands outside a section."},
+        {WHO + "[faults]\ntemperature = 201\n", "\"temperature\" takes -100 to 200, or nothing."},
+        {WHO + "[faults]\ntemperature = -\n", "\"temperature\" takes -100 to 200, or nothing."},
+        {WHO + "[faults]\nmedia-errors = 100\n", "\"media-errors\" takes blocks like \"1:100-107, 1:500\"."},
+        {WHO + "[faults]\nmedia-errors = 1:7-5\n", "\"media-errors\" takes blocks like \"1:100-107, 1:500\"."},
+        {WHO + "[faults]\nfail = admin 0x80\n", "\"fail\" takes commands like \"admin 0x80 0x10A\"."},
+        {WHO + "[faults]\nfail = admin 0x80 0\n", "\"fail\" takes commands like \"admin 0x80 0x10A\"."},
+        {WHO + "[faults]\nfail = admin 0x80 0x800\n", "\"fail\" takes commands like \"admin 0x80 0x10A\"."},
+        {WHO + "[faults]\nhang = admin 0x100\n", "\"hang\" takes commands like \"admin 0x06, io 0x02\"."},
+        {WHO + "[faults]\nhang = all 0x06\n", "\"hang\" takes commands like \"admin 0x06, io 0x02\"."},
+        {WHO + "[faults]\nhang = admin 0x06 0x07\n", "\"hang\" takes commands like \"admin 0x06, io 0x02\"."},
+        {WHO + "model-number = 12345678901234567890123456789012345678901\n",
+         "\"model-number\" takes 1 to 40 printable ASCII characters, without blanks at the ends, or nothing."},
+        {WHO + "model-number = caf\xC3\xA9\n",
+         "\"model-number\" takes 1 to 40 printable ASCII characters, without blanks at the ends, or nothing."},
+        {WHO + "[faults]\nsmart = rust 5\n",
+         "\"smart\" takes fields like \"percentage-used 95, power-on-hours 43800\"."},
+        {WHO + "[faults]\nsmart = percentage-used 256\n",
+         "\"smart\" takes fields like \"percentage-used 95, power-on-hours 43800\"."},
+        {WHO + "[faults]\nsmart = available-spare 1 2\n",
+         "\"smart\" takes fields like \"percentage-used 95, power-on-hours 43800\"."},
+        {WHO + "[faults]\nsmart = available-spare 1, available-spare 1\n",
+         "\"smart\" takes fields like \"percentage-used 95, power-on-hours 43800\"."},
+        {WHO + "[faults]\nself-test-failure = 1:2-3\n",
+         "\"self-test-failure\" takes a block like \"1:1000\", or nothing."},
+        {WHO + "[faults]\nself-test-failure = 1:2, 1:3\n",
+         "\"self-test-failure\" takes a block like \"1:1000\", or nothing."},
+        {WHO + "[faults]\nslow = admin 0x06\n", "\"slow\" takes commands like \"admin 0x06 500\", at most 3600000."},
+        {WHO + "[faults]\nslow = io all 0\n", "\"slow\" takes commands like \"admin 0x06 500\", at most 3600000."},
+        {WHO + "[faults]\nslow = io all 3600001\n",
+         "\"slow\" takes commands like \"admin 0x06 500\", at most 3600000."},
+        {WHO + "model = ocp\n", "Line 5: duplicate key name."},
+        {WHO + "nonsense\n", "Line 5: '=' character not found in line."},
+    };
+    for (const auto& c : CASES) EXPECT_EQ(parsed(c.text), c.message) << c.text;
+}
+
+}  // namespace
