@@ -3,7 +3,6 @@
 #include <cstdint>
 #include <optional>
 
-#include "features/jobs/FirmwareModules.h"
 #include "features/nvme/ControllerCapabilities.h"
 #include "features/nvme/Drive.h"
 #include "features/nvme/NamespaceProperties.h"
@@ -16,15 +15,12 @@ namespace features::jobs {
 /// A part that the drive refuses, or that is not there, is null: a missing log page is no failure of the drive. A road
 /// that failed is one: it stays in failure(), and from then on nothing more is asked.
 ///
-/// Ownership: the drive and the modules must outlive it; what is handed out belongs to it.
+/// Ownership: the drive must outlive it; what is handed out belongs to it.
 class DriveFacts {
 public:
-    explicit DriveFacts(nvme::Drive& drive, const FirmwareModules* modules = nullptr)
-        : drive_(drive), modules_(modules) {}
+    explicit DriveFacts(nvme::Drive& drive) : drive_(drive) {}
 
     nvme::Drive& drive() { return drive_; }
-    /// The firmware that this machine has for drives; null when nobody gave any.
-    const FirmwareModules* modules() const { return modules_; }
     const ostrel::core::Status& failure() const { return failure_; }
 
     const nvme::ControllerCapabilities* controller();
@@ -61,7 +57,6 @@ private:
     bool accept(const ostrel::core::Status& status);
 
     nvme::Drive& drive_;
-    const FirmwareModules* modules_;
     ostrel::core::Status failure_;
     std::optional<nvme::ControllerCapabilities> controller_;
     std::optional<nvme::NamespaceProperties> namespaceProperties_;

@@ -27,38 +27,44 @@ namespace {
 
 /// The text of one attribute; empty when the drive does not have it.
 using Text = std::optional<std::string>;
-using Source = Text (*)(DriveFacts&);
+/// What the list shows of a drive, and the firmware that this machine has for it. The modules must outlive it.
+struct ListedDrive : DriveFacts {
+    ListedDrive(nvme::Drive& drive, const FirmwareModules& all) : DriveFacts(drive), modules(all) {}
+    const FirmwareModules& modules;
+};
+
+using Source = Text (*)(ListedDrive&);
 
 // The identity of a drive as its finder told it.
 template <Attribute (*ATTRIBUTE)()>
-Text found(DriveFacts& facts) {
+Text found(ListedDrive& facts) {
     if (!facts.drive().device().hasAttribute(ATTRIBUTE().getName())) return std::nullopt;
     return facts.drive().device().getAttribute(ATTRIBUTE()).getText();
 }
 
 // A number or bit of Identify Controller.
 template <typename Field, Field nvme::ControllerCapabilities::*FIELD>
-Text controllerNumber(DriveFacts& facts) {
+Text controllerNumber(ListedDrive& facts) {
     const auto* controller = facts.controller();
     return controller == nullptr ? Text() : std::to_string(controller->*FIELD);
 }
 template <bool (nvme::ControllerCapabilities::*TEST)() const>
-Text controllerTest(DriveFacts& facts) {
+Text controllerTest(ListedDrive& facts) {
     const auto* controller = facts.controller();
     return controller == nullptr ? Text() : boolToText((controller->*TEST)());
 }
 template <typename Field, Field nvme::ControllerCapabilities::*FIELD, unsigned BIT>
-Text controllerBit(DriveFacts& facts) {
+Text controllerBit(ListedDrive& facts) {
     const auto* controller = facts.controller();
     return controller == nullptr ? Text() : boolToText(nvme::bit(controller->*FIELD, BIT));
 }
 template <uint32_t VERSION>
-Text versionAtLeast(DriveFacts& facts) {
+Text versionAtLeast(ListedDrive& facts) {
     const auto* controller = facts.controller();
     return controller == nullptr ? Text() : boolToText(controller->version >= VERSION);
 }
 template <unsigned SHIFT, unsigned MASK>
-Text versionPart(DriveFacts& facts) {
+Text versionPart(ListedDrive& facts) {
     const auto* controller = facts.controller();
     return controller == nullptr ? Text() : std::to_string(controller->version >> SHIFT & MASK);
 }
@@ -68,20 +74,20 @@ constexpr size_t OFFSET_UNVMCAP = 296;
 
 /// A capacity of 16 bytes in Identify Controller. One that does not report its total, which is not 0, reports none.
 template <size_t OFFSET>
-Text controllerCapacity(DriveFacts& facts) {
+Text controllerCapacity(ListedDrive& facts) {
     const uint8_t* data = facts.identifyController();
     if (data == nullptr || nvme::decimal128(data + OFFSET_TNVMCAP) == "0") return std::nullopt;
     return nvme::decimal128(data + OFFSET);
 }
 
 /// A drive without namespaces has no less capacity for that: it shows what they could be made of.
-Text capacityToAllocate(DriveFacts& facts) {
+Text capacityToAllocate(ListedDrive& facts) {
     const uint8_t* data = facts.identifyController();
     if (!controllerCapacity<OFFSET_TNVMCAP>(facts)) return std::nullopt;
     return sizeToText(nvme::le64(data + OFFSET_TNVMCAP), true);
 }
 
-Text capacity(DriveFacts& facts) {
+Text capacity(ListedDrive& facts) {
     const auto* namespaces = facts.hostNamespaces();
     if (namespaces == nullptr) return std::nullopt;
     if (namespaces->empty()) return capacityToAllocate(facts);
@@ -90,77 +96,77 @@ Text capacity(DriveFacts& facts) {
     return sizeToText(bytes, true);
 }
 
-Text physicalSize(DriveFacts& facts) {
+Text physicalSize(ListedDrive& facts) {
     const auto* host = facts.hostNamespace();
     return host == nullptr ? Text() : std::to_string(host->sizeBytes);
 }
 
-Text sectorSize(DriveFacts& facts) {
+Text sectorSize(ListedDrive& facts) {
     const auto* host = facts.hostNamespace();
     return host == nullptr ? Text() : std::to_string(host->blockBytes);
 }
 
-Text namespaceId(DriveFacts& facts) {
+Text namespaceId(ListedDrive& facts) {
     const auto* host = facts.hostNamespace();
     return host == nullptr ? Text() : std::to_string(host->nsid);
 }
 
 /// The last address, not the number of blocks.
-Text maximumLba(DriveFacts& facts) {
+Text maximumLba(ListedDrive& facts) {
     const auto* properties = facts.namespaceProperties();
     if (properties == nullptr || properties->sizeBlocks == 0) return std::nullopt;
     return std::to_string(properties->sizeBlocks - 1);
 }
 
 /// As the drive counts it, from 0: it is the highest format that can be given.
-Text numberOfLbaFormats(DriveFacts& facts) {
+Text numberOfLbaFormats(ListedDrive& facts) {
     const auto* properties = facts.namespaceProperties();
     return properties == nullptr ? Text() : std::to_string(properties->numberOfFormats - 1);
 }
 
 template <typename Field, Field nvme::NamespaceProperties::*FIELD>
-Text namespaceNumber(DriveFacts& facts) {
+Text namespaceNumber(ListedDrive& facts) {
     const auto* properties = facts.namespaceProperties();
     return properties == nullptr ? Text() : std::to_string(properties->*FIELD);
 }
 
-Text lbaFormat(DriveFacts& facts) {
+Text lbaFormat(ListedDrive& facts) {
     const auto* properties = facts.namespaceProperties();
     return properties == nullptr ? Text() : std::to_string(properties->formatIndex());
 }
-Text metadataSetting(DriveFacts& facts) {
+Text metadataSetting(ListedDrive& facts) {
     const auto* properties = facts.namespaceProperties();
     return properties == nullptr ? Text() : std::to_string(int{properties->metadataExtended()});
 }
-Text metadataSize(DriveFacts& facts) {
+Text metadataSize(ListedDrive& facts) {
     const auto* properties = facts.namespaceProperties();
     return properties == nullptr ? Text() : std::to_string(properties->format().metadataBytes);
 }
-Text sectorDataSize(DriveFacts& facts) {
+Text sectorDataSize(ListedDrive& facts) {
     const auto* properties = facts.namespaceProperties();
     return properties == nullptr ? Text() : std::to_string(properties->format().dataBytes());
 }
-Text protectionInformation(DriveFacts& facts) {
+Text protectionInformation(ListedDrive& facts) {
     const auto* properties = facts.namespaceProperties();
     return properties == nullptr ? Text() : std::to_string(properties->protectionType());
 }
-Text protectionInformationLocation(DriveFacts& facts) {
+Text protectionInformationLocation(ListedDrive& facts) {
     const auto* properties = facts.namespaceProperties();
     return properties == nullptr ? Text() : std::to_string(int{properties->protectionFirst()});
 }
 
-Text deviceStatus(DriveFacts& facts) {
+Text deviceStatus(ListedDrive& facts) {
     const uint8_t* smart = facts.smart();
     if (smart != nullptr) return deviceStatusText(smart[0]);
     return facts.smartRefusal().is(0, 0) ? Text() : "Unknown";
 }
 
 /// The revision that an update would bring, or why there is none.
-Text firmwareUpdateAvailable(DriveFacts& facts) {
+Text firmwareUpdateAvailable(ListedDrive& facts) {
     const Device& drive = facts.drive().device();
     const FirmwareModule* module = nullptr;
-    const Status status = facts.modules()->choose(drive.getAttribute(device::modelNumber()).getText(),
-                                                  drive.getAttribute(device::firmware()).getText(), module);
+    const Status status = facts.modules.choose(drive.getAttribute(device::modelNumber()).getText(),
+                                               drive.getAttribute(device::firmware()).getText(), module);
     if (module != nullptr) return module->manifest.revision;
     // A machine without modules knows as little of updates as one that has none for the drive.
     const Status none = statuses::noFirmwareModule();
@@ -169,7 +175,7 @@ Text firmwareUpdateAvailable(DriveFacts& facts) {
 }
 
 /// The revision in the slot that the next reset activates.
-Text stagedFirmware(DriveFacts& facts) {
+Text stagedFirmware(ListedDrive& facts) {
     const uint8_t* slots = facts.firmwareSlots();
     if (slots == nullptr) return std::nullopt;
     const unsigned next = slots[0] >> 4 & 7;
@@ -177,31 +183,31 @@ Text stagedFirmware(DriveFacts& facts) {
     return nvme::firmwareSlotRevision(slots, next);
 }
 
-Text ocpSupported(DriveFacts& facts) {
+Text ocpSupported(ListedDrive& facts) {
     const bool has = facts.ocpSmart() != nullptr;
     return boolToText(has);
 }
-Text ocpMajorVersion(DriveFacts& facts) {
+Text ocpMajorVersion(ListedDrive& facts) {
     const uint8_t* ocp = facts.ocpSmart();
     return ocp == nullptr ? Text() : std::to_string(ocp[103]);
 }
-Text ocpMinorVersion(DriveFacts& facts) {
+Text ocpMinorVersion(ListedDrive& facts) {
     const uint8_t* ocp = facts.ocpSmart();
     return ocp == nullptr ? Text() : std::to_string(nvme::le16(ocp + 101));
 }
-Text ocp2OrGreater(DriveFacts& facts) {
+Text ocp2OrGreater(ListedDrive& facts) {
     const uint8_t* ocp = facts.ocpSmart();
     return ocp == nullptr ? Text() : boolToText(ocp[103] >= 2);
 }
 
 /// FWUG counts in 4 KiB; 255 means no restriction, 0 that the drive does not say.
-Text firmwareGranularity(DriveFacts& facts) {
+Text firmwareGranularity(ListedDrive& facts) {
     const auto* controller = facts.controller();
     if (controller == nullptr || controller->fwug == 0) return std::nullopt;
     return controller->fwug == 0xFF ? "0" : std::to_string(controller->fwug * 4096);
 }
 
-Text pelSizeMax(DriveFacts& facts) {
+Text pelSizeMax(ListedDrive& facts) {
     const auto* controller = facts.controller();
     if (controller == nullptr || !controller->supportsPersistentEventLog()) return std::nullopt;
     return std::to_string(controller->pels);
@@ -209,12 +215,12 @@ Text pelSizeMax(DriveFacts& facts) {
 
 /// Where the controller sits: absent where the host does not know.
 template <std::string transport::HostLocation::*PART>
-Text located(DriveFacts& facts) {
+Text located(ListedDrive& facts) {
     const transport::HostLocation* location = facts.location();
     return location == nullptr || (location->*PART).empty() ? Text() : location->*PART;
 }
 
-Text isVelko(DriveFacts& facts) {
+Text isVelko(ListedDrive& facts) {
     return boolToText(isVelkoDrive(facts.drive()));
 }
 
@@ -252,7 +258,7 @@ struct AttributeRow {
 };
 // clang-format off
 constexpr AttributeRow ROWS[] = {
-    {device::bootloader,                             true,  [](DriveFacts&) { return Text(); }},
+    {device::bootloader,                             true,  [](ListedDrive&) { return Text(); }},
     {device::capacity,                               true,  capacity},
     {device::devicePath,                             true,  found<device::devicePath>},
     {device::deviceStatus,                           true,  deviceStatus},
@@ -262,7 +268,7 @@ constexpr AttributeRow ROWS[] = {
     {device::maximumLBA,                             true,  maximumLba},
     {device::modelNumber,                            true,  found<device::modelNumber>},
     {device::numLBAFormats,                          true,  numberOfLbaFormats},
-    {device::productFamily,                          true,  [](DriveFacts&) { return Text(); }},
+    {device::productFamily,                          true,  [](ListedDrive&) { return Text(); }},
     {device::sectorSize,                             true,  sectorSize, "bytes"},
     {device::serialNumber,                           true,  found<device::serialNumber>},
     {device::endToEndDataProtCapabilities,           false, namespaceNumber<uint8_t, &nvme::NamespaceProperties::dpc>},
@@ -378,7 +384,7 @@ Status VelkoSsdJob::showDrive(nvme::Drive& drive, const Arguments& arguments, Dr
     OSTREL_TRACE();
     const std::string error = drive.device().getAttribute(device::errorString()).getText();
     if (!error.empty()) return withDetails(statuses::deviceDataRetrievalFailed(), error);
-    DriveFacts facts(drive, modules_.get());
+    ListedDrive facts(drive, *modules_);
     const bool all = arguments.flag(attributes::feature::showAllFlag().getName());
     AttributeList list;
     for (const AttributeRow& row : ROWS) {
