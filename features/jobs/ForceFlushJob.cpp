@@ -2,9 +2,9 @@
 
 #include <optional>
 
-#include "features/jobs/FeatureAccess.h"
 #include "features/jobs/LogReading.h"
 #include "features/jobs/Refusals.h"
+#include "features/jobs/SetRequest.h"
 #include "features/jobs/StatusDetails.h"
 #include "features/jobs/VendorDialect.h"
 #include "features/nvme/NvmeCommand.h"

@@ -1,8 +1,8 @@
 #include "features/jobs/LatencyTrackingJob.h"
 
-#include "features/jobs/FeatureAccess.h"
 #include "features/jobs/FeatureSetting.h"
 #include "features/jobs/LogReading.h"
+#include "features/jobs/SetRequest.h"
 #include "features/jobs/StatusDetails.h"
 #include "features/jobs/VendorDialect.h"
 #include "features/nvme/VelkoFeatures.h"

@@ -4,10 +4,10 @@
 #include <cctype>
 #include <string>
 
-#include "features/jobs/FeatureAccess.h"
 #include "features/jobs/Namespaces.h"
 #include "features/jobs/Refusals.h"
 #include "features/jobs/SafetyGate.h"
+#include "features/jobs/SetRequest.h"
 #include "features/jobs/StatusDetails.h"
 #include "features/jobs/VendorDialect.h"
 #include "features/nvme/Bytes.h"

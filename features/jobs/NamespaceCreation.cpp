@@ -5,10 +5,10 @@
 #include <numeric>
 #include <vector>
 
-#include "features/jobs/FeatureAccess.h"
 #include "features/jobs/LogReading.h"
 #include "features/jobs/NamespaceCommands.h"
 #include "features/jobs/Namespaces.h"
+#include "features/jobs/SetRequest.h"
 #include "features/jobs/StatusDetails.h"
 #include "features/nvme/Bytes.h"
 #include "features/nvme/Identify.h"

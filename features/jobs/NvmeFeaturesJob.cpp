@@ -4,6 +4,7 @@
 
 #include "features/jobs/FeatureAccess.h"
 #include "features/jobs/FeatureSetting.h"
+#include "features/jobs/SetRequest.h"
 #include "features/jobs/StatusDetails.h"
 #include "features/nvme/Opcodes.h"
 #include "ostrel/core/AttributeVocabulary.h"

@@ -4,6 +4,7 @@
 
 #include "features/jobs/FeatureAccess.h"
 #include "features/jobs/SafetyGate.h"
+#include "features/jobs/SetRequest.h"
 #include "features/jobs/StatusDetails.h"
 #include "features/jobs/VendorDialect.h"
 #include "features/nvme/Opcodes.h"

@@ -5,8 +5,8 @@
 #include <vector>
 
 #include "features/jobs/Alternatives.h"
-#include "features/jobs/FeatureAccess.h"
 #include "features/jobs/FeatureSetting.h"
+#include "features/jobs/SetRequest.h"
 #include "features/jobs/StatusDetails.h"
 #include "features/jobs/VendorDialect.h"
 #include "features/nvme/Bytes.h"

@@ -5,6 +5,7 @@
 
 #include "features/jobs/FeatureAccess.h"
 #include "features/jobs/FeatureSetting.h"
+#include "features/jobs/SetRequest.h"
 #include "features/jobs/VendorDialect.h"
 #include "features/nvme/FieldTree.h"
 #include "features/nvme/VelkoFeatures.h"

@@ -1,0 +1,64 @@
+#include "features/jobs/SetRequest.h"
+
+#include <optional>
+#include <string>
+
+#include "features/jobs/StatusDetails.h"
+#include "ostrel/core/AttributeVocabulary.h"
+#include "ostrel/core/ScopeTrace.h"
+#include "ostrel/core/StatusCatalogue.h"
+
+namespace features::jobs {
+
+using namespace ostrel::core;
+
+namespace {
+
+Status readBoolean(const Arguments& sent, const std::string& key, uint32_t& value) {
+    std::optional<bool> flag;
+    Status status = sent.boolean(key, flag);
+    if (status.is(0, 0) && !flag) status = statuses::propertyWithoutValue();
+    if (status.is(0, 0)) value = *flag ? 1 : 0;
+    return status;
+}
+
+}  // namespace
+
+Status readSetGetType(const Arguments& arguments, bool& isSet) {
+    OSTREL_TRACE();
+    const std::string name = attributes::feature::setGetType().getName();
+    const std::string type = arguments.text(name);
+    isSet = type == "set";
+    if (isSet || type == "get" || type.empty()) return Status();
+    return withDetails(statuses::invalidProperty(), name + " must be 'get' or 'set', not '" + type + "'.");
+}
+
+Status checkOneDrive(size_t numberOfDrives) {
+    OSTREL_TRACE();
+    if (numberOfDrives == 0) return statuses::noDeviceSelected();
+    return numberOfDrives == 1 ? Status() : statuses::multipleDevicesSelected();
+}
+
+Status checkSettable(const Attribute& given, const Attribute& settable) {
+    OSTREL_TRACE();
+    if (given.getName() == settable.getName()) return Status();
+    return withDetails(statuses::invalidProperty(), given.getName() + " cannot be set.");
+}
+
+Status readValue(const Arguments& sent, const SettableProperty& property, uint32_t& value) {
+    OSTREL_TRACE();
+    const Attribute attribute = property.attribute();
+    const std::string key = attribute.getName();
+    if (attribute.getType() == typeBoolean()) return readBoolean(sent, key, value);
+    std::optional<uint64_t> number;
+    const Status status = sent.number(key, property.most, number);
+    if (!status.is(0, 0) || number.value_or(0) < property.least || !number) {
+        return withDetails(property.refusal(), key + " must be a number from " + std::to_string(property.least) +
+                                                   " to " + std::to_string(property.most) + ", not '" + sent.text(key) +
+                                                   "'.");
+    }
+    value = static_cast<uint32_t>(*number);
+    return Status();
+}
+
+}  // namespace features::jobs
