@@ -4,11 +4,11 @@
 
 #include "features/jobs/DriveFacts.h"
 #include "features/jobs/FeatureAccess.h"
-#include "features/jobs/InputFile.h"
 #include "features/jobs/Offers.h"
 #include "features/jobs/SafetyGate.h"
-#include "features/jobs/StatusDetails.h"
 #include "features/jobs/VendorDialect.h"
+#include "features/jobs/support/InputFile.h"
+#include "features/jobs/support/StatusDetails.h"
 #include "features/nvme/Bytes.h"
 #include "features/nvme/Features.h"
 #include "features/nvme/Opcodes.h"

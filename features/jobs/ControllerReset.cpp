@@ -1,6 +1,6 @@
 #include "features/jobs/ControllerReset.h"
 
-#include "features/jobs/StatusDetails.h"
+#include "features/jobs/support/StatusDetails.h"
 #include "features/nvme/Bytes.h"
 #include "features/transport/HostCommand.h"
 #include "ostrel/core/CommandResult.h"

@@ -11,8 +11,8 @@
 #include <system_error>
 #include <vector>
 
-#include "features/jobs/ProgressLine.h"
-#include "features/jobs/StatusDetails.h"
+#include "features/jobs/support/ProgressLine.h"
+#include "features/jobs/support/StatusDetails.h"
 #include "ostrel/core/Payload.h"
 #include "ostrel/core/ScopeTrace.h"
 #include "ostrel/core/StatusCatalogue.h"

@@ -6,8 +6,8 @@
 
 #include "features/jobs/LogReading.h"
 #include "features/jobs/Namespaces.h"
-#include "features/jobs/ProgressLine.h"
-#include "features/jobs/StatusDetails.h"
+#include "features/jobs/support/ProgressLine.h"
+#include "features/jobs/support/StatusDetails.h"
 #include "features/nvme/ControllerCapabilities.h"
 #include "features/nvme/LogPages.h"
 #include "features/nvme/Opcodes.h"

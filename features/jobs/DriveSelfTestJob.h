@@ -1,7 +1,7 @@
 #pragma once
 
 #include "features/jobs/FeatureJob.h"
-#include "features/jobs/WaitClock.h"
+#include "features/jobs/support/WaitClock.h"
 
 namespace features::jobs {
 

@@ -1,7 +1,7 @@
 #include "features/jobs/DumpJob.h"
 
 #include "features/jobs/LogLimits.h"
-#include "features/jobs/StatusDetails.h"
+#include "features/jobs/support/StatusDetails.h"
 #include "ostrel/core/Attribute.h"
 #include "ostrel/core/ScopeTrace.h"
 #include "ostrel/core/Strings.h"

@@ -5,7 +5,7 @@
 #include <chrono>
 
 #include "features/jobs/LogReading.h"
-#include "features/jobs/StateFolder.h"
+#include "features/jobs/support/StateFolder.h"
 #include "features/nvme/Bytes.h"
 #include "features/nvme/FieldTree.h"
 #include "ostrel/core/AttributeVocabulary.h"

@@ -5,8 +5,8 @@
 #include <limits>
 #include <vector>
 
-#include "features/jobs/PercentEncoding.h"
-#include "features/jobs/StatusDetails.h"
+#include "features/jobs/support/PercentEncoding.h"
+#include "features/jobs/support/StatusDetails.h"
 #include "ostrel/core/File.h"
 #include "ostrel/core/ScopeTrace.h"
 #include "ostrel/core/StatusCatalogue.h"

@@ -9,8 +9,8 @@
 #include <sstream>
 
 #include "features/jobs/Arguments.h"
-#include "features/jobs/InputFile.h"
-#include "features/jobs/StatusDetails.h"
+#include "features/jobs/support/InputFile.h"
+#include "features/jobs/support/StatusDetails.h"
 #include "features/nvme/Bytes.h"
 #include "ostrel/core/ScopeTrace.h"
 #include "ostrel/core/StatusCatalogue.h"

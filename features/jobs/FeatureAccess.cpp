@@ -3,8 +3,8 @@
 #include <optional>
 
 #include "features/jobs/LogReading.h"
-#include "features/jobs/StatusDetails.h"
 #include "features/jobs/VendorDialect.h"
+#include "features/jobs/support/StatusDetails.h"
 #include "features/nvme/ControllerCapabilities.h"
 #include "ostrel/core/AttributeVocabulary.h"
 #include "ostrel/core/ScopeTrace.h"

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <map>
 
-#include "features/jobs/SideBySide.h"
+#include "features/jobs/support/SideBySide.h"
 #include "ostrel/core/AttributeVocabulary.h"
 #include "ostrel/core/ScopeTrace.h"
 #include "ostrel/core/StatusCatalogue.h"

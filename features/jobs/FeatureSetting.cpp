@@ -2,7 +2,7 @@
 
 #include "features/jobs/FeatureAccess.h"
 #include "features/jobs/LogReading.h"
-#include "features/jobs/StatusDetails.h"
+#include "features/jobs/support/StatusDetails.h"
 #include "features/nvme/Bytes.h"
 #include "features/nvme/ControllerCapabilities.h"
 #include "features/nvme/Opcodes.h"

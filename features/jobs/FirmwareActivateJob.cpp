@@ -1,6 +1,6 @@
 #include "features/jobs/FirmwareActivateJob.h"
 
-#include "features/jobs/StatusDetails.h"
+#include "features/jobs/support/StatusDetails.h"
 #include "ostrel/core/ScopeTrace.h"
 #include "ostrel/core/StatusCatalogue.h"
 #include "ostrel/interfaces/ostreli/interface/JobNames.h"

@@ -2,9 +2,9 @@
 
 #include "features/jobs/ControllerReset.h"
 #include "features/jobs/LogReading.h"
-#include "features/jobs/ProgressLine.h"
 #include "features/jobs/Refusals.h"
-#include "features/jobs/StatusDetails.h"
+#include "features/jobs/support/ProgressLine.h"
+#include "features/jobs/support/StatusDetails.h"
 #include "features/nvme/ControllerCapabilities.h"
 #include "features/nvme/FieldTable.h"
 #include "features/nvme/LogPages.h"

@@ -2,10 +2,10 @@
 
 #include <algorithm>
 
-#include "features/jobs/InputFile.h"
 #include "features/jobs/LogReading.h"
-#include "features/jobs/ProgressLine.h"
-#include "features/jobs/StatusDetails.h"
+#include "features/jobs/support/InputFile.h"
+#include "features/jobs/support/ProgressLine.h"
+#include "features/jobs/support/StatusDetails.h"
 #include "features/nvme/ControllerCapabilities.h"
 #include "features/nvme/Opcodes.h"
 #include "ostrel/core/File.h"

@@ -6,9 +6,9 @@
 #include <tuple>
 
 #include "features/jobs/FirmwareImage.h"
-#include "features/jobs/InputFile.h"
-#include "features/jobs/Sha256.h"
-#include "features/jobs/StatusDetails.h"
+#include "features/jobs/support/InputFile.h"
+#include "features/jobs/support/Sha256.h"
+#include "features/jobs/support/StatusDetails.h"
 #include "ostrel/core/ScopeTrace.h"
 #include "ostrel/core/StatusCatalogue.h"
 #include "ostrel/core/Strings.h"

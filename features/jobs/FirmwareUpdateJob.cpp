@@ -1,7 +1,7 @@
 #include "features/jobs/FirmwareUpdateJob.h"
 
 #include "features/jobs/FirmwareImage.h"
-#include "features/jobs/StatusDetails.h"
+#include "features/jobs/support/StatusDetails.h"
 #include "features/nvme/Bytes.h"
 #include "ostrel/core/AttributeVocabulary.h"
 #include "ostrel/core/ScopeTrace.h"

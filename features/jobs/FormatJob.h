@@ -5,7 +5,7 @@
 #include "features/jobs/FeatureJob.h"
 #include "features/jobs/FormatNvm.h"
 #include "features/jobs/Sanitize.h"
-#include "features/jobs/WaitClock.h"
+#include "features/jobs/support/WaitClock.h"
 
 namespace features::jobs {
 

@@ -8,7 +8,7 @@
 #include "features/jobs/Refusals.h"
 #include "features/jobs/SafetyGate.h"
 #include "features/jobs/SetRequest.h"
-#include "features/jobs/StatusDetails.h"
+#include "features/jobs/support/StatusDetails.h"
 #include "features/nvme/Bytes.h"
 #include "ostrel/core/AttributeVocabulary.h"
 #include "ostrel/core/ScopeTrace.h"

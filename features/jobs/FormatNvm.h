@@ -6,8 +6,8 @@
 #include <vector>
 
 #include "features/jobs/Arguments.h"
-#include "features/jobs/ProgressLine.h"
-#include "features/jobs/WaitClock.h"
+#include "features/jobs/support/ProgressLine.h"
+#include "features/jobs/support/WaitClock.h"
 #include "features/nvme/ControllerCapabilities.h"
 #include "features/nvme/Drive.h"
 #include "features/nvme/NamespaceProperties.h"

@@ -3,8 +3,8 @@
 #include <algorithm>
 
 #include "features/jobs/LogFolder.h"
-#include "features/jobs/StatusDetails.h"
-#include "features/jobs/SystemInformation.h"
+#include "features/jobs/support/StatusDetails.h"
+#include "features/jobs/support/SystemInformation.h"
 #include "ostrel/core/AttributeVocabulary.h"
 #include "ostrel/core/File.h"
 #include "ostrel/core/ScopeTrace.h"

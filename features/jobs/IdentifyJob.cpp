@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "features/jobs/Namespaces.h"
-#include "features/jobs/StatusDetails.h"
+#include "features/jobs/support/StatusDetails.h"
 #include "features/nvme/ControllerCapabilities.h"
 #include "features/nvme/Identify.h"
 #include "features/nvme/NamespaceProperties.h"

@@ -6,9 +6,9 @@
 #include <utility>
 #include <vector>
 
-#include "features/jobs/InputFile.h"
-#include "features/jobs/PercentEncoding.h"
-#include "features/jobs/StateFolder.h"
+#include "features/jobs/support/InputFile.h"
+#include "features/jobs/support/PercentEncoding.h"
+#include "features/jobs/support/StateFolder.h"
 #include "features/nvme/FieldTree.h"
 #include "ostrel/core/AttributeVocabulary.h"
 #include "ostrel/core/File.h"

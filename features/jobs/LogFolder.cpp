@@ -8,7 +8,7 @@
 #include <string_view>
 #include <system_error>
 
-#include "features/jobs/StatusDetails.h"
+#include "features/jobs/support/StatusDetails.h"
 #include "ostrel/core/FileRules.h"
 #include "ostrel/core/ScopeTrace.h"
 #include "ostrel/core/StatusCatalogue.h"

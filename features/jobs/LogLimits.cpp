@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "features/jobs/AvailableMemory.h"
+#include "features/jobs/support/AvailableMemory.h"
 #include "features/nvme/Opcodes.h"
 #include "ostrel/core/AttributeVocabulary.h"
 #include "ostrel/core/ScopeTrace.h"

@@ -2,8 +2,8 @@
 
 #include <algorithm>
 
-#include "features/jobs/ProgressLine.h"
-#include "features/jobs/StatusDetails.h"
+#include "features/jobs/support/ProgressLine.h"
+#include "features/jobs/support/StatusDetails.h"
 #include "features/nvme/FieldTree.h"
 #include "features/nvme/Opcodes.h"
 #include "features/nvme/StatusCodes.h"

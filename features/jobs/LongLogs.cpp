@@ -4,7 +4,7 @@
 
 #include "features/jobs/LogLimits.h"
 #include "features/jobs/LogReading.h"
-#include "features/jobs/StatusDetails.h"
+#include "features/jobs/support/StatusDetails.h"
 #include "features/nvme/ControllerCapabilities.h"
 #include "features/nvme/Opcodes.h"
 #include "features/parsers/PersistentEventLog.h"

@@ -9,7 +9,7 @@
 #include "features/jobs/NamespaceCommands.h"
 #include "features/jobs/Namespaces.h"
 #include "features/jobs/SetRequest.h"
-#include "features/jobs/StatusDetails.h"
+#include "features/jobs/support/StatusDetails.h"
 #include "features/nvme/Bytes.h"
 #include "features/nvme/Identify.h"
 #include "features/nvme/Opcodes.h"

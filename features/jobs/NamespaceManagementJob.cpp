@@ -8,7 +8,7 @@
 #include "features/jobs/Namespaces.h"
 #include "features/jobs/SafetyGate.h"
 #include "features/jobs/SetRequest.h"
-#include "features/jobs/StatusDetails.h"
+#include "features/jobs/support/StatusDetails.h"
 #include "features/nvme/ControllerCapabilities.h"
 #include "features/nvme/Opcodes.h"
 #include "features/transport/HostCommand.h"

@@ -7,7 +7,7 @@
 
 #include "features/jobs/FeatureJob.h"
 #include "features/jobs/NamespaceCreation.h"
-#include "features/jobs/WaitClock.h"
+#include "features/jobs/support/WaitClock.h"
 
 namespace features::jobs {
 

@@ -4,7 +4,7 @@
 
 #include "features/jobs/LogReading.h"
 #include "features/jobs/Refusals.h"
-#include "features/jobs/StatusDetails.h"
+#include "features/jobs/support/StatusDetails.h"
 #include "features/nvme/Identify.h"
 #include "features/nvme/NamespaceProperties.h"
 #include "features/nvme/Opcodes.h"

@@ -5,7 +5,7 @@
 #include "features/jobs/FeatureAccess.h"
 #include "features/jobs/FeatureSetting.h"
 #include "features/jobs/SetRequest.h"
-#include "features/jobs/StatusDetails.h"
+#include "features/jobs/support/StatusDetails.h"
 #include "features/nvme/Opcodes.h"
 #include "ostrel/core/AttributeVocabulary.h"
 #include "ostrel/core/ScopeTrace.h"

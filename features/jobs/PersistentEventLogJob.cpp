@@ -1,7 +1,7 @@
 #include "features/jobs/PersistentEventLogJob.h"
 
 #include "features/jobs/LongLogs.h"
-#include "features/jobs/StatusDetails.h"
+#include "features/jobs/support/StatusDetails.h"
 #include "features/nvme/Opcodes.h"
 #include "features/parsers/PersistentEventLog.h"
 #include "ostrel/core/AttributeVocabulary.h"

@@ -1,9 +1,9 @@
 #include "features/jobs/PersistentEventLogParseJob.h"
 
-#include "features/jobs/InputFile.h"
 #include "features/jobs/LogLimits.h"
 #include "features/jobs/LongLogs.h"
-#include "features/jobs/StatusDetails.h"
+#include "features/jobs/support/InputFile.h"
+#include "features/jobs/support/StatusDetails.h"
 #include "features/nvme/Opcodes.h"
 #include "features/parsers/PersistentEventLog.h"
 #include "ostrel/core/AttributeVocabulary.h"

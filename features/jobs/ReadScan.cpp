@@ -6,9 +6,9 @@
 #include <mutex>
 
 #include "features/jobs/LogReading.h"
-#include "features/jobs/ProgressLine.h"
-#include "features/jobs/SideBySide.h"
-#include "features/jobs/StatusDetails.h"
+#include "features/jobs/support/ProgressLine.h"
+#include "features/jobs/support/SideBySide.h"
+#include "features/jobs/support/StatusDetails.h"
 #include "features/nvme/Opcodes.h"
 #include "ostrel/core/Device.h"
 #include "ostrel/core/Payload.h"

@@ -3,7 +3,7 @@
 #include <algorithm>
 
 #include "features/jobs/LogReading.h"
-#include "features/jobs/StatusDetails.h"
+#include "features/jobs/support/StatusDetails.h"
 #include "ostrel/core/ScopeTrace.h"
 
 namespace features::jobs {

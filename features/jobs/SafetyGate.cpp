@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "features/jobs/StatusDetails.h"
+#include "features/jobs/support/StatusDetails.h"
 #include "features/transport/HostCommand.h"
 #include "ostrel/core/CommandResult.h"
 #include "ostrel/core/ScopeTrace.h"

@@ -5,10 +5,10 @@
 
 #include "features/jobs/LogReading.h"
 #include "features/jobs/Namespaces.h"
-#include "features/jobs/ProgressLine.h"
 #include "features/jobs/Refusals.h"
 #include "features/jobs/SafetyGate.h"
-#include "features/jobs/StatusDetails.h"
+#include "features/jobs/support/ProgressLine.h"
+#include "features/jobs/support/StatusDetails.h"
 #include "features/nvme/Bytes.h"
 #include "features/nvme/FieldTree.h"
 #include "features/nvme/LogPages.h"

@@ -4,7 +4,7 @@
 #include <string>
 
 #include "features/jobs/Arguments.h"
-#include "features/jobs/WaitClock.h"
+#include "features/jobs/support/WaitClock.h"
 #include "features/nvme/ControllerCapabilities.h"
 #include "features/nvme/Drive.h"
 #include "ostrel/core/Payload.h"

@@ -5,9 +5,9 @@
 #include <stdexcept>
 
 #include "features/jobs/LogReading.h"
-#include "features/jobs/ProgressLine.h"
-#include "features/jobs/StatusDetails.h"
 #include "features/jobs/VendorDialect.h"
+#include "features/jobs/support/ProgressLine.h"
+#include "features/jobs/support/StatusDetails.h"
 #include "features/nvme/Bytes.h"
 #include "features/nvme/FieldTree.h"
 #include "features/nvme/VelkoInterface.h"

@@ -5,7 +5,7 @@
 #include <utility>
 
 #include "features/jobs/DriveHealthScan.h"
-#include "features/jobs/StatusDetails.h"
+#include "features/jobs/support/StatusDetails.h"
 #include "features/library/JobTable.h"
 #include "ostrel/core/AttributeVocabulary.h"
 #include "ostrel/core/Device.h"

@@ -2,7 +2,7 @@
 
 #include <vector>
 
-#include "features/jobs/WaitClock.h"
+#include "features/jobs/support/WaitClock.h"
 
 namespace features::jobs {
 

@@ -1,7 +1,7 @@
 #include <gtest/gtest.h>
 
-#include "features/jobs/AvailableMemory.h"
 #include "features/jobs/LogLimits.h"
+#include "features/jobs/support/AvailableMemory.h"
 
 namespace features::jobs {
 namespace {

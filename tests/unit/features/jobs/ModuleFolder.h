@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "features/jobs/Sha256.h"
+#include "features/jobs/support/Sha256.h"
 #include "tests/support/TemporaryFolder.h"
 
 namespace features::jobs {

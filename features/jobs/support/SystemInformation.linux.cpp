@@ -1,4 +1,4 @@
-#include "features/jobs/SystemInformation.h"
+#include "features/jobs/support/SystemInformation.h"
 
 #include <sys/utsname.h>
 

@@ -1,4 +1,4 @@
-#include "features/jobs/Sha256.h"
+#include "features/jobs/support/Sha256.h"
 
 #include <array>
 #include <cstdint>

@@ -1,4 +1,4 @@
-#include "features/jobs/SideBySide.h"
+#include "features/jobs/support/SideBySide.h"
 
 #include <algorithm>
 #include <atomic>

@@ -1,9 +1,9 @@
-#include "features/jobs/InputFile.h"
+#include "features/jobs/support/InputFile.h"
 
 #include <filesystem>
 #include <system_error>
 
-#include "features/jobs/StatusDetails.h"
+#include "features/jobs/support/StatusDetails.h"
 #include "ostrel/core/ScopeTrace.h"
 
 namespace features::jobs {

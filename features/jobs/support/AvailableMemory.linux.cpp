@@ -1,4 +1,4 @@
-#include "features/jobs/AvailableMemory.h"
+#include "features/jobs/support/AvailableMemory.h"
 
 #include <sys/resource.h>
 #include <unistd.h>

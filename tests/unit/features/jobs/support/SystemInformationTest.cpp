@@ -3,7 +3,7 @@
 
 #include <string>
 
-#include "features/jobs/SystemInformation.h"
+#include "features/jobs/support/SystemInformation.h"
 
 namespace features::jobs {
 namespace {

@@ -1,6 +1,6 @@
 #include <gtest/gtest.h>
 
-#include "features/jobs/WaitClock.h"
+#include "features/jobs/support/WaitClock.h"
 
 namespace features::jobs {
 namespace {

@@ -8,7 +8,7 @@
 #include <thread>
 #include <vector>
 
-#include "features/jobs/SideBySide.h"
+#include "features/jobs/support/SideBySide.h"
 
 namespace features::jobs {
 namespace {

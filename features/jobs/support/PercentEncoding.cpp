@@ -1,4 +1,4 @@
-#include "features/jobs/PercentEncoding.h"
+#include "features/jobs/support/PercentEncoding.h"
 
 #include <cctype>
 #include <cstdio>

@@ -1,4 +1,4 @@
-#include "features/jobs/ProgressLine.h"
+#include "features/jobs/support/ProgressLine.h"
 
 #include <unistd.h>
 

@@ -1,6 +1,6 @@
 #include <gtest/gtest.h>
 
-#include "features/jobs/Sha256.h"
+#include "features/jobs/support/Sha256.h"
 
 namespace features::jobs {
 namespace {

@@ -1,4 +1,4 @@
-#include "features/jobs/WaitClock.h"
+#include "features/jobs/support/WaitClock.h"
 
 #include <chrono>
 #include <thread>
