@@ -3,8 +3,8 @@
 #include <cstdint>
 #include <optional>
 
-#include "features/jobs/Arguments.h"
-#include "features/jobs/DriveOutput.h"
+#include "features/jobs/base/Arguments.h"
+#include "features/jobs/base/DriveOutput.h"
 #include "features/nvme/Drive.h"
 #include "ostrel/core/Payload.h"
 #include "ostrel/core/Status.h"

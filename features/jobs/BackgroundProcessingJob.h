@@ -1,6 +1,6 @@
 #pragma once
 
-#include "features/jobs/FeatureJob.h"
+#include "features/jobs/base/FeatureJob.h"
 
 namespace features::jobs {
 

@@ -4,7 +4,7 @@
 #include <string>
 
 #include "features/jobs/EnduranceBaselines.h"
-#include "features/jobs/FeatureJob.h"
+#include "features/jobs/base/FeatureJob.h"
 
 namespace features::jobs {
 

@@ -8,7 +8,7 @@
 #include <cstring>
 #include <sstream>
 
-#include "features/jobs/Arguments.h"
+#include "features/jobs/base/Arguments.h"
 #include "features/jobs/support/InputFile.h"
 #include "features/jobs/support/StatusDetails.h"
 #include "features/nvme/Bytes.h"

@@ -2,7 +2,7 @@
 
 #include <cstdint>
 
-#include "features/jobs/Arguments.h"
+#include "features/jobs/base/Arguments.h"
 #include "features/nvme/Drive.h"
 #include "features/nvme/Features.h"
 #include "ostrel/core/Status.h"

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "features/jobs/LogSink.h"
+#include "features/jobs/base/LogSink.h"
 #include "ostrel/core/UserFile.h"
 
 namespace features::jobs {

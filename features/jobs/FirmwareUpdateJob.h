@@ -1,8 +1,8 @@
 #pragma once
 
-#include "features/jobs/FeatureJob.h"
 #include "features/jobs/FirmwareCommit.h"
 #include "features/jobs/FirmwareModules.h"
+#include "features/jobs/base/FeatureJob.h"
 
 namespace features::jobs {
 

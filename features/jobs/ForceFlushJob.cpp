@@ -4,8 +4,8 @@
 
 #include "features/jobs/LogReading.h"
 #include "features/jobs/Refusals.h"
-#include "features/jobs/SetRequest.h"
 #include "features/jobs/VendorDialect.h"
+#include "features/jobs/base/SetRequest.h"
 #include "features/jobs/support/StatusDetails.h"
 #include "features/nvme/NvmeCommand.h"
 #include "features/nvme/StatusCodes.h"

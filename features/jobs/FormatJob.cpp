@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "features/jobs/SetRequest.h"
+#include "features/jobs/base/SetRequest.h"
 #include "ostrel/core/AttributeVocabulary.h"
 #include "ostrel/core/ScopeTrace.h"
 #include "ostrel/core/StatusCatalogue.h"

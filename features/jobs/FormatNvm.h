@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "features/jobs/Arguments.h"
+#include "features/jobs/base/Arguments.h"
 #include "features/jobs/support/ProgressLine.h"
 #include "features/jobs/support/WaitClock.h"
 #include "features/nvme/ControllerCapabilities.h"

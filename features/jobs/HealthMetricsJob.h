@@ -2,7 +2,7 @@
 
 #include <cstddef>
 
-#include "features/jobs/FeatureJob.h"
+#include "features/jobs/base/FeatureJob.h"
 
 namespace features::jobs {
 

@@ -4,7 +4,7 @@
 #include <functional>
 
 #include "features/jobs/DriveHealthScan.h"
-#include "features/jobs/FeatureJob.h"
+#include "features/jobs/base/FeatureJob.h"
 
 namespace features::jobs {
 

@@ -2,8 +2,8 @@
 
 #include "features/jobs/FeatureSetting.h"
 #include "features/jobs/LogReading.h"
-#include "features/jobs/SetRequest.h"
 #include "features/jobs/VendorDialect.h"
+#include "features/jobs/base/SetRequest.h"
 #include "features/jobs/support/StatusDetails.h"
 #include "features/nvme/VelkoFeatures.h"
 #include "features/nvme/VelkoInterface.h"

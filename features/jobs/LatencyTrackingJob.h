@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <optional>
 
-#include "features/jobs/FeatureJob.h"
+#include "features/jobs/base/FeatureJob.h"
 
 namespace features::jobs {
 

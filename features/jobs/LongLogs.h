@@ -2,7 +2,7 @@
 
 #include <cstdint>
 
-#include "features/jobs/LogSink.h"
+#include "features/jobs/base/LogSink.h"
 #include "features/nvme/Drive.h"
 #include "ostrel/core/Payload.h"
 #include "ostrel/core/Status.h"

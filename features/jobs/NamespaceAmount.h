@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <optional>
 
-#include "features/jobs/Arguments.h"
+#include "features/jobs/base/Arguments.h"
 #include "ostrel/core/Attribute.h"
 #include "ostrel/core/Status.h"
 

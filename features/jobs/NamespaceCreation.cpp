@@ -8,7 +8,7 @@
 #include "features/jobs/LogReading.h"
 #include "features/jobs/NamespaceCommands.h"
 #include "features/jobs/Namespaces.h"
-#include "features/jobs/SetRequest.h"
+#include "features/jobs/base/SetRequest.h"
 #include "features/jobs/support/StatusDetails.h"
 #include "features/nvme/Bytes.h"
 #include "features/nvme/Identify.h"

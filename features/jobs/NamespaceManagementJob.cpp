@@ -7,7 +7,7 @@
 #include "features/jobs/NamespaceCommands.h"
 #include "features/jobs/Namespaces.h"
 #include "features/jobs/SafetyGate.h"
-#include "features/jobs/SetRequest.h"
+#include "features/jobs/base/SetRequest.h"
 #include "features/jobs/support/StatusDetails.h"
 #include "features/nvme/ControllerCapabilities.h"
 #include "features/nvme/Opcodes.h"

@@ -4,7 +4,7 @@
 
 #include "features/jobs/FeatureAccess.h"
 #include "features/jobs/FeatureSetting.h"
-#include "features/jobs/SetRequest.h"
+#include "features/jobs/base/SetRequest.h"
 #include "features/jobs/support/StatusDetails.h"
 #include "features/nvme/Opcodes.h"
 #include "ostrel/core/AttributeVocabulary.h"

@@ -5,8 +5,8 @@
 #include <string>
 
 #include "features/jobs/DriveFacts.h"
-#include "features/jobs/LogSink.h"
 #include "features/jobs/NvmeLogRequest.h"
+#include "features/jobs/base/LogSink.h"
 #include "features/nvme/FieldTree.h"
 #include "features/nvme/LogPages.h"
 #include "ostrel/core/Payload.h"

@@ -4,7 +4,7 @@
 #include <optional>
 #include <string>
 
-#include "features/jobs/Arguments.h"
+#include "features/jobs/base/Arguments.h"
 #include "ostrel/core/Status.h"
 
 namespace features::jobs {

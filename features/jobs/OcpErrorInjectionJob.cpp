@@ -4,8 +4,8 @@
 
 #include "features/jobs/FeatureAccess.h"
 #include "features/jobs/SafetyGate.h"
-#include "features/jobs/SetRequest.h"
 #include "features/jobs/VendorDialect.h"
+#include "features/jobs/base/SetRequest.h"
 #include "features/jobs/support/StatusDetails.h"
 #include "features/nvme/Opcodes.h"
 #include "ostrel/core/AttributeVocabulary.h"

@@ -3,7 +3,7 @@
 #include <vector>
 
 #include "features/jobs/ErrorInjectionList.h"
-#include "features/jobs/FeatureJob.h"
+#include "features/jobs/base/FeatureJob.h"
 
 namespace features::jobs {
 

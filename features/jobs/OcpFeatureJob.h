@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "features/jobs/FeatureJob.h"
+#include "features/jobs/base/FeatureJob.h"
 
 namespace features::jobs {
 

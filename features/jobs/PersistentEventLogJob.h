@@ -1,6 +1,6 @@
 #pragma once
 
-#include "features/jobs/DumpJob.h"
+#include "features/jobs/base/DumpJob.h"
 
 namespace features::jobs {
 

@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <string>
 
-#include "features/jobs/Arguments.h"
+#include "features/jobs/base/Arguments.h"
 #include "features/jobs/support/WaitClock.h"
 #include "features/nvme/ControllerCapabilities.h"
 #include "features/nvme/Drive.h"

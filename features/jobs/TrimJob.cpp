@@ -8,7 +8,7 @@
 #include "features/jobs/Namespaces.h"
 #include "features/jobs/Refusals.h"
 #include "features/jobs/SafetyGate.h"
-#include "features/jobs/SetRequest.h"
+#include "features/jobs/base/SetRequest.h"
 #include "features/jobs/support/StatusDetails.h"
 #include "features/nvme/Bytes.h"
 #include "features/nvme/NamespaceProperties.h"

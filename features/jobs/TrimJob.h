@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <vector>
 
-#include "features/jobs/FeatureJob.h"
+#include "features/jobs/base/FeatureJob.h"
 #include "features/nvme/ControllerCapabilities.h"
 #include "features/transport/HostCommand.h"
 

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "features/jobs/FeatureJob.h"
 #include "features/jobs/FirmwareModules.h"
+#include "features/jobs/base/FeatureJob.h"
 
 namespace features::jobs {
 

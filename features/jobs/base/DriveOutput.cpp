@@ -1,4 +1,4 @@
-#include "features/jobs/DriveOutput.h"
+#include "features/jobs/base/DriveOutput.h"
 
 #include <algorithm>
 

@@ -2,7 +2,7 @@
 
 #include <cerrno>
 
-#include "features/jobs/FeatureJob.h"
+#include "features/jobs/base/FeatureJob.h"
 #include "ostrel/core/AttributeVocabulary.h"
 #include "ostrel/interfaces/ostreli/interface/JobNames.h"
 #include "tests/unit/features/jobs/JobRun.h"

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "features/jobs/FeatureJob.h"
-#include "features/jobs/LogSink.h"
+#include "features/jobs/base/FeatureJob.h"
+#include "features/jobs/base/LogSink.h"
 
 namespace features::jobs {
 

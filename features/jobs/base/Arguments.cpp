@@ -1,4 +1,4 @@
-#include "features/jobs/Arguments.h"
+#include "features/jobs/base/Arguments.h"
 
 #include <cctype>
 #include <limits>

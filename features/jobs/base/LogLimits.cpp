@@ -1,4 +1,4 @@
-#include "features/jobs/LogLimits.h"
+#include "features/jobs/base/LogLimits.h"
 
 #include <algorithm>
 

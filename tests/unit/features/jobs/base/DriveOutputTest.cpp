@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "features/jobs/DriveOutput.h"
+#include "features/jobs/base/DriveOutput.h"
 #include "ostrel/core/AttributeVocabulary.h"
 #include "ostrel/core/Device.h"
 

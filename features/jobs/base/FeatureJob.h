@@ -5,8 +5,8 @@
 #include <string>
 #include <vector>
 
-#include "features/jobs/Arguments.h"
-#include "features/jobs/DriveOutput.h"
+#include "features/jobs/base/Arguments.h"
+#include "features/jobs/base/DriveOutput.h"
 #include "features/nvme/Drive.h"
 #include "ostrel/interfaces/ostreli/interface/Job.h"
 

@@ -1,6 +1,6 @@
 #include <gtest/gtest.h>
 
-#include "features/jobs/LogLimits.h"
+#include "features/jobs/base/LogLimits.h"
 #include "features/jobs/support/AvailableMemory.h"
 
 namespace features::jobs {

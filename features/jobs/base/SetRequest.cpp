@@ -1,4 +1,4 @@
-#include "features/jobs/SetRequest.h"
+#include "features/jobs/base/SetRequest.h"
 
 #include <optional>
 #include <string>

@@ -1,6 +1,6 @@
 #include <gtest/gtest.h>
 
-#include "features/jobs/Arguments.h"
+#include "features/jobs/base/Arguments.h"
 #include "ostrel/core/xml/XmlProperty.h"
 
 namespace features::jobs {

@@ -1,4 +1,4 @@
-#include "features/jobs/FeatureJob.h"
+#include "features/jobs/base/FeatureJob.h"
 
 #include <algorithm>
 #include <map>

@@ -1,6 +1,6 @@
-#include "features/jobs/DumpJob.h"
+#include "features/jobs/base/DumpJob.h"
 
-#include "features/jobs/LogLimits.h"
+#include "features/jobs/base/LogLimits.h"
 #include "features/jobs/support/StatusDetails.h"
 #include "ostrel/core/Attribute.h"
 #include "ostrel/core/ScopeTrace.h"

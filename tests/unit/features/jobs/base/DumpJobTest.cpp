@@ -6,7 +6,7 @@
 #include <map>
 #include <string>
 
-#include "features/jobs/DumpJob.h"
+#include "features/jobs/base/DumpJob.h"
 #include "ostrel/core/StatusCatalogue.h"
 #include "ostrel/interfaces/ostreli/interface/JobNames.h"
 #include "tests/support/ChildProcess.h"
