@@ -2,11 +2,11 @@
 
 #include <algorithm>
 
-#include "features/jobs/DriveFacts.h"
 #include "features/jobs/FeatureAccess.h"
-#include "features/jobs/Offers.h"
-#include "features/jobs/SafetyGate.h"
-#include "features/jobs/VendorDialect.h"
+#include "features/jobs/drive/DriveFacts.h"
+#include "features/jobs/drive/Offers.h"
+#include "features/jobs/drive/SafetyGate.h"
+#include "features/jobs/drive/VendorDialect.h"
 #include "features/jobs/support/InputFile.h"
 #include "features/jobs/support/StatusDetails.h"
 #include "features/nvme/Bytes.h"

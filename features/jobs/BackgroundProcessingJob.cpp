@@ -4,8 +4,8 @@
 #include <string>
 #include <vector>
 
-#include "features/jobs/LogReading.h"
-#include "features/jobs/VendorDialect.h"
+#include "features/jobs/drive/LogReading.h"
+#include "features/jobs/drive/VendorDialect.h"
 #include "features/nvme/Bytes.h"
 #include "features/nvme/ControllerCapabilities.h"
 #include "features/nvme/LogPages.h"

@@ -6,13 +6,13 @@
 #include <set>
 #include <vector>
 
-#include "features/jobs/CriticalWarnings.h"
 #include "features/jobs/DataIntegrity.h"
-#include "features/jobs/DriveFacts.h"
 #include "features/jobs/DriveLogs.h"
 #include "features/jobs/LogFolder.h"
-#include "features/jobs/LogReading.h"
 #include "features/jobs/ReadScan.h"
+#include "features/jobs/drive/CriticalWarnings.h"
+#include "features/jobs/drive/DriveFacts.h"
+#include "features/jobs/drive/LogReading.h"
 #include "features/nvme/Bytes.h"
 #include "features/nvme/OcpErrorRecovery.h"
 #include "features/nvme/Opcodes.h"

@@ -4,13 +4,13 @@
 #include <string>
 
 #include "features/jobs/FileSink.h"
-#include "features/jobs/LogReading.h"
 #include "features/jobs/LongLogs.h"
 #include "features/jobs/NvmeLogPage.h"
 #include "features/jobs/NvmeLogRequest.h"
-#include "features/jobs/Offers.h"
-#include "features/jobs/VendorDialect.h"
 #include "features/jobs/base/LogLimits.h"
+#include "features/jobs/drive/LogReading.h"
+#include "features/jobs/drive/Offers.h"
+#include "features/jobs/drive/VendorDialect.h"
 #include "features/jobs/support/StatusDetails.h"
 #include "features/nvme/FieldTree.h"
 #include "features/nvme/Identify.h"

@@ -4,8 +4,8 @@
 #include <iterator>
 #include <string>
 
-#include "features/jobs/LogReading.h"
-#include "features/jobs/Namespaces.h"
+#include "features/jobs/drive/LogReading.h"
+#include "features/jobs/drive/Namespaces.h"
 #include "features/jobs/support/ProgressLine.h"
 #include "features/jobs/support/StatusDetails.h"
 #include "features/nvme/ControllerCapabilities.h"

@@ -4,7 +4,7 @@
 #include <vector>
 
 #include "features/jobs/Alternatives.h"
-#include "features/jobs/LogReading.h"
+#include "features/jobs/drive/LogReading.h"
 #include "ostrel/core/Payload.h"
 #include "ostrel/core/ScopeTrace.h"
 

@@ -4,7 +4,7 @@
 
 #include <chrono>
 
-#include "features/jobs/LogReading.h"
+#include "features/jobs/drive/LogReading.h"
 #include "features/jobs/support/StateFolder.h"
 #include "features/nvme/Bytes.h"
 #include "features/nvme/FieldTree.h"

@@ -2,8 +2,8 @@
 
 #include <optional>
 
-#include "features/jobs/LogReading.h"
-#include "features/jobs/VendorDialect.h"
+#include "features/jobs/drive/LogReading.h"
+#include "features/jobs/drive/VendorDialect.h"
 #include "features/jobs/support/StatusDetails.h"
 #include "features/nvme/ControllerCapabilities.h"
 #include "ostrel/core/AttributeVocabulary.h"

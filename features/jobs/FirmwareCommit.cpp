@@ -1,8 +1,8 @@
 #include "features/jobs/FirmwareCommit.h"
 
-#include "features/jobs/ControllerReset.h"
-#include "features/jobs/LogReading.h"
-#include "features/jobs/Refusals.h"
+#include "features/jobs/drive/ControllerReset.h"
+#include "features/jobs/drive/LogReading.h"
+#include "features/jobs/drive/Refusals.h"
 #include "features/jobs/support/ProgressLine.h"
 #include "features/jobs/support/StatusDetails.h"
 #include "features/nvme/ControllerCapabilities.h"

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "features/jobs/LogReading.h"
+#include "features/jobs/drive/LogReading.h"
 #include "features/jobs/support/InputFile.h"
 #include "features/jobs/support/ProgressLine.h"
 #include "features/jobs/support/StatusDetails.h"

@@ -2,8 +2,8 @@
 
 #include <cstring>
 
-#include "features/jobs/ControllerReset.h"
-#include "features/jobs/LogReading.h"
+#include "features/jobs/drive/ControllerReset.h"
+#include "features/jobs/drive/LogReading.h"
 #include "features/nvme/Bytes.h"
 #include "features/nvme/LogPages.h"
 #include "features/nvme/Opcodes.h"

@@ -2,10 +2,10 @@
 
 #include <optional>
 
-#include "features/jobs/LogReading.h"
-#include "features/jobs/Refusals.h"
-#include "features/jobs/VendorDialect.h"
 #include "features/jobs/base/SetRequest.h"
+#include "features/jobs/drive/LogReading.h"
+#include "features/jobs/drive/Refusals.h"
+#include "features/jobs/drive/VendorDialect.h"
 #include "features/jobs/support/StatusDetails.h"
 #include "features/nvme/NvmeCommand.h"
 #include "features/nvme/StatusCodes.h"

@@ -3,11 +3,11 @@
 #include <algorithm>
 #include <limits>
 
-#include "features/jobs/LogReading.h"
-#include "features/jobs/Namespaces.h"
-#include "features/jobs/Refusals.h"
-#include "features/jobs/SafetyGate.h"
 #include "features/jobs/base/SetRequest.h"
+#include "features/jobs/drive/LogReading.h"
+#include "features/jobs/drive/Namespaces.h"
+#include "features/jobs/drive/Refusals.h"
+#include "features/jobs/drive/SafetyGate.h"
 #include "features/jobs/support/StatusDetails.h"
 #include "features/nvme/Bytes.h"
 #include "ostrel/core/AttributeVocabulary.h"

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <iterator>
 
-#include "features/jobs/CriticalWarnings.h"
+#include "features/jobs/drive/CriticalWarnings.h"
 #include "features/nvme/Bytes.h"
 #include "features/nvme/FieldTree.h"
 #include "features/nvme/LogPages.h"

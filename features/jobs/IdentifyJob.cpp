@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "features/jobs/Namespaces.h"
+#include "features/jobs/drive/Namespaces.h"
 #include "features/jobs/support/StatusDetails.h"
 #include "features/nvme/ControllerCapabilities.h"
 #include "features/nvme/Identify.h"

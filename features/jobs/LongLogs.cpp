@@ -2,8 +2,8 @@
 
 #include <string>
 
-#include "features/jobs/LogReading.h"
 #include "features/jobs/base/LogLimits.h"
+#include "features/jobs/drive/LogReading.h"
 #include "features/jobs/support/StatusDetails.h"
 #include "features/nvme/ControllerCapabilities.h"
 #include "features/nvme/Opcodes.h"

@@ -4,11 +4,11 @@
 #include <cctype>
 #include <string>
 
-#include "features/jobs/Namespaces.h"
-#include "features/jobs/Refusals.h"
-#include "features/jobs/SafetyGate.h"
-#include "features/jobs/VendorDialect.h"
 #include "features/jobs/base/SetRequest.h"
+#include "features/jobs/drive/Namespaces.h"
+#include "features/jobs/drive/Refusals.h"
+#include "features/jobs/drive/SafetyGate.h"
+#include "features/jobs/drive/VendorDialect.h"
 #include "features/jobs/support/StatusDetails.h"
 #include "features/nvme/Bytes.h"
 #include "features/nvme/ControllerCapabilities.h"

@@ -1,6 +1,6 @@
 #include "features/jobs/NamespaceCommands.h"
 
-#include "features/jobs/Refusals.h"
+#include "features/jobs/drive/Refusals.h"
 #include "features/nvme/Bytes.h"
 #include "features/nvme/Identify.h"
 #include "features/nvme/Opcodes.h"

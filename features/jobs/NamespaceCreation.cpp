@@ -5,10 +5,10 @@
 #include <numeric>
 #include <vector>
 
-#include "features/jobs/LogReading.h"
 #include "features/jobs/NamespaceCommands.h"
-#include "features/jobs/Namespaces.h"
 #include "features/jobs/base/SetRequest.h"
+#include "features/jobs/drive/LogReading.h"
+#include "features/jobs/drive/Namespaces.h"
 #include "features/jobs/support/StatusDetails.h"
 #include "features/nvme/Bytes.h"
 #include "features/nvme/Identify.h"

@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <string>
 
-#include "features/jobs/LogReading.h"
 #include "features/jobs/UseText.h"
+#include "features/jobs/drive/LogReading.h"
 #include "features/nvme/FieldTable.h"
 #include "features/nvme/NamespaceProperties.h"
 #include "features/nvme/Opcodes.h"

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "features/jobs/DriveFacts.h"
 #include "features/jobs/base/DriveOutput.h"
+#include "features/jobs/drive/DriveFacts.h"
 #include "ostrel/core/Status.h"
 
 namespace features::jobs {

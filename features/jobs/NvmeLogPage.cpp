@@ -3,12 +3,12 @@
 #include <algorithm>
 #include <vector>
 
-#include "features/jobs/LogReading.h"
 #include "features/jobs/LongLogs.h"
-#include "features/jobs/Offers.h"
 #include "features/jobs/VelkoLogJob.h"
-#include "features/jobs/VendorDialect.h"
 #include "features/jobs/base/LogLimits.h"
+#include "features/jobs/drive/LogReading.h"
+#include "features/jobs/drive/Offers.h"
+#include "features/jobs/drive/VendorDialect.h"
 #include "features/nvme/Bytes.h"
 #include "features/nvme/LogPages.h"
 #include "features/nvme/Opcodes.h"

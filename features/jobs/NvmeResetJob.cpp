@@ -1,6 +1,6 @@
 #include "features/jobs/NvmeResetJob.h"
 
-#include "features/jobs/ControllerReset.h"
+#include "features/jobs/drive/ControllerReset.h"
 #include "ostrel/core/ScopeTrace.h"
 #include "ostrel/interfaces/ostreli/interface/JobNames.h"
 

@@ -3,9 +3,9 @@
 #include <algorithm>
 
 #include "features/jobs/FeatureAccess.h"
-#include "features/jobs/SafetyGate.h"
-#include "features/jobs/VendorDialect.h"
 #include "features/jobs/base/SetRequest.h"
+#include "features/jobs/drive/SafetyGate.h"
+#include "features/jobs/drive/VendorDialect.h"
 #include "features/jobs/support/StatusDetails.h"
 #include "features/nvme/Opcodes.h"
 #include "ostrel/core/AttributeVocabulary.h"

@@ -1,6 +1,6 @@
 #include "features/jobs/PerformanceJob.h"
 
-#include "features/jobs/LogReading.h"
+#include "features/jobs/drive/LogReading.h"
 #include "features/nvme/SmartAttributes.h"
 #include "ostrel/core/ScopeTrace.h"
 #include "ostrel/interfaces/ostreli/interface/JobNames.h"

@@ -6,8 +6,8 @@
 
 #include "features/jobs/Alternatives.h"
 #include "features/jobs/FeatureSetting.h"
-#include "features/jobs/VendorDialect.h"
 #include "features/jobs/base/SetRequest.h"
+#include "features/jobs/drive/VendorDialect.h"
 #include "features/jobs/support/StatusDetails.h"
 #include "features/nvme/Bytes.h"
 #include "features/nvme/ControllerCapabilities.h"

@@ -5,7 +5,7 @@
 #include <memory>
 #include <mutex>
 
-#include "features/jobs/LogReading.h"
+#include "features/jobs/drive/LogReading.h"
 #include "features/jobs/support/ProgressLine.h"
 #include "features/jobs/support/SideBySide.h"
 #include "features/jobs/support/StatusDetails.h"

@@ -3,10 +3,10 @@
 #include <algorithm>
 #include <iterator>
 
-#include "features/jobs/LogReading.h"
-#include "features/jobs/Namespaces.h"
-#include "features/jobs/Refusals.h"
-#include "features/jobs/SafetyGate.h"
+#include "features/jobs/drive/LogReading.h"
+#include "features/jobs/drive/Namespaces.h"
+#include "features/jobs/drive/Refusals.h"
+#include "features/jobs/drive/SafetyGate.h"
 #include "features/jobs/support/ProgressLine.h"
 #include "features/jobs/support/StatusDetails.h"
 #include "features/nvme/Bytes.h"

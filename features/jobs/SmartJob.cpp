@@ -3,9 +3,9 @@
 #include <string>
 
 #include "features/jobs/FieldAttributes.h"
-#include "features/jobs/LogReading.h"
-#include "features/jobs/OcpSmartLog.h"
 #include "features/jobs/VelkoSmart.h"
+#include "features/jobs/drive/LogReading.h"
+#include "features/jobs/drive/OcpSmartLog.h"
 #include "features/nvme/LogPages.h"
 #include "features/nvme/SmartAttributes.h"
 #include "features/nvme/VelkoInterface.h"

@@ -2,8 +2,8 @@
 
 #include "features/jobs/FeatureAccess.h"
 #include "features/jobs/FeatureSetting.h"
-#include "features/jobs/Offers.h"
 #include "features/jobs/base/SetRequest.h"
+#include "features/jobs/drive/Offers.h"
 #include "features/jobs/support/StatusDetails.h"
 #include "features/nvme/Bytes.h"
 #include "features/nvme/Opcodes.h"

@@ -4,8 +4,8 @@
 #include <iterator>
 #include <stdexcept>
 
-#include "features/jobs/LogReading.h"
-#include "features/jobs/VendorDialect.h"
+#include "features/jobs/drive/LogReading.h"
+#include "features/jobs/drive/VendorDialect.h"
 #include "features/jobs/support/ProgressLine.h"
 #include "features/jobs/support/StatusDetails.h"
 #include "features/nvme/Bytes.h"

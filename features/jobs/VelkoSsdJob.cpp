@@ -3,10 +3,10 @@
 #include <optional>
 #include <string>
 
-#include "features/jobs/CriticalWarnings.h"
-#include "features/jobs/DriveFacts.h"
 #include "features/jobs/NamespaceDetails.h"
-#include "features/jobs/VendorDialect.h"
+#include "features/jobs/drive/CriticalWarnings.h"
+#include "features/jobs/drive/DriveFacts.h"
+#include "features/jobs/drive/VendorDialect.h"
 #include "features/jobs/support/StatusDetails.h"
 #include "features/nvme/Bytes.h"
 #include "features/nvme/FieldTree.h"

@@ -2,7 +2,7 @@
 
 #include <memory>
 
-#include "features/jobs/KnownLogPages.h"
+#include "features/jobs/drive/KnownLogPages.h"
 #include "tests/support/TemporaryFolder.h"
 
 namespace {

@@ -2,7 +2,7 @@
 
 #include <cstdint>
 
-#include "features/jobs/OcpSmartLog.h"
+#include "features/jobs/drive/OcpSmartLog.h"
 #include "features/nvme/Drive.h"
 #include "ostrel/core/Status.h"
 

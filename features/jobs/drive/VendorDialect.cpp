@@ -1,6 +1,6 @@
-#include "features/jobs/VendorDialect.h"
+#include "features/jobs/drive/VendorDialect.h"
 
-#include "features/jobs/LogReading.h"
+#include "features/jobs/drive/LogReading.h"
 #include "ostrel/core/AttributeVocabulary.h"
 #include "ostrel/core/ScopeTrace.h"
 #include "ostrel/core/StatusCatalogue.h"

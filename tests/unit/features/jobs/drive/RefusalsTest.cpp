@@ -1,6 +1,6 @@
 #include <gtest/gtest.h>
 
-#include "features/jobs/Refusals.h"
+#include "features/jobs/drive/Refusals.h"
 #include "ostrel/core/StatusCatalogue.h"
 #include "tests/support/fakedrive/FakeDrive.h"
 #include "tests/unit/features/jobs/Commands.h"

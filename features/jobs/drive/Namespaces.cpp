@@ -1,9 +1,9 @@
-#include "features/jobs/Namespaces.h"
+#include "features/jobs/drive/Namespaces.h"
 
 #include <string>
 
-#include "features/jobs/LogReading.h"
-#include "features/jobs/Refusals.h"
+#include "features/jobs/drive/LogReading.h"
+#include "features/jobs/drive/Refusals.h"
 #include "features/jobs/support/StatusDetails.h"
 #include "features/nvme/Identify.h"
 #include "features/nvme/NamespaceProperties.h"

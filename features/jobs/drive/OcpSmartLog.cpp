@@ -1,7 +1,7 @@
-#include "features/jobs/OcpSmartLog.h"
+#include "features/jobs/drive/OcpSmartLog.h"
 
-#include "features/jobs/KnownLogPages.h"
-#include "features/jobs/LogReading.h"
+#include "features/jobs/drive/KnownLogPages.h"
+#include "features/jobs/drive/LogReading.h"
 #include "features/nvme/ControllerCapabilities.h"
 #include "features/nvme/Identify.h"
 #include "features/nvme/LogPages.h"

@@ -1,9 +1,9 @@
-#include "features/jobs/Offers.h"
+#include "features/jobs/drive/Offers.h"
 
 #include <algorithm>
 #include <iterator>
 
-#include "features/jobs/LogReading.h"
+#include "features/jobs/drive/LogReading.h"
 #include "features/jobs/support/StatusDetails.h"
 #include "features/nvme/Bytes.h"
 #include "features/nvme/ControllerCapabilities.h"

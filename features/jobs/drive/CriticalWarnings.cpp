@@ -1,4 +1,4 @@
-#include "features/jobs/CriticalWarnings.h"
+#include "features/jobs/drive/CriticalWarnings.h"
 
 #include <iterator>
 

@@ -1,4 +1,4 @@
-#include "features/jobs/LogReading.h"
+#include "features/jobs/drive/LogReading.h"
 
 #include <algorithm>
 

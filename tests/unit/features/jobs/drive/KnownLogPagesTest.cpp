@@ -3,7 +3,7 @@
 
 #include <filesystem>
 
-#include "features/jobs/KnownLogPages.h"
+#include "features/jobs/drive/KnownLogPages.h"
 #include "ostrel/core/AttributeVocabulary.h"
 #include "tests/support/Golden.h"
 #include "tests/support/TemporaryFolder.h"

@@ -1,6 +1,6 @@
 #include <gtest/gtest.h>
 
-#include "features/jobs/DriveFacts.h"
+#include "features/jobs/drive/DriveFacts.h"
 #include "ostrel/core/AttributeVocabulary.h"
 #include "tests/support/fakedrive/FakeDrive.h"
 #include "tests/unit/features/jobs/Commands.h"

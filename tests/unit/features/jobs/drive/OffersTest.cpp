@@ -2,7 +2,7 @@
 
 #include <initializer_list>
 
-#include "features/jobs/Offers.h"
+#include "features/jobs/drive/Offers.h"
 #include "features/nvme/VelkoLogPages.h"
 #include "ostrel/core/StatusCatalogue.h"
 #include "tests/support/fakedrive/FakeDrive.h"

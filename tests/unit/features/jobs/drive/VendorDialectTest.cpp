@@ -2,7 +2,7 @@
 
 #include <cerrno>
 
-#include "features/jobs/VendorDialect.h"
+#include "features/jobs/drive/VendorDialect.h"
 #include "ostrel/core/AttributeVocabulary.h"
 #include "tests/support/fakedrive/FakeDrive.h"
 #include "tests/unit/features/jobs/Models.h"

@@ -1,7 +1,7 @@
 #include <gtest/gtest.h>
 
-#include "features/jobs/KnownLogPages.h"
-#include "features/jobs/OcpSmartLog.h"
+#include "features/jobs/drive/KnownLogPages.h"
+#include "features/jobs/drive/OcpSmartLog.h"
 #include "tests/support/fakedrive/FakeDrive.h"
 #include "tests/unit/features/jobs/Commands.h"
 #include "tests/unit/features/jobs/OcpLog.h"

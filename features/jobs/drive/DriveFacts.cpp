@@ -1,10 +1,10 @@
-#include "features/jobs/DriveFacts.h"
+#include "features/jobs/drive/DriveFacts.h"
 
 #include <algorithm>
 
-#include "features/jobs/LogReading.h"
-#include "features/jobs/Namespaces.h"
-#include "features/jobs/OcpSmartLog.h"
+#include "features/jobs/drive/LogReading.h"
+#include "features/jobs/drive/Namespaces.h"
+#include "features/jobs/drive/OcpSmartLog.h"
 #include "features/nvme/Opcodes.h"
 #include "ostrel/core/ScopeTrace.h"
 

@@ -1,6 +1,6 @@
 #include <gtest/gtest.h>
 
-#include "features/jobs/SafetyGate.h"
+#include "features/jobs/drive/SafetyGate.h"
 #include "ostrel/core/CommandPath.h"
 #include "ostrel/core/CommandResult.h"
 #include "tests/support/fakedrive/FakeDrive.h"

@@ -1,4 +1,4 @@
-#include "features/jobs/SafetyGate.h"
+#include "features/jobs/drive/SafetyGate.h"
 
 #include <string>
 

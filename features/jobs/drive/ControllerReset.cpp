@@ -1,4 +1,4 @@
-#include "features/jobs/ControllerReset.h"
+#include "features/jobs/drive/ControllerReset.h"
 
 #include "features/jobs/support/StatusDetails.h"
 #include "features/nvme/Bytes.h"

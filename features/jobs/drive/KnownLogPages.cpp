@@ -1,4 +1,4 @@
-#include "features/jobs/KnownLogPages.h"
+#include "features/jobs/drive/KnownLogPages.h"
 
 #include <algorithm>
 #include <filesystem>

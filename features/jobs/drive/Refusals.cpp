@@ -1,8 +1,8 @@
-#include "features/jobs/Refusals.h"
+#include "features/jobs/drive/Refusals.h"
 
 #include <algorithm>
 
-#include "features/jobs/LogReading.h"
+#include "features/jobs/drive/LogReading.h"
 #include "features/jobs/support/StatusDetails.h"
 #include "ostrel/core/ScopeTrace.h"
 
