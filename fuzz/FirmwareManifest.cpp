@@ -1,5 +1,5 @@
 // The manifest of a firmware module: whatever it says, a path never leaves its folder.
-#include "features/jobs/FirmwareManifest.h"
+#include "features/jobs/firmware/FirmwareManifest.h"
 
 #include <cstdint>
 #include <string>

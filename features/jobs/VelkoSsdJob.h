@@ -1,7 +1,7 @@
 #pragma once
 
-#include "features/jobs/FirmwareModules.h"
 #include "features/jobs/base/FeatureJob.h"
+#include "features/jobs/firmware/FirmwareModules.h"
 
 namespace features::jobs {
 

@@ -6,11 +6,11 @@
 
 #include "features/jobs/DataIntegrity.h"
 #include "features/jobs/DriveSelfTestJob.h"
-#include "features/jobs/FirmwareImage.h"
 #include "features/jobs/FormatJob.h"
 #include "features/jobs/ReadScan.h"
 #include "features/jobs/TelemetryLogJob.h"
 #include "features/jobs/VelkoLogJob.h"
+#include "features/jobs/firmware/FirmwareImage.h"
 #include "features/jobs/support/ProgressLine.h"
 #include "ostrel/interfaces/ostreli/interface/JobNames.h"
 #include "tests/support/TemporaryFolder.h"
@@ -18,9 +18,9 @@
 #include "tests/support/fakedrive/MediaDrive.h"
 #include "tests/unit/features/jobs/Commands.h"
 #include "tests/unit/features/jobs/FakeClock.h"
-#include "tests/unit/features/jobs/FirmwareCommands.h"
 #include "tests/unit/features/jobs/JobRun.h"
 #include "tests/unit/features/jobs/Models.h"
+#include "tests/unit/features/jobs/firmware/FirmwareCommands.h"
 
 namespace features::jobs {
 namespace {

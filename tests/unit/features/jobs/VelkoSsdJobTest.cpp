@@ -8,9 +8,9 @@
 #include "tests/support/Golden.h"
 #include "tests/unit/features/jobs/Commands.h"
 #include "tests/unit/features/jobs/JobRun.h"
-#include "tests/unit/features/jobs/ModuleFolder.h"
 #include "tests/unit/features/jobs/OcpLog.h"
 #include "tests/unit/features/jobs/UsedNamespaces.h"
+#include "tests/unit/features/jobs/firmware/ModuleFolder.h"
 
 namespace features::jobs {
 namespace {

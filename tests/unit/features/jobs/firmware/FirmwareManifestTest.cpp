@@ -1,6 +1,6 @@
 #include <gtest/gtest.h>
 
-#include "features/jobs/FirmwareManifest.h"
+#include "features/jobs/firmware/FirmwareManifest.h"
 
 namespace features::jobs {
 namespace {

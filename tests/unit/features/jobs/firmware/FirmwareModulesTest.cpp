@@ -4,8 +4,8 @@
 
 #include <filesystem>
 
-#include "features/jobs/FirmwareModules.h"
-#include "tests/unit/features/jobs/ModuleFolder.h"
+#include "features/jobs/firmware/FirmwareModules.h"
+#include "tests/unit/features/jobs/firmware/ModuleFolder.h"
 
 namespace features::jobs {
 namespace {

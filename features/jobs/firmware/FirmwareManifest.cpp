@@ -1,4 +1,4 @@
-#include "features/jobs/FirmwareManifest.h"
+#include "features/jobs/firmware/FirmwareManifest.h"
 
 #include <boost/property_tree/json_parser.hpp>
 #include <boost/property_tree/ptree.hpp>

@@ -1,11 +1,11 @@
-#include "features/jobs/FirmwareModules.h"
+#include "features/jobs/firmware/FirmwareModules.h"
 
 #include <algorithm>
 #include <cerrno>
 #include <filesystem>
 #include <tuple>
 
-#include "features/jobs/FirmwareImage.h"
+#include "features/jobs/firmware/FirmwareImage.h"
 #include "features/jobs/support/InputFile.h"
 #include "features/jobs/support/Sha256.h"
 #include "features/jobs/support/StatusDetails.h"

@@ -1,4 +1,4 @@
-#include "features/jobs/FirmwareImage.h"
+#include "features/jobs/firmware/FirmwareImage.h"
 
 #include <algorithm>
 

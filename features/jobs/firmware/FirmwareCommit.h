@@ -4,9 +4,9 @@
 #include <optional>
 #include <string>
 
-#include "features/jobs/FirmwareState.h"
 #include "features/jobs/base/Arguments.h"
 #include "features/jobs/base/DriveOutput.h"
+#include "features/jobs/firmware/FirmwareState.h"
 #include "features/nvme/Drive.h"
 #include "ostrel/core/Status.h"
 

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "features/jobs/FirmwareCommit.h"
 #include "features/jobs/base/FeatureJob.h"
+#include "features/jobs/firmware/FirmwareCommit.h"
 
 namespace features::jobs {
 

@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "features/jobs/FirmwareManifest.h"
+#include "features/jobs/firmware/FirmwareManifest.h"
 #include "ostrel/core/Status.h"
 
 namespace features::jobs {

@@ -1,4 +1,4 @@
-#include "features/jobs/FirmwareActivateJob.h"
+#include "features/jobs/firmware/FirmwareActivateJob.h"
 
 #include "features/jobs/support/StatusDetails.h"
 #include "ostrel/core/ScopeTrace.h"

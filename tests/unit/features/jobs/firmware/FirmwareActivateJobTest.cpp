@@ -1,9 +1,9 @@
 #include <gtest/gtest.h>
 
-#include "features/jobs/FirmwareActivateJob.h"
+#include "features/jobs/firmware/FirmwareActivateJob.h"
 #include "ostrel/interfaces/ostreli/interface/JobNames.h"
-#include "tests/unit/features/jobs/FirmwareAnswers.h"
-#include "tests/unit/features/jobs/FirmwareCommands.h"
+#include "tests/unit/features/jobs/firmware/FirmwareAnswers.h"
+#include "tests/unit/features/jobs/firmware/FirmwareCommands.h"
 
 namespace features::jobs {
 namespace {

@@ -1,8 +1,8 @@
 #pragma once
 
-#include "features/jobs/FirmwareCommit.h"
-#include "features/jobs/FirmwareModules.h"
 #include "features/jobs/base/FeatureJob.h"
+#include "features/jobs/firmware/FirmwareCommit.h"
+#include "features/jobs/firmware/FirmwareModules.h"
 
 namespace features::jobs {
 

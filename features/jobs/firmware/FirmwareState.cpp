@@ -1,4 +1,4 @@
-#include "features/jobs/FirmwareState.h"
+#include "features/jobs/firmware/FirmwareState.h"
 
 #include <cstring>
 

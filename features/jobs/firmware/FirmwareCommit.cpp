@@ -1,4 +1,4 @@
-#include "features/jobs/FirmwareCommit.h"
+#include "features/jobs/firmware/FirmwareCommit.h"
 
 #include "features/jobs/drive/ControllerReset.h"
 #include "features/jobs/drive/LogReading.h"

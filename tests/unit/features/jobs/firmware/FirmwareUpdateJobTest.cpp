@@ -3,12 +3,12 @@
 
 #include <filesystem>
 
-#include "features/jobs/FirmwareUpdateJob.h"
+#include "features/jobs/firmware/FirmwareUpdateJob.h"
 #include "ostrel/interfaces/ostreli/interface/JobNames.h"
 #include "tests/unit/features/jobs/Commands.h"
-#include "tests/unit/features/jobs/FirmwareAnswers.h"
-#include "tests/unit/features/jobs/FirmwareCommands.h"
-#include "tests/unit/features/jobs/ModuleFolder.h"
+#include "tests/unit/features/jobs/firmware/FirmwareAnswers.h"
+#include "tests/unit/features/jobs/firmware/FirmwareCommands.h"
+#include "tests/unit/features/jobs/firmware/ModuleFolder.h"
 
 namespace features::jobs {
 namespace {

@@ -3,11 +3,11 @@
 
 #include <filesystem>
 
-#include "features/jobs/FirmwareImage.h"
+#include "features/jobs/firmware/FirmwareImage.h"
 #include "ostrel/core/StatusCatalogue.h"
 #include "tests/support/TemporaryFolder.h"
 #include "tests/unit/features/jobs/Commands.h"
-#include "tests/unit/features/jobs/FirmwareCommands.h"
+#include "tests/unit/features/jobs/firmware/FirmwareCommands.h"
 
 namespace features::jobs {
 namespace {

@@ -1,6 +1,6 @@
-#include "features/jobs/FirmwareUpdateJob.h"
+#include "features/jobs/firmware/FirmwareUpdateJob.h"
 
-#include "features/jobs/FirmwareImage.h"
+#include "features/jobs/firmware/FirmwareImage.h"
 #include "features/jobs/support/StatusDetails.h"
 #include "features/nvme/Bytes.h"
 #include "ostrel/core/AttributeVocabulary.h"
