@@ -11,7 +11,7 @@
 
 #include "features/jobs/FieldAttributes.h"
 #include "features/jobs/HealthMetricsJob.h"
-#include "features/jobs/VelkoSsdJob.h"
+#include "features/jobs/inventory/VelkoSsdJob.h"
 #include "features/nvme/SmartAttributes.h"
 #include "features/nvme/Structures.h"
 #include "features/parsers/Structures.h"

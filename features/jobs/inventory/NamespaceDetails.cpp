@@ -1,10 +1,10 @@
-#include "features/jobs/NamespaceDetails.h"
+#include "features/jobs/inventory/NamespaceDetails.h"
 
 #include <algorithm>
 #include <string>
 
-#include "features/jobs/UseText.h"
 #include "features/jobs/drive/LogReading.h"
+#include "features/jobs/inventory/UseText.h"
 #include "features/nvme/FieldTable.h"
 #include "features/nvme/NamespaceProperties.h"
 #include "features/nvme/Opcodes.h"

@@ -1,4 +1,4 @@
-#include "features/jobs/IdentifyJob.h"
+#include "features/jobs/inventory/IdentifyJob.h"
 
 #include <algorithm>
 #include <iterator>

@@ -1,9 +1,9 @@
-#include "features/jobs/PartitionInformationJob.h"
+#include "features/jobs/inventory/PartitionInformationJob.h"
 
 #include <string>
 #include <utility>
 
-#include "features/jobs/UseText.h"
+#include "features/jobs/inventory/UseText.h"
 #include "features/transport/HostCommand.h"
 #include "ostrel/core/AttributeVocabulary.h"
 #include "ostrel/core/CommandResult.h"

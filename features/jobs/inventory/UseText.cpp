@@ -1,4 +1,4 @@
-#include "features/jobs/UseText.h"
+#include "features/jobs/inventory/UseText.h"
 
 #include "ostrel/core/ScopeTrace.h"
 

@@ -2,7 +2,7 @@
 
 #include <filesystem>
 
-#include "features/jobs/VelkoSsdJob.h"
+#include "features/jobs/inventory/VelkoSsdJob.h"
 #include "ostrel/core/AttributeVocabulary.h"
 #include "ostrel/interfaces/ostreli/interface/JobNames.h"
 #include "tests/support/Golden.h"

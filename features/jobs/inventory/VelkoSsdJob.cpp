@@ -1,12 +1,12 @@
-#include "features/jobs/VelkoSsdJob.h"
+#include "features/jobs/inventory/VelkoSsdJob.h"
 
 #include <optional>
 #include <string>
 
-#include "features/jobs/NamespaceDetails.h"
 #include "features/jobs/drive/CriticalWarnings.h"
 #include "features/jobs/drive/DriveFacts.h"
 #include "features/jobs/drive/VendorDialect.h"
+#include "features/jobs/inventory/NamespaceDetails.h"
 #include "features/jobs/support/StatusDetails.h"
 #include "features/nvme/Bytes.h"
 #include "features/nvme/FieldTree.h"

@@ -1,6 +1,6 @@
 #include <gtest/gtest.h>
 
-#include "features/jobs/IdentifyJob.h"
+#include "features/jobs/inventory/IdentifyJob.h"
 #include "ostrel/core/AttributeVocabulary.h"
 #include "ostrel/interfaces/ostreli/interface/JobNames.h"
 #include "tests/support/Golden.h"
