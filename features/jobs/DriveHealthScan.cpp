@@ -7,12 +7,12 @@
 #include <vector>
 
 #include "features/jobs/DataIntegrity.h"
-#include "features/jobs/DriveLogs.h"
-#include "features/jobs/LogFolder.h"
 #include "features/jobs/ReadScan.h"
 #include "features/jobs/drive/CriticalWarnings.h"
 #include "features/jobs/drive/DriveFacts.h"
 #include "features/jobs/drive/LogReading.h"
+#include "features/jobs/logs/DriveLogs.h"
+#include "features/jobs/logs/LogFolder.h"
 #include "features/nvme/Bytes.h"
 #include "features/nvme/OcpErrorRecovery.h"
 #include "features/nvme/Opcodes.h"

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "features/jobs/LogFolder.h"
+#include "features/jobs/logs/LogFolder.h"
 #include "features/jobs/support/StatusDetails.h"
 #include "features/jobs/support/SystemInformation.h"
 #include "ostrel/core/AttributeVocabulary.h"

@@ -1,4 +1,4 @@
-#include "features/jobs/LongLogs.h"
+#include "features/jobs/logs/LongLogs.h"
 
 #include <string>
 

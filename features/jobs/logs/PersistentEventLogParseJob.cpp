@@ -1,7 +1,7 @@
-#include "features/jobs/PersistentEventLogParseJob.h"
+#include "features/jobs/logs/PersistentEventLogParseJob.h"
 
-#include "features/jobs/LongLogs.h"
 #include "features/jobs/base/LogLimits.h"
+#include "features/jobs/logs/LongLogs.h"
 #include "features/jobs/support/InputFile.h"
 #include "features/jobs/support/StatusDetails.h"
 #include "features/nvme/Opcodes.h"

@@ -1,4 +1,4 @@
-#include "features/jobs/FileSink.h"
+#include "features/jobs/logs/FileSink.h"
 
 #include "ostrel/core/ScopeTrace.h"
 

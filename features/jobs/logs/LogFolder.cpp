@@ -1,4 +1,4 @@
-#include "features/jobs/LogFolder.h"
+#include "features/jobs/logs/LogFolder.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>

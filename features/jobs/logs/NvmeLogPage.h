@@ -4,9 +4,9 @@
 #include <optional>
 #include <string>
 
-#include "features/jobs/NvmeLogRequest.h"
 #include "features/jobs/base/LogSink.h"
 #include "features/jobs/drive/DriveFacts.h"
+#include "features/jobs/logs/NvmeLogRequest.h"
 #include "features/nvme/FieldTree.h"
 #include "features/nvme/LogPages.h"
 #include "ostrel/core/Payload.h"

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "features/jobs/LogFolder.h"
 #include "features/jobs/drive/DriveFacts.h"
+#include "features/jobs/logs/LogFolder.h"
 #include "features/nvme/FieldTree.h"
 #include "ostrel/core/Status.h"
 

@@ -6,8 +6,8 @@
 #include <string>
 #include <vector>
 
-#include "features/jobs/FileSink.h"
-#include "features/jobs/LogFolder.h"
+#include "features/jobs/logs/FileSink.h"
+#include "features/jobs/logs/LogFolder.h"
 #include "tests/support/TemporaryFolder.h"
 
 namespace features::jobs {

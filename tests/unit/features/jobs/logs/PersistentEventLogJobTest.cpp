@@ -1,7 +1,7 @@
 #include <gtest/gtest.h>
 
-#include "features/jobs/PersistentEventLogJob.h"
-#include "features/jobs/PersistentEventLogParseJob.h"
+#include "features/jobs/logs/PersistentEventLogJob.h"
+#include "features/jobs/logs/PersistentEventLogParseJob.h"
 #include "ostrel/core/Strings.h"
 #include "ostrel/interfaces/ostreli/interface/JobNames.h"
 #include "tests/support/TemporaryFolder.h"

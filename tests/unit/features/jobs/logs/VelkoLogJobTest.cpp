@@ -2,7 +2,7 @@
 
 #include <stdexcept>
 
-#include "features/jobs/VelkoLogJob.h"
+#include "features/jobs/logs/VelkoLogJob.h"
 #include "ostrel/interfaces/ostreli/interface/JobNames.h"
 #include "tests/unit/features/jobs/Commands.h"
 #include "tests/unit/features/jobs/JobRun.h"

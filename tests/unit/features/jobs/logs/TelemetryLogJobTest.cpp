@@ -1,6 +1,6 @@
 #include <gtest/gtest.h>
 
-#include "features/jobs/TelemetryLogJob.h"
+#include "features/jobs/logs/TelemetryLogJob.h"
 #include "ostrel/core/Strings.h"
 #include "ostrel/interfaces/ostreli/interface/JobNames.h"
 #include "tests/unit/features/jobs/Commands.h"

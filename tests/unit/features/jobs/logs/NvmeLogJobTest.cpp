@@ -2,7 +2,7 @@
 
 #include <filesystem>
 
-#include "features/jobs/NvmeLogJob.h"
+#include "features/jobs/logs/NvmeLogJob.h"
 #include "ostrel/core/AttributeVocabulary.h"
 #include "ostrel/interfaces/ostreli/interface/JobNames.h"
 #include "tests/support/Golden.h"

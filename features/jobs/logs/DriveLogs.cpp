@@ -1,16 +1,16 @@
-#include "features/jobs/DriveLogs.h"
+#include "features/jobs/logs/DriveLogs.h"
 
 #include <cerrno>
 #include <string>
 
-#include "features/jobs/FileSink.h"
-#include "features/jobs/LongLogs.h"
-#include "features/jobs/NvmeLogPage.h"
-#include "features/jobs/NvmeLogRequest.h"
 #include "features/jobs/base/LogLimits.h"
 #include "features/jobs/drive/LogReading.h"
 #include "features/jobs/drive/Offers.h"
 #include "features/jobs/drive/VendorDialect.h"
+#include "features/jobs/logs/FileSink.h"
+#include "features/jobs/logs/LongLogs.h"
+#include "features/jobs/logs/NvmeLogPage.h"
+#include "features/jobs/logs/NvmeLogRequest.h"
 #include "features/jobs/support/StatusDetails.h"
 #include "features/nvme/FieldTree.h"
 #include "features/nvme/Identify.h"

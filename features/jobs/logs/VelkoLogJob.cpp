@@ -1,4 +1,4 @@
-#include "features/jobs/VelkoLogJob.h"
+#include "features/jobs/logs/VelkoLogJob.h"
 
 #include <algorithm>
 #include <iterator>

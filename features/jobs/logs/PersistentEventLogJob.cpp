@@ -1,6 +1,6 @@
-#include "features/jobs/PersistentEventLogJob.h"
+#include "features/jobs/logs/PersistentEventLogJob.h"
 
-#include "features/jobs/LongLogs.h"
+#include "features/jobs/logs/LongLogs.h"
 #include "features/jobs/support/StatusDetails.h"
 #include "features/nvme/Opcodes.h"
 #include "features/parsers/PersistentEventLog.h"

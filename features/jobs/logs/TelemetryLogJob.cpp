@@ -1,6 +1,6 @@
-#include "features/jobs/TelemetryLogJob.h"
+#include "features/jobs/logs/TelemetryLogJob.h"
 
-#include "features/jobs/LongLogs.h"
+#include "features/jobs/logs/LongLogs.h"
 #include "features/nvme/Opcodes.h"
 #include "features/parsers/TelemetryHeader.h"
 #include "ostrel/core/AttributeVocabulary.h"

@@ -1,14 +1,14 @@
-#include "features/jobs/NvmeLogPage.h"
+#include "features/jobs/logs/NvmeLogPage.h"
 
 #include <algorithm>
 #include <vector>
 
-#include "features/jobs/LongLogs.h"
-#include "features/jobs/VelkoLogJob.h"
 #include "features/jobs/base/LogLimits.h"
 #include "features/jobs/drive/LogReading.h"
 #include "features/jobs/drive/Offers.h"
 #include "features/jobs/drive/VendorDialect.h"
+#include "features/jobs/logs/LongLogs.h"
+#include "features/jobs/logs/VelkoLogJob.h"
 #include "features/nvme/Bytes.h"
 #include "features/nvme/LogPages.h"
 #include "features/nvme/Opcodes.h"
