@@ -9,8 +9,8 @@
 #include <string>
 #include <vector>
 
-#include "features/jobs/FieldAttributes.h"
-#include "features/jobs/HealthMetricsJob.h"
+#include "features/jobs/health/FieldAttributes.h"
+#include "features/jobs/health/HealthMetricsJob.h"
 #include "features/jobs/inventory/VelkoSsdJob.h"
 #include "features/nvme/SmartAttributes.h"
 #include "features/nvme/Structures.h"

@@ -5,10 +5,10 @@
 #include <thread>
 
 #include "features/jobs/DataIntegrity.h"
-#include "features/jobs/DriveSelfTestJob.h"
 #include "features/jobs/FormatJob.h"
 #include "features/jobs/ReadScan.h"
 #include "features/jobs/firmware/FirmwareImage.h"
+#include "features/jobs/health/DriveSelfTestJob.h"
 #include "features/jobs/logs/TelemetryLogJob.h"
 #include "features/jobs/logs/VelkoLogJob.h"
 #include "features/jobs/support/ProgressLine.h"

@@ -1,4 +1,4 @@
-#include "features/jobs/EnduranceBaselines.h"
+#include "features/jobs/health/EnduranceBaselines.h"
 
 #include <cerrno>
 #include <filesystem>

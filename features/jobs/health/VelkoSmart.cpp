@@ -1,8 +1,8 @@
-#include "features/jobs/VelkoSmart.h"
+#include "features/jobs/health/VelkoSmart.h"
 
-#include "features/jobs/FieldAttributes.h"
 #include "features/jobs/drive/LogReading.h"
 #include "features/jobs/drive/VendorDialect.h"
+#include "features/jobs/health/FieldAttributes.h"
 #include "features/nvme/VelkoInterface.h"
 #include "features/nvme/VelkoLogPages.h"
 #include "ostrel/core/ScopeTrace.h"

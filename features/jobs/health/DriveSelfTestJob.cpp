@@ -1,4 +1,4 @@
-#include "features/jobs/DriveSelfTestJob.h"
+#include "features/jobs/health/DriveSelfTestJob.h"
 
 #include <algorithm>
 #include <iterator>

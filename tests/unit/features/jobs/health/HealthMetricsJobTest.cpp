@@ -1,7 +1,7 @@
 #include <gtest/gtest.h>
 
-#include "features/jobs/HealthMetricsJob.h"
 #include "features/jobs/drive/CriticalWarnings.h"
+#include "features/jobs/health/HealthMetricsJob.h"
 #include "ostrel/interfaces/ostreli/interface/JobNames.h"
 #include "tests/unit/features/jobs/Commands.h"
 #include "tests/unit/features/jobs/JobRun.h"

@@ -3,8 +3,8 @@
 #include <cstdint>
 #include <string>
 
-#include "features/jobs/EnduranceBaselines.h"
 #include "features/jobs/base/FeatureJob.h"
+#include "features/jobs/health/EnduranceBaselines.h"
 
 namespace features::jobs {
 

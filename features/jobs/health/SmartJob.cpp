@@ -1,11 +1,11 @@
-#include "features/jobs/SmartJob.h"
+#include "features/jobs/health/SmartJob.h"
 
 #include <string>
 
-#include "features/jobs/FieldAttributes.h"
-#include "features/jobs/VelkoSmart.h"
 #include "features/jobs/drive/LogReading.h"
 #include "features/jobs/drive/OcpSmartLog.h"
+#include "features/jobs/health/FieldAttributes.h"
+#include "features/jobs/health/VelkoSmart.h"
 #include "features/nvme/LogPages.h"
 #include "features/nvme/SmartAttributes.h"
 #include "features/nvme/VelkoInterface.h"

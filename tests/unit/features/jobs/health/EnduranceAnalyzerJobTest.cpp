@@ -3,7 +3,7 @@
 
 #include <filesystem>
 
-#include "features/jobs/EnduranceAnalyzerJob.h"
+#include "features/jobs/health/EnduranceAnalyzerJob.h"
 #include "ostrel/interfaces/ostreli/interface/JobNames.h"
 #include "tests/support/TemporaryFolder.h"
 #include "tests/unit/features/jobs/Commands.h"

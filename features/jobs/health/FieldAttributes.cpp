@@ -1,4 +1,4 @@
-#include "features/jobs/FieldAttributes.h"
+#include "features/jobs/health/FieldAttributes.h"
 
 #include <cctype>
 

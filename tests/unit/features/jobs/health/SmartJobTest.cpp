@@ -1,6 +1,6 @@
 #include <gtest/gtest.h>
 
-#include "features/jobs/SmartJob.h"
+#include "features/jobs/health/SmartJob.h"
 #include "ostrel/interfaces/ostreli/interface/JobNames.h"
 #include "tests/support/Golden.h"
 #include "tests/unit/features/jobs/Commands.h"

@@ -1,4 +1,4 @@
-#include "features/jobs/EnduranceAnalyzerJob.h"
+#include "features/jobs/health/EnduranceAnalyzerJob.h"
 
 #include <boost/multiprecision/cpp_int.hpp>
 

@@ -1,9 +1,9 @@
-#include "features/jobs/HealthMetricsJob.h"
+#include "features/jobs/health/HealthMetricsJob.h"
 
-#include "features/jobs/VelkoSmart.h"
 #include "features/jobs/drive/CriticalWarnings.h"
 #include "features/jobs/drive/LogReading.h"
 #include "features/jobs/drive/OcpSmartLog.h"
+#include "features/jobs/health/VelkoSmart.h"
 #include "features/nvme/SmartAttributes.h"
 #include "ostrel/core/AttributeVocabulary.h"
 #include "ostrel/core/ScopeTrace.h"

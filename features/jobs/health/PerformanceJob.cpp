@@ -1,4 +1,4 @@
-#include "features/jobs/PerformanceJob.h"
+#include "features/jobs/health/PerformanceJob.h"
 
 #include "features/jobs/drive/LogReading.h"
 #include "features/nvme/SmartAttributes.h"
