@@ -4,7 +4,7 @@
 #include <set>
 #include <utility>
 
-#include "features/jobs/DriveHealthScan.h"
+#include "features/jobs/health/scan/DriveHealthScan.h"
 #include "features/jobs/support/StatusDetails.h"
 #include "features/library/JobTable.h"
 #include "ostrel/core/AttributeVocabulary.h"

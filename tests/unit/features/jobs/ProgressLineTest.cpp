@@ -4,11 +4,11 @@
 #include <string>
 #include <thread>
 
-#include "features/jobs/DataIntegrity.h"
 #include "features/jobs/FormatJob.h"
-#include "features/jobs/ReadScan.h"
 #include "features/jobs/firmware/FirmwareImage.h"
 #include "features/jobs/health/DriveSelfTestJob.h"
+#include "features/jobs/health/scan/DataIntegrity.h"
+#include "features/jobs/health/scan/ReadScan.h"
 #include "features/jobs/logs/TelemetryLogJob.h"
 #include "features/jobs/logs/VelkoLogJob.h"
 #include "features/jobs/support/ProgressLine.h"

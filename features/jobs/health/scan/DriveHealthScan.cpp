@@ -1,4 +1,4 @@
-#include "features/jobs/DriveHealthScan.h"
+#include "features/jobs/health/scan/DriveHealthScan.h"
 
 #include <sys/stat.h>
 
@@ -6,11 +6,11 @@
 #include <set>
 #include <vector>
 
-#include "features/jobs/DataIntegrity.h"
-#include "features/jobs/ReadScan.h"
 #include "features/jobs/drive/CriticalWarnings.h"
 #include "features/jobs/drive/DriveFacts.h"
 #include "features/jobs/drive/LogReading.h"
+#include "features/jobs/health/scan/DataIntegrity.h"
+#include "features/jobs/health/scan/ReadScan.h"
 #include "features/jobs/logs/DriveLogs.h"
 #include "features/jobs/logs/LogFolder.h"
 #include "features/nvme/Bytes.h"

@@ -3,8 +3,8 @@
 #include <ctime>
 #include <functional>
 
-#include "features/jobs/DriveHealthScan.h"
 #include "features/jobs/base/FeatureJob.h"
+#include "features/jobs/health/scan/DriveHealthScan.h"
 
 namespace features::jobs {
 

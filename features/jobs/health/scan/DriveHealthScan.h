@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <string>
 
-#include "features/jobs/HealthVerdict.h"
+#include "features/jobs/health/scan/HealthVerdict.h"
 #include "features/nvme/Drive.h"
 #include "features/nvme/FieldTree.h"
 

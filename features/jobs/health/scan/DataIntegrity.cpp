@@ -1,4 +1,4 @@
-#include "features/jobs/DataIntegrity.h"
+#include "features/jobs/health/scan/DataIntegrity.h"
 
 #include <fcntl.h>
 #include <sys/statvfs.h>

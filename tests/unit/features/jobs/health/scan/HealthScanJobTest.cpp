@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "features/jobs/HealthScanJob.h"
+#include "features/jobs/health/scan/HealthScanJob.h"
 #include "features/nvme/VelkoInterface.h"
 #include "ostrel/core/AttributeVocabulary.h"
 #include "ostrel/interfaces/ostreli/interface/JobNames.h"

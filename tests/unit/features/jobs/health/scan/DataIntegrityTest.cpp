@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "features/jobs/DataIntegrity.h"
+#include "features/jobs/health/scan/DataIntegrity.h"
 #include "ostrel/core/Payload.h"
 #include "tests/support/TemporaryFolder.h"
 

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <string>
 
-#include "features/jobs/ReadScan.h"
+#include "features/jobs/health/scan/ReadScan.h"
 #include "ostrel/core/StatusCatalogue.h"
 #include "tests/support/fakedrive/FakeDrive.h"
 #include "tests/support/fakedrive/MediaDrive.h"

@@ -3,7 +3,7 @@
 #include <set>
 #include <string>
 
-#include "features/jobs/HealthVerdict.h"
+#include "features/jobs/health/scan/HealthVerdict.h"
 #include "tests/support/TemporaryFolder.h"
 #include "tests/support/fakedrive/DriveBytes.h"
 
@@ -168,7 +168,7 @@ TEST(HealthVerdict, TheDocumentShowsTheSameTable) {
         table += std::string("| ") + row->condition + " | " + row->source + " | " +
                  std::to_string(static_cast<unsigned>(row->outcome)) + " |\n";
     }
-    const std::string document = readWholeFile(JOBS_TEST_DATA "/../../../../docs/health-scan.md");
+    const std::string document = readWholeFile(JOBS_TEST_DATA "/../../../../../../docs/health-scan.md");
     EXPECT_NE(document.find("\n" + table + "\n"), std::string::npos) << table;
     for (const HealthOutcome outcome : {HealthOutcome::NOTHING_FOUND, HealthOutcome::NOT_COMPLETED,
                                         HealthOutcome::WARNING, HealthOutcome::FAILING, HealthOutcome::ERRORS}) {

@@ -1,4 +1,4 @@
-#include "features/jobs/ReadScan.h"
+#include "features/jobs/health/scan/ReadScan.h"
 
 #include <algorithm>
 #include <atomic>

@@ -1,4 +1,4 @@
-#include "features/jobs/HealthScanJob.h"
+#include "features/jobs/health/scan/HealthScanJob.h"
 
 #include <algorithm>
 

@@ -1,4 +1,4 @@
-#include "features/jobs/HealthVerdict.h"
+#include "features/jobs/health/scan/HealthVerdict.h"
 
 #include <algorithm>
 #include <iterator>
