@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "features/jobs/ErrorInjectionList.h"
+#include "features/jobs/settings/ErrorInjectionList.h"
 #include "features/nvme/Bytes.h"
 #include "fuzz/Require.h"
 #include "fuzz/ScratchFolder.h"

@@ -1,12 +1,12 @@
-#include "features/jobs/AnyFeature.h"
+#include "features/jobs/settings/AnyFeature.h"
 
 #include <algorithm>
 
-#include "features/jobs/FeatureAccess.h"
 #include "features/jobs/drive/DriveFacts.h"
 #include "features/jobs/drive/Offers.h"
 #include "features/jobs/drive/SafetyGate.h"
 #include "features/jobs/drive/VendorDialect.h"
+#include "features/jobs/settings/FeatureAccess.h"
 #include "features/jobs/support/InputFile.h"
 #include "features/jobs/support/StatusDetails.h"
 #include "features/nvme/Bytes.h"

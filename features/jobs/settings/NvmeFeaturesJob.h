@@ -1,7 +1,7 @@
 #pragma once
 
-#include "features/jobs/AnyFeature.h"
 #include "features/jobs/base/FeatureJob.h"
+#include "features/jobs/settings/AnyFeature.h"
 
 namespace features::jobs {
 

@@ -1,9 +1,9 @@
-#include "features/jobs/TimestampJob.h"
+#include "features/jobs/settings/TimestampJob.h"
 
-#include "features/jobs/FeatureAccess.h"
-#include "features/jobs/FeatureSetting.h"
 #include "features/jobs/base/SetRequest.h"
 #include "features/jobs/drive/Offers.h"
+#include "features/jobs/settings/FeatureAccess.h"
+#include "features/jobs/settings/FeatureSetting.h"
 #include "features/jobs/support/StatusDetails.h"
 #include "features/nvme/Bytes.h"
 #include "features/nvme/Opcodes.h"

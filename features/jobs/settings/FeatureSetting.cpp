@@ -1,7 +1,7 @@
-#include "features/jobs/FeatureSetting.h"
+#include "features/jobs/settings/FeatureSetting.h"
 
-#include "features/jobs/FeatureAccess.h"
 #include "features/jobs/drive/LogReading.h"
+#include "features/jobs/settings/FeatureAccess.h"
 #include "features/jobs/support/StatusDetails.h"
 #include "features/nvme/Bytes.h"
 #include "features/nvme/ControllerCapabilities.h"

@@ -2,8 +2,8 @@
 
 #include <vector>
 
-#include "features/jobs/ErrorInjectionList.h"
 #include "features/jobs/base/FeatureJob.h"
+#include "features/jobs/settings/ErrorInjectionList.h"
 
 namespace features::jobs {
 

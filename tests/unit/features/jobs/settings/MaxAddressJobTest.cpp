@@ -1,6 +1,6 @@
 #include <gtest/gtest.h>
 
-#include "features/jobs/MaxAddressJob.h"
+#include "features/jobs/settings/MaxAddressJob.h"
 #include "tests/unit/features/jobs/Commands.h"
 #include "tests/unit/features/jobs/Models.h"
 #include "tests/unit/features/jobs/OcpLog.h"

@@ -1,12 +1,12 @@
-#include "features/jobs/LedActivityJob.h"
+#include "features/jobs/settings/LedActivityJob.h"
 
 #include <algorithm>
 #include <iterator>
 
-#include "features/jobs/FeatureAccess.h"
-#include "features/jobs/FeatureSetting.h"
 #include "features/jobs/base/SetRequest.h"
 #include "features/jobs/drive/VendorDialect.h"
+#include "features/jobs/settings/FeatureAccess.h"
+#include "features/jobs/settings/FeatureSetting.h"
 #include "features/jobs/support/StatusDetails.h"
 #include "features/nvme/Bytes.h"
 #include "features/nvme/FieldTable.h"

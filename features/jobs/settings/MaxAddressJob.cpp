@@ -1,4 +1,4 @@
-#include "features/jobs/MaxAddressJob.h"
+#include "features/jobs/settings/MaxAddressJob.h"
 
 #include <algorithm>
 #include <cctype>

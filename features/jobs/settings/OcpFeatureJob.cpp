@@ -1,14 +1,14 @@
-#include "features/jobs/OcpFeatureJob.h"
+#include "features/jobs/settings/OcpFeatureJob.h"
 
 #include <algorithm>
 #include <stdexcept>
 
-#include "features/jobs/DssdPowerStates.h"
-#include "features/jobs/FeatureAccess.h"
-#include "features/jobs/FeatureSetting.h"
 #include "features/jobs/base/SetRequest.h"
 #include "features/jobs/drive/LogReading.h"
 #include "features/jobs/drive/VendorDialect.h"
+#include "features/jobs/settings/DssdPowerStates.h"
+#include "features/jobs/settings/FeatureAccess.h"
+#include "features/jobs/settings/FeatureSetting.h"
 #include "features/jobs/support/StatusDetails.h"
 #include "features/nvme/Opcodes.h"
 #include "ostrel/core/AttributeVocabulary.h"

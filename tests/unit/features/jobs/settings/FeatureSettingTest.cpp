@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "features/jobs/FeatureSetting.h"
+#include "features/jobs/settings/FeatureSetting.h"
 #include "features/nvme/Opcodes.h"
 #include "features/nvme/VelkoFeatures.h"
 #include "tests/unit/features/jobs/Commands.h"

@@ -1,6 +1,6 @@
 #include <gtest/gtest.h>
 
-#include "features/jobs/LatencyTrackingJob.h"
+#include "features/jobs/settings/LatencyTrackingJob.h"
 #include "ostrel/core/AttributeVocabulary.h"
 #include "tests/unit/features/jobs/Commands.h"
 #include "tests/unit/features/jobs/Models.h"

@@ -3,7 +3,7 @@
 #include <cerrno>
 #include <set>
 
-#include "features/jobs/NvmeFeaturesJob.h"
+#include "features/jobs/settings/NvmeFeaturesJob.h"
 #include "tests/unit/features/jobs/OcpLog.h"
 #include "tests/unit/features/jobs/SetCommands.h"
 #include "tests/unit/features/jobs/SetRun.h"

@@ -1,10 +1,10 @@
-#include "features/jobs/DssdPowerStates.h"
+#include "features/jobs/settings/DssdPowerStates.h"
 
 #include <cstring>
 #include <vector>
 
-#include "features/jobs/Alternatives.h"
 #include "features/jobs/drive/LogReading.h"
+#include "features/jobs/settings/Alternatives.h"
 #include "ostrel/core/Payload.h"
 #include "ostrel/core/ScopeTrace.h"
 

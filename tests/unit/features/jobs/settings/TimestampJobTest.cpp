@@ -2,7 +2,7 @@
 
 #include <cerrno>
 
-#include "features/jobs/TimestampJob.h"
+#include "features/jobs/settings/TimestampJob.h"
 #include "tests/unit/features/jobs/SetCommands.h"
 #include "tests/unit/features/jobs/SetRun.h"
 

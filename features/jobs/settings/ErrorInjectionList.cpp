@@ -1,4 +1,4 @@
-#include "features/jobs/ErrorInjectionList.h"
+#include "features/jobs/settings/ErrorInjectionList.h"
 
 #include <boost/property_tree/ptree.hpp>
 #include <boost/property_tree/xml_parser.hpp>

@@ -1,6 +1,6 @@
 #include <gtest/gtest.h>
 
-#include "features/jobs/ErrorInjectionList.h"
+#include "features/jobs/settings/ErrorInjectionList.h"
 #include "ostrel/core/Strings.h"
 #include "tests/support/TemporaryFolder.h"
 

@@ -3,7 +3,7 @@
 #include <cerrno>
 #include <stdexcept>
 
-#include "features/jobs/OcpFeatureJob.h"
+#include "features/jobs/settings/OcpFeatureJob.h"
 #include "tests/unit/features/jobs/Commands.h"
 #include "tests/unit/features/jobs/OcpLog.h"
 #include "tests/unit/features/jobs/SetCommands.h"

@@ -1,4 +1,4 @@
-#include "features/jobs/FeatureAccess.h"
+#include "features/jobs/settings/FeatureAccess.h"
 
 #include <optional>
 

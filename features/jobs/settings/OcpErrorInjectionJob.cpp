@@ -1,11 +1,11 @@
-#include "features/jobs/OcpErrorInjectionJob.h"
+#include "features/jobs/settings/OcpErrorInjectionJob.h"
 
 #include <algorithm>
 
-#include "features/jobs/FeatureAccess.h"
 #include "features/jobs/base/SetRequest.h"
 #include "features/jobs/drive/SafetyGate.h"
 #include "features/jobs/drive/VendorDialect.h"
+#include "features/jobs/settings/FeatureAccess.h"
 #include "features/jobs/support/StatusDetails.h"
 #include "features/nvme/Opcodes.h"
 #include "ostrel/core/AttributeVocabulary.h"

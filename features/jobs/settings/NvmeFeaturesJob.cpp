@@ -1,10 +1,10 @@
-#include "features/jobs/NvmeFeaturesJob.h"
+#include "features/jobs/settings/NvmeFeaturesJob.h"
 
 #include <algorithm>
 
-#include "features/jobs/FeatureAccess.h"
-#include "features/jobs/FeatureSetting.h"
 #include "features/jobs/base/SetRequest.h"
+#include "features/jobs/settings/FeatureAccess.h"
+#include "features/jobs/settings/FeatureSetting.h"
 #include "features/jobs/support/StatusDetails.h"
 #include "features/nvme/Opcodes.h"
 #include "ostrel/core/AttributeVocabulary.h"

@@ -3,8 +3,8 @@
 #include <cerrno>
 #include <filesystem>
 
-#include "features/jobs/AnyFeature.h"
-#include "features/jobs/NvmeFeaturesJob.h"
+#include "features/jobs/settings/AnyFeature.h"
+#include "features/jobs/settings/NvmeFeaturesJob.h"
 #include "ostrel/core/AttributeVocabulary.h"
 #include "ostrel/interfaces/ostreli/interface/JobNames.h"
 #include "tests/support/TemporaryFolder.h"

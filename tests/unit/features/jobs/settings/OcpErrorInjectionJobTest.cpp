@@ -2,7 +2,7 @@
 
 #include <cerrno>
 
-#include "features/jobs/OcpErrorInjectionJob.h"
+#include "features/jobs/settings/OcpErrorInjectionJob.h"
 #include "ostrel/interfaces/ostreli/interface/JobNames.h"
 #include "tests/support/TemporaryFolder.h"
 #include "tests/unit/features/jobs/JobRun.h"

@@ -1,6 +1,6 @@
 #include <gtest/gtest.h>
 
-#include "features/jobs/LedActivityJob.h"
+#include "features/jobs/settings/LedActivityJob.h"
 #include "tests/unit/features/jobs/Commands.h"
 #include "tests/unit/features/jobs/Models.h"
 #include "tests/unit/features/jobs/SetCommands.h"

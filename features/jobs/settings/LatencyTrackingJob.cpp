@@ -1,9 +1,9 @@
-#include "features/jobs/LatencyTrackingJob.h"
+#include "features/jobs/settings/LatencyTrackingJob.h"
 
-#include "features/jobs/FeatureSetting.h"
 #include "features/jobs/base/SetRequest.h"
 #include "features/jobs/drive/LogReading.h"
 #include "features/jobs/drive/VendorDialect.h"
+#include "features/jobs/settings/FeatureSetting.h"
 #include "features/jobs/support/StatusDetails.h"
 #include "features/nvme/VelkoFeatures.h"
 #include "features/nvme/VelkoInterface.h"

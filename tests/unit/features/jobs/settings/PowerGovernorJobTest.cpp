@@ -2,7 +2,7 @@
 
 #include <cerrno>
 
-#include "features/jobs/PowerGovernorJob.h"
+#include "features/jobs/settings/PowerGovernorJob.h"
 #include "ostrel/core/AttributeVocabulary.h"
 #include "tests/unit/features/jobs/Models.h"
 #include "tests/unit/features/jobs/OcpLog.h"

@@ -1,13 +1,13 @@
-#include "features/jobs/PowerGovernorJob.h"
+#include "features/jobs/settings/PowerGovernorJob.h"
 
 #include <algorithm>
 #include <string>
 #include <vector>
 
-#include "features/jobs/Alternatives.h"
-#include "features/jobs/FeatureSetting.h"
 #include "features/jobs/base/SetRequest.h"
 #include "features/jobs/drive/VendorDialect.h"
+#include "features/jobs/settings/Alternatives.h"
+#include "features/jobs/settings/FeatureSetting.h"
 #include "features/jobs/support/StatusDetails.h"
 #include "features/nvme/Bytes.h"
 #include "features/nvme/ControllerCapabilities.h"

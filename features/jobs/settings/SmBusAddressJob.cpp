@@ -1,12 +1,12 @@
-#include "features/jobs/SmBusAddressJob.h"
+#include "features/jobs/settings/SmBusAddressJob.h"
 
 #include <optional>
 #include <string>
 
-#include "features/jobs/FeatureAccess.h"
-#include "features/jobs/FeatureSetting.h"
 #include "features/jobs/base/SetRequest.h"
 #include "features/jobs/drive/VendorDialect.h"
+#include "features/jobs/settings/FeatureAccess.h"
+#include "features/jobs/settings/FeatureSetting.h"
 #include "features/nvme/FieldTree.h"
 #include "features/nvme/VelkoFeatures.h"
 #include "features/nvme/VelkoInterface.h"
