@@ -5,11 +5,11 @@
 
 #include "features/jobs/BackgroundProcessingJob.h"
 #include "features/jobs/ForceFlushJob.h"
-#include "features/jobs/FormatJob.h"
 #include "features/jobs/NamespaceManagementJob.h"
 #include "features/jobs/NvmeResetJob.h"
-#include "features/jobs/TrimJob.h"
 #include "features/jobs/base/SetRequest.h"
+#include "features/jobs/erase/FormatJob.h"
+#include "features/jobs/erase/TrimJob.h"
 #include "features/jobs/firmware/FirmwareActivateJob.h"
 #include "features/jobs/firmware/FirmwareUpdateJob.h"
 #include "features/jobs/health/DriveSelfTestJob.h"

@@ -4,7 +4,7 @@
 #include <string>
 #include <thread>
 
-#include "features/jobs/FormatJob.h"
+#include "features/jobs/erase/FormatJob.h"
 #include "features/jobs/firmware/FirmwareImage.h"
 #include "features/jobs/health/DriveSelfTestJob.h"
 #include "features/jobs/health/scan/DataIntegrity.h"

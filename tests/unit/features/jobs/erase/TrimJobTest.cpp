@@ -1,6 +1,6 @@
 #include <gtest/gtest.h>
 
-#include "features/jobs/TrimJob.h"
+#include "features/jobs/erase/TrimJob.h"
 #include "ostrel/core/AttributeVocabulary.h"
 #include "ostrel/interfaces/ostreli/interface/JobNames.h"
 #include "tests/unit/features/jobs/Commands.h"

@@ -1,4 +1,4 @@
-#include "features/jobs/FormatJob.h"
+#include "features/jobs/erase/FormatJob.h"
 
 #include <string>
 

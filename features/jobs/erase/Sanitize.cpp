@@ -1,4 +1,4 @@
-#include "features/jobs/Sanitize.h"
+#include "features/jobs/erase/Sanitize.h"
 
 #include <algorithm>
 #include <iterator>

@@ -2,9 +2,9 @@
 
 #include <memory>
 
-#include "features/jobs/FormatNvm.h"
-#include "features/jobs/Sanitize.h"
 #include "features/jobs/base/FeatureJob.h"
+#include "features/jobs/erase/FormatNvm.h"
+#include "features/jobs/erase/Sanitize.h"
 #include "features/jobs/support/WaitClock.h"
 
 namespace features::jobs {

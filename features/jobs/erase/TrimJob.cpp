@@ -1,4 +1,4 @@
-#include "features/jobs/TrimJob.h"
+#include "features/jobs/erase/TrimJob.h"
 
 #include <algorithm>
 #include <limits>

@@ -1,4 +1,4 @@
-#include "features/jobs/FormatNvm.h"
+#include "features/jobs/erase/FormatNvm.h"
 
 #include <algorithm>
 #include <limits>

@@ -1,6 +1,6 @@
 #include <gtest/gtest.h>
 
-#include "features/jobs/FormatJob.h"
+#include "features/jobs/erase/FormatJob.h"
 #include "ostrel/core/AttributeVocabulary.h"
 #include "ostrel/interfaces/ostreli/interface/JobNames.h"
 #include "tests/unit/features/jobs/Commands.h"
