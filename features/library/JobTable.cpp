@@ -5,7 +5,6 @@
 
 #include "features/jobs/BackgroundProcessingJob.h"
 #include "features/jobs/ForceFlushJob.h"
-#include "features/jobs/NamespaceManagementJob.h"
 #include "features/jobs/NvmeResetJob.h"
 #include "features/jobs/base/SetRequest.h"
 #include "features/jobs/erase/FormatJob.h"
@@ -26,6 +25,7 @@
 #include "features/jobs/logs/PersistentEventLogParseJob.h"
 #include "features/jobs/logs/TelemetryLogJob.h"
 #include "features/jobs/logs/VelkoLogJob.h"
+#include "features/jobs/namespaces/NamespaceManagementJob.h"
 #include "features/jobs/settings/LatencyTrackingJob.h"
 #include "features/jobs/settings/LedActivityJob.h"
 #include "features/jobs/settings/MaxAddressJob.h"

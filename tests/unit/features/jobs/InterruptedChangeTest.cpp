@@ -2,8 +2,8 @@
 
 #include <csignal>
 
-#include "features/jobs/NamespaceManagementJob.h"
 #include "features/jobs/erase/FormatJob.h"
+#include "features/jobs/namespaces/NamespaceManagementJob.h"
 #include "features/jobs/settings/MaxAddressJob.h"
 #include "ostrel/interfaces/ostreli/interface/JobNames.h"
 #include "tests/support/ProcessEnd.h"

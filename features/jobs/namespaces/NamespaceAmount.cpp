@@ -1,4 +1,4 @@
-#include "features/jobs/NamespaceAmount.h"
+#include "features/jobs/namespaces/NamespaceAmount.h"
 
 #include <limits>
 

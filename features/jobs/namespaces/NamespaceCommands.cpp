@@ -1,4 +1,4 @@
-#include "features/jobs/NamespaceCommands.h"
+#include "features/jobs/namespaces/NamespaceCommands.h"
 
 #include "features/jobs/drive/Refusals.h"
 #include "features/nvme/Bytes.h"

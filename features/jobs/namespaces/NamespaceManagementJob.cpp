@@ -1,13 +1,13 @@
-#include "features/jobs/NamespaceManagementJob.h"
+#include "features/jobs/namespaces/NamespaceManagementJob.h"
 
 #include <algorithm>
 #include <vector>
 
-#include "features/jobs/NamespaceCommands.h"
 #include "features/jobs/base/SetRequest.h"
 #include "features/jobs/drive/LogReading.h"
 #include "features/jobs/drive/Namespaces.h"
 #include "features/jobs/drive/SafetyGate.h"
+#include "features/jobs/namespaces/NamespaceCommands.h"
 #include "features/jobs/support/StatusDetails.h"
 #include "features/nvme/ControllerCapabilities.h"
 #include "features/nvme/Opcodes.h"

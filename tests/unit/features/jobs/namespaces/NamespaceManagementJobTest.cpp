@@ -1,6 +1,6 @@
 #include <gtest/gtest.h>
 
-#include "features/jobs/NamespaceManagementJob.h"
+#include "features/jobs/namespaces/NamespaceManagementJob.h"
 #include "ostrel/interfaces/ostreli/interface/JobNames.h"
 #include "tests/unit/features/jobs/Commands.h"
 #include "tests/unit/features/jobs/FakeClock.h"

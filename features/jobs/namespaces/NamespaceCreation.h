@@ -4,8 +4,8 @@
 #include <optional>
 #include <string>
 
-#include "features/jobs/NamespaceAmount.h"
 #include "features/jobs/base/Arguments.h"
+#include "features/jobs/namespaces/NamespaceAmount.h"
 #include "features/nvme/ControllerCapabilities.h"
 #include "features/nvme/Drive.h"
 #include "features/nvme/NamespaceProperties.h"

@@ -5,8 +5,8 @@
 #include <optional>
 #include <string>
 
-#include "features/jobs/NamespaceCreation.h"
 #include "features/jobs/base/FeatureJob.h"
+#include "features/jobs/namespaces/NamespaceCreation.h"
 #include "features/jobs/support/WaitClock.h"
 
 namespace features::jobs {

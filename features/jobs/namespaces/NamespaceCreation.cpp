@@ -1,14 +1,14 @@
-#include "features/jobs/NamespaceCreation.h"
+#include "features/jobs/namespaces/NamespaceCreation.h"
 
 #include <algorithm>
 #include <limits>
 #include <numeric>
 #include <vector>
 
-#include "features/jobs/NamespaceCommands.h"
 #include "features/jobs/base/SetRequest.h"
 #include "features/jobs/drive/LogReading.h"
 #include "features/jobs/drive/Namespaces.h"
+#include "features/jobs/namespaces/NamespaceCommands.h"
 #include "features/jobs/support/StatusDetails.h"
 #include "features/nvme/Bytes.h"
 #include "features/nvme/Identify.h"
