@@ -3,9 +3,6 @@
 #include <algorithm>
 #include <string_view>
 
-#include "features/jobs/BackgroundProcessingJob.h"
-#include "features/jobs/ForceFlushJob.h"
-#include "features/jobs/NvmeResetJob.h"
 #include "features/jobs/base/SetRequest.h"
 #include "features/jobs/erase/FormatJob.h"
 #include "features/jobs/erase/TrimJob.h"
@@ -26,6 +23,9 @@
 #include "features/jobs/logs/TelemetryLogJob.h"
 #include "features/jobs/logs/VelkoLogJob.h"
 #include "features/jobs/namespaces/NamespaceManagementJob.h"
+#include "features/jobs/operations/BackgroundProcessingJob.h"
+#include "features/jobs/operations/ForceFlushJob.h"
+#include "features/jobs/operations/NvmeResetJob.h"
 #include "features/jobs/settings/LatencyTrackingJob.h"
 #include "features/jobs/settings/LedActivityJob.h"
 #include "features/jobs/settings/MaxAddressJob.h"

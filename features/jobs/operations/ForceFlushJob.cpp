@@ -1,4 +1,4 @@
-#include "features/jobs/ForceFlushJob.h"
+#include "features/jobs/operations/ForceFlushJob.h"
 
 #include <optional>
 

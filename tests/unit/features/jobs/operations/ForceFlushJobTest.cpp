@@ -1,6 +1,6 @@
 #include <gtest/gtest.h>
 
-#include "features/jobs/ForceFlushJob.h"
+#include "features/jobs/operations/ForceFlushJob.h"
 #include "ostrel/interfaces/ostreli/interface/JobNames.h"
 #include "tests/unit/features/jobs/Commands.h"
 #include "tests/unit/features/jobs/JobRun.h"

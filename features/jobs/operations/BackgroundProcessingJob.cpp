@@ -1,4 +1,4 @@
-#include "features/jobs/BackgroundProcessingJob.h"
+#include "features/jobs/operations/BackgroundProcessingJob.h"
 
 #include <iterator>
 #include <string>

@@ -1,6 +1,6 @@
 #include <gtest/gtest.h>
 
-#include "features/jobs/NvmeResetJob.h"
+#include "features/jobs/operations/NvmeResetJob.h"
 #include "ostrel/core/StatusCatalogue.h"
 #include "ostrel/interfaces/ostreli/interface/JobNames.h"
 #include "tests/unit/features/jobs/Commands.h"

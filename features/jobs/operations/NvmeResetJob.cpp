@@ -1,4 +1,4 @@
-#include "features/jobs/NvmeResetJob.h"
+#include "features/jobs/operations/NvmeResetJob.h"
 
 #include "features/jobs/drive/ControllerReset.h"
 #include "ostrel/core/ScopeTrace.h"
