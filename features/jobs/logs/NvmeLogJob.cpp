@@ -7,6 +7,7 @@
 #include "features/jobs/drive/Offers.h"
 #include "features/jobs/drive/VendorDialect.h"
 #include "features/jobs/logs/FileSink.h"
+#include "features/jobs/logs/LogPageNames.h"
 #include "features/jobs/logs/NvmeLogPage.h"
 #include "features/jobs/logs/NvmeLogRequest.h"
 #include "features/jobs/support/StatusDetails.h"

@@ -7,6 +7,7 @@
 #include "features/jobs/drive/LogReading.h"
 #include "features/jobs/drive/Offers.h"
 #include "features/jobs/drive/VendorDialect.h"
+#include "features/jobs/logs/LogPageNames.h"
 #include "features/jobs/logs/LongLogs.h"
 #include "features/jobs/logs/VelkoLogJob.h"
 #include "features/nvme/Bytes.h"
@@ -236,30 +237,6 @@ nvme::FieldTree hexTree(const std::string& heading, uint64_t offset, const Paylo
 }
 
 }  // namespace
-
-const LogPageRow* findLogRow(const nvme::Drive& drive, uint8_t lid) {
-    OSTREL_TRACE();
-    const LogPageRow* row = nvme::findLogPage(lid);
-    return row == nullptr && isVelkoDrive(drive) ? nvme::findVelkoLogPage(lid) : row;
-}
-
-std::optional<uint8_t> findLogByName(const std::string& name) {
-    OSTREL_TRACE();
-    const LogPageRow* row = nvme::findLogPage(name);
-    if (row == nullptr) row = nvme::findVelkoLogPage(name);
-    if (row != nullptr) return row->lid;
-    const std::string wanted = nvme::comparableLogName(name);
-    for (const char* const known : {OCP_SMART_NAME, OCP_SMART_SHORT_NAME}) {
-        if (wanted == nvme::comparableLogName(known)) return nvme::LID_OCP_SMART;
-    }
-    return std::nullopt;
-}
-
-std::string logName(const nvme::Drive& drive, uint8_t lid) {
-    OSTREL_TRACE();
-    const LogPageRow* row = findLogRow(drive, lid);
-    return row == nullptr ? "Log Page " + nvme::hexText(lid, 2) : row->name;
-}
 
 Status readLogPage(DriveFacts& facts, const NvmeLogRequest& request, uint8_t lid, Payload& data) {
     OSTREL_TRACE();

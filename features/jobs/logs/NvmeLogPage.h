@@ -1,29 +1,15 @@
 #pragma once
 
 #include <cstdint>
-#include <optional>
-#include <string>
 
 #include "features/jobs/base/LogSink.h"
 #include "features/jobs/drive/DriveFacts.h"
 #include "features/jobs/logs/NvmeLogRequest.h"
 #include "features/nvme/FieldTree.h"
-#include "features/nvme/LogPages.h"
 #include "ostrel/core/Payload.h"
 #include "ostrel/core/Status.h"
 
 namespace features::jobs {
-
-/// How the one page is called that has no row of the standard. Only a drive whose page bears its GUID has it.
-inline constexpr const char* OCP_SMART_NAME = "OCP SMART / Health Information Extended";
-inline constexpr const char* OCP_SMART_SHORT_NAME = "ocp-smart";
-
-/// The row of a log page on this drive: the standard's, or the maker's on a VELKO drive. Null where there is none.
-const nvme::LogPageRow* findLogRow(const nvme::Drive& drive, uint8_t lid);
-/// The identifier of a log page's name. In names only letters and digits count, without their case.
-std::optional<uint8_t> findLogByName(const std::string& name);
-/// "SMART / Health Information", or "Log Page 0xC5" for what has no name.
-std::string logName(const nvme::Drive& drive, uint8_t lid);
 
 /// Reads of log page `lid` what is to be shown, as `request` says: without a number of dwords the length that the
 /// decoder knows, of the telemetry and persistent event logs the header; what is not known gives 512 bytes.

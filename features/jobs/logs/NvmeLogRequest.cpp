@@ -1,6 +1,6 @@
 #include "features/jobs/logs/NvmeLogRequest.h"
 
-#include "features/jobs/logs/NvmeLogPage.h"
+#include "features/jobs/logs/LogPageNames.h"
 #include "features/nvme/VelkoLogPages.h"
 #include "ostrel/core/AttributeVocabulary.h"
 #include "ostrel/core/ScopeTrace.h"
