@@ -61,15 +61,15 @@ Logger& logger() {
     return theLogger;
 }
 
-void applyLogLevel() {
+void applyLogLevel(Sink& sink) {
     const auto level = static_cast<trivial::severity_level>(state().logLevel);
-    state().sink->set_filter(expressions::attr<trivial::severity_level>("Severity") >= level);
+    sink.set_filter(expressions::attr<trivial::severity_level>("Severity") >= level);
 }
 
 struct LeaveCoreAtExit {
     ~LeaveCoreAtExit() {
         disableLogging();
-        boost::log::core::get()->remove_sink(state().sink);
+        if (state().sink) boost::log::core::get()->remove_sink(state().sink);
     }
 };
 
@@ -81,23 +81,30 @@ void leaveCoreAtExit() {
     static const LeaveCoreAtExit leave;
 }
 
+boost::shared_ptr<Sink> makeSink() {
+    const auto made = boost::make_shared<Sink>();
+    made->locked_backend()->auto_flush(true);
+    made->set_formatter(expressions::stream
+                        << expressions::format_date_time<boost::posix_time::ptime>("TimeStamp", "%H:%M:%S:%f") << " ["
+                        << expressions::attr<trivial::severity_level>("Severity") << "] " << expressions::smessage);
+    applyLogLevel(*made);
+    return made;
+}
+
 // Made when it is first needed and not by initLogging(): most runs never log, and the library's core, its clocks and
 // its formatter would be a good part of their time.
 Sink& sink() {
     if (state().sink) return *state().sink;
-    state().sink = boost::make_shared<Sink>();
-    state().sink->locked_backend()->auto_flush(true);
-    state().sink->set_formatter(expressions::stream
-                                << expressions::format_date_time<boost::posix_time::ptime>("TimeStamp", "%H:%M:%S:%f")
-                                << " [" << expressions::attr<trivial::severity_level>("Severity") << "] "
-                                << expressions::smessage);
-    applyLogLevel();
+    const auto made = makeSink();
     logger().add_attribute("TimeStamp", boost::log::attributes::local_clock());
     logger().add_attribute("ThreadID", boost::log::attributes::current_thread_id());
-    boost::log::core::get()->add_sink(state().sink);
     leaveCoreAtExit();
     boost::log::core::get()->set_logging_enabled(false);
-    return *state().sink;
+    // Last, since any line above can run out of memory: a core that is shared would keep a sink that nothing removes,
+    // and call it after this code was unloaded.
+    boost::log::core::get()->add_sink(made);
+    state().sink = made;
+    return *made;
 }
 
 void attach(const boost::shared_ptr<std::ostream>& stream) {
@@ -194,7 +201,7 @@ std::shared_ptr<std::ostringstream> getMemoryStream() {
 
 void setLogLevel(uint32_t level) {
     state().logLevel = level;
-    if (state().sink) applyLogLevel();
+    if (state().sink) applyLogLevel(*state().sink);
 }
 
 uint32_t getLogLevel() {

@@ -4,13 +4,16 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cstdlib>
 #include <iostream>
 #include <map>
 #include <thread>
 #include <vector>
 
 #include "ostrel/core/Logging.h"
+#include "tests/support/ProcessEnd.h"
 #include "tests/support/TemporaryFolder.h"
+#include "tests/support/allocations/Allocations.h"
 
 using namespace ostrel::core;
 
@@ -317,4 +320,37 @@ TEST_F(Logging, LosesAndTearsNoLineWhenToolAndLibraryWriteFromManyThreads) {
                                                 {"tool0", LINES_PER_WRITER},
                                                 {"tool1", LINES_PER_WRITER},
                                                 {"tool2", LINES_PER_WRITER}}));
+}
+
+namespace {
+
+constexpr int OUT_OF_MEMORY = 2;
+
+/// Ends the process after a library was unloaded that had memory for so many allocations of its log's start. The
+/// logging core that it shares with others stays, and its static objects are destroyed now.
+[[noreturn]] void endAfterLibraryWithLittleMemory(const std::string& path, size_t allocations) {
+    int status = 0;
+    try {
+        LogWriterLibrary library;
+        test::failAllocationsAfter(allocations);
+        library.open(path.c_str());
+    } catch (const std::bad_alloc&) {
+        status = OUT_OF_MEMORY;
+    }
+    test::failAllocations(false);
+    std::exit(status);
+}
+
+}  // namespace
+
+// In a suite that runs ahead of all others: once a library's log began, the core has what it may find no memory for.
+TEST(LoggingDeathTest, LeavesNothingOfALibraryWhoseLogFindsNoMemory) {
+    const TemporaryFolder folder;
+    int status = OUT_OF_MEMORY;
+    for (size_t allocations = 0; status == OUT_OF_MEMORY; ++allocations) {
+        const End end = endOf([&] { endAfterLibraryWithLittleMemory(folder / "log", allocations); });
+        ASSERT_TRUE(WIFEXITED(end.status)) << "after " << allocations << " allocations";
+        status = WEXITSTATUS(end.status);
+    }
+    EXPECT_EQ(status, 0);
 }
