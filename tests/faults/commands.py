@@ -33,6 +33,9 @@ class Command:
 
 COMMANDS = (
     Command("version", "version", always=("allocation",)),
+    # The log's times are in its contents.
+    Command("logged", "version", prepare=("set -system EnableLog=true",), compares_contents=False,
+            always=("allocation",)),
     Command("list", "show -velkossd", drives=("velko", "ocp")),
     Command("one-drive", f"show -all -velkossd {VELKO}"),
     Command("smart", f"show -velkossd {VELKO} -smart"),
