@@ -108,17 +108,19 @@ constexpr size_t ANA_GROUP_BYTES = 32;
 constexpr size_t ANA_NUMBER_OF_NAMESPACES = 4;
 
 /// Each group says how many namespaces follow it (NVMe Base Specification 2.0, section 5.16.1.13). `length`: what the
-/// log can have at most; a group that goes beyond is damaged, and the bound is what is left.
+/// log can have at most; it stays that of a damaged log, whose groups do not fit.
 Status walkAnaGroups(nvme::Drive& drive, nvme::LogPageRequest page, unsigned groups, uint64_t& length) {
     page.offset = ANA_HEAD_BYTES;
-    for (unsigned i = 0; i < groups; ++i) {
+    for (unsigned left = groups; page.offset + uint64_t{left} * ANA_GROUP_BYTES <= length; --left) {
+        if (left == 0) {
+            length = page.offset;
+            break;
+        }
         Payload group;
         const Status status = drive.readLogPage(page, ANA_GROUP_BYTES, group);
         if (!status.is(0, 0)) return status;
         page.offset += ANA_GROUP_BYTES + uint64_t{4} * nvme::le32(group.getData() + ANA_NUMBER_OF_NAMESPACES);
-        if (page.offset > length) return status;
     }
-    length = page.offset;
     return Status();
 }
 

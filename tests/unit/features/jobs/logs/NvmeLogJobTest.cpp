@@ -298,6 +298,17 @@ TEST(NvmeLogJob, AGroupWithMoreNamespacesThanTheControllerTakesIsReadUpToTheirNu
     (void)JobRun(job, JOBTYPE_METHOD).with("LogId", "12").on({&drive});
 }
 
+/// The first group's fifth namespace leaves 28 bytes for the second group.
+TEST(NvmeLogJob, NoGroupIsReadThatDoesNotFitInWhatTheControllerTakes) {
+    FakeDrive drive;
+    drive.expect(identify(0x01).answers(identifyController().byte(76, 0x08).le32(516, 4)))
+        .expect(lookAtLog(0x0C, 16).answers(DriveBytes(16).le16(8, 2)))
+        .expect(anaGroup(16).answers(DriveBytes(32).le32(0, 1).le32(4, 5)))
+        .expect(lookAtLog(0x0C, 96).refuses(NO_SUCH_LOG));
+    NvmeLogJob job;
+    (void)JobRun(job, JOBTYPE_METHOD).with("LogId", "12").on({&drive});
+}
+
 TEST(NvmeLogJob, OneThatIsTooLongIsShownInItsPlaceAmongAllPages) {
     FakeDrive drive;
     drive
