@@ -325,7 +325,7 @@ private:
     }
     void turn() {
         bool isStopped = false;
-        REQUIRE(target_.turn(never_.get(), 0, isStopped).is(0, 0) && !isStopped);
+        REQUIRE(!target_.turn(never_.get(), 0, isStopped) && !isStopped);
     }
 
     features::simulator::ManualClock clock_{1600000000000};

@@ -1,6 +1,7 @@
 #include "simdrive/tcp/DriveController.h"
 
 #include <cstdio>
+#include <new>
 #include <optional>
 
 #include "features/nvme/Opcodes.h"
@@ -75,8 +76,13 @@ Reply DriveController::execute(const Capsule& capsule, bool isAdmin, std::vector
 }
 
 void DriveController::resetController() {
-    const Status status = drive_.reset(ResetKind::CONTROLLER);
-    if (!status.is(0, 0)) complain(status);
+    // The end of an association, which may be one without memory, must not be that of the target.
+    try {
+        const Status status = drive_.reset(ResetKind::CONTROLLER);
+        if (!status.is(0, 0)) complain(status);
+    } catch (const std::bad_alloc&) {
+        (void)std::fputs("nimbrel-simdrive: Out of memory: the drive was not reset.\n", stderr);
+    }
 }
 
 bool DriveController::resetSubsystem() {

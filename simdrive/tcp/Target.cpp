@@ -4,7 +4,6 @@
 #include <netdb.h>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
-#include <poll.h>
 #include <sys/resource.h>
 #include <sys/socket.h>
 
@@ -99,6 +98,18 @@ bool leavesRoom(int descriptor) {
            (limit.rlim_cur == RLIM_INFINITY || static_cast<rlim_t>(descriptor) + FILES_OF_THE_DRIVE < limit.rlim_cur);
 }
 
+/// Does work for one host; false: there was no memory for it, which is that host's loss alone.
+template <typename Work>
+bool isDoneWithinMemory(Work work) {
+    try {
+        work();
+        return true;
+    } catch (const std::bad_alloc&) {
+        (void)std::fputs("nimbrel-simdrive: Out of memory: a connection was closed.\n", stderr);
+        return false;
+    }
+}
+
 uint16_t portOf(int descriptor, bool isIpv6) {
     sockaddr_storage storage{};
     socklen_t length = sizeof storage;
@@ -136,34 +147,38 @@ Status Target::listen(const std::string& address, uint16_t port) {
 }
 
 Status Target::run(int stop) {
-    Status status;
-    for (bool isStopped = false; status.is(0, 0) && !isStopped;) status = turn(stop, waitMs(), isStopped);
-    if (!status.is(0, 0)) return status;
+    for (bool isStopped = false; !isStopped;) {
+        const std::error_code error = turn(stop, waitMs(), isStopped);
+        if (error) return systemStatus(error.value(), "poll");
+    }
     for (const auto& each : controllers_) each->end();
     connections_.clear();
     controllers_.clear();
-    return status;
+    return Status();
 }
 
-Status Target::turn(int stop, int maxWaitMs, bool& isStopped) {
-    std::vector<pollfd> waits;
-    waits.push_back({stop, POLLIN, 0});
+std::error_code Target::turn(int stop, int maxWaitMs, bool& isStopped) {
+    waits_.clear();
+    waits_.push_back({stop, POLLIN, 0});
     const bool isListening = nowMs() >= listenAgainMs_;
-    waits.push_back({listener_.get(), static_cast<short>(isListening ? POLLIN : 0), 0});
+    waits_.push_back({listener_.get(), static_cast<short>(isListening ? POLLIN : 0), 0});
     for (const auto& each : connections_) {
         const int events = (each->wantsToRead() ? POLLIN : 0) | (each->wantsToWrite() ? POLLOUT : 0);
-        waits.push_back({each->descriptor(), static_cast<short>(events), 0});
+        waits_.push_back({each->descriptor(), static_cast<short>(events), 0});
     }
-    if (poll(waits.data(), waits.size(), maxWaitMs) < 0) {
-        return errno == EINTR ? Status() : systemStatus(errno, "poll");
+    if (poll(waits_.data(), waits_.size(), maxWaitMs) < 0) {
+        return std::error_code(errno == EINTR ? 0 : errno, std::generic_category());
     }
-    isStopped = waits[0].revents != 0;
-    if (isStopped) return Status();
-    for (size_t i = 2; i < waits.size(); ++i) serveWithinMemory(*connections_[i - 2], waits[i].revents);
+    isStopped = waits_[0].revents != 0;
+    if (isStopped) return {};
+    for (size_t i = 2; i < waits_.size(); ++i) {
+        Connection& connection = *connections_[i - 2];
+        if (!isDoneWithinMemory([&] { serve(connection, waits_[i].revents); })) connection.closeNow();
+    }
     lookAfterTime();
     removeEnded();
-    if (waits[1].revents != 0) accept();
-    return Status();
+    if (waits_[1].revents != 0) (void)isDoneWithinMemory([&] { accept(); });
+    return {};
 }
 
 void Target::accept() {
@@ -200,16 +215,6 @@ void Target::pauseListening(int error) {
     std::fprintf(stderr, "nimbrel-simdrive: No further connections for now: %s.\n", std::strerror(error));
 }
 
-/// A host for whose command there is no memory loses its connection; the others go on.
-void Target::serveWithinMemory(Connection& connection, int events) {
-    try {
-        serve(connection, events);
-    } catch (const std::bad_alloc&) {
-        connection.closeNow();
-        (void)std::fputs("nimbrel-simdrive: Out of memory: a connection was closed.\n", stderr);
-    }
-}
-
 void Target::serve(Connection& connection, int events) {
     if (connection.isOver()) return;  // another queue of the same association ended it
     if ((events & (POLLIN | POLLHUP | POLLERR)) != 0) {
@@ -226,11 +231,10 @@ void Target::serve(Connection& connection, int events) {
 void Target::lookAfterTime() {
     const uint64_t now = nowMs();
     for (const auto& each : controllers_) {
-        each->lookAfterDrive(now);
-        if (each->isExpired(now)) each->end();
+        if (!isDoneWithinMemory([&] { each->lookAfterDrive(now); }) || each->isExpired(now)) each->end();
     }
     for (const auto& each : connections_) {
-        each->answerDue(now);
+        if (!isDoneWithinMemory([&] { each->answerDue(now); })) each->closeNow();
         const bool isQueue = each->queue.controller != nullptr && each->queue.isAuthenticated();
         const bool isStalled = !each->takeProgress() && each->isWaitingForHost();
         if (isQueue && !each->isClosing() && !isStalled) {

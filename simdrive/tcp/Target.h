@@ -1,9 +1,11 @@
 #pragma once
 
+#include <poll.h>
+
 #include <cstdint>
-#include <functional>
 #include <memory>
 #include <string>
+#include <system_error>
 #include <vector>
 
 #include "features/simulator/controller/Controller.h"
@@ -30,7 +32,9 @@ class Target : public CommandHandler {
 public:
     /// `requirement`: null: no authentication.
     Target(features::simulator::Controller& drive, const auth::Requirement* requirement)
-        : drive_(drive), requirement_(requirement) {}
+        : drive_(drive), requirement_(requirement) {
+        waits_.reserve(2 + MAX_CONNECTIONS);  // no connection is the one for which there is no memory
+    }
 
     /// `address`: numeric, IPv4 or IPv6; port 0: any free one, see place().
     ostrel::core::Status listen(const std::string& address, uint16_t port);
@@ -38,8 +42,9 @@ public:
     /// Serves until `stop` becomes readable; then every connection is closed.
     ostrel::core::Status run(int stop);
     /// One turn of it: waits at most `maxWaitMs` (-1: without end) for something to do, and does it. `isStopped`:
-    /// `stop` was readable, and nothing was done.
-    ostrel::core::Status turn(int stop, int maxWaitMs, bool& isStopped);
+    /// `stop` was readable, and nothing was done. The error is poll()'s. It needs no memory of its own, so that it
+    /// never ends for the lack of it.
+    std::error_code turn(int stop, int maxWaitMs, bool& isStopped);
     /// Serves a socket that was connected elsewhere, not blocking, as one that it accepted.
     void adopt(ostrel::core::FileDescriptor socket, std::string peer);
 
@@ -51,7 +56,6 @@ private:
     static constexpr size_t MOST_DISCOVERIES = 16;
 
     void accept();
-    void serveWithinMemory(Connection& connection, int events);
     void serve(Connection& connection, int events);
     void lookAfterTime();
     void removeEnded();
@@ -72,6 +76,7 @@ private:
     Place place_;
     ostrel::core::FileDescriptor listener_;
     std::vector<std::unique_ptr<Connection>> connections_;
+    std::vector<pollfd> waits_;  ///< of one turn: the stop, the listener, and the connections in their order
     std::vector<std::unique_ptr<FabricsController>> controllers_;
     uint16_t nextDiscovery_ = 2;
 };
