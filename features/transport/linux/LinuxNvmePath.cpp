@@ -17,6 +17,7 @@
 #include "features/nvme/Completion.h"
 #include "features/nvme/Identify.h"
 #include "features/nvme/Opcodes.h"
+#include "features/transport/CommandLog.h"
 #include "features/transport/DriveLock.h"
 #include "features/transport/HostStatus.h"
 #include "features/transport/SelectedDrive.h"
@@ -280,6 +281,15 @@ void LinuxNvmePath::sendNvme(const NvmeCommand& command, const Payload& payload,
 
 Status LinuxNvmePath::passThrough(int node, const std::string& nodePath, const NvmeCommand& command,
                                   const Payload& toController, CommandResult& result) {
+    OSTREL_TRACE();
+    const auto start = paths_.kernel->now();
+    Status status = submit(node, nodePath, command, toController, result);
+    logCommand(nodePath, command, status, result.protocolResult.get(), paths_.kernel->now() - start);
+    return status;
+}
+
+Status LinuxNvmePath::submit(int node, const std::string& nodePath, const NvmeCommand& command,
+                             const Payload& toController, CommandResult& result) {
     OSTREL_TRACE();
     const bool reads = command.transfer() == Transfer::FROM_CONTROLLER && command.dataLength != 0;
     Payload data = reads ? Payload(wholePages(command.dataLength)) : toController;

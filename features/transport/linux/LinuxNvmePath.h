@@ -52,8 +52,11 @@ private:
     void sendNvme(const nvme::NvmeCommand& command, const ostrel::core::Payload& payload,
                   ostrel::core::CommandResult& result);
     void sendHost(const HostCommand& command, ostrel::core::CommandResult& result);
+    /// Sends the command and logs it.
     ostrel::core::Status passThrough(int node, const std::string& nodePath, const nvme::NvmeCommand& command,
                                      const ostrel::core::Payload& toController, ostrel::core::CommandResult& result);
+    ostrel::core::Status submit(int node, const std::string& nodePath, const nvme::NvmeCommand& command,
+                                const ostrel::core::Payload& toController, ostrel::core::CommandResult& result);
     ostrel::core::Status openNode(const std::string& path, ostrel::core::FileDescriptor& node) const;
     ostrel::core::Status openController(int& node);
     /// The controller's node for what changes the drive: it is that of the drive that was selected.

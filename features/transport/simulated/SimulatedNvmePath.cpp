@@ -1,12 +1,14 @@
 #include "features/transport/simulated/SimulatedNvmePath.h"
 
 #include <cerrno>
+#include <chrono>
 #include <mutex>
 #include <optional>
 
 #include "features/nvme/Completion.h"
 #include "features/simulator/controller/Controller.h"
 #include "features/simulator/store/DriveFolder.h"
+#include "features/transport/CommandLog.h"
 #include "features/transport/DriveLock.h"
 #include "features/transport/HostStatus.h"
 #include "features/transport/SelectedDrive.h"
@@ -89,7 +91,10 @@ CommandResult SimulatedNvmePath::send(const Command& command, const Payload& pay
     result.outputPayload = payload;
     result.startTime = boost::posix_time::microsec_clock::universal_time();
     if (const auto* nvmeCommand = dynamic_cast<const NvmeCommand*>(&command)) {
+        const auto start = std::chrono::steady_clock::now();
         result.status = hostStatus(sendNvme(*nvmeCommand, payload, result));
+        logCommand(folder_, *nvmeCommand, result.status, result.protocolResult.get(),
+                   std::chrono::steady_clock::now() - start);
     } else if (const auto* hostCommand = dynamic_cast<const HostCommand*>(&command)) {
         result.status = hostStatus(sendHost(*hostCommand, result));
     } else {
