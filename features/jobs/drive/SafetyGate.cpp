@@ -5,6 +5,7 @@
 #include "features/jobs/support/StatusDetails.h"
 #include "features/transport/HostCommand.h"
 #include "ostrel/core/CommandResult.h"
+#include "ostrel/core/Logging.h"
 #include "ostrel/core/ScopeTrace.h"
 #include "ostrel/core/StatusCatalogue.h"
 
@@ -51,10 +52,7 @@ Status checkUse(const NamespaceUse& use, const Reach& reach) {
     return Status();
 }
 
-}  // namespace
-
-Status checkDestruction(nvme::Drive& drive, const Reach& reach) {
-    OSTREL_TRACE();
+Status checkUses(nvme::Drive& drive, const Reach& reach) {
     CommandResult result;
     transport::HostCommand look(transport::HostRequest::USES);
     look.useCheck = reach.partitionsCount ? transport::UseCheck::CONTENT : transport::UseCheck::DESTROY;
@@ -80,6 +78,15 @@ Status checkDestruction(nvme::Drive& drive, const Reach& reach) {
         }
     }
     return partitions;
+}
+
+}  // namespace
+
+Status checkDestruction(nvme::Drive& drive, const Reach& reach) {
+    OSTREL_TRACE();
+    Status status = checkUses(drive, reach);
+    if (!status.is(0, 0)) logMessage(LOGSEVERITY_INFO, "Safety gate: ", drive.name(), ": ", status.getMessage());
+    return status;
 }
 
 }  // namespace features::jobs

@@ -3,6 +3,7 @@
 #include "features/jobs/drive/SafetyGate.h"
 #include "ostrel/core/CommandPath.h"
 #include "ostrel/core/CommandResult.h"
+#include "tests/support/LogCapture.h"
 #include "tests/support/fakedrive/FakeDrive.h"
 
 namespace features::jobs {
@@ -74,6 +75,15 @@ TEST(SafetyGate, EachUseIsRefusedAndNamed) {
         EXPECT_EQ(check({usedNamespace(1, {c.use})}), c.outcome);
         EXPECT_EQ(check({usedNamespace(1, {c.use})}, {1, true}), c.outcome) << "named";
     }
+}
+
+TEST(SafetyGate, ARefusalIsLogged) {
+    const LogCapture log;
+    check({usedNamespace(1, {SWAP})});
+    check({fakedrive::unusedNamespace(1)});
+    EXPECT_EQ(log.lines(), "[info] Safety gate: " + nvme::Drive(*fakedrive::FakeDrive().device()).name() +
+                               ": Cannot run selected feature with the given configuration. /dev/nvme0n1p2 is used as "
+                               "swap.\n");
 }
 
 TEST(SafetyGate, ContentCountsOnlyWhereItIsSaidTo) {
