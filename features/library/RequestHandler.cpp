@@ -1,6 +1,7 @@
 #include "features/library/RequestHandler.h"
 
 #include <algorithm>
+#include <chrono>
 #include <set>
 #include <utility>
 
@@ -9,6 +10,7 @@
 #include "features/library/JobTable.h"
 #include "ostrel/core/AttributeVocabulary.h"
 #include "ostrel/core/Device.h"
+#include "ostrel/core/Logging.h"
 #include "ostrel/core/ScopeTrace.h"
 #include "ostrel/core/StatusCatalogue.h"
 #include "ostrel/core/Strings.h"
@@ -106,6 +108,13 @@ Status severalDrives(const std::string& name, const std::vector<std::shared_ptr<
                        "'" + name + "' fits several drives: name one by its path (" + paths + ").");
 }
 
+void logJob(const xml::XmlObject& request, const Status& status, std::chrono::steady_clock::duration duration) {
+    if (!isLoggingEnabled()) return;
+    logMessage(LOGSEVERITY_INFO, "Job ", request.getAttribute(xml::KEY_NAME), " (", request.getAttribute(xml::KEY_TYPE),
+               "): ", status.getCategory(), "/", status.getCode(), " ", status.getMessage(), ", ",
+               std::chrono::duration_cast<std::chrono::microseconds>(duration).count(), " us");
+}
+
 bool wantsScan(const xml::XmlObject& request) {
     for (const auto& property : request.properties) {
         if (property->getAttribute(xml::KEY_NAME) == "Scan") return toBoolean(property->getAttribute(xml::KEY_VALUE));
@@ -129,7 +138,9 @@ std::string RequestHandler::answer(const std::string& text) {
     Status status = statuses::jobNoInputXml();
     if (request != nullptr) {
         root->attributes[xml::KEY_NAME] = request->getAttribute(xml::KEY_NAME);
+        const auto start = std::chrono::steady_clock::now();
         status = run(*request, output);
+        logJob(*request, status, std::chrono::steady_clock::now() - start);
     }
     root->objects.push_back(XmlConverter::statusToXml(status));
     for (auto& object : output->objects) root->objects.push_back(std::move(object));
