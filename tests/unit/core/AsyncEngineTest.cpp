@@ -16,6 +16,7 @@
 
 #include "ostrel/core/AsyncEngine.h"
 #include "tests/support/LogCapture.h"
+#include "tests/support/Sanitized.h"
 #include "tests/support/VirtualSlots.h"
 #include "tests/unit/core/QueuedCommands.h"
 
@@ -23,19 +24,6 @@ namespace ostrel::core {
 namespace {
 
 using Numbers = std::vector<uint32_t>;
-
-// The sanitizers change what memory a process needs and which signals end it.
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-constexpr bool SANITIZED = true;
-#elif defined(__has_feature)
-#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
-constexpr bool SANITIZED = true;
-#else
-constexpr bool SANITIZED = false;
-#endif
-#else
-constexpr bool SANITIZED = false;
-#endif
 
 Numbers sorted(Numbers numbers) {
     std::sort(numbers.begin(), numbers.end());
