@@ -1,6 +1,6 @@
 """Help for the storage commands as a user reads it: the list, its filter, the page of every command, in each format.
 
-The expected texts lie in golden/help. NIMBREL_REWRITE_GOLDEN=1 writes them anew, for review."""
+The expected texts lie in golden/help. NIMBREL_REWRITE_GOLDENS=1 writes them; read what changed."""
 
 import os
 import pathlib
@@ -9,7 +9,7 @@ import unittest
 from world import TOOL, ToolTestCase
 
 GOLDEN = pathlib.Path(__file__).with_name("golden") / "help"
-REWRITE = os.environ.get("NIMBREL_REWRITE_GOLDEN") == "1"
+REWRITE = os.environ.get("NIMBREL_REWRITE_GOLDENS") == "1"
 
 TOO_MANY = ("Error: The command list had more than one after filtering. This means that there might be more than one "
             "CommandSpec with the same required syntax.\n")
