@@ -114,6 +114,8 @@ class Statuses(SimulatedTestCase):
                 run = self.tool(command[0], "-output", "json", *command[1:])
                 self.assertEqual(run.status, status, run.stdout)
                 self.assertIn(words, json.dumps(json.loads(run.stdout[run.stdout.index("{"):]), ensure_ascii=False))
+        if os.environ.get("NIMBREL_SANITIZE"):
+            return  # the sanitizer's own library must be the first of a process, and Python's has none
         for job, method in (("HealthMetrics", "GetProperties"), ("SMART", "GetProperties"), ("Format", "Method"),
                             ("TelemetryLog", "Method"), ("NVMeLog", "Method"), ("HealthScan", "Method")):
             with self.subTest(job=job):
