@@ -3,10 +3,9 @@
 #include <cstdint>
 #include <optional>
 #include <string>
-#include <vector>
 
-#include "features/simulator/store/DriveState.h"
-#include "features/simulator/store/SmartFaults.h"
+#include "features/simulator/store/Faults.h"
+#include "features/simulator/store/ModelId.h"
 #include "ostrel/core/Status.h"
 
 namespace features::simulator {
@@ -15,36 +14,6 @@ namespace features::simulator {
 inline constexpr uint64_t MAX_DRIVE_BYTES = uint64_t{8} << 40;
 /// As many entries as the log page of changed namespaces has.
 inline constexpr uint32_t MAX_NAMESPACES = 1024;
-
-/// The kinds of simulated drives. States keep the numbers: a new one goes last.
-enum class ModelId : uint8_t {
-    VELKO,     ///< with the maker's vendor features
-    OCP,       ///< after the OCP Datacenter NVMe SSD specification 2.0
-    NVME_1_4,  ///< with what the NVMe Base Specification 1.4 makes mandatory, and nothing else
-};
-
-/// A command that a fault is about.
-struct FaultyCommand {
-    bool isAdmin = true;
-    uint8_t opcode = 0;
-    uint16_t statusField = 0;  ///< of `fail` alone: Status Code in bits 7:0, Status Code Type in 10:8
-    bool isAnyOpcode = false;  ///< all commands of the queue
-    uint32_t delayMs = 0;      ///< of `slow` alone: milliseconds until the answer
-};
-
-/// What is wrong with the drive: it lies over the true state and can be taken off.
-struct Faults {
-    uint8_t criticalWarning = 0;                ///< bits that are set in the SMART log beside the true ones
-    std::optional<int32_t> temperatureCelsius;  ///< instead of the true composite temperature
-    std::vector<SmartFault> smart;              ///< fields of the SMART log instead of the true ones
-    std::vector<BlockRange> mediaErrors;        ///< blocks that cannot be read
-    std::optional<BlockRange> selfTestFailure;  ///< the block at which a self-test fails
-    std::vector<FaultyCommand> fail;            ///< commands that end in a status, undone
-    std::vector<FaultyCommand> slow;            ///< commands that are answered late
-    std::vector<FaultyCommand> hang;            ///< commands that are never answered, undone
-    std::vector<FaultyCommand> powerLoss;       ///< commands over which the drive loses its power, undone
-    bool isGone = false;                        ///< the drive has vanished
-};
 
 /// The description file of a simulated drive: who it is, what it supports, what is wrong with it. A text file in the
 /// INI form that people may edit; docs/simulated-drives.md explains each key.

@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <string>
 
-#include "features/simulator/store/Description.h"
+#include "features/simulator/store/ModelId.h"
 
 namespace features::simulator {
 

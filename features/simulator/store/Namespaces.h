@@ -1,6 +1,10 @@
 #pragma once
 
-#include "features/simulator/context/CommandContext.h"
+#include <cstdint>
+
+#include "features/simulator/store/Description.h"
+#include "features/simulator/store/DriveState.h"
+#include "features/simulator/store/Model.h"
 
 namespace features::simulator {
 
