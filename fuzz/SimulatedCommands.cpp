@@ -11,6 +11,7 @@
 
 #include "features/nvme/Opcodes.h"
 #include "features/simulator/controller/Controller.h"
+#include "features/simulator/controller/StateCheck.h"
 #include "features/simulator/store/Archive.h"
 #include "features/simulator/store/DriveFolder.h"
 #include "features/simulator/tables/CommandTable.h"
@@ -100,7 +101,7 @@ std::vector<uint8_t> essence(DriveState state) {
 
 class Host {
 public:
-    explicit Host(FuzzInput& input) : input_(input), observed_(scratch().path()) {
+    explicit Host(FuzzInput& input) : input_(input), observed_(scratch().path(), impossibleIn) {
         scratch().clear();
         scratch().write(FILE_DESCRIPTION, describe(input).toText());
         connect();

@@ -12,6 +12,7 @@
 #include "features/nvme/Bytes.h"
 #include "features/nvme/Opcodes.h"
 #include "features/simulator/controller/Controller.h"
+#include "features/simulator/controller/StateCheck.h"
 #include "features/simulator/store/DriveFolder.h"
 #include "fuzz/Require.h"
 #include "fuzz/ScratchFolder.h"
@@ -139,7 +140,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     scratch().write(FILE_DESCRIPTION, text);
     if (!contents.empty()) scratch().write(FILE_STATE, stateFile(contents));
 
-    DriveFolder drive(scratch().path());
+    DriveFolder drive(scratch().path(), impossibleIn);
     if (!isFine(drive.begin())) return 0;
     if (!drive.isNew()) checkState(drive);
     drive.rollBack();

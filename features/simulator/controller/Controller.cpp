@@ -7,6 +7,7 @@
 #include "features/simulator/commands/Events.h"
 #include "features/simulator/controller/Faults.h"
 #include "features/simulator/controller/Progress.h"
+#include "features/simulator/controller/StateCheck.h"
 #include "features/simulator/logs/ErrorLog.h"
 #include "features/simulator/models/ocp/OcpPanic.h"
 #include "features/simulator/store/NewDrive.h"
@@ -18,7 +19,7 @@ namespace features::simulator {
 using ostrel::core::Status;
 
 Controller::Controller(std::string folder, const Clock& clock)
-    : clock_(clock), folder_(std::move(folder)), media_(folder_) {}
+    : clock_(clock), folder_(std::move(folder), impossibleIn), media_(folder_) {}
 
 Controller::~Controller() {
     if (work_.isZero()) return;

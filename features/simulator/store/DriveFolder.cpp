@@ -11,7 +11,6 @@
 #include <set>
 
 #include "features/nvme/Bytes.h"
-#include "features/simulator/controller/StateCheck.h"
 #include "features/simulator/store/Archive.h"
 #include "features/simulator/store/OwnFiles.h"
 #include "ostrel/core/File.h"
@@ -217,7 +216,7 @@ Status DriveFolder::loadState() {
     const auto* bytes = reinterpret_cast<const uint8_t*>(text.data());
     DriveState read;
     if (const char* fault = parseState(bytes, text.size(), read)) return damaged(filePath(FILE_STATE), fault);
-    if (const char* part = impossibleIn(read)) {
+    if (const char* part = check_(read)) {
         return damaged(filePath(FILE_STATE), std::string("has impossible contents: ") + part);
     }
     state = std::move(read);

@@ -22,6 +22,9 @@ inline constexpr const char* LOG_PREFIX = "log-";
 /// Files that were to replace others when their process died.
 inline constexpr const char* REPLACEMENT_PREFIX = ".nimbrel-";
 
+/// Looks for what no command could have brought about in a state, and returns what it is; null: all is possible.
+using StateCheck = const char* (*)(const DriveState& state);
+
 /// The folder of one simulated drive: its description, its state, its media. Any number of processes may use a drive at
 /// once; each command is a transaction, begin() to commit() or rollBack(), under the folder's lock:
 ///
@@ -40,7 +43,8 @@ inline constexpr const char* REPLACEMENT_PREFIX = ".nimbrel-";
 /// Threads: one at a time per object; several objects on one folder, in one process or many.
 class DriveFolder {
 public:
-    explicit DriveFolder(std::string path) : path_(std::move(path)) {}
+    /// `check`: of each state that is read. What is possible depends on features and logs, which a folder does not know.
+    DriveFolder(std::string path, StateCheck check) : path_(std::move(path)), check_(check) {}
 
     ostrel::core::Status begin();
     /// Whether or not it fails, the transaction is over. A failure leaves the state as it was before begin().
@@ -88,6 +92,7 @@ private:
     std::string filePath(const char* name) const { return path_ + "/" + name; }
 
     std::string path_;
+    StateCheck check_;
     ostrel::core::FileDescriptor folder_;
     ostrel::core::FileDescriptor lock_;
 

@@ -3,6 +3,7 @@
 #include <cerrno>
 #include <cstdio>
 
+#include "features/simulator/controller/StateCheck.h"
 #include "tests/unit/features/simulator/SimulatedDrive.h"
 
 namespace {
@@ -80,7 +81,7 @@ TEST_F(DeallocationOnASimulatedDrive, TouchesNothingWhenARangeIsOutOfBounds) {
 TEST_F(DeallocationOnASimulatedDrive, IsDoneByTheNextCommandWhenAProcessDiesOverIt) {
     fill();
     controller.reset();
-    features::simulator::DriveFolder drive(path());
+    features::simulator::DriveFolder drive(path(), features::simulator::impossibleIn);
     ASSERT_TRUE(drive.begin().is(0, 0));
     drive.state.deallocating = {{1, 0, 16}};
     ASSERT_TRUE(drive.commit().is(0, 0));
@@ -96,7 +97,7 @@ TEST_F(DeallocationOnASimulatedDrive, IsDoneByTheNextCommandWhenAProcessDiesOver
 TEST_F(DeallocationOnASimulatedDrive, NoCommandIsDoneBeforeIt) {
     fill();
     controller.reset();
-    features::simulator::DriveFolder drive(path());
+    features::simulator::DriveFolder drive(path(), features::simulator::impossibleIn);
     ASSERT_TRUE(drive.begin().is(0, 0));
     drive.state.deallocating = {{1, 0, 16}};
     ASSERT_TRUE(drive.commit().is(0, 0));

@@ -1,3 +1,4 @@
+#include "features/simulator/controller/StateCheck.h"
 #include "features/simulator/store/DriveFolder.h"
 #include "tests/unit/features/simulator/SimulatedDrive.h"
 
@@ -135,7 +136,7 @@ TEST_F(NamespacesOfASimulatedDrive, AreAThousandAndTwentyFourAtMost) {
     constexpr uint32_t MOST = 1024;
     description.mostNamespaces = MOST;
     describe(ModelId::VELKO, uint64_t{2} << 30);
-    features::simulator::DriveFolder files(path());
+    features::simulator::DriveFolder files(path(), features::simulator::impossibleIn);
     ASSERT_TRUE(files.begin().is(0, 0));
     // All but the last, without a command for each of them.
     auto& namespaces = files.state.namespaces;

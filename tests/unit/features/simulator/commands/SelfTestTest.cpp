@@ -1,3 +1,4 @@
+#include "features/simulator/controller/StateCheck.h"
 #include "features/simulator/store/DriveFolder.h"
 #include "tests/unit/features/simulator/SimulatedDrive.h"
 
@@ -105,7 +106,7 @@ TEST_F(SelfTestOfASimulatedDrive, KeepsTwentyResults) {
         EXPECT_EQ(start(0xF), 0);
     }
     EXPECT_EQ(result(19), expectedResult(0x11)) << "the first one, an extended one, is forgotten";
-    features::simulator::DriveFolder folder(path());
+    features::simulator::DriveFolder folder(path(), features::simulator::impossibleIn);
     ASSERT_TRUE(folder.begin().is(0, 0));
     EXPECT_EQ(folder.state.selfTest.results.size(), 20U) << "by the state, too";
 }

@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <fstream>
 
+#include "features/simulator/controller/StateCheck.h"
 #include "features/simulator/store/DriveFolder.h"
 #include "tests/unit/features/simulator/SimulatedDrive.h"
 
@@ -235,7 +236,7 @@ TEST_F(PersistentEventLogOfASimulatedDrive, OldestEventsGoFirst) {
         file.write(reinterpret_cast<const char*>(bytes.data()), 548);
     }
     file.close();
-    features::simulator::DriveFolder drive(path());
+    features::simulator::DriveFolder drive(path(), features::simulator::impossibleIn);
     ASSERT_TRUE(drive.begin().is(0, 0));
     drive.state.extensions["persistent-events"] = {0, 0x14, 0xFD, 3, 0, 0, 0, 0, 0, 0, 0, 0, 0};  // 261,396 bytes
     ASSERT_TRUE(drive.commit().is(0, 0));

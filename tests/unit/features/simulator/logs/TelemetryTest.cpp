@@ -1,3 +1,4 @@
+#include "features/simulator/controller/StateCheck.h"
 #include "features/simulator/store/DriveFolder.h"
 #include "tests/unit/features/simulator/SimulatedDrive.h"
 
@@ -86,7 +87,7 @@ TEST_F(TelemetryOfASimulatedDrive, CaptureStandsStillUntilTheNext) {
 
 TEST_F(TelemetryOfASimulatedDrive, GenerationRunsOver) {
     describe();
-    features::simulator::DriveFolder drive(path());
+    features::simulator::DriveFolder drive(path(), features::simulator::impossibleIn);
     EXPECT_TRUE(drive.begin().is(0, 0));
     drive.state.extensions["telemetry"] = {255, 0, 0};
     EXPECT_TRUE(drive.commit().is(0, 0));

@@ -3,6 +3,7 @@
 #include <tuple>
 
 #include "features/simulator/commands/Features.h"
+#include "features/simulator/controller/StateCheck.h"
 #include "features/simulator/store/DriveFolder.h"
 #include "features/simulator/store/Media.h"
 #include "features/simulator/store/Model.h"
@@ -17,7 +18,7 @@ namespace {
 class DefinedBitsOfASimulatedDrive : public SimulatedDrive {
 protected:
     void open() {
-        open_ = std::make_unique<DriveFolder>(path());
+        open_ = std::make_unique<DriveFolder>(path(), impossibleIn);
         ASSERT_TRUE(open_->begin().is(0, 0));
         media_ = std::make_unique<Media>(*open_);
     }
