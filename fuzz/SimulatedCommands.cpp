@@ -64,12 +64,12 @@ SubmissionEntry takeCommand(FuzzInput& input) {
     constexpr uint32_t SubmissionEntry::*DWORDS[] = {
         &SubmissionEntry::cdw10, &SubmissionEntry::cdw11, &SubmissionEntry::cdw12, &SubmissionEntry::cdw13,
         &SubmissionEntry::cdw14, &SubmissionEntry::cdw15, &SubmissionEntry::cdw2,  &SubmissionEntry::cdw3};
-    const auto rows = static_cast<size_t>(commandsEnd() - commandsBegin());
+    const Rows<CommandRow> rows = allCommands();
     const uint8_t which = input.byte();
     SubmissionEntry command;
     if (which < 0xF0) {
-        command.isAdmin = commandsBegin()[which % rows].isAdmin;
-        command.opcode = commandsBegin()[which % rows].opcode;
+        command.isAdmin = rows.begin()[which % rows.size()].isAdmin;
+        command.opcode = rows.begin()[which % rows.size()].opcode;
     } else {
         command.isAdmin = which % 2 == 0;
         command.opcode = input.byte();

@@ -5,6 +5,8 @@
 #include "features/nvme/Bytes.h"
 #include "features/nvme/Opcodes.h"
 #include "features/nvme/StatusCodes.h"
+#include "features/simulator/context/DriveTables.h"
+#include "features/simulator/context/FeatureValues.h"
 #include "features/simulator/context/Transfer.h"
 #include "features/simulator/controller/Happenings.h"
 #include "ostrel/core/ScopeTrace.h"
@@ -32,29 +34,6 @@ std::vector<uint32_t> selectorsOf(const FeatureRow& row, uint32_t cdw11) {
 /// A Host Identifier of 8 bytes, or of 16 (EXHID).
 uint32_t dataBytesOf(const FeatureRow& row, uint32_t cdw11) {
     return row.fid == FID_HOST_IDENTIFIER && !bit(cdw11, 0) ? 8 : row.dataBytes;
-}
-
-/// The value that a command is about, in the tables of the state.
-FeatureKey keyOf(const FeatureRow& row, uint32_t nsid, uint32_t cdw11) {
-    return {row.fid, row.isOfNamespace ? nsid : 0, cdw11 & row.selector};
-}
-
-FeatureValue defaultValue(const CommandContext& context, const FeatureRow& row, uint32_t selector) {
-    FeatureValue value = row.defaultOf == nullptr ? FeatureValue{} : row.defaultOf(context, selector);
-    value.dword |= selector;
-    value.data.resize(row.dataBytes);
-    return value;
-}
-
-FeatureValue valueIn(const CommandContext& context, const FeatureRow& row,
-                     const std::map<FeatureKey, FeatureValue>& values, const FeatureKey& key) {
-    const auto found = values.find(key);
-    return found == values.end() ? defaultValue(context, row, key.selector) : found->second;
-}
-
-FeatureValue currentValue(const CommandContext& context, const FeatureRow& row, const FeatureKey& key) {
-    if (row.read != nullptr) return row.read(context, key.nsid);
-    return valueIn(context, row, context.state.features.current, key);
 }
 
 uint32_t capabilitiesOf(const FeatureRow& row) {
@@ -105,12 +84,6 @@ CompletionEntry checkSet(CommandContext& context, const FeatureRow& row, bool sa
 
 }  // namespace
 
-FeatureValue currentFeature(const CommandContext& context, uint8_t fid, uint32_t nsid, uint32_t selector) {
-    OSTREL_TRACE();
-    const FeatureRow* row = findFeature(context, fid);
-    return row == nullptr ? FeatureValue{} : currentValue(context, *row, keyOf(*row, nsid, selector));
-}
-
 CompletionEntry setFeatures(CommandContext& context) {
     OSTREL_TRACE();
     const SubmissionEntry& command = context.command;
@@ -159,10 +132,9 @@ CompletionEntry getFeatures(CommandContext& context) {
         return refusal(SCT_GENERIC, SC_INVALID_NAMESPACE);
     }
     const FeatureKey key = keyOf(*row, command.nsid, command.cdw11);
-    FeatureValue value = select == static_cast<uint32_t>(Select::CURRENT) ? currentValue(context, *row, key)
-                         : select == static_cast<uint32_t>(Select::DEFAULT)
-                             ? defaultValue(context, *row, key.selector)
-                             : valueIn(context, *row, context.state.features.saved, key);
+    FeatureValue value = select == static_cast<uint32_t>(Select::CURRENT)   ? currentValue(context, *row, key)
+                         : select == static_cast<uint32_t>(Select::DEFAULT) ? defaultValue(context, *row, key.selector)
+                                                                            : savedValue(context, *row, key);
     if (row->isSelector != nullptr && !row->isSelector(key.selector)) return refusal(SCT_GENERIC, SC_INVALID_FIELD);
     value.data.resize(dataBytesOf(*row, command.cdw11));
     completion.dword0 = value.dword;

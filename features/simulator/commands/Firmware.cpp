@@ -9,7 +9,7 @@
 #include "features/nvme/Bytes.h"
 #include "features/nvme/Opcodes.h"
 #include "features/nvme/StatusCodes.h"
-#include "features/simulator/commands/Events.h"
+#include "features/simulator/context/AsyncEvents.h"
 #include "features/simulator/context/Transfer.h"
 #include "features/simulator/controller/Happenings.h"
 #include "features/simulator/store/FirmwareDownload.h"

@@ -8,6 +8,7 @@
 #include "features/nvme/Identify.h"
 #include "features/nvme/Opcodes.h"
 #include "features/nvme/StatusCodes.h"
+#include "features/simulator/context/ControllerIdentity.h"
 #include "features/simulator/store/Namespaces.h"
 #include "features/simulator/store/PaddedText.h"
 #include "ostrel/core/ScopeTrace.h"
@@ -267,18 +268,6 @@ constexpr CnsRow STRUCTURES[] = {
 // clang-format on
 
 }  // namespace
-
-bool hasExtendedLogData(const CommandContext& context) {
-    OSTREL_TRACE();
-    // Telemetry and persistent event log are read from offsets.
-    const Description& description = context.description;
-    return context.model.hasOptions || description.supportsTelemetry || description.supportsPersistentEventLog;
-}
-
-std::string subsystemName(const Description& description) {
-    OSTREL_TRACE();
-    return "nqn.2026-01.com.velko.nimbrel:simulated:" + description.serialNumber;
-}
 
 std::vector<uint8_t> controllerStructure(const CommandContext& context) {
     OSTREL_TRACE();

@@ -1,26 +1,14 @@
 #pragma once
 
 #include <cstdint>
-#include <string>
 #include <vector>
 
 #include "features/simulator/context/CommandContext.h"
 
 namespace features::simulator {
 
-/// The identifier of a drive's one controller.
-inline constexpr uint16_t CONTROLLER_ID = 1;
-
-/// Asynchronous Event Requests that a host may leave with the controller, one less (AERL).
-inline constexpr uint8_t EVENT_REQUEST_LIMIT_0BASED = 3;
-
-/// The NVM subsystem's NVMe Qualified Name (SUBNQN).
-std::string subsystemName(const Description& description);
 /// The Identify Controller structure, 4,096 bytes.
 std::vector<uint8_t> controllerStructure(const CommandContext& context);
-
-/// Whether Get Log Page takes an offset and the wide Number of Dwords (LPA bit 2).
-bool hasExtendedLogData(const CommandContext& context);
 
 /// The Identify command.
 CompletionEntry identify(CommandContext& context);

@@ -4,7 +4,7 @@
 #include "features/nvme/Opcodes.h"
 #include "features/nvme/StatusCodes.h"
 #include "features/simulator/commands/Deallocation.h"
-#include "features/simulator/commands/Features.h"
+#include "features/simulator/context/FeatureValues.h"
 #include "features/simulator/context/Transfer.h"
 #include "features/simulator/controller/Faults.h"
 #include "features/simulator/models/velko/VelkoLatency.h"

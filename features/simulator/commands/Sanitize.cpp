@@ -5,11 +5,11 @@
 #include "features/nvme/Bytes.h"
 #include "features/nvme/Opcodes.h"
 #include "features/nvme/StatusCodes.h"
-#include "features/simulator/commands/Events.h"
-#include "features/simulator/commands/Features.h"
 #include "features/simulator/commands/Firmware.h"
 #include "features/simulator/commands/NamespaceCommands.h"
 #include "features/simulator/commands/SelfTest.h"
+#include "features/simulator/context/AsyncEvents.h"
+#include "features/simulator/context/FeatureValues.h"
 #include "features/simulator/controller/Happenings.h"
 #include "ostrel/core/ScopeTrace.h"
 

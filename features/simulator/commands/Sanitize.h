@@ -1,7 +1,7 @@
 #pragma once
 
-#include "features/simulator/commands/LogPages.h"
 #include "features/simulator/context/CommandContext.h"
+#include "features/simulator/context/LogRow.h"
 
 namespace features::simulator {
 

@@ -13,6 +13,8 @@
 
 namespace features::simulator {
 
+struct DriveTables;
+
 /// Everything that the handler of a command may look at and change. The state is saved when the handler is back; when
 /// it refuses the command, the state is what it was before.
 struct CommandContext {
@@ -20,6 +22,7 @@ struct CommandContext {
     std::vector<uint8_t>& data;  ///< to the controller, or from it: handlers fill it when the command reads
     const Description& description;
     const Model& model;
+    const DriveTables& tables;  ///< of the model
     DriveState& state;
     Media& media;
     DriveFolder& folder;

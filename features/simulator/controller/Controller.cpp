@@ -4,14 +4,15 @@
 #include <exception>
 
 #include "features/nvme/StatusCodes.h"
-#include "features/simulator/commands/Events.h"
+#include "features/simulator/context/AsyncEvents.h"
+#include "features/simulator/controller/Dispatch.h"
 #include "features/simulator/controller/Faults.h"
 #include "features/simulator/controller/Progress.h"
 #include "features/simulator/controller/StateCheck.h"
 #include "features/simulator/logs/ErrorLog.h"
 #include "features/simulator/models/ocp/OcpPanic.h"
 #include "features/simulator/store/NewDrive.h"
-#include "features/simulator/tables/CommandTable.h"
+#include "features/simulator/tables/ModelTables.h"
 #include "ostrel/core/ScopeTrace.h"
 
 namespace features::simulator {
@@ -51,8 +52,17 @@ Status Controller::begin(const Check& check) {
 
 CommandContext Controller::contextOf(const SubmissionEntry& command, std::vector<uint8_t>& data) {
     const Description& description = folder_.description();
-    return CommandContext{command, data,    description, modelOf(description.model), folder_.state,
-                          media_,  folder_, work_,       heldEventRequests_,         nowMs(),
+    return CommandContext{command,
+                          data,
+                          description,
+                          modelOf(description.model),
+                          tablesOf(description.model),
+                          folder_.state,
+                          media_,
+                          folder_,
+                          work_,
+                          heldEventRequests_,
+                          nowMs(),
                           {}};
 }
 

@@ -1,10 +1,10 @@
 #include "features/simulator/controller/Progress.h"
 
 #include "features/simulator/commands/Deallocation.h"
-#include "features/simulator/commands/Events.h"
 #include "features/simulator/commands/Firmware.h"
 #include "features/simulator/commands/Sanitize.h"
 #include "features/simulator/commands/SelfTest.h"
+#include "features/simulator/context/AsyncEvents.h"
 #include "features/simulator/controller/Faults.h"
 #include "features/simulator/controller/Happenings.h"
 #include "features/simulator/logs/HealthLog.h"

@@ -4,12 +4,12 @@
 #include <cstddef>
 #include <limits>
 
-#include "features/simulator/commands/Features.h"
 #include "features/simulator/models/ocp/OcpState.h"
 #include "features/simulator/models/velko/VelkoState.h"
 #include "features/simulator/store/Extension.h"
 #include "features/simulator/store/Model.h"
 #include "features/simulator/store/PaddedText.h"
+#include "features/simulator/tables/ModelTables.h"
 #include "ostrel/core/ScopeTrace.h"
 
 namespace features::simulator {
@@ -50,7 +50,7 @@ bool areNamespacesPossible(const DriveState& state, const Model& model) {
 }
 
 bool isPossibleFeature(const Model& model, const FeatureKey& key, const FeatureValue& value) {
-    const FeatureRow* row = findFeatureRow(model.id, key.fid);
+    const FeatureRow* row = findFeatureRow(tablesOf(model.id), key.fid);
     if (row == nullptr || (key.nsid != 0) != row->isOfNamespace || (key.nsid != 0 && !isNsid(key.nsid))) return false;
     const bool isSelector =
         (key.selector & ~row->selector) == 0 && (row->isSelector == nullptr || row->isSelector(key.selector));

@@ -2,8 +2,8 @@
 
 #include <vector>
 
-#include "features/simulator/commands/LogPages.h"
 #include "features/simulator/context/CommandContext.h"
+#include "features/simulator/context/LogRow.h"
 
 namespace features::simulator {
 

@@ -5,10 +5,11 @@
 
 #include "features/nvme/Bytes.h"
 #include "features/nvme/Opcodes.h"
-#include "features/simulator/commands/Features.h"
-#include "features/simulator/commands/Identify.h"
 #include "features/simulator/commands/Sanitize.h"
 #include "features/simulator/commands/SelfTest.h"
+#include "features/simulator/context/ControllerIdentity.h"
+#include "features/simulator/context/DriveTables.h"
+#include "features/simulator/context/Timestamp.h"
 #include "features/simulator/logs/HealthLog.h"
 #include "features/simulator/store/PaddedText.h"
 #include "ostrel/core/ScopeTrace.h"
@@ -47,8 +48,9 @@ Data firmwareCommitData(const Happening& commit) {
 
 Data timestampChangeData(const CommandContext& context) {
     OSTREL_TRACE();
-    Data data = currentFeature(context, FID_TIMESTAMP).data;
-    data.resize(16);
+    const auto timestamp = timestampData(context);
+    Data data(16);
+    std::copy(timestamp.begin(), timestamp.end(), data.begin());
     putLe64(data.data() + 8, context.nowMs - std::min(context.nowMs, context.state.health.lastResetMs));
     return data;
 }

@@ -5,7 +5,7 @@
 
 #include "features/nvme/Bytes.h"
 #include "features/nvme/Opcodes.h"
-#include "features/simulator/commands/Features.h"
+#include "features/simulator/context/FeatureValues.h"
 #include "features/simulator/store/Extension.h"
 #include "ostrel/core/ScopeTrace.h"
 

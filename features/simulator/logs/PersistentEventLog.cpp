@@ -1,14 +1,15 @@
 #include "features/simulator/logs/PersistentEventLog.h"
 
 #include <algorithm>
+#include <array>
 #include <cstring>
 #include <string>
 
 #include "features/nvme/Bytes.h"
 #include "features/nvme/Opcodes.h"
 #include "features/nvme/StatusCodes.h"
-#include "features/simulator/commands/Features.h"
-#include "features/simulator/commands/Identify.h"
+#include "features/simulator/context/ControllerIdentity.h"
+#include "features/simulator/context/Timestamp.h"
 #include "features/simulator/logs/EventData.h"
 #include "features/simulator/logs/EventJournal.h"
 #include "features/simulator/logs/HealthLog.h"
@@ -54,11 +55,7 @@ struct EventHistory {
     }
 };
 
-std::vector<uint8_t> timestampOf(const CommandContext& context) {
-    return currentFeature(context, FID_TIMESTAMP).data;
-}
-
-std::vector<uint8_t> eventBytes(PersistentEvent type, const std::vector<uint8_t>& timestamp,
+std::vector<uint8_t> eventBytes(PersistentEvent type, const std::array<uint8_t, 8>& timestamp,
                                 const std::vector<uint8_t>& data) {
     constexpr uint8_t REVISION = 1;
     constexpr uint8_t REST_OF_HEADER = EventJournal::HEADER_BYTES - 3;
@@ -81,7 +78,7 @@ void putHeader(const CommandContext& context, size_t events, std::vector<uint8_t
     putLe64(at + 8, page.size());
     at[16] = 1;  // Log Revision
     putLe16(at + 18, LOG_HEADER_BYTES - OFFSET_REST_OF_HEADER);
-    const std::vector<uint8_t> timestamp = timestampOf(context);
+    const auto timestamp = timestampData(context);
     std::copy(timestamp.begin(), timestamp.end(), at + 20);
     putLe64(at + 28, context.powerOnMs() / MS_PER_HOUR);
     putLe64(at + 44, context.state.health.powerCycles);
@@ -105,7 +102,7 @@ void beginHistory(CommandContext& context) {
     history.poweredOnMs = context.state.health.createdMs;
     history.firmware = context.state.firmware.running;
     writeExtension(context.state, history);
-    const std::vector<uint8_t> atOnce(8);
+    const std::array<uint8_t, 8> atOnce{};
     EventJournal(context).append(eventBytes(PersistentEvent::POWER_ON_OR_RESET, atOnce, powerOnData(context, {})));
 }
 
@@ -116,7 +113,7 @@ void recordPersistentEvent(CommandContext& context, PersistentEvent type, const 
     if (!context.description.supportsPersistentEventLog) return;
     beginHistory(context);
     EventJournal journal(context);
-    const std::vector<uint8_t> timestamp = timestampOf(context);
+    const auto timestamp = timestampData(context);
     auto history = readExtension<EventHistory>(context.state);
     if (history.firmware != context.state.firmware.running) {
         history.firmware = context.state.firmware.running;

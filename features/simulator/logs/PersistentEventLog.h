@@ -3,8 +3,8 @@
 #include <cstdint>
 #include <vector>
 
-#include "features/simulator/commands/LogPages.h"
 #include "features/simulator/context/CommandContext.h"
+#include "features/simulator/context/LogRow.h"
 
 namespace features::simulator {
 

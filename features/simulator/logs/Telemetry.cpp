@@ -7,7 +7,7 @@
 #include "features/nvme/Bytes.h"
 #include "features/nvme/Opcodes.h"
 #include "features/nvme/StatusCodes.h"
-#include "features/simulator/commands/Events.h"
+#include "features/simulator/context/AsyncEvents.h"
 #include "features/simulator/logs/ErrorLog.h"
 #include "features/simulator/logs/HealthLog.h"
 #include "features/simulator/logs/PersistentEventLog.h"

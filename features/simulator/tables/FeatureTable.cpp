@@ -1,16 +1,13 @@
+#include "features/simulator/tables/FeatureTable.h"
+
 #include <algorithm>
 #include <cstddef>
-#include <iterator>
 
 #include "features/nvme/Bytes.h"
 #include "features/nvme/Opcodes.h"
 #include "features/nvme/StatusCodes.h"
-#include "features/simulator/commands/Features.h"
-#include "features/simulator/commands/Identify.h"
+#include "features/simulator/context/Timestamp.h"
 #include "features/simulator/controller/Happenings.h"
-#include "features/simulator/models/ocp/OcpFeatures.h"
-#include "features/simulator/models/velko/VelkoFeatures.h"
-#include "ostrel/core/ScopeTrace.h"
 
 namespace features::simulator {
 
@@ -98,21 +95,9 @@ CompletionEntry checkHostIdentifier(CommandContext&, FeatureValue& value) {
     return isZero ? INVALID_FIELD : CompletionEntry{};
 }
 
-// Timestamp: 6 bytes of milliseconds since 1970; what they are in byte 6.
-constexpr uint8_t ORIGIN_SET_BY_HOST = 1 << 1;
-constexpr uint64_t MASK_48_BITS = 0xFFFFFFFFFFFF;
-
-uint64_t timestampNow(const CommandContext& context) {
-    const TimestampState& timestamp = context.state.timestamp;
-    const uint64_t from = timestamp.setTo ? timestamp.setAtMs : context.state.health.lastResetMs;
-    return (timestamp.setTo.value_or(0) + (context.nowMs - std::min(from, context.nowMs))) & MASK_48_BITS;
-}
-
 FeatureValue readTimestamp(const CommandContext& context, uint32_t) {
-    FeatureValue value{0, std::vector<uint8_t>(8)};
-    putLe64(value.data.data(), timestampNow(context));
-    if (context.state.timestamp.setTo) value.data[6] = ORIGIN_SET_BY_HOST;
-    return value;
+    const auto data = timestampData(context);
+    return {0, {data.begin(), data.end()}};
 }
 
 void writeTimestamp(CommandContext& context, uint32_t, const FeatureValue& value) {
@@ -196,21 +181,8 @@ constexpr FeatureRow FEATURES[] = {
 
 }  // namespace
 
-const FeatureRow* findFeatureRow(ModelId model, uint8_t fid) {
-    OSTREL_TRACE();
-    const bool isOcp = model == ModelId::OCP;
-    const auto isRow = [fid](const FeatureRow& row) { return row.fid == fid; };
-    const FeatureRow* row = std::find_if(std::begin(FEATURES), std::end(FEATURES), isRow);
-    if (row != std::end(FEATURES)) return row;
-    const FeatureRow* end = isOcp ? ocpFeaturesEnd() : velkoFeaturesEnd();
-    row = std::find_if(isOcp ? ocpFeaturesBegin() : velkoFeaturesBegin(), end, isRow);
-    return row == end ? nullptr : row;
-}
-
-const FeatureRow* findFeature(const CommandContext& context, uint8_t fid) {
-    OSTREL_TRACE();
-    const FeatureRow* row = findFeatureRow(context.model.id, fid);
-    return row != nullptr && (row->isOfDrive == nullptr || row->isOfDrive(context)) ? row : nullptr;
+Rows<FeatureRow> standardFeatures() {
+    return FEATURES;
 }
 
 }  // namespace features::simulator

@@ -1,6 +1,6 @@
 #include "features/transport/simulated/SimulatedIdentity.h"
 
-#include "features/simulator/commands/Identify.h"
+#include "features/simulator/context/ControllerIdentity.h"
 #include "ostrel/core/ScopeTrace.h"
 
 namespace features::transport {

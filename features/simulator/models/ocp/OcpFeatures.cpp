@@ -119,11 +119,8 @@ constexpr FeatureRow FEATURES[] = {
 
 }  // namespace
 
-const FeatureRow* ocpFeaturesBegin() {
-    return std::begin(FEATURES);
-}
-const FeatureRow* ocpFeaturesEnd() {
-    return std::end(FEATURES);
+Rows<FeatureRow> ocpFeatures() {
+    return FEATURES;
 }
 
 bool isDssdPowerState(const Model& model, uint32_t watts) {

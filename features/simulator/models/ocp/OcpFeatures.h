@@ -1,13 +1,12 @@
 #pragma once
 
-#include "features/simulator/commands/Features.h"
+#include "features/simulator/context/DriveTables.h"
 
 namespace features::simulator {
 
 /// Features of the OCP Datacenter NVMe SSD specification 2.0, C0h to C7h, in the order of their identifiers. Set
 /// Features has their values at other places of dword 11 than Get Features shows them.
-const FeatureRow* ocpFeaturesBegin();
-const FeatureRow* ocpFeaturesEnd();
+Rows<FeatureRow> ocpFeatures();
 
 /// Whether the drive has DSSD power state `watts`: those of its operational power states.
 bool isDssdPowerState(const Model& model, uint32_t watts);

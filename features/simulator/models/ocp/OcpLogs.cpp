@@ -6,7 +6,7 @@
 
 #include "features/nvme/Bytes.h"
 #include "features/nvme/Opcodes.h"
-#include "features/simulator/commands/Features.h"
+#include "features/simulator/context/FeatureValues.h"
 #include "features/simulator/logs/HealthLog.h"
 #include "features/simulator/models/ocp/OcpFeatures.h"
 #include "features/simulator/models/ocp/OcpState.h"
@@ -197,11 +197,8 @@ constexpr LogRow LOGS[] = {
 
 }  // namespace
 
-const LogRow* ocpLogsBegin() {
-    return std::begin(LOGS);
-}
-const LogRow* ocpLogsEnd() {
-    return std::end(LOGS);
+Rows<LogRow> ocpLogs() {
+    return LOGS;
 }
 
 }  // namespace features::simulator

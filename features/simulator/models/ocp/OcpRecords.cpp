@@ -2,7 +2,7 @@
 
 #include "features/nvme/Bytes.h"
 #include "features/nvme/Opcodes.h"
-#include "features/simulator/commands/Features.h"
+#include "features/simulator/context/Timestamp.h"
 #include "features/simulator/models/ocp/OcpState.h"
 #include "features/simulator/store/Extension.h"
 #include "ostrel/core/ScopeTrace.h"
@@ -23,7 +23,7 @@ void noteActivation(const CommandContext& context, OcpState& state) {
     if (before == firmware.running) return;
     OcpActivation entry;
     entry.count = ++state.activationCount;
-    entry.timestamp = le64(currentFeature(context, FID_TIMESTAMP).data.data());
+    entry.timestamp = le64(timestampData(context).data());
     entry.powerCycles = context.state.health.powerCycles;
     entry.before = before;
     entry.after = firmware.running;

@@ -7,6 +7,7 @@
 #include "features/nvme/Opcodes.h"
 #include "features/nvme/VelkoInterface.h"
 #include "features/simulator/commands/Identify.h"
+#include "features/simulator/context/DriveTables.h"
 #include "features/simulator/models/velko/VelkoRecords.h"
 #include "features/simulator/models/velko/VelkoState.h"
 #include "features/simulator/store/Extension.h"

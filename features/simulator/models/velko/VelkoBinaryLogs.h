@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <vector>
 
-#include "features/simulator/commands/LogPages.h"
+#include "features/simulator/context/LogRow.h"
 
 namespace features::simulator {
 

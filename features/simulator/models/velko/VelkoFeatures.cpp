@@ -9,6 +9,7 @@
 #include "features/nvme/VelkoInterface.h"
 #include "features/simulator/commands/Deallocation.h"
 #include "features/simulator/commands/NamespaceCommands.h"
+#include "features/simulator/context/FeatureValues.h"
 #include "features/simulator/models/velko/VelkoRecords.h"
 #include "features/simulator/models/velko/VelkoState.h"
 #include "features/simulator/store/Extension.h"
@@ -187,11 +188,8 @@ constexpr FeatureRow FEATURES[] = {
 
 }  // namespace
 
-const FeatureRow* velkoFeaturesBegin() {
-    return std::begin(FEATURES);
-}
-const FeatureRow* velkoFeaturesEnd() {
-    return std::end(FEATURES);
+Rows<FeatureRow> velkoFeatures() {
+    return FEATURES;
 }
 
 uint64_t velkoCrcErrors(const CommandContext& context) {

@@ -2,13 +2,12 @@
 
 #include <cstdint>
 
-#include "features/simulator/commands/Features.h"
+#include "features/simulator/context/DriveTables.h"
 
 namespace features::simulator {
 
 /// The maker's features. All rows, in the order of their identifiers.
-const FeatureRow* velkoFeaturesBegin();
-const FeatureRow* velkoFeaturesEnd();
+Rows<FeatureRow> velkoFeatures();
 
 /// CRC errors since the host last reset them.
 uint64_t velkoCrcErrors(const CommandContext& context);

@@ -4,7 +4,7 @@
 #include <iterator>
 
 #include "features/nvme/VelkoInterface.h"
-#include "features/simulator/commands/Features.h"
+#include "features/simulator/context/FeatureValues.h"
 #include "ostrel/core/ScopeTrace.h"
 
 namespace features::simulator {

@@ -6,7 +6,7 @@
 #include "features/nvme/Opcodes.h"
 #include "features/nvme/StatusCodes.h"
 #include "features/nvme/VelkoInterface.h"
-#include "features/simulator/commands/Features.h"
+#include "features/simulator/context/FeatureValues.h"
 #include "features/simulator/logs/HealthLog.h"
 #include "features/simulator/models/velko/VelkoBinaryLogs.h"
 #include "features/simulator/models/velko/VelkoFeatures.h"
@@ -164,11 +164,8 @@ constexpr LogRow LOGS[] = {
 
 }  // namespace
 
-const LogRow* velkoLogsBegin() {
-    return std::begin(LOGS);
-}
-const LogRow* velkoLogsEnd() {
-    return std::end(LOGS);
+Rows<LogRow> velkoLogs() {
+    return LOGS;
 }
 
 }  // namespace features::simulator

@@ -3,12 +3,11 @@
 #include <cstdint>
 #include <vector>
 
-#include "features/simulator/commands/LogPages.h"
+#include "features/simulator/context/DriveTables.h"
 
 namespace features::simulator {
 
 /// The maker's log pages. All rows, in the order of their identifiers.
-const LogRow* velkoLogsBegin();
-const LogRow* velkoLogsEnd();
+Rows<LogRow> velkoLogs();
 
 }  // namespace features::simulator

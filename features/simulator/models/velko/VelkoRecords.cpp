@@ -5,7 +5,7 @@
 #include "features/nvme/Bytes.h"
 #include "features/nvme/Opcodes.h"
 #include "features/nvme/StatusCodes.h"
-#include "features/simulator/commands/Features.h"
+#include "features/simulator/context/Timestamp.h"
 #include "features/simulator/store/Extension.h"
 #include "ostrel/core/ScopeTrace.h"
 
@@ -109,8 +109,7 @@ void record(const CommandContext& context, VelkoState& velko, const Happening& h
 
 uint64_t velkoTime(const CommandContext& context) {
     OSTREL_TRACE();
-    const FeatureValue timestamp = currentFeature(context, FID_TIMESTAMP);
-    return timestamp.data.size() < 8 ? 0 : le64(timestamp.data.data());
+    return le64(timestampData(context).data());
 }
 
 void recordVelkoEvent(const CommandContext& context, VelkoState& velko, VelkoEvent event, uint32_t first,

@@ -2,12 +2,12 @@
 #include <set>
 #include <tuple>
 
-#include "features/simulator/commands/Features.h"
+#include "features/simulator/controller/Dispatch.h"
 #include "features/simulator/controller/StateCheck.h"
 #include "features/simulator/store/DriveFolder.h"
 #include "features/simulator/store/Media.h"
 #include "features/simulator/store/Model.h"
-#include "features/simulator/tables/CommandTable.h"
+#include "features/simulator/tables/ModelTables.h"
 #include "tests/unit/features/simulator/SimulatedDrive.h"
 
 using namespace features::simulator;
@@ -24,8 +24,9 @@ protected:
     }
     CommandContext contextOf(const SubmissionEntry& command) {
         const Description& own = open_->description();
-        return CommandContext{command, data,     own, modelOf(own.model), open_->state, *media_, *open_, work_,
-                              held_,   START_MS, {}};
+        return CommandContext{
+            command, data,     own, modelOf(own.model), tablesOf(own.model), open_->state, *media_, *open_, work_,
+            held_,   START_MS, {}};
     }
     std::unique_ptr<DriveFolder> open_;
     std::unique_ptr<Media> media_;
@@ -68,9 +69,10 @@ const struct {
 // clang-format on
 
 TEST_F(DefinedBitsOfASimulatedDrive, AreThoseOfEachCommand) {
-    ASSERT_EQ(static_cast<size_t>(commandsEnd() - commandsBegin()), std::size(COMMANDS));
+    const DriveTables& tables = tablesOf(description.model);
+    ASSERT_EQ(tables.commands.size(), std::size(COMMANDS));
     for (const auto& c : COMMANDS) {
-        const CommandRow* row = findCommand(description, c.isAdmin, c.opcode);
+        const CommandRow* row = findCommand(tables, description, c.isAdmin, c.opcode);
         SCOPED_TRACE((c.isAdmin ? "admin " : "I/O ") + std::to_string(c.opcode));
         ASSERT_NE(row, nullptr);
         EXPECT_EQ(row->usesNsid, c.usesNsid);
@@ -133,17 +135,19 @@ TEST_F(DefinedBitsOfASimulatedDrive, AreThoseOfEachFeature) {
     std::set<std::tuple<ModelId, uint8_t>> known;
     for (const auto& c : FEATURES) {
         known.emplace(c.model, c.fid);
-        const FeatureRow* row = findFeatureRow(c.model, c.fid);
+        const FeatureRow* row = findFeatureRow(tablesOf(c.model), c.fid);
         ASSERT_NE(row, nullptr) << int{c.fid};
         EXPECT_EQ(row->bits.cdw11, c.defined) << int{c.fid};
         EXPECT_EQ(row->bits.cdw12 | row->bits.cdw13 | row->bits.cdw15, 0U) << int{c.fid};
     }
     for (unsigned fid = 0; fid < 256; ++fid) {
         const auto number = static_cast<uint8_t>(fid);
-        EXPECT_EQ(findFeatureRow(ModelId::VELKO, number) != nullptr, known.count({ModelId::VELKO, number}) != 0) << fid;
+        EXPECT_EQ(findFeatureRow(tablesOf(ModelId::VELKO), number) != nullptr,
+                  known.count({ModelId::VELKO, number}) != 0)
+            << fid;
         const bool isVendors = fid >= 0xC0;
         const ModelId model = isVendors ? ModelId::OCP : ModelId::VELKO;
-        EXPECT_EQ(findFeatureRow(ModelId::OCP, number) != nullptr, known.count({model, number}) != 0) << fid;
+        EXPECT_EQ(findFeatureRow(tablesOf(ModelId::OCP), number) != nullptr, known.count({model, number}) != 0) << fid;
     }
 }
 
@@ -155,7 +159,7 @@ TEST_F(DefinedBitsOfASimulatedDrive, ExcludeEachOtherBitOfASetFeature) {
         describe(model);
         open();
         for (const auto& c : FEATURES) {
-            if (c.model != model || !findFeatureRow(model, c.fid)->isChangeable) continue;
+            if (c.model != model || !findFeatureRow(tablesOf(model), c.fid)->isChangeable) continue;
             for (size_t i = 0; i < std::size(DWORDS); ++i) {
                 for (unsigned bit = 0; bit < 32; ++bit) {
                     if (i == 0 && (c.defined >> bit & 1) != 0) continue;

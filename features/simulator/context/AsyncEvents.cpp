@@ -1,10 +1,8 @@
-#include "features/simulator/commands/Events.h"
+#include "features/simulator/context/AsyncEvents.h"
 
 #include "features/nvme/Bytes.h"
 #include "features/nvme/Opcodes.h"
-#include "features/nvme/StatusCodes.h"
-#include "features/simulator/commands/Features.h"
-#include "features/simulator/commands/Identify.h"
+#include "features/simulator/context/FeatureValues.h"
 #include "features/simulator/controller/Happenings.h"
 #include "features/simulator/logs/HealthLog.h"
 #include "ostrel/core/ScopeTrace.h"
@@ -101,30 +99,6 @@ std::optional<CompletionEntry> nextEvent(CommandContext& context) {
         return completion;
     }
     return std::nullopt;
-}
-
-CompletionEntry requestEvent(CommandContext& context) {
-    OSTREL_TRACE();
-    if (context.heldEventRequests > EVENT_REQUEST_LIMIT_0BASED) {
-        return refusal(SCT_COMMAND_SPECIFIC, SC_EVENT_REQUEST_LIMIT_EXCEEDED);
-    }
-    if (const auto event = nextEvent(context)) return *event;
-    ++context.heldEventRequests;
-    CompletionEntry held;
-    held.delivery = Delivery::HELD;
-    return held;
-}
-
-CompletionEntry abortCommand(CommandContext&) {
-    OSTREL_TRACE();
-    CompletionEntry completion;
-    completion.dword0 = 1;  // not aborted: commands are over when the next one comes
-    return completion;
-}
-
-CompletionEntry keepAlive(CommandContext&) {
-    OSTREL_TRACE();
-    return {};
 }
 
 }  // namespace features::simulator

@@ -28,9 +28,4 @@ void clearEventsOf(CommandContext& context, uint8_t lid);
 /// The next event to report, as the completion of an Asynchronous Event Request.
 std::optional<CompletionEntry> nextEvent(CommandContext& context);
 
-/// The commands. An Asynchronous Event Request is held.
-CompletionEntry requestEvent(CommandContext& context);
-CompletionEntry abortCommand(CommandContext& context);
-CompletionEntry keepAlive(CommandContext& context);
-
 }  // namespace features::simulator

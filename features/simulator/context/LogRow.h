@@ -1,0 +1,30 @@
+#pragma once
+
+#include <cstdint>
+#include <vector>
+
+#include "features/simulator/context/CommandContext.h"
+
+namespace features::simulator {
+
+/// What a Get Log Page command asks for. Offset and length in bytes.
+struct LogRequest {
+    uint8_t lsp = 0;
+    uint16_t lsi = 0;
+    bool retainEvent = false;
+    uint64_t offset = 0;
+    uint64_t length = 0;
+};
+
+/// A log page of the controller. Adding one is adding a row to LogTable.cpp, or to the table of its model; log page 00h
+/// follows.
+struct LogRow {
+    uint8_t lid;
+    bool Description::*isSupported;    ///< null: always
+    bool (*isOfModel)(ModelId model);  ///< null: of all
+    uint8_t definedLsp;                ///< bits of the Log Specific Field that the page defines
+    /// Fills the whole page; what was asked of it is cut out. What it changes in the state is saved.
+    CompletionEntry (*build)(CommandContext& context, const LogRequest& request, std::vector<uint8_t>& page);
+};
+
+}  // namespace features::simulator

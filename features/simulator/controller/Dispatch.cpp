@@ -1,0 +1,54 @@
+#include "features/simulator/controller/Dispatch.h"
+
+#include "features/nvme/Bytes.h"
+#include "features/nvme/StatusCodes.h"
+#include "features/simulator/context/DriveTables.h"
+#include "ostrel/core/ScopeTrace.h"
+
+namespace features::simulator {
+
+using namespace nvme;
+
+namespace {
+
+/// Whether all that the host set is defined; otherwise the place of the first bit that is not.
+bool hasDefinedBitsAlone(const SubmissionEntry& command, const CommandRow& row, uint16_t& location) {
+    const struct {
+        uint16_t byte;
+        uint32_t undefined;
+    } DWORDS[] = {
+        {4, row.usesNsid ? 0 : command.nsid},
+        {8, command.cdw2},
+        {12, command.cdw3},
+        {40, command.cdw10 & ~row.bits.cdw10},
+        {44, command.cdw11 & ~row.bits.cdw11},
+        {48, command.cdw12 & ~row.bits.cdw12},
+        {52, command.cdw13 & ~row.bits.cdw13},
+        {56, command.cdw14 & ~row.bits.cdw14},
+        {60, command.cdw15 & ~row.bits.cdw15},
+    };
+    for (const auto& dword : DWORDS) {
+        if (dword.undefined == 0) continue;
+        unsigned position = 0;
+        while (!bit(dword.undefined, position)) ++position;
+        location = static_cast<uint16_t>((dword.byte + position / 8) | position % 8 << 8);
+        return false;
+    }
+    return true;
+}
+
+}  // namespace
+
+CompletionEntry runCommand(CommandContext& context) {
+    OSTREL_TRACE();
+    const SubmissionEntry& command = context.command;
+    const CommandRow* row = findCommand(context.tables, context.description, command.isAdmin, command.opcode);
+    if (row == nullptr) return refusal(SCT_GENERIC, SC_INVALID_OPCODE);
+    if (context.state.sanitize.isRunning && !row->mayRunDuringSanitize) {
+        return passingRefusal(SCT_GENERIC, SC_SANITIZE_IN_PROGRESS);
+    }
+    if (!hasDefinedBitsAlone(command, *row, context.parameterLocation)) return refusal(SCT_GENERIC, SC_INVALID_FIELD);
+    return row->run(context);
+}
+
+}  // namespace features::simulator

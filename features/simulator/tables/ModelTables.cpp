@@ -1,0 +1,28 @@
+#include "features/simulator/tables/ModelTables.h"
+
+#include "features/simulator/models/ocp/OcpFeatures.h"
+#include "features/simulator/models/ocp/OcpLogs.h"
+#include "features/simulator/models/velko/VelkoFeatures.h"
+#include "features/simulator/models/velko/VelkoLogs.h"
+#include "features/simulator/tables/CommandTable.h"
+#include "features/simulator/tables/FeatureTable.h"
+#include "features/simulator/tables/LogTable.h"
+
+namespace features::simulator {
+
+const DriveTables& tablesOf(ModelId model) {
+    static const DriveTables VELKO{allCommands(), standardLogs(), velkoLogs(), standardFeatures(), velkoFeatures()};
+    static const DriveTables OCP{allCommands(), standardLogs(), ocpLogs(), standardFeatures(), ocpFeatures()};
+    static const DriveTables NVME_1_4{allCommands(), standardLogs(), {}, standardFeatures(), {}};
+    switch (model) {
+        case ModelId::VELKO:
+            return VELKO;
+        case ModelId::OCP:
+            return OCP;
+        case ModelId::NVME_1_4:
+            break;
+    }
+    return NVME_1_4;
+}
+
+}  // namespace features::simulator
