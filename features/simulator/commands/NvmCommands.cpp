@@ -4,10 +4,10 @@
 #include "features/nvme/Opcodes.h"
 #include "features/nvme/StatusCodes.h"
 #include "features/simulator/commands/Deallocation.h"
+#include "features/simulator/commands/LatencyStatistics.h"
+#include "features/simulator/commands/UnreadableBlocks.h"
 #include "features/simulator/context/FeatureValues.h"
 #include "features/simulator/context/Transfer.h"
-#include "features/simulator/controller/Faults.h"
-#include "features/simulator/models/velko/VelkoLatency.h"
 #include "ostrel/core/ScopeTrace.h"
 
 namespace features::simulator {

@@ -1,7 +1,5 @@
 #include "features/simulator/commands/Sanitize.h"
 
-#include <algorithm>
-
 #include "features/nvme/Bytes.h"
 #include "features/nvme/Opcodes.h"
 #include "features/nvme/StatusCodes.h"
@@ -11,6 +9,7 @@
 #include "features/simulator/context/AsyncEvents.h"
 #include "features/simulator/context/FeatureValues.h"
 #include "features/simulator/controller/Happenings.h"
+#include "features/simulator/logs/SanitizeLog.h"
 #include "ostrel/core/ScopeTrace.h"
 
 namespace features::simulator {
@@ -20,7 +19,6 @@ using namespace nvme;
 namespace {
 
 constexpr uint32_t ACTION_EXIT_FAILURE_MODE = 1;
-constexpr uint32_t ACTION_OVERWRITE = 3;
 constexpr uint32_t ACTION_CRYPTO_ERASE = 4;
 constexpr unsigned BIT_NO_DEALLOCATE = 9;
 
@@ -28,37 +26,6 @@ constexpr unsigned BIT_NO_DEALLOCATE = 9;
 constexpr uint8_t STATUS_DONE = 1;
 constexpr uint8_t STATUS_RUNNING = 2;
 constexpr uint8_t STATUS_DONE_BUT_DEALLOCATED = 4;
-
-constexpr uint16_t PROGRESS_DONE = 0xFFFF;
-constexpr uint32_t NO_ESTIMATE = 0xFFFFFFFF;
-
-uint64_t durationMs(const CommandContext& context) {
-    return uint64_t{context.description.sanitizeSeconds} * 1000;
-}
-
-uint64_t elapsedMs(const CommandContext& context) {
-    return context.nowMs - std::min(context.nowMs, context.state.sanitize.startedMs);
-}
-
-/// Progress in 65,536ths.
-uint16_t progress(const CommandContext& context) {
-    if (!context.state.sanitize.isRunning) return PROGRESS_DONE;
-    return static_cast<uint16_t>(
-        std::min<uint64_t>(elapsedMs(context) * 65536 / durationMs(context), PROGRESS_DONE - 1));
-}
-
-uint32_t overwritePasses(const SanitizeState& sanitize) {
-    if ((sanitize.command & 7) != ACTION_OVERWRITE) return 0;
-    const uint32_t passes = sanitize.command >> 4 & 0xF;
-    return passes == 0 ? 16 : passes;
-}
-
-uint16_t statusOf(const CommandContext& context) {
-    const SanitizeState& sanitize = context.state.sanitize;
-    const uint32_t passes = overwritePasses(sanitize);
-    const uint32_t completed = sanitize.isRunning ? passes * progress(context) / 65536 : passes;
-    return static_cast<uint16_t>(sanitize.status | completed << 3 | (sanitize.globalDataErased ? 1 << 8 : 0));
-}
 
 CompletionEntry checkSanitize(const CommandContext& context, uint32_t action) {
     if (action < ACTION_EXIT_FAILURE_MODE || action > ACTION_CRYPTO_ERASE)
@@ -96,25 +63,13 @@ CompletionEntry sanitize(CommandContext& context) {
 bool finishSanitize(CommandContext& context) {
     OSTREL_TRACE();
     SanitizeState& state = context.state.sanitize;
-    if (!state.isRunning || elapsedMs(context) < durationMs(context)) return false;
+    if (!state.isRunning || !isSanitizeOver(context)) return false;
     state.isRunning = false;
     state.status = bit(state.command, BIT_NO_DEALLOCATE) ? STATUS_DONE_BUT_DEALLOCATED : STATUS_DONE;
     state.globalDataErased = true;
     raiseEvent(context, EventKind::SANITIZE_COMPLETED);
     happened(context, {Happening::Kind::SANITIZE_COMPLETION});
     return true;
-}
-
-CompletionEntry buildSanitizeLog(CommandContext& context, const LogRequest&, std::vector<uint8_t>& page) {
-    OSTREL_TRACE();
-    page.resize(512);
-    uint8_t* at = page.data();
-    putLe16(at, progress(context));
-    putLe16(at + 2, statusOf(context));
-    putLe32(at + 4, context.state.sanitize.command);
-    for (const unsigned offset : {8U, 12U, 16U}) putLe32(at + offset, context.description.sanitizeSeconds);
-    for (const unsigned offset : {20U, 24U, 28U}) putLe32(at + offset, NO_ESTIMATE);  // without deallocation
-    return {};
 }
 
 }  // namespace features::simulator

@@ -1,7 +1,6 @@
 #pragma once
 
 #include "features/simulator/context/CommandContext.h"
-#include "features/simulator/context/LogRow.h"
 
 namespace features::simulator {
 
@@ -10,8 +9,5 @@ namespace features::simulator {
 CompletionEntry sanitize(CommandContext& context);
 /// Ends the sanitize operation when its time is over. True when it was.
 bool finishSanitize(CommandContext& context);
-
-/// Log page 81h, Sanitize Status.
-CompletionEntry buildSanitizeLog(CommandContext& context, const LogRequest& request, std::vector<uint8_t>& page);
 
 }  // namespace features::simulator

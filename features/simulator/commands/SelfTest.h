@@ -1,7 +1,6 @@
 #pragma once
 
 #include "features/simulator/context/CommandContext.h"
-#include "features/simulator/context/LogRow.h"
 
 namespace features::simulator {
 
@@ -24,8 +23,5 @@ void abortSelfTest(CommandContext& context, SelfTestEnd end);
 void abortSelfTestOf(CommandContext& context, uint32_t nsid);
 /// Ends it when its time is over. True when it was.
 bool finishSelfTest(CommandContext& context);
-
-/// Log page 06h, Device Self-test.
-CompletionEntry buildSelfTestLog(CommandContext& context, const LogRequest& request, std::vector<uint8_t>& page);
 
 }  // namespace features::simulator

@@ -4,12 +4,13 @@
 #include <exception>
 
 #include "features/nvme/StatusCodes.h"
+#include "features/simulator/commands/UnreadableBlocks.h"
 #include "features/simulator/context/AsyncEvents.h"
 #include "features/simulator/controller/Dispatch.h"
+#include "features/simulator/controller/ErrorEntries.h"
 #include "features/simulator/controller/Faults.h"
 #include "features/simulator/controller/Progress.h"
 #include "features/simulator/controller/StateCheck.h"
-#include "features/simulator/logs/ErrorLog.h"
 #include "features/simulator/models/ocp/OcpPanic.h"
 #include "features/simulator/store/NewDrive.h"
 #include "features/simulator/tables/ModelTables.h"

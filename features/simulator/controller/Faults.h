@@ -14,18 +14,7 @@ Delivery faultyDelivery(const CommandContext& context);
 uint32_t faultyDelayMs(const CommandContext& context);
 /// Whether the drive loses its power over the command.
 bool losesPower(const CommandContext& context);
-/// What that does to the drive, which has its power again for the next command.
-void losePower(CommandContext& context);
 /// The completion with which a fault refuses the command.
 std::optional<CompletionEntry> faultyRefusal(const CommandContext& context);
-
-/// The first of these blocks that cannot be read.
-std::optional<uint64_t> firstUnreadable(const CommandContext& context, const BlockRange& blocks);
-/// To be called when a command was carried out: blocks that it wrote anew or gave back can be read from now on,
-/// although the fault is still in the description.
-void noteRewritten(CommandContext& context);
-/// Forgets what was rewritten of blocks that the description does not name any more: a fault that is taken off and put
-/// on again counts in full.
-void forgetRemovedFaults(CommandContext& context);
 
 }  // namespace features::simulator

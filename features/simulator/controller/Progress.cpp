@@ -4,8 +4,8 @@
 #include "features/simulator/commands/Firmware.h"
 #include "features/simulator/commands/Sanitize.h"
 #include "features/simulator/commands/SelfTest.h"
+#include "features/simulator/commands/UnreadableBlocks.h"
 #include "features/simulator/context/AsyncEvents.h"
-#include "features/simulator/controller/Faults.h"
 #include "features/simulator/controller/Happenings.h"
 #include "features/simulator/logs/HealthLog.h"
 #include "ostrel/core/ScopeTrace.h"
@@ -38,6 +38,13 @@ void restart(CommandContext& context, bool isOfSubsystem) {
     Happening reset{Happening::Kind::RESET};
     reset.value = isOfSubsystem ? 1 : 0;
     happened(context, reset);
+}
+
+void losePower(CommandContext& context) {
+    OSTREL_TRACE();
+    ++context.state.health.unsafeShutdowns;
+    happened(context, {Happening::Kind::POWER_LOSS});
+    restart(context, true);
 }
 
 }  // namespace features::simulator

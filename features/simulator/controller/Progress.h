@@ -11,4 +11,7 @@ bool catchUp(CommandContext& context);
 /// What a reset does to the drive's memory.
 void restart(CommandContext& context, bool isOfSubsystem);
 
+/// What a loss of power does to the drive, which has its power again for the next command.
+void losePower(CommandContext& context);
+
 }  // namespace features::simulator

@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <limits>
 
+#include "features/simulator/logs/SelfTestLog.h"
 #include "features/simulator/models/ocp/OcpState.h"
 #include "features/simulator/models/velko/VelkoState.h"
 #include "features/simulator/store/Extension.h"
@@ -18,7 +19,6 @@ namespace {
 
 constexpr uint32_t NSID_ALL = 0xFFFFFFFF;
 constexpr uint64_t TIME_END = uint64_t{1} << 48;  // of the Timestamp feature, and of any clock here
-constexpr size_t MAX_SELF_TEST_RESULTS = 20;
 constexpr size_t MAX_RANGES = 256;  // of one Dataset Management command
 constexpr uint16_t MAX_STATUS_FIELD = 0x7FFF;
 constexpr uint8_t MAX_RESET = 3;

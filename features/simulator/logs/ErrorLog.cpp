@@ -1,87 +1,11 @@
 #include "features/simulator/logs/ErrorLog.h"
 
 #include "features/nvme/Bytes.h"
-#include "features/nvme/Opcodes.h"
-#include "features/nvme/StatusCodes.h"
-#include "features/simulator/controller/Happenings.h"
-#include "features/simulator/logs/Telemetry.h"
-#include "features/simulator/models/velko/VelkoRecords.h"
 #include "ostrel/core/ScopeTrace.h"
 
 namespace features::simulator {
 
 using namespace nvme;
-
-bool isError(const SubmissionEntry& command, const CompletionEntry& completion) {
-    const auto type = static_cast<uint8_t>(completion.statusField >> 8 & 7);
-    const auto code = static_cast<uint8_t>(completion.statusField);
-    const bool isActivationHint =
-        command.isAdmin && command.opcode == OPC_FIRMWARE_COMMIT && type == SCT_COMMAND_SPECIFIC &&
-        (code == SC_FIRMWARE_NEEDS_CONVENTIONAL_RESET || code == SC_FIRMWARE_NEEDS_SUBSYSTEM_RESET ||
-         code == SC_FIRMWARE_NEEDS_CONTROLLER_RESET);
-    return !completion.isSuccess() && !isActivationHint;
-}
-
-namespace {
-
-bool isStatus(const CompletionEntry& completion, uint8_t type, uint8_t code) {
-    return (completion.statusField & 0x7FF) == (type << 8 | code);
-}
-
-/// Where in the submission entry the fault lies, when the status alone tells it.
-uint16_t parameterOf(const CommandContext& context, const CompletionEntry& completion) {
-    constexpr uint16_t BYTE_OPCODE = 0;
-    constexpr uint16_t BYTE_NSID = 4;
-    constexpr uint16_t BYTE_CDW10 = 40;
-    if (isStatus(completion, SCT_GENERIC, SC_INVALID_OPCODE)) return BYTE_OPCODE;
-    if (isStatus(completion, SCT_GENERIC, SC_INVALID_NAMESPACE)) return BYTE_NSID;
-    if (isStatus(completion, SCT_GENERIC, SC_LBA_OUT_OF_RANGE)) return BYTE_CDW10;
-    if (isStatus(completion, SCT_COMMAND_SPECIFIC, SC_INVALID_LOG_PAGE)) return BYTE_CDW10;
-    return context.parameterLocation;
-}
-
-void recordFailedCommit(CommandContext& context, const CompletionEntry& completion) {
-    Happening commit{Happening::Kind::FIRMWARE_COMMIT};
-    commit.value = context.command.cdw10 >> 3 & 7;
-    commit.selector = context.command.cdw10 & 7;
-    commit.statusField = completion.statusField;
-    commit.before = commit.after = context.state.firmware.running;
-    happened(context, commit);
-}
-
-/// The first logical block of a command that names one.
-uint64_t firstBlock(const SubmissionEntry& command) {
-    const bool hasBlocks = !command.isAdmin && (command.opcode == OPC_READ || command.opcode == OPC_WRITE ||
-                                                command.opcode == OPC_COMPARE || command.opcode == OPC_WRITE_ZEROES);
-    return hasBlocks ? command.cdw10 | static_cast<uint64_t>(command.cdw11) << 32 : 0;
-}
-
-}  // namespace
-
-void noteError(CommandContext& context, const CompletionEntry& completion) {
-    OSTREL_TRACE();
-    const SubmissionEntry& command = context.command;
-    const bool isMediaError =
-        (completion.statusField >> 8 & 7) == SCT_MEDIA && !isStatus(completion, SCT_MEDIA, SC_COMPARE_FAILURE);
-    if (isMediaError) ++context.state.health.mediaErrors;
-    ErrorEntry entry;
-    entry.count = ++context.state.errorCount;
-    entry.statusField = completion.statusField;
-    entry.opcode = command.opcode;
-    entry.isAdmin = command.isAdmin;
-    entry.nsid = command.nsid;
-    entry.parameterByte = parameterOf(context, completion);
-    entry.lba = context.failingLba.value_or(firstBlock(command));
-    auto& errors = context.state.errors;
-    errors.insert(errors.begin(), entry);
-    if (errors.size() > context.model.errorEntries) errors.resize(context.model.errorEntries);
-    recordVelkoError(context, completion);
-    const bool isCommit = command.isAdmin && command.opcode == OPC_FIRMWARE_COMMIT;
-    if (isCommit && context.description.supportsFirmwareUpdate) recordFailedCommit(context, completion);
-    if (!isMediaError) return;
-    happened(context, {Happening::Kind::MEDIA_ERROR});
-    captureForController(context, "Media and data integrity error");
-}
 
 CompletionEntry buildErrorLog(CommandContext& context, const LogRequest&, std::vector<uint8_t>& page) {
     OSTREL_TRACE();

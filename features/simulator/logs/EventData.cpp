@@ -5,12 +5,12 @@
 
 #include "features/nvme/Bytes.h"
 #include "features/nvme/Opcodes.h"
-#include "features/simulator/commands/Sanitize.h"
-#include "features/simulator/commands/SelfTest.h"
 #include "features/simulator/context/ControllerIdentity.h"
 #include "features/simulator/context/DriveTables.h"
 #include "features/simulator/context/Timestamp.h"
 #include "features/simulator/logs/HealthLog.h"
+#include "features/simulator/logs/SanitizeLog.h"
+#include "features/simulator/logs/SelfTestLog.h"
 #include "features/simulator/store/PaddedText.h"
 #include "ostrel/core/ScopeTrace.h"
 

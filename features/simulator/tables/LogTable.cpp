@@ -4,11 +4,11 @@
 #include "features/nvme/Opcodes.h"
 #include "features/simulator/commands/Firmware.h"
 #include "features/simulator/commands/NamespaceCommands.h"
-#include "features/simulator/commands/Sanitize.h"
-#include "features/simulator/commands/SelfTest.h"
 #include "features/simulator/logs/ErrorLog.h"
 #include "features/simulator/logs/HealthLog.h"
 #include "features/simulator/logs/PersistentEventLog.h"
+#include "features/simulator/logs/SanitizeLog.h"
+#include "features/simulator/logs/SelfTestLog.h"
 #include "features/simulator/logs/Telemetry.h"
 
 namespace features::simulator {

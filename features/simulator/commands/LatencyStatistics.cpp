@@ -1,4 +1,4 @@
-#include "features/simulator/models/velko/VelkoLatency.h"
+#include "features/simulator/commands/LatencyStatistics.h"
 
 #include <algorithm>
 #include <iterator>

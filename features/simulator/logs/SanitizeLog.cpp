@@ -1,0 +1,64 @@
+#include "features/simulator/logs/SanitizeLog.h"
+
+#include <algorithm>
+
+#include "features/nvme/Bytes.h"
+#include "ostrel/core/ScopeTrace.h"
+
+namespace features::simulator {
+
+using namespace nvme;
+
+namespace {
+
+constexpr uint32_t ACTION_OVERWRITE = 3;
+constexpr uint16_t PROGRESS_DONE = 0xFFFF;
+constexpr uint32_t NO_ESTIMATE = 0xFFFFFFFF;
+
+uint64_t durationMs(const CommandContext& context) {
+    return uint64_t{context.description.sanitizeSeconds} * 1000;
+}
+
+uint64_t elapsedMs(const CommandContext& context) {
+    return context.nowMs - std::min(context.nowMs, context.state.sanitize.startedMs);
+}
+
+/// Progress in 65,536ths.
+uint16_t progress(const CommandContext& context) {
+    if (!context.state.sanitize.isRunning) return PROGRESS_DONE;
+    return static_cast<uint16_t>(
+        std::min<uint64_t>(elapsedMs(context) * 65536 / durationMs(context), PROGRESS_DONE - 1));
+}
+
+uint32_t overwritePasses(const SanitizeState& sanitize) {
+    if ((sanitize.command & 7) != ACTION_OVERWRITE) return 0;
+    const uint32_t passes = sanitize.command >> 4 & 0xF;
+    return passes == 0 ? 16 : passes;
+}
+
+uint16_t statusOf(const CommandContext& context) {
+    const SanitizeState& sanitize = context.state.sanitize;
+    const uint32_t passes = overwritePasses(sanitize);
+    const uint32_t completed = sanitize.isRunning ? passes * progress(context) / 65536 : passes;
+    return static_cast<uint16_t>(sanitize.status | completed << 3 | (sanitize.globalDataErased ? 1 << 8 : 0));
+}
+
+}  // namespace
+
+bool isSanitizeOver(const CommandContext& context) {
+    return elapsedMs(context) >= durationMs(context);
+}
+
+CompletionEntry buildSanitizeLog(CommandContext& context, const LogRequest&, std::vector<uint8_t>& page) {
+    OSTREL_TRACE();
+    page.resize(512);
+    uint8_t* at = page.data();
+    putLe16(at, progress(context));
+    putLe16(at + 2, statusOf(context));
+    putLe32(at + 4, context.state.sanitize.command);
+    for (const unsigned offset : {8U, 12U, 16U}) putLe32(at + offset, context.description.sanitizeSeconds);
+    for (const unsigned offset : {20U, 24U, 28U}) putLe32(at + offset, NO_ESTIMATE);  // without deallocation
+    return {};
+}
+
+}  // namespace features::simulator
