@@ -6,9 +6,9 @@
 #include "features/nvme/Opcodes.h"
 #include "features/nvme/StatusCodes.h"
 #include "features/simulator/context/DriveTables.h"
+#include "features/simulator/context/EventQueue.h"
 #include "features/simulator/context/FeatureValues.h"
 #include "features/simulator/context/Transfer.h"
-#include "features/simulator/controller/Happenings.h"
 #include "ostrel/core/ScopeTrace.h"
 
 namespace features::simulator {
@@ -106,7 +106,7 @@ CompletionEntry setFeatures(CommandContext& context) {
         if (row->write != nullptr) row->write(context, nsid, value);
     }
     if (row->fid == FID_NUMBER_OF_QUEUES) completion.dword0 = value.dword;
-    happened(context, {Happening::Kind::FEATURE_SET, command.nsid});
+    queueEvent(context, {DriveEvent::Kind::FEATURE_SET, command.nsid});
     return completion;
 }
 

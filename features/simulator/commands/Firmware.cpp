@@ -10,8 +10,8 @@
 #include "features/nvme/Opcodes.h"
 #include "features/nvme/StatusCodes.h"
 #include "features/simulator/context/AsyncEvents.h"
+#include "features/simulator/context/EventQueue.h"
 #include "features/simulator/context/Transfer.h"
-#include "features/simulator/controller/Happenings.h"
 #include "features/simulator/store/FirmwareDownload.h"
 #include "features/simulator/store/PaddedText.h"
 #include "ostrel/core/ScopeTrace.h"
@@ -140,13 +140,13 @@ CompletionEntry replace(CommandContext& context, const std::vector<Piece>& piece
 }
 
 void recordCommit(CommandContext& context, const std::string& before, uint8_t slot, const CompletionEntry& completion) {
-    Happening commit{Happening::Kind::FIRMWARE_COMMIT};
+    DriveEvent commit{DriveEvent::Kind::FIRMWARE_COMMIT};
     commit.value = context.command.cdw10 >> 3 & 7;
     commit.selector = slot;
     commit.statusField = completion.statusField;
     commit.before = before;
     commit.after = context.state.firmware.slots[slot - 1U];
-    happened(context, commit);
+    queueEvent(context, commit);
 }
 
 }  // namespace

@@ -8,8 +8,8 @@
 #include "features/simulator/commands/SelfTest.h"
 #include "features/simulator/context/AsyncEvents.h"
 #include "features/simulator/context/ControllerIdentity.h"
+#include "features/simulator/context/EventQueue.h"
 #include "features/simulator/context/Transfer.h"
-#include "features/simulator/controller/Happenings.h"
 #include "features/simulator/store/Namespaces.h"
 #include "ostrel/core/ScopeTrace.h"
 
@@ -62,6 +62,12 @@ CompletionEntry readRequest(const CommandContext& context, NamespaceState& part)
     return fits ? CompletionEntry{} : refusal(SCT_COMMAND_SPECIFIC, SC_NAMESPACE_INSUFFICIENT_CAPACITY);
 }
 
+void queueNamespaceChange(CommandContext& context, uint32_t nsid) {
+    DriveEvent change{DriveEvent::Kind::NAMESPACE_CHANGE, nsid};
+    if (const NamespaceState* ns = context.find(nsid)) change.ns = *ns;
+    queueEvent(context, std::move(change));
+}
+
 CompletionEntry createNamespace(CommandContext& context) {
     if (context.command.nsid != 0) return refusal(SCT_GENERIC, SC_INVALID_FIELD);
     if (!hasData(context, DATA_BYTES)) return dataTransferError();
@@ -76,7 +82,7 @@ CompletionEntry createNamespace(CommandContext& context) {
     part.mediaGeneration = context.state.nextMediaGeneration++;
     nameNamespace(context.description, context.model, context.state, part);
     context.state.namespaces[nsid] = part;
-    happened(context, {Happening::Kind::NAMESPACE_CHANGE, nsid});
+    queueNamespaceChange(context, nsid);
     completion.dword0 = nsid;
     return completion;
 }
@@ -103,7 +109,7 @@ CompletionEntry deleteNamespace(CommandContext& context) {
         if (part.writeProtection != 0) return refusal(SCT_GENERIC, SC_NAMESPACE_WRITE_PROTECTED);
         nsids.push_back(id);
     }
-    happened(context, {Happening::Kind::NAMESPACE_CHANGE, nsid});
+    queueNamespaceChange(context, nsid);
     for (const uint32_t id : nsids) {
         abortSelfTestOf(context, id);
         removeNamespace(context, id);
@@ -198,12 +204,12 @@ CompletionEntry formatNvm(CommandContext& context) {
     const uint32_t nsid = context.command.nsid;
     CompletionEntry completion = checkFormat(context, nsid);
     if (!completion.isSuccess()) return completion;
-    happened(context, {Happening::Kind::FORMAT_START, nsid});
+    queueEvent(context, {DriveEvent::Kind::FORMAT_START, nsid});
     abortSelfTest(context, SelfTestEnd::FORMAT);
     for (auto& [id, part] : context.state.namespaces) {
         if (part.isAttached && (nsid == NSID_ALL || nsid == id)) formatNamespace(context, id);
     }
-    happened(context, {Happening::Kind::FORMAT_COMPLETION, nsid});
+    queueEvent(context, {DriveEvent::Kind::FORMAT_COMPLETION, nsid});
     return completion;
 }
 

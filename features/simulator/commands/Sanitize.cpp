@@ -7,8 +7,8 @@
 #include "features/simulator/commands/NamespaceCommands.h"
 #include "features/simulator/commands/SelfTest.h"
 #include "features/simulator/context/AsyncEvents.h"
+#include "features/simulator/context/EventQueue.h"
 #include "features/simulator/context/FeatureValues.h"
-#include "features/simulator/controller/Happenings.h"
 #include "features/simulator/logs/SanitizeLog.h"
 #include "ostrel/core/ScopeTrace.h"
 
@@ -56,7 +56,7 @@ CompletionEntry sanitize(CommandContext& context) {
     state.pattern = context.command.cdw11;
     state.startedMs = context.nowMs;
     for (const auto& [nsid, part] : context.state.namespaces) renewMedia(context, nsid);
-    happened(context, {Happening::Kind::SANITIZE_START});
+    queueEvent(context, {DriveEvent::Kind::SANITIZE_START});
     return completion;
 }
 
@@ -68,7 +68,7 @@ bool finishSanitize(CommandContext& context) {
     state.status = bit(state.command, BIT_NO_DEALLOCATE) ? STATUS_DONE_BUT_DEALLOCATED : STATUS_DONE;
     state.globalDataErased = true;
     raiseEvent(context, EventKind::SANITIZE_COMPLETED);
-    happened(context, {Happening::Kind::SANITIZE_COMPLETION});
+    queueEvent(context, {DriveEvent::Kind::SANITIZE_COMPLETION});
     return true;
 }
 

@@ -4,7 +4,7 @@
 #include "features/nvme/Opcodes.h"
 #include "features/nvme/StatusCodes.h"
 #include "features/simulator/commands/UnreadableBlocks.h"
-#include "features/simulator/controller/Happenings.h"
+#include "features/simulator/context/EventQueue.h"
 #include "features/simulator/logs/SelfTestLog.h"
 #include "ostrel/core/ScopeTrace.h"
 
@@ -46,7 +46,7 @@ void endSelfTest(CommandContext& context, SelfTestResult result, SelfTestEnd end
     test.results.insert(test.results.begin(), result);
     if (test.results.size() > MAX_SELF_TEST_RESULTS) test.results.resize(MAX_SELF_TEST_RESULTS);
     test.code = 0;
-    happened(context, {Happening::Kind::SELF_TEST_DONE});
+    queueEvent(context, {DriveEvent::Kind::SELF_TEST_DONE});
 }
 
 }  // namespace

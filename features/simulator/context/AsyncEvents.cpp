@@ -2,9 +2,8 @@
 
 #include "features/nvme/Bytes.h"
 #include "features/nvme/Opcodes.h"
+#include "features/simulator/context/EventQueue.h"
 #include "features/simulator/context/FeatureValues.h"
-#include "features/simulator/controller/Happenings.h"
-#include "features/simulator/logs/HealthLog.h"
 #include "ostrel/core/ScopeTrace.h"
 
 namespace features::simulator {
@@ -64,9 +63,8 @@ void raiseEvent(CommandContext& context, EventKind kind) {
     }
 }
 
-bool raiseWarnings(CommandContext& context) {
+bool raiseWarnings(CommandContext& context, uint8_t now) {
     OSTREL_TRACE();
-    const uint8_t now = criticalWarning(context);
     EventState& events = context.state.events;
     if (now == events.warnings) return false;
     const auto wanted = static_cast<uint8_t>(currentFeature(context, FID_ASYNCHRONOUS_EVENT).dword);
@@ -75,7 +73,7 @@ bool raiseWarnings(CommandContext& context) {
     }
     const auto raised = static_cast<uint8_t>(now & ~events.warnings);
     events.warnings = now;
-    if (raised != 0) happened(context, {Happening::Kind::WARNING, 0, raised});
+    if (raised != 0) queueEvent(context, {DriveEvent::Kind::WARNING, 0, raised});
     return true;
 }
 

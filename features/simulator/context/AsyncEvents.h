@@ -21,8 +21,9 @@ enum class EventKind : uint8_t {
 /// Notes an event; it is reported when the host has asked for such (Asynchronous Event Configuration), has an
 /// Asynchronous Event Request outstanding, and has read the log page of an earlier event of its type.
 void raiseEvent(CommandContext& context, EventKind kind);
-/// Raises the events of Critical Warning bits that were not set before. True when there was something new.
-bool raiseWarnings(CommandContext& context);
+/// Raises the events of bits of the Critical Warning, `now`, that were not set before. True when there was something
+/// new.
+bool raiseWarnings(CommandContext& context, uint8_t now);
 /// A log page was read, and its event is not to be retained.
 void clearEventsOf(CommandContext& context, uint8_t lid);
 /// The next event to report, as the completion of an Asynchronous Event Request.

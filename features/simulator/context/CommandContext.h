@@ -5,6 +5,7 @@
 #include <optional>
 #include <vector>
 
+#include "features/simulator/context/DriveEvent.h"
 #include "features/simulator/context/Entries.h"
 #include "features/simulator/store/Description.h"
 #include "features/simulator/store/DriveState.h"
@@ -31,6 +32,8 @@ struct CommandContext {
     uint64_t nowMs;
     /// Done when the state is saved, whatever the process does then is a leftover: removal of old media files.
     std::vector<std::function<void()>> afterSave;
+    /// What happened, to be recorded when the handler is back, see EventQueue.h.
+    std::vector<DriveEvent> driveEvents = {};
     /// Of a command that is refused, for the Error Information log.
     std::optional<uint64_t> failingLba = {};
     uint16_t parameterLocation = 0xFFFF;  ///< byte in bits 7:0, bit in 10:8; FFFFh: not told

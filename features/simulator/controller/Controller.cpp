@@ -8,6 +8,7 @@
 #include "features/simulator/context/AsyncEvents.h"
 #include "features/simulator/controller/Dispatch.h"
 #include "features/simulator/controller/ErrorEntries.h"
+#include "features/simulator/controller/EventRecorder.h"
 #include "features/simulator/controller/Faults.h"
 #include "features/simulator/controller/Progress.h"
 #include "features/simulator/controller/StateCheck.h"
@@ -85,11 +86,13 @@ CompletionEntry Controller::run(CommandContext& context) {
     const std::optional<CompletionEntry> refused = faultyRefusal(context);
     CompletionEntry completion = refused ? *refused : runCommand(context);
     if (!isError(context.command, completion)) {
+        recordEvents(context);
         if (!refused) noteRewritten(context);
     } else {
         folder_.restore();
         if (folder_.isNew()) folder_.state = newState(folder_.description(), nowMs());
         context.afterSave.clear();
+        context.driveEvents.clear();
         noteError(context, completion);
     }
     return completion;

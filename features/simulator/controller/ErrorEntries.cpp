@@ -3,7 +3,8 @@
 #include "features/nvme/Bytes.h"
 #include "features/nvme/Opcodes.h"
 #include "features/nvme/StatusCodes.h"
-#include "features/simulator/controller/Happenings.h"
+#include "features/simulator/context/EventQueue.h"
+#include "features/simulator/controller/EventRecorder.h"
 #include "features/simulator/logs/Telemetry.h"
 #include "features/simulator/models/velko/VelkoRecords.h"
 #include "ostrel/core/ScopeTrace.h"
@@ -41,12 +42,12 @@ uint16_t parameterOf(const CommandContext& context, const CompletionEntry& compl
 }
 
 void recordFailedCommit(CommandContext& context, const CompletionEntry& completion) {
-    Happening commit{Happening::Kind::FIRMWARE_COMMIT};
+    DriveEvent commit{DriveEvent::Kind::FIRMWARE_COMMIT};
     commit.value = context.command.cdw10 >> 3 & 7;
     commit.selector = context.command.cdw10 & 7;
     commit.statusField = completion.statusField;
     commit.before = commit.after = context.state.firmware.running;
-    happened(context, commit);
+    queueEvent(context, commit);
 }
 
 /// The first logical block of a command that names one.
@@ -78,9 +79,9 @@ void noteError(CommandContext& context, const CompletionEntry& completion) {
     recordVelkoError(context, completion);
     const bool isCommit = command.isAdmin && command.opcode == OPC_FIRMWARE_COMMIT;
     if (isCommit && context.description.supportsFirmwareUpdate) recordFailedCommit(context, completion);
-    if (!isMediaError) return;
-    happened(context, {Happening::Kind::MEDIA_ERROR});
-    captureForController(context, "Media and data integrity error");
+    if (isMediaError) queueEvent(context, {DriveEvent::Kind::MEDIA_ERROR});
+    recordEvents(context);
+    if (isMediaError) captureForController(context, "Media and data integrity error");
 }
 
 }  // namespace features::simulator

@@ -6,7 +6,8 @@
 #include "features/simulator/commands/SelfTest.h"
 #include "features/simulator/commands/UnreadableBlocks.h"
 #include "features/simulator/context/AsyncEvents.h"
-#include "features/simulator/controller/Happenings.h"
+#include "features/simulator/context/EventQueue.h"
+#include "features/simulator/controller/EventRecorder.h"
 #include "features/simulator/logs/HealthLog.h"
 #include "ostrel/core/ScopeTrace.h"
 
@@ -19,7 +20,8 @@ bool catchUp(CommandContext& context) {
     const bool hasTested = finishSelfTest(context);
     const bool hasSanitized = finishSanitize(context);
     const bool hasHeated = noteTemperature(context);
-    const bool hasWarned = raiseWarnings(context);
+    const bool hasWarned = raiseWarnings(context, criticalWarning(context));
+    recordEvents(context);
     return hasHeated || hasDeallocated || hasTested || hasSanitized || hasWarned;
 }
 
@@ -33,17 +35,20 @@ void restart(CommandContext& context, bool isOfSubsystem) {
     state.events = EventState();
     // An extended self-test goes on after a reset.
     if (state.selfTest.code != EXTENDED_SELF_TEST) abortSelfTest(context, SelfTestEnd::RESET);
+    recordEvents(context);  // with the firmware that still runs
     activateAtReset(context, isOfSubsystem);
     if (isOfSubsystem) ++state.health.powerCycles;
-    Happening reset{Happening::Kind::RESET};
+    DriveEvent reset{DriveEvent::Kind::RESET};
     reset.value = isOfSubsystem ? 1 : 0;
-    happened(context, reset);
+    queueEvent(context, reset);
+    recordEvents(context);
 }
 
 void losePower(CommandContext& context) {
     OSTREL_TRACE();
     ++context.state.health.unsafeShutdowns;
-    happened(context, {Happening::Kind::POWER_LOSS});
+    queueEvent(context, {DriveEvent::Kind::POWER_LOSS});
+    recordEvents(context);
     restart(context, true);
 }
 

@@ -7,7 +7,6 @@
 #include "features/nvme/Opcodes.h"
 #include "features/simulator/context/ControllerIdentity.h"
 #include "features/simulator/context/DriveTables.h"
-#include "features/simulator/context/Timestamp.h"
 #include "features/simulator/logs/HealthLog.h"
 #include "features/simulator/logs/SanitizeLog.h"
 #include "features/simulator/logs/SelfTestLog.h"
@@ -34,7 +33,7 @@ void addDescriptor(Data& data, uint16_t code, uint8_t type, const uint8_t* bytes
 
 }  // namespace
 
-Data firmwareCommitData(const Happening& commit) {
+Data firmwareCommitData(const DriveEvent& commit) {
     OSTREL_TRACE();
     Data data(22);
     putText(data.data(), REVISION_BYTES, commit.before);
@@ -46,11 +45,10 @@ Data firmwareCommitData(const Happening& commit) {
     return data;
 }
 
-Data timestampChangeData(const CommandContext& context) {
+Data timestampChangeData(const CommandContext& context, const DriveEvent& change) {
     OSTREL_TRACE();
-    const auto timestamp = timestampData(context);
     Data data(16);
-    std::copy(timestamp.begin(), timestamp.end(), data.begin());
+    std::copy(change.timestamp.begin(), change.timestamp.end(), data.begin());
     putLe64(data.data() + 8, context.nowMs - std::min(context.nowMs, context.state.health.lastResetMs));
     return data;
 }
@@ -86,23 +84,22 @@ Data thermalExcursionData(const CommandContext& context) {
     return {static_cast<uint8_t>(std::min(over, 255U)), isCritical ? THRESHOLD_CRITICAL : THRESHOLD_WARNING};
 }
 
-Data namespaceChangeData(const CommandContext& context, const Happening& change) {
+Data namespaceChangeData(const CommandContext& context, const DriveEvent& change) {
     OSTREL_TRACE();
     constexpr uint8_t FLBAS_EXTENDED = 0x10;
     Data data(48);
     putLe32(data.data(), context.command.cdw10);
     putLe32(data.data() + 44, change.nsid);
-    const NamespaceState* part = context.find(change.nsid);
-    if (part == nullptr) return data;  // all of them
-    putLe64(data.data() + 8, part->size);
-    putLe64(data.data() + 24, part->capacity);
-    data[32] = static_cast<uint8_t>(part->format | (part->extendedMetadata ? FLBAS_EXTENDED : 0));
-    data[33] = part->protection;
-    data[34] = part->isShared ? 1 : 0;
+    if (!change.ns) return data;  // all of them
+    putLe64(data.data() + 8, change.ns->size);
+    putLe64(data.data() + 24, change.ns->capacity);
+    data[32] = static_cast<uint8_t>(change.ns->format | (change.ns->extendedMetadata ? FLBAS_EXTENDED : 0));
+    data[33] = change.ns->protection;
+    data[34] = change.ns->isShared ? 1 : 0;
     return data;
 }
 
-Data formatStartData(const CommandContext& context, const Happening& format) {
+Data formatStartData(const CommandContext& context, const DriveEvent& format) {
     OSTREL_TRACE();
     Data data(12);
     putLe32(data.data(), format.nsid);
@@ -111,7 +108,7 @@ Data formatStartData(const CommandContext& context, const Happening& format) {
     return data;
 }
 
-Data formatCompletionData(const Happening& format) {
+Data formatCompletionData(const DriveEvent& format) {
     OSTREL_TRACE();
     Data data(12);
     putLe32(data.data(), format.nsid);

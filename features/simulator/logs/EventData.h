@@ -4,16 +4,15 @@
 #include <vector>
 
 #include "features/simulator/context/CommandContext.h"
-#include "features/simulator/controller/Happenings.h"
+#include "features/simulator/context/DriveEvent.h"
 
 namespace features::simulator {
 
 /// The data of persistent events, byte for byte as section 5.14.1.13.1 lays them out. They tell what is so now: the
 /// state, and the command with its data.
 
-std::vector<uint8_t> firmwareCommitData(const Happening& commit);
-/// Before the change.
-std::vector<uint8_t> timestampChangeData(const CommandContext& context);
+std::vector<uint8_t> firmwareCommitData(const DriveEvent& commit);
+std::vector<uint8_t> timestampChangeData(const CommandContext& context, const DriveEvent& change);
 struct PowerOn {
     bool isActivation = false;  ///< other firmware than before runs
     uint64_t powerCycle = 1;
@@ -24,9 +23,9 @@ std::vector<uint8_t> powerOnData(const CommandContext& context, const PowerOn& p
 std::vector<uint8_t> hardwareErrorData(uint16_t code, const std::vector<uint8_t>& more);
 /// By how many degrees a threshold is passed: 1 WCTEMP, 2 CCTEMP. Only when it is.
 std::vector<uint8_t> thermalExcursionData(const CommandContext& context);
-std::vector<uint8_t> namespaceChangeData(const CommandContext& context, const Happening& change);
-std::vector<uint8_t> formatStartData(const CommandContext& context, const Happening& format);
-std::vector<uint8_t> formatCompletionData(const Happening& format);
+std::vector<uint8_t> namespaceChangeData(const CommandContext& context, const DriveEvent& change);
+std::vector<uint8_t> formatStartData(const CommandContext& context, const DriveEvent& format);
+std::vector<uint8_t> formatCompletionData(const DriveEvent& format);
 std::vector<uint8_t> sanitizeStartData(const CommandContext& context);
 std::vector<uint8_t> sanitizeCompletionData(CommandContext& context);
 std::vector<uint8_t> setFeatureData(const CommandContext& context);

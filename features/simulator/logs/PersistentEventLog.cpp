@@ -108,12 +108,12 @@ void beginHistory(CommandContext& context) {
 
 }  // namespace
 
-void recordPersistentEvent(CommandContext& context, PersistentEvent type, const std::vector<uint8_t>& data) {
+void recordPersistentEvent(CommandContext& context, PersistentEvent type, const std::array<uint8_t, 8>& timestamp,
+                           const std::vector<uint8_t>& data) {
     OSTREL_TRACE();
     if (!context.description.supportsPersistentEventLog) return;
     beginHistory(context);
     EventJournal journal(context);
-    const auto timestamp = timestampData(context);
     auto history = readExtension<EventHistory>(context.state);
     if (history.firmware != context.state.firmware.running) {
         history.firmware = context.state.firmware.running;
@@ -144,7 +144,8 @@ void recordReset(CommandContext& context, bool isPowerOn) {
     event.powerCycle = context.state.health.powerCycles;
     event.sincePowerOnMs = context.nowMs - std::min(context.nowMs, history.poweredOnMs);
     writeExtension(context.state, history);
-    recordPersistentEvent(context, PersistentEvent::POWER_ON_OR_RESET, powerOnData(context, event));
+    recordPersistentEvent(context, PersistentEvent::POWER_ON_OR_RESET, timestampData(context),
+                          powerOnData(context, event));
 }
 
 bool composePersistentEventLog(CommandContext& context, std::vector<uint8_t>& page) {

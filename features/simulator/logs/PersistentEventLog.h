@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <vector>
 
@@ -26,10 +27,11 @@ enum class PersistentEvent : uint8_t {
     VENDOR_SPECIFIC = 0xDE,
 };
 
-/// Records an event with the drive's time; `data` is what stands behind its header. On a drive without the log nothing
-/// is recorded. The drive's first power-on goes before the first event, and a SMART / Health snapshot before the first
-/// of each day of power-on time.
-void recordPersistentEvent(CommandContext& context, PersistentEvent type, const std::vector<uint8_t>& data);
+/// Records an event with the time at which it happened; `data` is what follows its header. On a drive without the log
+/// nothing is recorded. The drive's first power-on goes before the first event, and a SMART / Health snapshot before
+/// the first of each day of power-on time.
+void recordPersistentEvent(CommandContext& context, PersistentEvent type, const std::array<uint8_t, 8>& timestamp,
+                           const std::vector<uint8_t>& data);
 /// Records a reset that has taken place, and releases the reader's context.
 void recordReset(CommandContext& context, bool isPowerOn);
 

@@ -8,6 +8,7 @@
 #include "features/nvme/Opcodes.h"
 #include "features/nvme/StatusCodes.h"
 #include "features/simulator/context/AsyncEvents.h"
+#include "features/simulator/context/Timestamp.h"
 #include "features/simulator/logs/ErrorLog.h"
 #include "features/simulator/logs/HealthLog.h"
 #include "features/simulator/logs/PersistentEventLog.h"
@@ -122,7 +123,7 @@ bool capture(CommandContext& context, uint8_t lid, const char* reason, Telemetry
     writeExtension(context.state, state);
     page.resize(BLOCK_BYTES);
     putGenerations(page, state);
-    recordPersistentEvent(context, PersistentEvent::TELEMETRY_CREATED, page);
+    recordPersistentEvent(context, PersistentEvent::TELEMETRY_CREATED, timestampData(context), page);
     return true;
 }
 

@@ -6,8 +6,8 @@
 #include "features/nvme/Bytes.h"
 #include "features/nvme/Opcodes.h"
 #include "features/nvme/StatusCodes.h"
+#include "features/simulator/context/EventQueue.h"
 #include "features/simulator/context/Timestamp.h"
-#include "features/simulator/controller/Happenings.h"
 
 namespace features::simulator {
 
@@ -101,7 +101,7 @@ FeatureValue readTimestamp(const CommandContext& context, uint32_t) {
 }
 
 void writeTimestamp(CommandContext& context, uint32_t, const FeatureValue& value) {
-    happened(context, {Happening::Kind::TIMESTAMP_CHANGE});
+    queueEvent(context, {DriveEvent::Kind::TIMESTAMP_CHANGE});
     context.state.timestamp.setTo = le48(value.data.data());
     context.state.timestamp.setAtMs = context.nowMs;
 }

@@ -35,32 +35,32 @@ void noteActivation(const CommandContext& context, OcpState& state) {
 
 }  // namespace
 
-void recordOcpHappening(CommandContext& context, const Happening& happening) {
+void recordForOcpLogs(CommandContext& context, const DriveEvent& event) {
     OSTREL_TRACE();
     if (context.model.id != ModelId::OCP) return;
     auto state = readExtension<OcpState>(context.state);
     const auto fid = static_cast<uint8_t>(context.command.cdw10);
-    switch (happening.kind) {
-        case Happening::Kind::RESET:
+    switch (event.kind) {
+        case DriveEvent::Kind::RESET:
             state.panic = 0;
             // A power cycle trains the link anew.
-            if (happening.value != 0) {
+            if (event.value != 0) {
                 ++state.linkTrainings;
                 ++state.pcieErrors;
             }
             noteActivation(context, state);
             break;
-        case Happening::Kind::FIRMWARE_COMMIT:
-            if (happening.before == happening.after) return;  // nothing new, or refused
-            state.commitAction = static_cast<uint8_t>(happening.value);
+        case DriveEvent::Kind::FIRMWARE_COMMIT:
+            if (event.before == event.after) return;  // nothing new, or refused
+            state.commitAction = static_cast<uint8_t>(event.value);
             noteActivation(context, state);
             break;
-        case Happening::Kind::FEATURE_SET:
+        case DriveEvent::Kind::FEATURE_SET:
             if (fid != FID_POWER_MANAGEMENT && fid != FID_OCP_DSSD_POWER_STATE) return;
             ++state.powerStateChanges;
             break;
-        case Happening::Kind::WARNING:
-            if (!bit(happening.value, BIT_TEMPERATURE)) return;
+        case DriveEvent::Kind::WARNING:
+            if (!bit(event.value, BIT_TEMPERATURE)) return;
             ++state.throttlings;
             break;
         default:

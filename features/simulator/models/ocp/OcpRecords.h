@@ -1,11 +1,11 @@
 #pragma once
 
 #include "features/simulator/context/CommandContext.h"
-#include "features/simulator/controller/Happenings.h"
+#include "features/simulator/context/DriveEvent.h"
 
 namespace features::simulator {
 
 /// Keeps what the OCP logs tell of what happened to the drive. Nothing on a drive of another model.
-void recordOcpHappening(CommandContext& context, const Happening& happening);
+void recordForOcpLogs(CommandContext& context, const DriveEvent& event);
 
 }  // namespace features::simulator

@@ -61,11 +61,11 @@ bool isOfBridge(VelkoEvent event) {
            event == VelkoEvent::UNSAFE_SHUTDOWN;
 }
 
-void recordNamespaceChange(const CommandContext& context, VelkoState& velko, const Happening& happening) {
+void recordNamespaceChange(const CommandContext& context, VelkoState& velko, const DriveEvent& event) {
     constexpr uint64_t SEL_CREATE = 0;
-    const bool isCreation = (happening.value & 0xF) == SEL_CREATE;
+    const bool isCreation = (event.value & 0xF) == SEL_CREATE;
     recordVelkoEvent(context, velko, isCreation ? VelkoEvent::NAMESPACE_CREATED : VelkoEvent::NAMESPACE_DELETED,
-                     happening.nsid);
+                     event.nsid);
 }
 
 void recordReset(const CommandContext& context, VelkoState& velko, VelkoEvent event) {
@@ -78,26 +78,25 @@ void recordReset(const CommandContext& context, VelkoState& velko, VelkoEvent ev
     recordVelkoEvent(context, velko, event);
 }
 
-void record(const CommandContext& context, VelkoState& velko, const Happening& happening) {
-    using Kind = Happening::Kind;
-    switch (happening.kind) {
+void record(const CommandContext& context, VelkoState& velko, const DriveEvent& event) {
+    using Kind = DriveEvent::Kind;
+    switch (event.kind) {
         case Kind::RESET:
             return recordReset(context, velko, VelkoEvent::CONTROLLER_RESET);
         case Kind::POWER_LOSS:
             recordReset(context, velko, VelkoEvent::UNSAFE_SHUTDOWN);
             return recordVelkoEvent(context, velko, VelkoEvent::POWER_ON);
         case Kind::FIRMWARE_COMMIT:
-            if (happening.before == happening.after) return;
-            return recordVelkoEvent(context, velko, VelkoEvent::FIRMWARE_ACTIVATED, happening.selector);
+            if (event.before == event.after) return;
+            return recordVelkoEvent(context, velko, VelkoEvent::FIRMWARE_ACTIVATED, event.selector);
         case Kind::NAMESPACE_CHANGE:
-            return recordNamespaceChange(context, velko, happening);
+            return recordNamespaceChange(context, velko, event);
         case Kind::FORMAT_COMPLETION:
-            return recordVelkoEvent(context, velko, VelkoEvent::FORMAT, happening.nsid);
+            return recordVelkoEvent(context, velko, VelkoEvent::FORMAT, event.nsid);
         case Kind::SANITIZE_START:
             return recordVelkoEvent(context, velko, VelkoEvent::SANITIZE, context.state.sanitize.command & 7);
         case Kind::WARNING:
-            return recordVelkoEvent(context, velko, VelkoEvent::CRITICAL_WARNING,
-                                    static_cast<uint32_t>(happening.value));
+            return recordVelkoEvent(context, velko, VelkoEvent::CRITICAL_WARNING, static_cast<uint32_t>(event.value));
         case Kind::FEATURE_SET:
             return recordVelkoEvent(context, velko, VelkoEvent::FEATURE_SET, context.command.cdw10 & 0xFF);
         default:
@@ -127,11 +126,11 @@ void recordVelkoEvent(const CommandContext& context, VelkoState& velko, VelkoEve
     if (isOfBridge(event)) add(velko.bridgeNlog, record);
 }
 
-void recordVelkoHappening(CommandContext& context, const Happening& happening) {
+void recordForVelkoLogs(CommandContext& context, const DriveEvent& event) {
     OSTREL_TRACE();
     if (!hasLogs(context)) return;
     VelkoState velko = readExtension<VelkoState>(context.state);
-    record(context, velko, happening);
+    record(context, velko, event);
     writeExtension(context.state, velko);
 }
 

@@ -3,7 +3,7 @@
 #include <cstdint>
 
 #include "features/simulator/context/CommandContext.h"
-#include "features/simulator/controller/Happenings.h"
+#include "features/simulator/context/DriveEvent.h"
 #include "features/simulator/models/velko/VelkoState.h"
 
 namespace features::simulator {
@@ -34,7 +34,7 @@ void recordVelkoEvent(const CommandContext& context, VelkoState& velko, VelkoEve
                       uint64_t second = 0);
 
 /// Keeps a record of what happened to a VELKO drive; other models have no such logs.
-void recordVelkoHappening(CommandContext& context, const Happening& happening);
+void recordForVelkoLogs(CommandContext& context, const DriveEvent& event);
 /// Likewise of a command that the drive refused: the nlog has all of them, the event log media errors, the assert log
 /// those of the firmware itself (Internal Error).
 void recordVelkoError(CommandContext& context, const CompletionEntry& completion);

@@ -1,20 +1,22 @@
 #pragma once
 
+#include <array>
 #include <cstdint>
+#include <optional>
 #include <string>
 
-#include "features/simulator/context/CommandContext.h"
+#include "features/simulator/store/DriveState.h"
 
 namespace features::simulator {
 
 /// Something that the drive keeps a record of. Which members count depends on the kind.
-struct Happening {
+struct DriveEvent {
     enum class Kind : uint8_t {
         RESET,                ///< value: a ResetKind
         POWER_LOSS,           ///< the drive lost its power; a RESET follows
         FIRMWARE_COMMIT,      ///< before, after: active revisions; value: Commit Action; selector: slot; statusField
-        TIMESTAMP_CHANGE,     ///< before it happens
-        NAMESPACE_CHANGE,     ///< nsid, NSID_ALL for delete of all; value: cdw10; the command is in the context
+        TIMESTAMP_CHANGE,     ///< queued before it happens
+        NAMESPACE_CHANGE,     ///< nsid, NSID_ALL for delete of all; ns; value: cdw10; the command is in the context
         FORMAT_START,         ///< nsid; the command is in the context
         FORMAT_COMPLETION,    ///< nsid; statusField
         SANITIZE_START,       ///< the state says which
@@ -32,9 +34,8 @@ struct Happening {
     uint16_t statusField = 0;
     std::string before = {};
     std::string after = {};
+    std::optional<NamespaceState> ns = {};  ///< as it was made, or before it was deleted
+    std::array<uint8_t, 8> timestamp = {};  ///< when it happened, see timestampData()
 };
-
-/// To be called where it happens, once; what is recorded is part of the command's change of the state.
-void happened(CommandContext& context, const Happening& happening);
 
 }  // namespace features::simulator
