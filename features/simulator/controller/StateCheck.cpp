@@ -19,7 +19,7 @@ namespace {
 
 constexpr uint32_t NSID_ALL = 0xFFFFFFFF;
 constexpr uint64_t TIME_END = uint64_t{1} << 48;  // of the Timestamp feature, and of any clock here
-constexpr size_t MAX_RANGES = 256;  // of one Dataset Management command
+constexpr size_t MAX_RANGES = 256;                // of one Dataset Management command
 constexpr uint16_t MAX_STATUS_FIELD = 0x7FFF;
 constexpr uint8_t MAX_RESET = 3;
 constexpr uint8_t MAX_SELF_TEST_CODE = 2;

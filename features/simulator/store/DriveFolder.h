@@ -43,7 +43,8 @@ using StateCheck = const char* (*)(const DriveState& state);
 /// Threads: one at a time per object; several objects on one folder, in one process or many.
 class DriveFolder {
 public:
-    /// `check`: of each state that is read. What is possible depends on features and logs, which a folder does not know.
+    /// `check`: of each state that is read. What is possible depends on features and logs, which a folder does not
+    /// know.
     DriveFolder(std::string path, StateCheck check) : path_(std::move(path)), check_(check) {}
 
     ostrel::core::Status begin();

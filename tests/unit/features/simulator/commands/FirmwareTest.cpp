@@ -1,5 +1,5 @@
+#include "tests/unit/features/simulator/FirmwareImageBytes.h"
 #include "tests/unit/features/simulator/SimulatedDrive.h"
-#include "tests/unit/features/simulator/commands/FirmwareImageBytes.h"
 
 using features::simulator::ModelId;
 using features::simulator::ResetKind;

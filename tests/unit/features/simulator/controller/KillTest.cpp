@@ -5,8 +5,8 @@
 #include <csignal>
 #include <random>
 
+#include "tests/unit/features/simulator/FirmwareImageBytes.h"
 #include "tests/unit/features/simulator/SimulatedDrive.h"
-#include "tests/unit/features/simulator/commands/FirmwareImageBytes.h"
 
 using features::simulator::Controller;
 using features::simulator::DriveStore;

@@ -6,8 +6,8 @@
 #include "features/parsers/PersistentEventLog.h"
 #include "tests/support/Golden.h"
 #include "tests/unit/features/nvme/TreeText.h"
+#include "tests/unit/features/simulator/FirmwareImageBytes.h"
 #include "tests/unit/features/simulator/SimulatedDrive.h"
-#include "tests/unit/features/simulator/commands/FirmwareImageBytes.h"
 
 using namespace features;
 using ostrel::core::Payload;
