@@ -4,11 +4,14 @@
 #include <sstream>
 
 #include "features/simulator/store/DescriptionText.h"
+#include "features/simulator/store/FaultKinds.h"
 #include "ostrel/core/Strings.h"
 
 namespace simdrive {
 
 using features::simulator::Description;
+using features::simulator::FaultKind;
+using features::simulator::faultKinds;
 using features::simulator::trimmed;
 
 namespace {
@@ -46,29 +49,38 @@ std::pair<size_t, size_t> findSection(const std::vector<std::string>& lines) {
     return {static_cast<size_t>(header - lines.begin()) + 1, static_cast<size_t>(end - lines.begin())};
 }
 
-std::vector<Fault> faultLines(const Description& description) {
-    const std::vector<std::string> lines = ostrel::core::split(description.toText(), '\n');
-    const auto [first, end] = findSection(lines);
+std::vector<Fault> valuesOf(const Description& description) {
     std::vector<Fault> faults;
-    for (size_t i = first; i < end; ++i) {
-        const std::string key = keyOf(lines[i]);
-        if (!key.empty()) faults.emplace_back(key, trimmed(lines[i].substr(lines[i].find('=') + 1)));
-    }
+    for (const FaultKind& kind : faultKinds()) faults.emplace_back(kind.key, kind.write(description));
     return faults;
 }
 
 }  // namespace
 
 std::vector<Fault> noFaults() {
-    return faultLines(Description());
+    return valuesOf(Description());
 }
 
 std::vector<Fault> faultsOf(const Description& description) {
-    std::vector<Fault> faults = faultLines(description);
+    std::vector<Fault> faults = valuesOf(description);
     const std::vector<Fault> none = noFaults();
     const auto isNone = [&](const Fault& fault) { return std::find(none.begin(), none.end(), fault) != none.end(); };
     faults.erase(std::remove_if(faults.begin(), faults.end(), isNone), faults.end());
     return faults;
+}
+
+std::string faultHelp() {
+    constexpr size_t COLUMN = 36;  // of the explanations
+    std::string text;
+    for (const FaultKind& kind : faultKinds()) {
+        std::string line = std::string("      --") + kind.key + " " + kind.example;
+        if (line.size() >= COLUMN) {
+            text += line + "\n";
+            line.clear();
+        }
+        text += line.append(COLUMN - line.size(), ' ') + kind.help + "\n";
+    }
+    return text;
 }
 
 std::string withFault(const std::string& text, const Fault& fault) {

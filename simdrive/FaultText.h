@@ -15,6 +15,8 @@ using Fault = std::pair<std::string, std::string>;
 std::vector<Fault> noFaults();
 /// What is wrong with a drive.
 std::vector<Fault> faultsOf(const features::simulator::Description& description);
+/// A line of help for the option of each kind.
+std::string faultHelp();
 /// The text of a description file with one fault set. Nothing else changes: comments and order stay.
 std::string withFault(const std::string& text, const Fault& fault);
 

@@ -20,7 +20,7 @@ using simdrive::CommandLine;
 using simdrive::DriveStore;
 using simdrive::Outcome;
 
-constexpr const char* HELP = R"(nimbrel-simdrive: simulated NVMe drives, for nimbrel and for the network.
+constexpr const char* HELP_BEGIN = R"(nimbrel-simdrive: simulated NVMe drives, for nimbrel and for the network.
 
   nimbrel-simdrive create [NAME] [--model velko|ocp|nvme-1.4] [--size SIZE]
                           [--serial SERIAL] [--model-number TEXT]
@@ -43,18 +43,8 @@ constexpr const char* HELP = R"(nimbrel-simdrive: simulated NVMe drives, for nim
   nimbrel-simdrive fault NAME [--KIND VALUE ...] [--json]
   nimbrel-simdrive fault NAME clear [KIND ...] [--json]
       Shows what is wrong with a drive, and sets or takes off faults:
-      --critical-warning 0x01       bits of the SMART log's field
-      --temperature 90              degrees Celsius
-      --smart "percentage-used 95, power-on-hours 43800"
-                                    any field of the SMART log
-      --media-errors 1:100-107      blocks that cannot be read, NAMESPACE:BLOCKS
-      --self-test-failure 1:1000    the block at which a self-test fails
-      --fail "admin 0x80 0x10A"     a command, by opcode, and how it ends
-      --slow "io all 200"           commands that take so many milliseconds
-      --hang "admin 0x06"           a command that is never answered
-      --power-loss "io 0x01"        a command over which the power fails
-      --gone yes                    the drive has vanished
-      Several values of a kind: one text with commas between them.
+)";
+constexpr const char* HELP_END = R"(      Several values of a kind: one text with commas between them.
 
   nimbrel-simdrive serve NAME [--address 127.0.0.1] [--port 4420]
                          [--dhchap-secret-file FILE]
@@ -90,9 +80,13 @@ std::vector<std::string> faultOptions() {
     return options;
 }
 
+std::string help() {
+    return HELP_BEGIN + simdrive::faultHelp() + HELP_END;
+}
+
 Outcome runTool(const std::vector<std::string>& words) {
     const bool wantsHelp = std::find(words.begin(), words.end(), "--help") != words.end();
-    if (wantsHelp || words.empty()) return {words.empty() ? simdrive::EXIT_USAGE : 0, HELP, ""};
+    if (wantsHelp || words.empty()) return {words.empty() ? simdrive::EXIT_USAGE : 0, help(), ""};
     if (words == std::vector<std::string>{"--version"}) return {0, "nimbrel-simdrive " NIMBREL_VERSION "\n", ""};
     const CommandRow commands[] = {
         {"create", simdrive::create, {"model", "size", "serial", "model-number", "firmware", "count", "json!"}, true},

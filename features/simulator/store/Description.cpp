@@ -11,6 +11,7 @@
 
 #include "features/nvme/FieldTree.h"
 #include "features/simulator/store/DescriptionText.h"
+#include "features/simulator/store/FaultKinds.h"
 #include "features/simulator/store/Model.h"
 #include "ostrel/core/ScopeTrace.h"
 #include "ostrel/core/Strings.h"
@@ -231,6 +232,9 @@ struct KeyRow {
     const char* explanation;
     bool (*read)(const std::string& text, Description& description);
     std::string (*write)(const Description& description);
+    // Of a fault, for the help of nimbrel-simdrive.
+    const char* example = nullptr;
+    const char* help = nullptr;
 };
 
 using D = Description;
@@ -300,43 +304,53 @@ const KeyRow KEYS[] = {
     {"faults", "critical-warning", false, "0x00 to 0xFF",
      "Bits of the Critical Warning field of the SMART log that are set.",
      [](Text text, D& d) { return parseInto(text, d.faults.criticalWarning); },
-     [](const D& d) { return hex(d.faults.criticalWarning, 2); }},
+     [](const D& d) { return hex(d.faults.criticalWarning, 2); },
+     "0x01", "bits of the SMART log's field"},
     {"faults", "temperature", false, "-100 to 200, or nothing",
      "The composite temperature in degrees Celsius; nothing: the true one.",
      [](Text text, D& d) { return parseTemperature(text, d.faults.temperatureCelsius); },
-     [](const D& d) { return d.faults.temperatureCelsius ? std::to_string(*d.faults.temperatureCelsius) : ""; }},
+     [](const D& d) { return d.faults.temperatureCelsius ? std::to_string(*d.faults.temperatureCelsius) : ""; },
+     "90", "degrees Celsius"},
     {"faults", "smart", false, "fields like \"percentage-used 95, power-on-hours 43800\"",
      "Fields of the SMART log, by their names in the standard, and the values that they show.",
      [](Text text, D& d) { return parseSmartFaults(text, d.faults.smart); },
-     [](const D& d) { return smartFaultsText(d.faults.smart); }},
+     [](const D& d) { return smartFaultsText(d.faults.smart); },
+     "\"percentage-used 95, power-on-hours 43800\"", "any field of the SMART log"},
     {"faults", "media-errors", false, "blocks like \"1:100-107, 1:500\"",
      "Blocks that cannot be read: NAMESPACE:BLOCK or NAMESPACE:FIRST-LAST.",
      [](Text text, D& d) { return parseMediaErrors(text, d.faults.mediaErrors); },
-     [](const D& d) { return mediaErrorsText(d.faults.mediaErrors); }},
+     [](const D& d) { return mediaErrorsText(d.faults.mediaErrors); },
+     "1:100-107", "blocks that cannot be read, NAMESPACE:BLOCKS"},
     {"faults", "self-test-failure", false, "a block like \"1:1000\", or nothing",
      "The block at which a self-test of its namespace fails: NAMESPACE:BLOCK.",
      [](Text text, D& d) { return parseBlock(text, d.faults.selfTestFailure); },
-     [](const D& d) { return d.faults.selfTestFailure ? mediaErrorsText({*d.faults.selfTestFailure}) : ""; }},
+     [](const D& d) { return d.faults.selfTestFailure ? mediaErrorsText({*d.faults.selfTestFailure}) : ""; },
+     "1:1000", "the block at which a self-test fails"},
     {"faults", "fail", false, "commands like \"admin 0x80 0x10A\"",
      "Commands that fail, undone: queue, opcode or \"all\", status (code in bits 7:0, type in 10:8).",
      [](Text text, D& d) { return parseCommands(text, Argument::STATUS, d.faults.fail); },
-     [](const D& d) { return commandsText(d.faults.fail, Argument::STATUS); }},
+     [](const D& d) { return commandsText(d.faults.fail, Argument::STATUS); },
+     "\"admin 0x80 0x10A\"", "a command, by opcode, and how it ends"},
     {"faults", "slow", false, "commands like \"admin 0x06 500\", at most 3600000",
      "Commands that are answered late: queue, opcode or \"all\", milliseconds.",
      [](Text text, D& d) { return parseCommands(text, Argument::MILLISECONDS, d.faults.slow); },
-     [](const D& d) { return commandsText(d.faults.slow, Argument::MILLISECONDS); }},
+     [](const D& d) { return commandsText(d.faults.slow, Argument::MILLISECONDS); },
+     "\"io all 200\"", "commands that take so many milliseconds"},
     {"faults", "hang", false, "commands like \"admin 0x06, io 0x02\"",
      "Commands that are never answered, and not carried out: queue, and opcode or \"all\".",
      [](Text text, D& d) { return parseCommands(text, Argument::NONE, d.faults.hang); },
-     [](const D& d) { return commandsText(d.faults.hang, Argument::NONE); }},
+     [](const D& d) { return commandsText(d.faults.hang, Argument::NONE); },
+     "\"admin 0x06\"", "a command that is never answered"},
     {"faults", "power-loss", false, "commands like \"admin 0x80\"",
      "Commands in the middle of which the drive loses its power, undone: queue, and opcode or \"all\".",
      [](Text text, D& d) { return parseCommands(text, Argument::NONE, d.faults.powerLoss); },
-     [](const D& d) { return commandsText(d.faults.powerLoss, Argument::NONE); }},
+     [](const D& d) { return commandsText(d.faults.powerLoss, Argument::NONE); },
+     "\"io 0x01\"", "a command over which the power fails"},
     {"faults", "gone", false, "\"yes\" or \"no\"",
      "The drive has vanished: it is listed and does not answer.",
      [](Text text, D& d) { return parseBool(text, d.faults.isGone); },
-     [](const D& d) { return boolText(d.faults.isGone); }},
+     [](const D& d) { return boolText(d.faults.isGone); },
+     "yes", "the drive has vanished"},
 };
 // clang-format on
 
@@ -375,6 +389,15 @@ Status parseTree(const boost::property_tree::ptree& tree, Description& descripti
 }
 
 }  // namespace
+
+std::vector<FaultKind> faultKinds() {
+    OSTREL_TRACE();
+    std::vector<FaultKind> kinds;
+    for (const KeyRow& row : KEYS) {
+        if (row.help != nullptr) kinds.push_back({row.key, row.example, row.help, row.write});
+    }
+    return kinds;
+}
 
 std::string Description::shownModelNumber() const {
     return modelNumber.empty() ? modelOf(model).modelNumber : modelNumber;

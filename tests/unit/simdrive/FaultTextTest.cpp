@@ -21,6 +21,21 @@ TEST(FaultText, KnowsEachKind) {
                                   {"gone", "no"}}));
 }
 
+TEST(FaultText, ExplainsTheOptionOfEachKind) {
+    EXPECT_EQ(faultHelp(),
+              "      --critical-warning 0x01       bits of the SMART log's field\n"
+              "      --temperature 90              degrees Celsius\n"
+              "      --smart \"percentage-used 95, power-on-hours 43800\"\n"
+              "                                    any field of the SMART log\n"
+              "      --media-errors 1:100-107      blocks that cannot be read, NAMESPACE:BLOCKS\n"
+              "      --self-test-failure 1:1000    the block at which a self-test fails\n"
+              "      --fail \"admin 0x80 0x10A\"     a command, by opcode, and how it ends\n"
+              "      --slow \"io all 200\"           commands that take so many milliseconds\n"
+              "      --hang \"admin 0x06\"           a command that is never answered\n"
+              "      --power-loss \"io 0x01\"        a command over which the power fails\n"
+              "      --gone yes                    the drive has vanished\n");
+}
+
 TEST(FaultText, TellsWhatIsWrongAlone) {
     Description description;
     EXPECT_EQ(faultsOf(description), Faults());

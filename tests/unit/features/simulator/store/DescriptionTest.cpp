@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include "features/simulator/store/Description.h"
+#include "features/simulator/store/FaultKinds.h"
 
 using features::simulator::Description;
 using features::simulator::ModelId;
@@ -160,6 +161,16 @@ TEST(DescriptionOfASimulatedDrive, IsRefusedWithTheReason) {
         {WHO + "nonsense\n", "Line 5: '=' character not found in line."},
     };
     for (const auto& c : CASES) EXPECT_EQ(parsed(c.text), c.message) << c.text;
+}
+
+TEST(DescriptionOfASimulatedDrive, HasAKindOfFaultForEachKeyOfTheSection) {
+    const std::string text = Description().toText();
+    const std::string section = text.substr(text.find("[faults]"));
+    size_t keys = 0;
+    for (size_t at = section.find(" ="); at != std::string::npos; at = section.find(" =", at + 1)) ++keys;
+    const auto kinds = features::simulator::faultKinds();
+    EXPECT_EQ(kinds.size(), keys);
+    for (const auto& kind : kinds) EXPECT_NE(section.find(std::string("\n") + kind.key + " ="), std::string::npos);
 }
 
 }  // namespace
