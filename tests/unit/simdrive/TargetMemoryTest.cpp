@@ -9,7 +9,7 @@
 #include <thread>
 #include <vector>
 
-#include "features/simulator/Controller.h"
+#include "features/simulator/controller/Controller.h"
 #include "simdrive/tcp/Target.h"
 #include "tests/support/TemporaryFolder.h"
 #include "tests/support/allocations/Allocations.h"
