@@ -9,7 +9,7 @@ import struct
 import unittest
 
 from nvme_tcp_target import DO_NOT_RETRY, IDENTIFY, READ, TOOL, WRITE, TargetTestCase
-from world import World, kill_group
+from world import World, kill_group, without_sanitizers
 
 DRIVES = "opt/velko/nimbrel/SimulatedDrives"
 WRITE_FAULT = DO_NOT_RETRY | 0x280
@@ -20,11 +20,6 @@ TEMPERATURE_THRESHOLD = 4
 ENDS = {1: "^nimbrel-simdrive: [A-Za-z]{3}", 127: "[A-Za-z]{3}",
         -signal.SIGABRT: "^terminate called without an active exception$"}
 BLOCKS = 256  # of a write here: 128 KiB
-
-
-def skip_with_sanitizer(test):
-    if test.world.run("-c", 'ulimit -v 65536; "$0" list', TOOL, tool="/bin/sh").status != 0:
-        test.skipTest("built with a sanitizer, which reserves more address space than that")
 
 
 class Start(unittest.TestCase):
@@ -62,11 +57,12 @@ class Start(unittest.TestCase):
             self.assertLessEqual(set(os.listdir(folder)), set(names), limit)
         self.assertEqual((served[0], served[-1]), (too_low, enough))
 
+    @without_sanitizers
     def test_without_descriptors(self):
         self.check([f"ulimit -n {number}" for number in range(4, 33)], False, True)
 
+    @without_sanitizers
     def test_without_memory(self):
-        skip_with_sanitizer(self)
         self.check([f"ulimit -v {size}" for size in range(10240, 14400, 128)], False, True)
 
     def test_without_anywhere_to_say_the_port(self):
@@ -121,8 +117,8 @@ class FullDisk(TargetTestCase):
 
 
 class Memory(TargetTestCase):
+    @without_sanitizers
     def test_a_host_that_wants_too_much_loses_its_connection_alone(self):
-        skip_with_sanitizer(self)
         admin, modest, greedy = self.admin(), self.io(), self.io(2)
         data = os.urandom(512)
         self.assertEqual(modest.command(WRITE, nsid=1, write=data)[0], 0)

@@ -5,7 +5,7 @@ import stat
 import unittest
 
 from recording import RecordingTestCase
-from world import TOOL
+from world import TOOL, without_sanitizers
 
 HEADER = '<?xml version="1.0" encoding="utf-8"?>'
 
@@ -204,7 +204,7 @@ class Dump(RecordingTestCase):
                       stderr="Unable to write mounted: It is a mount point\n", destination="mounted")
         self.assertEqual(self.read("mounted"), b"old")
 
-    @unittest.skipIf(os.environ.get("NIMBREL_SANITIZE"), "sanitizers read /proc")
+    @without_sanitizers
     def test_all_works_without_proc(self):
         self.answer(answer_of(output(payload("41"), name="nlog", key="VX1")))
         hidden = "mount -t tmpfs none /proc"

@@ -27,6 +27,8 @@ import unittest
 ENTER = str(pathlib.Path(__file__).with_name("enter_world.sh"))
 TOOL = os.environ.get("NIMBREL_TOOL", "")
 TIMEOUT_SECONDS = 60
+# For tests that limit a process, or look at its threads: a sanitizer has memory, descriptors and threads of its own.
+without_sanitizers = unittest.skipIf(os.environ.get("NIMBREL_SANITIZE"), "built with a sanitizer")
 # What the tests make is for its owner to write: the tool refuses settings and libraries that others can change.
 os.umask(0o022)
 CONFIG_FILE = "nimbrel_config.xml"
