@@ -1,6 +1,6 @@
 #pragma once
 
-#include "features/jobs/base/FeatureJob.h"
+#include "features/jobs/base/DriveJob.h"
 #include "features/jobs/base/LogSink.h"
 
 namespace features::jobs {
@@ -21,14 +21,14 @@ struct EmptyLog {
 ///
 /// Deriving: dumpDrive() gives the log of one drive to the sink. One that dumps nothing (an action that has no bytes)
 /// returns without begin(), and there is no output for it.
-class DumpJob : public FeatureJob {
+class DumpJob : public DriveJob {
 public:
     ostrel::core::Status runMethod(const std::shared_ptr<ostrel::core::xml::XmlObject>& output) override;
 
 protected:
     /// `logName` becomes the beginning of the file's name ("TelemetryLog").
     DumpJob(std::string name, std::string logName, const EmptyLog& empty)
-        : FeatureJob(std::move(name), std::move(logName)), empty_(empty) {}
+        : DriveJob(std::move(name), std::move(logName)), empty_(empty) {}
 
     /// The log page that is dumped.
     virtual uint8_t logId(const Arguments& arguments) const = 0;

@@ -28,7 +28,7 @@ FormatRequest eraseOfAll() {
 }  // namespace
 
 FormatJob::FormatJob(std::shared_ptr<const WaitClock> clock)
-    : FeatureJob(ostrel::interfaces::ostreli::JOB_FORMAT, "Format"), clock_(std::move(clock)) {}
+    : DriveJob(ostrel::interfaces::ostreli::JOB_FORMAT, "Format"), clock_(std::move(clock)) {}
 
 std::unique_ptr<ostrel::interfaces::ostreli::Job> FormatJob::clone() const {
     auto copy = std::make_unique<FormatJob>(clock_);

@@ -92,7 +92,7 @@ Status sendRanges(nvme::Drive& drive, uint32_t nsid, uint32_t number, const uint
 
 }  // namespace
 
-TrimJob::TrimJob() : FeatureJob(ostrel::interfaces::ostreli::JOB_TRIM, "Trim") {}
+TrimJob::TrimJob() : DriveJob(ostrel::interfaces::ostreli::JOB_TRIM, "Trim") {}
 
 std::unique_ptr<ostrel::interfaces::ostreli::Job> TrimJob::clone() const {
     auto copy = std::make_unique<TrimJob>();

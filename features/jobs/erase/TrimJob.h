@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <vector>
 
-#include "features/jobs/base/FeatureJob.h"
+#include "features/jobs/base/DriveJob.h"
 #include "features/nvme/ControllerCapabilities.h"
 #include "features/transport/HostCommand.h"
 
@@ -13,7 +13,7 @@ namespace features::jobs {
 /// controller wants it. On a drive with several namespaces the path must name the one (10/242).
 ///
 /// Partitions that nobody uses do not stop it: the user has named the blocks.
-class TrimJob : public FeatureJob {
+class TrimJob : public DriveJob {
 public:
     TrimJob();
     std::unique_ptr<Job> clone() const override;

@@ -20,7 +20,7 @@ Status checkFilled(const nvme::Drive& drive, const FirmwareState& state, uint8_t
 }  // namespace
 
 FirmwareActivateJob::FirmwareActivateJob()
-    : FeatureJob(ostrel::interfaces::ostreli::JOB_FIRMWARE_ACTIVATE, "Firmware Activation") {}
+    : DriveJob(ostrel::interfaces::ostreli::JOB_FIRMWARE_ACTIVATE, "Firmware Activation") {}
 
 std::unique_ptr<ostrel::interfaces::ostreli::Job> FirmwareActivateJob::clone() const {
     auto copy = std::make_unique<FirmwareActivateJob>();

@@ -152,7 +152,7 @@ Status finalStatus(const nvme::Drive& drive, const TestRow& test, const Payload&
 }  // namespace
 
 DriveSelfTestJob::DriveSelfTestJob(std::shared_ptr<const WaitClock> clock)
-    : FeatureJob(ostrel::interfaces::ostreli::JOB_DRIVE_SELF_TEST, "Drive Self-Test"), clock_(std::move(clock)) {}
+    : DriveJob(ostrel::interfaces::ostreli::JOB_DRIVE_SELF_TEST, "Drive Self-Test"), clock_(std::move(clock)) {}
 
 std::unique_ptr<ostrel::interfaces::ostreli::Job> DriveSelfTestJob::clone() const {
     auto copy = std::make_unique<DriveSelfTestJob>(clock_);

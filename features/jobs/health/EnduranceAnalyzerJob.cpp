@@ -77,7 +77,7 @@ AttributeList analyze(const EnduranceBaseline& then, const EnduranceBaseline& no
 EnduranceAnalyzerJob::EnduranceAnalyzerJob() : EnduranceAnalyzerJob(STATE_FOLDER, systemSeconds) {}
 
 EnduranceAnalyzerJob::EnduranceAnalyzerJob(const std::string& folder, Clock clock)
-    : FeatureJob(ostrel::interfaces::ostreli::JOB_ENDURANCE_ANALYZER, "Endurance Analyzer"),
+    : DriveJob(ostrel::interfaces::ostreli::JOB_ENDURANCE_ANALYZER, "Endurance Analyzer"),
       baselines_(folder),
       clock_(clock) {}
 

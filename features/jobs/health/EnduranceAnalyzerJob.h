@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <string>
 
-#include "features/jobs/base/FeatureJob.h"
+#include "features/jobs/base/DriveJob.h"
 #include "features/jobs/health/EnduranceBaselines.h"
 
 namespace features::jobs {
@@ -14,7 +14,7 @@ namespace features::jobs {
 ///   workload
 ///     has not worn the drive by one per cent of its life.
 ///   - Method: the reset. From now on the wear counts.
-class EnduranceAnalyzerJob : public FeatureJob {
+class EnduranceAnalyzerJob : public DriveJob {
 public:
     /// Seconds since 1970.
     using Clock = int64_t (*)();

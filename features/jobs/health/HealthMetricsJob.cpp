@@ -13,7 +13,7 @@ namespace features::jobs {
 
 using namespace ostrel::core;
 
-HealthMetricsJob::HealthMetricsJob() : FeatureJob(ostrel::interfaces::ostreli::JOB_HEALTH_METRICS, "Health Sensors") {}
+HealthMetricsJob::HealthMetricsJob() : DriveJob(ostrel::interfaces::ostreli::JOB_HEALTH_METRICS, "Health Sensors") {}
 
 std::unique_ptr<ostrel::interfaces::ostreli::Job> HealthMetricsJob::clone() const {
     auto copy = std::make_unique<HealthMetricsJob>();

@@ -2,7 +2,7 @@
 
 #include <cstddef>
 
-#include "features/jobs/base/FeatureJob.h"
+#include "features/jobs/base/DriveJob.h"
 
 namespace features::jobs {
 
@@ -11,7 +11,7 @@ inline constexpr size_t VELKO_HEALTH_BYTES = 72;
 
 /// The health sensors of a drive: its status in words, what its SMART / Health log tells, and what the OCP SMART log
 /// and the maker's Extended SMART log add.
-class HealthMetricsJob : public FeatureJob {
+class HealthMetricsJob : public DriveJob {
 public:
     HealthMetricsJob();
     std::unique_ptr<Job> clone() const override;

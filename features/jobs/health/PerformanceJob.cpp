@@ -9,7 +9,7 @@ namespace features::jobs {
 
 using namespace ostrel::core;
 
-PerformanceJob::PerformanceJob() : FeatureJob(ostrel::interfaces::ostreli::JOB_PERFORMANCE, "Performance Metrics") {}
+PerformanceJob::PerformanceJob() : DriveJob(ostrel::interfaces::ostreli::JOB_PERFORMANCE, "Performance Metrics") {}
 
 std::unique_ptr<ostrel::interfaces::ostreli::Job> PerformanceJob::clone() const {
     auto copy = std::make_unique<PerformanceJob>();

@@ -1,11 +1,11 @@
 #pragma once
 
-#include "features/jobs/base/FeatureJob.h"
+#include "features/jobs/base/DriveJob.h"
 
 namespace features::jobs {
 
 /// The work that a drive has done: the counters of its SMART / Health log, with units.
-class PerformanceJob : public FeatureJob {
+class PerformanceJob : public DriveJob {
 public:
     PerformanceJob();
     std::unique_ptr<Job> clone() const override;

@@ -31,7 +31,7 @@ void addOcpAttributes(const Payload& log, AttributeList& list) {
 
 }  // namespace
 
-SmartJob::SmartJob() : FeatureJob(ostrel::interfaces::ostreli::JOB_SMART, "SMART Attributes") {}
+SmartJob::SmartJob() : DriveJob(ostrel::interfaces::ostreli::JOB_SMART, "SMART Attributes") {}
 
 std::unique_ptr<ostrel::interfaces::ostreli::Job> SmartJob::clone() const {
     auto copy = std::make_unique<SmartJob>();

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "features/jobs/base/FeatureJob.h"
+#include "features/jobs/base/DriveJob.h"
 
 namespace features::jobs {
 
@@ -9,7 +9,7 @@ namespace features::jobs {
 ///
 /// Arguments: "ID" shows the one attribute of that name; "IncludeNVMeSmartHealthLog" with "false" leaves the logs of
 /// OCP and maker alone, and is 10/3 on a drive without them.
-class SmartJob : public FeatureJob {
+class SmartJob : public DriveJob {
 public:
     SmartJob();
     std::unique_ptr<Job> clone() const override;

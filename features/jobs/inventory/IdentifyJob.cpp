@@ -137,7 +137,7 @@ Status read(const Arguments& arguments, IdentifyRequest& request) {
 
 }  // namespace
 
-IdentifyJob::IdentifyJob() : FeatureJob(ostrel::interfaces::ostreli::JOB_IDENTIFY, "Identify") {}
+IdentifyJob::IdentifyJob() : DriveJob(ostrel::interfaces::ostreli::JOB_IDENTIFY, "Identify") {}
 
 std::unique_ptr<ostrel::interfaces::ostreli::Job> IdentifyJob::clone() const {
     auto copy = std::make_unique<IdentifyJob>();

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "features/jobs/base/FeatureJob.h"
+#include "features/jobs/base/DriveJob.h"
 
 namespace features::jobs {
 
@@ -8,7 +8,7 @@ namespace features::jobs {
 ///
 /// Arguments: "ControllerNamespaceStructure" (1 when absent; of several the last counts) and, for the structures of one
 /// namespace, "NamespaceId"; without it the namespace that the user's path named.
-class IdentifyJob : public FeatureJob {
+class IdentifyJob : public DriveJob {
 public:
     IdentifyJob();
     std::unique_ptr<Job> clone() const override;

@@ -101,7 +101,7 @@ void showNamespace(const HostNamespace& part, const std::string& path, DriveOutp
 }  // namespace
 
 PartitionInformationJob::PartitionInformationJob()
-    : FeatureJob(ostrel::interfaces::ostreli::JOB_PARTITION_INFORMATION, "Partition Information") {}
+    : DriveJob(ostrel::interfaces::ostreli::JOB_PARTITION_INFORMATION, "Partition Information") {}
 
 std::unique_ptr<ostrel::interfaces::ostreli::Job> PartitionInformationJob::clone() const {
     auto copy = std::make_unique<PartitionInformationJob>();
@@ -111,7 +111,7 @@ std::unique_ptr<ostrel::interfaces::ostreli::Job> PartitionInformationJob::clone
 
 Status PartitionInformationJob::getProperties(const std::shared_ptr<xml::XmlObject>& output) {
     OSTREL_TRACE();
-    Status status = FeatureJob::getProperties(output);
+    Status status = DriveJob::getProperties(output);
     auto& shown = output->objects.front()->objects;
     // Of all drives that were named none has the partition.
     if (shown.empty() && !arguments().text(xml::NAME_PATH).empty()) {

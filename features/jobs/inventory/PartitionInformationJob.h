@@ -1,6 +1,6 @@
 #pragma once
 
-#include "features/jobs/base/FeatureJob.h"
+#include "features/jobs/base/DriveJob.h"
 
 namespace features::jobs {
 
@@ -8,7 +8,7 @@ namespace features::jobs {
 /// drive itself is not asked.
 ///
 /// Argument: "Path" shows the one partition with this node; 10/108 when no drive that was named has it.
-class PartitionInformationJob : public FeatureJob {
+class PartitionInformationJob : public DriveJob {
 public:
     PartitionInformationJob();
     std::unique_ptr<Job> clone() const override;

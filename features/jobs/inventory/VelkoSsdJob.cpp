@@ -355,7 +355,7 @@ bool isRequested(const AttributeList& requested, const std::string& name) {
 
 }  // namespace
 
-VelkoSsdJob::VelkoSsdJob() : FeatureJob(ostrel::interfaces::ostreli::JOB_VELKOSSD, "Velko SSD") {}
+VelkoSsdJob::VelkoSsdJob() : DriveJob(ostrel::interfaces::ostreli::JOB_VELKOSSD, "Velko SSD") {}
 
 std::unique_ptr<ostrel::interfaces::ostreli::Job> VelkoSsdJob::clone() const {
     auto copy = std::make_unique<VelkoSsdJob>();

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "features/jobs/base/FeatureJob.h"
+#include "features/jobs/base/DriveJob.h"
 #include "features/jobs/firmware/FirmwareModules.h"
 
 namespace features::jobs {
@@ -11,7 +11,7 @@ namespace features::jobs {
 /// namespaces under a heading of its own. Only what the wanted
 /// attributes need is asked of a drive. FirmwareUpdateAvailable looks into the module directories that the request
 /// names ("AdditionalModuleDirs").
-class VelkoSsdJob : public FeatureJob {
+class VelkoSsdJob : public DriveJob {
 public:
     VelkoSsdJob();
     std::unique_ptr<Job> clone() const override;

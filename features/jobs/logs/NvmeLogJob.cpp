@@ -145,7 +145,7 @@ Status writePage(nvme::Drive& drive, const NvmeLogRequest& request, DriveOutput&
 
 }  // namespace
 
-NvmeLogJob::NvmeLogJob() : FeatureJob(ostrel::interfaces::ostreli::JOB_NVME_LOG, "NVMe Log") {}
+NvmeLogJob::NvmeLogJob() : DriveJob(ostrel::interfaces::ostreli::JOB_NVME_LOG, "NVMe Log") {}
 
 std::unique_ptr<ostrel::interfaces::ostreli::Job> NvmeLogJob::clone() const {
     auto copy = std::make_unique<NvmeLogJob>();
@@ -164,7 +164,7 @@ Status NvmeLogJob::runMethod(const std::shared_ptr<xml::XmlObject>& output) {
     NvmeLogRequest request;
     Status status = NvmeLogRequest::read(arguments(), request);
     if (!status.is(0, 0)) return status;
-    if (request.file.empty()) return FeatureJob::runMethod(output);
+    if (request.file.empty()) return DriveJob::runMethod(output);
     if (getDevices().empty()) return statuses::noDeviceSelected();
     if (getDevices().size() > 1) return statuses::multipleDevicesSelected();
     nvme::Drive drive(*getDevices().front());

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "features/jobs/base/FeatureJob.h"
+#include "features/jobs/base/DriveJob.h"
 
 namespace features::jobs {
 
@@ -9,7 +9,7 @@ namespace features::jobs {
 /// Of all pages those are shown that the drive has and that can be decoded; one that it refuses all the same is told
 /// in its place. The file is for one page of one drive, and is replaced as a whole or not at all; a failure is the
 /// status of the request.
-class NvmeLogJob : public FeatureJob {
+class NvmeLogJob : public DriveJob {
 public:
     NvmeLogJob();
     std::unique_ptr<Job> clone() const override;

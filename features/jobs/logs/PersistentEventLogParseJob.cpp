@@ -56,7 +56,7 @@ Status show(const std::string& bytes, const std::string& whence, const Device* d
 }  // namespace
 
 PersistentEventLogParseJob::PersistentEventLogParseJob()
-    : FeatureJob(ostrel::interfaces::ostreli::JOB_PERSISTENT_EVENT_LOG_PARSE, "Persistent Event Log Status") {}
+    : DriveJob(ostrel::interfaces::ostreli::JOB_PERSISTENT_EVENT_LOG_PARSE, "Persistent Event Log Status") {}
 
 std::unique_ptr<ostrel::interfaces::ostreli::Job> PersistentEventLogParseJob::clone() const {
     auto copy = std::make_unique<PersistentEventLogParseJob>();
@@ -67,7 +67,7 @@ std::unique_ptr<ostrel::interfaces::ostreli::Job> PersistentEventLogParseJob::cl
 Status PersistentEventLogParseJob::runMethod(const std::shared_ptr<xml::XmlObject>& output) {
     OSTREL_TRACE();
     const std::string path = arguments().text(attributes::feature::pelFilePath().getName());
-    if (path.empty()) return FeatureJob::runMethod(output);
+    if (path.empty()) return DriveJob::runMethod(output);
     std::string bytes;
     Status status = readInputFile(path, decodableBytes(), bytes);
     if (!status.is(0, 0)) return status;

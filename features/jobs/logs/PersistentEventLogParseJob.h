@@ -1,6 +1,6 @@
 #pragma once
 
-#include "features/jobs/base/FeatureJob.h"
+#include "features/jobs/base/DriveJob.h"
 
 namespace features::jobs {
 
@@ -9,7 +9,7 @@ namespace features::jobs {
 ///
 /// A damaged log is shown as far as it is valid, with a status 10/248 that says where it ends and why. A file that
 /// holds no such log, or cannot be read, is the status of the request.
-class PersistentEventLogParseJob : public FeatureJob {
+class PersistentEventLogParseJob : public DriveJob {
 public:
     PersistentEventLogParseJob();
     std::unique_ptr<Job> clone() const override;

@@ -42,7 +42,7 @@ const NamespaceManagementJob::ActionRow NamespaceManagementJob::ACTIONS[] = {
 };
 
 NamespaceManagementJob::NamespaceManagementJob(std::shared_ptr<const WaitClock> clock)
-    : FeatureJob(ostrel::interfaces::ostreli::JOB_NAMESPACE_MANAGEMENT, "Namespace Management"),
+    : DriveJob(ostrel::interfaces::ostreli::JOB_NAMESPACE_MANAGEMENT, "Namespace Management"),
       clock_(std::move(clock)) {}
 
 std::unique_ptr<ostrel::interfaces::ostreli::Job> NamespaceManagementJob::clone() const {

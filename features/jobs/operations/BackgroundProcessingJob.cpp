@@ -105,7 +105,7 @@ Status find(nvme::Drive& drive, const ControllerCapabilities& controller, const 
 }  // namespace
 
 BackgroundProcessingJob::BackgroundProcessingJob()
-    : FeatureJob(ostrel::interfaces::ostreli::JOB_BACKGROUND_PROCESSING, "Background Processing") {}
+    : DriveJob(ostrel::interfaces::ostreli::JOB_BACKGROUND_PROCESSING, "Background Processing") {}
 
 std::unique_ptr<ostrel::interfaces::ostreli::Job> BackgroundProcessingJob::clone() const {
     auto copy = std::make_unique<BackgroundProcessingJob>();

@@ -1,12 +1,12 @@
 #pragma once
 
-#include "features/jobs/base/FeatureJob.h"
+#include "features/jobs/base/DriveJob.h"
 
 namespace features::jobs {
 
 /// What a drive is doing by itself, out of its logs: a sanitize operation, a self-test, firmware that waits for a
 /// reset, and the work that the maker's drives tell of. Only what the controller has is asked for.
-class BackgroundProcessingJob : public FeatureJob {
+class BackgroundProcessingJob : public DriveJob {
 public:
     BackgroundProcessingJob();
     std::unique_ptr<Job> clone() const override;

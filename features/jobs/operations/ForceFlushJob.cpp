@@ -32,7 +32,7 @@ constexpr RefusalRow REFUSALS[] = {
 
 }  // namespace
 
-ForceFlushJob::ForceFlushJob() : FeatureJob(ostrel::interfaces::ostreli::JOB_FORCE_FLUSH, "Performance Booster") {}
+ForceFlushJob::ForceFlushJob() : DriveJob(ostrel::interfaces::ostreli::JOB_FORCE_FLUSH, "Performance Booster") {}
 
 std::unique_ptr<ostrel::interfaces::ostreli::Job> ForceFlushJob::clone() const {
     OSTREL_TRACE();
@@ -49,7 +49,7 @@ Status ForceFlushJob::runMethod(const std::shared_ptr<xml::XmlObject>& output) {
     if (status.is(0, 0)) status = arguments().boolean(start, isStart);
     if (status.is(0, 0) && !isStart)
         status = withDetails(statuses::noProperties(), start + " must be true to start, or false to stop.");
-    return status.is(0, 0) ? FeatureJob::runMethod(output) : status;
+    return status.is(0, 0) ? DriveJob::runMethod(output) : status;
 }
 
 Status ForceFlushJob::showDrive(nvme::Drive& drive, const Arguments&, DriveOutput& out) {

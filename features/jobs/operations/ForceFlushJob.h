@@ -1,12 +1,12 @@
 #pragma once
 
-#include "features/jobs/base/FeatureJob.h"
+#include "features/jobs/base/DriveJob.h"
 
 namespace features::jobs {
 
 /// The performance booster of a VELKO drive: moves what lies in its cache blocks to its place. Started, stopped, or its
 /// progress shown. One that runs already is 10/198, none to be stopped 10/199. Other drives: 10/3.
-class ForceFlushJob : public FeatureJob {
+class ForceFlushJob : public DriveJob {
 public:
     ForceFlushJob();
     std::unique_ptr<Job> clone() const override;

@@ -8,7 +8,7 @@ namespace features::jobs {
 
 using ostrel::core::Status;
 
-NvmeResetJob::NvmeResetJob() : FeatureJob(ostrel::interfaces::ostreli::JOB_NVME_RESET, "NVMe Reset") {}
+NvmeResetJob::NvmeResetJob() : DriveJob(ostrel::interfaces::ostreli::JOB_NVME_RESET, "NVMe Reset") {}
 
 std::unique_ptr<ostrel::interfaces::ostreli::Job> NvmeResetJob::clone() const {
     auto copy = std::make_unique<NvmeResetJob>();

@@ -1,12 +1,12 @@
 #pragma once
 
-#include "features/jobs/base/FeatureJob.h"
+#include "features/jobs/base/DriveJob.h"
 
 namespace features::jobs {
 
 /// A controller level reset of each drive, one after the other, and what it runs afterwards. No namespace loses data
 /// by it: the driver sends again what the reset interrupted.
-class NvmeResetJob : public FeatureJob {
+class NvmeResetJob : public DriveJob {
 public:
     NvmeResetJob();
     std::unique_ptr<Job> clone() const override;

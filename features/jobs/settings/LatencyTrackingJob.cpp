@@ -26,7 +26,7 @@ constexpr uint64_t MOST_TYPE = 3;
 }  // namespace
 
 LatencyTrackingJob::LatencyTrackingJob()
-    : FeatureJob(ostrel::interfaces::ostreli::JOB_LATENCY_TRACKING, "Latency Statistics") {}
+    : DriveJob(ostrel::interfaces::ostreli::JOB_LATENCY_TRACKING, "Latency Statistics") {}
 
 std::unique_ptr<ostrel::interfaces::ostreli::Job> LatencyTrackingJob::clone() const {
     OSTREL_TRACE();

@@ -3,13 +3,13 @@
 #include <cstdint>
 #include <optional>
 
-#include "features/jobs/base/FeatureJob.h"
+#include "features/jobs/base/DriveJob.h"
 
 namespace features::jobs {
 
 /// Latency tracking of a VELKO drive: switched on or off, and what it counted, of reads or of writes. Statistics of a
 /// drive that does not track are 10/241. Other drives: 10/3.
-class LatencyTrackingJob : public FeatureJob {
+class LatencyTrackingJob : public DriveJob {
 public:
     LatencyTrackingJob();
     std::unique_ptr<Job> clone() const override;

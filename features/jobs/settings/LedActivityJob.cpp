@@ -68,7 +68,7 @@ Status readField(const std::string& name, const Arguments& sent, std::string& fi
 
 }  // namespace
 
-LedActivityJob::LedActivityJob() : FeatureJob(ostrel::interfaces::ostreli::JOB_LED_ACTIVITY, "LED Activity") {}
+LedActivityJob::LedActivityJob() : DriveJob(ostrel::interfaces::ostreli::JOB_LED_ACTIVITY, "LED Activity") {}
 
 std::unique_ptr<ostrel::interfaces::ostreli::Job> LedActivityJob::clone() const {
     OSTREL_TRACE();

@@ -1,12 +1,12 @@
 #pragma once
 
-#include "features/jobs/base/FeatureJob.h"
+#include "features/jobs/base/DriveJob.h"
 
 namespace features::jobs {
 
 /// How the LED of a VELKO drive shows what it does: all of it shown, or one field changed and the rest kept. The drive
 /// keeps it over a power cycle by itself. Other drives: 10/3.
-class LedActivityJob : public FeatureJob {
+class LedActivityJob : public DriveJob {
 public:
     LedActivityJob();
     std::unique_ptr<Job> clone() const override;

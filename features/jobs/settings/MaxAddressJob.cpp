@@ -171,7 +171,7 @@ Status checkReported(nvme::Drive& drive, uint64_t lba) {
 
 }  // namespace
 
-MaxAddressJob::MaxAddressJob() : FeatureJob(ostrel::interfaces::ostreli::JOB_MAX_ADDRESS, "Maximum LBA") {}
+MaxAddressJob::MaxAddressJob() : DriveJob(ostrel::interfaces::ostreli::JOB_MAX_ADDRESS, "Maximum LBA") {}
 
 std::unique_ptr<ostrel::interfaces::ostreli::Job> MaxAddressJob::clone() const {
     OSTREL_TRACE();

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "features/jobs/base/FeatureJob.h"
+#include "features/jobs/base/DriveJob.h"
 
 namespace features::jobs {
 
@@ -9,7 +9,7 @@ namespace features::jobs {
 /// the maker's feature is 10/237.
 ///
 /// What lies behind it is lost, so that it goes through the safety gate, and partitions count.
-class MaxAddressJob : public FeatureJob {
+class MaxAddressJob : public DriveJob {
 public:
     MaxAddressJob();
     std::unique_ptr<Job> clone() const override;

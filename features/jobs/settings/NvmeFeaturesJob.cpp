@@ -61,7 +61,7 @@ Status clearPcieErrors(nvme::Drive& drive, const Arguments& sent) {
 
 }  // namespace
 
-NvmeFeaturesJob::NvmeFeaturesJob() : FeatureJob(ostrel::interfaces::ostreli::JOB_NVME_FEATURES, "NVMe Feature") {}
+NvmeFeaturesJob::NvmeFeaturesJob() : DriveJob(ostrel::interfaces::ostreli::JOB_NVME_FEATURES, "NVMe Feature") {}
 
 std::unique_ptr<ostrel::interfaces::ostreli::Job> NvmeFeaturesJob::clone() const {
     OSTREL_TRACE();

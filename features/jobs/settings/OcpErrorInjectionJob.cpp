@@ -19,8 +19,8 @@ using namespace ostrel::core;
 namespace key = ostrel::core::attributes::feature;
 
 OcpErrorInjectionJob::OcpErrorInjectionJob()
-    : FeatureJob(ostrel::interfaces::ostreli::JOB_OCP_ERROR_INJECTION,
-                 nvme::findOcpFeature(nvme::FID_OCP_ERROR_INJECTION)->name) {}
+    : DriveJob(ostrel::interfaces::ostreli::JOB_OCP_ERROR_INJECTION,
+               nvme::findOcpFeature(nvme::FID_OCP_ERROR_INJECTION)->name) {}
 
 std::unique_ptr<ostrel::interfaces::ostreli::Job> OcpErrorInjectionJob::clone() const {
     OSTREL_TRACE();

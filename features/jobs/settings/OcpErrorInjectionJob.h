@@ -2,7 +2,7 @@
 
 #include <vector>
 
-#include "features/jobs/base/FeatureJob.h"
+#include "features/jobs/base/DriveJob.h"
 #include "features/jobs/settings/ErrorInjectionList.h"
 
 namespace features::jobs {
@@ -14,7 +14,7 @@ namespace features::jobs {
 ///     The entries take the place of those that the drive had. An error that is injected may make the drive panic and
 ///     cost its data, so entries that are enabled go through the safety gate (partitions alone do not stop them).
 /// 10/254 on a drive without OCP's features.
-class OcpErrorInjectionJob : public FeatureJob {
+class OcpErrorInjectionJob : public DriveJob {
 public:
     OcpErrorInjectionJob();
     std::unique_ptr<Job> clone() const override;

@@ -43,7 +43,7 @@ const OcpFeatureJob::Row& OcpFeatureJob::rowOf(const std::string& name) {
 }
 
 OcpFeatureJob::OcpFeatureJob(const std::string& name)
-    : FeatureJob(name, nvme::findOcpFeature(rowOf(name).fid)->name), row_(rowOf(name)) {}
+    : DriveJob(name, nvme::findOcpFeature(rowOf(name).fid)->name), row_(rowOf(name)) {}
 
 std::unique_ptr<Job> OcpFeatureJob::clone() const {
     OSTREL_TRACE();

@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "features/jobs/base/FeatureJob.h"
+#include "features/jobs/base/DriveJob.h"
 
 namespace features::jobs {
 
@@ -10,7 +10,7 @@ namespace features::jobs {
 /// without OCP's features, before anything is written.
 ///
 /// The jobs: "OCPReadOnlyWriteMode", "OCPIEEESilo", "OCPPLPCheck" and "OCPDSSDPowerState".
-class OcpFeatureJob : public FeatureJob {
+class OcpFeatureJob : public DriveJob {
 public:
     /// `name` is one of these.
     explicit OcpFeatureJob(const std::string& name);

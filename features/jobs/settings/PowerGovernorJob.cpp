@@ -51,7 +51,7 @@ Status checkPowerState(nvme::Drive& drive, uint32_t state) {
 
 }  // namespace
 
-PowerGovernorJob::PowerGovernorJob() : FeatureJob(ostrel::interfaces::ostreli::JOB_POWER_GOVERNOR, "Power Governor") {}
+PowerGovernorJob::PowerGovernorJob() : DriveJob(ostrel::interfaces::ostreli::JOB_POWER_GOVERNOR, "Power Governor") {}
 
 std::unique_ptr<ostrel::interfaces::ostreli::Job> PowerGovernorJob::clone() const {
     OSTREL_TRACE();

@@ -29,7 +29,7 @@ constexpr unsigned SELECTOR_SHIFT = 8;
 
 }  // namespace
 
-SmBusAddressJob::SmBusAddressJob() : FeatureJob(ostrel::interfaces::ostreli::JOB_SMBUS_ADDRESS, "SMBus Address") {}
+SmBusAddressJob::SmBusAddressJob() : DriveJob(ostrel::interfaces::ostreli::JOB_SMBUS_ADDRESS, "SMBus Address") {}
 
 std::unique_ptr<ostrel::interfaces::ostreli::Job> SmBusAddressJob::clone() const {
     OSTREL_TRACE();

@@ -2,13 +2,13 @@
 
 #include <cstdint>
 
-#include "features/jobs/base/FeatureJob.h"
+#include "features/jobs/base/DriveJob.h"
 
 namespace features::jobs {
 
 /// Sets one of the three SMBus addresses of a VELKO drive; 255 disables the access. The drive keeps them over a power
 /// cycle by itself. Other drives: 10/3.
-class SmBusAddressJob : public FeatureJob {
+class SmBusAddressJob : public DriveJob {
 public:
     SmBusAddressJob();
     std::unique_ptr<Job> clone() const override;

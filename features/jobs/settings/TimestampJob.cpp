@@ -46,7 +46,7 @@ Status checkReported(nvme::Drive& drive, uint64_t milliseconds) {
 
 }  // namespace
 
-TimestampJob::TimestampJob() : FeatureJob(ostrel::interfaces::ostreli::JOB_TIMESTAMP, "Timestamp") {}
+TimestampJob::TimestampJob() : DriveJob(ostrel::interfaces::ostreli::JOB_TIMESTAMP, "Timestamp") {}
 
 std::unique_ptr<ostrel::interfaces::ostreli::Job> TimestampJob::clone() const {
     OSTREL_TRACE();

@@ -1,12 +1,12 @@
 #pragma once
 
-#include "features/jobs/base/FeatureJob.h"
+#include "features/jobs/base/DriveJob.h"
 
 namespace features::jobs {
 
 /// The drive's clock: milliseconds since the beginning of 1970, UTC, of 48 bits. Shown with where it comes from,
 /// whether it may have stopped at times, and as a date. 10/245 on a drive without one.
-class TimestampJob : public FeatureJob {
+class TimestampJob : public DriveJob {
 public:
     TimestampJob();
     std::unique_ptr<Job> clone() const override;

@@ -3,7 +3,7 @@
 #include <ctime>
 #include <functional>
 
-#include "features/jobs/base/FeatureJob.h"
+#include "features/jobs/base/DriveJob.h"
 #include "features/jobs/health/scan/DriveHealthScan.h"
 
 namespace features::jobs {
@@ -14,7 +14,7 @@ namespace features::jobs {
 /// The answer is one output object with one tree for each drive. Its property "HealthScanStatusCode" is the gravest
 /// outcome, and becomes the exit status; what was found, or failed, stands in words in the trees, since the code of a
 /// status object there would take the outcome's place.
-class HealthScanJob : public FeatureJob {
+class HealthScanJob : public DriveJob {
 public:
     /// `now`: for the name of the folder.
     explicit HealthScanJob(

@@ -27,7 +27,7 @@ namespace features::jobs {
 /// Deriving: override the operations that the job knows; those it does not know answer 10/34. checkRequest() looks at
 /// the arguments before any drive is touched: a bad one is the status of the whole request. showDrive() may run on
 /// several threads at once, for different drives, so it must not change the job.
-class FeatureJob : public ostrel::interfaces::ostreli::Job {
+class DriveJob : public ostrel::interfaces::ostreli::Job {
 public:
     ostrel::core::AttributeList getSupportedProperties() const override;
     ostrel::core::Status runMethod(const std::shared_ptr<ostrel::core::xml::XmlObject>& output) override;
@@ -36,7 +36,7 @@ public:
 
 protected:
     /// `title` heads what the job shows ("Health Sensors").
-    FeatureJob(std::string name, std::string title) : Job(std::move(name)), title_(std::move(title)) {}
+    DriveJob(std::string name, std::string title) : Job(std::move(name)), title_(std::move(title)) {}
 
     virtual ostrel::core::Status checkRequest(const Arguments& arguments);
     virtual ostrel::core::Status showDrive(nvme::Drive& drive, const Arguments& arguments, DriveOutput& out);
@@ -62,7 +62,7 @@ protected:
     Arguments propertyToSet() const;
 
 private:
-    using Operation = ostrel::core::Status (FeatureJob::*)(nvme::Drive&, const Arguments&, DriveOutput&);
+    using Operation = ostrel::core::Status (DriveJob::*)(nvme::Drive&, const Arguments&, DriveOutput&);
 
     /// Adds one output object with what `operation` gave for each drive, in the order of the drives.
     void runOnDrives(ostrel::core::xml::XmlObject& output, const ostrel::core::AttributeList* requested,

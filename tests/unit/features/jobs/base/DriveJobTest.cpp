@@ -2,7 +2,7 @@
 
 #include <cerrno>
 
-#include "features/jobs/base/FeatureJob.h"
+#include "features/jobs/base/DriveJob.h"
 #include "ostrel/core/AttributeVocabulary.h"
 #include "ostrel/interfaces/ostreli/interface/JobNames.h"
 #include "tests/unit/features/jobs/JobRun.h"
@@ -15,9 +15,9 @@ using namespace ostrel::core;
 using namespace ostrel::interfaces::ostreli;
 
 /// Shows one Get Features, acts with one Set Features, and takes arguments below 10 alone.
-class ExampleJob : public FeatureJob {
+class ExampleJob : public DriveJob {
 public:
-    ExampleJob() : FeatureJob("Example", "Example Title") {}
+    ExampleJob() : DriveJob("Example", "Example Title") {}
     std::unique_ptr<Job> clone() const override { return std::make_unique<ExampleJob>(); }
 
 protected:
@@ -49,13 +49,13 @@ protected:
 };
 
 /// Knows nothing.
-class EmptyJob : public FeatureJob {
+class EmptyJob : public DriveJob {
 public:
-    EmptyJob() : FeatureJob("Empty", "Empty Title") {}
+    EmptyJob() : DriveJob("Empty", "Empty Title") {}
     std::unique_ptr<Job> clone() const override { return std::make_unique<EmptyJob>(); }
 };
 
-TEST(FeatureJob, ShowsDrivesInTheirOrderAndAFailingOneAmongThem) {
+TEST(DriveJob, ShowsDrivesInTheirOrderAndAFailingOneAmongThem) {
     FakeDrive first("S1", "/dev/nvme0");
     first.expect(getFeature(0x07).completes(11));
     FakeDrive gone("S2", "/dev/nvme1");
@@ -86,7 +86,7 @@ TEST(FeatureJob, ShowsDrivesInTheirOrderAndAFailingOneAmongThem) {
 </Object>)");
 }
 
-TEST(FeatureJob, DrivesWithOneSerialNumberAreToldApartByTheirNodes) {
+TEST(DriveJob, DrivesWithOneSerialNumberAreToldApartByTheirNodes) {
     FakeDrive first("S1", "/dev/nvme0");
     first.expect(getFeature(0x07).completes(11));
     FakeDrive second("S2", "/dev/nvme1");
@@ -110,7 +110,7 @@ TEST(FeatureJob, DrivesWithOneSerialNumberAreToldApartByTheirNodes) {
 </Object>)");
 }
 
-TEST(FeatureJob, ActsOnEachDriveAndTellsWhatWasDone) {
+TEST(DriveJob, ActsOnEachDriveAndTellsWhatWasDone) {
     FakeDrive first("S1", "/dev/nvme0");
     first.expect(setFeature(0x07, 0).completes());
     FakeDrive refusing("S2", "/dev/nvme1");
@@ -131,7 +131,7 @@ TEST(FeatureJob, ActsOnEachDriveAndTellsWhatWasDone) {
 </Object>)");
 }
 
-TEST(FeatureJob, ABadArgumentTouchesNoDrive) {
+TEST(DriveJob, ABadArgumentTouchesNoDrive) {
     FakeDrive drive;
     ExampleJob job;
     EXPECT_EQ(JobRun(job, JOBTYPE_METHOD).with("Number", "10").on({&drive}),
@@ -147,12 +147,12 @@ TEST(FeatureJob, ABadArgumentTouchesNoDrive) {
 </Object>)");
 }
 
-TEST(FeatureJob, WithoutDrivesTheOutputIsEmpty) {
+TEST(DriveJob, WithoutDrivesTheOutputIsEmpty) {
     ExampleJob job;
     EXPECT_EQ(JobRun(job, JOBTYPE_GET_PROPERTIES).on({}), "0/0\n<Object category=\"Output\">\n</Object>");
 }
 
-TEST(FeatureJob, SetsOnOneDriveAlone) {
+TEST(DriveJob, SetsOnOneDriveAlone) {
     FakeDrive first("S1", "/dev/nvme0");
     FakeDrive second("S2", "/dev/nvme1");
     ExampleJob job;
@@ -165,7 +165,7 @@ TEST(FeatureJob, SetsOnOneDriveAlone) {
     EXPECT_EQ(JobRun(job, JOBTYPE_SET_PROPERTY).setting(number, "5").on({}), "10/5 No device selected.");
 }
 
-TEST(FeatureJob, WhatAJobDoesNotKnowIsNotSupported) {
+TEST(DriveJob, WhatAJobDoesNotKnowIsNotSupported) {
     FakeDrive drive;
     EmptyJob job;
     EXPECT_EQ(JobRun(job, JOBTYPE_SET_PROPERTY).setting(Attribute("A", "A", typeString()), "5").on({&drive}),

@@ -1,4 +1,4 @@
-#include "features/jobs/base/FeatureJob.h"
+#include "features/jobs/base/DriveJob.h"
 
 #include <algorithm>
 #include <map>
@@ -31,11 +31,11 @@ void append(xml::XmlObject& output, DriveOutput& drive) {
 
 }  // namespace
 
-AttributeList FeatureJob::getSupportedProperties() const {
+AttributeList DriveJob::getSupportedProperties() const {
     return {};
 }
 
-Status FeatureJob::getProperties(const std::shared_ptr<xml::XmlObject>& output) {
+Status DriveJob::getProperties(const std::shared_ptr<xml::XmlObject>& output) {
     OSTREL_TRACE();
     const auto requested = getRequestedGetProperties(*getInput());
     // The status of a get is dropped by the interpreter: a bad argument has to be told inside the output.
@@ -47,19 +47,19 @@ Status FeatureJob::getProperties(const std::shared_ptr<xml::XmlObject>& output) 
         output->objects.back()->objects.push_back(std::move(refusal));
         return request;
     }
-    runOnDrives(*output, requested.get(), DRIVES_AT_ONCE, &FeatureJob::showDrive);
+    runOnDrives(*output, requested.get(), DRIVES_AT_ONCE, &DriveJob::showDrive);
     return Status();
 }
 
-Status FeatureJob::runMethod(const std::shared_ptr<xml::XmlObject>& output) {
+Status DriveJob::runMethod(const std::shared_ptr<xml::XmlObject>& output) {
     OSTREL_TRACE();
     const Status request = checkRequest(arguments());
     if (!request.is(0, 0)) return request;
-    runOnDrives(*output, nullptr, 1, &FeatureJob::actOnDrive);
+    runOnDrives(*output, nullptr, 1, &DriveJob::actOnDrive);
     return Status();
 }
 
-Status FeatureJob::setProperty(const AttributeList& requested) {
+Status DriveJob::setProperty(const AttributeList& requested) {
     OSTREL_TRACE();
     nvme::Drive drive(*getDevices().front());
     Status status = setOnDrive(drive, requested.begin()->second);
@@ -68,7 +68,7 @@ Status FeatureJob::setProperty(const AttributeList& requested) {
     return status;
 }
 
-std::optional<Arguments> FeatureJob::sentProperties() const {
+std::optional<Arguments> DriveJob::sentProperties() const {
     OSTREL_TRACE();
     const auto& objects = getInput()->objects;
     const auto found = std::find_if(objects.begin(), objects.end(), [](const auto& object) {
@@ -77,13 +77,13 @@ std::optional<Arguments> FeatureJob::sentProperties() const {
     return found == objects.end() ? std::optional<Arguments>() : Arguments(**found);
 }
 
-Arguments FeatureJob::propertyToSet() const {
+Arguments DriveJob::propertyToSet() const {
     OSTREL_TRACE();
     return *sentProperties();  // without one there would be nothing to be set
 }
 
-void FeatureJob::runOnDrives(xml::XmlObject& output, const AttributeList* requested, std::size_t atOnce,
-                             Operation operation) {
+void DriveJob::runOnDrives(xml::XmlObject& output, const AttributeList* requested, std::size_t atOnce,
+                           Operation operation) {
     OSTREL_TRACE();
     const auto& devices = getDevices();
     const std::vector<std::string> names = driveNames();
@@ -99,13 +99,13 @@ void FeatureJob::runOnDrives(xml::XmlObject& output, const AttributeList* reques
     output.objects.push_back(std::move(object));
 }
 
-void FeatureJob::addOutput(xml::XmlObject& output, DriveOutput& drive) {
+void DriveJob::addOutput(xml::XmlObject& output, DriveOutput& drive) {
     OSTREL_TRACE();
     output.objects.push_back(outputObject());
     append(*output.objects.back(), drive);
 }
 
-std::vector<std::string> FeatureJob::driveNames() const {
+std::vector<std::string> DriveJob::driveNames() const {
     OSTREL_TRACE();
     const auto& devices = getDevices();
     // How the headings name the drives: by the serial number. Where several have the same one, as controllers of one
@@ -125,7 +125,7 @@ std::vector<std::string> FeatureJob::driveNames() const {
     return names;
 }
 
-bool FeatureJob::isOneDriveNamed() const {
+bool DriveJob::isOneDriveNamed() const {
     OSTREL_TRACE();
     const auto& lists = getInput()->lists;
     return getDevices().size() == 1 && std::any_of(lists.begin(), lists.end(), [](const auto& list) {
@@ -133,16 +133,16 @@ bool FeatureJob::isOneDriveNamed() const {
            });
 }
 
-Status FeatureJob::checkRequest(const Arguments&) {
+Status DriveJob::checkRequest(const Arguments&) {
     return Status();
 }
-Status FeatureJob::showDrive(nvme::Drive&, const Arguments&, DriveOutput&) {
+Status DriveJob::showDrive(nvme::Drive&, const Arguments&, DriveOutput&) {
     return statuses::featureNotSupported();
 }
-Status FeatureJob::actOnDrive(nvme::Drive&, const Arguments&, DriveOutput&) {
+Status DriveJob::actOnDrive(nvme::Drive&, const Arguments&, DriveOutput&) {
     return statuses::featureNotSupported();
 }
-Status FeatureJob::setOnDrive(nvme::Drive&, const Attribute&) {
+Status DriveJob::setOnDrive(nvme::Drive&, const Attribute&) {
     return statuses::featureNotSupported();
 }
 
