@@ -28,13 +28,7 @@ FormatRequest eraseOfAll() {
 }  // namespace
 
 FormatJob::FormatJob(std::shared_ptr<const WaitClock> clock)
-    : DriveJob(ostrel::interfaces::ostreli::JOB_FORMAT, "Format"), clock_(std::move(clock)) {}
-
-std::unique_ptr<ostrel::interfaces::ostreli::Job> FormatJob::clone() const {
-    auto copy = std::make_unique<FormatJob>(clock_);
-    copy->copyFrom(*this);
-    return copy;
-}
+    : CloneableJob(ostrel::interfaces::ostreli::JOB_FORMAT, "Format"), clock_(std::move(clock)) {}
 
 Status FormatJob::checkRequest(const Arguments& arguments) {
     OSTREL_TRACE();

@@ -2,7 +2,7 @@
 
 #include <memory>
 
-#include "features/jobs/base/DriveJob.h"
+#include "features/jobs/base/CloneableJob.h"
 #include "features/jobs/erase/FormatNvm.h"
 #include "features/jobs/erase/Sanitize.h"
 #include "features/jobs/support/WaitClock.h"
@@ -16,10 +16,10 @@ namespace features::jobs {
 ///   - "Sanitize":   the whole drive, followed to the end.
 ///
 /// Partitions that nobody uses are a reason to refuse unless "Force" is "true"; other uses always are.
-class FormatJob : public DriveJob {
+class FormatJob : public CloneableJob<FormatJob> {
 public:
     explicit FormatJob(std::shared_ptr<const WaitClock> clock = systemWaitClock());
-    std::unique_ptr<Job> clone() const override;
+    std::unique_ptr<FormatJob> makeNew() const { return std::make_unique<FormatJob>(clock_); }
 
 protected:
     ostrel::core::Status checkRequest(const Arguments& arguments) override;

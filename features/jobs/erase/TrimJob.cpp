@@ -92,13 +92,7 @@ Status sendRanges(nvme::Drive& drive, uint32_t nsid, uint32_t number, const uint
 
 }  // namespace
 
-TrimJob::TrimJob() : DriveJob(ostrel::interfaces::ostreli::JOB_TRIM, "Trim") {}
-
-std::unique_ptr<ostrel::interfaces::ostreli::Job> TrimJob::clone() const {
-    auto copy = std::make_unique<TrimJob>();
-    copy->copyFrom(*this);
-    return copy;
-}
+TrimJob::TrimJob() : CloneableJob(ostrel::interfaces::ostreli::JOB_TRIM, "Trim") {}
 
 Status TrimJob::checkRequest(const Arguments& arguments) {
     OSTREL_TRACE();

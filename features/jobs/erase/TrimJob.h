@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <vector>
 
-#include "features/jobs/base/DriveJob.h"
+#include "features/jobs/base/CloneableJob.h"
 #include "features/nvme/ControllerCapabilities.h"
 #include "features/transport/HostCommand.h"
 
@@ -13,10 +13,9 @@ namespace features::jobs {
 /// controller wants it. On a drive with several namespaces the path must name the one (10/242).
 ///
 /// Partitions that nobody uses do not stop it: the user has named the blocks.
-class TrimJob : public DriveJob {
+class TrimJob : public CloneableJob<TrimJob> {
 public:
     TrimJob();
-    std::unique_ptr<Job> clone() const override;
 
 protected:
     ostrel::core::Status checkRequest(const Arguments& arguments) override;

@@ -20,13 +20,7 @@ Status checkFilled(const nvme::Drive& drive, const FirmwareState& state, uint8_t
 }  // namespace
 
 FirmwareActivateJob::FirmwareActivateJob()
-    : DriveJob(ostrel::interfaces::ostreli::JOB_FIRMWARE_ACTIVATE, "Firmware Activation") {}
-
-std::unique_ptr<ostrel::interfaces::ostreli::Job> FirmwareActivateJob::clone() const {
-    auto copy = std::make_unique<FirmwareActivateJob>();
-    copy->copyFrom(*this);
-    return copy;
-}
+    : CloneableJob(ostrel::interfaces::ostreli::JOB_FIRMWARE_ACTIVATE, "Firmware Activation") {}
 
 Status FirmwareActivateJob::checkRequest(const Arguments& arguments) {
     OSTREL_TRACE();

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "features/jobs/base/DriveJob.h"
+#include "features/jobs/base/CloneableJob.h"
 #include "features/jobs/firmware/FirmwareCommit.h"
 
 namespace features::jobs {
@@ -9,10 +9,9 @@ namespace features::jobs {
 ///
 /// Arguments: "FirmwareSlot" (10/175 also when it is missing), which must hold firmware, and "CommitAction": 2 at the
 /// next controller level reset, 3 at once. Another one, or none, is 10/174.
-class FirmwareActivateJob : public DriveJob {
+class FirmwareActivateJob : public CloneableJob<FirmwareActivateJob> {
 public:
     FirmwareActivateJob();
-    std::unique_ptr<Job> clone() const override;
 
 protected:
     ostrel::core::Status checkRequest(const Arguments& arguments) override;

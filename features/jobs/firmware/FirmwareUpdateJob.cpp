@@ -21,13 +21,7 @@ constexpr size_t MODEL_NUMBER_BYTES = 40;
 }  // namespace
 
 FirmwareUpdateJob::FirmwareUpdateJob()
-    : DriveJob(ostrel::interfaces::ostreli::JOB_FIRMWARE_UPDATE, "Firmware Update") {}
-
-std::unique_ptr<ostrel::interfaces::ostreli::Job> FirmwareUpdateJob::clone() const {
-    auto copy = std::make_unique<FirmwareUpdateJob>();
-    copy->copyFrom(*this);
-    return copy;
-}
+    : CloneableJob(ostrel::interfaces::ostreli::JOB_FIRMWARE_UPDATE, "Firmware Update") {}
 
 Status FirmwareUpdateJob::checkRequest(const Arguments& arguments) {
     OSTREL_TRACE();

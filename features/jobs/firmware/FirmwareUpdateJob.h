@@ -1,6 +1,6 @@
 #pragma once
 
-#include "features/jobs/base/DriveJob.h"
+#include "features/jobs/base/CloneableJob.h"
 #include "features/jobs/firmware/FirmwareCommit.h"
 #include "features/jobs/firmware/FirmwareModules.h"
 
@@ -12,10 +12,9 @@ namespace features::jobs {
 /// Arguments: "FirmwareFile" (none: a module of the directories in "AdditionalModuleDirs"), "FirmwareSlot" and
 /// "CommitAction" (see FirmwareCommit.h). Action 2 is 10/174: it would activate what was in the slot before, and not
 /// the image that was sent.
-class FirmwareUpdateJob : public DriveJob {
+class FirmwareUpdateJob : public CloneableJob<FirmwareUpdateJob> {
 public:
     FirmwareUpdateJob();
-    std::unique_ptr<Job> clone() const override;
 
 protected:
     ostrel::core::Status checkRequest(const Arguments& arguments) override;

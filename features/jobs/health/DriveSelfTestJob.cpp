@@ -152,13 +152,7 @@ Status finalStatus(const nvme::Drive& drive, const TestRow& test, const Payload&
 }  // namespace
 
 DriveSelfTestJob::DriveSelfTestJob(std::shared_ptr<const WaitClock> clock)
-    : DriveJob(ostrel::interfaces::ostreli::JOB_DRIVE_SELF_TEST, "Drive Self-Test"), clock_(std::move(clock)) {}
-
-std::unique_ptr<ostrel::interfaces::ostreli::Job> DriveSelfTestJob::clone() const {
-    auto copy = std::make_unique<DriveSelfTestJob>(clock_);
-    copy->copyFrom(*this);
-    return copy;
-}
+    : CloneableJob(ostrel::interfaces::ostreli::JOB_DRIVE_SELF_TEST, "Drive Self-Test"), clock_(std::move(clock)) {}
 
 Status DriveSelfTestJob::checkRequest(const Arguments& arguments) {
     OSTREL_TRACE();

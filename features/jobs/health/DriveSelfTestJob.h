@@ -1,6 +1,6 @@
 #pragma once
 
-#include "features/jobs/base/DriveJob.h"
+#include "features/jobs/base/CloneableJob.h"
 #include "features/jobs/support/WaitClock.h"
 
 namespace features::jobs {
@@ -13,10 +13,10 @@ namespace features::jobs {
 ///   - "Mode": "offline" (also when there is none) returns when the test has begun. "captive" waits for the test's end
 ///     and gives its result; a test that did not pass is 10/215, and one whose progress stands still for twice the time
 ///     that the drive estimates for the whole is 10/235.
-class DriveSelfTestJob : public DriveJob {
+class DriveSelfTestJob : public CloneableJob<DriveSelfTestJob> {
 public:
     explicit DriveSelfTestJob(std::shared_ptr<const WaitClock> clock = systemWaitClock());
-    std::unique_ptr<Job> clone() const override;
+    std::unique_ptr<DriveSelfTestJob> makeNew() const { return std::make_unique<DriveSelfTestJob>(clock_); }
 
 protected:
     ostrel::core::Status checkRequest(const Arguments& arguments) override;

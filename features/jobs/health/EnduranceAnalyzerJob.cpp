@@ -77,13 +77,12 @@ AttributeList analyze(const EnduranceBaseline& then, const EnduranceBaseline& no
 EnduranceAnalyzerJob::EnduranceAnalyzerJob() : EnduranceAnalyzerJob(STATE_FOLDER, systemSeconds) {}
 
 EnduranceAnalyzerJob::EnduranceAnalyzerJob(const std::string& folder, Clock clock)
-    : DriveJob(ostrel::interfaces::ostreli::JOB_ENDURANCE_ANALYZER, "Endurance Analyzer"),
+    : CloneableJob(ostrel::interfaces::ostreli::JOB_ENDURANCE_ANALYZER, "Endurance Analyzer"),
       baselines_(folder),
       clock_(clock) {}
 
-std::unique_ptr<ostrel::interfaces::ostreli::Job> EnduranceAnalyzerJob::clone() const {
+std::unique_ptr<EnduranceAnalyzerJob> EnduranceAnalyzerJob::makeNew() const {
     auto copy = std::make_unique<EnduranceAnalyzerJob>();
-    copy->copyFrom(*this);
     copy->baselines_ = baselines_;
     copy->clock_ = clock_;
     return copy;

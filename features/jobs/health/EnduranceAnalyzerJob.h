@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <string>
 
-#include "features/jobs/base/DriveJob.h"
+#include "features/jobs/base/CloneableJob.h"
 #include "features/jobs/health/EnduranceBaselines.h"
 
 namespace features::jobs {
@@ -14,14 +14,14 @@ namespace features::jobs {
 ///   workload
 ///     has not worn the drive by one per cent of its life.
 ///   - Method: the reset. From now on the wear counts.
-class EnduranceAnalyzerJob : public DriveJob {
+class EnduranceAnalyzerJob : public CloneableJob<EnduranceAnalyzerJob> {
 public:
     /// Seconds since 1970.
     using Clock = int64_t (*)();
 
     EnduranceAnalyzerJob();
     EnduranceAnalyzerJob(const std::string& folder, Clock clock);
-    std::unique_ptr<Job> clone() const override;
+    std::unique_ptr<EnduranceAnalyzerJob> makeNew() const;
 
 protected:
     ostrel::core::Status showDrive(nvme::Drive& drive, const Arguments& arguments, DriveOutput& out) override;

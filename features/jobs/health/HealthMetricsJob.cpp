@@ -13,13 +13,8 @@ namespace features::jobs {
 
 using namespace ostrel::core;
 
-HealthMetricsJob::HealthMetricsJob() : DriveJob(ostrel::interfaces::ostreli::JOB_HEALTH_METRICS, "Health Sensors") {}
-
-std::unique_ptr<ostrel::interfaces::ostreli::Job> HealthMetricsJob::clone() const {
-    auto copy = std::make_unique<HealthMetricsJob>();
-    copy->copyFrom(*this);
-    return copy;
-}
+HealthMetricsJob::HealthMetricsJob()
+    : CloneableJob(ostrel::interfaces::ostreli::JOB_HEALTH_METRICS, "Health Sensors") {}
 
 Status HealthMetricsJob::showDrive(nvme::Drive& drive, const Arguments&, DriveOutput& out) {
     OSTREL_TRACE();

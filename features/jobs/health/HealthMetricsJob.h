@@ -2,7 +2,7 @@
 
 #include <cstddef>
 
-#include "features/jobs/base/DriveJob.h"
+#include "features/jobs/base/CloneableJob.h"
 
 namespace features::jobs {
 
@@ -11,10 +11,9 @@ inline constexpr size_t VELKO_HEALTH_BYTES = 72;
 
 /// The health sensors of a drive: its status in words, what its SMART / Health log tells, and what the OCP SMART log
 /// and the maker's Extended SMART log add.
-class HealthMetricsJob : public DriveJob {
+class HealthMetricsJob : public CloneableJob<HealthMetricsJob> {
 public:
     HealthMetricsJob();
-    std::unique_ptr<Job> clone() const override;
 
 protected:
     ostrel::core::Status showDrive(nvme::Drive& drive, const Arguments& arguments, DriveOutput& out) override;

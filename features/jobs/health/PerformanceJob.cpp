@@ -9,13 +9,7 @@ namespace features::jobs {
 
 using namespace ostrel::core;
 
-PerformanceJob::PerformanceJob() : DriveJob(ostrel::interfaces::ostreli::JOB_PERFORMANCE, "Performance Metrics") {}
-
-std::unique_ptr<ostrel::interfaces::ostreli::Job> PerformanceJob::clone() const {
-    auto copy = std::make_unique<PerformanceJob>();
-    copy->copyFrom(*this);
-    return copy;
-}
+PerformanceJob::PerformanceJob() : CloneableJob(ostrel::interfaces::ostreli::JOB_PERFORMANCE, "Performance Metrics") {}
 
 Status PerformanceJob::showDrive(nvme::Drive& drive, const Arguments&, DriveOutput& out) {
     OSTREL_TRACE();

@@ -31,13 +31,7 @@ void addOcpAttributes(const Payload& log, AttributeList& list) {
 
 }  // namespace
 
-SmartJob::SmartJob() : DriveJob(ostrel::interfaces::ostreli::JOB_SMART, "SMART Attributes") {}
-
-std::unique_ptr<ostrel::interfaces::ostreli::Job> SmartJob::clone() const {
-    auto copy = std::make_unique<SmartJob>();
-    copy->copyFrom(*this);
-    return copy;
-}
+SmartJob::SmartJob() : CloneableJob(ostrel::interfaces::ostreli::JOB_SMART, "SMART Attributes") {}
 
 Status SmartJob::checkRequest(const Arguments& arguments) {
     OSTREL_TRACE();

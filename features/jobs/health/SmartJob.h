@@ -1,6 +1,6 @@
 #pragma once
 
-#include "features/jobs/base/DriveJob.h"
+#include "features/jobs/base/CloneableJob.h"
 
 namespace features::jobs {
 
@@ -9,10 +9,9 @@ namespace features::jobs {
 ///
 /// Arguments: "ID" shows the one attribute of that name; "IncludeNVMeSmartHealthLog" with "false" leaves the logs of
 /// OCP and maker alone, and is 10/3 on a drive without them.
-class SmartJob : public DriveJob {
+class SmartJob : public CloneableJob<SmartJob> {
 public:
     SmartJob();
-    std::unique_ptr<Job> clone() const override;
 
 protected:
     ostrel::core::Status checkRequest(const Arguments& arguments) override;

@@ -137,13 +137,7 @@ Status read(const Arguments& arguments, IdentifyRequest& request) {
 
 }  // namespace
 
-IdentifyJob::IdentifyJob() : DriveJob(ostrel::interfaces::ostreli::JOB_IDENTIFY, "Identify") {}
-
-std::unique_ptr<ostrel::interfaces::ostreli::Job> IdentifyJob::clone() const {
-    auto copy = std::make_unique<IdentifyJob>();
-    copy->copyFrom(*this);
-    return copy;
-}
+IdentifyJob::IdentifyJob() : CloneableJob(ostrel::interfaces::ostreli::JOB_IDENTIFY, "Identify") {}
 
 Status IdentifyJob::checkRequest(const Arguments& arguments) {
     OSTREL_TRACE();

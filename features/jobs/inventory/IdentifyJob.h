@@ -1,6 +1,6 @@
 #pragma once
 
-#include "features/jobs/base/DriveJob.h"
+#include "features/jobs/base/CloneableJob.h"
 
 namespace features::jobs {
 
@@ -8,10 +8,9 @@ namespace features::jobs {
 ///
 /// Arguments: "ControllerNamespaceStructure" (1 when absent; of several the last counts) and, for the structures of one
 /// namespace, "NamespaceId"; without it the namespace that the user's path named.
-class IdentifyJob : public DriveJob {
+class IdentifyJob : public CloneableJob<IdentifyJob> {
 public:
     IdentifyJob();
-    std::unique_ptr<Job> clone() const override;
 
 protected:
     ostrel::core::Status checkRequest(const Arguments& arguments) override;

@@ -101,13 +101,7 @@ void showNamespace(const HostNamespace& part, const std::string& path, DriveOutp
 }  // namespace
 
 PartitionInformationJob::PartitionInformationJob()
-    : DriveJob(ostrel::interfaces::ostreli::JOB_PARTITION_INFORMATION, "Partition Information") {}
-
-std::unique_ptr<ostrel::interfaces::ostreli::Job> PartitionInformationJob::clone() const {
-    auto copy = std::make_unique<PartitionInformationJob>();
-    copy->copyFrom(*this);
-    return copy;
-}
+    : CloneableJob(ostrel::interfaces::ostreli::JOB_PARTITION_INFORMATION, "Partition Information") {}
 
 Status PartitionInformationJob::getProperties(const std::shared_ptr<xml::XmlObject>& output) {
     OSTREL_TRACE();

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "features/jobs/base/DriveJob.h"
+#include "features/jobs/base/CloneableJob.h"
 
 namespace features::jobs {
 
@@ -8,10 +8,9 @@ namespace features::jobs {
 /// drive itself is not asked.
 ///
 /// Argument: "Path" shows the one partition with this node; 10/108 when no drive that was named has it.
-class PartitionInformationJob : public DriveJob {
+class PartitionInformationJob : public CloneableJob<PartitionInformationJob> {
 public:
     PartitionInformationJob();
-    std::unique_ptr<Job> clone() const override;
     ostrel::core::Status getProperties(const std::shared_ptr<ostrel::core::xml::XmlObject>& output) override;
 
 protected:

@@ -355,13 +355,7 @@ bool isRequested(const AttributeList& requested, const std::string& name) {
 
 }  // namespace
 
-VelkoSsdJob::VelkoSsdJob() : DriveJob(ostrel::interfaces::ostreli::JOB_VELKOSSD, "Velko SSD") {}
-
-std::unique_ptr<ostrel::interfaces::ostreli::Job> VelkoSsdJob::clone() const {
-    auto copy = std::make_unique<VelkoSsdJob>();
-    copy->copyFrom(*this);
-    return copy;
-}
+VelkoSsdJob::VelkoSsdJob() : CloneableJob(ostrel::interfaces::ostreli::JOB_VELKOSSD, "Velko SSD") {}
 
 AttributeList VelkoSsdJob::getSupportedProperties() const {
     OSTREL_TRACE();

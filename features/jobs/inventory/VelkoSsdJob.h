@@ -1,6 +1,6 @@
 #pragma once
 
-#include "features/jobs/base/DriveJob.h"
+#include "features/jobs/base/CloneableJob.h"
 #include "features/jobs/firmware/FirmwareModules.h"
 
 namespace features::jobs {
@@ -11,10 +11,9 @@ namespace features::jobs {
 /// namespaces under a heading of its own. Only what the wanted
 /// attributes need is asked of a drive. FirmwareUpdateAvailable looks into the module directories that the request
 /// names ("AdditionalModuleDirs").
-class VelkoSsdJob : public DriveJob {
+class VelkoSsdJob : public CloneableJob<VelkoSsdJob> {
 public:
     VelkoSsdJob();
-    std::unique_ptr<Job> clone() const override;
     ostrel::core::AttributeList getSupportedProperties() const override;
 
 protected:

@@ -145,13 +145,7 @@ Status writePage(nvme::Drive& drive, const NvmeLogRequest& request, DriveOutput&
 
 }  // namespace
 
-NvmeLogJob::NvmeLogJob() : DriveJob(ostrel::interfaces::ostreli::JOB_NVME_LOG, "NVMe Log") {}
-
-std::unique_ptr<ostrel::interfaces::ostreli::Job> NvmeLogJob::clone() const {
-    auto copy = std::make_unique<NvmeLogJob>();
-    copy->copyFrom(*this);
-    return copy;
-}
+NvmeLogJob::NvmeLogJob() : CloneableJob(ostrel::interfaces::ostreli::JOB_NVME_LOG, "NVMe Log") {}
 
 Status NvmeLogJob::checkRequest(const Arguments& arguments) {
     OSTREL_TRACE();

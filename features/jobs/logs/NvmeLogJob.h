@@ -1,6 +1,6 @@
 #pragma once
 
-#include "features/jobs/base/DriveJob.h"
+#include "features/jobs/base/CloneableJob.h"
 
 namespace features::jobs {
 
@@ -9,10 +9,9 @@ namespace features::jobs {
 /// Of all pages those are shown that the drive has and that can be decoded; one that it refuses all the same is told
 /// in its place. The file is for one page of one drive, and is replaced as a whole or not at all; a failure is the
 /// status of the request.
-class NvmeLogJob : public DriveJob {
+class NvmeLogJob : public CloneableJob<NvmeLogJob> {
 public:
     NvmeLogJob();
-    std::unique_ptr<Job> clone() const override;
     ostrel::core::Status runMethod(const std::shared_ptr<ostrel::core::xml::XmlObject>& output) override;
 
 protected:

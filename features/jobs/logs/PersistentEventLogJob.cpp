@@ -27,14 +27,8 @@ std::string actionOf(const Arguments& arguments) {
 }  // namespace
 
 PersistentEventLogJob::PersistentEventLogJob()
-    : DumpJob(ostrel::interfaces::ostreli::JOB_PERSISTENT_EVENT_LOG, "persistenteventlog",
-              {parsers::PersistentEventLog::HEADER_BYTES, statuses::deviceDataRetrievalFailed}) {}
-
-std::unique_ptr<ostrel::interfaces::ostreli::Job> PersistentEventLogJob::clone() const {
-    auto copy = std::make_unique<PersistentEventLogJob>();
-    copy->copyFrom(*this);
-    return copy;
-}
+    : CloneableJob(ostrel::interfaces::ostreli::JOB_PERSISTENT_EVENT_LOG, "persistenteventlog",
+                   {parsers::PersistentEventLog::HEADER_BYTES, statuses::deviceDataRetrievalFailed}) {}
 
 Status PersistentEventLogJob::checkRequest(const Arguments& arguments) {
     OSTREL_TRACE();

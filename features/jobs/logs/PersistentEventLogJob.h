@@ -1,5 +1,6 @@
 #pragma once
 
+#include "features/jobs/base/CloneableJob.h"
 #include "features/jobs/base/DumpJob.h"
 
 namespace features::jobs {
@@ -10,10 +11,9 @@ namespace features::jobs {
 ///   - "read": the context that is there; 10/238 when there is none.
 ///   - "release": lets go of the context, and dumps nothing.
 /// Another word is 10/240.
-class PersistentEventLogJob : public DumpJob {
+class PersistentEventLogJob : public CloneableJob<PersistentEventLogJob, DumpJob> {
 public:
     PersistentEventLogJob();
-    std::unique_ptr<Job> clone() const override;
 
 protected:
     ostrel::core::Status checkRequest(const Arguments& arguments) override;

@@ -56,13 +56,7 @@ Status show(const std::string& bytes, const std::string& whence, const Device* d
 }  // namespace
 
 PersistentEventLogParseJob::PersistentEventLogParseJob()
-    : DriveJob(ostrel::interfaces::ostreli::JOB_PERSISTENT_EVENT_LOG_PARSE, "Persistent Event Log Status") {}
-
-std::unique_ptr<ostrel::interfaces::ostreli::Job> PersistentEventLogParseJob::clone() const {
-    auto copy = std::make_unique<PersistentEventLogParseJob>();
-    copy->copyFrom(*this);
-    return copy;
-}
+    : CloneableJob(ostrel::interfaces::ostreli::JOB_PERSISTENT_EVENT_LOG_PARSE, "Persistent Event Log Status") {}
 
 Status PersistentEventLogParseJob::runMethod(const std::shared_ptr<xml::XmlObject>& output) {
     OSTREL_TRACE();

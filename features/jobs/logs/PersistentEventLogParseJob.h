@@ -1,6 +1,6 @@
 #pragma once
 
-#include "features/jobs/base/DriveJob.h"
+#include "features/jobs/base/CloneableJob.h"
 
 namespace features::jobs {
 
@@ -9,10 +9,9 @@ namespace features::jobs {
 ///
 /// A damaged log is shown as far as it is valid, with a status 10/248 that says where it ends and why. A file that
 /// holds no such log, or cannot be read, is the status of the request.
-class PersistentEventLogParseJob : public DriveJob {
+class PersistentEventLogParseJob : public CloneableJob<PersistentEventLogParseJob> {
 public:
     PersistentEventLogParseJob();
-    std::unique_ptr<Job> clone() const override;
     ostrel::core::Status runMethod(const std::shared_ptr<ostrel::core::xml::XmlObject>& output) override;
 
 protected:

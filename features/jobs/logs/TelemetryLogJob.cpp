@@ -38,14 +38,8 @@ Status readRequest(const Arguments& arguments, TelemetryRequest& request) {
 }  // namespace
 
 TelemetryLogJob::TelemetryLogJob()
-    : DumpJob(ostrel::interfaces::ostreli::JOB_TELEMETRY_LOG, "TelemetryLog",
-              {parsers::TelemetryHeader::BYTES, statuses::telemetryRetrievalFailed}) {}
-
-std::unique_ptr<ostrel::interfaces::ostreli::Job> TelemetryLogJob::clone() const {
-    auto copy = std::make_unique<TelemetryLogJob>();
-    copy->copyFrom(*this);
-    return copy;
-}
+    : CloneableJob(ostrel::interfaces::ostreli::JOB_TELEMETRY_LOG, "TelemetryLog",
+                   {parsers::TelemetryHeader::BYTES, statuses::telemetryRetrievalFailed}) {}
 
 Status TelemetryLogJob::checkRequest(const Arguments& arguments) {
     OSTREL_TRACE();

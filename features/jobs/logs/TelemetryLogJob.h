@@ -1,15 +1,15 @@
 #pragma once
 
+#include "features/jobs/base/CloneableJob.h"
 #include "features/jobs/base/DumpJob.h"
 
 namespace features::jobs {
 
 /// The telemetry log: the host-initiated one, for which the drive makes a capture, or with "HostInitiated" = "false"
 /// the controller-initiated one. "DataArea" 1 to 3 says how much of it; without it, all three.
-class TelemetryLogJob : public DumpJob {
+class TelemetryLogJob : public CloneableJob<TelemetryLogJob, DumpJob> {
 public:
     TelemetryLogJob();
-    std::unique_ptr<Job> clone() const override;
 
 protected:
     ostrel::core::Status checkRequest(const Arguments& arguments) override;

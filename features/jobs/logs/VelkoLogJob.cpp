@@ -65,15 +65,8 @@ const VelkoLogJob::Row* VelkoLogJob::findRow(uint8_t lid) {
 }
 
 VelkoLogJob::VelkoLogJob(const std::string& name)
-    : DumpJob(name, rowOf(name).logName,
-              {nvme::VELKO_LOG_HEADER_BYTES + nvme::VELKO_LOG_TRAILER_BYTES, rowOf(name).empty}) {}
-
-std::unique_ptr<Job> VelkoLogJob::clone() const {
-    OSTREL_TRACE();
-    auto copy = std::make_unique<VelkoLogJob>(getName());
-    copy->copyFrom(*this);
-    return copy;
-}
+    : CloneableJob(name, rowOf(name).logName,
+                   {nvme::VELKO_LOG_HEADER_BYTES + nvme::VELKO_LOG_TRAILER_BYTES, rowOf(name).empty}) {}
 
 uint8_t VelkoLogJob::logId(const Arguments&) const {
     OSTREL_TRACE();

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "features/jobs/base/CloneableJob.h"
 #include "features/jobs/base/DumpJob.h"
 
 namespace features::jobs {
@@ -7,11 +8,11 @@ namespace features::jobs {
 /// A binary log of a VELKO drive as bytes: nlog, bridge nlog, event log, assert log or system snapshot, by the name of
 /// the job. A log of which somebody else took another picture meanwhile is read again. Drives without it answer with
 /// the catalogue's status for that log.
-class VelkoLogJob : public DumpJob {
+class VelkoLogJob : public CloneableJob<VelkoLogJob, DumpJob> {
 public:
     /// `name`: of a job that has a row; another throws.
     explicit VelkoLogJob(const std::string& name);
-    std::unique_ptr<Job> clone() const override;
+    std::unique_ptr<VelkoLogJob> makeNew() const { return std::make_unique<VelkoLogJob>(getName()); }
 
     /// Whether the log page is one of these logs, on a VELKO drive.
     static bool isLog(uint8_t lid) { return findRow(lid) != nullptr; }

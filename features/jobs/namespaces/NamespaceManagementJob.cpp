@@ -42,14 +42,8 @@ const NamespaceManagementJob::ActionRow NamespaceManagementJob::ACTIONS[] = {
 };
 
 NamespaceManagementJob::NamespaceManagementJob(std::shared_ptr<const WaitClock> clock)
-    : DriveJob(ostrel::interfaces::ostreli::JOB_NAMESPACE_MANAGEMENT, "Namespace Management"),
+    : CloneableJob(ostrel::interfaces::ostreli::JOB_NAMESPACE_MANAGEMENT, "Namespace Management"),
       clock_(std::move(clock)) {}
-
-std::unique_ptr<ostrel::interfaces::ostreli::Job> NamespaceManagementJob::clone() const {
-    auto copy = std::make_unique<NamespaceManagementJob>(clock_);
-    copy->copyFrom(*this);
-    return copy;
-}
 
 Status NamespaceManagementJob::checkRequest(const Arguments& arguments) {
     OSTREL_TRACE();

@@ -5,7 +5,7 @@
 #include <optional>
 #include <string>
 
-#include "features/jobs/base/DriveJob.h"
+#include "features/jobs/base/CloneableJob.h"
 #include "features/jobs/namespaces/NamespaceCreation.h"
 #include "features/jobs/support/WaitClock.h"
 
@@ -16,10 +16,10 @@ namespace features::jobs {
 /// What is taken away (delete, detach) must not be in use; partitions alone do not stop it, since the user was asked.
 /// Attach and detach work on the drive's own controller unless "NVMeControllerID" names another. Behind each change the
 /// system looks for namespaces again, and its view is waited for, so that a script finds what it has attached.
-class NamespaceManagementJob : public DriveJob {
+class NamespaceManagementJob : public CloneableJob<NamespaceManagementJob> {
 public:
     explicit NamespaceManagementJob(std::shared_ptr<const WaitClock> clock = systemWaitClock());
-    std::unique_ptr<Job> clone() const override;
+    std::unique_ptr<NamespaceManagementJob> makeNew() const { return std::make_unique<NamespaceManagementJob>(clock_); }
 
 protected:
     ostrel::core::Status checkRequest(const Arguments& arguments) override;

@@ -105,13 +105,7 @@ Status find(nvme::Drive& drive, const ControllerCapabilities& controller, const 
 }  // namespace
 
 BackgroundProcessingJob::BackgroundProcessingJob()
-    : DriveJob(ostrel::interfaces::ostreli::JOB_BACKGROUND_PROCESSING, "Background Processing") {}
-
-std::unique_ptr<ostrel::interfaces::ostreli::Job> BackgroundProcessingJob::clone() const {
-    auto copy = std::make_unique<BackgroundProcessingJob>();
-    copy->copyFrom(*this);
-    return copy;
-}
+    : CloneableJob(ostrel::interfaces::ostreli::JOB_BACKGROUND_PROCESSING, "Background Processing") {}
 
 Status BackgroundProcessingJob::actOnDrive(nvme::Drive& drive, const Arguments&, DriveOutput& out) {
     OSTREL_TRACE();

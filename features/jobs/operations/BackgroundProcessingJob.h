@@ -1,15 +1,14 @@
 #pragma once
 
-#include "features/jobs/base/DriveJob.h"
+#include "features/jobs/base/CloneableJob.h"
 
 namespace features::jobs {
 
 /// What a drive is doing by itself, out of its logs: a sanitize operation, a self-test, firmware that waits for a
 /// reset, and the work that the maker's drives tell of. Only what the controller has is asked for.
-class BackgroundProcessingJob : public DriveJob {
+class BackgroundProcessingJob : public CloneableJob<BackgroundProcessingJob> {
 public:
     BackgroundProcessingJob();
-    std::unique_ptr<Job> clone() const override;
 
 protected:
     ostrel::core::Status actOnDrive(nvme::Drive& drive, const Arguments& arguments, DriveOutput& out) override;

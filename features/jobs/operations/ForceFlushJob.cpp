@@ -32,14 +32,7 @@ constexpr RefusalRow REFUSALS[] = {
 
 }  // namespace
 
-ForceFlushJob::ForceFlushJob() : DriveJob(ostrel::interfaces::ostreli::JOB_FORCE_FLUSH, "Performance Booster") {}
-
-std::unique_ptr<ostrel::interfaces::ostreli::Job> ForceFlushJob::clone() const {
-    OSTREL_TRACE();
-    auto copy = std::make_unique<ForceFlushJob>();
-    copy->copyFrom(*this);
-    return copy;
-}
+ForceFlushJob::ForceFlushJob() : CloneableJob(ostrel::interfaces::ostreli::JOB_FORCE_FLUSH, "Performance Booster") {}
 
 Status ForceFlushJob::runMethod(const std::shared_ptr<xml::XmlObject>& output) {
     OSTREL_TRACE();

@@ -8,13 +8,7 @@ namespace features::jobs {
 
 using ostrel::core::Status;
 
-NvmeResetJob::NvmeResetJob() : DriveJob(ostrel::interfaces::ostreli::JOB_NVME_RESET, "NVMe Reset") {}
-
-std::unique_ptr<ostrel::interfaces::ostreli::Job> NvmeResetJob::clone() const {
-    auto copy = std::make_unique<NvmeResetJob>();
-    copy->copyFrom(*this);
-    return copy;
-}
+NvmeResetJob::NvmeResetJob() : CloneableJob(ostrel::interfaces::ostreli::JOB_NVME_RESET, "NVMe Reset") {}
 
 Status NvmeResetJob::actOnDrive(nvme::Drive& drive, const Arguments&, DriveOutput& out) {
     OSTREL_TRACE();

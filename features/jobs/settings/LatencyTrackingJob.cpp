@@ -26,14 +26,7 @@ constexpr uint64_t MOST_TYPE = 3;
 }  // namespace
 
 LatencyTrackingJob::LatencyTrackingJob()
-    : DriveJob(ostrel::interfaces::ostreli::JOB_LATENCY_TRACKING, "Latency Statistics") {}
-
-std::unique_ptr<ostrel::interfaces::ostreli::Job> LatencyTrackingJob::clone() const {
-    OSTREL_TRACE();
-    auto copy = std::make_unique<LatencyTrackingJob>();
-    copy->copyFrom(*this);
-    return copy;
-}
+    : CloneableJob(ostrel::interfaces::ostreli::JOB_LATENCY_TRACKING, "Latency Statistics") {}
 
 AttributeList LatencyTrackingJob::getSupportedProperties() const {
     OSTREL_TRACE();

@@ -3,16 +3,15 @@
 #include <cstdint>
 #include <optional>
 
-#include "features/jobs/base/DriveJob.h"
+#include "features/jobs/base/CloneableJob.h"
 
 namespace features::jobs {
 
 /// Latency tracking of a VELKO drive: switched on or off, and what it counted, of reads or of writes. Statistics of a
 /// drive that does not track are 10/241. Other drives: 10/3.
-class LatencyTrackingJob : public DriveJob {
+class LatencyTrackingJob : public CloneableJob<LatencyTrackingJob> {
 public:
     LatencyTrackingJob();
-    std::unique_ptr<Job> clone() const override;
     ostrel::core::AttributeList getSupportedProperties() const override;
 
 protected:

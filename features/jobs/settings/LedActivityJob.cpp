@@ -68,14 +68,7 @@ Status readField(const std::string& name, const Arguments& sent, std::string& fi
 
 }  // namespace
 
-LedActivityJob::LedActivityJob() : DriveJob(ostrel::interfaces::ostreli::JOB_LED_ACTIVITY, "LED Activity") {}
-
-std::unique_ptr<ostrel::interfaces::ostreli::Job> LedActivityJob::clone() const {
-    OSTREL_TRACE();
-    auto copy = std::make_unique<LedActivityJob>();
-    copy->copyFrom(*this);
-    return copy;
-}
+LedActivityJob::LedActivityJob() : CloneableJob(ostrel::interfaces::ostreli::JOB_LED_ACTIVITY, "LED Activity") {}
 
 AttributeList LedActivityJob::getSupportedProperties() const {
     OSTREL_TRACE();

@@ -1,15 +1,14 @@
 #pragma once
 
-#include "features/jobs/base/DriveJob.h"
+#include "features/jobs/base/CloneableJob.h"
 
 namespace features::jobs {
 
 /// How the LED of a VELKO drive shows what it does: all of it shown, or one field changed and the rest kept. The drive
 /// keeps it over a power cycle by itself. Other drives: 10/3.
-class LedActivityJob : public DriveJob {
+class LedActivityJob : public CloneableJob<LedActivityJob> {
 public:
     LedActivityJob();
-    std::unique_ptr<Job> clone() const override;
     ostrel::core::AttributeList getSupportedProperties() const override;
 
 protected:

@@ -171,14 +171,7 @@ Status checkReported(nvme::Drive& drive, uint64_t lba) {
 
 }  // namespace
 
-MaxAddressJob::MaxAddressJob() : DriveJob(ostrel::interfaces::ostreli::JOB_MAX_ADDRESS, "Maximum LBA") {}
-
-std::unique_ptr<ostrel::interfaces::ostreli::Job> MaxAddressJob::clone() const {
-    OSTREL_TRACE();
-    auto copy = std::make_unique<MaxAddressJob>();
-    copy->copyFrom(*this);
-    return copy;
-}
+MaxAddressJob::MaxAddressJob() : CloneableJob(ostrel::interfaces::ostreli::JOB_MAX_ADDRESS, "Maximum LBA") {}
 
 AttributeList MaxAddressJob::getSupportedProperties() const {
     OSTREL_TRACE();

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "features/jobs/base/DriveJob.h"
+#include "features/jobs/base/CloneableJob.h"
 
 namespace features::jobs {
 
@@ -9,10 +9,9 @@ namespace features::jobs {
 /// the maker's feature is 10/237.
 ///
 /// What lies behind it is lost, so that it goes through the safety gate, and partitions count.
-class MaxAddressJob : public DriveJob {
+class MaxAddressJob : public CloneableJob<MaxAddressJob> {
 public:
     MaxAddressJob();
-    std::unique_ptr<Job> clone() const override;
     ostrel::core::AttributeList getSupportedProperties() const override;
 
 protected:

@@ -61,14 +61,7 @@ Status clearPcieErrors(nvme::Drive& drive, const Arguments& sent) {
 
 }  // namespace
 
-NvmeFeaturesJob::NvmeFeaturesJob() : DriveJob(ostrel::interfaces::ostreli::JOB_NVME_FEATURES, "NVMe Feature") {}
-
-std::unique_ptr<ostrel::interfaces::ostreli::Job> NvmeFeaturesJob::clone() const {
-    OSTREL_TRACE();
-    auto copy = std::make_unique<NvmeFeaturesJob>();
-    copy->copyFrom(*this);
-    return copy;
-}
+NvmeFeaturesJob::NvmeFeaturesJob() : CloneableJob(ostrel::interfaces::ostreli::JOB_NVME_FEATURES, "NVMe Feature") {}
 
 AttributeList NvmeFeaturesJob::getSupportedProperties() const {
     OSTREL_TRACE();

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "features/jobs/base/DriveJob.h"
+#include "features/jobs/base/CloneableJob.h"
 #include "features/jobs/settings/AnyFeature.h"
 
 namespace features::jobs {
@@ -10,10 +10,9 @@ namespace features::jobs {
 ///   - SetProperty: one field, as setFeatureField() sets it; the other fields of the feature stay as they are.
 ///     "ClearCounter" clears the counters of correctable PCIe errors, on drives with OCP's features.
 ///   - Method: "SetGetType" is "get" or "set", the rest as AnyFeature reads it. A set takes exactly one drive.
-class NvmeFeaturesJob : public DriveJob {
+class NvmeFeaturesJob : public CloneableJob<NvmeFeaturesJob> {
 public:
     NvmeFeaturesJob();
-    std::unique_ptr<Job> clone() const override;
     ostrel::core::AttributeList getSupportedProperties() const override;
 
 protected:

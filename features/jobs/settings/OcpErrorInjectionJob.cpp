@@ -19,15 +19,8 @@ using namespace ostrel::core;
 namespace key = ostrel::core::attributes::feature;
 
 OcpErrorInjectionJob::OcpErrorInjectionJob()
-    : DriveJob(ostrel::interfaces::ostreli::JOB_OCP_ERROR_INJECTION,
-               nvme::findOcpFeature(nvme::FID_OCP_ERROR_INJECTION)->name) {}
-
-std::unique_ptr<ostrel::interfaces::ostreli::Job> OcpErrorInjectionJob::clone() const {
-    OSTREL_TRACE();
-    auto copy = std::make_unique<OcpErrorInjectionJob>();
-    copy->copyFrom(*this);
-    return copy;
-}
+    : CloneableJob(ostrel::interfaces::ostreli::JOB_OCP_ERROR_INJECTION,
+                   nvme::findOcpFeature(nvme::FID_OCP_ERROR_INJECTION)->name) {}
 
 Status OcpErrorInjectionJob::checkRequest(const Arguments& arguments) {
     OSTREL_TRACE();

@@ -2,7 +2,7 @@
 
 #include <vector>
 
-#include "features/jobs/base/DriveJob.h"
+#include "features/jobs/base/CloneableJob.h"
 #include "features/jobs/settings/ErrorInjectionList.h"
 
 namespace features::jobs {
@@ -14,10 +14,9 @@ namespace features::jobs {
 ///     The entries take the place of those that the drive had. An error that is injected may make the drive panic and
 ///     cost its data, so entries that are enabled go through the safety gate (partitions alone do not stop them).
 /// 10/254 on a drive without OCP's features.
-class OcpErrorInjectionJob : public DriveJob {
+class OcpErrorInjectionJob : public CloneableJob<OcpErrorInjectionJob> {
 public:
     OcpErrorInjectionJob();
-    std::unique_ptr<Job> clone() const override;
 
 protected:
     ostrel::core::Status checkRequest(const Arguments& arguments) override;

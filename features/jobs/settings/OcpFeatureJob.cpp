@@ -43,14 +43,7 @@ const OcpFeatureJob::Row& OcpFeatureJob::rowOf(const std::string& name) {
 }
 
 OcpFeatureJob::OcpFeatureJob(const std::string& name)
-    : DriveJob(name, nvme::findOcpFeature(rowOf(name).fid)->name), row_(rowOf(name)) {}
-
-std::unique_ptr<Job> OcpFeatureJob::clone() const {
-    OSTREL_TRACE();
-    auto copy = std::make_unique<OcpFeatureJob>(getName());
-    copy->copyFrom(*this);
-    return copy;
-}
+    : CloneableJob(name, nvme::findOcpFeature(rowOf(name).fid)->name), row_(rowOf(name)) {}
 
 AttributeList OcpFeatureJob::getSupportedProperties() const {
     OSTREL_TRACE();

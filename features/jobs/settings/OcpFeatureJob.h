@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "features/jobs/base/DriveJob.h"
+#include "features/jobs/base/CloneableJob.h"
 
 namespace features::jobs {
 
@@ -10,11 +10,11 @@ namespace features::jobs {
 /// without OCP's features, before anything is written.
 ///
 /// The jobs: "OCPReadOnlyWriteMode", "OCPIEEESilo", "OCPPLPCheck" and "OCPDSSDPowerState".
-class OcpFeatureJob : public DriveJob {
+class OcpFeatureJob : public CloneableJob<OcpFeatureJob> {
 public:
     /// `name` is one of these.
     explicit OcpFeatureJob(const std::string& name);
-    std::unique_ptr<Job> clone() const override;
+    std::unique_ptr<OcpFeatureJob> makeNew() const { return std::make_unique<OcpFeatureJob>(getName()); }
     ostrel::core::AttributeList getSupportedProperties() const override;
 
 protected:

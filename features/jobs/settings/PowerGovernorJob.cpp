@@ -51,14 +51,8 @@ Status checkPowerState(nvme::Drive& drive, uint32_t state) {
 
 }  // namespace
 
-PowerGovernorJob::PowerGovernorJob() : DriveJob(ostrel::interfaces::ostreli::JOB_POWER_GOVERNOR, "Power Governor") {}
-
-std::unique_ptr<ostrel::interfaces::ostreli::Job> PowerGovernorJob::clone() const {
-    OSTREL_TRACE();
-    auto copy = std::make_unique<PowerGovernorJob>();
-    copy->copyFrom(*this);
-    return copy;
-}
+PowerGovernorJob::PowerGovernorJob()
+    : CloneableJob(ostrel::interfaces::ostreli::JOB_POWER_GOVERNOR, "Power Governor") {}
 
 AttributeList PowerGovernorJob::getSupportedProperties() const {
     OSTREL_TRACE();

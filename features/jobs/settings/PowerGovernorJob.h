@@ -1,16 +1,15 @@
 #pragma once
 
-#include "features/jobs/base/DriveJob.h"
+#include "features/jobs/base/CloneableJob.h"
 
 namespace features::jobs {
 
 /// The drive's power mode: 0 high, 1 medium, 2 low. On a VELKO drive it is the maker's feature, unless OCP's stands at
 /// its identifier; elsewhere it is the power state of that number, where the controller has it and
 /// works in it, and the Workload Hint stays as it is. Set as setFeatureField() does it.
-class PowerGovernorJob : public DriveJob {
+class PowerGovernorJob : public CloneableJob<PowerGovernorJob> {
 public:
     PowerGovernorJob();
-    std::unique_ptr<Job> clone() const override;
     ostrel::core::AttributeList getSupportedProperties() const override;
 
 protected:

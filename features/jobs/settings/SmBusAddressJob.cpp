@@ -29,14 +29,7 @@ constexpr unsigned SELECTOR_SHIFT = 8;
 
 }  // namespace
 
-SmBusAddressJob::SmBusAddressJob() : DriveJob(ostrel::interfaces::ostreli::JOB_SMBUS_ADDRESS, "SMBus Address") {}
-
-std::unique_ptr<ostrel::interfaces::ostreli::Job> SmBusAddressJob::clone() const {
-    OSTREL_TRACE();
-    auto copy = std::make_unique<SmBusAddressJob>();
-    copy->copyFrom(*this);
-    return copy;
-}
+SmBusAddressJob::SmBusAddressJob() : CloneableJob(ostrel::interfaces::ostreli::JOB_SMBUS_ADDRESS, "SMBus Address") {}
 
 Status SmBusAddressJob::checkRequest(const Arguments& arguments) {
     OSTREL_TRACE();

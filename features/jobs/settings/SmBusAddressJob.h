@@ -2,16 +2,15 @@
 
 #include <cstdint>
 
-#include "features/jobs/base/DriveJob.h"
+#include "features/jobs/base/CloneableJob.h"
 
 namespace features::jobs {
 
 /// Sets one of the three SMBus addresses of a VELKO drive; 255 disables the access. The drive keeps them over a power
 /// cycle by itself. Other drives: 10/3.
-class SmBusAddressJob : public DriveJob {
+class SmBusAddressJob : public CloneableJob<SmBusAddressJob> {
 public:
     SmBusAddressJob();
-    std::unique_ptr<Job> clone() const override;
 
 protected:
     ostrel::core::Status checkRequest(const Arguments& arguments) override;

@@ -46,14 +46,7 @@ Status checkReported(nvme::Drive& drive, uint64_t milliseconds) {
 
 }  // namespace
 
-TimestampJob::TimestampJob() : DriveJob(ostrel::interfaces::ostreli::JOB_TIMESTAMP, "Timestamp") {}
-
-std::unique_ptr<ostrel::interfaces::ostreli::Job> TimestampJob::clone() const {
-    OSTREL_TRACE();
-    auto copy = std::make_unique<TimestampJob>();
-    copy->copyFrom(*this);
-    return copy;
-}
+TimestampJob::TimestampJob() : CloneableJob(ostrel::interfaces::ostreli::JOB_TIMESTAMP, "Timestamp") {}
 
 AttributeList TimestampJob::getSupportedProperties() const {
     OSTREL_TRACE();

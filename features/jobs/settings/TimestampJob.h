@@ -1,15 +1,14 @@
 #pragma once
 
-#include "features/jobs/base/DriveJob.h"
+#include "features/jobs/base/CloneableJob.h"
 
 namespace features::jobs {
 
 /// The drive's clock: milliseconds since the beginning of 1970, UTC, of 48 bits. Shown with where it comes from,
 /// whether it may have stopped at times, and as a date. 10/245 on a drive without one.
-class TimestampJob : public DriveJob {
+class TimestampJob : public CloneableJob<TimestampJob> {
 public:
     TimestampJob();
-    std::unique_ptr<Job> clone() const override;
     ostrel::core::AttributeList getSupportedProperties() const override;
 
 protected:

@@ -70,13 +70,9 @@ Status makeLogFolder(std::time_t now, std::string& directory) {
 }  // namespace
 
 HealthScanJob::HealthScanJob(std::function<std::time_t()> now, const HealthScanExtent& extent)
-    : DriveJob(ostrel::interfaces::ostreli::JOB_HEALTH_SCAN, "Health Scan"), now_(std::move(now)), extent_(extent) {}
-
-std::unique_ptr<ostrel::interfaces::ostreli::Job> HealthScanJob::clone() const {
-    auto copy = std::make_unique<HealthScanJob>(now_, extent_);
-    copy->copyFrom(*this);
-    return copy;
-}
+    : CloneableJob(ostrel::interfaces::ostreli::JOB_HEALTH_SCAN, "Health Scan"),
+      now_(std::move(now)),
+      extent_(extent) {}
 
 Status HealthScanJob::runMethod(const std::shared_ptr<xml::XmlObject>& output) {
     OSTREL_TRACE();

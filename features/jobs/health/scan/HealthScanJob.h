@@ -3,7 +3,7 @@
 #include <ctime>
 #include <functional>
 
-#include "features/jobs/base/DriveJob.h"
+#include "features/jobs/base/CloneableJob.h"
 #include "features/jobs/health/scan/DriveHealthScan.h"
 
 namespace features::jobs {
@@ -14,12 +14,12 @@ namespace features::jobs {
 /// The answer is one output object with one tree for each drive. Its property "HealthScanStatusCode" is the gravest
 /// outcome, and becomes the exit status; what was found, or failed, stands in words in the trees, since the code of a
 /// status object there would take the outcome's place.
-class HealthScanJob : public DriveJob {
+class HealthScanJob : public CloneableJob<HealthScanJob> {
 public:
     /// `now`: for the name of the folder.
     explicit HealthScanJob(
         std::function<std::time_t()> now = [] { return std::time(nullptr); }, const HealthScanExtent& extent = {});
-    std::unique_ptr<Job> clone() const override;
+    std::unique_ptr<HealthScanJob> makeNew() const { return std::make_unique<HealthScanJob>(now_, extent_); }
     ostrel::core::Status runMethod(const std::shared_ptr<ostrel::core::xml::XmlObject>& output) override;
 
 private:
