@@ -2,7 +2,7 @@
 //
 //     bench_dump FILE [megabytes of payload...; 64 and 512 when there are none]
 //
-// The response is handed out by functions that stand in for the feature library and write it straight into the tool's
+// The response is handed out by functions that replace the feature library and write it straight into the tool's
 // buffer, so that only the tool's own memory counts. Beside the whole way: a bare boost::property_tree::read_xml of the
 // same response, which is what reading alone costs, and a loop that only decodes the digits. Memory is the peak above
 // what the process began with.

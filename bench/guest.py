@@ -3,8 +3,8 @@
 FOLDER is what tests/vm/prepare.py made: build/PRESET/tests/vm/machine.
 
 For `nimbrel show -velkossd` and `nvme list`: time (the best block of runs, taken in turns), system calls, NVMe commands
-that reached the drives. For one SMART log likewise. The times of an emulated processor say nothing by themselves; their
-ratio does. Addresses are not randomised, or else the emulator translates every program anew at every run and nothing
+that reached the drives. The same for one SMART log. The times of an emulated processor say nothing by themselves; their
+ratio does. Addresses are not randomised, or else the emulator translates every program again at every run and nothing
 but that is measured.
 
 The aim: a list is not slower than the peer's, and costs at most 2 NVMe commands and 40 system calls for each further

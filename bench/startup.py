@@ -3,7 +3,7 @@
 
 Runs an empty C++ program, the tool's version and help, and two tools of the same trade in turn, many times, in one
 private world (see tests/conformance/world.py), and prints the medians and their ratios. With LIBRARY the feature
-library stands where an installed one does, so that every run of the tool loads it.
+library is where an installed one is, so that every run of the tool loads it.
 """
 
 import os

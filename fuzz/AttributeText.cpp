@@ -1,5 +1,5 @@
 // Attribute::fromText() with any text, for every type: it takes the text or leaves the value alone, and what it took
-// comes back from getText().
+// getText() returns.
 #include <cstdint>
 #include <string>
 

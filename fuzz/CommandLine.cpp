@@ -31,7 +31,7 @@ void require(bool condition, const char* what) {
 
 }  // namespace
 
-/// Any line ends in the same words twice, with one line end behind them, and no feature sees what its grammar forbids.
+/// Any line ends in the same words twice, with one line end after them, and no feature sees what its grammar forbids.
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     static test::CatalogueFeature catalogue;
     static const bool registered = Framework::getInstance().registerFeature("Catalogue", &catalogue);

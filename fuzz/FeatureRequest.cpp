@@ -47,7 +47,7 @@ constexpr std::string_view HARMLESS_JOBS[] = {
 };
 // clang-format on
 
-/// What the drive answers; every input begins anew.
+/// What the drive answers; every input begins from the start.
 struct Answers {
     const uint8_t* next = nullptr;
     const uint8_t* end = nullptr;
@@ -61,7 +61,7 @@ struct Answers {
 };
 Answers answers;
 
-/// Logs tell their own length. What is beyond a hundred times the length of an input is all zeros and teaches nothing
+/// Logs give their own length. What is beyond a hundred times the length of an input is all zeros and teaches nothing
 /// more: 200 pieces of a megabyte cost a second, for the digits of a telemetry log alone.
 constexpr uint32_t MAX_BYTES = 1 << 20;
 constexpr unsigned MAX_COMMANDS = 200;

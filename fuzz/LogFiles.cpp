@@ -13,7 +13,7 @@ using namespace features::parsers;
 
 namespace {
 
-/// Of exactly this length, so that the sanitizer sees who reads behind its end.
+/// Of exactly this length, so that the sanitizer sees a read beyond its end.
 ostrel::core::Payload copied(const uint8_t* data, size_t size) {
     return {data, size};
 }

@@ -36,7 +36,7 @@ FieldTree ofNamespace(const Payload& data, uint32_t nsid) {
     return DECODE(data, nsid);
 }
 
-/// Behind these come the log pages, the features, the OCP features, and the maker's pages and features, in the order of
+/// After these come the log pages, the features, the OCP features, and the maker's pages and features, in the order of
 /// their tables.
 constexpr Decoder DECODERS[] = {
     plain<decodeIdentifyController>,

@@ -43,7 +43,7 @@ const ScratchFolder& scratch() {
     return folder;
 }
 
-/// The host's end of a connection: sends units, and checks those that come back.
+/// The host's end of a connection: sends units, and checks those that it receives.
 class HostEnd {
 public:
     explicit HostEnd(FileDescriptor socket) : socket_(std::move(socket)) {}

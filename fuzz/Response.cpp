@@ -1,5 +1,5 @@
 // What the feature library answers, on its way to the screen and into files. The bytes are a response; when they are
-// none, they are instructions that build one, so that what lies behind the reader is reached by all inputs.
+// none, they are instructions that build one, so that the code after the reader is reached by all inputs.
 
 #include <unistd.h>
 
@@ -155,7 +155,7 @@ std::unique_ptr<XmlElement> makeResponse(const std::string& text) {
     return response != nullptr ? std::move(response) : Builder(text).build();
 }
 
-// What must come of a response, told as plainly as the rules are.
+// What must come of a response, as plainly as the rules are written.
 
 std::string lower(std::string text) {
     for (char& c : text)

@@ -1,5 +1,5 @@
 // The text tests and conversions of the core with any bytes, each beside a plainer way to the same result. The first
-// byte of the input tells how many bytes of it are the second argument of those that take two.
+// byte of the input gives how many bytes of it are the second argument of those that take two.
 #include <algorithm>
 #include <cctype>
 #include <cstdint>

@@ -37,7 +37,7 @@ std::size_t depthOf(const ptree& tree) {
     return depth;
 }
 
-// What is to be written of an element that was read: as plain, and as slow, as the format is told.
+// What is to be written of an element that was read: as plain, and as slow, as the format is described.
 std::string expectedXml(const std::string& tag, const ptree& tree) {
     std::map<std::string, std::string> attributes;
     if (const auto group = tree.get_child_optional("<xmlattr>"))
