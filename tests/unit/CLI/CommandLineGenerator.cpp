@@ -45,7 +45,7 @@ CommandLineGenerator::Line CommandLineGenerator::rightLine() {
 
 void CommandLineGenerator::addParts(Line& line, const std::vector<CommandPart>& parts, bool areProperties) {
     for (const CommandPart& part : parts) {
-        // "-help" would hide every second run behind a page.
+        // "-help" would turn every second run into a help page.
         if (!part.required && !oneIn(part.name == "-help" ? 12 : 3)) continue;
         const bool isShort = !part.shortName.empty() && oneIn(2);
         const std::string value = valueFor(part);

@@ -92,7 +92,7 @@ TEST_F(FeatureLibraryExchange, ThrowsOnAResponseThatIsNoXml) {
     EXPECT_EQ(tree_, nullptr);
 }
 
-TEST_F(FeatureLibraryExchange, GivesTheTextToWhoeverAsksForIt) {
+TEST_F(FeatureLibraryExchange, GivesTheTextToACallerThatAsksForIt) {
     std::string text;
     library.answer = "<Object><Object category=\"status\"><Property name=\"Code\" value=\"0\"/></Object></Object>";
     EXPECT_EQ(exchange(all_, XmlObject("A", "", ""), text, status_), nullptr);

@@ -137,7 +137,7 @@ TEST(Deliver, WritesAnOutputOfAnySizeThroughASlowPipeThatDoesNotBlock) {
     EXPECT_EQ(read, output);
 }
 
-/// What deliver() says on standard error, behind the status that it returned.
+/// What deliver() says on standard error, after the status that it returned.
 std::string complaintOf(const Outcome& outcome, int fileDescriptor) {
     testing::internal::CaptureStderr();
     const int status = deliver(outcome, fileDescriptor);
@@ -175,7 +175,7 @@ TEST(Deliver, NoticesThatWereLostAreAFailure) {
     std::cout.clear();
     pipe.closeWriter();
     EXPECT_EQ(complaint, "1: Cannot write to standard output: Input/output error\n");
-    EXPECT_EQ(pipe.readToEnd(), "x\n") << "the result is written all the same";
+    EXPECT_EQ(pipe.readToEnd(), "x\n") << "the result is still written";
 }
 
 TEST(Deliver, NeedsNoMemory) {

@@ -74,7 +74,7 @@ TEST(VersionFeature, SaysWhatTheToolIs) {
               "Name,Velko(R) Nimbrel Tool,Version,2.2.18,Description,Interact and configure Velko SSDs.,,\n");
 }
 
-TEST(VersionFeature, ShowsTheLicenseBehindTheRestWithAll) {
+TEST(VersionFeature, ShowsTheLicenseAfterTheRestWithAll) {
     const std::string expected = golden("version-all.txt");
     EXPECT_EQ(render(version({{"-all", ""}}), OUTPUTTYPE_TEXT), expected);
     EXPECT_EQ(render(version({{"-all", ""}, {"-output", "text"}}), OUTPUTTYPE_TEXT), expected);

@@ -50,7 +50,7 @@ TEST(CommandSpec, KeepsTheFirstDefinitionOfAName) {
     spec.addTarget("-T", false, "", false, "names are compared exactly");
     CommandPart& again = spec.addTarget("-t", true, "value", true, "second");
     ASSERT_EQ(spec.targets.size(), 2u);
-    EXPECT_EQ(&again, &spec.targets[0]) << "the part that was there comes back";
+    EXPECT_EQ(&again, &spec.targets[0]) << "the part that was there is returned";
     EXPECT_EQ(spec.targets[0].help, "first");
     EXPECT_FALSE(spec.targets[0].required);
 

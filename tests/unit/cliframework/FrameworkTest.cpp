@@ -68,7 +68,7 @@ private:
     std::string name_;
 };
 
-TEST_F(FrameworkTest, KeepsTheKnownFeaturesInTheirFixedOrderAndOthersBehindThem) {
+TEST_F(FrameworkTest, KeepsTheKnownFeaturesInTheirFixedOrderAndOthersAfterThem) {
     framework.clearFeatureList();
     std::vector<std::unique_ptr<NamedFeature>> features;
     for (const char* key : {"b", "Version", "System", "VelkoSSD", "HelpFeature", "A", "Zz"}) {
@@ -121,13 +121,13 @@ TEST_F(FrameworkTest, RunsTheOneCommandThatFits) {
     } const lines[] = {
         {{"set", "-velkossd", "0", "AggregationTime=5"},
          "0: Time: set -velkossd(0) AggregationTime(5)",
-         "a required property tells two commands apart"},
+         "a required property distinguishes two commands"},
         {{"SET", "-VelkoSSD", "ABC", "aggregationthreshold=A=b"},
          "0: Threshold: set -velkossd(ABC) AggregationThreshold(A=b)",
          "names are spelled as in the command, values as by the user"},
         {{"show", "-velkossd", "0,1", "-enduranceanalyzer"},
          "0: Endurance: show -enduranceanalyzer() -velkossd(0,1)",
-         "a required target tells two commands apart"},
+         "a required target distinguishes two commands"},
         {{"show", "-d", "x,y", "-velkossd"},
          "0: \nEcho : Drive: show -display(x,y) -velkossd()\n",
          "a command whose options pick it"},
@@ -196,7 +196,7 @@ TEST_F(FrameworkTest, SortsCommandsByTheirOptionsBeforeItRemovesThemFromTheEnd) 
         << "first -zeta, the greatest; of two beginnings the shorter; of two equal lists the shorter";
 }
 
-TEST_F(FrameworkTest, CallsCommandsThatCannotBeToldApartADefect) {
+TEST_F(FrameworkTest, CallsCommandsThatCannotBeDistinguishedADefect) {
     EXPECT_EQ(execute({"reset", "-velkossd", "1"}), std::string("1: ") + CONFLICT);
     EXPECT_EQ(execute({"reset", "-o", "json", "-velkossd", "1"}),
               "1: {\n\t\"Error_Type\":1,\n\t\"Error_Description\":\"" + std::string(CONFLICT) + "\"\n}\n");
@@ -267,7 +267,7 @@ TEST_F(FrameworkTest, HelpThatNoCommandKnowsIsAnUnknownWord) {
     EXPECT_EQ(execute({"help", "-help"}),
               didYouMean("Syntax Error: Invalid command. Error at or around '-help'.",
                          "help [-output|-o (text|nvmxml|json)]  [Name = (name)] [verb = (verb)]\n"));
-    EXPECT_EQ(execute({"help", "-help", "Name=x"}), "0: No commands to display\n") << "it is skipped all the same";
+    EXPECT_EQ(execute({"help", "-help", "Name=x"}), "0: No commands to display\n") << "it is still skipped";
 }
 
 TEST_F(FrameworkTest, ABareInvocationIsTheListOfCommands) {
@@ -389,7 +389,7 @@ protected:
     LoggedFeature logged;
 };
 
-TEST_F(FrameworkLogTest, TellsHowACommandWasChosenAndRun) {
+TEST_F(FrameworkLogTest, ReportsHowACommandWasChosenAndRun) {
     EXPECT_EQ(logOf({"show", "-t", "a"}),
               "Executing: show -t a\n"
               "Commands to consider: 4\n"
@@ -414,7 +414,7 @@ std::string fromLine(const std::string& text, const std::string& beginning) {
     return begin == std::string::npos ? text : text.substr(begin);
 }
 
-TEST_F(FrameworkLogTest, TellsWhyNoCommandWasLeft) {
+TEST_F(FrameworkLogTest, ReportsWhyNoCommandWasLeft) {
     EXPECT_EQ(fromLine(logOf({"set", "-t"}), "Filtering on Target"),
               "Filtering on Target: -t\n"
               "Commands left after Parser filtered: 1\n"
@@ -428,13 +428,13 @@ TEST_F(FrameworkLogTest, TellsWhyNoCommandWasLeft) {
               "Commands left after Parser filtered: 0\n");
 }
 
-TEST_F(FrameworkLogTest, NamesTheCommandsThatCannotBeToldApart) {
+TEST_F(FrameworkLogTest, NamesTheCommandsThatCannotBeDistinguished) {
     EXPECT_EQ(fromLine(logOf({"reset", "-t"}), "The conflicting"),
               "The conflicting commands are: \"reset [-help] [-output|-o (text|nvmxml|json)] -t\" "
               "\"reset [-help] [-output|-o (text|nvmxml|json)] -t\" \n");
 }
 
-TEST_F(FrameworkLogTest, TellsThatHelpSkipsTheChecks) {
+TEST_F(FrameworkLogTest, ReportsThatHelpSkipsTheChecks) {
     EXPECT_EQ(fromLine(logOf({"show", "-help"}), "Commands left"),
               "Commands left after Parser filtered: 1\n"
               "Command filtering check skipped due to help option: \n"

@@ -99,7 +99,7 @@ TEST_F(HelpFeatureTest, ShowsTheExactNameAloneThoughOthersContainIt) {
     for (const char* name : {"Firmware", "FIRMWARE", "firmware"}) {
         const auto result = help({{"Name", name}});
         EXPECT_EQ(result->outputText(), page("Firmware", "show")) << name;
-        EXPECT_FALSE(result->getShowFull()) << "left at its default on this road";
+        EXPECT_FALSE(result->getShowFull()) << "left at its default in this case";
     }
 }
 

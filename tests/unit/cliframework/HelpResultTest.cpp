@@ -271,7 +271,7 @@ TEST_F(HelpResultTest, LetsAUsageLineRunIntoTheNextNameWithoutATerminal) {
               "Usage:  ./nimbrel <verb>[<options>][<targets>][<properties>]\n\nCommands: \nPlain:\nresetPlain:\nreset");
 }
 
-TEST_F(HelpResultTest, DoesNotWrapWhenToldSo) {
+TEST_F(HelpResultTest, DoesNotWrapOnRequest) {
     HelpResult list(width<10>);
     list.setShouldWrap(false);
     list.push_back(plainCommand());
@@ -296,7 +296,7 @@ TEST_F(HelpResultTest, WrapsBetweenWords) {
     EXPECT_EQ(at5(""), "");
     EXPECT_EQ(at5("abcde"), "    abcde\n") << "a line may fill the width";
     EXPECT_EQ(at5("ab cd"), "    ab cd\n");
-    EXPECT_EQ(at5("ab cd ef"), "    ab\n    cd ef\n") << "the last blank within the width, not the one just behind it";
+    EXPECT_EQ(at5("ab cd ef"), "    ab\n    cd ef\n") << "the last blank within the width, not the one just after it";
     EXPECT_EQ(at5("a b c d e"), "    a b\n    c d e\n");
     EXPECT_EQ(at5("abcde "), "    abcde\n") << "the blank at the break is skipped";
     EXPECT_EQ(at5("ab  cdefg"), "    ab \n    cdefg\n") << "one blank of two is skipped";
@@ -309,7 +309,7 @@ TEST_F(HelpResultTest, BreaksAtLineFeeds) {
     EXPECT_EQ(at5("a\n\nb"), "    a\n    \n    b\n");
     EXPECT_EQ(at5("a\n"), "    a\n");
     EXPECT_EQ(at5("\na"), "    \n    a\n");
-    EXPECT_EQ(at5("abcde\nf"), "    abcde\n    f\n") << "a line feed right behind a full line";
+    EXPECT_EQ(at5("abcde\nf"), "    abcde\n    f\n") << "a line feed right after a full line";
     EXPECT_EQ(at5("ab cde\nf"), "    ab\n    cde\n    f\n") << "a line feed beyond the width";
 }
 

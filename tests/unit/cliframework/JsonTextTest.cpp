@@ -47,7 +47,7 @@ TEST(JsonText, ChoosesTheKindOfAValue) {
         {"12", "12", "a number"},
         {"0", "0", "zero alone is a number"},
         {"-1.5", "-1.5", "a number"},
-        {"-", "-", "bare: nothing behind the minus counts as numeric"},
+        {"-", "-", "bare: nothing after the minus counts as numeric"},
         {".", ".", "bare: one point is enough"},
         {"12.", "12.", "bare"},
         {"0.5", "\"0.5\"", "a leading zero is not numeric"},

@@ -74,7 +74,7 @@ TEST(Lexer, WritesTheSpellingOfTheCommands) {
 TEST(Lexer, CutsAtTheFirstEqualsSignOfAnArgument) {
     expectTokens({
         {{"set", "AggregationTime=a=b"}, "Verb:set Property:AggregationTime Equal:= Value:a=b", "only the first"},
-        {{"set", "AggregationTime="}, "Verb:set Property:AggregationTime Equal:=", "nothing behind it"},
+        {{"set", "AggregationTime="}, "Verb:set Property:AggregationTime Equal:=", "nothing after it"},
         {{"set", "=x"}, "Verb:set Equal:= Unknown:x", "nothing before it"},
         {{"set", "=="}, "Verb:set Equal:= Equal:=", "the rest is an equals sign again"},
         {{"set", "AggregationTime", "=", "5"}, "Verb:set Property:AggregationTime Equal:= Value:5", "an argument each"},
@@ -122,7 +122,7 @@ TEST(Lexer, AVerbIsAVerbAnywhereAndTheSecondOneEndsTheLine) {
 TEST(Lexer, ATargetBeforeTheVerbEndsTheLine) {
     expectTokens({
         {{"-velkossd", "show"}, "", "nothing before it"},
-        {{"-all", "x", "-velkossd", "show"}, "Option:-all Unknown:x", "what stood before it is kept, unmarked"},
+        {{"-all", "x", "-velkossd", "show"}, "Option:-all Unknown:x", "what came before it is kept, unmarked"},
         {{"x", "-nlog"}, "Unknown:x", "a target of any verb"},
     });
 }
@@ -140,13 +140,13 @@ TEST(Lexer, AnOptionIsTiedToNoVerb) {
         {{"show", "-force"}, "Verb:show Option:-force", "an option of set"},
         {{"-f"}, "Option:-force", "before any verb"},
         {{"dump", "-a", "x"}, "Verb:dump Option:-all Value:x", "an option of show"},
-        {{"show", "-nosuch"}, "Verb:show Unknown:-nosuch", "nobody's option"},
+        {{"show", "-nosuch"}, "Verb:show Unknown:-nosuch", "no command's option"},
     });
 }
 
-TEST(Lexer, APropertyNeedsAVerbBeforeAndAnEqualsSignBehind) {
+TEST(Lexer, APropertyNeedsAVerbBeforeAndAnEqualsSignAfter) {
     expectTokens({
-        {{"set", "AggregationTime"}, "Verb:set Unknown:AggregationTime", "nothing behind"},
+        {{"set", "AggregationTime"}, "Verb:set Unknown:AggregationTime", "nothing after it"},
         {{"set", "AggregationTime", ",", "="}, "Verb:set Unknown:AggregationTime Comma:, Equal:=", "not directly"},
         {{"set", "-system", "AggregationTime"}, "Verb:set Target:-SYSTEM Value:AggregationTime", "a target's value"},
         {{"AggregationTime=5"}, "Unknown:AggregationTime Equal:= Unknown:5", "no verb"},
@@ -157,11 +157,11 @@ TEST(Lexer, APropertyNeedsAVerbBeforeAndAnEqualsSignBehind) {
     });
 }
 
-TEST(Lexer, MarksUnknownWordsBehindAPartAsValues) {
+TEST(Lexer, MarksUnknownWordsAfterAPartAsValues) {
     expectTokens({
         {{"show", "x", "-a", "1", "2", ",", "3"},
          "Verb:show Unknown:x Option:-all Value:1 Value:2 Comma:, Value:3",
-         "all behind an option, across commas"},
+         "all after an option, across commas"},
         {{"show", "-velkossd", "1", "=", "2"},
          "Verb:show Target:-velkossd Value:1 Equal:= Unknown:2",
          "an equals sign ends the values of a target"},
@@ -239,7 +239,7 @@ std::string logOf(const std::vector<std::string>& arguments) {
     return log.lines;
 }
 
-TEST(Lexer, TellsTheLogWhatItFound) {
+TEST(Lexer, LogsWhatItFound) {
     EXPECT_EQ(logOf({"SET", "-f", "-velkossd", "Ab", "aggregationtime=5", "x"}),
               "Found verb: set\n"
               "Found option: -force\n"

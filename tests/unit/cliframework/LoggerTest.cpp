@@ -43,7 +43,7 @@ TEST_F(LoggerTest, StartsWithoutAChannelAtTheTraceLevel) {
     EXPECT_EQ(&Logger::getInstance(), &logger);
 }
 
-TEST_F(LoggerTest, AMessageIsATraceMessageOfNowhereUnlessToldOtherwise) {
+TEST_F(LoggerTest, AMessageIsATraceMessageOfNowhereUnlessSetOtherwise) {
     const LogMessage message;
     EXPECT_EQ(message.level, 3u);
     EXPECT_EQ(message.message, "");

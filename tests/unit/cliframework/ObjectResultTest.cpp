@@ -294,7 +294,7 @@ TEST_F(ObjectResultTest, CarriesTheIndentOverToTheNextRendering) {
     EXPECT_EQ(result.outputText(), "\n- Top -\n\n  - a -\n\n  P : 1\n");
 }
 
-TEST_F(ObjectResultTest, IndentsDeeperObjectsFromWhereTheIndentStands) {
+TEST_F(ObjectResultTest, IndentsDeeperObjectsFromWhereTheIndentIs) {
     ObjectResult::setTab(true);
     ObjectResult result("Top");
     auto child = objectWith("P", "1");
@@ -304,7 +304,7 @@ TEST_F(ObjectResultTest, IndentsDeeperObjectsFromWhereTheIndentStands) {
     EXPECT_EQ(result.outputText(),
               "\n- Top -\n"
               "\n  - a -\n\n  P : 1\n"
-              "\n    - aa -\n\n    P : 2\n"  // cut to one blank behind it, which the cut behind "a" leaves whole
+              "\n    - aa -\n\n    P : 2\n"  // cut to one blank after it, which the cut after "a" leaves whole
               "\n   - b -\n\n   No results\n");
     EXPECT_EQ(SharedIndent::s_tab, "");
 }
@@ -328,7 +328,7 @@ TEST_F(ObjectResultTest, IndentsTextAlone) {
     EXPECT_EQ(SharedIndent::s_tab, "");
 }
 
-TEST_F(ObjectResultTest, RendersAnEmptyObjectInJsonBehindALeftoverIndent) {
+TEST_F(ObjectResultTest, RendersAnEmptyObjectInJsonAfterALeftoverIndent) {
     SharedIndent::s_tab = "  ";
     EXPECT_EQ(ObjectResult().outputJson(), "  {\n  }");
 }
@@ -338,7 +338,7 @@ TEST_F(ObjectResultTest, KeepsALeftoverIndentInFrontOfItsTabs) {
     ObjectResult result("Top");
     result.insert("a", objectWith("P", "1"));
     EXPECT_EQ(result.outputXml(), "\t <Top>\n\t \t<a>\n\t \t\t<P>1</P>\n\t \t</a>\n\t </Top>\n");
-    EXPECT_EQ(SharedIndent::s_tab, "\t ") << "the last tab goes and what stands behind it, no more";
+    EXPECT_EQ(SharedIndent::s_tab, "\t ") << "the last tab goes and what follows it, no more";
 }
 
 TEST_F(ObjectResultTest, RendersAnyResultAsAValueByItsText) {

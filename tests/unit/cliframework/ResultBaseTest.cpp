@@ -77,7 +77,7 @@ TEST(ResultBase, TakesTheOutputOption) {
         {"jsonx", false, OUTPUTTYPE_TEXT, "more than a keyword"},
         {"text,json", false, OUTPUTTYPE_TEXT, "two keywords"},
         {" json", false, OUTPUTTYPE_TEXT, "blanks count"},
-        {"", false, OUTPUTTYPE_TEXT, "what a failed parse leaves behind"},
+        {"", false, OUTPUTTYPE_TEXT, "what a failed parse leaves"},
     };
     for (const auto& c : CASES) {
         NamedForms result;
@@ -93,7 +93,7 @@ TEST(ResultBase, KeepsTheOutputTypeWithoutAKnownOutputOption) {
     EXPECT_TRUE(result.setOutputOption({}));
     EXPECT_EQ(result.getOutputType(), OUTPUTTYPE_JSON);
     EXPECT_TRUE(result.setOutputOption({{"-o", "csv"}, {"-OUTPUT", "csv"}, {"output", "csv"}}));
-    EXPECT_EQ(result.getOutputType(), OUTPUTTYPE_JSON) << "the key is looked up as it stands";
+    EXPECT_EQ(result.getOutputType(), OUTPUTTYPE_JSON) << "the key is looked up unchanged";
     EXPECT_FALSE(result.setOutputOption({{"-output", "yaml"}}));
     EXPECT_EQ(result.getOutputType(), OUTPUTTYPE_JSON);
 }

@@ -186,7 +186,7 @@ TEST_F(ConnectionDll, AssignsWhichLibraryAndNotWhetherItIsOpen) {
     EXPECT_EQ(other.name, "again.so");
 }
 
-TEST(ConnectionSlots, StandInTheOrderThatTheFeatureLibraryKnows) {
+TEST(ConnectionSlots, AreInTheOrderThatTheFeatureLibraryKnows) {
     using Base = ostrel::core::Connection;
     using Middle = ostrel::connections::common::dll::Connection;
     // 0 and 1 are the destructors.

@@ -113,7 +113,7 @@ TEST(JobRequest, ArgumentTakesTheGivenValueVerbatim) {
         << "the size is that of the attribute's own value, its terminator included";
 }
 
-TEST(JobRequest, ArgumentsKeepTheirOrderBehindTheScanFlag) {
+TEST(JobRequest, ArgumentsKeepTheirOrderAfterTheScanFlag) {
     const auto request = Job::createRequest("Trim", "Method", true, "");
     Job::addProperty(*request, Attribute("Z", "Z", "string"), "1");
     Job::addProperty(*request, Attribute("A", "A", "uint64"), "2");

@@ -28,7 +28,7 @@ using core::Status;
 using core::xml::XmlObject;
 using Output = std::shared_ptr<XmlObject>;
 
-// A job that notes what it is asked and answers what it is told to.
+// A job that notes what it is asked and answers what the test sets.
 class NotingJob : public Job {
 public:
     explicit NotingJob(std::string name = "Trim") : Job(std::move(name)) {}
@@ -48,7 +48,7 @@ public:
     }
     Status readRequested(AttributeList& requested) { return getRequestedSetProperties(requested); }
 
-    Status answer{10, 77, "told to"};
+    Status answer{10, 77, "as set"};
     bool writesOutput = false;
     uint32_t stateSeen = 0;
     std::vector<std::string> calls;
@@ -128,7 +128,7 @@ constexpr struct {
     {"Trim", "getproperties", false, "11/5 Invalid method type", "", "the type's case counts"},
     {"Trim", "Parser", false, "11/5 Invalid method type", "", "a word of the vocabulary that no job runs"},
     {"Trim", "", false, "11/5 Invalid method type", "", "no type"},
-    {"Trim", "Method", false, "10/77 told to", "runMethod", "the method's own status"},
+    {"Trim", "Method", false, "10/77 as set", "runMethod", "the method's own status"},
     {"Trim", "Method", true, "0/0 Completed successfully.", "runMethod", "output is success, whatever the status"},
     {"Trim", "GetProperties", false, "0/0 Completed successfully.", "getProperties", "a get's status is dropped"},
     {"Trim", "GetProperties", true, "0/0 Completed successfully.", "getProperties", "with output too"},
@@ -159,7 +159,7 @@ TEST(Job, OutputThatOnlyHasAnAttributeCountsAsOutput) {
 TEST(Job, MethodWithoutAnOutputTreeKeepsItsStatus) {
     NotingJob job;
     job.setInput(*request("Method"));
-    EXPECT_EQ(textOf(job.run(nullptr)), "10/77 told to");
+    EXPECT_EQ(textOf(job.run(nullptr)), "10/77 as set");
 }
 
 std::unique_ptr<XmlObject> setRequest(const std::vector<Attribute>& properties) {
@@ -181,7 +181,7 @@ TEST(Job, SetPropertyHandsTheOnePropertyOn) {
     NotingJob job;
     job.setInput(*setRequest({Attribute("Width", "Width", "uint8", static_cast<uint8_t>(5))}));
     job.setDevices(devices(1));
-    EXPECT_EQ(textOf(job.run(nullptr)), "10/77 told to");
+    EXPECT_EQ(textOf(job.run(nullptr)), "10/77 as set");
     EXPECT_EQ(job.calls, std::vector<std::string>{"setProperty Width=5"});
 }
 
@@ -234,11 +234,11 @@ TEST(Job, LogsTypeAndNameOfARequest) {
     job.setInput(*request("Method", "Format"));
     const LogCapture log(core::LOGSEVERITY_TRACE);
     (void)job.run(nullptr);
-    std::vector<std::string> told;
+    std::vector<std::string> lines;
     for (const std::string& line : log.list())
         if (line.find(": Entering") == std::string::npos && line.find(": Exiting") == std::string::npos)
-            told.push_back(line);
-    EXPECT_EQ(told, (std::vector<std::string>{"[debug] Type = Method", "[debug] Method Name = Format"}));
+            lines.push_back(line);
+    EXPECT_EQ(lines, (std::vector<std::string>{"[debug] Type = Method", "[debug] Method Name = Format"}));
     EXPECT_EQ(log.list().front().substr(0, 16), "[debug] Job.cpp(") << "the trace of run() comes first";
     EXPECT_EQ(log.list().back(), "[debug] Job.cpp run: Exiting");
 }
@@ -291,19 +291,19 @@ TEST(Job, CancellingIsAWishThatCanBeAskedForWithoutAJob) {
 }
 
 struct Progress {
-    std::vector<std::pair<uint64_t, std::string>> told;
+    std::vector<std::pair<uint64_t, std::string>> trees;
 };
 
 void noteProgress(void* context, uint64_t identifier, const XmlObject& status) {
-    static_cast<Progress*>(context)->told.emplace_back(identifier, status.toXmlString());
+    static_cast<Progress*>(context)->trees.emplace_back(identifier, status.toXmlString());
 }
 
-TEST(Job, TellsItsProgressAsATree) {
+TEST(Job, ReportsItsProgressAsATree) {
     NotingJob job;
     Progress progress;
     job.setProgress(5);
     job.setNotifyEnabled(true);
-    job.setProgress(10);  // nobody to tell
+    job.setProgress(10);  // no callback
     job.setCallback(&progress, noteProgress);
     job.setState(9);
     Job::setStatus(&job, Status(10, 5, "No device selected."));
@@ -319,7 +319,7 @@ TEST(Job, TellsItsProgressAsATree) {
                              R"(<Object category="status"><Property name="Category" value="10"/>)"
                              R"(<Property name="Code" value="5"/>)"
                              R"(<Property name="Message" value="No device selected."/></Object></Object>)";
-    EXPECT_EQ(progress.told, (std::vector<std::pair<uint64_t, std::string>>{{address, tree}}));
+    EXPECT_EQ(progress.trees, (std::vector<std::pair<uint64_t, std::string>>{{address, tree}}));
 }
 
 // For the thread sanitizer: everything that others may ask for while a job runs.
@@ -331,7 +331,7 @@ TEST(Job, CanBeWatchedFromAnotherThreadWhileItRuns) {
         do {  // at least once, also where this thread starts late
             job.cancel();
             const std::string status = textOf(job.getStatus());
-            EXPECT_TRUE(status == SUCCESS || status == "10/77 told to") << status;
+            EXPECT_TRUE(status == SUCCESS || status == "10/77 as set") << status;
             EXPECT_LE(job.getProgress(), 100);
             EXPECT_LE(job.getState(), 7u);
             (void)job.getStartTime();  // only read: that it can be
@@ -353,7 +353,7 @@ struct NextSlot : Job {
 
 // The library is built against this order.
 TEST(Job, VirtualOperationsKeepTheirSlots) {
-    EXPECT_EQ(virtualSlot(&Job::run), 2u);  // behind the two of the destructor
+    EXPECT_EQ(virtualSlot(&Job::run), 2u);  // after the two of the destructor
     EXPECT_EQ(virtualSlot(&Job::getSupportedProperties), 3u);
     EXPECT_EQ(virtualSlot(&Job::clone), 4u);
     EXPECT_EQ(virtualSlot(&Job::isReady), 5u);

@@ -182,7 +182,7 @@ TEST(CommandTargets, KeepsThoseThatNoCommandTakes) {
         for (const CommandPart& target : command.targets) EXPECT_EQ(names.count(target.name), 0u) << command.name;
 }
 
-/// Stands in for the storage feature: its commands are the catalogue's, and running one tells which it was.
+/// Replaces the storage feature: its commands are the catalogue's, and running one shows which it was.
 class CatalogueFeature : public framework::FeatureBase {
 public:
     CatalogueFeature() { Framework::getInstance().registerFeature("VelkoSSD", this); }

@@ -6,9 +6,9 @@ namespace {
 class EraseFlow : public FlowTest {
 protected:
     static std::string eraseRequest(const std::string& type, const std::string& arguments, const std::string& force,
-                                    const std::string& behind = "") {
+                                    const std::string& after = "") {
         return xmlMethod("Format", xmlProperty("Type", "Type", "string", type) + arguments +
-                                       xmlProperty("Force", "Force", "boolean", force) + behind);
+                                       xmlProperty("Force", "Force", "boolean", force) + after);
     }
 };
 

@@ -40,7 +40,7 @@ TEST_F(FirmwareUpdate, AsksBeforeItUpdates) {
     const StandardStreams streams("n\n");
     expectRefusal(19, makeCommand("load", drive_), 0, "Cancelled");
     EXPECT_EQ(streams.questions(), QUESTION);
-    EXPECT_EQ(streams.output(), "") << "the notice comes behind the question";
+    EXPECT_EQ(streams.output(), "") << "the notice comes after the question";
 }
 
 TEST_F(FirmwareUpdate, WantsASlotWithAnAction) {
@@ -62,7 +62,7 @@ std::string checkRequest(const std::string& device) {
                          xmlProperty("MultiComponentDevice", "Multi Component Device", "boolean", "False")));
 }
 
-/// One drive as a response tells it; an empty text leaves a property out.
+/// One drive as a response shows it; an empty text leaves a property out.
 std::string driveOf(const std::string& index, const std::string& serialNumber, const std::string& isMultiComponent) {
     const auto property = [](const std::string& name, const std::string& type, const std::string& value) {
         return value.empty() ? "" : xmlProperty(name, "", type, value);
@@ -120,11 +120,11 @@ TEST_F(FirmwareUpdate, LooksForOtherComponentsOnlyWhenTheAnswerIsClear) {
     } cases[] = {
         {responseOf(driveOf("0", "VX1-A", "False")), "a drive of one component"},
         {responseOf(driveOf("0", "VX1-A", "true")), "compared exactly"},
-        {responseOf(driveOf("0", "VX1-A", "")), "not told"},
+        {responseOf(driveOf("0", "VX1-A", "")), "not reported"},
         {responseOf(driveOf("0", "-A", "True")), "an empty stem would reach every drive"},
         {responseOf(driveOf("0", "", "True")), "no serial number"},
         {responseOf(driveOf("", "VX1-A", "True")), "no index: the drive itself would count as another one"},
-        {responseOf(driveOf("0", "VX1-A", "True") + driveOf("", "", "True")), "told twice"},
+        {responseOf(driveOf("0", "VX1-A", "True") + driveOf("", "", "True")), "reported twice"},
         {responseOf(driveOf("0", "VX1-A", "True") + driveOf("", "VX1-B", "")), "two serial numbers"},
         {responseOf(""), "nothing"},
         {"<Object/>", "no output"},
@@ -171,7 +171,7 @@ TEST_F(FirmwareUpdate, WantsADriveForAFile) {
     expectRefusal(19, makeCommand("load", {}, {}, file_), BAD_VALUE, "Error: -velkossd target not found.");
 }
 
-TEST_F(FirmwareUpdate, TellsTheModuleDirectoryOnceMoreWithEachJob) {
+TEST_F(FirmwareUpdate, SendsTheModuleDirectoryOnceMoreWithEachJob) {
     const StandardStreams streams;
     services_.moduleDirectory = "/m";
     services_.responses = {responseOf(driveOf("0", "VX1-A", "True"))};

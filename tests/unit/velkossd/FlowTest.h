@@ -26,7 +26,7 @@
 
 namespace cli::velkossd {
 
-/// Stands in for the feature library: keeps the requests as they would go over the wire and answers with prepared
+/// Replaces the feature library: keeps the requests as they would go over the wire and answers with prepared
 /// responses, an empty one when there are no more.
 class FakeServices : public FeatureServices {
 public:

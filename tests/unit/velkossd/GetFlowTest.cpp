@@ -5,8 +5,8 @@ namespace {
 
 class GetFlow : public FlowTest {};
 
-std::string getRequest(const std::string& job, const std::string& arguments, const std::string& behind = "") {
-    return xmlRequest(job, "GetProperties", SCAN + arguments + MODULES + DRIVE_0 + behind);
+std::string getRequest(const std::string& job, const std::string& arguments, const std::string& after = "") {
+    return xmlRequest(job, "GetProperties", SCAN + arguments + MODULES + DRIVE_0 + after);
 }
 
 std::string displayed(const std::string& name) {
@@ -35,7 +35,7 @@ TEST_F(GetFlow, ReadsAllDrivesWithoutASelector) {
     expectRequest(0, makeCommand("show", {}), request);
 }
 
-TEST_F(GetFlow, TellsWhatADriveIsCalled) {
+TEST_F(GetFlow, ReportsWhatADriveIsCalled) {
     const struct {
         const char* typed;
         const char* key;

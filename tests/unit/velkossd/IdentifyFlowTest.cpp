@@ -9,9 +9,9 @@ protected:
         return xmlProperty("ControllerNamespaceStructure", "Controller Namespace Structure", "uint8", cns);
     }
     static std::string identifyRequest(const std::string& cns, const std::string& namespaceId,
-                                       const std::string& behind = "") {
+                                       const std::string& after = "") {
         return xmlMethod("Identify",
-                         structure(cns) + xmlProperty("NamespaceId", "NamespaceId", "uint32", namespaceId) + behind);
+                         structure(cns) + xmlProperty("NamespaceId", "NamespaceId", "uint32", namespaceId) + after);
     }
     static framework::ParsedCommand identify(Parts targets) {
         targets["-velkossd"] = "0";

@@ -6,7 +6,8 @@
 
 namespace cli::velkossd {
 
-/// The indent that all object results of a process share starts anew for each test, the way the storage feature has it.
+/// The indent that all object results of a process share starts again for each test, the way the storage feature has
+/// it.
 class IndentReset : public testing::Test {
 protected:
     IndentReset() {

@@ -196,14 +196,14 @@ TEST_F(MethodFlow, RefusesOtherSelfTests) {
 constexpr char SELF_TEST_NOTE[] =
     "Self-test is running in offline mode. Use 'show -selftest' to query status of the self-test.";
 
-TEST_F(MethodFlow, TellsHowToFollowASelfTestThatWasStarted) {
+TEST_F(MethodFlow, ShowsHowToFollowASelfTestThatWasStarted) {
     const auto command = makeCommand("start", {{"-velkossd", "0"}, {"-selftest", ""}});
     services_.responses = {
         "<Object><Object category=\"Output\"><Property name=\"Status\" value=\"of the whole\"/>"
         "<Object category=\"status\" name=\"Drive 0\" key=\"VX1\"><Property name=\"Code\" value=\"0\"/>"
         "<Property name=\"Message\" value=\"Started.\"/></Object>"
         "<Object name=\"Drive 1\"><Property name=\"Before\" value=\"1\"/><Property name=\"STATUS\" value=\"x\"/>"
-        "<Property name=\"Behind\" value=\"2\"/><Object category=\"status\" name=\"Below\">"
+        "<Property name=\"Further\" value=\"2\"/><Object category=\"status\" name=\"Below\">"
         "<Property name=\"Message\" value=\"stays\"/></Object></Object>"
         "<Object name=\"Drive 2\"><Property name=\"Model\" value=\"M\"/></Object></Object></Object>"};
     expectResult(25, command, 0,
@@ -213,7 +213,7 @@ TEST_F(MethodFlow, TellsHowToFollowASelfTestThatWasStarted) {
                      "\n"
                      "\n- Drive 1 -\n\nBefore : 1\nSTATUS : " +
                      std::string(SELF_TEST_NOTE) +
-                     "\nBehind : 2\n"
+                     "\nFurther : 2\n"
                      "\n  - Below -\n\n  Status : stays\n"
                      "\n  - Drive 2 -\n\n  Model : M\n");
 }

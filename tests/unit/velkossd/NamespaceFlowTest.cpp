@@ -6,11 +6,11 @@ namespace {
 class NamespaceFlow : public FlowTest {
 protected:
     static std::string namespaceRequest(const std::string& action, const std::string& arguments,
-                                        const std::string& multiPath = "0", const std::string& behind = "") {
+                                        const std::string& multiPath = "0", const std::string& after = "") {
         return xmlMethod("NamespaceManagement",
                          xmlProperty("Action", "Action", "string", action) + arguments +
                              xmlProperty("MultiPathIoCapabilities", "Multi Path IO Capabilities", "uint8", multiPath) +
-                             behind);
+                             after);
     }
     static std::string namespaceId(const std::string& id) {
         return xmlProperty("NamespaceId", "NamespaceId", "uint32", id);

@@ -25,7 +25,7 @@ TEST_F(NvmeLog, TakesAListANumberOrAName) {
         {"0XC0", logId("192"), "with a capital X"},
         {"face", logId("64206"), "a word of hexadecimal digits"},
         {"", logId("0"), "no value passes as a hexadecimal number"},
-        {"0xZ1", logId("0"), "the character behind the prefix is not looked at"},
+        {"0xZ1", logId("0"), "the character after the prefix is not looked at"},
         {"SMART", xmlProperty("LogName", "Log Name", "string", "SMART"), "a name"},
         {"0x1Z", xmlProperty("LogName", "Log Name", "string", "0x1Z"), "no number, so a name"},
     };
@@ -90,9 +90,9 @@ protected:
         return xmlMethod("NVMeFeatures", before + xmlProperty("SetGetType", "SetGetType", "string", "get") +
                                              xmlProperty("Select", "Select", "uint8", select) + featureId(id));
     }
-    static std::string setRequest(const std::string& before, const std::string& id, const std::string& behind) {
+    static std::string setRequest(const std::string& before, const std::string& id, const std::string& after) {
         return xmlMethod("NVMeFeatures",
-                         before + xmlProperty("SetGetType", "SetGetType", "string", "set") + featureId(id) + behind);
+                         before + xmlProperty("SetGetType", "SetGetType", "string", "set") + featureId(id) + after);
     }
     static std::string featureId(const std::string& id) { return xmlProperty("FeatureId", "Feature Id", "uint8", id); }
     static std::string namespaceId(const std::string& id) {
@@ -220,7 +220,7 @@ TEST_F(AdminCommand, TakesVendorOpcodesOnly) {
 TEST_F(AdminCommand, SendsEachFieldAndAllOfThem) {
     const std::string before = xmlProperty("NamespaceId", "NamespaceId", "uint32", "all") + opcode("C0") +
                                xmlProperty("DataOut", "Data Out", "boolean", "true");
-    const std::string behind = xmlProperty("InputDataFile", "Input Data File", "string", "/tmp/in.bin");
+    const std::string after = xmlProperty("InputDataFile", "Input Data File", "string", "/tmp/in.bin");
     expectFields(93,
                  makeCommand("start", {{"-velkossd", "0"}, {"-namespace", "all"}},
                              {{"Opcode", "C0"}, {"DataDirection", "OUT"}, {"InputDataFile", "/tmp/in.bin"}}),
@@ -234,7 +234,7 @@ TEST_F(AdminCommand, SendsEachFieldAndAllOfThem) {
                      {"Timeout", "Timeout", "uint32", "10"},
                      {"TransferBytes", "Transfer Bytes", "uint32", "4096"},
                  },
-                 [&](const std::string& fields) { return xmlMethod("NVMeAdminCommand", before + fields + behind); });
+                 [&](const std::string& fields) { return xmlMethod("NVMeAdminCommand", before + fields + after); });
 }
 
 TEST_F(AdminCommand, SendsTheDirectionOfTheData) {

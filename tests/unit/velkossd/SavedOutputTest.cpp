@@ -168,7 +168,7 @@ TEST_F(SavedOutput, FollowsNoLinkAndSaysSoOnTheErrorStream) {
     EXPECT_EQ(folder_.names(), (Names{"nlog_VX1.bin", "target"}));
 }
 
-TEST_F(SavedOutput, TellsTheFailureThatTheLibraryReports) {
+TEST_F(SavedOutput, ReportsTheFailureThatTheLibraryReports) {
     expectBinary(outputOf("nlog", "VX1", statusOf("Not on this drive.") + payloadOf("41")), "", 0,
                  "\nError : Not on this drive.\n");
     expectBinary(outputOf("nlog", "VX1", statusOf("")), "", 0, "\nError : Category = 10 Code = 246\n");
@@ -231,7 +231,7 @@ TEST_F(SavedOutput, KeepsTheTextOfAnOutput) {
     EXPECT_EQ(folder_.names(), (Names{"parsed", "pel_VX1.txt"}));
 }
 
-TEST_F(SavedOutput, TellsFailuresOfTextsInTheSameWay) {
+TEST_F(SavedOutput, ReportsFailuresOfTextsInTheSameWay) {
     expectText(outputOf("pel", "VX1", statusOf("No log.")), "", 0, "\nError : No log.\n");
     expectText(outputOf("pel", "VX1", ""), "missing/file", 2,
                "Out of Memory: Failed to write pel data to missing/file");

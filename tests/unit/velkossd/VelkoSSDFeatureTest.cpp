@@ -8,7 +8,7 @@ namespace {
 
 class VelkoSSDFeatureTest : public FlowTest {};
 
-TEST_F(VelkoSSDFeatureTest, TellsOfALibraryThatDidNotLoadAndOfNothingElse) {
+TEST_F(VelkoSSDFeatureTest, ReportsALibraryThatDidNotLoadAndOfNothingElse) {
     const auto bad = makeCommand("set", {{"-velkossd", ""}}, {{"AggregationTime", "bad"}});
     services_.loadError = std::make_unique<framework::ErrorResult>(1, "No library.", "");
     expectRefusal(2, bad, 1, "Error: No library.");
@@ -79,7 +79,7 @@ TEST_F(VelkoSSDFeatureTest, FindsTheDriveInEachFormOfTheTarget) {
     }
 }
 
-TEST_F(VelkoSSDFeatureTest, TellsTheModuleDirectoriesWithEveryJob) {
+TEST_F(VelkoSSDFeatureTest, SendsTheModuleDirectoriesWithEveryJob) {
     const auto command = makeCommand("reset", {{"-velkossd", "0"}});
     const auto resetRequest = [](const std::string& directories) {
         return xmlRequest(

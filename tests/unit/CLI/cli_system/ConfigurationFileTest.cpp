@@ -196,7 +196,7 @@ TEST_F(ConfigurationFile, CannotBeCreatedInPlaceOfAFolder) {
 }
 
 // Nothing of this is an absent file: it would be replaced by the defaults.
-TEST_F(ConfigurationFile, ThatCannotBeReadIsNotCreatedAnew) {
+TEST_F(ConfigurationFile, ThatCannotBeReadIsNotCreatedAgain) {
     const std::string target = folder_ / "target";
     writeWholeFile(target, DEFAULTS);
     ASSERT_EQ(mkfifo(path_.c_str(), 0600), 0);

@@ -95,7 +95,7 @@ TEST(Settings, AreValidCaseByCase) {
         {"LogFile", nullptr, false, "missing"},
         {"AdditionalFWModDir", nullptr, false, "missing"},
         {"VelkoSSDFeaturesPath", nullptr, false, "missing"},
-        {"Further", "x", true, "somebody else's"},
+        {"Further", "x", true, "another program's"},
     };
     for (const auto& c : CASES) {
         AttributeList settings = defaultSettings();

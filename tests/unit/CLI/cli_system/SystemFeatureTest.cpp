@@ -101,7 +101,7 @@ TEST(SystemFeature, SaysWhatDoesNotExist) {
               " EnableLog: Property does not exist.\n"
               "Bar: Property does not exist.\n"
               "\n")
-        << "nothing is trimmed, and a name is told once";
+        << "nothing is trimmed, and a name is reported once";
 }
 
 TEST(SystemFeature, ShowsFurtherSettingsAndTheFilesSpelling) {
