@@ -4,7 +4,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-/// Runs `body` in a process of its own, whose limits and rights may then be lowered, and tells whether it returned
+/// Runs `body` in a process of its own, whose limits and rights may then be lowered, and returns whether it returned
 /// true.
 template <typename Body>
 bool holdsInAChild(Body body) {
@@ -15,8 +15,8 @@ bool holdsInAChild(Body body) {
     return result == 0;
 }
 
-/// For such a body: from now on this process has the rights of nobody in particular. False when root cannot give its
+/// For such a body: from now on this process has the rights of an unprivileged user. False when root cannot give its
 /// rights up.
-inline bool becomeNobody() {
+inline bool dropPrivileges() {
     return geteuid() != 0 || (setgid(65534) == 0 && setuid(65534) == 0);
 }

@@ -67,7 +67,7 @@ TEST(AsyncEngine, OutcomeOfTheTransportReachesTheCallback) {
     engine.add(completions.command(7));
     engine.stop();
     ASSERT_TRUE(seen.has_value());
-    EXPECT_EQ(seen->statusCode, 25u) << "a failure goes through the callback stage all the same";
+    EXPECT_EQ(seen->statusCode, 25u) << "a failure still goes through the callback stage";
     EXPECT_EQ(seen->duration, 0.25);
     EXPECT_EQ(seen->payload.getSize(), 3u);
     EXPECT_EQ(seen->callerData1, 7u);
@@ -84,7 +84,7 @@ TEST(AsyncEngine, WithoutSendersTheSixtyFifthCommandWaits) {
     });
     EXPECT_TRUE(added.staysBelow(1));
 
-    // A stop wakes nobody here: there is no sender to make room.
+    // A stop wakes no thread here: there is no sender to make room.
     engine.stop();
     EXPECT_TRUE(added.staysBelow(1));
     EXPECT_EQ(completions.completed.count(), 0u);
@@ -536,7 +536,7 @@ TEST(AsyncEngine, LogsItsThreads) {
                                                "[debug] Leaving callback thread: slot 0"}));
 }
 
-// A field of what the kernel tells about a thread of this process.
+// A field of the kernel's report about a thread of this process.
 std::string ofThread(pid_t thread, const std::string& key) {
     std::ifstream file("/proc/self/task/" + std::to_string(thread) + "/status");
     for (std::string line; std::getline(file, line);)
@@ -568,7 +568,7 @@ TEST(AsyncEngine, IdleSenderLooksAgainEveryHalfSecondAndIdleCallbackThreadSleeps
     engine.stop();
 }
 
-// A command that notes its end, once somebody wants to know.
+// A command that notes its end, once a test asks for it.
 class MortalCommand : public NumberedCommand {
 public:
     using NumberedCommand::NumberedCommand;
@@ -612,7 +612,7 @@ TEST(AsyncEngineDeathTest, EndsTheProcessWhenDestroyedWithItsThreads) {
         "terminate called");
 }
 
-// Runs in a process of its own: exit status 0 when a thread that cannot be created is told as it should.
+// Runs in a process of its own: exit status 0 when a thread that cannot be created is reported as it should.
 void addWithoutMemoryForThreads() {
     Completions completions;
     HookedEngine engine(2, 2);
@@ -640,7 +640,7 @@ struct NextSlot : AsyncEngine {
 
 // The library is built against this order.
 TEST(AsyncEngine, VirtualOperationsKeepTheirSlots) {
-    EXPECT_EQ(virtualSlot(&AsyncEngine::getName), 2u);  // behind the two of the destructor
+    EXPECT_EQ(virtualSlot(&AsyncEngine::getName), 2u);  // after the two of the destructor
     EXPECT_EQ(virtualSlot(&AsyncEngine::onStart), 3u);
     EXPECT_EQ(virtualSlot(&AsyncEngine::onStop), 4u);
     EXPECT_EQ(virtualSlot(&AsyncEngine::send), 5u);

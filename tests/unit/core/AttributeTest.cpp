@@ -185,7 +185,7 @@ TEST(Attribute, GivesTheTextOfItsType) {
         {"hexValue", "", "0x0", "no value"},
         {"hexValue", "\x00\x00\x1A"s, "0x1A", "leading zero bytes dropped"},
         {"hexValue", "\x0A", "0x0A", "but not a leading zero digit"},
-        {"hexValue", "\x1A\x00"s, "0x1A00", "nor zero bytes behind"},
+        {"hexValue", "\x1A\x00"s, "0x1A00", "nor zero bytes at the end"},
         {"hexValue", "\0"s, "0x0", "zero"},
         {"hexValue", std::string(16, '\0'), "0x0", "zero of any length"},
         {"hexValue", "\x01\x23\x45\x67\x89\xAB\xCD\xEF\x01", "0x0123456789ABCDEF01", "any length"},
@@ -249,7 +249,7 @@ TEST(Attribute, ReadsTheTextsThatSuitItsType) {
         {"vectorOfStrings", "a~b", "a~b\0"s, "the joined strings"},
         {"hexValue", "0x1A", "\x1A", "with a prefix"},
         {"hexValue", "1a", "\x1A", "without a prefix"},
-        {"hexValue", "10", "\x10", "hexadecimal all the same"},
+        {"hexValue", "10", "\x10", "still hexadecimal"},
         {"hexValue", "0xABC", "\x0A\xBC", "an odd number of digits"},
         {"hexValue", "0X0", "\0"s, "zero"},
         {"hexValue", "0123456789ABCDEF0123456789ABCDEF01",
@@ -338,7 +338,7 @@ TEST(Attribute, IsOrderedByTheUpperCasedName) {
     EXPECT_FALSE(named("ABC") < named("abc"));
     EXPECT_TRUE(named("Serial") < named("SERIALNumber")) << "the shorter first";
     EXPECT_FALSE(named("SerialNumber") < named("serial"));
-    EXPECT_TRUE(named("aB") < named("a_")) << "upper-cased: 'B' stands before '_', 'b' would not";
+    EXPECT_TRUE(named("aB") < named("a_")) << "upper-cased: 'B' comes before '_', 'b' would not";
     EXPECT_TRUE(named("a") < named("\xC4")) << "bytes are unsigned";
 }
 
@@ -350,7 +350,7 @@ TEST(Attribute, EqualsOneOfTheSameNameAndType) {
     EXPECT_FALSE(small == Attribute("serialnumber", "one", typeUint8()));
     EXPECT_TRUE(small != Attribute("serialnumber", "one", typeUint8()));
     EXPECT_FALSE(small == Attribute("serialnumbers", "one", typeString()));
-    EXPECT_FALSE(small == Attribute("serialnumber", "one", "STRING")) << "types are compared as they stand";
+    EXPECT_FALSE(small == Attribute("serialnumber", "one", "STRING")) << "types are compared unchanged";
 }
 
 // An attribute that lost its value would read as one that the drive does not have.

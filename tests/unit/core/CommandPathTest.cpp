@@ -120,7 +120,7 @@ struct NextSlot : CommandPath {
 
 // The library is built against this order.
 TEST(CommandPath, VirtualOperationsKeepTheirSlots) {
-    EXPECT_EQ(virtualSlot(&CommandPath::getName), 2u);  // behind the two of the destructor
+    EXPECT_EQ(virtualSlot(&CommandPath::getName), 2u);  // after the two of the destructor
     EXPECT_EQ(virtualSlot(&CommandPath::setTimeoutSeconds), 3u);
     EXPECT_EQ(virtualSlot(&CommandPath::setTimeoutNanoseconds), 4u);
     EXPECT_EQ(virtualSlot(&CommandPath::closeConnection), 5u);

@@ -18,7 +18,7 @@ std::string textOfResult(const CommandResult& result) {
 CommandResult fullResult() {
     CommandResult result;
     result.command = std::make_unique<PlainCommand>("NVMe", "Identify");
-    result.status = Status(10, 25, "Told by the drive.");
+    result.status = Status(10, 25, "Reported by the drive.");
     uint8_t input[18];
     for (uint8_t i = 0; i < 18; ++i) input[i] = static_cast<uint8_t>(0xF0 + i);
     result.inputPayload = Payload(input, sizeof input);
@@ -57,7 +57,7 @@ TEST(CommandResult, ReadsAsTheHistoryLogShowsIt) {
               "01 AB\n"
               "Status Code: 25\n"
               "Status Category: 10\n"
-              "Status Message: Told by the drive.\n"
+              "Status Message: Reported by the drive.\n"
               "2024-Feb-29 23:59:58.999999\n"
               "2024-Mar-01 00:00:00\n"
               "Duration: 00:00:01.000001\n"

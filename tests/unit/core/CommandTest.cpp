@@ -66,7 +66,7 @@ struct NextAfterQueueable : QueueableCommand {
 
 // The library is built against this order.
 TEST(Command, VirtualOperationsKeepTheirSlots) {
-    EXPECT_EQ(virtualSlot(&Command::clone), 2u);  // behind the two of the destructor
+    EXPECT_EQ(virtualSlot(&Command::clone), 2u);  // after the two of the destructor
     EXPECT_EQ(virtualSlot(&Command::toString), 3u);
     EXPECT_EQ(virtualSlot(&Command::toXml), 4u);
     EXPECT_EQ(virtualSlot(static_cast<Command& (Command::*)(const Command&)>(&Command::operator=)), 5u);

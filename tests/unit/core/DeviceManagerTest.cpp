@@ -223,7 +223,7 @@ std::shared_ptr<Device> raidDevice(const std::string& path, const std::string& f
     return device;
 }
 
-TEST(DeviceManager, RaidMembersStandBehindAllOthersEachGroupByPath) {
+TEST(DeviceManager, RaidMembersComeAfterAllOthersEachGroupByPath) {
     const auto nameless = std::make_shared<Device>();
     EXPECT_EQ(scanned({raidDevice("/dev/a", "\1"), deviceAt("/dev/c"), raidDevice("/dev/B", std::string("\0", 1)),
                        raidDevice("/dev/\xE4", "\1"), raidDevice("/dev/b", "\2"), deviceAt("/dev/ca"),
@@ -233,7 +233,7 @@ TEST(DeviceManager, RaidMembersStandBehindAllOthersEachGroupByPath) {
         << "by unsigned bytes; only a first byte of 1 makes a member; no path counts as the empty one";
 }
 
-TEST(DeviceManager, EqualPathsStandSideBySide) {
+TEST(DeviceManager, EqualPathsAreAdjacent) {
     EXPECT_EQ(scanned({deviceAt("/dev/b"), deviceAt("/dev/a"), deviceAt("/dev/b")}),
               (Texts{"0 /dev/a", "1 /dev/b", "2 /dev/b"}));
 }
@@ -317,7 +317,7 @@ TEST(DeviceManager, ScanLogsWhatItFound) {
         << "and no second numbering without an LSI controller";
 }
 
-// Duplicates behind an LSI controller.
+// Duplicates on an LSI controller.
 
 TEST(DeviceManager, DriveSeenThroughLsiAndAnotherPathStaysUnderTheOther) {
     EXPECT_EQ(scanned({deviceAt("/dev/a", "S1"), deviceAt("LSI:0", "s1"), deviceAt("/dev/z", "S2")}),
@@ -351,7 +351,7 @@ TEST(DeviceManager, LsiRuleCaseByCase) {
         EXPECT_EQ(scanned({deviceAt(c.pathA, c.serialA), deviceAt(c.pathB, c.serialB)}).size(), c.left) << c.why;
 }
 
-TEST(DeviceManager, LsiRemovalLogsItsReasonsAndNumbersAnew) {
+TEST(DeviceManager, LsiRemovalLogsItsReasonsAndNumbersAgain) {
     const auto notes = std::make_shared<NotingConnection::Notes>();
     DeviceManager manager;
     manager.addConnection(NotingConnection("driver", notes));
@@ -373,7 +373,7 @@ TEST(DeviceManager, LsiRemovalLogsItsReasonsAndNumbersAnew) {
                               "[info] Serial Number B: s1",
                               "[info] DevicePath A = /dev/a",
                               "[info] DevicePath B = /dev/a",
-                              // the third meets nobody but itself
+                              // the third meets only itself
                               "[info] DevicePath A = /dev/b",
                               "[info] DevicePath B = /dev/b",
                               "[info] Device 0",
@@ -383,7 +383,7 @@ TEST(DeviceManager, LsiRemovalLogsItsReasonsAndNumbersAnew) {
     EXPECT_EQ(textOfAttribute(*manager.getDevices().front(), vocabulary::deviceStatus()), "Healthy");
 }
 
-TEST(DeviceManager, WithoutRemovalNothingIsNumberedAnew) {
+TEST(DeviceManager, WithoutRemovalNothingIsNumberedAgain) {
     DeviceManager manager;
     manager.addDevice(*deviceAt("LSI:0", "S1"));
     manager.addDevice(*deviceAt("/dev/a", "S2"));
@@ -400,35 +400,35 @@ TEST(DeviceManager, WithoutLsiNothingIsComparedAtAll) {
     EXPECT_EQ(log.list(), Texts());
 }
 
-// The rule as it is told, every pair looked at: what the tables behind removeDuplicateLSIDevices() are held against.
-struct Told {
+// The rule as it is written, every pair compared: the reference for the tables of removeDuplicateLSIDevices().
+struct Outcome {
     Texts left;
     Texts log;
 };
 
-Told compareAllPairs(const Devices& devices) {
-    Told told;
+Outcome compareAllPairs(const Devices& devices) {
+    Outcome outcome;
     const auto path = [](const auto& device) { return textOfAttribute(*device, vocabulary::devicePath()); };
     const auto serial = [](const auto& device) { return textOfAttribute(*device, vocabulary::serialNumber()); };
     for (const auto& candidate : devices) {
         bool removed = false;
         for (const auto& other : devices) {
             if (toLower(path(other)) == toLower(path(candidate))) {
-                told.log.push_back("[info] DevicePath A = " + path(other));
-                told.log.push_back("[info] DevicePath B = " + path(candidate));
+                outcome.log.push_back("[info] DevicePath A = " + path(other));
+                outcome.log.push_back("[info] DevicePath B = " + path(candidate));
             } else if (toLower(serial(other)) == toLower(serial(candidate))) {
-                told.log.push_back("[info] Serial Number A: " + serial(other));
-                told.log.push_back("[info] Serial Number B: " + serial(candidate));
+                outcome.log.push_back("[info] Serial Number A: " + serial(other));
+                outcome.log.push_back("[info] Serial Number B: " + serial(candidate));
                 removed = toLower(path(candidate)).find("lsi") != std::string::npos;
             }
             if (!removed) continue;
-            told.log.push_back("[info] LSI DevicePath = " + path(candidate));
-            told.log.push_back("[info] LSI Serial Number: " + serial(candidate));
+            outcome.log.push_back("[info] LSI DevicePath = " + path(candidate));
+            outcome.log.push_back("[info] LSI Serial Number: " + serial(candidate));
             break;
         }
-        if (!removed) told.left.push_back(path(candidate));
+        if (!removed) outcome.left.push_back(path(candidate));
     }
-    return told;
+    return outcome;
 }
 
 TEST(DeviceManager, LsiRemovalAgreesWithLookingAtEveryPair) {
@@ -442,7 +442,7 @@ TEST(DeviceManager, LsiRemovalAgreesWithLookingAtEveryPair) {
         }
         DeviceManager manager;
         for (const auto& device : devices) manager.addDevice(*device);
-        const Told told = compareAllPairs(devices);
+        const Outcome expected = compareAllPairs(devices);
         Texts left, lines;
         {
             const LogCapture log(LOGSEVERITY_INFO);
@@ -451,19 +451,19 @@ TEST(DeviceManager, LsiRemovalAgreesWithLookingAtEveryPair) {
         }
         for (const auto& device : manager.getDevices())
             left.push_back(textOfAttribute(*device, vocabulary::devicePath()));
-        ASSERT_EQ(left, told.left) << "run " << run;
+        ASSERT_EQ(left, expected.left) << "run " << run;
         const auto isNumbering = [](const std::string& line) { return line.rfind("[info] Device ", 0) == 0; };
         lines.erase(std::remove_if(lines.begin(), lines.end(), isNumbering), lines.end());
-        ASSERT_EQ(lines, told.log) << "run " << run;
+        ASSERT_EQ(lines, expected.log) << "run " << run;
 
         DeviceManager silent;
         for (const auto& device : devices) silent.addDevice(*device);
         silent.removeDuplicateLSIDevices();
-        EXPECT_EQ(silent.getDevices().size(), told.left.size()) << "the same without a log";
+        EXPECT_EQ(silent.getDevices().size(), expected.left.size()) << "the same without a log";
     }
 }
 
-// Every even device has a twin behind an LSI controller, every one a path of its own.
+// Every even device has a twin on an LSI controller, every one a path of its own.
 TEST(DeviceManager, ScansTenThousandDevices) {
     constexpr size_t COUNT = 10000;
     DeviceManager manager;
@@ -544,7 +544,7 @@ constexpr struct {
     {"SerialNumber", "SERIAL1", "first", "the first of two, ignoring case"},
     {"SerialNumber", "Serial3", "third", "exactly"},
     {"SerialNumber", "Serial", "-", "the whole text counts"},
-    {"SerialNumber", "", "-", "nobody has that"},
+    {"SerialNumber", "", "-", "no device has that"},
     {"CSMIIdentifiers", "2,5001020304050607", "second", "port and address"},
     {"CSMIIdentifiers", "0x2,5001020304050607", "second", "the port in hexadecimal"},
     {"CSMIIdentifiers", "2,0x5001020304050607", "second", "a prefix is dropped"},
@@ -559,7 +559,7 @@ constexpr struct {
     {"DriveId", "\\\\?\\scsi#disk&ven_x#4&1{1}#{2}", "-", "only the last brace is cut off"},
     {"DriveId", "scsi#disk&ven_x#4&1", "-", "without the prefix nothing is replaced"},
     {"DriveId", "\\\\?\\", "-", "the prefix alone is too short to be dropped"},
-    {"DriveId", "\\\\?\\{", "-", "nothing is left, and nobody has that"},
+    {"DriveId", "\\\\?\\{", "-", "nothing is left, and no device has that"},
     {"DriveId", "scsi", "-", "too short"},
     {"DriveId", "", "-", "too short"},
     {"DriveLetter", "c:\\", "first", "ignoring case"},
@@ -568,7 +568,7 @@ constexpr struct {
     {"DriveLetter", "/mnt", "-", "the whole text counts"},
     {"Path", "/DEV/NVME1", "second", "ignoring case"},
     {"Path", "/dev/nvme", "-", "the whole text counts"},
-    {"Path", "", "-", "nobody has that"},
+    {"Path", "", "-", "no device has that"},
     {"Generic", "serial3", "third", "a serial number"},
     {"Generic", "/dev/nvme1", "second", "or else a path"},
     {"Generic", "x", "-", "neither"},
@@ -647,7 +647,7 @@ TEST_F(DeviceLookup, CsmiNeedsFlagPortAndEightBytesOfAddress) {
 
 TEST_F(DeviceLookup, PnpStringIsComparedExactlyWithTheUpperCasedIdentifier) {
     set(*first, vocabulary::pnpString(), "scsi\\disk&ven_x\\4&1");
-    EXPECT_EQ(found("DriveId", "scsi\\disk&ven_x\\4&1"), "-") << "a device tells it in capitals";
+    EXPECT_EQ(found("DriveId", "scsi\\disk&ven_x\\4&1"), "-") << "a device reports it in capitals";
 }
 
 TEST_F(DeviceLookup, PrefixOfADriveIdIsDroppedOnlyFromSomethingLonger) {
@@ -656,7 +656,7 @@ TEST_F(DeviceLookup, PrefixOfADriveIdIsDroppedOnlyFromSomethingLonger) {
     EXPECT_EQ(found("DriveId", "\\\\?\\{"), "second") << "of which nothing is left";
 }
 
-TEST_F(DeviceLookup, RemovalNumbersTheOthersAnew) {
+TEST_F(DeviceLookup, RemovalNumbersTheOthersAgain) {
     EXPECT_EQ(manager.removeDevice(7), 0);
     EXPECT_EQ(manager.removeDevice(1), 1);
     EXPECT_EQ(listed(manager), (Texts{"0 /dev/nvme0", "1 /dev/nvme2"}));

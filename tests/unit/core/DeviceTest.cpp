@@ -193,7 +193,7 @@ TEST(Device, PartitionStatusAsksTheConnectionsOfThePathsInTheirOrder) {
     };
     device.addCommandPath(EchoPath("0 without a connection"));
     addPath("C", Status(0, 2, "of C"));
-    addPath("A", Status(0, 9, "unable to tell"));
+    addPath("A", Status(0, 9, "unable to report"));
     addPath("B", Status(0, 2, "of B"));
     EXPECT_EQ(textOf(device.getPartitionStatus()), "0/2 of B");
     EXPECT_EQ(*notes, (Notes{"partitions A", "partitions B"})) << "and not C any more";
@@ -211,7 +211,7 @@ TEST(Device, InitializeOpensChildrenThenOwnThenSharedConnections) {
     const auto notes = std::make_shared<Notes>();
     Device device;
     const auto child = std::make_shared<Device>();
-    child->getConnections() = {connectionNamed("of nobody", notes)};
+    child->getConnections() = {connectionNamed("unused", notes)};
     child->getOwnConnections() = {connectionNamed("child's own", notes)};
     device.getChildDevices() = {child};
     const auto own = connectionNamed("own", notes), shared = connectionNamed("shared", notes);
@@ -226,7 +226,7 @@ TEST(Device, InitializeOpensChildrenThenOwnThenSharedConnections) {
     EXPECT_EQ(child->getAttribute(vocabulary::deviceStatus()).getText(), "Healthy");
 }
 
-TEST(Device, InitializeTellsTheFirstFailureAndGoesOn) {
+TEST(Device, InitializeReportsTheFirstFailureAndGoesOn) {
     const auto notes = std::make_shared<Notes>();
     Device device;
     const auto first = connectionNamed("1", notes), second = connectionNamed("2", notes);
@@ -244,7 +244,7 @@ TEST(Device, InitializeTellsTheFirstFailureAndGoesOn) {
     EXPECT_EQ(textOf(parent.initialize()), "1/13 first") << "the child's comes first";
 }
 
-TEST(Device, InitializeTellsTheErrorOrThatAllIsWell) {
+TEST(Device, InitializeReportsTheErrorOrThatAllIsWell) {
     Device device;
     (void)device.initialize();  // without connections it cannot fail
     EXPECT_EQ(device.getAttribute(vocabulary::deviceStatus()).getText(), "Healthy");
@@ -274,7 +274,7 @@ TEST(Device, InitializeAssumesSectorsOf512Bytes) {
 
 constexpr struct {
     uint64_t lastAddress;
-    uint64_t sectorSize;  // 0: not told
+    uint64_t sectorSize;  // 0: not reported
     const char* size;
     const char* why;
 } SIZE_CASES[] = {
@@ -301,7 +301,7 @@ TEST(Device, InitializeWorksOutThePhysicalSize) {
 TEST(Device, InitializeLeavesAKnownOrUnknowablePhysicalSize) {
     Device device;
     (void)device.initialize();  // without connections it cannot fail
-    EXPECT_FALSE(device.hasAttribute("PhysicalSize")) << "without a last address there is no size to tell";
+    EXPECT_FALSE(device.hasAttribute("PhysicalSize")) << "without a last address there is no size to report";
     setNumber(device, vocabulary::maximumLBA(), 9);
     setNumber(device, vocabulary::physicalSize(), 77);
     (void)device.initialize();  // as above
@@ -352,7 +352,7 @@ struct NextSlot : Device {
 TEST(Device, VirtualOperationsKeepTheirSlots) {
     using Send = void (Device::*)(const Command&, CommandResult&);
     using SendPayload = void (Device::*)(const Command&, CommandResult&, const Payload&);
-    EXPECT_EQ(virtualSlot(&Device::supportsCommandSet), 2u);  // behind the two of the destructor
+    EXPECT_EQ(virtualSlot(&Device::supportsCommandSet), 2u);  // after the two of the destructor
     EXPECT_EQ(virtualSlot(static_cast<Send>(&Device::sendCommand)), 3u);
     EXPECT_EQ(virtualSlot(static_cast<SendPayload>(&Device::sendCommand)), 4u);
     EXPECT_EQ(virtualSlot(&NextSlot::next), 5u);

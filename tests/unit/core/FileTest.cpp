@@ -66,7 +66,7 @@ void limitFileSize(rlim_t bytes) {
 
 // Questions.
 
-TEST_F(File, TellsWhatAPathIs) {
+TEST_F(File, ReportsWhatAPathIs) {
     writeWholeFile(path_, "text");
     std::filesystem::create_directory(folder_ / "directory");
     std::filesystem::create_symlink("file", folder_ / "toFile");
@@ -116,7 +116,7 @@ TEST_F(File, ReadsAFileWhoseSizeIsNotKnown) {
     EXPECT_NE(text, "");
 }
 
-TEST_F(File, ReadsThroughALinkOnlyWhenTold) {
+TEST_F(File, ReadsThroughALinkOnlyOnRequest) {
     writeWholeFile(path_, "text");
     const std::string link = folder_ / "link";
     std::filesystem::create_symlink("file", link);
@@ -202,7 +202,7 @@ TEST_F(File, PutsANewFileInThePlaceOfTheOld) {
     std::filesystem::create_hard_link(path_, other);
     EXPECT_TRUE(writeFileAtomically(path_, "new").is(0, 0));
     EXPECT_EQ(readWholeFile(path_), "new");
-    EXPECT_EQ(readWholeFile(other), "old") << "whoever holds the old file keeps it as it was";
+    EXPECT_EQ(readWholeFile(other), "old") << "a reader that holds the old file keeps it as it was";
 }
 
 TEST_F(File, NeverWritesThroughALink) {
@@ -276,7 +276,7 @@ TEST_F(File, LeavesTheOldFileWhenItsOwnerCannotBeKept) {
     if (geteuid() != 0) GTEST_SKIP() << "only root can give a file away";
     writeWholeFile(path_, "old");
     ASSERT_EQ(chmod((folder_ / "").c_str(), 0777), 0);
-    EXPECT_TRUE(holdsInAChild([this] { return becomeNobody() && writeFileAtomically(path_, "new").is(1, EPERM); }));
+    EXPECT_TRUE(holdsInAChild([this] { return dropPrivileges() && writeFileAtomically(path_, "new").is(1, EPERM); }));
     EXPECT_EQ(readWholeFile(path_), "old");
     EXPECT_EQ(names(), std::vector<std::string>{"file"});
 }
@@ -286,7 +286,7 @@ TEST_F(File, LeavesTheOldFileWithoutTheRightToTheDirectory) {
     writeWholeFile(path_, "old");
     ASSERT_EQ(chmod(path_.c_str(), 0666), 0);
     ASSERT_EQ(chmod((folder_ / "").c_str(), 0755), 0);
-    EXPECT_TRUE(holdsInAChild([this] { return becomeNobody() && writeFileAtomically(path_, "new").is(1, EACCES); }));
+    EXPECT_TRUE(holdsInAChild([this] { return dropPrivileges() && writeFileAtomically(path_, "new").is(1, EACCES); }));
     EXPECT_EQ(readWholeFile(path_), "old");
 }
 

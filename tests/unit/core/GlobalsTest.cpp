@@ -12,7 +12,7 @@
 namespace ostrel::core {
 namespace {
 
-TEST(Globals, TellsTheDirectoryOfTheRunningProgram) {
+TEST(Globals, ReportsTheDirectoryOfTheRunningProgram) {
     const std::string path = getExecutablePath();
     EXPECT_EQ(path.front(), '/');
     EXPECT_EQ(path.back(), '/');
@@ -56,7 +56,7 @@ TEST(Globals, DropsStandardErrorOnRequest) {
 TEST(Globals, SaysWhenNoShellCanBeStarted) {
     const bool held = holdsInAChild([] {
         const rlimit none = {0, 0};
-        if (!becomeNobody() || setrlimit(RLIMIT_NPROC, &none) != 0) return false;
+        if (!dropPrivileges() || setrlimit(RLIMIT_NPROC, &none) != 0) return false;
         LogCapture log;
         std::string output = "kept";
         EXPECT_EQ(callCommand("echo x", output), 0);

@@ -59,7 +59,7 @@ TEST(Payload, KeepsItsBytesUntilTheLastCopyIsGone) {
     EXPECT_EQ(copy.at(2), 'c');
 }
 
-TEST(Payload, ThrowsAStatusBehindTheLastByte) {
+TEST(Payload, ThrowsAStatusAfterTheLastByte) {
     Payload payload("abc", 3);
     const Payload& constPayload = payload;
     EXPECT_EQ(payload.at(2), 'c');

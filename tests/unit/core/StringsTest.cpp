@@ -35,7 +35,7 @@ const struct {
     {"+1", false, false, "a sign"},
     {"-1", false, false, "a sign"},
     {" 1", false, false, "a blank before"},
-    {"1 ", false, false, "a blank behind"},
+    {"1 ", false, false, "a blank at the end"},
     {"1.5", false, false, "a fraction"},
     {"\xB2", false, false, "a superscript two of Latin-1 is no digit"},
     {"1\0"s, false, false, "a zero byte is no digit"},
@@ -49,7 +49,7 @@ const struct {
     {"0x1", false, true, "a prefix and a digit"},
     {"0xZ", false, true, "the character after the prefix is not looked at; callers depend on it"},
     {"0xZ1", false, true, "nor is it when more follows"},
-    {"0XZ1", false, true, "nor behind a capital X"},
+    {"0XZ1", false, true, "nor after a capital X"},
     {"0x 1", false, true, "nor when it is a blank"},
     {"0x-1", false, true, "nor when it is a sign"},
     {"0x1Z", false, false, "a bad digit further on"},
@@ -354,7 +354,7 @@ TEST(Strings, EqualsComparesWholeTexts) {
     EXPECT_FALSE(equals("[", "{", true)) << "not every pair that differs in one bit is a letter";
 }
 
-TEST(Strings, ReplaceAllGoesOnBehindTheInsertedText) {
+TEST(Strings, ReplaceAllGoesOnAfterTheInsertedText) {
     const struct {
         const char* text;
         const char* from;

@@ -17,7 +17,7 @@ TEST(System, HasTheNameOfItsHost) {
     EXPECT_EQ(System().getName(), "ESXi");
 }
 
-TEST(System, TellsAndLogsTheKernelsVersion) {
+TEST(System, ReportsAndLogsTheKernelsVersion) {
     utsname kernel = {};
     ASSERT_EQ(uname(&kernel), 0);
     const LogCapture log;
@@ -53,7 +53,7 @@ TEST(System, IsNotWindows) {
     EXPECT_EQ(System::pathSeparator(), "/");
 }
 
-TEST(System, TellsDevicePathsCaseByCase) {
+TEST(System, RecognizesDevicePathsCaseByCase) {
     const struct {
         const char* path;
         bool isDevicePath;

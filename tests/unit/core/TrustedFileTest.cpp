@@ -96,7 +96,7 @@ TEST_F(TrustedFileTest, RefusesWhatBelongsToAnotherUser) {
 }
 
 // Nothing else of the machine is owned as these tests need it: the owners of this process play the unmapped owner.
-TEST_F(TrustedFileTest, AcceptsTheUnmappedOwnerOnlyWhereNobodyElseMayWrite) {
+TEST_F(TrustedFileTest, AcceptsTheUnmappedOwnerOnlyWhereNoOtherUserMayWrite) {
     struct stat root = {}, own = {};
     ASSERT_EQ(stat("/", &root), 0);
     ASSERT_EQ(stat(path_.c_str(), &own), 0);
@@ -136,7 +136,7 @@ TEST_F(TrustedFileTest, OpensRegularFilesOnly) {
     EXPECT_EQ(open(path_ + "/below"), "1/20 Unable to open " + path_ + "/below: Not a directory");
 }
 
-TEST_F(TrustedFileTest, OpensAFolderThatNobodyElseMayWrite) {
+TEST_F(TrustedFileTest, OpensAFolderThatNoOtherUserMayWrite) {
     const std::string inner = std::filesystem::path(path_).parent_path();
     EXPECT_EQ(text(file_.openFolder(inner + "/")), SUCCESS);
     EXPECT_EQ(file_.realPath(), inner);

@@ -247,7 +247,7 @@ TEST_F(UserFileTest, WritesNoFileOfAnotherUserWhereOthersMayWrite) {
     EXPECT_EQ(ownerOf(folder_ / "home/new"), 0u);
 }
 
-TEST_F(UserFileTest, WritesToADeviceWhoeverOwnsIt) {
+TEST_F(UserFileTest, WritesToADeviceOfAnyOwner) {
     if (geteuid() != 0 || mknod((folder_ / "null").c_str(), S_IFCHR | 0666, makedev(1, 3)) != 0)
         GTEST_SKIP() << "no right to make a device";
     giveAway("null");

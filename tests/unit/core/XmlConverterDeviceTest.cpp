@@ -82,7 +82,7 @@ TEST(XmlConverter, CommandHistoryIsAListOldestFirst) {
     EXPECT_EQ(list->objects[1]->objects[0]->getAttribute("name"), "Second");
 }
 
-TEST(XmlConverter, CommandPathTellsItsNameAsItIs) {
+TEST(XmlConverter, CommandPathReportsItsNameAsItIs) {
     EXPECT_EQ(xmlOf(*XmlConverter::commandPathToXml(EchoPath(" A\t", 18446744073709551615u))),
               "<Object category=\"commandPath\"><Property name=\"name\" value=\" A\t\"/>"
               "<Property name=\"timeout\" value=\"18446744073709551615\"/></Object>");

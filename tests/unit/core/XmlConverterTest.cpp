@@ -34,7 +34,7 @@ std::string xmlOf(const XmlElement& element) {
     return out;
 }
 
-// With the log on the text is kept, and with the log off let go.
+// With the log on the text is kept, and with the log off freed.
 void expectSameOfATextGivenAway(const std::string& text, const std::string& expected) {
     std::string ownText = text;
     const auto element = XmlConverter::toXml(std::move(ownText));
@@ -68,12 +68,12 @@ void expectMalformed(const std::string& text) {
     EXPECT_TRUE(errors.lines() == expected + expected) << "wrong log lines for a text that was given away";
 }
 
-TEST(XmlConverter, LetsGoOfATextThatIsGivenAway) {
+TEST(XmlConverter, ReleasesATextThatIsGivenAway) {
     std::string text = "<Object><Property value='" + std::string(1000, 'x') + "'/></Object>";
     const auto element = XmlConverter::toXml(std::move(text));
     ASSERT_NE(element, nullptr);
     EXPECT_EQ(text.capacity(), std::string().capacity());  // NOLINT(bugprone-use-after-move): what is left of it
-    EXPECT_EQ(XmlConverter::toXml(std::string("<Object>")), nullptr) << "malformed, with nobody to tell";
+    EXPECT_EQ(XmlConverter::toXml(std::string("<Object>")), nullptr) << "malformed, without a log";
 }
 
 std::string nested(std::size_t levels) {
@@ -124,7 +124,7 @@ constexpr struct {
     {"<!-- comment --><Object/>", "null", "a comment is the first node"},
     {"<!-- comment -->", "null", "and also without any element"},
     {"<Other><Object/></Other>", "null", "a root that is none of the four elements"},
-    {"<object/>", "null", "tags are told apart by case"},
+    {"<object/>", "null", "tags are distinguished by case"},
     {"<Device/>", "null", "no tag, for all that it is a name"},
 
     // Of the children, those that have their place.
@@ -144,8 +144,7 @@ constexpr struct {
     {"<Property a='1'><Property/><Object/></Property>", R"(<Property a="1"/>)", "a property keeps no child"},
     {"<Object><!-- comment --><Property/><?pi?></Object>", "<Object><Property/></Object>", "comments are dropped"},
     {"<Property name='n'>value</Property>", R"(<Property name="n"/>)", "text is never read"},
-    {"<Object>text<Property/><![CDATA[<Property/>]]> text</Object>", "<Object><Property/></Object>",
-     "wherever it stands"},
+    {"<Object>text<Property/><![CDATA[<Property/>]]> text</Object>", "<Object><Property/></Object>", "wherever it is"},
     {"<Object><List><Object><List><Object><Property/></Object></List></Object></List></Object>",
      "<Object><List><Object><List><Object><Property/></Object></List></Object></List></Object>", "nested"},
     {"<Object></Other>", "<Object></Object>", "the reader does not compare the names of end tags"},

@@ -38,7 +38,7 @@ const struct {
     {"a&b", "a&amp;b"},
     {"a\"b", "a&quot;b"},
     {"a'b", "a&apos;b"},
-    {"&lt;", "&amp;lt;"},  // the same text as for "<": the two cannot be told apart behind the reader
+    {"&lt;", "&amp;lt;"},  // the same text as for "<": the two cannot be distinguished after the reader
     {"&amp;lt;", "&amp;amp;lt;"},
     {"<<>>", "&amp;lt;&amp;lt;&amp;gt;&amp;gt;"},
     {"<'&\">", "&amp;lt;&apos;&amp;&quot;&amp;gt;"},

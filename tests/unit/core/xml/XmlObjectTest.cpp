@@ -72,7 +72,7 @@ TEST(XmlObject, LeavesNamelessPropertiesWithAnEmptyNameWhenItFindsNothing) {
                              R"(<Object><Property name="absent" value="2"/></Object></Object>)");
 }
 
-TEST(XmlObject, GivesNoNameToPropertiesBehindTheRemovedOne) {
+TEST(XmlObject, GivesNoNameToPropertiesAfterTheRemovedOne) {
     XmlObject object;
     object.properties.push_back(std::make_unique<XmlProperty>());
     object.addProperty("a", "1");

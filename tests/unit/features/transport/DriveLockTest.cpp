@@ -145,7 +145,7 @@ TEST_F(DriveLockTest, WithoutAFolderThatCanBeWrittenThereIsNoLock) {
         text(DriveLock(locks_ + "/deeper").acquire("one")),
         "10/104 Unable to create file. The drive cannot be locked: " + locks_ + "/deeper: No such file or directory.");
     EXPECT_TRUE(holdsInAChild([&] {
-        if (::chmod((folder_ / "").c_str(), 0755) != 0 || !becomeNobody()) return false;
+        if (::chmod((folder_ / "").c_str(), 0755) != 0 || !dropPrivileges()) return false;
         ::chmod((folder_ / "").c_str(), 0555);
         return DriveLock(locks_).acquire("one").is(10, 104);
     }));
