@@ -91,7 +91,7 @@ TEST(ProgressLine, OneIsShownAtATime) {
     EXPECT_EQ(drawn(terminal.output(PATIENCE_MS)), CLEAR + "first: H:MM:SS elapsed\r");
 }
 
-TEST(ProgressLine, IsNotShownWhereNobodyAskedOrTheTerminalCannot) {
+TEST(ProgressLine, IsNotShownUnrequestedOrWhereTheTerminalCannot) {
     TerminalStderr terminal;
     const struct {
         const char* wish;

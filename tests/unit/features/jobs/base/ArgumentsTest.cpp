@@ -125,7 +125,7 @@ constexpr struct {
     {"0x10000000000000000", "more than 64 bits"},
 };
 
-TEST(Arguments, ABadNumberIsToldAndChangesNothing) {
+TEST(Arguments, ABadNumberIsReportedAndChangesNothing) {
     for (const auto& c : BAD_NUMBERS) {
         const xml::XmlObject object = request(c.text);
         std::optional<uint64_t> value = 5;
@@ -144,7 +144,7 @@ TEST(Arguments, TheLargestNumberFits) {
     EXPECT_EQ(value, UINT64_MAX);
 }
 
-TEST(Arguments, HexadecimalLimitsAreToldInHexadecimal) {
+TEST(Arguments, HexadecimalLimitsAreReportedInHexadecimal) {
     const xml::XmlObject object = request("100");
     std::optional<uint64_t> value;
     EXPECT_EQ(Arguments(object).number("Key", 255, value, Digits::HEX).getMessage(),

@@ -86,7 +86,7 @@ TEST(DriveJob, ShowsDrivesInTheirOrderAndAFailingOneAmongThem) {
 </Object>)");
 }
 
-TEST(DriveJob, DrivesWithOneSerialNumberAreToldApartByTheirNodes) {
+TEST(DriveJob, DrivesWithOneSerialNumberAreDistinguishedByTheirNodes) {
     FakeDrive first("S1", "/dev/nvme0");
     first.expect(getFeature(0x07).completes(11));
     FakeDrive second("S2", "/dev/nvme1");
@@ -110,7 +110,7 @@ TEST(DriveJob, DrivesWithOneSerialNumberAreToldApartByTheirNodes) {
 </Object>)");
 }
 
-TEST(DriveJob, ActsOnEachDriveAndTellsWhatWasDone) {
+TEST(DriveJob, ActsOnEachDriveAndReportsWhatWasDone) {
     FakeDrive first("S1", "/dev/nvme0");
     first.expect(setFeature(0x07, 0).completes());
     FakeDrive refusing("S2", "/dev/nvme1");

@@ -52,7 +52,7 @@ TEST(DriveOutput, FindsRequestedAttributesInAnyCase) {
               "\n");
 }
 
-TEST(DriveOutput, TellsRequestedAttributesThatAreNotThere) {
+TEST(DriveOutput, ReportsRequestedAttributesThatAreNotThere) {
     const AttributeList names = requested("Foo");
     DriveOutput out("S1", &names, nullptr);
     out.addAttributes("Health Sensors", temperature(38));

@@ -25,7 +25,7 @@ protected:
     }
 };
 
-TEST_F(DriveFactsTest, NothingIsAskedBeforeSomebodyWantsIt) {
+TEST_F(DriveFactsTest, NothingIsAskedBeforeItIsNeeded) {
     EXPECT_TRUE(facts_.failure().is(0, 0));
     EXPECT_EQ(&facts_.drive(), &drive_);
 }
@@ -80,7 +80,7 @@ TEST_F(DriveFactsTest, AnotherMakersPageIsNoOcpPage) {
     EXPECT_TRUE(facts_.failure().is(0, 0));
 }
 
-TEST_F(DriveFactsTest, AfterAFailedRoadNothingMoreIsAsked) {
+TEST_F(DriveFactsTest, AfterATransportErrorNothingMoreIsAsked) {
     fake_.expect(lookAtLog(0x02, 512).breaks(gone()));
     EXPECT_EQ(facts_.smart(), nullptr);
     EXPECT_TRUE(facts_.failure().is(0, 70));

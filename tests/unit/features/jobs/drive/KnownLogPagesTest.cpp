@@ -46,7 +46,7 @@ TEST_F(KnownPages, AreKeptByModelAndFirmware) {
     EXPECT_FALSE(pages_.contains(drive_, 0xC0)) << "another firmware";
 }
 
-TEST_F(KnownPages, OfADriveThatCannotTellWhoItIsAreNotKept) {
+TEST_F(KnownPages, OfADriveThatCannotIdentifyItselfAreNotKept) {
     nameModel(fake_, "");
     pages_.add(drive_, 0xC0);
     EXPECT_FALSE(pages_.contains(drive_, 0xC0));

@@ -107,7 +107,7 @@ TEST(Offers, NothingIsAskedAboutAFeatureThatAllControllersHave) {
     }
 }
 
-TEST(Offers, WhatIdentifyDoesNotAnnounceStandsInLog12h) {
+TEST(Offers, WhatIdentifyDoesNotAnnounceIsInLog12h) {
     for (const uint8_t fid : std::initializer_list<uint8_t>{0x03, 0x16, 0x80, 0x81, 0x85}) {
         SCOPED_TRACE(static_cast<int>(fid));
         FakeDrive unknown, with, without;

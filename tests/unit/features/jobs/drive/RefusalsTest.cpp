@@ -26,7 +26,7 @@ std::string told(Expected answer) {
     return std::to_string(status.getCategory()) + "/" + std::to_string(status.getCode()) + " " + status.getMessage();
 }
 
-TEST(Refusals, TheRowOfTypeAndCodeTellsTheMeaning) {
+TEST(Refusals, TheRowOfTypeAndCodeGivesTheMeaning) {
     EXPECT_EQ(told(identify(1).refuses(0x410A)),
               "10/28 Invalid LBA format. Identify failed on drive S1 (/dev/nvme0): Invalid Format (status code type "
               "0x1, status code 0x0A, opcode 0x06).");

@@ -49,7 +49,7 @@ const NamespaceUse UNREADABLE{Kind::UNREADABLE, "/dev/nvme0n1", "No", false};
 const NamespaceUse PARTITION{Kind::PARTITION, "/dev/nvme0n1p1", {}, false};
 const NamespaceUse ROOT{Kind::MOUNTED, "/dev/nvme0n1p2", "/", true};
 
-TEST(SafetyGate, ADriveThatNobodyUsesPasses) {
+TEST(SafetyGate, AnUnusedDrivePasses) {
     EXPECT_EQ(check({}), ALLOWED) << "no namespace";
     EXPECT_EQ(check({fakedrive::unusedNamespace(1), fakedrive::unusedNamespace(2)}), ALLOWED);
 }
@@ -97,7 +97,7 @@ TEST(SafetyGate, ContentCountsOnlyWhereItIsSaidTo) {
         << "what is used is refused all the same";
 }
 
-TEST(SafetyGate, AUseThatNoForceOverridesIsToldBeforeAPartition) {
+TEST(SafetyGate, AUseThatNoForceOverridesIsReportedBeforeAPartition) {
     EXPECT_EQ(check({usedNamespace(1, {PARTITION, MOUNTED})}),
               std::string(IN_USE) + "/dev/nvme0n1p1 is mounted on /data.");
     EXPECT_EQ(check({usedNamespace(1, {PARTITION}), usedNamespace(2, {HELD})}),
@@ -137,7 +137,7 @@ TEST(SafetyGate, TheSystemOnOneNamespaceProtectsTheWholeDrive) {
     EXPECT_EQ(check(namespaces), refused);
 }
 
-TEST(SafetyGate, AHostThatCannotTellIsARefusal) {
+TEST(SafetyGate, AHostThatCannotAnswerIsARefusal) {
     fakedrive::FakeDrive fake;
     fake.expect(fakedrive::Expected::host(HostRequest::USES).breaks(Status(1, 2, "System error. No table.")));
     nvme::Drive drive(*fake.device());
@@ -172,7 +172,7 @@ TEST(SafetyGate, MediaIsReadWhereContentCounts) {
     EXPECT_EQ(*checks, (MutePath::Checks{transport::UseCheck::CONTENT, transport::UseCheck::DESTROY}));
 }
 
-TEST(SafetyGate, AnAnswerThatTellsNothingIsARefusal) {
+TEST(SafetyGate, AnAnswerThatSaysNothingIsARefusal) {
     fakedrive::FakeDrive fake;
     fake.device()->addCommandPath(MutePath());
     nvme::Drive drive(*fake.device());

@@ -52,7 +52,7 @@ constexpr struct {
     {"VELKO X", false, 0xFF, false, Dialect::VELKO, "the maker's last"},
 };
 
-TEST(VendorDialect, ATableTellsWhoseFeatureItIs) {
+TEST(VendorDialect, ATableDecidesWhoseFeatureItIs) {
     for (const auto& c : FEATURES) {
         SCOPED_TRACE(c.why);
         FakeDrive fake;
@@ -96,7 +96,7 @@ TEST(VendorDialect, AListWithoutLogC0hIsBelievedByAWriterToo) {
     EXPECT_EQ(dialect, Dialect::VELKO);
 }
 
-TEST(VendorDialect, WhatCannotBeToldIsNotGuessed) {
+TEST(VendorDialect, WhatCannotBeDeterminedIsNotGuessed) {
     FakeDrive fake;
     nameModel(fake, "VELKO X");
     fake.expect(withoutList())

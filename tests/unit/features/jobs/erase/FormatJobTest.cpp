@@ -302,7 +302,7 @@ TEST_F(FormatJobTest, AControllerThatOnlyClaimsNamespaceManagementIsAskedForItsA
     EXPECT_EQ(run("Delete"), told("0/0 " + ERASED_1));
 }
 
-TEST_F(FormatJobTest, AFailureInTheMiddleTellsWhatWasDoneBefore) {
+TEST_F(FormatJobTest, AFailureInTheMiddleReportsWhatWasDoneBefore) {
     drive_.expect(hostUses({}))
         .expect(identify(1).answers(formatController()))
         .expect(identify(2).answers(namespaceList({1, 2})))
@@ -555,7 +555,7 @@ TEST_F(FormatJobTest, AnEraseThatIsNotAskedForDoesNotReachAll) {
 
 // The end.
 
-TEST_F(FormatJobTest, AFormatThatGoesOnBehindItsCommandIsWatchedToItsEnd) {
+TEST_F(FormatJobTest, AFormatThatGoesOnAfterItsCommandIsWatchedToItsEnd) {
     expectLook(1);
     drive_.expect(hostUses({unusedNamespace(1)}))
         .expect(formatCommand(1, 0x001).completes())
@@ -580,7 +580,7 @@ TEST_F(FormatJobTest, AnIndicatorThatTheNamespaceDoesNotHaveMeansNothing) {
     EXPECT_EQ(clock_->sleeps(), std::vector<uint64_t>());
 }
 
-TEST_F(FormatJobTest, AFormatThatNeverEndsIsTold) {
+TEST_F(FormatJobTest, AFormatThatNeverEndsIsReported) {
     expectLook(1);
     drive_.expect(hostUses({unusedNamespace(1)})).expect(formatCommand(1, 0x000).completes());
     for (int second = 0; second <= 3601; ++second) drive_.expect(identify(0, 1).answers(space().byte(32, 0x80 | 100)));
@@ -629,7 +629,7 @@ TEST_F(FormatJobTest, EachRefusalHasItsMeaning) {
     }
 }
 
-TEST_F(FormatJobTest, ADriveThatGoesAwayIsToldWhereverItHappens) {
+TEST_F(FormatJobTest, ADriveThatGoesAwayIsReportedWhereverItHappens) {
     const Expected steps[] = {
         hostUses({unusedNamespace(1)}), identify(1).answers(formatController()), identify(0, 1).answers(space()),
         hostUses({unusedNamespace(1)}), formatCommand(1, 0x000).completes(),     identify(0, 1).answers(space()),

@@ -282,7 +282,7 @@ TEST_F(SanitizeTest, ADriveThatAlwaysDeallocatesSaysByAFeatureWhetherItGoesOn) {
     EXPECT_EQ(run(words), told("0/70 The drive /dev/nvme0 is gone."));
 }
 
-TEST_F(SanitizeTest, OneThatRunsAlreadyIsTold) {
+TEST_F(SanitizeTest, OneThatRunsAlreadyIsReported) {
     drive_.expect(hostUses({}))
         .expect(identify(1).answers(sanitizingController()))
         .expect(askLog(log(RUNNING, 0x4000)));
@@ -301,7 +301,7 @@ int expectStandstill(FakeDrive& drive, int seconds) {
     return polls + 2;
 }
 
-TEST_F(SanitizeTest, OneThatStandsStillIsGivenUpAtTwiceTheDrivesEstimate) {
+TEST_F(SanitizeTest, OneThatStallsIsGivenUpAtTwiceTheDrivesEstimate) {
     const struct {
         uint32_t sanicap;
         Words words;
@@ -386,7 +386,7 @@ TEST_F(SanitizeTest, EachRefusalHasItsMeaning) {
     }
 }
 
-TEST_F(SanitizeTest, ADriveThatGoesAwayIsToldWhereverItHappens) {
+TEST_F(SanitizeTest, ADriveThatGoesAwayIsReportedWhereverItHappens) {
     const Expected steps[] = {
         hostUses({}), identify(1).answers(sanitizingController()), askLog(log(NEVER)),
         hostUses({}), sanitizeCommand(0x002).completes(),

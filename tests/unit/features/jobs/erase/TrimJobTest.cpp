@@ -268,7 +268,7 @@ TEST_F(TrimJobTest, EachRefusalHasItsMeaning) {
     }
 }
 
-TEST_F(TrimJobTest, ADriveThatGoesAwayIsToldWhereverItHappens) {
+TEST_F(TrimJobTest, ADriveThatGoesAwayIsReportedWhereverItHappens) {
     const Expected steps[] = {
         hostNamespaces({unusedNamespace(1)}),
         hostUses({}),

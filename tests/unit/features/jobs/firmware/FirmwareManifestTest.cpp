@@ -96,7 +96,7 @@ TEST(FirmwareManifest, EachKeyHasItsRule) {
     for (const auto& c : cases) EXPECT_EQ(fault(c.text), c.fault) << c.why << '\n' << c.text;
 }
 
-TEST(FirmwareManifest, WhatIsNoManifestIsToldApart) {
+TEST(FirmwareManifest, WhatIsNoManifestIsReportedSeparately) {
     EXPECT_EQ(fault(""), "it is not JSON: expected value in line 1");
     EXPECT_EQ(fault("{\n\"models\": }"), "it is not JSON: expected value in line 2");
     EXPECT_EQ(fault(MANIFEST + "x"), "it is not JSON: garbage after data in line 9");

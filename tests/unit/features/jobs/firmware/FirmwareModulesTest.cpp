@@ -81,7 +81,7 @@ TEST_F(FirmwareModulesTest, SeveralFoldersAreOne) {
     EXPECT_EQ(chosen(FirmwareModules(both + "~" + (other / "") + "~"), "FW2"), "b.bin") << "one is sent twice";
 }
 
-TEST_F(FirmwareModulesTest, WhatIsDamagedIsPassedOverAndTold) {
+TEST_F(FirmwareModulesTest, WhatIsDamagedIsPassedOverAndReported) {
     addModule(folder_, "good", {"FW2"});
     writeWholeFile(folder_ / "broken.json", "{");
     writeWholeFile(folder_ / "large.json", std::string(MOST_MANIFEST_BYTES + 1, ' '));
@@ -114,7 +114,7 @@ TEST_F(FirmwareModulesTest, AFolderThatOtherUsersCanChangeIsRefused) {
     }
 }
 
-TEST_F(FirmwareModulesTest, AFolderThatCannotBeReadIsTold) {
+TEST_F(FirmwareModulesTest, AFolderThatCannotBeReadIsReported) {
     writeWholeFile(folder_ / "file", "");
     EXPECT_EQ(FirmwareModules(folder_ / "file").faults(), " '" + (folder_ / "file") + "': Not a directory.");
 }

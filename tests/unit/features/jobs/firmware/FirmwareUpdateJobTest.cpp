@@ -208,7 +208,7 @@ TEST_F(FirmwareUpdateJobTest, WithoutTheSlotsNothingIsSent) {
     EXPECT_EQ(update(drive_), output(status(TITLE, "0", "70", "The drive /dev/nvme0 is gone.")));
 }
 
-TEST_F(FirmwareUpdateJobTest, RefusedCommitsAreTold) {
+TEST_F(FirmwareUpdateJobTest, RefusedCommitsAreReported) {
     const struct {
         uint16_t answer;
         const char* code;
@@ -240,7 +240,7 @@ TEST_F(FirmwareUpdateJobTest, RefusedCommitsAreTold) {
     EXPECT_EQ(update(drive_), output(status(TITLE, "0", "70", "The drive /dev/nvme0 is gone.")));
 }
 
-TEST_F(FirmwareUpdateJobTest, WhatFailsAfterTheCommitTellsThatItIsDone) {
+TEST_F(FirmwareUpdateJobTest, WhatFailsAfterTheCommitReportsThatItIsDone) {
     loaded(BY_RESET)
         .expect(commit(0, 1))
         .expect(Expected::host(transport::HostRequest::RESET_CONTROLLER).breaks(gone()));

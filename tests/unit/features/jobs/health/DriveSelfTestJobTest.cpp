@@ -109,7 +109,7 @@ TEST_F(DriveSelfTestJobTest, WhatNvmeDoesNotHaveIsRefusedWithoutACommand) {
     EXPECT_EQ(start(drive, "short", "later"), head + "A test runs 'captive' or 'offline', but not 'later'.");
 }
 
-TEST_F(DriveSelfTestJobTest, ADriveWithoutSelfTestsIsToldSo) {
+TEST_F(DriveSelfTestJobTest, ADriveWithoutSelfTestsIsReported) {
     FakeDrive drive;
     drive.expect(identify(0x01).answers(identifyController()));
     EXPECT_EQ(start(drive), output(status("10", "208", "Drive Self-Test Not Supported.")));
@@ -117,7 +117,7 @@ TEST_F(DriveSelfTestJobTest, ADriveWithoutSelfTestsIsToldSo) {
     EXPECT_EQ(show(drive), output(status("10", "208", "Drive Self-Test Not Supported.")));
 }
 
-TEST_F(DriveSelfTestJobTest, RefusalsAreTold) {
+TEST_F(DriveSelfTestJobTest, RefusalsAreReported) {
     FakeDrive drive;
     drive.expect(identify(0x01).answers(controller())).expect(selfTest(1).refuses(0x411D));
     EXPECT_EQ(start(drive), output(status("10", "209",
@@ -191,7 +191,7 @@ size_t secondsUntilGivenUp(const char* type, uint32_t code, uint16_t extendedMin
     return clock->sleeps().size();
 }
 
-TEST_F(DriveSelfTestJobTest, ATestThatStandsStillIsGivenUpAfterTwiceTheDrivesEstimate) {
+TEST_F(DriveSelfTestJobTest, ATestThatStallsIsGivenUpAfterTwiceTheDrivesEstimate) {
     EXPECT_EQ(
         secondsUntilGivenUp("short", 1, EXTENDED_MINUTES, 241,
                             "Drive/Host Timeout. No data loss expected. Drive S1 (/dev/nvme0), short self-test in "

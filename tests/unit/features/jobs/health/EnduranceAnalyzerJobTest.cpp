@@ -71,7 +71,7 @@ TEST_F(EnduranceAnalyzerJobTest, AResetKeepsTheWearOfTheMoment) {
     EXPECT_EQ(readWholeFile(baseline_), "TimeSeconds 1700000000\nPercentageUsed 3\nDataUnitsWritten 2000\n");
 }
 
-TEST_F(EnduranceAnalyzerJobTest, TheWearSinceTellsTheYearsThatAreLeft) {
+TEST_F(EnduranceAnalyzerJobTest, TheWearSinceGivesTheYearsThatAreLeft) {
     reset();
     now += 31557600;  // a year, in which 7 per cent went: 90 are left
     EXPECT_EQ(show(smartLog().byte(5, 10).le64(48, 12000)), R"(0/0
@@ -110,7 +110,7 @@ TEST_F(EnduranceAnalyzerJobTest, UnderSixtyMinutesItIsTooEarly) {
     EXPECT_EQ(showUnasked(), NOT_YET) << "the clock was set back";
 }
 
-TEST_F(EnduranceAnalyzerJobTest, WithoutWearThereIsNothingToTell) {
+TEST_F(EnduranceAnalyzerJobTest, WithoutWearThereIsNothingToReport) {
     reset();
     now += 3600;
     EXPECT_EQ(show(smartLog()), NO_WEAR);
@@ -196,7 +196,7 @@ constexpr struct {
     {"PercentageUsed 3\nTimeSeconds 1700000000\nDataUnitsWritten 2000\n", "another order"},
 };
 
-TEST_F(EnduranceAnalyzerJobTest, ADamagedBaselineIsToldAndAResetMendsIt) {
+TEST_F(EnduranceAnalyzerJobTest, ADamagedBaselineIsReportedAndAResetMendsIt) {
     std::filesystem::create_directory(folder_ / "lib");
     now += 7200;
     for (const auto& c : DAMAGED) {
@@ -223,7 +223,7 @@ TEST_F(EnduranceAnalyzerJobTest, ALinkInThePlaceOfTheBaselineIsNotFollowed) {
     EXPECT_EQ(readWholeFile(folder_ / "other"), "precious");
 }
 
-TEST_F(EnduranceAnalyzerJobTest, AFolderThatCannotBeMadeIsTold) {
+TEST_F(EnduranceAnalyzerJobTest, AFolderThatCannotBeMadeIsReported) {
     writeWholeFile(folder_ / "lib", "a file");
     FakeDrive drive;
     drive.expect(lookAtLog(0x02, 512).answers(smartLog()));

@@ -90,7 +90,7 @@ TEST(IdentifyJob, ShowsAttachedAndAllocatedNamespaces) {
 </Object>)");
 }
 
-TEST(IdentifyJob, AFullListOfNamespacesGoesOnBehindItsLast) {
+TEST(IdentifyJob, AFullListOfNamespacesGoesOnAfterItsLast) {
     FakeDrive drive;
     DriveBytes full(4096);
     std::string entries;
@@ -140,7 +140,7 @@ TEST(IdentifyJob, ShowsControllersOfTheSubsystemAndOfANamespace) {
 </Object>)");
 }
 
-TEST(IdentifyJob, AFullListOfControllersGoesOnBehindItsLast) {
+TEST(IdentifyJob, AFullListOfControllersGoesOnAfterItsLast) {
     FakeDrive drive;
     DriveBytes full(4096);
     full.le16(0, 2047);

@@ -170,7 +170,7 @@ TEST(VelkoSsdJob, TheCapacityIsThatOfAllNamespaces) {
                      inBytes("Physical Size", "PhysicalSize", "8", "sint64", "1073741824")));
 }
 
-TEST(VelkoSsdJob, TheStatusTellsEachWarning) {
+TEST(VelkoSsdJob, TheStatusReportsEachWarning) {
     FakeDrive drive;
     drive.expect(lookAtLog(0x02, 512).answers(smartLog().byte(0, 0x05)));
     VelkoSsdJob job;
@@ -249,7 +249,7 @@ TEST(VelkoSsdJob, KnowsItsProperties) {
     EXPECT_EQ(properties.count("WriteCacheSupported"), 1U);
 }
 
-TEST(VelkoSsdJob, AnUpdateIsToldByItsRevision) {
+TEST(VelkoSsdJob, AnUpdateIsReportedByItsRevision) {
     const TemporaryFolder folder;
     addModule(folder, "new", {"FW2", "2026-02-01", "FW1", "FAKE*"});
     addModule(folder, "future", {"FW3", "2026-03-01", "FW2", "FAKE*"});

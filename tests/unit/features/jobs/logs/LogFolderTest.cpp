@@ -38,7 +38,7 @@ TEST(LogFolder, IsNewWhateverIsThere) {
     EXPECT_EQ(temporary.names(), (Names{"S1", "S1-2", "S1-3", "S1-4"}));
 }
 
-TEST(LogFolder, TellsWhyItCannotBeMade) {
+TEST(LogFolder, ReportsWhyItCannotBeMade) {
     const TemporaryFolder temporary;
     LogFolder folder;
     EXPECT_EQ(textOf(LogFolder::create(temporary / "none", "S1", folder)),

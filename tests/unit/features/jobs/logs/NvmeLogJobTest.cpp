@@ -77,7 +77,7 @@ TEST(NvmeLogJob, ShowsAPageByNumberOrByName) {
     EXPECT_EQ(JobRun(job, JOBTYPE_METHOD).with("LogId", "0x3").on({&drive}), FIRMWARE_SLOTS);
 }
 
-TEST(NvmeLogJob, APageThatNobodyKnowsIsShownAsBytes) {
+TEST(NvmeLogJob, AnUnknownPageIsShownAsBytes) {
     FakeDrive drive;
     drive.expect(lookAtLog(0xCA, 20).answers(page(20, "0123456789ABCDEFGHIJ")));
     NvmeLogJob job;
@@ -124,7 +124,7 @@ TEST(NvmeLogJob, EveryFieldOfTheCommandIsHonoured) {
 </Object>)");
 }
 
-TEST(NvmeLogJob, TheRestOfAPageBehindAnOffsetIsShownAsBytes) {
+TEST(NvmeLogJob, TheRestOfAPageAfterAnOffsetIsShownAsBytes) {
     FakeDrive drive;
     drive.expect(identify(0x01).answers(identifyController()))
         .expect(logPage(0x03, 8, 504).dword(10, 0x00018003).answers(page(8, "the end.")));
@@ -335,7 +335,7 @@ const std::string PLAIN_LIST = R"(0/0
 </Object>
 </Object>)";
 
-TEST(NvmeLogJob, WithoutAListOfItsOwnTheControllersBitsTell) {
+TEST(NvmeLogJob, WithoutAListOfItsOwnTheControllersBitsDecide) {
     FakeDrive drive;
     drive.expect(identify(0x01).answers(identifyController()));
     NvmeLogJob job;
@@ -346,7 +346,7 @@ TEST(NvmeLogJob, WithoutAListOfItsOwnTheControllersBitsTell) {
     EXPECT_EQ(JobRun(job, JOBTYPE_METHOD).with("List", "True").on({&drive}), PLAIN_LIST);
 }
 
-TEST(NvmeLogJob, TheListHasAllThatTheBitsTellAndTheOcpPage) {
+TEST(NvmeLogJob, TheListHasAllThatTheBitsReportAndTheOcpPage) {
     FakeDrive drive;
     const DriveBytes identifyAll = identifyController()
                                        .byte(76, 0x08)     // ANA
@@ -387,7 +387,7 @@ TEST(NvmeLogJob, TheListHasAllThatTheBitsTellAndTheOcpPage) {
 }
 
 /// Without an identifier, or with 0: all that can be decoded.
-TEST(NvmeLogJob, AllPagesAreThoseThatTheDriveHasAndARefusedOneIsToldInItsPlace) {
+TEST(NvmeLogJob, AllPagesAreThoseThatTheDriveHasAndARefusedOneIsReportedInItsPlace) {
     for (const bool withZero : {false, true}) {
         FakeDrive drive;
         drive.expect(identify(0x01).answers(identifyController().le32(92, 0x100)))
@@ -506,7 +506,7 @@ TEST_F(NvmeLogFile, HoldsThePageByteForByte) {
     EXPECT_EQ(readWholeFile(file_), asText(firmwareSlots()));
 }
 
-TEST_F(NvmeLogFile, HoldsTheWholeOfALogWhoseHeaderTellsItsLength) {
+TEST_F(NvmeLogFile, HoldsTheWholeOfALogWhoseHeaderHoldsItsLength) {
     const DriveBytes header = DriveBytes(512).byte(0, 7).le16(8, 1).le16(10, 2).le16(12, 3);
     const DriveBytes whole = DriveBytes(2048).byte(0, 7).le16(8, 1).le16(10, 2).le16(12, 3).byte(2047, 0xEE);
     drive_.expect(identify(0x01).answers(withLongLogs()))

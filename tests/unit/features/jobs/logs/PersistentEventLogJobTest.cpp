@@ -79,7 +79,7 @@ TEST(PersistentEventLogJob, AContextThatIsThereIsReplaced) {
     EXPECT_EQ(act(drive, ""), DUMP);
 }
 
-TEST(PersistentEventLogJob, AFailureLeavesNoContextOfOursBehind) {
+TEST(PersistentEventLogJob, AFailureLeavesNoContextOfOurs) {
     FakeDrive drive;
     drive.expect(identify(0x01).answers(controller()))
         .expect(page(ESTABLISH).answers(header()))
@@ -119,7 +119,7 @@ TEST(PersistentEventLogJob, ReleasesAndAnswersWithoutAnOutput) {
     EXPECT_EQ(act(drive, "release"), "0/70 The drive /dev/nvme0 is gone.");
 }
 
-TEST(PersistentEventLogJob, ADriveWithoutTheLogIsTold) {
+TEST(PersistentEventLogJob, ADriveWithoutTheLogIsReported) {
     FakeDrive drive;
     drive.expect(identify(0x01).answers(identifyController()));
     EXPECT_EQ(act(drive, "new_context"),
@@ -217,7 +217,7 @@ TEST(PersistentEventLogParseJob, ALogThatIsTooLongToBeDecodedIsRefusedBeforeItIs
                   "': it has 4194305 bytes, and at most 4194304 can be taken.");
 }
 
-TEST(PersistentEventLogParseJob, AContextOfSomebodyElseIsUsedAndStays) {
+TEST(PersistentEventLogParseJob, AContextOfAnotherHostIsUsedAndStays) {
     FakeDrive drive;
     drive.expect(identify(0x01).answers(controller()))
         .expect(page(ESTABLISH).refuses(COMMAND_SEQUENCE_ERROR))
@@ -240,7 +240,7 @@ TEST(PersistentEventLogParseJob, ShowsADamagedFileUpToWhereItIsValid) {
     EXPECT_EQ(parseFile(folder / "log.bin"), expected);
 }
 
-TEST(PersistentEventLogParseJob, WhatIsNoSuchLogIsTold) {
+TEST(PersistentEventLogParseJob, WhatIsNoSuchLogIsReported) {
     const TemporaryFolder folder;
     writeWholeFile(folder / "text", "not a log at all, but longer than 20 bytes");
     EXPECT_EQ(parseFile(folder / "text"), "10/248 Could not parse Persistent Event Log, log may be corrupted. '" +

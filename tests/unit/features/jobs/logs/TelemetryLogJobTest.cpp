@@ -176,7 +176,7 @@ TEST(TelemetryLogJob, AFailureInTheMiddleLeavesNoPartOfALog) {
     }
 }
 
-TEST(TelemetryLogJob, ABadArgumentIsToldBeforeTheDriveIsAsked) {
+TEST(TelemetryLogJob, ABadArgumentIsReportedBeforeTheDriveIsAsked) {
     const FakeDrive drive;
     for (const char* area : {"0", "4", "none", "-1"}) {
         EXPECT_EQ(run(drive, {{"DataArea", area}}), std::string("10/36 Invalid value given for DataArea: '") + area +

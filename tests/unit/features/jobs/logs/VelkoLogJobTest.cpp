@@ -90,7 +90,7 @@ TEST(VelkoLogJob, ALogWithoutEntriesIsAFailure) {
     }
 }
 
-TEST(VelkoLogJob, ReadsAgainWhenSomebodyElseTookAPicture) {
+TEST(VelkoLogJob, ReadsAgainWhenAnotherHostTookAPicture) {
     FakeDrive drive;
     velko(drive)
         .expect(lookAtLog(0xD3, 64).answers(head("NLOG", 72, 5)))
@@ -148,7 +148,7 @@ TEST(VelkoLogJob, TakesNothingThatIsNotTheLog) {
     }
 }
 
-TEST(VelkoLogJob, OfSeveralDrivesThatHaveNoneEachIsTold) {
+TEST(VelkoLogJob, OfSeveralDrivesThatHaveNoneEachIsReported) {
     FakeDrive first("S1"), second("S2", "/dev/nvme1");
     VelkoLogJob job(JOB_EVENT_LOG);
     EXPECT_EQ(JobRun(job, JOBTYPE_METHOD).on({&first, &second}), R"(0/0

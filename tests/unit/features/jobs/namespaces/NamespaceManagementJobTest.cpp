@@ -161,7 +161,7 @@ TEST_F(NamespaceManagementJobTest, AControllerWithoutNamespaceManagement) {
 
 // Create.
 
-TEST_F(NamespaceManagementJobTest, TellsWhichNamespaceWasCreated) {
+TEST_F(NamespaceManagementJobTest, ReportsWhichNamespaceWasCreated) {
     expectLook();
     drive_.expect(createCommand(newNamespace(1000, 1000)).completes(3));
     EXPECT_EQ(run("create", {{"Size", "1000"}, {"MultiPathIoCapabilities", "0"}, {"NamespaceId", ""}}),
@@ -328,7 +328,7 @@ TEST_F(NamespaceManagementJobTest, TheNumberOfNamespacesIsLimited) {
     EXPECT_EQ(run("create", {{"Size", "9"}}), told(refused)) << "MNAN counts where it is given";
 }
 
-TEST_F(NamespaceManagementJobTest, MoreThanIsLeftIsToldWithWhatFits) {
+TEST_F(NamespaceManagementJobTest, MoreThanIsLeftIsReportedWithWhatFits) {
     const std::string left = "10/82 More free space is required to create the namespace. Drive S1 (/dev/nvme0) has ";
     expectLook();
     EXPECT_EQ(run("create", {{"Size", "2097153"}}),
@@ -393,7 +393,7 @@ TEST_F(NamespaceManagementJobTest, AmountsInOtherUnitsAreRoundedDownToGranules) 
                    "(/dev/nvme0)."));
 }
 
-TEST_F(NamespaceManagementJobTest, ASizeBetweenGranulesIsToldWithItsNeighbours) {
+TEST_F(NamespaceManagementJobTest, ASizeBetweenGranulesIsReportedWithItsNeighbours) {
     constexpr uint64_t MIB = 1 << 20;
     const DriveBytes thin = common().byte(24, 0x01);
     const std::string invalid = "10/269 Invalid Capacity. ";
@@ -533,7 +533,7 @@ TEST_F(NamespaceManagementJobTest, WhatIsLeftAloneMayBeInUse) {
 
 // Attach and detach.
 
-TEST_F(NamespaceManagementJobTest, AttachesToTheDrivesOwnControllerAndTellsTheNode) {
+TEST_F(NamespaceManagementJobTest, AttachesToTheDrivesOwnControllerAndReportsTheNode) {
     transport::HostNamespace withoutNode = unusedNamespace(2);
     withoutNode.node.clear();
     drive_.expect(identify(1).answers(managingController()))
@@ -682,7 +682,7 @@ TEST_F(NamespaceManagementJobTest, AControllerThatOnlyClaimsToHaveItCreatesNothi
                    "Invalid Namespace or Format (status code type 0x0, status code 0x0B, opcode 0x06)."));
 }
 
-TEST_F(NamespaceManagementJobTest, ASystemThatDoesNotLookAgainIsToldBehindWhatWasDone) {
+TEST_F(NamespaceManagementJobTest, ASystemThatDoesNotLookAgainIsReportedAfterWhatWasDone) {
     const Status failure(CATEGORY_OS, 5, "System error. No look.");
     drive_.expect(hostUses({}))
         .expect(identify(1).answers(managingController()))
@@ -699,7 +699,7 @@ TEST_F(NamespaceManagementJobTest, ASystemThatDoesNotLookAgainIsToldBehindWhatWa
               told("1/5 System error. No look. Namespace 2 was attached to controller 3."));
 }
 
-TEST_F(NamespaceManagementJobTest, ADriveThatGoesAwayIsToldWhereverItHappens) {
+TEST_F(NamespaceManagementJobTest, ADriveThatGoesAwayIsReportedWhereverItHappens) {
     const Expected create[] = {
         identify(1).answers(granularController()),      identify(0x10).answers(namespaceList({})),
         identify(0, 0xFFFFFFFF).answers(common()),      identify(0x16).answers(granularity(0, {{512, 512}})),

@@ -50,7 +50,7 @@ TEST(BackgroundProcessingJob, ADriveAtRest) {
                                   "no self-test is in progress", "no activation is pending", false));
 }
 
-TEST(BackgroundProcessingJob, ProgressIsTold) {
+TEST(BackgroundProcessingJob, ProgressIsReported) {
     FakeDrive drive;
     drive.expect(identify(0x01).answers(capableController()))
         .expect(lookAtLog(0x81, 512).answers(DriveBytes(512).le16(0, 0x4000).le16(2, 2)))
@@ -69,7 +69,7 @@ TEST(BackgroundProcessingJob, FirmwareThatWaitsIsNotAtWork) {
                                   "revision FW7 in slot 7 waits for a controller level reset", false));
 }
 
-TEST(BackgroundProcessingJob, ALogThatIsRefusedIsToldInItsPlace) {
+TEST(BackgroundProcessingJob, ALogThatIsRefusedIsReportedInItsPlace) {
     FakeDrive drive;
     drive.expect(identify(0x01).answers(capableController()))
         .expect(lookAtLog(0x81, 512).refuses(NO_SUCH_LOG))
@@ -129,7 +129,7 @@ std::string velkoAnswer(const std::string& flush, const std::string& maintenance
            "running.\"/>\n</Object>\n</Object>";
 }
 
-TEST(BackgroundProcessingJob, TheMakersDriveTellsOfItsOwnWork) {
+TEST(BackgroundProcessingJob, TheMakersDriveReportsOfItsOwnWork) {
     const struct {
         DriveBytes flush;
         DriveBytes background;

@@ -51,7 +51,7 @@ constexpr struct {
      "The selected drive does not support this feature. Force Flush failed on drive S1 (/dev/nvme0): Invalid Command "
      "Opcode (status code type 0x0, status code 0x01, opcode 0xC0)."},
 };
-TEST(ForceFlushJob, TellsWhatARefusalMeans) {
+TEST(ForceFlushJob, ReportsWhatARefusalMeans) {
     for (const auto& c : REFUSALS) {
         FakeDrive drive;
         velko(drive).expect(

@@ -43,7 +43,7 @@ TEST(NvmeResetJob, TheControllerIsAskedAfterItsReset) {
               answer(child("S1", "0", "0", "The controller was reset. It is ready and runs firmware FW?.")));
 }
 
-TEST(NvmeResetJob, EachDriveTellsWhatCameOfIt) {
+TEST(NvmeResetJob, EachDriveReportsWhatCameOfIt) {
     FakeDrive unsupported("S0", "/dev/nvme1");
     unsupported.expect(reset().breaks(statuses::featureNotSupported()));
     FakeDrive unplugged;

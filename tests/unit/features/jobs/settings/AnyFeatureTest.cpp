@@ -261,7 +261,7 @@ TEST(AnyFeature, ReadsC0ToC7AsOcpsOnAnOcpDriveAlone) {
 </Object>)x");
 }
 
-TEST(AnyFeature, TellsWhatTheDriveDoesNotHave) {
+TEST(AnyFeature, ReportsWhatTheDriveDoesNotSupport) {
     FakeDrive drive;
     drive.expect(identify(1).answers(identifyController().le16(322, 1))).expect(getFeature(0x10).refuses(0x4002));
     EXPECT_EQ(get({{"FeatureId", "0x10"}}, drive),
@@ -382,7 +382,7 @@ TEST(AnyFeature, DoesNotAskForASaveThatTheControllerDoesNotKnow) {
                "a power cycle."));
 }
 
-TEST(AnyFeature, TellsTheRefusalOfASet) {
+TEST(AnyFeature, ReportsTheRefusalOfASet) {
     FakeDrive drive;
     drive.expect(setFeature(0x07, 0x00030003).refuses(0x400C));
     EXPECT_EQ(

@@ -54,7 +54,7 @@ TEST(LatencyTrackingJob, ShowsTheBucketsOfReads) {
 </Object>)x");
 }
 
-TEST(LatencyTrackingJob, ShowsATypeOfWritesAndTellsWhichDriveCannot) {
+TEST(LatencyTrackingJob, ShowsATypeOfWritesAndReportsWhichDriveCannot) {
     FakeDrive drive, off("S2", "/dev/nvme1"), other("S3", "/dev/nvme2");
     velko(drive).expect(latencyLog(0xD2, 3).answers(DriveBytes(1024).put(0, {1, 0, 3, 1, 0, 0})));
     velko(off).expect(latencyLog(0xD2, 3).answers(DriveBytes(1024).put(0, {1, 0, 3, 0, 0, 0})));
@@ -80,7 +80,7 @@ TEST(LatencyTrackingJob, ShowsATypeOfWritesAndTellsWhichDriveCannot) {
 </Object>)x");
 }
 
-TEST(LatencyTrackingJob, TellsARefusal) {
+TEST(LatencyTrackingJob, ReportsARefusal) {
     FakeDrive refusing;
     velko(refusing).expect(latencyLog(0xD1, 0).refuses(NO_SUCH_LOG));
     EXPECT_EQ(show("True", "", {&refusing}),

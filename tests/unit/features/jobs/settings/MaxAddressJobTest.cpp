@@ -196,7 +196,7 @@ TEST(MaxAddressJob, WantsExactlyOneNamespace) {
         "10/241 Cannot run selected feature with the given configuration. Drive S1 (/dev/nvme0) has no namespace.");
 }
 
-TEST(MaxAddressJob, TellsTheRefusalOfTheSet) {
+TEST(MaxAddressJob, ReportsTheRefusalOfTheSet) {
     FakeDrive drive;
     oneNamespace(drive)
         .expect(readNative().answers(DriveBytes(16).le64(0, NATIVE)))

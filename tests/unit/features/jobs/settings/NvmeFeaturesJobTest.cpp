@@ -104,7 +104,7 @@ TEST(NvmeFeaturesJob, SaysThatTheDriveDoesNotHaveTheFeature) {
               "Invalid Field in Command (status code type 0x0, status code 0x02, opcode 0x0A).");
 }
 
-TEST(NvmeFeaturesJob, TellsTheDrivesRefusalOfAValue) {
+TEST(NvmeFeaturesJob, ReportsTheDrivesRefusalOfAValue) {
     FakeDrive drive;
     drive.expect(getFeature(0x0B).completes(0))
         .expect(identify(0x01).answers(identifyController()))

@@ -123,7 +123,7 @@ TEST(OcpErrorInjectionJob, WritesNothingToADriveOfAnotherDialect) {
     EXPECT_EQ(JobRun(job, JOBTYPE_GET_PROPERTIES).on({&drive}), refusal);
 }
 
-TEST(OcpErrorInjectionJob, TellsARefusalAndADriveThatIsGone) {
+TEST(OcpErrorInjectionJob, ReportsARefusalAndADriveThatIsGone) {
     FakeDrive refusing;
     refusing.expect(withoutList())
         .expect(ocpLog().answers(ocpSmart()))

@@ -99,7 +99,7 @@ TEST(OcpFeatureJob, RefusesABadValueBeforeAnythingIsSent) {
     }
 }
 
-TEST(OcpFeatureJob, TellsTheRefusalOfASet) {
+TEST(OcpFeatureJob, ReportsTheRefusalOfASet) {
     FakeDrive drive;
     drive.expect(withoutList())
         .expect(ocpLog().answers(ocpSmart()))
@@ -192,7 +192,7 @@ TEST(OcpFeatureJob, ShowsTheSavedValueAndTheCapabilities) {
 </Object>)x");
 }
 
-TEST(OcpFeatureJob, TellsWhichDriveCannotAnswer) {
+TEST(OcpFeatureJob, ReportsWhichDriveCannotAnswer) {
     FakeDrive other;
     other.expect(withoutList()).expect(ocpLog().answers(DriveBytes(512)));
     FakeDrive lacking("S2", "/dev/nvme1");

@@ -88,7 +88,7 @@ TEST(PowerGovernorJob, SetsTheMakersFeatureOnTheMakersDrive) {
     EXPECT_EQ(set("1", both), UNTIL_RESET);
 }
 
-TEST(PowerGovernorJob, TellsARefusalAndADriveThatIsGone) {
+TEST(PowerGovernorJob, ReportsARefusalAndADriveThatIsGone) {
     FakeDrive refusing;
     refusing.expect(identify(1).answers(threeStates()))
         .expect(getFeature(0x02).completes(0))

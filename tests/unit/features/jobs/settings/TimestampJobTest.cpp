@@ -109,7 +109,7 @@ TEST(TimestampJob, RefusesWhatDoesNotFitBeforeAnythingIsSent) {
               "10/36 Invalid property specified. TimestampOrigin cannot be set.");
 }
 
-TEST(TimestampJob, TellsARefusedSet) {
+TEST(TimestampJob, ReportsARefusedSet) {
     FakeDrive without;
     without.expect(setFeature(0x0E, 0).writes({1, 0, 0, 0, 0, 0, 0, 0}).refuses(0x4002));
     EXPECT_EQ(set("1", without),

@@ -8,7 +8,7 @@
 namespace features::jobs {
 namespace {
 
-TEST(SystemInformation, TellsOfThisMachine) {
+TEST(SystemInformation, DescribesThisMachine) {
     struct utsname kernel = {};
     ASSERT_EQ(::uname(&kernel), 0);
     const nvme::FieldTree tree = systemInformation();

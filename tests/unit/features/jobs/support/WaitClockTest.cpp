@@ -5,7 +5,7 @@
 namespace features::jobs {
 namespace {
 
-TEST(WaitClock, TimePassesWhileSomebodyWaits) {
+TEST(WaitClock, TimePassesDuringAWait) {
     const auto clock = systemWaitClock();
     const uint64_t before = clock->nowMs();
     clock->sleepMs(2);

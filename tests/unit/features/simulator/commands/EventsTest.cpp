@@ -57,7 +57,7 @@ TEST_F(EventsOfASimulatedDrive, ComeOnlyWhenTheyAreConfigured) {
     EXPECT_EQ(taken(), 0U);
 }
 
-TEST_F(EventsOfASimulatedDrive, TellCriticalWarnings) {
+TEST_F(EventsOfASimulatedDrive, ReportCriticalWarnings) {
     configure(0xFF);
     EXPECT_EQ(request(), Delivery::HELD);
     EXPECT_EQ(request(), Delivery::HELD);
@@ -73,7 +73,7 @@ TEST_F(EventsOfASimulatedDrive, TellCriticalWarnings) {
     EXPECT_EQ(taken(), 0x00020201U) << "spare";
 }
 
-TEST_F(EventsOfASimulatedDrive, TellThatASanitizeOperationIsOver) {
+TEST_F(EventsOfASimulatedDrive, ReportThatASanitizeOperationIsOver) {
     EXPECT_EQ(request(), Delivery::HELD);
     EXPECT_EQ(status(admin(0x84, 0, 2)), 0);
     EXPECT_EQ(taken(), 0U);

@@ -6,7 +6,7 @@ namespace {
 
 using IdentifyOfASimulatedDrive = SimulatedDrive;
 
-TEST_F(IdentifyOfASimulatedDrive, TellsWhoItIs) {
+TEST_F(IdentifyOfASimulatedDrive, ReportsItsIdentity) {
     const Bytes controllerData = identify(0x01);
     EXPECT_EQ(controllerData.size(), 4096U);
     EXPECT_EQ(text(controllerData, 4, 20), "SIM1                ");
@@ -18,7 +18,7 @@ TEST_F(IdentifyOfASimulatedDrive, TellsWhoItIs) {
     EXPECT_EQ(number(controllerData, 296, 8), 0U) << "the first namespace takes it all";
 }
 
-TEST_F(IdentifyOfASimulatedDrive, TellsItsFirstNamespace) {
+TEST_F(IdentifyOfASimulatedDrive, ReportsItsFirstNamespace) {
     const Bytes namespaceData = identify(0x00, 1);
     EXPECT_EQ(number(namespaceData, 0, 8), 131072U);
     EXPECT_EQ(number(namespaceData, 8, 8), 131072U);

@@ -32,7 +32,7 @@ TEST_F(LogPagesOfASimulatedDrive, AreListed) {
     EXPECT_EQ(number(identify(0x01), 352, 4), 0U);
 }
 
-TEST_F(LogPagesOfASimulatedDrive, TellTheEffectsOfCommands) {
+TEST_F(LogPagesOfASimulatedDrive, ReportTheEffectsOfCommands) {
     description.supportsFirmwareUpdate = false;
     description.supportsSanitize = false;
     describe();
@@ -113,7 +113,7 @@ TEST_F(LogPagesOfASimulatedDrive, CountTheDrivesLife) {
     EXPECT_EQ(number(smart, 128, 8), 25U);
 }
 
-TEST_F(LogPagesOfASimulatedDrive, TellHowMuchOfItsLifeAWornDriveHasUsed) {
+TEST_F(LogPagesOfASimulatedDrive, ReportHowMuchOfItsLifeAWornDriveHasUsed) {
     describe(ModelId::VELKO, 1 << 20);
     data.assign(512 * 1024, 1);
     for (int i = 0; i < 20; ++i) {  // ten times the drive's size: 1 % of the thousand that it takes

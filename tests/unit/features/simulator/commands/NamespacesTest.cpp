@@ -241,7 +241,7 @@ TEST_F(NamespacesOfASimulatedDrive, CarryMetadata) {
     EXPECT_EQ(data, Bytes(512, 9));
 }
 
-TEST_F(NamespacesOfASimulatedDrive, TellTheirChangesOnce) {
+TEST_F(NamespacesOfASimulatedDrive, ReportTheirChangesOnce) {
     EXPECT_EQ(attach(1, 1), 0);
     EXPECT_EQ(status(admin(0x02, 0xFFFFFFFF, 0x00018004)), 0) << "8 bytes, the event is retained";
     EXPECT_EQ(data, (Bytes{1, 0, 0, 0, 0, 0, 0, 0}));

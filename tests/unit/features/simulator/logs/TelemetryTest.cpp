@@ -58,7 +58,7 @@ TEST_F(TelemetryOfASimulatedDrive, CaptureHasThreeAreas) {
         << "area 3 holds the persistent event log";
 }
 
-TEST_F(TelemetryOfASimulatedDrive, CaptureStandsStillUntilTheNext) {
+TEST_F(TelemetryOfASimulatedDrive, CaptureIsUnchangedUntilTheNext) {
     const Bytes whole = piece(0x07, 0, 6144, 1);
     clock.advanceMs(3600000);
     data.assign(4096, 1);

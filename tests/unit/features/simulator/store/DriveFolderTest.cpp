@@ -53,7 +53,7 @@ TEST_F(FolderOfASimulatedDrive, IsWrittenOnlyWhenSomethingChanged) {
     EXPECT_NE(readWholeFile(path() + "/state"), before);
 }
 
-TEST_F(FolderOfASimulatedDrive, TellsWhatIsDamaged) {
+TEST_F(FolderOfASimulatedDrive, ReportsWhatIsDamaged) {
     const std::string state = readWholeFile(path() + "/state");
     const std::string description = readWholeFile(path() + "/description.ini");
     EXPECT_EQ(failure(), "0/0 Completed successfully.");

@@ -84,7 +84,7 @@ TEST(PatternFile, AFileThatEndsEarlyIsUnreadableThere) {
     EXPECT_EQ(comparison.first, UNIT - 8192);
 }
 
-TEST(PatternFile, AFolderThatIsNotThereIsTold) {
+TEST(PatternFile, AFolderThatIsNotThereIsReported) {
     PatternFile file(0);
     EXPECT_EQ(textOf(file.create("/nonexistent/folder")),
               "10/104 Unable to create file. Cannot create a file in /nonexistent/folder: No such file or directory.");

@@ -83,7 +83,7 @@ TEST_F(HealthScan, ReadsAHealthyDrive) {
     EXPECT_EQ(drive.blocksRead(), std::vector<unsigned>(5000, 1));
 }
 
-TEST_F(HealthScan, TellsWhichBlocksCannotBeRead) {
+TEST_F(HealthScan, ReportsWhichBlocksCannotBeRead) {
     MediaDrive drive(5000);
     drive.unreadable = {0, 100, 101, 4999};
     EXPECT_EQ(readScan(drive),
@@ -92,7 +92,7 @@ TEST_F(HealthScan, TellsWhichBlocksCannotBeRead) {
                          readPart(blocks(5000, 4996, 4) + property("Unreadable LBAs", "0 100-101 4999"))));
 }
 
-TEST_F(HealthScan, OfManyRangesTheFirstAreTold) {
+TEST_F(HealthScan, OfManyRangesTheFirstAreReported) {
     MediaDrive drive(5000);
     std::string ranges;
     for (uint64_t i = 0; i < 20; ++i) {
@@ -461,7 +461,7 @@ TEST_F(HealthScan, WithoutAFolderItMakesADatedOne) {
     EXPECT_EQ(namesIn(folder_ / "HealthScan_2025-11-16_10-20-26/S1"), FILES);
 }
 
-TEST_F(HealthScan, AFolderThatIsNotThereIsToldBeforeTheDriveIsAsked) {
+TEST_F(HealthScan, AFolderThatIsNotThereIsReportedBeforeTheDriveIsAsked) {
     const FakeDrive drive;
     const std::string none = folder_ / "none";
     EXPECT_EQ(run().with("StoreLogs", "true").with("DirectoryPath", none).on({&drive}),
@@ -470,7 +470,7 @@ TEST_F(HealthScan, AFolderThatIsNotThereIsToldBeforeTheDriveIsAsked) {
               "10/196 Directory does not exist. '" + none + "'.");
 }
 
-TEST_F(HealthScan, AFolderThatCannotBeMadeIsTold) {
+TEST_F(HealthScan, AFolderThatCannotBeMadeIsReported) {
     FakeDrive drive;
     drive.expect(look(0x02, 512).answers(smartLog())).expect(identify(0x01).answers(identifyController()));
     EXPECT_EQ(
@@ -518,7 +518,7 @@ TEST_F(HealthScan, ALogWithoutRoomIsAFailureAlsoAfterARefusedCommand) {
     EXPECT_NE(answered.find(property("Files", "1") + property("Not completed", reason)), std::string::npos) << answered;
 }
 
-TEST_F(HealthScan, ARoadThatFailsEndsTheLogs) {
+TEST_F(HealthScan, ATransportErrorEndsTheLogs) {
     FakeDrive drive;
     drive.expect(look(0x02, 512).answers(smartLog()))
         .expect(identify(0x01).answers(manyLogs()))

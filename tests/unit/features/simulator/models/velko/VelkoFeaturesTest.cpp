@@ -163,7 +163,7 @@ TEST_F(VelkoFeatures, MaximumLbaResizesTheOnlyNamespace) {
     EXPECT_EQ(number(identify(0x01), 296, 8), 0U);
 }
 
-TEST_F(VelkoFeatures, MaximumLbaTellsHostsOfTheChange) {
+TEST_F(VelkoFeatures, MaximumLbaNotifiesHostsOfTheChange) {
     EXPECT_EQ(setMaximumLba({0xFF, 0xFF}), 0);
     EXPECT_EQ(number(log(0x04, 4096), 0, 8), 1U) << "namespace 1 has changed";
 }

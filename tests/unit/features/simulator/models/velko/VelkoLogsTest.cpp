@@ -181,7 +181,7 @@ TEST_F(VelkoLogs, APictureStaysUntilTheNextOneIsTaken) {
     EXPECT_EQ(number(logAt(0xD5, 160, 4), 0, 4), number(header, 60, 4) + 2) << "a reset ends the picture";
 }
 
-TEST_F(VelkoLogs, EventLogAndNlogTellWhatHappened) {
+TEST_F(VelkoLogs, EventLogAndNlogRecordWhatHappened) {
     clock.advanceMs(1000);
     EXPECT_EQ(set(0xC6, 1), 0);               // event 8
     EXPECT_EQ(set(0xC6, 3), 0x4002);          // of the nlog alone
