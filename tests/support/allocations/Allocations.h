@@ -2,7 +2,7 @@
 
 #include <cstddef>
 
-/// Global operator new, in programs that link this: it counts, and it fails when told to.
+/// Global operator new, in programs that link this: it counts, and it fails on request.
 namespace test {
 
 /// All bytes asked for since the program started.

@@ -20,7 +20,7 @@ namespace {
 using cli::FeatureLibraryBinding;
 using cli::framework::ResultBase;
 
-void tell(const std::string& what, const std::unique_ptr<ResultBase>& result) {
+void print(const std::string& what, const std::unique_ptr<ResultBase>& result) {
     if (result == nullptr)
         std::cout << what << ": null\n";
     else
@@ -33,7 +33,7 @@ void send(const std::string& name) {
     std::string text = "(none)";
     ostrel::core::Status status(7, 8, "(none)");
     try {
-        tell("send", FeatureLibraryBinding::getInstance().sendRequest(request, text, status));
+        print("send", FeatureLibraryBinding::getInstance().sendRequest(request, text, status));
     } catch (const std::exception& exception) {
         std::cout << "send threw: " << exception.what() << "\n";
     }
@@ -47,7 +47,7 @@ bool obey(const std::string& argument) {
     const std::string key = argument.substr(0, argument.find('='));
     const std::string value = argument.substr(std::min(key.size() + 1, argument.size()));
     if (key == "loadError") {
-        tell("loadError", FeatureLibraryBinding::getInstance().takeLoadError());
+        print("loadError", FeatureLibraryBinding::getInstance().takeLoadError());
     } else if (key == "send") {
         send(value);
     } else if (key == "disableLoggerIfOff") {

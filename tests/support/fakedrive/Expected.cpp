@@ -107,16 +107,16 @@ Expected& Expected::refuses(uint16_t statusField, uint32_t dword0) {
 }
 
 Expected& Expected::breaks(const Status& status) {
-    road_ = status;
+    transportStatus_ = status;
     return *this;
 }
 
-Expected& Expected::tells(std::vector<HostNamespace> namespaces) {
+Expected& Expected::reports(std::vector<HostNamespace> namespaces) {
     namespaces_ = std::move(namespaces);
     return *this;
 }
 
-Expected& Expected::tells(HostLocation location) {
+Expected& Expected::reports(HostLocation location) {
     location_ = std::move(location);
     return *this;
 }
@@ -164,12 +164,12 @@ std::string Expected::text(const HostCommand& command, bool withTimeout) {
 
 void Expected::answer(CommandResult& result) const {
     if (action_) action_();
-    result.status = road_;
-    if (!road_.is(0, 0)) return;
+    result.status = transportStatus_;
+    if (!transportStatus_.is(0, 0)) return;
     if (host_) {
-        auto told = std::make_unique<HostResult>(namespaces_);
-        told->location = location_;
-        result.protocolResult = std::move(told);
+        auto hostResult = std::make_unique<HostResult>(namespaces_);
+        hostResult->location = location_;
+        result.protocolResult = std::move(hostResult);
         return;
     }
     result.protocolResult = std::make_unique<Completion>(statusField_, dword0_);
@@ -202,15 +202,15 @@ Expected setFeature(uint8_t fid, uint32_t dword11, bool save, uint32_t nsid) {
 }
 
 Expected hostNamespaces(std::vector<HostNamespace> namespaces) {
-    return Expected::host(HostRequest::NAMESPACES).tells(std::move(namespaces));
+    return Expected::host(HostRequest::NAMESPACES).reports(std::move(namespaces));
 }
 
 Expected hostUses(std::vector<HostNamespace> namespaces) {
-    return Expected::host(HostRequest::USES).tells(std::move(namespaces));
+    return Expected::host(HostRequest::USES).reports(std::move(namespaces));
 }
 
 Expected hostLocation(HostLocation location) {
-    return Expected::host(HostRequest::LOCATION).tells(std::move(location));
+    return Expected::host(HostRequest::LOCATION).reports(std::move(location));
 }
 
 HostNamespace unusedNamespace(uint32_t nsid) {

@@ -43,11 +43,11 @@ public:
     Expected& completes(uint32_t dword0 = 0);
     /// The drive's refusal: type and code in the low 11 bits, Do Not Retry 4000h.
     Expected& refuses(uint16_t statusField, uint32_t dword0 = 0);
-    /// The road fails: the drive was not reached, or its answer was not.
+    /// A transport error: the drive was not reached, or its answer was not.
     Expected& breaks(const ostrel::core::Status& status);
     /// The host's answer.
-    Expected& tells(std::vector<features::transport::HostNamespace> namespaces);
-    Expected& tells(features::transport::HostLocation location);
+    Expected& reports(std::vector<features::transport::HostNamespace> namespaces);
+    Expected& reports(features::transport::HostLocation location);
     /// Called when the command arrives, before it is answered.
     Expected& then(std::function<void()> action);
 
@@ -73,7 +73,7 @@ private:
     std::optional<uint32_t> timeoutMs_;
     DriveBytes written_;
     DriveBytes data_;
-    ostrel::core::Status road_;
+    ostrel::core::Status transportStatus_;
     uint16_t statusField_ = 0;
     uint32_t dword0_ = 0;
     std::vector<features::transport::HostNamespace> namespaces_;
@@ -88,11 +88,11 @@ Expected logPage(uint8_t lid, uint32_t bytes, uint64_t offset = 0, uint32_t nsid
 /// Get Features. `select`: 0 current, 1 default, 2 saved, 3 capabilities.
 Expected getFeature(uint8_t fid, uint8_t select = 0, uint32_t nsid = 0, uint32_t dataBytes = 0);
 Expected setFeature(uint8_t fid, uint32_t dword11, bool save = false, uint32_t nsid = 0);
-/// What the host tells of the namespaces, and of their uses.
+/// What the host reports of the namespaces, and of their uses.
 Expected hostNamespaces(std::vector<features::transport::HostNamespace> namespaces);
 Expected hostUses(std::vector<features::transport::HostNamespace> namespaces);
 Expected hostLocation(features::transport::HostLocation location = {});
-/// A namespace of 1 GiB in blocks of 512 bytes on /dev/nvme0nN, which nobody uses.
+/// A namespace of 1 GiB in blocks of 512 bytes on /dev/nvme0nN, which is unused.
 features::transport::HostNamespace unusedNamespace(uint32_t nsid);
 
 }  // namespace fakedrive

@@ -28,7 +28,7 @@ public:
 
     /// Blocks with an Unrecovered Read Error.
     std::set<uint64_t> unreadable;
-    /// The road fails at a command that reaches this block.
+    /// A transport error at a command that reaches this block.
     uint64_t breaksAt = UINT64_MAX;
     /// What the system takes at a time: more is EINVAL.
     uint32_t mostBlocks = UINT32_MAX;
@@ -37,7 +37,7 @@ public:
     uint8_t criticalWarning = 0;
     std::vector<features::transport::HostNamespace> namespaces;
 
-    /// How often each block came back.
+    /// How often each block was read.
     std::vector<unsigned> blocksRead() const;
     unsigned mostInFlight() const;
 

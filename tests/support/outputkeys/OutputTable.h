@@ -7,12 +7,11 @@ namespace outputkeys {
 
 /// One key of an answer, as docs/output.md shows it.
 struct OutputKey {
-    std::string
-        object;        ///< the heading without the drive, " > " before that of a part; "*" stands for a number or name
-    std::string key;   ///< "*" as above
-    std::string kind;  ///< "number", "hexadecimal", "flag", "word", "text", "bytes" (of MB, GB or TB), "part"
+    std::string object;  ///< the heading without the drive, " > " before that of a part; "*" matches a number or name
+    std::string key;     ///< "*" as above
+    std::string kind;    ///< "number", "hexadecimal", "flag", "word", "text", "bytes" (of MB, GB or TB), "part"
     std::string unit;
-    std::string words;  ///< that may stand in a number's place, or all that a "word" may be: with "|" between them
+    std::string words;  ///< that may replace a number, or all that a "word" may be: with "|" between them
     std::string meaning;
     std::string absent;  ///< when; empty: never, but for a structure that an old drive cuts short
 };

@@ -53,7 +53,7 @@ const char* kindOf(const FieldRow& row) {
     }
 }
 
-/// What may stand in a number's place.
+/// What may replace a number.
 std::string wordsOf(const FieldRow& row) {
     std::string words;
     const auto add = [&](const std::string& word) { words.append(words.empty() ? "" : "|").append(word); };
@@ -92,7 +92,7 @@ void printOfFeatures(const std::vector<Structure>& structures) {
     }
 }
 
-/// Fields of the first `bytes` of a structure that stand among attributes, under names without blanks.
+/// Fields of the first `bytes` of a structure that are among attributes, under names without blanks.
 void printAmongAttributes(const std::string& object, const std::vector<Structure>& structures,
                           const std::string& structureName, bool byWords, size_t bytes = 4096) {
     for (const Structure& structure : structures) {

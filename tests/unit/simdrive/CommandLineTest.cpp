@@ -20,7 +20,7 @@ TEST(CommandLine, TakesNamesAndOptionsInAnyOrder) {
     EXPECT_EQ(line.option("model", "1"), "1");
 }
 
-TEST(CommandLine, TakesAValueBehindASign) {
+TEST(CommandLine, TakesAValueAfterASign) {
     EXPECT_EQ(CommandLine::parse({"--size=a=b"}, KNOWN).options, (Options{{"size", "a=b"}}));
     EXPECT_EQ(CommandLine::parse({"--size="}, KNOWN).options, (Options{{"size", ""}}));
 }

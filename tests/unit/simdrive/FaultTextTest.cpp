@@ -36,7 +36,7 @@ TEST(FaultText, ExplainsTheOptionOfEachKind) {
               "      --gone yes                    the drive has vanished\n");
 }
 
-TEST(FaultText, TellsWhatIsWrongAlone) {
+TEST(FaultText, ReportsWhatIsWrongAlone) {
     Description description;
     EXPECT_EQ(faultsOf(description), Faults());
     description.faults.temperatureCelsius = 90;

@@ -107,11 +107,11 @@ TEST(Pdu, ThatBreaksARuleIsAnOffenceAtItsEighthByte) {
         {"00 00 80 00 81000000", PLAIN, "1/4", "data that the kind does not have"},
         {"00 00 80 00 7F000000", PLAIN, "1/4", "shorter than its header"},
         {"04 00 48 48 49200000", PLAIN, "1/4", "one byte of data too much"},
-        {"04 00 48 FC FD200000", PLAIN, "1/4", "one byte of data too much, far behind the header"},
+        {"04 00 48 FC FD200000", PLAIN, "1/4", "one byte of data too much, far after the header"},
         {"06 00 18 18 19000200", PLAIN, "1/4", "one byte of data too much for H2CData"},
         {"02 00 18 00 99000000", PLAIN, "1/4", "more than a termination copies"},
         {"04 00 48 48 FFFFFFFF", PLAIN, "1/4", "an endless unit"},
-        {"04 00 48 50 4C000000", PLAIN, "1/4", "data behind its end"},
+        {"04 00 48 50 4C000000", PLAIN, "1/4", "data after its end"},
         {"04 03 48 4C 4E000000", DIGESTS, "1/4", "no room for the data's digest"},
     };
     for (const auto& c : CASES) EXPECT_EQ(offenceOf(bytesOf(c.bytes), c.framing), c.offence) << c.why;

@@ -52,7 +52,7 @@ TEST(AnswerStore, ABufferThatIsTooSmallIsLeftAlone) {
     EXPECT_EQ(size, 6U) << "what it takes";
     EXPECT_EQ(buffer, "xxxxxxxx");
     EXPECT_EQ(store.fetch(handle, buffer.data(), &size), FEATURE_LIBRARY_SUCCESS) << "kept until it was fetched";
-    EXPECT_EQ(buffer, "answerxx") << "no zero byte behind it";
+    EXPECT_EQ(buffer, "answerxx") << "no zero byte after it";
 }
 
 TEST(AnswerStore, ABufferThatIsTooLargeIsFilledAsFarAsNeeded) {

@@ -90,7 +90,7 @@ std::set<std::string> possessions() {
     return found;
 }
 
-TEST(ExportedFunctions, TellTheirVersion) {
+TEST(ExportedFunctions, ReportTheirVersion) {
     const FeatureLibrary library;
     EXPECT_EQ(library.getVer(), 30000400);
 }
@@ -118,7 +118,7 @@ TEST(ExportedFunctions, ARequestEndsWhereItsLengthSays) {
     library.unload();
 }
 
-TEST(ExportedFunctions, UnloadForgetsAnswersAndALaterRequestIsServedAnew) {
+TEST(ExportedFunctions, UnloadForgetsAnswersAndALaterRequestIsServedAgain) {
     const FeatureLibrary library;
     library.start();
     void* const handle = library.request(REQUEST);
@@ -139,7 +139,7 @@ TEST(ExportedFunctions, NothingIsLeftAfterUnload) {
             library.start();
             ASSERT_EQ(library.log(folder / "log"), FEATURE_LIBRARY_SUCCESS);
             EXPECT_EQ(library.answer(library.request(REQUEST)), ANSWER);
-            EXPECT_NE(library.request(REQUEST), nullptr) << "and one that nobody fetches";
+            EXPECT_NE(library.request(REQUEST), nullptr) << "and one that is never fetched";
             library.unload();
             ASSERT_EQ(possessions(), loaded) << "round " << i;
         }
@@ -158,7 +158,7 @@ TEST(ExportedFunctions, ALogIsContinuedAndEnds) {
     EXPECT_EQ(library.enableLogger("", 0, 0, 1), FEATURE_LIBRARY_SUCCESS);
     const std::string text = readWholeFile(folder / "log");
     EXPECT_EQ(text.compare(0, 20, "the tool's own line\n"), 0);
-    EXPECT_GT(text.size(), 20U) << "the library's lines stand behind";
+    EXPECT_GT(text.size(), 20U) << "the library's lines follow";
     EXPECT_EQ(library.answer(library.request(REQUEST)), ANSWER);
     EXPECT_EQ(readWholeFile(folder / "log"), text) << "no more lines";
     library.unload();

@@ -21,7 +21,7 @@ struct FakeDrive {
     std::string serial;
 };
 
-/// The road to a drive whose host sees namespaces 7 and 8 and nothing else.
+/// The transport to a drive whose host sees namespaces 7 and 8 and nothing else.
 class HostPath : public CommandPath {
 public:
     HostPath() : CommandPath("Fake", NANOSECONDS_PER_SECOND) {}
@@ -225,7 +225,7 @@ TEST_F(RequestHandlerTest, WithoutAScanThereAreNoDrives) {
 
 TEST_F(RequestHandlerTest, WithoutASelectorAllDrivesAreMeant) {
     EXPECT_EQ(list(""), answer(S0 + S1 + S10 + SA));
-    EXPECT_EQ(list(R"(<List name="Devices"/>)"), answer(S0 + S1 + S10 + SA)) << "an empty list names nobody";
+    EXPECT_EQ(list(R"(<List name="Devices"/>)"), answer(S0 + S1 + S10 + SA)) << "an empty list names no drive";
     EXPECT_EQ(list(R"(<List name="Other"><Object><Property name="Index" value="9"/></Object></List>)"),
               answer(S0 + S1 + S10 + SA))
         << "a list of something else";
@@ -242,7 +242,7 @@ TEST_F(RequestHandlerTest, EachKindOfNameLeadsToItsDrive) {
     EXPECT_EQ(list(device("BootDrive", "BootDrive")), answer(S0));
 }
 
-TEST_F(RequestHandlerTest, AnUnknownDriveIsToldByItsKindOfName) {
+TEST_F(RequestHandlerTest, AnUnknownDriveIsReportedByItsKindOfName) {
     constexpr struct {
         const char* key;
         const char* value;
@@ -299,8 +299,8 @@ TEST_F(RequestHandlerTest, ANamespacesNodeNamesTheNamespaceTheJobIsAbout) {
         const char* why;
     } CASES[] = {
         {"/dev/nvme1n2", "8", "named"},
-        {"/dev/nvme1n1", "7", "named; the request before left nothing behind"},
-        {"/dev/nvme1", "7", "the controller stands for its first namespace"},
+        {"/dev/nvme1n1", "7", "named; the request before left nothing"},
+        {"/dev/nvme1", "7", "the controller selects its first namespace"},
     };
     for (const auto& c : CASES) {
         EXPECT_EQ(

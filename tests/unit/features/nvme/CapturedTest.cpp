@@ -1,5 +1,5 @@
 // The decoders over what QEMU's controller answered, against nvme-cli's reading of the same bytes
-// (captured/capture.py). Every value that nvme-cli names is compared; how the two ways of showing one relate stands in
+// (captured/capture.py). Every value that nvme-cli names is compared; the two ways of showing one are related in
 // tables.
 
 #include <boost/property_tree/json_parser.hpp>
@@ -113,7 +113,7 @@ std::string valueOf(const FieldTree& tree, const std::string& name) {
     return "no field " + name;
 }
 
-/// Compares all plain values of `theirs`; those that are in no pair are told.
+/// Compares all plain values of `theirs`; those that are in no pair are reported.
 template <size_t COUNT>
 void expectSame(const FieldTree& ours, const ptree& theirs, const Pair (&pairs)[COUNT]) {
     size_t compared = 0;
@@ -121,7 +121,7 @@ void expectSame(const FieldTree& ours, const ptree& theirs, const Pair (&pairs)[
         if (!value.empty()) continue;  // a list of its own
         const auto* pair =
             std::find_if(std::begin(pairs), std::end(pairs), [&k = key](const Pair& p) { return k == p.theirs; });
-        ASSERT_NE(pair, std::end(pairs)) << "nobody compares " << key;
+        ASSERT_NE(pair, std::end(pairs)) << "not compared: " << key;
         EXPECT_EQ(valueOf(ours, pair->ours), related(pair->relation, value.data())) << key;
         ++compared;
     }

@@ -87,7 +87,7 @@ TEST(ControllerCapabilities, EachHangsOnItsOwnBit) {
         bytes.assign(4096, 0xFF);
         bytes[c.offset] = static_cast<uint8_t>(~(1 << c.bit));
         EXPECT_EQ((ControllerCapabilities(bytes.data()).*c.supports)(), c.offset == 328)
-            << c.name << ": any of three bits tells of sanitize, else the others say nothing";
+            << c.name << ": any of three bits shows sanitize, else the others say nothing";
     }
 }
 

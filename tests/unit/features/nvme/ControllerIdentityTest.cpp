@@ -56,7 +56,7 @@ TEST(ControllerIdentity, TheTextsOfSysfsAndOfIdentifyAreOfOneForm) {
     }
 }
 
-TEST(ControllerIdentity, EveryPartTellsAnotherDrive) {
+TEST(ControllerIdentity, EveryPartDistinguishesAnotherDrive) {
     const ControllerIdentity selected("S1", "M1", "nqn.1");
     EXPECT_TRUE(selected.isThatOf(found("S1", "M1", "nqn.1")));
     EXPECT_FALSE(selected.isThatOf(found("S2", "M1", "nqn.1")));

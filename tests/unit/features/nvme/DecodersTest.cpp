@@ -106,7 +106,7 @@ std::set<std::string> linesOf(const std::string& text) {
     return lines;
 }
 
-// Fields that lie behind the end are not shown, the others are as in the whole structure. What an end within reach may
+// Fields that lie after the end are not shown, the others are as in the whole structure. What an end within reach may
 // change is one list that is cut, with the count beside it, or one field whose validity bit is gone.
 TEST(Decoders, ShowLessOfAStructureThatIsCutShort) {
     for (const Case& c : CASES) {

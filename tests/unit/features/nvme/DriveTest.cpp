@@ -80,7 +80,7 @@ TEST(Drive, SendsACommandWhole) {
     EXPECT_EQ(answer.data.getSize(), 0U);
 }
 
-TEST(Drive, TellsARefusalWithAllThatIsKnownOfIt) {
+TEST(Drive, ReportsARefusalWithAllThatIsKnownOfIt) {
     FakeDrive fake;
     fake.expect(Expected::admin(0x80).refuses(0x410A, 0x77));
     Drive drive(*fake.device());
@@ -94,7 +94,7 @@ TEST(Drive, TellsARefusalWithAllThatIsKnownOfIt) {
     EXPECT_EQ(answer.completion.dword0, 0x77U);
 }
 
-TEST(Drive, PassesAFailureOfTheRoadOn) {
+TEST(Drive, PassesATransportErrorOn) {
     FakeDrive fake;
     fake.expect(fakedrive::identify(0x01).breaks(Status(CATEGORY_OS, ENODEV, "System error. It is gone.")));
     Drive drive(*fake.device());
@@ -378,7 +378,7 @@ TEST(Drive, APieceThatFailsEndsTheLog) {
 constexpr const char* NO_EXTENDED_DATA =
     "10/34 Drive S1 (/dev/nvme0) gives a log page from its start and in one piece only.";
 
-// Without extended data there is no offset, and 12 bits tell the number of dwords: 16 KiB and no more.
+// Without extended data there is no offset, and 12 bits hold the number of dwords: 16 KiB and no more.
 TEST(Drive, AControllerWithoutExtendedDataIsAskedForOnePiece) {
     const DriveBytes plain = fakedrive::identifyController().byte(261, 0);
     LogPageRequest request;

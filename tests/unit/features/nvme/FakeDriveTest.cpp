@@ -23,7 +23,7 @@ using ostrel::core::CommandResult;
 using ostrel::core::Payload;
 using ostrel::core::Status;
 
-/// What the work tells of failures, while the test goes on.
+/// What the work reports of failures, while the test goes on.
 std::vector<std::string> failuresOf(const std::function<void()>& work) {
     testing::TestPartResultArray results;
     {
@@ -34,7 +34,7 @@ std::vector<std::string> failuresOf(const std::function<void()>& work) {
     std::vector<std::string> failures;
     for (int i = 0; i < results.size(); ++i) {
         const std::string message = results.GetTestPartResult(i).message();
-        failures.push_back(message.substr(message.find('\n') + 1));  // behind "Failed"
+        failures.push_back(message.substr(message.find('\n') + 1));  // after "Failed"
     }
     return failures;
 }
@@ -63,7 +63,7 @@ TEST(FakeDrive, TakesTheCommandThatIsExpected) {
     EXPECT_TRUE(send(fake, sentSet()).is(0, 0));
 }
 
-TEST(FakeDrive, TellsWhatCameAndWhatWasExpected) {
+TEST(FakeDrive, ReportsWhatCameAndWhatWasExpected) {
     const auto failures = failuresOf([] {
         FakeDrive fake("S7");
         fake.expect(expectedSet());

@@ -153,7 +153,7 @@ TEST(Features, ShowDword0OfOcpFeatures) {
     EXPECT_EQ(++row, ocpFeaturesEnd());
 }
 
-TEST(Features, TellWhatIsToBeRead) {
+TEST(Features, ReportWhatIsToBeRead) {
     constexpr struct {
         uint8_t fid;
         uint32_t dataLength;

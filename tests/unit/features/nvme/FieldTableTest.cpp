@@ -95,7 +95,7 @@ TEST(FieldTable, ShowsTheUnitAfterTheNumber) {
               "F: 129\n");
 }
 
-TEST(FieldTable, LeavesOutWhatLiesBehindTheEnd) {
+TEST(FieldTable, LeavesOutWhatLiesAfterTheEnd) {
     constexpr FieldRow ROWS[] = {
         {"A", "first", 0, 1, Format::DECIMAL},
         {"B", "", 1, 2, Format::DECIMAL},

@@ -24,7 +24,7 @@ TEST(NamespaceList, MayFillTheStructure) {
 TEST(ControllerList, HasItsCountInFront) {
     const uint8_t bytes[] = {2, 0, 0, 0, 5, 1, 7, 0};
     EXPECT_EQ(decodeControllerList(Payload(bytes, sizeof bytes)), (std::vector<uint16_t>{0, 0x0105}))
-        << "0 is a controller as good as any, and what lies behind the count is none";
+        << "0 is a controller as good as any, and what lies after the count is none";
     const uint8_t tooMany[] = {0xFF, 0xFF, 3, 0, 5, 0};
     EXPECT_EQ(decodeControllerList(Payload(tooMany, sizeof tooMany)), (std::vector<uint16_t>{3, 5}));
     EXPECT_EQ(decodeControllerList(Payload(tooMany, 5)), (std::vector<uint16_t>{3}));

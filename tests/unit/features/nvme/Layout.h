@@ -20,7 +20,7 @@ public:
     /// Reads layouts/NAME.layout. What cannot be read throws a std::runtime_error.
     explicit Layout(const std::string& name);
 
-    /// Exactly these bytes, so that a sanitizer sees who reads behind their end.
+    /// Exactly these bytes, so that a sanitizer sees a read beyond their end.
     ostrel::core::Payload data() const { return firstBytes(bytes_.size()); }
     ostrel::core::Payload firstBytes(size_t count) const { return {bytes_.data(), count}; }
     size_t size() const { return bytes_.size(); }

@@ -20,7 +20,7 @@ constexpr struct {
     const char* name;
     const char* shortName;
     uint32_t length;  // what is read first; 0: nothing
-    uint16_t offset;  // of the byte of Identify Controller that tells that the page is there; 0: it always is
+    uint16_t offset;  // of the byte of Identify Controller that shows that the page is there; 0: it always is
     uint8_t bits;
 } PAGES[] = {
     {0x00, "Supported Log Pages", "supported", 1024, 261, 0x20},
@@ -76,7 +76,7 @@ TEST(LogPages, AreFoundInAnySpelling) {
     EXPECT_EQ(findLogPage(0xC0), nullptr) << "the maker's";
 }
 
-TEST(LogPages, TellTheLengthOfTheWhole) {
+TEST(LogPages, ReportTheLengthOfTheWhole) {
     const ControllerCapabilities controller = controllerWith({{262, 0x3F}, {516, 0x10}, {540, 0x04}});
     EXPECT_EQ(findLogPage(0x01)->wholeLength(controller, nullptr), 4096U) << "64 entries";
 
@@ -109,7 +109,7 @@ TEST(LogPages, TheOcpPageIsKnownByItsGuid) {
     }
 }
 
-TEST(LogPages, TellCodesInWords) {
+TEST(LogPages, ShowCodesInWords) {
     EXPECT_EQ(selfTestOperationText(0), "none");
     EXPECT_EQ(selfTestOperationText(1), "short");
     EXPECT_EQ(selfTestOperationText(2), "extended");

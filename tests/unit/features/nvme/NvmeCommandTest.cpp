@@ -32,7 +32,7 @@ TEST(NvmeCommand, IsOfTheCommandSetNvme) {
     EXPECT_EQ(command.opcode, 0x02);
 }
 
-TEST(NvmeCommand, TheOpcodeTellsWhichWayTheDataGoes) {
+TEST(NvmeCommand, TheOpcodeShowsWhichWayTheDataGoes) {
     EXPECT_EQ(NvmeCommand(Queue::ADMIN, 0x80, "").transfer(), Transfer::NONE);
     EXPECT_EQ(NvmeCommand(Queue::ADMIN, 0x11, "").transfer(), Transfer::TO_CONTROLLER);
     EXPECT_EQ(NvmeCommand(Queue::ADMIN, 0x06, "").transfer(), Transfer::FROM_CONTROLLER);

@@ -27,7 +27,7 @@ std::string shown(const AttributeList& list) {
     return text;
 }
 
-/// The list as it arrives behind the wire.
+/// The list as it is received.
 AttributeList received(const AttributeList& list) {
     return *XmlConverter::xmlToAttributeList(*XmlConverter::attributeListToXml(list));
 }

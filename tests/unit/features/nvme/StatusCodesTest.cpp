@@ -35,11 +35,11 @@ constexpr struct {
     {4, 0xC0, "Reserved"},
     {7, 0x00, "Vendor Specific"},
 };
-TEST(StatusCodes, AreToldInTheWordsOfTheStandard) {
+TEST(StatusCodes, AreReportedInTheWordsOfTheStandard) {
     for (const auto& c : CASES) EXPECT_EQ(statusCodeText(c.type, c.code), c.text) << int{c.type} << '/' << int{c.code};
 }
 
-TEST(StatusCodes, StandOnceEach) {
+TEST(StatusCodes, AppearOnceEach) {
     std::set<std::pair<int, int>> seen;
 #define STATUS_CODE(type, code, text)                     \
     EXPECT_TRUE(seen.emplace(type, code).second) << text; \

@@ -59,7 +59,7 @@ TEST(VelkoLogPages, OnlyTheBridgeNeedsASecondPort) {
     }
 }
 
-TEST(VelkoLogPages, TheHeaderOfABinaryLogTellsItsLength) {
+TEST(VelkoLogPages, TheHeaderOfABinaryLogReportsItsLength) {
     const Layout layout("log_velko_d3_nlog");
     const VelkoLogHeader header = velkoLogHeader(layout.data().getData());
     EXPECT_EQ(header.signature, "NLOG");
@@ -67,13 +67,13 @@ TEST(VelkoLogPages, TheHeaderOfABinaryLogTellsItsLength) {
     EXPECT_EQ(header.generation, 42U);
 }
 
-TEST(VelkoLogPages, ALatencyPageTellsWhetherItCounts) {
+TEST(VelkoLogPages, ALatencyPageReportsWhetherItCounts) {
     EXPECT_TRUE(isVelkoLatencyTracked(Layout("log_velko_d1_reads").data()));
     EXPECT_FALSE(isVelkoLatencyTracked(Layout("log_velko_d2_writes").data()));
     EXPECT_FALSE(isVelkoLatencyTracked(Layout("log_velko_d1_reads").firstBytes(3)));
 }
 
-TEST(VelkoLogPages, TellActivitiesInWords) {
+TEST(VelkoLogPages, ShowActivitiesInWords) {
     EXPECT_EQ(backgroundActivityText(0), "none");
     EXPECT_EQ(backgroundActivityText(0x02), "wear leveling");
     EXPECT_EQ(backgroundActivityText(0x3F),

@@ -15,7 +15,7 @@ namespace {
 using Bytes = std::vector<uint8_t>;
 
 PersistentEventLog parse(const Bytes& bytes) {
-    // A copy of exactly this length, so that a sanitizer sees who reads behind its end.
+    // A copy of exactly this length, so that a sanitizer sees a read beyond its end.
     const ostrel::core::Payload data(bytes.data(), bytes.size());
     return parsePersistentEventLog(data.getData(), data.getSize());
 }
@@ -139,11 +139,11 @@ const struct {
      "It stops being valid at offset 564: 0 bytes are left for event 3 of 3."},
     {"more bytes than events", header(1, 52) + thermal() + thermal(), 538, "Event 1 - Thermal Excursion\n",
      "26 bytes behind the last event, at offset 538, belong to none."},
-    {"zeros behind the events are padding", header(1, 52) + thermal() + Bytes(26), 538, "Event 1 - Thermal Excursion\n",
+    {"zeros after the events are padding", header(1, 52) + thermal() + Bytes(26), 538, "Event 1 - Thermal Excursion\n",
      ""},
     {"padding that is missing", header(1, 52) + thermal(), 538, "Event 1 - Thermal Excursion\n",
      "It says that it has 564 bytes, and 538 are there."},
-    {"bytes behind the log are not looked at", header(1, 26) + thermal() + thermal(), 538,
+    {"bytes after the log are not looked at", header(1, 26) + thermal() + thermal(), 538,
      "Event 1 - Thermal Excursion\n", ""},
 };
 
@@ -180,7 +180,7 @@ const struct {
     const char* why;
     Bytes event;
     const char* name;
-    const char* fields;  ///< behind those of the event's header
+    const char* fields;  ///< after those of the event's header
     const char* damage;
 } DAMAGED_EVENTS[] = {
     {"no room for the data", event(0x0D, {5}), "Thermal Excursion", "OT - Over Temperature: 5 C\n",
@@ -227,7 +227,7 @@ TEST(PersistentEventLog, ADamagedEventWithALengthDoesNotSpoilTheRest) {
     }
 }
 
-TEST(PersistentEventLog, OfManyDamagesTheFirstAreTold) {
+TEST(PersistentEventLog, OfManyDamagesTheFirstAreReported) {
     Bytes bytes = header(12, 0x20);
     bytes[9] = 0x03;  // 800
     std::string expected;
@@ -250,7 +250,7 @@ TEST(PersistentEventLog, ItsLengthIsThatOfTheHeaderAtLeast) {
     EXPECT_EQ(persistentEventLogBytes(bytes.data()), 0x0100000000000100U);
 }
 
-TEST(PersistentEvents, TheBitmapIsToldInNames) {
+TEST(PersistentEvents, TheBitmapIsReportedInNames) {
     uint8_t bitmap[32] = {};
     EXPECT_EQ(supportedEventsText(bitmap), "none");
     bitmap[0] = 0x06;

@@ -26,7 +26,7 @@ TEST(TelemetryHeader, EachAreaHoldsThoseBeforeIt) {
     EXPECT_EQ(log.lengthBytes(0), 512U);
 }
 
-TEST(TelemetryHeader, AnEmptyAreaBehindOneThatIsNotEndsWithThat) {
+TEST(TelemetryHeader, AnEmptyAreaAfterOneThatIsNotEndsWithThat) {
     const TelemetryHeader log(header(0x08, {0x08, 0x00, 0x00, 0x00, 0x00, 0x00}).data());
     EXPECT_EQ(log.lengthBytes(1), 9U * 512);
     EXPECT_EQ(log.lengthBytes(3), 9U * 512);

@@ -13,7 +13,7 @@ namespace {
 
 using Texts = std::vector<std::string>;
 
-/// "MOUNTED /dev/nvme0n1p1 /data", with " SYSTEM" behind what the running system needs.
+/// "MOUNTED /dev/nvme0n1p1 /data", with " SYSTEM" after what the running system needs.
 std::string text(const NamespaceUse& use) {
     constexpr const char* KINDS[] = {"PARTITION", "MOUNTED", "SWAP",    "HELD",
                                      "OPENED",    "UNKNOWN", "CONTENT", "UNREADABLE"};
@@ -43,7 +43,7 @@ protected:
     FakeMachine machine_;
 };
 
-TEST_F(BlockUsesTest, WhatNobodyUsesHasItsPartitionsAlone) {
+TEST_F(BlockUsesTest, AnUnusedNamespaceHasItsPartitionsAlone) {
     EXPECT_EQ(uses("nvme0n1"), (Texts{"PARTITION /dev/nvme0n1p1", "PARTITION /dev/nvme0n1p2"}));
     EXPECT_EQ(uses("nvme0n2"), Texts());
     EXPECT_EQ(uses("nvme9n9"),
@@ -51,7 +51,7 @@ TEST_F(BlockUsesTest, WhatNobodyUsesHasItsPartitionsAlone) {
 }
 
 TEST_F(BlockUsesTest, AMountIsKnownByItsDeviceNumber) {
-    // Behind the mount options stand any number of fields up to the dash.
+    // After the mount options come any number of fields up to the dash.
     machine_.mounts(
         "29 1 259:2 / /data rw,relatime shared:1 master:2 - ext4 /dev/gone rw\n"
         "30 1 259:3 / /disk rw - xfs /dev/gone rw\n");
@@ -114,7 +114,7 @@ TEST_F(BlockUsesTest, LinesThatAreNoMountsArePassedOver) {
     EXPECT_EQ(uses("nvme0n2"), Texts{"MOUNTED /dev/nvme0n2 /data"});
 }
 
-TEST_F(BlockUsesTest, SystemMountsAreTold) {
+TEST_F(BlockUsesTest, SystemMountsAreReported) {
     constexpr struct {
         const char* point;
         bool isSystem;
@@ -149,7 +149,7 @@ TEST_F(BlockUsesTest, AHolderIsNamedWithItsOwnName) {
     EXPECT_EQ(uses("nvme0n2"), Texts{"HELD /dev/nvme0n2 dm-0 (vg-data)"});
 }
 
-TEST_F(BlockUsesTest, WhatStandsOnAHolderIsFollowedToTheSystem) {
+TEST_F(BlockUsesTest, WhatUsesAHolderIsFollowedToTheSystem) {
     // nvme0n1p1 -> md0 -> dm-0 (root); nvme0n2 -> md1 with a partition that is swap
     machine_.virtualDisk("md0", "9:0");
     machine_.virtualDisk("dm-0", "253:0");
@@ -208,7 +208,7 @@ TEST_F(BlockUsesTest, BottomOfTheRootIsFoundOnceByAllWaysToIt) {
     EXPECT_EQ(rootDevices(), Texts{"nvme0n2"});
 }
 
-TEST_F(BlockUsesTest, PartitionsAreToldWithPlaceAndMount) {
+TEST_F(BlockUsesTest, PartitionsAreReportedWithPlaceAndMount) {
     machine_.file("/sys/class/block/nvme0n1p2/start", "8192\n");
     machine_.file("/sys/class/block/nvme0n1p2/size", "1\n");
     // A mount point that is there, and yet no file system to ask for free space.

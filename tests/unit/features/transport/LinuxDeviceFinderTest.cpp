@@ -28,7 +28,7 @@ TEST(LinuxDeviceFinder, FindsNothingOnAMachineWithoutDrives) {
     EXPECT_EQ(devices, Devices());
 }
 
-TEST(LinuxDeviceFinder, AControllerHasTheIdentityThatTheKernelTells) {
+TEST(LinuxDeviceFinder, AControllerHasTheIdentityThatTheKernelReports) {
     FakeMachine machine;
     machine.controller("nvme1", "nvme-subsys1");
     machine.file("/sys/class/nvme/nvme1/model", "QEMU NVMe Ctrl                          \n");

@@ -67,7 +67,7 @@ TEST_F(LinuxDriveSourceTest, AGenericNodeLeadsToTheNamespaceBesideIt) {
     EXPECT_EQ(locate("/dev/ng0n3"), "/dev/nvme0 namespace 12") << "the first number is the subsystem's on one alone";
     EXPECT_EQ(locate("/dev/ng1n1"), "/dev/nvme1 namespace 3") << "above all paths";
     EXPECT_EQ(locate("/dev/ng0n4"), "nothing") << "no block device beside it";
-    EXPECT_EQ(locate("/dev/ng0n5"), "nothing") << "a node left behind";
+    EXPECT_EQ(locate("/dev/ng0n5"), "nothing") << "a stale node";
     EXPECT_EQ(locate("/dev/ngx"), "nothing");
 }
 
@@ -100,7 +100,7 @@ TEST_F(LinuxDriveSourceTest, OnlyANodeOfADriveNamesOne) {
     EXPECT_EQ(errors.text(), "");
 }
 
-TEST_F(LinuxDriveSourceTest, AControllerThatIsGoneIsNotFoundByANodeLeftBehind) {
+TEST_F(LinuxDriveSourceTest, AControllerThatIsGoneIsNotFoundByAStaleNode) {
     machine_.file("/dev/nvme5", "");
     EXPECT_EQ(locate("/dev/nvme5"), "nothing");
 }

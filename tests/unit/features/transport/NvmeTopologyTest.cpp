@@ -49,7 +49,7 @@ TEST_F(NvmeTopologyTest, ControllersComeInByteOrderWithoutOtherEntries) {
 TEST_F(NvmeTopologyTest, NamespacesComeByTheirNumberWhateverTheirNames) {
     FakeMachine machine;
     machine.controller("nvme0", "nvme-subsys0");
-    // A name's last number is the order of discovery; the identifier stands in the file.
+    // A name's last number is the order of discovery; the identifier is in the file.
     machine.disk("pci/nvme0", "nvme0n1", "259:0", 10);
     machine.disk("pci/nvme0", "nvme0n2", "259:1", 2);
     machine.disk("pci/nvme0", "nvme0n10", "259:2", 4294967294U);
@@ -91,7 +91,7 @@ protected:
     FakeMachine machine_;
 };
 
-TEST_F(Multipath, APathStandsForTheNodeAboveAllPaths) {
+TEST_F(Multipath, APathSelectsTheNodeAboveAllPaths) {
     const NvmeTopology topology(machine_.paths());
     EXPECT_EQ(texts(topology.namespacesOf("nvme0", errors_)), (Names{"1 nvme0n1", "2 nvme0n2"}));
     EXPECT_EQ(texts(topology.namespacesOf("nvme1", errors_)), Names{"1 nvme0n1"});
@@ -182,7 +182,7 @@ TEST_F(UnreadableSysfs, AFileSystemThatIsNotMountedIsAnError) {
 
 TEST_F(UnreadableSysfs, NodesAreNoDrivesWhereSysfsHasNone) {
     std::filesystem::remove(machine_.path("/sys/class/nvme/nvme0"));
-    EXPECT_EQ(NvmeTopology(machine_.paths()).controllers(errors_), Names()) << "a node left behind";
+    EXPECT_EQ(NvmeTopology(machine_.paths()).controllers(errors_), Names()) << "a stale node";
     EXPECT_EQ(errors_.text(), "");
 }
 

@@ -143,7 +143,7 @@ TEST_F(SimulatedTransport, CarriesNvmeCommands) {
     EXPECT_EQ(dynamic_cast<const Completion&>(*small.protocolResult).statusField, 0x4004) << "a buffer too small";
 }
 
-TEST_F(SimulatedTransport, TellsTheNamespaces) {
+TEST_F(SimulatedTransport, ReportsTheNamespaces) {
     const CommandResult result = path.send(HostCommand(HostRequest::NAMESPACES), {}, {});
     ASSERT_TRUE(result.status.is(0, 0));
     const auto& found = dynamic_cast<const HostResult&>(*result.protocolResult).namespaces;
@@ -188,7 +188,7 @@ TEST_F(SimulatedTransport, WaitsForADriveThatIsSlow) {
     EXPECT_EQ(waitedMs, 1400U) << "not longer than the host waits";
 }
 
-TEST_F(SimulatedTransport, TellsADriveThatHasVanished) {
+TEST_F(SimulatedTransport, ReportsADriveThatHasVanished) {
     fault("gone = yes\n");
     const CommandResult result = path.send(NvmeCommand(Queue::ADMIN, 0x06, "Identify"), {}, {});
     EXPECT_TRUE(result.status.is(0, 70));
@@ -287,7 +287,7 @@ TEST_F(SimulatedTransport, TheLockIsThatOfTheSubsystem) {
     EXPECT_TRUE(path.send(HostCommand(HostRequest::UNLOCK_DRIVE), {}, {}).status.is(0, 0));
 }
 
-TEST_F(SimulatedTransport, TellsARemovedDrive) {
+TEST_F(SimulatedTransport, ReportsARemovedDrive) {
     ASSERT_TRUE(store.remove("two").is(0, 0));
     const CommandResult result = path.send(NvmeCommand(Queue::ADMIN, 0x06, "Identify"), {}, {});
     EXPECT_TRUE(result.status.is(0, 70));
