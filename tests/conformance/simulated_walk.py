@@ -1,5 +1,5 @@
 """A walk over the whole vocabulary of the storage commands on each model of simulated drives: whole outputs, in text
-and JSON, against golden files. NIMBREL_REWRITE_GOLDENS=1 writes them anew; read what changed.
+and JSON, against golden files. NIMBREL_REWRITE_GOLDENS=1 rewrites them; read what changed.
 
 A set command is read back by the command that shows it, a destructive one looks at the media, and what is refused
 changes not one byte of the drive."""
@@ -98,7 +98,7 @@ SHOWN = "show -velkossd 0 "
 WALK = {
     "VelkoSSD": ["show -velkossd", "show -a -velkossd 0", "show -d SerialNumber,Nonsense,Capacity -velkossd 0",
                  "show -velkossd SIM-OCP-1", "show -velkossd SIM-VELKO-1", Refused("show -velkossd 1"),
-                 Refused("show -velkossd NOBODY"), Refused("show -velkossd /dev/nobody"),
+                 Refused("show -velkossd ABSENT"), Refused("show -velkossd /dev/absent"),
                  Refused("show -velkossd bootdrive")],
     "AggregationThreshold": ["set -velkossd 0 AggregationThreshold=255", feature(8),
                              Refused("set -velkossd 0 AggregationThreshold=256"),
