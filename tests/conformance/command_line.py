@@ -171,7 +171,7 @@ class Formats(ToolTestCase):
         self.check("bogus", "-o", "json", status=201, stdout=f"{text}\n")
         self.check("bogus", status=201, stdout=f"{text}\n")
 
-    def test_a_duplicate_option_is_told_by_its_long_name(self):
+    def test_a_duplicate_option_is_reported_by_its_long_name(self):
         message = "Duplicate token found. The Option '-all' was found more than once."
         self.check("version", "-a", "-all", status=201, stdout=f"Syntax Error: {message}\n")
 

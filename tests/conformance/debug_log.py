@@ -42,7 +42,7 @@ class DebugLog(BindingTestCase):
         self.run_and_log("version")
         self.assertEqual(os.listdir(self.world.var_log), [])
 
-    def test_tells_version_program_arguments_and_exit_status(self):
+    def test_logs_version_program_arguments_and_exit_status(self):
         for value in ("true", "TRUE"):
             self.configure(enable_log=value)
             self.run_and_log("version", "-output", "json")

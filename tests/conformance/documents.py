@@ -196,7 +196,7 @@ class Machine:
             output += "\n"
         lines = output.split("\n")[:-1]
         self.case.assertFalse([line for line in lines if PROMPT.fullmatch(line) or line.startswith("```")],
-                              "the output cannot stand in a console block")
+                              "the output cannot be shown in a console block")
         fixed = [[self.unvaried(line) for line in each] for each in (expected, lines)]
         for first, place, count in difflib.SequenceMatcher(None, *fixed, autojunk=False).get_matching_blocks():
             lines[place:place + count] = expected[first:first + count]

@@ -1,4 +1,4 @@
-"""Health scans, and the long logs of a drive, over the whole road: the tool, the library and simulated drives."""
+"""Health scans, and the long logs of a drive, over all layers: the tool, the library and simulated drives."""
 
 import os
 import re
@@ -209,7 +209,7 @@ class LongLogs(DriveLogsTestCase):
         written = "Successfully written persistenteventlog data to persistenteventlog_S1.bin\n"
         self.check(*old, status=3, stdout=none)
         self.check("show", "-velkossd", "0", "-persistenteventlog")
-        self.check(*old, status=3, stdout=none)  # a parse leaves none behind
+        self.check(*old, status=3, stdout=none)  # a parse leaves none
         self.check("dump", "-velkossd", "0", "-persistenteventlog", "read", stdout=written)
         self.check(*old, stdout=written)
         self.check("dump", "-velkossd", "0", "-persistenteventlog", "release", stdout="\nNo results\n\n")

@@ -19,7 +19,7 @@ class Exhaustion(ToolTestCase):
     def test_a_result_that_cannot_be_rendered(self):
         self.check("start", "-exhaustrendering", tool=EXHAUSTED_TOOL, status=2, stdout="Out of Memory: \n")
 
-    def test_nobody_to_tell(self):
+    def test_an_error_that_cannot_be_printed(self):
         with open("/dev/full", "w") as full:
             run = self.world.run("start", "-exhaust", tool=EXHAUSTED_TOOL, stdout=full)
         self.assertEqual((run.status, run.stderr), (2, "Cannot write to standard output: No space left on device\n"))

@@ -518,7 +518,7 @@ class Statuses(BindingTestCase):
         self.check_status(response(("Category", "10"), ("Code", "5"), ("Message", "No device selected.")),
                           "3 Error: No device selected.", "10/5 No device selected.")
 
-    def test_without_a_message_are_told_by_their_numbers(self):
+    def test_without_a_message_are_shown_by_their_numbers(self):
         self.check_status(response(("Category", "10"), ("Code", "5")), "3 Error: Category = 10 Code = 5", "10/5 ")
         self.check_status(response(("Category", "0x0A"), ("Code", "ff"), ("Message", "")),
                           "3 Error: Category = 0x0A Code = ff", "10/255 ")

@@ -1,4 +1,4 @@
-"""What a firmware update tells programs, and when nothing is sent, on simulated drives."""
+"""What a firmware update reports to programs, and when nothing is sent, on simulated drives."""
 
 import hashlib
 import json

@@ -40,7 +40,7 @@ class Document(unittest.TestCase):
             self.assertTrue(head)
             self.assertEqual(text, expected)
 
-    def test_no_name_stands_for_two_pages(self):
+    def test_no_name_selects_two_pages(self):
         names = [re.sub("[^a-z0-9]", "", name.lower()) for _, *both in pages() for name in both]
         self.assertEqual(sorted(names), sorted(set(names)))
         self.assertNotIn("list", names)
@@ -51,7 +51,7 @@ class Names(SimulatedTestCase):
         self.make_drive("velko", telemetry="yes", persistent_event_log="yes")
         for lid, name, short in pages():
             with self.subTest(short=short):
-                words = (short, name, *([lid] if lid != "0x00" else []))  # 0 stands for all pages
+                words = (short, name, *([lid] if lid != "0x00" else []))  # 0 selects all pages
                 runs = {(run.status, *run.stdout.splitlines()[:2]) for word in words
                         for run in [self.tool("show", "-velkossd", "0", "-nvmelog", word)]}
                 self.assertEqual(len(runs), 1)

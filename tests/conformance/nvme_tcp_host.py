@@ -30,7 +30,7 @@ def crc32c(data):
 
 
 def pdu(kind, specific, data=b"", flags=0, pdo=None, hlen=None, plen=None):
-    """One unit: the 8 common bytes, those of its kind, and data right behind."""
+    """One unit: the 8 common bytes, those of its kind, and data right after."""
     header = 8 + len(specific)
     if pdo is None:
         pdo = header if data else 0
@@ -91,7 +91,7 @@ class Queue:
         return data
 
     def receive(self):
-        """The next unit: kind, flags, the bytes behind the common ones, data. Digests are checked and taken off."""
+        """The next unit: kind, flags, the bytes after the common ones, data. Digests are checked and taken off."""
         common = self.exactly(8)
         kind, flags, hlen, pdo, plen = struct.unpack("<BBBBI", common)
         rest = self.exactly(plen - 8)

@@ -137,8 +137,8 @@ class MalformedUnits(TargetTestCase):
                 ("an unknown kind", pdu(8, bytes(16)), 1, 0, pdu(8, bytes(16))),
                 ("a kind of the controller", pdu(5, bytes(16)), 1, 0, pdu(5, bytes(16))),
                 ("a wrong header length", pdu(CAPSULE, sqe, hlen=71), 1, 2, pdu(CAPSULE, sqe, hlen=71)[:71]),
-                ("a header digest that nobody asked for", pdu(CAPSULE, sqe, flags=1), 1, 1, pdu(CAPSULE, sqe, flags=1)),
-                ("a data digest that nobody asked for", pdu(CAPSULE, sqe, bytes(8), flags=2), 1, 1,
+                ("an unexpected header digest", pdu(CAPSULE, sqe, flags=1), 1, 1, pdu(CAPSULE, sqe, flags=1)),
+                ("an unexpected data digest", pdu(CAPSULE, sqe, bytes(8), flags=2), 1, 1,
                  pdu(CAPSULE, sqe, bytes(8), flags=2)[:72]),
                 ("too short a unit", pdu(CAPSULE, sqe, plen=71), 1, 4, pdu(CAPSULE, sqe, plen=71)),
                 ("too much data", pdu(CAPSULE, sqe, bytes(4), plen=72 + 8193), 1, 4,
@@ -149,11 +149,11 @@ class MalformedUnits(TargetTestCase):
                  pdu(CAPSULE, sqe, bytes(8), pdo=68)[:72]),
                 ("data off the alignment", pdu(CAPSULE, sqe, bytes(8), pdo=74), 1, 3,
                  pdu(CAPSULE, sqe, bytes(8), pdo=74)[:72]),
-                ("data behind the unit's end", pdu(CAPSULE, sqe, bytes(8), pdo=84), 1, 4,
+                ("data after the unit's end", pdu(CAPSULE, sqe, bytes(8), pdo=84), 1, 4,
                  pdu(CAPSULE, sqe, bytes(8), pdo=84)[:72]),
                 ("a length of data that is not there", pdu(H2C_DATA, h2c, bytes(4)), 1, 16,
                  pdu(H2C_DATA, h2c, bytes(4))[:24]),
-                ("data that nobody asked for", pdu(H2C_DATA, h2c, bytes(8), flags=LAST), 2, 0,
+                ("data that was not requested", pdu(H2C_DATA, h2c, bytes(8), flags=LAST), 2, 0,
                  pdu(H2C_DATA, h2c, bytes(8), flags=LAST)[:24])):
             with self.subTest(what):
                 queue = self.initialized()
@@ -198,7 +198,7 @@ class Connecting(TargetTestCase):
                 ("a static controller", {"controller": 1}, IN_DATA | 16),
                 ("an unknown subsystem", {"subsystem": NQN + "x"}, IN_DATA | 256),
                 ("no name of a subsystem", {"subsystem": ""}, IN_DATA | 256),
-                ("no name of a host", {"host": "somebody"}, IN_DATA | 512),
+                ("an invalid name of a host", {"host": "another"}, IN_DATA | 512),
                 ("a host's name without an end", {"host": "nqn." + 252 * "x"}, IN_DATA | 512),
                 ("an I/O queue of no controller", {"queue_id": 1, "controller": 1}, IN_DATA | 16)):
             with self.subTest(what):
@@ -287,7 +287,7 @@ class Properties(TargetTestCase):
         queue.enable()
         self.assertEqual(queue.get_property(CSTS), (0, 1))
 
-    def test_a_shutdown_is_told_as_complete(self):
+    def test_a_shutdown_is_reported_as_complete(self):
         queue = self.admin()
         queue.set_property(CC, CONFIGURATION | 1 | 1 << 14)
         self.assertEqual(queue.get_property(CSTS), (0, 1 | 2 << 2))
@@ -363,7 +363,7 @@ class Data(TargetTestCase):
         self.assertEqual(queue.response()[:3], (7, 0x22, 0))
         self.written(queue, 4096)
 
-    def test_the_success_flag_stands_for_the_completion(self):
+    def test_the_success_flag_replaces_the_completion(self):
         admin = self.initialized()
         admin.capsule(connect_entry(0, 31, attributes=4), connect_data(NQN))
         self.assertEqual(admin.response(), (0, 0, 1, 0xFFFF))
@@ -382,7 +382,7 @@ class Data(TargetTestCase):
             ("a segment", entry(WRITE, 1, 1, (0, 512, 0x20)), b"", SGL_TYPE),
             ("an address", entry(WRITE, 1, 1, (0, 512, 0x00)), b"", SGL_TYPE),
             ("a read into the capsule", entry(READ, 1, 1, (0, 512, 1)), b"", SGL_TYPE),
-            ("an offset behind the data", entry(WRITE, 1, 1, (1024, 512, 1)), bytes(512), SGL_OFFSET),
+            ("an offset after the data", entry(WRITE, 1, 1, (1024, 512, 1)), bytes(512), SGL_OFFSET),
             ("more than the capsule has", entry(WRITE, 1, 1, (0, 1024, 1)), bytes(512), SGL_LENGTH),
             ("more than a command may carry", entry(WRITE, 1, 1, (0, (1 << 20) + 4, 0x5A)), b"", SGL_LENGTH),
             ("less than the command reads", entry(READ, 1, 1, (0, 256, 0x5A)), b"", SGL_LENGTH),

@@ -1,4 +1,4 @@
-"""The progress of long operations on a terminal that stands in for standard error, and its absence everywhere else."""
+"""The progress of long operations on a terminal in place of standard error, and its absence everywhere else."""
 
 import fcntl
 import os

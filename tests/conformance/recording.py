@@ -16,7 +16,7 @@ _SENT = re.compile(r'SendXMLMessage\("(.*)", (\d+), null\)')
 
 
 class RecordingTestCase(ToolTestCase):
-    """A test whose world holds the recording library where an installed one stands."""
+    """A test whose world holds the recording library where an installed one is."""
 
     def setUp(self):
         super().setUp()

@@ -1,4 +1,4 @@
-"""Every command that shows, with all its forms: tests walk over them to see what a look at a drive leaves behind."""
+"""Every command that shows, with all its forms: tests walk over them to see what a look at a drive leaves."""
 
 # By the name of the catalogue's row; drive 0 is the one that is looked at.
 SHOWS = {

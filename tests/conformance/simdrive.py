@@ -59,7 +59,7 @@ class Words(SimdriveTestCase):
             self.check(*command, root=False, status=1, stderr="This needs the root user, or --folder with a folder of yours.")
         self.assertEqual(list(self.world.opt.iterdir()), [])
 
-    def test_wrong_words_are_told(self):
+    def test_wrong_words_are_reported(self):
         for arguments, message in (
                 (["make"], 'There is no command "make"; nimbrel-simdrive --help lists them.'),
                 (["list", "a"], "list takes no name."),
@@ -186,7 +186,7 @@ class Listing(SimdriveTestCase):
         self.check("list", stdout="There are no simulated drives.\n")
         self.check("list", "--json", stdout="[]\n")
 
-    def test_tells_faults_and_damages_for_each_drive_alone(self):
+    def test_shows_faults_and_damages_for_each_drive_alone(self):
         self.make("a")
         self.make("b10", serial="S10")
         self.make("b9", serial="S9")
@@ -258,7 +258,7 @@ class Permissions(SimdriveTestCase):
         self.assertEqual([self.mode(self.drives), self.mode(self.drives / "a")], [0o700] * 2)
 
     def test_a_lock_of_another_user_stops_nothing(self):
-        """Whoever could open the folders, before they were closed to others, may still hold locks on them."""
+        """A process that opened the folders before they were closed to others may still hold locks on them."""
         self.make()
         for folder in (self.drives, self.drives / "a"):
             descriptor = os.open(folder, os.O_RDONLY)

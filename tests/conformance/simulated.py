@@ -1,6 +1,6 @@
 """Simulated drives in a world, with the real feature library.
 
-    case.make_drive("ocp")                      # the folder case.drives / "ocp"; its clock stands, nothing takes time
+    case.make_drive("ocp")                      # the folder case.drives / "ocp"; its clock is stopped
     case.describe("ocp", sanitize_seconds=10)   # other values in its description; None takes a key away
     case.tool("show", "-velkossd")              # the machine's own drives are hidden
 """
@@ -32,7 +32,7 @@ SECTIONS = {
 
 
 def description(**values):
-    """The description file; underscores stand for hyphens."""
+    """The description file; underscores become hyphens."""
     keys = {key.replace("_", "-"): value for key, value in values.items() if value is not None}
     text = ""
     for section, known in SECTIONS.items():

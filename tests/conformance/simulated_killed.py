@@ -102,7 +102,7 @@ class KilledCommands(SimulatedTestCase):
             self.tool("attach", "-velkossd", SERIALS[drive], "-namespace", "1")
 
     def check_trim(self):
-        """On the drive that nobody formats: its media file keeps its name."""
+        """On the drive that is not formatted: its media file keeps its name."""
         media = self.drives / "velko-trim" / "media-1-1"
         media.write_bytes(PATTERN)
         os.truncate(media, 64 << 20)

@@ -77,7 +77,7 @@ class PersistentEventLog(SimulatedTestCase):
 
     @staticmethod
     def status_of(log):
-        """The message about the damage, which stands behind the log."""
+        """The message about the damage, which follows the log."""
         for name, value in [*log.items(), *log.get(NAME, {}).items()]:
             if name.startswith(STATUS):
                 return value["Status"]
@@ -95,7 +95,7 @@ class PersistentEventLog(SimulatedTestCase):
         self.assertEqual(int(STOPS.fullmatch(self.status_of(log))[1]), first)
         self.assertEqual(self.events(log[NAME]), whole[:1])
 
-    def test_is_told_from_other_files(self):
+    def test_is_distinguished_from_other_files(self):
         for content in (b"", b"\0" * 600, b"no log"):
             self.file.write_bytes(content)
             self.check_tool("show", "-source", FILE, "-persistenteventlog", status=3,

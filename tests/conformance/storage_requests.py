@@ -700,7 +700,7 @@ REFUSALS = [
           ("RetainAsynchronousEvent=yes", bad("a boolean", "RetainAsynchronousEvent")),
           ("NumDWORDs=-1", bad("an integer", "NumDWORDs")),
           ("LogPageOffset=x", bad("an integer", "LogPageOffset")),
-          # What is looked at first is told first.
+          # What is checked first is reported first.
           ("LogPageOffset=x NumDWORDs=x RetainAsynchronousEvent=x LogSpecificField=x NamespaceSpecific=x",
            bad("true or false", "NamespaceSpecific")),
           ("LogPageOffset=x NumDWORDs=x RetainAsynchronousEvent=x LogSpecificField=x",
@@ -800,7 +800,7 @@ class StorageRequests(RecordingTestCase):
                 self.assertEqual(self.run_line(line).stdout, f"Syntax Error: {message}\n")
 
     def test_whole_texts(self):
-        """The pieces that the other tests put together, once as they stand on the wire."""
+        """The pieces that the other tests put together, once as they are on the wire."""
         directories = ('<Property category="attribute" displayName="Additional Module Directories" '
                        'name="AdditionalModuleDirs" size="0" type="vectorOfStrings" '
                        'value="/opt/velko/nimbrel/FirmwareModules"/>')

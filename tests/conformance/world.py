@@ -2,13 +2,13 @@
 
 The tool uses fixed places (/opt/velko/nimbrel, /var/lib/nimbrel, /var/log, /run/nimbrel, /usr/lib/nimbrel) and wants to
 be root. World gives it both without touching the machine: a private user and mount namespace in which scratch folders
-stand in the fixed places. The scratch folders last as long as the World, so several runs share their state, as on a
+take the fixed places. The scratch folders last as long as the World, so several runs share their state, as on a
 real machine, and a test looks at them from outside.
 
     world.run("show", "-system")                      # as root, standard input is /dev/null
     world.run("help", root=False)                     # as an ordinary user
     world.run("help", terminal=80)                    # standard input is a terminal of 80 columns
-    world.run("delete", ..., terminal=80, typed="n\n")  # and somebody types
+    world.run("delete", ..., terminal=80, typed="n\n")  # and a user types
 """
 
 import dataclasses
@@ -37,7 +37,7 @@ LIBRARY_NAME = "Velko.SSDFeatures.so.3.0.0"
 
 @dataclasses.dataclass
 class Run:
-    """What one process left behind."""
+    """The outcome of one process."""
 
     status: int
     stdout: str
@@ -86,14 +86,14 @@ class World:
         return folder
 
     def install_library(self, path, name=LIBRARY_NAME):
-        """Puts a feature library where an installed one stands; returns its place as seen from outside."""
+        """Puts a feature library where an installed one is; returns its place as seen from outside."""
         return pathlib.Path(shutil.copy(path, self.opt / name))
 
     def run(self, *arguments, tool=None, root=True, stdin="null", terminal=None, typed=None, env=None, cwd=None,
             stdout=subprocess.PIPE, timeout=TIMEOUT_SECONDS):
         """Runs the tool (or another program, tool=PATH) to its end.
 
-        stdin: "null", "closed", or the bytes of a file. terminal: columns of a terminal that stands in for stdin;
+        stdin: "null", "closed", or the bytes of a file. terminal: columns of a terminal in place of stdin;
         typed is what is written to it. Arguments may be bytes."""
         command = self.command(*arguments, tool=tool, root=root, stdin=stdin)
         options = dict(stdout=stdout, stderr=subprocess.PIPE, cwd=cwd or self.cwd, env={**os.environ, **(env or {})})
@@ -117,7 +117,7 @@ class World:
     def command(self, *arguments, tool=None, root=True, stdin="null"):
         """The whole command line that enters the world and runs the tool there."""
         enter = World._namespace + ["/bin/sh", ENTER, str(self.scratch), "closed" if stdin == "closed" else "open"]
-        # A second user namespace without a mapping: the process is nobody.
+        # A second user namespace without a mapping: the process has no user.
         user = [] if root else ["unshare", "-U"]
         return enter + user + [str(tool or TOOL), *arguments]
 

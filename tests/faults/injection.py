@@ -44,7 +44,7 @@ LIMITS = {
 
 # Calls that are left alone, with the reason.
 LEFT_ALONE = {
-    "brk": "reports a failure by the old end of the heap and not by an errno; mmap stands for memory",
+    "brk": "reports a failure by the old end of the heap and not by an errno; mmap covers memory",
     "futex": "never fails for a correct program: the C library ends the process on purpose where it does",
     "rt_sigprocmask": "fails for a wrong argument alone", "rt_sigaction": "fails for a wrong argument alone",
     "rt_sigtimedwait": "sigwait(3) repeats it until there is a signal",

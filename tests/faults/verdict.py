@@ -39,7 +39,7 @@ def tree(folders):
 def differences(found, wanted, compares_contents):
     changed = [path for path in found.keys() & wanted.keys() if compares_contents and found[path] != wanted[path]]
     left = [path for path in found.keys() - wanted.keys() if not MAY_BE_LEFT.search(path)]
-    return sorted([f"{path} left behind" for path in left] +
+    return sorted([f"{path} left over" for path in left] +
                   [f"{path} missing" for path in wanted.keys() - found.keys() if not MAY_BE_MISSING.search(path)] +
                   [f"{path} differs" for path in changed])
 
@@ -55,7 +55,7 @@ def judge_files(command, found, before, after):
     """After an error each file is as it was before, or as it should be. The names of those that are neither."""
     left = sorted(path for path in found.keys() - before.keys() - after.keys() if not MAY_BE_LEFT.search(path))
     if left:
-        return "left behind: " + ", ".join(left), []
+        return "left over: " + ", ".join(left), []
     lost = sorted((before.keys() & after.keys()) - found.keys())
     if lost:
         return "lost: " + ", ".join(lost), []
