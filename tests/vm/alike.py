@@ -1,4 +1,4 @@
-"""One sequence of commands on an emulated controller behind the kernel's driver and on a simulated drive that is set up
+"""One sequence of commands on an emulated controller under the kernel's driver and on a simulated drive that is set up
 alike. The jobs are the same code on both: what they say must be the same."""
 
 import re
@@ -42,8 +42,8 @@ class EmulatedAndSimulated(VmTestCase):
         if run.status != 0:
             raise RuntimeError(run.stdout + run.stderr)
 
-    def told(self, serial, words):
-        """Without what tells the drives apart: serial number and node."""
+    def answer(self, serial, words):
+        """Without what distinguishes the drives: serial number and node."""
         run = self.machine.run("nimbrel", *(serial if word is None else word for word in words))
         text = run.stdout.replace(NODE, "/dev/nvme0").replace(SIMULATED, EMULATED)
         return run.status, text, run.stderr
@@ -51,7 +51,7 @@ class EmulatedAndSimulated(VmTestCase):
     def test_10_say_the_same(self):
         for words, status in SEQUENCE:
             with self.subTest(words):
-                emulated, simulated = self.told(EMULATED, words), self.told(SIMULATED, words)
+                emulated, simulated = self.answer(EMULATED, words), self.answer(SIMULATED, words)
                 if words[-1] == "TempThreshold=70":  # the emulated one cannot save it
                     emulated = (emulated[0], emulated[1].replace(" It holds until the next controller reset.", ""),
                                 emulated[2])

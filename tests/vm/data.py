@@ -1,5 +1,5 @@
 """What a drive says of itself, and what is set in it: identify structures, log pages, features. Every value that nvme-cli
-names is compared; how the two ways of showing one relate stands in tables."""
+names is compared; tables relate the two ways of showing one."""
 
 import datetime
 import re
@@ -117,7 +117,7 @@ class DriveData(VmTestCase):
         return run.stdout_bytes
 
     def only(self, *arguments):
-        """The one object that a successful show tells, after its heading, without the drive's identity."""
+        """The one object that a successful show prints, after its heading, without the drive's identity."""
         ((heading, values),) = self.drives(*arguments)
         self.assertIn(values.pop("SerialNumber"), heading)
         self.assertIn(values.pop("DevicePath"), arguments)
@@ -191,7 +191,7 @@ class DriveData(VmTestCase):
     # Log pages
 
     def read_something(self):
-        """So that the counters tell apart."""
+        """So that the counters differ."""
         # The kernel reads no blocks with metadata: the first namespaces have none.
         run = self.machine.shell("set -e; cd /sys/block; for b in $(grep -lx 1 nvme*/nsid | cut -d/ -f1); do "
                                  "[ ! -b /dev/$b ] || dd if=/dev/$b of=/dev/null bs=64k count=40; done")
@@ -375,7 +375,7 @@ class DriveData(VmTestCase):
         0x14: "Predictable Latency Mode Window", 0x15: "LBA Status Information Attributes",
         0x17: "Sanitize Config"}
 
-    def test_a_feature_that_the_drive_does_not_have_is_told(self):
+    def test_a_feature_that_the_drive_does_not_support_is_reported(self):
         for fid in range(1, 24):
             if fid in self.FEATURES or fid in self.WITH_DATA:
                 continue

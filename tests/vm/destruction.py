@@ -1,5 +1,5 @@
 """Commands that destroy: refused where a namespace is in use, whichever node is named, with a witness that nothing was
-sent; done where nothing stands against it, with a look at the media. And commands that this controller rejects."""
+sent; done where nothing prevents it, with a look at the media. And commands that this controller rejects."""
 
 import os
 import struct
@@ -102,7 +102,7 @@ class Destruction(VmTestCase):
                     with self.subTest(serial=serial, path=path, command=command[2]):
                         self.assert_refused(serial, command, path, message, status)
 
-    def test_a_generic_node_is_refused_likewise(self):
+    def test_a_generic_node_is_refused_too(self):
         path = self.node["FS"].replace("/dev/nvme", "/dev/ng")
         self.assert_refused("FS", COMMANDS[1], path, f"{IN_USE} {self.node['FS']} is mounted on /data.", 241)
 

@@ -1,5 +1,5 @@
 """Drives that warn, drives with bad blocks, and drives that are unplugged: before a command, in the middle of one, and
-while others are listed. What a health scan says of them, and what it leaves behind."""
+while others are listed. What a health scan says of them, and what it leaves."""
 
 import subprocess
 import time
@@ -71,7 +71,7 @@ class Faults(VmTestCase):
             self.assertLess(time.monotonic(), deadline, "the kernel kept the drive")
             time.sleep(0.2)
 
-    def test_1_a_critical_warning_shows_wherever_health_is_told(self):
+    def test_1_a_critical_warning_shows_wherever_health_is_reported(self):
         for mask in (0x02, 0x1D, 0x00):  # healthy again at the end
             self.machine.qmp("qom-set", path="/machine/peripheral/U3", property="smart_critical_warning", value=mask)
             raised = [bit for bit in WARNINGS if mask & bit]
@@ -113,7 +113,7 @@ class Faults(VmTestCase):
             **self.health(code=103, Read_Scan="Blocks that cannot be read: 1."),
             "Read Scan - Namespace 1": {"Blocks": 16384, "Blocks Read": 16383, "Unreadable Blocks": 1,
                                         "Unreadable LBAs": 1000}}})
-        # The kernel reads no blocks with metadata; the tool does. Of 4,096 bytes with 8 behind them in the image.
+        # The kernel reads no blocks with metadata; the tool does. Of 4,096 bytes with 8 after them in the image.
         blocks = (8 << 20) // 4104
         run = self.scan(0, "ReadScan", "U3")
         self.assertEqual(run, {"Health Scan U3": {
@@ -145,7 +145,7 @@ class Faults(VmTestCase):
         self.check("reset", "-velkossd", "U4", "-nvmecontroller", status=3, stdout=UNKNOWN_SERIAL)
 
     def test_3_unplugged_in_the_middle_of_a_command(self):
-        # The first write is free; what comes behind it waits for its share.
+        # The first write is free; what comes after it waits for its share.
         run = self.machine.shell("n=$(dirname $(grep -lw U2 /sys/class/nvme-subsystem/*/serial)); cd $n; "
                                  "dd if=/dev/zero of=/dev/$(ls -d nvme*n*) bs=64k count=1 oflag=direct")
         self.assertEqual(run.status, 0, run.stderr)
@@ -162,7 +162,7 @@ class Faults(VmTestCase):
         node = path.replace("/sys/class/nvme", "/dev")
         begin = time.monotonic()
         gone = f"The device (object) was unavailable. The drive of {node} is gone (errno 19: No such device)."
-        # As long as the emulated drive works on the format it does not leave, and nobody else can have it.
+        # As long as the emulated drive works on the format it does not leave, and no other controller can have it.
         listed = self.machine.run("nimbrel", "show", "-o", "json", "-d", "DeviceStatus", "-velkossd")
         self.assertLess(time.monotonic() - begin, 9, "the others are not held up")
         self.assertEqual((listed.json(), listed.status), (

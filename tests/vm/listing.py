@@ -38,7 +38,7 @@ class OneDrive(VmTestCase):
         self.check("show", "-d", "SerialNumber,NamespaceId,Colour", "-velkossd", "0",
                    stdout="\n- Velko SSD S1 -\n\nColour : Property not found\nNamespaceId : 1\nSerialNumber : S1\n\n")
 
-    def test_shows_all_that_identify_tells(self):
+    def test_shows_all_that_identify_reports(self):
         witness = Witness(self.machine)
         controller, first, log = witness.controllers[0], witness.first["nvme0"], witness.logs[0]
         version = controller["ver"]
@@ -170,7 +170,7 @@ class FourControllers(VmTestCase):
                                  [(f"Velko SSD {serial}",
                                    {"DevicePath": path, "NamespaceId": nsid, "SerialNumber": serial})])
 
-    def test_an_unknown_name_is_told_by_its_kind(self):
+    def test_an_unknown_name_is_refused_by_its_kind(self):
         self.machine.shell("ln -sf nvme9 /dev/dangling; : > /tmp/nvme0")
         for name, message in (
                 ("4", UNKNOWN_INDEX),

@@ -39,7 +39,7 @@ RUN_SECONDS = 120
 
 @dataclasses.dataclass
 class Run:
-    """What one command in the guest left behind."""
+    """The outcome of one command in the guest."""
 
     status: int
     stdout: str
@@ -52,7 +52,7 @@ class Run:
 
 @dataclasses.dataclass
 class Namespace:
-    """A namespace with a sparse image behind it. metadata: bytes a block; detached: not attached to the controller;
+    """A namespace with a sparse image for its media. metadata: bytes a block; detached: not attached to the controller;
     options: further nvme-ns options; media: further -drive options, such as "throttling.bps-write=65536", with
     {image} and {folder} for the image's path and the folder of the machine."""
 
@@ -241,7 +241,7 @@ class Machine:
 
     def nvme_commands(self):
         """The names of the NVMe commands that reached the emulated controllers since the last call, in their order,
-        whoever sent them: "NVME_ADM_CMD_IDENTIFY", "NVME_NVME_CMD_READ"."""
+        from every sender: "NVME_ADM_CMD_IDENTIFY", "NVME_NVME_CMD_READ"."""
         return re.findall(r"opname '(\w+)'", self._trace())
 
     def failed_nvme_commands(self):
@@ -263,7 +263,7 @@ class Machine:
             return ""
 
     def image(self, controller, nsid=1):
-        """The file behind a namespace, to look at what is on the media."""
+        """The file that holds a namespace, to look at what is on the media."""
         return self.folder / f"{controller}-{nsid}.img"
 
     def _await(self, path):

@@ -1,5 +1,5 @@
 """No list, show or log scan sends a real driver's drive a command that it refuses. QEMU's controller records no errors:
-its own trace tells which commands failed."""
+its own trace shows which commands failed."""
 
 import pathlib
 import sys

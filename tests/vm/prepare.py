@@ -45,7 +45,7 @@ def output(*command, **options):
 
 
 def private_lists(folder):
-    """Options by which apt works on package lists below `folder`: the system's own stay as they are, and nobody has to
+    """Options by which apt works on package lists below `folder`: the system's own stay as they are, and no one has to
     be root."""
     (folder / "lists/partial").mkdir(parents=True, exist_ok=True)
     (folder / "cache/archives/partial").mkdir(parents=True, exist_ok=True)
@@ -68,7 +68,7 @@ def download_kernel(folder, options):
 
 def fetch_kernel(folder):
     """Downloads and unpacks a kernel, and keeps it for the next time. Package lists that are missing, or so old that
-    their kernel is no longer there, are fetched anew, for this alone."""
+    their kernel is no longer there, are fetched again, for this alone."""
     unpacked = folder / "kernel"
     if (unpacked / "complete").exists():
         return unpacked

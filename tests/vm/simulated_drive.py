@@ -1,4 +1,4 @@
-"""A simulated drive, reached on three roads at once: the kernel's nvme-tcp driver makes /dev/nvme0 of it, which nvme-cli
+"""A simulated drive, over three transports at once: the kernel's nvme-tcp driver makes /dev/nvme0 of it, which nvme-cli
 reads (the witness) and nimbrel through its Linux transport, and nimbrel reads it through its simulated transport. All
 of them must say the same."""
 
@@ -26,7 +26,7 @@ KERNEL, SIMULATED = "0", "1"  # real drives are listed first
 # What the target puts into Identify over what the drive has.
 FABRICS_FIELDS = {"SGLS", "IOCCSZ", "IORCSZ", "ICDOFF", "FCATT", "MSDBD", "OFCS", "KAS"}
 PREFERRED_SIZES = {"NPWG", "NPWA", "NPDG", "NPDA", "NOWS"}
-CAPTURES = range(0xD3, 0xD8)  # of the maker: made anew, with time and number, when a host begins to read
+CAPTURES = range(0xD3, 0xD8)  # of the maker: made again, with time and number, when a host begins to read
 CAPTURED = r"(Time|Generation) : .*\n"
 EVENT_LOG_CLOCKS = r"(?m)^(TSTMP|POH).*$"
 KEEP_ALIVE_TIMER, TIMESTAMP = 15, 14  # the first belongs to the association, the second goes on
@@ -92,14 +92,14 @@ class SimulatedDriveTestCase(VmTestCase):
             time.sleep(0.1)
 
     def nimbrel(self, index, verb, *arguments):
-        """A run on one road, with the drive's own place in the words of both."""
+        """A run over one transport, with the drive's own place in the words of both."""
         words = ["nimbrel", *verb.split(), "-velkossd", index, *arguments]
         run = self.machine.run(*words)
         run.stdout = run.stdout.replace(NODE.replace("/", "\\/"), "\\/dev\\/nvme0").replace(NODE, "/dev/nvme0")
         return run.status, run.stdout, run.stderr
 
     def both(self, verb, *arguments, without=None):
-        """What both roads say alike; `without`: lines that may differ."""
+        """What both transports show alike; `without`: lines that may differ."""
         kernel, simulated = (self.nimbrel(index, verb, *arguments) for index in (KERNEL, SIMULATED))
         if without:
             kernel, simulated = ((status, re.sub(without, "", out), err) for status, out, err in (kernel, simulated))
@@ -138,7 +138,7 @@ class SimulatedDriveTestCase(VmTestCase):
 
 
 class Agreement:
-    """The tests of both models; in order of their names, since some leave another drive behind."""
+    """The tests of both models; in order of their names, since some leave another drive."""
 
     def test_10_the_list_shows_it_twice(self):
         run = self.machine.run("nimbrel", "show", "-o", "json", "-velkossd")
@@ -193,7 +193,7 @@ class Agreement:
         self.assertLessEqual({1, 2, 3, 4, 5, 6, 0x81}, set(logs))
         for lid in logs:
             if lid == 0:
-                continue  # stands for all logs
+                continue  # selects all logs
             with self.subTest(log=f"0x{lid:02X}"):
                 changing = CAPTURED if lid in CAPTURES else EVENT_LOG_CLOCKS if lid == 0x0D else None
                 self.both("show", "-nvmelog", f"0x{lid:02X}", without=changing)
@@ -270,7 +270,7 @@ class Agreement:
                     self.assertIn(f"Dword 0 : 0x{int(value.group(1), 16):08X}\n", stdout)
         self.assertLessEqual({1, 2, 4, 5, 6, 7, 8, 9, 10, 11}, set(found))
 
-    def test_31_a_feature_set_on_one_road_is_seen_on_the_others(self):
+    def test_31_a_feature_set_over_one_transport_is_seen_over_the_others(self):
         for index, celsius in ((KERNEL, 66), (SIMULATED, 67)):
             self.act(index, "set", "TempThreshold=" + str(celsius))
             theirs = self.must("nvme get-feature -f 4 /dev/nvme0")
@@ -287,14 +287,14 @@ class Agreement:
             self.connect(options)
             self.must("dd if=/dev/nvme0n1 bs=1M count=8 iflag=direct | cmp - /tmp/data")
         self.must("dd if=/tmp/data of=/dev/nvme0n1 bs=1M seek=8 oflag=direct")
-        # Trimmed on one road, it is gone on the other.
+        # Trimmed over one transport, it is gone over the other.
         self.act(SIMULATED, "start -force", "-trim", "StartLBA=0", "Count=16384")
         self.must("dd if=/dev/nvme0n1 bs=1M count=8 iflag=direct of=/tmp/read && cmp -n 8388608 /tmp/read /dev/zero")
         self.must("dd if=/dev/nvme0n1 bs=1M count=8 skip=8 iflag=direct | cmp - /tmp/data")
 
     def test_50_namespaces_come_and_go(self):
         self.act(SIMULATED, "detach", "-namespace", "1")
-        self.await_node("/dev/nvme0n1", False)  # the drive told the kernel: nobody rescanned
+        self.await_node("/dev/nvme0n1", False)  # the drive notified the kernel: there was no rescan
         self.act(KERNEL, "delete -force", "-namespace", "1")
         self.assertEqual(self.theirs("nvme list-ns --all /dev/nvme0"), {"nsid_list": []})
         self.must("nvme create-ns /dev/nvme0 -s 32768 -c 32768 -f 0")

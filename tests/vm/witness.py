@@ -32,7 +32,7 @@ def strict_json(text):
 
 
 def values(text):
-    """The JSON documents of several programs, one behind the other."""
+    """The JSON documents of several programs, one after the other."""
     decoder, found = json.JSONDecoder(), []
     text = text.strip()
     while text:
@@ -117,7 +117,7 @@ class VmTestCase(unittest.TestCase):
         self.assertEqual((run.stdout, run.stderr, run.status), (stdout, stderr, status), arguments)
 
     def drives(self, *arguments):
-        """What a successful show tells: headings and properties, in their order."""
+        """What a successful show prints: headings and properties, in their order."""
         return list(self.show(*arguments).items())
 
     def show(self, *arguments):
