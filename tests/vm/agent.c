@@ -3,7 +3,7 @@
  *
  * All numbers are 32 bits, little endian.
  *   request: number of arguments; each argument as length and bytes; standard input as length and bytes
- *   answer:  exit status (128 + signal number for a killed process); standard output; standard error, likewise
+ *   answer:  exit status (128 + signal number for a killed process); standard output; standard error; as above
  *
  * Called as "agent hold NODE" it is the program that keeps a block device to itself, until it is killed.
  */
