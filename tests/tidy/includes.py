@@ -8,7 +8,7 @@ from include_graph import IncludeGraph, cycles, read_targets
 
 ROOT = os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "..")
 
-# Units that need each other. A set that is no longer a circle as it stands here has to go.
+# Units that need each other. A set that is no longer a circle as it is here has to go.
 KNOWN_CYCLES = [
     # Each function of the core leaves a trace, those that open the file for the traces included.
     ["ostrel/core/FileRules", "ostrel/core/LogFileStream", "ostrel/core/Logging", "ostrel/core/ScopeTrace"],
@@ -81,7 +81,7 @@ class Check(unittest.TestCase):
         self.assertEqual(graph.missing_dependencies(),
                          ["high/High.h:2: high_again includes low/Low.h, and does not depend on low"])
 
-    def test_headers_of_a_folder_without_sources_stand_for_it(self):
+    def test_headers_of_a_folder_without_sources_represent_it(self):
         graph = self.graph({"top/Top.cpp": '#include "low/Low.h"\n'},
                            ["target low_headers low", "target top top", "source top/Top.cpp", "depends low_headers"])
         self.assertEqual(graph.missing_dependencies(), [])
