@@ -10,7 +10,7 @@ ROOT = os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "..")
 DOCUMENTS = ("*.md", "docs/*.md")
 CODE = re.compile(r"`([\w.-]+/[\w./-]*)")
 LINK = re.compile(r"\]\(([^)#:]+)(?:#[^)]*)?\)")
-# What stands for a name of the reader's own.
+# What represents a name of the reader's own.
 PLACEHOLDERS = {"fuzz/corpus/NAME"}
 
 
