@@ -49,13 +49,13 @@ std::unique_ptr<ResultBase> receive(ReceiveXMLMessageFunction receiveXmlMessage,
     const auto call = [&] { code = receiveXmlMessage(handle, buffer.getData(), &size); };
     if (auto error = callLibrary("ReceiveXMLMessage", call)) return error;
     if (code == FEATURE_LIBRARY_INVALID_BUFFER_SIZE) {
-        const uint64_t toldSize = size;
-        buffer = Payload(toldSize);
-        if (buffer.getSize() != toldSize) return tooLarge(toldSize);
+        const uint64_t reportedSize = size;
+        buffer = Payload(reportedSize);
+        if (buffer.getSize() != reportedSize) return tooLarge(reportedSize);
         if (auto error = callLibrary("ReceiveXMLMessage", call)) return error;
-        if (code == FEATURE_LIBRARY_SUCCESS && size > toldSize) {
-            return receiveFailure("The response grew from " + std::to_string(toldSize) + " to " + std::to_string(size) +
-                                  " bytes.");
+        if (code == FEATURE_LIBRARY_SUCCESS && size > reportedSize) {
+            return receiveFailure("The response grew from " + std::to_string(reportedSize) + " to " +
+                                  std::to_string(size) + " bytes.");
         }
     }
     if (code != FEATURE_LIBRARY_SUCCESS || buffer.getData() == nullptr)

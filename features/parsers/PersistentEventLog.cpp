@@ -89,10 +89,10 @@ void Walk::run() {
     }
     log_.validBytes = at_;
     if (!log_.end.empty()) return;
-    const uint64_t told = le64(data_ + OFFSET_TLL);
-    if (told > size_)
-        log_.end =
-            "It says that it has " + std::to_string(told) + " bytes, and " + std::to_string(size_) + " are there";
+    const uint64_t reportedBytes = le64(data_ + OFFSET_TLL);
+    if (reportedBytes > size_)
+        log_.end = "It says that it has " + std::to_string(reportedBytes) + " bytes, and " + std::to_string(size_) +
+                   " are there";
     const size_t rest = end_ - at_;
     if (rest != 0 && !isAllZero(data_ + at_, rest))
         log_.damages.push_back(std::to_string(rest) + " bytes behind the last event, at offset " + std::to_string(at_) +
@@ -101,16 +101,16 @@ void Walk::run() {
 
 bool Walk::takeHeader() {
     const size_t headerBytes = HEADER_LENGTH_END + le16(data_ + OFFSET_LHL);
-    const uint64_t told = le64(data_ + OFFSET_TLL);
-    end_ = static_cast<size_t>(std::min<uint64_t>(told, size_));
+    const uint64_t reportedBytes = le64(data_ + OFFSET_TLL);
+    end_ = static_cast<size_t>(std::min<uint64_t>(reportedBytes, size_));
     if (size_ < PersistentEventLog::HEADER_BYTES) {
         at_ = size_;
         return stop("the bytes end within the header, which has " + std::to_string(PersistentEventLog::HEADER_BYTES));
     }
-    if (headerBytes < PersistentEventLog::HEADER_BYTES || headerBytes > told) {
+    if (headerBytes < PersistentEventLog::HEADER_BYTES || headerBytes > reportedBytes) {
         at_ = OFFSET_LHL;
         return stop("a header of " + std::to_string(headerBytes) + " bytes does not fit a log of " +
-                    std::to_string(told));
+                    std::to_string(reportedBytes));
     }
     at_ = std::min(headerBytes, end_);
     return true;

@@ -126,7 +126,7 @@ class DebugLog(BindingTestCase):
         self.configure(enable_log="true", log_file="/dev/full")
         self.run_and_log("version")
 
-    def test_refused_by_the_library_is_written_by_the_tool_all_the_same(self):
+    def test_refused_by_the_library_is_still_written_by_the_tool(self):
         self.install(loggerCode=6)
         self.configure(enable_log="true")
         self.assertEqual(self.probe("loadError", "log=one"), f"loadError: {LOG_REFUSED}\n")

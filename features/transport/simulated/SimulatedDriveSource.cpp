@@ -18,8 +18,8 @@ namespace fs = std::filesystem;
 
 namespace {
 
-/// Where a link leads to, also when nothing is there, since the nodes are no files. Empty: nowhere.
-fs::path behindLinks(fs::path path) {
+/// The target of a link, also when nothing is there, since the nodes are no files. Empty: nowhere.
+fs::path withoutLinks(fs::path path) {
     constexpr int MOST_LINKS = 40;
     std::error_code error;
     for (int links = 0; fs::is_symlink(fs::symlink_status(path, error)); ++links) {
@@ -46,7 +46,7 @@ std::unique_ptr<DeviceFinder> SimulatedDriveSource::finder() const {
 
 std::optional<DriveLocation> SimulatedDriveSource::locate(const std::string& path, LookErrors& errors) const {
     OSTREL_TRACE();
-    const fs::path target = behindLinks(path);
+    const fs::path target = withoutLinks(path);
     const bool isNode = target.parent_path().filename() == "dev";
     const fs::path folder = resolved(isNode ? target.parent_path().parent_path() : target);
     const std::string name = folder.filename();

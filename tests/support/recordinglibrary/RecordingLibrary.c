@@ -118,7 +118,7 @@ static void record(const char* function, const char* arguments) {
 }
 
 /* Last in a function: nothing here is freed by unwinding. */
-static void throwIfTold(const char* function) {
+static void throwIfRequested(const char* function) {
     if (strcmp(throwIn, function) == 0) throwException(function);
     if (strcmp(throwOtherIn, function) == 0) throwNumber();
 }
@@ -175,20 +175,20 @@ static void loadAnswer(struct request* request) {
 EXPORT int32_t GetVer(void) {
     readInstructions();
     record("GetVer", "");
-    throwIfTold("GetVer");
+    throwIfRequested("GetVer");
     return (int32_t)version;
 }
 
 EXPORT void RegisterDeviceManager(void* deviceManager) {
     record("RegisterDeviceManager", deviceManager == NULL ? "null" : "not null");
-    throwIfTold("RegisterDeviceManager");
+    throwIfRequested("RegisterDeviceManager");
 }
 
 EXPORT void Load(int64_t mode) {
     char arguments[32];
     snprintf(arguments, sizeof arguments, "%" PRId64, mode);
     record("Load", arguments);
-    throwIfTold("Load");
+    throwIfRequested("Load");
 }
 
 EXPORT void SendXMLMessage(const char* text, uint64_t length, void** handle) {
@@ -200,13 +200,13 @@ EXPORT void SendXMLMessage(const char* text, uint64_t length, void** handle) {
     request->number = ++requests;
     loadAnswer(request);
     *handle = request;
-    throwIfTold("SendXMLMessage");
+    throwIfRequested("SendXMLMessage");
 }
 
 EXPORT int32_t ReceiveXMLMessage(void* handle, void* buffer, uint64_t* size) {
     struct request* const request = handle;
     const int isFirst = request->receives++ == 0;
-    const uint64_t told = isFirst ? firstSize : secondSize;
+    const uint64_t reported = isFirst ? firstSize : secondSize;
     char arguments[96];
     snprintf(arguments, sizeof arguments, "request %u, %s, %" PRIu64, request->number,
              buffer == NULL                  ? "null"
@@ -217,8 +217,8 @@ EXPORT int32_t ReceiveXMLMessage(void* handle, void* buffer, uint64_t* size) {
     /* Never more than there is room for, whatever the instructions say. */
     if (buffer != NULL && request->answer != NULL)
         memcpy(buffer, request->answer, *size < request->size ? *size : request->size);
-    *size = told == ANSWER_SIZE ? request->size : told;
-    throwIfTold("ReceiveXMLMessage");
+    *size = reported == ANSWER_SIZE ? request->size : reported;
+    throwIfRequested("ReceiveXMLMessage");
     return (int32_t)(isFirst ? firstCode : secondCode);
 }
 
@@ -229,17 +229,17 @@ EXPORT int32_t EnableLogger(const char* path, uint64_t length, int64_t reserved,
     memcpy(logPath, path, length);
     logPath[length] = '\0';
     recordText("EnableLogger", path, length, more);
-    throwIfTold("EnableLogger");
+    throwIfRequested("EnableLogger");
     return (int32_t)loggerCode;
 }
 
 EXPORT void SetLSIPath(const char* path, uint64_t length) {
     recordText("SetLSIPath", path, length, "");
-    throwIfTold("SetLSIPath");
+    throwIfRequested("SetLSIPath");
 }
 
 EXPORT void Unload(void) {
     record("Unload", "");
     for (unsigned i = 0; i < requests; ++i) free(store[i].answer);
-    throwIfTold("Unload");
+    throwIfRequested("Unload");
 }

@@ -589,7 +589,7 @@ TEST(AsyncEngine, FreesWhatIsLeftTheSendQueueLast) {
             engine.add(std::make_unique<AsyncEngineCommand>(0, MortalCommand(number), Payload(), 0));
         };
         for (uint32_t i = 0; i < 3; ++i) add(i);
-        engine.stop();  // sent, and in the callback queue without anybody to take them
+        engine.stop();  // sent, and in the callback queue without a thread to take them
         for (uint32_t i = 3; i < 6; ++i) add(i);
         MortalCommand::deaths = &deaths;
     }

@@ -105,7 +105,7 @@ TEST_F(TrustedFileTest, AcceptsTheUnmappedOwnerOnlyWhereNoOtherUserMayWrite) {
     EXPECT_EQ(open("/etc/passwd"), SUCCESS);
     const std::string top = std::filesystem::path(path_).parent_path().parent_path();
     EXPECT_EQ(open(path_), "1/1 '" + top + "' belongs to user " + std::to_string(own.st_uid))
-        << "in a sticky folder it may be anybody's";
+        << "in a sticky folder it may belong to any user";
 }
 
 TEST_F(TrustedFileTest, ChecksWhereALinkLeads) {
