@@ -23,7 +23,7 @@ struct SeenDevice {
     std::string lowerPath;
     std::string lowerSerialNumber;
 
-    bool isBehindLsi() const { return lowerPath.find("lsi") != std::string::npos; }
+    bool hasLsiPath() const { return lowerPath.find("lsi") != std::string::npos; }
 };
 
 // The devices of one serial number, and whether there is more than one path among them.
@@ -61,7 +61,7 @@ public:
 
     // The candidate is one of its twins: if the paths among these differ, one of them differs from its own.
     bool isDuplicate(const SeenDevice& candidate) const {
-        return candidate.isBehindLsi() && bySerialNumber_.at(candidate.lowerSerialNumber).differInPath;
+        return candidate.hasLsiPath() && bySerialNumber_.at(candidate.lowerSerialNumber).differInPath;
     }
 
     // What a walk over all devices would find worth telling on its way to that decision, in the order of the walk.
@@ -80,7 +80,7 @@ public:
             }
             logMessage(LOGSEVERITY_INFO, "Serial Number A: ", other.serialNumber);
             logMessage(LOGSEVERITY_INFO, "Serial Number B: ", candidate.serialNumber);
-            if (!candidate.isBehindLsi()) continue;
+            if (!candidate.hasLsiPath()) continue;
             logMessage(LOGSEVERITY_INFO, "LSI DevicePath = ", candidate.path);
             logMessage(LOGSEVERITY_INFO, "LSI Serial Number: ", candidate.serialNumber);
             return;
@@ -99,7 +99,7 @@ std::vector<bool> findLsiDuplicates(const std::vector<std::shared_ptr<Device>>& 
     OSTREL_TRACE();
     std::vector<bool> duplicates(devices.size(), false);
     const std::vector<SeenDevice> seen = look(devices);
-    if (std::none_of(seen.begin(), seen.end(), [](const SeenDevice& device) { return device.isBehindLsi(); }))
+    if (std::none_of(seen.begin(), seen.end(), [](const SeenDevice& device) { return device.hasLsiPath(); }))
         return duplicates;
     const Comparison comparison(seen);
     for (std::size_t i = 0; i < seen.size(); ++i) {
