@@ -250,7 +250,7 @@ Status Drive::logPieces(const LogPageRequest& request, uint64_t length, LogPiece
 Status Drive::noExtendedData() const {
     OSTREL_TRACE();
     Status status = statuses::featureNotSupported();
-    status.setMessage("Drive " + name() + " gives a log page from its start and in one piece only.");
+    status.setMessage("Drive " + name() + " does not support log page offsets.");
     return status;
 }
 

@@ -95,7 +95,7 @@ void Walk::run() {
                    " are there";
     const size_t rest = end_ - at_;
     if (rest != 0 && !isAllZero(data_ + at_, rest))
-        log_.damages.push_back(std::to_string(rest) + " bytes behind the last event, at offset " + std::to_string(at_) +
+        log_.damages.push_back(std::to_string(rest) + " bytes after the last event, at offset " + std::to_string(at_) +
                                ", belong to none");
 }
 

@@ -163,7 +163,7 @@ std::string addSetFeature(FieldTree& tree, const uint8_t* data, size_t size) {
     size_t at = 4;
     if (at + dwords * 4 + bufferBytes + (hasCompletion ? 4 : 0) > size) {
         addBytes(tree, "Data", "Bytes as they are", data + at, size - at);
-        return "its layout tells of more than it has";
+        return "its layout describes more than it has";
     }
     for (size_t i = 0; i < dwords; ++i, at += 4) {
         const uint32_t dword = le32(data + at);
@@ -206,7 +206,7 @@ std::string addVendorSpecific(FieldTree& tree, const uint8_t* data, size_t size)
         const size_t length = le16(data + at + 4);
         if (length > size - at - VENDOR_HEAD_BYTES) {
             addBytes(part, "Data", "Bytes as they are", data + at + VENDOR_HEAD_BYTES, size - at - VENDOR_HEAD_BYTES);
-            return "its descriptor " + std::to_string(number) + " tells of more data than there is";
+            return "its descriptor " + std::to_string(number) + " describes more data than there is";
         }
         if (length != 0)
             part.add("VSED", "Vendor Specific Event Data",

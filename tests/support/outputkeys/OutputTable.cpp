@@ -175,7 +175,7 @@ constexpr Row ROWS[] = {
     {"Health Scan > Read Scan - Namespace *", "Not completed", "text", NONE, NONE, "why the scan ended early", "it was completed"},
     {"Health Scan > Data Integrity Scan", "Path", "text", NONE, NONE, "file system that was checked", NEVER},
     {"Health Scan > Data Integrity Scan", "Written and Read", "number", "bytes", NONE, "data that was checked", NEVER},
-    {"Health Scan > Data Integrity Scan", "Mismatches", "number", "units of 4096 bytes", NONE, "data that came back different", NEVER},
+    {"Health Scan > Data Integrity Scan", "Mismatches", "number", "units of 4096 bytes", NONE, "data miscompares", NEVER},
     {"Health Scan > Data Integrity Scan", "First Mismatch - Offset in the file", "number", "bytes", NONE, "where the first one is", "there is none"},
     {"Health Scan > Data Integrity Scan", "Not completed", "text", NONE, NONE, "why the scan ended early", "it was completed"},
     {"System Information", "OperatingSystem", "text", NONE, NONE, "name of the operating system, or not reported", NEVER},

@@ -375,8 +375,7 @@ TEST(Drive, APieceThatFailsEndsTheLog) {
     EXPECT_EQ(data.getSize(), 0U);
 }
 
-constexpr const char* NO_EXTENDED_DATA =
-    "10/34 Drive S1 (/dev/nvme0) gives a log page from its start and in one piece only.";
+constexpr const char* NO_EXTENDED_DATA = "10/34 Drive S1 (/dev/nvme0) does not support log page offsets.";
 
 // Without extended data there is no offset, and 12 bits hold the number of dwords: 16 KiB and no more.
 TEST(Drive, AControllerWithoutExtendedDataIsAskedForOnePiece) {

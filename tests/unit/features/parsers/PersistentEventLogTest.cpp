@@ -138,7 +138,7 @@ const struct {
      "Event 1 - Thermal Excursion\nEvent 2 - Thermal Excursion\n",
      "It stops being valid at offset 564: 0 bytes are left for event 3 of 3."},
     {"more bytes than events", header(1, 52) + thermal() + thermal(), 538, "Event 1 - Thermal Excursion\n",
-     "26 bytes behind the last event, at offset 538, belong to none."},
+     "26 bytes after the last event, at offset 538, belong to none."},
     {"zeros after the events are padding", header(1, 52) + thermal() + Bytes(26), 538, "Event 1 - Thermal Excursion\n",
      ""},
     {"padding that is missing", header(1, 52) + thermal(), 538, "Event 1 - Thermal Excursion\n",
@@ -193,12 +193,12 @@ const struct {
      "its list of resets ends within an entry"},
     {"a feature's layout", event(0x0B, {0x0A, 0, 4, 0, 1, 2, 3, 4}), "Set Feature",
      "SFEL - Set Feature Event Layout: 0x0004000A\nData - Bytes as they are: 01020304\n",
-     "its layout tells of more than it has"},
+     "its layout describes more than it has"},
     {"a vendor's descriptor", event(0xDE, {1, 0, 3, 0, 2, 0, 0xAA}), "Vendor Specific",
      "[Descriptor 1]\nVSEC - Vendor Specific Event Code: 0x0001\n"
      "VSEDT - Vendor Specific Event Data Type: Binary\nUIDX - UUID Index: 0\n"
      "VSEDL - Vendor Specific Event Data Length: 2 bytes\nData - Bytes as they are: AA\n",
-     "its descriptor 1 tells of more data than there is"},
+     "its descriptor 1 describes more data than there is"},
     {"the head of a vendor's descriptor", event(0xDE, {1, 0, 3, 0, 1, 0, 0xAA, 2, 0}), "Vendor Specific",
      "[Descriptor 1]\nVSEC - Vendor Specific Event Code: 0x0001\n"
      "VSEDT - Vendor Specific Event Data Type: Binary\nUIDX - UUID Index: 0\n"
