@@ -189,7 +189,7 @@ std::string jsonOfAll(const DriveStore& store, const std::vector<DriveStore::New
 }  // namespace
 
 Status findDrive(const DriveStore& store, const std::string& name, std::string& path) {
-    if (!DriveStore::isName(name)) return refused(EINVAL, "\"" + name + "\" is no name of a simulated drive.");
+    if (!DriveStore::isName(name)) return refused(EINVAL, "\"" + name + "\" is not a valid name of a simulated drive.");
     path = store.pathOf(name);
     struct stat info {};
     const bool isFolder = ::lstat(path.c_str(), &info) == 0 && S_ISDIR(info.st_mode);

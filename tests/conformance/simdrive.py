@@ -138,10 +138,10 @@ class Making(SimdriveTestCase):
 
     def test_what_cannot_be_made_leaves_nothing(self):
         for arguments, message in (
-                (["../a"], '"../a" is no name of a simulated drive: letters, digits, \'-\', \'_\' and \'.\', no \'.\' at '
-                           "first, 64 characters at most."),
-                ([".."], '".." is no name of a simulated drive: letters, digits, \'-\', \'_\' and \'.\', no \'.\' at '
-                         "first, 64 characters at most."),
+                (["../a"], '"../a" is not a valid name of a simulated drive: letters, digits, \'-\', \'_\' '
+                           "and '.', no '.' at first, 64 characters at most."),
+                ([".."], '".." is not a valid name of a simulated drive: letters, digits, \'-\', \'_\' '
+                         "and '.', no '.' at first, 64 characters at most."),
                 (["a", "--size", "1023Ki"], '"size" takes 1 MiB to 8 TiB, for instance "16 GiB".'),
                 (["a", "--size", "8193Gi"], '"size" takes 1 MiB to 8 TiB, for instance "16 GiB".'),
                 (["a", "--serial", "S 1"], '"serial-number" takes 1 to 20 visible characters.'),
@@ -326,7 +326,7 @@ class Removing(SimdriveTestCase):
         for name in ("link", "file", "folder", "linked", "x"):
             self.check("remove", name, status=1, stderr=f'There is no simulated drive "{name}".')
         for name in ("..", "a/b", "", "/"):
-            self.check("remove", name, status=1, stderr=f'"{name}" is no name of a simulated drive.')
+            self.check("remove", name, status=1, stderr=f'"{name}" is not a valid name of a simulated drive.')
         self.assertEqual(sorted(str(path.relative_to(self.world.opt)) for path in self.world.opt.rglob("*")),
                          ["SimulatedDrives", "SimulatedDrives/.lock", "SimulatedDrives/file", "SimulatedDrives/folder",
                           "SimulatedDrives/folder/state", "SimulatedDrives/link", "SimulatedDrives/linked",

@@ -34,10 +34,11 @@ constexpr const char* REMOVING = ".removing-";
 constexpr const char* SNAPSHOT = ".snapshot-";
 
 Status notAName(const std::string& name) {
-    return Status(CATEGORY_OS, EINVAL,
-                  "\"" + name +
-                      "\" is no name of a simulated drive: letters, digits, '-', '_' and '.', no '.' at first, "
-                      "64 characters at most.");
+    return Status(
+        CATEGORY_OS, EINVAL,
+        "\"" + name +
+            "\" is not a valid name of a simulated drive: letters, digits, '-', '_' and '.', no '.' at first, "
+            "64 characters at most.");
 }
 
 /// Takes the lock of a drive's folder; it lasts as long as `lock` is open.
