@@ -280,7 +280,7 @@ const KeyRow KEYS[] = {
      [](Text text, D& d) { return parseSize(text, d.sizeBytes); },
      [](const D& d) { return sizeText(d.sizeBytes); }},
     {"drive", "clock", false, "milliseconds since 1970, or nothing",
-     "The time at which the drive's clock stands, in milliseconds since 1970 (UTC); "
+     "The time of the drive's clock, in milliseconds since 1970 (UTC); "
      "nothing: it goes with the machine's.",
      [](Text text, D& d) { return parseClock(text, d.clockMs); },
      [](const D& d) { return d.clockMs ? std::to_string(*d.clockMs) : ""; }},
@@ -381,9 +381,10 @@ Status parseTree(const boost::property_tree::ptree& tree, Description& descripti
                 std::any_of(std::begin(KEYS), std::end(KEYS),
                             [&, n = name, s = section](const auto& row) { return s == row.section && n == row.key; });
             if (!isKnown)
-                return wrong(std::string("\"").append(name).append("\" is no key of [").append(section).append("]."));
+                return wrong(
+                    std::string("\"").append(name).append("\" is an unknown key of [").append(section).append("]."));
         }
-        if (keys.empty() && !keys.data().empty()) return wrong("\"" + section + "\" stands outside a section.");
+        if (keys.empty() && !keys.data().empty()) return wrong("\"" + section + "\" is outside of any section.");
     }
     return Status();
 }

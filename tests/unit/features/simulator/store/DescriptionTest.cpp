@@ -28,7 +28,7 @@ TEST(DescriptionOfASimulatedDrive, IsReadAndWritten) {
         "model-number = ACME  X100\n"
         "; What all namespaces together may take: bytes, or with KiB, MiB, GiB, TiB, KB, MB, GB, TB.\n"
         "size = 16 GiB\n"
-        "; The time at which the drive's clock stands, in milliseconds since 1970 (UTC); nothing: it goes with the "
+        "; The time of the drive's clock, in milliseconds since 1970 (UTC); nothing: it goes with the "
         "machine's.\n"
         "clock =\n"
         "\n"
@@ -124,9 +124,9 @@ TEST(DescriptionOfASimulatedDrive, IsRefusedWithTheReason) {
         {WHO + "[supports]\nmax-transfer-kib = 12\n",
          "\"max-transfer-kib\" takes 0 or a power of two from 4 to 16384."},
         {WHO + "[supports]\nmax-namespaces = 0\n", "\"max-namespaces\" takes 1 to 1024."},
-        {WHO + "[supports]\nsanitise = yes\n", "\"sanitise\" is no key of [supports]."},
-        {WHO + "[fault]\nhang = admin 0x06\n", "\"hang\" is no key of [fault]."},
-        {"model = ocp\n" + WHO, "\"model\" stands outside a section."},
+        {WHO + "[supports]\nsanitise = yes\n", "\"sanitise\" is an unknown key of [supports]."},
+        {WHO + "[fault]\nhang = admin 0x06\n", "\"hang\" is an unknown key of [fault]."},
+        {"model = ocp\n" + WHO, "\"model\" is outside of any section."},
         {WHO + "[faults]\ntemperature = 201\n", "\"temperature\" takes -100 to 200, or nothing."},
         {WHO + "[faults]\ntemperature = -\n", "\"temperature\" takes -100 to 200, or nothing."},
         {WHO + "[faults]\nmedia-errors = 100\n", "\"media-errors\" takes blocks like \"1:100-107, 1:500\"."},
