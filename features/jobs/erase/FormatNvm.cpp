@@ -238,7 +238,7 @@ Status FormatNvm::checkProtection(const Target& target) const {
     }
     if (!hasProtectionType(target.before, target.protectionType))
         return withDetails(statuses::invalidProtectionInformation(),
-                           name(target) + " does not have type " + type + ".");
+                           name(target) + " does not support type " + type + ".");
     if (!hasProtectionLocation(target.before, target.protectionFirst)) {
         return withDetails(statuses::invalidProtectionInformationLocation(),
                            name(target) + " cannot have it in the " + (target.protectionFirst ? "first" : "last") +

@@ -162,7 +162,7 @@ Status NamespaceCreation::checkProtection(const NamespaceProperties& common) {
     }
     if (!bit(common.dpc, request_.protectionType - 1U)) {
         return withDetails(statuses::invalidProtectionInformation(),
-                           "Drive " + drive_.name() + " does not have type " + type + ".");
+                           "Drive " + drive_.name() + " does not support type " + type + ".");
     }
     protectionFirst_ = !bit(common.dpc, 4);
     return Status();

@@ -101,7 +101,7 @@ void printAmongAttributes(const std::string& object, const std::vector<Structure
             if (row.offset >= bytes) continue;
             const features::nvme::Field field{fieldName(row), fieldDescription(row), ""};
             OutputKey key = keyOf(object, row, byWords ? features::jobs::nameOutOfWords(field) : field.name);
-            key.absent = "the drive does not have the log page " + structureName;
+            key.absent = "the drive does not support log page " + structureName;
             print(key);
         }
     }
@@ -140,7 +140,7 @@ int main() {
                                     512);  // temperatures and counters that are numbers
     printAttributes("SMART Attributes", nvme::smartAttributes(log), "IncludeNVMeSmartHealthLog=false");
     printAttributes("Health Sensors", nvme::healthMetrics(log), "");
-    printAttributes("Health Sensors", nvme::ocpHealthMetrics(log), "the drive does not have OCP's log page C0h");
+    printAttributes("Health Sensors", nvme::ocpHealthMetrics(log), "the drive does not support OCP's log page C0h");
     printAttributes("Performance Metrics", nvme::performanceMetrics(log), "");
     printAmongAttributes("SMART Attributes", nvme::healthLogStructures(), "OCP SMART / Health Information Extended",
                          true);

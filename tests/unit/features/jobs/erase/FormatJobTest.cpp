@@ -457,7 +457,7 @@ TEST_F(FormatJobTest, TheDrivesLimitsAreCheckedBeforeAnythingIsWritten) {
          "Namespace 1 of drive S1 (/dev/nvme0) has 0."},
         {{{"ProtectionInformation", "2"}},
          space(2),
-         "10/29 Invalid protection information value. Namespace 1 of drive S1 (/dev/nvme0) does not have type 2."},
+         "10/29 Invalid protection information value. Namespace 1 of drive S1 (/dev/nvme0) does not support type 2."},
         {{{"ProtectionInformation", "1"}, {"ProtectionInformationLocation", "1"}},
          space(2),
          "10/30 Invalid protection information location. Namespace 1 of drive S1 (/dev/nvme0) cannot have it in the "

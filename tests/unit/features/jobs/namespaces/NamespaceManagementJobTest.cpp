@@ -307,7 +307,7 @@ TEST_F(NamespaceManagementJobTest, TheDrivesLimitsAreCheckedBeforeAnythingIsCrea
          "10/29 Invalid protection information value. Type 1 needs a format with 8 bytes of metadata; format 0 has 0."},
         {{{"Size", "9"}, {"LBAFormat", "2"}, {"ProtectionInformation", "2"}},
          common(),
-         "10/29 Invalid protection information value. Drive S1 (/dev/nvme0) does not have type 2."},
+         "10/29 Invalid protection information value. Drive S1 (/dev/nvme0) does not support type 2."},
         {{{"Size", "9"}, {"Capacity", "8"}}, common(), "10/84 Thin provisioning is not supported by the controller."},
     };
     for (const auto& c : CASES) {
