@@ -96,7 +96,7 @@ bool hasMetadataSetting(const NamespaceProperties& space, bool extended) {
     return bit(space.mc, extended ? 0 : 1);
 }
 
-/// The per cent that a format has left to do; 0 where the namespace does not tell.
+/// The per cent that a format has left to do; 0 where the namespace does not report it.
 unsigned progressLeft(const Payload& identify) {
     const uint8_t indicator = identify.getData()[OFFSET_FPI];
     return (indicator & FPI_SUPPORTED) == 0 ? 0 : indicator & FPI_LEFT;
@@ -175,7 +175,7 @@ Status FormatNvm::checkController(const ControllerCapabilities& controller) cons
     OSTREL_TRACE();
     if (!controller.supportsFormat()) {
         return withDetails(statuses::driveDoesNotSupportFeature(),
-                           "Drive " + drive_.name() + " has no command Format NVM.");
+                           "Drive " + drive_.name() + " does not support Format NVM.");
     }
     if (request_.secureErase == SES_CRYPTO && !bit(controller.fna, FNA_CRYPTO_ERASE)) {
         return withDetails(statuses::invalidSecureEraseSetting(),

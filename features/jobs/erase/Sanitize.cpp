@@ -31,7 +31,7 @@ constexpr uint32_t COMMAND_TIMEOUT_MS = 120 * 1000;
 constexpr uint64_t MINUTE_MS = uint64_t{60} * 1000;
 constexpr uint64_t GRACE_MS = 10 * MINUTE_MS;
 constexpr uint64_t LIMIT_WITHOUT_ESTIMATE_MS = MINUTE_MS * 60 * 24;
-/// A short operation is told soon, a long one does not keep the drive busy with questions.
+/// The end of a short operation is seen soon, a long one does not keep the drive busy with questions.
 constexpr uint64_t FAST_POLL_MS = 1000;
 constexpr uint64_t SLOW_POLL_MS = 10000;
 
@@ -53,7 +53,7 @@ struct ActionRow {
     unsigned capability;  ///< bit of SANICAP
     Status (*refusal)();
     size_t estimate;              ///< offset in the log
-    size_t estimateNoDeallocate;  ///< likewise, for a drive that modifies its media when it is not to deallocate
+    size_t estimateNoDeallocate;  ///< the same for a drive that modifies its media when it is not to deallocate
 };
 constexpr ActionRow ACTIONS[] = {
     {SanitizeAction::CRYPTO_ERASE, 0, statuses::sanitizeCryptoScrambleNotSupported, 16, 28},
@@ -217,8 +217,8 @@ Status Sanitize::checkController(const ControllerCapabilities& controller) {
     return Status();
 }
 
-/// A drive that inhibits No-Deallocate either refuses the command, or goes on and deallocates all the same: the
-/// Sanitize Config feature tells which.
+/// A drive that inhibits No-Deallocate either refuses the command, or goes on and still deallocates: the
+/// Sanitize Config feature decides which.
 Status Sanitize::checkDeallocation() {
     OSTREL_TRACE();
     nvme::FeatureRequest request;
@@ -286,7 +286,7 @@ Status Sanitize::follow(uint64_t estimateMs, std::string& report) {
             lastMove = now;
         }
         if (now - lastMove >= limitMs) {
-            return withDetails(statuses::sanitizeInProgress(), "It has stood at " + percentText(furthest) + " for " +
+            return withDetails(statuses::sanitizeInProgress(), "It has stayed at " + percentText(furthest) + " for " +
                                                                    std::to_string(limitMs / 1000) + " seconds.");
         }
         clock_.sleepMs(now - begin < MINUTE_MS ? FAST_POLL_MS : SLOW_POLL_MS);

@@ -29,7 +29,7 @@ constexpr uint64_t MS_PER_MINUTE = 60000;
 constexpr uint64_t POLL_MS = 1000;
 /// The standard's own bound of a short test.
 constexpr unsigned SHORT_MINUTES = 2;
-/// Of an extended test where the drive does not tell.
+/// Of an extended test where the drive does not report it.
 constexpr unsigned UNKNOWN_MINUTES = 60;
 
 /// Self-test Code in the command and in the log, by the words of "TestType".
@@ -143,7 +143,7 @@ void addResults(DriveOutput& out, const Payload& log, size_t most) {
     }
 }
 
-/// Whether the log tells that the test of this code has passed.
+/// Whether the log shows that the test of this code has passed.
 Status finalStatus(const nvme::Drive& drive, const TestRow& test, const Payload& log) {
     if (newestTest(log) == test.code && newestResult(log) == RESULT_PASSED) return Status();
     return withDetails(statuses::selfTestFailed(), "Drive " + drive.name() + ", " + statusText(log) + ".");
@@ -208,8 +208,8 @@ Status DriveSelfTestJob::await(nvme::Drive& drive, unsigned minutes, Payload& lo
         }
         if (clock_->nowMs() - movedMs >= patienceMs) {
             return withDetails(statuses::driveOrHostTimeout(), "Drive " + drive.name() + ", " + statusText(log) +
-                                                                   ", stands at " + std::to_string(before) +
-                                                                   " percent since " + std::to_string(2 * minutes) +
+                                                                   ", has stayed at " + std::to_string(before) +
+                                                                   " percent for " + std::to_string(2 * minutes) +
                                                                    " minutes.");
         }
         clock_->sleepMs(POLL_MS);

@@ -11,7 +11,7 @@ namespace features::jobs {
 /// Arguments of the start:
 ///   - "TestType": "short" (also when there is none) or "extended". What NVMe does not have is 10/46.
 ///   - "Mode": "offline" (also when there is none) returns when the test has begun. "captive" waits for the test's end
-///     and gives its result; a test that did not pass is 10/215, and one whose progress stands still for twice the time
+///     and gives its result; a test that did not pass is 10/215, and one whose progress stalls for twice the time
 ///     that the drive estimates for the whole is 10/235.
 class DriveSelfTestJob : public CloneableJob<DriveSelfTestJob> {
 public:

@@ -24,7 +24,7 @@ constexpr const char* DATA_UNITS_WRITTEN = "DataUnitsWritten ";
 /// Numbers of up to 128 bits.
 constexpr std::size_t MOST_DIGITS = 39;
 
-/// The number behind the name, as it is written; empty when the line is another or holds anything else.
+/// The number after the name, as it is written; empty when the line is another or holds anything else.
 std::string digitsOf(const std::string& line, const std::string& name) {
     if (line.compare(0, name.size(), name) != 0) return {};
     const std::string digits = line.substr(name.size());

@@ -11,7 +11,7 @@ namespace features::jobs {
 /// A drive's wear at the moment from which on its workload is judged.
 struct EnduranceBaseline {
     int64_t timeSeconds = 0;             ///< since 1970, UTC
-    unsigned percentageUsed = 0;         ///< of the drive's life; 255 is the most that drives tell
+    unsigned percentageUsed = 0;         ///< of the drive's life; 255 is the most that drives report
     std::string dataUnitsWritten = "0";  ///< decimal; a unit is 512,000 bytes
 };
 
@@ -29,7 +29,7 @@ public:
     /// Makes the folder where it is missing.
     ostrel::core::Status save(const std::string& serialNumber, const EnduranceBaseline& baseline) const;
 
-    /// "S1.endurance". Bytes that are no letter, digit or '-' stand as "%20", so that no serial number leads out of the
+    /// "S1.endurance". Bytes that are no letter, digit or '-' become "%20", so that no serial number leads out of the
     /// folder, and two never to the same file.
     static std::string fileName(const std::string& serialNumber);
 

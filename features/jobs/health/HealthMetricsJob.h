@@ -9,7 +9,7 @@ namespace features::jobs {
 /// After these the maker's extended SMART page counts work, not health.
 inline constexpr size_t VELKO_HEALTH_BYTES = 72;
 
-/// The health sensors of a drive: its status in words, what its SMART / Health log tells, and what the OCP SMART log
+/// The health sensors of a drive: its status in words, what its SMART / Health log reports, and what the OCP SMART log
 /// and the maker's Extended SMART log add.
 class HealthMetricsJob : public CloneableJob<HealthMetricsJob> {
 public:

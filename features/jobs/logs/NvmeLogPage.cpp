@@ -64,7 +64,7 @@ WholeLength lengthOfLongPage(uint8_t lid) {
     return nullptr;
 }
 
-/// The pages that are there once for each group or set: where Identify Namespace tells which is the namespace's.
+/// The pages that are there once for each group or set: where Identify Namespace reports which is the namespace's.
 constexpr struct {
     uint8_t lid;
     unsigned offset;
@@ -169,16 +169,16 @@ private:
     const WholeLength ofLongPage_;
 };
 
-Status behindTheEnd(const nvme::Drive& drive, uint64_t offset, uint64_t length) {
+Status beyondTheEnd(const nvme::Drive& drive, uint64_t offset, uint64_t length) {
     return Status(CATEGORY_FEATURE, statuses::invalidProperty().getCode(),
-                  "The offset " + std::to_string(offset) + " lies behind the end of the log page, which has " +
+                  "The offset " + std::to_string(offset) + " is not within the log page, which has " +
                       std::to_string(length) + " bytes on drive " + drive.name() + ".");
 }
 
 /// What is to be read: the page from its offset on, up to `end`.
 Status preparePage(DriveFacts& facts, const NvmeLogRequest& request, uint8_t lid, const PageLength& pageLength,
                    nvme::LogPageRequest& page, uint64_t& end) {
-    // Another maker's page may stand at the same identifier.
+    // Another maker's page may have the same identifier.
     if (request.isVelko && !isVelkoDrive(facts.drive())) return statuses::driveDoesNotSupportFeature();
     const LogPageRow* row = nvme::findLogPage(lid);
     Status status = row == nullptr ? Status() : requireLogOffered(facts.drive(), *row);
@@ -186,7 +186,7 @@ Status preparePage(DriveFacts& facts, const NvmeLogRequest& request, uint8_t lid
     if (status.is(0, 0) && !request.bytes) status = pageLength.ask(page, end);
     if (!status.is(0, 0)) return status;
     page.offset = request.offset;
-    if (!request.bytes) return page.offset < end ? Status() : behindTheEnd(facts.drive(), page.offset, end);
+    if (!request.bytes) return page.offset < end ? Status() : beyondTheEnd(facts.drive(), page.offset, end);
     end = page.offset + *request.bytes;
     return end >= page.offset ? Status() : statuses::requestOutOfBounds();
 }

@@ -90,7 +90,7 @@ Status VelkoLogJob::readLog(uint8_t lid, nvme::Drive& drive, LogSink& log) {
         if (!status.is(0, 0) || isWhole) return status;
     }
     return withDetails(row.failed(),
-                       "The log of drive " + drive.name() + " was read by somebody else at the same time.");
+                       "The log of drive " + drive.name() + " was read by another process at the same time.");
 }
 
 Status VelkoLogJob::readOnce(const Row& row, nvme::Drive& drive, LogSink& log, bool& isWhole) {

@@ -25,7 +25,7 @@ Status checkSelect(nvme::Drive& drive) {
     Status status = drive.identifyController(identify);
     if (!status.is(0, 0) || nvme::ControllerCapabilities(identify).supportsSave()) return status;
     return withDetails(statuses::driveDoesNotSupportFeature(),
-                       "Drive " + drive.name() + " tells the current values of its features alone.");
+                       "Drive " + drive.name() + " reports only the current values of its features.");
 }
 
 }  // namespace

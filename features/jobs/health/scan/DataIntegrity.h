@@ -10,7 +10,7 @@
 
 namespace features::jobs {
 
-/// A file without a name that holds a pattern in which every word tells its place, so that a block that is stored, or
+/// A file without a name that holds a pattern in which every word holds its address, so that a block that is stored, or
 /// read, at the wrong place is a mismatch too. Since it has no name, nothing of the user's can be in its way, and
 /// nothing is left of it, however the process ends.
 ///

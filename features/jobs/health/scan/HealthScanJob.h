@@ -12,7 +12,7 @@ namespace features::jobs {
 /// were given. docs/health-scan.md is the user's side of it.
 ///
 /// The answer is one output object with one tree for each drive. Its property "HealthScanStatusCode" is the gravest
-/// outcome, and becomes the exit status; what was found, or failed, stands in words in the trees, since the code of a
+/// outcome, and becomes the exit status; what was found, or failed, is written in the trees, since the code of a
 /// status object there would take the outcome's place.
 class HealthScanJob : public CloneableJob<HealthScanJob> {
 public:

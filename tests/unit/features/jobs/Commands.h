@@ -7,7 +7,7 @@
 
 namespace features::jobs {
 
-/// What the kernel's road tells of a drive that was unplugged.
+/// What the kernel's transport reports of a drive that was unplugged.
 inline ostrel::core::Status gone() {
     return {ostrel::core::CATEGORY_CORE, 70, "The drive /dev/nvme0 is gone."};
 }

@@ -6,7 +6,7 @@
 
 namespace features::jobs {
 
-/// A clock that goes on only when somebody waits by it.
+/// A clock that goes on only when code waits by it.
 class FakeClock : public WaitClock {
 public:
     uint64_t nowMs() const override { return now_; }

@@ -7,8 +7,8 @@
 
 namespace features::jobs {
 
-/// Sets a property to a text that nobody has looked at, and returns the whole answer: "10/36 message", or for a success
-/// "0/0" and what the user would be told behind the tool's own words.
+/// Sets a property to an unchecked text, and returns the whole answer: "10/36 message", or for a success
+/// "0/0" and what the user would read after the tool's own words.
 inline std::string setText(ostrel::interfaces::ostreli::Job& job, const std::string& name, const std::string& text,
                            const fakedrive::FakeDrive& drive) {
     using namespace ostrel::core;

@@ -4,7 +4,7 @@
 
 namespace features::jobs {
 
-/// The answer of a job that tells nothing but one status of drive S1, written "10/28 Invalid LBA format.".
+/// The answer of a job that holds nothing but one status of drive S1, written "10/28 Invalid LBA format.".
 inline std::string statusAnswer(const std::string& title, const std::string& status) {
     const size_t slash = status.find('/');
     const size_t blank = status.find(' ');

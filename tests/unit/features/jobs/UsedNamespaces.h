@@ -8,7 +8,7 @@
 
 namespace features::jobs {
 
-/// What a host may tell a gate: namespaces as they are used.
+/// What a host may report to a gate: namespaces as they are used.
 inline transport::HostNamespace withUse(uint32_t nsid, transport::NamespaceUse::Kind kind, bool holdsSystem = false) {
     transport::HostNamespace space = fakedrive::unusedNamespace(nsid);
     const bool isMount = kind == transport::NamespaceUse::Kind::MOUNTED;

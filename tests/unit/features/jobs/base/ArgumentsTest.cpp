@@ -49,10 +49,10 @@ constexpr struct {
     {"TRUE", false, true, "in any case"},
     {"1", false, true, "the digit"},
     {"false", true, false, "a value goes before the default"},
-    {"0", true, false, "likewise"},
+    {"0", true, false, "so does the digit"},
     {"yes", true, false, "no other word is true"},
     {"", true, true, "an empty value counts as absent"},
-    {"", false, false, "likewise"},
+    {"", false, false, "whatever the default"},
 };
 
 TEST(Arguments, FlagsCaseByCase) {

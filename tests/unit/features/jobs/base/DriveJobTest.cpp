@@ -136,7 +136,7 @@ TEST(DriveJob, ABadArgumentTouchesNoDrive) {
     ExampleJob job;
     EXPECT_EQ(JobRun(job, JOBTYPE_METHOD).with("Number", "10").on({&drive}),
               "10/36 Invalid value given for Number: '10'. It must be a number from 0 to 9.");
-    // The status of a get is dropped on its way, so it stands in the output.
+    // The status of a get is dropped on its way, so it is in the output.
     EXPECT_EQ(JobRun(job, JOBTYPE_GET_PROPERTIES).with("Number", "x").on({&drive}), R"(0/0
 <Object category="Output">
 <Object category="status" name="Example Title">

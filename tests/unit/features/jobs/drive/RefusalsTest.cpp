@@ -16,8 +16,8 @@ constexpr RefusalRow ROWS[] = {
     {0, 0x1D, statuses::sanitizeInProgress},
 };
 
-/// How the answer of an Identify is told.
-std::string told(Expected answer) {
+/// How the answer of an Identify is reported.
+std::string mapped(Expected answer) {
     FakeDrive fake;
     fake.expect(answer);
     nvme::Drive drive(*fake.device());
@@ -27,24 +27,24 @@ std::string told(Expected answer) {
 }
 
 TEST(Refusals, TheRowOfTypeAndCodeGivesTheMeaning) {
-    EXPECT_EQ(told(identify(1).refuses(0x410A)),
+    EXPECT_EQ(mapped(identify(1).refuses(0x410A)),
               "10/28 Invalid LBA format. Identify failed on drive S1 (/dev/nvme0): Invalid Format (status code type "
               "0x1, status code 0x0A, opcode 0x06).");
-    EXPECT_EQ(told(identify(1).refuses(0x001D)),
+    EXPECT_EQ(mapped(identify(1).refuses(0x001D)),
               "10/226 Sanitize operation in progress. Identify failed on drive S1 (/dev/nvme0): Sanitize In Progress "
               "(status code type 0x0, status code 0x1D, opcode 0x06).");
 }
 
 TEST(Refusals, WithoutARowItIsTheGeneralOne) {
-    EXPECT_EQ(told(identify(1).refuses(0x000A)),
+    EXPECT_EQ(mapped(identify(1).refuses(0x000A)),
               "10/171 Failed to format drive. Identify failed on drive S1 (/dev/nvme0): Command Aborted due to Missing "
               "Fused Command (status code type 0x0, status code 0x0A, opcode 0x06).")
         << "the code of another type";
 }
 
 TEST(Refusals, WhatIsNoRefusalStaysAsItIs) {
-    EXPECT_EQ(told(identify(1).answers(identifyController())), "0/0 Completed successfully.");
-    EXPECT_EQ(told(identify(1).breaks(gone())), "0/70 The drive /dev/nvme0 is gone.");
+    EXPECT_EQ(mapped(identify(1).answers(identifyController())), "0/0 Completed successfully.");
+    EXPECT_EQ(mapped(identify(1).breaks(gone())), "0/70 The drive /dev/nvme0 is gone.");
 }
 
 }  // namespace

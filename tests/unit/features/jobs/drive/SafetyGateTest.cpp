@@ -31,7 +31,7 @@ std::string text(const Status& status) {
     return std::to_string(status.getCategory()) + "/" + std::to_string(status.getCode()) + " " + status.getMessage();
 }
 
-/// The outcome of the gate when the host tells of these namespaces; nothing else is asked of the drive.
+/// The outcome of the gate when the host reports these namespaces; nothing else is asked of the drive.
 std::string check(const Namespaces& namespaces, const Reach& reach = {}) {
     fakedrive::FakeDrive fake;
     fake.expect(fakedrive::hostUses(namespaces));
@@ -94,7 +94,7 @@ TEST(SafetyGate, ContentCountsOnlyWhereItIsSaidTo) {
     EXPECT_EQ(check({usedNamespace(1, {UNKNOWN})}, {1, false}).substr(0, 6), "10/241") << "no force helps";
     EXPECT_EQ(check({usedNamespace(1, {PARTITION, MOUNTED})}, {1, false}),
               std::string(IN_USE) + "/dev/nvme0n1p1 is mounted on /data.")
-        << "what is used is refused all the same";
+        << "what is used is still refused";
 }
 
 TEST(SafetyGate, AUseThatNoForceOverridesIsReportedBeforeAPartition) {

@@ -42,13 +42,13 @@ constexpr struct {
     {"OTHER", false, 0xC0, true, Dialect::NONE, "of a maker that is not known"},
     {"OTHER", true, 0xC0, true, Dialect::OCP, "OCP's first"},
     {"OTHER", true, 0xC7, true, Dialect::OCP, "OCP's last"},
-    {"OTHER", true, 0xC8, false, Dialect::NONE, "behind OCP's"},
+    {"OTHER", true, 0xC8, false, Dialect::NONE, "after OCP's"},
     {"VELKO X", false, 0x08, false, Dialect::NONE, "the standard's on the maker's drive too"},
     {"VELKO X", false, 0xC0, true, Dialect::VELKO, "the maker's first"},
     {"VELKO X", false, 0xC6, true, Dialect::VELKO, "the Power Governor"},
     {"VELKO X", true, 0xC0, true, Dialect::OCP, "OCP goes before the maker"},
     {"VELKO X", true, 0xC6, true, Dialect::OCP, "OCP goes before the maker"},
-    {"VELKO X", true, 0xC8, false, Dialect::VELKO, "behind OCP's it is the maker's"},
+    {"VELKO X", true, 0xC8, false, Dialect::VELKO, "after OCP's it is the maker's"},
     {"VELKO X", false, 0xFF, false, Dialect::VELKO, "the maker's last"},
 };
 

@@ -20,7 +20,7 @@ using Words = std::vector<std::pair<const char*, const char*>>;
 constexpr uint32_t HOUR_MS = 3600000;
 
 /// What the answer is when it is one status of the drive.
-std::string told(const std::string& status) {
+std::string answerOf(const std::string& status) {
     return statusAnswer("Format", status);
 }
 
@@ -142,7 +142,7 @@ TEST_F(FormatJobTest, AUsedDriveIsRefusedBeforeAnythingIsAsked) {
     for (const auto& c : CASES) {
         for (const char* type : {"Delete", "NVMeFormat"}) {
             drive_.expect(hostUses({unusedNamespace(3), c.space}));
-            EXPECT_EQ(run(type, {{"Force", c.force}}), told(c.refusal)) << type;
+            EXPECT_EQ(run(type, {{"Force", c.force}}), answerOf(c.refusal)) << type;
         }
     }
 }
@@ -150,14 +150,14 @@ TEST_F(FormatJobTest, AUsedDriveIsRefusedBeforeAnythingIsAsked) {
 TEST_F(FormatJobTest, TheGateLooksAgainImmediatelyBeforeTheCommand) {
     expectLook(1);
     drive_.expect(hostUses({mounted(1)}));
-    EXPECT_EQ(run("NVMeFormat", {{"NamespaceId", "1"}, {"Force", "true"}}), told(mountedRefusal(1)));
+    EXPECT_EQ(run("NVMeFormat", {{"NamespaceId", "1"}, {"Force", "true"}}), answerOf(mountedRefusal(1)));
 
     drive_.expect(hostUses({unusedNamespace(1)}))
         .expect(identify(1).answers(formatController()))
         .expect(identify(2).answers(namespaceList({1})))
         .expect(identify(0, 1).answers(space()))
         .expect(hostUses({unusedNamespace(1), partitioned(2)}));
-    EXPECT_EQ(run("Delete", {{"Force", "false"}}), told(partitionRefusal(2)));
+    EXPECT_EQ(run("Delete", {{"Force", "false"}}), answerOf(partitionRefusal(2)));
 }
 
 TEST_F(FormatJobTest, ForceOverridesPartitionsAlone) {
@@ -169,7 +169,7 @@ TEST_F(FormatJobTest, ForceOverridesPartitionsAlone) {
         .expect(formatCommand(1, 0x200).completes())
         .expect(identify(0, 1).answers(space()))
         .expect(lookAgain());
-    EXPECT_EQ(run("Delete", {{"Force", "true"}}), told("0/0 " + ERASED_1));
+    EXPECT_EQ(run("Delete", {{"Force", "true"}}), answerOf("0/0 " + ERASED_1));
 }
 
 TEST_F(FormatJobTest, WhatAFormatOfOneNamespaceDoesNotReachMayBeUsed) {
@@ -181,7 +181,7 @@ TEST_F(FormatJobTest, WhatAFormatOfOneNamespaceDoesNotReachMayBeUsed) {
         .expect(identify(0, 1).answers(space(1)))
         .expect(lookAgain());
     EXPECT_EQ(run("NVMeFormat", {{"NamespaceId", "1"}, {"LBAFormat", "1"}}),
-              told("0/0 Namespace 1 was formatted: LBA format 1, blocks of 4096 bytes."));
+              answerOf("0/0 Namespace 1 was formatted: LBA format 1, blocks of 4096 bytes."));
 }
 
 // Delete.
@@ -209,16 +209,17 @@ TEST_F(FormatJobTest, DeleteErasesEachNamespaceAndKeepsItsFormat) {
         .expect(identify(0, 7).answers(DriveBytes(4096)))
         .expect(identify(0x11, 7).answers(space(1)))
         .expect(lookAgain());
-    EXPECT_EQ(run("Delete"), told("0/0 " + ERASED_1 +
-                                  " Namespace 3 was formatted and its user data erased: LBA format 2, blocks of 4096 "
-                                  "bytes, 8 bytes of metadata, protection type 1. Namespace 7 was formatted and its "
-                                  "user data erased: LBA format 1, blocks of 4096 bytes."));
+    EXPECT_EQ(run("Delete"),
+              answerOf("0/0 " + ERASED_1 +
+                       " Namespace 3 was formatted and its user data erased: LBA format 2, blocks of 4096 "
+                       "bytes, 8 bytes of metadata, protection type 1. Namespace 7 was formatted and its "
+                       "user data erased: LBA format 1, blocks of 4096 bytes."));
 }
 
 TEST_F(FormatJobTest, DeleteTakesTheWholeDriveAlsoWhenItsPathNamedANamespace) {
     nameNamespace(drive_, 1);
     drive_.expect(hostUses({unusedNamespace(1), mounted(2)}));
-    EXPECT_EQ(run("Delete"), told(mountedRefusal(2)));
+    EXPECT_EQ(run("Delete"), answerOf(mountedRefusal(2)));
 }
 
 TEST_F(FormatJobTest, ADriveThatFormatsAllTogetherGetsOneCommand) {
@@ -243,9 +244,10 @@ TEST_F(FormatJobTest, ADriveThatFormatsAllTogetherGetsOneCommand) {
             .expect(identify(0, 4).answers(space()))
             .expect(identify(0, 5).answers(space()))
             .expect(lookAgain());
-        EXPECT_EQ(run("Delete"), told("0/0 Namespace 4 was formatted and its user data erased: LBA format 0, blocks of "
-                                      "512 bytes. Namespace 5 was formatted and its user data erased: LBA format 0, "
-                                      "blocks of 512 bytes."))
+        EXPECT_EQ(run("Delete"),
+                  answerOf("0/0 Namespace 4 was formatted and its user data erased: LBA format 0, blocks of "
+                           "512 bytes. Namespace 5 was formatted and its user data erased: LBA format 0, "
+                           "blocks of 512 bytes."))
             << c.why;
         drive_.expectDone();
     }
@@ -269,7 +271,7 @@ TEST_F(FormatJobTest, ADriveThatErasesAllTogetherStillFormatsEach) {
         .expect(lookAgain());
     const std::string rest = " was formatted and its user data erased: LBA format 1, blocks of 4096 bytes.";
     EXPECT_EQ(run("NVMeFormat", {{"LBAFormat", "1"}, {"SecureEraseSetting", "1"}}),
-              told("0/0 Namespace 1" + rest + " Namespace 3" + rest + " Namespace 2" + rest));
+              answerOf("0/0 Namespace 1" + rest + " Namespace 3" + rest + " Namespace 2" + rest));
 }
 
 TEST_F(FormatJobTest, ADriveThatFormatsAllTogetherIsNotGivenDifferentFormats) {
@@ -278,15 +280,15 @@ TEST_F(FormatJobTest, ADriveThatFormatsAllTogetherIsNotGivenDifferentFormats) {
         .expect(identify(2).answers(namespaceList({1, 2})))
         .expect(identify(0, 1).answers(space(1)))
         .expect(identify(0, 2).answers(space(0)));
-    EXPECT_EQ(run("Delete"), told("10/241 Cannot run selected feature with the given configuration. Drive S1 "
-                                  "(/dev/nvme0) formats all its namespaces alike, but they differ."));
+    EXPECT_EQ(run("Delete"), answerOf("10/241 Cannot run selected feature with the given configuration. Drive S1 "
+                                      "(/dev/nvme0) formats all its namespaces alike, but they differ."));
 }
 
 TEST_F(FormatJobTest, ADriveWithoutNamespacesHasNothingToErase) {
     drive_.expect(hostUses({}))
         .expect(identify(1).answers(formatController()))
         .expect(identify(2).answers(namespaceList({})));
-    EXPECT_EQ(run("Delete"), told("10/80 Invalid namespace ID given. Drive S1 (/dev/nvme0) has no namespace."));
+    EXPECT_EQ(run("Delete"), answerOf("10/80 Invalid namespace ID given. Drive S1 (/dev/nvme0) has no namespace."));
 }
 
 TEST_F(FormatJobTest, AControllerThatOnlyClaimsNamespaceManagementIsAskedForItsAttachedOnes) {
@@ -299,7 +301,7 @@ TEST_F(FormatJobTest, AControllerThatOnlyClaimsNamespaceManagementIsAskedForItsA
         .expect(formatCommand(1, 0x200).completes())
         .expect(identify(0, 1).answers(space()))
         .expect(lookAgain());
-    EXPECT_EQ(run("Delete"), told("0/0 " + ERASED_1));
+    EXPECT_EQ(run("Delete"), answerOf("0/0 " + ERASED_1));
 }
 
 TEST_F(FormatJobTest, AFailureInTheMiddleReportsWhatWasDoneBefore) {
@@ -314,10 +316,11 @@ TEST_F(FormatJobTest, AFailureInTheMiddleReportsWhatWasDoneBefore) {
         .expect(lookAgain())
         .expect(hostUses({}))
         .expect(formatCommand(2, 0x200).refuses(0x4006));
-    EXPECT_EQ(run("Delete"),
-              told("10/171 Failed to format drive. Format NVM failed on drive S1 (/dev/nvme0): Internal Error (status "
-                   "code type 0x0, status code 0x06, opcode 0x80). It was for namespace 2. Before that: " +
-                   ERASED_1));
+    EXPECT_EQ(
+        run("Delete"),
+        answerOf("10/171 Failed to format drive. Format NVM failed on drive S1 (/dev/nvme0): Internal Error (status "
+                 "code type 0x0, status code 0x06, opcode 0x80). It was for namespace 2. Before that: " +
+                 ERASED_1));
 }
 
 // NVMeFormat.
@@ -366,7 +369,7 @@ TEST_F(FormatJobTest, EachFieldOfTheCommandDword) {
             .expect(lookAgain());
         Words words = c.words;
         words.push_back({"NamespaceId", "0x1"});
-        EXPECT_EQ(run("NVMeFormat", words), told("0/0 Namespace 1 " + c.outcome));
+        EXPECT_EQ(run("NVMeFormat", words), answerOf("0/0 Namespace 1 " + c.outcome));
         drive_.expectDone();
     }
 }
@@ -381,8 +384,8 @@ TEST_F(FormatJobTest, WhatIsNotGivenStays) {
         .expect(lookAgain());
     EXPECT_EQ(
         run("NVMeFormat", {{"NamespaceId", "1"}, {"SecureEraseSetting", "1"}}),
-        told("0/0 Namespace 1 was formatted and its user data erased: LBA format 2, blocks of 4096 bytes, 8 bytes "
-             "of metadata, protection type 3."));
+        answerOf("0/0 Namespace 1 was formatted and its user data erased: LBA format 2, blocks of 4096 bytes, 8 bytes "
+                 "of metadata, protection type 3."));
 }
 
 TEST_F(FormatJobTest, ALocationOfTheProtectionMayBeGiven) {
@@ -392,10 +395,11 @@ TEST_F(FormatJobTest, ALocationOfTheProtectionMayBeGiven) {
         .expect(formatCommand(1, 0x122).completes())
         .expect(identify(0, 1).answers(space(2).byte(28, 0x1F).byte(29, 0x09)))
         .expect(lookAgain());
-    EXPECT_EQ(run("NVMeFormat",
-                  {{"NamespaceId", "1"}, {"ProtectionInformation", "1"}, {"ProtectionInformationLocation", "1"}}),
-              told("0/0 Namespace 1 was formatted: LBA format 2, blocks of 4096 bytes, 8 bytes of metadata, protection "
-                   "type 1."));
+    EXPECT_EQ(
+        run("NVMeFormat",
+            {{"NamespaceId", "1"}, {"ProtectionInformation", "1"}, {"ProtectionInformationLocation", "1"}}),
+        answerOf("0/0 Namespace 1 was formatted: LBA format 2, blocks of 4096 bytes, 8 bytes of metadata, protection "
+                 "type 1."));
 }
 
 TEST_F(FormatJobTest, FormatsAboveFifteenGoIntoTheUpperBits) {
@@ -409,7 +413,7 @@ TEST_F(FormatJobTest, FormatsAboveFifteenGoIntoTheUpperBits) {
         .expect(identify(0, 1).answers(after.byte(26, 0x40)))
         .expect(lookAgain());
     EXPECT_EQ(run("NVMeFormat", {{"NamespaceId", "1"}, {"LBAFormat", "32"}}),
-              told("0/0 Namespace 1 was formatted: LBA format 32, blocks of 4096 bytes."));
+              answerOf("0/0 Namespace 1 was formatted: LBA format 32, blocks of 4096 bytes."));
 }
 
 TEST_F(FormatJobTest, WithoutANamespaceIdItIsTheOneOfThePathOrAll) {
@@ -420,7 +424,7 @@ TEST_F(FormatJobTest, WithoutANamespaceIdItIsTheOneOfThePathOrAll) {
         .expect(identify(0, 2).answers(space()))
         .expect(lookAgain());
     EXPECT_EQ(run("NVMeFormat", {{"NamespaceId", ""}}),
-              told("0/0 Namespace 2 was formatted: LBA format 0, blocks of 512 bytes."));
+              answerOf("0/0 Namespace 2 was formatted: LBA format 0, blocks of 512 bytes."));
 
     FakeDrive whole;
     whole.expect(hostUses({}))
@@ -432,7 +436,7 @@ TEST_F(FormatJobTest, WithoutANamespaceIdItIsTheOneOfThePathOrAll) {
         .expect(identify(0, 1).answers(space()))
         .expect(lookAgain());
     EXPECT_EQ(JobRun(job_, JOBTYPE_METHOD).with("Type", "NVMeFormat").on({&whole}),
-              told("0/0 Namespace 1 was formatted: LBA format 0, blocks of 512 bytes."));
+              answerOf("0/0 Namespace 1 was formatted: LBA format 0, blocks of 512 bytes."));
 }
 
 TEST_F(FormatJobTest, TheDrivesLimitsAreCheckedBeforeAnythingIsWritten) {
@@ -479,31 +483,33 @@ TEST_F(FormatJobTest, TheDrivesLimitsAreCheckedBeforeAnythingIsWritten) {
         expectLook(1, formatController(), c.before);
         Words words = c.words;
         words.push_back({"NamespaceId", "1"});
-        EXPECT_EQ(run("NVMeFormat", words), told(c.refusal));
+        EXPECT_EQ(run("NVMeFormat", words), answerOf(c.refusal));
         drive_.expectDone();
     }
 }
 
 TEST_F(FormatJobTest, TheControllersLimitsAreCheckedToo) {
     drive_.expect(hostUses({})).expect(identify(1).answers(identifyController()));
-    EXPECT_EQ(run("Delete"), told("10/3 The selected drive does not support this feature. Drive S1 (/dev/nvme0) has no "
-                                  "command Format NVM."));
+    EXPECT_EQ(run("Delete"),
+              answerOf("10/3 The selected drive does not support this feature. Drive S1 (/dev/nvme0) does "
+                       "not support Format NVM."));
     drive_.expect(hostUses({})).expect(identify(1).answers(formatController(0x03)));
     EXPECT_EQ(
         run("NVMeFormat", {{"SecureEraseSetting", "2"}}),
-        told("10/27 Invalid setting for secure erase. Drive S1 (/dev/nvme0) has no cryptographic erase as part of "
-             "a format."));
+        answerOf("10/27 Invalid setting for secure erase. Drive S1 (/dev/nvme0) has no cryptographic erase as part of "
+                 "a format."));
 }
 
 TEST_F(FormatJobTest, ANamespaceThatIsNotThere) {
     expectLook(9, managingController(), DriveBytes(4096));
     drive_.expect(identify(0x11, 9).answers(DriveBytes(4096)));
     EXPECT_EQ(run("NVMeFormat", {{"NamespaceId", "9"}}),
-              told("10/80 Invalid namespace ID given. Drive S1 (/dev/nvme0) has no namespace 9."));
+              answerOf("10/80 Invalid namespace ID given. Drive S1 (/dev/nvme0) has no namespace 9."));
     drive_.expect(hostUses({})).expect(identify(1).answers(formatController())).expect(identify(0, 9).refuses(0x400B));
-    EXPECT_EQ(run("NVMeFormat", {{"NamespaceId", "9"}}),
-              told("10/80 Invalid namespace ID given. Identify failed on drive S1 (/dev/nvme0): Invalid Namespace or "
-                   "Format (status code type 0x0, status code 0x0B, opcode 0x06)."));
+    EXPECT_EQ(
+        run("NVMeFormat", {{"NamespaceId", "9"}}),
+        answerOf("10/80 Invalid namespace ID given. Identify failed on drive S1 (/dev/nvme0): Invalid Namespace or "
+                 "Format (status code type 0x0, status code 0x0B, opcode 0x06)."));
 }
 
 TEST_F(FormatJobTest, NothingGoesThatWasNotNamed) {
@@ -517,10 +523,11 @@ TEST_F(FormatJobTest, NothingGoesThatWasNotNamed) {
         drive_.expect(identify(2).answers(namespaceList({1, 2})));
         Words words = c.words;
         words.push_back({"NamespaceId", "1"});
-        EXPECT_EQ(run("NVMeFormat", words),
-                  told("10/242 Operation not permitted if more than one namespace is allocated on the drive. Drive S1 "
-                       "(/dev/nvme0) " +
-                       c.word + " all its namespaces together: select them all with the namespace ID 0xFFFFFFFF."));
+        EXPECT_EQ(
+            run("NVMeFormat", words),
+            answerOf("10/242 Operation not permitted if more than one namespace is allocated on the drive. Drive S1 "
+                     "(/dev/nvme0) " +
+                     c.word + " all its namespaces together: select them all with the namespace ID 0xFFFFFFFF."));
         drive_.expectDone();
     }
 }
@@ -531,7 +538,7 @@ TEST_F(FormatJobTest, AnOnlyNamespaceMayBeNamedOnADriveThatFormatsAllTogether) {
         .expect(identify(2).answers(namespaceList({1})))
         // One that appeared since is reached, too.
         .expect(hostUses({unusedNamespace(1), mounted(2)}));
-    EXPECT_EQ(run("NVMeFormat", {{"NamespaceId", "1"}}), told(mountedRefusal(2)));
+    EXPECT_EQ(run("NVMeFormat", {{"NamespaceId", "1"}}), answerOf(mountedRefusal(2)));
     drive_.expectDone();
     expectLook(1, formatController(0x01));
     drive_.expect(identify(2).answers(namespaceList({1})))
@@ -540,7 +547,7 @@ TEST_F(FormatJobTest, AnOnlyNamespaceMayBeNamedOnADriveThatFormatsAllTogether) {
         .expect(identify(0, 1).answers(space()))
         .expect(lookAgain());
     EXPECT_EQ(run("NVMeFormat", {{"NamespaceId", "1"}}),
-              told("0/0 Namespace 1 was formatted: LBA format 0, blocks of 512 bytes."));
+              answerOf("0/0 Namespace 1 was formatted: LBA format 0, blocks of 512 bytes."));
 }
 
 TEST_F(FormatJobTest, AnEraseThatIsNotAskedForDoesNotReachAll) {
@@ -550,7 +557,7 @@ TEST_F(FormatJobTest, AnEraseThatIsNotAskedForDoesNotReachAll) {
         .expect(identify(0, 1).answers(space()))
         .expect(lookAgain());
     EXPECT_EQ(run("NVMeFormat", {{"NamespaceId", "1"}}),
-              told("0/0 Namespace 1 was formatted: LBA format 0, blocks of 512 bytes."));
+              answerOf("0/0 Namespace 1 was formatted: LBA format 0, blocks of 512 bytes."));
 }
 
 // The end.
@@ -565,7 +572,7 @@ TEST_F(FormatJobTest, AFormatThatGoesOnAfterItsCommandIsWatchedToItsEnd) {
         .expect(identify(0, 1).answers(space(1).byte(32, 0x80)))
         .expect(lookAgain());
     EXPECT_EQ(run("NVMeFormat", {{"NamespaceId", "1"}, {"LBAFormat", "1"}}),
-              told("0/0 Namespace 1 was formatted: LBA format 1, blocks of 4096 bytes."));
+              answerOf("0/0 Namespace 1 was formatted: LBA format 1, blocks of 4096 bytes."));
     EXPECT_EQ(clock_->sleeps(), (std::vector<uint64_t>{1000, 1000, 1000}));
 }
 
@@ -576,7 +583,7 @@ TEST_F(FormatJobTest, AnIndicatorThatTheNamespaceDoesNotHaveMeansNothing) {
         .expect(identify(0, 1).answers(space().byte(32, 60)))
         .expect(lookAgain());
     EXPECT_EQ(run("NVMeFormat", {{"NamespaceId", "1"}}),
-              told("0/0 Namespace 1 was formatted: LBA format 0, blocks of 512 bytes."));
+              answerOf("0/0 Namespace 1 was formatted: LBA format 0, blocks of 512 bytes."));
     EXPECT_EQ(clock_->sleeps(), std::vector<uint64_t>());
 }
 
@@ -584,9 +591,10 @@ TEST_F(FormatJobTest, AFormatThatNeverEndsIsReported) {
     expectLook(1);
     drive_.expect(hostUses({unusedNamespace(1)})).expect(formatCommand(1, 0x000).completes());
     for (int second = 0; second <= 3601; ++second) drive_.expect(identify(0, 1).answers(space().byte(32, 0x80 | 100)));
-    EXPECT_EQ(run("NVMeFormat", {{"NamespaceId", "1"}}),
-              told("10/171 Failed to format drive. The format of Namespace 1 of drive S1 (/dev/nvme0) did not end in "
-                   "time."));
+    EXPECT_EQ(
+        run("NVMeFormat", {{"NamespaceId", "1"}}),
+        answerOf("10/171 Failed to format drive. The format of Namespace 1 of drive S1 (/dev/nvme0) did not end in "
+                 "time."));
     EXPECT_EQ(clock_->sleeps().size(), 3601U);
 }
 
@@ -597,8 +605,8 @@ TEST_F(FormatJobTest, ANamespaceThatDidNotBecomeWhatWasAskedForIsAFailure) {
         .expect(identify(0, 1).answers(space(0)));
     EXPECT_EQ(
         run("NVMeFormat", {{"NamespaceId", "1"}, {"LBAFormat", "1"}}),
-        told("10/171 Failed to format drive. Namespace 1 of drive S1 (/dev/nvme0) has format 0 and protection type "
-             "0, which is not what was asked for."));
+        answerOf("10/171 Failed to format drive. Namespace 1 of drive S1 (/dev/nvme0) has format 0 and protection type "
+                 "0, which is not what was asked for."));
 }
 
 TEST_F(FormatJobTest, EachRefusalHasItsMeaning) {
@@ -624,7 +632,7 @@ TEST_F(FormatJobTest, EachRefusalHasItsMeaning) {
         expectLook(1);
         drive_.expect(hostUses({unusedNamespace(1)})).expect(formatCommand(1, 0x000).refuses(c.statusField));
         EXPECT_EQ(run("NVMeFormat", {{"NamespaceId", "1"}}),
-                  told(c.status + " Format NVM failed on drive S1 (/dev/nvme0): " + c.words + ", opcode 0x80)."));
+                  answerOf(c.status + " Format NVM failed on drive S1 (/dev/nvme0): " + c.words + ", opcode 0x80)."));
         drive_.expectDone();
     }
 }
@@ -638,13 +646,14 @@ TEST_F(FormatJobTest, ADriveThatGoesAwayIsReportedWhereverItHappens) {
         for (size_t i = 0; i < n; ++i) drive_.expect(steps[i]);
         Expected last = steps[n];
         drive_.expect(last.breaks(gone()));
-        EXPECT_EQ(run("NVMeFormat", {{"NamespaceId", "1"}}), told("0/70 The drive /dev/nvme0 is gone.")) << n;
+        EXPECT_EQ(run("NVMeFormat", {{"NamespaceId", "1"}}), answerOf("0/70 The drive /dev/nvme0 is gone.")) << n;
         drive_.expectDone();
     }
     for (const Expected& step : steps) drive_.expect(step);
     drive_.expect(lookAgain().breaks(gone()));
-    EXPECT_EQ(run("NVMeFormat", {{"NamespaceId", "1"}}),
-              told("0/70 The drive /dev/nvme0 is gone. Namespace 1 was formatted: LBA format 0, blocks of 512 bytes."));
+    EXPECT_EQ(
+        run("NVMeFormat", {{"NamespaceId", "1"}}),
+        answerOf("0/70 The drive /dev/nvme0 is gone. Namespace 1 was formatted: LBA format 0, blocks of 512 bytes."));
 }
 
 }  // namespace

@@ -16,7 +16,7 @@ using namespace ostrel::core;
 using namespace ostrel::interfaces::ostreli;
 using Words = std::vector<std::pair<const char*, const char*>>;
 
-std::string told(const std::string& status) {
+std::string answerOf(const std::string& status) {
     return statusAnswer("Format", status);
 }
 
@@ -87,7 +87,7 @@ TEST_F(SanitizeTest, IsFollowedToTheEnd) {
         .expect(askLog(log(RUNNING, 0x8000)))
         .expect(askLog(log(DONE)))
         .expect(lookAgain());
-    EXPECT_EQ(run(BLOCK), told("0/0 The drive was sanitized."));
+    EXPECT_EQ(run(BLOCK), answerOf("0/0 The drive was sanitized."));
     EXPECT_EQ(clock_->sleeps(), (std::vector<uint64_t>{1000, 1000}));
 }
 
@@ -95,7 +95,7 @@ TEST_F(SanitizeTest, ALongOneIsAskedLessOften) {
     expectStart();
     for (uint16_t poll = 0; poll < 63; ++poll) drive_.expect(askLog(log(RUNNING, poll)));
     drive_.expect(askLog(log(DONE))).expect(lookAgain());
-    EXPECT_EQ(run(BLOCK), told("0/0 The drive was sanitized."));
+    EXPECT_EQ(run(BLOCK), answerOf("0/0 The drive was sanitized."));
     std::vector<uint64_t> sleeps(60, 1000);
     sleeps.insert(sleeps.end(), 3, 10000);
     EXPECT_EQ(clock_->sleeps(), sleeps);
@@ -121,7 +121,7 @@ TEST_F(SanitizeTest, TheFinalStateIsTheOutcome) {
         expectStart();
         drive_.expect(askLog(log(RUNNING, 9))).expect(askLog(log(c.state)));
         if (c.outcome[0] == '0') drive_.expect(lookAgain());
-        EXPECT_EQ(run(BLOCK), told(c.outcome));
+        EXPECT_EQ(run(BLOCK), answerOf(c.outcome));
         drive_.expectDone();
     }
 }
@@ -156,7 +156,7 @@ TEST_F(SanitizeTest, EachFieldOfTheCommandDword) {
     for (const auto& c : CASES) {
         expectLook();
         drive_.expect(sanitizeCommand(c.dword10, c.dword11).completes()).expect(askLog(log(DONE))).expect(lookAgain());
-        EXPECT_EQ(run(c.words), told("0/0 The drive was sanitized."));
+        EXPECT_EQ(run(c.words), answerOf("0/0 The drive was sanitized."));
         drive_.expectDone();
     }
 }
@@ -164,14 +164,14 @@ TEST_F(SanitizeTest, EachFieldOfTheCommandDword) {
 TEST_F(SanitizeTest, ReturnsAtOnceWhenAskedTo) {
     expectStart();
     EXPECT_EQ(run({{"SanitizeAction", "2"}, {"ReturnImmediately", "true"}}),
-              told("0/0 The sanitize operation was started and goes on in the drive."));
+              answerOf("0/0 The sanitize operation was started and goes on in the drive."));
 }
 
 TEST_F(SanitizeTest, LeavesTheFailureMode) {
     expectLook(sanitizingController(), log(FAILED));
     drive_.expect(sanitizeCommand(0x001).completes());
     EXPECT_EQ(run({{"SanitizeAction", "1"}}),
-              told("0/0 The drive has left the failure mode of its last sanitize operation."));
+              answerOf("0/0 The drive has left the failure mode of its last sanitize operation."));
 }
 
 TEST_F(SanitizeTest, BadArgumentsAreRefusedUnasked) {
@@ -227,7 +227,7 @@ TEST_F(SanitizeTest, AUsedDriveIsRefusedBeforeAnythingIsAsked) {
     };
     for (const auto& c : CASES) {
         drive_.expect(hostUses({unusedNamespace(1), c.space}));
-        EXPECT_EQ(run({{"SanitizeAction", "2"}, {"Force", c.force}}), told(c.refusal));
+        EXPECT_EQ(run({{"SanitizeAction", "2"}, {"Force", c.force}}), answerOf(c.refusal));
     }
 }
 
@@ -236,7 +236,7 @@ TEST_F(SanitizeTest, TheGateLooksAgainImmediatelyBeforeTheCommand) {
         .expect(identify(1).answers(sanitizingController()))
         .expect(askLog(log(NEVER)))
         .expect(hostUses({mounted(1)}));
-    EXPECT_EQ(run({{"SanitizeAction", "2"}, {"Force", "true"}}), told(mountedRefusal(1)));
+    EXPECT_EQ(run({{"SanitizeAction", "2"}, {"Force", "true"}}), answerOf(mountedRefusal(1)));
 }
 
 TEST_F(SanitizeTest, WhatTheControllerDoesNotHaveIsNotSent) {
@@ -253,7 +253,7 @@ TEST_F(SanitizeTest, WhatTheControllerDoesNotHaveIsNotSent) {
     };
     for (const auto& c : CASES) {
         drive_.expect(hostUses({})).expect(identify(1).answers(sanitizingController(c.sanicap)));
-        EXPECT_EQ(run({{"SanitizeAction", c.action}}), told(c.refusal));
+        EXPECT_EQ(run({{"SanitizeAction", c.action}}), answerOf(c.refusal));
         drive_.expectDone();
     }
 }
@@ -266,8 +266,8 @@ TEST_F(SanitizeTest, ADriveThatAlwaysDeallocatesSaysByAFeatureWhetherItGoesOn) {
             .expect(feature);
     };
     expectFeature(getFeature(0x17).completes(0));
-    EXPECT_EQ(run(words), told("10/24 Unsupported value for sanitize. Drive S1 (/dev/nvme0) always deallocates its "
-                               "blocks after a sanitize operation."));
+    EXPECT_EQ(run(words), answerOf("10/24 Unsupported value for sanitize. Drive S1 (/dev/nvme0) always deallocates its "
+                                   "blocks after a sanitize operation."));
     for (Expected feature : {getFeature(0x17).completes(1), getFeature(0x17).refuses(0x4002)}) {
         expectFeature(feature);
         drive_.expect(askLog(log(NEVER)))
@@ -275,27 +275,28 @@ TEST_F(SanitizeTest, ADriveThatAlwaysDeallocatesSaysByAFeatureWhetherItGoesOn) {
             .expect(sanitizeCommand(0x202).completes())
             .expect(askLog(log(DONE)))
             .expect(lookAgain());
-        EXPECT_EQ(run(words), told("0/0 The drive was sanitized."));
+        EXPECT_EQ(run(words), answerOf("0/0 The drive was sanitized."));
         drive_.expectDone();
     }
     expectFeature(getFeature(0x17).breaks(gone()));
-    EXPECT_EQ(run(words), told("0/70 The drive /dev/nvme0 is gone."));
+    EXPECT_EQ(run(words), answerOf("0/70 The drive /dev/nvme0 is gone."));
 }
 
 TEST_F(SanitizeTest, OneThatRunsAlreadyIsReported) {
     drive_.expect(hostUses({}))
         .expect(identify(1).answers(sanitizingController()))
         .expect(askLog(log(RUNNING, 0x4000)));
-    EXPECT_EQ(run(BLOCK), told("10/226 Sanitize operation in progress. It was begun before, 25.00 percent are done."));
+    EXPECT_EQ(run(BLOCK),
+              answerOf("10/226 Sanitize operation in progress. It was begun before, 25.00 percent are done."));
 }
 
-/// The questions of an operation that moves once, after two seconds, and then stands for `seconds`.
+/// The questions of an operation that moves once, after two seconds, and then stalls for `seconds`.
 int expectStandstill(FakeDrive& drive, int seconds) {
     drive.expect(askLog(log(RUNNING, 0))).expect(askLog(log(RUNNING, 0))).expect(askLog(log(RUNNING, 0x8000)));
     int polls = 0;
     // A second between questions in the first minute, then ten.
-    for (int stood = 0; stood < seconds; ++polls) {
-        stood += stood + 2 < 60 ? 1 : 10;
+    for (int waited = 0; waited < seconds; ++polls) {
+        waited += waited + 2 < 60 ? 1 : 10;
         drive.expect(askLog(log(RUNNING, 0x8000)));
     }
     return polls + 2;
@@ -345,8 +346,8 @@ TEST_F(SanitizeTest, OneThatStallsIsGivenUpAtTwiceTheDrivesEstimate) {
         expectLook(sanitizingController(c.sanicap), c.before);
         drive_.expect(sanitizeCommand(c.dword10).completes());
         const size_t waits = clock_->sleeps().size() + static_cast<size_t>(expectStandstill(drive_, c.limit));
-        EXPECT_EQ(run(c.words), told("10/226 Sanitize operation in progress. It has stood at 50.00 percent for " +
-                                     std::to_string(c.limit) + " seconds."))
+        EXPECT_EQ(run(c.words), answerOf("10/226 Sanitize operation in progress. It has stayed at 50.00 percent for " +
+                                         std::to_string(c.limit) + " seconds."))
             << c.why;
         EXPECT_EQ(clock_->sleeps().size(), waits) << c.why;
         drive_.expectDone();
@@ -381,7 +382,7 @@ TEST_F(SanitizeTest, EachRefusalHasItsMeaning) {
         expectLook();
         drive_.expect(sanitizeCommand(0x002).refuses(c.statusField));
         EXPECT_EQ(run(BLOCK),
-                  told(c.status + " Sanitize failed on drive S1 (/dev/nvme0): " + c.words + ", opcode 0x84)."));
+                  answerOf(c.status + " Sanitize failed on drive S1 (/dev/nvme0): " + c.words + ", opcode 0x84)."));
         drive_.expectDone();
     }
 }
@@ -395,17 +396,18 @@ TEST_F(SanitizeTest, ADriveThatGoesAwayIsReportedWhereverItHappens) {
         for (size_t i = 0; i < n; ++i) drive_.expect(steps[i]);
         Expected last = steps[n];
         drive_.expect(last.breaks(gone()));
-        EXPECT_EQ(run(BLOCK), told("0/70 The drive /dev/nvme0 is gone.")) << n;
+        EXPECT_EQ(run(BLOCK), answerOf("0/70 The drive /dev/nvme0 is gone.")) << n;
         drive_.expectDone();
     }
     expectStart();
     drive_.expect(askLog(log(RUNNING, 1))).expect(lookAtLog(0x81, 512).breaks(gone()));
-    EXPECT_EQ(run(BLOCK), told("0/70 The drive /dev/nvme0 is gone. The sanitize operation was started; whether it has "
-                               "ended is not known."));
+    EXPECT_EQ(run(BLOCK),
+              answerOf("0/70 The drive /dev/nvme0 is gone. The sanitize operation was started; whether it has "
+                       "ended is not known."));
     drive_.expectDone();
     expectStart();
     drive_.expect(askLog(log(DONE))).expect(lookAgain().breaks(gone()));
-    EXPECT_EQ(run(BLOCK), told("0/70 The drive /dev/nvme0 is gone. The drive was sanitized."));
+    EXPECT_EQ(run(BLOCK), answerOf("0/70 The drive /dev/nvme0 is gone. The drive was sanitized."));
 }
 
 }  // namespace

@@ -15,7 +15,7 @@ using namespace fakedrive;
 using namespace ostrel::core;
 using namespace ostrel::interfaces::ostreli;
 
-std::string told(const std::string& status) {
+std::string answerOf(const std::string& status) {
     return statusAnswer("Trim", status);
 }
 
@@ -23,7 +23,7 @@ std::string told(const std::string& status) {
 DriveBytes trimmingController() {
     return identifyController().le16(520, 0x0004);
 }
-/// One of NVMe 2.0, which may tell limits.
+/// One of NVMe 2.0, which may report limits.
 DriveBytes newController() {
     return trimmingController().le32(80, 0x00020000);
 }
@@ -62,7 +62,7 @@ protected:
             .expect(identify(1).answers(controller))
             .expect(identify(0, 1).answers(space));
     }
-    /// Likewise, with limits: ranges of a command, blocks of a range, blocks of a command.
+    /// The same with limits: ranges of a command, blocks of a range, blocks of a command.
     void expectLimits(uint8_t dmrl, uint32_t dmrsl, uint64_t dmsl, const DriveBytes& space) {
         drive_.expect(hostNamespaces({unusedNamespace(1)}))
             .expect(hostUses({unusedNamespace(1)}))
@@ -80,21 +80,22 @@ protected:
 TEST_F(TrimJobTest, DeallocatesTheRange) {
     expectLook(identifyNamespace(2097152));
     expectCommand({{8, 100}});
-    EXPECT_EQ(run("100", "8"), told("0/0 8 blocks of 512 bytes from block 100 on were deallocated in namespace 1."));
+    EXPECT_EQ(run("100", "8"),
+              answerOf("0/0 8 blocks of 512 bytes from block 100 on were deallocated in namespace 1."));
 }
 
 TEST_F(TrimJobTest, BlocksAreThoseOfTheNamespace) {
     expectLook(identifyNamespace(262144, 12));
     expectCommand({{262144, 0}});
     EXPECT_EQ(run("0", "262144"),
-              told("0/0 262144 blocks of 4096 bytes from block 0 on were deallocated in namespace 1."));
+              answerOf("0/0 262144 blocks of 4096 bytes from block 0 on were deallocated in namespace 1."));
 }
 
 TEST_F(TrimJobTest, NumbersMayBeHexadecimal) {
     expectLook(identifyNamespace(2097152));
     expectCommand({{16, 0x1F0000}});
     EXPECT_EQ(run("0x1F0000", "0x10"),
-              told("0/0 16 blocks of 512 bytes from block 2031616 on were deallocated in namespace 1."));
+              answerOf("0/0 16 blocks of 512 bytes from block 2031616 on were deallocated in namespace 1."));
 }
 
 TEST_F(TrimJobTest, BadNumbersAreRefusedUnasked) {
@@ -144,12 +145,13 @@ TEST_F(TrimJobTest, NothingOutsideTheNamespaceIsTouched) {
     };
     for (const auto& c : CASES) {
         expectLook(identifyNamespace(1000));
-        EXPECT_EQ(run(c.start, c.count), told(c.refusal));
+        EXPECT_EQ(run(c.start, c.count), answerOf(c.refusal));
         drive_.expectDone();
     }
     expectLook(identifyNamespace(1000));
     expectCommand({{1, 999}});
-    EXPECT_EQ(run("999", "1"), told("0/0 1 blocks of 512 bytes from block 999 on were deallocated in namespace 1."));
+    EXPECT_EQ(run("999", "1"),
+              answerOf("0/0 1 blocks of 512 bytes from block 999 on were deallocated in namespace 1."));
 }
 
 TEST_F(TrimJobTest, ALongRangeIsSplit) {
@@ -157,7 +159,7 @@ TEST_F(TrimJobTest, ALongRangeIsSplit) {
     expectLook(identifyNamespace(BLOCKS));
     expectCommand({{0xFFFF0000, 1}, {0xFFFF0000, 0xFFFF0001}, {0xFFFF0000, 0x1FFFE0001}, {0x2FFFF, 0x2FFFD0001}});
     EXPECT_EQ(run("1", "12884901887"),
-              told("0/0 12884901887 blocks of 512 bytes from block 1 on were deallocated in namespace 1."));
+              answerOf("0/0 12884901887 blocks of 512 bytes from block 1 on were deallocated in namespace 1."));
 }
 
 TEST_F(TrimJobTest, AfterTwoHundredAndFiftySixRangesComesAnotherCommand) {
@@ -166,19 +168,21 @@ TEST_F(TrimJobTest, AfterTwoHundredAndFiftySixRangesComesAnotherCommand) {
     for (uint64_t i = 0; i < 256; ++i) first.push_back({10, 5 + i * 10});
     expectCommand(first);
     expectCommand({{10, 2565}, {7, 2575}});
-    EXPECT_EQ(run("5", "2577"), told("0/0 2577 blocks of 512 bytes from block 5 on were deallocated in namespace 1."));
+    EXPECT_EQ(run("5", "2577"),
+              answerOf("0/0 2577 blocks of 512 bytes from block 5 on were deallocated in namespace 1."));
 }
 
 TEST_F(TrimJobTest, TheControllersLimitsHold) {
     expectLimits(2, 100, 0, identifyNamespace(10000));
     expectCommand({{100, 0}, {100, 100}});
     expectCommand({{50, 200}});
-    EXPECT_EQ(run("0", "250"), told("0/0 250 blocks of 512 bytes from block 0 on were deallocated in namespace 1."));
+    EXPECT_EQ(run("0", "250"),
+              answerOf("0/0 250 blocks of 512 bytes from block 0 on were deallocated in namespace 1."));
 
     expectLimits(0, 100, 150, identifyNamespace(10000));
     expectCommand({{100, 0}, {50, 100}});
     expectCommand({{100, 150}});
-    EXPECT_EQ(run("0", "250"), told("0/0 250 blocks of 512 bytes from block 0 on were deallocated in namespace 1."))
+    EXPECT_EQ(run("0", "250"), answerOf("0/0 250 blocks of 512 bytes from block 0 on were deallocated in namespace 1."))
         << "all ranges of a command together";
 }
 
@@ -189,13 +193,14 @@ TEST_F(TrimJobTest, AControllerWithoutThatStructureHasNoLimits) {
         .expect(identify(6).refuses(0x4002))
         .expect(identify(0, 1).answers(identifyNamespace(10000)));
     expectCommand({{250, 0}});
-    EXPECT_EQ(run("0", "250"), told("0/0 250 blocks of 512 bytes from block 0 on were deallocated in namespace 1."));
+    EXPECT_EQ(run("0", "250"),
+              answerOf("0/0 250 blocks of 512 bytes from block 0 on were deallocated in namespace 1."));
 }
 
 TEST_F(TrimJobTest, OneOfSeveralNamespacesIsNamedByItsPath) {
     drive_.expect(hostNamespaces({unusedNamespace(1), unusedNamespace(2)}));
-    EXPECT_EQ(run("0", "8"), told("10/242 Operation not permitted if more than one namespace is allocated on the "
-                                  "drive. Select the one by its path."));
+    EXPECT_EQ(run("0", "8"), answerOf("10/242 Operation not permitted if more than one namespace is allocated on the "
+                                      "drive. Select the one by its path."));
     nameNamespace(2);
     const std::vector<transport::HostNamespace> namespaces{mounted(1), partitioned(2)};
     drive_.expect(hostUses(namespaces))
@@ -203,40 +208,40 @@ TEST_F(TrimJobTest, OneOfSeveralNamespacesIsNamedByItsPath) {
         .expect(identify(0, 2).answers(identifyNamespace(1000)))
         .expect(hostUses(namespaces))
         .expect(trimCommand(2, {{8, 0}}).completes());
-    EXPECT_EQ(run("0", "8"), told("0/0 8 blocks of 512 bytes from block 0 on were deallocated in namespace 2."))
+    EXPECT_EQ(run("0", "8"), answerOf("0/0 8 blocks of 512 bytes from block 0 on were deallocated in namespace 2."))
         << "neither the other's use nor partitions alone stop it";
 }
 
 TEST_F(TrimJobTest, ADriveWithoutNamespaces) {
     drive_.expect(hostNamespaces({}));
     EXPECT_EQ(run("0", "8"),
-              told("10/80 Invalid namespace ID given. Drive S1 (/dev/nvme0) has no namespace attached."));
+              answerOf("10/80 Invalid namespace ID given. Drive S1 (/dev/nvme0) has no namespace attached."));
 }
 
 TEST_F(TrimJobTest, AUsedNamespaceIsRefusedBeforeAnythingIsAsked) {
     drive_.expect(hostNamespaces({unusedNamespace(1)})).expect(hostUses({mounted(1)}));
-    EXPECT_EQ(run("0", "8"), told(mountedRefusal(1)));
+    EXPECT_EQ(run("0", "8"), answerOf(mountedRefusal(1)));
     nameNamespace(1);
     drive_.expect(hostUses({unusedNamespace(1), withSystem(2)}));
-    EXPECT_EQ(run("0", "8"), told(systemRefusal(2))) << "the system protects the whole drive";
+    EXPECT_EQ(run("0", "8"), answerOf(systemRefusal(2))) << "the system protects the whole drive";
 }
 
 TEST_F(TrimJobTest, TheGateLooksAgainImmediatelyBeforeEachCommand) {
     expectLook(identifyNamespace(1000));
     drive_.expect(hostUses({mounted(1)}));
-    EXPECT_EQ(run("0", "8"), told(mountedRefusal(1)));
+    EXPECT_EQ(run("0", "8"), answerOf(mountedRefusal(1)));
 
     expectLimits(1, 100, 0, identifyNamespace(1000));
     expectCommand({{100, 0}});
     drive_.expect(hostUses({mounted(1)}));
-    EXPECT_EQ(run("0", "250"), told(mountedRefusal(1) + " The first 100 blocks were deallocated before that."));
+    EXPECT_EQ(run("0", "250"), answerOf(mountedRefusal(1) + " The first 100 blocks were deallocated before that."));
 }
 
 TEST_F(TrimJobTest, AControllerWithoutTheCommand) {
     drive_.expect(hostNamespaces({unusedNamespace(1)}))
         .expect(hostUses({}))
         .expect(identify(1).answers(identifyController()));
-    EXPECT_EQ(run("0", "8"), told("10/96 Drive does not support Trim."));
+    EXPECT_EQ(run("0", "8"), answerOf("10/96 Drive does not support Trim."));
 }
 
 TEST_F(TrimJobTest, EachRefusalHasItsMeaning) {
@@ -262,8 +267,8 @@ TEST_F(TrimJobTest, EachRefusalHasItsMeaning) {
     for (const auto& c : CASES) {
         expectLook(identifyNamespace(1000));
         drive_.expect(hostUses({})).expect(trimCommand(1, {{8, 0}}).refuses(c.statusField));
-        EXPECT_EQ(run("0", "8"), told(c.status + " Dataset Management failed on drive S1 (/dev/nvme0): " + c.words +
-                                      ", opcode 0x09)."));
+        EXPECT_EQ(run("0", "8"), answerOf(c.status + " Dataset Management failed on drive S1 (/dev/nvme0): " + c.words +
+                                          ", opcode 0x09)."));
         drive_.expectDone();
     }
 }
@@ -282,7 +287,7 @@ TEST_F(TrimJobTest, ADriveThatGoesAwayIsReportedWhereverItHappens) {
         for (size_t i = 0; i < n; ++i) drive_.expect(steps[i]);
         Expected last = steps[n];
         drive_.expect(last.breaks(gone()));
-        EXPECT_EQ(run("0", "8"), told("0/70 The drive /dev/nvme0 is gone.")) << n;
+        EXPECT_EQ(run("0", "8"), answerOf("0/70 The drive /dev/nvme0 is gone.")) << n;
         drive_.expectDone();
     }
 }

@@ -19,7 +19,7 @@ inline fakedrive::DriveBytes firmwareController(uint8_t frmw, const std::string&
         .text(64, revision, 8);
 }
 
-/// Bytes that tell where in the image they stand.
+/// Bytes that show where in the image they are.
 inline std::string firmwareImage(size_t bytes) {
     std::string image;
     for (size_t i = 0; i < bytes; ++i) image += static_cast<char>(i ^ i >> 8);

@@ -76,7 +76,7 @@ TEST(FirmwareImage, TheGranularityIsCheckedCaseByCase) {
          "one unit and a half"},
         {3, 1, 12288, 0, DRIVE + "12288 bytes, more than one command can carry.", "a unit is more than a transfer"},
         {254, 0, 1040384, 0, DRIVE + "1040384 bytes, more than one command can carry.", "256 KiB without a limit"},
-        {0, 1, 4100, 4096, "", "the drive tells nothing"},
+        {0, 1, 4100, 4096, "", "the drive reports nothing"},
         {255, 1, 4100, 4, "", "the drive takes anything"},
     };
     for (const auto& c : cases) {
@@ -113,7 +113,7 @@ TEST_F(FirmwareDownloadTest, PiecesAreAsLargeAsATransferAndTheLastIsExact) {
         .expect(download(image_, 16384, 4));
     EXPECT_EQ(send(16388, 4096), GOOD);
     fake_.expect(controller()).expect(download(image_, 0, 8192)).expect(download(image_, 8192, 8192));
-    EXPECT_EQ(send(16384, 4096), GOOD) << "no empty piece behind a whole one";
+    EXPECT_EQ(send(16384, 4096), GOOD) << "no empty piece after a whole one";
 }
 
 TEST_F(FirmwareDownloadTest, PiecesAreMultiplesOfTheGranularity) {

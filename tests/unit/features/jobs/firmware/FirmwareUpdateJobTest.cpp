@@ -47,7 +47,7 @@ protected:
             .with("AdditionalModuleDirs", (folder_ / "missing") + "~" + (folder_ / ""))
             .on({&drive});
     }
-    /// A drive that has taken the image, and is to be told what to do with it.
+    /// A drive that has taken the image, and waits for the commit action.
     FakeDrive& loaded(uint8_t frmw) {
         return drive_.expect(identify(0x01).answers(firmwareController(frmw)))
             .expect(slotLog(BEFORE))

@@ -177,7 +177,7 @@ TEST_F(DriveSelfTestJobTest, AFailureWhileWaitingEndsIt) {
     EXPECT_EQ(start(drive, "extended", "captive"), output(status("0", "70", "The drive /dev/nvme0 is gone.")));
 }
 
-/// How many seconds a captive test is given that stands still at 7 per cent from its second second on.
+/// How many seconds a captive test is given that stalls at 7 per cent from its second second on.
 size_t secondsUntilGivenUp(const char* type, uint32_t code, uint16_t extendedMinutes, size_t seconds,
                            const std::string& message) {
     FakeDrive drive;
@@ -195,17 +195,17 @@ TEST_F(DriveSelfTestJobTest, ATestThatStallsIsGivenUpAfterTwiceTheDrivesEstimate
     EXPECT_EQ(
         secondsUntilGivenUp("short", 1, EXTENDED_MINUTES, 241,
                             "Drive/Host Timeout. No data loss expected. Drive S1 (/dev/nvme0), short self-test in "
-                            "progress, stands at 7 percent since 4 minutes."),
+                            "progress, has stayed at 7 percent for 4 minutes."),
         241U);
     EXPECT_EQ(
         secondsUntilGivenUp("extended", 2, 5, 601,
                             "Drive/Host Timeout. No data loss expected. Drive S1 (/dev/nvme0), extended self-test "
-                            "in progress, stands at 7 percent since 10 minutes."),
+                            "in progress, has stayed at 7 percent for 10 minutes."),
         601U);
     EXPECT_EQ(
         secondsUntilGivenUp("extended", 2, 0, 7201,
                             "Drive/Host Timeout. No data loss expected. Drive S1 (/dev/nvme0), extended self-test "
-                            "in progress, stands at 7 percent since 120 minutes."),
+                            "in progress, has stayed at 7 percent for 120 minutes."),
         7201U)
         << "the drive gives no estimate";
 }

@@ -19,7 +19,7 @@ using namespace ostrel::interfaces::ostreli;
 constexpr int64_t RESET_TIME = 1700000000;
 int64_t now = RESET_TIME;
 
-/// The answer of a job that tells nothing but this status of drive S1.
+/// The answer of a job that holds nothing but this status of drive S1.
 std::string statusAnswer(const std::string& code, const std::string& message, const std::string& category = "10") {
     return "0/0\n<Object category=\"Output\">\n<Object category=\"status\" key=\"S1\" name=\"Endurance Analyzer\">\n"
            "<Property name=\"Category\" value=\"" +
@@ -189,7 +189,7 @@ constexpr struct {
     {"TimeSeconds 1700000000\nPercentageUsed 3\nDataUnitsWritten 2000\nmore\n", "a line too many"},
     {"TimeSeconds -5\nPercentageUsed 3\nDataUnitsWritten 2000\n", "no number"},
     {"TimeSeconds 99999999999999999999\nPercentageUsed 3\nDataUnitsWritten 2000\n", "a number that is no time"},
-    {"TimeSeconds 1700000000\nPercentageUsed 256\nDataUnitsWritten 2000\n", "more than the drive can tell"},
+    {"TimeSeconds 1700000000\nPercentageUsed 256\nDataUnitsWritten 2000\n", "more than the drive can report"},
     {"TimeSeconds 1700000000\nPercentageUsed 3\nDataUnitsWritten 08\n", "never written so"},
     {"TimeSeconds 1700000000\nPercentageUsed 3\nDataUnitsWritten 1000000000000000000000000000000000000000\n",
      "more than 128 bits"},

@@ -29,7 +29,7 @@ DriveBytes withLongLogs() {
     return identifyController().byte(261, 0x1C);
 }
 
-/// The answer of a job that tells nothing but this status of drive S1.
+/// The answer of a job that holds nothing but this status of drive S1.
 std::string statusAnswer(const std::string& category, const std::string& code, const std::string& message) {
     return "0/0\n<Object category=\"Output\">\n<Object category=\"status\" key=\"S1\" name=\"NVMe Log\">\n"
            "<Property name=\"Category\" value=\"" +
@@ -137,7 +137,7 @@ TEST(NvmeLogJob, TheRestOfAPageAfterAnOffsetIsShownAsBytes) {
 </Object>)");
     EXPECT_EQ(JobRun(job, JOBTYPE_METHOD).with("LogId", "3").with("LogPageOffset", "512").on({&drive}),
               statusAnswer("10", "36",
-                           "The offset 512 lies behind the end of the log page, which has 512 bytes on drive S1 "
+                           "The offset 512 is not within the log page, which has 512 bytes on drive S1 "
                            "(/dev/nvme0)."));
 }
 

@@ -115,7 +115,7 @@ TEST(VelkoLogJob, GivesUpAfterThreePictures) {
             drive.expect(rest(c.lid, 8).answers({1, 2, 3, 4, 6, 0, 0, 0}));
         }
         EXPECT_EQ(dump(c.job, drive), std::string(c.failed) +
-                                          " The log of drive S1 (/dev/nvme0) was read by somebody else at the same "
+                                          " The log of drive S1 (/dev/nvme0) was read by another process at the same "
                                           "time.");
     }
 }

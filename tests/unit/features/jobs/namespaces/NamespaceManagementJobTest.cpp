@@ -17,7 +17,7 @@ using namespace ostrel::interfaces::ostreli;
 using transport::HostRequest;
 using Words = std::vector<std::pair<const char*, const char*>>;
 
-std::string told(const std::string& status) {
+std::string answerOf(const std::string& status) {
     return statusAnswer("Namespace Management", status);
 }
 
@@ -152,11 +152,11 @@ TEST_F(NamespaceManagementJobTest, AControllerWithoutNamespaceManagement) {
     const std::string refused =
         "10/3 The selected drive does not support this feature. Drive S1 (/dev/nvme0) has no namespace management.";
     drive_.expect(identify(1).answers(identifyController()));
-    EXPECT_EQ(run("create", {{"Size", "1"}}), told(refused));
+    EXPECT_EQ(run("create", {{"Size", "1"}}), answerOf(refused));
     drive_.expect(identify(1).answers(identifyController()));
-    EXPECT_EQ(run("attach", {{"NamespaceId", "1"}}), told(refused));
+    EXPECT_EQ(run("attach", {{"NamespaceId", "1"}}), answerOf(refused));
     drive_.expect(hostUses({})).expect(identify(1).answers(identifyController()));
-    EXPECT_EQ(run("delete", {{"NamespaceId", "1"}}), told(refused));
+    EXPECT_EQ(run("delete", {{"NamespaceId", "1"}}), answerOf(refused));
 }
 
 // Create.
@@ -165,8 +165,8 @@ TEST_F(NamespaceManagementJobTest, ReportsWhichNamespaceWasCreated) {
     expectLook();
     drive_.expect(createCommand(newNamespace(1000, 1000)).completes(3));
     EXPECT_EQ(run("create", {{"Size", "1000"}, {"MultiPathIoCapabilities", "0"}, {"NamespaceId", ""}}),
-              told("0/0 Namespace 3 was created: 1000 blocks of 512 bytes. It can be used when it is attached to a "
-                   "controller."));
+              answerOf("0/0 Namespace 3 was created: 1000 blocks of 512 bytes. It can be used when it is attached to a "
+                       "controller."));
 }
 
 TEST_F(NamespaceManagementJobTest, EachFieldOfANewNamespace) {
@@ -204,8 +204,8 @@ TEST_F(NamespaceManagementJobTest, EachFieldOfANewNamespace) {
     for (const auto& c : CASES) {
         expectLook(managingController(), c.common);
         drive_.expect(createCommand(c.data).completes(3));
-        EXPECT_EQ(run("create", c.words), told(std::string("0/0 Namespace 3 was created: ") + c.blocks +
-                                               ". It can be used when it is attached to a controller."));
+        EXPECT_EQ(run("create", c.words), answerOf(std::string("0/0 Namespace 3 was created: ") + c.blocks +
+                                                   ". It can be used when it is attached to a controller."));
         drive_.expectDone();
     }
 }
@@ -239,8 +239,8 @@ TEST_F(NamespaceManagementJobTest, AmountsInOtherUnitsAreRoundedDownToBlocks) {
     for (const auto& c : CASES) {
         expectLook(managingController(), c.common);
         drive_.expect(createCommand(c.data).completes(3));
-        EXPECT_EQ(run("create", c.words), told(std::string("0/0 Namespace 3 was created: ") + c.blocks +
-                                               ". It can be used when it is attached to a controller."));
+        EXPECT_EQ(run("create", c.words), answerOf(std::string("0/0 Namespace 3 was created: ") + c.blocks +
+                                                   ". It can be used when it is attached to a controller."));
         drive_.expectDone();
     }
 }
@@ -277,7 +277,7 @@ TEST_F(NamespaceManagementJobTest, AmountsThatDoNotFitCreateNothing) {
     };
     for (const auto& c : CASES) {
         expectLook(c.controller);
-        EXPECT_EQ(run("create", c.words), told(c.refusal));
+        EXPECT_EQ(run("create", c.words), answerOf(c.refusal));
         drive_.expectDone();
     }
 }
@@ -286,8 +286,8 @@ TEST_F(NamespaceManagementJobTest, FormatsAboveFifteenGoIntoTheUpperBits) {
     expectLook(managingController(), common().byte(25, 63).le32(128 + 4 * 50, 12U << 16));
     drive_.expect(createCommand(newNamespace(9, 9).byte(26, 0x62)).completes(3));
     EXPECT_EQ(run("create", {{"Size", "9"}, {"LBAFormat", "50"}}),
-              told("0/0 Namespace 3 was created: 9 blocks of 4096 bytes. It can be used when it is attached to a "
-                   "controller."));
+              answerOf("0/0 Namespace 3 was created: 9 blocks of 4096 bytes. It can be used when it is attached to a "
+                       "controller."));
 }
 
 TEST_F(NamespaceManagementJobTest, TheDrivesLimitsAreCheckedBeforeAnythingIsCreated) {
@@ -312,7 +312,7 @@ TEST_F(NamespaceManagementJobTest, TheDrivesLimitsAreCheckedBeforeAnythingIsCrea
     };
     for (const auto& c : CASES) {
         expectLook(managingController(), c.common);
-        EXPECT_EQ(run("create", c.words), told(c.refusal));
+        EXPECT_EQ(run("create", c.words), answerOf(c.refusal));
         drive_.expectDone();
     }
 }
@@ -322,30 +322,31 @@ TEST_F(NamespaceManagementJobTest, TheNumberOfNamespacesIsLimited) {
         "10/83 The number of namespaces supported has been exceeded. Drive S1 (/dev/nvme0) has 4 of them already.";
     drive_.expect(identify(1).answers(managingController()))
         .expect(identify(0x10).answers(namespaceList({1, 2, 3, 9})));
-    EXPECT_EQ(run("create", {{"Size", "9"}}), told(refused));
+    EXPECT_EQ(run("create", {{"Size", "9"}}), answerOf(refused));
     drive_.expect(identify(1).answers(managingController().le32(516, 128).le32(540, 4)))
         .expect(identify(0x10).answers(namespaceList({1, 2, 3, 4})));
-    EXPECT_EQ(run("create", {{"Size", "9"}}), told(refused)) << "MNAN counts where it is given";
+    EXPECT_EQ(run("create", {{"Size", "9"}}), answerOf(refused)) << "MNAN counts where it is given";
 }
 
 TEST_F(NamespaceManagementJobTest, MoreThanIsLeftIsReportedWithWhatFits) {
     const std::string left = "10/82 More free space is required to create the namespace. Drive S1 (/dev/nvme0) has ";
     expectLook();
     EXPECT_EQ(run("create", {{"Size", "2097153"}}),
-              told(left + "1073741824 bytes left: 2097152 blocks of 512 bytes would fit."));
+              answerOf(left + "1073741824 bytes left: 2097152 blocks of 512 bytes would fit."));
     expectLook();
     EXPECT_EQ(run("create", {{"Size", "262145"}, {"LBAFormat", "1"}}),
-              told(left + "1073741824 bytes left: 262144 blocks of 4096 bytes would fit."));
+              answerOf(left + "1073741824 bytes left: 262144 blocks of 4096 bytes would fit."));
     expectLook();
     EXPECT_EQ(run("create", {{"Size", "18446744073709551615"}}),
-              told(left + "1073741824 bytes left: 2097152 blocks of 512 bytes would fit."));
+              answerOf(left + "1073741824 bytes left: 2097152 blocks of 512 bytes would fit."));
     expectLook(managingController().le64(296, 0));
-    EXPECT_EQ(run("create", {{"Size", "1"}}), told(left + "0 bytes left."));
+    EXPECT_EQ(run("create", {{"Size", "1"}}), answerOf(left + "0 bytes left."));
     expectLook();
     drive_.expect(createCommand(newNamespace(2097152, 2097152)).completes(3));
-    EXPECT_EQ(run("create", {{"Size", "2097152"}}),
-              told("0/0 Namespace 3 was created: 2097152 blocks of 512 bytes. It can be used when it is attached to a "
-                   "controller."));
+    EXPECT_EQ(
+        run("create", {{"Size", "2097152"}}),
+        answerOf("0/0 Namespace 3 was created: 2097152 blocks of 512 bytes. It can be used when it is attached to a "
+                 "controller."));
 }
 
 TEST_F(NamespaceManagementJobTest, ACapacityThatIsNotCountedDoesNotCount) {
@@ -356,8 +357,8 @@ TEST_F(NamespaceManagementJobTest, ACapacityThatIsNotCountedDoesNotCount) {
         drive_.expect(createCommand(newNamespace(4000000, 4000000)).completes(3));
         EXPECT_EQ(
             run("create", {{"Size", "4000000"}}),
-            told("0/0 Namespace 3 was created: 4000000 blocks of 512 bytes. It can be used when it is attached to "
-                 "a controller."));
+            answerOf("0/0 Namespace 3 was created: 4000000 blocks of 512 bytes. It can be used when it is attached to "
+                     "a controller."));
         drive_.expectDone();
     }
 }
@@ -384,13 +385,14 @@ TEST_F(NamespaceManagementJobTest, AmountsInOtherUnitsAreRoundedDownToGranules) 
     };
     lookAt(700 * MIB);
     drive_.expect(createCommand(newNamespace(1433600, 1433600)).completes(3));
-    EXPECT_EQ(run("create", {{"Size", "1GB"}}),
-              told("0/0 Namespace 3 was created: 1433600 blocks of 512 bytes. It can be used when it is attached to a "
-                   "controller."));
+    EXPECT_EQ(
+        run("create", {{"Size", "1GB"}}),
+        answerOf("0/0 Namespace 3 was created: 1433600 blocks of 512 bytes. It can be used when it is attached to a "
+                 "controller."));
     lookAt(MIB * 2000);
     EXPECT_EQ(run("create", {{"Size", "1GiB"}}),
-              told("10/269 Invalid Capacity. Size is less than 2097152000 bytes, the smallest amount on drive S1 "
-                   "(/dev/nvme0)."));
+              answerOf("10/269 Invalid Capacity. Size is less than 2097152000 bytes, the smallest amount on drive S1 "
+                       "(/dev/nvme0)."));
 }
 
 TEST_F(NamespaceManagementJobTest, ASizeBetweenGranulesIsReportedWithItsNeighbours) {
@@ -452,7 +454,7 @@ TEST_F(NamespaceManagementJobTest, ASizeBetweenGranulesIsReportedWithItsNeighbou
     for (const auto& c : CASES) {
         expectLook(granularController(), c.common);
         drive_.expect(identify(0x16).answers(c.list));
-        EXPECT_EQ(run("create", c.words), told(c.refusal));
+        EXPECT_EQ(run("create", c.words), answerOf(c.refusal));
         drive_.expectDone();
     }
 }
@@ -466,9 +468,10 @@ TEST_F(NamespaceManagementJobTest, WholeGranulesAndDrivesWithoutThemPass) {
     for (const Expected& list : lists) {
         expectLook(granularController());
         drive_.expect(list).expect(createCommand(newNamespace(4096, 4096)).completes(3));
-        EXPECT_EQ(run("create", {{"Size", "4096"}}),
-                  told("0/0 Namespace 3 was created: 4096 blocks of 512 bytes. It can be used when it is attached to a "
-                       "controller."));
+        EXPECT_EQ(
+            run("create", {{"Size", "4096"}}),
+            answerOf("0/0 Namespace 3 was created: 4096 blocks of 512 bytes. It can be used when it is attached to a "
+                     "controller."));
         drive_.expectDone();
     }
 }
@@ -486,7 +489,7 @@ TEST_F(NamespaceManagementJobTest, DeletesANamespaceAndWaitsUntilTheSystemSeesIt
         .expect(hostNamespaces({unusedNamespace(1), unusedNamespace(2)}))
         .expect(hostNamespaces({unusedNamespace(1)}));
     EXPECT_EQ(run("delete", {{"MultiPathIoCapabilities", "0"}, {"NamespaceId", "0x2"}}),
-              told("0/0 Namespace 2 was deleted."))
+              answerOf("0/0 Namespace 2 was deleted."))
         << "partitions alone do not stop it";
     EXPECT_EQ(clock_->sleeps(), (std::vector<uint64_t>{100, 100}));
 }
@@ -499,23 +502,23 @@ TEST_F(NamespaceManagementJobTest, DeletesAllNamespaces) {
         .expect(Expected::host(HostRequest::RESCAN))
         .expect(hostNamespaces({unusedNamespace(2)}))
         .expect(hostNamespaces({}));
-    EXPECT_EQ(run("delete", {{"NamespaceId", "0xFFFFFFFF"}}), told("0/0 All namespaces were deleted."));
+    EXPECT_EQ(run("delete", {{"NamespaceId", "0xFFFFFFFF"}}), answerOf("0/0 All namespaces were deleted."));
     drive_.expect(hostUses({unusedNamespace(1), mounted(2)}));
-    EXPECT_EQ(run("delete", {{"NamespaceId", "0xFFFFFFFF"}}), told(mountedRefusal(2)));
+    EXPECT_EQ(run("delete", {{"NamespaceId", "0xFFFFFFFF"}}), answerOf(mountedRefusal(2)));
 }
 
 TEST_F(NamespaceManagementJobTest, WhatIsTakenAwayMustNotBeInUse) {
     for (const char* action : {"delete", "detach"}) {
         drive_.expect(hostUses({unusedNamespace(1), mounted(2)}));
-        EXPECT_EQ(run(action, {{"NamespaceId", "2"}}), told(mountedRefusal(2))) << action;
+        EXPECT_EQ(run(action, {{"NamespaceId", "2"}}), answerOf(mountedRefusal(2))) << action;
         drive_.expect(hostUses({withSystem(1), unusedNamespace(2)}));
-        EXPECT_EQ(run(action, {{"NamespaceId", "2"}}), told(systemRefusal(1))) << action;
+        EXPECT_EQ(run(action, {{"NamespaceId", "2"}}), answerOf(systemRefusal(1))) << action;
         // Immediately before the command.
         drive_.expect(hostUses({unusedNamespace(1), unusedNamespace(2)}))
             .expect(identify(1).answers(managingController()))
             .expect(allocated())
             .expect(hostUses({unusedNamespace(1), mounted(2)}));
-        EXPECT_EQ(run(action, {{"NamespaceId", "2"}}), told(mountedRefusal(2))) << action;
+        EXPECT_EQ(run(action, {{"NamespaceId", "2"}}), answerOf(mountedRefusal(2))) << action;
         drive_.expectDone();
     }
 }
@@ -528,7 +531,7 @@ TEST_F(NamespaceManagementJobTest, WhatIsLeftAloneMayBeInUse) {
         .expect(deleteCommand(2).completes())
         .expect(Expected::host(HostRequest::RESCAN))
         .expect(hostNamespaces({mounted(1)}));
-    EXPECT_EQ(run("delete", {{"NamespaceId", "2"}}), told("0/0 Namespace 2 was deleted."));
+    EXPECT_EQ(run("delete", {{"NamespaceId", "2"}}), answerOf("0/0 Namespace 2 was deleted."));
 }
 
 // Attach and detach.
@@ -544,7 +547,7 @@ TEST_F(NamespaceManagementJobTest, AttachesToTheDrivesOwnControllerAndReportsThe
         .expect(hostNamespaces({unusedNamespace(1), withoutNode}))
         .expect(hostNamespaces({unusedNamespace(1), unusedNamespace(2)}));
     EXPECT_EQ(run("attach", {{"MultiPathIoCapabilities", "0"}, {"NamespaceId", "2"}}),
-              told("0/0 Namespace 2 was attached to controller 3: /dev/nvme0n2."));
+              answerOf("0/0 Namespace 2 was attached to controller 3: /dev/nvme0n2."));
     EXPECT_EQ(clock_->sleeps(), (std::vector<uint64_t>{100, 100}));
 }
 
@@ -554,7 +557,7 @@ TEST_F(NamespaceManagementJobTest, ASystemThatDoesNotSeeItIsWaitedForTenSeconds)
         .expect(attachmentCommand(0, 2, 3).completes())
         .expect(Expected::host(HostRequest::RESCAN));
     for (int look = 0; look <= 100; ++look) drive_.expect(hostNamespaces({unusedNamespace(1)}));
-    EXPECT_EQ(run("attach", {{"NamespaceId", "2"}}), told("0/0 Namespace 2 was attached to controller 3."));
+    EXPECT_EQ(run("attach", {{"NamespaceId", "2"}}), answerOf("0/0 Namespace 2 was attached to controller 3."));
     EXPECT_EQ(clock_->sleeps(), std::vector<uint64_t>(100, 100));
 }
 
@@ -564,7 +567,7 @@ TEST_F(NamespaceManagementJobTest, AttachesToAnotherController) {
         .expect(attachmentCommand(0, 2, 0).completes())
         .expect(Expected::host(HostRequest::RESCAN));
     EXPECT_EQ(run("attach", {{"NamespaceId", "2"}, {"NVMeControllerID", "0"}}),
-              told("0/0 Namespace 2 was attached to controller 0."));
+              answerOf("0/0 Namespace 2 was attached to controller 0."));
 }
 
 TEST_F(NamespaceManagementJobTest, DetachesANamespace) {
@@ -575,7 +578,7 @@ TEST_F(NamespaceManagementJobTest, DetachesANamespace) {
         .expect(attachmentCommand(1, 2, 3).completes())
         .expect(Expected::host(HostRequest::RESCAN))
         .expect(hostNamespaces({unusedNamespace(1)}));
-    EXPECT_EQ(run("detach", {{"NamespaceId", "2"}}), told("0/0 Namespace 2 was detached from controller 3."));
+    EXPECT_EQ(run("detach", {{"NamespaceId", "2"}}), answerOf("0/0 Namespace 2 was detached from controller 3."));
     drive_.expect(hostUses({}))
         .expect(identify(1).answers(managingController()))
         .expect(allocated())
@@ -583,7 +586,7 @@ TEST_F(NamespaceManagementJobTest, DetachesANamespace) {
         .expect(attachmentCommand(1, 2, 7).completes())
         .expect(Expected::host(HostRequest::RESCAN));
     EXPECT_EQ(run("detach", {{"NamespaceId", "2"}, {"NVMeControllerID", "7"}}),
-              told("0/0 Namespace 2 was detached from controller 7."));
+              answerOf("0/0 Namespace 2 was detached from controller 7."));
 }
 
 // What goes wrong.
@@ -637,13 +640,13 @@ TEST_F(NamespaceManagementJobTest, EachRefusalHasItsMeaning) {
         drive_.expect(createCommand(newNamespace(8, 8)).refuses(c.statusField));
         EXPECT_EQ(
             run("create", {{"Size", "8"}}),
-            told(c.status + " Namespace Management failed on drive S1 (/dev/nvme0): " + words + ", opcode 0x0D)."));
+            answerOf(c.status + " Namespace Management failed on drive S1 (/dev/nvme0): " + words + ", opcode 0x0D)."));
         drive_.expect(identify(1).answers(managingController()))
             .expect(allocated())
             .expect(attachmentCommand(0, 2, 3).refuses(c.statusField));
         EXPECT_EQ(
             run("attach", {{"NamespaceId", "2"}}),
-            told(c.status + " Namespace Attachment failed on drive S1 (/dev/nvme0): " + words + ", opcode 0x15)."));
+            answerOf(c.status + " Namespace Attachment failed on drive S1 (/dev/nvme0): " + words + ", opcode 0x15)."));
         drive_.expect(hostUses({}))
             .expect(identify(1).answers(managingController()))
             .expect(allocated())
@@ -651,7 +654,7 @@ TEST_F(NamespaceManagementJobTest, EachRefusalHasItsMeaning) {
             .expect(deleteCommand(2).refuses(c.statusField));
         EXPECT_EQ(
             run("delete", {{"NamespaceId", "2"}}),
-            told(c.status + " Namespace Management failed on drive S1 (/dev/nvme0): " + words + ", opcode 0x0D)."));
+            answerOf(c.status + " Namespace Management failed on drive S1 (/dev/nvme0): " + words + ", opcode 0x0D)."));
         drive_.expectDone();
     }
 }
@@ -659,17 +662,18 @@ TEST_F(NamespaceManagementJobTest, EachRefusalHasItsMeaning) {
 TEST_F(NamespaceManagementJobTest, ANamespaceThatIsNotThere) {
     const std::string refused = "10/80 Invalid namespace ID given. Drive S1 (/dev/nvme0) has no namespace 7.";
     drive_.expect(identify(1).answers(managingController())).expect(allocated());
-    EXPECT_EQ(run("attach", {{"NamespaceId", "7"}}), told(refused));
+    EXPECT_EQ(run("attach", {{"NamespaceId", "7"}}), answerOf(refused));
     for (const char* action : {"delete", "detach"}) {
         drive_.expect(hostUses({})).expect(identify(1).answers(managingController())).expect(allocated());
-        EXPECT_EQ(run(action, {{"NamespaceId", "7"}}), told(refused)) << action;
+        EXPECT_EQ(run(action, {{"NamespaceId", "7"}}), answerOf(refused)) << action;
     }
     drive_.expect(identify(1).answers(managingController()))
         .expect(identify(0x10).refuses(0x4002))
         .expect(attachmentCommand(0, 7, 3).refuses(0x400B));
-    EXPECT_EQ(run("attach", {{"NamespaceId", "7"}}),
-              told("10/80 Invalid namespace ID given. Namespace Attachment failed on drive S1 (/dev/nvme0): Invalid "
-                   "Namespace or Format (status code type 0x0, status code 0x0B, opcode 0x15)."))
+    EXPECT_EQ(
+        run("attach", {{"NamespaceId", "7"}}),
+        answerOf("10/80 Invalid namespace ID given. Namespace Attachment failed on drive S1 (/dev/nvme0): Invalid "
+                 "Namespace or Format (status code type 0x0, status code 0x0B, opcode 0x15)."))
         << "a drive without the list";
 }
 
@@ -677,9 +681,10 @@ TEST_F(NamespaceManagementJobTest, AControllerThatOnlyClaimsToHaveItCreatesNothi
     drive_.expect(identify(1).answers(managingController()))
         .expect(allocated())
         .expect(identify(0, 0xFFFFFFFF).refuses(0x400B));
-    EXPECT_EQ(run("create", {{"Size", "8"}}),
-              told("10/3 The selected drive does not support this feature. Identify failed on drive S1 (/dev/nvme0): "
-                   "Invalid Namespace or Format (status code type 0x0, status code 0x0B, opcode 0x06)."));
+    EXPECT_EQ(
+        run("create", {{"Size", "8"}}),
+        answerOf("10/3 The selected drive does not support this feature. Identify failed on drive S1 (/dev/nvme0): "
+                 "Invalid Namespace or Format (status code type 0x0, status code 0x0B, opcode 0x06)."));
 }
 
 TEST_F(NamespaceManagementJobTest, ASystemThatDoesNotLookAgainIsReportedAfterWhatWasDone) {
@@ -690,13 +695,13 @@ TEST_F(NamespaceManagementJobTest, ASystemThatDoesNotLookAgainIsReportedAfterWha
         .expect(hostUses({}))
         .expect(deleteCommand(2).completes())
         .expect(Expected::host(HostRequest::RESCAN).breaks(failure));
-    EXPECT_EQ(run("delete", {{"NamespaceId", "2"}}), told("1/5 System error. No look. Namespace 2 was deleted."));
+    EXPECT_EQ(run("delete", {{"NamespaceId", "2"}}), answerOf("1/5 System error. No look. Namespace 2 was deleted."));
     drive_.expect(identify(1).answers(managingController()))
         .expect(allocated())
         .expect(attachmentCommand(0, 2, 3).completes())
         .expect(Expected::host(HostRequest::RESCAN).breaks(failure));
     EXPECT_EQ(run("attach", {{"NamespaceId", "2"}}),
-              told("1/5 System error. No look. Namespace 2 was attached to controller 3."));
+              answerOf("1/5 System error. No look. Namespace 2 was attached to controller 3."));
 }
 
 TEST_F(NamespaceManagementJobTest, ADriveThatGoesAwayIsReportedWhereverItHappens) {
@@ -709,7 +714,7 @@ TEST_F(NamespaceManagementJobTest, ADriveThatGoesAwayIsReportedWhereverItHappens
         for (size_t i = 0; i < n; ++i) drive_.expect(create[i]);
         Expected last = create[n];
         drive_.expect(last.breaks(gone()));
-        EXPECT_EQ(run("create", {{"Size", "8"}}), told("0/70 The drive /dev/nvme0 is gone.")) << n;
+        EXPECT_EQ(run("create", {{"Size", "8"}}), answerOf("0/70 The drive /dev/nvme0 is gone.")) << n;
         drive_.expectDone();
     }
     const Expected erase[] = {hostUses({}), identify(1).answers(managingController()), allocated(), hostUses({}),
@@ -718,7 +723,7 @@ TEST_F(NamespaceManagementJobTest, ADriveThatGoesAwayIsReportedWhereverItHappens
         for (size_t i = 0; i < n; ++i) drive_.expect(erase[i]);
         Expected last = erase[n];
         drive_.expect(last.breaks(gone()));
-        EXPECT_EQ(run("delete", {{"NamespaceId", "2"}}), told("0/70 The drive /dev/nvme0 is gone.")) << n;
+        EXPECT_EQ(run("delete", {{"NamespaceId", "2"}}), answerOf("0/70 The drive /dev/nvme0 is gone.")) << n;
         drive_.expectDone();
     }
 }

@@ -49,7 +49,7 @@ std::string status(const std::string& category, const std::string& code, const s
            message + "\"/>\n</Object>\n</Object>";
 }
 
-/// Saves features, tells their defaults, and has wide host identifiers.
+/// Saves features, reports their defaults, and has wide host identifiers.
 DriveBytes ableController() {
     return identifyController().le16(520, 0x0010).le32(96, 0x00000001);
 }
@@ -165,8 +165,8 @@ TEST(AnyFeature, DoesNotPassTheCurrentValueOffAsAnother) {
     drive.expect(identify(1).answers(identifyController()));
     EXPECT_EQ(get({{"Select", "2"}, {"FeatureId", "4"}}, drive),
               status("10", "3",
-                     "The selected drive does not support this feature. Drive S1 (/dev/nvme0) tells the current values "
-                     "of its features alone."));
+                     "The selected drive does not support this feature. Drive S1 (/dev/nvme0) reports only the current "
+                     "values of its features."));
 }
 
 TEST(AnyFeature, AsksForTheHostIdentifierInTheWidthOfTheController) {

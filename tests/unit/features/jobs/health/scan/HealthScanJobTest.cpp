@@ -43,7 +43,7 @@ const std::string SMART = property("Available Spare", "100 %") + property("Perce
                           property("Media and Data Integrity Errors", "0");
 const std::string HEALTHY = property("Device Status", "Healthy") + SMART;
 
-/// The answer: the outcome stands behind the trees on the wire as a property stands before objects.
+/// The answer: on the wire the outcome precedes the trees, as a property precedes objects.
 std::string answer(unsigned code, const std::string& fields, const std::string& parts = "") {
     return "0/0\n<Object category=\"Output\">" + property("HealthScanStatusCode", std::to_string(code)) +
            "\n<Object key=\"S1\" name=\"Health Scan\">" + fields + parts + "\n</Object>\n</Object>";
