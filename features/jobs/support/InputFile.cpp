@@ -1,9 +1,14 @@
 #include "features/jobs/support/InputFile.h"
 
-#include <filesystem>
+#include <fcntl.h>
+#include <sys/stat.h>
+
+#include <cerrno>
 #include <system_error>
+#include <utility>
 
 #include "features/jobs/support/StatusDetails.h"
+#include "ostrel/core/FileDescriptor.h"
 #include "ostrel/core/ScopeTrace.h"
 
 namespace features::jobs {
@@ -16,21 +21,40 @@ Status unreadable(const std::string& path, const std::string& reason, Status (*k
     return withDetails(kind(), "'" + path + "': " + reason + ".");
 }
 
+Status unreadable(const std::string& path, int error) {
+    return unreadable(path, std::generic_category().message(error));
+}
+
+Status checkType(const std::string& path, const struct stat& file) {
+    if (S_ISREG(file.st_mode)) return Status();
+    return unreadable(path, S_ISLNK(file.st_mode) ? "a symbolic link" : "not a regular file");
+}
+
+Status openRegular(const std::string& path, SymbolicLink link, FileDescriptor& file, struct stat& info) {
+    OSTREL_TRACE();
+    const bool isFollowed = link == SymbolicLink::FOLLOW;
+    // Before it is opened: the opening of a device can do something.
+    if (::fstatat(AT_FDCWD, path.c_str(), &info, isFollowed ? 0 : AT_SYMLINK_NOFOLLOW) != 0)
+        return unreadable(path, errno);
+    const Status status = checkType(path, info);
+    if (!status.is(0, 0)) return status;
+    // O_NONBLOCK: should it have become a pipe since it was looked at, opening it must not wait.
+    constexpr int FLAGS = O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
+    file = FileDescriptor(::open(path.c_str(), FLAGS | (isFollowed ? 0 : O_NOFOLLOW)));
+    if (!file.isOpen() || ::fstat(file.get(), &info) != 0) return unreadable(path, errno);
+    return checkType(path, info);
+}
+
 }  // namespace
 
 Status readInputFile(const std::string& path, uint64_t mostBytes, std::string& bytes, SymbolicLink link,
                      Status (*tooLarge)()) {
     OSTREL_TRACE();
-    namespace fs = std::filesystem;
-    std::error_code error;
-    // Reading a device or a pipe might never end.
-    const fs::file_status type =
-        link == SymbolicLink::FOLLOW ? fs::status(path, error) : fs::symlink_status(path, error);
-    if (error) return unreadable(path, error.message());
-    if (!fs::is_regular_file(type))
-        return unreadable(path, fs::is_symlink(type) ? "a symbolic link" : "not a regular file");
-    const uint64_t size = fs::file_size(path, error);
-    if (error) return unreadable(path, error.message());
+    FileDescriptor file;
+    struct stat info = {};
+    Status status = openRegular(path, link, file, info);
+    if (!status.is(0, 0)) return status;
+    const auto size = static_cast<uint64_t>(info.st_size);
     if (size > mostBytes) {
         return unreadable(
             path,
@@ -38,8 +62,8 @@ Status readInputFile(const std::string& path, uint64_t mostBytes, std::string& b
             tooLarge);
     }
     std::string contents;
-    const Status status = readFile(path, link, contents);
-    if (!status.is(0, 0)) return unreadable(path, std::generic_category().message(static_cast<int>(status.getCode())));
+    status = readFile(file, path, contents);
+    if (!status.is(0, 0)) return unreadable(path, static_cast<int>(status.getCode()));
     bytes = std::move(contents);
     return Status();
 }
