@@ -1,7 +1,6 @@
 #include "features/jobs/drive/KnownLogPages.h"
 
 #include <algorithm>
-#include <filesystem>
 #include <mutex>
 #include <utility>
 #include <vector>
@@ -85,9 +84,8 @@ void KnownLogPages::add(const nvme::Drive& drive, uint8_t lid) const {
     std::string text;
     for (std::size_t i = lines.size() - std::min(lines.size(), MAX_LINES); i < lines.size(); ++i)
         text += lines[i] + "\n";
-    std::error_code error;
-    std::filesystem::create_directories(folder_, error);
-    if (!error) (void)writeFileAtomically(path_, text);  // what cannot be kept is named by the user again
+    // What cannot be kept is named by the user again.
+    if (makeStateFolder(folder_).is(0, 0)) (void)writeFileAtomically(path_, text);
 }
 
 }  // namespace features::jobs

@@ -1,11 +1,11 @@
 #include "features/jobs/health/EnduranceBaselines.h"
 
 #include <cerrno>
-#include <filesystem>
 #include <limits>
 #include <vector>
 
 #include "features/jobs/support/PercentEncoding.h"
+#include "features/jobs/support/StateFolder.h"
 #include "features/jobs/support/StatusDetails.h"
 #include "ostrel/core/File.h"
 #include "ostrel/core/ScopeTrace.h"
@@ -86,11 +86,10 @@ Status EnduranceBaselines::load(const std::string& serialNumber, std::optional<E
 Status EnduranceBaselines::save(const std::string& serialNumber, const EnduranceBaseline& baseline) const {
     OSTREL_TRACE();
     std::string path;
-    const Status status = pathOf(serialNumber, path);
+    Status status = pathOf(serialNumber, path);
     if (!status.is(0, 0)) return status;
-    std::error_code error;
-    std::filesystem::create_directories(folder_, error);
-    if (error) return withDetails(statuses::directoryCreationFailed(), folder_ + ": " + error.message());
+    status = makeStateFolder(folder_);
+    if (!status.is(0, 0)) return withDetails(statuses::directoryCreationFailed(), status.getMessage());
     const std::string text = TIME + std::to_string(baseline.timeSeconds) + "\n" + PERCENTAGE_USED +
                              std::to_string(baseline.percentageUsed) + "\n" + DATA_UNITS_WRITTEN +
                              baseline.dataUnitsWritten + "\n";

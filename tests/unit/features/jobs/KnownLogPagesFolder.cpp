@@ -11,7 +11,7 @@ namespace {
 class FolderOfEachTest : public testing::EmptyTestEventListener {
     void OnTestStart(const testing::TestInfo&) override {
         folder_ = std::make_unique<TemporaryFolder>();
-        features::jobs::KnownLogPages::useFolder(*folder_ / "");
+        features::jobs::KnownLogPages::useFolder(*folder_ / "state");
     }
     void OnTestEnd(const testing::TestInfo&) override { folder_.reset(); }
 

@@ -1,0 +1,32 @@
+#include "features/jobs/support/StateFolder.h"
+
+#include <sys/stat.h>
+
+#include <cerrno>
+#include <system_error>
+
+#include "ostrel/core/ScopeTrace.h"
+#include "ostrel/core/TrustedFile.h"
+
+namespace features::jobs {
+
+using namespace ostrel::core;
+
+Status makeStateFolder(const std::string& path) {
+    OSTREL_TRACE();
+    const size_t nameStart = path.rfind('/') + 1;
+    const std::string name = path.substr(nameStart);
+    TrustedFile above;
+    const Status status = above.openFolder(path.substr(0, nameStart));
+    if (!status.is(0, 0)) return status;
+    // No other user can exchange the new folder for a link: only this one, root and the tool's owner write above it.
+    int error = ::mkdirat(above.descriptor().get(), name.c_str(), S_IRWXU) == 0 ? 0 : errno;
+    if (error == 0 && ::fchmodat(above.descriptor().get(), name.c_str(), S_IRWXU, 0) != 0) error = errno;
+    if (error != 0 && error != EEXIST) {
+        return Status(CATEGORY_OS, static_cast<uint32_t>(error),
+                      "Unable to make " + path + ": " + std::generic_category().message(error));
+    }
+    return TrustedFile().openFolder(path);
+}
+
+}  // namespace features::jobs
