@@ -83,6 +83,7 @@ class InjectedFaults(VmTestCase):
         self.assertEqual(set(self.machine.nvme_commands()) - HARMLESS, set(), f"{serial}: {command}")
 
     def check_all(self, serial):
+        """A test of its own for each drive, with its own machine: both in one would need most of the time limit."""
         node = self.node[serial]
         for words in COMMANDS:
             with self.subTest(words):
@@ -90,9 +91,13 @@ class InjectedFaults(VmTestCase):
         with self.subTest("by the path of the namespace"):
             self.check(serial, COMMANDS[0], node)
 
+
+class Mounted(InjectedFaults):
     def test_open_no_way_to_a_mounted_namespace(self):
         self.check_all("MOUNTED")
 
+
+class Held(InjectedFaults):
     def test_open_no_way_to_a_namespace_that_a_device_holds(self):
         self.check_all("HELD")
 
