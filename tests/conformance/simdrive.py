@@ -33,7 +33,7 @@ class SimdriveTestCase(unittest.TestCase):
 
     def names(self):
         """What is in the folder of drives, besides its lock."""
-        return sorted({path.name for path in self.drives.iterdir()} - {".lock"})
+        return sorted({path.name for path in self.drives.iterdir()} - {".nimbrel-simdrive.lock"})
 
     def description(self, name="a"):
         return self.drives / name / "description.ini"
@@ -328,9 +328,10 @@ class Removing(SimdriveTestCase):
         for name in ("..", "a/b", "", "/"):
             self.check("remove", name, status=1, stderr=f'"{name}" is not a valid name of a simulated drive.')
         self.assertEqual(sorted(str(path.relative_to(self.world.opt)) for path in self.world.opt.rglob("*")),
-                         ["SimulatedDrives", "SimulatedDrives/.lock", "SimulatedDrives/file", "SimulatedDrives/folder",
-                          "SimulatedDrives/folder/state", "SimulatedDrives/link", "SimulatedDrives/linked",
-                          "SimulatedDrives/linked/description.ini", "outside", "outside/description.ini"])
+                         ["SimulatedDrives", "SimulatedDrives/.nimbrel-simdrive.lock", "SimulatedDrives/file",
+                          "SimulatedDrives/folder", "SimulatedDrives/folder/state", "SimulatedDrives/link",
+                          "SimulatedDrives/linked", "SimulatedDrives/linked/description.ini", "outside",
+                          "outside/description.ini"])
 
     def test_refuses_a_folder_with_other_files(self):
         self.make()
@@ -440,6 +441,7 @@ class Folders(SimdriveTestCase):
         other = self.world.cwd / "other"
         other.mkdir()
         (other / "letter").touch()
+        (other / ".lock").touch()  # many programs have one
         (self.world.cwd / "link").symlink_to(other)
         (self.world.cwd / "file").touch()
         before = other.stat().st_mode
@@ -453,7 +455,8 @@ class Folders(SimdriveTestCase):
                     place = f"{self.world.cwd}/{message}"
                     self.check(*arguments, "--folder", folder, status=1,
                                stderr=place if folder == "other" else f"System error. {place}")
-        self.assertEqual((before, [path.name for path in other.iterdir()]), (other.stat().st_mode, ["letter"]))
+        self.assertEqual((before, sorted(path.name for path in other.iterdir())),
+                         (other.stat().st_mode, [".lock", "letter"]))
 
     def test_that_are_missing_are_made_for_drives_alone(self):
         for arguments in (["list"], ["remove", "a"], ["fault", "a"], ["snapshot", "a"], ["reset", "a"], ["serve", "a"]):

@@ -12,8 +12,8 @@ namespace features::simulator {
 
 /// Where the simulated drives of a machine are: a folder for each.
 inline constexpr const char* SIMULATED_DRIVES = "/opt/velko/nimbrel/SimulatedDrives";
-/// The lock file beside the drives.
-inline constexpr const char* STORE_LOCK = ".lock";
+/// The lock file beside the drives. Its name shows that the folder is one of simulated drives.
+inline constexpr const char* STORE_LOCK = ".nimbrel-simdrive.lock";
 
 /// The simulated drives of a machine. Their folder is its owner's alone, as is that of each drive.
 ///

@@ -398,7 +398,7 @@ TEST_F(FolderOfASimulatedDrive, SaysThatTheFolderOfADriveCannotBeMade) {
 }
 
 TEST_F(FolderOfASimulatedDrive, StoreIsNotTakenWithoutItsLock) {
-    ASSERT_EQ(::mkdir((folder / "drives/.lock").c_str(), 0700), 0);
+    ASSERT_EQ(::mkdir((folder / "drives/.nimbrel-simdrive.lock").c_str(), 0700), 0);
     ostrel::core::FileDescriptor lock;
     const Status status = DriveStore(folder / "drives").lock(lock);
     EXPECT_TRUE(status.is(1, EISDIR)) << status.getMessage();
@@ -421,10 +421,10 @@ TEST_F(FolderOfASimulatedDrive, StoreIsRidOfWhatKilledProcessesLeft) {
     std::vector<std::string> left;
     for (const auto& entry : fs::directory_iterator(drives)) left.push_back(entry.path().filename());
     std::sort(left.begin(), left.end());
-    EXPECT_EQ(left, (std::vector<std::string>{".lock", ".mine", "making-1", "one"}));
+    EXPECT_EQ(left, (std::vector<std::string>{".mine", ".nimbrel-simdrive.lock", "making-1", "one"}));
     EXPECT_EQ(readWholeFile(folder / "elsewhere/file"), "kept");
     // Another process that makes a drive now is not disturbed: it has the lock.
-    const ostrel::core::FileDescriptor other(::open((drives / ".lock").c_str(), O_RDWR));
+    const ostrel::core::FileDescriptor other(::open((drives / ".nimbrel-simdrive.lock").c_str(), O_RDWR));
     EXPECT_EQ(::flock(other.get(), LOCK_EX | LOCK_NB), -1);
     EXPECT_EQ(errno, EWOULDBLOCK);
 }
