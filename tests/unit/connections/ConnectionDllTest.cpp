@@ -7,6 +7,7 @@
 #include "ostrel/connections/linux/connection_dll_linux/Connection_DLL_Linux.h"
 #include "ostrel/core/Status.h"
 #include "tests/support/LogCapture.h"
+#include "tests/support/StatusText.h"
 #include "tests/support/TemporaryFolder.h"
 #include "tests/support/VirtualSlots.h"
 
@@ -16,10 +17,6 @@ using ostrel::core::Status;
 namespace {
 
 const std::string LIBRARY = NIMBREL_RECORDING_LIBRARY;
-
-std::string describe(const Status& status) {
-    return std::to_string(status.getCategory()) + "/" + std::to_string(status.getCode()) + " " + status.getMessage();
-}
 
 bool isMapped(const std::string& library) {
     void* const handle = dlopen(library.c_str(), RTLD_LAZY | RTLD_NOLOAD);
@@ -49,10 +46,10 @@ private:
 TEST_F(ConnectionDll, OpensAndCloses) {
     Connection connection(LIBRARY);
     EXPECT_FALSE(connection.isOpen());
-    EXPECT_EQ(describe(connection.open(nullptr)), "0/0 Completed successfully.");
+    EXPECT_EQ(statusText(connection.open(nullptr)), "0/0 Completed successfully.");
     EXPECT_TRUE(connection.isOpen());
     EXPECT_TRUE(isMapped(LIBRARY));
-    EXPECT_EQ(describe(connection.close()), "0/0 Completed successfully.");
+    EXPECT_EQ(statusText(connection.close()), "0/0 Completed successfully.");
     EXPECT_FALSE(connection.isOpen());
     EXPECT_FALSE(isMapped(LIBRARY));
     EXPECT_EQ(logged(),
@@ -66,7 +63,7 @@ TEST_F(ConnectionDll, OpensAndCloses) {
 TEST_F(ConnectionDll, OpensTwiceWithoutASecondDlopen) {
     Connection connection(LIBRARY);
     ASSERT_TRUE(connection.open(nullptr).is(0, 0));
-    EXPECT_EQ(describe(connection.open(nullptr)), "0/0 Completed successfully.");
+    EXPECT_EQ(statusText(connection.open(nullptr)), "0/0 Completed successfully.");
     EXPECT_EQ(logged(), "[debug] Opened connection to " + LIBRARY +
                             "\n"
                             "[debug] Connection already opened for " +
@@ -77,7 +74,7 @@ TEST_F(ConnectionDll, OpensTwiceWithoutASecondDlopen) {
 
 TEST_F(ConnectionDll, ClosesAClosedConnection) {
     Connection connection(LIBRARY);
-    EXPECT_EQ(describe(connection.close()), "0/0 Completed successfully.");
+    EXPECT_EQ(statusText(connection.close()), "0/0 Completed successfully.");
     EXPECT_EQ(logged(), "");
 }
 
@@ -85,7 +82,7 @@ TEST_F(ConnectionDll, RefusesWhatDoesNotLoad) {
     TemporaryFolder folder;
     const std::string path = folder / "absent.so";
     Connection connection(path);
-    EXPECT_EQ(describe(connection.open(nullptr)), "1/0 System error.");
+    EXPECT_EQ(statusText(connection.open(nullptr)), "1/0 System error.");
     EXPECT_FALSE(connection.isOpen());
     EXPECT_EQ(logged(), "[error] Unable to load " + path + ". System error: " + path +
                             ": cannot open shared object file: No such file or directory\n"
@@ -98,7 +95,7 @@ TEST_F(ConnectionDll, RefusesAFileThatIsNoLibrary) {
     writeWholeFile(path, "no library");
     errno = EBADF;  // of something else, and not to be reported
     Connection connection(path);
-    EXPECT_EQ(describe(connection.open(nullptr)), "1/0 System error.");
+    EXPECT_EQ(statusText(connection.open(nullptr)), "1/0 System error.");
     EXPECT_EQ(connection.getLoadError(), path + ": file too short");
     EXPECT_EQ(logged(), "[error] Unable to load " + path + ". System error: " + path + ": file too short\n");
     std::filesystem::copy_file(LIBRARY, path, std::filesystem::copy_options::overwrite_existing);
@@ -110,9 +107,9 @@ TEST_F(ConnectionDll, LoadsFunctions) {
     Connection connection(LIBRARY);
     ASSERT_TRUE(connection.open(nullptr).is(0, 0));
     void* address = nullptr;
-    EXPECT_EQ(describe(connection.loadFunction("Unload", address)), "0/0 Completed successfully.");
+    EXPECT_EQ(statusText(connection.loadFunction("Unload", address)), "0/0 Completed successfully.");
     EXPECT_NE(address, nullptr);
-    EXPECT_EQ(describe(connection.loadFunction("Absent", address)), "0/28 Failed to load function from the dll.");
+    EXPECT_EQ(statusText(connection.loadFunction("Absent", address)), "0/28 Failed to load function from the dll.");
     EXPECT_EQ(address, nullptr);
     EXPECT_EQ(logged(), "[debug] Opened connection to " + LIBRARY +
                             "\n"
@@ -123,7 +120,7 @@ TEST_F(ConnectionDll, LoadsFunctions) {
 TEST_F(ConnectionDll, LoadsNoFunctionOfTheProgramWhileClosed) {
     Connection connection(LIBRARY);
     void* address = nullptr;
-    EXPECT_EQ(describe(connection.loadFunction("malloc", address)), "0/28 Failed to load function from the dll.");
+    EXPECT_EQ(statusText(connection.loadFunction("malloc", address)), "0/28 Failed to load function from the dll.");
     EXPECT_EQ(address, nullptr);
     EXPECT_EQ(logged(), "[error] Failed to load malloc. OS error: \n");
 }
@@ -202,7 +199,7 @@ TEST(ConnectionSlots, AreInTheOrderThatTheFeatureLibraryKnows) {
 }
 
 TEST_F(ConnectionDll, HasNoPartitions) {
-    EXPECT_EQ(describe(Connection(LIBRARY).getPartitionStatus()), "0/3 Device has no partitions.");
+    EXPECT_EQ(statusText(Connection(LIBRARY).getPartitionStatus()), "0/3 Device has no partitions.");
 }
 
 namespace {

@@ -34,15 +34,15 @@ TEST(CommandPath, TimeoutIsKeptInNanoseconds) {
 
 TEST(CommandPath, ClosesItsConnectionIfThereIsOne) {
     EchoPath path("A");
-    EXPECT_EQ(textOf(path.closeConnection()), "0/53 There was no connection to close.");
-    EXPECT_EQ(textOf(path.reset()), "0/53 There was no connection to close.");
+    EXPECT_EQ(statusText(path.closeConnection()), "0/53 There was no connection to close.");
+    EXPECT_EQ(statusText(path.reset()), "0/53 There was no connection to close.");
 
     const auto notes = std::make_shared<NotingConnection::Notes>();
     const auto connection = std::make_shared<NotingConnection>("driver", notes);
     connection->closeStatus = Status(1, 9, "System error.");
     path.setConnection(connection);
-    EXPECT_EQ(textOf(path.closeConnection()), "1/9 System error.");
-    EXPECT_EQ(textOf(path.reset()), "1/9 System error.");
+    EXPECT_EQ(statusText(path.closeConnection()), "1/9 System error.");
+    EXPECT_EQ(statusText(path.reset()), "1/9 System error.");
     EXPECT_EQ(*notes, (NotingConnection::Notes{"close driver", "close driver"}));
 }
 
@@ -55,7 +55,7 @@ public:
 
 TEST(CommandPath, ResetGoesThroughTheOverriddenClose) {
     OwnClose path("A");
-    EXPECT_EQ(textOf(path.reset()), "10/1 own");
+    EXPECT_EQ(statusText(path.reset()), "10/1 own");
 }
 
 TEST(CommandPath, CloneSharesTheConnectionAndHasNoEngine) {

@@ -14,6 +14,7 @@
 #include "ostrel/core/Device.h"
 #include "ostrel/core/ProtocolResult.h"
 #include "ostrel/core/xml/XmlObject.h"
+#include "tests/support/StatusText.h"
 
 /// The parts that others supply to the device layer, as tests need them.
 
@@ -21,10 +22,6 @@ inline std::unique_ptr<ostrel::core::xml::XmlObject> xmlNamed(const std::string&
     auto object = std::make_unique<ostrel::core::xml::XmlObject>();
     object->attributes["name"] = name;
     return object;
-}
-
-inline std::string textOf(const ostrel::core::Status& status) {
-    return std::to_string(status.getCategory()) + "/" + std::to_string(status.getCode()) + " " + status.getMessage();
 }
 
 class PlainCommand : public ostrel::core::Command {

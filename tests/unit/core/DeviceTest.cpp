@@ -44,7 +44,7 @@ TEST(Device, SendsACommandOnThePathOfItsSet) {
     CommandResult result;
     device.sendCommand(PlainCommand("Block", "Read"), result, Payload("data", 4));
     EXPECT_EQ(result.command->getName(), "Read");
-    EXPECT_EQ(textOf(result.status), "10/1 echo") << "the path was given the one attribute of the device";
+    EXPECT_EQ(statusText(result.status), "10/1 echo") << "the path was given the one attribute of the device";
     EXPECT_EQ(textOfPayload(result.outputPayload), "data");
     EXPECT_EQ(textOfPayload(result.inputPayload), "Read");
     ASSERT_NE(result.commandPath, nullptr);
@@ -74,7 +74,7 @@ TEST(Device, CommandWithoutDataGoesThroughTheOverriddenForm) {
     ForwardingDevice device;
     CommandResult result;
     static_cast<Device&>(device).sendCommand(PlainCommand("NVMe", "Identify"), result);
-    EXPECT_EQ(textOf(result.status), "10/0 own");
+    EXPECT_EQ(statusText(result.status), "10/0 own");
 }
 
 TEST(Device, CommandOfAnUnknownSetIsRefusedAndRecorded) {
@@ -84,7 +84,7 @@ TEST(Device, CommandOfAnUnknownSetIsRefusedAndRecorded) {
         CommandResult result;
         device.sendCommand(PlainCommand("NVMe", "Before"), result, Payload());
         device.sendCommand(PlainCommand(set, "Refused"), result, Payload("data", 4));
-        EXPECT_EQ(textOf(result.status), "0/35 Device does not support this command set.") << set;
+        EXPECT_EQ(statusText(result.status), "0/35 Device does not support this command set.") << set;
         EXPECT_EQ(result.command->getName(), "Refused");
         EXPECT_EQ(textOfPayload(result.outputPayload), "data");
         EXPECT_EQ(result.inputPayload.getSize(), 0u) << "nothing is left of the result before";
@@ -176,9 +176,9 @@ const std::string HAS_NONE = "0/3 Device has no partitions.";
 
 TEST(Device, PartitionStatusComesFromItsOwnListFirst) {
     Device device;
-    EXPECT_EQ(textOf(device.getPartitionStatus()), HAS_NONE);
+    EXPECT_EQ(statusText(device.getPartitionStatus()), HAS_NONE);
     device.getPartitions().emplace_back();
-    EXPECT_EQ(textOf(device.getPartitionStatus()), HAS_PARTITIONS);
+    EXPECT_EQ(statusText(device.getPartitionStatus()), HAS_PARTITIONS);
 }
 
 TEST(Device, PartitionStatusAsksTheConnectionsOfThePathsInTheirOrder) {
@@ -195,12 +195,12 @@ TEST(Device, PartitionStatusAsksTheConnectionsOfThePathsInTheirOrder) {
     addPath("C", Status(0, 2, "of C"));
     addPath("A", Status(0, 9, "unable to report"));
     addPath("B", Status(0, 2, "of B"));
-    EXPECT_EQ(textOf(device.getPartitionStatus()), "0/2 of B");
+    EXPECT_EQ(statusText(device.getPartitionStatus()), "0/2 of B");
     EXPECT_EQ(*notes, (Notes{"partitions A", "partitions B"})) << "and not C any more";
 
     device.getCommandPaths().erase("B");
     device.getCommandPaths().erase("C");
-    EXPECT_EQ(textOf(device.getPartitionStatus()), HAS_NONE) << "no other answer counts";
+    EXPECT_EQ(statusText(device.getPartitionStatus()), HAS_NONE) << "no other answer counts";
 }
 
 std::shared_ptr<NotingConnection> connectionNamed(const std::string& name, const std::shared_ptr<Notes>& notes) {
@@ -234,14 +234,14 @@ TEST(Device, InitializeReportsTheFirstFailureAndGoesOn) {
     second->openStatus = Status(1, 2, "second");
     device.getOwnConnections() = {first};
     device.getConnections() = {second, connectionNamed("3", notes)};
-    EXPECT_EQ(textOf(device.initialize()), "1/13 first");
+    EXPECT_EQ(statusText(device.initialize()), "1/13 first");
     EXPECT_EQ(*notes, (Notes{"open 1", "open 2", "open 3"}));
     EXPECT_TRUE(device.hasAttribute("DeviceStatus"));
 
     Device parent;
     parent.getChildDevices() = {std::make_shared<Device>(device)};
     parent.getOwnConnections() = {second};
-    EXPECT_EQ(textOf(parent.initialize()), "1/13 first") << "the child's comes first";
+    EXPECT_EQ(statusText(parent.initialize()), "1/13 first") << "the child's comes first";
 }
 
 TEST(Device, InitializeReportsTheErrorOrThatAllIsWell) {

@@ -7,16 +7,13 @@
 #include <filesystem>
 
 #include "ostrel/core/TrustedFile.h"
+#include "tests/support/StatusText.h"
 #include "tests/support/TemporaryFolder.h"
 
 namespace ostrel::core {
 namespace {
 
 constexpr uid_t UNMAPPED = 4000000;  // of no file in these tests
-
-std::string text(const Status& status) {
-    return std::to_string(status.getCategory()) + "/" + std::to_string(status.getCode()) + " " + status.getMessage();
-}
 
 const std::string SUCCESS = "0/0 Completed successfully.";
 
@@ -31,7 +28,7 @@ protected:
     }
 
     std::string open(const std::string& path, SymbolicLink link = SymbolicLink::FOLLOW) {
-        const std::string result = text(file_.open(path, link));
+        const std::string result = statusText(file_.open(path, link));
         refused_ = file_.refused();
         return result;
     }
@@ -49,7 +46,7 @@ TEST_F(TrustedFileTest, OpensAFileOfTheUserInAStickyFolder) {
     EXPECT_EQ(open(path_), SUCCESS);
     EXPECT_EQ(file_.realPath(), path_);
     std::string contents;
-    EXPECT_EQ(text(readFile(file_.descriptor(), path_, contents)), SUCCESS);
+    EXPECT_EQ(statusText(readFile(file_.descriptor(), path_, contents)), SUCCESS);
     EXPECT_EQ(contents, "contents");
 }
 
@@ -131,24 +128,24 @@ TEST_F(TrustedFileTest, OpensRegularFilesOnly) {
     EXPECT_EQ(open("/dev/null"), "1/22 '/dev/null' is not a regular file");
     EXPECT_EQ(open(inner), "1/22 '" + inner + "' is not a regular file");
     for (const char* name : {"", "/", "/.", "/.."})
-        EXPECT_EQ(text(file_.open(inner + "/" + name, SymbolicLink::REFUSE)).substr(0, 5), "1/21 ") << name;
+        EXPECT_EQ(statusText(file_.open(inner + "/" + name, SymbolicLink::REFUSE)).substr(0, 5), "1/21 ") << name;
     EXPECT_EQ(open(""), "1/2 Unable to open : No such file or directory");
     EXPECT_EQ(open(path_ + "/below"), "1/20 Unable to open " + path_ + "/below: Not a directory");
 }
 
 TEST_F(TrustedFileTest, OpensAFolderThatNoOtherUserMayWrite) {
     const std::string inner = std::filesystem::path(path_).parent_path();
-    EXPECT_EQ(text(file_.openFolder(inner + "/")), SUCCESS);
+    EXPECT_EQ(statusText(file_.openFolder(inner + "/")), SUCCESS);
     EXPECT_EQ(file_.realPath(), inner);
-    EXPECT_EQ(text(file_.openFolder("/")), SUCCESS);
-    EXPECT_EQ(text(file_.openFolder(path_)), "1/20 Unable to open " + path_ + ": Not a directory");
-    EXPECT_EQ(text(file_.openFolder(inner + "/none")),
+    EXPECT_EQ(statusText(file_.openFolder("/")), SUCCESS);
+    EXPECT_EQ(statusText(file_.openFolder(path_)), "1/20 Unable to open " + path_ + ": Not a directory");
+    EXPECT_EQ(statusText(file_.openFolder(inner + "/none")),
               "1/2 Unable to open " + inner + "/none: No such file or directory");
     ASSERT_EQ(chmod(inner.c_str(), 01777), 0);
-    EXPECT_EQ(text(file_.openFolder(inner)), mode(inner, "1777")) << "others may put files into it";
+    EXPECT_EQ(statusText(file_.openFolder(inner)), mode(inner, "1777")) << "others may put files into it";
     EXPECT_TRUE(file_.refused());
     ASSERT_EQ(chmod(inner.c_str(), 0700), 0);
-    EXPECT_EQ(text(file_.openFolder(inner)), SUCCESS);
+    EXPECT_EQ(statusText(file_.openFolder(inner)), SUCCESS);
     EXPECT_FALSE(file_.refused());
 }
 
@@ -161,7 +158,7 @@ TEST_F(TrustedFileTest, LeavesNoDescriptorOpenAndNoTrace) {
     const size_t before = descriptors();
     {
         TrustedFile file;
-        EXPECT_EQ(text(file.open(path_, SymbolicLink::FOLLOW)), SUCCESS);
+        EXPECT_EQ(statusText(file.open(path_, SymbolicLink::FOLLOW)), SUCCESS);
         EXPECT_EQ(descriptors(), before + 1);
         EXPECT_EQ(fcntl(file.descriptor().get(), F_GETFD) & FD_CLOEXEC, FD_CLOEXEC);
     }

@@ -13,6 +13,7 @@
 #include "ostrel/interfaces/ostreli/interface/Job.h"
 #include "tests/support/FieldOrder.h"
 #include "tests/support/LogCapture.h"
+#include "tests/support/StatusText.h"
 #include "tests/support/VirtualSlots.h"
 
 DESCRIBE_FIELDS(
@@ -70,10 +71,6 @@ public:
     std::unique_ptr<Job> clone() const override { return std::make_unique<PlainJob>(); }
 };
 
-std::string textOf(const Status& status) {
-    return std::to_string(status.getCategory()) + "/" + std::to_string(status.getCode()) + " " + status.getMessage();
-}
-
 const std::string SUCCESS = "0/0 Completed successfully.";
 
 std::unique_ptr<XmlObject> request(const std::string& type, const std::string& name = "Trim") {
@@ -92,7 +89,7 @@ TEST(Job, BeginsCreatedSuccessfulAndUntimed) {
     const NotingJob job;
     EXPECT_EQ(job.getName(), "Trim");
     EXPECT_EQ(job.getState(), 2u);
-    EXPECT_EQ(textOf(job.getStatus()), SUCCESS);
+    EXPECT_EQ(statusText(job.getStatus()), SUCCESS);
     EXPECT_TRUE(job.getStartTime().is_not_a_date_time());
     EXPECT_TRUE(job.getEndTime().is_not_a_date_time());
     EXPECT_EQ(job.getProgress(), 0);
@@ -104,9 +101,9 @@ TEST(Job, BeginsCreatedSuccessfulAndUntimed) {
 TEST(Job, WithoutInputFailsButKeepsTimesAndState) {
     NotingJob job;
     const auto before = boost::posix_time::microsec_clock::universal_time();
-    EXPECT_EQ(textOf(job.run(std::make_shared<XmlObject>())), "11/2 No input XML");
+    EXPECT_EQ(statusText(job.run(std::make_shared<XmlObject>())), "11/2 No input XML");
     const auto after = boost::posix_time::microsec_clock::universal_time();
-    EXPECT_EQ(textOf(job.getStatus()), "11/2 No input XML");
+    EXPECT_EQ(statusText(job.getStatus()), "11/2 No input XML");
     EXPECT_EQ(job.getState(), 7u);
     EXPECT_LE(before, job.getStartTime());
     EXPECT_LE(job.getStartTime(), job.getEndTime());
@@ -140,8 +137,8 @@ TEST(Job, RunsWhatTheTypeAsksFor) {
         NotingJob job;
         job.setInput(*request(c.type, c.name));
         job.writesOutput = c.writesOutput;
-        EXPECT_EQ(textOf(job.run(std::make_shared<XmlObject>())), c.status) << c.why;
-        EXPECT_EQ(textOf(job.getStatus()), c.status) << c.why;
+        EXPECT_EQ(statusText(job.run(std::make_shared<XmlObject>())), c.status) << c.why;
+        EXPECT_EQ(statusText(job.getStatus()), c.status) << c.why;
         EXPECT_EQ(job.calls, *c.call == 0 ? std::vector<std::string>() : std::vector<std::string>{c.call}) << c.why;
         EXPECT_EQ(job.stateSeen, *c.call == 0 ? 0u : 4u) << "running while it runs";
         EXPECT_EQ(job.getState(), 7u);
@@ -153,13 +150,13 @@ TEST(Job, OutputThatOnlyHasAnAttributeCountsAsOutput) {
     job.setInput(*request("Method"));
     const auto output = std::make_shared<XmlObject>();
     output->attributes["name"] = "Trim";
-    EXPECT_EQ(textOf(job.run(output)), SUCCESS);
+    EXPECT_EQ(statusText(job.run(output)), SUCCESS);
 }
 
 TEST(Job, MethodWithoutAnOutputTreeKeepsItsStatus) {
     NotingJob job;
     job.setInput(*request("Method"));
-    EXPECT_EQ(textOf(job.run(nullptr)), "10/77 as set");
+    EXPECT_EQ(statusText(job.run(nullptr)), "10/77 as set");
 }
 
 std::unique_ptr<XmlObject> setRequest(const std::vector<Attribute>& properties) {
@@ -172,16 +169,16 @@ TEST(Job, SetPropertyNeedsExactlyOneDevice) {
     NotingJob job;
     job.setInput(*setRequest({}));
     job.setDevices(devices(2));
-    EXPECT_EQ(textOf(job.run(nullptr)), "10/6 Multiple devices selected.") << "before any property is looked at";
+    EXPECT_EQ(statusText(job.run(nullptr)), "10/6 Multiple devices selected.") << "before any property is looked at";
     job.setDevices(devices(1));
-    EXPECT_EQ(textOf(job.run(nullptr)), "10/38 No properties specified for this feature.");
+    EXPECT_EQ(statusText(job.run(nullptr)), "10/38 No properties specified for this feature.");
 }
 
 TEST(Job, SetPropertyHandsTheOnePropertyOn) {
     NotingJob job;
     job.setInput(*setRequest({Attribute("Width", "Width", "uint8", static_cast<uint8_t>(5))}));
     job.setDevices(devices(1));
-    EXPECT_EQ(textOf(job.run(nullptr)), "10/77 as set");
+    EXPECT_EQ(statusText(job.run(nullptr)), "10/77 as set");
     EXPECT_EQ(job.calls, std::vector<std::string>{"setProperty Width=5"});
 }
 
@@ -216,7 +213,7 @@ TEST(Job, ReadsOfASetRequestExactlyOnePropertyWithAValue) {
         job.setInput(*setRequest(c.properties));
         AttributeList requested = {{"Old", Attribute("Old", "", "string")}};
         const LogCapture log(core::LOGSEVERITY_INFO);
-        EXPECT_EQ(textOf(job.readRequested(requested)), c.status) << c.why;
+        EXPECT_EQ(statusText(job.readRequested(requested)), c.status) << c.why;
         EXPECT_EQ(log.list(), c.log) << c.why;
         EXPECT_EQ(requested.size(), c.kept) << c.why << ": the list is replaced, also when it is refused";
         EXPECT_EQ(requested.count("Old"), 0u) << c.why;
@@ -226,7 +223,7 @@ TEST(Job, ReadsOfASetRequestExactlyOnePropertyWithAValue) {
 TEST(Job, ReadsNoPropertyWithoutAnInput) {
     NotingJob job;
     AttributeList requested;
-    EXPECT_EQ(textOf(job.readRequested(requested)), "10/38 No properties specified for this feature.");
+    EXPECT_EQ(statusText(job.readRequested(requested)), "10/38 No properties specified for this feature.");
 }
 
 TEST(Job, LogsTypeAndNameOfARequest) {
@@ -246,9 +243,9 @@ TEST(Job, LogsTypeAndNameOfARequest) {
 TEST(Job, BaseSupportsNothingAndIsAlwaysReady) {
     PlainJob job;
     const std::string notSupported = "10/34 Feature is not supported.";
-    EXPECT_EQ(textOf(job.runMethod(nullptr)), notSupported);
-    EXPECT_EQ(textOf(job.getProperties(nullptr)), notSupported);
-    EXPECT_EQ(textOf(job.setProperty({})), notSupported);
+    EXPECT_EQ(statusText(job.runMethod(nullptr)), notSupported);
+    EXPECT_EQ(statusText(job.getProperties(nullptr)), notSupported);
+    EXPECT_EQ(statusText(job.setProperty({})), notSupported);
     EXPECT_TRUE(job.isReady());
 }
 
@@ -268,7 +265,7 @@ TEST(Job, CopyTakesStatusInputAndDevices) {
     job.setDevices(devices(3));
     Job::setStatus(&job, Status(10, 5, "x"));
     const auto copy = job.clone();
-    EXPECT_EQ(textOf(copy->getStatus()), "10/5 x");
+    EXPECT_EQ(statusText(copy->getStatus()), "10/5 x");
     ASSERT_NE(copy->getInput(), nullptr);
     EXPECT_NE(copy->getInput(), job.getInput());
     EXPECT_EQ(copy->getInput()->toXmlString(), job.getInput()->toXmlString());
@@ -330,7 +327,7 @@ TEST(Job, CanBeWatchedFromAnotherThreadWhileItRuns) {
     std::thread watcher([&] {
         do {  // at least once, also where this thread starts late
             job.cancel();
-            const std::string status = textOf(job.getStatus());
+            const std::string status = statusText(job.getStatus());
             EXPECT_TRUE(status == SUCCESS || status == "10/77 as set") << status;
             EXPECT_LE(job.getProgress(), 100);
             EXPECT_LE(job.getState(), 7u);

@@ -4,6 +4,7 @@
 
 #include "features/nvme/Drive.h"
 #include "ostrel/core/StatusCatalogue.h"
+#include "tests/support/StatusText.h"
 #include "tests/support/fakedrive/FakeDrive.h"
 
 namespace features::nvme {
@@ -16,10 +17,6 @@ using ostrel::core::CATEGORY_OS;
 using ostrel::core::Payload;
 using ostrel::core::Status;
 namespace statuses = ostrel::core::statuses;
-
-std::string textOf(const Status& status) {
-    return std::to_string(status.getCategory()) + "/" + std::to_string(status.getCode()) + " " + status.getMessage();
-}
 
 constexpr const char* SUCCESS = "0/0 Completed successfully.";
 
@@ -75,7 +72,7 @@ TEST(Drive, SendsACommandWhole) {
     command.timeoutMs = 5000;
     const uint8_t bytes[] = {1, 2, 3, 4};
     Answer answer;
-    EXPECT_EQ(textOf(drive.send(command, answer, Payload(bytes, 4))), SUCCESS);
+    EXPECT_EQ(statusText(drive.send(command, answer, Payload(bytes, 4))), SUCCESS);
     EXPECT_EQ(answer.completion.dword0, 0xABCDU);
     EXPECT_EQ(answer.data.getSize(), 0U);
 }
@@ -86,7 +83,7 @@ TEST(Drive, ReportsARefusalWithAllThatIsKnownOfIt) {
     Drive drive(*fake.device());
     Answer answer;
     EXPECT_EQ(
-        textOf(drive.send(NvmeCommand(Queue::ADMIN, 0x80, "Format NVM"), answer)),
+        statusText(drive.send(NvmeCommand(Queue::ADMIN, 0x80, "Format NVM"), answer)),
         "0/25 Format NVM failed on drive S1 (/dev/nvme0): Invalid Format (status code type 0x1, status code 0x0A, "
         "opcode 0x80).");
     EXPECT_TRUE(answer.completion.is(1, 0x0A));
@@ -99,7 +96,7 @@ TEST(Drive, PassesATransportErrorOn) {
     fake.expect(fakedrive::identify(0x01).breaks(Status(CATEGORY_OS, ENODEV, "System error. It is gone.")));
     Drive drive(*fake.device());
     const uint8_t* data = nullptr;
-    EXPECT_EQ(textOf(drive.identifyController(data)), "1/19 System error. It is gone.");
+    EXPECT_EQ(statusText(drive.identifyController(data)), "1/19 System error. It is gone.");
     EXPECT_EQ(data, nullptr);
 }
 
@@ -108,7 +105,7 @@ TEST(Drive, RefusesLessDataThanItAskedFor) {
     fake.expect(fakedrive::identify(0x00, 1).answers(DriveBytes(4095)));
     Drive drive(*fake.device());
     Payload data;
-    EXPECT_EQ(textOf(drive.identify(0x00, 1, 0, data)),
+    EXPECT_EQ(statusText(drive.identify(0x00, 1, 0, data)),
               "10/33 Failed to retrieve data from drive S1 (/dev/nvme0): Identify returned less than was asked for.");
     EXPECT_EQ(data.getSize(), 0U);
 }
@@ -118,7 +115,7 @@ TEST(Drive, IdentifyHasItsFields) {
     fake.expect(Expected::admin(0x06).nsid(5).dword(10, 0x01020012).reads(4096).answers(counted(4096)));
     Drive drive(*fake.device());
     Payload data;
-    EXPECT_EQ(textOf(drive.identify(0x12, 5, 0x0102, data)), SUCCESS);
+    EXPECT_EQ(statusText(drive.identify(0x12, 5, 0x0102, data)), SUCCESS);
     EXPECT_TRUE(isCounted(data, 4096));
 }
 
@@ -127,17 +124,17 @@ TEST(Drive, IdentifyControllerIsAskedOnceUntilItIsForgotten) {
     fake.expect(Expected::admin(0x06).dword(10, 1).reads(4096).answers(fakedrive::identifyController()));
     Drive drive(*fake.device());
     const uint8_t* data = nullptr;
-    EXPECT_EQ(textOf(drive.identifyController(data)), SUCCESS);
+    EXPECT_EQ(statusText(drive.identifyController(data)), SUCCESS);
     ASSERT_NE(data, nullptr);
     EXPECT_EQ(data[4], 'S');
     const uint8_t* again = nullptr;
-    EXPECT_EQ(textOf(drive.identifyController(again)), SUCCESS);
+    EXPECT_EQ(statusText(drive.identifyController(again)), SUCCESS);
     EXPECT_EQ(again, data);
     fake.expectDone();
 
     drive.forgetIdentify();
     fake.expect(fakedrive::identify(0x01).answers(fakedrive::identifyController().byte(4, 'T')));
-    EXPECT_EQ(textOf(drive.identifyController(data)), SUCCESS);
+    EXPECT_EQ(statusText(drive.identifyController(data)), SUCCESS);
     EXPECT_EQ(data[4], 'T');
 }
 
@@ -148,7 +145,7 @@ TEST(Drive, ARefusedIdentifyControllerIsAskedAgain) {
     Drive drive(*fake.device());
     const uint8_t* data = nullptr;
     EXPECT_TRUE(drive.identifyController(data).is(0, 25));
-    EXPECT_EQ(textOf(drive.identifyController(data)), SUCCESS);
+    EXPECT_EQ(statusText(drive.identifyController(data)), SUCCESS);
 }
 
 constexpr struct {
@@ -185,12 +182,12 @@ TEST(Drive, TheListOfLogPagesIsAskedOnceUntilIdentifyIsForgotten) {
     bool hasList = false;
     bool isListed = false;
     for (const auto& c : CASES) {
-        EXPECT_EQ(textOf(drive.readListedLog(c.lid, hasList, isListed)), SUCCESS);
+        EXPECT_EQ(statusText(drive.readListedLog(c.lid, hasList, isListed)), SUCCESS);
         EXPECT_TRUE(hasList);
         EXPECT_EQ(isListed, c.isListed) << "log page " << static_cast<int>(c.lid) << ": bit 0 of its dword";
     }
     drive.forgetIdentify();
-    EXPECT_EQ(textOf(drive.readListedLog(0x02, hasList, isListed)), SUCCESS);
+    EXPECT_EQ(statusText(drive.readListedLog(0x02, hasList, isListed)), SUCCESS);
     EXPECT_FALSE(hasList || isListed) << "the controller does not offer log page 00h";
 }
 
@@ -202,7 +199,7 @@ TEST(Drive, AListOfLogPagesThatIsRefusedIsNoListAndNotAskedAgain) {
     for (int i = 0; i < 2; ++i) {
         const Payload none;
         const Payload* list = &none;
-        EXPECT_EQ(textOf(drive.supportedLogs(list)), SUCCESS);
+        EXPECT_EQ(statusText(drive.supportedLogs(list)), SUCCESS);
         EXPECT_EQ(list, nullptr);
     }
 }
@@ -214,7 +211,7 @@ TEST(Drive, AListOfLogPagesWhoseTransportFailsIsAnError) {
     Drive drive(*fake.device());
     bool hasList = true;
     bool isListed = true;
-    EXPECT_EQ(textOf(drive.readListedLog(0x02, hasList, isListed)), "1/19 gone");
+    EXPECT_EQ(statusText(drive.readListedLog(0x02, hasList, isListed)), "1/19 gone");
     EXPECT_FALSE(hasList || isListed);
 }
 
@@ -224,7 +221,7 @@ TEST(Drive, MdtsLimitsTransfers) {
         fake.expect(fakedrive::identify(0x01).answers(fakedrive::identifyController().byte(77, c.mdts)));
         Drive drive(*fake.device());
         uint32_t bytes = 0;
-        EXPECT_EQ(textOf(drive.maxTransferBytes(bytes)), SUCCESS);
+        EXPECT_EQ(statusText(drive.maxTransferBytes(bytes)), SUCCESS);
         EXPECT_EQ(bytes, c.bytes) << c.why;
     }
 }
@@ -236,7 +233,7 @@ TEST(Drive, AShortLogPageIsOneCommand) {
     LogPageRequest request;
     request.lid = 0x02;
     Payload data;
-    EXPECT_EQ(textOf(drive.readLogPage(request, 512, data)), SUCCESS);
+    EXPECT_EQ(statusText(drive.readLogPage(request, 512, data)), SUCCESS);
     EXPECT_TRUE(isCounted(data, 512));
 }
 
@@ -251,7 +248,7 @@ TEST(Drive, ALogPageHasEveryFieldOfTheRequest) {
     request.lsi = 0x0102;
     request.retainEvent = true;
     Payload data;
-    EXPECT_EQ(textOf(drive.readLogPage(request, 4, data)), SUCCESS);
+    EXPECT_EQ(statusText(drive.readLogPage(request, 4, data)), SUCCESS);
 }
 
 // 8 KiB at a time out of 20,484 bytes, from an offset above 4 GiB on.
@@ -287,7 +284,7 @@ TEST(Drive, ALongLogPageComesInPieces) {
     request.retainEvent = true;
     request.offset = 0x1FFFFF000;
     Payload data;
-    EXPECT_EQ(textOf(drive.readLogPage(request, 20484, data)), SUCCESS);
+    EXPECT_EQ(statusText(drive.readLogPage(request, 20484, data)), SUCCESS);
     EXPECT_TRUE(isCounted(data, 20484));
 }
 
@@ -304,7 +301,7 @@ TEST(Drive, TheNumberOfDwordsReachesIntoDword11) {
     LogPageRequest request;
     request.lid = 0x08;
     Payload data;
-    EXPECT_EQ(textOf(drive.readLogPage(request, 1024 * 1024, data)), SUCCESS);
+    EXPECT_EQ(statusText(drive.readLogPage(request, 1024 * 1024, data)), SUCCESS);
     EXPECT_TRUE(isCounted(data, 1024 * 1024));
 }
 
@@ -323,11 +320,11 @@ TEST(Drive, PiecesAreHalvedUntilTheSystemTakesThem) {
     LogPageRequest request;
     request.lid = 0x07;
     Payload data;
-    EXPECT_EQ(textOf(drive.readLogPage(request, 512 * 1024, data)), SUCCESS);
+    EXPECT_EQ(statusText(drive.readLogPage(request, 512 * 1024, data)), SUCCESS);
     EXPECT_TRUE(isCounted(data, 512 * 1024));
     fake.expectDone();
     uint32_t bytes = 0;
-    EXPECT_EQ(textOf(drive.maxTransferBytes(bytes)), SUCCESS);
+    EXPECT_EQ(statusText(drive.maxTransferBytes(bytes)), SUCCESS);
     EXPECT_EQ(bytes, 128U * 1024);
 }
 
@@ -341,7 +338,7 @@ TEST(Drive, HalvingEndsAtAPage) {
     LogPageRequest request;
     request.lid = 0x07;
     Payload data;
-    EXPECT_EQ(textOf(drive.readLogPage(request, 8192, data)), "0/75 Invalid transfer size specified.");
+    EXPECT_EQ(statusText(drive.readLogPage(request, 8192, data)), "0/75 Invalid transfer size specified.");
     EXPECT_EQ(data.getSize(), 0U);
 }
 
@@ -354,7 +351,7 @@ TEST(Drive, HalvedPiecesAreWholePages) {
         tried.push_back(most);
         return most > 4096 ? statuses::invalidTransferSize() : Status();
     });
-    EXPECT_EQ(textOf(status), SUCCESS);
+    EXPECT_EQ(statusText(status), SUCCESS);
     EXPECT_EQ(tried, (std::vector<uint32_t>{20480, 8192, 4096}));
     EXPECT_EQ(piece, 4096U);
 }
@@ -369,7 +366,7 @@ TEST(Drive, APieceThatFailsEndsTheLog) {
     request.lid = 0x07;
     Payload data;
     EXPECT_EQ(
-        textOf(drive.readLogPage(request, 24576, data)),
+        statusText(drive.readLogPage(request, 24576, data)),
         "0/25 Get Log Page failed on drive S1 (/dev/nvme0): Data Transfer Error (status code type 0x0, status code "
         "0x04, opcode 0x02).");
     EXPECT_EQ(data.getSize(), 0U);
@@ -388,16 +385,16 @@ TEST(Drive, AControllerWithoutExtendedDataIsAskedForOnePiece) {
         fake.expect(fakedrive::identify(0x01).answers(plain))
             .expect(Expected::admin(0x02).nsid(0xFFFFFFFF).dword(10, 0x0FFF0001).reads(16384).answers(counted(16384)));
         Drive drive(*fake.device());
-        EXPECT_EQ(textOf(drive.readLogPage(request, 16384, data)), SUCCESS);
+        EXPECT_EQ(statusText(drive.readLogPage(request, 16384, data)), SUCCESS);
         EXPECT_TRUE(isCounted(data, 16384));
-        EXPECT_EQ(textOf(drive.readLogPage(request, 16388, data)), NO_EXTENDED_DATA);
+        EXPECT_EQ(statusText(drive.readLogPage(request, 16388, data)), NO_EXTENDED_DATA);
     }
     {
         FakeDrive fake;
         fake.expect(fakedrive::identify(0x01).answers(plain));
         Drive drive(*fake.device());
         request.offset = 4;
-        EXPECT_EQ(textOf(drive.readLogPage(request, 4, data)), NO_EXTENDED_DATA)
+        EXPECT_EQ(statusText(drive.readLogPage(request, 4, data)), NO_EXTENDED_DATA)
             << "the offset would be passed over, and the wrong bytes would come";
     }
     {
@@ -406,7 +403,7 @@ TEST(Drive, AControllerWithoutExtendedDataIsAskedForOnePiece) {
             .expect(fakedrive::logPage(0x01, 16384).breaks(statuses::invalidTransferSize()));
         Drive drive(*fake.device());
         request.offset = 0;
-        EXPECT_EQ(textOf(drive.readLogPage(request, 16384, data)), NO_EXTENDED_DATA) << "half of it is not the log";
+        EXPECT_EQ(statusText(drive.readLogPage(request, 16384, data)), NO_EXTENDED_DATA) << "half of it is not the log";
     }
 }
 
@@ -427,7 +424,7 @@ TEST(Drive, SendsNothingForNumbersThatDoNotFit) {
         request.lspOfFurtherPieces = c.lspOfFurtherPieces;
         request.offset = c.offset;
         Payload data;
-        EXPECT_EQ(textOf(drive.readLogPage(request, c.length, data)), "0/14 Request is out of bounds.");
+        EXPECT_EQ(statusText(drive.readLogPage(request, c.length, data)), "0/14 Request is out of bounds.");
     }
 }
 
@@ -457,10 +454,10 @@ TEST(Drive, GetFeaturesHasItsFields) {
     request.cdw13 = 0x13;
     request.dataLength = 8;
     Answer answer;
-    EXPECT_EQ(textOf(drive.getFeature(request, Select::SAVED, answer)), SUCCESS);
+    EXPECT_EQ(statusText(drive.getFeature(request, Select::SAVED, answer)), SUCCESS);
     EXPECT_TRUE(isCounted(answer.data, 8));
     EXPECT_EQ(answer.completion.dword0, 0x55U);
-    EXPECT_EQ(textOf(drive.getFeature(request, Select::CAPABILITIES, answer)), SUCCESS)
+    EXPECT_EQ(statusText(drive.getFeature(request, Select::CAPABILITIES, answer)), SUCCESS)
         << "capabilities come without data";
     EXPECT_EQ(answer.completion.dword0, 5U);
     EXPECT_EQ(answer.data.getSize(), 0U);
@@ -476,11 +473,11 @@ TEST(Drive, SetFeaturesHasItsFields) {
     threshold.nsid = 1;
     threshold.cdw11 = 0x157;
     Answer answer;
-    EXPECT_EQ(textOf(drive.setFeature(threshold, true, Payload(), answer)), SUCCESS);
+    EXPECT_EQ(statusText(drive.setFeature(threshold, true, Payload(), answer)), SUCCESS);
     FeatureRequest timestamp;
     timestamp.fid = 0x0E;
     const uint8_t bytes[] = {1, 2, 3, 4, 5, 6, 7, 8};
-    EXPECT_EQ(textOf(drive.setFeature(timestamp, false, Payload(bytes, 8), answer)), SUCCESS);
+    EXPECT_EQ(statusText(drive.setFeature(timestamp, false, Payload(bytes, 8), answer)), SUCCESS);
     EXPECT_EQ(answer.completion.dword0, 9U);
 }
 
@@ -495,12 +492,12 @@ TEST(Drive, HandsALogPageOnInPieces) {
     request.lid = 0x07;
     DriveBytes whole(16388);
     size_t done = 0;
-    EXPECT_EQ(textOf(drive.readLogPieces(request, 16388,
-                                         [&](const Payload& piece, uint32_t bytes) {
-                                             EXPECT_EQ(bytes, done < 16384 ? 8192U : 4U);
-                                             for (uint32_t i = 0; i < bytes; ++i) whole.byte(done++, piece.at(i));
-                                             return Status();
-                                         })),
+    EXPECT_EQ(statusText(drive.readLogPieces(request, 16388,
+                                             [&](const Payload& piece, uint32_t bytes) {
+                                                 EXPECT_EQ(bytes, done < 16384 ? 8192U : 4U);
+                                                 for (uint32_t i = 0; i < bytes; ++i) whole.byte(done++, piece.at(i));
+                                                 return Status();
+                                             })),
               SUCCESS);
     EXPECT_TRUE(isCounted(whole.payload(), 16388));
 }
@@ -512,7 +509,7 @@ TEST(Drive, ReadsNoFurtherPieceThanIsTaken) {
     Drive drive(*fake.device());
     LogPageRequest request;
     request.lid = 0x07;
-    EXPECT_EQ(textOf(drive.readLogPieces(
+    EXPECT_EQ(statusText(drive.readLogPieces(
                   request, 16384, [](const Payload&, uint32_t) { return Status(CATEGORY_OS, ENOSPC, "Full."); })),
               "1/28 Full.");
 }

@@ -3,15 +3,12 @@
 #include <cerrno>
 
 #include "features/transport/HostStatus.h"
+#include "tests/support/StatusText.h"
 
 namespace features::transport {
 namespace {
 
 using namespace ostrel::core;
-
-std::string text(const Status& status) {
-    return std::to_string(status.getCategory()) + "/" + std::to_string(status.getCode()) + " " + status.getMessage();
-}
 
 TEST(HostStatus, NoErrorOfTheSystemIsACodeOfItsOwn) {
     for (int error = 1; error <= 133; ++error) {
@@ -27,20 +24,20 @@ TEST(HostStatus, NoErrorOfTheSystemIsACodeOfItsOwn) {
 }
 
 TEST(HostStatus, TheCallerSaysWhatOtherErrorsAre) {
-    EXPECT_EQ(text(hostStatus(EMFILE, "/dev/nvme0", statuses::noConnectionToOpen)),
+    EXPECT_EQ(statusText(hostStatus(EMFILE, "/dev/nvme0", statuses::noConnectionToOpen)),
               "0/64 There was no connection to open. /dev/nvme0 (errno 24: Too many open files).");
-    EXPECT_EQ(text(hostStatus(ENODEV, "/dev/nvme0", statuses::noConnectionToOpen)),
+    EXPECT_EQ(statusText(hostStatus(ENODEV, "/dev/nvme0", statuses::noConnectionToOpen)),
               "0/70 The device (object) was unavailable. The drive of /dev/nvme0 is gone (errno 19: No such device).");
 }
 
 TEST(HostStatus, AStatusKeepsItsOwnWords) {
-    EXPECT_EQ(text(hostStatus(Status(CATEGORY_OS, EBADMSG, "The state of the simulated drive is damaged: x"))),
+    EXPECT_EQ(statusText(hostStatus(Status(CATEGORY_OS, EBADMSG, "The state of the simulated drive is damaged: x"))),
               "0/86 No completion was available. Can't tell if command passed or failed. The state of the simulated "
               "drive is damaged: x (errno 74).");
-    EXPECT_EQ(text(hostStatus(Status(CATEGORY_OS, EACCES, "System error. No permission for /opt/x."))),
+    EXPECT_EQ(statusText(hostStatus(Status(CATEGORY_OS, EACCES, "System error. No permission for /opt/x."))),
               "10/238 Requires admin privileges. No permission for /opt/x (errno 13).");
-    EXPECT_EQ(text(hostStatus(Status(10, 33, "No."))), "10/33 No.");
-    EXPECT_EQ(text(hostStatus(Status())), "0/0 Completed successfully.");
+    EXPECT_EQ(statusText(hostStatus(Status(10, 33, "No."))), "10/33 No.");
+    EXPECT_EQ(statusText(hostStatus(Status())), "0/0 Completed successfully.");
 }
 
 TEST(HostStatus, WhatTheDriveAnsweredIsNoTransportError) {

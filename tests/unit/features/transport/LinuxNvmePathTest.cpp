@@ -11,6 +11,7 @@
 #include "features/nvme/Opcodes.h"
 #include "features/transport/linux/LinuxNvmePath.h"
 #include "ostrel/core/xml/XmlObject.h"
+#include "tests/support/StatusText.h"
 #include "tests/unit/features/transport/FakeMachine.h"
 
 namespace features::transport {
@@ -26,12 +27,8 @@ using Calls = std::vector<std::string>;
 
 constexpr uint32_t PAGE = 4096;
 
-std::string text(const Status& status) {
-    return std::to_string(status.getCategory()) + "/" + std::to_string(status.getCode()) + " " + status.getMessage();
-}
-
 /// "0/0" and the words of a success.
-const std::string SUCCESS = text(Status());
+const std::string SUCCESS = statusText(Status());
 constexpr const char* NO_MEMORY = " (errno 12: Cannot allocate memory).";
 
 NvmeCommand reading(Queue queue, uint8_t opcode, uint32_t bytes) {
@@ -102,7 +99,7 @@ TEST_F(LinuxNvmePathTest, EveryFieldOfACommandReachesTheDriver) {
     command.cdw14 = 14;
     command.cdw15 = 15;
     const CommandResult result = send(command);
-    EXPECT_EQ(text(result.status), SUCCESS);
+    EXPECT_EQ(statusText(result.status), SUCCESS);
     EXPECT_EQ(completionOf(result).statusField, 0x6002);
     EXPECT_EQ(completionOf(result).dword0, 0x12345678U);
     EXPECT_EQ(result.inputPayload.getSize(), 0U);
@@ -152,7 +149,7 @@ TEST_F(LinuxNvmePathTest, ABufferThatTheDriveFillsIsWholeClearedPages) {
             return 0;
         };
         const CommandResult result = send(reading(Queue::ADMIN, nvme::OPC_IDENTIFY, bytes));
-        ASSERT_EQ(text(result.status), SUCCESS);
+        ASSERT_EQ(statusText(result.status), SUCCESS);
         ASSERT_EQ(result.inputPayload.getSize(), bytes);
         EXPECT_TRUE(std::all_of(result.inputPayload.getData(), result.inputPayload.getData() + bytes, [](uint8_t byte) {
             return byte == 0xA5;
@@ -171,17 +168,17 @@ TEST_F(LinuxNvmePathTest, MetadataHasABufferOfItsOwn) {
     NvmeCommand command = reading(Queue::IO, nvme::OPC_READ, 512);
     command.metadataLength = 8;
     const CommandResult result = send(command);
-    EXPECT_EQ(text(result.status), SUCCESS);
+    EXPECT_EQ(statusText(result.status), SUCCESS);
     EXPECT_EQ(result.inputPayload.getSize(), 512U);
     EXPECT_EQ(result.inputPayload.at(0), 0);
 }
 
 TEST_F(LinuxNvmePathTest, ABufferThatCannotBeHadSendsNothing) {
-    EXPECT_EQ(text(send(reading(Queue::ADMIN, nvme::OPC_IDENTIFY, 0xFFFFFFFF)).status),
+    EXPECT_EQ(statusText(send(reading(Queue::ADMIN, nvme::OPC_IDENTIFY, 0xFFFFFFFF)).status),
               "0/87 Unable to malloc memory. NULL pointer was given. " + node("nvme0") + NO_MEMORY);
     NvmeCommand command = reading(Queue::IO, nvme::OPC_READ, 512);
     command.metadataLength = 0xFFFFFFFF;
-    EXPECT_EQ(text(send(command).status),
+    EXPECT_EQ(statusText(send(command).status),
               "0/87 Unable to malloc memory. NULL pointer was given. " + node("nvme0n1") + NO_MEMORY);
     EXPECT_EQ(kernel_.calls, (Calls{"open /dev/nvme0", "open /dev/nvme0n1"}));
 }
@@ -233,7 +230,7 @@ TEST_F(LinuxNvmePathTest, WhatTheSystemRefusesNamesTheNode) {
         kernel_.onOpen = [](const std::string&) { return 0; };
         kernel_.onCommand = [&](nvme_passthru_cmd&) { return -c.error; };
         const CommandResult result = identify();
-        EXPECT_EQ(text(result.status), status);
+        EXPECT_EQ(statusText(result.status), status);
         EXPECT_EQ(result.protocolResult, nullptr) << status;
         EXPECT_EQ(result.inputPayload.getSize(), 0U) << status;
         // Not sent again, not even after EINTR: the drive may have run it.
@@ -243,7 +240,7 @@ TEST_F(LinuxNvmePathTest, WhatTheSystemRefusesNamesTheNode) {
         kernel_.onOpen = [&](const std::string&) { return c.error; };
         // Nothing was sent: an error without a row of its own is that of the opening.
         const bool hasRow = c.error != EINVAL && c.error != EIO;
-        EXPECT_EQ(text(identify().status).substr(0, 34),
+        EXPECT_EQ(statusText(identify().status).substr(0, 34),
                   hasRow ? status.substr(0, 34) : "0/64 There was no connection to op");
         EXPECT_EQ(kernel_.calls, Calls{"open /dev/nvme0"}) << status;
     }
@@ -255,20 +252,20 @@ TEST_F(LinuxNvmePathTest, WhateverFailsOnADriveThatLeavesSaysThatItIsGone) {
     for (const char* const state : {"deleting", "deleting (no IO)", "dead", ""}) {
         *state == '\0' ? removeState() : setState(state);
         kernel_.onCommand = [](nvme_passthru_cmd&) { return -EINTR; };
-        EXPECT_EQ(text(identify().status), gone) << state;
+        EXPECT_EQ(statusText(identify().status), gone) << state;
         // A status of the driver itself, not of the drive: Host Pathing Error, and one that is never sent again.
         for (const int outcome : {0x0370, 0x0371, 0x4300}) {
             kernel_.onCommand = [&](nvme_passthru_cmd&) { return outcome; };
-            EXPECT_EQ(text(identify().status), gone) << state << outcome;
+            EXPECT_EQ(statusText(identify().status), gone) << state << outcome;
         }
         kernel_.onCommand = [](nvme_passthru_cmd&) { return 0x0281; };
         const CommandResult refused = identify();
-        EXPECT_EQ(text(refused.status), SUCCESS) << "the drive answered: " << state;
+        EXPECT_EQ(statusText(refused.status), SUCCESS) << "the drive answered: " << state;
         EXPECT_EQ(completionOf(refused).statusField, 0x0281);
     }
     kernel_.onOpen = [](const std::string&) { return EBUSY; };
     path_ = makePath();
-    EXPECT_EQ(text(identify().status), gone) << "nothing to wait for";
+    EXPECT_EQ(statusText(identify().status), gone) << "nothing to wait for";
     EXPECT_EQ(kernel_.slept, milliseconds(0));
 }
 
@@ -279,7 +276,7 @@ TEST_F(LinuxNvmePathTest, AReadThatMeetsAResetIsSentAgain) {
         // The second time with Do Not Retry, which speaks of the queue that is gone.
         kernel_.onCommand = [&](nvme_passthru_cmd&) { return ++tries == 3 ? 0 : tries == 2 ? 0x4370 : 0x0370; };
         const CommandResult result = send(reading(Queue::ADMIN, opcode, 512));
-        EXPECT_EQ(text(result.status), SUCCESS);
+        EXPECT_EQ(statusText(result.status), SUCCESS);
         EXPECT_EQ(completionOf(result).statusField, 0);
         EXPECT_EQ(tries, 3) << int{opcode};
         EXPECT_EQ(kernel_.slept, milliseconds(100));
@@ -289,7 +286,7 @@ TEST_F(LinuxNvmePathTest, AReadThatMeetsAResetIsSentAgain) {
 TEST_F(LinuxNvmePathTest, AResetThatDoesNotEndIsReportedAfterTenSeconds) {
     kernel_.onCommand = [](nvme_passthru_cmd&) { return 0x0370; };
     const CommandResult result = identify();
-    EXPECT_EQ(text(result.status), SUCCESS);
+    EXPECT_EQ(statusText(result.status), SUCCESS);
     EXPECT_EQ(completionOf(result).statusField, 0x0370);
     EXPECT_EQ(kernel_.slept, milliseconds(10000));
     EXPECT_EQ(kernel_.calls.size(), 202U) << "an open, and a command each 50 ms";
@@ -327,13 +324,13 @@ TEST_F(LinuxNvmePathTest, WhatMayHaveChangedTheDriveIsSentOnce) {
 TEST_F(LinuxNvmePathTest, ANodeThatAResetKeepsClosedIsTriedAgain) {
     int tries = 0;
     kernel_.onOpen = [&](const std::string&) { return ++tries == 1 ? EAGAIN : tries == 2 ? EBUSY : 0; };
-    EXPECT_EQ(text(identify().status), SUCCESS);
+    EXPECT_EQ(statusText(identify().status), SUCCESS);
     EXPECT_EQ(kernel_.slept, milliseconds(100));
     for (const int error : {EAGAIN, EBUSY}) {
         path_ = makePath();
         kernel_.slept = milliseconds(0);
         kernel_.onOpen = [&](const std::string&) { return error; };
-        EXPECT_EQ(text(identify().status).substr(0, 5), "0/64 ");
+        EXPECT_EQ(statusText(identify().status).substr(0, 5), "0/64 ");
         EXPECT_EQ(kernel_.slept, milliseconds(10050)) << "more than ten seconds";
     }
 }
@@ -344,7 +341,7 @@ TEST_F(LinuxNvmePathTest, TheControllersNodeIsOpenedOnceForAllClones) {
     kernel_.onOpen = [](const std::string&) { return 0; };
     const auto clone = path_->clone();
     identify();
-    EXPECT_EQ(text(clone->send(reading(Queue::ADMIN, nvme::OPC_IDENTIFY, PAGE), {}, {}).status), SUCCESS);
+    EXPECT_EQ(statusText(clone->send(reading(Queue::ADMIN, nvme::OPC_IDENTIFY, PAGE), {}, {}).status), SUCCESS);
     EXPECT_EQ(kernel_.calls,
               (Calls{"open /dev/nvme0", "open /dev/nvme0", "admin 06h /dev/nvme0", "admin 06h /dev/nvme0"}));
 }
@@ -371,8 +368,8 @@ TEST_F(LinuxNvmePathTest, ANamespaceThatIsNotAttachedOpensNothing) {
         for (const uint8_t opcode : {nvme::OPC_READ, nvme::OPC_WRITE}) {
             NvmeCommand command = reading(Queue::IO, opcode, 0);
             command.nsid = nsid;
-            EXPECT_EQ(text(send(command).status), "10/80 Invalid namespace ID given. Namespace " +
-                                                      std::to_string(nsid) + " is not attached to nvme0.");
+            EXPECT_EQ(statusText(send(command).status), "10/80 Invalid namespace ID given. Namespace " +
+                                                            std::to_string(nsid) + " is not attached to nvme0.");
         }
     }
     EXPECT_EQ(kernel_.calls, Calls());
@@ -382,8 +379,8 @@ TEST_F(LinuxNvmePathTest, ANamespacesNodeThatDoesNotOpenIsNamed) {
     kernel_.onOpen = [](const std::string&) { return EACCES; };
     const std::string refused = "10/238 Requires admin privileges. No permission for " + node("nvme0n1") +
                                 ": it needs the root user or CAP_SYS_ADMIN (errno 13: Permission denied).";
-    EXPECT_EQ(text(send(reading(Queue::IO, nvme::OPC_READ, 512)).status), refused);
-    EXPECT_EQ(text(send(reading(Queue::IO, nvme::OPC_WRITE, 0)).status), refused);
+    EXPECT_EQ(statusText(send(reading(Queue::IO, nvme::OPC_READ, 512)).status), refused);
+    EXPECT_EQ(statusText(send(reading(Queue::IO, nvme::OPC_WRITE, 0)).status), refused);
     EXPECT_EQ(kernel_.calls, (Calls{"open /dev/nvme0n1", "open /dev/nvme0n1"}));
 }
 
@@ -394,11 +391,11 @@ TEST_F(LinuxNvmePathTest, AResetWaitsUntilTheControllerIsLive) {
         return 0;
     };
     kernel_.onSleep = [&] { setState(++sleeps < 3 ? "connecting" : "live"); };
-    EXPECT_EQ(text(ask(HostRequest::RESET_CONTROLLER).status), SUCCESS);
+    EXPECT_EQ(statusText(ask(HostRequest::RESET_CONTROLLER).status), SUCCESS);
     EXPECT_EQ(kernel_.slept, milliseconds(150));
     EXPECT_EQ(kernel_.calls, (Calls{"open /dev/nvme0", "who /dev/nvme0", "reset /dev/nvme0"}));
     sleeps = 0;
-    EXPECT_EQ(text(ask(HostRequest::RESET_SUBSYSTEM).status), SUCCESS);
+    EXPECT_EQ(statusText(ask(HostRequest::RESET_SUBSYSTEM).status), SUCCESS);
     EXPECT_EQ(sleeps, 3);
     EXPECT_EQ(kernel_.calls.back(), "subsystem reset /dev/nvme0");
 }
@@ -407,19 +404,19 @@ TEST_F(LinuxNvmePathTest, AResetThatDoesNotComeBackEndsAtItsTimeOut) {
     const std::string late = "0/69 The command was detected to have timed-out. The drive of " + node("nvme0") +
                              " did not answer in time (errno 62: Timer expired).";
     setState("resetting");
-    EXPECT_EQ(text(ask(HostRequest::RESET_CONTROLLER).status), late);
+    EXPECT_EQ(statusText(ask(HostRequest::RESET_CONTROLLER).status), late);
     EXPECT_EQ(kernel_.slept, milliseconds(60050)) << "a minute";
     kernel_.slept = milliseconds(0);
-    EXPECT_EQ(text(ask(HostRequest::RESET_SUBSYSTEM, 500).status), late);
+    EXPECT_EQ(statusText(ask(HostRequest::RESET_SUBSYSTEM, 500).status), late);
     EXPECT_EQ(kernel_.slept, milliseconds(550));
     kernel_.onSleep = [&] { removeState(); };
-    EXPECT_EQ(text(ask(HostRequest::RESET_CONTROLLER).status), goneText("nvme0"));
+    EXPECT_EQ(statusText(ask(HostRequest::RESET_CONTROLLER).status), goneText("nvme0"));
 }
 
 TEST_F(LinuxNvmePathTest, AResetThatTheDriverDoesNotTakeIsReported) {
     kernel_.onRequest = [](unsigned long request) { return request == NVME_IOCTL_SUBSYS_RESET ? -ENOTTY : -EBUSY; };
-    EXPECT_EQ(text(ask(HostRequest::RESET_SUBSYSTEM).status), "10/34 Feature is not supported.");
-    EXPECT_EQ(text(ask(HostRequest::RESET_CONTROLLER).status),
+    EXPECT_EQ(statusText(ask(HostRequest::RESET_SUBSYSTEM).status), "10/34 Feature is not supported.");
+    EXPECT_EQ(statusText(ask(HostRequest::RESET_CONTROLLER).status),
               "0/86 No completion was available. Can't tell if command passed or failed. " + node("nvme0") +
                   " (errno 16: Device or resource busy).");
     kernel_.calls.clear();
@@ -443,7 +440,7 @@ TEST_F(LinuxNvmePathTest, ARescanReadsPartitionTablesOfUnusedDisks) {
     };
     // The kernel keeps the table that it knows when the new one cannot be read.
     kernel_.onRequest = [](unsigned long request) { return request == NVME_IOCTL_RESCAN ? 0 : -EIO; };
-    EXPECT_EQ(text(ask(HostRequest::RESCAN).status), SUCCESS);
+    EXPECT_EQ(statusText(ask(HostRequest::RESCAN).status), SUCCESS);
     const auto& calls = kernel_.calls;
     ASSERT_GE(calls.size(), 2U);
     EXPECT_EQ(calls[0], "open /dev/nvme0");
@@ -458,7 +455,7 @@ TEST_F(LinuxNvmePathTest, ARescanReadsPartitionTablesOfUnusedDisks) {
 
 TEST_F(LinuxNvmePathTest, ARescanReadsTheTableOfTheDiskAndNotOfANodeWithItsName) {
     kernel_.devices["/dev/nvme0n1"] = {S_IFBLK, makedev(8, 16)};
-    EXPECT_EQ(text(ask(HostRequest::RESCAN).status), SUCCESS);
+    EXPECT_EQ(statusText(ask(HostRequest::RESCAN).status), SUCCESS);
     EXPECT_EQ(std::count(kernel_.calls.begin(), kernel_.calls.end(), "open /dev/nvme0n1"), 0);
     const Calls last(kernel_.calls.end() - 4, kernel_.calls.end());
     EXPECT_EQ(last, (Calls{"mknod /dev/TEMPORARY", "open /dev/TEMPORARY", "unlink /dev/TEMPORARY",
@@ -467,7 +464,7 @@ TEST_F(LinuxNvmePathTest, ARescanReadsTheTableOfTheDiskAndNotOfANodeWithItsName)
 
 TEST_F(LinuxNvmePathTest, ARescanThatFailsReadsNoPartitionTable) {
     kernel_.onRequest = [](unsigned long) { return -EPERM; };
-    EXPECT_EQ(text(ask(HostRequest::RESCAN).status),
+    EXPECT_EQ(statusText(ask(HostRequest::RESCAN).status),
               "10/238 Requires admin privileges. No permission for " + node("nvme0") +
                   ": it needs the root user or CAP_SYS_ADMIN (errno 1: Operation not permitted).");
     EXPECT_EQ(kernel_.calls, (Calls{"open /dev/nvme0", "rescan /dev/nvme0"}));
@@ -475,7 +472,7 @@ TEST_F(LinuxNvmePathTest, ARescanThatFailsReadsNoPartitionTable) {
 
 TEST_F(LinuxNvmePathTest, ARescanThatCannotSeeUsesReadsNoPartitionTable) {
     std::filesystem::remove(machine_.path("/proc/self/mountinfo"));
-    EXPECT_EQ(text(ask(HostRequest::RESCAN).status), SUCCESS);
+    EXPECT_EQ(statusText(ask(HostRequest::RESCAN).status), SUCCESS);
     EXPECT_EQ(kernel_.calls, (Calls{"open /dev/nvme0", "rescan /dev/nvme0"}));
 }
 
@@ -483,7 +480,7 @@ TEST_F(LinuxNvmePathTest, AttachedNamespacesComeWithoutACommand) {
     machine_.file("/sys/class/block/nvme0n1/queue/logical_block_size", "4096\n");
     machine_.hiddenPath("nvme0", "nvme7c0n3", 3);
     const CommandResult result = ask(HostRequest::NAMESPACES);
-    EXPECT_EQ(text(result.status), SUCCESS);
+    EXPECT_EQ(statusText(result.status), SUCCESS);
     const auto& found = namespacesOf(result);
     ASSERT_EQ(found.size(), 2U);
     EXPECT_EQ(found[0].nsid, 1U);
@@ -516,7 +513,7 @@ TEST_F(LinuxNvmePathTest, WithoutSysfsTheDriveIsAskedForItsNamespaces) {
     kernel_.mounted = {"/proc"};
     kernel_.onCommand = answerIdentify;
     const CommandResult result = ask(HostRequest::NAMESPACES);
-    ASSERT_EQ(text(result.status), SUCCESS);
+    ASSERT_EQ(statusText(result.status), SUCCESS);
     const auto& found = namespacesOf(result);
     ASSERT_EQ(found.size(), 2U);
     EXPECT_EQ(found[0].nsid, 1U);
@@ -533,7 +530,7 @@ TEST_F(LinuxNvmePathTest, WithoutSysfsTheDriveIsAskedForItsNamespaces) {
 TEST_F(LinuxNvmePathTest, WithoutSysfsADriveThatDoesNotAnswerHasNoNamespaces) {
     kernel_.mounted = {"/proc"};
     kernel_.onCommand = [](nvme_passthru_cmd&) { return 0x4002; };
-    EXPECT_EQ(text(ask(HostRequest::NAMESPACES).status),
+    EXPECT_EQ(statusText(ask(HostRequest::NAMESPACES).status),
               "10/33 Failed to retrieve data from selected device. Identify failed on " + node("nvme0") +
                   ": Invalid Field in Command.");
     kernel_.onCommand = [](nvme_passthru_cmd& command) {
@@ -541,7 +538,7 @@ TEST_F(LinuxNvmePathTest, WithoutSysfsADriveThatDoesNotAnswerHasNoNamespaces) {
         reinterpret_cast<uint8_t*>(command.addr)[4] = command.cdw10 == nvme::CNS_ACTIVE_NAMESPACES ? 1 : 0;
         return 0;
     };
-    EXPECT_EQ(text(ask(HostRequest::NAMESPACES).status), "10/33 Failed to retrieve data from selected device.")
+    EXPECT_EQ(statusText(ask(HostRequest::NAMESPACES).status), "10/33 Failed to retrieve data from selected device.")
         << "identifiers that do not increase";
 }
 
@@ -550,19 +547,19 @@ TEST_F(LinuxNvmePathTest, WithoutSysfsADriveIsNotTakenForGone) {
     removeState();
     EXPECT_TRUE(path_->isSupported({}));
     kernel_.onCommand = [](nvme_passthru_cmd&) { return -EINVAL; };
-    EXPECT_EQ(text(identify().status),
+    EXPECT_EQ(statusText(identify().status),
               "0/75 Invalid transfer size specified. " + node("nvme0") + " (errno 22: Invalid argument).");
     const std::string unseen = "0/39 System rescan failed. " + machine_.path("/sys") + ": sysfs is not mounted.";
-    EXPECT_EQ(text(ask(HostRequest::RESET_CONTROLLER).status), unseen) << "sent, and its end cannot be seen";
+    EXPECT_EQ(statusText(ask(HostRequest::RESET_CONTROLLER).status), unseen) << "sent, and its end cannot be seen";
 }
 
 TEST_F(LinuxNvmePathTest, ANamespaceThatCannotBeReadIsAnError) {
     const std::string size = machine_.path("/sys/devices/pci/nvme0/nvme0n1/size");
     std::filesystem::remove(size);
     std::filesystem::create_symlink(size, size);
-    EXPECT_EQ(text(ask(HostRequest::NAMESPACES).status), "0/39 System rescan failed. " +
-                                                             machine_.path("/sys/class/block/nvme0n1/size") +
-                                                             ": Too many levels of symbolic links.");
+    EXPECT_EQ(statusText(ask(HostRequest::NAMESPACES).status), "0/39 System rescan failed. " +
+                                                                   machine_.path("/sys/class/block/nvme0n1/size") +
+                                                                   ": Too many levels of symbolic links.");
 }
 
 TEST_F(LinuxNvmePathTest, UsesAreThoseOfTheWholeSubsystem) {
@@ -579,7 +576,7 @@ TEST_F(LinuxNvmePathTest, UsesAreThoseOfTheWholeSubsystem) {
         const bool isFirst = std::string(controller) == "nvme0";
         LinuxNvmePath path(controller, machine_.paths(), std::make_shared<const NvmeTopology>(machine_.paths()));
         const CommandResult result = path.send(HostCommand(HostRequest::USES), {}, {});
-        ASSERT_EQ(text(result.status), SUCCESS);
+        ASSERT_EQ(statusText(result.status), SUCCESS);
         const auto& found = namespacesOf(result);
         ASSERT_EQ(found.size(), 3U);
         EXPECT_EQ(found[0].node, "/dev/nvme0n1");
@@ -602,7 +599,7 @@ TEST_F(LinuxNvmePathTest, ASharedNamespaceIsUsedThroughEachOfItsNodes) {
     machine_.disk("pci/nvme1", "nvme1n1", "259:8", 1);
     machine_.mounts("36 35 259:8 / /mnt rw - ext4 /dev/nvme1n1 rw\n");
     const CommandResult result = ask(HostRequest::USES);
-    ASSERT_EQ(text(result.status), SUCCESS);
+    ASSERT_EQ(statusText(result.status), SUCCESS);
     const auto& found = namespacesOf(result);
     ASSERT_EQ(found.size(), 1U);
     EXPECT_EQ(found[0].node, "/dev/nvme0n1");
@@ -646,7 +643,7 @@ TEST_F(LinuxNvmePathTest, AnExportedControllerIsAUseOfAllItsNamespaces) {
 TEST_F(LinuxNvmePathTest, UsesAreAnErrorWithoutTheTableOfMounts) {
     std::filesystem::remove(machine_.path("/proc/self/mountinfo"));
     const CommandResult result = ask(HostRequest::USES);
-    EXPECT_EQ(text(result.status),
+    EXPECT_EQ(statusText(result.status),
               "0/39 System rescan failed. " + machine_.path("/proc/self/mountinfo") + ": No such file or directory.");
     EXPECT_EQ(result.protocolResult, nullptr);
 }
@@ -659,7 +656,7 @@ TEST_F(LinuxNvmePathTest, OtherCommandSetsAreRefused) {
         void toString(std::ostream&) const override {}
         std::unique_ptr<ostrel::core::xml::XmlObject> toXml() const override { return nullptr; }
     };
-    EXPECT_EQ(text(send(OtherCommand()).status), "0/35 Device does not support this command set.");
+    EXPECT_EQ(statusText(send(OtherCommand()).status), "0/35 Device does not support this command set.");
     EXPECT_EQ(kernel_.calls, Calls());
 }
 
@@ -691,26 +688,27 @@ TEST_F(LinuxNvmePathTest, ANodeThatPassedToAnotherDriveGetsIdentifyAlone) {
         for (const HostRequest request : {HostRequest::RESET_CONTROLLER, HostRequest::RESET_SUBSYSTEM}) {
             path_ = makePath();
             kernel_.calls.clear();
-            EXPECT_EQ(text(ask(request).status), gone("nvme0", c.text));
+            EXPECT_EQ(statusText(ask(request).status), gone("nvme0", c.text));
             EXPECT_EQ(kernel_.calls, (Calls{"open /dev/nvme0", "who /dev/nvme0"}));
         }
         for (const uint8_t opcode : {nvme::OPC_FORMAT_NVM, nvme::OPC_SANITIZE, nvme::OPC_SET_FEATURES,
                                      nvme::OPC_DEVICE_SELF_TEST, nvme::OPC_FIRMWARE_COMMIT, uint8_t{0xC0}}) {
             path_ = makePath();
             kernel_.calls.clear();
-            EXPECT_EQ(text(send(reading(Queue::ADMIN, opcode, 0)).status), gone("nvme0", c.text));
+            EXPECT_EQ(statusText(send(reading(Queue::ADMIN, opcode, 0)).status), gone("nvme0", c.text));
             EXPECT_EQ(kernel_.calls, (Calls{"open /dev/nvme0", "who /dev/nvme0"})) << int{opcode};
         }
         kernel_.calls.clear();
-        EXPECT_EQ(text(send(reading(Queue::IO, nvme::OPC_DATASET_MANAGEMENT, 0)).status), gone("nvme0n1", c.text));
+        EXPECT_EQ(statusText(send(reading(Queue::IO, nvme::OPC_DATASET_MANAGEMENT, 0)).status),
+                  gone("nvme0n1", c.text));
         EXPECT_EQ(kernel_.calls, (Calls{"open /dev/nvme0n1", "namespace /dev/nvme0n1", "who /dev/nvme0n1"}));
     }
 }
 
 TEST_F(LinuxNvmePathTest, ACommandThatReadsIsSentToWhicheverDriveIsThere) {
     kernel_.identity.serialNumber = "S2";
-    EXPECT_EQ(text(identify().status), SUCCESS);
-    EXPECT_EQ(text(send(reading(Queue::IO, nvme::OPC_READ, 512)).status), SUCCESS);
+    EXPECT_EQ(statusText(identify().status), SUCCESS);
+    EXPECT_EQ(statusText(send(reading(Queue::IO, nvme::OPC_READ, 512)).status), SUCCESS);
     EXPECT_EQ(kernel_.calls,
               (Calls{"open /dev/nvme0", "admin 06h /dev/nvme0", "open /dev/nvme0n1", "io 02h /dev/nvme0n1"}));
     // The node that the reading opened, which is kept, is not trusted either.
@@ -722,10 +720,10 @@ TEST_F(LinuxNvmePathTest, TheOpenControllerIsIdentifiedOnceAndAgainAfterAReset) 
     const NvmeCommand format = reading(Queue::ADMIN, nvme::OPC_FORMAT_NVM, 0);
     const auto clone = path_->clone();
     for (int i = 0; i < 2; ++i) {
-        EXPECT_EQ(text(send(format).status), SUCCESS);
-        EXPECT_EQ(text(clone->send(format, {}, {}).status), SUCCESS);
+        EXPECT_EQ(statusText(send(format).status), SUCCESS);
+        EXPECT_EQ(statusText(clone->send(format, {}, {}).status), SUCCESS);
     }
-    EXPECT_EQ(text(ask(HostRequest::RESET_CONTROLLER).status), SUCCESS);
+    EXPECT_EQ(statusText(ask(HostRequest::RESET_CONTROLLER).status), SUCCESS);
     EXPECT_EQ(kernel_.calls, (Calls{"open /dev/nvme0", "who /dev/nvme0", "admin 80h /dev/nvme0", "admin 80h /dev/nvme0",
                                     "admin 80h /dev/nvme0", "admin 80h /dev/nvme0", "reset /dev/nvme0"}));
     kernel_.calls.clear();
@@ -738,9 +736,9 @@ TEST_F(LinuxNvmePathTest, TheOpenControllerIsIdentifiedOnceAndAgainAfterAReset) 
 TEST_F(LinuxNvmePathTest, ANodeOfAnotherNamespaceIsRefused) {
     kernel_.namespaces["/dev/nvme0n1"] = 2;
     const NvmeCommand trim = reading(Queue::IO, nvme::OPC_DATASET_MANAGEMENT, 0);
-    EXPECT_EQ(text(send(trim).status), "0/70 The device (object) was unavailable. The drive of " + node("nvme0n1") +
-                                           " is gone. Selected was namespace 1; " + node("nvme0n1") +
-                                           " is now that of namespace 2.");
+    EXPECT_EQ(statusText(send(trim).status), "0/70 The device (object) was unavailable. The drive of " +
+                                                 node("nvme0n1") + " is gone. Selected was namespace 1; " +
+                                                 node("nvme0n1") + " is now that of namespace 2.");
     EXPECT_EQ(kernel_.calls, (Calls{"open /dev/nvme0n1", "namespace /dev/nvme0n1"}));
 }
 
@@ -749,16 +747,16 @@ TEST_F(LinuxNvmePathTest, ADriveThatCannotBeIdentifiedIsNotChanged) {
     const std::string unknown = "10/33 Failed to retrieve data from selected device. The drive of " + node("nvme0") +
                                 " cannot be identified, so that it is not changed.";
     kernel_.onIdentify = [](const std::string&) { return 0x4006; };
-    EXPECT_EQ(text(send(format).status), unknown) << "refused by the drive";
+    EXPECT_EQ(statusText(send(format).status), unknown) << "refused by the drive";
     kernel_.onIdentify = [](const std::string&) { return -EINTR; };
-    EXPECT_EQ(text(send(format).status), "0/69 The command was detected to have timed-out. The drive of " +
-                                             node("nvme0") +
-                                             " did not answer in time (errno 4: Interrupted system call).");
+    EXPECT_EQ(statusText(send(format).status), "0/69 The command was detected to have timed-out. The drive of " +
+                                                   node("nvme0") +
+                                                   " did not answer in time (errno 4: Interrupted system call).");
     kernel_.onIdentify = [](const std::string&) { return 0; };
     path_ = std::make_unique<LinuxNvmePath>("nvme0", machine_.paths(),
                                             std::make_shared<const NvmeTopology>(machine_.paths()));
-    EXPECT_EQ(text(send(format).status), unknown) << "no drive was selected";
-    EXPECT_EQ(text(ask(HostRequest::LOCK_DRIVE).status), unknown);
+    EXPECT_EQ(statusText(send(format).status), unknown) << "no drive was selected";
+    EXPECT_EQ(statusText(ask(HostRequest::LOCK_DRIVE).status), unknown);
     for (const std::string& call : kernel_.calls) EXPECT_NE(call, "admin 80h /dev/nvme0");
 }
 
@@ -768,17 +766,18 @@ TEST_F(LinuxNvmePathTest, AllControllersOfADriveShareItsLock) {
     const auto lock = [](LinuxNvmePath& path) {
         return path.send(HostCommand(HostRequest::LOCK_DRIVE), {}, {}).status;
     };
-    EXPECT_EQ(text(lock(*path_)), SUCCESS);
-    EXPECT_EQ(text(path_->clone()->send(HostCommand(HostRequest::LOCK_DRIVE), {}, {}).status), SUCCESS) << "nested";
-    EXPECT_EQ(text(lock(second)),
+    EXPECT_EQ(statusText(lock(*path_)), SUCCESS);
+    EXPECT_EQ(statusText(path_->clone()->send(HostCommand(HostRequest::LOCK_DRIVE), {}, {}).status), SUCCESS)
+        << "nested";
+    EXPECT_EQ(statusText(lock(second)),
               "11/9 Blocked by running job: process " + std::to_string(::getpid()) + " is changing the drive.");
-    EXPECT_EQ(text(ask(HostRequest::UNLOCK_DRIVE).status), SUCCESS);
+    EXPECT_EQ(statusText(ask(HostRequest::UNLOCK_DRIVE).status), SUCCESS);
     EXPECT_TRUE(lock(second).is(11, 9));
-    EXPECT_EQ(text(ask(HostRequest::UNLOCK_DRIVE).status), SUCCESS);
-    EXPECT_EQ(text(lock(second)), SUCCESS);
+    EXPECT_EQ(statusText(ask(HostRequest::UNLOCK_DRIVE).status), SUCCESS);
+    EXPECT_EQ(statusText(lock(second)), SUCCESS);
     LinuxNvmePath other("nvme2", machine_.paths(), std::make_shared<const NvmeTopology>(machine_.paths()));
     other.select({"S2", "M1", ""});
-    EXPECT_EQ(text(lock(other)), SUCCESS) << "another drive";
+    EXPECT_EQ(statusText(lock(other)), SUCCESS) << "another drive";
     EXPECT_TRUE(std::filesystem::exists(machine_.path("/run/nimbrel/" + DriveLock::fileName("nqn.1"))));
     EXPECT_TRUE(std::filesystem::exists(machine_.path("/run/nimbrel/" + DriveLock::fileName("M1 S2"))));
     EXPECT_EQ(kernel_.calls, Calls()) << "a lock asks no drive";

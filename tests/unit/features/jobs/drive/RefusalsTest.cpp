@@ -2,6 +2,7 @@
 
 #include "features/jobs/drive/Refusals.h"
 #include "ostrel/core/StatusCatalogue.h"
+#include "tests/support/StatusText.h"
 #include "tests/support/fakedrive/FakeDrive.h"
 #include "tests/unit/features/jobs/Commands.h"
 
@@ -22,8 +23,7 @@ std::string mapped(Expected answer) {
     fake.expect(answer);
     nvme::Drive drive(*fake.device());
     Payload data;
-    const Status status = toldBy(ROWS, statuses::formatFailed, drive.identify(1, 0, 0, data), drive);
-    return std::to_string(status.getCategory()) + "/" + std::to_string(status.getCode()) + " " + status.getMessage();
+    return statusText(toldBy(ROWS, statuses::formatFailed, drive.identify(1, 0, 0, data), drive));
 }
 
 TEST(Refusals, TheRowOfTypeAndCodeGivesTheMeaning) {

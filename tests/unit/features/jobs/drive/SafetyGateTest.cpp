@@ -4,6 +4,7 @@
 #include "ostrel/core/CommandPath.h"
 #include "ostrel/core/CommandResult.h"
 #include "tests/support/LogCapture.h"
+#include "tests/support/StatusText.h"
 #include "tests/support/fakedrive/FakeDrive.h"
 
 namespace features::jobs {
@@ -27,16 +28,12 @@ HostNamespace usedNamespace(uint32_t nsid, std::vector<NamespaceUse> uses) {
     return part;
 }
 
-std::string text(const Status& status) {
-    return std::to_string(status.getCategory()) + "/" + std::to_string(status.getCode()) + " " + status.getMessage();
-}
-
 /// The outcome of the gate when the host reports these namespaces; nothing else is asked of the drive.
 std::string check(const Namespaces& namespaces, const Reach& reach = {}) {
     fakedrive::FakeDrive fake;
     fake.expect(fakedrive::hostUses(namespaces));
     nvme::Drive drive(*fake.device());
-    return text(checkDestruction(drive, reach));
+    return statusText(checkDestruction(drive, reach));
 }
 
 const NamespaceUse MOUNTED{Kind::MOUNTED, "/dev/nvme0n1p1", "/data", false};
@@ -141,7 +138,7 @@ TEST(SafetyGate, AHostThatCannotAnswerIsARefusal) {
     fakedrive::FakeDrive fake;
     fake.expect(fakedrive::Expected::host(HostRequest::USES).breaks(Status(1, 2, "System error. No table.")));
     nvme::Drive drive(*fake.device());
-    EXPECT_EQ(text(checkDestruction(drive, {1, false})), "1/2 System error. No table.");
+    EXPECT_EQ(statusText(checkDestruction(drive, {1, false})), "1/2 System error. No table.");
 }
 
 /// Answers every request with a success that says nothing, and records how closely the uses were looked at.
@@ -176,14 +173,14 @@ TEST(SafetyGate, AnAnswerThatSaysNothingIsARefusal) {
     fakedrive::FakeDrive fake;
     fake.device()->addCommandPath(MutePath());
     nvme::Drive drive(*fake.device());
-    EXPECT_EQ(text(checkDestruction(drive, {1, false})), "10/33 Failed to retrieve data from selected device.");
+    EXPECT_EQ(statusText(checkDestruction(drive, {1, false})), "10/33 Failed to retrieve data from selected device.");
 }
 
 TEST(SafetyGate, ADriveWithoutAHostsSideIsRefused) {
     fakedrive::FakeDrive fake;
     fake.device()->getCommandSets().erase("Host");
     nvme::Drive drive(*fake.device());
-    EXPECT_EQ(text(checkDestruction(drive, {1, false})), "0/35 Device does not support this command set.");
+    EXPECT_EQ(statusText(checkDestruction(drive, {1, false})), "0/35 Device does not support this command set.");
 }
 
 }  // namespace

@@ -5,6 +5,7 @@
 
 #include "features/jobs/firmware/FirmwareImage.h"
 #include "ostrel/core/StatusCatalogue.h"
+#include "tests/support/StatusText.h"
 #include "tests/support/TemporaryFolder.h"
 #include "tests/unit/features/jobs/Commands.h"
 #include "tests/unit/features/jobs/firmware/FirmwareCommands.h"
@@ -17,16 +18,12 @@ using namespace ostrel::core;
 
 constexpr const char* GOOD = "0/0 Completed successfully.";
 
-std::string text(const Status& status) {
-    return std::to_string(status.getCategory()) + "/" + std::to_string(status.getCode()) + " " + status.getMessage();
-}
-
 /// What comes of reading the file; the image stays as it was unless it is good.
 std::string read(const std::string& path) {
     std::string image = "untouched";
     const Status status = readFirmwareImage(path, image);
     EXPECT_EQ(image, status.is(0, 0) ? readWholeFile(path) : "untouched");
-    return text(status);
+    return statusText(status);
 }
 
 TEST(FirmwareImage, OnlyAFileThatCanBeFirmwareIsRead) {
@@ -84,7 +81,7 @@ TEST(FirmwareImage, TheGranularityIsCheckedCaseByCase) {
         fake.expect(identify(0x01).answers(firmwareController(0x02, "FW1", c.fwug, c.mdts)));
         nvme::Drive drive(*fake.device());
         uint32_t granularity = 0;
-        const std::string outcome = text(checkFirmwareImage(drive, c.imageBytes, granularity));
+        const std::string outcome = statusText(checkFirmwareImage(drive, c.imageBytes, granularity));
         EXPECT_EQ(outcome, c.fault.empty() ? GOOD : c.fault) << c.why;
         if (c.fault.empty()) {
             EXPECT_EQ(granularity, c.granularity) << c.why;
@@ -98,7 +95,7 @@ protected:
     std::string send(size_t bytes, uint32_t granularity) {
         image_.resize(bytes);
         nvme::Drive drive(*fake_.device());
-        return text(downloadFirmware(drive, image_, granularity));
+        return statusText(downloadFirmware(drive, image_, granularity));
     }
     Expected controller() { return identify(0x01).answers(firmwareController(0x02)); }
 

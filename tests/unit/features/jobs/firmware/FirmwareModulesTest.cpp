@@ -5,6 +5,7 @@
 #include <filesystem>
 
 #include "features/jobs/firmware/FirmwareModules.h"
+#include "tests/support/StatusText.h"
 #include "tests/unit/features/jobs/firmware/ModuleFolder.h"
 
 namespace features::jobs {
@@ -18,16 +19,12 @@ const std::string NONE_FOR_IT =
 const std::string CURRENT = "10/64 The selected drive contains current firmware as of this tool release.";
 const std::string NO_MODULES = "10/71 No firmware module found.";
 
-std::string text(const Status& status) {
-    return std::to_string(status.getCategory()) + "/" + std::to_string(status.getCode()) + " " + status.getMessage();
-}
-
 /// The file of the module that is chosen, or why there is none.
 std::string chosen(const FirmwareModules& modules, const std::string& revision,
                    const std::string& model = "VELKO P100 1T") {
     const FirmwareModule* module = nullptr;
     const Status status = modules.choose(model, revision, module);
-    return status.is(0, 0) ? module->manifest.file : text(status);
+    return status.is(0, 0) ? module->manifest.file : statusText(status);
 }
 
 class FirmwareModulesTest : public testing::Test {
@@ -125,18 +122,18 @@ TEST_F(FirmwareModulesTest, AnImageIsWhatItsManifestSays) {
     const FirmwareModule* module = nullptr;
     ASSERT_EQ(modules.choose("VELKO P100", "FW1", module).getCode(), 0U);
     std::string image;
-    EXPECT_EQ(text(FirmwareModules::readImage(*module, image)), "0/0 Completed successfully.");
+    EXPECT_EQ(statusText(FirmwareModules::readImage(*module, image)), "0/0 Completed successfully.");
     EXPECT_EQ(image, "IMAGE OF FW2........");
 
     const std::string path = module->folder + "/a.bin";
     image = "untouched";
     writeWholeFile(path, "IMAGE OF FW2.......!");
-    EXPECT_EQ(text(FirmwareModules::readImage(*module, image)),
+    EXPECT_EQ(statusText(FirmwareModules::readImage(*module, image)),
               "10/73 Invalid firmware module type. '" + path +
                   "' is not the file that its manifest describes: its SHA-256 is another.");
     std::filesystem::rename(path, folder_ / "elsewhere");
     std::filesystem::create_symlink(folder_ / "elsewhere", path);
-    EXPECT_EQ(text(FirmwareModules::readImage(*module, image)),
+    EXPECT_EQ(statusText(FirmwareModules::readImage(*module, image)),
               "10/54 Failed reading a file necessary for the feature. '" + path + "': a symbolic link.");
     EXPECT_EQ(image, "untouched");
 }

@@ -8,6 +8,7 @@
 
 #include "features/jobs/logs/FileSink.h"
 #include "features/jobs/logs/LogFolder.h"
+#include "tests/support/StatusText.h"
 #include "tests/support/TemporaryFolder.h"
 
 namespace features::jobs {
@@ -15,10 +16,6 @@ namespace {
 
 using namespace ostrel::core;
 using Names = std::vector<std::string>;
-
-std::string textOf(const Status& status) {
-    return std::to_string(status.getCategory()) + "/" + std::to_string(status.getCode()) + " " + status.getMessage();
-}
 
 constexpr const char* SUCCESS = "0/0 Completed successfully.";
 
@@ -31,8 +28,8 @@ TEST(LogFolder, IsNewWhateverIsThere) {
     writeWholeFile(temporary / "S1-2", "a file of the user's");
     std::filesystem::create_directory_symlink("/nonexistent", temporary / "S1-3");
     LogFolder first, second;
-    EXPECT_EQ(textOf(LogFolder::create(temporary / "", "S1", first)), SUCCESS);
-    EXPECT_EQ(textOf(LogFolder::create(temporary / "", "S1", second)), SUCCESS);
+    EXPECT_EQ(statusText(LogFolder::create(temporary / "", "S1", first)), SUCCESS);
+    EXPECT_EQ(statusText(LogFolder::create(temporary / "", "S1", second)), SUCCESS);
     EXPECT_EQ(first.path(), temporary / "S1");
     EXPECT_EQ(second.path(), temporary / "S1-4");
     EXPECT_EQ(temporary.names(), (Names{"S1", "S1-2", "S1-3", "S1-4"}));
@@ -41,12 +38,12 @@ TEST(LogFolder, IsNewWhateverIsThere) {
 TEST(LogFolder, ReportsWhyItCannotBeMade) {
     const TemporaryFolder temporary;
     LogFolder folder;
-    EXPECT_EQ(textOf(LogFolder::create(temporary / "none", "S1", folder)),
+    EXPECT_EQ(statusText(LogFolder::create(temporary / "none", "S1", folder)),
               "10/196 Directory does not exist. '" + (temporary / "none") + "': No such file or directory.");
     writeWholeFile(temporary / "file", "");
-    EXPECT_EQ(textOf(LogFolder::create(temporary / "file", "S1", folder)),
+    EXPECT_EQ(statusText(LogFolder::create(temporary / "file", "S1", folder)),
               "10/196 Directory does not exist. '" + (temporary / "file") + "': Not a directory.");
-    EXPECT_EQ(textOf(LogFolder::create("/proc", "S1", folder)),
+    EXPECT_EQ(statusText(LogFolder::create("/proc", "S1", folder)),
               "10/194 Failed to create directory. '/proc/S1': No such file or directory.");
 }
 
@@ -54,8 +51,8 @@ TEST(LogFolder, WritesNewFilesAlone) {
     const TemporaryFolder temporary;
     LogFolder folder;
     ASSERT_TRUE(LogFolder::create(temporary / "", "S1", folder).is(0, 0));
-    EXPECT_EQ(textOf(folder.write("a.bin", bytes("first"))), SUCCESS);
-    EXPECT_EQ(textOf(folder.write("a.bin", bytes("second"))),
+    EXPECT_EQ(statusText(folder.write("a.bin", bytes("first"))), SUCCESS);
+    EXPECT_EQ(statusText(folder.write("a.bin", bytes("second"))),
               "1/17 Unable to write " + (temporary / "S1/a.bin") + ": File exists");
     EXPECT_EQ(readWholeFile(temporary / "S1/a.bin"), "first");
     EXPECT_EQ(std::filesystem::status(temporary / "S1").permissions(), std::filesystem::perms::owner_all);
@@ -63,7 +60,7 @@ TEST(LogFolder, WritesNewFilesAlone) {
               std::filesystem::perms::owner_read | std::filesystem::perms::owner_write);
     writeWholeFile(temporary / "victim", "precious");
     std::filesystem::create_symlink(temporary / "victim", temporary / "S1/b.bin");
-    EXPECT_EQ(textOf(folder.write("b.bin", bytes("third"))),
+    EXPECT_EQ(statusText(folder.write("b.bin", bytes("third"))),
               "1/17 Unable to write " + (temporary / "S1/b.bin") + ": File exists");
     EXPECT_EQ(readWholeFile(temporary / "victim"), "precious");
 }
@@ -76,8 +73,8 @@ TEST(LogFolder, AFileIsThereOnceItIsFinished) {
         UserFile file;
         ASSERT_TRUE(folder.createFile("a.bin", file).is(0, 0));
         FileSink log(file);
-        EXPECT_EQ(textOf(log.begin(3)), SUCCESS);
-        EXPECT_EQ(textOf(log.add(reinterpret_cast<const uint8_t*>("abc"), 3)), SUCCESS);
+        EXPECT_EQ(statusText(log.begin(3)), SUCCESS);
+        EXPECT_EQ(statusText(log.add(reinterpret_cast<const uint8_t*>("abc"), 3)), SUCCESS);
     }
     EXPECT_TRUE(std::filesystem::is_empty(temporary / "S1"));
 }
@@ -87,12 +84,12 @@ TEST(FileSink, ALogThatIsReadAgainReplacesItself) {
     UserFile file;
     ASSERT_TRUE(file.open(temporary / "a.bin").is(0, 0));
     FileSink log(file);
-    EXPECT_EQ(textOf(log.begin(6)), SUCCESS);
-    EXPECT_EQ(textOf(log.add(reinterpret_cast<const uint8_t*>("abcdef"), 6)), SUCCESS);
-    EXPECT_EQ(textOf(log.begin(2)), SUCCESS);
-    EXPECT_EQ(textOf(log.add(reinterpret_cast<const uint8_t*>("xy"), 2)), SUCCESS);
+    EXPECT_EQ(statusText(log.begin(6)), SUCCESS);
+    EXPECT_EQ(statusText(log.add(reinterpret_cast<const uint8_t*>("abcdef"), 6)), SUCCESS);
+    EXPECT_EQ(statusText(log.begin(2)), SUCCESS);
+    EXPECT_EQ(statusText(log.add(reinterpret_cast<const uint8_t*>("xy"), 2)), SUCCESS);
     EXPECT_EQ(log.bytes(), 2u);
-    EXPECT_EQ(textOf(file.finish()), SUCCESS);
+    EXPECT_EQ(statusText(file.finish()), SUCCESS);
     EXPECT_EQ(readWholeFile(temporary / "a.bin"), "xy");
 }
 
@@ -100,7 +97,7 @@ TEST(FileSink, RefusesALogThatTheFileSystemHasNoRoomFor) {
     const TemporaryFolder temporary;
     UserFile file;
     ASSERT_TRUE(file.open(temporary / "a.bin").is(0, 0));
-    EXPECT_EQ(textOf(FileSink(file).begin(uint64_t{1} << 60)),
+    EXPECT_EQ(statusText(FileSink(file).begin(uint64_t{1} << 60)),
               "1/28 Unable to write " + (temporary / "a.bin") + ": No space left on device");
 }
 

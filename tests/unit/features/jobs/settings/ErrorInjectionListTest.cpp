@@ -2,6 +2,7 @@
 
 #include "features/jobs/settings/ErrorInjectionList.h"
 #include "ostrel/core/Strings.h"
+#include "tests/support/StatusText.h"
 #include "tests/support/TemporaryFolder.h"
 
 namespace features::jobs {
@@ -11,9 +12,7 @@ using namespace ostrel::core;
 
 /// "type enabled once reads" of each entry, or "10/253 message".
 std::string text(const Status& status, const std::vector<ErrorInjection>& entries) {
-    if (!status.is(0, 0))
-        return std::to_string(status.getCategory()) + "/" + std::to_string(status.getCode()) + " " +
-               status.getMessage();
+    if (!status.is(0, 0)) return statusText(status);
     std::string lines;
     for (const ErrorInjection& entry : entries) {
         lines += std::to_string(entry.type) + (entry.enabled ? " on" : " off") + (entry.once ? " once " : " always ") +

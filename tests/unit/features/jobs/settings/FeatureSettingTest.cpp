@@ -5,6 +5,7 @@
 #include "features/jobs/settings/FeatureSetting.h"
 #include "features/nvme/Opcodes.h"
 #include "features/nvme/VelkoFeatures.h"
+#include "tests/support/StatusText.h"
 #include "tests/unit/features/jobs/Commands.h"
 #include "tests/unit/features/jobs/SetCommands.h"
 
@@ -24,14 +25,10 @@ constexpr uint32_t CHANGEABLE = 0x4;
 constexpr uint16_t INVALID_FIELD = 0x4002;
 constexpr uint16_t NOT_SAVEABLE = 0x410D;
 
-std::string textOf(const Status& status) {
-    return std::to_string(status.getCategory()) + "/" + std::to_string(status.getCode()) + " " + status.getMessage();
-}
-
 /// Interrupt Coalescing, of which the time is bits 15:8 and the threshold bits 7:0.
 std::string setTime(FakeDrive& drive, uint32_t value) {
     nvme::Drive opened(*drive.device());
-    return textOf(setFeatureField(opened, settableField(nvme::findFeatureField("AggregationTime")), value));
+    return statusText(setFeatureField(opened, settableField(nvme::findFeatureField("AggregationTime")), value));
 }
 
 FakeDrive& withSave(FakeDrive& drive, uint32_t current, uint32_t capabilities) {
@@ -104,13 +101,13 @@ TEST(FeatureSetting, AValueThatReadsDifferentlyIsAFailureThatNamesBoth) {
     expectSet(warm, 0x04, 0x0157, 0x0143, 0x0157);
     nvme::Drive opened(*warm.device());
     EXPECT_EQ(
-        textOf(setFeatureField(opened, settableField(nvme::findFeatureField("TempThreshold")), 0x0143)),
+        statusText(setFeatureField(opened, settableField(nvme::findFeatureField("TempThreshold")), 0x0143)),
         "10/164 Configuration update failed. Drive S1 (/dev/nvme0) accepted TempThreshold 50 C and reports 70 C.");
     FakeDrive ocp;
     expectSet(ocp, 0xC6, 15, 0x001E0000, 15);
     nvme::Drive openedOcp(*ocp.device());
     EXPECT_EQ(
-        textOf(setFeatureField(openedOcp, settableOcpField(0xC6), 30)),
+        statusText(setFeatureField(openedOcp, settableOcpField(0xC6), 30)),
         "10/164 Configuration update failed. Drive S1 (/dev/nvme0) accepted PLPCheckInterval 30 minutes and reports "
         "15 minutes.");
 }
@@ -167,14 +164,14 @@ TEST(FeatureSetting, SaysOfWhatLinuxSetsThatItIsSetAgainEvenWhereItIsSaved) {
         .expect(getFeature(0x0B, 2).completes(0x0500));
     nvme::Drive opened(*drive.device());
     const auto field = settableField(nvme::findFeatureField("TelemetryLogNoticesConfiguration"));
-    EXPECT_EQ(textOf(setFeatureField(opened, field, 1)), UNTIL_LINUX);
+    EXPECT_EQ(statusText(setFeatureField(opened, field, 1)), UNTIL_LINUX);
 }
 
 TEST(FeatureSetting, SaysNothingOfAFeatureThatKeepsItsValueByItself) {
     FakeDrive drive;
     expectSet(drive, 0xC9, 0x00328822, 0x01328822, 0x01328822);
     nvme::Drive opened(*drive.device());
-    EXPECT_EQ(textOf(setFeatureField(opened, settableField(nvme::findVelkoFeatureField("IdleState")), 1)), SAVED);
+    EXPECT_EQ(statusText(setFeatureField(opened, settableField(nvme::findVelkoFeatureField("IdleState")), 1)), SAVED);
 }
 
 TEST(FeatureSetting, BitsThatAreNotKeptCountNeitherInWhatIsWrittenNorInWhatIsSaved) {
@@ -187,8 +184,9 @@ TEST(FeatureSetting, BitsThatAreNotKeptCountNeitherInWhatIsWrittenNorInWhatIsSav
         .expect(getFeature(0xC6).completes(0x000C0A02))
         .expect(getFeature(0xC6, 2).completes(0x000C0A02));
     nvme::Drive opened(*drive.device());
-    EXPECT_EQ(textOf(setFeatureField(opened, settableField(nvme::findVelkoFeatureField("PowerGovernorMode"), 0), 2)),
-              SAVED);
+    EXPECT_EQ(
+        statusText(setFeatureField(opened, settableField(nvme::findVelkoFeatureField("PowerGovernorMode"), 0), 2)),
+        SAVED);
 }
 
 }  // namespace

@@ -10,6 +10,7 @@
 #include <filesystem>
 #include <thread>
 
+#include "tests/support/StatusText.h"
 #include "tests/unit/features/simulator/SimulatedDrive.h"
 
 using features::simulator::Controller;
@@ -25,9 +26,7 @@ protected:
     std::string failure() {
         reopen();
         features::simulator::CompletionEntry completion;
-        const Status status = controller->execute(admin(0x06, 0, 1), data, completion);
-        std::string text =
-            std::to_string(status.getCategory()) + "/" + std::to_string(status.getCode()) + " " + status.getMessage();
+        std::string text = statusText(controller->execute(admin(0x06, 0, 1), data, completion));
         for (size_t at = text.find(path()); at != std::string::npos; at = text.find(path())) {
             text.replace(at, path().size(), "DRIVE");
         }

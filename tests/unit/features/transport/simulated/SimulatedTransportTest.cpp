@@ -12,6 +12,7 @@
 #include "features/transport/simulated/SimulatedNvmePath.h"
 #include "ostrel/core/AttributeVocabulary.h"
 #include "ostrel/core/Device.h"
+#include "tests/support/StatusText.h"
 #include "tests/support/TemporaryFolder.h"
 
 using namespace ostrel::core;
@@ -236,10 +237,6 @@ TEST_F(SimulatedTransport, Resets) {
 }
 
 TEST_F(SimulatedTransport, AFolderThatPassedToAnotherDriveIsNotChanged) {
-    const auto text = [](const Status& status) {
-        return std::to_string(status.getCategory()) + "/" + std::to_string(status.getCode()) + " " +
-               status.getMessage();
-    };
     NvmeCommand setFeature(Queue::ADMIN, 0x09, "Set Features");
     setFeature.cdw10 = 0x02;
     setFeature.cdw11 = 1;
@@ -257,9 +254,9 @@ TEST_F(SimulatedTransport, AFolderThatPassedToAnotherDriveIsNotChanged) {
                              root +
                              "/two is now that of serial number C (model VELKO Simulated NVMe SSD, subsystem "
                              "nqn.2026-01.com.velko.nimbrel:simulated:C).";
-    EXPECT_EQ(text(path.send(setFeature, {}, {}).status), gone);
+    EXPECT_EQ(statusText(path.send(setFeature, {}, {}).status), gone);
     for (const HostRequest request : {HostRequest::RESET_CONTROLLER, HostRequest::RESET_SUBSYSTEM})
-        EXPECT_EQ(text(path.send(HostCommand(request), {}, {}).status), gone);
+        EXPECT_EQ(statusText(path.send(HostCommand(request), {}, {}).status), gone);
     const CommandResult result = path.send(getFeature, {}, {});
     ASSERT_TRUE(result.status.is(0, 0)) << "reading goes on";
     EXPECT_EQ(dynamic_cast<const Completion&>(*result.protocolResult).dword0, 0U) << "the other drive is as it was";
@@ -267,8 +264,8 @@ TEST_F(SimulatedTransport, AFolderThatPassedToAnotherDriveIsNotChanged) {
         root + "/two", clock, [](std::chrono::milliseconds) {}, locks);
     const std::string unidentified = "10/33 Failed to retrieve data from selected device. The drive of " + root +
                                      "/two cannot be identified, so that it is not changed.";
-    EXPECT_EQ(text(unknown.send(setFeature, {}, {}).status), unidentified);
-    EXPECT_EQ(text(unknown.send(HostCommand(HostRequest::LOCK_DRIVE), {}, {}).status), unidentified);
+    EXPECT_EQ(statusText(unknown.send(setFeature, {}, {}).status), unidentified);
+    EXPECT_EQ(statusText(unknown.send(HostCommand(HostRequest::LOCK_DRIVE), {}, {}).status), unidentified);
 }
 
 TEST_F(SimulatedTransport, TheLockIsThatOfTheSubsystem) {

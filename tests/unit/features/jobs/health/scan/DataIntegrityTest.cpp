@@ -9,6 +9,7 @@
 
 #include "features/jobs/health/scan/DataIntegrity.h"
 #include "ostrel/core/Payload.h"
+#include "tests/support/StatusText.h"
 #include "tests/support/TemporaryFolder.h"
 
 namespace features::jobs {
@@ -17,10 +18,6 @@ namespace {
 using ostrel::core::Status;
 
 constexpr uint64_t UNIT = PatternFile::UNIT_BYTES;
-
-std::string textOf(const Status& status) {
-    return std::to_string(status.getCategory()) + "/" + std::to_string(status.getCode()) + " " + status.getMessage();
-}
 
 /// A block of the file takes the place of another; both on block boundaries, since the file may be written directly.
 void copyBlock(int file, uint64_t from, uint64_t to) {
@@ -33,13 +30,13 @@ TEST(PatternFile, ComesBackAsItWasWrittenAndHasNoName) {
     const TemporaryFolder folder;
     PatternFile file(0);
     ASSERT_TRUE(file.create(folder / "").is(0, 0));
-    EXPECT_EQ(textOf(file.write(3 * UNIT)), "0/0 Completed successfully.");
+    EXPECT_EQ(statusText(file.write(3 * UNIT)), "0/0 Completed successfully.");
     EXPECT_EQ(folder.names(), std::vector<std::string>());
     struct stat properties = {};
     ASSERT_EQ(::fstat(file.descriptor(), &properties), 0);
     EXPECT_EQ(properties.st_size, static_cast<off_t>(3 * UNIT));
     PatternFile::Comparison comparison;
-    EXPECT_EQ(textOf(file.compare(comparison)), "0/0 Completed successfully.");
+    EXPECT_EQ(statusText(file.compare(comparison)), "0/0 Completed successfully.");
     EXPECT_EQ(comparison.blocks, 0U);
 }
 
@@ -52,7 +49,7 @@ TEST(PatternFile, EveryBlockThatDiffersIsCounted) {
     copyBlock(file.descriptor(), 0, UNIT + 8192);
     copyBlock(file.descriptor(), 4096, UNIT - 4096);
     PatternFile::Comparison comparison;
-    EXPECT_EQ(textOf(file.compare(comparison)), "0/0 Completed successfully.");
+    EXPECT_EQ(statusText(file.compare(comparison)), "0/0 Completed successfully.");
     EXPECT_EQ(comparison.blocks, 2U);
     EXPECT_EQ(comparison.first, UNIT - 4096);
 }
@@ -79,23 +76,23 @@ TEST(PatternFile, AFileThatEndsEarlyIsUnreadableThere) {
     ASSERT_TRUE(file.write(UNIT).is(0, 0));
     ASSERT_EQ(::ftruncate(file.descriptor(), static_cast<off_t>(UNIT - 8192)), 0);
     PatternFile::Comparison comparison;
-    EXPECT_EQ(textOf(file.compare(comparison)), "0/0 Completed successfully.");
+    EXPECT_EQ(statusText(file.compare(comparison)), "0/0 Completed successfully.");
     EXPECT_EQ(comparison.blocks, 2U);
     EXPECT_EQ(comparison.first, UNIT - 8192);
 }
 
 TEST(PatternFile, AFolderThatIsNotThereIsReported) {
     PatternFile file(0);
-    EXPECT_EQ(textOf(file.create("/nonexistent/folder")),
+    EXPECT_EQ(statusText(file.create("/nonexistent/folder")),
               "10/104 Unable to create file. Cannot create a file in /nonexistent/folder: No such file or directory.");
-    EXPECT_EQ(textOf(file.create("/dev/null")),
+    EXPECT_EQ(statusText(file.create("/dev/null")),
               "10/104 Unable to create file. Cannot create a file in /dev/null: Not a directory.");
 }
 
 TEST(DataIntegrity, WritesAndReadsWholeUnits) {
     const TemporaryFolder folder;
     const DataIntegrityResult result = checkDataIntegrity(folder / "", 2 * UNIT + 5);
-    EXPECT_EQ(textOf(result.failure), "0/0 Completed successfully.");
+    EXPECT_EQ(statusText(result.failure), "0/0 Completed successfully.");
     EXPECT_EQ(result.bytes, 2 * UNIT);
     EXPECT_EQ(result.mismatches, 0U);
     EXPECT_EQ(folder.names(), std::vector<std::string>());
@@ -105,10 +102,10 @@ TEST(DataIntegrity, LessThanAUnitIsNoCheck) {
     const TemporaryFolder folder;
     const DataIntegrityResult result = checkDataIntegrity(folder / "x/..", UNIT - 1);
     EXPECT_EQ(result.bytes, 0U);
-    EXPECT_EQ(textOf(result.failure), "10/54 Failed reading a file necessary for the feature. " + (folder / "x/..") +
-                                          ": No such file or directory.");
+    EXPECT_EQ(statusText(result.failure), "10/54 Failed reading a file necessary for the feature. " +
+                                              (folder / "x/..") + ": No such file or directory.");
     EXPECT_EQ(
-        textOf(checkDataIntegrity(folder / "", UNIT - 1).failure),
+        statusText(checkDataIntegrity(folder / "", UNIT - 1).failure),
         "10/100 Selected Partition does not have enough free space for this feature. There is no room for a file in " +
             (folder / "") + ".");
 }
