@@ -11,7 +11,7 @@
 namespace cli {
 
 /// The one binding of the process to the feature library, which does all work on drives: finds it, loads it, hands
-/// over log and adapter paths, carries requests, and closes it at exit. FeatureLibrary.h tells what a library offers.
+/// over log and adapter paths, carries requests, and closes it at exit. FeatureLibrary.h is its interface.
 ///
 /// The library runs as root: a file is loaded only when no other user can change it (ostrel::core::TrustedFile).
 ///
@@ -36,7 +36,7 @@ public:
     /// What went wrong when the library was loaded; null when all is well, and at every further call.
     std::unique_ptr<framework::ResultBase> takeLoadError();
 
-    /// Sends a request and waits for the response; see exchange(), which tells about errors too.
+    /// Sends a request and waits for the response; see exchange(), which describes the errors too.
     std::unique_ptr<framework::ResultBase> sendRequest(const ostrel::core::xml::XmlObject& request,
                                                        std::string& responseText, ostrel::core::Status& status);
     /// The same, with the response as a tree.
@@ -44,7 +44,7 @@ public:
                                                        std::unique_ptr<ostrel::core::xml::XmlElement>& response,
                                                        ostrel::core::Status& status);
 
-    /// Tells the library to write no log, if the configuration says so.
+    /// Has the library write no log, if the configuration says so.
     void disableLoggerIfOff();
 
     /// Writes to the debug log which files were passed over when the library was looked for: the log opens later.

@@ -35,8 +35,8 @@ struct FeatureLibraryFunctions {
 std::unique_ptr<framework::ResultBase> exchange(const FeatureLibraryFunctions& library,
                                                 const ostrel::core::xml::XmlObject& request, std::string& responseText,
                                                 ostrel::core::Status& status);
-/// The same for whoever wants the tree and not the text: a large response is parsed once, and each form of it lives
-/// only until the next one is there.
+/// The same for a caller that needs the tree and not the text: a large response is parsed once, and each form of it
+/// lives only until the next one is there.
 std::unique_ptr<framework::ResultBase> exchange(const FeatureLibraryFunctions& library,
                                                 const ostrel::core::xml::XmlObject& request,
                                                 std::unique_ptr<ostrel::core::xml::XmlElement>& response,

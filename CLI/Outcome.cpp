@@ -27,7 +27,7 @@ Outcome render(const ResultBase& result) {
     return outcome;
 }
 
-/// Nobody is left to tell when this fails too.
+/// When this fails too, the error cannot be reported anywhere.
 void complain(int error) {
     for (const std::string_view part : {std::string_view("Cannot write to standard output: "),
                                         std::string_view(std::strerror(error)), std::string_view("\n")}) {
@@ -51,7 +51,7 @@ Outcome outcomeOf(const std::function<std::unique_ptr<ResultBase>()>& work) {
 }
 
 int deliver(const Outcome& outcome, int fileDescriptor) {
-    // Notices that went out during the work stand before the result.
+    // Notices that were printed during the work come before the result.
     const bool noticesAreOut = static_cast<bool>(std::cout.flush());
     int error = ostrel::core::writeFully(fileDescriptor, outcome.output);
     if (error == 0 && !noticesAreOut) error = EIO;

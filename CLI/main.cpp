@@ -27,7 +27,7 @@ cli::Outcome refuseOrdinaryUser(const std::string& exeName) {
     return {static_cast<int>(status.getCode()), exeName + " " + status.getMessage() + "\n"};
 }
 
-/// Every argument with a blank behind it.
+/// Every argument, followed by a blank.
 std::string joined(const std::vector<std::string>& arguments) {
     std::string text;
     for (const std::string& argument : arguments) text += argument + " ";

@@ -23,7 +23,7 @@ class SystemFeature;
 inline constexpr char TOOL_DIRECTORY[] = "/opt/velko/nimbrel/";
 
 /// The path of the configuration file. The first call in a process loads the file into the SystemFeature. When that
-/// gives an error, its text is printed and the process ends with its code as exit status: no call comes back with a
+/// gives an error, its text is printed and the process ends with its code as exit status: no call returns with a
 /// bad file.
 const std::string& getConfigPath();
 
@@ -43,7 +43,7 @@ std::unique_ptr<framework::ErrorResult> readConfigText(const std::string& path, 
 /// What a text from such a file holds; null as for readConfigFile(). Main thread only: it knows the last text.
 std::unique_ptr<ostrel::core::AttributeList> parseConfigText(const std::string& text);
 
-/// Writes the file anew. False, and the old file as it was, when that fails or when the file would not be valid.
+/// Rewrites the file. False, and the old file as it was, when that fails or when the file would not be valid.
 bool writeConfigFile(const ostrel::core::AttributeList& settings, const std::string& path);
 
 }  // namespace cli::system

@@ -56,7 +56,7 @@ constexpr CommandRow COMMANDS[] = {
 };
 // clang-format on
 
-// Served, but in nobody's grammar: this setting is only changed by editing the file.
+// Served, but not in the grammar: this setting is only changed by editing the file.
 constexpr std::int32_t COMMAND_SET_ENABLE_LSI_ADAPTER = 3;
 
 // The setting that a command sets; null for a command that sets none.
@@ -143,7 +143,7 @@ std::unique_ptr<ResultBase> SystemFeature::show(const ParsedCommand& parsedComma
     std::vector<std::string> displayList(std::begin(DEFAULT_DISPLAY_LIST), std::end(DEFAULT_DISPLAY_LIST));
     const auto display = parsedCommand.options.find(OPTION_DISPLAY.name);
     const bool isUsersList = display != parsedCommand.options.end();
-    // The core's split: it does not trim, so a blank behind a comma belongs to the name.
+    // The core's split: it does not trim, so a blank after a comma belongs to the name.
     if (isUsersList) displayList = ostrel::core::split(display->second, ',');
 
     PropertyListResult properties;

@@ -48,8 +48,8 @@ constexpr PartRow LOG_PAGE_OFFSET{"LogPageOffset", PART_OPTIONAL, "(int)",
     "Specifies the desired offset (DWORD12, DWORD13) of the log."};
 constexpr PartRow NUM_DWORDS{"NumDWORDs", PART_OPTIONAL, "(int)", "Specifies the number of requested dwords."};
 
-// The whole vocabulary: adding a command is adding a row. Rows stand in the order of their ids, in which the framework
-// considers them. The texts are shown as they stand, misspellings included: scripts and documents know them so.
+// The whole vocabulary: adding a command is adding a row. Rows are in the order of their ids, in which the framework
+// considers them. The texts are shown as they are, misspellings included: scripts and documents know them so.
 constexpr CommandRow COMMANDS[] = {
     // id  name                           verb      {flow, job, what else it sends, attribute that it sets, what shows its outcome}
     //  options, targets

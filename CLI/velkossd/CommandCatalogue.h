@@ -29,7 +29,7 @@ struct CommandAction {
                                     ///< empty where it is the drive's properties.
 };
 
-/// One command: what the user can type, what help says about it, and how it runs. The lists stand in the order in which
+/// One command: what the user can type, what help says about it, and how it runs. The lists are in the order in which
 /// help shows them and end at the first entry that is null or has no name; -help, which every command takes first, is
 /// not repeated.
 ///

@@ -2,13 +2,13 @@
 
 #include "CLI/velkossd/PartRow.h"
 
-/// The targets of the storage commands. One that several commands take is one constant, so a help text stands once; a
-/// word that means different things to different commands is a constant for each meaning.
+/// The targets of the storage commands. One that several commands take is one constant, so a help text is written once;
+/// a word that means different things to different commands is a constant for each meaning.
 namespace cli::velkossd::targets {
 
 // clang-format off
 
-// The drive: required or optional as a target, its value likewise.
+// The drive: required or optional as a target, and so is its value.
 inline constexpr PartRow VELKOSSD                {"-velkossd", PART_REQUIRED, "Index|SerialNumber|PhysicalPath",
         "Device index or serial number or physical path is required."};
 inline constexpr PartRow VELKOSSD_OR_ALL         {"-velkossd", PART_REQUIRED, optionalValue("Index|SerialNumber|PhysicalPath"),

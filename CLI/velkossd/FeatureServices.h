@@ -24,7 +24,7 @@ public:
     /// Why the feature library could not be loaded; null when it could, and after the first call.
     virtual FlowResult takeLoadError() = 0;
 
-    /// Tells the library to stop logging when the configuration turns the log off.
+    /// Has the library stop logging when the configuration turns the log off.
     virtual void disableLoggerIfOff() = 0;
 
     /// The configured folder of further firmware modules; empty when there is none.

@@ -32,7 +32,7 @@ constexpr ValueTest MUST_BE_SLOT{ostrel::core::isInteger, "Invalid slot number."
 constexpr ArgumentRule ACTIVATION_SLOT[] = {{attributes::firmwareSlot, MUST_BE_SLOT}};
 constexpr ArgumentRule ACTIVATION_ACTION[] = {{attributes::commitAction, MUST_BE_SLOT}};
 
-/// What the pre-check wants to know of a drive. Empty where the response does not tell it exactly once.
+/// What the pre-check wants to know of a drive. Empty where the response does not contain it exactly once.
 struct Component {
     std::string index;
     std::string serialNumber;

@@ -20,7 +20,7 @@ namespace cli::velkossd {
 struct PartRow;
 
 /// What every flow works with: the user, the drive that was named, and the library. One for the life of the process: it
-/// remembers the module directories that requests have told of.
+/// remembers the module directories that requests have named.
 ///
 /// Ownership: the services stay the caller's.
 /// Threads:   the main thread only.

@@ -19,7 +19,7 @@ using GivenParts = std::map<std::string, std::string>;
 
 /// The value of a word, null when the word is not on the command line. A word without a value has an empty one.
 const std::string* findGiven(const GivenParts& given, const std::string& word);
-/// Likewise, where a word that is missing and one without a value are the same.
+/// The same, where a word that is missing and one without a value are the same.
 const std::string& valueOf(const GivenParts& given, const std::string& word);
 
 // What a value may be, beside the tests of ostrel/core/Strings.h.
@@ -27,7 +27,7 @@ bool isTrueOrFalse(std::string_view value);  ///< as words, ignoring case: "0" a
 bool isIntegerOrHex(std::string_view value);
 bool isNotEmpty(std::string_view value);
 
-/// What a value must be before it goes out, and what the user is told of one that is not. The complaint is a printf
+/// What a value must be before it goes out, and the error message for one that is not. The complaint is a printf
 /// format; its first %s is the word, its second the value. Without a test every value passes.
 struct ValueTest {
     bool (*accepts)(std::string_view) = nullptr;

@@ -56,7 +56,7 @@ void renderProperty(ObjectResult& result, const std::string& name, const std::st
     if (!stringsIEqual(name, HEALTH_SCAN_STATUS_CODE)) {
         result.insert(name, value);
     } else if (ostrel::core::isInteger(value)) {
-        result.setErrorCode(toErrorCode(value));  // how a health scan tells its outcome to scripts
+        result.setErrorCode(toErrorCode(value));  // how a health scan reports its outcome to scripts
     }
 }
 
@@ -72,7 +72,7 @@ void renderProperties(ObjectResult& result, const XmlObject& element) {
 }
 
 /// In the order of the names; of equal names the last one counts, as in XmlConverter::xmlToAttributeList(). Here each
-/// value, which takes a page, is let go before the next one is made.
+/// value, which takes a page, is released before the next one is made.
 std::unique_ptr<ObjectResult> renderAttributeList(XmlObject& element) {
     std::map<std::string, std::string> textOfName;
     for (const auto& property : element.properties) {
@@ -111,7 +111,7 @@ std::unique_ptr<ObjectResult> renderObject(XmlObject& element) {
     return result;
 }
 
-/// What may stand below a root; null for a root that holds no objects of its own.
+/// What may be below a root; null for a root that holds no objects of its own.
 const std::vector<std::unique_ptr<XmlObject>>* objectsOf(const XmlElement& root) {
     if (const auto* object = dynamic_cast<const XmlObject*>(&root)) return &object->objects;
     if (const auto* message = dynamic_cast<const XmlMessage*>(&root)) return &message->objects;

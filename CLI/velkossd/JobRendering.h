@@ -27,7 +27,7 @@ std::vector<ostrel::core::xml::XmlObject*> findOutputs(ostrel::core::xml::XmlEle
 std::unique_ptr<framework::ObjectResult> render(const std::vector<std::string>& hidden,
                                                 ostrel::core::xml::XmlElement& response);
 
-/// One output object, without the hidden properties, at whatever depth they stand. The result's error code is 0 unless
+/// One output object, without the hidden properties, at any depth. The result's error code is 0 unless
 /// a status or a health scan within says otherwise; of several failures the last one counts.
 std::unique_ptr<framework::ObjectResult> renderOutput(const std::vector<std::string>& hidden,
                                                       ostrel::core::xml::XmlObject& output);

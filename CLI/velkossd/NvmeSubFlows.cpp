@@ -45,7 +45,7 @@ constexpr ArgumentRule FEATURE_NAMESPACE[] = {
 constexpr ArgumentRule SET_FEATURE_ARGUMENTS[] = {
     {attributes::dword11,                 {isHex, "DWORD11 must be a hexadecimal value."}},
     {attributes::dword12,                 {isHex, "DWORD12 must be a hexidecimal value."}},  // this one and the next
-    {attributes::dword13,                 {isHex, "DWORD13 must be a hexidecimal value."}},  // are told so, and stay so
+    {attributes::dword13,                 {isHex, "DWORD13 must be a hexidecimal value."}},  // stay misspelt
     {attributes::save,                    {isBoolean, "Save must be true or false.."}},
     {attributes::inputFile},
 };

@@ -6,7 +6,7 @@ namespace cli::velkossd {
 
 enum PartPresence : bool { PART_OPTIONAL, PART_REQUIRED };
 
-/// What stands behind a part in a usage line, and whether a part that was given must have it. A plain text is a value
+/// What follows a part in a usage line, and whether a part that was given must have it. A plain text is a value
 /// that is required.
 struct PartValue {
     // NOLINTNEXTLINE(google-explicit-constructor): a row reads better with the bare text

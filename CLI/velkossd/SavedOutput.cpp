@@ -84,7 +84,7 @@ Outcome writeTarget(const Target& target, const Fill& fill) {
     return {isSaved, verdict + target.dataName + " data to " + target.path};
 }
 
-/// The bytes that pairs of digits stand for; of an odd number of digits none.
+/// The bytes that pairs of digits represent; of an odd number of digits none.
 Status writeHex(UserFile& file, std::string_view digits) {
     if (digits.size() % 2 != 0) return Status();
     while (!digits.empty()) {
@@ -127,7 +127,7 @@ FlowResult saveOutputs(XmlElement& response, const std::string& destination, con
     for (XmlObject* output : outputs) {
         Status status;
         if (const auto failure = findFailure(*output, status)) {
-            gathered->insert("Error", *failure);  // told, and no failure of the command: the other drives are saved
+            gathered->insert("Error", *failure);  // reported, and no failure of the command: the other drives are saved
             // A status without a name is that of no drive: the library could not look for all of them.
             const bool isOfDrive = !output->getAttribute(xml::KEY_NAME).empty();
             if (!isOfDrive) gathered->setErrorCode(static_cast<int32_t>(status.getCode()));

@@ -67,7 +67,7 @@ FlowResult askUnlessForced(FlowContext& context, const framework::ParsedCommand&
 /// A line on standard output before a long wait, there at once.
 void printNotice(const std::string& notice);
 
-/// After a self-test was started: tells each drive's user how to follow it, in place of the library's message.
+/// After a self-test was started: shows for each drive how to follow it, in place of the library's message.
 void noteRunningSelfTest(framework::ObjectResult& result);
 
 }  // namespace cli::velkossd
