@@ -6,7 +6,7 @@
 
 namespace simdrive {
 
-/// The words behind a command: names, and options "--name value" (or "--name=value") in any order.
+/// The words after a command: names, and options "--name value" (or "--name=value") in any order.
 struct CommandLine {
     std::vector<std::string> names;
     std::map<std::string, std::string> options;  ///< without the dashes

@@ -8,7 +8,7 @@
 
 namespace simdrive {
 
-/// A fault by its key in the description file, and its value as it stands there.
+/// A fault by its key in the description file, and its value as it is there.
 using Fault = std::pair<std::string, std::string>;
 
 /// All kinds of faults, with the values that mean none.

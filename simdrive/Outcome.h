@@ -9,7 +9,7 @@ namespace simdrive {
 inline constexpr int EXIT_FAILED = 1;
 inline constexpr int EXIT_USAGE = 2;
 
-/// What a command leaves behind.
+/// What a command prints and returns.
 struct Outcome {
     int status = 0;
     std::string out;

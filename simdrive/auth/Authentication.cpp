@@ -163,7 +163,7 @@ Bytes Authentication::challenge() {
         explanation_ = AUTHENTICATION_FAILED;
         return failure();
     }
-    challenge_.sequence = std::max<uint32_t>(le32(sequence.data()), 1);  // 0 stands for no sequence
+    challenge_.sequence = std::max<uint32_t>(le32(sequence.data()), 1);  // 0 means no sequence
     const Bytes& value = exchange_.publicValue();
     Bytes message = header(TYPE_DH_CHAP, ID_CHALLENGE, transaction_, HEADER_BYTES + hashLength + value.size());
     message[6] = static_cast<uint8_t>(hashLength);

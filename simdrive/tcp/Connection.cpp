@@ -245,7 +245,7 @@ void Connection::answer(const Capsule& capsule, Reply reply, const std::vector<u
     if (hasData && data.size() > capsule.sglLength()) {
         reply = Reply::refusal(SCT_GENERIC, SC_DATA_SGL_LENGTH);
     } else if (hasData) {
-        // The unit's own success flag replaces the completion, when that would tell nothing more.
+        // The unit's own success flag replaces the completion, when that would hold nothing more.
         const bool isAllSaid = !queue.isFlowControlled && reply.statusField == 0 && reply.result == 0;
         putC2hData(out_, framing_, capsule.commandId(), data, isAllSaid);
         if (isAllSaid) {

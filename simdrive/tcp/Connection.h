@@ -18,7 +18,7 @@ namespace simdrive::tcp {
 class Connection;
 class FabricsController;
 
-/// Whoever carries commands out.
+/// What carries commands out.
 class CommandHandler {
 public:
     virtual ~CommandHandler() = default;

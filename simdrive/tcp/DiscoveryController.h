@@ -18,7 +18,7 @@ struct Place {
     bool isIpv6 = false;
 };
 
-/// A Discovery controller: tells hosts of the one subsystem, log page 70h.
+/// A Discovery controller: reports the one subsystem to hosts, log page 70h.
 class DiscoveryController : public FabricsController {
 public:
     DiscoveryController(uint16_t id, Place place, Host host, uint32_t keepAliveMs, uint64_t nowMs)

@@ -69,7 +69,7 @@ Reply DriveController::execute(const Capsule& capsule, bool isAdmin, std::vector
         complain(status);
         return Reply::refusal(SCT_GENERIC, SC_INTERNAL_ERROR);
     }
-    if (completion.delivery == Delivery::GONE) end();  // as if somebody had pulled the cable
+    if (completion.delivery == Delivery::GONE) end();  // as if the cable had been pulled
     if (completion.delivery != Delivery::COMPLETED) return Reply::held();
     return Reply{completion.statusField, completion.dword0 | uint64_t{completion.dword1} << 32, false,
                  completion.delayMs};

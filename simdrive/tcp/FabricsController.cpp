@@ -127,7 +127,7 @@ Reply FabricsController::setProperty(const Capsule& capsule) {
     }
     if (capsule.dword(44) != PROPERTY_NSSR) return Reply::refusal(SCT_GENERIC, SC_INVALID_FIELD);
     // Any other value has no effect. The admin queue stays: the Linux driver waits for the answer, and then disables
-    // the controller and connects anew.
+    // the controller and connects again.
     if (value == NSSR_NVME && resetSubsystem()) disable();
     return {};
 }

@@ -17,11 +17,11 @@ struct Host {
     bool operator==(const Host& other) const { return identifier == other.identifier && name == other.name; }
 };
 
-/// A controller as a host on the network sees it: what is the same whatever is behind it. It has the properties, keep
-/// alive, the held event requests and Abort; other commands go to runAdmin() and runIo(). It lives as long as the
+/// A controller as a host on the network sees it: what all kinds of controllers have in common. It has the properties,
+/// keep alive, the held event requests and Abort; other commands go to runAdmin() and runIo(). It lives as long as the
 /// association with its host.
 ///
-/// Ownership: connections are the target's, which tells of each that ends by forget().
+/// Ownership: connections are the target's, which reports each that ends by forget().
 /// Threads:   one.
 class FabricsController {
 public:

@@ -92,7 +92,7 @@ uint32_t alignedForHost(uint32_t at, const Framing& framing) {
     return (at + unit - 1) / unit * unit;
 }
 
-/// Puts a header of `headerBytes` behind `out`, zeros but for its first 8 bytes; returns where it begins.
+/// Appends a header of `headerBytes` to `out`, zeros but for its first 8 bytes; returns where it begins.
 size_t beginPdu(std::vector<uint8_t>& out, uint8_t type, uint8_t flags, uint32_t headerBytes, uint32_t dataBegin,
                 uint32_t total) {
     const size_t start = out.size();

@@ -69,17 +69,17 @@ struct Pdu {
 enum class Parse { INCOMPLETE, COMPLETE, OFFENCE };
 
 /// Reads the unit at the head of `bytes`. Only INCOMPLETE depends on how much of it has come: a unit that breaks the
-/// rules is an offence as soon as its first 8 bytes tell, and never asks for more than MOST_PDU_BYTES.
+/// rules is an offence as soon as its first 8 bytes show it, and never asks for more than MOST_PDU_BYTES.
 Parse parsePdu(const uint8_t* bytes, size_t size, const Framing& framing, Pdu& pdu, Offence& offence);
 
-// Units for the host, put behind `out`.
+// Units for the host, appended to `out`.
 
 void putIcResp(std::vector<uint8_t>& out, const Framing& framing);
 /// `entry`: the 16 bytes of a completion queue entry.
 void putCapsuleResp(std::vector<uint8_t>& out, const Framing& framing, const uint8_t* entry);
 void putR2t(std::vector<uint8_t>& out, const Framing& framing, uint16_t commandId, uint16_t tag, uint32_t offset,
             uint32_t length);
-/// The whole data of a command in one unit; `isSuccess` stands for the response capsule, which is left out then.
+/// The whole data of a command in one unit; `isSuccess` replaces the response capsule, which is left out then.
 void putC2hData(std::vector<uint8_t>& out, const Framing& framing, uint16_t commandId, const std::vector<uint8_t>& data,
                 bool isSuccess);
 /// `header`: what came of the offending unit's header; up to 128 bytes of it go back.
