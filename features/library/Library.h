@@ -10,7 +10,7 @@
 
 namespace features::library {
 
-/// The state behind the exported functions, from Load to Unload.
+/// The state of the exported functions, from Load to Unload.
 ///
 /// Errors:  none leaves as an exception; a request that could not be carried out gets an answer that says so.
 /// Threads: the tool's main thread.
@@ -18,7 +18,7 @@ class Library {
 public:
     /// Made when it is first wanted.
     static Library& instance();
-    /// Lets go of everything; instance() would begin anew.
+    /// Releases everything; instance() would begin from empty.
     static void unload() noexcept;
 
     /// Runs a request and returns the handle of its answer; null when there is no memory for any answer.

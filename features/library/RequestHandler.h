@@ -24,7 +24,7 @@ namespace features::library {
 ///     of another drive), in a request that changes drives: 10/6 with the paths to choose from. One that only shows
 ///     takes the first. The controllers of one NVM subsystem are one drive: its serial number selects one that is live.
 ///   - a drive that another process is changing, in a request that changes drives: 11/9 with the process id
-/// Every selector must lead to a drive before any of them is touched. No selector stands for all drives.
+/// Every selector must lead to a drive before any of them is touched. No selector means all drives.
 ///
 /// Where the scan for drives could not look at everything, what was found is shown, and the first output gets a status
 /// of its own, 0/39, that names path and error. A drive that is not found keeps its status, with the path and the error
@@ -60,7 +60,7 @@ private:
                                        Selection& selection);
     ostrel::core::Status selectDevice(const std::string& key, const std::string& value, Devices& devices,
                                       const Selection& selection);
-    /// The device that an index or a serial number stands for; null: none.
+    /// The device that an index or a serial number selects; null: none.
     ostrel::core::Status deviceNamed(const std::string& key, const std::string& value, bool changes,
                                      std::shared_ptr<ostrel::core::Device>& device);
     std::vector<std::string> controllersOfDrive(const std::string& devicePath) const;

@@ -10,9 +10,9 @@
 
 namespace features::nvme {
 
-/// What a completion queue entry told: the command-specific dword 0 (and 1), and the status field without the phase
-/// bit, so bits 7:0 are the Status Code, 10:8 the Status Code Type, 13 More, 14 Do Not Retry (NVMe Base Specification
-/// 1.4, figure 125).
+/// The contents of a completion queue entry: the command-specific dword 0 (and 1), and the status field without the
+/// phase bit, so bits 7:0 are the Status Code, 10:8 the Status Code Type, 13 More, 14 Do Not Retry (NVMe Base
+/// Specification 1.4, figure 125).
 class Completion : public ostrel::core::ProtocolResult {
 public:
     Completion() = default;

@@ -86,7 +86,7 @@ Status Drive::send(const NvmeCommand& command, Answer& answer, const Payload& to
     answer.completion = lastCompletion_ = *completion;
     answer.data = result.inputPayload;
     if (!completion->isSuccess()) return refusal(command, *completion);
-    // Whoever reads the data counts on its length.
+    // The caller that reads the data counts on its length.
     if (command.transfer() == Transfer::FROM_CONTROLLER && answer.data.getSize() < command.dataLength)
         return noData(command);
     return Status();
@@ -258,7 +258,7 @@ Status Drive::getFeature(const FeatureRequest& request, Select select, Answer& a
     OSTREL_TRACE();
     NvmeCommand command = featureCommand(request, OPC_GET_FEATURES, "Get Features");
     command.cdw10 |= static_cast<uint32_t>(select) << 8;
-    // Capabilities come back in dword 0 alone.
+    // Capabilities are returned in dword 0 alone.
     if (select == Select::CAPABILITIES) command.dataLength = 0;
     return send(command, answer);
 }

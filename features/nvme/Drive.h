@@ -27,7 +27,7 @@ struct LogPageRequest {
     uint16_t lsi = 0;          ///< Log Specific Identifier
     bool retainEvent = false;  ///< Retain Asynchronous Event, on every piece
     uint64_t offset = 0;
-    /// Telemetry and persistent event log: what the field is on the pieces behind the first. Creating a capture, or
+    /// Telemetry and persistent event log: what the field is on the pieces after the first. Creating a capture, or
     /// establishing a context, twice would throw the first one away.
     uint8_t lspOfFurtherPieces = 0;
 };
@@ -49,14 +49,14 @@ struct FeatureRequest {
 bool isTooMuchAtOnce(const ostrel::core::Status& status);
 
 /// A controller as the jobs see it: the operations of the NVMe Base Specification over Device::sendCommand, and what
-/// was already asked of it. Nothing is asked before somebody wants it, and the Identify Controller structure at most
+/// was already asked of it. Nothing is asked before a caller needs it, and the Identify Controller structure at most
 /// once.
 ///
 /// Ownership: the device must outlive it.
-/// Errors:    a road that failed is told with the transport's own status. A refusal by the drive is 0/25 with a message
-///            that names meaning, status code type and status code, opcode and drive; the completion in the answer
-///            tells which it was. Less data than was asked for is 10/33. Numbers that do not fit a field are 0/14, and
-///            nothing is sent.
+/// Errors:    a transport error is reported by the transport's own status. A refusal by the drive is 0/25; its
+///            message names meaning, status code type and status code, opcode and drive, and the completion in the
+///            answer shows which it was. Less data than was asked for is 10/33. Numbers that do not fit a field
+///            are 0/14, and nothing is sent.
 /// Threads:   one at a time per object; different devices side by side.
 class Drive {
 public:
@@ -72,7 +72,7 @@ public:
     ostrel::core::Status send(const NvmeCommand& command, Answer& answer,
                               const ostrel::core::Payload& toController = {});
 
-    /// The completion of the last command; all zero when its road failed. It tells why an operation was refused that
+    /// The completion of the last command; all zero after a transport error. It shows why an operation was refused that
     /// returns a status alone.
     const Completion& lastCompletion() const { return lastCompletion_; }
 

@@ -163,7 +163,7 @@ constexpr FieldRow OCP_DSSD_POWER_STATE[] = {
     keyed(key::dssdPowerState, bitsRow("PS", "DSSD Power State (watts)", 0, 6, 0)),
 };
 
-/// What Get Features tells of a feature's capabilities.
+/// What Get Features returns of a feature's capabilities.
 constexpr FieldRow CAPABILITIES[] = {
     flag("Saveable", "Can be saved", 0, 0),
     flag("Namespace Specific", "Each namespace has its own", 0, 1),

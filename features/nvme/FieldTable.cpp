@@ -99,7 +99,7 @@ size_t unitAt(const std::string& description) {
     return description.empty() || description.back() != ')' ? std::string::npos : description.rfind(" (");
 }
 
-/// A field whose validity bit lies behind the end of the structure says nothing either.
+/// A field whose validity bit is after the end of the structure says nothing either.
 bool isValid(const FieldRow& row, const uint8_t* data, std::size_t size) {
     if (row.validityBit < 0) return true;
     const auto position = static_cast<std::size_t>(row.validityBit);

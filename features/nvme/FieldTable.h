@@ -39,7 +39,7 @@ struct Word {
 /// One field of a structure, or some bits of one: where it is and how it is shown.
 ///
 /// Names and descriptions become keys of every output format, XML among them: letters, digits, blanks and "-_./()"
-/// alone, a letter first. A unit stands in brackets at the end of the description, and is shown after the value.
+/// alone, a letter first. A unit is in brackets at the end of the description, and is shown after the value.
 struct FieldRow {
     const char* name;  ///< the standard's short name; bits of a field bear the field's name in front
     const char* description;
@@ -50,7 +50,7 @@ struct FieldRow {
     // The rest is set by the functions below.
     uint8_t high = 63;  ///< the bits that count, in the number of `width` bytes
     uint8_t low = 0;
-    const Word* words = nullptr;  ///< numbers that are told in words
+    const Word* words = nullptr;  ///< numbers that are shown as words
     int32_t validityBit = -1;     ///< of the structure, counted from its first; where it is clear the field is unset
     ostrel::core::Attribute (*key)() = nullptr;  ///< its name takes the place of `name`
 };
@@ -73,7 +73,7 @@ constexpr FieldRow word(const char* name, const char* description, uint16_t offs
                         const Word* words) {
     return bitsRow(name, description, offset, high, low, Format::WORD, words);
 }
-/// The numbers in `words` are told in words.
+/// The numbers in `words` are shown as words.
 constexpr FieldRow inWords(const Word* words, FieldRow row) {
     row.words = words;
     return row;

@@ -19,7 +19,7 @@ inline constexpr size_t IDENTIFY_BYTES = 4096;
 FieldTree decodeIdentifyController(const ostrel::core::Payload& data);
 /// CNS 00h and 11h.
 FieldTree decodeIdentifyNamespace(const ostrel::core::Payload& data, uint32_t nsid);
-/// CNS 03h. A descriptor that runs over the end is told and ends the list.
+/// CNS 03h. A descriptor that runs over the end is reported and ends the list.
 FieldTree decodeNamespaceDescriptors(const ostrel::core::Payload& data, uint32_t nsid);
 /// CNS 02h and 10h: the identifiers up to the first zero.
 std::vector<uint32_t> decodeNamespaceList(const ostrel::core::Payload& data);

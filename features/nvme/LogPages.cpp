@@ -29,7 +29,7 @@ uint64_t aggregateLength(const ControllerCapabilities&, const uint8_t* head) {
     return roundedUpToDword(8 + 2 * std::min(le64(head), MOST_IDENTIFIERS));
 }
 
-/// The head tells how many groups there are, but not how many namespaces they hold: the most that the controller takes.
+/// The head gives how many groups there are, but not how many namespaces they hold: the most that the controller takes.
 uint64_t anaLength(const ControllerCapabilities& controller, const uint8_t* head) {
     return 16 + uint64_t{32} * le16(head + 8) + uint64_t{4} * controller.mostNamespaces();
 }

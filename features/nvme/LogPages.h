@@ -16,7 +16,7 @@ struct LogPageRow {
     const char* shortName;
     /// Null: every controller has it.
     bool (ControllerCapabilities::*isSupported)() const;
-    /// The bytes that are read: the whole page, or the head that tells the length of the whole.
+    /// The bytes that are read: the whole page, or the head that holds the length of the whole.
     uint32_t lengthBytes;
     /// The length of the whole page, a multiple of 4 (`head`: the first lengthBytes bytes); null: that is lengthBytes.
     uint64_t (*wholeLength)(const ControllerCapabilities& controller, const uint8_t* head);

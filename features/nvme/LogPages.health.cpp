@@ -1,4 +1,4 @@
-// The logs that tell how a drive does: SMART / Health, Endurance Group Information, and OCP's extension.
+// The logs of a drive's health: SMART / Health, Endurance Group Information, and OCP's extension.
 
 #include "features/nvme/LogPages.h"
 

@@ -1,4 +1,4 @@
-// The logs that tell what a drive went through: errors, firmware, self-tests, sanitize operations, telemetry, events.
+// The logs of a drive's history: errors, firmware, self-tests, sanitize operations, telemetry, events.
 
 #include "features/nvme/LogPages.h"
 
@@ -88,7 +88,7 @@ constexpr FieldRow TELEMETRY_FIELDS[] = {  // sections 5.14.1.7 and 5.14.1.8
     {"DA2LB", "Telemetry Data Area 2 Last Block (units of 512 bytes)", 10, 2, Format::DECIMAL},
     {"DA3LB", "Telemetry Data Area 3 Last Block (units of 512 bytes)", 12, 2, Format::DECIMAL},
     {"DA4LB", "Telemetry Data Area 4 Last Block (units of 512 bytes)", 16, 4, Format::DECIMAL},  // since NVMe 2.0, 0 before
-    {"THDGN", "Telemetry Host-Initiated Data Generation Number", 381, 1, Format::DECIMAL},  // likewise
+    {"THDGN", "Telemetry Host-Initiated Data Generation Number", 381, 1, Format::DECIMAL},  // the same
     {"TCDA", "Telemetry Controller-Initiated Data Available", 382, 1, Format::DECIMAL},
     {"TCDGN", "Telemetry Controller-Initiated Data Generation Number", 383, 1, Format::DECIMAL},
     {"RID", "Reason Identifier", 384, 128, Format::BYTES},
@@ -110,7 +110,7 @@ constexpr FieldRow PERSISTENT_EVENT_FIELDS[] = {  // section 5.14.1.13
     {"MN", "Model Number", 76, 40, Format::TEXT},
     {"SUBNQN", "NVM Subsystem NVMe Qualified Name", 116, 256, Format::TEXT},
     {"GNUM", "Generation Number", 372, 2, Format::DECIMAL},  // since NVMe 2.0, 0 before
-    {"RCI", "Reporting Context Information", 374, 4, Format::HEX},  // likewise
+    {"RCI", "Reporting Context Information", 374, 4, Format::HEX},  // the same
     {"SEB", "Supported Events Bitmap", 480, 32, Format::BYTES},
 };
 
@@ -186,7 +186,7 @@ FieldTree decodeSelfTest(const Payload& data) {
 
 FieldTree decodeTelemetryHeader(const Payload& data) {
     OSTREL_TRACE();
-    // Told apart in the heading: a document that shows both must not name two objects alike.
+    // Distinguished in the heading: a document that shows both must not name two objects alike.
     const uint8_t lid = data.getSize() == 0 ? 0 : data.getData()[0];
     const char* name = lid == LID_TELEMETRY_HOST         ? "Telemetry Host-Initiated Header"
                        : lid == LID_TELEMETRY_CONTROLLER ? "Telemetry Controller-Initiated Header"

@@ -15,14 +15,14 @@ inline constexpr const char* COMMAND_SET_NVME = "NVMe";
 /// The submission queue a command goes to.
 enum class Queue : uint8_t { ADMIN, IO };
 
-/// Which way the data goes. In an opcode of the NVMe Base Specification the two low bits tell it.
+/// Which way the data goes. In an opcode of the NVMe Base Specification the two low bits encode it.
 enum class Transfer : uint8_t { NONE, TO_CONTROLLER, FROM_CONTROLLER, BIDIRECTIONAL };
 
 /// One NVMe command: what a host fills of a submission queue entry (NVMe Base Specification 1.4, figure 105), without
 /// the data pointers, which are the transport's affair. Data to the controller is the payload given to
-/// Device::sendCommand; data from the controller comes back in CommandResult's input payload, `dataLength` bytes long.
+/// Device::sendCommand; data from the controller is returned in CommandResult's input payload, `dataLength` bytes long.
 ///
-/// Metadata that a Read brings beside its data, in a buffer of its own, is taken and dropped: nobody here looks at it.
+/// Metadata that a Read brings beside its data, in a buffer of its own, is taken and dropped: it is unused here.
 ///
 /// Units: dataLength and metadataLength in bytes; timeoutMs in milliseconds, 0: the path's own time-out.
 class NvmeCommand : public ostrel::core::Command {

@@ -103,7 +103,7 @@ inline constexpr uint8_t FID_NAMESPACE_WRITE_PROTECTION = 0x84;
 inline constexpr uint8_t FID_BOOT_PARTITION_WRITE_PROTECTION = 0x85;  // of NVMe 2.1
 
 /// Features of the OCP Datacenter NVMe SSD Specification 2.0. On drives without OCP's logs these identifiers are the
-/// maker's own: whoever writes one has made sure that it is OCP's.
+/// maker's own: code that writes one has made sure that it is OCP's.
 inline constexpr uint8_t FID_OCP_ERROR_INJECTION = 0xC0;
 inline constexpr uint8_t FID_OCP_CLEAR_FIRMWARE_HISTORY = 0xC1;
 inline constexpr uint8_t FID_OCP_END_OF_LIFE_MODE = 0xC2;

@@ -13,7 +13,7 @@ namespace key = ostrel::core::attributes::feature;
 
 namespace {
 
-/// What stands in the log, and so how the value goes out.
+/// What is in the log, and so how the value goes out.
 enum class Kind : uint8_t { FLAG, WARNINGS, UINT8, UINT32, COUNTER, KELVIN };
 
 struct AttributeRow {

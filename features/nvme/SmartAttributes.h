@@ -6,9 +6,9 @@
 namespace features::nvme {
 
 /// Health and performance of a drive as attributes of the vocabulary, out of its logs. All take the bytes as the
-/// controller gave them, and leave out what lies behind their end.
+/// controller gave them, and leave out what is after their end.
 ///
-/// Units stand in the attribute's description, which is shown behind the value. Counters of 128 bits are exact decimals
+/// Units are in the attribute's description, which is shown after the value. Counters of 128 bits are exact decimals
 /// of type "string". A temperature is signed; one that the drive does not report reads "not reported", as a string and
 /// without a unit.
 

@@ -8,7 +8,7 @@
 namespace features::nvme {
 
 /// A table of fields and the object of an answer that shows them: the heading without the drive, and " > " before that
-/// of a part. "*" stands for a number or a name.
+/// of a part. "*" matches a number or a name.
 struct Structure {
     std::string object;
     FieldRows rows;

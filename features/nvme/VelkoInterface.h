@@ -3,8 +3,8 @@
 #include <cstdint>
 
 /// The numbers of the vendor interface of VELKO drives, as docs/vendor-interface.md publishes it. Another maker's drive
-/// means something else by them, and so does OCP by the features C0h to C7h: whoever sends one has made sure that it is
-/// this maker's.
+/// means something else by them, and so does OCP by the features C0h to C7h: code that sends one has made sure that it
+/// is this maker's.
 namespace features::nvme {
 
 inline constexpr uint8_t FID_VELKO_MAXIMUM_LBA = 0xC1;

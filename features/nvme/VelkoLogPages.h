@@ -10,7 +10,7 @@
 namespace features::nvme {
 
 /// The maker's log pages, as docs/vendor-interface.md publishes them. Only a VELKO drive has them. Of the binary logs
-/// D3h to D7h the row stands for their header.
+/// D3h to D7h the row describes their header.
 const LogPageRow* findVelkoLogPage(uint8_t lid);
 /// By name, in which only letters and digits count, without their case.
 const LogPageRow* findVelkoLogPage(const std::string& name);

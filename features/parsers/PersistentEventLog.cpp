@@ -19,7 +19,7 @@ using ostrel::core::Payload;
 
 namespace {
 
-/// Of the log: what stands behind the field that tells the header's length does not belong to that length's 20 bytes.
+/// Of the log: what follows the field that holds the header's length does not belong to that length's 20 bytes.
 constexpr size_t HEADER_LENGTH_END = 20;
 constexpr size_t OFFSET_TNEV = 4;
 constexpr size_t OFFSET_TLL = 8;

@@ -36,7 +36,7 @@ struct PersistentEventLog {
 
 PersistentEventLog parsePersistentEventLog(const uint8_t* data, size_t size);
 
-/// The length in bytes that the log's header tells, at least that of the header itself. `header`: 512 bytes.
+/// The length in bytes that the log's header gives, at least that of the header itself. `header`: 512 bytes.
 uint64_t persistentEventLogBytes(const uint8_t* header);
 
 }  // namespace features::parsers

@@ -21,8 +21,8 @@ enum class HostRequest : uint8_t {
     USES,              ///< all that the host sees of the subsystem, each with its uses and partitions
     LOCATION,          ///< where the controller sits, and by which names the system knows its namespaces
     RESET_CONTROLLER,  ///< a controller level reset; returns when the controller answers again or the time is over
-    RESET_SUBSYSTEM,   ///< an NVM subsystem reset, likewise; 10/34 where the controller has none
-    RESCAN,            ///< look for namespaces again, and for partitions on those that nobody uses
+    RESET_SUBSYSTEM,   ///< the same by an NVM subsystem reset; 10/34 where the controller has none
+    RESCAN,            ///< look for namespaces again, and for partitions on those that are unused
     LOCK_DRIVE,        ///< take the drive's lock (DriveLock): the lock of all controllers of its subsystem
     UNLOCK_DRIVE,      ///< release it, as often as it was taken
 };
@@ -34,7 +34,7 @@ enum class UseCheck : uint8_t {
     CONTENT,  ///< what is on namespaces without any use is read: Kind::CONTENT and Kind::UNREADABLE
 };
 
-/// A request to the host's side. It travels the same road as NVMe commands, so that the jobs need no second one.
+/// A request to the host's side. It takes the same transport as NVMe commands, so that the jobs need no second one.
 ///
 /// Units: timeoutMs in milliseconds, 0: the path's own time-out.
 class HostCommand : public ostrel::core::Command {
@@ -50,7 +50,7 @@ public:
     uint32_t timeoutMs = 0;
 };
 
-/// One use of a namespace or of a part of it. What stands on top of it is followed to the end: a namespace under a md
+/// One use of a namespace or of a part of it. What is built on it is followed to the end: a namespace under a md
 /// array that holds the root file system is used by the array and holds the system.
 struct NamespaceUse {
     enum class Kind : uint8_t {

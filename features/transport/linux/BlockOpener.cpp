@@ -45,7 +45,7 @@ std::optional<dev_t> toDeviceNumber(const std::string& text) {
     return makedev(major, minor);
 }
 
-/// ENOENT also stands for a node that is another device.
+/// ENOENT also means that the node is another device.
 FileDescriptor BlockOpener::openNode(const std::string& node, dev_t number, int flags, int& error) const {
     struct stat status {};
     if (paths_.kernel->stat(node, status) < 0) {

@@ -33,7 +33,7 @@ public:
 private:
     struct Mount {
         std::string device;  ///< "259:1"
-        std::string block;   ///< the name behind the source, for file systems whose device number is their own
+        std::string block;   ///< the name after the source, for file systems whose device number is their own
         std::string point;
         std::string type;
     };

@@ -54,7 +54,7 @@ std::optional<DriveLocation> LinuxDriveSource::locate(const std::string& path, L
     const std::vector<std::string> controllers = NvmeTopology(paths_).controllers(errors);
     if (std::find(controllers.begin(), controllers.end(), name) != controllers.end())
         return DriveLocation{"/dev/" + name, {}};
-    // A partition is no name for the namespace around it: who wants to erase the one would lose the other.
+    // A partition does not name the namespace around it: who wants to erase the one would lose the other.
     if (readNumber(NvmeTopology(paths_).blockFolder(name) + "/partition", errors)) return std::nullopt;
     return name.compare(0, 2, "ng") == 0 ? locateGeneric(name, errors) : locateBlock(name, errors);
 }
@@ -62,7 +62,7 @@ std::optional<DriveLocation> LinuxDriveSource::locate(const std::string& path, L
 std::optional<DriveLocation> LinuxDriveSource::locateGeneric(const std::string& name, LookErrors& errors) const {
     OSTREL_TRACE();
     // The X of ngXnY need not be that of nvmeXnY. The kernel keeps both in one folder, of the controller or of the
-    // subsystem, and in there the Y tells which belong together.
+    // subsystem, and in there the Y shows which belong together.
     const std::string folder = parentFolder(paths_.sys + "/class/nvme-generic/" + name, errors);
     if (folder.empty()) return std::nullopt;
     const std::string suffix = name.substr(std::min(name.size(), name.find('n', 2)));

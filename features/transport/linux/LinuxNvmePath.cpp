@@ -43,7 +43,7 @@ namespace {
 constexpr uint64_t DEFAULT_TIMEOUT_SECONDS = 30;
 /// Some drives write more than they were asked for: buffers are whole pages.
 constexpr uint32_t PAGE_BYTES = 4096;
-/// How long a reset that somebody else began may stand in the way of opening a node or of a command that only reads.
+/// How long a reset that another process began may delay the opening of a node or of a command that only reads.
 constexpr milliseconds RESET_PATIENCE{10000};
 constexpr milliseconds RESET_POLL{50};
 constexpr uint32_t RESET_TIMEOUT_MS = 60000;
@@ -266,7 +266,7 @@ void LinuxNvmePath::sendNvme(const NvmeCommand& command, const Payload& payload,
     }
     std::string nodePath;
     if (!command.changesDrive()) {
-        // Whoever reads a namespace reads much of it. Should the node have come to stand for another by now, the wrong
+        // A caller that reads a namespace reads much of it. Should the node name another by now, the wrong
         // blocks are read, and nothing is lost; a command that writes looks for its namespace every time.
         int opened = -1;
         result.status = openToRead(command.nsid, opened, nodePath);
@@ -371,8 +371,8 @@ void LinuxNvmePath::sendHost(const HostCommand& command, CommandResult& result) 
     }
 }
 
-/// The kernel reads a partition table anew when the size of the disk changes, not when its content is erased. Tables of
-/// disks in use are left alone; one that cannot be read again stays as it is known, as it would without this.
+/// The kernel reads a partition table again when the size of the disk changes, not when its content is erased. Tables
+/// of disks in use are left alone; one that cannot be read again stays as it is known, as it would without this.
 void LinuxNvmePath::rescanPartitions() const {
     OSTREL_TRACE();
     const BlockUses uses(paths_, UseCheck::DESTROY);

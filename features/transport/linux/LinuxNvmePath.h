@@ -18,15 +18,15 @@ namespace features::transport {
 
 class BlockUses;
 
-/// The road to a controller through the kernel's NVMe driver: admin commands by the passthrough request of /dev/nvmeN,
-/// I/O commands by that of the namespace's node. Serves the command sets "NVMe" and "Host".
+/// The transport to a controller through the kernel's NVMe driver: admin commands by the passthrough request of
+/// /dev/nvmeN, I/O commands by that of the namespace's node. Serves the command sets "NVMe" and "Host".
 ///
 /// Ownership: the node is opened at the first command and shared by clones; it closes with the last of them. So does
 ///            that of a namespace that is read.
-/// Units:     the path's time-out stands for every command that has none of its own.
-/// Errors:    the Status speaks of the road, the completion of the drive: a command that the drive refused is a success
-///            here. What the system refused is a status of HostStatus.h. A process that waits in the kernel cannot be
-///            killed, so no command goes without a time-out.
+/// Units:     the path's time-out is that of every command that has none of its own.
+/// Errors:    the Status reports transport errors, the completion the drive's answer: a command that the drive
+///            refused is a success here. What the system refused is a status of HostStatus.h. A process that waits in
+///            the kernel cannot be killed, so no command goes without a time-out.
 /// Identity:  the name of a node may pass to another drive between the scan and the opening. Before anything that
 ///            changes the drive (NvmeCommand::changesDrive(), resets) Identify over the open node itself must show the
 ///            drive that was selected; otherwise that is 0/70 with both serial numbers, and only Identify was
@@ -78,7 +78,7 @@ private:
     HostNamespace hostNamespace(const NamespaceNode& node, bool attached, LookErrors& errors) const;
     /// The controller's state as sysfs has it; absent without errors: the controller is gone.
     std::optional<std::string> state(LookErrors& errors) const;
-    /// Whether the controller is gone or on its way out: what a failed command tells then is that, whatever it says.
+    /// Whether the controller is gone or on its way out: a failed command reports that then, whatever its own error.
     bool isLeaving() const;
     uint32_t timeoutMs(uint32_t ofCommand) const;
     std::string controllerNode() const { return paths_.dev + "/" + controller_; }

@@ -85,7 +85,7 @@ std::vector<std::string> NvmeTopology::subsystemOf(const std::string& controller
     std::vector<std::string> names = folder.empty() ? std::vector<std::string>() : listFolder(folder, errors);
     names.erase(std::remove_if(names.begin(), names.end(), [](const auto& name) { return !isControllerName(name); }),
                 names.end());
-    // An older kernel without subsystems: the controller stands alone.
+    // An older kernel without subsystems: the controller is alone.
     return names.empty() ? std::vector<std::string>{controller} : names;
 }
 

@@ -17,7 +17,7 @@ struct NamespaceNode {
     std::string block;  ///< the block device that a host uses, "nvme0n1"; the one above all paths under multipath
 };
 
-/// The controllers and namespaces of the NVMe driver, as sysfs tells them. Nothing is asked of a drive.
+/// The controllers and namespaces of the NVMe driver, as sysfs shows them. Nothing is asked of a drive.
 ///
 /// Which namespace belongs to which controller is read from the folders and links of sysfs, never from names: the X of
 /// nvmeXnY is the number of the subsystem, not of the controller, and under native multipath a controller only has
@@ -53,7 +53,7 @@ private:
     void addNodes(std::vector<std::string>& names, LookErrors& errors) const;
     /// The folder of the controller's subsystem; empty when there is none.
     std::string subsystemFolder(const std::string& controller, LookErrors& errors) const;
-    /// The namespaces that stand above all paths of the controller's subsystem, by identifier.
+    /// The namespaces above all paths of the controller's subsystem, by identifier.
     std::map<uint32_t, std::string> multipathHeads(const std::string& controller, LookErrors& errors) const;
 
     LinuxPaths paths_;

@@ -156,7 +156,7 @@ Status SimulatedNvmePath::sendHost(const HostCommand& command, CommandResult& re
     const std::lock_guard<std::mutex> lock(drive_->mutex);
     switch (command.request) {
         case HostRequest::NAMESPACES:
-        case HostRequest::USES: {  // the system does not see these namespaces: nobody uses them
+        case HostRequest::USES: {  // the system does not see these namespaces: they are unused
             std::vector<HostNamespace> found;
             Status status = attachedNamespaces(drive_->controller, folder_, found);
             if (status.is(0, 0)) result.protocolResult = std::make_unique<HostResult>(std::move(found));

@@ -15,13 +15,13 @@
 
 namespace features::transport {
 
-/// The road to a simulated drive: the controller's model in this process, on the drive's folder. Serves the command
-/// sets "NVMe" and "Host".
+/// The transport to a simulated drive: the controller's model in this process, on the drive's folder. Serves the
+/// command sets "NVMe" and "Host".
 ///
 /// Ownership: the clock must outlive it. The controller is made at the first command and shared by clones.
-/// Units:     the path's time-out stands for every command that has none of its own.
-/// Errors:    the Status speaks of the road, the completion of the drive, as with a real one: a drive that is gone is
-///            1/19 (ENODEV), one that does not answer 1/4 (EINTR) when the time-out is over.
+/// Units:     the path's time-out is that of every command that has none of its own.
+/// Errors:    the Status reports transport errors, the completion the drive's answer, as with a real one: a
+///            drive that is gone is 1/19 (ENODEV), one that does not answer 1/4 (EINTR) when the time-out is over.
 /// Identity:  what changes the drive (NvmeCommand::changesDrive(), resets) is refused as a drive that is gone when by
 ///            then the folder is that of another drive than was selected.
 /// Threads:   any number at once; the drive carries out one command at a time.
