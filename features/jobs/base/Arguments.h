@@ -11,8 +11,8 @@ namespace features::jobs {
 
 /// How the digits of a number are read.
 enum class Digits : uint8_t {
-    DECIMAL,         ///< decimal; hexadecimal behind "0x"
-    DECIMAL_OR_HEX,  ///< likewise, and digits that are not all decimal are hexadecimal without "0x" too
+    DECIMAL,         ///< decimal; hexadecimal after "0x"
+    DECIMAL_OR_HEX,  ///< as above, and digits that are not all decimal are hexadecimal without "0x" too
     HEX,             ///< hexadecimal, with "0x" or without
 };
 

@@ -38,7 +38,7 @@ AttributeList DriveJob::getSupportedProperties() const {
 Status DriveJob::getProperties(const std::shared_ptr<xml::XmlObject>& output) {
     OSTREL_TRACE();
     const auto requested = getRequestedGetProperties(*getInput());
-    // The status of a get is dropped by the interpreter: a bad argument has to be told inside the output.
+    // The status of a get is dropped by the interpreter: a bad argument has to be reported inside the output.
     const Status request = checkRequest(arguments());
     if (!request.is(0, 0)) {
         auto refusal = XmlConverter::statusToXml(request);
@@ -63,7 +63,7 @@ Status DriveJob::setProperty(const AttributeList& requested) {
     OSTREL_TRACE();
     nvme::Drive drive(*getDevices().front());
     Status status = setOnDrive(drive, requested.begin()->second);
-    // The tool tells the success in its own words.
+    // The tool reports the success in its own words.
     if (status.is(0, 0) && status.getMessage() == Status().getMessage()) status.setMessage("");
     return status;
 }
@@ -110,7 +110,7 @@ std::vector<std::string> DriveJob::driveNames() const {
     const auto& devices = getDevices();
     // How the headings name the drives: by the serial number. Where several have the same one, as controllers of one
     // subsystem do, the node follows: "S1 nvme0". Without a mark between them, since headings become XML names. The
-    // node alone stands for a drive that could not tell its serial number.
+    // node alone names a drive that could not report its serial number.
     std::vector<std::string> names;
     std::map<std::string, unsigned> drivesOfName;
     for (const auto& device : devices) {

@@ -16,12 +16,12 @@ namespace features::jobs {
 /// be done on one drive.
 ///
 ///   - GetProperties: showDrive() for each drive, side by side; one output object with what each drive gave.
-///   - Method:        actOnDrive() for each drive, one after the other; one output object, likewise.
+///   - Method:        actOnDrive() for each drive, one after the other; one output object as above.
 ///   - SetProperty:   setOnDrive() on the one drive.
 ///
 /// Each drive is named by its serial number; by that and its node, "S1 nvme0", where two of them have the same one.
 ///
-/// A drive that fails does not spoil the others: its status stands in the output under the job's title and the drive's
+/// A drive that fails does not spoil the others: its status is in the output under the job's title and the drive's
 /// serial number.
 ///
 /// Deriving: override the operations that the job knows; those it does not know answer 10/34. checkRequest() looks at
@@ -41,7 +41,7 @@ protected:
     virtual ostrel::core::Status checkRequest(const Arguments& arguments);
     virtual ostrel::core::Status showDrive(nvme::Drive& drive, const Arguments& arguments, DriveOutput& out);
     virtual ostrel::core::Status actOnDrive(nvme::Drive& drive, const Arguments& arguments, DriveOutput& out);
-    /// A message of a success is shown to the user behind the tool's own; that of Status() is not.
+    /// A message of a success is shown to the user after the tool's own; that of Status() is not.
     virtual ostrel::core::Status setOnDrive(nvme::Drive& drive, const ostrel::core::Attribute& attribute);
 
     /// Adds one output object with what `drive` gave; it is empty then.

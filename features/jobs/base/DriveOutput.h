@@ -16,7 +16,7 @@ class Device;
 namespace features::jobs {
 
 /// What a job has to say of one drive: the children of an output object. Every heading names the drive, by its serial
-/// number, so that several drives can be told apart. Attributes and trees of a drive also carry SerialNumber and
+/// number, so that several drives can be distinguished. Attributes and trees of a drive also carry SerialNumber and
 /// DevicePath, whatever they show: a program need not take a heading apart.
 ///
 /// Ownership: the device must outlive it.

@@ -10,10 +10,10 @@
 
 namespace features::jobs {
 
-/// What is known of a drive, each part asked for when somebody first wants it, and at most once.
+/// What is known of a drive, each part read when it is first needed, and at most once.
 ///
-/// A part that the drive refuses, or that is not there, is null: a missing log page is no failure of the drive. A road
-/// that failed is one: it stays in failure(), and from then on nothing more is asked.
+/// A part that the drive refuses, or that is not there, is null: a missing log page is no failure of the drive. A
+/// transport error is one: it stays in failure(), and from then on nothing more is asked.
 ///
 /// Ownership: the drive must outlive it; what is handed out belongs to it.
 class DriveFacts {
@@ -53,7 +53,7 @@ private:
     bool mayLackSmart();
     const uint8_t* bytesOf(const Part& part) const;
     bool mayAsk() const { return failure_.is(0, 0); }
-    /// Keeps a failure of the road; true for a success.
+    /// Keeps a transport error; true for a success.
     bool accept(const ostrel::core::Status& status);
 
     nvme::Drive& drive_;

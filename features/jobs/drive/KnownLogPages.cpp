@@ -24,7 +24,7 @@ namespace {
 constexpr std::size_t MAX_LINE_BYTES = 256;
 constexpr uint64_t MAX_FILE_BYTES = KnownLogPages::MAX_LINES * MAX_LINE_BYTES;
 
-/// Empty for a drive that could not tell who it is: such drives have nothing in common.
+/// Empty for a drive that could not be identified: such drives have nothing in common.
 std::string lineOf(const nvme::Drive& drive, uint8_t lid) {
     const std::string model = drive.device().getAttribute(attributes::device::modelNumber()).getText();
     const std::string firmware = drive.device().getAttribute(attributes::device::firmware()).getText();

@@ -9,15 +9,15 @@
 
 namespace features::jobs {
 
-/// The first `bytes` bytes of a log page of the controller. An event that the page may stand for is not acknowledged:
-/// somebody else may wait for it.
+/// The first `bytes` bytes of a log page of the controller. An event that the page reports is not acknowledged:
+/// another process may wait for it.
 ostrel::core::Status readLog(nvme::Drive& drive, uint8_t lid, uint32_t bytes, ostrel::core::Payload& data);
 
 /// Hands the bytes of a log page from `page.offset` up to `end` to the log, piece by piece. Whole dwords are read, and
 /// of the last one only what belongs to the page counts.
 ostrel::core::Status copyLog(nvme::Drive& drive, const nvme::LogPageRequest& page, uint64_t end, LogSink& log);
 
-/// Whether the drive itself said no. Anything else that is no success is the road's failure.
+/// Whether the drive itself said no. Anything else that is no success is a transport error.
 bool isRefusal(const ostrel::core::Status& status);
 
 /// Whether the drive refused a log since it does not have it.

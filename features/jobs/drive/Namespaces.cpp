@@ -74,7 +74,7 @@ Status rescan(nvme::Drive& drive) {
     return result.status;
 }
 
-/// The lists go on behind the last entry of a full one.
+/// The lists go on after the last entry of a full one.
 Status readNamespaceList(nvme::Drive& drive, uint8_t cns, std::vector<uint32_t>& namespaces) {
     OSTREL_TRACE();
     std::vector<uint32_t> all;

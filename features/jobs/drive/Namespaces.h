@@ -26,7 +26,7 @@ ostrel::core::Status rescan(nvme::Drive& drive);
 
 /// The whole list of CNS 02h (attached) or 10h (allocated). 10/33 for a drive whose lists have no end.
 ostrel::core::Status readNamespaceList(nvme::Drive& drive, uint8_t cns, std::vector<uint32_t>& namespaces);
-/// The whole list of CNS 12h (of one namespace) or 13h (of the subsystem), likewise.
+/// The whole list of CNS 12h (of one namespace) or 13h (of the subsystem); the same.
 ostrel::core::Status readControllerList(nvme::Drive& drive, uint8_t cns, uint32_t nsid,
                                         std::vector<uint16_t>& controllers);
 

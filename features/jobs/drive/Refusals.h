@@ -16,7 +16,7 @@ struct RefusalRow {
 };
 
 /// The status of the row that fits the drive's last completion, followed by the drive's own words; `otherwise` where
-/// none fits, likewise. What is not a refusal stays as it is.
+/// none fits, followed by the same. What is not a refusal stays as it is.
 ostrel::core::Status toldBy(const RefusalRow* rows, size_t count, ostrel::core::Status (*otherwise)(),
                             const ostrel::core::Status& status, const nvme::Drive& drive);
 

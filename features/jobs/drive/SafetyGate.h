@@ -19,8 +19,8 @@ struct Reach {
 /// moment, at every namespace that the command reaches, whichever node the user named.
 ///
 ///   - 10/192: the drive holds the running system (root, boot, swap, or what they are built on). No force helps.
-///   - 10/241: a namespace is mounted, used as swap, held by another device or process, or the host cannot tell whether
-///     it is; the message names node and use. No force helps.
+///   - 10/241: a namespace is mounted, used as swap, held by another device or process, or this cannot be
+///     determined; the message names node and use. No force helps.
 ///   - 10/94:  a namespace that is not in use has partitions, a file system or other data of a known format, or cannot
 ///     be read, where that counts.
 ///

@@ -15,7 +15,7 @@ namespace features::jobs {
 ///   - "NVMeFormat": one namespace or all, with the format and the erase that the arguments say.
 ///   - "Sanitize":   the whole drive, followed to the end.
 ///
-/// Partitions that nobody uses are a reason to refuse unless "Force" is "true"; other uses always are.
+/// Unused partitions are a reason to refuse unless "Force" is "true"; other uses always are.
 class FormatJob : public CloneableJob<FormatJob> {
 public:
     explicit FormatJob(std::shared_ptr<const WaitClock> clock = systemWaitClock());
@@ -27,7 +27,7 @@ protected:
 
 private:
     std::shared_ptr<const WaitClock> clock_;
-    bool isSanitize_ = false;  ///< of the method that runs; likewise the next two
+    bool isSanitize_ = false;  ///< of the method that runs; so are the next two
     FormatRequest format_;
     SanitizeRequest sanitize_;
 };

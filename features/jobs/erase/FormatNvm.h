@@ -26,7 +26,7 @@ struct FormatRequest {
     std::optional<uint8_t> lbaFormat;
     std::optional<uint8_t> protectionType;
     std::optional<uint8_t> protectionFirst;   ///< 1: in the first eight bytes of the metadata
-    std::optional<uint8_t> metadataExtended;  ///< 1: behind the data of each block
+    std::optional<uint8_t> metadataExtended;  ///< 1: after the data of each block
 };
 
 /// Reads the arguments of the type "NVMeFormat". A number that its field cannot hold is refused by the catalogue's

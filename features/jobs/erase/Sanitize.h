@@ -35,7 +35,7 @@ ostrel::core::Status readSanitizeRequest(const Arguments& arguments, SanitizeReq
 /// (NVMe Base Specification 1.4, sections 5.24 and 8.15).
 ///
 /// The outcome is the drive's final word: an operation that failed is a failure. One that does not move for twice the
-/// drive's own estimate and ten minutes is told (10/226) and left to itself; a drive without an estimate has a day.
+/// drive's own estimate and ten minutes is reported (10/226) and left to itself; a drive without an estimate has a day.
 class Sanitize {
 public:
     Sanitize(nvme::Drive& drive, const WaitClock& clock) : drive_(drive), clock_(clock) {}

@@ -33,7 +33,7 @@ constexpr uint32_t ATTRIBUTE_DEALLOCATE = 1U << 2;
 /// Some drives free the blocks before they answer.
 constexpr uint32_t COMMAND_TIMEOUT_MS = 10 * 60 * 1000;
 
-/// Identify Controller of the NVM command set, since NVMe 2.0; 0 stands for no limit.
+/// Identify Controller of the NVM command set, since NVMe 2.0; 0 means no limit.
 constexpr uint32_t VERSION_2_0 = 0x00020000;
 constexpr uint8_t CNS_COMMAND_SET_CONTROLLER = 0x06;
 constexpr size_t OFFSET_DMRL = 3;

@@ -12,7 +12,7 @@ namespace features::jobs {
 /// Deallocates "Count" blocks from "StartLBA" on of one namespace of one drive: Dataset Management, split as the
 /// controller wants it. On a drive with several namespaces the path must name the one (10/242).
 ///
-/// Partitions that nobody uses do not stop it: the user has named the blocks.
+/// Unused partitions do not stop it: the user has named the blocks.
 class TrimJob : public CloneableJob<TrimJob> {
 public:
     TrimJob();
@@ -33,7 +33,7 @@ private:
     ostrel::core::Status checkBounds(nvme::Drive& drive, uint32_t nsid, uint32_t& blockBytes) const;
     ostrel::core::Status deallocate(nvme::Drive& drive, uint32_t nsid, const Limits& limits) const;
 
-    uint64_t startLba_ = 0;  ///< of the method that runs; likewise the next
+    uint64_t startLba_ = 0;  ///< of the method that runs; so is the next
     uint64_t count_ = 0;
 };
 

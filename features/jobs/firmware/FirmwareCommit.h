@@ -14,7 +14,7 @@ namespace features::jobs {
 
 /// Commit Action of Firmware Commit (NVMe Base Specification 1.4, section 5.11).
 inline constexpr uint8_t COMMIT_STORE = 0;               ///< the downloaded image goes into the slot
-inline constexpr uint8_t COMMIT_STORE_FOR_RESET = 1;     ///< likewise, and the next reset activates it
+inline constexpr uint8_t COMMIT_STORE_FOR_RESET = 1;     ///< the same, and the next reset activates it
 inline constexpr uint8_t COMMIT_ACTIVATE_FOR_RESET = 2;  ///< the next reset activates what is in the slot
 inline constexpr uint8_t COMMIT_ACTIVATE_NOW = 3;  ///< the downloaded image, or what is in the slot, without reset
 

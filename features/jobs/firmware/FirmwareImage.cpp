@@ -71,7 +71,7 @@ Status checkFirmwareImage(nvme::Drive& drive, uint64_t imageBytes, uint32_t& gra
     if (status.is(0, 0)) status = drive.maxTransferBytes(mostBytes);
     if (!status.is(0, 0)) return status;
     const uint8_t fwug = nvme::ControllerCapabilities(identify).fwug;
-    // A drive that tells nothing gets pieces of whole units, as it can expect of any host, and a last one of any size.
+    // Without a report the pieces are whole units, as a drive can expect of any host, and a last one of any size.
     granularityBytes = fwug == FWUG_NO_RESTRICTION ? DWORD_BYTES : std::max<uint32_t>(fwug, 1) * UNIT_BYTES;
     if (granularityBytes > mostBytes) return noTransfer(drive, granularityBytes);
     if (fwug == FWUG_NOT_REPORTED || imageBytes % granularityBytes == 0) return Status();

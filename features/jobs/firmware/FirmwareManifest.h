@@ -20,7 +20,7 @@ struct FirmwareManifest {
 std::string readFirmwareManifest(const std::string& text, FirmwareManifest& manifest);
 inline constexpr size_t MOST_MANIFEST_BYTES = size_t{64} * 1024;
 
-/// Whether one of the patterns is that of the whole text: '*' stands for any characters, '?' for one, any other for
+/// Whether one of the patterns is that of the whole text: '*' matches any characters, '?' for one, any other for
 /// itself.
 bool matchesOne(const std::vector<std::string>& patterns, const std::string& text);
 

@@ -16,7 +16,7 @@ struct FirmwareModule {
 };
 
 /// The firmware modules of this machine: files "*.json" in the module directories, each with an image beside it
-/// (docs/firmware-modules.md). Nothing is read before somebody asks; a directory that is not there holds none, a
+/// (docs/firmware-modules.md). Nothing is read before it is needed; a directory that is not there holds none, a
 /// symbolic link is none, and a manifest that is damaged, or that other users can change, is passed over. A directory
 /// that other users can change (ostrel::core::TrustedFile) makes choose() fail: they would decide what the drives run.
 ///

@@ -37,7 +37,7 @@ Status showNamespace(nvme::Drive& drive, uint8_t cns, uint32_t nsid, FieldTree& 
     Payload data;
     Status status = drive.identify(cns, nsid, 0, data);
     if (!status.is(0, 0)) return status;
-    // All zero stands for a namespace that is not attached; what all namespaces have in common has no size either.
+    // All zero means a namespace that is not attached; what all namespaces have in common has no size either.
     if (nsid != nvme::NSID_ALL && nvme::NamespaceProperties(data.getData()).sizeBlocks == 0) {
         return Status(CATEGORY_FEATURE, statuses::invalidNamespaceId().getCode(),
                       "Namespace " + std::to_string(nsid) + " is not attached to drive " + drive.name() + ".");

@@ -35,7 +35,7 @@ struct ListedDrive : DriveFacts {
 
 using Source = Text (*)(ListedDrive&);
 
-// The identity of a drive as its finder told it.
+// The identity of a drive as its finder reported it.
 template <Attribute (*ATTRIBUTE)()>
 Text found(ListedDrive& facts) {
     if (!facts.drive().device().hasAttribute(ATTRIBUTE().getName())) return std::nullopt;

@@ -86,7 +86,7 @@ private:
             if (!status.is(0, 0)) return status;
             status = facts_.drive().identify(nvme::CNS_NAMESPACE, space.nsid, 0, data);
             if (isOfDrive(status)) {
-                status = tellNotRead("Namespace " + std::to_string(space.nsid), status);
+                status = reportNotRead("Namespace " + std::to_string(space.nsid), status);
                 continue;
             }
             if (status.is(0, 0)) status = write("identify_namespace_" + std::to_string(space.nsid) + ".bin", data);
@@ -109,7 +109,7 @@ private:
         Status status = folder_.createFile(logFileName(row.lid, row.name), file);
         FileSink log(file);
         if (status.is(0, 0)) status = readPage(row, log);
-        if (isOfDrive(status)) return tellNotRead("LID " + nvme::hexText(row.lid, 2), status);
+        if (isOfDrive(status)) return reportNotRead("LID " + nvme::hexText(row.lid, 2), status);
         if (status.is(0, 0)) status = file.finish();
         if (status.is(0, 0)) ++files_;
         return status;
@@ -128,7 +128,7 @@ private:
 
     /// What the drive does not have after all is no failure of the scan. A failure of the host is one: the completion
     /// at hand is then that of an earlier command.
-    Status tellNotRead(const std::string& what, const Status& status) {
+    Status reportNotRead(const std::string& what, const Status& status) {
         tree_.add(what, "Not read", status.getMessage());
         const bool isMissing = !isOfHost(status) && !isTooLong(status) &&
                                (isRefusal(status) || !facts_.drive().lastCompletion().isSuccess());

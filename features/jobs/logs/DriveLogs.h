@@ -7,11 +7,11 @@
 
 namespace features::jobs {
 
-/// Writes all that a drive tells of itself into a folder: the Identify structures of the controller and of its
+/// Writes all that a drive reports of itself into a folder: the Identify structures of the controller and of its
 /// namespaces, and every log page of the standard and of OCP that it has, whole, byte for byte, each in a file of its
-/// own. No event is acknowledged, and no reporting context is left behind.
+/// own. No event is acknowledged, and no reporting context is left.
 ///
-/// A page that the drive refuses all the same is told in `tree` and no failure; the status is the first failure that is
+/// A page that the drive still refuses is reported in `tree` and no failure; the status is the first failure that is
 /// one. `tree` gains the folder and the number of files.
 ostrel::core::Status storeDriveLogs(DriveFacts& facts, const LogFolder& folder, nvme::FieldTree& tree);
 

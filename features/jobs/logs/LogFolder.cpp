@@ -53,7 +53,7 @@ Status LogFolder::create(const std::string& parent, const std::string& name, Log
     if (error != 0) return withDetails(statuses::directoryCreationFailed(), reason(folder.path_, error));
     folder.folder_ =
         FileDescriptor(::openat(above.get(), made.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
-    // Somebody who may write into the folder above could have put another in its place.
+    // A process that may write into the folder above could have put another in its place.
     if (folder.folder_.isOpen() && isOurs(folder.folder_.get())) return Status();
     return withDetails(statuses::directoryCreationFailed(), reason(folder.path_, EPERM));
 }

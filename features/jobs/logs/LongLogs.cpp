@@ -72,7 +72,7 @@ public:
     }
 
 private:
-    /// Only log 08h stands for an event.
+    /// Only log 08h reports an event.
     nvme::LogPageRequest pageRequest(bool retain) const {
         nvme::LogPageRequest page;
         page.lid = request_.hostInitiated ? nvme::LID_TELEMETRY_HOST : nvme::LID_TELEMETRY_CONTROLLER;

@@ -11,9 +11,9 @@ namespace features::jobs {
 
 /// What is wanted of a drive's telemetry.
 struct TelemetryRequest {
-    bool hostInitiated = true;  ///< log 07h, for which the drive is told to make a capture; otherwise log 08h
+    bool hostInitiated = true;  ///< log 07h, for which the drive makes a capture; otherwise log 08h
     unsigned dataArea = 3;      ///< up to and with this one, 1 to 3
-    bool retainEvent = false;   ///< leave the event that log 08h stands for
+    bool retainEvent = false;   ///< leave the event that log 08h reports
 };
 
 /// A telemetry log, whole and of one capture: the generation number in its header is compared before and after, and a
@@ -35,7 +35,7 @@ enum class EventLogContext : uint8_t {
 ostrel::core::Status readPersistentEventHeader(nvme::Drive& drive, ostrel::core::Payload& head);
 /// The persistent event log (0Dh), whole. 10/251 on a drive without one.
 ostrel::core::Status readPersistentEventLog(nvme::Drive& drive, EventLogContext context, LogSink& log);
-/// Lets go of the reporting context.
+/// Releases the reporting context.
 ostrel::core::Status releaseEventLogContext(nvme::Drive& drive);
 
 }  // namespace features::jobs

@@ -23,7 +23,7 @@ Status outOfRange(const std::string& key, uint64_t value, const char* range) {
                   "Invalid value given for " + key + ": '" + std::to_string(value) + "'. It must be " + range + ".");
 }
 
-/// Identifier or name; an identifier of 0, or neither, stands for all pages.
+/// Identifier or name; an identifier of 0, or neither, selects all pages.
 Status readPage(const Arguments& arguments, NvmeLogRequest& request) {
     std::optional<uint64_t> number;
     const Status status = arguments.number(keys::logId().getName(), UINT32_MAX, number);

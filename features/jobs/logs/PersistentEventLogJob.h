@@ -7,9 +7,9 @@ namespace features::jobs {
 
 /// The persistent event log as bytes, in a reporting context that lasts over commands. "Action":
 ///   - "new_context" (also without one): a new context, in the place of one that is there. It stays for "read"; a
-///     command that fails leaves none behind.
+///     command that fails leaves none.
 ///   - "read": the context that is there; 10/238 when there is none.
-///   - "release": lets go of the context, and dumps nothing.
+///   - "release": releases the context, and dumps nothing.
 /// Another word is 10/240.
 class PersistentEventLogJob : public CloneableJob<PersistentEventLogJob, DumpJob> {
 public:

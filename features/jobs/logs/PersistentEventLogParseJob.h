@@ -5,7 +5,7 @@
 namespace features::jobs {
 
 /// The persistent event log decoded: that of a drive, read in a passing context, or that in the file that "PELFilePath"
-/// names. The same log gives the same answer, since it tells itself whose it is.
+/// names. The same log gives the same answer, since it names its drive itself.
 ///
 /// A damaged log is shown as far as it is valid, with a status 10/248 that says where it ends and why. A file that
 /// holds no such log, or cannot be read, is the status of the request.

@@ -6,7 +6,7 @@
 namespace features::jobs {
 
 /// A binary log of a VELKO drive as bytes: nlog, bridge nlog, event log, assert log or system snapshot, by the name of
-/// the job. A log of which somebody else took another picture meanwhile is read again. Drives without it answer with
+/// the job. A log of which another host took another picture meanwhile is read again. Drives without it answer with
 /// the catalogue's status for that log.
 class VelkoLogJob : public CloneableJob<VelkoLogJob, DumpJob> {
 public:

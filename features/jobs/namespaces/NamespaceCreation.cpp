@@ -109,14 +109,14 @@ Status readNamespaceRequest(const Arguments& arguments, NamespaceRequest& reques
 Status NamespaceCreation::run(const uint8_t* controllerBytes, std::string& report) {
     OSTREL_TRACE();
     const ControllerCapabilities controller(controllerBytes);
-    // A controller that tells no capacity at all does not count it.
+    // A controller that reports no capacity at all does not count it.
     const bool isCounted = saturated128(controllerBytes + OFFSET_TNVMCAP) != 0;
     const uint64_t freeBytes = isCounted ? saturated128(controllerBytes + OFFSET_UNVMCAP) : UNKNOWN;
     Status status = checkCount(controller);
     if (!status.is(0, 0)) return status;
     Payload data;
     status = drive_.identify(nvme::CNS_NAMESPACE, nvme::NSID_ALL, 0, data);
-    // Every controller with namespace management tells what its namespaces have in common.
+    // Every controller with namespace management reports what its namespaces have in common.
     if (isRefusal(status)) return withDetails(statuses::driveDoesNotSupportFeature(), status.getMessage());
     if (!status.is(0, 0)) return status;
     status = checkFormat(NamespaceProperties(data.getData()));
@@ -210,7 +210,7 @@ Status NamespaceCreation::checkSize(uint64_t freeBytes) {
     return status.is(0, 0) ? checkMultiple("Capacity", capacity_, capacityStep_, freeBlocks) : status;
 }
 
-/// Tells the multiples of `step` below and above, as far as they are not more than `most`.
+/// Reports the multiples of `step` below and above, as far as they are not more than `most`.
 Status NamespaceCreation::checkMultiple(const char* what, uint64_t blocks, uint64_t step, uint64_t most) const {
     OSTREL_TRACE();
     if (blocks % step == 0) return Status();

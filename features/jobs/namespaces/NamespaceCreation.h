@@ -27,7 +27,7 @@ ostrel::core::Status readNamespaceRequest(const Arguments& arguments, NamespaceR
 
 /// Makes a namespace (NVMe Base Specification 1.4, section 5.20). The drive's limits are looked at first: formats,
 /// protection, thin provisioning, the number of namespaces, the space that is left, and the granularity in which the
-/// drive gives it out. A size that does not fit is told with the nearest ones that do.
+/// drive gives it out. A size that does not fit is reported with the nearest ones that do.
 class NamespaceCreation {
 public:
     NamespaceCreation(nvme::Drive& drive, const NamespaceRequest& request) : drive_(drive), request_(request) {}
@@ -56,7 +56,7 @@ private:
     bool metadataExtended_ = false;
     bool protectionFirst_ = false;
     uint64_t sizeStep_ = 1;      ///< in blocks
-    uint64_t capacityStep_ = 1;  ///< likewise
+    uint64_t capacityStep_ = 1;  ///< in blocks
 };
 
 }  // namespace features::jobs

@@ -107,7 +107,7 @@ Status NamespaceManagementJob::checkAllocated(nvme::Drive& drive) const {
     OSTREL_TRACE();
     std::vector<uint32_t> all;
     Status status = readNamespaceList(drive, nvme::CNS_ALLOCATED_NAMESPACES, all);
-    if (isRefusal(status)) return Status();  // then the command itself tells
+    if (isRefusal(status)) return Status();  // then the command itself reports it
     if (!status.is(0, 0) || std::find(all.begin(), all.end(), nsid_) != all.end()) return status;
     return withDetails(statuses::invalidNamespaceId(),
                        "Drive " + drive.name() + " has no namespace " + std::to_string(nsid_) + ".");

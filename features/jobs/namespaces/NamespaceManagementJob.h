@@ -14,7 +14,7 @@ namespace features::jobs {
 /// Namespaces of one drive: "Action" is "create", "delete", "attach" or "detach".
 ///
 /// What is taken away (delete, detach) must not be in use; partitions alone do not stop it, since the user was asked.
-/// Attach and detach work on the drive's own controller unless "NVMeControllerID" names another. Behind each change the
+/// Attach and detach work on the drive's own controller unless "NVMeControllerID" names another. After each change the
 /// system looks for namespaces again, and its view is waited for, so that a script finds what it has attached.
 class NamespaceManagementJob : public CloneableJob<NamespaceManagementJob> {
 public:

@@ -24,7 +24,7 @@ using nvme::ControllerCapabilities;
 
 namespace {
 
-/// What one log tells.
+/// What one log reports.
 struct Finding {
     std::string text;
     bool isRunning = false;

@@ -5,7 +5,7 @@
 namespace features::jobs {
 
 /// What a drive is doing by itself, out of its logs: a sanitize operation, a self-test, firmware that waits for a
-/// reset, and the work that the maker's drives tell of. Only what the controller has is asked for.
+/// reset, and the work that the maker's drives report. Only what the controller has is asked for.
 class BackgroundProcessingJob : public CloneableJob<BackgroundProcessingJob> {
 public:
     BackgroundProcessingJob();

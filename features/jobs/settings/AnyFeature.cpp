@@ -105,7 +105,7 @@ Status completeGet(nvme::Drive& drive, nvme::FeatureRequest& request) {
 /// Bytes that Set Features takes.
 uint32_t lengthToWrite(const FeatureRow& row, uint32_t cdw11) {
     if (row.fid == nvme::FID_HOST_IDENTIFIER) return nvme::bit(cdw11, 0) ? 16 : 8;
-    if (row.fid == nvme::FID_HOST_MEMORY_BUFFER) return 0;  // its addresses stand in the dwords
+    if (row.fid == nvme::FID_HOST_MEMORY_BUFFER) return 0;  // its addresses are in the dwords
     return row.dataLength;
 }
 

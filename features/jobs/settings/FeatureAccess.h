@@ -12,7 +12,7 @@ namespace features::jobs {
 /// The argument "Select"; the current value when there is none.
 ostrel::core::Status readSelect(const Arguments& arguments, nvme::Select& select);
 
-/// Get Features, with a refusal told so that it helps: `unsupported` when the drive does not know the feature, 10/80
+/// Get Features, with a refusal explained: `unsupported` when the drive does not know the feature, 10/80
 /// for a namespace that it does not have. A selection other than the current value is refused where the controller has
 /// none (10/3): it would answer with the current value.
 ostrel::core::Status readFeature(nvme::Drive& drive, const nvme::FeatureRequest& request, nvme::Select select,

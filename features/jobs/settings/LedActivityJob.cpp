@@ -54,7 +54,7 @@ Status readDurationBase(const std::string& text, uint32_t& value) {
                        std::string(MILLISECONDS) + " must be 25 or 50, not '" + text + "'.");
 }
 
-/// Finds the field that a property stands for, and its value.
+/// Finds the field that a property selects, and its value.
 Status readField(const std::string& name, const Arguments& sent, std::string& field, uint32_t& value) {
     field = name == MILLISECONDS ? key::durationBase().getName() : name;
     if (field == key::durationBase().getName()) return readDurationBase(sent.text(name), value);

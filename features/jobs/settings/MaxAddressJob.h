@@ -8,7 +8,7 @@ namespace features::jobs {
 /// gigabytes ("200GB", of 1,000,000,000 bytes), in percent of what the drive has ("80%"), or "native". A drive without
 /// the maker's feature is 10/237.
 ///
-/// What lies behind it is lost, so that it goes through the safety gate, and partitions count.
+/// What lies after it is lost, so that it goes through the safety gate, and partitions count.
 class MaxAddressJob : public CloneableJob<MaxAddressJob> {
 public:
     MaxAddressJob();

@@ -22,7 +22,7 @@ protected:
 
 private:
     AnyFeature feature_;  ///< of the method that runs
-    bool isSet_ = false;  ///< likewise
+    bool isSet_ = false;  ///< of the method that runs
 };
 
 }  // namespace features::jobs

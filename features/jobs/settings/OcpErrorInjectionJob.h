@@ -7,7 +7,7 @@
 
 namespace features::jobs {
 
-/// The errors that a drive is told to make, for tests of what stands above it: feature C0h of the OCP specification.
+/// The errors that a drive injects, for tests of the software above it: feature C0h of the OCP specification.
 ///
 ///   - GetProperties, and Method with "SetGetType" "get": the entries that the drive has.
 ///   - Method with "set": exactly one of "ErrorInjectionEntries" and "ErrorInjectionEntryFile", on exactly one drive.
@@ -30,7 +30,7 @@ private:
     ostrel::core::Status checkUse(nvme::Drive& drive) const;
 
     std::vector<ErrorInjection> entries_;  ///< of the method that runs
-    bool isSet_ = false;                   ///< likewise
+    bool isSet_ = false;                   ///< of the method that runs
 };
 
 }  // namespace features::jobs

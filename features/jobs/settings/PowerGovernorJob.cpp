@@ -69,7 +69,7 @@ Status PowerGovernorJob::setOnDrive(nvme::Drive& drive, const Attribute& attribu
     if (isVelkoDrive(drive))
         status = dialectOfFeature(drive, nvme::FID_VELKO_POWER_GOVERNOR, OcpGrounds::NAMED, dialect);
     if (!status.is(0, 0)) return status;
-    // The limits that stand beside the mode are the drive's to say: they are not written back.
+    // The limits beside the mode are the drive's to say: they are not written back.
     if (dialect == Dialect::VELKO) {
         const auto field = nvme::findVelkoFeatureField(key::powerGovernorMode().getName());
         return setFeatureField(drive, settableField(field, 0), mode);

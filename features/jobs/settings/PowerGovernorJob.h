@@ -4,7 +4,7 @@
 
 namespace features::jobs {
 
-/// The drive's power mode: 0 high, 1 medium, 2 low. On a VELKO drive it is the maker's feature, unless OCP's stands at
+/// The drive's power mode: 0 high, 1 medium, 2 low. On a VELKO drive it is the maker's feature, unless OCP's has
 /// its identifier; elsewhere it is the power state of that number, where the controller has it and
 /// works in it, and the Workload Hint stays as it is. Set as setFeatureField() does it.
 class PowerGovernorJob : public CloneableJob<PowerGovernorJob> {

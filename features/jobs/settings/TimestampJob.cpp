@@ -74,7 +74,7 @@ Status TimestampJob::setOnDrive(nvme::Drive& drive, const Attribute& attribute) 
     if (!status.is(0, 0)) return status;
     if (!milliseconds) return statuses::propertyWithoutValue();
     uint8_t bytes[TIMESTAMP_BYTES];
-    nvme::putLe64(bytes, *milliseconds);  // the two bytes behind the 48 bits are reserved
+    nvme::putLe64(bytes, *milliseconds);  // the two bytes after the 48 bits are reserved
     nvme::FeatureRequest request;
     request.fid = nvme::FID_TIMESTAMP;
     nvme::Answer answer;

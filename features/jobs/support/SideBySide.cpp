@@ -32,7 +32,7 @@ void sideBySide(std::size_t count, std::size_t bound, const std::function<void(s
         // The calling thread is the first worker.
         for (std::size_t i = 1; i < workers; ++i) threads.emplace_back(worker);
     } catch (const std::exception&) {
-        // No thread or no memory for one: with fewer than wished for the work is done all the same.
+        // No thread or no memory for one: with fewer than wished for the work is still done.
     }
     worker();
     for (std::thread& thread : threads) thread.join();

@@ -13,7 +13,7 @@ namespace features::jobs {
 
 namespace {
 
-/// The first line of a file that begins with `key`, what stands behind it and behind the separators.
+/// The first line of a file that begins with `key`, what follows it and the separators.
 std::string lineOf(const char* path, const std::string& key) {
     std::ifstream file(path);
     for (std::string line; std::getline(file, line);) {

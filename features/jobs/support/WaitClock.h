@@ -5,7 +5,7 @@
 
 namespace features::jobs {
 
-/// The clock by which a job waits for a drive: that of the system. In a test time passes without anybody waiting.
+/// The clock by which a job waits for a drive: that of the system. In a test time passes without a wait.
 ///
 /// Units:   milliseconds.
 /// Threads: any number at once.
