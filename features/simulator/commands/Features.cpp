@@ -51,7 +51,7 @@ bool hasDefinedBitsAlone(const SubmissionEntry& command, const DefinedBits& bits
             (command.cdw15 & ~bits.cdw15)) == 0;
 }
 
-/// The namespaces that a Set Features reaches; 0 stands for the controller.
+/// The namespaces that a Set Features reaches; 0 means the controller.
 CompletionEntry targetsOf(const CommandContext& context, const FeatureRow& row, std::vector<uint32_t>& nsids) {
     const uint32_t nsid = context.command.nsid;
     if (!row.isOfNamespace) {

@@ -25,9 +25,9 @@ namespace {
 constexpr uint64_t GRANULARITY_BYTES = 4096;
 constexpr uint64_t MOST_IMAGE_BYTES = 16 << 20;
 
-// An image: a head of 128 bytes, anything behind it.
-//    0  8  magic             12  4  CRC-32 of what is behind byte 15    56  8  revision, filled up with blanks
-//    8  4  length in bytes   16 40  model number, likewise              64  1  the reset it needs, a FirmwareReset
+// An image: a head of 128 bytes, anything after it.
+//    0  8  magic             12  4  CRC-32 of what follows byte 15      56  8  revision, filled up with blanks
+//    8  4  length in bytes   16 40  model number, the same              64  1  the reset it needs, a FirmwareReset
 constexpr char MAGIC[] = "NBSIMFW1";
 constexpr size_t MAGIC_BYTES = 8;
 constexpr size_t HEAD_BYTES = 128;
@@ -82,7 +82,7 @@ bool readImage(std::vector<Piece> pieces, const std::string& modelNumber, Image&
 }
 
 /// What a completion says of the reset that the activation waits for. A controller level reset, which any reset is,
-/// is not told, since the host asked for the activation at the next one; unless it wanted it at once.
+/// is not reported, since the host asked for the activation at the next one; unless it wanted it at once.
 CompletionEntry waitingFor(FirmwareReset reset, bool wantedAtOnce) {
     switch (reset) {
         case FirmwareReset::CONVENTIONAL:
@@ -162,7 +162,7 @@ CompletionEntry downloadFirmware(CommandContext& context) {
     if (!hasData(context, length)) return dataTransferError();
     context.data.resize(static_cast<size_t>(length));
     const FirmwareDownload download(context.folder);
-    if (offset == 0) download.discard();  // a host that begins anew
+    if (offset == 0) download.discard();  // a host that begins again
     std::vector<Piece> pieces;
     int error = download.pieces(pieces);
     for (const Piece& piece : pieces) {
@@ -200,7 +200,7 @@ void activateAtReset(CommandContext& context, bool isOfSubsystem) {
     FirmwareDownload(context.folder).discard();
     const uint8_t slot = firmware.pendingSlot != 0 ? firmware.pendingSlot : firmware.activeSlot;
     const bool suffices = isOfSubsystem || resetOf(firmware, slot) <= FirmwareReset::CONTROLLER;
-    // The active slot too is loaded anew: its image may have been replaced.
+    // The active slot too is loaded again: its image may have been replaced.
     if (suffices) run(firmware, slot);
 }
 

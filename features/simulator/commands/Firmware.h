@@ -16,7 +16,7 @@ enum class FirmwareReset : uint8_t {
     CONVENTIONAL,
 };
 
-/// The commands. An image that comes down lies in the file FILE_DOWNLOAD, piece behind piece, until it is committed or
+/// The commands. An image that comes down lies in the file FILE_DOWNLOAD, piece after piece, until it is committed or
 /// the controller is reset; docs/simulated-drives.md describes an image.
 CompletionEntry downloadFirmware(CommandContext& context);
 CompletionEntry commitFirmware(CommandContext& context);

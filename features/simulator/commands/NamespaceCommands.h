@@ -13,7 +13,7 @@ CompletionEntry formatNvm(CommandContext& context);
 /// Log page 04h, Changed Namespace List. Reading it empties it, unless the event is retained.
 CompletionEntry buildChangedNamespaces(CommandContext& context, const LogRequest& request, std::vector<uint8_t>& page);
 
-/// Tells hosts that a namespace has changed: log page 04h, and an event.
+/// Reports to hosts that a namespace has changed: log page 04h, and an event.
 void noteNamespaceChange(CommandContext& context, uint32_t nsid);
 /// Gives the namespace new, empty media.
 void renewMedia(CommandContext& context, uint32_t nsid);

@@ -36,7 +36,7 @@ struct CommandContext {
     std::vector<DriveEvent> driveEvents = {};
     /// Of a command that is refused, for the Error Information log.
     std::optional<uint64_t> failingLba = {};
-    uint16_t parameterLocation = 0xFFFF;  ///< byte in bits 7:0, bit in 10:8; FFFFh: not told
+    uint16_t parameterLocation = 0xFFFF;  ///< byte in bits 7:0, bit in 10:8; FFFFh: not reported
 
     uint64_t powerOnMs() const { return nowMs > state.health.createdMs ? nowMs - state.health.createdMs : 0; }
     /// Null: not allocated.

@@ -18,7 +18,7 @@ namespace features::simulator {
 enum class ResetKind : uint8_t { CONTROLLER, SUBSYSTEM };
 
 /// The controller of a simulated drive. It sees submission entries and data, and answers with completion entries and
-/// data; what it remembers is in the drive's folder. Any number of them, in any number of processes, may stand on one
+/// data; what it remembers is in the drive's folder. Any number of them, in any number of processes, may work on one
 /// folder: each command is a transaction.
 ///
 /// Ownership: the clock must outlive it.

@@ -29,7 +29,7 @@ bool isStatus(const CompletionEntry& completion, uint8_t type, uint8_t code) {
     return (completion.statusField & 0x7FF) == (type << 8 | code);
 }
 
-/// Where in the submission entry the fault lies, when the status alone tells it.
+/// Where in the submission entry the fault lies, when the status alone shows it.
 uint16_t parameterOf(const CommandContext& context, const CompletionEntry& completion) {
     constexpr uint16_t BYTE_OPCODE = 0;
     constexpr uint16_t BYTE_NSID = 4;

@@ -5,7 +5,7 @@
 namespace features::simulator {
 
 /// What time and dead processes left to do, done before each command: an operation whose time is over ends, blocks
-/// whose deallocation somebody began are deallocated, warnings become events. True when the state changed.
+/// whose deallocation a process began are deallocated, warnings become events. True when the state changed.
 bool catchUp(CommandContext& context);
 
 /// What a reset does to the drive's memory.

@@ -130,7 +130,7 @@ Data sanitizeCompletionData(CommandContext& context) {
     Data log;
     (void)buildSanitizeLog(context, {}, log);  // it cannot fail
     Data data(8);
-    std::copy_n(log.begin(), 4, data.begin());  // progress and status stand side by side in both
+    std::copy_n(log.begin(), 4, data.begin());  // progress and status are adjacent in both
     return data;
 }
 

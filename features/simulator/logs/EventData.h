@@ -8,7 +8,7 @@
 
 namespace features::simulator {
 
-/// The data of persistent events, byte for byte as section 5.14.1.13.1 lays them out. They tell what is so now: the
+/// The data of persistent events, byte for byte as section 5.14.1.13.1 lays them out. They hold the present: the
 /// state, and the command with its data.
 
 std::vector<uint8_t> firmwareCommitData(const DriveEvent& commit);
@@ -19,7 +19,7 @@ struct PowerOn {
     uint64_t sincePowerOnMs = 0;
 };
 std::vector<uint8_t> powerOnData(const CommandContext& context, const PowerOn& powerOn);
-/// `code`: of the NVM subsystem hardware error event; `more` stands behind it.
+/// `code`: of the NVM subsystem hardware error event; `more` follows it.
 std::vector<uint8_t> hardwareErrorData(uint16_t code, const std::vector<uint8_t>& more);
 /// By how many degrees a threshold is passed: 1 WCTEMP, 2 CCTEMP. Only when it is.
 std::vector<uint8_t> thermalExcursionData(const CommandContext& context);

@@ -75,7 +75,7 @@ void dropOldest(std::vector<uint8_t>& events, size_t mostBytes) {
 
 bool appendToFile(const CommandContext& context, JournalState& journal) {
     const FileDescriptor file = openFile(context, journal.slot, O_WRONLY | O_CREAT);
-    // Behind the bytes that count there may be some of a process that died.
+    // After the bytes that count there may be some of a process that died.
     if (!file.isOpen() || !writeAt(file.get(), journal.recent, journal.fileBytes)) return false;
     journal.fileBytes += journal.recent.size();
     return true;

@@ -12,8 +12,8 @@ namespace features::simulator {
 /// length of the rest in its last two.
 ///
 /// The newest lie in the state. When they have grown to some KiB they go into a file of their own,
-/// log-persistent-events-0 or -1, behind those that are there; the state says how many of its bytes count. A file that
-/// is full is written anew without its oldest events, under the other of two names. So a process that dies leaves the
+/// log-persistent-events-0 or -1, after those that are there; the state says how many of its bytes count. A file that
+/// is full is rewritten without its oldest events, under the other of two names. So a process that dies leaves the
 /// events that the state has, and no other.
 class EventJournal {
 public:

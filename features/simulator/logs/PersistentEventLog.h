@@ -39,7 +39,7 @@ void recordReset(CommandContext& context, bool isPowerOn);
 bool composePersistentEventLog(CommandContext& context, std::vector<uint8_t>& page);
 
 /// Log page 0Dh, Persistent Event Log: LSP establishes a context, reads in it, or releases it. What is read in a
-/// context stands still until a reset.
+/// context is unchanged until a reset.
 CompletionEntry buildPersistentEventLog(CommandContext& context, const LogRequest& request, std::vector<uint8_t>& page);
 
 }  // namespace features::simulator

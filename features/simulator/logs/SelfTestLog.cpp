@@ -45,7 +45,7 @@ CompletionEntry buildSelfTestLog(CommandContext& context, const LogRequest&, std
         const SelfTestResult& result = test.results[i];
         at[0] = result.status;
         at[1] = result.segment;
-        // Which of the fields behind hold something: NSID, failing LBA, status code type and status code.
+        // Which of the next fields hold something: NSID, failing LBA, status code type and status code.
         at[2] = static_cast<uint8_t>((result.nsid != 0 ? 1 : 0) | (result.failingLba ? 2 : 0) |
                                      (result.statusCode != 0 ? 0xC : 0));
         putLe64(at + 4, result.powerOnHours);

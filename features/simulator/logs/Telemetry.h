@@ -9,7 +9,7 @@
 namespace features::simulator {
 
 /// Captures of the drive's inner state. Data area 1 holds the SMART / Health log and a text of one fact a line, area 2
-/// the Error Information log beside, area 3 the persistent event log. A capture stands still until the next one,
+/// the Error Information log beside, area 3 the persistent event log. A capture is unchanged until the next one,
 /// however often and in whatever pieces it is read.
 
 /// Captures for the controller itself, `reason` being a text of 128 bytes at most; not while a capture waits to be
@@ -17,7 +17,7 @@ namespace features::simulator {
 /// counts more.
 void captureForController(CommandContext& context, const char* reason);
 
-/// Log page 07h, Telemetry Host-Initiated. LSP bit 0 captures anew.
+/// Log page 07h, Telemetry Host-Initiated. LSP bit 0 makes a new capture.
 CompletionEntry buildHostTelemetry(CommandContext& context, const LogRequest& request, std::vector<uint8_t>& page);
 /// Log page 08h, Telemetry Controller-Initiated. A read that does not retain the event says that the host has it.
 CompletionEntry buildControllerTelemetry(CommandContext& context, const LogRequest& request,

@@ -22,7 +22,7 @@ public:
     }
 };
 
-/// A clock that stands until a test advances it.
+/// A clock that is stopped until a test advances it.
 class ManualClock : public Clock {
 public:
     explicit ManualClock(uint64_t nowMs) : nowMs_(nowMs) {}

@@ -25,7 +25,7 @@ struct Description {
     std::string serialNumber;
     std::string modelNumber;  ///< empty: that of the model
     uint64_t sizeBytes = 0;
-    std::optional<uint64_t> clockMs;  ///< the drive's clock stands at this time, see Clock
+    std::optional<uint64_t> clockMs;  ///< the drive's clock is stopped at this time, see Clock
     // [supports]
     bool supportsFormat = true;
     bool supportsNamespaceManagement = true;

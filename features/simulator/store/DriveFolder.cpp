@@ -30,7 +30,7 @@ bool begins(const std::string& name, const char* prefix) {
     return name.compare(0, std::strlen(prefix), prefix) == 0;
 }
 
-// The state file: a head of 64 bytes, the archive of DriveState behind it.
+// The state file: a head of 64 bytes, the archive of DriveState after it.
 //    0  8  magic            12  4  CRC-32 of the archive           24  8  revision of the active firmware
 //    8  4  STATE_VERSION    16  8  length of the archive           32  8  counts the files that were written
 //                                                                  60  4  CRC-32 of bytes 0 to 59

@@ -69,7 +69,7 @@ public:
     static std::string mediaName(uint32_t nsid, uint32_t generation);
     std::string mediaPath(uint32_t nsid, uint32_t generation) const;
 
-    /// What the scan tells without a lock and without the whole state.
+    /// What the scan reports without a lock and without the whole state.
     struct Identity {
         Description description;
         std::string firmware;  ///< empty: the drive was never used

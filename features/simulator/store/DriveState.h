@@ -133,7 +133,7 @@ struct ErrorEntry {
     uint16_t statusField = 0;  ///< as in CompletionEntry
     uint8_t opcode = 0;
     bool isAdmin = true;
-    uint16_t parameterByte = 0xFFFF;  ///< Parameter Error Location; FFFFh: not told
+    uint16_t parameterByte = 0xFFFF;  ///< Parameter Error Location; FFFFh: not reported
     uint64_t lba = 0;
     uint32_t nsid = 0;
 
@@ -211,7 +211,7 @@ struct TimestampState {
 /// Asynchronous events, a bit for each (see Events.h).
 struct EventState {
     uint32_t pending = 0;                     ///< not reported yet
-    uint32_t masked = 0;                      ///< reported, and the log page that tells more was not read since
+    uint32_t masked = 0;                      ///< reported, and the log page with details was not read since
     uint8_t warnings = 0;                     ///< the Critical Warning bits that events were raised for
     std::vector<uint32_t> changedNamespaces;  ///< log page 04h, sorted
 

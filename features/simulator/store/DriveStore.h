@@ -18,7 +18,7 @@ inline constexpr const char* STORE_LOCK = ".nimbrel-simdrive.lock";
 /// The simulated drives of a machine. Their folder is its owner's alone, as is that of each drive.
 ///
 /// Errors:  of the system with errno and the path; a name that is none is 1/22 (EINVAL), one that is taken 1/17
-///          (EEXIST), one that nobody has 1/2 (ENOENT).
+///          (EEXIST), one of no drive 1/2 (ENOENT).
 /// Threads: any number of processes may make and remove drives at once.
 class DriveStore {
 public:

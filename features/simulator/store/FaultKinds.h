@@ -10,7 +10,7 @@ struct Description;
 /// A kind of fault: its key in the description file, which is its option of nimbrel-simdrive, too.
 struct FaultKind {
     const char* key;
-    const char* example;  ///< a value, as it stands on a command line
+    const char* example;  ///< a value, as on a command line
     const char* help;
     std::string (*write)(const Description& description);  ///< its value in a description, as the file has it
 };

@@ -52,7 +52,7 @@ int writeZeros(int file, uint64_t offset, uint64_t size) {
     return 0;
 }
 
-/// The file does not grow: what lies behind its end is zero anyhow.
+/// The file does not grow: what lies after its end is zero anyhow.
 int punch(int file, uint64_t offset, uint64_t size) {
     struct stat info {};
     if (::fstat(file, &info) != 0) return errno;

@@ -14,7 +14,7 @@ namespace features::simulator {
 struct LbaFormat;
 
 /// The media of a drive: a sparse file for each namespace that was ever written to. A block that is not in it reads as
-/// zeros. Behind the blocks, from the next multiple of 4 KiB on, the file holds their metadata.
+/// zeros. After the blocks, from the next multiple of 4 KiB on, the file holds their metadata.
 ///
 /// Ownership: the folder must outlive it. Files stay open from one command to the next.
 /// Errors:    0 or errno.
@@ -23,7 +23,7 @@ class Media {
 public:
     explicit Media(DriveFolder& folder) : folder_(folder) {}
 
-    /// `data` holds the blocks with their metadata behind each, when `withMetadata` says so; otherwise the blocks
+    /// `data` holds the blocks with their metadata after each, when `withMetadata` says so; otherwise the blocks
     /// alone.
     int read(uint32_t nsid, uint64_t first, uint32_t blocks, bool withMetadata, std::vector<uint8_t>& data);
     int write(uint32_t nsid, uint64_t first, uint32_t blocks, bool withMetadata, const std::vector<uint8_t>& data);

@@ -9,7 +9,7 @@ namespace features::simulator {
 
 namespace {
 
-// Vendor identifier and OUI are of nobody: FADEh is not assigned, and the OUI is a locally administered one.
+// Vendor identifier and OUI are unassigned: FADEh is not assigned, and the OUI is a locally administered one.
 // clang-format off
 constexpr Model MODELS[] = {
     {ModelId::VELKO, "velko", "VELKO Simulated NVMe SSD", "VSIM0100", 0xFADE, 0xFADE, 0x02564C, 4, true, true, 343, 358, 64,

@@ -43,7 +43,7 @@ void recordForOcpLogs(CommandContext& context, const DriveEvent& event) {
     switch (event.kind) {
         case DriveEvent::Kind::RESET:
             state.panic = 0;
-            // A power cycle trains the link anew.
+            // A power cycle trains the link again.
             if (event.value != 0) {
                 ++state.linkTrainings;
                 ++state.pcieErrors;

@@ -5,7 +5,7 @@
 
 namespace features::simulator {
 
-/// Keeps what the OCP logs tell of what happened to the drive. Nothing on a drive of another model.
+/// Keeps what the OCP logs report of what happened to the drive. Nothing on a drive of another model.
 void recordForOcpLogs(CommandContext& context, const DriveEvent& event);
 
 }  // namespace features::simulator

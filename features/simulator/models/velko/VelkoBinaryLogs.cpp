@@ -25,7 +25,7 @@ constexpr uint32_t RECORD_BYTES = 32;
 constexpr uint32_t ASSERT_BYTES = 64;
 constexpr uint32_t SECTION_BYTES = 16;
 
-/// What a binary log holds behind its header.
+/// What a binary log holds after its header.
 struct Body {
     uint32_t entries = 0;
     uint32_t entryBytes = 0;
@@ -108,7 +108,7 @@ constexpr struct {
 void addSection(Body& body, std::vector<uint8_t>& structures, uint16_t section, const std::vector<uint8_t>& bytes) {
     uint8_t entry[SECTION_BYTES] = {};
     putLe16(entry, section);
-    putLe32(entry + 8, static_cast<uint32_t>(structures.size()));  // moved behind the entries when all are known
+    putLe32(entry + 8, static_cast<uint32_t>(structures.size()));  // moved after the entries when all are known
     putLe32(entry + 12, static_cast<uint32_t>(bytes.size()));
     body.bytes.insert(body.bytes.end(), std::begin(entry), std::end(entry));
     structures.insert(structures.end(), bytes.begin(), bytes.end());

@@ -27,7 +27,7 @@ constexpr CompletionEntry INVALID_FIELD = refusal(SCT_GENERIC, SC_INVALID_FIELD)
 bool isVelko(const CommandContext& context) {
     return context.model.id == ModelId::VELKO;
 }
-/// Maximum LBA means the only namespace. Metadata lies behind the blocks, where a smaller namespace would not find it.
+/// Maximum LBA means the only namespace. Metadata is after the blocks, where a smaller namespace would not find it.
 bool hasOneNamespace(const CommandContext& context) {
     return isVelko(context) && context.state.namespaces.size() == 1 &&
            context.formatOf(context.state.namespaces.begin()->second).metadataBytes == 0;
@@ -71,8 +71,8 @@ void writeMaximumLba(CommandContext& context, uint32_t, const FeatureValue& valu
     auto& [nsid, part] = *context.state.namespaces.begin();
     const uint64_t blocks = le64(value.data.data()) + 1;
     if (blocks < part.size) {
-        // Once the state is saved, and by the next command should this process die before: they must not come back when
-        // the namespace grows again.
+        // Once the state is saved, and by the next command should this process die before: they must not be readable
+        // when the namespace grows again.
         context.state.deallocating.push_back({nsid, blocks, part.size - blocks});
         context.afterSave.push_back([&context] { (void)finishDeallocation(context); });
     }
@@ -80,7 +80,7 @@ void writeMaximumLba(CommandContext& context, uint32_t, const FeatureValue& valu
     noteNamespaceChange(context, nsid);
 }
 
-// Power Governor: the limits of a mode stand beside it.
+// Power Governor: the limits of a mode are beside it.
 
 constexpr uint32_t POWER_LIMITS[] = {0x00191400, 0x00120E00, 0x000C0A00};  // 20 and 25, 14 and 18, 10 and 12 watts
 constexpr uint32_t MOST_POWER_MODE = 2;

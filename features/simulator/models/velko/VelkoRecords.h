@@ -35,7 +35,7 @@ void recordVelkoEvent(const CommandContext& context, VelkoState& velko, VelkoEve
 
 /// Keeps a record of what happened to a VELKO drive; other models have no such logs.
 void recordForVelkoLogs(CommandContext& context, const DriveEvent& event);
-/// Likewise of a command that the drive refused: the nlog has all of them, the event log media errors, the assert log
+/// The same for a command that the drive refused: the nlog has all of them, the event log media errors, the assert log
 /// those of the firmware itself (Internal Error).
 void recordVelkoError(CommandContext& context, const CompletionEntry& completion);
 

@@ -13,8 +13,8 @@
 #include "features/simulator/store/DriveStore.h"
 #include "tests/support/TemporaryFolder.h"
 
-/// A simulated drive in a temporary folder, of 64 MiB, with a clock that stands at 2026-11-20 18:00:00 UTC. Opcodes and
-/// dwords are written out in the tests, as are the bytes that come back.
+/// A simulated drive in a temporary folder, of 64 MiB, with a clock stopped at 2026-11-20 18:00:00 UTC. Opcodes and
+/// dwords are written out in the tests, as are the bytes that are returned.
 class SimulatedDrive : public ::testing::Test {
 public:
     using Bytes = std::vector<uint8_t>;

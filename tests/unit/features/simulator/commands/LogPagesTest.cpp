@@ -68,7 +68,7 @@ TEST_F(LogPagesOfASimulatedDrive, AreReadInPieces) {
     expected.resize(32);
     EXPECT_EQ(data, expected);
     EXPECT_EQ(status(admin(0x02, 0, 0x00000005, 0, 4096)), 0x4002) << "at the end";
-    EXPECT_EQ(status(admin(0x02, 0, 0x00000005, 0, 0, 1)), 0x4002) << "4 GiB behind it";
+    EXPECT_EQ(status(admin(0x02, 0, 0x00000005, 0, 0, 1)), 0x4002) << "4 GiB after it";
     EXPECT_EQ(status(admin(0x02, 0, 0x00000005, 0, 2)), 0x4002) << "not a dword";
 }
 

@@ -115,7 +115,7 @@ TEST_F(FaultsOfASimulatedDrive, MediaErrorsFailReadsUntilTheBlocksAreRewritten) 
         << "the block that failed, not the first of the command";
 
     EXPECT_EQ(writeBlocks(101, 2), 0);
-    EXPECT_EQ(status(readBlocks(101, 2)), 0) << "they were written anew";
+    EXPECT_EQ(status(readBlocks(101, 2)), 0) << "they were rewritten";
     EXPECT_EQ(status(readBlocks(101, 3)), 0x4281);
     EXPECT_EQ(number(log(0x01, 64), 16, 8), 103U);
     EXPECT_EQ(status(readBlocks(100, 1)), 0x4281);

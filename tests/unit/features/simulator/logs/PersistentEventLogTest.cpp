@@ -89,11 +89,11 @@ TEST_F(PersistentEventLogOfASimulatedDrive, ContextIsEstablishedReadAndReleased)
     const Bytes header = data;
     EXPECT_EQ(act(ESTABLISH), 0x400C) << "there is one";
     EXPECT_EQ(act(3), 0x4002) << "a reserved action";
-    EXPECT_EQ(act(READ, 4, 580), 0x4002) << "behind the end";
+    EXPECT_EQ(act(READ, 4, 580), 0x4002) << "after the end";
     EXPECT_EQ(status(admin(0x09, 0, 0x01, 3)), 0) << "something happens meanwhile";
     reopen();
     EXPECT_EQ(act(READ), 0);
-    EXPECT_EQ(data, header) << "what is read in a context stands still";
+    EXPECT_EQ(data, header) << "what is read in a context is unchanged";
     EXPECT_EQ(act(RELEASE), 0);
     EXPECT_EQ(data, Bytes(512));
     EXPECT_EQ(act(READ), 0x400C);
@@ -267,7 +267,7 @@ TEST_F(PersistentEventLogOfASimulatedDrive, BytesOfADeadProcessDoNotCount) {
         ASSERT_EQ(status(admin(0x09, 0, 0x16)), 0);
     }
     const Bytes before = readLog();
-    // As if a process had written and died before the state told of it.
+    // As if a process had written and died before the state showed it.
     std::FILE* file = std::fopen((path() + "/log-persistent-events-0").c_str(), "ab");
     ASSERT_NE(file, nullptr);
     std::fputs("garbage", file);

@@ -97,7 +97,7 @@ TEST_F(TelemetryOfASimulatedDrive, GenerationRunsOver) {
 
 TEST_F(TelemetryOfASimulatedDrive, ControllerCapturesWhenMediaFails) {
     failARead();
-    EXPECT_EQ(part(piece(0x07, 0, 512), 381, 3), (Bytes{0, 1, 1})) << "the host's log tells of it";
+    EXPECT_EQ(part(piece(0x07, 0, 512), 381, 3), (Bytes{0, 1, 1})) << "the host's log reports it";
     const Bytes whole = piece(0x08, 0, 7168);
     EXPECT_EQ(part(whole, 0, 14), (Bytes{8, 0, 0, 0, 0, 0x4C, 0x56, 2, 2, 0, 10, 0, 13, 0}));
     EXPECT_EQ(part(whole, 381, 3), (Bytes{0, 1, 1}));
@@ -119,7 +119,7 @@ TEST_F(TelemetryOfASimulatedDrive, RefusesWhatIsNoPartOfIt) {
     const auto get = [](uint32_t dword10, uint32_t offset) { return admin(0x02, 0, dword10, 0, offset); };
     piece(0x07, 0, 512, 1);
     EXPECT_EQ(status(get(0x007F0007, 4)), 0x4002) << "no whole block";
-    EXPECT_EQ(status(get(0x007F0007, 6144)), 0x4002) << "behind the end";
+    EXPECT_EQ(status(get(0x007F0007, 6144)), 0x4002) << "after the end";
     EXPECT_EQ(status(get(0x007F0207, 0)), 0x4002) << "no such bit in LSP";
     EXPECT_EQ(status(get(0x007F0108, 0)), 0x4002) << "the host does not create the controller's";
     EXPECT_EQ(status(get(0x007F0107, 71680)), 0x4002);

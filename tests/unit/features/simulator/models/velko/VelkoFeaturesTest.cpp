@@ -159,7 +159,7 @@ TEST_F(VelkoFeatures, MaximumLbaResizesTheOnlyNamespace) {
     EXPECT_EQ(status(io(0x02, 1, 65536)), 0x4080);
     EXPECT_EQ(setMaximumLba({0xFF, 0xFF, 0x01}), 0);
     EXPECT_EQ(block(65535), Bytes(512, 0x11));
-    EXPECT_EQ(block(65536), Bytes(512, 0x00)) << "what was cut off does not come back";
+    EXPECT_EQ(block(65536), Bytes(512, 0x00)) << "what was cut off is not readable again";
     EXPECT_EQ(number(identify(0x01), 296, 8), 0U);
 }
 

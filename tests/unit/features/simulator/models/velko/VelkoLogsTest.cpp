@@ -57,7 +57,7 @@ TEST_F(VelkoLogs, RefuseWhatTheyDoNotDefine) {
     EXPECT_EQ(status(admin(0x02, 0xFFFFFFFF, 0xF01D0)), 0x4002) << "no LSP";
     EXPECT_EQ(status(admin(0x02, 0xFFFFFFFF, 0xFF04D1)), 0x4002) << "type 4";
     EXPECT_EQ(status(admin(0x02, 0xFFFFFFFF, 0xF00D8, 0, 64)), 0x4002) << "an offset at the end";
-    EXPECT_EQ(logAt(0xD8, 60, 8), Bytes(8, 0)) << "zeros behind the end";
+    EXPECT_EQ(logAt(0xD8, 60, 8), Bytes(8, 0)) << "zeros after the end";
 }
 
 TEST_F(VelkoLogs, ExtendedSmartCountsTheWork) {
@@ -115,7 +115,7 @@ TEST_F(VelkoLogs, LatencyIsCountedWhileItIsTracked) {
     read(0, 8);
     EXPECT_EQ(number(log(0xD1, 1024), 8, 8), 3U) << "switched off, the numbers stay";
     EXPECT_EQ(set(0xE2, 1), 0);
-    EXPECT_EQ(number(log(0xD1, 1024), 8, 8), 0U) << "switched on, it begins anew";
+    EXPECT_EQ(number(log(0xD1, 1024), 8, 8), 0U) << "switched on, it begins at 0";
 }
 
 TEST_F(VelkoLogs, AnAssertLogWithoutEntriesIsHeaderAndTrailer) {
@@ -174,7 +174,7 @@ TEST_F(VelkoLogs, APictureStaysUntilTheNextOneIsTaken) {
     EXPECT_EQ(number(header, 8, 8), 64 + 32 + 4U);
     EXPECT_EQ(set(0xCB, 0), 0);
     reopen();
-    EXPECT_EQ(part(logAt(0xD5, 64, 36), 32, 4), part(header, 60, 4)) << "still one entry, and its generation behind it";
+    EXPECT_EQ(part(logAt(0xD5, 64, 36), 32, 4), part(header, 60, 4)) << "still one entry, and its generation after it";
     EXPECT_EQ(number(logAt(0xD5, 0, 64), 16, 4), 2U);
     EXPECT_EQ(number(logAt(0xD5, 128, 4), 0, 4), number(header, 60, 4) + 1);
     reset();

@@ -4,13 +4,13 @@ namespace {
 
 constexpr uint64_t HOUR_MS = 3600000;
 
-class StandingClock : public SimulatedDrive {
+class StoppedClock : public SimulatedDrive {
 protected:
     /// Power On Hours of the SMART / Health log.
     uint64_t hours() { return number(log(0x02, 512), 128, 8); }
 };
 
-TEST_F(StandingClock, MovesWithTheDescriptionAlone) {
+TEST_F(StoppedClock, MovesWithTheDescriptionAlone) {
     description.clockMs = 1767225600000;  // 2026-01-01 00:00:00
     describe(features::simulator::ModelId::VELKO);
     EXPECT_EQ(hours(), 0U);
@@ -21,7 +21,7 @@ TEST_F(StandingClock, MovesWithTheDescriptionAlone) {
     EXPECT_EQ(hours(), 3U);
 }
 
-TEST_F(StandingClock, IsReadAndWrittenInTheDescription) {
+TEST_F(StoppedClock, IsReadAndWrittenInTheDescription) {
     using features::simulator::Description;
     const std::string drive = "[drive]\nmodel = ocp\nserial-number = S\nsize = 1 MiB\n";
     for (const auto& [value, ms] : std::map<std::string, std::optional<uint64_t>>{
