@@ -87,7 +87,7 @@ public:
     /// What the list says of a log page.
     ostrel::core::Status readListedLog(uint8_t lid, bool& hasList, bool& isListed);
     /// `length` bytes of a log page, in the largest pieces that the controller and the system take. 10/34 when it would
-    /// take an offset that the controller does not have.
+    /// take an offset that the controller does not support.
     ostrel::core::Status readLogPage(const LogPageRequest& request, uint64_t length, ostrel::core::Payload& data);
     /// The same for a page that is too large to be held twice: each piece is handed to `take` when it comes, in order;
     /// `bytes` of it count. What `take` returns, other than a success, ends the reading.

@@ -1,5 +1,5 @@
 """Reading leaves no trace: no list, show or log scan makes a drive record an error. A drive records each command that
-asks for what it does not have, and monitoring of the number of entries raises an alarm."""
+asks for what it does not support, and monitoring of the number of entries raises an alarm."""
 
 import pathlib
 import re

@@ -45,7 +45,7 @@ public:
     const std::vector<transport::HostNamespace>* hostNamespaces();
 
 private:
-    /// A structure that was asked for: empty when the drive does not have it.
+    /// A structure that was asked for: empty when the drive does not support it.
     using Part = std::optional<ostrel::core::Payload>;
 
     const uint8_t* logPage(Part& part, uint8_t lid, ostrel::core::Status* refusal = nullptr);

@@ -20,9 +20,9 @@ ostrel::core::Status copyLog(nvme::Drive& drive, const nvme::LogPageRequest& pag
 /// Whether the drive itself said no. Anything else that is no success is a transport error.
 bool isRefusal(const ostrel::core::Status& status);
 
-/// Whether the drive refused a log since it does not have it.
+/// Whether the drive refused a log that it does not support.
 bool isMissingLog(const nvme::Completion& completion);
-/// `missing`, followed by the drive's own words, when its last command was refused since it does not have the log.
+/// `missing`, followed by the drive's own words, when its last command was refused for an unsupported log.
 /// Other statuses stay as they are.
 ostrel::core::Status missingLogAs(const ostrel::core::Status& status, const nvme::Drive& drive,
                                   const ostrel::core::Status& missing);

@@ -17,7 +17,7 @@ ostrel::core::Status isLogOffered(nvme::Drive& drive, const nvme::LogPageRow& ro
 ostrel::core::Status requireLogOffered(nvme::Drive& drive, const nvme::LogPageRow& row);
 
 /// `unsupported` with the feature's name where Identify Controller, or log page 12h of a drive that lists it, says that
-/// the drive does not have the feature of the standard. A feature of which neither says anything may be asked for.
+/// the drive does not support the feature of the standard. A feature of which neither says anything may be asked for.
 ostrel::core::Status requireFeatureOffered(nvme::Drive& drive, const nvme::FeatureRow& feature,
                                            const ostrel::core::Status& unsupported);
 

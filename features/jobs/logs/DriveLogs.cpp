@@ -126,8 +126,8 @@ private:
         return !status.is(0, 0) && (!isOfHost(status) || isTooLongForFile);
     }
 
-    /// What the drive does not have after all is no failure of the scan. A failure of the host is one: the completion
-    /// at hand is then that of an earlier command.
+    /// What the drive does not support after all is no failure of the scan. A failure of the host is one: the
+    /// completion at hand is then that of an earlier command.
     Status reportNotRead(const std::string& what, const Status& status) {
         tree_.add(what, "Not read", status.getMessage());
         const bool isMissing = !isOfHost(status) && !isTooLong(status) &&

@@ -32,7 +32,7 @@ bool isCommandSequenceError(const nvme::Drive& drive) {
     return drive.lastCompletion().is(0x0, 0x0C);
 }
 
-/// `missing` on a drive that says it does not have the page.
+/// `missing` on a drive that does not support the page.
 Status requireLog(nvme::Drive& drive, bool (ControllerCapabilities::*isSupported)() const, const Status& missing) {
     const uint8_t* identify = nullptr;
     const Status status = drive.identifyController(identify);

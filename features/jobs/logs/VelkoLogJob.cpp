@@ -38,7 +38,7 @@ struct VelkoLogJob::Row {
     uint8_t lid;
     const char* signature;
     const char* logName;  ///< the beginning of the file's name
-    Status (*missing)();  ///< the drive does not have the log
+    Status (*missing)();  ///< the drive does not support the log
     Status (*damaged)();  ///< what the drive gave is not the log
     Status (*failed)();   ///< the log changed again and again
     Status (*empty)();    ///< the log has no entry

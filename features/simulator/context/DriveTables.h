@@ -38,11 +38,11 @@ struct DriveTables {
 
 /// Null: the opcode is invalid on this drive.
 const CommandRow* findCommand(const DriveTables& tables, const Description& description, bool isAdmin, uint8_t opcode);
-/// Null: the drive does not have the page.
+/// Null: the drive does not support the page.
 const LogRow* findLog(const CommandContext& context, uint8_t lid);
 /// The row of a model's feature; null: no drive of the model has it.
 const FeatureRow* findFeatureRow(const DriveTables& tables, uint8_t fid);
-/// Null: the drive does not have the feature.
+/// Null: the drive does not support the feature.
 const FeatureRow* findFeature(const CommandContext& context, uint8_t fid);
 
 }  // namespace features::simulator

@@ -116,7 +116,7 @@ bool capture(CommandContext& context, uint8_t lid, const char* reason, Telemetry
     (void)buildErrorLog(context, {}, part);
     append(page, part);
     closeArea(page, 2);
-    // A persistent event log that is damaged, or that the drive does not have, leaves area 3 without more.
+    // A persistent event log that is damaged, or that the drive does not support, leaves area 3 without more.
     if (composePersistentEventLog(context, part)) append(page, part);
     closeArea(page, 3);
     if (!Snapshot(context, snapshotName(lid)).write(page)) return false;
