@@ -17,7 +17,7 @@ using OwnedCommand = std::unique_ptr<AsyncEngineCommand>;
 using CommandQueue = std::deque<OwnedCommand>;
 
 // How long an idle sender sleeps, by the monotonic clock, before it looks again by itself: so it notices the end
-// whatever it was told.
+// without a notification.
 const boost::posix_time::milliseconds SENDER_WAIT(500);
 
 // The engine that the present thread works for, if any.
@@ -138,7 +138,7 @@ void AsyncEngine::restartWith(std::uint32_t& setting, std::uint32_t count) {
     setting = count;
 }
 
-// A thread of this engine must not wait here: whoever holds the lock may be waiting for that very thread.
+// A thread of this engine must not wait here: the holder of the lock may be waiting for that very thread.
 boost::unique_lock<boost::mutex> AsyncEngine::lockLifecycle() {
     OSTREL_TRACE();
     if (engineOfThisThread != this) return Lock(lifecycleMutex_);

@@ -31,7 +31,7 @@ namespace ostrel::core {
 /// Deriving
 ///   - The transport is send(); onStart() and onStop() frame it. The order of the virtual operations is binary
 ///     interface, new ones go last.
-///   - The threads call into the derived class, so it must be whole as long as they run: whoever owns the engine calls
+///   - The threads call into the derived class, so it must be whole as long as they run: the owner of the engine calls
 ///     stop() before the destruction begins (a CommandPath does so for its own engine), when no add() is under way any
 ///     more. An engine destroyed with its threads ends the process.
 ///   - send(), onStart(), onStop() and the commands' callbacks must not throw: an exception that leaves a thread ends
@@ -39,9 +39,9 @@ namespace ostrel::core {
 ///
 /// Ownership: the engine owns a command from add() until its callback has returned. Commands that are never completed
 ///            are freed with the engine.
-/// Errors:    what the transport could not do is told in the command's own status; the command is completed all the
-///            same. A thread that cannot be created throws boost::thread_resource_error out of add(), which frees the
-///            command; the engine then counts as running with the threads that it has, until stop().
+/// Errors:    what the transport could not do is reported in the command's own status; the command is still
+///            completed. A thread that cannot be created throws boost::thread_resource_error out of add(), which frees
+///            the command; the engine then counts as running with the threads that it has, until stop().
 /// Threads:   add() from any thread, also from send() and from callbacks (as long as there is room: a sender or
 ///            callback thread that waits for itself waits for good). stop() and the setters from any thread but the
 ///            engine's own, and not from onStart() or onStop(). No lock of the queues is ever held over a call of
@@ -52,7 +52,7 @@ public:
     static constexpr std::size_t CALLBACK_QUEUE_LIMIT = 128;
 
     virtual ~AsyncEngine();
-    /// A name for the log lines of whoever derives; not called by the engine.
+    /// A name for the log lines of the derived class; not called by the engine.
     virtual std::string getName() const = 0;
     /// Called once before the threads are created, on the thread of the first add().
     virtual void onStart() = 0;
@@ -63,23 +63,23 @@ public:
     virtual void send(std::uint32_t slot, AsyncEngineCommand& command, Status& result) = 0;
 
     AsyncEngine(const AsyncEngine&) = delete;
-    /// Takes over the numbers of threads of `other`, through the setters. Queues and threads are nobody else's.
+    /// Takes over the numbers of threads of `other`, through the setters. Queues and threads are not shared.
     AsyncEngine& operator=(const AsyncEngine& other);
 
     /// Queues a command, which is not null; waits while the send queue holds 64.
     ///
-    /// The first add() starts the threads; of several first ones, one does. After stop() an add() queues all the same
+    /// The first add() starts the threads; of several first ones, one does. After stop() an add() still queues
     /// but starts nothing, and waits for good once the queue is full, until a setter and a further add() have started
     /// the engine again.
     void add(std::unique_ptr<AsyncEngineCommand> command);
 
     /// Ends all threads and returns when they have ended. Nothing that was queued before is dropped: the senders empty
     /// the send queue before they leave, the callback threads the callback queue. (With no sender or no callback
-    /// thread, nothing moves on behind that point, and stop() waits for good for senders that more than 128
+    /// thread, nothing moves on after that point, and stop() waits for good for senders that more than 128
     /// completions hold up.)
     ///
-    /// Callers that wait in add() meanwhile are not told. Each entry that a sender takes makes room for one of them;
-    /// its command is sent and completed by this stop() if it stands in the queue before the last sender finds it
+    /// Callers that wait in add() meanwhile are not notified. Each entry that a sender takes makes room for one of
+    /// them; its command is sent and completed by this stop() if it is in the queue before the last sender finds it
     /// empty. A command that comes later stays in the queue, and a caller who got no room goes on waiting (with no
     /// sender threads: all of them), both until the engine is started again or, for the commands, destroyed.
     ///
@@ -87,13 +87,13 @@ public:
     /// callback) it throws boost::thread_resource_error, native error 35, "boost thread: trying joining itself"; the
     /// exception must be caught there, or it ends the process. Before that, a callback thread waits for all senders,
     /// for good if they are held up by the callback queue that it should empty. After the exception the engine accepts
-    /// commands but is ending: no thread is started any more, those that run end as their flag tells them (called
+    /// commands but is ending: no thread is started any more, those that run end as their flag says (called
     /// from send(): the senders alone, the callback threads go on), onStop() was not called. A stop() or a setter
     /// from another thread takes the rest away and calls onStop(). If another thread is starting or stopping the
     /// engine at that moment, the exception comes at once and changes nothing.
     void stop();
 
-    /// Each stops the engine and sets the number of threads of one kind; the next add() starts it anew.
+    /// Each stops the engine and sets the number of threads of one kind; the next add() starts it again.
     void setSenderThreadCount(std::uint32_t count);
     void setCallbackThreadCount(std::uint32_t count);
     std::uint32_t getSenderThreadCount() const { return senderThreadCount_; }

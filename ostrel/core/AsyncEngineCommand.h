@@ -16,7 +16,7 @@ namespace ostrel::core {
 class AsyncEngineCommand {
 public:
     /// Clones `command` and shares the buffer of `payload`. `parent` is for the transport (whose owner it is),
-    /// `userData` for whoever queues; the engine reads neither.
+    /// `userData` for the caller of add(); the engine reads neither.
     AsyncEngineCommand(std::uint64_t parent, const QueueableCommand& command, const Payload& payload,
                        std::uint64_t userData);
     virtual ~AsyncEngineCommand();

@@ -109,7 +109,7 @@ std::string_view withoutHexPrefix(std::string_view text) {
 }
 
 bool hasOnlyHexDigits(std::string_view text) {
-    // Behind a prefix isHex() overlooks a character, so that no prefix may be left.
+    // After a prefix isHex() overlooks a character, so that no prefix may be left.
     return !text.empty() && withoutHexPrefix(text).size() == text.size() && isHex(text);
 }
 

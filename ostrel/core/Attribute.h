@@ -68,8 +68,8 @@ constexpr const char* typeHexValue() {
     return "hexValue";
 }
 
-/// A named, typed value: what is known about a device, what a request carries, what a response tells. The predefined
-/// ones stand in AttributeVocabulary.h, which is where names come from.
+/// A named, typed value: what is known about a device, what a request carries, what a response holds. The predefined
+/// ones are in AttributeVocabulary.h, which is where names come from.
 ///
 /// The value is raw bytes. The type decides how they become text and back, and what a setter leaves there:
 ///

@@ -9,7 +9,7 @@
 
 namespace ostrel::core {
 
-/// Attributes under their names. The order of iteration is that of the hash map: nobody may rely on it.
+/// Attributes under their names. The order of iteration is that of the hash map: no code may rely on it.
 using AttributeList = std::unordered_map<std::string, Attribute>;
 
 /// The entry under `name`, ignoring case, or end(). An entry of exactly this spelling goes before the others.

@@ -4,7 +4,7 @@
 
 /// The predefined attributes, the common language of tool and feature library: one function a row of the two tables,
 /// each returning a fresh Attribute without a value. Code never spells a key, it asks for the attribute and takes its
-/// name. Keys that stand in both tables may differ in display name and type.
+/// name. Keys that are in both tables may differ in display name and type.
 namespace ostrel::core::attributes {
 
 /// What the core knows of a device.

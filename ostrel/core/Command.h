@@ -21,9 +21,9 @@ public:
     virtual ~Command();
     /// A deep copy; payloads may be shared.
     virtual std::unique_ptr<Command> clone() const = 0;
-    /// Writes the command as the history log shows it, without a line end behind the last line.
+    /// Writes the command as the history log shows it, without a line end after the last line.
     virtual void toString(std::ostream& out) const = 0;
-    /// The command's own XML, as it stands inside the XML of a CommandResult. Not null.
+    /// The command's own XML, as it is inside the XML of a CommandResult. Not null.
     virtual std::unique_ptr<xml::XmlObject> toXml() const = 0;
     /// Copies the two names.
     virtual Command& operator=(const Command& other);

@@ -27,8 +27,8 @@ std::uint32_t CommandHistory::getMaxSize() const {
     return maxSize_;
 }
 
-// Here and below, what is dropped is destroyed after the lock is let go: its classes are others', and so is what their
-// destructors do.
+// Here and below, what is dropped is destroyed after the lock is released: its classes are others', and so is what
+// their destructors do.
 void CommandHistory::setMaxSize(std::uint32_t size) {
     OSTREL_TRACE();
     Results surplus;

@@ -25,7 +25,7 @@ public:
     /// Drops the oldest entries until the rest fits. With 0 the history stays empty.
     void setMaxSize(std::uint32_t size);
 
-    /// The entry at `index`, 0 being the oldest; null behind the last.
+    /// The entry at `index`, 0 being the oldest; null after the last.
     std::unique_ptr<CommandResult> at(std::uint32_t index) const;
     /// All entries of one moment.
     std::vector<CommandResult> getResults() const;

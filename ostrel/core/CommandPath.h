@@ -42,7 +42,7 @@ public:
     virtual Status reset();
     virtual std::unique_ptr<CommandPath> clone() const = 0;
     /// Sends one command and waits for its end. `payload` goes to the device, `attributes` are the device's. The
-    /// result tells everything but path and quietToXml, which the device fills in.
+    /// result holds everything but path and quietToXml, which the device fills in.
     virtual CommandResult send(const Command& command, const Payload& payload, const AttributeList& attributes) = 0;
     /// Whether a device with these attributes can be reached this way.
     virtual bool isSupported(const AttributeList& attributes) const = 0;

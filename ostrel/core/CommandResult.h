@@ -35,7 +35,7 @@ struct CommandResult {
     Payload outputPayload;                           ///< what went to it
     std::unique_ptr<ProtocolResult> protocolResult;  ///< may be null
     boost::posix_time::ptime startTime;              ///< UTC; "not a date time" until it is set
-    boost::posix_time::ptime endTime;                ///< likewise
+    boost::posix_time::ptime endTime;                ///< the same as startTime
     boost::posix_time::time_duration duration;
     std::unique_ptr<CommandPath> commandPath;  ///< the path that was taken; null when there was none
     bool quietToXml = false;                   ///< the XML leaves the two payloads out

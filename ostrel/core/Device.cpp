@@ -178,7 +178,7 @@ Status Device::openConnections() {
     return status;
 }
 
-// Without a last address there is nothing to work it out of, and a size that does not fit is better not told at all.
+// Without a last address there is nothing to work it out of, and a size that does not fit is better left out.
 void Device::computePhysicalSize() {
     OSTREL_TRACE();
     Attribute physicalSize = attributes::device::physicalSize();

@@ -95,7 +95,7 @@ public:
 
     /// Opens the device after a scan:
     ///   - child devices get this device's connections and are initialized first;
-    ///   - "SectorSize" becomes 512 when nothing tells it;
+    ///   - "SectorSize" becomes 512 when it is unknown;
     ///   - the own connections, then the others are opened;
     ///   - "DeviceStatus" becomes the "ErrorString", or "Healthy";
     ///   - "PhysicalSize", in bytes, is worked out of "MaximumLBA", the last address, where only that is known.

@@ -4,7 +4,7 @@
 
 namespace ostrel::core {
 
-/// A Windows facility. It stands here so that code written for both systems compiles; on Linux it refuses and logs.
+/// A Windows facility. It is here so that code written for both systems compiles; on Linux it refuses and logs.
 /// Its one virtual operation is binary interface: there is no virtual destructor, and no deleting through a base.
 class DeviceIOControlUtility {
 public:

@@ -45,7 +45,7 @@ void sortByPriority(std::vector<std::shared_ptr<Prioritized>>& items) {
     std::sort(items.begin(), items.end(), [](const auto& a, const auto& b) { return a->priority < b->priority; });
 }
 
-// RAID members behind all others, each group by the bytes of the path.
+// RAID members after all others, each group by the bytes of the path.
 void sortDevices(Devices& devices) {
     OSTREL_TRACE();
     const std::string pathName = attributes::device::devicePath().getName();
@@ -127,7 +127,7 @@ void DeviceManager::scan() {
 void DeviceManager::numberDevice(Device& device, std::size_t index) const {
     OSTREL_TRACE();
     logMessage(LOGSEVERITY_INFO, "Device ", index);
-    if (calculateDeviceStatus_) (void)device.initialize();  // what it found out stands in the device's attributes
+    if (calculateDeviceStatus_) (void)device.initialize();  // what it found out is in the device's attributes
     setIndex(device, index);
 }
 

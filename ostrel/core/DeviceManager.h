@@ -24,7 +24,7 @@ class DeviceFinderExtension;
 ///            longer belongs to the list.
 /// Errors:    a scan has none of its own: what a finder could not open is missing from the list. A lookup that finds
 ///            nothing gives null.
-/// Threads:   no lock: one thread scans, and nobody looks up meanwhile.
+/// Threads:   no lock: one thread scans, and no lookup runs meanwhile.
 class DeviceManager {
 public:
     DeviceManager();
@@ -32,8 +32,8 @@ public:
     DeviceManager& operator=(const DeviceManager&) = delete;
     virtual ~DeviceManager();
 
-    /// Makes the list of devices anew: finders in the order of registration, then extensions by priority. The list is
-    /// sorted, RAID members behind all others and each group by "DevicePath"; every device gets all connections and
+    /// Rebuilds the list of devices: finders in the order of registration, then extensions by priority. The list is
+    /// sorted, RAID members after all others and each group by "DevicePath"; every device gets all connections and
     /// its place as "Index". Ends with removeDuplicateLSIDevices().
     virtual void scan();
 
@@ -79,16 +79,16 @@ public:
     std::shared_ptr<Device> getDeviceBySerialNumberAndPartition(const std::string& serialNumber,
                                                                 const std::string& partitionPath) const;
 
-    /// Remove one device, number the others anew from 0, and return 1; return 0 when it is not in the list.
+    /// Remove one device, renumber the others from 0, and return 1; return 0 when it is not in the list.
     int removeDevice(std::uint32_t index);
     int removeDevice(const std::shared_ptr<Device>& device);
 
     /// Removes every device whose "DevicePath" contains "LSI" if there is another path to a device of the same
-    /// "SerialNumber", all ignoring case (a missing attribute counts as empty), and then numbers the others anew. All
+    /// "SerialNumber", all ignoring case (a missing attribute counts as empty), and then renumbers the others. All
     /// are judged by the list as it was at the beginning: a drive that is seen through two LSI paths alone vanishes
     /// altogether. That is how it is required.
     ///
-    /// Time grows with the number of devices. While the log is on it grows with the pairs that are told there too:
+    /// Time grows with the number of devices. While the log is on it grows with the pairs that are logged, too:
     /// for each device, in the list's order up to the one that decides, those of the same path (the device itself is
     /// one) and those of the same serial number.
     void removeDuplicateLSIDevices();

@@ -13,7 +13,7 @@ namespace ostrel::core {
 
 class FileDescriptor;
 
-/// Anything at all, links followed: a dangling link does not exist. False also when it cannot be told.
+/// Anything at all, links followed: a dangling link does not exist. False also when it cannot be determined.
 bool pathExists(const std::string& path);
 /// Links followed.
 bool isDirectory(const std::string& path);
@@ -29,12 +29,12 @@ Status readFile(const std::string& path, SymbolicLink link, std::string& text);
 /// The same for a file that is open; `path` is for the message.
 Status readFile(const FileDescriptor& file, const std::string& path, std::string& text);
 
-/// Puts `text` in place of the file, or creates it (mode 0644 less the umask). Whoever reads the path at any instant,
-/// also after a crash, finds the old file or the new one, whole; a failure leaves the old one. Mode and owner are kept.
-/// Only a regular file is replaced: a symbolic link is ELOOP, a directory EISDIR, anything else EINVAL.
+/// Puts `text` in place of the file, or creates it (mode 0644 less the umask). A process that reads the path at any
+/// instant, also after a crash, finds the old file or the new one, whole; a failure leaves the old one. Mode and owner
+/// are kept. Only a regular file is replaced: a symbolic link is ELOOP, a directory EISDIR, anything else EINVAL.
 ///
 /// The text is written to a file in the same directory, synced and renamed. The file has no name until it is complete
-/// where the file system can do that; elsewhere a killed process can leave a ".nimbrel-*" behind.
+/// where the file system can do that; elsewhere a killed process can leave a ".nimbrel-*" file.
 /// An error after the renaming, of the directory's sync, is reported although readers see the new file.
 Status writeFileAtomically(const std::string& path, std::string_view text);
 

@@ -7,7 +7,8 @@
 
 namespace ostrel::core {
 
-/// Owns an open file descriptor and closes it. Whoever must know whether closing failed calls release() and close(2).
+/// Owns an open file descriptor and closes it. A caller that must know whether closing failed calls release() and
+/// close(2).
 class FileDescriptor {
 public:
     FileDescriptor() = default;

@@ -14,9 +14,9 @@ int writeFully(int fileDescriptor, std::string_view bytes) {
         if (written >= 0) {
             bytes.remove_prefix(static_cast<size_t>(written));
         } else if (error == EAGAIN) {
-            // Somebody who shares the pipe or terminal made it non-blocking.
+            // Another process that shares the pipe or terminal made it non-blocking.
             pollfd writable{fileDescriptor, POLLOUT, 0};
-            (void)::poll(&writable, 1, -1);  // whatever it says, the next write tells
+            (void)::poll(&writable, 1, -1);  // whatever it returns, the next write reports the error
         } else if (error != EINTR) {
             return error;
         }

@@ -4,7 +4,7 @@
 
 namespace ostrel::core {
 
-/// The directory of the running program with "/" at its end; "./" when the system does not tell.
+/// The directory of the running program with "/" at its end; "./" when the system does not report it.
 std::string getExecutablePath();
 
 /// Runs `command` in a shell and appends what it prints to `output`. The way out of the command is not looked at.

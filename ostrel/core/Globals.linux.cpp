@@ -25,7 +25,7 @@ int callCommand(const std::string& command, std::string& output) {
     logMessage(LOGSEVERITY_INFO, "Making system call: ", command);
     const std::unique_ptr<FILE, int (*)(FILE*)> pipe(popen(command.c_str(), "r"), pclose);
     if (!pipe) {
-        logMessage(LOGSEVERITY_ERROR, "Unable to start a shell for the system call");  // popen() tells no sure reason
+        logMessage(LOGSEVERITY_ERROR, "Unable to start a shell for the system call");  // popen() gives no sure reason
         return 0;
     }
     std::array<char, 4096> chunk;

@@ -229,7 +229,7 @@ void writeLogLine(LogSeverity severity, std::initializer_list<LogPart> parts) no
     for (const LogPart& part : parts) line.append(part.text());
     BOOST_LOG_SEV(logger(), static_cast<trivial::severity_level>(severity)) << line;
 } catch (...) {
-    // Nobody is left to tell, and a scope trace logs from a destructor.
+    // The error cannot be reported anywhere, and a scope trace logs from a destructor.
 }
 
 }  // namespace ostrel::core

@@ -47,7 +47,7 @@ void openLogFile();
 void closeLogFile();
 
 /// Empties (or creates) the file `name` ahead of the next openLogFile() of that name, which then leaves the contents
-/// alone. For a log that somebody else in this process starts to append to before openLogFile() is called.
+/// alone. For a log that other code in this process starts to append to before openLogFile() is called.
 void truncateLogFile(const std::string& name);
 
 void enableLogging();
@@ -73,7 +73,7 @@ bool isMemoryStreamAttached();
 
 /// The file name of a source path: "Status.cpp" of "ostrel/core/Status.cpp".
 std::string_view baseFileName(std::string_view path);
-/// The text behind the last ':' of a function name: "open" of "Connection::open".
+/// The text after the last ':' of a function name: "open" of "Connection::open".
 std::string_view baseFunctionName(std::string_view function);
 
 /// One piece of a log line: text or a whole number. Lives only inside a call of logMessage().

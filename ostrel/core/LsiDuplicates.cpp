@@ -64,7 +64,7 @@ public:
         return candidate.hasLsiPath() && bySerialNumber_.at(candidate.lowerSerialNumber).differInPath;
     }
 
-    // What a walk over all devices would find worth telling on its way to that decision, in the order of the walk.
+    // What a walk over all devices would log on its way to that decision, in the order of the walk.
     void log(const SeenDevice& candidate) const {
         OSTREL_TRACE();
         const Positions& samePath = byPath_.at(candidate.lowerPath);

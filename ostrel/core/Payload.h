@@ -11,7 +11,7 @@ namespace ostrel::core {
 /// Ownership: copies share one buffer, and it lives until the last copy is gone. Writes through one copy, also through
 ///            a const one's sibling, are seen by all.
 /// Errors:    a buffer that cannot be allocated, or that is larger than 4 GiB - 1, logs at fatal level and is null:
-///            size 0, data null. Whoever asked for n > 0 bytes checks getSize().
+///            size 0, data null. A caller that asked for n > 0 bytes checks getSize().
 /// Threads:   the reference count is atomic, the bytes are not protected.
 class Payload {
 public:

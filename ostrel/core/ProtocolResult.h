@@ -10,7 +10,7 @@ class XmlObject;
 }
 
 /// What the protocol itself returned for a command, beside the data: the completion entry of an NVMe command, for
-/// example. Written by whoever writes the paths.
+/// example. Written by the author of the paths.
 ///
 /// Deriving: the order of the virtual operations is binary interface, new ones go last. clone() must return an object
 ///           of the very class of this one.
@@ -18,9 +18,9 @@ class ProtocolResult {
 public:
     virtual ~ProtocolResult() = default;
     virtual std::unique_ptr<ProtocolResult> clone() const = 0;
-    /// Writes the result as the history log shows it, without a line end behind the last line.
+    /// Writes the result as the history log shows it, without a line end after the last line.
     virtual void toString(std::ostream& out) const = 0;
-    /// The result's own XML, as it stands inside the XML of a CommandResult. Not null.
+    /// The result's own XML, as it is inside the XML of a CommandResult. Not null.
     virtual std::unique_ptr<xml::XmlObject> toXml() const = 0;
 
 protected:

@@ -16,8 +16,8 @@ using CompletionCallback = void (*)(const CompletionRecord& record);
 
 /// What became of a queued command.
 struct CompletionRecord {
-    std::uint64_t userContext = 0;          ///< the caller's; comes back unchanged
-    CompletionCallback callback = nullptr;  ///< null: nobody wants to know, and the fields below stay as they are
+    std::uint64_t userContext = 0;          ///< the caller's; returned unchanged
+    CompletionCallback callback = nullptr;  ///< null: no notification, and the fields below stay as they are
     std::uint32_t statusCode = 0;           ///< written on completion: the code of the command's Status
     Payload payload;                        ///< written on completion: the command's buffer
     std::uint32_t callerData1 = 0;          ///< the caller's; the engine does not touch it

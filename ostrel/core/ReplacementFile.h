@@ -10,8 +10,9 @@
 
 namespace ostrel::core {
 
-/// New contents on their way to take the place of a file, or to become one. Until publish() nobody sees them, and the
-/// destructor makes them vanish. See writeFileAtomically(), which is all that a text in one piece needs.
+/// New contents on their way to take the place of a file, or to become one. Until publish() no other process sees them,
+/// and the destructor makes them vanish. See writeFileAtomically(), which suffices for a text that is in memory as a
+/// whole.
 ///
 /// Each operation returns 0 or errno; after an error only the destructor may follow.
 class ReplacementFile {

@@ -131,7 +131,7 @@ int ReplacementFile::publish() {
     OSTREL_TRACE();
     int error = adoptOldFile();
     if (error == 0) error = resultOf(fsync(file_.get()));
-    const SignalBlock temporary;  // a process that ended here would leave its temporary file behind
+    const SignalBlock temporary;  // a process that ended here would leave its temporary file
     if (error == 0 && temporaryName_.empty()) error = giveName();
     const int directory = directory_.get();
     if (error == 0) error = resultOf(renameat(directory, temporaryName_.c_str(), directory, name_.c_str()));

@@ -7,7 +7,7 @@
 namespace ostrel::core {
 
 /// While it lives, SIGINT, SIGTERM and SIGHUP are answered at once: a thread of its own waits for them, writes one line
-/// to the error stream, "SIGINT: " and the words, in the place of a line of progress (TerminalLine.h) that stands
+/// to the error stream, "SIGINT: " and the words, in the place of a line of progress (TerminalLine.h) that is
 /// there, and then has the process ended by the signal's default action. The line comes also where the process itself
 /// cannot end yet: a thread inside the driver's passthrough is not killed before the drive has answered.
 ///

@@ -27,7 +27,7 @@ int endSignal() {
 std::atomic<int> cameSignal{0};
 static_assert(std::atomic<int>::is_always_lock_free, "read by a signal handler");
 
-/// Whether a line of progress may stand on the terminal, now and until the process ends: it is taken away before the
+/// Whether a line of progress may be on the terminal, now and until the process ends: it is taken away before the
 /// words and at the end. Set before the end signal is sent.
 std::atomic<bool> mayHaveLine{false};
 static_assert(std::atomic<bool>::is_always_lock_free, "read by a signal handler");

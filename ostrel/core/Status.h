@@ -13,7 +13,7 @@ constexpr uint32_t CATEGORY_JOB = 11;      ///< the job interface
 
 /// The result of an operation that can fail: which numbering (category), which condition (code), and the text for the
 /// user. The text travels with the value, across the boundary to the feature library too, so nothing is looked up
-/// where it is shown. The predefined ones stand in StatusCatalogue.h.
+/// where it is shown. The predefined ones are in StatusCatalogue.h.
 ///
 /// Success is 0/0 and nothing else. 0/12, 0/26 and 0/42 report on a command that is still under way.
 /// Threads: a plain value, without shared state.
@@ -36,7 +36,7 @@ public:
     void set(uint32_t category, uint32_t code);
     void set(uint32_t category, uint32_t code, const std::string& message);
 
-    /// The only comparison: the message takes no part, so conditions that share a number cannot be told apart.
+    /// The only comparison: the message takes no part, so conditions that share a number cannot be distinguished.
     bool is(uint32_t category, uint32_t code) const { return category_ == category && code_ == code; }
 
     /// Three lines, the last without a line end: "Category: 10", "Code: 5", "Message: No device selected."

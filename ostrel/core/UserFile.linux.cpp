@@ -40,7 +40,7 @@ bool isStreamDevice(dev_t device) {
     return false;
 }
 
-/// The descriptor that the path stands for. By its name: the links below /dev lead to /proc, which may be missing, and
+/// The descriptor that the path names. By its name: the links below /dev lead to /proc, which may be missing, and
 /// opening a file again through them would empty it.
 std::optional<int> inheritedDescriptor(const std::string& path) {
     constexpr std::string_view PREFIX = "/dev/fd/";

@@ -33,11 +33,11 @@ public:
     /// unknown tags, messages within messages, anything but objects within a list, anything within a property, text.
     /// The reader takes everything up to the first zero byte, and of equal attributes the last.
     static std::unique_ptr<xml::XmlElement> toXml(const std::string& xmlText);
-    /// The same, for large texts: the memory of the text is let go as soon as it has been read and before the tree is
+    /// The same, for large texts: the memory of the text is freed as soon as it has been read and before the tree is
     /// built, so that one of them is there and not both.
     static std::unique_ptr<xml::XmlElement> toXml(std::string&& xmlText);
 
-    /// A property of category "attribute". The description stands there only when there is one.
+    /// A property of category "attribute". The description is there only when it is not empty.
     static std::unique_ptr<xml::XmlProperty> attributeToXml(const Attribute& attribute);
     /// A property of category "payload", the bytes in upper-case hexadecimal.
     static std::unique_ptr<xml::XmlProperty> payloadToXml(const Payload& payload);

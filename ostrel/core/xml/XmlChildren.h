@@ -29,7 +29,7 @@ protected:
     ~XmlChildren();
 
     bool hasChildren() const;
-    /// ">", the children, and the closing tag for `tag`: the part of a serialised element behind its attributes.
+    /// ">", the children, and the closing tag for `tag`: the part of a serialised element after its attributes.
     void appendChildren(std::string& out, const char* tag) const;
     std::size_t childrenSize(const char* tag) const;
     /// Appends what `find` yields on each child: objects, then lists, then properties.

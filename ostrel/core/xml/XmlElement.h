@@ -11,7 +11,7 @@
 
 namespace ostrel::core::xml {
 
-/// A node of the tree behind every message between tool and feature library: XmlMessage, XmlObject, XmlList or
+/// A node of the tree of every message between tool and feature library: XmlMessage, XmlObject, XmlList or
 /// XmlProperty. There are no other tags, no element has text content, and everything that carries a value is an
 /// attribute. XmlConverter reads such a tree from text.
 ///

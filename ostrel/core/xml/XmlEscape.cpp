@@ -16,7 +16,7 @@ constexpr struct {
     std::string_view text;
 } REPLACEMENTS[] = {
     {'<', "&amp;lt;"},  // twice escaped, see the header
-    {'>', "&amp;gt;"},  // likewise
+    {'>', "&amp;gt;"},  // the same
     {'&', "&amp;"},    {'"', "&quot;"}, {'\'', "&apos;"},
 };
 

@@ -25,7 +25,7 @@ constexpr void addClass(ClassTable& table, std::string_view characters, Characte
 constexpr ClassTable makeClassTable() {
     ClassTable table{};
     addClass(table, " \n\r\t", CHARACTER_BLANK);
-    addClass(table, " \n\r\t/>?", CHARACTER_ENDS_TAG_NAME);  // '<' and quotes may stand in a tag's name
+    addClass(table, " \n\r\t/>?", CHARACTER_ENDS_TAG_NAME);  // '<' and quotes may be in a tag's name
     addClass(table, " \n\r\t/<>=?!", CHARACTER_ENDS_KEY);
     return table;
 }
@@ -50,7 +50,7 @@ public:
 private:
     // All of these return false where the reader finds the text malformed.
 
-    // Behind a '<'.
+    // After a '<'.
     bool readMarkup() {
         OSTREL_TRACE();
         emptyElement_ = false;
@@ -97,7 +97,7 @@ private:
         return true;
     }
 
-    // Up to the '>' that stands in no brackets.
+    // Up to the '>' that is in no brackets.
     bool skipDocumentType() {
         OSTREL_TRACE();
         for (std::size_t brackets = 0; position_ < text_.size(); ++position_) {
@@ -111,7 +111,7 @@ private:
 
     // The steps below are taken many times a tag: a trace of each would bury all else in the debug log.
 
-    // Behind the next `end` that begins `offset` characters from here or later.
+    // After the next `end` that begins `offset` characters from here or later.
     bool skipTo(std::string_view end, std::size_t offset = 0) {
         const std::size_t found = text_.find(end, position_ + offset);
         if (found == std::string_view::npos) return false;

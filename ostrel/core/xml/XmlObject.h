@@ -32,7 +32,7 @@ public:
     /// Removes the first property of that name. Returns 1, or 0 when there is none. Each property without a name that
     /// the search passes comes out with an empty one, which shows on the wire as name="".
     int removeProperty(const std::string& name);
-    /// Removes the first property of each name here, and likewise in the objects below; lists are not entered.
+    /// Removes the first property of each name here and in the objects below; lists are not entered.
     /// Properties without a name gain an empty one, as above.
     void removeProperties(const std::vector<std::string>& names);
 };

@@ -21,7 +21,7 @@ namespace ostrel::core::xml {
 namespace {
 
 /// What Boost's XML reader fills here: those operations of a property tree that the reader calls, on plain vectors. A
-/// property tree keeps an index by name at every node and attribute, which nobody here asks for: it takes three times
+/// property tree keeps an index by name at every node and attribute, which is unused here: it takes three times
 /// the memory, and more time to build and to take down than all the rest.
 class ReaderTree {
 public:
@@ -54,7 +54,7 @@ public:
     }
 };
 
-/// A text that is let go once it has been read to its end: Boost's reader takes all of it before it parses.
+/// A text that is freed once it has been read to its end: Boost's reader takes all of it before it parses.
 class OwnTextBuffer : public TextBuffer {
 public:
     explicit OwnTextBuffer(std::string& text) : TextBuffer(text), text_(text) {}

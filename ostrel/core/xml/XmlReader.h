@@ -13,12 +13,12 @@ namespace ostrel::core::xml {
 /// about ten levels deep, and XmlElement::find() sees no further than 255.
 inline constexpr std::size_t MAX_NESTING = 512;
 
-/// The tree of a text's first node; null when that node is no element of ours. Use XmlConverter::toXml(), which tells
+/// The tree of a text's first node; null when that node is no element of ours. Use XmlConverter::toXml(), which says
 /// what becomes of the rest and throws nothing.
 ///
 /// Errors:  throws a std::exception when the text is malformed or has no node, or when the memory does not suffice.
 /// Memory:  at its peak some 13 times the text when that is all small properties, twice when it is one large value. A
-///          text that is given away is let go before the tree is built.
+///          text that is given away is freed before the tree is built.
 std::unique_ptr<XmlElement> readElement(const std::string& text);
 std::unique_ptr<XmlElement> readElement(std::string&& text);
 

@@ -8,7 +8,7 @@ namespace cli::framework {
 struct CommandPart {
     std::string name{};          ///< As the user writes it; options and targets start with "-", properties do not.
     bool required = false;       ///< The command cannot run without this part.
-    std::string value{};         ///< Stands for the value in a usage line; empty: usage shows no value.
+    std::string value{};         ///< Represents the value in a usage line; empty: usage shows no value.
     bool valueRequired = false;  ///< The part must be given a value.
     std::string help{};
     std::string shortName{};       ///< Short form of an option ("-a"); empty for targets and properties.

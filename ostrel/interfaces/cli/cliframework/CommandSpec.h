@@ -32,7 +32,7 @@ public:
     /// The usage line: verb, options, targets, properties.
     std::string asStr() const;
 
-    /// The usage text of one list: "[-x|-y (value)] -z". A property's value stands behind " = ".
+    /// The usage text of one list: "[-x|-y (value)] -z". A property's value follows " = ".
     static std::string listToString(const std::vector<CommandPart>& list, bool isProperty);
 
     int32_t id = 0;    ///< What the feature dispatches on; unique within one feature only.

@@ -5,7 +5,7 @@
 
 namespace cli::framework {
 
-/// An option, target or property stands on the command line twice.
+/// An option, target or property is on the command line twice.
 class DuplicateTokenErrorResult : public SyntaxErrorResult {
 public:
     explicit DuplicateTokenErrorResult(const Token& token);

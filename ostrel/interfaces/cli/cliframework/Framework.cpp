@@ -28,7 +28,7 @@ size_t registryRank(const std::string& key) {
     return static_cast<size_t>(std::find(std::begin(KNOWN_KEYS), std::end(KNOWN_KEYS), key) - KNOWN_KEYS);
 }
 
-/// Long names of the shared options by the words that stand for them. "-s" is not among them.
+/// Long names of the shared options by the words that select them. "-s" is not among them.
 struct OptionAlias {
     std::string_view word;
     const char* name;

@@ -38,7 +38,7 @@ public:
     std::unique_ptr<ResultBase> execute(const std::vector<std::string>& arguments);
     std::unique_ptr<ResultBase> execute(int argc, const char* const* argv);
 
-    /// Classifies the arguments against the commands; options come back under their long names.
+    /// Classifies the arguments against the commands; options are returned under their long names.
     std::vector<Token> tokenize(int argc, const char* const* argv, const CandidateCommands& commands) const;
 
     /// The list that holds the parts of a type; null for a type that is no option, target or property.

@@ -175,7 +175,7 @@ Lexer::Lookup Lexer::lookUpProperty(const Word& word, const Vocabulary& command,
     return Lookup::NOT_FOUND;
 }
 
-/// Unknown words behind an option, a target or a property are its values, however many; whether it takes them is for
+/// Unknown words after an option, a target or a property are its values, however many; whether it takes them is for
 /// the parser to say.
 void Lexer::markValues(std::vector<Token>& tokens) {
     CLI_TRACE();

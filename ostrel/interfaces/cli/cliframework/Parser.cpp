@@ -18,9 +18,9 @@ namespace cli::framework {
 
 // clang-format off
 // Where each state goes on the type of the next token. Orders that look odd and are meant so:
-// - a property right behind an option is that option's value;
+// - a property right after an option is that option's value;
 // - a property takes any word as its value, verbs and options included;
-// - an option behind a target is an error.
+// - an option after a target is an error.
 const Parser::State Parser::NEXT_STATE[STATE_ERROR][TOKENTYPE_COMMA + 1] = {
     //                         UNKNOWN               VALUE                 VERB                  OPTION                TARGET                PROPERTY              EQUAL         COMMA
     /* STATE_VERB           */ {STATE_ERROR,          STATE_ERROR,          STATE_ERROR,          STATE_OPTION,         STATE_TARGET,         STATE_PROPERTY,       STATE_ERROR,  STATE_ERROR},
@@ -119,7 +119,7 @@ std::unique_ptr<ResultBase> Parser::enterState(State state, State previous, cons
 std::unique_ptr<ResultBase> Parser::enterOption(const Token& token) {
     CLI_TRACE();
     currentOption_ = token.text;
-    // Options do not narrow the candidates here: they stand before the targets, which choose the command first.
+    // Options do not narrow the candidates here: they come before the targets, which choose the command first.
     if (!options_.emplace(token.text, "").second) return std::make_unique<DuplicateTokenErrorResult>(token);
     return nullptr;
 }

@@ -2,7 +2,7 @@
 
 namespace cli::framework {
 
-// The words of the rendered results; those that features use too stand in Constants.h.
+// The words of the rendered results; those that features use too are in Constants.h.
 
 // The XML of the ESX command shell. No tag carries a line break: an esx document is one unbroken line.
 inline constexpr char ESX_HEAD[] =

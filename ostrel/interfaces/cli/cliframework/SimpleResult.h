@@ -7,7 +7,7 @@
 namespace cli::framework {
 
 /// One message. As the result of a command it says what succeeded; inside an ObjectResult or a PropertyListResult it
-/// is a property's value. Characters that XML reserves go out as they stand.
+/// is a property's value. Characters that XML reserves are written unescaped.
 class SimpleResult : public ResultBase {
 public:
     explicit SimpleResult(std::string message);

@@ -1,6 +1,6 @@
 #pragma once
 
-/* The boundary between the tool and a feature library, for whoever writes one. C11 and C++17.
+/* The boundary between the tool and a feature library, for authors of one. C11 and C++17.
  *
  * A feature library is a shared object named FEATURE_LIBRARY_FILE_NAME. The tool loads the first one that it finds at
  * the configured path, beside its own executable, or in FEATURE_LIBRARY_FOLDER, and resolves the functions below by
@@ -80,11 +80,11 @@ void SendXMLMessage(const char* text, uint64_t length, void** handle);
  *     1. with `buffer` null and `*size` 0. The library puts the answer's size in bytes, which is not 0, into `*size`
  *        and returns FEATURE_LIBRARY_INVALID_BUFFER_SIZE.
  *     2. with a buffer of that size, `*size` saying so; it begins on a page boundary. The library writes the answer,
- *        without a zero byte behind it, puts its size into `*size` and returns FEATURE_LIBRARY_SUCCESS. It never writes
+ *        without a zero byte after it, puts its size into `*size` and returns FEATURE_LIBRARY_SUCCESS. It never writes
  *        more than `*size` said before the call.
  *
  * Any other return value at either call ends the request, and the tool shows the number. There is no third call: the
- * answer must not grow after its size was told. The library keeps it until it was fetched, or until Unload. */
+ * answer must not grow after its size was returned. The library keeps it until it was fetched, or until Unload. */
 int32_t ReceiveXMLMessage(void* handle, void* buffer, uint64_t* size);
 
 /* Optional. With `off` 0: write a debug log to the file `path`, from now on. With `off` 1 and an empty path: no more.

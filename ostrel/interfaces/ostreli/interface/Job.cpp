@@ -75,7 +75,7 @@ Status Job::interpret(const std::shared_ptr<XmlObject>& output) {
 Status Job::interpretMethod(const std::shared_ptr<XmlObject>& output) {
     OSTREL_TRACE();
     const Status status = runMethod(output);
-    // A method that produced output has succeeded, whatever it returns: what went wrong stands in the output.
+    // A method that produced output has succeeded, whatever it returns: the error is in the output.
     return output != nullptr && !output->isEmpty() ? Status() : status;
 }
 

@@ -26,7 +26,7 @@ enum JobState : std::uint32_t {
     JOBSTATE_FINISHED = 7,
 };
 
-/// Called with the job's address as its identifier and a tree that tells state, progress and status. The tree dies when
+/// Called with the job's address as its identifier and a tree of state, progress and status. The tree dies when
 /// the function returns.
 using JobProgressFunction = void (*)(void* context, std::uint64_t identifier, const core::xml::XmlObject& status);
 
@@ -49,7 +49,7 @@ public:
     // Building a request.
 
     /// A request for the job `name`. With `scan` it asks for a scan for devices before the job runs. A `device` that
-    /// is not empty selects one drive, by the key that its text tells:
+    /// is not empty selects one drive, by the key that its text names:
     ///   - digits alone: "Index";
     ///   - "bootdrive", ignoring case: "BootDrive";
     ///   - "/dev/" or "LSI" anywhere, ignoring case: "Path" (also for a serial number that happens to hold "lsi");
