@@ -274,7 +274,7 @@ class SetSystem(ToolTestCase):
                         "Invalid path given for VelkoSSDFeaturesPath property. File must exist.")
         self.set("VelkoSSDFeaturesPath", "pipe")
 
-    def test_has_no_command_for_the_adapter_switch(self):
+    def test_does_not_set_the_adapter_switch(self):
         run = self.world.run("set", "-system", "EnableLSIAdapter=true")
         self.assertEqual(run.status, 201)
         self.assertEqual(self.world.config.read_text(), DEFAULTS)

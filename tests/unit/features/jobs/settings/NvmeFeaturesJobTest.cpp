@@ -96,7 +96,7 @@ TEST(NvmeFeaturesJob, RefusesABadValueBeforeAnythingIsSent) {
     }
 }
 
-TEST(NvmeFeaturesJob, SaysThatTheDriveDoesNotHaveTheFeature) {
+TEST(NvmeFeaturesJob, SaysThatTheDriveDoesNotSupportTheFeature) {
     FakeDrive drive;
     drive.expect(getFeature(0x08).refuses(0x4002));
     EXPECT_EQ(set("AggregationTime", "1", drive),
