@@ -19,8 +19,6 @@ KNOWN_CYCLES = [
      "ostrel/interfaces/cli/cliframework/HelpResult", "ostrel/interfaces/cli/cliframework/Parser"],
     # A setting that changes is written to the file, and the file is read into the settings.
     ["CLI/cli_system/ConfigurationFile", "CLI/cli_system/SystemFeature"],
-    # One header for the readers of claims, which the reader of all of them calls and they add to.
-    ["features/transport/linux/ClaimReaders", "features/transport/linux/DeviceClaims"],
 ]
 
 

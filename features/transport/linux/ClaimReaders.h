@@ -5,7 +5,7 @@
 
 #include "features/transport/LookErrors.h"
 #include "features/transport/linux/BlockOpener.h"
-#include "features/transport/linux/DeviceClaims.h"
+#include "features/transport/linux/DeviceClaim.h"
 #include "features/transport/linux/LinuxPaths.h"
 
 namespace features::transport {
