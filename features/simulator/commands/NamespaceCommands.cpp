@@ -65,6 +65,7 @@ CompletionEntry readRequest(const CommandContext& context, NamespaceState& part)
 void queueNamespaceChange(CommandContext& context, uint32_t nsid) {
     DriveEvent change{DriveEvent::Kind::NAMESPACE_CHANGE, nsid};
     if (const NamespaceState* ns = context.find(nsid)) change.ns = *ns;
+    change.value = context.command.cdw10;
     queueEvent(context, std::move(change));
 }
 

@@ -206,6 +206,17 @@ TEST_F(VelkoLogs, EventLogAndNlogRecordWhatHappened) {
     EXPECT_EQ(number(bridge, 76, 2), 2U) << "controller reset";
 }
 
+TEST_F(VelkoLogs, NamespacesThatComeAndGoAreEvents) {
+    EXPECT_EQ(status(admin(0x0D, 1, 1)), 0);
+    data.assign(4096, 0);
+    data[1] = data[9] = 8;  // 2,048 blocks
+    EXPECT_EQ(status(admin(0x0D)), 0);
+    const Bytes events = binaryLog(0xD5);
+    EXPECT_EQ(number(events, 16, 4), 2U);
+    EXPECT_EQ(part(events, 76, 8), (Bytes{7, 0, 0, 0, 1, 0, 0, 0})) << "deleted: namespace 1";
+    EXPECT_EQ(part(events, 108, 8), (Bytes{6, 0, 0, 0, 1, 0, 0, 0})) << "created: namespace 1";
+}
+
 TEST_F(VelkoLogs, TheEventLogKeepsTheLastEntries) {
     for (uint32_t i = 0; i < 130; ++i) EXPECT_EQ(set(0xCB, i % 2), 0);
     const Bytes events = binaryLog(0xD5);
