@@ -4,7 +4,6 @@
 #include <optional>
 
 #include "features/simulator/context/CommandContext.h"
-#include "features/simulator/context/LogRow.h"
 
 namespace features::simulator {
 
@@ -25,8 +24,5 @@ CompletionEntry commitFirmware(CommandContext& context);
 void activateAtReset(CommandContext& context, bool isOfSubsystem);
 /// The completion of a command that may not be carried out before the firmware was activated.
 std::optional<CompletionEntry> pendingActivation(const CommandContext& context);
-
-/// Log page 03h, Firmware Slot Information.
-CompletionEntry buildFirmwareLog(CommandContext& context, const LogRequest& request, std::vector<uint8_t>& page);
 
 }  // namespace features::simulator

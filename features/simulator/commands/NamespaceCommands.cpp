@@ -214,13 +214,4 @@ CompletionEntry formatNvm(CommandContext& context) {
     return completion;
 }
 
-CompletionEntry buildChangedNamespaces(CommandContext& context, const LogRequest& request, std::vector<uint8_t>& page) {
-    OSTREL_TRACE();
-    page.resize(DATA_BYTES);  // 1,024 entries, as many as a drive can have namespaces
-    auto& changed = context.state.events.changedNamespaces;
-    for (size_t i = 0; i < changed.size(); ++i) putLe32(page.data() + 4 * i, changed[i]);
-    if (!request.retainEvent) changed.clear();
-    return {};
-}
-
 }  // namespace features::simulator

@@ -1,7 +1,6 @@
 #pragma once
 
 #include "features/simulator/context/CommandContext.h"
-#include "features/simulator/context/LogRow.h"
 
 namespace features::simulator {
 
@@ -9,9 +8,6 @@ namespace features::simulator {
 CompletionEntry manageNamespace(CommandContext& context);
 CompletionEntry attachNamespace(CommandContext& context);
 CompletionEntry formatNvm(CommandContext& context);
-
-/// Log page 04h, Changed Namespace List. Reading it empties it, unless the event is retained.
-CompletionEntry buildChangedNamespaces(CommandContext& context, const LogRequest& request, std::vector<uint8_t>& page);
 
 /// Reports to hosts that a namespace has changed: log page 04h, and an event.
 void noteNamespaceChange(CommandContext& context, uint32_t nsid);

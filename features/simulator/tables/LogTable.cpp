@@ -2,9 +2,9 @@
 
 #include "features/nvme/Bytes.h"
 #include "features/nvme/Opcodes.h"
-#include "features/simulator/commands/Firmware.h"
-#include "features/simulator/commands/NamespaceCommands.h"
+#include "features/simulator/logs/ChangedNamespaces.h"
 #include "features/simulator/logs/ErrorLog.h"
+#include "features/simulator/logs/FirmwareLog.h"
 #include "features/simulator/logs/HealthLog.h"
 #include "features/simulator/logs/PersistentEventLog.h"
 #include "features/simulator/logs/SanitizeLog.h"
