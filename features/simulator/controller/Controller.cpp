@@ -9,7 +9,7 @@
 #include "features/simulator/controller/Dispatch.h"
 #include "features/simulator/controller/ErrorEntries.h"
 #include "features/simulator/controller/EventRecorder.h"
-#include "features/simulator/controller/Faults.h"
+#include "features/simulator/controller/FaultyDelivery.h"
 #include "features/simulator/controller/Progress.h"
 #include "features/simulator/controller/StateCheck.h"
 #include "features/simulator/models/ocp/OcpPanic.h"

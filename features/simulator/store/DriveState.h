@@ -208,7 +208,7 @@ struct TimestampState {
     }
 };
 
-/// Asynchronous events, a bit for each (see Events.h).
+/// Asynchronous events, a bit for each (see AsyncEvents.h).
 struct EventState {
     uint32_t pending = 0;                     ///< not reported yet
     uint32_t masked = 0;                      ///< reported, and the log page with details was not read since

@@ -1,4 +1,4 @@
-#include "features/simulator/controller/Faults.h"
+#include "features/simulator/controller/FaultyDelivery.h"
 
 #include <algorithm>
 
