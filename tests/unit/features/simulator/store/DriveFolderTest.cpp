@@ -381,7 +381,7 @@ TEST_F(FolderOfASimulatedDrive, SaysThatADriveCannotBeMade) {
         left.push_back(entry.path().filename());
     }
     std::sort(left.begin(), left.end());
-    EXPECT_EQ(left, (std::vector<std::string>{".lock", "one"}));
+    EXPECT_EQ(left, (std::vector<std::string>{".nimbrel-simdrive.lock", "one"}));
 }
 
 TEST_F(FolderOfASimulatedDrive, SaysThatTheFolderOfADriveCannotBeMade) {
