@@ -6,6 +6,7 @@
 
 #include "features/nvme/Bytes.h"
 #include "features/nvme/StatusCodes.h"
+#include "features/nvme/Units.h"
 #include "ostrel/core/ScopeTrace.h"
 #include "ostrel/core/Strings.h"
 
@@ -158,7 +159,7 @@ std::string wordText(const Word* words, uint64_t code) {
 }
 
 std::string celsiusText(uint16_t kelvin) {
-    return kelvin == 0 ? NOT_REPORTED : std::to_string(int{kelvin} - 273);
+    return kelvin == 0 ? NOT_REPORTED : std::to_string(int{kelvin} - KELVIN_AT_0_CELSIUS);
 }
 
 std::string uuidText(const uint8_t* at) {

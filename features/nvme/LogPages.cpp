@@ -4,6 +4,7 @@
 #include <iterator>
 
 #include "features/nvme/Bytes.h"
+#include "features/nvme/LogSizes.h"
 #include "features/nvme/Opcodes.h"
 #include "ostrel/core/ScopeTrace.h"
 #include "ostrel/core/Strings.h"
@@ -48,15 +49,15 @@ constexpr LogPageRow LOG_PAGES[] = {
     {LID_ERROR_INFORMATION, "Error Information", "error",
      nullptr, 0, errorInformationLength, decodeErrorInformation},
     {LID_SMART_HEALTH, "SMART / Health Information", "smart",
-     nullptr, 512, nullptr, decodeSmartHealth},
+     nullptr, SMART_HEALTH_BYTES, nullptr, decodeSmartHealth},
     {LID_FIRMWARE_SLOT, "Firmware Slot Information", "firmware",
-     nullptr, 512, nullptr, decodeFirmwareSlots},
+     nullptr, FIRMWARE_SLOT_BYTES, nullptr, decodeFirmwareSlots},
     {LID_CHANGED_NAMESPACES, "Changed Namespace List", "changed-ns",
      &Controller::supportsNamespaceNotices, 4096, nullptr, decodeChangedNamespaces},
     {LID_COMMAND_EFFECTS, "Commands Supported and Effects", "effects",
      &Controller::supportsCommandEffects, 4096, nullptr, decodeCommandEffects},
     {LID_DEVICE_SELF_TEST, "Device Self-test", "selftest",
-     &Controller::supportsSelfTest, 564, nullptr, decodeSelfTest},
+     &Controller::supportsSelfTest, SELF_TEST_BYTES, nullptr, decodeSelfTest},
     {LID_TELEMETRY_HOST, "Telemetry Host-Initiated", "telemetry",
      &Controller::supportsTelemetry, 512, nullptr, decodeTelemetryHeader},
     {LID_TELEMETRY_CONTROLLER, "Telemetry Controller-Initiated", "telemetry-ctrl",
@@ -78,7 +79,7 @@ constexpr LogPageRow LOG_PAGES[] = {
     {LID_RESERVATION, "Reservation Notification", "reservation",
      &Controller::supportsReservations, 64, nullptr, decodeReservation},
     {LID_SANITIZE_STATUS, "Sanitize Status", "sanitize",
-     &Controller::supportsSanitize, 512, nullptr, decodeSanitizeStatus},
+     &Controller::supportsSanitize, SANITIZE_STATUS_BYTES, nullptr, decodeSanitizeStatus},
 };
 // clang-format on
 

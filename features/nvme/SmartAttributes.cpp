@@ -3,6 +3,7 @@
 #include "features/nvme/Bytes.h"
 #include "features/nvme/FieldTable.h"
 #include "features/nvme/FieldTree.h"
+#include "features/nvme/Units.h"
 #include "ostrel/core/AttributeVocabulary.h"
 #include "ostrel/core/ScopeTrace.h"
 
@@ -128,7 +129,7 @@ void setTemperature(Attribute& attribute, uint16_t kelvin) {
         attribute.setDescription("");
         setValue(attribute, typeString(), NOT_REPORTED);
     } else {
-        setValue(attribute, typeSint32(), int32_t{kelvin} - 273);
+        setValue(attribute, typeSint32(), int32_t{kelvin} - KELVIN_AT_0_CELSIUS);
     }
 }
 

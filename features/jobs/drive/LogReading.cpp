@@ -5,6 +5,7 @@
 #include "features/jobs/support/ProgressLine.h"
 #include "features/jobs/support/StatusDetails.h"
 #include "features/nvme/FieldTree.h"
+#include "features/nvme/LogSizes.h"
 #include "features/nvme/Opcodes.h"
 #include "features/nvme/StatusCodes.h"
 #include "ostrel/core/ScopeTrace.h"
@@ -13,11 +14,7 @@ namespace features::jobs {
 
 using namespace ostrel::core;
 
-namespace {
-
-constexpr uint32_t SMART_BYTES = 512;
-
-}  // namespace
+namespace {}  // namespace
 
 Status readLog(nvme::Drive& drive, uint8_t lid, uint32_t bytes, Payload& data) {
     OSTREL_TRACE();
@@ -58,7 +55,7 @@ Status missingLogAs(const Status& status, const nvme::Drive& drive, const Status
 
 Status readSmartLog(nvme::Drive& drive, Payload& data) {
     OSTREL_TRACE();
-    return readLog(drive, nvme::LID_SMART_HEALTH, SMART_BYTES, data);
+    return readLog(drive, nvme::LID_SMART_HEALTH, nvme::SMART_HEALTH_BYTES, data);
 }
 
 }  // namespace features::jobs

@@ -12,7 +12,9 @@
 #include "features/nvme/Bytes.h"
 #include "features/nvme/FieldTree.h"
 #include "features/nvme/LogPages.h"
+#include "features/nvme/LogSizes.h"
 #include "features/nvme/Opcodes.h"
+#include "features/nvme/Units.h"
 #include "ostrel/core/AttributeVocabulary.h"
 #include "ostrel/core/ScopeTrace.h"
 #include "ostrel/core/StatusCatalogue.h"
@@ -36,10 +38,8 @@ constexpr uint64_t FAST_POLL_MS = 1000;
 constexpr uint64_t SLOW_POLL_MS = 10000;
 
 /// The Sanitize Status log.
-constexpr uint32_t LOG_BYTES = 512;
 constexpr size_t OFFSET_STATE = 2;
 constexpr uint32_t NOT_REPORTED = 0xFFFFFFFF;
-constexpr uint32_t PROGRESS_OF_ALL = 65536;
 enum State : unsigned { SUCCEEDED = 1, IN_PROGRESS = 2, FAILED = 3, SUCCEEDED_DEALLOCATED = 4 };
 
 /// Bits of SANICAP.
@@ -157,7 +157,7 @@ Status readFlags(const Arguments& arguments, SanitizeRequest& request) {
 }
 
 std::string percentText(uint16_t progress) {
-    return nvme::decimalFraction(uint64_t{progress} * 10000 / PROGRESS_OF_ALL, 2) + " percent";
+    return nvme::decimalFraction(uint64_t{progress} * 10000 / nvme::SANITIZE_PROGRESS_OF_ALL, 2) + " percent";
 }
 
 }  // namespace
@@ -233,7 +233,7 @@ Status Sanitize::checkDeallocation() {
 
 Status Sanitize::readState(Payload& log) {
     OSTREL_TRACE();
-    Status status = readLog(drive_, nvme::LID_SANITIZE_STATUS, LOG_BYTES, log);
+    Status status = readLog(drive_, nvme::LID_SANITIZE_STATUS, nvme::SANITIZE_STATUS_BYTES, log);
     if (!status.is(0, 0)) return status;
     if ((log.getData()[OFFSET_STATE] & 7U) != IN_PROGRESS) return status;
     return withDetails(statuses::sanitizeInProgress(),
@@ -273,14 +273,14 @@ Status Sanitize::follow(uint64_t estimateMs, std::string& report) {
     uint16_t furthest = 0;
     for (;;) {
         Payload log;
-        const Status status = readLog(drive_, nvme::LID_SANITIZE_STATUS, LOG_BYTES, log);
+        const Status status = readLog(drive_, nvme::LID_SANITIZE_STATUS, nvme::SANITIZE_STATUS_BYTES, log);
         if (!status.is(0, 0))
             return withDetails(status, "The sanitize operation was started; whether it has ended is not known.");
         const unsigned state = log.getData()[OFFSET_STATE] & 7U;
         if (state != IN_PROGRESS) return outcome(state, report);
         const uint64_t now = clock_.nowMs();
         const uint16_t progress = nvme::le16(log.getData());
-        line.update(progress, PROGRESS_OF_ALL);
+        line.update(progress, nvme::SANITIZE_PROGRESS_OF_ALL);
         if (progress > furthest) {
             furthest = progress;
             lastMove = now;

@@ -6,6 +6,7 @@
 #include "features/jobs/drive/LogReading.h"
 #include "features/nvme/Bytes.h"
 #include "features/nvme/LogPages.h"
+#include "features/nvme/LogSizes.h"
 #include "features/nvme/Opcodes.h"
 #include "ostrel/core/ScopeTrace.h"
 
@@ -15,7 +16,6 @@ using namespace ostrel::core;
 
 namespace {
 
-constexpr uint32_t SLOT_LOG_BYTES = 512;
 /// Of the log, Active Firmware Info and the revisions; what follows is reserved.
 constexpr size_t SLOTS_BYTES = 64;
 
@@ -41,7 +41,7 @@ bool FirmwareState::operator==(const FirmwareState& other) const {
 Status readFirmwareState(nvme::Drive& drive, FirmwareState& state) {
     OSTREL_TRACE();
     const Status status = runningFirmware(drive, state.running);
-    return status.is(0, 0) ? readLog(drive, nvme::LID_FIRMWARE_SLOT, SLOT_LOG_BYTES, state.slots) : status;
+    return status.is(0, 0) ? readLog(drive, nvme::LID_FIRMWARE_SLOT, nvme::FIRMWARE_SLOT_BYTES, state.slots) : status;
 }
 
 }  // namespace features::jobs

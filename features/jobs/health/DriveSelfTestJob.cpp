@@ -10,6 +10,7 @@
 #include "features/jobs/support/StatusDetails.h"
 #include "features/nvme/ControllerCapabilities.h"
 #include "features/nvme/LogPages.h"
+#include "features/nvme/LogSizes.h"
 #include "features/nvme/Opcodes.h"
 #include "ostrel/core/AttributeVocabulary.h"
 #include "ostrel/core/ScopeTrace.h"
@@ -24,7 +25,6 @@ using nvme::ControllerCapabilities;
 
 namespace {
 
-constexpr uint32_t LOG_BYTES = 564;
 constexpr uint64_t MS_PER_MINUTE = 60000;
 constexpr uint64_t POLL_MS = 1000;
 /// The standard's own bound of a short test.
@@ -165,7 +165,7 @@ Status DriveSelfTestJob::showDrive(nvme::Drive& drive, const Arguments&, DriveOu
     unsigned extendedMinutes = 0;
     Payload log;
     Status status = checkSupport(drive, extendedMinutes);
-    if (status.is(0, 0)) status = readLog(drive, nvme::LID_DEVICE_SELF_TEST, LOG_BYTES, log);
+    if (status.is(0, 0)) status = readLog(drive, nvme::LID_DEVICE_SELF_TEST, nvme::SELF_TEST_BYTES, log);
     if (!status.is(0, 0)) return status;
     out.addAttributes(title(), summary(log, extendedMinutes));
     if (out.requested() == nullptr) addResults(out, log, MOST_RESULTS);
@@ -199,7 +199,7 @@ Status DriveSelfTestJob::await(nvme::Drive& drive, unsigned minutes, Payload& lo
     uint64_t movedMs = clock_->nowMs();
     ProgressLine line("Drive " + drive.name() + ", self-test", minutes * MS_PER_MINUTE);
     for (unsigned before = 0;;) {
-        const Status status = readLog(drive, nvme::LID_DEVICE_SELF_TEST, LOG_BYTES, log);
+        const Status status = readLog(drive, nvme::LID_DEVICE_SELF_TEST, nvme::SELF_TEST_BYTES, log);
         if (!status.is(0, 0) || runningTest(log) == 0) return status;
         line.update(progress(log), 100);
         if (progress(log) != before) {

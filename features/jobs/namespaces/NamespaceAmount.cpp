@@ -3,6 +3,7 @@
 #include <limits>
 
 #include "features/jobs/support/StatusDetails.h"
+#include "features/nvme/Units.h"
 #include "ostrel/core/ScopeTrace.h"
 #include "ostrel/core/StatusCatalogue.h"
 #include "ostrel/core/Strings.h"
@@ -24,14 +25,12 @@ struct UnitRow {
     uint64_t most;  ///< before the factor
 };
 constexpr uint64_t UNLIMITED = std::numeric_limits<uint64_t>::max();
-constexpr uint64_t GIGABYTE = 1000000000;
-constexpr uint64_t GIBIBYTE = uint64_t{1} << 30;
 // clang-format off
 constexpr UnitRow UNITS[] = {
-    {"gb",  Unit::BYTES,   GIGABYTE, UNLIMITED / GIGABYTE},
-    {"gib", Unit::BYTES,   GIBIBYTE, UNLIMITED / GIBIBYTE},
-    {"%",   Unit::PERCENT, 1,        ALL_PERCENT},
-    {"",    Unit::BLOCKS,  1,        UNLIMITED},
+    {"gb",  Unit::BYTES,   nvme::GIGABYTE, UNLIMITED / nvme::GIGABYTE},
+    {"gib", Unit::BYTES,   nvme::GIBIBYTE, UNLIMITED / nvme::GIBIBYTE},
+    {"%",   Unit::PERCENT, 1,              ALL_PERCENT},
+    {"",    Unit::BLOCKS,  1,              UNLIMITED},
 };
 // clang-format on
 

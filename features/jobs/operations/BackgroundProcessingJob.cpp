@@ -9,7 +9,9 @@
 #include "features/nvme/Bytes.h"
 #include "features/nvme/ControllerCapabilities.h"
 #include "features/nvme/LogPages.h"
+#include "features/nvme/LogSizes.h"
 #include "features/nvme/Opcodes.h"
+#include "features/nvme/Units.h"
 #include "features/nvme/VelkoInterface.h"
 #include "features/nvme/VelkoLogPages.h"
 #include "ostrel/core/AttributeVocabulary.h"
@@ -36,7 +38,9 @@ Finding sanitize(const uint8_t* log) {
     Finding finding{nvme::sanitizeStatusText(status), status == IN_PROGRESS};
     // Progress counts in parts of 65,536.
     if (finding.isRunning)
-        finding.text += ", " + nvme::decimalFraction(uint64_t{nvme::le16(log)} * 10000 / 65536, 2) + " % done";
+        finding.text += ", " +
+                        nvme::decimalFraction(uint64_t{nvme::le16(log)} * 10000 / nvme::SANITIZE_PROGRESS_OF_ALL, 2) +
+                        " % done";
     return finding;
 }
 
@@ -64,9 +68,11 @@ struct ProcessRow {
     Finding (*find)(const uint8_t* log);
 };
 constexpr ProcessRow PROCESSES[] = {
-    {"Sanitize", &ControllerCapabilities::supportsSanitize, nvme::LID_SANITIZE_STATUS, 512, sanitize},
-    {"Device Self-test", &ControllerCapabilities::supportsSelfTest, nvme::LID_DEVICE_SELF_TEST, 564, selfTest},
-    {"Firmware", nullptr, nvme::LID_FIRMWARE_SLOT, 512, firmware},
+    {"Sanitize", &ControllerCapabilities::supportsSanitize, nvme::LID_SANITIZE_STATUS, nvme::SANITIZE_STATUS_BYTES,
+     sanitize},
+    {"Device Self-test", &ControllerCapabilities::supportsSelfTest, nvme::LID_DEVICE_SELF_TEST, nvme::SELF_TEST_BYTES,
+     selfTest},
+    {"Firmware", nullptr, nvme::LID_FIRMWARE_SLOT, nvme::FIRMWARE_SLOT_BYTES, firmware},
 };
 
 Finding forceFlush(const uint8_t* log) {

@@ -15,6 +15,7 @@
 #include "features/nvme/NamespaceProperties.h"
 #include "features/nvme/Opcodes.h"
 #include "features/nvme/StatusCodes.h"
+#include "features/nvme/Units.h"
 #include "features/nvme/VelkoFeatures.h"
 #include "features/nvme/VelkoInterface.h"
 #include "ostrel/core/AttributeVocabulary.h"
@@ -31,7 +32,6 @@ namespace key = ostrel::core::attributes::feature;
 
 namespace {
 
-constexpr uint64_t BYTES_PER_GIGABYTE = 1000000000;
 constexpr uint64_t ALL_PERCENT = 100;
 constexpr RefusalRow REFUSALS[] = {
     {nvme::SCT_GENERIC, nvme::SC_INVALID_FIELD, statuses::maxAddressNotSupported},
@@ -108,8 +108,8 @@ Status lbaOfGigabytes(nvme::Drive& drive, uint64_t gigabytes, uint32_t nsid, uin
     uint64_t blockBytes = 0;
     Status status = readBlockBytes(drive, nsid, blockBytes);
     if (!status.is(0, 0)) return status;
-    if (gigabytes > UINT64_MAX / BYTES_PER_GIGABYTE) return tooLarge(drive, native, statuses::lbaResizeTooLarge);
-    lba = gigabytes * BYTES_PER_GIGABYTE / blockBytes - 1;  // a gigabyte has more than one block of any size
+    if (gigabytes > UINT64_MAX / nvme::GIGABYTE) return tooLarge(drive, native, statuses::lbaResizeTooLarge);
+    lba = gigabytes * nvme::GIGABYTE / blockBytes - 1;  // a gigabyte has more than one block of any size
     return lba > native ? tooLarge(drive, native, statuses::lbaResizeTooLarge) : Status();
 }
 

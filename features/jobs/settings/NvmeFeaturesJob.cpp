@@ -7,6 +7,7 @@
 #include "features/jobs/settings/FeatureSetting.h"
 #include "features/jobs/support/StatusDetails.h"
 #include "features/nvme/Opcodes.h"
+#include "features/nvme/Units.h"
 #include "ostrel/core/AttributeVocabulary.h"
 #include "ostrel/core/ScopeTrace.h"
 #include "ostrel/core/StatusCatalogue.h"
@@ -19,7 +20,6 @@ namespace key = ostrel::core::attributes::feature;
 
 namespace {
 
-constexpr uint32_t KELVIN_AT_0_CELSIUS = 273;
 constexpr uint32_t ALL_BITS = 0xFFFFFFFF;
 /// Threshold Temperature Select and Threshold Type Select at 0: the composite temperature, too high.
 constexpr uint32_t COMPOSITE_OVER_TEMPERATURE = ~uint32_t{0x003F0000};
@@ -34,7 +34,7 @@ constexpr FieldOfFeature FIELDS[] = {
     {{key::aggregationThreshold,                     0, 255, statuses::invalidAggregateThreshold},   0, ALL_BITS},
     {{key::aggregationTime,                          0, 255, statuses::invalidAggregateTime},        0, ALL_BITS},
     {{key::tempThreshold,                            0, 80,  statuses::invalidTemperatureThreshold},
-                                                             KELVIN_AT_0_CELSIUS, COMPOSITE_OVER_TEMPERATURE},
+                                                             nvme::KELVIN_AT_0_CELSIUS, COMPOSITE_OVER_TEMPERATURE},
     {{key::smartHealthCriticalWarningsConfiguration, 0, 255, statuses::invalidProperty},             0, ALL_BITS},
     {{key::telemetryLogNoticesConfiguration,         0, 1,   statuses::invalidProperty},             0, ALL_BITS},
     {{key::firmwareActivationNoticesConfiguration,   0, 1,   statuses::invalidProperty},             0, ALL_BITS},

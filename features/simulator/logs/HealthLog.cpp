@@ -5,6 +5,7 @@
 
 #include "features/nvme/Bytes.h"
 #include "features/nvme/Opcodes.h"
+#include "features/nvme/Units.h"
 #include "features/simulator/context/FeatureValues.h"
 #include "features/simulator/store/Extension.h"
 #include "ostrel/core/ScopeTrace.h"
@@ -16,7 +17,6 @@ using namespace nvme;
 namespace {
 
 constexpr uint16_t TRUE_KELVIN = 311;  // 38 degrees Celsius
-constexpr int32_t KELVIN_AT_0_CELSIUS = 273;
 constexpr uint64_t DATA_UNIT_BYTES = 512000;
 constexpr uint64_t MS_PER_HOUR = 3600000;
 constexpr uint64_t MS_PER_MINUTE = 60000;
@@ -59,7 +59,7 @@ uint64_t spareThreshold(const CommandContext& context) {
 
 uint16_t compositeKelvin(const CommandContext& context) {
     const auto& fault = context.description.faults.temperatureCelsius;
-    return fault ? static_cast<uint16_t>(*fault + KELVIN_AT_0_CELSIUS) : TRUE_KELVIN;
+    return fault ? static_cast<uint16_t>(*fault + nvme::KELVIN_AT_0_CELSIUS) : TRUE_KELVIN;
 }
 
 uint8_t criticalWarning(const CommandContext& context) {

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "features/nvme/Bytes.h"
+#include "features/nvme/Units.h"
 #include "ostrel/core/ScopeTrace.h"
 
 namespace features::simulator {
@@ -26,8 +27,8 @@ uint64_t elapsedMs(const CommandContext& context) {
 /// Progress in 65,536ths.
 uint16_t progress(const CommandContext& context) {
     if (!context.state.sanitize.isRunning) return PROGRESS_DONE;
-    return static_cast<uint16_t>(
-        std::min<uint64_t>(elapsedMs(context) * 65536 / durationMs(context), PROGRESS_DONE - 1));
+    return static_cast<uint16_t>(std::min<uint64_t>(
+        elapsedMs(context) * nvme::SANITIZE_PROGRESS_OF_ALL / durationMs(context), PROGRESS_DONE - 1));
 }
 
 uint32_t overwritePasses(const SanitizeState& sanitize) {
@@ -39,7 +40,8 @@ uint32_t overwritePasses(const SanitizeState& sanitize) {
 uint16_t statusOf(const CommandContext& context) {
     const SanitizeState& sanitize = context.state.sanitize;
     const uint32_t passes = overwritePasses(sanitize);
-    const uint32_t completed = sanitize.isRunning ? passes * progress(context) / 65536 : passes;
+    const uint32_t completed =
+        sanitize.isRunning ? passes * progress(context) / nvme::SANITIZE_PROGRESS_OF_ALL : passes;
     return static_cast<uint16_t>(sanitize.status | completed << 3 | (sanitize.globalDataErased ? 1 << 8 : 0));
 }
 

@@ -5,6 +5,7 @@
 #include <sstream>
 
 #include "features/nvme/Bytes.h"
+#include "features/nvme/Units.h"
 #include "features/simulator/store/DescriptionText.h"
 #include "ostrel/core/ScopeTrace.h"
 
@@ -12,10 +13,9 @@ namespace features::simulator {
 
 namespace {
 
-constexpr uint64_t KELVIN_AT_0_CELSIUS = 273;
 constexpr uint64_t MAX_COUNT = 9999999999999999999U;  // 19 digits; no drive needs more of its 128 bits
 constexpr uint64_t MAX_MINUTES = 0xFFFFFFFF;
-constexpr uint64_t MAX_CELSIUS = 0xFFFF - KELVIN_AT_0_CELSIUS;
+constexpr uint64_t MAX_CELSIUS = 0xFFFF - nvme::KELVIN_AT_0_CELSIUS;
 
 struct FieldRow {
     const char* name;
@@ -43,14 +43,14 @@ constexpr FieldRow FIELDS[] = {
     {"error-log-entries",               176, 8, MAX_COUNT, 0},
     {"warning-temperature-time",        192, 4, MAX_MINUTES, 0},
     {"critical-temperature-time",       196, 4, MAX_MINUTES, 0},
-    {"temperature-sensor-1",            200, 2, MAX_CELSIUS, KELVIN_AT_0_CELSIUS},
-    {"temperature-sensor-2",            202, 2, MAX_CELSIUS, KELVIN_AT_0_CELSIUS},
-    {"temperature-sensor-3",            204, 2, MAX_CELSIUS, KELVIN_AT_0_CELSIUS},
-    {"temperature-sensor-4",            206, 2, MAX_CELSIUS, KELVIN_AT_0_CELSIUS},
-    {"temperature-sensor-5",            208, 2, MAX_CELSIUS, KELVIN_AT_0_CELSIUS},
-    {"temperature-sensor-6",            210, 2, MAX_CELSIUS, KELVIN_AT_0_CELSIUS},
-    {"temperature-sensor-7",            212, 2, MAX_CELSIUS, KELVIN_AT_0_CELSIUS},
-    {"temperature-sensor-8",            214, 2, MAX_CELSIUS, KELVIN_AT_0_CELSIUS},
+    {"temperature-sensor-1",            200, 2, MAX_CELSIUS, nvme::KELVIN_AT_0_CELSIUS},
+    {"temperature-sensor-2",            202, 2, MAX_CELSIUS, nvme::KELVIN_AT_0_CELSIUS},
+    {"temperature-sensor-3",            204, 2, MAX_CELSIUS, nvme::KELVIN_AT_0_CELSIUS},
+    {"temperature-sensor-4",            206, 2, MAX_CELSIUS, nvme::KELVIN_AT_0_CELSIUS},
+    {"temperature-sensor-5",            208, 2, MAX_CELSIUS, nvme::KELVIN_AT_0_CELSIUS},
+    {"temperature-sensor-6",            210, 2, MAX_CELSIUS, nvme::KELVIN_AT_0_CELSIUS},
+    {"temperature-sensor-7",            212, 2, MAX_CELSIUS, nvme::KELVIN_AT_0_CELSIUS},
+    {"temperature-sensor-8",            214, 2, MAX_CELSIUS, nvme::KELVIN_AT_0_CELSIUS},
     {"thermal-transitions-1",           216, 4, 0xFFFFFFFF, 0},
     {"thermal-transitions-2",           220, 4, 0xFFFFFFFF, 0},
     {"thermal-time-1",                  224, 4, 0xFFFFFFFF, 0},

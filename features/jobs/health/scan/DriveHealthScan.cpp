@@ -14,6 +14,7 @@
 #include "features/jobs/logs/DriveLogs.h"
 #include "features/jobs/logs/LogFolder.h"
 #include "features/nvme/Bytes.h"
+#include "features/nvme/LogSizes.h"
 #include "features/nvme/OcpErrorRecovery.h"
 #include "features/nvme/Opcodes.h"
 #include "features/transport/HostCommand.h"
@@ -35,8 +36,6 @@ namespace {
 
 constexpr std::size_t MOST_RANGES_TOLD = 16;
 
-constexpr size_t SMART_BYTES = 512;
-constexpr uint32_t SELF_TEST_LOG_BYTES = 564;
 /// Of Identify Controller (NVMe Base Specification 1.4, figure 247); in kelvins, 0 where the drive does not report it.
 constexpr size_t OFFSET_WCTEMP = 266;
 constexpr size_t OFFSET_CCTEMP = 268;
@@ -120,7 +119,7 @@ void Scan::readSmart() {
     tree_.add("Available Spare", nvme::withUnit(std::to_string(smart[3]), "%"));
     tree_.add("Percentage Used", nvme::withUnit(std::to_string(smart[5]), "%"));
     tree_.add("Media and Data Integrity Errors", nvme::decimal128(smart + 160));
-    evidence_.smart = Payload(smart, SMART_BYTES);
+    evidence_.smart = Payload(smart, nvme::SMART_HEALTH_BYTES);
 }
 
 void Scan::readIdentify() {
@@ -133,7 +132,7 @@ void Scan::readIdentify() {
     evidence_.criticalKelvin = nvme::le16(facts_.identifyController() + OFFSET_CCTEMP);
     if (controller->supportsSelfTest()) {
         const Status status =
-            readLog(facts_.drive(), nvme::LID_DEVICE_SELF_TEST, SELF_TEST_LOG_BYTES, evidence_.selfTest);
+            readLog(facts_.drive(), nvme::LID_DEVICE_SELF_TEST, nvme::SELF_TEST_BYTES, evidence_.selfTest);
         if (!status.is(0, 0)) notRead("Device Self-test Log", status);
     }
     readPanic();

@@ -7,6 +7,7 @@
 #include "features/nvme/Bytes.h"
 #include "features/nvme/FieldTree.h"
 #include "features/nvme/LogPages.h"
+#include "features/nvme/Units.h"
 #include "ostrel/core/ScopeTrace.h"
 
 namespace features::jobs {
@@ -25,8 +26,6 @@ constexpr size_t OFFSET_PERCENTAGE_USED = 5;
 constexpr size_t OFFSET_MEDIA_ERRORS = 160;
 constexpr uint8_t RATED_ENDURANCE = 100;
 
-constexpr int KELVIN_AT_0_CELSIUS = 273;
-
 /// The Device Self-test log (section 5.14.1.6): the results, the newest first.
 constexpr size_t OFFSET_RESULTS = 4;
 constexpr size_t RESULT_BYTES = 28;
@@ -40,7 +39,7 @@ const uint8_t* smartOf(const HealthEvidence& evidence) {
 }
 
 std::string celsius(uint16_t kelvin) {
-    return std::to_string(kelvin - KELVIN_AT_0_CELSIUS) + " C";
+    return std::to_string(kelvin - nvme::KELVIN_AT_0_CELSIUS) + " C";
 }
 
 template <CriticalWarning WARNING>

@@ -24,7 +24,7 @@ const char* healthOutcomeText(HealthOutcome outcome);
 /// the scan to say that it could not look.
 struct HealthEvidence {
     ostrel::core::Payload smart;     ///< the 512 bytes of the SMART / Health log
-    ostrel::core::Payload selfTest;  ///< the 564 bytes of the Device Self-test log
+    ostrel::core::Payload selfTest;  ///< the Device Self-test log
     uint16_t warningKelvin = 0;      ///< WCTEMP of Identify Controller
     uint16_t criticalKelvin = 0;     ///< CCTEMP
     uint64_t panicId = 0;            ///< of the OCP Error Recovery log
