@@ -1,6 +1,7 @@
 /* failing_call REPORT list PROGRAM [ARGUMENT ...]               writes every system call of the program to REPORT
  * failing_call REPORT CALL:NUMBER:ERRNO PROGRAM [ARGUMENT ...]  has the NUMBER-th call of that kind fail with that
  * errno failing_call REPORT CALL:NUMBER:short PROGRAM [ARGUMENT ...]  has it transfer half of its bytes
+ * failing_call REPORT CALL:NUMBER:kill PROGRAM [ARGUMENT ...]   kills the program instead of that call
  *
  * CALL is the number in <asm/unistd.h>. Calls are counted from 1 over all threads of the program, in the order in which
  * they are made, beginning after execve(2). Child processes are not counted. One call is hit per run: the counters of
@@ -45,7 +46,7 @@ struct syscall_info {
 };
 enum { OP_ENTRY = 1, OP_EXIT = 2 };
 
-enum { TRANSFER_SHORT = -1, LIST = 0, MOST_CALLS = 1024 };
+enum { KILLED = -2, TRANSFER_SHORT = -1, LIST = 0, MOST_CALLS = 1024 };
 
 /* Which argument of a call is a path, and which a descriptor; -1: none. Other calls are reported by number alone. */
 static const struct {
@@ -156,7 +157,7 @@ static struct {
     FILE* report;
     long call;
     long target;
-    int error;                /* an errno, TRANSFER_SHORT or LIST */
+    int error;                /* an errno, KILLED, TRANSFER_SHORT or LIST */
     long numbers[MOST_CALLS]; /* how many of each call there were */
     pid_t failing;            /* the thread whose call fails and has not returned yet; 0: none */
     int is_counting;          /* execve(2) is over */
@@ -169,7 +170,10 @@ static void on_entry(pid_t thread, const struct syscall_info* call) {
     const int is_target = (long)call->u.entry.nr == run.call && number == run.target;
     if (run.error == LIST || is_target) print_call(run.report, thread, number, call);
     if (run.error == LIST || !is_target) return;
-    if (run.error == TRANSFER_SHORT) {
+    if (run.error == KILLED) {
+        if (kill(thread, SIGKILL) != 0) fail("kill");
+        run.is_done = 1;
+    } else if (run.error == TRANSFER_SHORT) {
         halve(thread);
         run.is_done = 1;
     } else {
@@ -226,13 +230,16 @@ static int read_fault(const char* text) {
     char fault[16] = "";
     if (strcmp(text, "list") == 0) return 1;
     if (sscanf(text, "%ld:%ld:%15s", &run.call, &run.target, fault) != 3) return 0;
-    run.error = strcmp(fault, "short") == 0 ? TRANSFER_SHORT : (int)strtol(fault, NULL, 10);
+    run.error = strcmp(fault, "short") == 0  ? TRANSFER_SHORT
+                : strcmp(fault, "kill") == 0 ? KILLED
+                                             : (int)strtol(fault, NULL, 10);
     return run.error != LIST;
 }
 
 int main(int argc, char** argv) {
     if (argc < 4 || !read_fault(argv[2])) {
-        fputs("failing_call REPORT list|CALL:NUMBER:ERRNO|CALL:NUMBER:short PROGRAM [ARGUMENT ...]\n", stderr);
+        fputs("failing_call REPORT list|CALL:NUMBER:ERRNO|CALL:NUMBER:short|CALL:NUMBER:kill PROGRAM [ARGUMENT ...]\n",
+              stderr);
         return 127;
     }
     run.report = fopen(argv[1], "w");
