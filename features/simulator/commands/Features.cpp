@@ -60,7 +60,7 @@ CompletionEntry targetsOf(const CommandContext& context, const FeatureRow& row, 
         return {};
     }
     for (const auto& [id, part] : context.state.namespaces) {
-        if (part.isAttached && (nsid == NSID_ALL || nsid == id)) nsids.push_back(id);
+        if (part.isAttachedTo(context.controllerId) && (nsid == NSID_ALL || nsid == id)) nsids.push_back(id);
     }
     return nsids.empty() ? refusal(SCT_GENERIC, SC_INVALID_NAMESPACE) : CompletionEntry{};
 }

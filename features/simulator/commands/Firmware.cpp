@@ -119,7 +119,7 @@ CompletionEntry activate(CommandContext& context, uint8_t slot, bool atOnce) {
     FirmwareState& firmware = context.state.firmware;
     const FirmwareReset reset = resetOf(firmware, slot);
     if (atOnce && reset == FirmwareReset::NONE && context.model.activatesWithoutReset) {
-        raiseEvent(context, EventKind::FIRMWARE);
+        context.asEachController([&] { raiseEvent(context, EventKind::FIRMWARE); });
         run(firmware, slot);
         return {};
     }

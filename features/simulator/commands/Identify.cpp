@@ -8,6 +8,7 @@
 #include "features/nvme/Identify.h"
 #include "features/nvme/Opcodes.h"
 #include "features/nvme/StatusCodes.h"
+#include "features/simulator/commands/Ana.h"
 #include "features/simulator/context/ControllerIdentity.h"
 #include "features/simulator/store/Namespaces.h"
 #include "features/simulator/store/PaddedText.h"
@@ -47,7 +48,7 @@ void putIdentity(const CommandContext& c, uint8_t* at) {  // bytes 0 to 255
     at[75] = static_cast<uint8_t>(c.model.oui >> 16);
     at[76] = c.model.id == ModelId::VELKO ? 1 : 0;  // CMIC: two ports, with a bridge between them
     at[77] = c.description.maxTransferKib == 0 ? 0 : log2Of(c.description.maxTransferKib / PAGE_KIB);
-    putLe16(at + 78, CONTROLLER_ID);
+    putLe16(at + 78, c.controllerId);
     putLe32(at + 80, VERSION_1_4);
     putLe32(at + 84, 500000);   // RTD3R
     putLe32(at + 88, 2000000);  // RTD3E
@@ -158,6 +159,7 @@ void putNamespace(const CommandContext& c, uint32_t nsid, const NamespaceState& 
     at[99] = part.writeProtection != 0 ? 1 : 0;
     std::copy(part.nguid.begin(), part.nguid.end(), at + 104);
     std::copy(part.eui64.begin(), part.eui64.end(), at + 120);
+    putAnaGroup(c, nsid, at);
 }
 
 bool isBeyond(const CommandContext& c) {
@@ -185,7 +187,8 @@ CompletionEntry listNamespaces(CommandContext& c, bool attachedAlone) {
     if (c.command.nsid >= FIRST_RESERVED) return refusal(SCT_GENERIC, SC_INVALID_NAMESPACE);
     size_t at = 0;
     for (const auto& [nsid, part] : c.state.namespaces) {
-        if (nsid <= c.command.nsid || (attachedAlone && !part.isAttached) || at == IDENTIFY_BYTES) continue;
+        if (nsid <= c.command.nsid || (attachedAlone && !part.isAttachedTo(c.controllerId)) || at == IDENTIFY_BYTES)
+            continue;
         putLe32(c.data.data() + at, nsid);
         at += 4;
     }
@@ -215,22 +218,25 @@ CompletionEntry identifyDescriptors(CommandContext& c) {
     return {};
 }
 
-/// The one controller, if its identifier is not below CNTID.
-CompletionEntry putControllerList(CommandContext& c, bool isInList) {
+/// The controllers of the drive, or those that a namespace is attached to, from the identifier CNTID on.
+CompletionEntry putControllerList(CommandContext& c, const NamespaceState* part) {
     const uint32_t first = c.command.cdw10 >> 16;
-    if (!isInList || CONTROLLER_ID < first) return {};
-    putLe16(c.data.data(), 1);
-    putLe16(c.data.data() + 2, CONTROLLER_ID);
+    uint16_t count = 0;
+    for (uint16_t id = 1; id <= c.description.controllerCount(); ++id) {
+        if (id >= first && (part == nullptr || part->isAttachedTo(id))) putLe16(c.data.data() + 2 * ++count, id);
+    }
+    putLe16(c.data.data(), count);
     return {};
 }
 
 CompletionEntry listControllersOfNamespace(CommandContext& c) {
     if (isBeyond(c)) return refusal(SCT_GENERIC, SC_INVALID_NAMESPACE);
-    return putControllerList(c, c.findAttached(c.command.nsid) != nullptr);
+    const NamespaceState* part = c.find(c.command.nsid);
+    return part == nullptr ? CompletionEntry{} : putControllerList(c, part);
 }
 
 CompletionEntry listControllers(CommandContext& c) {
-    return putControllerList(c, true);
+    return putControllerList(c, nullptr);
 }
 
 CompletionEntry listGranularities(CommandContext& c) {
@@ -276,6 +282,7 @@ std::vector<uint8_t> controllerStructure(const CommandContext& context) {
     putAdminCapabilities(context, bytes.data());
     putNvmCapabilities(context, bytes.data());
     putPowerStates(context.model, bytes.data() + 2048);
+    putAnaCapabilities(context, bytes.data());
     return bytes;
 }
 

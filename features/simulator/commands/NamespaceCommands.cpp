@@ -22,6 +22,7 @@ namespace {
 constexpr uint32_t DATA_BYTES = 4096;
 constexpr uint8_t FLBAS_EXTENDED = 0x10;
 constexpr uint8_t NMIC_SHARED = 0x01;
+constexpr uint8_t SC_NAMESPACE_IS_PRIVATE = 0x19;
 
 /// A field of the host's data structure; what lies between them is reserved.
 struct HostField {
@@ -88,15 +89,21 @@ CompletionEntry createNamespace(CommandContext& context) {
     return completion;
 }
 
-void removeNamespace(CommandContext& context, uint32_t nsid) {
-    const NamespaceState part = context.state.namespaces.at(nsid);
-    if (part.isAttached) noteNamespaceChange(context, nsid);
-    context.state.namespaces.erase(nsid);
-    for (auto* values : {&context.state.features.current, &context.state.features.saved}) {
+void forgetFeaturesOf(FeatureState& features, uint32_t nsid) {
+    for (auto* values : {&features.current, &features.saved}) {
         for (auto value = values->begin(); value != values->end();) {
             value = value->first.nsid == nsid ? values->erase(value) : std::next(value);
         }
     }
+}
+
+void removeNamespace(CommandContext& context, uint32_t nsid) {
+    const NamespaceState part = context.state.namespaces.at(nsid);
+    context.state.namespaces.erase(nsid);
+    context.asEachController([&] {
+        if (part.isAttachedTo(context.controllerId)) noteNamespaceChange(context, nsid);
+        forgetFeaturesOf(context.state.features, nsid);
+    });
     const std::string media = DriveFolder::mediaName(nsid, part.mediaGeneration);
     context.afterSave.push_back([&store = context.media, media] { store.forget(media); });
 }
@@ -118,9 +125,32 @@ CompletionEntry deleteNamespace(CommandContext& context) {
     return {};
 }
 
-/// The list holds the one controller, and nothing else.
-bool isControllerList(const std::vector<uint8_t>& data) {
-    return le16(data.data()) == 1 && le16(data.data() + 2) == CONTROLLER_ID;
+/// The Controller List of the data as bits, as NamespaceState has them; 0: it is none, or names an unknown controller.
+uint8_t controllersIn(const CommandContext& context) {
+    const uint16_t count = le16(context.data.data());
+    if (count > context.description.controllerCount()) return 0;
+    unsigned bits = 0;
+    uint16_t before = 0;
+    for (size_t i = 1; i <= count; ++i) {
+        const uint16_t id = le16(context.data.data() + 2 * i);
+        if (id <= before || id > context.description.controllerCount()) return 0;
+        bits |= 1U << (id - 1);
+        before = id;
+    }
+    return static_cast<uint8_t>(bits);
+}
+
+/// `controllers`: those that it is to be attached to.
+CompletionEntry checkAttachment(const NamespaceState& part, uint8_t controllers) {
+    constexpr uint8_t BOTH = (1 << MAX_CONTROLLERS) - 1;
+    if ((part.controllers & controllers) != 0) return refusal(SCT_COMMAND_SPECIFIC, SC_NAMESPACE_ALREADY_ATTACHED);
+    const bool areSeveral = (part.controllers | controllers) == BOTH;
+    return areSeveral && !part.isShared ? refusal(SCT_COMMAND_SPECIFIC, SC_NAMESPACE_IS_PRIVATE) : CompletionEntry{};
+}
+
+CompletionEntry checkDetachment(const NamespaceState& part, uint8_t controllers) {
+    return (part.controllers & controllers) == controllers ? CompletionEntry{}
+                                                           : refusal(SCT_COMMAND_SPECIFIC, SC_NAMESPACE_NOT_ATTACHED);
 }
 
 CompletionEntry checkFormat(const CommandContext& context, uint32_t nsid) {
@@ -131,7 +161,7 @@ CompletionEntry checkFormat(const CommandContext& context, uint32_t nsid) {
     if (format >= context.model.formatCount || protection != 0) return refusal(SCT_COMMAND_SPECIFIC, SC_INVALID_FORMAT);
     if (nsid != NSID_ALL && context.findAttached(nsid) == nullptr) return refusal(SCT_GENERIC, SC_INVALID_NAMESPACE);
     for (const auto& [id, part] : context.state.namespaces) {
-        const bool isReached = part.isAttached && (nsid == NSID_ALL || nsid == id);
+        const bool isReached = part.isAttachedTo(context.controllerId) && (nsid == NSID_ALL || nsid == id);
         if (isReached && part.writeProtection != 0) return refusal(SCT_GENERIC, SC_NAMESPACE_WRITE_PROTECTED);
     }
     return {};
@@ -146,6 +176,11 @@ void formatNamespace(CommandContext& context, uint32_t nsid) {
     part.extendedMetadata = bit(context.command.cdw10, 4);
     part.size = part.capacity = bytes >> context.formatOf(part).dataShift;
     renewMedia(context, nsid);
+    // The host knows of its own command, and not of another's.
+    const uint16_t own = context.controllerId;
+    context.asEachController([&] {
+        if (context.controllerId != own && part.isAttachedTo(context.controllerId)) noteNamespaceChange(context, nsid);
+    });
 }
 
 }  // namespace
@@ -189,15 +224,18 @@ CompletionEntry attachNamespace(CommandContext& context) {
     NamespaceState* part = context.find(nsid);
     if (part == nullptr) return refusal(SCT_GENERIC, SC_INVALID_NAMESPACE);
     if (!hasData(context, DATA_BYTES)) return dataTransferError();
-    if (!isControllerList(context.data)) return refusal(SCT_COMMAND_SPECIFIC, SC_CONTROLLER_LIST_INVALID);
+    const uint8_t controllers = controllersIn(context);
+    if (controllers == 0) return refusal(SCT_COMMAND_SPECIFIC, SC_CONTROLLER_LIST_INVALID);
     const bool isDetach = select == SELECT_DETACH;
-    if (part->isAttached != isDetach) {
-        return refusal(SCT_COMMAND_SPECIFIC, isDetach ? SC_NAMESPACE_NOT_ATTACHED : SC_NAMESPACE_ALREADY_ATTACHED);
-    }
+    const CompletionEntry completion =
+        isDetach ? checkDetachment(*part, controllers) : checkAttachment(*part, controllers);
+    if (!completion.isSuccess()) return completion;
     if (isDetach) abortSelfTestOf(context, nsid);
-    part->isAttached = !isDetach;
-    noteNamespaceChange(context, nsid);
-    return {};
+    part->controllers ^= controllers;
+    context.asEachController([&] {
+        if ((controllers >> (context.controllerId - 1) & 1) != 0) noteNamespaceChange(context, nsid);
+    });
+    return completion;
 }
 
 CompletionEntry formatNvm(CommandContext& context) {
@@ -208,7 +246,7 @@ CompletionEntry formatNvm(CommandContext& context) {
     queueEvent(context, {DriveEvent::Kind::FORMAT_START, nsid});
     abortSelfTest(context, SelfTestEnd::FORMAT);
     for (auto& [id, part] : context.state.namespaces) {
-        if (part.isAttached && (nsid == NSID_ALL || nsid == id)) formatNamespace(context, id);
+        if (part.isAttachedTo(context.controllerId) && (nsid == NSID_ALL || nsid == id)) formatNamespace(context, id);
     }
     queueEvent(context, {DriveEvent::Kind::FORMAT_COMPLETION, nsid});
     return completion;

@@ -108,7 +108,7 @@ CompletionEntry flush(CommandContext& context) {
         return refusal(SCT_GENERIC, SC_INVALID_NAMESPACE);
     }
     for (const auto& [nsid, part] : context.state.namespaces) {
-        if ((isForAll && part.isAttached) || nsid == context.command.nsid) {
+        if ((isForAll && part.isAttachedTo(context.controllerId)) || nsid == context.command.nsid) {
             if (context.media.flush(nsid) != 0) return refusal(SCT_MEDIA, SC_WRITE_FAULT);
         }
     }

@@ -67,7 +67,7 @@ bool finishSanitize(CommandContext& context) {
     state.isRunning = false;
     state.status = bit(state.command, BIT_NO_DEALLOCATE) ? STATUS_DONE_BUT_DEALLOCATED : STATUS_DONE;
     state.globalDataErased = true;
-    raiseEvent(context, EventKind::SANITIZE_COMPLETED);
+    context.asEachController([&] { raiseEvent(context, EventKind::SANITIZE_COMPLETED); });
     queueEvent(context, {DriveEvent::Kind::SANITIZE_COMPLETION});
     return true;
 }

@@ -2,7 +2,6 @@
 
 #include "features/nvme/Bytes.h"
 #include "features/nvme/Opcodes.h"
-#include "features/simulator/context/EventQueue.h"
 #include "features/simulator/context/FeatureValues.h"
 #include "ostrel/core/ScopeTrace.h"
 
@@ -34,6 +33,7 @@ constexpr EventRow EVENTS[] = {  // section 5.2
     {EventKind::FIRMWARE,           TYPE_NOTICE, 1, LID_FIRMWARE_SLOT,        9,      0},
     {EventKind::TELEMETRY,          TYPE_NOTICE, 2, LID_TELEMETRY_CONTROLLER, 10,     0},
     {EventKind::SANITIZE_COMPLETED, TYPE_NVM,    1, LID_SANITIZE_STATUS,      ALWAYS, 0},
+    {EventKind::ANA_CHANGE,         TYPE_NOTICE, 3, LID_ANA,                  11,     0},
 };
 // clang-format on
 
@@ -63,18 +63,17 @@ void raiseEvent(CommandContext& context, EventKind kind) {
     }
 }
 
-bool raiseWarnings(CommandContext& context, uint8_t now) {
+uint8_t raiseWarnings(CommandContext& context, uint8_t now) {
     OSTREL_TRACE();
     EventState& events = context.state.events;
-    if (now == events.warnings) return false;
-    const auto wanted = static_cast<uint8_t>(currentFeature(context, FID_ASYNCHRONOUS_EVENT).dword);
-    for (const EventRow& row : EVENTS) {
-        if ((now & ~events.warnings & row.warnings & wanted) != 0) raiseEvent(context, row.kind);
-    }
     const auto raised = static_cast<uint8_t>(now & ~events.warnings);
     events.warnings = now;
-    if (raised != 0) queueEvent(context, {DriveEvent::Kind::WARNING, 0, raised});
-    return true;
+    if (raised == 0) return raised;
+    const auto wanted = static_cast<uint8_t>(currentFeature(context, FID_ASYNCHRONOUS_EVENT).dword);
+    for (const EventRow& row : EVENTS) {
+        if ((raised & row.warnings & wanted) != 0) raiseEvent(context, row.kind);
+    }
+    return raised;
 }
 
 void clearEventsOf(CommandContext& context, uint8_t lid) {

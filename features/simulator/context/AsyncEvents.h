@@ -16,14 +16,16 @@ enum class EventKind : uint8_t {
     FIRMWARE,     ///< notice: firmware activation starting
     TELEMETRY,    ///< notice: the controller-initiated telemetry log changed
     SANITIZE_COMPLETED,
+    ANA_CHANGE,  ///< notice: the state of an ANA group changed
 };
 
-/// Notes an event; it is reported when the host has asked for such (Asynchronous Event Configuration), has an
-/// Asynchronous Event Request outstanding, and has read the log page of an earlier event of its type.
+/// Notes an event of this controller; it is reported when the host has asked for such (Asynchronous Event
+/// Configuration), has an Asynchronous Event Request outstanding, and has read the log page of an earlier event of its
+/// type.
 void raiseEvent(CommandContext& context, EventKind kind);
-/// Raises the events of bits of the Critical Warning, `now`, that were not set before. True when there was something
-/// new.
-bool raiseWarnings(CommandContext& context, uint8_t now);
+/// Raises the events of bits of this controller's Critical Warning, `now`, that were not set before. Returns those
+/// bits.
+uint8_t raiseWarnings(CommandContext& context, uint8_t now);
 /// A log page was read, and its event is not to be retained.
 void clearEventsOf(CommandContext& context, uint8_t lid);
 /// The next event to report, as the completion of an Asynchronous Event Request.

@@ -37,6 +37,7 @@ struct CommandContext {
     /// Of a command that is refused, for the Error Information log.
     std::optional<uint64_t> failingLba = {};
     uint16_t parameterLocation = 0xFFFF;  ///< byte in bits 7:0, bit in 10:8; FFFFh: not reported
+    uint16_t controllerId = 1;            ///< that carries the command out
 
     uint64_t powerOnMs() const { return nowMs > state.health.createdMs ? nowMs - state.health.createdMs : 0; }
     /// Null: not allocated.
@@ -47,7 +48,22 @@ struct CommandContext {
     /// Null: not allocated or not attached.
     NamespaceState* findAttached(uint32_t nsid) const {
         NamespaceState* part = find(nsid);
-        return part != nullptr && part->isAttached ? part : nullptr;
+        return part != nullptr && part->isAttachedTo(controllerId) ? part : nullptr;
+    }
+    /// Becomes another controller of the drive: `state` has what that one remembers.
+    void turnTo(uint16_t id) {
+        state.turnTo(id);
+        controllerId = id;
+    }
+    /// Does something as each controller in turn, and is the one again that it was.
+    template <class Action>
+    void asEachController(Action action) {
+        const uint16_t own = controllerId;
+        for (uint16_t id = 1; id <= description.controllerCount(); ++id) {
+            turnTo(id);
+            action();
+        }
+        turnTo(own);
     }
     const LbaFormat& formatOf(const NamespaceState& part) const { return model.formats[part.format]; }
 };

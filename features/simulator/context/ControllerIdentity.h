@@ -7,9 +7,6 @@
 
 namespace features::simulator {
 
-/// The identifier of a drive's one controller.
-inline constexpr uint16_t CONTROLLER_ID = 1;
-
 /// Asynchronous Event Requests that a host may leave with the controller, one less (AERL).
 inline constexpr uint8_t EVENT_REQUEST_LIMIT_0BASED = 3;
 

@@ -21,8 +21,8 @@ namespace features::simulator {
 
 using ostrel::core::Status;
 
-Controller::Controller(std::string folder, const Clock& clock)
-    : clock_(clock), folder_(std::move(folder), impossibleIn), media_(folder_) {}
+Controller::Controller(std::string folder, const Clock& clock, uint16_t id)
+    : clock_(clock), id_(id), folder_(std::move(folder), impossibleIn), media_(folder_) {}
 
 Controller::~Controller() {
     if (work_.isZero()) return;
@@ -46,26 +46,31 @@ Status Controller::begin(const Check& check) {
     }
     // A drive that was made by writing its description.
     if (folder_.isNew()) folder_.state = newState(folder_.description(), nowMs());
-    if (folder_.state.model == static_cast<uint8_t>(folder_.description().model)) return status;
+    const bool isOfDrive = id_ <= folder_.description().controllerCount();
+    if (isOfDrive && folder_.state.model == static_cast<uint8_t>(folder_.description().model)) return status;
     folder_.rollBack();
+    if (!isOfDrive)
+        return Status(ostrel::core::CATEGORY_OS, ENODEV, folder_.path() + ": The drive has one controller.");
     return Status(ostrel::core::CATEGORY_OS, EINVAL,
                   folder_.path() + ": The drive was made as another model than \"model\" says.");
 }
 
 CommandContext Controller::contextOf(const SubmissionEntry& command, std::vector<uint8_t>& data) {
     const Description& description = folder_.description();
-    return CommandContext{command,
-                          data,
-                          description,
-                          modelOf(description.model),
-                          tablesOf(description.model),
-                          folder_.state,
-                          media_,
-                          folder_,
-                          work_,
-                          heldEventRequests_,
-                          nowMs(),
-                          {}};
+    CommandContext context{command,
+                           data,
+                           description,
+                           modelOf(description.model),
+                           tablesOf(description.model),
+                           folder_.state,
+                           media_,
+                           folder_,
+                           work_,
+                           heldEventRequests_,
+                           nowMs(),
+                           {}};
+    context.turnTo(id_);
+    return context;
 }
 
 Status Controller::catchUp(CommandContext& context) {
@@ -91,6 +96,7 @@ CompletionEntry Controller::run(CommandContext& context) {
     } else {
         folder_.restore();
         if (folder_.isNew()) folder_.state = newState(folder_.description(), nowMs());
+        context.turnTo(id_);
         context.afterSave.clear();
         context.driveEvents.clear();
         noteError(context, completion);

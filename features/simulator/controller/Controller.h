@@ -17,7 +17,7 @@ namespace features::simulator {
 
 enum class ResetKind : uint8_t { CONTROLLER, SUBSYSTEM };
 
-/// The controller of a simulated drive. It sees submission entries and data, and answers with completion entries and
+/// A controller of a simulated drive. It sees submission entries and data, and answers with completion entries and
 /// data; what it remembers is in the drive's folder. Any number of them, in any number of processes, may work on one
 /// folder: each command is a transaction.
 ///
@@ -26,7 +26,8 @@ enum class ResetKind : uint8_t { CONTROLLER, SUBSYSTEM };
 /// Threads:   one at a time per object.
 class Controller {
 public:
-    Controller(std::string folder, const Clock& clock);
+    /// `id`: 1, or 2 of a drive with two controllers.
+    Controller(std::string folder, const Clock& clock, uint16_t id = 1);
     /// Counters that are not in the state yet are saved.
     ~Controller();
     Controller(const Controller&) = delete;
@@ -52,6 +53,7 @@ public:
         if (heldEventRequests_ != 0) --heldEventRequests_;
     }
 
+    uint16_t id() const { return id_; }
     /// The drive's description, as of now.
     ostrel::core::Status describe(Description& description);
 
@@ -65,6 +67,7 @@ private:
     ostrel::core::Status finish(CommandContext& context);
 
     const Clock& clock_;
+    const uint16_t id_;
     DriveFolder folder_;
     Media media_;
     WorkCounters work_;

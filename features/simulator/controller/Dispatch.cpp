@@ -2,6 +2,7 @@
 
 #include "features/nvme/Bytes.h"
 #include "features/nvme/StatusCodes.h"
+#include "features/simulator/commands/Ana.h"
 #include "features/simulator/context/DriveTables.h"
 #include "ostrel/core/ScopeTrace.h"
 
@@ -48,6 +49,7 @@ CompletionEntry runCommand(CommandContext& context) {
         return passingRefusal(SCT_GENERIC, SC_SANITIZE_IN_PROGRESS);
     }
     if (!hasDefinedBitsAlone(command, *row, context.parameterLocation)) return refusal(SCT_GENERIC, SC_INVALID_FIELD);
+    if (const auto refused = anaRefusal(context)) return *refused;
     return row->run(context);
 }
 

@@ -1,5 +1,6 @@
 #include "features/simulator/controller/Progress.h"
 
+#include "features/simulator/commands/Ana.h"
 #include "features/simulator/commands/Deallocation.h"
 #include "features/simulator/commands/Firmware.h"
 #include "features/simulator/commands/Sanitize.h"
@@ -13,6 +14,33 @@
 
 namespace features::simulator {
 
+namespace {
+
+/// Each controller has thresholds of its own; the drive records a warning once. True when one came or went.
+bool noteWarnings(CommandContext& context) {
+    bool isChanged = false;
+    unsigned raised = 0;
+    context.asEachController([&] {
+        const uint8_t now = criticalWarning(context);
+        isChanged = isChanged || now != context.state.events.warnings;
+        raised |= raiseWarnings(context, now);
+    });
+    if (raised != 0) queueEvent(context, {DriveEvent::Kind::WARNING, 0, raised});
+    return isChanged;
+}
+
+/// What belongs to this controller.
+void restartController(CommandContext& context) {
+    DriveState& state = context.state;
+    state.features.current = state.features.saved;
+    state.health.lastResetMs = context.nowMs;
+    state.timestamp = TimestampState();
+    state.events = EventState();
+    resetAnaCounts(context);
+}
+
+}  // namespace
+
 bool catchUp(CommandContext& context) {
     OSTREL_TRACE();
     forgetRemovedFaults(context);
@@ -20,19 +48,21 @@ bool catchUp(CommandContext& context) {
     const bool hasTested = finishSelfTest(context);
     const bool hasSanitized = finishSanitize(context);
     const bool hasHeated = noteTemperature(context);
-    const bool hasWarned = raiseWarnings(context, criticalWarning(context));
+    const bool hasWarned = noteWarnings(context);
+    const bool hasAnaChanged = noteAnaChanges(context);
     recordEvents(context);
-    return hasHeated || hasDeallocated || hasTested || hasSanitized || hasWarned;
+    return hasAnaChanged || hasHeated || hasDeallocated || hasTested || hasSanitized || hasWarned;
 }
 
 void restart(CommandContext& context, bool isOfSubsystem) {
     OSTREL_TRACE();
     constexpr uint8_t EXTENDED_SELF_TEST = 2;
     DriveState& state = context.state;
-    state.features.current = state.features.saved;
-    state.health.lastResetMs = context.nowMs;
-    state.timestamp = TimestampState();
-    state.events = EventState();
+    if (isOfSubsystem) {
+        context.asEachController([&] { restartController(context); });
+    } else {
+        restartController(context);
+    }
     // An extended self-test goes on after a reset.
     if (state.selfTest.code != EXTENDED_SELF_TEST) abortSelfTest(context, SelfTestEnd::RESET);
     recordEvents(context);  // with the firmware that still runs

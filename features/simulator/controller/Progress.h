@@ -8,7 +8,7 @@ namespace features::simulator {
 /// whose deallocation a process began are deallocated, warnings become events. True when the state changed.
 bool catchUp(CommandContext& context);
 
-/// What a reset does to the drive's memory.
+/// What a reset does to the drive's memory: one of this controller, or of both with the whole subsystem.
 void restart(CommandContext& context, bool isOfSubsystem);
 
 /// What a loss of power does to the drive, which has its power again for the next command.

@@ -24,7 +24,7 @@ constexpr uint16_t MAX_STATUS_FIELD = 0x7FFF;
 constexpr uint8_t MAX_RESET = 3;
 constexpr uint8_t MAX_SELF_TEST_CODE = 2;
 constexpr uint8_t MAX_SANITIZE_STATUS = 4;
-constexpr uint32_t EVENT_KINDS = 7;
+constexpr uint32_t EVENT_KINDS = 8;
 
 bool isNsid(uint32_t nsid) {
     return nsid >= 1 && nsid <= MAX_NAMESPACES;
@@ -39,7 +39,8 @@ bool isPossibleNamespace(const DriveState& state, const Model& model, const Name
     const uint64_t maxBlocks = MAX_DRIVE_BYTES >> model.formats[ns.format].dataShift;
     const bool isSize = ns.size <= maxBlocks && ns.capacity == ns.size;
     const bool isGeneration = ns.mediaGeneration >= 1 && ns.mediaGeneration < state.nextMediaGeneration;
-    return isSize && isGeneration && ns.protection == 0 && ns.writeProtection <= 1;
+    return isSize && isGeneration && ns.protection == 0 && ns.controllers >> MAX_CONTROLLERS == 0 &&
+           ns.writeProtection <= 1;
 }
 
 bool areNamespacesPossible(const DriveState& state, const Model& model) {

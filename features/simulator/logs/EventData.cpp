@@ -58,7 +58,7 @@ Data powerOnData(const CommandContext& context, const PowerOn& powerOn) {
     Data data(44);
     putText(data.data(), REVISION_BYTES, context.state.firmware.running);
     uint8_t* reset = data.data() + 8;
-    putLe16(reset, CONTROLLER_ID);
+    putLe16(reset, context.controllerId);
     reset[2] = powerOn.isActivation ? 1 : 0;
     putLe32(reset + 16, static_cast<uint32_t>(powerOn.powerCycle));
     putLe64(reset + 20, powerOn.sincePowerOnMs);

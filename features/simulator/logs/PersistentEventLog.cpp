@@ -55,15 +55,15 @@ struct EventHistory {
     }
 };
 
-std::vector<uint8_t> eventBytes(PersistentEvent type, const std::array<uint8_t, 8>& timestamp,
-                                const std::vector<uint8_t>& data) {
+std::vector<uint8_t> eventBytes(const CommandContext& context, PersistentEvent type,
+                                const std::array<uint8_t, 8>& timestamp, const std::vector<uint8_t>& data) {
     constexpr uint8_t REVISION = 1;
     constexpr uint8_t REST_OF_HEADER = EventJournal::HEADER_BYTES - 3;
     std::vector<uint8_t> event(EventJournal::HEADER_BYTES + data.size());
     event[0] = static_cast<uint8_t>(type);
     event[1] = REVISION;
     event[2] = REST_OF_HEADER;
-    putLe16(event.data() + 4, CONTROLLER_ID);
+    putLe16(event.data() + 4, context.controllerId);
     std::copy(timestamp.begin(), timestamp.end(), event.begin() + 6);
     putLe16(event.data() + 22, static_cast<uint16_t>(data.size()));
     std::copy(data.begin(), data.end(), event.begin() + EventJournal::HEADER_BYTES);
@@ -103,7 +103,8 @@ void beginHistory(CommandContext& context) {
     history.firmware = context.state.firmware.running;
     writeExtension(context.state, history);
     const std::array<uint8_t, 8> atOnce{};
-    EventJournal(context).append(eventBytes(PersistentEvent::POWER_ON_OR_RESET, atOnce, powerOnData(context, {})));
+    EventJournal(context).append(
+        eventBytes(context, PersistentEvent::POWER_ON_OR_RESET, atOnce, powerOnData(context, {})));
 }
 
 }  // namespace
@@ -125,9 +126,9 @@ void recordPersistentEvent(CommandContext& context, PersistentEvent type, const 
         writeExtension(context.state, history);
         std::vector<uint8_t> smart;
         (void)buildHealthLog(context, {}, smart);  // it cannot fail
-        journal.append(eventBytes(PersistentEvent::SMART_SNAPSHOT, timestamp, smart));
+        journal.append(eventBytes(context, PersistentEvent::SMART_SNAPSHOT, timestamp, smart));
     }
-    journal.append(eventBytes(type, timestamp, data));
+    journal.append(eventBytes(context, type, timestamp, data));
 }
 
 void recordReset(CommandContext& context, bool isPowerOn) {

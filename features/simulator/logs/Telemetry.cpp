@@ -149,7 +149,8 @@ void captureForController(CommandContext& context, const char* reason) {
     if (!context.description.supportsTelemetry || state.isAvailable) return;
     ++state.controllerGeneration;
     state.isAvailable = true;
-    if (capture(context, LID_TELEMETRY_CONTROLLER, reason, state)) raiseEvent(context, EventKind::TELEMETRY);
+    if (!capture(context, LID_TELEMETRY_CONTROLLER, reason, state)) return;
+    context.asEachController([&] { raiseEvent(context, EventKind::TELEMETRY); });
 }
 
 CompletionEntry buildHostTelemetry(CommandContext& context, const LogRequest& request, std::vector<uint8_t>& page) {

@@ -85,6 +85,12 @@ bool parsePrintable(const std::string& text, size_t max, std::string& into) {
     return true;
 }
 
+bool parseControllers(const std::string& text, bool& areTwo) {
+    if (text != "1" && text != "2") return false;
+    areTwo = text == "2";
+    return true;
+}
+
 bool parseTransfer(const std::string& text, uint32_t& kib) {
     constexpr uint32_t MOST = 16384;
     uint32_t number = 0;
@@ -275,6 +281,10 @@ const KeyRow KEYS[] = {
      "The model number that the drive shows; nothing: that of its model.",
      [](Text text, D& d) { return parsePrintable(text, MODEL_NUMBER_BYTES, d.modelNumber); },
      [](const D& d) { return d.modelNumber; }},
+    {"drive", "controllers", false, "1 or 2",
+     "Controllers of the NVM subsystem; two have a port each, and report Asymmetric Namespace Access.",
+     [](Text text, D& d) { return parseControllers(text, d.hasTwoControllers); },
+     [](const D& d) { return std::to_string(d.controllerCount()); }},
     {"drive", "size", true, "1 MiB to 8 TiB, for instance \"16 GiB\"",
      "What all namespaces together may take: bytes, or with KiB, MiB, GiB, TiB, KB, MB, GB, TB.",
      [](Text text, D& d) { return parseSize(text, d.sizeBytes); },
@@ -346,6 +356,12 @@ const KeyRow KEYS[] = {
      [](Text text, D& d) { return parseCommands(text, Argument::NONE, d.faults.powerLoss); },
      [](const D& d) { return commandsText(d.faults.powerLoss, Argument::NONE); },
      "\"io 0x01\"", "a command over which the power fails"},
+    {"faults", "ana", false, "states like \"1:all inaccessible, 2:1 non-optimized\"",
+     "States of ANA groups on a controller, CONTROLLER:GROUP or CONTROLLER:all: optimized, non-optimized, "
+     "inaccessible, persistent-loss or change. The group of a namespace is its identifier.",
+     [](Text text, D& d) { return parseAnaFaults(text, d.faults.ana); },
+     [](const D& d) { return anaFaultsText(d.faults.ana); },
+     "\"2:all inaccessible\"", "states of namespaces on a controller"},
     {"faults", "gone", false, "\"yes\" or \"no\"",
      "The drive has vanished: it is listed and does not answer.",
      [](Text text, D& d) { return parseBool(text, d.faults.isGone); },
@@ -386,6 +402,8 @@ Status parseTree(const boost::property_tree::ptree& tree, Description& descripti
         }
         if (keys.empty() && !keys.data().empty()) return wrong("\"" + section + "\" is outside of any section.");
     }
+    if (!description.faults.ana.empty() && !description.hasTwoControllers)
+        return wrong("\"ana\" needs a drive with \"controllers\" 2 in [drive].");
     return Status();
 }
 

@@ -23,7 +23,8 @@ struct Description {
     // [drive]
     ModelId model = ModelId::VELKO;
     std::string serialNumber;
-    std::string modelNumber;  ///< empty: that of the model
+    std::string modelNumber;         ///< empty: that of the model
+    bool hasTwoControllers = false;  ///< with a port each, and ANA Reporting
     uint64_t sizeBytes = 0;
     std::optional<uint64_t> clockMs;  ///< the drive's clock is stopped at this time, see Clock
     // [supports]
@@ -44,6 +45,7 @@ struct Description {
 
     /// As Identify Controller has it.
     std::string shownModelNumber() const;
+    uint16_t controllerCount() const { return hasTwoControllers ? 2 : 1; }
     /// Makes it that model's: with the optional commands and logs that the model has by default.
     void setModel(ModelId id);
     static ostrel::core::Status parse(const std::string& text, Description& description);

@@ -12,6 +12,7 @@
 
 #include "features/nvme/Bytes.h"
 #include "features/simulator/store/Archive.h"
+#include "features/simulator/store/Extension.h"
 #include "features/simulator/store/OwnFiles.h"
 #include "ostrel/core/File.h"
 #include "ostrel/core/ScopeTrace.h"
@@ -71,6 +72,10 @@ bool readArchive(const uint8_t* data, size_t size, DriveState& state) {
     ArchiveReader reader(data + HEAD_BYTES, size - HEAD_BYTES);
     read.fields(reader);
     if (reader.isDamaged()) return false;
+    if (read.extensions.count(ControllerState::NAME) != 0) {
+        read.other = readExtension<ControllerState>(read);
+        read.extensions.erase(ControllerState::NAME);
+    }
     state = std::move(read);
     return true;
 }
@@ -85,9 +90,14 @@ const char* parseState(const uint8_t* data, size_t size, DriveState& state) {
 
 /// The state file but for its head, which is all zeros.
 std::vector<uint8_t> archiveOf(DriveState& state) {
+    const uint16_t controllerId = state.controllerId;
+    state.turnTo(1);
+    if (state.other) writeExtension(state, *state.other);
     ArchiveWriter writer;
     writer.bytes().resize(HEAD_BYTES);
     state.fields(writer);
+    state.extensions.erase(ControllerState::NAME);
+    state.turnTo(controllerId);
     return std::move(writer.bytes());
 }
 
@@ -216,9 +226,12 @@ Status DriveFolder::loadState() {
     const auto* bytes = reinterpret_cast<const uint8_t*>(text.data());
     DriveState read;
     if (const char* fault = parseState(bytes, text.size(), read)) return damaged(filePath(FILE_STATE), fault);
-    if (const char* part = check_(read)) {
-        return damaged(filePath(FILE_STATE), std::string("has impossible contents: ") + part);
+    const char* part = check_(read);
+    if (part == nullptr && read.other) {
+        read.turnTo(2);
+        part = check_(read);
     }
+    if (part != nullptr) return damaged(filePath(FILE_STATE), std::string("has impossible contents: ") + part);
     state = std::move(read);
     savedBytes_.assign(bytes, bytes + text.size());
     return status;

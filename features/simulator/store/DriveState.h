@@ -6,11 +6,15 @@
 #include <optional>
 #include <string>
 #include <tuple>
+#include <utility>
 #include <vector>
 
 #include "features/simulator/store/LatencyCounters.h"
 
 namespace features::simulator {
+
+/// The controllers that a drive can have: identifiers 1 and 2.
+inline constexpr uint16_t MAX_CONTROLLERS = 2;
 
 /// One part of the media: blocks of a namespace, or whole namespaces' files.
 struct BlockRange {
@@ -32,7 +36,7 @@ struct NamespaceState {
     bool extendedMetadata = false;  ///< FLBAS bit 4
     uint8_t protection = 0;         ///< DPS
     bool isShared = false;          ///< NMIC bit 0
-    bool isAttached = false;        ///< to the one controller
+    uint8_t controllers = 0;        ///< that it is attached to: bit 0 is controller 1
     uint32_t mediaGeneration = 0;   ///< names the media file; a format takes a new one
     uint8_t writeProtection = 0;    ///< feature 84h
     std::array<uint8_t, 16> nguid{};
@@ -41,9 +45,10 @@ struct NamespaceState {
 
     template <class A>
     void fields(A& archive) {
-        archive(size, capacity, format, extendedMetadata, protection, isShared, isAttached, mediaGeneration,
+        archive(size, capacity, format, extendedMetadata, protection, isShared, controllers, mediaGeneration,
                 writeProtection, nguid, eui64, uuid);
     }
+    bool isAttachedTo(uint16_t controllerId) const { return (controllers >> (controllerId - 1) & 1) != 0; }
 };
 
 /// Which value of a feature: some have one for each namespace, some one for each selector (Temperature Threshold).
@@ -221,6 +226,22 @@ struct EventState {
     }
 };
 
+/// What each controller remembers for itself.
+struct ControllerState {
+    static constexpr const char* NAME = "controller-2";
+    FeatureState features;
+    uint64_t errorCount = 0;
+    std::vector<ErrorEntry> errors;
+    TimestampState timestamp;
+    EventState events;
+    uint64_t lastResetMs = 0;
+
+    template <class A>
+    void fields(A& archive) {
+        archive(features, errorCount, errors, timestamp, events, lastResetMs);
+    }
+};
+
 /// All that a drive remembers. It is written as a whole, so a command's changes are there whole or not at all.
 ///
 /// Adding something: a member here and in fields(), and STATE_VERSION raised.
@@ -241,6 +262,24 @@ struct DriveState {
     std::vector<BlockRange> deallocating;  ///< being punched: done again when a process died over it
     /// What features and logs beyond this list remember, by a name of theirs: "telemetry", "persistent-events", ...
     std::map<std::string, std::vector<uint8_t>> extensions;
+
+    // Of a drive with two controllers; the file has what belongs to controller 1 in the members above, and the second
+    // one's as an extension.
+    uint16_t controllerId = 1;             ///< whose features, errors, timestamp, events and last reset those are
+    std::optional<ControllerState> other;  ///< of the other controller; none: the second one was never used
+
+    /// Exchanges them for those of a controller, 1 or 2.
+    void turnTo(uint16_t id) {
+        if (id == controllerId) return;
+        if (!other) other.emplace().lastResetMs = health.createdMs;
+        std::swap(features, other->features);
+        std::swap(errorCount, other->errorCount);
+        std::swap(errors, other->errors);
+        std::swap(timestamp, other->timestamp);
+        std::swap(events, other->events);
+        std::swap(health.lastResetMs, other->lastResetMs);
+        controllerId = id;
+    }
 
     template <class A>
     void fields(A& archive) {

@@ -4,6 +4,7 @@
 #include <optional>
 #include <vector>
 
+#include "features/simulator/store/AnaFaults.h"
 #include "features/simulator/store/DriveState.h"
 #include "features/simulator/store/SmartFaults.h"
 
@@ -29,6 +30,7 @@ struct Faults {
     std::vector<FaultyCommand> slow;            ///< commands that are answered late
     std::vector<FaultyCommand> hang;            ///< commands that are never answered, undone
     std::vector<FaultyCommand> powerLoss;       ///< commands over which the drive loses its power, undone
+    std::vector<AnaFault> ana;                  ///< states of ANA groups; on a drive with two controllers alone
     bool isGone = false;                        ///< the drive has vanished
 };
 

@@ -43,7 +43,8 @@ void makeFirstNamespace(const Description& description, const Model& model, Driv
     NamespaceState part;
     part.size = part.capacity =
         description.sizeBytes / ALLOCATION_BYTES * ALLOCATION_BYTES >> model.formats[0].dataShift;
-    part.isAttached = true;
+    part.isShared = description.hasTwoControllers;
+    part.controllers = static_cast<uint8_t>((1U << description.controllerCount()) - 1);
     part.mediaGeneration = state.nextMediaGeneration++;
     nameNamespace(description, model, state, part);
     state.namespaces[1] = part;

@@ -112,6 +112,10 @@ FeatureValue readWriteProtection(const CommandContext& context, uint32_t nsid) {
 void writeWriteProtection(CommandContext& context, uint32_t nsid, const FeatureValue& value) {
     context.state.namespaces.at(nsid).writeProtection = static_cast<uint8_t>(value.dword);
 }
+/// ANA Change Notices are of drives with ANA Reporting.
+CompletionEntry checkEvents(CommandContext& context, FeatureValue& value) {
+    return bit(value.dword, 11) && !context.description.hasTwoControllers ? INVALID_FIELD : CompletionEntry{};
+}
 CompletionEntry checkWriteProtection(CommandContext&, FeatureValue& value) {
     return value.dword <= 1 ? CompletionEntry{} : INVALID_FIELD;  // NWPC has the first two states
 }
@@ -154,8 +158,8 @@ constexpr FeatureRow FEATURES[] = {
      0,   always<0>,          null, null, null},
     {FID_WRITE_ATOMICITY,             null,          true,  true,  false, dword11(0x1),        0,                     null,
      0,   always<0>,          null, null, null},
-    {FID_ASYNCHRONOUS_EVENT,          null,          true,  true,  false, dword11(0x7FF),      0,                     null,
-     0,   always<0>,          null, null, null},
+    {FID_ASYNCHRONOUS_EVENT,          null,          true,  true,  false, dword11(0xFFF),      0,                     null,
+     0,   always<0>,          checkEvents, null, null},
     {FID_AUTONOMOUS_POWER_STATE,      isIdling, true,  true,  false, dword11(0x1),        0,                     null,
      256, always<0>,          checkTransitions, null, null},
     {FID_TIMESTAMP,                   hasOptions,    true,  false, false, {},                  0,                     null,

@@ -2,6 +2,7 @@
 
 #include "features/nvme/Bytes.h"
 #include "features/nvme/Opcodes.h"
+#include "features/simulator/commands/Ana.h"
 #include "features/simulator/logs/ChangedNamespaces.h"
 #include "features/simulator/logs/ErrorLog.h"
 #include "features/simulator/logs/FirmwareLog.h"
@@ -55,6 +56,7 @@ constexpr LogRow LOGS[] = {
     {LID_DEVICE_SELF_TEST,     &D::supportsSelfTest,            nullptr, 0,  buildSelfTestLog},
     {LID_TELEMETRY_HOST,       &D::supportsTelemetry,           nullptr, 1,  buildHostTelemetry},
     {LID_TELEMETRY_CONTROLLER, &D::supportsTelemetry,           nullptr, 0,  buildControllerTelemetry},
+    {LID_ANA,                  &D::hasTwoControllers,           nullptr, 1,  buildAnaLog},
     {LID_PERSISTENT_EVENT,     &D::supportsPersistentEventLog,  nullptr, 3,  buildPersistentEventLog},
     {LID_SANITIZE_STATUS,      &D::supportsSanitize,            nullptr, 0,  buildSanitizeLog},
 };

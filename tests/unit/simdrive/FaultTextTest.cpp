@@ -18,6 +18,7 @@ TEST(FaultText, KnowsEachKind) {
                                   {"slow", ""},
                                   {"hang", ""},
                                   {"power-loss", ""},
+                                  {"ana", ""},
                                   {"gone", "no"}}));
 }
 

@@ -3,6 +3,7 @@
 #include "features/simulator/store/Description.h"
 #include "features/simulator/store/FaultKinds.h"
 
+using features::simulator::AnaState;
 using features::simulator::Description;
 using features::simulator::ModelId;
 
@@ -26,6 +27,8 @@ TEST(DescriptionOfASimulatedDrive, IsReadAndWritten) {
         "serial-number = S-1\n"
         "; The model number that the drive shows; nothing: that of its model.\n"
         "model-number = ACME  X100\n"
+        "; Controllers of the NVM subsystem; two have a port each, and report Asymmetric Namespace Access.\n"
+        "controllers = 2\n"
         "; What all namespaces together may take: bytes, or with KiB, MiB, GiB, TiB, KB, MB, GB, TB.\n"
         "size = 16 GiB\n"
         "; The time of the drive's clock, in milliseconds since 1970 (UTC); nothing: it goes with the "
@@ -68,6 +71,9 @@ TEST(DescriptionOfASimulatedDrive, IsReadAndWritten) {
         "hang = admin 0x06\n"
         "; Commands in the middle of which the drive loses its power, undone: queue, and opcode or \"all\".\n"
         "power-loss =\n"
+        "; States of ANA groups on a controller, CONTROLLER:GROUP or CONTROLLER:all: optimized, non-optimized, "
+        "inaccessible, persistent-loss or change. The group of a namespace is its identifier.\n"
+        "ana = 1:1 optimized, 1:all non-optimized, 2:1 inaccessible, 2:2 persistent-loss, 2:4294967295 change\n"
         "; The drive has vanished: it is listed and does not answer.\n"
         "gone = yes\n";
     Description description;
@@ -91,6 +97,11 @@ TEST(DescriptionOfASimulatedDrive, IsReadAndWritten) {
     EXPECT_FALSE(description.faults.slow[0].isAnyOpcode);
     EXPECT_TRUE(description.faults.slow[1].isAnyOpcode);
     EXPECT_EQ(description.faults.slow[1].delayMs, 3600000U);
+    EXPECT_TRUE(description.hasTwoControllers);
+    ASSERT_EQ(description.faults.ana.size(), 5U);
+    EXPECT_EQ(anaStateOf(description.faults.ana, 1, 1), AnaState::NON_OPTIMIZED) << "the last that names it";
+    EXPECT_EQ(anaStateOf(description.faults.ana, 2, 2), AnaState::PERSISTENT_LOSS);
+    EXPECT_EQ(anaStateOf(description.faults.ana, 2, 3), AnaState::OPTIMIZED);
     EXPECT_EQ(description.toText(), text);
 }
 
@@ -104,6 +115,7 @@ TEST(DescriptionOfASimulatedDrive, HasDefaults) {
 }
 
 TEST(DescriptionOfASimulatedDrive, IsRefusedWithTheReason) {
+    constexpr const char* WRONG_ANA = "\"ana\" takes states like \"1:all inaccessible, 2:1 non-optimized\".";
     const struct {
         std::string text;
         const char* message;
@@ -149,6 +161,15 @@ TEST(DescriptionOfASimulatedDrive, IsRefusedWithTheReason) {
          "\"smart\" takes fields like \"percentage-used 95, power-on-hours 43800\"."},
         {WHO + "[faults]\nsmart = available-spare 1, available-spare 1\n",
          "\"smart\" takes fields like \"percentage-used 95, power-on-hours 43800\"."},
+        {WHO + "controllers = 3\n", "\"controllers\" takes 1 or 2."},
+        {WHO + "[faults]\nana = 1:1 change\n", "\"ana\" needs a drive with \"controllers\" 2 in [drive]."},
+        {WHO + "controllers = 2\n[faults]\nana = 3:1 change\n", WRONG_ANA},
+        {WHO + "controllers = 2\n[faults]\nana = 0:1 change\n", WRONG_ANA},
+        {WHO + "controllers = 2\n[faults]\nana = 1:0 change\n", WRONG_ANA},
+        {WHO + "controllers = 2\n[faults]\nana = 1 change\n", WRONG_ANA},
+        {WHO + "controllers = 2\n[faults]\nana = 1:1\n", WRONG_ANA},
+        {WHO + "controllers = 2\n[faults]\nana = 1:1 Change\n", WRONG_ANA},
+        {WHO + "controllers = 2\n[faults]\nana = 1:1 change now\n", WRONG_ANA},
         {WHO + "[faults]\nself-test-failure = 1:2-3\n",
          "\"self-test-failure\" takes a block like \"1:1000\", or nothing."},
         {WHO + "[faults]\nself-test-failure = 1:2, 1:3\n",

@@ -1,0 +1,182 @@
+#include "features/simulator/commands/Ana.h"
+
+#include <algorithm>
+#include <map>
+
+#include "features/nvme/Bytes.h"
+#include "features/nvme/Opcodes.h"
+#include "features/nvme/StatusCodes.h"
+#include "features/simulator/context/AsyncEvents.h"
+#include "features/simulator/context/DriveTables.h"
+#include "features/simulator/store/Extension.h"
+#include "ostrel/core/ScopeTrace.h"
+
+namespace features::simulator {
+
+using namespace nvme;
+
+namespace {
+
+/// How long a group may stay in the state "change" (ANATT); a host that sees it for longer gives the controller up.
+constexpr uint8_t TRANSITION_SECONDS = 10;
+/// ANACAP: all five states are reported, and the group of a namespace does not change while it is attached.
+constexpr uint8_t CAPABILITIES = 0x5F;
+
+/// What the log page of a controller shows.
+struct AnaView {
+    struct Group {
+        uint8_t state = 0;
+        uint64_t changeCount = 0;
+
+        template <class A>
+        void fields(A& archive) {
+            archive(state, changeCount);
+        }
+    };
+    uint64_t changeCount = 0;
+    std::map<uint32_t, Group> groups;  ///< of the attached namespaces
+
+    template <class A>
+    void fields(A& archive) {
+        archive(changeCount, groups);
+    }
+};
+
+struct AnaViews {
+    static constexpr const char* NAME = "ana";
+    std::map<uint16_t, AnaView> ofController;
+
+    template <class A>
+    void fields(A& archive) {
+        archive(ofController);
+    }
+};
+
+AnaState stateOf(const CommandContext& context, uint32_t nsid) {
+    return anaStateOf(context.description.faults.ana, context.controllerId, nsid);
+}
+
+/// Whether a command does something with its namespaces; others are about the drive, or about namespaces as such.
+bool usesNamespaces(const CommandContext& context) {
+    const SubmissionEntry& command = context.command;
+    if (!command.isAdmin || command.opcode == OPC_FORMAT_NVM || command.opcode == OPC_DEVICE_SELF_TEST) return true;
+    if (command.opcode != OPC_GET_FEATURES && command.opcode != OPC_SET_FEATURES) return false;
+    const FeatureRow* feature = findFeature(context, static_cast<uint8_t>(command.cdw10));
+    return feature != nullptr && feature->isOfNamespace;
+}
+
+/// The groups of the namespaces that are attached to this controller, with the counts that the view had.
+std::map<uint32_t, AnaView::Group> groupsNow(const CommandContext& context, const AnaView& view) {
+    std::map<uint32_t, AnaView::Group> groups;
+    for (const auto& [nsid, part] : context.state.namespaces) {
+        if (!part.isAttachedTo(context.controllerId)) continue;
+        const auto before = view.groups.find(nsid);
+        AnaView::Group& group = groups[nsid];
+        if (before != view.groups.end()) group = before->second;
+        const auto state = static_cast<uint8_t>(stateOf(context, nsid));
+        if (group.state != 0 && group.state != state) ++group.changeCount;
+        group.state = state;
+    }
+    return groups;
+}
+
+/// Namespaces that come and go have an event of their own.
+bool hasNewState(const AnaView& view, const std::map<uint32_t, AnaView::Group>& now) {
+    return std::any_of(view.groups.begin(), view.groups.end(), [&](const auto& before) {
+        const auto group = now.find(before.first);
+        return group != now.end() && group->second.state != before.second.state;
+    });
+}
+
+bool isSame(const std::map<uint32_t, AnaView::Group>& a, const std::map<uint32_t, AnaView::Group>& b) {
+    return std::equal(a.begin(), a.end(), b.begin(), b.end(), [](const auto& x, const auto& y) {
+        return x.first == y.first && x.second.state == y.second.state;
+    });
+}
+
+/// Of this controller.
+bool noteOwnChanges(CommandContext& context, AnaViews& views) {
+    const auto [place, isFirst] = views.ofController.try_emplace(context.controllerId);
+    AnaView& view = place->second;
+    auto now = groupsNow(context, view);
+    if (!isFirst && isSame(view.groups, now)) return false;
+    if (!isFirst) ++view.changeCount;
+    if (hasNewState(view, now)) raiseEvent(context, EventKind::ANA_CHANGE);
+    view.groups = std::move(now);
+    return true;
+}
+
+}  // namespace
+
+void putAnaCapabilities(const CommandContext& context, uint8_t* at) {
+    if (!context.description.hasTwoControllers) return;
+    at[76] |= 0x0B;  // CMIC: two ports, two controllers, ANA Reporting
+    at[93] |= 0x08;  // OAES: ANA Change Notices
+    at[342] = TRANSITION_SECONDS;
+    at[343] = CAPABILITIES;
+    putLe32(at + 344, context.description.mostNamespaces);  // ANAGRPMAX
+    putLe32(at + 348, context.description.mostNamespaces);  // NANAGRPID
+}
+
+void putAnaGroup(const CommandContext& context, uint32_t nsid, uint8_t* at) {
+    if (!context.description.hasTwoControllers) return;
+    putLe32(at + 92, nsid);
+    const AnaState state = stateOf(context, nsid);
+    if (state != AnaState::INACCESSIBLE && state != AnaState::PERSISTENT_LOSS) return;
+    putLe64(at + 16, 0);                   // NUSE: not known on this path
+    std::fill_n(at + 48, 16, uint8_t{0});  // NVMCAP
+}
+
+std::optional<CompletionEntry> anaRefusal(const CommandContext& context) {
+    OSTREL_TRACE();
+    if (context.description.faults.ana.empty() || !usesNamespaces(context)) return std::nullopt;
+    for (const auto& [nsid, part] : context.state.namespaces) {
+        const bool isUsed = context.command.nsid == nsid || context.command.nsid == NSID_ALL;
+        if (!isUsed || !part.isAttachedTo(context.controllerId)) continue;
+        const uint8_t code = anaStatusCode(stateOf(context, nsid));
+        // Another path may carry it out, and this one later: without Do Not Retry.
+        if (code != 0) return passingRefusal(SCT_PATH, code);
+    }
+    return std::nullopt;
+}
+
+bool noteAnaChanges(CommandContext& context) {
+    OSTREL_TRACE();
+    if (!context.description.hasTwoControllers) return false;
+    auto views = readExtension<AnaViews>(context.state);
+    bool isChanged = false;
+    context.asEachController([&] { isChanged = noteOwnChanges(context, views) || isChanged; });
+    if (isChanged) writeExtension(context.state, views);
+    return isChanged;
+}
+
+void resetAnaCounts(CommandContext& context) {
+    OSTREL_TRACE();
+    auto views = readExtension<AnaViews>(context.state);
+    if (views.ofController.erase(context.controllerId) != 0) writeExtension(context.state, views);
+}
+
+CompletionEntry buildAnaLog(CommandContext& context, const LogRequest& request, std::vector<uint8_t>& page) {
+    OSTREL_TRACE();
+    constexpr size_t HEADER_BYTES = 16;
+    constexpr size_t GROUP_BYTES = 32;
+    const bool groupsAlone = (request.lsp & 1) != 0;  // RGO
+    const size_t bytes = GROUP_BYTES + (groupsAlone ? 0 : 4);
+    auto views = readExtension<AnaViews>(context.state);
+    const AnaView& view = views.ofController[context.controllerId];
+    page.resize(HEADER_BYTES + view.groups.size() * bytes);
+    putLe64(page.data(), view.changeCount);
+    putLe16(page.data() + 8, static_cast<uint16_t>(view.groups.size()));
+    uint8_t* at = page.data() + HEADER_BYTES;
+    for (const auto& [nsid, group] : view.groups) {
+        putLe32(at, nsid);
+        putLe32(at + 4, groupsAlone ? 0 : 1);
+        putLe64(at + 8, group.changeCount);
+        at[16] = group.state;
+        if (!groupsAlone) putLe32(at + GROUP_BYTES, nsid);
+        at += bytes;
+    }
+    return {};
+}
+
+}  // namespace features::simulator
