@@ -256,8 +256,8 @@ void sendData(HostEnd& end, FuzzInput& input) {
 
 class World {
 public:
-    World() : drive_(makeDrive(), clock_), target_(drive_, nullptr) {
-        REQUIRE(target_.listen("127.0.0.1", 0).is(0, 0));
+    World() : drive_(makeDrive(), clock_), target_(nullptr) {
+        REQUIRE(target_.listen(drive_, "127.0.0.1", 0).is(0, 0));
         int ends[2];
         REQUIRE(::pipe2(ends, O_CLOEXEC) == 0);
         never_ = FileDescriptor(ends[0]);
@@ -282,7 +282,7 @@ public:
                 initialize(host, input);
                 break;
             case 2:
-                connectQueue(host, input, target_.place().subsystem);
+                connectQueue(host, input, target_.places()[0].subsystem);
                 break;
             case 3:
                 setProperty(host, input);

@@ -163,6 +163,9 @@ std::string readNewDrive(const CommandLine& line, DriveStore::NewDrive& drive, u
     if (line.has("model-number") && !isPrintable(drive.description.modelNumber, MODEL_NUMBER_BYTES)) {
         return "--model-number takes 1 to 40" + std::string(PRINTABLE);
     }
+    const std::string controllers = line.option("controllers", "1");
+    if (controllers != "1" && controllers != "2") return "--controllers takes 1 or 2.";
+    drive.description.hasTwoControllers = controllers == "2";
     drive.firmware = line.option("firmware", "");
     if (line.has("firmware") && !isPrintable(drive.firmware, REVISION_BYTES)) {
         return "--firmware takes 1 to 8" + std::string(PRINTABLE);
@@ -175,7 +178,8 @@ std::string madeText(const std::vector<DriveStore::NewDrive>& drives) {
     for (const DriveStore::NewDrive& drive : drives) {
         text.append("Made ").append(drive.name).append(": ").append(modelText(drive.description.model)).append(", ");
         text.append(sizeText(drive.description.sizeBytes)).append(", serial number ");
-        text.append(drive.description.serialNumber).append("\n");
+        text.append(drive.description.serialNumber);
+        text.append(drive.description.hasTwoControllers ? ", two controllers\n" : "\n");
     }
     return text;
 }

@@ -84,6 +84,7 @@ std::string jsonOf(const DriveRow& row) {
     text += ", \"model\": " + jsonText(modelText(drive.model)) +
             ", \"modelNumber\": " + jsonText(drive.shownModelNumber()) +
             ", \"serialNumber\": " + jsonText(drive.serialNumber) +
+            ", \"controllers\": " + std::to_string(drive.controllerCount()) +
             ", \"sizeBytes\": " + std::to_string(drive.sizeBytes) +
             ", \"firmware\": " + jsonText(row.identity.firmware) + ", \"faults\": {";
     std::string separator;

@@ -5,6 +5,8 @@
 #include <csignal>
 #include <cstring>
 #include <optional>
+#include <string>
+#include <vector>
 
 #include "features/simulator/controller/Controller.h"
 #include "features/simulator/store/Clock.h"
@@ -44,13 +46,58 @@ FileDescriptor stopSignals() {
     return FileDescriptor(signalfd(-1, &signals, SFD_CLOEXEC));
 }
 
-std::string announcement(const std::string& name, const tcp::Place& place, bool isAuthenticated) {
-    const std::string address =
-        (place.isIpv6 ? "[" + place.address + "]" : place.address) + ":" + std::to_string(place.port);
-    return name + " listens on " + address + "\nsubsystem " + place.subsystem + "\n" +
-           (isAuthenticated ? "authentication required: DH-HMAC-CHAP\n"
-                            : "no authentication: anyone who reaches " + address + " can read and erase the drive\n");
+std::string addressOf(const tcp::Place& place) {
+    return (place.isIpv6 ? "[" + place.address + "]" : place.address) + ":" + std::to_string(place.port);
 }
+
+std::string announcement(const std::string& name, const std::vector<tcp::Place>& places, bool isAuthenticated) {
+    std::string text = name + " listens on " + addressOf(places[0]) + "\n";
+    std::string anyOf = addressOf(places[0]);
+    for (size_t i = 1; i < places.size(); ++i) {
+        text += "controller " + std::to_string(i + 1) + " listens on " + addressOf(places[i]) + "\n";
+        anyOf += " or " + addressOf(places[i]);
+    }
+    return text + "subsystem " + places[0].subsystem + "\n" +
+           (isAuthenticated ? "authentication required: DH-HMAC-CHAP\n"
+                            : "no authentication: anyone who reaches " + anyOf + " can read and erase the drive\n");
+}
+
+/// The ports that the options name; 0: any free one.
+struct Ports {
+    uint16_t first = 0;
+    uint16_t second = 0;  ///< of a second controller
+};
+
+/// Returns what is wrong with the options; empty: nothing.
+std::string readPorts(const CommandLine& line, Ports& ports) {
+    constexpr uint16_t MAX_PORT = 65535;
+    if (!parsePort(line.option("port", "4420"), ports.first)) return "--port takes 0 to 65535.";
+    const bool isNextFree = ports.first == 0 || ports.first == MAX_PORT;
+    ports.second = isNextFree ? uint16_t{0} : static_cast<uint16_t>(ports.first + 1);
+    if (line.has("second-port") && !parsePort(line.option("second-port", ""), ports.second))
+        return "--second-port takes 0 to 65535.";
+    return "";
+}
+
+/// The controllers of the drive, all of which are on the network.
+struct Drive {
+    Drive(const std::string& path, const Clock& clock) : first(path, clock), second(path, clock, 2) {}
+
+    /// Opens a port for each.
+    Status listen(tcp::Target& target, const std::string& address, const Ports& ports, bool wantsSecondPort) {
+        Description description;
+        Status status = first.describe(description);
+        if (status.is(0, 0) && wantsSecondPort && !description.hasTwoControllers) {
+            return Status(ostrel::core::CATEGORY_OS, EINVAL, "--second-port is for a drive with two controllers.");
+        }
+        if (status.is(0, 0)) status = target.listen(first, address, ports.first);
+        if (status.is(0, 0) && description.hasTwoControllers) status = target.listen(second, address, ports.second);
+        return status;
+    }
+
+    Controller first;
+    Controller second;  ///< unused when the drive has one
+};
 
 /// The secrets that the options name. `requirement` stays empty without them.
 Status readSecrets(const CommandLine& line, std::optional<auth::Requirement>& requirement) {
@@ -68,9 +115,10 @@ Status readSecrets(const CommandLine& line, std::optional<auth::Requirement>& re
 }  // namespace
 
 Outcome serve(const DriveStore& store, const CommandLine& line) {
-    uint16_t port = 0;
     if (line.names.size() != 1) return Outcome::misused("serve needs the name of one drive.");
-    if (!parsePort(line.option("port", "4420"), port)) return Outcome::misused("--port takes 0 to 65535.");
+    Ports ports;
+    const std::string wrong = readPorts(line, ports);
+    if (!wrong.empty()) return Outcome::misused(wrong);
     if (line.has("dhchap-ctrl-secret-file") && !line.has("dhchap-secret-file")) {
         return Outcome::misused("--dhchap-ctrl-secret-file goes with --dhchap-secret-file.");
     }
@@ -93,9 +141,9 @@ Outcome serve(const DriveStore& store, const CommandLine& line) {
     if (!stop.isOpen()) return Outcome::failed(std::string("signalfd: ") + std::strerror(errno) + ".");
 
     const features::simulator::SystemClock clock;
-    features::simulator::Controller drive(path, clock);
-    tcp::Target target(drive, requirement ? &*requirement : nullptr);
-    status = target.listen(address, port);
+    Drive drive(path, clock);
+    tcp::Target target(requirement ? &*requirement : nullptr);
+    status = drive.listen(target, address, ports, line.has("second-port"));
     if (!status.is(0, 0)) return Outcome::failed(status);
     if (!requirement && !isLoopback(address)) {
         (void)ostrel::core::writeFully(STDERR_FILENO,
@@ -104,7 +152,7 @@ Outcome serve(const DriveStore& store, const CommandLine& line) {
     }
     // Who cannot read the port waits for it for ever.
     const int unsaid =
-        ostrel::core::writeFully(STDOUT_FILENO, announcement(line.names[0], target.place(), requirement.has_value()));
+        ostrel::core::writeFully(STDOUT_FILENO, announcement(line.names[0], target.places(), requirement.has_value()));
     if (unsaid != 0)
         return Outcome::failed(std::string("Cannot write to standard output: ") + std::strerror(unsaid) + ".");
     status = target.run(stop.get());

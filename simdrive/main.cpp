@@ -24,11 +24,13 @@ constexpr const char* HELP_BEGIN = R"(nimbrel-simdrive: simulated NVMe drives, f
 
   nimbrel-simdrive create [NAME] [--model velko|ocp|nvme-1.4] [--size SIZE]
                           [--serial SERIAL] [--model-number TEXT]
-                          [--firmware REVISION] [--count N] [--json]
+                          [--firmware REVISION] [--controllers 1|2]
+                          [--count N] [--json]
       Makes drives: NAME, or with --count or without a name NAME-1, NAME-2, ...
       SIZE: bytes, or with K, M, G, T (powers of 1000), Ki, Mi, Gi, Ti (1024);
       1 MiB to 8 TiB, by default 16 GiB. Only what is written takes room.
-      Model number and firmware revision are the model's, or free texts.
+      Model number and firmware revision are the model's, or free texts. With
+      two controllers a drive has two ports and Asymmetric Namespace Access.
 
   nimbrel-simdrive list [--json]
       Shows the drives.
@@ -47,9 +49,10 @@ constexpr const char* HELP_BEGIN = R"(nimbrel-simdrive: simulated NVMe drives, f
 constexpr const char* HELP_END = R"(      Several values of a kind: one text with commas between them.
 
   nimbrel-simdrive serve NAME [--address 127.0.0.1] [--port 4420]
-                         [--dhchap-secret-file FILE]
+                         [--second-port 4421] [--dhchap-secret-file FILE]
                          [--dhchap-ctrl-secret-file FILE]
-      Puts a drive on the network with NVMe/TCP, until SIGTERM or SIGINT. With
+      Puts a drive on the network with NVMe/TCP, until SIGTERM or SIGINT. The
+      second controller has the port after the first one's, or its own. With
       a secret hosts must authenticate; the secret is one line, DHHC-1:...,
       in a file of mode 0600. The second one is what the drive answers with.
 
@@ -89,13 +92,16 @@ Outcome runTool(const std::vector<std::string>& words) {
     if (wantsHelp || words.empty()) return {words.empty() ? simdrive::EXIT_USAGE : 0, help(), ""};
     if (words == std::vector<std::string>{"--version"}) return {0, "nimbrel-simdrive " NIMBREL_VERSION "\n", ""};
     const CommandRow commands[] = {
-        {"create", simdrive::create, {"model", "size", "serial", "model-number", "firmware", "count", "json!"}, true},
+        {"create",
+         simdrive::create,
+         {"model", "size", "serial", "model-number", "firmware", "controllers", "count", "json!"},
+         true},
         {"list", simdrive::list, {"json!"}},
         {"remove", simdrive::remove, {}},
         {"snapshot", simdrive::snapshot, {}},
         {"reset", simdrive::reset, {}},
         {"fault", simdrive::fault, faultOptions()},
-        {"serve", simdrive::serve, {"address", "port", "dhchap-secret-file", "dhchap-ctrl-secret-file"}},
+        {"serve", simdrive::serve, {"address", "port", "second-port", "dhchap-secret-file", "dhchap-ctrl-secret-file"}},
     };
     const auto* command = std::find_if(std::begin(commands), std::end(commands),
                                        [&](const CommandRow& row) { return words[0] == row.name; });

@@ -67,6 +67,7 @@ public:
 
     Queue queue;
     std::string peer;         ///< the host's numeric address
+    size_t port = 0;          ///< of the target: by which it came
     uint64_t deadlineMs = 0;  ///< the target's: when it has waited long enough for this host
 
     /// Completes a command that was held; false: there is none with that identifier.

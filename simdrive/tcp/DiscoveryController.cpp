@@ -29,22 +29,25 @@ void putText(uint8_t* at, size_t width, const std::string& text, char fill) {
     std::copy_n(text.begin(), std::min(width, text.size()), at);
 }
 
-/// The header and one record for the drive.
-std::vector<uint8_t> discoveryLog(const Place& place) {
-    std::vector<uint8_t> log(2 * RECORD_BYTES);
-    putLe64(log.data(), 1);      // GENCTR: nothing ever changes
-    putLe64(log.data() + 8, 1);  // NUMREC
-    uint8_t* at = log.data() + RECORD_BYTES;
+void putRecord(const Place& place, size_t port, uint8_t* at) {
     at[0] = TRANSPORT_TCP;
     at[1] = place.isIpv6 ? ADDRESS_IPV6 : ADDRESS_IPV4;
     at[2] = SUBTYPE_NVM;
     at[3] = TREQ_FLOW_CONTROL_OPTIONAL;
-    putLe16(at + 4, 1);  // PORTID
+    putLe16(at + 4, static_cast<uint16_t>(port));
     putLe16(at + 6, ANY_CONTROLLER);
     putLe16(at + 8, 32);  // ASQSZ
     putText(at + 32, 32, std::to_string(place.port), ' ');
     putText(at + 256, 256, place.subsystem, 0);
     putText(at + 512, 256, place.address, ' ');
+}
+
+/// The header and a record for each port of the drive.
+std::vector<uint8_t> discoveryLog(const std::vector<Place>& places) {
+    std::vector<uint8_t> log((1 + places.size()) * RECORD_BYTES);
+    putLe64(log.data(), 1);  // GENCTR: nothing ever changes
+    putLe64(log.data() + 8, places.size());
+    for (size_t i = 0; i < places.size(); ++i) putRecord(places[i], i + 1, log.data() + (i + 1) * RECORD_BYTES);
     return log;
 }
 
@@ -97,7 +100,7 @@ Reply DiscoveryController::getLogPage(const Capsule& capsule, std::vector<uint8_
     if ((capsule.cdw(10) & 0xFF) != LID_DISCOVERY) return Reply::refusal(SCT_COMMAND, SC_INVALID_LOG_PAGE);
     const uint64_t length = ((capsule.cdw(10) >> 16 | uint64_t{capsule.cdw(11) & 0xFFFF} << 16) + 1) * 4;
     const uint64_t offset = capsule.cdw(12) | uint64_t{capsule.cdw(13)} << 32;
-    const std::vector<uint8_t> log = discoveryLog(place_);
+    const std::vector<uint8_t> log = discoveryLog(places_);
     if (offset % 4 != 0 || offset >= log.size() || length > MOST_TRANSFER_BYTES) {
         return Reply::refusal(SCT_GENERIC, SC_INVALID_FIELD);
     }

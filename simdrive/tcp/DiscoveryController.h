@@ -18,11 +18,13 @@ struct Place {
     bool isIpv6 = false;
 };
 
-/// A Discovery controller: reports the one subsystem to hosts, log page 70h.
+/// A Discovery controller: reports the ports of the one subsystem to hosts, log page 70h.
 class DiscoveryController : public FabricsController {
 public:
-    DiscoveryController(uint16_t id, Place place, Host host, uint32_t keepAliveMs, uint64_t nowMs)
-        : FabricsController(id, std::move(host), keepAliveMs, nowMs), place_(std::move(place)) {}
+    DiscoveryController(uint16_t id, std::vector<Place> places, Host host, uint32_t keepAliveMs, uint64_t nowMs)
+        : FabricsController(id, std::move(host), keepAliveMs, nowMs), places_(std::move(places)) {}
+
+    bool isDiscovery() const override { return true; }
 
 protected:
     Reply runAdmin(const Capsule& capsule, std::vector<uint8_t>& data) override;
@@ -32,7 +34,7 @@ private:
     Reply identify(const Capsule& capsule, std::vector<uint8_t>& data) const;
     Reply getLogPage(const Capsule& capsule, std::vector<uint8_t>& data) const;
 
-    Place place_;
+    std::vector<Place> places_;
     uint32_t eventConfiguration_ = 0;
 };
 

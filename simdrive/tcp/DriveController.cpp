@@ -44,7 +44,7 @@ void complain(const Status& status) {
 
 DriveController::DriveController(features::simulator::Controller& drive, Host host, uint32_t keepAliveMs,
                                  uint64_t nowMs)
-    : FabricsController(ID, std::move(host), keepAliveMs, nowMs), drive_(drive) {}
+    : FabricsController(drive.id(), std::move(host), keepAliveMs, nowMs), drive_(drive) {}
 
 Reply DriveController::runAdmin(const Capsule& capsule, std::vector<uint8_t>& data) {
     nextLookMs_ = 0;  // it may be an event's cause

@@ -10,15 +10,12 @@
 
 namespace simdrive::tcp {
 
-/// The controller of a simulated drive on the network. Commands go to the simulator as they are; what the drive does
-/// not know of fabrics is added to its Identify structure here.
+/// A controller of a simulated drive on the network, with the identifier that it has there. Commands go to the
+/// simulator as they are; what the drive does not know of fabrics is added to its Identify structure here.
 ///
 /// Ownership: the simulated drive must outlive it.
 class DriveController : public FabricsController {
 public:
-    /// The drive's one controller; Identify says the same.
-    static constexpr uint16_t ID = 1;
-
     DriveController(features::simulator::Controller& drive, Host host, uint32_t keepAliveMs, uint64_t nowMs);
 
     void lookAfterDrive(uint64_t nowMs) override;

@@ -31,6 +31,7 @@ public:
     FabricsController& operator=(const FabricsController&) = delete;
 
     uint16_t id() const { return id_; }
+    virtual bool isDiscovery() const { return false; }
     const Host& host() const { return host_; }
     Connection* findQueue(uint16_t queueId) const;
     void add(Connection& connection) { queues_.push_back(&connection); }

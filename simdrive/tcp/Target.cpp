@@ -120,9 +120,9 @@ uint16_t portOf(int descriptor, bool isIpv6) {
 
 }  // namespace
 
-Status Target::listen(const std::string& address, uint16_t port) {
+Status Target::listen(features::simulator::Controller& drive, const std::string& address, uint16_t port) {
     std::vector<uint8_t> identify;
-    Status status = identifyDrive(drive_, identify);
+    Status status = identifyDrive(drive, identify);
     if (!status.is(0, 0)) return status;
     const auto* subsystem = reinterpret_cast<const char*>(identify.data() + 768);
     addrinfo hints{};
@@ -133,16 +133,19 @@ Status Target::listen(const std::string& address, uint16_t port) {
     if (error != 0)
         return Status(CATEGORY_OS, EINVAL, "\"" + address + "\" is no address: " + gai_strerror(error) + ".");
     const std::unique_ptr<addrinfo, decltype(&freeaddrinfo)> found(list, freeaddrinfo);
-    listener_ = FileDescriptor(socket(found->ai_family, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
+    FileDescriptor listener(socket(found->ai_family, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
     const int on = 1;
-    if (!listener_.isOpen()) return systemStatus(errno, address);
-    (void)setsockopt(listener_.get(), SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
-    if (bind(listener_.get(), found->ai_addr, found->ai_addrlen) != 0 || ::listen(listener_.get(), SOMAXCONN) != 0) {
+    if (!listener.isOpen()) return systemStatus(errno, address);
+    (void)setsockopt(listener.get(), SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
+    if (bind(listener.get(), found->ai_addr, found->ai_addrlen) != 0 || ::listen(listener.get(), SOMAXCONN) != 0) {
         return systemStatus(errno, "Unable to listen on " + address + " port " + std::to_string(port));
     }
     const bool isIpv6 = found->ai_family == AF_INET6;
-    place_ =
-        Place{std::string(subsystem, strnlen(subsystem, NAME_BYTES)), address, portOf(listener_.get(), isIpv6), isIpv6};
+    places_.push_back(
+        {std::string(subsystem, strnlen(subsystem, NAME_BYTES)), address, portOf(listener.get(), isIpv6), isIpv6});
+    ports_.push_back({drive, std::move(listener)});
+    // No connection is the one for which there is no memory.
+    waits_.reserve(1 + ports_.size() * (1 + MAX_CONNECTIONS));
     return Status();
 }
 
@@ -161,7 +164,10 @@ std::error_code Target::turn(int stop, int maxWaitMs, bool& isStopped) {
     waits_.clear();
     waits_.push_back({stop, POLLIN, 0});
     const bool isListening = nowMs() >= listenAgainMs_;
-    waits_.push_back({listener_.get(), static_cast<short>(isListening ? POLLIN : 0), 0});
+    for (const Port& each : ports_) {
+        waits_.push_back({each.listener.get(), static_cast<short>(isListening ? POLLIN : 0), 0});
+    }
+    const size_t firstConnection = waits_.size();
     for (const auto& each : connections_) {
         const int events = (each->wantsToRead() ? POLLIN : 0) | (each->wantsToWrite() ? POLLOUT : 0);
         waits_.push_back({each->descriptor(), static_cast<short>(events), 0});
@@ -171,38 +177,43 @@ std::error_code Target::turn(int stop, int maxWaitMs, bool& isStopped) {
     }
     isStopped = waits_[0].revents != 0;
     if (isStopped) return {};
-    for (size_t i = 2; i < waits_.size(); ++i) {
-        Connection& connection = *connections_[i - 2];
+    for (size_t i = firstConnection; i < waits_.size(); ++i) {
+        Connection& connection = *connections_[i - firstConnection];
         if (!isDoneWithinMemory([&] { serve(connection, waits_[i].revents); })) connection.closeNow();
     }
     lookAfterTime();
     removeEnded();
-    if (waits_[1].revents != 0) (void)isDoneWithinMemory([&] { accept(); });
+    for (size_t port = 0; port < ports_.size(); ++port) {
+        if (waits_[1 + port].revents != 0) (void)isDoneWithinMemory([&] { accept(port); });
+    }
     return {};
 }
 
-void Target::accept() {
+void Target::accept(size_t port) {
     sockaddr_storage peer{};
     socklen_t length = sizeof peer;
-    FileDescriptor socket(
-        accept4(listener_.get(), reinterpret_cast<sockaddr*>(&peer), &length, SOCK_NONBLOCK | SOCK_CLOEXEC));
+    FileDescriptor socket(accept4(ports_[port].listener.get(), reinterpret_cast<sockaddr*>(&peer), &length,
+                                  SOCK_NONBLOCK | SOCK_CLOEXEC));
     if (!socket.isOpen()) {
         pauseListening(errno);
         return;
     }
     isOutOfDescriptors_ = false;
     const std::string address = addressOf(peer);
+    const auto isOfPort = [&](const auto& each) { return each->port == port; };
+    const auto ofPort = std::count_if(connections_.begin(), connections_.end(), isOfPort);
     const auto ofPeer = std::count_if(connections_.begin(), connections_.end(),
-                                      [&](const auto& each) { return each->peer == address; });
-    const bool isFull = connections_.size() == MAX_CONNECTIONS || static_cast<size_t>(ofPeer) >= MAX_OF_PEER;
+                                      [&](const auto& each) { return isOfPort(each) && each->peer == address; });
+    const bool isFull = static_cast<size_t>(ofPort) >= MAX_CONNECTIONS || static_cast<size_t>(ofPeer) >= MAX_OF_PEER;
     if (isFull || !leavesRoom(socket.get())) return;
     watchOver(socket.get());
-    adopt(std::move(socket), address);
+    adopt(std::move(socket), address, port);
 }
 
-void Target::adopt(FileDescriptor socket, std::string peer) {
+void Target::adopt(FileDescriptor socket, std::string peer, size_t port) {
     connections_.push_back(std::make_unique<Connection>(std::move(socket), *this));
     connections_.back()->peer = std::move(peer);
+    connections_.back()->port = port;
     connections_.back()->deadlineMs = nowMs() + IDLE_MS;
 }
 
@@ -300,7 +311,7 @@ Reply Target::connect(Connection& connection, const Capsule& capsule, const std:
     host.name = nameAt(data, AT_HOST);
     if (host.name.empty()) return invalidInData(AT_HOST);
     const std::string subsystem = nameAt(data, AT_SUBSYSTEM);
-    if (subsystem != place_.subsystem && subsystem != DISCOVERY_NQN) return invalidInData(AT_SUBSYSTEM);
+    if (subsystem != places_[0].subsystem && subsystem != DISCOVERY_NQN) return invalidInData(AT_SUBSYSTEM);
 
     const bool isAdmin = capsule.word(AT_QUEUE_ID) == 0;
     const Reply reply =
@@ -314,7 +325,7 @@ Reply Target::connect(Connection& connection, const Capsule& capsule, const std:
     if (requirement_ == nullptr || subsystem == DISCOVERY_NQN) return reply;
     constexpr uint32_t AUTHREQ_ATR = 1 << 17;
     connection.queue.authentication = std::make_unique<auth::Authentication>(
-        *requirement_, connection.queue.controller->host().name, place_.subsystem);
+        *requirement_, connection.queue.controller->host().name, places_[0].subsystem);
     return Reply{reply.statusField, reply.result | AUTHREQ_ATR, false};
 }
 
@@ -367,23 +378,26 @@ Reply Target::connectAdmin(Connection& connection, const Capsule& capsule, const
     const bool isDiscovery = nameAt(data, AT_SUBSYSTEM) == DISCOVERY_NQN;
     if (isDiscovery) {
         const auto discoveries = std::count_if(controllers_.begin(), controllers_.end(),
-                                               [](const auto& each) { return each->id() != DriveController::ID; });
+                                               [](const auto& each) { return each->isDiscovery(); });
         if (static_cast<size_t>(discoveries) >= MOST_DISCOVERIES)
             return Reply::passingRefusal(SCT_COMMAND, SC_CONTROLLER_BUSY);
         do {
-            nextDiscovery_ = nextDiscovery_ < 0xFFEF ? static_cast<uint16_t>(nextDiscovery_ + 1) : uint16_t{2};
-        } while (findController(nextDiscovery_) != nullptr);
-        controller = std::make_unique<DiscoveryController>(
-            nextDiscovery_, place_, std::move(host), keepAliveMs == 0 ? DISCOVERY_KEEP_ALIVE_MS : keepAliveMs, nowMs());
+            lastDiscovery_ = static_cast<uint16_t>(
+                (lastDiscovery_ < 0xFFEF ? lastDiscovery_ : features::simulator::MAX_CONTROLLERS) + 1);
+        } while (findController(lastDiscovery_) != nullptr);
+        controller =
+            std::make_unique<DiscoveryController>(lastDiscovery_, places_, std::move(host),
+                                                  keepAliveMs == 0 ? DISCOVERY_KEEP_ALIVE_MS : keepAliveMs, nowMs());
     } else {
-        if (findController(DriveController::ID) != nullptr) {
+        features::simulator::Controller& drive = ports_[connection.port].drive;
+        if (findController(drive.id()) != nullptr) {
             return Reply::passingRefusal(SCT_COMMAND, SC_CONTROLLER_BUSY);
         }
-        if (!isThere(drive_)) {
+        if (!isThere(drive)) {
             connection.closeNow();
             return Reply::held();
         }
-        controller = std::make_unique<DriveController>(drive_, std::move(host), keepAliveMs, nowMs());
+        controller = std::make_unique<DriveController>(drive, std::move(host), keepAliveMs, nowMs());
     }
     if (isDiscovery || requirement_ == nullptr) controller->admit();
     connection.queue.controller = controller.get();
@@ -396,7 +410,9 @@ Reply Target::connectIo(Connection& connection, const Capsule& capsule, const st
     FabricsController* controller = findController(le16(data.data() + AT_CONTROLLER_ID));
     if (controller == nullptr) return invalidInData(AT_CONTROLLER_ID);
     const bool isDiscovery = nameAt(data, AT_SUBSYSTEM) == DISCOVERY_NQN;
-    if (isDiscovery != (controller->id() != DriveController::ID)) return invalidInData(AT_SUBSYSTEM);
+    if (isDiscovery != controller->isDiscovery()) return invalidInData(AT_SUBSYSTEM);
+    const bool isOfPort = isDiscovery || controller->id() == ports_[connection.port].drive.id();
+    if (!isOfPort) return invalidInData(AT_CONTROLLER_ID);
     if (!(controller->host() == host)) return invalidInData(AT_HOST);
     if (capsule.word(AT_QUEUE_ID) > controller->mostIoQueues()) return invalidInCommand(AT_QUEUE_ID);
     if (!controller->isEnabled() || controller->findQueue(capsule.word(AT_QUEUE_ID)) != nullptr) {

@@ -63,6 +63,10 @@ NOT_RUN = {
     "nvme connect -t tcp -a 127.0.0.1 -s 4420 -n nqn.2026-01.com.velko.nimbrel:simulated:SIM3K90ZQ4TA": KERNEL,
     "nvme list": KERNEL,
     "nvme disconnect -n nqn.2026-01.com.velko.nimbrel:simulated:SIM3K90ZQ4TA": KERNEL,
+    "nvme connect-all -t tcp -a 127.0.0.1 -s 4430": KERNEL,
+    "nvme list-subsys": KERNEL,
+    'nimbrel-simdrive fault two --ana "1:all inaccessible"': KERNEL,
+    "cat /sys/class/nvme/nvme*/nvme*c*n*/ana_state": KERNEL,
 }
 
 

@@ -607,6 +607,99 @@ class Discovery(TargetTestCase):
         self.assertEqual(self.initialized().connect(DISCOVERY_NQN)[0], 0)
 
 
+class TwoControllers(unittest.TestCase):
+    """Each controller has a port; what a host does on one is its own, the namespace is shared."""
+
+    maxDiff = None
+    LISTENS = re.compile(r"(?:drive|controller 2) listens on 127\.0\.0\.1:(\d+)\n")
+
+    def setUp(self):
+        self.world = World()
+        self.addCleanup(self.world.close)
+        made = self.world.run("create", "drive", "--size", "64MiB", "--serial", "TGT1", "--controllers", "2", tool=TOOL)
+        self.assertEqual((made.status, made.stderr), (0, ""))
+        self.process = self.world.start("serve", "drive", "--port", "0", tool=TOOL)
+        self.addCleanup(kill_group, self.process, signal.SIGTERM)
+        self.ports = [int(self.LISTENS.fullmatch(self.process.stdout.readline().decode())[1]) for _ in range(2)]
+        addresses = " or ".join(f"127.0.0.1:{port}" for port in self.ports)
+        self.assertEqual(self.process.stdout.readline().decode(), f"subsystem {NQN}\n")
+        self.assertEqual(self.process.stdout.readline().decode(),
+                         f"no authentication: anyone who reaches {addresses} can read and erase the drive\n")
+
+    def initialized(self, index):
+        queue = Queue(self.ports[index])
+        self.addCleanup(queue.socket.close)
+        queue.initialize()
+        return queue
+
+    def admin(self, index):
+        queue = self.initialized(index)
+        self.assertEqual(queue.connect(NQN), (0, index + 1))
+        self.assertEqual(queue.enable(), (0, 0))
+        return queue
+
+    def io(self, index):
+        queue = self.initialized(index)
+        self.assertEqual(queue.connect(NQN, 1, 127, controller=index + 1), (0, index + 1))
+        return queue
+
+    def fault(self, *arguments):
+        run = self.world.run("fault", "drive", *arguments, tool=TOOL)
+        self.assertEqual((run.status, run.stderr), (0, ""))
+
+    def test_are_there_at_once_and_tell_who_they_are(self):
+        for index, queue in enumerate([self.admin(0), self.admin(1)]):
+            status, _, data = queue.command(IDENTIFY, cdw10=1, read=4096)
+            self.assertEqual((status, data[76], data[78:80]), (0, 0x0B, struct.pack("<H", index + 1)))
+            self.assertEqual(data[768:1024], NQN.encode().ljust(256, b"\0"))
+
+    def test_each_take_one_host(self):
+        self.admin(0)
+        self.assertEqual(self.initialized(0).connect(NQN), (0x181, 0), "busy")
+        self.admin(1)
+
+    def test_take_io_queues_on_their_own_port(self):
+        self.admin(0)
+        self.admin(1)
+        self.assertEqual(self.initialized(1).connect(NQN, 1, controller=1), (CONNECT_INVALID, IN_DATA | 16))
+        self.io(1)
+
+    def test_share_data_until_one_cannot_reach_them(self):
+        queues = [self.admin(0), self.admin(1)]
+        first, second = self.io(0), self.io(1)
+        self.assertEqual(first.command(WRITE, nsid=1, write=b"\xA5" * 512), (0, 0, b""))
+        self.assertEqual(second.command(READ, nsid=1, read=512), (0, 0, b"\xA5" * 512))
+        self.assertEqual(queues[1].command(SET_FEATURES, cdw10=0x0B, cdw11=0x800), (0, 0, b""))
+        held = queues[1].start(EVENT_REQUEST)
+        self.fault("--ana", "2:all inaccessible")
+        self.assertEqual(second.command(READ, nsid=1, read=512), (0x302, 0, b""))
+        self.assertEqual(first.command(READ, nsid=1, read=512), (0, 0, b"\xA5" * 512))
+        self.assertEqual(queues[1].response()[:3], (held, 0, 0x000C0302), "notice, ANA change, log page 0Ch")
+        status, _, log = queues[1].command(GET_LOG, nsid=0xFFFFFFFF, cdw10=0x0C | 12 << 16, read=52)
+        self.assertEqual((status, log), (0, struct.pack("<QHxxxxxxIIQB15xI", 1, 1, 1, 1, 1, 3, 1)))
+        self.fault("clear", "ana")
+        self.assertEqual(second.command(READ, nsid=1, read=512), (0, 0, b"\xA5" * 512))
+
+    def test_are_reset_alone(self):
+        first, second = self.admin(0), self.admin(1)
+        for queue in (first, second):
+            self.assertEqual(queue.command(SET_FEATURES, cdw10=4, cdw11=330), (0, 0, b""))
+        self.assertEqual(second.set_property(CC, CONFIGURATION), (0, 0))
+        second.enable()
+        self.assertEqual(second.command(GET_FEATURES, cdw10=4)[:2], (0, 343))
+        self.assertEqual(first.command(GET_FEATURES, cdw10=4)[:2], (0, 330))
+
+    def test_are_both_in_the_discovery_log(self):
+        queue = self.initialized(1)
+        self.assertEqual(queue.connect(DISCOVERY_NQN)[0], 0)
+        queue.enable()
+        status, _, log = queue.command(GET_LOG, cdw10=0x70 | 767 << 16, read=3072)
+        records = b"".join(bytes.fromhex("03 01 02 04") + struct.pack("<H", index + 1) + bytes.fromhex("FFFF 2000") +
+                           bytes(22) + str(port).encode().ljust(32) + bytes(192) + NQN.encode().ljust(256, b"\0") +
+                           b"127.0.0.1".ljust(256) + bytes(256) for index, port in enumerate(self.ports))
+        self.assertEqual((status, log), (0, struct.pack("<QQ", 1, 2) + bytes(1008) + records))
+
+
 class Life(TargetTestCase):
     def test_ends_cleanly(self):
         for number in (signal.SIGTERM, signal.SIGINT):

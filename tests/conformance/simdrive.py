@@ -95,7 +95,10 @@ class Words(SimdriveTestCase):
                 (["reset"], "reset needs the name of one drive."),
                 (["serve"], "serve needs the name of one drive."),
                 (["serve", "a", "--port", "65536"], "--port takes 0 to 65535."),
-                (["serve", "a", "--port", "x"], "--port takes 0 to 65535.")):
+                (["serve", "a", "--port", "x"], "--port takes 0 to 65535."),
+                (["serve", "a", "--second-port", ""], "--second-port takes 0 to 65535."),
+                (["create", "--controllers", "3"], "--controllers takes 1 or 2."),
+                (["create", "--controllers", ""], "--controllers takes 1 or 2.")):
             with self.subTest(arguments):
                 self.check(*arguments, status=2, stderr=message)
         self.assertEqual(list(self.world.opt.iterdir()), [])
@@ -131,6 +134,12 @@ class Making(SimdriveTestCase):
         drive = self.listed()[0]
         self.assertEqual((drive["modelNumber"], drive["firmware"]), ('ACME  X-100 "R"', "1.2 b"))
         self.assertIn('\nmodel-number = ACME  X-100 "R"\n', self.description().read_text())
+
+    def test_with_two_controllers(self):
+        self.check("create", "a", "--controllers", "2", "--serial", "S1",
+                   stdout="Made a: velko, 16 GiB, serial number S1, two controllers\n")
+        self.assertIn("\ncontrollers = 2\n", self.description().read_text())
+        self.assertEqual(json.loads(self.world.run("list", "--json", tool=TOOL).stdout)[0]["controllers"], 2)
 
     def test_serial_numbers_of_several_drives_are_numbered(self):
         self.check("create", "a", "--count", "2", "--serial", "S", "--size", "1Mi",
@@ -172,10 +181,10 @@ class Making(SimdriveTestCase):
             "[\n",
             f'  {{"name": "ocp-1", "folder": "{DRIVES}/ocp-1", "path": "{DRIVES}/ocp-1/dev/ocp-1", "model": "ocp", "modelNumber": '
             '"Simulated OCP Datacenter NVMe SSD", ',
-            '"serialNumber": "S-1", "sizeBytes": 1048576, "firmware": "OSIM0100", "faults": {}},\n',
+            '"serialNumber": "S-1", "controllers": 1, "sizeBytes": 1048576, "firmware": "OSIM0100", "faults": {}},\n',
             f'  {{"name": "ocp-2", "folder": "{DRIVES}/ocp-2", "path": "{DRIVES}/ocp-2/dev/ocp-2", "model": "ocp", "modelNumber": '
             '"Simulated OCP Datacenter NVMe SSD", ',
-            '"serialNumber": "S-2", "sizeBytes": 1048576, "firmware": "OSIM0100", "faults": {}}\n',
+            '"serialNumber": "S-2", "controllers": 1, "sizeBytes": 1048576, "firmware": "OSIM0100", "faults": {}}\n',
             "]\n")))
         self.check("list", "--json", stdout=run.stdout)
         self.check("create", "ocp-1", "--json", status=1, stderr=f"System error. {DRIVES}/ocp-1: File exists.")
@@ -196,7 +205,7 @@ class Listing(SimdriveTestCase):
         run = self.world.run("list", "--json", tool=TOOL)
         drives = json.loads(run.stdout)
         firmware = drives[0]["firmware"]
-        common = {"model": "velko", "modelNumber": "VELKO Simulated NVMe SSD", "sizeBytes": 17179869184, "firmware": firmware}
+        common = {"model": "velko", "modelNumber": "VELKO Simulated NVMe SSD", "controllers": 1, "sizeBytes": 17179869184, "firmware": firmware}
         error = f"{DRIVES}/b9/description.ini: Line 1: '=' character not found in line."
         self.assertEqual((run.status, run.stderr), (1, ""), "b9 is missing from a whole list")
         self.assertEqual(drives, [
@@ -366,7 +375,7 @@ class Faults(SimdriveTestCase):
     def test_as_json_show_the_drive(self):
         self.make()
         drive = (f'{{"name": "a", "folder": "{DRIVES}/a", "path": "{DRIVES}/a/dev/a", "model": "velko", '
-                 '"modelNumber": "VELKO Simulated NVMe SSD", "serialNumber": "S1", "sizeBytes": 17179869184, "firmware": "VSIM0100", "faults": ')
+                 '"modelNumber": "VELKO Simulated NVMe SSD", "serialNumber": "S1", "controllers": 1, "sizeBytes": 17179869184, "firmware": "VSIM0100", "faults": ')
         self.check("fault", "a", "--json", stdout=drive + "{}}\n")
         self.check("fault", "a", "--gone", "yes", "--hang", "admin 0x06", "--json",
                    stdout=drive + '{"hang": "admin 0x06", "gone": "yes"}}\n')
@@ -404,6 +413,8 @@ class Faults(SimdriveTestCase):
                 ("--smart", "rust 5", '"smart" takes fields like "percentage-used 95, power-on-hours 43800".'),
                 ("--self-test-failure", "1000", '"self-test-failure" takes a block like "1:1000", or nothing.'),
                 ("--slow", "io all", '"slow" takes commands like "admin 0x06 500", at most 3600000.'),
+                ("--ana", "2:1 inaccessible", '"ana" needs a drive with "controllers" 2 in [drive].'),
+                ("--ana", "2:1 dead", '"ana" takes states like "1:all inaccessible, 2:1 non-optimized".'),
                 ("--gone", "true", '"gone" takes "yes" or "no".')):
             with self.subTest(option):
                 self.check("fault", "a", option, value, status=1, stderr=message)
@@ -424,7 +435,7 @@ class Folders(SimdriveTestCase):
         self.user("create", "a", "--serial", "S1", "--size", "1Mi", "--folder", "mine",
                   stdout="Made a: velko, 1 MiB, serial number S1\n")
         drive = (f'{{"name": "a", "folder": "{place}/a", "model": "velko", "modelNumber": "VELKO Simulated NVMe SSD", '
-                 '"serialNumber": "S1", "sizeBytes": 1048576, "firmware": "VSIM0100", "faults": ')
+                 '"serialNumber": "S1", "controllers": 1, "sizeBytes": 1048576, "firmware": "VSIM0100", "faults": ')
         self.user("list", "--json", "--folder", "mine/", stdout=f"[\n  {drive}{{}}}}\n]\n")
         self.user("serve", "a", "--folder", "mine", "--address", "203.0.113.1", status=1,
                   stderr="Unable to listen on 203.0.113.1 port 4420: Cannot assign requested address.")
@@ -522,6 +533,8 @@ class Serving(SimdriveTestCase):
                    stderr='"localhost" is no address: Name or service not known.')
         self.check("serve", "a", "--address", "203.0.113.1", status=1,
                    stderr="Unable to listen on 203.0.113.1 port 4420: Cannot assign requested address.")
+        self.check("serve", "a", "--second-port", "4421", status=1,
+                   stderr="--second-port is for a drive with two controllers.")
 
 
 if __name__ == "__main__":

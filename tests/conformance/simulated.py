@@ -22,12 +22,12 @@ MODEL_NUMBERS = {"velko": "VELKO Simulated NVMe SSD", "ocp": "Simulated OCP Data
 SERIALS = {"velko": "SIM-VELKO-1", "ocp": "SIM-OCP-1", "nvme-1.4": "SIM-NVME-1"}
 
 SECTIONS = {
-    "drive": ("model", "serial-number", "model-number", "size", "clock"),
+    "drive": ("model", "serial-number", "model-number", "controllers", "size", "clock"),
     "supports": ("format", "namespace-management", "sanitize", "self-test", "firmware-update", "telemetry",
                  "persistent-event-log", "max-namespaces", "max-transfer-kib", "short-self-test-seconds",
                  "extended-self-test-seconds", "sanitize-seconds"),
     "faults": ("critical-warning", "temperature", "smart", "media-errors", "self-test-failure", "fail", "slow", "hang",
-               "power-loss", "gone"),
+               "power-loss", "ana", "gone"),
 }
 
 
