@@ -63,16 +63,24 @@ class SimulatedDriveTestCase(VmTestCase):
         return run.stdout
 
     @classmethod
-    def serve(cls):
+    def prepare_host(cls):
         cls.must("cd /lib/modules && for m in $(cat order); do insmod $m.ko; done; ip link set lo up; mkdir -p /etc/nvme; "
                  "ln -s /opt/velko/nimbrel/nimbrel-simdrive /usr/local/bin/; "
                  "echo nqn.2014-08.org.nvmexpress:uuid:11111111-2222-3333-4444-555555555555 > /etc/nvme/hostnqn")
+
+    @classmethod
+    def serve(cls):
+        cls.prepare_host()
         cls.must(f"nimbrel-simdrive create drive --model {cls.MODEL} --size 64Mi --serial {SERIAL}")
         cls.must(f"sed -i -e '/^short-self-test-seconds/s/=.*/= 2/' -e '/^sanitize-seconds/s/=.*/= 2/' "
                  f"{FOLDER}/description.ini")
-        cls.must("setsid nimbrel-simdrive serve drive > /tmp/serve 2>&1 < /dev/null & "
-                 "for i in $(seq 100); do grep -q subsystem /tmp/serve && exit 0; sleep 0.1; done; cat /tmp/serve; exit 1")
+        cls.put_on_the_network("drive")
         cls.connect()
+
+    @classmethod
+    def put_on_the_network(cls, arguments):
+        cls.must(f"setsid nimbrel-simdrive serve {arguments} > /tmp/serve 2>&1 < /dev/null & "
+                 "for i in $(seq 100); do grep -q subsystem /tmp/serve && exit 0; sleep 0.1; done; cat /tmp/serve; exit 1")
 
     @classmethod
     def connect(cls, options=""):
