@@ -34,6 +34,7 @@ TEST(FaultText, ExplainsTheOptionOfEachKind) {
               "      --slow \"io all 200\"           commands that take so many milliseconds\n"
               "      --hang \"admin 0x06\"           a command that is never answered\n"
               "      --power-loss \"io 0x01\"        a command over which the power fails\n"
+              "      --ana \"2:all inaccessible\"    states of namespaces on a controller\n"
               "      --gone yes                    the drive has vanished\n");
 }
 

@@ -118,11 +118,11 @@ protected:
         EXPECT_EQ(::pipe(ends), 0);
         stop_ = FileDescriptor(ends[0]);
         stopper_ = FileDescriptor(ends[1]);
-        EXPECT_TRUE(target_.listen("127.0.0.1", 0).is(0, 0));
+        EXPECT_TRUE(target_.listen(drive_, "127.0.0.1", 0).is(0, 0));
         other_.initialize();
         host_.initialize();
         turn();
-        host_.connectAdminQueue(target_.place().subsystem);
+        host_.connectAdminQueue(target_.places()[0].subsystem);
         turn();
         host_.enable();
         turn();
@@ -154,7 +154,7 @@ protected:
     TemporaryFolder folder_;
     features::simulator::SystemClock clock_;
     features::simulator::Controller drive_{drive(folder_), clock_};
-    Target target_{drive_, nullptr};
+    Target target_{nullptr};
     FileDescriptor stop_;
     FileDescriptor stopper_;
     HostEnd host_ = adopted();
@@ -184,7 +184,7 @@ TEST_F(TargetMemoryTest, AConnectionForWhichThereIsNoMemoryIsClosedAndNoOther) {
     FileDescriptor socket(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
     sockaddr_in address{};
     address.sin_family = AF_INET;
-    address.sin_port = htons(target_.place().port);
+    address.sin_port = htons(target_.places()[0].port);
     address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
     ASSERT_EQ(::connect(socket.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
     turnWithoutMemory();
