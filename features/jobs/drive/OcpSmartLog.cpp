@@ -50,6 +50,7 @@ Status readOcpSmartLog(nvme::Drive& drive, OcpGrounds grounds, Payload& data) {
     if (offer == Offer::UNKNOWN && grounds == OcpGrounds::OFFERED) return status;
     Payload page;
     status = readLog(drive, nvme::LID_OCP_SMART, nvme::OCP_SMART_BYTES, page);
+    if (isRefusal(status) && isMissingLog(drive.lastCompletion())) return Status();
     if (!status.is(0, 0) || !nvme::isOcpSmart(page)) return status;
     data = page;
     if (offer == Offer::UNKNOWN) KnownLogPages().add(drive, nvme::LID_OCP_SMART);

@@ -18,8 +18,9 @@ enum class OcpGrounds : uint8_t {
     NAMED,
 };
 
-/// The OCP SMART log, 512 bytes; `data` stays empty on a drive that was not asked, and where another maker's page is at
-/// its identifier. A refusal by the drive is returned.
+/// The OCP SMART log, 512 bytes; `data` stays empty on a drive that was not asked or answers that it does not have the
+/// page, and where another maker's page is at its identifier. Any other refusal leaves the question open and is
+/// returned.
 ostrel::core::Status readOcpSmartLog(nvme::Drive& drive, OcpGrounds grounds, ostrel::core::Payload& data);
 
 /// Keeps it for the next commands when the page, of 512 bytes from its start, is OCP's and the drive does not say by

@@ -1,6 +1,5 @@
 #include "features/jobs/drive/VendorDialect.h"
 
-#include "features/jobs/drive/LogReading.h"
 #include "ostrel/core/AttributeVocabulary.h"
 #include "ostrel/core/ScopeTrace.h"
 #include "ostrel/core/StatusCatalogue.h"
@@ -16,9 +15,8 @@ constexpr uint8_t FIRST_VENDOR_FID = 0xC0;
 Status askForOcp(nvme::Drive& drive, OcpGrounds grounds, bool& isOcp) {
     Payload data;
     const Status status = readOcpSmartLog(drive, grounds, data);
-    if (!status.is(0, 0) && !isMissingLog(drive.lastCompletion())) return status;
     isOcp = data.getSize() != 0;
-    return Status();
+    return status;
 }
 
 }  // namespace

@@ -78,8 +78,14 @@ TEST_F(OcpSmart, AnotherMakersPageIsNotKeptAsFound) {
     EXPECT_FALSE(isKnown());
 }
 
-TEST_F(OcpSmart, ARefusalAndATransportErrorAreReturned) {
-    fake_.expect(withoutList()).expect(ocpLog().refuses(NO_SUCH_LOG)).expect(ocpLog().breaks(gone()));
+TEST_F(OcpSmart, APageThatIsMissingAfterAllIsNone) {
+    fake_.expect(withoutList()).expect(ocpLog().refuses(NO_SUCH_LOG)).expect(ocpLog().refuses(0x4002));
+    EXPECT_FALSE(reads(OcpGrounds::NAMED));
+    EXPECT_FALSE(reads(OcpGrounds::NAMED)) << "the identifier is an invalid field to older drives";
+}
+
+TEST_F(OcpSmart, AnotherRefusalAndATransportErrorAreReturned) {
+    fake_.expect(withoutList()).expect(ocpLog().refuses(0x0006)).expect(ocpLog().breaks(gone()));
     EXPECT_TRUE(readOcpSmartLog(drive_, OcpGrounds::NAMED, data_).is(0, 25));
     EXPECT_TRUE(readOcpSmartLog(drive_, OcpGrounds::NAMED, data_).is(0, 70));
     FakeDrive list;

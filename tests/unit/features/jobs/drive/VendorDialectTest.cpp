@@ -96,6 +96,18 @@ TEST(VendorDialect, AListWithoutLogC0hIsBelievedByAWriterToo) {
     EXPECT_EQ(dialect, Dialect::VELKO);
 }
 
+TEST(VendorDialect, ARefusalOfAnotherCommandDoesNotAnswerForLogC0h) {
+    FakeDrive fake;
+    nameModel(fake, "VELKO X").expect(identify(0x01).refuses(0x4002));
+    nvme::Drive drive(*fake.device());
+    Dialect dialect = Dialect::NONE;
+    EXPECT_EQ(
+        dialectOfFeature(drive, 0xC1, OcpGrounds::NAMED, dialect).toString(),
+        "Category: 0\nCode: 25\nMessage: Identify failed on drive S1 (/dev/nvme0): Invalid Field in Command (status "
+        "code type 0x0, status code 0x02, opcode 0x06).");
+    EXPECT_EQ(dialect, Dialect::NONE);
+}
+
 TEST(VendorDialect, WhatCannotBeDeterminedIsNotGuessed) {
     FakeDrive fake;
     nameModel(fake, "VELKO X");
