@@ -27,8 +27,11 @@ constexpr uint8_t GUID[] = {0x97, 0x42, 0x05, 0x0D, 0xD1, 0xE1, 0xC9, 0x98,
 
 std::string dssdPowerStates(nvme::Drive& drive) {
     OSTREL_TRACE();
-    ostrel::core::Payload page;
+    bool hasList = false;
+    bool isListed = false;
     // The refusal is what counts: what explains it may be missing.
+    if (!drive.readListedLog(LID_CAPABILITIES, hasList, isListed).is(0, 0) || !isListed) return {};
+    ostrel::core::Payload page;
     if (!readLog(drive, LID_CAPABILITIES, CAPABILITIES_BYTES, page).is(0, 0)) return {};
     if (std::memcmp(page.getData() + OFFSET_GUID, GUID, sizeof GUID) != 0) return {};
     std::vector<std::string> watts;

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <initializer_list>
+
 #include "tests/support/fakedrive/Expected.h"
 
 namespace features::jobs {
@@ -12,11 +14,14 @@ inline fakedrive::Expected withoutList() {
 inline fakedrive::Expected withList() {
     return fakedrive::identify(0x01).answers(fakedrive::identifyController().byte(261, 0x24));
 }
-/// Its list, log page 00h, with the pages that all have and `lid`.
+/// Its list, log page 00h, with the pages that all have and these.
+inline fakedrive::Expected logList(std::initializer_list<uint8_t> lids) {
+    fakedrive::DriveBytes list = fakedrive::DriveBytes(1024).put(4, {1, 0, 0, 0, 1, 0, 0, 0, 1});
+    for (const uint8_t lid : lids) list.byte(size_t{4} * lid, 1);
+    return fakedrive::logPage(0x00, 1024).dword(10, 0x00FF8000).answers(list);
+}
 inline fakedrive::Expected logList(uint8_t lid) {
-    return fakedrive::logPage(0x00, 1024)
-        .dword(10, 0x00FF8000)
-        .answers(fakedrive::DriveBytes(1024).put(4, {1, 0, 0, 0, 1, 0, 0, 0, 1}).byte(size_t{4} * lid, 1));
+    return logList({lid});
 }
 
 /// A UUID List, CNS 17h, with OCP's as the second entry.

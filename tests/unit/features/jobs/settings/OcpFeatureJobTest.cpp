@@ -99,23 +99,27 @@ TEST(OcpFeatureJob, RefusesABadValueBeforeAnythingIsSent) {
     }
 }
 
-TEST(OcpFeatureJob, ReportsTheRefusalOfASet) {
-    FakeDrive drive;
-    drive.expect(withoutList())
+const std::string REFUSAL =
+    "0/25 Set Features failed on drive S1 (/dev/nvme0): Invalid Field in Command (status code type 0x0, status code "
+    "0x02, opcode 0x09).";
+
+TEST(OcpFeatureJob, ADriveThatDoesNotListLogC4hIsNotAskedForItAfterARefusedSet) {
+    FakeDrive old;
+    old.expect(withoutList())
         .expect(ocpLog().answers(ocpSmart()))
         .expect(getFeature(0xC7).completes(25))
-        .expect(setFeature(0xC7, 0x7F).refuses(0x4002))
-        .expect(lookAtLog(0xC4, 4096).refuses(NO_SUCH_LOG));
-    const std::string refusal =
-        "0/25 Set Features failed on drive S1 (/dev/nvme0): Invalid Field in Command (status code type 0x0, status "
-        "code 0x02, opcode 0x09).";
-    EXPECT_EQ(set("OCPDSSDPowerState", "DSSDPowerState", "127", drive), refusal);
+        .expect(setFeature(0xC7, 0x7F).refuses(0x4002));
+    EXPECT_EQ(set("OCPDSSDPowerState", "DSSDPowerState", "127", old), REFUSAL) << "without a list of its log pages";
+    FakeDrive listing;
+    listing.expect(withList())
+        .expect(logList(0xC0))
+        .expect(ocpLog().answers(ocpSmart()))
+        .expect(getFeature(0xC7).completes(25))
+        .expect(setFeature(0xC7, 0x7F).refuses(0x4002));
+    EXPECT_EQ(set("OCPDSSDPowerState", "DSSDPowerState", "127", listing), REFUSAL);
 }
 
 TEST(OcpFeatureJob, APowerStateThatTheDriveRefusesIsAnsweredWithThoseItTakes) {
-    const std::string refusal =
-        "0/25 Set Features failed on drive S1 (/dev/nvme0): Invalid Field in Command (status code type 0x0, status "
-        "code 0x02, opcode 0x09).";
     const DriveBytes listed = DriveBytes(4096)
                                   .put(16, {0x80 | 25, 0x80 | 15, 12, 0x80 | 10})
                                   .put(4080, {0x97, 0x42, 0x05, 0x0D, 0xD1, 0xE1, 0xC9, 0x98, 0x5D, 0x49, 0x58, 0x4B,
@@ -126,13 +130,14 @@ TEST(OcpFeatureJob, APowerStateThatTheDriveRefusesIsAnsweredWithThoseItTakes) {
         DriveBytes page;
         std::string answer;
     } CASES[] = {
-        {listed, refusal + " It takes 25, 15 or 10 watts."},
-        {another, refusal},
-        {DriveBytes(listed).put(16, {25, 15, 0, 10}), refusal},
+        {listed, REFUSAL + " It takes 25, 15 or 10 watts."},
+        {another, REFUSAL},
+        {DriveBytes(listed).put(16, {25, 15, 0, 10}), REFUSAL},
     };
     for (const auto& c : CASES) {
         FakeDrive drive;
-        drive.expect(withoutList())
+        drive.expect(withList())
+            .expect(logList({0xC0, 0xC4}))
             .expect(ocpLog().answers(ocpSmart()))
             .expect(getFeature(0xC7).completes(25))
             .expect(setFeature(0xC7, 0x0D).refuses(0x4002))
