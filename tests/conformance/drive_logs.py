@@ -51,7 +51,7 @@ class HealthScan(DriveLogsTestCase):
     def scan(self, status, result, read, findings="", device="Healthy", errors=0, drive="0"):
         if findings:
             findings = "\n    - Findings -\n\n" + findings
-            read = re.sub(r"(?m)^    ", "   ", read)  # the indentation of an object that follows another one
+            read = re.sub(r"(?m)^    (?! )", "   ", read)  # the indentation of an object that follows another one
         self.check("start", "-scan", "ReadScan", "-velkossd", drive, status=status, stdout=(
             f"\n- Scan Results -\n\n  - Health Scan S1 -\n\n{IDENTITY}  Result : {result}\n  Result Code : {status}" +
             HEALTH.format(device=device, errors=errors) + findings + read + "\n"))
@@ -69,9 +69,9 @@ class HealthScan(DriveLogsTestCase):
     def test_no_drive_is_100(self):
         self.simdrive("remove", "a")
         self.check("start", "-scan", "ReadScan", "-velkossd", status=100,
-                   stdout="\n- Scan Results -\n\n  - Health Scan -\n\n  Result : No drive was found.\n\n")
+                   stdout="\n- Scan Results -\n\n  - Health Scan -\n\n  Result : No drive was found.\n  Result Code : 100\n\n")
         self.check("start", "-o", "json", "-scan", "ReadScan", "-velkossd", status=100,
-                   stdout='{\n\t"Health Scan":\n\t{\n\t\t"Result":"No drive was found."\n\t}\n}\n')
+                   stdout='{\n\t"Health Scan":\n\t{\n\t\t"Result":"No drive was found.",\n\t\t"Result Code":100\n\t}\n}\n')
 
     def test_a_warning_is_101(self):
         self.simdrive("fault", "a", "--critical-warning", "0x02")
@@ -97,7 +97,7 @@ class HealthScan(DriveLogsTestCase):
     def test_blocks_that_cannot_be_read_are_103(self):
         self.simdrive("fault", "a", "--critical-warning", "0x04", "--media-errors", "1:0,1:5000-5003,1:131071")
         self.scan(103, "There are read errors or data miscompares.",
-                  READ.format(read=131066, unreadable=6) + "    Unreadable LBAs : 0 5000-5003 131071\n",
+                  READ.format(read=131066, unreadable=6) + "\n     - Unreadable LBAs -\n\n     Entry 0 : 0\n     Entry 1 : 5000-5003\n     Entry 2 : 131071\n",
                   "    Read Scan : Blocks that cannot be read: 6.\n    Reliability : Reliability is degraded.\n",
                   device="Reliability is degraded.")
 
@@ -259,9 +259,37 @@ class LogPageInAFile(DriveLogsTestCase):
         return re.fullmatch(rf"(?s)(.*)\n- NVMe Log S1 -\n\nStatus : Wrote (\d+) bytes of log page 0x{lid:02X} "
                             rf"\({name}\) to {destination}\.\n\n", shown)
 
-    def test_is_whole_while_the_log_grows_with_each_command(self):
+    def make_velko(self):
         self.simdrive("remove", "a")
         self.simdrive("create", "a", "--model", "velko", "--serial", "S1", "--size", "64Mi")
+
+    def test_is_not_replaced_by_a_header_without_data(self):
+        self.make_velko()
+        (self.world.cwd / "old").write_text("the last data")
+        for lid, words in ((8, "Failed to retrieve telemetry data."), (0xD3, "Failed to retrieve nlog data."),
+                           (0xD6, "Drive is not asserted.")):
+            with self.subTest(lid=lid):
+                self.check("dump", "-destination", "old", "-velkossd", "0", "-nvmelog", str(lid), status=3, stdout=(
+                    f"Error: {words} The log of drive S1 ({DRIVES}/a/dev/a) has a header and no data.\n"))
+                self.assertEqual((self.world.cwd / "old").read_text(), "the last data")
+
+    def test_of_persistent_events_leaves_neither_a_context_nor_an_error(self):
+        self.make_velko()
+        self.written(13, "Persistent Event Log", "events")
+        self.check("dump", "-destination", "part", "-velkossd", "0", "-nvmelog", "13", "LogPageOffset=512", "NumDWORDs=4",
+                   stdout="\n- NVMe Log S1 -\n\nStatus : Wrote 16 bytes of log page 0x0D (Persistent Event Log) to part.\n\n")
+        self.assertEqual((self.world.cwd / "part").read_bytes(), (self.world.cwd / "events").read_bytes()[512:528])
+        self.check("dump", "-velkossd", "0", "-persistenteventlog", "read", "NewContext=false", status=3, stdout=(
+            f"Error: Persistent event log context has not been established. Drive S1 ({DRIVES}/a/dev/a).\n"))
+        # The one entry is that of the command before: reading without a context, which the user asked for.
+        self.assertIn("Entries : 1\n", self.check("show", "-velkossd", "0", "-nvmelog", "error"))
+
+    def test_is_whole_while_the_log_grows_with_each_command(self):
+        self.make_velko()
+        self.simdrive("fault", "a", "--fail", "admin 0x80 0x006")  # an assert, and events
+        self.check("delete", "-force", "-velkossd", "0", status=171)
+        self.simdrive("fault", "a", "clear")
+        self.check("reset", "-velkossd", "0", "-nvmecontroller")
         for lid, name in ((0xD3, "VELKO Nlog"), (0xD4, "VELKO Bridge Nlog"), (0xD5, "VELKO Event Log"),
                           (0xD6, "VELKO Assert Log"), (0xD7, "VELKO System Snapshot")):
             for _ in range(3):

@@ -208,7 +208,11 @@ class Agreement:
                 if lid in (0x07, 0x08, 0x0D):
                     continue  # tests of their own
                 dumped = f"/tmp/log{lid}"
-                self.act(SIMULATED, f"dump -destination {dumped}", "-nvmelog", f"0x{lid:02X}")
+                status, stdout, _ = self.nimbrel(SIMULATED, f"dump -destination {dumped}", "-nvmelog", f"0x{lid:02X}")
+                if lid in CAPTURES and status == 3:  # a new drive has no assert
+                    self.assertIn("has a header and no data.", stdout)
+                    continue
+                self.assertEqual(status, 0, stdout)
                 ours = self.machine.read(dumped)
                 # A read at another offset than 0 gives the last capture.
                 begin = 4 if lid in CAPTURES else 0

@@ -26,9 +26,8 @@ public:
         hasBegun_ = true;
         bytes_ = 0;
         digits_.clear();
-        if (bytes <= empty_.bytes)
-            return withDetails(empty_.status(), "The log of drive " + log_.driveName + " has a header and no data.");
-        const Status status = checkPayload(log_, bytes, earlierBytes_);
+        Status status = empty_.check(log_.driveName, bytes);
+        if (status.is(0, 0)) status = checkPayload(log_, bytes, earlierBytes_);
         if (!status.is(0, 0)) return status;
         digits_.reserve(bytes * 2);
         return Status();

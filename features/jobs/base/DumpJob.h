@@ -1,15 +1,10 @@
 #pragma once
 
 #include "features/jobs/base/DriveJob.h"
+#include "features/jobs/base/EmptyLog.h"
 #include "features/jobs/base/LogSink.h"
 
 namespace features::jobs {
-
-/// A log without data: the bytes that it has then, and what is reported of it.
-struct EmptyLog {
-    uint64_t bytes;
-    ostrel::core::Status (*status)();
-};
 
 /// The base of the jobs that hand out a log as bytes: one output object for each drive, its name that of the log, its
 /// key the drive's name, with the bytes in a "payload" property.
@@ -17,7 +12,7 @@ struct EmptyLog {
 /// When one drive was named and its log cannot be had, that is the status of the request, and there is no output;
 /// otherwise it is a status inside that drive's output, its message names the drive, and the others are dumped.
 ///
-/// A log that has a header and no data is a failure: its file would replace one that holds the drive's last data.
+/// A log that has a header and no data is a failure (EmptyLog.h).
 ///
 /// Deriving: dumpDrive() gives the log of one drive to the sink. One that dumps nothing (an action that has no bytes)
 /// returns without begin(), and there is no output for it.

@@ -154,11 +154,16 @@ Status readTelemetryLog(nvme::Drive& drive, const TelemetryRequest& request, Log
     return telemetry.acknowledge();
 }
 
-Status readPersistentEventHeader(nvme::Drive& drive, Payload& head) {
+Status inEventLogContext(nvme::Drive& drive, const std::function<Status()>& read) {
     OSTREL_TRACE();
+    Payload head;
     bool isOurs = false;
-    const Status status = enterContext(drive, EventLogContext::PASSING, head, isOurs);
-    return status.is(0, 0) && isOurs ? releaseEventLogContext(drive) : status;
+    Status status = enterContext(drive, EventLogContext::PASSING, head, isOurs);
+    if (!status.is(0, 0)) return status;
+    status = read();
+    if (!isOurs) return status;
+    const Status released = releaseEventLogContext(drive);
+    return status.is(0, 0) ? released : status;
 }
 
 Status readPersistentEventLog(nvme::Drive& drive, EventLogContext context, LogSink& log) {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 
 #include "features/jobs/base/LogSink.h"
 #include "features/nvme/Drive.h"
@@ -31,8 +32,9 @@ enum class EventLogContext : uint8_t {
     PASSING,      ///< one for this reading alone; where there is one already, that one, which stays
 };
 
-/// The header of the persistent event log alone, in a PASSING context: a drive without a context refuses to read it.
-ostrel::core::Status readPersistentEventHeader(nvme::Drive& drive, ostrel::core::Payload& head);
+/// Calls `read` in a PASSING context: a drive without a context refuses to read the persistent event log, and records
+/// that as an error.
+ostrel::core::Status inEventLogContext(nvme::Drive& drive, const std::function<ostrel::core::Status()>& read);
 /// The persistent event log (0Dh), whole. 10/251 on a drive without one.
 ostrel::core::Status readPersistentEventLog(nvme::Drive& drive, EventLogContext context, LogSink& log);
 /// Releases the reporting context.

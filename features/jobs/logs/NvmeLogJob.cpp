@@ -127,11 +127,27 @@ Status showAll(DriveFacts& facts, const NvmeLogRequest& request, DriveOutput& ou
     return status;
 }
 
+/// The file that a page goes into. A whole page without data is refused before it is written.
+class PageFile : public FileSink {
+public:
+    PageFile(UserFile& file, const nvme::Drive& drive, const NvmeLogRequest& request)
+        : FileSink(file), drive_(drive), request_(request) {}
+
+    Status begin(uint64_t bytes) override {
+        const Status status = request_.isPart() ? Status() : checkHasData(drive_, *request_.lid, bytes);
+        return status.is(0, 0) ? FileSink::begin(bytes) : status;
+    }
+
+private:
+    const nvme::Drive& drive_;
+    const NvmeLogRequest& request_;
+};
+
 /// One page of one drive into a file.
 Status writePage(nvme::Drive& drive, const NvmeLogRequest& request, DriveOutput& out, const std::string& title) {
     DriveFacts facts(drive);
     UserFile file;
-    FileSink log(file);
+    PageFile log(file, drive, request);
     Status status = file.open(request.file);
     if (status.is(0, 0)) status = copyLogPage(facts, request, *request.lid, log);
     if (status.is(0, 0)) status = file.finish();

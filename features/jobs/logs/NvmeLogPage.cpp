@@ -1,8 +1,10 @@
 #include "features/jobs/logs/NvmeLogPage.h"
 
 #include <algorithm>
+#include <functional>
 #include <vector>
 
+#include "features/jobs/base/EmptyLog.h"
 #include "features/jobs/base/LogLimits.h"
 #include "features/jobs/drive/LogReading.h"
 #include "features/jobs/drive/Offers.h"
@@ -55,6 +57,16 @@ constexpr struct {
     {nvme::LID_VELKO_SYSTEM_SNAPSHOT, velkoLogLength},
 };
 
+/// Pages of the standard that may have a header and no data.
+constexpr struct {
+    uint8_t lid;
+    EmptyLog empty;
+} EMPTY_PAGES[] = {
+    {nvme::LID_TELEMETRY_HOST, {parsers::TelemetryHeader::BYTES, statuses::telemetryRetrievalFailed}},
+    {nvme::LID_TELEMETRY_CONTROLLER, {parsers::TelemetryHeader::BYTES, statuses::telemetryRetrievalFailed}},
+    {nvme::LID_PERSISTENT_EVENT, {parsers::PersistentEventLog::HEADER_BYTES, statuses::deviceDataRetrievalFailed}},
+};
+
 using WholeLength = uint64_t (*)(const uint8_t* head);
 
 /// Null for a page that is none of them.
@@ -84,8 +96,8 @@ uint16_t groupOfNamespace(DriveFacts& facts, uint8_t lid) {
 
 Status pageRequest(DriveFacts& facts, const NvmeLogRequest& request, uint8_t lid, nvme::LogPageRequest& page) {
     page.lid = lid;
-    page.lsp = request.lsp;
-    page.lspOfFurtherPieces = lengthOfLongPage(lid) == nullptr ? request.lsp : uint8_t{0};
+    page.lsp = request.lsp.value_or(0);
+    page.lspOfFurtherPieces = lengthOfLongPage(lid) == nullptr ? page.lsp : uint8_t{0};
     page.lsi = request.lsi ? *request.lsi : groupOfNamespace(facts, lid);
     page.retainEvent = request.retainEvent;
     if (request.ofNamespace) {
@@ -175,14 +187,22 @@ Status beyondTheEnd(const nvme::Drive& drive, uint64_t offset, uint64_t length) 
                       std::to_string(length) + " bytes on drive " + drive.name() + ".");
 }
 
+/// Calls `read` where the drive offers the page, in a reporting context where the page is read in one and the request
+/// does not say itself what becomes of it.
+Status readOffered(nvme::Drive& drive, const NvmeLogRequest& request, uint8_t lid,
+                   const std::function<Status()>& read) {
+    // Another maker's page may have the same identifier.
+    if (request.isVelko && !isVelkoDrive(drive)) return statuses::driveDoesNotSupportFeature();
+    const LogPageRow* row = nvme::findLogPage(lid);
+    const Status status = row == nullptr ? Status() : requireLogOffered(drive, *row);
+    if (!status.is(0, 0)) return status;
+    return lid == nvme::LID_PERSISTENT_EVENT && !request.lsp ? inEventLogContext(drive, read) : read();
+}
+
 /// What is to be read: the page from its offset on, up to `end`.
 Status preparePage(DriveFacts& facts, const NvmeLogRequest& request, uint8_t lid, const PageLength& pageLength,
                    nvme::LogPageRequest& page, uint64_t& end) {
-    // Another maker's page may have the same identifier.
-    if (request.isVelko && !isVelkoDrive(facts.drive())) return statuses::driveDoesNotSupportFeature();
-    const LogPageRow* row = nvme::findLogPage(lid);
-    Status status = row == nullptr ? Status() : requireLogOffered(facts.drive(), *row);
-    if (status.is(0, 0)) status = pageRequest(facts, request, lid, page);
+    Status status = pageRequest(facts, request, lid, page);
     if (status.is(0, 0) && !request.bytes) status = pageLength.ask(page, end);
     if (!status.is(0, 0)) return status;
     page.offset = request.offset;
@@ -193,7 +213,7 @@ Status preparePage(DriveFacts& facts, const NvmeLogRequest& request, uint8_t lid
 
 /// Whether the command's fields are those of a reader that knows the page.
 bool hasDefaultFields(const NvmeLogRequest& request) {
-    return request.lsp == 0 && !request.lsi && request.retainEvent && !request.ofNamespace;
+    return request.lsp.value_or(0) == 0 && !request.lsi && request.retainEvent && !request.ofNamespace;
 }
 
 /// Passes a log on and keeps its first bytes.
@@ -227,6 +247,22 @@ Status findNewEnd(const nvme::Drive& drive, const PageLength& pageLength, const 
     return status;
 }
 
+Status copyPieces(DriveFacts& facts, const NvmeLogRequest& request, uint8_t lid, LogSink& log) {
+    nvme::Drive& drive = facts.drive();
+    const PageLength pageLength(facts, lid, true);
+    nvme::LogPageRequest page;
+    uint64_t end = 0;
+    Status status = preparePage(facts, request, lid, pageLength, page, end);
+    if (status.is(0, 0)) status = checkLogLength(drive.name(), end - page.offset);
+    if (status.is(0, 0)) status = log.begin(end - page.offset);
+    HeadKeeper keeper(log, request.isPart() ? 0 : pageLength.headBytes());
+    if (status.is(0, 0)) status = copyLog(drive, page, end, keeper);
+    if (!status.is(0, 0) || request.isPart()) return status;
+    page.offset = end;
+    status = findNewEnd(drive, pageLength, page, keeper.head(), end);
+    return status.is(0, 0) ? copyLog(drive, page, end, log) : status;
+}
+
 /// Sixteen bytes a line, under their offset in the page.
 nvme::FieldTree hexTree(const std::string& heading, uint64_t offset, const Payload& data) {
     constexpr size_t BYTES_PER_LINE = 16;
@@ -240,37 +276,32 @@ nvme::FieldTree hexTree(const std::string& heading, uint64_t offset, const Paylo
 
 }  // namespace
 
+Status checkHasData(const nvme::Drive& drive, uint8_t lid, uint64_t bytes) {
+    OSTREL_TRACE();
+    if (isVelkoDrive(drive) && VelkoLogJob::isLog(lid)) return VelkoLogJob::emptyLog(lid).check(drive.name(), bytes);
+    for (const auto& page : EMPTY_PAGES)
+        if (page.lid == lid) return page.empty.check(drive.name(), bytes);
+    return Status();
+}
+
 Status readLogPage(DriveFacts& facts, const NvmeLogRequest& request, uint8_t lid, Payload& data) {
     OSTREL_TRACE();
-    nvme::LogPageRequest page;
-    uint64_t end = 0;
-    Status status = preparePage(facts, request, lid, PageLength(facts, lid, false), page, end);
-    const bool isPart = request.bytes || request.offset != 0;
-    if (status.is(0, 0) && lid == nvme::LID_PERSISTENT_EVENT && !isPart && hasDefaultFields(request))
-        return readPersistentEventHeader(facts.drive(), data);
-    if (status.is(0, 0)) status = checkDecoding(NamedLog(facts.drive(), lid), end - page.offset);
-    return status.is(0, 0) ? facts.drive().readLogPage(page, end - page.offset, data) : status;
+    return readOffered(facts.drive(), request, lid, [&] {
+        nvme::LogPageRequest page;
+        uint64_t end = 0;
+        Status status = preparePage(facts, request, lid, PageLength(facts, lid, false), page, end);
+        if (status.is(0, 0)) status = checkDecoding(NamedLog(facts.drive(), lid), end - page.offset);
+        return status.is(0, 0) ? facts.drive().readLogPage(page, end - page.offset, data) : status;
+    });
 }
 
 Status copyLogPage(DriveFacts& facts, const NvmeLogRequest& request, uint8_t lid, LogSink& log) {
     OSTREL_TRACE();
     nvme::Drive& drive = facts.drive();
-    const bool isPart = request.bytes || request.offset != 0;
     // Each reading from the start takes another picture of these logs: head and rest have to be of one.
-    if (!isPart && hasDefaultFields(request) && isVelkoDrive(drive) && VelkoLogJob::isLog(lid))
+    if (!request.isPart() && hasDefaultFields(request) && isVelkoDrive(drive) && VelkoLogJob::isLog(lid))
         return VelkoLogJob::readLog(lid, drive, log);
-    const PageLength pageLength(facts, lid, true);
-    nvme::LogPageRequest page;
-    uint64_t end = 0;
-    Status status = preparePage(facts, request, lid, pageLength, page, end);
-    if (status.is(0, 0)) status = checkLogLength(drive.name(), end - page.offset);
-    if (status.is(0, 0)) status = log.begin(end - page.offset);
-    HeadKeeper keeper(log, isPart ? 0 : pageLength.headBytes());
-    if (status.is(0, 0)) status = copyLog(drive, page, end, keeper);
-    if (!status.is(0, 0) || isPart) return status;
-    page.offset = end;
-    status = findNewEnd(drive, pageLength, page, keeper.head(), end);
-    return status.is(0, 0) ? copyLog(drive, page, end, log) : status;
+    return readOffered(drive, request, lid, [&] { return copyPieces(facts, request, lid, log); });
 }
 
 nvme::FieldTree showLogPage(const nvme::Drive& drive, uint8_t lid, uint64_t offset, const Payload& data) {

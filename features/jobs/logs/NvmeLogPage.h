@@ -14,10 +14,16 @@ namespace features::jobs {
 /// Reads of log page `lid` what is to be shown, as `request` says: without a number of dwords the length that the
 /// decoder knows, of the telemetry and persistent event logs the header; what is not known gives 512 bytes.
 ///
+/// The persistent event log is read in a reporting context of its own, or in the one that is there, unless the request
+/// has a Log Specific Field. What the drive does not offer is 10/3, and nothing is sent (Offers.h).
+///
 /// An offset past the end is 10/36, a page of the maker by its name on another drive 10/3, and what is too long to be
 /// decoded 1/27 or 1/12 before it is read (LogLimits.h).
 ostrel::core::Status readLogPage(DriveFacts& facts, const NvmeLogRequest& request, uint8_t lid,
                                  ostrel::core::Payload& data);
+
+/// The status of a log page of `bytes` bytes that is a header without data (EmptyLog.h); a success for all others.
+ostrel::core::Status checkHasData(const nvme::Drive& drive, uint8_t lid, uint64_t bytes);
 
 /// Hands the page to `log` as it comes, and without a number of dwords all that the page says it has. A page that is
 /// longer when it is read than it was when its length was asked is read up to its new end.

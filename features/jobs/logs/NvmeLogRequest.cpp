@@ -63,7 +63,7 @@ Status readSpecifics(const Arguments& arguments, NvmeLogRequest& request) {
     std::optional<uint64_t> lsp;
     Status status = arguments.number(keys::logSpecificField().getName(), MOST_LSP, lsp);
     if (!status.is(0, 0)) return status;
-    request.lsp = static_cast<uint8_t>(lsp.value_or(0));
+    if (lsp) request.lsp = static_cast<uint8_t>(*lsp);
     std::optional<uint64_t> lsi;
     status = arguments.number(keys::logSpecificId().getName(), UINT16_MAX, lsi);
     if (status.is(0, 0) && lsi) request.lsi = static_cast<uint16_t>(*lsi);

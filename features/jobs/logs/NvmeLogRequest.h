@@ -14,11 +14,14 @@ struct NvmeLogRequest {
     /// 10/4 for an identifier that is none, 10/270 for an unknown name, 10/36 for a number that does not fit.
     static ostrel::core::Status read(const Arguments& arguments, NvmeLogRequest& request);
 
+    /// Whether less than the whole page is wanted.
+    bool isPart() const { return bytes || offset != 0; }
+
     bool list = false;              ///< which pages the drive has, and no page itself
     std::optional<uint8_t> lid;     ///< empty: all pages that can be decoded
     bool isVelko = false;           ///< the page was named, and the name is one of the maker's
     bool ofNamespace = false;       ///< of the namespace that the path named, or the first; otherwise of the controller
-    uint8_t lsp = 0;                ///< Log Specific Field
+    std::optional<uint8_t> lsp;     ///< Log Specific Field; empty: 0, and the persistent event log in a context
     std::optional<uint16_t> lsi;    ///< Log Specific Identifier; empty: that of the namespace, where the page has one
     bool retainEvent = true;        ///< a page that is looked at acknowledges nothing, unless that is asked for
     uint64_t offset = 0;            ///< bytes

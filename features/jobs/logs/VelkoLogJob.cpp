@@ -59,14 +59,19 @@ const VelkoLogJob::Row& VelkoLogJob::rowOf(const std::string& name) {
     return *row;
 }
 
+const VelkoLogJob::Row& VelkoLogJob::rowOf(uint8_t lid) {
+    const Row* row = findRow(lid);
+    if (row == nullptr) throw std::logic_error("no vendor log: " + nvme::hexText(lid, 2));
+    return *row;
+}
+
 const VelkoLogJob::Row* VelkoLogJob::findRow(uint8_t lid) {
     const auto* row = std::find_if(std::begin(ROWS), std::end(ROWS), [&](const Row& r) { return r.lid == lid; });
     return row == std::end(ROWS) ? nullptr : row;
 }
 
 VelkoLogJob::VelkoLogJob(const std::string& name)
-    : CloneableJob(name, rowOf(name).logName,
-                   {nvme::VELKO_LOG_HEADER_BYTES + nvme::VELKO_LOG_TRAILER_BYTES, rowOf(name).empty}) {}
+    : CloneableJob(name, rowOf(name).logName, emptyLog(rowOf(name).lid)) {}
 
 uint8_t VelkoLogJob::logId(const Arguments&) const {
     OSTREL_TRACE();
@@ -78,11 +83,14 @@ Status VelkoLogJob::dumpDrive(nvme::Drive& drive, const Arguments&, LogSink& log
     return readLog(rowOf(getName()).lid, drive, log);
 }
 
+EmptyLog VelkoLogJob::emptyLog(uint8_t lid) {
+    OSTREL_TRACE();
+    return {nvme::VELKO_LOG_HEADER_BYTES + nvme::VELKO_LOG_TRAILER_BYTES, rowOf(lid).empty};
+}
+
 Status VelkoLogJob::readLog(uint8_t lid, nvme::Drive& drive, LogSink& log) {
     OSTREL_TRACE();
-    const Row* found = findRow(lid);
-    if (found == nullptr) throw std::logic_error("no vendor log: " + nvme::hexText(lid, 2));
-    const Row& row = *found;
+    const Row& row = rowOf(lid);
     if (!isVelkoDrive(drive)) return row.missing();
     for (unsigned i = 0; i < MOST_READS; ++i) {
         bool isWhole = false;

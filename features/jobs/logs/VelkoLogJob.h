@@ -16,6 +16,8 @@ public:
 
     /// Whether the log page is one of these logs, on a VELKO drive.
     static bool isLog(uint8_t lid) { return findRow(lid) != nullptr; }
+    /// When one of them has no data.
+    static EmptyLog emptyLog(uint8_t lid);
     /// Reads one of them.
     static ostrel::core::Status readLog(uint8_t lid, nvme::Drive& drive, LogSink& log);
 
@@ -27,6 +29,7 @@ private:
     struct Row;
     static const Row ROWS[];
     static const Row& rowOf(const std::string& name);
+    static const Row& rowOf(uint8_t lid);
     static const Row* findRow(uint8_t lid);
 
     static ostrel::core::Status readOnce(const Row& row, nvme::Drive& drive, LogSink& log, bool& isWhole);

@@ -188,20 +188,51 @@ TEST(NvmeLogJob, AnOcpPageThatIsNotOfferedIsKnownOnceItWasNamed) {
     EXPECT_NE(JobRun(job, JOBTYPE_METHOD).with("List", "True").on({&drive}).find("LID 0xC0"), std::string::npos);
 }
 
+/// The header of a persistent event log of so many bytes, and the commands that establish and release a reporting
+/// context.
+DriveBytes eventLogHeader(uint64_t bytes = 512) {
+    return DriveBytes(512).byte(0, 0x0D).le64(8, bytes).le16(18, 492);
+}
+Expected establish() {
+    return logPage(0x0D, 512).dword(10, 0x007F010D);
+}
+Expected release() {
+    return logPage(0x0D, 512).dword(10, 0x007F020D).answers(eventLogHeader());
+}
+
 TEST(NvmeLogJob, TheHeaderOfThePersistentEventLogIsReadInAContextThatIsLeft) {
-    const DriveBytes header = DriveBytes(512).byte(0, 0x0D).le64(8, 512).le16(18, 492);
+    const DriveBytes header = eventLogHeader();
     FakeDrive drive;
     drive.expect(identify(0x01).answers(withLongLogs()))
-        .expect(logPage(0x0D, 512).dword(10, 0x007F010D).answers(header))
-        .expect(logPage(0x0D, 512).dword(10, 0x007F020D).answers(header));
+        .expect(establish().answers(header))
+        .expect(lookAtLog(0x0D, 512).answers(header))
+        .expect(release());
     NvmeLogJob job;
     const std::string shown = JobRun(job, JOBTYPE_METHOD).with("LogId", "13").on({&drive});
     EXPECT_NE(shown.find("<Object key=\"S1\" name=\"Persistent Event Log Header\">"), std::string::npos) << shown;
     FakeDrive held;  // by another process, which keeps its context
     held.expect(identify(0x01).answers(withLongLogs()))
-        .expect(logPage(0x0D, 512).dword(10, 0x007F010D).refuses(0x400C))
-        .expect(logPage(0x0D, 512).answers(header));
+        .expect(establish().refuses(0x400C))
+        .expect(logPage(0x0D, 512).answers(header))
+        .expect(lookAtLog(0x0D, 512).answers(header));
     EXPECT_EQ(JobRun(job, JOBTYPE_METHOD).with("LogId", "13").on({&held}), shown);
+    FakeDrive asked;  // for what the user's own field says: the context that is there
+    asked.expect(identify(0x01).answers(withLongLogs())).expect(lookAtLog(0x0D, 512).answers(header));
+    EXPECT_EQ(JobRun(job, JOBTYPE_METHOD).with("LogId", "13").with("LogSpecificField", "0").on({&asked}), shown);
+}
+
+TEST(NvmeLogJob, AContextThatCannotBeReadInIsLeftToo) {
+    FakeDrive drive;
+    drive.expect(identify(0x01).answers(withLongLogs()))
+        .expect(establish().answers(eventLogHeader()))
+        .expect(lookAtLog(0x0D, 512).refuses(0x4006))
+        .expect(release());
+    NvmeLogJob job;
+    EXPECT_NE(JobRun(job, JOBTYPE_METHOD).with("LogId", "13").on({&drive}).find("Internal Error"), std::string::npos);
+    FakeDrive refusing;
+    refusing.expect(identify(0x01).answers(withLongLogs())).expect(establish().refuses(0x4006));
+    EXPECT_NE(JobRun(job, JOBTYPE_METHOD).with("LogId", "13").on({&refusing}).find("Internal Error"),
+              std::string::npos);
 }
 
 TEST(NvmeLogJob, AnOcpPageIsDecodedByItsGuidAlone) {
@@ -517,17 +548,57 @@ TEST_F(NvmeLogFile, HoldsTheWholeOfALogWhoseHeaderHoldsItsLength) {
     EXPECT_EQ(readWholeFile(file_), asText(whole));
     const DriveBytes events = DriveBytes(1024).byte(0, 13).le64(8, 1024);
     drive_.expect(identify(0x01).answers(withLongLogs()))
-        .expect(lookAtLog(0x0D, 512).answers(DriveBytes(512).byte(0, 13).le64(8, 1024)))
-        .expect(lookAtLog(0x0D, 1024).answers(events));
+        .expect(establish().answers(eventLogHeader(1024)))
+        .expect(lookAtLog(0x0D, 512).answers(eventLogHeader(1024)))
+        .expect(lookAtLog(0x0D, 1024).answers(events))
+        .expect(release());
     EXPECT_EQ(dump("13"),
               statusAnswer("0", "0", "Wrote 1024 bytes of log page 0x0D (Persistent Event Log) to " + file_ + "."));
     EXPECT_EQ(readWholeFile(file_), asText(events));
 }
 
+TEST_F(NvmeLogFile, HoldsAPartOfThePersistentEventLogReadInAContext) {
+    drive_.expect(identify(0x01).answers(withLongLogs()))
+        .expect(establish().answers(eventLogHeader(1024)))
+        .expect(logPage(0x0D, 8, 512).dword(10, 0x0001800D).answers(page(8, "event 1.")))
+        .expect(release());
+    EXPECT_EQ(JobRun(job_, JOBTYPE_METHOD)
+                  .with("LogId", "13")
+                  .with("LogPageOffset", "512")
+                  .with("NumDWORDs", "2")
+                  .with("file", file_)
+                  .on({&drive_}),
+              statusAnswer("0", "0", "Wrote 8 bytes of log page 0x0D (Persistent Event Log) to " + file_ + "."));
+    EXPECT_EQ(readWholeFile(file_), "event 1.");
+}
+
+TEST_F(NvmeLogFile, IsNotReplacedByAHeaderWithoutData) {
+    const std::string noData = " The log of drive S1 (/dev/nvme0) has a header and no data.";
+    writeWholeFile(file_, "data");
+    drive_.expect(identify(0x01).answers(withLongLogs()))
+        .expect(lookAtLog(0x08, 512).answers(DriveBytes(512).byte(0, 8)));
+    EXPECT_EQ(dump("8"), "10/200 Failed to retrieve telemetry data." + noData);
+    drive_.expect(identify(0x01).answers(withLongLogs()))
+        .expect(establish().answers(eventLogHeader(512)))
+        .expect(lookAtLog(0x0D, 512).answers(eventLogHeader(512)))
+        .expect(release());
+    EXPECT_EQ(dump("13"), "10/33 Failed to retrieve data from selected device." + noData);
+    velko(drive_).expect(lookAtLog(0xD3, 64).answers(DriveBytes(64).text(0, "NLOG", 4).le64(8, 68)));
+    EXPECT_EQ(dump("211"), "10/231 Failed to retrieve nlog data." + noData);
+    EXPECT_EQ(readWholeFile(file_), "data");
+    drive_.expect(identify(0x01).answers(withLongLogs())).expect(lookAtLog(0x08, 8).answers(page(8, "\x08")));
+    EXPECT_EQ(
+        JobRun(job_, JOBTYPE_METHOD).with("LogId", "8").with("NumDWORDs", "2").with("file", file_).on({&drive_}),
+        statusAnswer("0", "0", "Wrote 8 bytes of log page 0x08 (Telemetry Controller-Initiated) to " + file_ + "."))
+        << "a part is what the user asked for";
+}
+
 TEST_F(NvmeLogFile, HoldsAnEventLogWhoseLengthIsNoMultipleOfADword) {
     drive_.expect(identify(0x01).answers(withLongLogs()))
+        .expect(establish().answers(eventLogHeader(515)))
         .expect(lookAtLog(0x0D, 512).answers(DriveBytes(512).byte(0, 13).le64(8, 515)))
-        .expect(lookAtLog(0x0D, 516).answers(DriveBytes(516).byte(0, 13).le64(8, 515).text(512, "end.", 4)));
+        .expect(lookAtLog(0x0D, 516).answers(DriveBytes(516).byte(0, 13).le64(8, 515).text(512, "end.", 4)))
+        .expect(release());
     EXPECT_EQ(dump("13"),
               statusAnswer("0", "0", "Wrote 515 bytes of log page 0x0D (Persistent Event Log) to " + file_ + "."));
     EXPECT_EQ(readWholeFile(file_).substr(512), "end");
@@ -585,7 +656,9 @@ TEST_F(NvmeLogFile, TheFieldsOfTheCommandAreHonouredForAMakersBinaryLogToo) {
 
 TEST_F(NvmeLogFile, ALengthThatNoLogHasIsRefusedBeforeItIsRead) {
     drive_.expect(identify(0x01).answers(withLongLogs()))
-        .expect(lookAtLog(0x0D, 512).answers(DriveBytes(512).byte(0, 13).le64(8, uint64_t{1} << 60)));
+        .expect(establish().answers(eventLogHeader()))
+        .expect(lookAtLog(0x0D, 512).answers(DriveBytes(512).byte(0, 13).le64(8, uint64_t{1} << 60)))
+        .expect(release());
     EXPECT_EQ(dump("13"),
               "0/37 The log of drive S1 (/dev/nvme0) says that it has 1152921504606846976 bytes, and no log has more "
               "than 34359738368.");
