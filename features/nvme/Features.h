@@ -22,7 +22,7 @@ struct FeatureRow {
     void (*decodeData)(FieldTree& tree, uint32_t dword0, const ostrel::core::Payload& data);
     /// Which controllers have it; null: all have it, or Identify Controller does not say.
     bool (ControllerCapabilities::*isSupported)() const = nullptr;
-    bool persistent = false;  ///< keeps its value over resets and power cycles without being saved
+    bool persistent = false;  ///< keeps its value over resets without being saved, or is an action without a value
 };
 
 /// The row of a feature identifier; null when there is none. The OCP identifiers C0h to C7h have tables of their own,

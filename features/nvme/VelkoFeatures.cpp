@@ -81,10 +81,10 @@ constexpr FeatureRow VELKO_FEATURES[] = {
     {FID_VELKO_SMBUS_ADDRESS,            "SMBus Address",    0,              false, SMBUS_ADDRESS,   nullptr, nullptr, true},
     {FID_VELKO_LED_ACTIVITY,             "LED Activity",     0,              false, LED_ACTIVITY,    nullptr, nullptr, true},
     {FID_VELKO_DYNAMIC_MMIO,             "Dynamic MMIO",     0,              false, DYNAMIC_MMIO,    nullptr},
-    {FID_VELKO_RESET_CRC,                "Reset CRC",        0,              false, RESET_CRC,       nullptr},
+    {FID_VELKO_RESET_CRC,                "Reset CRC",        0,              false, RESET_CRC,       nullptr, nullptr, true},
     {FID_VELKO_THERMAL_THROTTLE_DISABLE, "Thermal Throttle Disable", 0,      false, THERMAL_THROTTLE_DISABLE, nullptr},
     {FID_VELKO_LATENCY_TRACKING,         "Latency Tracking", 0,              false, LATENCY_TRACKING, nullptr},
-    {FID_VELKO_QUICK_FORMAT,             "Quick Format",     0,              false, QUICK_FORMAT,    nullptr},
+    {FID_VELKO_QUICK_FORMAT,             "Quick Format",     0,              false, QUICK_FORMAT,    nullptr, nullptr, true},
 };
 // clang-format on
 

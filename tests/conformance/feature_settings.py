@@ -5,7 +5,7 @@ import json
 import shutil
 import unittest
 
-from simulated import SimulatedTestCase
+from simulated import FOLDER, SERIALS, SimulatedTestCase
 
 UNTIL_RESET = "It holds until the next controller reset."
 UNTIL_LINUX = "It holds until the next controller reset, when Linux sets this feature."
@@ -75,12 +75,34 @@ class HowLongASettingHolds(SimulatedTestCase):
         self.reset()
         self.assertEqual(self.feature(8)["Dword 0"], "0x00000000")
 
+    def set_by_number(self, *arguments, words, status=0):
+        self.check_tool("set", "-velkossd", "0", "-setfeature", *arguments, status=status,
+                        stdout=f"\n- NVMe Feature {SERIALS['velko']} -\n\nStatus : {words}\n\n")
+
     def test_a_set_by_number_is_saved_only_when_the_user_says_so(self):
         self.make_drive("velko")
-        self.tool("set", "-velkossd", "0", "-setfeature", "4", "DWORD11=0x143")
+        name = "Feature 0x04 (Temperature Threshold) is set"
+        self.set_by_number("4", "DWORD11=0x143", words=f"{name}. {UNTIL_RESET}")
         self.assertEqual(self.feature(4, "saved")["Dword 0"], "0x00000157")
-        self.tool("set", "-velkossd", "0", "-setfeature", "4", "DWORD11=0x143", "Save=true")
+        self.set_by_number("4", "DWORD11=0x143", "Save=true", words=f"{name} and saved.")
         self.assertEqual(self.feature(4, "saved")["Dword 0"], "0x00000143")
+        self.set_by_number("11", "DWORD11=0x100", "Save=true",
+                           words=f"Feature 0x0B (Asynchronous Event Configuration) is set and saved. {UNTIL_LINUX}")
+
+    def test_a_drive_that_keeps_the_old_value_fails_the_set(self):
+        self.make_drive("velko", fail="admin 0x09 0x0")
+        drive = f"Configuration update failed. Drive {SERIALS['velko']} ({FOLDER}/velko/dev/velko) accepted "
+        self.check_tool("set", "-velkossd", "0", "TempThreshold=60", status=3,
+                        stdout=f"Error: {drive}TempThreshold 60 C and reports 70 C.\n")
+        self.set_by_number("4", "DWORD11=0x143", status=164,
+                           words=drive + "0x00000143 for Feature 0x04 (Temperature Threshold) and reports 0x00000157.")
+
+    def test_letters_are_hexadecimal_digits_and_a_refusal_shows_them(self):
+        self.make_drive("velko")
+        self.check_tool("set", "-velkossd", "0", "TempThreshold=abc", status=3, stdout=(
+            "Error: Invalid temperature threshold given. TempThreshold must be a number from 0 to 80, not '2748' (0xABC).\n"))
+        self.set("TempThreshold=3c")
+        self.assertEqual(self.feature(4)["Dword 0"], "0x0000014D")
 
     def test_what_linux_sets_at_each_reset_is_said_to_end_there(self):
         self.make_drive("ocp")

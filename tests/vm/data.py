@@ -395,9 +395,10 @@ class DriveData(VmTestCase):
             with self.subTest(feature=fid):
                 before = self.theirs_of_feature(fid, 0, target)
                 self.assertNotEqual(before, value, "the setting changes something")
+                end = ", when Linux sets this feature" if fid == 11 else ""
                 self.check("set", "-velkossd", self.first, "-setfeature", fid, *namespace, f"DWORD11=0x{value:x}",
                            stdout=f"\n- NVMe Feature S1 -\n\nStatus : Feature 0x{fid:02X} ({self.FEATURES[fid]}) is "
-                                  "set.\n\n")
+                                  f"set. It holds until the next controller reset{end}.\n\n")
                 self.assertEqual(self.theirs_of_feature(fid, 0, target), value)
                 _, ours = self.only("-velkossd", self.first, "-getfeature", fid, *namespace)
                 self.assertEqual(ours["Dword 0"], f"0x{value:08X}")
@@ -406,7 +407,8 @@ class DriveData(VmTestCase):
         behavior = bytes([1]) + bytes(511)  # Advanced Command Retry Enable
         self.machine.write("/tmp/behavior", behavior)
         self.check("set", "-velkossd", self.other, "-setfeature", 22, "InputFile=/tmp/behavior",
-                   stdout="\n- NVMe Feature S3 -\n\nStatus : Feature 0x16 (Host Behavior Support) is set.\n\n")
+                   stdout="\n- NVMe Feature S3 -\n\nStatus : Feature 0x16 (Host Behavior Support) is set. "
+                          "It holds until the next controller reset.\n\n")
         self.assertEqual(self.raw(f"nvme get-feature -f 22 {self.other}")[:512], behavior)
         heading, ours = self.only("-velkossd", self.other, "-getfeature", 22)
         self.assertEqual((heading, ours["ACRE - Advanced Command Retry Enable"]), ("Host Behavior Support S3", True))

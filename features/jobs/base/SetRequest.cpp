@@ -4,9 +4,11 @@
 #include <string>
 
 #include "features/jobs/support/StatusDetails.h"
+#include "features/nvme/FieldTree.h"
 #include "ostrel/core/AttributeVocabulary.h"
 #include "ostrel/core/ScopeTrace.h"
 #include "ostrel/core/StatusCatalogue.h"
+#include "ostrel/core/Strings.h"
 
 namespace features::jobs {
 
@@ -20,6 +22,15 @@ Status readBoolean(const Arguments& sent, const std::string& key, uint32_t& valu
     if (status.is(0, 0) && !flag) status = statuses::propertyWithoutValue();
     if (status.is(0, 0)) value = *flag ? 1 : 0;
     return status;
+}
+
+/// The request has a number in decimal digits. The user may have typed letters, which are hexadecimal digits: "abc" is
+/// sent as 2748, and would not be recognised.
+std::string asHexadecimal(const std::string& text) {
+    uint64_t number = 0;
+    if (!isInteger(text) || !readNumber(text, Digits::DECIMAL, number)) return {};
+    const std::string digits = nvme::hexText(number);
+    return digits.find_first_of("ABCDEF") == std::string::npos ? "" : " (" + digits + ")";
 }
 
 }  // namespace
@@ -55,7 +66,7 @@ Status readValue(const Arguments& sent, const SettableProperty& property, uint32
     if (!status.is(0, 0) || number.value_or(0) < property.least || !number) {
         return withDetails(property.refusal(), key + " must be a number from " + std::to_string(property.least) +
                                                    " to " + std::to_string(property.most) + ", not '" + sent.text(key) +
-                                                   "'.");
+                                                   "'" + asHexadecimal(sent.text(key)) + ".");
     }
     value = static_cast<uint32_t>(*number);
     return Status();

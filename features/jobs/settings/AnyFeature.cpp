@@ -7,6 +7,7 @@
 #include "features/jobs/drive/SafetyGate.h"
 #include "features/jobs/drive/VendorDialect.h"
 #include "features/jobs/settings/FeatureAccess.h"
+#include "features/jobs/settings/FeatureSetting.h"
 #include "features/jobs/support/InputFile.h"
 #include "features/jobs/support/StatusDetails.h"
 #include "features/nvme/Bytes.h"
@@ -33,14 +34,15 @@ constexpr uint32_t MOST_DATA_BYTES = 4096;
 constexpr size_t BYTES_PER_LINE = 16;
 
 /// Features of the standard whose dword 0 shows what dword 11 set. `selector`: bits of it that choose one of several
-/// values, in Get Features, too. Of the others, dword 11 asks for more than is given (Number of Queues), names a set or
-/// group, or is not all of the value.
+/// values, in Get Features, too. Of the others, dword 11 asks for more than is given (Number of Queues, Keep Alive
+/// Timer), names a set or group, or is not all of the value. Get Features of Power Management reports the power state
+/// at the time: the drive leaves and enters non-operational states by itself. Of LBA Status Information Attributes the
+/// drive sets one half, and bounds the other by it.
 constexpr struct {
     uint8_t fid;
     uint32_t selector;
 } READ_BACK[] = {
     {nvme::FID_ARBITRATION, 0},
-    {nvme::FID_POWER_MANAGEMENT, 0},
     {nvme::FID_TEMPERATURE_THRESHOLD, 0x003F0000},
     {nvme::FID_ERROR_RECOVERY, 0},
     {nvme::FID_VOLATILE_WRITE_CACHE, 0},
@@ -51,7 +53,6 @@ constexpr struct {
     {nvme::FID_AUTONOMOUS_POWER_STATE, 0},
     {nvme::FID_HOST_THERMAL_MANAGEMENT, 0},
     {nvme::FID_NON_OPERATIONAL_POWER_STATE, 0},
-    {nvme::FID_LBA_STATUS_INTERVAL, 0},
     {nvme::FID_SANITIZE_CONFIG, 0},
     {nvme::FID_SOFTWARE_PROGRESS, 0},
     {nvme::FID_RESERVATION_MASK, 0},
@@ -297,7 +298,10 @@ Status AnyFeature::write(nvme::Drive& drive, const std::string& heading, DriveOu
     if (status.is(0, 0)) status = drive.setFeature(request, save_, data_, answer);
     if (status.is(0, 0) && row != nullptr && dialect == Dialect::NONE) status = readBack(drive, *row, request);
     if (!status.is(0, 0)) return status;
-    out.addStatus(heading, Status(0, 0, nameOf(fid_, row) + (save_ ? " is set and saved." : " is set.")));
+    const std::string hold = row == nullptr ? std::string() : holdText(*row, save_);
+    out.addStatus(heading, Status(0, 0,
+                                  nameOf(fid_, row) + (save_ ? " is set and saved." : " is set.") +
+                                      (hold.empty() ? hold : " " + hold)));
     return status;
 }
 

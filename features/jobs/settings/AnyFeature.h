@@ -28,7 +28,8 @@ public:
     ostrel::core::Status show(nvme::Drive& drive, DriveOutput& out) const;
     /// Writes the feature. Data that does not have the length of the feature's structure is refused before anything is
     /// sent, and so is what the controller cannot save. A feature of the standard whose value dword 11 is, is read
-    /// back: 10/164 with both values when the drive reports another one. The maker's features that destroy data go
+    /// back: 10/164 with both values when the drive reports another one. A success says how long the value holds, where
+    /// that is known. The maker's features that destroy data go
     /// through the safety gate. `heading`: of the status of a success.
     ostrel::core::Status write(nvme::Drive& drive, const std::string& heading, DriveOutput& out) const;
 

@@ -1,5 +1,7 @@
 #include "features/jobs/settings/FeatureSetting.h"
 
+#include <optional>
+
 #include "features/jobs/drive/LogReading.h"
 #include "features/jobs/settings/FeatureAccess.h"
 #include "features/jobs/support/StatusDetails.h"
@@ -20,6 +22,8 @@ namespace {
 constexpr unsigned BIT_SAVEABLE = 0;
 constexpr unsigned BIT_CHANGEABLE = 2;
 
+constexpr const char* UNTIL_RESET = "It holds until the next controller reset.";
+
 /// How long a value that was set holds.
 enum class Hold : uint8_t {
     SAVED,
@@ -34,9 +38,10 @@ nvme::FeatureRequest requestFor(const SettableField& field, uint32_t dword11 = 0
     return request;
 }
 
-Status readDword(nvme::Drive& drive, const SettableField& field, Select select, uint32_t& dword) {
+Status readCurrent(nvme::Drive& drive, const SettableField& field, uint32_t& dword) {
     nvme::Answer answer;
-    const Status status = readFeature(drive, requestFor(field), select, statuses::driveDoesNotSupportFeature(), answer);
+    const Status status =
+        readFeature(drive, requestFor(field), Select::CURRENT, statuses::driveDoesNotSupportFeature(), answer);
     if (status.is(0, 0)) dword = answer.completion.dword0;
     return status;
 }
@@ -46,6 +51,14 @@ Status readCapabilities(nvme::Drive& drive, const SettableField& field, uint32_t
     nvme::Answer answer;
     const Status status = drive.getFeature(requestFor(field), Select::CAPABILITIES, answer);
     capabilities = status.is(0, 0) ? answer.completion.dword0 : 1U << BIT_CHANGEABLE;
+    return isRefusal(status) ? Status() : status;
+}
+
+/// The saved value. A drive that refuses it can save nothing that could be checked: `saved` stays empty.
+Status readSaved(nvme::Drive& drive, const SettableField& field, std::optional<uint32_t>& saved) {
+    nvme::Answer answer;
+    const Status status = drive.getFeature(requestFor(field), Select::SAVED, answer);
+    if (status.is(0, 0)) saved = answer.completion.dword0;
     return isRefusal(status) ? Status() : status;
 }
 
@@ -66,9 +79,9 @@ Status chooseHold(nvme::Drive& drive, const SettableField& field, uint32_t value
                            std::string(field.feature->name) + " of drive " + drive.name() + " cannot be changed.");
     }
     if (!nvme::bit(capabilities, BIT_SAVEABLE)) return status;
-    uint32_t saved = 0;
-    status = readDword(drive, field, Select::SAVED, saved);
-    hold = dwordToWrite(field, saved, value) == dword11 ? Hold::SAVED : Hold::UNTIL_RESET_FOR_OTHERS;
+    std::optional<uint32_t> saved;
+    status = readSaved(drive, field, saved);
+    if (saved) hold = dwordToWrite(field, *saved, value) == dword11 ? Hold::SAVED : Hold::UNTIL_RESET_FOR_OTHERS;
     return status;
 }
 
@@ -101,21 +114,28 @@ std::string shown(const SettableField& field, uint32_t dword) {
 Status readBack(nvme::Drive& drive, const SettableField& field, uint32_t value, Hold& hold) {
     Status status = checkReported(drive, field, value);
     if (!status.is(0, 0) || hold != Hold::SAVED) return status;
-    uint32_t saved = 0;
-    status = readDword(drive, field, Select::SAVED, saved);
-    if (!has(field, saved, value)) hold = Hold::UNTIL_RESET;
+    std::optional<uint32_t> saved;
+    status = readSaved(drive, field, saved);
+    if (!saved || !has(field, *saved, value)) hold = Hold::UNTIL_RESET;
     return status;
 }
 
 std::string textOf(const SettableField& field, Hold hold) {
-    if (field.feature->fid == nvme::FID_ASYNCHRONOUS_EVENT) return HOLDS_UNTIL_LINUX_SETS_IT;
-    if (hold == Hold::SAVED || field.feature->persistent) return "";
-    if (hold == Hold::UNTIL_RESET) return "It holds until the next controller reset.";
+    const std::string text = holdText(*field.feature, hold == Hold::SAVED);
+    if (hold != Hold::UNTIL_RESET_FOR_OTHERS || text != UNTIL_RESET) return text;
     return "It holds until the next controller reset: saving it would also save other fields of this feature, which "
            "have values that are not saved.";
 }
 
 }  // namespace
+
+std::string holdText(const nvme::FeatureRow& feature, bool isSaved) {
+    OSTREL_TRACE();
+    // Linux sets them whenever it starts a controller, whatever was saved.
+    if (feature.fid == nvme::FID_ASYNCHRONOUS_EVENT || feature.fid == nvme::FID_TIMESTAMP)
+        return "It holds until the next controller reset, when Linux sets this feature.";
+    return isSaved || feature.persistent ? "" : UNTIL_RESET;
+}
 
 SettableField settableField(const nvme::FeatureField& field, uint32_t kept) {
     OSTREL_TRACE();
@@ -131,7 +151,7 @@ SettableField settableOcpField(uint8_t fid) {
 Status checkReported(nvme::Drive& drive, const SettableField& field, uint32_t value) {
     OSTREL_TRACE();
     uint32_t dword = 0;
-    const Status status = readDword(drive, field, Select::CURRENT, dword);
+    const Status status = readCurrent(drive, field, dword);
     if (!status.is(0, 0) || has(field, dword, value)) return status;
     return withDetails(statuses::configurationUpdateFailed(), "Drive " + drive.name() + " accepted " +
                                                                   nvme::fieldName(*field.read) + " " +
@@ -143,7 +163,7 @@ Status setFeatureField(nvme::Drive& drive, const SettableField& field, uint32_t 
     OSTREL_TRACE();
     if (!nvme::fitsField(*field.written, value)) return statuses::requestOutOfBounds();
     uint32_t current = 0;
-    Status status = readDword(drive, field, Select::CURRENT, current);
+    Status status = readCurrent(drive, field, current);
     if (!status.is(0, 0)) return status;
     const uint32_t dword11 = dwordToWrite(field, current, value);
     Hold hold = Hold::UNTIL_RESET;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <string>
 
 #include "features/nvme/Drive.h"
 #include "features/nvme/Features.h"
@@ -26,7 +27,8 @@ SettableField settableOcpField(uint8_t fid);
 /// The value is saved, so that it outlives a reset, where the controller supports Save (ONCS) and the feature is
 /// saveable. Saving takes the whole dword: where another field has a current value that differs from its saved one,
 /// the feature is set without saving, since the user did not ask for that one to be kept. A success has a message
-/// where the value will not last: how long it holds, and why it was not saved.
+/// where the value will not last: how long it holds, and why it was not saved. A drive that refuses to report what it
+/// can save, or what is saved, counts as one that cannot save.
 ///
 /// Errors: 0/14 for a value that does not fit the field; 10/3 for a feature that the drive does not support or whose
 ///         value cannot be changed, before anything is written; 10/164 when the drive reports another value than it
@@ -36,8 +38,7 @@ ostrel::core::Status setFeatureField(nvme::Drive& drive, const SettableField& fi
 /// 10/164 with both values unless the drive reports `value` in the field; for what is set in another way.
 ostrel::core::Status checkReported(nvme::Drive& drive, const SettableField& field, uint32_t value);
 
-/// Linux sets Asynchronous Event Configuration and Timestamp whenever it starts a controller, whatever was saved.
-inline constexpr const char* HOLDS_UNTIL_LINUX_SETS_IT =
-    "It holds until the next controller reset, when Linux sets this feature.";
+/// How long a value holds, in a sentence; empty where it outlives a reset, and for an action, which has no value.
+std::string holdText(const nvme::FeatureRow& feature, bool isSaved);
 
 }  // namespace features::jobs

@@ -81,7 +81,7 @@ Status TimestampJob::setOnDrive(nvme::Drive& drive, const Attribute& attribute) 
     status = explained(drive.setFeature(request, false, Payload(bytes, sizeof bytes), answer), drive,
                        statuses::timestampNotSupported());
     if (status.is(0, 0)) status = checkReported(drive, *milliseconds);
-    return status.is(0, 0) ? Status(0, 0, HOLDS_UNTIL_LINUX_SETS_IT) : status;
+    return status.is(0, 0) ? Status(0, 0, holdText(*nvme::findFeature(nvme::FID_TIMESTAMP), false)) : status;
 }
 
 }  // namespace features::jobs

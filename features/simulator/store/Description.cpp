@@ -171,8 +171,7 @@ bool parseArgument(const std::string& text, Argument argument, FaultyCommand& co
         case Argument::NONE:
             return text.empty();
         case Argument::STATUS:
-            return parseInto(text, command.statusField) && command.statusField != 0 &&
-                   command.statusField <= MAX_STATUS;
+            return parseInto(text, command.statusField) && command.statusField <= MAX_STATUS;
         case Argument::MILLISECONDS:
             return parseInto(text, command.delayMs) && command.delayMs != 0 && command.delayMs <= MAX_DELAY_MS;
     }

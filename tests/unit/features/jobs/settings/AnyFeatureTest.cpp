@@ -275,8 +275,7 @@ TEST(AnyFeature, ReportsWhatTheDriveDoesNotSupport) {
 TEST(AnyFeature, WritesAllDwords) {
     FakeDrive drive;
     drive.expect(identify(1).answers(ableController()))
-        .expect(setFeature(0x02, 0x1F, true, 7).dword(12, 0xABCDEF01).dword(13, 0x10).completes())
-        .expect(getFeature(0x02, 0, 7).completes(0xFFFFFF1F));
+        .expect(setFeature(0x02, 0x1F, true, 7).dword(12, 0xABCDEF01).dword(13, 0x10).completes());
     EXPECT_EQ(set({{"NamespaceId", "7"},
                    {"FeatureId", "2"},
                    {"DWORD11", "1f"},
@@ -293,7 +292,9 @@ TEST(AnyFeature, WritesDataFromAFile) {
     FakeDrive drive;
     drive.expect(setFeature(0x0E, 0).writes({1, 2, 3, 4, 5, 6, 0, 0}).completes());
     EXPECT_EQ(set({{"FeatureId", "0xE"}, {"InputFile", folder / "t.bin"}, {"Save", "False"}}, drive),
-              status("0", "0", "Feature 0x0E (Timestamp) is set."));
+              status("0", "0",
+                     "Feature 0x0E (Timestamp) is set. It holds until the next controller reset, when Linux sets this "
+                     "feature."));
 }
 
 TEST(AnyFeature, FailsWhenTheDriveReportsAnotherValueThanItAccepted) {
@@ -305,19 +306,48 @@ TEST(AnyFeature, FailsWhenTheDriveReportsAnotherValueThanItAccepted) {
                      "Configuration update failed. Drive S1 (/dev/nvme0) accepted 0x00010143 for Feature 0x04 "
                      "(Temperature Threshold) and reports 0x00010157."));
     FakeDrive lost;
-    lost.expect(setFeature(0x02, 1).completes()).expect(getFeature(0x02).breaks(gone()));
-    EXPECT_EQ(set({{"FeatureId", "2"}, {"DWORD11", "1"}}, lost), status("0", "70", "The drive /dev/nvme0 is gone."));
+    lost.expect(setFeature(0x01, 1).completes()).expect(getFeature(0x01).breaks(gone()));
+    EXPECT_EQ(set({{"FeatureId", "1"}, {"DWORD11", "1"}}, lost), status("0", "70", "The drive /dev/nvme0 is gone."));
 }
 
 TEST(AnyFeature, ReadsNothingBackThatHasNoOneValue) {
     FakeDrive everySensor;
     everySensor.expect(setFeature(0x04, 0x000F0143).completes());
-    EXPECT_EQ(set({{"FeatureId", "4"}, {"DWORD11", "F0143"}}, everySensor),
-              status("0", "0", "Feature 0x04 (Temperature Threshold) is set."));
+    EXPECT_EQ(
+        set({{"FeatureId", "4"}, {"DWORD11", "F0143"}}, everySensor),
+        status("0", "0", "Feature 0x04 (Temperature Threshold) is set. It holds until the next controller reset."));
     FakeDrive everyNamespace;
     everyNamespace.expect(setFeature(0x05, 0x10, false, 0xFFFFFFFF).completes());
     EXPECT_EQ(set({{"FeatureId", "5"}, {"DWORD11", "10"}, {"NamespaceId", "0xFFFFFFFF"}}, everyNamespace),
-              status("0", "0", "Feature 0x05 (Error Recovery) is set."));
+              status("0", "0", "Feature 0x05 (Error Recovery) is set. It holds until the next controller reset."));
+}
+
+TEST(AnyFeature, ReadsNothingBackThatTheDriveChangesByItself) {
+    FakeDrive sleeping;  // it may have left the power state before it is asked
+    sleeping.expect(setFeature(0x02, 4).completes());
+    EXPECT_EQ(set({{"FeatureId", "2"}, {"DWORD11", "4"}}, sleeping),
+              status("0", "0", "Feature 0x02 (Power Management) is set. It holds until the next controller reset."));
+    FakeDrive polling;  // whose poll interval, bits 31:16, is its own
+    polling.expect(setFeature(0x15, 0x00000005).completes());
+    EXPECT_EQ(set({{"FeatureId", "0x15"}, {"DWORD11", "5"}}, polling),
+              status("0", "0",
+                     "Feature 0x15 (LBA Status Information Attributes) is set. It holds until the next controller "
+                     "reset."));
+}
+
+TEST(AnyFeature, SaysHowLongAValueHoldsWhereThatIsKnown) {
+    FakeDrive persistent;
+    persistent.expect(setFeature(0x80, 0).completes()).expect(getFeature(0x80).completes(0));
+    EXPECT_EQ(set({{"FeatureId", "0x80"}, {"DWORD11", "0"}}, persistent),
+              status("0", "0", "Feature 0x80 (Software Progress Marker) is set."));
+    FakeDrive linux;
+    linux.expect(identify(1).answers(ableController()))
+        .expect(setFeature(0x0B, 0x100, true).completes())
+        .expect(getFeature(0x0B).completes(0x100));
+    EXPECT_EQ(set({{"FeatureId", "0x0B"}, {"DWORD11", "100"}, {"Save", "true"}}, linux),
+              status("0", "0",
+                     "Feature 0x0B (Asynchronous Event Configuration) is set and saved. It holds until the next "
+                     "controller reset, when Linux sets this feature."));
 }
 
 TEST(AnyFeature, LeavesTheLengthOfAMakersDataToTheUser) {
@@ -369,7 +399,7 @@ TEST(AnyFeature, DoesNotHandOutHostMemory) {
             "memory."));
     drive.expect(setFeature(0x0D, 0).completes());
     EXPECT_EQ(set({{"FeatureId", "0xD"}, {"DWORD11", "0"}}, drive),
-              status("0", "0", "Feature 0x0D (Host Memory Buffer) is set."));
+              status("0", "0", "Feature 0x0D (Host Memory Buffer) is set. It holds until the next controller reset."));
 }
 
 TEST(AnyFeature, DoesNotAskForASaveThatTheControllerDoesNotKnow) {
@@ -459,8 +489,9 @@ TEST(AnyFeature, ShowsAndWritesTheMakersFeaturesOnTheMakersDriveAlone) {
                      "InputFile was given."));
     FakeDrive throttle;
     velko(throttle).expect(setFeature(0xD9, 1).completes());
-    EXPECT_EQ(set({{"FeatureId", "0xD9"}, {"DWORD11", "1"}}, throttle),
-              status("0", "0", "Feature 0xD9 (Thermal Throttle Disable) is set."));
+    EXPECT_EQ(
+        set({{"FeatureId", "0xD9"}, {"DWORD11", "1"}}, throttle),
+        status("0", "0", "Feature 0xD9 (Thermal Throttle Disable) is set. It holds until the next controller reset."));
     FakeDrive other;  // another maker's C9h is not known
     other.expect(setFeature(0xC9, 1).completes());
     EXPECT_EQ(set({{"FeatureId", "0xC9"}, {"DWORD11", "1"}}, other), status("0", "0", "Feature 0xC9 is set."));

@@ -72,6 +72,12 @@ TEST(FeatureSetting, SaysHowLongAValueHoldsThatIsNotSaved) {
         .expect(setFeature(0x08, 0x0907).completes())
         .expect(getFeature(0x08).completes(0x0907));
     EXPECT_EQ(setTime(silent, 9), UNTIL_RESET) << "it refuses to report its capabilities";
+    FakeDrive secretive;
+    withSave(secretive, 0x0207, SAVEABLE | CHANGEABLE)
+        .expect(getFeature(0x08, 2).refuses(INVALID_FIELD))
+        .expect(setFeature(0x08, 0x0907).completes())
+        .expect(getFeature(0x08).completes(0x0907));
+    EXPECT_EQ(setTime(secretive, 9), UNTIL_RESET) << "it refuses to report its saved value";
 }
 
 TEST(FeatureSetting, SetsWithoutSavingWhatIsSaveableInNameAlone) {
@@ -89,6 +95,13 @@ TEST(FeatureSetting, SetsWithoutSavingWhatIsSaveableInNameAlone) {
         .expect(getFeature(0x08).completes(0x0907))
         .expect(getFeature(0x08, 2).completes(0x0207));
     EXPECT_EQ(setTime(forgetting, 9), UNTIL_RESET) << "it accepts the save and keeps the old saved value";
+    FakeDrive secretive;
+    withSave(secretive, 0x0207, SAVEABLE | CHANGEABLE)
+        .expect(getFeature(0x08, 2).completes(0x0207))
+        .expect(setFeature(0x08, 0x0907, true).completes())
+        .expect(getFeature(0x08).completes(0x0907))
+        .expect(getFeature(0x08, 2).refuses(INVALID_FIELD));
+    EXPECT_EQ(setTime(secretive, 9), UNTIL_RESET) << "it accepts the save and refuses to report what is saved";
 }
 
 TEST(FeatureSetting, AValueThatReadsDifferentlyIsAFailureThatNamesBoth) {

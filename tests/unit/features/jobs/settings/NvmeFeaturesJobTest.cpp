@@ -73,6 +73,8 @@ constexpr struct {
      "10/202 Invalid Aggregate Time given. AggregationTime must be a number from 0 to 255, not '256'."},
     {"TempThreshold", "81",
      "10/19 Invalid temperature threshold given. TempThreshold must be a number from 0 to 80, not '81'."},
+    {"TempThreshold", "2748",
+     "10/19 Invalid temperature threshold given. TempThreshold must be a number from 0 to 80, not '2748' (0xABC)."},
     {"TempThreshold", "-5",
      "10/19 Invalid temperature threshold given. TempThreshold must be a number from 0 to 80, not '-5'."},
     {"SMARTHealthCriticalWarningsConfiguration", "256",

@@ -236,6 +236,16 @@ TEST_F(FaultsOfASimulatedDrive, CommandFailsUndoneWithTheGivenStatus) {
     EXPECT_EQ(number(log(0x02, 512), 176, 8), 2U) << "Number of Error Information Log Entries";
 }
 
+TEST_F(FaultsOfASimulatedDrive, CommandThatEndsInStatus0IsASuccessThatIsNotCarriedOut) {
+    description.faults.fail = {{false, 0x01, 0}};
+    describe();
+    data.assign(512, 0x5A);
+    EXPECT_EQ(status(io(0x01, 1)), 0);
+    EXPECT_EQ(status(readBlocks(0, 1)), 0);
+    EXPECT_EQ(data, Bytes(512));
+    EXPECT_EQ(number(log(0x02, 512), 176, 8), 0U) << "Number of Error Information Log Entries";
+}
+
 TEST_F(FaultsOfASimulatedDrive, HangingCommandIsNeitherAnsweredNorCarriedOut) {
     description.faults.hang = {{false, 0x01, 0}};
     describe();

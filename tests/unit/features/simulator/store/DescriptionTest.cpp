@@ -144,7 +144,6 @@ TEST(DescriptionOfASimulatedDrive, IsRefusedWithTheReason) {
         {WHO + "[faults]\nmedia-errors = 100\n", "\"media-errors\" takes blocks like \"1:100-107, 1:500\"."},
         {WHO + "[faults]\nmedia-errors = 1:7-5\n", "\"media-errors\" takes blocks like \"1:100-107, 1:500\"."},
         {WHO + "[faults]\nfail = admin 0x80\n", "\"fail\" takes commands like \"admin 0x80 0x10A\"."},
-        {WHO + "[faults]\nfail = admin 0x80 0\n", "\"fail\" takes commands like \"admin 0x80 0x10A\"."},
         {WHO + "[faults]\nfail = admin 0x80 0x800\n", "\"fail\" takes commands like \"admin 0x80 0x10A\"."},
         {WHO + "[faults]\nhang = admin 0x100\n", "\"hang\" takes commands like \"admin 0x06, io 0x02\"."},
         {WHO + "[faults]\nhang = all 0x06\n", "\"hang\" takes commands like \"admin 0x06, io 0x02\"."},
