@@ -72,7 +72,8 @@ class IncompleteScan(SimulatedTestCase):
 
     def test_a_health_scan_could_not_be_completed(self):
         self.check_in(WITHOUT_SYSFS, "start", "-scan", "-velkossd", status=100, stdout=(
-            "\n- Scan Results -\n\n  - Health Scan -\n\n  Result : No drive was found.\n\n    - Drive Scan Incomplete -\n\n"
+            "\n- Scan Results -\n\n  - Health Scan -\n\n  Result : No drive was found.\n  Result Code : 100\n\n"
+            "    - Drive Scan Incomplete -\n\n"
             f"    Status : System rescan failed. Not everything could be looked at: {NOT_MOUNTED}\n\n"))
 
     def test_the_folder_of_simulated_drives_counts(self):

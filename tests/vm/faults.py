@@ -112,7 +112,7 @@ class Faults(VmTestCase):
         self.assertEqual(run, {"Health Scan U1": {
             **self.health(code=103, Read_Scan="Blocks that cannot be read: 1."),
             "Read Scan - Namespace 1": {"Blocks": 16384, "Blocks Read": 16383, "Unreadable Blocks": 1,
-                                        "Unreadable LBAs": 1000}}})
+                                        "Unreadable LBAs": {"Entry 0": 1000}}}})
         # The kernel reads no blocks with metadata; the tool does. Of 4,096 bytes with 8 after them in the image.
         blocks = (8 << 20) // 4104
         run = self.scan(0, "ReadScan", "U3")

@@ -48,14 +48,16 @@ std::string otherUses(const std::vector<NamespaceUse>& uses, const std::string& 
     return text.empty() ? "none" : text;
 }
 
-/// Where it is mounted, all places.
-std::string mountPoints(const std::vector<NamespaceUse>& uses, const std::string& node) {
-    std::string text;
-    for (const NamespaceUse& use : uses) {
-        if (use.node != node || use.kind != NamespaceUse::Kind::MOUNTED) continue;
-        text.append(text.empty() ? "" : ", ").append(use.detail);
-    }
-    return text.empty() ? "not mounted" : text;
+/// Each place where it is mounted: a path may hold any separator. A list of attributes has no lists in it.
+void addMountPoints(AttributeList& list, const std::vector<NamespaceUse>& uses, const std::string& node) {
+    unsigned count = 0;
+    const auto add = [&](const std::string& path) {
+        const std::string number = ++count == 1 ? std::string() : " " + std::to_string(count);
+        addText(list, Attribute("MountPoint" + number, "Mount Point" + number, typeString()), path);
+    };
+    for (const NamespaceUse& use : uses)
+        if (use.node == node && use.kind == NamespaceUse::Kind::MOUNTED) add(use.detail);
+    if (count == 0) add("not mounted");
 }
 
 void addSpace(AttributeList& list, const PartitionInfo& partition) {
@@ -72,7 +74,7 @@ AttributeList describe(const PartitionInfo& partition, const std::vector<Namespa
     addNumber(list, keys::offset(), partition.startBytes, "bytes");
     addNumber(list, keys::size(), partition.sizeBytes, "bytes");
     addText(list, keys::fileSystemType(), partition.fileSystem.empty() ? NOT_REPORTED : partition.fileSystem);
-    addText(list, Attribute("MountPoint", "Mount Point", typeString()), mountPoints(uses, partition.node));
+    addMountPoints(list, uses, partition.node);
     addText(list, Attribute("Use", "Use", typeString()), otherUses(uses, partition.node));
     if (!partition.label.empty()) addText(list, Attribute("Label", "Label", typeString()), partition.label);
     if (!partition.uuid.empty()) addText(list, Attribute("UUID", "UUID", typeString()), partition.uuid);
@@ -84,7 +86,7 @@ AttributeList describe(const PartitionInfo& partition, const std::vector<Namespa
 AttributeList describeWhole(const HostNamespace& part) {
     AttributeList list;
     addNumber(list, keys::size(), part.sizeBytes, "bytes");
-    addText(list, Attribute("MountPoint", "Mount Point", typeString()), mountPoints(part.uses, part.node));
+    addMountPoints(list, part.uses, part.node);
     addText(list, Attribute("Use", "Use", typeString()), otherUses(part.uses, part.node));
     return list;
 }

@@ -34,7 +34,7 @@ using transport::NamespaceUse;
 
 namespace {
 
-constexpr std::size_t MOST_RANGES_TOLD = 16;
+constexpr std::size_t MAX_RANGES_SHOWN = 16;
 
 /// Of Identify Controller (NVMe Base Specification 1.4, figure 247); in kelvins, 0 where the drive does not report it.
 constexpr size_t OFFSET_WCTEMP = 266;
@@ -47,14 +47,15 @@ bool holdsSystem(const HostNamespace& space) {
     return std::any_of(space.uses.begin(), space.uses.end(), [](const NamespaceUse& use) { return use.holdsSystem; });
 }
 
-/// "100-103 200", the first of them.
-std::string rangesText(const std::vector<LbaRange>& ranges) {
-    std::string text;
-    for (std::size_t i = 0; i < std::min(ranges.size(), MOST_RANGES_TOLD); ++i) {
-        text.append(text.empty() ? "" : " ").append(std::to_string(ranges[i].first));
-        if (ranges[i].last != ranges[i].first) text.append("-").append(std::to_string(ranges[i].last));
+/// "100-103", "200": the first of them, and how many more there are.
+void addRanges(FieldTree& tree, const std::vector<LbaRange>& ranges) {
+    std::vector<std::string> texts;
+    for (std::size_t i = 0; i < std::min(ranges.size(), MAX_RANGES_SHOWN); ++i) {
+        texts.push_back(std::to_string(ranges[i].first));
+        if (ranges[i].last != ranges[i].first) texts.back().append("-").append(std::to_string(ranges[i].last));
     }
-    return ranges.size() > MOST_RANGES_TOLD ? text + " and more" : text;
+    if (ranges.size() > texts.size()) tree.add("More Unreadable Ranges", std::to_string(ranges.size() - texts.size()));
+    tree.addList("Unreadable LBAs", texts);
 }
 
 bool isOnSameFileSystem(const std::string& path, const std::string& other) {
@@ -213,7 +214,7 @@ void Scan::readNamespace(const HostNamespace& space) {
     part.add("Blocks Read", std::to_string(result.blocksRead));
     part.add("Unreadable Blocks", std::to_string(result.unreadable));
     if (result.unreadable != 0) {
-        part.add("Unreadable LBAs", rangesText(result.ranges));
+        addRanges(part, result.ranges);
         evidence_.unreadableBlocks += result.unreadable;
     }
     if (result.unreadable == ReadScanResult::MOST_UNREADABLE)

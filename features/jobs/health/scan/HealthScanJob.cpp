@@ -90,7 +90,10 @@ Status HealthScanJob::runMethod(const std::shared_ptr<xml::XmlObject>& output) {
     if (names.empty()) {
         // A script that watches a drive that has vanished must not read that all is well.
         gravest = HealthOutcome::NOT_COMPLETED;
-        out.add(nvme::FieldTree{title(), {{"Result", {}, "No drive was found."}}, {}}.toXml(""));
+        nvme::FieldTree tree{title(), {}, {}};
+        tree.add("Result", "No drive was found.");
+        tree.add("Result Code", std::to_string(static_cast<unsigned>(gravest)));
+        out.add(tree.toXml(""));
     }
     for (std::size_t i = 0; i < names.size(); ++i) {
         nvme::Drive drive(*getDevices()[i]);

@@ -403,7 +403,8 @@ TEST_F(RequestHandlerTest, AHealthScanThatFoundNothingCouldNotLook) {
         handler_->answer(R"(<Object name="HealthScan" type="Method"><Property name="Scan" value="true"/></Object>)"),
         std::string(HEAD) + R"(<Object name="HealthScan">)" + status("0", "0", "Completed successfully.") +
             R"(<Object category="Output"><Property name="HealthScanStatusCode" value="100"/>)"
-            R"(<Object name="Health Scan"><Property name="Result" value="No drive was found."/></Object>)"
+            R"(<Object name="Health Scan"><Property name="Result" value="No drive was found."/>)"
+            R"(<Property name="Result Code" value="100"/></Object>)"
             R"(<Object category="status" key="Incomplete" name="Drive Scan"><Property name="Category" value="0"/>)"
             R"(<Property name="Code" value="0"/><Property name="Message" value="System rescan failed. )"
             R"(Not everything could be looked at: /sys: sysfs is not mounted."/></Object></Object></Object>)")

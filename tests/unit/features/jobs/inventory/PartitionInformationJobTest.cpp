@@ -47,7 +47,8 @@ constexpr const char* FIRST_PARTITION = R"(<Object category="attributeList" key=
 <Property category="attribute" description="bytes" displayName="Free Space" name="FreeSpace" size="8" type="uint64" value="100000000"/>
 <Property category="attribute" description="%" displayName="Free Space Percentage" name="FreeSpacePercentage" size="8" type="uint64" value="25"/>
 <Property category="attribute" displayName="Label" name="Label" size="5" type="string" value="data"/>
-<Property category="attribute" displayName="Mount Point" name="MountPoint" size="12" type="string" value="/data, /srv"/>
+<Property category="attribute" displayName="Mount Point" name="MountPoint" size="6" type="string" value="/data"/>
+<Property category="attribute" displayName="Mount Point 2" name="MountPoint 2" size="5" type="string" value="/srv"/>
 <Property category="attribute" description="bytes" displayName="Offset" name="Offset" size="8" type="uint64" value="1048576"/>
 <Property category="attribute" description="bytes" displayName="Size" name="Size" size="8" type="uint64" value="400000000"/>
 <Property category="attribute" displayName="UUID" name="UUID" size="37" type="string" value="0b1c2d3e-0000-0000-0000-000000000001"/>

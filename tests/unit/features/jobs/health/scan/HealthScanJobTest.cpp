@@ -77,6 +77,13 @@ std::string blocks(uint64_t all, uint64_t read, uint64_t unreadable) {
            property("Unreadable Blocks", std::to_string(unreadable));
 }
 
+std::string unreadable(const std::vector<std::string>& ranges) {
+    std::string entries;
+    for (const std::string& range : ranges)
+        entries += property("Entry " + std::to_string(&range - ranges.data()), range);
+    return part("Unreadable LBAs", entries);
+}
+
 TEST_F(HealthScan, ReadsAHealthyDrive) {
     const MediaDrive drive(5000);
     EXPECT_EQ(readScan(drive), answer(0, NOTHING + HEALTHY, readPart(blocks(5000, 5000, 0))));
@@ -86,23 +93,22 @@ TEST_F(HealthScan, ReadsAHealthyDrive) {
 TEST_F(HealthScan, ReportsWhichBlocksCannotBeRead) {
     MediaDrive drive(5000);
     drive.unreadable = {0, 100, 101, 4999};
-    EXPECT_EQ(readScan(drive),
-              answer(103, ERRORS + HEALTHY,
-                     findings(property("Read Scan", "Blocks that cannot be read: 4.")) +
-                         readPart(blocks(5000, 4996, 4) + property("Unreadable LBAs", "0 100-101 4999"))));
+    EXPECT_EQ(readScan(drive), answer(103, ERRORS + HEALTHY,
+                                      findings(property("Read Scan", "Blocks that cannot be read: 4.")) +
+                                          readPart(blocks(5000, 4996, 4) + unreadable({"0", "100-101", "4999"}))));
 }
 
 TEST_F(HealthScan, OfManyRangesTheFirstAreReported) {
     MediaDrive drive(5000);
-    std::string ranges;
+    std::vector<std::string> ranges;
     for (uint64_t i = 0; i < 20; ++i) {
         drive.unreadable.insert(i * 3);
-        if (i < 16) ranges += std::to_string(i * 3) + " ";
+        if (i < 16) ranges.push_back(std::to_string(i * 3));
     }
-    EXPECT_EQ(readScan(drive),
-              answer(103, ERRORS + HEALTHY,
-                     findings(property("Read Scan", "Blocks that cannot be read: 20.")) +
-                         readPart(blocks(5000, 4980, 20) + property("Unreadable LBAs", ranges + "and more"))));
+    EXPECT_EQ(readScan(drive), answer(103, ERRORS + HEALTHY,
+                                      findings(property("Read Scan", "Blocks that cannot be read: 20.")) +
+                                          readPart(blocks(5000, 4980, 20) + property("More Unreadable Ranges", "4") +
+                                                   unreadable(ranges))));
 }
 
 TEST_F(HealthScan, WhatTheDriveReportsIsFoundInEveryScan) {
@@ -114,7 +120,7 @@ TEST_F(HealthScan, WhatTheDriveReportsIsFoundInEveryScan) {
     drive.unreadable = {7};
     EXPECT_EQ(readScan(drive), answer(103, ERRORS + device,
                                       findings(property("Read Scan", "Blocks that cannot be read: 1.") + readOnly) +
-                                          readPart(blocks(100, 99, 1) + property("Unreadable LBAs", "7"))))
+                                          readPart(blocks(100, 99, 1) + unreadable({"7"}))))
         << "read errors are graver, and nothing is kept back";
     drive.breaksAt = 7;
     drive.unreadable = {};
@@ -212,7 +218,7 @@ TEST_F(HealthScan, NoDriveIsNoHealthyDrive) {
     EXPECT_EQ(run().with("StoreLogs", "true").with("DirectoryPath", folder_ / "").on({}),
               "0/0\n<Object category=\"Output\">" + property("HealthScanStatusCode", "100") +
                   "\n<Object name=\"Health Scan\">" + property("Result", "No drive was found.") +
-                  "\n</Object>\n</Object>");
+                  property("Result Code", "100") + "\n</Object>\n</Object>");
     EXPECT_EQ(folder_.names(), std::vector<std::string>());
 }
 
