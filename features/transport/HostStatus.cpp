@@ -25,6 +25,7 @@ constexpr HostErrorRow HOST_ERRORS[] = {
     {ENOENT,    statuses::deviceUnavailable,       "",                   " does not exist"},
     {ENODEV,    statuses::deviceUnavailable,       "The drive of ",      " is gone"},
     {ENXIO,     statuses::deviceUnavailable,       "The drive of ",      " is gone"},
+    {EBADMSG,   statuses::deviceUnavailable,       "",                   ""},
     {EINTR,     statuses::commandTimedOut,         "The drive of ",      " did not answer in time"},
     {ETIME,     statuses::commandTimedOut,         "The drive of ",      " did not answer in time"},
     {ETIMEDOUT, statuses::commandTimedOut,         "The drive of ",      " did not answer in time"},

@@ -12,7 +12,8 @@ namespace features::transport {
 // be read as something else ("bad configuration" for EINTR).
 //
 //   - the drive did not answer in time (EINTR, ETIME, ETIMEDOUT)            0/69
-//   - the drive is gone, or its node or folder is (ENODEV, ENXIO, ENOENT)   0/70
+//   - the drive is gone, or its node or folder is (ENODEV, ENXIO, ENOENT),
+//     or the state of a simulated drive is damaged (EBADMSG)                0/70
 //   - the drive may not be opened (EACCES, EPERM)                           10/238
 //   - no memory (ENOMEM)                                                    0/87
 //   - anything else: 0/64 of an open, 0/75 for EINVAL of a command (nothing was sent), else 0/86

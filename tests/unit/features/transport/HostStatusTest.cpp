@@ -32,8 +32,7 @@ TEST(HostStatus, TheCallerSaysWhatOtherErrorsAre) {
 
 TEST(HostStatus, AStatusKeepsItsOwnWords) {
     EXPECT_EQ(statusText(hostStatus(Status(CATEGORY_OS, EBADMSG, "The state of the simulated drive is damaged: x"))),
-              "0/86 No completion was available. Can't tell if command passed or failed. The state of the simulated "
-              "drive is damaged: x (errno 74).");
+              "0/70 The device (object) was unavailable. The state of the simulated drive is damaged: x (errno 74).");
     EXPECT_EQ(statusText(hostStatus(Status(CATEGORY_OS, EACCES, "System error. No permission for /opt/x."))),
               "10/238 Requires admin privileges. No permission for /opt/x (errno 13).");
     EXPECT_EQ(statusText(hostStatus(Status(10, 33, "No."))), "10/33 No.");
