@@ -10,13 +10,25 @@ import subprocess
 import termios
 import unittest
 
-from simulated import FOLDER, HIDE_DRIVES, SimulatedTestCase
+from simulated import FOLDER, HIDE_DRIVES, SimulatedTestCase, firmware_image
 from world import TOOL
 
 CLEAR = "\r\x1b[K"
 DRIVE = re.escape(f"Drive SIM-VELKO-1 ({FOLDER}/velko/dev/velko), ")
 SELF_TEST = ("start", "-velkossd", "0", "-selftest", "-mode", "captive")
 SANITIZE = ("start", "-force", "-velkossd", "0", "-sanitize")
+
+LOAD = ("load", "-force", "-source", "fw.bin", "-velkossd", "0", "FirmwareSlot=2", "CommitAction=1")
+# What lasts because the drive is slow: the fault, the command, its line, and whether the line has percent at some time.
+SLOW = [
+    ("admin 0x80 600", ("delete", "-force", "-velkossd", "0"), "format", False),
+    ("admin 0x80 600", ("start", "-force", "-velkossd", "0", "-nvmeformat"), "format", False),
+    ("admin 0x11 200", LOAD, "firmware download", True),
+    ("admin 0x10 600", LOAD, "firmware commit", False),
+    ("io 0x02 200", ("start", "-scan", "ReadScan", "-velkossd", "0"), "read scan of namespace 1", True),
+    ("admin 0x02 600", ("dump", "-destination", "slots.bin", "-velkossd", "0", "-nvmelog", "firmware"),
+     "log page 0x03", False),
+]
 
 
 class Progress(SimulatedTestCase):
@@ -64,6 +76,19 @@ class Progress(SimulatedTestCase):
 
     def test_a_sanitize_operation(self):
         self.check_shown(SANITIZE, r"sanitize: \d+ %, 0:00:0\d elapsed, the drive estimates 0:00:03")
+
+    def test_what_a_slow_drive_takes_long_for(self):
+        (self.world.cwd / "fw.bin").write_bytes(firmware_image("velko", "NEW00001", size=32768))
+        for slow, arguments, line, has_percent in SLOW:
+            with self.subTest(arguments=arguments, slow=slow):
+                # Small pieces make several commands of an image of 32 KiB, and of a namespace of 2 MiB.
+                self.describe("velko", size="2 MiB", max_transfer_kib=8 if "0x11" in slow else 64, slow=slow)
+                process, master = self.begin(*arguments)
+                shown = self.shown(master)
+                self.assertEqual(process.wait(), 0, process.stdout.read().decode())
+                drawn = f"{re.escape(CLEAR)}{DRIVE}{line}: (\\d+ %, )?0:00:0\\d elapsed\r"
+                self.assertRegex(shown, f"^({drawn})+{re.escape(CLEAR)}\r$")
+                self.assertEqual(bool(re.search(r": [1-9]\d* %, ", shown)), has_percent, shown)
 
     def test_a_user_who_wants_none_sees_none(self):
         process, master = self.begin(*SELF_TEST, NIMBREL_PROGRESS="none")
