@@ -66,6 +66,12 @@ constexpr Row ROWS[] = {
     {"Background Processing", "Force Flush", "text", NONE, NONE, "state of a flush", "not a VELKO drive"},
     {"Background Processing", "Maintenance", "text", NONE, NONE, "the drive's own work", "not a VELKO drive"},
 
+    {"Firmware State", "PreviousFirmware", "text", NONE, NONE, "revision that ran before", NEVER},
+    {"Firmware State", "RunningFirmware", "text", NONE, NONE, "revision that runs now", NEVER},
+    {"Firmware State", "NextFirmware", "text", NONE, NONE, "revision that the reset activates, none, or not reported", NEVER},
+    {"Firmware State", "FirmwareSlot", "number", NONE, "not reported", "slot of the new firmware", NEVER},
+    {"Firmware State", "RequiredReset", "word", NONE, "none|controller level reset|NVM subsystem reset|conventional reset", "reset that is left to be made", NEVER},
+
     {"LED Activity", "DurationBase", "number", "milliseconds", NONE, "time that the multipliers count in", "-getfeature shows its fields"},
     {"LED Activity", "FormatOffMultiplier", "number", NONE, NONE, "LED off while formatting, in times of DurationBase", "the same"},
     {"LED Activity", "FormatOnMultiplier", "number", NONE, NONE, "LED on while formatting", "the same"},
@@ -76,7 +82,8 @@ constexpr Row ROWS[] = {
     {"Partition *", "Offset", "number", "bytes", NONE, "where the partition begins", NEVER},
     {"Partition *", "Size", "number", "bytes", NONE, "size of the partition", NEVER},
     {"Partition *", "FileSystemType", "text", NONE, NONE, "file system, or not reported", NEVER},
-    {"Partition *", "MountPoint", "text", NONE, NONE, "where it is mounted, or not mounted; several with commas", NEVER},
+    {"Partition *", "MountPoint", "text", NONE, NONE, "where it is mounted, or not mounted", NEVER},
+    {"Partition *", "MountPoint *", "text", NONE, NONE, "MountPoint 2, MountPoint 3...: further places where it is mounted", "mounted once at most"},
     {"Partition *", "Use", "text", NONE, NONE, "other uses, or none", NEVER},
     {"Partition *", "Label", "text", NONE, NONE, "label of the file system", "there is none"},
     {"Partition *", "UUID", "text", NONE, NONE, "UUID of the file system", "there is none"},
@@ -84,6 +91,7 @@ constexpr Row ROWS[] = {
     {"Partition *", "UsedSpace", "number", "bytes", NONE, "used space of the file system", "not mounted"},
     {"Partition *", "FreeSpacePercentage", "number", "%", NONE, "free space in percent of the size", "not mounted"},
     {"Namespace *", "MountPoint", "text", NONE, NONE, "where a namespace without partitions is mounted (show -partition)", "show -a"},
+    {"Namespace *", "MountPoint *", "text", NONE, NONE, "MountPoint 2, MountPoint 3...: further places", "mounted once at most"},
 
     {"Attached Namespaces", "Namespaces", "part", NONE, NONE, "list: namespace identifiers", NEVER},
     {"Attached Namespaces > Namespaces", "Entry *", "number", NONE, NONE, "a namespace identifier", NEVER},
@@ -157,7 +165,7 @@ constexpr Row ROWS[] = {
 
     // Of start -scan.
     {"Health Scan", "Result", "text", NONE, NONE, "outcome of the scan in words", NEVER},
-    {"Health Scan", "Result Code", "number", NONE, NONE, "outcome of the scan, as in the exit status of one drive", "no drive was found"},
+    {"Health Scan", "Result Code", "number", NONE, NONE, "outcome of the scan, as in the exit status of one drive", NEVER},
     {"Health Scan", "* - Not read", "text", NONE, NONE, "why a structure could not be looked at", "it was read"},
     {"Health Scan", "Left out", "text", NONE, NONE, "why a scan was not made", "it was made"},
     {"Health Scan", "Not completed", "text", NONE, NONE, "why a scan ended early", "it was completed"},
@@ -170,7 +178,9 @@ constexpr Row ROWS[] = {
     {"Health Scan > Read Scan - Namespace *", "Blocks", "number", NONE, NONE, "blocks of the namespace", NEVER},
     {"Health Scan > Read Scan - Namespace *", "Blocks Read", "number", NONE, NONE, "blocks that were read", NEVER},
     {"Health Scan > Read Scan - Namespace *", "Unreadable Blocks", "number", NONE, NONE, "blocks that could not be read", NEVER},
-    {"Health Scan > Read Scan - Namespace *", "Unreadable LBAs", "text", NONE, NONE, "their addresses and ranges, with blanks between them", "there are none"},
+    {"Health Scan > Read Scan - Namespace *", "More Unreadable Ranges", "number", NONE, NONE, "ranges that the list leaves out", "it has all"},
+    {"Health Scan > Read Scan - Namespace *", "Unreadable LBAs", "part", NONE, NONE, "list: the first 16 addresses and ranges of addresses", "there are none"},
+    {"Health Scan > Read Scan - Namespace * > Unreadable LBAs", "Entry *", "text", NONE, NONE, "an address, or the first and the last one: 100-107", NEVER},
     {"Health Scan > Read Scan - Namespace *", "Ended", "text", NONE, NONE, "why the rest was not tried", "all was tried"},
     {"Health Scan > Read Scan - Namespace *", "Not completed", "text", NONE, NONE, "why the scan ended early", "it was completed"},
     {"Health Scan > Data Integrity Scan", "Path", "text", NONE, NONE, "file system that was checked", NEVER},
