@@ -53,7 +53,7 @@ TEST(StateCheck, TakesWhatIsJustPossible) {
     state.selfTest.nsid = 0xFFFFFFFF;
     state.selfTest.results.resize(20);
     state.sanitize.status = 4;
-    state.events.pending = state.events.masked = 0x7F;
+    state.events.pending = state.events.masked = 0xFF;
     state.events.changedNamespaces = {1, 2, 1024};
     state.deallocating.assign(256, {1024, 0, uint64_t{8} << 31});
     state.extensions["unknown"] = {1, 2, 3};
@@ -75,6 +75,7 @@ const struct {
     const char* why;
 } IMPOSSIBLE[] = {
     {"model", [](DriveState& s) { s.model = 3; }, "no such model"},
+    {"namespaces", [](DriveState& s) { s.namespaces[1].controllers = 4; }, "attached to a third controller"},
     {"namespaces", [](DriveState& s) { s.namespaces[0] = s.namespaces[1]; }, "NSID 0"},
     {"namespaces", [](DriveState& s) { s.namespaces[1025] = s.namespaces[1]; }, "NSID 1025"},
     {"namespaces",
@@ -140,8 +141,8 @@ const struct {
     {"sanitize state", [](DriveState& s) { s.sanitize.startedMs = TOO_LATE; }, "48 bits of milliseconds"},
     {"timestamp", [](DriveState& s) { s.timestamp.setTo = TOO_LATE; }, "48 bits of milliseconds"},
     {"timestamp", [](DriveState& s) { s.timestamp.setAtMs = TOO_LATE; }, "48 bits of milliseconds"},
-    {"events", [](DriveState& s) { s.events.pending = 0x80; }, "no such event"},
-    {"events", [](DriveState& s) { s.events.masked = 0x80; }, "no such event"},
+    {"events", [](DriveState& s) { s.events.pending = 0x100; }, "no such event"},
+    {"events", [](DriveState& s) { s.events.masked = 0x100; }, "no such event"},
     {"events", [](DriveState& s) { s.events.changedNamespaces = {0}; }, "NSID 0 changed"},
     {"events", [](DriveState& s) { s.events.changedNamespaces = {1025}; }, "NSID 1025 changed"},
     {"events", [](DriveState& s) { s.events.changedNamespaces = {2, 2}; }, "one namespace twice: the page has room for each once"},

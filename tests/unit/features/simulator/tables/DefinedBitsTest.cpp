@@ -117,7 +117,7 @@ const struct {
     {ModelId::VELKO, 0x01, 0xFFFFFF07}, {ModelId::VELKO, 0x02, 0xFF},     {ModelId::VELKO, 0x04, 0x3FFFFF},
     {ModelId::VELKO, 0x05, 0x1FFFF},    {ModelId::VELKO, 0x06, 0x1},      {ModelId::VELKO, 0x07, ALL},
     {ModelId::VELKO, 0x08, 0xFFFF},     {ModelId::VELKO, 0x09, 0x1FFFF},  {ModelId::VELKO, 0x0A, 0x1},
-    {ModelId::VELKO, 0x0B, 0x7FF},      {ModelId::VELKO, 0x0C, 0x1},      {ModelId::VELKO, 0x0E, 0},
+    {ModelId::VELKO, 0x0B, 0xFFF},      {ModelId::VELKO, 0x0C, 0x1},      {ModelId::VELKO, 0x0E, 0},
     {ModelId::VELKO, 0x0F, ALL},        {ModelId::VELKO, 0x10, ALL},      {ModelId::VELKO, 0x11, 0x1},
     {ModelId::VELKO, 0x16, 0},          {ModelId::VELKO, 0x17, 0x1},      {ModelId::VELKO, 0x80, 0xFF},
     {ModelId::VELKO, 0x81, 0x1},        {ModelId::VELKO, 0x84, 0x7},
