@@ -647,7 +647,7 @@ class TwoControllers(unittest.TestCase):
         run = self.world.run("fault", "drive", *arguments, tool=TOOL)
         self.assertEqual((run.status, run.stderr), (0, ""))
 
-    def test_are_there_at_once_and_tell_who_they_are(self):
+    def test_are_there_at_once_and_identify_themselves(self):
         for index, queue in enumerate([self.admin(0), self.admin(1)]):
             status, _, data = queue.command(IDENTIFY, cdw10=1, read=4096)
             self.assertEqual((status, data[76], data[78:80]), (0, 0x0B, struct.pack("<H", index + 1)))

@@ -56,7 +56,7 @@ class KilledCommands(unittest.TestCase):
         return {path.name: path.read_bytes() for path in folder.iterdir() if path.name not in LOCKS}
 
     def names(self):
-        return sorted({path.name for path in self.drives.iterdir()} - {".lock"})
+        return sorted({path.name for path in self.drives.iterdir()} - {".nimbrel-simdrive.lock"})
 
     def restore(self, kept):
         shutil.rmtree(self.drives)

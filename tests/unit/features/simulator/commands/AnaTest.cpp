@@ -60,7 +60,7 @@ protected:
     std::unique_ptr<Controller> second;
 };
 
-TEST_F(DriveWithTwoControllers, SaysSoOnEach) {
+TEST_F(DriveWithTwoControllers, IdentifiesEach) {
     for (uint16_t id = 1; id <= 2; ++id) {
         const Bytes structure = identifyOn(id, 0x01);
         EXPECT_EQ(structure[76], 0x0B) << "CMIC: ports, controllers, ANA";
@@ -147,7 +147,7 @@ TEST_F(DriveWithTwoControllers, RefusesWhatUsesANamespaceThatItCannotReach) {
     }
 }
 
-TEST_F(DriveWithTwoControllers, TellsTheHostOfAControllerWhoseStatesChange) {
+TEST_F(DriveWithTwoControllers, ReportsChangedStatesOnTheirControllerAlone) {
     for (uint16_t id = 1; id <= 2; ++id) {
         EXPECT_EQ(statusOn(id, admin(0x09, 0, 0x0B, 0x900)), 0) << "namespace and ANA notices";
         EXPECT_EQ(on(id, admin(0x0C)).delivery, Delivery::HELD);
@@ -215,7 +215,7 @@ TEST_F(DriveWithTwoControllers, KeepsWhatBelongsToEach) {
     EXPECT_EQ(on(1, admin(0x0A, 0, 0x04)).dword0, 343U) << "was";
 }
 
-TEST_F(DriveWithTwoControllers, TellsTheOtherHostOfAFormat) {
+TEST_F(DriveWithTwoControllers, ReportsAFormatToTheOtherHost) {
     for (uint16_t id = 1; id <= 2; ++id) {
         EXPECT_EQ(statusOn(id, admin(0x09, 0, 0x0B, 0x100)), 0);
         EXPECT_EQ(on(id, admin(0x0C)).delivery, Delivery::HELD);
