@@ -11,7 +11,6 @@
 #include "ostrel/core/File.h"
 #include "ostrel/core/Globals.h"
 #include "ostrel/core/Logging.h"
-#include "ostrel/core/ScopeTrace.h"
 #include "ostrel/core/Status.h"
 #include "ostrel/core/Strings.h"
 #include "ostrel/core/TrustedFile.h"
@@ -44,18 +43,15 @@ std::unique_ptr<ResultBase> failure(int32_t code, const std::string& message) {
 }  // namespace
 
 FeatureLibraryBinding& FeatureLibraryBinding::getInstance() {
-    OSTREL_TRACE();
     static FeatureLibraryBinding instance;
     return instance;
 }
 
 void FeatureLibraryBinding::unload() {
-    OSTREL_TRACE();
     if (loadedBinding != nullptr) loadedBinding->unloadLibrary();
 }
 
 FeatureLibraryBinding::FeatureLibraryBinding() {
-    OSTREL_TRACE();
     listLibraryPaths();
     lsiPaths_.emplace_back(LSI_SUPPORT_LIBRARY);
     loadError_ = load();
@@ -63,14 +59,12 @@ FeatureLibraryBinding::FeatureLibraryBinding() {
 }
 
 FeatureLibraryBinding::~FeatureLibraryBinding() {
-    OSTREL_TRACE();
     loadedBinding = nullptr;
     unloadLibrary();
 }
 
 // The outcome of the run is delivered already, and a destructor is among the callers.
 void FeatureLibraryBinding::unloadLibrary() noexcept {
-    OSTREL_TRACE();
     if (connection_ == nullptr || !connection_->isOpen()) return;
     try {
         callUnload();
@@ -81,7 +75,6 @@ void FeatureLibraryBinding::unloadLibrary() noexcept {
 }
 
 void FeatureLibraryBinding::callUnload() {
-    OSTREL_TRACE();
     const auto unloadFunction = resolve<UnloadFunction>("Unload");
     if (unloadFunction == nullptr) return;
     const auto error = callLibrary("Unload", unloadFunction);
@@ -89,24 +82,20 @@ void FeatureLibraryBinding::callUnload() {
 }
 
 std::unique_ptr<ResultBase> FeatureLibraryBinding::takeLoadError() {
-    OSTREL_TRACE();
     return std::move(loadError_);
 }
 
 std::unique_ptr<ResultBase> FeatureLibraryBinding::sendRequest(const XmlObject& request, std::string& responseText,
                                                                Status& status) {
-    OSTREL_TRACE();
     return exchange(functions_, request, responseText, status);
 }
 
 std::unique_ptr<ResultBase> FeatureLibraryBinding::sendRequest(const XmlObject& request,
                                                                std::unique_ptr<XmlElement>& response, Status& status) {
-    OSTREL_TRACE();
     return exchange(functions_, request, response, status);
 }
 
 void FeatureLibraryBinding::disableLoggerIfOff() {
-    OSTREL_TRACE();
     const auto configuration = system::readConfigFile();
     if (configuration == nullptr || functions_.enableLogger == nullptr) return;
     const std::string enableLog = system::getSetting(*configuration, system::SETTING_ENABLE_LOG);
@@ -121,7 +110,6 @@ void FeatureLibraryBinding::logPassedOver() const {
 }
 
 void FeatureLibraryBinding::listLibraryPaths() {
-    OSTREL_TRACE();
     const auto configuration = system::readConfigFile();
     if (configuration == nullptr) return;
     if (findIgnoringCase(*configuration, system::SETTING_VELKO_SSD_FEATURES_PATH) == configuration->end()) return;
@@ -132,13 +120,11 @@ void FeatureLibraryBinding::listLibraryPaths() {
 }
 
 void FeatureLibraryBinding::openFirstLibrary() {
-    OSTREL_TRACE();
     for (const std::string& path : libraryPaths_)
         if (openLibrary(path)) return;
 }
 
 bool FeatureLibraryBinding::openLibrary(const std::string& path) {
-    OSTREL_TRACE();
     TrustedFile file;
     const Status status = file.open(path, ostrel::core::SymbolicLink::FOLLOW);
     if (status.is(ostrel::core::CATEGORY_OS, ENOENT)) return false;
@@ -162,19 +148,16 @@ bool FeatureLibraryBinding::openLibrary(const std::string& path) {
 }
 
 void FeatureLibraryBinding::passOver(const std::string& path, const std::string& reason) {
-    OSTREL_TRACE();
     const std::string start = path + ": ";
     passedOver_.push_back(reason.compare(0, start.size(), start) == 0 ? reason : start + reason);
 }
 
 void FeatureLibraryBinding::closeLibrary() {
-    OSTREL_TRACE();
     functions_ = FeatureLibraryFunctions();  // their code is about to be unmapped
     connection_.reset();  // and not by close(), whose status takes memory that a full host does not have
 }
 
 std::unique_ptr<ResultBase> FeatureLibraryBinding::load() {
-    OSTREL_TRACE();
     openFirstLibrary();
     if (connection_ == nullptr) {
         std::string message = "Failed to find or load valid library: " FEATURE_LIBRARY_FILE_NAME "--------";
@@ -191,7 +174,6 @@ std::unique_ptr<ResultBase> FeatureLibraryBinding::load() {
 }
 
 std::unique_ptr<ResultBase> FeatureLibraryBinding::checkVersion() {
-    OSTREL_TRACE();
     const auto getVersion = resolve<GetVerFunction>("GetVer");
     int32_t version = 0;
     if (getVersion != nullptr)
@@ -202,7 +184,6 @@ std::unique_ptr<ResultBase> FeatureLibraryBinding::checkVersion() {
 
 // Its error leaves nothing to unload.
 std::unique_ptr<ResultBase> FeatureLibraryBinding::startLibrary() {
-    OSTREL_TRACE();
     const auto registerDeviceManager = resolve<RegisterDeviceManagerFunction>("RegisterDeviceManager");
     const auto loadLibrary = resolve<LoadFunction>("Load");
     functions_.sendXmlMessage = resolve<SendXMLMessageFunction>("SendXMLMessage");
@@ -218,7 +199,6 @@ std::unique_ptr<ResultBase> FeatureLibraryBinding::startLibrary() {
 
 // Its error leaves a library that is loaded and may still be sent requests.
 std::unique_ptr<ResultBase> FeatureLibraryBinding::handOver() {
-    OSTREL_TRACE();
     const auto setLsiPath = resolve<SetLSIPathFunction>("SetLSIPath");
     const std::string configText = system::readConfigText();
     std::unique_ptr<ResultBase> result;
@@ -236,7 +216,6 @@ std::unique_ptr<ResultBase> FeatureLibraryBinding::handOver() {
 }
 
 std::unique_ptr<ResultBase> FeatureLibraryBinding::configureLog(const std::string& configText) {
-    OSTREL_TRACE();
     if (configText.empty()) {
         return failure(framework::ERRORCODE_INVALID_CONFIGURATION,
                        "Invalid or corrupted configuration file. Please fix or delete: " + system::getConfigPath());
@@ -263,7 +242,6 @@ std::unique_ptr<ResultBase> FeatureLibraryBinding::configureLog(const std::strin
 
 template <typename Function>
 Function FeatureLibraryBinding::resolve(const char* name) {
-    OSTREL_TRACE();
     void* address = nullptr;
     (void)connection_->loadFunction(name, address);  // null says it all
     return reinterpret_cast<Function>(address);

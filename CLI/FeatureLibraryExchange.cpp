@@ -6,7 +6,6 @@
 
 #include "CLI/LibraryCall.h"
 #include "ostrel/core/Payload.h"
-#include "ostrel/core/ScopeTrace.h"
 #include "ostrel/core/Status.h"
 #include "ostrel/core/Strings.h"
 #include "ostrel/core/XmlConverter.h"
@@ -42,7 +41,6 @@ std::unique_ptr<ResultBase> tooLarge(uint64_t size) {
 
 // Fetches the response: the first call asks for the size, the second for the bytes. There is no third.
 std::unique_ptr<ResultBase> receive(ReceiveXMLMessageFunction receiveXmlMessage, void* handle, std::string& text) {
-    OSTREL_TRACE();
     Payload buffer;
     uint64_t size = 0;
     int32_t code = 0;
@@ -71,7 +69,6 @@ std::unique_ptr<ResultBase> receive(ReceiveXMLMessageFunction receiveXmlMessage,
 // Sends the request and fetches the response.
 std::unique_ptr<ResultBase> converse(const FeatureLibraryFunctions& library, const XmlObject& request,
                                      std::string& responseText) {
-    OSTREL_TRACE();
     void* handle = nullptr;
     {
         const std::string text = request.toXmlString();
@@ -84,7 +81,6 @@ std::unique_ptr<ResultBase> converse(const FeatureLibraryFunctions& library, con
 }
 
 std::unique_ptr<ResultBase> extractStatusOf(const XmlElement* response, Status& status) {
-    OSTREL_TRACE();
     if (response == nullptr) throw std::runtime_error("Unable to convert the given xml string to an XmlElement");
     return extractStatus(*response, status);
 }
@@ -110,14 +106,12 @@ struct StatusTexts {
 
 std::unique_ptr<ResultBase> exchange(const FeatureLibraryFunctions& library, const XmlObject& request,
                                      std::string& responseText, Status& status) {
-    OSTREL_TRACE();
     if (auto error = converse(library, request, responseText)) return error;
     return extractStatusOf(ostrel::core::XmlConverter::toXml(responseText).get(), status);
 }
 
 std::unique_ptr<ResultBase> exchange(const FeatureLibraryFunctions& library, const XmlObject& request,
                                      std::unique_ptr<XmlElement>& response, Status& status) {
-    OSTREL_TRACE();
     std::string text;
     if (auto error = converse(library, request, text)) return error;
     response = ostrel::core::XmlConverter::toXml(std::move(text));
@@ -125,7 +119,6 @@ std::unique_ptr<ResultBase> exchange(const FeatureLibraryFunctions& library, con
 }
 
 std::unique_ptr<ResultBase> extractStatus(const XmlElement& response, Status& status) {
-    OSTREL_TRACE();
     using namespace ostrel::core::xml;
     const auto found = response.find(TAG_OBJECT, KEY_CATEGORY, CATEGORY_STATUS, 2);
     if (found.size() != 1) return nullptr;

@@ -3,7 +3,6 @@
 #include "CLI/FeatureLibraryBinding.h"
 #include "CLI/cli_system/ConfigurationFile.h"
 #include "CLI/cli_system/Settings.h"
-#include "ostrel/core/ScopeTrace.h"
 
 namespace cli::velkossd {
 namespace {
@@ -13,18 +12,11 @@ using ostrel::core::xml::XmlObject;
 
 class LibraryServices : public FeatureServices {
 public:
-    FlowResult takeLoadError() override {
-        OSTREL_TRACE();
-        return FeatureLibraryBinding::getInstance().takeLoadError();
-    }
+    FlowResult takeLoadError() override { return FeatureLibraryBinding::getInstance().takeLoadError(); }
 
-    void disableLoggerIfOff() override {
-        OSTREL_TRACE();
-        FeatureLibraryBinding::getInstance().disableLoggerIfOff();
-    }
+    void disableLoggerIfOff() override { FeatureLibraryBinding::getInstance().disableLoggerIfOff(); }
 
     std::string getAdditionalModuleDirectory() override {
-        OSTREL_TRACE();
         const auto settings = system::readConfigFile();
         if (settings == nullptr) return "";
         return system::getSetting(*settings, system::SETTING_ADDITIONAL_FW_MOD_DIR);
@@ -32,7 +24,6 @@ public:
 
     FlowResult sendRequest(const XmlObject& request, std::unique_ptr<XmlElement>& response,
                            ostrel::core::Status& status) override {
-        OSTREL_TRACE();
         return FeatureLibraryBinding::getInstance().sendRequest(request, response, status);
     }
 };
@@ -40,7 +31,6 @@ public:
 }  // namespace
 
 FeatureServices& libraryServices() {
-    OSTREL_TRACE();
     static LibraryServices services;
     return services;
 }

@@ -40,12 +40,10 @@ std::unique_ptr<ResultBase> VelkoSSDFeature::run(const CommandSpec& commandSpec,
 }
 
 void VelkoSSDFeature::getPaths(std::vector<CommandSpec>& commands) {
-    OSTREL_TRACE();
     appendCommandSpecs(commands);
 }
 
 std::unique_ptr<ResultBase> VelkoSSDFeature::runFlow(std::int32_t commandSpecId, const ParsedCommand& parsedCommand) {
-    OSTREL_TRACE();
     if (const CommandRow* row = findCommand(commandSpecId)) {
         context_.setInterruption(interruptionWords(*row, parsedCommand));
         return row->action.flow(context_, row->action, parsedCommand);

@@ -6,7 +6,6 @@
 
 #include "CLI/License.h"
 #include "CLI/ToolInformation.h"
-#include "ostrel/core/ScopeTrace.h"
 #include "ostrel/interfaces/cli/cliframework/CommonParts.h"
 #include "ostrel/interfaces/cli/cliframework/Constants.h"
 #include "ostrel/interfaces/cli/cliframework/ErrorCode.h"
@@ -30,20 +29,17 @@ VersionFeature registeredFeature;
 [[maybe_unused]] const bool isRegistered = Framework::getInstance().registerFeature(FEATURE_NAME, &registeredFeature);
 
 std::string fullAgreement() {
-    OSTREL_TRACE();
     return concat({COPYRIGHT_TEXT, "\n", TOOL_DISPLAY_NAME, " ", TOOL_VERSION, "\n\n", AGREEMENT_TEXT});
 }
 
 }  // namespace
 
 std::unique_ptr<ResultBase> VersionFeature::run(const CommandSpec& commandSpec, const ParsedCommand& parsedCommand) {
-    OSTREL_TRACE();
     if (commandSpec.id == COMMAND_VERSION) return showVersion(parsedCommand);
     return std::make_unique<NotImplementedErrorResult>(static_cast<std::uint32_t>(commandSpec.id), FEATURE_NAME);
 }
 
 void VersionFeature::getPaths(std::vector<CommandSpec>& commands) {
-    OSTREL_TRACE();
     CommandSpec version(COMMAND_VERSION, "Version", VERB_VERSION,
                         "Show tool version information. Use '-all' or '-display license' to display the tool's "
                         "End-User License agreement.");
@@ -54,7 +50,6 @@ void VersionFeature::getPaths(std::vector<CommandSpec>& commands) {
 }
 
 std::unique_ptr<ResultBase> VersionFeature::showVersion(const ParsedCommand& parsedCommand) const {
-    OSTREL_TRACE();
     PropertyListResult properties;
     properties.insert("Name", TOOL_DISPLAY_NAME);
     properties.insert("Version", TOOL_VERSION);

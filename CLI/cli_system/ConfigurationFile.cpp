@@ -10,7 +10,6 @@
 #include "CLI/cli_system/Settings.h"
 #include "CLI/cli_system/SystemFeature.h"
 #include "ostrel/core/File.h"
-#include "ostrel/core/ScopeTrace.h"
 #include "ostrel/core/TrustedFile.h"
 #include "ostrel/core/XmlConverter.h"
 #include "ostrel/core/xml/XmlConstants.h"
@@ -32,7 +31,6 @@ namespace {
 
 // The root of the document, or null when the text is no document or its root no object.
 std::unique_ptr<XmlObject> parseRoot(const std::string& text) {
-    OSTREL_TRACE();
     std::unique_ptr<XmlElement> element = XmlConverter::toXml(text);
     auto* const object = dynamic_cast<XmlObject*>(element.get());
     if (object != nullptr) (void)element.release();  // the object is the element
@@ -41,7 +39,6 @@ std::unique_ptr<XmlObject> parseRoot(const std::string& text) {
 
 // The settings of a text that passes every check, otherwise null.
 std::unique_ptr<AttributeList> parseValidSettings(const std::string& text) {
-    OSTREL_TRACE();
     const auto root = parseRoot(text);
     if (root == nullptr || root->getAttribute(ostrel::core::xml::KEY_NAME) != SETTINGS_TITLE) return nullptr;
     auto settings = XmlConverter::xmlToAttributeList(*root);
@@ -66,7 +63,6 @@ std::unique_ptr<ErrorResult> notCreated(const std::string& path) {
 }  // namespace
 
 const std::string& getConfigPath() {
-    OSTREL_TRACE();
     static const std::string path = [] {
         std::string thePath = std::string(TOOL_DIRECTORY) + "nimbrel_config.xml";
         if (const auto error = loadConfigFile(SystemFeature::getInstance(), thePath)) endProcess(*error);
@@ -76,7 +72,6 @@ const std::string& getConfigPath() {
 }
 
 std::unique_ptr<ErrorResult> loadConfigFile(SystemFeature& feature, const std::string& path) {
-    OSTREL_TRACE();
     std::string text;
     if (auto error = readConfigText(path, text)) return error;
     if (text.empty()) {
@@ -95,19 +90,16 @@ std::unique_ptr<ErrorResult> loadConfigFile(SystemFeature& feature, const std::s
 }
 
 std::unique_ptr<AttributeList> readConfigFile() {
-    OSTREL_TRACE();
     return parseConfigText(readConfigText());
 }
 
 std::string readConfigText() {
-    OSTREL_TRACE();
     std::string text;
     if (const auto error = readConfigText(getConfigPath(), text)) endProcess(*error);
     return text;
 }
 
 std::unique_ptr<ErrorResult> readConfigText(const std::string& path, std::string& text) {
-    OSTREL_TRACE();
     text.clear();
     if (ostrel::core::isSymbolicLink(path)) {
         return failure(framework::ERRORCODE_SYMBOLIC_LINK,
@@ -125,7 +117,6 @@ std::unique_ptr<ErrorResult> readConfigText(const std::string& path, std::string
 }
 
 std::unique_ptr<AttributeList> parseConfigText(const std::string& text) {
-    OSTREL_TRACE();
     if (text.empty()) return nullptr;
     // Start-up asks several times, and a run of the tool is too short to parse one text more than once.
     static std::string knownText;
@@ -139,7 +130,6 @@ std::unique_ptr<AttributeList> parseConfigText(const std::string& text) {
 }
 
 bool writeConfigFile(const AttributeList& settings, const std::string& path) {
-    OSTREL_TRACE();
     const auto root = XmlConverter::attributeListToXml(settings);
     root->attributes[ostrel::core::xml::KEY_NAME] = SETTINGS_TITLE;
     const std::string text = root->toXmlString();

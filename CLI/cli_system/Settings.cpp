@@ -4,7 +4,6 @@
 #include <iterator>
 #include <utility>
 
-#include "ostrel/core/ScopeTrace.h"
 #include "ostrel/core/Strings.h"
 
 namespace cli::system {
@@ -55,7 +54,6 @@ bool isInOrder(const AttributeList& settings) {
 }  // namespace
 
 AttributeList defaultSettings() {
-    OSTREL_TRACE();
     AttributeList settings;
     for (const SettingRow& row : SETTINGS)
         settings.emplace(row.key, Attribute(row.key, row.displayName, ostrel::core::typeString(), row.defaultValue));
@@ -63,7 +61,6 @@ AttributeList defaultSettings() {
 }
 
 AttributeList orderSettings(AttributeList settings) {
-    OSTREL_TRACE();
     // Where two entries share a bucket the trick of fillBackwards() may fail; more buckets part them. Eight rounds are
     // more than any honest file needs.
     constexpr int MAX_ROUNDS = 8;
@@ -75,7 +72,6 @@ AttributeList orderSettings(AttributeList settings) {
 }
 
 bool areSettingsValid(const AttributeList& settings) {
-    OSTREL_TRACE();
     const auto isThere = [&](const SettingRow& row) { return findIgnoringCase(settings, row.key) != settings.end(); };
     return std::all_of(std::begin(SETTINGS), std::end(SETTINGS), isThere) &&
            isSwitchValue(getSetting(settings, SETTING_ENABLE_LOG)) &&
@@ -84,18 +80,15 @@ bool areSettingsValid(const AttributeList& settings) {
 }
 
 bool isSwitchValue(std::string_view text) {
-    OSTREL_TRACE();
     return ostrel::core::equals(text, "true", true) || ostrel::core::equals(text, "false", true);
 }
 
 std::string getSetting(const AttributeList& settings, std::string_view key) {
-    OSTREL_TRACE();
     const auto found = findIgnoringCase(settings, key);
     return found != settings.end() ? found->second.getText() : std::string();
 }
 
 bool isSettingOn(const AttributeList& settings, std::string_view key) {
-    OSTREL_TRACE();
     return ostrel::core::toBoolean(getSetting(settings, key));
 }
 

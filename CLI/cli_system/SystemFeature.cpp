@@ -7,7 +7,6 @@
 #include "CLI/cli_system/ConfigurationFile.h"
 #include "CLI/cli_system/Settings.h"
 #include "ostrel/core/File.h"
-#include "ostrel/core/ScopeTrace.h"
 #include "ostrel/core/Strings.h"
 #include "ostrel/interfaces/cli/cliframework/CommonParts.h"
 #include "ostrel/interfaces/cli/cliframework/Constants.h"
@@ -73,7 +72,6 @@ std::unique_ptr<ErrorResult> failure(std::int32_t code, const std::string& messa
 
 // Null when the value will do for the setting.
 std::unique_ptr<ErrorResult> checkValue(const std::string& key, const std::string& value) {
-    OSTREL_TRACE();
     using ostrel::core::isDirectory;
     if (key == SETTING_ENABLE_LOG || key == SETTING_ENABLE_LSI_ADAPTER) {
         if (isSwitchValue(value)) return nullptr;
@@ -108,12 +106,9 @@ SystemFeature& SystemFeature::getInstance() {
     return instance;
 }
 
-SystemFeature::SystemFeature() : settings_(defaultSettings()) {
-    OSTREL_TRACE();
-}
+SystemFeature::SystemFeature() : settings_(defaultSettings()) {}
 
 std::unique_ptr<ResultBase> SystemFeature::run(const CommandSpec& commandSpec, const ParsedCommand& parsedCommand) {
-    OSTREL_TRACE();
     if (commandSpec.id == COMMAND_SHOW) return show(parsedCommand);
     const char* const key = settingOf(commandSpec.id);
     if (key != nullptr) return setProperty(key, parsedCommand);
@@ -121,7 +116,6 @@ std::unique_ptr<ResultBase> SystemFeature::run(const CommandSpec& commandSpec, c
 }
 
 void SystemFeature::getPaths(std::vector<CommandSpec>& commands) {
-    OSTREL_TRACE();
     for (const CommandRow& row : COMMANDS) {
         CommandSpec& command = commands.emplace_back(row.id, row.name, row.verb, row.help);
         command.addTarget("-system", true, "", false, "System target is required.");
@@ -134,12 +128,10 @@ void SystemFeature::getPaths(std::vector<CommandSpec>& commands) {
 }
 
 void SystemFeature::setSettings(AttributeList settings) {
-    OSTREL_TRACE();
     settings_ = orderSettings(std::move(settings));
 }
 
 std::unique_ptr<ResultBase> SystemFeature::show(const ParsedCommand& parsedCommand) const {
-    OSTREL_TRACE();
     std::vector<std::string> displayList(std::begin(DEFAULT_DISPLAY_LIST), std::end(DEFAULT_DISPLAY_LIST));
     const auto display = parsedCommand.options.find(OPTION_DISPLAY.name);
     const bool isUsersList = display != parsedCommand.options.end();
@@ -159,7 +151,6 @@ std::unique_ptr<ResultBase> SystemFeature::show(const ParsedCommand& parsedComma
 }
 
 std::unique_ptr<ResultBase> SystemFeature::setProperty(const std::string& key, const ParsedCommand& parsedCommand) {
-    OSTREL_TRACE();
     const auto property = parsedCommand.properties.find(key);
     if (property == parsedCommand.properties.end())
         return failure(ERRORCODE_INVALID_PROPERTY, "Could not find property for: " + key);
@@ -168,7 +159,6 @@ std::unique_ptr<ResultBase> SystemFeature::setProperty(const std::string& key, c
 }
 
 std::unique_ptr<ResultBase> SystemFeature::writeConfig(const std::string& key, const std::string& value) {
-    OSTREL_TRACE();
     const auto setting = findIgnoringCase(settings_, key);
     if (setting != settings_.end()) {
         setting->second.setType(ostrel::core::typeString());  // a file edited by hand may have another

@@ -6,7 +6,6 @@
 
 #include "CLI/velkossd/CommandTargets.h"
 #include "ostrel/core/AttributeVocabulary.h"
-#include "ostrel/core/ScopeTrace.h"
 #include "ostrel/interfaces/cli/cliframework/CommandSpec.h"
 #include "ostrel/interfaces/cli/cliframework/CommonParts.h"
 #include "ostrel/interfaces/ostreli/interface/JobNames.h"
@@ -439,7 +438,6 @@ CommandSpec toCommandSpec(const CommandRow& row) {
 }  // namespace
 
 const CommandRow* findCommand(int32_t id) {
-    OSTREL_TRACE();
     const auto row =
         std::lower_bound(std::begin(COMMANDS), std::end(COMMANDS), id,
                          [](const CommandRow& candidate, int32_t wanted) { return candidate.id < wanted; });
@@ -447,7 +445,6 @@ const CommandRow* findCommand(int32_t id) {
 }
 
 void appendCommandSpecs(std::vector<CommandSpec>& commands) {
-    OSTREL_TRACE();
     commands.reserve(commands.size() + std::size(COMMANDS));
     for (const CommandRow& row : COMMANDS)
         if (row.hasCommandLine()) commands.push_back(toCommandSpec(row));

@@ -4,7 +4,6 @@
 #include "CLI/velkossd/JobArguments.h"
 #include "CLI/velkossd/SavedOutput.h"
 #include "CLI/velkossd/SubFlows.h"
-#include "ostrel/core/ScopeTrace.h"
 #include "ostrel/core/Status.h"
 #include "ostrel/core/xml/XmlObject.h"
 #include "ostrel/interfaces/cli/cliframework/ParsedCommand.h"
@@ -29,7 +28,6 @@ constexpr ArgumentRule RETAIN_EVENT[] = {{attributes::retainAsynchronousEvent, {
 }  // namespace
 
 FlowResult addHostInitiated(XmlObject& request, const ParsedCommand& command, bool byDefault) {
-    OSTREL_TRACE();
     const auto attribute = attributes::hostInitiated();
     const bool isGiven = findGiven(command.properties, attribute.getName()) != nullptr;
     if (!isGiven && byDefault) Job::addProperty(request, attribute, "true");
@@ -37,7 +35,6 @@ FlowResult addHostInitiated(XmlObject& request, const ParsedCommand& command, bo
 }
 
 FlowResult addPersistentEventLogAction(FlowContext&, XmlObject& request, const ParsedCommand& command) {
-    OSTREL_TRACE();
     const std::string& word = valueOf(command.targets, "-persistenteventlog");
     const bool isRead = stringsIEqual(word, "read");
     if (!isRead && !stringsIEqual(word, "release"))
@@ -73,12 +70,10 @@ FlowResult dump(FlowContext& context, const CommandAction& action, const ParsedC
 }  // namespace
 
 FlowResult dumpFlow(FlowContext& context, const CommandAction& action, const ParsedCommand& command) {
-    OSTREL_TRACE();
     return dump(context, action, command, false);
 }
 
 FlowResult telemetryDumpFlow(FlowContext& context, const CommandAction& action, const ParsedCommand& command) {
-    OSTREL_TRACE();
     return dump(context, action, command, true);
 }
 

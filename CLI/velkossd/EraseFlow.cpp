@@ -6,7 +6,6 @@
 #include "CLI/velkossd/FlowContext.h"
 #include "CLI/velkossd/JobArguments.h"
 #include "CLI/velkossd/SubFlows.h"
-#include "ostrel/core/ScopeTrace.h"
 #include "ostrel/core/xml/XmlObject.h"
 #include "ostrel/interfaces/cli/cliframework/ParsedCommand.h"
 #include "ostrel/interfaces/ostreli/interface/Job.h"
@@ -102,17 +101,14 @@ FlowResult erase(FlowContext& context, const CommandAction& action, const Parsed
 }  // namespace
 
 FlowResult deleteFlow(FlowContext& context, const CommandAction& action, const ParsedCommand& command) {
-    OSTREL_TRACE();
     return erase(context, action, command, DELETION);
 }
 
 FlowResult formatFlow(FlowContext& context, const CommandAction& action, const ParsedCommand& command) {
-    OSTREL_TRACE();
     return erase(context, action, command, FORMAT);
 }
 
 FlowResult sanitizeFlow(FlowContext& context, const CommandAction& action, const ParsedCommand& command) {
-    OSTREL_TRACE();
     return erase(context, action, command, SANITIZE);
 }
 

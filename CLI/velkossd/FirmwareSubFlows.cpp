@@ -4,7 +4,6 @@
 #include "CLI/velkossd/FlowContext.h"
 #include "CLI/velkossd/JobArguments.h"
 #include "CLI/velkossd/SubFlows.h"
-#include "ostrel/core/ScopeTrace.h"
 #include "ostrel/core/Strings.h"
 #include "ostrel/core/xml/XmlObject.h"
 #include "ostrel/interfaces/cli/cliframework/ParsedCommand.h"
@@ -78,7 +77,6 @@ std::string stemOf(const Component& component) {
 /// Adds every other component of a drive that consists of several, so that one update reaches all of them. Only an
 /// update from a file needs it: without one the library chooses firmware and drives itself.
 FlowResult addOtherComponents(FlowContext& context, XmlObject& request, const ParsedCommand& command) {
-    OSTREL_TRACE();
     if (findGiven(command.options, "-source") == nullptr) return nullptr;
     std::string device;
     if (auto error = context.getDeviceTarget(command, device, targets::VELKOSSD)) return error;
@@ -98,7 +96,6 @@ FlowResult addOtherComponents(FlowContext& context, XmlObject& request, const Pa
 
 /// `-source` is the file, which the library picks itself when there is none.
 FlowResult addFirmware(FlowContext& context, XmlObject& request, const ParsedCommand& command) {
-    OSTREL_TRACE();
     if (auto error = expectJob(request, JOB_FIRMWARE_UPDATE, JOBTYPE_METHOD)) return error;
     Job::addProperty(request, attributes::skipMembers(), "true");
     const bool hasSlot = findGiven(command.properties, attributes::firmwareSlot().getName()) != nullptr;
@@ -116,7 +113,6 @@ FlowResult addFirmware(FlowContext& context, XmlObject& request, const ParsedCom
 }  // namespace
 
 FlowResult addFirmwareUpdate(FlowContext& context, XmlObject& request, const ParsedCommand& command) {
-    OSTREL_TRACE();
     if (auto error = addOtherComponents(context, request, command)) return error;
     if (auto result = addFirmware(context, request, command)) return result;
     printNotice("Checking for firmware update...");
@@ -124,7 +120,6 @@ FlowResult addFirmwareUpdate(FlowContext& context, XmlObject& request, const Par
 }
 
 FlowResult addFirmwareActivation(FlowContext&, XmlObject& request, const ParsedCommand& command) {
-    OSTREL_TRACE();
     if (auto error = expectJob(request, JOB_FIRMWARE_ACTIVATE, JOBTYPE_METHOD)) return error;
     if (auto error = addArguments(request, command.properties, ACTIVATION_SLOT)) return error;
     if (findGiven(command.properties, attributes::commitAction().getName()) == nullptr)

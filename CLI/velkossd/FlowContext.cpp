@@ -5,7 +5,6 @@
 #include "CLI/velkossd/JobArguments.h"
 #include "CLI/velkossd/JobRendering.h"
 #include "CLI/velkossd/PartRow.h"
-#include "ostrel/core/ScopeTrace.h"
 #include "ostrel/core/SignalWatch.h"
 #include "ostrel/core/Strings.h"
 #include "ostrel/core/xml/XmlElement.h"
@@ -29,13 +28,10 @@ FlowContext::FlowContext(FeatureServices& services, AskUser askUser)
     : services_(services),
       askUser_(std::move(askUser)),
       hiddenProperties_{attributes::device::vendorUniqueIdentifyPayload().getName()},
-      moduleDirectories_{FIRMWARE_MODULES} {
-    OSTREL_TRACE();
-}
+      moduleDirectories_{FIRMWARE_MODULES} {}
 
 FlowResult FlowContext::getDeviceTarget(const framework::ParsedCommand& parsedCommand, std::string& value,
                                         const PartRow& part) const {
-    OSTREL_TRACE();
     value.clear();
     const std::string* given = findGiven(parsedCommand.targets, "-velkossd");
     if (given == nullptr) {
@@ -49,7 +45,6 @@ FlowResult FlowContext::getDeviceTarget(const framework::ParsedCommand& parsedCo
 }
 
 FlowResult FlowContext::runJob(XmlObject& job, std::unique_ptr<XmlElement>& response, ostrel::core::Status& status) {
-    OSTREL_TRACE();
     // Each job adds the configured directory to the list, so a flow's second job sends it twice. The library has come
     // to see it so.
     const std::string configured = services_.getAdditionalModuleDirectory();
@@ -61,7 +56,6 @@ FlowResult FlowContext::runJob(XmlObject& job, std::unique_ptr<XmlElement>& resp
 }
 
 FlowResult FlowContext::runAndRender(XmlObject& job, std::unique_ptr<framework::ObjectResult>& result) {
-    OSTREL_TRACE();
     std::unique_ptr<XmlElement> response;
     ostrel::core::Status status;
     if (auto error = runJob(job, response, status)) return error;
@@ -70,7 +64,6 @@ FlowResult FlowContext::runAndRender(XmlObject& job, std::unique_ptr<framework::
 }
 
 FlowResult FlowContext::runAndRender(XmlObject& job) {
-    OSTREL_TRACE();
     std::unique_ptr<framework::ObjectResult> result;
     if (auto error = runAndRender(job, result)) return error;
     return result;

@@ -1,12 +1,10 @@
 #include "CLI/velkossd/FlowResult.h"
 
-#include "ostrel/core/ScopeTrace.h"
 #include "ostrel/interfaces/cli/cliframework/ErrorResult.h"
 
 namespace cli::velkossd {
 
 FlowResult makeError(framework::ErrorCode code, const std::string& message) {
-    OSTREL_TRACE();
     return std::make_unique<framework::ErrorResult>(code, message, "");
 }
 

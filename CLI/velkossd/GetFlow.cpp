@@ -3,7 +3,6 @@
 #include "CLI/velkossd/FlowContext.h"
 #include "CLI/velkossd/JobArguments.h"
 #include "CLI/velkossd/SubFlows.h"
-#include "ostrel/core/ScopeTrace.h"
 #include "ostrel/core/Strings.h"
 #include "ostrel/interfaces/cli/cliframework/ParsedCommand.h"
 #include "ostrel/interfaces/ostreli/interface/Job.h"
@@ -43,13 +42,11 @@ void addDisplayed(XmlObject& request, const ParsedCommand& command) {
 }  // namespace
 
 FlowResult addShowAll(FlowContext&, XmlObject& request, const ParsedCommand& command) {
-    OSTREL_TRACE();
     if (findGiven(command.options, "-all") != nullptr) Job::addProperty(request, attributes::showAllFlag(), "true");
     return nullptr;
 }
 
 FlowResult addSmart(FlowContext&, XmlObject& request, const ParsedCommand& command) {
-    OSTREL_TRACE();
     const std::string* id = findGiven(command.targets, "-smart");
     if (id == nullptr) return nullptr;
     if (auto error = addArguments(request, command.properties, SMART_ARGUMENTS)) return error;
@@ -58,14 +55,12 @@ FlowResult addSmart(FlowContext&, XmlObject& request, const ParsedCommand& comma
 }
 
 FlowResult addPartition(FlowContext&, XmlObject& request, const ParsedCommand& command) {
-    OSTREL_TRACE();
     const std::string& partition = valueOf(command.targets, "-partition");
     if (!partition.empty()) Job::addProperty(request, attributes::path(), partition);
     return nullptr;
 }
 
 FlowResult getFlow(FlowContext& context, const CommandAction& action, const ParsedCommand& command) {
-    OSTREL_TRACE();
     std::string device;
     if (auto error = context.getDeviceTarget(command, device, targets::OPTIONAL_VELKOSSD_OR_ALL)) return error;
     const auto request = Job::createRequest(std::string(action.job), JOBTYPE_GET_PROPERTIES, true, device);

@@ -2,7 +2,6 @@
 #include "CLI/velkossd/CommandTargets.h"
 #include "CLI/velkossd/FlowContext.h"
 #include "CLI/velkossd/JobArguments.h"
-#include "ostrel/core/ScopeTrace.h"
 #include "ostrel/core/Strings.h"
 #include "ostrel/core/xml/XmlObject.h"
 #include "ostrel/interfaces/cli/cliframework/ParsedCommand.h"
@@ -96,12 +95,10 @@ FlowResult identify(FlowContext& context, const CommandAction& action, const Par
 }  // namespace
 
 FlowResult identifyFlow(FlowContext& context, const CommandAction& action, const ParsedCommand& command) {
-    OSTREL_TRACE();
     return identify(context, action, command, false);
 }
 
 FlowResult controllerListFlow(FlowContext& context, const CommandAction& action, const ParsedCommand& command) {
-    OSTREL_TRACE();
     return identify(context, action, command, true);
 }
 

@@ -2,7 +2,6 @@
 
 #include "CLI/velkossd/CommandCatalogue.h"
 #include "CLI/velkossd/JobArguments.h"
-#include "ostrel/core/ScopeTrace.h"
 #include "ostrel/interfaces/cli/cliframework/Constants.h"
 #include "ostrel/interfaces/cli/cliframework/ParsedCommand.h"
 
@@ -19,7 +18,6 @@ bool isReadOnly(const CommandRow& row) {
 }  // namespace
 
 std::string interruptionWords(const CommandRow& row, const framework::ParsedCommand& command) {
-    OSTREL_TRACE();
     if (isReadOnly(row)) return std::string("nimbrel ends. ") + WHEN_IT_ENDS;
     const std::string& drive = valueOf(command.targets, "-velkossd");
     std::string show = "nimbrel show -velkossd";

@@ -1,6 +1,5 @@
 #include "CLI/velkossd/JobArguments.h"
 
-#include "ostrel/core/ScopeTrace.h"
 #include "ostrel/core/Strings.h"
 #include "ostrel/interfaces/cli/cliframework/StringHelpers.h"
 #include "ostrel/interfaces/ostreli/interface/Job.h"
@@ -35,13 +34,11 @@ bool isNotEmpty(std::string_view value) {
 }
 
 FlowResult checkValue(const ValueTest& test, const std::string& word, const std::string& value) {
-    OSTREL_TRACE();
     if (test.accepts == nullptr || test.accepts(value)) return nullptr;
     return makeError(test.errorCode, framework::formatString(test.complaint, word.c_str(), value.c_str()));
 }
 
 FlowResult addArguments(XmlObject& request, const GivenParts& given, const ArgumentRule* rules, std::size_t count) {
-    OSTREL_TRACE();
     for (const ArgumentRule* rule = rules; rule != rules + count; ++rule) {
         const ostrel::core::Attribute attribute = rule->attribute();
         const std::string word = rule->word == nullptr ? attribute.getName() : rule->word;

@@ -7,7 +7,6 @@
 #include <utility>
 
 #include "CLI/velkossd/FlowResult.h"
-#include "ostrel/core/ScopeTrace.h"
 #include "ostrel/core/Strings.h"
 #include "ostrel/core/XmlConverter.h"
 #include "ostrel/core/xml/XmlList.h"
@@ -121,7 +120,6 @@ const std::vector<std::unique_ptr<XmlObject>>* objectsOf(const XmlElement& root)
 }  // namespace
 
 std::vector<XmlObject*> findOutputs(XmlElement& response) {
-    OSTREL_TRACE();
     std::vector<XmlObject*> outputs;
     const auto* objects = objectsOf(response);
     if (objects == nullptr) return outputs;
@@ -132,14 +130,12 @@ std::vector<XmlObject*> findOutputs(XmlElement& response) {
 }
 
 std::unique_ptr<ObjectResult> render(const std::vector<std::string>& hidden, XmlElement& response) {
-    OSTREL_TRACE();
     const auto outputs = findOutputs(response);
     if (outputs.empty()) return std::make_unique<ObjectResult>();
     return renderOutput(hidden, *outputs.front());
 }
 
 std::unique_ptr<ObjectResult> renderOutput(const std::vector<std::string>& hidden, XmlObject& output) {
-    OSTREL_TRACE();
     output.removeProperties(hidden);
     return renderObject(output);
 }

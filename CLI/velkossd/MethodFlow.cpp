@@ -2,7 +2,6 @@
 #include "CLI/velkossd/CommandTargets.h"
 #include "CLI/velkossd/FlowContext.h"
 #include "CLI/velkossd/SubFlows.h"
-#include "ostrel/core/ScopeTrace.h"
 #include "ostrel/interfaces/cli/cliframework/ObjectResult.h"
 #include "ostrel/interfaces/cli/cliframework/ParsedCommand.h"
 #include "ostrel/interfaces/ostreli/interface/Job.h"
@@ -27,14 +26,12 @@ FlowResult runMethod(FlowContext& context, const CommandAction& action, const fr
 }  // namespace
 
 FlowResult methodFlow(FlowContext& context, const CommandAction& action, const framework::ParsedCommand& command) {
-    OSTREL_TRACE();
     std::unique_ptr<framework::ObjectResult> result;
     if (auto error = runMethod(context, action, command, result)) return error;
     return result;
 }
 
 FlowResult selfTestFlow(FlowContext& context, const CommandAction& action, const framework::ParsedCommand& command) {
-    OSTREL_TRACE();
     std::unique_ptr<framework::ObjectResult> result;
     if (auto error = runMethod(context, action, command, result)) return error;
     if (result->getErrorCode() == 0) noteRunningSelfTest(*result);

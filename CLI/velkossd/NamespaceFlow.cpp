@@ -3,7 +3,6 @@
 #include "CLI/velkossd/FlowContext.h"
 #include "CLI/velkossd/JobArguments.h"
 #include "CLI/velkossd/SubFlows.h"
-#include "ostrel/core/ScopeTrace.h"
 #include "ostrel/core/Strings.h"
 #include "ostrel/core/xml/XmlObject.h"
 #include "ostrel/interfaces/cli/cliframework/Constants.h"
@@ -35,7 +34,6 @@ constexpr ArgumentRule NAMESPACE_TARGETS[] = {
 }  // namespace
 
 FlowResult namespaceFlow(FlowContext& context, const CommandAction& action, const framework::ParsedCommand& command) {
-    OSTREL_TRACE();
     if (command.verb == framework::VERB_DELETE)
         if (auto refusal = askUnlessForced(context, command, "WARNING! You have selected to delete the namespace!",
                                            "Proceed with the delete?"))

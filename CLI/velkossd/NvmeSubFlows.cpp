@@ -3,7 +3,6 @@
 #include "CLI/velkossd/FlowContext.h"
 #include "CLI/velkossd/JobArguments.h"
 #include "CLI/velkossd/SubFlows.h"
-#include "ostrel/core/ScopeTrace.h"
 #include "ostrel/core/Strings.h"
 #include "ostrel/core/xml/XmlObject.h"
 #include "ostrel/interfaces/cli/cliframework/Constants.h"
@@ -115,7 +114,6 @@ FlowResult addOpcode(XmlObject& request, const ParsedCommand& command) {
 }  // namespace
 
 FlowResult addNvmeLog(FlowContext&, XmlObject& request, const ParsedCommand& command) {
-    OSTREL_TRACE();
     const std::string& log = valueOf(command.targets, "-nvmelog");
     addLogPage(request, log);
     const bool needsFile = command.verb == framework::VERB_DUMP && !isList(log);
@@ -126,7 +124,6 @@ FlowResult addNvmeLog(FlowContext&, XmlObject& request, const ParsedCommand& com
 }
 
 FlowResult addNvmeFeature(FlowContext& context, XmlObject& request, const ParsedCommand& command) {
-    OSTREL_TRACE();
     if (auto error = addArguments(request, command.targets, FEATURE_NAMESPACE)) return error;
     if (command.verb == framework::VERB_SHOW) return addGetFeature(context, request, command);
     if (command.verb == framework::VERB_SET) return addSetFeature(request, command);
@@ -134,7 +131,6 @@ FlowResult addNvmeFeature(FlowContext& context, XmlObject& request, const Parsed
 }
 
 FlowResult addErrorInjection(FlowContext&, XmlObject& request, const ParsedCommand& command) {
-    OSTREL_TRACE();
     Job::addProperty(request, attributes::featureId(), ERROR_INJECTION_FEATURE);
     if (command.verb == framework::VERB_SHOW) Job::addProperty(request, attributes::setGetType(), "get");
     if (command.verb != framework::VERB_SET) return nullptr;
@@ -149,7 +145,6 @@ FlowResult addErrorInjection(FlowContext&, XmlObject& request, const ParsedComma
 }
 
 FlowResult addAdminCommand(FlowContext&, XmlObject& request, const ParsedCommand& command) {
-    OSTREL_TRACE();
     if (auto error = addArguments(request, command.targets, COMMAND_NAMESPACE)) return error;
     if (auto error = addOpcode(request, command)) return error;
     const std::string& direction = valueOf(command.properties, attributes::dataDirection().getName());

@@ -6,7 +6,6 @@
 #include "CLI/velkossd/JobRendering.h"
 #include "CLI/velkossd/SavedOutput.h"
 #include "CLI/velkossd/SubFlows.h"
-#include "ostrel/core/ScopeTrace.h"
 #include "ostrel/core/Status.h"
 #include "ostrel/core/xml/XmlObject.h"
 #include "ostrel/interfaces/cli/cliframework/Constants.h"
@@ -80,7 +79,6 @@ FlowResult createTelemetryRequest(const ParsedCommand& command, std::string_view
 
 FlowResult parsePersistentEventLogFlow(FlowContext& context, const CommandAction& action,
                                        const ParsedCommand& command) {
-    OSTREL_TRACE();
     std::string device;
     if (auto error = getLogSource(context, command, device)) return error;
     const auto request = createParseRequest(action.job, device);
@@ -95,7 +93,6 @@ FlowResult parsePersistentEventLogFlow(FlowContext& context, const CommandAction
 }
 
 FlowResult parseNlogFlow(FlowContext& context, const CommandAction& action, const ParsedCommand& command) {
-    OSTREL_TRACE();
     std::string device;
     if (auto error = getLogSource(context, command, device)) return error;
     const std::string key = attributes::assertFlag().getName();
@@ -109,7 +106,6 @@ FlowResult parseNlogFlow(FlowContext& context, const CommandAction& action, cons
 }
 
 FlowResult parseTelemetryLogFlow(FlowContext& context, const CommandAction& action, const ParsedCommand& command) {
-    OSTREL_TRACE();
     if (!stringsIEqual(valueOf(command.options, "-output"), framework::OUTPUT_JSON))
         return makeError(framework::ERRORCODE_INVALID_VALUE, "Must specify '-output json'.");
     std::string device;

@@ -10,7 +10,6 @@
 #include "CLI/FeatureLibraryExchange.h"
 #include "CLI/velkossd/JobRendering.h"
 #include "ostrel/core/Payload.h"
-#include "ostrel/core/ScopeTrace.h"
 #include "ostrel/core/Status.h"
 #include "ostrel/core/StatusCatalogue.h"
 #include "ostrel/core/Strings.h"
@@ -144,12 +143,10 @@ FlowResult saveOutputs(XmlElement& response, const std::string& destination, con
 }  // namespace
 
 FlowResult saveBinary(XmlElement& response, const std::string& destination) {
-    OSTREL_TRACE();
     return saveOutputs(response, destination, ".bin", savePayload);
 }
 
 FlowResult saveText(const std::vector<std::string>& hidden, XmlElement& response, const std::string& destination) {
-    OSTREL_TRACE();
     return saveOutputs(response, destination, ".txt", [&hidden](XmlObject& output, const Target& target) {
         const std::string text = renderOutput(hidden, output)->outputText();
         return writeTarget(target, [&text](UserFile& file) { return file.write(text); });
@@ -157,7 +154,6 @@ FlowResult saveText(const std::vector<std::string>& hidden, XmlElement& response
 }
 
 bool writeToFile(const std::string& destination, const std::string& text) {
-    OSTREL_TRACE();
     return writeFile(destination, [&text](UserFile& file) { return file.write(text); });
 }
 

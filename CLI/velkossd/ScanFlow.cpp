@@ -6,7 +6,6 @@
 #include "CLI/velkossd/FeatureServices.h"
 #include "CLI/velkossd/FlowContext.h"
 #include "CLI/velkossd/JobArguments.h"
-#include "ostrel/core/ScopeTrace.h"
 #include "ostrel/core/xml/XmlObject.h"
 #include "ostrel/interfaces/cli/cliframework/ObjectResult.h"
 #include "ostrel/interfaces/cli/cliframework/ParsedCommand.h"
@@ -50,7 +49,6 @@ FlowResult addScanType(ostrel::core::xml::XmlObject& request, const std::string&
 }  // namespace
 
 FlowResult scanFlow(FlowContext& context, const CommandAction& action, const framework::ParsedCommand& command) {
-    OSTREL_TRACE();
     context.getServices().disableLoggerIfOff();
     std::string device;
     if (auto error = context.getDeviceTarget(command, device, targets::VELKOSSD_OR_ALL)) return error;

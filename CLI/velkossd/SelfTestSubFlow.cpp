@@ -4,7 +4,6 @@
 #include "CLI/velkossd/FlowContext.h"
 #include "CLI/velkossd/JobArguments.h"
 #include "CLI/velkossd/SubFlows.h"
-#include "ostrel/core/ScopeTrace.h"
 #include "ostrel/core/xml/XmlObject.h"
 #include "ostrel/interfaces/cli/cliframework/ObjectResult.h"
 #include "ostrel/interfaces/cli/cliframework/ParsedCommand.h"
@@ -53,7 +52,6 @@ constexpr ArgumentRule TEST_MODE[] = {
 }  // namespace
 
 FlowResult addSelfTest(FlowContext&, XmlObject& request, const framework::ParsedCommand& command) {
-    OSTREL_TRACE();
     if (auto error = expectJob(request, JOB_DRIVE_SELF_TEST, JOBTYPE_METHOD)) return error;
     if (valueOf(command.targets, "-selftest").empty())
         Job::addProperty(request, attributes::testType(), "short");
@@ -63,7 +61,6 @@ FlowResult addSelfTest(FlowContext&, XmlObject& request, const framework::Parsed
 }
 
 void noteRunningSelfTest(framework::ObjectResult& result) {
-    OSTREL_TRACE();
     for (const auto& drive : result)
         for (auto property = drive->propertiesBegin(); property != drive->propertiesEnd(); ++property)
             if (stringsIEqual(property->key, "Status"))

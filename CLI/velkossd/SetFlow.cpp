@@ -2,7 +2,6 @@
 #include "CLI/velkossd/CommandTargets.h"
 #include "CLI/velkossd/FlowContext.h"
 #include "CLI/velkossd/JobArguments.h"
-#include "ostrel/core/ScopeTrace.h"
 #include "ostrel/core/xml/XmlElement.h"
 #include "ostrel/interfaces/cli/cliframework/ParsedCommand.h"
 #include "ostrel/interfaces/cli/cliframework/SimpleResult.h"
@@ -64,12 +63,10 @@ FlowResult setProperty(FlowContext& context, const CommandAction& action, const 
 }  // namespace
 
 FlowResult setFlow(FlowContext& context, const CommandAction& action, const ParsedCommand& command) {
-    OSTREL_TRACE();
     return setProperty(context, action, command, action.attribute());
 }
 
 FlowResult ledFlow(FlowContext& context, const CommandAction& action, const ParsedCommand& command) {
-    OSTREL_TRACE();
     if (command.properties.size() != 1)
         return makeError(framework::ERRORCODE_INVALID_VALUE,
                          "Must specify one (and only one property) for set LED activity feature.");
@@ -80,7 +77,6 @@ FlowResult ledFlow(FlowContext& context, const CommandAction& action, const Pars
 }
 
 FlowResult timestampFlow(FlowContext& context, const CommandAction& action, const ParsedCommand& command) {
-    OSTREL_TRACE();
     std::string device;
     if (auto error = context.getDeviceTarget(command, device, targets::VELKOSSD)) return error;
     const std::string* value = findGiven(command.targets, "-timestamp");

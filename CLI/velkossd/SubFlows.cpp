@@ -6,7 +6,6 @@
 
 #include "CLI/velkossd/FlowContext.h"
 #include "CLI/velkossd/JobArguments.h"
-#include "ostrel/core/ScopeTrace.h"
 #include "ostrel/core/Strings.h"
 #include "ostrel/core/System.h"
 #include "ostrel/core/xml/XmlObject.h"
@@ -43,7 +42,6 @@ constexpr struct {
 }  // namespace
 
 FlowResult expectJob(const XmlObject& request, const char* job, const char* type) {
-    OSTREL_TRACE();
     const bool isExpected = request.getAttribute(ostrel::core::xml::KEY_NAME) == job &&
                             request.getAttribute(ostrel::core::xml::KEY_TYPE) == type;
     return isExpected ? nullptr : makeError(framework::ERRORCODE_INVALID_VALUE, "Invalid Job.");
@@ -51,18 +49,15 @@ FlowResult expectJob(const XmlObject& request, const char* job, const char* type
 
 FlowResult askUnlessForced(FlowContext& context, const ParsedCommand& command, const std::string& warning,
                            const std::string& question) {
-    OSTREL_TRACE();
     if (findGiven(command.options, "-force") != nullptr) return nullptr;
     return context.promptUser(framework::Prompt(warning, question, true));
 }
 
 void printNotice(const std::string& notice) {
-    OSTREL_TRACE();
     std::cout << notice << std::endl;
 }
 
 FlowResult addSelect(FlowContext&, XmlObject& request, const ParsedCommand& command) {
-    OSTREL_TRACE();
     const auto attribute = attributes::select();
     const std::string* given = findGiven(command.properties, attribute.getName());
     const std::string word = given == nullptr ? "current" : *given;
@@ -77,7 +72,6 @@ FlowResult addSelect(FlowContext&, XmlObject& request, const ParsedCommand& comm
 }
 
 FlowResult addForceFlush(FlowContext&, XmlObject& request, const ParsedCommand& command) {
-    OSTREL_TRACE();
     if (!expectJob(request, JOB_FORCE_FLUSH, JOBTYPE_GET_PROPERTIES) && command.verb == framework::VERB_SHOW)
         return nullptr;
     if (auto error = expectJob(request, JOB_FORCE_FLUSH, JOBTYPE_METHOD)) return error;
@@ -88,7 +82,6 @@ FlowResult addForceFlush(FlowContext&, XmlObject& request, const ParsedCommand& 
 }
 
 FlowResult addLatencyTracking(FlowContext&, XmlObject& request, const ParsedCommand& command) {
-    OSTREL_TRACE();
     const std::string& log = valueOf(command.targets, "-latencystatistics");
     const bool isReads = stringsIEqual(log, "reads");
     if (!isReads && !stringsIEqual(log, "writes"))
@@ -109,17 +102,14 @@ FlowResult addLatencyTracking(FlowContext&, XmlObject& request, const ParsedComm
 }
 
 FlowResult addAssertRecovery(FlowContext&, XmlObject& request, const ParsedCommand& command) {
-    OSTREL_TRACE();
     return addArguments(request, command.targets, ASSERT_RECOVERY_ARGUMENTS);
 }
 
 FlowResult addSMBusAddress(FlowContext&, XmlObject& request, const ParsedCommand& command) {
-    OSTREL_TRACE();
     return addArguments(request, command.properties, SMBUS_ARGUMENTS);
 }
 
 FlowResult addTrim(FlowContext& context, XmlObject& request, const ParsedCommand& command) {
-    OSTREL_TRACE();
     if (auto error = expectJob(request, JOB_TRIM, JOBTYPE_METHOD)) return error;
     if (auto refusal = askUnlessForced(
             context, command,
@@ -133,7 +123,6 @@ FlowResult addTrim(FlowContext& context, XmlObject& request, const ParsedCommand
 }
 
 FlowResult addPsidRevert(FlowContext& context, XmlObject& request, const ParsedCommand& command) {
-    OSTREL_TRACE();
     if (auto error = expectJob(request, JOB_PSID_REVERT, JOBTYPE_METHOD)) return error;
     if (!ostrel::core::System::isWindows())
         return makeError(framework::ERRORCODE_NOT_SUPPORTED,

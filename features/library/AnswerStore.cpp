@@ -3,20 +3,17 @@
 #include <cstring>
 #include <utility>
 
-#include "ostrel/core/ScopeTrace.h"
 #include "ostrel/interfaces/ostreli/interface/FeatureLibrary.h"
 
 namespace features::library {
 
 void* AnswerStore::keep(std::string answer) {
-    OSTREL_TRACE();
     const std::lock_guard<std::mutex> lock(mutex_);
     answers_.emplace(++lastHandle_, std::move(answer));
     return reinterpret_cast<void*>(lastHandle_);  // NOLINT(performance-no-int-to-ptr): a number, never followed
 }
 
 int32_t AnswerStore::fetch(void* handle, void* buffer, uint64_t* size) {
-    OSTREL_TRACE();
     const std::lock_guard<std::mutex> lock(mutex_);
     const auto answer = answers_.find(reinterpret_cast<uintptr_t>(handle));
     if (answer == answers_.end() || size == nullptr) return FEATURE_LIBRARY_INVALID_INPUT;
@@ -32,7 +29,6 @@ int32_t AnswerStore::fetch(void* handle, void* buffer, uint64_t* size) {
 }
 
 void AnswerStore::clear() {
-    OSTREL_TRACE();
     const std::lock_guard<std::mutex> lock(mutex_);
     answers_.clear();
 }

@@ -35,7 +35,6 @@
 #include "features/jobs/settings/PowerGovernorJob.h"
 #include "features/jobs/settings/SmBusAddressJob.h"
 #include "features/jobs/settings/TimestampJob.h"
-#include "ostrel/core/ScopeTrace.h"
 #include "ostrel/core/StatusCatalogue.h"
 #include "ostrel/core/xml/XmlConstants.h"
 #include "ostrel/interfaces/ostreli/interface/JobNames.h"
@@ -117,7 +116,6 @@ constexpr JobRow JOBS[] = {
 }  // namespace
 
 bool changesDrive(const xml::XmlObject& request) {
-    OSTREL_TRACE();
     const std::string type = request.getAttribute(xml::KEY_TYPE);
     if (type != JOBTYPE_METHOD) return type == JOBTYPE_SET_PROPERTY;
     const std::string name = request.getAttribute(xml::KEY_NAME);
@@ -130,7 +128,6 @@ bool changesDrive(const xml::XmlObject& request) {
 }
 
 std::unique_ptr<Job> createJob(const std::string& name, Status& status) {
-    OSTREL_TRACE();
     for (const JobRow& row : JOBS) {
         if (row.name == name) return row.create();
     }

@@ -5,7 +5,6 @@
 #include "ostrel/core/AttributeVocabulary.h"
 #include "ostrel/core/CommandResult.h"
 #include "ostrel/core/Logging.h"
-#include "ostrel/core/ScopeTrace.h"
 
 namespace features::library {
 
@@ -26,7 +25,6 @@ LockedDrives::~LockedDrives() {
 }
 
 Status LockedDrives::add(const std::shared_ptr<Device>& device) {
-    OSTREL_TRACE();
     devices_.reserve(devices_.size() + 1);
     CommandResult result;
     device->sendCommand(HostCommand(HostRequest::LOCK_DRIVE), result);

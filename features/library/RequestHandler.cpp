@@ -11,7 +11,6 @@
 #include "ostrel/core/AttributeVocabulary.h"
 #include "ostrel/core/Device.h"
 #include "ostrel/core/Logging.h"
-#include "ostrel/core/ScopeTrace.h"
 #include "ostrel/core/StatusCatalogue.h"
 #include "ostrel/core/Strings.h"
 #include "ostrel/core/XmlConverter.h"
@@ -130,7 +129,6 @@ RequestHandler::RequestHandler(std::vector<std::unique_ptr<transport::DriveSourc
 }
 
 std::string RequestHandler::answer(const std::string& text) {
-    OSTREL_TRACE();
     auto root = std::make_shared<xml::XmlObject>();
     const auto output = std::make_shared<xml::XmlObject>();
     const auto element = XmlConverter::toXml(text);
@@ -148,7 +146,6 @@ std::string RequestHandler::answer(const std::string& text) {
 }
 
 Status RequestHandler::run(xml::XmlObject& request, const std::shared_ptr<xml::XmlObject>& output) {
-    OSTREL_TRACE();
     Status status;
     const auto job = createJob(request.getAttribute(xml::KEY_NAME), status);
     if (job == nullptr) return status;
@@ -175,14 +172,12 @@ Status RequestHandler::run(xml::XmlObject& request, const std::shared_ptr<xml::X
 
 /// Which drive an index selects, and which drives are all, is a guess when some may not have been found.
 Status RequestHandler::checkSelection(const Selection& selection) {
-    OSTREL_TRACE();
     if (selection.scanErrors.isEmpty() || !selection.dependsOnScan() || !selection.changes) return Status();
     return withDetails(statuses::systemRescanFailed(),
                        selection.scanErrors.text() + " Name the drive by its serial number or path.");
 }
 
 Status RequestHandler::selectDevices(const xml::XmlObject& request, Devices& devices, Selection& selection) {
-    OSTREL_TRACE();
     for (const auto& list : request.lists) {
         if (list->getAttribute(xml::KEY_NAME) != xml::NAME_DEVICES) continue;
         for (const auto& device : list->objects) {
@@ -201,7 +196,6 @@ Status RequestHandler::selectDevices(const xml::XmlObject& request, Devices& dev
 
 Status RequestHandler::selectDevice(const std::string& key, const std::string& value, Devices& devices,
                                     const Selection& selection) {
-    OSTREL_TRACE();
     LookErrors errors = selection.scanErrors;
     std::shared_ptr<Device> device;
     Status status;
@@ -223,7 +217,6 @@ Status RequestHandler::selectDevice(const std::string& key, const std::string& v
 
 Status RequestHandler::deviceNamed(const std::string& key, const std::string& value, bool changes,
                                    std::shared_ptr<Device>& device) {
-    OSTREL_TRACE();
     device = manager_.GetDevice(Attribute(key, key, typeString(), value));
     // Digits are the serial number of a drive where no drive has that index.
     if (device == nullptr && key == xml::NAME_INDEX && !value.empty())
@@ -248,7 +241,6 @@ Status RequestHandler::deviceNamed(const std::string& key, const std::string& va
 }
 
 std::vector<std::string> RequestHandler::controllersOfDrive(const std::string& devicePath) const {
-    OSTREL_TRACE();
     for (const auto& source : sources_) {
         LookErrors errors;  // controllers that cannot be seen to belong together count as drives of their own
         std::vector<std::string> controllers = source->controllersOfDrive(devicePath, errors);
@@ -259,7 +251,6 @@ std::vector<std::string> RequestHandler::controllersOfDrive(const std::string& d
 
 /// One lock for all controllers of a drive.
 Status RequestHandler::lockDrives(const Devices& devices, LockedDrives& locks) const {
-    OSTREL_TRACE();
     std::set<std::string> locked;
     for (const auto& device : devices) {
         if (locked.count(pathOf(device)) != 0) continue;
@@ -273,7 +264,6 @@ Status RequestHandler::lockDrives(const Devices& devices, LockedDrives& locks) c
 
 Status RequestHandler::deviceAt(const std::string& path, Locate locate, std::shared_ptr<Device>& device,
                                 LookErrors& errors) {
-    OSTREL_TRACE();
     for (const auto& source : sources_) {
         const auto location = (source.get()->*locate)(path, errors);
         if (!location) continue;

@@ -1,7 +1,6 @@
 #include "features/nvme/Completion.h"
 
 #include "features/nvme/FieldTree.h"
-#include "ostrel/core/ScopeTrace.h"
 #include "ostrel/core/xml/XmlConstants.h"
 #include "ostrel/core/xml/XmlObject.h"
 
@@ -10,18 +9,15 @@ namespace features::nvme {
 using namespace ostrel::core;
 
 std::unique_ptr<ProtocolResult> Completion::clone() const {
-    OSTREL_TRACE();
     return std::make_unique<Completion>(*this);
 }
 
 void Completion::toString(std::ostream& out) const {
-    OSTREL_TRACE();
     out << "Status Code Type: " << hexText(statusCodeType()) << "\nStatus Code: " << hexText(statusCode(), 2) << " ("
         << meaning() << ")\nDword 0: " << hexText(dword0, 8) << "\nDword 1: " << hexText(dword1, 8);
 }
 
 std::unique_ptr<xml::XmlObject> Completion::toXml() const {
-    OSTREL_TRACE();
     auto object = std::make_unique<xml::XmlObject>();
     object->attributes[xml::KEY_CATEGORY] = xml::CATEGORY_PROTOCOL_RESULT;
     object->addProperty("Status Code Type", hexText(statusCodeType()));

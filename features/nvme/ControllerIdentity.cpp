@@ -1,7 +1,6 @@
 #include "features/nvme/ControllerIdentity.h"
 
 #include "features/nvme/Bytes.h"
-#include "ostrel/core/ScopeTrace.h"
 
 namespace features::nvme {
 
@@ -44,18 +43,15 @@ ControllerIdentity::ControllerIdentity(const uint8_t* identify)
       subsystemName(field(identify, OFFSET_SUBSYSTEM_NAME, SUBSYSTEM_NAME_BYTES)) {}
 
 bool ControllerIdentity::isThatOf(const ControllerIdentity& found) const {
-    OSTREL_TRACE();
     return serialNumber == found.serialNumber && modelNumber == found.modelNumber &&
            (subsystemName.empty() || subsystemName == found.subsystemName);
 }
 
 std::string ControllerIdentity::driveName() const {
-    OSTREL_TRACE();
     return subsystemName.empty() ? modelNumber + " " + serialNumber : subsystemName;
 }
 
 std::string ControllerIdentity::text() const {
-    OSTREL_TRACE();
     const std::string subsystem = subsystemName.empty() ? "" : ", subsystem " + shown(subsystemName);
     return "serial number " + shown(serialNumber) + " (model " + shown(modelNumber) + subsystem + ")";
 }

@@ -11,7 +11,6 @@
 #include "features/nvme/Opcodes.h"
 #include "ostrel/core/AttributeVocabulary.h"
 #include "ostrel/core/CommandResult.h"
-#include "ostrel/core/ScopeTrace.h"
 #include "ostrel/core/StatusCatalogue.h"
 
 namespace features::nvme {
@@ -76,7 +75,6 @@ std::string Drive::name() const {
 }
 
 Status Drive::send(const NvmeCommand& command, Answer& answer, const Payload& toController) {
-    OSTREL_TRACE();
     CommandResult result;
     lastCompletion_ = Completion();
     device_.sendCommand(command, result, toController);
@@ -93,7 +91,6 @@ Status Drive::send(const NvmeCommand& command, Answer& answer, const Payload& to
 }
 
 Status Drive::refusal(const NvmeCommand& command, const Completion& completion) const {
-    OSTREL_TRACE();
     Status status = statuses::nvmeCommandProblem();
     status.setMessage(command.getName() + " failed on drive " + name() + ": " + completion.meaning() +
                       " (status code type " + hexText(completion.statusCodeType()) + ", status code " +
@@ -102,7 +99,6 @@ Status Drive::refusal(const NvmeCommand& command, const Completion& completion) 
 }
 
 Status Drive::noData(const NvmeCommand& command) const {
-    OSTREL_TRACE();
     Status status = statuses::deviceDataRetrievalFailed();
     status.setMessage("Failed to retrieve data from drive " + name() + ": " + command.getName() +
                       " returned less than was asked for.");
@@ -110,7 +106,6 @@ Status Drive::noData(const NvmeCommand& command) const {
 }
 
 Status Drive::identify(uint8_t cns, uint32_t nsid, uint16_t controllerId, Payload& data) {
-    OSTREL_TRACE();
     NvmeCommand command(Queue::ADMIN, OPC_IDENTIFY, "Identify");
     command.nsid = nsid;
     command.cdw10 = cns | static_cast<uint32_t>(controllerId) << 16;
@@ -122,7 +117,6 @@ Status Drive::identify(uint8_t cns, uint32_t nsid, uint16_t controllerId, Payloa
 }
 
 Status Drive::identifyController(const uint8_t*& data) {
-    OSTREL_TRACE();
     if (identifyController_.getSize() == 0) {
         const Status status = identify(CNS_CONTROLLER, 0, 0, identifyController_);
         if (!status.is(0, 0)) return status;
@@ -132,7 +126,6 @@ Status Drive::identifyController(const uint8_t*& data) {
 }
 
 Status Drive::supportedLogs(const Payload*& list) {
-    OSTREL_TRACE();
     if (!supportedLogs_) {
         const uint8_t* identify = nullptr;
         Status status = identifyController(identify);
@@ -151,7 +144,6 @@ Status Drive::supportedLogs(const Payload*& list) {
 }
 
 Status Drive::readListedLog(uint8_t lid, bool& hasList, bool& isListed) {
-    OSTREL_TRACE();
     const Payload* list = nullptr;
     const Status status = supportedLogs(list);
     hasList = list != nullptr;
@@ -166,7 +158,6 @@ void Drive::forgetIdentify() {
 }
 
 Status Drive::maxTransferBytes(uint32_t& bytes) {
-    OSTREL_TRACE();
     if (maxTransferBytes_ == 0) {
         const uint8_t* identify = nullptr;
         const Status status = identifyController(identify);
@@ -182,7 +173,6 @@ Status Drive::maxTransferBytes(uint32_t& bytes) {
 }
 
 Status Drive::sendHalvingPieces(uint32_t& pieceBytes, const std::function<Status(uint32_t)>& sendPiece) {
-    OSTREL_TRACE();
     for (;;) {
         const Status status = sendPiece(pieceBytes);
         // The system takes less at a time than the controller; nothing was sent.
@@ -193,7 +183,6 @@ Status Drive::sendHalvingPieces(uint32_t& pieceBytes, const std::function<Status
 }
 
 Status Drive::readLogPage(const LogPageRequest& request, uint64_t length, Payload& data) {
-    OSTREL_TRACE();
     Payload whole;
     uint64_t done = 0;
     const Status status = readLogPieces(request, length, [&](const Payload& piece, uint32_t bytes) {
@@ -212,7 +201,6 @@ Status Drive::readLogPage(const LogPageRequest& request, uint64_t length, Payloa
 }
 
 Status Drive::readLogPieces(const LogPageRequest& request, uint64_t length, const TakePiece& take) {
-    OSTREL_TRACE();
     if (length == 0 || !isWholeDwords(length) || !isWholeDwords(request.offset) ||
         std::max(request.lsp, request.lspOfFurtherPieces) > MOST_LOG_SPECIFIC_FIELD)
         return statuses::requestOutOfBounds();
@@ -234,7 +222,6 @@ Status Drive::readLogPieces(const LogPageRequest& request, uint64_t length, cons
 }
 
 Status Drive::logPieces(const LogPageRequest& request, uint64_t length, LogPieces& pieces) {
-    OSTREL_TRACE();
     pieces = {PAGE_BYTES, true};
     // From the start and up to a page, every controller takes it, and need not be asked for its limits.
     if (request.offset == 0 && length <= PAGE_BYTES) return Status();
@@ -248,14 +235,12 @@ Status Drive::logPieces(const LogPageRequest& request, uint64_t length, LogPiece
 }
 
 Status Drive::noExtendedData() const {
-    OSTREL_TRACE();
     Status status = statuses::featureNotSupported();
     status.setMessage("Drive " + name() + " does not support log page offsets.");
     return status;
 }
 
 Status Drive::getFeature(const FeatureRequest& request, Select select, Answer& answer) {
-    OSTREL_TRACE();
     NvmeCommand command = featureCommand(request, OPC_GET_FEATURES, "Get Features");
     command.cdw10 |= static_cast<uint32_t>(select) << 8;
     // Capabilities are returned in dword 0 alone.
@@ -264,7 +249,6 @@ Status Drive::getFeature(const FeatureRequest& request, Select select, Answer& a
 }
 
 Status Drive::setFeature(const FeatureRequest& request, bool save, const Payload& data, Answer& answer) {
-    OSTREL_TRACE();
     NvmeCommand command = featureCommand(request, OPC_SET_FEATURES, "Set Features");
     command.cdw10 |= static_cast<uint32_t>(save) << 31;
     command.dataLength = data.getSize();

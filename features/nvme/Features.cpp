@@ -7,7 +7,6 @@
 #include "features/nvme/Opcodes.h"
 #include "features/nvme/Structures.h"
 #include "ostrel/core/AttributeVocabulary.h"
-#include "ostrel/core/ScopeTrace.h"
 #include "ostrel/core/Strings.h"
 
 namespace features::nvme {
@@ -394,12 +393,10 @@ Position positionOf(const FieldRow& row) {
 }  // namespace
 
 const FeatureRow* findFeature(uint8_t fid) {
-    OSTREL_TRACE();
     return findRow(featuresBegin(), featuresEnd(), fid);
 }
 
 const FeatureRow* findOcpFeature(uint8_t fid) {
-    OSTREL_TRACE();
     return findRow(ocpFeaturesBegin(), ocpFeaturesEnd(), fid);
 }
 
@@ -417,7 +414,6 @@ const FeatureRow* ocpFeaturesEnd() {
 }
 
 FieldTree decodeFeature(const FeatureRow& feature, uint32_t dword0, const Payload& data) {
-    OSTREL_TRACE();
     FieldTree tree{feature.name, {}, {}};
     uint8_t bytes[4];
     putLe32(bytes, dword0);
@@ -427,7 +423,6 @@ FieldTree decodeFeature(const FeatureRow& feature, uint32_t dword0, const Payloa
 }
 
 FieldTree decodeFeatureCapabilities(const FeatureRow& feature, uint32_t dword0) {
-    OSTREL_TRACE();
     FieldTree tree{std::string(feature.name) + " Capabilities", {}, {}};
     uint8_t bytes[4];
     putLe32(bytes, dword0);
@@ -436,7 +431,6 @@ FieldTree decodeFeatureCapabilities(const FeatureRow& feature, uint32_t dword0) 
 }
 
 FeatureField findFeatureField(const std::string& key) {
-    OSTREL_TRACE();
     for (const FeatureRow& feature : FEATURES) {
         for (const FieldRow& row : feature.dword0) {
             if (row.key != nullptr && fieldName(row) == key) return {&feature, &row};
@@ -446,7 +440,6 @@ FeatureField findFeatureField(const std::string& key) {
 }
 
 const FieldRow* findOcpSetField(uint8_t fid) {
-    OSTREL_TRACE();
     for (const auto& field : OCP_SET_FIELDS) {
         if (field.fid == fid) return &field.row;
     }
@@ -454,19 +447,16 @@ const FieldRow* findOcpSetField(uint8_t fid) {
 }
 
 bool fitsField(const FieldRow& row, uint64_t value) {
-    OSTREL_TRACE();
     return value >> positionOf(row).width == 0;
 }
 
 uint32_t withField(const FieldRow& row, uint32_t dword, uint32_t value) {
-    OSTREL_TRACE();
     const Position position = positionOf(row);
     const auto mask = static_cast<uint32_t>(bits(~uint64_t{0}, position.width - 1, 0) << position.shift);
     return (dword & ~mask) | (value << position.shift & mask);
 }
 
 std::vector<Structure> featureStructures() {
-    OSTREL_TRACE();
     std::vector<Structure> structures = {
         {"LBA Range Type > LBA Range *", LBA_RANGE},
         {"Autonomous Power State Transition > Power State *", POWER_TRANSITION},

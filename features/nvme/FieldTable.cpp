@@ -7,7 +7,6 @@
 #include "features/nvme/Bytes.h"
 #include "features/nvme/StatusCodes.h"
 #include "features/nvme/Units.h"
-#include "ostrel/core/ScopeTrace.h"
 #include "ostrel/core/Strings.h"
 
 namespace features::nvme {
@@ -110,7 +109,6 @@ bool isValid(const FieldRow& row, const uint8_t* data, std::size_t size) {
 }  // namespace
 
 void addFields(FieldTree& tree, FieldRows rows, const uint8_t* data, std::size_t size) {
-    OSTREL_TRACE();
     for (const FieldRow& row : rows) {
         if (row.offset + std::size_t{row.width} > size) continue;
         tree.add(fieldName(row), fieldDescription(row),
@@ -119,7 +117,6 @@ void addFields(FieldTree& tree, FieldRows rows, const uint8_t* data, std::size_t
 }
 
 FieldTree decodeTable(const char* heading, FieldRows rows, const ostrel::core::Payload& data) {
-    OSTREL_TRACE();
     FieldTree tree{heading, {}, {}};
     addFields(tree, rows, data.getData(), data.getSize());
     return tree;

@@ -2,7 +2,6 @@
 
 #include <cstdio>
 
-#include "ostrel/core/ScopeTrace.h"
 #include "ostrel/core/Strings.h"
 #include "ostrel/core/xml/XmlConstants.h"
 
@@ -21,7 +20,6 @@ void FieldTree::addList(std::string partHeading, const std::vector<std::string>&
 }
 
 std::unique_ptr<xml::XmlObject> FieldTree::toXml(const std::string& key) const {
-    OSTREL_TRACE();
     auto object = std::make_unique<xml::XmlObject>();
     object->attributes[xml::KEY_NAME] = heading;
     if (!key.empty()) object->attributes[xml::KEY_KEY] = key;

@@ -6,7 +6,6 @@
 #include "features/nvme/FieldTable.h"
 #include "features/nvme/NamespaceProperties.h"
 #include "features/nvme/Structures.h"
-#include "ostrel/core/ScopeTrace.h"
 #include "ostrel/core/Strings.h"
 
 namespace features::nvme {
@@ -390,7 +389,6 @@ std::vector<const uint8_t*> uuidEntries(const Payload& data) {
 }  // namespace
 
 FieldTree decodeIdentifyController(const Payload& data) {
-    OSTREL_TRACE();
     FieldTree tree{"Identify Controller", {}, {}};
     addFields(tree, CONTROLLER_FIELDS, data.getData(), data.getSize());
     if (data.getSize() <= OFFSET_NPSS) return tree;
@@ -404,7 +402,6 @@ FieldTree decodeIdentifyController(const Payload& data) {
 }
 
 FieldTree decodeIdentifyNamespace(const Payload& data, uint32_t nsid) {
-    OSTREL_TRACE();
     FieldTree tree{"Identify Namespace " + std::to_string(nsid), {}, {}};
     addFields(tree, NAMESPACE_FIELDS, data.getData(), data.getSize());
     if (data.getSize() < IDENTIFY_BYTES) return tree;
@@ -419,7 +416,6 @@ FieldTree decodeIdentifyNamespace(const Payload& data, uint32_t nsid) {
 }
 
 FieldTree decodeNamespaceDescriptors(const Payload& data, uint32_t nsid) {
-    OSTREL_TRACE();
     constexpr size_t HEADER_BYTES = 4;
     FieldTree tree{"Namespace Identification Descriptors of Namespace " + std::to_string(nsid), {}, {}};
     for (size_t at = 0; at + HEADER_BYTES <= data.getSize();) {
@@ -438,7 +434,6 @@ FieldTree decodeNamespaceDescriptors(const Payload& data, uint32_t nsid) {
 }
 
 std::vector<uint32_t> decodeNamespaceList(const Payload& data) {
-    OSTREL_TRACE();
     std::vector<uint32_t> namespaces;
     for (size_t at = 0; at + 4 <= data.getSize(); at += 4) {
         const uint32_t nsid = le32(data.getData() + at);
@@ -449,7 +444,6 @@ std::vector<uint32_t> decodeNamespaceList(const Payload& data) {
 }
 
 std::vector<uint16_t> decodeControllerList(const Payload& data) {
-    OSTREL_TRACE();
     std::vector<uint16_t> controllers;
     if (data.getSize() < 2) return controllers;
     const size_t count = std::min<size_t>(le16(data.getData()), data.getSize() / 2 - 1);
@@ -458,7 +452,6 @@ std::vector<uint16_t> decodeControllerList(const Payload& data) {
 }
 
 FieldTree decodeUuidList(const Payload& data) {
-    OSTREL_TRACE();
     FieldTree tree{"UUID List", {}, {}};
     for (const uint8_t* entry : uuidEntries(data)) {
         const auto number = static_cast<size_t>(entry - data.getData()) / UUID_ENTRY_BYTES;
@@ -468,7 +461,6 @@ FieldTree decodeUuidList(const Payload& data) {
 }
 
 bool hasOcpUuid(const Payload& data) {
-    OSTREL_TRACE();
     const std::vector<const uint8_t*> entries = uuidEntries(data);
     return std::any_of(entries.begin(), entries.end(), [](const uint8_t* entry) {
         return std::equal(std::begin(OCP_UUID), std::end(OCP_UUID), entry + UUID_OFFSET);
@@ -476,7 +468,6 @@ bool hasOcpUuid(const Payload& data) {
 }
 
 std::vector<Structure> identifyStructures() {
-    OSTREL_TRACE();
     std::vector<Structure> structures = {
         {"Identify Controller", CONTROLLER_FIELDS}, {"Identify Controller > Power State *", POWER_STATE_FIELDS},
         {"Identify Namespace *", NAMESPACE_FIELDS}, {"Identify Namespace * > LBA Format *", LBA_FORMAT_FIELDS},

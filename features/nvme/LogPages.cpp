@@ -6,7 +6,6 @@
 #include "features/nvme/Bytes.h"
 #include "features/nvme/LogSizes.h"
 #include "features/nvme/Opcodes.h"
-#include "ostrel/core/ScopeTrace.h"
 #include "ostrel/core/Strings.h"
 
 namespace features::nvme {
@@ -86,7 +85,6 @@ constexpr LogPageRow LOG_PAGES[] = {
 }  // namespace
 
 std::string comparableLogName(const std::string& name) {
-    OSTREL_TRACE();
     std::string text;
     for (const char c : ostrel::core::toLower(name)) {
         if ((c >= 'a' && c <= 'z') || (c >= '0' && c <= '9')) text += c;
@@ -95,19 +93,16 @@ std::string comparableLogName(const std::string& name) {
 }
 
 bool isLogName(const LogPageRow& row, const std::string& name) {
-    OSTREL_TRACE();
     const std::string wanted = comparableLogName(name);
     return comparableLogName(row.name) == wanted || comparableLogName(row.shortName) == wanted;
 }
 
 const LogPageRow* findLogPage(uint8_t lid) {
-    OSTREL_TRACE();
     const auto* row = std::find_if(logPagesBegin(), logPagesEnd(), [lid](const LogPageRow& r) { return r.lid == lid; });
     return row == logPagesEnd() ? nullptr : row;
 }
 
 const LogPageRow* findLogPage(const std::string& name) {
-    OSTREL_TRACE();
     const auto* row =
         std::find_if(logPagesBegin(), logPagesEnd(), [&](const LogPageRow& r) { return isLogName(r, name); });
     return row == logPagesEnd() ? nullptr : row;
@@ -121,7 +116,6 @@ const LogPageRow* logPagesEnd() {
 }
 
 FieldTree decodeSupportedLogs(const Payload& data) {
-    OSTREL_TRACE();
     constexpr unsigned FIRST_VENDOR_SPECIFIC = 0xC0;
     FieldTree tree{"Supported Log Pages", {}, {}};
     for (unsigned lid = 0; lid < 256 && (lid + 1) * 4 <= data.getSize(); ++lid) {

@@ -6,7 +6,6 @@
 
 #include "features/nvme/FieldTable.h"
 #include "features/nvme/Structures.h"
-#include "ostrel/core/ScopeTrace.h"
 
 namespace features::nvme {
 
@@ -129,28 +128,23 @@ constexpr uint8_t OCP_SMART_GUID[] = {0xC5, 0xAF, 0x10, 0x28, 0xEA, 0xBF, 0xF2, 
 }  // namespace
 
 FieldTree decodeSmartHealth(const Payload& data) {
-    OSTREL_TRACE();
     return decodeTable("SMART / Health Information", SMART_FIELDS, data);
 }
 
 FieldTree decodeEnduranceGroup(const Payload& data) {
-    OSTREL_TRACE();
     return decodeTable("Endurance Group Information", ENDURANCE_GROUP_FIELDS, data);
 }
 
 FieldTree decodeOcpSmart(const Payload& data) {
-    OSTREL_TRACE();
     return decodeTable("OCP SMART / Health Information Extended", OCP_SMART_FIELDS, data);
 }
 
 bool isOcpSmart(const Payload& data) {
-    OSTREL_TRACE();
     return data.getSize() >= OFFSET_OCP_GUID + sizeof OCP_SMART_GUID &&
            std::memcmp(data.getData() + OFFSET_OCP_GUID, OCP_SMART_GUID, sizeof OCP_SMART_GUID) == 0;
 }
 
 std::vector<Structure> healthLogStructures() {
-    OSTREL_TRACE();
     return {
         {"SMART / Health Information", SMART_FIELDS},
         {"Endurance Group Information", ENDURANCE_GROUP_FIELDS},

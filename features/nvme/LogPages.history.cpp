@@ -6,7 +6,6 @@
 #include "features/nvme/FieldTable.h"
 #include "features/nvme/Opcodes.h"
 #include "features/nvme/Structures.h"
-#include "ostrel/core/ScopeTrace.h"
 
 namespace features::nvme {
 
@@ -150,7 +149,6 @@ constexpr unsigned MOST_SELF_TEST_RESULTS = 20;
 }  // namespace
 
 FieldTree decodeErrorInformation(const Payload& data) {
-    OSTREL_TRACE();
     FieldTree tree{"Error Information", {}, {}};
     for (size_t at = 0; at + ERROR_ENTRY_BYTES <= data.getSize(); at += ERROR_ENTRY_BYTES) {
         const uint8_t* entry = data.getData() + at;
@@ -163,12 +161,10 @@ FieldTree decodeErrorInformation(const Payload& data) {
 }
 
 FieldTree decodeFirmwareSlots(const Payload& data) {
-    OSTREL_TRACE();
     return decodeTable("Firmware Slot Information", FIRMWARE_FIELDS, data);
 }
 
 FieldTree decodeSelfTest(const Payload& data) {
-    OSTREL_TRACE();
     FieldTree tree = decodeTable("Device Self-test", SELF_TEST_FIELDS, data);
     for (unsigned i = 0; i < MOST_SELF_TEST_RESULTS; ++i) {
         const size_t at = SELF_TEST_HEAD_BYTES + i * SELF_TEST_RESULT_BYTES;
@@ -185,7 +181,6 @@ FieldTree decodeSelfTest(const Payload& data) {
 }
 
 FieldTree decodeTelemetryHeader(const Payload& data) {
-    OSTREL_TRACE();
     // Distinguished in the heading: a document that shows both must not name two objects alike.
     const uint8_t lid = data.getSize() == 0 ? 0 : data.getData()[0];
     const char* name = lid == LID_TELEMETRY_HOST         ? "Telemetry Host-Initiated Header"
@@ -195,12 +190,10 @@ FieldTree decodeTelemetryHeader(const Payload& data) {
 }
 
 FieldTree decodePersistentEventHeader(const Payload& data) {
-    OSTREL_TRACE();
     return decodeTable("Persistent Event Log Header", PERSISTENT_EVENT_FIELDS, data);
 }
 
 FieldTree decodeSanitizeStatus(const Payload& data) {
-    OSTREL_TRACE();
     return decodeTable("Sanitize Status", SANITIZE_FIELDS, data);
 }
 
@@ -222,7 +215,6 @@ std::string sanitizeStatusText(unsigned code) {
 }
 
 std::vector<Structure> historyLogStructures() {
-    OSTREL_TRACE();
     return {
         {"Error Information > Error *", ERROR_FIELDS},
         {"Firmware Slot Information", FIRMWARE_FIELDS},

@@ -7,7 +7,6 @@
 #include "features/nvme/Identify.h"
 #include "features/nvme/Opcodes.h"
 #include "features/nvme/Structures.h"
-#include "ostrel/core/ScopeTrace.h"
 #include "ostrel/core/Strings.h"
 
 namespace features::nvme {
@@ -191,7 +190,6 @@ size_t addLbaStatusNamespace(FieldTree& tree, const Payload& data, size_t at) {
 }  // namespace
 
 FieldTree decodeChangedNamespaces(const Payload& data) {
-    OSTREL_TRACE();
     std::vector<uint32_t> namespaces = decodeNamespaceList(data);
     FieldTree tree{"Changed Namespace List", {}, {}};
     // The one entry that is no namespace says that the page is too short for them.
@@ -203,7 +201,6 @@ FieldTree decodeChangedNamespaces(const Payload& data) {
 }
 
 FieldTree decodeCommandEffects(const Payload& data) {
-    OSTREL_TRACE();
     FieldTree tree{"Commands Supported and Effects", {}, {}};
     addEffects(tree, "Admin", ADMIN_COMMANDS, data, 0);
     addEffects(tree, "I/O", IO_COMMANDS, data, COMMANDS * EFFECTS_BYTES);
@@ -211,22 +208,18 @@ FieldTree decodeCommandEffects(const Payload& data) {
 }
 
 FieldTree decodePredictableLatency(const Payload& data) {
-    OSTREL_TRACE();
     return decodeTable("Predictable Latency Per NVM Set", LATENCY_FIELDS, data);
 }
 
 FieldTree decodePredictableLatencyAggregate(const Payload& data) {
-    OSTREL_TRACE();
     return decodeAggregate("Predictable Latency Event Aggregate", "NVM Sets", data);
 }
 
 FieldTree decodeEnduranceGroupAggregate(const Payload& data) {
-    OSTREL_TRACE();
     return decodeAggregate("Endurance Group Event Aggregate", "Endurance Groups", data);
 }
 
 FieldTree decodeAna(const Payload& data) {
-    OSTREL_TRACE();
     FieldTree tree = decodeTable("Asymmetric Namespace Access", ANA_FIELDS, data);
     if (data.getSize() < ANA_HEAD_BYTES) return tree;
     const unsigned groups = le16(data.getData() + 8);
@@ -236,7 +229,6 @@ FieldTree decodeAna(const Payload& data) {
 }
 
 FieldTree decodeLbaStatus(const Payload& data) {
-    OSTREL_TRACE();
     FieldTree tree = decodeTable("LBA Status Information", LBA_STATUS_FIELDS, data);
     if (data.getSize() < LBA_STATUS_HEAD_BYTES) return tree;
     const uint32_t namespaces = le32(data.getData() + 4);
@@ -247,12 +239,10 @@ FieldTree decodeLbaStatus(const Payload& data) {
 }
 
 FieldTree decodeReservation(const Payload& data) {
-    OSTREL_TRACE();
     return decodeTable("Reservation Notification", RESERVATION_FIELDS, data);
 }
 
 std::vector<Structure> listLogStructures() {
-    OSTREL_TRACE();
     return {
         {"Predictable Latency Per NVM Set", LATENCY_FIELDS},
         {"Asymmetric Namespace Access", ANA_FIELDS},

@@ -6,7 +6,6 @@
 
 #include "features/nvme/FieldTree.h"
 #include "features/nvme/Opcodes.h"
-#include "ostrel/core/ScopeTrace.h"
 #include "ostrel/core/xml/XmlConstants.h"
 #include "ostrel/core/xml/XmlObject.h"
 
@@ -45,26 +44,22 @@ NvmeCommand::NvmeCommand(Queue queue, uint8_t opcode, std::string name)
     : Command(COMMAND_SET_NVME, std::move(name)), queue(queue), opcode(opcode) {}
 
 std::unique_ptr<Command> NvmeCommand::clone() const {
-    OSTREL_TRACE();
     return std::make_unique<NvmeCommand>(*this);
 }
 
 bool NvmeCommand::changesDrive() const {
-    OSTREL_TRACE();
     if (queue == Queue::ADMIN && opcode == OPC_GET_LOG_PAGE && (cdw10 & LOG_SPECIFIC_FIELD) != 0) return true;
     return std::none_of(std::begin(READING_COMMANDS), std::end(READING_COMMANDS),
                         [this](const CommandRow& row) { return row.queue == queue && row.opcode == opcode; });
 }
 
 void NvmeCommand::toString(std::ostream& out) const {
-    OSTREL_TRACE();
     out << "NVMe " << (queue == Queue::ADMIN ? "admin" : "I/O") << " command: " << getName()
         << "\nOpcode: " << hexText(opcode, 2);
     for (const DwordRow& row : DWORDS) out << '\n' << row.name << ": " << hexText(this->*row.field, 8);
 }
 
 std::unique_ptr<xml::XmlObject> NvmeCommand::toXml() const {
-    OSTREL_TRACE();
     auto object = std::make_unique<xml::XmlObject>();
     object->attributes[xml::KEY_CATEGORY] = xml::CATEGORY_COMMAND;
     object->attributes[xml::KEY_NAME] = getName();

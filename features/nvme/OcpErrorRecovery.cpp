@@ -3,7 +3,6 @@
 #include <cstring>
 
 #include "features/nvme/Bytes.h"
-#include "ostrel/core/ScopeTrace.h"
 
 namespace features::nvme {
 
@@ -25,7 +24,6 @@ bool hasOcpErrorRecovery(const uint8_t* ocpSmart) {
 }
 
 bool isOcpErrorRecovery(const ostrel::core::Payload& data) {
-    OSTREL_TRACE();
     return data.getSize() >= OCP_ERROR_RECOVERY_BYTES &&
            std::memcmp(data.getData() + OFFSET_GUID, GUID, sizeof GUID) == 0;
 }

@@ -5,7 +5,6 @@
 #include "features/nvme/FieldTree.h"
 #include "features/nvme/Units.h"
 #include "ostrel/core/AttributeVocabulary.h"
-#include "ostrel/core/ScopeTrace.h"
 
 namespace features::nvme {
 
@@ -173,22 +172,18 @@ AttributeList attributesOf(const AttributeRow (&rows)[COUNT], const Payload& log
 }  // namespace
 
 AttributeList smartAttributes(const Payload& smartLog) {
-    OSTREL_TRACE();
     return attributesOf(SMART, smartLog);
 }
 
 AttributeList healthMetrics(const Payload& smartLog) {
-    OSTREL_TRACE();
     return attributesOf(HEALTH, smartLog);
 }
 
 AttributeList ocpHealthMetrics(const Payload& ocpSmartLog) {
-    OSTREL_TRACE();
     return attributesOf(OCP_HEALTH, ocpSmartLog);
 }
 
 AttributeList performanceMetrics(const Payload& smartLog) {
-    OSTREL_TRACE();
     return attributesOf(PERFORMANCE, smartLog);
 }
 

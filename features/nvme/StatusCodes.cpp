@@ -1,7 +1,5 @@
 #include "features/nvme/StatusCodes.h"
 
-#include "ostrel/core/ScopeTrace.h"
-
 namespace features::nvme {
 
 namespace {
@@ -24,7 +22,6 @@ bool isVendorSpecific(uint8_t type, uint8_t code) {
 }  // namespace
 
 std::string statusCodeText(uint8_t statusCodeType, uint8_t statusCode) {
-    OSTREL_TRACE();
     for (const auto& row : STATUS_CODES) {
         if (row.type == statusCodeType && row.code == statusCode) return row.text;
     }

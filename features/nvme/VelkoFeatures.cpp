@@ -6,7 +6,6 @@
 #include "features/nvme/Structures.h"
 #include "features/nvme/VelkoInterface.h"
 #include "ostrel/core/AttributeVocabulary.h"
-#include "ostrel/core/ScopeTrace.h"
 
 namespace features::nvme {
 
@@ -91,7 +90,6 @@ constexpr FeatureRow VELKO_FEATURES[] = {
 }  // namespace
 
 const FeatureRow* findVelkoFeature(uint8_t fid) {
-    OSTREL_TRACE();
     const auto* row =
         std::find_if(velkoFeaturesBegin(), velkoFeaturesEnd(), [fid](const FeatureRow& r) { return r.fid == fid; });
     return row == velkoFeaturesEnd() ? nullptr : row;
@@ -105,7 +103,6 @@ const FeatureRow* velkoFeaturesEnd() {
 }
 
 FeatureField findVelkoFeatureField(const std::string& key) {
-    OSTREL_TRACE();
     for (const FeatureRow& feature : VELKO_FEATURES) {
         for (const FieldRow& row : feature.dword0) {
             if (row.key != nullptr && fieldName(row) == key) return {&feature, &row};
@@ -115,7 +112,6 @@ FeatureField findVelkoFeatureField(const std::string& key) {
 }
 
 std::vector<Structure> velkoFeatureStructures() {
-    OSTREL_TRACE();
     std::vector<Structure> structures = {{"Maximum LBA", MAXIMUM_LBA}, {"Native Maximum LBA", NATIVE_MAXIMUM_LBA}};
     for (const FeatureRow& row : VELKO_FEATURES) structures.push_back({row.name, row.dword0});
     return structures;

@@ -9,7 +9,6 @@
 #include "features/nvme/Structures.h"
 #include "features/nvme/VelkoInterface.h"
 #include "ostrel/core/AttributeVocabulary.h"
-#include "ostrel/core/ScopeTrace.h"
 
 namespace features::nvme {
 
@@ -143,12 +142,10 @@ const LogPageRow* findRow(Test isWanted) {
 }  // namespace
 
 const LogPageRow* findVelkoLogPage(uint8_t lid) {
-    OSTREL_TRACE();
     return findRow([lid](const LogPageRow& row) { return row.lid == lid; });
 }
 
 const LogPageRow* findVelkoLogPage(const std::string& name) {
-    OSTREL_TRACE();
     return findRow([&](const LogPageRow& row) { return isLogName(row, name); });
 }
 
@@ -160,32 +157,26 @@ const LogPageRow* velkoLogPagesEnd() {
 }
 
 FieldTree decodeVelkoExtendedSmart(const Payload& data) {
-    OSTREL_TRACE();
     return decodeTable("VELKO Extended SMART", EXTENDED_SMART, data);
 }
 
 FieldTree decodeVelkoReadLatency(const Payload& data) {
-    OSTREL_TRACE();
     return decodeLatency("VELKO Read Latency Statistics", data);
 }
 
 FieldTree decodeVelkoWriteLatency(const Payload& data) {
-    OSTREL_TRACE();
     return decodeLatency("VELKO Write Latency Statistics", data);
 }
 
 FieldTree decodeVelkoLogHeader(const Payload& data) {
-    OSTREL_TRACE();
     return decodeTable("VELKO Log Header", LOG_HEADER, data);
 }
 
 FieldTree decodeVelkoForceFlush(const Payload& data) {
-    OSTREL_TRACE();
     return decodeTable("VELKO Force Flush Status", FORCE_FLUSH, data);
 }
 
 FieldTree decodeVelkoBackground(const Payload& data) {
-    OSTREL_TRACE();
     constexpr size_t MASK_BYTES = 8;
     FieldTree tree{"VELKO Background Activity", {}, {}};
     if (data.getSize() >= MASK_BYTES) tree.add("At Work", backgroundActivityText(le64(data.getData())));
@@ -196,22 +187,18 @@ FieldTree decodeVelkoBackground(const Payload& data) {
 }
 
 bool isVelkoLatencyTracked(const Payload& data) {
-    OSTREL_TRACE();
     return data.getSize() > BYTE_OF_TRACKING && bit(data.getData()[BYTE_OF_TRACKING], 0);
 }
 
 VelkoLogHeader velkoLogHeader(const uint8_t* data) {
-    OSTREL_TRACE();
     return {shownText(data, 4), le64(data + 8), le32(data + 60)};
 }
 
 std::string forceFlushStateText(unsigned code) {
-    OSTREL_TRACE();
     return wordText(FLUSH_STATES, code);
 }
 
 std::string backgroundActivityText(uint64_t activities) {
-    OSTREL_TRACE();
     std::string text;
     for (unsigned i = 0; i < 64; ++i) {
         if (!bit(activities, i)) continue;
@@ -222,7 +209,6 @@ std::string backgroundActivityText(uint64_t activities) {
 }
 
 std::vector<Structure> velkoLogStructures() {
-    OSTREL_TRACE();
     return {
         {"VELKO Extended SMART", EXTENDED_SMART},
         {"VELKO Read Latency Statistics", LATENCY},

@@ -9,7 +9,6 @@
 #include "features/parsers/PersistentEvents.h"
 #include "features/parsers/Structures.h"
 #include "ostrel/core/Payload.h"
-#include "ostrel/core/ScopeTrace.h"
 #include "ostrel/core/Strings.h"
 
 namespace features::parsers {
@@ -168,7 +167,6 @@ FieldTree headerTree(const uint8_t* data, size_t size) {
 }  // namespace
 
 std::string PersistentEventLog::damageText() const {
-    OSTREL_TRACE();
     std::string text;
     for (size_t i = 0; i < std::min(damages.size(), MOST_DAMAGES_TOLD); ++i) text += damages[i] + ". ";
     if (damages.size() > MOST_DAMAGES_TOLD)
@@ -179,7 +177,6 @@ std::string PersistentEventLog::damageText() const {
 }
 
 PersistentEventLog parsePersistentEventLog(const uint8_t* data, size_t size) {
-    OSTREL_TRACE();
     PersistentEventLog log;
     log.isOne = size >= HEADER_LENGTH_END && data[0] == LID_PERSISTENT_EVENT;
     if (!log.isOne) return log;
@@ -191,12 +188,10 @@ PersistentEventLog parsePersistentEventLog(const uint8_t* data, size_t size) {
 }
 
 uint64_t persistentEventLogBytes(const uint8_t* header) {
-    OSTREL_TRACE();
     return std::max<uint64_t>(le64(header + OFFSET_TLL), PersistentEventLog::HEADER_BYTES);
 }
 
 std::vector<nvme::Structure> eventHeaderStructures() {
-    OSTREL_TRACE();
     return {
         {"Persistent Event Log > Event *", EVENT_FIELDS},
     };

@@ -9,7 +9,6 @@
 #include "features/nvme/LogPages.h"
 #include "features/parsers/Structures.h"
 #include "ostrel/core/Payload.h"
-#include "ostrel/core/ScopeTrace.h"
 #include "ostrel/core/Strings.h"
 
 namespace features::parsers {
@@ -258,13 +257,11 @@ const EventRow* findEvent(uint8_t type) {
 }  // namespace
 
 std::string eventName(uint8_t type) {
-    OSTREL_TRACE();
     const EventRow* row = findEvent(type);
     return row != nullptr ? row->name : "Reserved (" + hexText(type, 2) + ")";
 }
 
 std::string supportedEventsText(const uint8_t* bitmap) {
-    OSTREL_TRACE();
     std::string text;
     for (unsigned type = 0; type < 256; ++type) {
         if (!bit(bitmap[type / 8], type % 8)) continue;
@@ -274,7 +271,6 @@ std::string supportedEventsText(const uint8_t* bitmap) {
 }
 
 std::string addEventData(FieldTree& tree, uint8_t type, const uint8_t* data, size_t size) {
-    OSTREL_TRACE();
     const EventRow* row = findEvent(type);
     if (row == nullptr) return addAsBytes(tree, data, size);
     addFields(tree, row->fields, data, size);
@@ -285,7 +281,6 @@ std::string addEventData(FieldTree& tree, uint8_t type, const uint8_t* data, siz
 }
 
 std::vector<nvme::Structure> eventStructures() {
-    OSTREL_TRACE();
     std::vector<nvme::Structure> structures = {
         {"Persistent Event Log > Event * > Reset *", RESET_FIELDS},
         {"Persistent Event Log > Event * > Descriptor *", VENDOR_FIELDS},

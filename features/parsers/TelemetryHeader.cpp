@@ -4,7 +4,6 @@
 
 #include "features/nvme/Bytes.h"
 #include "features/nvme/Opcodes.h"
-#include "ostrel/core/ScopeTrace.h"
 
 namespace features::parsers {
 
@@ -24,7 +23,6 @@ TelemetryHeader::TelemetryHeader(const uint8_t* header)
           header[lid == nvme::LID_TELEMETRY_CONTROLLER ? OFFSET_CONTROLLER_GENERATION : OFFSET_HOST_GENERATION]) {}
 
 uint64_t TelemetryHeader::lengthBytes(unsigned area) const {
-    OSTREL_TRACE();
     // Some drives leave the last block of an area that is empty at 0, after one that is not.
     const unsigned areas = std::min(area, MOST_AREAS);
     const uint16_t last = areas == 0 ? uint16_t{0} : *std::max_element(lastBlock, lastBlock + areas);

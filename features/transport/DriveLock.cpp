@@ -12,7 +12,6 @@
 #include <cstring>
 #include <string_view>
 
-#include "ostrel/core/ScopeTrace.h"
 #include "ostrel/core/StatusCatalogue.h"
 
 namespace features::transport {
@@ -66,7 +65,6 @@ std::string ownerIn(const FileDescriptor& file) {
 }  // namespace
 
 std::string DriveLock::fileName(const std::string& drive) {
-    OSTREL_TRACE();
     constexpr std::string_view OTHERS = "-._";
     std::string name = drive.substr(0, MAX_NAME_BYTES);
     std::replace_if(
@@ -78,7 +76,6 @@ std::string DriveLock::fileName(const std::string& drive) {
 }
 
 Status DriveLock::acquire(const std::string& drive) {
-    OSTREL_TRACE();
     const std::lock_guard<std::mutex> guard(mutex_);
     if (holders_ == 0) {
         const Status status = lockFile(fileName(drive));
@@ -89,7 +86,6 @@ Status DriveLock::acquire(const std::string& drive) {
 }
 
 void DriveLock::release() {
-    OSTREL_TRACE();
     const std::lock_guard<std::mutex> guard(mutex_);
     if (holders_ == 0 || --holders_ != 0) return;
     // The next owner is not to be taken for this one before it has written its own id; no matter if that fails.
@@ -98,7 +94,6 @@ void DriveLock::release() {
 }
 
 Status DriveLock::lockFile(const std::string& name) {
-    OSTREL_TRACE();
     const std::string path = folder_ + "/" + name;
     FileDescriptor file;
     Status status = openFile(path, name, file);
@@ -119,14 +114,12 @@ Status DriveLock::lockFile(const std::string& name) {
 }
 
 Status DriveLock::openFolder(FileDescriptor& folder) const {
-    OSTREL_TRACE();
     if (::mkdir(folder_.c_str(), S_IRWXU) != 0 && errno != EEXIST) return cannotLock(errno, folder_);
     folder = FileDescriptor(::open(folder_.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
     return folder.isOpen() ? checkOwner(folder, S_IFDIR, folder_) : cannotLock(errno, folder_);
 }
 
 Status DriveLock::openFile(const std::string& path, const std::string& name, FileDescriptor& file) const {
-    OSTREL_TRACE();
     FileDescriptor folder;
     const Status status = openFolder(folder);
     if (!status.is(0, 0)) return status;

@@ -1,6 +1,5 @@
 #include "features/transport/HostCommand.h"
 
-#include "ostrel/core/ScopeTrace.h"
 #include "ostrel/core/xml/XmlConstants.h"
 #include "ostrel/core/xml/XmlObject.h"
 
@@ -37,17 +36,14 @@ const char* requestName(HostRequest request) {
 HostCommand::HostCommand(HostRequest request) : Command(COMMAND_SET_HOST, requestName(request)), request(request) {}
 
 std::unique_ptr<Command> HostCommand::clone() const {
-    OSTREL_TRACE();
     return std::make_unique<HostCommand>(*this);
 }
 
 void HostCommand::toString(std::ostream& out) const {
-    OSTREL_TRACE();
     out << "Host request: " << getName();
 }
 
 std::unique_ptr<xml::XmlObject> HostCommand::toXml() const {
-    OSTREL_TRACE();
     auto object = std::make_unique<xml::XmlObject>();
     object->attributes[xml::KEY_CATEGORY] = xml::CATEGORY_COMMAND;
     object->attributes[xml::KEY_NAME] = getName();
@@ -55,18 +51,15 @@ std::unique_ptr<xml::XmlObject> HostCommand::toXml() const {
 }
 
 std::unique_ptr<ProtocolResult> HostResult::clone() const {
-    OSTREL_TRACE();
     return std::make_unique<HostResult>(*this);
 }
 
 void HostResult::toString(std::ostream& out) const {
-    OSTREL_TRACE();
     out << "Namespaces: " << namespaces.size();
     for (const HostNamespace& part : namespaces) out << '\n' << part.nsid << ": " << part.node;
 }
 
 std::unique_ptr<xml::XmlObject> HostResult::toXml() const {
-    OSTREL_TRACE();
     auto object = std::make_unique<xml::XmlObject>();
     object->attributes[xml::KEY_CATEGORY] = xml::CATEGORY_PROTOCOL_RESULT;
     for (const HostNamespace& part : namespaces) object->addProperty(std::to_string(part.nsid), part.node);

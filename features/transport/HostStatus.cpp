@@ -4,8 +4,6 @@
 #include <cerrno>
 #include <cstring>
 
-#include "ostrel/core/ScopeTrace.h"
-
 namespace features::transport {
 
 using namespace ostrel::core;
@@ -54,7 +52,6 @@ Status inWords(Status status, const std::string& words, const std::string& error
 }  // namespace
 
 Status hostStatus(int error, const std::string& place, Status (*otherwise)()) {
-    OSTREL_TRACE();
     const HostErrorRow* row = rowOf(error);
     return inWords(row == nullptr ? otherwise() : row->status(),
                    row == nullptr ? place : row->before + place + row->after,
@@ -62,7 +59,6 @@ Status hostStatus(int error, const std::string& place, Status (*otherwise)()) {
 }
 
 Status hostStatus(const Status& status) {
-    OSTREL_TRACE();
     if (status.getCategory() != CATEGORY_OS) return status;
     std::string words = status.getMessage();
     if (words.compare(0, PREFIX.size(), PREFIX) == 0) words.erase(0, PREFIX.size());
@@ -73,7 +69,6 @@ Status hostStatus(const Status& status) {
 }
 
 bool isTransportError(const Status& status) {
-    OSTREL_TRACE();
     const auto is = [&](Status (*other)()) { return status.is(other().getCategory(), other().getCode()); };
     return std::any_of(std::begin(HOST_ERRORS), std::end(HOST_ERRORS), [&](const auto& r) { return is(r.status); }) ||
            std::any_of(std::begin(OTHER_ERRORS), std::end(OTHER_ERRORS), is);

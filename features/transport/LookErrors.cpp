@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cstring>
 
-#include "ostrel/core/ScopeTrace.h"
 #include "ostrel/core/StatusCatalogue.h"
 
 namespace features::transport {
@@ -30,7 +29,6 @@ std::string LookErrors::text() const {
 }
 
 Status LookErrors::status() const {
-    OSTREL_TRACE();
     if (errors_.empty()) return Status();
     Status status = ostrel::core::statuses::systemRescanFailed();
     status.setMessage(status.getMessage() + " " + text());

@@ -1,6 +1,5 @@
 #include "features/transport/SelectedDrive.h"
 
-#include "ostrel/core/ScopeTrace.h"
 #include "ostrel/core/StatusCatalogue.h"
 
 namespace features::transport {
@@ -17,13 +16,11 @@ Status withWords(Status status, const std::string& words) {
 }  // namespace
 
 Status unknownIdentity(const std::string& place) {
-    OSTREL_TRACE();
     return withWords(statuses::deviceDataRetrievalFailed(),
                      "The drive of " + place + " cannot be identified, so that it is not changed.");
 }
 
 Status anotherDrive(const std::string& place, const std::string& selected, const std::string& found) {
-    OSTREL_TRACE();
     return withWords(statuses::deviceUnavailable(), "The drive of " + place + " is gone. Selected was " + selected +
                                                         "; " + place + " is now that of " + found + ".");
 }

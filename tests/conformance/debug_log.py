@@ -60,17 +60,21 @@ class DebugLog(BindingTestCase):
         self.assertEqual([TIME.sub("", line) for line in (lines[0], lines[-1])],
                          ["[debug] Tool Version: 2.2.18", "[debug] Exit Code: 0"])
 
-    def test_traces_the_functions(self):
+    def test_traces_the_functions_of_the_core(self):
         self.configure(enable_log="true")
         self.run_and_log("show", "-system")
-        traces = [TIME.sub("", line) for line in self.log.read_text().splitlines() if "SystemFeature" in line]
+        traces = [TIME.sub("", line) for line in self.log.read_text().splitlines() if "getText" in line]
         self.assertEqual([re.sub(r"\([0-9]+\)", "(LINE)", line) for line in traces],
-                         ["[debug] SystemFeature.cpp(LINE) getPaths: Entering",
-                          "[debug] SystemFeature.cpp getPaths: Exiting",
-                          "[debug] SystemFeature.cpp(LINE) run: Entering",
-                          "[debug] SystemFeature.cpp(LINE) show: Entering",
-                          "[debug] SystemFeature.cpp show: Exiting",
-                          "[debug] SystemFeature.cpp run: Exiting"])
+                         ["[debug] Attribute.cpp(LINE) getText: Entering", "[debug] Attribute.cpp getText: Exiting"] * 2)
+
+    def test_traces_the_run_of_a_storage_command(self):
+        self.install()
+        self.answer("<Object></Object>")
+        self.configure(enable_log="true")
+        self.world.run("show", "-velkossd")
+        lines = [TIME.sub("", line) for line in self.log.read_text().splitlines() if "VelkoSSDFeature" in line]
+        self.assertEqual([re.sub(r"\([0-9]+\)", "(LINE)", line) for line in lines],
+                         ["[debug] VelkoSSDFeature.cpp(LINE) run: Entering", "[debug] VelkoSSDFeature.cpp run: Exiting"])
 
     def test_replaces_that_of_the_previous_run(self):
         self.configure(enable_log="true")

@@ -4,7 +4,6 @@
 #include <limits>
 
 #include "features/nvme/FieldTree.h"
-#include "ostrel/core/ScopeTrace.h"
 #include "ostrel/core/Strings.h"
 #include "ostrel/core/xml/XmlConstants.h"
 #include "ostrel/core/xml/XmlProperty.h"
@@ -23,7 +22,6 @@ bool isHexadecimal(const std::string& text, bool hasPrefix, Digits digits) {
 }  // namespace
 
 bool readNumber(const std::string& text, Digits digits, uint64_t& value) {
-    OSTREL_TRACE();
     const bool hasPrefix = text.size() > 2 && text[0] == '0' && (text[1] == 'x' || text[1] == 'X');
     const bool hex = isHexadecimal(text, hasPrefix, digits);
     const unsigned base = hex ? 16 : 10;
@@ -41,7 +39,6 @@ bool readNumber(const std::string& text, Digits digits, uint64_t& value) {
 }
 
 bool takeSuffix(std::string& text, const std::string& suffix) {
-    OSTREL_TRACE();
     if (text.size() < suffix.size() || text.compare(text.size() - suffix.size(), suffix.size(), suffix) != 0)
         return false;
     text.resize(text.size() - suffix.size());
@@ -59,20 +56,17 @@ const std::string* Arguments::find(const std::string& key) const {
 }
 
 std::string Arguments::text(const std::string& key) const {
-    OSTREL_TRACE();
     const std::string* value = find(key);
     return value == nullptr ? std::string() : *value;
 }
 
 bool Arguments::flag(const std::string& key, bool absent) const {
-    OSTREL_TRACE();
     const std::string* value = find(key);
     if (value == nullptr || value->empty()) return absent;
     return *value == "1" || toBoolean(*value);
 }
 
 Status Arguments::boolean(const std::string& key, std::optional<bool>& value) const {
-    OSTREL_TRACE();
     const std::string* text = find(key);
     if (text == nullptr || text->empty()) return Status();
     if (!isBoolean(*text)) {
@@ -84,7 +78,6 @@ Status Arguments::boolean(const std::string& key, std::optional<bool>& value) co
 }
 
 Status Arguments::number(const std::string& key, uint64_t most, std::optional<uint64_t>& value, Digits digits) const {
-    OSTREL_TRACE();
     const std::string* text = find(key);
     if (text == nullptr || text->empty()) return Status();
     uint64_t number = 0;

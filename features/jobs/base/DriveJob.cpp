@@ -5,7 +5,6 @@
 
 #include "features/jobs/support/SideBySide.h"
 #include "ostrel/core/AttributeVocabulary.h"
-#include "ostrel/core/ScopeTrace.h"
 #include "ostrel/core/StatusCatalogue.h"
 #include "ostrel/core/XmlConverter.h"
 #include "ostrel/core/xml/XmlConstants.h"
@@ -36,7 +35,6 @@ AttributeList DriveJob::getSupportedProperties() const {
 }
 
 Status DriveJob::getProperties(const std::shared_ptr<xml::XmlObject>& output) {
-    OSTREL_TRACE();
     const auto requested = getRequestedGetProperties(*getInput());
     // The status of a get is dropped by the interpreter: a bad argument has to be reported inside the output.
     const Status request = checkRequest(arguments());
@@ -52,7 +50,6 @@ Status DriveJob::getProperties(const std::shared_ptr<xml::XmlObject>& output) {
 }
 
 Status DriveJob::runMethod(const std::shared_ptr<xml::XmlObject>& output) {
-    OSTREL_TRACE();
     const Status request = checkRequest(arguments());
     if (!request.is(0, 0)) return request;
     runOnDrives(*output, nullptr, 1, &DriveJob::actOnDrive);
@@ -60,7 +57,6 @@ Status DriveJob::runMethod(const std::shared_ptr<xml::XmlObject>& output) {
 }
 
 Status DriveJob::setProperty(const AttributeList& requested) {
-    OSTREL_TRACE();
     nvme::Drive drive(*getDevices().front());
     Status status = setOnDrive(drive, requested.begin()->second);
     // The tool reports the success in its own words.
@@ -69,7 +65,6 @@ Status DriveJob::setProperty(const AttributeList& requested) {
 }
 
 std::optional<Arguments> DriveJob::sentProperties() const {
-    OSTREL_TRACE();
     const auto& objects = getInput()->objects;
     const auto found = std::find_if(objects.begin(), objects.end(), [](const auto& object) {
         return object->getAttribute(xml::KEY_NAME) == xml::NAME_PROPERTIES;
@@ -78,13 +73,11 @@ std::optional<Arguments> DriveJob::sentProperties() const {
 }
 
 Arguments DriveJob::propertyToSet() const {
-    OSTREL_TRACE();
     return *sentProperties();  // without one there would be nothing to be set
 }
 
 void DriveJob::runOnDrives(xml::XmlObject& output, const AttributeList* requested, std::size_t atOnce,
                            Operation operation) {
-    OSTREL_TRACE();
     const auto& devices = getDevices();
     const std::vector<std::string> names = driveNames();
     std::vector<std::unique_ptr<DriveOutput>> outputs(devices.size());
@@ -100,13 +93,11 @@ void DriveJob::runOnDrives(xml::XmlObject& output, const AttributeList* requeste
 }
 
 void DriveJob::addOutput(xml::XmlObject& output, DriveOutput& drive) {
-    OSTREL_TRACE();
     output.objects.push_back(outputObject());
     append(*output.objects.back(), drive);
 }
 
 std::vector<std::string> DriveJob::driveNames() const {
-    OSTREL_TRACE();
     const auto& devices = getDevices();
     // How the headings name the drives: by the serial number. Where several have the same one, as controllers of one
     // subsystem do, the node follows: "S1 nvme0". Without a mark between them, since headings become XML names. The
@@ -126,7 +117,6 @@ std::vector<std::string> DriveJob::driveNames() const {
 }
 
 bool DriveJob::isOneDriveNamed() const {
-    OSTREL_TRACE();
     const auto& lists = getInput()->lists;
     return getDevices().size() == 1 && std::any_of(lists.begin(), lists.end(), [](const auto& list) {
                return list->getAttribute(xml::KEY_NAME) == xml::NAME_DEVICES && !list->objects.empty();

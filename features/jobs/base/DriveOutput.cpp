@@ -4,7 +4,6 @@
 
 #include "ostrel/core/AttributeVocabulary.h"
 #include "ostrel/core/Device.h"
-#include "ostrel/core/ScopeTrace.h"
 #include "ostrel/core/Strings.h"
 #include "ostrel/core/XmlConverter.h"
 #include "ostrel/core/xml/XmlConstants.h"
@@ -33,7 +32,6 @@ AttributeList selected(const AttributeList& attributes, const AttributeList& req
 }  // namespace
 
 void DriveOutput::addAttributes(const std::string& heading, const AttributeList& attributes) {
-    OSTREL_TRACE();
     const AttributeList all = withIdentity(attributes);
     auto object = XmlConverter::attributeListToXml(requested_ == nullptr ? all : selected(all, *requested_));
     // The reader of an attribute list shows its key alone as the heading.
@@ -42,7 +40,6 @@ void DriveOutput::addAttributes(const std::string& heading, const AttributeList&
 }
 
 bool DriveOutput::hasAllRequested(const AttributeList& attributes) const {
-    OSTREL_TRACE();
     if (requested_ == nullptr) return false;
     const AttributeList all = withIdentity(attributes);
     return std::all_of(requested_->begin(), requested_->end(),
@@ -50,7 +47,6 @@ bool DriveOutput::hasAllRequested(const AttributeList& attributes) const {
 }
 
 void DriveOutput::addTree(const nvme::FieldTree& tree) {
-    OSTREL_TRACE();
     auto object = tree.toXml(serialNumber_);
     auto& properties = object->properties;
     const auto fields = static_cast<std::ptrdiff_t>(properties.size());
@@ -60,13 +56,11 @@ void DriveOutput::addTree(const nvme::FieldTree& tree) {
 }
 
 AttributeList DriveOutput::withIdentity(AttributeList attributes) const {
-    OSTREL_TRACE();
     for (const Attribute& attribute : identity()) attributes.emplace(attribute.getName(), attribute);
     return attributes;
 }
 
 std::vector<Attribute> DriveOutput::identity() const {
-    OSTREL_TRACE();
     std::vector<Attribute> known;
     if (device_ == nullptr) return known;
     for (const Attribute& attribute : {attributes::device::serialNumber(), attributes::device::devicePath()}) {
@@ -77,7 +71,6 @@ std::vector<Attribute> DriveOutput::identity() const {
 }
 
 void DriveOutput::addStatus(const std::string& heading, const Status& status) {
-    OSTREL_TRACE();
     auto object = XmlConverter::statusToXml(status);
     object->attributes[xml::KEY_NAME] = heading;
     object->attributes[xml::KEY_KEY] = serialNumber_;

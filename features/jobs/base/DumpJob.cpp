@@ -3,7 +3,6 @@
 #include "features/jobs/base/LogLimits.h"
 #include "features/jobs/support/StatusDetails.h"
 #include "ostrel/core/Attribute.h"
-#include "ostrel/core/ScopeTrace.h"
 #include "ostrel/core/Strings.h"
 #include "ostrel/core/XmlConverter.h"
 #include "ostrel/core/xml/XmlConstants.h"
@@ -65,7 +64,6 @@ Status namingDrive(const Status& status, const nvme::Drive& drive) {
 }  // namespace
 
 Status DumpJob::runMethod(const std::shared_ptr<xml::XmlObject>& output) {
-    OSTREL_TRACE();
     Status status = checkRequest(arguments());
     if (!status.is(0, 0)) return status;
     const auto& devices = getDevices();

@@ -5,7 +5,6 @@
 #include "features/jobs/support/AvailableMemory.h"
 #include "features/nvme/Opcodes.h"
 #include "ostrel/core/AttributeVocabulary.h"
-#include "ostrel/core/ScopeTrace.h"
 #include "ostrel/core/StatusCatalogue.h"
 
 namespace features::jobs {
@@ -31,7 +30,6 @@ Status tooLong(const std::string& text) {
 }  // namespace
 
 uint64_t decodableBytes() {
-    OSTREL_TRACE();
     return std::min(availableMemoryBytes() / DECODED_COST, MAX_DECODED_BYTES);
 }
 
@@ -39,14 +37,12 @@ NamedLog::NamedLog(const nvme::Drive& drive, uint8_t logId)
     : NamedLog(drive.name(), drive.device().getAttribute(attributes::device::devicePath()).getText(), logId) {}
 
 std::string NamedLog::copyCommand() const {
-    OSTREL_TRACE();
     const std::string command = "dump -destination FILE -velkossd " + devicePath + " -nvmelog " + std::to_string(lid);
     // Without a reporting context there is no page to be read; this field establishes one.
     return lid == nvme::LID_PERSISTENT_EVENT ? command + " LogSpecificField=1" : command;
 }
 
 Status checkDecoding(const NamedLog& log, uint64_t bytes) {
-    OSTREL_TRACE();
     const uint64_t fits = decodableBytes();
     if (bytes <= fits) return Status();
     if (bytes > MAX_DECODED_BYTES) {
@@ -58,7 +54,6 @@ Status checkDecoding(const NamedLog& log, uint64_t bytes) {
 }
 
 Status checkPayload(const NamedLog& log, uint64_t bytes, uint64_t earlierBytes) {
-    OSTREL_TRACE();
     const uint64_t fits = availableMemoryBytes() / PAYLOAD_COST;
     const uint64_t left = fits - std::min(fits, earlierBytes);
     if (bytes <= left) return Status();
@@ -72,7 +67,6 @@ bool isTooLong(const Status& status) {
 }
 
 Status checkLogLength(const std::string& driveName, uint64_t bytes) {
-    OSTREL_TRACE();
     if (bytes <= MAX_LOG_BYTES) return Status();
     return tooLong("The log of drive " + driveName + " says that it has " + std::to_string(bytes) +
                    " bytes, and no log has more than " + std::to_string(MAX_LOG_BYTES) + ".");

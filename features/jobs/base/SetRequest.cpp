@@ -6,7 +6,6 @@
 #include "features/jobs/support/StatusDetails.h"
 #include "features/nvme/FieldTree.h"
 #include "ostrel/core/AttributeVocabulary.h"
-#include "ostrel/core/ScopeTrace.h"
 #include "ostrel/core/StatusCatalogue.h"
 #include "ostrel/core/Strings.h"
 
@@ -36,7 +35,6 @@ std::string asHexadecimal(const std::string& text) {
 }  // namespace
 
 Status readSetGetType(const Arguments& arguments, bool& isSet) {
-    OSTREL_TRACE();
     const std::string name = attributes::feature::setGetType().getName();
     const std::string type = arguments.text(name);
     isSet = type == "set";
@@ -45,19 +43,16 @@ Status readSetGetType(const Arguments& arguments, bool& isSet) {
 }
 
 Status checkOneDrive(size_t numberOfDrives) {
-    OSTREL_TRACE();
     if (numberOfDrives == 0) return statuses::noDeviceSelected();
     return numberOfDrives == 1 ? Status() : statuses::multipleDevicesSelected();
 }
 
 Status checkSettable(const Attribute& given, const Attribute& settable) {
-    OSTREL_TRACE();
     if (given.getName() == settable.getName()) return Status();
     return withDetails(statuses::invalidProperty(), given.getName() + " cannot be set.");
 }
 
 Status readValue(const Arguments& sent, const SettableProperty& property, uint32_t& value) {
-    OSTREL_TRACE();
     const Attribute attribute = property.attribute();
     const std::string key = attribute.getName();
     if (attribute.getType() == typeBoolean()) return readBoolean(sent, key, value);

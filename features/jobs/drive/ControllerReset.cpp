@@ -4,7 +4,6 @@
 #include "features/nvme/Bytes.h"
 #include "features/transport/HostCommand.h"
 #include "ostrel/core/CommandResult.h"
-#include "ostrel/core/ScopeTrace.h"
 #include "ostrel/core/StatusCatalogue.h"
 
 namespace features::jobs {
@@ -19,7 +18,6 @@ constexpr std::size_t FIRMWARE_REVISION_BYTES = 8;
 }  // namespace
 
 Status resetController(nvme::Drive& drive) {
-    OSTREL_TRACE();
     CommandResult result;
     drive.device().sendCommand(transport::HostCommand(transport::HostRequest::RESET_CONTROLLER), result);
     Status status = result.status;
@@ -32,7 +30,6 @@ Status resetController(nvme::Drive& drive) {
 }
 
 Status runningFirmware(nvme::Drive& drive, std::string& revision) {
-    OSTREL_TRACE();
     const uint8_t* identify = nullptr;
     const Status status = drive.identifyController(identify);
     if (status.is(0, 0)) revision = nvme::shownText(identify + OFFSET_FIRMWARE_REVISION, FIRMWARE_REVISION_BYTES);

@@ -3,7 +3,6 @@
 #include <iterator>
 
 #include "features/nvme/Bytes.h"
-#include "ostrel/core/ScopeTrace.h"
 
 namespace features::jobs {
 
@@ -22,7 +21,6 @@ constexpr const char* CRITICAL_WARNINGS[] = {
 }  // namespace
 
 std::string deviceStatusText(uint8_t criticalWarning) {
-    OSTREL_TRACE();
     std::string text;
     for (unsigned i = 0; i < std::size(CRITICAL_WARNINGS); ++i) {
         if (nvme::bit(criticalWarning, i)) text.append(text.empty() ? "" : " ").append(CRITICAL_WARNINGS[i]);

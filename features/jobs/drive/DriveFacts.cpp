@@ -6,7 +6,6 @@
 #include "features/jobs/drive/Namespaces.h"
 #include "features/jobs/drive/OcpSmartLog.h"
 #include "features/nvme/Opcodes.h"
-#include "ostrel/core/ScopeTrace.h"
 
 namespace features::jobs {
 
@@ -29,14 +28,12 @@ const uint8_t* DriveFacts::bytesOf(const Part& part) const {
 }
 
 const uint8_t* DriveFacts::identifyController() {
-    OSTREL_TRACE();
     const uint8_t* data = nullptr;
     if (mayAsk()) (void)accept(drive_.identifyController(data));  // what failed is kept in failure_
     return data;
 }
 
 const nvme::ControllerCapabilities* DriveFacts::controller() {
-    OSTREL_TRACE();
     if (!controller_) {
         const uint8_t* data = identifyController();
         if (data != nullptr) controller_.emplace(data);
@@ -45,7 +42,6 @@ const nvme::ControllerCapabilities* DriveFacts::controller() {
 }
 
 const std::vector<HostNamespace>* DriveFacts::hostNamespaces() {
-    OSTREL_TRACE();
     if (!host_ && mayAsk()) {
         std::vector<HostNamespace> found;
         if (accept(readHostNamespaces(drive_, found))) host_ = std::move(found);
@@ -54,7 +50,6 @@ const std::vector<HostNamespace>* DriveFacts::hostNamespaces() {
 }
 
 const transport::HostLocation* DriveFacts::location() {
-    OSTREL_TRACE();
     if (!location_ && mayAsk()) {
         transport::HostLocation found;
         if (accept(readHostLocation(drive_, found))) location_ = std::move(found);
@@ -63,7 +58,6 @@ const transport::HostLocation* DriveFacts::location() {
 }
 
 const HostNamespace* DriveFacts::hostNamespace() {
-    OSTREL_TRACE();
     const auto* all = hostNamespaces();
     if (all == nullptr || all->empty()) return nullptr;
     const auto nsid = namedNamespace(drive_);
@@ -73,7 +67,6 @@ const HostNamespace* DriveFacts::hostNamespace() {
 }
 
 const uint8_t* DriveFacts::identifyNamespace() {
-    OSTREL_TRACE();
     if (!identifyNamespace_) {
         const HostNamespace* host = hostNamespace();
         identifyNamespace_.emplace();
@@ -85,7 +78,6 @@ const uint8_t* DriveFacts::identifyNamespace() {
 }
 
 const nvme::NamespaceProperties* DriveFacts::namespaceProperties() {
-    OSTREL_TRACE();
     if (!namespaceProperties_) {
         const uint8_t* data = identifyNamespace();
         if (data != nullptr) namespaceProperties_.emplace(data);
@@ -94,7 +86,6 @@ const nvme::NamespaceProperties* DriveFacts::namespaceProperties() {
 }
 
 const uint8_t* DriveFacts::logPage(Part& part, uint8_t lid, Status* refusal) {
-    OSTREL_TRACE();
     if (!part) {
         part.emplace();
         const Status status = mayAsk() ? readLog(drive_, lid, LOG_BYTES, *part) : Status();
@@ -105,7 +96,6 @@ const uint8_t* DriveFacts::logPage(Part& part, uint8_t lid, Status* refusal) {
 }
 
 const uint8_t* DriveFacts::smart() {
-    OSTREL_TRACE();
     if (smart_) return bytesOf(smart_);
     const uint8_t* data = logPage(smart_, nvme::LID_SMART_HEALTH, &smartRefusal_);
     isSmartMissing_ = isRefusal(smartRefusal_) && isMissingLog(drive_.lastCompletion());
@@ -113,13 +103,11 @@ const uint8_t* DriveFacts::smart() {
 }
 
 Status DriveFacts::smartRefusal() {
-    OSTREL_TRACE();
     (void)smart();  // a transport error is in failure()
     return isSmartMissing_ && mayLackSmart() ? Status() : smartRefusal_;
 }
 
 bool DriveFacts::mayLackSmart() {
-    OSTREL_TRACE();
     // Controller Type of Identify Controller (NVMe Base Specification 1.4, figure 247).
     constexpr size_t OFFSET_CONTROLLER_TYPE = 111;
     constexpr uint8_t DISCOVERY = 2;
@@ -134,7 +122,6 @@ const uint8_t* DriveFacts::firmwareSlots() {
 }
 
 const uint8_t* DriveFacts::ocpSmart() {
-    OSTREL_TRACE();
     if (!ocpSmart_) {
         ocpSmart_.emplace();
         if (mayAsk()) (void)accept(readOcpSmartLog(drive_, OcpGrounds::OFFERED, *ocpSmart_));

@@ -11,7 +11,6 @@
 #include "features/nvme/FieldTree.h"
 #include "ostrel/core/AttributeVocabulary.h"
 #include "ostrel/core/File.h"
-#include "ostrel/core/ScopeTrace.h"
 #include "ostrel/core/Strings.h"
 
 namespace features::jobs {
@@ -65,7 +64,6 @@ std::string KnownLogPages::read() const {
 }
 
 bool KnownLogPages::contains(const nvme::Drive& drive, uint8_t lid) const {
-    OSTREL_TRACE();
     const std::string line = lineOf(drive, lid);
     if (line.empty()) return false;
     const std::vector<std::string> lines = split(read(), '\n');
@@ -73,7 +71,6 @@ bool KnownLogPages::contains(const nvme::Drive& drive, uint8_t lid) const {
 }
 
 void KnownLogPages::add(const nvme::Drive& drive, uint8_t lid) const {
-    OSTREL_TRACE();
     const std::string line = lineOf(drive, lid);
     const std::lock_guard<std::mutex> lock(writing());
     if (line.empty() || contains(drive, lid)) return;

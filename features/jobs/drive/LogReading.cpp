@@ -8,7 +8,6 @@
 #include "features/nvme/LogSizes.h"
 #include "features/nvme/Opcodes.h"
 #include "features/nvme/StatusCodes.h"
-#include "ostrel/core/ScopeTrace.h"
 
 namespace features::jobs {
 
@@ -17,7 +16,6 @@ using namespace ostrel::core;
 namespace {}  // namespace
 
 Status readLog(nvme::Drive& drive, uint8_t lid, uint32_t bytes, Payload& data) {
-    OSTREL_TRACE();
     nvme::LogPageRequest request;
     request.lid = lid;
     request.retainEvent = true;
@@ -25,7 +23,6 @@ Status readLog(nvme::Drive& drive, uint8_t lid, uint32_t bytes, Payload& data) {
 }
 
 Status copyLog(nvme::Drive& drive, const nvme::LogPageRequest& page, uint64_t end, LogSink& log) {
-    OSTREL_TRACE();
     if (page.offset >= end) return Status();
     uint64_t left = end - page.offset;
     ProgressLine line("Drive " + drive.name() + ", log page " + nvme::hexText(page.lid, 2));
@@ -42,19 +39,16 @@ bool isRefusal(const Status& status) {
 }
 
 bool isMissingLog(const nvme::Completion& completion) {
-    OSTREL_TRACE();
     return completion.is(nvme::SCT_GENERIC, nvme::SC_INVALID_FIELD) ||
            completion.is(nvme::SCT_COMMAND_SPECIFIC, nvme::SC_INVALID_LOG_PAGE);
 }
 
 Status missingLogAs(const Status& status, const nvme::Drive& drive, const Status& missing) {
-    OSTREL_TRACE();
     if (!isRefusal(status) || !isMissingLog(drive.lastCompletion())) return status;
     return withDetails(missing, status.getMessage());
 }
 
 Status readSmartLog(nvme::Drive& drive, Payload& data) {
-    OSTREL_TRACE();
     return readLog(drive, nvme::LID_SMART_HEALTH, nvme::SMART_HEALTH_BYTES, data);
 }
 

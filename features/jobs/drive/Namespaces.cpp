@@ -10,7 +10,6 @@
 #include "features/nvme/Opcodes.h"
 #include "ostrel/core/AttributeVocabulary.h"
 #include "ostrel/core/CommandResult.h"
-#include "ostrel/core/ScopeTrace.h"
 #include "ostrel/core/StatusCatalogue.h"
 
 namespace features::jobs {
@@ -39,14 +38,12 @@ bool isThere(const Payload& data) {
 }  // namespace
 
 std::optional<uint32_t> namedNamespace(nvme::Drive& drive) {
-    OSTREL_TRACE();
     const Attribute named = drive.device().getAttribute(attributes::device::namespaceId());
     if (named.getSize() == 0) return std::nullopt;
     return static_cast<uint32_t>(named.getNumber());
 }
 
 Status readHostNamespaces(nvme::Drive& drive, std::vector<transport::HostNamespace>& namespaces) {
-    OSTREL_TRACE();
     CommandResult result;
     drive.device().sendCommand(transport::HostCommand(transport::HostRequest::NAMESPACES), result);
     if (!result.status.is(0, 0)) return result.status;
@@ -57,7 +54,6 @@ Status readHostNamespaces(nvme::Drive& drive, std::vector<transport::HostNamespa
 }
 
 Status readHostLocation(nvme::Drive& drive, transport::HostLocation& location) {
-    OSTREL_TRACE();
     CommandResult result;
     drive.device().sendCommand(transport::HostCommand(transport::HostRequest::LOCATION), result);
     if (!result.status.is(0, 0)) return result.status;
@@ -68,7 +64,6 @@ Status readHostLocation(nvme::Drive& drive, transport::HostLocation& location) {
 }
 
 Status rescan(nvme::Drive& drive) {
-    OSTREL_TRACE();
     CommandResult result;
     drive.device().sendCommand(transport::HostCommand(transport::HostRequest::RESCAN), result);
     return result.status;
@@ -76,7 +71,6 @@ Status rescan(nvme::Drive& drive) {
 
 /// The lists go on after the last entry of a full one.
 Status readNamespaceList(nvme::Drive& drive, uint8_t cns, std::vector<uint32_t>& namespaces) {
-    OSTREL_TRACE();
     std::vector<uint32_t> all;
     for (bool more = true; more;) {
         Payload data;
@@ -92,7 +86,6 @@ Status readNamespaceList(nvme::Drive& drive, uint8_t cns, std::vector<uint32_t>&
 }
 
 Status readControllerList(nvme::Drive& drive, uint8_t cns, uint32_t nsid, std::vector<uint16_t>& controllers) {
-    OSTREL_TRACE();
     std::vector<uint16_t> all;
     uint16_t first = 0;
     for (bool more = true; more;) {
@@ -111,7 +104,6 @@ Status readControllerList(nvme::Drive& drive, uint8_t cns, uint32_t nsid, std::v
 
 Status readAllNamespaces(nvme::Drive& drive, const nvme::ControllerCapabilities& controller,
                          std::vector<uint32_t>& namespaces) {
-    OSTREL_TRACE();
     if (controller.supportsNamespaceManagement()) {
         Status status = readNamespaceList(drive, nvme::CNS_ALLOCATED_NAMESPACES, namespaces);
         // A controller may claim namespace management without having it: then all namespaces are attached.
@@ -122,7 +114,6 @@ Status readAllNamespaces(nvme::Drive& drive, const nvme::ControllerCapabilities&
 
 Status identifyAnyNamespace(nvme::Drive& drive, const nvme::ControllerCapabilities& controller, uint32_t nsid,
                             Payload& data) {
-    OSTREL_TRACE();
     Status status = drive.identify(nvme::CNS_NAMESPACE, nsid, 0, data);
     if (status.is(0, 0) && !isThere(data) && controller.supportsNamespaceManagement())
         status = drive.identify(nvme::CNS_ALLOCATED_NAMESPACE, nsid, 0, data);

@@ -6,7 +6,6 @@
 #include "features/nvme/Identify.h"
 #include "features/nvme/LogPages.h"
 #include "features/nvme/Opcodes.h"
-#include "ostrel/core/ScopeTrace.h"
 
 namespace features::jobs {
 
@@ -43,7 +42,6 @@ Status readOffer(nvme::Drive& drive, Offer& offer) {
 }  // namespace
 
 Status readOcpSmartLog(nvme::Drive& drive, OcpGrounds grounds, Payload& data) {
-    OSTREL_TRACE();
     Offer offer = Offer::UNKNOWN;
     Status status = readOffer(drive, offer);
     if (!status.is(0, 0) || offer == Offer::NONE) return status;
@@ -58,7 +56,6 @@ Status readOcpSmartLog(nvme::Drive& drive, OcpGrounds grounds, Payload& data) {
 }
 
 void noteOcpSmartLog(nvme::Drive& drive, const Payload& page) {
-    OSTREL_TRACE();
     Offer offer = Offer::MADE;
     if (page.getSize() < nvme::OCP_SMART_BYTES || !nvme::isOcpSmart(page)) return;
     // What cannot be read now is read again by the next command.

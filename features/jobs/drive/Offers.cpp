@@ -8,7 +8,6 @@
 #include "features/nvme/Bytes.h"
 #include "features/nvme/ControllerCapabilities.h"
 #include "features/nvme/Opcodes.h"
-#include "ostrel/core/ScopeTrace.h"
 #include "ostrel/core/StatusCatalogue.h"
 
 namespace features::jobs {
@@ -55,7 +54,6 @@ Status readFeatureLog(nvme::Drive& drive, uint8_t fid, bool& isOffered) {
 }  // namespace
 
 Status isLogOffered(nvme::Drive& drive, const nvme::LogPageRow& row, bool& isOffered) {
-    OSTREL_TRACE();
     isOffered = true;
     if (row.isSupported == nullptr && row.lid < nvme::FIRST_VENDOR_LID) return Status();
     bool hasList = false;
@@ -66,7 +64,6 @@ Status isLogOffered(nvme::Drive& drive, const nvme::LogPageRow& row, bool& isOff
 }
 
 Status requireLogOffered(nvme::Drive& drive, const nvme::LogPageRow& row) {
-    OSTREL_TRACE();
     bool isOffered = false;
     const Status status = isLogOffered(drive, row, isOffered);
     if (!status.is(0, 0) || isOffered) return status;
@@ -75,7 +72,6 @@ Status requireLogOffered(nvme::Drive& drive, const nvme::LogPageRow& row) {
 }
 
 Status requireFeatureOffered(nvme::Drive& drive, const nvme::FeatureRow& feature, const Status& unsupported) {
-    OSTREL_TRACE();
     bool isOffered = true;
     Status status;
     if (feature.isSupported != nullptr) status = readCapabilities(drive, feature.isSupported, isOffered);

@@ -4,7 +4,6 @@
 
 #include "features/jobs/drive/LogReading.h"
 #include "features/jobs/support/StatusDetails.h"
-#include "ostrel/core/ScopeTrace.h"
 
 namespace features::jobs {
 
@@ -12,7 +11,6 @@ using ostrel::core::Status;
 
 Status toldBy(const RefusalRow* rows, size_t count, Status (*otherwise)(), const Status& status,
               const nvme::Drive& drive) {
-    OSTREL_TRACE();
     if (!isRefusal(status)) return status;
     const nvme::Completion& completion = drive.lastCompletion();
     const RefusalRow* const end = rows + count;

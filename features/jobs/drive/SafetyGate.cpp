@@ -6,7 +6,6 @@
 #include "features/transport/HostCommand.h"
 #include "ostrel/core/CommandResult.h"
 #include "ostrel/core/Logging.h"
-#include "ostrel/core/ScopeTrace.h"
 #include "ostrel/core/StatusCatalogue.h"
 
 namespace features::jobs {
@@ -83,7 +82,6 @@ Status checkUses(nvme::Drive& drive, const Reach& reach) {
 }  // namespace
 
 Status checkDestruction(nvme::Drive& drive, const Reach& reach) {
-    OSTREL_TRACE();
     Status status = checkUses(drive, reach);
     if (!status.is(0, 0)) logMessage(LOGSEVERITY_INFO, "Safety gate: ", drive.name(), ": ", status.getMessage());
     return status;

@@ -1,7 +1,6 @@
 #include "features/jobs/drive/VendorDialect.h"
 
 #include "ostrel/core/AttributeVocabulary.h"
-#include "ostrel/core/ScopeTrace.h"
 #include "ostrel/core/StatusCatalogue.h"
 
 namespace features::jobs {
@@ -22,19 +21,16 @@ Status askForOcp(nvme::Drive& drive, OcpGrounds grounds, bool& isOcp) {
 }  // namespace
 
 bool isVelkoDrive(const nvme::Drive& drive) {
-    OSTREL_TRACE();
     return drive.device().getAttribute(attributes::device::modelNumber()).getText().compare(0, 5, "VELKO") == 0;
 }
 
 Status requireOcp(nvme::Drive& drive) {
-    OSTREL_TRACE();
     bool isOcp = false;
     Status status = askForOcp(drive, OcpGrounds::NAMED, isOcp);
     return status.is(0, 0) && !isOcp ? statuses::ocpNotSupported() : status;
 }
 
 Status requireVelkoFeature(nvme::Drive& drive, uint8_t fid, const Status& missing) {
-    OSTREL_TRACE();
     if (!isVelkoDrive(drive)) return missing;
     Dialect dialect = Dialect::NONE;
     Status status = dialectOfFeature(drive, fid, OcpGrounds::NAMED, dialect);
@@ -42,7 +38,6 @@ Status requireVelkoFeature(nvme::Drive& drive, uint8_t fid, const Status& missin
 }
 
 Status dialectOfFeature(nvme::Drive& drive, uint8_t fid, OcpGrounds grounds, Dialect& dialect) {
-    OSTREL_TRACE();
     bool isOcp = false;
     if (isContestedFeature(fid)) {
         Status status = askForOcp(drive, grounds, isOcp);

@@ -4,7 +4,6 @@
 
 #include "features/jobs/base/SetRequest.h"
 #include "ostrel/core/AttributeVocabulary.h"
-#include "ostrel/core/ScopeTrace.h"
 #include "ostrel/core/StatusCatalogue.h"
 #include "ostrel/interfaces/ostreli/interface/JobNames.h"
 
@@ -31,7 +30,6 @@ FormatJob::FormatJob(std::shared_ptr<const WaitClock> clock)
     : CloneableJob(ostrel::interfaces::ostreli::JOB_FORMAT, "Format"), clock_(std::move(clock)) {}
 
 Status FormatJob::checkRequest(const Arguments& arguments) {
-    OSTREL_TRACE();
     Status status = checkOneDrive(getDevices().size());
     if (!status.is(0, 0)) return status;
     const std::string type = arguments.text(attributes::feature::type().getName());
@@ -53,7 +51,6 @@ Status FormatJob::checkRequest(const Arguments& arguments) {
 }
 
 Status FormatJob::actOnDrive(nvme::Drive& drive, const Arguments&, DriveOutput& out) {
-    OSTREL_TRACE();
     std::string report;
     Status status =
         isSanitize_ ? Sanitize(drive, *clock_).run(sanitize_, report) : FormatNvm(drive, *clock_).run(format_, report);

@@ -11,7 +11,6 @@
 #include "features/jobs/support/StatusDetails.h"
 #include "features/nvme/Bytes.h"
 #include "ostrel/core/AttributeVocabulary.h"
-#include "ostrel/core/ScopeTrace.h"
 #include "ostrel/core/SignalBlock.h"
 #include "ostrel/core/StatusCatalogue.h"
 
@@ -105,7 +104,6 @@ unsigned progressLeft(const Payload& identify) {
 }  // namespace
 
 Status readFormatRequest(const Arguments& arguments, FormatRequest& request) {
-    OSTREL_TRACE();
     std::optional<uint8_t> secureErase;
     Status status = readField(arguments, SECURE_ERASE, secureErase);
     request.secureErase = secureErase.value_or(0);
@@ -138,7 +136,6 @@ uint32_t FormatNvm::Target::commandDword(uint8_t secureErase) const {
 }
 
 Status FormatNvm::run(const FormatRequest& request, std::string& report) {
-    OSTREL_TRACE();
     request_ = request;
     nsid_ = request.nsid ? *request.nsid : namedNamespace(drive_).value_or(NSID_ALL);
     Status status = checkGate(nsid_);
@@ -164,7 +161,6 @@ Status FormatNvm::run(const FormatRequest& request, std::string& report) {
 }
 
 Status FormatNvm::checkGate(uint32_t nsid) const {
-    OSTREL_TRACE();
     Reach reach;
     reach.nsid = nsid;
     reach.partitionsCount = request_.partitionsCount;
@@ -172,7 +168,6 @@ Status FormatNvm::checkGate(uint32_t nsid) const {
 }
 
 Status FormatNvm::checkController(const ControllerCapabilities& controller) const {
-    OSTREL_TRACE();
     if (!controller.supportsFormat()) {
         return withDetails(statuses::driveDoesNotSupportFeature(),
                            "Drive " + drive_.name() + " does not support Format NVM.");
@@ -185,7 +180,6 @@ Status FormatNvm::checkController(const ControllerCapabilities& controller) cons
 }
 
 Status FormatNvm::findTargets(const ControllerCapabilities& controller) {
-    OSTREL_TRACE();
     std::vector<uint32_t> namespaces{nsid_};
     if (nsid_ == NSID_ALL) {
         Status status = readAllNamespaces(drive_, controller, namespaces);
@@ -205,7 +199,6 @@ Status FormatNvm::findTargets(const ControllerCapabilities& controller) {
 }
 
 Status FormatNvm::resolve(Target& target) const {
-    OSTREL_TRACE();
     const NamespaceProperties& before = target.before;
     target.lbaFormat = request_.lbaFormat.value_or(before.formatIndex());
     target.protectionType = request_.protectionType.value_or(before.protectionType());
@@ -228,7 +221,6 @@ Status FormatNvm::resolve(Target& target) const {
 }
 
 Status FormatNvm::checkProtection(const Target& target) const {
-    OSTREL_TRACE();
     const std::string type = std::to_string(target.protectionType);
     if (target.format().metadataBytes < PROTECTION_BYTES) {
         return withDetails(statuses::invalidProtectionInformation(),
@@ -250,7 +242,6 @@ Status FormatNvm::checkProtection(const Target& target) const {
 /// One command for each namespace, or one for all where the drive formats them together. Where it only erases them
 /// together, those that keep their format are done with the first.
 Status FormatNvm::plan(const ControllerCapabilities& controller, std::vector<Step>& steps) const {
-    OSTREL_TRACE();
     const bool formatsAll = bit(controller.fna, FNA_FORMATS_ALL);
     const bool erasesAll = request_.secureErase != 0 && bit(controller.fna, FNA_ERASES_ALL);
     const bool together = formatsAll || erasesAll;
@@ -268,7 +259,6 @@ Status FormatNvm::plan(const ControllerCapabilities& controller, std::vector<Ste
 }
 
 Status FormatNvm::checkTogether(const ControllerCapabilities& controller, bool formatsAll) const {
-    OSTREL_TRACE();
     if (nsid_ != NSID_ALL) {
         std::vector<uint32_t> all;
         Status status = readAllNamespaces(drive_, controller, all);
@@ -287,7 +277,6 @@ Status FormatNvm::checkTogether(const ControllerCapabilities& controller, bool f
 }
 
 Status FormatNvm::perform(const ControllerCapabilities& controller, const Step& step, Status& look) {
-    OSTREL_TRACE();
     nvme::NvmeCommand command(nvme::Queue::ADMIN, nvme::OPC_FORMAT_NVM, "Format NVM");
     command.nsid = step.nsid;
     command.cdw10 = targets_[step.targets.front()].commandDword(request_.secureErase);
@@ -317,7 +306,6 @@ Status FormatNvm::perform(const ControllerCapabilities& controller, const Step& 
 
 Status FormatNvm::awaitEnd(const ControllerCapabilities& controller, const Target& target, uint64_t deadline,
                            std::optional<SignalBlock>& block, ProgressLine& line) {
-    OSTREL_TRACE();
     for (;;) {
         Payload data;
         Status status = identifyAnyNamespace(drive_, controller, target.nsid, data);
@@ -336,7 +324,6 @@ Status FormatNvm::awaitEnd(const ControllerCapabilities& controller, const Targe
 }
 
 Status FormatNvm::checkReached(const Target& target, const NamespaceProperties& now) const {
-    OSTREL_TRACE();
     if (target.isReachedIn(now)) return Status();
     return withDetails(statuses::formatFailed(), name(target) + " has format " + std::to_string(now.formatIndex()) +
                                                      " and protection type " + std::to_string(now.protectionType()) +
@@ -344,7 +331,6 @@ Status FormatNvm::checkReached(const Target& target, const NamespaceProperties& 
 }
 
 uint32_t FormatNvm::timeoutMs() const {
-    OSTREL_TRACE();
     uint64_t milliseconds = HOUR_MS;
     for (const Target& target : targets_)
         milliseconds += target.before.sizeBlocks / BYTES_PER_MS * target.before.format().dataBytes();
@@ -358,7 +344,6 @@ std::string FormatNvm::name(const Target& target) const {
 
 /// "Namespace 1 was formatted: LBA format 1, blocks of 4096 bytes."
 std::string FormatNvm::outcome(const Target& target) const {
-    OSTREL_TRACE();
     const auto& format = target.format();
     std::string text = "Namespace " + std::to_string(target.nsid) + " " + DONE[request_.secureErase] + ": LBA format " +
                        std::to_string(target.lbaFormat) + ", blocks of " + std::to_string(format.dataBytes()) +

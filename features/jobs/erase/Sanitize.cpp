@@ -16,7 +16,6 @@
 #include "features/nvme/Opcodes.h"
 #include "features/nvme/Units.h"
 #include "ostrel/core/AttributeVocabulary.h"
-#include "ostrel/core/ScopeTrace.h"
 #include "ostrel/core/StatusCatalogue.h"
 
 namespace features::jobs {
@@ -163,7 +162,6 @@ std::string percentText(uint16_t progress) {
 }  // namespace
 
 Status readSanitizeRequest(const Arguments& arguments, SanitizeRequest& request) {
-    OSTREL_TRACE();
     Status status = readAction(arguments, request.action);
     if (status.is(0, 0)) status = checkArguments(arguments, request.action);
     if (status.is(0, 0)) status = readFlags(arguments, request);
@@ -173,7 +171,6 @@ Status readSanitizeRequest(const Arguments& arguments, SanitizeRequest& request)
 }
 
 Status Sanitize::run(const SanitizeRequest& request, std::string& report) {
-    OSTREL_TRACE();
     request_ = request;
     Status status = checkGate();
     if (!status.is(0, 0)) return status;
@@ -202,14 +199,12 @@ Status Sanitize::run(const SanitizeRequest& request, std::string& report) {
 }
 
 Status Sanitize::checkGate() const {
-    OSTREL_TRACE();
     Reach reach;
     reach.partitionsCount = request_.partitionsCount;
     return checkDestruction(drive_, reach);
 }
 
 Status Sanitize::checkController(const ControllerCapabilities& controller) {
-    OSTREL_TRACE();
     if (!controller.supportsSanitize()) return statuses::sanitizeNotSupported();
     const ActionRow* const row = rowOf(request_.action);
     if (row != nullptr && !bit(controller.sanicap, row->capability)) return row->refusal();
@@ -220,7 +215,6 @@ Status Sanitize::checkController(const ControllerCapabilities& controller) {
 /// A drive that inhibits No-Deallocate either refuses the command, or goes on and still deallocates: the
 /// Sanitize Config feature decides which.
 Status Sanitize::checkDeallocation() {
-    OSTREL_TRACE();
     nvme::FeatureRequest request;
     request.fid = nvme::FID_SANITIZE_CONFIG;
     nvme::Answer answer;
@@ -232,7 +226,6 @@ Status Sanitize::checkDeallocation() {
 }
 
 Status Sanitize::readState(Payload& log) {
-    OSTREL_TRACE();
     Status status = readLog(drive_, nvme::LID_SANITIZE_STATUS, nvme::SANITIZE_STATUS_BYTES, log);
     if (!status.is(0, 0)) return status;
     if ((log.getData()[OFFSET_STATE] & 7U) != IN_PROGRESS) return status;
@@ -241,7 +234,6 @@ Status Sanitize::readState(Payload& log) {
 }
 
 Status Sanitize::start() {
-    OSTREL_TRACE();
     nvme::NvmeCommand command(nvme::Queue::ADMIN, nvme::OPC_SANITIZE, "Sanitize");
     command.cdw10 = static_cast<uint32_t>(request_.action) | static_cast<uint32_t>(request_.unrestrictedExit) << 3 |
                     static_cast<uint32_t>(request_.noDeallocate) << 9;
@@ -257,7 +249,6 @@ Status Sanitize::start() {
 
 /// 0 where the drive has none: all of it, or zero in drives before NVMe 1.4, where the field was reserved.
 uint64_t Sanitize::estimateMs(const ControllerCapabilities& controller, const uint8_t* log) const {
-    OSTREL_TRACE();
     const ActionRow* const row = rowOf(request_.action);
     const bool modifies = request_.noDeallocate && controller.sanicap >> 30 == MEDIA_IS_MODIFIED;
     const uint32_t seconds = nvme::le32(log + (modifies ? row->estimateNoDeallocate : row->estimate));
@@ -265,7 +256,6 @@ uint64_t Sanitize::estimateMs(const ControllerCapabilities& controller, const ui
 }
 
 Status Sanitize::follow(uint64_t estimateMs, std::string& report) {
-    OSTREL_TRACE();
     const uint64_t limitMs = estimateMs == 0 ? LIMIT_WITHOUT_ESTIMATE_MS : estimateMs * 2 + GRACE_MS;
     const uint64_t begin = clock_.nowMs();
     ProgressLine line("Drive " + drive_.name() + ", sanitize", estimateMs);
@@ -294,7 +284,6 @@ Status Sanitize::follow(uint64_t estimateMs, std::string& report) {
 }
 
 Status Sanitize::outcome(unsigned state, std::string& report) const {
-    OSTREL_TRACE();
     const std::string words = "Drive " + drive_.name() + " says: " + nvme::sanitizeStatusText(state) + ".";
     switch (state) {
         case SUCCEEDED:

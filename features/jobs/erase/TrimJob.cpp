@@ -14,7 +14,6 @@
 #include "features/nvme/NamespaceProperties.h"
 #include "features/nvme/Opcodes.h"
 #include "ostrel/core/AttributeVocabulary.h"
-#include "ostrel/core/ScopeTrace.h"
 #include "ostrel/core/StatusCatalogue.h"
 #include "ostrel/interfaces/ostreli/interface/JobNames.h"
 
@@ -95,7 +94,6 @@ Status sendRanges(nvme::Drive& drive, uint32_t nsid, uint32_t number, const uint
 TrimJob::TrimJob() : CloneableJob(ostrel::interfaces::ostreli::JOB_TRIM, "Trim") {}
 
 Status TrimJob::checkRequest(const Arguments& arguments) {
-    OSTREL_TRACE();
     Status status = checkOneDrive(getDevices().size());
     const struct {
         Attribute (*attribute)();
@@ -118,7 +116,6 @@ Status TrimJob::checkRequest(const Arguments& arguments) {
 }
 
 Status TrimJob::actOnDrive(nvme::Drive& drive, const Arguments&, DriveOutput& out) {
-    OSTREL_TRACE();
     uint32_t nsid = 0;
     uint32_t blockBytes = 0;
     Limits limits{};
@@ -138,7 +135,6 @@ Status TrimJob::actOnDrive(nvme::Drive& drive, const Arguments&, DriveOutput& ou
 }
 
 Status TrimJob::readLimits(nvme::Drive& drive, Limits& limits) const {
-    OSTREL_TRACE();
     limits = {MOST_RANGES, MOST_BLOCKS_OF_A_RANGE, std::numeric_limits<uint64_t>::max()};
     const uint8_t* identify = nullptr;
     Status status = drive.identifyController(identify);
@@ -158,7 +154,6 @@ Status TrimJob::readLimits(nvme::Drive& drive, Limits& limits) const {
 }
 
 Status TrimJob::checkBounds(nvme::Drive& drive, uint32_t nsid, uint32_t& blockBytes) const {
-    OSTREL_TRACE();
     Payload data;
     Status status = drive.identify(nvme::CNS_NAMESPACE, nsid, 0, data);
     if (!status.is(0, 0)) return toldBy(REFUSALS, statuses::nvmeCommandProblem, status, drive);
@@ -172,7 +167,6 @@ Status TrimJob::checkBounds(nvme::Drive& drive, uint32_t nsid, uint32_t& blockBy
 }
 
 Status TrimJob::deallocate(nvme::Drive& drive, uint32_t nsid, const Limits& limits) const {
-    OSTREL_TRACE();
     for (uint64_t done = 0; done < count_;) {
         uint8_t ranges[MOST_RANGES * RANGE_BYTES] = {};
         const uint64_t end = done + std::min(count_ - done, limits.blocksPerCommand);

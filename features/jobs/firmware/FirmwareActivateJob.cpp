@@ -1,7 +1,6 @@
 #include "features/jobs/firmware/FirmwareActivateJob.h"
 
 #include "features/jobs/support/StatusDetails.h"
-#include "ostrel/core/ScopeTrace.h"
 #include "ostrel/core/StatusCatalogue.h"
 #include "ostrel/interfaces/ostreli/interface/JobNames.h"
 
@@ -23,7 +22,6 @@ FirmwareActivateJob::FirmwareActivateJob()
     : CloneableJob(ostrel::interfaces::ostreli::JOB_FIRMWARE_ACTIVATE, "Firmware Activation") {}
 
 Status FirmwareActivateJob::checkRequest(const Arguments& arguments) {
-    OSTREL_TRACE();
     commit_ = CommitRequest();
     const Status status = readCommitRequest(arguments, commit_);
     if (!status.is(0, 0)) return status;
@@ -34,7 +32,6 @@ Status FirmwareActivateJob::checkRequest(const Arguments& arguments) {
 }
 
 Status FirmwareActivateJob::actOnDrive(nvme::Drive& drive, const Arguments&, DriveOutput& out) {
-    OSTREL_TRACE();
     FirmwareState before;
     Status status = checkCommit(drive, commit_, false);
     if (status.is(0, 0)) status = readFirmwareState(drive, before);

@@ -10,7 +10,6 @@
 #include "features/nvme/LogPages.h"
 #include "features/nvme/Opcodes.h"
 #include "ostrel/core/AttributeVocabulary.h"
-#include "ostrel/core/ScopeTrace.h"
 #include "ostrel/core/StatusCatalogue.h"
 
 namespace features::jobs {
@@ -190,7 +189,6 @@ Status activateByReset(nvme::Drive& drive, Commit& commit) {
 }  // namespace
 
 Status readCommitRequest(const Arguments& arguments, CommitRequest& request) {
-    OSTREL_TRACE();
     const Status status = readSmallNumber(arguments, attributes::feature::firmwareSlot().getName(), 1, MOST_SLOTS,
                                           statuses::invalidFirmwareSlot, request.slot);
     if (!status.is(0, 0)) return status;
@@ -199,7 +197,6 @@ Status readCommitRequest(const Arguments& arguments, CommitRequest& request) {
 }
 
 Status checkCommit(nvme::Drive& drive, const CommitRequest& request, bool written) {
-    OSTREL_TRACE();
     const uint8_t* identify = nullptr;
     const Status status = drive.identifyController(identify);
     if (!status.is(0, 0)) return status;
@@ -222,7 +219,6 @@ Status checkCommit(nvme::Drive& drive, const CommitRequest& request, bool writte
 
 Status commitFirmware(nvme::Drive& drive, const CommitRequest& request, const FirmwareState& before,
                       const std::string& expected, const std::string& heading, DriveOutput& out) {
-    OSTREL_TRACE();
     const uint8_t* identify = nullptr;
     Commit commit{request, before, {}, {}};
     Status status = drive.identifyController(identify);

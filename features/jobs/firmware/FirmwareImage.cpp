@@ -9,7 +9,6 @@
 #include "features/nvme/ControllerCapabilities.h"
 #include "features/nvme/Opcodes.h"
 #include "ostrel/core/File.h"
-#include "ostrel/core/ScopeTrace.h"
 #include "ostrel/core/StatusCatalogue.h"
 
 namespace features::jobs {
@@ -49,7 +48,6 @@ Status sendPiece(nvme::Drive& drive, const std::string& image, uint64_t offset, 
 }  // namespace
 
 Status readFirmwareImage(const std::string& path, std::string& image) {
-    OSTREL_TRACE();
     std::string bytes;
     const Status status =
         readInputFile(path, MOST_IMAGE_BYTES, bytes, SymbolicLink::REFUSE, statuses::firmwareBinaryTooLarge);
@@ -64,7 +62,6 @@ Status readFirmwareImage(const std::string& path, std::string& image) {
 }
 
 Status checkFirmwareImage(nvme::Drive& drive, uint64_t imageBytes, uint32_t& granularityBytes) {
-    OSTREL_TRACE();
     const uint8_t* identify = nullptr;
     uint32_t mostBytes = 0;
     Status status = drive.identifyController(identify);
@@ -80,7 +77,6 @@ Status checkFirmwareImage(nvme::Drive& drive, uint64_t imageBytes, uint32_t& gra
 }
 
 Status downloadFirmware(nvme::Drive& drive, const std::string& image, uint32_t granularityBytes) {
-    OSTREL_TRACE();
     uint32_t pieceBytes = 0;
     Status status = drive.maxTransferBytes(pieceBytes);
     ProgressLine line("Drive " + drive.name() + ", firmware download");

@@ -7,7 +7,6 @@
 #include <cctype>
 #include <sstream>
 
-#include "ostrel/core/ScopeTrace.h"
 #include "ostrel/core/Strings.h"
 
 namespace features::jobs {
@@ -123,7 +122,6 @@ bool matches(const std::string& pattern, const std::string& text) {
 }  // namespace
 
 std::string readFirmwareManifest(const std::string& text, FirmwareManifest& manifest) {
-    OSTREL_TRACE();
     if (text.size() > MOST_MANIFEST_BYTES) return "it is too large";
     if (std::count_if(text.begin(), text.end(), [](char c) { return c == '[' || c == '{'; }) > MOST_BRACKETS)
         return "it has too many brackets";
@@ -141,7 +139,6 @@ std::string readFirmwareManifest(const std::string& text, FirmwareManifest& mani
 }
 
 bool matchesOne(const std::vector<std::string>& patterns, const std::string& text) {
-    OSTREL_TRACE();
     return std::any_of(patterns.begin(), patterns.end(),
                        [&](const std::string& pattern) { return matches(pattern, text); });
 }

@@ -9,7 +9,6 @@
 #include "features/jobs/support/InputFile.h"
 #include "features/jobs/support/Sha256.h"
 #include "features/jobs/support/StatusDetails.h"
-#include "ostrel/core/ScopeTrace.h"
 #include "ostrel/core/StatusCatalogue.h"
 #include "ostrel/core/Strings.h"
 #include "ostrel/core/TrustedFile.h"
@@ -53,7 +52,6 @@ std::vector<std::string> manifestNames(const std::string& folder, std::error_cod
 }  // namespace
 
 std::vector<std::string> FirmwareModules::folders() const {
-    OSTREL_TRACE();
     std::vector<std::string> folders = split(directories_, SEPARATOR);
     std::sort(folders.begin(), folders.end());
     folders.erase(std::unique(folders.begin(), folders.end()), folders.end());
@@ -61,14 +59,12 @@ std::vector<std::string> FirmwareModules::folders() const {
 }
 
 void FirmwareModules::load() const {
-    OSTREL_TRACE();
     std::call_once(loaded_, [this] {
         for (const std::string& folder : folders()) loadFolder(folder);
     });
 }
 
 void FirmwareModules::loadFolder(const std::string& path) const {
-    OSTREL_TRACE();
     if (path.empty()) return;
     TrustedFile folder;
     const Status status = folder.openFolder(path);
@@ -85,7 +81,6 @@ void FirmwareModules::loadFolder(const std::string& path) const {
 }
 
 void FirmwareModules::loadManifest(const std::string& folder, const std::string& name) const {
-    OSTREL_TRACE();
     const std::string path = folder + "/" + name;
     std::string text;
     FirmwareModule module{folder, {}};
@@ -108,7 +103,6 @@ void FirmwareModules::loadManifest(const std::string& folder, const std::string&
 
 Status FirmwareModules::choose(const std::string& model, const std::string& revision,
                                const FirmwareModule*& module) const {
-    OSTREL_TRACE();
     load();
     if (!refusal_.is(0, 0)) return refusal_;
     if (modules_.empty()) return statuses::noFirmwareModule();
@@ -133,7 +127,6 @@ Status FirmwareModules::choose(const std::string& model, const std::string& revi
 }
 
 Status FirmwareModules::readImage(const FirmwareModule& module, std::string& image) {
-    OSTREL_TRACE();
     const std::string path = module.folder + "/" + module.manifest.file;
     std::string bytes;
     const Status status = readFirmwareImage(path, bytes);
@@ -147,7 +140,6 @@ Status FirmwareModules::readImage(const FirmwareModule& module, std::string& ima
 }
 
 std::string FirmwareModules::searched() const {
-    OSTREL_TRACE();
     std::string text;
     for (const std::string& folder : folders()) {
         if (!folder.empty()) text += (text.empty() ? "Searched: '" : ", '") + folder + "'";
@@ -156,7 +148,6 @@ std::string FirmwareModules::searched() const {
 }
 
 std::string FirmwareModules::faults() const {
-    OSTREL_TRACE();
     load();
     return faults_;
 }

@@ -8,7 +8,6 @@
 #include "features/nvme/LogPages.h"
 #include "features/nvme/LogSizes.h"
 #include "features/nvme/Opcodes.h"
-#include "ostrel/core/ScopeTrace.h"
 
 namespace features::jobs {
 
@@ -30,7 +29,6 @@ uint8_t FirmwareState::nextSlot() const {
 }
 
 std::string FirmwareState::revision(uint8_t slot) const {
-    OSTREL_TRACE();
     return nvme::firmwareSlotRevision(slots.getData(), slot);
 }
 
@@ -39,7 +37,6 @@ bool FirmwareState::operator==(const FirmwareState& other) const {
 }
 
 Status readFirmwareState(nvme::Drive& drive, FirmwareState& state) {
-    OSTREL_TRACE();
     const Status status = runningFirmware(drive, state.running);
     return status.is(0, 0) ? readLog(drive, nvme::LID_FIRMWARE_SLOT, nvme::FIRMWARE_SLOT_BYTES, state.slots) : status;
 }

@@ -4,7 +4,6 @@
 #include "features/jobs/support/StatusDetails.h"
 #include "features/nvme/Bytes.h"
 #include "ostrel/core/AttributeVocabulary.h"
-#include "ostrel/core/ScopeTrace.h"
 #include "ostrel/core/StatusCatalogue.h"
 #include "ostrel/interfaces/ostreli/interface/JobNames.h"
 
@@ -24,7 +23,6 @@ FirmwareUpdateJob::FirmwareUpdateJob()
     : CloneableJob(ostrel::interfaces::ostreli::JOB_FIRMWARE_UPDATE, "Firmware Update") {}
 
 Status FirmwareUpdateJob::checkRequest(const Arguments& arguments) {
-    OSTREL_TRACE();
     commit_ = CommitRequest();
     modules_ = nullptr;
     const Status status = readCommitRequest(arguments, commit_);
@@ -42,7 +40,6 @@ Status FirmwareUpdateJob::checkRequest(const Arguments& arguments) {
 
 Status FirmwareUpdateJob::chooseModule(nvme::Drive& drive, const FirmwareState& now,
                                        const FirmwareModule*& module) const {
-    OSTREL_TRACE();
     const uint8_t* identify = nullptr;
     Status status = drive.identifyController(identify);
     if (!status.is(0, 0)) return status;
@@ -63,7 +60,6 @@ Status FirmwareUpdateJob::chooseModule(nvme::Drive& drive, const FirmwareState& 
 
 Status FirmwareUpdateJob::chooseImage(nvme::Drive& drive, const FirmwareState& now, std::string& image,
                                       std::string& revision) const {
-    OSTREL_TRACE();
     if (modules_ == nullptr) {
         image = image_;
         return Status();
@@ -76,7 +72,6 @@ Status FirmwareUpdateJob::chooseImage(nvme::Drive& drive, const FirmwareState& n
 }
 
 Status FirmwareUpdateJob::actOnDrive(nvme::Drive& drive, const Arguments&, DriveOutput& out) {
-    OSTREL_TRACE();
     std::string image;
     std::string revision;
     FirmwareState before;

@@ -13,7 +13,6 @@
 #include "features/nvme/LogSizes.h"
 #include "features/nvme/Opcodes.h"
 #include "ostrel/core/AttributeVocabulary.h"
-#include "ostrel/core/ScopeTrace.h"
 #include "ostrel/core/StatusCatalogue.h"
 #include "ostrel/core/Strings.h"
 #include "ostrel/interfaces/ostreli/interface/JobNames.h"
@@ -155,13 +154,11 @@ DriveSelfTestJob::DriveSelfTestJob(std::shared_ptr<const WaitClock> clock)
     : CloneableJob(ostrel::interfaces::ostreli::JOB_DRIVE_SELF_TEST, "Drive Self-Test"), clock_(std::move(clock)) {}
 
 Status DriveSelfTestJob::checkRequest(const Arguments& arguments) {
-    OSTREL_TRACE();
     TestRequest request;
     return readRequest(arguments, request);
 }
 
 Status DriveSelfTestJob::showDrive(nvme::Drive& drive, const Arguments&, DriveOutput& out) {
-    OSTREL_TRACE();
     unsigned extendedMinutes = 0;
     Payload log;
     Status status = checkSupport(drive, extendedMinutes);
@@ -173,7 +170,6 @@ Status DriveSelfTestJob::showDrive(nvme::Drive& drive, const Arguments&, DriveOu
 }
 
 Status DriveSelfTestJob::actOnDrive(nvme::Drive& drive, const Arguments& arguments, DriveOutput& out) {
-    OSTREL_TRACE();
     TestRequest request;
     unsigned extendedMinutes = 0;
     Status status = readRequest(arguments, request);
@@ -194,7 +190,6 @@ Status DriveSelfTestJob::actOnDrive(nvme::Drive& drive, const Arguments& argumen
 }
 
 Status DriveSelfTestJob::await(nvme::Drive& drive, unsigned minutes, Payload& log) const {
-    OSTREL_TRACE();
     const uint64_t patienceMs = uint64_t{2} * minutes * MS_PER_MINUTE;
     uint64_t movedMs = clock_->nowMs();
     ProgressLine line("Drive " + drive.name() + ", self-test", minutes * MS_PER_MINUTE);

@@ -9,7 +9,6 @@
 #include "features/nvme/Bytes.h"
 #include "features/nvme/FieldTree.h"
 #include "ostrel/core/AttributeVocabulary.h"
-#include "ostrel/core/ScopeTrace.h"
 #include "ostrel/core/StatusCatalogue.h"
 #include "ostrel/interfaces/ostreli/interface/JobNames.h"
 
@@ -89,7 +88,6 @@ std::unique_ptr<EnduranceAnalyzerJob> EnduranceAnalyzerJob::makeNew() const {
 }
 
 Status EnduranceAnalyzerJob::measure(nvme::Drive& drive, EnduranceBaseline& now) const {
-    OSTREL_TRACE();
     Payload smart;
     Status status = readSmartLog(drive, smart);
     if (!status.is(0, 0)) return status;
@@ -100,7 +98,6 @@ Status EnduranceAnalyzerJob::measure(nvme::Drive& drive, EnduranceBaseline& now)
 }
 
 Status EnduranceAnalyzerJob::showDrive(nvme::Drive& drive, const Arguments&, DriveOutput& out) {
-    OSTREL_TRACE();
     std::optional<EnduranceBaseline> then;
     Status status = baselines_.load(drive.serialNumber(), then);
     if (!status.is(0, 0)) return status;
@@ -115,7 +112,6 @@ Status EnduranceAnalyzerJob::showDrive(nvme::Drive& drive, const Arguments&, Dri
 }
 
 Status EnduranceAnalyzerJob::actOnDrive(nvme::Drive& drive, const Arguments&, DriveOutput& out) {
-    OSTREL_TRACE();
     EnduranceBaseline now;
     Status status = measure(drive, now);
     if (status.is(0, 0)) status = baselines_.save(drive.serialNumber(), now);

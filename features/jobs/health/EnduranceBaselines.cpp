@@ -8,7 +8,6 @@
 #include "features/jobs/support/StateFolder.h"
 #include "features/jobs/support/StatusDetails.h"
 #include "ostrel/core/File.h"
-#include "ostrel/core/ScopeTrace.h"
 #include "ostrel/core/StatusCatalogue.h"
 #include "ostrel/core/Strings.h"
 
@@ -52,12 +51,10 @@ std::optional<EnduranceBaseline> parse(const std::string& text) {
 }  // namespace
 
 std::string EnduranceBaselines::fileName(const std::string& serialNumber) {
-    OSTREL_TRACE();
     return percentEncoded(serialNumber) + ".endurance";
 }
 
 Status EnduranceBaselines::pathOf(const std::string& serialNumber, std::string& path) const {
-    OSTREL_TRACE();
     if (serialNumber.empty()) {
         return Status(CATEGORY_FEATURE, statuses::featureNotSupported().getCode(),
                       "The drive has no serial number to keep its workload indicators under.");
@@ -67,7 +64,6 @@ Status EnduranceBaselines::pathOf(const std::string& serialNumber, std::string& 
 }
 
 Status EnduranceBaselines::load(const std::string& serialNumber, std::optional<EnduranceBaseline>& baseline) const {
-    OSTREL_TRACE();
     baseline.reset();
     std::string path;
     Status status = pathOf(serialNumber, path);
@@ -84,7 +80,6 @@ Status EnduranceBaselines::load(const std::string& serialNumber, std::optional<E
 }
 
 Status EnduranceBaselines::save(const std::string& serialNumber, const EnduranceBaseline& baseline) const {
-    OSTREL_TRACE();
     std::string path;
     Status status = pathOf(serialNumber, path);
     if (!status.is(0, 0)) return status;

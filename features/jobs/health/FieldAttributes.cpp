@@ -2,19 +2,15 @@
 
 #include <cctype>
 
-#include "ostrel/core/ScopeTrace.h"
-
 namespace features::jobs {
 
 using namespace ostrel::core;
 
 Attribute attributeOf(const nvme::Field& field, const std::string& name) {
-    OSTREL_TRACE();
     return Attribute(name, field.description, typeString(), field.value);
 }
 
 std::string nameOutOfWords(const nvme::Field& field) {
-    OSTREL_TRACE();
     std::string name;
     for (const char c : field.description) {
         if (std::isalnum(static_cast<unsigned char>(c)) != 0) name += c;

@@ -6,7 +6,6 @@
 #include "features/jobs/health/VelkoSmart.h"
 #include "features/nvme/SmartAttributes.h"
 #include "ostrel/core/AttributeVocabulary.h"
-#include "ostrel/core/ScopeTrace.h"
 #include "ostrel/interfaces/ostreli/interface/JobNames.h"
 
 namespace features::jobs {
@@ -17,7 +16,6 @@ HealthMetricsJob::HealthMetricsJob()
     : CloneableJob(ostrel::interfaces::ostreli::JOB_HEALTH_METRICS, "Health Sensors") {}
 
 Status HealthMetricsJob::showDrive(nvme::Drive& drive, const Arguments&, DriveOutput& out) {
-    OSTREL_TRACE();
     Payload smart;
     Status status = readSmartLog(drive, smart);
     if (!status.is(0, 0)) return status;

@@ -2,7 +2,6 @@
 
 #include "features/jobs/drive/LogReading.h"
 #include "features/nvme/SmartAttributes.h"
-#include "ostrel/core/ScopeTrace.h"
 #include "ostrel/interfaces/ostreli/interface/JobNames.h"
 
 namespace features::jobs {
@@ -12,7 +11,6 @@ using namespace ostrel::core;
 PerformanceJob::PerformanceJob() : CloneableJob(ostrel::interfaces::ostreli::JOB_PERFORMANCE, "Performance Metrics") {}
 
 Status PerformanceJob::showDrive(nvme::Drive& drive, const Arguments&, DriveOutput& out) {
-    OSTREL_TRACE();
     Payload smart;
     Status status = readSmartLog(drive, smart);
     if (status.is(0, 0)) out.addAttributes(title(), nvme::performanceMetrics(smart));

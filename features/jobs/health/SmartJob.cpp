@@ -10,7 +10,6 @@
 #include "features/nvme/SmartAttributes.h"
 #include "features/nvme/VelkoInterface.h"
 #include "ostrel/core/AttributeVocabulary.h"
-#include "ostrel/core/ScopeTrace.h"
 #include "ostrel/core/StatusCatalogue.h"
 #include "ostrel/interfaces/ostreli/interface/JobNames.h"
 
@@ -34,13 +33,11 @@ void addOcpAttributes(const Payload& log, AttributeList& list) {
 SmartJob::SmartJob() : CloneableJob(ostrel::interfaces::ostreli::JOB_SMART, "SMART Attributes") {}
 
 Status SmartJob::checkRequest(const Arguments& arguments) {
-    OSTREL_TRACE();
     std::optional<bool> include;
     return arguments.boolean(keys::includeNVMeSmartHealthLog().getName(), include);
 }
 
 Status SmartJob::showDrive(nvme::Drive& drive, const Arguments& arguments, DriveOutput& out) {
-    OSTREL_TRACE();
     AttributeList list;
     const bool includeHealth = arguments.flag(keys::includeNVMeSmartHealthLog().getName(), true);
     if (includeHealth) {

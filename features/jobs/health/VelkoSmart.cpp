@@ -5,14 +5,12 @@
 #include "features/jobs/health/FieldAttributes.h"
 #include "features/nvme/VelkoInterface.h"
 #include "features/nvme/VelkoLogPages.h"
-#include "ostrel/core/ScopeTrace.h"
 
 namespace features::jobs {
 
 using namespace ostrel::core;
 
 Status addVelkoSmart(nvme::Drive& drive, size_t bytes, AttributeList& list) {
-    OSTREL_TRACE();
     if (!isVelkoDrive(drive)) return Status();
     Payload page;
     Status status = readLog(drive, nvme::LID_VELKO_EXTENDED_SMART, nvme::VELKO_EXTENDED_SMART_BYTES, page);

@@ -13,7 +13,6 @@
 #include "features/nvme/Opcodes.h"
 #include "ostrel/core/AttributeVocabulary.h"
 #include "ostrel/core/Device.h"
-#include "ostrel/core/ScopeTrace.h"
 #include "ostrel/core/StatusCatalogue.h"
 #include "ostrel/core/Strings.h"
 #include "ostrel/interfaces/ostreli/interface/JobNames.h"
@@ -140,7 +139,6 @@ Status read(const Arguments& arguments, IdentifyRequest& request) {
 IdentifyJob::IdentifyJob() : CloneableJob(ostrel::interfaces::ostreli::JOB_IDENTIFY, "Identify") {}
 
 Status IdentifyJob::checkRequest(const Arguments& arguments) {
-    OSTREL_TRACE();
     IdentifyRequest request;
     Status status = read(arguments, request);
     if (status.is(0, 0) && request.structure->ofOneNamespace && request.nsid == 0)
@@ -149,7 +147,6 @@ Status IdentifyJob::checkRequest(const Arguments& arguments) {
 }
 
 Status IdentifyJob::actOnDrive(nvme::Drive& drive, const Arguments& arguments, DriveOutput& out) {
-    OSTREL_TRACE();
     IdentifyRequest request;
     Status status = read(arguments, request);
     if (!status.is(0, 0)) return status;

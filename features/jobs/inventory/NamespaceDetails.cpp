@@ -10,7 +10,6 @@
 #include "features/nvme/Opcodes.h"
 #include "ostrel/core/CommandResult.h"
 #include "ostrel/core/Device.h"
-#include "ostrel/core/ScopeTrace.h"
 #include "ostrel/core/StatusCatalogue.h"
 #include "ostrel/core/Strings.h"
 
@@ -83,7 +82,6 @@ std::vector<std::string> byIdNames(const HostLocation& location, const std::stri
 }  // namespace
 
 Status showNamespaces(DriveFacts& facts, DriveOutput& out) {
-    OSTREL_TRACE();
     const HostLocation* location = facts.location();
     if (location == nullptr) return facts.failure();
     CommandResult result;

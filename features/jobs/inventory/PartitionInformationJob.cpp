@@ -8,7 +8,6 @@
 #include "ostrel/core/AttributeVocabulary.h"
 #include "ostrel/core/CommandResult.h"
 #include "ostrel/core/Device.h"
-#include "ostrel/core/ScopeTrace.h"
 #include "ostrel/core/StatusCatalogue.h"
 #include "ostrel/core/XmlConverter.h"
 #include "ostrel/core/xml/XmlConstants.h"
@@ -106,7 +105,6 @@ PartitionInformationJob::PartitionInformationJob()
     : CloneableJob(ostrel::interfaces::ostreli::JOB_PARTITION_INFORMATION, "Partition Information") {}
 
 Status PartitionInformationJob::getProperties(const std::shared_ptr<xml::XmlObject>& output) {
-    OSTREL_TRACE();
     Status status = DriveJob::getProperties(output);
     auto& shown = output->objects.front()->objects;
     // Of all drives that were named none has the partition.
@@ -119,7 +117,6 @@ Status PartitionInformationJob::getProperties(const std::shared_ptr<xml::XmlObje
 }
 
 Status PartitionInformationJob::showDrive(nvme::Drive& drive, const Arguments& arguments, DriveOutput& out) {
-    OSTREL_TRACE();
     CommandResult result;
     drive.device().sendCommand(transport::HostCommand(transport::HostRequest::USES), result);
     if (!result.status.is(0, 0)) return result.status;

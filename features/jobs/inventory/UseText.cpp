@@ -1,11 +1,8 @@
 #include "features/jobs/inventory/UseText.h"
 
-#include "ostrel/core/ScopeTrace.h"
-
 namespace features::jobs {
 
 std::string useText(const transport::NamespaceUse& use) {
-    OSTREL_TRACE();
     using Kind = transport::NamespaceUse::Kind;
     switch (use.kind) {
         case Kind::PARTITION:

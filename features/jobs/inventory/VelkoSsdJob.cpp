@@ -13,7 +13,6 @@
 #include "features/nvme/LogPages.h"
 #include "ostrel/core/AttributeVocabulary.h"
 #include "ostrel/core/Device.h"
-#include "ostrel/core/ScopeTrace.h"
 #include "ostrel/core/StatusCatalogue.h"
 #include "ostrel/core/Strings.h"
 #include "ostrel/interfaces/ostreli/interface/JobNames.h"
@@ -358,7 +357,6 @@ bool isRequested(const AttributeList& requested, const std::string& name) {
 VelkoSsdJob::VelkoSsdJob() : CloneableJob(ostrel::interfaces::ostreli::JOB_VELKOSSD, "Velko SSD") {}
 
 AttributeList VelkoSsdJob::getSupportedProperties() const {
-    OSTREL_TRACE();
     AttributeList list;
     for (const AttributeRow& row : ROWS) {
         Attribute attribute = row.attribute();
@@ -369,13 +367,11 @@ AttributeList VelkoSsdJob::getSupportedProperties() const {
 }
 
 Status VelkoSsdJob::checkRequest(const Arguments& arguments) {
-    OSTREL_TRACE();
     modules_ = std::make_unique<FirmwareModules>(arguments.text(attributes::feature::additionalModuleDirs().getName()));
     return Status();
 }
 
 Status VelkoSsdJob::showDrive(nvme::Drive& drive, const Arguments& arguments, DriveOutput& out) {
-    OSTREL_TRACE();
     const std::string error = drive.device().getAttribute(device::errorString()).getText();
     if (!error.empty()) return withDetails(statuses::deviceDataRetrievalFailed(), error);
     ListedDrive facts(drive, *modules_);

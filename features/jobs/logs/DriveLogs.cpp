@@ -20,7 +20,6 @@
 #include "features/nvme/VelkoInterface.h"
 #include "features/nvme/VelkoLogPages.h"
 #include "features/transport/HostStatus.h"
-#include "ostrel/core/ScopeTrace.h"
 #include "ostrel/core/StatusCatalogue.h"
 #include "ostrel/core/Strings.h"
 #include "ostrel/interfaces/ostreli/interface/JobNames.h"
@@ -163,7 +162,6 @@ private:
 }  // namespace
 
 Status storeDriveLogs(DriveFacts& facts, const LogFolder& folder, nvme::FieldTree& tree) {
-    OSTREL_TRACE();
     return ofFile(Store(facts, folder, tree).run(), statuses::fileWriteFailed());
 }
 

@@ -1,13 +1,10 @@
 #include "features/jobs/logs/FileSink.h"
 
-#include "ostrel/core/ScopeTrace.h"
-
 namespace features::jobs {
 
 using namespace ostrel::core;
 
 Status FileSink::begin(uint64_t bytes) {
-    OSTREL_TRACE();
     if (bytes_ != 0) {  // the log is read again
         const Status status = file_.restart();
         if (!status.is(0, 0)) return status;
@@ -17,7 +14,6 @@ Status FileSink::begin(uint64_t bytes) {
 }
 
 Status FileSink::add(const uint8_t* data, size_t bytes) {
-    OSTREL_TRACE();
     const Status status = file_.write({reinterpret_cast<const char*>(data), bytes});
     if (status.is(0, 0)) bytes_ += bytes;
     return status;

@@ -10,7 +10,6 @@
 
 #include "features/jobs/support/StatusDetails.h"
 #include "ostrel/core/FileRules.h"
-#include "ostrel/core/ScopeTrace.h"
 #include "ostrel/core/StatusCatalogue.h"
 
 namespace features::jobs {
@@ -43,7 +42,6 @@ bool isOurs(int folder) {
 }  // namespace
 
 Status LogFolder::create(const std::string& parent, const std::string& name, LogFolder& folder) {
-    OSTREL_TRACE();
     FileDescriptor above;
     if (const FileError error = openFolder(parent, above))
         return withDetails(statuses::directoryNotFound(), "'" + parent + "': " + error.text() + ".");
@@ -59,12 +57,10 @@ Status LogFolder::create(const std::string& parent, const std::string& name, Log
 }
 
 Status LogFolder::createFile(const std::string& name, UserFile& file) const {
-    OSTREL_TRACE();
     return file.createIn(folder_.get(), path_, name);
 }
 
 Status LogFolder::write(const std::string& name, const Payload& bytes) const {
-    OSTREL_TRACE();
     UserFile file;
     Status status = createFile(name, file);
     if (status.is(0, 0)) status = file.write({reinterpret_cast<const char*>(bytes.getData()), bytes.getSize()});
@@ -72,7 +68,6 @@ Status LogFolder::write(const std::string& name, const Payload& bytes) const {
 }
 
 std::string fileNameOf(const std::string& text, const std::string& absent) {
-    OSTREL_TRACE();
     constexpr std::string_view KEPT = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789-_.";
     std::string name;
     for (const char c : text) name += KEPT.find(c) == std::string_view::npos ? '_' : c;

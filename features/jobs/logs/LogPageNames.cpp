@@ -4,20 +4,17 @@
 #include "features/nvme/Bytes.h"
 #include "features/nvme/Opcodes.h"
 #include "features/nvme/VelkoLogPages.h"
-#include "ostrel/core/ScopeTrace.h"
 
 namespace features::jobs {
 
 using nvme::LogPageRow;
 
 const LogPageRow* findLogRow(const nvme::Drive& drive, uint8_t lid) {
-    OSTREL_TRACE();
     const LogPageRow* row = nvme::findLogPage(lid);
     return row == nullptr && isVelkoDrive(drive) ? nvme::findVelkoLogPage(lid) : row;
 }
 
 std::optional<uint8_t> findLogByName(const std::string& name) {
-    OSTREL_TRACE();
     const LogPageRow* row = nvme::findLogPage(name);
     if (row == nullptr) row = nvme::findVelkoLogPage(name);
     if (row != nullptr) return row->lid;
@@ -29,7 +26,6 @@ std::optional<uint8_t> findLogByName(const std::string& name) {
 }
 
 std::string logName(const nvme::Drive& drive, uint8_t lid) {
-    OSTREL_TRACE();
     const LogPageRow* row = findLogRow(drive, lid);
     return row == nullptr ? "Log Page " + nvme::hexText(lid, 2) : row->name;
 }

@@ -10,7 +10,6 @@
 #include "features/parsers/PersistentEventLog.h"
 #include "features/parsers/TelemetryHeader.h"
 #include "ostrel/core/Payload.h"
-#include "ostrel/core/ScopeTrace.h"
 #include "ostrel/core/StatusCatalogue.h"
 
 namespace features::jobs {
@@ -139,7 +138,6 @@ Status readEvents(nvme::Drive& drive, const Payload& head, LogSink& log) {
 }  // namespace
 
 Status readTelemetryLog(nvme::Drive& drive, const TelemetryRequest& request, LogSink& log) {
-    OSTREL_TRACE();
     Status status = requireLog(drive, &ControllerCapabilities::supportsTelemetry, statuses::telemetryNotSupported());
     if (!status.is(0, 0)) return status;
     Telemetry telemetry(drive, request, log);
@@ -155,7 +153,6 @@ Status readTelemetryLog(nvme::Drive& drive, const TelemetryRequest& request, Log
 }
 
 Status inEventLogContext(nvme::Drive& drive, const std::function<Status()>& read) {
-    OSTREL_TRACE();
     Payload head;
     bool isOurs = false;
     Status status = enterContext(drive, EventLogContext::PASSING, head, isOurs);
@@ -167,7 +164,6 @@ Status inEventLogContext(nvme::Drive& drive, const std::function<Status()>& read
 }
 
 Status readPersistentEventLog(nvme::Drive& drive, EventLogContext context, LogSink& log) {
-    OSTREL_TRACE();
     Status status = requireLog(drive, &ControllerCapabilities::supportsPersistentEventLog,
                                statuses::persistentEventLogNotSupported());
     if (!status.is(0, 0)) return status;
@@ -184,7 +180,6 @@ Status readPersistentEventLog(nvme::Drive& drive, EventLogContext context, LogSi
 }
 
 Status releaseEventLogContext(nvme::Drive& drive) {
-    OSTREL_TRACE();
     Payload ignored;  // the drive gives its header along, for which there is no use
     return readEventLogHeader(drive, LSP_RELEASE_CONTEXT, ignored);
 }

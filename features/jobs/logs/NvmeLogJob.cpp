@@ -14,7 +14,6 @@
 #include "features/nvme/LogPages.h"
 #include "features/nvme/Opcodes.h"
 #include "features/nvme/VelkoLogPages.h"
-#include "ostrel/core/ScopeTrace.h"
 #include "ostrel/core/StatusCatalogue.h"
 #include "ostrel/core/UserFile.h"
 #include "ostrel/interfaces/ostreli/interface/JobNames.h"
@@ -164,13 +163,11 @@ Status writePage(nvme::Drive& drive, const NvmeLogRequest& request, DriveOutput&
 NvmeLogJob::NvmeLogJob() : CloneableJob(ostrel::interfaces::ostreli::JOB_NVME_LOG, "NVMe Log") {}
 
 Status NvmeLogJob::checkRequest(const Arguments& arguments) {
-    OSTREL_TRACE();
     NvmeLogRequest request;
     return NvmeLogRequest::read(arguments, request);
 }
 
 Status NvmeLogJob::runMethod(const std::shared_ptr<xml::XmlObject>& output) {
-    OSTREL_TRACE();
     NvmeLogRequest request;
     Status status = NvmeLogRequest::read(arguments(), request);
     if (!status.is(0, 0)) return status;
@@ -185,7 +182,6 @@ Status NvmeLogJob::runMethod(const std::shared_ptr<xml::XmlObject>& output) {
 }
 
 Status NvmeLogJob::actOnDrive(nvme::Drive& drive, const Arguments& arguments, DriveOutput& out) {
-    OSTREL_TRACE();
     NvmeLogRequest request;
     const Status status = NvmeLogRequest::read(arguments, request);
     if (!status.is(0, 0)) return status;

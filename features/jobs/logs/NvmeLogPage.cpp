@@ -19,7 +19,6 @@
 #include "features/nvme/VelkoLogPages.h"
 #include "features/parsers/PersistentEventLog.h"
 #include "features/parsers/TelemetryHeader.h"
-#include "ostrel/core/ScopeTrace.h"
 #include "ostrel/core/StatusCatalogue.h"
 #include "ostrel/core/Strings.h"
 
@@ -277,7 +276,6 @@ nvme::FieldTree hexTree(const std::string& heading, uint64_t offset, const Paylo
 }  // namespace
 
 Status checkHasData(const nvme::Drive& drive, uint8_t lid, uint64_t bytes) {
-    OSTREL_TRACE();
     if (isVelkoDrive(drive) && VelkoLogJob::isLog(lid)) return VelkoLogJob::emptyLog(lid).check(drive.name(), bytes);
     for (const auto& page : EMPTY_PAGES)
         if (page.lid == lid) return page.empty.check(drive.name(), bytes);
@@ -285,7 +283,6 @@ Status checkHasData(const nvme::Drive& drive, uint8_t lid, uint64_t bytes) {
 }
 
 Status readLogPage(DriveFacts& facts, const NvmeLogRequest& request, uint8_t lid, Payload& data) {
-    OSTREL_TRACE();
     return readOffered(facts.drive(), request, lid, [&] {
         nvme::LogPageRequest page;
         uint64_t end = 0;
@@ -296,7 +293,6 @@ Status readLogPage(DriveFacts& facts, const NvmeLogRequest& request, uint8_t lid
 }
 
 Status copyLogPage(DriveFacts& facts, const NvmeLogRequest& request, uint8_t lid, LogSink& log) {
-    OSTREL_TRACE();
     nvme::Drive& drive = facts.drive();
     // Each reading from the start takes another picture of these logs: head and rest have to be of one.
     if (!request.isPart() && hasDefaultFields(request) && isVelkoDrive(drive) && VelkoLogJob::isLog(lid))
@@ -305,7 +301,6 @@ Status copyLogPage(DriveFacts& facts, const NvmeLogRequest& request, uint8_t lid
 }
 
 nvme::FieldTree showLogPage(const nvme::Drive& drive, uint8_t lid, uint64_t offset, const Payload& data) {
-    OSTREL_TRACE();
     if (offset == 0 && lid == nvme::LID_OCP_SMART && nvme::isOcpSmart(data)) return nvme::decodeOcpSmart(data);
     const LogPageRow* row = findLogRow(drive, lid);
     if (offset != 0 || row == nullptr) return hexTree(logName(drive, lid), offset, data);

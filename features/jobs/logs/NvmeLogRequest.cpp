@@ -3,7 +3,6 @@
 #include "features/jobs/logs/LogPageNames.h"
 #include "features/nvme/VelkoLogPages.h"
 #include "ostrel/core/AttributeVocabulary.h"
-#include "ostrel/core/ScopeTrace.h"
 #include "ostrel/core/StatusCatalogue.h"
 
 namespace features::jobs {
@@ -103,7 +102,6 @@ Status checkFile(const NvmeLogRequest& request) {
 }  // namespace
 
 Status NvmeLogRequest::read(const Arguments& arguments, NvmeLogRequest& request) {
-    OSTREL_TRACE();
     for (const auto part : {readFlags, readSpecifics, readExtent}) {
         const Status status = part(arguments, request);
         if (!status.is(0, 0)) return status;

@@ -5,7 +5,6 @@
 #include "features/nvme/Opcodes.h"
 #include "features/parsers/PersistentEventLog.h"
 #include "ostrel/core/AttributeVocabulary.h"
-#include "ostrel/core/ScopeTrace.h"
 #include "ostrel/core/StatusCatalogue.h"
 #include "ostrel/interfaces/ostreli/interface/JobNames.h"
 
@@ -31,7 +30,6 @@ PersistentEventLogJob::PersistentEventLogJob()
                    {parsers::PersistentEventLog::HEADER_BYTES, statuses::deviceDataRetrievalFailed}) {}
 
 Status PersistentEventLogJob::checkRequest(const Arguments& arguments) {
-    OSTREL_TRACE();
     const std::string action = actionOf(arguments);
     if (action == NEW_CONTEXT || action == READ || action == RELEASE) return Status();
     return withDetails(statuses::invalidPersistentEventLogAction(),
@@ -43,7 +41,6 @@ uint8_t PersistentEventLogJob::logId(const Arguments&) const {
 }
 
 Status PersistentEventLogJob::dumpDrive(nvme::Drive& drive, const Arguments& arguments, LogSink& log) {
-    OSTREL_TRACE();
     const std::string action = actionOf(arguments);
     if (action == RELEASE) return releaseEventLogContext(drive);
     return readPersistentEventLog(drive, action == READ ? EventLogContext::ESTABLISHED : EventLogContext::NEW, log);

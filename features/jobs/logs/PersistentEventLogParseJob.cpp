@@ -7,7 +7,6 @@
 #include "features/nvme/Opcodes.h"
 #include "features/parsers/PersistentEventLog.h"
 #include "ostrel/core/AttributeVocabulary.h"
-#include "ostrel/core/ScopeTrace.h"
 #include "ostrel/core/StatusCatalogue.h"
 #include "ostrel/interfaces/ostreli/interface/JobNames.h"
 
@@ -59,7 +58,6 @@ PersistentEventLogParseJob::PersistentEventLogParseJob()
     : CloneableJob(ostrel::interfaces::ostreli::JOB_PERSISTENT_EVENT_LOG_PARSE, "Persistent Event Log Status") {}
 
 Status PersistentEventLogParseJob::runMethod(const std::shared_ptr<xml::XmlObject>& output) {
-    OSTREL_TRACE();
     const std::string path = arguments().text(attributes::feature::pelFilePath().getName());
     if (path.empty()) return DriveJob::runMethod(output);
     std::string bytes;
@@ -72,7 +70,6 @@ Status PersistentEventLogParseJob::runMethod(const std::shared_ptr<xml::XmlObjec
 }
 
 Status PersistentEventLogParseJob::actOnDrive(nvme::Drive& drive, const Arguments&, DriveOutput& out) {
-    OSTREL_TRACE();
     std::string bytes;
     StringSink sink(drive, bytes);
     Status status = readPersistentEventLog(drive, EventLogContext::PASSING, sink);

@@ -4,7 +4,6 @@
 #include "features/nvme/Opcodes.h"
 #include "features/parsers/TelemetryHeader.h"
 #include "ostrel/core/AttributeVocabulary.h"
-#include "ostrel/core/ScopeTrace.h"
 #include "ostrel/core/StatusCatalogue.h"
 #include "ostrel/interfaces/ostreli/interface/JobNames.h"
 
@@ -42,20 +41,17 @@ TelemetryLogJob::TelemetryLogJob()
                    {parsers::TelemetryHeader::BYTES, statuses::telemetryRetrievalFailed}) {}
 
 Status TelemetryLogJob::checkRequest(const Arguments& arguments) {
-    OSTREL_TRACE();
     TelemetryRequest request;
     return readRequest(arguments, request);
 }
 
 uint8_t TelemetryLogJob::logId(const Arguments& arguments) const {
-    OSTREL_TRACE();
     TelemetryRequest request;
     (void)readRequest(arguments, request);  // checkRequest() had no objection
     return request.hostInitiated ? nvme::LID_TELEMETRY_HOST : nvme::LID_TELEMETRY_CONTROLLER;
 }
 
 Status TelemetryLogJob::dumpDrive(nvme::Drive& drive, const Arguments& arguments, LogSink& log) {
-    OSTREL_TRACE();
     TelemetryRequest request;
     const Status status = readRequest(arguments, request);
     return status.is(0, 0) ? readTelemetryLog(drive, request, log) : status;

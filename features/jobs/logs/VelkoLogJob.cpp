@@ -12,7 +12,6 @@
 #include "features/nvme/FieldTree.h"
 #include "features/nvme/VelkoInterface.h"
 #include "features/nvme/VelkoLogPages.h"
-#include "ostrel/core/ScopeTrace.h"
 #include "ostrel/core/StatusCatalogue.h"
 #include "ostrel/interfaces/ostreli/interface/JobNames.h"
 
@@ -74,22 +73,18 @@ VelkoLogJob::VelkoLogJob(const std::string& name)
     : CloneableJob(name, rowOf(name).logName, emptyLog(rowOf(name).lid)) {}
 
 uint8_t VelkoLogJob::logId(const Arguments&) const {
-    OSTREL_TRACE();
     return rowOf(getName()).lid;
 }
 
 Status VelkoLogJob::dumpDrive(nvme::Drive& drive, const Arguments&, LogSink& log) {
-    OSTREL_TRACE();
     return readLog(rowOf(getName()).lid, drive, log);
 }
 
 EmptyLog VelkoLogJob::emptyLog(uint8_t lid) {
-    OSTREL_TRACE();
     return {nvme::VELKO_LOG_HEADER_BYTES + nvme::VELKO_LOG_TRAILER_BYTES, rowOf(lid).empty};
 }
 
 Status VelkoLogJob::readLog(uint8_t lid, nvme::Drive& drive, LogSink& log) {
-    OSTREL_TRACE();
     const Row& row = rowOf(lid);
     if (!isVelkoDrive(drive)) return row.missing();
     for (unsigned i = 0; i < MOST_READS; ++i) {
@@ -102,7 +97,6 @@ Status VelkoLogJob::readLog(uint8_t lid, nvme::Drive& drive, LogSink& log) {
 }
 
 Status VelkoLogJob::readOnce(const Row& row, nvme::Drive& drive, LogSink& log, bool& isWhole) {
-    OSTREL_TRACE();
     Payload head;
     Status status =
         missingLogAs(jobs::readLog(drive, row.lid, nvme::VELKO_LOG_HEADER_BYTES, head), drive, row.missing());

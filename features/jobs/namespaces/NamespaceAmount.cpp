@@ -4,7 +4,6 @@
 
 #include "features/jobs/support/StatusDetails.h"
 #include "features/nvme/Units.h"
-#include "ostrel/core/ScopeTrace.h"
 #include "ostrel/core/StatusCatalogue.h"
 #include "ostrel/core/Strings.h"
 
@@ -50,7 +49,6 @@ bool parse(const std::string& text, NamespaceAmount& amount) {
 }  // namespace
 
 uint64_t NamespaceAmount::blocks(uint32_t blockBytes, uint64_t unallocatedBytes, uint64_t step) const {
-    OSTREL_TRACE();
     if (unit == Unit::BLOCKS) return number;
     // In two steps: the product may not fit.
     const uint64_t share =
@@ -59,7 +57,6 @@ uint64_t NamespaceAmount::blocks(uint32_t blockBytes, uint64_t unallocatedBytes,
 }
 
 Status readAmount(const Arguments& arguments, const Attribute& attribute, std::optional<NamespaceAmount>& amount) {
-    OSTREL_TRACE();
     const std::string text = arguments.text(attribute.getName());
     NamespaceAmount read;
     if (text.empty()) return Status();

@@ -4,7 +4,6 @@
 #include "features/nvme/Bytes.h"
 #include "features/nvme/Identify.h"
 #include "features/nvme/Opcodes.h"
-#include "ostrel/core/ScopeTrace.h"
 #include "ostrel/core/StatusCatalogue.h"
 
 namespace features::jobs {
@@ -43,7 +42,6 @@ constexpr RefusalRow REFUSALS[] = {
 }  // namespace
 
 nvme::NvmeCommand namespaceManagement(uint8_t select, uint32_t nsid) {
-    OSTREL_TRACE();
     nvme::NvmeCommand command(nvme::Queue::ADMIN, nvme::OPC_NAMESPACE_MANAGEMENT, "Namespace Management");
     command.nsid = nsid;
     command.cdw10 = select;
@@ -53,7 +51,6 @@ nvme::NvmeCommand namespaceManagement(uint8_t select, uint32_t nsid) {
 }
 
 Status sendNamespaceAttachment(nvme::Drive& drive, bool attach, uint32_t nsid, uint16_t controllerId) {
-    OSTREL_TRACE();
     nvme::NvmeCommand command(nvme::Queue::ADMIN, nvme::OPC_NAMESPACE_ATTACHMENT, "Namespace Attachment");
     command.nsid = nsid;
     command.cdw10 = attach ? SEL_ATTACH : SEL_DETACH;
@@ -67,7 +64,6 @@ Status sendNamespaceAttachment(nvme::Drive& drive, bool attach, uint32_t nsid, u
 }
 
 Status toldByNamespaceRefusals(const Status& status, const nvme::Drive& drive) {
-    OSTREL_TRACE();
     return toldBy(REFUSALS, statuses::nvmeCommandProblem, status, drive);
 }
 

@@ -14,7 +14,6 @@
 #include "features/nvme/Identify.h"
 #include "features/nvme/Opcodes.h"
 #include "ostrel/core/AttributeVocabulary.h"
-#include "ostrel/core/ScopeTrace.h"
 #include "ostrel/core/StatusCatalogue.h"
 
 namespace features::jobs {
@@ -82,7 +81,6 @@ uint64_t commonStep(uint64_t one, uint64_t other) {
 }  // namespace
 
 Status readNamespaceRequest(const Arguments& arguments, NamespaceRequest& request) {
-    OSTREL_TRACE();
     const Attribute sizeAttribute = attributes::feature::size();
     if (arguments.text(sizeAttribute.getName()).empty()) return statuses::noNamespaceSize();
     std::optional<NamespaceAmount> size;
@@ -107,7 +105,6 @@ Status readNamespaceRequest(const Arguments& arguments, NamespaceRequest& reques
 }
 
 Status NamespaceCreation::run(const uint8_t* controllerBytes, std::string& report) {
-    OSTREL_TRACE();
     const ControllerCapabilities controller(controllerBytes);
     // A controller that reports no capacity at all does not count it.
     const bool isCounted = saturated128(controllerBytes + OFFSET_TNVMCAP) != 0;
@@ -131,7 +128,6 @@ Status NamespaceCreation::run(const uint8_t* controllerBytes, std::string& repor
 }
 
 Status NamespaceCreation::checkCount(const ControllerCapabilities& controller) {
-    OSTREL_TRACE();
     std::vector<uint32_t> all;
     Status status = readAllNamespaces(drive_, controller, all);
     if (!status.is(0, 0) || all.size() < controller.mostNamespaces()) return status;
@@ -140,7 +136,6 @@ Status NamespaceCreation::checkCount(const ControllerCapabilities& controller) {
 }
 
 Status NamespaceCreation::checkFormat(const NamespaceProperties& common) {
-    OSTREL_TRACE();
     if (request_.lbaFormat >= common.numberOfFormats || common.formats[request_.lbaFormat].dataBytes() == 0) {
         return withDetails(statuses::lbaFormatNotSupported(), "Drive " + drive_.name() + " has the formats 0 to " +
                                                                   std::to_string(common.numberOfFormats - 1) + ".");
@@ -152,7 +147,6 @@ Status NamespaceCreation::checkFormat(const NamespaceProperties& common) {
 }
 
 Status NamespaceCreation::checkProtection(const NamespaceProperties& common) {
-    OSTREL_TRACE();
     const std::string type = std::to_string(request_.protectionType);
     if (format_.metadataBytes < PROTECTION_BYTES) {
         return withDetails(statuses::invalidProtectionInformation(),
@@ -169,7 +163,6 @@ Status NamespaceCreation::checkProtection(const NamespaceProperties& common) {
 }
 
 Status NamespaceCreation::findBlocks(uint64_t freeBytes) {
-    OSTREL_TRACE();
     // A size that is the capacity as well has to fit both.
     if (!request_.capacity) sizeStep_ = capacityStep_ = commonStep(sizeStep_, capacityStep_);
     Status status = toBlocks("Size", request_.size, sizeStep_, freeBytes, size_);
@@ -181,7 +174,6 @@ Status NamespaceCreation::findBlocks(uint64_t freeBytes) {
 
 Status NamespaceCreation::toBlocks(const char* what, const NamespaceAmount& amount, uint64_t step, uint64_t freeBytes,
                                    uint64_t& blocks) const {
-    OSTREL_TRACE();
     if (amount.unit == NamespaceAmount::Unit::PERCENT && freeBytes == UNKNOWN) {
         return withDetails(statuses::invalidCapacity(), "Drive " + drive_.name() +
                                                             " does not report its unallocated capacity: give " + what +
@@ -196,7 +188,6 @@ Status NamespaceCreation::toBlocks(const char* what, const NamespaceAmount& amou
 }
 
 Status NamespaceCreation::checkSize(uint64_t freeBytes) {
-    OSTREL_TRACE();
     const uint64_t freeBlocks = freeBytes == UNKNOWN ? UNKNOWN : freeBytes / format_.dataBytes();
     if (capacity_ > freeBlocks) {
         std::string text = "Drive " + drive_.name() + " has " + std::to_string(freeBytes) + " bytes left";
@@ -212,7 +203,6 @@ Status NamespaceCreation::checkSize(uint64_t freeBytes) {
 
 /// Reports the multiples of `step` below and above, as far as they are not more than `most`.
 Status NamespaceCreation::checkMultiple(const char* what, uint64_t blocks, uint64_t step, uint64_t most) const {
-    OSTREL_TRACE();
     if (blocks % step == 0) return Status();
     const uint64_t below = blocks / step * step;
     std::vector<std::string> fitting;
@@ -226,7 +216,6 @@ Status NamespaceCreation::checkMultiple(const char* what, uint64_t blocks, uint6
 }
 
 Status NamespaceCreation::readGranularity(const ControllerCapabilities& controller) {
-    OSTREL_TRACE();
     if (!bit(controller.ctratt, CTRATT_GRANULARITY)) return Status();
     Payload data;
     Status status = drive_.identify(CNS_GRANULARITY, 0, 0, data);
@@ -244,7 +233,6 @@ Status NamespaceCreation::readGranularity(const ControllerCapabilities& controll
 }
 
 Status NamespaceCreation::create(std::string& report) {
-    OSTREL_TRACE();
     uint8_t data[nvme::IDENTIFY_BYTES] = {};
     nvme::putLe64(data + OFFSET_NSZE, size_);
     nvme::putLe64(data + OFFSET_NCAP, capacity_);

@@ -13,7 +13,6 @@
 #include "features/nvme/Opcodes.h"
 #include "features/transport/HostCommand.h"
 #include "ostrel/core/AttributeVocabulary.h"
-#include "ostrel/core/ScopeTrace.h"
 #include "ostrel/core/SignalBlock.h"
 #include "ostrel/core/StatusCatalogue.h"
 #include "ostrel/interfaces/ostreli/interface/JobNames.h"
@@ -46,7 +45,6 @@ NamespaceManagementJob::NamespaceManagementJob(std::shared_ptr<const WaitClock> 
       clock_(std::move(clock)) {}
 
 Status NamespaceManagementJob::checkRequest(const Arguments& arguments) {
-    OSTREL_TRACE();
     Status status = checkOneDrive(getDevices().size());
     if (!status.is(0, 0)) return status;
     const std::string word = arguments.text(attributes::feature::action().getName());
@@ -61,7 +59,6 @@ Status NamespaceManagementJob::checkRequest(const Arguments& arguments) {
 }
 
 Status NamespaceManagementJob::readTarget(const Arguments& arguments) {
-    OSTREL_TRACE();
     const std::string name = attributes::feature::namespaceManagementNamespaceId().getName();
     const std::string text = arguments.text(name);
     if (text.empty()) return statuses::noNamespaceId();
@@ -78,7 +75,6 @@ Status NamespaceManagementJob::readTarget(const Arguments& arguments) {
 }
 
 Status NamespaceManagementJob::checkGate(nvme::Drive& drive) const {
-    OSTREL_TRACE();
     Reach reach;
     reach.nsid = nsid_;
     reach.partitionsCount = false;
@@ -86,7 +82,6 @@ Status NamespaceManagementJob::checkGate(nvme::Drive& drive) const {
 }
 
 Status NamespaceManagementJob::actOnDrive(nvme::Drive& drive, const Arguments&, DriveOutput& out) {
-    OSTREL_TRACE();
     Status status = action_->takesAway ? checkGate(drive) : Status();
     if (!status.is(0, 0)) return status;
     const uint8_t* controller = nullptr;
@@ -104,7 +99,6 @@ Status NamespaceManagementJob::actOnDrive(nvme::Drive& drive, const Arguments&, 
 }
 
 Status NamespaceManagementJob::checkAllocated(nvme::Drive& drive) const {
-    OSTREL_TRACE();
     std::vector<uint32_t> all;
     Status status = readNamespaceList(drive, nvme::CNS_ALLOCATED_NAMESPACES, all);
     if (isRefusal(status)) return Status();  // then the command itself reports it
@@ -114,12 +108,10 @@ Status NamespaceManagementJob::checkAllocated(nvme::Drive& drive) const {
 }
 
 Status NamespaceManagementJob::create(nvme::Drive& drive, const uint8_t* controller, std::string& report) {
-    OSTREL_TRACE();
     return NamespaceCreation(drive, request_).run(controller, report);
 }
 
 Status NamespaceManagementJob::erase(nvme::Drive& drive, const uint8_t*, std::string& report) {
-    OSTREL_TRACE();
     Status status = checkGate(drive);
     if (!status.is(0, 0)) return status;
     Status seen;
@@ -133,7 +125,6 @@ Status NamespaceManagementJob::erase(nvme::Drive& drive, const uint8_t*, std::st
 }
 
 Status NamespaceManagementJob::sendDeletion(nvme::Drive& drive, Status& seen) const {
-    OSTREL_TRACE();
     const SignalBlock untilTheHostHasLooked;
     nvme::Answer answer;
     const Status status = drive.send(namespaceManagement(SEL_DELETE, nsid_), answer);
@@ -144,17 +135,14 @@ Status NamespaceManagementJob::sendDeletion(nvme::Drive& drive, Status& seen) co
 }
 
 Status NamespaceManagementJob::attach(nvme::Drive& drive, const uint8_t* controller, std::string& report) {
-    OSTREL_TRACE();
     return changeAttachment(drive, true, nvme::ControllerCapabilities(controller).cntlid, report);
 }
 
 Status NamespaceManagementJob::detach(nvme::Drive& drive, const uint8_t* controller, std::string& report) {
-    OSTREL_TRACE();
     return changeAttachment(drive, false, nvme::ControllerCapabilities(controller).cntlid, report);
 }
 
 Status NamespaceManagementJob::changeAttachment(nvme::Drive& drive, bool attach, uint16_t own, std::string& report) {
-    OSTREL_TRACE();
     const auto controllerId = static_cast<uint16_t>(controllerId_.value_or(own));
     Status status = attach ? Status() : checkGate(drive);
     Status seen;
@@ -170,7 +158,6 @@ Status NamespaceManagementJob::changeAttachment(nvme::Drive& drive, bool attach,
 
 Status NamespaceManagementJob::sendAttachment(nvme::Drive& drive, bool attach, uint16_t controllerId,
                                               Status& seen) const {
-    OSTREL_TRACE();
     const SignalBlock untilTheHostHasLooked;
     const Status status = sendNamespaceAttachment(drive, attach, nsid_, controllerId);
     if (status.is(0, 0)) seen = rescan(drive);
@@ -178,7 +165,6 @@ Status NamespaceManagementJob::sendAttachment(nvme::Drive& drive, bool attach, u
 }
 
 Status NamespaceManagementJob::awaitView(nvme::Drive& drive, bool present, std::string& node) const {
-    OSTREL_TRACE();
     Status status;
     const uint64_t deadline = clock_->nowMs() + VIEW_LIMIT_MS;
     while (status.is(0, 0)) {

@@ -15,7 +15,6 @@
 #include "features/nvme/VelkoInterface.h"
 #include "features/nvme/VelkoLogPages.h"
 #include "ostrel/core/AttributeVocabulary.h"
-#include "ostrel/core/ScopeTrace.h"
 #include "ostrel/core/StatusCatalogue.h"
 #include "ostrel/interfaces/ostreli/interface/JobNames.h"
 
@@ -114,7 +113,6 @@ BackgroundProcessingJob::BackgroundProcessingJob()
     : CloneableJob(ostrel::interfaces::ostreli::JOB_BACKGROUND_PROCESSING, "Background Processing") {}
 
 Status BackgroundProcessingJob::actOnDrive(nvme::Drive& drive, const Arguments&, DriveOutput& out) {
-    OSTREL_TRACE();
     const uint8_t* identify = nullptr;
     Status status = drive.identifyController(identify);
     if (!status.is(0, 0)) return status;

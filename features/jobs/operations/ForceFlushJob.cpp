@@ -12,7 +12,6 @@
 #include "features/nvme/VelkoInterface.h"
 #include "features/nvme/VelkoLogPages.h"
 #include "ostrel/core/AttributeVocabulary.h"
-#include "ostrel/core/ScopeTrace.h"
 #include "ostrel/core/StatusCatalogue.h"
 #include "ostrel/interfaces/ostreli/interface/JobNames.h"
 
@@ -35,7 +34,6 @@ constexpr RefusalRow REFUSALS[] = {
 ForceFlushJob::ForceFlushJob() : CloneableJob(ostrel::interfaces::ostreli::JOB_FORCE_FLUSH, "Performance Booster") {}
 
 Status ForceFlushJob::runMethod(const std::shared_ptr<xml::XmlObject>& output) {
-    OSTREL_TRACE();
     const std::string start = key::startForceFlush().getName();
     std::optional<bool> isStart;
     Status status = checkOneDrive(getDevices().size());
@@ -46,7 +44,6 @@ Status ForceFlushJob::runMethod(const std::shared_ptr<xml::XmlObject>& output) {
 }
 
 Status ForceFlushJob::showDrive(nvme::Drive& drive, const Arguments&, DriveOutput& out) {
-    OSTREL_TRACE();
     Status missing = statuses::driveDoesNotSupportFeature();
     if (!isVelkoDrive(drive)) return missing;
     Payload page;
@@ -57,7 +54,6 @@ Status ForceFlushJob::showDrive(nvme::Drive& drive, const Arguments&, DriveOutpu
 }
 
 Status ForceFlushJob::actOnDrive(nvme::Drive& drive, const Arguments& arguments, DriveOutput& out) {
-    OSTREL_TRACE();
     if (!isVelkoDrive(drive)) return statuses::driveDoesNotSupportFeature();
     const bool isStart = arguments.flag(key::startForceFlush().getName());
     nvme::NvmeCommand command(nvme::Queue::ADMIN, nvme::OPC_VELKO_FORCE_FLUSH, "Force Flush");

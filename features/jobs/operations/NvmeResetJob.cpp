@@ -1,7 +1,6 @@
 #include "features/jobs/operations/NvmeResetJob.h"
 
 #include "features/jobs/drive/ControllerReset.h"
-#include "ostrel/core/ScopeTrace.h"
 #include "ostrel/interfaces/ostreli/interface/JobNames.h"
 
 namespace features::jobs {
@@ -11,7 +10,6 @@ using ostrel::core::Status;
 NvmeResetJob::NvmeResetJob() : CloneableJob(ostrel::interfaces::ostreli::JOB_NVME_RESET, "NVMe Reset") {}
 
 Status NvmeResetJob::actOnDrive(nvme::Drive& drive, const Arguments&, DriveOutput& out) {
-    OSTREL_TRACE();
     Status status = resetController(drive);
     std::string revision;
     if (status.is(0, 0)) status = runningFirmware(drive, revision);

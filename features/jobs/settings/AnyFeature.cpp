@@ -16,7 +16,6 @@
 #include "features/nvme/VelkoFeatures.h"
 #include "features/nvme/VelkoInterface.h"
 #include "ostrel/core/AttributeVocabulary.h"
-#include "ostrel/core/ScopeTrace.h"
 #include "ostrel/core/StatusCatalogue.h"
 #include "ostrel/core/Strings.h"
 
@@ -202,7 +201,6 @@ nvme::FieldTree treeOf(const FeatureRow* row, const nvme::FeatureRequest& reques
 }  // namespace
 
 Status AnyFeature::read(const Arguments& arguments) {
-    OSTREL_TRACE();
     AnyFeature feature;
     Status status = readFeatureId(arguments, feature.fid_);
     std::optional<uint64_t> nsid;
@@ -223,14 +221,12 @@ Status AnyFeature::read(const Arguments& arguments) {
 }
 
 bool AnyFeature::isAnythingGiven(const Arguments& arguments) {
-    OSTREL_TRACE();
     const Attribute values[] = {key::dword11(), key::dword12(), key::dword13(), key::inputFile()};
     return std::any_of(std::begin(values), std::end(values),
                        [&](const Attribute& value) { return !arguments.text(value.getName()).empty(); });
 }
 
 Status AnyFeature::readInputData(const Arguments& arguments) {
-    OSTREL_TRACE();
     const std::string path = arguments.text(key::inputFile().getName());
     if (path.empty()) return Status();
     std::string bytes;
@@ -245,7 +241,6 @@ Status AnyFeature::readInputData(const Arguments& arguments) {
 }
 
 Status AnyFeature::namespaceOf(nvme::Drive& drive, bool namespaceSpecific, uint32_t& nsid) const {
-    OSTREL_TRACE();
     nsid = nsid_.value_or(0);
     if (nsid_ || !namespaceSpecific) return Status();
     DriveFacts facts(drive);
@@ -262,7 +257,6 @@ Status AnyFeature::namespaceOf(nvme::Drive& drive, bool namespaceSpecific, uint3
 }
 
 Status AnyFeature::show(nvme::Drive& drive, DriveOutput& out) const {
-    OSTREL_TRACE();
     Dialect dialect = Dialect::NONE;
     Status status = dialectOfFeature(drive, fid_, OcpGrounds::OFFERED, dialect);
     if (!status.is(0, 0)) return status;
@@ -282,7 +276,6 @@ Status AnyFeature::show(nvme::Drive& drive, DriveOutput& out) const {
 }
 
 Status AnyFeature::write(nvme::Drive& drive, const std::string& heading, DriveOutput& out) const {
-    OSTREL_TRACE();
     Dialect dialect = Dialect::NONE;
     Status status = dialectOfFeature(drive, fid_, OcpGrounds::NAMED, dialect);
     if (!status.is(0, 0)) return status;

@@ -6,7 +6,6 @@
 #include "features/jobs/drive/LogReading.h"
 #include "features/jobs/settings/Alternatives.h"
 #include "ostrel/core/Payload.h"
-#include "ostrel/core/ScopeTrace.h"
 
 namespace features::jobs {
 
@@ -26,7 +25,6 @@ constexpr uint8_t GUID[] = {0x97, 0x42, 0x05, 0x0D, 0xD1, 0xE1, 0xC9, 0x98,
 }  // namespace
 
 std::string dssdPowerStates(nvme::Drive& drive) {
-    OSTREL_TRACE();
     bool hasList = false;
     bool isListed = false;
     // The refusal is what counts: what explains it may be missing.

@@ -12,7 +12,6 @@
 #include "features/jobs/support/InputFile.h"
 #include "features/jobs/support/StatusDetails.h"
 #include "features/nvme/Bytes.h"
-#include "ostrel/core/ScopeTrace.h"
 #include "ostrel/core/StatusCatalogue.h"
 #include "ostrel/core/Strings.h"
 #include "ostrel/core/xml/XmlNesting.h"
@@ -112,7 +111,6 @@ Status takeDocument(const ptree& document, std::vector<EntryText>& texts) {
 }  // namespace
 
 Status readErrorInjections(const std::string& list, std::vector<ErrorInjection>& entries) {
-    OSTREL_TRACE();
     std::vector<EntryText> texts;
     if (!equals(list, "none", true)) {
         for (const std::string& item : split(list, '~')) {
@@ -128,7 +126,6 @@ Status readErrorInjections(const std::string& list, std::vector<ErrorInjection>&
 }
 
 Status readErrorInjectionFile(const std::string& path, std::vector<ErrorInjection>& entries) {
-    OSTREL_TRACE();
     std::string text;
     Status status = readInputFile(path, MOST_FILE_BYTES, text);
     if (!status.is(0, 0)) return status;
@@ -151,7 +148,6 @@ Status readErrorInjectionFile(const std::string& path, std::vector<ErrorInjectio
 }
 
 Payload errorInjectionData(const std::vector<ErrorInjection>& entries) {
-    OSTREL_TRACE();
     Payload data(ERROR_INJECTION_DATA_BYTES);
     if (data.getSize() == 0) return data;
     std::memset(data.getData(), 0, data.getSize());

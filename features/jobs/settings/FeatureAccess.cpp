@@ -7,7 +7,6 @@
 #include "features/jobs/support/StatusDetails.h"
 #include "features/nvme/ControllerCapabilities.h"
 #include "ostrel/core/AttributeVocabulary.h"
-#include "ostrel/core/ScopeTrace.h"
 #include "ostrel/core/StatusCatalogue.h"
 
 namespace features::jobs {
@@ -31,7 +30,6 @@ Status checkSelect(nvme::Drive& drive) {
 }  // namespace
 
 Status readSelect(const Arguments& arguments, nvme::Select& select) {
-    OSTREL_TRACE();
     std::optional<uint64_t> number;
     const Status status = arguments.number(attributes::feature::select().getName(), 3, number);
     if (number) select = static_cast<nvme::Select>(*number);
@@ -39,7 +37,6 @@ Status readSelect(const Arguments& arguments, nvme::Select& select) {
 }
 
 Status explained(const Status& status, const nvme::Drive& drive, const Status& unsupported) {
-    OSTREL_TRACE();
     if (!isRefusal(status)) return status;
     // There is no status code for an unknown feature identifier: it is an invalid field.
     if (drive.lastCompletion().is(TYPE_GENERIC, SC_INVALID_FIELD)) return withDetails(unsupported, status.getMessage());
@@ -50,7 +47,6 @@ Status explained(const Status& status, const nvme::Drive& drive, const Status& u
 
 Status readFeature(nvme::Drive& drive, const nvme::FeatureRequest& request, nvme::Select select,
                    const Status& unsupported, nvme::Answer& answer) {
-    OSTREL_TRACE();
     if (select != nvme::Select::CURRENT) {
         const Status status = checkSelect(drive);
         if (!status.is(0, 0)) return status;
@@ -60,13 +56,11 @@ Status readFeature(nvme::Drive& drive, const nvme::FeatureRequest& request, nvme
 }
 
 nvme::FieldTree decodeAnswer(const nvme::FeatureRow& feature, nvme::Select select, const nvme::Answer& answer) {
-    OSTREL_TRACE();
     if (select == nvme::Select::CAPABILITIES) return decodeFeatureCapabilities(feature, answer.completion.dword0);
     return decodeFeature(feature, answer.completion.dword0, answer.data);
 }
 
 Status writeOcpField(nvme::Drive& drive, uint8_t fid, uint32_t value) {
-    OSTREL_TRACE();
     const nvme::FieldRow* field = nvme::findOcpSetField(fid);
     if (field == nullptr || !nvme::fitsField(*field, value)) return statuses::requestOutOfBounds();
     const Status status = requireOcp(drive);

@@ -8,7 +8,6 @@
 #include "features/nvme/Bytes.h"
 #include "features/nvme/ControllerCapabilities.h"
 #include "features/nvme/Opcodes.h"
-#include "ostrel/core/ScopeTrace.h"
 #include "ostrel/core/StatusCatalogue.h"
 
 namespace features::jobs {
@@ -130,7 +129,6 @@ std::string textOf(const SettableField& field, Hold hold) {
 }  // namespace
 
 std::string holdText(const nvme::FeatureRow& feature, bool isSaved) {
-    OSTREL_TRACE();
     // Linux sets them whenever it starts a controller, whatever was saved.
     if (feature.fid == nvme::FID_ASYNCHRONOUS_EVENT || feature.fid == nvme::FID_TIMESTAMP)
         return "It holds until the next controller reset, when Linux sets this feature.";
@@ -138,18 +136,15 @@ std::string holdText(const nvme::FeatureRow& feature, bool isSaved) {
 }
 
 SettableField settableField(const nvme::FeatureField& field, uint32_t kept) {
-    OSTREL_TRACE();
     return {field.feature, field.row, field.row, kept};
 }
 
 SettableField settableOcpField(uint8_t fid) {
-    OSTREL_TRACE();
     const nvme::FeatureRow* feature = nvme::findOcpFeature(fid);
     return {feature, nvme::findOcpSetField(fid), feature->dword0.begin(), 0};
 }
 
 Status checkReported(nvme::Drive& drive, const SettableField& field, uint32_t value) {
-    OSTREL_TRACE();
     uint32_t dword = 0;
     const Status status = readCurrent(drive, field, dword);
     if (!status.is(0, 0) || has(field, dword, value)) return status;
@@ -160,7 +155,6 @@ Status checkReported(nvme::Drive& drive, const SettableField& field, uint32_t va
 }
 
 Status setFeatureField(nvme::Drive& drive, const SettableField& field, uint32_t value) {
-    OSTREL_TRACE();
     if (!nvme::fitsField(*field.written, value)) return statuses::requestOutOfBounds();
     uint32_t current = 0;
     Status status = readCurrent(drive, field, current);

@@ -9,7 +9,6 @@
 #include "features/nvme/VelkoInterface.h"
 #include "features/nvme/VelkoLogPages.h"
 #include "ostrel/core/AttributeVocabulary.h"
-#include "ostrel/core/ScopeTrace.h"
 #include "ostrel/core/StatusCatalogue.h"
 #include "ostrel/interfaces/ostreli/interface/JobNames.h"
 
@@ -29,12 +28,10 @@ LatencyTrackingJob::LatencyTrackingJob()
     : CloneableJob(ostrel::interfaces::ostreli::JOB_LATENCY_TRACKING, "Latency Statistics") {}
 
 AttributeList LatencyTrackingJob::getSupportedProperties() const {
-    OSTREL_TRACE();
     return {{key::latencyTrackingEnabled().getName(), key::latencyTrackingEnabled()}};
 }
 
 Status LatencyTrackingJob::checkRequest(const Arguments& arguments) {
-    OSTREL_TRACE();
     const std::string which = key::latencyStatisticsForReadCommands().getName();
     std::optional<bool> reads;
     Status status = arguments.boolean(which, reads);
@@ -52,7 +49,6 @@ Status LatencyTrackingJob::checkRequest(const Arguments& arguments) {
 }
 
 Status LatencyTrackingJob::actOnDrive(nvme::Drive& drive, const Arguments&, DriveOutput& out) {
-    OSTREL_TRACE();
     Status missing = statuses::driveDoesNotSupportFeature();
     if (!isVelkoDrive(drive)) return missing;
     nvme::LogPageRequest request;
@@ -72,7 +68,6 @@ Status LatencyTrackingJob::actOnDrive(nvme::Drive& drive, const Arguments&, Driv
 }
 
 Status LatencyTrackingJob::setOnDrive(nvme::Drive& drive, const Attribute& attribute) {
-    OSTREL_TRACE();
     uint32_t enabled = 0;
     Status status = checkSettable(attribute, key::latencyTrackingEnabled());
     if (status.is(0, 0)) status = readValue(propertyToSet(), ENABLED, enabled);

@@ -13,7 +13,6 @@
 #include "features/nvme/VelkoFeatures.h"
 #include "features/nvme/VelkoInterface.h"
 #include "ostrel/core/AttributeVocabulary.h"
-#include "ostrel/core/ScopeTrace.h"
 #include "ostrel/core/StatusCatalogue.h"
 #include "ostrel/core/Strings.h"
 #include "ostrel/interfaces/ostreli/interface/JobNames.h"
@@ -71,7 +70,6 @@ Status readField(const std::string& name, const Arguments& sent, std::string& fi
 LedActivityJob::LedActivityJob() : CloneableJob(ostrel::interfaces::ostreli::JOB_LED_ACTIVITY, "LED Activity") {}
 
 AttributeList LedActivityJob::getSupportedProperties() const {
-    OSTREL_TRACE();
     AttributeList list;
     for (const nvme::FieldRow& row : nvme::findVelkoFeature(nvme::FID_VELKO_LED_ACTIVITY)->dword0)
         list[nvme::fieldName(row)] = row.key();
@@ -79,7 +77,6 @@ AttributeList LedActivityJob::getSupportedProperties() const {
 }
 
 Status LedActivityJob::showDrive(nvme::Drive& drive, const Arguments&, DriveOutput& out) {
-    OSTREL_TRACE();
     Status status = requireVelkoFeature(drive, nvme::FID_VELKO_LED_ACTIVITY, statuses::driveDoesNotSupportFeature());
     if (!status.is(0, 0)) return status;
     nvme::FeatureRequest request;
@@ -99,7 +96,6 @@ Status LedActivityJob::showDrive(nvme::Drive& drive, const Arguments&, DriveOutp
 }
 
 Status LedActivityJob::setOnDrive(nvme::Drive& drive, const Attribute& attribute) {
-    OSTREL_TRACE();
     std::string field;
     uint32_t value = 0;
     Status status = readField(attribute.getName(), propertyToSet(), field, value);

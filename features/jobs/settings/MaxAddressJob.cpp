@@ -19,7 +19,6 @@
 #include "features/nvme/VelkoFeatures.h"
 #include "features/nvme/VelkoInterface.h"
 #include "ostrel/core/AttributeVocabulary.h"
-#include "ostrel/core/ScopeTrace.h"
 #include "ostrel/core/SignalBlock.h"
 #include "ostrel/core/StatusCatalogue.h"
 #include "ostrel/core/Strings.h"
@@ -174,12 +173,10 @@ Status checkReported(nvme::Drive& drive, uint64_t lba) {
 MaxAddressJob::MaxAddressJob() : CloneableJob(ostrel::interfaces::ostreli::JOB_MAX_ADDRESS, "Maximum LBA") {}
 
 AttributeList MaxAddressJob::getSupportedProperties() const {
-    OSTREL_TRACE();
     return {{key::maximumLBA().getName(), key::maximumLBA()}};
 }
 
 Status MaxAddressJob::setOnDrive(nvme::Drive& drive, const Attribute& attribute) {
-    OSTREL_TRACE();
     Wanted wanted;
     uint64_t lba = 0;
     Status status = checkSettable(attribute, key::maximumLBA());

@@ -9,7 +9,6 @@
 #include "features/nvme/Opcodes.h"
 #include "features/nvme/Units.h"
 #include "ostrel/core/AttributeVocabulary.h"
-#include "ostrel/core/ScopeTrace.h"
 #include "ostrel/core/StatusCatalogue.h"
 #include "ostrel/interfaces/ostreli/interface/JobNames.h"
 
@@ -64,7 +63,6 @@ Status clearPcieErrors(nvme::Drive& drive, const Arguments& sent) {
 NvmeFeaturesJob::NvmeFeaturesJob() : CloneableJob(ostrel::interfaces::ostreli::JOB_NVME_FEATURES, "NVMe Feature") {}
 
 AttributeList NvmeFeaturesJob::getSupportedProperties() const {
-    OSTREL_TRACE();
     AttributeList list;
     for (const FieldOfFeature& field : FIELDS) list[field.property.attribute().getName()] = field.property.attribute();
     list[key::clearCounter().getName()] = key::clearCounter();
@@ -72,7 +70,6 @@ AttributeList NvmeFeaturesJob::getSupportedProperties() const {
 }
 
 Status NvmeFeaturesJob::checkRequest(const Arguments& arguments) {
-    OSTREL_TRACE();
     Status status = readSetGetType(arguments, isSet_);
     if (status.is(0, 0) && isSet_) status = checkOneDrive(getDevices().size());
     if (status.is(0, 0)) status = feature_.read(arguments);
@@ -82,12 +79,10 @@ Status NvmeFeaturesJob::checkRequest(const Arguments& arguments) {
 }
 
 Status NvmeFeaturesJob::actOnDrive(nvme::Drive& drive, const Arguments&, DriveOutput& out) {
-    OSTREL_TRACE();
     return isSet_ ? feature_.write(drive, title(), out) : feature_.show(drive, out);
 }
 
 Status NvmeFeaturesJob::setOnDrive(nvme::Drive& drive, const Attribute& attribute) {
-    OSTREL_TRACE();
     const std::string& name = attribute.getName();
     if (name == key::clearCounter().getName()) return clearPcieErrors(drive, propertyToSet());
     const auto* field = std::find_if(std::begin(FIELDS), std::end(FIELDS), [&](const FieldOfFeature& candidate) {

@@ -9,7 +9,6 @@
 #include "features/jobs/support/StatusDetails.h"
 #include "features/nvme/Opcodes.h"
 #include "ostrel/core/AttributeVocabulary.h"
-#include "ostrel/core/ScopeTrace.h"
 #include "ostrel/core/StatusCatalogue.h"
 #include "ostrel/interfaces/ostreli/interface/JobNames.h"
 
@@ -23,14 +22,12 @@ OcpErrorInjectionJob::OcpErrorInjectionJob()
                    nvme::findOcpFeature(nvme::FID_OCP_ERROR_INJECTION)->name) {}
 
 Status OcpErrorInjectionJob::checkRequest(const Arguments& arguments) {
-    OSTREL_TRACE();
     Status status = readSetGetType(arguments, isSet_);
     if (status.is(0, 0) && isSet_) status = checkOneDrive(getDevices().size());
     return status.is(0, 0) && isSet_ ? readEntries(arguments) : status;
 }
 
 Status OcpErrorInjectionJob::readEntries(const Arguments& arguments) {
-    OSTREL_TRACE();
     const std::string list = arguments.text(key::errorInjectionEntries().getName());
     const std::string file = arguments.text(key::errorInjectionEntryFile().getName());
     if (list.empty() == file.empty()) {
@@ -42,7 +39,6 @@ Status OcpErrorInjectionJob::readEntries(const Arguments& arguments) {
 }
 
 Status OcpErrorInjectionJob::showDrive(nvme::Drive& drive, const Arguments&, DriveOutput& out) {
-    OSTREL_TRACE();
     Status status = requireOcp(drive);
     if (!status.is(0, 0)) return status;
     const nvme::FeatureRow& feature = *nvme::findOcpFeature(nvme::FID_OCP_ERROR_INJECTION);
@@ -56,12 +52,10 @@ Status OcpErrorInjectionJob::showDrive(nvme::Drive& drive, const Arguments&, Dri
 }
 
 Status OcpErrorInjectionJob::actOnDrive(nvme::Drive& drive, const Arguments& arguments, DriveOutput& out) {
-    OSTREL_TRACE();
     return isSet_ ? write(drive, out) : showDrive(drive, arguments, out);
 }
 
 Status OcpErrorInjectionJob::checkUse(nvme::Drive& drive) const {
-    OSTREL_TRACE();
     const bool enables =
         std::any_of(entries_.begin(), entries_.end(), [](const ErrorInjection& entry) { return entry.enabled; });
     if (!enables) return Status();
@@ -71,7 +65,6 @@ Status OcpErrorInjectionJob::checkUse(nvme::Drive& drive) const {
 }
 
 Status OcpErrorInjectionJob::write(nvme::Drive& drive, DriveOutput& out) const {
-    OSTREL_TRACE();
     const Payload data = errorInjectionData(entries_);
     Status status = data.getSize() == 0 ? statuses::mallocFailed() : checkUse(drive);
     if (status.is(0, 0)) status = requireOcp(drive);

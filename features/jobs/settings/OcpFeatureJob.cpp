@@ -12,7 +12,6 @@
 #include "features/jobs/support/StatusDetails.h"
 #include "features/nvme/Opcodes.h"
 #include "ostrel/core/AttributeVocabulary.h"
-#include "ostrel/core/ScopeTrace.h"
 #include "ostrel/core/StatusCatalogue.h"
 #include "ostrel/interfaces/ostreli/interface/JobNames.h"
 
@@ -46,19 +45,16 @@ OcpFeatureJob::OcpFeatureJob(const std::string& name)
     : CloneableJob(name, nvme::findOcpFeature(rowOf(name).fid)->name), row_(rowOf(name)) {}
 
 AttributeList OcpFeatureJob::getSupportedProperties() const {
-    OSTREL_TRACE();
     const Attribute attribute = row_.property.attribute();
     return {{attribute.getName(), attribute}};
 }
 
 Status OcpFeatureJob::checkRequest(const Arguments& arguments) {
-    OSTREL_TRACE();
     nvme::Select select = nvme::Select::CURRENT;
     return readSelect(arguments, select);
 }
 
 Status OcpFeatureJob::showDrive(nvme::Drive& drive, const Arguments& arguments, DriveOutput& out) {
-    OSTREL_TRACE();
     nvme::Select select = nvme::Select::CURRENT;
     Status status = readSelect(arguments, select);
     if (status.is(0, 0)) status = requireOcp(drive);
@@ -71,7 +67,6 @@ Status OcpFeatureJob::showDrive(nvme::Drive& drive, const Arguments& arguments, 
 }
 
 Status OcpFeatureJob::setOnDrive(nvme::Drive& drive, const Attribute& attribute) {
-    OSTREL_TRACE();
     uint32_t value = 0;
     Status status = checkSettable(attribute, row_.property.attribute());
     if (status.is(0, 0)) status = readValue(propertyToSet(), row_.property, value);

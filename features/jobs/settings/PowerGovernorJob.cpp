@@ -14,7 +14,6 @@
 #include "features/nvme/VelkoFeatures.h"
 #include "features/nvme/VelkoInterface.h"
 #include "ostrel/core/AttributeVocabulary.h"
-#include "ostrel/core/ScopeTrace.h"
 #include "ostrel/core/StatusCatalogue.h"
 #include "ostrel/interfaces/ostreli/interface/JobNames.h"
 
@@ -55,12 +54,10 @@ PowerGovernorJob::PowerGovernorJob()
     : CloneableJob(ostrel::interfaces::ostreli::JOB_POWER_GOVERNOR, "Power Governor") {}
 
 AttributeList PowerGovernorJob::getSupportedProperties() const {
-    OSTREL_TRACE();
     return {{key::powerGovernorMode().getName(), key::powerGovernorMode()}};
 }
 
 Status PowerGovernorJob::setOnDrive(nvme::Drive& drive, const Attribute& attribute) {
-    OSTREL_TRACE();
     uint32_t mode = 0;
     Status status = checkSettable(attribute, key::powerGovernorMode());
     if (status.is(0, 0)) status = readValue(propertyToSet(), MODE, mode);

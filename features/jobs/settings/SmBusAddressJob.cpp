@@ -11,7 +11,6 @@
 #include "features/nvme/VelkoFeatures.h"
 #include "features/nvme/VelkoInterface.h"
 #include "ostrel/core/AttributeVocabulary.h"
-#include "ostrel/core/ScopeTrace.h"
 #include "ostrel/core/StatusCatalogue.h"
 #include "ostrel/interfaces/ostreli/interface/JobNames.h"
 
@@ -32,7 +31,6 @@ constexpr unsigned SELECTOR_SHIFT = 8;
 SmBusAddressJob::SmBusAddressJob() : CloneableJob(ostrel::interfaces::ostreli::JOB_SMBUS_ADDRESS, "SMBus Address") {}
 
 Status SmBusAddressJob::checkRequest(const Arguments& arguments) {
-    OSTREL_TRACE();
     std::optional<uint64_t> selector;
     Status status = checkOneDrive(getDevices().size());
     if (status.is(0, 0)) status = readValue(arguments, ADDRESS, address_);
@@ -42,7 +40,6 @@ Status SmBusAddressJob::checkRequest(const Arguments& arguments) {
 }
 
 Status SmBusAddressJob::actOnDrive(nvme::Drive& drive, const Arguments&, DriveOutput& out) {
-    OSTREL_TRACE();
     Status missing = statuses::driveDoesNotSupportFeature();
     Status status = requireVelkoFeature(drive, nvme::FID_VELKO_SMBUS_ADDRESS, missing);
     if (!status.is(0, 0)) return status;

@@ -8,7 +8,6 @@
 #include "features/nvme/Bytes.h"
 #include "features/nvme/Opcodes.h"
 #include "ostrel/core/AttributeVocabulary.h"
-#include "ostrel/core/ScopeTrace.h"
 #include "ostrel/core/StatusCatalogue.h"
 #include "ostrel/interfaces/ostreli/interface/JobNames.h"
 
@@ -49,7 +48,6 @@ Status checkReported(nvme::Drive& drive, uint64_t milliseconds) {
 TimestampJob::TimestampJob() : CloneableJob(ostrel::interfaces::ostreli::JOB_TIMESTAMP, "Timestamp") {}
 
 AttributeList TimestampJob::getSupportedProperties() const {
-    OSTREL_TRACE();
     AttributeList list;
     for (const auto& attribute : {key::timestamp(), key::timestampOrigin(), key::timestampSynch()})
         list[attribute.getName()] = attribute;
@@ -57,7 +55,6 @@ AttributeList TimestampJob::getSupportedProperties() const {
 }
 
 Status TimestampJob::showDrive(nvme::Drive& drive, const Arguments&, DriveOutput& out) {
-    OSTREL_TRACE();
     nvme::Answer answer;
     const nvme::FeatureRow& feature = *nvme::findFeature(nvme::FID_TIMESTAMP);
     Status status = requireFeatureOffered(drive, feature, statuses::timestampNotSupported());
@@ -67,7 +64,6 @@ Status TimestampJob::showDrive(nvme::Drive& drive, const Arguments&, DriveOutput
 }
 
 Status TimestampJob::setOnDrive(nvme::Drive& drive, const Attribute& attribute) {
-    OSTREL_TRACE();
     std::optional<uint64_t> milliseconds;
     Status status = checkSettable(attribute, key::timestamp());
     if (status.is(0, 0)) status = propertyToSet().number(attribute.getName(), MOST_MILLISECONDS, milliseconds);

@@ -7,7 +7,6 @@
 #include <sstream>
 
 #include "ostrel/core/File.h"
-#include "ostrel/core/ScopeTrace.h"
 
 namespace features::jobs {
 
@@ -35,7 +34,6 @@ uint64_t hostBytes(const std::string& meminfo) {
 }  // namespace
 
 uint64_t availableMemoryBytes() {
-    OSTREL_TRACE();
     rlimit limit = {};
     const bool isLimited = getrlimit(RLIMIT_AS, &limit) == 0 && limit.rlim_cur != RLIM_INFINITY;
     return availableMemoryBytes(readProc("/proc/meminfo"), isLimited ? readProc("/proc/self/statm") : "",
@@ -44,7 +42,6 @@ uint64_t availableMemoryBytes() {
 
 uint64_t availableMemoryBytes(const std::string& meminfo, const std::string& statm, uint64_t pageBytes,
                               uint64_t addressSpaceLimit) {
-    OSTREL_TRACE();
     const uint64_t host = hostBytes(meminfo);
     if (addressSpaceLimit == UINT64_MAX) return host;
     uint64_t pages = 0;

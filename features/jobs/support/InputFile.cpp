@@ -9,7 +9,6 @@
 
 #include "features/jobs/support/StatusDetails.h"
 #include "ostrel/core/FileDescriptor.h"
-#include "ostrel/core/ScopeTrace.h"
 
 namespace features::jobs {
 
@@ -31,7 +30,6 @@ Status checkType(const std::string& path, const struct stat& file) {
 }
 
 Status openRegular(const std::string& path, SymbolicLink link, FileDescriptor& file, struct stat& info) {
-    OSTREL_TRACE();
     const bool isFollowed = link == SymbolicLink::FOLLOW;
     // Before it is opened: the opening of a device can do something.
     if (::fstatat(AT_FDCWD, path.c_str(), &info, isFollowed ? 0 : AT_SYMLINK_NOFOLLOW) != 0)
@@ -49,7 +47,6 @@ Status openRegular(const std::string& path, SymbolicLink link, FileDescriptor& f
 
 Status readInputFile(const std::string& path, uint64_t mostBytes, std::string& bytes, SymbolicLink link,
                      Status (*tooLarge)()) {
-    OSTREL_TRACE();
     FileDescriptor file;
     struct stat info = {};
     Status status = openRegular(path, link, file, info);

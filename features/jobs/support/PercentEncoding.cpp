@@ -3,12 +3,9 @@
 #include <cctype>
 #include <cstdio>
 
-#include "ostrel/core/ScopeTrace.h"
-
 namespace features::jobs {
 
 std::string percentEncoded(const std::string& text) {
-    OSTREL_TRACE();
     std::string encoded;
     for (const char c : text) {
         const auto byte = static_cast<unsigned char>(c);

@@ -14,7 +14,6 @@
 #include <thread>
 
 #include "ostrel/core/FileDescriptor.h"
-#include "ostrel/core/ScopeTrace.h"
 #include "ostrel/core/TerminalLine.h"
 #include "ostrel/interfaces/ostreli/interface/FeatureLibrary.h"
 
@@ -105,7 +104,6 @@ private:
 };
 
 ProgressLine::ProgressLine(const std::string& operation, uint64_t estimateMs) {
-    OSTREL_TRACE();
     if (!isWanted() || isTaken.exchange(true)) return;
     try {
         display_ = std::make_unique<Display>(operation, estimateMs);

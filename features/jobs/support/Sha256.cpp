@@ -3,8 +3,6 @@
 #include <array>
 #include <cstdint>
 
-#include "ostrel/core/ScopeTrace.h"
-
 namespace features::jobs {
 
 namespace {
@@ -80,7 +78,6 @@ std::string paddedRest(std::string_view bytes) {
 }  // namespace
 
 std::string sha256Text(std::string_view bytes) {
-    OSTREL_TRACE();
     State state = INITIAL;
     for (size_t at = 0; at + BLOCK_BYTES <= bytes.size(); at += BLOCK_BYTES) addBlock(state, bytes.data() + at);
     const std::string rest = paddedRest(bytes);

@@ -7,12 +7,9 @@
 #include <thread>
 #include <vector>
 
-#include "ostrel/core/ScopeTrace.h"
-
 namespace features::jobs {
 
 void sideBySide(std::size_t count, std::size_t bound, const std::function<void(std::size_t)>& work) {
-    OSTREL_TRACE();
     std::atomic<std::size_t> next{0};
     std::mutex mutex;
     std::exception_ptr failure;

@@ -5,7 +5,6 @@
 #include <cerrno>
 #include <system_error>
 
-#include "ostrel/core/ScopeTrace.h"
 #include "ostrel/core/TrustedFile.h"
 
 namespace features::jobs {
@@ -13,7 +12,6 @@ namespace features::jobs {
 using namespace ostrel::core;
 
 Status makeStateFolder(const std::string& path) {
-    OSTREL_TRACE();
     const size_t nameStart = path.rfind('/') + 1;
     const std::string name = path.substr(nameStart);
     TrustedFile above;

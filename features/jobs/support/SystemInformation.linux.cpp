@@ -6,7 +6,6 @@
 #include <string>
 
 #include "features/nvme/FieldTable.h"
-#include "ostrel/core/ScopeTrace.h"
 #include "ostrel/core/Strings.h"
 
 namespace features::jobs {
@@ -29,7 +28,6 @@ std::string lineOf(const char* path, const std::string& key) {
 }  // namespace
 
 nvme::FieldTree systemInformation() {
-    OSTREL_TRACE();
     struct utsname kernel = {};
     (void)::uname(&kernel);  // fails for a bad address alone
     const std::pair<const char*, std::string> rows[] = {

@@ -3,23 +3,18 @@
 #include <chrono>
 #include <thread>
 
-#include "ostrel/core/ScopeTrace.h"
-
 namespace features::jobs {
 
 uint64_t WaitClock::nowMs() const {
-    OSTREL_TRACE();
     using namespace std::chrono;
     return static_cast<uint64_t>(duration_cast<milliseconds>(steady_clock::now().time_since_epoch()).count());
 }
 
 void WaitClock::sleepMs(uint64_t milliseconds) const {
-    OSTREL_TRACE();
     std::this_thread::sleep_for(std::chrono::milliseconds(milliseconds));
 }
 
 std::shared_ptr<const WaitClock> systemWaitClock() {
-    OSTREL_TRACE();
     return std::make_shared<WaitClock>();
 }
 

@@ -9,7 +9,6 @@
 #include "features/simulator/context/AsyncEvents.h"
 #include "features/simulator/context/DriveTables.h"
 #include "features/simulator/store/Extension.h"
-#include "ostrel/core/ScopeTrace.h"
 
 namespace features::simulator {
 
@@ -128,7 +127,6 @@ void putAnaGroup(const CommandContext& context, uint32_t nsid, uint8_t* at) {
 }
 
 std::optional<CompletionEntry> anaRefusal(const CommandContext& context) {
-    OSTREL_TRACE();
     if (context.description.faults.ana.empty() || !usesNamespaces(context)) return std::nullopt;
     for (const auto& [nsid, part] : context.state.namespaces) {
         const bool isUsed = context.command.nsid == nsid || context.command.nsid == NSID_ALL;
@@ -141,7 +139,6 @@ std::optional<CompletionEntry> anaRefusal(const CommandContext& context) {
 }
 
 bool noteAnaChanges(CommandContext& context) {
-    OSTREL_TRACE();
     if (!context.description.hasTwoControllers) return false;
     auto views = readExtension<AnaViews>(context.state);
     bool isChanged = false;
@@ -151,13 +148,11 @@ bool noteAnaChanges(CommandContext& context) {
 }
 
 void resetAnaCounts(CommandContext& context) {
-    OSTREL_TRACE();
     auto views = readExtension<AnaViews>(context.state);
     if (views.ofController.erase(context.controllerId) != 0) writeExtension(context.state, views);
 }
 
 CompletionEntry buildAnaLog(CommandContext& context, const LogRequest& request, std::vector<uint8_t>& page) {
-    OSTREL_TRACE();
     constexpr size_t HEADER_BYTES = 16;
     constexpr size_t GROUP_BYTES = 32;
     const bool groupsAlone = (request.lsp & 1) != 0;  // RGO

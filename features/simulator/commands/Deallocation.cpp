@@ -1,12 +1,10 @@
 #include "features/simulator/commands/Deallocation.h"
 
 #include "features/nvme/StatusCodes.h"
-#include "ostrel/core/ScopeTrace.h"
 
 namespace features::simulator {
 
 CompletionEntry deallocate(CommandContext& context, std::vector<BlockRange> ranges) {
-    OSTREL_TRACE();
     const CompletionEntry fault = refusal(nvme::SCT_MEDIA, nvme::SC_WRITE_FAULT);
     context.state.deallocating = std::move(ranges);
     if (!context.folder.save().is(0, 0)) return fault;
@@ -14,7 +12,6 @@ CompletionEntry deallocate(CommandContext& context, std::vector<BlockRange> rang
 }
 
 bool finishDeallocation(CommandContext& context) {
-    OSTREL_TRACE();
     std::vector<BlockRange>& ranges = context.state.deallocating;
     if (ranges.empty()) return false;
     for (const BlockRange& range : ranges) {

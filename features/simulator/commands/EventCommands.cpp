@@ -3,14 +3,12 @@
 #include "features/nvme/StatusCodes.h"
 #include "features/simulator/context/AsyncEvents.h"
 #include "features/simulator/context/ControllerIdentity.h"
-#include "ostrel/core/ScopeTrace.h"
 
 namespace features::simulator {
 
 using namespace nvme;
 
 CompletionEntry requestEvent(CommandContext& context) {
-    OSTREL_TRACE();
     if (context.heldEventRequests > EVENT_REQUEST_LIMIT_0BASED) {
         return refusal(SCT_COMMAND_SPECIFIC, SC_EVENT_REQUEST_LIMIT_EXCEEDED);
     }
@@ -22,14 +20,12 @@ CompletionEntry requestEvent(CommandContext& context) {
 }
 
 CompletionEntry abortCommand(CommandContext&) {
-    OSTREL_TRACE();
     CompletionEntry completion;
     completion.dword0 = 1;  // not aborted: commands are over when the next one comes
     return completion;
 }
 
 CompletionEntry keepAlive(CommandContext&) {
-    OSTREL_TRACE();
     return {};
 }
 

@@ -9,7 +9,6 @@
 #include "features/simulator/context/EventQueue.h"
 #include "features/simulator/context/FeatureValues.h"
 #include "features/simulator/context/Transfer.h"
-#include "ostrel/core/ScopeTrace.h"
 
 namespace features::simulator {
 
@@ -85,7 +84,6 @@ CompletionEntry checkSet(CommandContext& context, const FeatureRow& row, bool sa
 }  // namespace
 
 CompletionEntry setFeatures(CommandContext& context) {
-    OSTREL_TRACE();
     const SubmissionEntry& command = context.command;
     const bool save = bit(command.cdw10, 31);
     const FeatureRow* row = findFeature(context, static_cast<uint8_t>(command.cdw10));
@@ -111,7 +109,6 @@ CompletionEntry setFeatures(CommandContext& context) {
 }
 
 CompletionEntry getFeatures(CommandContext& context) {
-    OSTREL_TRACE();
     const SubmissionEntry& command = context.command;
     const uint32_t select = command.cdw10 >> 8 & 7;
     const FeatureRow* row = findFeature(context, static_cast<uint8_t>(command.cdw10));

@@ -14,7 +14,6 @@
 #include "features/simulator/context/Transfer.h"
 #include "features/simulator/store/FirmwareDownload.h"
 #include "features/simulator/store/PaddedText.h"
-#include "ostrel/core/ScopeTrace.h"
 
 namespace features::simulator {
 
@@ -152,7 +151,6 @@ void recordCommit(CommandContext& context, const std::string& before, uint8_t sl
 }  // namespace
 
 CompletionEntry downloadFirmware(CommandContext& context) {
-    OSTREL_TRACE();
     const uint64_t length = (uint64_t{context.command.cdw10} + 1) * 4;
     const uint64_t offset = uint64_t{context.command.cdw11} * 4;
     const bool isAligned = offset % GRANULARITY_BYTES == 0;  // the last piece may be shorter
@@ -173,7 +171,6 @@ CompletionEntry downloadFirmware(CommandContext& context) {
 }
 
 CompletionEntry commitFirmware(CommandContext& context) {
-    OSTREL_TRACE();
     const uint32_t action = context.command.cdw10 >> 3 & 7;
     auto slot = static_cast<uint8_t>(context.command.cdw10 & 7);
     // Boot partitions, which the actions beyond are for, are not supported.
@@ -195,7 +192,6 @@ CompletionEntry commitFirmware(CommandContext& context) {
 }
 
 void activateAtReset(CommandContext& context, bool isOfSubsystem) {
-    OSTREL_TRACE();
     FirmwareState& firmware = context.state.firmware;
     FirmwareDownload(context.folder).discard();
     const uint8_t slot = firmware.pendingSlot != 0 ? firmware.pendingSlot : firmware.activeSlot;
@@ -205,7 +201,6 @@ void activateAtReset(CommandContext& context, bool isOfSubsystem) {
 }
 
 std::optional<CompletionEntry> pendingActivation(const CommandContext& context) {
-    OSTREL_TRACE();
     const FirmwareState& firmware = context.state.firmware;
     if (firmware.pendingSlot == 0) return std::nullopt;
     return waitingFor(resetOf(firmware, firmware.pendingSlot), true);

@@ -12,7 +12,6 @@
 #include "features/simulator/context/ControllerIdentity.h"
 #include "features/simulator/store/Namespaces.h"
 #include "features/simulator/store/PaddedText.h"
-#include "ostrel/core/ScopeTrace.h"
 
 namespace features::simulator {
 
@@ -276,7 +275,6 @@ constexpr CnsRow STRUCTURES[] = {
 }  // namespace
 
 std::vector<uint8_t> controllerStructure(const CommandContext& context) {
-    OSTREL_TRACE();
     std::vector<uint8_t> bytes(IDENTIFY_BYTES);
     putIdentity(context, bytes.data());
     putAdminCapabilities(context, bytes.data());
@@ -287,7 +285,6 @@ std::vector<uint8_t> controllerStructure(const CommandContext& context) {
 }
 
 CompletionEntry identify(CommandContext& context) {
-    OSTREL_TRACE();
     const SubmissionEntry& command = context.command;
     for (const CnsRow& row : STRUCTURES) {
         if (row.cns != (command.cdw10 & 0xFF)) continue;

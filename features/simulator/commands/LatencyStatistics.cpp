@@ -5,7 +5,6 @@
 
 #include "features/nvme/VelkoInterface.h"
 #include "features/simulator/context/FeatureValues.h"
-#include "ostrel/core/ScopeTrace.h"
 
 namespace features::simulator {
 
@@ -21,7 +20,6 @@ constexpr uint64_t MEDIUM_BYTES = 65536;
 }  // namespace
 
 void countLatency(CommandContext& context, bool isRead, uint64_t bytes) {
-    OSTREL_TRACE();
     if (currentFeature(context, nvme::FID_VELKO_LATENCY_TRACKING).dword == 0) return;
     const uint64_t microseconds = (isRead ? READ_MICROSECONDS : WRITE_MICROSECONDS) + bytes / BYTES_PER_MICROSECOND;
     const size_t size = bytes <= SMALL_BYTES ? 0 : bytes <= MEDIUM_BYTES ? 1 : 2;

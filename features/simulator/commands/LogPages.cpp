@@ -10,7 +10,6 @@
 #include "features/simulator/context/ControllerIdentity.h"
 #include "features/simulator/context/DriveTables.h"
 #include "features/simulator/context/Transfer.h"
-#include "ostrel/core/ScopeTrace.h"
 
 namespace features::simulator {
 
@@ -40,7 +39,6 @@ bool isVendorLog(uint8_t lid) {
 }  // namespace
 
 CompletionEntry getLogPage(CommandContext& context) {
-    OSTREL_TRACE();
     const SubmissionEntry& command = context.command;
     const auto lid = static_cast<uint8_t>(command.cdw10);
     LogRequest request;

@@ -11,7 +11,6 @@
 #include "features/simulator/context/EventQueue.h"
 #include "features/simulator/context/Transfer.h"
 #include "features/simulator/store/Namespaces.h"
-#include "ostrel/core/ScopeTrace.h"
 
 namespace features::simulator {
 
@@ -186,7 +185,6 @@ void formatNamespace(CommandContext& context, uint32_t nsid) {
 }  // namespace
 
 void noteNamespaceChange(CommandContext& context, uint32_t nsid) {
-    OSTREL_TRACE();
     auto& changed = context.state.events.changedNamespaces;
     const auto place = std::lower_bound(changed.begin(), changed.end(), nsid);
     if (place == changed.end() || *place != nsid) changed.insert(place, nsid);
@@ -194,7 +192,6 @@ void noteNamespaceChange(CommandContext& context, uint32_t nsid) {
 }
 
 void renewMedia(CommandContext& context, uint32_t nsid) {
-    OSTREL_TRACE();
     NamespaceState& part = context.state.namespaces.at(nsid);
     const std::string old = DriveFolder::mediaName(nsid, part.mediaGeneration);
     context.afterSave.push_back([&store = context.media, old] { store.forget(old); });
@@ -202,7 +199,6 @@ void renewMedia(CommandContext& context, uint32_t nsid) {
 }
 
 CompletionEntry manageNamespace(CommandContext& context) {
-    OSTREL_TRACE();
     constexpr uint32_t SELECT_CREATE = 0;
     constexpr uint32_t SELECT_DELETE = 1;
     switch (context.command.cdw10) {
@@ -216,7 +212,6 @@ CompletionEntry manageNamespace(CommandContext& context) {
 }
 
 CompletionEntry attachNamespace(CommandContext& context) {
-    OSTREL_TRACE();
     constexpr uint32_t SELECT_DETACH = 1;
     const uint32_t select = context.command.cdw10;
     const uint32_t nsid = context.command.nsid;
@@ -239,7 +234,6 @@ CompletionEntry attachNamespace(CommandContext& context) {
 }
 
 CompletionEntry formatNvm(CommandContext& context) {
-    OSTREL_TRACE();
     const uint32_t nsid = context.command.nsid;
     CompletionEntry completion = checkFormat(context, nsid);
     if (!completion.isSuccess()) return completion;

@@ -8,7 +8,6 @@
 #include "features/simulator/commands/UnreadableBlocks.h"
 #include "features/simulator/context/FeatureValues.h"
 #include "features/simulator/context/Transfer.h"
-#include "ostrel/core/ScopeTrace.h"
 
 namespace features::simulator {
 
@@ -64,7 +63,6 @@ void countAlignment(CommandContext& context, const Blocks& blocks) {
 }  // namespace
 
 CompletionEntry read(CommandContext& context) {
-    OSTREL_TRACE();
     Blocks blocks;
     CompletionEntry completion = dataBlocksOf(context, blocks);
     if (!completion.isSuccess()) return completion;
@@ -81,7 +79,6 @@ CompletionEntry read(CommandContext& context) {
 }
 
 CompletionEntry write(CommandContext& context) {
-    OSTREL_TRACE();
     Blocks blocks;
     CompletionEntry completion = dataBlocksOf(context, blocks);
     if (!completion.isSuccess()) return completion;
@@ -102,7 +99,6 @@ CompletionEntry write(CommandContext& context) {
 }
 
 CompletionEntry flush(CommandContext& context) {
-    OSTREL_TRACE();
     const bool isForAll = context.command.nsid == NSID_ALL;
     if (!isForAll && context.findAttached(context.command.nsid) == nullptr) {
         return refusal(SCT_GENERIC, SC_INVALID_NAMESPACE);
@@ -116,7 +112,6 @@ CompletionEntry flush(CommandContext& context) {
 }
 
 CompletionEntry compare(CommandContext& context) {
-    OSTREL_TRACE();
     Blocks blocks;
     const CompletionEntry completion = dataBlocksOf(context, blocks);
     if (!completion.isSuccess()) return completion;
@@ -131,7 +126,6 @@ CompletionEntry compare(CommandContext& context) {
 }
 
 CompletionEntry writeZeroes(CommandContext& context) {
-    OSTREL_TRACE();
     Blocks blocks;
     const CompletionEntry completion = blocksOf(context, blocks);
     if (!completion.isSuccess()) return completion;
@@ -140,7 +134,6 @@ CompletionEntry writeZeroes(CommandContext& context) {
 }
 
 CompletionEntry manageDataset(CommandContext& context) {
-    OSTREL_TRACE();
     constexpr unsigned BIT_DEALLOCATE = 2;
     constexpr size_t RANGE_BYTES = 16;
     const uint32_t nsid = context.command.nsid;

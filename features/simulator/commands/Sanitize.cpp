@@ -10,7 +10,6 @@
 #include "features/simulator/context/EventQueue.h"
 #include "features/simulator/context/FeatureValues.h"
 #include "features/simulator/logs/SanitizeLog.h"
-#include "ostrel/core/ScopeTrace.h"
 
 namespace features::simulator {
 
@@ -43,7 +42,6 @@ CompletionEntry checkSanitize(const CommandContext& context, uint32_t action) {
 }  // namespace
 
 CompletionEntry sanitize(CommandContext& context) {
-    OSTREL_TRACE();
     const uint32_t action = context.command.cdw10 & 7;
     CompletionEntry completion = checkSanitize(context, action);
     // A sanitize operation never fails here: there is no failure mode to leave.
@@ -61,7 +59,6 @@ CompletionEntry sanitize(CommandContext& context) {
 }
 
 bool finishSanitize(CommandContext& context) {
-    OSTREL_TRACE();
     SanitizeState& state = context.state.sanitize;
     if (!state.isRunning || !isSanitizeOver(context)) return false;
     state.isRunning = false;

@@ -6,7 +6,6 @@
 #include "features/simulator/commands/UnreadableBlocks.h"
 #include "features/simulator/context/EventQueue.h"
 #include "features/simulator/logs/SelfTestLog.h"
-#include "ostrel/core/ScopeTrace.h"
 
 namespace features::simulator {
 
@@ -52,7 +51,6 @@ void endSelfTest(CommandContext& context, SelfTestResult result, SelfTestEnd end
 }  // namespace
 
 CompletionEntry deviceSelfTest(CommandContext& context) {
-    OSTREL_TRACE();
     const auto code = static_cast<uint8_t>(context.command.cdw10);
     const uint32_t nsid = context.command.nsid;
     if (code == CODE_ABORT) {
@@ -72,17 +70,14 @@ CompletionEntry deviceSelfTest(CommandContext& context) {
 }
 
 void abortSelfTest(CommandContext& context, SelfTestEnd end) {
-    OSTREL_TRACE();
     if (context.state.selfTest.code != 0) endSelfTest(context, {}, end);
 }
 
 void abortSelfTestOf(CommandContext& context, uint32_t nsid) {
-    OSTREL_TRACE();
     if (isTested(context, nsid)) abortSelfTest(context, SelfTestEnd::NAMESPACE);
 }
 
 bool finishSelfTest(CommandContext& context) {
-    OSTREL_TRACE();
     if (context.state.selfTest.code == 0 || !isSelfTestOver(context)) return false;
     SelfTestResult result;
     const std::optional<BlockRange> unreadable = unreadableBlock(context);

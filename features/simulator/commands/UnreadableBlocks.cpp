@@ -5,7 +5,6 @@
 #include "features/nvme/Bytes.h"
 #include "features/nvme/Opcodes.h"
 #include "features/simulator/store/Extension.h"
-#include "ostrel/core/ScopeTrace.h"
 
 namespace features::simulator {
 
@@ -91,7 +90,6 @@ std::vector<BlockRange> rewrittenByAdmin(const CommandContext& context) {
 }  // namespace
 
 std::optional<uint64_t> firstUnreadable(const CommandContext& context, const BlockRange& blocks) {
-    OSTREL_TRACE();
     std::vector<BlockRange> faulty;
     addFaulty(context, blocks, faulty);
     if (faulty.empty()) return std::nullopt;
@@ -111,7 +109,6 @@ std::optional<uint64_t> firstUnreadable(const CommandContext& context, const Blo
 }
 
 void noteRewritten(CommandContext& context) {
-    OSTREL_TRACE();
     if (context.description.faults.mediaErrors.empty()) return;
     const auto blocks = context.command.isAdmin ? rewrittenByAdmin(context) : rewrittenByIo(context);
     if (blocks.empty()) return;
@@ -122,7 +119,6 @@ void noteRewritten(CommandContext& context) {
 }
 
 void forgetRemovedFaults(CommandContext& context) {
-    OSTREL_TRACE();
     if (context.state.extensions.count(RewrittenBlocks::NAME) == 0) return;
     const auto known = readExtension<RewrittenBlocks>(context.state);
     RewrittenBlocks rewritten;

@@ -3,7 +3,6 @@
 #include "features/nvme/Bytes.h"
 #include "features/nvme/Opcodes.h"
 #include "features/simulator/context/FeatureValues.h"
-#include "ostrel/core/ScopeTrace.h"
 
 namespace features::simulator {
 
@@ -57,14 +56,12 @@ bool isTypeMasked(const EventState& events, uint8_t type) {
 }  // namespace
 
 void raiseEvent(CommandContext& context, EventKind kind) {
-    OSTREL_TRACE();
     for (const EventRow& row : EVENTS) {
         if (row.kind == kind && isConfigured(context, row)) context.state.events.pending |= bitOf(kind);
     }
 }
 
 uint8_t raiseWarnings(CommandContext& context, uint8_t now) {
-    OSTREL_TRACE();
     EventState& events = context.state.events;
     const auto raised = static_cast<uint8_t>(now & ~events.warnings);
     events.warnings = now;
@@ -77,14 +74,12 @@ uint8_t raiseWarnings(CommandContext& context, uint8_t now) {
 }
 
 void clearEventsOf(CommandContext& context, uint8_t lid) {
-    OSTREL_TRACE();
     for (const EventRow& row : EVENTS) {
         if (row.lid == lid) context.state.events.masked &= ~bitOf(row.kind);
     }
 }
 
 std::optional<CompletionEntry> nextEvent(CommandContext& context) {
-    OSTREL_TRACE();
     EventState& events = context.state.events;
     for (const EventRow& row : EVENTS) {
         if ((events.pending & bitOf(row.kind)) == 0 || isTypeMasked(events, row.type)) continue;

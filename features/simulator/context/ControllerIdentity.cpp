@@ -1,16 +1,12 @@
 #include "features/simulator/context/ControllerIdentity.h"
 
-#include "ostrel/core/ScopeTrace.h"
-
 namespace features::simulator {
 
 std::string subsystemName(const Description& description) {
-    OSTREL_TRACE();
     return "nqn.2026-01.com.velko.nimbrel:simulated:" + description.serialNumber;
 }
 
 bool hasExtendedLogData(const CommandContext& context) {
-    OSTREL_TRACE();
     // Telemetry and persistent event log are read from offsets.
     const Description& description = context.description;
     return context.model.hasOptions || description.supportsTelemetry || description.supportsPersistentEventLog;

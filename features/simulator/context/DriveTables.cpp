@@ -2,8 +2,6 @@
 
 #include <algorithm>
 
-#include "ostrel/core/ScopeTrace.h"
-
 namespace features::simulator {
 
 namespace {
@@ -26,7 +24,6 @@ bool isOfDrive(const Row& row, const Description& description) {
 }  // namespace
 
 const CommandRow* findCommand(const DriveTables& tables, const Description& description, bool isAdmin, uint8_t opcode) {
-    OSTREL_TRACE();
     const auto* row = std::find_if(tables.commands.begin(), tables.commands.end(), [&](const CommandRow& each) {
         return each.isAdmin == isAdmin && each.opcode == opcode;
     });
@@ -40,12 +37,10 @@ const LogRow* findLog(const CommandContext& context, uint8_t lid) {
 }
 
 const FeatureRow* findFeatureRow(const DriveTables& tables, uint8_t fid) {
-    OSTREL_TRACE();
     return findIn(tables.features, tables.modelFeatures, [fid](const FeatureRow& each) { return each.fid == fid; });
 }
 
 const FeatureRow* findFeature(const CommandContext& context, uint8_t fid) {
-    OSTREL_TRACE();
     const FeatureRow* row = findFeatureRow(context.tables, fid);
     return row != nullptr && (row->isOfDrive == nullptr || row->isOfDrive(context)) ? row : nullptr;
 }

@@ -1,7 +1,6 @@
 #include "features/simulator/context/FeatureValues.h"
 
 #include "features/simulator/context/DriveTables.h"
-#include "ostrel/core/ScopeTrace.h"
 
 namespace features::simulator {
 
@@ -36,7 +35,6 @@ FeatureValue savedValue(const CommandContext& context, const FeatureRow& row, co
 }
 
 FeatureValue currentFeature(const CommandContext& context, uint8_t fid, uint32_t nsid, uint32_t selector) {
-    OSTREL_TRACE();
     const FeatureRow* row = findFeature(context, fid);
     return row == nullptr ? FeatureValue{} : currentValue(context, *row, keyOf(*row, nsid, selector));
 }

@@ -3,7 +3,6 @@
 #include <algorithm>
 
 #include "features/nvme/Bytes.h"
-#include "ostrel/core/ScopeTrace.h"
 
 namespace features::simulator {
 
@@ -22,7 +21,6 @@ uint64_t timestampNow(const CommandContext& context) {
 }  // namespace
 
 std::array<uint8_t, 8> timestampData(const CommandContext& context) {
-    OSTREL_TRACE();
     std::array<uint8_t, 8> data{};
     if (!context.model.hasOptions) return data;
     nvme::putLe64(data.data(), timestampNow(context));

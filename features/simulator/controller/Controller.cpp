@@ -15,7 +15,6 @@
 #include "features/simulator/models/ocp/OcpPanic.h"
 #include "features/simulator/store/NewDrive.h"
 #include "features/simulator/tables/ModelTables.h"
-#include "ostrel/core/ScopeTrace.h"
 
 namespace features::simulator {
 
@@ -36,7 +35,6 @@ Controller::~Controller() {
 }
 
 Status Controller::begin(const Check& check) {
-    OSTREL_TRACE();
     Status status = folder_.begin();
     if (!status.is(0, 0)) return status;
     if (check) status = check(folder_.description());
@@ -74,7 +72,6 @@ CommandContext Controller::contextOf(const SubmissionEntry& command, std::vector
 }
 
 Status Controller::catchUp(CommandContext& context) {
-    OSTREL_TRACE();
     const bool isChanged = simulator::catchUp(context);
     if (!folder_.state.deallocating.empty()) {
         folder_.rollBack();
@@ -87,7 +84,6 @@ Status Controller::catchUp(CommandContext& context) {
 }
 
 CompletionEntry Controller::run(CommandContext& context) {
-    OSTREL_TRACE();
     const std::optional<CompletionEntry> refused = faultyRefusal(context);
     CompletionEntry completion = refused ? *refused : runCommand(context);
     if (!isError(context.command, completion)) {
@@ -105,7 +101,6 @@ CompletionEntry Controller::run(CommandContext& context) {
 }
 
 Status Controller::finish(CommandContext& context) {
-    OSTREL_TRACE();
     Status status = folder_.save();
     if (status.is(0, 0)) {
         for (const auto& action : context.afterSave) action();
@@ -117,7 +112,6 @@ Status Controller::finish(CommandContext& context) {
 
 Status Controller::execute(const SubmissionEntry& command, std::vector<uint8_t>& data, CompletionEntry& completion,
                            const Check& check) {
-    OSTREL_TRACE();
     Status status = begin(check);
     if (!status.is(0, 0)) return status;
     CommandContext context = contextOf(command, data);
@@ -149,7 +143,6 @@ Status Controller::execute(const SubmissionEntry& command, std::vector<uint8_t>&
 }
 
 Status Controller::reset(ResetKind kind, const Check& check) {
-    OSTREL_TRACE();
     Status status = begin(check);
     if (!status.is(0, 0)) return status;
     if (folder_.description().faults.isGone) {
@@ -167,7 +160,6 @@ Status Controller::reset(ResetKind kind, const Check& check) {
 }
 
 Status Controller::takeEvent(std::optional<CompletionEntry>& completion) {
-    OSTREL_TRACE();
     completion.reset();
     Status status = begin();
     if (!status.is(0, 0)) return status;
@@ -186,7 +178,6 @@ Status Controller::takeEvent(std::optional<CompletionEntry>& completion) {
 }
 
 Status Controller::describe(Description& description) {
-    OSTREL_TRACE();
     Status status = folder_.begin();
     if (!status.is(0, 0)) return status;
     description = folder_.description();

@@ -4,7 +4,6 @@
 #include "features/nvme/StatusCodes.h"
 #include "features/simulator/commands/Ana.h"
 #include "features/simulator/context/DriveTables.h"
-#include "ostrel/core/ScopeTrace.h"
 
 namespace features::simulator {
 
@@ -41,7 +40,6 @@ bool hasDefinedBitsAlone(const SubmissionEntry& command, const CommandRow& row, 
 }  // namespace
 
 CompletionEntry runCommand(CommandContext& context) {
-    OSTREL_TRACE();
     const SubmissionEntry& command = context.command;
     const CommandRow* row = findCommand(context.tables, context.description, command.isAdmin, command.opcode);
     if (row == nullptr) return refusal(SCT_GENERIC, SC_INVALID_OPCODE);

@@ -7,7 +7,6 @@
 #include "features/simulator/controller/EventRecorder.h"
 #include "features/simulator/logs/Telemetry.h"
 #include "features/simulator/models/velko/VelkoRecords.h"
-#include "ostrel/core/ScopeTrace.h"
 
 namespace features::simulator {
 
@@ -60,7 +59,6 @@ uint64_t firstBlock(const SubmissionEntry& command) {
 }  // namespace
 
 void noteError(CommandContext& context, const CompletionEntry& completion) {
-    OSTREL_TRACE();
     const SubmissionEntry& command = context.command;
     const bool isMediaError =
         (completion.statusField >> 8 & 7) == SCT_MEDIA && !isStatus(completion, SCT_MEDIA, SC_COMPARE_FAILURE);

@@ -9,7 +9,6 @@
 #include "features/simulator/logs/PersistentEventLog.h"
 #include "features/simulator/models/ocp/OcpRecords.h"
 #include "features/simulator/models/velko/VelkoRecords.h"
-#include "ostrel/core/ScopeTrace.h"
 
 namespace features::simulator {
 
@@ -83,7 +82,6 @@ void recordPersistently(CommandContext& context, const DriveEvent& event) {
 }  // namespace
 
 void recordEvents(CommandContext& context) {
-    OSTREL_TRACE();
     for (const DriveEvent& event : std::exchange(context.driveEvents, {})) {
         recordForVelkoLogs(context, event);
         recordPersistently(context, event);

@@ -2,8 +2,6 @@
 
 #include <algorithm>
 
-#include "ostrel/core/ScopeTrace.h"
-
 namespace features::simulator {
 
 namespace {
@@ -18,7 +16,6 @@ const FaultyCommand* findCommand(const std::vector<FaultyCommand>& list, const S
 }  // namespace
 
 Delivery faultyDelivery(const CommandContext& context) {
-    OSTREL_TRACE();
     const Faults& faults = context.description.faults;
     if (faults.isGone || losesPower(context)) return Delivery::GONE;
     return findCommand(faults.hang, context.command) != nullptr ? Delivery::NEVER : Delivery::COMPLETED;
@@ -30,13 +27,11 @@ uint32_t faultyDelayMs(const CommandContext& context) {
 }
 
 bool losesPower(const CommandContext& context) {
-    OSTREL_TRACE();
     const Faults& faults = context.description.faults;
     return !faults.isGone && findCommand(faults.powerLoss, context.command) != nullptr;
 }
 
 std::optional<CompletionEntry> faultyRefusal(const CommandContext& context) {
-    OSTREL_TRACE();
     const FaultyCommand* fault = findCommand(context.description.faults.fail, context.command);
     if (fault == nullptr) return std::nullopt;
     CompletionEntry completion;

@@ -10,7 +10,6 @@
 #include "features/simulator/context/EventQueue.h"
 #include "features/simulator/controller/EventRecorder.h"
 #include "features/simulator/logs/HealthLog.h"
-#include "ostrel/core/ScopeTrace.h"
 
 namespace features::simulator {
 
@@ -42,7 +41,6 @@ void restartController(CommandContext& context) {
 }  // namespace
 
 bool catchUp(CommandContext& context) {
-    OSTREL_TRACE();
     forgetRemovedFaults(context);
     const bool hasDeallocated = finishDeallocation(context);
     const bool hasTested = finishSelfTest(context);
@@ -55,7 +53,6 @@ bool catchUp(CommandContext& context) {
 }
 
 void restart(CommandContext& context, bool isOfSubsystem) {
-    OSTREL_TRACE();
     constexpr uint8_t EXTENDED_SELF_TEST = 2;
     DriveState& state = context.state;
     if (isOfSubsystem) {
@@ -75,7 +72,6 @@ void restart(CommandContext& context, bool isOfSubsystem) {
 }
 
 void losePower(CommandContext& context) {
-    OSTREL_TRACE();
     ++context.state.health.unsafeShutdowns;
     queueEvent(context, {DriveEvent::Kind::POWER_LOSS});
     recordEvents(context);

@@ -11,7 +11,6 @@
 #include "features/simulator/store/Model.h"
 #include "features/simulator/store/PaddedText.h"
 #include "features/simulator/tables/ModelTables.h"
-#include "ostrel/core/ScopeTrace.h"
 
 namespace features::simulator {
 
@@ -147,7 +146,6 @@ constexpr struct {
 }  // namespace
 
 const char* impossibleIn(const DriveState& state) {
-    OSTREL_TRACE();
     if (state.model > static_cast<uint8_t>(ModelId::NVME_1_4)) return "model";
     const Model& model = modelOf(static_cast<ModelId>(state.model));
     const auto* part = std::find_if(std::begin(PARTS), std::end(PARTS),

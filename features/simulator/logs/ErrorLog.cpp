@@ -1,14 +1,12 @@
 #include "features/simulator/logs/ErrorLog.h"
 
 #include "features/nvme/Bytes.h"
-#include "ostrel/core/ScopeTrace.h"
 
 namespace features::simulator {
 
 using namespace nvme;
 
 CompletionEntry buildErrorLog(CommandContext& context, const LogRequest&, std::vector<uint8_t>& page) {
-    OSTREL_TRACE();
     constexpr size_t ENTRY_BYTES = 64;
     page.resize(context.model.errorEntries * ENTRY_BYTES);
     uint8_t* at = page.data();

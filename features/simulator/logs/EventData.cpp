@@ -11,7 +11,6 @@
 #include "features/simulator/logs/SanitizeLog.h"
 #include "features/simulator/logs/SelfTestLog.h"
 #include "features/simulator/store/PaddedText.h"
-#include "ostrel/core/ScopeTrace.h"
 
 namespace features::simulator {
 
@@ -34,7 +33,6 @@ void addDescriptor(Data& data, uint16_t code, uint8_t type, const uint8_t* bytes
 }  // namespace
 
 Data firmwareCommitData(const DriveEvent& commit) {
-    OSTREL_TRACE();
     Data data(22);
     putText(data.data(), REVISION_BYTES, commit.before);
     putText(data.data() + 8, REVISION_BYTES, commit.after);
@@ -46,7 +44,6 @@ Data firmwareCommitData(const DriveEvent& commit) {
 }
 
 Data timestampChangeData(const CommandContext& context, const DriveEvent& change) {
-    OSTREL_TRACE();
     Data data(16);
     std::copy(change.timestamp.begin(), change.timestamp.end(), data.begin());
     putLe64(data.data() + 8, context.nowMs - std::min(context.nowMs, context.state.health.lastResetMs));
@@ -54,7 +51,6 @@ Data timestampChangeData(const CommandContext& context, const DriveEvent& change
 }
 
 Data powerOnData(const CommandContext& context, const PowerOn& powerOn) {
-    OSTREL_TRACE();
     Data data(44);
     putText(data.data(), REVISION_BYTES, context.state.firmware.running);
     uint8_t* reset = data.data() + 8;
@@ -66,7 +62,6 @@ Data powerOnData(const CommandContext& context, const PowerOn& powerOn) {
 }
 
 Data hardwareErrorData(uint16_t code, const Data& more) {
-    OSTREL_TRACE();
     constexpr std::size_t CODE_BYTES = 4;
     Data data(CODE_BYTES + more.size());
     putLe16(data.data(), code);
@@ -75,7 +70,6 @@ Data hardwareErrorData(uint16_t code, const Data& more) {
 }
 
 Data thermalExcursionData(const CommandContext& context) {
-    OSTREL_TRACE();
     constexpr uint8_t THRESHOLD_WARNING = 1;
     constexpr uint8_t THRESHOLD_CRITICAL = 2;
     const uint32_t kelvin = compositeKelvin(context);
@@ -85,7 +79,6 @@ Data thermalExcursionData(const CommandContext& context) {
 }
 
 Data namespaceChangeData(const CommandContext& context, const DriveEvent& change) {
-    OSTREL_TRACE();
     constexpr uint8_t FLBAS_EXTENDED = 0x10;
     Data data(48);
     putLe32(data.data(), context.command.cdw10);
@@ -100,7 +93,6 @@ Data namespaceChangeData(const CommandContext& context, const DriveEvent& change
 }
 
 Data formatStartData(const CommandContext& context, const DriveEvent& format) {
-    OSTREL_TRACE();
     Data data(12);
     putLe32(data.data(), format.nsid);
     data[4] = FORMAT_ATTRIBUTES;
@@ -109,7 +101,6 @@ Data formatStartData(const CommandContext& context, const DriveEvent& format) {
 }
 
 Data formatCompletionData(const DriveEvent& format) {
-    OSTREL_TRACE();
     Data data(12);
     putLe32(data.data(), format.nsid);
     putLe32(data.data() + 8, format.statusField);
@@ -117,7 +108,6 @@ Data formatCompletionData(const DriveEvent& format) {
 }
 
 Data sanitizeStartData(const CommandContext& context) {
-    OSTREL_TRACE();
     Data data(12);
     putLe32(data.data(), SANICAP);
     putLe32(data.data() + 4, context.state.sanitize.command);
@@ -126,7 +116,6 @@ Data sanitizeStartData(const CommandContext& context) {
 }
 
 Data sanitizeCompletionData(CommandContext& context) {
-    OSTREL_TRACE();
     Data log;
     (void)buildSanitizeLog(context, {}, log);  // it cannot fail
     Data data(8);
@@ -135,7 +124,6 @@ Data sanitizeCompletionData(CommandContext& context) {
 }
 
 Data setFeatureData(const CommandContext& context) {
-    OSTREL_TRACE();
     const SubmissionEntry& command = context.command;
     const uint32_t dwords[] = {command.cdw10, command.cdw11, command.cdw12,
                                command.cdw13, command.cdw14, command.cdw15};
@@ -152,7 +140,6 @@ Data setFeatureData(const CommandContext& context) {
 }
 
 Data selfTestData(CommandContext& context) {
-    OSTREL_TRACE();
     constexpr uint16_t CODE_SELF_TEST = 1;
     constexpr uint8_t TYPE_EVENT_NAME = 1;
     constexpr uint8_t TYPE_BINARY = 3;

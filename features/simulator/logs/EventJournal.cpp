@@ -9,7 +9,6 @@
 #include "features/nvme/Bytes.h"
 #include "features/simulator/store/Extension.h"
 #include "ostrel/core/FileDescriptor.h"
-#include "ostrel/core/ScopeTrace.h"
 
 namespace features::simulator {
 
@@ -97,7 +96,6 @@ bool startNewFile(const CommandContext& context, JournalState& journal) {
 }  // namespace
 
 std::vector<size_t> EventJournal::offsets(const std::vector<uint8_t>& events, size_t mostBytes) {
-    OSTREL_TRACE();
     std::vector<size_t> all;
     for (size_t at = 0; at < events.size();) {
         if (events.size() - at < HEADER_BYTES) return {};
@@ -110,7 +108,6 @@ std::vector<size_t> EventJournal::offsets(const std::vector<uint8_t>& events, si
 }
 
 void EventJournal::append(const std::vector<uint8_t>& event) {
-    OSTREL_TRACE();
     auto journal = readExtension<JournalState>(context_.state);
     journal.recent.insert(journal.recent.end(), event.begin(), event.end());
     if (journal.recent.size() > MOST_IN_STATE) {
@@ -125,7 +122,6 @@ void EventJournal::append(const std::vector<uint8_t>& event) {
 }
 
 bool EventJournal::read(std::vector<uint8_t>& events) const {
-    OSTREL_TRACE();
     const auto journal = readExtension<JournalState>(context_.state);
     if (!readFile(context_, journal, events)) return false;
     events.insert(events.end(), journal.recent.begin(), journal.recent.end());

@@ -1,12 +1,10 @@
 #include "features/simulator/logs/FirmwareLog.h"
 
 #include "features/simulator/store/PaddedText.h"
-#include "ostrel/core/ScopeTrace.h"
 
 namespace features::simulator {
 
 CompletionEntry buildFirmwareLog(CommandContext& context, const LogRequest&, std::vector<uint8_t>& page) {
-    OSTREL_TRACE();
     const FirmwareState& firmware = context.state.firmware;
     page.resize(512);
     page[0] = static_cast<uint8_t>(firmware.activeSlot | firmware.pendingSlot << 4);

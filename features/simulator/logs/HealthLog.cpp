@@ -8,7 +8,6 @@
 #include "features/nvme/Units.h"
 #include "features/simulator/context/FeatureValues.h"
 #include "features/simulator/store/Extension.h"
-#include "ostrel/core/ScopeTrace.h"
 
 namespace features::simulator {
 
@@ -82,7 +81,6 @@ uint8_t percentageUsed(const CommandContext& context) {
 }
 
 bool noteTemperature(CommandContext& context) {
-    OSTREL_TRACE();
     const uint16_t kelvin = compositeKelvin(context);
     const uint8_t level = kelvin >= context.model.criticalKelvin ? 2 : kelvin >= context.model.warningKelvin ? 1 : 0;
     auto times = readExtension<ThermalTimes>(context.state);
@@ -94,7 +92,6 @@ bool noteTemperature(CommandContext& context) {
 }
 
 CompletionEntry buildHealthLog(CommandContext& context, const LogRequest&, std::vector<uint8_t>& page) {
-    OSTREL_TRACE();
     const HealthState& health = context.state.health;
     WorkCounters work = health.work;
     work += context.work;

@@ -16,7 +16,6 @@
 #include "features/simulator/logs/Snapshot.h"
 #include "features/simulator/store/Extension.h"
 #include "features/simulator/store/PaddedText.h"
-#include "ostrel/core/ScopeTrace.h"
 
 namespace features::simulator {
 
@@ -111,7 +110,6 @@ void beginHistory(CommandContext& context) {
 
 void recordPersistentEvent(CommandContext& context, PersistentEvent type, const std::array<uint8_t, 8>& timestamp,
                            const std::vector<uint8_t>& data) {
-    OSTREL_TRACE();
     if (!context.description.supportsPersistentEventLog) return;
     beginHistory(context);
     EventJournal journal(context);
@@ -132,7 +130,6 @@ void recordPersistentEvent(CommandContext& context, PersistentEvent type, const 
 }
 
 void recordReset(CommandContext& context, bool isPowerOn) {
-    OSTREL_TRACE();
     Snapshot shown(context, CONTEXT_SNAPSHOT);
     if (shown.exists()) shown.remove();
     if (!context.description.supportsPersistentEventLog) return;
@@ -150,7 +147,6 @@ void recordReset(CommandContext& context, bool isPowerOn) {
 }
 
 bool composePersistentEventLog(CommandContext& context, std::vector<uint8_t>& page) {
-    OSTREL_TRACE();
     std::vector<uint8_t> events;
     if (!context.description.supportsPersistentEventLog || !EventJournal(context).read(events)) return false;
     const std::vector<size_t> offsets = EventJournal::offsets(events);
@@ -167,7 +163,6 @@ bool composePersistentEventLog(CommandContext& context, std::vector<uint8_t>& pa
 
 CompletionEntry buildPersistentEventLog(CommandContext& context, const LogRequest& request,
                                         std::vector<uint8_t>& page) {
-    OSTREL_TRACE();
     constexpr CompletionEntry OUT_OF_SEQUENCE = refusal(SCT_GENERIC, SC_COMMAND_SEQUENCE_ERROR);
     constexpr CompletionEntry FAILED = passingRefusal(SCT_GENERIC, SC_INTERNAL_ERROR);
     Snapshot shown(context, CONTEXT_SNAPSHOT);

@@ -4,7 +4,6 @@
 
 #include "features/nvme/Bytes.h"
 #include "features/nvme/Units.h"
-#include "ostrel/core/ScopeTrace.h"
 
 namespace features::simulator {
 
@@ -52,7 +51,6 @@ bool isSanitizeOver(const CommandContext& context) {
 }
 
 CompletionEntry buildSanitizeLog(CommandContext& context, const LogRequest&, std::vector<uint8_t>& page) {
-    OSTREL_TRACE();
     page.resize(512);
     uint8_t* at = page.data();
     putLe16(at, progress(context));

@@ -3,7 +3,6 @@
 #include <algorithm>
 
 #include "features/nvme/Bytes.h"
-#include "ostrel/core/ScopeTrace.h"
 
 namespace features::simulator {
 
@@ -30,7 +29,6 @@ bool isSelfTestOver(const CommandContext& context) {
 }
 
 CompletionEntry buildSelfTestLog(CommandContext& context, const LogRequest&, std::vector<uint8_t>& page) {
-    OSTREL_TRACE();
     constexpr size_t RESULT_BYTES = 28;
     constexpr uint8_t NO_RESULT = 0x0F;
     const SelfTestState& test = context.state.selfTest;

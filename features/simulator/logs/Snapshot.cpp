@@ -9,7 +9,6 @@
 
 #include "features/simulator/store/Archive.h"
 #include "ostrel/core/FileDescriptor.h"
-#include "ostrel/core/ScopeTrace.h"
 
 namespace features::simulator {
 
@@ -64,7 +63,6 @@ bool readAll(int descriptor, std::vector<uint8_t>& bytes) {
 }  // namespace
 
 bool Snapshot::read(std::vector<uint8_t>& bytes) const {
-    OSTREL_TRACE();
     SnapshotFile known;
     if (!readRecord(context_.state, name_, known)) return false;
     const FileDescriptor file(::openat(context_.folder.descriptor(), fileName(known.slot).c_str(),
@@ -80,7 +78,6 @@ bool Snapshot::read(std::vector<uint8_t>& bytes) const {
 }
 
 bool Snapshot::write(const std::vector<uint8_t>& bytes) {
-    OSTREL_TRACE();
     SnapshotFile file;
     (void)readRecord(context_.state, name_, file);  // none: there is no older one to spare
     file = SnapshotFile{static_cast<uint8_t>(1 - (file.slot & 1)), bytes.size(), crc32(bytes)};
@@ -94,7 +91,6 @@ bool Snapshot::write(const std::vector<uint8_t>& bytes) {
 }
 
 void Snapshot::remove() {
-    OSTREL_TRACE();
     context_.state.extensions.erase(name_);
     // The files are left to be overwritten: whether the state is saved is not known yet.
     for (const uint8_t slot : {uint8_t{0}, uint8_t{1}}) {

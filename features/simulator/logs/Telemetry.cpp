@@ -14,7 +14,6 @@
 #include "features/simulator/logs/PersistentEventLog.h"
 #include "features/simulator/logs/Snapshot.h"
 #include "features/simulator/store/Extension.h"
-#include "ostrel/core/ScopeTrace.h"
 
 namespace features::simulator {
 
@@ -144,7 +143,6 @@ CompletionEntry readCapture(CommandContext& context, uint8_t lid, const LogReque
 }  // namespace
 
 void captureForController(CommandContext& context, const char* reason) {
-    OSTREL_TRACE();
     auto state = readExtension<TelemetryState>(context.state);
     if (!context.description.supportsTelemetry || state.isAvailable) return;
     ++state.controllerGeneration;
@@ -154,7 +152,6 @@ void captureForController(CommandContext& context, const char* reason) {
 }
 
 CompletionEntry buildHostTelemetry(CommandContext& context, const LogRequest& request, std::vector<uint8_t>& page) {
-    OSTREL_TRACE();
     if ((request.lsp & LSP_CREATE) != 0) {
         auto state = readExtension<TelemetryState>(context.state);
         ++state.hostGeneration;
@@ -167,7 +164,6 @@ CompletionEntry buildHostTelemetry(CommandContext& context, const LogRequest& re
 
 CompletionEntry buildControllerTelemetry(CommandContext& context, const LogRequest& request,
                                          std::vector<uint8_t>& page) {
-    OSTREL_TRACE();
     CompletionEntry completion = readCapture(context, LID_TELEMETRY_CONTROLLER, request, page);
     auto state = readExtension<TelemetryState>(context.state);
     if (!completion.isSuccess() || request.retainEvent || !state.isAvailable) return completion;

@@ -6,7 +6,6 @@
 
 #include "features/simulator/store/DescriptionText.h"
 #include "features/simulator/store/DriveState.h"
-#include "ostrel/core/ScopeTrace.h"
 
 namespace features::simulator {
 
@@ -52,7 +51,6 @@ bool parsePlace(const std::string& text, AnaFault& fault) {
 }  // namespace
 
 bool parseAnaFaults(const std::string& text, std::vector<AnaFault>& faults) {
-    OSTREL_TRACE();
     std::vector<AnaFault> read;
     for (const std::string& part : listOf(text)) {
         std::istringstream in(part);
@@ -69,7 +67,6 @@ bool parseAnaFaults(const std::string& text, std::vector<AnaFault>& faults) {
 }
 
 std::string anaFaultsText(const std::vector<AnaFault>& faults) {
-    OSTREL_TRACE();
     std::string text;
     for (const AnaFault& fault : faults) {
         text += (text.empty() ? "" : ", ") + std::to_string(fault.controllerId) + ":" +

@@ -13,7 +13,6 @@
 #include "features/simulator/store/DescriptionText.h"
 #include "features/simulator/store/FaultKinds.h"
 #include "features/simulator/store/Model.h"
-#include "ostrel/core/ScopeTrace.h"
 #include "ostrel/core/Strings.h"
 
 namespace features::simulator {
@@ -374,7 +373,6 @@ Status wrong(const std::string& message) {
 }
 
 Status parseTree(const boost::property_tree::ptree& tree, Description& description) {
-    OSTREL_TRACE();
     size_t known = 0;
     for (const KeyRow& row : KEYS) {
         const auto section = tree.find(row.section);
@@ -409,7 +407,6 @@ Status parseTree(const boost::property_tree::ptree& tree, Description& descripti
 }  // namespace
 
 std::vector<FaultKind> faultKinds() {
-    OSTREL_TRACE();
     std::vector<FaultKind> kinds;
     for (const KeyRow& row : KEYS) {
         if (row.help != nullptr) kinds.push_back({row.key, row.example, row.help, row.write});
@@ -422,7 +419,6 @@ std::string Description::shownModelNumber() const {
 }
 
 void Description::setModel(ModelId id) {
-    OSTREL_TRACE();
     const bool hasOptions = modelOf(id).hasOptions;
     model = id;
     supportsFormat = supportsNamespaceManagement = supportsSanitize = supportsSelfTest = hasOptions;
@@ -430,7 +426,6 @@ void Description::setModel(ModelId id) {
 }
 
 Status Description::parse(const std::string& text, Description& description) {
-    OSTREL_TRACE();
     boost::property_tree::ptree tree;
     std::istringstream in(text);
     try {
@@ -445,7 +440,6 @@ Status Description::parse(const std::string& text, Description& description) {
 }
 
 std::string Description::toText() const {
-    OSTREL_TRACE();
     std::string text = "; A simulated NVMe drive. Changes count from the next command on.\n";
     std::string section;
     for (const KeyRow& row : KEYS) {

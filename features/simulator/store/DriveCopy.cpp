@@ -13,7 +13,6 @@
 #include "features/simulator/store/DriveFolder.h"
 #include "features/simulator/store/OwnFiles.h"
 #include "ostrel/core/FileDescriptor.h"
-#include "ostrel/core/ScopeTrace.h"
 
 namespace features::simulator {
 
@@ -77,7 +76,6 @@ bool isDriveFile(const std::string& name) {
 }
 
 Status copyDrive(int from, const std::string& fromPath, int to, const std::string& toPath) {
-    OSTREL_TRACE();
     std::vector<std::string> names;
     Status status = listOwnFolder(from, fromPath, names);
     for (const std::string& name : names) {

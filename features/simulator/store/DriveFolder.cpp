@@ -15,7 +15,6 @@
 #include "features/simulator/store/Extension.h"
 #include "features/simulator/store/OwnFiles.h"
 #include "ostrel/core/File.h"
-#include "ostrel/core/ScopeTrace.h"
 
 namespace features::simulator {
 
@@ -130,7 +129,6 @@ std::string DriveFolder::mediaPath(uint32_t nsid, uint32_t generation) const {
 }
 
 Status DriveFolder::begin() {
-    OSTREL_TRACE();
     // An exception ended the last transaction: what it changed must not be saved with this one, and its lock would not
     // be granted twice.
     if (lock_.isOpen()) rollBack();
@@ -148,7 +146,6 @@ Status DriveFolder::begin() {
 }
 
 Status DriveFolder::lock() {
-    OSTREL_TRACE();
     for (;;) {
         const Status status = lockFolder();
         if (!isReplaced()) return status;
@@ -165,7 +162,6 @@ bool DriveFolder::isReplaced() const {
 }
 
 Status DriveFolder::lockFolder() {
-    OSTREL_TRACE();
     Status status = openOwnFolder(path_, FolderMode::TIGHTEN, folder_);
     if (!status.is(0, 0)) return status;
     // Without a description there is no drive, and nothing is made in a folder that is none.
@@ -180,7 +176,6 @@ Status DriveFolder::lockFolder() {
 }
 
 Status DriveFolder::readDescription(int folder, const std::string& path, std::string& text) {
-    OSTREL_TRACE();
     const std::string name = path + "/" + FILE_DESCRIPTION;
     FileDescriptor file;
     Status status = openOwnFile(folder, FILE_DESCRIPTION, name, file);
@@ -188,7 +183,6 @@ Status DriveFolder::readDescription(int folder, const std::string& path, std::st
 }
 
 Status DriveFolder::loadDescription() {
-    OSTREL_TRACE();
     std::string text;
     Status status = readDescription(folder_.get(), path_, text);
     // An empty file is none that was read before: it lacks what a description must have.
@@ -205,7 +199,6 @@ Status DriveFolder::loadDescription() {
 }
 
 Status DriveFolder::loadState() {
-    OSTREL_TRACE();
     FileDescriptor file;
     Status status = openOwnFile(folder_.get(), FILE_STATE, filePath(FILE_STATE), file);
     isNew_ = status.is(CATEGORY_OS, ENOENT);
@@ -238,7 +231,6 @@ Status DriveFolder::loadState() {
 }
 
 Status DriveFolder::save() {
-    OSTREL_TRACE();
     std::vector<uint8_t> bytes = archiveOf(state);
     // Compared before the checksums are made: most commands change nothing.
     const bool isSame = bytes.size() == savedBytes_.size() &&
@@ -255,7 +247,6 @@ Status DriveFolder::save() {
 }
 
 Status DriveFolder::commit() {
-    OSTREL_TRACE();
     Status status = save();
     if (!status.is(0, 0)) {
         rollBack();
@@ -267,14 +258,12 @@ Status DriveFolder::commit() {
 }
 
 void DriveFolder::rollBack() {
-    OSTREL_TRACE();
     restore();
     lock_ = FileDescriptor();
     folder_ = FileDescriptor();
 }
 
 void DriveFolder::restore() {
-    OSTREL_TRACE();
     if (savedBytes_.empty()) {
         state = DriveState();
     } else {
@@ -285,7 +274,6 @@ void DriveFolder::restore() {
 
 /// A drive without a state is new. One that has media lost its state, and a new one would give the media up.
 Status DriveFolder::checkNew() const {
-    OSTREL_TRACE();
     std::vector<std::string> names;
     Status status = listOwnFolder(folder_.get(), path_, names);
     if (!status.is(0, 0)) return status;
@@ -295,7 +283,6 @@ Status DriveFolder::checkNew() const {
 }
 
 void DriveFolder::removeLeftovers() {
-    OSTREL_TRACE();
     std::set<std::string> named;
     for (const auto& [nsid, part] : state.namespaces) named.insert(mediaName(nsid, part.mediaGeneration));
     std::vector<std::string> names;
@@ -308,7 +295,6 @@ void DriveFolder::removeLeftovers() {
 }
 
 Status DriveFolder::readIdentity(const std::string& path, Identity& identity) {
-    OSTREL_TRACE();
     FileDescriptor folder;
     Status status = openOwnFolder(path, FolderMode::KEEP, folder);
     std::string text;

@@ -19,7 +19,6 @@
 #include "features/simulator/store/OwnFiles.h"
 #include "ostrel/core/File.h"
 #include "ostrel/core/FileDescriptor.h"
-#include "ostrel/core/ScopeTrace.h"
 #include "ostrel/core/SignalBlock.h"
 
 namespace features::simulator {
@@ -111,7 +110,6 @@ std::vector<std::string> DriveStore::names() const {
 }
 
 Status DriveStore::list(std::vector<std::string>& names) const {
-    OSTREL_TRACE();
     names.clear();
     DIR* listing = ::opendir(folder_.c_str());
     if (listing == nullptr) return errno == ENOENT ? Status() : fileStatus(errno, folder_);
@@ -130,13 +128,11 @@ Status DriveStore::list(std::vector<std::string>& names) const {
 }
 
 Status DriveStore::makeFolder(FileDescriptor& folder) const {
-    OSTREL_TRACE();
     if (::mkdir(folder_.c_str(), 0700) != 0 && errno != EEXIST) return fileStatus(errno, folder_);
     return openOwnFolder(folder_, FolderMode::TIGHTEN, folder);
 }
 
 Status DriveStore::lock(FileDescriptor& lock) const {
-    OSTREL_TRACE();
     FileDescriptor folder;
     Status status = makeFolder(folder);
     if (status.is(0, 0)) {
@@ -147,7 +143,6 @@ Status DriveStore::lock(FileDescriptor& lock) const {
 
 /// Under the lock no drive is being made or removed: these are of processes that died over it.
 Status DriveStore::removeLeftovers(int folder) const {
-    OSTREL_TRACE();
     std::vector<std::string> names;
     Status status = listOwnFolder(folder, folder_, names);
     if (!status.is(0, 0)) return status;
@@ -162,7 +157,6 @@ Status DriveStore::removeLeftovers(int folder) const {
 
 /// An empty folder that is no drive yet.
 Status DriveStore::makeUnnamed(std::string& making) const {
-    OSTREL_TRACE();
     std::string folder = folder_ + "/" + MAKING + "XXXXXX";
     making.reserve(folder.size());  // once the folder is there, its name must not be lost
     if (::mkdtemp(folder.data()) == nullptr) return fileStatus(errno, folder);
@@ -171,7 +165,6 @@ Status DriveStore::makeUnnamed(std::string& making) const {
 }
 
 Status DriveStore::make(const NewDrive& drive, const Clock& clock, std::string& making) const {
-    OSTREL_TRACE();
     if (!isName(drive.name)) return notAName(drive.name);
     if (pathExists(pathOf(drive.name))) return fileStatus(EEXIST, pathOf(drive.name));
     const Status made = makeUnnamed(making);
@@ -185,7 +178,6 @@ Status DriveStore::make(const NewDrive& drive, const Clock& clock, std::string& 
 }
 
 Status DriveStore::create(const std::vector<NewDrive>& drives, const Clock& clock) const {
-    OSTREL_TRACE();
     FileDescriptor folder;
     Status status = makeFolder(folder);
     if (!status.is(0, 0)) return status;
@@ -208,7 +200,6 @@ Status DriveStore::create(const std::vector<NewDrive>& drives, const Clock& cloc
 }
 
 Status DriveStore::remove(const std::string& name) const {
-    OSTREL_TRACE();
     if (!isName(name)) return notAName(name);
     Status status = isDrive(pathOf(name));
     if (!status.is(0, 0)) return status;
@@ -221,7 +212,6 @@ Status DriveStore::remove(const std::string& name) const {
 
 /// Removes a folder. It is out of sight at once; what is left of it, should this process die, is no drive.
 Status DriveStore::discard(const std::string& path, const std::string& name) const {
-    OSTREL_TRACE();
     PendingFolders pending(1);
     std::string& removing = pending.paths.front();
     std::string hidden = folder_ + "/" + REMOVING + name + "-" + std::to_string(::getpid());
@@ -239,7 +229,6 @@ std::string DriveStore::snapshotOf(const std::string& name) const {
 }
 
 Status DriveStore::snapshot(const std::string& name) const {
-    OSTREL_TRACE();
     if (!isName(name)) return notAName(name);
     Status status = isDrive(pathOf(name));
     if (!status.is(0, 0)) return status;
@@ -249,7 +238,6 @@ Status DriveStore::snapshot(const std::string& name) const {
 }
 
 Status DriveStore::reset(const std::string& name) const {
-    OSTREL_TRACE();
     if (!isName(name)) return notAName(name);
     Status status = isDrive(pathOf(name));
     if (status.is(0, 0) && !pathExists(snapshotOf(name))) {
@@ -263,7 +251,6 @@ Status DriveStore::reset(const std::string& name) const {
 
 /// Puts a copy of a drive's folder in the place of another, or where there is none.
 Status DriveStore::copyOver(const std::string& from, const std::string& to) const {
-    OSTREL_TRACE();
     FileDescriptor source;
     Status status = openOwnFolder(from, FolderMode::KEEP, source);
     PendingFolders making(1);
@@ -284,7 +271,6 @@ Status DriveStore::copyOver(const std::string& from, const std::string& to) cons
 }
 
 Status DriveStore::describe(const std::string& name, const Description& description) const {
-    OSTREL_TRACE();
     if (!isName(name)) return notAName(name);
     Status status = isDrive(pathOf(name));
     if (!status.is(0, 0)) return status;

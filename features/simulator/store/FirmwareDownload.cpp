@@ -10,7 +10,6 @@
 #include "features/nvme/Bytes.h"
 #include "features/simulator/store/OwnFiles.h"
 #include "ostrel/core/FileDescriptor.h"
-#include "ostrel/core/ScopeTrace.h"
 
 namespace features::simulator {
 
@@ -48,7 +47,6 @@ int readFile(int file, std::vector<uint8_t>& bytes) {
 }  // namespace
 
 int FirmwareDownload::pieces(std::vector<Piece>& pieces) const {
-    OSTREL_TRACE();
     pieces.clear();
     const FileDescriptor file(
         ::openat(folder_.descriptor(), FILE_DOWNLOAD, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
@@ -65,7 +63,6 @@ int FirmwareDownload::pieces(std::vector<Piece>& pieces) const {
 }
 
 int FirmwareDownload::append(uint32_t offset, const std::vector<uint8_t>& bytes) const {
-    OSTREL_TRACE();
     const FileDescriptor file(
         ::openat(folder_.descriptor(), FILE_DOWNLOAD, O_RDWR | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, 0600));
     if (!file.isOpen()) return errno;
@@ -81,7 +78,6 @@ int FirmwareDownload::append(uint32_t offset, const std::vector<uint8_t>& bytes)
 }
 
 void FirmwareDownload::discard() const {
-    OSTREL_TRACE();
     if (::unlinkat(folder_.descriptor(), FILE_DOWNLOAD, 0) == 0 || errno == ENOENT) return;
     // One that cannot be removed is emptied: no piece of it is taken for one of the next image.
     const FileDescriptor emptied(::openat(folder_.descriptor(), FILE_DOWNLOAD,

@@ -11,7 +11,6 @@
 
 #include "features/simulator/store/Model.h"
 #include "features/simulator/store/OwnFiles.h"
-#include "ostrel/core/ScopeTrace.h"
 
 namespace features::simulator {
 
@@ -77,7 +76,6 @@ Media::Layout Media::layoutOf(const NamespaceState& part) const {
 }
 
 int Media::open(uint32_t nsid, bool create, int& error) {
-    OSTREL_TRACE();
     error = 0;
     const std::string name = DriveFolder::mediaName(nsid, folder_.state.namespaces.at(nsid).mediaGeneration);
     const auto known = files_.find(name);
@@ -108,7 +106,6 @@ int Media::open(uint32_t nsid, bool create, int& error) {
 }
 
 int Media::read(uint32_t nsid, uint64_t first, uint32_t blocks, bool withMetadata, std::vector<uint8_t>& data) {
-    OSTREL_TRACE();
     const Layout layout = layoutOf(folder_.state.namespaces.at(nsid));
     const size_t dataBytes = layout.dataBytes;
     const size_t metadataBytes = withMetadata ? layout.metadataBytes : 0;
@@ -128,7 +125,6 @@ int Media::read(uint32_t nsid, uint64_t first, uint32_t blocks, bool withMetadat
 }
 
 int Media::write(uint32_t nsid, uint64_t first, uint32_t blocks, bool withMetadata, const std::vector<uint8_t>& data) {
-    OSTREL_TRACE();
     const Layout layout = layoutOf(folder_.state.namespaces.at(nsid));
     const size_t dataBytes = layout.dataBytes;
     int error = 0;
@@ -149,7 +145,6 @@ int Media::write(uint32_t nsid, uint64_t first, uint32_t blocks, bool withMetada
 }
 
 int Media::flush(uint32_t nsid) {
-    OSTREL_TRACE();
     int error = 0;
     const int file = open(nsid, false, error);
     if (file < 0) return error;
@@ -158,7 +153,6 @@ int Media::flush(uint32_t nsid) {
 }
 
 int Media::deallocate(const BlockRange& range) {
-    OSTREL_TRACE();
     const auto part = folder_.state.namespaces.find(range.nsid);
     if (part == folder_.state.namespaces.end()) return 0;
     int error = 0;
@@ -171,7 +165,6 @@ int Media::deallocate(const BlockRange& range) {
 }
 
 uint64_t Media::blocksInUse(uint32_t nsid) {
-    OSTREL_TRACE();
     const NamespaceState& part = folder_.state.namespaces.at(nsid);
     const std::string name = DriveFolder::mediaName(nsid, part.mediaGeneration);
     struct stat info {};
@@ -181,7 +174,6 @@ uint64_t Media::blocksInUse(uint32_t nsid) {
 }
 
 void Media::forget(const std::string& mediaName) {
-    OSTREL_TRACE();
     files_.erase(mediaName);
     // A file that stays is a leftover, and removed as one.
     (void)::unlinkat(folder_.descriptor(), mediaName.c_str(), 0);

@@ -3,8 +3,6 @@
 #include <algorithm>
 #include <iterator>
 
-#include "ostrel/core/ScopeTrace.h"
-
 namespace features::simulator {
 
 namespace {
@@ -39,7 +37,6 @@ const Model& modelOf(ModelId id) {
 }
 
 const Model* findModel(const std::string& name) {
-    OSTREL_TRACE();
     const auto* model =
         std::find_if(std::begin(MODELS), std::end(MODELS), [&](const Model& row) { return row.name == name; });
     return model == std::end(MODELS) ? nullptr : model;

@@ -3,7 +3,6 @@
 #include <algorithm>
 
 #include "features/nvme/Bytes.h"
-#include "ostrel/core/ScopeTrace.h"
 
 namespace features::simulator {
 
@@ -24,7 +23,6 @@ void putBigEndian(uint8_t* at, uint64_t value, unsigned bytes) {
 // Of the drive, from its serial number, and of the count of namespaces that
 // it made. They are big endian, other than all else.
 void nameNamespace(const Description& description, const Model& model, DriveState& state, NamespaceState& part) {
-    OSTREL_TRACE();
     const uint64_t drive = hashOf(description.serialNumber);
     const uint64_t number = ++state.namespacesMade;
     putBigEndian(part.nguid.data(), drive, 8);
@@ -39,7 +37,6 @@ void nameNamespace(const Description& description, const Model& model, DriveStat
 }
 
 void makeFirstNamespace(const Description& description, const Model& model, DriveState& state) {
-    OSTREL_TRACE();
     NamespaceState part;
     part.size = part.capacity =
         description.sizeBytes / ALLOCATION_BYTES * ALLOCATION_BYTES >> model.formats[0].dataShift;
@@ -56,7 +53,6 @@ uint64_t allocatedBytes(const Model& model, const NamespaceState& part) {
 }
 
 uint64_t unallocatedBytes(const Description& description, const Model& model, const DriveState& state) {
-    OSTREL_TRACE();
     uint64_t allocated = 0;
     for (const auto& [nsid, part] : state.namespaces) allocated += allocatedBytes(model, part);
     return description.sizeBytes - std::min(allocated, description.sizeBytes);

@@ -2,12 +2,10 @@
 
 #include "features/simulator/store/Model.h"
 #include "features/simulator/store/Namespaces.h"
-#include "ostrel/core/ScopeTrace.h"
 
 namespace features::simulator {
 
 DriveState newState(const Description& description, uint64_t nowMs, const std::string& firmware) {
-    OSTREL_TRACE();
     const Model& model = modelOf(description.model);
     DriveState state;
     state.model = static_cast<uint8_t>(description.model);

@@ -11,7 +11,6 @@
 #include <memory>
 
 #include "ostrel/core/FileRules.h"
-#include "ostrel/core/ScopeTrace.h"
 
 namespace features::simulator {
 
@@ -45,7 +44,6 @@ Status fileStatus(int error, const std::string& path) {
 }
 
 Status openOwnFolder(const std::string& path, FolderMode mode, FileDescriptor& folder) {
-    OSTREL_TRACE();
     FileDescriptor opened(::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
     struct stat info {};
     if (!opened.isOpen() || ::fstat(opened.get(), &info) != 0) return fileStatus(errno, path);
@@ -61,7 +59,6 @@ Status openOwnFolder(const std::string& path, FolderMode mode, FileDescriptor& f
 }
 
 Status listOwnFolder(int folder, const std::string& path, std::vector<std::string>& names) {
-    OSTREL_TRACE();
     // A descriptor of its own: the position of the listing would be shared.
     FileDescriptor listed(::openat(folder, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     if (!listed.isOpen()) return fileStatus(errno, path);
@@ -78,7 +75,6 @@ Status listOwnFolder(int folder, const std::string& path, std::vector<std::strin
 }
 
 Status openOwnFile(int folder, const char* name, const std::string& path, FileDescriptor& file) {
-    OSTREL_TRACE();
     // Without waiting for the other end, should it be a pipe.
     FileDescriptor opened(::openat(folder, name, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
     if (!opened.isOpen()) return fileStatus(errno, path);
@@ -88,7 +84,6 @@ Status openOwnFile(int folder, const char* name, const std::string& path, FileDe
 }
 
 Status readOwnFile(int file, const std::string& path, size_t maxBytes, std::string& text) {
-    OSTREL_TRACE();
     struct stat info {};
     if (::fstat(file, &info) != 0) return fileStatus(errno, path);
     std::string read;
@@ -118,7 +113,6 @@ int readOwnBytes(int file, uint8_t* data, size_t size, uint64_t offset, size_t& 
 }
 
 Status lockOwnFile(int folder, const char* name, const std::string& path, LockWait wait, FileDescriptor& lock) {
-    OSTREL_TRACE();
     FileDescriptor opened(
         ::openat(folder, name, O_RDWR | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC, 0600));
     if (!opened.isOpen()) return fileStatus(errno, path);

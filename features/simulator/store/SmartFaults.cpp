@@ -7,7 +7,6 @@
 #include "features/nvme/Bytes.h"
 #include "features/nvme/Units.h"
 #include "features/simulator/store/DescriptionText.h"
-#include "ostrel/core/ScopeTrace.h"
 
 namespace features::simulator {
 
@@ -66,7 +65,6 @@ const FieldRow& rowAt(uint16_t offset) {
 }  // namespace
 
 bool parseSmartFaults(const std::string& text, std::vector<SmartFault>& faults) {
-    OSTREL_TRACE();
     std::vector<SmartFault> read;
     for (const std::string& part : listOf(text)) {
         std::istringstream in(part);
@@ -87,7 +85,6 @@ bool parseSmartFaults(const std::string& text, std::vector<SmartFault>& faults) 
 }
 
 std::string smartFaultsText(const std::vector<SmartFault>& faults) {
-    OSTREL_TRACE();
     std::string text;
     for (const SmartFault& fault : faults) {
         text += (text.empty() ? "" : ", ") + std::string(rowAt(fault.offset).name) + " " + std::to_string(fault.value);
@@ -102,7 +99,6 @@ std::optional<uint64_t> smartFaultAt(const std::vector<SmartFault>& faults, uint
 }
 
 void putSmartFaults(const std::vector<SmartFault>& faults, uint8_t* page) {
-    OSTREL_TRACE();
     for (const SmartFault& fault : faults) {
         const FieldRow& row = rowAt(fault.offset);
         uint8_t bytes[8];

@@ -8,7 +8,6 @@
 #include <random>
 
 #include "features/transport/linux/Sysfs.h"
-#include "ostrel/core/ScopeTrace.h"
 #include "ostrel/core/SignalBlock.h"
 
 namespace features::transport {
@@ -66,7 +65,6 @@ FileDescriptor BlockOpener::openNode(const std::string& node, dev_t number, int 
 }
 
 FileDescriptor BlockOpener::openTemporary(dev_t number, int flags, int& error, LookErrors& errors) const {
-    OSTREL_TRACE();
     const ostrel::core::SignalBlock untilItIsRemoved;
     const std::string node = paths_.dev + "/" + randomName();
     if (paths_.kernel->makeNode(node, NODE_MODE, number) < 0) {
@@ -83,7 +81,6 @@ FileDescriptor BlockOpener::openTemporary(dev_t number, int flags, int& error, L
 }
 
 FileDescriptor BlockOpener::open(const std::string& block, int flags, int& error, LookErrors& errors) const {
-    OSTREL_TRACE();
     const std::string file = paths_.sys + "/class/block/" + block + "/dev";
     const auto line = readLine(file, errors);
     const auto number = line ? toDeviceNumber(*line) : std::nullopt;

@@ -13,7 +13,6 @@
 #include "features/transport/linux/MediaContent.h"
 #include "features/transport/linux/Sysfs.h"
 #include "ostrel/core/FileDescriptor.h"
-#include "ostrel/core/ScopeTrace.h"
 
 namespace features::transport {
 
@@ -68,7 +67,6 @@ BlockUses::BlockUses(LinuxPaths paths, UseCheck check)
       check_(check),
       opener_(paths_, check == UseCheck::SHOW ? BlockOpener::MissingNode::REPORT : BlockOpener::MissingNode::REPLACE),
       claims_(paths_, opener_) {
-    OSTREL_TRACE();
     (void)isSysfs(paths_, errors_);  // noted there, as everything else
     (void)isProcfs(paths_, errors_);
     readMounts();
@@ -194,7 +192,6 @@ void BlockUses::addUses(const std::string& block, std::vector<NamespaceUse>& use
 }
 
 std::vector<NamespaceUse> BlockUses::usesOfController(const std::string& controller) const {
-    OSTREL_TRACE();
     std::vector<NamespaceUse> uses;
     for (const DeviceClaim* claim : claimsOn(DeviceClaim::Kind::CHARACTER, paths_.sys + "/class/nvme/" + controller)) {
         uses.push_back({NamespaceUse::Kind::HELD, "/dev/" + controller, claim->user, false});
@@ -231,7 +228,6 @@ void BlockUses::addUnlisted(const std::string& block, bool hasPartitions, std::v
 }
 
 std::vector<NamespaceUse> BlockUses::usesOf(const std::string& block) const {
-    OSTREL_TRACE();
     std::vector<NamespaceUse> uses;
     addUses(block, uses);
     std::vector<NamespaceUse> idle;
@@ -246,7 +242,6 @@ std::vector<NamespaceUse> BlockUses::usesOf(const std::string& block) const {
 }
 
 std::vector<PartitionInfo> BlockUses::partitionsOf(const std::string& block) const {
-    OSTREL_TRACE();
     std::vector<PartitionInfo> partitions;
     for (const std::string& name : partitionNames(block)) {
         PartitionInfo info;
@@ -277,7 +272,6 @@ void BlockUses::addBottom(const std::string& block, std::set<std::string>& seen,
 }
 
 std::vector<std::string> BlockUses::rootDevices() const {
-    OSTREL_TRACE();
     std::vector<std::string> bottom;
     std::set<std::string> seen;
     for (const Mount& mount : mounts_) {

@@ -1,11 +1,9 @@
 #include "features/transport/linux/ClaimReaders.h"
 #include "features/transport/linux/Sysfs.h"
-#include "ostrel/core/ScopeTrace.h"
 
 namespace features::transport {
 
 void readBtrfsClaims(const ClaimSearch& search) {
-    OSTREL_TRACE();
     const std::string root = search.paths.sys + "/fs/btrfs";
     for (const std::string& fileSystem : listFolder(root, search.errors)) {
         if (fileSystem == "features") continue;  // the only entry that is no file system

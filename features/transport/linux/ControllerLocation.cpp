@@ -1,7 +1,6 @@
 #include "features/transport/linux/ControllerLocation.h"
 
 #include "features/transport/linux/Sysfs.h"
-#include "ostrel/core/ScopeTrace.h"
 
 namespace features::transport {
 
@@ -34,7 +33,6 @@ std::string slotOf(const LinuxPaths& paths, const std::string& pciAddress, LookE
 }  // namespace
 
 HostLocation locateController(const LinuxPaths& paths, const std::string& controllerFolder, LookErrors& errors) {
-    OSTREL_TRACE();
     HostLocation location;
     const std::string links = paths.dev + "/disk/by-id";
     for (const std::string& name : listFolder(links, errors)) {

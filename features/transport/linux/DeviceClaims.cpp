@@ -1,7 +1,6 @@
 #include "features/transport/linux/DeviceClaims.h"
 
 #include "features/transport/linux/ClaimReaders.h"
-#include "ostrel/core/ScopeTrace.h"
 
 namespace features::transport {
 
@@ -17,7 +16,6 @@ constexpr void (*READERS[])(const ClaimSearch&) = {
 }  // namespace
 
 DeviceClaims::DeviceClaims(const LinuxPaths& paths, const BlockOpener& opener) {
-    OSTREL_TRACE();
     for (const auto read : READERS) read({paths, opener, claims_, errors_});
 }
 

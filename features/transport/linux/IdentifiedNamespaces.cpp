@@ -3,7 +3,6 @@
 #include "features/nvme/Identify.h"
 #include "features/nvme/NamespaceProperties.h"
 #include "features/nvme/Opcodes.h"
-#include "ostrel/core/ScopeTrace.h"
 #include "ostrel/core/StatusCatalogue.h"
 
 namespace features::transport {
@@ -40,7 +39,6 @@ Status addNamespace(const SendRead& send, uint32_t nsid, std::vector<HostNamespa
 }  // namespace
 
 Status identifyNamespaces(const SendRead& send, std::vector<HostNamespace>& found) {
-    OSTREL_TRACE();
     uint32_t last = 0;
     for (;;) {
         Payload data;

@@ -10,7 +10,6 @@
 #include "features/transport/linux/Sysfs.h"
 #include "ostrel/core/AttributeVocabulary.h"
 #include "ostrel/core/Device.h"
-#include "ostrel/core/ScopeTrace.h"
 
 namespace features::transport {
 
@@ -78,7 +77,6 @@ std::unique_ptr<DeviceFinder> LinuxDeviceFinder::clone() const {
 }
 
 void LinuxDeviceFinder::scan(std::vector<std::shared_ptr<Device>>& devices) {
-    OSTREL_TRACE();
     *errors_ = LookErrors();
     const auto topology = std::make_shared<const NvmeTopology>(paths_);
     for (const std::string& controller : topology->controllers(*errors_)) {

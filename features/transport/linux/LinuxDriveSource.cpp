@@ -10,7 +10,6 @@
 #include "features/transport/linux/LinuxDeviceFinder.h"
 #include "features/transport/linux/NvmeTopology.h"
 #include "features/transport/linux/Sysfs.h"
-#include "ostrel/core/ScopeTrace.h"
 
 namespace features::transport {
 
@@ -46,7 +45,6 @@ std::unique_ptr<DeviceFinder> LinuxDriveSource::finder() const {
 }
 
 std::optional<DriveLocation> LinuxDriveSource::locate(const std::string& path, LookErrors& errors) const {
-    OSTREL_TRACE();
     const std::string node = resolved(path, errors);
     const std::string name = node.substr(node.rfind('/') + 1);
     // Only a node of the device folder names a drive, not any file that happens to bear such a name.
@@ -60,7 +58,6 @@ std::optional<DriveLocation> LinuxDriveSource::locate(const std::string& path, L
 }
 
 std::optional<DriveLocation> LinuxDriveSource::locateGeneric(const std::string& name, LookErrors& errors) const {
-    OSTREL_TRACE();
     // The X of ngXnY need not be that of nvmeXnY. The kernel keeps both in one folder, of the controller or of the
     // subsystem, and in there the Y shows which belong together.
     const std::string folder = parentFolder(paths_.sys + "/class/nvme-generic/" + name, errors);
@@ -73,7 +70,6 @@ std::optional<DriveLocation> LinuxDriveSource::locateGeneric(const std::string& 
 }
 
 std::optional<DriveLocation> LinuxDriveSource::bootDrive(const std::string&, LookErrors& errors) const {
-    OSTREL_TRACE();
     const BlockUses uses(paths_);
     const std::vector<std::string> blocks = uses.rootDevices();
     errors.add(uses.errors());
@@ -84,7 +80,6 @@ std::optional<DriveLocation> LinuxDriveSource::bootDrive(const std::string&, Loo
 }
 
 std::optional<DriveLocation> LinuxDriveSource::locateBlock(const std::string& block, LookErrors& errors) const {
-    OSTREL_TRACE();
     const NvmeTopology topology(paths_);
     std::string disk = block;
     if (readNumber(topology.blockFolder(block) + "/partition", errors)) {
@@ -102,7 +97,6 @@ std::optional<DriveLocation> LinuxDriveSource::locateBlock(const std::string& bl
 }
 
 std::vector<std::string> LinuxDriveSource::controllersOfDrive(const std::string& devicePath, LookErrors& errors) const {
-    OSTREL_TRACE();
     const NvmeTopology topology(paths_);
     const std::string name = devicePath.substr(devicePath.rfind('/') + 1);
     const std::vector<std::string> all = topology.controllers(errors);

@@ -27,7 +27,6 @@
 #include "features/transport/linux/IdentifiedNamespaces.h"
 #include "features/transport/linux/Sysfs.h"
 #include "ostrel/core/Logging.h"
-#include "ostrel/core/ScopeTrace.h"
 #include "ostrel/core/StatusCatalogue.h"
 
 namespace features::transport {
@@ -116,7 +115,6 @@ LinuxNvmePath::LinuxNvmePath(std::string controller, LinuxPaths paths, std::shar
       node_(std::make_shared<Node>(paths_.locks)) {}
 
 void LinuxNvmePath::select(const nvme::ControllerIdentity& identity) {
-    OSTREL_TRACE();
     node_->selected = identity;
 }
 
@@ -148,7 +146,6 @@ uint32_t LinuxNvmePath::timeoutMs(uint32_t ofCommand) const {
 }
 
 CommandResult LinuxNvmePath::send(const Command& command, const Payload& payload, const AttributeList&) {
-    OSTREL_TRACE();
     CommandResult result;
     result.command = command.clone();
     result.outputPayload = payload;
@@ -180,7 +177,6 @@ Status LinuxNvmePath::openNode(const std::string& path, FileDescriptor& node) co
 }
 
 Status LinuxNvmePath::openController(int& node) {
-    OSTREL_TRACE();
     const std::lock_guard<std::mutex> lock(node_->mutex);
     if (!node_->descriptor.isOpen()) {
         Status status = openNode(controllerNode(), node_->descriptor);
@@ -191,7 +187,6 @@ Status LinuxNvmePath::openController(int& node) {
 }
 
 Status LinuxNvmePath::openSelected(int& node) {
-    OSTREL_TRACE();
     Status status = openController(node);
     if (!status.is(0, 0) || node_->isSelected) return status;
     status = checkIdentity(node, controllerNode());
@@ -200,7 +195,6 @@ Status LinuxNvmePath::openSelected(int& node) {
 }
 
 Status LinuxNvmePath::checkIdentity(int node, const std::string& nodePath) {
-    OSTREL_TRACE();
     const auto& selected = node_->selected;
     if (!selected) return unknownIdentity(nodePath);
     NvmeCommand identify(nvme::Queue::ADMIN, nvme::OPC_IDENTIFY, "Identify");
@@ -217,7 +211,6 @@ Status LinuxNvmePath::checkIdentity(int node, const std::string& nodePath) {
 }
 
 Status LinuxNvmePath::checkNamespace(int node, const std::string& nodePath, uint32_t nsid) {
-    OSTREL_TRACE();
     const int found = paths_.kernel->ioctl(node, NVME_IOCTL_ID, nullptr);
     if (found < 0) {
         const int error = errno;
@@ -228,7 +221,6 @@ Status LinuxNvmePath::checkNamespace(int node, const std::string& nodePath, uint
 }
 
 Status LinuxNvmePath::openNamespace(uint32_t nsid, FileDescriptor& node, std::string& nodePath) {
-    OSTREL_TRACE();
     LookErrors errors;
     for (const NamespaceNode& part : topology_->namespacesOf(controller_, errors)) {
         if (part.nsid != nsid || part.block.empty()) continue;
@@ -242,7 +234,6 @@ Status LinuxNvmePath::openNamespace(uint32_t nsid, FileDescriptor& node, std::st
 }
 
 Status LinuxNvmePath::openToRead(uint32_t nsid, int& node, std::string& nodePath) {
-    OSTREL_TRACE();
     const std::lock_guard<std::mutex> lock(node_->mutex);
     auto found = node_->namespaces.find(nsid);
     if (found == node_->namespaces.end()) {
@@ -257,7 +248,6 @@ Status LinuxNvmePath::openToRead(uint32_t nsid, int& node, std::string& nodePath
 }
 
 void LinuxNvmePath::sendNvme(const NvmeCommand& command, const Payload& payload, CommandResult& result) {
-    OSTREL_TRACE();
     if (command.queue == nvme::Queue::ADMIN) {
         int node = -1;
         result.status = command.changesDrive() ? openSelected(node) : openController(node);
@@ -281,7 +271,6 @@ void LinuxNvmePath::sendNvme(const NvmeCommand& command, const Payload& payload,
 
 Status LinuxNvmePath::passThrough(int node, const std::string& nodePath, const NvmeCommand& command,
                                   const Payload& toController, CommandResult& result) {
-    OSTREL_TRACE();
     const auto start = paths_.kernel->now();
     Status status = submit(node, nodePath, command, toController, result);
     logCommand(nodePath, command, status, result.protocolResult.get(), paths_.kernel->now() - start);
@@ -290,7 +279,6 @@ Status LinuxNvmePath::passThrough(int node, const std::string& nodePath, const N
 
 Status LinuxNvmePath::submit(int node, const std::string& nodePath, const NvmeCommand& command,
                              const Payload& toController, CommandResult& result) {
-    OSTREL_TRACE();
     const bool reads = command.transfer() == Transfer::FROM_CONTROLLER && command.dataLength != 0;
     Payload data = reads ? Payload(wholePages(command.dataLength)) : toController;
     Payload metadata(wholePages(command.metadataLength));
@@ -328,7 +316,6 @@ Status LinuxNvmePath::submit(int node, const std::string& nodePath, const NvmeCo
 }
 
 void LinuxNvmePath::sendHost(const HostCommand& command, CommandResult& result) {
-    OSTREL_TRACE();
     switch (command.request) {
         case HostRequest::NAMESPACES:
         case HostRequest::USES: {
@@ -374,7 +361,6 @@ void LinuxNvmePath::sendHost(const HostCommand& command, CommandResult& result) 
 /// The kernel reads a partition table again when the size of the disk changes, not when its content is erased. Tables
 /// of disks in use are left alone; one that cannot be read again stays as it is known, as it would without this.
 void LinuxNvmePath::rescanPartitions() const {
-    OSTREL_TRACE();
     const BlockUses uses(paths_, UseCheck::DESTROY);
     if (!uses.errors().isEmpty()) return;
     LookErrors errors;  // a disk that is not found or opened is left alone
@@ -393,7 +379,6 @@ void LinuxNvmePath::rescanPartitions() const {
 }
 
 Status LinuxNvmePath::resetController(unsigned long request, uint32_t ofCommand) {
-    OSTREL_TRACE();
     int node = -1;
     Status status = openSelected(node);
     if (!status.is(0, 0)) return status;
@@ -408,7 +393,6 @@ Status LinuxNvmePath::resetController(unsigned long request, uint32_t ofCommand)
 }
 
 Status LinuxNvmePath::awaitController(uint32_t limitMs) {
-    OSTREL_TRACE();
     const auto deadline = paths_.kernel->now() + milliseconds(limitMs);
     for (;;) {
         LookErrors errors;
@@ -433,7 +417,6 @@ HostNamespace LinuxNvmePath::hostNamespace(const NamespaceNode& node, bool attac
 }
 
 Status LinuxNvmePath::read(const NvmeCommand& command, Payload& data) {
-    OSTREL_TRACE();
     CommandResult result;
     sendNvme(command, {}, result);
     if (!result.status.is(0, 0)) return result.status;
@@ -449,7 +432,6 @@ Status LinuxNvmePath::read(const NvmeCommand& command, Payload& data) {
 }
 
 Status LinuxNvmePath::attachedNamespaces(std::vector<HostNamespace>& found) {
-    OSTREL_TRACE();
     LookErrors errors;
     if (!topology_->isVisible(errors))
         return identifyNamespaces([this](const NvmeCommand& c, Payload& data) { return read(c, data); }, found);
@@ -474,7 +456,6 @@ void LinuxNvmePath::addUses(const BlockUses& uses, const NamespaceNode& node, Us
 }
 
 Status LinuxNvmePath::usedNamespaces(UseCheck check, std::vector<HostNamespace>& found) const {
-    OSTREL_TRACE();
     const BlockUses uses(paths_, check);
     LookErrors errors;
     std::map<uint32_t, HostNamespace> namespaces;

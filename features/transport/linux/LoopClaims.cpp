@@ -5,14 +5,12 @@
 
 #include "features/transport/linux/ClaimReaders.h"
 #include "features/transport/linux/Sysfs.h"
-#include "ostrel/core/ScopeTrace.h"
 
 namespace features::transport {
 
 using ostrel::core::FileDescriptor;
 
 void readLoopClaims(const ClaimSearch& search) {
-    OSTREL_TRACE();
     const std::string folder = search.paths.sys + "/class/block";
     for (const std::string& block : listFolder(folder, search.errors)) {
         if (block.compare(0, 4, "loop") != 0) continue;

@@ -10,7 +10,6 @@
 #include <memory>
 
 #include "features/nvme/Bytes.h"
-#include "ostrel/core/ScopeTrace.h"
 
 namespace features::transport {
 
@@ -96,7 +95,6 @@ MediaContent unreadable(int error) {
 }  // namespace
 
 MediaContent readMediaContent(int descriptor, const char* library) {
-    OSTREL_TRACE();
     const Blkid blkid(library);
     if (!blkid.isComplete()) return unreadable(std::string(library) + " cannot be loaded");
     const std::unique_ptr<std::remove_pointer_t<blkid_probe>, decltype(blkid.freeProbe)> probe(blkid.newProbe(),

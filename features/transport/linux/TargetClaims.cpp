@@ -4,7 +4,6 @@
 
 #include "features/transport/linux/ClaimReaders.h"
 #include "features/transport/linux/Sysfs.h"
-#include "ostrel/core/ScopeTrace.h"
 
 namespace features::transport {
 
@@ -92,7 +91,6 @@ void readBackstore(const ClaimSearch& search, const BackstoreRow& row, const std
 }  // namespace
 
 void readNvmeTargetClaims(const ClaimSearch& search) {
-    OSTREL_TRACE();
     const std::string root = targetFolder(search, "nvmet", "nvmet");
     if (root.empty()) return;
     const std::string subsystems = root + "/subsystems";
@@ -110,7 +108,6 @@ void readNvmeTargetClaims(const ClaimSearch& search) {
 }
 
 void readScsiTargetClaims(const ClaimSearch& search) {
-    OSTREL_TRACE();
     const std::string root = targetFolder(search, "target_core_mod", "target");
     if (root.empty()) return;
     const std::string core = root + "/core";

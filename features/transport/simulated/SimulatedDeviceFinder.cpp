@@ -12,7 +12,6 @@
 #include "features/transport/simulated/SimulatedNvmePath.h"
 #include "ostrel/core/AttributeVocabulary.h"
 #include "ostrel/core/Device.h"
-#include "ostrel/core/ScopeTrace.h"
 
 namespace features::transport {
 
@@ -61,7 +60,6 @@ std::unique_ptr<DeviceFinder> SimulatedDeviceFinder::clone() const {
 }
 
 void SimulatedDeviceFinder::scan(std::vector<std::shared_ptr<Device>>& devices) {
-    OSTREL_TRACE();
     const simulator::DriveStore store(folder_);
     *errors_ = LookErrors();
     std::vector<std::string> names;

@@ -9,7 +9,6 @@
 #include "features/transport/simulated/SimulatedDeviceFinder.h"
 #include "features/transport/simulated/SimulatedNamespaces.h"
 #include "ostrel/core/File.h"
-#include "ostrel/core/ScopeTrace.h"
 
 namespace features::transport {
 
@@ -40,12 +39,10 @@ fs::path resolved(const fs::path& path) {
 }  // namespace
 
 std::unique_ptr<DeviceFinder> SimulatedDriveSource::finder() const {
-    OSTREL_TRACE();
     return std::make_unique<SimulatedDeviceFinder>(folder_, clock_, locks_, scanErrors_);
 }
 
 std::optional<DriveLocation> SimulatedDriveSource::locate(const std::string& path, LookErrors& errors) const {
-    OSTREL_TRACE();
     const fs::path target = withoutLinks(path);
     const bool isNode = target.parent_path().filename() == "dev";
     const fs::path folder = resolved(isNode ? target.parent_path().parent_path() : target);
@@ -69,7 +66,6 @@ std::optional<DriveLocation> SimulatedDriveSource::locate(const std::string& pat
 }
 
 std::optional<DriveLocation> SimulatedDriveSource::bootDrive(const std::string&, LookErrors&) const {
-    OSTREL_TRACE();
     return std::nullopt;
 }
 

@@ -5,7 +5,6 @@
 #include "features/nvme/NamespaceProperties.h"
 #include "features/nvme/Opcodes.h"
 #include "features/simulator/store/DriveNodes.h"
-#include "ostrel/core/ScopeTrace.h"
 #include "ostrel/core/StatusCatalogue.h"
 
 namespace features::transport {
@@ -40,7 +39,6 @@ Status identify(Controller& controller, uint8_t cns, uint32_t nsid, std::vector<
 }  // namespace
 
 Status attachedNamespaces(Controller& controller, const std::string& folder, std::vector<HostNamespace>& found) {
-    OSTREL_TRACE();
     std::vector<uint8_t> list;
     Status status = identify(controller, nvme::CNS_ACTIVE_NAMESPACES, 0, list);
     for (size_t at = 0; at + 4 <= list.size(); at += 4) {

@@ -15,7 +15,6 @@
 #include "features/transport/simulated/SimulatedIdentity.h"
 #include "features/transport/simulated/SimulatedNamespaces.h"
 #include "ostrel/core/File.h"
-#include "ostrel/core/ScopeTrace.h"
 #include "ostrel/core/StatusCatalogue.h"
 
 namespace features::transport {
@@ -72,7 +71,6 @@ SimulatedNvmePath::SimulatedNvmePath(std::string folder, const simulator::Clock&
       drive_(std::make_shared<Drive>(folder_, clock, locks)) {}
 
 void SimulatedNvmePath::select(const nvme::ControllerIdentity& identity) {
-    OSTREL_TRACE();
     drive_->selected = identity;
 }
 
@@ -85,7 +83,6 @@ bool SimulatedNvmePath::isSupported(const AttributeList&) const {
 }
 
 CommandResult SimulatedNvmePath::send(const Command& command, const Payload& payload, const AttributeList&) {
-    OSTREL_TRACE();
     CommandResult result;
     result.command = command.clone();
     result.outputPayload = payload;
@@ -106,7 +103,6 @@ CommandResult SimulatedNvmePath::send(const Command& command, const Payload& pay
 }
 
 Status SimulatedNvmePath::sendNvme(const NvmeCommand& command, const Payload& payload, CommandResult& result) {
-    OSTREL_TRACE();
     const bool reads = command.transfer() == Transfer::FROM_CONTROLLER && command.dataLength != 0;
     std::vector<uint8_t> data;
     if (!reads && payload.getSize() != 0) data.assign(payload.getData(), payload.getData() + payload.getSize());
@@ -142,7 +138,6 @@ Status SimulatedNvmePath::sendNvme(const NvmeCommand& command, const Payload& pa
 }
 
 simulator::Controller::Check SimulatedNvmePath::identityCheck() const {
-    OSTREL_TRACE();
     return [this](const simulator::Description& description) {
         const auto& selected = drive_->selected;
         if (!selected) return unknownIdentity(folder_);
@@ -152,7 +147,6 @@ simulator::Controller::Check SimulatedNvmePath::identityCheck() const {
 }
 
 Status SimulatedNvmePath::sendHost(const HostCommand& command, CommandResult& result) {
-    OSTREL_TRACE();
     const std::lock_guard<std::mutex> lock(drive_->mutex);
     switch (command.request) {
         case HostRequest::NAMESPACES:

@@ -14,7 +14,6 @@
 #include "features/jobs/support/ProgressLine.h"
 #include "features/jobs/support/StatusDetails.h"
 #include "ostrel/core/Payload.h"
-#include "ostrel/core/ScopeTrace.h"
 #include "ostrel/core/StatusCatalogue.h"
 
 namespace features::jobs {
@@ -62,7 +61,6 @@ int transferAll(Transfer transfer, uint64_t bytes) {
 }  // namespace
 
 Status PatternFile::create(const std::string& folder) {
-    OSTREL_TRACE();
     folder_ = folder;
     int file = openUnnamed(folder, O_DIRECT);
     if (file < 0 && errno == EINVAL) file = openUnnamed(folder, 0);  // no direct way on this file system
@@ -72,7 +70,6 @@ Status PatternFile::create(const std::string& folder) {
 }
 
 Status PatternFile::write(uint64_t bytes) {
-    OSTREL_TRACE();
     Payload unit(UNIT_BYTES);
     if (unit.getSize() != UNIT_BYTES) return statuses::mallocFailed();
     for (bytes_ = 0; bytes_ < bytes; bytes_ += UNIT_BYTES) {
@@ -90,7 +87,6 @@ Status PatternFile::write(uint64_t bytes) {
 }
 
 Status PatternFile::compare(Comparison& comparison) {
-    OSTREL_TRACE();
     Payload expected(UNIT_BYTES);
     Payload unit(UNIT_BYTES);
     if (expected.getSize() != UNIT_BYTES || unit.getSize() != UNIT_BYTES) return statuses::mallocFailed();
@@ -139,7 +135,6 @@ Status PatternFile::failure(int error, const char* what, const Status& kind) con
 }
 
 DataIntegrityResult checkDataIntegrity(const std::string& folder, uint64_t mostBytes) {
-    OSTREL_TRACE();
     DataIntegrityResult result;
     struct statvfs space = {};
     if (::statvfs(folder.c_str(), &space) != 0) {

@@ -21,7 +21,6 @@
 #include "ostrel/core/AttributeVocabulary.h"
 #include "ostrel/core/CommandResult.h"
 #include "ostrel/core/Device.h"
-#include "ostrel/core/ScopeTrace.h"
 #include "ostrel/core/StatusCatalogue.h"
 #include "ostrel/core/Strings.h"
 
@@ -254,7 +253,6 @@ void Scan::checkFileSystem(const std::string& mountPoint) {
 }  // namespace
 
 HealthOutcome scanDrive(nvme::Drive& drive, const HealthScans& scans, const std::string& directory, FieldTree& tree) {
-    OSTREL_TRACE();
     return Scan(drive, scans, tree).run(directory);
 }
 

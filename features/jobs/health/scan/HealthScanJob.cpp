@@ -7,7 +7,6 @@
 #include "features/jobs/support/SystemInformation.h"
 #include "ostrel/core/AttributeVocabulary.h"
 #include "ostrel/core/File.h"
-#include "ostrel/core/ScopeTrace.h"
 #include "ostrel/core/StatusCatalogue.h"
 #include "ostrel/interfaces/ostreli/interface/JobNames.h"
 
@@ -75,7 +74,6 @@ HealthScanJob::HealthScanJob(std::function<std::time_t()> now, const HealthScanE
       extent_(extent) {}
 
 Status HealthScanJob::runMethod(const std::shared_ptr<xml::XmlObject>& output) {
-    OSTREL_TRACE();
     Request request;
     request.scans.extent = extent_;
     Status status = readRequest(arguments(), request);

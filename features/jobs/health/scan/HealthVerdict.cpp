@@ -8,7 +8,6 @@
 #include "features/nvme/FieldTree.h"
 #include "features/nvme/LogPages.h"
 #include "features/nvme/Units.h"
-#include "ostrel/core/ScopeTrace.h"
 
 namespace features::jobs {
 
@@ -178,7 +177,6 @@ const char* healthOutcomeText(HealthOutcome outcome) {
 }
 
 std::vector<HealthFinding> findHealthProblems(const HealthEvidence& evidence) {
-    OSTREL_TRACE();
     std::vector<HealthFinding> findings;
     for (const HealthRow& row : ROWS) {
         std::string words = row.find(evidence);
@@ -188,7 +186,6 @@ std::vector<HealthFinding> findHealthProblems(const HealthEvidence& evidence) {
 }
 
 HealthOutcome gravestOutcome(const std::vector<HealthFinding>& findings) {
-    OSTREL_TRACE();
     HealthOutcome gravest = HealthOutcome::NOTHING_FOUND;
     for (const HealthFinding& finding : findings) gravest = std::max(gravest, finding.row->outcome);
     return gravest;

@@ -12,7 +12,6 @@
 #include "features/nvme/Opcodes.h"
 #include "ostrel/core/Device.h"
 #include "ostrel/core/Payload.h"
-#include "ostrel/core/ScopeTrace.h"
 #include "ostrel/core/StatusCatalogue.h"
 
 namespace features::jobs {
@@ -190,7 +189,6 @@ std::vector<LbaRange> rangesOf(std::vector<uint64_t> blocks) {
 }  // namespace
 
 ReadScanResult readScan(nvme::Drive& drive, const ReadScanRequest& request) {
-    OSTREL_TRACE();
     ReadScanResult result;
     Geometry geometry;
     result.failure = readGeometry(drive, request.nsid, geometry);

@@ -10,7 +10,6 @@
 #include "features/simulator/models/ocp/OcpPanic.h"
 #include "features/simulator/models/ocp/OcpState.h"
 #include "features/simulator/store/Extension.h"
-#include "ostrel/core/ScopeTrace.h"
 
 namespace features::simulator {
 
@@ -124,7 +123,6 @@ Rows<FeatureRow> ocpFeatures() {
 }
 
 bool isDssdPowerState(const Model& model, uint32_t watts) {
-    OSTREL_TRACE();
     return std::any_of(model.powerStates, model.powerStates + model.powerStateCount, [watts](const PowerState& state) {
         return !state.isNonOperational && state.maximumCentiwatts == watts * CENTIWATTS_PER_WATT;
     });

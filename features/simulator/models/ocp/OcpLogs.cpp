@@ -13,7 +13,6 @@
 #include "features/simulator/store/Extension.h"
 #include "features/simulator/store/Namespaces.h"
 #include "features/simulator/store/PaddedText.h"
-#include "ostrel/core/ScopeTrace.h"
 
 namespace features::simulator {
 

@@ -8,7 +8,6 @@
 #include "features/simulator/logs/Telemetry.h"
 #include "features/simulator/models/ocp/OcpState.h"
 #include "features/simulator/store/Extension.h"
-#include "ostrel/core/ScopeTrace.h"
 
 namespace features::simulator {
 
@@ -49,7 +48,6 @@ uint8_t* dueEntry(FeatureValue& injections, uint64_t reads) {
 }  // namespace
 
 CompletionEntry checkErrorInjections(CommandContext& context, FeatureValue& value) {
-    OSTREL_TRACE();
     if (value.dword > MOST_ENTRIES) return INVALID_FIELD;
     const size_t used = value.dword * ENTRY_BYTES;
     uint32_t seen = 0;
@@ -69,7 +67,6 @@ CompletionEntry checkErrorInjections(CommandContext& context, FeatureValue& valu
 }
 
 std::optional<CompletionEntry> panicCompletion(CommandContext& context) {
-    OSTREL_TRACE();
     if (context.model.id != ModelId::OCP) return std::nullopt;
     // Nothing of this is saved over a reset: without errors to inject there is no panic.
     auto& features = context.state.features.current;

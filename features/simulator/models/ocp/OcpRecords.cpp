@@ -5,7 +5,6 @@
 #include "features/simulator/context/Timestamp.h"
 #include "features/simulator/models/ocp/OcpState.h"
 #include "features/simulator/store/Extension.h"
-#include "ostrel/core/ScopeTrace.h"
 
 namespace features::simulator {
 
@@ -36,7 +35,6 @@ void noteActivation(const CommandContext& context, OcpState& state) {
 }  // namespace
 
 void recordForOcpLogs(CommandContext& context, const DriveEvent& event) {
-    OSTREL_TRACE();
     if (context.model.id != ModelId::OCP) return;
     auto state = readExtension<OcpState>(context.state);
     const auto fid = static_cast<uint8_t>(context.command.cdw10);

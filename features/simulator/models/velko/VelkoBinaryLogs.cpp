@@ -12,7 +12,6 @@
 #include "features/simulator/models/velko/VelkoState.h"
 #include "features/simulator/store/Extension.h"
 #include "features/simulator/store/PaddedText.h"
-#include "ostrel/core/ScopeTrace.h"
 
 namespace features::simulator {
 
@@ -137,30 +136,25 @@ Body snapshot(CommandContext& context, const VelkoState&) {
 }  // namespace
 
 CompletionEntry buildNlog(CommandContext& context, const LogRequest& request, std::vector<uint8_t>& page) {
-    OSTREL_TRACE();
     return givePicture(context, request, page, "NLOG",
                        [](const CommandContext&, const VelkoState& velko) { return recordsOf(velko.nlog); });
 }
 
 CompletionEntry buildBridgeNlog(CommandContext& context, const LogRequest& request, std::vector<uint8_t>& page) {
-    OSTREL_TRACE();
     return givePicture(context, request, page, "BLOG",
                        [](const CommandContext&, const VelkoState& velko) { return recordsOf(velko.bridgeNlog); });
 }
 
 CompletionEntry buildVelkoEventLog(CommandContext& context, const LogRequest& request, std::vector<uint8_t>& page) {
-    OSTREL_TRACE();
     return givePicture(context, request, page, "EVNT",
                        [](const CommandContext&, const VelkoState& velko) { return recordsOf(velko.events); });
 }
 
 CompletionEntry buildAssertLog(CommandContext& context, const LogRequest& request, std::vector<uint8_t>& page) {
-    OSTREL_TRACE();
     return givePicture(context, request, page, "ASRT", asserts);
 }
 
 CompletionEntry buildSystemSnapshot(CommandContext& context, const LogRequest& request, std::vector<uint8_t>& page) {
-    OSTREL_TRACE();
     return givePicture(context, request, page, "SNAP", snapshot);
 }
 

@@ -14,7 +14,6 @@
 #include "features/simulator/models/velko/VelkoState.h"
 #include "features/simulator/store/Extension.h"
 #include "features/simulator/store/Namespaces.h"
-#include "ostrel/core/ScopeTrace.h"
 
 namespace features::simulator {
 
@@ -193,7 +192,6 @@ Rows<FeatureRow> velkoFeatures() {
 }
 
 uint64_t velkoCrcErrors(const CommandContext& context) {
-    OSTREL_TRACE();
     // Each time the link breaks in the middle of something, one error is seen.
     const uint64_t all = context.state.health.unsafeShutdowns;
     return all - std::min(readExtension<VelkoState>(context.state).crcErrorsAtReset, all);

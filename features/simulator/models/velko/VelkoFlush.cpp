@@ -7,7 +7,6 @@
 #include "features/nvme/VelkoInterface.h"
 #include "features/simulator/models/velko/VelkoRecords.h"
 #include "features/simulator/store/Extension.h"
-#include "ostrel/core/ScopeTrace.h"
 
 namespace features::simulator {
 
@@ -37,7 +36,6 @@ uint64_t cachedBytes(const CommandContext& context, const VelkoFlush& flush) {
 }  // namespace
 
 FlushProgress flushProgress(const VelkoFlush& flush, uint64_t nowMs) {
-    OSTREL_TRACE();
     FlushProgress progress;
     if (!flush.wasStarted) return progress;
     const uint64_t endMs = flush.wasStopped ? flush.stoppedMs : nowMs;
@@ -58,7 +56,6 @@ FlushProgress flushProgress(const VelkoFlush& flush, uint64_t nowMs) {
 }
 
 CompletionEntry forceFlush(CommandContext& context) {
-    OSTREL_TRACE();
     VelkoState velko = readExtension<VelkoState>(context.state);
     VelkoFlush& flush = velko.flush;
     const bool isStart = bit(context.command.cdw10, 0);

@@ -13,7 +13,6 @@
 #include "features/simulator/models/velko/VelkoFlush.h"
 #include "features/simulator/models/velko/VelkoState.h"
 #include "features/simulator/store/Extension.h"
-#include "ostrel/core/ScopeTrace.h"
 
 namespace features::simulator {
 

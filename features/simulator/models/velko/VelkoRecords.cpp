@@ -7,7 +7,6 @@
 #include "features/nvme/StatusCodes.h"
 #include "features/simulator/context/Timestamp.h"
 #include "features/simulator/store/Extension.h"
-#include "ostrel/core/ScopeTrace.h"
 
 namespace features::simulator {
 
@@ -107,13 +106,11 @@ void record(const CommandContext& context, VelkoState& velko, const DriveEvent& 
 }  // namespace
 
 uint64_t velkoTime(const CommandContext& context) {
-    OSTREL_TRACE();
     return le64(timestampData(context).data());
 }
 
 void recordVelkoEvent(const CommandContext& context, VelkoState& velko, VelkoEvent event, uint32_t first,
                       uint64_t second) {
-    OSTREL_TRACE();
     VelkoRecord record;
     record.code = static_cast<uint16_t>(event);
     record.severity = severityOf(event);
@@ -127,7 +124,6 @@ void recordVelkoEvent(const CommandContext& context, VelkoState& velko, VelkoEve
 }
 
 void recordForVelkoLogs(CommandContext& context, const DriveEvent& event) {
-    OSTREL_TRACE();
     if (!hasLogs(context)) return;
     VelkoState velko = readExtension<VelkoState>(context.state);
     record(context, velko, event);
@@ -135,7 +131,6 @@ void recordForVelkoLogs(CommandContext& context, const DriveEvent& event) {
 }
 
 void recordVelkoError(CommandContext& context, const CompletionEntry& completion) {
-    OSTREL_TRACE();
     if (!hasLogs(context)) return;
     const SubmissionEntry& command = context.command;
     const auto type = static_cast<uint8_t>(completion.statusField >> 8 & 7);
