@@ -72,6 +72,7 @@ class Interrupted(BindingTestCase):
         out, err = process.communicate(timeout=60)
         self.assertEqual((process.returncode, out, err), (0, b"\nNo results\n\n", b""))
 
+    @without_sanitizers
     def test_ends_the_first_process_of_a_container(self):
         """No default action ends the process with the number 1."""
         process = self.start("show -velkossd", prefix=("unshare", "--pid", "--fork", "--kill-child"))
