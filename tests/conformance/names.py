@@ -5,6 +5,7 @@ import pathlib
 import re
 import unittest
 
+import tables
 from simulated import SimulatedTestCase
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
@@ -12,19 +13,10 @@ DOCUMENT = ROOT / "docs/names-and-sizes.md"
 HEAD = "| identifier | name | short name |\n|---|---|---|\n"
 REWRITE = os.environ.get("NIMBREL_REWRITE_GOLDENS") == "1"
 
-ROW = re.compile(r'^    \{(LID_\w+), +"([^"]*)", +"([^"]*)",', re.MULTILINE)
-LID = re.compile(r"constexpr uint8_t (LID_\w+) = (0x[0-9A-F]{2});")
-OCP_NAME = re.compile(r'OCP_SMART(_SHORT)?_NAME = "([^"]*)"')
-
 
 def pages():
     """Identifier, name and short name of each log page, in the order of the identifiers."""
-    sources = ROOT / "features"
-    lids = dict(LID.findall("".join(path.read_text() for path in (sources / "nvme").glob("*.h"))))
-    rows = [(lids[lid], name, short) for file in ("LogPages.cpp", "VelkoLogPages.cpp")
-            for lid, name, short in ROW.findall((sources / "nvme" / file).read_text())]
-    ocp = [name for _, name in OCP_NAME.findall((sources / "jobs/NvmeLogPage.h").read_text())]
-    return sorted([*rows, (lids["LID_OCP_SMART"], *ocp)])
+    return sorted(tables.log_pages())
 
 
 class Document(unittest.TestCase):

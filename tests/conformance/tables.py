@@ -21,6 +21,11 @@ def exit_statuses():
     return [(int(number), name) for number, name in (row.split("\t") for row in rows("exit"))]
 
 
+def log_pages():
+    """Identifier, name and short name of each log page."""
+    return [tuple(row.split("\t")) for row in rows("log")]
+
+
 def statuses():
     """Category, code and text of each predefined status, in the catalogue's order."""
     return [tuple(row.split("\t", 2)) for row in rows("status")]

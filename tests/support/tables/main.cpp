@@ -3,12 +3,17 @@
 //
 //     command ID NAME            a row of the catalogue; NAME is empty where it has no command line
 //     exit    NUMBER NAME        an exit status of the tool itself
+//     log     LID NAME SHORT a log page, with its names
 //     status  CATEGORY CODE TEXT a predefined status
 
 #include <cstdio>
 #include <vector>
 
 #include "CLI/velkossd/CommandCatalogue.h"
+#include "features/jobs/logs/LogPageNames.h"
+#include "features/nvme/LogPages.h"
+#include "features/nvme/Opcodes.h"
+#include "features/nvme/VelkoLogPages.h"
 #include "ostrel/interfaces/cli/cliframework/CommandSpec.h"
 #include "ostrel/interfaces/cli/cliframework/ErrorCode.h"
 
@@ -59,10 +64,22 @@ void printCommands() {
     for (const CommandSpec& command : commands) std::printf("command\t%d\t%s\n", command.id, command.name.c_str());
 }
 
+void printLogPages() {
+    const auto print = [](uint8_t lid, const char* name, const char* shortName) {
+        std::printf("log\t0x%02X\t%s\t%s\n", lid, name, shortName);
+    };
+    for (const auto* row = features::nvme::logPagesBegin(); row != features::nvme::logPagesEnd(); ++row)
+        print(row->lid, row->name, row->shortName);
+    for (const auto* row = features::nvme::velkoLogPagesBegin(); row != features::nvme::velkoLogPagesEnd(); ++row)
+        print(row->lid, row->name, row->shortName);
+    print(features::nvme::LID_OCP_SMART, features::jobs::OCP_SMART_NAME, features::jobs::OCP_SMART_SHORT_NAME);
+}
+
 }  // namespace
 
 int main() {
     printCommands();
+    printLogPages();
     for (int32_t number = 0; number < 256; ++number)
         if (const char* name = nameOf(static_cast<ErrorCode>(number))) std::printf("exit\t%d\t%s\n", number, name);
 #define STATUS(name, category, code, text) std::printf("status\t%d\t%d\t%s\n", category, code, text);
