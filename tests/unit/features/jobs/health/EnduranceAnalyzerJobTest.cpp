@@ -227,8 +227,9 @@ TEST_F(EnduranceAnalyzerJobTest, AFolderThatCannotBeMadeIsReported) {
     writeWholeFile(folder_ / "lib", "a file");
     FakeDrive drive;
     drive.expect(lookAtLog(0x02, 512).answers(smartLog()));
-    EXPECT_EQ(JobRun(job_, JOBTYPE_METHOD).on({&drive}),
-              statusAnswer("194", "Failed to create directory. Unable to open " + (folder_ / "lib: Not a directory"), "10"));
+    EXPECT_EQ(
+        JobRun(job_, JOBTYPE_METHOD).on({&drive}),
+        statusAnswer("194", "Failed to create directory. Unable to open " + (folder_ / "lib: Not a directory"), "10"));
 }
 
 TEST_F(EnduranceAnalyzerJobTest, WithoutASerialNumberNothingIsKept) {
