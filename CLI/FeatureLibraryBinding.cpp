@@ -128,7 +128,7 @@ bool FeatureLibraryBinding::openLibrary(const std::string& path) {
     TrustedFile file;
     const Status status = file.open(path, ostrel::core::SymbolicLink::FOLLOW);
     if (status.is(ostrel::core::CATEGORY_OS, ENOENT)) return false;
-    if (!status.is(0, 0)) {
+    if (failed(status)) {
         passOver(path, status.getMessage());
         return false;
     }
@@ -139,7 +139,7 @@ bool FeatureLibraryBinding::openLibrary(const std::string& path) {
     // By its real path and not by /proc/self/fd/N, where "$ORIGIN", dlerror() and dladdr() would name that. No user
     // who is not trusted can change a component of it, now that each was checked.
     auto connection = std::make_unique<ostrel::connections::dll::Connection>(file.realPath());
-    if (!connection->open(nullptr).is(0, 0)) {
+    if (failed(connection->open(nullptr))) {
         passOver(path, connection->getLoadError());
         return false;
     }

@@ -115,14 +115,14 @@ public:
         constexpr uint8_t WAIT = 5;
         switch (input_.byte() % 16) {
             case RESET_CONTROLLER:
-                REQUIRE(controller_->reset(ResetKind::CONTROLLER).is(0, 0));
+                REQUIRE(succeeded(controller_->reset(ResetKind::CONTROLLER)));
                 break;
             case RESET_SUBSYSTEM:
-                REQUIRE(controller_->reset(ResetKind::SUBSYSTEM).is(0, 0));
+                REQUIRE(succeeded(controller_->reset(ResetKind::SUBSYSTEM)));
                 break;
             case TAKE_EVENT: {
                 std::optional<CompletionEntry> completion;
-                REQUIRE(controller_->takeEvent(completion).is(0, 0));
+                REQUIRE(succeeded(controller_->takeEvent(completion)));
                 break;
             }
             case RECONNECT:
@@ -154,7 +154,7 @@ private:
         command.opcode = OPC_KEEP_ALIVE;
         std::vector<uint8_t> data;
         CompletionEntry completion;
-        REQUIRE(controller_->execute(command, data, completion).is(0, 0));
+        REQUIRE(succeeded(controller_->execute(command, data, completion)));
         observe();
     }
 
@@ -162,7 +162,7 @@ private:
         const SubmissionEntry command = takeCommand(input_);
         std::vector<uint8_t> data = takeData(input_);
         CompletionEntry completion;
-        REQUIRE(controller_->execute(command, data, completion).is(0, 0));
+        REQUIRE(succeeded(controller_->execute(command, data, completion)));
         if (completion.delivery != Delivery::COMPLETED) return;
         REQUIRE((completion.statusField & 0x9800) == 0);  // phase bit and reserved ones
         if (!completion.isSuccess()) {
@@ -178,7 +178,7 @@ private:
 
     /// Looks at the drive as another process would.
     void observe() {
-        REQUIRE(observed_.begin().is(0, 0));
+        REQUIRE(succeeded(observed_.begin()));
         checkState(observed_);
         checkLimits(observed_);
         checkFiles(observed_);

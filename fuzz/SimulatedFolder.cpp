@@ -31,8 +31,8 @@ const ScratchFolder& scratch() {
 }
 
 bool isFine(const Status& status) {
-    REQUIRE(status.is(0, 0) || (status.getCategory() == CATEGORY_OS && !status.getMessage().empty()));
-    return status.is(0, 0);
+    REQUIRE(succeeded(status) || (status.getCategory() == CATEGORY_OS && !status.getMessage().empty()));
+    return succeeded(status);
 }
 
 /// The checksum of the state file, written out here: the reader's own would hide its mistakes.
@@ -70,7 +70,7 @@ void checkDescription(const std::string& text) {
     }
     const std::string written = description.toText();
     Description again;
-    REQUIRE(Description::parse(written, again).is(0, 0));
+    REQUIRE(succeeded(Description::parse(written, again)));
     REQUIRE(again.toText() == written);
 }
 

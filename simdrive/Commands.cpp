@@ -51,7 +51,7 @@ std::set<std::string> takenSerials(const DriveStore& store, const std::vector<st
     for (const std::string& name : names) {
         DriveFolder::Identity identity;
         // A damaged drive has no serial number that it could share.
-        if (DriveFolder::readIdentity(store.pathOf(name), identity).is(0, 0)) {
+        if (succeeded(DriveFolder::readIdentity(store.pathOf(name), identity))) {
             taken.insert(identity.description.serialNumber);
         }
     }
@@ -89,7 +89,7 @@ Status newSerial(const CommandLine& line, uint64_t count, uint64_t number, std::
 Status checkFiles(const FileDescriptor& folder, const std::string& path) {
     std::vector<std::string> names;
     Status status = listOwnFolder(folder.get(), path, names);
-    if (!status.is(0, 0)) return status;
+    if (failed(status)) return status;
     for (const std::string& name : names) {
         struct stat info {};
         const bool isRegular =
@@ -220,8 +220,8 @@ Outcome create(const DriveStore& store, const CommandLine& line) {
     FileDescriptor lock;
     Status status = store.lock(lock);
     std::vector<std::string> existing;
-    if (status.is(0, 0)) status = store.list(existing);
-    if (!status.is(0, 0)) return Outcome::failed(status);
+    if (succeeded(status)) status = store.list(existing);
+    if (failed(status)) return Outcome::failed(status);
     std::set<std::string> taken = takenSerials(store, existing);
     std::vector<DriveStore::NewDrive> drives;
     for (const std::string& name : newNames(existing, line, count)) {
@@ -229,12 +229,12 @@ Outcome create(const DriveStore& store, const CommandLine& line) {
         status = newSerial(line, count, drives.size() + 1, taken, drive.description.serialNumber);
         // The bounds of size and serial number are those of the description.
         Description checked;
-        if (status.is(0, 0)) status = Description::parse(drive.description.toText(), checked);
-        if (!status.is(0, 0)) return Outcome::failed(status);
+        if (succeeded(status)) status = Description::parse(drive.description.toText(), checked);
+        if (failed(status)) return Outcome::failed(status);
         drives.push_back(drive);
     }
     status = store.create(drives, SystemClock());
-    if (!status.is(0, 0)) return Outcome::failed(status);
+    if (failed(status)) return Outcome::failed(status);
     return {0, line.has("json") ? jsonOfAll(store, drives) : madeText(drives), ""};
 }
 
@@ -242,12 +242,12 @@ Outcome list(const DriveStore& store, const CommandLine& line) {
     if (!line.names.empty()) return Outcome::misused("list takes no name.");
     std::vector<std::string> names;
     const Status listed = store.list(names);
-    if (!listed.is(0, 0)) return Outcome::failed(listed);  // none, or some, is not all
+    if (failed(listed)) return Outcome::failed(listed);  // none, or some, is not all
     std::vector<DriveRow> rows;
     int exitStatus = 0;
     for (const std::string& name : names) {
         rows.push_back(readRow(store, name));
-        if (!rows.back().status.is(0, 0)) exitStatus = EXIT_FAILED;  // a list with a hole is no whole one
+        if (failed(rows.back().status)) exitStatus = EXIT_FAILED;  // a list with a hole is no whole one
     }
     if (line.has("json")) return {exitStatus, jsonOf(rows), ""};
     return {exitStatus, rows.empty() ? "There are no simulated drives.\n" : tableOf(rows), ""};
@@ -260,18 +260,18 @@ Outcome remove(const DriveStore& store, const CommandLine& line) {
     Outcome outcome;
     for (const std::string& name : line.names) {
         std::string path;
-        if (status.is(0, 0)) status = findDrive(store, name, path);
-        if (!status.is(0, 0)) break;
+        if (succeeded(status)) status = findDrive(store, name, path);
+        if (failed(status)) break;
         FileDescriptor folder;
         status = openOwnFolder(path, FolderMode::TIGHTEN, folder);
-        if (status.is(0, 0)) status = checkFiles(folder, path);
+        if (succeeded(status)) status = checkFiles(folder, path);
         FileDescriptor served;
-        if (status.is(0, 0)) status = lockIfServed(folder, path, served);
+        if (succeeded(status)) status = lockIfServed(folder, path, served);
         if (isHeld(status)) status = refused(EBUSY, "The drive \"" + name + "\" is being served.");
-        if (status.is(0, 0)) status = store.remove(name);
-        if (status.is(0, 0)) outcome.out += "Removed " + name + "\n";
+        if (succeeded(status)) status = store.remove(name);
+        if (succeeded(status)) outcome.out += "Removed " + name + "\n";
     }
-    if (!status.is(0, 0)) {
+    if (failed(status)) {
         outcome.status = EXIT_FAILED;
         outcome.error = status.getMessage();
     }
@@ -283,9 +283,9 @@ Outcome snapshot(const DriveStore& store, const CommandLine& line) {
     FileDescriptor lock;
     std::string path;
     Status status = store.lock(lock);
-    if (status.is(0, 0)) status = findDrive(store, line.names[0], path);
-    if (status.is(0, 0)) status = store.snapshot(line.names[0]);
-    return status.is(0, 0) ? Outcome{0, "Kept " + line.names[0] + " as it is\n", ""} : Outcome::failed(status);
+    if (succeeded(status)) status = findDrive(store, line.names[0], path);
+    if (succeeded(status)) status = store.snapshot(line.names[0]);
+    return succeeded(status) ? Outcome{0, "Kept " + line.names[0] + " as it is\n", ""} : Outcome::failed(status);
 }
 
 Outcome reset(const DriveStore& store, const CommandLine& line) {
@@ -294,40 +294,40 @@ Outcome reset(const DriveStore& store, const CommandLine& line) {
     FileDescriptor lock;
     std::string path;
     Status status = store.lock(lock);
-    if (status.is(0, 0)) status = findDrive(store, name, path);
+    if (succeeded(status)) status = findDrive(store, name, path);
     FileDescriptor folder;
-    if (status.is(0, 0)) status = openOwnFolder(path, FolderMode::TIGHTEN, folder);
-    if (status.is(0, 0)) status = checkFiles(folder, path);
+    if (succeeded(status)) status = openOwnFolder(path, FolderMode::TIGHTEN, folder);
+    if (succeeded(status)) status = checkFiles(folder, path);
     FileDescriptor served;
-    if (status.is(0, 0)) status = lockIfServed(folder, path, served);
+    if (succeeded(status)) status = lockIfServed(folder, path, served);
     if (isHeld(status)) status = refused(EBUSY, "The drive \"" + name + "\" is being served.");
-    if (status.is(0, 0)) status = store.reset(name);
-    return status.is(0, 0) ? Outcome{0, "Reset " + name + " to its snapshot\n", ""} : Outcome::failed(status);
+    if (succeeded(status)) status = store.reset(name);
+    return succeeded(status) ? Outcome{0, "Reset " + name + " to its snapshot\n", ""} : Outcome::failed(status);
 }
 
 Outcome fault(const DriveStore& store, const CommandLine& line) {
     if (line.names.empty()) return Outcome::misused("fault needs the name of a drive.");
     std::vector<Fault> faults;
     Status status = faultsToSet(line, faults);
-    if (status.is(0, 0) && line.names.size() > 1) status = faultsToClear(line, faults);
-    if (!status.is(0, 0)) return Outcome::misused(status.getMessage());
+    if (succeeded(status) && line.names.size() > 1) status = faultsToClear(line, faults);
+    if (failed(status)) return Outcome::misused(status.getMessage());
     FileDescriptor lock;
     std::string path;
     std::string text;
     Description description;
     status = store.lock(lock);
-    if (status.is(0, 0)) status = findDrive(store, line.names[0], path);
+    if (succeeded(status)) status = findDrive(store, line.names[0], path);
     FileDescriptor folder;
-    if (status.is(0, 0)) status = openOwnFolder(path, FolderMode::TIGHTEN, folder);
-    if (status.is(0, 0)) status = DriveFolder::readDescription(folder.get(), path, text);
+    if (succeeded(status)) status = openOwnFolder(path, FolderMode::TIGHTEN, folder);
+    if (succeeded(status)) status = DriveFolder::readDescription(folder.get(), path, text);
     path += std::string("/") + FILE_DESCRIPTION;
     for (const Fault& each : faults) text = withFault(text, each);
-    if (status.is(0, 0)) status = Description::parse(text, description);
-    if (status.is(0, 0) && !faults.empty()) status = writeFileAtomically(path, text);
-    if (!status.is(0, 0)) return Outcome::failed(status);
+    if (succeeded(status)) status = Description::parse(text, description);
+    if (succeeded(status) && !faults.empty()) status = writeFileAtomically(path, text);
+    if (failed(status)) return Outcome::failed(status);
     if (!line.has("json")) return {0, faultList(description), ""};
     const DriveRow row = readRow(store, line.names[0]);
-    return {row.status.is(0, 0) ? 0 : EXIT_FAILED, jsonOf(row) + "\n", ""};
+    return {succeeded(row.status) ? 0 : EXIT_FAILED, jsonOf(row) + "\n", ""};
 }
 
 }  // namespace simdrive

@@ -79,7 +79,7 @@ std::string jsonOf(const DriveRow& row) {
     // The tool looks into one folder alone, so no path leads to a drive in another.
     const std::string path = row.isListedByTool ? ", \"path\": " + jsonText(controllerNode(row.folder)) : std::string();
     std::string text = "{\"name\": " + jsonText(row.name) + ", \"folder\": " + jsonText(row.folder) + path;
-    if (!row.status.is(0, 0)) return text + ", \"error\": " + jsonText(row.status.getMessage()) + "}";
+    if (failed(row.status)) return text + ", \"error\": " + jsonText(row.status.getMessage()) + "}";
     const Description& drive = row.identity.description;
     text += ", \"model\": " + jsonText(modelText(drive.model)) +
             ", \"modelNumber\": " + jsonText(drive.shownModelNumber()) +
@@ -105,7 +105,7 @@ std::string tableOf(const std::vector<DriveRow>& rows) {
     std::vector<std::vector<std::string>> cells = {{"NAME", "MODEL", "SIZE", "SERIAL NUMBER", "FIRMWARE", "FAULTS"}};
     for (const DriveRow& row : rows) {
         const Description& drive = row.identity.description;
-        if (row.status.is(0, 0)) {
+        if (succeeded(row.status)) {
             cells.push_back({row.name, modelText(drive.model), sizeText(drive.sizeBytes), drive.serialNumber,
                              row.identity.firmware, joinedKeys(faultsOf(drive))});
         } else {

@@ -87,11 +87,11 @@ struct Drive {
     Status listen(tcp::Target& target, const std::string& address, const Ports& ports, bool wantsSecondPort) {
         Description description;
         Status status = first.describe(description);
-        if (status.is(0, 0) && wantsSecondPort && !description.hasTwoControllers) {
+        if (succeeded(status) && wantsSecondPort && !description.hasTwoControllers) {
             return Status(ostrel::core::CATEGORY_OS, EINVAL, "--second-port is for a drive with two controllers.");
         }
-        if (status.is(0, 0)) status = target.listen(first, address, ports.first);
-        if (status.is(0, 0) && description.hasTwoControllers) status = target.listen(second, address, ports.second);
+        if (succeeded(status)) status = target.listen(first, address, ports.first);
+        if (succeeded(status) && description.hasTwoControllers) status = target.listen(second, address, ports.second);
         return status;
     }
 
@@ -104,11 +104,11 @@ Status readSecrets(const CommandLine& line, std::optional<auth::Requirement>& re
     if (!line.has("dhchap-secret-file")) return Status();
     auth::Requirement read;
     Status status = auth::Secret::read(line.option("dhchap-secret-file", ""), read.host);
-    if (!status.is(0, 0)) return status;
+    if (failed(status)) return status;
     if (line.has("dhchap-ctrl-secret-file")) {
         status = auth::Secret::read(line.option("dhchap-ctrl-secret-file", ""), read.controller.emplace());
     }
-    if (status.is(0, 0)) requirement = std::move(read);
+    if (succeeded(status)) requirement = std::move(read);
     return status;
 }
 
@@ -126,16 +126,16 @@ Outcome serve(const DriveStore& store, const CommandLine& line) {
     std::string path;
     std::optional<auth::Requirement> requirement;
     Status status = readSecrets(line, requirement);
-    if (status.is(0, 0)) status = findDrive(store, line.names[0], path);
-    if (!status.is(0, 0)) return Outcome::failed(status);
+    if (succeeded(status)) status = findDrive(store, line.names[0], path);
+    if (failed(status)) return Outcome::failed(status);
     FileDescriptor begin;  // no removal looks at the drive and then removes it from under this
     status = store.lock(begin);
     FileDescriptor folder;
-    if (status.is(0, 0)) status = openOwnFolder(path, FolderMode::TIGHTEN, folder);
+    if (succeeded(status)) status = openOwnFolder(path, FolderMode::TIGHTEN, folder);
     FileDescriptor served;
-    if (status.is(0, 0)) status = lockServed(folder, path, served);
+    if (succeeded(status)) status = lockServed(folder, path, served);
     if (isHeld(status)) return Outcome::failed("The drive \"" + line.names[0] + "\" is served already.");
-    if (!status.is(0, 0)) return Outcome::failed(status);
+    if (failed(status)) return Outcome::failed(status);
     begin = FileDescriptor();
     const FileDescriptor stop = stopSignals();
     if (!stop.isOpen()) return Outcome::failed(std::string("signalfd: ") + std::strerror(errno) + ".");
@@ -144,7 +144,7 @@ Outcome serve(const DriveStore& store, const CommandLine& line) {
     Drive drive(path, clock);
     tcp::Target target(requirement ? &*requirement : nullptr);
     status = drive.listen(target, address, ports, line.has("second-port"));
-    if (!status.is(0, 0)) return Outcome::failed(status);
+    if (failed(status)) return Outcome::failed(status);
     if (!requirement && !isLoopback(address)) {
         (void)ostrel::core::writeFully(STDERR_FILENO,
                                        "nimbrel-simdrive: " + address + " is no loopback address: other machines can " +
@@ -156,7 +156,7 @@ Outcome serve(const DriveStore& store, const CommandLine& line) {
     if (unsaid != 0)
         return Outcome::failed(std::string("Cannot write to standard output: ") + std::strerror(unsaid) + ".");
     status = target.run(stop.get());
-    return status.is(0, 0) ? Outcome() : Outcome::failed(status);
+    return succeeded(status) ? Outcome() : Outcome::failed(status);
 }
 
 }  // namespace simdrive

@@ -40,14 +40,14 @@ Status chooseStore(const CommandLine& line, bool mayMake, DriveStore& store) {
     }
     std::string path;
     Status status = absolutePath(line.option("folder", ""), path);
-    if (!status.is(0, 0)) return status;
+    if (failed(status)) return status;
     store = DriveStore(path);
     FileDescriptor folder;
     status = openOwnFolder(path, FolderMode::KEEP, folder);
     if (status.is(CATEGORY_OS, ENOENT) && mayMake) return Status();
     std::vector<std::string> names;
-    if (status.is(0, 0)) status = listOwnFolder(folder.get(), path, names);
-    if (!status.is(0, 0)) return status;
+    if (succeeded(status)) status = listOwnFolder(folder.get(), path, names);
+    if (failed(status)) return status;
     if (names.empty() || std::find(names.begin(), names.end(), STORE_LOCK) != names.end()) return status;
     return Status(CATEGORY_OS, ENOTEMPTY, path + " holds something else: simulated drives take a folder of their own.");
 }

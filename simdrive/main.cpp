@@ -115,7 +115,7 @@ Outcome runTool(const std::vector<std::string>& words) {
     if (line.option("folder", ".").empty()) return Outcome::misused("--folder needs a path.");
     DriveStore store;
     const ostrel::core::Status status = simdrive::chooseStore(line, command->makesDrives, store);
-    return status.is(0, 0) ? command->run(store, line) : Outcome::failed(status);
+    return succeeded(status) ? command->run(store, line) : Outcome::failed(status);
 }
 
 /// Writes what the command says; returns the exit status.

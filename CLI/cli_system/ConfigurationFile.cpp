@@ -112,8 +112,8 @@ std::unique_ptr<ErrorResult> readConfigText(const std::string& path, std::string
         return failure(framework::ERRORCODE_FILE_NOT_WRITTEN,
                        "Configuration file can be changed by other users: ", path);
     }
-    if (status.is(0, 0)) status = readFile(file.descriptor(), path, text);
-    return status.is(0, 0) ? nullptr : notCreated(path);
+    if (succeeded(status)) status = readFile(file.descriptor(), path, text);
+    return succeeded(status) ? nullptr : notCreated(path);
 }
 
 std::unique_ptr<AttributeList> parseConfigText(const std::string& text) {
@@ -134,7 +134,7 @@ bool writeConfigFile(const AttributeList& settings, const std::string& path) {
     root->attributes[ostrel::core::xml::KEY_NAME] = SETTINGS_TITLE;
     const std::string text = root->toXmlString();
     // Not every value survives the way through the file: what the next run would refuse is not written in this one.
-    return parseValidSettings(text) != nullptr && ostrel::core::writeFileAtomically(path, text).is(0, 0);
+    return parseValidSettings(text) != nullptr && succeeded(ostrel::core::writeFileAtomically(path, text));
 }
 
 }  // namespace cli::system

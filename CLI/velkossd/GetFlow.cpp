@@ -20,7 +20,7 @@ using ostrel::interfaces::ostreli::JOBTYPE_GET_PROPERTIES;
 
 template <Attribute (*attribute)()>
 bool suits(std::string_view value) {
-    return attribute().fromText(std::string(value)).is(0, 0);
+    return succeeded(attribute().fromText(std::string(value)));
 }
 
 constexpr char INVALID_VALUE[] = "Invalid %s given %s";

@@ -69,9 +69,9 @@ Target makeTarget(const XmlObject& output, const std::string& destination, const
 bool writeFile(const std::string& path, const Fill& fill) {
     UserFile file;
     Status status = file.open(path);
-    if (status.is(0, 0)) status = fill(file);
-    if (status.is(0, 0)) status = file.finish();
-    if (status.is(0, 0)) return true;
+    if (succeeded(status)) status = fill(file);
+    if (succeeded(status)) status = file.finish();
+    if (succeeded(status)) return true;
     // The result's own words have no room for the reason.
     std::clog << status.getMessage() << std::endl;
     return false;
@@ -92,7 +92,7 @@ Status writeHex(UserFile& file, std::string_view digits) {
         const ostrel::core::Payload bytes = ostrel::core::hexToBytes(piece, "");
         if (bytes.getSize() != piece.size() / 2) return ostrel::core::statuses::mallocFailed();
         const Status status = file.write({reinterpret_cast<const char*>(bytes.getData()), bytes.getSize()});
-        if (!status.is(0, 0)) return status;
+        if (failed(status)) return status;
     }
     return Status();
 }

@@ -37,7 +37,7 @@ FlowResult sendProperty(FlowContext& context, const CommandAction& action, const
                         Attribute attribute, const std::string& value) {
     const std::string key = attribute.getName();
     const auto request = Job::createRequest(std::string(action.job), JOBTYPE_SET_PROPERTY, true, device);
-    if (!attribute.fromText(value).is(0, 0))
+    if (failed(attribute.fromText(value)))
         return makeError(framework::ERRORCODE_INVALID_VALUE, "Invalid value given for " + key);
     Job::addRequestedGetProperty(*request, attribute);
 

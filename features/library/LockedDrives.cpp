@@ -28,7 +28,7 @@ Status LockedDrives::add(const std::shared_ptr<Device>& device) {
     devices_.reserve(devices_.size() + 1);
     CommandResult result;
     device->sendCommand(HostCommand(HostRequest::LOCK_DRIVE), result);
-    if (result.status.is(0, 0)) {
+    if (succeeded(result.status)) {
         devices_.push_back(device);
         return Status();
     }

@@ -71,7 +71,7 @@ Status outcomeOfHealthScan(const xml::XmlObject& output, const Status& otherwise
 /// output that is dumped has a name, and a status in it would replace its payload: the scan's has its own output.
 Status reportScanErrors(const Status& status, xml::XmlObject& output, const LookErrors& errors) {
     const Status incomplete = withDetails(statuses::systemRescanFailed(), notSeen(errors));
-    if (output.objects.empty()) return status.is(0, 0) ? incomplete : withDetails(status, notSeen(errors));
+    if (output.objects.empty()) return succeeded(status) ? incomplete : withDetails(status, notSeen(errors));
     xml::XmlObject* first = output.objects.front().get();
     if (!first->getAttribute(xml::KEY_NAME).empty()) {
         output.objects.push_back(std::make_unique<xml::XmlObject>());
@@ -157,12 +157,12 @@ Status RequestHandler::run(xml::XmlObject& request, const std::shared_ptr<xml::X
         manager_.scan();
         for (const auto& source : sources_) selection.scanErrors.add(source->scanErrors());
         status = selectDevices(request, devices, selection);
-        if (status.is(0, 0)) status = checkSelection(selection);
-        if (!status.is(0, 0)) return status;
+        if (succeeded(status)) status = checkSelection(selection);
+        if (failed(status)) return status;
     }
     LockedDrives locks;
     if (selection.changes) status = lockDrives(devices, locks);
-    if (!status.is(0, 0)) return status;
+    if (failed(status)) return status;
     job->setInput(request);
     job->setDevices(devices);
     status = job->run(output);
@@ -186,7 +186,7 @@ Status RequestHandler::selectDevices(const xml::XmlObject& request, Devices& dev
                 const std::string key = selector->getAttribute(xml::KEY_NAME);
                 if (key == xml::NAME_INDEX) selection.hasIndex = true;
                 const Status status = selectDevice(key, selector->getAttribute(xml::KEY_VALUE), devices, selection);
-                if (!status.is(0, 0)) return status;
+                if (failed(status)) return status;
             }
         }
     }
@@ -206,7 +206,7 @@ Status RequestHandler::selectDevice(const std::string& key, const std::string& v
     } else {
         status = deviceNamed(key, value, selection.changes, device);
     }
-    if (!status.is(0, 0)) return status;
+    if (failed(status)) return status;
     // A drive that is not known, and one that could not be seen, differ.
     if (device == nullptr)
         return errors.isEmpty() ? unknownDrive(key) : withDetails(unknownDrive(key), notSeen(errors));
@@ -255,7 +255,7 @@ Status RequestHandler::lockDrives(const Devices& devices, LockedDrives& locks) c
     for (const auto& device : devices) {
         if (locked.count(pathOf(device)) != 0) continue;
         const Status status = locks.add(device);
-        if (!status.is(0, 0)) return status;
+        if (failed(status)) return status;
         if (devices.size() == 1) break;
         for (const std::string& controller : controllersOfDrive(pathOf(device))) locked.insert(controller);
     }

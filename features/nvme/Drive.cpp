@@ -78,7 +78,7 @@ Status Drive::send(const NvmeCommand& command, Answer& answer, const Payload& to
     CommandResult result;
     lastCompletion_ = Completion();
     device_.sendCommand(command, result, toController);
-    if (!result.status.is(0, 0)) return result.status;
+    if (failed(result.status)) return result.status;
     const auto* completion = dynamic_cast<const Completion*>(result.protocolResult.get());
     if (completion == nullptr) return noData(command);
     answer.completion = lastCompletion_ = *completion;
@@ -112,14 +112,14 @@ Status Drive::identify(uint8_t cns, uint32_t nsid, uint16_t controllerId, Payloa
     command.dataLength = IDENTIFY_BYTES;
     Answer answer;
     Status status = send(command, answer);
-    if (status.is(0, 0)) data = answer.data;
+    if (succeeded(status)) data = answer.data;
     return status;
 }
 
 Status Drive::identifyController(const uint8_t*& data) {
     if (identifyController_.getSize() == 0) {
         const Status status = identify(CNS_CONTROLLER, 0, 0, identifyController_);
-        if (!status.is(0, 0)) return status;
+        if (failed(status)) return status;
     }
     data = identifyController_.getData();
     return Status();
@@ -129,14 +129,14 @@ Status Drive::supportedLogs(const Payload*& list) {
     if (!supportedLogs_) {
         const uint8_t* identify = nullptr;
         Status status = identifyController(identify);
-        if (!status.is(0, 0)) return status;
+        if (failed(status)) return status;
         Payload data;
         LogPageRequest request;
         request.lid = LID_SUPPORTED_LOGS;
         request.retainEvent = true;
         if (ControllerCapabilities(identify).supportsSupportedLogs())
             status = readLogPage(request, SUPPORTED_LOGS_BYTES, data);
-        if (!status.is(0, 0) && lastCompletion_.isSuccess()) return status;  // a transport error
+        if (failed(status) && lastCompletion_.isSuccess()) return status;  // a transport error
         supportedLogs_ = data;
     }
     list = supportedLogs_->getSize() == 0 ? nullptr : &*supportedLogs_;
@@ -161,7 +161,7 @@ Status Drive::maxTransferBytes(uint32_t& bytes) {
     if (maxTransferBytes_ == 0) {
         const uint8_t* identify = nullptr;
         const Status status = identifyController(identify);
-        if (!status.is(0, 0)) return status;
+        if (failed(status)) return status;
         const unsigned mdts = ControllerCapabilities(identify).mdts;
         maxTransferBytes_ = mdts == 0                                   ? UNLIMITED_TRANSFER_BYTES
                             : mdts >= 32                                ? MOST_TRANSFER_BYTES
@@ -196,7 +196,7 @@ Status Drive::readLogPage(const LogPageRequest& request, uint64_t length, Payloa
         done += bytes;
         return Status();
     });
-    if (status.is(0, 0)) data = whole;
+    if (succeeded(status)) data = whole;
     return status;
 }
 
@@ -206,7 +206,7 @@ Status Drive::readLogPieces(const LogPageRequest& request, uint64_t length, cons
         return statuses::requestOutOfBounds();
     LogPieces pieces;
     Status status = logPieces(request, length, pieces);
-    for (uint64_t done = 0; status.is(0, 0) && done < length;) {
+    for (uint64_t done = 0; succeeded(status) && done < length;) {
         Answer answer;
         uint32_t bytes = 0;
         status = sendHalvingPieces(pieces.bytes, [&](uint32_t most) {
@@ -215,7 +215,7 @@ Status Drive::readLogPieces(const LogPageRequest& request, uint64_t length, cons
             const uint8_t lsp = done == 0 ? request.lsp : request.lspOfFurtherPieces;
             return send(logPageCommand(request, lsp, request.offset + done, bytes), answer);
         });
-        if (status.is(0, 0)) status = take(answer.data, bytes);
+        if (succeeded(status)) status = take(answer.data, bytes);
         done += bytes;
     }
     return status;
@@ -227,8 +227,8 @@ Status Drive::logPieces(const LogPageRequest& request, uint64_t length, LogPiece
     if (request.offset == 0 && length <= PAGE_BYTES) return Status();
     const uint8_t* identify = nullptr;
     Status status = identifyController(identify);
-    if (status.is(0, 0)) status = maxTransferBytes(pieces.bytes);
-    if (!status.is(0, 0)) return status;
+    if (succeeded(status)) status = maxTransferBytes(pieces.bytes);
+    if (failed(status)) return status;
     if (ControllerCapabilities(identify).supportsExtendedLogData()) return Status();
     pieces = {std::min(pieces.bytes, MOST_PLAIN_LOG_BYTES), false};
     return request.offset == 0 ? Status() : noExtendedData();

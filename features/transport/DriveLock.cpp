@@ -79,7 +79,7 @@ Status DriveLock::acquire(const std::string& drive) {
     const std::lock_guard<std::mutex> guard(mutex_);
     if (holders_ == 0) {
         const Status status = lockFile(fileName(drive));
-        if (!status.is(0, 0)) return status;
+        if (failed(status)) return status;
     }
     ++holders_;
     return Status();
@@ -97,7 +97,7 @@ Status DriveLock::lockFile(const std::string& name) {
     const std::string path = folder_ + "/" + name;
     FileDescriptor file;
     Status status = openFile(path, name, file);
-    if (!status.is(0, 0)) return status;
+    if (failed(status)) return status;
     while (::flock(file.get(), LOCK_EX | LOCK_NB) != 0) {
         const int error = errno;
         if (error == EINTR) continue;
@@ -122,7 +122,7 @@ Status DriveLock::openFolder(FileDescriptor& folder) const {
 Status DriveLock::openFile(const std::string& path, const std::string& name, FileDescriptor& file) const {
     FileDescriptor folder;
     const Status status = openFolder(folder);
-    if (!status.is(0, 0)) return status;
+    if (failed(status)) return status;
     file = FileDescriptor(::openat(folder.get(), name.c_str(), O_RDWR | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC,
                                    S_IRUSR | S_IWUSR));
     return file.isOpen() ? checkOwner(file, S_IFREG, path) : cannotLock(errno, path);

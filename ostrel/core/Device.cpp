@@ -17,7 +17,7 @@ namespace ostrel::core {
 namespace {
 
 void keepFirstFailure(Status& kept, const Status& status) {
-    if (kept.is(0, 0)) kept = status;
+    if (succeeded(kept)) kept = status;
 }
 
 }  // namespace

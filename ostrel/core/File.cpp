@@ -63,7 +63,7 @@ std::unique_ptr<ptree> readTree(const std::string& path, Parse parse) {
     try {
         std::string text;
         const Status status = readFile(path, SymbolicLink::FOLLOW, text);
-        if (!status.is(0, 0)) throw std::runtime_error(status.getMessage());
+        if (failed(status)) throw std::runtime_error(status.getMessage());
         auto tree = std::make_unique<ptree>();
         parse(text, *tree);
         return tree;

@@ -48,4 +48,12 @@ private:
     uint32_t category_ = CATEGORY_CORE;
 };
 
+/// Whether a status is 0/0. Of the two, failed() is also true for a command that is still under way.
+inline bool succeeded(const Status& status) {
+    return status.is(CATEGORY_CORE, 0);
+}
+inline bool failed(const Status& status) {
+    return !succeeded(status);
+}
+
 }  // namespace ostrel::core

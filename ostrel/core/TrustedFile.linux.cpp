@@ -76,13 +76,13 @@ Status TrustedFile::walk(Kind kind) {
     descriptor_ = FileDescriptor(::open("/", FOLDER_FLAGS));
     if (!descriptor_.isOpen()) return systemError("/", errno);
     Status status = check(Kind::FOLDER, realPath_.size() == 1, "/");
-    for (size_t begin = 1; status.is(0, 0) && begin < realPath_.size();) {
+    for (size_t begin = 1; succeeded(status) && begin < realPath_.size();) {
         const size_t end = std::min(realPath_.find('/', begin), realPath_.size());
         const bool isLast = end == realPath_.size();
         const Kind kindHere = isLast ? kind : Kind::FOLDER;
         const std::string place = realPath_.substr(0, end);
         status = step(realPath_.substr(begin, end - begin), kindHere, place);
-        if (status.is(0, 0)) status = check(kindHere, isLast, place);
+        if (succeeded(status)) status = check(kindHere, isLast, place);
         begin = end + 1;
     }
     return status;

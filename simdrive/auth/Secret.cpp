@@ -91,7 +91,7 @@ Status Secret::read(const std::string& path, Secret& secret) {
     const FileDescriptor file(::open(path.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
     if (!file.isOpen()) return ofPath(errno, path, std::strerror(errno) + std::string("."));
     Status status = checkFile(file.get(), path);
-    if (!status.is(0, 0)) return status;
+    if (failed(status)) return status;
     char text[MAX_FILE_BYTES];
     ssize_t count = 0;
     do {
@@ -101,7 +101,7 @@ Status Secret::read(const std::string& path, Secret& secret) {
     std::string line(text, static_cast<size_t>(count));
     if (!line.empty() && line.back() == '\n') line.pop_back();
     status = parse(line, secret);
-    return status.is(0, 0) ? status : ofPath(EINVAL, path, status.getMessage());
+    return succeeded(status) ? status : ofPath(EINVAL, path, status.getMessage());
 }
 
 Bytes Secret::keyOf(const std::string& nqn) const {

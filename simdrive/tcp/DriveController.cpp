@@ -65,7 +65,7 @@ Reply DriveController::execute(const Capsule& capsule, bool isAdmin, std::vector
                                   capsule.cdw(13), capsule.cdw(14),  capsule.cdw(15)};
     CompletionEntry completion;
     const Status status = drive_.execute(command, data, completion);
-    if (!status.is(0, 0)) {
+    if (failed(status)) {
         complain(status);
         return Reply::refusal(SCT_GENERIC, SC_INTERNAL_ERROR);
     }
@@ -79,7 +79,7 @@ void DriveController::resetController() {
     // The end of an association, which may be one without memory, must not be that of the target.
     try {
         const Status status = drive_.reset(ResetKind::CONTROLLER);
-        if (!status.is(0, 0)) complain(status);
+        if (failed(status)) complain(status);
     } catch (const std::bad_alloc&) {
         (void)std::fputs("nimbrel-simdrive: Out of memory: the drive was not reset.\n", stderr);
     }
@@ -87,7 +87,7 @@ void DriveController::resetController() {
 
 bool DriveController::resetSubsystem() {
     const Status status = drive_.reset(ResetKind::SUBSYSTEM);
-    if (!status.is(0, 0)) complain(status);
+    if (failed(status)) complain(status);
     return true;
 }
 
@@ -111,7 +111,7 @@ void DriveController::reportEvents() {
     std::optional<CompletionEntry> event;
     do {
         const Status status = drive_.takeEvent(event);
-        if (!status.is(0, 0)) {
+        if (failed(status)) {
             complain(status);
             return;
         }
@@ -122,8 +122,8 @@ void DriveController::reportEvents() {
 bool isThere(features::simulator::Controller& drive) {
     features::simulator::Description description;
     const Status status = drive.describe(description);
-    if (!status.is(0, 0)) complain(status);
-    return status.is(0, 0) && !description.faults.isGone;
+    if (failed(status)) complain(status);
+    return succeeded(status) && !description.faults.isGone;
 }
 
 Status identifyDrive(features::simulator::Controller& drive, std::vector<uint8_t>& identify) {
@@ -132,10 +132,10 @@ Status identifyDrive(features::simulator::Controller& drive, std::vector<uint8_t
     command.cdw10 = CNS_CONTROLLER;
     CompletionEntry completion;
     Status status = drive.execute(command, identify, completion);
-    if (status.is(0, 0) && (!completion.isSuccess() || completion.delivery != Delivery::COMPLETED)) {
+    if (succeeded(status) && (!completion.isSuccess() || completion.delivery != Delivery::COMPLETED)) {
         status = Status(ostrel::core::CATEGORY_OS, EIO, "The drive does not answer Identify.");
     }
-    if (status.is(0, 0)) putFabricsIdentity(identify);
+    if (succeeded(status)) putFabricsIdentity(identify);
     return status;
 }
 

@@ -123,7 +123,7 @@ uint16_t portOf(int descriptor, bool isIpv6) {
 Status Target::listen(features::simulator::Controller& drive, const std::string& address, uint16_t port) {
     std::vector<uint8_t> identify;
     Status status = identifyDrive(drive, identify);
-    if (!status.is(0, 0)) return status;
+    if (failed(status)) return status;
     const auto* subsystem = reinterpret_cast<const char*>(identify.data() + 768);
     addrinfo hints{};
     hints.ai_flags = AI_NUMERICHOST | AI_NUMERICSERV | AI_PASSIVE;

@@ -38,7 +38,7 @@ Status DriveJob::getProperties(const std::shared_ptr<xml::XmlObject>& output) {
     const auto requested = getRequestedGetProperties(*getInput());
     // The status of a get is dropped by the interpreter: a bad argument has to be reported inside the output.
     const Status request = checkRequest(arguments());
-    if (!request.is(0, 0)) {
+    if (failed(request)) {
         auto refusal = XmlConverter::statusToXml(request);
         refusal->attributes[xml::KEY_NAME] = title_;
         output->objects.push_back(outputObject());
@@ -51,7 +51,7 @@ Status DriveJob::getProperties(const std::shared_ptr<xml::XmlObject>& output) {
 
 Status DriveJob::runMethod(const std::shared_ptr<xml::XmlObject>& output) {
     const Status request = checkRequest(arguments());
-    if (!request.is(0, 0)) return request;
+    if (failed(request)) return request;
     runOnDrives(*output, nullptr, 1, &DriveJob::actOnDrive);
     return Status();
 }
@@ -60,7 +60,7 @@ Status DriveJob::setProperty(const AttributeList& requested) {
     nvme::Drive drive(*getDevices().front());
     Status status = setOnDrive(drive, requested.begin()->second);
     // The tool reports the success in its own words.
-    if (status.is(0, 0) && status.getMessage() == Status().getMessage()) status.setMessage("");
+    if (succeeded(status) && status.getMessage() == Status().getMessage()) status.setMessage("");
     return status;
 }
 
@@ -85,7 +85,7 @@ void DriveJob::runOnDrives(xml::XmlObject& output, const AttributeList* requeste
         nvme::Drive drive(*devices[i]);
         outputs[i] = std::make_unique<DriveOutput>(names[i], requested, devices[i].get());
         const Status status = (this->*operation)(drive, arguments(), *outputs[i]);
-        if (!status.is(0, 0)) outputs[i]->addStatus(title_, status);
+        if (failed(status)) outputs[i]->addStatus(title_, status);
     });
     auto object = outputObject();
     for (const auto& drive : outputs) append(*object, *drive);

@@ -26,8 +26,8 @@ public:
         bytes_ = 0;
         digits_.clear();
         Status status = empty_.check(log_.driveName, bytes);
-        if (status.is(0, 0)) status = checkPayload(log_, bytes, earlierBytes_);
-        if (!status.is(0, 0)) return status;
+        if (succeeded(status)) status = checkPayload(log_, bytes, earlierBytes_);
+        if (failed(status)) return status;
         digits_.reserve(bytes * 2);
         return Status();
     }
@@ -65,7 +65,7 @@ Status namingDrive(const Status& status, const nvme::Drive& drive) {
 
 Status DumpJob::runMethod(const std::shared_ptr<xml::XmlObject>& output) {
     Status status = checkRequest(arguments());
-    if (!status.is(0, 0)) return status;
+    if (failed(status)) return status;
     const auto& devices = getDevices();
     const std::vector<std::string> names = driveNames();
     uint64_t bytes = 0;
@@ -73,13 +73,13 @@ Status DumpJob::runMethod(const std::shared_ptr<xml::XmlObject>& output) {
         nvme::Drive drive(*devices[i]);
         HexSink log(NamedLog(drive, logId(arguments())), bytes, empty_);
         status = dumpDrive(drive, arguments(), log);
-        if (!status.is(0, 0) && isOneDriveNamed()) return status;
-        if (status.is(0, 0) && !log.hasBegun()) continue;
+        if (failed(status) && isOneDriveNamed()) return status;
+        if (succeeded(status) && !log.hasBegun()) continue;
         auto object = std::make_unique<xml::XmlObject>();
         object->attributes[xml::KEY_CATEGORY] = xml::CATEGORY_OUTPUT;
         object->attributes[xml::KEY_NAME] = title();
         object->attributes[xml::KEY_KEY] = names[i];
-        if (status.is(0, 0)) {
+        if (succeeded(status)) {
             bytes += log.bytes();
             object->properties.push_back(log.takePayload());
         } else {

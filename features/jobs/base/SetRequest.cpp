@@ -18,8 +18,8 @@ namespace {
 Status readBoolean(const Arguments& sent, const std::string& key, uint32_t& value) {
     std::optional<bool> flag;
     Status status = sent.boolean(key, flag);
-    if (status.is(0, 0) && !flag) status = statuses::propertyWithoutValue();
-    if (status.is(0, 0)) value = *flag ? 1 : 0;
+    if (succeeded(status) && !flag) status = statuses::propertyWithoutValue();
+    if (succeeded(status)) value = *flag ? 1 : 0;
     return status;
 }
 
@@ -58,7 +58,7 @@ Status readValue(const Arguments& sent, const SettableProperty& property, uint32
     if (attribute.getType() == typeBoolean()) return readBoolean(sent, key, value);
     std::optional<uint64_t> number;
     const Status status = sent.number(key, property.most, number);
-    if (!status.is(0, 0) || number.value_or(0) < property.least || !number) {
+    if (failed(status) || number.value_or(0) < property.least || !number) {
         return withDetails(property.refusal(), key + " must be a number from " + std::to_string(property.least) +
                                                    " to " + std::to_string(property.most) + ", not '" + sent.text(key) +
                                                    "'" + asHexadecimal(sent.text(key)) + ".");

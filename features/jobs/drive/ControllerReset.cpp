@@ -25,14 +25,14 @@ Status resetController(nvme::Drive& drive) {
     if (status.is(unsupported.getCategory(), unsupported.getCode())) return status;
     drive.forgetIdentify();
     const uint8_t* identify = nullptr;
-    if (status.is(0, 0)) status = drive.identifyController(identify);
-    return status.is(0, 0) ? status : withDetails(statuses::nvmeResetFailed(), status.getMessage());
+    if (succeeded(status)) status = drive.identifyController(identify);
+    return succeeded(status) ? status : withDetails(statuses::nvmeResetFailed(), status.getMessage());
 }
 
 Status runningFirmware(nvme::Drive& drive, std::string& revision) {
     const uint8_t* identify = nullptr;
     const Status status = drive.identifyController(identify);
-    if (status.is(0, 0)) revision = nvme::shownText(identify + OFFSET_FIRMWARE_REVISION, FIRMWARE_REVISION_BYTES);
+    if (succeeded(status)) revision = nvme::shownText(identify + OFFSET_FIRMWARE_REVISION, FIRMWARE_REVISION_BYTES);
     return status;
 }
 

@@ -19,8 +19,8 @@ constexpr uint32_t LOG_BYTES = 512;
 }  // namespace
 
 bool DriveFacts::accept(const Status& status) {
-    if (!status.is(0, 0) && !isRefusal(status)) failure_ = status;
-    return status.is(0, 0);
+    if (failed(status) && !isRefusal(status)) failure_ = status;
+    return succeeded(status);
 }
 
 const uint8_t* DriveFacts::bytesOf(const Part& part) const {

@@ -52,7 +52,7 @@ private:
     /// A discovery or administrative controller need not have the log.
     bool mayLackSmart();
     const uint8_t* bytesOf(const Part& part) const;
-    bool mayAsk() const { return failure_.is(0, 0); }
+    bool mayAsk() const { return succeeded(failure_); }
     /// Keeps a transport error; true for a success.
     bool accept(const ostrel::core::Status& status);
 

@@ -82,7 +82,7 @@ void KnownLogPages::add(const nvme::Drive& drive, uint8_t lid) const {
     for (std::size_t i = lines.size() - std::min(lines.size(), MAX_LINES); i < lines.size(); ++i)
         text += lines[i] + "\n";
     // What cannot be kept is named by the user again.
-    if (makeStateFolder(folder_).is(0, 0)) (void)writeFileAtomically(path_, text);
+    if (succeeded(makeStateFolder(folder_))) (void)writeFileAtomically(path_, text);
 }
 
 }  // namespace features::jobs

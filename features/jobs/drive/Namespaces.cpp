@@ -46,7 +46,7 @@ std::optional<uint32_t> namedNamespace(nvme::Drive& drive) {
 Status readHostNamespaces(nvme::Drive& drive, std::vector<transport::HostNamespace>& namespaces) {
     CommandResult result;
     drive.device().sendCommand(transport::HostCommand(transport::HostRequest::NAMESPACES), result);
-    if (!result.status.is(0, 0)) return result.status;
+    if (failed(result.status)) return result.status;
     const auto* host = dynamic_cast<const transport::HostResult*>(result.protocolResult.get());
     if (host == nullptr) return statuses::deviceDataRetrievalFailed();
     namespaces = host->namespaces;
@@ -56,7 +56,7 @@ Status readHostNamespaces(nvme::Drive& drive, std::vector<transport::HostNamespa
 Status readHostLocation(nvme::Drive& drive, transport::HostLocation& location) {
     CommandResult result;
     drive.device().sendCommand(transport::HostCommand(transport::HostRequest::LOCATION), result);
-    if (!result.status.is(0, 0)) return result.status;
+    if (failed(result.status)) return result.status;
     const auto* host = dynamic_cast<const transport::HostResult*>(result.protocolResult.get());
     if (host == nullptr) return statuses::deviceDataRetrievalFailed();
     location = host->location;
@@ -75,7 +75,7 @@ Status readNamespaceList(nvme::Drive& drive, uint8_t cns, std::vector<uint32_t>&
     for (bool more = true; more;) {
         Payload data;
         Status status = drive.identify(cns, all.empty() ? 0 : all.back(), 0, data);
-        if (!status.is(0, 0)) return status;
+        if (failed(status)) return status;
         const std::vector<uint32_t> part = nvme::decodeNamespaceList(data);
         more = part.size() == MOST_NAMESPACES_IN_A_LIST;
         if (more && !all.empty() && part.back() <= all.back()) return damagedList(drive);
@@ -91,7 +91,7 @@ Status readControllerList(nvme::Drive& drive, uint8_t cns, uint32_t nsid, std::v
     for (bool more = true; more;) {
         Payload data;
         Status status = drive.identify(cns, nsid, first, data);
-        if (!status.is(0, 0)) return status;
+        if (failed(status)) return status;
         const std::vector<uint16_t> part = nvme::decodeControllerList(data);
         all.insert(all.end(), part.begin(), part.end());
         more = part.size() == MOST_CONTROLLERS_IN_A_LIST && part.back() != LAST_CONTROLLER;
@@ -115,9 +115,9 @@ Status readAllNamespaces(nvme::Drive& drive, const nvme::ControllerCapabilities&
 Status identifyAnyNamespace(nvme::Drive& drive, const nvme::ControllerCapabilities& controller, uint32_t nsid,
                             Payload& data) {
     Status status = drive.identify(nvme::CNS_NAMESPACE, nsid, 0, data);
-    if (status.is(0, 0) && !isThere(data) && controller.supportsNamespaceManagement())
+    if (succeeded(status) && !isThere(data) && controller.supportsNamespaceManagement())
         status = drive.identify(nvme::CNS_ALLOCATED_NAMESPACE, nsid, 0, data);
-    if (!status.is(0, 0)) return toldBy(REFUSALS, statuses::nvmeCommandProblem, status, drive);
+    if (failed(status)) return toldBy(REFUSALS, statuses::nvmeCommandProblem, status, drive);
     if (isThere(data)) return status;
     return withDetails(statuses::invalidNamespaceId(),
                        "Drive " + drive.name() + " has no namespace " + std::to_string(nsid) + ".");

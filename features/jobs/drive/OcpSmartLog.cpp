@@ -20,11 +20,11 @@ enum class Offer : uint8_t { NONE, MADE, UNKNOWN };
 Status readUuidOffer(nvme::Drive& drive, bool& isMade) {
     const uint8_t* identify = nullptr;
     Status status = drive.identifyController(identify);
-    if (!status.is(0, 0) || !nvme::ControllerCapabilities(identify).supportsUuidList()) return status;
+    if (failed(status) || !nvme::ControllerCapabilities(identify).supportsUuidList()) return status;
     Payload uuids;
     status = drive.identify(nvme::CNS_UUID_LIST, 0, 0, uuids);
     if (isRefusal(status)) return Status();
-    isMade = status.is(0, 0) && nvme::hasOcpUuid(uuids);
+    isMade = succeeded(status) && nvme::hasOcpUuid(uuids);
     return status;
 }
 
@@ -32,8 +32,8 @@ Status readOffer(nvme::Drive& drive, Offer& offer) {
     bool hasList = false;
     bool isMade = false;
     Status status = drive.readListedLog(nvme::LID_OCP_SMART, hasList, isMade);
-    if (status.is(0, 0) && !isMade) status = readUuidOffer(drive, isMade);
-    if (!status.is(0, 0)) return status;
+    if (succeeded(status) && !isMade) status = readUuidOffer(drive, isMade);
+    if (failed(status)) return status;
     isMade = isMade || KnownLogPages().contains(drive, nvme::LID_OCP_SMART);
     offer = isMade ? Offer::MADE : hasList ? Offer::NONE : Offer::UNKNOWN;
     return status;
@@ -44,12 +44,12 @@ Status readOffer(nvme::Drive& drive, Offer& offer) {
 Status readOcpSmartLog(nvme::Drive& drive, OcpGrounds grounds, Payload& data) {
     Offer offer = Offer::UNKNOWN;
     Status status = readOffer(drive, offer);
-    if (!status.is(0, 0) || offer == Offer::NONE) return status;
+    if (failed(status) || offer == Offer::NONE) return status;
     if (offer == Offer::UNKNOWN && grounds == OcpGrounds::OFFERED) return status;
     Payload page;
     status = readLog(drive, nvme::LID_OCP_SMART, nvme::OCP_SMART_BYTES, page);
     if (isRefusal(status) && isMissingLog(drive.lastCompletion())) return Status();
-    if (!status.is(0, 0) || !nvme::isOcpSmart(page)) return status;
+    if (failed(status) || !nvme::isOcpSmart(page)) return status;
     data = page;
     if (offer == Offer::UNKNOWN) KnownLogPages().add(drive, nvme::LID_OCP_SMART);
     return status;
@@ -59,7 +59,7 @@ void noteOcpSmartLog(nvme::Drive& drive, const Payload& page) {
     Offer offer = Offer::MADE;
     if (page.getSize() < nvme::OCP_SMART_BYTES || !nvme::isOcpSmart(page)) return;
     // What cannot be read now is read again by the next command.
-    if (readOffer(drive, offer).is(0, 0) && offer != Offer::MADE) KnownLogPages().add(drive, nvme::LID_OCP_SMART);
+    if (succeeded(readOffer(drive, offer)) && offer != Offer::MADE) KnownLogPages().add(drive, nvme::LID_OCP_SMART);
 }
 
 }  // namespace features::jobs

@@ -33,7 +33,7 @@ bool isUnannounced(uint8_t fid) {
 Status readCapabilities(nvme::Drive& drive, bool (nvme::ControllerCapabilities::*test)() const, bool& isTrue) {
     const uint8_t* identify = nullptr;
     const Status status = drive.identifyController(identify);
-    if (status.is(0, 0)) isTrue = (nvme::ControllerCapabilities(identify).*test)();
+    if (succeeded(status)) isTrue = (nvme::ControllerCapabilities(identify).*test)();
     return status;
 }
 
@@ -43,11 +43,11 @@ Status readFeatureLog(nvme::Drive& drive, uint8_t fid, bool& isOffered) {
     bool hasList = false;
     bool isListed = false;
     Status status = drive.readListedLog(nvme::LID_SUPPORTED_FEATURES, hasList, isListed);
-    if (!status.is(0, 0) || !isListed) return status;
+    if (failed(status) || !isListed) return status;
     Payload log;
     status = readLog(drive, nvme::LID_SUPPORTED_FEATURES, FEATURE_LOG_BYTES, log);
     if (isRefusal(status)) return Status();
-    if (status.is(0, 0)) isOffered = nvme::bit(nvme::le32(log.getData() + size_t{4} * fid), 0);
+    if (succeeded(status)) isOffered = nvme::bit(nvme::le32(log.getData() + size_t{4} * fid), 0);
     return status;
 }
 
@@ -58,7 +58,7 @@ Status isLogOffered(nvme::Drive& drive, const nvme::LogPageRow& row, bool& isOff
     if (row.isSupported == nullptr && row.lid < nvme::FIRST_VENDOR_LID) return Status();
     bool hasList = false;
     const Status status = drive.readListedLog(row.lid, hasList, isOffered);
-    if (!status.is(0, 0) || hasList) return status;
+    if (failed(status) || hasList) return status;
     isOffered = true;
     return row.isSupported == nullptr ? status : readCapabilities(drive, row.isSupported, isOffered);
 }
@@ -66,7 +66,7 @@ Status isLogOffered(nvme::Drive& drive, const nvme::LogPageRow& row, bool& isOff
 Status requireLogOffered(nvme::Drive& drive, const nvme::LogPageRow& row) {
     bool isOffered = false;
     const Status status = isLogOffered(drive, row, isOffered);
-    if (!status.is(0, 0) || isOffered) return status;
+    if (failed(status) || isOffered) return status;
     return withDetails(statuses::driveDoesNotSupportFeature(), "Drive " + drive.name() + " does not offer log page " +
                                                                    hexText(row.lid, 2) + " (" + row.name + ").");
 }
@@ -76,7 +76,7 @@ Status requireFeatureOffered(nvme::Drive& drive, const nvme::FeatureRow& feature
     Status status;
     if (feature.isSupported != nullptr) status = readCapabilities(drive, feature.isSupported, isOffered);
     if (isUnannounced(feature.fid)) status = readFeatureLog(drive, feature.fid, isOffered);
-    if (!status.is(0, 0) || isOffered) return status;
+    if (failed(status) || isOffered) return status;
     return withDetails(unsupported, "Drive " + drive.name() + " does not offer feature " + hexText(feature.fid, 2) +
                                         " (" + feature.name + ").");
 }

@@ -56,7 +56,7 @@ Status checkUses(nvme::Drive& drive, const Reach& reach) {
     transport::HostCommand look(transport::HostRequest::USES);
     look.useCheck = reach.partitionsCount ? transport::UseCheck::CONTENT : transport::UseCheck::DESTROY;
     drive.device().sendCommand(look, result);
-    if (!result.status.is(0, 0)) return result.status;
+    if (failed(result.status)) return result.status;
     const auto* host = dynamic_cast<const transport::HostResult*>(result.protocolResult.get());
     if (host == nullptr) return statuses::deviceDataRetrievalFailed();
     for (const HostNamespace& part : host->namespaces) {
@@ -71,9 +71,9 @@ Status checkUses(nvme::Drive& drive, const Reach& reach) {
         if (reach.nsid != EVERY_NAMESPACE && reach.nsid != part.nsid) continue;
         for (const NamespaceUse& use : part.uses) {
             const Status status = checkUse(use, reach);
-            if (status.is(0, 0)) continue;
+            if (succeeded(status)) continue;
             if (!use.isContentAlone()) return status;
-            if (partitions.is(0, 0)) partitions = status;
+            if (succeeded(partitions)) partitions = status;
         }
     }
     return partitions;
@@ -83,7 +83,7 @@ Status checkUses(nvme::Drive& drive, const Reach& reach) {
 
 Status checkDestruction(nvme::Drive& drive, const Reach& reach) {
     Status status = checkUses(drive, reach);
-    if (!status.is(0, 0)) logMessage(LOGSEVERITY_INFO, "Safety gate: ", drive.name(), ": ", status.getMessage());
+    if (failed(status)) logMessage(LOGSEVERITY_INFO, "Safety gate: ", drive.name(), ": ", status.getMessage());
     return status;
 }
 

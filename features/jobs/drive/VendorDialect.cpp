@@ -27,21 +27,21 @@ bool isVelkoDrive(const nvme::Drive& drive) {
 Status requireOcp(nvme::Drive& drive) {
     bool isOcp = false;
     Status status = askForOcp(drive, OcpGrounds::NAMED, isOcp);
-    return status.is(0, 0) && !isOcp ? statuses::ocpNotSupported() : status;
+    return succeeded(status) && !isOcp ? statuses::ocpNotSupported() : status;
 }
 
 Status requireVelkoFeature(nvme::Drive& drive, uint8_t fid, const Status& missing) {
     if (!isVelkoDrive(drive)) return missing;
     Dialect dialect = Dialect::NONE;
     Status status = dialectOfFeature(drive, fid, OcpGrounds::NAMED, dialect);
-    return status.is(0, 0) && dialect != Dialect::VELKO ? missing : status;
+    return succeeded(status) && dialect != Dialect::VELKO ? missing : status;
 }
 
 Status dialectOfFeature(nvme::Drive& drive, uint8_t fid, OcpGrounds grounds, Dialect& dialect) {
     bool isOcp = false;
     if (isContestedFeature(fid)) {
         Status status = askForOcp(drive, grounds, isOcp);
-        if (!status.is(0, 0)) return status;
+        if (failed(status)) return status;
     }
     dialect = isOcp ? Dialect::OCP : fid >= FIRST_VENDOR_FID && isVelkoDrive(drive) ? Dialect::VELKO : Dialect::NONE;
     return Status();

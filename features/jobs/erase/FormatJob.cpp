@@ -31,7 +31,7 @@ FormatJob::FormatJob(std::shared_ptr<const WaitClock> clock)
 
 Status FormatJob::checkRequest(const Arguments& arguments) {
     Status status = checkOneDrive(getDevices().size());
-    if (!status.is(0, 0)) return status;
+    if (failed(status)) return status;
     const std::string type = arguments.text(attributes::feature::type().getName());
     isSanitize_ = type == TYPE_SANITIZE;
     format_ = FormatRequest();
@@ -54,7 +54,7 @@ Status FormatJob::actOnDrive(nvme::Drive& drive, const Arguments&, DriveOutput& 
     std::string report;
     Status status =
         isSanitize_ ? Sanitize(drive, *clock_).run(sanitize_, report) : FormatNvm(drive, *clock_).run(format_, report);
-    if (status.is(0, 0)) out.addStatus(title(), Status(0, 0, report));
+    if (succeeded(status)) out.addStatus(title(), Status(0, 0, report));
     return status;
 }
 

@@ -81,7 +81,7 @@ Status readField(const Arguments& arguments, const SettableProperty& property, s
     if (arguments.text(property.attribute().getName()).empty()) return Status();
     uint32_t value = 0;
     Status status = readValue(arguments, property, value);
-    if (status.is(0, 0)) field = static_cast<uint8_t>(value);
+    if (succeeded(status)) field = static_cast<uint8_t>(value);
     return status;
 }
 
@@ -108,12 +108,12 @@ Status readFormatRequest(const Arguments& arguments, FormatRequest& request) {
     Status status = readField(arguments, SECURE_ERASE, secureErase);
     request.secureErase = secureErase.value_or(0);
     for (const auto& row : FIELDS) {
-        if (status.is(0, 0)) status = readField(arguments, row.property, request.*row.field);
+        if (succeeded(status)) status = readField(arguments, row.property, request.*row.field);
     }
     std::optional<uint64_t> nsid;
-    if (status.is(0, 0))
+    if (succeeded(status))
         status = arguments.number(attributes::feature::namespaceId().getName(), NSID_ALL, nsid, Digits::DECIMAL_OR_HEX);
-    if (!status.is(0, 0) || !nsid) return status;
+    if (failed(status) || !nsid) return status;
     if (*nsid == 0) {
         return withDetails(statuses::invalidNamespaceId(),
                            "It must be a number from 1 to 0xFFFFFFFE, or 0xFFFFFFFF for all, not '0'.");
@@ -139,25 +139,25 @@ Status FormatNvm::run(const FormatRequest& request, std::string& report) {
     request_ = request;
     nsid_ = request.nsid ? *request.nsid : namedNamespace(drive_).value_or(NSID_ALL);
     Status status = checkGate(nsid_);
-    if (!status.is(0, 0)) return status;
+    if (failed(status)) return status;
     const uint8_t* identify = nullptr;
     status = drive_.identifyController(identify);
-    if (!status.is(0, 0)) return status;
+    if (failed(status)) return status;
     const ControllerCapabilities controller(identify);
     std::vector<Step> steps;
     status = checkController(controller);
-    if (status.is(0, 0)) status = findTargets(controller);
-    if (status.is(0, 0)) status = plan(controller, steps);
-    if (!status.is(0, 0)) return status;
+    if (succeeded(status)) status = findTargets(controller);
+    if (succeeded(status)) status = plan(controller, steps);
+    if (failed(status)) return status;
     Status look;
     for (const Step& step : steps) {
         status = perform(controller, step, look);
-        if (!status.is(0, 0)) break;
+        if (failed(status)) break;
         for (const size_t i : step.targets) report += (report.empty() ? "" : " ") + outcome(targets_[i]);
     }
     if (report.empty()) return status;
-    if (!status.is(0, 0)) return withDetails(status, "Before that: " + report);
-    return look.is(0, 0) ? look : withDetails(look, report);
+    if (failed(status)) return withDetails(status, "Before that: " + report);
+    return succeeded(look) ? look : withDetails(look, report);
 }
 
 Status FormatNvm::checkGate(uint32_t nsid) const {
@@ -183,15 +183,15 @@ Status FormatNvm::findTargets(const ControllerCapabilities& controller) {
     std::vector<uint32_t> namespaces{nsid_};
     if (nsid_ == NSID_ALL) {
         Status status = readAllNamespaces(drive_, controller, namespaces);
-        if (!status.is(0, 0)) return status;
+        if (failed(status)) return status;
     }
     for (const uint32_t nsid : namespaces) {
         Payload data;
         Status status = identifyAnyNamespace(drive_, controller, nsid, data);
-        if (!status.is(0, 0)) return status;
+        if (failed(status)) return status;
         Target target{nsid, NamespaceProperties(data.getData()), 0, 0, false, false};
         status = resolve(target);
-        if (!status.is(0, 0)) return status;
+        if (failed(status)) return status;
         targets_.push_back(target);
     }
     if (!targets_.empty()) return Status();
@@ -262,7 +262,7 @@ Status FormatNvm::checkTogether(const ControllerCapabilities& controller, bool f
     if (nsid_ != NSID_ALL) {
         std::vector<uint32_t> all;
         Status status = readAllNamespaces(drive_, controller, all);
-        if (!status.is(0, 0)) return status;
+        if (failed(status)) return status;
         if (all.size() <= 1) return Status();
         return withDetails(statuses::moreThanOneNamespace(),
                            "Drive " + drive_.name() + " " + (formatsAll ? "formats" : "erases") +
@@ -283,24 +283,24 @@ Status FormatNvm::perform(const ControllerCapabilities& controller, const Step& 
     command.timeoutMs = timeoutMs();
     const uint64_t deadline = clock_.nowMs() + command.timeoutMs;
     Status status = checkGate(step.gate);
-    if (!status.is(0, 0)) return status;
+    if (failed(status)) return status;
     std::optional<SignalBlock> untilTheHostHasLooked(std::in_place);
     nvme::Answer answer;
     ProgressLine line("Drive " + drive_.name() + ", format");
     status = drive_.send(command, answer);
     drive_.forgetIdentify();
-    if (!status.is(0, 0)) {
+    if (failed(status)) {
         status = toldBy(REFUSALS, statuses::formatFailed, status, drive_);
         return targets_.size() == 1 ? status
                                     : withDetails(status, "It was for namespace " + std::to_string(step.nsid) + ".");
     }
     for (const size_t i : step.targets) {
         status = awaitEnd(controller, targets_[i], deadline, untilTheHostHasLooked, line);
-        if (!status.is(0, 0)) return status;
+        if (failed(status)) return status;
     }
     // The host still knows the size before, and partitions that are gone.
     const Status seen = rescan(drive_);
-    if (!seen.is(0, 0)) look = seen;
+    if (failed(seen)) look = seen;
     return status;
 }
 
@@ -312,7 +312,7 @@ Status FormatNvm::awaitEnd(const ControllerCapabilities& controller, const Targe
         const nvme::Completion& completion = drive_.lastCompletion();
         const bool isBusy =
             isRefusal(status) && (completion.is(0, SC_FORMAT_IN_PROGRESS) || completion.is(0, SC_NAMESPACE_NOT_READY));
-        if (!status.is(0, 0) && !isBusy) return status;
+        if (failed(status) && !isBusy) return status;
         const unsigned left = isBusy ? FPI_LEFT : progressLeft(data);
         if (!isBusy) line.update(ALL_PERCENT - left, ALL_PERCENT);
         if (left == 0) return checkReached(target, NamespaceProperties(data.getData()));

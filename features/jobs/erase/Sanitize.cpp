@@ -105,7 +105,7 @@ Status readAction(const Arguments& arguments, SanitizeAction& action) {
     std::optional<uint64_t> number;
     const std::string name = attributes::feature::sanitizeAction().getName();
     const Status status = arguments.number(name, 4, number);
-    if (!status.is(0, 0) || number.value_or(0) == 0) {
+    if (failed(status) || number.value_or(0) == 0) {
         return withDetails(statuses::unsupportedSanitizeValue(),
                            name +
                                " must be 1 (exit failure mode), 2 (block erase), 3 (overwrite) or 4 (crypto erase), "
@@ -120,7 +120,7 @@ Status readPasses(const Arguments& arguments, uint8_t& passes) {
     const std::string name = attributes::feature::overwritePassCount().getName();
     std::optional<uint64_t> number;
     Status status = arguments.number(name, MOST_PASSES, number);
-    if (!status.is(0, 0) || number == 0U) {
+    if (failed(status) || number == 0U) {
         return withDetails(statuses::unsupportedSanitizeValue(),
                            name + " must be a number from 1 to 16, not '" + arguments.text(name) + "'.");
     }
@@ -149,7 +149,7 @@ Status readFlags(const Arguments& arguments, SanitizeRequest& request) {
     for (const auto& row : FLAGS) {
         std::optional<bool> value;
         Status status = arguments.boolean(row.attribute().getName(), value);
-        if (!status.is(0, 0)) return status;
+        if (failed(status)) return status;
         request.*row.field = value.value_or(false);
     }
     return Status();
@@ -163,37 +163,37 @@ std::string percentText(uint16_t progress) {
 
 Status readSanitizeRequest(const Arguments& arguments, SanitizeRequest& request) {
     Status status = readAction(arguments, request.action);
-    if (status.is(0, 0)) status = checkArguments(arguments, request.action);
-    if (status.is(0, 0)) status = readFlags(arguments, request);
-    if (status.is(0, 0)) status = readPasses(arguments, request.passes);
-    if (status.is(0, 0)) status = readPattern(arguments, request.pattern);
+    if (succeeded(status)) status = checkArguments(arguments, request.action);
+    if (succeeded(status)) status = readFlags(arguments, request);
+    if (succeeded(status)) status = readPasses(arguments, request.passes);
+    if (succeeded(status)) status = readPattern(arguments, request.pattern);
     return status;
 }
 
 Status Sanitize::run(const SanitizeRequest& request, std::string& report) {
     request_ = request;
     Status status = checkGate();
-    if (!status.is(0, 0)) return status;
+    if (failed(status)) return status;
     const uint8_t* identify = nullptr;
     status = drive_.identifyController(identify);
-    if (!status.is(0, 0)) return status;
+    if (failed(status)) return status;
     const ControllerCapabilities controller(identify);
     Payload log;
     status = checkController(controller);
-    if (status.is(0, 0)) status = readState(log);
-    if (status.is(0, 0)) status = checkGate();
-    if (status.is(0, 0)) status = start();
-    if (!status.is(0, 0)) return status;
+    if (succeeded(status)) status = readState(log);
+    if (succeeded(status)) status = checkGate();
+    if (succeeded(status)) status = start();
+    if (failed(status)) return status;
     if (request_.action == SanitizeAction::EXIT_FAILURE_MODE) {
         report = "The drive has left the failure mode of its last sanitize operation.";
     } else if (request_.returnImmediately) {
         report = "The sanitize operation was started and goes on in the drive.";
     } else {
         status = follow(estimateMs(controller, log.getData()), report);
-        if (!status.is(0, 0)) return status;
+        if (failed(status)) return status;
         // The host still knows the partitions that are gone.
         status = rescan(drive_);
-        return status.is(0, 0) ? status : withDetails(status, report);
+        return succeeded(status) ? status : withDetails(status, report);
     }
     return status;
 }
@@ -220,14 +220,14 @@ Status Sanitize::checkDeallocation() {
     nvme::Answer answer;
     Status status = drive_.getFeature(request, nvme::Select::CURRENT, answer);
     if (isRefusal(status)) return Status();  // the drive has no such feature; it says itself what it does not take
-    if (!status.is(0, 0) || bit(answer.completion.dword0, 0)) return status;
+    if (failed(status) || bit(answer.completion.dword0, 0)) return status;
     return withDetails(statuses::unsupportedSanitizeValue(),
                        "Drive " + drive_.name() + " always deallocates its blocks after a sanitize operation.");
 }
 
 Status Sanitize::readState(Payload& log) {
     Status status = readLog(drive_, nvme::LID_SANITIZE_STATUS, nvme::SANITIZE_STATUS_BYTES, log);
-    if (!status.is(0, 0)) return status;
+    if (failed(status)) return status;
     if ((log.getData()[OFFSET_STATE] & 7U) != IN_PROGRESS) return status;
     return withDetails(statuses::sanitizeInProgress(),
                        "It was begun before, " + percentText(nvme::le16(log.getData())) + " are done.");
@@ -264,7 +264,7 @@ Status Sanitize::follow(uint64_t estimateMs, std::string& report) {
     for (;;) {
         Payload log;
         const Status status = readLog(drive_, nvme::LID_SANITIZE_STATUS, nvme::SANITIZE_STATUS_BYTES, log);
-        if (!status.is(0, 0))
+        if (failed(status))
             return withDetails(status, "The sanitize operation was started; whether it has ended is not known.");
         const unsigned state = log.getData()[OFFSET_STATE] & 7U;
         if (state != IN_PROGRESS) return outcome(state, report);

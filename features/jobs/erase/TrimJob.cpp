@@ -59,7 +59,7 @@ Status findNamespace(nvme::Drive& drive, uint32_t& nsid) {
     }
     std::vector<transport::HostNamespace> all;
     Status status = readHostNamespaces(drive, all);
-    if (!status.is(0, 0)) return status;
+    if (failed(status)) return status;
     if (all.empty())
         return withDetails(statuses::invalidNamespaceId(), "Drive " + drive.name() + " has no namespace attached.");
     if (all.size() > 1) return withDetails(statuses::moreThanOneNamespace(), "Select the one by its path.");
@@ -84,7 +84,7 @@ Status sendRanges(nvme::Drive& drive, uint32_t nsid, uint32_t number, const uint
     const Payload data(ranges, command.dataLength);
     if (data.getSize() == 0) return statuses::mallocFailed();
     Status gate = checkGate(drive, nsid);
-    if (!gate.is(0, 0)) return gate;
+    if (failed(gate)) return gate;
     nvme::Answer answer;
     return toldBy(REFUSALS, statuses::nvmeCommandProblem, drive.send(command, answer, data), drive);
 }
@@ -102,11 +102,11 @@ Status TrimJob::checkRequest(const Arguments& arguments) {
     } NUMBERS[] = {{attributes::feature::startLBA, 0, &TrimJob::startLba_},
                    {attributes::feature::count, 1, &TrimJob::count_}};
     for (const auto& row : NUMBERS) {
-        if (!status.is(0, 0)) return status;
+        if (failed(status)) return status;
         const std::string name = row.attribute().getName();
         std::optional<uint64_t> number;
         status = arguments.number(name, std::numeric_limits<uint64_t>::max(), number);
-        if (status.is(0, 0) && (!number || *number < row.least)) {
+        if (succeeded(status) && (!number || *number < row.least)) {
             status = withDetails(statuses::invalidProperty(),
                                  name + " must be a number from " + std::to_string(row.least) + " on.");
         }
@@ -120,11 +120,11 @@ Status TrimJob::actOnDrive(nvme::Drive& drive, const Arguments&, DriveOutput& ou
     uint32_t blockBytes = 0;
     Limits limits{};
     Status status = findNamespace(drive, nsid);
-    if (status.is(0, 0)) status = checkGate(drive, nsid);
-    if (status.is(0, 0)) status = readLimits(drive, limits);
-    if (status.is(0, 0)) status = checkBounds(drive, nsid, blockBytes);
-    if (status.is(0, 0)) status = deallocate(drive, nsid, limits);
-    if (!status.is(0, 0)) return status;
+    if (succeeded(status)) status = checkGate(drive, nsid);
+    if (succeeded(status)) status = readLimits(drive, limits);
+    if (succeeded(status)) status = checkBounds(drive, nsid, blockBytes);
+    if (succeeded(status)) status = deallocate(drive, nsid, limits);
+    if (failed(status)) return status;
     out.addStatus(title(), Status(0, 0,
                                   std::to_string(count_) + " blocks of " + std::to_string(blockBytes) +
                                       " bytes from block " + std::to_string(startLba_) +
@@ -138,14 +138,14 @@ Status TrimJob::readLimits(nvme::Drive& drive, Limits& limits) const {
     limits = {MOST_RANGES, MOST_BLOCKS_OF_A_RANGE, std::numeric_limits<uint64_t>::max()};
     const uint8_t* identify = nullptr;
     Status status = drive.identifyController(identify);
-    if (!status.is(0, 0)) return status;
+    if (failed(status)) return status;
     const nvme::ControllerCapabilities controller(identify);
     if (!controller.supportsDatasetManagement()) return statuses::trimNotSupported();
     if (controller.version < VERSION_2_0) return status;
     Payload data;
     status = drive.identify(CNS_COMMAND_SET_CONTROLLER, 0, 0, data);
     if (isRefusal(status)) return Status();  // no limits
-    if (!status.is(0, 0)) return status;
+    if (failed(status)) return status;
     const uint8_t* const at = data.getData();
     limits.rangesPerCommand = orUnlimited<uint32_t>(at[OFFSET_DMRL], limits.rangesPerCommand);
     limits.blocksPerRange = orUnlimited(nvme::le32(at + OFFSET_DMRSL), limits.blocksPerRange);
@@ -156,7 +156,7 @@ Status TrimJob::readLimits(nvme::Drive& drive, Limits& limits) const {
 Status TrimJob::checkBounds(nvme::Drive& drive, uint32_t nsid, uint32_t& blockBytes) const {
     Payload data;
     Status status = drive.identify(nvme::CNS_NAMESPACE, nsid, 0, data);
-    if (!status.is(0, 0)) return toldBy(REFUSALS, statuses::nvmeCommandProblem, status, drive);
+    if (failed(status)) return toldBy(REFUSALS, statuses::nvmeCommandProblem, status, drive);
     const nvme::NamespaceProperties space(data.getData());
     const std::string size = "Namespace " + std::to_string(nsid) + " of drive " + drive.name() + " has " +
                              std::to_string(space.sizeBlocks) + " blocks.";
@@ -179,10 +179,10 @@ Status TrimJob::deallocate(nvme::Drive& drive, uint32_t nsid, const Limits& limi
             next += blocks;
         }
         Status status = sendRanges(drive, nsid, number, ranges);
-        if (!status.is(0, 0) && done != 0) {
+        if (failed(status) && done != 0) {
             return withDetails(status, "The first " + std::to_string(done) + " blocks were deallocated before that.");
         }
-        if (!status.is(0, 0)) return status;
+        if (failed(status)) return status;
         done = next;
     }
     return Status();

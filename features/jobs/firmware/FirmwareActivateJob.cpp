@@ -24,7 +24,7 @@ FirmwareActivateJob::FirmwareActivateJob()
 Status FirmwareActivateJob::checkRequest(const Arguments& arguments) {
     commit_ = CommitRequest();
     const Status status = readCommitRequest(arguments, commit_);
-    if (!status.is(0, 0)) return status;
+    if (failed(status)) return status;
     if (!commit_.slot) return statuses::invalidFirmwareSlot();
     if (commit_.action == COMMIT_ACTIVATE_FOR_RESET || commit_.action == COMMIT_ACTIVATE_NOW) return Status();
     return withDetails(statuses::invalidCommitAction(),
@@ -34,9 +34,9 @@ Status FirmwareActivateJob::checkRequest(const Arguments& arguments) {
 Status FirmwareActivateJob::actOnDrive(nvme::Drive& drive, const Arguments&, DriveOutput& out) {
     FirmwareState before;
     Status status = checkCommit(drive, commit_, false);
-    if (status.is(0, 0)) status = readFirmwareState(drive, before);
-    if (status.is(0, 0)) status = checkFilled(drive, before, *commit_.slot);
-    if (status.is(0, 0)) status = commitFirmware(drive, commit_, before, "", title(), out);
+    if (succeeded(status)) status = readFirmwareState(drive, before);
+    if (succeeded(status)) status = checkFilled(drive, before, *commit_.slot);
+    if (succeeded(status)) status = commitFirmware(drive, commit_, before, "", title(), out);
     return status;
 }
 

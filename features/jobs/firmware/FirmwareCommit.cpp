@@ -180,7 +180,7 @@ Status activateByReset(nvme::Drive& drive, Commit& commit) {
     drive.forgetIdentify();
     if (!commit.request.action && commit.outcome.firmware == Firmware::AWAITS_RESET) {
         const Status status = resetController(drive);
-        if (!status.is(0, 0)) return status;
+        if (failed(status)) return status;
         commit.outcome = {Firmware::RUNS, NO_RESET, ACTIVATED_BY_RESET};
     }
     return readFirmwareState(drive, commit.after);
@@ -191,7 +191,7 @@ Status activateByReset(nvme::Drive& drive, Commit& commit) {
 Status readCommitRequest(const Arguments& arguments, CommitRequest& request) {
     const Status status = readSmallNumber(arguments, attributes::feature::firmwareSlot().getName(), 1, MOST_SLOTS,
                                           statuses::invalidFirmwareSlot, request.slot);
-    if (!status.is(0, 0)) return status;
+    if (failed(status)) return status;
     return readSmallNumber(arguments, attributes::feature::commitAction().getName(), COMMIT_STORE, COMMIT_ACTIVATE_NOW,
                            statuses::invalidCommitAction, request.action);
 }
@@ -199,7 +199,7 @@ Status readCommitRequest(const Arguments& arguments, CommitRequest& request) {
 Status checkCommit(nvme::Drive& drive, const CommitRequest& request, bool written) {
     const uint8_t* identify = nullptr;
     const Status status = drive.identifyController(identify);
-    if (!status.is(0, 0)) return status;
+    if (failed(status)) return status;
     const nvme::ControllerCapabilities controller(identify);
     const std::string name = "Drive " + drive.name();
     if (!controller.supportsFirmware())
@@ -222,17 +222,17 @@ Status commitFirmware(nvme::Drive& drive, const CommitRequest& request, const Fi
     const uint8_t* identify = nullptr;
     Commit commit{request, before, {}, {}};
     Status status = drive.identifyController(identify);
-    if (!status.is(0, 0)) return status;
+    if (failed(status)) return status;
     status =
         send(drive, request, nvme::ControllerCapabilities(identify).activatesFirmwareWithoutReset(), commit.outcome);
-    if (!status.is(0, 0)) return status;
+    if (failed(status)) return status;
     status = activateByReset(drive, commit);
-    if (!status.is(0, 0)) {
+    if (failed(status)) {
         status.setMessage(commit.outcome.text + (" " + status.getMessage()));
         return status;
     }
     status = report(drive, commit, expected);
-    if (status.is(0, 0)) out.addStatus(heading, status);
+    if (succeeded(status)) out.addStatus(heading, status);
     addState(commit, out);
     return status;
 }

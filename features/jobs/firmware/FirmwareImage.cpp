@@ -51,7 +51,7 @@ Status readFirmwareImage(const std::string& path, std::string& image) {
     std::string bytes;
     const Status status =
         readInputFile(path, MOST_IMAGE_BYTES, bytes, SymbolicLink::REFUSE, statuses::firmwareBinaryTooLarge);
-    if (!status.is(0, 0)) return status;
+    if (failed(status)) return status;
     if (bytes.empty()) return withDetails(statuses::noInputBinary(), "'" + path + "' is empty.");
     if (bytes.size() % DWORD_BYTES != 0) {
         return notLoaded("'" + path + "' has " + std::to_string(bytes.size()) + " bytes, which is no multiple of " +
@@ -65,8 +65,8 @@ Status checkFirmwareImage(nvme::Drive& drive, uint64_t imageBytes, uint32_t& gra
     const uint8_t* identify = nullptr;
     uint32_t mostBytes = 0;
     Status status = drive.identifyController(identify);
-    if (status.is(0, 0)) status = drive.maxTransferBytes(mostBytes);
-    if (!status.is(0, 0)) return status;
+    if (succeeded(status)) status = drive.maxTransferBytes(mostBytes);
+    if (failed(status)) return status;
     const uint8_t fwug = nvme::ControllerCapabilities(identify).fwug;
     // Without a report the pieces are whole units, as a drive can expect of any host, and a last one of any size.
     granularityBytes = fwug == FWUG_NO_RESTRICTION ? DWORD_BYTES : std::max<uint32_t>(fwug, 1) * UNIT_BYTES;
@@ -80,7 +80,7 @@ Status downloadFirmware(nvme::Drive& drive, const std::string& image, uint32_t g
     uint32_t pieceBytes = 0;
     Status status = drive.maxTransferBytes(pieceBytes);
     ProgressLine line("Drive " + drive.name() + ", firmware download");
-    for (uint64_t done = 0; status.is(0, 0) && done < image.size();) {
+    for (uint64_t done = 0; succeeded(status) && done < image.size();) {
         uint32_t bytes = 0;
         status = drive.sendHalvingPieces(pieceBytes, [&](uint32_t most) {
             const uint32_t whole = most / granularityBytes * granularityBytes;

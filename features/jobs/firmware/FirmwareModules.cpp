@@ -90,7 +90,7 @@ void FirmwareModules::loadManifest(const std::string& folder, const std::string&
         status.setMessage(status.getMessage() + ".");
     else
         status = readInputFile(path, MOST_MANIFEST_BYTES, text, SymbolicLink::REFUSE);
-    if (!status.is(0, 0)) {
+    if (failed(status)) {
         faults_ += " " + status.getMessage();
         return;
     }
@@ -104,7 +104,7 @@ void FirmwareModules::loadManifest(const std::string& folder, const std::string&
 Status FirmwareModules::choose(const std::string& model, const std::string& revision,
                                const FirmwareModule*& module) const {
     load();
-    if (!refusal_.is(0, 0)) return refusal_;
+    if (failed(refusal_)) return refusal_;
     if (modules_.empty()) return statuses::noFirmwareModule();
     std::vector<const FirmwareModule*> running;
     std::vector<const FirmwareModule*> others;
@@ -130,7 +130,7 @@ Status FirmwareModules::readImage(const FirmwareModule& module, std::string& ima
     const std::string path = module.folder + "/" + module.manifest.file;
     std::string bytes;
     const Status status = readFirmwareImage(path, bytes);
-    if (!status.is(0, 0)) return status;
+    if (failed(status)) return status;
     if (!equals(sha256Text(bytes), module.manifest.sha256, true)) {
         return withDetails(statuses::invalidFirmwareModuleType(),
                            "'" + path + "' is not the file that its manifest describes: its SHA-256 is another.");

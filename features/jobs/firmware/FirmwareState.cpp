@@ -38,7 +38,7 @@ bool FirmwareState::operator==(const FirmwareState& other) const {
 
 Status readFirmwareState(nvme::Drive& drive, FirmwareState& state) {
     const Status status = runningFirmware(drive, state.running);
-    return status.is(0, 0) ? readLog(drive, nvme::LID_FIRMWARE_SLOT, nvme::FIRMWARE_SLOT_BYTES, state.slots) : status;
+    return succeeded(status) ? readLog(drive, nvme::LID_FIRMWARE_SLOT, nvme::FIRMWARE_SLOT_BYTES, state.slots) : status;
 }
 
 }  // namespace features::jobs

@@ -26,7 +26,7 @@ Status FirmwareUpdateJob::checkRequest(const Arguments& arguments) {
     commit_ = CommitRequest();
     modules_ = nullptr;
     const Status status = readCommitRequest(arguments, commit_);
-    if (!status.is(0, 0)) return status;
+    if (failed(status)) return status;
     if (commit_.action == COMMIT_ACTIVATE_FOR_RESET) {
         return withDetails(statuses::invalidCommitAction(),
                            "Action 2 activates the firmware that is in the slot already, which is done with "
@@ -42,9 +42,9 @@ Status FirmwareUpdateJob::chooseModule(nvme::Drive& drive, const FirmwareState& 
                                        const FirmwareModule*& module) const {
     const uint8_t* identify = nullptr;
     Status status = drive.identifyController(identify);
-    if (!status.is(0, 0)) return status;
+    if (failed(status)) return status;
     status = modules_->choose(nvme::shownText(identify + OFFSET_MODEL_NUMBER, MODEL_NUMBER_BYTES), now.running, module);
-    if (!status.is(0, 0)) {
+    if (failed(status)) {
         const Status none = statuses::noFirmwareModule();
         if (status.is(none.getCategory(), none.getCode())) status = withDetails(none, modules_->searched());
         // The module that would have fitted may be the one that is damaged.
@@ -66,7 +66,7 @@ Status FirmwareUpdateJob::chooseImage(nvme::Drive& drive, const FirmwareState& n
     }
     const FirmwareModule* module = nullptr;
     const Status status = chooseModule(drive, now, module);
-    if (!status.is(0, 0)) return status;
+    if (failed(status)) return status;
     revision = module->manifest.revision;
     return FirmwareModules::readImage(*module, image);
 }
@@ -77,11 +77,11 @@ Status FirmwareUpdateJob::actOnDrive(nvme::Drive& drive, const Arguments&, Drive
     FirmwareState before;
     uint32_t granularityBytes = 0;
     Status status = checkCommit(drive, commit_, true);
-    if (status.is(0, 0)) status = readFirmwareState(drive, before);
-    if (status.is(0, 0)) status = chooseImage(drive, before, image, revision);
-    if (status.is(0, 0)) status = checkFirmwareImage(drive, image.size(), granularityBytes);
-    if (status.is(0, 0)) status = downloadFirmware(drive, image, granularityBytes);
-    if (status.is(0, 0)) status = commitFirmware(drive, commit_, before, revision, title(), out);
+    if (succeeded(status)) status = readFirmwareState(drive, before);
+    if (succeeded(status)) status = chooseImage(drive, before, image, revision);
+    if (succeeded(status)) status = checkFirmwareImage(drive, image.size(), granularityBytes);
+    if (succeeded(status)) status = downloadFirmware(drive, image, granularityBytes);
+    if (succeeded(status)) status = commitFirmware(drive, commit_, before, revision, title(), out);
     return status;
 }
 

@@ -68,7 +68,7 @@ Status readRequest(const Arguments& arguments, TestRequest& request) {
 Status checkSupport(nvme::Drive& drive, unsigned& extendedMinutes) {
     const uint8_t* identify = nullptr;
     const Status status = drive.identifyController(identify);
-    if (!status.is(0, 0)) return status;
+    if (failed(status)) return status;
     const ControllerCapabilities controller(identify);
     extendedMinutes = controller.edstt;
     return controller.supportsSelfTest() ? Status() : statuses::selfTestNotSupported();
@@ -162,8 +162,8 @@ Status DriveSelfTestJob::showDrive(nvme::Drive& drive, const Arguments&, DriveOu
     unsigned extendedMinutes = 0;
     Payload log;
     Status status = checkSupport(drive, extendedMinutes);
-    if (status.is(0, 0)) status = readLog(drive, nvme::LID_DEVICE_SELF_TEST, nvme::SELF_TEST_BYTES, log);
-    if (!status.is(0, 0)) return status;
+    if (succeeded(status)) status = readLog(drive, nvme::LID_DEVICE_SELF_TEST, nvme::SELF_TEST_BYTES, log);
+    if (failed(status)) return status;
     out.addAttributes(title(), summary(log, extendedMinutes));
     if (out.requested() == nullptr) addResults(out, log, MOST_RESULTS);
     return Status();
@@ -173,9 +173,9 @@ Status DriveSelfTestJob::actOnDrive(nvme::Drive& drive, const Arguments& argumen
     TestRequest request;
     unsigned extendedMinutes = 0;
     Status status = readRequest(arguments, request);
-    if (status.is(0, 0)) status = checkSupport(drive, extendedMinutes);
-    if (status.is(0, 0)) status = start(drive, *request.test);
-    if (!status.is(0, 0)) return status;
+    if (succeeded(status)) status = checkSupport(drive, extendedMinutes);
+    if (succeeded(status)) status = start(drive, *request.test);
+    if (failed(status)) return status;
     if (!request.waits) {
         out.addStatus(title(), Status(0, 0, "The " + std::string(request.test->word) + " self-test was started."));
         return Status();
@@ -183,7 +183,7 @@ Status DriveSelfTestJob::actOnDrive(nvme::Drive& drive, const Arguments& argumen
     const unsigned minutes = request.test == TESTS ? SHORT_MINUTES : extendedMinutes;
     Payload log;
     status = await(drive, minutes != 0 ? minutes : UNKNOWN_MINUTES, log);
-    if (!status.is(0, 0)) return status;
+    if (failed(status)) return status;
     // Not as a status: the tool puts a text of its own, of a test that goes on, in the place of each.
     addResults(out, log, 1);
     return finalStatus(drive, *request.test, log);
@@ -195,7 +195,7 @@ Status DriveSelfTestJob::await(nvme::Drive& drive, unsigned minutes, Payload& lo
     ProgressLine line("Drive " + drive.name() + ", self-test", minutes * MS_PER_MINUTE);
     for (unsigned before = 0;;) {
         const Status status = readLog(drive, nvme::LID_DEVICE_SELF_TEST, nvme::SELF_TEST_BYTES, log);
-        if (!status.is(0, 0) || runningTest(log) == 0) return status;
+        if (failed(status) || runningTest(log) == 0) return status;
         line.update(progress(log), 100);
         if (progress(log) != before) {
             before = progress(log);

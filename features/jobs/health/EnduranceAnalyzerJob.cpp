@@ -90,7 +90,7 @@ std::unique_ptr<EnduranceAnalyzerJob> EnduranceAnalyzerJob::makeNew() const {
 Status EnduranceAnalyzerJob::measure(nvme::Drive& drive, EnduranceBaseline& now) const {
     Payload smart;
     Status status = readSmartLog(drive, smart);
-    if (!status.is(0, 0)) return status;
+    if (failed(status)) return status;
     now.timeSeconds = clock_();
     now.percentageUsed = smart.getData()[OFFSET_PERCENTAGE_USED];
     now.dataUnitsWritten = nvme::decimal128(smart.getData() + OFFSET_DATA_UNITS_WRITTEN);
@@ -100,12 +100,12 @@ Status EnduranceAnalyzerJob::measure(nvme::Drive& drive, EnduranceBaseline& now)
 Status EnduranceAnalyzerJob::showDrive(nvme::Drive& drive, const Arguments&, DriveOutput& out) {
     std::optional<EnduranceBaseline> then;
     Status status = baselines_.load(drive.serialNumber(), then);
-    if (!status.is(0, 0)) return status;
+    if (failed(status)) return status;
     // A clock that was set back counts as no time gone.
     if (!then || clock_() - then->timeSeconds < LEAST_SECONDS) return statuses::workloadIndicatorsReset();
     EnduranceBaseline now;
     status = measure(drive, now);
-    if (!status.is(0, 0)) return status;
+    if (failed(status)) return status;
     if (now.percentageUsed <= then->percentageUsed) return statuses::workloadWithoutWear();
     out.addAttributes(title(), analyze(*then, now));
     return Status();
@@ -114,8 +114,8 @@ Status EnduranceAnalyzerJob::showDrive(nvme::Drive& drive, const Arguments&, Dri
 Status EnduranceAnalyzerJob::actOnDrive(nvme::Drive& drive, const Arguments&, DriveOutput& out) {
     EnduranceBaseline now;
     Status status = measure(drive, now);
-    if (status.is(0, 0)) status = baselines_.save(drive.serialNumber(), now);
-    if (!status.is(0, 0)) return status;
+    if (succeeded(status)) status = baselines_.save(drive.serialNumber(), now);
+    if (failed(status)) return status;
     out.addStatus(title(), Status(0, 0,
                                   "The workload indicators were reset. Run the workload for 60 minutes or more before "
                                   "the endurance analyzer is shown."));

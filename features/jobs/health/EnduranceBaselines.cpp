@@ -67,11 +67,11 @@ Status EnduranceBaselines::load(const std::string& serialNumber, std::optional<E
     baseline.reset();
     std::string path;
     Status status = pathOf(serialNumber, path);
-    if (!status.is(0, 0)) return status;
+    if (failed(status)) return status;
     std::string text;
     status = readFile(path, SymbolicLink::REFUSE, text);
     if (status.is(CATEGORY_OS, ENOENT)) return Status();
-    if (!status.is(0, 0)) return ofFile(status, statuses::fileReadFailed());
+    if (failed(status)) return ofFile(status, statuses::fileReadFailed());
     baseline = parse(text);
     if (baseline) return Status();
     return Status(CATEGORY_FEATURE, statuses::fileReadFailed().getCode(),
@@ -82,9 +82,9 @@ Status EnduranceBaselines::load(const std::string& serialNumber, std::optional<E
 Status EnduranceBaselines::save(const std::string& serialNumber, const EnduranceBaseline& baseline) const {
     std::string path;
     Status status = pathOf(serialNumber, path);
-    if (!status.is(0, 0)) return status;
+    if (failed(status)) return status;
     status = makeStateFolder(folder_);
-    if (!status.is(0, 0)) return withDetails(statuses::directoryCreationFailed(), status.getMessage());
+    if (failed(status)) return withDetails(statuses::directoryCreationFailed(), status.getMessage());
     const std::string text = TIME + std::to_string(baseline.timeSeconds) + "\n" + PERCENTAGE_USED +
                              std::to_string(baseline.percentageUsed) + "\n" + DATA_UNITS_WRITTEN +
                              baseline.dataUnitsWritten + "\n";

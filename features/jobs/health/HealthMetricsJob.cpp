@@ -18,7 +18,7 @@ HealthMetricsJob::HealthMetricsJob()
 Status HealthMetricsJob::showDrive(nvme::Drive& drive, const Arguments&, DriveOutput& out) {
     Payload smart;
     Status status = readSmartLog(drive, smart);
-    if (!status.is(0, 0)) return status;
+    if (failed(status)) return status;
     AttributeList list = nvme::healthMetrics(smart);
     Attribute deviceStatus = attributes::feature::deviceStatus();
     deviceStatus.setValue(deviceStatusText(smart.getData()[0]));
@@ -26,10 +26,10 @@ Status HealthMetricsJob::showDrive(nvme::Drive& drive, const Arguments&, DriveOu
     if (!out.hasAllRequested(list)) {  // nothing is asked of the drive that the answer does not need
         Payload ocp;
         status = readOcpSmartLog(drive, OcpGrounds::OFFERED, ocp);
-        if (!status.is(0, 0) && !isRefusal(status)) return status;
+        if (failed(status) && !isRefusal(status)) return status;
         list.merge(nvme::ocpHealthMetrics(ocp));
         status = addVelkoSmart(drive, VELKO_HEALTH_BYTES, list);
-        if (!status.is(0, 0)) return status;
+        if (failed(status)) return status;
     }
     out.addAttributes(title(), list);
     return Status();

@@ -13,7 +13,7 @@ PerformanceJob::PerformanceJob() : CloneableJob(ostrel::interfaces::ostreli::JOB
 Status PerformanceJob::showDrive(nvme::Drive& drive, const Arguments&, DriveOutput& out) {
     Payload smart;
     Status status = readSmartLog(drive, smart);
-    if (status.is(0, 0)) out.addAttributes(title(), nvme::performanceMetrics(smart));
+    if (succeeded(status)) out.addAttributes(title(), nvme::performanceMetrics(smart));
     return status;
 }
 

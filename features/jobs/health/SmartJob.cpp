@@ -43,7 +43,7 @@ Status SmartJob::showDrive(nvme::Drive& drive, const Arguments& arguments, Drive
     if (includeHealth) {
         Payload smart;
         const Status status = readSmartLog(drive, smart);
-        if (!status.is(0, 0)) return status;
+        if (failed(status)) return status;
         list = nvme::smartAttributes(smart);
     }
     const std::string id = arguments.text(keys::id().getName());
@@ -51,10 +51,10 @@ Status SmartJob::showDrive(nvme::Drive& drive, const Arguments& arguments, Drive
     if (!isComplete) {  // nothing is asked of the drive that the answer does not need
         Payload ocp;
         Status status = readOcpSmartLog(drive, OcpGrounds::OFFERED, ocp);
-        if (!status.is(0, 0) && !isRefusal(status)) return status;
+        if (failed(status) && !isRefusal(status)) return status;
         addOcpAttributes(ocp, list);
         status = addVelkoSmart(drive, nvme::VELKO_EXTENDED_SMART_BYTES, list);
-        if (!status.is(0, 0)) return status;
+        if (failed(status)) return status;
     }
     if (list.empty()) {
         return Status(

@@ -15,7 +15,7 @@ Status addVelkoSmart(nvme::Drive& drive, size_t bytes, AttributeList& list) {
     Payload page;
     Status status = readLog(drive, nvme::LID_VELKO_EXTENDED_SMART, nvme::VELKO_EXTENDED_SMART_BYTES, page);
     if (isRefusal(status)) return Status();
-    if (!status.is(0, 0)) return status;
+    if (failed(status)) return status;
     for (const nvme::Field& field : nvme::decodeVelkoExtendedSmart(Payload(page.getData(), bytes)).fields)
         list.emplace(field.name, attributeOf(field, field.name));
     return status;

@@ -28,14 +28,14 @@ namespace {
 Status showController(nvme::Drive& drive, uint8_t cns, uint32_t, FieldTree& tree) {
     Payload data;
     Status status = drive.identify(cns, 0, 0, data);
-    if (status.is(0, 0)) tree = nvme::decodeIdentifyController(data);
+    if (succeeded(status)) tree = nvme::decodeIdentifyController(data);
     return status;
 }
 
 Status showNamespace(nvme::Drive& drive, uint8_t cns, uint32_t nsid, FieldTree& tree) {
     Payload data;
     Status status = drive.identify(cns, nsid, 0, data);
-    if (!status.is(0, 0)) return status;
+    if (failed(status)) return status;
     // All zero means a namespace that is not attached; what all namespaces have in common has no size either.
     if (nsid != nvme::NSID_ALL && nvme::NamespaceProperties(data.getData()).sizeBlocks == 0) {
         return Status(CATEGORY_FEATURE, statuses::invalidNamespaceId().getCode(),
@@ -48,21 +48,21 @@ Status showNamespace(nvme::Drive& drive, uint8_t cns, uint32_t nsid, FieldTree& 
 Status showDescriptors(nvme::Drive& drive, uint8_t cns, uint32_t nsid, FieldTree& tree) {
     Payload data;
     Status status = drive.identify(cns, nsid, 0, data);
-    if (status.is(0, 0)) tree = nvme::decodeNamespaceDescriptors(data, nsid);
+    if (succeeded(status)) tree = nvme::decodeNamespaceDescriptors(data, nsid);
     return status;
 }
 
 Status showUuids(nvme::Drive& drive, uint8_t cns, uint32_t, FieldTree& tree) {
     Payload data;
     Status status = drive.identify(cns, 0, 0, data);
-    if (status.is(0, 0)) tree = nvme::decodeUuidList(data);
+    if (succeeded(status)) tree = nvme::decodeUuidList(data);
     return status;
 }
 
 Status showNamespaces(nvme::Drive& drive, uint8_t cns, uint32_t, FieldTree& tree) {
     std::vector<uint32_t> all;
     Status status = readNamespaceList(drive, cns, all);
-    if (!status.is(0, 0)) return status;
+    if (failed(status)) return status;
     tree = FieldTree{cns == nvme::CNS_ALLOCATED_NAMESPACES ? "Allocated Namespaces" : "Attached Namespaces", {}, {}};
     tree.addList("Namespaces", all);
     return status;
@@ -71,7 +71,7 @@ Status showNamespaces(nvme::Drive& drive, uint8_t cns, uint32_t, FieldTree& tree
 Status showControllers(nvme::Drive& drive, uint8_t cns, uint32_t nsid, FieldTree& tree) {
     std::vector<uint16_t> all;
     Status status = readControllerList(drive, cns, nsid, all);
-    if (!status.is(0, 0)) return status;
+    if (failed(status)) return status;
     tree = FieldTree{"Controllers", {}, {}};
     if (cns == nvme::CNS_NAMESPACE_CONTROLLERS) tree.heading += " of Namespace " + std::to_string(nsid);
     tree.addList("Controllers", all);
@@ -105,7 +105,7 @@ Status requireOffered(nvme::Drive& drive, const StructureRow& row) {
     if (row.isSupported == nullptr) return Status();
     const uint8_t* identify = nullptr;
     const Status status = drive.identifyController(identify);
-    if (!status.is(0, 0) || (Controller(identify).*row.isSupported)()) return status;
+    if (failed(status) || (Controller(identify).*row.isSupported)()) return status;
     return withDetails(
         statuses::driveDoesNotSupportFeature(),
         "Drive " + drive.name() + " does not offer the " + row.name + " (CNS " + nvme::hexText(row.cns, 2) + ").");
@@ -120,7 +120,7 @@ Status read(const Arguments& arguments, IdentifyRequest& request) {
     const std::string key = attributes::feature::controllerNamespaceStructure().getName();
     std::optional<uint64_t> cns;
     Status status = arguments.number(key, UINT8_MAX, cns);
-    if (!status.is(0, 0)) return status;
+    if (failed(status)) return status;
     const auto* found = std::find_if(std::begin(STRUCTURES), std::end(STRUCTURES), [&](const StructureRow& row) {
         return row.cns == cns.value_or(nvme::CNS_CONTROLLER);
     });
@@ -141,7 +141,7 @@ IdentifyJob::IdentifyJob() : CloneableJob(ostrel::interfaces::ostreli::JOB_IDENT
 Status IdentifyJob::checkRequest(const Arguments& arguments) {
     IdentifyRequest request;
     Status status = read(arguments, request);
-    if (status.is(0, 0) && request.structure->ofOneNamespace && request.nsid == 0)
+    if (succeeded(status) && request.structure->ofOneNamespace && request.nsid == 0)
         return statuses::invalidNamespaceId();
     return status;
 }
@@ -149,7 +149,7 @@ Status IdentifyJob::checkRequest(const Arguments& arguments) {
 Status IdentifyJob::actOnDrive(nvme::Drive& drive, const Arguments& arguments, DriveOutput& out) {
     IdentifyRequest request;
     Status status = read(arguments, request);
-    if (!status.is(0, 0)) return status;
+    if (failed(status)) return status;
     if (request.structure->ofOneNamespace && !request.nsid) {
         request.nsid = namedNamespace(drive);
         if (!request.nsid) return statuses::noNamespaceId();
@@ -157,8 +157,8 @@ Status IdentifyJob::actOnDrive(nvme::Drive& drive, const Arguments& arguments, D
     const uint32_t nsid = request.structure->ofOneNamespace ? static_cast<uint32_t>(*request.nsid) : 0;
     FieldTree tree;
     status = requireOffered(drive, *request.structure);
-    if (status.is(0, 0)) status = request.structure->show(drive, request.structure->cns, nsid, tree);
-    if (status.is(0, 0)) out.addTree(tree);
+    if (succeeded(status)) status = request.structure->show(drive, request.structure->cns, nsid, tree);
+    if (succeeded(status)) out.addTree(tree);
     return status;
 }
 

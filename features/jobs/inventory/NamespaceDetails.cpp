@@ -67,7 +67,7 @@ Status describe(DriveFacts& facts, const HostNamespace& space, nvme::FieldTree& 
     tree.add("Use", usesText(space));
     Payload identify;
     const Status status = facts.drive().identify(nvme::CNS_NAMESPACE, space.nsid, 0, identify);
-    if (status.is(0, 0)) addFormat(tree, identify);
+    if (succeeded(status)) addFormat(tree, identify);
     return isRefusal(status) ? Status() : status;
 }
 
@@ -86,14 +86,14 @@ Status showNamespaces(DriveFacts& facts, DriveOutput& out) {
     if (location == nullptr) return facts.failure();
     CommandResult result;
     facts.drive().device().sendCommand(transport::HostCommand(transport::HostRequest::USES), result);
-    if (!result.status.is(0, 0)) return result.status;
+    if (failed(result.status)) return result.status;
     const auto* host = dynamic_cast<const transport::HostResult*>(result.protocolResult.get());
     if (host == nullptr) return statuses::deviceDataRetrievalFailed();
     for (const HostNamespace& space : host->namespaces) {
         if (!space.attached) continue;
         nvme::FieldTree tree;
         const Status status = describe(facts, space, tree);
-        if (!status.is(0, 0)) return status;
+        if (failed(status)) return status;
         tree.addList("By-Id Names", byIdNames(*location, space.node));
         out.addTree(tree);
     }

@@ -119,7 +119,7 @@ Status PartitionInformationJob::getProperties(const std::shared_ptr<xml::XmlObje
 Status PartitionInformationJob::showDrive(nvme::Drive& drive, const Arguments& arguments, DriveOutput& out) {
     CommandResult result;
     drive.device().sendCommand(transport::HostCommand(transport::HostRequest::USES), result);
-    if (!result.status.is(0, 0)) return result.status;
+    if (failed(result.status)) return result.status;
     const auto* host = dynamic_cast<const transport::HostResult*>(result.protocolResult.get());
     if (host == nullptr) return statuses::deviceDataRetrievalFailed();
     const std::string path = arguments.text(xml::NAME_PATH);

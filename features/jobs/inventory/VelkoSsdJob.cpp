@@ -157,7 +157,7 @@ Text protectionInformationLocation(ListedDrive& facts) {
 Text deviceStatus(ListedDrive& facts) {
     const uint8_t* smart = facts.smart();
     if (smart != nullptr) return deviceStatusText(smart[0]);
-    return facts.smartRefusal().is(0, 0) ? Text() : "Unknown";
+    return succeeded(facts.smartRefusal()) ? Text() : "Unknown";
 }
 
 /// The revision that an update would bring, or why there is none.
@@ -333,7 +333,7 @@ constexpr AttributeRow ROWS[] = {
 /// The attribute with its text, typed as the vocabulary has it.
 Attribute attributeOf(const AttributeRow& row, const std::string& text) {
     Attribute attribute = row.attribute();
-    if (!attribute.fromText(text).is(0, 0))
+    if (failed(attribute.fromText(text)))
         attribute = Attribute(attribute.getName(), attribute.getDisplayName(), typeString(), text);
     attribute.setDescription(row.unit);
     return attribute;
@@ -382,18 +382,18 @@ Status VelkoSsdJob::showDrive(nvme::Drive& drive, const Arguments& arguments, Dr
         const bool wanted = out.requested() != nullptr ? isRequested(*out.requested(), name) : all || row.isKey;
         if (!wanted) continue;
         const Text text = row.text(facts);
-        if (!facts.failure().is(0, 0)) return facts.failure();
+        if (failed(facts.failure())) return facts.failure();
         if (text) {
             list[name] = attributeOf(row, *text);
         } else if (row.isKey || out.requested() != nullptr) {
             list[name] = notFound(row);
         }
     }
-    const bool isUnknown = list.count(device::deviceStatus().getName()) != 0 && !facts.smartRefusal().is(0, 0);
+    const bool isUnknown = list.count(device::deviceStatus().getName()) != 0 && failed(facts.smartRefusal());
     out.addAttributes(title(), list);
     if (all && out.requested() == nullptr) {
         const Status status = showNamespaces(facts, out);
-        if (!status.is(0, 0)) out.addStatus(title() + " Namespaces", status);
+        if (failed(status)) out.addStatus(title() + " Namespaces", status);
     }
     // The rest is known and shown; that the drive's health is not makes it a drive that failed.
     if (isUnknown)

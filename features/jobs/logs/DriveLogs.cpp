@@ -54,15 +54,15 @@ public:
     Status run() {
         tree_.add("Folder", folder_.path());
         Status status = storeIdentify();
-        if (status.is(0, 0)) status = storePages(nvme::logPagesBegin(), nvme::logPagesEnd());
-        if (status.is(0, 0) && isVelkoDrive(facts_.drive()))
+        if (succeeded(status)) status = storePages(nvme::logPagesBegin(), nvme::logPagesEnd());
+        if (succeeded(status) && isVelkoDrive(facts_.drive()))
             status = storePages(nvme::velkoLogPagesBegin(), nvme::velkoLogPagesEnd());
-        const uint8_t* ocp = status.is(0, 0) ? facts_.ocpSmart() : nullptr;
+        const uint8_t* ocp = succeeded(status) ? facts_.ocpSmart() : nullptr;
         if (ocp != nullptr)
             status = write(logFileName(nvme::LID_OCP_SMART, OCP_SMART_NAME), Payload(ocp, nvme::OCP_SMART_BYTES));
         tree_.add("Files", std::to_string(files_));
         for (const Status& failure : {status, facts_.failure(), problem_}) {
-            if (!failure.is(0, 0)) return failure;
+            if (failed(failure)) return failure;
         }
         return Status();
     }
@@ -70,35 +70,35 @@ public:
 private:
     Status write(const std::string& name, const Payload& bytes) {
         const Status status = folder_.write(name, bytes);
-        if (status.is(0, 0)) ++files_;
+        if (succeeded(status)) ++files_;
         return status;
     }
 
     Status storeIdentify() {
         if (facts_.controller() == nullptr)
-            return facts_.failure().is(0, 0) ? statuses::deviceDataRetrievalFailed() : facts_.failure();
+            return succeeded(facts_.failure()) ? statuses::deviceDataRetrievalFailed() : facts_.failure();
         Status status = write("identify_controller.bin", Payload(facts_.identifyController(), nvme::IDENTIFY_BYTES));
         const auto* namespaces = facts_.hostNamespaces();
-        if (namespaces == nullptr) return status.is(0, 0) ? facts_.failure() : status;
+        if (namespaces == nullptr) return succeeded(status) ? facts_.failure() : status;
         for (const auto& space : *namespaces) {
             Payload data;
-            if (!status.is(0, 0)) return status;
+            if (failed(status)) return status;
             status = facts_.drive().identify(nvme::CNS_NAMESPACE, space.nsid, 0, data);
             if (isOfDrive(status)) {
                 status = reportNotRead("Namespace " + std::to_string(space.nsid), status);
                 continue;
             }
-            if (status.is(0, 0)) status = write("identify_namespace_" + std::to_string(space.nsid) + ".bin", data);
+            if (succeeded(status)) status = write("identify_namespace_" + std::to_string(space.nsid) + ".bin", data);
         }
         return status;
     }
 
     Status storePages(const LogPageRow* row, const LogPageRow* end) {
         Status status;
-        for (; status.is(0, 0) && row != end; ++row) {
+        for (; succeeded(status) && row != end; ++row) {
             bool isOffered = false;
             status = isLogOffered(facts_.drive(), *row, isOffered);
-            if (status.is(0, 0) && isOffered) status = storePage(*row);
+            if (succeeded(status) && isOffered) status = storePage(*row);
         }
         return status;
     }
@@ -107,10 +107,10 @@ private:
         UserFile file;
         Status status = folder_.createFile(logFileName(row.lid, row.name), file);
         FileSink log(file);
-        if (status.is(0, 0)) status = readPage(row, log);
+        if (succeeded(status)) status = readPage(row, log);
         if (isOfDrive(status)) return reportNotRead("LID " + nvme::hexText(row.lid, 2), status);
-        if (status.is(0, 0)) status = file.finish();
-        if (status.is(0, 0)) ++files_;
+        if (succeeded(status)) status = file.finish();
+        if (succeeded(status)) ++files_;
         return status;
     }
 
@@ -122,7 +122,7 @@ private:
     /// log's own.
     static bool isOfDrive(const Status& status) {
         const bool isTooLongForFile = status.is(CATEGORY_OS, EFBIG) || status.is(CATEGORY_OS, ENOSPC);
-        return !status.is(0, 0) && (!isOfHost(status) || isTooLongForFile);
+        return failed(status) && (!isOfHost(status) || isTooLongForFile);
     }
 
     /// What the drive does not support after all is no failure of the scan. A failure of the host is one: the
@@ -131,7 +131,7 @@ private:
         tree_.add(what, "Not read", status.getMessage());
         const bool isMissing = !isOfHost(status) && !isTooLong(status) &&
                                (isRefusal(status) || !facts_.drive().lastCompletion().isSuccess());
-        if (!isMissing && problem_.is(0, 0)) problem_ = status;
+        if (!isMissing && succeeded(problem_)) problem_ = status;
         return Status();
     }
 

@@ -7,7 +7,7 @@ using namespace ostrel::core;
 Status FileSink::begin(uint64_t bytes) {
     if (bytes_ != 0) {  // the log is read again
         const Status status = file_.restart();
-        if (!status.is(0, 0)) return status;
+        if (failed(status)) return status;
     }
     bytes_ = 0;
     return file_.checkRoom(bytes);
@@ -15,7 +15,7 @@ Status FileSink::begin(uint64_t bytes) {
 
 Status FileSink::add(const uint8_t* data, size_t bytes) {
     const Status status = file_.write({reinterpret_cast<const char*>(data), bytes});
-    if (status.is(0, 0)) bytes_ += bytes;
+    if (succeeded(status)) bytes_ += bytes;
     return status;
 }
 

@@ -63,8 +63,8 @@ Status LogFolder::createFile(const std::string& name, UserFile& file) const {
 Status LogFolder::write(const std::string& name, const Payload& bytes) const {
     UserFile file;
     Status status = createFile(name, file);
-    if (status.is(0, 0)) status = file.write({reinterpret_cast<const char*>(bytes.getData()), bytes.getSize()});
-    return status.is(0, 0) ? file.finish() : status;
+    if (succeeded(status)) status = file.write({reinterpret_cast<const char*>(bytes.getData()), bytes.getSize()});
+    return succeeded(status) ? file.finish() : status;
 }
 
 std::string fileNameOf(const std::string& text, const std::string& absent) {

@@ -35,7 +35,7 @@ bool isCommandSequenceError(const nvme::Drive& drive) {
 Status requireLog(nvme::Drive& drive, bool (ControllerCapabilities::*isSupported)() const, const Status& missing) {
     const uint8_t* identify = nullptr;
     const Status status = drive.identifyController(identify);
-    if (!status.is(0, 0)) return status;
+    if (failed(status)) return status;
     if ((ControllerCapabilities(identify).*isSupported)()) return Status();
     return withDetails(missing, "Drive " + drive.name() + " has none.");
 }
@@ -50,17 +50,17 @@ public:
     Status read(bool createsCapture, bool& changed) {
         Payload head;
         Status status = readHeader(createsCapture ? LSP_CREATE_TELEMETRY : uint8_t{0}, true, head);
-        if (!status.is(0, 0)) return status;
+        if (failed(status)) return status;
         const TelemetryHeader header(head.getData());
         const uint64_t length = header.lengthBytes(request_.dataArea);
         status = log_.begin(length);
-        if (status.is(0, 0)) status = log_.add(head.getData(), TelemetryHeader::BYTES);
+        if (succeeded(status)) status = log_.add(head.getData(), TelemetryHeader::BYTES);
         nvme::LogPageRequest page = pageRequest(true);
         page.offset = TelemetryHeader::BYTES;
-        if (status.is(0, 0)) status = copyLog(drive_, page, length, log_);
+        if (succeeded(status)) status = copyLog(drive_, page, length, log_);
         Payload after;
-        if (status.is(0, 0)) status = readHeader(0, true, after);
-        if (status.is(0, 0)) changed = TelemetryHeader(after.getData()).generation != header.generation;
+        if (succeeded(status)) status = readHeader(0, true, after);
+        if (succeeded(status)) changed = TelemetryHeader(after.getData()).generation != header.generation;
         return status;
     }
 
@@ -101,7 +101,7 @@ Status readEventLogHeader(nvme::Drive& drive, uint8_t lsp, Payload& head) {
 Status enterContext(nvme::Drive& drive, EventLogContext context, Payload& head, bool& isOurs) {
     isOurs = context != EventLogContext::ESTABLISHED;
     Status status = readEventLogHeader(drive, isOurs ? LSP_ESTABLISH_CONTEXT : LSP_READ_EVENTS, head);
-    if (status.is(0, 0)) return status;
+    if (succeeded(status)) return status;
     if (!isCommandSequenceError(drive)) {
         isOurs = false;
         return status;
@@ -116,8 +116,8 @@ Status enterContext(nvme::Drive& drive, EventLogContext context, Payload& head, 
             break;
     }
     status = releaseEventLogContext(drive);
-    if (status.is(0, 0)) status = readEventLogHeader(drive, LSP_ESTABLISH_CONTEXT, head);
-    isOurs = status.is(0, 0);
+    if (succeeded(status)) status = readEventLogHeader(drive, LSP_ESTABLISH_CONTEXT, head);
+    isOurs = succeeded(status);
     return status;
 }
 
@@ -128,23 +128,23 @@ Status readEvents(nvme::Drive& drive, const Payload& head, LogSink& log) {
                            "Drive " + drive.name() + " says that it has " + std::to_string(length) + " bytes.");
     }
     Status status = log.begin(length);
-    if (status.is(0, 0)) status = log.add(head.getData(), PersistentEventLog::HEADER_BYTES);
+    if (succeeded(status)) status = log.add(head.getData(), PersistentEventLog::HEADER_BYTES);
     nvme::LogPageRequest page;
     page.lid = nvme::LID_PERSISTENT_EVENT;
     page.offset = PersistentEventLog::HEADER_BYTES;
-    return status.is(0, 0) ? copyLog(drive, page, length, log) : status;
+    return succeeded(status) ? copyLog(drive, page, length, log) : status;
 }
 
 }  // namespace
 
 Status readTelemetryLog(nvme::Drive& drive, const TelemetryRequest& request, LogSink& log) {
     Status status = requireLog(drive, &ControllerCapabilities::supportsTelemetry, statuses::telemetryNotSupported());
-    if (!status.is(0, 0)) return status;
+    if (failed(status)) return status;
     Telemetry telemetry(drive, request, log);
     bool changed = false;
     status = telemetry.read(request.hostInitiated, changed);
-    if (status.is(0, 0) && changed) status = telemetry.read(false, changed);
-    if (!status.is(0, 0)) return missingLogAs(status, drive, statuses::telemetryNotSupported());
+    if (succeeded(status) && changed) status = telemetry.read(false, changed);
+    if (failed(status)) return missingLogAs(status, drive, statuses::telemetryNotSupported());
     if (changed) {
         return withDetails(statuses::telemetryRetrievalFailed(),
                            "Drive " + drive.name() + " made another capture while its log was read, twice.");
@@ -156,25 +156,25 @@ Status inEventLogContext(nvme::Drive& drive, const std::function<Status()>& read
     Payload head;
     bool isOurs = false;
     Status status = enterContext(drive, EventLogContext::PASSING, head, isOurs);
-    if (!status.is(0, 0)) return status;
+    if (failed(status)) return status;
     status = read();
     if (!isOurs) return status;
     const Status released = releaseEventLogContext(drive);
-    return status.is(0, 0) ? released : status;
+    return succeeded(status) ? released : status;
 }
 
 Status readPersistentEventLog(nvme::Drive& drive, EventLogContext context, LogSink& log) {
     Status status = requireLog(drive, &ControllerCapabilities::supportsPersistentEventLog,
                                statuses::persistentEventLogNotSupported());
-    if (!status.is(0, 0)) return status;
+    if (failed(status)) return status;
     Payload head;
     bool isOurs = false;
     status = enterContext(drive, context, head, isOurs);
-    if (!status.is(0, 0)) return missingLogAs(status, drive, statuses::persistentEventLogNotSupported());
+    if (failed(status)) return missingLogAs(status, drive, statuses::persistentEventLogNotSupported());
     status = readEvents(drive, head, log);
-    if (isOurs && (context == EventLogContext::PASSING || !status.is(0, 0))) {
+    if (isOurs && (context == EventLogContext::PASSING || failed(status))) {
         const Status released = releaseEventLogContext(drive);
-        if (status.is(0, 0)) status = released;
+        if (succeeded(status)) status = released;
     }
     return status;
 }

@@ -34,7 +34,7 @@ std::string lidText(uint8_t lid) {
 Status askForList(DriveFacts& facts, FieldTree& tree) {
     const Payload* list = nullptr;
     const Status status = facts.drive().supportedLogs(list);
-    if (!status.is(0, 0) || list == nullptr) return status;
+    if (failed(status) || list == nullptr) return status;
     tree = nvme::decodeSupportedLogs(*list);
     for (nvme::Field& field : tree.fields) {
         for (const LogPageRow* row = nvme::velkoLogPagesBegin(); row != nvme::velkoLogPagesEnd(); ++row) {
@@ -50,7 +50,7 @@ Status addVelkoPages(DriveFacts& facts, FieldTree& tree) {
     for (const LogPageRow* row = nvme::velkoLogPagesBegin(); row != nvme::velkoLogPagesEnd(); ++row) {
         bool there = false;
         Status status = isLogOffered(facts.drive(), *row, there);
-        if (!status.is(0, 0)) return status;
+        if (failed(status)) return status;
         if (there) tree.add(lidText(row->lid), row->name);
     }
     return Status();
@@ -59,7 +59,7 @@ Status addVelkoPages(DriveFacts& facts, FieldTree& tree) {
 Status showList(DriveFacts& facts, DriveOutput& out) {
     FieldTree tree;
     Status status = askForList(facts, tree);
-    if (!status.is(0, 0)) return status;
+    if (failed(status)) return status;
     if (!tree.fields.empty()) {
         out.addTree(tree);
         return Status();
@@ -68,20 +68,20 @@ Status showList(DriveFacts& facts, DriveOutput& out) {
     for (const LogPageRow* row = nvme::logPagesBegin(); row != nvme::logPagesEnd(); ++row) {
         bool there = false;
         status = isLogOffered(facts.drive(), *row, there);
-        if (!status.is(0, 0)) return status;
+        if (failed(status)) return status;
         if (there && row->lid != nvme::LID_SUPPORTED_LOGS) tree.add(lidText(row->lid), row->name);
     }
     if (facts.ocpSmart() != nullptr) tree.add(lidText(nvme::LID_OCP_SMART), OCP_SMART_NAME);
-    if (!facts.failure().is(0, 0)) return facts.failure();
+    if (failed(facts.failure())) return facts.failure();
     status = addVelkoPages(facts, tree);
-    if (status.is(0, 0)) out.addTree(tree);
+    if (succeeded(status)) out.addTree(tree);
     return status;
 }
 
 Status showPage(DriveFacts& facts, const NvmeLogRequest& request, uint8_t lid, DriveOutput& out) {
     Payload data;
     Status status = readLogPage(facts, request, lid, data);
-    if (!status.is(0, 0)) return status;
+    if (failed(status)) return status;
     if (lid == nvme::LID_OCP_SMART && request.offset == 0) noteOcpSmartLog(facts.drive(), data);
     out.addTree(showLogPage(facts.drive(), lid, request.offset, data));
     return status;
@@ -103,7 +103,7 @@ Status showOcpPage(DriveFacts& facts, const NvmeLogRequest& request, DriveOutput
     Payload data;
     Status status = readLogPage(facts, request, nvme::LID_OCP_SMART, data);
     if (isRefusal(status)) return Status();
-    if (status.is(0, 0) && request.offset == 0 && nvme::isOcpSmart(data)) out.addTree(nvme::decodeOcpSmart(data));
+    if (succeeded(status) && request.offset == 0 && nvme::isOcpSmart(data)) out.addTree(nvme::decodeOcpSmart(data));
     return status;
 }
 
@@ -112,16 +112,16 @@ Status showRows(DriveFacts& facts, const NvmeLogRequest& request, const LogPageR
     for (; row != end; ++row) {
         bool there = false;
         Status status = isLogOffered(facts.drive(), *row, there);
-        if (status.is(0, 0) && there) status = showPageOfAll(facts, request, row->lid, out);
-        if (!status.is(0, 0)) return status;
+        if (succeeded(status) && there) status = showPageOfAll(facts, request, row->lid, out);
+        if (failed(status)) return status;
     }
     return Status();
 }
 
 Status showAll(DriveFacts& facts, const NvmeLogRequest& request, DriveOutput& out) {
     Status status = showRows(facts, request, nvme::logPagesBegin(), nvme::logPagesEnd(), out);
-    if (status.is(0, 0)) status = showOcpPage(facts, request, out);
-    if (status.is(0, 0) && isVelkoDrive(facts.drive()))
+    if (succeeded(status)) status = showOcpPage(facts, request, out);
+    if (succeeded(status) && isVelkoDrive(facts.drive()))
         status = showRows(facts, request, nvme::velkoLogPagesBegin(), nvme::velkoLogPagesEnd(), out);
     return status;
 }
@@ -134,7 +134,7 @@ public:
 
     Status begin(uint64_t bytes) override {
         const Status status = request_.isPart() ? Status() : checkHasData(drive_, *request_.lid, bytes);
-        return status.is(0, 0) ? FileSink::begin(bytes) : status;
+        return succeeded(status) ? FileSink::begin(bytes) : status;
     }
 
 private:
@@ -148,9 +148,9 @@ Status writePage(nvme::Drive& drive, const NvmeLogRequest& request, DriveOutput&
     UserFile file;
     PageFile log(file, drive, request);
     Status status = file.open(request.file);
-    if (status.is(0, 0)) status = copyLogPage(facts, request, *request.lid, log);
-    if (status.is(0, 0)) status = file.finish();
-    if (!status.is(0, 0)) return status;
+    if (succeeded(status)) status = copyLogPage(facts, request, *request.lid, log);
+    if (succeeded(status)) status = file.finish();
+    if (failed(status)) return status;
     out.addStatus(
         title, Status(0, 0,
                       "Wrote " + std::to_string(log.bytes()) + " bytes of log page " + nvme::hexText(*request.lid, 2) +
@@ -170,21 +170,21 @@ Status NvmeLogJob::checkRequest(const Arguments& arguments) {
 Status NvmeLogJob::runMethod(const std::shared_ptr<xml::XmlObject>& output) {
     NvmeLogRequest request;
     Status status = NvmeLogRequest::read(arguments(), request);
-    if (!status.is(0, 0)) return status;
+    if (failed(status)) return status;
     if (request.file.empty()) return DriveJob::runMethod(output);
     if (getDevices().empty()) return statuses::noDeviceSelected();
     if (getDevices().size() > 1) return statuses::multipleDevicesSelected();
     nvme::Drive drive(*getDevices().front());
     DriveOutput out(drive.serialNumber(), nullptr, &drive.device());
     status = ofFile(writePage(drive, request, out, title()), statuses::fileWriteFailed());
-    if (status.is(0, 0)) addOutput(*output, out);
+    if (succeeded(status)) addOutput(*output, out);
     return status;
 }
 
 Status NvmeLogJob::actOnDrive(nvme::Drive& drive, const Arguments& arguments, DriveOutput& out) {
     NvmeLogRequest request;
     const Status status = NvmeLogRequest::read(arguments, request);
-    if (!status.is(0, 0)) return status;
+    if (failed(status)) return status;
     DriveFacts facts(drive);
     if (request.list) return showList(facts, out);
     return request.lid ? showPage(facts, request, *request.lid, out) : showAll(facts, request, out);

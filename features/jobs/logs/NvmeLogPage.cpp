@@ -101,7 +101,7 @@ Status pageRequest(DriveFacts& facts, const NvmeLogRequest& request, uint8_t lid
     page.retainEvent = request.retainEvent;
     if (request.ofNamespace) {
         const transport::HostNamespace* host = facts.hostNamespace();
-        if (host == nullptr && facts.failure().is(0, 0)) return statuses::noNamespaceId();
+        if (host == nullptr && succeeded(facts.failure())) return statuses::noNamespaceId();
         if (host != nullptr) page.nsid = host->nsid;
     }
     return facts.failure();
@@ -110,7 +110,7 @@ Status pageRequest(DriveFacts& facts, const NvmeLogRequest& request, uint8_t lid
 Status controllerOf(DriveFacts& facts, const nvme::ControllerCapabilities*& controller) {
     controller = facts.controller();
     if (controller != nullptr) return Status();
-    return facts.failure().is(0, 0) ? statuses::deviceDataRetrievalFailed() : facts.failure();
+    return succeeded(facts.failure()) ? statuses::deviceDataRetrievalFailed() : facts.failure();
 }
 
 constexpr size_t ANA_HEAD_BYTES = 16;
@@ -129,7 +129,7 @@ Status walkAnaGroups(nvme::Drive& drive, nvme::LogPageRequest page, unsigned gro
         }
         Payload group;
         const Status status = drive.readLogPage(page, ANA_GROUP_BYTES, group);
-        if (!status.is(0, 0)) return status;
+        if (failed(status)) return status;
         page.offset += ANA_GROUP_BYTES + uint64_t{4} * nvme::le32(group.getData() + ANA_NUMBER_OF_NAMESPACES);
     }
     return Status();
@@ -155,7 +155,7 @@ public:
         }
         const nvme::ControllerCapabilities* controller = nullptr;
         const Status status = controllerOf(facts_, controller);
-        if (!status.is(0, 0)) return status;
+        if (failed(status)) return status;
         length = row_->wholeLength(*controller, head);
         const bool isWalked = row_->lid == nvme::LID_ANA && controller->supportsExtendedLogData();
         return isWalked ? walkAnaGroups(facts_.drive(), page, nvme::le16(head + ANA_NUMBER_OF_GROUPS), length) : status;
@@ -166,7 +166,7 @@ public:
         Payload head;
         if (headBytes() != 0) {
             const Status status = facts_.drive().readLogPage(page, headBytes(), head);
-            if (!status.is(0, 0)) return status;
+            if (failed(status)) return status;
             page.lsp = page.lspOfFurtherPieces;
         }
         return of(page, head.getData(), length);
@@ -194,7 +194,7 @@ Status readOffered(nvme::Drive& drive, const NvmeLogRequest& request, uint8_t li
     if (request.isVelko && !isVelkoDrive(drive)) return statuses::driveDoesNotSupportFeature();
     const LogPageRow* row = nvme::findLogPage(lid);
     const Status status = row == nullptr ? Status() : requireLogOffered(drive, *row);
-    if (!status.is(0, 0)) return status;
+    if (failed(status)) return status;
     return lid == nvme::LID_PERSISTENT_EVENT && !request.lsp ? inEventLogContext(drive, read) : read();
 }
 
@@ -202,8 +202,8 @@ Status readOffered(nvme::Drive& drive, const NvmeLogRequest& request, uint8_t li
 Status preparePage(DriveFacts& facts, const NvmeLogRequest& request, uint8_t lid, const PageLength& pageLength,
                    nvme::LogPageRequest& page, uint64_t& end) {
     Status status = pageRequest(facts, request, lid, page);
-    if (status.is(0, 0) && !request.bytes) status = pageLength.ask(page, end);
-    if (!status.is(0, 0)) return status;
+    if (succeeded(status) && !request.bytes) status = pageLength.ask(page, end);
+    if (failed(status)) return status;
     page.offset = request.offset;
     if (!request.bytes) return page.offset < end ? Status() : beyondTheEnd(facts.drive(), page.offset, end);
     end = page.offset + *request.bytes;
@@ -241,8 +241,8 @@ Status findNewEnd(const nvme::Drive& drive, const PageLength& pageLength, const 
     if (head == nullptr) return Status();
     uint64_t length = 0;
     Status status = pageLength.of(page, head, length);
-    if (status.is(0, 0)) status = checkLogLength(drive.name(), length);
-    if (status.is(0, 0)) end = std::max(end, length);
+    if (succeeded(status)) status = checkLogLength(drive.name(), length);
+    if (succeeded(status)) end = std::max(end, length);
     return status;
 }
 
@@ -252,14 +252,14 @@ Status copyPieces(DriveFacts& facts, const NvmeLogRequest& request, uint8_t lid,
     nvme::LogPageRequest page;
     uint64_t end = 0;
     Status status = preparePage(facts, request, lid, pageLength, page, end);
-    if (status.is(0, 0)) status = checkLogLength(drive.name(), end - page.offset);
-    if (status.is(0, 0)) status = log.begin(end - page.offset);
+    if (succeeded(status)) status = checkLogLength(drive.name(), end - page.offset);
+    if (succeeded(status)) status = log.begin(end - page.offset);
     HeadKeeper keeper(log, request.isPart() ? 0 : pageLength.headBytes());
-    if (status.is(0, 0)) status = copyLog(drive, page, end, keeper);
-    if (!status.is(0, 0) || request.isPart()) return status;
+    if (succeeded(status)) status = copyLog(drive, page, end, keeper);
+    if (failed(status) || request.isPart()) return status;
     page.offset = end;
     status = findNewEnd(drive, pageLength, page, keeper.head(), end);
-    return status.is(0, 0) ? copyLog(drive, page, end, log) : status;
+    return succeeded(status) ? copyLog(drive, page, end, log) : status;
 }
 
 /// Sixteen bytes a line, under their offset in the page.
@@ -287,8 +287,8 @@ Status readLogPage(DriveFacts& facts, const NvmeLogRequest& request, uint8_t lid
         nvme::LogPageRequest page;
         uint64_t end = 0;
         Status status = preparePage(facts, request, lid, PageLength(facts, lid, false), page, end);
-        if (status.is(0, 0)) status = checkDecoding(NamedLog(facts.drive(), lid), end - page.offset);
-        return status.is(0, 0) ? facts.drive().readLogPage(page, end - page.offset, data) : status;
+        if (succeeded(status)) status = checkDecoding(NamedLog(facts.drive(), lid), end - page.offset);
+        return succeeded(status) ? facts.drive().readLogPage(page, end - page.offset, data) : status;
     });
 }
 

@@ -26,7 +26,7 @@ Status outOfRange(const std::string& key, uint64_t value, const char* range) {
 Status readPage(const Arguments& arguments, NvmeLogRequest& request) {
     std::optional<uint64_t> number;
     const Status status = arguments.number(keys::logId().getName(), UINT32_MAX, number);
-    if (!status.is(0, 0)) return status;
+    if (failed(status)) return status;
     if (number > UINT8_MAX) {
         return Status(CATEGORY_FEATURE, statuses::invalidLogId().getCode(),
                       statuses::invalidLogId().getMessage() + " It must be a number from 0 to 255.");
@@ -46,13 +46,13 @@ Status readExtent(const Arguments& arguments, NvmeLogRequest& request) {
     const std::string offsetKey = keys::logPageOffset().getName();
     std::optional<uint64_t> offset;
     Status status = arguments.number(offsetKey, UINT64_MAX, offset);
-    if (!status.is(0, 0)) return status;
+    if (failed(status)) return status;
     request.offset = offset.value_or(0);
     if (request.offset % 4 != 0) return outOfRange(offsetKey, request.offset, "a multiple of 4 bytes");
     const std::string dwordsKey = keys::numDWORDs().getName();
     std::optional<uint64_t> dwords;
     status = arguments.number(dwordsKey, MOST_DWORDS, dwords);
-    if (!status.is(0, 0) || !dwords) return status;
+    if (failed(status) || !dwords) return status;
     if (*dwords == 0) return outOfRange(dwordsKey, 0, "1 or more");
     request.bytes = static_cast<uint32_t>(*dwords * 4);
     return Status();
@@ -61,11 +61,11 @@ Status readExtent(const Arguments& arguments, NvmeLogRequest& request) {
 Status readSpecifics(const Arguments& arguments, NvmeLogRequest& request) {
     std::optional<uint64_t> lsp;
     Status status = arguments.number(keys::logSpecificField().getName(), MOST_LSP, lsp);
-    if (!status.is(0, 0)) return status;
+    if (failed(status)) return status;
     if (lsp) request.lsp = static_cast<uint8_t>(*lsp);
     std::optional<uint64_t> lsi;
     status = arguments.number(keys::logSpecificId().getName(), UINT16_MAX, lsi);
-    if (status.is(0, 0) && lsi) request.lsi = static_cast<uint16_t>(*lsi);
+    if (succeeded(status) && lsi) request.lsi = static_cast<uint16_t>(*lsi);
     return status;
 }
 
@@ -81,7 +81,7 @@ Status readFlags(const Arguments& arguments, NvmeLogRequest& request) {
     for (const auto& row : flags) {
         std::optional<bool> flag;
         const Status status = arguments.boolean(row.attribute.getName(), flag);
-        if (!status.is(0, 0)) return status;
+        if (failed(status)) return status;
         row.flag = flag.value_or(row.flag);
     }
     return Status();
@@ -104,10 +104,10 @@ Status checkFile(const NvmeLogRequest& request) {
 Status NvmeLogRequest::read(const Arguments& arguments, NvmeLogRequest& request) {
     for (const auto part : {readFlags, readSpecifics, readExtent}) {
         const Status status = part(arguments, request);
-        if (!status.is(0, 0)) return status;
+        if (failed(status)) return status;
     }
     const Status status = readPage(arguments, request);
-    if (!status.is(0, 0)) return status;
+    if (failed(status)) return status;
     request.file = arguments.text(keys::file().getName());
     return checkFile(request);
 }

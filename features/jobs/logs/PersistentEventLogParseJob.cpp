@@ -22,7 +22,7 @@ public:
     StringSink(const nvme::Drive& drive, std::string& bytes) : log_(drive, nvme::LID_PERSISTENT_EVENT), bytes_(bytes) {}
     Status begin(uint64_t bytes) override {
         const Status status = checkDecoding(log_, bytes);
-        if (!status.is(0, 0)) return status;
+        if (failed(status)) return status;
         bytes_.clear();
         bytes_.reserve(bytes);
         return Status();
@@ -62,10 +62,10 @@ Status PersistentEventLogParseJob::runMethod(const std::shared_ptr<xml::XmlObjec
     if (path.empty()) return DriveJob::runMethod(output);
     std::string bytes;
     Status status = readInputFile(path, decodableBytes(), bytes);
-    if (!status.is(0, 0)) return status;
+    if (failed(status)) return status;
     std::unique_ptr<DriveOutput> out;
     status = show(bytes, "'" + path + "'", nullptr, out, title());
-    if (status.is(0, 0)) addOutput(*output, *out);
+    if (succeeded(status)) addOutput(*output, *out);
     return status;
 }
 
@@ -73,10 +73,10 @@ Status PersistentEventLogParseJob::actOnDrive(nvme::Drive& drive, const Argument
     std::string bytes;
     StringSink sink(drive, bytes);
     Status status = readPersistentEventLog(drive, EventLogContext::PASSING, sink);
-    if (!status.is(0, 0)) return status;
+    if (failed(status)) return status;
     std::unique_ptr<DriveOutput> log;
     status = show(bytes, "The log of drive " + drive.name(), &drive.device(), log, title());
-    if (!status.is(0, 0)) return status;
+    if (failed(status)) return status;
     for (auto& object : log->take()) out.add(std::move(object));
     return Status();
 }

@@ -18,7 +18,7 @@ Status readRequest(const Arguments& arguments, TelemetryRequest& request) {
     const std::string areaKey = keys::dataArea().getName();
     std::optional<uint64_t> area;
     Status status = arguments.number(areaKey, parsers::TelemetryHeader::MOST_AREAS, area);
-    if (!status.is(0, 0) || area == 0) {
+    if (failed(status) || area == 0) {
         return Status(CATEGORY_FEATURE, statuses::invalidProperty().getCode(),
                       "Invalid value given for " + areaKey + ": '" + arguments.text(areaKey) +
                           "'. It must be a number from 1 to 3.");
@@ -26,7 +26,7 @@ Status readRequest(const Arguments& arguments, TelemetryRequest& request) {
     request.dataArea = static_cast<unsigned>(area.value_or(request.dataArea));
     std::optional<bool> flag;
     status = arguments.boolean(keys::hostInitiated().getName(), flag);
-    if (!status.is(0, 0)) return status;
+    if (failed(status)) return status;
     request.hostInitiated = flag.value_or(request.hostInitiated);
     flag.reset();
     status = arguments.boolean(keys::retainAsynchronousEvent().getName(), flag);
@@ -54,7 +54,7 @@ uint8_t TelemetryLogJob::logId(const Arguments& arguments) const {
 Status TelemetryLogJob::dumpDrive(nvme::Drive& drive, const Arguments& arguments, LogSink& log) {
     TelemetryRequest request;
     const Status status = readRequest(arguments, request);
-    return status.is(0, 0) ? readTelemetryLog(drive, request, log) : status;
+    return succeeded(status) ? readTelemetryLog(drive, request, log) : status;
 }
 
 }  // namespace features::jobs

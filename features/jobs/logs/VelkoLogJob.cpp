@@ -90,7 +90,7 @@ Status VelkoLogJob::readLog(uint8_t lid, nvme::Drive& drive, LogSink& log) {
     for (unsigned i = 0; i < MOST_READS; ++i) {
         bool isWhole = false;
         Status status = readOnce(row, drive, log, isWhole);
-        if (!status.is(0, 0) || isWhole) return status;
+        if (failed(status) || isWhole) return status;
     }
     return withDetails(row.failed(),
                        "The log of drive " + drive.name() + " was read by another process at the same time.");
@@ -100,13 +100,13 @@ Status VelkoLogJob::readOnce(const Row& row, nvme::Drive& drive, LogSink& log, b
     Payload head;
     Status status =
         missingLogAs(jobs::readLog(drive, row.lid, nvme::VELKO_LOG_HEADER_BYTES, head), drive, row.missing());
-    if (!status.is(0, 0)) return status;
+    if (failed(status)) return status;
     const nvme::VelkoLogHeader header = nvme::velkoLogHeader(head.getData());
     if (header.signature != row.signature || !isLength(header.bytes))
         return withDetails(row.damaged(), "The log of drive " + drive.name() + " does not begin with its header.");
     status = log.begin(header.bytes);
-    if (status.is(0, 0)) status = log.add(head.getData(), head.getSize());
-    if (!status.is(0, 0)) return status;
+    if (succeeded(status)) status = log.add(head.getData(), head.getSize());
+    if (failed(status)) return status;
     nvme::LogPageRequest rest;
     rest.lid = row.lid;
     rest.retainEvent = true;

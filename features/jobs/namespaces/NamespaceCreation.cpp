@@ -85,10 +85,10 @@ Status readNamespaceRequest(const Arguments& arguments, NamespaceRequest& reques
     if (arguments.text(sizeAttribute.getName()).empty()) return statuses::noNamespaceSize();
     std::optional<NamespaceAmount> size;
     Status status = readAmount(arguments, sizeAttribute, size);
-    if (!status.is(0, 0)) return status;
+    if (failed(status)) return status;
     request.size = *size;
     status = readAmount(arguments, attributes::feature::capacity(), request.capacity);
-    if (!status.is(0, 0)) return status;
+    if (failed(status)) return status;
     if (request.capacity && request.capacity->unit == request.size.unit &&
         request.capacity->number > request.size.number)
         return statuses::namespaceCapacityAboveSize();
@@ -96,8 +96,8 @@ Status readNamespaceRequest(const Arguments& arguments, NamespaceRequest& reques
     uint32_t protection = 0;
     uint32_t shared = 0;
     status = readOptional(arguments, LBA_FORMAT, lbaFormat);
-    if (status.is(0, 0)) status = readOptional(arguments, PROTECTION, protection);
-    if (status.is(0, 0)) status = readOptional(arguments, SHARING, shared);
+    if (succeeded(status)) status = readOptional(arguments, PROTECTION, protection);
+    if (succeeded(status)) status = readOptional(arguments, SHARING, shared);
     request.lbaFormat = static_cast<uint8_t>(lbaFormat);
     request.protectionType = static_cast<uint8_t>(protection);
     request.isShared = shared != 0;
@@ -110,27 +110,27 @@ Status NamespaceCreation::run(const uint8_t* controllerBytes, std::string& repor
     const bool isCounted = saturated128(controllerBytes + OFFSET_TNVMCAP) != 0;
     const uint64_t freeBytes = isCounted ? saturated128(controllerBytes + OFFSET_UNVMCAP) : UNKNOWN;
     Status status = checkCount(controller);
-    if (!status.is(0, 0)) return status;
+    if (failed(status)) return status;
     Payload data;
     status = drive_.identify(nvme::CNS_NAMESPACE, nvme::NSID_ALL, 0, data);
     // Every controller with namespace management reports what its namespaces have in common.
     if (isRefusal(status)) return withDetails(statuses::driveDoesNotSupportFeature(), status.getMessage());
-    if (!status.is(0, 0)) return status;
+    if (failed(status)) return status;
     status = checkFormat(NamespaceProperties(data.getData()));
-    if (!status.is(0, 0)) return status;
+    if (failed(status)) return status;
     status = readGranularity(controller);
-    if (status.is(0, 0)) status = findBlocks(freeBytes);
-    if (!status.is(0, 0)) return status;
+    if (succeeded(status)) status = findBlocks(freeBytes);
+    if (failed(status)) return status;
     if (capacity_ < size_ && !bit(data.getData()[OFFSET_NSFEAT], 0)) return statuses::thinProvisioningNotSupported();
     status = checkSize(freeBytes);
-    if (!status.is(0, 0)) return status;
+    if (failed(status)) return status;
     return create(report);
 }
 
 Status NamespaceCreation::checkCount(const ControllerCapabilities& controller) {
     std::vector<uint32_t> all;
     Status status = readAllNamespaces(drive_, controller, all);
-    if (!status.is(0, 0) || all.size() < controller.mostNamespaces()) return status;
+    if (failed(status) || all.size() < controller.mostNamespaces()) return status;
     return withDetails(statuses::tooManyNamespaces(),
                        "Drive " + drive_.name() + " has " + std::to_string(all.size()) + " of them already.");
 }
@@ -167,9 +167,9 @@ Status NamespaceCreation::findBlocks(uint64_t freeBytes) {
     if (!request_.capacity) sizeStep_ = capacityStep_ = commonStep(sizeStep_, capacityStep_);
     Status status = toBlocks("Size", request_.size, sizeStep_, freeBytes, size_);
     capacity_ = size_;
-    if (status.is(0, 0) && request_.capacity)
+    if (succeeded(status) && request_.capacity)
         status = toBlocks("Capacity", *request_.capacity, capacityStep_, freeBytes, capacity_);
-    return status.is(0, 0) && capacity_ > size_ ? statuses::namespaceCapacityAboveSize() : status;
+    return succeeded(status) && capacity_ > size_ ? statuses::namespaceCapacityAboveSize() : status;
 }
 
 Status NamespaceCreation::toBlocks(const char* what, const NamespaceAmount& amount, uint64_t step, uint64_t freeBytes,
@@ -198,7 +198,7 @@ Status NamespaceCreation::checkSize(uint64_t freeBytes) {
         return withDetails(statuses::notEnoughSpaceForNamespace(), text + ".");
     }
     const Status status = checkMultiple("Size", size_, sizeStep_, request_.capacity ? UNKNOWN : freeBlocks);
-    return status.is(0, 0) ? checkMultiple("Capacity", capacity_, capacityStep_, freeBlocks) : status;
+    return succeeded(status) ? checkMultiple("Capacity", capacity_, capacityStep_, freeBlocks) : status;
 }
 
 /// Reports the multiples of `step` below and above, as far as they are not more than `most`.
@@ -220,7 +220,7 @@ Status NamespaceCreation::readGranularity(const ControllerCapabilities& controll
     Payload data;
     Status status = drive_.identify(CNS_GRANULARITY, 0, 0, data);
     if (isRefusal(status)) return Status();  // then any size will do
-    if (!status.is(0, 0)) return status;
+    if (failed(status)) return status;
     const uint8_t* const list = data.getData();
     // One descriptor for all formats, or one for each.
     const unsigned index = bit(list[0], 0) ? request_.lbaFormat : 0U;
@@ -242,7 +242,7 @@ Status NamespaceCreation::create(std::string& report) {
     data[OFFSET_NMIC] = request_.isShared ? 1 : 0;
     nvme::Answer answer;
     Status status = drive_.send(namespaceManagement(SEL_CREATE, 0), answer, Payload(data, sizeof data));
-    if (!status.is(0, 0)) return toldByNamespaceRefusals(status, drive_);
+    if (failed(status)) return toldByNamespaceRefusals(status, drive_);
     drive_.forgetIdentify();
     report = "Namespace " + std::to_string(answer.completion.dword0) + " was created: " + std::to_string(size_) +
              " blocks of " + std::to_string(format_.dataBytes()) + " bytes" +

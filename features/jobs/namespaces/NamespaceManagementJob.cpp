@@ -46,7 +46,7 @@ NamespaceManagementJob::NamespaceManagementJob(std::shared_ptr<const WaitClock> 
 
 Status NamespaceManagementJob::checkRequest(const Arguments& arguments) {
     Status status = checkOneDrive(getDevices().size());
-    if (!status.is(0, 0)) return status;
+    if (failed(status)) return status;
     const std::string word = arguments.text(attributes::feature::action().getName());
     action_ =
         std::find_if(std::begin(ACTIONS), std::end(ACTIONS), [&](const ActionRow& row) { return word == row.word; });
@@ -66,7 +66,7 @@ Status NamespaceManagementJob::readTarget(const Arguments& arguments) {
     const Status status = arguments.number(name, nvme::NSID_ALL, nsid, Digits::DECIMAL_OR_HEX);
     // All namespaces at once can be deleted, but not attached.
     const bool mayBeAll = action_->operation == &NamespaceManagementJob::erase;
-    if (!status.is(0, 0) || nsid == 0U || (nsid == nvme::NSID_ALL && !mayBeAll))
+    if (failed(status) || nsid == 0U || (nsid == nvme::NSID_ALL && !mayBeAll))
         return withDetails(statuses::invalidNamespaceId(), std::string("It must be a number from 1 to 0xFFFFFFFE") +
                                                                (mayBeAll ? ", or 0xFFFFFFFF for all" : "") + ", not '" +
                                                                text + "'.");
@@ -83,18 +83,18 @@ Status NamespaceManagementJob::checkGate(nvme::Drive& drive) const {
 
 Status NamespaceManagementJob::actOnDrive(nvme::Drive& drive, const Arguments&, DriveOutput& out) {
     Status status = action_->takesAway ? checkGate(drive) : Status();
-    if (!status.is(0, 0)) return status;
+    if (failed(status)) return status;
     const uint8_t* controller = nullptr;
     status = drive.identifyController(controller);
-    if (!status.is(0, 0)) return status;
+    if (failed(status)) return status;
     if (!nvme::ControllerCapabilities(controller).supportsNamespaceManagement()) {
         return withDetails(statuses::driveDoesNotSupportFeature(),
                            "Drive " + drive.name() + " has no namespace management.");
     }
     std::string report;
     if (nsid_ != 0 && nsid_ != nvme::NSID_ALL) status = checkAllocated(drive);
-    if (status.is(0, 0)) status = (this->*action_->operation)(drive, controller, report);
-    if (status.is(0, 0)) out.addStatus(title(), Status(0, 0, report));
+    if (succeeded(status)) status = (this->*action_->operation)(drive, controller, report);
+    if (succeeded(status)) out.addStatus(title(), Status(0, 0, report));
     return status;
 }
 
@@ -102,7 +102,7 @@ Status NamespaceManagementJob::checkAllocated(nvme::Drive& drive) const {
     std::vector<uint32_t> all;
     Status status = readNamespaceList(drive, nvme::CNS_ALLOCATED_NAMESPACES, all);
     if (isRefusal(status)) return Status();  // then the command itself reports it
-    if (!status.is(0, 0) || std::find(all.begin(), all.end(), nsid_) != all.end()) return status;
+    if (failed(status) || std::find(all.begin(), all.end(), nsid_) != all.end()) return status;
     return withDetails(statuses::invalidNamespaceId(),
                        "Drive " + drive.name() + " has no namespace " + std::to_string(nsid_) + ".");
 }
@@ -113,22 +113,22 @@ Status NamespaceManagementJob::create(nvme::Drive& drive, const uint8_t* control
 
 Status NamespaceManagementJob::erase(nvme::Drive& drive, const uint8_t*, std::string& report) {
     Status status = checkGate(drive);
-    if (!status.is(0, 0)) return status;
+    if (failed(status)) return status;
     Status seen;
     status = sendDeletion(drive, seen);
-    if (!status.is(0, 0)) return status;
+    if (failed(status)) return status;
     report = nsid_ == nvme::NSID_ALL ? "All namespaces were deleted."
                                      : "Namespace " + std::to_string(nsid_) + " was deleted.";
     std::string node;
-    if (seen.is(0, 0)) seen = awaitView(drive, false, node);
-    return seen.is(0, 0) ? seen : withDetails(seen, report);
+    if (succeeded(seen)) seen = awaitView(drive, false, node);
+    return succeeded(seen) ? seen : withDetails(seen, report);
 }
 
 Status NamespaceManagementJob::sendDeletion(nvme::Drive& drive, Status& seen) const {
     const SignalBlock untilTheHostHasLooked;
     nvme::Answer answer;
     const Status status = drive.send(namespaceManagement(SEL_DELETE, nsid_), answer);
-    if (!status.is(0, 0)) return toldByNamespaceRefusals(status, drive);
+    if (failed(status)) return toldByNamespaceRefusals(status, drive);
     drive.forgetIdentify();
     seen = rescan(drive);
     return status;
@@ -146,28 +146,28 @@ Status NamespaceManagementJob::changeAttachment(nvme::Drive& drive, bool attach,
     const auto controllerId = static_cast<uint16_t>(controllerId_.value_or(own));
     Status status = attach ? Status() : checkGate(drive);
     Status seen;
-    if (status.is(0, 0)) status = sendAttachment(drive, attach, controllerId, seen);
-    if (!status.is(0, 0)) return status;
+    if (succeeded(status)) status = sendAttachment(drive, attach, controllerId, seen);
+    if (failed(status)) return status;
     report = "Namespace " + std::to_string(nsid_) + (attach ? " was attached to" : " was detached from") +
              " controller " + std::to_string(controllerId);
     std::string node;
-    if (seen.is(0, 0) && controllerId == own) seen = awaitView(drive, attach, node);
+    if (succeeded(seen) && controllerId == own) seen = awaitView(drive, attach, node);
     report += (node.empty() ? "" : ": " + node) + ".";
-    return seen.is(0, 0) ? seen : withDetails(seen, report);
+    return succeeded(seen) ? seen : withDetails(seen, report);
 }
 
 Status NamespaceManagementJob::sendAttachment(nvme::Drive& drive, bool attach, uint16_t controllerId,
                                               Status& seen) const {
     const SignalBlock untilTheHostHasLooked;
     const Status status = sendNamespaceAttachment(drive, attach, nsid_, controllerId);
-    if (status.is(0, 0)) seen = rescan(drive);
+    if (succeeded(status)) seen = rescan(drive);
     return status;
 }
 
 Status NamespaceManagementJob::awaitView(nvme::Drive& drive, bool present, std::string& node) const {
     Status status;
     const uint64_t deadline = clock_->nowMs() + VIEW_LIMIT_MS;
-    while (status.is(0, 0)) {
+    while (succeeded(status)) {
         std::vector<HostNamespace> seen;
         status = readHostNamespaces(drive, seen);
         const auto found = std::find_if(seen.begin(), seen.end(), [&](const HostNamespace& space) {

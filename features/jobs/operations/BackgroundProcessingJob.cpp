@@ -103,7 +103,7 @@ Status find(nvme::Drive& drive, const ControllerCapabilities& controller, const 
         finding.text = "not reported: " + status.getMessage();
         return Status();
     }
-    if (status.is(0, 0)) finding = row.find(log.getData());
+    if (succeeded(status)) finding = row.find(log.getData());
     return status;
 }
 
@@ -115,7 +115,7 @@ BackgroundProcessingJob::BackgroundProcessingJob()
 Status BackgroundProcessingJob::actOnDrive(nvme::Drive& drive, const Arguments&, DriveOutput& out) {
     const uint8_t* identify = nullptr;
     Status status = drive.identifyController(identify);
-    if (!status.is(0, 0)) return status;
+    if (failed(status)) return status;
     const ControllerCapabilities controller(identify);
     nvme::FieldTree tree{title(), {}, {}};
     bool isRunning = false;
@@ -124,7 +124,7 @@ Status BackgroundProcessingJob::actOnDrive(nvme::Drive& drive, const Arguments&,
     for (const ProcessRow& row : rows) {
         Finding finding;
         status = find(drive, controller, row, finding);
-        if (!status.is(0, 0)) return status;
+        if (failed(status)) return status;
         tree.add(row.name, finding.text);
         isRunning = isRunning || finding.isRunning;
     }

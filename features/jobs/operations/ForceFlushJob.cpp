@@ -37,10 +37,10 @@ Status ForceFlushJob::runMethod(const std::shared_ptr<xml::XmlObject>& output) {
     const std::string start = key::startForceFlush().getName();
     std::optional<bool> isStart;
     Status status = checkOneDrive(getDevices().size());
-    if (status.is(0, 0)) status = arguments().boolean(start, isStart);
-    if (status.is(0, 0) && !isStart)
+    if (succeeded(status)) status = arguments().boolean(start, isStart);
+    if (succeeded(status) && !isStart)
         status = withDetails(statuses::noProperties(), start + " must be true to start, or false to stop.");
-    return status.is(0, 0) ? DriveJob::runMethod(output) : status;
+    return succeeded(status) ? DriveJob::runMethod(output) : status;
 }
 
 Status ForceFlushJob::showDrive(nvme::Drive& drive, const Arguments&, DriveOutput& out) {
@@ -49,7 +49,7 @@ Status ForceFlushJob::showDrive(nvme::Drive& drive, const Arguments&, DriveOutpu
     Payload page;
     Status status =
         missingLogAs(readLog(drive, nvme::LID_VELKO_FORCE_FLUSH, nvme::VELKO_FORCE_FLUSH_BYTES, page), drive, missing);
-    if (status.is(0, 0)) out.addTree(nvme::decodeVelkoForceFlush(page));
+    if (succeeded(status)) out.addTree(nvme::decodeVelkoForceFlush(page));
     return status;
 }
 
@@ -60,7 +60,7 @@ Status ForceFlushJob::actOnDrive(nvme::Drive& drive, const Arguments& arguments,
     command.cdw10 = isStart ? 1 : 0;
     nvme::Answer answer;
     Status status = toldBy(REFUSALS, statuses::nvmeCommandProblem, drive.send(command, answer), drive);
-    if (status.is(0, 0))
+    if (succeeded(status))
         out.addStatus(
             title(),
             Status(0, 0, isStart ? "The performance booster is started." : "The performance booster is stopped."));

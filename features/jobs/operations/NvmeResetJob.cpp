@@ -12,8 +12,8 @@ NvmeResetJob::NvmeResetJob() : CloneableJob(ostrel::interfaces::ostreli::JOB_NVM
 Status NvmeResetJob::actOnDrive(nvme::Drive& drive, const Arguments&, DriveOutput& out) {
     Status status = resetController(drive);
     std::string revision;
-    if (status.is(0, 0)) status = runningFirmware(drive, revision);
-    if (!status.is(0, 0)) return status;
+    if (succeeded(status)) status = runningFirmware(drive, revision);
+    if (failed(status)) return status;
     out.addStatus(title(), Status(0, 0, "The controller was reset. It is ready and runs firmware " + revision + "."));
     return Status();
 }

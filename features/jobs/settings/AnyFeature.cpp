@@ -84,7 +84,7 @@ Status readDword(const Arguments& arguments, const Attribute& attribute, uint32_
 Status readFeatureId(const Arguments& arguments, uint8_t& fid) {
     std::optional<uint64_t> number;
     const Status status = arguments.number(key::featureId().getName(), UINT8_MAX, number, Digits::DECIMAL_OR_HEX);
-    if (!status.is(0, 0)) return withDetails(statuses::invalidFeatureId(), status.getMessage());
+    if (failed(status)) return withDetails(statuses::invalidFeatureId(), status.getMessage());
     if (!number) return statuses::invalidFeatureId();
     fid = static_cast<uint8_t>(*number);
     return Status();
@@ -95,7 +95,7 @@ Status completeGet(nvme::Drive& drive, nvme::FeatureRequest& request) {
     if (request.fid != nvme::FID_HOST_IDENTIFIER) return Status();
     const uint8_t* identify = nullptr;
     Status status = drive.identifyController(identify);
-    if (!status.is(0, 0)) return status;
+    if (failed(status)) return status;
     const bool wide = nvme::ControllerCapabilities(identify).supportsWideHostIdentifier();
     request.cdw11 |= wide ? 1 : 0;
     request.dataLength = wide ? 16 : 8;
@@ -123,7 +123,7 @@ Status checkLength(uint8_t fid, const FeatureRow* row, uint32_t cdw11, uint32_t 
 Status checkSave(nvme::Drive& drive) {
     const uint8_t* identify = nullptr;
     Status status = drive.identifyController(identify);
-    if (!status.is(0, 0) || nvme::ControllerCapabilities(identify).supportsSave()) return status;
+    if (failed(status) || nvme::ControllerCapabilities(identify).supportsSave()) return status;
     return withDetails(statuses::driveDoesNotSupportFeature(),
                        "Drive " + drive.name() + " cannot save features over a power cycle.");
 }
@@ -157,7 +157,7 @@ Status readBack(nvme::Drive& drive, const FeatureRow& row, const nvme::FeatureRe
     nvme::Answer answer;
     const Status status = drive.getFeature(request, nvme::Select::CURRENT, answer);
     const uint32_t differing = (answer.completion.dword0 ^ written.cdw11) & definedBits(row);
-    if (!status.is(0, 0) || differing == 0) return status;
+    if (failed(status) || differing == 0) return status;
     return withDetails(statuses::configurationUpdateFailed(),
                        "Drive " + drive.name() + " accepted " + hexText(written.cdw11, 8) + " for " +
                            nameOf(row.fid, &row) + " and reports " + hexText(answer.completion.dword0, 8) + ".");
@@ -205,15 +205,15 @@ Status AnyFeature::read(const Arguments& arguments) {
     Status status = readFeatureId(arguments, feature.fid_);
     std::optional<uint64_t> nsid;
     std::optional<bool> save;
-    if (status.is(0, 0))
+    if (succeeded(status))
         status = arguments.number(key::nvmeFeatureNamespaceId().getName(), UINT32_MAX, nsid, Digits::DECIMAL_OR_HEX);
-    if (status.is(0, 0)) status = readSelect(arguments, feature.select_);
-    if (status.is(0, 0)) status = arguments.boolean(key::save().getName(), save);
-    if (status.is(0, 0)) status = readDword(arguments, key::dword11(), feature.cdw11_);
-    if (status.is(0, 0)) status = readDword(arguments, key::dword12(), feature.cdw12_);
-    if (status.is(0, 0)) status = readDword(arguments, key::dword13(), feature.cdw13_);
-    if (status.is(0, 0)) status = feature.readInputData(arguments);
-    if (!status.is(0, 0)) return status;
+    if (succeeded(status)) status = readSelect(arguments, feature.select_);
+    if (succeeded(status)) status = arguments.boolean(key::save().getName(), save);
+    if (succeeded(status)) status = readDword(arguments, key::dword11(), feature.cdw11_);
+    if (succeeded(status)) status = readDword(arguments, key::dword12(), feature.cdw12_);
+    if (succeeded(status)) status = readDword(arguments, key::dword13(), feature.cdw13_);
+    if (succeeded(status)) status = feature.readInputData(arguments);
+    if (failed(status)) return status;
     if (nsid) feature.nsid_ = static_cast<uint32_t>(*nsid);
     feature.save_ = save.value_or(false);
     *this = feature;
@@ -231,7 +231,7 @@ Status AnyFeature::readInputData(const Arguments& arguments) {
     if (path.empty()) return Status();
     std::string bytes;
     const Status status = readInputFile(path, MOST_DATA_BYTES, bytes);
-    if (!status.is(0, 0)) return status;
+    if (failed(status)) return status;
     if (bytes.empty() || bytes.size() % 4 != 0) {
         return withDetails(statuses::invalidTransferSize(), "'" + path + "' has " + std::to_string(bytes.size()) +
                                                                 " bytes; data goes to a drive in dwords of 4 bytes.");
@@ -245,7 +245,7 @@ Status AnyFeature::namespaceOf(nvme::Drive& drive, bool namespaceSpecific, uint3
     if (nsid_ || !namespaceSpecific) return Status();
     DriveFacts facts(drive);
     const auto* all = facts.hostNamespaces();
-    if (!facts.failure().is(0, 0)) return facts.failure();
+    if (failed(facts.failure())) return facts.failure();
     const bool named = drive.device().getAttribute(attributes::device::namespaceId()).getSize() != 0;
     const auto* chosen = facts.hostNamespace();
     if (chosen == nullptr || (!named && all->size() > 1)) {
@@ -259,38 +259,39 @@ Status AnyFeature::namespaceOf(nvme::Drive& drive, bool namespaceSpecific, uint3
 Status AnyFeature::show(nvme::Drive& drive, DriveOutput& out) const {
     Dialect dialect = Dialect::NONE;
     Status status = dialectOfFeature(drive, fid_, OcpGrounds::OFFERED, dialect);
-    if (!status.is(0, 0)) return status;
+    if (failed(status)) return status;
     const FeatureRow* row = rowOf(fid_, dialect);
     nvme::FeatureRequest request{fid_, 0, cdw11_, cdw12_, cdw13_, 0};
     // A feature that is not known may bring data, and a drive without a buffer for it would write elsewhere.
     request.dataLength = row == nullptr ? MOST_DATA_BYTES : row->dataLength;
     if (row != nullptr && dialect == Dialect::NONE)
         status = requireFeatureOffered(drive, *row, statuses::driveDoesNotSupportFeature());
-    if (!status.is(0, 0)) return status;
+    if (failed(status)) return status;
     status = namespaceOf(drive, row != nullptr && row->namespaceSpecific, request.nsid);
-    if (status.is(0, 0)) status = completeGet(drive, request);
+    if (succeeded(status)) status = completeGet(drive, request);
     nvme::Answer answer;
-    if (status.is(0, 0)) status = readFeature(drive, request, select_, statuses::driveDoesNotSupportFeature(), answer);
-    if (status.is(0, 0)) out.addTree(treeOf(row, request, select_, answer));
+    if (succeeded(status))
+        status = readFeature(drive, request, select_, statuses::driveDoesNotSupportFeature(), answer);
+    if (succeeded(status)) out.addTree(treeOf(row, request, select_, answer));
     return status;
 }
 
 Status AnyFeature::write(nvme::Drive& drive, const std::string& heading, DriveOutput& out) const {
     Dialect dialect = Dialect::NONE;
     Status status = dialectOfFeature(drive, fid_, OcpGrounds::NAMED, dialect);
-    if (!status.is(0, 0)) return status;
+    if (failed(status)) return status;
     const FeatureRow* row = rowOf(fid_, dialect);
     status = checkDestroying(drive, fid_, dialect);
-    if (status.is(0, 0)) status = checkLength(fid_, row, cdw11_, data_.getSize());
-    if (status.is(0, 0)) status = checkHostMemory(fid_, cdw11_);
-    if (status.is(0, 0) && save_) status = checkSave(drive);
+    if (succeeded(status)) status = checkLength(fid_, row, cdw11_, data_.getSize());
+    if (succeeded(status)) status = checkHostMemory(fid_, cdw11_);
+    if (succeeded(status) && save_) status = checkSave(drive);
     nvme::FeatureRequest request{fid_, 0, cdw11_, cdw12_, cdw13_, 0};
-    if (status.is(0, 0)) status = namespaceOf(drive, row != nullptr && row->namespaceSpecific, request.nsid);
-    if (status.is(0, 0)) status = checkDestroying(drive, fid_, dialect);  // again: much may have happened meanwhile
+    if (succeeded(status)) status = namespaceOf(drive, row != nullptr && row->namespaceSpecific, request.nsid);
+    if (succeeded(status)) status = checkDestroying(drive, fid_, dialect);  // again: much may have happened meanwhile
     nvme::Answer answer;
-    if (status.is(0, 0)) status = drive.setFeature(request, save_, data_, answer);
-    if (status.is(0, 0) && row != nullptr && dialect == Dialect::NONE) status = readBack(drive, *row, request);
-    if (!status.is(0, 0)) return status;
+    if (succeeded(status)) status = drive.setFeature(request, save_, data_, answer);
+    if (succeeded(status) && row != nullptr && dialect == Dialect::NONE) status = readBack(drive, *row, request);
+    if (failed(status)) return status;
     const std::string hold = row == nullptr ? std::string() : holdText(*row, save_);
     out.addStatus(heading, Status(0, 0,
                                   nameOf(fid_, row) + (save_ ? " is set and saved." : " is set.") +

@@ -28,9 +28,9 @@ std::string dssdPowerStates(nvme::Drive& drive) {
     bool hasList = false;
     bool isListed = false;
     // The refusal is what counts: what explains it may be missing.
-    if (!drive.readListedLog(LID_CAPABILITIES, hasList, isListed).is(0, 0) || !isListed) return {};
+    if (failed(drive.readListedLog(LID_CAPABILITIES, hasList, isListed)) || !isListed) return {};
     ostrel::core::Payload page;
-    if (!readLog(drive, LID_CAPABILITIES, CAPABILITIES_BYTES, page).is(0, 0)) return {};
+    if (failed(readLog(drive, LID_CAPABILITIES, CAPABILITIES_BYTES, page))) return {};
     if (std::memcmp(page.getData() + OFFSET_GUID, GUID, sizeof GUID) != 0) return {};
     std::vector<std::string> watts;
     for (size_t i = 0; i < DESCRIPTORS; ++i) {

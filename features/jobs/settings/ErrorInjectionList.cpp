@@ -70,7 +70,7 @@ Status readEntries(const std::vector<EntryText>& texts, std::vector<ErrorInjecti
     std::vector<ErrorInjection> read(texts.size());
     for (size_t i = 0; i < texts.size(); ++i) {
         const Status status = readEntry(texts[i], read[i]);
-        if (!status.is(0, 0)) return status;
+        if (failed(status)) return status;
     }
     entries = std::move(read);
     return Status();
@@ -103,7 +103,7 @@ Status takeDocument(const ptree& document, std::vector<EntryText>& texts) {
         return misconfigured("The file has no element <ErrorInjections> as its root.");
     for (const auto& [name, element] : document.front().second) {
         const Status status = takeElement(name, element, texts);
-        if (!status.is(0, 0)) return status;
+        if (failed(status)) return status;
     }
     return Status();
 }
@@ -128,7 +128,7 @@ Status readErrorInjections(const std::string& list, std::vector<ErrorInjection>&
 Status readErrorInjectionFile(const std::string& path, std::vector<ErrorInjection>& entries) {
     std::string text;
     Status status = readInputFile(path, MOST_FILE_BYTES, text);
-    if (!status.is(0, 0)) return status;
+    if (failed(status)) return status;
     // The reader recurses for each level; the list itself has three.
     if (ostrel::core::xml::nestsDeeperThan(text, MOST_LEVELS)) {
         return misconfigured("'" + path + "' nests its elements too deep.");
@@ -144,7 +144,7 @@ Status readErrorInjectionFile(const std::string& path, std::vector<ErrorInjectio
     }
     std::vector<EntryText> texts;
     status = takeDocument(document, texts);
-    return status.is(0, 0) ? readEntries(texts, entries) : status;
+    return succeeded(status) ? readEntries(texts, entries) : status;
 }
 
 Payload errorInjectionData(const std::vector<ErrorInjection>& entries) {

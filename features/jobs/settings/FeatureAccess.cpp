@@ -22,7 +22,7 @@ constexpr uint8_t SC_INVALID_NAMESPACE = 0x0B;
 Status checkSelect(nvme::Drive& drive) {
     const uint8_t* identify = nullptr;
     Status status = drive.identifyController(identify);
-    if (!status.is(0, 0) || nvme::ControllerCapabilities(identify).supportsSave()) return status;
+    if (failed(status) || nvme::ControllerCapabilities(identify).supportsSave()) return status;
     return withDetails(statuses::driveDoesNotSupportFeature(),
                        "Drive " + drive.name() + " reports only the current values of its features.");
 }
@@ -49,7 +49,7 @@ Status readFeature(nvme::Drive& drive, const nvme::FeatureRequest& request, nvme
                    const Status& unsupported, nvme::Answer& answer) {
     if (select != nvme::Select::CURRENT) {
         const Status status = checkSelect(drive);
-        if (!status.is(0, 0)) return status;
+        if (failed(status)) return status;
     }
     const Status status = drive.getFeature(request, select, answer);
     return explained(status, drive, unsupported);
@@ -64,7 +64,7 @@ Status writeOcpField(nvme::Drive& drive, uint8_t fid, uint32_t value) {
     const nvme::FieldRow* field = nvme::findOcpSetField(fid);
     if (field == nullptr || !nvme::fitsField(*field, value)) return statuses::requestOutOfBounds();
     const Status status = requireOcp(drive);
-    if (!status.is(0, 0)) return status;
+    if (failed(status)) return status;
     nvme::FeatureRequest request;
     request.fid = fid;
     request.cdw11 = nvme::withField(*field, 0, value);

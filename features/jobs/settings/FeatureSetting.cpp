@@ -41,7 +41,7 @@ Status readCurrent(nvme::Drive& drive, const SettableField& field, uint32_t& dwo
     nvme::Answer answer;
     const Status status =
         readFeature(drive, requestFor(field), Select::CURRENT, statuses::driveDoesNotSupportFeature(), answer);
-    if (status.is(0, 0)) dword = answer.completion.dword0;
+    if (succeeded(status)) dword = answer.completion.dword0;
     return status;
 }
 
@@ -49,7 +49,7 @@ Status readCurrent(nvme::Drive& drive, const SettableField& field, uint32_t& dwo
 Status readCapabilities(nvme::Drive& drive, const SettableField& field, uint32_t& capabilities) {
     nvme::Answer answer;
     const Status status = drive.getFeature(requestFor(field), Select::CAPABILITIES, answer);
-    capabilities = status.is(0, 0) ? answer.completion.dword0 : 1U << BIT_CHANGEABLE;
+    capabilities = succeeded(status) ? answer.completion.dword0 : 1U << BIT_CHANGEABLE;
     return isRefusal(status) ? Status() : status;
 }
 
@@ -57,7 +57,7 @@ Status readCapabilities(nvme::Drive& drive, const SettableField& field, uint32_t
 Status readSaved(nvme::Drive& drive, const SettableField& field, std::optional<uint32_t>& saved) {
     nvme::Answer answer;
     const Status status = drive.getFeature(requestFor(field), Select::SAVED, answer);
-    if (status.is(0, 0)) saved = answer.completion.dword0;
+    if (succeeded(status)) saved = answer.completion.dword0;
     return isRefusal(status) ? Status() : status;
 }
 
@@ -69,10 +69,10 @@ Status chooseHold(nvme::Drive& drive, const SettableField& field, uint32_t value
     hold = Hold::UNTIL_RESET;
     const uint8_t* identify = nullptr;
     Status status = drive.identifyController(identify);
-    if (!status.is(0, 0) || !nvme::ControllerCapabilities(identify).supportsSave()) return status;
+    if (failed(status) || !nvme::ControllerCapabilities(identify).supportsSave()) return status;
     uint32_t capabilities = 0;
     status = readCapabilities(drive, field, capabilities);
-    if (!status.is(0, 0)) return status;
+    if (failed(status)) return status;
     if (!nvme::bit(capabilities, BIT_CHANGEABLE)) {
         return withDetails(statuses::driveDoesNotSupportFeature(),
                            std::string(field.feature->name) + " of drive " + drive.name() + " cannot be changed.");
@@ -112,7 +112,7 @@ std::string shown(const SettableField& field, uint32_t dword) {
 /// A value that the drive has now and has not saved is no failure: it holds for a shorter time.
 Status readBack(nvme::Drive& drive, const SettableField& field, uint32_t value, Hold& hold) {
     Status status = checkReported(drive, field, value);
-    if (!status.is(0, 0) || hold != Hold::SAVED) return status;
+    if (failed(status) || hold != Hold::SAVED) return status;
     std::optional<uint32_t> saved;
     status = readSaved(drive, field, saved);
     if (!saved || !has(field, *saved, value)) hold = Hold::UNTIL_RESET;
@@ -147,7 +147,7 @@ SettableField settableOcpField(uint8_t fid) {
 Status checkReported(nvme::Drive& drive, const SettableField& field, uint32_t value) {
     uint32_t dword = 0;
     const Status status = readCurrent(drive, field, dword);
-    if (!status.is(0, 0) || has(field, dword, value)) return status;
+    if (failed(status) || has(field, dword, value)) return status;
     return withDetails(statuses::configurationUpdateFailed(), "Drive " + drive.name() + " accepted " +
                                                                   nvme::fieldName(*field.read) + " " +
                                                                   shown(field, nvme::withField(*field.read, 0, value)) +
@@ -158,13 +158,13 @@ Status setFeatureField(nvme::Drive& drive, const SettableField& field, uint32_t 
     if (!nvme::fitsField(*field.written, value)) return statuses::requestOutOfBounds();
     uint32_t current = 0;
     Status status = readCurrent(drive, field, current);
-    if (!status.is(0, 0)) return status;
+    if (failed(status)) return status;
     const uint32_t dword11 = dwordToWrite(field, current, value);
     Hold hold = Hold::UNTIL_RESET;
     status = chooseHold(drive, field, value, dword11, hold);
-    if (status.is(0, 0)) status = write(drive, field, dword11, hold);
-    if (status.is(0, 0)) status = readBack(drive, field, value, hold);
-    return status.is(0, 0) ? Status(0, 0, textOf(field, hold)) : status;
+    if (succeeded(status)) status = write(drive, field, dword11, hold);
+    if (succeeded(status)) status = readBack(drive, field, value, hold);
+    return succeeded(status) ? Status(0, 0, textOf(field, hold)) : status;
 }
 
 }  // namespace features::jobs

@@ -35,14 +35,14 @@ Status LatencyTrackingJob::checkRequest(const Arguments& arguments) {
     const std::string which = key::latencyStatisticsForReadCommands().getName();
     std::optional<bool> reads;
     Status status = arguments.boolean(which, reads);
-    if (status.is(0, 0) && !reads)
+    if (succeeded(status) && !reads)
         status = withDetails(statuses::noProperties(), which + " must be true for reads, or false for writes.");
     // The type is sent among the properties, not beside them.
     std::optional<uint64_t> type;
     const auto properties = sentProperties();
-    if (status.is(0, 0) && properties)
+    if (succeeded(status) && properties)
         status = properties->number(key::latencyTrackingType().getName(), MOST_TYPE, type);
-    if (!status.is(0, 0)) return status;
+    if (failed(status)) return status;
     lid_ = *reads ? nvme::LID_VELKO_READ_LATENCY : nvme::LID_VELKO_WRITE_LATENCY;
     type_ = static_cast<uint8_t>(type.value_or(0));
     return status;
@@ -57,7 +57,7 @@ Status LatencyTrackingJob::actOnDrive(nvme::Drive& drive, const Arguments&, Driv
     request.retainEvent = true;
     Payload page;
     Status status = missingLogAs(drive.readLogPage(request, nvme::VELKO_LATENCY_BYTES, page), drive, missing);
-    if (!status.is(0, 0)) return status;
+    if (failed(status)) return status;
     if (!nvme::isVelkoLatencyTracked(page)) {
         return withDetails(statuses::featureBlockedByConfiguration(),
                            "Drive " + drive.name() + " does not track latencies: set " +
@@ -70,10 +70,10 @@ Status LatencyTrackingJob::actOnDrive(nvme::Drive& drive, const Arguments&, Driv
 Status LatencyTrackingJob::setOnDrive(nvme::Drive& drive, const Attribute& attribute) {
     uint32_t enabled = 0;
     Status status = checkSettable(attribute, key::latencyTrackingEnabled());
-    if (status.is(0, 0)) status = readValue(propertyToSet(), ENABLED, enabled);
-    if (status.is(0, 0))
+    if (succeeded(status)) status = readValue(propertyToSet(), ENABLED, enabled);
+    if (succeeded(status))
         status = requireVelkoFeature(drive, nvme::FID_VELKO_LATENCY_TRACKING, statuses::driveDoesNotSupportFeature());
-    if (!status.is(0, 0)) return status;
+    if (failed(status)) return status;
     return setFeatureField(drive, settableField(nvme::findVelkoFeatureField(attribute.getName())), enabled);
 }
 

@@ -78,12 +78,12 @@ AttributeList LedActivityJob::getSupportedProperties() const {
 
 Status LedActivityJob::showDrive(nvme::Drive& drive, const Arguments&, DriveOutput& out) {
     Status status = requireVelkoFeature(drive, nvme::FID_VELKO_LED_ACTIVITY, statuses::driveDoesNotSupportFeature());
-    if (!status.is(0, 0)) return status;
+    if (failed(status)) return status;
     nvme::FeatureRequest request;
     request.fid = nvme::FID_VELKO_LED_ACTIVITY;
     nvme::Answer answer;
     status = readFeature(drive, request, nvme::Select::CURRENT, statuses::driveDoesNotSupportFeature(), answer);
-    if (!status.is(0, 0)) return status;
+    if (failed(status)) return status;
     AttributeList list = getSupportedProperties();
     const nvme::FieldTree tree =
         nvme::decodeFeature(*nvme::findVelkoFeature(request.fid), answer.completion.dword0, answer.data);
@@ -99,9 +99,10 @@ Status LedActivityJob::setOnDrive(nvme::Drive& drive, const Attribute& attribute
     std::string field;
     uint32_t value = 0;
     Status status = readField(attribute.getName(), propertyToSet(), field, value);
-    if (status.is(0, 0))
+    if (succeeded(status))
         status = requireVelkoFeature(drive, nvme::FID_VELKO_LED_ACTIVITY, statuses::driveDoesNotSupportFeature());
-    return status.is(0, 0) ? setFeatureField(drive, settableField(nvme::findVelkoFeatureField(field)), value) : status;
+    return succeeded(status) ? setFeatureField(drive, settableField(nvme::findVelkoFeatureField(field)), value)
+                             : status;
 }
 
 }  // namespace features::jobs

@@ -68,11 +68,11 @@ Status readWanted(const std::string& text, Wanted& wanted) {
 Status findOnlyNamespace(nvme::Drive& drive, uint32_t& nsid) {
     const uint8_t* identify = nullptr;
     Status status = drive.identifyController(identify);
-    if (!status.is(0, 0)) return status;
+    if (failed(status)) return status;
     const bool isManaged = nvme::ControllerCapabilities(identify).supportsNamespaceManagement();
     Payload list;
     status = drive.identify(isManaged ? nvme::CNS_ALLOCATED_NAMESPACES : nvme::CNS_ACTIVE_NAMESPACES, 0, 0, list);
-    if (!status.is(0, 0)) return status;
+    if (failed(status)) return status;
     nsid = nvme::le32(list.getData());
     if (nsid == 0)
         return withDetails(statuses::featureBlockedByConfiguration(), "Drive " + drive.name() + " has no namespace.");
@@ -86,14 +86,14 @@ Status readLba(nvme::Drive& drive, uint8_t fid, uint64_t& lba) {
     nvme::Answer answer;
     Status status =
         toldBy(REFUSALS, statuses::nvmeCommandProblem, drive.getFeature(request, nvme::Select::CURRENT, answer), drive);
-    if (status.is(0, 0)) lba = nvme::le64(answer.data.getData());
+    if (succeeded(status)) lba = nvme::le64(answer.data.getData());
     return status;
 }
 
 Status readBlockBytes(nvme::Drive& drive, uint32_t nsid, uint64_t& bytes) {
     Payload identify;
     Status status = drive.identify(nvme::CNS_NAMESPACE, nsid, 0, identify);
-    if (!status.is(0, 0)) return status;
+    if (failed(status)) return status;
     bytes = nvme::NamespaceProperties(identify.getData()).format().dataBytes();
     return bytes == 0 ? statuses::invalidMaxAddressSectorSize() : status;
 }
@@ -106,7 +106,7 @@ Status tooLarge(const nvme::Drive& drive, uint64_t native, Status (*text)()) {
 Status lbaOfGigabytes(nvme::Drive& drive, uint64_t gigabytes, uint32_t nsid, uint64_t native, uint64_t& lba) {
     uint64_t blockBytes = 0;
     Status status = readBlockBytes(drive, nsid, blockBytes);
-    if (!status.is(0, 0)) return status;
+    if (failed(status)) return status;
     if (gigabytes > UINT64_MAX / nvme::GIGABYTE) return tooLarge(drive, native, statuses::lbaResizeTooLarge);
     lba = gigabytes * nvme::GIGABYTE / blockBytes - 1;  // a gigabyte has more than one block of any size
     return lba > native ? tooLarge(drive, native, statuses::lbaResizeTooLarge) : Status();
@@ -122,8 +122,8 @@ Status findLba(nvme::Drive& drive, const Wanted& wanted, uint64_t& lba) {
     uint32_t nsid = 0;
     uint64_t native = 0;
     Status status = findOnlyNamespace(drive, nsid);
-    if (status.is(0, 0)) status = readLba(drive, nvme::FID_VELKO_NATIVE_MAXIMUM_LBA, native);
-    if (!status.is(0, 0)) return status;
+    if (succeeded(status)) status = readLba(drive, nvme::FID_VELKO_NATIVE_MAXIMUM_LBA, native);
+    if (failed(status)) return status;
     switch (wanted.unit) {
         case Wanted::Unit::GIGABYTES:
             return lbaOfGigabytes(drive, wanted.number, nsid, native, lba);
@@ -155,14 +155,14 @@ Status writeLba(nvme::Drive& drive, uint64_t lba) {
 Status resize(nvme::Drive& drive, uint64_t lba, Status& seen) {
     const SignalBlock untilTheHostHasLooked;
     const Status status = writeLba(drive, lba);
-    if (status.is(0, 0)) seen = rescan(drive);
+    if (succeeded(status)) seen = rescan(drive);
     return status;
 }
 
 Status checkReported(nvme::Drive& drive, uint64_t lba) {
     uint64_t reported = 0;
     const Status status = readLba(drive, nvme::FID_VELKO_MAXIMUM_LBA, reported);
-    if (!status.is(0, 0) || reported == lba) return status;
+    if (failed(status) || reported == lba) return status;
     return withDetails(statuses::configurationUpdateFailed(), "Drive " + drive.name() + " accepted the maximum LBA " +
                                                                   std::to_string(lba) + " and reports " +
                                                                   std::to_string(reported) + ".");
@@ -180,21 +180,21 @@ Status MaxAddressJob::setOnDrive(nvme::Drive& drive, const Attribute& attribute)
     Wanted wanted;
     uint64_t lba = 0;
     Status status = checkSettable(attribute, key::maximumLBA());
-    if (status.is(0, 0)) status = readWanted(propertyToSet().text(attribute.getName()), wanted);
-    if (status.is(0, 0) && !isVelkoDrive(drive)) status = statuses::maxAddressNotSupported();
-    if (status.is(0, 0)) status = checkDestruction(drive, {});
-    if (status.is(0, 0))
+    if (succeeded(status)) status = readWanted(propertyToSet().text(attribute.getName()), wanted);
+    if (succeeded(status) && !isVelkoDrive(drive)) status = statuses::maxAddressNotSupported();
+    if (succeeded(status)) status = checkDestruction(drive, {});
+    if (succeeded(status))
         status = requireVelkoFeature(drive, nvme::FID_VELKO_MAXIMUM_LBA, statuses::maxAddressNotSupported());
-    if (status.is(0, 0)) status = findLba(drive, wanted, lba);
-    if (status.is(0, 0)) status = checkDestruction(drive, {});  // again: much may have happened meanwhile
+    if (succeeded(status)) status = findLba(drive, wanted, lba);
+    if (succeeded(status)) status = checkDestruction(drive, {});  // again: much may have happened meanwhile
     Status seen;
-    if (status.is(0, 0)) status = resize(drive, lba, seen);
-    if (!status.is(0, 0)) return status;
+    if (succeeded(status)) status = resize(drive, lba, seen);
+    if (failed(status)) return status;
     status = checkReported(drive, lba);
-    if (!status.is(0, 0)) return status;
+    if (failed(status)) return status;
     return Status(0, 0,
                   "The maximum LBA is " + std::to_string(lba) + "." +
-                      (seen.is(0, 0) ? "" : " The system has not seen it yet: " + seen.getMessage()));
+                      (succeeded(seen) ? "" : " The system has not seen it yet: " + seen.getMessage()));
 }
 
 }  // namespace features::jobs

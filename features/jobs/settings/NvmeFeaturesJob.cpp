@@ -44,7 +44,7 @@ constexpr FieldOfFeature FIELDS[] = {
 Status setField(nvme::Drive& drive, const FieldOfFeature& field, const Arguments& sent) {
     uint32_t value = 0;
     const Status status = readValue(sent, field.property, value);
-    if (!status.is(0, 0)) return status;
+    if (failed(status)) return status;
     const auto place = nvme::findFeatureField(field.property.attribute().getName());
     return setFeatureField(drive, settableField(place, field.kept), value + field.offset);
 }
@@ -53,7 +53,7 @@ Status clearPcieErrors(nvme::Drive& drive, const Arguments& sent) {
     constexpr SettableProperty CLEAR = {key::clearCounter, 0, 1, statuses::invalidProperty};
     uint32_t clear = 0;
     Status status = readValue(sent, CLEAR, clear);
-    if (!status.is(0, 0)) return status;
+    if (failed(status)) return status;
     if (clear == 0) return withDetails(statuses::invalidProperty(), key::clearCounter().getName() + " must be true.");
     return writeOcpField(drive, nvme::FID_OCP_CLEAR_PCIE_ERRORS, 1);
 }
@@ -71,9 +71,9 @@ AttributeList NvmeFeaturesJob::getSupportedProperties() const {
 
 Status NvmeFeaturesJob::checkRequest(const Arguments& arguments) {
     Status status = readSetGetType(arguments, isSet_);
-    if (status.is(0, 0) && isSet_) status = checkOneDrive(getDevices().size());
-    if (status.is(0, 0)) status = feature_.read(arguments);
-    if (status.is(0, 0) && isSet_ && !AnyFeature::isAnythingGiven(arguments))
+    if (succeeded(status) && isSet_) status = checkOneDrive(getDevices().size());
+    if (succeeded(status)) status = feature_.read(arguments);
+    if (succeeded(status) && isSet_ && !AnyFeature::isAnythingGiven(arguments))
         status = withDetails(statuses::noProperties(), "Give DWORD11, DWORD12, DWORD13 or InputFile.");
     return status;
 }

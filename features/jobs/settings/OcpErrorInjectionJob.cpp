@@ -23,8 +23,8 @@ OcpErrorInjectionJob::OcpErrorInjectionJob()
 
 Status OcpErrorInjectionJob::checkRequest(const Arguments& arguments) {
     Status status = readSetGetType(arguments, isSet_);
-    if (status.is(0, 0) && isSet_) status = checkOneDrive(getDevices().size());
-    return status.is(0, 0) && isSet_ ? readEntries(arguments) : status;
+    if (succeeded(status) && isSet_) status = checkOneDrive(getDevices().size());
+    return succeeded(status) && isSet_ ? readEntries(arguments) : status;
 }
 
 Status OcpErrorInjectionJob::readEntries(const Arguments& arguments) {
@@ -40,14 +40,14 @@ Status OcpErrorInjectionJob::readEntries(const Arguments& arguments) {
 
 Status OcpErrorInjectionJob::showDrive(nvme::Drive& drive, const Arguments&, DriveOutput& out) {
     Status status = requireOcp(drive);
-    if (!status.is(0, 0)) return status;
+    if (failed(status)) return status;
     const nvme::FeatureRow& feature = *nvme::findOcpFeature(nvme::FID_OCP_ERROR_INJECTION);
     nvme::FeatureRequest request;
     request.fid = feature.fid;
     request.dataLength = feature.dataLength;
     nvme::Answer answer;
     status = readFeature(drive, request, nvme::Select::CURRENT, statuses::driveDoesNotSupportFeature(), answer);
-    if (status.is(0, 0)) out.addTree(decodeAnswer(feature, nvme::Select::CURRENT, answer));
+    if (succeeded(status)) out.addTree(decodeAnswer(feature, nvme::Select::CURRENT, answer));
     return status;
 }
 
@@ -67,14 +67,14 @@ Status OcpErrorInjectionJob::checkUse(nvme::Drive& drive) const {
 Status OcpErrorInjectionJob::write(nvme::Drive& drive, DriveOutput& out) const {
     const Payload data = errorInjectionData(entries_);
     Status status = data.getSize() == 0 ? statuses::mallocFailed() : checkUse(drive);
-    if (status.is(0, 0)) status = requireOcp(drive);
+    if (succeeded(status)) status = requireOcp(drive);
     nvme::FeatureRequest request;
     request.fid = nvme::FID_OCP_ERROR_INJECTION;
     request.cdw11 = nvme::withField(*nvme::findOcpSetField(request.fid), 0, static_cast<uint32_t>(entries_.size()));
     nvme::Answer answer;
-    if (status.is(0, 0)) status = checkUse(drive);  // again: much may have happened meanwhile
-    if (status.is(0, 0)) status = drive.setFeature(request, false, data, answer);
-    if (!status.is(0, 0)) return status;
+    if (succeeded(status)) status = checkUse(drive);  // again: much may have happened meanwhile
+    if (succeeded(status)) status = drive.setFeature(request, false, data, answer);
+    if (failed(status)) return status;
     out.addStatus(title(), Status(0, 0, "Error injections set: " + std::to_string(entries_.size()) + "."));
     return status;
 }

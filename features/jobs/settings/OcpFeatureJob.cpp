@@ -57,21 +57,21 @@ Status OcpFeatureJob::checkRequest(const Arguments& arguments) {
 Status OcpFeatureJob::showDrive(nvme::Drive& drive, const Arguments& arguments, DriveOutput& out) {
     nvme::Select select = nvme::Select::CURRENT;
     Status status = readSelect(arguments, select);
-    if (status.is(0, 0)) status = requireOcp(drive);
+    if (succeeded(status)) status = requireOcp(drive);
     nvme::FeatureRequest request;
     request.fid = row_.fid;
     nvme::Answer answer;
-    if (status.is(0, 0)) status = readFeature(drive, request, select, statuses::driveDoesNotSupportFeature(), answer);
-    if (status.is(0, 0)) out.addTree(decodeAnswer(*nvme::findOcpFeature(row_.fid), select, answer));
+    if (succeeded(status)) status = readFeature(drive, request, select, statuses::driveDoesNotSupportFeature(), answer);
+    if (succeeded(status)) out.addTree(decodeAnswer(*nvme::findOcpFeature(row_.fid), select, answer));
     return status;
 }
 
 Status OcpFeatureJob::setOnDrive(nvme::Drive& drive, const Attribute& attribute) {
     uint32_t value = 0;
     Status status = checkSettable(attribute, row_.property.attribute());
-    if (status.is(0, 0)) status = readValue(propertyToSet(), row_.property, value);
-    if (status.is(0, 0)) status = requireOcp(drive);
-    if (!status.is(0, 0)) return status;
+    if (succeeded(status)) status = readValue(propertyToSet(), row_.property, value);
+    if (succeeded(status)) status = requireOcp(drive);
+    if (failed(status)) return status;
     status = setFeatureField(drive, settableOcpField(row_.fid), value);
     if (row_.fid != nvme::FID_OCP_DSSD_POWER_STATE || !isRefusal(status)) return status;
     const std::string watts = dssdPowerStates(drive);

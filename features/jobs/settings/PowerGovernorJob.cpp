@@ -35,7 +35,7 @@ constexpr unsigned NON_OPERATIONAL_BIT = 1;
 Status checkPowerState(nvme::Drive& drive, uint32_t state) {
     const uint8_t* identify = nullptr;
     Status status = drive.identifyController(identify);
-    if (!status.is(0, 0)) return status;
+    if (failed(status)) return status;
     std::vector<std::string> operational;
     for (uint32_t i = 0; i <= std::min<uint32_t>(MODE.most, nvme::ControllerCapabilities(identify).npss); ++i) {
         const uint8_t* descriptor = identify + DESCRIPTORS_OFFSET + i * DESCRIPTOR_BYTES;
@@ -60,19 +60,19 @@ AttributeList PowerGovernorJob::getSupportedProperties() const {
 Status PowerGovernorJob::setOnDrive(nvme::Drive& drive, const Attribute& attribute) {
     uint32_t mode = 0;
     Status status = checkSettable(attribute, key::powerGovernorMode());
-    if (status.is(0, 0)) status = readValue(propertyToSet(), MODE, mode);
-    if (!status.is(0, 0)) return status;
+    if (succeeded(status)) status = readValue(propertyToSet(), MODE, mode);
+    if (failed(status)) return status;
     Dialect dialect = Dialect::NONE;
     if (isVelkoDrive(drive))
         status = dialectOfFeature(drive, nvme::FID_VELKO_POWER_GOVERNOR, OcpGrounds::NAMED, dialect);
-    if (!status.is(0, 0)) return status;
+    if (failed(status)) return status;
     // The limits beside the mode are the drive's to say: they are not written back.
     if (dialect == Dialect::VELKO) {
         const auto field = nvme::findVelkoFeatureField(key::powerGovernorMode().getName());
         return setFeatureField(drive, settableField(field, 0), mode);
     }
     status = checkPowerState(drive, mode);
-    if (!status.is(0, 0)) return status;
+    if (failed(status)) return status;
     return setFeatureField(drive, settableField(nvme::findFeatureField(key::nvmePowerState().getName())), mode);
 }
 

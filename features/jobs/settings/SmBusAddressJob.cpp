@@ -33,8 +33,8 @@ SmBusAddressJob::SmBusAddressJob() : CloneableJob(ostrel::interfaces::ostreli::J
 Status SmBusAddressJob::checkRequest(const Arguments& arguments) {
     std::optional<uint64_t> selector;
     Status status = checkOneDrive(getDevices().size());
-    if (status.is(0, 0)) status = readValue(arguments, ADDRESS, address_);
-    if (status.is(0, 0)) status = arguments.number(key::smBusSelector().getName(), MOST_SELECTOR, selector);
+    if (succeeded(status)) status = readValue(arguments, ADDRESS, address_);
+    if (succeeded(status)) status = arguments.number(key::smBusSelector().getName(), MOST_SELECTOR, selector);
     selector_ = static_cast<uint32_t>(selector.value_or(0));
     return status;
 }
@@ -42,7 +42,7 @@ Status SmBusAddressJob::checkRequest(const Arguments& arguments) {
 Status SmBusAddressJob::actOnDrive(nvme::Drive& drive, const Arguments&, DriveOutput& out) {
     Status missing = statuses::driveDoesNotSupportFeature();
     Status status = requireVelkoFeature(drive, nvme::FID_VELKO_SMBUS_ADDRESS, missing);
-    if (!status.is(0, 0)) return status;
+    if (failed(status)) return status;
     nvme::FeatureRequest request;
     request.fid = nvme::FID_VELKO_SMBUS_ADDRESS;
     request.cdw11 = selector_ << SELECTOR_SHIFT | address_;
@@ -50,8 +50,8 @@ Status SmBusAddressJob::actOnDrive(nvme::Drive& drive, const Arguments&, DriveOu
     status = explained(drive.setFeature(request, false, Payload(), answer), drive, missing);
     const nvme::FeatureRow* feature = nvme::findVelkoFeature(request.fid);
     const nvme::FieldRow& row = feature->dword0.begin()[selector_];
-    if (status.is(0, 0)) status = checkReported(drive, settableField({feature, &row}), address_);
-    if (!status.is(0, 0)) return status;
+    if (succeeded(status)) status = checkReported(drive, settableField({feature, &row}), address_);
+    if (failed(status)) return status;
     out.addStatus(title(),
                   Status(0, 0,
                          std::string("The address of ") + row.description +

@@ -34,7 +34,7 @@ Status readTimestamp(nvme::Drive& drive, nvme::Answer& answer) {
 Status checkReported(nvme::Drive& drive, uint64_t milliseconds) {
     nvme::Answer answer;
     const Status status = readTimestamp(drive, answer);
-    if (!status.is(0, 0)) return status;
+    if (failed(status)) return status;
     const uint64_t reported = nvme::le48(answer.data.getData());
     // Counted in 48 bits: the clock may have passed its end.
     if (((reported - milliseconds) & MOST_MILLISECONDS) <= MAX_ELAPSED_MS) return status;
@@ -58,16 +58,16 @@ Status TimestampJob::showDrive(nvme::Drive& drive, const Arguments&, DriveOutput
     nvme::Answer answer;
     const nvme::FeatureRow& feature = *nvme::findFeature(nvme::FID_TIMESTAMP);
     Status status = requireFeatureOffered(drive, feature, statuses::timestampNotSupported());
-    if (status.is(0, 0)) status = readTimestamp(drive, answer);
-    if (status.is(0, 0)) out.addTree(decodeAnswer(feature, nvme::Select::CURRENT, answer));
+    if (succeeded(status)) status = readTimestamp(drive, answer);
+    if (succeeded(status)) out.addTree(decodeAnswer(feature, nvme::Select::CURRENT, answer));
     return status;
 }
 
 Status TimestampJob::setOnDrive(nvme::Drive& drive, const Attribute& attribute) {
     std::optional<uint64_t> milliseconds;
     Status status = checkSettable(attribute, key::timestamp());
-    if (status.is(0, 0)) status = propertyToSet().number(attribute.getName(), MOST_MILLISECONDS, milliseconds);
-    if (!status.is(0, 0)) return status;
+    if (succeeded(status)) status = propertyToSet().number(attribute.getName(), MOST_MILLISECONDS, milliseconds);
+    if (failed(status)) return status;
     if (!milliseconds) return statuses::propertyWithoutValue();
     uint8_t bytes[TIMESTAMP_BYTES];
     nvme::putLe64(bytes, *milliseconds);  // the two bytes after the 48 bits are reserved
@@ -76,8 +76,8 @@ Status TimestampJob::setOnDrive(nvme::Drive& drive, const Attribute& attribute) 
     nvme::Answer answer;
     status = explained(drive.setFeature(request, false, Payload(bytes, sizeof bytes), answer), drive,
                        statuses::timestampNotSupported());
-    if (status.is(0, 0)) status = checkReported(drive, *milliseconds);
-    return status.is(0, 0) ? Status(0, 0, holdText(*nvme::findFeature(nvme::FID_TIMESTAMP), false)) : status;
+    if (succeeded(status)) status = checkReported(drive, *milliseconds);
+    return succeeded(status) ? Status(0, 0, holdText(*nvme::findFeature(nvme::FID_TIMESTAMP), false)) : status;
 }
 
 }  // namespace features::jobs

@@ -35,7 +35,7 @@ Status openRegular(const std::string& path, SymbolicLink link, FileDescriptor& f
     if (::fstatat(AT_FDCWD, path.c_str(), &info, isFollowed ? 0 : AT_SYMLINK_NOFOLLOW) != 0)
         return unreadable(path, errno);
     const Status status = checkType(path, info);
-    if (!status.is(0, 0)) return status;
+    if (failed(status)) return status;
     // O_NONBLOCK: should it have become a pipe since it was looked at, opening it must not wait.
     constexpr int FLAGS = O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
     file = FileDescriptor(::open(path.c_str(), FLAGS | (isFollowed ? 0 : O_NOFOLLOW)));
@@ -50,7 +50,7 @@ Status readInputFile(const std::string& path, uint64_t mostBytes, std::string& b
     FileDescriptor file;
     struct stat info = {};
     Status status = openRegular(path, link, file, info);
-    if (!status.is(0, 0)) return status;
+    if (failed(status)) return status;
     const auto size = static_cast<uint64_t>(info.st_size);
     if (size > mostBytes) {
         return unreadable(
@@ -60,7 +60,7 @@ Status readInputFile(const std::string& path, uint64_t mostBytes, std::string& b
     }
     std::string contents;
     status = readFile(file, path, contents);
-    if (!status.is(0, 0)) return unreadable(path, static_cast<int>(status.getCode()));
+    if (failed(status)) return unreadable(path, static_cast<int>(status.getCode()));
     bytes = std::move(contents);
     return Status();
 }

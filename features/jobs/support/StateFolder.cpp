@@ -16,7 +16,7 @@ Status makeStateFolder(const std::string& path) {
     const std::string name = path.substr(nameStart);
     TrustedFile above;
     const Status status = above.openFolder(path.substr(0, nameStart));
-    if (!status.is(0, 0)) return status;
+    if (failed(status)) return status;
     // No other user can exchange the new folder for a link: only this one, root and the tool's owner write above it.
     int error = ::mkdirat(above.descriptor().get(), name.c_str(), S_IRWXU) == 0 ? 0 : errno;
     if (error == 0 && ::fchmodat(above.descriptor().get(), name.c_str(), S_IRWXU, 0) != 0) error = errno;

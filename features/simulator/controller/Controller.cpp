@@ -26,7 +26,7 @@ Controller::Controller(std::string folder, const Clock& clock, uint16_t id)
 Controller::~Controller() {
     if (work_.isZero()) return;
     try {
-        if (!folder_.begin().is(0, 0)) return;  // the drive was removed, and its counters with it
+        if (failed(folder_.begin())) return;  // the drive was removed, and its counters with it
         folder_.state.health.work += work_;
         (void)folder_.commit();  // as after a sudden loss of power, the last second's counters are lost
     } catch (const std::exception&) {
@@ -36,9 +36,9 @@ Controller::~Controller() {
 
 Status Controller::begin(const Check& check) {
     Status status = folder_.begin();
-    if (!status.is(0, 0)) return status;
+    if (failed(status)) return status;
     if (check) status = check(folder_.description());
-    if (!status.is(0, 0)) {
+    if (failed(status)) {
         folder_.rollBack();
         return status;
     }
@@ -79,7 +79,7 @@ Status Controller::catchUp(CommandContext& context) {
     }
     if (!isChanged) return Status();
     Status status = folder_.save();
-    if (!status.is(0, 0)) folder_.rollBack();
+    if (failed(status)) folder_.rollBack();
     return status;
 }
 
@@ -102,7 +102,7 @@ CompletionEntry Controller::run(CommandContext& context) {
 
 Status Controller::finish(CommandContext& context) {
     Status status = folder_.save();
-    if (status.is(0, 0)) {
+    if (succeeded(status)) {
         for (const auto& action : context.afterSave) action();
         return folder_.commit();
     }
@@ -113,7 +113,7 @@ Status Controller::finish(CommandContext& context) {
 Status Controller::execute(const SubmissionEntry& command, std::vector<uint8_t>& data, CompletionEntry& completion,
                            const Check& check) {
     Status status = begin(check);
-    if (!status.is(0, 0)) return status;
+    if (failed(status)) return status;
     CommandContext context = contextOf(command, data);
     completion = CompletionEntry();
     completion.delivery = faultyDelivery(context);
@@ -123,7 +123,7 @@ Status Controller::execute(const SubmissionEntry& command, std::vector<uint8_t>&
         return Status();
     }
     status = catchUp(context);
-    if (!status.is(0, 0)) return status;
+    if (failed(status)) return status;
     if (isPowerLost) {
         heldEventRequests_ = 0;
         losePower(context);
@@ -144,7 +144,7 @@ Status Controller::execute(const SubmissionEntry& command, std::vector<uint8_t>&
 
 Status Controller::reset(ResetKind kind, const Check& check) {
     Status status = begin(check);
-    if (!status.is(0, 0)) return status;
+    if (failed(status)) return status;
     if (folder_.description().faults.isGone) {
         folder_.rollBack();
         return Status(ostrel::core::CATEGORY_OS, ENODEV, "System error. " + folder_.path() + ": the drive is gone.");
@@ -153,7 +153,7 @@ Status Controller::reset(ResetKind kind, const Check& check) {
     std::vector<uint8_t> data;
     CommandContext context = contextOf(none, data);
     status = catchUp(context);
-    if (!status.is(0, 0)) return status;
+    if (failed(status)) return status;
     heldEventRequests_ = 0;
     restart(context, kind == ResetKind::SUBSYSTEM);
     return finish(context);
@@ -162,7 +162,7 @@ Status Controller::reset(ResetKind kind, const Check& check) {
 Status Controller::takeEvent(std::optional<CompletionEntry>& completion) {
     completion.reset();
     Status status = begin();
-    if (!status.is(0, 0)) return status;
+    if (failed(status)) return status;
     if (folder_.description().faults.isGone) {
         folder_.rollBack();
         return status;
@@ -171,7 +171,7 @@ Status Controller::takeEvent(std::optional<CompletionEntry>& completion) {
     std::vector<uint8_t> data;
     CommandContext context = contextOf(none, data);
     status = catchUp(context);
-    if (!status.is(0, 0)) return status;
+    if (failed(status)) return status;
     if (heldEventRequests_ != 0) completion = nextEvent(context);
     if (completion) --heldEventRequests_;
     return finish(context);
@@ -179,7 +179,7 @@ Status Controller::takeEvent(std::optional<CompletionEntry>& completion) {
 
 Status Controller::describe(Description& description) {
     Status status = folder_.begin();
-    if (!status.is(0, 0)) return status;
+    if (failed(status)) return status;
     description = folder_.description();
     folder_.rollBack();
     return status;

@@ -435,7 +435,7 @@ Status Description::parse(const std::string& text, Description& description) {
     }
     Description read;
     Status status = parseTree(tree, read);
-    if (status.is(0, 0)) description = std::move(read);
+    if (succeeded(status)) description = std::move(read);
     return status;
 }
 

@@ -79,7 +79,7 @@ Status copyDrive(int from, const std::string& fromPath, int to, const std::strin
     std::vector<std::string> names;
     Status status = listOwnFolder(from, fromPath, names);
     for (const std::string& name : names) {
-        if (!status.is(0, 0)) return status;
+        if (failed(status)) return status;
         const std::string path = fromPath + "/" + name;
         if (!isDriveFile(name)) {
             return Status(CATEGORY_OS, EINVAL, path + " is no file of a simulated drive. Nothing was copied.");
@@ -87,7 +87,7 @@ Status copyDrive(int from, const std::string& fromPath, int to, const std::strin
         if (isLock(name)) continue;
         FileDescriptor source;
         status = openOwnFile(from, name.c_str(), path, source);
-        if (!status.is(0, 0)) return status;
+        if (failed(status)) return status;
         const FileDescriptor copy(::openat(to, name.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600));
         const int error = copy.isOpen() ? copyContents(source.get(), copy.get()) : errno;
         if (error != 0) status = fileStatus(error, toPath + "/" + name);

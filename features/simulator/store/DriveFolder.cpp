@@ -133,9 +133,9 @@ Status DriveFolder::begin() {
     // be granted twice.
     if (lock_.isOpen()) rollBack();
     Status status = lock();
-    if (status.is(0, 0)) status = loadDescription();
-    if (status.is(0, 0)) status = loadState();
-    if (status.is(0, 0)) {
+    if (succeeded(status)) status = loadDescription();
+    if (succeeded(status)) status = loadState();
+    if (succeeded(status)) {
         if (!isChecked_) removeLeftovers();
         isChecked_ = true;
         return status;
@@ -163,7 +163,7 @@ bool DriveFolder::isReplaced() const {
 
 Status DriveFolder::lockFolder() {
     Status status = openOwnFolder(path_, FolderMode::TIGHTEN, folder_);
-    if (!status.is(0, 0)) return status;
+    if (failed(status)) return status;
     // Without a description there is no drive, and nothing is made in a folder that is none.
     if (::faccessat(folder_.get(), FILE_DESCRIPTION, F_OK, AT_SYMLINK_NOFOLLOW) != 0) {
         return fileStatus(errno, filePath(FILE_DESCRIPTION));
@@ -171,7 +171,7 @@ Status DriveFolder::lockFolder() {
     status = lockOwnFile(folder_.get(), FILE_LOCK, filePath(FILE_LOCK), LockWait::YES, lock_);
     struct stat info {};
     // The drive was removed while this process waited.
-    if (status.is(0, 0) && (::fstat(lock_.get(), &info) != 0 || info.st_nlink == 0)) return fileStatus(ENOENT, path_);
+    if (succeeded(status) && (::fstat(lock_.get(), &info) != 0 || info.st_nlink == 0)) return fileStatus(ENOENT, path_);
     return status;
 }
 
@@ -179,7 +179,7 @@ Status DriveFolder::readDescription(int folder, const std::string& path, std::st
     const std::string name = path + "/" + FILE_DESCRIPTION;
     FileDescriptor file;
     Status status = openOwnFile(folder, FILE_DESCRIPTION, name, file);
-    return status.is(0, 0) ? readOwnFile(file.get(), name, MAX_DESCRIPTION_BYTES, text) : status;
+    return succeeded(status) ? readOwnFile(file.get(), name, MAX_DESCRIPTION_BYTES, text) : status;
 }
 
 Status DriveFolder::loadDescription() {
@@ -187,10 +187,10 @@ Status DriveFolder::loadDescription() {
     Status status = readDescription(folder_.get(), path_, text);
     // An empty file is none that was read before: it lacks what a description must have.
     const bool isKnown = !text.empty() && text == descriptionText_;
-    if (!status.is(0, 0) || isKnown) return status;
+    if (failed(status) || isKnown) return status;
     Description description;
     status = Description::parse(text, description);
-    if (!status.is(0, 0)) {
+    if (failed(status)) {
         return Status(CATEGORY_OS, status.getCode(), filePath(FILE_DESCRIPTION) + ": " + status.getMessage());
     }
     description_ = std::move(description);
@@ -206,7 +206,7 @@ Status DriveFolder::loadState() {
         savedBytes_.clear();
         return checkNew();
     }
-    if (!status.is(0, 0)) return status;
+    if (failed(status)) return status;
     uint8_t head[HEAD_BYTES];
     size_t count = 0;
     const bool isKnown = savedBytes_.size() > HEAD_BYTES &&
@@ -215,7 +215,7 @@ Status DriveFolder::loadState() {
     if (isKnown) return status;
     std::string text;
     status = readOwnFile(file.get(), filePath(FILE_STATE), MAX_STATE_BYTES, text);
-    if (!status.is(0, 0)) return status;
+    if (failed(status)) return status;
     const auto* bytes = reinterpret_cast<const uint8_t*>(text.data());
     DriveState read;
     if (const char* fault = parseState(bytes, text.size(), read)) return damaged(filePath(FILE_STATE), fault);
@@ -240,7 +240,7 @@ Status DriveFolder::save() {
     fillHead(bytes, state, sequence + 1);
     const std::string_view text(reinterpret_cast<const char*>(bytes.data()), bytes.size());
     Status status = writeFileAtomically(filePath(FILE_STATE), text);
-    if (!status.is(0, 0)) return status;
+    if (failed(status)) return status;
     savedBytes_ = std::move(bytes);
     isNew_ = false;
     return status;
@@ -248,7 +248,7 @@ Status DriveFolder::save() {
 
 Status DriveFolder::commit() {
     Status status = save();
-    if (!status.is(0, 0)) {
+    if (failed(status)) {
         rollBack();
         return status;
     }
@@ -276,7 +276,7 @@ void DriveFolder::restore() {
 Status DriveFolder::checkNew() const {
     std::vector<std::string> names;
     Status status = listOwnFolder(folder_.get(), path_, names);
-    if (!status.is(0, 0)) return status;
+    if (failed(status)) return status;
     const bool hasMedia =
         std::any_of(names.begin(), names.end(), [](const std::string& name) { return begins(name, MEDIA_PREFIX); });
     return hasMedia ? damaged(filePath(FILE_STATE), "is missing, and media are there") : Status();
@@ -298,16 +298,16 @@ Status DriveFolder::readIdentity(const std::string& path, Identity& identity) {
     FileDescriptor folder;
     Status status = openOwnFolder(path, FolderMode::KEEP, folder);
     std::string text;
-    if (status.is(0, 0)) status = readDescription(folder.get(), path, text);
-    if (!status.is(0, 0)) return status;
+    if (succeeded(status)) status = readDescription(folder.get(), path, text);
+    if (failed(status)) return status;
     status = Description::parse(text, identity.description);
-    if (!status.is(0, 0)) {
+    if (failed(status)) {
         return Status(CATEGORY_OS, status.getCode(), path + "/" + FILE_DESCRIPTION + ": " + status.getMessage());
     }
     const std::string statePath = path + "/" + FILE_STATE;
     FileDescriptor file;
     status = openOwnFile(folder.get(), FILE_STATE, statePath, file);
-    if (!status.is(0, 0)) return status.is(CATEGORY_OS, ENOENT) ? Status() : status;
+    if (failed(status)) return status.is(CATEGORY_OS, ENOENT) ? Status() : status;
     uint8_t head[HEAD_BYTES] = {};
     size_t count = 0;
     if (const int error = readOwnBytes(file.get(), head, sizeof head, 0, count)) return fileStatus(error, statePath);

@@ -44,7 +44,7 @@ Status notAName(const std::string& name) {
 Status lockDrive(const std::string& path, FileDescriptor& lock) {
     FileDescriptor folder;
     Status status = openOwnFolder(path, FolderMode::TIGHTEN, folder);
-    if (!status.is(0, 0)) return status;
+    if (failed(status)) return status;
     return lockOwnFile(folder.get(), FILE_LOCK, path + "/" + FILE_LOCK, LockWait::YES, lock);
 }
 
@@ -135,17 +135,17 @@ Status DriveStore::makeFolder(FileDescriptor& folder) const {
 Status DriveStore::lock(FileDescriptor& lock) const {
     FileDescriptor folder;
     Status status = makeFolder(folder);
-    if (status.is(0, 0)) {
+    if (succeeded(status)) {
         status = lockOwnFile(folder.get(), STORE_LOCK, folder_ + "/" + STORE_LOCK, LockWait::YES, lock);
     }
-    return status.is(0, 0) ? removeLeftovers(folder.get()) : status;
+    return succeeded(status) ? removeLeftovers(folder.get()) : status;
 }
 
 /// Under the lock no drive is being made or removed: these are of processes that died over it.
 Status DriveStore::removeLeftovers(int folder) const {
     std::vector<std::string> names;
     Status status = listOwnFolder(folder, folder_, names);
-    if (!status.is(0, 0)) return status;
+    if (failed(status)) return status;
     for (const std::string& name : names) {
         if (!begins(name, MAKING) && !begins(name, REMOVING)) continue;
         std::error_code error;
@@ -168,25 +168,25 @@ Status DriveStore::make(const NewDrive& drive, const Clock& clock, std::string& 
     if (!isName(drive.name)) return notAName(drive.name);
     if (pathExists(pathOf(drive.name))) return fileStatus(EEXIST, pathOf(drive.name));
     const Status made = makeUnnamed(making);
-    if (!made.is(0, 0)) return made;
+    if (failed(made)) return made;
     const std::string& folder = making;
     DriveState state = newState(drive.description, drive.description.clockMs.value_or(clock.nowMs()), drive.firmware);
     const std::vector<uint8_t> bytes = DriveFolder::stateBytes(state, 1);
     Status status = writeFile(folder + "/" + FILE_DESCRIPTION, drive.description.toText());
-    if (!status.is(0, 0)) return status;
+    if (failed(status)) return status;
     return writeFile(folder + "/" + FILE_STATE, {reinterpret_cast<const char*>(bytes.data()), bytes.size()});
 }
 
 Status DriveStore::create(const std::vector<NewDrive>& drives, const Clock& clock) const {
     FileDescriptor folder;
     Status status = makeFolder(folder);
-    if (!status.is(0, 0)) return status;
+    if (failed(status)) return status;
     PendingFolders making(drives.size());
-    for (size_t i = 0; i < drives.size() && status.is(0, 0); ++i) status = make(drives[i], clock, making.paths[i]);
+    for (size_t i = 0; i < drives.size() && succeeded(status); ++i) status = make(drives[i], clock, making.paths[i]);
     // One wait for the disk for all of them, before the first of them gets its name.
-    if (status.is(0, 0) && ::syncfs(folder.get()) != 0) status = fileStatus(errno, folder_);
+    if (succeeded(status) && ::syncfs(folder.get()) != 0) status = fileStatus(errno, folder_);
     const SignalBlock naming;  // all of them or none
-    for (size_t i = 0; i < drives.size() && status.is(0, 0); ++i) {
+    for (size_t i = 0; i < drives.size() && succeeded(status); ++i) {
         std::string path = pathOf(drives[i].name);
         // Does not replace a folder that was made meanwhile: it is not empty.
         if (::rename(making.paths[i].c_str(), path.c_str()) != 0)
@@ -194,20 +194,20 @@ Status DriveStore::create(const std::vector<NewDrive>& drives, const Clock& cloc
         else
             making.paths[i] = std::move(path);
     }
-    if (status.is(0, 0) && ::fsync(folder.get()) != 0) status = fileStatus(errno, folder_);
-    if (status.is(0, 0)) making.keep();
+    if (succeeded(status) && ::fsync(folder.get()) != 0) status = fileStatus(errno, folder_);
+    if (succeeded(status)) making.keep();
     return status;
 }
 
 Status DriveStore::remove(const std::string& name) const {
     if (!isName(name)) return notAName(name);
     Status status = isDrive(pathOf(name));
-    if (!status.is(0, 0)) return status;
+    if (failed(status)) return status;
     FileDescriptor lock;
     status = lockDrive(pathOf(name), lock);
-    if (!status.is(0, 0)) return status;
+    if (failed(status)) return status;
     if (pathExists(snapshotOf(name))) status = discard(snapshotOf(name), name);
-    return status.is(0, 0) ? discard(pathOf(name), name) : status;
+    return succeeded(status) ? discard(pathOf(name), name) : status;
 }
 
 /// Removes a folder. It is out of sight at once; what is left of it, should this process die, is no drive.
@@ -231,22 +231,22 @@ std::string DriveStore::snapshotOf(const std::string& name) const {
 Status DriveStore::snapshot(const std::string& name) const {
     if (!isName(name)) return notAName(name);
     Status status = isDrive(pathOf(name));
-    if (!status.is(0, 0)) return status;
+    if (failed(status)) return status;
     FileDescriptor lock;
     status = lockDrive(pathOf(name), lock);
-    return status.is(0, 0) ? copyOver(pathOf(name), snapshotOf(name)) : status;
+    return succeeded(status) ? copyOver(pathOf(name), snapshotOf(name)) : status;
 }
 
 Status DriveStore::reset(const std::string& name) const {
     if (!isName(name)) return notAName(name);
     Status status = isDrive(pathOf(name));
-    if (status.is(0, 0) && !pathExists(snapshotOf(name))) {
+    if (succeeded(status) && !pathExists(snapshotOf(name))) {
         status = Status(CATEGORY_OS, ENOENT, "There is no snapshot of the simulated drive \"" + name + "\".");
     }
-    if (!status.is(0, 0)) return status;
+    if (failed(status)) return status;
     FileDescriptor lock;
     status = lockDrive(pathOf(name), lock);
-    return status.is(0, 0) ? copyOver(snapshotOf(name), pathOf(name)) : status;
+    return succeeded(status) ? copyOver(snapshotOf(name), pathOf(name)) : status;
 }
 
 /// Puts a copy of a drive's folder in the place of another, or where there is none.
@@ -255,28 +255,28 @@ Status DriveStore::copyOver(const std::string& from, const std::string& to) cons
     Status status = openOwnFolder(from, FolderMode::KEEP, source);
     PendingFolders making(1);
     std::string& copy = making.paths.front();
-    if (status.is(0, 0)) status = makeUnnamed(copy);
+    if (succeeded(status)) status = makeUnnamed(copy);
     FileDescriptor target;
-    if (status.is(0, 0)) status = openOwnFolder(copy, FolderMode::KEEP, target);
-    if (status.is(0, 0)) status = copyDrive(source.get(), from, target.get(), copy);
-    if (status.is(0, 0) && ::syncfs(target.get()) != 0) status = fileStatus(errno, copy);
-    if (!status.is(0, 0)) return status;
+    if (succeeded(status)) status = openOwnFolder(copy, FolderMode::KEEP, target);
+    if (succeeded(status)) status = copyDrive(source.get(), from, target.get(), copy);
+    if (succeeded(status) && ::syncfs(target.get()) != 0) status = fileStatus(errno, copy);
+    if (failed(status)) return status;
     const SignalBlock naming;  // what has the copy's name is removed, be it the old folder or a copy without a place
     const unsigned flags = pathExists(to) ? RENAME_EXCHANGE : RENAME_NOREPLACE;
     if (::renameat2(AT_FDCWD, copy.c_str(), AT_FDCWD, to.c_str(), flags) != 0) return fileStatus(errno, to);
     if (flags == RENAME_NOREPLACE) making.keep();
     FileDescriptor folder;
     status = openOwnFolder(folder_, FolderMode::KEEP, folder);
-    return status.is(0, 0) && ::fsync(folder.get()) != 0 ? fileStatus(errno, folder_) : status;
+    return succeeded(status) && ::fsync(folder.get()) != 0 ? fileStatus(errno, folder_) : status;
 }
 
 Status DriveStore::describe(const std::string& name, const Description& description) const {
     if (!isName(name)) return notAName(name);
     Status status = isDrive(pathOf(name));
-    if (!status.is(0, 0)) return status;
+    if (failed(status)) return status;
     FileDescriptor lock;
     status = lockDrive(pathOf(name), lock);
-    if (!status.is(0, 0)) return status;
+    if (failed(status)) return status;
     return writeFileAtomically(pathOf(name) + "/" + FILE_DESCRIPTION, description.toText());
 }
 

@@ -79,7 +79,7 @@ Status openOwnFile(int folder, const char* name, const std::string& path, FileDe
     FileDescriptor opened(::openat(folder, name, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
     if (!opened.isOpen()) return fileStatus(errno, path);
     Status status = checkRegular(opened.get(), path);
-    if (status.is(0, 0)) file = std::move(opened);
+    if (succeeded(status)) file = std::move(opened);
     return status;
 }
 
@@ -117,7 +117,7 @@ Status lockOwnFile(int folder, const char* name, const std::string& path, LockWa
         ::openat(folder, name, O_RDWR | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC, 0600));
     if (!opened.isOpen()) return fileStatus(errno, path);
     Status status = checkRegular(opened.get(), path);
-    if (!status.is(0, 0)) return status;
+    if (failed(status)) return status;
     const int operation = LOCK_EX | (wait == LockWait::NO ? LOCK_NB : 0);
     while (::flock(opened.get(), operation) != 0) {
         if (errno != EINTR) return fileStatus(errno, path);

@@ -25,7 +25,7 @@ Status identify(const SendRead& send, uint8_t cns, uint32_t nsid, Payload& data)
 Status addNamespace(const SendRead& send, uint32_t nsid, std::vector<HostNamespace>& found) {
     Payload data;
     const Status status = identify(send, nvme::CNS_NAMESPACE, nsid, data);
-    if (!status.is(0, 0)) return status;
+    if (failed(status)) return status;
     const nvme::NamespaceProperties properties(data.getData());
     HostNamespace entry;
     entry.nsid = nsid;
@@ -43,13 +43,13 @@ Status identifyNamespaces(const SendRead& send, std::vector<HostNamespace>& foun
     for (;;) {
         Payload data;
         Status status = identify(send, nvme::CNS_ACTIVE_NAMESPACES, last, data);
-        if (!status.is(0, 0)) return status;
+        if (failed(status)) return status;
         const std::vector<uint32_t> list = nvme::decodeNamespaceList(data);
         for (const uint32_t nsid : list) {
             if (nsid <= last) return statuses::deviceDataRetrievalFailed();  // the list would have no end
             last = nsid;
             status = addNamespace(send, nsid, found);
-            if (!status.is(0, 0)) return status;
+            if (failed(status)) return status;
         }
         if (list.size() < LIST_ENTRIES) return Status();
     }

@@ -40,7 +40,7 @@ void askIdentity(Device& device, LinuxNvmePath& path) {
     nvme::Drive drive(device);
     const uint8_t* data = nullptr;
     const Status status = drive.identifyController(data);
-    if (!status.is(0, 0)) set(device, attributes::device::errorString(), status.getMessage());
+    if (failed(status)) set(device, attributes::device::errorString(), status.getMessage());
     for (const IdentityRow& row : IDENTITY) {
         set(device, row.attribute(), data == nullptr ? "" : nvme::shownText(data + row.offset, row.bytes));
     }

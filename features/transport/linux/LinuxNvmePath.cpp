@@ -180,7 +180,7 @@ Status LinuxNvmePath::openController(int& node) {
     const std::lock_guard<std::mutex> lock(node_->mutex);
     if (!node_->descriptor.isOpen()) {
         Status status = openNode(controllerNode(), node_->descriptor);
-        if (!status.is(0, 0)) return status;
+        if (failed(status)) return status;
     }
     node = node_->descriptor.get();
     return Status();
@@ -188,9 +188,9 @@ Status LinuxNvmePath::openController(int& node) {
 
 Status LinuxNvmePath::openSelected(int& node) {
     Status status = openController(node);
-    if (!status.is(0, 0) || node_->isSelected) return status;
+    if (failed(status) || node_->isSelected) return status;
     status = checkIdentity(node, controllerNode());
-    if (status.is(0, 0)) node_->isSelected = true;
+    if (succeeded(status)) node_->isSelected = true;
     return status;
 }
 
@@ -202,7 +202,7 @@ Status LinuxNvmePath::checkIdentity(int node, const std::string& nodePath) {
     identify.dataLength = nvme::IDENTIFY_BYTES;
     CommandResult result;
     const Status status = passThrough(node, nodePath, identify, {}, result);
-    if (!status.is(0, 0)) return status;
+    if (failed(status)) return status;
     const auto* completion = dynamic_cast<const Completion*>(result.protocolResult.get());
     if (completion == nullptr || !completion->isSuccess()) return unknownIdentity(nodePath);
     const nvme::ControllerIdentity found(result.inputPayload.getData());
@@ -239,7 +239,7 @@ Status LinuxNvmePath::openToRead(uint32_t nsid, int& node, std::string& nodePath
     if (found == node_->namespaces.end()) {
         Node::Namespace opened;
         const Status status = openNamespace(nsid, opened.descriptor, opened.path);
-        if (!status.is(0, 0)) return status;
+        if (failed(status)) return status;
         found = node_->namespaces.emplace(nsid, std::move(opened)).first;
     }
     node = found->second.descriptor.get();
@@ -251,7 +251,7 @@ void LinuxNvmePath::sendNvme(const NvmeCommand& command, const Payload& payload,
     if (command.queue == nvme::Queue::ADMIN) {
         int node = -1;
         result.status = command.changesDrive() ? openSelected(node) : openController(node);
-        if (result.status.is(0, 0)) result.status = passThrough(node, controllerNode(), command, payload, result);
+        if (succeeded(result.status)) result.status = passThrough(node, controllerNode(), command, payload, result);
         return;
     }
     std::string nodePath;
@@ -260,13 +260,13 @@ void LinuxNvmePath::sendNvme(const NvmeCommand& command, const Payload& payload,
         // blocks are read, and nothing is lost; a command that writes looks for its namespace every time.
         int opened = -1;
         result.status = openToRead(command.nsid, opened, nodePath);
-        if (result.status.is(0, 0)) result.status = passThrough(opened, nodePath, command, payload, result);
+        if (succeeded(result.status)) result.status = passThrough(opened, nodePath, command, payload, result);
         return;
     }
     FileDescriptor node;
     result.status = openNamespace(command.nsid, node, nodePath);
-    if (result.status.is(0, 0)) result.status = checkNamespace(node.get(), nodePath, command.nsid);
-    if (result.status.is(0, 0)) result.status = passThrough(node.get(), nodePath, command, payload, result);
+    if (succeeded(result.status)) result.status = checkNamespace(node.get(), nodePath, command.nsid);
+    if (succeeded(result.status)) result.status = passThrough(node.get(), nodePath, command, payload, result);
 }
 
 Status LinuxNvmePath::passThrough(int node, const std::string& nodePath, const NvmeCommand& command,
@@ -322,14 +322,14 @@ void LinuxNvmePath::sendHost(const HostCommand& command, CommandResult& result) 
             std::vector<HostNamespace> found;
             result.status = command.request == HostRequest::USES ? usedNamespaces(command.useCheck, found)
                                                                  : attachedNamespaces(found);
-            if (result.status.is(0, 0)) result.protocolResult = std::make_unique<HostResult>(std::move(found));
+            if (succeeded(result.status)) result.protocolResult = std::make_unique<HostResult>(std::move(found));
             return;
         }
         case HostRequest::LOCATION: {
             LookErrors errors;
             HostLocation location = locateController(paths_, topology_->controllerFolder(controller_), errors);
             result.status = errors.status();
-            if (result.status.is(0, 0)) result.protocolResult = std::make_unique<HostResult>(std::move(location));
+            if (succeeded(result.status)) result.protocolResult = std::make_unique<HostResult>(std::move(location));
             return;
         }
         case HostRequest::RESET_CONTROLLER:
@@ -341,11 +341,11 @@ void LinuxNvmePath::sendHost(const HostCommand& command, CommandResult& result) 
         case HostRequest::RESCAN: {
             int node = -1;
             result.status = openController(node);
-            if (result.status.is(0, 0) && paths_.kernel->ioctl(node, NVME_IOCTL_RESCAN, nullptr) < 0) {
+            if (succeeded(result.status) && paths_.kernel->ioctl(node, NVME_IOCTL_RESCAN, nullptr) < 0) {
                 const int error = errno;
                 result.status = hostStatus(error, controllerNode());
             }
-            if (result.status.is(0, 0)) rescanPartitions();
+            if (succeeded(result.status)) rescanPartitions();
             return;
         }
         case HostRequest::LOCK_DRIVE:
@@ -381,7 +381,7 @@ void LinuxNvmePath::rescanPartitions() const {
 Status LinuxNvmePath::resetController(unsigned long request, uint32_t ofCommand) {
     int node = -1;
     Status status = openSelected(node);
-    if (!status.is(0, 0)) return status;
+    if (failed(status)) return status;
     // A fabrics controller connects again, to the drive that has the name by then.
     node_->isSelected = false;
     if (paths_.kernel->ioctl(node, request, nullptr) < 0) {
@@ -419,7 +419,7 @@ HostNamespace LinuxNvmePath::hostNamespace(const NamespaceNode& node, bool attac
 Status LinuxNvmePath::read(const NvmeCommand& command, Payload& data) {
     CommandResult result;
     sendNvme(command, {}, result);
-    if (!result.status.is(0, 0)) return result.status;
+    if (failed(result.status)) return result.status;
     const auto* completion = dynamic_cast<const Completion*>(result.protocolResult.get());
     if (completion != nullptr && completion->isSuccess()) {
         data = result.inputPayload;

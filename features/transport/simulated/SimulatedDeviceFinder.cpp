@@ -30,14 +30,14 @@ void set(Device& device, Attribute attribute, const std::string& text) {
 void setIdentity(Device& device, SimulatedNvmePath& path, const std::string& folder) {
     DriveFolder::Identity identity;
     Status status = DriveFolder::readIdentity(folder, identity);
-    if (!status.is(0, 0)) set(device, attributes::device::errorString(), status.getMessage());
+    if (failed(status)) set(device, attributes::device::errorString(), status.getMessage());
     // A drive whose state alone is damaged keeps its name; its firmware is in the state.
     if (identity.description.serialNumber.empty()) return;
     path.select(identityOf(identity.description));
     const simulator::Model& model = simulator::modelOf(identity.description.model);
     set(device, attributes::device::modelNumber(), identity.description.shownModelNumber());
     set(device, attributes::device::serialNumber(), identity.description.serialNumber);
-    if (!status.is(0, 0)) return;
+    if (failed(status)) return;
     set(device, attributes::device::firmware(), identity.firmware.empty() ? model.firmware : identity.firmware);
 }
 
@@ -64,7 +64,7 @@ void SimulatedDeviceFinder::scan(std::vector<std::shared_ptr<Device>>& devices) 
     *errors_ = LookErrors();
     std::vector<std::string> names;
     const Status listed = store.list(names);
-    if (!listed.is(0, 0)) errors_->add(folder_, static_cast<int>(listed.getCode()));
+    if (failed(listed)) errors_->add(folder_, static_cast<int>(listed.getCode()));
     for (const std::string& name : names) {
         auto device = std::make_shared<Device>();
         const std::string folder = store.pathOf(name);

@@ -58,7 +58,7 @@ std::optional<DriveLocation> SimulatedDriveSource::locate(const std::string& pat
     simulator::Controller controller(drive, clock_);
     std::vector<HostNamespace> namespaces;
     const Status status = attachedNamespaces(controller, drive, namespaces);
-    if (!status.is(0, 0)) errors.add(drive, static_cast<int>(status.getCode()), status.getMessage());
+    if (failed(status)) errors.add(drive, static_cast<int>(status.getCode()), status.getMessage());
     for (const HostNamespace& part : namespaces) {
         if (fs::path(part.node).filename() == node) return DriveLocation{simulator::controllerNode(drive), part.nsid};
     }

@@ -27,8 +27,8 @@ Status identify(Controller& controller, uint8_t cns, uint32_t nsid, std::vector<
     CompletionEntry completion;
     Status status = controller.execute(command, data, completion);
     const bool isCompleted = completion.delivery == simulator::Delivery::COMPLETED;
-    if (!status.is(0, 0) || !isCompleted || data.size() != IDENTIFY_BYTES) data.clear();
-    if (!status.is(0, 0) || !isCompleted || completion.isSuccess()) return status;
+    if (failed(status) || !isCompleted || data.size() != IDENTIFY_BYTES) data.clear();
+    if (failed(status) || !isCompleted || completion.isSuccess()) return status;
     data.clear();
     status = ostrel::core::statuses::deviceDataRetrievalFailed();
     const nvme::Completion refused(completion.statusField, completion.dword0);
@@ -46,7 +46,7 @@ Status attachedNamespaces(Controller& controller, const std::string& folder, std
         if (nsid == 0) break;
         std::vector<uint8_t> data;
         status = identify(controller, nvme::CNS_NAMESPACE, nsid, data);
-        if (!status.is(0, 0)) break;
+        if (failed(status)) break;
         if (data.empty()) continue;
         const nvme::NamespaceProperties properties(data.data());
         HostNamespace part;

@@ -111,7 +111,7 @@ Status SimulatedNvmePath::sendNvme(const NvmeCommand& command, const Payload& pa
         const std::lock_guard<std::mutex> lock(drive_->mutex);
         const auto check = command.changesDrive() ? identityCheck() : simulator::Controller::Check();
         const Status status = drive_->controller.execute(toEntry(command), data, completion, check);
-        if (!status.is(0, 0)) return status;
+        if (failed(status)) return status;
     }
     if (completion.delivery == Delivery::GONE) {
         return hostStatus(ENODEV, folder_);
@@ -153,7 +153,7 @@ Status SimulatedNvmePath::sendHost(const HostCommand& command, CommandResult& re
         case HostRequest::USES: {  // the system does not see these namespaces: they are unused
             std::vector<HostNamespace> found;
             Status status = attachedNamespaces(drive_->controller, folder_, found);
-            if (status.is(0, 0)) result.protocolResult = std::make_unique<HostResult>(std::move(found));
+            if (succeeded(status)) result.protocolResult = std::make_unique<HostResult>(std::move(found));
             return status;
         }
         case HostRequest::LOCATION:  // it sits nowhere

@@ -165,7 +165,7 @@ std::string Expected::text(const HostCommand& command, bool withTimeout) {
 void Expected::answer(CommandResult& result) const {
     if (action_) action_();
     result.status = transportStatus_;
-    if (!transportStatus_.is(0, 0)) return;
+    if (failed(transportStatus_)) return;
     if (host_) {
         auto hostResult = std::make_unique<HostResult>(namespaces_);
         hostResult->location = location_;

@@ -71,7 +71,7 @@ void MediaDrive::State::read(const NvmeCommand& command, CommandResult& result) 
     changed.wait_for(lock, std::chrono::seconds(2), [&] { return hasGathered; });
     hasGathered = true;
     const uint16_t statusField = transfer(command, result);
-    if (result.status.is(0, 0)) result.protocolResult = std::make_unique<Completion>(statusField, 0);
+    if (succeeded(result.status)) result.protocolResult = std::make_unique<Completion>(statusField, 0);
     --inFlight;
 }
 

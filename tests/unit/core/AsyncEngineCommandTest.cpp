@@ -21,7 +21,7 @@ TEST(AsyncEngineCommand, KeepsWhatItIsGiven) {
     EXPECT_EQ(command.getUserData(), 22u);
     EXPECT_EQ(command.getPayload().getData(), payload.getData()) << "the buffer is shared";
     EXPECT_EQ(command.getDuration(), 0.0);
-    EXPECT_TRUE(command.getStatus().is(0, 0));
+    EXPECT_TRUE(succeeded(command.getStatus()));
     const auto* clone = dynamic_cast<NumberedCommand*>(&command.getCommand());
     ASSERT_NE(clone, nullptr) << "of the original's class";
     EXPECT_EQ(clone->number, 5u) << "a clone, which does not follow the original";

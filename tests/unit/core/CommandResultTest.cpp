@@ -35,7 +35,7 @@ CommandResult fullResult() {
 TEST(CommandResult, BeginsEmptySuccessfulAndUntimed) {
     const CommandResult result;
     EXPECT_EQ(result.command, nullptr);
-    EXPECT_TRUE(result.status.is(0, 0));
+    EXPECT_TRUE(succeeded(result.status));
     EXPECT_EQ(result.inputPayload.getSize(), 0u);
     EXPECT_EQ(result.outputPayload.getSize(), 0u);
     EXPECT_EQ(result.protocolResult, nullptr);

@@ -104,14 +104,14 @@ TEST_F(File, ReadsFilesOfAllSizes) {
     for (const size_t size : {0u, 1u, 65535u, 65536u, 65537u, 1000000u}) {
         writeWholeFile(path_, std::string(size, 'x'));
         std::string text = "old";
-        EXPECT_TRUE(readFile(path_, SymbolicLink::FOLLOW, text).is(0, 0));
+        EXPECT_TRUE(succeeded(readFile(path_, SymbolicLink::FOLLOW, text)));
         EXPECT_EQ(text, std::string(size, 'x')) << size;
     }
 }
 
 TEST_F(File, ReadsAFileWhoseSizeIsNotKnown) {
     std::string text;
-    EXPECT_TRUE(readFile("/proc/self/comm", SymbolicLink::REFUSE, text).is(0, 0));
+    EXPECT_TRUE(succeeded(readFile("/proc/self/comm", SymbolicLink::REFUSE, text)));
     EXPECT_EQ(text, readWholeFile("/proc/self/comm"));
     EXPECT_NE(text, "");
 }
@@ -124,7 +124,7 @@ TEST_F(File, ReadsThroughALinkOnlyOnRequest) {
     EXPECT_EQ(readFile(link, SymbolicLink::REFUSE, text).toString(),
               "Category: 1\nCode: 40\nMessage: Unable to open " + link + ": Too many levels of symbolic links");
     EXPECT_EQ(text, "old");
-    EXPECT_TRUE(readFile(link, SymbolicLink::FOLLOW, text).is(0, 0));
+    EXPECT_TRUE(succeeded(readFile(link, SymbolicLink::FOLLOW, text)));
     EXPECT_EQ(text, "text");
 }
 
@@ -152,7 +152,7 @@ TEST_F(File, WritesEveryByteOfAnyLength) {
     for (const size_t size : {0u, 1u, 4096u, 5000000u}) {
         std::string bytes(size, '\0');
         for (size_t i = 0; i < size; ++i) bytes[i] = static_cast<char>(i * 7);
-        EXPECT_TRUE(writeFileAtomically(path_, bytes).is(0, 0));
+        EXPECT_TRUE(succeeded(writeFileAtomically(path_, bytes)));
         EXPECT_EQ(readWholeFile(path_), bytes) << size;
     }
 }
@@ -162,13 +162,13 @@ TEST_F(File, WritesBelowTheCurrentDirectory) {
     std::filesystem::current_path(folder_ / "");
     const Status status = writeFileAtomically("file", "text");
     std::filesystem::current_path(old);
-    EXPECT_TRUE(status.is(0, 0));
+    EXPECT_TRUE(succeeded(status));
     EXPECT_EQ(readWholeFile(path_), "text");
 }
 
 TEST_F(File, WritesANameOfTheGreatestLength) {
     const std::string path = folder_ / std::string(255, 'n');
-    EXPECT_TRUE(writeFileAtomically(path, "text").is(0, 0));
+    EXPECT_TRUE(succeeded(writeFileAtomically(path, "text")));
     EXPECT_EQ(readWholeFile(path), "text");
 }
 
@@ -177,7 +177,7 @@ TEST_F(File, KeepsTheModeOfTheFileItReplaces) {
         writeWholeFile(path_, "old");
         ASSERT_EQ(chmod(path_.c_str(), mode), 0);
         const mode_t old = umask(077);
-        EXPECT_TRUE(writeFileAtomically(path_, "new").is(0, 0));
+        EXPECT_TRUE(succeeded(writeFileAtomically(path_, "new")));
         umask(old);
         EXPECT_EQ(propertiesOf(path_).st_mode, S_IFREG | mode);
         ASSERT_EQ(unlink(path_.c_str()), 0);
@@ -189,7 +189,7 @@ TEST_F(File, KeepsTheOwnerOfTheFileItReplaces) {
     writeWholeFile(path_, "old");
     ASSERT_EQ(chown(path_.c_str(), 1234, 5678), 0);
     ASSERT_EQ(chmod(path_.c_str(), 06755), 0);
-    EXPECT_TRUE(writeFileAtomically(path_, "new").is(0, 0));
+    EXPECT_TRUE(succeeded(writeFileAtomically(path_, "new")));
     EXPECT_EQ(readWholeFile(path_), "new");
     EXPECT_EQ(propertiesOf(path_).st_uid, 1234u);
     EXPECT_EQ(propertiesOf(path_).st_gid, 5678u);
@@ -200,7 +200,7 @@ TEST_F(File, PutsANewFileInThePlaceOfTheOld) {
     writeWholeFile(path_, "old");
     const std::string other = folder_ / "other";
     std::filesystem::create_hard_link(path_, other);
-    EXPECT_TRUE(writeFileAtomically(path_, "new").is(0, 0));
+    EXPECT_TRUE(succeeded(writeFileAtomically(path_, "new")));
     EXPECT_EQ(readWholeFile(path_), "new");
     EXPECT_EQ(readWholeFile(other), "old") << "a reader that holds the old file keeps it as it was";
 }
@@ -253,8 +253,8 @@ TEST_F(File, ReplacesAlsoWhereTheFileSystemKnowsNamedFilesAlone) {
     ASSERT_EQ(chmod(path_.c_str(), 0604), 0);
     const std::string other = folder_ / "other";
     EXPECT_TRUE(holdsInAChild([&] {
-        return refuseUnnamedFiles() && writeFileAtomically(path_, "new").is(0, 0) &&
-               writeFileAtomically(other, "created").is(0, 0);
+        return refuseUnnamedFiles() && succeeded(writeFileAtomically(path_, "new")) &&
+               succeeded(writeFileAtomically(other, "created"));
     }));
     EXPECT_EQ(readWholeFile(path_), "new");
     EXPECT_EQ(propertiesOf(path_).st_mode, static_cast<mode_t>(S_IFREG | 0604));
@@ -293,15 +293,15 @@ TEST_F(File, LeavesTheOldFileWithoutTheRightToTheDirectory) {
 TEST_F(File, ShowsReadersTheOldOrTheNewFileWhole) {
     const std::string first(200000, '1');
     const std::string second(300000, '2');
-    ASSERT_TRUE(writeFileAtomically(path_, first).is(0, 0));
+    ASSERT_TRUE(succeeded(writeFileAtomically(path_, first)));
     std::atomic<bool> done = false;
     std::thread writer([&] {
-        for (int i = 0; i < 100; ++i) EXPECT_TRUE(writeFileAtomically(path_, i % 2 == 0 ? second : first).is(0, 0));
+        for (int i = 0; i < 100; ++i) EXPECT_TRUE(succeeded(writeFileAtomically(path_, i % 2 == 0 ? second : first)));
         done = true;
     });
     int readings = 0;
     for (std::string text; !done || readings == 0; ++readings) {
-        EXPECT_TRUE(readFile(path_, SymbolicLink::REFUSE, text).is(0, 0));
+        EXPECT_TRUE(succeeded(readFile(path_, SymbolicLink::REFUSE, text)));
         EXPECT_TRUE(text == first || text == second) << text.size() << " bytes";
     }
     writer.join();
@@ -312,7 +312,7 @@ TEST_F(File, ManyWritersLeaveOneWholeFile) {
     std::vector<std::thread> writers;
     for (char c = 'a'; c < 'e'; ++c)
         writers.emplace_back([this, c] {
-            for (int i = 0; i < 25; ++i) EXPECT_TRUE(writeFileAtomically(path_, std::string(50000, c)).is(0, 0));
+            for (int i = 0; i < 25; ++i) EXPECT_TRUE(succeeded(writeFileAtomically(path_, std::string(50000, c))));
         });
     for (auto& writer : writers) writer.join();
     const std::string text = readWholeFile(path_);
@@ -323,7 +323,7 @@ TEST_F(File, ManyWritersLeaveOneWholeFile) {
 TEST_F(File, AKilledWriterLeavesTheOldFileOrTheNew) {
     const std::string oldText(100000, 'o');
     const std::string newText(1000000, 'n');
-    ASSERT_TRUE(writeFileAtomically(path_, oldText).is(0, 0));
+    ASSERT_TRUE(succeeded(writeFileAtomically(path_, oldText)));
     for (int i = 0; i < 50; ++i) {
         const pid_t child = fork();
         if (child == 0)

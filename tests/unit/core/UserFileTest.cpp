@@ -32,9 +32,9 @@ std::string writeAll(const std::string& path, const std::vector<std::string>& pi
     UserFile file;
     Status status = file.open(path);
     for (const std::string& piece : pieces)
-        if (status.is(0, 0)) status = file.write(piece);
-    if (status.is(0, 0)) status = file.finish();
-    return status.is(0, 0) ? "" : status.getMessage();
+        if (succeeded(status)) status = file.write(piece);
+    if (succeeded(status)) status = file.finish();
+    return succeeded(status) ? "" : status.getMessage();
 }
 
 mode_t modeOf(const std::string& path) {
@@ -87,8 +87,8 @@ TEST_F(UserFileTest, LeavesTheOldFileUntilItIsFinished) {
     writeWholeFile(folder_ / "file", "old");
     {
         UserFile file;
-        ASSERT_TRUE(file.open(folder_ / "file").is(0, 0));
-        ASSERT_TRUE(file.write("new").is(0, 0));
+        ASSERT_TRUE(succeeded(file.open(folder_ / "file")));
+        ASSERT_TRUE(succeeded(file.write("new")));
         EXPECT_EQ(readWholeFile(folder_ / "file"), "old");
     }
     EXPECT_EQ(readWholeFile(folder_ / "file"), "old");
@@ -108,22 +108,22 @@ TEST_F(UserFileTest, KeepsTheModeOfTheUsersOldFile) {
 
 TEST_F(UserFileTest, ARestartThrowsAwayWhatWasWritten) {
     UserFile file;
-    ASSERT_TRUE(file.open(folder_ / "file").is(0, 0));
-    EXPECT_TRUE(file.write("abcdef").is(0, 0));
-    EXPECT_TRUE(file.restart().is(0, 0));
-    EXPECT_TRUE(file.write("xy").is(0, 0));
-    EXPECT_TRUE(file.finish().is(0, 0));
+    ASSERT_TRUE(succeeded(file.open(folder_ / "file")));
+    EXPECT_TRUE(succeeded(file.write("abcdef")));
+    EXPECT_TRUE(succeeded(file.restart()));
+    EXPECT_TRUE(succeeded(file.write("xy")));
+    EXPECT_TRUE(succeeded(file.finish()));
     EXPECT_EQ(readWholeFile(folder_ / "file"), "xy");
 }
 
 TEST_F(UserFileTest, SaysBeforehandWhatDoesNotFit) {
     UserFile file;
-    ASSERT_TRUE(file.open(folder_ / "file").is(0, 0));
-    EXPECT_TRUE(file.checkRoom(1).is(0, 0));
+    ASSERT_TRUE(succeeded(file.open(folder_ / "file")));
+    EXPECT_TRUE(succeeded(file.checkRoom(1)));
     EXPECT_EQ(file.checkRoom(UINT64_MAX / 2).getMessage(),
               "Unable to write " + (folder_ / "file") + ": No space left on device");
     const FileSizeLimit limit(4096);
-    EXPECT_TRUE(file.checkRoom(4096).is(0, 0));
+    EXPECT_TRUE(succeeded(file.checkRoom(4096)));
     EXPECT_EQ(file.checkRoom(4097).getMessage(), "Unable to write " + (folder_ / "file") + ": File too large");
 }
 
@@ -159,8 +159,8 @@ TEST_F(UserFileTest, CreatesANewFileInAFolderAndNoOther) {
     const auto create = [&](const std::string& name) {
         UserFile file;
         Status status = file.createIn(below, "/shown", name);
-        if (status.is(0, 0)) status = file.write("new");
-        return status.is(0, 0) ? file.finish().getMessage() : status.getMessage();
+        if (succeeded(status)) status = file.write("new");
+        return succeeded(status) ? file.finish().getMessage() : status.getMessage();
     };
     EXPECT_EQ(create("file"), "Completed successfully.");
     EXPECT_EQ(modeOf(folder_ / "file"), 0600u);
@@ -273,8 +273,8 @@ TEST_F(UserFileTest, ReplacesAFileOfSeveralNamesOnlyWhereOthersMayNotWrite) {
 TEST_F(UserFileTest, WritesToADeviceAtOnce) {
     EXPECT_EQ(writeAll("/dev/null", {"one", "two"}), "");
     UserFile full;
-    ASSERT_TRUE(full.open("/dev/full").is(0, 0));
-    EXPECT_TRUE(full.checkRoom(UINT64_MAX).is(0, 0));
+    ASSERT_TRUE(succeeded(full.open("/dev/full")));
+    EXPECT_TRUE(succeeded(full.checkRoom(UINT64_MAX)));
     EXPECT_EQ(full.write("one").getMessage(), "Unable to write /dev/full: No space left on device");
     EXPECT_EQ(full.restart().getCode(), static_cast<uint32_t>(ESPIPE));
 }
@@ -298,7 +298,7 @@ TEST_F(UserFileTest, WritesToAPipeThatHasAReader) {
     const int reader = open((folder_ / "pipe").c_str(), O_RDONLY | O_NONBLOCK);
     ASSERT_EQ(fcntl(reader, F_SETFL, 0), 0);
     UserFile file;
-    ASSERT_TRUE(file.open(folder_ / "pipe").is(0, 0));
+    ASSERT_TRUE(succeeded(file.open(folder_ / "pipe")));
     const std::string sent(300000, 'x');  // more than a pipe holds
     std::string received(sent.size(), '\0');
     std::thread thread([&] {
@@ -308,7 +308,7 @@ TEST_F(UserFileTest, WritesToAPipeThatHasAReader) {
             done += static_cast<size_t>(count);
         }
     });
-    EXPECT_TRUE(file.write(sent).is(0, 0));
+    EXPECT_TRUE(succeeded(file.write(sent)));
     thread.join();
     EXPECT_EQ(received, sent);
     close(reader);

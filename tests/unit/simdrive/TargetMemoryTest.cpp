@@ -118,7 +118,7 @@ protected:
         EXPECT_EQ(::pipe(ends), 0);
         stop_ = FileDescriptor(ends[0]);
         stopper_ = FileDescriptor(ends[1]);
-        EXPECT_TRUE(target_.listen(drive_, "127.0.0.1", 0).is(0, 0));
+        EXPECT_TRUE(succeeded(target_.listen(drive_, "127.0.0.1", 0)));
         other_.initialize();
         host_.initialize();
         turn();

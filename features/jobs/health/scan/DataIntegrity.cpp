@@ -151,14 +151,14 @@ DataIntegrityResult checkDataIntegrity(const std::string& folder, uint64_t mostB
     uint64_t done = 0;
     const auto report = [&line, &done, all = 2 * left](uint64_t bytes) { line.update(done += bytes, all); };
     std::vector<PatternFile> files;
-    for (uint64_t bytes = 0; result.failure.is(0, 0) && left != 0; left -= bytes) {
+    for (uint64_t bytes = 0; succeeded(result.failure) && left != 0; left -= bytes) {
         bytes = std::min(left, FILE_BYTES);
         files.emplace_back(files.size(), report);
         result.failure = files.back().create(folder);
-        if (result.failure.is(0, 0)) result.failure = files.back().write(bytes);
-        if (result.failure.is(0, 0)) result.bytes += bytes;
+        if (succeeded(result.failure)) result.failure = files.back().write(bytes);
+        if (succeeded(result.failure)) result.bytes += bytes;
     }
-    for (size_t i = 0; result.failure.is(0, 0) && i < files.size(); ++i) {
+    for (size_t i = 0; succeeded(result.failure) && i < files.size(); ++i) {
         PatternFile::Comparison comparison;
         result.failure = files[i].compare(comparison);
         if (comparison.blocks != 0 && result.mismatches == 0) result.firstOffset = i * FILE_BYTES + comparison.first;

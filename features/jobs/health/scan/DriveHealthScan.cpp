@@ -77,7 +77,7 @@ public:
     }
 
 private:
-    bool isReachable() const { return facts_.failure().is(0, 0); }
+    bool isReachable() const { return succeeded(facts_.failure()); }
     void notCompleted(FieldTree& tree, const std::string& why) {
         tree.add(NOT_COMPLETED, why);
         evidence_.isCompleted = false;
@@ -133,7 +133,7 @@ void Scan::readIdentify() {
     if (controller->supportsSelfTest()) {
         const Status status =
             readLog(facts_.drive(), nvme::LID_DEVICE_SELF_TEST, nvme::SELF_TEST_BYTES, evidence_.selfTest);
-        if (!status.is(0, 0)) notRead("Device Self-test Log", status);
+        if (failed(status)) notRead("Device Self-test Log", status);
     }
     readPanic();
 }
@@ -145,7 +145,7 @@ void Scan::readPanic() {
     if (ocp == nullptr || !nvme::hasOcpErrorRecovery(ocp)) return;
     Payload page;
     const Status status = readLog(facts_.drive(), nvme::LID_OCP_ERROR_RECOVERY, nvme::OCP_ERROR_RECOVERY_BYTES, page);
-    if (!status.is(0, 0)) return notRead("OCP Error Recovery Log", status);
+    if (failed(status)) return notRead("OCP Error Recovery Log", status);
     if (nvme::isOcpErrorRecovery(page)) evidence_.panicId = nvme::ocpPanicId(page.getData());
 }
 
@@ -166,17 +166,17 @@ void Scan::storeLogs(const std::string& directory) {
     FieldTree& part = tree_.addPart("Logs");
     LogFolder folder;
     Status status = LogFolder::create(directory, fileNameOf(facts_.drive().serialNumber(), "drive"), folder);
-    if (status.is(0, 0)) status = storeDriveLogs(facts_, folder, part);
-    if (!status.is(0, 0)) notCompleted(part, status.getMessage());
+    if (succeeded(status)) status = storeDriveLogs(facts_, folder, part);
+    if (failed(status)) notCompleted(part, status.getMessage());
 }
 
 void Scan::scanNamespaces() {
     CommandResult result;
     facts_.drive().device().sendCommand(transport::HostCommand(transport::HostRequest::USES), result);
     const auto* host = dynamic_cast<const transport::HostResult*>(result.protocolResult.get());
-    if (!result.status.is(0, 0) || host == nullptr) {
-        notCompleted(tree_, result.status.is(0, 0) ? statuses::deviceDataRetrievalFailed().getMessage()
-                                                   : result.status.getMessage());
+    if (failed(result.status) || host == nullptr) {
+        notCompleted(tree_, succeeded(result.status) ? statuses::deviceDataRetrievalFailed().getMessage()
+                                                     : result.status.getMessage());
         return;
     }
     const bool system = std::any_of(host->namespaces.begin(), host->namespaces.end(), holdsSystem);
@@ -218,7 +218,7 @@ void Scan::readNamespace(const HostNamespace& space) {
     }
     if (result.unreadable == ReadScanResult::MOST_UNREADABLE)
         part.add("Ended", "So many blocks cannot be read that the rest was not tried.");
-    if (!result.failure.is(0, 0)) notCompleted(part, result.failure.getMessage());
+    if (failed(result.failure)) notCompleted(part, result.failure.getMessage());
 }
 
 void Scan::checkFileSystems(const std::vector<HostNamespace>& namespaces) {
@@ -247,7 +247,7 @@ void Scan::checkFileSystem(const std::string& mountPoint) {
         part.add("First Mismatch", "Offset in the file", nvme::withUnit(std::to_string(result.firstOffset), "bytes"));
         evidence_.mismatches += result.mismatches;
     }
-    if (!result.failure.is(0, 0)) notCompleted(part, result.failure.getMessage());
+    if (failed(result.failure)) notCompleted(part, result.failure.getMessage());
 }
 
 }  // namespace

@@ -40,7 +40,7 @@ Status readRequest(const Arguments& arguments, Request& request) {
     for (const auto& row : flags) {
         std::optional<bool> flag;
         const Status status = arguments.boolean(row.attribute.getName(), flag);
-        if (!status.is(0, 0)) return status;
+        if (failed(status)) return status;
         row.flag = flag.value_or(false);
     }
     if (!request.scans.read && !request.scans.dataIntegrity) request.scans.logs = true;
@@ -77,9 +77,9 @@ Status HealthScanJob::runMethod(const std::shared_ptr<xml::XmlObject>& output) {
     Request request;
     request.scans.extent = extent_;
     Status status = readRequest(arguments(), request);
-    if (status.is(0, 0) && request.scans.logs && !getDevices().empty())
+    if (succeeded(status) && request.scans.logs && !getDevices().empty())
         status = makeLogFolder(now_(), request.directory);
-    if (!status.is(0, 0)) return status;
+    if (failed(status)) return status;
     DriveOutput out("", nullptr, nullptr);
     if (request.includeSystemInfo) out.add(systemInformation().toXml({}));
     request.scans.isNamed = isOneDriveNamed();

@@ -40,7 +40,7 @@ struct Geometry {
 Status readGeometry(nvme::Drive& drive, uint32_t nsid, Geometry& geometry) {
     Payload identify;
     const Status status = drive.identify(nvme::CNS_NAMESPACE, nsid, 0, identify);
-    if (!status.is(0, 0)) return status;
+    if (failed(status)) return status;
     const nvme::NamespaceProperties properties(identify.getData());
     const auto& format = properties.format();
     if (format.dataBytes() == 0) {
@@ -103,7 +103,7 @@ struct Progress {
     }
     void fail(const Status& status) {
         const std::lock_guard<std::mutex> lock(mutex);
-        if (failure.is(0, 0)) failure = status;
+        if (succeeded(failure)) failure = status;
         ended = true;
     }
     void shrink(uint32_t bytes) {
@@ -135,7 +135,7 @@ private:
         if (blocks > 1 && bytes > progress_.mostBytes) return split(first, blocks);
         nvme::Answer answer;
         const Status status = drive_.send(command(first, blocks), answer);
-        if (status.is(0, 0)) {
+        if (succeeded(status)) {
             progress_.blocksRead += blocks;
         } else if (isRefusal(status) && isMediaError(drive_.lastCompletion())) {
             if (blocks > 1) return split(first, blocks);
@@ -193,8 +193,8 @@ ReadScanResult readScan(nvme::Drive& drive, const ReadScanRequest& request) {
     Geometry geometry;
     result.failure = readGeometry(drive, request.nsid, geometry);
     uint32_t pieceBytes = 0;
-    if (result.failure.is(0, 0)) result.failure = drive.maxTransferBytes(pieceBytes);
-    if (!result.failure.is(0, 0)) return result;
+    if (succeeded(result.failure)) result.failure = drive.maxTransferBytes(pieceBytes);
+    if (failed(result.failure)) return result;
     result.blocks = geometry.blocks;
     const Pieces pieces(geometry, pieceBytes, request.mostBytes);
     Progress progress(std::max(pieceBytes, geometry.dataBytes),

@@ -85,7 +85,7 @@ Status Job::interpretSetProperty() {
     if (devices_.size() > 1) return statuses::multipleDevicesSelected();
     AttributeList requested;
     const Status status = getRequestedSetProperties(requested);
-    return status.is(0, 0) ? setProperty(requested) : status;
+    return succeeded(status) ? setProperty(requested) : status;
 }
 
 Status Job::getRequestedSetProperties(AttributeList& requested) {

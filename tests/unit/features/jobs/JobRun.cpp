@@ -87,7 +87,7 @@ std::string JobRun::onAll(const std::vector<std::shared_ptr<Device>>& devices) {
     const auto output = std::make_shared<xml::XmlObject>();
     const Status status = job_.run(output);
     std::string text = std::to_string(status.getCategory()) + "/" + std::to_string(status.getCode());
-    if (!status.getMessage().empty() && !status.is(0, 0)) text += " " + status.getMessage();
+    if (!status.getMessage().empty() && failed(status)) text += " " + status.getMessage();
     for (const auto& object : output->objects) {
         sortAttributeLists(*object);
         if (job_.getName() != ostrel::interfaces::ostreli::JOB_VELKOSSD) removeIdentity(*object);

@@ -15,7 +15,7 @@ inline std::string setText(ostrel::interfaces::ostreli::Job& job, const std::str
     JobRun run(job, ostrel::interfaces::ostreli::JOBTYPE_SET_PROPERTY);
     std::string answer = run.setting(Attribute(name, name, typeString()), text).on({&drive});
     const Status status = job.getStatus();
-    if (status.is(0, 0) && !status.getMessage().empty()) answer += " " + status.getMessage();
+    if (succeeded(status) && !status.getMessage().empty()) answer += " " + status.getMessage();
     return answer;
 }
 

@@ -77,7 +77,7 @@ std::unique_ptr<Job> made(const std::string& name) {
     Status status;
     auto job = createJob(name, status);
     EXPECT_NE(job, nullptr) << name;
-    EXPECT_TRUE(status.is(0, 0)) << name;
+    EXPECT_TRUE(succeeded(status)) << name;
     return job;
 }
 

@@ -60,7 +60,7 @@ Status send(FakeDrive& fake, const NvmeCommand& command, const Payload& data = P
 TEST(FakeDrive, TakesTheCommandThatIsExpected) {
     FakeDrive fake;
     fake.expect(expectedSet());
-    EXPECT_TRUE(send(fake, sentSet()).is(0, 0));
+    EXPECT_TRUE(succeeded(send(fake, sentSet())));
 }
 
 TEST(FakeDrive, ReportsWhatCameAndWhatWasExpected) {
@@ -117,7 +117,7 @@ TEST(FakeDrive, FailsForOneTooMany) {
     const auto failures = failuresOf([] {
         FakeDrive fake;
         fake.expect(expectedSet());
-        EXPECT_TRUE(send(fake, sentSet()).is(0, 0));
+        EXPECT_TRUE(succeeded(send(fake, sentSet())));
         EXPECT_TRUE(send(fake, sentSet()).is(0, 24));
     });
     EXPECT_EQ(failures,
@@ -147,7 +147,7 @@ TEST(FakeDrive, AnswersForTheHost) {
     CommandResult result;
     fake.device()->sendCommand(HostCommand(HostRequest::NAMESPACES), result);
     EXPECT_EQ(called, 1U);
-    EXPECT_TRUE(result.status.is(0, 0));
+    EXPECT_TRUE(succeeded(result.status));
     const auto* host = dynamic_cast<const HostResult*>(result.protocolResult.get());
     ASSERT_NE(host, nullptr);
     ASSERT_EQ(host->namespaces.size(), 2U);

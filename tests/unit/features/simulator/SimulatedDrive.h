@@ -35,7 +35,7 @@ protected:
     void describe() {
         const features::simulator::DriveStore store(folder / "drives");
         const auto status = controller ? store.describe("one", description) : remake(store);
-        ASSERT_TRUE(status.is(0, 0)) << status.getMessage();
+        ASSERT_TRUE(succeeded(status)) << status.getMessage();
     }
     /// What another process, or this one after its restart, sees.
     void reopen() { controller = std::make_unique<features::simulator::Controller>(path(), clock); }
@@ -45,7 +45,7 @@ protected:
         if (!controller) reopen();
         features::simulator::CompletionEntry completion;
         const auto status = controller->execute(command, data, completion);
-        EXPECT_TRUE(status.is(0, 0)) << status.getMessage();
+        EXPECT_TRUE(succeeded(status)) << status.getMessage();
         return completion;
     }
     /// The status field of a command.
@@ -96,7 +96,7 @@ private:
     ostrel::core::Status remake(const features::simulator::DriveStore& store) {
         if (!store.names().empty()) {
             const auto status = store.remove("one");
-            if (!status.is(0, 0)) return status;
+            if (failed(status)) return status;
         }
         return store.create({{"one", description}}, clock);
     }

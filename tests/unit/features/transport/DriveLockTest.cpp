@@ -18,7 +18,7 @@ class DriveLockTest : public testing::Test {
 protected:
     static std::string text(const Status& status) {
         return std::to_string(status.getCategory()) + "/" + std::to_string(status.getCode()) +
-               (status.is(0, 0) ? "" : " " + status.getMessage());
+               (succeeded(status) ? "" : " " + status.getMessage());
     }
     mode_t modeOf(const std::string& path) const {
         struct stat info {};
@@ -74,7 +74,7 @@ TEST_F(DriveLockTest, EndsWithTheProcess) {
     const pid_t child = fork();
     if (child == 0) {
         DriveLock lock(locks_);
-        _exit(lock.acquire("one").is(0, 0) ? 0 : 1);
+        _exit(succeeded(lock.acquire("one")) ? 0 : 1);
     }
     int result = -1;
     ASSERT_EQ(::waitpid(child, &result, 0), child);

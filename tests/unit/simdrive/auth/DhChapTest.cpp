@@ -134,12 +134,12 @@ constexpr const char* TRANSFORMED = "DHHC-1:01:bOHk6jHoMxpP5YJr/eF6XNOGuPAzh0iRn
 
 TEST(Secret, IsReadAndTransformed) {
     Secret secret;
-    ASSERT_TRUE(Secret::parse(PLAIN, secret).is(0, 0));
+    ASSERT_TRUE(succeeded(Secret::parse(PLAIN, secret)));
     EXPECT_EQ(secret.key, counted(0, 32));
     EXPECT_EQ(secret.transformation, std::nullopt);
     EXPECT_EQ(secret.keyOf(HOST), counted(0, 32));
     Secret witness;
-    ASSERT_TRUE(Secret::parse(TRANSFORMED, witness).is(0, 0));
+    ASSERT_TRUE(succeeded(Secret::parse(TRANSFORMED, witness)));
     EXPECT_EQ(witness.transformation, Hash::SHA_256);
     secret.transformation = Hash::SHA_256;
     EXPECT_EQ(secret.keyOf(HOST), witness.key);
@@ -154,7 +154,7 @@ TEST(Secret, IsReadAndTransformed) {
 
 TEST(Secret, IsUnchangedByATextThatIsNone) {
     Secret secret;
-    ASSERT_TRUE(Secret::parse(PLAIN, secret).is(0, 0));
+    ASSERT_TRUE(succeeded(Secret::parse(PLAIN, secret)));
     std::string damaged = TRANSFORMED;
     damaged[12] = 'B';
     for (const std::string& text : {std::string(), std::string("DHHC-1:"), std::string("DHHC-1:00:"), damaged}) {

@@ -72,7 +72,7 @@ TEST(Arguments, BooleansCaseByCase) {
     for (const auto& c : BOOLEANS) {
         const xml::XmlObject object = request(c.text);
         std::optional<bool> value;
-        EXPECT_TRUE(Arguments(object).boolean("Key", value).is(0, 0)) << c.text;
+        EXPECT_TRUE(succeeded(Arguments(object).boolean("Key", value))) << c.text;
         EXPECT_EQ(value, c.value) << c.text;
     }
     std::optional<bool> value = true;
@@ -104,7 +104,7 @@ TEST(Arguments, NumbersCaseByCase) {
     for (const auto& c : NUMBERS) {
         const xml::XmlObject object = request(c.text);
         std::optional<uint64_t> value;
-        EXPECT_TRUE(Arguments(object).number("Key", 255, value, c.digits).is(0, 0)) << c.text;
+        EXPECT_TRUE(succeeded(Arguments(object).number("Key", 255, value, c.digits))) << c.text;
         EXPECT_EQ(value, c.value) << c.text;
     }
 }
@@ -140,7 +140,7 @@ TEST(Arguments, ABadNumberIsReportedAndChangesNothing) {
 TEST(Arguments, TheLargestNumberFits) {
     const xml::XmlObject object = request("18446744073709551615");
     std::optional<uint64_t> value;
-    EXPECT_TRUE(Arguments(object).number("Key", UINT64_MAX, value).is(0, 0));
+    EXPECT_TRUE(succeeded(Arguments(object).number("Key", UINT64_MAX, value)));
     EXPECT_EQ(value, UINT64_MAX);
 }
 

@@ -30,7 +30,7 @@ protected:
         request.fid = 0x07;
         nvme::Answer answer;
         Status status = drive.getFeature(request, nvme::Select::CURRENT, answer);
-        if (!status.is(0, 0)) return status;
+        if (failed(status)) return status;
         const std::string value = std::to_string(answer.completion.dword0);
         out.addAttributes(title(), {{"Queues", Attribute("Queues", "Queues", typeString(), value)}});
         return status;
@@ -40,7 +40,7 @@ protected:
         request.fid = 0x07;
         nvme::Answer answer;
         Status status = drive.setFeature(request, false, Payload(), answer);
-        if (status.is(0, 0)) out.addStatus(title(), Status(0, 0, "Done."));
+        if (succeeded(status)) out.addStatus(title(), Status(0, 0, "Done."));
         return status;
     }
     Status setOnDrive(nvme::Drive& drive, const Attribute& attribute) override {

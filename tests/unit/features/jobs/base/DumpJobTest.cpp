@@ -38,11 +38,11 @@ protected:
         const uint8_t bytes[] = {0x00, 0x1F, 0xFF};
         if (drive.serialNumber() == "S4") return log.begin(2);
         Status status = log.begin(3);
-        if (status.is(0, 0)) status = log.add(bytes, 3);
-        if (status.is(0, 0)) status = log.begin(3);
-        if (status.is(0, 0)) status = log.add(bytes, 1);
+        if (succeeded(status)) status = log.add(bytes, 3);
+        if (succeeded(status)) status = log.begin(3);
+        if (succeeded(status)) status = log.add(bytes, 1);
         if (drive.serialNumber() == "S2") return gone();
-        return status.is(0, 0) ? log.add(bytes + 1, 2) : status;
+        return succeeded(status) ? log.add(bytes + 1, 2) : status;
     }
 };
 
@@ -100,7 +100,7 @@ protected:
     uint8_t logId(const Arguments&) const override { return 7; }
     Status dumpDrive(nvme::Drive&, const Arguments&, LogSink& log) override {
         const Status status = log.begin(uint64_t{64} << 20);
-        return status.is(0, 0) ? statuses::invalidProperty() : status;
+        return succeeded(status) ? statuses::invalidProperty() : status;
     }
 };
 

@@ -26,7 +26,7 @@ protected:
 };
 
 TEST_F(DriveFactsTest, NothingIsAskedBeforeItIsNeeded) {
-    EXPECT_TRUE(facts_.failure().is(0, 0));
+    EXPECT_TRUE(succeeded(facts_.failure()));
     EXPECT_EQ(&facts_.drive(), &drive_);
 }
 
@@ -52,7 +52,7 @@ TEST_F(DriveFactsTest, EachPartIsAskedForOnce) {
         ASSERT_NE(facts_.ocpSmart(), nullptr);
         EXPECT_EQ(facts_.ocpSmart()[511], 0xAF);
     }
-    EXPECT_TRUE(facts_.failure().is(0, 0));
+    EXPECT_TRUE(succeeded(facts_.failure()));
 }
 
 TEST_F(DriveFactsTest, WhatTheDriveRefusesIsMissingAndNotAskedAgain) {
@@ -70,14 +70,14 @@ TEST_F(DriveFactsTest, WhatTheDriveRefusesIsMissingAndNotAskedAgain) {
         EXPECT_EQ(facts_.identifyNamespace(), nullptr);
         EXPECT_EQ(facts_.namespaceProperties(), nullptr);
     }
-    EXPECT_TRUE(facts_.failure().is(0, 0));
+    EXPECT_TRUE(succeeded(facts_.failure()));
 }
 
 TEST_F(DriveFactsTest, AnotherMakersPageIsNoOcpPage) {
     fake_.expect(withList()).expect(logList(0xC0)).expect(lookAtLog(0xC0, 512).answers(DriveBytes(512)));
     EXPECT_EQ(facts_.ocpSmart(), nullptr);
     EXPECT_EQ(facts_.ocpSmart(), nullptr);
-    EXPECT_TRUE(facts_.failure().is(0, 0));
+    EXPECT_TRUE(succeeded(facts_.failure()));
 }
 
 TEST_F(DriveFactsTest, AfterATransportErrorNothingMoreIsAsked) {
@@ -116,7 +116,7 @@ TEST_F(DriveFactsTest, ANamedNamespaceThatIsNotThereIsNone) {
     fake_.expect(hostNamespaces({unusedNamespace(1)}));
     EXPECT_EQ(facts_.hostNamespace(), nullptr);
     EXPECT_EQ(facts_.identifyNamespace(), nullptr);
-    EXPECT_TRUE(facts_.failure().is(0, 0));
+    EXPECT_TRUE(succeeded(facts_.failure()));
 }
 
 TEST_F(DriveFactsTest, AControllerWithoutNamespaces) {
@@ -124,7 +124,7 @@ TEST_F(DriveFactsTest, AControllerWithoutNamespaces) {
     EXPECT_EQ(facts_.hostNamespaces()->size(), 0U);
     EXPECT_EQ(facts_.hostNamespace(), nullptr);
     EXPECT_EQ(facts_.namespaceProperties(), nullptr);
-    EXPECT_TRUE(facts_.failure().is(0, 0));
+    EXPECT_TRUE(succeeded(facts_.failure()));
 }
 
 }  // namespace

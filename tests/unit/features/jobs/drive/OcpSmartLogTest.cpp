@@ -19,7 +19,7 @@ protected:
     Payload data_;
 
     bool reads(OcpGrounds grounds) {
-        EXPECT_TRUE(readOcpSmartLog(drive_, grounds, data_).is(0, 0));
+        EXPECT_TRUE(succeeded(readOcpSmartLog(drive_, grounds, data_)));
         return data_.getSize() == 512;
     }
     bool isKnown() { return KnownLogPages().contains(drive_, 0xC0); }
@@ -63,7 +63,7 @@ TEST_F(OcpSmart, IsFoundOnceWhenItIsNamed) {
     FakeDrive twin("S2", "/dev/nvme1");
     twin.expect(withoutList()).expect(ocpLog().answers(ocpSmart()));
     nvme::Drive drive(*twin.device());
-    EXPECT_TRUE(readOcpSmartLog(drive, OcpGrounds::OFFERED, data_).is(0, 0));
+    EXPECT_TRUE(succeeded(readOcpSmartLog(drive, OcpGrounds::OFFERED, data_)));
     EXPECT_EQ(data_.getSize(), 512U);
 }
 

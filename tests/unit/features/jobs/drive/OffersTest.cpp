@@ -18,7 +18,7 @@ using namespace ostrel::core;
 bool isOffered(FakeDrive& fake, const nvme::LogPageRow* row) {
     nvme::Drive drive(*fake.device());
     bool offered = false;
-    EXPECT_TRUE(isLogOffered(drive, *row, offered).is(0, 0));
+    EXPECT_TRUE(succeeded(isLogOffered(drive, *row, offered)));
     return offered;
 }
 
@@ -64,7 +64,7 @@ TEST(Offers, TheListIsAskedOnce) {
     nvme::Drive drive(*fake.device());
     for (const uint8_t lid : std::initializer_list<uint8_t>{0x05, 0x06, 0x0D}) {
         bool offered = false;
-        EXPECT_TRUE(isLogOffered(drive, *nvme::findLogPage(lid), offered).is(0, 0));
+        EXPECT_TRUE(succeeded(isLogOffered(drive, *nvme::findLogPage(lid), offered)));
         EXPECT_EQ(offered, lid == 0x06);
     }
 }

@@ -62,7 +62,7 @@ TEST(VendorDialect, ATableDecidesWhoseFeatureItIs) {
         if (c.asks && !c.ocp) fake.expect(ocpLog().refuses(0x4109));
         nvme::Drive drive(*fake.device());
         Dialect dialect = c.dialect == Dialect::NONE ? Dialect::OCP : Dialect::NONE;
-        EXPECT_TRUE(dialectOfFeature(drive, c.fid, OcpGrounds::NAMED, dialect).is(0, 0));
+        EXPECT_TRUE(succeeded(dialectOfFeature(drive, c.fid, OcpGrounds::NAMED, dialect)));
         EXPECT_EQ(dialect, c.dialect);
     }
 }
@@ -83,7 +83,7 @@ TEST(VendorDialect, ADriveThatDoesNotOfferLogC0hIsNotAskedForItByAReader) {
     nameModel(fake, "VELKO X").expect(withoutList());
     nvme::Drive drive(*fake.device());
     Dialect dialect = Dialect::NONE;
-    EXPECT_TRUE(dialectOfFeature(drive, 0xC6, OcpGrounds::OFFERED, dialect).is(0, 0));
+    EXPECT_TRUE(succeeded(dialectOfFeature(drive, 0xC6, OcpGrounds::OFFERED, dialect)));
     EXPECT_EQ(dialect, Dialect::VELKO);
 }
 
@@ -92,7 +92,7 @@ TEST(VendorDialect, AListWithoutLogC0hIsBelievedByAWriterToo) {
     nameModel(fake, "VELKO X").expect(withList()).expect(logList(0xD0));
     nvme::Drive drive(*fake.device());
     Dialect dialect = Dialect::NONE;
-    EXPECT_TRUE(dialectOfFeature(drive, 0xC6, OcpGrounds::NAMED, dialect).is(0, 0));
+    EXPECT_TRUE(succeeded(dialectOfFeature(drive, 0xC6, OcpGrounds::NAMED, dialect)));
     EXPECT_EQ(dialect, Dialect::VELKO);
 }
 

@@ -24,7 +24,7 @@ std::string chosen(const FirmwareModules& modules, const std::string& revision,
                    const std::string& model = "VELKO P100 1T") {
     const FirmwareModule* module = nullptr;
     const Status status = modules.choose(model, revision, module);
-    return status.is(0, 0) ? module->manifest.file : statusText(status);
+    return succeeded(status) ? module->manifest.file : statusText(status);
 }
 
 class FirmwareModulesTest : public testing::Test {

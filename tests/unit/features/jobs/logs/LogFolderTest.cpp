@@ -50,7 +50,7 @@ TEST(LogFolder, ReportsWhyItCannotBeMade) {
 TEST(LogFolder, WritesNewFilesAlone) {
     const TemporaryFolder temporary;
     LogFolder folder;
-    ASSERT_TRUE(LogFolder::create(temporary / "", "S1", folder).is(0, 0));
+    ASSERT_TRUE(succeeded(LogFolder::create(temporary / "", "S1", folder)));
     EXPECT_EQ(statusText(folder.write("a.bin", bytes("first"))), SUCCESS);
     EXPECT_EQ(statusText(folder.write("a.bin", bytes("second"))),
               "1/17 Unable to write " + (temporary / "S1/a.bin") + ": File exists");
@@ -68,10 +68,10 @@ TEST(LogFolder, WritesNewFilesAlone) {
 TEST(LogFolder, AFileIsThereOnceItIsFinished) {
     const TemporaryFolder temporary;
     LogFolder folder;
-    ASSERT_TRUE(LogFolder::create(temporary / "", "S1", folder).is(0, 0));
+    ASSERT_TRUE(succeeded(LogFolder::create(temporary / "", "S1", folder)));
     {
         UserFile file;
-        ASSERT_TRUE(folder.createFile("a.bin", file).is(0, 0));
+        ASSERT_TRUE(succeeded(folder.createFile("a.bin", file)));
         FileSink log(file);
         EXPECT_EQ(statusText(log.begin(3)), SUCCESS);
         EXPECT_EQ(statusText(log.add(reinterpret_cast<const uint8_t*>("abc"), 3)), SUCCESS);
@@ -82,7 +82,7 @@ TEST(LogFolder, AFileIsThereOnceItIsFinished) {
 TEST(FileSink, ALogThatIsReadAgainReplacesItself) {
     const TemporaryFolder temporary;
     UserFile file;
-    ASSERT_TRUE(file.open(temporary / "a.bin").is(0, 0));
+    ASSERT_TRUE(succeeded(file.open(temporary / "a.bin")));
     FileSink log(file);
     EXPECT_EQ(statusText(log.begin(6)), SUCCESS);
     EXPECT_EQ(statusText(log.add(reinterpret_cast<const uint8_t*>("abcdef"), 6)), SUCCESS);
@@ -96,7 +96,7 @@ TEST(FileSink, ALogThatIsReadAgainReplacesItself) {
 TEST(FileSink, RefusesALogThatTheFileSystemHasNoRoomFor) {
     const TemporaryFolder temporary;
     UserFile file;
-    ASSERT_TRUE(file.open(temporary / "a.bin").is(0, 0));
+    ASSERT_TRUE(succeeded(file.open(temporary / "a.bin")));
     EXPECT_EQ(statusText(FileSink(file).begin(uint64_t{1} << 60)),
               "1/28 Unable to write " + (temporary / "a.bin") + ": No space left on device");
 }

@@ -12,7 +12,7 @@ using namespace ostrel::core;
 
 /// "type enabled once reads" of each entry, or "10/253 message".
 std::string text(const Status& status, const std::vector<ErrorInjection>& entries) {
-    if (!status.is(0, 0)) return statusText(status);
+    if (failed(status)) return statusText(status);
     std::string lines;
     for (const ErrorInjection& entry : entries) {
         lines += std::to_string(entry.type) + (entry.enabled ? " on" : " off") + (entry.once ? " once " : " always ") +

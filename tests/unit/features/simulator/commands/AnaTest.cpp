@@ -25,7 +25,7 @@ protected:
     features::simulator::CompletionEntry on(uint16_t id, const features::simulator::SubmissionEntry& command) {
         features::simulator::CompletionEntry completion;
         const auto status = (id == 1 ? *controller : *second).execute(command, data, completion);
-        EXPECT_TRUE(status.is(0, 0)) << status.getMessage();
+        EXPECT_TRUE(succeeded(status)) << status.getMessage();
         return completion;
     }
     Bytes identifyOn(uint16_t id, uint32_t cns, uint32_t nsid = 0) {
@@ -49,7 +49,7 @@ protected:
     uint32_t eventOn(uint16_t id) {
         std::optional<features::simulator::CompletionEntry> event;
         const auto status = (id == 1 ? *controller : *second).takeEvent(event);
-        EXPECT_TRUE(status.is(0, 0)) << status.getMessage();
+        EXPECT_TRUE(succeeded(status)) << status.getMessage();
         return event ? event->dword0 : 0;
     }
     uint16_t writeOn(uint16_t id, uint8_t byte) {
@@ -107,7 +107,7 @@ TEST_F(DriveWithTwoControllers, HasALogPageOfStates) {
     EXPECT_EQ(anaLog(2, 56), inaccessible);
     inaccessible[20] = inaccessible[48] = 0;
     EXPECT_EQ(anaLog(2, 56, 1), inaccessible) << "Return Groups Only";
-    EXPECT_TRUE(second->reset(ResetKind::CONTROLLER).is(0, 0));
+    EXPECT_TRUE(succeeded(second->reset(ResetKind::CONTROLLER)));
     const Bytes reset = anaLog(2, 56);
     EXPECT_EQ(part(reset, 0, 8), Bytes(8)) << "the counts begin again";
     EXPECT_EQ(part(reset, 24, 8), Bytes(8));
@@ -208,10 +208,10 @@ TEST_F(DriveWithTwoControllers, KeepsWhatBelongsToEach) {
     EXPECT_EQ(number(log(0x01, 64), 0, 8), 0U) << "the refusal is in the error log of the other";
     EXPECT_EQ(statusOn(2, admin(0x02, 0xFFFFFFFF, 0x000F0001)), 0);
     EXPECT_EQ(number(data, 0, 8), 1U);
-    EXPECT_TRUE(second->reset(ResetKind::CONTROLLER).is(0, 0));
+    EXPECT_TRUE(succeeded(second->reset(ResetKind::CONTROLLER)));
     EXPECT_EQ(on(2, admin(0x0A, 0, 0x04)).dword0, 343U);
     EXPECT_EQ(on(1, admin(0x0A, 0, 0x04)).dword0, 340U) << "was not reset";
-    EXPECT_TRUE(second->reset(ResetKind::SUBSYSTEM).is(0, 0));
+    EXPECT_TRUE(succeeded(second->reset(ResetKind::SUBSYSTEM)));
     EXPECT_EQ(on(1, admin(0x0A, 0, 0x04)).dword0, 343U) << "was";
 }
 

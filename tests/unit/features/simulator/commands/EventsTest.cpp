@@ -12,7 +12,7 @@ protected:
     uint32_t taken() {
         std::optional<features::simulator::CompletionEntry> event;
         const auto status = controller->takeEvent(event);
-        EXPECT_TRUE(status.is(0, 0)) << status.getMessage();
+        EXPECT_TRUE(succeeded(status)) << status.getMessage();
         return event ? event->dword0 : 0;
     }
     void configure(uint32_t dword11) { EXPECT_EQ(status(admin(0x09, 0, 0x0B, dword11)), 0); }
@@ -22,7 +22,7 @@ protected:
         list[0] = list[2] = 1;
         features::simulator::Controller other(path(), clock);
         features::simulator::CompletionEntry completion;
-        EXPECT_TRUE(other.execute(admin(0x15, 1, attach ? 0 : 1), list, completion).is(0, 0));
+        EXPECT_TRUE(succeeded(other.execute(admin(0x15, 1, attach ? 0 : 1), list, completion)));
         EXPECT_EQ(completion.statusField, 0);
     }
 };
@@ -84,7 +84,7 @@ TEST_F(EventsOfASimulatedDrive, ReportThatASanitizeOperationIsOver) {
 TEST_F(EventsOfASimulatedDrive, AreAskedForFourTimesAtMost) {
     for (int i = 0; i < 4; ++i) EXPECT_EQ(request(), Delivery::HELD);
     EXPECT_EQ(status(admin(0x0C)), 0x4105);
-    EXPECT_TRUE(controller->reset(ResetKind::CONTROLLER).is(0, 0));
+    EXPECT_TRUE(succeeded(controller->reset(ResetKind::CONTROLLER)));
     EXPECT_EQ(request(), Delivery::HELD) << "a reset forgets the requests";
     const auto aborted = run(admin(0x08, 0, 0x00010000));
     EXPECT_EQ(aborted.statusField, 0);

@@ -68,7 +68,7 @@ TEST_F(FeaturesOfASimulatedDrive, KeepAfterAResetWhatWasSaved) {
     EXPECT_EQ(get(0x08), 0x0105U) << "in another process";
     EXPECT_EQ(get(0x08 | SAVED), 0U);
     EXPECT_EQ(get(0x02 | SAVED), 2U);
-    EXPECT_TRUE(controller->reset(ResetKind::CONTROLLER).is(0, 0));
+    EXPECT_TRUE(succeeded(controller->reset(ResetKind::CONTROLLER)));
     EXPECT_EQ(get(0x08), 0U);
     EXPECT_EQ(get(0x02), 2U);
 }
@@ -138,7 +138,7 @@ TEST_F(FeaturesOfASimulatedDrive, LetTheTimestampRun) {
     clock.advanceMs(1);
     EXPECT_EQ(get(0x0E), 0U);
     EXPECT_EQ(data, (Bytes{0x01, 0x10, 0x20, 0x30, 0x40, 0x01, 2, 0})) << "set by the host";
-    EXPECT_TRUE(controller->reset(ResetKind::CONTROLLER).is(0, 0));
+    EXPECT_TRUE(succeeded(controller->reset(ResetKind::CONTROLLER)));
     EXPECT_EQ(get(0x0E), 0U);
     EXPECT_EQ(data, Bytes(8));
 }
@@ -181,7 +181,7 @@ TEST_F(FeaturesOfASimulatedDrive, ProtectANamespace) {
     EXPECT_EQ(status(admin(0x80, 1)), 0x4020);
     EXPECT_EQ(status(admin(0x84, 0, 2)), 0x4020);
     EXPECT_EQ(identify(0x00, 1)[99], 1);
-    EXPECT_TRUE(controller->reset(ResetKind::SUBSYSTEM).is(0, 0));
+    EXPECT_TRUE(succeeded(controller->reset(ResetKind::SUBSYSTEM)));
     EXPECT_EQ(get(0x84, 0, 1), 1U) << "for good";
     EXPECT_EQ(set(0x84, 0, 0xFFFFFFFF), 0);
     data.assign(512, 1);

@@ -37,7 +37,7 @@ TEST_F(FirmwareOfASimulatedDrive, IsActivatedAtAReset) {
     EXPECT_EQ(slots(), "1/2,VSIM0100,NEW1    ,-,-");
     EXPECT_EQ(running(), "VSIM0100");
     reopen();
-    EXPECT_TRUE(controller->reset(ResetKind::CONTROLLER).is(0, 0));
+    EXPECT_TRUE(succeeded(controller->reset(ResetKind::CONTROLLER)));
     EXPECT_EQ(slots(), "2/0,VSIM0100,NEW1    ,-,-");
     EXPECT_EQ(running(), "NEW1    ");
 }
@@ -60,9 +60,9 @@ TEST_F(FirmwareOfASimulatedDrive, IsActivatedAtOnceWhereImageAndModelAllowIt) {
 TEST_F(FirmwareOfASimulatedDrive, WaitsForTheResetThatItNeeds) {
     download(firmwareImage("SUBSYST1", 2));
     EXPECT_EQ(commit(2, 1), 0x0110);
-    EXPECT_TRUE(controller->reset(ResetKind::CONTROLLER).is(0, 0));
+    EXPECT_TRUE(succeeded(controller->reset(ResetKind::CONTROLLER)));
     EXPECT_EQ(slots(), "1/2,VSIM0100,SUBSYST1,-,-");
-    EXPECT_TRUE(controller->reset(ResetKind::SUBSYSTEM).is(0, 0));
+    EXPECT_TRUE(succeeded(controller->reset(ResetKind::SUBSYSTEM)));
     EXPECT_EQ(slots(), "2/0,VSIM0100,SUBSYST1,-,-");
     EXPECT_EQ(number(log(0x02, 512), 112, 8), 2U) << "power cycles";
     download(firmwareImage("CONVENT1", 3));
@@ -117,7 +117,7 @@ TEST_F(FirmwareOfASimulatedDrive, RefusesWrongFields) {
     EXPECT_EQ(commit(2, 4), 0x4002) << "a reserved action";
     EXPECT_EQ(commit(0, 6), 0x4002) << "boot partitions";
     EXPECT_EQ(status(admin(0x10, 0, 0x80000002)), 0x4002);
-    EXPECT_TRUE(controller->reset(ResetKind::CONTROLLER).is(0, 0));
+    EXPECT_TRUE(succeeded(controller->reset(ResetKind::CONTROLLER)));
     EXPECT_EQ(commit(2, 0), 0x4107) << "a reset forgets what was downloaded";
     data.assign(4092, 0);
     EXPECT_EQ(status(admin(0x11, 0, 1023, 0)), 0x4004);
@@ -129,7 +129,7 @@ TEST_F(FirmwareOfASimulatedDrive, OfTheOtherModelMayReplaceItsFirstSlot) {
     download(firmwareImage("OCP00002", 1, 8192, "Simulated OCP Datacenter NVMe SSD"));
     EXPECT_EQ(commit(1, 0), 0);
     EXPECT_EQ(running(), "OSIM0100") << "the running revision is in no slot any more";
-    EXPECT_TRUE(controller->reset(ResetKind::CONTROLLER).is(0, 0));
+    EXPECT_TRUE(succeeded(controller->reset(ResetKind::CONTROLLER)));
     EXPECT_EQ(running(), "OCP00002");
 }
 

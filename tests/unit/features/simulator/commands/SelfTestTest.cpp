@@ -52,10 +52,10 @@ TEST_F(SelfTestOfASimulatedDrive, IsAborted) {
     EXPECT_EQ(start(0xF), 0);
     EXPECT_EQ(result(), expectedResult(0x11));
     EXPECT_EQ(start(1), 0);
-    EXPECT_TRUE(controller->reset(ResetKind::CONTROLLER).is(0, 0));
+    EXPECT_TRUE(succeeded(controller->reset(ResetKind::CONTROLLER)));
     EXPECT_EQ(result(), expectedResult(0x12));
     EXPECT_EQ(start(2), 0);
-    EXPECT_TRUE(controller->reset(ResetKind::CONTROLLER).is(0, 0));
+    EXPECT_TRUE(succeeded(controller->reset(ResetKind::CONTROLLER)));
     EXPECT_EQ(head(), (Bytes{2, 0, 0, 0})) << "the extended one goes on after a reset";
     EXPECT_EQ(status(admin(0x80, 1)), 0);
     EXPECT_EQ(result(), expectedResult(0x24));
@@ -107,7 +107,7 @@ TEST_F(SelfTestOfASimulatedDrive, KeepsTwentyResults) {
     }
     EXPECT_EQ(result(19), expectedResult(0x11)) << "the first one, an extended one, is forgotten";
     features::simulator::DriveFolder folder(path(), features::simulator::impossibleIn);
-    ASSERT_TRUE(folder.begin().is(0, 0));
+    ASSERT_TRUE(succeeded(folder.begin()));
     EXPECT_EQ(folder.state.selfTest.results.size(), 20U) << "by the state, too";
 }
 

@@ -24,8 +24,9 @@ protected:
 
     KilledDrive() {
         description.mostNamespaces = 4;
-        EXPECT_TRUE(DriveStore(folder / "drives").remove("one").is(0, 0));
-        EXPECT_TRUE(DriveStore(folder / "drives").create({{"one", description}, {"two", description}}, clock).is(0, 0));
+        EXPECT_TRUE(succeeded(DriveStore(folder / "drives").remove("one")));
+        EXPECT_TRUE(
+            succeeded(DriveStore(folder / "drives").create({{"one", description}, {"two", description}}, clock)));
     }
 
     struct Step {
@@ -82,7 +83,7 @@ protected:
     bool carryOut(Controller& drive, unsigned index) const {
         Step next = step(index);
         features::simulator::CompletionEntry completion;
-        return drive.execute(next.command, next.data, completion).is(0, 0);
+        return succeeded(drive.execute(next.command, next.data, completion));
     }
 
     /// All that a host can see of the drive.
@@ -92,7 +93,7 @@ protected:
             Bytes bytes;
             features::simulator::CompletionEntry completion;
             const auto status = drive.execute(command, bytes, completion);
-            EXPECT_TRUE(status.is(0, 0)) << status.getMessage();
+            EXPECT_TRUE(succeeded(status)) << status.getMessage();
             EXPECT_EQ(completion.statusField, 0);
             if (command.opcode == 0x06 && bytes.size() == 4096 && (command.cdw10 == 0x11)) {
                 std::fill(bytes.begin() + 16, bytes.begin() + 24, uint8_t{0});  // NUSE: the file system's affair

@@ -27,10 +27,10 @@ TEST_F(StoppedClock, IsReadAndWrittenInTheDescription) {
     for (const auto& [value, ms] : std::map<std::string, std::optional<uint64_t>>{
              {"", std::nullopt}, {"0", 0}, {"1767225600000", 1767225600000}, {"0xFFFFFFFFFFFF", 281474976710655}}) {
         Description read;
-        EXPECT_TRUE(Description::parse(drive + "clock = " + value + "\n", read).is(0, 0)) << value;
+        EXPECT_TRUE(succeeded(Description::parse(drive + "clock = " + value + "\n", read))) << value;
         EXPECT_EQ(read.clockMs, ms) << value;
         Description again;
-        EXPECT_TRUE(Description::parse(read.toText(), again).is(0, 0)) << value;
+        EXPECT_TRUE(succeeded(Description::parse(read.toText(), again))) << value;
         EXPECT_EQ(again.clockMs, ms) << value;
     }
     for (const char* value : {"now", "-1", "281474976710656", "2026-01-01"}) {

@@ -99,7 +99,7 @@ TEST_F(PersistentEventLogOfASimulatedDrive, ContextIsEstablishedReadAndReleased)
     EXPECT_EQ(act(READ), 0x400C);
     EXPECT_EQ(act(ESTABLISH), 0);
     EXPECT_EQ(number(data, 4, 4), 3U) << "power-on, SMART snapshot, set feature";
-    EXPECT_TRUE(controller->reset(ResetKind::CONTROLLER).is(0, 0));
+    EXPECT_TRUE(succeeded(controller->reset(ResetKind::CONTROLLER)));
     EXPECT_EQ(act(READ), 0x400C) << "a reset released it";
 }
 
@@ -160,9 +160,9 @@ TEST_F(PersistentEventLogOfASimulatedDrive, SanitizeIsRecordedFromStartToComplet
 TEST_F(PersistentEventLogOfASimulatedDrive, ResetsAreRecorded) {
     reopen();
     clock.advanceMs(1000);
-    EXPECT_TRUE(controller->reset(ResetKind::CONTROLLER).is(0, 0));
+    EXPECT_TRUE(succeeded(controller->reset(ResetKind::CONTROLLER)));
     clock.advanceMs(1000);
-    EXPECT_TRUE(controller->reset(ResetKind::SUBSYSTEM).is(0, 0));
+    EXPECT_TRUE(succeeded(controller->reset(ResetKind::SUBSYSTEM)));
     description.faults.powerLoss = {{true, 0x06, 0}};
     describe();
     EXPECT_EQ(run(admin(0x06, 0, 1)).delivery, features::simulator::Delivery::GONE);
@@ -237,9 +237,9 @@ TEST_F(PersistentEventLogOfASimulatedDrive, OldestEventsGoFirst) {
     }
     file.close();
     features::simulator::DriveFolder drive(path(), features::simulator::impossibleIn);
-    ASSERT_TRUE(drive.begin().is(0, 0));
+    ASSERT_TRUE(succeeded(drive.begin()));
     drive.state.extensions["persistent-events"] = {0, 0x14, 0xFD, 3, 0, 0, 0, 0, 0, 0, 0, 0, 0};  // 261,396 bytes
-    ASSERT_TRUE(drive.commit().is(0, 0));
+    ASSERT_TRUE(succeeded(drive.commit()));
     EXPECT_EQ(readLog().size(), 512U + 477 * 548);
 
     clock.advanceMs(477);

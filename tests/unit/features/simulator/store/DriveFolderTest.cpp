@@ -135,7 +135,7 @@ TEST_F(FolderOfASimulatedDrive, IsSharedByManyAtOnce) {
                 Bytes none;
                 features::simulator::CompletionEntry completion;
                 // No such opcode: counted in the error log.
-                EXPECT_TRUE(own.execute(admin(0x7F), none, completion).is(0, 0));
+                EXPECT_TRUE(succeeded(own.execute(admin(0x7F), none, completion)));
             }
         });
     }
@@ -145,7 +145,7 @@ TEST_F(FolderOfASimulatedDrive, IsSharedByManyAtOnce) {
 
 TEST_F(FolderOfASimulatedDrive, CanBeRemovedWhileItIsInUse) {
     identify(0x01);
-    EXPECT_TRUE(DriveStore(folder / "drives").remove("one").is(0, 0));
+    EXPECT_TRUE(succeeded(DriveStore(folder / "drives").remove("one")));
     features::simulator::CompletionEntry completion;
     const Status status = controller->execute(admin(0x06, 0, 1), data, completion);
     EXPECT_TRUE(status.is(1, ENOENT)) << status.getMessage();
@@ -156,8 +156,8 @@ TEST_F(FolderOfASimulatedDrive, CanBeMadeAgainWhileItIsInUse) {
     data.assign(512, 0x33);
     EXPECT_EQ(status(io(0x01, 1)), 0);
     const DriveStore store(folder / "drives");
-    ASSERT_TRUE(store.remove("one").is(0, 0));
-    ASSERT_TRUE(store.create({{"one", description}}, clock).is(0, 0));
+    ASSERT_TRUE(succeeded(store.remove("one")));
+    ASSERT_TRUE(succeeded(store.create({{"one", description}}, clock)));
     EXPECT_EQ(status(io(0x02, 1)), 0);
     EXPECT_EQ(data, Bytes(512)) << "another drive";
     data.assign(512, 0x44);
@@ -175,13 +175,13 @@ TEST_F(FolderOfASimulatedDrive, GoesBackToItsSnapshotWhileItIsInUse) {
     };
     write(0x11);
     EXPECT_TRUE(store.reset("one").is(1, ENOENT)) << "no snapshot";
-    ASSERT_TRUE(store.snapshot("one").is(0, 0));
+    ASSERT_TRUE(succeeded(store.snapshot("one")));
     write(0x22);
-    ASSERT_TRUE(store.snapshot("one").is(0, 0)) << "another takes the first one's place";
+    ASSERT_TRUE(succeeded(store.snapshot("one"))) << "another takes the first one's place";
     write(0x33);
     EXPECT_EQ(status(admin(0x0D, 1, 1)), 0) << "the namespace is deleted";
     for (int i = 0; i < 2; ++i) {
-        ASSERT_TRUE(store.reset("one").is(0, 0));
+        ASSERT_TRUE(succeeded(store.reset("one")));
         EXPECT_EQ(status(io(0x02, 1, 70000)), 0);
         EXPECT_EQ(data, Bytes(512, 0x22));
         write(0x44);
@@ -192,14 +192,14 @@ TEST_F(FolderOfASimulatedDrive, GoesBackToItsSnapshotWhileItIsInUse) {
     EXPECT_LT(info.st_blocks, 64) << "what was never written takes no room";
     EXPECT_NE(::stat((folder / "drives/.snapshot-one/lock").c_str(), &info), 0);
     controller.reset();
-    ASSERT_TRUE(store.remove("one").is(0, 0));
+    ASSERT_TRUE(succeeded(store.remove("one")));
     EXPECT_TRUE(std::filesystem::is_empty(folder / "drives"));
 }
 
 TEST_F(FolderOfASimulatedDrive, CarriesOutCommandsThatWaitForAReset) {
     constexpr int ROUNDS = 10;
     const DriveStore store(folder / "drives");
-    ASSERT_TRUE(store.snapshot("one").is(0, 0));
+    ASSERT_TRUE(succeeded(store.snapshot("one")));
     std::atomic<bool> isEnded{false};
     std::thread commands([&] {
         while (!isEnded) {
@@ -208,13 +208,13 @@ TEST_F(FolderOfASimulatedDrive, CarriesOutCommandsThatWaitForAReset) {
             features::simulator::CompletionEntry completion;
             // No such opcode: counted in the error log, that is, in the state.
             const Status status = own.execute(admin(0x7F), none, completion);
-            EXPECT_TRUE(status.is(0, 0)) << status.getMessage();
+            EXPECT_TRUE(succeeded(status)) << status.getMessage();
         }
     });
-    for (int i = 0; i < ROUNDS; ++i) EXPECT_TRUE(store.reset("one").is(0, 0));
+    for (int i = 0; i < ROUNDS; ++i) EXPECT_TRUE(succeeded(store.reset("one")));
     isEnded = true;
     commands.join();
-    ASSERT_TRUE(store.reset("one").is(0, 0));
+    ASSERT_TRUE(succeeded(store.reset("one")));
     EXPECT_EQ(number(log(0x02, 512), 176, 8), 0U) << "errors, as at the snapshot";
     EXPECT_EQ(store.names(), std::vector<std::string>{"one"});
 }
@@ -279,7 +279,7 @@ TEST_F(FolderOfASimulatedDrive, IsItsOwnersAlone) {
     identify(0x01);
     EXPECT_EQ(modeOf(path()), 0700U) << "one that an older program made";
     ostrel::core::FileDescriptor lock;
-    EXPECT_TRUE(DriveStore(folder / "drives").lock(lock).is(0, 0));
+    EXPECT_TRUE(succeeded(DriveStore(folder / "drives").lock(lock)));
     EXPECT_EQ(modeOf(folder / "drives"), 0700U);
     ASSERT_EQ(::chmod(path().c_str(), 0770), 0);
     EXPECT_EQ(failure(), "1/1 System error. DRIVE can be changed by other users.");
@@ -375,7 +375,7 @@ TEST_F(FolderOfASimulatedDrive, SaysThatADriveCannotBeMade) {
     }
     EXPECT_EQ(store.names(), std::vector<std::string>{"one"});
     ostrel::core::FileDescriptor lock;
-    EXPECT_TRUE(store.lock(lock).is(0, 0));
+    EXPECT_TRUE(succeeded(store.lock(lock)));
     std::vector<std::string> left;
     for (const auto& entry : std::filesystem::directory_iterator(folder / "drives")) {
         left.push_back(entry.path().filename());
@@ -416,7 +416,7 @@ TEST_F(FolderOfASimulatedDrive, StoreIsRidOfWhatKilledProcessesLeft) {
     fs::create_directory_symlink(folder / "elsewhere", drives / ".making-link");
     const DriveStore store(drives);
     ostrel::core::FileDescriptor lock;
-    ASSERT_TRUE(store.lock(lock).is(0, 0));
+    ASSERT_TRUE(succeeded(store.lock(lock)));
     std::vector<std::string> left;
     for (const auto& entry : fs::directory_iterator(drives)) left.push_back(entry.path().filename());
     std::sort(left.begin(), left.end());

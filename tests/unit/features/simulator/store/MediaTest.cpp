@@ -118,7 +118,7 @@ TEST_F(MediaOfASimulatedDrive, AreNewAfterAFormatByAnotherProcess) {
     features::simulator::Controller other(path(), clock);
     features::simulator::CompletionEntry completion;
     Bytes none;
-    ASSERT_TRUE(other.execute(admin(0x80, 1), none, completion).is(0, 0));
+    ASSERT_TRUE(succeeded(other.execute(admin(0x80, 1), none, completion)));
     ASSERT_EQ(completion.statusField, 0);
     EXPECT_EQ(status(io(0x02, 1)), 0);
     EXPECT_EQ(data, Bytes(512));

@@ -28,7 +28,7 @@ protected:
         const FileDescriptor at = opened();
         FileDescriptor file;
         Status status = openOwnFile(at.get(), name, name, file);
-        return status.is(0, 0) ? readOwnFile(file.get(), name, maxBytes, text) : status;
+        return succeeded(status) ? readOwnFile(file.get(), name, maxBytes, text) : status;
     }
 
     TemporaryFolder folder;
@@ -39,9 +39,9 @@ TEST_F(OwnFiles, FoldersAreTightenedOnlyWhenAsked) {
     ASSERT_EQ(::mkdir(drive.c_str(), 0700), 0);
     ASSERT_EQ(::chmod(drive.c_str(), 0755), 0);
     FileDescriptor opened;
-    EXPECT_TRUE(openOwnFolder(drive, FolderMode::KEEP, opened).is(0, 0));
+    EXPECT_TRUE(succeeded(openOwnFolder(drive, FolderMode::KEEP, opened)));
     EXPECT_EQ(modeOf(drive), 0755U);
-    EXPECT_TRUE(openOwnFolder(drive, FolderMode::TIGHTEN, opened).is(0, 0));
+    EXPECT_TRUE(succeeded(openOwnFolder(drive, FolderMode::TIGHTEN, opened)));
     EXPECT_EQ(modeOf(drive), 0700U);
     EXPECT_TRUE(opened.isOpen());
 }
@@ -99,7 +99,7 @@ TEST_F(OwnFiles, PipesDevicesAndFoldersAreNotRead) {
 TEST_F(OwnFiles, FilesAreReadUpToTheirBoundAndNotBeyond) {
     std::string text;
     writeWholeFile(path("file"), std::string(100000, 'x'));
-    EXPECT_TRUE(read("file", 100000, text).is(0, 0));
+    EXPECT_TRUE(succeeded(read("file", 100000, text)));
     EXPECT_EQ(text, std::string(100000, 'x'));
     const Status status = read("file", 99999, text);
     EXPECT_TRUE(status.is(1, EFBIG));
@@ -119,8 +119,8 @@ TEST_F(OwnFiles, ListAllNames) {
     for (const char* name : {"a", ".b"}) writeWholeFile(path(name), "");
     std::vector<std::string> names;
     const FileDescriptor at = opened();
-    EXPECT_TRUE(listOwnFolder(at.get(), "folder", names).is(0, 0));
-    EXPECT_TRUE(listOwnFolder(at.get(), "folder", names).is(0, 0)) << "each time from the start";
+    EXPECT_TRUE(succeeded(listOwnFolder(at.get(), "folder", names)));
+    EXPECT_TRUE(succeeded(listOwnFolder(at.get(), "folder", names))) << "each time from the start";
     std::sort(names.begin(), names.end());
     EXPECT_EQ(names, (std::vector<std::string>{".b", ".b", "a", "a"}));
     const Status status = listOwnFolder(-1, "folder", names);
@@ -151,13 +151,13 @@ TEST_F(OwnFiles, AreReadFromAnOffsetToTheirEnd) {
 TEST_F(OwnFiles, LocksAreForTheirOwnerAlone) {
     const FileDescriptor at = opened();
     FileDescriptor lock;
-    EXPECT_TRUE(lockOwnFile(at.get(), "lock", "lock", LockWait::YES, lock).is(0, 0));
+    EXPECT_TRUE(succeeded(lockOwnFile(at.get(), "lock", "lock", LockWait::YES, lock)));
     EXPECT_EQ(modeOf(path("lock")), 0600U);
     FileDescriptor second;
     EXPECT_TRUE(lockOwnFile(at.get(), "lock", "lock", LockWait::NO, second).is(1, EWOULDBLOCK));
     EXPECT_FALSE(second.isOpen());
     lock = FileDescriptor();
-    EXPECT_TRUE(lockOwnFile(at.get(), "lock", "lock", LockWait::NO, second).is(0, 0));
+    EXPECT_TRUE(succeeded(lockOwnFile(at.get(), "lock", "lock", LockWait::NO, second)));
 }
 
 TEST_F(OwnFiles, LocksOfAnotherKindAreRefused) {

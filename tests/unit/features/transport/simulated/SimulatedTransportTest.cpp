@@ -35,10 +35,10 @@ protected:
         description.serialNumber = "A";
         description.sizeBytes = 1 << 20;
         description.shortSelfTestSeconds = 1;
-        EXPECT_TRUE(store.create({{"two", description}}, clock).is(0, 0));
+        EXPECT_TRUE(succeeded(store.create({{"two", description}}, clock)));
         description.serialNumber = "B";
         description.model = ModelId::OCP;
-        EXPECT_TRUE(store.create({{"one10", description}, {"one9", description}}, clock).is(0, 0));
+        EXPECT_TRUE(succeeded(store.create({{"one10", description}, {"one9", description}}, clock)));
         path.select(OF_TWO);
     }
 
@@ -133,7 +133,7 @@ TEST_F(SimulatedTransport, CarriesNvmeCommands) {
     identify.cdw10 = 1;
     identify.dataLength = 4096;
     const CommandResult result = path.send(identify, {}, {});
-    EXPECT_TRUE(result.status.is(0, 0));
+    EXPECT_TRUE(succeeded(result.status));
     EXPECT_EQ(dynamic_cast<const Completion&>(*result.protocolResult).statusField, 0);
     ASSERT_EQ(result.inputPayload.getSize(), 4096U);
     EXPECT_EQ(std::string(reinterpret_cast<const char*>(result.inputPayload.getData()) + 24, 24),
@@ -146,7 +146,7 @@ TEST_F(SimulatedTransport, CarriesNvmeCommands) {
 
 TEST_F(SimulatedTransport, ReportsTheNamespaces) {
     const CommandResult result = path.send(HostCommand(HostRequest::NAMESPACES), {}, {});
-    ASSERT_TRUE(result.status.is(0, 0));
+    ASSERT_TRUE(succeeded(result.status));
     const auto& found = dynamic_cast<const HostResult&>(*result.protocolResult).namespaces;
     ASSERT_EQ(found.size(), 1U);
     EXPECT_EQ(found[0].nsid, 1U);
@@ -171,7 +171,7 @@ TEST_F(SimulatedTransport, WaitsForADriveThatDoesNotAnswer) {
     EXPECT_EQ(waitedMs, 30500U);
     fault("");
     result = path.send(identify, {}, {});
-    EXPECT_TRUE(result.status.is(0, 0));
+    EXPECT_TRUE(succeeded(result.status));
 }
 
 TEST_F(SimulatedTransport, WaitsForADriveThatIsSlow) {
@@ -180,7 +180,7 @@ TEST_F(SimulatedTransport, WaitsForADriveThatIsSlow) {
     identify.cdw10 = 1;
     identify.dataLength = 4096;
     CommandResult result = path.send(identify, {}, {});
-    EXPECT_TRUE(result.status.is(0, 0));
+    EXPECT_TRUE(succeeded(result.status));
     EXPECT_EQ(waitedMs, 700U);
     identify.timeoutMs = 700;
     result = path.send(identify, {}, {});
@@ -205,7 +205,7 @@ TEST_F(SimulatedTransport, CarriesDataToTheDriveAndBack) {
     write.cdw10 = 5;
     write.dataLength = 512;
     CommandResult result = path.send(write, block, {});
-    ASSERT_TRUE(result.status.is(0, 0));
+    ASSERT_TRUE(succeeded(result.status));
     EXPECT_EQ(dynamic_cast<const Completion&>(*result.protocolResult).statusField, 0);
     NvmeCommand read(Queue::IO, 0x02, "Read");
     read.nsid = 1;
@@ -226,11 +226,11 @@ TEST_F(SimulatedTransport, Resets) {
     NvmeCommand getFeature(Queue::ADMIN, 0x0A, "Get Features");
     getFeature.cdw10 = 0x02;
     for (const HostRequest request : {HostRequest::RESET_CONTROLLER, HostRequest::RESET_SUBSYSTEM}) {
-        EXPECT_TRUE(path.send(setFeature, {}, {}).status.is(0, 0));
-        EXPECT_TRUE(path.send(HostCommand(HostRequest::RESCAN), {}, {}).status.is(0, 0));
+        EXPECT_TRUE(succeeded(path.send(setFeature, {}, {}).status));
+        EXPECT_TRUE(succeeded(path.send(HostCommand(HostRequest::RESCAN), {}, {}).status));
         CommandResult result = path.send(getFeature, {}, {});
         EXPECT_EQ(dynamic_cast<const Completion&>(*result.protocolResult).dword0, 1U);
-        EXPECT_TRUE(path.send(HostCommand(request), {}, {}).status.is(0, 0));
+        EXPECT_TRUE(succeeded(path.send(HostCommand(request), {}, {}).status));
         result = path.send(getFeature, {}, {});
         EXPECT_EQ(dynamic_cast<const Completion&>(*result.protocolResult).dword0, 0U);
     }
@@ -242,12 +242,12 @@ TEST_F(SimulatedTransport, AFolderThatPassedToAnotherDriveIsNotChanged) {
     setFeature.cdw11 = 1;
     NvmeCommand getFeature(Queue::ADMIN, 0x0A, "Get Features");
     getFeature.cdw10 = 0x02;
-    ASSERT_TRUE(path.send(setFeature, {}, {}).status.is(0, 0));
-    ASSERT_TRUE(store.remove("two").is(0, 0));
+    ASSERT_TRUE(succeeded(path.send(setFeature, {}, {}).status));
+    ASSERT_TRUE(succeeded(store.remove("two")));
     Description description;
     description.serialNumber = "C";
     description.sizeBytes = 1 << 20;
-    ASSERT_TRUE(store.create({{"two", description}}, clock).is(0, 0));
+    ASSERT_TRUE(succeeded(store.create({{"two", description}}, clock)));
     const std::string gone = "0/70 The device (object) was unavailable. The drive of " + root +
                              "/two is gone. Selected was serial number A (model VELKO Simulated NVMe SSD, subsystem "
                              "nqn.2026-01.com.velko.nimbrel:simulated:A); " +
@@ -258,7 +258,7 @@ TEST_F(SimulatedTransport, AFolderThatPassedToAnotherDriveIsNotChanged) {
     for (const HostRequest request : {HostRequest::RESET_CONTROLLER, HostRequest::RESET_SUBSYSTEM})
         EXPECT_EQ(statusText(path.send(HostCommand(request), {}, {}).status), gone);
     const CommandResult result = path.send(getFeature, {}, {});
-    ASSERT_TRUE(result.status.is(0, 0)) << "reading goes on";
+    ASSERT_TRUE(succeeded(result.status)) << "reading goes on";
     EXPECT_EQ(dynamic_cast<const Completion&>(*result.protocolResult).dword0, 0U) << "the other drive is as it was";
     SimulatedNvmePath unknown(
         root + "/two", clock, [](std::chrono::milliseconds) {}, locks);
@@ -275,17 +275,17 @@ TEST_F(SimulatedTransport, TheLockIsThatOfTheSubsystem) {
     ASSERT_EQ(devices.size(), 3U);
     CommandResult result;
     devices[2]->sendCommand(HostCommand(HostRequest::LOCK_DRIVE), result);
-    EXPECT_TRUE(result.status.is(0, 0));
+    EXPECT_TRUE(succeeded(result.status));
     EXPECT_TRUE(path.send(HostCommand(HostRequest::LOCK_DRIVE), {}, {}).status.is(11, 9));
     devices[0]->sendCommand(HostCommand(HostRequest::LOCK_DRIVE), result);
-    EXPECT_TRUE(result.status.is(0, 0)) << "another drive";
+    EXPECT_TRUE(succeeded(result.status)) << "another drive";
     devices[2]->sendCommand(HostCommand(HostRequest::UNLOCK_DRIVE), result);
-    EXPECT_TRUE(path.send(HostCommand(HostRequest::LOCK_DRIVE), {}, {}).status.is(0, 0));
-    EXPECT_TRUE(path.send(HostCommand(HostRequest::UNLOCK_DRIVE), {}, {}).status.is(0, 0));
+    EXPECT_TRUE(succeeded(path.send(HostCommand(HostRequest::LOCK_DRIVE), {}, {}).status));
+    EXPECT_TRUE(succeeded(path.send(HostCommand(HostRequest::UNLOCK_DRIVE), {}, {}).status));
 }
 
 TEST_F(SimulatedTransport, ReportsARemovedDrive) {
-    ASSERT_TRUE(store.remove("two").is(0, 0));
+    ASSERT_TRUE(succeeded(store.remove("two")));
     const CommandResult result = path.send(NvmeCommand(Queue::ADMIN, 0x06, "Identify"), {}, {});
     EXPECT_TRUE(result.status.is(0, 70));
     EXPECT_EQ(result.status.getMessage(),

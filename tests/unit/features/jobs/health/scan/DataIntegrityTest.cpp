@@ -29,7 +29,7 @@ void copyBlock(int file, uint64_t from, uint64_t to) {
 TEST(PatternFile, ComesBackAsItWasWrittenAndHasNoName) {
     const TemporaryFolder folder;
     PatternFile file(0);
-    ASSERT_TRUE(file.create(folder / "").is(0, 0));
+    ASSERT_TRUE(succeeded(file.create(folder / "")));
     EXPECT_EQ(statusText(file.write(3 * UNIT)), "0/0 Completed successfully.");
     EXPECT_EQ(folder.names(), std::vector<std::string>());
     struct stat properties = {};
@@ -43,8 +43,8 @@ TEST(PatternFile, ComesBackAsItWasWrittenAndHasNoName) {
 TEST(PatternFile, EveryBlockThatDiffersIsCounted) {
     const TemporaryFolder folder;
     PatternFile file(0);
-    ASSERT_TRUE(file.create(folder / "").is(0, 0));
-    ASSERT_TRUE(file.write(2 * UNIT).is(0, 0));
+    ASSERT_TRUE(succeeded(file.create(folder / "")));
+    ASSERT_TRUE(succeeded(file.write(2 * UNIT)));
     // Blocks of the same file in a wrong place: the same pattern everywhere would not notice.
     copyBlock(file.descriptor(), 0, UNIT + 8192);
     copyBlock(file.descriptor(), 4096, UNIT - 4096);
@@ -60,8 +60,8 @@ TEST(PatternFile, AnotherFileHasAnotherPattern) {
     std::vector<std::vector<uint8_t>> blocks;
     for (uint64_t number = 0; number < 2; ++number) {
         files.emplace_back(number);
-        ASSERT_TRUE(files.back().create(folder / "").is(0, 0));
-        ASSERT_TRUE(files.back().write(UNIT).is(0, 0));
+        ASSERT_TRUE(succeeded(files.back().create(folder / "")));
+        ASSERT_TRUE(succeeded(files.back().write(UNIT)));
         ostrel::core::Payload block(4096);
         ASSERT_EQ(::pread(files.back().descriptor(), block.getData(), 4096, 0), 4096);
         blocks.emplace_back(block.getData(), block.getData() + 4096);
@@ -72,8 +72,8 @@ TEST(PatternFile, AnotherFileHasAnotherPattern) {
 TEST(PatternFile, AFileThatEndsEarlyIsUnreadableThere) {
     const TemporaryFolder folder;
     PatternFile file(0);
-    ASSERT_TRUE(file.create(folder / "").is(0, 0));
-    ASSERT_TRUE(file.write(UNIT).is(0, 0));
+    ASSERT_TRUE(succeeded(file.create(folder / "")));
+    ASSERT_TRUE(succeeded(file.write(UNIT)));
     ASSERT_EQ(::ftruncate(file.descriptor(), static_cast<off_t>(UNIT - 8192)), 0);
     PatternFile::Comparison comparison;
     EXPECT_EQ(statusText(file.compare(comparison)), "0/0 Completed successfully.");

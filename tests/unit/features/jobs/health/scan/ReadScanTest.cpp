@@ -23,7 +23,7 @@ std::string textOf(const ReadScanResult& result) {
                        std::to_string(result.unreadable) + " unreadable:";
     for (const LbaRange& range : result.ranges)
         text += " " + std::to_string(range.first) + "-" + std::to_string(range.last);
-    if (!result.failure.is(0, 0)) text += " failed: " + result.failure.getMessage();
+    if (failed(result.failure)) text += " failed: " + result.failure.getMessage();
     return text;
 }
 

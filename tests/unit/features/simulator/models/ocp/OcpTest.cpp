@@ -75,7 +75,7 @@ TEST_F(OcpModelOfASimulatedDrive, FeaturesAreSetInOnePlaceAndReadInAnother) {
         EXPECT_EQ(get(c.fid, 2), c.value) << int{c.fid};
     }
     EXPECT_EQ(set(0xC2, 0xC0000000), 0);
-    EXPECT_TRUE(controller->reset(ResetKind::SUBSYSTEM).is(0, 0));
+    EXPECT_TRUE(succeeded(controller->reset(ResetKind::SUBSYSTEM)));
     EXPECT_EQ(get(0xC2), 2U) << "the saved value";
 }
 
@@ -119,7 +119,7 @@ TEST_F(OcpModelOfASimulatedDrive, ExtendedSmartLogMovesWithUse) {
     data.assign(8192, 1);
     EXPECT_EQ(status(io(0x01, 1, 8, 0, 15)), 0);
     EXPECT_EQ(status(io(0x02, 1, 9, 0, 0)), 0) << "unaligned";
-    EXPECT_TRUE(controller->reset(ResetKind::SUBSYSTEM).is(0, 0));
+    EXPECT_TRUE(succeeded(controller->reset(ResetKind::SUBSYSTEM)));
     EXPECT_EQ(set(0xC7, 10), 0);
     description.faults.mediaErrors = {{1, 100, 1}};
     description.faults.temperatureCelsius = 85;
@@ -164,7 +164,7 @@ TEST_F(OcpModelOfASimulatedDrive, PanicFailsIoUntilAReset) {
     EXPECT_EQ(data[0], 2) << "injected once, and disabled";
     reopen();
     EXPECT_EQ(readBlock(), 0x0006) << "also for another process";
-    EXPECT_TRUE(controller->reset(ResetKind::CONTROLLER).is(0, 0));
+    EXPECT_TRUE(succeeded(controller->reset(ResetKind::CONTROLLER)));
     EXPECT_EQ(readBlock(), 0);
     EXPECT_EQ(get(0xC0), 0U) << "nothing is saved";
     EXPECT_EQ(number(log(0xC1, 512), 4, 8), 4U) << "the last panic is remembered";
@@ -174,7 +174,7 @@ TEST_F(OcpModelOfASimulatedDrive, HangAnswersNothingUntilAReset) {
     EXPECT_EQ(setData(0xC0, 1, Bytes{1, 0, 1, 0, 0, 0}), 0);
     EXPECT_EQ(run(io(0x02, 1)).delivery, Delivery::NEVER);
     EXPECT_EQ(run(admin(0x06, 0, 1)).delivery, Delivery::NEVER);
-    EXPECT_TRUE(controller->reset(ResetKind::CONTROLLER).is(0, 0));
+    EXPECT_TRUE(succeeded(controller->reset(ResetKind::CONTROLLER)));
     EXPECT_EQ(run(admin(0x06, 0, 1)).delivery, Delivery::COMPLETED);
     EXPECT_EQ(run(io(0x02, 1)).delivery, Delivery::COMPLETED);
 }

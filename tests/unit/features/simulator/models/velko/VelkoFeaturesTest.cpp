@@ -30,7 +30,7 @@ protected:
     }
     void reset() {
         if (!controller) reopen();
-        EXPECT_TRUE(controller->reset(ResetKind::SUBSYSTEM).is(0, 0));
+        EXPECT_TRUE(succeeded(controller->reset(ResetKind::SUBSYSTEM)));
     }
     Bytes block(uint32_t lba) {
         EXPECT_EQ(status(io(0x02, 1, lba)), 0);

@@ -32,7 +32,7 @@ protected:
     }
     void reset() {
         if (!controller) reopen();
-        EXPECT_TRUE(controller->reset(ResetKind::CONTROLLER).is(0, 0));
+        EXPECT_TRUE(succeeded(controller->reset(ResetKind::CONTROLLER)));
     }
 };
 
