@@ -117,7 +117,7 @@ Status identifyAnyNamespace(nvme::Drive& drive, const nvme::ControllerCapabiliti
     Status status = drive.identify(nvme::CNS_NAMESPACE, nsid, 0, data);
     if (succeeded(status) && !isThere(data) && controller.supportsNamespaceManagement())
         status = drive.identify(nvme::CNS_ALLOCATED_NAMESPACE, nsid, 0, data);
-    if (failed(status)) return toldBy(REFUSALS, statuses::nvmeCommandProblem, status, drive);
+    if (failed(status)) return mapNvmeStatus(REFUSALS, statuses::nvmeCommandProblem, status, drive);
     if (isThere(data)) return status;
     return withDetails(statuses::invalidNamespaceId(),
                        "Drive " + drive.name() + " has no namespace " + std::to_string(nsid) + ".");

@@ -9,8 +9,8 @@ namespace features::jobs {
 
 using ostrel::core::Status;
 
-Status toldBy(const RefusalRow* rows, size_t count, Status (*otherwise)(), const Status& status,
-              const nvme::Drive& drive) {
+Status mapNvmeStatus(const RefusalRow* rows, size_t count, Status (*otherwise)(), const Status& status,
+                     const nvme::Drive& drive) {
     if (!isRefusal(status)) return status;
     const nvme::Completion& completion = drive.lastCompletion();
     const RefusalRow* const end = rows + count;

@@ -17,13 +17,13 @@ struct RefusalRow {
 
 /// The status of the row that fits the drive's last completion, followed by the drive's own words; `otherwise` where
 /// none fits, followed by the same. What is not a refusal stays as it is.
-ostrel::core::Status toldBy(const RefusalRow* rows, size_t count, ostrel::core::Status (*otherwise)(),
-                            const ostrel::core::Status& status, const nvme::Drive& drive);
+ostrel::core::Status mapNvmeStatus(const RefusalRow* rows, size_t count, ostrel::core::Status (*otherwise)(),
+                                   const ostrel::core::Status& status, const nvme::Drive& drive);
 
 template <size_t COUNT>
-ostrel::core::Status toldBy(const RefusalRow (&rows)[COUNT], ostrel::core::Status (*otherwise)(),
-                            const ostrel::core::Status& status, const nvme::Drive& drive) {
-    return toldBy(rows, COUNT, otherwise, status, drive);
+ostrel::core::Status mapNvmeStatus(const RefusalRow (&rows)[COUNT], ostrel::core::Status (*otherwise)(),
+                                   const ostrel::core::Status& status, const nvme::Drive& drive) {
+    return mapNvmeStatus(rows, COUNT, otherwise, status, drive);
 }
 
 }  // namespace features::jobs

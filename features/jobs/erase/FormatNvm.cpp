@@ -290,7 +290,7 @@ Status FormatNvm::perform(const ControllerCapabilities& controller, const Step& 
     status = drive_.send(command, answer);
     drive_.forgetIdentify();
     if (failed(status)) {
-        status = toldBy(REFUSALS, statuses::formatFailed, status, drive_);
+        status = mapNvmeStatus(REFUSALS, statuses::formatFailed, status, drive_);
         return targets_.size() == 1 ? status
                                     : withDetails(status, "It was for namespace " + std::to_string(step.nsid) + ".");
     }

@@ -244,7 +244,7 @@ Status Sanitize::start() {
     }
     command.timeoutMs = COMMAND_TIMEOUT_MS;
     nvme::Answer answer;
-    return toldBy(REFUSALS, statuses::sanitizeCommandFailed, drive_.send(command, answer), drive_);
+    return mapNvmeStatus(REFUSALS, statuses::sanitizeCommandFailed, drive_.send(command, answer), drive_);
 }
 
 /// 0 where the drive has none: all of it, or zero in drives before NVMe 1.4, where the field was reserved.

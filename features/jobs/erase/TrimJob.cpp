@@ -86,7 +86,7 @@ Status sendRanges(nvme::Drive& drive, uint32_t nsid, uint32_t number, const uint
     Status gate = checkGate(drive, nsid);
     if (failed(gate)) return gate;
     nvme::Answer answer;
-    return toldBy(REFUSALS, statuses::nvmeCommandProblem, drive.send(command, answer, data), drive);
+    return mapNvmeStatus(REFUSALS, statuses::nvmeCommandProblem, drive.send(command, answer, data), drive);
 }
 
 }  // namespace
@@ -156,7 +156,7 @@ Status TrimJob::readLimits(nvme::Drive& drive, Limits& limits) const {
 Status TrimJob::checkBounds(nvme::Drive& drive, uint32_t nsid, uint32_t& blockBytes) const {
     Payload data;
     Status status = drive.identify(nvme::CNS_NAMESPACE, nsid, 0, data);
-    if (failed(status)) return toldBy(REFUSALS, statuses::nvmeCommandProblem, status, drive);
+    if (failed(status)) return mapNvmeStatus(REFUSALS, statuses::nvmeCommandProblem, status, drive);
     const nvme::NamespaceProperties space(data.getData());
     const std::string size = "Namespace " + std::to_string(nsid) + " of drive " + drive.name() + " has " +
                              std::to_string(space.sizeBlocks) + " blocks.";

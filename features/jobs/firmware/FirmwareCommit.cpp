@@ -110,7 +110,7 @@ Status send(nvme::Drive& drive, const CommitRequest& request, bool mayActivateNo
         outcome = row.outcome;
         return Status();
     }
-    return toldBy(REFUSALS, statuses::firmwareUpdateFailed, status, drive);
+    return mapNvmeStatus(REFUSALS, statuses::firmwareUpdateFailed, status, drive);
 }
 
 /// One commit: what was asked for, what came of it, and the drive around it.

@@ -60,11 +60,11 @@ Status sendNamespaceAttachment(nvme::Drive& drive, bool attach, uint32_t nsid, u
     nvme::putLe16(list, 1);
     nvme::putLe16(list + 2, controllerId);
     nvme::Answer answer;
-    return toldByNamespaceRefusals(drive.send(command, answer, Payload(list, sizeof list)), drive);
+    return mapNamespaceStatus(drive.send(command, answer, Payload(list, sizeof list)), drive);
 }
 
-Status toldByNamespaceRefusals(const Status& status, const nvme::Drive& drive) {
-    return toldBy(REFUSALS, statuses::nvmeCommandProblem, status, drive);
+Status mapNamespaceStatus(const Status& status, const nvme::Drive& drive) {
+    return mapNvmeStatus(REFUSALS, statuses::nvmeCommandProblem, status, drive);
 }
 
 }  // namespace features::jobs

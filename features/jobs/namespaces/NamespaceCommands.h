@@ -19,6 +19,6 @@ nvme::NvmeCommand namespaceManagement(uint8_t select, uint32_t nsid);
 ostrel::core::Status sendNamespaceAttachment(nvme::Drive& drive, bool attach, uint32_t nsid, uint16_t controllerId);
 
 /// The status of the catalogue for a refusal of the two commands, 0/25 where there is none.
-ostrel::core::Status toldByNamespaceRefusals(const ostrel::core::Status& status, const nvme::Drive& drive);
+ostrel::core::Status mapNamespaceStatus(const ostrel::core::Status& status, const nvme::Drive& drive);
 
 }  // namespace features::jobs

@@ -242,7 +242,7 @@ Status NamespaceCreation::create(std::string& report) {
     data[OFFSET_NMIC] = request_.isShared ? 1 : 0;
     nvme::Answer answer;
     Status status = drive_.send(namespaceManagement(SEL_CREATE, 0), answer, Payload(data, sizeof data));
-    if (failed(status)) return toldByNamespaceRefusals(status, drive_);
+    if (failed(status)) return mapNamespaceStatus(status, drive_);
     drive_.forgetIdentify();
     report = "Namespace " + std::to_string(answer.completion.dword0) + " was created: " + std::to_string(size_) +
              " blocks of " + std::to_string(format_.dataBytes()) + " bytes" +

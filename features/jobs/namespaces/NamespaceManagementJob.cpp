@@ -128,7 +128,7 @@ Status NamespaceManagementJob::sendDeletion(nvme::Drive& drive, Status& seen) co
     const SignalBlock untilTheHostHasLooked;
     nvme::Answer answer;
     const Status status = drive.send(namespaceManagement(SEL_DELETE, nsid_), answer);
-    if (failed(status)) return toldByNamespaceRefusals(status, drive);
+    if (failed(status)) return mapNamespaceStatus(status, drive);
     drive.forgetIdentify();
     seen = rescan(drive);
     return status;

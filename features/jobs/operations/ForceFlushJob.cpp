@@ -59,7 +59,7 @@ Status ForceFlushJob::actOnDrive(nvme::Drive& drive, const Arguments& arguments,
     nvme::NvmeCommand command(nvme::Queue::ADMIN, nvme::OPC_VELKO_FORCE_FLUSH, "Force Flush");
     command.cdw10 = isStart ? 1 : 0;
     nvme::Answer answer;
-    Status status = toldBy(REFUSALS, statuses::nvmeCommandProblem, drive.send(command, answer), drive);
+    Status status = mapNvmeStatus(REFUSALS, statuses::nvmeCommandProblem, drive.send(command, answer), drive);
     if (succeeded(status))
         out.addStatus(
             title(),

@@ -84,8 +84,8 @@ Status readLba(nvme::Drive& drive, uint8_t fid, uint64_t& lba) {
     request.fid = fid;
     request.dataLength = nvme::VELKO_LBA_BYTES;
     nvme::Answer answer;
-    Status status =
-        toldBy(REFUSALS, statuses::nvmeCommandProblem, drive.getFeature(request, nvme::Select::CURRENT, answer), drive);
+    Status status = mapNvmeStatus(REFUSALS, statuses::nvmeCommandProblem,
+                                  drive.getFeature(request, nvme::Select::CURRENT, answer), drive);
     if (succeeded(status)) lba = nvme::le64(answer.data.getData());
     return status;
 }
@@ -146,8 +146,8 @@ Status writeLba(nvme::Drive& drive, uint64_t lba) {
     nvme::FeatureRequest request;
     request.fid = nvme::FID_VELKO_MAXIMUM_LBA;
     nvme::Answer answer;
-    return toldBy(REFUSALS, statuses::nvmeCommandProblem,
-                  drive.setFeature(request, false, Payload(data, sizeof data), answer), drive);
+    return mapNvmeStatus(REFUSALS, statuses::nvmeCommandProblem,
+                         drive.setFeature(request, false, Payload(data, sizeof data), answer), drive);
 }
 
 /// Changes the size of the namespace. The kernel does not know what the maker's feature did: `seen` is the status of

@@ -23,7 +23,7 @@ std::string mapped(Expected answer) {
     fake.expect(answer);
     nvme::Drive drive(*fake.device());
     Payload data;
-    return statusText(toldBy(ROWS, statuses::formatFailed, drive.identify(1, 0, 0, data), drive));
+    return statusText(mapNvmeStatus(ROWS, statuses::formatFailed, drive.identify(1, 0, 0, data), drive));
 }
 
 TEST(Refusals, TheRowOfTypeAndCodeGivesTheMeaning) {
