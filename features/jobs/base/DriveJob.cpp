@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <map>
 
-#include "features/jobs/support/SideBySide.h"
+#include "features/jobs/support/ParallelFor.h"
 #include "ostrel/core/AttributeVocabulary.h"
 #include "ostrel/core/StatusCatalogue.h"
 #include "ostrel/core/XmlConverter.h"
@@ -81,7 +81,7 @@ void DriveJob::runOnDrives(xml::XmlObject& output, const AttributeList* requeste
     const auto& devices = getDevices();
     const std::vector<std::string> names = driveNames();
     std::vector<std::unique_ptr<DriveOutput>> outputs(devices.size());
-    sideBySide(devices.size(), atOnce, [&](std::size_t i) {
+    parallelFor(devices.size(), atOnce, [&](std::size_t i) {
         nvme::Drive drive(*devices[i]);
         outputs[i] = std::make_unique<DriveOutput>(names[i], requested, devices[i].get());
         const Status status = (this->*operation)(drive, arguments(), *outputs[i]);

@@ -101,7 +101,7 @@ TEST(CommandHistory, ResultsAreThoseOfOneMoment) {
 }
 
 // For the thread sanitizer: everything at once.
-TEST(CommandHistory, TakesWritersAndReadersSideBySide) {
+TEST(CommandHistory, TakesWritersAndReadersParallelFor) {
     constexpr uint32_t WRITERS = 4, READERS = 3, COMMANDS = 1000, LIMIT = 16;
     CommandHistory history;
     history.setMaxSize(LIMIT);

@@ -6,8 +6,8 @@
 #include <mutex>
 
 #include "features/jobs/drive/LogReading.h"
+#include "features/jobs/support/ParallelFor.h"
 #include "features/jobs/support/ProgressLine.h"
-#include "features/jobs/support/SideBySide.h"
 #include "features/jobs/support/StatusDetails.h"
 #include "features/nvme/Opcodes.h"
 #include "ostrel/core/Device.h"
@@ -203,7 +203,7 @@ ReadScanResult readScan(nvme::Drive& drive, const ReadScanRequest& request) {
     std::vector<std::unique_ptr<Worker>> workers;
     for (size_t i = 0; i < count; ++i)
         workers.push_back(std::make_unique<Worker>(drive.device(), request.nsid, geometry, progress));
-    sideBySide(count, count, [&](std::size_t i) { workers[i]->run(pieces); });
+    parallelFor(count, count, [&](std::size_t i) { workers[i]->run(pieces); });
     result.failure = progress.failure;
     result.blocksRead = progress.blocksRead;
     result.unreadable = progress.unreadable.size();

@@ -155,7 +155,7 @@ TEST(ReadScan, ManyCommandsAreInFlightAndEachBlockIsReadOnce) {
     EXPECT_EQ(media.mostInFlight(), 8U);
 }
 
-TEST(ReadScan, SideBySideItFindsEveryUnreadableBlock) {
+TEST(ReadScan, ParallelForItFindsEveryUnreadableBlock) {
     MediaDrive media(100003);
     media.unreadable = {0, 127, 128, 129, 5000, 99999, 100001, 100002};
     media.mostBlocks = 100;  // the system's limit, which each thread may run into
@@ -167,7 +167,7 @@ TEST(ReadScan, SideBySideItFindsEveryUnreadableBlock) {
     EXPECT_EQ(media.blocksRead(), expected);
 }
 
-TEST(ReadScan, SideBySideAllEndAtAFailure) {
+TEST(ReadScan, ParallelForAllEndAtAFailure) {
     MediaDrive media(100003);
     media.breaksAt = 50000;
     nvme::Drive drive(*media.device());

@@ -8,7 +8,7 @@
 #include <thread>
 #include <vector>
 
-#include "features/jobs/support/SideBySide.h"
+#include "features/jobs/support/ParallelFor.h"
 
 namespace features::jobs {
 namespace {
@@ -54,11 +54,11 @@ std::vector<std::size_t> upTo(std::size_t count) {
     return numbers;
 }
 
-TEST(SideBySide, CallsEachNumberOnce) {
+TEST(ParallelFor, CallsEachNumberOnce) {
     for (const std::size_t count : {0U, 1U, 2U, 7U, 8U, 9U, 100U}) {
         for (const std::size_t bound : {0U, 1U, 2U, 8U}) {
             Calls calls;
-            sideBySide(count, bound, [&](std::size_t number) {
+            parallelFor(count, bound, [&](std::size_t number) {
                 calls.enter(number);
                 calls.leave();
             });
@@ -68,22 +68,22 @@ TEST(SideBySide, CallsEachNumberOnce) {
     }
 }
 
-TEST(SideBySide, OneCallStaysOnTheCallersThread) {
+TEST(ParallelFor, OneCallStaysOnTheCallersThread) {
     Calls calls;
-    sideBySide(1, 8, [&](std::size_t number) { calls.enter(number); });
+    parallelFor(1, 8, [&](std::size_t number) { calls.enter(number); });
     EXPECT_EQ(calls.threads(), std::set<std::thread::id>{std::this_thread::get_id()});
 }
 
-TEST(SideBySide, ABoundOfOneStaysOnTheCallersThread) {
+TEST(ParallelFor, ABoundOfOneStaysOnTheCallersThread) {
     Calls calls;
-    sideBySide(5, 1, [&](std::size_t number) { calls.enter(number); });
+    parallelFor(5, 1, [&](std::size_t number) { calls.enter(number); });
     EXPECT_EQ(calls.threads(), std::set<std::thread::id>{std::this_thread::get_id()});
 }
 
-TEST(SideBySide, AsManyRunAtOnceAsTheBoundAllows) {
+TEST(ParallelFor, AsManyRunAtOnceAsTheBoundAllows) {
     Calls calls;
     // Each of the first three waits for the others: fewer at once would never end.
-    sideBySide(9, 3, [&](std::size_t number) {
+    parallelFor(9, 3, [&](std::size_t number) {
         calls.enter(number);
         calls.await(3);
         calls.leave();
@@ -93,11 +93,11 @@ TEST(SideBySide, AsManyRunAtOnceAsTheBoundAllows) {
     EXPECT_EQ(calls.numbers(), upTo(9));
 }
 
-TEST(SideBySide, AnExceptionComesOutAfterTheOthersHaveEnded) {
+TEST(ParallelFor, AnExceptionComesOutAfterTheOthersHaveEnded) {
     for (const std::size_t bound : {1U, 4U}) {
         Calls calls;
         try {
-            sideBySide(20, bound, [&](std::size_t number) {
+            parallelFor(20, bound, [&](std::size_t number) {
                 calls.enter(number);
                 calls.leave();
                 if (number == 5) throw std::runtime_error("number 5");
@@ -110,8 +110,8 @@ TEST(SideBySide, AnExceptionComesOutAfterTheOthersHaveEnded) {
     }
 }
 
-TEST(SideBySide, OneOfSeveralExceptionsComesOut) {
-    EXPECT_THROW(sideBySide(8, 4, [](std::size_t) { throw std::runtime_error("each"); }), std::runtime_error);
+TEST(ParallelFor, OneOfSeveralExceptionsComesOut) {
+    EXPECT_THROW(parallelFor(8, 4, [](std::size_t) { throw std::runtime_error("each"); }), std::runtime_error);
 }
 
 }  // namespace

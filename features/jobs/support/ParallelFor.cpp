@@ -1,4 +1,4 @@
-#include "features/jobs/support/SideBySide.h"
+#include "features/jobs/support/ParallelFor.h"
 
 #include <algorithm>
 #include <atomic>
@@ -9,7 +9,7 @@
 
 namespace features::jobs {
 
-void sideBySide(std::size_t count, std::size_t bound, const std::function<void(std::size_t)>& work) {
+void parallelFor(std::size_t count, std::size_t bound, const std::function<void(std::size_t)>& work) {
     std::atomic<std::size_t> next{0};
     std::mutex mutex;
     std::exception_ptr failure;
