@@ -45,16 +45,16 @@ std::string sentence(const NamespaceUse& use) {
     return use.node + " is in use";
 }
 
-Status checkUse(const NamespaceUse& use, const Reach& reach) {
+Status checkUse(const NamespaceUse& use, const DestructionScope& scope) {
     if (!use.isContentAlone()) return withDetails(statuses::featureBlockedByConfiguration(), sentence(use) + ".");
-    if (reach.partitionsCount) return withDetails(statuses::driveContainsPartition(), sentence(use) + ".");
+    if (scope.partitionsCount) return withDetails(statuses::driveContainsPartition(), sentence(use) + ".");
     return Status();
 }
 
-Status checkUses(nvme::Drive& drive, const Reach& reach) {
+Status checkUses(nvme::Drive& drive, const DestructionScope& scope) {
     CommandResult result;
     transport::HostCommand look(transport::HostRequest::USES);
-    look.useCheck = reach.partitionsCount ? transport::UseCheck::CONTENT : transport::UseCheck::DESTROY;
+    look.useCheck = scope.partitionsCount ? transport::UseCheck::CONTENT : transport::UseCheck::DESTROY;
     drive.device().sendCommand(look, result);
     if (failed(result.status)) return result.status;
     const auto* host = dynamic_cast<const transport::HostResult*>(result.protocolResult.get());
@@ -68,9 +68,9 @@ Status checkUses(nvme::Drive& drive, const Reach& reach) {
     // mend.
     Status partitions;
     for (const HostNamespace& part : host->namespaces) {
-        if (reach.nsid != EVERY_NAMESPACE && reach.nsid != part.nsid) continue;
+        if (scope.nsid != EVERY_NAMESPACE && scope.nsid != part.nsid) continue;
         for (const NamespaceUse& use : part.uses) {
-            const Status status = checkUse(use, reach);
+            const Status status = checkUse(use, scope);
             if (succeeded(status)) continue;
             if (!use.isContentAlone()) return status;
             if (succeeded(partitions)) partitions = status;
@@ -81,8 +81,8 @@ Status checkUses(nvme::Drive& drive, const Reach& reach) {
 
 }  // namespace
 
-Status checkDestruction(nvme::Drive& drive, const Reach& reach) {
-    Status status = checkUses(drive, reach);
+Status checkDestruction(nvme::Drive& drive, const DestructionScope& scope) {
+    Status status = checkUses(drive, scope);
     if (failed(status)) logMessage(LOGSEVERITY_INFO, "Safety gate: ", drive.name(), ": ", status.getMessage());
     return status;
 }

@@ -7,8 +7,8 @@
 
 namespace features::jobs {
 
-/// What a destructive command is about to reach.
-struct Reach {
+/// What a destructive command is about to scope.
+struct DestructionScope {
     /// 0xFFFFFFFF: every namespace, attached or not.
     uint32_t nsid = 0xFFFFFFFF;
     /// Partitions and other content that is not in use are a reason to refuse, too.
@@ -25,6 +25,6 @@ struct Reach {
 ///     be read, where that counts.
 ///
 /// Call it before anything is asked of the drive, and again immediately before the destructive command is sent.
-ostrel::core::Status checkDestruction(nvme::Drive& drive, const Reach& reach);
+ostrel::core::Status checkDestruction(nvme::Drive& drive, const DestructionScope& scope);
 
 }  // namespace features::jobs

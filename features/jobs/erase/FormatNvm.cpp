@@ -161,10 +161,10 @@ Status FormatNvm::run(const FormatRequest& request, std::string& report) {
 }
 
 Status FormatNvm::checkGate(uint32_t nsid) const {
-    Reach reach;
-    reach.nsid = nsid;
-    reach.partitionsCount = request_.partitionsCount;
-    return checkDestruction(drive_, reach);
+    DestructionScope scope;
+    scope.nsid = nsid;
+    scope.partitionsCount = request_.partitionsCount;
+    return checkDestruction(drive_, scope);
 }
 
 Status FormatNvm::checkController(const ControllerCapabilities& controller) const {

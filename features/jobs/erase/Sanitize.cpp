@@ -199,9 +199,9 @@ Status Sanitize::run(const SanitizeRequest& request, std::string& report) {
 }
 
 Status Sanitize::checkGate() const {
-    Reach reach;
-    reach.partitionsCount = request_.partitionsCount;
-    return checkDestruction(drive_, reach);
+    DestructionScope scope;
+    scope.partitionsCount = request_.partitionsCount;
+    return checkDestruction(drive_, scope);
 }
 
 Status Sanitize::checkController(const ControllerCapabilities& controller) {

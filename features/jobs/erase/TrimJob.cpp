@@ -68,10 +68,10 @@ Status findNamespace(nvme::Drive& drive, uint32_t& nsid) {
 }
 
 Status checkGate(nvme::Drive& drive, uint32_t nsid) {
-    Reach reach;
-    reach.nsid = nsid;
-    reach.partitionsCount = false;
-    return checkDestruction(drive, reach);
+    DestructionScope scope;
+    scope.nsid = nsid;
+    scope.partitionsCount = false;
+    return checkDestruction(drive, scope);
 }
 
 Status sendRanges(nvme::Drive& drive, uint32_t nsid, uint32_t number, const uint8_t* ranges) {

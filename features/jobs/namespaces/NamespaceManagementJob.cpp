@@ -75,10 +75,10 @@ Status NamespaceManagementJob::readTarget(const Arguments& arguments) {
 }
 
 Status NamespaceManagementJob::checkGate(nvme::Drive& drive) const {
-    Reach reach;
-    reach.nsid = nsid_;
-    reach.partitionsCount = false;
-    return checkDestruction(drive, reach);
+    DestructionScope scope;
+    scope.nsid = nsid_;
+    scope.partitionsCount = false;
+    return checkDestruction(drive, scope);
 }
 
 Status NamespaceManagementJob::actOnDrive(nvme::Drive& drive, const Arguments&, DriveOutput& out) {

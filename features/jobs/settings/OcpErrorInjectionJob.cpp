@@ -59,9 +59,9 @@ Status OcpErrorInjectionJob::checkUse(nvme::Drive& drive) const {
     const bool enables =
         std::any_of(entries_.begin(), entries_.end(), [](const ErrorInjection& entry) { return entry.enabled; });
     if (!enables) return Status();
-    Reach reach;
-    reach.partitionsCount = false;
-    return checkDestruction(drive, reach);
+    DestructionScope scope;
+    scope.partitionsCount = false;
+    return checkDestruction(drive, scope);
 }
 
 Status OcpErrorInjectionJob::write(nvme::Drive& drive, DriveOutput& out) const {

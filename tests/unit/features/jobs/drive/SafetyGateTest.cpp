@@ -29,11 +29,11 @@ HostNamespace usedNamespace(uint32_t nsid, std::vector<NamespaceUse> uses) {
 }
 
 /// The outcome of the gate when the host reports these namespaces; nothing else is asked of the drive.
-std::string check(const Namespaces& namespaces, const Reach& reach = {}) {
+std::string check(const Namespaces& namespaces, const DestructionScope& scope = {}) {
     fakedrive::FakeDrive fake;
     fake.expect(fakedrive::hostUses(namespaces));
     nvme::Drive drive(*fake.device());
-    return statusText(checkDestruction(drive, reach));
+    return statusText(checkDestruction(drive, scope));
 }
 
 const NamespaceUse MOUNTED{Kind::MOUNTED, "/dev/nvme0n1p1", "/data", false};
