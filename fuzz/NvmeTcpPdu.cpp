@@ -22,25 +22,25 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     const Framing framing{(data[0] & 1) != 0, (data[0] & 2) != 0, 0};
     const std::vector<uint8_t> stream(data + 1, data + size);
     Pdu pdu;
-    Offence offence;
-    const Parse parse = parsePdu(stream.data(), stream.size(), framing, pdu, offence);
+    ProtocolError error;
+    const Parse parse = parsePdu(stream.data(), stream.size(), framing, pdu, error);
     if (parse == Parse::COMPLETE) {
         REQUIRE(pdu.totalBytes >= pdu.headerBytes && pdu.totalBytes <= MOST_PDU_BYTES);
         REQUIRE(isInside(pdu.header, pdu.headerBytes, stream));
         REQUIRE(isInside(pdu.data, pdu.dataBytes, stream));
         REQUIRE(pdu.data >= pdu.header + pdu.headerBytes || pdu.dataBytes == 0);
     }
-    if (parse == Parse::OFFENCE) REQUIRE(offence.fatalError != 0);
+    if (parse == Parse::ERROR) REQUIRE(error.fatalError != 0);
     if (parse == Parse::INCOMPLETE) REQUIRE(stream.size() < MOST_PDU_BYTES);
-    // What has come decides once and for all: fewer bytes are either the same offence or not enough.
+    // What has come decides once and for all: fewer bytes are either the same error or not enough.
     const std::vector<uint8_t> head(stream.begin(), stream.begin() + static_cast<std::ptrdiff_t>(stream.size() / 2));
     Pdu part;
-    Offence partOffence;
-    const Parse early = parsePdu(head.data(), head.size(), framing, part, partOffence);
+    ProtocolError partError;
+    const Parse early = parsePdu(head.data(), head.size(), framing, part, partError);
     if (early == Parse::COMPLETE) REQUIRE(parse == Parse::COMPLETE && part.totalBytes == pdu.totalBytes);
-    if (early == Parse::OFFENCE) {
-        REQUIRE(parse == Parse::OFFENCE && partOffence.fatalError == offence.fatalError &&
-                partOffence.information == offence.information);
+    if (early == Parse::ERROR) {
+        REQUIRE(parse == Parse::ERROR && partError.fatalError == error.fatalError &&
+                partError.information == error.information);
     }
     return 0;
 }

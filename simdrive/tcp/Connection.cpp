@@ -80,13 +80,13 @@ void Connection::consume() {
         const uint8_t* bytes = in_.data() + at;
         const size_t size = in_.size() - at;
         Pdu pdu;
-        Offence offence;
-        const Parse parse = isAllowed(bytes[0]) ? parsePdu(bytes, size, framing_, pdu, offence) : Parse::OFFENCE;
+        ProtocolError error;
+        const Parse parse = isAllowed(bytes[0]) ? parsePdu(bytes, size, framing_, pdu, error) : Parse::ERROR;
         if (parse == Parse::INCOMPLETE) break;
-        if (!isAllowed(bytes[0])) offence.fatalError = FATAL_SEQUENCE;
-        if (parse == Parse::COMPLETE) offence = take(pdu);
-        if (offence.fatalError != 0) {
-            terminate(offence, bytes, size);
+        if (!isAllowed(bytes[0])) error.fatalError = FATAL_SEQUENCE;
+        if (parse == Parse::COMPLETE) error = take(pdu);
+        if (error.fatalError != 0) {
+            terminate(error, bytes, size);
             break;
         }
         at += pdu.totalBytes;
@@ -99,7 +99,7 @@ bool Connection::isAllowed(uint8_t type) const {
     return (type == PDU_IC_REQ) != isInitialized_ || type == PDU_H2C_TERM_REQ;
 }
 
-Offence Connection::take(const Pdu& pdu) {
+ProtocolError Connection::take(const Pdu& pdu) {
     switch (pdu.type) {
         case PDU_IC_REQ:
             return takeInitialization(pdu);
@@ -113,7 +113,7 @@ Offence Connection::take(const Pdu& pdu) {
     }
 }
 
-Offence Connection::takeInitialization(const Pdu& pdu) {
+ProtocolError Connection::takeInitialization(const Pdu& pdu) {
     const uint16_t formatVersion = le16(pdu.header + 8);
     if (formatVersion != 0) return {FATAL_UNSUPPORTED_PARAMETER, 8};
     if (pdu.header[10] > MOST_ALIGNMENT) return {FATAL_INVALID_HEADER, 10};
@@ -143,7 +143,7 @@ Reply Connection::checkDataPointer(const Capsule& capsule, const Pdu& pdu) const
     return isTooLong ? Reply::refusal(SCT_GENERIC, SC_DATA_SGL_LENGTH) : Reply();
 }
 
-Offence Connection::takeCapsule(const Pdu& pdu) {
+ProtocolError Connection::takeCapsule(const Pdu& pdu) {
     constexpr size_t AT_ENTRY = 8;
     const Capsule capsule(pdu.header + AT_ENTRY);
     if (outstanding_.size() >= queue.entries) return {FATAL_SEQUENCE, 0};  // more than the host's own queue holds
@@ -180,7 +180,7 @@ void Connection::requestData() {
     putR2t(out_, framing_, transfer.capsule.commandId(), TRANSFER_TAG, 0, transfer.capsule.sglLength());
 }
 
-Offence Connection::takeData(const Pdu& pdu) {
+ProtocolError Connection::takeData(const Pdu& pdu) {
     constexpr uint32_t AT_COMMAND_ID = 8;
     constexpr uint32_t AT_TAG = 10;
     constexpr uint32_t AT_OFFSET = 12;
@@ -281,9 +281,9 @@ void Connection::dropHeld() {
     delayed_.clear();
 }
 
-void Connection::terminate(const Offence& offence, const uint8_t* bytes, size_t size) {
+void Connection::terminate(const ProtocolError& error, const uint8_t* bytes, size_t size) {
     constexpr size_t AT_HLEN = 2;
-    putC2hTermReq(out_, offence, bytes, size > AT_HLEN ? std::min<size_t>(size, bytes[AT_HLEN]) : size);
+    putC2hTermReq(out_, error, bytes, size > AT_HLEN ? std::min<size_t>(size, bytes[AT_HLEN]) : size);
     close();
 }
 

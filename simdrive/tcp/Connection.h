@@ -102,16 +102,16 @@ private:
     size_t waitingBytes() const;
     void consume();
     bool isAllowed(uint8_t type) const;
-    Offence take(const Pdu& pdu);
-    Offence takeInitialization(const Pdu& pdu);
-    Offence takeCapsule(const Pdu& pdu);
-    Offence takeData(const Pdu& pdu);
+    ProtocolError take(const Pdu& pdu);
+    ProtocolError takeInitialization(const Pdu& pdu);
+    ProtocolError takeCapsule(const Pdu& pdu);
+    ProtocolError takeData(const Pdu& pdu);
     Reply checkDataPointer(const Capsule& capsule, const Pdu& pdu) const;
     void requestData();
     void run(const Capsule& capsule, std::vector<uint8_t>& data);
     void answer(const Capsule& capsule, Reply reply, const std::vector<uint8_t>& data);
     void complete(uint16_t commandId, const Reply& reply);
-    void terminate(const Offence& offence, const uint8_t* bytes, size_t size);
+    void terminate(const ProtocolError& error, const uint8_t* bytes, size_t size);
 
     ostrel::core::FileDescriptor socket_;
     CommandHandler& handler_;

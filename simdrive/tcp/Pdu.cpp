@@ -44,9 +44,9 @@ const Layout* layoutOf(uint8_t type) {
     return found == std::end(LAYOUTS) ? nullptr : found;
 }
 
-Parse offend(Offence& offence, uint16_t fatalError, size_t information) {
-    offence = Offence{fatalError, static_cast<uint32_t>(information)};
-    return Parse::OFFENCE;
+Parse fail(ProtocolError& error, uint16_t fatalError, size_t information) {
+    error = ProtocolError{fatalError, static_cast<uint32_t>(information)};
+    return Parse::ERROR;
 }
 
 /// Where the parts of a unit are, from its first 8 bytes.
@@ -58,29 +58,29 @@ struct Bounds {
 };
 
 Parse findBounds(const uint8_t* common, const Layout& layout, const Framing& framing, Bounds& bounds,
-                 Offence& offence) {
+                 ProtocolError& error) {
     const uint8_t flags = common[AT_FLAGS];
     const bool headerDigest = layout.hasDigests && framing.headerDigest;
-    if (common[AT_HLEN] != layout.headerBytes) return offend(offence, FATAL_INVALID_HEADER, AT_HLEN);
-    if (((flags & FLAG_HEADER_DIGEST) != 0) != headerDigest) return offend(offence, FATAL_INVALID_HEADER, AT_FLAGS);
+    if (common[AT_HLEN] != layout.headerBytes) return fail(error, FATAL_INVALID_HEADER, AT_HLEN);
+    if (((flags & FLAG_HEADER_DIGEST) != 0) != headerDigest) return fail(error, FATAL_INVALID_HEADER, AT_FLAGS);
     bounds.total = le32(common + AT_PLEN);
     bounds.headerEnd = layout.headerBytes + (headerDigest ? DIGEST_BYTES : 0);
     bounds.dataBegin = bounds.dataEnd = bounds.headerEnd;
-    if (bounds.total < bounds.headerEnd) return offend(offence, FATAL_INVALID_HEADER, AT_PLEN);
+    if (bounds.total < bounds.headerEnd) return fail(error, FATAL_INVALID_HEADER, AT_PLEN);
     const bool hasData = bounds.total > bounds.headerEnd;
     const bool dataDigest = layout.hasDigests && framing.dataDigest && hasData;
-    if (((flags & FLAG_DATA_DIGEST) != 0) != dataDigest) return offend(offence, FATAL_INVALID_HEADER, AT_FLAGS);
+    if (((flags & FLAG_DATA_DIGEST) != 0) != dataDigest) return fail(error, FATAL_INVALID_HEADER, AT_FLAGS);
     if (!hasData) return Parse::COMPLETE;
     if (layout.hasPdo) {
         bounds.dataBegin = common[AT_PDO];
         const bool isAligned = bounds.dataBegin % 4 == 0;
-        if (!isAligned || bounds.dataBegin < bounds.headerEnd) return offend(offence, FATAL_INVALID_HEADER, AT_PDO);
+        if (!isAligned || bounds.dataBegin < bounds.headerEnd) return fail(error, FATAL_INVALID_HEADER, AT_PDO);
     }
     const uint32_t digestBytes = dataDigest ? DIGEST_BYTES : 0;
     // What lies between header and data may not hide more than the data that are allowed.
     if (bounds.total < bounds.dataBegin + digestBytes ||
         bounds.total - bounds.dataBegin - digestBytes > layout.mostDataBytes) {
-        return offend(offence, FATAL_INVALID_HEADER, AT_PLEN);
+        return fail(error, FATAL_INVALID_HEADER, AT_PLEN);
     }
     bounds.dataEnd = bounds.total - digestBytes;
     return Parse::COMPLETE;
@@ -124,20 +124,20 @@ uint32_t crc32c(const uint8_t* data, size_t size) {
     return crc.checksum();
 }
 
-Parse parsePdu(const uint8_t* bytes, size_t size, const Framing& framing, Pdu& pdu, Offence& offence) {
+Parse parsePdu(const uint8_t* bytes, size_t size, const Framing& framing, Pdu& pdu, ProtocolError& error) {
     if (size < COMMON_BYTES) return Parse::INCOMPLETE;
     const Layout* layout = layoutOf(bytes[0]);
-    if (layout == nullptr) return offend(offence, FATAL_INVALID_HEADER, 0);
+    if (layout == nullptr) return fail(error, FATAL_INVALID_HEADER, 0);
     Bounds bounds;
-    if (findBounds(bytes, *layout, framing, bounds, offence) == Parse::OFFENCE) return Parse::OFFENCE;
+    if (findBounds(bytes, *layout, framing, bounds, error) == Parse::ERROR) return Parse::ERROR;
     if (size < bounds.headerEnd) return Parse::INCOMPLETE;
     if (bounds.headerEnd > layout->headerBytes) {
         const uint32_t digest = le32(bytes + layout->headerBytes);
-        if (digest != crc32c(bytes, layout->headerBytes)) return offend(offence, FATAL_HEADER_DIGEST, digest);
+        if (digest != crc32c(bytes, layout->headerBytes)) return fail(error, FATAL_HEADER_DIGEST, digest);
     }
     const uint32_t dataBytes = bounds.dataEnd - bounds.dataBegin;
     if (layout->type == PDU_H2C_DATA && le32(bytes + AT_DATAL) != dataBytes) {
-        return offend(offence, FATAL_INVALID_HEADER, AT_DATAL);
+        return fail(error, FATAL_INVALID_HEADER, AT_DATAL);
     }
     if (size < bounds.total) return Parse::INCOMPLETE;
     pdu = Pdu{layout->type, bytes[AT_FLAGS], bytes, layout->headerBytes, bytes + bounds.dataBegin,
@@ -194,12 +194,12 @@ void putC2hData(std::vector<uint8_t>& out, const Framing& framing, uint16_t comm
     if (framing.dataDigest) putDigest(out, start + dataBegin);
 }
 
-void putC2hTermReq(std::vector<uint8_t>& out, const Offence& offence, const uint8_t* header, size_t headerBytes) {
+void putC2hTermReq(std::vector<uint8_t>& out, const ProtocolError& error, const uint8_t* header, size_t headerBytes) {
     constexpr uint32_t BYTES = 24;
     const auto copied = static_cast<uint32_t>(std::min<size_t>(headerBytes, MOST_TERM_DATA_BYTES));
     const size_t start = beginPdu(out, PDU_C2H_TERM_REQ, 0, BYTES, 0, BYTES + copied);
-    putLe16(out.data() + start + 8, offence.fatalError);
-    putLe32(out.data() + start + 10, offence.information);
+    putLe16(out.data() + start + 8, error.fatalError);
+    putLe32(out.data() + start + 10, error.information);
     out.insert(out.end(), header, header + copied);
 }
 

@@ -49,7 +49,7 @@ struct Framing {
     uint8_t hostAlignment = 0;  ///< HPDA: data to the host begins at a multiple of (HPDA + 1) dwords
 };
 
-struct Offence {
+struct ProtocolError {
     uint16_t fatalError = 0;
     uint32_t information = 0;  ///< FEI
 };
@@ -66,11 +66,11 @@ struct Pdu {
     bool isDataDamaged = false;  ///< by its digest: the command fails, the connection goes on
 };
 
-enum class Parse { INCOMPLETE, COMPLETE, OFFENCE };
+enum class Parse { INCOMPLETE, COMPLETE, ERROR };
 
 /// Reads the unit at the head of `bytes`. Only INCOMPLETE depends on how much of it has come: a unit that breaks the
-/// rules is an offence as soon as its first 8 bytes show it, and never asks for more than MOST_PDU_BYTES.
-Parse parsePdu(const uint8_t* bytes, size_t size, const Framing& framing, Pdu& pdu, Offence& offence);
+/// rules is an error as soon as its first 8 bytes show it, and never asks for more than MOST_PDU_BYTES.
+Parse parsePdu(const uint8_t* bytes, size_t size, const Framing& framing, Pdu& pdu, ProtocolError& error);
 
 // Units for the host, appended to `out`.
 
@@ -83,7 +83,7 @@ void putR2t(std::vector<uint8_t>& out, const Framing& framing, uint16_t commandI
 void putC2hData(std::vector<uint8_t>& out, const Framing& framing, uint16_t commandId, const std::vector<uint8_t>& data,
                 bool isSuccess);
 /// `header`: what came of the offending unit's header; up to 128 bytes of it go back.
-void putC2hTermReq(std::vector<uint8_t>& out, const Offence& offence, const uint8_t* header, size_t headerBytes);
+void putC2hTermReq(std::vector<uint8_t>& out, const ProtocolError& error, const uint8_t* header, size_t headerBytes);
 
 /// CRC-32C, the digest of headers and data.
 uint32_t crc32c(const uint8_t* data, size_t size);

@@ -25,18 +25,18 @@ Bytes joined(std::initializer_list<Bytes> parts) {
 /// The unit of exactly these bytes; a failure when it is none.
 Pdu parsed(const Bytes& bytes, const Framing& framing) {
     Pdu pdu;
-    Offence offence;
-    EXPECT_EQ(parsePdu(bytes.data(), bytes.size(), framing, pdu, offence), Parse::COMPLETE);
+    ProtocolError error;
+    EXPECT_EQ(parsePdu(bytes.data(), bytes.size(), framing, pdu, error), Parse::COMPLETE);
     EXPECT_EQ(pdu.totalBytes, bytes.size());
     return pdu;
 }
 
 /// "error/information" of bytes that break the rules.
-std::string offenceOf(const Bytes& bytes, const Framing& framing) {
+std::string errorOf(const Bytes& bytes, const Framing& framing) {
     Pdu pdu;
-    Offence offence;
-    if (parsePdu(bytes.data(), bytes.size(), framing, pdu, offence) != Parse::OFFENCE) return "none";
-    return std::to_string(offence.fatalError) + "/" + std::to_string(offence.information);
+    ProtocolError error;
+    if (parsePdu(bytes.data(), bytes.size(), framing, pdu, error) != Parse::ERROR) return "none";
+    return std::to_string(error.fatalError) + "/" + std::to_string(error.information);
 }
 
 TEST(Pdu, HasTheDigestOfItsKind) {
@@ -74,24 +74,24 @@ TEST(Pdu, HasItsDigestsChecked) {
     EXPECT_EQ(Bytes(pdu.data, pdu.data + pdu.dataBytes), data);
     EXPECT_FALSE(pdu.isDataDamaged);
     EXPECT_TRUE(parsed(joined({header, headerDigest, data, bytesOf("00000000")}), DIGESTS).isDataDamaged);
-    EXPECT_EQ(offenceOf(joined({header, bytesOf("04030201"), data, dataDigest}), DIGESTS), "3/16909060");
+    EXPECT_EQ(errorOf(joined({header, bytesOf("04030201"), data, dataDigest}), DIGESTS), "3/16909060");
 }
 
 TEST(Pdu, IsIncompleteUntilItsLastByte) {
     const Bytes unit = joined({bytesOf("04 00 48 48 4C000000"), Bytes(64), bytesOf("01020304")});
     for (size_t size = 0; size < unit.size(); ++size) {
         Pdu pdu;
-        Offence offence;
-        EXPECT_EQ(parsePdu(unit.data(), size, PLAIN, pdu, offence), Parse::INCOMPLETE) << size;
+        ProtocolError error;
+        EXPECT_EQ(parsePdu(unit.data(), size, PLAIN, pdu, error), Parse::INCOMPLETE) << size;
     }
     parsed(unit, PLAIN);
 }
 
-TEST(Pdu, ThatBreaksARuleIsAnOffenceAtItsEighthByte) {
+TEST(Pdu, ThatBreaksARuleIsAnErrorAtItsEighthByte) {
     const struct {
         const char* bytes;
         Framing framing;
-        const char* offence;
+        const char* error;
         const char* why;
     } CASES[] = {
         {"01 00 80 00 80000000", PLAIN, "1/0", "a kind of the controller"},
@@ -114,11 +114,11 @@ TEST(Pdu, ThatBreaksARuleIsAnOffenceAtItsEighthByte) {
         {"04 00 48 50 4C000000", PLAIN, "1/4", "data after its end"},
         {"04 03 48 4C 4E000000", DIGESTS, "1/4", "no room for the data's digest"},
     };
-    for (const auto& c : CASES) EXPECT_EQ(offenceOf(bytesOf(c.bytes), c.framing), c.offence) << c.why;
+    for (const auto& c : CASES) EXPECT_EQ(errorOf(bytesOf(c.bytes), c.framing), c.error) << c.why;
 }
 
 TEST(Pdu, OfDataSaysTheLengthTwice) {
-    EXPECT_EQ(offenceOf(bytesOf("06 00 18 18 1C000000 0100 0200 00000000 05000000 00000000"), PLAIN), "1/16");
+    EXPECT_EQ(errorOf(bytesOf("06 00 18 18 1C000000 0100 0200 00000000 05000000 00000000"), PLAIN), "1/16");
 }
 
 TEST(Pdu, ForTheHostIsLaidOutAsTheStandardSays) {
@@ -143,7 +143,7 @@ TEST(Pdu, ForTheHostIsLaidOutAsTheStandardSays) {
     EXPECT_EQ(out, bytesOf("07 0C 18 20 23000000 3412 0000 00000000 03000000 00000000 0000000000000000 AABBCC"));
 
     out.clear();
-    putC2hTermReq(out, Offence{1, 0x0A}, bytesOf("0400").data(), 2);
+    putC2hTermReq(out, ProtocolError{1, 0x0A}, bytesOf("0400").data(), 2);
     EXPECT_EQ(out, bytesOf("03 00 18 00 1A000000 0100 0A000000 00000000000000000000 0400"));
 }
 
@@ -158,7 +158,7 @@ TEST(Pdu, ForTheHostHasDigests) {
 
 TEST(Pdu, OfATerminationCopiesAHeaderAtMost) {
     Bytes out;
-    putC2hTermReq(out, Offence{2, 0}, Bytes(200, 1).data(), 200);
+    putC2hTermReq(out, ProtocolError{2, 0}, Bytes(200, 1).data(), 200);
     EXPECT_EQ(out.size(), 24U + 128U);
     EXPECT_EQ(out[4], 152);
 }
