@@ -72,7 +72,7 @@ std::string nameAt(const std::vector<uint8_t>& data, size_t offset) {
 }
 
 /// Finds hosts that are gone without a word, also those that promised no keep alive.
-void watchOver(int descriptor) {
+void enableTcpKeepAlive(int descriptor) {
     const int on = 1;
     const int idleSeconds = 30;
     const int userTimeoutMs = 60000;
@@ -206,7 +206,7 @@ void Target::accept(size_t port) {
                                       [&](const auto& each) { return isOfPort(each) && each->peer == address; });
     const bool isFull = static_cast<size_t>(ofPort) >= MAX_CONNECTIONS || static_cast<size_t>(ofPeer) >= MAX_OF_PEER;
     if (isFull || !leavesRoom(socket.get())) return;
-    watchOver(socket.get());
+    enableTcpKeepAlive(socket.get());
     adopt(std::move(socket), address, port);
 }
 
