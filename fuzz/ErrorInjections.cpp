@@ -95,7 +95,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
         REQUIRE(isSame(entries, before));
         return 0;
     }
-    REQUIRE(entries.size() <= MOST_ERROR_INJECTIONS);
+    REQUIRE(entries.size() <= MAX_ERROR_INJECTIONS);
     for (const ErrorInjection& entry : entries) REQUIRE(entry.type != 0);
     checkData(entries);
     std::vector<ErrorInjection> again;

@@ -46,7 +46,7 @@ void checkTelemetry(const uint8_t* data, size_t size) {
     const auto bytes = copied(data, TelemetryHeader::BYTES);
     const TelemetryHeader header(bytes.getData());
     uint64_t last = TelemetryHeader::BLOCK_BYTES;
-    for (unsigned area = 0; area <= TelemetryHeader::MOST_AREAS; ++area) {
+    for (unsigned area = 0; area <= TelemetryHeader::MAX_AREAS; ++area) {
         const uint64_t length = header.lengthBytes(area);
         REQUIRE(length >= last && length % TelemetryHeader::BLOCK_BYTES == 0);
         REQUIRE(length <= uint64_t{65536} * TelemetryHeader::BLOCK_BYTES);

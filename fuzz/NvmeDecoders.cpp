@@ -100,8 +100,8 @@ void checkProperties(const Payload& data) {
     std::vector<uint8_t> identify(IDENTIFY_BYTES);
     std::memcpy(identify.data(), data.getData(), std::min<size_t>(data.getSize(), identify.size()));
     const NamespaceProperties properties(identify.data());
-    REQUIRE(properties.numberOfFormats <= NamespaceProperties::MOST_FORMATS);
-    REQUIRE(properties.formatIndex() < NamespaceProperties::MOST_FORMATS);
+    REQUIRE(properties.numberOfFormats <= NamespaceProperties::MAX_FORMATS);
+    REQUIRE(properties.formatIndex() < NamespaceProperties::MAX_FORMATS);
     (void)properties.format().dataBytes();
     const ControllerCapabilities controller(identify.data());
     for (const LogPageRow* row = logPagesBegin(); row != logPagesEnd(); ++row) {

@@ -25,13 +25,13 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     ProtocolError error;
     const Parse parse = parsePdu(stream.data(), stream.size(), framing, pdu, error);
     if (parse == Parse::COMPLETE) {
-        REQUIRE(pdu.totalBytes >= pdu.headerBytes && pdu.totalBytes <= MOST_PDU_BYTES);
+        REQUIRE(pdu.totalBytes >= pdu.headerBytes && pdu.totalBytes <= MAX_PDU_BYTES);
         REQUIRE(isInside(pdu.header, pdu.headerBytes, stream));
         REQUIRE(isInside(pdu.data, pdu.dataBytes, stream));
         REQUIRE(pdu.data >= pdu.header + pdu.headerBytes || pdu.dataBytes == 0);
     }
     if (parse == Parse::ERROR) REQUIRE(error.fatalError != 0);
-    if (parse == Parse::INCOMPLETE) REQUIRE(stream.size() < MOST_PDU_BYTES);
+    if (parse == Parse::INCOMPLETE) REQUIRE(stream.size() < MAX_PDU_BYTES);
     // What has come decides once and for all: fewer bytes are either the same error or not enough.
     const std::vector<uint8_t> head(stream.begin(), stream.begin() + static_cast<std::ptrdiff_t>(stream.size() / 2));
     Pdu part;

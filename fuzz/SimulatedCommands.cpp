@@ -46,7 +46,7 @@ Description describe(FuzzInput& input) {
     description.model = (kind & 1) != 0 ? ModelId::OCP : ModelId::VELKO;
     description.serialNumber = "FUZZ";
     description.sizeBytes = (kind & 2) != 0 ? uint64_t{16} << 30 : uint64_t{4} << 20;
-    description.mostNamespaces = NAMESPACES[kind >> 2 & 3];
+    description.maxNamespaces = NAMESPACES[kind >> 2 & 3];
     if ((kind & 0x10) != 0) {
         const uint8_t missing = input.byte();
         for (size_t i = 0; i < std::size(SWITCHES); ++i) description.*SWITCHES[i] = (missing >> i & 1) == 0;

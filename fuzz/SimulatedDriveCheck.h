@@ -37,7 +37,7 @@ inline void checkLimits(const features::simulator::DriveFolder& drive) {
     uint64_t allocated = 0;
     std::set<uint32_t> generations;
     for (const auto& [nsid, ns] : drive.state.namespaces) {
-        REQUIRE(nsid <= description.mostNamespaces);
+        REQUIRE(nsid <= description.maxNamespaces);
         REQUIRE(ns.mediaGeneration < drive.state.nextMediaGeneration && generations.insert(ns.mediaGeneration).second);
         REQUIRE(ns.size <= description.sizeBytes >> model.formats[ns.format].dataShift);
         allocated += allocatedBytes(model, ns);

@@ -31,7 +31,7 @@ namespace {
 
 constexpr const char* DEFAULT_MODEL = "velko";
 constexpr const char* DEFAULT_SIZE = "16GiB";
-constexpr uint64_t MOST_DRIVES = 10000;
+constexpr uint64_t MAX_DRIVES = 10000;
 
 Status refused(int error, const std::string& message) {
     return Status(CATEGORY_OS, static_cast<uint32_t>(error), message);
@@ -155,7 +155,7 @@ std::string readNewDrive(const CommandLine& line, DriveStore::NewDrive& drive, u
     if (model == nullptr) return "--model takes velko, ocp or nvme-1.4.";
     drive.description.setModel(model->id);
     const bool isCount = isInteger(line.option("count", "1")) && parseSize(line.option("count", "1"), count);
-    if (!isCount || count == 0 || count > MOST_DRIVES) return "--count takes 1 to " + std::to_string(MOST_DRIVES) + ".";
+    if (!isCount || count == 0 || count > MAX_DRIVES) return "--count takes 1 to " + std::to_string(MAX_DRIVES) + ".";
     if (!parseSize(line.option("size", DEFAULT_SIZE), drive.description.sizeBytes)) {
         return "--size takes a number of bytes, or one with K, M, G, T, Ki, Mi, Gi or Ti.";
     }

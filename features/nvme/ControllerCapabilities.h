@@ -80,7 +80,7 @@ struct ControllerCapabilities {
     bool activatesFirmwareWithoutReset() const { return (frmw & 0x10) != 0; }
     uint32_t errorLogEntries() const { return elpe + 1U; }
     /// The most namespaces that may be there at a time; identifiers may go higher.
-    uint32_t mostNamespaces() const { return mnan != 0 ? mnan : nn; }
+    uint32_t maxNamespaces() const { return mnan != 0 ? mnan : nn; }
 };
 
 }  // namespace features::nvme

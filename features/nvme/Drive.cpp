@@ -23,12 +23,12 @@ namespace {
 constexpr uint32_t PAGE_BYTES = 4096;
 /// Where the controller sets no limit, and the most that is tried: the kernel takes 256 pages in one request.
 constexpr uint32_t UNLIMITED_TRANSFER_BYTES = 256 * 1024;
-constexpr uint32_t MOST_TRANSFER_BYTES = 1024 * 1024;
+constexpr uint32_t MAX_TRANSFER_BYTES = 1024 * 1024;
 
 /// Number of Dwords has 12 bits where the controller has no extended data.
-constexpr uint32_t MOST_PLAIN_LOG_BYTES = 4096 * 4;
+constexpr uint32_t MAX_PLAIN_LOG_BYTES = 4096 * 4;
 /// Log Specific Field: 4 bits, 7 since NVMe 2.0.
-constexpr uint8_t MOST_LOG_SPECIFIC_FIELD = 0x7F;
+constexpr uint8_t MAX_LOG_SPECIFIC_FIELD = 0x7F;
 
 bool isWholeDwords(uint64_t bytes) {
     return bytes % 4 == 0;
@@ -163,10 +163,10 @@ Status Drive::maxTransferBytes(uint32_t& bytes) {
         const Status status = identifyController(identify);
         if (failed(status)) return status;
         const unsigned mdts = ControllerCapabilities(identify).mdts;
-        maxTransferBytes_ = mdts == 0                                   ? UNLIMITED_TRANSFER_BYTES
-                            : mdts >= 32                                ? MOST_TRANSFER_BYTES
-                            : PAGE_BYTES >= MOST_TRANSFER_BYTES >> mdts ? MOST_TRANSFER_BYTES
-                                                                        : PAGE_BYTES << mdts;
+        maxTransferBytes_ = mdts == 0                                  ? UNLIMITED_TRANSFER_BYTES
+                            : mdts >= 32                               ? MAX_TRANSFER_BYTES
+                            : PAGE_BYTES >= MAX_TRANSFER_BYTES >> mdts ? MAX_TRANSFER_BYTES
+                                                                       : PAGE_BYTES << mdts;
     }
     bytes = maxTransferBytes_;
     return Status();
@@ -202,7 +202,7 @@ Status Drive::readLogPage(const LogPageRequest& request, uint64_t length, Payloa
 
 Status Drive::readLogPieces(const LogPageRequest& request, uint64_t length, const TakePiece& take) {
     if (length == 0 || !isWholeDwords(length) || !isWholeDwords(request.offset) ||
-        std::max(request.lsp, request.lspOfFurtherPieces) > MOST_LOG_SPECIFIC_FIELD)
+        std::max(request.lsp, request.lspOfFurtherPieces) > MAX_LOG_SPECIFIC_FIELD)
         return statuses::requestOutOfBounds();
     LogPieces pieces;
     Status status = logPieces(request, length, pieces);
@@ -230,7 +230,7 @@ Status Drive::logPieces(const LogPageRequest& request, uint64_t length, LogPiece
     if (succeeded(status)) status = maxTransferBytes(pieces.bytes);
     if (failed(status)) return status;
     if (ControllerCapabilities(identify).supportsExtendedLogData()) return Status();
-    pieces = {std::min(pieces.bytes, MOST_PLAIN_LOG_BYTES), false};
+    pieces = {std::min(pieces.bytes, MAX_PLAIN_LOG_BYTES), false};
     return request.offset == 0 ? Status() : noExtendedData();
 }
 

@@ -328,7 +328,7 @@ constexpr struct {
 constexpr size_t OFFSET_NPSS = 263;
 constexpr size_t OFFSET_POWER_STATES = 2048;
 constexpr size_t POWER_STATE_BYTES = 32;
-constexpr unsigned MOST_POWER_STATES = 32;
+constexpr unsigned MAX_POWER_STATES = 32;
 constexpr size_t OFFSET_LBA_FORMATS = 128;
 constexpr size_t LBA_FORMAT_BYTES = 4;
 constexpr size_t UUID_ENTRY_BYTES = 32;
@@ -392,7 +392,7 @@ FieldTree decodeIdentifyController(const Payload& data) {
     FieldTree tree{"Identify Controller", {}, {}};
     addFields(tree, CONTROLLER_FIELDS, data.getData(), data.getSize());
     if (data.getSize() <= OFFSET_NPSS) return tree;
-    const unsigned states = std::min(data.getData()[OFFSET_NPSS] + 1U, MOST_POWER_STATES);
+    const unsigned states = std::min(data.getData()[OFFSET_NPSS] + 1U, MAX_POWER_STATES);
     for (unsigned i = 0; i < states; ++i) {
         const size_t at = OFFSET_POWER_STATES + i * POWER_STATE_BYTES;
         if (at + POWER_STATE_BYTES > data.getSize()) break;

@@ -25,13 +25,13 @@ uint64_t errorInformationLength(const ControllerCapabilities& controller, const 
 
 /// Logs 0Bh and 0Fh: a count of 8 bytes and as many identifiers of 2 bytes. An identifier can be there once.
 uint64_t aggregateLength(const ControllerCapabilities&, const uint8_t* head) {
-    constexpr uint64_t MOST_IDENTIFIERS = 65535;
-    return roundedUpToDword(8 + 2 * std::min(le64(head), MOST_IDENTIFIERS));
+    constexpr uint64_t MAX_IDENTIFIERS = 65535;
+    return roundedUpToDword(8 + 2 * std::min(le64(head), MAX_IDENTIFIERS));
 }
 
 /// The head gives how many groups there are, but not how many namespaces they hold: the most that the controller takes.
 uint64_t anaLength(const ControllerCapabilities& controller, const uint8_t* head) {
-    return 16 + uint64_t{32} * le16(head + 8) + uint64_t{4} * controller.mostNamespaces();
+    return 16 + uint64_t{32} * le16(head + 8) + uint64_t{4} * controller.maxNamespaces();
 }
 
 uint64_t lbaStatusLength(const ControllerCapabilities&, const uint8_t* head) {

@@ -144,7 +144,7 @@ constexpr FieldRow SANITIZE_FIELDS[] = {  // section 5.14.1.16.2
 constexpr size_t ERROR_ENTRY_BYTES = 64;
 constexpr size_t SELF_TEST_HEAD_BYTES = 4;
 constexpr size_t SELF_TEST_RESULT_BYTES = 28;
-constexpr unsigned MOST_SELF_TEST_RESULTS = 20;
+constexpr unsigned MAX_SELF_TEST_RESULTS = 20;
 
 }  // namespace
 
@@ -166,7 +166,7 @@ FieldTree decodeFirmwareSlots(const Payload& data) {
 
 FieldTree decodeSelfTest(const Payload& data) {
     FieldTree tree = decodeTable("Device Self-test", SELF_TEST_FIELDS, data);
-    for (unsigned i = 0; i < MOST_SELF_TEST_RESULTS; ++i) {
+    for (unsigned i = 0; i < MAX_SELF_TEST_RESULTS; ++i) {
         const size_t at = SELF_TEST_HEAD_BYTES + i * SELF_TEST_RESULT_BYTES;
         if (at + SELF_TEST_RESULT_BYTES > data.getSize()) break;
         const uint8_t* result = data.getData() + at;

@@ -15,7 +15,7 @@ NamespaceProperties::NamespaceProperties(const uint8_t* identify)
       dps(identify[29]),
       mc(identify[27]),
       nmic(identify[30]),
-      numberOfFormats(static_cast<uint8_t>(std::min(identify[25] + 1U, MOST_FORMATS))),
+      numberOfFormats(static_cast<uint8_t>(std::min(identify[25] + 1U, MAX_FORMATS))),
       formats{} {
     constexpr unsigned OFFSET_FORMATS = 128;
     for (unsigned i = 0; i < numberOfFormats; ++i) {

@@ -6,7 +6,7 @@ namespace features::nvme {
 
 /// The fields of Identify Namespace that the library acts on.
 struct NamespaceProperties {
-    static constexpr unsigned MOST_FORMATS = 64;
+    static constexpr unsigned MAX_FORMATS = 64;
 
     /// `identify`: 4,096 bytes.
     explicit NamespaceProperties(const uint8_t* identify);
@@ -29,7 +29,7 @@ struct NamespaceProperties {
     uint8_t mc;
     uint8_t nmic;
     uint8_t numberOfFormats;  ///< not 0-based
-    LbaFormat formats[MOST_FORMATS];
+    LbaFormat formats[MAX_FORMATS];
 
     /// The format in use: FLBAS bits 3:0, and 6:5 above them where the namespace has more than 16.
     uint8_t formatIndex() const {

@@ -41,10 +41,10 @@ constexpr FieldRow LED_ACTIVITY[] = {
 constexpr FieldRow DYNAMIC_MMIO[] = {
     keyed(key::dynamicMMIOEnabled, flag("EN", "Dynamic MMIO Enabled", 0, 0)),
 };
-constexpr Word MOST_CRC_ERRORS[] = {{0xFFFFFFFF, "4294967295 or more"}, {}};
+constexpr Word MAX_CRC_ERRORS[] = {{0xFFFFFFFF, "4294967295 or more"}, {}};
 constexpr FieldRow RESET_CRC[] = {
     keyed(key::crcErrorCount,
-          inWords(MOST_CRC_ERRORS, bitsRow("CRC", "CRC Error Count since the last reset", 0, 31, 0))),
+          inWords(MAX_CRC_ERRORS, bitsRow("CRC", "CRC Error Count since the last reset", 0, 31, 0))),
 };
 constexpr FieldRow THERMAL_THROTTLE_DISABLE[] = {
     keyed(key::disableThermalThrottle, flag("DIS", "Disable Thermal Throttle", 0, 0)),

@@ -37,7 +37,7 @@ inline constexpr uint32_t VELKO_BACKGROUND_BYTES = 64;
 /// Of the binary logs D3h to D7h: header, trailer, and the most that a whole log may be.
 inline constexpr uint32_t VELKO_LOG_HEADER_BYTES = 64;
 inline constexpr uint32_t VELKO_LOG_TRAILER_BYTES = 4;
-inline constexpr uint64_t VELKO_MOST_LOG_BYTES = 256ULL * 1024 * 1024;
+inline constexpr uint64_t VELKO_MAX_LOG_BYTES = 256ULL * 1024 * 1024;
 
 /// Maximum LBA and Native Maximum LBA.
 inline constexpr uint32_t VELKO_LBA_BYTES = 16;

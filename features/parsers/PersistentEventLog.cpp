@@ -30,7 +30,7 @@ constexpr size_t OFFSET_SEB = 480;
 /// Of an event.
 constexpr size_t EVENT_HEADER_BYTES = 24;
 constexpr size_t EVENT_LENGTH_END = 3;
-constexpr size_t MOST_DAMAGES_TOLD = 10;
+constexpr size_t MAX_DAMAGES_SHOWN = 10;
 
 // clang-format off
 constexpr Word PORT_TYPES[] = {
@@ -168,9 +168,9 @@ FieldTree headerTree(const uint8_t* data, size_t size) {
 
 std::string PersistentEventLog::damageText() const {
     std::string text;
-    for (size_t i = 0; i < std::min(damages.size(), MOST_DAMAGES_TOLD); ++i) text += damages[i] + ". ";
-    if (damages.size() > MOST_DAMAGES_TOLD)
-        text += std::to_string(damages.size() - MOST_DAMAGES_TOLD) + " more events are damaged. ";
+    for (size_t i = 0; i < std::min(damages.size(), MAX_DAMAGES_SHOWN); ++i) text += damages[i] + ". ";
+    if (damages.size() > MAX_DAMAGES_SHOWN)
+        text += std::to_string(damages.size() - MAX_DAMAGES_SHOWN) + " more events are damaged. ";
     if (!end.empty()) return text + end + ".";
     if (!text.empty()) text.pop_back();
     return text;

@@ -224,8 +224,8 @@ struct EventRow {
     uint8_t type;
     const char* name;
     FieldRows fields;
-    size_t leastBytes;  ///< of its data
-    /// What follows the fields, when there are `leastBytes` at least; null: nothing.
+    size_t minBytes;  ///< of its data
+    /// What follows the fields, when there are `minBytes` at least; null: nothing.
     std::string (*addRest)(FieldTree& tree, const uint8_t* data, size_t size);
 };
 
@@ -274,9 +274,9 @@ std::string addEventData(FieldTree& tree, uint8_t type, const uint8_t* data, siz
     const EventRow* row = findEvent(type);
     if (row == nullptr) return addAsBytes(tree, data, size);
     addFields(tree, row->fields, data, size);
-    if (size < row->leastBytes)
+    if (size < row->minBytes)
         return "its data has " + std::to_string(size) + " bytes, and such an event has " +
-               std::to_string(row->leastBytes) + " at least";
+               std::to_string(row->minBytes) + " at least";
     return row->addRest == nullptr ? std::string() : row->addRest(tree, data, size);
 }
 

@@ -24,7 +24,7 @@ TelemetryHeader::TelemetryHeader(const uint8_t* header)
 
 uint64_t TelemetryHeader::lengthBytes(unsigned area) const {
     // Some drives leave the last block of an area that is empty at 0, after one that is not.
-    const unsigned areas = std::min(area, MOST_AREAS);
+    const unsigned areas = std::min(area, MAX_AREAS);
     const uint16_t last = areas == 0 ? uint16_t{0} : *std::max_element(lastBlock, lastBlock + areas);
     return (uint64_t{last} + 1) * BLOCK_BYTES;
 }

@@ -12,7 +12,7 @@ namespace features::parsers {
 struct TelemetryHeader {
     static constexpr uint32_t BYTES = 512;
     static constexpr uint32_t BLOCK_BYTES = 512;
-    static constexpr unsigned MOST_AREAS = 3;
+    static constexpr unsigned MAX_AREAS = 3;
 
     /// `header`: 512 bytes.
     explicit TelemetryHeader(const uint8_t* header);
@@ -21,7 +21,7 @@ struct TelemetryHeader {
     uint64_t lengthBytes(unsigned area) const;
 
     uint8_t lid;
-    uint16_t lastBlock[MOST_AREAS];
+    uint16_t lastBlock[MAX_AREAS];
     /// Counts the captures of the log: of the controller's (TCDGN) in log 08h, of the host's in log 07h since NVMe 2.0;
     /// before that it is always 0.
     uint8_t generation;

@@ -11,7 +11,7 @@ namespace simdrive::tcp {
 inline constexpr uint8_t OPCODE_FABRICS = 0x7F;
 
 /// The most data that one command carries: MDTS of Identify is never above it.
-inline constexpr uint32_t MOST_TRANSFER_BYTES = 1 << 20;
+inline constexpr uint32_t MAX_TRANSFER_BYTES = 1 << 20;
 
 /// Bits 1:0 of an opcode, and of a Fabrics command type.
 enum class Direction : uint8_t { NONE = 0, TO_CONTROLLER = 1, TO_HOST = 2, BOTH = 3 };

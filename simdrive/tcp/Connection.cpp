@@ -26,7 +26,7 @@ constexpr uint8_t SGL_TRANSPORT = 0x5A;   ///< Transport Data Block, sub type Tr
 constexpr uint16_t HEAD_WITHOUT_FLOW_CONTROL = 0xFFFF;
 /// One transfer at a time, so one tag will do.
 constexpr uint16_t TRANSFER_TAG = 1;
-constexpr uint8_t MOST_ALIGNMENT = 31;
+constexpr uint8_t MAX_ALIGNMENT = 31;
 
 }  // namespace
 
@@ -34,7 +34,7 @@ Connection::Connection(ostrel::core::FileDescriptor socket, CommandHandler& hand
     : socket_(std::move(socket)), handler_(handler) {}
 
 bool Connection::wantsToRead() const {
-    return !isClosing_ && !isOver_ && waitingBytes() < MOST_WAITING_BYTES;
+    return !isClosing_ && !isOver_ && waitingBytes() < MAX_WAITING_BYTES;
 }
 
 size_t Connection::waitingBytes() const {
@@ -116,7 +116,7 @@ ProtocolError Connection::take(const Pdu& pdu) {
 ProtocolError Connection::takeInitialization(const Pdu& pdu) {
     const uint16_t formatVersion = le16(pdu.header + 8);
     if (formatVersion != 0) return {FATAL_UNSUPPORTED_PARAMETER, 8};
-    if (pdu.header[10] > MOST_ALIGNMENT) return {FATAL_INVALID_HEADER, 10};
+    if (pdu.header[10] > MAX_ALIGNMENT) return {FATAL_INVALID_HEADER, 10};
     framing_.hostAlignment = pdu.header[10];
     framing_.headerDigest = (pdu.header[11] & 1) != 0;
     framing_.dataDigest = (pdu.header[11] & 2) != 0;
@@ -139,7 +139,7 @@ Reply Connection::checkDataPointer(const Capsule& capsule, const Pdu& pdu) const
         return capsule.sglLength() <= room ? Reply() : Reply::refusal(SCT_GENERIC, SC_DATA_SGL_LENGTH);
     }
     if (capsule.sglType() != SGL_TRANSPORT) return Reply::refusal(SCT_GENERIC, SC_SGL_TYPE);
-    const bool isTooLong = direction == Direction::TO_CONTROLLER && capsule.sglLength() > MOST_TRANSFER_BYTES;
+    const bool isTooLong = direction == Direction::TO_CONTROLLER && capsule.sglLength() > MAX_TRANSFER_BYTES;
     return isTooLong ? Reply::refusal(SCT_GENERIC, SC_DATA_SGL_LENGTH) : Reply();
 }
 

@@ -30,7 +30,7 @@ public:
 /// data, and replies into bytes.
 ///
 /// Memory:  input of one unit, data of one command that is being fetched, and answers of one command beyond
-///          MOST_WAITING_BYTES: while that much waits for the host, nothing more is read from it.
+///          MAX_WAITING_BYTES: while that much waits for the host, nothing more is read from it.
 /// Errors:  a host that breaks the rules gets a C2HTermReq and is closed when that is sent.
 /// Threads: one.
 class Connection {
@@ -80,7 +80,7 @@ public:
     uint64_t nextDueMs() const;
 
 private:
-    static constexpr size_t MOST_WAITING_BYTES = 256 * 1024;
+    static constexpr size_t MAX_WAITING_BYTES = 256 * 1024;
 
     /// A command whose data are fetched, or wait for their turn.
     struct Transfer {

@@ -101,7 +101,7 @@ Reply DiscoveryController::getLogPage(const Capsule& capsule, std::vector<uint8_
     const uint64_t length = ((capsule.cdw(10) >> 16 | uint64_t{capsule.cdw(11) & 0xFFFF} << 16) + 1) * 4;
     const uint64_t offset = capsule.cdw(12) | uint64_t{capsule.cdw(13)} << 32;
     const std::vector<uint8_t> log = discoveryLog(places_);
-    if (offset % 4 != 0 || offset >= log.size() || length > MOST_TRANSFER_BYTES) {
+    if (offset % 4 != 0 || offset >= log.size() || length > MAX_TRANSFER_BYTES) {
         return Reply::refusal(SCT_GENERIC, SC_INVALID_FIELD);
     }
     data.assign(length, 0);

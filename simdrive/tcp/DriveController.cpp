@@ -51,7 +51,7 @@ Reply DriveController::runAdmin(const Capsule& capsule, std::vector<uint8_t>& da
     Reply reply = execute(capsule, true, data);
     if (!reply.isSuccess() || reply.isHeld) return reply;
     if (isIdentifyController(capsule)) putFabricsIdentity(data);
-    if (isNumberOfQueues(capsule)) reply.result = boundedQueues(static_cast<uint32_t>(reply.result), MOST_IO_QUEUES);
+    if (isNumberOfQueues(capsule)) reply.result = boundedQueues(static_cast<uint32_t>(reply.result), MAX_IO_QUEUES);
     return reply;
 }
 

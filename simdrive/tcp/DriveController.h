@@ -19,7 +19,7 @@ public:
     DriveController(features::simulator::Controller& drive, Host host, uint32_t keepAliveMs, uint64_t nowMs);
 
     void lookAfterDrive(uint64_t nowMs) override;
-    uint16_t mostIoQueues() const override { return MOST_IO_QUEUES; }
+    uint16_t maxIoQueues() const override { return MAX_IO_QUEUES; }
 
 protected:
     Reply runAdmin(const Capsule& capsule, std::vector<uint8_t>& data) override;
@@ -30,7 +30,7 @@ protected:
     void cancelEventRequest() override { drive_.cancelEventRequest(); }
 
 private:
-    static constexpr uint16_t MOST_IO_QUEUES = 64;
+    static constexpr uint16_t MAX_IO_QUEUES = 64;
     void reportEvents();
     Reply execute(const Capsule& capsule, bool isAdmin, std::vector<uint8_t>& data);
 

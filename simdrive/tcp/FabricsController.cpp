@@ -36,7 +36,7 @@ constexpr uint32_t CSTS_READY = 1;
 constexpr uint32_t CSTS_SHUTDOWN_COMPLETE = 2 << 2;
 constexpr uint32_t NSSR_NVME = 0x4E564D65;
 
-constexpr size_t MOST_EVENT_REQUESTS = 4;
+constexpr size_t MAX_EVENT_REQUESTS = 4;
 /// KAS: a host may be so much later than it promised.
 constexpr uint32_t KEEP_ALIVE_GRANULARITY_MS = 1000;
 
@@ -194,7 +194,7 @@ Reply FabricsController::abort(const Capsule& capsule) {
 }
 
 Reply FabricsController::takeEventRequest(const Capsule& capsule) {
-    if (eventRequests_.size() == MOST_EVENT_REQUESTS) return Reply::refusal(SCT_COMMAND, SC_EVENT_LIMIT);
+    if (eventRequests_.size() == MAX_EVENT_REQUESTS) return Reply::refusal(SCT_COMMAND, SC_EVENT_LIMIT);
     const Reply reply = requestEvent(capsule);
     if (reply.isHeld) eventRequests_.push_back(capsule.commandId());
     return reply;
@@ -209,7 +209,7 @@ void FabricsController::completeEventRequest(uint32_t result) {
 /// Keep Alive Timer belongs to the association: the drive itself knows nothing of it.
 Reply FabricsController::keepAliveFeature(const Capsule& capsule) {
     constexpr uint32_t SAVE = 1U << 31;
-    constexpr uint32_t MOST_MS = 0xFFFF * 1000U;
+    constexpr uint32_t MAX_MS = 0xFFFF * 1000U;
     if (capsule.opcode() == ADMIN_GET_FEATURES) {
         constexpr uint32_t CAPABILITY_CHANGEABLE = 4;
         const uint32_t select = capsule.cdw(10) >> 8 & 7;
@@ -218,13 +218,13 @@ Reply FabricsController::keepAliveFeature(const Capsule& capsule) {
         return Reply{0, select == 0 ? keepAliveMs_ : 0, false};
     }
     if ((capsule.cdw(10) & SAVE) != 0) return Reply::refusal(SCT_COMMAND, 0x0D);  // Feature Identifier Not Saveable
-    if (capsule.cdw(11) > MOST_MS) return Reply::refusal(SCT_GENERIC, SC_KEEP_ALIVE_INVALID);
+    if (capsule.cdw(11) > MAX_MS) return Reply::refusal(SCT_GENERIC, SC_KEEP_ALIVE_INVALID);
     keepAliveMs_ = capsule.cdw(11);
     return {};
 }
 
 void putFabricsIdentity(std::vector<uint8_t>& identify) {
-    constexpr uint8_t MDTS = 8;  // pages of 4 KiB: MOST_TRANSFER_BYTES
+    constexpr uint8_t MDTS = 8;  // pages of 4 KiB: MAX_TRANSFER_BYTES
     uint8_t* at = identify.data();
     if (at[77] == 0 || at[77] > MDTS) at[77] = MDTS;
     putLe16(at + 320, KEEP_ALIVE_GRANULARITY_MS / 100);

@@ -52,7 +52,7 @@ public:
     /// be called often: it decides when it looks.
     virtual void lookAfterDrive(uint64_t) {}
     /// I/O queues that a host may have.
-    virtual uint16_t mostIoQueues() const { return 0; }
+    virtual uint16_t maxIoQueues() const { return 0; }
 
 protected:
     virtual Reply runAdmin(const Capsule& capsule, std::vector<uint8_t>& data) = 0;

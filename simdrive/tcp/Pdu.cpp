@@ -16,7 +16,7 @@ namespace {
 
 constexpr uint32_t COMMON_BYTES = 8;
 constexpr uint32_t DIGEST_BYTES = 4;
-constexpr uint32_t MOST_TERM_DATA_BYTES = 128;
+constexpr uint32_t MAX_TERM_DATA_BYTES = 128;
 constexpr size_t AT_FLAGS = 1;
 constexpr size_t AT_HLEN = 2;
 constexpr size_t AT_PDO = 3;
@@ -27,15 +27,15 @@ constexpr size_t AT_DATAL = 16;
 struct Layout {
     uint8_t type;
     uint32_t headerBytes;
-    uint32_t mostDataBytes;
+    uint32_t maxDataBytes;
     bool hasDigests;
     bool hasPdo;
 };
 constexpr Layout LAYOUTS[] = {
     {PDU_IC_REQ, 128, 0, false, false},
-    {PDU_H2C_TERM_REQ, 24, MOST_TERM_DATA_BYTES, false, false},
+    {PDU_H2C_TERM_REQ, 24, MAX_TERM_DATA_BYTES, false, false},
     {PDU_CAPSULE_CMD, 72, IN_CAPSULE_BYTES, true, true},
-    {PDU_H2C_DATA, 24, MOST_H2C_DATA_BYTES, true, true},
+    {PDU_H2C_DATA, 24, MAX_H2C_DATA_BYTES, true, true},
 };
 
 const Layout* layoutOf(uint8_t type) {
@@ -79,7 +79,7 @@ Parse findBounds(const uint8_t* common, const Layout& layout, const Framing& fra
     const uint32_t digestBytes = dataDigest ? DIGEST_BYTES : 0;
     // What lies between header and data may not hide more than the data that are allowed.
     if (bounds.total < bounds.dataBegin + digestBytes ||
-        bounds.total - bounds.dataBegin - digestBytes > layout.mostDataBytes) {
+        bounds.total - bounds.dataBegin - digestBytes > layout.maxDataBytes) {
         return fail(error, FATAL_INVALID_HEADER, AT_PLEN);
     }
     bounds.dataEnd = bounds.total - digestBytes;
@@ -153,7 +153,7 @@ void putIcResp(std::vector<uint8_t>& out, const Framing& framing) {
     const size_t start = beginPdu(out, PDU_IC_RESP, 0, BYTES, 0, BYTES);
     uint8_t* at = out.data() + start;
     at[11] = static_cast<uint8_t>((framing.headerDigest ? 1 : 0) | (framing.dataDigest ? 2 : 0));
-    putLe32(at + 12, MOST_H2C_DATA_BYTES);
+    putLe32(at + 12, MAX_H2C_DATA_BYTES);
 }
 
 void putCapsuleResp(std::vector<uint8_t>& out, const Framing& framing, const uint8_t* entry) {
@@ -196,7 +196,7 @@ void putC2hData(std::vector<uint8_t>& out, const Framing& framing, uint16_t comm
 
 void putC2hTermReq(std::vector<uint8_t>& out, const ProtocolError& error, const uint8_t* header, size_t headerBytes) {
     constexpr uint32_t BYTES = 24;
-    const auto copied = static_cast<uint32_t>(std::min<size_t>(headerBytes, MOST_TERM_DATA_BYTES));
+    const auto copied = static_cast<uint32_t>(std::min<size_t>(headerBytes, MAX_TERM_DATA_BYTES));
     const size_t start = beginPdu(out, PDU_C2H_TERM_REQ, 0, BYTES, 0, BYTES + copied);
     putLe16(out.data() + start + 8, error.fatalError);
     putLe32(out.data() + start + 10, error.information);

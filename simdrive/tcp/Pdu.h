@@ -38,9 +38,9 @@ enum FatalError : uint16_t {
 };
 
 // What the target takes. Together they bound the memory of a connection.
-inline constexpr uint32_t IN_CAPSULE_BYTES = 8192;       ///< data inside a command capsule
-inline constexpr uint32_t MOST_H2C_DATA_BYTES = 131072;  ///< MAXH2CDATA
-inline constexpr uint32_t MOST_PDU_BYTES = 24 + 4 + 255 + MOST_H2C_DATA_BYTES + 4;
+inline constexpr uint32_t IN_CAPSULE_BYTES = 8192;      ///< data inside a command capsule
+inline constexpr uint32_t MAX_H2C_DATA_BYTES = 131072;  ///< MAXH2CDATA
+inline constexpr uint32_t MAX_PDU_BYTES = 24 + 4 + 255 + MAX_H2C_DATA_BYTES + 4;
 
 /// What both sides agreed on in ICReq and ICResp.
 struct Framing {
@@ -69,7 +69,7 @@ struct Pdu {
 enum class Parse { INCOMPLETE, COMPLETE, ERROR };
 
 /// Reads the unit at the head of `bytes`. Only INCOMPLETE depends on how much of it has come: a unit that breaks the
-/// rules is an error as soon as its first 8 bytes show it, and never asks for more than MOST_PDU_BYTES.
+/// rules is an error as soon as its first 8 bytes show it, and never asks for more than MAX_PDU_BYTES.
 Parse parsePdu(const uint8_t* bytes, size_t size, const Framing& framing, Pdu& pdu, ProtocolError& error);
 
 // Units for the host, appended to `out`.

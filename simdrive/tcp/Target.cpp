@@ -30,7 +30,7 @@ constexpr uint8_t FABRICS_AUTH_SEND = 0x05;
 constexpr uint8_t FABRICS_AUTH_RECEIVE = 0x06;
 constexpr size_t CONNECT_DATA_BYTES = 1024;
 constexpr uint16_t ANY_CONTROLLER = 0xFFFF;
-constexpr uint16_t MOST_QUEUE_ENTRIES = 128;
+constexpr uint16_t MAX_QUEUE_ENTRIES = 128;
 /// For a connection that does not become a queue, does not authenticate, or does not take its last output.
 constexpr uint64_t IDLE_MS = 10000;
 /// For a queue in the middle of a unit, or with output that the host does not take: without a byte for so long.
@@ -305,7 +305,7 @@ Reply Target::connect(Connection& connection, const Capsule& capsule, const std:
     if (capsule.word(AT_FORMAT) != 0) return Reply::refusal(SCT_COMMAND, SC_INCOMPATIBLE_FORMAT);
     if (data.size() != CONNECT_DATA_BYTES) return Reply::refusal(SCT_GENERIC, SC_DATA_SGL_LENGTH);
     const uint16_t size0Based = capsule.word(AT_QUEUE_SIZE);
-    if (size0Based == 0 || size0Based >= MOST_QUEUE_ENTRIES) return invalidInCommand(AT_QUEUE_SIZE);
+    if (size0Based == 0 || size0Based >= MAX_QUEUE_ENTRIES) return invalidInCommand(AT_QUEUE_SIZE);
     Host host;
     std::copy_n(data.begin(), host.identifier.size(), host.identifier.begin());
     host.name = nameAt(data, AT_HOST);
@@ -379,7 +379,7 @@ Reply Target::connectAdmin(Connection& connection, const Capsule& capsule, const
     if (isDiscovery) {
         const auto discoveries = std::count_if(controllers_.begin(), controllers_.end(),
                                                [](const auto& each) { return each->isDiscovery(); });
-        if (static_cast<size_t>(discoveries) >= MOST_DISCOVERIES)
+        if (static_cast<size_t>(discoveries) >= MAX_DISCOVERIES)
             return Reply::passingRefusal(SCT_COMMAND, SC_CONTROLLER_BUSY);
         do {
             lastDiscovery_ = static_cast<uint16_t>(
@@ -414,7 +414,7 @@ Reply Target::connectIo(Connection& connection, const Capsule& capsule, const st
     const bool isOfPort = isDiscovery || controller->id() == ports_[connection.port].drive.id();
     if (!isOfPort) return invalidInData(AT_CONTROLLER_ID);
     if (!(controller->host() == host)) return invalidInData(AT_HOST);
-    if (capsule.word(AT_QUEUE_ID) > controller->mostIoQueues()) return invalidInCommand(AT_QUEUE_ID);
+    if (capsule.word(AT_QUEUE_ID) > controller->maxIoQueues()) return invalidInCommand(AT_QUEUE_ID);
     if (!controller->isEnabled() || controller->findQueue(capsule.word(AT_QUEUE_ID)) != nullptr) {
         return Reply::refusal(SCT_GENERIC, SC_COMMAND_SEQUENCE);
     }

@@ -53,7 +53,7 @@ public:
 private:
     static constexpr size_t MAX_CONNECTIONS = 128;
     static constexpr size_t MAX_OF_PEER = 96;  ///< a host with all queues has 65
-    static constexpr size_t MOST_DISCOVERIES = 16;
+    static constexpr size_t MAX_DISCOVERIES = 16;
 
     struct Port {
         features::simulator::Controller& drive;

@@ -46,7 +46,7 @@ struct syscall_info {
 };
 enum { OP_ENTRY = 1, OP_EXIT = 2 };
 
-enum { KILLED = -2, TRANSFER_SHORT = -1, LIST = 0, MOST_CALLS = 1024 };
+enum { KILLED = -2, TRANSFER_SHORT = -1, LIST = 0, MAX_CALLS = 1024 };
 
 /* Which argument of a call is a path, and which a descriptor; -1: none. Other calls are reported by number alone. */
 static const struct {
@@ -158,14 +158,14 @@ static struct {
     long call;
     long target;
     int error;                /* an errno, KILLED, TRANSFER_SHORT or LIST */
-    long numbers[MOST_CALLS]; /* how many of each call there were */
+    long numbers[MAX_CALLS]; /* how many of each call there were */
     pid_t failing;            /* the thread whose call fails and has not returned yet; 0: none */
     int is_counting;          /* execve(2) is over */
     int is_done;
 } run;
 
 static void on_entry(pid_t thread, const struct syscall_info* call) {
-    if (call->u.entry.nr >= MOST_CALLS) return; /* no call of this kernel */
+    if (call->u.entry.nr >= MAX_CALLS) return; /* no call of this kernel */
     const long number = ++run.numbers[call->u.entry.nr];
     const int is_target = (long)call->u.entry.nr == run.call && number == run.target;
     if (run.error == LIST || is_target) print_call(run.report, thread, number, call);

@@ -18,8 +18,8 @@ using namespace ostrel::core;
 
 namespace {
 
-constexpr std::size_t MOST_NAMESPACES_IN_A_LIST = 1024;
-constexpr std::size_t MOST_CONTROLLERS_IN_A_LIST = 2047;
+constexpr std::size_t MAX_NAMESPACES_IN_A_LIST = 1024;
+constexpr std::size_t MAX_CONTROLLERS_IN_A_LIST = 2047;
 constexpr uint16_t LAST_CONTROLLER = 0xFFFF;
 
 constexpr RefusalRow REFUSALS[] = {{0x0, 0x0B, statuses::invalidNamespaceId}};
@@ -77,7 +77,7 @@ Status readNamespaceList(nvme::Drive& drive, uint8_t cns, std::vector<uint32_t>&
         Status status = drive.identify(cns, all.empty() ? 0 : all.back(), 0, data);
         if (failed(status)) return status;
         const std::vector<uint32_t> part = nvme::decodeNamespaceList(data);
-        more = part.size() == MOST_NAMESPACES_IN_A_LIST;
+        more = part.size() == MAX_NAMESPACES_IN_A_LIST;
         if (more && !all.empty() && part.back() <= all.back()) return damagedList(drive);
         all.insert(all.end(), part.begin(), part.end());
     }
@@ -94,7 +94,7 @@ Status readControllerList(nvme::Drive& drive, uint8_t cns, uint32_t nsid, std::v
         if (failed(status)) return status;
         const std::vector<uint16_t> part = nvme::decodeControllerList(data);
         all.insert(all.end(), part.begin(), part.end());
-        more = part.size() == MOST_CONTROLLERS_IN_A_LIST && part.back() != LAST_CONTROLLER;
+        more = part.size() == MAX_CONTROLLERS_IN_A_LIST && part.back() != LAST_CONTROLLER;
         if (more && part.back() < first) return damagedList(drive);
         if (more) first = static_cast<uint16_t>(part.back() + 1);
     }

@@ -64,7 +64,7 @@ constexpr struct {
     SettableProperty property;
     std::optional<uint8_t> FormatRequest::*field;
 } FIELDS[] = {
-    {{attributes::feature::lbaFormat, 0, NamespaceProperties::MOST_FORMATS - 1, statuses::invalidLbaFormat},
+    {{attributes::feature::lbaFormat, 0, NamespaceProperties::MAX_FORMATS - 1, statuses::invalidLbaFormat},
      &FormatRequest::lbaFormat},
     {{attributes::feature::protectionInformation, 0, 3, statuses::invalidProtectionInformation},
      &FormatRequest::protectionType},

@@ -45,7 +45,7 @@ enum State : unsigned { SUCCEEDED = 1, IN_PROGRESS = 2, FAILED = 3, SUCCEEDED_DE
 constexpr unsigned NO_DEALLOCATE_INHIBITED = 29;
 constexpr unsigned MEDIA_IS_MODIFIED = 2;  // No-Deallocate Modifies Media, bits 31:30
 
-constexpr uint8_t MOST_PASSES = 16;
+constexpr uint8_t MAX_PASSES = 16;
 
 struct ActionRow {
     SanitizeAction action;
@@ -119,7 +119,7 @@ Status readAction(const Arguments& arguments, SanitizeAction& action) {
 Status readPasses(const Arguments& arguments, uint8_t& passes) {
     const std::string name = attributes::feature::overwritePassCount().getName();
     std::optional<uint64_t> number;
-    Status status = arguments.number(name, MOST_PASSES, number);
+    Status status = arguments.number(name, MAX_PASSES, number);
     if (failed(status) || number == 0U) {
         return withDetails(statuses::unsupportedSanitizeValue(),
                            name + " must be a number from 1 to 16, not '" + arguments.text(name) + "'.");

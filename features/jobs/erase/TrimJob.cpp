@@ -25,9 +25,9 @@ namespace {
 
 /// A range of Dataset Management (NVMe Base Specification 1.4, section 6.7): context attributes, length, first block.
 constexpr size_t RANGE_BYTES = 16;
-constexpr uint32_t MOST_RANGES = 256;
+constexpr uint32_t MAX_RANGES = 256;
 /// The length has 32 bits; a round number of blocks leaves no odd piece at the seams, which a drive may not free.
-constexpr uint32_t MOST_BLOCKS_OF_A_RANGE = 0xFFFF0000;
+constexpr uint32_t MAX_BLOCKS_OF_A_RANGE = 0xFFFF0000;
 constexpr uint32_t ATTRIBUTE_DEALLOCATE = 1U << 2;
 /// Some drives free the blocks before they answer.
 constexpr uint32_t COMMAND_TIMEOUT_MS = 10 * 60 * 1000;
@@ -135,7 +135,7 @@ Status TrimJob::actOnDrive(nvme::Drive& drive, const Arguments&, DriveOutput& ou
 }
 
 Status TrimJob::readLimits(nvme::Drive& drive, Limits& limits) const {
-    limits = {MOST_RANGES, MOST_BLOCKS_OF_A_RANGE, std::numeric_limits<uint64_t>::max()};
+    limits = {MAX_RANGES, MAX_BLOCKS_OF_A_RANGE, std::numeric_limits<uint64_t>::max()};
     const uint8_t* identify = nullptr;
     Status status = drive.identifyController(identify);
     if (failed(status)) return status;
@@ -168,7 +168,7 @@ Status TrimJob::checkBounds(nvme::Drive& drive, uint32_t nsid, uint32_t& blockBy
 
 Status TrimJob::deallocate(nvme::Drive& drive, uint32_t nsid, const Limits& limits) const {
     for (uint64_t done = 0; done < count_;) {
-        uint8_t ranges[MOST_RANGES * RANGE_BYTES] = {};
+        uint8_t ranges[MAX_RANGES * RANGE_BYTES] = {};
         const uint64_t end = done + std::min(count_ - done, limits.blocksPerCommand);
         uint32_t number = 0;
         uint64_t next = done;

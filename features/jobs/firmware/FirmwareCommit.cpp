@@ -18,7 +18,7 @@ using namespace ostrel::core;
 
 namespace {
 
-constexpr uint8_t MOST_SLOTS = 7;
+constexpr uint8_t MAX_SLOTS = 7;
 /// The drive writes the image now.
 constexpr uint32_t COMMIT_TIMEOUT_MS = 120000;
 
@@ -189,7 +189,7 @@ Status activateByReset(nvme::Drive& drive, Commit& commit) {
 }  // namespace
 
 Status readCommitRequest(const Arguments& arguments, CommitRequest& request) {
-    const Status status = readSmallNumber(arguments, attributes::feature::firmwareSlot().getName(), 1, MOST_SLOTS,
+    const Status status = readSmallNumber(arguments, attributes::feature::firmwareSlot().getName(), 1, MAX_SLOTS,
                                           statuses::invalidFirmwareSlot, request.slot);
     if (failed(status)) return status;
     return readSmallNumber(arguments, attributes::feature::commitAction().getName(), COMMIT_STORE, COMMIT_ACTIVATE_NOW,

@@ -17,7 +17,7 @@ using namespace ostrel::core;
 
 namespace {
 
-constexpr uint64_t MOST_IMAGE_BYTES = uint64_t{256} * 1024 * 1024;
+constexpr uint64_t MAX_IMAGE_BYTES = uint64_t{256} * 1024 * 1024;
 constexpr uint32_t DWORD_BYTES = 4;
 /// FWUG counts in these.
 constexpr uint32_t UNIT_BYTES = 4096;
@@ -50,7 +50,7 @@ Status sendPiece(nvme::Drive& drive, const std::string& image, uint64_t offset, 
 Status readFirmwareImage(const std::string& path, std::string& image) {
     std::string bytes;
     const Status status =
-        readInputFile(path, MOST_IMAGE_BYTES, bytes, SymbolicLink::REFUSE, statuses::firmwareBinaryTooLarge);
+        readInputFile(path, MAX_IMAGE_BYTES, bytes, SymbolicLink::REFUSE, statuses::firmwareBinaryTooLarge);
     if (failed(status)) return status;
     if (bytes.empty()) return withDetails(statuses::noInputBinary(), "'" + path + "' is empty.");
     if (bytes.size() % DWORD_BYTES != 0) {
@@ -63,14 +63,14 @@ Status readFirmwareImage(const std::string& path, std::string& image) {
 
 Status checkFirmwareImage(nvme::Drive& drive, uint64_t imageBytes, uint32_t& granularityBytes) {
     const uint8_t* identify = nullptr;
-    uint32_t mostBytes = 0;
+    uint32_t maxBytes = 0;
     Status status = drive.identifyController(identify);
-    if (succeeded(status)) status = drive.maxTransferBytes(mostBytes);
+    if (succeeded(status)) status = drive.maxTransferBytes(maxBytes);
     if (failed(status)) return status;
     const uint8_t fwug = nvme::ControllerCapabilities(identify).fwug;
     // Without a report the pieces are whole units, as a drive can expect of any host, and a last one of any size.
     granularityBytes = fwug == FWUG_NO_RESTRICTION ? DWORD_BYTES : std::max<uint32_t>(fwug, 1) * UNIT_BYTES;
-    if (granularityBytes > mostBytes) return noTransfer(drive, granularityBytes);
+    if (granularityBytes > maxBytes) return noTransfer(drive, granularityBytes);
     if (fwug == FWUG_NOT_REPORTED || imageBytes % granularityBytes == 0) return Status();
     return notLoaded("The image has " + std::to_string(imageBytes) + " bytes, and drive " + drive.name() +
                      " takes multiples of " + std::to_string(granularityBytes) + " bytes.");

@@ -16,11 +16,11 @@ using boost::property_tree::ptree;
 namespace {
 
 /// A manifest has three. The reader recurses for each level.
-constexpr std::ptrdiff_t MOST_BRACKETS = 16;
-constexpr size_t MOST_PATTERNS = 64;
-constexpr size_t MOST_PATTERN_BYTES = 64;
+constexpr std::ptrdiff_t MAX_BRACKETS = 16;
+constexpr size_t MAX_PATTERNS = 64;
+constexpr size_t MAX_PATTERN_BYTES = 64;
 constexpr size_t REVISION_BYTES = 8;
-constexpr size_t MOST_NAME_BYTES = 255;
+constexpr size_t MAX_NAME_BYTES = 255;
 constexpr size_t SHA256_DIGITS = 64;
 
 bool isPrintable(const std::string& text, size_t most) {
@@ -37,10 +37,10 @@ bool takeText(const ptree& node, FirmwareManifest& manifest) {
 template <std::vector<std::string> FirmwareManifest::*FIELD>
 bool takePatterns(const ptree& node, FirmwareManifest& manifest) {
     for (const auto& [name, pattern] : node) {
-        if (!name.empty() || !pattern.empty() || !isPrintable(pattern.data(), MOST_PATTERN_BYTES)) return false;
+        if (!name.empty() || !pattern.empty() || !isPrintable(pattern.data(), MAX_PATTERN_BYTES)) return false;
         (manifest.*FIELD).push_back(pattern.data());
     }
-    return node.data().empty() && !node.empty() && node.size() <= MOST_PATTERNS;
+    return node.data().empty() && !node.empty() && node.size() <= MAX_PATTERNS;
 }
 
 bool isRevision(const std::string& text) {
@@ -62,7 +62,7 @@ bool isDate(const std::string& text) {
 
 /// A name in the manifest's own folder, and not a hidden one.
 bool isFileName(const std::string& text) {
-    return isPrintable(text, MOST_NAME_BYTES) && text.front() != '.' && text.find('/') == std::string::npos;
+    return isPrintable(text, MAX_NAME_BYTES) && text.front() != '.' && text.find('/') == std::string::npos;
 }
 
 bool isSha256(const std::string& text) {
@@ -122,8 +122,8 @@ bool matches(const std::string& pattern, const std::string& text) {
 }  // namespace
 
 std::string readFirmwareManifest(const std::string& text, FirmwareManifest& manifest) {
-    if (text.size() > MOST_MANIFEST_BYTES) return "it is too large";
-    if (std::count_if(text.begin(), text.end(), [](char c) { return c == '[' || c == '{'; }) > MOST_BRACKETS)
+    if (text.size() > MAX_MANIFEST_BYTES) return "it is too large";
+    if (std::count_if(text.begin(), text.end(), [](char c) { return c == '[' || c == '{'; }) > MAX_BRACKETS)
         return "it has too many brackets";
     ptree tree;
     try {

@@ -15,10 +15,10 @@ struct FirmwareManifest {
     std::string sha256;               ///< of the image, 64 hexadecimal digits
 };
 
-/// Reads the text of a manifest, JSON of at most MOST_MANIFEST_BYTES, whatever wrote it. Returns what is wrong with it,
+/// Reads the text of a manifest, JSON of at most MAX_MANIFEST_BYTES, whatever wrote it. Returns what is wrong with it,
 /// or an empty text; `manifest` changes only then.
 std::string readFirmwareManifest(const std::string& text, FirmwareManifest& manifest);
-inline constexpr size_t MOST_MANIFEST_BYTES = size_t{64} * 1024;
+inline constexpr size_t MAX_MANIFEST_BYTES = size_t{64} * 1024;
 
 /// Whether one of the patterns is that of the whole text: '*' matches any characters, '?' for one, any other for
 /// itself.

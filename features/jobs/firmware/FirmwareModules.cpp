@@ -23,7 +23,7 @@ namespace {
 constexpr char SEPARATOR = '~';
 constexpr const char* MANIFEST_EXTENSION = ".json";
 /// Of one folder. More is no folder of modules.
-constexpr size_t MOST_MANIFESTS = 1000;
+constexpr size_t MAX_MANIFESTS = 1000;
 
 /// Dates have the form in which they sort as texts; the revision decides between modules of one day.
 bool isOlder(const FirmwareModule* left, const FirmwareModule* right) {
@@ -43,7 +43,7 @@ std::vector<std::string> manifestNames(const std::string& folder, std::error_cod
         std::error_code ignored;  // an entry that is gone again is none
         if (entry->path().extension() == MANIFEST_EXTENSION && fs::is_regular_file(entry->symlink_status(ignored)))
             names.push_back(entry->path().filename().string());
-        if (names.size() == MOST_MANIFESTS) break;
+        if (names.size() == MAX_MANIFESTS) break;
     }
     std::sort(names.begin(), names.end());
     return names;
@@ -89,7 +89,7 @@ void FirmwareModules::loadManifest(const std::string& folder, const std::string&
     if (manifest.refused())
         status.setMessage(status.getMessage() + ".");
     else
-        status = readInputFile(path, MOST_MANIFEST_BYTES, text, SymbolicLink::REFUSE);
+        status = readInputFile(path, MAX_MANIFEST_BYTES, text, SymbolicLink::REFUSE);
     if (failed(status)) {
         faults_ += " " + status.getMessage();
         return;

@@ -98,7 +98,7 @@ unsigned newestTest(const Payload& log) {
 unsigned newestResult(const Payload& log) {
     return log.getData()[4] & 0x0FU;
 }
-constexpr size_t MOST_RESULTS = 20;
+constexpr size_t MAX_RESULTS = 20;
 constexpr unsigned RESULT_PASSED = 0;
 constexpr unsigned RESULT_NEVER_USED = 0xF;
 
@@ -165,7 +165,7 @@ Status DriveSelfTestJob::showDrive(nvme::Drive& drive, const Arguments&, DriveOu
     if (succeeded(status)) status = readLog(drive, nvme::LID_DEVICE_SELF_TEST, nvme::SELF_TEST_BYTES, log);
     if (failed(status)) return status;
     out.addAttributes(title(), summary(log, extendedMinutes));
-    if (out.requested() == nullptr) addResults(out, log, MOST_RESULTS);
+    if (out.requested() == nullptr) addResults(out, log, MAX_RESULTS);
     return Status();
 }
 

@@ -19,7 +19,7 @@ using namespace ostrel::core;
 namespace {
 
 constexpr int64_t SECONDS_PER_MINUTE = 60;
-constexpr int64_t LEAST_SECONDS = 60 * SECONDS_PER_MINUTE;
+constexpr int64_t MIN_SECONDS = 60 * SECONDS_PER_MINUTE;
 constexpr int64_t SECONDS_PER_YEAR = 31557600;  // 365.25 days
 constexpr unsigned WHOLE_LIFE = 100;            // per cent
 
@@ -102,7 +102,7 @@ Status EnduranceAnalyzerJob::showDrive(nvme::Drive& drive, const Arguments&, Dri
     Status status = baselines_.load(drive.serialNumber(), then);
     if (failed(status)) return status;
     // A clock that was set back counts as no time gone.
-    if (!then || clock_() - then->timeSeconds < LEAST_SECONDS) return statuses::workloadIndicatorsReset();
+    if (!then || clock_() - then->timeSeconds < MIN_SECONDS) return statuses::workloadIndicatorsReset();
     EnduranceBaseline now;
     status = measure(drive, now);
     if (failed(status)) return status;

@@ -21,14 +21,14 @@ constexpr const char* TIME = "TimeSeconds ";
 constexpr const char* PERCENTAGE_USED = "PercentageUsed ";
 constexpr const char* DATA_UNITS_WRITTEN = "DataUnitsWritten ";
 /// Numbers of up to 128 bits.
-constexpr std::size_t MOST_DIGITS = 39;
+constexpr std::size_t MAX_DIGITS = 39;
 
 /// The number after the name, as it is written; empty when the line is another or holds anything else.
 std::string digitsOf(const std::string& line, const std::string& name) {
     if (line.compare(0, name.size(), name) != 0) return {};
     const std::string digits = line.substr(name.size());
     const bool padded = digits.size() > 1 && digits[0] == '0';
-    return isInteger(digits) && !padded && digits.size() <= MOST_DIGITS ? digits : std::string();
+    return isInteger(digits) && !padded && digits.size() <= MAX_DIGITS ? digits : std::string();
 }
 
 /// Three lines, in this order. What does not fit is damaged.
@@ -43,8 +43,8 @@ std::optional<EnduranceBaseline> parse(const std::string& text) {
     baseline.timeSeconds = toNumber<int64_t>(time);
     baseline.percentageUsed = toNumber<uint32_t>(used);
     baseline.dataUnitsWritten = written;
-    constexpr int64_t MOST_SECONDS = std::numeric_limits<uint32_t>::max() * int64_t{1024};
-    if (baseline.timeSeconds > MOST_SECONDS || baseline.percentageUsed > 255) return std::nullopt;
+    constexpr int64_t MAX_SECONDS = std::numeric_limits<uint32_t>::max() * int64_t{1024};
+    if (baseline.timeSeconds > MAX_SECONDS || baseline.percentageUsed > 255) return std::nullopt;
     return baseline;
 }
 

@@ -18,7 +18,7 @@ using namespace ostrel::core;
 
 namespace {
 
-constexpr unsigned MOST_FOLDERS = 1000;
+constexpr unsigned MAX_FOLDERS = 1000;
 
 std::string reason(const std::string& path, int error) {
     return "'" + path + "': " + std::generic_category().message(error) + ".";
@@ -28,7 +28,7 @@ std::string reason(const std::string& path, int error) {
 int makeFolder(int parent, std::string& name) {
     const std::string wanted = name;
     for (unsigned number = 2; ::mkdirat(parent, name.c_str(), 0700) != 0; ++number) {
-        if (errno != EEXIST || number > MOST_FOLDERS) return errno;
+        if (errno != EEXIST || number > MAX_FOLDERS) return errno;
         name = wanted + "-" + std::to_string(number);
     }
     return 0;

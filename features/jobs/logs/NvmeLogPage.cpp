@@ -32,12 +32,12 @@ namespace {
 constexpr uint32_t UNKNOWN_PAGE_BYTES = 512;
 
 uint64_t telemetryLength(const uint8_t* head) {
-    return parsers::TelemetryHeader(head).lengthBytes(parsers::TelemetryHeader::MOST_AREAS);
+    return parsers::TelemetryHeader(head).lengthBytes(parsers::TelemetryHeader::MAX_AREAS);
 }
 
 uint64_t velkoLogLength(const uint8_t* head) {
     constexpr uint64_t LEAST = nvme::VELKO_LOG_HEADER_BYTES;
-    return std::clamp(nvme::velkoLogHeader(head).bytes, LEAST, nvme::VELKO_MOST_LOG_BYTES) / 4 * 4;
+    return std::clamp(nvme::velkoLogHeader(head).bytes, LEAST, nvme::VELKO_MAX_LOG_BYTES) / 4 * 4;
 }
 
 /// The pages of which the decoder shows the header alone, and how long they say that they are. Their Log Specific Field

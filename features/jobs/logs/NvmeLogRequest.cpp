@@ -13,9 +13,9 @@ namespace keys = attributes::feature;
 namespace {
 
 /// Log Specific Field is 4 bits wide.
-constexpr uint64_t MOST_LSP = 15;
+constexpr uint64_t MAX_LSP = 15;
 /// 256 MiB: no log page comes near, and the buffer has to fit the memory.
-constexpr uint64_t MOST_DWORDS = uint64_t{64} * 1024 * 1024;
+constexpr uint64_t MAX_DWORDS = uint64_t{64} * 1024 * 1024;
 
 Status outOfRange(const std::string& key, uint64_t value, const char* range) {
     return Status(CATEGORY_FEATURE, statuses::invalidProperty().getCode(),
@@ -51,7 +51,7 @@ Status readExtent(const Arguments& arguments, NvmeLogRequest& request) {
     if (request.offset % 4 != 0) return outOfRange(offsetKey, request.offset, "a multiple of 4 bytes");
     const std::string dwordsKey = keys::numDWORDs().getName();
     std::optional<uint64_t> dwords;
-    status = arguments.number(dwordsKey, MOST_DWORDS, dwords);
+    status = arguments.number(dwordsKey, MAX_DWORDS, dwords);
     if (failed(status) || !dwords) return status;
     if (*dwords == 0) return outOfRange(dwordsKey, 0, "1 or more");
     request.bytes = static_cast<uint32_t>(*dwords * 4);
@@ -60,7 +60,7 @@ Status readExtent(const Arguments& arguments, NvmeLogRequest& request) {
 
 Status readSpecifics(const Arguments& arguments, NvmeLogRequest& request) {
     std::optional<uint64_t> lsp;
-    Status status = arguments.number(keys::logSpecificField().getName(), MOST_LSP, lsp);
+    Status status = arguments.number(keys::logSpecificField().getName(), MAX_LSP, lsp);
     if (failed(status)) return status;
     if (lsp) request.lsp = static_cast<uint8_t>(*lsp);
     std::optional<uint64_t> lsi;

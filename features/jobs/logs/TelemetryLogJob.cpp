@@ -17,7 +17,7 @@ namespace {
 Status readRequest(const Arguments& arguments, TelemetryRequest& request) {
     const std::string areaKey = keys::dataArea().getName();
     std::optional<uint64_t> area;
-    Status status = arguments.number(areaKey, parsers::TelemetryHeader::MOST_AREAS, area);
+    Status status = arguments.number(areaKey, parsers::TelemetryHeader::MAX_AREAS, area);
     if (failed(status) || area == 0) {
         return Status(CATEGORY_FEATURE, statuses::invalidProperty().getCode(),
                       "Invalid value given for " + areaKey + ": '" + arguments.text(areaKey) +

@@ -23,11 +23,11 @@ using namespace ostrel::interfaces::ostreli;
 namespace {
 
 /// How often a log is read whose picture changes under the reader.
-constexpr unsigned MOST_READS = 3;
+constexpr unsigned MAX_READS = 3;
 
 bool isLength(uint64_t bytes) {
     return bytes >= nvme::VELKO_LOG_HEADER_BYTES + nvme::VELKO_LOG_TRAILER_BYTES && bytes % 4 == 0 &&
-           bytes <= nvme::VELKO_MOST_LOG_BYTES;
+           bytes <= nvme::VELKO_MAX_LOG_BYTES;
 }
 
 }  // namespace
@@ -87,7 +87,7 @@ EmptyLog VelkoLogJob::emptyLog(uint8_t lid) {
 Status VelkoLogJob::readLog(uint8_t lid, nvme::Drive& drive, LogSink& log) {
     const Row& row = rowOf(lid);
     if (!isVelkoDrive(drive)) return row.missing();
-    for (unsigned i = 0; i < MOST_READS; ++i) {
+    for (unsigned i = 0; i < MAX_READS; ++i) {
         bool isWhole = false;
         Status status = readOnce(row, drive, log, isWhole);
         if (failed(status) || isWhole) return status;

@@ -41,7 +41,7 @@ constexpr unsigned CTRATT_GRANULARITY = 7;
 constexpr size_t OFFSET_NUMBER_OF_DESCRIPTORS = 4;
 constexpr size_t OFFSET_DESCRIPTORS = 32;
 constexpr size_t DESCRIPTOR_BYTES = 16;
-constexpr unsigned MOST_DESCRIPTORS = 16;
+constexpr unsigned MAX_DESCRIPTORS = 16;
 
 /// The data structure of a create.
 constexpr size_t OFFSET_NSZE = 0;
@@ -51,7 +51,7 @@ constexpr size_t OFFSET_DPS = 29;
 constexpr size_t OFFSET_NMIC = 30;
 
 constexpr SettableProperty LBA_FORMAT{attributes::feature::namespaceManagementLBAFormat, 0,
-                                      NamespaceProperties::MOST_FORMATS - 1, statuses::invalidLbaFormat};
+                                      NamespaceProperties::MAX_FORMATS - 1, statuses::invalidLbaFormat};
 constexpr SettableProperty PROTECTION{attributes::feature::namespaceManagementProtectionInformation, 0, 3,
                                       statuses::invalidProtectionInformation};
 constexpr SettableProperty SHARING{attributes::feature::multiPathIoCapabilities, 0, 1,
@@ -130,7 +130,7 @@ Status NamespaceCreation::run(const uint8_t* controllerBytes, std::string& repor
 Status NamespaceCreation::checkCount(const ControllerCapabilities& controller) {
     std::vector<uint32_t> all;
     Status status = readAllNamespaces(drive_, controller, all);
-    if (failed(status) || all.size() < controller.mostNamespaces()) return status;
+    if (failed(status) || all.size() < controller.maxNamespaces()) return status;
     return withDetails(statuses::tooManyNamespaces(),
                        "Drive " + drive_.name() + " has " + std::to_string(all.size()) + " of them already.");
 }
@@ -224,7 +224,7 @@ Status NamespaceCreation::readGranularity(const ControllerCapabilities& controll
     const uint8_t* const list = data.getData();
     // One descriptor for all formats, or one for each.
     const unsigned index = bit(list[0], 0) ? request_.lbaFormat : 0U;
-    const unsigned number = std::min(list[OFFSET_NUMBER_OF_DESCRIPTORS] + 1U, MOST_DESCRIPTORS);
+    const unsigned number = std::min(list[OFFSET_NUMBER_OF_DESCRIPTORS] + 1U, MAX_DESCRIPTORS);
     if (index >= number) return status;
     const uint8_t* const descriptor = list + OFFSET_DESCRIPTORS + index * DESCRIPTOR_BYTES;
     sizeStep_ = stepOf(nvme::le64(descriptor), format_.dataBytes());

@@ -25,7 +25,7 @@ using transport::HostNamespace;
 namespace {
 
 /// Identifiers above are reserved.
-constexpr uint64_t MOST_CONTROLLER_ID = 0xFFEF;
+constexpr uint64_t MAX_CONTROLLER_ID = 0xFFEF;
 
 /// How long the system may take to see a change.
 constexpr uint64_t VIEW_LIMIT_MS = 10000;
@@ -71,7 +71,7 @@ Status NamespaceManagementJob::readTarget(const Arguments& arguments) {
                                                                (mayBeAll ? ", or 0xFFFFFFFF for all" : "") + ", not '" +
                                                                text + "'.");
     nsid_ = static_cast<uint32_t>(*nsid);
-    return arguments.number(attributes::feature::nvmeControllerID().getName(), MOST_CONTROLLER_ID, controllerId_);
+    return arguments.number(attributes::feature::nvmeControllerID().getName(), MAX_CONTROLLER_ID, controllerId_);
 }
 
 Status NamespaceManagementJob::checkGate(nvme::Drive& drive) const {

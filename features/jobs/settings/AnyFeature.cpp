@@ -29,7 +29,7 @@ using nvme::hexText;
 namespace {
 
 /// What Get Features and Set Features carry at most.
-constexpr uint32_t MOST_DATA_BYTES = 4096;
+constexpr uint32_t MAX_DATA_BYTES = 4096;
 constexpr size_t BYTES_PER_LINE = 16;
 
 /// Features of the standard whose dword 0 shows what dword 11 set. `selector`: bits of it that choose one of several
@@ -230,7 +230,7 @@ Status AnyFeature::readInputData(const Arguments& arguments) {
     const std::string path = arguments.text(key::inputFile().getName());
     if (path.empty()) return Status();
     std::string bytes;
-    const Status status = readInputFile(path, MOST_DATA_BYTES, bytes);
+    const Status status = readInputFile(path, MAX_DATA_BYTES, bytes);
     if (failed(status)) return status;
     if (bytes.empty() || bytes.size() % 4 != 0) {
         return withDetails(statuses::invalidTransferSize(), "'" + path + "' has " + std::to_string(bytes.size()) +
@@ -263,7 +263,7 @@ Status AnyFeature::show(nvme::Drive& drive, DriveOutput& out) const {
     const FeatureRow* row = rowOf(fid_, dialect);
     nvme::FeatureRequest request{fid_, 0, cdw11_, cdw12_, cdw13_, 0};
     // A feature that is not known may bring data, and a drive without a buffer for it would write elsewhere.
-    request.dataLength = row == nullptr ? MOST_DATA_BYTES : row->dataLength;
+    request.dataLength = row == nullptr ? MAX_DATA_BYTES : row->dataLength;
     if (row != nullptr && dialect == Dialect::NONE)
         status = requireFeatureOffered(drive, *row, statuses::driveDoesNotSupportFeature());
     if (failed(status)) return status;

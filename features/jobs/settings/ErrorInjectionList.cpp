@@ -23,8 +23,8 @@ using boost::property_tree::ptree;
 
 namespace {
 
-constexpr uint64_t MOST_FILE_BYTES = 64 * 1024;
-constexpr size_t MOST_LEVELS = 8;
+constexpr uint64_t MAX_FILE_BYTES = 64 * 1024;
+constexpr size_t MAX_LEVELS = 8;
 constexpr size_t ENTRY_BYTES = 32;
 constexpr uint8_t FLAG_ENABLED = 0x01;
 constexpr uint8_t FLAG_SINGLE_INSTANCE = 0x02;
@@ -66,7 +66,7 @@ Status readEntry(const EntryText& text, ErrorInjection& entry) {
 }
 
 Status readEntries(const std::vector<EntryText>& texts, std::vector<ErrorInjection>& entries) {
-    if (texts.size() > MOST_ERROR_INJECTIONS) return statuses::tooManyErrorInjections();
+    if (texts.size() > MAX_ERROR_INJECTIONS) return statuses::tooManyErrorInjections();
     std::vector<ErrorInjection> read(texts.size());
     for (size_t i = 0; i < texts.size(); ++i) {
         const Status status = readEntry(texts[i], read[i]);
@@ -127,10 +127,10 @@ Status readErrorInjections(const std::string& list, std::vector<ErrorInjection>&
 
 Status readErrorInjectionFile(const std::string& path, std::vector<ErrorInjection>& entries) {
     std::string text;
-    Status status = readInputFile(path, MOST_FILE_BYTES, text);
+    Status status = readInputFile(path, MAX_FILE_BYTES, text);
     if (failed(status)) return status;
     // The reader recurses for each level; the list itself has three.
-    if (ostrel::core::xml::nestsDeeperThan(text, MOST_LEVELS)) {
+    if (ostrel::core::xml::nestsDeeperThan(text, MAX_LEVELS)) {
         return misconfigured("'" + path + "' nests its elements too deep.");
     }
     ptree document;

@@ -18,7 +18,7 @@ struct ErrorInjection {
 };
 
 /// The entries that one command carries at most.
-inline constexpr size_t MOST_ERROR_INJECTIONS = 127;
+inline constexpr size_t MAX_ERROR_INJECTIONS = 127;
 inline constexpr uint32_t ERROR_INJECTION_DATA_BYTES = 4096;
 
 /// Reads a list as the command line has it: entries TYPE[:once|always|off[:READS]] with '~' between them, or "none".
@@ -30,7 +30,7 @@ ostrel::core::Status readErrorInjections(const std::string& list, std::vector<Er
 /// 10/54 for a file that cannot be read.
 ostrel::core::Status readErrorInjectionFile(const std::string& path, std::vector<ErrorInjection>& entries);
 
-/// The feature's data structure, 4,096 bytes. At most MOST_ERROR_INJECTIONS entries.
+/// The feature's data structure, 4,096 bytes. At most MAX_ERROR_INJECTIONS entries.
 ostrel::core::Payload errorInjectionData(const std::vector<ErrorInjection>& entries);
 
 }  // namespace features::jobs

@@ -20,7 +20,7 @@ namespace key = ostrel::core::attributes::feature;
 namespace {
 
 constexpr SettableProperty ENABLED = {key::latencyTrackingEnabled, 0, 1, statuses::invalidProperty};
-constexpr uint64_t MOST_TYPE = 3;
+constexpr uint64_t MAX_TYPE = 3;
 
 }  // namespace
 
@@ -41,7 +41,7 @@ Status LatencyTrackingJob::checkRequest(const Arguments& arguments) {
     std::optional<uint64_t> type;
     const auto properties = sentProperties();
     if (succeeded(status) && properties)
-        status = properties->number(key::latencyTrackingType().getName(), MOST_TYPE, type);
+        status = properties->number(key::latencyTrackingType().getName(), MAX_TYPE, type);
     if (failed(status)) return status;
     lid_ = *reads ? nvme::LID_VELKO_READ_LATENCY : nvme::LID_VELKO_WRITE_LATENCY;
     type_ = static_cast<uint8_t>(type.value_or(0));

@@ -23,7 +23,7 @@ namespace {
 
 constexpr uint32_t DISABLED = 255;
 constexpr SettableProperty ADDRESS = {key::smBusAddress, 1, DISABLED, statuses::invalidSmBusAddress};
-constexpr uint64_t MOST_SELECTOR = 2;
+constexpr uint64_t MAX_SELECTOR = 2;
 constexpr unsigned SELECTOR_SHIFT = 8;
 
 }  // namespace
@@ -34,7 +34,7 @@ Status SmBusAddressJob::checkRequest(const Arguments& arguments) {
     std::optional<uint64_t> selector;
     Status status = checkOneDrive(getDevices().size());
     if (succeeded(status)) status = readValue(arguments, ADDRESS, address_);
-    if (succeeded(status)) status = arguments.number(key::smBusSelector().getName(), MOST_SELECTOR, selector);
+    if (succeeded(status)) status = arguments.number(key::smBusSelector().getName(), MAX_SELECTOR, selector);
     selector_ = static_cast<uint32_t>(selector.value_or(0));
     return status;
 }

@@ -18,7 +18,7 @@ namespace key = ostrel::core::attributes::feature;
 
 namespace {
 
-constexpr uint64_t MOST_MILLISECONDS = 0xFFFFFFFFFFFF;
+constexpr uint64_t MAX_MILLISECONDS = 0xFFFFFFFFFFFF;
 constexpr uint32_t TIMESTAMP_BYTES = 8;
 /// What may pass between a set and its read back.
 constexpr uint64_t MAX_ELAPSED_MS = 600000;
@@ -37,7 +37,7 @@ Status checkReported(nvme::Drive& drive, uint64_t milliseconds) {
     if (failed(status)) return status;
     const uint64_t reported = nvme::le48(answer.data.getData());
     // Counted in 48 bits: the clock may have passed its end.
-    if (((reported - milliseconds) & MOST_MILLISECONDS) <= MAX_ELAPSED_MS) return status;
+    if (((reported - milliseconds) & MAX_MILLISECONDS) <= MAX_ELAPSED_MS) return status;
     return withDetails(statuses::configurationUpdateFailed(), "Drive " + drive.name() + " accepted Timestamp " +
                                                                   std::to_string(milliseconds) + " and reports " +
                                                                   std::to_string(reported) + ".");
@@ -66,7 +66,7 @@ Status TimestampJob::showDrive(nvme::Drive& drive, const Arguments&, DriveOutput
 Status TimestampJob::setOnDrive(nvme::Drive& drive, const Attribute& attribute) {
     std::optional<uint64_t> milliseconds;
     Status status = checkSettable(attribute, key::timestamp());
-    if (succeeded(status)) status = propertyToSet().number(attribute.getName(), MOST_MILLISECONDS, milliseconds);
+    if (succeeded(status)) status = propertyToSet().number(attribute.getName(), MAX_MILLISECONDS, milliseconds);
     if (failed(status)) return status;
     if (!milliseconds) return statuses::propertyWithoutValue();
     uint8_t bytes[TIMESTAMP_BYTES];

@@ -45,17 +45,17 @@ Status openRegular(const std::string& path, SymbolicLink link, FileDescriptor& f
 
 }  // namespace
 
-Status readInputFile(const std::string& path, uint64_t mostBytes, std::string& bytes, SymbolicLink link,
+Status readInputFile(const std::string& path, uint64_t maxBytes, std::string& bytes, SymbolicLink link,
                      Status (*tooLarge)()) {
     FileDescriptor file;
     struct stat info = {};
     Status status = openRegular(path, link, file, info);
     if (failed(status)) return status;
     const auto size = static_cast<uint64_t>(info.st_size);
-    if (size > mostBytes) {
+    if (size > maxBytes) {
         return unreadable(
             path,
-            "it has " + std::to_string(size) + " bytes, and at most " + std::to_string(mostBytes) + " can be taken",
+            "it has " + std::to_string(size) + " bytes, and at most " + std::to_string(maxBytes) + " can be taken",
             tooLarge);
     }
     std::string contents;

@@ -9,9 +9,9 @@
 
 namespace features::jobs {
 
-/// Reads a file that the user named: a regular file of at most `mostBytes`. It never waits for another process. 10/54
+/// Reads a file that the user named: a regular file of at most `maxBytes`. It never waits for another process. 10/54
 /// or `tooLarge`, with the path and the reason; `bytes` changes only on success.
-ostrel::core::Status readInputFile(const std::string& path, uint64_t mostBytes, std::string& bytes,
+ostrel::core::Status readInputFile(const std::string& path, uint64_t maxBytes, std::string& bytes,
                                    ostrel::core::SymbolicLink link = ostrel::core::SymbolicLink::FOLLOW,
                                    ostrel::core::Status (*tooLarge)() = ostrel::core::statuses::fileReadFailed);
 

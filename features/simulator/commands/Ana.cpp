@@ -113,8 +113,8 @@ void putAnaCapabilities(const CommandContext& context, uint8_t* at) {
     at[93] |= 0x08;  // OAES: ANA Change Notices
     at[342] = TRANSITION_SECONDS;
     at[343] = CAPABILITIES;
-    putLe32(at + 344, context.description.mostNamespaces);  // ANAGRPMAX
-    putLe32(at + 348, context.description.mostNamespaces);  // NANAGRPID
+    putLe32(at + 344, context.description.maxNamespaces);  // ANAGRPMAX
+    putLe32(at + 348, context.description.maxNamespaces);  // NANAGRPID
 }
 
 void putAnaGroup(const CommandContext& context, uint32_t nsid, uint8_t* at) {

@@ -22,7 +22,7 @@ using namespace nvme;
 namespace {
 
 constexpr uint64_t GRANULARITY_BYTES = 4096;
-constexpr uint64_t MOST_IMAGE_BYTES = 16 << 20;
+constexpr uint64_t MAX_IMAGE_BYTES = 16 << 20;
 
 // An image: a head of 128 bytes, anything after it.
 //    0  8  magic             12  4  CRC-32 of what follows byte 15      56  8  revision, filled up with blanks
@@ -154,7 +154,7 @@ CompletionEntry downloadFirmware(CommandContext& context) {
     const uint64_t length = (uint64_t{context.command.cdw10} + 1) * 4;
     const uint64_t offset = uint64_t{context.command.cdw11} * 4;
     const bool isAligned = offset % GRANULARITY_BYTES == 0;  // the last piece may be shorter
-    if (!isAligned || !fitsTransfer(context, length) || offset + length > MOST_IMAGE_BYTES) {
+    if (!isAligned || !fitsTransfer(context, length) || offset + length > MAX_IMAGE_BYTES) {
         return refusal(SCT_GENERIC, SC_INVALID_FIELD);
     }
     if (!hasData(context, length)) return dataTransferError();

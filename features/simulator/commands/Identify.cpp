@@ -90,8 +90,8 @@ void putAdminCapabilities(const CommandContext& c, uint8_t* at) {  // bytes 256 
     putLe16(at + 320, 10);                       // KAS: 1 s
     if (c.model.hasOptions) {
         putLe16(at + 322, 1);  // HCTMA
-        putLe16(at + 324, LEAST_THERMAL_KELVIN);
-        putLe16(at + 326, MOST_THERMAL_KELVIN);
+        putLe16(at + 324, MIN_THERMAL_KELVIN);
+        putLe16(at + 326, MAX_THERMAL_KELVIN);
     }
     putLe32(at + 328, d.supportsSanitize ? SANICAP : 0);
     putLe32(at + 352, d.supportsPersistentEventLog ? PERSISTENT_EVENT_LOG_64KIB : 0);
@@ -101,14 +101,14 @@ void putNvmCapabilities(const CommandContext& c, uint8_t* at) {  // bytes 512 to
     at[512] = 0x66;                                              // SQES
     at[513] = 0x44;                                              // CQES
     putLe16(at + 514, 128);                                      // MAXCMD
-    putLe32(at + 516, c.description.mostNamespaces);
+    putLe32(at + 516, c.description.maxNamespaces);
     // ONCS: compare, deallocate, write zeroes, saved features, timestamp.
     putLe16(at + 520, c.model.hasOptions ? 0x5D : 0);
     at[524] = c.description.supportsFormat ? FORMAT_ATTRIBUTES : 0;
     at[525] = c.model.hasOptions ? 0x07 : 0x06;  // VWC: there is one; Flush takes all namespaces
     at[530] = 1;                                 // NVSCC
     at[531] = c.model.hasOptions ? 0x01 : 0;     // NWPC: write protect
-    putLe32(at + 540, c.description.mostNamespaces);
+    putLe32(at + 540, c.description.maxNamespaces);
     const std::string name = subsystemName(c.description);
     std::copy(name.begin(), name.end(), at + 768);
 }
@@ -162,7 +162,7 @@ void putNamespace(const CommandContext& c, uint32_t nsid, const NamespaceState& 
 }
 
 bool isBeyond(const CommandContext& c) {
-    return c.command.nsid == 0 || c.command.nsid > c.description.mostNamespaces;
+    return c.command.nsid == 0 || c.command.nsid > c.description.maxNamespaces;
 }
 
 CompletionEntry identifyNamespace(CommandContext& c) {

@@ -51,9 +51,9 @@ CompletionEntry getLogPage(CommandContext& context) {
     const LogRow* row = findLog(context, lid);
     if (row == nullptr) return refusal(SCT_COMMAND_SPECIFIC, SC_INVALID_LOG_PAGE);
     if (!isReadable(context, lid)) return passingRefusal(SCT_GENERIC, SC_SANITIZE_IN_PROGRESS);
-    const uint32_t mostUuidIndex = isVendorLog(lid) && context.model.id == ModelId::OCP ? 1 : 0;
+    const uint32_t maxUuidIndex = isVendorLog(lid) && context.model.id == ModelId::OCP ? 1 : 0;
     const bool isOfController = command.nsid == 0 || command.nsid == NSID_ALL;
-    if (!isOfController || !hasFieldsOfModel(context, request) || command.cdw14 > mostUuidIndex ||
+    if (!isOfController || !hasFieldsOfModel(context, request) || command.cdw14 > maxUuidIndex ||
         (request.lsp & ~row->definedLsp) != 0 || request.lsi != 0 || request.offset % 4 != 0 ||
         !fitsTransfer(context, request.length)) {
         return refusal(SCT_GENERIC, SC_INVALID_FIELD);

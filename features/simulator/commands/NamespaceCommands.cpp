@@ -77,7 +77,7 @@ CompletionEntry createNamespace(CommandContext& context) {
     if (!completion.isSuccess()) return completion;
     uint32_t nsid = 1;
     while (context.find(nsid) != nullptr) ++nsid;
-    if (nsid > context.description.mostNamespaces) {
+    if (nsid > context.description.maxNamespaces) {
         return refusal(SCT_COMMAND_SPECIFIC, SC_NAMESPACE_IDENTIFIER_UNAVAILABLE);
     }
     part.mediaGeneration = context.state.nextMediaGeneration++;

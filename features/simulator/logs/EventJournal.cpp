@@ -16,10 +16,10 @@ using ostrel::core::FileDescriptor;
 
 namespace {
 
-constexpr size_t MOST_IN_STATE = 4096;
+constexpr size_t MAX_IN_STATE = 4096;
 /// When the file cannot be written, so many are kept in the state.
-constexpr size_t MOST_WITHOUT_FILE = 16384;
-constexpr size_t KEPT_OF_A_FULL_FILE = EventJournal::MOST_BYTES / 4 * 3;
+constexpr size_t MAX_WITHOUT_FILE = 16384;
+constexpr size_t KEPT_OF_A_FULL_FILE = EventJournal::MAX_BYTES / 4 * 3;
 
 struct JournalState {
     static constexpr const char* NAME = "persistent-events";
@@ -54,7 +54,7 @@ bool readFile(const CommandContext& context, const JournalState& journal, std::v
     bytes.clear();
     if (journal.fileBytes == 0) return true;
     const FileDescriptor file = openFile(context, journal.slot, O_RDONLY);
-    if (!file.isOpen() || journal.fileBytes > EventJournal::MOST_BYTES) return false;
+    if (!file.isOpen() || journal.fileBytes > EventJournal::MAX_BYTES) return false;
     bytes.resize(static_cast<size_t>(journal.fileBytes));
     for (size_t at = 0; at < bytes.size();) {
         const ssize_t count = ::read(file.get(), bytes.data() + at, bytes.size() - at);
@@ -66,8 +66,8 @@ bool readFile(const CommandContext& context, const JournalState& journal, std::v
 }
 
 /// Leaves whole events out at the front.
-void dropOldest(std::vector<uint8_t>& events, size_t mostBytes) {
-    const std::vector<size_t> kept = EventJournal::offsets(events, mostBytes);
+void dropOldest(std::vector<uint8_t>& events, size_t maxBytes) {
+    const std::vector<size_t> kept = EventJournal::offsets(events, maxBytes);
     const size_t first = kept.empty() ? events.size() : kept.front();
     events.erase(events.begin(), events.begin() + static_cast<std::ptrdiff_t>(first));
 }
@@ -95,13 +95,13 @@ bool startNewFile(const CommandContext& context, JournalState& journal) {
 
 }  // namespace
 
-std::vector<size_t> EventJournal::offsets(const std::vector<uint8_t>& events, size_t mostBytes) {
+std::vector<size_t> EventJournal::offsets(const std::vector<uint8_t>& events, size_t maxBytes) {
     std::vector<size_t> all;
     for (size_t at = 0; at < events.size();) {
         if (events.size() - at < HEADER_BYTES) return {};
         const size_t bytes = HEADER_BYTES + nvme::le16(events.data() + at + HEADER_BYTES - 2);
         if (events.size() - at < bytes) return {};
-        if (events.size() - at <= mostBytes) all.push_back(at);
+        if (events.size() - at <= maxBytes) all.push_back(at);
         at += bytes;
     }
     return all;
@@ -110,12 +110,12 @@ std::vector<size_t> EventJournal::offsets(const std::vector<uint8_t>& events, si
 void EventJournal::append(const std::vector<uint8_t>& event) {
     auto journal = readExtension<JournalState>(context_.state);
     journal.recent.insert(journal.recent.end(), event.begin(), event.end());
-    if (journal.recent.size() > MOST_IN_STATE) {
-        const bool fits = journal.fileBytes <= MOST_BYTES && journal.fileBytes + journal.recent.size() <= MOST_BYTES;
+    if (journal.recent.size() > MAX_IN_STATE) {
+        const bool fits = journal.fileBytes <= MAX_BYTES && journal.fileBytes + journal.recent.size() <= MAX_BYTES;
         if (fits ? appendToFile(context_, journal) : startNewFile(context_, journal)) {
             journal.recent.clear();
         } else {
-            dropOldest(journal.recent, MOST_WITHOUT_FILE);
+            dropOldest(journal.recent, MAX_WITHOUT_FILE);
         }
     }
     writeExtension(context_.state, journal);

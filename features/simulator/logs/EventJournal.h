@@ -19,7 +19,7 @@ class EventJournal {
 public:
     static constexpr size_t HEADER_BYTES = 24;
     /// What the events may take altogether: the largest log, without its header.
-    static constexpr size_t MOST_BYTES = PERSISTENT_EVENT_LOG_64KIB * 65536 - 512;
+    static constexpr size_t MAX_BYTES = PERSISTENT_EVENT_LOG_64KIB * 65536 - 512;
 
     explicit EventJournal(CommandContext& context) : context_(context) {}
 
@@ -28,8 +28,8 @@ public:
     /// The events, oldest first. False: the file is missing or damaged.
     bool read(std::vector<uint8_t>& events) const;
 
-    /// Where the events begin that lie in the last `mostBytes` bytes. Empty also when the bytes are no events.
-    static std::vector<size_t> offsets(const std::vector<uint8_t>& events, size_t mostBytes = MOST_BYTES);
+    /// Where the events begin that lie in the last `maxBytes` bytes. Empty also when the bytes are no events.
+    static std::vector<size_t> offsets(const std::vector<uint8_t>& events, size_t maxBytes = MAX_BYTES);
 
 private:
     CommandContext& context_;

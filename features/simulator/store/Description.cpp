@@ -22,7 +22,7 @@ using namespace ostrel::core;
 namespace {
 
 constexpr uint64_t KIB = 1024;
-constexpr uint64_t LEAST_DRIVE_BYTES = 1 << 20;
+constexpr uint64_t MIN_DRIVE_BYTES = 1 << 20;
 constexpr size_t MODEL_NUMBER_BYTES = 40;
 
 struct Unit {
@@ -48,7 +48,7 @@ bool parseSize(const std::string& text, uint64_t& bytes) {
         uint64_t number = 0;
         if (!parseNumber(text.substr(0, end), MAX_DRIVE_BYTES / known.bytes, number)) return false;
         bytes = number * known.bytes;
-        return bytes >= LEAST_DRIVE_BYTES;
+        return bytes >= MIN_DRIVE_BYTES;
     }
     return false;
 }
@@ -300,8 +300,8 @@ const KeyRow KEYS[] = {
     switchRow<&D::supportsTelemetry>("telemetry", ""),
     switchRow<&D::supportsPersistentEventLog>("persistent-event-log", ""),
     {"supports", "max-namespaces", false, "1 to 1024", "",
-     [](Text text, D& d) { return parseCount(text, d.mostNamespaces); },
-     [](const D& d) { return std::to_string(d.mostNamespaces); }},
+     [](Text text, D& d) { return parseCount(text, d.maxNamespaces); },
+     [](const D& d) { return std::to_string(d.maxNamespaces); }},
     {"supports", "max-transfer-kib", false, "0 or a power of two from 4 to 16384",
      "The most data that one command carries; 0: no limit.",
      [](Text text, D& d) { return parseTransfer(text, d.maxTransferKib); },

@@ -35,7 +35,7 @@ struct Description {
     bool supportsFirmwareUpdate = true;
     bool supportsTelemetry = true;
     bool supportsPersistentEventLog = true;
-    uint32_t mostNamespaces = 16;
+    uint32_t maxNamespaces = 16;
     uint32_t maxTransferKib = 512;  ///< a power of two from 4 on; 0: no limit
     uint32_t shortSelfTestSeconds = 10;
     uint32_t extendedSelfTestSeconds = 60;

@@ -45,8 +45,8 @@ struct Model {
 };
 
 /// Temperatures that Host Controlled Thermal Management takes, in Kelvin: MNTMT and MXTMT.
-inline constexpr uint16_t LEAST_THERMAL_KELVIN = 313;
-inline constexpr uint16_t MOST_THERMAL_KELVIN = 353;
+inline constexpr uint16_t MIN_THERMAL_KELVIN = 313;
+inline constexpr uint16_t MAX_THERMAL_KELVIN = 353;
 /// Cryptographic and block erase and overwrite; blocks are always deallocated (No-Deallocate Inhibited), and media is
 /// not modified afterwards.
 inline constexpr uint32_t SANICAP = 0x60000007;

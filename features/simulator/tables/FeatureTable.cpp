@@ -20,7 +20,7 @@ constexpr CompletionEntry INVALID_FIELD = refusal(SCT_GENERIC, SC_INVALID_FIELD)
 // Temperature Threshold: which sensor (TMPSEL) and which side (THSEL) in dword 11.
 constexpr uint32_t BITS_TEMPERATURE = 0x3F << 16;
 constexpr uint32_t BITS_INTERRUPT_VECTOR = 0xFFFF;
-constexpr uint32_t MOST_INTERRUPT_VECTOR = 64;
+constexpr uint32_t MAX_INTERRUPT_VECTOR = 64;
 
 bool isTemperatureSelector(uint32_t selector) {
     const uint32_t sensor = selector >> 16 & 0xF;
@@ -35,7 +35,7 @@ FeatureValue defaultTemperature(const CommandContext& context, uint32_t selector
 }
 
 bool isInterruptVector(uint32_t selector) {
-    return selector <= MOST_INTERRUPT_VECTOR;
+    return selector <= MAX_INTERRUPT_VECTOR;
 }
 
 template <uint32_t DWORD>
@@ -52,12 +52,12 @@ CompletionEntry checkErrorRecovery(CommandContext&, FeatureValue& value) {
     return bit(value.dword, 16) ? INVALID_FIELD : CompletionEntry{};
 }
 
-constexpr uint32_t MOST_QUEUES_0BASED = 63;
+constexpr uint32_t MAX_QUEUES_0BASED = 63;
 CompletionEntry grantQueues(CommandContext&, FeatureValue& value) {
     const uint32_t submission = value.dword & 0xFFFF;
     const uint32_t completion = value.dword >> 16;
     if (submission == 0xFFFF || completion == 0xFFFF) return INVALID_FIELD;
-    value.dword = std::min(submission, MOST_QUEUES_0BASED) | std::min(completion, MOST_QUEUES_0BASED) << 16;
+    value.dword = std::min(submission, MAX_QUEUES_0BASED) | std::min(completion, MAX_QUEUES_0BASED) << 16;
     return {};
 }
 
@@ -79,7 +79,7 @@ CompletionEntry checkThermalManagement(CommandContext&, FeatureValue& value) {
     const uint32_t light = value.dword >> 16;     // TMT1
     const uint32_t heavy = value.dword & 0xFFFF;  // TMT2
     for (const uint32_t kelvin : {light, heavy}) {
-        if (kelvin != 0 && (kelvin < LEAST_THERMAL_KELVIN || kelvin > MOST_THERMAL_KELVIN)) return INVALID_FIELD;
+        if (kelvin != 0 && (kelvin < MIN_THERMAL_KELVIN || kelvin > MAX_THERMAL_KELVIN)) return INVALID_FIELD;
     }
     return light != 0 && heavy != 0 && light >= heavy ? INVALID_FIELD : CompletionEntry{};
 }

@@ -19,10 +19,10 @@ namespace {
 
 /// The target of a link, also when nothing is there, since the nodes are no files. Empty: nowhere.
 fs::path withoutLinks(fs::path path) {
-    constexpr int MOST_LINKS = 40;
+    constexpr int MAX_LINKS = 40;
     std::error_code error;
     for (int links = 0; fs::is_symlink(fs::symlink_status(path, error)); ++links) {
-        if (links == MOST_LINKS) return {};
+        if (links == MAX_LINKS) return {};
         const fs::path target = fs::read_symlink(path, error);
         if (error) return {};
         path = path.parent_path() / target;

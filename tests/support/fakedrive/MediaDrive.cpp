@@ -39,7 +39,7 @@ struct MediaDrive::State {
     std::condition_variable changed;
     std::vector<unsigned> counts;
     unsigned inFlight = 0;
-    unsigned mostInFlight = 0;
+    unsigned maxInFlight = 0;
     bool hasGathered = false;
 
     void answer(const NvmeCommand& command, CommandResult& result);
@@ -65,7 +65,7 @@ void MediaDrive::State::answer(const NvmeCommand& command, CommandResult& result
 
 void MediaDrive::State::read(const NvmeCommand& command, CommandResult& result) {
     std::unique_lock<std::mutex> lock(mutex);
-    mostInFlight = std::max(mostInFlight, ++inFlight);
+    maxInFlight = std::max(maxInFlight, ++inFlight);
     if (inFlight >= owner.gathers) hasGathered = true;
     changed.notify_all();
     changed.wait_for(lock, std::chrono::seconds(2), [&] { return hasGathered; });
@@ -81,7 +81,7 @@ uint16_t MediaDrive::State::transfer(const NvmeCommand& command, CommandResult& 
     const uint64_t count = (command.cdw12 & 0xFFFF) + uint64_t{1};
     result.inputPayload = DriveBytes(command.dataLength).payload();
     if (first + count > counts.size() || command.dataLength != count * 512) return LBA_OUT_OF_RANGE;
-    if (count > owner.mostBlocks) {
+    if (count > owner.maxBlocks) {
         result.status = statuses::invalidTransferSize();
         return 0;
     }
@@ -138,8 +138,8 @@ std::vector<unsigned> MediaDrive::blocksRead() const {
     return state_->counts;
 }
 
-unsigned MediaDrive::mostInFlight() const {
-    return state_->mostInFlight;
+unsigned MediaDrive::maxInFlight() const {
+    return state_->maxInFlight;
 }
 
 }  // namespace fakedrive

@@ -31,7 +31,7 @@ public:
     /// A transport error at a command that reaches this block.
     uint64_t breaksAt = UINT64_MAX;
     /// What the system takes at a time: more is EINVAL.
-    uint32_t mostBlocks = UINT32_MAX;
+    uint32_t maxBlocks = UINT32_MAX;
     /// The first commands wait for each other until so many are in flight (or two seconds are over).
     unsigned gathers = 0;
     uint8_t criticalWarning = 0;
@@ -39,7 +39,7 @@ public:
 
     /// How often each block was read.
     std::vector<unsigned> blocksRead() const;
-    unsigned mostInFlight() const;
+    unsigned maxInFlight() const;
 
 private:
     class Path;

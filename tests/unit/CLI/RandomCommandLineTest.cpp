@@ -237,7 +237,7 @@ const Shape SHAPES[] = {
 };
 
 /// Doubling the line may double the work, with some room for buffers that grow in steps. Counted, not timed.
-constexpr double MOST_GROWTH = 2.6;
+constexpr double MAX_GROWTH = 2.6;
 
 TEST_F(CommandLineTest, MemoryGrowsInStepWithTheLine) {
     useTheCatalogue();
@@ -248,7 +248,7 @@ TEST_F(CommandLineTest, MemoryGrowsInStepWithTheLine) {
         return static_cast<double>(test::allocatedBytes() - before);
     };
     for (const Shape& shape : SHAPES) {
-        EXPECT_LT(bytesFor(shape.line(4000)), MOST_GROWTH * bytesFor(shape.line(2000))) << shape.name;
+        EXPECT_LT(bytesFor(shape.line(4000)), MAX_GROWTH * bytesFor(shape.line(2000))) << shape.name;
     }
 }
 
@@ -260,7 +260,7 @@ TEST_F(CommandLineTest, CallsGrowInStepWithTheLine) {
         return static_cast<double>(calls.count);
     };
     for (const Shape& shape : SHAPES) {
-        EXPECT_LT(callsFor(shape.line(400)), MOST_GROWTH * callsFor(shape.line(200))) << shape.name;
+        EXPECT_LT(callsFor(shape.line(400)), MAX_GROWTH * callsFor(shape.line(200))) << shape.name;
     }
 }
 

@@ -134,7 +134,7 @@ Status PatternFile::failure(int error, const char* what, const Status& kind) con
         kind, std::string("Cannot ") + what + " in " + folder_ + ": " + std::generic_category().message(error) + ".");
 }
 
-DataIntegrityResult checkDataIntegrity(const std::string& folder, uint64_t mostBytes) {
+DataIntegrityResult checkDataIntegrity(const std::string& folder, uint64_t maxBytes) {
     DataIntegrityResult result;
     struct statvfs space = {};
     if (::statvfs(folder.c_str(), &space) != 0) {
@@ -143,7 +143,7 @@ DataIntegrityResult checkDataIntegrity(const std::string& folder, uint64_t mostB
         return result;
     }
     const uint64_t half = uint64_t{space.f_bavail} * space.f_frsize / 2;
-    uint64_t left = std::min(mostBytes, half) / PatternFile::UNIT_BYTES * PatternFile::UNIT_BYTES;
+    uint64_t left = std::min(maxBytes, half) / PatternFile::UNIT_BYTES * PatternFile::UNIT_BYTES;
     if (left == 0)
         result.failure =
             withDetails(statuses::partitionWithoutFreeSpace(), "There is no room for a file in " + folder + ".");

@@ -59,8 +59,8 @@ struct DataIntegrityResult {
     ostrel::core::Status failure;  ///< why the check was not completed
 };
 
-/// Writes patterns to new files in `folder` and reads them back: at most `mostBytes`, and at most half of what the file
+/// Writes patterns to new files in `folder` and reads them back: at most `maxBytes`, and at most half of what the file
 /// system has free. The files are gone when it returns, and also when the process is killed.
-DataIntegrityResult checkDataIntegrity(const std::string& folder, uint64_t mostBytes);
+DataIntegrityResult checkDataIntegrity(const std::string& folder, uint64_t maxBytes);
 
 }  // namespace features::jobs

@@ -207,7 +207,7 @@ void Scan::readNamespace(const HostNamespace& space) {
     FieldTree& part = tree_.addPart("Read Scan - Namespace " + std::to_string(space.nsid));
     ReadScanRequest request;
     request.nsid = space.nsid;
-    if (!scans_.full) request.mostBytes = scans_.extent.read;
+    if (!scans_.full) request.maxBytes = scans_.extent.read;
     const ReadScanResult result = readScan(facts_.drive(), request);
     part.add("Blocks", std::to_string(result.blocks));
     part.add("Blocks Read", std::to_string(result.blocksRead));
@@ -216,7 +216,7 @@ void Scan::readNamespace(const HostNamespace& space) {
         addRanges(part, result.ranges);
         evidence_.unreadableBlocks += result.unreadable;
     }
-    if (result.unreadable == ReadScanResult::MOST_UNREADABLE)
+    if (result.unreadable == ReadScanResult::MAX_UNREADABLE)
         part.add("Ended", "So many blocks cannot be read that the rest was not tried.");
     if (failed(result.failure)) notCompleted(part, result.failure.getMessage());
 }

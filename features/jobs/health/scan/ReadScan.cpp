@@ -22,7 +22,7 @@ using nvme::NvmeCommand;
 namespace {
 
 /// Number of Logical Blocks has 16 bits and counts from 0.
-constexpr uint64_t MOST_BLOCKS = 65536;
+constexpr uint64_t MAX_BLOCKS = 65536;
 
 /// Unrecovered Read Error, and the three errors of end-to-end protection (NVMe Base Specification 1.4,
 /// section 4.6.1.2.3).
@@ -57,11 +57,11 @@ Status readGeometry(nvme::Drive& drive, uint32_t nsid, Geometry& geometry) {
 /// Which blocks each piece has.
 class Pieces {
 public:
-    Pieces(const Geometry& geometry, uint32_t pieceBytes, uint64_t mostBytes) : blocks_(geometry.blocks) {
-        pieceBlocks_ = std::clamp<uint64_t>(pieceBytes / geometry.dataBytes, 1, MOST_BLOCKS);
+    Pieces(const Geometry& geometry, uint32_t pieceBytes, uint64_t maxBytes) : blocks_(geometry.blocks) {
+        pieceBlocks_ = std::clamp<uint64_t>(pieceBytes / geometry.dataBytes, 1, MAX_BLOCKS);
         count_ = blocks_ / pieceBlocks_ + (blocks_ % pieceBlocks_ != 0 ? 1 : 0);
         // At least the first piece and the last.
-        const uint64_t most = std::max<uint64_t>(2, mostBytes / geometry.dataBytes / pieceBlocks_);
+        const uint64_t most = std::max<uint64_t>(2, maxBytes / geometry.dataBytes / pieceBlocks_);
         if (most >= count_) return;
         count_ = most;
         step_ = (blocks_ - pieceBlocks_) / (count_ - 1);
@@ -85,11 +85,11 @@ private:
 
 /// What the workers share.
 struct Progress {
-    Progress(uint32_t bytes, const std::string& operation) : mostBytes(bytes), line(operation) {}
+    Progress(uint32_t bytes, const std::string& operation) : maxBytes(bytes), line(operation) {}
 
     std::atomic<uint64_t> nextPiece{0};
     std::atomic<uint64_t> blocksRead{0};
-    std::atomic<uint32_t> mostBytes;  ///< of one command; shrinks when the system was seen to take less
+    std::atomic<uint32_t> maxBytes;  ///< of one command; shrinks when the system was seen to take less
     std::atomic<bool> ended{false};
     std::mutex mutex;  ///< of the rest
     std::vector<uint64_t> unreadable;
@@ -98,8 +98,8 @@ struct Progress {
 
     void addUnreadable(uint64_t lba) {
         const std::lock_guard<std::mutex> lock(mutex);
-        if (unreadable.size() < ReadScanResult::MOST_UNREADABLE) unreadable.push_back(lba);
-        if (unreadable.size() == ReadScanResult::MOST_UNREADABLE) ended = true;
+        if (unreadable.size() < ReadScanResult::MAX_UNREADABLE) unreadable.push_back(lba);
+        if (unreadable.size() == ReadScanResult::MAX_UNREADABLE) ended = true;
     }
     void fail(const Status& status) {
         const std::lock_guard<std::mutex> lock(mutex);
@@ -107,8 +107,8 @@ struct Progress {
         ended = true;
     }
     void shrink(uint32_t bytes) {
-        uint32_t most = mostBytes;
-        while (bytes < most && !mostBytes.compare_exchange_weak(most, bytes)) {
+        uint32_t most = maxBytes;
+        while (bytes < most && !maxBytes.compare_exchange_weak(most, bytes)) {
         }
     }
 };
@@ -132,7 +132,7 @@ private:
     void read(uint64_t first, uint32_t blocks) {
         if (progress_.ended) return;
         const uint64_t bytes = uint64_t{blocks} * geometry_.dataBytes;
-        if (blocks > 1 && bytes > progress_.mostBytes) return split(first, blocks);
+        if (blocks > 1 && bytes > progress_.maxBytes) return split(first, blocks);
         nvme::Answer answer;
         const Status status = drive_.send(command(first, blocks), answer);
         if (succeeded(status)) {
@@ -196,7 +196,7 @@ ReadScanResult readScan(nvme::Drive& drive, const ReadScanRequest& request) {
     if (succeeded(result.failure)) result.failure = drive.maxTransferBytes(pieceBytes);
     if (failed(result.failure)) return result;
     result.blocks = geometry.blocks;
-    const Pieces pieces(geometry, pieceBytes, request.mostBytes);
+    const Pieces pieces(geometry, pieceBytes, request.maxBytes);
     Progress progress(std::max(pieceBytes, geometry.dataBytes),
                       "Drive " + drive.name() + ", read scan of namespace " + std::to_string(request.nsid));
     const auto count = static_cast<size_t>(std::min<uint64_t>(request.commandsAtOnce, pieces.count()));

@@ -14,7 +14,7 @@ struct ReadScanRequest {
     uint32_t nsid = 0;
     /// What is read at the most: a larger namespace is read in pieces that are evenly spread from its first block to
     /// its last. UINT64_MAX: all of it.
-    uint64_t mostBytes = UINT64_MAX;
+    uint64_t maxBytes = UINT64_MAX;
     unsigned commandsAtOnce = 8;
 };
 
@@ -24,11 +24,11 @@ struct LbaRange {
 };
 
 struct ReadScanResult {
-    static constexpr uint64_t MOST_UNREADABLE = 1024;
+    static constexpr uint64_t MAX_UNREADABLE = 1024;
 
     uint64_t blocks = 0;           ///< of the namespace
     uint64_t blocksRead = 0;       ///< without an error
-    uint64_t unreadable = 0;       ///< blocks; the scan ends when there are MOST_UNREADABLE
+    uint64_t unreadable = 0;       ///< blocks; the scan ends when there are MAX_UNREADABLE
     std::vector<LbaRange> ranges;  ///< of them, in order
     ostrel::core::Status failure;  ///< why the scan was not completed
 };

@@ -77,14 +77,14 @@ CompletionEntry checkPowerState(CommandContext& context, FeatureValue& value) {
 CompletionEntry checkLatencyMonitor(CommandContext&, FeatureValue& value) {
     constexpr size_t OFFSET_THRESHOLDS = 2;
     constexpr size_t OFFSET_ENABLE = 12;
-    constexpr uint8_t MOST_ENABLE = 3;
+    constexpr uint8_t MAX_ENABLE = 3;
     const std::vector<uint8_t>& data = value.data;
     const auto thresholds = data.begin() + OFFSET_THRESHOLDS;
     const bool isRestZero =
         std::all_of(data.begin() + OFFSET_ENABLE + 1, data.end(), [](uint8_t byte) { return byte == 0; });
     const bool isValid =
         std::is_sorted(thresholds, thresholds + 4) && (le16(data.data() + 6) & 0xF000) == 0 && data[11] <= 1;
-    return isRestZero && isValid && data[OFFSET_ENABLE] <= MOST_ENABLE ? CompletionEntry{} : INVALID_FIELD;
+    return isRestZero && isValid && data[OFFSET_ENABLE] <= MAX_ENABLE ? CompletionEntry{} : INVALID_FIELD;
 }
 
 constexpr DefinedBits dword11(uint32_t bits) {

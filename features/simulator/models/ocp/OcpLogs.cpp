@@ -65,7 +65,7 @@ uint64_t blocksInUse(const CommandContext& context) {
 
 /// SMART / Health Information Extended. What a drive without NAND and capacitors cannot have is perfect.
 CompletionEntry buildSmart(CommandContext& context, const LogRequest&, Page& page) {
-    constexpr uint64_t MOST_PERCENT = 100;
+    constexpr uint64_t MAX_PERCENT = 100;
     constexpr uint8_t SPECIFICATION_MAJOR = 2;
     const auto state = readExtension<OcpState>(context.state);
     WorkCounters work = context.state.health.work;
@@ -75,8 +75,8 @@ CompletionEntry buildSmart(CommandContext& context, const LogRequest&, Page& pag
     uint8_t* at = page.data();
     putLe64(at, work.bytesWritten);
     putLe64(at + 16, work.bytesRead);
-    putLe16(at + 38, MOST_PERCENT);  // user and system NAND blocks that are good
-    putLe16(at + 46, MOST_PERCENT);
+    putLe16(at + 38, MAX_PERCENT);  // user and system NAND blocks that are good
+    putLe16(at + 46, MAX_PERCENT);
     putLe64(at + 56, context.state.health.mediaErrors);
     at[80] = percentageUsed(context);
     putLe32(at + 88, static_cast<uint32_t>((work.bytesWritten + size - 1) / size));  // the blocks erased most
@@ -88,9 +88,9 @@ CompletionEntry buildSmart(CommandContext& context, const LogRequest&, Page& pag
     at[103] = SPECIFICATION_MAJOR;
     putLe64(at + 104, state.pcieErrors);
     putLe32(at + 112, state.incompleteShutdowns);
-    at[120] = static_cast<uint8_t>(unallocatedBytes(context.description, context.model, context.state) * MOST_PERCENT /
+    at[120] = static_cast<uint8_t>(unallocatedBytes(context.description, context.model, context.state) * MAX_PERCENT /
                                    context.description.sizeBytes);
-    putLe16(at + 128, MOST_PERCENT);  // capacitors
+    putLe16(at + 128, MAX_PERCENT);  // capacitors
     putLe64(at + 136, work.unalignedCommands);
     putLe64(at + 144, 1);  // Security Version Number
     putLe64(at + 152, blocksInUse(context));
@@ -156,7 +156,7 @@ CompletionEntry buildLatencyMonitor(CommandContext& context, const LogRequest&, 
 CompletionEntry buildCapabilities(CommandContext& context, const LogRequest&, Page& page) {
     constexpr uint16_t ONE_PORT = 0x0001;
     constexpr uint16_t SUPPORTED = 0x8000;
-    constexpr uint32_t MOST_WATTS = 127;
+    constexpr uint32_t MAX_WATTS = 127;
     constexpr uint8_t DESCRIPTOR_VALID = 0x80;
     page.resize(4096);
     uint8_t* at = page.data();
@@ -166,7 +166,7 @@ CompletionEntry buildCapabilities(CommandContext& context, const LogRequest&, Pa
     putLe16(at + 6, context.description.supportsSanitize ? SUPPORTED | 7 : 0);  // crypto and block erase, overwrite
     putLe16(at + 8, SUPPORTED);                                                 // Dataset Management
     uint8_t* descriptor = at + 16;
-    for (uint32_t watts = MOST_WATTS; watts > 0; --watts) {
+    for (uint32_t watts = MAX_WATTS; watts > 0; --watts) {
         if (!isDssdPowerState(context.model, watts)) continue;
         *descriptor++ = static_cast<uint8_t>(DESCRIPTOR_VALID | watts);
         putLe16(at + 14, static_cast<uint16_t>(watts));  // the last that is found is the least that is valid

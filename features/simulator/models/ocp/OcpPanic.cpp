@@ -16,7 +16,7 @@ using namespace nvme;
 namespace {
 
 constexpr size_t ENTRY_BYTES = 32;
-constexpr size_t MOST_ENTRIES = 127;
+constexpr size_t MAX_ENTRIES = 127;
 constexpr uint16_t LAST_TYPE = 0x0B;
 constexpr uint16_t LAST_HANGING_TYPE = 0x02;
 constexpr uint16_t TYPE_INCOMPLETE_SHUTDOWN = 0x0B;
@@ -48,7 +48,7 @@ uint8_t* dueEntry(FeatureValue& injections, uint64_t reads) {
 }  // namespace
 
 CompletionEntry checkErrorInjections(CommandContext& context, FeatureValue& value) {
-    if (value.dword > MOST_ENTRIES) return INVALID_FIELD;
+    if (value.dword > MAX_ENTRIES) return INVALID_FIELD;
     const size_t used = value.dword * ENTRY_BYTES;
     uint32_t seen = 0;
     for (size_t at = 0; at < used; at += ENTRY_BYTES) {

@@ -82,10 +82,10 @@ void writeMaximumLba(CommandContext& context, uint32_t, const FeatureValue& valu
 // Power Governor: the limits of a mode are beside it.
 
 constexpr uint32_t POWER_LIMITS[] = {0x00191400, 0x00120E00, 0x000C0A00};  // 20 and 25, 14 and 18, 10 and 12 watts
-constexpr uint32_t MOST_POWER_MODE = 2;
+constexpr uint32_t MAX_POWER_MODE = 2;
 
 CompletionEntry checkPowerGovernor(CommandContext&, FeatureValue& value) {
-    if (value.dword > MOST_POWER_MODE) return INVALID_FIELD;
+    if (value.dword > MAX_POWER_MODE) return INVALID_FIELD;
     value.dword |= POWER_LIMITS[value.dword];
     return {};
 }

@@ -18,11 +18,11 @@ namespace {
 constexpr uint64_t CACHE_SHARE = 8;
 constexpr uint64_t BYTES_PER_MS = 262144;
 /// So that the progress of a small drive can be seen, too.
-constexpr uint64_t LEAST_MS = 5000;
+constexpr uint64_t MIN_MS = 5000;
 constexpr uint64_t MS_PER_SECOND = 1000;
 
 uint64_t durationMs(const VelkoFlush& flush) {
-    return std::max(flush.bytes / BYTES_PER_MS, LEAST_MS);
+    return std::max(flush.bytes / BYTES_PER_MS, MIN_MS);
 }
 
 /// What the host wrote since the last run, as far as the cache holds it.

@@ -33,7 +33,7 @@ TEST(ControllerCapabilities, ReadsItsFields) {
     EXPECT_EQ(c.mnan, 1024U);
     EXPECT_EQ(c.errorLogEntries(), 64U);
     EXPECT_EQ(c.firmwareSlots(), 3);
-    EXPECT_EQ(c.mostNamespaces(), 1024U);
+    EXPECT_EQ(c.maxNamespaces(), 1024U);
 }
 
 using Predicate = bool (ControllerCapabilities::*)() const;
@@ -112,9 +112,9 @@ TEST(ControllerCapabilities, NamespaceDescriptorsCameWithVersion1Point3) {
 TEST(ControllerCapabilities, WithoutALimitOfItsOwnNamespaceIdentifiersAreTheLimit) {
     std::vector<uint8_t> bytes(4096);
     bytes[516] = 8;
-    EXPECT_EQ(ControllerCapabilities(bytes.data()).mostNamespaces(), 8U);
+    EXPECT_EQ(ControllerCapabilities(bytes.data()).maxNamespaces(), 8U);
     bytes[540] = 4;
-    EXPECT_EQ(ControllerCapabilities(bytes.data()).mostNamespaces(), 4U);
+    EXPECT_EQ(ControllerCapabilities(bytes.data()).maxNamespaces(), 4U);
 }
 
 }  // namespace

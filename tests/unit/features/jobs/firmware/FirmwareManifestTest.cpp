@@ -102,8 +102,8 @@ TEST(FirmwareManifest, WhatIsNoManifestIsReportedSeparately) {
     EXPECT_EQ(fault(MANIFEST + "x"), "it is not JSON: garbage after data in line 9");
     EXPECT_EQ(fault("[]"), MODELS);
     EXPECT_EQ(fault(std::string(17, '[')), "it has too many brackets") << "the reader recurses for each level";
-    EXPECT_EQ(fault(MANIFEST + std::string(MOST_MANIFEST_BYTES - MANIFEST.size(), ' ')), "");
-    EXPECT_EQ(fault(MANIFEST + std::string(MOST_MANIFEST_BYTES - MANIFEST.size() + 1, ' ')), "it is too large");
+    EXPECT_EQ(fault(MANIFEST + std::string(MAX_MANIFEST_BYTES - MANIFEST.size(), ' ')), "");
+    EXPECT_EQ(fault(MANIFEST + std::string(MAX_MANIFEST_BYTES - MANIFEST.size() + 1, ' ')), "it is too large");
 }
 
 constexpr struct {

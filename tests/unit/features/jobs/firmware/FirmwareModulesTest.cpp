@@ -81,7 +81,7 @@ TEST_F(FirmwareModulesTest, SeveralFoldersAreOne) {
 TEST_F(FirmwareModulesTest, WhatIsDamagedIsPassedOverAndReported) {
     addModule(folder_, "good", {"FW2"});
     writeWholeFile(folder_ / "broken.json", "{");
-    writeWholeFile(folder_ / "large.json", std::string(MOST_MANIFEST_BYTES + 1, ' '));
+    writeWholeFile(folder_ / "large.json", std::string(MAX_MANIFEST_BYTES + 1, ' '));
     writeWholeFile(folder_ / "note.txt", "not a manifest");
     std::filesystem::create_directory(folder_ / "folder.json");
     std::filesystem::create_symlink(folder_ / "good.json", folder_ / "link.json");

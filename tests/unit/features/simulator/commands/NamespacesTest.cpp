@@ -123,7 +123,7 @@ TEST_F(NamespacesOfASimulatedDrive, AreRefusedWithTheRightStatus) {
 }
 
 TEST_F(NamespacesOfASimulatedDrive, AreAsManyAsTheDescriptionSays) {
-    description.mostNamespaces = 2;
+    description.maxNamespaces = 2;
     describe();
     EXPECT_EQ(remove(1), 0);
     EXPECT_EQ(create(1), 0);
@@ -134,7 +134,7 @@ TEST_F(NamespacesOfASimulatedDrive, AreAsManyAsTheDescriptionSays) {
 
 TEST_F(NamespacesOfASimulatedDrive, AreAThousandAndTwentyFourAtMost) {
     constexpr uint32_t MOST = 1024;
-    description.mostNamespaces = MOST;
+    description.maxNamespaces = MOST;
     describe(ModelId::VELKO, uint64_t{2} << 30);
     features::simulator::DriveFolder files(path(), features::simulator::impossibleIn);
     ASSERT_TRUE(succeeded(files.begin()));

@@ -23,7 +23,7 @@ protected:
     static constexpr uint64_t SEED = 20261120;
 
     KilledDrive() {
-        description.mostNamespaces = 4;
+        description.maxNamespaces = 4;
         EXPECT_TRUE(succeeded(DriveStore(folder / "drives").remove("one")));
         EXPECT_TRUE(
             succeeded(DriveStore(folder / "drives").create({{"one", description}, {"two", description}}, clock)));

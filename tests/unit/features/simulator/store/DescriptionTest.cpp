@@ -109,7 +109,7 @@ TEST(DescriptionOfASimulatedDrive, HasDefaults) {
     Description description;
     EXPECT_EQ(Description::parse(WHO, description).getMessage(), "Completed successfully.");
     EXPECT_TRUE(description.supportsSanitize);
-    EXPECT_EQ(description.mostNamespaces, 16U);
+    EXPECT_EQ(description.maxNamespaces, 16U);
     EXPECT_FALSE(description.faults.isGone);
     EXPECT_FALSE(description.faults.temperatureCelsius.has_value());
 }

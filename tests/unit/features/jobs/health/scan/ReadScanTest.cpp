@@ -27,10 +27,10 @@ std::string textOf(const ReadScanResult& result) {
     return text;
 }
 
-ReadScanRequest request(uint64_t mostBytes = UINT64_MAX, unsigned commandsAtOnce = 1) {
+ReadScanRequest request(uint64_t maxBytes = UINT64_MAX, unsigned commandsAtOnce = 1) {
     ReadScanRequest request;
     request.nsid = 1;
-    request.mostBytes = mostBytes;
+    request.maxBytes = maxBytes;
     request.commandsAtOnce = commandsAtOnce;
     return request;
 }
@@ -152,13 +152,13 @@ TEST(ReadScan, ManyCommandsAreInFlightAndEachBlockIsReadOnce) {
     nvme::Drive drive(*media.device());
     EXPECT_EQ(textOf(readScan(drive, request(UINT64_MAX, 8))), "100003 blocks, 100003 read, 0 unreadable:");
     EXPECT_EQ(media.blocksRead(), std::vector<unsigned>(100003, 1));
-    EXPECT_EQ(media.mostInFlight(), 8U);
+    EXPECT_EQ(media.maxInFlight(), 8U);
 }
 
 TEST(ReadScan, ParallelForItFindsEveryUnreadableBlock) {
     MediaDrive media(100003);
     media.unreadable = {0, 127, 128, 129, 5000, 99999, 100001, 100002};
-    media.mostBlocks = 100;  // the system's limit, which each thread may run into
+    media.maxBlocks = 100;  // the system's limit, which each thread may run into
     nvme::Drive drive(*media.device());
     EXPECT_EQ(textOf(readScan(drive, request(UINT64_MAX, 8))),
               "100003 blocks, 99995 read, 8 unreadable: 0-0 127-129 5000-5000 99999-99999 100001-100002");
