@@ -112,6 +112,12 @@ Status readSecrets(const CommandLine& line, std::optional<auth::Requirement>& re
     return status;
 }
 
+void warnOfOtherMachines(const std::string& address) {
+    (void)ostrel::core::writeFully(STDERR_FILENO,
+                                   "nimbrel-simdrive: " + address + " is no loopback address: other machines can " +
+                                       "read and erase the drive. --dhchap-secret-file requires authentication.\n");
+}
+
 }  // namespace
 
 Outcome serve(const DriveStore& store, const CommandLine& line) {
@@ -145,11 +151,7 @@ Outcome serve(const DriveStore& store, const CommandLine& line) {
     tcp::Target target(requirement ? &*requirement : nullptr);
     status = drive.listen(target, address, ports, line.has("second-port"));
     if (failed(status)) return Outcome::failed(status);
-    if (!requirement && !isLoopback(address)) {
-        (void)ostrel::core::writeFully(STDERR_FILENO,
-                                       "nimbrel-simdrive: " + address + " is no loopback address: other machines can " +
-                                           "read and erase the drive. --dhchap-secret-file requires authentication.\n");
-    }
+    if (!requirement && !isLoopback(address)) warnOfOtherMachines(address);
     // Who cannot read the port waits for it for ever.
     const int unsaid =
         ostrel::core::writeFully(STDOUT_FILENO, announcement(line.names[0], target.places(), requirement.has_value()));
