@@ -35,7 +35,8 @@ def included(path):
     """The files of the tree that this one names, by its folder or by the root."""
     names = [name.decode() for name in INCLUDE.findall(content(path))]
     candidates = [[path.parent / name, ROOT / name] for name in names]
-    return [next(filter(pathlib.Path.is_file, both)).resolve() for both in candidates if any(map(pathlib.Path.is_file, both))]
+    files = (next(filter(pathlib.Path.is_file, both), None) for both in candidates)
+    return [path.resolve() for path in files if path]
 
 
 def with_included(source):

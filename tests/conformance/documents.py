@@ -8,10 +8,12 @@ in " &" goes on in the background. `echo $?` shows the status of the command bef
     nimbrel-simdrive create ...  document run one after the other on one machine, until the next setup.
     -->
     <!-- varies: port -->       Until the next setup, texts of VARYING with this name may differ.
-    <!-- terminal: n -->        The next block's commands have a terminal of 80 columns, on which these answers are typed.
+    <!-- terminal: n -->        The next block's commands have a terminal of 80 columns, on which these answers
+                                are typed.
 
-The lines of ```sh blocks are commands that no test can run: NOT_RUN has the reason of each. A ```usage block is a part of
-the program's help. NIMBREL_REWRITE_GOLDENS=1 writes what the commands print into the documents; read what changed."""
+The lines of ```sh blocks are commands that no test can run: NOT_RUN has the reason of each. A ```usage block is a part
+of the program's help. NIMBREL_REWRITE_GOLDENS=1 writes what the commands print into the documents; read what
+changed."""
 
 import difflib
 import fcntl
@@ -256,7 +258,7 @@ class Documents(unittest.TestCase):
                 self.assertFalse(difference, f"{path.name}:\n{difference}")
 
     def test_show_each_command_with_its_output(self):
-        """Code is in fenced blocks, and a command in a block that the test runs, or on the list of those that cannot."""
+        """Code is in fenced blocks, and a command in a block that the test runs, or listed as one that cannot."""
         listed = set()
         for path in DOCUMENTS:
             lines = path.read_text().split("\n")

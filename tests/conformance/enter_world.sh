@@ -17,7 +17,8 @@ if [ -d "$scratch/usr_lib" ]; then
     mount -t tmpfs tmpfs "$scratch/overlay"
     mkdir "$scratch/overlay/upper" "$scratch/overlay/work"
     cp -a "$scratch/usr_lib/." "$scratch/overlay/upper/"
-    mount -t overlay overlay -o "lowerdir=/usr/lib,upperdir=$scratch/overlay/upper,workdir=$scratch/overlay/work,userxattr" /usr/lib
+    layers="lowerdir=/usr/lib,upperdir=$scratch/overlay/upper,workdir=$scratch/overlay/work"
+    mount -t overlay overlay -o "$layers,userxattr" /usr/lib
 fi
 
 if [ "$stdin" = closed ]; then

@@ -1,5 +1,6 @@
 """NVMe in-band authentication (DH-HMAC-CHAP) of nimbrel-simdrive's target, with a host written after the NVMe Base
-Specification 2.0, section 8.13, for itself: hashes of hashlib, Diffie-Hellman by pow(), primes by RFC 7919's formula."""
+Specification 2.0, section 8.13, for itself: hashes of hashlib, Diffie-Hellman by pow(), primes by RFC 7919's
+formula."""
 
 import base64
 import hashlib

@@ -1,8 +1,8 @@
 """docs/output.md and docs/output.schema.json say what the commands print, and every golden file keeps to it.
 
-Both are made of the keys that the program output_keys prints, from the tables of the feature library: every JSON document
-of the golden files is validated against the schema, and so is every object of the text outputs; every row is seen in one
-of them, or is in NOT_SEEN or KEYS_NOT_SEEN.
+Both are made of the keys that the program output_keys prints, from the tables of the feature library: every JSON
+document of the golden files is validated against the schema, and so is every object of the text outputs; every row is
+seen in one of them, or is in NOT_SEEN or KEYS_NOT_SEEN.
 NIMBREL_REWRITE_GOLDENS=1 writes the schema, and the tables of the document after its last heading that a hand wrote."""
 
 import json
@@ -321,7 +321,8 @@ class Contract(unittest.TestCase):
             count += 1
             for heading, value in document.items():
                 with self.subTest(command=command, heading=heading):
-                    errors = sorted(validator.iter_errors({heading: value} if isinstance(value, dict) else document), key=str)
+                    checked = {heading: value} if isinstance(value, dict) else document
+                    errors = sorted(validator.iter_errors(checked), key=str)
                     self.assertEqual([deepest(error).message for error in errors], [])
         self.assertGreater(count, 250, "the golden files were found")
 

@@ -1,6 +1,7 @@
 """Help for the storage commands as a user reads it: the list, its filter, the page of every command, in each format.
 
-The expected texts lie in golden/help, those of each command in a file of its own. NIMBREL_REWRITE_GOLDENS=1 writes them; read what changed."""
+The expected texts lie in golden/help, those of each command in a file of its own. NIMBREL_REWRITE_GOLDENS=1
+writes them; read what changed."""
 
 import os
 import pathlib

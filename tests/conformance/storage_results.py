@@ -1,4 +1,4 @@
-"""What a user sees of the library's answers: the output formats, the exit status, and the files of the dump commands."""
+"""What a user sees of the library's answers: the output formats, the exit status, the files of the dump commands."""
 
 import os
 import stat

@@ -66,7 +66,8 @@ class EmulatedAndSimulated(VmTestCase):
         for serial in (EMULATED, SIMULATED):
             run = self.machine.run("nimbrel", "show", "-o", "json", "-velkossd", serial, "-identify", "-namespace", "1")
             ((_, fields),) = strict_json(run.stdout).items()
-            found.append({label: value for label, value in fields.items() if re.split(r"\W", label)[0] in NAMESPACE_FIELDS})
+            found.append({label: value for label, value in fields.items()
+                          if re.split(r"\W", label)[0] in NAMESPACE_FIELDS})
             run = self.machine.run("nimbrel", "show", "-o", "json", "-velkossd", serial, "-getfeature", "4")
             ((_, feature),) = strict_json(run.stdout).items()
             found[-1]["TempThreshold"] = feature["TempThreshold - Temperature Threshold"]

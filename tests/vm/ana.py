@@ -1,5 +1,5 @@
-"""A simulated drive with two controllers, each on a port of its own: the kernel's driver makes one block device with two
-paths of it, follows the states of the paths, and nimbrel sees one drive."""
+"""A simulated drive with two controllers, each on a port of its own: the kernel's driver makes one block device with
+two paths of it, follows the states of the paths, and nimbrel sees one drive."""
 
 import time
 import unittest

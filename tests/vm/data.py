@@ -1,5 +1,5 @@
-"""What a drive says of itself, and what is set in it: identify structures, log pages, features. Every value that nvme-cli
-names is compared; tables relate the two ways of showing one."""
+"""What a drive says of itself, and what is set in it: identify structures, log pages, features. Every value that
+nvme-cli names is compared; tables relate the two ways of showing one."""
 
 import datetime
 import re

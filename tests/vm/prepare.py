@@ -54,7 +54,7 @@ def private_lists(folder):
 
 
 def download_kernel(folder, options):
-    """Downloads the newest kernel that the package lists know into `folder`; returns its path, or None with the reason."""
+    """Downloads the newest kernel that the package lists know into `folder`; returns its path, or None and why."""
     depends = subprocess.run(["apt-cache", *options, "depends", KERNEL_PACKAGE], stdout=subprocess.PIPE,
                              stderr=subprocess.STDOUT).stdout.decode()
     package = re.search(r"Depends: (linux-image-\S+)", depends)

@@ -1,5 +1,5 @@
-"""A controller's number that another drive takes while a command is about to open its node: strace, in the machine, holds
-the command at that open, between its scan of sysfs and the node."""
+"""A controller's number that another drive takes while a command is about to open its node: strace, in the machine,
+holds the command at that open, between its scan of sysfs and the node."""
 
 import os
 import time

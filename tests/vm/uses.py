@@ -1,5 +1,5 @@
-"""Uses of a namespace that no table of mounts or holders shows, and content that is not in use: the drive's own record of
-commands shows that nothing destructive reached it."""
+"""Uses of a namespace that no table of mounts or holders shows, and content that is not in use: the drive's own record
+of commands shows that nothing destructive reached it."""
 
 import re
 import struct
@@ -18,7 +18,8 @@ UNFORCED = {
     "format": ["start", "-velkossd", None, "-nvmeformat"],
     "sanitize": ["start", "-velkossd", None, "-sanitize"],
 }
-CONTAINER = """umount /held && mount -t tmpfs dev /dev && mknod {controller} c $(tr : ' ' < /sys/class/nvme/{name}/dev) || exit 99
+CONTAINER = """
+umount /held && mount -t tmpfs dev /dev && mknod {controller} c $(tr : ' ' < /sys/class/nvme/{name}/dev) || exit 99
 {more}
 nimbrel delete -force -velkossd {controller}; status=$?; ls -A /dev >&2; exit $status
 """
@@ -121,7 +122,8 @@ class Uses(UsesTestCase):
                             "/sys/kernel/config/target: target_core_mod is loaded, but configfs is not mounted there.")
         self.shell("""mount -t configfs config /sys/kernel/config && cd /sys/kernel/config
             mkdir nvmet/subsystems/q nvmet/subsystems/q/namespaces/7 && cd nvmet/subsystems/q/namespaces/7
-            mkdir -p /dev/disk && ln -s {nvmet} /dev/disk/link && echo -n /dev/disk/link > device_path && echo 1 > enable
+            mkdir -p /dev/disk && ln -s {nvmet} /dev/disk/link &&
+                echo -n /dev/disk/link > device_path && echo 1 > enable
             cd /sys/kernel/config/target/core && mkdir -p fileio_0/f iblock_0/i
             echo fd_dev_name={fileio},fd_dev_size=16777216 > fileio_0/f/control && echo 1 > fileio_0/f/enable
             echo udev_path={iblock} > iblock_0/i/control && echo 1 > iblock_0/i/enable""",
