@@ -1,0 +1,16 @@
+# Included by an installation: links in /usr/local to the files of the prefix that LINKED_FILES matches. Anything else
+# there under such a name is left alone.
+set(prefix "$ENV{DESTDIR}${CMAKE_INSTALL_PREFIX}")
+foreach(pattern ${LINKED_FILES})
+  file(GLOB files RELATIVE "${prefix}" "${prefix}/${pattern}")
+  foreach(file ${files})
+    set(link "$ENV{DESTDIR}/usr/local/${file}")
+    if(IS_SYMLINK "${link}" OR NOT EXISTS "${link}")
+      get_filename_component(folder "${link}" DIRECTORY)
+      file(MAKE_DIRECTORY "${folder}")
+      file(CREATE_LINK "${CMAKE_INSTALL_PREFIX}/${file}" "${link}" SYMBOLIC)
+    else()
+      message(WARNING "${link} is no link and stays as it is")
+    endif()
+  endforeach()
+endforeach()
