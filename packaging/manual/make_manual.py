@@ -60,8 +60,12 @@ def examples(grammar):
 
 
 def tasks():
-    """The commands of README's examples."""
-    return mdoc.display([f"# {line}" for line, _ in shown_commands(document("README.md"))])
+    """The commands of the guide, by task."""
+    lines = []
+    for title, text in re.findall(r"^## ([^\n]*)\n(.*?)(?=^## |\Z)", document("docs/guide.md"), re.DOTALL | re.MULTILINE):
+        shown = [f"# {line}" for line, _ in shown_commands(text)]
+        lines += [f".Ss {mdoc.argument(title)}", *mdoc.display(shown)] if shown else []
+    return lines
 
 
 def command_list(grammar):

@@ -8,6 +8,7 @@ in " &" goes on in the background. `echo $?` shows the status of the command bef
     nimbrel-simdrive create ...  document run one after the other on one machine, until the next setup.
     -->
     <!-- varies: port -->       Until the next setup, texts of VARYING with this name may differ.
+    <!-- file: check.py -->     The next block is this file, in the folder in which the commands run.
     <!-- terminal: n -->        The next block's commands have a terminal of 80 columns, on which these answers
                                 are typed.
 
@@ -37,7 +38,7 @@ FEATURE_LIBRARY = os.environ.get("NIMBREL_FEATURE_LIBRARY", "")
 REWRITE = os.environ.get("NIMBREL_REWRITE_GOLDENS") == "1"
 DOCUMENTS = [ROOT / "README.md", *sorted((ROOT / "docs").rglob("*.md"))]
 PROMPT = re.compile(r"([#$]) (.+)")
-COMMENT = re.compile(r"<!-- (setup|varies:|terminal:)(.*?)-->", re.DOTALL)
+COMMENT = re.compile(r"<!-- (setup|varies:|file:|terminal:)(.*?)-->", re.DOTALL)
 PROGRAM = re.compile(r"(?:[#$] )?(?:sudo )?nimbrel(?:-simdrive)? \S")
 QUIET_SECONDS = 5  # in which a command in the background prints what the document shows
 LOOPBACK_UP = ("import fcntl, socket, struct; "
@@ -51,6 +52,7 @@ VARYING = {
 
 BUILDS = "installs packages and builds the whole project"
 KERNEL = "needs the kernel's driver, which tests/vm/ has in a machine of its own"
+BACKPLANE = "needs a backplane with lamps"
 
 # Commands in ```sh blocks, without the comments at their ends, and why no test runs them.
 NOT_RUN = {
@@ -68,6 +70,13 @@ NOT_RUN = {
     "nvme connect-all -t tcp -a 127.0.0.1 -s 4430": KERNEL,
     "nvme list-subsys": KERNEL,
     'nimbrel-simdrive fault two --ana "1:all inaccessible"': KERNEL,
+    "cmp --bytes=$(blockdev --getsize64 /dev/nvme0n1) /dev/zero /dev/nvme0n1": KERNEL,
+    "mkfs.ext4 /dev/nvme0n1": KERNEL,
+    "mount /dev/nvme0n1 /data": KERNEL,
+    "ls -l /dev/disk/by-id/ | grep nvme": KERNEL,
+    "nimbrel show -velkossd /dev/disk/by-id/nvme-MODEL_SERIAL": KERNEL,
+    "ledctl locate=/dev/nvme0n1": BACKPLANE,
+    "ledctl locate_off=/dev/nvme0n1": BACKPLANE,
     "cat /sys/class/nvme/nvme*/nvme*c*n*/ana_state": KERNEL,
 }
 
@@ -127,7 +136,7 @@ class Machine:
         (self.programs / "nimbrel").symlink_to(TOOL)
         (self.programs / "nimbrel-simdrive").symlink_to(SIMDRIVE)
         self.environment = {"PATH": f"{self.programs}:{os.environ['PATH']}", "LC_ALL": "C", "TZ": "UTC",
-                            "HOME": str(self.world.cwd)}
+                            "HOME": str(self.world.cwd), "SOURCES": str(ROOT)}
 
     def start(self, command, root, network=False, **streams):
         # Only root can hide the drives of the machine that runs the test, and no other user is shown them.
@@ -220,7 +229,8 @@ class Documents(unittest.TestCase):
         text = path.read_text()
         lines = text.split("\n")
         comments = {text.count("\n", 0, found.end()): found for found in COMMENT.finditer(text)}
-        consoles = {block.first: block for block in blocks(lines) if block.language == "console"}
+        fenced = blocks(lines)
+        consoles = {block.first: block for block in fenced if block.language == "console"}
         machine, answers, shown, number = None, None, [], 0
         while number < len(lines):
             if number in comments:
@@ -231,6 +241,9 @@ class Documents(unittest.TestCase):
                 elif kind == "varies:":
                     machine = machine or self.machine()
                     machine.varying = [word.strip() for word in words.split(",")]
+                elif kind == "file:":
+                    content = next(block.lines for block in fenced if block.first > number)
+                    (machine.world.cwd / words.strip()).write_text("\n".join(content) + "\n")
                 else:
                     answers = [word.strip() for word in words.split(",") if word.strip()]
             if number not in consoles:

@@ -22,8 +22,9 @@ GRAMMAR = os.environ.get("NIMBREL_GRAMMAR", "")
 SIMDRIVE = os.environ.get("NIMBREL_SIMDRIVE", "")
 BUILT = os.environ.get("NIMBREL_MANUAL", "")
 REWRITE = os.environ.get("NIMBREL_REWRITE_GOLDENS") == "1"
-GOLDEN_PAGES = ("nimbrel-show-smart.8", "nimbrel-start-sanitize.8", "nimbrel-show-getfeature.8", "nimbrel-version.8",
-                "nimbrel_config.xml.5")
+GOLDEN_PAGES = ("nimbrel-show-smart.8", "nimbrel-start-sanitize.8", "nimbrel-show-getfeature.8",
+                "nimbrel-set-tempthreshold.8", "nimbrel_config.xml.5")
+WITH_EXAMPLES = ("nimbrel-set-tempthreshold.8",)  # those of other pages change with the documents
 
 sys.path.insert(0, str(MAKE.parent))
 import markdown  # noqa: E402
@@ -85,7 +86,10 @@ class Manual(ToolTestCase):
     def test_some_pages_as_they_are(self):
         for name in GOLDEN_PAGES:
             with self.subTest(name):
-                self.check_golden(name, self.pages[name])
+                text = self.pages[name]
+                if name not in WITH_EXAMPLES:
+                    text = re.sub(r"^\.Sh EXAMPLES\n.*?(?=^\.Sh)", "", text, flags=re.DOTALL | re.MULTILINE)
+                self.check_golden(name, text)
         self.check_golden("names.txt", "".join(f"{name}\n" for name in sorted(self.pages)))
 
     def test_each_command_has_a_page_with_the_usage_line_of_its_help(self):
