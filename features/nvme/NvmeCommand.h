@@ -28,6 +28,7 @@ enum class Transfer : uint8_t { NONE, TO_CONTROLLER, FROM_CONTROLLER, BIDIRECTIO
 class NvmeCommand : public ostrel::core::Command {
 public:
     NvmeCommand(Queue queue, uint8_t opcode, std::string name);
+    using Command::operator=;  // not hidden by this class's own
 
     std::unique_ptr<ostrel::core::Command> clone() const override;
     void toString(std::ostream& out) const override;

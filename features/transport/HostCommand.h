@@ -40,6 +40,7 @@ enum class UseCheck : uint8_t {
 class HostCommand : public ostrel::core::Command {
 public:
     explicit HostCommand(HostRequest request);
+    using Command::operator=;  // not hidden by this class's own
 
     std::unique_ptr<ostrel::core::Command> clone() const override;
     void toString(std::ostream& out) const override;
