@@ -1,8 +1,11 @@
 # Every package the build needs, looked for in one place, so that a missing one is named together with the remedy.
-set(NIMBREL_SETUP_HINT "run scripts/setup, which installs everything a build, the tests or a run need")
+set(NIMBREL_SETUP_HINT "run scripts/setup, which installs all that a build and the tests need")
 
 # Static Boost: the tool and the feature library each keep a logging core of their own, and the process starts faster.
 set(Boost_USE_STATIC_LIBS ON)
+if(POLICY CMP0167)
+  cmake_policy(SET CMP0167 NEW)  # by Boost's own configuration: later CMakes have no module for it
+endif()
 find_package(Boost 1.72 QUIET COMPONENTS log thread filesystem date_time)
 if(NOT Boost_FOUND)
   message(FATAL_ERROR "Boost 1.72 or later with log, thread, filesystem and date_time was not found: ${NIMBREL_SETUP_HINT}")
