@@ -2,7 +2,10 @@
 add_library(project_settings INTERFACE)
 target_include_directories(project_settings INTERFACE ${CMAKE_SOURCE_DIR})
 target_compile_features(project_settings INTERFACE cxx_std_17)
-target_compile_options(project_settings INTERFACE -Wall -Wextra -Wpedantic -Wconversion -Werror)
+# Errors in our presets alone: a compiler that we have not seen must not keep a user from building.
+option(NIMBREL_WARNINGS_AS_ERRORS "Treat compiler warnings as errors" OFF)
+target_compile_options(project_settings INTERFACE
+  -Wall -Wextra -Wpedantic -Wconversion $<$<BOOL:${NIMBREL_WARNINGS_AS_ERRORS}>:-Werror>)
 target_link_libraries(project_settings INTERFACE Threads::Threads)
 # Objects end up in the tool and in a shared library alike.
 set(CMAKE_POSITION_INDEPENDENT_CODE ON)
