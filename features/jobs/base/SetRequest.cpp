@@ -54,7 +54,7 @@ Status checkSettable(const Attribute& given, const Attribute& settable) {
 
 Status readValue(const Arguments& sent, const SettableProperty& property, uint32_t& value) {
     const Attribute attribute = property.attribute();
-    const std::string key = attribute.getName();
+    const std::string& key = attribute.getName();
     if (attribute.getType() == typeBoolean()) return readBoolean(sent, key, value);
     std::optional<uint64_t> number;
     const Status status = sent.number(key, property.most, number);
