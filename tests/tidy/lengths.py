@@ -1,7 +1,7 @@
 """Lines have at most 120 columns and functions at most 40 lines. clang-format sees to the lines of C++; here they are
 counted in seconds, with those of Python and of the shell.
 
-What nobody could break does not count: a text in quotes is as long as what it is compared with, a table is aligned
+What cannot be broken does not count: a text in quotes is as long as what it is compared with, a table is aligned
 between clang-format's off and on, and a word has no blank to break at."""
 
 import ast
@@ -10,6 +10,8 @@ import re
 import subprocess
 import unittest
 
+from cpp_source import TOKEN, blanks, cpp_functions
+
 ROOT = os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "..")
 
 COLUMNS = 120
@@ -17,51 +19,11 @@ FUNCTION_LINES = 40
 # A test writes out all that it expects.
 TEST_FUNCTION_LINES = 110
 
-TOKEN = re.compile(r"""
-    (?P<comment>//[^\n]*|/\*.*?\*/)
-  | (?P<raw>R"(?P<delimiter>[^(\s]*)\(.*?\)(?P=delimiter)")
-  | (?P<text>"(?:\\.|[^"\\\n])*"|(?<![0-9A-Za-z])'(?:\\.|[^'\\\n])+')
-  | (?P<directive>^[ \t]*\#(?:\\\n|[^\n])*)
-""", re.VERBOSE | re.DOTALL | re.MULTILINE)
 PYTHON_TEXT = re.compile(r"""[rfbu]{0,2}((?<!")"(?!"")(?:\\.|[^"\\])*"|'(?:\\.|[^'\\])*')""")
 
-SCOPE = re.compile(r"\b(namespace|class|struct|union|extern)\b[^()]*$")
-# A list of parameters, or the initializers of a constructor, and the qualifiers or the result that may follow.
-FUNCTION = re.compile(r"\)\s*(?:(?:const|noexcept|override|final|try|&&?)\s*)*(?:->[^;{}]*)?$")
 
-
-def blanks(text):
-    return re.sub(r"[^\n]", " ", text)
-
-
-def without_texts(source):
-    """C++ with its comments and directives blank, and its texts empty; each line stays where it is."""
-    def replace(match):
-        if match["comment"] or match["directive"]:
-            return blanks(match.group())
-        return '""' + "\n" * match.group().count("\n")
-    return TOKEN.sub(replace, source)
-
-
-def cpp_functions(source):
-    """(line, lines between the braces) of each function. What is in a function is a part of it, lambdas included."""
-    found, scopes, head, line = [], [], "", 1
-    for match in re.finditer(r"[{};\n]|[^{};\n]+", without_texts(source)):
-        word = match.group()
-        if word == "{":
-            outside = all(kind == "scope" for kind, _, _ in scopes)
-            kind = "function" if FUNCTION.search(head) else "scope" if SCOPE.search(head) else "value"
-            scopes.append((kind if outside else "inner", line, head))
-            head = ""
-        elif word == "}":
-            kind, start, before = scopes.pop()
-            if kind == "function":
-                found.append((start, max(0, line - start - 1)))
-            head = before + "()" if kind == "value" else ""  # the initializers of a constructor go on
-        else:
-            head = "" if word == ";" else head + word
-            line += word == "\n"
-    return found
+def cpp_lengths(source):
+    return [(function.line, function.lines) for function in cpp_functions(source)]
 
 
 def python_functions(source):
@@ -70,7 +32,7 @@ def python_functions(source):
 
 
 def long_functions(name, source):
-    functions = python_functions(source) if name.endswith(".py") else cpp_functions(source)
+    functions = python_functions(source) if name.endswith(".py") else cpp_lengths(source)
     limit = TEST_FUNCTION_LINES if name.startswith("tests/") else FUNCTION_LINES
     return [f"{name}:{line}: a function of {lines} lines: {limit} at most" for line, lines in functions if lines > limit]
 
@@ -128,7 +90,7 @@ class Counter(unittest.TestCase):
                  "braces in comments, texts and directives are none"),
                 ("int f(int a = {}) {\n    return 1'000'000;\n}\n", [(1, 1)], "an argument's default")):
             with self.subTest(reason):
-                self.assertEqual(cpp_functions(source), functions)
+                self.assertEqual(cpp_lengths(source), functions)
 
     def test_functions_of_python(self):
         self.assertEqual(python_functions("def f(a,\n      b):\n    return 1\n\n\nasync def g():\n    return 2\n"),
