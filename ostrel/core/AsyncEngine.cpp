@@ -26,6 +26,7 @@ thread_local const AsyncEngine* engineOfThisThread = nullptr;
 // Lowers a flag that waiting threads look at. Under their mutex, so that none of them can be caught between its look
 // at the flag and its sleep, where it would miss the wake-up that follows.
 void lowerFlag(std::atomic<bool>& flag, boost::mutex& mutex, boost::condition_variable& wakeUp) {
+    OSTREL_TRACE();
     {
         const Lock lock(mutex);
         flag = false;
@@ -35,6 +36,7 @@ void lowerFlag(std::atomic<bool>& flag, boost::mutex& mutex, boost::condition_va
 
 // Those that a stop from one of the threads had joined before it threw are still in the list.
 void joinAll(std::vector<std::unique_ptr<boost::thread>>& threads) {
+    OSTREL_TRACE();
     for (const auto& thread : threads)
         if (thread->joinable()) thread->join();
     threads.clear();
@@ -43,6 +45,7 @@ void joinAll(std::vector<std::unique_ptr<boost::thread>>& threads) {
 // Appends to a bounded queue; waits for `space` while it is full.
 void put(CommandQueue& queue, std::size_t limit, boost::mutex& mutex, boost::condition_variable& space,
          boost::condition_variable& gained, OwnedCommand command) {
+    OSTREL_TRACE();
     {
         Lock lock(mutex);
         while (queue.size() == limit) space.wait(lock);
@@ -56,6 +59,7 @@ void put(CommandQueue& queue, std::size_t limit, boost::mutex& mutex, boost::con
 template <typename Wait>
 OwnedCommand take(CommandQueue& queue, boost::mutex& mutex, boost::condition_variable& space,
                   const std::atomic<bool>& running, Wait wait) {
+    OSTREL_TRACE();
     OwnedCommand command;
     {
         Lock lock(mutex);

@@ -23,11 +23,13 @@ constexpr char LIST_DELIMITER[] = "~";
 /// The bytes of a value, which must not be lost: an attribute without its value reads as one that the drive does not
 /// have.
 Payload allocated(Payload value, uint64_t wantedBytes) {
+    OSTREL_TRACE();
     if (value.getSize() != wantedBytes) throw std::bad_alloc();
     return value;
 }
 
 Payload terminated(std::string_view text) {
+    OSTREL_TRACE();
     Payload value = allocated(Payload(text.size() + 1), text.size() + 1);
     std::copy(text.begin(), text.end(), value.getData());
     value.getData()[text.size()] = 0;
@@ -36,6 +38,7 @@ Payload terminated(std::string_view text) {
 
 template <typename Number>
 Payload littleEndian(Number number, unsigned widthBytes) {
+    OSTREL_TRACE();
     Payload value = allocated(Payload(widthBytes), widthBytes);
     for (unsigned i = 0; i < value.getSize(); ++i)
         value.getData()[i] = static_cast<uint8_t>((number >> (8 * i)) & 0xFF);
@@ -44,6 +47,7 @@ Payload littleEndian(Number number, unsigned widthBytes) {
 
 template <typename Number>
 Number readLittleEndian(const Payload& value, unsigned maximumBytes) {
+    OSTREL_TRACE();
     Number number = 0;
     for (unsigned i = std::min(value.getSize(), maximumBytes); i > 0; --i)
         number = number << 8 | value.getData()[i - 1];
@@ -53,15 +57,18 @@ Number readLittleEndian(const Payload& value, unsigned maximumBytes) {
 // Bytes to text. `widthBytes` is that of the type.
 
 std::string_view charactersOf(const Payload& value) {
+    OSTREL_TRACE();
     if (value.getSize() == 0) return {};
     return {reinterpret_cast<const char*>(value.getData()), value.getSize() - 1};
 }
 
 std::string charactersText(const Payload& value, unsigned) {
+    OSTREL_TRACE();
     return std::string(charactersOf(value));
 }
 
 std::string signedText(const Payload& value, unsigned widthBytes) {
+    OSTREL_TRACE();
     const unsigned bytes = std::min(value.getSize(), widthBytes);
     if (bytes == 0) return "-1";  // but "0" for the unsigned types; callers depend on both
     const unsigned unusedBits = 64 - 8 * bytes;
@@ -69,32 +76,39 @@ std::string signedText(const Payload& value, unsigned widthBytes) {
 }
 
 std::string unsignedText(const Payload& value, unsigned) {
+    OSTREL_TRACE();
     return std::to_string(readLittleEndian<uint64_t>(value, sizeof(uint64_t)));
 }
 
 std::string bigNumberText(const Payload& value, unsigned) {
+    OSTREL_TRACE();
     return readLittleEndian<uint128_t>(value, 16).str();
 }
 
 bool isOne(const Payload& value) {
+    OSTREL_TRACE();
     return value.getSize() != 0 && value.getData()[0] == 1;
 }
 
 std::string booleanText(const Payload& value, unsigned) {
+    OSTREL_TRACE();
     return boolToText(isOne(value));
 }
 
 std::string hexText(const Payload& value, unsigned) {
+    OSTREL_TRACE();
     return bytesToHex(value.getData(), value.getSize());
 }
 
 std::string hexValueText(const Payload& value, unsigned) {
+    OSTREL_TRACE();
     const uint8_t* end = value.getData() + value.getSize();
     const uint8_t* first = std::find_if(value.getData(), end, [](uint8_t byte) { return byte != 0; });
     return first == end ? "0x0" : "0x" + bytesToHex(first, static_cast<size_t>(end - first));
 }
 
 std::string noText(const Payload&, unsigned) {
+    OSTREL_TRACE();
     return "";
 }
 
@@ -103,18 +117,21 @@ std::string noText(const Payload&, unsigned) {
 using OptionalPayload = std::optional<Payload>;
 
 std::string_view withoutHexPrefix(std::string_view text) {
+    OSTREL_TRACE();
     const std::string_view prefix = text.substr(0, 2);
     if (prefix == "0x" || prefix == "0X") text.remove_prefix(2);
     return text;
 }
 
 bool hasOnlyHexDigits(std::string_view text) {
+    OSTREL_TRACE();
     // After a prefix isHex() overlooks a character, so that no prefix may be left.
     return !text.empty() && withoutHexPrefix(text).size() == text.size() && isHex(text);
 }
 
 /// The decimal or hexadecimal number, if it has no more than `bits` bits.
 std::optional<uint128_t> parseNumber(std::string_view text, unsigned bits) {
+    OSTREL_TRACE();
     const unsigned base = isInteger(text) ? 10 : 16;
     if (base == 16) text = withoutHexPrefix(text);
     if (!hasOnlyHexDigits(text)) return std::nullopt;
@@ -130,24 +147,29 @@ std::optional<uint128_t> parseNumber(std::string_view text, unsigned bits) {
 }
 
 OptionalPayload parseCharacters(std::string_view text, unsigned) {
+    OSTREL_TRACE();
     return terminated(text);
 }
 
 OptionalPayload parseInteger(std::string_view text, unsigned widthBytes, unsigned bits) {
+    OSTREL_TRACE();
     const auto number = parseNumber(text, bits);
     if (!number) return std::nullopt;
     return littleEndian(*number, widthBytes);
 }
 
 OptionalPayload parseUnsigned(std::string_view text, unsigned widthBytes) {
+    OSTREL_TRACE();
     return parseInteger(text, widthBytes, 8 * widthBytes);
 }
 
 OptionalPayload parseSigned(std::string_view text, unsigned widthBytes) {
+    OSTREL_TRACE();
     return parseInteger(text, widthBytes, 8 * widthBytes - 1);  // no sign is accepted, so its bit stays free
 }
 
 OptionalPayload parseDouble(std::string_view text, unsigned widthBytes) {
+    OSTREL_TRACE();
     double number = 0;
     const char* end = text.data() + text.size();
     const auto result = std::from_chars(text.data(), end, number, std::chars_format::fixed);
@@ -164,16 +186,19 @@ OptionalPayload parseDouble(std::string_view text, unsigned widthBytes) {
 }
 
 OptionalPayload parseBoolean(std::string_view text, unsigned widthBytes) {
+    OSTREL_TRACE();
     if (!isBoolean(text)) return std::nullopt;
     return littleEndian(static_cast<unsigned>(text == "1" || toBoolean(text)), widthBytes);
 }
 
 OptionalPayload parseHexPairs(std::string_view text, unsigned) {
+    OSTREL_TRACE();
     if (text.size() % 2 != 0 || !(text.empty() || hasOnlyHexDigits(text))) return std::nullopt;
     return allocated(hexToBytes(text, ""), text.size() / 2);
 }
 
 OptionalPayload parseHexValue(std::string_view text, unsigned) {
+    OSTREL_TRACE();
     text = withoutHexPrefix(text);
     if (!hasOnlyHexDigits(text)) return std::nullopt;
     const std::string pairs = text.size() % 2 == 0 ? std::string(text) : '0' + std::string(text);
@@ -181,6 +206,7 @@ OptionalPayload parseHexValue(std::string_view text, unsigned) {
 }
 
 OptionalPayload parseNothing(std::string_view, unsigned) {
+    OSTREL_TRACE();
     return std::nullopt;
 }
 
@@ -216,6 +242,7 @@ constexpr TypeRow TYPES[] = {
 constexpr TypeRow UNKNOWN_TYPE = {"", 0, noText, parseNothing};
 
 const TypeRow& rowOf(const std::string& type) {
+    OSTREL_TRACE();
     const auto* row =
         std::find_if(std::begin(TYPES), std::end(TYPES), [&type](const TypeRow& r) { return type == r.name; });
     return row == std::end(TYPES) ? UNKNOWN_TYPE : *row;
@@ -262,14 +289,17 @@ std::string Attribute::getText() const {
 }
 
 std::string_view Attribute::getCharacters() const {
+    OSTREL_TRACE();
     return charactersOf(value_);
 }
 
 bool Attribute::isTrue() const {
+    OSTREL_TRACE();
     return isOne(value_);
 }
 
 uint64_t Attribute::getNumber() const {
+    OSTREL_TRACE();
     return readLittleEndian<uint64_t>(value_, sizeof(uint64_t));
 }
 

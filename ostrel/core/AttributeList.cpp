@@ -10,6 +10,7 @@ namespace {
 
 template <typename List>
 auto findName(List& list, std::string_view name) {
+    OSTREL_TRACE();
     const auto exact = list.find(std::string(name));
     if (exact != list.end()) return exact;
     return std::find_if(list.begin(), list.end(),
@@ -29,6 +30,7 @@ AttributeList::const_iterator findIgnoringCase(const AttributeList& list, std::s
 }
 
 std::optional<std::string_view> findText(const AttributeList& list, const std::string& name) {
+    OSTREL_TRACE();
     const auto found = list.find(name);
     if (found == list.end()) return std::nullopt;
     return found->second.getCharacters();

@@ -7,6 +7,7 @@ namespace {
 
 // Out of line, so that some six hundred functions do not build three strings each.
 Attribute make(const char* key, const char* type, const char* displayName) {
+    OSTREL_TRACE();
     return Attribute(key, displayName, type);
 }
 

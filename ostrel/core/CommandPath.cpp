@@ -25,6 +25,7 @@ CommandPath::~CommandPath() {
 }
 
 std::string CommandPath::getName() const {
+    OSTREL_TRACE();
     return name_;
 }
 

@@ -17,6 +17,7 @@ namespace {
 
 template <typename Cloneable>
 std::unique_ptr<Cloneable> cloneOf(const std::unique_ptr<Cloneable>& original) {
+    OSTREL_TRACE();
     return original == nullptr ? nullptr : original->clone();
 }
 

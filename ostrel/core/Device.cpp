@@ -17,6 +17,7 @@ namespace ostrel::core {
 namespace {
 
 void keepFirstFailure(Status& kept, const Status& status) {
+    OSTREL_TRACE();
     if (succeeded(kept)) kept = status;
 }
 

@@ -21,6 +21,7 @@ namespace {
 using Devices = std::vector<std::shared_ptr<Device>>;
 
 bool hasText(const AttributeList& attributes, const std::string& name, std::string_view text, bool ignoreCase) {
+    OSTREL_TRACE();
     const auto own = findText(attributes, name);
     return own.has_value() && equals(*own, text, ignoreCase);
 }

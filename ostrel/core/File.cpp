@@ -26,12 +26,14 @@ namespace {
 using boost::property_tree::ptree;
 
 Status systemError(const char* action, const std::string& path, int error) {
+    OSTREL_TRACE();
     return Status(CATEGORY_OS, static_cast<uint32_t>(error),
                   std::string("Unable to ") + action + ' ' + path + ": " + std::generic_category().message(error));
 }
 
 /// Appends up to the end of the file; 0 or errno.
 int readAll(int file, std::string& text) {
+    OSTREL_TRACE();
     struct stat properties = {};
     if (fstat(file, &properties) != 0) return errno;
     // One byte more than expected, so that the end is noticed without growing.
@@ -51,6 +53,7 @@ int readAll(int file, std::string& text) {
 
 /// 0 or errno.
 int replaceFile(const std::string& path, std::string_view text) {
+    OSTREL_TRACE();
     ReplacementFile replacement;
     int error = replacement.open(path);
     if (error == 0) error = replacement.write(text);
@@ -60,6 +63,7 @@ int replaceFile(const std::string& path, std::string_view text) {
 /// `parse` turns the text into the tree.
 template <typename Parse>
 std::unique_ptr<ptree> readTree(const std::string& path, Parse parse) {
+    OSTREL_TRACE();
     try {
         std::string text;
         const Status status = readFile(path, SymbolicLink::FOLLOW, text);

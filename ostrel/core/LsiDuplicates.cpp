@@ -61,6 +61,7 @@ public:
 
     // The candidate is one of its twins: if the paths among these differ, one of them differs from its own.
     bool isDuplicate(const SeenDevice& candidate) const {
+        OSTREL_TRACE();
         return candidate.hasLsiPath() && bySerialNumber_.at(candidate.lowerSerialNumber).differInPath;
     }
 

@@ -17,6 +17,7 @@ namespace ostrel::core {
 namespace {
 
 std::string randomName() {
+    OSTREL_TRACE();
     std::array<unsigned char, 8> bytes{};
     (void)!getrandom(bytes.data(), bytes.size(), 0);  // a name that is taken is refused, so a bad one does no harm
     return ".nimbrel-" + bytesToHex(bytes.data(), bytes.size());
@@ -24,6 +25,7 @@ std::string randomName() {
 
 /// Through which a file without a name gets one.
 std::string selfPath(int file) {
+    OSTREL_TRACE();
     return "/proc/self/fd/" + std::to_string(file);
 }
 
@@ -34,6 +36,7 @@ int resultOf(int returned) {
 }  // namespace
 
 ReplacementFile::~ReplacementFile() {
+    OSTREL_TRACE();
     if (!temporaryName_.empty()) unlinkat(directory_.get(), temporaryName_.c_str(), 0);
 }
 

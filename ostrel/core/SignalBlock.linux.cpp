@@ -4,10 +4,13 @@
 
 #include <initializer_list>
 
+#include "ostrel/core/ScopeTrace.h"
+
 namespace ostrel::core {
 
 // Neither call can fail: the arguments are right.
 SignalBlock::SignalBlock() : previous_() {
+    OSTREL_TRACE();
     sigset_t held;
     sigfillset(&held);
     // Blocked, those of a crash would end the process without a core file's reason, or not be seen at all.
@@ -16,6 +19,7 @@ SignalBlock::SignalBlock() : previous_() {
 }
 
 SignalBlock::~SignalBlock() {
+    OSTREL_TRACE();
     pthread_sigmask(SIG_SETMASK, &previous_, nullptr);
 }
 

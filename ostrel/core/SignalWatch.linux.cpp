@@ -7,6 +7,7 @@
 #include <exception>
 
 #include "ostrel/core/FileDescriptor.h"
+#include "ostrel/core/ScopeTrace.h"
 #include "ostrel/core/SignalBlock.h"
 #include "ostrel/core/TerminalLine.h"
 
@@ -49,6 +50,7 @@ void endProcess(int) {
 
 /// The signals whose default action would end this process now.
 sigset_t endingSignals() {
+    OSTREL_TRACE();
     sigset_t blocked;
     sigset_t ending;
     sigemptyset(&ending);
@@ -71,6 +73,7 @@ std::string nameOf(int number) {
 
 SignalWatch::SignalWatch(const std::string& words)
     : words_(words), watched_(endingSignals()), previousMask_(), previousEnd_(), owner_(pthread_self()) {
+    OSTREL_TRACE();
     pthread_sigmask(SIG_BLOCK, &watched_, &previousMask_);
     struct sigaction end {};
     end.sa_handler = endProcess;
@@ -86,6 +89,7 @@ SignalWatch::SignalWatch(const std::string& words)
 }
 
 SignalWatch::~SignalWatch() {
+    OSTREL_TRACE();
     if (!thread_.joinable()) return;
     pthread_kill(thread_.native_handle(), endSignal());
     thread_.join();
@@ -95,6 +99,7 @@ SignalWatch::~SignalWatch() {
 }
 
 void SignalWatch::start() {
+    OSTREL_TRACE();
     const SignalBlock inherited;  // the thread takes signals by its wait alone
     thread_ = std::thread(&SignalWatch::wait, this);
 }

@@ -14,11 +14,13 @@ Status::Status(uint32_t category, uint32_t code, std::string message)
 Status::Status(uint32_t code, std::string message) : Status(CATEGORY_CORE, code, std::move(message)) {}
 
 void Status::set(uint32_t category, uint32_t code) {
+    OSTREL_TRACE();
     setCategory(category);
     setCode(code);
 }
 
 void Status::set(uint32_t category, uint32_t code, const std::string& message) {
+    OSTREL_TRACE();
     set(category, code);
     setMessage(message);
 }

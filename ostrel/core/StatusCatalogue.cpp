@@ -6,6 +6,7 @@ namespace ostrel::core::statuses {
 namespace {
 
 Status make(uint32_t category, uint32_t code, const char* text) {
+    OSTREL_TRACE();
     if (category == CATEGORY_CORE) return Status(code, text);
     Status status;
     status.setCategory(category);

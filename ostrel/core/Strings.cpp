@@ -45,6 +45,7 @@ char upperCased(char c) {
 /// fit, 0 when there is none.
 template <typename Number>
 Number readFromStream(std::string_view text, std::ios_base& (*base)(std::ios_base&)) {
+    OSTREL_TRACE();
     std::istringstream stream{std::string(text)};
     stream.imbue(std::locale::classic());
     Number number = 0;
@@ -54,6 +55,7 @@ Number readFromStream(std::string_view text, std::ios_base& (*base)(std::ios_bas
 
 template <typename Number>
 Number readHex(std::string_view text) {
+    OSTREL_TRACE();
     if (!isHex(text)) {
         logMessage(LOGSEVERITY_ERROR, "ERROR!!! String is not a valid hexadecimal number");
         return static_cast<Number>(-1);

@@ -39,9 +39,11 @@ void System::normalizePath(std::string& path) {
 }
 
 std::string System::pathSeparator() {
+    OSTREL_TRACE();
     return "/";
 }
 bool System::isWindows() {
+    OSTREL_TRACE();
     return false;
 }
 

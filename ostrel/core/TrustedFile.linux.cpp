@@ -20,11 +20,13 @@ constexpr int FOLDER_FLAGS = O_PATH | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC;
 constexpr int FILE_FLAGS = O_RDONLY | O_NONBLOCK | O_NOCTTY | O_NOFOLLOW | O_CLOEXEC;
 
 Status systemError(const std::string& path, int error) {
+    OSTREL_TRACE();
     return Status(CATEGORY_OS, static_cast<uint32_t>(error),
                   "Unable to open " + path + ": " + std::generic_category().message(error));
 }
 
 Status notRegular(const std::string& path) {
+    OSTREL_TRACE();
     return Status(CATEGORY_OS, EINVAL, "'" + path + "' is not a regular file");
 }
 
@@ -49,6 +51,7 @@ int resolveFolders(const std::string& path, std::string& real) {
 }
 
 std::string octal(mode_t mode) {
+    OSTREL_TRACE();
     char text[16] = {};
     std::snprintf(text, sizeof text, "%04o", mode & 07777);
     return text;

@@ -19,6 +19,7 @@ namespace {
 constexpr uint64_t ALL_USERS = 4294967295;
 
 std::string readProcFile(const char* path) {
+    OSTREL_TRACE();
     std::string text;
     (void)readFile(path, SymbolicLink::FOLLOW, text);  // empty without /proc
     return text;

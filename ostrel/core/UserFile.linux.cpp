@@ -33,6 +33,7 @@ constexpr struct {
 };
 
 bool isStreamDevice(dev_t device) {
+    OSTREL_TRACE();
     for (const auto& row : STREAM_DEVICES) {
         if (row.major == major(device) && row.firstMinor <= minor(device) && minor(device) <= row.lastMinor)
             return true;
@@ -43,6 +44,7 @@ bool isStreamDevice(dev_t device) {
 /// The descriptor that the path names. By its name: the links below /dev lead to /proc, which may be missing, and
 /// opening a file again through them would empty it.
 std::optional<int> inheritedDescriptor(const std::string& path) {
+    OSTREL_TRACE();
     constexpr std::string_view PREFIX = "/dev/fd/";
     constexpr size_t MAX_DIGITS = 9;
     if (path == "/dev/stdout") return STDOUT_FILENO;
@@ -55,12 +57,14 @@ std::optional<int> inheritedDescriptor(const std::string& path) {
 }
 
 bool isMountPoint(int folder, const std::string& name) {
+    OSTREL_TRACE();
     struct statx properties = {};
     return statx(folder, name.c_str(), AT_SYMLINK_NOFOLLOW, 0, &properties) == 0 &&
            (properties.stx_attributes & STATX_ATTR_MOUNT_ROOT) != 0;
 }
 
 FileError checkKind(const struct stat& properties) {
+    OSTREL_TRACE();
     if (S_ISLNK(properties.st_mode)) return {ELOOP, "It is a symbolic link"};
     if (S_ISDIR(properties.st_mode)) return {EISDIR};
     if (S_ISBLK(properties.st_mode)) return BLOCK_DEVICE;
@@ -70,6 +74,7 @@ FileError checkKind(const struct stat& properties) {
 }
 
 bool isSameFile(const struct stat& a, const struct stat& b) {
+    OSTREL_TRACE();
     return a.st_dev == b.st_dev && a.st_ino == b.st_ino;
 }
 
@@ -187,6 +192,7 @@ Status UserFile::finish() {
 }
 
 Status UserFile::result(const FileError& error) const {
+    OSTREL_TRACE();
     if (!error) return Status();
     const Status status(CATEGORY_OS, static_cast<uint32_t>(error.code),
                         "Unable to write " + path_ + ": " + error.text());

@@ -24,6 +24,7 @@ namespace {
 
 template <typename Element>
 std::unique_ptr<Element> elementOf(const char* category) {
+    OSTREL_TRACE();
     auto element = std::make_unique<Element>();
     element->attributes[KEY_CATEGORY] = category;
     return element;

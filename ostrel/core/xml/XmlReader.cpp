@@ -32,6 +32,7 @@ public:
     explicit ReaderTree(std::string data) : data_(std::move(data)) {}
 
     Children::iterator push_back(Children::value_type child) {
+        OSTREL_TRACE();
         children_.push_back(std::move(child));
         return std::prev(children_.end());
     }
@@ -49,6 +50,7 @@ private:
 class TextBuffer : public std::streambuf {
 public:
     explicit TextBuffer(const std::string& text) {
+        OSTREL_TRACE();
         char* const begin = const_cast<char*>(text.data());  // the get area is never written
         setg(begin, begin, begin + text.size());
     }
@@ -61,6 +63,7 @@ public:
 
 protected:
     int_type underflow() override {
+        OSTREL_TRACE();
         setg(nullptr, nullptr, nullptr);
         std::string().swap(text_);
         return traits_type::eof();

@@ -18,6 +18,7 @@ using core::Status;
 namespace {
 
 Status systemError(int error) {
+    OSTREL_TRACE();
     return Status(core::CATEGORY_OS, static_cast<uint32_t>(error), "System error.");
 }
 

@@ -27,12 +27,14 @@ namespace {
 
 template <typename Value>
 void setGuarded(std::mutex& mutex, Value& field, const Value& value) {
+    OSTREL_TRACE();
     const std::lock_guard<std::mutex> lock(mutex);
     field = value;
 }
 
 template <typename Value>
 Value getGuarded(std::mutex& mutex, const Value& field) {
+    OSTREL_TRACE();
     const std::lock_guard<std::mutex> lock(mutex);
     return field;
 }
@@ -146,14 +148,17 @@ void Job::setStatus(Job* job, const Status& status) {
 }
 
 Status Job::getStatus() const {
+    OSTREL_TRACE();
     return getGuarded(mutex_, status_);
 }
 
 ptime Job::getStartTime() const {
+    OSTREL_TRACE();
     return getGuarded(mutex_, startTime_);
 }
 
 ptime Job::getEndTime() const {
+    OSTREL_TRACE();
     return getGuarded(mutex_, endTime_);
 }
 
