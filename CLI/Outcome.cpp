@@ -27,7 +27,7 @@ Outcome render(const ResultBase& result) {
     return outcome;
 }
 
-/// When this fails too, the error cannot be reported anywhere.
+/// When this fails too, the error cannot be reported anywhere. Allocates nothing: there may be no memory.
 void complain(int error) {
     for (const std::string_view part : {std::string_view("Cannot write to standard output: "),
                                         std::string_view(std::strerror(error)), std::string_view("\n")}) {

@@ -3,7 +3,6 @@
 
 #include <cerrno>
 #include <csignal>
-#include <cstring>
 #include <optional>
 #include <string>
 #include <vector>
@@ -12,6 +11,7 @@
 #include "features/simulator/store/Clock.h"
 #include "features/simulator/store/OwnFiles.h"
 #include "ostrel/core/FileDescriptor.h"
+#include "ostrel/core/SystemError.h"
 #include "simdrive/Commands.h"
 #include "simdrive/auth/Authentication.h"
 #include "simdrive/tcp/Target.h"
@@ -144,7 +144,7 @@ Outcome serve(const DriveStore& store, const CommandLine& line) {
     if (failed(status)) return Outcome::failed(status);
     begin = FileDescriptor();
     const FileDescriptor stop = stopSignals();
-    if (!stop.isOpen()) return Outcome::failed(std::string("signalfd: ") + std::strerror(errno) + ".");
+    if (!stop.isOpen()) return Outcome::failed("signalfd: " + ostrel::core::systemErrorText(errno) + ".");
 
     const features::simulator::SystemClock clock;
     Drive drive(path, clock);
@@ -156,7 +156,7 @@ Outcome serve(const DriveStore& store, const CommandLine& line) {
     const int unsaid =
         ostrel::core::writeFully(STDOUT_FILENO, announcement(line.names[0], target.places(), requirement.has_value()));
     if (unsaid != 0)
-        return Outcome::failed(std::string("Cannot write to standard output: ") + std::strerror(unsaid) + ".");
+        return Outcome::failed("Cannot write to standard output: " + ostrel::core::systemErrorText(unsaid) + ".");
     status = target.run(stop.get());
     return succeeded(status) ? Outcome() : Outcome::failed(status);
 }

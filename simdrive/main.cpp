@@ -1,7 +1,6 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <cstring>
 #include <exception>
 #include <iterator>
 #include <new>
@@ -9,6 +8,7 @@
 #include <vector>
 
 #include "ostrel/core/FileDescriptor.h"
+#include "ostrel/core/SystemError.h"
 #include "ostrel/core/WriteSignals.h"
 #include "simdrive/Commands.h"
 #include "simdrive/FaultText.h"
@@ -121,7 +121,7 @@ Outcome runTool(const std::vector<std::string>& words) {
 /// Writes what the command says; returns the exit status.
 int deliver(const Outcome& outcome) {
     const int error = ostrel::core::writeFully(STDOUT_FILENO, outcome.out);
-    if (error != 0) complain(std::string("Cannot write to standard output: ") + std::strerror(error) + ".");
+    if (error != 0) complain("Cannot write to standard output: " + ostrel::core::systemErrorText(error) + ".");
     if (!outcome.error.empty()) complain(outcome.error);
     return error != 0 && outcome.status == 0 ? simdrive::EXIT_FAILED : outcome.status;
 }

@@ -9,10 +9,10 @@
 #include <cerrno>
 #include <cstdint>
 #include <cstdio>
-#include <cstring>
 #include <string_view>
 
 #include "ostrel/core/StatusCatalogue.h"
+#include "ostrel/core/SystemError.h"
 
 namespace features::transport {
 
@@ -30,7 +30,7 @@ Status cannotLock(const std::string& path, const std::string& reason) {
 }
 
 Status cannotLock(int error, const std::string& path) {
-    return cannotLock(path, std::strerror(error));
+    return cannotLock(path, systemErrorText(error));
 }
 
 /// Only this user can have made what is here, and only this user can change it.

@@ -2,7 +2,8 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <cstring>
+
+#include "ostrel/core/SystemError.h"
 
 namespace features::transport {
 
@@ -55,7 +56,7 @@ Status hostStatus(int error, const std::string& place, Status (*otherwise)()) {
     const HostErrorRow* row = rowOf(error);
     return inWords(row == nullptr ? otherwise() : row->status(),
                    row == nullptr ? place : row->before + place + row->after,
-                   std::to_string(error) + ": " + std::strerror(error));
+                   std::to_string(error) + ": " + systemErrorText(error));
 }
 
 Status hostStatus(const Status& status) {

@@ -1,16 +1,16 @@
 #include "features/transport/LookErrors.h"
 
 #include <algorithm>
-#include <cstring>
 
 #include "ostrel/core/StatusCatalogue.h"
+#include "ostrel/core/SystemError.h"
 
 namespace features::transport {
 
 using ostrel::core::Status;
 
 void LookErrors::add(const std::string& path, int error) {
-    add(path, error, std::strerror(error));
+    add(path, error, ostrel::core::systemErrorText(error));
 }
 
 void LookErrors::add(const std::string& path, int error, const std::string& reason) {

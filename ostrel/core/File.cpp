@@ -10,11 +10,11 @@
 #include <cerrno>
 #include <sstream>
 #include <stdexcept>
-#include <system_error>
 #include <utility>
 
 #include "ostrel/core/FileDescriptor.h"
 #include "ostrel/core/Logging.h"
+#include "ostrel/core/PathStatus.h"
 #include "ostrel/core/ReplacementFile.h"
 #include "ostrel/core/ScopeTrace.h"
 #include "ostrel/core/xml/XmlNesting.h"
@@ -24,12 +24,6 @@ namespace ostrel::core {
 namespace {
 
 using boost::property_tree::ptree;
-
-Status systemError(const char* action, const std::string& path, int error) {
-    OSTREL_TRACE();
-    return Status(CATEGORY_OS, static_cast<uint32_t>(error),
-                  std::string("Unable to ") + action + ' ' + path + ": " + std::generic_category().message(error));
-}
 
 /// Appends up to the end of the file; 0 or errno.
 int readAll(int file, std::string& text) {
@@ -102,7 +96,7 @@ Status readFile(const std::string& path, SymbolicLink link, std::string& text) {
     OSTREL_TRACE();
     const int noFollow = link == SymbolicLink::REFUSE ? O_NOFOLLOW : 0;
     const FileDescriptor file(open(path.c_str(), O_RDONLY | O_CLOEXEC | noFollow));
-    if (!file.isOpen()) return systemError("open", path, errno);
+    if (!file.isOpen()) return pathStatus("open", path, errno);
     return readFile(file, path, text);
 }
 
@@ -110,7 +104,7 @@ Status readFile(const FileDescriptor& file, const std::string& path, std::string
     OSTREL_TRACE();
     std::string contents;
     const int error = readAll(file.get(), contents);
-    if (error != 0) return systemError("read", path, error);
+    if (error != 0) return pathStatus("read", path, error);
     text = std::move(contents);
     return Status();
 }
@@ -118,7 +112,7 @@ Status readFile(const FileDescriptor& file, const std::string& path, std::string
 Status writeFileAtomically(const std::string& path, std::string_view text) {
     OSTREL_TRACE();
     const int error = replaceFile(path, text);
-    return error == 0 ? Status() : systemError("write", path, error);
+    return error == 0 ? Status() : pathStatus("write", path, error);
 }
 
 std::unique_ptr<ptree> readXml(const std::string& path) {

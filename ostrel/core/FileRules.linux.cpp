@@ -6,9 +6,9 @@
 #include <array>
 #include <cerrno>
 #include <climits>
-#include <system_error>
 
 #include "ostrel/core/ScopeTrace.h"
+#include "ostrel/core/SystemError.h"
 
 namespace ostrel::core {
 namespace {
@@ -89,7 +89,7 @@ private:
 
 std::string FileError::text() const {
     OSTREL_TRACE();
-    return words != nullptr ? words : std::generic_category().message(code);
+    return words != nullptr ? words : systemErrorText(code);
 }
 
 bool isOfOtherUser(const struct stat& file) {

@@ -8,8 +8,8 @@
 #include <cstdio>
 #include <cstdlib>
 #include <memory>
-#include <system_error>
 
+#include "ostrel/core/PathStatus.h"
 #include "ostrel/core/ScopeTrace.h"
 
 namespace ostrel::core {
@@ -18,12 +18,6 @@ namespace {
 constexpr int FOLDER_FLAGS = O_PATH | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC;
 // O_NONBLOCK: should the file have become a pipe since it was looked at, opening it must not wait.
 constexpr int FILE_FLAGS = O_RDONLY | O_NONBLOCK | O_NOCTTY | O_NOFOLLOW | O_CLOEXEC;
-
-Status systemError(const std::string& path, int error) {
-    OSTREL_TRACE();
-    return Status(CATEGORY_OS, static_cast<uint32_t>(error),
-                  "Unable to open " + path + ": " + std::generic_category().message(error));
-}
 
 Status notRegular(const std::string& path) {
     OSTREL_TRACE();
@@ -63,21 +57,21 @@ Status TrustedFile::open(const std::string& path, SymbolicLink link) {
     OSTREL_TRACE();
     refused_ = false;
     const int error = link == SymbolicLink::FOLLOW ? resolve(path, realPath_) : resolveFolders(path, realPath_);
-    return error != 0 ? systemError(path, error) : walk(Kind::FILE);
+    return error != 0 ? pathStatus("open", path, error) : walk(Kind::FILE);
 }
 
 Status TrustedFile::openFolder(const std::string& path) {
     OSTREL_TRACE();
     refused_ = false;
     const int error = resolve(path, realPath_);
-    return error != 0 ? systemError(path, error) : walk(Kind::FOLDER);
+    return error != 0 ? pathStatus("open", path, error) : walk(Kind::FOLDER);
 }
 
 Status TrustedFile::walk(Kind kind) {
     OSTREL_TRACE();
     isAboveShared_ = false;
     descriptor_ = FileDescriptor(::open("/", FOLDER_FLAGS));
-    if (!descriptor_.isOpen()) return systemError("/", errno);
+    if (!descriptor_.isOpen()) return pathStatus("open", "/", errno);
     Status status = check(Kind::FOLDER, realPath_.size() == 1, "/");
     for (size_t begin = 1; succeeded(status) && begin < realPath_.size();) {
         const size_t end = std::min(realPath_.find('/', begin), realPath_.size());
@@ -97,12 +91,12 @@ Status TrustedFile::step(const std::string& name, Kind kind, const std::string& 
         // Before it is opened: the opening of a device can do something.
         struct stat about = {};
         if (fstatat(descriptor_.get(), name.c_str(), &about, AT_SYMLINK_NOFOLLOW) != 0)
-            return systemError(place, errno);
-        if (S_ISLNK(about.st_mode)) return systemError(place, ELOOP);
+            return pathStatus("open", place, errno);
+        if (S_ISLNK(about.st_mode)) return pathStatus("open", place, ELOOP);
         if (!S_ISREG(about.st_mode)) return notRegular(place);
     }
     FileDescriptor next(openat(descriptor_.get(), name.c_str(), kind == Kind::FILE ? FILE_FLAGS : FOLDER_FLAGS));
-    if (!next.isOpen()) return systemError(place, errno);
+    if (!next.isOpen()) return pathStatus("open", place, errno);
     descriptor_ = std::move(next);
     return Status();
 }
@@ -110,7 +104,7 @@ Status TrustedFile::step(const std::string& name, Kind kind, const std::string& 
 Status TrustedFile::check(Kind kind, bool isLast, const std::string& place) {
     OSTREL_TRACE();
     struct stat about = {};
-    if (fstat(descriptor_.get(), &about) != 0) return systemError(place, errno);
+    if (fstat(descriptor_.get(), &about) != 0) return pathStatus("open", place, errno);
     if (kind == Kind::FILE && !S_ISREG(about.st_mode)) return notRegular(place);
     const bool isTrusted = owners_.contains(about.st_uid) || (owners_.isUnmapped(about.st_uid) && !isAboveShared_);
     if (!isTrusted) return refuse("'" + place + "' belongs to user " + std::to_string(about.st_uid));

@@ -8,11 +8,11 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <cstring>
 
 #include "features/nvme/Bytes.h"
 #include "ostrel/core/FileDescriptor.h"
 #include "ostrel/core/FileRules.h"
+#include "ostrel/core/SystemError.h"
 
 namespace simdrive::auth {
 
@@ -31,6 +31,10 @@ Status wrong(const std::string& message) {
 
 Status ofPath(int error, const std::string& path, const std::string& why) {
     return Status(CATEGORY_OS, static_cast<uint32_t>(error), path + ": " + why);
+}
+
+Status unreadable(int error, const std::string& path) {
+    return ofPath(error, path, systemErrorText(error) + ".");
 }
 
 /// False: the text is no base64. OpenSSL's decoder takes whole groups of four and counts the padding as zeros.
@@ -53,7 +57,7 @@ uint32_t crc32(const Bytes& bytes, size_t size) {
 
 Status checkFile(int file, const std::string& path) {
     struct stat info {};
-    if (::fstat(file, &info) != 0) return ofPath(errno, path, std::strerror(errno) + std::string("."));
+    if (::fstat(file, &info) != 0) return unreadable(errno, path);
     if (!S_ISREG(info.st_mode)) return ofPath(EINVAL, path, "is not a regular file.");
     if (ostrel::core::isOfOtherUser(info)) return ofPath(EPERM, path, "belongs to another user.");
     if ((info.st_mode & (S_IRWXG | S_IRWXO)) != 0) {
@@ -89,7 +93,7 @@ Status Secret::parse(const std::string& text, Secret& secret) {
 
 Status Secret::read(const std::string& path, Secret& secret) {
     const FileDescriptor file(::open(path.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
-    if (!file.isOpen()) return ofPath(errno, path, std::strerror(errno) + std::string("."));
+    if (!file.isOpen()) return unreadable(errno, path);
     Status status = checkFile(file.get(), path);
     if (failed(status)) return status;
     char text[MAX_FILE_BYTES];
@@ -97,7 +101,7 @@ Status Secret::read(const std::string& path, Secret& secret) {
     do {
         count = ::read(file.get(), text, sizeof text);
     } while (count < 0 && errno == EINTR);
-    if (count < 0) return ofPath(errno, path, std::strerror(errno) + std::string("."));
+    if (count < 0) return unreadable(errno, path);
     std::string line(text, static_cast<size_t>(count));
     if (!line.empty() && line.back() == '\n') line.pop_back();
     status = parse(line, secret);

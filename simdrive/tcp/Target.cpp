@@ -13,6 +13,7 @@
 #include <cstring>
 #include <new>
 
+#include "ostrel/core/SystemError.h"
 #include "simdrive/tcp/DriveController.h"
 #include "simdrive/tcp/Time.h"
 
@@ -52,7 +53,7 @@ constexpr uint16_t AT_HOST = 512;
 constexpr size_t NAME_BYTES = 256;
 
 Status systemStatus(int error, const std::string& what) {
-    return Status(CATEGORY_OS, static_cast<uint32_t>(error), what + ": " + std::strerror(error) + ".");
+    return Status(CATEGORY_OS, static_cast<uint32_t>(error), what + ": " + ostrel::core::systemErrorText(error) + ".");
 }
 
 Reply invalidInCommand(uint16_t offset) {
@@ -223,7 +224,8 @@ void Target::pauseListening(int error) {
     listenAgainMs_ = nowMs() + ACCEPT_PAUSE_MS;
     if (isOutOfDescriptors_) return;
     isOutOfDescriptors_ = true;
-    std::fprintf(stderr, "nimbrel-simdrive: No further connections for now: %s.\n", std::strerror(error));
+    std::fprintf(stderr, "nimbrel-simdrive: No further connections for now: %s.\n",
+                 ostrel::core::systemErrorText(error).c_str());
 }
 
 void Target::serve(Connection& connection, int events) {

@@ -6,11 +6,11 @@
 
 #include <cerrno>
 #include <string_view>
-#include <system_error>
 
 #include "features/jobs/support/StatusDetails.h"
 #include "ostrel/core/FileRules.h"
 #include "ostrel/core/StatusCatalogue.h"
+#include "ostrel/core/SystemError.h"
 
 namespace features::jobs {
 
@@ -21,7 +21,7 @@ namespace {
 constexpr unsigned MAX_FOLDERS = 1000;
 
 std::string reason(const std::string& path, int error) {
-    return "'" + path + "': " + std::generic_category().message(error) + ".";
+    return "'" + path + "': " + systemErrorText(error) + ".";
 }
 
 /// Makes a folder of a name that is not taken, and changes `name` to that. 0 or errno.

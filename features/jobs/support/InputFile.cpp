@@ -4,11 +4,11 @@
 #include <sys/stat.h>
 
 #include <cerrno>
-#include <system_error>
 #include <utility>
 
 #include "features/jobs/support/StatusDetails.h"
 #include "ostrel/core/FileDescriptor.h"
+#include "ostrel/core/SystemError.h"
 
 namespace features::jobs {
 
@@ -21,7 +21,7 @@ Status unreadable(const std::string& path, const std::string& reason, Status (*k
 }
 
 Status unreadable(const std::string& path, int error) {
-    return unreadable(path, std::generic_category().message(error));
+    return unreadable(path, systemErrorText(error));
 }
 
 Status checkType(const std::string& path, const struct stat& file) {

@@ -3,8 +3,8 @@
 #include <sys/stat.h>
 
 #include <cerrno>
-#include <system_error>
 
+#include "ostrel/core/PathStatus.h"
 #include "ostrel/core/TrustedFile.h"
 
 namespace features::jobs {
@@ -20,10 +20,7 @@ Status makeStateFolder(const std::string& path) {
     // No other user can exchange the new folder for a link: only this one, root and the tool's owner write above it.
     int error = ::mkdirat(above.descriptor().get(), name.c_str(), S_IRWXU) == 0 ? 0 : errno;
     if (error == 0 && ::fchmodat(above.descriptor().get(), name.c_str(), S_IRWXU, 0) != 0) error = errno;
-    if (error != 0 && error != EEXIST) {
-        return Status(CATEGORY_OS, static_cast<uint32_t>(error),
-                      "Unable to make " + path + ": " + std::generic_category().message(error));
-    }
+    if (error != 0 && error != EEXIST) return pathStatus("make", path, error);
     return TrustedFile().openFolder(path);
 }
 

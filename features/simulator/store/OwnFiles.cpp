@@ -7,10 +7,10 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstring>
 #include <memory>
 
 #include "ostrel/core/FileRules.h"
+#include "ostrel/core/SystemError.h"
 
 namespace features::simulator {
 
@@ -40,7 +40,7 @@ Status fileStatus(int error, const std::string& path) {
                       "System error. No permission for " + path + ": it needs the root user.");
     }
     return Status(CATEGORY_OS, static_cast<uint32_t>(error),
-                  "System error. " + path + ": " + std::strerror(error) + ".");
+                  "System error. " + path + ": " + systemErrorText(error) + ".");
 }
 
 Status openOwnFolder(const std::string& path, FolderMode mode, FileDescriptor& folder) {

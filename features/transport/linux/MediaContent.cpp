@@ -10,6 +10,7 @@
 #include <memory>
 
 #include "features/nvme/Bytes.h"
+#include "ostrel/core/SystemError.h"
 
 namespace features::transport {
 
@@ -89,7 +90,7 @@ MediaContent unreadable(const std::string& reason) {
 
 /// libblkid does not set errno for each of its errors.
 MediaContent unreadable(int error) {
-    return unreadable(std::string(std::strerror(error != 0 ? error : EIO)));
+    return unreadable(ostrel::core::systemErrorText(error != 0 ? error : EIO));
 }
 
 }  // namespace

@@ -8,13 +8,13 @@
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
-#include <system_error>
 #include <vector>
 
 #include "features/jobs/support/ProgressLine.h"
 #include "features/jobs/support/StatusDetails.h"
 #include "ostrel/core/Payload.h"
 #include "ostrel/core/StatusCatalogue.h"
+#include "ostrel/core/SystemError.h"
 
 namespace features::jobs {
 
@@ -130,16 +130,15 @@ void PatternFile::fill(uint64_t offset, uint8_t* unit) const {
 }
 
 Status PatternFile::failure(int error, const char* what, const Status& kind) const {
-    return withDetails(
-        kind, std::string("Cannot ") + what + " in " + folder_ + ": " + std::generic_category().message(error) + ".");
+    return withDetails(kind, std::string("Cannot ") + what + " in " + folder_ + ": " + systemErrorText(error) + ".");
 }
 
 DataIntegrityResult checkDataIntegrity(const std::string& folder, uint64_t maxBytes) {
     DataIntegrityResult result;
     struct statvfs space = {};
     if (::statvfs(folder.c_str(), &space) != 0) {
-        result.failure =
-            withDetails(statuses::fileReadFailed(), folder + ": " + std::generic_category().message(errno) + ".");
+        const int error = errno;
+        result.failure = withDetails(statuses::fileReadFailed(), folder + ": " + systemErrorText(error) + ".");
         return result;
     }
     const uint64_t half = uint64_t{space.f_bavail} * space.f_frsize / 2;
