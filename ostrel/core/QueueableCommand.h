@@ -34,6 +34,7 @@ class QueueableCommand : public Command {
 public:
     /// Copies the names and the completion record.
     virtual QueueableCommand& operator=(const QueueableCommand& other);
+    using Command::operator=;  // not hidden by that
 
     CompletionRecord& getCompletion() { return completion_; }
     const CompletionRecord& getCompletion() const { return completion_; }
