@@ -1,0 +1,216 @@
+"""The packages, made of this build: what is in them, what looks at packages finds, and what a purge takes and leaves.
+
+Nothing is installed here.
+"""
+
+import hashlib
+import json
+import os
+import pathlib
+import re
+import shutil
+import subprocess
+import tempfile
+import unittest
+
+from world import ToolTestCase, World
+
+BUILD = os.environ["NIMBREL_BUILD"]
+FEATURE_LIBRARY = os.environ["NIMBREL_FEATURE_LIBRARY"]
+SIMDRIVE = os.environ["NIMBREL_SIMDRIVE"]
+SOURCES = pathlib.Path(__file__).resolve().parents[2]
+PACKAGING = SOURCES / "packaging/packages"
+# Quick: no debug symbols, and little compression.
+OPTIONS = ["-D", "CPACK_DEBIAN_DEBUGINFO_PACKAGE=OFF", "-D", "CPACK_STRIP_FILES=ON",
+           "-D", "CPACK_DEBIAN_COMPRESSION_TYPE=gzip", "-D", "CPACK_RPM_COMPRESSION_TYPE=gzip"]
+EPOCH = "1700000000"
+
+# Beside documents and the pages of single commands.
+TOOL_FILES = """\
+/opt/velko/nimbrel/Velko.SSDFeatures.so.3.0.0
+/opt/velko/nimbrel/nimbrel
+/opt/velko/nimbrel/share/nimbrel/complete
+/usr/bin/nimbrel -> /opt/velko/nimbrel/nimbrel
+/usr/share/bash-completion/completions/nimbrel
+/usr/share/doc/nimbrel/README.md
+/usr/share/doc/nimbrel/SECURITY.md
+/usr/share/doc/nimbrel/changelog.Debian.gz
+/usr/share/doc/nimbrel/changelog.gz
+/usr/share/doc/nimbrel/copyright
+/usr/share/doc/nimbrel/nimbrel.spdx.json
+/usr/share/fish/vendor_completions.d/nimbrel.fish
+/usr/share/lintian/overrides/nimbrel
+/usr/share/man/man5/nimbrel_config.xml.5.gz
+/usr/share/man/man7/nimbrel-output.7.gz
+/usr/share/man/man8/nimbrel.8.gz
+/usr/share/zsh/site-functions/_nimbrel
+/usr/share/zsh/vendor-completions/_nimbrel
+"""
+SIMDRIVE_FILES = """\
+/opt/velko/nimbrel/nimbrel-simdrive
+/usr/bin/nimbrel-simdrive -> /opt/velko/nimbrel/nimbrel-simdrive
+/usr/share/doc/nimbrel-simdrive/changelog.Debian.gz
+/usr/share/doc/nimbrel-simdrive/copyright
+/usr/share/doc/nimbrel-simdrive/nimbrel-simdrive.spdx.json
+/usr/share/lintian/overrides/nimbrel-simdrive
+/usr/share/man/man1/nimbrel-simdrive.1.gz
+"""
+DEV_FILES = """\
+/usr/include/nimbrel/FeatureLibrary.h
+/usr/share/doc/nimbrel-dev/changelog.Debian.gz
+/usr/share/doc/nimbrel-dev/copyright
+/usr/share/doc/nimbrel-dev/examples/feature-library/Makefile
+/usr/share/doc/nimbrel-dev/examples/feature-library/library.c
+/usr/share/pkgconfig/nimbrel.pc
+"""
+
+
+def make_packages(folder):
+    """By CPack, in the folder, with the umask of a careful user; returns the packages' paths."""
+    command = ["cpack", "--config", f"{BUILD}/CPackConfig.cmake", "-B", str(folder), "-G", "DEB;RPM", *OPTIONS]
+    done = subprocess.run(command, cwd=BUILD, env={**os.environ, "SOURCE_DATE_EPOCH": EPOCH}, stdin=subprocess.DEVNULL,
+                          stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True, umask=0o077, timeout=500)
+    if done.returncode != 0:
+        raise AssertionError(done.stdout)
+    return sorted(folder.glob("*.deb")) + sorted(folder.glob("*.rpm"))
+
+
+def output_of(*command):
+    return subprocess.run(command, stdout=subprocess.PIPE, check=True, text=True).stdout
+
+
+def listed_files(package):
+    """The files of a .deb with their links, less documents and the pages of single commands."""
+    rows = [line.split(None, 5) for line in output_of("dpkg-deb", "-c", str(package)).splitlines()]
+    files = "".join(f"{row[5][1:]}\n" for row in rows if not row[0].startswith("d"))
+    return re.sub(r"/usr/share/(man/man8/nimbrel-|doc/nimbrel/docs/).*\n", "", files)
+
+
+class Packages(unittest.TestCase):
+    maxDiff = None
+
+    @classmethod
+    def setUpClass(cls):
+        cls.folder = pathlib.Path(tempfile.mkdtemp(prefix="nimbrel-packages-"))
+        cls.addClassCleanup(shutil.rmtree, cls.folder)
+        cls.packages = make_packages(cls.folder / "out")
+
+    def package(self, start, suffix=".deb"):
+        return next(path for path in self.packages if path.name.startswith(start) and path.suffix == suffix)
+
+    def test_the_files_are_where_the_tool_and_the_system_look(self):
+        for start, files in (("nimbrel_", TOOL_FILES), ("nimbrel-simdrive_", SIMDRIVE_FILES), ("nimbrel-dev_", DEV_FILES)):
+            self.assertEqual(listed_files(self.package(start)), files)
+
+    def test_each_file_belongs_to_root_and_is_for_all_to_read(self):
+        for path in self.packages:
+            if path.suffix == ".deb":
+                rows = [line.split(None, 5) for line in output_of("dpkg-deb", "-c", str(path)).splitlines()]
+                self.assertEqual({row[1] for row in rows}, {"root/root"})
+                self.assertEqual({row[0] for row in rows} - {"-rwxr-xr-x", "lrwxrwxrwx"}, {"drwxr-xr-x", "-rw-r--r--"})
+
+    def test_lintian_and_rpmlint_find_nothing(self):
+        debs = [str(path) for path in self.packages if path.suffix == ".deb"]
+        rpms = [str(path) for path in self.packages if path.suffix == ".rpm"]
+        # The manual pages are looked at by the test of the manual, and quicker.
+        found = output_of("lintian", "--allow-root", "--no-user-dirs", "--fail-on", "none",
+                          "--dont-check-part", "documentation/manual", *debs)
+        self.assertEqual(found, "")
+        found = output_of("rpmlint", "-c", str(PACKAGING / "rpmlint.toml"), *rpms)
+        self.assertIn("0 errors, 0 warnings", found)
+
+    def test_another_folder_and_another_time_give_the_same_bytes(self):
+        again = make_packages(self.folder / "elsewhere" / "again")
+        self.assertEqual([path.name for path in again], [path.name for path in self.packages])
+        for one, other in zip(self.packages, again):
+            digests = [hashlib.sha256(path.read_bytes()).hexdigest() for path in (one, other)]
+            self.assertEqual(digests[0], digests[1], one.name)
+
+    def test_the_copyright_file_has_the_agreement_of_the_tool(self):
+        world = World()
+        self.addCleanup(world.close)
+        world.install_library(FEATURE_LIBRARY)
+        shown = world.run("version", "-display", "license").stdout
+        agreement = shown[shown.index("By using this software"):].rstrip("\n")
+        expected = "".join(f" {line or '.'}\n" for line in agreement.split("\n"))
+        for start in ("nimbrel_", "nimbrel-simdrive_", "nimbrel-dev_"):
+            name = start[:-1]
+            text = self.content(start, f"/usr/share/doc/{name}/copyright")
+            self.assertIn(f"License: Velko-EULA\n{expected}\n", text)
+
+    def test_the_parts_list_names_what_is_linked(self):
+        parts = json.loads(self.content("nimbrel-simdrive_", "/usr/share/doc/nimbrel-simdrive/nimbrel-simdrive.spdx.json"))
+        self.assertEqual(parts["spdxVersion"], "SPDX-2.3")
+        self.assertEqual(parts["creationInfo"]["created"], "2023-11-14T22:13:20Z")
+        self.assertEqual([part["name"] for part in parts["packages"]],
+                         ["nimbrel-simdrive", "Boost", "GNU C library", "GNU C++ library", "OpenSSL"])
+        needed = output_of("objdump", "-p", SIMDRIVE)
+        self.assertIn("libcrypto", needed)
+
+    def content(self, start, path):
+        archive = subprocess.run(["dpkg-deb", "--fsys-tarfile", self.package(start)], stdout=subprocess.PIPE, check=True)
+        return subprocess.run(["tar", "-xO", "." + path], input=archive.stdout, stdout=subprocess.PIPE,
+                              check=True).stdout.decode()
+
+
+class Purge(ToolTestCase):
+    """The scripts of the packages, run as dpkg does."""
+
+    def purge(self, name, action="purge"):
+        return self.world.run(str(PACKAGING / name / "postrm"), action, tool="/bin/sh")
+
+    def test_the_tool_s_own_files_go_and_what_was_asked_for_stays(self):
+        self.world.install_library(FEATURE_LIBRARY)
+        self.world.run("set", "-system", "LogFile=/var/log/a&b.log")
+        (self.world.var_lib / "nimbrel").mkdir()
+        (self.world.var_lib / "nimbrel/baseline").write_text("1")
+        for log in ("VelkoSSDOSTREL.log", "a&b.log", "other.log"):
+            (self.world.var_log / log).write_text("line\n")
+        run = self.purge("nimbrel")
+        self.assertEqual((run.status, run.stderr), (0, ""))
+        self.assertEqual(run.stdout, "nimbrel: left in place: the debug log /var/log/a&b.log\n"
+                                     "nimbrel: left in place: the files that commands wrote where -destination said\n")
+        self.assertFalse(self.world.config.exists())
+        self.assertEqual(list(self.world.var_lib.iterdir()), [])
+        self.assertEqual(sorted(path.name for path in self.world.var_log.iterdir()), ["a&b.log", "other.log"])
+        self.assertTrue((self.world.opt / "Velko.SSDFeatures.so.3.0.0").exists())  # put there by another hand
+
+    def test_without_settings_the_folder_goes_too(self):
+        run = self.purge("nimbrel")
+        self.assertEqual((run.status, run.stderr), (0, ""))
+        self.assertEqual(run.stdout, "nimbrel: left in place: the files that commands wrote where -destination said\n")
+        self.assertFalse(self.world.opt.parent.exists())
+
+    def test_a_removal_leaves_everything(self):
+        self.world.config.write_text("")
+        for name in ("nimbrel", "nimbrel-simdrive"):
+            run = self.purge(name, "remove")
+            self.assertEqual((run.status, run.stdout, run.stderr), (0, "", ""))
+        self.assertTrue(self.world.config.exists())
+
+    def test_simulated_drives_stay_with_a_line(self):
+        self.assertEqual(self.world.run("create", "one", "--size", "1MiB", tool=SIMDRIVE).status, 0)
+        run = self.purge("nimbrel-simdrive")
+        self.assertEqual((run.status, run.stderr), (0, ""))
+        self.assertEqual(run.stdout, "nimbrel-simdrive: left in place: the simulated drives in "
+                                     "/opt/velko/nimbrel/SimulatedDrives\n")
+        self.assertTrue((self.world.opt / "SimulatedDrives/one").is_dir())
+        self.assertEqual(self.world.run("remove", "one", tool=SIMDRIVE).status, 0)
+        run = self.purge("nimbrel-simdrive")
+        self.assertEqual((run.status, run.stdout, run.stderr), (0, "", ""))
+        self.assertFalse(self.world.opt.exists())
+
+
+class ExampleLibrary(ToolTestCase):
+    def test_it_builds_outside_the_tree_and_is_loaded(self):
+        header = SOURCES / "ostrel/interfaces/ostreli/interface"
+        library = self.world.scratch / "library.so"
+        subprocess.run(["cc", "-std=c11", "-Wall", "-Wextra", "-Werror", "-I", header, "-fPIC", "-fvisibility=hidden",
+                        "-shared", "-o", library, PACKAGING / "feature-library/library.c"], check=True)
+        self.world.install_library(library)
+        self.check("show", "-velkossd", stdout="\n- Velko SSD Index 0 -\n\nIndex : 0\nSerialNumber : EXAMPLE1\n\n")
+        self.check("show", "-velkossd", "0", "-smart", stdout="Error: Feature is not supported.\n", status=3)
+
+
+if __name__ == "__main__":
+    unittest.main()
