@@ -15,12 +15,12 @@
 #include "features/simulator/store/DriveFolder.h"
 #include "features/simulator/store/Model.h"
 #include "features/simulator/store/OwnFiles.h"
+#include "features/simulator/store/SizeText.h"
 #include "ostrel/core/File.h"
 #include "ostrel/core/FileDescriptor.h"
 #include "ostrel/core/Strings.h"
 #include "simdrive/DriveRow.h"
 #include "simdrive/FaultText.h"
-#include "simdrive/SizeText.h"
 
 namespace simdrive {
 

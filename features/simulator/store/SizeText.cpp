@@ -1,10 +1,11 @@
-#include "simdrive/SizeText.h"
+#include "features/simulator/store/SizeText.h"
 
+#include <algorithm>
 #include <limits>
 
 #include "ostrel/core/Strings.h"
 
-namespace simdrive {
+namespace features::simulator {
 
 bool parseSize(const std::string& text, uint64_t& bytes) {
     constexpr char UNITS[] = "kmgt";
@@ -27,4 +28,4 @@ bool parseSize(const std::string& text, uint64_t& bytes) {
     return true;
 }
 
-}  // namespace simdrive
+}  // namespace features::simulator

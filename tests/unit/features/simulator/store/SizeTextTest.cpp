@@ -1,8 +1,8 @@
 #include <gtest/gtest.h>
 
-#include "simdrive/SizeText.h"
+#include "features/simulator/store/SizeText.h"
 
-namespace simdrive {
+namespace features::simulator {
 namespace {
 
 TEST(SizeText, IsANumberWithAUnit) {
@@ -43,4 +43,4 @@ TEST(SizeText, IsRefusedOtherwise) {
 }
 
 }  // namespace
-}  // namespace simdrive
+}  // namespace features::simulator
