@@ -13,6 +13,7 @@
 #include "features/simulator/store/DescriptionText.h"
 #include "features/simulator/store/FaultKinds.h"
 #include "features/simulator/store/Model.h"
+#include "features/simulator/store/SizeText.h"
 #include "ostrel/core/Strings.h"
 
 namespace features::simulator {
@@ -40,17 +41,13 @@ bool parseBool(const std::string& text, bool& into) {
     return true;
 }
 
-bool parseSize(const std::string& text, uint64_t& bytes) {
-    const size_t end = text.find_first_not_of("0123456789");
-    const std::string unit = end == std::string::npos ? "" : trimmed(text.substr(end));
-    for (const Unit& known : UNITS) {
-        if (unit != known.name) continue;
-        uint64_t number = 0;
-        if (!parseNumber(text.substr(0, end), MAX_DRIVE_BYTES / known.bytes, number)) return false;
-        bytes = number * known.bytes;
-        return bytes >= MIN_DRIVE_BYTES;
-    }
-    return false;
+/// A description has the units as they are written, with blanks or none before them; a command line is less strict.
+bool parseDriveSize(const std::string& text, uint64_t& bytes) {
+    const size_t end = std::min(text.find_first_not_of("0123456789"), text.size());
+    const std::string unit = trimmed(text.substr(end));
+    const auto isUnit = [&unit](const Unit& known) { return unit == known.name; };
+    return std::any_of(std::begin(UNITS), std::end(UNITS), isUnit) && parseSize(text.substr(0, end) + unit, bytes) &&
+           bytes >= MIN_DRIVE_BYTES && bytes <= MAX_DRIVE_BYTES;
 }
 
 std::string sizeText(uint64_t bytes) {
@@ -285,7 +282,7 @@ const KeyRow KEYS[] = {
      [](const D& d) { return std::to_string(d.controllerCount()); }},
     {"drive", "size", true, "1 MiB to 8 TiB, for instance \"16 GiB\"",
      "What all namespaces together may take: bytes, or with KiB, MiB, GiB, TiB, KB, MB, GB, TB.",
-     [](Text text, D& d) { return parseSize(text, d.sizeBytes); },
+     [](Text text, D& d) { return parseDriveSize(text, d.sizeBytes); },
      [](const D& d) { return sizeText(d.sizeBytes); }},
     {"drive", "clock", false, "milliseconds since 1970, or nothing",
      "The time of the drive's clock, in milliseconds since 1970 (UTC); "
