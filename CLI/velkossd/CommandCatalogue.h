@@ -25,7 +25,7 @@ struct CommandAction {
     std::string_view job;
     SubFlow* addArguments = nullptr;                   ///< What the job wants beside a drive; null where nothing.
     ostrel::core::Attribute (*attribute)() = nullptr;  ///< The one property that a setFlow command sets.
-    std::string_view outcome = "";  ///< The target of `show` that shows what became of a command that was interrupted;
+    std::string_view outcome = {};  ///< The target of `show` that shows what became of a command that was interrupted;
                                     ///< empty where it is the drive's properties.
 };
 
@@ -33,8 +33,8 @@ struct CommandAction {
 /// help shows them and end at the first entry that is null or has no name; -help, which every command takes first, is
 /// not repeated.
 ///
-/// A row without a verb has no command line: no grammar holds its id, and only a caller of the feature's run() gets
-/// there.
+/// A row without a verb has no command line: no grammar holds its id, and only a caller of VelkoSSDFeature::run()
+/// gets there.
 struct CommandRow {
     bool hasCommandLine() const { return !verb.empty(); }
 
