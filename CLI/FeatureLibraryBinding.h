@@ -15,9 +15,9 @@ namespace cli {
 ///
 /// The library runs as root: a file is loaded only when no other user can change it (ostrel::core::TrustedFile).
 ///
-/// A library that cannot be loaded does not stop the tool: the failure is kept for the one feature that needs a
-/// library, and there is no second try. What the library does inside a call, a crash included, happens in this process;
-/// an exception ends with the call.
+/// A library that cannot be loaded does not stop the tool: the failure is kept for the one command-line feature that
+/// needs a library, and there is no second try. What the library does inside a call, a crash included, happens in this
+/// process; an exception ends with the call.
 ///
 /// Threads: the main thread only; the library may have threads of its own.
 class FeatureLibraryBinding {

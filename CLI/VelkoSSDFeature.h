@@ -9,7 +9,7 @@
 
 namespace cli::velkossd {
 
-/// The storage feature, the heart of what a user sees: every command on drives. It turns a command into one job for the
+/// The command-line feature for drives, the heart of what a user sees. It turns a command into one job for the
 /// feature library, has it carried out, and shows the response. No drive is touched here, and none is looked for: a
 /// command becomes one request, with or without a drive, and the library does the work for one drive or for all.
 ///

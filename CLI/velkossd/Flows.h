@@ -6,7 +6,7 @@ namespace cli::framework {
 struct ParsedCommand;
 }
 
-/// The flows of the storage feature, one for each way in which a command becomes a job. A flow builds its request step
+/// The flows of VelkoSSDFeature, one for each way in which a command becomes a job. A flow builds its request step
 /// by step; the first step that fails ends it, and nothing is sent. What the library answers is rendered.
 ///
 /// The order of the steps is the order in which a user with several mistakes hears of them, and the order of the

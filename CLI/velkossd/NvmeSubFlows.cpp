@@ -1,4 +1,4 @@
-// What jobs of the NVMe protocol want: log pages, features, vendor commands.
+// What jobs of the NVMe protocol want: log pages, NVMe features, vendor commands.
 
 #include "CLI/velkossd/FlowContext.h"
 #include "CLI/velkossd/JobArguments.h"

@@ -46,7 +46,7 @@ SubFlow addSmart;
 
 // Of both.
 SubFlow addForceFlush;
-/// Which of the values that a drive keeps of a feature is meant; the current one when the command does not say.
+/// Which of the values that a drive keeps of an NVMe feature is meant; the current one when the command does not say.
 SubFlow addSelect;
 
 /// Of the dump flow: what is done with the log. It is read, in the context that is established or in a new one, or the
