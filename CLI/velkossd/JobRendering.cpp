@@ -65,7 +65,9 @@ void renderProperties(ObjectResult& result, const XmlObject& element) {
         const std::string description = property->getAttribute(xml::KEY_DESCRIPTION);
         std::string name = property->getAttribute(xml::KEY_NAME);
         if (!description.empty()) name += " - " + description;
-        const auto& renderOne = isStatus ? renderStatusProperty : renderProperty;
+        // An attribute in a status is not part of the status: it says whose status it is.
+        const bool isData = stringsIEqual(property->getAttribute(xml::KEY_CATEGORY), xml::CATEGORY_ATTRIBUTE);
+        const auto& renderOne = isStatus && !isData ? renderStatusProperty : renderProperty;
         renderOne(result, name, property->getAttribute(xml::KEY_VALUE));
     }
 }

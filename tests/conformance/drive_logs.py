@@ -9,6 +9,7 @@ from world import TOOL, World, without_sanitizers
 SIMDRIVE = os.environ.get("NIMBREL_SIMDRIVE", "")
 LIBRARY = os.environ.get("NIMBREL_FEATURE_LIBRARY", "")
 DRIVES = "/opt/velko/nimbrel/SimulatedDrives"
+ID = f"SerialNumber : S1\nDevicePath : {DRIVES}/a/dev/a\n"
 
 IDENTITY = f"  SerialNumber : S1\n  DevicePath : {DRIVES}/a/dev/a\n"
 HEALTH = """
@@ -194,11 +195,11 @@ class LongLogs(DriveLogsTestCase):
         run = self.world.run("-c", script, TOOL, tool="/bin/sh")
         log = (self.world.cwd / "events").read_bytes()
         self.assertEqual(run.status, 37, run)
-        self.assertRegex(run.stdout, r"^\n- Persistent Event Log Status S1 -\n\nStatus : The log of drive S1 "
+        self.assertRegex(run.stdout, rf"^\n- Persistent Event Log Status S1 -\n\n{ID}Status : The log of drive S1 "
                                      rf"\({DRIVES}/a/dev/a\) has {len(log)} bytes, and this host has the memory to "
                                      rf"decode \d+\. 'dump -destination FILE -velkossd {DRIVES}/a/dev/a -nvmelog 13 "
                                      r"LogSpecificField=1' writes it to a file piece by piece\.\n\n$")
-        self.assertEqual(run.stderr, f"\n- NVMe Log S1 -\n\nStatus : Wrote {len(log)} bytes of log page 0x0D (Persistent "
+        self.assertEqual(run.stderr, f"\n- NVMe Log S1 -\n\n{ID}Status : Wrote {len(log)} bytes of log page 0x0D (Persistent "
                                      "Event Log) to events.\n\n")
         self.assertEqual([file.name for file in self.world.cwd.iterdir()], ["events"])
 
@@ -256,7 +257,7 @@ class LongLogs(DriveLogsTestCase):
 class LogPageInAFile(DriveLogsTestCase):
     def written(self, lid, name, destination):
         shown = self.check("dump", "-destination", destination, "-velkossd", "0", "-nvmelog", str(lid))
-        return re.fullmatch(rf"(?s)(.*)\n- NVMe Log S1 -\n\nStatus : Wrote (\d+) bytes of log page 0x{lid:02X} "
+        return re.fullmatch(rf"(?s)(.*)\n- NVMe Log S1 -\n\n{ID}Status : Wrote (\d+) bytes of log page 0x{lid:02X} "
                             rf"\({name}\) to {destination}\.\n\n", shown)
 
     def make_velko(self):
@@ -277,7 +278,7 @@ class LogPageInAFile(DriveLogsTestCase):
         self.make_velko()
         self.written(13, "Persistent Event Log", "events")
         self.check("dump", "-destination", "part", "-velkossd", "0", "-nvmelog", "13", "LogPageOffset=512", "NumDWORDs=4",
-                   stdout="\n- NVMe Log S1 -\n\nStatus : Wrote 16 bytes of log page 0x0D (Persistent Event Log) to part.\n\n")
+                   stdout=f"\n- NVMe Log S1 -\n\n{ID}Status : Wrote 16 bytes of log page 0x0D (Persistent Event Log) to part.\n\n")
         self.assertEqual((self.world.cwd / "part").read_bytes(), (self.world.cwd / "events").read_bytes()[512:528])
         self.check("dump", "-velkossd", "0", "-persistenteventlog", "read", "NewContext=false", status=3, stdout=(
             f"Error: Persistent event log context has not been established. Drive S1 ({DRIVES}/a/dev/a).\n"))

@@ -5,7 +5,7 @@ import json
 import shutil
 import unittest
 
-from simulated import FOLDER, SERIALS, SimulatedTestCase
+from simulated import FOLDER, SERIALS, SimulatedTestCase, identity
 
 UNTIL_RESET = "It holds until the next controller reset."
 UNTIL_LINUX = "It holds until the next controller reset, when Linux sets this feature."
@@ -77,7 +77,7 @@ class HowLongASettingHolds(SimulatedTestCase):
 
     def set_by_number(self, *arguments, words, status=0):
         self.check_tool("set", "-velkossd", "0", "-setfeature", *arguments, status=status,
-                        stdout=f"\n- NVMe Feature {SERIALS['velko']} -\n\nStatus : {words}\n\n")
+                        stdout=f"\n- NVMe Feature {SERIALS['velko']} -\n\n{identity('velko')}Status : {words}\n\n")
 
     def test_a_set_by_number_is_saved_only_when_the_user_says_so(self):
         self.make_drive("velko")

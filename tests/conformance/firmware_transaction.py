@@ -56,8 +56,8 @@ class FirmwareTransaction(SimulatedTestCase):
     def test_an_update_from_a_file_shows_the_firmware_before_and_after(self):
         self.assertEqual(self.load("-source", "fw.bin", "-velkossd", "0"), (0, {
             "Firmware Update SIM-VELKO-1": {
-                "Status": f"The firmware was activated without a reset. Drive {NAME} runs firmware NEW00001; it was "
-                          "VSIM0100 before."},
+                **IDENTITY, "Status": f"The firmware was activated without a reset. Drive {NAME} runs firmware NEW00001; "
+                                      "it was VSIM0100 before."},
             "Firmware State SIM-VELKO-1": state("VSIM0100", "NEW00001", "none", 2, "none"),
             "Previous Firmware Slot Information SIM-VELKO-1": slots("0x01", 1, "none", "VSIM0100"),
             "Firmware Slot Information SIM-VELKO-1": slots("0x02", 2, "none", "VSIM0100", "NEW00001")}))
@@ -86,12 +86,12 @@ class FirmwareTransaction(SimulatedTestCase):
         self.assertEqual(self.load("-velkossd", "0", "FirmwareSlot=2", "CommitAction=1")[0], 0)
         before = self.state("velko")
         self.assertEqual(self.load("-velkossd", "0"), (64, {"Firmware Update SIM-VELKO-1": {
-            "Status": f"{CURRENT} Slot 2 of drive {NAME} holds NEW00001, which the next controller level reset "
+            **IDENTITY, "Status": f"{CURRENT} Slot 2 of drive {NAME} holds NEW00001, which the next controller level reset "
                       "activates."}}))
         self.assertTrue(self.state("velko") == before, "the drive was changed")
         self.assertEqual(self.tool("reset", "-velkossd", "0", "-nvmecontroller").status, 0)
         before = self.state("velko")
-        self.assertEqual(self.load("-velkossd", "0"), (64, {"Firmware Update SIM-VELKO-1": {"Status": CURRENT}}))
+        self.assertEqual(self.load("-velkossd", "0"), (64, {"Firmware Update SIM-VELKO-1": {**IDENTITY, "Status": CURRENT}}))
         self.assertTrue(self.state("velko") == before, "the drive was changed")
 
     def test_without_a_module_the_folders_are_named(self):
@@ -99,7 +99,7 @@ class FirmwareTransaction(SimulatedTestCase):
         more.mkdir()
         self.assertEqual(self.tool("set", "-system", "AdditionalFWModDir=/opt/velko/nimbrel/more").status, 0)
         self.assertEqual(self.load("-velkossd", "0"), (71, {"Firmware Update SIM-VELKO-1": {
-            "Status": f"No firmware module found. Searched: '{MODULES}', '/opt/velko/nimbrel/more'."}}))
+            **IDENTITY, "Status": f"No firmware module found. Searched: '{MODULES}', '/opt/velko/nimbrel/more'."}}))
 
     def test_an_image_is_a_regular_file_named_by_itself(self):
         os.symlink("fw.bin", self.world.cwd / "link.bin")

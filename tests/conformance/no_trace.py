@@ -6,7 +6,7 @@ import re
 import unittest
 
 from show_commands import NAMED, SHOWS
-from simulated import SimulatedTestCase
+from simulated import SimulatedTestCase, identity
 
 CATALOGUE = pathlib.Path(__file__).resolve().parents[2] / "CLI/velkossd/CommandCatalogue.cpp"
 IDENTITY = ("SerialNumber : SIM-NVME-1\n"
@@ -83,7 +83,7 @@ class NoTrace(SimulatedTestCase):
                  unsupported + where + "the UUID List (CNS 0x17).", 3)):
             with self.subTest(line):
                 self.check_tool(*line.split(), status=status,
-                                stdout=f"\n- {heading} SIM-NVME-1 -\n\nStatus : {words}\n\n")
+                                stdout=f"\n- {heading} SIM-NVME-1 -\n\n{identity('nvme-1.4')}Status : {words}\n\n")
 
     def test_the_list_of_log_pages_is_that_of_identify(self):
         self.make_drive("nvme-1.4")

@@ -150,6 +150,9 @@ def object_schema(name, keys):
     return {field: value for field, value in schema.items() if value != {}}
 
 
+IDENTITY = ("SerialNumber", "DevicePath")
+# Top objects that are not of a drive, by how their headings begin.
+NOT_OF_A_DRIVE = ("Drive Scan", "Partition Information /", "System Information")
 # Headings of the text form over the objects of several drives.
 CONTAINERS = {"Scan Results"}
 # Objects that are not of a drive, or not always.
@@ -181,7 +184,7 @@ def make_schema(objects):
             "Result": {"type": "object", "required": ["Result"], "additionalProperties": False,
                        "properties": {"Result": result}},
             "Outcome": {"type": "object", "required": ["Status"], "additionalProperties": False,
-                        "properties": {"Status": result}},
+                        "properties": {**dict.fromkeys(IDENTITY, result), "Status": result}},
             "Drives": {"type": "object", "patternProperties": top,
                        "additionalProperties": {"$ref": "#/$defs/Outcome"}},
             **{name: object_schema(name, keys) for name, keys in objects.items()},
@@ -250,7 +253,7 @@ class Seen:
             for heading, value in document.items():
                 name = next((name for name, top in self.tops.items() if top.search(heading)), None)
                 if name and isinstance(value, dict):
-                    if value.keys() != {"Status"}:
+                    if not value.keys() <= {*IDENTITY, "Status"}:
                         self.commands.setdefault(name, command)
                     self.walk(name, value)
         texts = TextObjects(objects, self.tops)
@@ -339,6 +342,18 @@ class Contract(unittest.TestCase):
                     errors = sorted(validator.iter_errors({name or "Outcome": values}), key=str)
                     self.assertEqual([deepest(error).message for error in errors], [])
         self.assertGreater(count, 500, "the objects were found")
+
+    def test_every_object_of_a_drive_says_which_drive_it_is_of(self):
+        count = 0
+        for command, document in documents():
+            objects = {heading: value for heading, value in document.items() if isinstance(value, dict)}
+            for heading, value in objects.items():
+                if heading.startswith(NOT_OF_A_DRIVE) or (" -d " in command and "Status" not in value):
+                    continue
+                count += 1
+                with self.subTest(command=command, heading=heading):
+                    self.assertTrue(value.keys() >= {*IDENTITY}, list(value))
+        self.assertGreater(count, 250, "the objects were found")
 
     def test_a_value_of_another_form_is_refused(self):
         validator = jsonschema.Draft202012Validator(self.schema)

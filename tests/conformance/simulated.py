@@ -42,6 +42,12 @@ def description(**values):
     return text
 
 
+def identity(name, serial=None):
+    """The lines of the text form that say which simulated drive an object is of."""
+    serial = serial or SERIALS[next(model for model in SERIALS if name.startswith(model))]
+    return f"SerialNumber : {serial}\nDevicePath : {FOLDER}/{name}/dev/{name}\n"
+
+
 def firmware_image(model, revision, reset=0, size=8192):
     """An image that a simulated drive takes; reset: 0 none, 1 controller level, 2 NVM subsystem."""
     body = (MODEL_NUMBERS[model].ljust(40) + revision.ljust(8)).encode() + bytes([reset])

@@ -6,7 +6,7 @@ import signal
 import time
 import unittest
 
-from simulated import FOLDER, HIDE_DRIVES, SERIALS, SimulatedTestCase, firmware_image
+from simulated import FOLDER, HIDE_DRIVES, SERIALS, SimulatedTestCase, firmware_image, identity
 from world import TOOL, Run, kill_group
 
 # As many downloads as the drive takes: an update that can be stopped in the middle.
@@ -94,11 +94,10 @@ class Locks(SimulatedTestCase):
         slots = before.replace("Info : 0x01", "Info : 0x02").replace("loaded from : 1", "loaded from : 2")
         slots = slots.replace("Slot 2 : none", "Slot 2 : FIRST001")
         self.assertEqual((out.decode(), err.decode(), first.returncode), (
-            f"Checking for firmware update...\n\n- Firmware Update {SERIALS['velko']} -\n\nStatus : The firmware was "
-            f"activated without a reset. Drive {SERIALS['velko']} ({FOLDER}/velko/dev/velko) runs firmware FIRST001; it "
-            f"was VSIM0100 before.\n\n- Firmware State {SERIALS['velko']} -\n\nSerialNumber : {SERIALS['velko']}\n"
-            f"DevicePath : {FOLDER}/velko/dev/velko\nPreviousFirmware : VSIM0100\nRunningFirmware : FIRST001\n"
-            "NextFirmware : none\nFirmwareSlot : 2\nRequiredReset : none\n"
+            f"Checking for firmware update...\n\n- Firmware Update {SERIALS['velko']} -\n\n{identity('velko')}Status : The "
+            f"firmware was activated without a reset. Drive {SERIALS['velko']} ({FOLDER}/velko/dev/velko) runs firmware "
+            f"FIRST001; it was VSIM0100 before.\n\n- Firmware State {SERIALS['velko']} -\n\n{identity('velko')}"
+            "PreviousFirmware : VSIM0100\nRunningFirmware : FIRST001\nNextFirmware : none\nFirmwareSlot : 2\nRequiredReset : none\n"
             f"{before[:-1].replace('- Firmware Slot', '- Previous Firmware Slot', 1)}{slots}", "", 0))
         self.assertEqual(self.tool("show", "-velkossd", "0", "-nvmelog", "3").stdout, slots)
 

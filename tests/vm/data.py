@@ -7,7 +7,7 @@ import unittest
 import xml.etree.ElementTree
 
 from machine import Controller, Namespace
-from witness import VmTestCase, Witness, strict_json, values
+from witness import VmTestCase, Witness, strict_json, title_and, values
 
 UNTIL_RESET = "It holds until the next controller reset."
 UNTIL_LINUX = "It holds until the next controller reset, when Linux sets this feature."
@@ -186,7 +186,7 @@ class DriveData(VmTestCase):
                  f"({self.first}) does not offer the UUID List (CNS 0x17).")):
             with self.subTest(arguments):
                 self.check("show", "-velkossd", self.first, *arguments, status=status,
-                           stdout=f"\n- Identify S1 -\n\nStatus : {message}\n\n")
+                           stdout=title_and("Identify", "S1", self.first, message))
 
     # Log pages
 
@@ -298,8 +298,8 @@ class DriveData(VmTestCase):
                 run = self.machine.run("nimbrel", "dump", "-destination", "/tmp/log", "-velkossd", self.first, *arguments)
                 theirs = self.raw(f"nvme get-log {command} {self.first}")
                 self.assertEqual((run.stdout, run.stderr, run.status), (
-                    f"\n- NVMe Log S1 -\n\nStatus : Wrote {len(theirs)} bytes of log page 0x05 (Commands Supported and "
-                    "Effects) to /tmp/log.\n\n", "", 0))
+                    title_and("NVMe Log", "S1", self.first, f"Wrote {len(theirs)} bytes of log page 0x05 (Commands "
+                              "Supported and Effects) to /tmp/log."), "", 0))
                 self.assertEqual(self.machine.read("/tmp/log"), theirs)
 
     # Features
@@ -386,8 +386,8 @@ class DriveData(VmTestCase):
                 reason = (f"Drive S1 ({self.first}) does not offer feature 0x{fid:02X} ({self.NOT_OFFERED[fid]})."
                           if fid in self.NOT_OFFERED else f"Get Features failed on drive S1 ({self.first}): Invalid "
                           "Field in Command (status code type 0x0, status code 0x02, opcode 0x0A).")
-                self.check("show", "-velkossd", self.first, "-getfeature", fid, *target, status=3, stdout=(
-                    f"\n- NVMe Feature S1 -\n\nStatus : The selected drive does not support this feature. {reason}\n\n"))
+                self.check("show", "-velkossd", self.first, "-getfeature", fid, *target, status=3, stdout=title_and(
+                    "NVMe Feature", "S1", self.first, f"The selected drive does not support this feature. {reason}"))
 
     def test_changeable_features_are_set_and_read_back(self):
         for fid, target, value in ((4, "", 0x140), (5, "-n 1", 0x0009), (6, "", 0), (6, "", 1), (11, "", 0x31F)):
@@ -397,8 +397,8 @@ class DriveData(VmTestCase):
                 self.assertNotEqual(before, value, "the setting changes something")
                 end = ", when Linux sets this feature" if fid == 11 else ""
                 self.check("set", "-velkossd", self.first, "-setfeature", fid, *namespace, f"DWORD11=0x{value:x}",
-                           stdout=f"\n- NVMe Feature S1 -\n\nStatus : Feature 0x{fid:02X} ({self.FEATURES[fid]}) is "
-                                  f"set. It holds until the next controller reset{end}.\n\n")
+                           stdout=title_and("NVMe Feature", "S1", self.first, f"Feature 0x{fid:02X} ({self.FEATURES[fid]}) "
+                                            f"is set. It holds until the next controller reset{end}."))
                 self.assertEqual(self.theirs_of_feature(fid, 0, target), value)
                 _, ours = self.only("-velkossd", self.first, "-getfeature", fid, *namespace)
                 self.assertEqual(ours["Dword 0"], f"0x{value:08X}")
@@ -407,8 +407,8 @@ class DriveData(VmTestCase):
         behavior = bytes([1]) + bytes(511)  # Advanced Command Retry Enable
         self.machine.write("/tmp/behavior", behavior)
         self.check("set", "-velkossd", self.other, "-setfeature", 22, "InputFile=/tmp/behavior",
-                   stdout="\n- NVMe Feature S3 -\n\nStatus : Feature 0x16 (Host Behavior Support) is set. "
-                          "It holds until the next controller reset.\n\n")
+                   stdout=title_and("NVMe Feature", "S3", self.other, "Feature 0x16 (Host Behavior Support) is set. It "
+                                    "holds until the next controller reset."))
         self.assertEqual(self.raw(f"nvme get-feature -f 22 {self.other}")[:512], behavior)
         heading, ours = self.only("-velkossd", self.other, "-getfeature", 22)
         self.assertEqual((heading, ours["ACRE - Advanced Command Retry Enable"]), ("Host Behavior Support S3", True))
@@ -421,12 +421,13 @@ class DriveData(VmTestCase):
             with self.subTest(feature=fid):
                 before = self.theirs_of_feature(fid)
                 self.check("set", "-velkossd", self.first, "-setfeature", fid, f"DWORD11=0x{value:x}", status=25,
-                           stdout=f"\n- NVMe Feature S1 -\n\nStatus : Set Features failed on drive S1 ({self.first}): "
-                                  f"{why}, opcode 0x09).\n\n")
+                           stdout=title_and("NVMe Feature", "S1", self.first, f"Set Features failed on drive S1 "
+                                            f"({self.first}): {why}, opcode 0x09)."))
                 self.assertEqual(self.theirs_of_feature(fid), before)
         self.check("set", "-velkossd", self.first, "-setfeature", 4, "DWORD11=0x141", "Save=true", status=25,
-                   stdout=f"\n- NVMe Feature S1 -\n\nStatus : Set Features failed on drive S1 ({self.first}): Feature "
-                          "Identifier Not Saveable (status code type 0x1, status code 0x0D, opcode 0x09).\n\n")
+                   stdout=title_and("NVMe Feature", "S1", self.first, f"Set Features failed on drive S1 ({self.first}): "
+                                    "Feature Identifier Not Saveable (status code type 0x1, status code 0x0D, opcode "
+                                    "0x09)."))
 
     def test_commands_that_set_one_field(self):
         self.check("set", "-velkossd", "S3", "TempThreshold=66",

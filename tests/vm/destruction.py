@@ -7,7 +7,7 @@ import subprocess
 import unittest
 
 from machine import Controller, Namespace
-from witness import VmTestCase
+from witness import VmTestCase, title_and
 
 MIB = 1 << 20
 FORMATTING = "Formatting... (This can take several minutes to complete)\n"
@@ -36,10 +36,6 @@ mkswap {SWAP} && swapon {SWAP}
 mdadm --create /dev/md0 --run --level=1 --raid-devices=2 --metadata=1.0 {MD} missing
 echo "0 16384 linear {DM} 0" | dmsetup create mapped
 """
-
-
-def title_and(title, serial, message):
-    return f"\n- {title} {serial} -\n\nStatus : {message}\n\n"
 
 
 class Destruction(VmTestCase):
@@ -74,13 +70,16 @@ class Destruction(VmTestCase):
         if run.status != 0:
             raise RuntimeError(run.stderr)
 
+    def title_and(self, title, serial, message):
+        return title_and(title, serial, self.controller[serial], message)
+
     def assert_refused(self, serial, command, path, message, status, stdin=b""):
         notice, title, arguments = command
         self.machine.nvme_commands()
         run = self.machine.run("nimbrel", *(argument or path for argument in arguments), stdin=stdin)
         sent = self.machine.nvme_commands()
         self.assertEqual((run.stdout, run.status),
-                         (NOTICES.get(notice, "") + title_and(title, serial, message), status), (arguments, path))
+                         (NOTICES.get(notice, "") + self.title_and(title, serial, message), status), (arguments, path))
         # The system may write to what it has mounted; the drive was not even asked anything.
         self.assertLessEqual(set(sent), {"NVME_NVM_CMD_READ", "NVME_NVM_CMD_WRITE", "NVME_NVM_CMD_FLUSH"})
         return run
@@ -149,7 +148,7 @@ class Destruction(VmTestCase):
     def test_trim_frees_its_blocks_and_no_others(self):
         data = self.fill("TRIM")
         node = self.node["TRIM"]
-        self.check("start", "-force", "-velkossd", node, "-trim", "StartLBA=8", "Count=1024", stdout=title_and(
+        self.check("start", "-force", "-velkossd", node, "-trim", "StartLBA=8", "Count=1024", stdout=self.title_and(
             "Trim", "TRIM", "1024 blocks of 512 bytes from block 8 on were deallocated in namespace 1."))
         expected = data[:8 * 512] + bytes(1024 * 512) + data[1032 * 512:]
         self.assertEqual(self.media("TRIM"), expected)
@@ -160,20 +159,20 @@ class Destruction(VmTestCase):
                                               (blocks - 1, 2, "Given count will exceed LBA range.", 120)):
             self.machine.nvme_commands()
             self.check("start", "-force", "-velkossd", node, "-trim", f"StartLBA={start}", f"Count={count}",
-                       status=status, stdout=title_and("Trim", "TRIM", f"{message} Namespace 1 of drive TRIM "
+                       status=status, stdout=self.title_and("Trim", "TRIM", f"{message} Namespace 1 of drive TRIM "
                                                        f"({self.controller['TRIM']}) has {blocks} blocks."))
             self.assertNotIn("NVME_NVM_CMD_DSM", self.machine.nvme_commands())
         self.assertEqual(self.media("TRIM"), expected)
 
     def test_trim_of_a_drive_with_two_namespaces_wants_one_named(self):
         self.check("start", "-force", "-velkossd", self.controller["TWO"], "-trim", "StartLBA=0", "Count=8", status=242,
-                   stdout=title_and("Trim", "TWO", "Operation not permitted if more than one namespace is allocated on "
+                   stdout=self.title_and("Trim", "TWO", "Operation not permitted if more than one namespace is allocated on "
                                     "the drive. Select the one by its path."))
 
     def test_format_of_one_namespace_then_of_all(self):
         kept, gone = self.fill("TWO", 1), self.fill("TWO", 2)
         self.check("start", "-force", "-velkossd", self.controller["TWO"], "-nvmeformat", "-namespace", "2",
-                   "LBAFormat=4", stdout=FORMATTING + title_and(
+                   "LBAFormat=4", stdout=FORMATTING + self.title_and(
                        "Format", "TWO", "Namespace 2 was formatted: LBA format 4, blocks of 4096 bytes."))
         self.assertNotEqual(self.media("TWO", 2), gone)
         self.assertEqual(self.media("TWO", 1), kept, "the other namespace")
@@ -181,7 +180,7 @@ class Destruction(VmTestCase):
         self.assertEqual([self.flbas("TWO", nsid) for nsid in (1, 2)], [0, 4])
         path = self.nodes["TWO", 2]
         self.check("start", "-force", "-velkossd", path, "-nvmeformat", "-namespace", "2", "LBAFormat=8", status=28,
-                   stdout=FORMATTING + title_and(
+                   stdout=FORMATTING + self.title_and(
                        "Format", "TWO", f"Invalid LBA format. Namespace 2 of drive TWO ({self.controller['TWO']}) has "
                        "the formats 0 to 7."))
         self.assertEqual(self.geometry(path), (4096, 8 * MIB))
@@ -201,15 +200,15 @@ class Destruction(VmTestCase):
         self.assertEqual(self.kernel_namespaces("LATE"), [1])
         run = self.machine.run("nimbrel", "attach", "-velkossd", path, "-namespace", "5")
         node = self.find_node("LATE", 5)
-        self.assertEqual((run.stdout, run.stderr, run.status), (title_and(
+        self.assertEqual((run.stdout, run.stderr, run.status), (self.title_and(
             "Namespace Management", "LATE", f"Namespace 5 was attached to controller {cntlid}: {node}."), "", 0))
         self.assertEqual((self.kernel_namespaces("LATE"), self.attached(path)), ([1, 5], [1, 5]))
         self.assertEqual(self.geometry(node), (512, 8 * MIB))
-        self.check("attach", "-velkossd", path, "-namespace", "5", status=85, stdout=title_and(
+        self.check("attach", "-velkossd", path, "-namespace", "5", status=85, stdout=self.title_and(
             "Namespace Management", "LATE", "The specified controller is already attached to the given namespace. "
             f"Namespace Attachment failed on drive LATE ({path}): Namespace Already Attached (status code type 0x1, "
             "status code 0x18, opcode 0x15)."))
-        self.check("detach", "-velkossd", path, "-namespace", "5", "-nvmecontroller", cntlid, stdout=title_and(
+        self.check("detach", "-velkossd", path, "-namespace", "5", "-nvmecontroller", cntlid, stdout=self.title_and(
             "Namespace Management", "LATE", f"Namespace 5 was detached from controller {cntlid}."))
         self.assertEqual((self.kernel_namespaces("LATE"), self.attached(path)), ([1], [1]))
 
@@ -231,7 +230,7 @@ class Destruction(VmTestCase):
         path = self.controller["DULL"]
         self.machine.shell(f"nvme set-feature -f 4 -v 0x150 {path}")
         self.machine.nvme_commands()
-        self.check("reset", "-velkossd", path, "-nvmecontroller", stdout=title_and(
+        self.check("reset", "-velkossd", path, "-nvmecontroller", stdout=self.title_and(
             "NVMe Reset", "DULL", "The controller was reset. It is ready and runs firmware 7.2.22."))
         commands = self.machine.nvme_commands()
         self.assertIn("NVME_ADM_CMD_CREATE_SQ", commands, "the driver has set the controller up again")
@@ -245,38 +244,38 @@ class Destruction(VmTestCase):
         self.machine.write("/tmp/odd", b"x\n")
         named = f"DULL ({path})"
         for arguments, stdout, status in (
-                (["start", "-force", "-velkossd", path, "-sanitize"], NOTICES["sanitize"] + title_and(
+                (["start", "-force", "-velkossd", path, "-sanitize"], NOTICES["sanitize"] + self.title_and(
                     "Format", "DULL", "Sanitize command not supported on the selected device."), 20),
                 (["start", "-velkossd", path, "-selftest"],
-                 title_and("Drive Self-Test", "DULL", "Drive Self-Test Not Supported."), 208),
+                 self.title_and("Drive Self-Test", "DULL", "Drive Self-Test Not Supported."), 208),
                 (["show", "-velkossd", path, "-selftest"],
-                 title_and("Drive Self-Test", "DULL", "Drive Self-Test Not Supported."), 208),
+                 self.title_and("Drive Self-Test", "DULL", "Drive Self-Test Not Supported."), 208),
                 (["dump", "-velkossd", path, "-dataarea", "1", "-telemetrylog"],
                  f"Error: Telemetry log is unsupported on selected device. Drive {named} has none.\n", 3),
                 (["load", "-force", "-source", "/tmp/firmware", "-velkossd", path],
-                 "Checking for firmware update...\n" + title_and(
+                 "Checking for firmware update...\n" + self.title_and(
                     "Firmware Update", "DULL", f"Feature is not supported. Drive {named} takes no firmware."), 34),
                 (["load", "-force", "-source", "/tmp/odd", "-velkossd", path],
                  "Checking for firmware update...\nError: Failed to load firmware. '/tmp/odd' has 2 bytes, which is no "
                  "multiple of 4.\n", 3),
                 (["load", "-velkossd", path, "-firmwareactivate", "FirmwareSlot=1", "CommitAction=2"],
-                 title_and("Firmware Activation", "DULL", f"Feature is not supported. Drive {named} takes no firmware."),
+                 self.title_and("Firmware Activation", "DULL", f"Feature is not supported. Drive {named} takes no firmware."),
                  34),
                 (["dump", "-velkossd", path, "-persistenteventlog", "read"],
                  f"Error: Drive Does Not Support Persistent Event Log. Drive {named} has none.\n", 3),
                 (["dump", "-velkossd", path, "-persistenteventlog", "release"],
                  f"Error: Get Log Page failed on drive {named}: Invalid Field in Command (status code type 0x0, status "
                  "code 0x02, opcode 0x02).\n", 3),
-                (["show", "-velkossd", path, "-persistenteventlog"], title_and(
+                (["show", "-velkossd", path, "-persistenteventlog"], self.title_and(
                     "Persistent Event Log Status", "DULL", "Drive Does Not Support Persistent Event Log. Drive "
                     f"{named} has none."), 251),
                 (["dump", "-velkossd", path, "-nlog"],
                  "Error: Drive does not support pulling Nlogs directly. Use telemetry instead.\n", 3),
-                (["create", "-velkossd", path, "-namespace", "Size=1000"], title_and(
+                (["create", "-velkossd", path, "-namespace", "Size=1000"], self.title_and(
                     "Namespace Management", "DULL", "The selected drive does not support this feature. Identify failed on "
                     f"drive {named}: Invalid Namespace or Format (status code type 0x0, status code 0x0B, opcode 0x06)."),
                  3),
-                (["delete", "-force", "-velkossd", path, "-namespace", "1"], title_and(
+                (["delete", "-force", "-velkossd", path, "-namespace", "1"], self.title_and(
                     "Namespace Management", "DULL", "The selected drive does not support this feature. Namespace "
                     f"Management failed on drive {named}: Invalid Command Opcode (status code type 0x0, status code 0x01, "
                     "opcode 0x0D)."), 3)):

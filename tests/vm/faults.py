@@ -6,7 +6,7 @@ import time
 import unittest
 
 from machine import Controller, Namespace
-from witness import UNKNOWN_INDEX, UNKNOWN_PATH, UNKNOWN_SERIAL, VmTestCase, Witness, strict_json
+from witness import UNKNOWN_INDEX, UNKNOWN_PATH, UNKNOWN_SERIAL, VmTestCase, Witness, strict_json, title_and
 
 WARNINGS = {  # bit of the critical warning: what is said, and the sensor, the SMART attribute that it sets
     0x01: ("Available spare has fallen below the threshold.", "AvailableSpareBelowThreshold", "AvailableSpareWarning"),
@@ -166,11 +166,11 @@ class Faults(VmTestCase):
         listed = self.machine.run("nimbrel", "show", "-o", "json", "-d", "DeviceStatus", "-velkossd")
         self.assertLess(time.monotonic() - begin, 9, "the others are not held up")
         self.assertEqual((listed.json(), listed.status), (
-            {f"Velko SSD {name}": {"Status": gone} if name == "U2" else {"DeviceStatus": "Healthy"}
-             for name in sorted(before)}, 70))
+            {f"Velko SSD {name}": {"DeviceStatus": "Healthy"} for name in sorted(before)}
+            | {"Velko SSD U2": {"SerialNumber": "U2", "DevicePath": node, "Status": gone}}, 70))
         run = self.machine.finish()
         self.assertEqual((run.stdout, run.stderr, run.status), (
-            f"Formatting... (This can take several minutes to complete)\n\n- Format U2 -\n\nStatus : {gone}\n\n", "", 70))
+            "Formatting... (This can take several minutes to complete)\n" + title_and("Format", "U2", node, gone), "", 70))
         self.assertLess(time.monotonic() - begin, 60, "long before the command's own time is over")
         self.await_gone(path)
         self.assertEqual(self.drives("-velkossd"), Witness(self.machine).list())

@@ -5,8 +5,8 @@ import os
 import time
 import unittest
 
-from destruction import NOTICES, title_and
-from witness import VmTestCase
+from destruction import NOTICES
+from witness import VmTestCase, title_and
 
 # Longer than the test: the open goes on when the tracer ends.
 HOLD_MICROSECONDS = 600 * 1000 * 1000
@@ -92,7 +92,7 @@ class Swapped(VmTestCase):
             self.unplug("OLD")
             self.plug("NEW")
             outcome, sent = self.finish_released()
-            self.assertEqual(outcome, (notice + title_and(title, "OLD", gone(node)), "", 70))
+            self.assertEqual(outcome, (notice + title_and(title, "OLD", NODE, gone(node)), "", 70))
             self.assertEqual(set(sent), {"NVME_ADM_CMD_IDENTIFY"}, words)
             self.unplug("NEW")
             self.plug("OLD")

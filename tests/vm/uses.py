@@ -7,7 +7,7 @@ import unittest
 
 import destruction
 from machine import Controller, Machine, Namespace
-from witness import VmTestCase
+from witness import VmTestCase, title_and
 
 IN_USE, HAS_PARTITION = destruction.IN_USE, destruction.HAS_PARTITION
 # Neither is a command that loses anything: reads of the tool and the kernel, writes of mounted file systems.
@@ -48,7 +48,8 @@ class UsesTestCase(VmTestCase):
 
     def assert_answer(self, run, sent, serial, message, status, notice="delete"):
         self.assertEqual((run.stdout, run.status),
-                         (destruction.NOTICES[notice] + destruction.title_and("Format", serial, message), status))
+                         (destruction.NOTICES[notice] + title_and("Format", serial, self.path(serial), message),
+                          status))
         self.assertLessEqual(set(sent), HARMLESS)
 
     def assert_refused(self, serial, message):
@@ -186,8 +187,8 @@ class Uses(UsesTestCase):
 
     def test_content_does_not_stop_a_trim(self):
         self.check("start", "-force", "-velkossd", self.node("TRIM"), "-trim", "StartLBA=0", "Count=8",
-                   stdout=destruction.title_and("Trim", "TRIM", "8 blocks of 512 bytes from block 0 on were deallocated "
-                                                "in namespace 1."))
+                   stdout=title_and("Trim", "TRIM", self.path("TRIM"), "8 blocks of 512 bytes from block 0 on were "
+                                    "deallocated in namespace 1."))
 
 
 class WithoutMultipath(UsesTestCase):

@@ -95,6 +95,11 @@ class Witness:
         return [(f"Velko SSD {self.heading(i)}", self.drive(i)) for i in range(len(self.names))]
 
 
+def title_and(title, serial, path, message):
+    """What a command answers of the drive at `path`, the node of its controller."""
+    return f"\n- {title} {serial} -\n\nSerialNumber : {serial}\nDevicePath : {path}\nStatus : {message}\n\n"
+
+
 class VmTestCase(unittest.TestCase):
     """One machine for the tests of a class."""
 

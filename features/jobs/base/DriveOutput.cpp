@@ -1,6 +1,7 @@
 #include "features/jobs/base/DriveOutput.h"
 
 #include <algorithm>
+#include <iterator>
 
 #include "ostrel/core/AttributeVocabulary.h"
 #include "ostrel/core/Device.h"
@@ -48,10 +49,7 @@ bool DriveOutput::hasAllRequested(const AttributeList& attributes) const {
 
 void DriveOutput::addTree(const nvme::FieldTree& tree) {
     auto object = tree.toXml(serialNumber_);
-    auto& properties = object->properties;
-    const auto fields = static_cast<std::ptrdiff_t>(properties.size());
-    for (const Attribute& attribute : identity()) object->addProperty(attribute.getName(), attribute.getText());
-    std::rotate(properties.begin(), properties.begin() + fields, properties.end());  // the identity comes first
+    prependIdentity(*object);
     add(std::move(object));
 }
 
@@ -70,10 +68,18 @@ std::vector<Attribute> DriveOutput::identity() const {
     return known;
 }
 
+void DriveOutput::prependIdentity(xml::XmlObject& object) const {
+    auto properties = std::move(object.properties);
+    object.properties.clear();
+    for (const Attribute& attribute : identity()) object.properties.push_back(XmlConverter::attributeToXml(attribute));
+    std::move(properties.begin(), properties.end(), std::back_inserter(object.properties));
+}
+
 void DriveOutput::addStatus(const std::string& heading, const Status& status) {
     auto object = XmlConverter::statusToXml(status);
     object->attributes[xml::KEY_NAME] = heading;
     object->attributes[xml::KEY_KEY] = serialNumber_;
+    prependIdentity(*object);
     add(std::move(object));
 }
 

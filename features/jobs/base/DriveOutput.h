@@ -16,8 +16,10 @@ class Device;
 namespace features::jobs {
 
 /// What a job has to say of one drive: the children of an output object. Every heading names the drive, by its serial
-/// number, so that several drives can be distinguished. Attributes and trees of a drive also carry SerialNumber and
-/// DevicePath, whatever they show: a program need not take a heading apart.
+/// number, so that several drives can be distinguished. Attributes, trees and statuses of a drive also carry
+/// SerialNumber and DevicePath, whatever they show: a program need not take a heading apart. Both are what the list of
+/// drives knows, so that a drive that does not answer has them, too. A request for some properties narrows the
+/// attributes alone.
 ///
 /// Ownership: the device must outlive it.
 /// Threads:   one at a time per object; each drive has its own.
@@ -34,7 +36,7 @@ public:
     /// A decoded structure, in the order of the standard.
     void addTree(const nvme::FieldTree& tree);
     /// The outcome of an operation under `heading` and the serial number: the message is shown as "Status", and a code
-    /// that is not 0 becomes the exit status.
+    /// that is not 0 becomes the exit status. The drive's identity precedes it as attributes, which the tool shows.
     void addStatus(const std::string& heading, const ostrel::core::Status& status);
     void add(std::unique_ptr<ostrel::core::xml::XmlObject> object) { objects_.push_back(std::move(object)); }
 
@@ -50,6 +52,7 @@ private:
     /// SerialNumber and DevicePath, as far as they are known.
     std::vector<ostrel::core::Attribute> identity() const;
     ostrel::core::AttributeList withIdentity(ostrel::core::AttributeList attributes) const;
+    void prependIdentity(ostrel::core::xml::XmlObject& object) const;
 
     std::string serialNumber_;
     const ostrel::core::AttributeList* requested_;  // null: all

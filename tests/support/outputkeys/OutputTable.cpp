@@ -22,8 +22,8 @@ constexpr const char* NONE = "";
 // clang-format off
 constexpr Row ROWS[] = {
     // Of every drive.
-    {"*", "SerialNumber", "text", NONE, NONE, "serial number of the drive", "the drive does not report it, or the object has a Status alone"},
-    {"*", "DevicePath", "text", NONE, NONE, "node of the controller", "the object has a Status alone, or comes from a file"},
+    {"*", "SerialNumber", "text", NONE, NONE, "serial number of the drive", "the drive does not report it, or the object is not of a drive"},
+    {"*", "DevicePath", "text", NONE, NONE, "node of the controller", "the object is not of a drive, as what comes from a file"},
     {"*", "Status", "text", NONE, NONE, "outcome of an operation, or why nothing else is shown", "there is nothing to say"},
     {"*", "Not read", "text", NONE, NONE, "why one log page of all is not shown", "the page was read"},
 

@@ -407,6 +407,39 @@ TEST_F(JobRendering, ShowsTheMessageOfAStatusAndNothingElseOfIt) {
                 "Drive VX1,\nStatus,Not possible.,,\n");
 }
 
+TEST_F(JobRendering, ShowsTheAttributesOfAStatusBesideItsMessage) {
+    const auto result = renderText(
+        R"(<Object name="SMART"><Object category="output"><Object category="status" name="SMART Attributes" key="S1">)"
+        R"(<Property category="attribute" name="SerialNumber" type="string" value="S1"/>)"
+        R"(<Property category="attribute" name="DevicePath" type="string" value="/dev/nvme0"/>)"
+        R"(<Property category="attribute" name="Code" type="string" value="9"/>)"
+        R"(<Property name="Category" value="0"/><Property name="Code" value="70"/>)"
+        R"(<Property name="Message" value="The drive is gone."/></Object></Object></Object>)");
+    EXPECT_EQ(result->getErrorCode(), 70) << "an attribute is data, whatever it is called";
+    expectForms(*result,
+                "\n- SMART Attributes S1 -\n\n"
+                "SerialNumber : S1\nDevicePath : /dev/nvme0\nCode : 9\nStatus : The drive is gone.\n",
+                "<?xml version=\"1.0\" standalone=\"yes\" ?>\n"
+                "<nimbrelTool>\n"
+                "\t<SMART_Attributes_S1>\n"
+                "\t\t<SerialNumber>S1</SerialNumber>\n"
+                "\t\t<DevicePath>/dev/nvme0</DevicePath>\n"
+                "\t\t<Code>9</Code>\n"
+                "\t\t<Status>The drive is gone.</Status>\n"
+                "\t</SMART_Attributes_S1>\n"
+                "</nimbrelTool>\n",
+                "{\n"
+                "\t\"SMART Attributes S1\":\n"
+                "\t{\n"
+                "\t\t\"SerialNumber\":\"S1\",\n"
+                "\t\t\"DevicePath\":\"\\/dev\\/nvme0\",\n"
+                "\t\t\"Code\":9,\n"
+                "\t\t\"Status\":\"The drive is gone.\"\n"
+                "\t}\n"
+                "}",
+                "SMART Attributes S1,\nSerialNumber,S1,DevicePath,/dev/nvme0,Code,9,Status,The drive is gone.,,\n");
+}
+
 struct NoOutputCase {
     const char* response;
     const char* why;

@@ -89,14 +89,25 @@ TEST(DriveOutput, EveryObjectOfADriveSaysWhichDriveItIs) {
     DriveOutput out("S1 nvme0", &names, &device);
     out.addAttributes("Health Sensors", temperature(38));
     out.addTree({"Log", {{"A", "", "2"}}, {}});
+    out.addStatus("Health Sensors", Status(0, 25, "It failed."));
+    const std::string identity =
+        R"(<Property category="attribute" displayName="Serial Number" name="SerialNumber" size="3" type="string")"
+        R"( value="S1"/><Property category="attribute" displayName="Device Path" name="DevicePath" size="11")"
+        R"( type="string" value="/dev/nvme0"/>)";
     EXPECT_EQ(textOf(out),
               R"(<Object category="attributeList" key="Health Sensors S1 nvme0">)"
               R"(<Property category="attribute" displayName="Serial Number" name="SerialNumber" size="3" type="string")"
               R"( value="S1"/></Object>)"
               "\n"
-              R"(<Object key="S1 nvme0" name="Log"><Property name="SerialNumber" value="S1"/>)"
-              R"(<Property name="DevicePath" value="/dev/nvme0"/><Property name="A" value="2"/></Object>)"
-              "\n");
+              R"(<Object key="S1 nvme0" name="Log">)" +
+                  identity +
+                  R"(<Property name="A" value="2"/></Object>)"
+                  "\n"
+                  R"(<Object category="status" key="S1 nvme0" name="Health Sensors">)" +
+                  identity +
+                  R"(<Property name="Category" value="0"/><Property name="Code" value="25"/>)"
+                  R"(<Property name="Message" value="It failed."/></Object>)"
+                  "\n");
     EXPECT_TRUE(out.hasAllRequested({})) << "nothing more need be asked of the drive";
 }
 
@@ -104,7 +115,8 @@ TEST(DriveOutput, AnIdentityThatIsNotKnownIsLeftOut) {
     const Device device = driveOf("", "/dev/nvme0");
     DriveOutput out("nvme0", nullptr, &device);
     out.addTree({"Log", {}, {}});
-    EXPECT_EQ(textOf(out), R"(<Object key="nvme0" name="Log"><Property name="DevicePath" value="/dev/nvme0"/></Object>)"
+    EXPECT_EQ(textOf(out), R"(<Object key="nvme0" name="Log"><Property category="attribute" displayName="Device Path")"
+                           R"( name="DevicePath" size="11" type="string" value="/dev/nvme0"/></Object>)"
                            "\n");
 }
 

@@ -194,6 +194,8 @@ TEST(VelkoSsdJob, AFailingDriveDoesNotSpoilTheOthers) {
     EXPECT_EQ(JobRun(job, JOBTYPE_GET_PROPERTIES).asking("DeviceStatus").on({&first, &second, &third, &broken}), R"(0/0
 <Object category="Output">
 <Object category="status" key="S0" name="Velko SSD">
+<Property category="attribute" displayName="Serial Number" name="SerialNumber" size="3" type="string" value="S0"/>
+<Property category="attribute" displayName="Device Path" name="DevicePath" size="11" type="string" value="/dev/nvme1"/>
 <Property name="Category" value="0"/>
 <Property name="Code" value="70"/>
 <Property name="Message" value="The drive /dev/nvme0 is gone."/>
@@ -205,11 +207,15 @@ TEST(VelkoSsdJob, AFailingDriveDoesNotSpoilTheOthers) {
 <Property category="attribute" displayName="Device Status" name="DeviceStatus" size="8" type="string" value="Unknown"/>
 </Object>
 <Object category="status" key="S2" name="Velko SSD Health">
+<Property category="attribute" displayName="Serial Number" name="SerialNumber" size="3" type="string" value="S2"/>
+<Property category="attribute" displayName="Device Path" name="DevicePath" size="11" type="string" value="/dev/nvme2"/>
 <Property name="Category" value="10"/>
 <Property name="Code" value="33"/>
 <Property name="Message" value="Failed to retrieve data from selected device. Get Log Page failed on drive S2 (/dev/nvme2): Internal Error (status code type 0x0, status code 0x06, opcode 0x02)."/>
 </Object>
 <Object category="status" key="S3" name="Velko SSD">
+<Property category="attribute" displayName="Serial Number" name="SerialNumber" size="3" type="string" value="S3"/>
+<Property category="attribute" displayName="Device Path" name="DevicePath" size="11" type="string" value="/dev/nvme3"/>
 <Property name="Category" value="10"/>
 <Property name="Code" value="33"/>
 <Property name="Message" value="Failed to retrieve data from selected device. state is too short"/>
