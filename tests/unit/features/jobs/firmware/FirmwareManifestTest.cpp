@@ -106,6 +106,135 @@ TEST(FirmwareManifest, WhatIsNoManifestIsReportedSeparately) {
     EXPECT_EQ(fault(MANIFEST + std::string(MAX_MANIFEST_BYTES - MANIFEST.size() + 1, ' ')), "it is too large");
 }
 
+/// MANIFEST with another key before "file".
+std::string withKey(const std::string& member) {
+    return changed("\"file\"", member + ", \"file\"");
+}
+
+const std::string UNKNOWN = "it has a key that is not known";
+
+struct Case {
+    std::string text;
+    std::string fault;
+    const char* why;
+};
+const Case KEY_CASES[] = {
+    {withKey("\"revision\": \"VP10 205\""), REVISION, "twice, with the same value"},
+    {withKey("\"r\\u0065vision\": \"VP100206\""), REVISION, "twice, once with an escape"},
+    {withKey("\"sha256\": 1"), SHA, "twice, with another type"},
+    {changed("\"revision\"", "\"r\\u0065vision\""), "", "an escape in a key"},
+    {changed("\"revision\"", "\"Revision\""), REVISION, "capitals count"},
+    {withKey("\"\": \"\""), UNKNOWN, "an empty key"},
+    {withKey("\"a.revision\": \"\""), UNKNOWN, "a dot leads nowhere"},
+    {withKey("\"note\": 1, \"note\": 2"), UNKNOWN, "twice"},
+    {withKey("\"note\": {\"a\": [1, {\"b\": null}], \"a\": 2}"), UNKNOWN, "whatever is in it"},
+    {changed("\"VP10 205\"", "{\"revision\": \"VP10 205\"}"), REVISION, "a key further down is another one"},
+    {"[" + MANIFEST + "]", MODELS, "in a list"},
+    {"{}", MODELS, "no key"},
+    {"\"models\"", MODELS, "a text"},
+    {"1", MODELS, "a number"},
+    {"null", MODELS, "nothing"},
+};
+
+TEST(FirmwareManifest, KeysAreGivenOnceAndNoOthers) {
+    for (const auto& c : KEY_CASES) EXPECT_EQ(fault(c.text), c.fault) << c.why << '\n' << c.text;
+}
+
+const Case TYPE_CASES[] = {
+    {changed("\"VP10 205\"", "[]"), REVISION, "an empty list"},
+    {changed("\"VP10 205\"", "{}"), REVISION, "an empty object"},
+    {changed("[\"VP1001*\"]", "{}"), FROM, "an empty object"},
+    {changed("[\"VP1001*\"]", "null"), FROM, "nothing"},
+    {changed("[\"VP1001*\"]", "1"), FROM, "a number"},
+    {changed("\"VP1001*\"", "{}"), FROM, "an object in the list"},
+    {changed("\"VP1001*\"", "\"VP1001*\", []"), FROM, "a list after a pattern"},
+    {changed("\"VP1001*\"", "[\"VP1001*\"], \"VP1002*\""), FROM, "a list before a pattern"},
+    {changed("\"VP1001*\"", "1, true, null"), "", "each counts as a text"},
+    {changed('"' + DIGEST + '"', std::string(64, '1')), "", "a number of 64 digits"},
+    {changed("VP10 205", "VP10\\u0000205"), REVISION, "the character 0"},
+    {changed("VP10 205", "VP\\ud83d\\ude00"), REVISION, "not ASCII, escaped"},
+    {changed("VP10 205", "VP\xC3\xA9"), REVISION, "not ASCII"},
+    {changed("VP10 205", "VP\x7F"), REVISION, "a control character that JSON allows"},
+    {changed("VP100205.bin", "a\\/b"), FILE_RULE, "an escaped / is one"},
+};
+
+TEST(FirmwareManifest, ValuesHaveTheTypeOfTheirKey) {
+    for (const auto& c : TYPE_CASES) EXPECT_EQ(fault(c.text), c.fault) << c.why << '\n' << c.text;
+}
+
+TEST(FirmwareManifest, AValueWithoutQuotesCountsAsItsText) {
+    for (const char* value :
+         {"0", "-0", "-12", "100205", "99999999", "1.50", "1E+05", "1e-999", "true", "false", "null"}) {
+        FirmwareManifest manifest;
+        EXPECT_EQ(readFirmwareManifest(changed("\"VP10 205\"", value), manifest), "") << value;
+        EXPECT_EQ(manifest.revision, value);
+    }
+    FirmwareManifest manifest;
+    const std::string LONG_NUMBER = "123456789012345678901234567890";
+    EXPECT_EQ(readFirmwareManifest(changed("\"VP100205.bin\"", LONG_NUMBER), manifest), "");
+    EXPECT_EQ(manifest.file, LONG_NUMBER) << "more digits than any type of number holds";
+}
+
+const Case SYNTAX_CASES[] = {
+    {" \n ", "it is not JSON: expected value in line 2", "blanks alone"},
+    {MANIFEST.substr(0, MANIFEST.size() - 2), "it is not JSON: expected '}' or ',' in line 8", "no end"},
+    {MANIFEST.substr(0, 20), "it is not JSON: unterminated string in line 2", "ends in a text"},
+    {MANIFEST + MANIFEST, "it is not JSON: garbage after data in line 9", "two of them"},
+    {"\v" + MANIFEST, "it is not JSON: expected value in line 1", "a blank that JSON does not know"},
+    {"// firmware\n" + MANIFEST, "it is not JSON: expected value in line 1", "a comment"},
+    {MANIFEST + "/**/", "it is not JSON: garbage after data in line 9", "a comment after it"},
+    {std::string("\0", 1) + MANIFEST, "it is not JSON: expected value in line 1", "a NUL before it"},
+    {MANIFEST + '\0', "it is not JSON: garbage after data in line 9", "a NUL after it"},
+    {MANIFEST + std::string("\0}{", 3), "it is not JSON: garbage after data in line 9", "a NUL does not end it"},
+    {changed("VP10 205", std::string("VP\0", 3)), "it is not JSON: invalid code sequence in line 3", "a NUL in a text"},
+    {changed("\"file\"", std::string("\0", 1) + "\"file\""), "it is not JSON: expected key string in line 6",
+     "a NUL between two keys"},
+    {changed("\"VP1001*\"", "\"VP1001*\","), "it is not JSON: expected value in line 5",
+     "a comma at the end of a list"},
+    {changed(DIGEST + '"', DIGEST + "\","), "it is not JSON: expected key string in line 8", "a comma at the end"},
+    {changed("\"file\":", "\"file\""), "it is not JSON: expected ':' in line 6", "no colon"},
+    {changed("\"file\"", "1"), "it is not JSON: expected key string in line 6", "a key that is a number"},
+    {changed("\"file\"", "file"), "it is not JSON: expected key string in line 6", "a key without quotes"},
+    {changed("\"VP10 205\"", "'VP100205'"), "it is not JSON: expected value in line 3", "other quotes"},
+    {changed("VP10 205", "VP\t"), "it is not JSON: invalid code sequence in line 3", "a tab in a text"},
+    {changed("VP10 205", "VP\n"), "it is not JSON: invalid code sequence in line 3", "a text over two lines"},
+    {changed("VP10 205", "VP\\x"), "it is not JSON: invalid escape sequence in line 3", "no escape"},
+    {changed("VP10 205", "VP\\u00"), "it is not JSON: invalid escape sequence in line 3", "half an escape"},
+    {changed("VP10 205", "\\ud83d"), "it is not JSON: invalid codepoint, stray high surrogate in line 3",
+     "the first half of a pair"},
+    {changed("VP10 205", "\\ud83d\\ud83d"), "it is not JSON: expected low surrogate after high surrogate in line 3",
+     "the first half twice"},
+    {changed("VP10 205", "\\ude00"), "it is not JSON: invalid codepoint, stray low surrogate in line 3",
+     "the second half of a pair"},
+    {changed("VP10 205", "VP\xE9"), "it is not JSON: invalid code sequence in line 3", "no UTF-8"},
+    {changed("VP10 205", "VP\xE2\x82"), "it is not JSON: invalid code sequence in line 3", "half a character"},
+    {changed("\"file\"", "\xFF\"file\""), "it is not JSON: expected key string in line 6", "a byte between two keys"},
+    {changed("\"VP10 205\"", "01"), "it is not JSON: expected '}' or ',' in line 3", "a zero before a number"},
+    {changed("\"VP10 205\"", "+1"), "it is not JSON: expected value in line 3", "a plus"},
+    {changed("\"VP10 205\"", "-"), "it is not JSON: expected digits after - in line 3", "a sign alone"},
+    {changed("\"VP10 205\"", "1."), "it is not JSON: need at least one digit after '.' in line 3",
+     "no digit after the point"},
+    {changed("\"VP10 205\"", ".5"), "it is not JSON: expected value in line 3", "no digit before the point"},
+    {changed("\"VP10 205\"", "1e"), "it is not JSON: need at least one digit in exponent in line 3", "no exponent"},
+    {changed("\"VP10 205\"", "0x10"), "it is not JSON: expected '}' or ',' in line 3", "a hexadecimal number"},
+    {changed("\"VP10 205\"", "NaN"), "it is not JSON: expected value in line 3", "no number"},
+    {changed("\"VP10 205\"", "True"), "it is not JSON: expected value in line 3", "capitals count"},
+    {changed("\"VP10 205\"", "tru"), "it is not JSON: expected 'true' in line 3", "half a word"},
+    {changed("\"VP10 205\"", "trues"), "it is not JSON: expected '}' or ',' in line 3", "more than the word"},
+};
+
+TEST(FirmwareManifest, SyntaxErrorsAreReportedWithTheirPlace) {
+    for (const auto& c : SYNTAX_CASES) EXPECT_EQ(fault(c.text), c.fault) << c.why << '\n' << c.text;
+    EXPECT_EQ(fault("\xEF\xBB\xBF" + MANIFEST), "") << "a byte order mark is none of the text";
+    EXPECT_EQ(fault("\t\r\n " + MANIFEST + "\t\r\n "), "") << "blanks around it";
+}
+
+TEST(FirmwareManifest, BracketsAreCountedWhereverTheyAre) {
+    EXPECT_EQ(fault(withKey("\"a\": " + std::string(13, '[') + std::string(13, ']'))), UNKNOWN) << "16";
+    EXPECT_EQ(fault(withKey("\"a\": " + std::string(14, '[') + std::string(14, ']'))), "it has too many brackets");
+    EXPECT_EQ(fault(changed("VP1001*", std::string(14, '{'))), "it has too many brackets") << "in a text, too";
+}
+
 constexpr struct {
     const char* pattern;
     const char* text;
