@@ -1,21 +1,16 @@
 #include "features/jobs/firmware/FirmwareManifest.h"
 
-#include <boost/property_tree/json_parser.hpp>
-#include <boost/property_tree/ptree.hpp>
-
 #include <algorithm>
 #include <cctype>
-#include <sstream>
+#include <iterator>
 
-#include "ostrel/core/Strings.h"
+#include "features/jobs/firmware/JsonMembers.h"
 
 namespace features::jobs {
 
-using boost::property_tree::ptree;
-
 namespace {
 
-/// A manifest has three. The reader recurses for each level.
+/// A manifest has three.
 constexpr std::ptrdiff_t MAX_BRACKETS = 16;
 constexpr size_t MAX_PATTERNS = 64;
 constexpr size_t MAX_PATTERN_BYTES = 64;
@@ -29,18 +24,18 @@ bool isPrintable(const std::string& text, size_t most) {
 }
 
 template <std::string FirmwareManifest::*FIELD, bool (*IS_VALID)(const std::string&)>
-bool takeText(const ptree& node, FirmwareManifest& manifest) {
-    manifest.*FIELD = node.data();
-    return node.empty() && IS_VALID(node.data());
+bool takeText(const JsonValue& value, FirmwareManifest& manifest) {
+    if (value.kind != JsonValue::Kind::TEXT || !IS_VALID(value.texts[0])) return false;
+    manifest.*FIELD = value.texts[0];
+    return true;
 }
 
 template <std::vector<std::string> FirmwareManifest::*FIELD>
-bool takePatterns(const ptree& node, FirmwareManifest& manifest) {
-    for (const auto& [name, pattern] : node) {
-        if (!name.empty() || !pattern.empty() || !isPrintable(pattern.data(), MAX_PATTERN_BYTES)) return false;
-        (manifest.*FIELD).push_back(pattern.data());
-    }
-    return node.data().empty() && !node.empty() && node.size() <= MAX_PATTERNS;
+bool takePatterns(const JsonValue& value, FirmwareManifest& manifest) {
+    if (value.kind != JsonValue::Kind::LIST || value.texts.empty() || value.texts.size() > MAX_PATTERNS) return false;
+    manifest.*FIELD = value.texts;
+    return std::all_of(value.texts.begin(), value.texts.end(),
+                       [](const std::string& pattern) { return isPrintable(pattern, MAX_PATTERN_BYTES); });
 }
 
 bool isRevision(const std::string& text) {
@@ -71,7 +66,7 @@ bool isSha256(const std::string& text) {
 
 struct KeyRow {
     const char* key;
-    bool (*take)(const ptree& node, FirmwareManifest& manifest);
+    bool (*take)(const JsonValue& value, FirmwareManifest& manifest);
     const char* rule;
 };
 constexpr KeyRow KEYS[] = {
@@ -83,19 +78,15 @@ constexpr KeyRow KEYS[] = {
     {"sha256", takeText<&FirmwareManifest::sha256, isSha256>, "64 hexadecimal digits"},
 };
 
-std::string takeKeys(const ptree& tree, FirmwareManifest& manifest) {
+std::string takeKeys(const JsonMembers& members, FirmwareManifest& manifest) {
     for (const KeyRow& row : KEYS) {
-        const auto found = tree.find(row.key);
-        if (tree.count(row.key) != 1 || !row.take(found->second, manifest))
+        const auto isKey = [&](const auto& member) { return member.first == row.key; };
+        const auto found = std::find_if(members.begin(), members.end(), isKey);
+        if (std::count_if(members.begin(), members.end(), isKey) != 1 || !row.take(found->second, manifest))
             return std::string("'") + row.key + "' must be given once and be " + row.rule;
     }
     // A key that is misspelt, or of a later form, must not be passed over: it may forbid something.
-    for (const auto& [key, node] : tree) {
-        const bool known = std::any_of(std::begin(KEYS), std::end(KEYS),
-                                       [&, &name = key](const KeyRow& row) { return name == row.key; });
-        if (!known) return "it has a key that is not known";
-    }
-    return {};
+    return members.size() == std::size(KEYS) ? "" : "it has a key that is not known";
 }
 
 bool matches(const std::string& pattern, const std::string& text) {
@@ -125,15 +116,11 @@ std::string readFirmwareManifest(const std::string& text, FirmwareManifest& mani
     if (text.size() > MAX_MANIFEST_BYTES) return "it is too large";
     if (std::count_if(text.begin(), text.end(), [](char c) { return c == '[' || c == '{'; }) > MAX_BRACKETS)
         return "it has too many brackets";
-    ptree tree;
-    try {
-        std::istringstream stream(text);
-        boost::property_tree::read_json(stream, tree);
-    } catch (const boost::property_tree::json_parser_error& error) {
-        return "it is not JSON: " + error.message() + " in line " + std::to_string(error.line());
-    }
+    JsonMembers members;
+    const std::string place = readJsonMembers(text, members);
+    if (!place.empty()) return "it is not JSON: syntax error in " + place;
     FirmwareManifest read;
-    std::string fault = takeKeys(tree, read);
+    std::string fault = takeKeys(members, read);
     if (fault.empty()) manifest = std::move(read);
     return fault;
 }

@@ -97,11 +97,11 @@ TEST(FirmwareManifest, EachKeyHasItsRule) {
 }
 
 TEST(FirmwareManifest, WhatIsNoManifestIsReportedSeparately) {
-    EXPECT_EQ(fault(""), "it is not JSON: expected value in line 1");
-    EXPECT_EQ(fault("{\n\"models\": }"), "it is not JSON: expected value in line 2");
-    EXPECT_EQ(fault(MANIFEST + "x"), "it is not JSON: garbage after data in line 9");
+    EXPECT_EQ(fault(""), "it is not JSON: syntax error in line 1, column 1");
+    EXPECT_EQ(fault("{\n\"models\": }"), "it is not JSON: syntax error in line 2, column 11");
+    EXPECT_EQ(fault(MANIFEST + "x"), "it is not JSON: syntax error in line 9, column 1");
     EXPECT_EQ(fault("[]"), MODELS);
-    EXPECT_EQ(fault(std::string(17, '[')), "it has too many brackets") << "the reader recurses for each level";
+    EXPECT_EQ(fault(std::string(17, '[')), "it has too many brackets");
     EXPECT_EQ(fault(MANIFEST + std::string(MAX_MANIFEST_BYTES - MANIFEST.size(), ' ')), "");
     EXPECT_EQ(fault(MANIFEST + std::string(MAX_MANIFEST_BYTES - MANIFEST.size() + 1, ' ')), "it is too large");
 }
@@ -144,6 +144,7 @@ const Case TYPE_CASES[] = {
     {changed("\"VP10 205\"", "[]"), REVISION, "an empty list"},
     {changed("\"VP10 205\"", "{}"), REVISION, "an empty object"},
     {changed("[\"VP1001*\"]", "{}"), FROM, "an empty object"},
+    {changed("[\"VP1001*\"]", "{\"\": \"VP1001*\"}"), FROM, "an object whose key is empty"},
     {changed("[\"VP1001*\"]", "null"), FROM, "nothing"},
     {changed("[\"VP1001*\"]", "1"), FROM, "a number"},
     {changed("\"VP1001*\"", "{}"), FROM, "an object in the list"},
@@ -176,51 +177,54 @@ TEST(FirmwareManifest, AValueWithoutQuotesCountsAsItsText) {
 }
 
 const Case SYNTAX_CASES[] = {
-    {" \n ", "it is not JSON: expected value in line 2", "blanks alone"},
-    {MANIFEST.substr(0, MANIFEST.size() - 2), "it is not JSON: expected '}' or ',' in line 8", "no end"},
-    {MANIFEST.substr(0, 20), "it is not JSON: unterminated string in line 2", "ends in a text"},
-    {MANIFEST + MANIFEST, "it is not JSON: garbage after data in line 9", "two of them"},
-    {"\v" + MANIFEST, "it is not JSON: expected value in line 1", "a blank that JSON does not know"},
-    {"// firmware\n" + MANIFEST, "it is not JSON: expected value in line 1", "a comment"},
-    {MANIFEST + "/**/", "it is not JSON: garbage after data in line 9", "a comment after it"},
-    {std::string("\0", 1) + MANIFEST, "it is not JSON: expected value in line 1", "a NUL before it"},
-    {MANIFEST + '\0', "it is not JSON: garbage after data in line 9", "a NUL after it"},
-    {MANIFEST + std::string("\0}{", 3), "it is not JSON: garbage after data in line 9", "a NUL does not end it"},
-    {changed("VP10 205", std::string("VP\0", 3)), "it is not JSON: invalid code sequence in line 3", "a NUL in a text"},
-    {changed("\"file\"", std::string("\0", 1) + "\"file\""), "it is not JSON: expected key string in line 6",
+    {" \n ", "it is not JSON: syntax error in line 2, column 2", "blanks alone"},
+    {MANIFEST.substr(0, MANIFEST.size() - 2), "it is not JSON: syntax error in line 8, column 1", "no end"},
+    {MANIFEST.substr(0, 20), "it is not JSON: syntax error in line 2, column 19", "ends in a text"},
+    {MANIFEST + MANIFEST, "it is not JSON: syntax error in line 9, column 1", "two of them"},
+    {"\v" + MANIFEST, "it is not JSON: syntax error in line 1, column 1", "a blank that JSON does not know"},
+    {"// firmware\n" + MANIFEST, "it is not JSON: syntax error in line 1, column 1", "a comment"},
+    {MANIFEST + "/**/", "it is not JSON: syntax error in line 9, column 1", "a comment after it"},
+    {std::string("\0", 1) + MANIFEST, "it is not JSON: syntax error in line 1, column 1", "a NUL before it"},
+    {MANIFEST + '\0', "it is not JSON: syntax error in line 9, column 1", "a NUL after it"},
+    {MANIFEST + std::string("\0}{", 3), "it is not JSON: syntax error in line 9, column 1", "a NUL does not end it"},
+    {changed("VP10 205", std::string("VP\0", 3)), "it is not JSON: syntax error in line 3, column 18",
+     "a NUL in a text"},
+    {changed("\"file\"", std::string("\0", 1) + "\"file\""), "it is not JSON: syntax error in line 6, column 3",
      "a NUL between two keys"},
-    {changed("\"VP1001*\"", "\"VP1001*\","), "it is not JSON: expected value in line 5",
+    {changed("\"VP1001*\"", "\"VP1001*\","), "it is not JSON: syntax error in line 5, column 22",
      "a comma at the end of a list"},
-    {changed(DIGEST + '"', DIGEST + "\","), "it is not JSON: expected key string in line 8", "a comma at the end"},
-    {changed("\"file\":", "\"file\""), "it is not JSON: expected ':' in line 6", "no colon"},
-    {changed("\"file\"", "1"), "it is not JSON: expected key string in line 6", "a key that is a number"},
-    {changed("\"file\"", "file"), "it is not JSON: expected key string in line 6", "a key without quotes"},
-    {changed("\"VP10 205\"", "'VP100205'"), "it is not JSON: expected value in line 3", "other quotes"},
-    {changed("VP10 205", "VP\t"), "it is not JSON: invalid code sequence in line 3", "a tab in a text"},
-    {changed("VP10 205", "VP\n"), "it is not JSON: invalid code sequence in line 3", "a text over two lines"},
-    {changed("VP10 205", "VP\\x"), "it is not JSON: invalid escape sequence in line 3", "no escape"},
-    {changed("VP10 205", "VP\\u00"), "it is not JSON: invalid escape sequence in line 3", "half an escape"},
-    {changed("VP10 205", "\\ud83d"), "it is not JSON: invalid codepoint, stray high surrogate in line 3",
-     "the first half of a pair"},
-    {changed("VP10 205", "\\ud83d\\ud83d"), "it is not JSON: expected low surrogate after high surrogate in line 3",
+    {changed(DIGEST + '"', DIGEST + "\","), "it is not JSON: syntax error in line 8, column 1", "a comma at the end"},
+    {changed("\"file\":", "\"file\""), "it is not JSON: syntax error in line 6, column 23", "no colon"},
+    {changed("\"file\"", "1"), "it is not JSON: syntax error in line 6, column 3", "a key that is a number"},
+    {changed("\"file\"", "file"), "it is not JSON: syntax error in line 6, column 4", "a key without quotes"},
+    {changed("\"VP10 205\"", "'VP100205'"), "it is not JSON: syntax error in line 3, column 15", "other quotes"},
+    {changed("VP10 205", "VP\t"), "it is not JSON: syntax error in line 3, column 18", "a tab in a text"},
+    {changed("VP10 205", "VP\n"), "it is not JSON: syntax error in line 3, column 18", "a text over two lines"},
+    {changed("VP10 205", "VP\\x"), "it is not JSON: syntax error in line 3, column 19", "no escape"},
+    {changed("VP10 205", "VP\\u00"), "it is not JSON: syntax error in line 3, column 22", "half an escape"},
+    {changed("VP10 205", "\\ud83d"), "it is not JSON: syntax error in line 3, column 22", "the first half of a pair"},
+    {changed("VP10 205", "\\ud83d\\ud83d"), "it is not JSON: syntax error in line 3, column 27",
      "the first half twice"},
-    {changed("VP10 205", "\\ude00"), "it is not JSON: invalid codepoint, stray low surrogate in line 3",
-     "the second half of a pair"},
-    {changed("VP10 205", "VP\xE9"), "it is not JSON: invalid code sequence in line 3", "no UTF-8"},
-    {changed("VP10 205", "VP\xE2\x82"), "it is not JSON: invalid code sequence in line 3", "half a character"},
-    {changed("\"file\"", "\xFF\"file\""), "it is not JSON: expected key string in line 6", "a byte between two keys"},
-    {changed("\"VP10 205\"", "01"), "it is not JSON: expected '}' or ',' in line 3", "a zero before a number"},
-    {changed("\"VP10 205\"", "+1"), "it is not JSON: expected value in line 3", "a plus"},
-    {changed("\"VP10 205\"", "-"), "it is not JSON: expected digits after - in line 3", "a sign alone"},
-    {changed("\"VP10 205\"", "1."), "it is not JSON: need at least one digit after '.' in line 3",
-     "no digit after the point"},
-    {changed("\"VP10 205\"", ".5"), "it is not JSON: expected value in line 3", "no digit before the point"},
-    {changed("\"VP10 205\"", "1e"), "it is not JSON: need at least one digit in exponent in line 3", "no exponent"},
-    {changed("\"VP10 205\"", "0x10"), "it is not JSON: expected '}' or ',' in line 3", "a hexadecimal number"},
-    {changed("\"VP10 205\"", "NaN"), "it is not JSON: expected value in line 3", "no number"},
-    {changed("\"VP10 205\"", "True"), "it is not JSON: expected value in line 3", "capitals count"},
-    {changed("\"VP10 205\"", "tru"), "it is not JSON: expected 'true' in line 3", "half a word"},
-    {changed("\"VP10 205\"", "trues"), "it is not JSON: expected '}' or ',' in line 3", "more than the word"},
+    {changed("VP10 205", "\\ude00"), "it is not JSON: syntax error in line 3, column 21", "the second half of a pair"},
+    {changed("VP10 205", "VP\xE9"), "it is not JSON: syntax error in line 3, column 19", "no UTF-8"},
+    {changed("VP10 205", "VP\xE2\x82"), "it is not JSON: syntax error in line 3, column 20", "half a character"},
+    {changed("VP10 205", "VP\xC0\xAF"), "it is not JSON: syntax error in line 3, column 18", "a '/' in two bytes"},
+    {changed("VP10 205", "VP\xED\xA0\x80"), "it is not JSON: syntax error in line 3, column 19",
+     "half of a pair in UTF-8"},
+    {changed("\"file\"", "\xFF\"file\""), "it is not JSON: syntax error in line 6, column 3",
+     "a byte between two keys"},
+    {changed("\"VP10 205\"", "01"), "it is not JSON: syntax error in line 3, column 16", "a zero before a number"},
+    {changed("\"VP10 205\"", "+1"), "it is not JSON: syntax error in line 3, column 15", "a plus"},
+    {changed("\"VP10 205\"", "-"), "it is not JSON: syntax error in line 3, column 16", "a sign alone"},
+    {changed("\"VP10 205\"", "1."), "it is not JSON: syntax error in line 3, column 17", "no digit after the point"},
+    {changed("\"VP10 205\"", ".5"), "it is not JSON: syntax error in line 3, column 15", "no digit before the point"},
+    {changed("\"VP10 205\"", "1e"), "it is not JSON: syntax error in line 3, column 17", "no exponent"},
+    {changed("\"VP10 205\"", "0x10"), "it is not JSON: syntax error in line 3, column 16", "a hexadecimal number"},
+    {changed("\"VP10 205\"", "1e999"), "it is not JSON: syntax error in line 3, column 19", "more than a double holds"},
+    {changed("\"VP10 205\"", "NaN"), "it is not JSON: syntax error in line 3, column 15", "no number"},
+    {changed("\"VP10 205\"", "True"), "it is not JSON: syntax error in line 3, column 15", "capitals count"},
+    {changed("\"VP10 205\"", "tru"), "it is not JSON: syntax error in line 3, column 18", "half a word"},
+    {changed("\"VP10 205\"", "trues"), "it is not JSON: syntax error in line 3, column 19", "more than the word"},
 };
 
 TEST(FirmwareManifest, SyntaxErrorsAreReportedWithTheirPlace) {

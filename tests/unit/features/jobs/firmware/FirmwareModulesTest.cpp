@@ -90,7 +90,7 @@ TEST_F(FirmwareModulesTest, WhatIsDamagedIsPassedOverAndReported) {
     ASSERT_EQ(chmod((folder_ / "shared.json").c_str(), 0666), 0);
     const FirmwareModules modules(path);
     EXPECT_EQ(chosen(modules, "FW1"), "good.bin");
-    EXPECT_EQ(modules.faults(), " '" + path + "/broken.json': it is not JSON: expected key string in line 1." +
+    EXPECT_EQ(modules.faults(), " '" + path + "/broken.json': it is not JSON: syntax error in line 1, column 2." +
                                     " Failed reading a file necessary for the feature. '" + path +
                                     "/large.json': it has 65537 bytes, and at most 65536 can be taken. '" + path +
                                     "/shared.json' can be written by others than its owner (mode 0666).");
