@@ -31,10 +31,15 @@ find_package(OpenSSL 3.0 QUIET COMPONENTS Crypto)
 if(NOT OPENSSL_FOUND)
   message(FATAL_ERROR "OpenSSL 3.0 or later was not found: ${NIMBREL_SETUP_HINT}")
 endif()
-# Headers alone: the JSON of firmware manifests.
+# Headers alone, these two. The JSON of firmware manifests.
 find_package(nlohmann_json 3.11 QUIET)
 if(NOT nlohmann_json_FOUND)
   message(FATAL_ERROR "nlohmann-json 3.11 or later was not found: ${NIMBREL_SETUP_HINT}")
+endif()
+# The command line of nimbrel-simdrive.
+find_package(CLI11 2.1 QUIET)
+if(NOT CLI11_FOUND)
+  message(FATAL_ERROR "CLI11 2.1 or later was not found: ${NIMBREL_SETUP_HINT}")
 endif()
 
 if(BUILD_TESTING)

@@ -1,25 +1,27 @@
 #pragma once
 
-#include <map>
+#include <functional>
+#include <optional>
 #include <string>
 #include <vector>
 
+#include "features/simulator/store/DriveStore.h"
+#include "simdrive/Outcome.h"
+
 namespace simdrive {
 
-/// The words after a command: names, and options "--name value" (or "--name=value") in any order.
+/// A command with its names and options "--name value" (or "--name=value") in any order, ready to run.
 struct CommandLine {
-    std::vector<std::string> names;
-    std::map<std::string, std::string> options;  ///< without the dashes
-    std::string error;                           ///< empty: it could be read
+    std::string error;                  ///< what is wrong with it; empty: it could be read
+    bool makesDrives = false;           ///< the folder of drives may be missing
+    std::optional<std::string> folder;  ///< of --folder
+    std::function<Outcome(const features::simulator::DriveStore&)> run;
 
-    /// `known`: the options that the command takes; one that ends in '!' has no value.
-    static CommandLine parse(const std::vector<std::string>& words, const std::vector<std::string>& known);
-
-    bool has(const std::string& option) const { return options.count(option) != 0; }
-    std::string option(const std::string& name, const std::string& otherwise) const {
-        const auto found = options.find(name);
-        return found == options.end() ? otherwise : found->second;
-    }
+    /// `words`: a command and what follows it.
+    static CommandLine parse(const std::vector<std::string>& words);
 };
+
+/// The help of all commands.
+std::string commandHelp();
 
 }  // namespace simdrive

@@ -10,17 +10,12 @@
 #include <random>
 #include <set>
 
-#include "features/simulator/store/DescriptionText.h"
 #include "features/simulator/store/DriveCopy.h"
 #include "features/simulator/store/DriveFolder.h"
-#include "features/simulator/store/Model.h"
 #include "features/simulator/store/OwnFiles.h"
-#include "features/simulator/store/SizeText.h"
 #include "ostrel/core/File.h"
 #include "ostrel/core/FileDescriptor.h"
-#include "ostrel/core/Strings.h"
 #include "simdrive/DriveRow.h"
-#include "simdrive/FaultText.h"
 
 namespace simdrive {
 
@@ -28,10 +23,6 @@ using namespace features::simulator;
 using namespace ostrel::core;
 
 namespace {
-
-constexpr const char* DEFAULT_MODEL = "velko";
-constexpr const char* DEFAULT_SIZE = "16GiB";
-constexpr uint64_t MAX_DRIVES = 10000;
 
 Status refused(int error, const std::string& message) {
     return Status(CATEGORY_OS, static_cast<uint32_t>(error), message);
@@ -59,22 +50,22 @@ std::set<std::string> takenSerials(const DriveStore& store, const std::vector<st
 }
 
 /// NAME-1, NAME-2, ... past those that are taken, or NAME alone.
-std::vector<std::string> newNames(const std::vector<std::string>& existing, const CommandLine& line, uint64_t count) {
-    if (count == 1 && !line.names.empty()) return {line.names[0]};
-    const std::string stem = line.names.empty() ? line.option("model", DEFAULT_MODEL) : line.names[0];
+std::vector<std::string> newNames(const std::vector<std::string>& existing, const std::vector<std::string>& wanted,
+                                  const CreateOptions& options) {
+    if (options.count == 1 && !wanted.empty()) return {wanted[0]};
+    const std::string stem = wanted.empty() ? modelText(options.drive.description.model) : wanted[0];
     const std::set<std::string> taken(existing.begin(), existing.end());
     std::vector<std::string> names;
-    for (uint64_t number = 1; names.size() < count; ++number) {
+    for (uint64_t number = 1; names.size() < options.count; ++number) {
         const std::string name = stem + "-" + std::to_string(number);
         if (taken.count(name) == 0) names.push_back(name);
     }
     return names;
 }
 
-Status newSerial(const CommandLine& line, uint64_t count, uint64_t number, std::set<std::string>& taken,
-                 std::string& serial) {
-    if (line.has("serial")) {
-        serial = line.option("serial", "") + (count == 1 ? "" : "-" + std::to_string(number));
+Status newSerial(const CreateOptions& options, uint64_t number, std::set<std::string>& taken, std::string& serial) {
+    if (options.serial) {
+        serial = *options.serial + (options.count == 1 ? "" : "-" + std::to_string(number));
     } else {
         do serial = randomSerial();
         while (taken.count(serial) != 0);
@@ -117,60 +108,19 @@ std::string faultList(const Description& description) {
     return text.empty() ? "No faults.\n" : text;
 }
 
-/// The faults that the options set, with their values.
-Status faultsToSet(const CommandLine& line, std::vector<Fault>& faults) {
-    for (const Fault& kind : noFaults()) {
-        if (!line.has(kind.first)) continue;
-        const std::string value = line.option(kind.first, "");
-        // The value becomes a line of the description; another line in it would be a key of its own.
-        if (value.find_first_of("\r\n") != std::string::npos)
-            return refused(EINVAL, "--" + kind.first + " takes one line.");
-        faults.emplace_back(kind.first, value);
-    }
-    return Status();
-}
-
 /// "clear" and which: their values that mean none.
-Status faultsToClear(const CommandLine& line, std::vector<Fault>& faults) {
+Status faultsToClear(const std::vector<std::string>& words, std::vector<Fault>& faults) {
     const std::vector<Fault> none = noFaults();
-    if (line.names[1] != "clear" || !faults.empty()) {
+    if (words[1] != "clear" || !faults.empty()) {
         return refused(EINVAL, "After the name: options that set faults, or \"clear\" and which.");
     }
-    if (line.names.size() == 2) faults = none;
-    for (size_t i = 2; i < line.names.size(); ++i) {
-        const auto found =
-            std::find_if(none.begin(), none.end(), [&](auto& each) { return each.first == line.names[i]; });
-        if (found == none.end()) return refused(EINVAL, "There is no fault \"" + line.names[i] + "\".");
+    if (words.size() == 2) faults = none;
+    for (size_t i = 2; i < words.size(); ++i) {
+        const auto found = std::find_if(none.begin(), none.end(), [&](auto& each) { return each.first == words[i]; });
+        if (found == none.end()) return refused(EINVAL, "There is no fault \"" + words[i] + "\".");
         faults.push_back(*found);
     }
     return Status();
-}
-
-/// What the options say of the drives to make. Returns what is wrong with them; empty: nothing.
-std::string readNewDrive(const CommandLine& line, DriveStore::NewDrive& drive, uint64_t& count) {
-    constexpr size_t MODEL_NUMBER_BYTES = 40;
-    constexpr size_t REVISION_BYTES = 8;
-    constexpr const char* PRINTABLE = " printable ASCII characters, without blanks at the ends.";
-    const Model* model = findModel(line.option("model", DEFAULT_MODEL));
-    if (model == nullptr) return "--model takes velko, ocp or nvme-1.4.";
-    drive.description.setModel(model->id);
-    const bool isCount = isInteger(line.option("count", "1")) && parseSize(line.option("count", "1"), count);
-    if (!isCount || count == 0 || count > MAX_DRIVES) return "--count takes 1 to " + std::to_string(MAX_DRIVES) + ".";
-    if (!parseSize(line.option("size", DEFAULT_SIZE), drive.description.sizeBytes)) {
-        return "--size takes a number of bytes, or one with K, M, G, T, Ki, Mi, Gi or Ti.";
-    }
-    drive.description.modelNumber = line.option("model-number", "");
-    if (line.has("model-number") && !isPrintable(drive.description.modelNumber, MODEL_NUMBER_BYTES)) {
-        return "--model-number takes 1 to 40" + std::string(PRINTABLE);
-    }
-    const std::string controllers = line.option("controllers", "1");
-    if (controllers != "1" && controllers != "2") return "--controllers takes 1 or 2.";
-    drive.description.hasTwoControllers = controllers == "2";
-    drive.firmware = line.option("firmware", "");
-    if (line.has("firmware") && !isPrintable(drive.firmware, REVISION_BYTES)) {
-        return "--firmware takes 1 to 8" + std::string(PRINTABLE);
-    }
-    return "";
 }
 
 std::string madeText(const std::vector<DriveStore::NewDrive>& drives) {
@@ -210,13 +160,7 @@ bool isHeld(const Status& status) {
     return status.is(CATEGORY_OS, EWOULDBLOCK);
 }
 
-Outcome create(const DriveStore& store, const CommandLine& line) {
-    if (line.names.size() > 1) return Outcome::misused("One name is enough: --count numbers the drives.");
-    uint64_t count = 1;
-    DriveStore::NewDrive drive;
-    const std::string wrong = readNewDrive(line, drive, count);
-    if (!wrong.empty()) return Outcome::misused(wrong);
-
+Outcome create(const DriveStore& store, const std::vector<std::string>& names, const CreateOptions& options) {
     FileDescriptor lock;
     Status status = store.lock(lock);
     std::vector<std::string> existing;
@@ -224,9 +168,10 @@ Outcome create(const DriveStore& store, const CommandLine& line) {
     if (failed(status)) return Outcome::failed(status);
     std::set<std::string> taken = takenSerials(store, existing);
     std::vector<DriveStore::NewDrive> drives;
-    for (const std::string& name : newNames(existing, line, count)) {
+    for (const std::string& name : newNames(existing, names, options)) {
+        DriveStore::NewDrive drive = options.drive;
         drive.name = name;
-        status = newSerial(line, count, drives.size() + 1, taken, drive.description.serialNumber);
+        status = newSerial(options, drives.size() + 1, taken, drive.description.serialNumber);
         // The bounds of size and serial number are those of the description.
         Description checked;
         if (succeeded(status)) status = Description::parse(drive.description.toText(), checked);
@@ -235,11 +180,10 @@ Outcome create(const DriveStore& store, const CommandLine& line) {
     }
     status = store.create(drives, SystemClock());
     if (failed(status)) return Outcome::failed(status);
-    return {0, line.has("json") ? jsonOfAll(store, drives) : madeText(drives), ""};
+    return {0, options.wantsJson ? jsonOfAll(store, drives) : madeText(drives), ""};
 }
 
-Outcome list(const DriveStore& store, const CommandLine& line) {
-    if (!line.names.empty()) return Outcome::misused("list takes no name.");
+Outcome list(const DriveStore& store, bool wantsJson) {
     std::vector<std::string> names;
     const Status listed = store.list(names);
     if (failed(listed)) return Outcome::failed(listed);  // none, or some, is not all
@@ -249,16 +193,15 @@ Outcome list(const DriveStore& store, const CommandLine& line) {
         rows.push_back(readRow(store, name));
         if (failed(rows.back().status)) exitStatus = EXIT_FAILED;  // a list with a hole is no whole one
     }
-    if (line.has("json")) return {exitStatus, jsonOf(rows), ""};
+    if (wantsJson) return {exitStatus, jsonOf(rows), ""};
     return {exitStatus, rows.empty() ? "There are no simulated drives.\n" : tableOf(rows), ""};
 }
 
-Outcome remove(const DriveStore& store, const CommandLine& line) {
-    if (line.names.empty()) return Outcome::misused("remove needs the name of a drive.");
+Outcome remove(const DriveStore& store, const std::vector<std::string>& names) {
     FileDescriptor lock;
     Status status = store.lock(lock);
     Outcome outcome;
-    for (const std::string& name : line.names) {
+    for (const std::string& name : names) {
         std::string path;
         if (succeeded(status)) status = findDrive(store, name, path);
         if (failed(status)) break;
@@ -278,19 +221,16 @@ Outcome remove(const DriveStore& store, const CommandLine& line) {
     return outcome;
 }
 
-Outcome snapshot(const DriveStore& store, const CommandLine& line) {
-    if (line.names.size() != 1) return Outcome::misused("snapshot needs the name of one drive.");
+Outcome snapshot(const DriveStore& store, const std::string& name) {
     FileDescriptor lock;
     std::string path;
     Status status = store.lock(lock);
-    if (succeeded(status)) status = findDrive(store, line.names[0], path);
-    if (succeeded(status)) status = store.snapshot(line.names[0]);
-    return succeeded(status) ? Outcome{0, "Kept " + line.names[0] + " as it is\n", ""} : Outcome::failed(status);
+    if (succeeded(status)) status = findDrive(store, name, path);
+    if (succeeded(status)) status = store.snapshot(name);
+    return succeeded(status) ? Outcome{0, "Kept " + name + " as it is\n", ""} : Outcome::failed(status);
 }
 
-Outcome reset(const DriveStore& store, const CommandLine& line) {
-    if (line.names.size() != 1) return Outcome::misused("reset needs the name of one drive.");
-    const std::string& name = line.names[0];
+Outcome reset(const DriveStore& store, const std::string& name) {
     FileDescriptor lock;
     std::string path;
     Status status = store.lock(lock);
@@ -305,18 +245,16 @@ Outcome reset(const DriveStore& store, const CommandLine& line) {
     return succeeded(status) ? Outcome{0, "Reset " + name + " to its snapshot\n", ""} : Outcome::failed(status);
 }
 
-Outcome fault(const DriveStore& store, const CommandLine& line) {
-    if (line.names.empty()) return Outcome::misused("fault needs the name of a drive.");
-    std::vector<Fault> faults;
-    Status status = faultsToSet(line, faults);
-    if (succeeded(status) && line.names.size() > 1) status = faultsToClear(line, faults);
+Outcome fault(const DriveStore& store, const std::vector<std::string>& words, const FaultOptions& options) {
+    std::vector<Fault> faults = options.faults;
+    Status status = words.size() > 1 ? faultsToClear(words, faults) : Status();
     if (failed(status)) return Outcome::misused(status.getMessage());
     FileDescriptor lock;
     std::string path;
     std::string text;
     Description description;
     status = store.lock(lock);
-    if (succeeded(status)) status = findDrive(store, line.names[0], path);
+    if (succeeded(status)) status = findDrive(store, words[0], path);
     FileDescriptor folder;
     if (succeeded(status)) status = openOwnFolder(path, FolderMode::TIGHTEN, folder);
     if (succeeded(status)) status = DriveFolder::readDescription(folder.get(), path, text);
@@ -325,8 +263,8 @@ Outcome fault(const DriveStore& store, const CommandLine& line) {
     if (succeeded(status)) status = Description::parse(text, description);
     if (succeeded(status) && !faults.empty()) status = writeFileAtomically(path, text);
     if (failed(status)) return Outcome::failed(status);
-    if (!line.has("json")) return {0, faultList(description), ""};
-    const DriveRow row = readRow(store, line.names[0]);
+    if (!options.wantsJson) return {0, faultList(description), ""};
+    const DriveRow row = readRow(store, words[0]);
     return {succeeded(row.status) ? 0 : EXIT_FAILED, jsonOf(row) + "\n", ""};
 }
 

@@ -24,14 +24,6 @@ using ostrel::core::Status;
 
 namespace {
 
-bool parsePort(const std::string& text, uint16_t& port) {
-    constexpr unsigned long MOST = 65535;
-    if (text.empty() || text.size() > 5 || text.find_first_not_of("0123456789") != std::string::npos) return false;
-    const unsigned long number = std::stoul(text);
-    port = static_cast<uint16_t>(number);
-    return number <= MOST;
-}
-
 bool isLoopback(const std::string& address) {
     return address.compare(0, 4, "127.") == 0 || address == "::1";
 }
@@ -68,15 +60,14 @@ struct Ports {
     uint16_t second = 0;  ///< of a second controller
 };
 
-/// Returns what is wrong with the options; empty: nothing.
-std::string readPorts(const CommandLine& line, Ports& ports) {
+Ports portsOf(const ServeOptions& options) {
+    constexpr uint16_t DEFAULT_PORT = 4420;
     constexpr uint16_t MAX_PORT = 65535;
-    if (!parsePort(line.option("port", "4420"), ports.first)) return "--port takes 0 to 65535.";
+    Ports ports;
+    ports.first = options.port.value_or(DEFAULT_PORT);
     const bool isNextFree = ports.first == 0 || ports.first == MAX_PORT;
-    ports.second = isNextFree ? uint16_t{0} : static_cast<uint16_t>(ports.first + 1);
-    if (line.has("second-port") && !parsePort(line.option("second-port", ""), ports.second))
-        return "--second-port takes 0 to 65535.";
-    return "";
+    ports.second = options.secondPort.value_or(isNextFree ? uint16_t{0} : static_cast<uint16_t>(ports.first + 1));
+    return ports;
 }
 
 /// The controllers of the drive, all of which are on the network.
@@ -100,13 +91,13 @@ struct Drive {
 };
 
 /// The secrets that the options name. `requirement` stays empty without them.
-Status readSecrets(const CommandLine& line, std::optional<auth::Requirement>& requirement) {
-    if (!line.has("dhchap-secret-file")) return Status();
+Status readSecrets(const ServeOptions& options, std::optional<auth::Requirement>& requirement) {
+    if (!options.secretFile) return Status();
     auth::Requirement read;
-    Status status = auth::Secret::read(line.option("dhchap-secret-file", ""), read.host);
+    Status status = auth::Secret::read(*options.secretFile, read.host);
     if (failed(status)) return status;
-    if (line.has("dhchap-ctrl-secret-file")) {
-        status = auth::Secret::read(line.option("dhchap-ctrl-secret-file", ""), read.controller.emplace());
+    if (options.controllerSecretFile) {
+        status = auth::Secret::read(*options.controllerSecretFile, read.controller.emplace());
     }
     if (succeeded(status)) requirement = std::move(read);
     return status;
@@ -120,19 +111,15 @@ void warnOfOtherMachines(const std::string& address) {
 
 }  // namespace
 
-Outcome serve(const DriveStore& store, const CommandLine& line) {
-    if (line.names.size() != 1) return Outcome::misused("serve needs the name of one drive.");
-    Ports ports;
-    const std::string wrong = readPorts(line, ports);
-    if (!wrong.empty()) return Outcome::misused(wrong);
-    if (line.has("dhchap-ctrl-secret-file") && !line.has("dhchap-secret-file")) {
+Outcome serve(const DriveStore& store, const std::string& name, const ServeOptions& options) {
+    if (options.controllerSecretFile && !options.secretFile) {
         return Outcome::misused("--dhchap-ctrl-secret-file goes with --dhchap-secret-file.");
     }
-    const std::string address = line.option("address", "127.0.0.1");
+    const std::string address = options.address.value_or("127.0.0.1");
     std::string path;
     std::optional<auth::Requirement> requirement;
-    Status status = readSecrets(line, requirement);
-    if (succeeded(status)) status = findDrive(store, line.names[0], path);
+    Status status = readSecrets(options, requirement);
+    if (succeeded(status)) status = findDrive(store, name, path);
     if (failed(status)) return Outcome::failed(status);
     FileDescriptor begin;  // no removal looks at the drive and then removes it from under this
     status = store.lock(begin);
@@ -140,7 +127,7 @@ Outcome serve(const DriveStore& store, const CommandLine& line) {
     if (succeeded(status)) status = openOwnFolder(path, FolderMode::TIGHTEN, folder);
     FileDescriptor served;
     if (succeeded(status)) status = lockServed(folder, path, served);
-    if (isHeld(status)) return Outcome::failed("The drive \"" + line.names[0] + "\" is served already.");
+    if (isHeld(status)) return Outcome::failed("The drive \"" + name + "\" is served already.");
     if (failed(status)) return Outcome::failed(status);
     begin = FileDescriptor();
     const FileDescriptor stop = stopSignals();
@@ -149,12 +136,12 @@ Outcome serve(const DriveStore& store, const CommandLine& line) {
     const features::simulator::SystemClock clock;
     Drive drive(path, clock);
     tcp::Target target(requirement ? &*requirement : nullptr);
-    status = drive.listen(target, address, ports, line.has("second-port"));
+    status = drive.listen(target, address, portsOf(options), options.secondPort.has_value());
     if (failed(status)) return Outcome::failed(status);
     if (!requirement && !isLoopback(address)) warnOfOtherMachines(address);
     // Who cannot read the port waits for it for ever.
     const int unsaid =
-        ostrel::core::writeFully(STDOUT_FILENO, announcement(line.names[0], target.places(), requirement.has_value()));
+        ostrel::core::writeFully(STDOUT_FILENO, announcement(name, target.places(), requirement.has_value()));
     if (unsaid != 0)
         return Outcome::failed("Cannot write to standard output: " + ostrel::core::systemErrorText(unsaid) + ".");
     status = target.run(stop.get());

@@ -32,14 +32,14 @@ Status absolutePath(const std::string& text, std::string& path) {
 
 }  // namespace
 
-Status chooseStore(const CommandLine& line, bool mayMake, DriveStore& store) {
-    if (!line.has("folder")) {
+Status chooseStore(const std::optional<std::string>& chosen, bool mayMake, DriveStore& store) {
+    if (!chosen) {
         return ::geteuid() == 0
                    ? Status()
                    : Status(CATEGORY_OS, EPERM, "This needs the root user, or --folder with a folder of yours.");
     }
     std::string path;
-    Status status = absolutePath(line.option("folder", ""), path);
+    Status status = absolutePath(*chosen, path);
     if (failed(status)) return status;
     store = DriveStore(path);
     FileDescriptor folder;

@@ -1,15 +1,18 @@
 #pragma once
 
+#include <optional>
+#include <string>
+
 #include "features/simulator/store/DriveStore.h"
 #include "ostrel/core/Status.h"
-#include "simdrive/CommandLine.h"
 
 namespace simdrive {
 
 /// The drives that a command is about: those that the tool lists, or those in the folder of --folder. Such a folder
 /// holds drives alone, since it is closed to other users: it is missing, empty, or has a store's lock already.
 ///
-/// `mayMake`: the command makes drives, so that the folder may be missing.
-ostrel::core::Status chooseStore(const CommandLine& line, bool mayMake, features::simulator::DriveStore& store);
+/// `chosen`: what --folder names. `mayMake`: the command makes drives, so that the folder may be missing.
+ostrel::core::Status chooseStore(const std::optional<std::string>& chosen, bool mayMake,
+                                 features::simulator::DriveStore& store);
 
 }  // namespace simdrive

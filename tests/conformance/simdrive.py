@@ -72,6 +72,9 @@ class Words(SimdriveTestCase):
                 (["create", "--count", "10001"], "--count takes 1 to 10000."),
                 (["create", "--count", "1K"], "--count takes 1 to 10000."),
                 (["create", "--size"], "--size needs a value."),
+                (["create", "--size", "1Mi", "--size=2Mi"], "--size is given twice."),
+                (["create", "--json=yes"], "--json takes no value."),
+                (["create", "--serial=", "a", "--speed"], "There is no option --speed."),
                 (["remove"], "remove needs the name of a drive."),
                 (["fault"], "fault needs the name of a drive."),
                 (["fault", "a", "b"], 'After the name: options that set faults, or "clear" and which.'),
@@ -149,6 +152,8 @@ class Making(SimdriveTestCase):
         for arguments, message in (
                 (["../a"], '"../a" is not a valid name of a simulated drive: letters, digits, \'-\', \'_\' '
                            "and '.', no '.' at first, 64 characters at most."),
+                ([""], '"" is not a valid name of a simulated drive: letters, digits, \'-\', \'_\' '
+                       "and '.', no '.' at first, 64 characters at most."),
                 ([".."], '".." is not a valid name of a simulated drive: letters, digits, \'-\', \'_\' '
                          "and '.', no '.' at first, 64 characters at most."),
                 (["a", "--size", "1023Ki"], '"size" takes 1 MiB to 8 TiB, for instance "16 GiB".'),
@@ -315,6 +320,16 @@ class Removing(SimdriveTestCase):
         self.check("remove", "a", "x", "b", status=1, stdout="Removed a\n",
                    stderr='There is no simulated drive "x".')
         self.assertEqual(self.names(), ["b"])
+
+    def test_takes_no_name_apart(self):
+        self.make("a")
+        self.make("-b", serial="S2")
+        self.check("remove", "[a,-b]", status=1, stderr='"[a,-b]" is not a valid name of a simulated drive.')
+        self.check("remove", "a,-b", status=1, stderr='"a,-b" is not a valid name of a simulated drive.')
+        for words in (["a", "++"], ["a", "--", "-b"], ["a", "--force"], ["a", "--folder="]):
+            self.assertEqual(self.world.run("remove", *words, tool=TOOL).status, 2, words)
+        self.assertEqual(self.names(), ["-b", "a"])
+        self.check("remove", "-b", stdout="Removed -b\n")
 
     def test_a_damaged_drive_too(self):
         self.make()
