@@ -2,6 +2,7 @@
 
 The machine of these tests has two real drives in sysfs, without nodes, and simulated ones that only root may see."""
 
+import json
 import os
 import pathlib
 import pty
@@ -18,6 +19,7 @@ from world import ToolTestCase
 
 COMPLETION = pathlib.Path(os.environ.get("NIMBREL_COMPLETION", ""))
 COMPLETE = "/opt/velko/nimbrel/share/nimbrel/complete"
+GRAMMAR = os.environ.get("NIMBREL_GRAMMAR", "")
 SIMDRIVE = os.environ.get("NIMBREL_SIMDRIVE", "")
 TIMEOUT_SECONDS = 60
 
@@ -116,9 +118,29 @@ class Complete(Machine):
             "help verb=st": ["verb=start", "verb=stop"],
             "help Name=San": ["Name=Sanitize"],
             "load -source ": [":files"],
+            "show -velkossd /dev/nv": [":files"],
             "set -velkossd 0 -setfeature 4 InputFile=": [":files"],
             "start -scan Logs DirectoryPath=": [":folders"],
         })
+
+    def test_offers_each_word_of_each_command(self):
+        """What a command cannot do without, word by word."""
+        steps = {}
+        for command in json.loads(subprocess.run([GRAMMAR], check=True, capture_output=True).stdout,
+                                  strict=False)["commands"]:
+            line = ""
+            needed = [(command["verb"], False)]
+            needed += [(part["name"], part["valueRequired"]) for part in command["targets"] if part["required"]]
+            needed += [(part["name"] + "=", True) for part in command["properties"] if part["required"]]
+            for word, takes_value in needed:
+                steps.setdefault(line, set()).add(word)
+                line += word + ("" if word.endswith("=") or not takes_value else " 1")
+                line += "1 " if word.endswith("=") else " "
+        self.assertGreater(sum(map(len, steps.values())), 80)
+        found = self.complete(*steps)
+        missing = {line: words - {candidate.split("\t")[0] for candidate in output}
+                   for (line, words), output in zip(steps.items(), found)}
+        self.assertEqual({line: words for line, words in missing.items() if words}, {})
 
     def test_describes_candidates(self):
         self.assertEqual(self.complete("show -velkossd 0 -smart I"), [
@@ -240,6 +262,11 @@ class Shell:
         self.check("nimbrel set -velkossd 0 -setfeature 4 InputFile=da\t",
                    "set", "-velkossd", "0", "-setfeature", "4", "InputFile=data.bin")
         self.check("nimbrel start -scan Logs DirectoryPath=f\t", "start", "-scan", "Logs", "DirectoryPath=folder/")
+
+    def test_completes_words_in_quotes(self):
+        self.check("nimbrel load -source 'fw f\t -velkossd 0", "load", "-source", "fw file.bin", "-velkossd", "0")
+        self.check('nimbrel delete -velkossd "X 7\t', "delete", "-velkossd", "X 77")
+        self.check("nimbrel delete -velkossd X\\ 7\t", "delete", "-velkossd", "X 77")
 
     def test_never_runs_a_serial_number(self):
         self.check("nimbrel delete -velkossd E\t", "delete", "-velkossd", SHOWN_HOSTILE)
