@@ -90,12 +90,12 @@ def setting_list(grammar):
 def template(name, **parts):
     """A page that a hand wrote, with the parts that it names on lines of their own: @PART@."""
     lines = []
-    for line in (HERE / name).read_text(encoding="utf-8").split("\n"):
+    for line in (HERE / name).read_text(encoding="utf-8").splitlines():
         found = re.fullmatch(r"@(\w+)@", line)
         lines += parts.pop(found.group(1)) if found else [line]
     if parts:
         raise ValueError(f"{name} does not use {', '.join(parts)}")
-    return "\n".join(line for line in lines if line) + "\n"
+    return "\n".join(lines) + "\n"
 
 
 def pages(grammar, simdrive_help):

@@ -52,7 +52,7 @@ def tags(rows, options="-width Ds"):
 
 
 def page(name, section, description, date, body):
-    """A whole page. Lines of the body that are empty go: mdoc has no use for them."""
+    """A whole page."""
     head = [f".Dd {date}", f".Dt {name.upper()} {section}", ".Os", ".Sh NAME", f".Nm {name}",
             f".Nd {prose(description)}"]
-    return "\n".join(line for line in head + body if line) + "\n"
+    return "\n".join(head + body) + "\n"
