@@ -170,6 +170,10 @@ class Complete(Machine):
     def test_offers_drives_to_every_user(self):
         self.assertEqual(len(self.complete("delete -velkossd ", root=False)), 6)
 
+    def test_counts_a_drive_whose_serial_number_cannot_be_read(self):
+        (self.sys_class / "nvme/nvme0/serial").unlink()
+        self.assertEqual(self.complete("delete -velkossd ")[:2], ["0\t, VELKO P10, nvme0", "1\tX 77, Otherdisk, nvme1"])
+
     def test_offers_no_drive_without_one(self):
         shutil.rmtree(self.sys_class / "nvme")
         self.assertEqual(self.complete("delete -velkossd "), [])
