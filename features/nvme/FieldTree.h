@@ -33,6 +33,7 @@ struct FieldTree {
     template <typename Number>
     void addList(std::string partHeading, const std::vector<Number>& numbers) {
         std::vector<std::string> texts;
+        texts.reserve(numbers.size());
         for (const Number number : numbers) texts.push_back(std::to_string(number));
         addList(std::move(partHeading), texts);
     }
