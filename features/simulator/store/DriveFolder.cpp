@@ -124,10 +124,6 @@ std::string DriveFolder::mediaName(uint32_t nsid, uint32_t generation) {
     return MEDIA_PREFIX + std::to_string(nsid) + "-" + std::to_string(generation);
 }
 
-std::string DriveFolder::mediaPath(uint32_t nsid, uint32_t generation) const {
-    return path_ + "/" + mediaName(nsid, generation);
-}
-
 Status DriveFolder::begin() {
     // An exception ended the last transaction: what it changed must not be saved with this one, and its lock would not
     // be granted twice.

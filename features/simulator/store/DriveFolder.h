@@ -67,7 +67,6 @@ public:
     static std::vector<uint8_t> stateBytes(DriveState& state, uint64_t sequence);
     /// "media-1-7": of namespace 1, generation 7.
     static std::string mediaName(uint32_t nsid, uint32_t generation);
-    std::string mediaPath(uint32_t nsid, uint32_t generation) const;
 
     /// What the scan reports without a lock and without the whole state.
     struct Identity {

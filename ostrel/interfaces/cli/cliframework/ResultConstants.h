@@ -8,7 +8,6 @@ namespace cli::framework {
 inline constexpr char ESX_HEAD[] =
     "<?xml version=\"1.0\"?><output xmlns=\"http://www.vmware.com/Products/ESX/5.0/esxcli/\">";
 inline constexpr char ESX_TAIL[] = "</output>";
-inline constexpr char ESX_STRING_LIST_OPEN[] = "<list type=\"string\">";
 inline constexpr char ESX_STRUCTURE_LIST_OPEN[] = "<list type=\"structure\">";
 inline constexpr char ESX_LIST_CLOSE[] = "</list>";
 inline constexpr char ESX_STRING_OPEN[] = "<string>";
