@@ -33,7 +33,8 @@ std::vector<std::string> failuresOf(const std::function<void()>& work) {
     }
     std::vector<std::string> failures;
     for (int i = 0; i < results.size(); ++i) {
-        const std::string message = results.GetTestPartResult(i).message();
+        std::string message = results.GetTestPartResult(i).message();
+        if (message.back() == '\n') message.pop_back();              // as GoogleTest 1.16 ends it, and 1.12 does not
         failures.push_back(message.substr(message.find('\n') + 1));  // after "Failed"
     }
     return failures;
