@@ -6,6 +6,11 @@ target_compile_features(project_settings INTERFACE cxx_std_17)
 option(NIMBREL_WARNINGS_AS_ERRORS "Treat compiler warnings as errors" OFF)
 target_compile_options(project_settings INTERFACE
   -Wall -Wextra -Wpedantic -Wconversion $<$<BOOL:${NIMBREL_WARNINGS_AS_ERRORS}>:-Werror>)
+# The core's virtual assignments are a part of its binary interface, and the implicit assignment of each class below
+# hides them: GCC 13 and later report all of these. Functions that are hidden by mistake are reported by clang.
+if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND CMAKE_CXX_COMPILER_VERSION VERSION_GREATER_EQUAL 13)
+  target_compile_options(project_settings INTERFACE $<$<COMPILE_LANGUAGE:CXX>:-Wno-overloaded-virtual>)
+endif()
 target_link_libraries(project_settings INTERFACE Threads::Threads)
 # Objects end up in the tool and in a shared library alike.
 set(CMAKE_POSITION_INDEPENDENT_CODE ON)
