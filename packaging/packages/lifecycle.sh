@@ -1,6 +1,7 @@
 #!/bin/sh
 # lifecycle.sh FOLDER: installs, upgrades, removes and purges the packages of FOLDER/1 and FOLDER/2, two revisions of
-# one version, and looks at what is there after each step. For a machine that may be thrown away: scripts/test-elsewhere.
+# one version, and looks at what is there after each step. For a machine that may be thrown away:
+# scripts/test-elsewhere.
 set -eu
 packages=$1
 apt-get --quiet=2 update
