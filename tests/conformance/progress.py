@@ -90,6 +90,18 @@ class Progress(SimulatedTestCase):
                 self.assertRegex(shown, f"^({drawn})+{re.escape(CLEAR)}\r$")
                 self.assertEqual(bool(re.search(r": [1-9]\d* %, ", shown)), has_percent, shown)
 
+    def test_a_scan_of_the_logs_has_a_line_for_each_page(self):
+        # Of a drive with the mandatory pages alone there are few.
+        self.describe("velko", model="nvme-1.4", slow="admin 0x02 600")
+        process, master = self.begin("start", "-scan", "Logs", "-velkossd", "0")
+        shown = self.shown(master)
+        self.assertEqual(process.wait(), 0, process.stdout.read().decode())
+        line = rf"{re.escape(CLEAR)}{DRIVE}log page (0x[0-9A-F]{{2}}): 0:00:0\d elapsed\r"
+        self.assertRegex(shown, rf"^(({line})+{re.escape(CLEAR)}\r)+$")
+        pages = re.findall(line, shown)
+        self.assertEqual(list(dict.fromkeys(pages)), ["0x01", "0x02", "0x03"], shown)
+        self.assertEqual(pages, sorted(pages), "one after the other")
+
     def test_a_user_who_wants_none_sees_none(self):
         process, master = self.begin(*SELF_TEST, NIMBREL_PROGRESS="none")
         self.assertEqual((self.shown(master), process.wait()), ("", 0))

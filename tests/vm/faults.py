@@ -1,6 +1,7 @@
 """Drives that warn, drives with bad blocks, and drives that are unplugged: before a command, in the middle of one, and
 while others are listed. What a health scan says of them, and what it leaves."""
 
+import re
 import subprocess
 import time
 import unittest
@@ -120,9 +121,18 @@ class Faults(VmTestCase):
             **self.health(), "Read Scan - Namespace 1": {"Blocks": blocks, "Blocks Read": blocks,
                                                             "Unreadable Blocks": 0}}})
 
-    def test_1_data_written_to_a_file_system_comes_back(self):
+    def mount_u4(self):
         self.assertEqual(self.machine.shell("mount -t ext2 /dev/$(ls -d $(dirname $(grep -lw U4 /sys/class/"
                                             "nvme-subsystem/*/serial))/nvme*n* | sed 's|.*/||') /mnt").status, 0)
+        self.addCleanup(self.machine.shell, "umount /mnt")
+
+    def throttle(self, serial, bytes_per_second):
+        """How fast the drive's medium is from now on; 0: as fast as it can be."""
+        self.machine.qmp("block_set_io_throttle", device=f"{serial}-1", bps=bytes_per_second, bps_rd=0, bps_wr=0,
+                         iops=0, iops_rd=0, iops_wr=0)
+
+    def test_1_data_written_to_a_file_system_comes_back(self):
+        self.mount_u4()
         self.machine.nvme_commands()
         found = self.scan(0, "DataIntegrity", "U4", "Path=/mnt")["Health Scan U4"].pop("Data Integrity Scan")
         sent = self.machine.nvme_commands()
@@ -130,7 +140,23 @@ class Faults(VmTestCase):
         self.assertGreater(int(found.pop("Written and Read").removesuffix(" bytes")), 1 << 20)
         self.assertEqual(found, {})
         self.assertGreater(sent.count("NVME_NVM_CMD_READ"), 4, "read from the drive, not from the kernel's memory")
-        self.assertEqual(self.machine.shell("ls /mnt; umount /mnt").stdout, "lost+found\n", "nothing is left")
+        self.assertEqual(self.machine.shell("ls /mnt").stdout, "lost+found\n", "nothing is left")
+
+    def test_1_a_data_integrity_scan_shows_its_progress_on_a_terminal(self):
+        self.mount_u4()
+        self.throttle("U4", 2 << 20)
+        # script(1) gives the tool a terminal; its own standard output gets what that terminal shows.
+        run = self.machine.run("env", "TERM=xterm", "script", "-q", "-e", "-c",
+                               "nimbrel start -scan DataIntegrity -velkossd U4 Path=/mnt > /tmp/answer", "/dev/null")
+        self.throttle("U4", 0)
+        self.assertEqual((run.stderr, run.status), ("", 0), run.stdout)
+        clear = re.escape("\r\x1b[K")
+        line = rf"{clear}Data integrity scan of /mnt: (?:(\d+) %, )?0:00:\d\d elapsed\r"
+        self.assertRegex(run.stdout, f"^({line})+{clear}\r$")
+        percent = [int(number) for number in re.findall(line, run.stdout) if number]
+        self.assertEqual(percent, sorted(percent))
+        self.assertTrue(any(0 < number < 100 for number in percent), run.stdout)
+        self.assertIn("\n    Mismatches : 0 units of 4096 bytes\n", self.machine.read("/tmp/answer").decode())
 
     def test_2_unplugged_before_a_command(self):
         self.assertEqual(self.names(), {"U1", "U2", "U3", "U4"})

@@ -21,7 +21,7 @@ BOOT_MODULES = ["virtio_pci", "virtio_console"]
 TEST_MODULES = {"order": ["raid1", "dm-mod", "loop", "nvme-tcp"], "btrfs": ["btrfs"],
                 "targets": ["nvmet", "target_core_iblock", "target_core_file"]}
 BUILDERS = ["qemu-system-x86_64", "busybox", "cpio", "zstd", "mke2fs"]
-PROGRAMS = ["nvme", "smartctl", "mdadm", "dmsetup", "strace", "mkfs.btrfs"]
+PROGRAMS = ["nvme", "smartctl", "mdadm", "dmsetup", "strace", "script", "mkfs.btrfs"]
 INIT = """#!/bin/busybox sh
 /bin/busybox --install -s /bin
 export PATH=/bin:/usr/bin:/usr/local/bin HOME=/root
