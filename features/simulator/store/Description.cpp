@@ -88,10 +88,11 @@ bool parseControllers(const std::string& text, bool& areTwo) {
 }
 
 bool parseTransfer(const std::string& text, uint32_t& kib) {
-    constexpr uint32_t MOST = 16384;
+    constexpr uint32_t MIN = 8;  // MDTS 1; of one page of 4 KiB it would be 0, which is no limit
+    constexpr uint32_t MAX = 16384;
     uint32_t number = 0;
-    if (!parseInto(text, number) || number > MOST) return false;
-    if (number != 0 && (number < 4 || (number & (number - 1)) != 0)) return false;
+    if (!parseInto(text, number) || number > MAX) return false;
+    if (number != 0 && (number < MIN || (number & (number - 1)) != 0)) return false;
     kib = number;
     return true;
 }
@@ -299,7 +300,7 @@ const KeyRow KEYS[] = {
     {"supports", "max-namespaces", false, "1 to 1024", "",
      [](Text text, D& d) { return parseCount(text, d.maxNamespaces); },
      [](const D& d) { return std::to_string(d.maxNamespaces); }},
-    {"supports", "max-transfer-kib", false, "0 or a power of two from 4 to 16384",
+    {"supports", "max-transfer-kib", false, "0 or a power of two from 8 to 16384",
      "The most data that one command carries; 0: no limit.",
      [](Text text, D& d) { return parseTransfer(text, d.maxTransferKib); },
      [](const D& d) { return std::to_string(d.maxTransferKib); }},

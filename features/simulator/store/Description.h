@@ -36,7 +36,7 @@ struct Description {
     bool supportsTelemetry = true;
     bool supportsPersistentEventLog = true;
     uint32_t maxNamespaces = 16;
-    uint32_t maxTransferKib = 512;  ///< a power of two from 4 on; 0: no limit
+    uint32_t maxTransferKib = 512;  ///< a power of two from 8 on; 0: no limit
     uint32_t shortSelfTestSeconds = 10;
     uint32_t extendedSelfTestSeconds = 60;
     uint32_t sanitizeSeconds = 10;

@@ -140,7 +140,9 @@ TEST(DescriptionOfASimulatedDrive, IsRefusedWithTheReason) {
          "\"size\" takes 1 MiB to 8 TiB, for instance \"16 GiB\"."},
         {WHO + "[supports]\nformat = maybe\n", "\"format\" takes \"yes\" or \"no\"."},
         {WHO + "[supports]\nmax-transfer-kib = 12\n",
-         "\"max-transfer-kib\" takes 0 or a power of two from 4 to 16384."},
+         "\"max-transfer-kib\" takes 0 or a power of two from 8 to 16384."},
+        // MDTS would be 0, which means no limit.
+        {WHO + "[supports]\nmax-transfer-kib = 4\n", "\"max-transfer-kib\" takes 0 or a power of two from 8 to 16384."},
         {WHO + "[supports]\nmax-namespaces = 0\n", "\"max-namespaces\" takes 1 to 1024."},
         {WHO + "[supports]\nsanitise = yes\n", "\"sanitise\" is an unknown key of [supports]."},
         {WHO + "[fault]\nhang = admin 0x06\n", "\"hang\" is an unknown key of [fault]."},
