@@ -26,6 +26,7 @@ Controller::Controller(std::string folder, const Clock& clock, uint16_t id)
 Controller::~Controller() {
     if (work_.isZero()) return;
     try {
+        const DriveFolder::TransactionScope scope(folder_);
         if (failed(folder_.begin())) return;  // the drive was removed, and its counters with it
         folder_.state.health.work += work_;
         (void)folder_.commit();  // as after a sudden loss of power, the last second's counters are lost
@@ -112,6 +113,7 @@ Status Controller::finish(CommandContext& context) {
 
 Status Controller::execute(const SubmissionEntry& command, std::vector<uint8_t>& data, CompletionEntry& completion,
                            const Check& check) {
+    const DriveFolder::TransactionScope scope(folder_);
     Status status = begin(check);
     if (failed(status)) return status;
     CommandContext context = contextOf(command, data);
@@ -143,6 +145,7 @@ Status Controller::execute(const SubmissionEntry& command, std::vector<uint8_t>&
 }
 
 Status Controller::reset(ResetKind kind, const Check& check) {
+    const DriveFolder::TransactionScope scope(folder_);
     Status status = begin(check);
     if (failed(status)) return status;
     if (folder_.description().faults.isGone) {
@@ -161,6 +164,7 @@ Status Controller::reset(ResetKind kind, const Check& check) {
 
 Status Controller::takeEvent(std::optional<CompletionEntry>& completion) {
     completion.reset();
+    const DriveFolder::TransactionScope scope(folder_);
     Status status = begin();
     if (failed(status)) return status;
     if (folder_.description().faults.isGone) {
@@ -178,6 +182,7 @@ Status Controller::takeEvent(std::optional<CompletionEntry>& completion) {
 }
 
 Status Controller::describe(Description& description) {
+    const DriveFolder::TransactionScope scope(folder_);
     Status status = folder_.begin();
     if (failed(status)) return status;
     description = folder_.description();

@@ -125,9 +125,6 @@ std::string DriveFolder::mediaName(uint32_t nsid, uint32_t generation) {
 }
 
 Status DriveFolder::begin() {
-    // An exception ended the last transaction: what it changed must not be saved with this one, and its lock would not
-    // be granted twice.
-    if (lock_.isOpen()) rollBack();
     Status status = lock();
     if (succeeded(status)) status = loadDescription();
     if (succeeded(status)) status = loadState();
@@ -200,6 +197,7 @@ Status DriveFolder::loadState() {
     isNew_ = status.is(CATEGORY_OS, ENOENT);
     if (isNew_) {
         savedBytes_.clear();
+        state = DriveState();
         return checkNew();
     }
     if (failed(status)) return status;
@@ -255,6 +253,14 @@ Status DriveFolder::commit() {
 
 void DriveFolder::rollBack() {
     restore();
+    lock_ = FileDescriptor();
+    folder_ = FileDescriptor();
+}
+
+void DriveFolder::abandon() noexcept {
+    if (!folder_.isOpen()) return;  // opened before the lock
+    // There may be no memory to restore the state: the next begin() reads it again.
+    savedBytes_.clear();
     lock_ = FileDescriptor();
     folder_ = FileDescriptor();
 }

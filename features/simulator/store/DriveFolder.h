@@ -28,6 +28,7 @@ using StateCheck = const char* (*)(const DriveState& state);
 /// The folder of one simulated drive: its description, its state, its media. Any number of processes may use a drive at
 /// once; each command is a transaction, begin() to commit() or rollBack(), under the folder's lock:
 ///
+///     const DriveFolder::TransactionScope scope(folder);
 ///     Status status = folder.begin();     // waits for the lock, reads again what another process changed
 ///     folder.state.health.powerCycles++;
 ///     status = folder.commit();           // what changed is on the disk when this returns; the lock is free
@@ -47,6 +48,20 @@ public:
     /// know.
     DriveFolder(std::string path, StateCheck check) : path_(std::move(path)), check_(check) {}
 
+    /// Ends with the block a transaction that is still open then: an exception ended it, perhaps for want of memory.
+    /// Nothing of it is kept.
+    class TransactionScope {
+    public:
+        explicit TransactionScope(DriveFolder& folder) : folder_(folder) {}
+        ~TransactionScope() { folder_.abandon(); }
+        TransactionScope(const TransactionScope&) = delete;
+        TransactionScope& operator=(const TransactionScope&) = delete;
+
+    private:
+        DriveFolder& folder_;
+    };
+
+    /// Within a TransactionScope.
     ostrel::core::Status begin();
     /// Whether or not it fails, the transaction is over. A failure leaves the state as it was before begin().
     ostrel::core::Status commit();
@@ -80,6 +95,7 @@ public:
     DriveState state;
 
 private:
+    void abandon() noexcept;
     ostrel::core::Status lock();
     ostrel::core::Status lockFolder();
     /// Whether another folder has the path of the one that is open: the drive went back to its snapshot while this

@@ -1,7 +1,9 @@
 #include <fcntl.h>
 #include <sys/file.h>
 
+#include <functional>
 #include <new>
+#include <optional>
 
 #include "ostrel/core/File.h"
 #include "ostrel/core/FileDescriptor.h"
@@ -24,12 +26,11 @@ protected:
     }
     /// Format NVM of namespace 1 into blocks of 4,096 bytes.
     static SubmissionEntry format() { return admin(0x80, 1, 1); }
-    bool runsOutOfMemory(const SubmissionEntry& command, size_t allocations) {
-        CompletionEntry completion;
+    bool runsOutOfMemory(const std::function<void()>& operation, size_t allocations) {
         bool isOut = false;
         test::failAllocationsAfter(allocations);
         try {
-            (void)controller->execute(command, data, completion);
+            operation();
         } catch (const std::bad_alloc&) {
             isOut = true;
         }
@@ -58,7 +59,8 @@ TEST_F(Exhaustion, SavesNoHalfOfACommand) {
     for (size_t allocations = 0;; allocations += 5) {
         describe(ModelId::VELKO);
         writeBlocks();
-        const bool isOut = runsOutOfMemory(format(), allocations);
+        CompletionEntry completion;
+        const bool isOut = runsOutOfMemory([&] { (void)controller->execute(format(), data, completion); }, allocations);
         controller.reset();  // saves the counters
         const std::string found = state();
         EXPECT_TRUE(found == before || found == uncounted || found == after)
@@ -94,7 +96,34 @@ TEST_F(Exhaustion, TheDriveIsCheckedInTheTransactionOfTheCommand) {
     EXPECT_EQ(state(), before);
     const auto exhausted = [](const Description&) -> ostrel::core::Status { throw std::bad_alloc(); };
     EXPECT_THROW((void)controller->execute(format(), data, completion, exhausted), std::bad_alloc);
+    EXPECT_FALSE(isLocked());
     EXPECT_EQ(status(format()), 0) << "not held up by its own lock";
+}
+
+TEST_F(Exhaustion, LeavesTheDriveUnlockedWhereverItEnds) {
+    writeBlocks();
+    CompletionEntry completion;
+    std::optional<CompletionEntry> event;
+    Description description;
+    const struct {
+        const char* name;
+        std::function<void()> run;
+    } operations[] = {
+        {"execute", [&] { (void)controller->execute(format(), data, completion); }},
+        {"reset", [&] { (void)controller->reset(ResetKind::CONTROLLER); }},
+        {"takeEvent", [&] { (void)controller->takeEvent(event); }},
+        {"describe", [&] { (void)controller->describe(description); }},
+    };
+    for (const auto& operation : operations) {
+        size_t allocations = 0;
+        for (bool isOut = true; isOut; ++allocations) {
+            isOut = runsOutOfMemory(operation.run, allocations);
+            ASSERT_FALSE(isLocked()) << operation.name << " after " << allocations << " allocations";
+            ASSERT_LT(allocations, 100000U);
+        }
+        EXPECT_GT(allocations, 2U) << operation.name;
+    }
+    EXPECT_EQ(status(format()), 0) << "the drive is as it was";
 }
 
 }  // namespace
