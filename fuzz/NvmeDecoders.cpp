@@ -12,6 +12,7 @@
 #include "features/nvme/Identify.h"
 #include "features/nvme/LogPages.h"
 #include "features/nvme/NamespaceProperties.h"
+#include "features/nvme/OcpLogPages.h"
 #include "features/nvme/SmartAttributes.h"
 #include "features/nvme/StatusCodes.h"
 #include "features/nvme/VelkoFeatures.h"
@@ -44,6 +45,14 @@ constexpr Decoder DECODERS[] = {
     ofNamespace<decodeNamespaceDescriptors>,
     plain<decodeUuidList>,
     plain<decodeOcpSmart>,
+    plain<decodeOcpErrorRecovery>,
+    plain<decodeOcpFirmwareHistory>,
+    plain<decodeOcpLatencyMonitor>,
+    plain<decodeOcpCapabilities>,
+    plain<decodeOcpUnsupportedRequirements>,
+    plain<decodeOcpHardwareComponents>,
+    plain<decodeOcpTcgConfiguration>,
+    plain<decodeOcpTelemetryStrings>,
 };
 
 constexpr uint8_t FIRST_ATTRIBUTES = 0xF0;
@@ -109,6 +118,12 @@ void checkProperties(const Payload& data) {
         if (row->wholeLength == nullptr) continue;
         const uint64_t length = row->wholeLength(controller, identify.data());
         REQUIRE(length % 4 == 0 && length >= row->lengthBytes);
+    }
+    for (const OcpLogPageRow* row = ocpLogPagesBegin(); row != ocpLogPagesEnd(); ++row) {
+        (void)row->isIn(data);
+        if (row->page.wholeLength == nullptr) continue;
+        const uint64_t length = row->page.wholeLength(controller, identify.data());
+        REQUIRE(length % 4 == 0 && length >= row->page.lengthBytes);
     }
 }
 

@@ -19,15 +19,7 @@ std::string versionText(const uint8_t* at) {
 
 /// Figures of the Timestamp feature: 6 bytes of milliseconds, then who began to count them.
 std::string dateText(const uint8_t* at) {
-    if (bits(at[6], 3, 1) == 0) return "not set";  // it counts from a reset
-    const uint64_t milliseconds = le48(at);
-    const auto seconds = static_cast<std::time_t>(milliseconds / 1000);
-    std::tm date{};
-    gmtime_r(&seconds, &date);
-    char text[40];
-    const size_t length = std::strftime(text, sizeof text, "%Y-%m-%d %H:%M:%S", &date);
-    std::snprintf(text + length, sizeof text - length, ".%03u UTC", static_cast<unsigned>(milliseconds % 1000));
-    return text;
+    return bits(at[6], 3, 1) == 0 ? "not set" : timeText(le48(at));  // not set: it counts from a reset
 }
 
 std::string statusText(uint16_t statusWithPhase) {
@@ -108,9 +100,9 @@ bool isValid(const FieldRow& row, const uint8_t* data, std::size_t size) {
 
 }  // namespace
 
-void addFields(FieldTree& tree, FieldRows rows, const uint8_t* data, std::size_t size) {
+void addFields(FieldTree& tree, FieldRows rows, const uint8_t* data, std::size_t size, uint16_t version) {
     for (const FieldRow& row : rows) {
-        if (row.offset + std::size_t{row.width} > size) continue;
+        if (row.version > version || row.offset + std::size_t{row.width} > size) continue;
         tree.add(fieldName(row), fieldDescription(row),
                  isValid(row, data, size) ? withUnit(fieldText(row, data + row.offset), fieldUnit(row)) : NOT_REPORTED);
     }
@@ -157,6 +149,16 @@ std::string wordText(const Word* words, uint64_t code) {
 
 std::string celsiusText(uint16_t kelvin) {
     return kelvin == 0 ? NOT_REPORTED : std::to_string(int{kelvin} - KELVIN_AT_0_CELSIUS);
+}
+
+std::string timeText(uint64_t milliseconds) {
+    const auto seconds = static_cast<std::time_t>(milliseconds / 1000);
+    std::tm date{};
+    gmtime_r(&seconds, &date);
+    char text[40];
+    const size_t length = std::strftime(text, sizeof text, "%Y-%m-%d %H:%M:%S", &date);
+    std::snprintf(text + length, sizeof text - length, ".%03u UTC", static_cast<unsigned>(milliseconds % 1000));
+    return text;
 }
 
 std::string uuidText(const uint8_t* at) {

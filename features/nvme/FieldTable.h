@@ -51,6 +51,7 @@ struct FieldRow {
     uint8_t high = 63;  ///< the bits that count, in the number of `width` bytes
     uint8_t low = 0;
     const Word* words = nullptr;  ///< numbers that are shown as words
+    uint16_t version = 0;         ///< of the structure, with which the field came
     int32_t validityBit = -1;     ///< of the structure, counted from its first; where it is clear the field is unset
     ostrel::core::Attribute (*key)() = nullptr;  ///< its name takes the place of `name`
 };
@@ -83,6 +84,11 @@ inline constexpr Word NOT_REPORTED_AT_0[] = {{0, NOT_REPORTED}, {}};
 constexpr FieldRow unless0(FieldRow row) {
     return inWords(NOT_REPORTED_AT_0, row);
 }
+/// Not there in a structure of an earlier version.
+constexpr FieldRow since(uint16_t version, FieldRow row) {
+    row.version = version;
+    return row;
+}
 /// "not reported" where bit `bit` of the byte at `offset` is clear.
 constexpr FieldRow onlyIf(unsigned offset, unsigned bit, FieldRow row) {
     row.validityBit = static_cast<int32_t>(offset * 8 + bit);
@@ -108,8 +114,9 @@ struct FieldRows {
     const FieldRow* end() const { return rows + count; }
 };
 
-/// Adds every row that lies within `size` bytes of `data`: a short structure of an old drive has fewer fields.
-void addFields(FieldTree& tree, FieldRows rows, const uint8_t* data, std::size_t size);
+/// Adds every row that lies within `size` bytes of `data`: a short structure of an old drive has fewer fields. Those of
+/// a later version than `version` are left out.
+void addFields(FieldTree& tree, FieldRows rows, const uint8_t* data, std::size_t size, uint16_t version = UINT16_MAX);
 /// A structure that is one table of fields.
 FieldTree decodeTable(const char* heading, FieldRows rows, const ostrel::core::Payload& data);
 
@@ -127,5 +134,7 @@ std::string wordText(const Word* words, uint64_t code);
 /// A temperature in Celsius, or "not reported" for 0 Kelvin.
 std::string celsiusText(uint16_t kelvin);
 std::string uuidText(const uint8_t* at);
+/// Milliseconds since 1970 as "2026-11-20 18:44:00.123 UTC".
+std::string timeText(uint64_t milliseconds);
 
 }  // namespace features::nvme

@@ -67,7 +67,8 @@ FieldTree decodeEnduranceGroupAggregate(const ostrel::core::Payload& data);
 FieldTree decodeReservation(const ostrel::core::Payload& data);
 FieldTree decodeSanitizeStatus(const ostrel::core::Payload& data);
 
-/// OCP Datacenter NVMe SSD Specification 2.0, log C0h: SMART / Health Information Extended.
+/// OCP Datacenter NVMe SSD Specification, log C0h: SMART / Health Information Extended. The other pages of OCP are in
+/// OcpLogPages.h.
 inline constexpr uint32_t OCP_SMART_BYTES = 512;
 FieldTree decodeOcpSmart(const ostrel::core::Payload& data);
 /// Whether log C0h bears the GUID of the OCP page: on other drives it is the maker's own.

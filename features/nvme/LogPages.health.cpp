@@ -1,8 +1,6 @@
-// The logs of a drive's health: SMART / Health, Endurance Group Information, and OCP's extension.
+// The logs of a drive's health: SMART / Health, and Endurance Group Information.
 
 #include "features/nvme/LogPages.h"
-
-#include <cstring>
 
 #include "features/nvme/FieldTable.h"
 #include "features/nvme/Structures.h"
@@ -73,57 +71,7 @@ constexpr FieldRow ENDURANCE_GROUP_FIELDS[] = {  // section 5.14.1.9
     {"MDIE", "Media and Data Integrity Errors", 128, 16, Format::COUNTER},
     {"NEIL", "Number of Error Information Log Entries", 144, 16, Format::COUNTER},
 };
-
-constexpr Word NO_CAPACITORS[] = {{0xFFFF, "no capacitors"}, {}};
-constexpr Word COUNTED_WITH_USER_BLOCKS[] = {{0xFFFFFFFFFFFF, NOT_REPORTED}, {0xFFFF, NOT_REPORTED}, {}};
-constexpr Word THROTTLING[] = {
-    {0, "not throttled"}, {1, "first level"}, {2, "second level"}, {3, "third level"}, {},
-};
-
-constexpr FieldRow OCP_SMART_FIELDS[] = {  // OCP Datacenter NVMe SSD Specification 2.0, log C0h
-    {"PMUW", "Physical Media Units Written (bytes)", 0, 16, Format::COUNTER},
-    {"PMUR", "Physical Media Units Read (bytes)", 16, 16, Format::COUNTER},
-    {"BUNBR", "Bad User NAND Blocks - Raw Count", 32, 6, Format::DECIMAL},
-    {"BUNBN", "Bad User NAND Blocks - Normalized Value (%)", 38, 2, Format::DECIMAL},
-    inWords(COUNTED_WITH_USER_BLOCKS, {"BSNBR", "Bad System NAND Blocks - Raw Count", 40, 6, Format::DECIMAL}),
-    inWords(COUNTED_WITH_USER_BLOCKS,
-            {"BSNBN", "Bad System NAND Blocks - Normalized Value (%)", 46, 2, Format::DECIMAL}),
-    {"XRC", "XOR Recovery Count", 48, 8, Format::DECIMAL},
-    {"UREC", "Uncorrectable Read Error Count", 56, 8, Format::DECIMAL},
-    {"SEEC", "Soft ECC Error Count", 64, 8, Format::DECIMAL},
-    {"EEDC", "End to End Correction Counts - Detected Errors", 72, 4, Format::DECIMAL},
-    {"EECE", "End to End Correction Counts - Corrected Errors", 76, 4, Format::DECIMAL},
-    {"SDPU", "System Data Percentage Used (%)", 80, 1, Format::DECIMAL},
-    {"RFSC", "Refresh Counts", 81, 7, Format::DECIMAL},
-    {"MXUDEC", "Maximum User Data Erase Count", 88, 4, Format::DECIMAL},
-    {"MNUDEC", "Minimum User Data Erase Count", 92, 4, Format::DECIMAL},
-    {"NTTE", "Number of Thermal Throttling Events", 96, 1, Format::DECIMAL},
-    word("CTS", "Current Throttling Status", 97, 7, 0, THROTTLING),
-    {"EVF", "DSSD Specification Errata Version", 98, 1, Format::DECIMAL},
-    {"PVF", "DSSD Specification Point Version", 99, 2, Format::DECIMAL},
-    {"MNVF", "DSSD Specification Minor Version", 101, 2, Format::DECIMAL},
-    {"MJVF", "DSSD Specification Major Version", 103, 1, Format::DECIMAL},
-    {"PCEC", "PCIe Correctable Error Count", 104, 8, Format::DECIMAL},
-    {"ICS", "Incomplete Shutdowns", 112, 4, Format::DECIMAL},
-    {"PFB", "Free Blocks (%)", 120, 1, Format::DECIMAL},
-    inWords(NO_CAPACITORS, {"CPH", "Capacitor Health (%)", 128, 2, Format::DECIMAL}),
-    {"NEV", "NVMe Base Errata Version", 130, 1, Format::DECIMAL},
-    {"UIO", "Unaligned I/O", 136, 8, Format::DECIMAL},
-    {"SVN", "Security Version Number", 144, 8, Format::DECIMAL},
-    {"NUSE", "Total Namespace Utilization (blocks)", 152, 8, Format::DECIMAL},
-    {"PSC", "PLP Start Count", 160, 16, Format::COUNTER},
-    {"EEST", "Endurance Estimate (bytes)", 176, 16, Format::COUNTER},
-    {"PLRC", "PCIe Link Retraining Count", 192, 8, Format::DECIMAL},
-    {"PSCC", "Power State Change Count", 200, 8, Format::DECIMAL},
-    {"LPV", "Log Page Version", 494, 2, Format::DECIMAL},
-    {"LPG", "Log Page GUID", 496, 16, Format::BYTES},
-};
 // clang-format on
-
-constexpr size_t OFFSET_OCP_GUID = 496;
-/// AFD514C97C6F4F9CA4F2BFEA2810AFC5h, little endian.
-constexpr uint8_t OCP_SMART_GUID[] = {0xC5, 0xAF, 0x10, 0x28, 0xEA, 0xBF, 0xF2, 0xA4,
-                                      0x9C, 0x4F, 0x6F, 0x7C, 0xC9, 0x14, 0xD5, 0xAF};
 
 }  // namespace
 
@@ -135,20 +83,10 @@ FieldTree decodeEnduranceGroup(const Payload& data) {
     return decodeTable("Endurance Group Information", ENDURANCE_GROUP_FIELDS, data);
 }
 
-FieldTree decodeOcpSmart(const Payload& data) {
-    return decodeTable("OCP SMART / Health Information Extended", OCP_SMART_FIELDS, data);
-}
-
-bool isOcpSmart(const Payload& data) {
-    return data.getSize() >= OFFSET_OCP_GUID + sizeof OCP_SMART_GUID &&
-           std::memcmp(data.getData() + OFFSET_OCP_GUID, OCP_SMART_GUID, sizeof OCP_SMART_GUID) == 0;
-}
-
 std::vector<Structure> healthLogStructures() {
     return {
         {"SMART / Health Information", SMART_FIELDS},
         {"Endurance Group Information", ENDURANCE_GROUP_FIELDS},
-        {"OCP SMART / Health Information Extended", OCP_SMART_FIELDS},
     };
 }
 

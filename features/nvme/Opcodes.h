@@ -67,8 +67,16 @@ inline constexpr uint8_t LID_RESERVATION = 0x80;
 inline constexpr uint8_t LID_SANITIZE_STATUS = 0x81;
 /// From here on the meaning depends on the drive.
 inline constexpr uint8_t FIRST_VENDOR_LID = 0xC0;
-/// OCP Datacenter NVMe SSD Specification 2.0: SMART / Health information extended.
+/// Of the OCP Datacenter NVMe SSD Specification, where the page bears OCP's GUID.
 inline constexpr uint8_t LID_OCP_SMART = 0xC0;
+inline constexpr uint8_t LID_OCP_ERROR_RECOVERY = 0xC1;
+inline constexpr uint8_t LID_OCP_FIRMWARE_HISTORY = 0xC2;
+inline constexpr uint8_t LID_OCP_LATENCY_MONITOR = 0xC3;
+inline constexpr uint8_t LID_OCP_CAPABILITIES = 0xC4;
+inline constexpr uint8_t LID_OCP_UNSUPPORTED_REQUIREMENTS = 0xC5;
+inline constexpr uint8_t LID_OCP_HARDWARE_COMPONENTS = 0xC6;
+inline constexpr uint8_t LID_OCP_TCG_CONFIGURATION = 0xC7;
+inline constexpr uint8_t LID_OCP_TELEMETRY_STRINGS = 0xC9;
 
 /// Feature identifiers (section 5.21.1).
 inline constexpr uint8_t FID_ARBITRATION = 0x01;

@@ -23,5 +23,6 @@ std::vector<Structure> listLogStructures();
 std::vector<Structure> featureStructures();
 std::vector<Structure> velkoFeatureStructures();
 std::vector<Structure> velkoLogStructures();
+std::vector<Structure> ocpLogStructures();
 
 }  // namespace features::nvme

@@ -15,7 +15,7 @@
 #include "features/jobs/logs/LogFolder.h"
 #include "features/nvme/Bytes.h"
 #include "features/nvme/LogSizes.h"
-#include "features/nvme/OcpErrorRecovery.h"
+#include "features/nvme/OcpLogPages.h"
 #include "features/nvme/Opcodes.h"
 #include "features/transport/HostCommand.h"
 #include "ostrel/core/AttributeVocabulary.h"
@@ -142,11 +142,12 @@ void Scan::readIdentify() {
 void Scan::readPanic() {
     const uint8_t* ocp = facts_.ocpSmart();
     if (!isReachable()) return notRead("OCP SMART Log", facts_.failure());
-    if (ocp == nullptr || !nvme::hasOcpErrorRecovery(ocp)) return;
+    const nvme::OcpLogPageRow& row = *nvme::findOcpLogPage(nvme::LID_OCP_ERROR_RECOVERY);
+    if (ocp == nullptr || !row.isRequiredBy(nvme::ocpSmartVersion(ocp))) return;
     Payload page;
-    const Status status = readLog(facts_.drive(), nvme::LID_OCP_ERROR_RECOVERY, nvme::OCP_ERROR_RECOVERY_BYTES, page);
+    const Status status = readLog(facts_.drive(), row.page.lid, row.page.lengthBytes, page);
     if (failed(status)) return notRead("OCP Error Recovery Log", status);
-    if (nvme::isOcpErrorRecovery(page)) evidence_.panicId = nvme::ocpPanicId(page.getData());
+    if (row.isIn(page)) evidence_.panicId = nvme::ocpPanicId(page.getData());
 }
 
 /// The verdict comes before its evidence.

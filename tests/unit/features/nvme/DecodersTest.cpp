@@ -14,6 +14,7 @@
 #include "features/nvme/FieldTree.h"
 #include "features/nvme/Identify.h"
 #include "features/nvme/LogPages.h"
+#include "features/nvme/OcpLogPages.h"
 #include "features/nvme/VelkoFeatures.h"
 #include "features/nvme/VelkoLogPages.h"
 #include "tests/support/Golden.h"
@@ -68,6 +69,19 @@ const Case CASES[] = {
     {"log_80_reservation", of(decodeReservation)},
     {"log_81_sanitize", of(decodeSanitizeStatus)},
     {"log_c0_ocp", of(decodeOcpSmart)},
+    {"log_c0_ocp_1_0", of(decodeOcpSmart)},
+    {"log_c0_ocp_2_6", of(decodeOcpSmart)},
+    {"log_c1_ocp", of(decodeOcpErrorRecovery)},
+    {"log_c1_ocp_1_0", of(decodeOcpErrorRecovery)},
+    {"log_c2_ocp", of(decodeOcpFirmwareHistory)},
+    {"log_c3_ocp", of(decodeOcpLatencyMonitor)},
+    {"log_c3_ocp_2_0", of(decodeOcpLatencyMonitor)},
+    {"log_c4_ocp", of(decodeOcpCapabilities)},
+    {"log_c5_ocp", of(decodeOcpUnsupportedRequirements)},
+    {"log_c6_ocp", of(decodeOcpHardwareComponents)},
+    {"log_c6_ocp_damaged", of(decodeOcpHardwareComponents)},
+    {"log_c7_ocp", of(decodeOcpTcgConfiguration)},
+    {"log_c9_ocp", of(decodeOcpTelemetryStrings)},
     {"feature_03_ranges", feature(findFeature(0x03))},
     {"feature_0c_transitions", feature(findFeature(0x0C))},
     {"feature_0d_memory", feature(findFeature(0x0D))},
