@@ -1,6 +1,5 @@
 #include "features/simulator/models/ocp/OcpFeatures.h"
 
-#include <algorithm>
 #include <cstddef>
 #include <iterator>
 
@@ -70,7 +69,7 @@ CompletionEntry takeInterval(CommandContext&, FeatureValue& value) {
 }
 
 CompletionEntry checkPowerState(CommandContext& context, FeatureValue& value) {
-    return isDssdPowerState(context.model, value.dword) ? CompletionEntry{} : INVALID_FIELD;
+    return powerStateOfWatts(context.model, value.dword) ? CompletionEntry{} : INVALID_FIELD;
 }
 
 /// Thresholds ascend, and what is reserved is zero.
@@ -122,10 +121,12 @@ Rows<FeatureRow> ocpFeatures() {
     return FEATURES;
 }
 
-bool isDssdPowerState(const Model& model, uint32_t watts) {
-    return std::any_of(model.powerStates, model.powerStates + model.powerStateCount, [watts](const PowerState& state) {
-        return !state.isNonOperational && state.maximumCentiwatts == watts * CENTIWATTS_PER_WATT;
-    });
+std::optional<uint8_t> powerStateOfWatts(const Model& model, uint32_t watts) {
+    for (uint8_t i = 0; i < model.powerStateCount; ++i) {
+        const PowerState& state = model.powerStates[i];
+        if (!state.isNonOperational && state.maximumCentiwatts == watts * CENTIWATTS_PER_WATT) return i;
+    }
+    return std::nullopt;
 }
 
 }  // namespace features::simulator

@@ -1,5 +1,8 @@
 #pragma once
 
+#include <cstdint>
+#include <optional>
+
 #include "features/simulator/context/DriveTables.h"
 
 namespace features::simulator {
@@ -8,7 +11,8 @@ namespace features::simulator {
 /// Features has their values at other places of dword 11 than Get Features shows them.
 Rows<FeatureRow> ocpFeatures();
 
-/// Whether the drive has DSSD power state `watts`: those of its operational power states.
-bool isDssdPowerState(const Model& model, uint32_t watts);
+/// The NVMe power state that DSSD power state `watts` is; empty where the drive has none. Only the operational ones
+/// are.
+std::optional<uint8_t> powerStateOfWatts(const Model& model, uint32_t watts);
 
 }  // namespace features::simulator

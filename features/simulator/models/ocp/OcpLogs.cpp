@@ -5,6 +5,7 @@
 #include <string>
 
 #include "features/nvme/Bytes.h"
+#include "features/nvme/OcpLogPages.h"
 #include "features/nvme/Opcodes.h"
 #include "features/simulator/context/FeatureValues.h"
 #include "features/simulator/logs/HealthLog.h"
@@ -21,12 +22,6 @@ using namespace nvme;
 namespace {
 
 using Page = std::vector<uint8_t>;
-
-constexpr uint8_t LID_OCP_ERROR_RECOVERY = 0xC1;
-constexpr uint8_t LID_OCP_FIRMWARE_HISTORY = 0xC2;
-constexpr uint8_t LID_OCP_LATENCY_MONITOR = 0xC3;
-constexpr uint8_t LID_OCP_CAPABILITIES = 0xC4;
-constexpr uint8_t LID_OCP_UNSUPPORTED = 0xC5;
 
 /// Each page ends with its version, of 2 bytes, and its GUID, of which these are the digits.
 struct PageEnd {
@@ -148,27 +143,28 @@ CompletionEntry buildLatencyMonitor(CommandContext& context, const LogRequest&, 
     std::copy_n(setting.begin(), 2, page.begin() + 4);        // Active Bucket Timer Threshold
     std::copy_n(setting.begin() + 2, 4, page.begin() + 6);    // Active Thresholds A to D
     std::copy_n(setting.begin() + 6, 3, page.begin() + 10);   // Active Latency Configuration, Minimum Window
-    std::copy_n(setting.begin() + 9, 2, page.begin() + 436);  // Debug Log Trigger Enable
+    std::copy_n(setting.begin() + 9, 2, page.begin() + 448);  // Debug Log Trigger Enable
     closePage(page, LATENCY_MONITOR_END);
     return {};
 }
 
 CompletionEntry buildCapabilities(CommandContext& context, const LogRequest&, Page& page) {
-    constexpr uint16_t ONE_PORT = 0x0001;
-    constexpr uint16_t SUPPORTED = 0x8000;
-    constexpr uint32_t MAX_WATTS = 127;
-    constexpr uint8_t DESCRIPTOR_VALID = 0x80;
-    page.resize(4096);
+    constexpr uint16_t ONE_PORT = 1;
+    constexpr uint16_t MET = 0x8000;  // all that the specification requires
+    constexpr uint16_t WRITE_ZEROES = MET | 0x0001;
+    constexpr uint16_t SANITIZE_CRYPTO_BLOCK_OVERWRITE = MET | 0x000F;
+    constexpr uint16_t DATASET_MANAGEMENT_DEALLOCATE = MET | 0x0003;
+    page.resize(OCP_CAPABILITIES_BYTES);
     uint8_t* at = page.data();
-    putLe16(at, SUPPORTED | ONE_PORT);
+    putLe16(at, ONE_PORT);
     // Out of band management, Write Uncorrectable and fused operations: none.
-    putLe16(at + 4, SUPPORTED);                                                 // Write Zeroes
-    putLe16(at + 6, context.description.supportsSanitize ? SUPPORTED | 7 : 0);  // crypto and block erase, overwrite
-    putLe16(at + 8, SUPPORTED);                                                 // Dataset Management
-    uint8_t* descriptor = at + 16;
-    for (uint32_t watts = MAX_WATTS; watts > 0; --watts) {
-        if (!isDssdPowerState(context.model, watts)) continue;
-        *descriptor++ = static_cast<uint8_t>(DESCRIPTOR_VALID | watts);
+    putLe16(at + 4, WRITE_ZEROES);
+    putLe16(at + 6, context.description.supportsSanitize ? SANITIZE_CRYPTO_BLOCK_OVERWRITE : 0);
+    putLe16(at + 8, DATASET_MANAGEMENT_DEALLOCATE);
+    for (unsigned watts = OCP_MAX_WATTS; watts > 0; --watts) {
+        const auto state = powerStateOfWatts(context.model, watts);
+        if (!state) continue;
+        at[OCP_POWER_STATE_DESCRIPTORS + watts] = static_cast<uint8_t>(1U << OCP_POWER_STATE_VALID_BIT | *state);
         putLe16(at + 14, static_cast<uint16_t>(watts));  // the last that is found is the least that is valid
     }
     closePage(page, CAPABILITIES_END);
@@ -190,7 +186,7 @@ constexpr LogRow LOGS[] = {
     {LID_OCP_FIRMWARE_HISTORY, nullptr, isOcp, 0,  buildFirmwareHistory},
     {LID_OCP_LATENCY_MONITOR,  nullptr, isOcp, 0,  buildLatencyMonitor},
     {LID_OCP_CAPABILITIES,     nullptr, isOcp, 0,  buildCapabilities},
-    {LID_OCP_UNSUPPORTED,      nullptr, isOcp, 0,  buildUnsupported},
+    {LID_OCP_UNSUPPORTED_REQUIREMENTS, nullptr, isOcp, 0,  buildUnsupported},
 };
 // clang-format on
 
