@@ -5,6 +5,7 @@
 
 #include "features/jobs/base/LogLimits.h"
 #include "features/jobs/drive/LogReading.h"
+#include "features/jobs/drive/OcpLogOffers.h"
 #include "features/jobs/drive/Offers.h"
 #include "features/jobs/drive/VendorDialect.h"
 #include "features/jobs/logs/FileSink.h"
@@ -16,6 +17,7 @@
 #include "features/nvme/FieldTree.h"
 #include "features/nvme/Identify.h"
 #include "features/nvme/LogPages.h"
+#include "features/nvme/OcpLogPages.h"
 #include "features/nvme/Opcodes.h"
 #include "features/nvme/VelkoInterface.h"
 #include "features/nvme/VelkoLogPages.h"
@@ -57,9 +59,7 @@ public:
         if (succeeded(status)) status = storePages(nvme::logPagesBegin(), nvme::logPagesEnd());
         if (succeeded(status) && isVelkoDrive(facts_.drive()))
             status = storePages(nvme::velkoLogPagesBegin(), nvme::velkoLogPagesEnd());
-        const uint8_t* ocp = succeeded(status) ? facts_.ocpSmart() : nullptr;
-        if (ocp != nullptr)
-            status = write(logFileName(nvme::LID_OCP_SMART, OCP_SMART_NAME), Payload(ocp, nvme::OCP_SMART_BYTES));
+        if (succeeded(status)) status = storeOcpPages();
         tree_.add("Files", std::to_string(files_));
         for (const Status& failure : {status, facts_.failure(), problem_}) {
             if (failed(failure)) return failure;
@@ -99,6 +99,17 @@ private:
             bool isOffered = false;
             status = isLogOffered(facts_.drive(), *row, isOffered);
             if (succeeded(status) && isOffered) status = storePage(*row);
+        }
+        return status;
+    }
+
+    Status storeOcpPages() {
+        Status status;
+        const nvme::OcpLogPageRow* row = nvme::ocpLogPagesBegin();
+        for (; succeeded(status) && row != nvme::ocpLogPagesEnd(); ++row) {
+            bool isOffered = false;
+            status = isOcpLogOffered(facts_, *row, isOffered);
+            if (succeeded(status) && isOffered) status = storePage(row->page);
         }
         return status;
     }

@@ -2,7 +2,7 @@
 
 #include "features/jobs/drive/VendorDialect.h"
 #include "features/nvme/Bytes.h"
-#include "features/nvme/Opcodes.h"
+#include "features/nvme/OcpLogPages.h"
 #include "features/nvme/VelkoLogPages.h"
 
 namespace features::jobs {
@@ -14,19 +14,21 @@ const LogPageRow* findLogRow(const nvme::Drive& drive, uint8_t lid) {
     return row == nullptr && isVelkoDrive(drive) ? nvme::findVelkoLogPage(lid) : row;
 }
 
+const LogPageRow* findLogRow(DriveFacts& facts, uint8_t lid) {
+    const LogPageRow* row = findLogRow(facts.drive(), lid);
+    const nvme::OcpLogPageRow* ocp = row == nullptr ? nvme::findOcpLogPage(lid) : nullptr;
+    return ocp != nullptr && facts.ocpSmart() != nullptr ? &ocp->page : row;
+}
+
 std::optional<uint8_t> findLogByName(const std::string& name) {
     const LogPageRow* row = nvme::findLogPage(name);
     if (row == nullptr) row = nvme::findVelkoLogPage(name);
     if (row != nullptr) return row->lid;
-    const std::string wanted = nvme::comparableLogName(name);
-    for (const char* const known : {OCP_SMART_NAME, OCP_SMART_SHORT_NAME}) {
-        if (wanted == nvme::comparableLogName(known)) return nvme::LID_OCP_SMART;
-    }
-    return std::nullopt;
+    const nvme::OcpLogPageRow* ocp = nvme::findOcpLogPage(name);
+    return ocp == nullptr ? std::nullopt : std::optional(ocp->page.lid);
 }
 
-std::string logName(const nvme::Drive& drive, uint8_t lid) {
-    const LogPageRow* row = findLogRow(drive, lid);
+std::string logName(const LogPageRow* row, uint8_t lid) {
     return row == nullptr ? "Log Page " + nvme::hexText(lid, 2) : row->name;
 }
 

@@ -3,6 +3,7 @@
 #include "features/jobs/base/LogLimits.h"
 #include "features/jobs/drive/DriveFacts.h"
 #include "features/jobs/drive/LogReading.h"
+#include "features/jobs/drive/OcpLogOffers.h"
 #include "features/jobs/drive/OcpSmartLog.h"
 #include "features/jobs/drive/Offers.h"
 #include "features/jobs/drive/VendorDialect.h"
@@ -12,6 +13,7 @@
 #include "features/jobs/logs/NvmeLogRequest.h"
 #include "features/jobs/support/StatusDetails.h"
 #include "features/nvme/LogPages.h"
+#include "features/nvme/OcpLogPages.h"
 #include "features/nvme/Opcodes.h"
 #include "features/nvme/VelkoLogPages.h"
 #include "ostrel/core/StatusCatalogue.h"
@@ -36,12 +38,26 @@ Status askForList(DriveFacts& facts, FieldTree& tree) {
     const Status status = facts.drive().supportedLogs(list);
     if (failed(status) || list == nullptr) return status;
     tree = nvme::decodeSupportedLogs(*list);
+    const bool isOcp = facts.ocpSmart() != nullptr;
     for (nvme::Field& field : tree.fields) {
+        for (const nvme::OcpLogPageRow* row = nvme::ocpLogPagesBegin(); row != nvme::ocpLogPagesEnd(); ++row) {
+            if (isOcp && field.name == lidText(row->page.lid)) field.value = row->page.name;
+        }
         for (const LogPageRow* row = nvme::velkoLogPagesBegin(); row != nvme::velkoLogPagesEnd(); ++row) {
             if (isVelkoDrive(facts.drive()) && field.name == lidText(row->lid)) field.value = row->name;
         }
     }
-    return status;
+    return facts.failure();
+}
+
+Status addOcpPages(DriveFacts& facts, FieldTree& tree) {
+    for (const nvme::OcpLogPageRow* row = nvme::ocpLogPagesBegin(); row != nvme::ocpLogPagesEnd(); ++row) {
+        bool there = false;
+        const Status status = isOcpLogOffered(facts, *row, there);
+        if (failed(status)) return status;
+        if (there) tree.add(lidText(row->page.lid), row->page.name);
+    }
+    return Status();
 }
 
 /// A VELKO drive has all pages of the maker that fit its ports.
@@ -71,9 +87,8 @@ Status showList(DriveFacts& facts, DriveOutput& out) {
         if (failed(status)) return status;
         if (there && row->lid != nvme::LID_SUPPORTED_LOGS) tree.add(lidText(row->lid), row->name);
     }
-    if (facts.ocpSmart() != nullptr) tree.add(lidText(nvme::LID_OCP_SMART), OCP_SMART_NAME);
-    if (failed(facts.failure())) return facts.failure();
-    status = addVelkoPages(facts, tree);
+    status = addOcpPages(facts, tree);
+    if (succeeded(status)) status = addVelkoPages(facts, tree);
     if (succeeded(status)) out.addTree(tree);
     return status;
 }
@@ -83,7 +98,7 @@ Status showPage(DriveFacts& facts, const NvmeLogRequest& request, uint8_t lid, D
     Status status = readLogPage(facts, request, lid, data);
     if (failed(status)) return status;
     if (lid == nvme::LID_OCP_SMART && request.offset == 0) noteOcpSmartLog(facts.drive(), data);
-    out.addTree(showLogPage(facts.drive(), lid, request.offset, data));
+    out.addTree(showLogPage(facts, lid, request.offset, data));
     return status;
 }
 
@@ -92,19 +107,20 @@ Status showPage(DriveFacts& facts, const NvmeLogRequest& request, uint8_t lid, D
 Status showPageOfAll(DriveFacts& facts, const NvmeLogRequest& request, uint8_t lid, DriveOutput& out) {
     Status status = showPage(facts, request, lid, out);
     if (!isRefusal(status) && !isTooLong(status)) return status;
-    FieldTree tree{logName(facts.drive(), lid), {}, {}};
+    FieldTree tree{logName(findLogRow(facts, lid), lid), {}, {}};
     tree.add("Not read", status.getMessage());
     out.addTree(tree);
     return Status();
 }
 
-Status showOcpPage(DriveFacts& facts, const NvmeLogRequest& request, DriveOutput& out) {
-    if (facts.ocpSmart() == nullptr) return facts.failure();
-    Payload data;
-    Status status = readLogPage(facts, request, nvme::LID_OCP_SMART, data);
-    if (isRefusal(status)) return Status();
-    if (succeeded(status) && request.offset == 0 && nvme::isOcpSmart(data)) out.addTree(nvme::decodeOcpSmart(data));
-    return status;
+Status showOcpPages(DriveFacts& facts, const NvmeLogRequest& request, DriveOutput& out) {
+    for (const nvme::OcpLogPageRow* row = nvme::ocpLogPagesBegin(); row != nvme::ocpLogPagesEnd(); ++row) {
+        bool there = false;
+        Status status = isOcpLogOffered(facts, *row, there);
+        if (succeeded(status) && there) status = showPageOfAll(facts, request, row->page.lid, out);
+        if (failed(status)) return status;
+    }
+    return Status();
 }
 
 Status showRows(DriveFacts& facts, const NvmeLogRequest& request, const LogPageRow* row, const LogPageRow* end,
@@ -120,7 +136,7 @@ Status showRows(DriveFacts& facts, const NvmeLogRequest& request, const LogPageR
 
 Status showAll(DriveFacts& facts, const NvmeLogRequest& request, DriveOutput& out) {
     Status status = showRows(facts, request, nvme::logPagesBegin(), nvme::logPagesEnd(), out);
-    if (succeeded(status)) status = showOcpPage(facts, request, out);
+    if (succeeded(status)) status = showOcpPages(facts, request, out);
     if (succeeded(status) && isVelkoDrive(facts.drive()))
         status = showRows(facts, request, nvme::velkoLogPagesBegin(), nvme::velkoLogPagesEnd(), out);
     return status;
@@ -152,9 +168,10 @@ Status writePage(nvme::Drive& drive, const NvmeLogRequest& request, DriveOutput&
     if (succeeded(status)) status = file.finish();
     if (failed(status)) return status;
     out.addStatus(
-        title, Status(0, 0,
-                      "Wrote " + std::to_string(log.bytes()) + " bytes of log page " + nvme::hexText(*request.lid, 2) +
-                          " (" + logName(drive, *request.lid) + ") to " + request.file + "."));
+        title,
+        Status(0, 0,
+               "Wrote " + std::to_string(log.bytes()) + " bytes of log page " + nvme::hexText(*request.lid, 2) + " (" +
+                   logName(findLogRow(facts, *request.lid), *request.lid) + ") to " + request.file + "."));
     return Status();
 }
 

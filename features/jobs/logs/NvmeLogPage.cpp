@@ -14,6 +14,7 @@
 #include "features/jobs/logs/VelkoLogJob.h"
 #include "features/nvme/Bytes.h"
 #include "features/nvme/LogPages.h"
+#include "features/nvme/OcpLogPages.h"
 #include "features/nvme/Opcodes.h"
 #include "features/nvme/VelkoInterface.h"
 #include "features/nvme/VelkoLogPages.h"
@@ -139,8 +140,8 @@ Status walkAnaGroups(nvme::Drive& drive, nvme::LogPageRequest page, unsigned gro
 class PageLength {
 public:
     /// `whole`: of a long page not the header alone.
-    PageLength(DriveFacts& facts, uint8_t lid, bool whole)
-        : facts_(facts), row_(findLogRow(facts.drive(), lid)), ofLongPage_(whole ? lengthOfLongPage(lid) : nullptr) {}
+    PageLength(DriveFacts& facts, const NvmeLogRequest& request, uint8_t lid, bool whole)
+        : facts_(facts), row_(rowOf(facts, request, lid)), ofLongPage_(whole ? lengthOfLongPage(lid) : nullptr) {}
 
     /// How many bytes of the page it takes to know its length; 0: none.
     size_t headBytes() const { return isInHead() ? row_->lengthBytes : 0; }
@@ -173,6 +174,11 @@ public:
     }
 
 private:
+    /// What the user named is that page; what has a number alone depends on the drive.
+    static const LogPageRow* rowOf(DriveFacts& facts, const NvmeLogRequest& request, uint8_t lid) {
+        return request.isOcp ? &nvme::findOcpLogPage(lid)->page : findLogRow(facts, lid);
+    }
+
     bool isInHead() const { return row_ != nullptr && (row_->wholeLength != nullptr || ofLongPage_ != nullptr); }
 
     DriveFacts& facts_;
@@ -186,6 +192,13 @@ Status beyondTheEnd(const nvme::Drive& drive, uint64_t offset, uint64_t length) 
                       std::to_string(length) + " bytes on drive " + drive.name() + ".");
 }
 
+/// Whether a page of OCP's that the user named may be asked for. The SMART log is asked itself whether it is OCP's.
+Status requireOcpLog(nvme::Drive& drive, uint8_t lid) {
+    if (lid == nvme::LID_OCP_SMART) return Status();
+    const Status status = requireOcp(drive);
+    return succeeded(status) ? requireLogOffered(drive, nvme::findOcpLogPage(lid)->page) : status;
+}
+
 /// Calls `read` where the drive offers the page, in a reporting context where the page is read in one and the request
 /// does not say itself what becomes of it.
 Status readOffered(nvme::Drive& drive, const NvmeLogRequest& request, uint8_t lid,
@@ -193,7 +206,8 @@ Status readOffered(nvme::Drive& drive, const NvmeLogRequest& request, uint8_t li
     // Another maker's page may have the same identifier.
     if (request.isVelko && !isVelkoDrive(drive)) return statuses::driveDoesNotSupportFeature();
     const LogPageRow* row = nvme::findLogPage(lid);
-    const Status status = row == nullptr ? Status() : requireLogOffered(drive, *row);
+    Status status = row == nullptr ? Status() : requireLogOffered(drive, *row);
+    if (succeeded(status) && request.isOcp) status = requireOcpLog(drive, lid);
     if (failed(status)) return status;
     return lid == nvme::LID_PERSISTENT_EVENT && !request.lsp ? inEventLogContext(drive, read) : read();
 }
@@ -248,7 +262,7 @@ Status findNewEnd(const nvme::Drive& drive, const PageLength& pageLength, const 
 
 Status copyPieces(DriveFacts& facts, const NvmeLogRequest& request, uint8_t lid, LogSink& log) {
     nvme::Drive& drive = facts.drive();
-    const PageLength pageLength(facts, lid, true);
+    const PageLength pageLength(facts, request, lid, true);
     nvme::LogPageRequest page;
     uint64_t end = 0;
     Status status = preparePage(facts, request, lid, pageLength, page, end);
@@ -286,7 +300,7 @@ Status readLogPage(DriveFacts& facts, const NvmeLogRequest& request, uint8_t lid
     return readOffered(facts.drive(), request, lid, [&] {
         nvme::LogPageRequest page;
         uint64_t end = 0;
-        Status status = preparePage(facts, request, lid, PageLength(facts, lid, false), page, end);
+        Status status = preparePage(facts, request, lid, PageLength(facts, request, lid, false), page, end);
         if (succeeded(status)) status = checkDecoding(NamedLog(facts.drive(), lid), end - page.offset);
         return succeeded(status) ? facts.drive().readLogPage(page, end - page.offset, data) : status;
     });
@@ -300,10 +314,11 @@ Status copyLogPage(DriveFacts& facts, const NvmeLogRequest& request, uint8_t lid
     return readOffered(drive, request, lid, [&] { return copyPieces(facts, request, lid, log); });
 }
 
-nvme::FieldTree showLogPage(const nvme::Drive& drive, uint8_t lid, uint64_t offset, const Payload& data) {
-    if (offset == 0 && lid == nvme::LID_OCP_SMART && nvme::isOcpSmart(data)) return nvme::decodeOcpSmart(data);
-    const LogPageRow* row = findLogRow(drive, lid);
-    if (offset != 0 || row == nullptr) return hexTree(logName(drive, lid), offset, data);
+nvme::FieldTree showLogPage(DriveFacts& facts, uint8_t lid, uint64_t offset, const Payload& data) {
+    const nvme::OcpLogPageRow* ocp = offset == 0 ? nvme::identifyOcpLogPage(lid, data) : nullptr;
+    if (ocp != nullptr) return ocp->page.decode(data);
+    const LogPageRow* row = findLogRow(facts.drive(), lid);
+    if (offset != 0 || row == nullptr) return hexTree(logName(row, lid), offset, data);
     nvme::FieldTree tree = row->decode(data);
     if (nvme::findVelkoLogPage(lid) == row) tree.heading = row->name;  // several logs have the same header
     return tree;

@@ -30,6 +30,6 @@ ostrel::core::Status checkHasData(const nvme::Drive& drive, uint8_t lid, uint64_
 ostrel::core::Status copyLogPage(DriveFacts& facts, const NvmeLogRequest& request, uint8_t lid, LogSink& log);
 
 /// The page decoded. What has no decoder, or does not begin at the page's beginning, as hexadecimal lines.
-nvme::FieldTree showLogPage(const nvme::Drive& drive, uint8_t lid, uint64_t offset, const ostrel::core::Payload& data);
+nvme::FieldTree showLogPage(DriveFacts& facts, uint8_t lid, uint64_t offset, const ostrel::core::Payload& data);
 
 }  // namespace features::jobs

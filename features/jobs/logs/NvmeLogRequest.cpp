@@ -1,6 +1,7 @@
 #include "features/jobs/logs/NvmeLogRequest.h"
 
 #include "features/jobs/logs/LogPageNames.h"
+#include "features/nvme/OcpLogPages.h"
 #include "features/nvme/VelkoLogPages.h"
 #include "ostrel/core/AttributeVocabulary.h"
 #include "ostrel/core/StatusCatalogue.h"
@@ -36,6 +37,7 @@ Status readPage(const Arguments& arguments, NvmeLogRequest& request) {
     if (number || name.empty()) return Status();
     request.lid = findLogByName(name);
     request.isVelko = nvme::findVelkoLogPage(name) != nullptr;
+    request.isOcp = nvme::findOcpLogPage(name) != nullptr;
     if (request.lid) return Status();
     return Status(CATEGORY_FEATURE, statuses::invalidLogName().getCode(),
                   statuses::invalidLogName().getMessage() + " There is no log page '" + name +

@@ -20,6 +20,7 @@ struct NvmeLogRequest {
     bool list = false;              ///< which pages the drive has, and no page itself
     std::optional<uint8_t> lid;     ///< empty: all pages that can be decoded
     bool isVelko = false;           ///< the page was named, and the name is one of the maker's
+    bool isOcp = false;             ///< the same, of OCP's
     bool ofNamespace = false;       ///< of the namespace that the path named, or the first; otherwise of the controller
     std::optional<uint8_t> lsp;     ///< Log Specific Field; empty: 0, and the persistent event log in a context
     std::optional<uint16_t> lsi;    ///< Log Specific Identifier; empty: that of the namespace, where the page has one

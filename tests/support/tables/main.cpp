@@ -10,9 +10,8 @@
 #include <vector>
 
 #include "CLI/velkossd/CommandCatalogue.h"
-#include "features/jobs/logs/LogPageNames.h"
 #include "features/nvme/LogPages.h"
-#include "features/nvme/Opcodes.h"
+#include "features/nvme/OcpLogPages.h"
 #include "features/nvme/VelkoLogPages.h"
 #include "ostrel/interfaces/cli/cliframework/CommandSpec.h"
 #include "ostrel/interfaces/cli/cliframework/ErrorCode.h"
@@ -72,7 +71,8 @@ void printLogPages() {
         print(row->lid, row->name, row->shortName);
     for (const auto* row = features::nvme::velkoLogPagesBegin(); row != features::nvme::velkoLogPagesEnd(); ++row)
         print(row->lid, row->name, row->shortName);
-    print(features::nvme::LID_OCP_SMART, features::jobs::OCP_SMART_NAME, features::jobs::OCP_SMART_SHORT_NAME);
+    for (const auto* row = features::nvme::ocpLogPagesBegin(); row != features::nvme::ocpLogPagesEnd(); ++row)
+        print(row->page.lid, row->page.name, row->page.shortName);
 }
 
 }  // namespace
