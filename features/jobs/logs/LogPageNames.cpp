@@ -3,6 +3,7 @@
 #include "features/jobs/drive/VendorDialect.h"
 #include "features/nvme/Bytes.h"
 #include "features/nvme/OcpLogPages.h"
+#include "features/nvme/Opcodes.h"
 #include "features/nvme/VelkoLogPages.h"
 
 namespace features::jobs {
@@ -16,7 +17,9 @@ const LogPageRow* findLogRow(const nvme::Drive& drive, uint8_t lid) {
 
 const LogPageRow* findLogRow(DriveFacts& facts, uint8_t lid) {
     const LogPageRow* row = findLogRow(facts.drive(), lid);
-    const nvme::OcpLogPageRow* ocp = row == nullptr ? nvme::findOcpLogPage(lid) : nullptr;
+    // The SMART log itself has the length of an unknown page: a request for it sends nothing else.
+    const bool mayBeOcp = row == nullptr && lid != nvme::LID_OCP_SMART;
+    const nvme::OcpLogPageRow* ocp = mayBeOcp ? nvme::findOcpLogPage(lid) : nullptr;
     return ocp != nullptr && facts.ocpSmart() != nullptr ? &ocp->page : row;
 }
 

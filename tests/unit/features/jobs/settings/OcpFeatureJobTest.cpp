@@ -121,7 +121,10 @@ TEST(OcpFeatureJob, ADriveThatDoesNotListLogC4hIsNotAskedForItAfterARefusedSet) 
 
 TEST(OcpFeatureJob, APowerStateThatTheDriveRefusesIsAnsweredWithThoseItTakes) {
     const DriveBytes listed = DriveBytes(4096)
-                                  .put(16, {0x80 | 25, 0x80 | 15, 12, 0x80 | 10})
+                                  .byte(16 + 25, 0x80)  // 25 watts are power state 0
+                                  .byte(16 + 15, 0x81)
+                                  .byte(16 + 12, 0x01)  // not valid
+                                  .byte(16 + 10, 0x82)
                                   .put(4080, {0x97, 0x42, 0x05, 0x0D, 0xD1, 0xE1, 0xC9, 0x98, 0x5D, 0x49, 0x58, 0x4B,
                                               0x91, 0x3C, 0x05, 0xB7});
     DriveBytes another = listed;
@@ -132,7 +135,7 @@ TEST(OcpFeatureJob, APowerStateThatTheDriveRefusesIsAnsweredWithThoseItTakes) {
     } CASES[] = {
         {listed, REFUSAL + " It takes 25, 15 or 10 watts."},
         {another, REFUSAL},
-        {DriveBytes(listed).put(16, {25, 15, 0, 10}), REFUSAL},
+        {DriveBytes(listed).byte(16 + 25, 0).byte(16 + 15, 1).byte(16 + 10, 2), REFUSAL},
     };
     for (const auto& c : CASES) {
         FakeDrive drive;

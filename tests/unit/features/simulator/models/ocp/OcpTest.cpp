@@ -222,7 +222,7 @@ TEST_F(OcpModelOfASimulatedDrive, OtherLogsHaveTheirLayout) {
     Bytes latency(512);
     const Bytes setting{1, 0, 0, 0, 1, 2, 1, 2, 3, 4, 0x33, 3, 20};
     std::copy(setting.begin(), setting.end(), latency.begin());
-    latency[436] = 0x55;
+    latency[448] = 0x55;
     latency[494] = 1;
     const Bytes latencyGuid{0x92, 0x7A, 0xC0, 0x8C, 0xD0, 0x84, 0x6C, 0x9C,
                             0x70, 0x43, 0xE6, 0xD4, 0x58, 0x5E, 0xD4, 0x85};
@@ -230,8 +230,13 @@ TEST_F(OcpModelOfASimulatedDrive, OtherLogsHaveTheirLayout) {
     EXPECT_EQ(log(0xC3, 512), latency);
 
     Bytes capabilities(4096);
-    const Bytes head{1, 0x80, 0, 0, 0, 0x80, 7, 0x80, 0, 0x80, 0, 0, 0, 0, 10, 0, 0x99, 0x8F, 0x8A};
+    // One port; Write Zeroes; Sanitize with Crypto Erase, Block Erase and Overwrite; Dataset Management with
+    // Deallocate.
+    const Bytes head{1, 0, 0, 0, 0x01, 0x80, 0x0F, 0x80, 0x03, 0x80, 0, 0, 0, 0, 10, 0};
     std::copy(head.begin(), head.end(), capabilities.begin());
+    capabilities[16 + 25] = 0x80;  // 25 watts are power state 0
+    capabilities[16 + 15] = 0x81;
+    capabilities[16 + 10] = 0x82;
     capabilities[4078] = 1;
     const Bytes capabilitiesGuid{0x97, 0x42, 0x05, 0x0D, 0xD1, 0xE1, 0xC9, 0x98,
                                  0x5D, 0x49, 0x58, 0x4B, 0x91, 0x3C, 0x05, 0xB7};
