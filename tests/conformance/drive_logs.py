@@ -140,15 +140,20 @@ class HealthScan(DriveLogsTestCase):
         script = ("mkdir small && mount -t tmpfs -o size=64k tmpfs small && "
                   '"$0" start -scan Logs -velkossd 0 DirectoryPath=small; status=$?; ls small/S1 >&2; exit $status')
         run = self.world.run("-c", script, TOOL, tool="/bin/sh")
-        reason = "Unable to write small/S1/log_07_telemetry_host_initiated.bin: No space left on device"
+        names = {"0x07": "log_07_telemetry_host_initiated",  # which is long; the last ones find the room taken
+                 "0xC1": "log_c1_ocp_error_recovery", "0xC2": "log_c2_ocp_firmware_activation_history",
+                 "0xC3": "log_c3_ocp_latency_monitor", "0xC4": "log_c4_ocp_device_capabilities",
+                 "0xC5": "log_c5_ocp_unsupported_requirements"}
+        reasons = {lid: f"Unable to write small/S1/{name}.bin: No space left on device" for lid, name in names.items()}
+        lines = "".join(f"   LID {lid} - Not read : {reason}\n" for lid, reason in reasons.items())
         files = run.stderr.split()
         self.assertEqual((run.status, run.stdout), (
             100, f"\n- Scan Results -\n\n  - Health Scan S1 -\n\n{IDENTITY}  Result : The scan could not be completed.\n"
             "  Result Code : 100" + HEALTH.format(device="Healthy", errors=0) +
             "\n    - Findings -\n\n    Scan : Not everything could be looked at.\n\n   - Logs -\n\n   Folder : small/S1\n"
-            f"   LID 0x07 - Not read : {reason}\n   Files : {len(files)}\n   Not completed : {reason}\n\n"))
+            f"{lines}   Files : {len(files)}\n   Not completed : {reasons['0x07']}\n\n"))
         self.assertNotIn("log_07_telemetry_host_initiated.bin", files)
-        self.assertLessEqual({"log_01_error_information.bin", "log_0d_persistent_event_log.bin"}, set(files))
+        self.assertLessEqual({"log_01_error_information.bin", "log_0d_persistent_event_log.bin", "log_81_sanitize_status.bin"}, set(files))
 
 
 class LongLogs(DriveLogsTestCase):

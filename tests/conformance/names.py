@@ -41,12 +41,28 @@ class Document(unittest.TestCase):
 class Names(SimulatedTestCase):
     def test_a_short_name_shows_what_the_identifier_shows(self):
         self.make_drive("velko", telemetry="yes", persistent_event_log="yes")
+        self.make_drive("ocp")
+        listed = self.tool("show", "-velkossd", "SIM-OCP-1", "-nvmelog", "list").stdout
         for lid, name, short in pages():
+            is_ocp = short.startswith("ocp-")
+            if is_ocp and f"LID {lid} : {name}" not in listed:
+                continue
             with self.subTest(short=short):
                 words = (short, name, *([lid] if lid != "0x00" else []))  # 0 selects all pages
                 runs = {(run.status, *run.stdout.splitlines()[:2]) for word in words
-                        for run in [self.tool("show", "-velkossd", "0", "-nvmelog", word)]}
+                        for run in [self.tool("show", "-velkossd", "SIM-OCP-1" if is_ocp else "SIM-VELKO-1",
+                                              "-nvmelog", word)]}
                 self.assertEqual(len(runs), 1)
+                if is_ocp:
+                    self.assertEqual(runs.pop(), (0, "", f"- {name} SIM-OCP-1 -"))
+
+    def test_a_page_of_ocp_that_is_named_and_not_offered_is_not_asked_for(self):
+        self.make_drive("ocp")
+        run = self.tool("show", "-velkossd", "0", "-nvmelog", "ocp-strings")
+        self.assertEqual((run.status, run.stdout.splitlines()[-1]),
+                         (3, "Status : The selected drive does not support this feature. Drive SIM-OCP-1 "
+                             "(/opt/velko/nimbrel/SimulatedDrives/ocp/dev/ocp) does not offer log page 0xC9 (OCP "
+                             "Telemetry String Log)."))
         run = self.tool("show", "-velkossd", "0", "-nvmelog", "smart")
         self.assertEqual((run.status, run.stdout.splitlines()[1]), (0, "- SMART / Health Information SIM-VELKO-1 -"))
         refused = self.tool("show", "-velkossd", "0", "-nvmelog", "smarter")

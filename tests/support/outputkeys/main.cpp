@@ -142,15 +142,14 @@ int main() {
     printAttributes("Health Sensors", nvme::healthMetrics(log), "");
     printAttributes("Health Sensors", nvme::ocpHealthMetrics(log), "the drive does not support OCP's log page C0h");
     printAttributes("Performance Metrics", nvme::performanceMetrics(log), "");
-    printAmongAttributes("SMART Attributes", nvme::healthLogStructures(), "OCP SMART / Health Information Extended",
-                         true);
+    printAmongAttributes("SMART Attributes", nvme::ocpLogStructures(), "OCP SMART / Health Information Extended", true);
     printAmongAttributes("SMART Attributes", nvme::velkoLogStructures(), "VELKO Extended SMART", false);
     printAmongAttributes("Health Sensors", nvme::velkoLogStructures(), "VELKO Extended SMART", false,
                          jobs::VELKO_HEALTH_BYTES);
-    for (const auto& structures :
-         {nvme::identifyStructures(), nvme::healthLogStructures(), nvme::historyLogStructures(),
-          nvme::listLogStructures(), nvme::featureStructures(), nvme::velkoFeatureStructures(),
-          nvme::velkoLogStructures(), parsers::eventHeaderStructures(), parsers::eventStructures()})
+    for (const auto& structures : {nvme::identifyStructures(), nvme::healthLogStructures(),
+                                   nvme::historyLogStructures(), nvme::listLogStructures(), nvme::featureStructures(),
+                                   nvme::velkoFeatureStructures(), nvme::velkoLogStructures(), nvme::ocpLogStructures(),
+                                   parsers::eventHeaderStructures(), parsers::eventStructures()})
         printStructures(structures);
     return 0;
 }
