@@ -12,9 +12,8 @@
 #include "CLI/ToolInformation.h"
 #include "CLI/cli_system/Settings.h"
 #include "CLI/velkossd/CommandCatalogue.h"
-#include "features/jobs/logs/LogPageNames.h"
 #include "features/nvme/LogPages.h"
-#include "features/nvme/Opcodes.h"
+#include "features/nvme/OcpLogPages.h"
 #include "features/nvme/VelkoLogPages.h"
 #include "ostrel/core/Attribute.h"
 #include "ostrel/interfaces/cli/cliframework/CandidateCommand.h"
@@ -96,7 +95,8 @@ std::string logPages() {
     };
     for (const auto* row = features::nvme::logPagesBegin(); row != features::nvme::logPagesEnd(); ++row)
         add(row->lid, row->name, row->shortName);
-    add(features::nvme::LID_OCP_SMART, features::jobs::OCP_SMART_NAME, features::jobs::OCP_SMART_SHORT_NAME);
+    for (const auto* row = features::nvme::ocpLogPagesBegin(); row != features::nvme::ocpLogPagesEnd(); ++row)
+        add(row->page.lid, row->page.name, row->page.shortName);
     for (const auto* row = features::nvme::velkoLogPagesBegin(); row != features::nvme::velkoLogPagesEnd(); ++row)
         add(row->lid, row->name, row->shortName);
     return joined(items);
