@@ -59,13 +59,13 @@ class Names(SimulatedTestCase):
     def test_a_page_of_ocp_that_is_named_and_not_offered_is_not_asked_for(self):
         self.make_drive("ocp")
         run = self.tool("show", "-velkossd", "0", "-nvmelog", "ocp-strings")
-        self.assertEqual((run.status, run.stdout.splitlines()[-1]),
+        self.assertEqual((run.status, run.stdout.splitlines()[-2]),
                          (3, "Status : The selected drive does not support this feature. Drive SIM-OCP-1 "
                              "(/opt/velko/nimbrel/SimulatedDrives/ocp/dev/ocp) does not offer log page 0xC9 (OCP "
                              "Telemetry String Log)."))
-        run = self.tool("show", "-velkossd", "0", "-nvmelog", "smart")
+        run = self.tool("show", "-velkossd", "SIM-VELKO-1", "-nvmelog", "smart")
         self.assertEqual((run.status, run.stdout.splitlines()[1]), (0, "- SMART / Health Information SIM-VELKO-1 -"))
-        refused = self.tool("show", "-velkossd", "0", "-nvmelog", "smarter")
+        refused = self.tool("show", "-velkossd", "SIM-VELKO-1", "-nvmelog", "smarter")
         self.assertEqual((refused.status, refused.stdout),
                          (3, "Error: Invalid log name specified. There is no log page 'smarter'; 'list' shows those of "
                              "a drive.\n"))

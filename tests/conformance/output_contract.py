@@ -38,7 +38,12 @@ NOT_SEEN = {
         "Namespace Write Protection Config", "Predictable Latency Event Aggregate",
         "Predictable Latency Event Aggregate > NVM Sets", "Predictable Latency Mode Config",
         "Predictable Latency Mode Window", "Predictable Latency Per NVM Set", "Read Recovery Level Config",
-        "Reservation Notification", "Reservation Notification Mask", "Reservation Persistence"),
+        "OCP Hardware Component", "OCP Hardware Component > Component *", "OCP TCG Configuration",
+        "OCP Telemetry String Log", "OCP Telemetry String Log > Events", "OCP Telemetry String Log > Statistics",
+        "OCP Telemetry String Log > Vendor Unique Events", "Reservation Notification", "Reservation Notification Mask",
+        "Reservation Persistence"),
+    "the walk looks at a drive without entries; the layouts of tests/unit/features/nvme show it": (
+        "OCP Firmware Activation History > Entry *",),
     "no command of the walk shows this feature; the layouts of tests/unit/features/nvme show it": (
         "Autonomous Power State Transition > Power State *", "Clear PCIe Correctable Error Counters", "Feature 0x*",
         "Host Behavior Support", "Host Identifier", "Latency Monitor", "Quick Format", "Reset CRC", "Sanitize Config",
@@ -55,6 +60,34 @@ NOT_SEEN = {
 # Keys of many objects that no golden file may show for each of them.
 OPTIONAL = ("Status", "Not read", "SerialNumber", "DevicePath", "NSID - Namespace Identifier", "Data", "Offset 0x*")
 OF_GET_FEATURE = ("FID - Feature Identifier", "SEL - Select", "Dword 0")
+# What log page C0h has since OCP 2.5, which no simulated drive follows; the layouts of tests/unit/features/nvme show it.
+OCP_SMART_OF_2_5 = (
+    ("NCEV", "NVM Command Set Errata Version"),
+    ("NPEV", "NVMe over PCIe Errata Version"),
+    ("NMEV", "NVMe-MI Errata Version"),
+    ("LPFR", "Lowest Permitted Firmware Revision"),
+    ("TMD", "Total Media Dies"),
+    ("TDFT", "Total Die Failure Tolerance"),
+    ("MDO", "Media Dies Offline"),
+    ("MXTR", "Maximum Temperature Recorded"),
+    ("FFAC", "Form Factor"),
+    ("NAEC", "NAND Average Erase Count"),
+    ("CTOC", "Command Timeouts"),
+    ("SAPFR", "System Area Program Fail Count - Raw Count"),
+    ("SAPFN", "System Area Program Fail Count - Normalized Value"),
+    ("SAURR", "System Area Uncorrectable Read Count - Raw Count"),
+    ("SAURN", "System Area Uncorrectable Read Count - Normalized Value"),
+    ("SAEFR", "System Area Erase Fail Count - Raw Count"),
+    ("SAEFN", "System Area Erase Fail Count - Normalized Value"),
+    ("MPPC", "Maximum Peak Power Capability"),
+    ("CMAP", "Current Maximum Average Power"),
+    ("LPC", "Lifetime Power Consumed"),
+    ("DFR", "DSSD Firmware Revision"),
+    ("DFBU", "DSSD Firmware Build UUID"),
+    ("DFBL", "DSSD Firmware Build Label"),
+    ("DIUR", "Dies In Use Bad NAND Block - Raw Count"),
+    ("DIUN", "Dies In Use Bad NAND Block - Normalized Value"),
+)
 KEYS_NOT_SEEN = {
     "Velko SSD": ("PCIAddress", "PCISlot", "PCILinkSpeed", "PCILinkSpeedMaximum", "PCILinkWidth", "PCILinkWidthMaximum",
                   "Bootloader", "ProductFamily"),  # a simulated drive sits nowhere
@@ -69,6 +102,12 @@ KEYS_NOT_SEEN = {
     "Autonomous Power State Transition": ("Power State *",),
     "Device Self-test": ("Result *",),  # the walk looks at a drive without results
     "Drive Self-Test Result *": ("Segment Number - First segment that failed",),
+    "OCP Error Recovery": ("PCNT - Panic Count", *(f"PPID{i} - Previous Panic ID N-{i}" for i in range(1, 5))),
+    "OCP Firmware Activation History": ("Entry *",),
+    "OCP Latency Monitor": ("DTLS - Latency Monitor Debug Telemetry Log Size",),
+    "OCP SMART / Health Information Extended": tuple(f"{name} - {meaning}" for name, meaning in OCP_SMART_OF_2_5),
+    "OCP Unsupported Requirements > Requirements": ("Entry *",),  # a simulated drive names none
+    "SMART Attributes": tuple(re.sub(r"[^A-Za-z0-9]", "", meaning) for _, meaning in OCP_SMART_OF_2_5),
     "Health Scan": ("* - Not read", "Left out", "Not completed", "Data Integrity Scan"),  # drive_logs and tests/vm show them
     "Health Scan > Logs": ("* - Not read", "Not completed"),
     "Health Scan > Read Scan - Namespace *": ("More Unreadable Ranges", "Ended", "Not completed"),
@@ -165,7 +204,9 @@ def heading_pattern(name, names):
     longer += [other[2:] for other in names if other.startswith("* ")]
     ahead = "".join(f"(?!{pattern(rest, '[^ ]+')} )" for rest in longer)
     if name.startswith("*"):
-        return f"^{pattern(name, '.+')} [^ ]+( [^ ]+)?$"
+        others = (other for other in names if other != name and re.fullmatch(pattern(name, ".+"), other))
+        ahead = "".join(f"(?!{pattern(other, '[^ ]+')} )" for other in others)
+        return f"^{ahead}{pattern(name, '.+')} [^ ]+( [^ ]+)?$"
     drive = f" {ahead}[^ ]+( [^ ]+)?"
     return f"^{pattern(name, '[^ ]+')}{f'({drive})?' if name in WITHOUT_DRIVE else drive}$"
 
