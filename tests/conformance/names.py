@@ -55,6 +55,12 @@ class Names(SimulatedTestCase):
                 self.assertEqual(len(runs), 1)
                 if is_ocp:
                     self.assertEqual(runs.pop(), (0, "", f"- {name} SIM-OCP-1 -"))
+        run = self.tool("show", "-velkossd", "SIM-VELKO-1", "-nvmelog", "smart")
+        self.assertEqual((run.status, run.stdout.splitlines()[1]), (0, "- SMART / Health Information SIM-VELKO-1 -"))
+        refused = self.tool("show", "-velkossd", "SIM-VELKO-1", "-nvmelog", "smarter")
+        self.assertEqual((refused.status, refused.stdout),
+                         (3, "Error: Invalid log name specified. There is no log page 'smarter'; 'list' shows those of "
+                             "a drive.\n"))
 
     def test_a_page_of_ocp_that_is_named_and_not_offered_is_not_asked_for(self):
         self.make_drive("ocp")
@@ -63,12 +69,6 @@ class Names(SimulatedTestCase):
                          (3, "Status : The selected drive does not support this feature. Drive SIM-OCP-1 "
                              "(/opt/velko/nimbrel/SimulatedDrives/ocp/dev/ocp) does not offer log page 0xC9 (OCP "
                              "Telemetry String Log)."))
-        run = self.tool("show", "-velkossd", "SIM-VELKO-1", "-nvmelog", "smart")
-        self.assertEqual((run.status, run.stdout.splitlines()[1]), (0, "- SMART / Health Information SIM-VELKO-1 -"))
-        refused = self.tool("show", "-velkossd", "SIM-VELKO-1", "-nvmelog", "smarter")
-        self.assertEqual((refused.status, refused.stdout),
-                         (3, "Error: Invalid log name specified. There is no log page 'smarter'; 'list' shows those of "
-                             "a drive.\n"))
 
     def test_digits_that_are_no_index_are_a_serial_number(self):
         self.make_drive("ocp", serial_number="77")
