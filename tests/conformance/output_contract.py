@@ -60,7 +60,7 @@ NOT_SEEN = {
 # Keys of many objects that no golden file may show for each of them.
 OPTIONAL = ("Status", "Not read", "SerialNumber", "DevicePath", "NSID - Namespace Identifier", "Data", "Offset 0x*")
 OF_GET_FEATURE = ("FID - Feature Identifier", "SEL - Select", "Dword 0")
-# What log page C0h has since OCP 2.5, which no simulated drive follows; the layouts of tests/unit/features/nvme show it.
+# What log page C0h has since OCP 2.5, which no simulated drive follows: layouts of tests/unit/features/nvme show it.
 OCP_SMART_OF_2_5 = (
     ("NCEV", "NVM Command Set Errata Version"),
     ("NPEV", "NVMe over PCIe Errata Version"),
