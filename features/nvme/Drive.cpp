@@ -74,20 +74,19 @@ std::string Drive::name() const {
     return serialNumber() + " (" + device_.getAttribute(attributes::device::devicePath()).getText() + ")";
 }
 
-Status Drive::send(const NvmeCommand& command, Answer& answer, const Payload& toController) {
+Result<Answer, CommandError> Drive::send(const NvmeCommand& command, const Payload& toController) {
     CommandResult result;
     lastCompletion_ = Completion();
     device_.sendCommand(command, result, toController);
-    if (failed(result.status)) return result.status;
+    RETURN_IF_FAILED(result.status);
     const auto* completion = dynamic_cast<const Completion*>(result.protocolResult.get());
     if (completion == nullptr) return noData(command);
-    answer.completion = lastCompletion_ = *completion;
-    answer.data = result.inputPayload;
-    if (!completion->isSuccess()) return refusal(command, *completion);
+    lastCompletion_ = *completion;
+    if (!completion->isSuccess()) return CommandError(refusal(command, *completion), *completion);
     // The caller that reads the data counts on its length.
-    if (command.transfer() == Transfer::FROM_CONTROLLER && answer.data.getSize() < command.dataLength)
+    if (command.transfer() == Transfer::FROM_CONTROLLER && result.inputPayload.getSize() < command.dataLength)
         return noData(command);
-    return Status();
+    return Answer{*completion, result.inputPayload};
 }
 
 Status Drive::refusal(const NvmeCommand& command, const Completion& completion) const {
@@ -105,50 +104,40 @@ Status Drive::noData(const NvmeCommand& command) const {
     return status;
 }
 
-Status Drive::identify(uint8_t cns, uint32_t nsid, uint16_t controllerId, Payload& data) {
+Result<Payload, CommandError> Drive::identify(uint8_t cns, uint32_t nsid, uint16_t controllerId) {
     NvmeCommand command(Queue::ADMIN, OPC_IDENTIFY, "Identify");
     command.nsid = nsid;
     command.cdw10 = cns | static_cast<uint32_t>(controllerId) << 16;
     command.dataLength = IDENTIFY_BYTES;
-    Answer answer;
-    Status status = send(command, answer);
-    if (succeeded(status)) data = answer.data;
-    return status;
+    TRY(const Answer answer, send(command));
+    return answer.data;
 }
 
-Status Drive::identifyController(const uint8_t*& data) {
+Result<const uint8_t*, CommandError> Drive::identifyController() {
     if (identifyController_.getSize() == 0) {
-        const Status status = identify(CNS_CONTROLLER, 0, 0, identifyController_);
-        if (failed(status)) return status;
+        TRY(identifyController_, identify(CNS_CONTROLLER, 0));
     }
-    data = identifyController_.getData();
-    return Status();
+    return identifyController_.getData();
 }
 
-Status Drive::supportedLogs(const Payload*& list) {
+Result<const Payload*, CommandError> Drive::supportedLogs() {
     if (!supportedLogs_) {
-        const uint8_t* identify = nullptr;
-        Status status = identifyController(identify);
-        if (failed(status)) return status;
-        Payload data;
+        TRY(const uint8_t* const identify, identifyController());
+        Result<Payload, CommandError> list;
         LogPageRequest request;
         request.lid = LID_SUPPORTED_LOGS;
         request.retainEvent = true;
-        if (ControllerCapabilities(identify).supportsSupportedLogs())
-            status = readLogPage(request, SUPPORTED_LOGS_BYTES, data);
-        if (failed(status) && lastCompletion_.isSuccess()) return status;  // a transport error
-        supportedLogs_ = data;
+        if (ControllerCapabilities(identify).supportsSupportedLogs()) list = readLogPage(request, SUPPORTED_LOGS_BYTES);
+        if (!list && list.error().completion.isSuccess()) return list.error();  // a transport error
+        supportedLogs_ = list ? *list : Payload();
     }
-    list = supportedLogs_->getSize() == 0 ? nullptr : &*supportedLogs_;
-    return Status();
+    return supportedLogs_->getSize() == 0 ? nullptr : &*supportedLogs_;
 }
 
-Status Drive::readListedLog(uint8_t lid, bool& hasList, bool& isListed) {
-    const Payload* list = nullptr;
-    const Status status = supportedLogs(list);
-    hasList = list != nullptr;
-    isListed = hasList && bit(le32(list->getData() + size_t{4} * lid), 0);
-    return status;
+Result<std::optional<bool>, CommandError> Drive::isLogListed(uint8_t lid) {
+    TRY(const Payload* const list, supportedLogs());
+    if (list == nullptr) return std::nullopt;
+    return bit(le32(list->getData() + size_t{4} * lid), 0);
 }
 
 void Drive::forgetIdentify() {
@@ -157,35 +146,30 @@ void Drive::forgetIdentify() {
     maxTransferBytes_ = 0;
 }
 
-Status Drive::maxTransferBytes(uint32_t& bytes) {
+Result<uint32_t, CommandError> Drive::maxTransferBytes() {
     if (maxTransferBytes_ == 0) {
-        const uint8_t* identify = nullptr;
-        const Status status = identifyController(identify);
-        if (failed(status)) return status;
+        TRY(const uint8_t* const identify, identifyController());
         const unsigned mdts = ControllerCapabilities(identify).mdts;
         maxTransferBytes_ = mdts == 0                                  ? UNLIMITED_TRANSFER_BYTES
                             : mdts >= 32                               ? MAX_TRANSFER_BYTES
                             : PAGE_BYTES >= MAX_TRANSFER_BYTES >> mdts ? MAX_TRANSFER_BYTES
                                                                        : PAGE_BYTES << mdts;
     }
-    bytes = maxTransferBytes_;
-    return Status();
+    return maxTransferBytes_;
 }
 
-Status Drive::sendHalvingPieces(uint32_t& pieceBytes, const std::function<Status(uint32_t)>& sendPiece) {
-    for (;;) {
-        const Status status = sendPiece(pieceBytes);
-        // The system takes less at a time than the controller; nothing was sent.
-        if (!isTooMuchAtOnce(status) || pieceBytes <= PAGE_BYTES) return status;
-        pieceBytes = std::max(PAGE_BYTES, pieceBytes / 2 / PAGE_BYTES * PAGE_BYTES);
-        maxTransferBytes_ = pieceBytes;
-    }
+/// The system takes less at a time than the controller.
+bool Drive::halve(uint32_t& pieceBytes) {
+    if (pieceBytes <= PAGE_BYTES) return false;
+    pieceBytes = std::max(PAGE_BYTES, pieceBytes / 2 / PAGE_BYTES * PAGE_BYTES);
+    maxTransferBytes_ = pieceBytes;
+    return true;
 }
 
-Status Drive::readLogPage(const LogPageRequest& request, uint64_t length, Payload& data) {
+Result<Payload, CommandError> Drive::readLogPage(const LogPageRequest& request, uint64_t length) {
     Payload whole;
     uint64_t done = 0;
-    const Status status = readLogPieces(request, length, [&](const Payload& piece, uint32_t bytes) {
+    RETURN_IF_FAILED(readLogPieces(request, length, [&](const Payload& piece, uint32_t bytes) {
         if (bytes == length) {  // one piece is the whole: no copy
             whole = piece;
             return Status();
@@ -195,43 +179,38 @@ Status Drive::readLogPage(const LogPageRequest& request, uint64_t length, Payloa
         std::memcpy(whole.getData() + done, piece.getData(), bytes);
         done += bytes;
         return Status();
-    });
-    if (succeeded(status)) data = whole;
-    return status;
+    }));
+    return whole;
 }
 
-Status Drive::readLogPieces(const LogPageRequest& request, uint64_t length, const TakePiece& take) {
+Result<void, CommandError> Drive::readLogPieces(const LogPageRequest& request, uint64_t length, const TakePiece& take) {
     if (length == 0 || !isWholeDwords(length) || !isWholeDwords(request.offset) ||
         std::max(request.lsp, request.lspOfFurtherPieces) > MAX_LOG_SPECIFIC_FIELD)
         return statuses::requestOutOfBounds();
-    LogPieces pieces;
-    Status status = logPieces(request, length, pieces);
-    for (uint64_t done = 0; succeeded(status) && done < length;) {
-        Answer answer;
+    TRY(LogPieces pieces, logPieces(request, length));
+    for (uint64_t done = 0; done < length;) {
         uint32_t bytes = 0;
-        status = sendHalvingPieces(pieces.bytes, [&](uint32_t most) {
+        const auto sendPiece = [&](uint32_t most) -> Result<Answer, CommandError> {
             bytes = static_cast<uint32_t>(std::min<uint64_t>(most, length - done));
             if (bytes < length && !pieces.mayBeSeveral) return noExtendedData();
             const uint8_t lsp = done == 0 ? request.lsp : request.lspOfFurtherPieces;
-            return send(logPageCommand(request, lsp, request.offset + done, bytes), answer);
-        });
-        if (succeeded(status)) status = take(answer.data, bytes);
+            return send(logPageCommand(request, lsp, request.offset + done, bytes));
+        };
+        TRY(const Answer answer, sendHalvingPieces(pieces.bytes, sendPiece));
+        RETURN_IF_FAILED(take(answer.data, bytes));
         done += bytes;
     }
-    return status;
+    return {};
 }
 
-Status Drive::logPieces(const LogPageRequest& request, uint64_t length, LogPieces& pieces) {
-    pieces = {PAGE_BYTES, true};
+Result<Drive::LogPieces, CommandError> Drive::logPieces(const LogPageRequest& request, uint64_t length) {
     // From the start and up to a page, every controller takes it, and need not be asked for its limits.
-    if (request.offset == 0 && length <= PAGE_BYTES) return Status();
-    const uint8_t* identify = nullptr;
-    Status status = identifyController(identify);
-    if (succeeded(status)) status = maxTransferBytes(pieces.bytes);
-    if (failed(status)) return status;
-    if (ControllerCapabilities(identify).supportsExtendedLogData()) return Status();
-    pieces = {std::min(pieces.bytes, MAX_PLAIN_LOG_BYTES), false};
-    return request.offset == 0 ? Status() : noExtendedData();
+    if (request.offset == 0 && length <= PAGE_BYTES) return LogPieces{PAGE_BYTES, true};
+    TRY(const uint8_t* const identify, identifyController());
+    TRY(const uint32_t most, maxTransferBytes());
+    if (ControllerCapabilities(identify).supportsExtendedLogData()) return LogPieces{most, true};
+    if (request.offset != 0) return noExtendedData();
+    return LogPieces{std::min(most, MAX_PLAIN_LOG_BYTES), false};
 }
 
 Status Drive::noExtendedData() const {
@@ -240,19 +219,19 @@ Status Drive::noExtendedData() const {
     return status;
 }
 
-Status Drive::getFeature(const FeatureRequest& request, Select select, Answer& answer) {
+Result<Answer, CommandError> Drive::getFeature(const FeatureRequest& request, Select select) {
     NvmeCommand command = featureCommand(request, OPC_GET_FEATURES, "Get Features");
     command.cdw10 |= static_cast<uint32_t>(select) << 8;
     // Capabilities are returned in dword 0 alone.
     if (select == Select::CAPABILITIES) command.dataLength = 0;
-    return send(command, answer);
+    return send(command);
 }
 
-Status Drive::setFeature(const FeatureRequest& request, bool save, const Payload& data, Answer& answer) {
+Result<Answer, CommandError> Drive::setFeature(const FeatureRequest& request, bool save, const Payload& data) {
     NvmeCommand command = featureCommand(request, OPC_SET_FEATURES, "Set Features");
     command.cdw10 |= static_cast<uint32_t>(save) << 31;
     command.dataLength = data.getSize();
-    return send(command, answer, data);
+    return send(command, data);
 }
 
 }  // namespace features::nvme

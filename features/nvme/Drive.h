@@ -4,7 +4,10 @@
 #include <functional>
 #include <optional>
 #include <string>
+#include <utility>
 
+#include "features/errors/Result.h"
+#include "features/nvme/CommandError.h"
 #include "features/nvme/Completion.h"
 #include "features/nvme/NvmeCommand.h"
 #include "ostrel/core/Device.h"
@@ -54,9 +57,9 @@ bool isTooMuchAtOnce(const ostrel::core::Status& status);
 ///
 /// Ownership: the device must outlive it.
 /// Errors:    a transport error is reported by the transport's own status. A refusal by the drive is 0/25; its
-///            message names meaning, status code type and status code, opcode and drive, and the completion in the
-///            answer shows which it was. Less data than was asked for is 10/33. Numbers that do not fit a field
-///            are 0/14, and nothing is sent.
+///            message names meaning, status code type and status code, opcode and drive, and the error's completion
+///            shows which it was. Less data than was asked for is 10/33. Numbers that do not fit a field are 0/14, and
+///            nothing is sent.
 /// Threads:   one at a time per object; different devices side by side.
 class Drive {
 public:
@@ -69,42 +72,65 @@ public:
     std::string name() const;
 
     /// Sends one command. `toController` goes with commands that write data.
-    ostrel::core::Status send(const NvmeCommand& command, Answer& answer,
-                              const ostrel::core::Payload& toController = {});
-
-    /// The completion of the last command; all zero after a transport error. It shows why an operation was refused that
-    /// returns a status alone.
-    const Completion& lastCompletion() const { return lastCompletion_; }
+    Result<Answer, CommandError> send(const NvmeCommand& command, const ostrel::core::Payload& toController = {});
 
     /// 4,096 bytes.
-    ostrel::core::Status identify(uint8_t cns, uint32_t nsid, uint16_t controllerId, ostrel::core::Payload& data);
+    Result<ostrel::core::Payload, CommandError> identify(uint8_t cns, uint32_t nsid, uint16_t controllerId = 0);
     /// The Identify Controller structure: 4,096 bytes, asked once. The bytes belong to the drive object.
-    ostrel::core::Status identifyController(const uint8_t*& data);
+    Result<const uint8_t*, CommandError> identifyController();
 
     /// Log page 00h, which lists the others: 1,024 bytes, asked once; null on a controller that does not offer it or
     /// refuses it. The bytes belong to the drive object.
-    ostrel::core::Status supportedLogs(const ostrel::core::Payload*& list);
-    /// What the list says of a log page.
-    ostrel::core::Status readListedLog(uint8_t lid, bool& hasList, bool& isListed);
+    Result<const ostrel::core::Payload*, CommandError> supportedLogs();
+    /// Whether the list has a log page; empty where there is no list.
+    Result<std::optional<bool>, CommandError> isLogListed(uint8_t lid);
     /// `length` bytes of a log page, in the largest pieces that the controller and the system take. 10/34 when it would
     /// take an offset that the controller does not support.
-    ostrel::core::Status readLogPage(const LogPageRequest& request, uint64_t length, ostrel::core::Payload& data);
+    Result<ostrel::core::Payload, CommandError> readLogPage(const LogPageRequest& request, uint64_t length);
     /// The same for a page that is too large to be held twice: each piece is handed to `take` when it comes, in order;
     /// `bytes` of it count. What `take` returns, other than a success, ends the reading.
     using TakePiece = std::function<ostrel::core::Status(const ostrel::core::Payload& piece, uint32_t bytes)>;
-    ostrel::core::Status readLogPieces(const LogPageRequest& request, uint64_t length, const TakePiece& take);
+    Result<void, CommandError> readLogPieces(const LogPageRequest& request, uint64_t length, const TakePiece& take);
 
-    ostrel::core::Status getFeature(const FeatureRequest& request, Select select, Answer& answer);
-    ostrel::core::Status setFeature(const FeatureRequest& request, bool save, const ostrel::core::Payload& data,
-                                    Answer& answer);
+    Result<Answer, CommandError> getFeature(const FeatureRequest& request, Select select);
+    Result<Answer, CommandError> setFeature(const FeatureRequest& request, bool save,
+                                            const ostrel::core::Payload& data = {});
 
     /// The most bytes one command may carry, by MDTS; 256 KiB where the controller sets no limit, and never more than
     /// 1 MiB. Shrinks when the system was seen to take less.
-    ostrel::core::Status maxTransferBytes(uint32_t& bytes);
-    /// Calls `sendPiece` with the most bytes that it may send, and again with half of that as long as it returns a
-    /// status that isTooMuchAtOnce().
-    ostrel::core::Status sendHalvingPieces(uint32_t& pieceBytes,
-                                           const std::function<ostrel::core::Status(uint32_t)>& sendPiece);
+    Result<uint32_t, CommandError> maxTransferBytes();
+    /// Calls `sendPiece` with the most bytes that it may send, and again with half of that as long as its error
+    /// isTooMuchAtOnce(). Returns what the last call returned; `pieceBytes` is what that one might send.
+    template <typename SendPiece>
+    auto sendHalvingPieces(uint32_t& pieceBytes, const SendPiece& sendPiece) {
+        for (;;) {
+            auto sent = sendPiece(pieceBytes);
+            if (sent || !isTooMuchAtOnce(sent.error()) || !halve(pieceBytes)) return sent;
+        }
+    }
+
+    // Of jobs that ask afterwards what the last command answered, and whose results leave through their parameters.
+    const Completion& lastCompletion() const { return lastCompletion_; }
+    ostrel::core::Status send(const NvmeCommand& command, Answer& answer,
+                              const ostrel::core::Payload& toController = {}) {
+        return moveTo(answer, send(command, toController));
+    }
+    ostrel::core::Status identify(uint8_t cns, uint32_t nsid, uint16_t controllerId, ostrel::core::Payload& data) {
+        return moveTo(data, identify(cns, nsid, controllerId));
+    }
+    ostrel::core::Status identifyController(const uint8_t*& data) { return moveTo(data, identifyController()); }
+    ostrel::core::Status readLogPage(const LogPageRequest& request, uint64_t length, ostrel::core::Payload& data) {
+        return moveTo(data, readLogPage(request, length));
+    }
+    ostrel::core::Status getFeature(const FeatureRequest& request, Select select, Answer& answer) {
+        return moveTo(answer, getFeature(request, select));
+    }
+    ostrel::core::Status setFeature(const FeatureRequest& request, bool save, const ostrel::core::Payload& data,
+                                    Answer& answer) {
+        return moveTo(answer, setFeature(request, save, data));
+    }
+    ostrel::core::Status maxTransferBytes(uint32_t& bytes) { return moveTo(bytes, maxTransferBytes()); }
+
     /// After a command that changes what Identify says.
     void forgetIdentify();
 
@@ -114,7 +140,9 @@ private:
         uint32_t bytes;
         bool mayBeSeveral;
     };
-    ostrel::core::Status logPieces(const LogPageRequest& request, uint64_t length, LogPieces& pieces);
+    Result<LogPieces, CommandError> logPieces(const LogPageRequest& request, uint64_t length);
+    /// False for pieces that are as small as they get.
+    bool halve(uint32_t& pieceBytes);
     ostrel::core::Status refusal(const NvmeCommand& command, const Completion& completion) const;
     ostrel::core::Status noData(const NvmeCommand& command) const;
     ostrel::core::Status noExtendedData() const;

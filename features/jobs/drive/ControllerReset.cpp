@@ -24,16 +24,13 @@ Status resetController(nvme::Drive& drive) {
     const Status unsupported = statuses::featureNotSupported();
     if (status.is(unsupported.getCategory(), unsupported.getCode())) return status;
     drive.forgetIdentify();
-    const uint8_t* identify = nullptr;
-    if (succeeded(status)) status = drive.identifyController(identify);
+    if (succeeded(status)) status = statusOf(drive.identifyController());
     return succeeded(status) ? status : withDetails(statuses::nvmeResetFailed(), status.getMessage());
 }
 
-Status runningFirmware(nvme::Drive& drive, std::string& revision) {
-    const uint8_t* identify = nullptr;
-    const Status status = drive.identifyController(identify);
-    if (succeeded(status)) revision = nvme::shownText(identify + OFFSET_FIRMWARE_REVISION, FIRMWARE_REVISION_BYTES);
-    return status;
+Result<std::string> runningFirmware(nvme::Drive& drive) {
+    TRY(const uint8_t* const identify, drive.identifyController());
+    return nvme::shownText(identify + OFFSET_FIRMWARE_REVISION, FIRMWARE_REVISION_BYTES);
 }
 
 }  // namespace features::jobs

@@ -11,6 +11,6 @@ namespace features::jobs {
 ostrel::core::Status resetController(nvme::Drive& drive);
 
 /// The revision of the firmware that runs, as Identify Controller has it.
-ostrel::core::Status runningFirmware(nvme::Drive& drive, std::string& revision);
+Result<std::string> runningFirmware(nvme::Drive& drive);
 
 }  // namespace features::jobs

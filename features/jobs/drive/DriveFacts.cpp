@@ -18,9 +18,11 @@ constexpr uint32_t LOG_BYTES = 512;
 
 }  // namespace
 
-bool DriveFacts::accept(const Status& status) {
-    if (failed(status) && !isRefusal(status)) failure_ = status;
-    return succeeded(status);
+template <typename T, typename E>
+std::optional<T> DriveFacts::accept(Result<T, E>&& result) {
+    if (result) return *std::move(result);
+    if (!isRefusal(result.error())) failure_ = result.error();
+    return std::nullopt;
 }
 
 const uint8_t* DriveFacts::bytesOf(const Part& part) const {
@@ -28,9 +30,7 @@ const uint8_t* DriveFacts::bytesOf(const Part& part) const {
 }
 
 const uint8_t* DriveFacts::identifyController() {
-    const uint8_t* data = nullptr;
-    if (mayAsk()) (void)accept(drive_.identifyController(data));  // what failed is kept in failure_
-    return data;
+    return mayAsk() ? accept(drive_.identifyController()).value_or(nullptr) : nullptr;
 }
 
 const nvme::ControllerCapabilities* DriveFacts::controller() {
@@ -42,18 +42,12 @@ const nvme::ControllerCapabilities* DriveFacts::controller() {
 }
 
 const std::vector<HostNamespace>* DriveFacts::hostNamespaces() {
-    if (!host_ && mayAsk()) {
-        std::vector<HostNamespace> found;
-        if (accept(readHostNamespaces(drive_, found))) host_ = std::move(found);
-    }
+    if (!host_ && mayAsk()) host_ = accept(readHostNamespaces(drive_));
     return host_ ? &*host_ : nullptr;
 }
 
 const transport::HostLocation* DriveFacts::location() {
-    if (!location_ && mayAsk()) {
-        transport::HostLocation found;
-        if (accept(readHostLocation(drive_, found))) location_ = std::move(found);
-    }
+    if (!location_ && mayAsk()) location_ = accept(readHostLocation(drive_));
     return location_ ? &*location_ : nullptr;
 }
 
@@ -70,9 +64,8 @@ const uint8_t* DriveFacts::identifyNamespace() {
     if (!identifyNamespace_) {
         const HostNamespace* host = hostNamespace();
         identifyNamespace_.emplace();
-        if (host != nullptr && mayAsk()) {
-            (void)accept(drive_.identify(nvme::CNS_NAMESPACE, host->nsid, 0, *identifyNamespace_));
-        }
+        if (host != nullptr && mayAsk())
+            identifyNamespace_ = accept(drive_.identify(nvme::CNS_NAMESPACE, host->nsid)).value_or(Payload());
     }
     return bytesOf(identifyNamespace_);
 }
@@ -85,26 +78,28 @@ const nvme::NamespaceProperties* DriveFacts::namespaceProperties() {
     return namespaceProperties_ ? &*namespaceProperties_ : nullptr;
 }
 
-const uint8_t* DriveFacts::logPage(Part& part, uint8_t lid, Status* refusal) {
+const uint8_t* DriveFacts::logPage(Part& part, uint8_t lid) {
     if (!part) {
         part.emplace();
-        const Status status = mayAsk() ? readLog(drive_, lid, LOG_BYTES, *part) : Status();
-        (void)accept(status);
-        if (refusal != nullptr && isRefusal(status)) *refusal = status;
+        if (mayAsk()) part = accept(readLog(drive_, lid, LOG_BYTES)).value_or(Payload());
     }
     return bytesOf(part);
 }
 
 const uint8_t* DriveFacts::smart() {
-    if (smart_) return bytesOf(smart_);
-    const uint8_t* data = logPage(smart_, nvme::LID_SMART_HEALTH, &smartRefusal_);
-    isSmartMissing_ = isRefusal(smartRefusal_) && isMissingLog(drive_.lastCompletion());
-    return data;
+    if (!smart_) {
+        smart_.emplace();
+        auto log = mayAsk() ? readSmartLog(drive_) : Payload();
+        if (!log && isRefusal(log.error())) smartRefusal_ = log.error();
+        smart_ = accept(std::move(log)).value_or(Payload());
+    }
+    return bytesOf(smart_);
 }
 
 Status DriveFacts::smartRefusal() {
     (void)smart();  // a transport error is in failure()
-    return isSmartMissing_ && mayLackSmart() ? Status() : smartRefusal_;
+    if (!smartRefusal_ || (isMissingLog(*smartRefusal_) && mayLackSmart())) return Status();
+    return smartRefusal_->status;
 }
 
 bool DriveFacts::mayLackSmart() {
@@ -124,7 +119,7 @@ const uint8_t* DriveFacts::firmwareSlots() {
 const uint8_t* DriveFacts::ocpSmart() {
     if (!ocpSmart_) {
         ocpSmart_.emplace();
-        if (mayAsk()) (void)accept(readOcpSmartLog(drive_, OcpGrounds::OFFERED, *ocpSmart_));
+        if (mayAsk()) ocpSmart_ = accept(readOcpSmartLog(drive_, OcpGrounds::OFFERED)).value_or(Payload());
     }
     return bytesOf(ocpSmart_);
 }

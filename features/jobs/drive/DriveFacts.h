@@ -3,6 +3,8 @@
 #include <cstdint>
 #include <optional>
 
+#include "features/errors/Result.h"
+#include "features/nvme/CommandError.h"
 #include "features/nvme/ControllerCapabilities.h"
 #include "features/nvme/Drive.h"
 #include "features/nvme/NamespaceProperties.h"
@@ -48,13 +50,14 @@ private:
     /// A structure that was asked for: empty when the drive does not support it.
     using Part = std::optional<ostrel::core::Payload>;
 
-    const uint8_t* logPage(Part& part, uint8_t lid, ostrel::core::Status* refusal = nullptr);
+    const uint8_t* logPage(Part& part, uint8_t lid);
     /// A discovery or administrative controller need not have the log.
     bool mayLackSmart();
     const uint8_t* bytesOf(const Part& part) const;
     bool mayAsk() const { return succeeded(failure_); }
-    /// Keeps a transport error; true for a success.
-    bool accept(const ostrel::core::Status& status);
+    /// The result, or nothing; a transport error is kept.
+    template <typename T, typename E>
+    std::optional<T> accept(Result<T, E>&& result);
 
     nvme::Drive& drive_;
     ostrel::core::Status failure_;
@@ -64,8 +67,7 @@ private:
     std::optional<transport::HostLocation> location_;
     Part identifyNamespace_;
     Part smart_;
-    ostrel::core::Status smartRefusal_;
-    bool isSmartMissing_ = false;
+    std::optional<nvme::CommandError> smartRefusal_;
     Part firmwareSlots_;
     Part ocpSmart_;
 };

@@ -12,18 +12,17 @@
 namespace features::jobs {
 
 using namespace ostrel::core;
+using nvme::CommandError;
 
-namespace {}  // namespace
-
-Status readLog(nvme::Drive& drive, uint8_t lid, uint32_t bytes, Payload& data) {
+Result<Payload, CommandError> readLog(nvme::Drive& drive, uint8_t lid, uint32_t bytes) {
     nvme::LogPageRequest request;
     request.lid = lid;
     request.retainEvent = true;
-    return drive.readLogPage(request, bytes, data);
+    return drive.readLogPage(request, bytes);
 }
 
-Status copyLog(nvme::Drive& drive, const nvme::LogPageRequest& page, uint64_t end, LogSink& log) {
-    if (page.offset >= end) return Status();
+Result<void, CommandError> copyLog(nvme::Drive& drive, const nvme::LogPageRequest& page, uint64_t end, LogSink& log) {
+    if (page.offset >= end) return {};
     uint64_t left = end - page.offset;
     ProgressLine line("Drive " + drive.name() + ", log page " + nvme::hexText(page.lid, 2));
     return drive.readLogPieces(page, (left + 3) / 4 * 4, [&](const Payload& piece, uint32_t bytes) {
@@ -38,18 +37,18 @@ bool isRefusal(const Status& status) {
     return status.is(CATEGORY_CORE, 25);
 }
 
-bool isMissingLog(const nvme::Completion& completion) {
-    return completion.is(nvme::SCT_GENERIC, nvme::SC_INVALID_FIELD) ||
-           completion.is(nvme::SCT_COMMAND_SPECIFIC, nvme::SC_INVALID_LOG_PAGE);
+bool isMissingLog(const CommandError& error) {
+    return isRefusal(error.status) && (error.completion.is(nvme::SCT_GENERIC, nvme::SC_INVALID_FIELD) ||
+                                       error.completion.is(nvme::SCT_COMMAND_SPECIFIC, nvme::SC_INVALID_LOG_PAGE));
 }
 
-Status missingLogAs(const Status& status, const nvme::Drive& drive, const Status& missing) {
-    if (!isRefusal(status) || !isMissingLog(drive.lastCompletion())) return status;
-    return withDetails(missing, status.getMessage());
+CommandError missingLogAs(const CommandError& error, const Status& missing) {
+    if (!isMissingLog(error)) return error;
+    return CommandError(withDetails(missing, error.status.getMessage()), error.completion);
 }
 
-Status readSmartLog(nvme::Drive& drive, Payload& data) {
-    return readLog(drive, nvme::LID_SMART_HEALTH, nvme::SMART_HEALTH_BYTES, data);
+Result<Payload, CommandError> readSmartLog(nvme::Drive& drive) {
+    return readLog(drive, nvme::LID_SMART_HEALTH, nvme::SMART_HEALTH_BYTES);
 }
 
 }  // namespace features::jobs

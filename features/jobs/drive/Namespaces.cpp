@@ -35,6 +35,15 @@ bool isThere(const Payload& data) {
     return nvme::NamespaceProperties(data.getData()).sizeBlocks != 0;
 }
 
+Result<transport::HostResult> askHost(nvme::Drive& drive, transport::HostRequest request) {
+    CommandResult result;
+    drive.device().sendCommand(transport::HostCommand(request), result);
+    RETURN_IF_FAILED(result.status);
+    const auto* host = dynamic_cast<const transport::HostResult*>(result.protocolResult.get());
+    if (host == nullptr) return statuses::deviceDataRetrievalFailed();
+    return *host;
+}
+
 }  // namespace
 
 std::optional<uint32_t> namedNamespace(nvme::Drive& drive) {
@@ -43,24 +52,14 @@ std::optional<uint32_t> namedNamespace(nvme::Drive& drive) {
     return static_cast<uint32_t>(named.getNumber());
 }
 
-Status readHostNamespaces(nvme::Drive& drive, std::vector<transport::HostNamespace>& namespaces) {
-    CommandResult result;
-    drive.device().sendCommand(transport::HostCommand(transport::HostRequest::NAMESPACES), result);
-    if (failed(result.status)) return result.status;
-    const auto* host = dynamic_cast<const transport::HostResult*>(result.protocolResult.get());
-    if (host == nullptr) return statuses::deviceDataRetrievalFailed();
-    namespaces = host->namespaces;
-    return Status();
+Result<std::vector<transport::HostNamespace>> readHostNamespaces(nvme::Drive& drive) {
+    TRY(const transport::HostResult host, askHost(drive, transport::HostRequest::NAMESPACES));
+    return host.namespaces;
 }
 
-Status readHostLocation(nvme::Drive& drive, transport::HostLocation& location) {
-    CommandResult result;
-    drive.device().sendCommand(transport::HostCommand(transport::HostRequest::LOCATION), result);
-    if (failed(result.status)) return result.status;
-    const auto* host = dynamic_cast<const transport::HostResult*>(result.protocolResult.get());
-    if (host == nullptr) return statuses::deviceDataRetrievalFailed();
-    location = host->location;
-    return Status();
+Result<transport::HostLocation> readHostLocation(nvme::Drive& drive) {
+    TRY(const transport::HostResult host, askHost(drive, transport::HostRequest::LOCATION));
+    return host.location;
 }
 
 Status rescan(nvme::Drive& drive) {
@@ -70,55 +69,48 @@ Status rescan(nvme::Drive& drive) {
 }
 
 /// The lists go on after the last entry of a full one.
-Status readNamespaceList(nvme::Drive& drive, uint8_t cns, std::vector<uint32_t>& namespaces) {
+Result<std::vector<uint32_t>> readNamespaceList(nvme::Drive& drive, uint8_t cns) {
     std::vector<uint32_t> all;
     for (bool more = true; more;) {
-        Payload data;
-        Status status = drive.identify(cns, all.empty() ? 0 : all.back(), 0, data);
-        if (failed(status)) return status;
+        TRY(const Payload data, drive.identify(cns, all.empty() ? 0 : all.back()));
         const std::vector<uint32_t> part = nvme::decodeNamespaceList(data);
         more = part.size() == MAX_NAMESPACES_IN_A_LIST;
         if (more && !all.empty() && part.back() <= all.back()) return damagedList(drive);
         all.insert(all.end(), part.begin(), part.end());
     }
-    namespaces = std::move(all);
-    return Status();
+    return all;
 }
 
-Status readControllerList(nvme::Drive& drive, uint8_t cns, uint32_t nsid, std::vector<uint16_t>& controllers) {
+Result<std::vector<uint16_t>> readControllerList(nvme::Drive& drive, uint8_t cns, uint32_t nsid) {
     std::vector<uint16_t> all;
     uint16_t first = 0;
     for (bool more = true; more;) {
-        Payload data;
-        Status status = drive.identify(cns, nsid, first, data);
-        if (failed(status)) return status;
+        TRY(const Payload data, drive.identify(cns, nsid, first));
         const std::vector<uint16_t> part = nvme::decodeControllerList(data);
         all.insert(all.end(), part.begin(), part.end());
         more = part.size() == MAX_CONTROLLERS_IN_A_LIST && part.back() != LAST_CONTROLLER;
         if (more && part.back() < first) return damagedList(drive);
         if (more) first = static_cast<uint16_t>(part.back() + 1);
     }
-    controllers = std::move(all);
-    return Status();
+    return all;
 }
 
-Status readAllNamespaces(nvme::Drive& drive, const nvme::ControllerCapabilities& controller,
-                         std::vector<uint32_t>& namespaces) {
+Result<std::vector<uint32_t>> readAllNamespaces(nvme::Drive& drive, const nvme::ControllerCapabilities& controller) {
     if (controller.supportsNamespaceManagement()) {
-        Status status = readNamespaceList(drive, nvme::CNS_ALLOCATED_NAMESPACES, namespaces);
+        auto allocated = readNamespaceList(drive, nvme::CNS_ALLOCATED_NAMESPACES);
         // A controller may claim namespace management without having it: then all namespaces are attached.
-        if (!isRefusal(status)) return status;
+        if (allocated || !isRefusal(allocated.error())) return allocated;
     }
-    return readNamespaceList(drive, nvme::CNS_ACTIVE_NAMESPACES, namespaces);
+    return readNamespaceList(drive, nvme::CNS_ACTIVE_NAMESPACES);
 }
 
-Status identifyAnyNamespace(nvme::Drive& drive, const nvme::ControllerCapabilities& controller, uint32_t nsid,
-                            Payload& data) {
-    Status status = drive.identify(nvme::CNS_NAMESPACE, nsid, 0, data);
-    if (succeeded(status) && !isThere(data) && controller.supportsNamespaceManagement())
-        status = drive.identify(nvme::CNS_ALLOCATED_NAMESPACE, nsid, 0, data);
-    if (failed(status)) return mapNvmeStatus(REFUSALS, statuses::nvmeCommandProblem, status, drive);
-    if (isThere(data)) return status;
+Result<Payload> identifyAnyNamespace(nvme::Drive& drive, const nvme::ControllerCapabilities& controller,
+                                     uint32_t nsid) {
+    auto data = drive.identify(nvme::CNS_NAMESPACE, nsid);
+    if (data && !isThere(*data) && controller.supportsNamespaceManagement())
+        data = drive.identify(nvme::CNS_ALLOCATED_NAMESPACE, nsid);
+    if (!data) return mapNvmeStatus(REFUSALS, statuses::nvmeCommandProblem, data.error());
+    if (isThere(*data)) return *data;
     return withDetails(statuses::invalidNamespaceId(),
                        "Drive " + drive.name() + " has no namespace " + std::to_string(nsid) + ".");
 }

@@ -4,6 +4,7 @@
 #include <optional>
 #include <vector>
 
+#include "features/errors/Result.h"
 #include "features/nvme/ControllerCapabilities.h"
 #include "features/nvme/Drive.h"
 #include "features/transport/HostCommand.h"
@@ -16,26 +17,24 @@ namespace features::jobs {
 std::optional<uint32_t> namedNamespace(nvme::Drive& drive);
 
 /// The namespaces that the host has of the drive, attached to this controller.
-ostrel::core::Status readHostNamespaces(nvme::Drive& drive, std::vector<transport::HostNamespace>& namespaces);
+Result<std::vector<transport::HostNamespace>> readHostNamespaces(nvme::Drive& drive);
 
 /// Where the drive's controller sits, and the system's names of its namespaces.
-ostrel::core::Status readHostLocation(nvme::Drive& drive, transport::HostLocation& location);
+Result<transport::HostLocation> readHostLocation(nvme::Drive& drive);
 
 /// Lets the host look again, after a command that changed namespaces or what is on them.
 ostrel::core::Status rescan(nvme::Drive& drive);
 
 /// The whole list of CNS 02h (attached) or 10h (allocated). 10/33 for a drive whose lists have no end.
-ostrel::core::Status readNamespaceList(nvme::Drive& drive, uint8_t cns, std::vector<uint32_t>& namespaces);
+Result<std::vector<uint32_t>> readNamespaceList(nvme::Drive& drive, uint8_t cns);
 /// The whole list of CNS 12h (of one namespace) or 13h (of the subsystem); the same.
-ostrel::core::Status readControllerList(nvme::Drive& drive, uint8_t cns, uint32_t nsid,
-                                        std::vector<uint16_t>& controllers);
+Result<std::vector<uint16_t>> readControllerList(nvme::Drive& drive, uint8_t cns, uint32_t nsid);
 
 /// All namespaces of the drive, those included that no controller has.
-ostrel::core::Status readAllNamespaces(nvme::Drive& drive, const nvme::ControllerCapabilities& controller,
-                                       std::vector<uint32_t>& namespaces);
+Result<std::vector<uint32_t>> readAllNamespaces(nvme::Drive& drive, const nvme::ControllerCapabilities& controller);
 /// Identify Namespace, 4,096 bytes, of a namespace that is attached to this controller, to another one, or to none.
 /// 10/80 when the drive does not have it.
-ostrel::core::Status identifyAnyNamespace(nvme::Drive& drive, const nvme::ControllerCapabilities& controller,
-                                          uint32_t nsid, ostrel::core::Payload& data);
+Result<ostrel::core::Payload> identifyAnyNamespace(nvme::Drive& drive, const nvme::ControllerCapabilities& controller,
+                                                   uint32_t nsid);
 
 }  // namespace features::jobs

@@ -17,49 +17,39 @@ namespace {
 enum class Offer : uint8_t { NONE, MADE, UNKNOWN };
 
 /// Whether the UUID List has OCP's UUID.
-Status readUuidOffer(nvme::Drive& drive, bool& isMade) {
-    const uint8_t* identify = nullptr;
-    Status status = drive.identifyController(identify);
-    if (failed(status) || !nvme::ControllerCapabilities(identify).supportsUuidList()) return status;
-    Payload uuids;
-    status = drive.identify(nvme::CNS_UUID_LIST, 0, 0, uuids);
-    if (isRefusal(status)) return Status();
-    isMade = succeeded(status) && nvme::hasOcpUuid(uuids);
-    return status;
+Result<bool> readUuidOffer(nvme::Drive& drive) {
+    TRY(const uint8_t* const identify, drive.identifyController());
+    if (!nvme::ControllerCapabilities(identify).supportsUuidList()) return false;
+    const auto uuids = drive.identify(nvme::CNS_UUID_LIST, 0);
+    if (!uuids && !isRefusal(uuids.error())) return uuids.error();
+    return uuids && nvme::hasOcpUuid(*uuids);
 }
 
-Status readOffer(nvme::Drive& drive, Offer& offer) {
-    bool hasList = false;
-    bool isMade = false;
-    Status status = drive.readListedLog(nvme::LID_OCP_SMART, hasList, isMade);
-    if (succeeded(status) && !isMade) status = readUuidOffer(drive, isMade);
-    if (failed(status)) return status;
-    isMade = isMade || KnownLogPages().contains(drive, nvme::LID_OCP_SMART);
-    offer = isMade ? Offer::MADE : hasList ? Offer::NONE : Offer::UNKNOWN;
-    return status;
+Result<Offer> readOffer(nvme::Drive& drive) {
+    TRY(const std::optional<bool> listed, drive.isLogListed(nvme::LID_OCP_SMART));
+    if (listed.value_or(false)) return Offer::MADE;
+    TRY(const bool hasUuid, readUuidOffer(drive));
+    if (hasUuid || KnownLogPages().contains(drive, nvme::LID_OCP_SMART)) return Offer::MADE;
+    return listed ? Offer::NONE : Offer::UNKNOWN;
 }
 
 }  // namespace
 
-Status readOcpSmartLog(nvme::Drive& drive, OcpGrounds grounds, Payload& data) {
-    Offer offer = Offer::UNKNOWN;
-    Status status = readOffer(drive, offer);
-    if (failed(status) || offer == Offer::NONE) return status;
-    if (offer == Offer::UNKNOWN && grounds == OcpGrounds::OFFERED) return status;
-    Payload page;
-    status = readLog(drive, nvme::LID_OCP_SMART, nvme::OCP_SMART_BYTES, page);
-    if (isRefusal(status) && isMissingLog(drive.lastCompletion())) return Status();
-    if (failed(status) || !nvme::isOcpSmart(page)) return status;
-    data = page;
+Result<Payload> readOcpSmartLog(nvme::Drive& drive, OcpGrounds grounds) {
+    TRY(const Offer offer, readOffer(drive));
+    if (offer == Offer::NONE || (offer == Offer::UNKNOWN && grounds == OcpGrounds::OFFERED)) return Payload();
+    const auto page = readLog(drive, nvme::LID_OCP_SMART, nvme::OCP_SMART_BYTES);
+    if (!page && isMissingLog(page.error())) return Payload();
+    if (!page) return page.error();
+    if (!nvme::isOcpSmart(*page)) return Payload();
     if (offer == Offer::UNKNOWN) KnownLogPages().add(drive, nvme::LID_OCP_SMART);
-    return status;
+    return *page;
 }
 
 void noteOcpSmartLog(nvme::Drive& drive, const Payload& page) {
-    Offer offer = Offer::MADE;
     if (page.getSize() < nvme::OCP_SMART_BYTES || !nvme::isOcpSmart(page)) return;
-    // What cannot be read now is read again by the next command.
-    if (succeeded(readOffer(drive, offer)) && offer != Offer::MADE) KnownLogPages().add(drive, nvme::LID_OCP_SMART);
+    const auto offer = readOffer(drive);  // what cannot be read now is read again by the next command
+    if (offer && *offer != Offer::MADE) KnownLogPages().add(drive, nvme::LID_OCP_SMART);
 }
 
 }  // namespace features::jobs

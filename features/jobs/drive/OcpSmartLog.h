@@ -2,9 +2,9 @@
 
 #include <cstdint>
 
+#include "features/errors/Result.h"
 #include "features/nvme/Drive.h"
 #include "ostrel/core/Payload.h"
-#include "ostrel/core/Status.h"
 
 namespace features::jobs {
 
@@ -18,10 +18,10 @@ enum class OcpGrounds : uint8_t {
     NAMED,
 };
 
-/// The OCP SMART log, 512 bytes; `data` stays empty on a drive that was not asked or answers that it does not have the
+/// The OCP SMART log, 512 bytes; empty on a drive that was not asked or answers that it does not have the
 /// page, and where another maker's page is at its identifier. Any other refusal leaves the question open and is
 /// returned.
-ostrel::core::Status readOcpSmartLog(nvme::Drive& drive, OcpGrounds grounds, ostrel::core::Payload& data);
+Result<ostrel::core::Payload> readOcpSmartLog(nvme::Drive& drive, OcpGrounds grounds);
 
 /// Keeps it for the next commands when the page, of 512 bytes from its start, is OCP's and the drive does not say by
 /// itself that it has it.

@@ -30,53 +30,46 @@ bool isUnannounced(uint8_t fid) {
     return std::find(std::begin(UNANNOUNCED), std::end(UNANNOUNCED), fid) != std::end(UNANNOUNCED);
 }
 
-Status readCapabilities(nvme::Drive& drive, bool (nvme::ControllerCapabilities::*test)() const, bool& isTrue) {
-    const uint8_t* identify = nullptr;
-    const Status status = drive.identifyController(identify);
-    if (succeeded(status)) isTrue = (nvme::ControllerCapabilities(identify).*test)();
-    return status;
+Result<bool> readCapability(nvme::Drive& drive, bool (nvme::ControllerCapabilities::*test)() const) {
+    TRY(const uint8_t* const identify, drive.identifyController());
+    return (nvme::ControllerCapabilities(identify).*test)();
 }
 
 /// By log page 12h; offered as well on a drive that does not list it.
-Status readFeatureLog(nvme::Drive& drive, uint8_t fid, bool& isOffered) {
-    isOffered = true;
-    bool hasList = false;
-    bool isListed = false;
-    Status status = drive.readListedLog(nvme::LID_SUPPORTED_FEATURES, hasList, isListed);
-    if (failed(status) || !isListed) return status;
-    Payload log;
-    status = readLog(drive, nvme::LID_SUPPORTED_FEATURES, FEATURE_LOG_BYTES, log);
-    if (isRefusal(status)) return Status();
-    if (succeeded(status)) isOffered = nvme::bit(nvme::le32(log.getData() + size_t{4} * fid), 0);
-    return status;
+Result<bool> readFeatureLog(nvme::Drive& drive, uint8_t fid) {
+    TRY(const std::optional<bool> listed, drive.isLogListed(nvme::LID_SUPPORTED_FEATURES));
+    if (!listed.value_or(false)) return true;
+    const auto log = readLog(drive, nvme::LID_SUPPORTED_FEATURES, FEATURE_LOG_BYTES);
+    if (!log && !isRefusal(log.error())) return log.error();
+    return !log || nvme::bit(nvme::le32(log->getData() + size_t{4} * fid), 0);
+}
+
+Result<bool> isFeatureOffered(nvme::Drive& drive, const nvme::FeatureRow& feature) {
+    if (isUnannounced(feature.fid)) return readFeatureLog(drive, feature.fid);
+    if (feature.isSupported != nullptr) return readCapability(drive, feature.isSupported);
+    return true;
 }
 
 }  // namespace
 
-Status isLogOffered(nvme::Drive& drive, const nvme::LogPageRow& row, bool& isOffered) {
-    isOffered = true;
-    if (row.isSupported == nullptr && row.lid < nvme::FIRST_VENDOR_LID) return Status();
-    bool hasList = false;
-    const Status status = drive.readListedLog(row.lid, hasList, isOffered);
-    if (failed(status) || hasList) return status;
-    isOffered = true;
-    return row.isSupported == nullptr ? status : readCapabilities(drive, row.isSupported, isOffered);
+Result<bool> isLogOffered(nvme::Drive& drive, const nvme::LogPageRow& row) {
+    if (row.isSupported == nullptr && row.lid < nvme::FIRST_VENDOR_LID) return true;
+    TRY(const std::optional<bool> listed, drive.isLogListed(row.lid));
+    if (listed) return *listed;
+    if (row.isSupported == nullptr) return true;
+    return readCapability(drive, row.isSupported);
 }
 
 Status requireLogOffered(nvme::Drive& drive, const nvme::LogPageRow& row) {
-    bool isOffered = false;
-    const Status status = isLogOffered(drive, row, isOffered);
-    if (failed(status) || isOffered) return status;
+    TRY(const bool isOffered, isLogOffered(drive, row));
+    if (isOffered) return Status();
     return withDetails(statuses::driveDoesNotSupportFeature(), "Drive " + drive.name() + " does not offer log page " +
                                                                    hexText(row.lid, 2) + " (" + row.name + ").");
 }
 
 Status requireFeatureOffered(nvme::Drive& drive, const nvme::FeatureRow& feature, const Status& unsupported) {
-    bool isOffered = true;
-    Status status;
-    if (feature.isSupported != nullptr) status = readCapabilities(drive, feature.isSupported, isOffered);
-    if (isUnannounced(feature.fid)) status = readFeatureLog(drive, feature.fid, isOffered);
-    if (failed(status) || isOffered) return status;
+    TRY(const bool isOffered, isFeatureOffered(drive, feature));
+    if (isOffered) return Status();
     return withDetails(unsupported, "Drive " + drive.name() + " does not offer feature " + hexText(feature.fid, 2) +
                                         " (" + feature.name + ").");
 }

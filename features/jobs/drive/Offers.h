@@ -1,5 +1,6 @@
 #pragma once
 
+#include "features/errors/Result.h"
 #include "features/nvme/Drive.h"
 #include "features/nvme/Features.h"
 #include "features/nvme/LogPages.h"
@@ -11,7 +12,7 @@ namespace features::jobs {
 
 /// Whether the drive offers a log page: by its list of log pages where it has one, otherwise by Identify Controller.
 /// Nothing is asked about a page of the standard that all controllers have.
-ostrel::core::Status isLogOffered(nvme::Drive& drive, const nvme::LogPageRow& row, bool& isOffered);
+Result<bool> isLogOffered(nvme::Drive& drive, const nvme::LogPageRow& row);
 
 /// 10/3 with the page's name, without asking for it, where the drive does not offer it.
 ostrel::core::Status requireLogOffered(nvme::Drive& drive, const nvme::LogPageRow& row);

@@ -9,14 +9,12 @@ namespace features::jobs {
 
 using ostrel::core::Status;
 
-Status mapNvmeStatus(const RefusalRow* rows, size_t count, Status (*otherwise)(), const Status& status,
-                     const nvme::Drive& drive) {
-    if (!isRefusal(status)) return status;
-    const nvme::Completion& completion = drive.lastCompletion();
+Status mapNvmeStatus(const RefusalRow* rows, size_t count, Status (*otherwise)(), const nvme::CommandError& error) {
+    if (!isRefusal(error.status)) return error.status;
     const RefusalRow* const end = rows + count;
     const RefusalRow* const row =
-        std::find_if(rows, end, [&](const RefusalRow& r) { return completion.is(r.type, r.code); });
-    return withDetails(row == end ? otherwise() : row->meaning(), status.getMessage());
+        std::find_if(rows, end, [&](const RefusalRow& r) { return error.completion.is(r.type, r.code); });
+    return withDetails(row == end ? otherwise() : row->meaning(), error.status.getMessage());
 }
 
 }  // namespace features::jobs

@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "features/nvme/CommandError.h"
 #include "features/nvme/Drive.h"
 #include "ostrel/core/Status.h"
 
@@ -15,15 +16,22 @@ struct RefusalRow {
     ostrel::core::Status (*meaning)();
 };
 
-/// The status of the row that fits the drive's last completion, followed by the drive's own words; `otherwise` where
-/// none fits, followed by the same. What is not a refusal stays as it is.
+/// The status of the row that fits the completion of a refused command, followed by the drive's own words; `otherwise`
+/// where none fits, followed by the same. What is not a refusal stays as it is.
 ostrel::core::Status mapNvmeStatus(const RefusalRow* rows, size_t count, ostrel::core::Status (*otherwise)(),
-                                   const ostrel::core::Status& status, const nvme::Drive& drive);
+                                   const nvme::CommandError& error);
 
 template <size_t COUNT>
 ostrel::core::Status mapNvmeStatus(const RefusalRow (&rows)[COUNT], ostrel::core::Status (*otherwise)(),
+                                   const nvme::CommandError& error) {
+    return mapNvmeStatus(rows, COUNT, otherwise, error);
+}
+
+// For callers that have the status alone: of the drive's last command.
+template <size_t COUNT>
+ostrel::core::Status mapNvmeStatus(const RefusalRow (&rows)[COUNT], ostrel::core::Status (*otherwise)(),
                                    const ostrel::core::Status& status, const nvme::Drive& drive) {
-    return mapNvmeStatus(rows, COUNT, otherwise, status, drive);
+    return mapNvmeStatus(rows, COUNT, otherwise, nvme::CommandError(status, drive.lastCompletion()));
 }
 
 }  // namespace features::jobs

@@ -11,11 +11,9 @@ namespace {
 
 constexpr uint8_t FIRST_VENDOR_FID = 0xC0;
 
-Status askForOcp(nvme::Drive& drive, OcpGrounds grounds, bool& isOcp) {
-    Payload data;
-    const Status status = readOcpSmartLog(drive, grounds, data);
-    isOcp = data.getSize() != 0;
-    return status;
+Result<bool> askForOcp(nvme::Drive& drive, OcpGrounds grounds) {
+    TRY(const Payload data, readOcpSmartLog(drive, grounds));
+    return data.getSize() != 0;
 }
 
 }  // namespace
@@ -25,26 +23,22 @@ bool isVelkoDrive(const nvme::Drive& drive) {
 }
 
 Status requireOcp(nvme::Drive& drive) {
-    bool isOcp = false;
-    Status status = askForOcp(drive, OcpGrounds::NAMED, isOcp);
-    return succeeded(status) && !isOcp ? statuses::ocpNotSupported() : status;
+    TRY(const bool isOcp, askForOcp(drive, OcpGrounds::NAMED));
+    return isOcp ? Status() : statuses::ocpNotSupported();
 }
 
 Status requireVelkoFeature(nvme::Drive& drive, uint8_t fid, const Status& missing) {
     if (!isVelkoDrive(drive)) return missing;
-    Dialect dialect = Dialect::NONE;
-    Status status = dialectOfFeature(drive, fid, OcpGrounds::NAMED, dialect);
-    return succeeded(status) && dialect != Dialect::VELKO ? missing : status;
+    TRY(const Dialect dialect, dialectOfFeature(drive, fid, OcpGrounds::NAMED));
+    return dialect == Dialect::VELKO ? Status() : missing;
 }
 
-Status dialectOfFeature(nvme::Drive& drive, uint8_t fid, OcpGrounds grounds, Dialect& dialect) {
-    bool isOcp = false;
+Result<Dialect> dialectOfFeature(nvme::Drive& drive, uint8_t fid, OcpGrounds grounds) {
     if (isContestedFeature(fid)) {
-        Status status = askForOcp(drive, grounds, isOcp);
-        if (failed(status)) return status;
+        TRY(const bool isOcp, askForOcp(drive, grounds));
+        if (isOcp) return Dialect::OCP;
     }
-    dialect = isOcp ? Dialect::OCP : fid >= FIRST_VENDOR_FID && isVelkoDrive(drive) ? Dialect::VELKO : Dialect::NONE;
-    return Status();
+    return fid >= FIRST_VENDOR_FID && isVelkoDrive(drive) ? Dialect::VELKO : Dialect::NONE;
 }
 
 }  // namespace features::jobs

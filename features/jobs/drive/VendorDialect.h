@@ -2,6 +2,7 @@
 
 #include <cstdint>
 
+#include "features/errors/Result.h"
 #include "features/jobs/drive/OcpSmartLog.h"
 #include "features/nvme/Drive.h"
 #include "ostrel/core/Status.h"
@@ -33,6 +34,11 @@ ostrel::core::Status requireVelkoFeature(nvme::Drive& drive, uint8_t fid, const 
 /// Whose feature an identifier is on this drive. On a drive that has both dialects C0h to C7h are OCP's: the same
 /// number written in the maker's sense would do something else. Only for these the drive is asked; one that refuses log
 /// C0h for another reason than that it has none leaves the question open: its refusal is returned.
-ostrel::core::Status dialectOfFeature(nvme::Drive& drive, uint8_t fid, OcpGrounds grounds, Dialect& dialect);
+Result<Dialect> dialectOfFeature(nvme::Drive& drive, uint8_t fid, OcpGrounds grounds);
+
+// For callers whose results leave through their parameters.
+inline ostrel::core::Status dialectOfFeature(nvme::Drive& drive, uint8_t fid, OcpGrounds grounds, Dialect& dialect) {
+    return moveTo(dialect, dialectOfFeature(drive, fid, grounds));
+}
 
 }  // namespace features::jobs

@@ -182,12 +182,12 @@ Status FormatNvm::checkController(const ControllerCapabilities& controller) cons
 Status FormatNvm::findTargets(const ControllerCapabilities& controller) {
     std::vector<uint32_t> namespaces{nsid_};
     if (nsid_ == NSID_ALL) {
-        Status status = readAllNamespaces(drive_, controller, namespaces);
+        Status status = moveTo(namespaces, readAllNamespaces(drive_, controller));
         if (failed(status)) return status;
     }
     for (const uint32_t nsid : namespaces) {
         Payload data;
-        Status status = identifyAnyNamespace(drive_, controller, nsid, data);
+        Status status = moveTo(data, identifyAnyNamespace(drive_, controller, nsid));
         if (failed(status)) return status;
         Target target{nsid, NamespaceProperties(data.getData()), 0, 0, false, false};
         status = resolve(target);
@@ -261,7 +261,7 @@ Status FormatNvm::plan(const ControllerCapabilities& controller, std::vector<Ste
 Status FormatNvm::checkTogether(const ControllerCapabilities& controller, bool formatsAll) const {
     if (nsid_ != NSID_ALL) {
         std::vector<uint32_t> all;
-        Status status = readAllNamespaces(drive_, controller, all);
+        Status status = moveTo(all, readAllNamespaces(drive_, controller));
         if (failed(status)) return status;
         if (all.size() <= 1) return Status();
         return withDetails(statuses::moreThanOneNamespace(),
@@ -308,7 +308,7 @@ Status FormatNvm::awaitEnd(const ControllerCapabilities& controller, const Targe
                            std::optional<SignalBlock>& block, ProgressLine& line) {
     for (;;) {
         Payload data;
-        Status status = identifyAnyNamespace(drive_, controller, target.nsid, data);
+        Status status = moveTo(data, identifyAnyNamespace(drive_, controller, target.nsid));
         const nvme::Completion& completion = drive_.lastCompletion();
         const bool isBusy =
             isRefusal(status) && (completion.is(0, SC_FORMAT_IN_PROGRESS) || completion.is(0, SC_NAMESPACE_NOT_READY));

@@ -58,7 +58,7 @@ Status findNamespace(nvme::Drive& drive, uint32_t& nsid) {
         return Status();
     }
     std::vector<transport::HostNamespace> all;
-    Status status = readHostNamespaces(drive, all);
+    Status status = moveTo(all, readHostNamespaces(drive));
     if (failed(status)) return status;
     if (all.empty())
         return withDetails(statuses::invalidNamespaceId(), "Drive " + drive.name() + " has no namespace attached.");

@@ -82,12 +82,15 @@ Status downloadFirmware(nvme::Drive& drive, const std::string& image, uint32_t g
     ProgressLine line("Drive " + drive.name() + ", firmware download");
     for (uint64_t done = 0; succeeded(status) && done < image.size();) {
         uint32_t bytes = 0;
-        status = drive.sendHalvingPieces(pieceBytes, [&](uint32_t most) {
+        const auto send = [&](uint32_t most) -> Result<void, nvme::CommandError> {
             const uint32_t whole = most / granularityBytes * granularityBytes;
             if (whole == 0) return noTransfer(drive, granularityBytes);
             bytes = static_cast<uint32_t>(std::min<uint64_t>(whole, image.size() - done));
-            return sendPiece(drive, image, done, bytes);
-        });
+            const Status sent = sendPiece(drive, image, done, bytes);
+            if (failed(sent)) return sent;
+            return {};
+        };
+        status = statusOf(drive.sendHalvingPieces(pieceBytes, send));
         done += bytes;
         line.update(done, image.size());
     }

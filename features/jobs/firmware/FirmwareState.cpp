@@ -37,7 +37,7 @@ bool FirmwareState::operator==(const FirmwareState& other) const {
 }
 
 Status readFirmwareState(nvme::Drive& drive, FirmwareState& state) {
-    const Status status = runningFirmware(drive, state.running);
+    const Status status = moveTo(state.running, runningFirmware(drive));
     return succeeded(status) ? readLog(drive, nvme::LID_FIRMWARE_SLOT, nvme::FIRMWARE_SLOT_BYTES, state.slots) : status;
 }
 

@@ -25,7 +25,7 @@ Status HealthMetricsJob::showDrive(nvme::Drive& drive, const Arguments&, DriveOu
     list[deviceStatus.getName()] = deviceStatus;
     if (!out.hasAllRequested(list)) {  // nothing is asked of the drive that the answer does not need
         Payload ocp;
-        status = readOcpSmartLog(drive, OcpGrounds::OFFERED, ocp);
+        status = moveTo(ocp, readOcpSmartLog(drive, OcpGrounds::OFFERED));
         if (failed(status) && !isRefusal(status)) return status;
         list.merge(nvme::ocpHealthMetrics(ocp));
         status = addVelkoSmart(drive, VELKO_HEALTH_BYTES, list);

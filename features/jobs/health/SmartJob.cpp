@@ -50,7 +50,7 @@ Status SmartJob::showDrive(nvme::Drive& drive, const Arguments& arguments, Drive
     const bool isComplete = id.empty() ? out.hasAllRequested(list) : findIgnoringCase(list, id) != list.end();
     if (!isComplete) {  // nothing is asked of the drive that the answer does not need
         Payload ocp;
-        Status status = readOcpSmartLog(drive, OcpGrounds::OFFERED, ocp);
+        Status status = moveTo(ocp, readOcpSmartLog(drive, OcpGrounds::OFFERED));
         if (failed(status) && !isRefusal(status)) return status;
         addOcpAttributes(ocp, list);
         status = addVelkoSmart(drive, nvme::VELKO_EXTENDED_SMART_BYTES, list);

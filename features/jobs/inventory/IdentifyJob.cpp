@@ -61,7 +61,7 @@ Status showUuids(nvme::Drive& drive, uint8_t cns, uint32_t, FieldTree& tree) {
 
 Status showNamespaces(nvme::Drive& drive, uint8_t cns, uint32_t, FieldTree& tree) {
     std::vector<uint32_t> all;
-    Status status = readNamespaceList(drive, cns, all);
+    Status status = moveTo(all, readNamespaceList(drive, cns));
     if (failed(status)) return status;
     tree = FieldTree{cns == nvme::CNS_ALLOCATED_NAMESPACES ? "Allocated Namespaces" : "Attached Namespaces", {}, {}};
     tree.addList("Namespaces", all);
@@ -70,7 +70,7 @@ Status showNamespaces(nvme::Drive& drive, uint8_t cns, uint32_t, FieldTree& tree
 
 Status showControllers(nvme::Drive& drive, uint8_t cns, uint32_t nsid, FieldTree& tree) {
     std::vector<uint16_t> all;
-    Status status = readControllerList(drive, cns, nsid, all);
+    Status status = moveTo(all, readControllerList(drive, cns, nsid));
     if (failed(status)) return status;
     tree = FieldTree{"Controllers", {}, {}};
     if (cns == nvme::CNS_NAMESPACE_CONTROLLERS) tree.heading += " of Namespace " + std::to_string(nsid);

@@ -97,7 +97,7 @@ private:
         Status status;
         for (; succeeded(status) && row != end; ++row) {
             bool isOffered = false;
-            status = isLogOffered(facts_.drive(), *row, isOffered);
+            status = moveTo(isOffered, isLogOffered(facts_.drive(), *row));
             if (succeeded(status) && isOffered) status = storePage(*row);
         }
         return status;

@@ -57,7 +57,7 @@ public:
         if (succeeded(status)) status = log_.add(head.getData(), TelemetryHeader::BYTES);
         nvme::LogPageRequest page = pageRequest(true);
         page.offset = TelemetryHeader::BYTES;
-        if (succeeded(status)) status = copyLog(drive_, page, length, log_);
+        if (succeeded(status)) status = statusOf(copyLog(drive_, page, length, log_));
         Payload after;
         if (succeeded(status)) status = readHeader(0, true, after);
         if (succeeded(status)) changed = TelemetryHeader(after.getData()).generation != header.generation;
@@ -132,7 +132,7 @@ Status readEvents(nvme::Drive& drive, const Payload& head, LogSink& log) {
     nvme::LogPageRequest page;
     page.lid = nvme::LID_PERSISTENT_EVENT;
     page.offset = PersistentEventLog::HEADER_BYTES;
-    return succeeded(status) ? copyLog(drive, page, length, log) : status;
+    return succeeded(status) ? statusOf(copyLog(drive, page, length, log)) : status;
 }
 
 }  // namespace

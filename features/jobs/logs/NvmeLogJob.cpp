@@ -65,7 +65,7 @@ Status addVelkoPages(DriveFacts& facts, FieldTree& tree) {
     if (!isVelkoDrive(facts.drive())) return Status();
     for (const LogPageRow* row = nvme::velkoLogPagesBegin(); row != nvme::velkoLogPagesEnd(); ++row) {
         bool there = false;
-        Status status = isLogOffered(facts.drive(), *row, there);
+        Status status = moveTo(there, isLogOffered(facts.drive(), *row));
         if (failed(status)) return status;
         if (there) tree.add(lidText(row->lid), row->name);
     }
@@ -83,7 +83,7 @@ Status showList(DriveFacts& facts, DriveOutput& out) {
     tree.heading = "Supported Log Pages";
     for (const LogPageRow* row = nvme::logPagesBegin(); row != nvme::logPagesEnd(); ++row) {
         bool there = false;
-        status = isLogOffered(facts.drive(), *row, there);
+        status = moveTo(there, isLogOffered(facts.drive(), *row));
         if (failed(status)) return status;
         if (there && row->lid != nvme::LID_SUPPORTED_LOGS) tree.add(lidText(row->lid), row->name);
     }
@@ -127,7 +127,7 @@ Status showRows(DriveFacts& facts, const NvmeLogRequest& request, const LogPageR
                 DriveOutput& out) {
     for (; row != end; ++row) {
         bool there = false;
-        Status status = isLogOffered(facts.drive(), *row, there);
+        Status status = moveTo(there, isLogOffered(facts.drive(), *row));
         if (succeeded(status) && there) status = showPageOfAll(facts, request, row->lid, out);
         if (failed(status)) return status;
     }

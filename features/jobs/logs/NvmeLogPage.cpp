@@ -269,11 +269,11 @@ Status copyPieces(DriveFacts& facts, const NvmeLogRequest& request, uint8_t lid,
     if (succeeded(status)) status = checkLogLength(drive.name(), end - page.offset);
     if (succeeded(status)) status = log.begin(end - page.offset);
     HeadKeeper keeper(log, request.isPart() ? 0 : pageLength.headBytes());
-    if (succeeded(status)) status = copyLog(drive, page, end, keeper);
+    if (succeeded(status)) status = statusOf(copyLog(drive, page, end, keeper));
     if (failed(status) || request.isPart()) return status;
     page.offset = end;
     status = findNewEnd(drive, pageLength, page, keeper.head(), end);
-    return succeeded(status) ? copyLog(drive, page, end, log) : status;
+    return succeeded(status) ? statusOf(copyLog(drive, page, end, log)) : status;
 }
 
 /// Sixteen bytes a line, under their offset in the page.

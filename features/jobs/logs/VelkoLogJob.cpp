@@ -114,11 +114,11 @@ Status VelkoLogJob::readOnce(const Row& row, nvme::Drive& drive, LogSink& log, b
     uint32_t generation = 0;
     uint64_t done = rest.offset;
     ProgressLine line("Drive " + drive.name() + ", log page " + nvme::hexText(row.lid, 2));
-    status = drive.readLogPieces(rest, header.bytes - rest.offset, [&](const Payload& piece, uint32_t bytes) {
+    status = statusOf(drive.readLogPieces(rest, header.bytes - rest.offset, [&](const Payload& piece, uint32_t bytes) {
         generation = nvme::le32(piece.getData() + bytes - nvme::VELKO_LOG_TRAILER_BYTES);
         line.update(done += bytes, header.bytes);
         return log.add(piece.getData(), bytes);
-    });
+    }));
     isWhole = generation == header.generation;
     return status;
 }

@@ -129,7 +129,7 @@ Status NamespaceCreation::run(const uint8_t* controllerBytes, std::string& repor
 
 Status NamespaceCreation::checkCount(const ControllerCapabilities& controller) {
     std::vector<uint32_t> all;
-    Status status = readAllNamespaces(drive_, controller, all);
+    Status status = moveTo(all, readAllNamespaces(drive_, controller));
     if (failed(status) || all.size() < controller.maxNamespaces()) return status;
     return withDetails(statuses::tooManyNamespaces(),
                        "Drive " + drive_.name() + " has " + std::to_string(all.size()) + " of them already.");

@@ -100,7 +100,7 @@ Status NamespaceManagementJob::actOnDrive(nvme::Drive& drive, const Arguments&, 
 
 Status NamespaceManagementJob::checkAllocated(nvme::Drive& drive) const {
     std::vector<uint32_t> all;
-    Status status = readNamespaceList(drive, nvme::CNS_ALLOCATED_NAMESPACES, all);
+    Status status = moveTo(all, readNamespaceList(drive, nvme::CNS_ALLOCATED_NAMESPACES));
     if (isRefusal(status)) return Status();  // then the command itself reports it
     if (failed(status) || std::find(all.begin(), all.end(), nsid_) != all.end()) return status;
     return withDetails(statuses::invalidNamespaceId(),
@@ -169,7 +169,7 @@ Status NamespaceManagementJob::awaitView(nvme::Drive& drive, bool present, std::
     const uint64_t deadline = clock_->nowMs() + VIEW_LIMIT_MS;
     while (succeeded(status)) {
         std::vector<HostNamespace> seen;
-        status = readHostNamespaces(drive, seen);
+        status = moveTo(seen, readHostNamespaces(drive));
         const auto found = std::find_if(seen.begin(), seen.end(), [&](const HostNamespace& space) {
             return space.nsid == nsid_ || nsid_ == nvme::NSID_ALL;
         });

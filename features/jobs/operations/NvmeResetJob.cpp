@@ -12,7 +12,7 @@ NvmeResetJob::NvmeResetJob() : CloneableJob(ostrel::interfaces::ostreli::JOB_NVM
 Status NvmeResetJob::actOnDrive(nvme::Drive& drive, const Arguments&, DriveOutput& out) {
     Status status = resetController(drive);
     std::string revision;
-    if (succeeded(status)) status = runningFirmware(drive, revision);
+    if (succeeded(status)) status = moveTo(revision, runningFirmware(drive));
     if (failed(status)) return status;
     out.addStatus(title(), Status(0, 0, "The controller was reset. It is ready and runs firmware " + revision + "."));
     return Status();

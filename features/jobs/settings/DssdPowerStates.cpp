@@ -12,16 +12,14 @@
 namespace features::jobs {
 
 std::string dssdPowerStates(nvme::Drive& drive) {
-    bool hasList = false;
-    bool isListed = false;
     // The refusal is what counts: what explains it may be missing.
-    if (failed(drive.readListedLog(nvme::LID_OCP_CAPABILITIES, hasList, isListed)) || !isListed) return {};
-    ostrel::core::Payload page;
-    if (failed(readLog(drive, nvme::LID_OCP_CAPABILITIES, nvme::OCP_CAPABILITIES_BYTES, page))) return {};
-    if (nvme::identifyOcpLogPage(nvme::LID_OCP_CAPABILITIES, page) == nullptr) return {};
+    const auto listed = drive.isLogListed(nvme::LID_OCP_CAPABILITIES);
+    if (!listed || !listed->value_or(false)) return {};
+    const auto page = readLog(drive, nvme::LID_OCP_CAPABILITIES, nvme::OCP_CAPABILITIES_BYTES);
+    if (!page || nvme::identifyOcpLogPage(nvme::LID_OCP_CAPABILITIES, *page) == nullptr) return {};
     std::vector<std::string> states;
     for (unsigned watts = nvme::OCP_MAX_WATTS; watts > 0; --watts) {
-        const uint8_t descriptor = page.getData()[nvme::OCP_POWER_STATE_DESCRIPTORS + watts];
+        const uint8_t descriptor = page->getData()[nvme::OCP_POWER_STATE_DESCRIPTORS + watts];
         if (nvme::bit(descriptor, nvme::OCP_POWER_STATE_VALID_BIT)) states.push_back(std::to_string(watts));
     }
     return alternatives(states);

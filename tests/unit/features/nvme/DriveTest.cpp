@@ -71,71 +71,69 @@ TEST(Drive, SendsACommandWhole) {
     command.dataLength = 4;
     command.timeoutMs = 5000;
     const uint8_t bytes[] = {1, 2, 3, 4};
-    Answer answer;
-    EXPECT_EQ(statusText(drive.send(command, answer, Payload(bytes, 4))), SUCCESS);
-    EXPECT_EQ(answer.completion.dword0, 0xABCDU);
-    EXPECT_EQ(answer.data.getSize(), 0U);
+    const auto answer = drive.send(command, Payload(bytes, 4));
+    ASSERT_EQ(statusText(answer), SUCCESS);
+    EXPECT_EQ(answer->completion.dword0, 0xABCDU);
+    EXPECT_EQ(answer->data.getSize(), 0U);
 }
 
 TEST(Drive, ReportsARefusalWithAllThatIsKnownOfIt) {
     FakeDrive fake;
     fake.expect(Expected::admin(0x80).refuses(0x410A, 0x77));
     Drive drive(*fake.device());
-    Answer answer;
-    EXPECT_EQ(
-        statusText(drive.send(NvmeCommand(Queue::ADMIN, 0x80, "Format NVM"), answer)),
+    const auto answer = drive.send(NvmeCommand(Queue::ADMIN, 0x80, "Format NVM"));
+    ASSERT_EQ(
+        statusText(answer),
         "0/25 Format NVM failed on drive S1 (/dev/nvme0): Invalid Format (status code type 0x1, status code 0x0A, "
         "opcode 0x80).");
-    EXPECT_TRUE(answer.completion.is(1, 0x0A));
-    EXPECT_TRUE(answer.completion.doNotRetry());
-    EXPECT_EQ(answer.completion.dword0, 0x77U);
+    EXPECT_TRUE(answer.error().completion.is(1, 0x0A));
+    EXPECT_TRUE(answer.error().completion.doNotRetry());
+    EXPECT_EQ(answer.error().completion.dword0, 0x77U);
 }
 
 TEST(Drive, PassesATransportErrorOn) {
     FakeDrive fake;
     fake.expect(fakedrive::identify(0x01).breaks(Status(CATEGORY_OS, ENODEV, "System error. It is gone.")));
     Drive drive(*fake.device());
-    const uint8_t* data = nullptr;
-    EXPECT_EQ(statusText(drive.identifyController(data)), "1/19 System error. It is gone.");
-    EXPECT_EQ(data, nullptr);
+    const auto data = drive.identifyController();
+    ASSERT_EQ(statusText(data), "1/19 System error. It is gone.");
+    EXPECT_TRUE(data.error().completion.isSuccess()) << "no drive has answered";
 }
 
 TEST(Drive, RefusesLessDataThanItAskedFor) {
     FakeDrive fake;
     fake.expect(fakedrive::identify(0x00, 1).answers(DriveBytes(4095)));
     Drive drive(*fake.device());
-    Payload data;
-    EXPECT_EQ(statusText(drive.identify(0x00, 1, 0, data)),
+    EXPECT_EQ(statusText(drive.identify(0x00, 1)),
               "10/33 Failed to retrieve data from drive S1 (/dev/nvme0): Identify returned less than was asked for.");
-    EXPECT_EQ(data.getSize(), 0U);
 }
 
 TEST(Drive, IdentifyHasItsFields) {
     FakeDrive fake;
     fake.expect(Expected::admin(0x06).nsid(5).dword(10, 0x01020012).reads(4096).answers(counted(4096)));
     Drive drive(*fake.device());
-    Payload data;
-    EXPECT_EQ(statusText(drive.identify(0x12, 5, 0x0102, data)), SUCCESS);
-    EXPECT_TRUE(isCounted(data, 4096));
+    const auto data = drive.identify(0x12, 5, 0x0102);
+    ASSERT_EQ(statusText(data), SUCCESS);
+    EXPECT_TRUE(isCounted(*data, 4096));
 }
 
 TEST(Drive, IdentifyControllerIsAskedOnceUntilItIsForgotten) {
     FakeDrive fake;
     fake.expect(Expected::admin(0x06).dword(10, 1).reads(4096).answers(fakedrive::identifyController()));
     Drive drive(*fake.device());
-    const uint8_t* data = nullptr;
-    EXPECT_EQ(statusText(drive.identifyController(data)), SUCCESS);
-    ASSERT_NE(data, nullptr);
-    EXPECT_EQ(data[4], 'S');
-    const uint8_t* again = nullptr;
-    EXPECT_EQ(statusText(drive.identifyController(again)), SUCCESS);
-    EXPECT_EQ(again, data);
+    const auto data = drive.identifyController();
+    ASSERT_EQ(statusText(data), SUCCESS);
+    EXPECT_EQ((*data)[4], 'S');
+    const auto again = drive.identifyController();
+    ASSERT_EQ(statusText(again), SUCCESS);
+    EXPECT_EQ(*again, *data);
     fake.expectDone();
 
     drive.forgetIdentify();
     fake.expect(fakedrive::identify(0x01).answers(fakedrive::identifyController().byte(4, 'T')));
-    EXPECT_EQ(statusText(drive.identifyController(data)), SUCCESS);
-    EXPECT_EQ(data[4], 'T');
+    const auto forgotten = drive.identifyController();
+    ASSERT_EQ(statusText(forgotten), SUCCESS);
+    EXPECT_EQ((*forgotten)[4], 'T');
 }
 
 TEST(Drive, ARefusedIdentifyControllerIsAskedAgain) {
@@ -143,9 +141,10 @@ TEST(Drive, ARefusedIdentifyControllerIsAskedAgain) {
     fake.expect(fakedrive::identify(0x01).refuses(0x4006));
     fake.expect(fakedrive::identify(0x01).answers(fakedrive::identifyController()));
     Drive drive(*fake.device());
-    const uint8_t* data = nullptr;
-    EXPECT_TRUE(drive.identifyController(data).is(0, 25));
-    EXPECT_EQ(statusText(drive.identifyController(data)), SUCCESS);
+    const auto refused = drive.identifyController();
+    ASSERT_FALSE(refused);
+    EXPECT_TRUE(refused.error().completion.is(0, 0x06));
+    EXPECT_EQ(statusText(drive.identifyController()), SUCCESS);
 }
 
 constexpr struct {
@@ -179,16 +178,16 @@ TEST(Drive, TheListOfLogPagesIsAskedOnceUntilIdentifyIsForgotten) {
         uint8_t lid;
         bool isListed;
     } CASES[] = {{0x01, false}, {0x02, true}, {0x03, false}, {0xFF, true}};
-    bool hasList = false;
-    bool isListed = false;
     for (const auto& c : CASES) {
-        EXPECT_EQ(statusText(drive.readListedLog(c.lid, hasList, isListed)), SUCCESS);
-        EXPECT_TRUE(hasList);
-        EXPECT_EQ(isListed, c.isListed) << "log page " << static_cast<int>(c.lid) << ": bit 0 of its dword";
+        const auto isListed = drive.isLogListed(c.lid);
+        ASSERT_EQ(statusText(isListed), SUCCESS);
+        EXPECT_EQ(*isListed, std::optional<bool>(c.isListed))
+            << "log page " << static_cast<int>(c.lid) << ": bit 0 of its dword";
     }
     drive.forgetIdentify();
-    EXPECT_EQ(statusText(drive.readListedLog(0x02, hasList, isListed)), SUCCESS);
-    EXPECT_FALSE(hasList || isListed) << "the controller does not offer log page 00h";
+    const auto isListed = drive.isLogListed(0x02);
+    ASSERT_EQ(statusText(isListed), SUCCESS);
+    EXPECT_EQ(*isListed, std::nullopt) << "the controller does not offer log page 00h";
 }
 
 TEST(Drive, AListOfLogPagesThatIsRefusedIsNoListAndNotAskedAgain) {
@@ -197,10 +196,9 @@ TEST(Drive, AListOfLogPagesThatIsRefusedIsNoListAndNotAskedAgain) {
         .expect(supportedLogs().refuses(0x4109));
     Drive drive(*fake.device());
     for (int i = 0; i < 2; ++i) {
-        const Payload none;
-        const Payload* list = &none;
-        EXPECT_EQ(statusText(drive.supportedLogs(list)), SUCCESS);
-        EXPECT_EQ(list, nullptr);
+        const auto list = drive.supportedLogs();
+        ASSERT_EQ(statusText(list), SUCCESS);
+        EXPECT_EQ(*list, nullptr);
     }
 }
 
@@ -209,10 +207,7 @@ TEST(Drive, AListOfLogPagesWhoseTransportFailsIsAnError) {
     fake.expect(fakedrive::identify(0x01).answers(fakedrive::identifyController().byte(261, 0x20)))
         .expect(supportedLogs().breaks(Status(CATEGORY_OS, ENODEV, "gone")));
     Drive drive(*fake.device());
-    bool hasList = true;
-    bool isListed = true;
-    EXPECT_EQ(statusText(drive.readListedLog(0x02, hasList, isListed)), "1/19 gone");
-    EXPECT_FALSE(hasList || isListed);
+    EXPECT_EQ(statusText(drive.isLogListed(0x02)), "1/19 gone");
 }
 
 TEST(Drive, MdtsLimitsTransfers) {
@@ -220,9 +215,9 @@ TEST(Drive, MdtsLimitsTransfers) {
         FakeDrive fake;
         fake.expect(fakedrive::identify(0x01).answers(fakedrive::identifyController().byte(77, c.mdts)));
         Drive drive(*fake.device());
-        uint32_t bytes = 0;
-        EXPECT_EQ(statusText(drive.maxTransferBytes(bytes)), SUCCESS);
-        EXPECT_EQ(bytes, c.bytes) << c.why;
+        const auto bytes = drive.maxTransferBytes();
+        ASSERT_EQ(statusText(bytes), SUCCESS);
+        EXPECT_EQ(*bytes, c.bytes) << c.why;
     }
 }
 
@@ -232,9 +227,9 @@ TEST(Drive, AShortLogPageIsOneCommand) {
     Drive drive(*fake.device());
     LogPageRequest request;
     request.lid = 0x02;
-    Payload data;
-    EXPECT_EQ(statusText(drive.readLogPage(request, 512, data)), SUCCESS);
-    EXPECT_TRUE(isCounted(data, 512));
+    const auto data = drive.readLogPage(request, 512);
+    ASSERT_EQ(statusText(data), SUCCESS);
+    EXPECT_TRUE(isCounted(*data, 512));
 }
 
 TEST(Drive, ALogPageHasEveryFieldOfTheRequest) {
@@ -247,8 +242,7 @@ TEST(Drive, ALogPageHasEveryFieldOfTheRequest) {
     request.lsp = 0x7F;
     request.lsi = 0x0102;
     request.retainEvent = true;
-    Payload data;
-    EXPECT_EQ(statusText(drive.readLogPage(request, 4, data)), SUCCESS);
+    EXPECT_EQ(statusText(drive.readLogPage(request, 4)), SUCCESS);
 }
 
 // 8 KiB at a time out of 20,484 bytes, from an offset above 4 GiB on.
@@ -283,9 +277,9 @@ TEST(Drive, ALongLogPageComesInPieces) {
     request.lspOfFurtherPieces = 2;
     request.retainEvent = true;
     request.offset = 0x1FFFFF000;
-    Payload data;
-    EXPECT_EQ(statusText(drive.readLogPage(request, 20484, data)), SUCCESS);
-    EXPECT_TRUE(isCounted(data, 20484));
+    const auto data = drive.readLogPage(request, 20484);
+    ASSERT_EQ(statusText(data), SUCCESS);
+    EXPECT_TRUE(isCounted(*data, 20484));
 }
 
 TEST(Drive, TheNumberOfDwordsReachesIntoDword11) {
@@ -300,9 +294,9 @@ TEST(Drive, TheNumberOfDwordsReachesIntoDword11) {
     Drive drive(*fake.device());
     LogPageRequest request;
     request.lid = 0x08;
-    Payload data;
-    EXPECT_EQ(statusText(drive.readLogPage(request, 1024 * 1024, data)), SUCCESS);
-    EXPECT_TRUE(isCounted(data, 1024 * 1024));
+    const auto data = drive.readLogPage(request, 1024 * 1024);
+    ASSERT_EQ(statusText(data), SUCCESS);
+    EXPECT_TRUE(isCounted(*data, 1024 * 1024));
 }
 
 // The system takes 128 KiB: 512 KiB and 256 KiB are refused, and nothing was sent. The next log begins with 128.
@@ -319,13 +313,13 @@ TEST(Drive, PiecesAreHalvedUntilTheSystemTakesThem) {
     Drive drive(*fake.device());
     LogPageRequest request;
     request.lid = 0x07;
-    Payload data;
-    EXPECT_EQ(statusText(drive.readLogPage(request, 512 * 1024, data)), SUCCESS);
-    EXPECT_TRUE(isCounted(data, 512 * 1024));
+    const auto data = drive.readLogPage(request, 512 * 1024);
+    ASSERT_EQ(statusText(data), SUCCESS);
+    EXPECT_TRUE(isCounted(*data, 512 * 1024));
     fake.expectDone();
-    uint32_t bytes = 0;
-    EXPECT_EQ(statusText(drive.maxTransferBytes(bytes)), SUCCESS);
-    EXPECT_EQ(bytes, 128U * 1024);
+    const auto bytes = drive.maxTransferBytes();
+    ASSERT_EQ(statusText(bytes), SUCCESS);
+    EXPECT_EQ(*bytes, 128U * 1024);
 }
 
 TEST(Drive, HalvingEndsAtAPage) {
@@ -337,9 +331,7 @@ TEST(Drive, HalvingEndsAtAPage) {
     Drive drive(*fake.device());
     LogPageRequest request;
     request.lid = 0x07;
-    Payload data;
-    EXPECT_EQ(statusText(drive.readLogPage(request, 8192, data)), "0/75 Invalid transfer size specified.");
-    EXPECT_EQ(data.getSize(), 0U);
+    EXPECT_EQ(statusText(drive.readLogPage(request, 8192)), "0/75 Invalid transfer size specified.");
 }
 
 TEST(Drive, HalvedPiecesAreWholePages) {
@@ -347,11 +339,13 @@ TEST(Drive, HalvedPiecesAreWholePages) {
     Drive drive(*fake.device());
     uint32_t piece = 5 * 4096;
     std::vector<uint32_t> tried;
-    const Status status = drive.sendHalvingPieces(piece, [&](uint32_t most) {
+    const auto sent = drive.sendHalvingPieces(piece, [&](uint32_t most) -> Result<uint32_t, CommandError> {
         tried.push_back(most);
-        return most > 4096 ? statuses::invalidTransferSize() : Status();
+        if (most > 4096) return statuses::invalidTransferSize();
+        return most;
     });
-    EXPECT_EQ(statusText(status), SUCCESS);
+    ASSERT_EQ(statusText(sent), SUCCESS);
+    EXPECT_EQ(*sent, 4096U);
     EXPECT_EQ(tried, (std::vector<uint32_t>{20480, 8192, 4096}));
     EXPECT_EQ(piece, 4096U);
 }
@@ -364,12 +358,10 @@ TEST(Drive, APieceThatFailsEndsTheLog) {
     Drive drive(*fake.device());
     LogPageRequest request;
     request.lid = 0x07;
-    Payload data;
     EXPECT_EQ(
-        statusText(drive.readLogPage(request, 24576, data)),
+        statusText(drive.readLogPage(request, 24576)),
         "0/25 Get Log Page failed on drive S1 (/dev/nvme0): Data Transfer Error (status code type 0x0, status code "
         "0x04, opcode 0x02).");
-    EXPECT_EQ(data.getSize(), 0U);
 }
 
 constexpr const char* NO_EXTENDED_DATA = "10/34 Drive S1 (/dev/nvme0) does not support log page offsets.";
@@ -379,22 +371,22 @@ TEST(Drive, AControllerWithoutExtendedDataIsAskedForOnePiece) {
     const DriveBytes plain = fakedrive::identifyController().byte(261, 0);
     LogPageRequest request;
     request.lid = 0x01;
-    Payload data;
     {
         FakeDrive fake;
         fake.expect(fakedrive::identify(0x01).answers(plain))
             .expect(Expected::admin(0x02).nsid(0xFFFFFFFF).dword(10, 0x0FFF0001).reads(16384).answers(counted(16384)));
         Drive drive(*fake.device());
-        EXPECT_EQ(statusText(drive.readLogPage(request, 16384, data)), SUCCESS);
-        EXPECT_TRUE(isCounted(data, 16384));
-        EXPECT_EQ(statusText(drive.readLogPage(request, 16388, data)), NO_EXTENDED_DATA);
+        const auto data = drive.readLogPage(request, 16384);
+        ASSERT_EQ(statusText(data), SUCCESS);
+        EXPECT_TRUE(isCounted(*data, 16384));
+        EXPECT_EQ(statusText(drive.readLogPage(request, 16388)), NO_EXTENDED_DATA);
     }
     {
         FakeDrive fake;
         fake.expect(fakedrive::identify(0x01).answers(plain));
         Drive drive(*fake.device());
         request.offset = 4;
-        EXPECT_EQ(statusText(drive.readLogPage(request, 4, data)), NO_EXTENDED_DATA)
+        EXPECT_EQ(statusText(drive.readLogPage(request, 4)), NO_EXTENDED_DATA)
             << "the offset would be passed over, and the wrong bytes would come";
     }
     {
@@ -403,7 +395,7 @@ TEST(Drive, AControllerWithoutExtendedDataIsAskedForOnePiece) {
             .expect(fakedrive::logPage(0x01, 16384).breaks(statuses::invalidTransferSize()));
         Drive drive(*fake.device());
         request.offset = 0;
-        EXPECT_EQ(statusText(drive.readLogPage(request, 16384, data)), NO_EXTENDED_DATA) << "half of it is not the log";
+        EXPECT_EQ(statusText(drive.readLogPage(request, 16384)), NO_EXTENDED_DATA) << "half of it is not the log";
     }
 }
 
@@ -423,8 +415,7 @@ TEST(Drive, SendsNothingForNumbersThatDoNotFit) {
         request.lsp = c.lsp;
         request.lspOfFurtherPieces = c.lspOfFurtherPieces;
         request.offset = c.offset;
-        Payload data;
-        EXPECT_EQ(statusText(drive.readLogPage(request, c.length, data)), "0/14 Request is out of bounds.");
+        EXPECT_EQ(statusText(drive.readLogPage(request, c.length)), "0/14 Request is out of bounds.");
     }
 }
 
@@ -453,14 +444,14 @@ TEST(Drive, GetFeaturesHasItsFields) {
     request.cdw12 = 0x12;
     request.cdw13 = 0x13;
     request.dataLength = 8;
-    Answer answer;
-    EXPECT_EQ(statusText(drive.getFeature(request, Select::SAVED, answer)), SUCCESS);
-    EXPECT_TRUE(isCounted(answer.data, 8));
-    EXPECT_EQ(answer.completion.dword0, 0x55U);
-    EXPECT_EQ(statusText(drive.getFeature(request, Select::CAPABILITIES, answer)), SUCCESS)
-        << "capabilities come without data";
-    EXPECT_EQ(answer.completion.dword0, 5U);
-    EXPECT_EQ(answer.data.getSize(), 0U);
+    const auto saved = drive.getFeature(request, Select::SAVED);
+    ASSERT_EQ(statusText(saved), SUCCESS);
+    EXPECT_TRUE(isCounted(saved->data, 8));
+    EXPECT_EQ(saved->completion.dword0, 0x55U);
+    const auto capabilities = drive.getFeature(request, Select::CAPABILITIES);
+    ASSERT_EQ(statusText(capabilities), SUCCESS) << "capabilities come without data";
+    EXPECT_EQ(capabilities->completion.dword0, 5U);
+    EXPECT_EQ(capabilities->data.getSize(), 0U);
 }
 
 TEST(Drive, SetFeaturesHasItsFields) {
@@ -472,13 +463,13 @@ TEST(Drive, SetFeaturesHasItsFields) {
     threshold.fid = 0x04;
     threshold.nsid = 1;
     threshold.cdw11 = 0x157;
-    Answer answer;
-    EXPECT_EQ(statusText(drive.setFeature(threshold, true, Payload(), answer)), SUCCESS);
+    EXPECT_EQ(statusText(drive.setFeature(threshold, true)), SUCCESS);
     FeatureRequest timestamp;
     timestamp.fid = 0x0E;
     const uint8_t bytes[] = {1, 2, 3, 4, 5, 6, 7, 8};
-    EXPECT_EQ(statusText(drive.setFeature(timestamp, false, Payload(bytes, 8), answer)), SUCCESS);
-    EXPECT_EQ(answer.completion.dword0, 9U);
+    const auto set = drive.setFeature(timestamp, false, Payload(bytes, 8));
+    ASSERT_EQ(statusText(set), SUCCESS);
+    EXPECT_EQ(set->completion.dword0, 9U);
 }
 
 TEST(Drive, HandsALogPageOnInPieces) {

@@ -28,9 +28,7 @@ protected:
     Status showDrive(nvme::Drive& drive, const Arguments&, DriveOutput& out) override {
         nvme::FeatureRequest request;
         request.fid = 0x07;
-        nvme::Answer answer;
-        Status status = drive.getFeature(request, nvme::Select::CURRENT, answer);
-        if (failed(status)) return status;
+        TRY(const nvme::Answer answer, drive.getFeature(request, nvme::Select::CURRENT));
         const std::string value = std::to_string(answer.completion.dword0);
         out.addAttributes(title(), {{"Queues", Attribute("Queues", "Queues", typeString(), value)}});
         return status;
@@ -38,10 +36,9 @@ protected:
     Status actOnDrive(nvme::Drive& drive, const Arguments&, DriveOutput& out) override {
         nvme::FeatureRequest request;
         request.fid = 0x07;
-        nvme::Answer answer;
-        Status status = drive.setFeature(request, false, Payload(), answer);
-        if (succeeded(status)) out.addStatus(title(), Status(0, 0, "Done."));
-        return status;
+        RETURN_IF_FAILED(drive.setFeature(request, false));
+        out.addStatus(title(), Status(0, 0, "Done."));
+        return Status();
     }
     Status setOnDrive(nvme::Drive& drive, const Attribute& attribute) override {
         return Status(0, 0, drive.serialNumber() + ": " + attribute.getName() + " is " + attribute.getText());

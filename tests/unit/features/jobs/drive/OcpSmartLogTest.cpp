@@ -2,6 +2,7 @@
 
 #include "features/jobs/drive/KnownLogPages.h"
 #include "features/jobs/drive/OcpSmartLog.h"
+#include "tests/support/StatusText.h"
 #include "tests/support/fakedrive/FakeDrive.h"
 #include "tests/unit/features/jobs/Commands.h"
 #include "tests/unit/features/jobs/OcpLog.h"
@@ -16,11 +17,11 @@ class OcpSmart : public testing::Test {
 protected:
     FakeDrive fake_;
     nvme::Drive drive_{*fake_.device()};
-    Payload data_;
 
     bool reads(OcpGrounds grounds) {
-        EXPECT_TRUE(succeeded(readOcpSmartLog(drive_, grounds, data_)));
-        return data_.getSize() == 512;
+        const auto log = readOcpSmartLog(drive_, grounds);
+        EXPECT_EQ(statusText(log), statusText(Status()));
+        return log && log->getSize() == 512;
     }
     bool isKnown() { return KnownLogPages().contains(drive_, 0xC0); }
 };
@@ -63,8 +64,9 @@ TEST_F(OcpSmart, IsFoundOnceWhenItIsNamed) {
     FakeDrive twin("S2", "/dev/nvme1");
     twin.expect(withoutList()).expect(ocpLog().answers(ocpSmart()));
     nvme::Drive drive(*twin.device());
-    EXPECT_TRUE(succeeded(readOcpSmartLog(drive, OcpGrounds::OFFERED, data_)));
-    EXPECT_EQ(data_.getSize(), 512U);
+    const auto log = readOcpSmartLog(drive, OcpGrounds::OFFERED);
+    ASSERT_TRUE(log);
+    EXPECT_EQ(log->getSize(), 512U);
 }
 
 TEST_F(OcpSmart, IsNotAskedWhereTheListLeavesItOut) {
@@ -86,16 +88,16 @@ TEST_F(OcpSmart, APageThatIsMissingAfterAllIsNone) {
 
 TEST_F(OcpSmart, AnotherRefusalAndATransportErrorAreReturned) {
     fake_.expect(withoutList()).expect(ocpLog().refuses(0x0006)).expect(ocpLog().breaks(gone()));
-    EXPECT_TRUE(readOcpSmartLog(drive_, OcpGrounds::NAMED, data_).is(0, 25));
-    EXPECT_TRUE(readOcpSmartLog(drive_, OcpGrounds::NAMED, data_).is(0, 70));
+    EXPECT_TRUE(statusOf(readOcpSmartLog(drive_, OcpGrounds::NAMED)).is(0, 25));
+    EXPECT_TRUE(statusOf(readOcpSmartLog(drive_, OcpGrounds::NAMED)).is(0, 70));
     FakeDrive list;
     list.expect(withList()).expect(lookAtLog(0x00, 1024).breaks(gone()));
     nvme::Drive drive(*list.device());
-    EXPECT_TRUE(readOcpSmartLog(drive, OcpGrounds::OFFERED, data_).is(0, 70));
+    EXPECT_TRUE(statusOf(readOcpSmartLog(drive, OcpGrounds::OFFERED)).is(0, 70));
     FakeDrive uuids;
     uuids.expect(identify(0x01).answers(identifyController().le32(96, 0x200))).expect(identify(0x17).breaks(gone()));
     nvme::Drive other(*uuids.device());
-    EXPECT_TRUE(readOcpSmartLog(other, OcpGrounds::OFFERED, data_).is(0, 70));
+    EXPECT_TRUE(statusOf(readOcpSmartLog(other, OcpGrounds::OFFERED)).is(0, 70));
 }
 
 TEST_F(OcpSmart, AUuidListThatIsRefusedHasNoUuid) {

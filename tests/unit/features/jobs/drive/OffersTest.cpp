@@ -17,9 +17,9 @@ using namespace ostrel::core;
 
 bool isOffered(FakeDrive& fake, const nvme::LogPageRow* row) {
     nvme::Drive drive(*fake.device());
-    bool offered = false;
-    EXPECT_TRUE(succeeded(isLogOffered(drive, *row, offered)));
-    return offered;
+    const auto offered = isLogOffered(drive, *row);
+    EXPECT_TRUE(offered);
+    return offered.value_or(false);
 }
 
 TEST(Offers, NothingIsAskedAboutALogPageThatAllControllersHave) {
@@ -63,9 +63,9 @@ TEST(Offers, TheListIsAskedOnce) {
     fake.expect(withList()).expect(logList(0x06));
     nvme::Drive drive(*fake.device());
     for (const uint8_t lid : std::initializer_list<uint8_t>{0x05, 0x06, 0x0D}) {
-        bool offered = false;
-        EXPECT_TRUE(succeeded(isLogOffered(drive, *nvme::findLogPage(lid), offered)));
-        EXPECT_EQ(offered, lid == 0x06);
+        const auto offered = isLogOffered(drive, *nvme::findLogPage(lid));
+        ASSERT_TRUE(offered);
+        EXPECT_EQ(*offered, lid == 0x06);
     }
 }
 

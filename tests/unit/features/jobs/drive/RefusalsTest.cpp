@@ -17,13 +17,15 @@ constexpr RefusalRow ROWS[] = {
     {0, 0x1D, statuses::sanitizeInProgress},
 };
 
+constexpr const char* SUCCEEDED = "succeeded";
+
 /// How the answer of an Identify is reported.
 std::string mapped(Expected answer) {
     FakeDrive fake;
     fake.expect(answer);
     nvme::Drive drive(*fake.device());
-    Payload data;
-    return statusText(mapNvmeStatus(ROWS, statuses::formatFailed, drive.identify(1, 0, 0, data), drive));
+    const auto data = drive.identify(1, 0);
+    return data ? SUCCEEDED : statusText(mapNvmeStatus(ROWS, statuses::formatFailed, data.error()));
 }
 
 TEST(Refusals, TheRowOfTypeAndCodeGivesTheMeaning) {
@@ -43,7 +45,7 @@ TEST(Refusals, WithoutARowItIsTheGeneralOne) {
 }
 
 TEST(Refusals, WhatIsNoRefusalStaysAsItIs) {
-    EXPECT_EQ(mapped(identify(1).answers(identifyController())), "0/0 Completed successfully.");
+    EXPECT_EQ(mapped(identify(1).answers(identifyController())), SUCCEEDED);
     EXPECT_EQ(mapped(identify(1).breaks(gone())), "0/70 The drive /dev/nvme0 is gone.");
 }
 

@@ -61,9 +61,9 @@ TEST(VendorDialect, ATableDecidesWhoseFeatureItIs) {
         if (c.asks && c.ocp) fake.expect(ocpLog().answers(ocpSmart()));
         if (c.asks && !c.ocp) fake.expect(ocpLog().refuses(0x4109));
         nvme::Drive drive(*fake.device());
-        Dialect dialect = c.dialect == Dialect::NONE ? Dialect::OCP : Dialect::NONE;
-        EXPECT_TRUE(succeeded(dialectOfFeature(drive, c.fid, OcpGrounds::NAMED, dialect)));
-        EXPECT_EQ(dialect, c.dialect);
+        const auto dialect = dialectOfFeature(drive, c.fid, OcpGrounds::NAMED);
+        ASSERT_TRUE(dialect);
+        EXPECT_EQ(*dialect, c.dialect);
     }
 }
 
@@ -82,30 +82,28 @@ TEST(VendorDialect, ADriveThatDoesNotOfferLogC0hIsNotAskedForItByAReader) {
     FakeDrive fake;
     nameModel(fake, "VELKO X").expect(withoutList());
     nvme::Drive drive(*fake.device());
-    Dialect dialect = Dialect::NONE;
-    EXPECT_TRUE(succeeded(dialectOfFeature(drive, 0xC6, OcpGrounds::OFFERED, dialect)));
-    EXPECT_EQ(dialect, Dialect::VELKO);
+    const auto dialect = dialectOfFeature(drive, 0xC6, OcpGrounds::OFFERED);
+    ASSERT_TRUE(dialect);
+    EXPECT_EQ(*dialect, Dialect::VELKO);
 }
 
 TEST(VendorDialect, AListWithoutLogC0hIsBelievedByAWriterToo) {
     FakeDrive fake;
     nameModel(fake, "VELKO X").expect(withList()).expect(logList(0xD0));
     nvme::Drive drive(*fake.device());
-    Dialect dialect = Dialect::NONE;
-    EXPECT_TRUE(succeeded(dialectOfFeature(drive, 0xC6, OcpGrounds::NAMED, dialect)));
-    EXPECT_EQ(dialect, Dialect::VELKO);
+    const auto dialect = dialectOfFeature(drive, 0xC6, OcpGrounds::NAMED);
+    ASSERT_TRUE(dialect);
+    EXPECT_EQ(*dialect, Dialect::VELKO);
 }
 
 TEST(VendorDialect, ARefusalOfAnotherCommandDoesNotAnswerForLogC0h) {
     FakeDrive fake;
     nameModel(fake, "VELKO X").expect(identify(0x01).refuses(0x4002));
     nvme::Drive drive(*fake.device());
-    Dialect dialect = Dialect::NONE;
     EXPECT_EQ(
-        dialectOfFeature(drive, 0xC1, OcpGrounds::NAMED, dialect).toString(),
+        statusOf(dialectOfFeature(drive, 0xC1, OcpGrounds::NAMED)).toString(),
         "Category: 0\nCode: 25\nMessage: Identify failed on drive S1 (/dev/nvme0): Invalid Field in Command (status "
         "code type 0x0, status code 0x02, opcode 0x06).");
-    EXPECT_EQ(dialect, Dialect::NONE);
 }
 
 TEST(VendorDialect, WhatCannotBeDeterminedIsNotGuessed) {
@@ -115,13 +113,11 @@ TEST(VendorDialect, WhatCannotBeDeterminedIsNotGuessed) {
         .expect(ocpLog().refuses(0x0006))
         .expect(ocpLog().breaks(Status(CATEGORY_CORE, 70, "gone")));
     nvme::Drive drive(*fake.device());
-    Dialect dialect = Dialect::NONE;
     EXPECT_EQ(
-        dialectOfFeature(drive, 0xC1, OcpGrounds::NAMED, dialect).toString(),
+        statusOf(dialectOfFeature(drive, 0xC1, OcpGrounds::NAMED)).toString(),
         "Category: 0\nCode: 25\nMessage: Get Log Page failed on drive S1 (/dev/nvme0): Internal Error (status code "
         "type 0x0, status code 0x06, opcode 0x02).");
     EXPECT_EQ(requireOcp(drive).toString(), "Category: 0\nCode: 70\nMessage: gone");
-    EXPECT_EQ(dialect, Dialect::NONE);
 }
 
 }  // namespace
