@@ -122,9 +122,8 @@ bool changesDrive(const xml::XmlObject& request) {
     const JobRow* const row =
         std::find_if(std::begin(JOBS), std::end(JOBS), [&](const JobRow& r) { return r.name == name; });
     if (row == std::end(JOBS)) return false;
-    bool isSet = true;  // also where the request does not say clearly which
-    if (row->methods == Methods::GET_OR_SET) (void)jobs::readSetGetType(jobs::Arguments(request), isSet);
-    return row->methods != Methods::READ && isSet;
+    if (row->methods != Methods::GET_OR_SET) return row->methods != Methods::READ;
+    return jobs::isSetRequest(jobs::Arguments(request)).value_or(false);  // the job refuses what is neither
 }
 
 std::unique_ptr<Job> createJob(const std::string& name, Status& status) {

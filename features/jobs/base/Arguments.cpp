@@ -66,20 +66,19 @@ bool Arguments::flag(const std::string& key, bool absent) const {
     return *value == "1" || toBoolean(*value);
 }
 
-Status Arguments::boolean(const std::string& key, std::optional<bool>& value) const {
+Result<std::optional<bool>> Arguments::boolean(const std::string& key) const {
     const std::string* text = find(key);
-    if (text == nullptr || text->empty()) return Status();
+    if (text == nullptr || text->empty()) return std::nullopt;
     if (!isBoolean(*text)) {
         return Status(CATEGORY_FEATURE, 36,
                       "Invalid value given for " + key + ": '" + *text + "'. It must be true or false.");
     }
-    value = flag(key);
-    return Status();
+    return flag(key);
 }
 
-Status Arguments::number(const std::string& key, uint64_t most, std::optional<uint64_t>& value, Digits digits) const {
+Result<std::optional<uint64_t>> Arguments::number(const std::string& key, uint64_t most, Digits digits) const {
     const std::string* text = find(key);
-    if (text == nullptr || text->empty()) return Status();
+    if (text == nullptr || text->empty()) return std::nullopt;
     uint64_t number = 0;
     if (!readNumber(*text, digits, number) || number > most) {
         const std::string range = digits == Digits::HEX ? "a hexadecimal number from 0 to " + nvme::hexText(most)
@@ -87,8 +86,7 @@ Status Arguments::number(const std::string& key, uint64_t most, std::optional<ui
         return Status(CATEGORY_FEATURE, 36,
                       "Invalid value given for " + key + ": '" + *text + "'. It must be " + range + ".");
     }
-    value = number;
-    return Status();
+    return number;
 }
 
 }  // namespace features::jobs

@@ -4,6 +4,7 @@
 #include <optional>
 #include <string>
 
+#include "features/errors/Result.h"
 #include "ostrel/core/Status.h"
 #include "ostrel/core/xml/XmlObject.h"
 
@@ -27,7 +28,7 @@ bool takeSuffix(std::string& text, const std::string& suffix);
 ///
 /// Ownership: refers to the request, which must outlive it.
 /// Errors:    a value that is no number, does not fit, or is out of the caller's range gives 10/36 with a message that
-///            names the argument and what it may be; the out-parameter stays as it was.
+///            names the argument and what it may be.
 class Arguments {
 public:
     explicit Arguments(const ostrel::core::xml::XmlObject& request) : request_(request) {}
@@ -37,11 +38,19 @@ public:
     std::string text(const std::string& key) const;
     /// Whether the value is "true" or "1", ignoring case; `absent` when there is none.
     bool flag(const std::string& key, bool absent = false) const;
-    /// "true", "false", "1" or "0", ignoring case. Absent or empty leaves `value` empty.
-    ostrel::core::Status boolean(const std::string& key, std::optional<bool>& value) const;
-    /// At most `most`. Absent or empty leaves `value` empty.
+    /// "true", "false", "1" or "0", ignoring case; empty for an argument that is absent or empty.
+    Result<std::optional<bool>> boolean(const std::string& key) const;
+    /// At most `most`; empty for an argument that is absent or empty.
+    Result<std::optional<uint64_t>> number(const std::string& key, uint64_t most,
+                                           Digits digits = Digits::DECIMAL) const;
+    // For callers whose results leave through their parameters.
+    ostrel::core::Status boolean(const std::string& key, std::optional<bool>& value) const {
+        return moveTo(value, boolean(key));
+    }
     ostrel::core::Status number(const std::string& key, uint64_t most, std::optional<uint64_t>& value,
-                                Digits digits = Digits::DECIMAL) const;
+                                Digits digits = Digits::DECIMAL) const {
+        return moveTo(value, number(key, most, digits));
+    }
 
 private:
     const std::string* find(const std::string& key) const;

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <map>
 
+#include "features/errors/Result.h"
 #include "features/jobs/support/ParallelFor.h"
 #include "ostrel/core/AttributeVocabulary.h"
 #include "ostrel/core/StatusCatalogue.h"
@@ -50,8 +51,7 @@ Status DriveJob::getProperties(const std::shared_ptr<xml::XmlObject>& output) {
 }
 
 Status DriveJob::runMethod(const std::shared_ptr<xml::XmlObject>& output) {
-    const Status request = checkRequest(arguments());
-    if (failed(request)) return request;
+    RETURN_IF_FAILED(checkRequest(arguments()));
     runOnDrives(*output, nullptr, 1, &DriveJob::actOnDrive);
     return Status();
 }

@@ -1,5 +1,6 @@
 #include "features/jobs/base/DumpJob.h"
 
+#include "features/errors/Result.h"
 #include "features/jobs/base/LogLimits.h"
 #include "features/jobs/support/StatusDetails.h"
 #include "ostrel/core/Attribute.h"
@@ -25,9 +26,8 @@ public:
         hasBegun_ = true;
         bytes_ = 0;
         digits_.clear();
-        Status status = empty_.check(log_.driveName, bytes);
-        if (succeeded(status)) status = checkPayload(log_, bytes, earlierBytes_);
-        if (failed(status)) return status;
+        RETURN_IF_FAILED(empty_.check(log_.driveName, bytes));
+        RETURN_IF_FAILED(checkPayload(log_, bytes, earlierBytes_));
         digits_.reserve(bytes * 2);
         return Status();
     }
@@ -64,15 +64,14 @@ Status namingDrive(const Status& status, const nvme::Drive& drive) {
 }  // namespace
 
 Status DumpJob::runMethod(const std::shared_ptr<xml::XmlObject>& output) {
-    Status status = checkRequest(arguments());
-    if (failed(status)) return status;
+    RETURN_IF_FAILED(checkRequest(arguments()));
     const auto& devices = getDevices();
     const std::vector<std::string> names = driveNames();
     uint64_t bytes = 0;
     for (std::size_t i = 0; i < devices.size(); ++i) {
         nvme::Drive drive(*devices[i]);
         HexSink log(NamedLog(drive, logId(arguments())), bytes, empty_);
-        status = dumpDrive(drive, arguments(), log);
+        const Status status = dumpDrive(drive, arguments(), log);
         if (failed(status) && isOneDriveNamed()) return status;
         if (succeeded(status) && !log.hasBegun()) continue;
         auto object = std::make_unique<xml::XmlObject>();

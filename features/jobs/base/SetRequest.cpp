@@ -15,12 +15,10 @@ using namespace ostrel::core;
 
 namespace {
 
-Status readBoolean(const Arguments& sent, const std::string& key, uint32_t& value) {
-    std::optional<bool> flag;
-    Status status = sent.boolean(key, flag);
-    if (succeeded(status) && !flag) status = statuses::propertyWithoutValue();
-    if (succeeded(status)) value = *flag ? 1 : 0;
-    return status;
+Result<uint32_t> readBoolean(const Arguments& sent, const std::string& key) {
+    TRY(const std::optional<bool> flag, sent.boolean(key));
+    if (!flag) return statuses::propertyWithoutValue();
+    return *flag ? 1U : 0U;
 }
 
 /// The request has a number in decimal digits. The user may have typed letters, which are hexadecimal digits: "abc" is
@@ -34,11 +32,11 @@ std::string asHexadecimal(const std::string& text) {
 
 }  // namespace
 
-Status readSetGetType(const Arguments& arguments, bool& isSet) {
+Result<bool> isSetRequest(const Arguments& arguments) {
     const std::string name = attributes::feature::setGetType().getName();
     const std::string type = arguments.text(name);
-    isSet = type == "set";
-    if (isSet || type == "get" || type.empty()) return Status();
+    if (type == "set") return true;
+    if (type == "get" || type.empty()) return false;
     return withDetails(statuses::invalidProperty(), name + " must be 'get' or 'set', not '" + type + "'.");
 }
 
@@ -52,19 +50,17 @@ Status checkSettable(const Attribute& given, const Attribute& settable) {
     return withDetails(statuses::invalidProperty(), given.getName() + " cannot be set.");
 }
 
-Status readValue(const Arguments& sent, const SettableProperty& property, uint32_t& value) {
+Result<uint32_t> readValue(const Arguments& sent, const SettableProperty& property) {
     const Attribute attribute = property.attribute();
     const std::string& key = attribute.getName();
-    if (attribute.getType() == typeBoolean()) return readBoolean(sent, key, value);
-    std::optional<uint64_t> number;
-    const Status status = sent.number(key, property.most, number);
-    if (failed(status) || number.value_or(0) < property.least || !number) {
+    if (attribute.getType() == typeBoolean()) return readBoolean(sent, key);
+    const std::optional<uint64_t> number = sent.number(key, property.most).value_or(std::nullopt);
+    if (!number || *number < property.least) {
         return withDetails(property.refusal(), key + " must be a number from " + std::to_string(property.least) +
                                                    " to " + std::to_string(property.most) + ", not '" + sent.text(key) +
                                                    "'" + asHexadecimal(sent.text(key)) + ".");
     }
-    value = static_cast<uint32_t>(*number);
-    return Status();
+    return static_cast<uint32_t>(*number);
 }
 
 }  // namespace features::jobs

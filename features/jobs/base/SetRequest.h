@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "features/errors/Result.h"
 #include "features/jobs/base/Arguments.h"
 #include "ostrel/core/Attribute.h"
 #include "ostrel/core/Status.h"
@@ -19,8 +20,8 @@ struct SettableProperty {
     ostrel::core::Status (*refusal)();  ///< of the catalogue
 };
 
-/// The argument "SetGetType": "get", also when there is none, or "set"; otherwise 10/36.
-ostrel::core::Status readSetGetType(const Arguments& arguments, bool& isSet);
+/// Whether the argument "SetGetType" is "set". It may be "get", and absent; otherwise 10/36.
+Result<bool> isSetRequest(const Arguments& arguments);
 
 /// What is written goes to exactly one drive: otherwise 10/5 or 10/6.
 ostrel::core::Status checkOneDrive(size_t numberOfDrives);
@@ -30,6 +31,14 @@ ostrel::core::Status checkSettable(const ostrel::core::Attribute& given, const o
 
 /// Reads the value of `property` as it was sent. Anything but a number in its range is the property's refusal with the
 /// range in the message.
-ostrel::core::Status readValue(const Arguments& sent, const SettableProperty& property, uint32_t& value);
+Result<uint32_t> readValue(const Arguments& sent, const SettableProperty& property);
+
+// For callers whose results leave through their parameters.
+inline ostrel::core::Status readSetGetType(const Arguments& arguments, bool& isSet) {
+    return moveTo(isSet, isSetRequest(arguments));
+}
+inline ostrel::core::Status readValue(const Arguments& sent, const SettableProperty& property, uint32_t& value) {
+    return moveTo(value, readValue(sent, property));
+}
 
 }  // namespace features::jobs

@@ -58,9 +58,8 @@ void KnownLogPages::useFolder(const std::string& folder) {
 }
 
 std::string KnownLogPages::read() const {
-    std::string text;
-    (void)readInputFile(path_, MAX_FILE_BYTES, text, SymbolicLink::REFUSE);  // what cannot be read knows nothing
-    return text;
+    // What cannot be read knows nothing.
+    return readInputFile(path_, MAX_FILE_BYTES, SymbolicLink::REFUSE).value_or(std::string());
 }
 
 bool KnownLogPages::contains(const nvme::Drive& drive, uint8_t lid) const {

@@ -2,6 +2,7 @@
 
 #include <string>
 
+#include "features/errors/Result.h"
 #include "features/jobs/support/StatusDetails.h"
 #include "features/transport/HostCommand.h"
 #include "ostrel/core/CommandResult.h"
@@ -56,7 +57,7 @@ Status checkUses(nvme::Drive& drive, const DestructionScope& scope) {
     transport::HostCommand look(transport::HostRequest::USES);
     look.useCheck = scope.partitionsCount ? transport::UseCheck::CONTENT : transport::UseCheck::DESTROY;
     drive.device().sendCommand(look, result);
-    if (failed(result.status)) return result.status;
+    RETURN_IF_FAILED(result.status);
     const auto* host = dynamic_cast<const transport::HostResult*>(result.protocolResult.get());
     if (host == nullptr) return statuses::deviceDataRetrievalFailed();
     for (const HostNamespace& part : host->namespaces) {

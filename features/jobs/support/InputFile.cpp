@@ -29,40 +29,40 @@ Status checkType(const std::string& path, const struct stat& file) {
     return unreadable(path, S_ISLNK(file.st_mode) ? "a symbolic link" : "not a regular file");
 }
 
-Status openRegular(const std::string& path, SymbolicLink link, FileDescriptor& file, struct stat& info) {
+struct OpenFile {
+    FileDescriptor descriptor;
+    uint64_t sizeBytes;
+};
+
+Result<OpenFile> openRegular(const std::string& path, SymbolicLink link) {
     const bool isFollowed = link == SymbolicLink::FOLLOW;
+    struct stat info = {};
     // Before it is opened: the opening of a device can do something.
     if (::fstatat(AT_FDCWD, path.c_str(), &info, isFollowed ? 0 : AT_SYMLINK_NOFOLLOW) != 0)
         return unreadable(path, errno);
-    const Status status = checkType(path, info);
-    if (failed(status)) return status;
+    RETURN_IF_FAILED(checkType(path, info));
     // O_NONBLOCK: should it have become a pipe since it was looked at, opening it must not wait.
     constexpr int FLAGS = O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
-    file = FileDescriptor(::open(path.c_str(), FLAGS | (isFollowed ? 0 : O_NOFOLLOW)));
+    FileDescriptor file(::open(path.c_str(), FLAGS | (isFollowed ? 0 : O_NOFOLLOW)));
     if (!file.isOpen() || ::fstat(file.get(), &info) != 0) return unreadable(path, errno);
-    return checkType(path, info);
+    RETURN_IF_FAILED(checkType(path, info));
+    return OpenFile{std::move(file), static_cast<uint64_t>(info.st_size)};
 }
 
 }  // namespace
 
-Status readInputFile(const std::string& path, uint64_t maxBytes, std::string& bytes, SymbolicLink link,
-                     Status (*tooLarge)()) {
-    FileDescriptor file;
-    struct stat info = {};
-    Status status = openRegular(path, link, file, info);
-    if (failed(status)) return status;
-    const auto size = static_cast<uint64_t>(info.st_size);
-    if (size > maxBytes) {
-        return unreadable(
-            path,
-            "it has " + std::to_string(size) + " bytes, and at most " + std::to_string(maxBytes) + " can be taken",
-            tooLarge);
+Result<std::string> readInputFile(const std::string& path, uint64_t maxBytes, SymbolicLink link, Status (*tooLarge)()) {
+    TRY(const OpenFile file, openRegular(path, link));
+    if (file.sizeBytes > maxBytes) {
+        return unreadable(path,
+                          "it has " + std::to_string(file.sizeBytes) + " bytes, and at most " +
+                              std::to_string(maxBytes) + " can be taken",
+                          tooLarge);
     }
     std::string contents;
-    status = readFile(file, path, contents);
+    const Status status = readFile(file.descriptor, path, contents);
     if (failed(status)) return unreadable(path, static_cast<int>(status.getCode()));
-    bytes = std::move(contents);
-    return Status();
+    return contents;
 }
 
 }  // namespace features::jobs

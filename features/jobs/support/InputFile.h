@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <string>
 
+#include "features/errors/Result.h"
 #include "ostrel/core/File.h"
 #include "ostrel/core/Status.h"
 #include "ostrel/core/StatusCatalogue.h"
@@ -10,9 +11,16 @@
 namespace features::jobs {
 
 /// Reads a file that the user named: a regular file of at most `maxBytes`. It never waits for another process. 10/54
-/// or `tooLarge`, with the path and the reason; `bytes` changes only on success.
-ostrel::core::Status readInputFile(const std::string& path, uint64_t maxBytes, std::string& bytes,
-                                   ostrel::core::SymbolicLink link = ostrel::core::SymbolicLink::FOLLOW,
-                                   ostrel::core::Status (*tooLarge)() = ostrel::core::statuses::fileReadFailed);
+/// or `tooLarge`, with the path and the reason.
+Result<std::string> readInputFile(const std::string& path, uint64_t maxBytes,
+                                  ostrel::core::SymbolicLink link = ostrel::core::SymbolicLink::FOLLOW,
+                                  ostrel::core::Status (*tooLarge)() = ostrel::core::statuses::fileReadFailed);
+
+// For callers whose results leave through their parameters.
+inline ostrel::core::Status readInputFile(const std::string& path, uint64_t maxBytes, std::string& bytes,
+                                          ostrel::core::SymbolicLink link = ostrel::core::SymbolicLink::FOLLOW,
+                                          ostrel::core::Status (*tooLarge)() = ostrel::core::statuses::fileReadFailed) {
+    return moveTo(bytes, readInputFile(path, maxBytes, link, tooLarge));
+}
 
 }  // namespace features::jobs

@@ -4,6 +4,7 @@
 
 #include <cerrno>
 
+#include "features/errors/Result.h"
 #include "ostrel/core/PathStatus.h"
 #include "ostrel/core/TrustedFile.h"
 
@@ -15,8 +16,7 @@ Status makeStateFolder(const std::string& path) {
     const size_t nameStart = path.rfind('/') + 1;
     const std::string name = path.substr(nameStart);
     TrustedFile above;
-    const Status status = above.openFolder(path.substr(0, nameStart));
-    if (failed(status)) return status;
+    RETURN_IF_FAILED(above.openFolder(path.substr(0, nameStart)));
     // No other user can exchange the new folder for a link: only this one, root and the tool's owner write above it.
     int error = ::mkdirat(above.descriptor().get(), name.c_str(), S_IRWXU) == 0 ? 0 : errno;
     if (error == 0 && ::fchmodat(above.descriptor().get(), name.c_str(), S_IRWXU, 0) != 0) error = errno;

@@ -21,17 +21,14 @@ public:
     std::unique_ptr<Job> clone() const override { return std::make_unique<ExampleJob>(); }
 
 protected:
-    Status checkRequest(const Arguments& arguments) override {
-        std::optional<uint64_t> number;
-        return arguments.number("Number", 9, number);
-    }
+    Status checkRequest(const Arguments& arguments) override { return statusOf(arguments.number("Number", 9)); }
     Status showDrive(nvme::Drive& drive, const Arguments&, DriveOutput& out) override {
         nvme::FeatureRequest request;
         request.fid = 0x07;
         TRY(const nvme::Answer answer, drive.getFeature(request, nvme::Select::CURRENT));
         const std::string value = std::to_string(answer.completion.dword0);
         out.addAttributes(title(), {{"Queues", Attribute("Queues", "Queues", typeString(), value)}});
-        return status;
+        return Status();
     }
     Status actOnDrive(nvme::Drive& drive, const Arguments&, DriveOutput& out) override {
         nvme::FeatureRequest request;

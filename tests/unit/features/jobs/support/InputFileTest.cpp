@@ -47,11 +47,10 @@ TEST(InputFile, DoesNotWaitForAWriterOfAPipeThatTookTheFilesPlace) {
     const End end = endOf([&] {
         ::alarm(SECONDS);  // while it waits for a writer
         const Exchange exchange(path, folder / "pipe");
-        std::string bytes;
         for (int read = 0, refused = 0; read < MIN_READ || refused < MIN_READ;) {
-            const bool isRead = succeeded(readInputFile(path, MAX_BYTES, bytes));
-            if (isRead && bytes != "contents") std::fprintf(stderr, "read \"%s\"", bytes.c_str());
-            isRead ? ++read : ++refused;
+            const auto bytes = readInputFile(path, MAX_BYTES);
+            if (bytes && *bytes != "contents") std::fprintf(stderr, "read \"%s\"", bytes->c_str());
+            bytes ? ++read : ++refused;
         }
     });
     EXPECT_EQ(end.status, 0);
