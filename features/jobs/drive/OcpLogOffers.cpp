@@ -6,14 +6,12 @@ namespace features::jobs {
 
 using namespace ostrel::core;
 
-Status isOcpLogOffered(DriveFacts& facts, const nvme::OcpLogPageRow& row, bool& isOffered) {
+Result<bool> isOcpLogOffered(DriveFacts& facts, const nvme::OcpLogPageRow& row) {
     const uint8_t* smart = facts.ocpSmart();
-    isOffered = smart != nullptr;
-    if (!isOffered || row.page.lid == nvme::LID_OCP_SMART) return facts.failure();
-    bool hasList = false;
-    const Status status = facts.drive().readListedLog(row.page.lid, hasList, isOffered);
-    if (succeeded(status) && !hasList) isOffered = row.isRequiredBy(nvme::ocpSmartVersion(smart));
-    return status;
+    RETURN_IF_FAILED(facts.failure());
+    if (smart == nullptr || row.page.lid == nvme::LID_OCP_SMART) return smart != nullptr;
+    TRY(const auto isListed, facts.drive().isLogListed(row.page.lid));
+    return isListed.value_or(row.isRequiredBy(nvme::ocpSmartVersion(smart)));
 }
 
 }  // namespace features::jobs

@@ -47,7 +47,8 @@ struct TestRequest {
     bool waits = false;
 };
 
-Status readRequest(const Arguments& arguments, TestRequest& request) {
+Result<TestRequest> readRequest(const Arguments& arguments) {
+    TestRequest request;
     const std::string type = arguments.text(attributes::feature::testType().getName());
     if (!type.empty()) {
         request.test = std::find_if(std::begin(TESTS), std::end(TESTS),
@@ -59,30 +60,33 @@ Status readRequest(const Arguments& arguments, TestRequest& request) {
     }
     const std::string mode = arguments.text(attributes::feature::selfTestMode().getName());
     request.waits = equals(mode, MODE_CAPTIVE, true);
-    if (request.waits || mode.empty() || equals(mode, MODE_OFFLINE, true)) return Status();
+    if (request.waits || mode.empty() || equals(mode, MODE_OFFLINE, true)) return request;
     return withDetails(statuses::invalidSelfTestParameters(),
                        "A test runs 'captive' or 'offline', but not '" + mode + "'.");
 }
 
-/// 10/208 on a drive without self-tests.
-Status checkSupport(nvme::Drive& drive, unsigned& extendedMinutes) {
-    const uint8_t* identify = nullptr;
-    const Status status = drive.identifyController(identify);
-    if (failed(status)) return status;
+/// How long an extended test takes, in minutes; 0 where the drive does not report it. 10/208 on a drive without
+/// self-tests.
+Result<unsigned> readExtendedMinutes(nvme::Drive& drive) {
+    TRY(const uint8_t* const identify, drive.identifyController());
     const ControllerCapabilities controller(identify);
-    extendedMinutes = controller.edstt;
-    return controller.supportsSelfTest() ? Status() : statuses::selfTestNotSupported();
+    if (!controller.supportsSelfTest()) return statuses::selfTestNotSupported();
+    return unsigned{controller.edstt};
+}
+
+Result<Payload, nvme::CommandError> readSelfTestLog(nvme::Drive& drive) {
+    return readLog(drive, nvme::LID_DEVICE_SELF_TEST, nvme::SELF_TEST_BYTES);
 }
 
 Status start(nvme::Drive& drive, const TestRow& test) {
     nvme::NvmeCommand command(nvme::Queue::ADMIN, nvme::OPC_DEVICE_SELF_TEST, "Device Self-test");
     command.nsid = namedNamespace(drive).value_or(nvme::NSID_ALL);
     command.cdw10 = test.code;
-    nvme::Answer answer;
-    const Status status = drive.send(command, answer);
-    if (!isRefusal(status) || !drive.lastCompletion().is(nvme::SCT_COMMAND_SPECIFIC, nvme::SC_SELF_TEST_IN_PROGRESS))
-        return status;
-    return withDetails(statuses::selfTestInProgress(), status.getMessage());
+    const auto started = drive.send(command);
+    if (started) return Status();
+    const nvme::CommandError& error = started.error();
+    if (!error.completion.is(nvme::SCT_COMMAND_SPECIFIC, nvme::SC_SELF_TEST_IN_PROGRESS)) return error;
+    return withDetails(statuses::selfTestInProgress(), error.status.getMessage());
 }
 
 /// The fields of log 06h that decide. The newest result is the first.
@@ -154,48 +158,39 @@ DriveSelfTestJob::DriveSelfTestJob(std::shared_ptr<const WaitClock> clock)
     : CloneableJob(ostrel::interfaces::ostreli::JOB_DRIVE_SELF_TEST, "Drive Self-Test"), clock_(std::move(clock)) {}
 
 Status DriveSelfTestJob::checkRequest(const Arguments& arguments) {
-    TestRequest request;
-    return readRequest(arguments, request);
+    return statusOf(readRequest(arguments));
 }
 
 Status DriveSelfTestJob::showDrive(nvme::Drive& drive, const Arguments&, DriveOutput& out) {
-    unsigned extendedMinutes = 0;
-    Payload log;
-    Status status = checkSupport(drive, extendedMinutes);
-    if (succeeded(status)) status = readLog(drive, nvme::LID_DEVICE_SELF_TEST, nvme::SELF_TEST_BYTES, log);
-    if (failed(status)) return status;
+    TRY(const unsigned extendedMinutes, readExtendedMinutes(drive));
+    TRY(const Payload log, readSelfTestLog(drive));
     out.addAttributes(title(), summary(log, extendedMinutes));
     if (out.requested() == nullptr) addResults(out, log, MAX_RESULTS);
     return Status();
 }
 
 Status DriveSelfTestJob::actOnDrive(nvme::Drive& drive, const Arguments& arguments, DriveOutput& out) {
-    TestRequest request;
-    unsigned extendedMinutes = 0;
-    Status status = readRequest(arguments, request);
-    if (succeeded(status)) status = checkSupport(drive, extendedMinutes);
-    if (succeeded(status)) status = start(drive, *request.test);
-    if (failed(status)) return status;
+    TRY(const TestRequest request, readRequest(arguments));
+    TRY(const unsigned extendedMinutes, readExtendedMinutes(drive));
+    RETURN_IF_FAILED(start(drive, *request.test));
     if (!request.waits) {
         out.addStatus(title(), Status(0, 0, "The " + std::string(request.test->word) + " self-test was started."));
         return Status();
     }
     const unsigned minutes = request.test == TESTS ? SHORT_MINUTES : extendedMinutes;
-    Payload log;
-    status = await(drive, minutes != 0 ? minutes : UNKNOWN_MINUTES, log);
-    if (failed(status)) return status;
+    TRY(const Payload log, await(drive, minutes != 0 ? minutes : UNKNOWN_MINUTES));
     // Not as a status: the tool puts a text of its own, of a test that goes on, in the place of each.
     addResults(out, log, 1);
     return finalStatus(drive, *request.test, log);
 }
 
-Status DriveSelfTestJob::await(nvme::Drive& drive, unsigned minutes, Payload& log) const {
+Result<Payload> DriveSelfTestJob::await(nvme::Drive& drive, unsigned minutes) const {
     const uint64_t patienceMs = uint64_t{2} * minutes * MS_PER_MINUTE;
     uint64_t movedMs = clock_->nowMs();
     ProgressLine line("Drive " + drive.name() + ", self-test", minutes * MS_PER_MINUTE);
     for (unsigned before = 0;;) {
-        const Status status = readLog(drive, nvme::LID_DEVICE_SELF_TEST, nvme::SELF_TEST_BYTES, log);
-        if (failed(status) || runningTest(log) == 0) return status;
+        TRY(const Payload log, readSelfTestLog(drive));
+        if (runningTest(log) == 0) return log;
         line.update(progress(log), 100);
         if (progress(log) != before) {
             before = progress(log);

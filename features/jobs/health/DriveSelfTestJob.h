@@ -1,5 +1,6 @@
 #pragma once
 
+#include "features/errors/Result.h"
 #include "features/jobs/base/CloneableJob.h"
 #include "features/jobs/support/WaitClock.h"
 
@@ -25,7 +26,7 @@ protected:
 
 private:
     /// Waits for the end of the test that runs, `minutes` of the drive's own estimate, and takes its log.
-    ostrel::core::Status await(nvme::Drive& drive, unsigned minutes, ostrel::core::Payload& log) const;
+    Result<ostrel::core::Payload> await(nvme::Drive& drive, unsigned minutes) const;
 
     std::shared_ptr<const WaitClock> clock_;
 };

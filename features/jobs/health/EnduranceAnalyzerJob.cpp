@@ -87,35 +87,28 @@ std::unique_ptr<EnduranceAnalyzerJob> EnduranceAnalyzerJob::makeNew() const {
     return copy;
 }
 
-Status EnduranceAnalyzerJob::measure(nvme::Drive& drive, EnduranceBaseline& now) const {
-    Payload smart;
-    Status status = readSmartLog(drive, smart);
-    if (failed(status)) return status;
+Result<EnduranceBaseline> EnduranceAnalyzerJob::measure(nvme::Drive& drive) const {
+    TRY(const Payload smart, readSmartLog(drive));
+    EnduranceBaseline now;
     now.timeSeconds = clock_();
     now.percentageUsed = smart.getData()[OFFSET_PERCENTAGE_USED];
     now.dataUnitsWritten = nvme::decimal128(smart.getData() + OFFSET_DATA_UNITS_WRITTEN);
-    return status;
+    return now;
 }
 
 Status EnduranceAnalyzerJob::showDrive(nvme::Drive& drive, const Arguments&, DriveOutput& out) {
-    std::optional<EnduranceBaseline> then;
-    Status status = baselines_.load(drive.serialNumber(), then);
-    if (failed(status)) return status;
+    TRY(const std::optional<EnduranceBaseline> then, baselines_.load(drive.serialNumber()));
     // A clock that was set back counts as no time gone.
     if (!then || clock_() - then->timeSeconds < MIN_SECONDS) return statuses::workloadIndicatorsReset();
-    EnduranceBaseline now;
-    status = measure(drive, now);
-    if (failed(status)) return status;
+    TRY(const EnduranceBaseline now, measure(drive));
     if (now.percentageUsed <= then->percentageUsed) return statuses::workloadWithoutWear();
     out.addAttributes(title(), analyze(*then, now));
     return Status();
 }
 
 Status EnduranceAnalyzerJob::actOnDrive(nvme::Drive& drive, const Arguments&, DriveOutput& out) {
-    EnduranceBaseline now;
-    Status status = measure(drive, now);
-    if (succeeded(status)) status = baselines_.save(drive.serialNumber(), now);
-    if (failed(status)) return status;
+    TRY(const EnduranceBaseline now, measure(drive));
+    RETURN_IF_FAILED(baselines_.save(drive.serialNumber(), now));
     out.addStatus(title(), Status(0, 0,
                                   "The workload indicators were reset. Run the workload for 60 minutes or more before "
                                   "the endurance analyzer is shown."));

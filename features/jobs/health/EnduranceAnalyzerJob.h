@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <string>
 
+#include "features/errors/Result.h"
 #include "features/jobs/base/CloneableJob.h"
 #include "features/jobs/health/EnduranceBaselines.h"
 
@@ -28,7 +29,7 @@ protected:
     ostrel::core::Status actOnDrive(nvme::Drive& drive, const Arguments& arguments, DriveOutput& out) override;
 
 private:
-    ostrel::core::Status measure(nvme::Drive& drive, EnduranceBaseline& now) const;
+    Result<EnduranceBaseline> measure(nvme::Drive& drive) const;
 
     EnduranceBaselines baselines_;
     Clock clock_;

@@ -54,36 +54,29 @@ std::string EnduranceBaselines::fileName(const std::string& serialNumber) {
     return percentEncoded(serialNumber) + ".endurance";
 }
 
-Status EnduranceBaselines::pathOf(const std::string& serialNumber, std::string& path) const {
+Result<std::string> EnduranceBaselines::pathOf(const std::string& serialNumber) const {
     if (serialNumber.empty()) {
         return Status(CATEGORY_FEATURE, statuses::featureNotSupported().getCode(),
                       "The drive has no serial number to keep its workload indicators under.");
     }
-    path = folder_ + "/" + fileName(serialNumber);
-    return Status();
+    return folder_ + "/" + fileName(serialNumber);
 }
 
-Status EnduranceBaselines::load(const std::string& serialNumber, std::optional<EnduranceBaseline>& baseline) const {
-    baseline.reset();
-    std::string path;
-    Status status = pathOf(serialNumber, path);
-    if (failed(status)) return status;
+Result<std::optional<EnduranceBaseline>> EnduranceBaselines::load(const std::string& serialNumber) const {
+    TRY(const std::string path, pathOf(serialNumber));
     std::string text;
-    status = readFile(path, SymbolicLink::REFUSE, text);
-    if (status.is(CATEGORY_OS, ENOENT)) return Status();
+    const Status status = readFile(path, SymbolicLink::REFUSE, text);
+    if (status.is(CATEGORY_OS, ENOENT)) return std::nullopt;
     if (failed(status)) return ofFile(status, statuses::fileReadFailed());
-    baseline = parse(text);
-    if (baseline) return Status();
+    if (const auto baseline = parse(text)) return baseline;
     return Status(CATEGORY_FEATURE, statuses::fileReadFailed().getCode(),
                   statuses::fileReadFailed().getMessage() + " " + path +
                       " is damaged. Reset the endurance analyzer of this drive.");
 }
 
 Status EnduranceBaselines::save(const std::string& serialNumber, const EnduranceBaseline& baseline) const {
-    std::string path;
-    Status status = pathOf(serialNumber, path);
-    if (failed(status)) return status;
-    status = makeStateFolder(folder_);
+    TRY(const std::string path, pathOf(serialNumber));
+    const Status status = makeStateFolder(folder_);
     if (failed(status)) return withDetails(statuses::directoryCreationFailed(), status.getMessage());
     const std::string text = TIME + std::to_string(baseline.timeSeconds) + "\n" + PERCENTAGE_USED +
                              std::to_string(baseline.percentageUsed) + "\n" + DATA_UNITS_WRITTEN +

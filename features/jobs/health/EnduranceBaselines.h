@@ -4,6 +4,7 @@
 #include <optional>
 #include <string>
 
+#include "features/errors/Result.h"
 #include "ostrel/core/Status.h"
 
 namespace features::jobs {
@@ -24,8 +25,8 @@ class EnduranceBaselines {
 public:
     explicit EnduranceBaselines(std::string folder) : folder_(std::move(folder)) {}
 
-    /// `baseline` stays empty when the drive has none.
-    ostrel::core::Status load(const std::string& serialNumber, std::optional<EnduranceBaseline>& baseline) const;
+    /// Empty when the drive has none.
+    Result<std::optional<EnduranceBaseline>> load(const std::string& serialNumber) const;
     /// Makes the folder where it is missing.
     ostrel::core::Status save(const std::string& serialNumber, const EnduranceBaseline& baseline) const;
 
@@ -34,7 +35,7 @@ public:
     static std::string fileName(const std::string& serialNumber);
 
 private:
-    ostrel::core::Status pathOf(const std::string& serialNumber, std::string& path) const;
+    Result<std::string> pathOf(const std::string& serialNumber) const;
 
     std::string folder_;
 };

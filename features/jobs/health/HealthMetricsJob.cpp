@@ -16,20 +16,16 @@ HealthMetricsJob::HealthMetricsJob()
     : CloneableJob(ostrel::interfaces::ostreli::JOB_HEALTH_METRICS, "Health Sensors") {}
 
 Status HealthMetricsJob::showDrive(nvme::Drive& drive, const Arguments&, DriveOutput& out) {
-    Payload smart;
-    Status status = readSmartLog(drive, smart);
-    if (failed(status)) return status;
+    TRY(const Payload smart, readSmartLog(drive));
     AttributeList list = nvme::healthMetrics(smart);
     Attribute deviceStatus = attributes::feature::deviceStatus();
     deviceStatus.setValue(deviceStatusText(smart.getData()[0]));
     list[deviceStatus.getName()] = deviceStatus;
     if (!out.hasAllRequested(list)) {  // nothing is asked of the drive that the answer does not need
-        Payload ocp;
-        status = moveTo(ocp, readOcpSmartLog(drive, OcpGrounds::OFFERED));
-        if (failed(status) && !isRefusal(status)) return status;
-        list.merge(nvme::ocpHealthMetrics(ocp));
-        status = addVelkoSmart(drive, VELKO_HEALTH_BYTES, list);
-        if (failed(status)) return status;
+        const auto ocp = readOcpSmartLog(drive, OcpGrounds::OFFERED);
+        if (!ocp && !isRefusal(ocp.error())) return ocp.error();
+        list.merge(nvme::ocpHealthMetrics(ocp.value_or(Payload())));
+        RETURN_IF_FAILED(addVelkoSmart(drive, VELKO_HEALTH_BYTES, list));
     }
     out.addAttributes(title(), list);
     return Status();

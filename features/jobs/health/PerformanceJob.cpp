@@ -11,10 +11,9 @@ using namespace ostrel::core;
 PerformanceJob::PerformanceJob() : CloneableJob(ostrel::interfaces::ostreli::JOB_PERFORMANCE, "Performance Metrics") {}
 
 Status PerformanceJob::showDrive(nvme::Drive& drive, const Arguments&, DriveOutput& out) {
-    Payload smart;
-    Status status = readSmartLog(drive, smart);
-    if (succeeded(status)) out.addAttributes(title(), nvme::performanceMetrics(smart));
-    return status;
+    TRY(const Payload smart, readSmartLog(drive));
+    out.addAttributes(title(), nvme::performanceMetrics(smart));
+    return Status();
 }
 
 }  // namespace features::jobs

@@ -33,28 +33,23 @@ void addOcpAttributes(const Payload& log, AttributeList& list) {
 SmartJob::SmartJob() : CloneableJob(ostrel::interfaces::ostreli::JOB_SMART, "SMART Attributes") {}
 
 Status SmartJob::checkRequest(const Arguments& arguments) {
-    std::optional<bool> include;
-    return arguments.boolean(keys::includeNVMeSmartHealthLog().getName(), include);
+    return statusOf(arguments.boolean(keys::includeNVMeSmartHealthLog().getName()));
 }
 
 Status SmartJob::showDrive(nvme::Drive& drive, const Arguments& arguments, DriveOutput& out) {
     AttributeList list;
     const bool includeHealth = arguments.flag(keys::includeNVMeSmartHealthLog().getName(), true);
     if (includeHealth) {
-        Payload smart;
-        const Status status = readSmartLog(drive, smart);
-        if (failed(status)) return status;
+        TRY(const Payload smart, readSmartLog(drive));
         list = nvme::smartAttributes(smart);
     }
     const std::string id = arguments.text(keys::id().getName());
     const bool isComplete = id.empty() ? out.hasAllRequested(list) : findIgnoringCase(list, id) != list.end();
     if (!isComplete) {  // nothing is asked of the drive that the answer does not need
-        Payload ocp;
-        Status status = moveTo(ocp, readOcpSmartLog(drive, OcpGrounds::OFFERED));
-        if (failed(status) && !isRefusal(status)) return status;
-        addOcpAttributes(ocp, list);
-        status = addVelkoSmart(drive, nvme::VELKO_EXTENDED_SMART_BYTES, list);
-        if (failed(status)) return status;
+        const auto ocp = readOcpSmartLog(drive, OcpGrounds::OFFERED);
+        if (!ocp && !isRefusal(ocp.error())) return ocp.error();
+        addOcpAttributes(ocp.value_or(Payload()), list);
+        RETURN_IF_FAILED(addVelkoSmart(drive, nvme::VELKO_EXTENDED_SMART_BYTES, list));
     }
     if (list.empty()) {
         return Status(

@@ -12,13 +12,11 @@ using namespace ostrel::core;
 
 Status addVelkoSmart(nvme::Drive& drive, size_t bytes, AttributeList& list) {
     if (!isVelkoDrive(drive)) return Status();
-    Payload page;
-    Status status = readLog(drive, nvme::LID_VELKO_EXTENDED_SMART, nvme::VELKO_EXTENDED_SMART_BYTES, page);
-    if (isRefusal(status)) return Status();
-    if (failed(status)) return status;
-    for (const nvme::Field& field : nvme::decodeVelkoExtendedSmart(Payload(page.getData(), bytes)).fields)
+    const auto page = readLog(drive, nvme::LID_VELKO_EXTENDED_SMART, nvme::VELKO_EXTENDED_SMART_BYTES);
+    if (!page) return isRefusal(page.error()) ? Status() : page.error().status;
+    for (const nvme::Field& field : nvme::decodeVelkoExtendedSmart(Payload(page->getData(), bytes)).fields)
         list.emplace(field.name, attributeOf(field, field.name));
-    return status;
+    return Status();
 }
 
 }  // namespace features::jobs

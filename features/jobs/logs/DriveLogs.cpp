@@ -30,6 +30,7 @@ namespace features::jobs {
 
 using namespace ostrel::core;
 using namespace ostrel::interfaces::ostreli;
+using nvme::CommandError;
 using nvme::LogPageRow;
 
 namespace {
@@ -55,74 +56,78 @@ public:
 
     Status run() {
         tree_.add("Folder", folder_.path());
-        Status status = storeIdentify();
-        if (succeeded(status)) status = storePages(nvme::logPagesBegin(), nvme::logPagesEnd());
-        if (succeeded(status) && isVelkoDrive(facts_.drive()))
-            status = storePages(nvme::velkoLogPagesBegin(), nvme::velkoLogPagesEnd());
-        if (succeeded(status)) status = storeOcpPages();
+        const Status status = storeAll();
         tree_.add("Files", std::to_string(files_));
-        for (const Status& failure : {status, facts_.failure(), problem_}) {
-            if (failed(failure)) return failure;
-        }
+        for (const Status& failure : {status, facts_.failure(), problem_}) RETURN_IF_FAILED(failure);
         return Status();
     }
 
 private:
+    Status storeAll() {
+        RETURN_IF_FAILED(storeIdentify());
+        RETURN_IF_FAILED(storePages(nvme::logPagesBegin(), nvme::logPagesEnd()));
+        if (isVelkoDrive(facts_.drive()))
+            RETURN_IF_FAILED(storePages(nvme::velkoLogPagesBegin(), nvme::velkoLogPagesEnd()));
+        return storeOcpPages();
+    }
+
     Status write(const std::string& name, const Payload& bytes) {
-        const Status status = folder_.write(name, bytes);
-        if (succeeded(status)) ++files_;
-        return status;
+        RETURN_IF_FAILED(folder_.write(name, bytes));
+        ++files_;
+        return Status();
     }
 
     Status storeIdentify() {
         if (facts_.controller() == nullptr)
             return succeeded(facts_.failure()) ? statuses::deviceDataRetrievalFailed() : facts_.failure();
-        Status status = write("identify_controller.bin", Payload(facts_.identifyController(), nvme::IDENTIFY_BYTES));
+        RETURN_IF_FAILED(write("identify_controller.bin", Payload(facts_.identifyController(), nvme::IDENTIFY_BYTES)));
         const auto* namespaces = facts_.hostNamespaces();
-        if (namespaces == nullptr) return succeeded(status) ? facts_.failure() : status;
-        for (const auto& space : *namespaces) {
-            Payload data;
-            if (failed(status)) return status;
-            status = facts_.drive().identify(nvme::CNS_NAMESPACE, space.nsid, 0, data);
-            if (isOfDrive(status)) {
-                status = reportNotRead("Namespace " + std::to_string(space.nsid), status);
-                continue;
-            }
-            if (succeeded(status)) status = write("identify_namespace_" + std::to_string(space.nsid) + ".bin", data);
-        }
-        return status;
+        if (namespaces == nullptr) return facts_.failure();
+        for (const auto& space : *namespaces) RETURN_IF_FAILED(storeNamespace(space.nsid));
+        return Status();
+    }
+
+    Status storeNamespace(uint32_t nsid) {
+        const auto data = facts_.drive().identify(nvme::CNS_NAMESPACE, nsid);
+        if (data) return write("identify_namespace_" + std::to_string(nsid) + ".bin", *data);
+        if (!isOfDrive(data.error())) return data.error();
+        reportNotRead("Namespace " + std::to_string(nsid), data.error());
+        return Status();
     }
 
     Status storePages(const LogPageRow* row, const LogPageRow* end) {
-        Status status;
-        for (; succeeded(status) && row != end; ++row) {
-            bool isOffered = false;
-            status = moveTo(isOffered, isLogOffered(facts_.drive(), *row));
-            if (succeeded(status) && isOffered) status = storePage(*row);
+        for (; row != end; ++row) {
+            TRY(const bool isOffered, isLogOffered(facts_.drive(), *row));
+            if (isOffered) RETURN_IF_FAILED(storePage(*row));
         }
-        return status;
+        return Status();
     }
 
     Status storeOcpPages() {
-        Status status;
-        const nvme::OcpLogPageRow* row = nvme::ocpLogPagesBegin();
-        for (; succeeded(status) && row != nvme::ocpLogPagesEnd(); ++row) {
-            bool isOffered = false;
-            status = isOcpLogOffered(facts_, *row, isOffered);
-            if (succeeded(status) && isOffered) status = storePage(row->page);
+        for (const nvme::OcpLogPageRow* row = nvme::ocpLogPagesBegin(); row != nvme::ocpLogPagesEnd(); ++row) {
+            TRY(const bool isOffered, isOcpLogOffered(facts_, *row));
+            if (isOffered) RETURN_IF_FAILED(storePage(row->page));
         }
-        return status;
+        return Status();
     }
 
     Status storePage(const LogPageRow& row) {
         UserFile file;
-        Status status = folder_.createFile(logFileName(row.lid, row.name), file);
+        const auto written = writePage(row, file);
+        if (!written && !isOfDrive(written.error())) return written.error();
+        if (!written) {
+            reportNotRead("LID " + nvme::hexText(row.lid, 2), written.error());
+            return Status();
+        }
+        RETURN_IF_FAILED(file.finish());
+        ++files_;
+        return Status();
+    }
+
+    Result<void, CommandError> writePage(const LogPageRow& row, UserFile& file) {
+        RETURN_IF_FAILED(folder_.createFile(logFileName(row.lid, row.name), file));
         FileSink log(file);
-        if (succeeded(status)) status = readPage(row, log);
-        if (isOfDrive(status)) return reportNotRead("LID " + nvme::hexText(row.lid, 2), status);
-        if (succeeded(status)) status = file.finish();
-        if (succeeded(status)) ++files_;
-        return status;
+        return readPage(row, log);
     }
 
     static bool isOfHost(const Status& status) {
@@ -136,17 +141,14 @@ private:
         return failed(status) && (!isOfHost(status) || isTooLongForFile);
     }
 
-    /// What the drive does not support after all is no failure of the scan. A failure of the host is one: the
-    /// completion at hand is then that of an earlier command.
-    Status reportNotRead(const std::string& what, const Status& status) {
-        tree_.add(what, "Not read", status.getMessage());
-        const bool isMissing = !isOfHost(status) && !isTooLong(status) &&
-                               (isRefusal(status) || !facts_.drive().lastCompletion().isSuccess());
-        if (!isMissing && succeeded(problem_)) problem_ = status;
-        return Status();
+    /// What the drive does not support after all is no failure of the scan. A failure of the host is one.
+    void reportNotRead(const std::string& what, const CommandError& error) {
+        tree_.add(what, "Not read", error.status.getMessage());
+        const bool isMissing = isRefusal(error.status) || !error.completion.isSuccess();
+        if (!isMissing && succeeded(problem_)) problem_ = error.status;
     }
 
-    Status readPage(const LogPageRow& row, LogSink& file) {
+    Result<void, CommandError> readPage(const LogPageRow& row, LogSink& file) {
         TelemetryRequest telemetry;
         switch (row.lid) {
             case nvme::LID_TELEMETRY_CONTROLLER:

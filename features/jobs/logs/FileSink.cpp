@@ -1,14 +1,13 @@
 #include "features/jobs/logs/FileSink.h"
 
+#include "features/errors/Result.h"
+
 namespace features::jobs {
 
 using namespace ostrel::core;
 
 Status FileSink::begin(uint64_t bytes) {
-    if (bytes_ != 0) {  // the log is read again
-        const Status status = file_.restart();
-        if (failed(status)) return status;
-    }
+    if (bytes_ != 0) RETURN_IF_FAILED(file_.restart());  // the log is read again
     bytes_ = 0;
     return file_.checkRoom(bytes);
 }

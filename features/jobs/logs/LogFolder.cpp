@@ -41,18 +41,19 @@ bool isOurs(int folder) {
 
 }  // namespace
 
-Status LogFolder::create(const std::string& parent, const std::string& name, LogFolder& folder) {
+Result<LogFolder> LogFolder::create(const std::string& parent, const std::string& name) {
     FileDescriptor above;
     if (const FileError error = openFolder(parent, above))
         return withDetails(statuses::directoryNotFound(), "'" + parent + "': " + error.text() + ".");
     std::string made = name;
     const int error = makeFolder(above.get(), made);
+    LogFolder folder;
     folder.path_ = parent + (parent.back() == '/' ? "" : "/") + made;
     if (error != 0) return withDetails(statuses::directoryCreationFailed(), reason(folder.path_, error));
     folder.folder_ =
         FileDescriptor(::openat(above.get(), made.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
     // A process that may write into the folder above could have put another in its place.
-    if (folder.folder_.isOpen() && isOurs(folder.folder_.get())) return Status();
+    if (folder.folder_.isOpen() && isOurs(folder.folder_.get())) return folder;
     return withDetails(statuses::directoryCreationFailed(), reason(folder.path_, EPERM));
 }
 
@@ -62,9 +63,9 @@ Status LogFolder::createFile(const std::string& name, UserFile& file) const {
 
 Status LogFolder::write(const std::string& name, const Payload& bytes) const {
     UserFile file;
-    Status status = createFile(name, file);
-    if (succeeded(status)) status = file.write({reinterpret_cast<const char*>(bytes.getData()), bytes.getSize()});
-    return succeeded(status) ? file.finish() : status;
+    RETURN_IF_FAILED(createFile(name, file));
+    RETURN_IF_FAILED(file.write({reinterpret_cast<const char*>(bytes.getData()), bytes.getSize()}));
+    return file.finish();
 }
 
 std::string fileNameOf(const std::string& text, const std::string& absent) {

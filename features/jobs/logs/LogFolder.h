@@ -2,6 +2,7 @@
 
 #include <string>
 
+#include "features/errors/Result.h"
 #include "ostrel/core/FileDescriptor.h"
 #include "ostrel/core/Payload.h"
 #include "ostrel/core/Status.h"
@@ -17,7 +18,7 @@ namespace features::jobs {
 class LogFolder {
 public:
     /// Makes `name` in the folder `parent`, which must be there: 10/196. Where the name is taken, "name-2" and so on.
-    static ostrel::core::Status create(const std::string& parent, const std::string& name, LogFolder& folder);
+    static Result<LogFolder> create(const std::string& parent, const std::string& name);
 
     const std::string& path() const { return path_; }
 

@@ -15,6 +15,7 @@
 namespace features::jobs {
 
 using namespace ostrel::core;
+using nvme::CommandError;
 using nvme::ControllerCapabilities;
 using parsers::PersistentEventLog;
 using parsers::TelemetryHeader;
@@ -27,15 +28,13 @@ constexpr uint8_t LSP_READ_EVENTS = 0;
 constexpr uint8_t LSP_ESTABLISH_CONTEXT = 1;
 constexpr uint8_t LSP_RELEASE_CONTEXT = 2;
 
-bool isCommandSequenceError(const nvme::Drive& drive) {
-    return drive.lastCompletion().is(0x0, 0x0C);
+bool isCommandSequenceError(const CommandError& error) {
+    return error.completion.is(0x0, 0x0C);
 }
 
 /// `missing` on a drive that does not support the page.
 Status requireLog(nvme::Drive& drive, bool (ControllerCapabilities::*isSupported)() const, const Status& missing) {
-    const uint8_t* identify = nullptr;
-    const Status status = drive.identifyController(identify);
-    if (failed(status)) return status;
+    TRY(const uint8_t* const identify, drive.identifyController());
     if ((ControllerCapabilities(identify).*isSupported)()) return Status();
     return withDetails(missing, "Drive " + drive.name() + " has none.");
 }
@@ -46,28 +45,24 @@ public:
     Telemetry(nvme::Drive& drive, const TelemetryRequest& request, LogSink& log)
         : drive_(drive), request_(request), log_(log) {}
 
-    /// `changed`: whether another capture took the place of the one that was read.
-    Status read(bool createsCapture, bool& changed) {
-        Payload head;
-        Status status = readHeader(createsCapture ? LSP_CREATE_TELEMETRY : uint8_t{0}, true, head);
-        if (failed(status)) return status;
+    /// Whether another capture took the place of the one that was read.
+    Result<bool, CommandError> read(bool createsCapture) {
+        TRY(const Payload head, readHeader(createsCapture ? LSP_CREATE_TELEMETRY : uint8_t{0}, true));
         const TelemetryHeader header(head.getData());
         const uint64_t length = header.lengthBytes(request_.dataArea);
-        status = log_.begin(length);
-        if (succeeded(status)) status = log_.add(head.getData(), TelemetryHeader::BYTES);
+        RETURN_IF_FAILED(log_.begin(length));
+        RETURN_IF_FAILED(log_.add(head.getData(), TelemetryHeader::BYTES));
         nvme::LogPageRequest page = pageRequest(true);
         page.offset = TelemetryHeader::BYTES;
-        if (succeeded(status)) status = statusOf(copyLog(drive_, page, length, log_));
-        Payload after;
-        if (succeeded(status)) status = readHeader(0, true, after);
-        if (succeeded(status)) changed = TelemetryHeader(after.getData()).generation != header.generation;
-        return status;
+        RETURN_IF_FAILED(copyLog(drive_, page, length, log_));
+        TRY(const Payload after, readHeader(0, true));
+        return TelemetryHeader(after.getData()).generation != header.generation;
     }
 
     /// Lets the drive know that the log was read.
-    Status acknowledge() {
-        Payload head;
-        return request_.hostInitiated || request_.retainEvent ? Status() : readHeader(0, false, head);
+    Result<void, CommandError> acknowledge() {
+        if (!request_.hostInitiated && !request_.retainEvent) RETURN_IF_FAILED(readHeader(0, false));
+        return {};
     }
 
 private:
@@ -78,10 +73,10 @@ private:
         page.retainEvent = request_.hostInitiated ? request_.retainEvent : retain;
         return page;
     }
-    Status readHeader(uint8_t lsp, bool retain, Payload& head) {
+    Result<Payload, CommandError> readHeader(uint8_t lsp, bool retain) {
         nvme::LogPageRequest page = pageRequest(retain);
         page.lsp = lsp;
-        return drive_.readLogPage(page, TelemetryHeader::BYTES, head);
+        return drive_.readLogPage(page, TelemetryHeader::BYTES);
     }
 
     nvme::Drive& drive_;
@@ -90,98 +85,86 @@ private:
 };
 
 /// The first bytes of the persistent event log, or an action on its context.
-Status readEventLogHeader(nvme::Drive& drive, uint8_t lsp, Payload& head) {
+Result<Payload, CommandError> readEventLogHeader(nvme::Drive& drive, uint8_t lsp) {
     nvme::LogPageRequest page;
     page.lid = nvme::LID_PERSISTENT_EVENT;
     page.lsp = lsp;
-    return drive.readLogPage(page, PersistentEventLog::HEADER_BYTES, head);
+    return drive.readLogPage(page, PersistentEventLog::HEADER_BYTES);
 }
 
-/// Opens the context and reads the header in it. `isOurs`: whether it is a new one.
-Status enterContext(nvme::Drive& drive, EventLogContext context, Payload& head, bool& isOurs) {
-    isOurs = context != EventLogContext::ESTABLISHED;
-    Status status = readEventLogHeader(drive, isOurs ? LSP_ESTABLISH_CONTEXT : LSP_READ_EVENTS, head);
-    if (succeeded(status)) return status;
-    if (!isCommandSequenceError(drive)) {
-        isOurs = false;
-        return status;
+/// A context that is open, and the header that was read in it.
+struct OpenContext {
+    Payload head;
+    bool isOurs;  ///< a new one
+};
+
+Result<OpenContext, CommandError> enterContext(nvme::Drive& drive, EventLogContext context) {
+    const bool establishes = context != EventLogContext::ESTABLISHED;
+    const auto head = readEventLogHeader(drive, establishes ? LSP_ESTABLISH_CONTEXT : LSP_READ_EVENTS);
+    if (head) return OpenContext{*head, establishes};
+    if (!isCommandSequenceError(head.error())) return head.error();
+    if (context == EventLogContext::ESTABLISHED) {
+        return CommandError(withDetails(statuses::persistentEventLogNoContext(), "Drive " + drive.name() + "."),
+                            head.error().completion);
     }
-    switch (context) {
-        case EventLogContext::ESTABLISHED:
-            return withDetails(statuses::persistentEventLogNoContext(), "Drive " + drive.name() + ".");
-        case EventLogContext::PASSING:
-            isOurs = false;
-            return readEventLogHeader(drive, LSP_READ_EVENTS, head);
-        case EventLogContext::NEW:
-            break;
-    }
-    status = releaseEventLogContext(drive);
-    if (succeeded(status)) status = readEventLogHeader(drive, LSP_ESTABLISH_CONTEXT, head);
-    isOurs = succeeded(status);
-    return status;
+    if (context == EventLogContext::NEW) RETURN_IF_FAILED(releaseEventLogContext(drive));
+    const bool isOurs = context == EventLogContext::NEW;
+    TRY(const Payload second, readEventLogHeader(drive, isOurs ? LSP_ESTABLISH_CONTEXT : LSP_READ_EVENTS));
+    return OpenContext{second, isOurs};
 }
 
-Status readEvents(nvme::Drive& drive, const Payload& head, LogSink& log) {
+Result<void, CommandError> readEvents(nvme::Drive& drive, const Payload& head, LogSink& log) {
     const uint64_t length = parsers::persistentEventLogBytes(head.getData());
     if (length > MAX_LOG_BYTES) {
         return withDetails(statuses::persistentEventLogCorrupted(),
                            "Drive " + drive.name() + " says that it has " + std::to_string(length) + " bytes.");
     }
-    Status status = log.begin(length);
-    if (succeeded(status)) status = log.add(head.getData(), PersistentEventLog::HEADER_BYTES);
+    RETURN_IF_FAILED(log.begin(length));
+    RETURN_IF_FAILED(log.add(head.getData(), PersistentEventLog::HEADER_BYTES));
     nvme::LogPageRequest page;
     page.lid = nvme::LID_PERSISTENT_EVENT;
     page.offset = PersistentEventLog::HEADER_BYTES;
-    return succeeded(status) ? statusOf(copyLog(drive, page, length, log)) : status;
+    return copyLog(drive, page, length, log);
 }
 
 }  // namespace
 
-Status readTelemetryLog(nvme::Drive& drive, const TelemetryRequest& request, LogSink& log) {
-    Status status = requireLog(drive, &ControllerCapabilities::supportsTelemetry, statuses::telemetryNotSupported());
-    if (failed(status)) return status;
+Result<void, CommandError> readTelemetryLog(nvme::Drive& drive, const TelemetryRequest& request, LogSink& log) {
+    RETURN_IF_FAILED(requireLog(drive, &ControllerCapabilities::supportsTelemetry, statuses::telemetryNotSupported()));
     Telemetry telemetry(drive, request, log);
-    bool changed = false;
-    status = telemetry.read(request.hostInitiated, changed);
-    if (succeeded(status) && changed) status = telemetry.read(false, changed);
-    if (failed(status)) return missingLogAs(status, drive, statuses::telemetryNotSupported());
-    if (changed) {
+    auto changed = telemetry.read(request.hostInitiated);
+    if (changed && *changed) changed = telemetry.read(false);
+    if (!changed) return missingLogAs(changed.error(), statuses::telemetryNotSupported());
+    if (*changed) {
         return withDetails(statuses::telemetryRetrievalFailed(),
                            "Drive " + drive.name() + " made another capture while its log was read, twice.");
     }
     return telemetry.acknowledge();
 }
 
-Status inEventLogContext(nvme::Drive& drive, const std::function<Status()>& read) {
-    Payload head;
-    bool isOurs = false;
-    Status status = enterContext(drive, EventLogContext::PASSING, head, isOurs);
-    if (failed(status)) return status;
-    status = read();
-    if (!isOurs) return status;
-    const Status released = releaseEventLogContext(drive);
-    return succeeded(status) ? released : status;
+Result<void, CommandError> inEventLogContext(nvme::Drive& drive,
+                                             const std::function<Result<void, CommandError>()>& read) {
+    TRY(const OpenContext context, enterContext(drive, EventLogContext::PASSING));
+    const auto result = read();
+    if (!context.isOurs) return result;
+    const auto released = releaseEventLogContext(drive);
+    return result ? released : result;
 }
 
-Status readPersistentEventLog(nvme::Drive& drive, EventLogContext context, LogSink& log) {
-    Status status = requireLog(drive, &ControllerCapabilities::supportsPersistentEventLog,
-                               statuses::persistentEventLogNotSupported());
-    if (failed(status)) return status;
-    Payload head;
-    bool isOurs = false;
-    status = enterContext(drive, context, head, isOurs);
-    if (failed(status)) return missingLogAs(status, drive, statuses::persistentEventLogNotSupported());
-    status = readEvents(drive, head, log);
-    if (isOurs && (context == EventLogContext::PASSING || failed(status))) {
-        const Status released = releaseEventLogContext(drive);
-        if (succeeded(status)) status = released;
-    }
-    return status;
+Result<void, CommandError> readPersistentEventLog(nvme::Drive& drive, EventLogContext context, LogSink& log) {
+    RETURN_IF_FAILED(requireLog(drive, &ControllerCapabilities::supportsPersistentEventLog,
+                                statuses::persistentEventLogNotSupported()));
+    const auto open = enterContext(drive, context);
+    if (!open) return missingLogAs(open.error(), statuses::persistentEventLogNotSupported());
+    const auto result = readEvents(drive, open->head, log);
+    if (!open->isOurs || (context == EventLogContext::NEW && result)) return result;
+    const auto released = releaseEventLogContext(drive);
+    return result ? released : result;
 }
 
-Status releaseEventLogContext(nvme::Drive& drive) {
-    Payload ignored;  // the drive gives its header along, for which there is no use
-    return readEventLogHeader(drive, LSP_RELEASE_CONTEXT, ignored);
+Result<void, CommandError> releaseEventLogContext(nvme::Drive& drive) {
+    RETURN_IF_FAILED(readEventLogHeader(drive, LSP_RELEASE_CONTEXT));  // the drive gives its header along
+    return {};
 }
 
 }  // namespace features::jobs

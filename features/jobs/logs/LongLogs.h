@@ -3,7 +3,9 @@
 #include <cstdint>
 #include <functional>
 
+#include "features/errors/Result.h"
 #include "features/jobs/base/LogSink.h"
+#include "features/nvme/CommandError.h"
 #include "features/nvme/Drive.h"
 #include "ostrel/core/Payload.h"
 #include "ostrel/core/Status.h"
@@ -22,7 +24,7 @@ struct TelemetryRequest {
 /// until the log has been read.
 ///
 /// 10/220 on a drive without telemetry, 10/200 for a log that changed again.
-ostrel::core::Status readTelemetryLog(nvme::Drive& drive, const TelemetryRequest& request, LogSink& log);
+Result<void, nvme::CommandError> readTelemetryLog(nvme::Drive& drive, const TelemetryRequest& request, LogSink& log);
 
 /// In which reporting context the persistent event log is read. The drive has one at most; what it records meanwhile
 /// is in none.
@@ -34,10 +36,11 @@ enum class EventLogContext : uint8_t {
 
 /// Calls `read` in a PASSING context: a drive without a context refuses to read the persistent event log, and records
 /// that as an error.
-ostrel::core::Status inEventLogContext(nvme::Drive& drive, const std::function<ostrel::core::Status()>& read);
+Result<void, nvme::CommandError> inEventLogContext(nvme::Drive& drive,
+                                                   const std::function<Result<void, nvme::CommandError>()>& read);
 /// The persistent event log (0Dh), whole. 10/251 on a drive without one.
-ostrel::core::Status readPersistentEventLog(nvme::Drive& drive, EventLogContext context, LogSink& log);
+Result<void, nvme::CommandError> readPersistentEventLog(nvme::Drive& drive, EventLogContext context, LogSink& log);
 /// Releases the reporting context.
-ostrel::core::Status releaseEventLogContext(nvme::Drive& drive);
+Result<void, nvme::CommandError> releaseEventLogContext(nvme::Drive& drive);
 
 }  // namespace features::jobs

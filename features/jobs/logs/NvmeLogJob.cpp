@@ -32,13 +32,13 @@ std::string lidText(uint8_t lid) {
     return "LID " + nvme::hexText(lid, 2);
 }
 
-/// The drive's own list; `tree` stays empty on drives without one.
-Status askForList(DriveFacts& facts, FieldTree& tree) {
-    const Payload* list = nullptr;
-    const Status status = facts.drive().supportedLogs(list);
-    if (failed(status) || list == nullptr) return status;
-    tree = nvme::decodeSupportedLogs(*list);
+/// The drive's own list; without fields on drives without one.
+Result<FieldTree> askForList(DriveFacts& facts) {
+    TRY(const Payload* const list, facts.drive().supportedLogs());
+    if (list == nullptr) return FieldTree();
+    FieldTree tree = nvme::decodeSupportedLogs(*list);
     const bool isOcp = facts.ocpSmart() != nullptr;
+    RETURN_IF_FAILED(facts.failure());
     for (nvme::Field& field : tree.fields) {
         for (const nvme::OcpLogPageRow* row = nvme::ocpLogPagesBegin(); row != nvme::ocpLogPagesEnd(); ++row) {
             if (isOcp && field.name == lidText(row->page.lid)) field.value = row->page.name;
@@ -47,14 +47,12 @@ Status askForList(DriveFacts& facts, FieldTree& tree) {
             if (isVelkoDrive(facts.drive()) && field.name == lidText(row->lid)) field.value = row->name;
         }
     }
-    return facts.failure();
+    return tree;
 }
 
 Status addOcpPages(DriveFacts& facts, FieldTree& tree) {
     for (const nvme::OcpLogPageRow* row = nvme::ocpLogPagesBegin(); row != nvme::ocpLogPagesEnd(); ++row) {
-        bool there = false;
-        const Status status = isOcpLogOffered(facts, *row, there);
-        if (failed(status)) return status;
+        TRY(const bool there, isOcpLogOffered(facts, *row));
         if (there) tree.add(lidText(row->page.lid), row->page.name);
     }
     return Status();
@@ -64,42 +62,34 @@ Status addOcpPages(DriveFacts& facts, FieldTree& tree) {
 Status addVelkoPages(DriveFacts& facts, FieldTree& tree) {
     if (!isVelkoDrive(facts.drive())) return Status();
     for (const LogPageRow* row = nvme::velkoLogPagesBegin(); row != nvme::velkoLogPagesEnd(); ++row) {
-        bool there = false;
-        Status status = moveTo(there, isLogOffered(facts.drive(), *row));
-        if (failed(status)) return status;
+        TRY(const bool there, isLogOffered(facts.drive(), *row));
         if (there) tree.add(lidText(row->lid), row->name);
     }
     return Status();
 }
 
 Status showList(DriveFacts& facts, DriveOutput& out) {
-    FieldTree tree;
-    Status status = askForList(facts, tree);
-    if (failed(status)) return status;
+    TRY(FieldTree tree, askForList(facts));
     if (!tree.fields.empty()) {
         out.addTree(tree);
         return Status();
     }
     tree.heading = "Supported Log Pages";
     for (const LogPageRow* row = nvme::logPagesBegin(); row != nvme::logPagesEnd(); ++row) {
-        bool there = false;
-        status = moveTo(there, isLogOffered(facts.drive(), *row));
-        if (failed(status)) return status;
+        TRY(const bool there, isLogOffered(facts.drive(), *row));
         if (there && row->lid != nvme::LID_SUPPORTED_LOGS) tree.add(lidText(row->lid), row->name);
     }
-    status = addOcpPages(facts, tree);
-    if (succeeded(status)) status = addVelkoPages(facts, tree);
-    if (succeeded(status)) out.addTree(tree);
-    return status;
+    RETURN_IF_FAILED(addOcpPages(facts, tree));
+    RETURN_IF_FAILED(addVelkoPages(facts, tree));
+    out.addTree(tree);
+    return Status();
 }
 
 Status showPage(DriveFacts& facts, const NvmeLogRequest& request, uint8_t lid, DriveOutput& out) {
-    Payload data;
-    Status status = readLogPage(facts, request, lid, data);
-    if (failed(status)) return status;
+    TRY(const Payload data, readLogPage(facts, request, lid));
     if (lid == nvme::LID_OCP_SMART && request.offset == 0) noteOcpSmartLog(facts.drive(), data);
     out.addTree(showLogPage(facts, lid, request.offset, data));
-    return status;
+    return Status();
 }
 
 /// A page among all pages was not asked for by its name: that the drive refuses it, or that it is too long, is shown,
@@ -115,10 +105,8 @@ Status showPageOfAll(DriveFacts& facts, const NvmeLogRequest& request, uint8_t l
 
 Status showOcpPages(DriveFacts& facts, const NvmeLogRequest& request, DriveOutput& out) {
     for (const nvme::OcpLogPageRow* row = nvme::ocpLogPagesBegin(); row != nvme::ocpLogPagesEnd(); ++row) {
-        bool there = false;
-        Status status = isOcpLogOffered(facts, *row, there);
-        if (succeeded(status) && there) status = showPageOfAll(facts, request, row->page.lid, out);
-        if (failed(status)) return status;
+        TRY(const bool there, isOcpLogOffered(facts, *row));
+        if (there) RETURN_IF_FAILED(showPageOfAll(facts, request, row->page.lid, out));
     }
     return Status();
 }
@@ -126,20 +114,17 @@ Status showOcpPages(DriveFacts& facts, const NvmeLogRequest& request, DriveOutpu
 Status showRows(DriveFacts& facts, const NvmeLogRequest& request, const LogPageRow* row, const LogPageRow* end,
                 DriveOutput& out) {
     for (; row != end; ++row) {
-        bool there = false;
-        Status status = moveTo(there, isLogOffered(facts.drive(), *row));
-        if (succeeded(status) && there) status = showPageOfAll(facts, request, row->lid, out);
-        if (failed(status)) return status;
+        TRY(const bool there, isLogOffered(facts.drive(), *row));
+        if (there) RETURN_IF_FAILED(showPageOfAll(facts, request, row->lid, out));
     }
     return Status();
 }
 
 Status showAll(DriveFacts& facts, const NvmeLogRequest& request, DriveOutput& out) {
-    Status status = showRows(facts, request, nvme::logPagesBegin(), nvme::logPagesEnd(), out);
-    if (succeeded(status)) status = showOcpPages(facts, request, out);
-    if (succeeded(status) && isVelkoDrive(facts.drive()))
-        status = showRows(facts, request, nvme::velkoLogPagesBegin(), nvme::velkoLogPagesEnd(), out);
-    return status;
+    RETURN_IF_FAILED(showRows(facts, request, nvme::logPagesBegin(), nvme::logPagesEnd(), out));
+    RETURN_IF_FAILED(showOcpPages(facts, request, out));
+    if (!isVelkoDrive(facts.drive())) return Status();
+    return showRows(facts, request, nvme::velkoLogPagesBegin(), nvme::velkoLogPagesEnd(), out);
 }
 
 /// The file that a page goes into. A whole page without data is refused before it is written.
@@ -149,8 +134,8 @@ public:
         : FileSink(file), drive_(drive), request_(request) {}
 
     Status begin(uint64_t bytes) override {
-        const Status status = request_.isPart() ? Status() : checkHasData(drive_, *request_.lid, bytes);
-        return succeeded(status) ? FileSink::begin(bytes) : status;
+        if (!request_.isPart()) RETURN_IF_FAILED(checkHasData(drive_, *request_.lid, bytes));
+        return FileSink::begin(bytes);
     }
 
 private:
@@ -163,10 +148,9 @@ Status writePage(nvme::Drive& drive, const NvmeLogRequest& request, DriveOutput&
     DriveFacts facts(drive);
     UserFile file;
     PageFile log(file, drive, request);
-    Status status = file.open(request.file);
-    if (succeeded(status)) status = copyLogPage(facts, request, *request.lid, log);
-    if (succeeded(status)) status = file.finish();
-    if (failed(status)) return status;
+    RETURN_IF_FAILED(file.open(request.file));
+    RETURN_IF_FAILED(copyLogPage(facts, request, *request.lid, log));
+    RETURN_IF_FAILED(file.finish());
     out.addStatus(
         title,
         Status(0, 0,
@@ -180,28 +164,23 @@ Status writePage(nvme::Drive& drive, const NvmeLogRequest& request, DriveOutput&
 NvmeLogJob::NvmeLogJob() : CloneableJob(ostrel::interfaces::ostreli::JOB_NVME_LOG, "NVMe Log") {}
 
 Status NvmeLogJob::checkRequest(const Arguments& arguments) {
-    NvmeLogRequest request;
-    return NvmeLogRequest::read(arguments, request);
+    return statusOf(NvmeLogRequest::read(arguments));
 }
 
 Status NvmeLogJob::runMethod(const std::shared_ptr<xml::XmlObject>& output) {
-    NvmeLogRequest request;
-    Status status = NvmeLogRequest::read(arguments(), request);
-    if (failed(status)) return status;
+    TRY(const NvmeLogRequest request, NvmeLogRequest::read(arguments()));
     if (request.file.empty()) return DriveJob::runMethod(output);
     if (getDevices().empty()) return statuses::noDeviceSelected();
     if (getDevices().size() > 1) return statuses::multipleDevicesSelected();
     nvme::Drive drive(*getDevices().front());
     DriveOutput out(drive.serialNumber(), nullptr, &drive.device());
-    status = ofFile(writePage(drive, request, out, title()), statuses::fileWriteFailed());
-    if (succeeded(status)) addOutput(*output, out);
-    return status;
+    RETURN_IF_FAILED(ofFile(writePage(drive, request, out, title()), statuses::fileWriteFailed()));
+    addOutput(*output, out);
+    return Status();
 }
 
 Status NvmeLogJob::actOnDrive(nvme::Drive& drive, const Arguments& arguments, DriveOutput& out) {
-    NvmeLogRequest request;
-    const Status status = NvmeLogRequest::read(arguments, request);
-    if (failed(status)) return status;
+    TRY(const NvmeLogRequest request, NvmeLogRequest::read(arguments));
     DriveFacts facts(drive);
     if (request.list) return showList(facts, out);
     return request.lid ? showPage(facts, request, *request.lid, out) : showAll(facts, request, out);

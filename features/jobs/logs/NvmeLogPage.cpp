@@ -26,6 +26,7 @@
 namespace features::jobs {
 
 using namespace ostrel::core;
+using nvme::CommandError;
 using nvme::LogPageRow;
 
 namespace {
@@ -94,7 +95,8 @@ uint16_t groupOfNamespace(DriveFacts& facts, uint8_t lid) {
     return 0;
 }
 
-Status pageRequest(DriveFacts& facts, const NvmeLogRequest& request, uint8_t lid, nvme::LogPageRequest& page) {
+Result<nvme::LogPageRequest> pageRequest(DriveFacts& facts, const NvmeLogRequest& request, uint8_t lid) {
+    nvme::LogPageRequest page;
     page.lid = lid;
     page.lsp = request.lsp.value_or(0);
     page.lspOfFurtherPieces = lengthOfLongPage(lid) == nullptr ? page.lsp : uint8_t{0};
@@ -105,12 +107,13 @@ Status pageRequest(DriveFacts& facts, const NvmeLogRequest& request, uint8_t lid
         if (host == nullptr && succeeded(facts.failure())) return statuses::noNamespaceId();
         if (host != nullptr) page.nsid = host->nsid;
     }
-    return facts.failure();
+    RETURN_IF_FAILED(facts.failure());
+    return page;
 }
 
-Status controllerOf(DriveFacts& facts, const nvme::ControllerCapabilities*& controller) {
-    controller = facts.controller();
-    if (controller != nullptr) return Status();
+Result<const nvme::ControllerCapabilities*> controllerOf(DriveFacts& facts) {
+    const nvme::ControllerCapabilities* const controller = facts.controller();
+    if (controller != nullptr) return controller;
     return succeeded(facts.failure()) ? statuses::deviceDataRetrievalFailed() : facts.failure();
 }
 
@@ -119,21 +122,17 @@ constexpr size_t ANA_NUMBER_OF_GROUPS = 8;
 constexpr size_t ANA_GROUP_BYTES = 32;
 constexpr size_t ANA_NUMBER_OF_NAMESPACES = 4;
 
-/// Each group says how many namespaces follow it (NVMe Base Specification 2.0, section 5.16.1.13). `length`: what the
-/// log can have at most; it stays that of a damaged log, whose groups do not fit.
-Status walkAnaGroups(nvme::Drive& drive, nvme::LogPageRequest page, unsigned groups, uint64_t& length) {
+/// Each group says how many namespaces follow it (NVMe Base Specification 2.0, section 5.16.1.13). `maxBytes`: what
+/// the log can have; that is the length of a damaged log, whose groups do not fit.
+Result<uint64_t, CommandError> walkAnaGroups(nvme::Drive& drive, nvme::LogPageRequest page, unsigned groups,
+                                             uint64_t maxBytes) {
     page.offset = ANA_HEAD_BYTES;
-    for (unsigned left = groups; page.offset + uint64_t{left} * ANA_GROUP_BYTES <= length; --left) {
-        if (left == 0) {
-            length = page.offset;
-            break;
-        }
-        Payload group;
-        const Status status = drive.readLogPage(page, ANA_GROUP_BYTES, group);
-        if (failed(status)) return status;
+    for (unsigned left = groups; page.offset + uint64_t{left} * ANA_GROUP_BYTES <= maxBytes; --left) {
+        if (left == 0) return page.offset;
+        TRY(const Payload group, drive.readLogPage(page, ANA_GROUP_BYTES));
         page.offset += ANA_GROUP_BYTES + uint64_t{4} * nvme::le32(group.getData() + ANA_NUMBER_OF_NAMESPACES);
     }
-    return Status();
+    return maxBytes;
 }
 
 /// How long a page is from its beginning.
@@ -147,30 +146,24 @@ public:
     size_t headBytes() const { return isInHead() ? row_->lengthBytes : 0; }
 
     /// `head`: headBytes() bytes. `page`: how the page is read.
-    Status of(const nvme::LogPageRequest& page, const uint8_t* head, uint64_t& length) const {
-        length = row_ == nullptr ? UNKNOWN_PAGE_BYTES : row_->lengthBytes;
-        if (!isInHead()) return Status();
-        if (ofLongPage_ != nullptr) {
-            length = ofLongPage_(head);
-            return Status();
-        }
-        const nvme::ControllerCapabilities* controller = nullptr;
-        const Status status = controllerOf(facts_, controller);
-        if (failed(status)) return status;
-        length = row_->wholeLength(*controller, head);
-        const bool isWalked = row_->lid == nvme::LID_ANA && controller->supportsExtendedLogData();
-        return isWalked ? walkAnaGroups(facts_.drive(), page, nvme::le16(head + ANA_NUMBER_OF_GROUPS), length) : status;
+    Result<uint64_t, CommandError> of(const nvme::LogPageRequest& page, const uint8_t* head) const {
+        if (row_ == nullptr) return UNKNOWN_PAGE_BYTES;
+        if (ofLongPage_ != nullptr) return ofLongPage_(head);
+        if (!isInHead()) return row_->lengthBytes;
+        TRY(const nvme::ControllerCapabilities* const controller, controllerOf(facts_));
+        const uint64_t length = row_->wholeLength(*controller, head);
+        if (row_->lid != nvme::LID_ANA || !controller->supportsExtendedLogData()) return length;
+        return walkAnaGroups(facts_.drive(), page, nvme::le16(head + ANA_NUMBER_OF_GROUPS), length);
     }
 
-    /// Reads the head for it, where it takes one: then the page's action is done.
-    Status ask(nvme::LogPageRequest& page, uint64_t& length) const {
+    /// Reads the head for it, where it takes one: then the page's action is done, and `page` asks for it no more.
+    Result<uint64_t, CommandError> ask(nvme::LogPageRequest& page) const {
         Payload head;
         if (headBytes() != 0) {
-            const Status status = facts_.drive().readLogPage(page, headBytes(), head);
-            if (failed(status)) return status;
+            TRY(head, facts_.drive().readLogPage(page, headBytes()));
             page.lsp = page.lspOfFurtherPieces;
         }
-        return of(page, head.getData(), length);
+        return of(page, head.getData());
     }
 
 private:
@@ -201,27 +194,37 @@ Status requireOcpLog(nvme::Drive& drive, uint8_t lid) {
 
 /// Calls `read` where the drive offers the page, in a reporting context where the page is read in one and the request
 /// does not say itself what becomes of it.
-Status readOffered(nvme::Drive& drive, const NvmeLogRequest& request, uint8_t lid,
-                   const std::function<Status()>& read) {
+Result<void, CommandError> readOffered(nvme::Drive& drive, const NvmeLogRequest& request, uint8_t lid,
+                                       const std::function<Result<void, CommandError>()>& read) {
     // Another maker's page may have the same identifier.
     if (request.isVelko && !isVelkoDrive(drive)) return statuses::driveDoesNotSupportFeature();
     const LogPageRow* row = nvme::findLogPage(lid);
-    Status status = row == nullptr ? Status() : requireLogOffered(drive, *row);
-    if (succeeded(status) && request.isOcp) status = requireOcpLog(drive, lid);
-    if (failed(status)) return status;
+    if (row != nullptr) RETURN_IF_FAILED(requireLogOffered(drive, *row));
+    if (request.isOcp) RETURN_IF_FAILED(requireOcpLog(drive, lid));
     return lid == nvme::LID_PERSISTENT_EVENT && !request.lsp ? inEventLogContext(drive, read) : read();
 }
 
 /// What is to be read: the page from its offset on, up to `end`.
-Status preparePage(DriveFacts& facts, const NvmeLogRequest& request, uint8_t lid, const PageLength& pageLength,
-                   nvme::LogPageRequest& page, uint64_t& end) {
-    Status status = pageRequest(facts, request, lid, page);
-    if (succeeded(status) && !request.bytes) status = pageLength.ask(page, end);
-    if (failed(status)) return status;
+struct PagePart {
+    nvme::LogPageRequest page;
+    uint64_t end;
+
+    uint64_t bytes() const { return end - page.offset; }
+};
+
+Result<PagePart, CommandError> preparePage(DriveFacts& facts, const NvmeLogRequest& request, uint8_t lid,
+                                           const PageLength& pageLength) {
+    TRY(nvme::LogPageRequest page, pageRequest(facts, request, lid));
+    if (request.bytes) {
+        page.offset = request.offset;
+        const uint64_t end = page.offset + *request.bytes;
+        if (end < page.offset) return statuses::requestOutOfBounds();
+        return PagePart{page, end};
+    }
+    TRY(const uint64_t end, pageLength.ask(page));
     page.offset = request.offset;
-    if (!request.bytes) return page.offset < end ? Status() : beyondTheEnd(facts.drive(), page.offset, end);
-    end = page.offset + *request.bytes;
-    return end >= page.offset ? Status() : statuses::requestOutOfBounds();
+    if (page.offset >= end) return beyondTheEnd(facts.drive(), page.offset, end);
+    return PagePart{page, end};
 }
 
 /// Whether the command's fields are those of a reader that knows the page.
@@ -249,31 +252,27 @@ private:
     std::vector<uint8_t> head_;
 };
 
-/// Where the page ends that begins with the head that was copied; at `end` where that was no beginning.
-Status findNewEnd(const nvme::Drive& drive, const PageLength& pageLength, const nvme::LogPageRequest& page,
-                  const uint8_t* head, uint64_t& end) {
-    if (head == nullptr) return Status();
-    uint64_t length = 0;
-    Status status = pageLength.of(page, head, length);
-    if (succeeded(status)) status = checkLogLength(drive.name(), length);
-    if (succeeded(status)) end = std::max(end, length);
-    return status;
+/// Where the page ends that begins with the head that was copied; where the part ends when that was no beginning.
+Result<uint64_t, CommandError> findNewEnd(const nvme::Drive& drive, const PageLength& pageLength, const PagePart& part,
+                                          const uint8_t* head) {
+    if (head == nullptr) return part.end;
+    TRY(const uint64_t length, pageLength.of(part.page, head));
+    RETURN_IF_FAILED(checkLogLength(drive.name(), length));
+    return std::max(part.end, length);
 }
 
-Status copyPieces(DriveFacts& facts, const NvmeLogRequest& request, uint8_t lid, LogSink& log) {
+Result<void, CommandError> copyPieces(DriveFacts& facts, const NvmeLogRequest& request, uint8_t lid, LogSink& log) {
     nvme::Drive& drive = facts.drive();
     const PageLength pageLength(facts, request, lid, true);
-    nvme::LogPageRequest page;
-    uint64_t end = 0;
-    Status status = preparePage(facts, request, lid, pageLength, page, end);
-    if (succeeded(status)) status = checkLogLength(drive.name(), end - page.offset);
-    if (succeeded(status)) status = log.begin(end - page.offset);
+    TRY(PagePart part, preparePage(facts, request, lid, pageLength));
+    RETURN_IF_FAILED(checkLogLength(drive.name(), part.bytes()));
+    RETURN_IF_FAILED(log.begin(part.bytes()));
     HeadKeeper keeper(log, request.isPart() ? 0 : pageLength.headBytes());
-    if (succeeded(status)) status = statusOf(copyLog(drive, page, end, keeper));
-    if (failed(status) || request.isPart()) return status;
-    page.offset = end;
-    status = findNewEnd(drive, pageLength, page, keeper.head(), end);
-    return succeeded(status) ? statusOf(copyLog(drive, page, end, log)) : status;
+    RETURN_IF_FAILED(copyLog(drive, part.page, part.end, keeper));
+    if (request.isPart()) return {};
+    part.page.offset = part.end;
+    TRY(const uint64_t newEnd, findNewEnd(drive, pageLength, part, keeper.head()));
+    return copyLog(drive, part.page, newEnd, log);
 }
 
 /// Sixteen bytes a line, under their offset in the page.
@@ -296,17 +295,19 @@ Status checkHasData(const nvme::Drive& drive, uint8_t lid, uint64_t bytes) {
     return Status();
 }
 
-Status readLogPage(DriveFacts& facts, const NvmeLogRequest& request, uint8_t lid, Payload& data) {
-    return readOffered(facts.drive(), request, lid, [&] {
-        nvme::LogPageRequest page;
-        uint64_t end = 0;
-        Status status = preparePage(facts, request, lid, PageLength(facts, request, lid, false), page, end);
-        if (succeeded(status)) status = checkDecoding(NamedLog(facts.drive(), lid), end - page.offset);
-        return succeeded(status) ? facts.drive().readLogPage(page, end - page.offset, data) : status;
-    });
+Result<Payload, CommandError> readLogPage(DriveFacts& facts, const NvmeLogRequest& request, uint8_t lid) {
+    Payload data;
+    const auto read = [&]() -> Result<void, CommandError> {
+        TRY(const PagePart part, preparePage(facts, request, lid, PageLength(facts, request, lid, false)));
+        RETURN_IF_FAILED(checkDecoding(NamedLog(facts.drive(), lid), part.bytes()));
+        TRY(data, facts.drive().readLogPage(part.page, part.bytes()));
+        return {};
+    };
+    RETURN_IF_FAILED(readOffered(facts.drive(), request, lid, read));
+    return data;
 }
 
-Status copyLogPage(DriveFacts& facts, const NvmeLogRequest& request, uint8_t lid, LogSink& log) {
+Result<void, CommandError> copyLogPage(DriveFacts& facts, const NvmeLogRequest& request, uint8_t lid, LogSink& log) {
     nvme::Drive& drive = facts.drive();
     // Each reading from the start takes another picture of these logs: head and rest have to be of one.
     if (!request.isPart() && hasDefaultFields(request) && isVelkoDrive(drive) && VelkoLogJob::isLog(lid))

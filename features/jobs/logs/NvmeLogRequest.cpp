@@ -25,9 +25,7 @@ Status outOfRange(const std::string& key, uint64_t value, const char* range) {
 
 /// Identifier or name; an identifier of 0, or neither, selects all pages.
 Status readPage(const Arguments& arguments, NvmeLogRequest& request) {
-    std::optional<uint64_t> number;
-    const Status status = arguments.number(keys::logId().getName(), UINT32_MAX, number);
-    if (failed(status)) return status;
+    TRY(const std::optional<uint64_t> number, arguments.number(keys::logId().getName(), UINT32_MAX));
     if (number > UINT8_MAX) {
         return Status(CATEGORY_FEATURE, statuses::invalidLogId().getCode(),
                       statuses::invalidLogId().getMessage() + " It must be a number from 0 to 255.");
@@ -46,29 +44,23 @@ Status readPage(const Arguments& arguments, NvmeLogRequest& request) {
 
 Status readExtent(const Arguments& arguments, NvmeLogRequest& request) {
     const std::string offsetKey = keys::logPageOffset().getName();
-    std::optional<uint64_t> offset;
-    Status status = arguments.number(offsetKey, UINT64_MAX, offset);
-    if (failed(status)) return status;
+    TRY(const std::optional<uint64_t> offset, arguments.number(offsetKey, UINT64_MAX));
     request.offset = offset.value_or(0);
     if (request.offset % 4 != 0) return outOfRange(offsetKey, request.offset, "a multiple of 4 bytes");
     const std::string dwordsKey = keys::numDWORDs().getName();
-    std::optional<uint64_t> dwords;
-    status = arguments.number(dwordsKey, MAX_DWORDS, dwords);
-    if (failed(status) || !dwords) return status;
+    TRY(const std::optional<uint64_t> dwords, arguments.number(dwordsKey, MAX_DWORDS));
+    if (!dwords) return Status();
     if (*dwords == 0) return outOfRange(dwordsKey, 0, "1 or more");
     request.bytes = static_cast<uint32_t>(*dwords * 4);
     return Status();
 }
 
 Status readSpecifics(const Arguments& arguments, NvmeLogRequest& request) {
-    std::optional<uint64_t> lsp;
-    Status status = arguments.number(keys::logSpecificField().getName(), MAX_LSP, lsp);
-    if (failed(status)) return status;
+    TRY(const std::optional<uint64_t> lsp, arguments.number(keys::logSpecificField().getName(), MAX_LSP));
     if (lsp) request.lsp = static_cast<uint8_t>(*lsp);
-    std::optional<uint64_t> lsi;
-    status = arguments.number(keys::logSpecificId().getName(), UINT16_MAX, lsi);
-    if (succeeded(status) && lsi) request.lsi = static_cast<uint16_t>(*lsi);
-    return status;
+    TRY(const std::optional<uint64_t> lsi, arguments.number(keys::logSpecificId().getName(), UINT16_MAX));
+    if (lsi) request.lsi = static_cast<uint16_t>(*lsi);
+    return Status();
 }
 
 Status readFlags(const Arguments& arguments, NvmeLogRequest& request) {
@@ -81,9 +73,7 @@ Status readFlags(const Arguments& arguments, NvmeLogRequest& request) {
         {keys::retainAsynchronousEvent(), request.retainEvent},
     };
     for (const auto& row : flags) {
-        std::optional<bool> flag;
-        const Status status = arguments.boolean(row.attribute.getName(), flag);
-        if (failed(status)) return status;
+        TRY(const std::optional<bool> flag, arguments.boolean(row.attribute.getName()));
         row.flag = flag.value_or(row.flag);
     }
     return Status();
@@ -103,15 +93,12 @@ Status checkFile(const NvmeLogRequest& request) {
 
 }  // namespace
 
-Status NvmeLogRequest::read(const Arguments& arguments, NvmeLogRequest& request) {
-    for (const auto part : {readFlags, readSpecifics, readExtent}) {
-        const Status status = part(arguments, request);
-        if (failed(status)) return status;
-    }
-    const Status status = readPage(arguments, request);
-    if (failed(status)) return status;
+Result<NvmeLogRequest> NvmeLogRequest::read(const Arguments& arguments) {
+    NvmeLogRequest request;
+    for (const auto part : {readFlags, readSpecifics, readExtent, readPage}) RETURN_IF_FAILED(part(arguments, request));
     request.file = arguments.text(keys::file().getName());
-    return checkFile(request);
+    RETURN_IF_FAILED(checkFile(request));
+    return request;
 }
 
 }  // namespace features::jobs

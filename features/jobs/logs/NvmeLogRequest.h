@@ -4,6 +4,7 @@
 #include <optional>
 #include <string>
 
+#include "features/errors/Result.h"
 #include "features/jobs/base/Arguments.h"
 #include "ostrel/core/Status.h"
 
@@ -12,7 +13,7 @@ namespace features::jobs {
 /// What is wanted of a drive's log pages, as the arguments say it.
 struct NvmeLogRequest {
     /// 10/4 for an identifier that is none, 10/270 for an unknown name, 10/36 for a number that does not fit.
-    static ostrel::core::Status read(const Arguments& arguments, NvmeLogRequest& request);
+    static Result<NvmeLogRequest> read(const Arguments& arguments);
 
     /// Whether less than the whole page is wanted.
     bool isPart() const { return bytes || offset != 0; }

@@ -42,8 +42,9 @@ uint8_t PersistentEventLogJob::logId(const Arguments&) const {
 
 Status PersistentEventLogJob::dumpDrive(nvme::Drive& drive, const Arguments& arguments, LogSink& log) {
     const std::string action = actionOf(arguments);
-    if (action == RELEASE) return releaseEventLogContext(drive);
-    return readPersistentEventLog(drive, action == READ ? EventLogContext::ESTABLISHED : EventLogContext::NEW, log);
+    if (action == RELEASE) return statusOf(releaseEventLogContext(drive));
+    const auto context = action == READ ? EventLogContext::ESTABLISHED : EventLogContext::NEW;
+    return statusOf(readPersistentEventLog(drive, context, log));
 }
 
 }  // namespace features::jobs

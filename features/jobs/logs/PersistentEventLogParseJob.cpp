@@ -21,8 +21,7 @@ class StringSink : public LogSink {
 public:
     StringSink(const nvme::Drive& drive, std::string& bytes) : log_(drive, nvme::LID_PERSISTENT_EVENT), bytes_(bytes) {}
     Status begin(uint64_t bytes) override {
-        const Status status = checkDecoding(log_, bytes);
-        if (failed(status)) return status;
+        RETURN_IF_FAILED(checkDecoding(log_, bytes));
         bytes_.clear();
         bytes_.reserve(bytes);
         return Status();
@@ -38,18 +37,18 @@ private:
 };
 
 /// Makes the output of a log under the serial number that it bears.
-Status show(const std::string& bytes, const std::string& whence, const Device* device,
-            std::unique_ptr<DriveOutput>& out, const std::string& title) {
+Result<std::unique_ptr<DriveOutput>> show(const std::string& bytes, const std::string& whence, const Device* device,
+                                          const std::string& title) {
     const auto log = parsers::parsePersistentEventLog(reinterpret_cast<const uint8_t*>(bytes.data()), bytes.size());
     if (!log.isOne) {
         return withDetails(statuses::persistentEventLogCorrupted(),
                            whence + " does not begin like a persistent event log.");
     }
-    out = std::make_unique<DriveOutput>(log.serialNumber, nullptr, device);
+    auto out = std::make_unique<DriveOutput>(log.serialNumber, nullptr, device);
     out->addTree(log.tree);
     const std::string damage = log.damageText();
     if (!damage.empty()) out->addStatus(title, withDetails(statuses::persistentEventLogCorrupted(), damage));
-    return Status();
+    return out;
 }
 
 }  // namespace
@@ -60,23 +59,17 @@ PersistentEventLogParseJob::PersistentEventLogParseJob()
 Status PersistentEventLogParseJob::runMethod(const std::shared_ptr<xml::XmlObject>& output) {
     const std::string path = arguments().text(attributes::feature::pelFilePath().getName());
     if (path.empty()) return DriveJob::runMethod(output);
-    std::string bytes;
-    Status status = readInputFile(path, decodableBytes(), bytes);
-    if (failed(status)) return status;
-    std::unique_ptr<DriveOutput> out;
-    status = show(bytes, "'" + path + "'", nullptr, out, title());
-    if (succeeded(status)) addOutput(*output, *out);
-    return status;
+    TRY(const std::string bytes, readInputFile(path, decodableBytes()));
+    TRY(const std::unique_ptr<DriveOutput> out, show(bytes, "'" + path + "'", nullptr, title()));
+    addOutput(*output, *out);
+    return Status();
 }
 
 Status PersistentEventLogParseJob::actOnDrive(nvme::Drive& drive, const Arguments&, DriveOutput& out) {
     std::string bytes;
     StringSink sink(drive, bytes);
-    Status status = readPersistentEventLog(drive, EventLogContext::PASSING, sink);
-    if (failed(status)) return status;
-    std::unique_ptr<DriveOutput> log;
-    status = show(bytes, "The log of drive " + drive.name(), &drive.device(), log, title());
-    if (failed(status)) return status;
+    RETURN_IF_FAILED(readPersistentEventLog(drive, EventLogContext::PASSING, sink));
+    TRY(const auto log, show(bytes, "The log of drive " + drive.name(), &drive.device(), title()));
     for (auto& object : log->take()) out.add(std::move(object));
     return Status();
 }

@@ -14,24 +14,21 @@ namespace keys = attributes::feature;
 
 namespace {
 
-Status readRequest(const Arguments& arguments, TelemetryRequest& request) {
+Result<TelemetryRequest> readRequest(const Arguments& arguments) {
+    TelemetryRequest request;
     const std::string areaKey = keys::dataArea().getName();
-    std::optional<uint64_t> area;
-    Status status = arguments.number(areaKey, parsers::TelemetryHeader::MAX_AREAS, area);
-    if (failed(status) || area == 0) {
+    const auto area = arguments.number(areaKey, parsers::TelemetryHeader::MAX_AREAS);
+    if (!area || *area == 0) {
         return Status(CATEGORY_FEATURE, statuses::invalidProperty().getCode(),
                       "Invalid value given for " + areaKey + ": '" + arguments.text(areaKey) +
                           "'. It must be a number from 1 to 3.");
     }
-    request.dataArea = static_cast<unsigned>(area.value_or(request.dataArea));
-    std::optional<bool> flag;
-    status = arguments.boolean(keys::hostInitiated().getName(), flag);
-    if (failed(status)) return status;
-    request.hostInitiated = flag.value_or(request.hostInitiated);
-    flag.reset();
-    status = arguments.boolean(keys::retainAsynchronousEvent().getName(), flag);
-    request.retainEvent = flag.value_or(request.retainEvent);
-    return status;
+    request.dataArea = static_cast<unsigned>(area->value_or(request.dataArea));
+    TRY(const std::optional<bool> hostInitiated, arguments.boolean(keys::hostInitiated().getName()));
+    request.hostInitiated = hostInitiated.value_or(request.hostInitiated);
+    TRY(const std::optional<bool> retain, arguments.boolean(keys::retainAsynchronousEvent().getName()));
+    request.retainEvent = retain.value_or(request.retainEvent);
+    return request;
 }
 
 }  // namespace
@@ -41,20 +38,17 @@ TelemetryLogJob::TelemetryLogJob()
                    {parsers::TelemetryHeader::BYTES, statuses::telemetryRetrievalFailed}) {}
 
 Status TelemetryLogJob::checkRequest(const Arguments& arguments) {
-    TelemetryRequest request;
-    return readRequest(arguments, request);
+    return statusOf(readRequest(arguments));
 }
 
 uint8_t TelemetryLogJob::logId(const Arguments& arguments) const {
-    TelemetryRequest request;
-    (void)readRequest(arguments, request);  // checkRequest() had no objection
+    const TelemetryRequest request = readRequest(arguments).value_or(TelemetryRequest());  // checkRequest() read it
     return request.hostInitiated ? nvme::LID_TELEMETRY_HOST : nvme::LID_TELEMETRY_CONTROLLER;
 }
 
 Status TelemetryLogJob::dumpDrive(nvme::Drive& drive, const Arguments& arguments, LogSink& log) {
-    TelemetryRequest request;
-    const Status status = readRequest(arguments, request);
-    return succeeded(status) ? readTelemetryLog(drive, request, log) : status;
+    TRY(const TelemetryRequest request, readRequest(arguments));
+    return statusOf(readTelemetryLog(drive, request, log));
 }
 
 }  // namespace features::jobs

@@ -77,36 +77,32 @@ uint8_t VelkoLogJob::logId(const Arguments&) const {
 }
 
 Status VelkoLogJob::dumpDrive(nvme::Drive& drive, const Arguments&, LogSink& log) {
-    return readLog(rowOf(getName()).lid, drive, log);
+    return statusOf(readLog(rowOf(getName()).lid, drive, log));
 }
 
 EmptyLog VelkoLogJob::emptyLog(uint8_t lid) {
     return {nvme::VELKO_LOG_HEADER_BYTES + nvme::VELKO_LOG_TRAILER_BYTES, rowOf(lid).empty};
 }
 
-Status VelkoLogJob::readLog(uint8_t lid, nvme::Drive& drive, LogSink& log) {
+Result<void, nvme::CommandError> VelkoLogJob::readLog(uint8_t lid, nvme::Drive& drive, LogSink& log) {
     const Row& row = rowOf(lid);
     if (!isVelkoDrive(drive)) return row.missing();
     for (unsigned i = 0; i < MAX_READS; ++i) {
-        bool isWhole = false;
-        Status status = readOnce(row, drive, log, isWhole);
-        if (failed(status) || isWhole) return status;
+        TRY(const bool isWhole, readOnce(row, drive, log));
+        if (isWhole) return {};
     }
     return withDetails(row.failed(),
                        "The log of drive " + drive.name() + " was read by another process at the same time.");
 }
 
-Status VelkoLogJob::readOnce(const Row& row, nvme::Drive& drive, LogSink& log, bool& isWhole) {
-    Payload head;
-    Status status =
-        missingLogAs(jobs::readLog(drive, row.lid, nvme::VELKO_LOG_HEADER_BYTES, head), drive, row.missing());
-    if (failed(status)) return status;
-    const nvme::VelkoLogHeader header = nvme::velkoLogHeader(head.getData());
+Result<bool, nvme::CommandError> VelkoLogJob::readOnce(const Row& row, nvme::Drive& drive, LogSink& log) {
+    const auto head = jobs::readLog(drive, row.lid, nvme::VELKO_LOG_HEADER_BYTES);
+    if (!head) return missingLogAs(head.error(), row.missing());
+    const nvme::VelkoLogHeader header = nvme::velkoLogHeader(head->getData());
     if (header.signature != row.signature || !isLength(header.bytes))
         return withDetails(row.damaged(), "The log of drive " + drive.name() + " does not begin with its header.");
-    status = log.begin(header.bytes);
-    if (succeeded(status)) status = log.add(head.getData(), head.getSize());
-    if (failed(status)) return status;
+    RETURN_IF_FAILED(log.begin(header.bytes));
+    RETURN_IF_FAILED(log.add(head->getData(), head->getSize()));
     nvme::LogPageRequest rest;
     rest.lid = row.lid;
     rest.retainEvent = true;
@@ -114,13 +110,12 @@ Status VelkoLogJob::readOnce(const Row& row, nvme::Drive& drive, LogSink& log, b
     uint32_t generation = 0;
     uint64_t done = rest.offset;
     ProgressLine line("Drive " + drive.name() + ", log page " + nvme::hexText(row.lid, 2));
-    status = statusOf(drive.readLogPieces(rest, header.bytes - rest.offset, [&](const Payload& piece, uint32_t bytes) {
+    RETURN_IF_FAILED(drive.readLogPieces(rest, header.bytes - rest.offset, [&](const Payload& piece, uint32_t bytes) {
         generation = nvme::le32(piece.getData() + bytes - nvme::VELKO_LOG_TRAILER_BYTES);
         line.update(done += bytes, header.bytes);
         return log.add(piece.getData(), bytes);
     }));
-    isWhole = generation == header.generation;
-    return status;
+    return generation == header.generation;
 }
 
 }  // namespace features::jobs

@@ -1,7 +1,9 @@
 #pragma once
 
+#include "features/errors/Result.h"
 #include "features/jobs/base/CloneableJob.h"
 #include "features/jobs/base/DumpJob.h"
+#include "features/nvme/CommandError.h"
 
 namespace features::jobs {
 
@@ -19,7 +21,7 @@ public:
     /// When one of them has no data.
     static EmptyLog emptyLog(uint8_t lid);
     /// Reads one of them.
-    static ostrel::core::Status readLog(uint8_t lid, nvme::Drive& drive, LogSink& log);
+    static Result<void, nvme::CommandError> readLog(uint8_t lid, nvme::Drive& drive, LogSink& log);
 
 protected:
     uint8_t logId(const Arguments& arguments) const override;
@@ -32,7 +34,8 @@ private:
     static const Row& rowOf(uint8_t lid);
     static const Row* findRow(uint8_t lid);
 
-    static ostrel::core::Status readOnce(const Row& row, nvme::Drive& drive, LogSink& log, bool& isWhole);
+    /// Whether what was read is one picture.
+    static Result<bool, nvme::CommandError> readOnce(const Row& row, nvme::Drive& drive, LogSink& log);
 };
 
 }  // namespace features::jobs

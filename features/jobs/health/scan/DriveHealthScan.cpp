@@ -131,9 +131,9 @@ void Scan::readIdentify() {
     evidence_.warningKelvin = nvme::le16(facts_.identifyController() + OFFSET_WCTEMP);
     evidence_.criticalKelvin = nvme::le16(facts_.identifyController() + OFFSET_CCTEMP);
     if (controller->supportsSelfTest()) {
-        const Status status =
-            readLog(facts_.drive(), nvme::LID_DEVICE_SELF_TEST, nvme::SELF_TEST_BYTES, evidence_.selfTest);
-        if (failed(status)) notRead("Device Self-test Log", status);
+        const auto log = readLog(facts_.drive(), nvme::LID_DEVICE_SELF_TEST, nvme::SELF_TEST_BYTES);
+        if (!log) notRead("Device Self-test Log", log.error());
+        evidence_.selfTest = log.value_or(Payload());
     }
     readPanic();
 }
@@ -144,10 +144,9 @@ void Scan::readPanic() {
     if (!isReachable()) return notRead("OCP SMART Log", facts_.failure());
     const nvme::OcpLogPageRow& row = *nvme::findOcpLogPage(nvme::LID_OCP_ERROR_RECOVERY);
     if (ocp == nullptr || !row.isRequiredBy(nvme::ocpSmartVersion(ocp))) return;
-    Payload page;
-    const Status status = readLog(facts_.drive(), row.page.lid, row.page.lengthBytes, page);
-    if (failed(status)) return notRead("OCP Error Recovery Log", status);
-    if (row.isIn(page)) evidence_.panicId = nvme::ocpPanicId(page.getData());
+    const auto page = readLog(facts_.drive(), row.page.lid, row.page.lengthBytes);
+    if (!page) return notRead("OCP Error Recovery Log", page.error());
+    if (row.isIn(*page)) evidence_.panicId = nvme::ocpPanicId(page->getData());
 }
 
 /// The verdict comes before its evidence.
@@ -165,9 +164,8 @@ HealthOutcome Scan::showVerdict() {
 
 void Scan::storeLogs(const std::string& directory) {
     FieldTree& part = tree_.addPart("Logs");
-    LogFolder folder;
-    Status status = LogFolder::create(directory, fileNameOf(facts_.drive().serialNumber(), "drive"), folder);
-    if (succeeded(status)) status = storeDriveLogs(facts_, folder, part);
+    const auto folder = LogFolder::create(directory, fileNameOf(facts_.drive().serialNumber(), "drive"));
+    const Status status = folder ? storeDriveLogs(facts_, *folder, part) : folder.error();
     if (failed(status)) notCompleted(part, status.getMessage());
 }
 

@@ -25,7 +25,8 @@ struct Request {
     std::string directory;
 };
 
-Status readRequest(const Arguments& arguments, Request& request) {
+Result<Request> readRequest(const Arguments& arguments) {
+    Request request;
     const struct {
         Attribute attribute;
         bool& flag;
@@ -38,9 +39,7 @@ Status readRequest(const Arguments& arguments, Request& request) {
         {keys::includeSystemInfo(), request.includeSystemInfo},
     };
     for (const auto& row : flags) {
-        std::optional<bool> flag;
-        const Status status = arguments.boolean(row.attribute.getName(), flag);
-        if (failed(status)) return status;
+        TRY(const std::optional<bool> flag, arguments.boolean(row.attribute.getName()));
         row.flag = flag.value_or(false);
     }
     if (!request.scans.read && !request.scans.dataIntegrity) request.scans.logs = true;
@@ -50,20 +49,17 @@ Status readRequest(const Arguments& arguments, Request& request) {
         if (!folder.empty() && !isDirectory(folder))
             return withDetails(statuses::directoryNotFound(), "'" + folder + "'.");
     }
-    return Status();
+    return request;
 }
 
-/// Without a folder of the user's a dated one below the current one.
-Status makeLogFolder(std::time_t now, std::string& directory) {
-    if (!directory.empty()) return Status();
+/// The path of a new folder below the current one, with the date.
+Result<std::string> makeLogFolder(std::time_t now) {
     std::tm date{};
     localtime_r(&now, &date);
     char name[64];
     (void)std::strftime(name, sizeof name, "HealthScan_%Y-%m-%d_%H-%M-%S", &date);  // it fits
-    LogFolder folder;
-    const Status status = LogFolder::create(".", name, folder);
-    directory = folder.path();
-    return status;
+    TRY(const LogFolder folder, LogFolder::create(".", name));
+    return folder.path();
 }
 
 }  // namespace
@@ -74,12 +70,11 @@ HealthScanJob::HealthScanJob(std::function<std::time_t()> now, const HealthScanE
       extent_(extent) {}
 
 Status HealthScanJob::runMethod(const std::shared_ptr<xml::XmlObject>& output) {
-    Request request;
+    TRY(Request request, readRequest(arguments()));
     request.scans.extent = extent_;
-    Status status = readRequest(arguments(), request);
-    if (succeeded(status) && request.scans.logs && !getDevices().empty())
-        status = makeLogFolder(now_(), request.directory);
-    if (failed(status)) return status;
+    if (request.scans.logs && !getDevices().empty() && request.directory.empty()) {
+        TRY(request.directory, makeLogFolder(now_()));
+    }
     DriveOutput out("", nullptr, nullptr);
     if (request.includeSystemInfo) out.add(systemInformation().toXml({}));
     request.scans.isNamed = isOneDriveNamed();

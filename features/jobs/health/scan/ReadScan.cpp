@@ -37,10 +37,8 @@ struct Geometry {
     uint32_t metadataBytes = 0;  ///< of a buffer of its own
 };
 
-Status readGeometry(nvme::Drive& drive, uint32_t nsid, Geometry& geometry) {
-    Payload identify;
-    const Status status = drive.identify(nvme::CNS_NAMESPACE, nsid, 0, identify);
-    if (failed(status)) return status;
+Result<Geometry> readGeometry(nvme::Drive& drive, uint32_t nsid) {
+    TRY(const Payload identify, drive.identify(nvme::CNS_NAMESPACE, nsid));
     const nvme::NamespaceProperties properties(identify.getData());
     const auto& format = properties.format();
     if (format.dataBytes() == 0) {
@@ -48,10 +46,8 @@ Status readGeometry(nvme::Drive& drive, uint32_t nsid, Geometry& geometry) {
                            "Namespace " + std::to_string(nsid) + " has no block size of the standard.");
     }
     const bool isExtended = properties.metadataExtended();
-    geometry.blocks = properties.sizeBlocks;
-    geometry.dataBytes = format.dataBytes() + (isExtended ? format.metadataBytes : 0U);
-    geometry.metadataBytes = isExtended ? 0 : format.metadataBytes;
-    return Status();
+    return Geometry{properties.sizeBlocks, format.dataBytes() + (isExtended ? format.metadataBytes : 0U),
+                    isExtended ? 0U : format.metadataBytes};
 }
 
 /// Which blocks each piece has.
@@ -133,19 +129,18 @@ private:
         if (progress_.ended) return;
         const uint64_t bytes = uint64_t{blocks} * geometry_.dataBytes;
         if (blocks > 1 && bytes > progress_.maxBytes) return split(first, blocks);
-        nvme::Answer answer;
-        const Status status = drive_.send(command(first, blocks), answer);
-        if (succeeded(status)) {
+        const auto answer = drive_.send(command(first, blocks));
+        if (answer) {
             progress_.blocksRead += blocks;
-        } else if (isRefusal(status) && isMediaError(drive_.lastCompletion())) {
+        } else if (isMediaError(answer.error().completion)) {
             if (blocks > 1) return split(first, blocks);
             progress_.addUnreadable(first);
-        } else if (nvme::isTooMuchAtOnce(status) && blocks > 1) {
+        } else if (nvme::isTooMuchAtOnce(answer.error()) && blocks > 1) {
             // The system takes less at a time than the drive; nothing was sent.
             progress_.shrink(static_cast<uint32_t>(bytes / 2));
             split(first, blocks);
         } else {
-            progress_.fail(status);
+            progress_.fail(answer.error());
         }
     }
 
@@ -186,16 +181,9 @@ std::vector<LbaRange> rangesOf(std::vector<uint64_t> blocks) {
     return ranges;
 }
 
-}  // namespace
-
-ReadScanResult readScan(nvme::Drive& drive, const ReadScanRequest& request) {
-    ReadScanResult result;
-    Geometry geometry;
-    result.failure = readGeometry(drive, request.nsid, geometry);
-    uint32_t pieceBytes = 0;
-    if (succeeded(result.failure)) result.failure = drive.maxTransferBytes(pieceBytes);
-    if (failed(result.failure)) return result;
-    result.blocks = geometry.blocks;
+Result<ReadScanResult> readBlocks(nvme::Drive& drive, const ReadScanRequest& request) {
+    TRY(const Geometry geometry, readGeometry(drive, request.nsid));
+    TRY(const uint32_t pieceBytes, drive.maxTransferBytes());
     const Pieces pieces(geometry, pieceBytes, request.maxBytes);
     Progress progress(std::max(pieceBytes, geometry.dataBytes),
                       "Drive " + drive.name() + ", read scan of namespace " + std::to_string(request.nsid));
@@ -204,11 +192,18 @@ ReadScanResult readScan(nvme::Drive& drive, const ReadScanRequest& request) {
     for (size_t i = 0; i < count; ++i)
         workers.push_back(std::make_unique<Worker>(drive.device(), request.nsid, geometry, progress));
     parallelFor(count, count, [&](std::size_t i) { workers[i]->run(pieces); });
-    result.failure = progress.failure;
-    result.blocksRead = progress.blocksRead;
-    result.unreadable = progress.unreadable.size();
-    result.ranges = rangesOf(progress.unreadable);
-    return result;
+    return ReadScanResult{geometry.blocks, progress.blocksRead, progress.unreadable.size(),
+                          rangesOf(progress.unreadable), progress.failure};
+}
+
+}  // namespace
+
+ReadScanResult readScan(nvme::Drive& drive, const ReadScanRequest& request) {
+    auto result = readBlocks(drive, request);
+    if (result) return *std::move(result);
+    ReadScanResult none;
+    none.failure = result.error();
+    return none;
 }
 
 }  // namespace features::jobs

@@ -27,32 +27,32 @@ TEST(LogFolder, IsNewWhateverIsThere) {
     const TemporaryFolder temporary;
     writeWholeFile(temporary / "S1-2", "a file of the user's");
     std::filesystem::create_directory_symlink("/nonexistent", temporary / "S1-3");
-    LogFolder first, second;
-    EXPECT_EQ(statusText(LogFolder::create(temporary / "", "S1", first)), SUCCESS);
-    EXPECT_EQ(statusText(LogFolder::create(temporary / "", "S1", second)), SUCCESS);
-    EXPECT_EQ(first.path(), temporary / "S1");
-    EXPECT_EQ(second.path(), temporary / "S1-4");
+    const auto first = LogFolder::create(temporary / "", "S1");
+    const auto second = LogFolder::create(temporary / "", "S1");
+    ASSERT_EQ(statusText(first), SUCCESS);
+    ASSERT_EQ(statusText(second), SUCCESS);
+    EXPECT_EQ(first->path(), temporary / "S1");
+    EXPECT_EQ(second->path(), temporary / "S1-4");
     EXPECT_EQ(temporary.names(), (Names{"S1", "S1-2", "S1-3", "S1-4"}));
 }
 
 TEST(LogFolder, ReportsWhyItCannotBeMade) {
     const TemporaryFolder temporary;
-    LogFolder folder;
-    EXPECT_EQ(statusText(LogFolder::create(temporary / "none", "S1", folder)),
+    EXPECT_EQ(statusText(LogFolder::create(temporary / "none", "S1")),
               "10/196 Directory does not exist. '" + (temporary / "none") + "': No such file or directory.");
     writeWholeFile(temporary / "file", "");
-    EXPECT_EQ(statusText(LogFolder::create(temporary / "file", "S1", folder)),
+    EXPECT_EQ(statusText(LogFolder::create(temporary / "file", "S1")),
               "10/196 Directory does not exist. '" + (temporary / "file") + "': Not a directory.");
-    EXPECT_EQ(statusText(LogFolder::create("/proc", "S1", folder)),
+    EXPECT_EQ(statusText(LogFolder::create("/proc", "S1")),
               "10/194 Failed to create directory. '/proc/S1': No such file or directory.");
 }
 
 TEST(LogFolder, WritesNewFilesAlone) {
     const TemporaryFolder temporary;
-    LogFolder folder;
-    ASSERT_TRUE(succeeded(LogFolder::create(temporary / "", "S1", folder)));
-    EXPECT_EQ(statusText(folder.write("a.bin", bytes("first"))), SUCCESS);
-    EXPECT_EQ(statusText(folder.write("a.bin", bytes("second"))),
+    const auto folder = LogFolder::create(temporary / "", "S1");
+    ASSERT_TRUE(folder);
+    EXPECT_EQ(statusText(folder->write("a.bin", bytes("first"))), SUCCESS);
+    EXPECT_EQ(statusText(folder->write("a.bin", bytes("second"))),
               "1/17 Unable to write " + (temporary / "S1/a.bin") + ": File exists");
     EXPECT_EQ(readWholeFile(temporary / "S1/a.bin"), "first");
     EXPECT_EQ(std::filesystem::status(temporary / "S1").permissions(), std::filesystem::perms::owner_all);
@@ -60,18 +60,18 @@ TEST(LogFolder, WritesNewFilesAlone) {
               std::filesystem::perms::owner_read | std::filesystem::perms::owner_write);
     writeWholeFile(temporary / "victim", "precious");
     std::filesystem::create_symlink(temporary / "victim", temporary / "S1/b.bin");
-    EXPECT_EQ(statusText(folder.write("b.bin", bytes("third"))),
+    EXPECT_EQ(statusText(folder->write("b.bin", bytes("third"))),
               "1/17 Unable to write " + (temporary / "S1/b.bin") + ": File exists");
     EXPECT_EQ(readWholeFile(temporary / "victim"), "precious");
 }
 
 TEST(LogFolder, AFileIsThereOnceItIsFinished) {
     const TemporaryFolder temporary;
-    LogFolder folder;
-    ASSERT_TRUE(succeeded(LogFolder::create(temporary / "", "S1", folder)));
+    const auto folder = LogFolder::create(temporary / "", "S1");
+    ASSERT_TRUE(folder);
     {
         UserFile file;
-        ASSERT_TRUE(succeeded(folder.createFile("a.bin", file)));
+        ASSERT_TRUE(succeeded(folder->createFile("a.bin", file)));
         FileSink log(file);
         EXPECT_EQ(statusText(log.begin(3)), SUCCESS);
         EXPECT_EQ(statusText(log.add(reinterpret_cast<const uint8_t*>("abc"), 3)), SUCCESS);
