@@ -19,9 +19,9 @@ const ScratchFolder& scratch() {
     return folder;
 }
 
-Status readFile(const std::string& text, std::vector<ErrorInjection>& entries) {
+features::Result<std::vector<ErrorInjection>> readFile(const std::string& text) {
     scratch().write("list.xml", text);
-    return readErrorInjectionFile(scratch() / "list.xml", entries);
+    return readErrorInjectionFile(scratch() / "list.xml");
 }
 
 const char* repeatOf(const ErrorInjection& entry) {
@@ -86,20 +86,19 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     if (size == 0) return 0;
     const bool isFile = (data[0] & 1) != 0;
     const std::string text(reinterpret_cast<const char*>(data) + 1, size - 1);
-    std::vector<ErrorInjection> entries = {{0xABCD, true, false, 7}};
-    const std::vector<ErrorInjection> before = entries;
-    const Status status = isFile ? readFile(text, entries) : readErrorInjections(text, entries);
-    if (failed(status)) {
+    const auto entries = isFile ? readFile(text) : readErrorInjections(text);
+    if (!entries) {
+        const Status& status = entries.error();
         REQUIRE(status.is(10, 252) || status.is(10, 253) || (isFile && status.is(10, 54)));
         REQUIRE(!status.getMessage().empty());
-        REQUIRE(isSame(entries, before));
         return 0;
     }
-    REQUIRE(entries.size() <= MAX_ERROR_INJECTIONS);
-    for (const ErrorInjection& entry : entries) REQUIRE(entry.type != 0);
-    checkData(entries);
-    std::vector<ErrorInjection> again;
-    REQUIRE(succeeded(readErrorInjections(asList(entries), again)) && isSame(entries, again));
-    REQUIRE(succeeded(readFile(asFile(entries), again)) && isSame(entries, again));
+    REQUIRE(entries->size() <= MAX_ERROR_INJECTIONS);
+    for (const ErrorInjection& entry : *entries) REQUIRE(entry.type != 0);
+    checkData(*entries);
+    const auto asText = readErrorInjections(asList(*entries));
+    REQUIRE(asText && isSame(*entries, *asText));
+    const auto asXml = readFile(asFile(*entries));
+    REQUIRE(asXml && isSame(*entries, *asXml));
     return 0;
 }

@@ -104,12 +104,16 @@ Result<std::vector<uint32_t>> readAllNamespaces(nvme::Drive& drive, const nvme::
     return readNamespaceList(drive, nvme::CNS_ACTIVE_NAMESPACES);
 }
 
-Result<Payload> identifyAnyNamespace(nvme::Drive& drive, const nvme::ControllerCapabilities& controller,
-                                     uint32_t nsid) {
+Result<Payload, nvme::CommandError> identifyAnyNamespace(nvme::Drive& drive,
+                                                         const nvme::ControllerCapabilities& controller,
+                                                         uint32_t nsid) {
     auto data = drive.identify(nvme::CNS_NAMESPACE, nsid);
     if (data && !isThere(*data) && controller.supportsNamespaceManagement())
         data = drive.identify(nvme::CNS_ALLOCATED_NAMESPACE, nsid);
-    if (!data) return mapNvmeStatus(REFUSALS, statuses::nvmeCommandProblem, data.error());
+    if (!data) {
+        return nvme::CommandError(mapNvmeStatus(REFUSALS, statuses::nvmeCommandProblem, data.error()),
+                                  data.error().completion);
+    }
     if (isThere(*data)) return *data;
     return withDetails(statuses::invalidNamespaceId(),
                        "Drive " + drive.name() + " has no namespace " + std::to_string(nsid) + ".");

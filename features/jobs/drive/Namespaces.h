@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "features/errors/Result.h"
+#include "features/nvme/CommandError.h"
 #include "features/nvme/ControllerCapabilities.h"
 #include "features/nvme/Drive.h"
 #include "features/transport/HostCommand.h"
@@ -24,6 +25,10 @@ Result<transport::HostLocation> readHostLocation(nvme::Drive& drive);
 
 /// Lets the host look again, after a command that changed namespaces or what is on them.
 ostrel::core::Status rescan(nvme::Drive& drive);
+/// How it ended, as the result of a command whose success does not depend on it.
+struct RescanStatus {
+    ostrel::core::Status status;
+};
 
 /// The whole list of CNS 02h (attached) or 10h (allocated). 10/33 for a drive whose lists have no end.
 Result<std::vector<uint32_t>> readNamespaceList(nvme::Drive& drive, uint8_t cns);
@@ -34,7 +39,8 @@ Result<std::vector<uint16_t>> readControllerList(nvme::Drive& drive, uint8_t cns
 Result<std::vector<uint32_t>> readAllNamespaces(nvme::Drive& drive, const nvme::ControllerCapabilities& controller);
 /// Identify Namespace, 4,096 bytes, of a namespace that is attached to this controller, to another one, or to none.
 /// 10/80 when the drive does not have it.
-Result<ostrel::core::Payload> identifyAnyNamespace(nvme::Drive& drive, const nvme::ControllerCapabilities& controller,
-                                                   uint32_t nsid);
+Result<ostrel::core::Payload, nvme::CommandError> identifyAnyNamespace(nvme::Drive& drive,
+                                                                       const nvme::ControllerCapabilities& controller,
+                                                                       uint32_t nsid);
 
 }  // namespace features::jobs

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "features/errors/Result.h"
 #include "features/jobs/drive/DriveFacts.h"
 #include "features/jobs/drive/Offers.h"
 #include "features/jobs/drive/SafetyGate.h"
@@ -74,32 +75,27 @@ std::string nameOf(uint8_t fid, const FeatureRow* row) {
     return row == nullptr ? name : name + " (" + row->name + ")";
 }
 
-Status readDword(const Arguments& arguments, const Attribute& attribute, uint32_t& dword) {
-    std::optional<uint64_t> number;
-    Status status = arguments.number(attribute.getName(), UINT32_MAX, number, Digits::HEX);
-    if (number) dword = static_cast<uint32_t>(*number);
-    return status;
+/// 0 for an argument that is not given.
+Result<uint32_t> readDword(const Arguments& arguments, const Attribute& attribute) {
+    TRY(const std::optional<uint64_t> number, arguments.number(attribute.getName(), UINT32_MAX, Digits::HEX));
+    return static_cast<uint32_t>(number.value_or(0));
 }
 
-Status readFeatureId(const Arguments& arguments, uint8_t& fid) {
-    std::optional<uint64_t> number;
-    const Status status = arguments.number(key::featureId().getName(), UINT8_MAX, number, Digits::DECIMAL_OR_HEX);
-    if (failed(status)) return withDetails(statuses::invalidFeatureId(), status.getMessage());
-    if (!number) return statuses::invalidFeatureId();
-    fid = static_cast<uint8_t>(*number);
-    return Status();
+Result<uint8_t> readFeatureId(const Arguments& arguments) {
+    const auto number = arguments.number(key::featureId().getName(), UINT8_MAX, Digits::DECIMAL_OR_HEX);
+    if (!number) return withDetails(statuses::invalidFeatureId(), number.error().getMessage());
+    if (!*number) return statuses::invalidFeatureId();
+    return static_cast<uint8_t>(**number);
 }
 
 /// The Host Identifier has two lengths, and dword 11 says which one is meant. Other features have one request.
-Status completeGet(nvme::Drive& drive, nvme::FeatureRequest& request) {
-    if (request.fid != nvme::FID_HOST_IDENTIFIER) return Status();
-    const uint8_t* identify = nullptr;
-    Status status = drive.identifyController(identify);
-    if (failed(status)) return status;
+Result<nvme::FeatureRequest> completeGet(nvme::Drive& drive, nvme::FeatureRequest request) {
+    if (request.fid != nvme::FID_HOST_IDENTIFIER) return request;
+    TRY(const uint8_t* const identify, drive.identifyController());
     const bool wide = nvme::ControllerCapabilities(identify).supportsWideHostIdentifier();
     request.cdw11 |= wide ? 1 : 0;
     request.dataLength = wide ? 16 : 8;
-    return status;
+    return request;
 }
 
 /// Bytes that Set Features takes.
@@ -121,9 +117,8 @@ Status checkLength(uint8_t fid, const FeatureRow* row, uint32_t cdw11, uint32_t 
 }
 
 Status checkSave(nvme::Drive& drive) {
-    const uint8_t* identify = nullptr;
-    Status status = drive.identifyController(identify);
-    if (failed(status) || nvme::ControllerCapabilities(identify).supportsSave()) return status;
+    TRY(const uint8_t* const identify, drive.identifyController());
+    if (nvme::ControllerCapabilities(identify).supportsSave()) return Status();
     return withDetails(statuses::driveDoesNotSupportFeature(),
                        "Drive " + drive.name() + " cannot save features over a power cycle.");
 }
@@ -154,10 +149,9 @@ Status readBack(nvme::Drive& drive, const FeatureRow& row, const nvme::FeatureRe
                                         [&row](const auto& candidate) { return candidate.fid == row.fid; });
     if (readable == std::end(READ_BACK) || !isReadable(written)) return Status();
     nvme::FeatureRequest request{row.fid, written.nsid, written.cdw11 & readable->selector, 0, 0, row.dataLength};
-    nvme::Answer answer;
-    const Status status = drive.getFeature(request, nvme::Select::CURRENT, answer);
+    TRY(const nvme::Answer answer, drive.getFeature(request, nvme::Select::CURRENT));
     const uint32_t differing = (answer.completion.dword0 ^ written.cdw11) & definedBits(row);
-    if (failed(status) || differing == 0) return status;
+    if (differing == 0) return Status();
     return withDetails(statuses::configurationUpdateFailed(),
                        "Drive " + drive.name() + " accepted " + hexText(written.cdw11, 8) + " for " +
                            nameOf(row.fid, &row) + " and reports " + hexText(answer.completion.dword0, 8) + ".");
@@ -200,24 +194,20 @@ nvme::FieldTree treeOf(const FeatureRow* row, const nvme::FeatureRequest& reques
 
 }  // namespace
 
-Status AnyFeature::read(const Arguments& arguments) {
+Result<AnyFeature> AnyFeature::read(const Arguments& arguments) {
     AnyFeature feature;
-    Status status = readFeatureId(arguments, feature.fid_);
-    std::optional<uint64_t> nsid;
-    std::optional<bool> save;
-    if (succeeded(status))
-        status = arguments.number(key::nvmeFeatureNamespaceId().getName(), UINT32_MAX, nsid, Digits::DECIMAL_OR_HEX);
-    if (succeeded(status)) status = readSelect(arguments, feature.select_);
-    if (succeeded(status)) status = arguments.boolean(key::save().getName(), save);
-    if (succeeded(status)) status = readDword(arguments, key::dword11(), feature.cdw11_);
-    if (succeeded(status)) status = readDword(arguments, key::dword12(), feature.cdw12_);
-    if (succeeded(status)) status = readDword(arguments, key::dword13(), feature.cdw13_);
-    if (succeeded(status)) status = feature.readInputData(arguments);
-    if (failed(status)) return status;
+    TRY(feature.fid_, readFeatureId(arguments));
+    TRY(const std::optional<uint64_t> nsid,
+        arguments.number(key::nvmeFeatureNamespaceId().getName(), UINT32_MAX, Digits::DECIMAL_OR_HEX));
     if (nsid) feature.nsid_ = static_cast<uint32_t>(*nsid);
+    TRY(feature.select_, readSelect(arguments));
+    TRY(const std::optional<bool> save, arguments.boolean(key::save().getName()));
     feature.save_ = save.value_or(false);
-    *this = feature;
-    return status;
+    TRY(feature.cdw11_, readDword(arguments, key::dword11()));
+    TRY(feature.cdw12_, readDword(arguments, key::dword12()));
+    TRY(feature.cdw13_, readDword(arguments, key::dword13()));
+    TRY(feature.data_, readInputData(arguments));
+    return feature;
 }
 
 bool AnyFeature::isAnythingGiven(const Arguments& arguments) {
@@ -226,77 +216,65 @@ bool AnyFeature::isAnythingGiven(const Arguments& arguments) {
                        [&](const Attribute& value) { return !arguments.text(value.getName()).empty(); });
 }
 
-Status AnyFeature::readInputData(const Arguments& arguments) {
+Result<Payload> AnyFeature::readInputData(const Arguments& arguments) {
     const std::string path = arguments.text(key::inputFile().getName());
-    if (path.empty()) return Status();
-    std::string bytes;
-    const Status status = readInputFile(path, MAX_DATA_BYTES, bytes);
-    if (failed(status)) return status;
+    if (path.empty()) return Payload();
+    TRY(const std::string bytes, readInputFile(path, MAX_DATA_BYTES));
     if (bytes.empty() || bytes.size() % 4 != 0) {
         return withDetails(statuses::invalidTransferSize(), "'" + path + "' has " + std::to_string(bytes.size()) +
                                                                 " bytes; data goes to a drive in dwords of 4 bytes.");
     }
-    data_ = Payload(bytes.data(), bytes.size());
-    return data_.getSize() == bytes.size() ? Status() : statuses::mallocFailed();
+    const Payload data(bytes.data(), bytes.size());
+    if (data.getSize() != bytes.size()) return statuses::mallocFailed();
+    return data;
 }
 
-Status AnyFeature::namespaceOf(nvme::Drive& drive, bool namespaceSpecific, uint32_t& nsid) const {
-    nsid = nsid_.value_or(0);
-    if (nsid_ || !namespaceSpecific) return Status();
+Result<uint32_t> AnyFeature::namespaceOf(nvme::Drive& drive, bool namespaceSpecific) const {
+    if (nsid_ || !namespaceSpecific) return nsid_.value_or(0);
     DriveFacts facts(drive);
     const auto* all = facts.hostNamespaces();
-    if (failed(facts.failure())) return facts.failure();
+    RETURN_IF_FAILED(facts.failure());
     const bool named = drive.device().getAttribute(attributes::device::namespaceId()).getSize() != 0;
     const auto* chosen = facts.hostNamespace();
     if (chosen == nullptr || (!named && all->size() > 1)) {
         return withDetails(statuses::noNamespaceId(), "Each namespace of drive " + drive.name() +
                                                           " has this feature for itself; name one with -namespace.");
     }
-    nsid = chosen->nsid;
-    return Status();
+    return chosen->nsid;
 }
 
 Status AnyFeature::show(nvme::Drive& drive, DriveOutput& out) const {
-    Dialect dialect = Dialect::NONE;
-    Status status = dialectOfFeature(drive, fid_, OcpGrounds::OFFERED, dialect);
-    if (failed(status)) return status;
+    TRY(const Dialect dialect, dialectOfFeature(drive, fid_, OcpGrounds::OFFERED));
     const FeatureRow* row = rowOf(fid_, dialect);
     nvme::FeatureRequest request{fid_, 0, cdw11_, cdw12_, cdw13_, 0};
     // A feature that is not known may bring data, and a drive without a buffer for it would write elsewhere.
     request.dataLength = row == nullptr ? MAX_DATA_BYTES : row->dataLength;
     if (row != nullptr && dialect == Dialect::NONE)
-        status = requireFeatureOffered(drive, *row, statuses::driveDoesNotSupportFeature());
-    if (failed(status)) return status;
-    status = namespaceOf(drive, row != nullptr && row->namespaceSpecific, request.nsid);
-    if (succeeded(status)) status = completeGet(drive, request);
-    nvme::Answer answer;
-    if (succeeded(status))
-        status = readFeature(drive, request, select_, statuses::driveDoesNotSupportFeature(), answer);
-    if (succeeded(status)) out.addTree(treeOf(row, request, select_, answer));
-    return status;
+        RETURN_IF_FAILED(requireFeatureOffered(drive, *row, statuses::driveDoesNotSupportFeature()));
+    TRY(request.nsid, namespaceOf(drive, row != nullptr && row->namespaceSpecific));
+    TRY(request, completeGet(drive, request));
+    TRY(const nvme::Answer answer, readFeature(drive, request, select_, statuses::driveDoesNotSupportFeature()));
+    out.addTree(treeOf(row, request, select_, answer));
+    return Status();
 }
 
 Status AnyFeature::write(nvme::Drive& drive, const std::string& heading, DriveOutput& out) const {
-    Dialect dialect = Dialect::NONE;
-    Status status = dialectOfFeature(drive, fid_, OcpGrounds::NAMED, dialect);
-    if (failed(status)) return status;
+    TRY(const Dialect dialect, dialectOfFeature(drive, fid_, OcpGrounds::NAMED));
     const FeatureRow* row = rowOf(fid_, dialect);
-    status = checkDestroying(drive, fid_, dialect);
-    if (succeeded(status)) status = checkLength(fid_, row, cdw11_, data_.getSize());
-    if (succeeded(status)) status = checkHostMemory(fid_, cdw11_);
-    if (succeeded(status) && save_) status = checkSave(drive);
+    RETURN_IF_FAILED(checkDestroying(drive, fid_, dialect));
+    RETURN_IF_FAILED(checkLength(fid_, row, cdw11_, data_.getSize()));
+    RETURN_IF_FAILED(checkHostMemory(fid_, cdw11_));
+    if (save_) RETURN_IF_FAILED(checkSave(drive));
     nvme::FeatureRequest request{fid_, 0, cdw11_, cdw12_, cdw13_, 0};
-    if (succeeded(status)) status = namespaceOf(drive, row != nullptr && row->namespaceSpecific, request.nsid);
-    if (succeeded(status)) status = checkDestroying(drive, fid_, dialect);  // again: much may have happened meanwhile
-    nvme::Answer answer;
-    if (succeeded(status)) status = drive.setFeature(request, save_, data_, answer);
-    if (succeeded(status) && row != nullptr && dialect == Dialect::NONE) status = readBack(drive, *row, request);
-    if (failed(status)) return status;
+    TRY(request.nsid, namespaceOf(drive, row != nullptr && row->namespaceSpecific));
+    RETURN_IF_FAILED(checkDestroying(drive, fid_, dialect));  // again: much may have happened meanwhile
+    RETURN_IF_FAILED(drive.setFeature(request, save_, data_));
+    if (row != nullptr && dialect == Dialect::NONE) RETURN_IF_FAILED(readBack(drive, *row, request));
     const std::string hold = row == nullptr ? std::string() : holdText(*row, save_);
     out.addStatus(heading, Status(0, 0,
                                   nameOf(fid_, row) + (save_ ? " is set and saved." : " is set.") +
                                       (hold.empty() ? hold : " " + hold)));
-    return status;
+    return Status();
 }
 
 }  // namespace features::jobs

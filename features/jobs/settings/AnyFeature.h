@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <optional>
 
+#include "features/errors/Result.h"
 #include "features/jobs/base/Arguments.h"
 #include "features/jobs/base/DriveOutput.h"
 #include "features/nvme/Drive.h"
@@ -18,8 +19,8 @@ namespace features::jobs {
 class AnyFeature {
 public:
     /// Reads the arguments "FeatureId", "NamespaceId", "Select", "Save", "DWORD11" to "DWORD13" (hexadecimal) and
-    /// "InputFile", and that file. Nothing changes on failure.
-    ostrel::core::Status read(const Arguments& arguments);
+    /// "InputFile", and that file.
+    static Result<AnyFeature> read(const Arguments& arguments);
 
     /// Whether the arguments say what is to be written. A set without any of it would write zeros.
     static bool isAnythingGiven(const Arguments& arguments);
@@ -34,8 +35,8 @@ public:
     ostrel::core::Status write(nvme::Drive& drive, const std::string& heading, DriveOutput& out) const;
 
 private:
-    ostrel::core::Status readInputData(const Arguments& arguments);
-    ostrel::core::Status namespaceOf(nvme::Drive& drive, bool namespaceSpecific, uint32_t& nsid) const;
+    static Result<ostrel::core::Payload> readInputData(const Arguments& arguments);
+    Result<uint32_t> namespaceOf(nvme::Drive& drive, bool namespaceSpecific) const;
 
     uint8_t fid_ = 0;
     std::optional<uint32_t> nsid_;

@@ -6,8 +6,10 @@
 #include <algorithm>
 #include <array>
 #include <cstring>
+#include <optional>
 #include <sstream>
 
+#include "features/errors/Result.h"
 #include "features/jobs/base/Arguments.h"
 #include "features/jobs/support/InputFile.h"
 #include "features/jobs/support/StatusDetails.h"
@@ -43,37 +45,36 @@ Status misconfigured(const std::string& details) {
     return withDetails(statuses::errorInjectionMisconfigured(), details);
 }
 
-bool readWord(const std::string& text, uint64_t least, uint16_t& word) {
+std::optional<uint16_t> readWord(const std::string& text, uint64_t least) {
     uint64_t number = 0;
-    if (!readNumber(text, Digits::DECIMAL, number) || number < least || number > UINT16_MAX) return false;
-    word = static_cast<uint16_t>(number);
-    return true;
+    if (!readNumber(text, Digits::DECIMAL, number) || number < least || number > UINT16_MAX) return std::nullopt;
+    return static_cast<uint16_t>(number);
 }
 
-Status readEntry(const EntryText& text, ErrorInjection& entry) {
+Result<ErrorInjection> readEntry(const EntryText& text) {
     const auto& [type, repeat, reads] = text;
-    if (!readWord(type, 1, entry.type))
+    const std::optional<uint16_t> typeNumber = readWord(type, 1);
+    if (!typeNumber)
         return misconfigured("The type of an error injection is a number from 1 to 65535, not '" + type + "'.");
     const auto* found = std::find_if(std::begin(REPEATS), std::end(REPEATS),
                                      [&, &word = repeat](const auto& row) { return equals(row.word, word, true); });
     if (found == std::end(REPEATS))
         return misconfigured("An error is injected 'once', 'always', or not ('off'), but not '" + repeat + "'.");
-    entry.enabled = found->enabled;
-    entry.once = found->once;
-    if (!reads.empty() && !readWord(reads, 0, entry.reads))
+    const std::optional<uint16_t> readsNumber = reads.empty() ? uint16_t{0} : readWord(reads, 0);
+    if (!readsNumber)
         return misconfigured("The reads before an error injection are a number from 0 to 65535, not '" + reads + "'.");
-    return Status();
+    return ErrorInjection{*typeNumber, found->enabled, found->once, *readsNumber};
 }
 
-Status readEntries(const std::vector<EntryText>& texts, std::vector<ErrorInjection>& entries) {
+Result<std::vector<ErrorInjection>> readEntries(const std::vector<EntryText>& texts) {
     if (texts.size() > MAX_ERROR_INJECTIONS) return statuses::tooManyErrorInjections();
-    std::vector<ErrorInjection> read(texts.size());
-    for (size_t i = 0; i < texts.size(); ++i) {
-        const Status status = readEntry(texts[i], read[i]);
-        if (failed(status)) return status;
+    std::vector<ErrorInjection> entries;
+    entries.reserve(texts.size());
+    for (const EntryText& text : texts) {
+        TRY(const ErrorInjection entry, readEntry(text));
+        entries.push_back(entry);
     }
-    entries = std::move(read);
-    return Status();
+    return entries;
 }
 
 /// False for an attribute that an entry does not have.
@@ -86,7 +87,7 @@ bool takeAttributes(const ptree& attributes, EntryText& text) {
     });
 }
 
-Status takeElement(const std::string& name, const ptree& element, std::vector<EntryText>& texts) {
+Result<EntryText> readElement(const std::string& name, const ptree& element) {
     EntryText text;
     const auto attributes = element.find("<xmlattr>");
     const size_t others = element.size() - (attributes == element.not_found() ? 0 : 1);
@@ -94,23 +95,23 @@ Status takeElement(const std::string& name, const ptree& element, std::vector<En
     if (name != "ErrorInjection" || !known || others != 0 || !element.data().empty())
         return misconfigured("The file has an element <" + name +
                              "> that is not <ErrorInjection type= repeat= reads=/>.");
-    texts.push_back(text);
-    return Status();
+    return text;
 }
 
-Status takeDocument(const ptree& document, std::vector<EntryText>& texts) {
+Result<std::vector<EntryText>> readDocument(const ptree& document) {
     if (document.size() != 1 || document.front().first != "ErrorInjections")
         return misconfigured("The file has no element <ErrorInjections> as its root.");
+    std::vector<EntryText> texts;
     for (const auto& [name, element] : document.front().second) {
-        const Status status = takeElement(name, element, texts);
-        if (failed(status)) return status;
+        TRY(const EntryText text, readElement(name, element));
+        texts.push_back(text);
     }
-    return Status();
+    return texts;
 }
 
 }  // namespace
 
-Status readErrorInjections(const std::string& list, std::vector<ErrorInjection>& entries) {
+Result<std::vector<ErrorInjection>> readErrorInjections(const std::string& list) {
     std::vector<EntryText> texts;
     if (!equals(list, "none", true)) {
         for (const std::string& item : split(list, '~')) {
@@ -122,13 +123,11 @@ Status readErrorInjections(const std::string& list, std::vector<ErrorInjection>&
             texts.push_back(text);
         }
     }
-    return readEntries(texts, entries);
+    return readEntries(texts);
 }
 
-Status readErrorInjectionFile(const std::string& path, std::vector<ErrorInjection>& entries) {
-    std::string text;
-    Status status = readInputFile(path, MAX_FILE_BYTES, text);
-    if (failed(status)) return status;
+Result<std::vector<ErrorInjection>> readErrorInjectionFile(const std::string& path) {
+    TRY(const std::string text, readInputFile(path, MAX_FILE_BYTES));
     // The reader recurses for each level; the list itself has three.
     if (ostrel::core::xml::nestsDeeperThan(text, MAX_LEVELS)) {
         return misconfigured("'" + path + "' nests its elements too deep.");
@@ -142,9 +141,8 @@ Status readErrorInjectionFile(const std::string& path, std::vector<ErrorInjectio
         return misconfigured("'" + path + "' is not XML: " + error.message() + " in line " +
                              std::to_string(error.line()) + ".");
     }
-    std::vector<EntryText> texts;
-    status = takeDocument(document, texts);
-    return succeeded(status) ? readEntries(texts, entries) : status;
+    TRY(const std::vector<EntryText> texts, readDocument(document));
+    return readEntries(texts);
 }
 
 Payload errorInjectionData(const std::vector<ErrorInjection>& entries) {

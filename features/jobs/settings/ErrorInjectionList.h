@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include "features/errors/Result.h"
 #include "ostrel/core/Payload.h"
 #include "ostrel/core/Status.h"
 
@@ -22,13 +23,12 @@ inline constexpr size_t MAX_ERROR_INJECTIONS = 127;
 inline constexpr uint32_t ERROR_INJECTION_DATA_BYTES = 4096;
 
 /// Reads a list as the command line has it: entries TYPE[:once|always|off[:READS]] with '~' between them, or "none".
-/// 10/252 for too many, 10/253 for one that is no entry, with a message that names it. `entries` changes only on
-/// success.
-ostrel::core::Status readErrorInjections(const std::string& list, std::vector<ErrorInjection>& entries);
+/// 10/252 for too many, 10/253 for one that is no entry, with a message that names it.
+Result<std::vector<ErrorInjection>> readErrorInjections(const std::string& list);
 
 /// Reads the XML file form: <ErrorInjections> with <ErrorInjection type="" repeat="" reads=""/>. Statuses as above, and
 /// 10/54 for a file that cannot be read.
-ostrel::core::Status readErrorInjectionFile(const std::string& path, std::vector<ErrorInjection>& entries);
+Result<std::vector<ErrorInjection>> readErrorInjectionFile(const std::string& path);
 
 /// The feature's data structure, 4,096 bytes. At most MAX_ERROR_INJECTIONS entries.
 ostrel::core::Payload errorInjectionData(const std::vector<ErrorInjection>& entries);

@@ -20,39 +20,35 @@ constexpr uint8_t SC_INVALID_FIELD = 0x02;
 constexpr uint8_t SC_INVALID_NAMESPACE = 0x0B;
 
 Status checkSelect(nvme::Drive& drive) {
-    const uint8_t* identify = nullptr;
-    Status status = drive.identifyController(identify);
-    if (failed(status) || nvme::ControllerCapabilities(identify).supportsSave()) return status;
+    TRY(const uint8_t* const identify, drive.identifyController());
+    if (nvme::ControllerCapabilities(identify).supportsSave()) return Status();
     return withDetails(statuses::driveDoesNotSupportFeature(),
                        "Drive " + drive.name() + " reports only the current values of its features.");
 }
 
 }  // namespace
 
-Status readSelect(const Arguments& arguments, nvme::Select& select) {
-    std::optional<uint64_t> number;
-    const Status status = arguments.number(attributes::feature::select().getName(), 3, number);
-    if (number) select = static_cast<nvme::Select>(*number);
-    return status;
+Result<nvme::Select> readSelect(const Arguments& arguments) {
+    TRY(const std::optional<uint64_t> number, arguments.number(attributes::feature::select().getName(), 3));
+    return number ? static_cast<nvme::Select>(*number) : nvme::Select::CURRENT;
 }
 
-Status explained(const Status& status, const nvme::Drive& drive, const Status& unsupported) {
+Status explained(const nvme::CommandError& error, const Status& unsupported) {
+    const Status& status = error.status;
     if (!isRefusal(status)) return status;
     // There is no status code for an unknown feature identifier: it is an invalid field.
-    if (drive.lastCompletion().is(TYPE_GENERIC, SC_INVALID_FIELD)) return withDetails(unsupported, status.getMessage());
-    if (drive.lastCompletion().is(TYPE_GENERIC, SC_INVALID_NAMESPACE))
+    if (error.completion.is(TYPE_GENERIC, SC_INVALID_FIELD)) return withDetails(unsupported, status.getMessage());
+    if (error.completion.is(TYPE_GENERIC, SC_INVALID_NAMESPACE))
         return withDetails(statuses::invalidNamespaceId(), status.getMessage());
     return status;
 }
 
-Status readFeature(nvme::Drive& drive, const nvme::FeatureRequest& request, nvme::Select select,
-                   const Status& unsupported, nvme::Answer& answer) {
-    if (select != nvme::Select::CURRENT) {
-        const Status status = checkSelect(drive);
-        if (failed(status)) return status;
-    }
-    const Status status = drive.getFeature(request, select, answer);
-    return explained(status, drive, unsupported);
+Result<nvme::Answer> readFeature(nvme::Drive& drive, const nvme::FeatureRequest& request, nvme::Select select,
+                                 const Status& unsupported) {
+    if (select != nvme::Select::CURRENT) RETURN_IF_FAILED(checkSelect(drive));
+    const auto answer = drive.getFeature(request, select);
+    if (!answer) return explained(answer.error(), unsupported);
+    return *answer;
 }
 
 nvme::FieldTree decodeAnswer(const nvme::FeatureRow& feature, nvme::Select select, const nvme::Answer& answer) {
@@ -63,13 +59,11 @@ nvme::FieldTree decodeAnswer(const nvme::FeatureRow& feature, nvme::Select selec
 Status writeOcpField(nvme::Drive& drive, uint8_t fid, uint32_t value) {
     const nvme::FieldRow* field = nvme::findOcpSetField(fid);
     if (field == nullptr || !nvme::fitsField(*field, value)) return statuses::requestOutOfBounds();
-    const Status status = requireOcp(drive);
-    if (failed(status)) return status;
+    RETURN_IF_FAILED(requireOcp(drive));
     nvme::FeatureRequest request;
     request.fid = fid;
     request.cdw11 = nvme::withField(*field, 0, value);
-    nvme::Answer answer;
-    return drive.setFeature(request, false, Payload(), answer);
+    return statusOf(drive.setFeature(request, false));
 }
 
 }  // namespace features::jobs

@@ -2,7 +2,9 @@
 
 #include <cstdint>
 
+#include "features/errors/Result.h"
 #include "features/jobs/base/Arguments.h"
+#include "features/nvme/CommandError.h"
 #include "features/nvme/Drive.h"
 #include "features/nvme/Features.h"
 #include "ostrel/core/Status.h"
@@ -10,17 +12,16 @@
 namespace features::jobs {
 
 /// The argument "Select"; the current value when there is none.
-ostrel::core::Status readSelect(const Arguments& arguments, nvme::Select& select);
+Result<nvme::Select> readSelect(const Arguments& arguments);
 
 /// Get Features, with a refusal explained: `unsupported` when the drive does not know the feature, 10/80
 /// for a namespace that it does not have. A selection other than the current value is refused where the controller has
 /// none (10/3): it would answer with the current value.
-ostrel::core::Status readFeature(nvme::Drive& drive, const nvme::FeatureRequest& request, nvme::Select select,
-                                 const ostrel::core::Status& unsupported, nvme::Answer& answer);
+Result<nvme::Answer> readFeature(nvme::Drive& drive, const nvme::FeatureRequest& request, nvme::Select select,
+                                 const ostrel::core::Status& unsupported);
 
-/// Says what the refusal of the drive's last command means, as above. Other statuses stay as they are.
-ostrel::core::Status explained(const ostrel::core::Status& status, const nvme::Drive& drive,
-                               const ostrel::core::Status& unsupported);
+/// Says what a refusal means, as above. Other errors stay as they are.
+ostrel::core::Status explained(const nvme::CommandError& error, const ostrel::core::Status& unsupported);
 
 /// What readFeature() brought, decoded.
 nvme::FieldTree decodeAnswer(const nvme::FeatureRow& feature, nvme::Select select, const nvme::Answer& answer);

@@ -2,6 +2,7 @@
 
 #include <optional>
 
+#include "features/errors/Result.h"
 #include "features/jobs/drive/LogReading.h"
 #include "features/jobs/settings/FeatureAccess.h"
 #include "features/jobs/support/StatusDetails.h"
@@ -37,63 +38,57 @@ nvme::FeatureRequest requestFor(const SettableField& field, uint32_t dword11 = 0
     return request;
 }
 
-Status readCurrent(nvme::Drive& drive, const SettableField& field, uint32_t& dword) {
-    nvme::Answer answer;
-    const Status status =
-        readFeature(drive, requestFor(field), Select::CURRENT, statuses::driveDoesNotSupportFeature(), answer);
-    if (succeeded(status)) dword = answer.completion.dword0;
-    return status;
+Result<uint32_t> readCurrent(nvme::Drive& drive, const SettableField& field) {
+    TRY(const nvme::Answer answer,
+        readFeature(drive, requestFor(field), Select::CURRENT, statuses::driveDoesNotSupportFeature()));
+    return answer.completion.dword0;
 }
 
 /// What the drive can do with the feature. One that refuses to say so can save nothing.
-Status readCapabilities(nvme::Drive& drive, const SettableField& field, uint32_t& capabilities) {
-    nvme::Answer answer;
-    const Status status = drive.getFeature(requestFor(field), Select::CAPABILITIES, answer);
-    capabilities = succeeded(status) ? answer.completion.dword0 : 1U << BIT_CHANGEABLE;
-    return isRefusal(status) ? Status() : status;
+Result<uint32_t> readCapabilities(nvme::Drive& drive, const SettableField& field) {
+    const auto answer = drive.getFeature(requestFor(field), Select::CAPABILITIES);
+    if (answer) return answer->completion.dword0;
+    if (isRefusal(answer.error())) return 1U << BIT_CHANGEABLE;
+    return answer.error();
 }
 
-/// The saved value. A drive that refuses it can save nothing that could be checked: `saved` stays empty.
-Status readSaved(nvme::Drive& drive, const SettableField& field, std::optional<uint32_t>& saved) {
-    nvme::Answer answer;
-    const Status status = drive.getFeature(requestFor(field), Select::SAVED, answer);
-    if (succeeded(status)) saved = answer.completion.dword0;
-    return isRefusal(status) ? Status() : status;
+/// The saved value; empty for a drive that refuses it, which can save nothing that could be checked.
+Result<std::optional<uint32_t>> readSaved(nvme::Drive& drive, const SettableField& field) {
+    const auto answer = drive.getFeature(requestFor(field), Select::SAVED);
+    if (answer) return answer->completion.dword0;
+    if (isRefusal(answer.error())) return std::nullopt;
+    return answer.error();
 }
 
 uint32_t dwordToWrite(const SettableField& field, uint32_t dword, uint32_t value) {
     return nvme::withField(*field.written, dword & field.kept, value);
 }
 
-Status chooseHold(nvme::Drive& drive, const SettableField& field, uint32_t value, uint32_t dword11, Hold& hold) {
-    hold = Hold::UNTIL_RESET;
-    const uint8_t* identify = nullptr;
-    Status status = drive.identifyController(identify);
-    if (failed(status) || !nvme::ControllerCapabilities(identify).supportsSave()) return status;
-    uint32_t capabilities = 0;
-    status = readCapabilities(drive, field, capabilities);
-    if (failed(status)) return status;
+Result<Hold> chooseHold(nvme::Drive& drive, const SettableField& field, uint32_t value, uint32_t dword11) {
+    TRY(const uint8_t* const identify, drive.identifyController());
+    if (!nvme::ControllerCapabilities(identify).supportsSave()) return Hold::UNTIL_RESET;
+    TRY(const uint32_t capabilities, readCapabilities(drive, field));
     if (!nvme::bit(capabilities, BIT_CHANGEABLE)) {
         return withDetails(statuses::driveDoesNotSupportFeature(),
                            std::string(field.feature->name) + " of drive " + drive.name() + " cannot be changed.");
     }
-    if (!nvme::bit(capabilities, BIT_SAVEABLE)) return status;
-    std::optional<uint32_t> saved;
-    status = readSaved(drive, field, saved);
-    if (saved) hold = dwordToWrite(field, *saved, value) == dword11 ? Hold::SAVED : Hold::UNTIL_RESET_FOR_OTHERS;
-    return status;
+    if (!nvme::bit(capabilities, BIT_SAVEABLE)) return Hold::UNTIL_RESET;
+    TRY(const std::optional<uint32_t> saved, readSaved(drive, field));
+    if (!saved) return Hold::UNTIL_RESET;
+    return dwordToWrite(field, *saved, value) == dword11 ? Hold::SAVED : Hold::UNTIL_RESET_FOR_OTHERS;
 }
 
-/// Some drives call a feature saveable that they refuse to save: the value is set without saving then.
-Status write(nvme::Drive& drive, const SettableField& field, uint32_t dword11, Hold& hold) {
+/// Some drives call a feature saveable that they refuse to save: the value is set without saving then. Returns how long
+/// it holds.
+Result<Hold> write(nvme::Drive& drive, const SettableField& field, uint32_t dword11, Hold hold) {
     const nvme::FeatureRequest request = requestFor(field, dword11);
-    nvme::Answer answer;
-    const Status status = drive.setFeature(request, hold == Hold::SAVED, Payload(), answer);
-    const bool isOnlyNotSaveable = hold == Hold::SAVED && isRefusal(status) &&
-                                   answer.completion.is(nvme::SCT_COMMAND_SPECIFIC, nvme::SC_FEATURE_NOT_SAVEABLE);
-    if (!isOnlyNotSaveable) return status;
-    hold = Hold::UNTIL_RESET;
-    return drive.setFeature(request, false, Payload(), answer);
+    const auto set = drive.setFeature(request, hold == Hold::SAVED);
+    if (set) return hold;
+    const nvme::CommandError& error = set.error();
+    if (hold != Hold::SAVED || !error.completion.is(nvme::SCT_COMMAND_SPECIFIC, nvme::SC_FEATURE_NOT_SAVEABLE))
+        return error;
+    RETURN_IF_FAILED(drive.setFeature(request, false));
+    return Hold::UNTIL_RESET;
 }
 
 bool has(const SettableField& field, uint32_t dword, uint32_t value) {
@@ -110,13 +105,11 @@ std::string shown(const SettableField& field, uint32_t dword) {
 }
 
 /// A value that the drive has now and has not saved is no failure: it holds for a shorter time.
-Status readBack(nvme::Drive& drive, const SettableField& field, uint32_t value, Hold& hold) {
-    Status status = checkReported(drive, field, value);
-    if (failed(status) || hold != Hold::SAVED) return status;
-    std::optional<uint32_t> saved;
-    status = readSaved(drive, field, saved);
-    if (!saved || !has(field, *saved, value)) hold = Hold::UNTIL_RESET;
-    return status;
+Result<Hold> readBack(nvme::Drive& drive, const SettableField& field, uint32_t value, Hold hold) {
+    RETURN_IF_FAILED(checkReported(drive, field, value));
+    if (hold != Hold::SAVED) return hold;
+    TRY(const std::optional<uint32_t> saved, readSaved(drive, field));
+    return saved && has(field, *saved, value) ? Hold::SAVED : Hold::UNTIL_RESET;
 }
 
 std::string textOf(const SettableField& field, Hold hold) {
@@ -145,9 +138,8 @@ SettableField settableOcpField(uint8_t fid) {
 }
 
 Status checkReported(nvme::Drive& drive, const SettableField& field, uint32_t value) {
-    uint32_t dword = 0;
-    const Status status = readCurrent(drive, field, dword);
-    if (failed(status) || has(field, dword, value)) return status;
+    TRY(const uint32_t dword, readCurrent(drive, field));
+    if (has(field, dword, value)) return Status();
     return withDetails(statuses::configurationUpdateFailed(), "Drive " + drive.name() + " accepted " +
                                                                   nvme::fieldName(*field.read) + " " +
                                                                   shown(field, nvme::withField(*field.read, 0, value)) +
@@ -156,15 +148,12 @@ Status checkReported(nvme::Drive& drive, const SettableField& field, uint32_t va
 
 Status setFeatureField(nvme::Drive& drive, const SettableField& field, uint32_t value) {
     if (!nvme::fitsField(*field.written, value)) return statuses::requestOutOfBounds();
-    uint32_t current = 0;
-    Status status = readCurrent(drive, field, current);
-    if (failed(status)) return status;
+    TRY(const uint32_t current, readCurrent(drive, field));
     const uint32_t dword11 = dwordToWrite(field, current, value);
-    Hold hold = Hold::UNTIL_RESET;
-    status = chooseHold(drive, field, value, dword11, hold);
-    if (succeeded(status)) status = write(drive, field, dword11, hold);
-    if (succeeded(status)) status = readBack(drive, field, value, hold);
-    return succeeded(status) ? Status(0, 0, textOf(field, hold)) : status;
+    TRY(const Hold wanted, chooseHold(drive, field, value, dword11));
+    TRY(const Hold written, write(drive, field, dword11, wanted));
+    TRY(const Hold hold, readBack(drive, field, value, written));
+    return Status(0, 0, textOf(field, hold));
 }
 
 }  // namespace features::jobs

@@ -1,5 +1,6 @@
 #include "features/jobs/settings/LatencyTrackingJob.h"
 
+#include "features/errors/Result.h"
 #include "features/jobs/base/SetRequest.h"
 #include "features/jobs/drive/LogReading.h"
 #include "features/jobs/drive/VendorDialect.h"
@@ -33,19 +34,17 @@ AttributeList LatencyTrackingJob::getSupportedProperties() const {
 
 Status LatencyTrackingJob::checkRequest(const Arguments& arguments) {
     const std::string which = key::latencyStatisticsForReadCommands().getName();
-    std::optional<bool> reads;
-    Status status = arguments.boolean(which, reads);
-    if (succeeded(status) && !reads)
-        status = withDetails(statuses::noProperties(), which + " must be true for reads, or false for writes.");
+    TRY(const std::optional<bool> reads, arguments.boolean(which));
+    if (!reads) return withDetails(statuses::noProperties(), which + " must be true for reads, or false for writes.");
     // The type is sent among the properties, not beside them.
     std::optional<uint64_t> type;
     const auto properties = sentProperties();
-    if (succeeded(status) && properties)
-        status = properties->number(key::latencyTrackingType().getName(), MAX_TYPE, type);
-    if (failed(status)) return status;
+    if (properties) {
+        TRY(type, properties->number(key::latencyTrackingType().getName(), MAX_TYPE));
+    }
     lid_ = *reads ? nvme::LID_VELKO_READ_LATENCY : nvme::LID_VELKO_WRITE_LATENCY;
     type_ = static_cast<uint8_t>(type.value_or(0));
-    return status;
+    return Status();
 }
 
 Status LatencyTrackingJob::actOnDrive(nvme::Drive& drive, const Arguments&, DriveOutput& out) {
@@ -55,25 +54,22 @@ Status LatencyTrackingJob::actOnDrive(nvme::Drive& drive, const Arguments&, Driv
     request.lid = lid_;
     request.lsp = type_;
     request.retainEvent = true;
-    Payload page;
-    Status status = missingLogAs(drive.readLogPage(request, nvme::VELKO_LATENCY_BYTES, page), drive, missing);
-    if (failed(status)) return status;
-    if (!nvme::isVelkoLatencyTracked(page)) {
+    const auto page = drive.readLogPage(request, nvme::VELKO_LATENCY_BYTES);
+    if (!page) return missingLogAs(page.error(), missing);
+    if (!nvme::isVelkoLatencyTracked(*page)) {
         return withDetails(statuses::featureBlockedByConfiguration(),
                            "Drive " + drive.name() + " does not track latencies: set " +
                                key::latencyTrackingEnabled().getName() + " to true first.");
     }
-    out.addTree(nvme::findVelkoLogPage(lid_)->decode(page));
-    return status;
+    out.addTree(nvme::findVelkoLogPage(lid_)->decode(*page));
+    return Status();
 }
 
 Status LatencyTrackingJob::setOnDrive(nvme::Drive& drive, const Attribute& attribute) {
-    uint32_t enabled = 0;
-    Status status = checkSettable(attribute, key::latencyTrackingEnabled());
-    if (succeeded(status)) status = readValue(propertyToSet(), ENABLED, enabled);
-    if (succeeded(status))
-        status = requireVelkoFeature(drive, nvme::FID_VELKO_LATENCY_TRACKING, statuses::driveDoesNotSupportFeature());
-    if (failed(status)) return status;
+    RETURN_IF_FAILED(checkSettable(attribute, key::latencyTrackingEnabled()));
+    TRY(const uint32_t enabled, readValue(propertyToSet(), ENABLED));
+    RETURN_IF_FAILED(
+        requireVelkoFeature(drive, nvme::FID_VELKO_LATENCY_TRACKING, statuses::driveDoesNotSupportFeature()));
     return setFeatureField(drive, settableField(nvme::findVelkoFeatureField(attribute.getName())), enabled);
 }
 

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <iterator>
 
+#include "features/errors/Result.h"
 #include "features/jobs/base/SetRequest.h"
 #include "features/jobs/drive/VendorDialect.h"
 #include "features/jobs/settings/FeatureAccess.h"
@@ -35,33 +36,34 @@ constexpr SettableProperty MULTIPLIERS[] = {
     {key::formatOffMultiplier, 0, 15, statuses::invalidProperty},
 };
 
-Status readIdleState(const std::string& text, uint32_t& value) {
+Result<uint32_t> readIdleState(const std::string& text) {
     const std::string word = toLower(text);
-    if (word != "on" && word != "off")
-        return withDetails(statuses::invalidProperty(), "IdleState must be 'on' or 'off', not '" + text + "'.");
-    value = word == "on" ? 1 : 0;
-    return Status();
+    if (word == "on") return 1U;
+    if (word == "off") return 0U;
+    return withDetails(statuses::invalidProperty(), "IdleState must be 'on' or 'off', not '" + text + "'.");
 }
 
-Status readDurationBase(const std::string& text, uint32_t& value) {
+Result<uint32_t> readDurationBase(const std::string& text) {
     for (const uint32_t base : DURATION_BASES) {
-        if (text != std::to_string(base)) continue;
-        value = base;
-        return Status();
+        if (text == std::to_string(base)) return base;
     }
     return withDetails(statuses::invalidProperty(),
                        std::string(MILLISECONDS) + " must be 25 or 50, not '" + text + "'.");
 }
 
-/// Finds the field that a property selects, and its value.
-Status readField(const std::string& name, const Arguments& sent, std::string& field, uint32_t& value) {
-    field = name == MILLISECONDS ? key::durationBase().getName() : name;
-    if (field == key::durationBase().getName()) return readDurationBase(sent.text(name), value);
-    if (field == key::idleState().getName()) return readIdleState(sent.text(name), value);
+/// The field that a property sets.
+std::string fieldOf(const std::string& name) {
+    return name == MILLISECONDS ? key::durationBase().getName() : name;
+}
+
+Result<uint32_t> readField(const std::string& name, const Arguments& sent) {
+    const std::string field = fieldOf(name);
+    if (field == key::durationBase().getName()) return readDurationBase(sent.text(name));
+    if (field == key::idleState().getName()) return readIdleState(sent.text(name));
     const auto* multiplier =
         std::find_if(std::begin(MULTIPLIERS), std::end(MULTIPLIERS),
                      [&](const SettableProperty& property) { return property.attribute().getName() == name; });
-    if (multiplier != std::end(MULTIPLIERS)) return readValue(sent, *multiplier, value);
+    if (multiplier != std::end(MULTIPLIERS)) return readValue(sent, *multiplier);
     return withDetails(statuses::invalidProperty(), name + " cannot be set.");
 }
 
@@ -77,13 +79,11 @@ AttributeList LedActivityJob::getSupportedProperties() const {
 }
 
 Status LedActivityJob::showDrive(nvme::Drive& drive, const Arguments&, DriveOutput& out) {
-    Status status = requireVelkoFeature(drive, nvme::FID_VELKO_LED_ACTIVITY, statuses::driveDoesNotSupportFeature());
-    if (failed(status)) return status;
+    RETURN_IF_FAILED(requireVelkoFeature(drive, nvme::FID_VELKO_LED_ACTIVITY, statuses::driveDoesNotSupportFeature()));
     nvme::FeatureRequest request;
     request.fid = nvme::FID_VELKO_LED_ACTIVITY;
-    nvme::Answer answer;
-    status = readFeature(drive, request, nvme::Select::CURRENT, statuses::driveDoesNotSupportFeature(), answer);
-    if (failed(status)) return status;
+    TRY(const nvme::Answer answer,
+        readFeature(drive, request, nvme::Select::CURRENT, statuses::driveDoesNotSupportFeature()));
     AttributeList list = getSupportedProperties();
     const nvme::FieldTree tree =
         nvme::decodeFeature(*nvme::findVelkoFeature(request.fid), answer.completion.dword0, answer.data);
@@ -92,17 +92,14 @@ Status LedActivityJob::showDrive(nvme::Drive& drive, const Arguments&, DriveOutp
         attribute = Attribute(field.name, attribute.getDisplayName(), typeString(), field.value);
     }
     out.addAttributes(title(), list);
-    return status;
+    return Status();
 }
 
 Status LedActivityJob::setOnDrive(nvme::Drive& drive, const Attribute& attribute) {
-    std::string field;
-    uint32_t value = 0;
-    Status status = readField(attribute.getName(), propertyToSet(), field, value);
-    if (succeeded(status))
-        status = requireVelkoFeature(drive, nvme::FID_VELKO_LED_ACTIVITY, statuses::driveDoesNotSupportFeature());
-    return succeeded(status) ? setFeatureField(drive, settableField(nvme::findVelkoFeatureField(field)), value)
-                             : status;
+    const std::string& name = attribute.getName();
+    TRY(const uint32_t value, readField(name, propertyToSet()));
+    RETURN_IF_FAILED(requireVelkoFeature(drive, nvme::FID_VELKO_LED_ACTIVITY, statuses::driveDoesNotSupportFeature()));
+    return setFeatureField(drive, settableField(nvme::findVelkoFeatureField(fieldOf(name))), value);
 }
 
 }  // namespace features::jobs

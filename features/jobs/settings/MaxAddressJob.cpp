@@ -4,6 +4,7 @@
 #include <cctype>
 #include <string>
 
+#include "features/errors/Result.h"
 #include "features/jobs/base/SetRequest.h"
 #include "features/jobs/drive/Namespaces.h"
 #include "features/jobs/drive/Refusals.h"
@@ -42,12 +43,10 @@ struct Wanted {
     uint64_t number = 0;
 };
 
-Status readWanted(const std::string& text, Wanted& wanted) {
+Result<Wanted> readWanted(const std::string& text) {
     std::string digits = toLower(text);
-    if (digits == "native") {
-        wanted.unit = Wanted::Unit::NATIVE;
-        return Status();
-    }
+    if (digits == "native") return Wanted{Wanted::Unit::NATIVE, 0};
+    Wanted wanted;
     if (takeSuffix(digits, "gb"))
         wanted.unit = Wanted::Unit::GIGABYTES;
     else if (takeSuffix(digits, "%"))
@@ -61,41 +60,36 @@ Status readWanted(const std::string& text, Wanted& wanted) {
         return withDetails(statuses::invalidMaxAddressValue(), "It cannot be '" + text + "'.");
     if (wanted.unit == Wanted::Unit::PERCENT && wanted.number > ALL_PERCENT)
         return withDetails(statuses::invalidMaxAddressValue(), "It must be 1% to 100%" + said);
-    return Status();
+    return wanted;
 }
 
 /// The only namespace that is allocated. The feature does not say which one it means.
-Status findOnlyNamespace(nvme::Drive& drive, uint32_t& nsid) {
-    const uint8_t* identify = nullptr;
-    Status status = drive.identifyController(identify);
-    if (failed(status)) return status;
+Result<uint32_t> findOnlyNamespace(nvme::Drive& drive) {
+    TRY(const uint8_t* const identify, drive.identifyController());
     const bool isManaged = nvme::ControllerCapabilities(identify).supportsNamespaceManagement();
-    Payload list;
-    status = drive.identify(isManaged ? nvme::CNS_ALLOCATED_NAMESPACES : nvme::CNS_ACTIVE_NAMESPACES, 0, 0, list);
-    if (failed(status)) return status;
-    nsid = nvme::le32(list.getData());
+    TRY(const Payload list,
+        drive.identify(isManaged ? nvme::CNS_ALLOCATED_NAMESPACES : nvme::CNS_ACTIVE_NAMESPACES, 0));
+    const uint32_t nsid = nvme::le32(list.getData());
     if (nsid == 0)
         return withDetails(statuses::featureBlockedByConfiguration(), "Drive " + drive.name() + " has no namespace.");
-    return nvme::le32(list.getData() + 4) == 0 ? Status() : statuses::moreThanOneNamespace();
+    if (nvme::le32(list.getData() + 4) != 0) return statuses::moreThanOneNamespace();
+    return nsid;
 }
 
-Status readLba(nvme::Drive& drive, uint8_t fid, uint64_t& lba) {
+Result<uint64_t> readLba(nvme::Drive& drive, uint8_t fid) {
     nvme::FeatureRequest request;
     request.fid = fid;
     request.dataLength = nvme::VELKO_LBA_BYTES;
-    nvme::Answer answer;
-    Status status = mapNvmeStatus(REFUSALS, statuses::nvmeCommandProblem,
-                                  drive.getFeature(request, nvme::Select::CURRENT, answer), drive);
-    if (succeeded(status)) lba = nvme::le64(answer.data.getData());
-    return status;
+    const auto answer = drive.getFeature(request, nvme::Select::CURRENT);
+    if (!answer) return mapNvmeStatus(REFUSALS, statuses::nvmeCommandProblem, answer.error());
+    return nvme::le64(answer->data.getData());
 }
 
-Status readBlockBytes(nvme::Drive& drive, uint32_t nsid, uint64_t& bytes) {
-    Payload identify;
-    Status status = drive.identify(nvme::CNS_NAMESPACE, nsid, 0, identify);
-    if (failed(status)) return status;
-    bytes = nvme::NamespaceProperties(identify.getData()).format().dataBytes();
-    return bytes == 0 ? statuses::invalidMaxAddressSectorSize() : status;
+Result<uint64_t> readBlockBytes(nvme::Drive& drive, uint32_t nsid) {
+    TRY(const Payload identify, drive.identify(nvme::CNS_NAMESPACE, nsid));
+    const uint64_t bytes = nvme::NamespaceProperties(identify.getData()).format().dataBytes();
+    if (bytes == 0) return statuses::invalidMaxAddressSectorSize();
+    return bytes;
 }
 
 Status tooLarge(const nvme::Drive& drive, uint64_t native, Status (*text)()) {
@@ -103,13 +97,12 @@ Status tooLarge(const nvme::Drive& drive, uint64_t native, Status (*text)()) {
                        "The native maximum LBA of drive " + drive.name() + " is " + std::to_string(native) + ".");
 }
 
-Status lbaOfGigabytes(nvme::Drive& drive, uint64_t gigabytes, uint32_t nsid, uint64_t native, uint64_t& lba) {
-    uint64_t blockBytes = 0;
-    Status status = readBlockBytes(drive, nsid, blockBytes);
-    if (failed(status)) return status;
+Result<uint64_t> lbaOfGigabytes(nvme::Drive& drive, uint64_t gigabytes, uint32_t nsid, uint64_t native) {
+    TRY(const uint64_t blockBytes, readBlockBytes(drive, nsid));
     if (gigabytes > UINT64_MAX / nvme::GIGABYTE) return tooLarge(drive, native, statuses::lbaResizeTooLarge);
-    lba = gigabytes * nvme::GIGABYTE / blockBytes - 1;  // a gigabyte has more than one block of any size
-    return lba > native ? tooLarge(drive, native, statuses::lbaResizeTooLarge) : Status();
+    const uint64_t lba = gigabytes * nvme::GIGABYTE / blockBytes - 1;  // more than one block of any size
+    if (lba > native) return tooLarge(drive, native, statuses::lbaResizeTooLarge);
+    return lba;
 }
 
 uint64_t lbaOfPercent(uint64_t percent, uint64_t native) {
@@ -118,26 +111,21 @@ uint64_t lbaOfPercent(uint64_t percent, uint64_t native) {
     return std::max<uint64_t>(blocks / ALL_PERCENT * percent + blocks % ALL_PERCENT * percent / ALL_PERCENT, 2) - 1;
 }
 
-Status findLba(nvme::Drive& drive, const Wanted& wanted, uint64_t& lba) {
-    uint32_t nsid = 0;
-    uint64_t native = 0;
-    Status status = findOnlyNamespace(drive, nsid);
-    if (succeeded(status)) status = readLba(drive, nvme::FID_VELKO_NATIVE_MAXIMUM_LBA, native);
-    if (failed(status)) return status;
+Result<uint64_t> findLba(nvme::Drive& drive, const Wanted& wanted) {
+    TRY(const uint32_t nsid, findOnlyNamespace(drive));
+    TRY(const uint64_t native, readLba(drive, nvme::FID_VELKO_NATIVE_MAXIMUM_LBA));
     switch (wanted.unit) {
         case Wanted::Unit::GIGABYTES:
-            return lbaOfGigabytes(drive, wanted.number, nsid, native, lba);
+            return lbaOfGigabytes(drive, wanted.number, nsid, native);
         case Wanted::Unit::PERCENT:
-            lba = lbaOfPercent(wanted.number, native);
-            return status;
+            return lbaOfPercent(wanted.number, native);
         case Wanted::Unit::NATIVE:
-            lba = native;
-            return status;
+            return native;
         case Wanted::Unit::LBA:
             break;
     }
-    lba = wanted.number;
-    return lba > native ? tooLarge(drive, native, statuses::invalidMaxAddressValue) : status;
+    if (wanted.number > native) return tooLarge(drive, native, statuses::invalidMaxAddressValue);
+    return wanted.number;
 }
 
 Status writeLba(nvme::Drive& drive, uint64_t lba) {
@@ -145,24 +133,21 @@ Status writeLba(nvme::Drive& drive, uint64_t lba) {
     nvme::putLe64(data, lba);
     nvme::FeatureRequest request;
     request.fid = nvme::FID_VELKO_MAXIMUM_LBA;
-    nvme::Answer answer;
-    return mapNvmeStatus(REFUSALS, statuses::nvmeCommandProblem,
-                         drive.setFeature(request, false, Payload(data, sizeof data), answer), drive);
+    const auto set = drive.setFeature(request, false, Payload(data, sizeof data));
+    return set ? Status() : mapNvmeStatus(REFUSALS, statuses::nvmeCommandProblem, set.error());
 }
 
-/// Changes the size of the namespace. The kernel does not know what the maker's feature did: `seen` is the status of
-/// its look. An end between the two would leave it with blocks that are gone.
-Status resize(nvme::Drive& drive, uint64_t lba, Status& seen) {
+/// Changes the size of the namespace. The kernel does not know what the maker's feature did: the result is the status
+/// of its look. An end between the two would leave it with blocks that are gone.
+Result<RescanStatus> resize(nvme::Drive& drive, uint64_t lba) {
     const SignalBlock untilTheHostHasLooked;
-    const Status status = writeLba(drive, lba);
-    if (succeeded(status)) seen = rescan(drive);
-    return status;
+    RETURN_IF_FAILED(writeLba(drive, lba));
+    return RescanStatus{rescan(drive)};
 }
 
 Status checkReported(nvme::Drive& drive, uint64_t lba) {
-    uint64_t reported = 0;
-    const Status status = readLba(drive, nvme::FID_VELKO_MAXIMUM_LBA, reported);
-    if (failed(status) || reported == lba) return status;
+    TRY(const uint64_t reported, readLba(drive, nvme::FID_VELKO_MAXIMUM_LBA));
+    if (reported == lba) return Status();
     return withDetails(statuses::configurationUpdateFailed(), "Drive " + drive.name() + " accepted the maximum LBA " +
                                                                   std::to_string(lba) + " and reports " +
                                                                   std::to_string(reported) + ".");
@@ -177,24 +162,19 @@ AttributeList MaxAddressJob::getSupportedProperties() const {
 }
 
 Status MaxAddressJob::setOnDrive(nvme::Drive& drive, const Attribute& attribute) {
-    Wanted wanted;
-    uint64_t lba = 0;
-    Status status = checkSettable(attribute, key::maximumLBA());
-    if (succeeded(status)) status = readWanted(propertyToSet().text(attribute.getName()), wanted);
-    if (succeeded(status) && !isVelkoDrive(drive)) status = statuses::maxAddressNotSupported();
-    if (succeeded(status)) status = checkDestruction(drive, {});
-    if (succeeded(status))
-        status = requireVelkoFeature(drive, nvme::FID_VELKO_MAXIMUM_LBA, statuses::maxAddressNotSupported());
-    if (succeeded(status)) status = findLba(drive, wanted, lba);
-    if (succeeded(status)) status = checkDestruction(drive, {});  // again: much may have happened meanwhile
-    Status seen;
-    if (succeeded(status)) status = resize(drive, lba, seen);
-    if (failed(status)) return status;
-    status = checkReported(drive, lba);
-    if (failed(status)) return status;
-    return Status(0, 0,
-                  "The maximum LBA is " + std::to_string(lba) + "." +
-                      (succeeded(seen) ? "" : " The system has not seen it yet: " + seen.getMessage()));
+    RETURN_IF_FAILED(checkSettable(attribute, key::maximumLBA()));
+    TRY(const Wanted wanted, readWanted(propertyToSet().text(attribute.getName())));
+    if (!isVelkoDrive(drive)) return statuses::maxAddressNotSupported();
+    RETURN_IF_FAILED(checkDestruction(drive, {}));
+    RETURN_IF_FAILED(requireVelkoFeature(drive, nvme::FID_VELKO_MAXIMUM_LBA, statuses::maxAddressNotSupported()));
+    TRY(const uint64_t lba, findLba(drive, wanted));
+    RETURN_IF_FAILED(checkDestruction(drive, {}));  // again: much may have happened meanwhile
+    TRY(const RescanStatus rescanned, resize(drive, lba));
+    RETURN_IF_FAILED(checkReported(drive, lba));
+    return Status(
+        0, 0,
+        "The maximum LBA is " + std::to_string(lba) + "." +
+            (succeeded(rescanned.status) ? "" : " The system has not seen it yet: " + rescanned.status.getMessage()));
 }
 
 }  // namespace features::jobs

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "features/errors/Result.h"
 #include "features/jobs/base/SetRequest.h"
 #include "features/jobs/settings/FeatureAccess.h"
 #include "features/jobs/settings/FeatureSetting.h"
@@ -42,18 +43,14 @@ constexpr FieldOfFeature FIELDS[] = {
 // clang-format on
 
 Status setField(nvme::Drive& drive, const FieldOfFeature& field, const Arguments& sent) {
-    uint32_t value = 0;
-    const Status status = readValue(sent, field.property, value);
-    if (failed(status)) return status;
+    TRY(const uint32_t value, readValue(sent, field.property));
     const auto place = nvme::findFeatureField(field.property.attribute().getName());
     return setFeatureField(drive, settableField(place, field.kept), value + field.offset);
 }
 
 Status clearPcieErrors(nvme::Drive& drive, const Arguments& sent) {
     constexpr SettableProperty CLEAR = {key::clearCounter, 0, 1, statuses::invalidProperty};
-    uint32_t clear = 0;
-    Status status = readValue(sent, CLEAR, clear);
-    if (failed(status)) return status;
+    TRY(const uint32_t clear, readValue(sent, CLEAR));
     if (clear == 0) return withDetails(statuses::invalidProperty(), key::clearCounter().getName() + " must be true.");
     return writeOcpField(drive, nvme::FID_OCP_CLEAR_PCIE_ERRORS, 1);
 }
@@ -70,12 +67,12 @@ AttributeList NvmeFeaturesJob::getSupportedProperties() const {
 }
 
 Status NvmeFeaturesJob::checkRequest(const Arguments& arguments) {
-    Status status = readSetGetType(arguments, isSet_);
-    if (succeeded(status) && isSet_) status = checkOneDrive(getDevices().size());
-    if (succeeded(status)) status = feature_.read(arguments);
-    if (succeeded(status) && isSet_ && !AnyFeature::isAnythingGiven(arguments))
-        status = withDetails(statuses::noProperties(), "Give DWORD11, DWORD12, DWORD13 or InputFile.");
-    return status;
+    TRY(isSet_, isSetRequest(arguments));
+    if (isSet_) RETURN_IF_FAILED(checkOneDrive(getDevices().size()));
+    TRY(feature_, AnyFeature::read(arguments));
+    if (isSet_ && !AnyFeature::isAnythingGiven(arguments))
+        return withDetails(statuses::noProperties(), "Give DWORD11, DWORD12, DWORD13 or InputFile.");
+    return Status();
 }
 
 Status NvmeFeaturesJob::actOnDrive(nvme::Drive& drive, const Arguments&, DriveOutput& out) {

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "features/errors/Result.h"
 #include "features/jobs/base/SetRequest.h"
 #include "features/jobs/drive/SafetyGate.h"
 #include "features/jobs/drive/VendorDialect.h"
@@ -22,9 +23,10 @@ OcpErrorInjectionJob::OcpErrorInjectionJob()
                    nvme::findOcpFeature(nvme::FID_OCP_ERROR_INJECTION)->name) {}
 
 Status OcpErrorInjectionJob::checkRequest(const Arguments& arguments) {
-    Status status = readSetGetType(arguments, isSet_);
-    if (succeeded(status) && isSet_) status = checkOneDrive(getDevices().size());
-    return succeeded(status) && isSet_ ? readEntries(arguments) : status;
+    TRY(isSet_, isSetRequest(arguments));
+    if (!isSet_) return Status();
+    RETURN_IF_FAILED(checkOneDrive(getDevices().size()));
+    return readEntries(arguments);
 }
 
 Status OcpErrorInjectionJob::readEntries(const Arguments& arguments) {
@@ -35,20 +37,20 @@ Status OcpErrorInjectionJob::readEntries(const Arguments& arguments) {
                            "Give either " + key::errorInjectionEntries().getName() + " or " +
                                key::errorInjectionEntryFile().getName() + ".");
     }
-    return file.empty() ? readErrorInjections(list, entries_) : readErrorInjectionFile(file, entries_);
+    TRY(entries_, file.empty() ? readErrorInjections(list) : readErrorInjectionFile(file));
+    return Status();
 }
 
 Status OcpErrorInjectionJob::showDrive(nvme::Drive& drive, const Arguments&, DriveOutput& out) {
-    Status status = requireOcp(drive);
-    if (failed(status)) return status;
+    RETURN_IF_FAILED(requireOcp(drive));
     const nvme::FeatureRow& feature = *nvme::findOcpFeature(nvme::FID_OCP_ERROR_INJECTION);
     nvme::FeatureRequest request;
     request.fid = feature.fid;
     request.dataLength = feature.dataLength;
-    nvme::Answer answer;
-    status = readFeature(drive, request, nvme::Select::CURRENT, statuses::driveDoesNotSupportFeature(), answer);
-    if (succeeded(status)) out.addTree(decodeAnswer(feature, nvme::Select::CURRENT, answer));
-    return status;
+    TRY(const nvme::Answer answer,
+        readFeature(drive, request, nvme::Select::CURRENT, statuses::driveDoesNotSupportFeature()));
+    out.addTree(decodeAnswer(feature, nvme::Select::CURRENT, answer));
+    return Status();
 }
 
 Status OcpErrorInjectionJob::actOnDrive(nvme::Drive& drive, const Arguments& arguments, DriveOutput& out) {
@@ -66,17 +68,16 @@ Status OcpErrorInjectionJob::checkUse(nvme::Drive& drive) const {
 
 Status OcpErrorInjectionJob::write(nvme::Drive& drive, DriveOutput& out) const {
     const Payload data = errorInjectionData(entries_);
-    Status status = data.getSize() == 0 ? statuses::mallocFailed() : checkUse(drive);
-    if (succeeded(status)) status = requireOcp(drive);
+    if (data.getSize() == 0) return statuses::mallocFailed();
+    RETURN_IF_FAILED(checkUse(drive));
+    RETURN_IF_FAILED(requireOcp(drive));
     nvme::FeatureRequest request;
     request.fid = nvme::FID_OCP_ERROR_INJECTION;
     request.cdw11 = nvme::withField(*nvme::findOcpSetField(request.fid), 0, static_cast<uint32_t>(entries_.size()));
-    nvme::Answer answer;
-    if (succeeded(status)) status = checkUse(drive);  // again: much may have happened meanwhile
-    if (succeeded(status)) status = drive.setFeature(request, false, data, answer);
-    if (failed(status)) return status;
+    RETURN_IF_FAILED(checkUse(drive));  // again: much may have happened meanwhile
+    RETURN_IF_FAILED(drive.setFeature(request, false, data));
     out.addStatus(title(), Status(0, 0, "Error injections set: " + std::to_string(entries_.size()) + "."));
-    return status;
+    return Status();
 }
 
 }  // namespace features::jobs

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <stdexcept>
 
+#include "features/errors/Result.h"
 #include "features/jobs/base/SetRequest.h"
 #include "features/jobs/drive/LogReading.h"
 #include "features/jobs/drive/VendorDialect.h"
@@ -50,29 +51,24 @@ AttributeList OcpFeatureJob::getSupportedProperties() const {
 }
 
 Status OcpFeatureJob::checkRequest(const Arguments& arguments) {
-    nvme::Select select = nvme::Select::CURRENT;
-    return readSelect(arguments, select);
+    return statusOf(readSelect(arguments));
 }
 
 Status OcpFeatureJob::showDrive(nvme::Drive& drive, const Arguments& arguments, DriveOutput& out) {
-    nvme::Select select = nvme::Select::CURRENT;
-    Status status = readSelect(arguments, select);
-    if (succeeded(status)) status = requireOcp(drive);
+    TRY(const nvme::Select select, readSelect(arguments));
+    RETURN_IF_FAILED(requireOcp(drive));
     nvme::FeatureRequest request;
     request.fid = row_.fid;
-    nvme::Answer answer;
-    if (succeeded(status)) status = readFeature(drive, request, select, statuses::driveDoesNotSupportFeature(), answer);
-    if (succeeded(status)) out.addTree(decodeAnswer(*nvme::findOcpFeature(row_.fid), select, answer));
-    return status;
+    TRY(const nvme::Answer answer, readFeature(drive, request, select, statuses::driveDoesNotSupportFeature()));
+    out.addTree(decodeAnswer(*nvme::findOcpFeature(row_.fid), select, answer));
+    return Status();
 }
 
 Status OcpFeatureJob::setOnDrive(nvme::Drive& drive, const Attribute& attribute) {
-    uint32_t value = 0;
-    Status status = checkSettable(attribute, row_.property.attribute());
-    if (succeeded(status)) status = readValue(propertyToSet(), row_.property, value);
-    if (succeeded(status)) status = requireOcp(drive);
-    if (failed(status)) return status;
-    status = setFeatureField(drive, settableOcpField(row_.fid), value);
+    RETURN_IF_FAILED(checkSettable(attribute, row_.property.attribute()));
+    TRY(const uint32_t value, readValue(propertyToSet(), row_.property));
+    RETURN_IF_FAILED(requireOcp(drive));
+    const Status status = setFeatureField(drive, settableOcpField(row_.fid), value);
     if (row_.fid != nvme::FID_OCP_DSSD_POWER_STATE || !isRefusal(status)) return status;
     const std::string watts = dssdPowerStates(drive);
     return watts.empty() ? status : withDetails(status, "It takes " + watts + " watts.");

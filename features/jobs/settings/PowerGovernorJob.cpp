@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include "features/errors/Result.h"
 #include "features/jobs/base/SetRequest.h"
 #include "features/jobs/drive/VendorDialect.h"
 #include "features/jobs/settings/Alternatives.h"
@@ -33,14 +34,12 @@ constexpr size_t NON_OPERATIONAL_BYTE = 3;
 constexpr unsigned NON_OPERATIONAL_BIT = 1;
 
 Status checkPowerState(nvme::Drive& drive, uint32_t state) {
-    const uint8_t* identify = nullptr;
-    Status status = drive.identifyController(identify);
-    if (failed(status)) return status;
+    TRY(const uint8_t* const identify, drive.identifyController());
     std::vector<std::string> operational;
     for (uint32_t i = 0; i <= std::min<uint32_t>(MODE.most, nvme::ControllerCapabilities(identify).npss); ++i) {
         const uint8_t* descriptor = identify + DESCRIPTORS_OFFSET + i * DESCRIPTOR_BYTES;
         if (nvme::bit(descriptor[NON_OPERATIONAL_BYTE], NON_OPERATIONAL_BIT)) continue;
-        if (i == state) return status;
+        if (i == state) return Status();
         operational.push_back(std::to_string(i));
     }
     return withDetails(statuses::invalidPowerMode(),
@@ -58,21 +57,18 @@ AttributeList PowerGovernorJob::getSupportedProperties() const {
 }
 
 Status PowerGovernorJob::setOnDrive(nvme::Drive& drive, const Attribute& attribute) {
-    uint32_t mode = 0;
-    Status status = checkSettable(attribute, key::powerGovernorMode());
-    if (succeeded(status)) status = readValue(propertyToSet(), MODE, mode);
-    if (failed(status)) return status;
+    RETURN_IF_FAILED(checkSettable(attribute, key::powerGovernorMode()));
+    TRY(const uint32_t mode, readValue(propertyToSet(), MODE));
     Dialect dialect = Dialect::NONE;
-    if (isVelkoDrive(drive))
-        status = dialectOfFeature(drive, nvme::FID_VELKO_POWER_GOVERNOR, OcpGrounds::NAMED, dialect);
-    if (failed(status)) return status;
+    if (isVelkoDrive(drive)) {
+        TRY(dialect, dialectOfFeature(drive, nvme::FID_VELKO_POWER_GOVERNOR, OcpGrounds::NAMED));
+    }
     // The limits beside the mode are the drive's to say: they are not written back.
     if (dialect == Dialect::VELKO) {
         const auto field = nvme::findVelkoFeatureField(key::powerGovernorMode().getName());
         return setFeatureField(drive, settableField(field, 0), mode);
     }
-    status = checkPowerState(drive, mode);
-    if (failed(status)) return status;
+    RETURN_IF_FAILED(checkPowerState(drive, mode));
     return setFeatureField(drive, settableField(nvme::findFeatureField(key::nvmePowerState().getName())), mode);
 }
 

@@ -3,6 +3,7 @@
 #include <optional>
 #include <string>
 
+#include "features/errors/Result.h"
 #include "features/jobs/base/SetRequest.h"
 #include "features/jobs/drive/VendorDialect.h"
 #include "features/jobs/settings/FeatureAccess.h"
@@ -31,32 +32,29 @@ constexpr unsigned SELECTOR_SHIFT = 8;
 SmBusAddressJob::SmBusAddressJob() : CloneableJob(ostrel::interfaces::ostreli::JOB_SMBUS_ADDRESS, "SMBus Address") {}
 
 Status SmBusAddressJob::checkRequest(const Arguments& arguments) {
-    std::optional<uint64_t> selector;
-    Status status = checkOneDrive(getDevices().size());
-    if (succeeded(status)) status = readValue(arguments, ADDRESS, address_);
-    if (succeeded(status)) status = arguments.number(key::smBusSelector().getName(), MAX_SELECTOR, selector);
+    RETURN_IF_FAILED(checkOneDrive(getDevices().size()));
+    TRY(address_, readValue(arguments, ADDRESS));
+    TRY(const std::optional<uint64_t> selector, arguments.number(key::smBusSelector().getName(), MAX_SELECTOR));
     selector_ = static_cast<uint32_t>(selector.value_or(0));
-    return status;
+    return Status();
 }
 
 Status SmBusAddressJob::actOnDrive(nvme::Drive& drive, const Arguments&, DriveOutput& out) {
     Status missing = statuses::driveDoesNotSupportFeature();
-    Status status = requireVelkoFeature(drive, nvme::FID_VELKO_SMBUS_ADDRESS, missing);
-    if (failed(status)) return status;
+    RETURN_IF_FAILED(requireVelkoFeature(drive, nvme::FID_VELKO_SMBUS_ADDRESS, missing));
     nvme::FeatureRequest request;
     request.fid = nvme::FID_VELKO_SMBUS_ADDRESS;
     request.cdw11 = selector_ << SELECTOR_SHIFT | address_;
-    nvme::Answer answer;
-    status = explained(drive.setFeature(request, false, Payload(), answer), drive, missing);
+    const auto set = drive.setFeature(request, false);
+    if (!set) return explained(set.error(), missing);
     const nvme::FeatureRow* feature = nvme::findVelkoFeature(request.fid);
     const nvme::FieldRow& row = feature->dword0.begin()[selector_];
-    if (succeeded(status)) status = checkReported(drive, settableField({feature, &row}), address_);
-    if (failed(status)) return status;
+    RETURN_IF_FAILED(checkReported(drive, settableField({feature, &row}), address_));
     out.addStatus(title(),
                   Status(0, 0,
                          std::string("The address of ") + row.description +
                              (address_ == DISABLED ? " is disabled." : " is " + nvme::hexText(address_, 2) + ".")));
-    return status;
+    return Status();
 }
 
 }  // namespace features::jobs

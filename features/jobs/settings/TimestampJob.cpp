@@ -1,5 +1,6 @@
 #include "features/jobs/settings/TimestampJob.h"
 
+#include "features/errors/Result.h"
 #include "features/jobs/base/SetRequest.h"
 #include "features/jobs/drive/Offers.h"
 #include "features/jobs/settings/FeatureAccess.h"
@@ -23,21 +24,19 @@ constexpr uint32_t TIMESTAMP_BYTES = 8;
 /// What may pass between a set and its read back.
 constexpr uint64_t MAX_ELAPSED_MS = 600000;
 
-Status readTimestamp(nvme::Drive& drive, nvme::Answer& answer) {
+Result<nvme::Answer> readTimestamp(nvme::Drive& drive) {
     nvme::FeatureRequest request;
     request.fid = nvme::FID_TIMESTAMP;
     request.dataLength = TIMESTAMP_BYTES;
-    return readFeature(drive, request, nvme::Select::CURRENT, statuses::timestampNotSupported(), answer);
+    return readFeature(drive, request, nvme::Select::CURRENT, statuses::timestampNotSupported());
 }
 
 /// 10/164 unless the drive's clock runs from `milliseconds` now.
 Status checkReported(nvme::Drive& drive, uint64_t milliseconds) {
-    nvme::Answer answer;
-    const Status status = readTimestamp(drive, answer);
-    if (failed(status)) return status;
+    TRY(const nvme::Answer answer, readTimestamp(drive));
     const uint64_t reported = nvme::le48(answer.data.getData());
     // Counted in 48 bits: the clock may have passed its end.
-    if (((reported - milliseconds) & MAX_MILLISECONDS) <= MAX_ELAPSED_MS) return status;
+    if (((reported - milliseconds) & MAX_MILLISECONDS) <= MAX_ELAPSED_MS) return Status();
     return withDetails(statuses::configurationUpdateFailed(), "Drive " + drive.name() + " accepted Timestamp " +
                                                                   std::to_string(milliseconds) + " and reports " +
                                                                   std::to_string(reported) + ".");
@@ -55,29 +54,25 @@ AttributeList TimestampJob::getSupportedProperties() const {
 }
 
 Status TimestampJob::showDrive(nvme::Drive& drive, const Arguments&, DriveOutput& out) {
-    nvme::Answer answer;
     const nvme::FeatureRow& feature = *nvme::findFeature(nvme::FID_TIMESTAMP);
-    Status status = requireFeatureOffered(drive, feature, statuses::timestampNotSupported());
-    if (succeeded(status)) status = readTimestamp(drive, answer);
-    if (succeeded(status)) out.addTree(decodeAnswer(feature, nvme::Select::CURRENT, answer));
-    return status;
+    RETURN_IF_FAILED(requireFeatureOffered(drive, feature, statuses::timestampNotSupported()));
+    TRY(const nvme::Answer answer, readTimestamp(drive));
+    out.addTree(decodeAnswer(feature, nvme::Select::CURRENT, answer));
+    return Status();
 }
 
 Status TimestampJob::setOnDrive(nvme::Drive& drive, const Attribute& attribute) {
-    std::optional<uint64_t> milliseconds;
-    Status status = checkSettable(attribute, key::timestamp());
-    if (succeeded(status)) status = propertyToSet().number(attribute.getName(), MAX_MILLISECONDS, milliseconds);
-    if (failed(status)) return status;
+    RETURN_IF_FAILED(checkSettable(attribute, key::timestamp()));
+    TRY(const std::optional<uint64_t> milliseconds, propertyToSet().number(attribute.getName(), MAX_MILLISECONDS));
     if (!milliseconds) return statuses::propertyWithoutValue();
     uint8_t bytes[TIMESTAMP_BYTES];
     nvme::putLe64(bytes, *milliseconds);  // the two bytes after the 48 bits are reserved
     nvme::FeatureRequest request;
     request.fid = nvme::FID_TIMESTAMP;
-    nvme::Answer answer;
-    status = explained(drive.setFeature(request, false, Payload(bytes, sizeof bytes), answer), drive,
-                       statuses::timestampNotSupported());
-    if (succeeded(status)) status = checkReported(drive, *milliseconds);
-    return succeeded(status) ? Status(0, 0, holdText(*nvme::findFeature(nvme::FID_TIMESTAMP), false)) : status;
+    const auto set = drive.setFeature(request, false, Payload(bytes, sizeof bytes));
+    if (!set) return explained(set.error(), statuses::timestampNotSupported());
+    RETURN_IF_FAILED(checkReported(drive, *milliseconds));
+    return Status(0, 0, holdText(*nvme::findFeature(nvme::FID_TIMESTAMP), false));
 }
 
 }  // namespace features::jobs
