@@ -1,5 +1,6 @@
 #include "features/jobs/firmware/FirmwareActivateJob.h"
 
+#include "features/errors/Result.h"
 #include "features/jobs/support/StatusDetails.h"
 #include "ostrel/core/StatusCatalogue.h"
 #include "ostrel/interfaces/ostreli/interface/JobNames.h"
@@ -22,9 +23,7 @@ FirmwareActivateJob::FirmwareActivateJob()
     : CloneableJob(ostrel::interfaces::ostreli::JOB_FIRMWARE_ACTIVATE, "Firmware Activation") {}
 
 Status FirmwareActivateJob::checkRequest(const Arguments& arguments) {
-    commit_ = CommitRequest();
-    const Status status = readCommitRequest(arguments, commit_);
-    if (failed(status)) return status;
+    TRY(commit_, readCommitRequest(arguments));
     if (!commit_.slot) return statuses::invalidFirmwareSlot();
     if (commit_.action == COMMIT_ACTIVATE_FOR_RESET || commit_.action == COMMIT_ACTIVATE_NOW) return Status();
     return withDetails(statuses::invalidCommitAction(),
@@ -32,12 +31,10 @@ Status FirmwareActivateJob::checkRequest(const Arguments& arguments) {
 }
 
 Status FirmwareActivateJob::actOnDrive(nvme::Drive& drive, const Arguments&, DriveOutput& out) {
-    FirmwareState before;
-    Status status = checkCommit(drive, commit_, false);
-    if (succeeded(status)) status = readFirmwareState(drive, before);
-    if (succeeded(status)) status = checkFilled(drive, before, *commit_.slot);
-    if (succeeded(status)) status = commitFirmware(drive, commit_, before, "", title(), out);
-    return status;
+    RETURN_IF_FAILED(checkCommit(drive, commit_, false));
+    TRY(const FirmwareState before, readFirmwareState(drive));
+    RETURN_IF_FAILED(checkFilled(drive, before, *commit_.slot));
+    return commitFirmware(drive, commit_, before, "", title(), out);
 }
 
 }  // namespace features::jobs

@@ -69,48 +69,44 @@ constexpr RefusalRow REFUSALS[] = {
 };
 
 /// The number in an argument that may be absent or empty; `refusal` with the range otherwise.
-Status readSmallNumber(const Arguments& arguments, const std::string& key, uint8_t least, uint8_t most,
-                       Status (*refusal)(), std::optional<uint8_t>& value) {
+Result<std::optional<uint8_t>> readSmallNumber(const Arguments& arguments, const std::string& key, uint8_t least,
+                                               uint8_t most, Status (*refusal)()) {
     const std::string text = arguments.text(key);
-    if (text.empty()) return Status();
+    if (text.empty()) return std::nullopt;
     uint64_t number = 0;
     if (!readNumber(text, Digits::DECIMAL, number) || number < least || number > most) {
         return withDetails(refusal(), key + " is a number from " + std::to_string(least) + " to " +
                                           std::to_string(most) + ", not '" + text + "'.");
     }
-    value = static_cast<uint8_t>(number);
-    return Status();
+    return static_cast<uint8_t>(number);
 }
 
-bool wasRefusedWith(const nvme::Drive& drive, const Status& status, uint8_t code) {
-    return isRefusal(status) && drive.lastCompletion().is(nvme::SCT_COMMAND_SPECIFIC, code);
+bool isRefusalWith(const nvme::CommandError& error, uint8_t code) {
+    return error.completion.is(nvme::SCT_COMMAND_SPECIFIC, code);
 }
 
-Status sendCommit(nvme::Drive& drive, uint8_t slot, uint8_t action) {
+Result<nvme::Answer, nvme::CommandError> sendCommit(nvme::Drive& drive, uint8_t slot, uint8_t action) {
     nvme::NvmeCommand command(nvme::Queue::ADMIN, nvme::OPC_FIRMWARE_COMMIT, "Firmware Commit");
     command.cdw10 = slot | static_cast<uint32_t>(action) << 3;
     command.timeoutMs = COMMIT_TIMEOUT_MS;
     const ProgressLine line("Drive " + drive.name() + ", firmware commit");
-    nvme::Answer answer;
-    return drive.send(command, answer);
+    return drive.send(command);
 }
 
-Status send(nvme::Drive& drive, const CommitRequest& request, bool mayActivateNow, Outcome& outcome) {
+Result<Outcome> send(nvme::Drive& drive, const CommitRequest& request, bool mayActivateNow) {
     const uint8_t slot = request.slot.value_or(0);
     uint8_t action = request.action.value_or(mayActivateNow ? COMMIT_ACTIVATE_NOW : COMMIT_STORE_FOR_RESET);
-    Status status = sendCommit(drive, slot, action);
+    auto sent = sendCommit(drive, slot, action);
     // The activation would keep the drive from its work for longer than it has promised. A reset may.
-    if (!request.action && wasRefusedWith(drive, status, nvme::SC_FIRMWARE_NEEDS_MAXIMUM_TIME)) {
+    if (!request.action && !sent && isRefusalWith(sent.error(), nvme::SC_FIRMWARE_NEEDS_MAXIMUM_TIME)) {
         action = COMMIT_STORE_FOR_RESET;
-        status = sendCommit(drive, slot, action);
+        sent = sendCommit(drive, slot, action);
     }
-    outcome = SUCCESSES[action];
+    if (sent) return SUCCESSES[action];
     for (const ActivationRow& row : ACTIVATIONS) {
-        if (!wasRefusedWith(drive, status, row.code)) continue;
-        outcome = row.outcome;
-        return Status();
+        if (isRefusalWith(sent.error(), row.code)) return row.outcome;
     }
-    return mapNvmeStatus(REFUSALS, statuses::firmwareUpdateFailed, status, drive);
+    return mapNvmeStatus(REFUSALS, statuses::firmwareUpdateFailed, sent.error());
 }
 
 /// One commit: what was asked for, what came of it, and the drive around it.
@@ -179,27 +175,26 @@ Status report(const nvme::Drive& drive, const Commit& commit, const std::string&
 Status activateByReset(nvme::Drive& drive, Commit& commit) {
     drive.forgetIdentify();
     if (!commit.request.action && commit.outcome.firmware == Firmware::AWAITS_RESET) {
-        const Status status = resetController(drive);
-        if (failed(status)) return status;
+        RETURN_IF_FAILED(resetController(drive));
         commit.outcome = {Firmware::RUNS, NO_RESET, ACTIVATED_BY_RESET};
     }
-    return readFirmwareState(drive, commit.after);
+    TRY(commit.after, readFirmwareState(drive));
+    return Status();
 }
 
 }  // namespace
 
-Status readCommitRequest(const Arguments& arguments, CommitRequest& request) {
-    const Status status = readSmallNumber(arguments, attributes::feature::firmwareSlot().getName(), 1, MAX_SLOTS,
-                                          statuses::invalidFirmwareSlot, request.slot);
-    if (failed(status)) return status;
-    return readSmallNumber(arguments, attributes::feature::commitAction().getName(), COMMIT_STORE, COMMIT_ACTIVATE_NOW,
-                           statuses::invalidCommitAction, request.action);
+Result<CommitRequest> readCommitRequest(const Arguments& arguments) {
+    TRY(const std::optional<uint8_t> slot, readSmallNumber(arguments, attributes::feature::firmwareSlot().getName(), 1,
+                                                           MAX_SLOTS, statuses::invalidFirmwareSlot));
+    TRY(const std::optional<uint8_t> action,
+        readSmallNumber(arguments, attributes::feature::commitAction().getName(), COMMIT_STORE, COMMIT_ACTIVATE_NOW,
+                        statuses::invalidCommitAction));
+    return CommitRequest{slot, action};
 }
 
 Status checkCommit(nvme::Drive& drive, const CommitRequest& request, bool written) {
-    const uint8_t* identify = nullptr;
-    const Status status = drive.identifyController(identify);
-    if (failed(status)) return status;
+    TRY(const uint8_t* const identify, drive.identifyController());
     const nvme::ControllerCapabilities controller(identify);
     const std::string name = "Drive " + drive.name();
     if (!controller.supportsFirmware())
@@ -219,14 +214,11 @@ Status checkCommit(nvme::Drive& drive, const CommitRequest& request, bool writte
 
 Status commitFirmware(nvme::Drive& drive, const CommitRequest& request, const FirmwareState& before,
                       const std::string& expected, const std::string& heading, DriveOutput& out) {
-    const uint8_t* identify = nullptr;
-    Commit commit{request, before, {}, {}};
-    Status status = drive.identifyController(identify);
-    if (failed(status)) return status;
-    status =
-        send(drive, request, nvme::ControllerCapabilities(identify).activatesFirmwareWithoutReset(), commit.outcome);
-    if (failed(status)) return status;
-    status = activateByReset(drive, commit);
+    TRY(const uint8_t* const identify, drive.identifyController());
+    const bool mayActivateNow = nvme::ControllerCapabilities(identify).activatesFirmwareWithoutReset();
+    TRY(const Outcome outcome, send(drive, request, mayActivateNow));
+    Commit commit{request, before, outcome, {}};
+    Status status = activateByReset(drive, commit);
     if (failed(status)) {
         status.setMessage(commit.outcome.text + (" " + status.getMessage()));
         return status;

@@ -4,6 +4,7 @@
 #include <optional>
 #include <string>
 
+#include "features/errors/Result.h"
 #include "features/jobs/base/Arguments.h"
 #include "features/jobs/base/DriveOutput.h"
 #include "features/jobs/firmware/FirmwareState.h"
@@ -25,7 +26,7 @@ struct CommitRequest {
 };
 
 /// The arguments "FirmwareSlot" (1 to 7, otherwise 10/175) and "CommitAction" (0 to 3, otherwise 10/174).
-ostrel::core::Status readCommitRequest(const Arguments& arguments, CommitRequest& request);
+Result<CommitRequest> readCommitRequest(const Arguments& arguments);
 
 /// Whether the drive can carry it out, before anything is sent: 10/34 without the firmware commands, 10/175 for a slot
 /// that it does not have or, when the slot is `written`, that is read only, 10/174 for an activation that it cannot do.

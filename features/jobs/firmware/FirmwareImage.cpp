@@ -33,68 +33,60 @@ Status noTransfer(const nvme::Drive& drive, uint32_t granularityBytes) {
                      " bytes, more than one command can carry.");
 }
 
-Status sendPiece(nvme::Drive& drive, const std::string& image, uint64_t offset, uint32_t bytes) {
+Result<uint32_t, nvme::CommandError> sendPiece(nvme::Drive& drive, const std::string& image, uint64_t offset,
+                                               uint32_t bytes) {
     const Payload piece(image.data() + offset, bytes);
     if (piece.getSize() != bytes) return statuses::mallocFailed();
     nvme::NvmeCommand command(nvme::Queue::ADMIN, nvme::OPC_FIRMWARE_IMAGE_DOWNLOAD, "Firmware Image Download");
     command.cdw10 = bytes / DWORD_BYTES - 1;
     command.cdw11 = static_cast<uint32_t>(offset / DWORD_BYTES);
     command.dataLength = bytes;
-    nvme::Answer answer;
-    const Status status = drive.send(command, answer, piece);
-    return isRefusal(status) ? notLoaded(status.getMessage()) : status;
+    const auto sent = drive.send(command, piece);
+    if (sent) return bytes;
+    if (isRefusal(sent.error())) return notLoaded(sent.error().status.getMessage());
+    return sent.error();
 }
 
 }  // namespace
 
-Status readFirmwareImage(const std::string& path, std::string& image) {
-    std::string bytes;
-    const Status status =
-        readInputFile(path, MAX_IMAGE_BYTES, bytes, SymbolicLink::REFUSE, statuses::firmwareBinaryTooLarge);
-    if (failed(status)) return status;
+Result<std::string> readFirmwareImage(const std::string& path) {
+    TRY(std::string bytes,
+        readInputFile(path, MAX_IMAGE_BYTES, SymbolicLink::REFUSE, statuses::firmwareBinaryTooLarge));
     if (bytes.empty()) return withDetails(statuses::noInputBinary(), "'" + path + "' is empty.");
     if (bytes.size() % DWORD_BYTES != 0) {
         return notLoaded("'" + path + "' has " + std::to_string(bytes.size()) + " bytes, which is no multiple of " +
                          std::to_string(DWORD_BYTES) + ".");
     }
-    image = std::move(bytes);
-    return Status();
+    return bytes;
 }
 
-Status checkFirmwareImage(nvme::Drive& drive, uint64_t imageBytes, uint32_t& granularityBytes) {
-    const uint8_t* identify = nullptr;
-    uint32_t maxBytes = 0;
-    Status status = drive.identifyController(identify);
-    if (succeeded(status)) status = drive.maxTransferBytes(maxBytes);
-    if (failed(status)) return status;
+Result<uint32_t> checkFirmwareImage(nvme::Drive& drive, uint64_t imageBytes) {
+    TRY(const uint8_t* const identify, drive.identifyController());
+    TRY(const uint32_t maxBytes, drive.maxTransferBytes());
     const uint8_t fwug = nvme::ControllerCapabilities(identify).fwug;
     // Without a report the pieces are whole units, as a drive can expect of any host, and a last one of any size.
-    granularityBytes = fwug == FWUG_NO_RESTRICTION ? DWORD_BYTES : std::max<uint32_t>(fwug, 1) * UNIT_BYTES;
+    const uint32_t granularityBytes =
+        fwug == FWUG_NO_RESTRICTION ? DWORD_BYTES : std::max<uint32_t>(fwug, 1) * UNIT_BYTES;
     if (granularityBytes > maxBytes) return noTransfer(drive, granularityBytes);
-    if (fwug == FWUG_NOT_REPORTED || imageBytes % granularityBytes == 0) return Status();
+    if (fwug == FWUG_NOT_REPORTED || imageBytes % granularityBytes == 0) return granularityBytes;
     return notLoaded("The image has " + std::to_string(imageBytes) + " bytes, and drive " + drive.name() +
                      " takes multiples of " + std::to_string(granularityBytes) + " bytes.");
 }
 
 Status downloadFirmware(nvme::Drive& drive, const std::string& image, uint32_t granularityBytes) {
-    uint32_t pieceBytes = 0;
-    Status status = drive.maxTransferBytes(pieceBytes);
+    TRY(uint32_t pieceBytes, drive.maxTransferBytes());
     ProgressLine line("Drive " + drive.name() + ", firmware download");
-    for (uint64_t done = 0; succeeded(status) && done < image.size();) {
-        uint32_t bytes = 0;
-        const auto send = [&](uint32_t most) -> Result<void, nvme::CommandError> {
+    for (uint64_t done = 0; done < image.size();) {
+        const auto send = [&](uint32_t most) -> Result<uint32_t, nvme::CommandError> {
             const uint32_t whole = most / granularityBytes * granularityBytes;
             if (whole == 0) return noTransfer(drive, granularityBytes);
-            bytes = static_cast<uint32_t>(std::min<uint64_t>(whole, image.size() - done));
-            const Status sent = sendPiece(drive, image, done, bytes);
-            if (failed(sent)) return sent;
-            return {};
+            return sendPiece(drive, image, done, static_cast<uint32_t>(std::min<uint64_t>(whole, image.size() - done)));
         };
-        status = statusOf(drive.sendHalvingPieces(pieceBytes, send));
+        TRY(const uint32_t bytes, drive.sendHalvingPieces(pieceBytes, send));
         done += bytes;
         line.update(done, image.size());
     }
-    return status;
+    return Status();
 }
 
 }  // namespace features::jobs

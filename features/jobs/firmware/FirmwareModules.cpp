@@ -82,29 +82,28 @@ void FirmwareModules::loadFolder(const std::string& path) const {
 
 void FirmwareModules::loadManifest(const std::string& folder, const std::string& name) const {
     const std::string path = folder + "/" + name;
-    std::string text;
-    FirmwareModule module{folder, {}};
     TrustedFile manifest;
-    Status status = manifest.open(path, SymbolicLink::REFUSE);
-    if (manifest.refused())
-        status.setMessage(status.getMessage() + ".");
-    else
-        status = readInputFile(path, MAX_MANIFEST_BYTES, text, SymbolicLink::REFUSE);
-    if (failed(status)) {
-        faults_ += " " + status.getMessage();
+    const Status opened = manifest.open(path, SymbolicLink::REFUSE);
+    if (manifest.refused()) {
+        faults_ += " " + opened.getMessage() + ".";
         return;
     }
-    const std::string fault = readFirmwareManifest(text, module.manifest);
+    const auto text = readInputFile(path, MAX_MANIFEST_BYTES, SymbolicLink::REFUSE);
+    if (!text) {
+        faults_ += " " + text.error().getMessage();
+        return;
+    }
+    FirmwareModule module{folder, {}};
+    const std::string fault = readFirmwareManifest(*text, module.manifest);
     if (fault.empty())
         modules_.push_back(std::move(module));
     else
         faults_ += " '" + path + "': " + fault + ".";
 }
 
-Status FirmwareModules::choose(const std::string& model, const std::string& revision,
-                               const FirmwareModule*& module) const {
+Result<const FirmwareModule*> FirmwareModules::choose(const std::string& model, const std::string& revision) const {
     load();
-    if (failed(refusal_)) return refusal_;
+    RETURN_IF_FAILED(refusal_);
     if (modules_.empty()) return statuses::noFirmwareModule();
     std::vector<const FirmwareModule*> running;
     std::vector<const FirmwareModule*> others;
@@ -122,21 +121,17 @@ Status FirmwareModules::choose(const std::string& model, const std::string& revi
     const auto isForbidden = [&](const FirmwareModule* other) { return !matchesOne(other->manifest.from, revision); };
     others.erase(std::remove_if(others.begin(), others.end(), isForbidden), others.end());
     if (others.empty()) return statuses::noKnownFirmwareUpdate();
-    module = newest(others);
-    return Status();
+    return newest(others);
 }
 
-Status FirmwareModules::readImage(const FirmwareModule& module, std::string& image) {
+Result<std::string> FirmwareModules::readImage(const FirmwareModule& module) {
     const std::string path = module.folder + "/" + module.manifest.file;
-    std::string bytes;
-    const Status status = readFirmwareImage(path, bytes);
-    if (failed(status)) return status;
+    TRY(std::string bytes, readFirmwareImage(path));
     if (!equals(sha256Text(bytes), module.manifest.sha256, true)) {
         return withDetails(statuses::invalidFirmwareModuleType(),
                            "'" + path + "' is not the file that its manifest describes: its SHA-256 is another.");
     }
-    image = std::move(bytes);
-    return Status();
+    return bytes;
 }
 
 std::string FirmwareModules::searched() const {

@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include "features/errors/Result.h"
 #include "features/jobs/firmware/FirmwareManifest.h"
 #include "ostrel/core/Status.h"
 
@@ -29,11 +30,10 @@ public:
     /// The newest module for a drive of this model number that runs this revision; it belongs to this object. Otherwise
     /// 10/64 when the drive runs the newest firmware, 10/70 when there is none for it, 10/71 when there are no modules,
     /// 10/54 with the reason when a directory is refused.
-    ostrel::core::Status choose(const std::string& model, const std::string& revision,
-                                const FirmwareModule*& module) const;
+    Result<const FirmwareModule*> choose(const std::string& model, const std::string& revision) const;
     /// The image of a module, which is what the manifest says: 10/54 when it cannot be read, 10/73 with the reason when
     /// its digest is another.
-    static ostrel::core::Status readImage(const FirmwareModule& module, std::string& image);
+    static Result<std::string> readImage(const FirmwareModule& module);
 
     /// "Searched: '/a', '/b'.", for a user who wonders where modules belong.
     std::string searched() const;

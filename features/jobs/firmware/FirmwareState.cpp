@@ -36,9 +36,10 @@ bool FirmwareState::operator==(const FirmwareState& other) const {
     return running == other.running && std::memcmp(slots.getData(), other.slots.getData(), SLOTS_BYTES) == 0;
 }
 
-Status readFirmwareState(nvme::Drive& drive, FirmwareState& state) {
-    const Status status = moveTo(state.running, runningFirmware(drive));
-    return succeeded(status) ? readLog(drive, nvme::LID_FIRMWARE_SLOT, nvme::FIRMWARE_SLOT_BYTES, state.slots) : status;
+Result<FirmwareState> readFirmwareState(nvme::Drive& drive) {
+    TRY(const std::string running, runningFirmware(drive));
+    TRY(const Payload slots, readLog(drive, nvme::LID_FIRMWARE_SLOT, nvme::FIRMWARE_SLOT_BYTES));
+    return FirmwareState{running, slots};
 }
 
 }  // namespace features::jobs

@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <string>
 
+#include "features/errors/Result.h"
 #include "features/nvme/Drive.h"
 #include "ostrel/core/Payload.h"
 #include "ostrel/core/Status.h"
@@ -25,6 +26,6 @@ struct FirmwareState {
 };
 
 /// Asks the drive; an Identify Controller structure that was read before is not read again.
-ostrel::core::Status readFirmwareState(nvme::Drive& drive, FirmwareState& state);
+Result<FirmwareState> readFirmwareState(nvme::Drive& drive);
 
 }  // namespace features::jobs

@@ -23,28 +23,28 @@ FirmwareUpdateJob::FirmwareUpdateJob()
     : CloneableJob(ostrel::interfaces::ostreli::JOB_FIRMWARE_UPDATE, "Firmware Update") {}
 
 Status FirmwareUpdateJob::checkRequest(const Arguments& arguments) {
-    commit_ = CommitRequest();
     modules_ = nullptr;
-    const Status status = readCommitRequest(arguments, commit_);
-    if (failed(status)) return status;
+    TRY(commit_, readCommitRequest(arguments));
     if (commit_.action == COMMIT_ACTIVATE_FOR_RESET) {
         return withDetails(statuses::invalidCommitAction(),
                            "Action 2 activates the firmware that is in the slot already, which is done with "
                            "-firmwareactivate. For a new image it is 0, 1 or 3.");
     }
     const std::string file = arguments.text(feature::firmwareFile().getName());
-    if (!file.empty()) return readFirmwareImage(file, image_);
+    if (!file.empty()) {
+        TRY(image_, readFirmwareImage(file));
+        return Status();
+    }
     modules_ = std::make_shared<FirmwareModules>(arguments.text(feature::additionalModuleDirs().getName()));
     return Status();
 }
 
-Status FirmwareUpdateJob::chooseModule(nvme::Drive& drive, const FirmwareState& now,
-                                       const FirmwareModule*& module) const {
-    const uint8_t* identify = nullptr;
-    Status status = drive.identifyController(identify);
-    if (failed(status)) return status;
-    status = modules_->choose(nvme::shownText(identify + OFFSET_MODEL_NUMBER, MODEL_NUMBER_BYTES), now.running, module);
-    if (failed(status)) {
+Result<const FirmwareModule*> FirmwareUpdateJob::chooseModule(nvme::Drive& drive, const FirmwareState& now) const {
+    TRY(const uint8_t* const identify, drive.identifyController());
+    const std::string model = nvme::shownText(identify + OFFSET_MODEL_NUMBER, MODEL_NUMBER_BYTES);
+    const auto module = modules_->choose(model, now.running);
+    if (!module) {
+        Status status = module.error();
         const Status none = statuses::noFirmwareModule();
         if (status.is(none.getCategory(), none.getCode())) status = withDetails(none, modules_->searched());
         // The module that would have fitted may be the one that is damaged.
@@ -52,37 +52,28 @@ Status FirmwareUpdateJob::chooseModule(nvme::Drive& drive, const FirmwareState& 
         return status;
     }
     const uint8_t next = now.nextSlot();
-    if (next == 0 || now.revision(next) != module->manifest.revision) return status;
+    const std::string& revision = (*module)->manifest.revision;
+    if (next == 0 || now.revision(next) != revision) return *module;
     return withDetails(statuses::firmwareCurrent(), "Slot " + std::to_string(next) + " of drive " + drive.name() +
-                                                        " holds " + module->manifest.revision +
+                                                        " holds " + revision +
                                                         ", which the next controller level reset activates.");
 }
 
-Status FirmwareUpdateJob::chooseImage(nvme::Drive& drive, const FirmwareState& now, std::string& image,
-                                      std::string& revision) const {
-    if (modules_ == nullptr) {
-        image = image_;
-        return Status();
-    }
-    const FirmwareModule* module = nullptr;
-    const Status status = chooseModule(drive, now, module);
-    if (failed(status)) return status;
-    revision = module->manifest.revision;
-    return FirmwareModules::readImage(*module, image);
+Result<FirmwareUpdateJob::KnownImage> FirmwareUpdateJob::chooseImage(nvme::Drive& drive,
+                                                                     const FirmwareState& now) const {
+    if (modules_ == nullptr) return KnownImage{image_, ""};
+    TRY(const FirmwareModule* const module, chooseModule(drive, now));
+    TRY(std::string bytes, FirmwareModules::readImage(*module));
+    return KnownImage{std::move(bytes), module->manifest.revision};
 }
 
 Status FirmwareUpdateJob::actOnDrive(nvme::Drive& drive, const Arguments&, DriveOutput& out) {
-    std::string image;
-    std::string revision;
-    FirmwareState before;
-    uint32_t granularityBytes = 0;
-    Status status = checkCommit(drive, commit_, true);
-    if (succeeded(status)) status = readFirmwareState(drive, before);
-    if (succeeded(status)) status = chooseImage(drive, before, image, revision);
-    if (succeeded(status)) status = checkFirmwareImage(drive, image.size(), granularityBytes);
-    if (succeeded(status)) status = downloadFirmware(drive, image, granularityBytes);
-    if (succeeded(status)) status = commitFirmware(drive, commit_, before, revision, title(), out);
-    return status;
+    RETURN_IF_FAILED(checkCommit(drive, commit_, true));
+    TRY(const FirmwareState before, readFirmwareState(drive));
+    TRY(const KnownImage image, chooseImage(drive, before));
+    TRY(const uint32_t granularityBytes, checkFirmwareImage(drive, image.bytes.size()));
+    RETURN_IF_FAILED(downloadFirmware(drive, image.bytes, granularityBytes));
+    return commitFirmware(drive, commit_, before, image.revision, title(), out);
 }
 
 }  // namespace features::jobs

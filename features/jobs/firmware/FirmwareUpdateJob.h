@@ -1,5 +1,6 @@
 #pragma once
 
+#include "features/errors/Result.h"
 #include "features/jobs/base/CloneableJob.h"
 #include "features/jobs/firmware/FirmwareCommit.h"
 #include "features/jobs/firmware/FirmwareModules.h"
@@ -22,11 +23,13 @@ protected:
 
 private:
     /// The newest module for a drive; 10/64 also when the drive has its revision staged for the next reset.
-    ostrel::core::Status chooseModule(nvme::Drive& drive, const FirmwareState& now,
-                                      const FirmwareModule*& module) const;
-    /// The image for a drive, and the revision that it is known to have.
-    ostrel::core::Status chooseImage(nvme::Drive& drive, const FirmwareState& now, std::string& image,
-                                     std::string& revision) const;
+    Result<const FirmwareModule*> chooseModule(nvme::Drive& drive, const FirmwareState& now) const;
+    /// An image for a drive, and the revision that it is known to have; empty: none.
+    struct KnownImage {
+        std::string bytes;
+        std::string revision;
+    };
+    Result<KnownImage> chooseImage(nvme::Drive& drive, const FirmwareState& now) const;
 
     CommitRequest commit_;
     std::string image_;                               // of the file that the user named

@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "features/errors/Result.h"
 #include "features/jobs/drive/Namespaces.h"
 #include "features/jobs/support/StatusDetails.h"
 #include "features/nvme/ControllerCapabilities.h"
@@ -25,63 +26,50 @@ using Controller = nvme::ControllerCapabilities;
 
 namespace {
 
-Status showController(nvme::Drive& drive, uint8_t cns, uint32_t, FieldTree& tree) {
-    Payload data;
-    Status status = drive.identify(cns, 0, 0, data);
-    if (succeeded(status)) tree = nvme::decodeIdentifyController(data);
-    return status;
+Result<FieldTree> showController(nvme::Drive& drive, uint8_t cns, uint32_t) {
+    TRY(const Payload data, drive.identify(cns, 0));
+    return nvme::decodeIdentifyController(data);
 }
 
-Status showNamespace(nvme::Drive& drive, uint8_t cns, uint32_t nsid, FieldTree& tree) {
-    Payload data;
-    Status status = drive.identify(cns, nsid, 0, data);
-    if (failed(status)) return status;
+Result<FieldTree> showNamespace(nvme::Drive& drive, uint8_t cns, uint32_t nsid) {
+    TRY(const Payload data, drive.identify(cns, nsid));
     // All zero means a namespace that is not attached; what all namespaces have in common has no size either.
     if (nsid != nvme::NSID_ALL && nvme::NamespaceProperties(data.getData()).sizeBlocks == 0) {
         return Status(CATEGORY_FEATURE, statuses::invalidNamespaceId().getCode(),
                       "Namespace " + std::to_string(nsid) + " is not attached to drive " + drive.name() + ".");
     }
-    tree = nvme::decodeIdentifyNamespace(data, nsid);
-    return Status();
+    return nvme::decodeIdentifyNamespace(data, nsid);
 }
 
-Status showDescriptors(nvme::Drive& drive, uint8_t cns, uint32_t nsid, FieldTree& tree) {
-    Payload data;
-    Status status = drive.identify(cns, nsid, 0, data);
-    if (succeeded(status)) tree = nvme::decodeNamespaceDescriptors(data, nsid);
-    return status;
+Result<FieldTree> showDescriptors(nvme::Drive& drive, uint8_t cns, uint32_t nsid) {
+    TRY(const Payload data, drive.identify(cns, nsid));
+    return nvme::decodeNamespaceDescriptors(data, nsid);
 }
 
-Status showUuids(nvme::Drive& drive, uint8_t cns, uint32_t, FieldTree& tree) {
-    Payload data;
-    Status status = drive.identify(cns, 0, 0, data);
-    if (succeeded(status)) tree = nvme::decodeUuidList(data);
-    return status;
+Result<FieldTree> showUuids(nvme::Drive& drive, uint8_t cns, uint32_t) {
+    TRY(const Payload data, drive.identify(cns, 0));
+    return nvme::decodeUuidList(data);
 }
 
-Status showNamespaces(nvme::Drive& drive, uint8_t cns, uint32_t, FieldTree& tree) {
-    std::vector<uint32_t> all;
-    Status status = moveTo(all, readNamespaceList(drive, cns));
-    if (failed(status)) return status;
-    tree = FieldTree{cns == nvme::CNS_ALLOCATED_NAMESPACES ? "Allocated Namespaces" : "Attached Namespaces", {}, {}};
+Result<FieldTree> showNamespaces(nvme::Drive& drive, uint8_t cns, uint32_t) {
+    TRY(const std::vector<uint32_t> all, readNamespaceList(drive, cns));
+    FieldTree tree{cns == nvme::CNS_ALLOCATED_NAMESPACES ? "Allocated Namespaces" : "Attached Namespaces", {}, {}};
     tree.addList("Namespaces", all);
-    return status;
+    return tree;
 }
 
-Status showControllers(nvme::Drive& drive, uint8_t cns, uint32_t nsid, FieldTree& tree) {
-    std::vector<uint16_t> all;
-    Status status = moveTo(all, readControllerList(drive, cns, nsid));
-    if (failed(status)) return status;
-    tree = FieldTree{"Controllers", {}, {}};
+Result<FieldTree> showControllers(nvme::Drive& drive, uint8_t cns, uint32_t nsid) {
+    TRY(const std::vector<uint16_t> all, readControllerList(drive, cns, nsid));
+    FieldTree tree{"Controllers", {}, {}};
     if (cns == nvme::CNS_NAMESPACE_CONTROLLERS) tree.heading += " of Namespace " + std::to_string(nsid);
     tree.addList("Controllers", all);
-    return status;
+    return tree;
 }
 
 struct StructureRow {
     uint8_t cns;
     bool ofOneNamespace;
-    Status (*show)(nvme::Drive& drive, uint8_t cns, uint32_t nsid, FieldTree& tree);
+    Result<FieldTree> (*show)(nvme::Drive& drive, uint8_t cns, uint32_t nsid);
     const char* name;
     /// Which controllers have it (NVMe Base Specification 1.4, figure 244); null: all.
     bool (Controller::*isSupported)() const;
@@ -103,9 +91,8 @@ constexpr StructureRow STRUCTURES[] = {
 /// 10/3, without asking for it, where the drive does not offer the structure.
 Status requireOffered(nvme::Drive& drive, const StructureRow& row) {
     if (row.isSupported == nullptr) return Status();
-    const uint8_t* identify = nullptr;
-    const Status status = drive.identifyController(identify);
-    if (failed(status) || (Controller(identify).*row.isSupported)()) return status;
+    TRY(const uint8_t* const identify, drive.identifyController());
+    if ((Controller(identify).*row.isSupported)()) return Status();
     return withDetails(
         statuses::driveDoesNotSupportFeature(),
         "Drive " + drive.name() + " does not offer the " + row.name + " (CNS " + nvme::hexText(row.cns, 2) + ").");
@@ -116,11 +103,9 @@ struct IdentifyRequest {
     std::optional<uint64_t> nsid;
 };
 
-Status read(const Arguments& arguments, IdentifyRequest& request) {
+Result<IdentifyRequest> read(const Arguments& arguments) {
     const std::string key = attributes::feature::controllerNamespaceStructure().getName();
-    std::optional<uint64_t> cns;
-    Status status = arguments.number(key, UINT8_MAX, cns);
-    if (failed(status)) return status;
+    TRY(const std::optional<uint64_t> cns, arguments.number(key, UINT8_MAX));
     const auto* found = std::find_if(std::begin(STRUCTURES), std::end(STRUCTURES), [&](const StructureRow& row) {
         return row.cns == cns.value_or(nvme::CNS_CONTROLLER);
     });
@@ -129,9 +114,9 @@ Status read(const Arguments& arguments, IdentifyRequest& request) {
                       "Invalid value given for " + key + ": '" + std::to_string(*cns) +
                           "'. It must be 0, 1, 2, 3, 16, 18, 19 or 23.");
     }
-    request.structure = found;
-    return arguments.number(attributes::device::namespaceId().getName(), UINT32_MAX, request.nsid,
-                            Digits::DECIMAL_OR_HEX);
+    TRY(const std::optional<uint64_t> nsid,
+        arguments.number(attributes::device::namespaceId().getName(), UINT32_MAX, Digits::DECIMAL_OR_HEX));
+    return IdentifyRequest{found, nsid};
 }
 
 }  // namespace
@@ -139,27 +124,21 @@ Status read(const Arguments& arguments, IdentifyRequest& request) {
 IdentifyJob::IdentifyJob() : CloneableJob(ostrel::interfaces::ostreli::JOB_IDENTIFY, "Identify") {}
 
 Status IdentifyJob::checkRequest(const Arguments& arguments) {
-    IdentifyRequest request;
-    Status status = read(arguments, request);
-    if (succeeded(status) && request.structure->ofOneNamespace && request.nsid == 0)
-        return statuses::invalidNamespaceId();
-    return status;
+    TRY(const IdentifyRequest request, read(arguments));
+    return request.structure->ofOneNamespace && request.nsid == 0 ? statuses::invalidNamespaceId() : Status();
 }
 
 Status IdentifyJob::actOnDrive(nvme::Drive& drive, const Arguments& arguments, DriveOutput& out) {
-    IdentifyRequest request;
-    Status status = read(arguments, request);
-    if (failed(status)) return status;
+    TRY(IdentifyRequest request, read(arguments));
     if (request.structure->ofOneNamespace && !request.nsid) {
         request.nsid = namedNamespace(drive);
         if (!request.nsid) return statuses::noNamespaceId();
     }
     const uint32_t nsid = request.structure->ofOneNamespace ? static_cast<uint32_t>(*request.nsid) : 0;
-    FieldTree tree;
-    status = requireOffered(drive, *request.structure);
-    if (succeeded(status)) status = request.structure->show(drive, request.structure->cns, nsid, tree);
-    if (succeeded(status)) out.addTree(tree);
-    return status;
+    RETURN_IF_FAILED(requireOffered(drive, *request.structure));
+    TRY(const FieldTree tree, request.structure->show(drive, request.structure->cns, nsid));
+    out.addTree(tree);
+    return Status();
 }
 
 }  // namespace features::jobs

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <string>
 
+#include "features/errors/Result.h"
 #include "features/jobs/drive/LogReading.h"
 #include "features/jobs/inventory/UseText.h"
 #include "features/nvme/FieldTable.h"
@@ -59,16 +60,17 @@ void addFormat(nvme::FieldTree& tree, const Payload& identify) {
     tree.add("NGUID", identifierText(identify.getData() + OFFSET_NGUID, NGUID_BYTES));
 }
 
-Status describe(DriveFacts& facts, const HostNamespace& space, nvme::FieldTree& tree) {
+Result<nvme::FieldTree> describe(DriveFacts& facts, const HostNamespace& space) {
+    nvme::FieldTree tree;
     tree.heading = "Namespace " + std::to_string(space.nsid);
     tree.add("NamespaceId", std::to_string(space.nsid));
     tree.add("Node", space.node.empty() ? "none" : space.node);
     tree.add("Size", bytesText(space.sizeBytes));
     tree.add("Use", usesText(space));
-    Payload identify;
-    const Status status = facts.drive().identify(nvme::CNS_NAMESPACE, space.nsid, 0, identify);
-    if (succeeded(status)) addFormat(tree, identify);
-    return isRefusal(status) ? Status() : status;
+    const auto identify = facts.drive().identify(nvme::CNS_NAMESPACE, space.nsid);
+    if (!identify && !isRefusal(identify.error())) return identify.error();
+    if (identify) addFormat(tree, *identify);
+    return tree;
 }
 
 std::vector<std::string> byIdNames(const HostLocation& location, const std::string& node) {
@@ -86,14 +88,12 @@ Status showNamespaces(DriveFacts& facts, DriveOutput& out) {
     if (location == nullptr) return facts.failure();
     CommandResult result;
     facts.drive().device().sendCommand(transport::HostCommand(transport::HostRequest::USES), result);
-    if (failed(result.status)) return result.status;
+    RETURN_IF_FAILED(result.status);
     const auto* host = dynamic_cast<const transport::HostResult*>(result.protocolResult.get());
     if (host == nullptr) return statuses::deviceDataRetrievalFailed();
     for (const HostNamespace& space : host->namespaces) {
         if (!space.attached) continue;
-        nvme::FieldTree tree;
-        const Status status = describe(facts, space, tree);
-        if (failed(status)) return status;
+        TRY(nvme::FieldTree tree, describe(facts, space));
         tree.addList("By-Id Names", byIdNames(*location, space.node));
         out.addTree(tree);
     }

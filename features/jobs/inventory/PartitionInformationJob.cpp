@@ -3,6 +3,7 @@
 #include <string>
 #include <utility>
 
+#include "features/errors/Result.h"
 #include "features/jobs/inventory/UseText.h"
 #include "features/transport/HostCommand.h"
 #include "ostrel/core/AttributeVocabulary.h"
@@ -119,7 +120,7 @@ Status PartitionInformationJob::getProperties(const std::shared_ptr<xml::XmlObje
 Status PartitionInformationJob::showDrive(nvme::Drive& drive, const Arguments& arguments, DriveOutput& out) {
     CommandResult result;
     drive.device().sendCommand(transport::HostCommand(transport::HostRequest::USES), result);
-    if (failed(result.status)) return result.status;
+    RETURN_IF_FAILED(result.status);
     const auto* host = dynamic_cast<const transport::HostResult*>(result.protocolResult.get());
     if (host == nullptr) return statuses::deviceDataRetrievalFailed();
     const std::string path = arguments.text(xml::NAME_PATH);

@@ -3,6 +3,7 @@
 #include <optional>
 #include <string>
 
+#include "features/errors/Result.h"
 #include "features/jobs/drive/CriticalWarnings.h"
 #include "features/jobs/drive/DriveFacts.h"
 #include "features/jobs/drive/VendorDialect.h"
@@ -163,14 +164,13 @@ Text deviceStatus(ListedDrive& facts) {
 /// The revision that an update would bring, or why there is none.
 Text firmwareUpdateAvailable(ListedDrive& facts) {
     const Device& drive = facts.drive().device();
-    const FirmwareModule* module = nullptr;
-    const Status status = facts.modules.choose(drive.getAttribute(device::modelNumber()).getText(),
-                                               drive.getAttribute(device::firmware()).getText(), module);
-    if (module != nullptr) return module->manifest.revision;
+    const auto module = facts.modules.choose(drive.getAttribute(device::modelNumber()).getText(),
+                                             drive.getAttribute(device::firmware()).getText());
+    if (module) return (*module)->manifest.revision;
     // A machine without modules knows as little of updates as one that has none for the drive.
     const Status none = statuses::noFirmwareModule();
-    return status.is(none.getCategory(), none.getCode()) ? statuses::noKnownFirmwareUpdate().getMessage()
-                                                         : status.getMessage();
+    return module.error().is(none.getCategory(), none.getCode()) ? statuses::noKnownFirmwareUpdate().getMessage()
+                                                                 : module.error().getMessage();
 }
 
 /// The revision in the slot that the next reset activates.
@@ -382,7 +382,7 @@ Status VelkoSsdJob::showDrive(nvme::Drive& drive, const Arguments& arguments, Dr
         const bool wanted = out.requested() != nullptr ? isRequested(*out.requested(), name) : all || row.isKey;
         if (!wanted) continue;
         const Text text = row.text(facts);
-        if (failed(facts.failure())) return facts.failure();
+        RETURN_IF_FAILED(facts.failure());
         if (text) {
             list[name] = attributeOf(row, *text);
         } else if (row.isKey || out.requested() != nullptr) {

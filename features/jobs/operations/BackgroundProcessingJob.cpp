@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include "features/errors/Result.h"
 #include "features/jobs/drive/LogReading.h"
 #include "features/jobs/drive/VendorDialect.h"
 #include "features/nvme/Bytes.h"
@@ -92,19 +93,12 @@ constexpr ProcessRow VELKO_PROCESSES[] = {
     {"Maintenance", nullptr, nvme::LID_VELKO_BACKGROUND, nvme::VELKO_BACKGROUND_BYTES, maintenance},
 };
 
-Status find(nvme::Drive& drive, const ControllerCapabilities& controller, const ProcessRow& row, Finding& finding) {
-    if (row.isSupported != nullptr && !(controller.*row.isSupported)()) {
-        finding.text = "not supported";
-        return Status();
-    }
-    Payload log;
-    Status status = readLog(drive, row.lid, row.bytes, log);
-    if (isRefusal(status)) {
-        finding.text = "not reported: " + status.getMessage();
-        return Status();
-    }
-    if (succeeded(status)) finding = row.find(log.getData());
-    return status;
+Result<Finding> find(nvme::Drive& drive, const ControllerCapabilities& controller, const ProcessRow& row) {
+    if (row.isSupported != nullptr && !(controller.*row.isSupported)()) return Finding{"not supported"};
+    const auto log = readLog(drive, row.lid, row.bytes);
+    if (log) return row.find(log->getData());
+    if (isRefusal(log.error())) return Finding{"not reported: " + log.error().status.getMessage()};
+    return log.error();
 }
 
 }  // namespace
@@ -113,18 +107,14 @@ BackgroundProcessingJob::BackgroundProcessingJob()
     : CloneableJob(ostrel::interfaces::ostreli::JOB_BACKGROUND_PROCESSING, "Background Processing") {}
 
 Status BackgroundProcessingJob::actOnDrive(nvme::Drive& drive, const Arguments&, DriveOutput& out) {
-    const uint8_t* identify = nullptr;
-    Status status = drive.identifyController(identify);
-    if (failed(status)) return status;
+    TRY(const uint8_t* const identify, drive.identifyController());
     const ControllerCapabilities controller(identify);
     nvme::FieldTree tree{title(), {}, {}};
     bool isRunning = false;
     std::vector<ProcessRow> rows(std::begin(PROCESSES), std::end(PROCESSES));
     if (isVelkoDrive(drive)) rows.insert(rows.end(), std::begin(VELKO_PROCESSES), std::end(VELKO_PROCESSES));
     for (const ProcessRow& row : rows) {
-        Finding finding;
-        status = find(drive, controller, row, finding);
-        if (failed(status)) return status;
+        TRY(const Finding finding, find(drive, controller, row));
         tree.add(row.name, finding.text);
         isRunning = isRunning || finding.isRunning;
     }

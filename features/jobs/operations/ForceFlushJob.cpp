@@ -2,6 +2,7 @@
 
 #include <optional>
 
+#include "features/errors/Result.h"
 #include "features/jobs/base/SetRequest.h"
 #include "features/jobs/drive/LogReading.h"
 #include "features/jobs/drive/Refusals.h"
@@ -35,22 +36,19 @@ ForceFlushJob::ForceFlushJob() : CloneableJob(ostrel::interfaces::ostreli::JOB_F
 
 Status ForceFlushJob::runMethod(const std::shared_ptr<xml::XmlObject>& output) {
     const std::string start = key::startForceFlush().getName();
-    std::optional<bool> isStart;
-    Status status = checkOneDrive(getDevices().size());
-    if (succeeded(status)) status = arguments().boolean(start, isStart);
-    if (succeeded(status) && !isStart)
-        status = withDetails(statuses::noProperties(), start + " must be true to start, or false to stop.");
-    return succeeded(status) ? DriveJob::runMethod(output) : status;
+    RETURN_IF_FAILED(checkOneDrive(getDevices().size()));
+    TRY(const std::optional<bool> isStart, arguments().boolean(start));
+    if (!isStart) return withDetails(statuses::noProperties(), start + " must be true to start, or false to stop.");
+    return DriveJob::runMethod(output);
 }
 
 Status ForceFlushJob::showDrive(nvme::Drive& drive, const Arguments&, DriveOutput& out) {
     Status missing = statuses::driveDoesNotSupportFeature();
     if (!isVelkoDrive(drive)) return missing;
-    Payload page;
-    Status status =
-        missingLogAs(readLog(drive, nvme::LID_VELKO_FORCE_FLUSH, nvme::VELKO_FORCE_FLUSH_BYTES, page), drive, missing);
-    if (succeeded(status)) out.addTree(nvme::decodeVelkoForceFlush(page));
-    return status;
+    const auto page = readLog(drive, nvme::LID_VELKO_FORCE_FLUSH, nvme::VELKO_FORCE_FLUSH_BYTES);
+    if (!page) return missingLogAs(page.error(), missing);
+    out.addTree(nvme::decodeVelkoForceFlush(*page));
+    return Status();
 }
 
 Status ForceFlushJob::actOnDrive(nvme::Drive& drive, const Arguments& arguments, DriveOutput& out) {
@@ -58,13 +56,11 @@ Status ForceFlushJob::actOnDrive(nvme::Drive& drive, const Arguments& arguments,
     const bool isStart = arguments.flag(key::startForceFlush().getName());
     nvme::NvmeCommand command(nvme::Queue::ADMIN, nvme::OPC_VELKO_FORCE_FLUSH, "Force Flush");
     command.cdw10 = isStart ? 1 : 0;
-    nvme::Answer answer;
-    Status status = mapNvmeStatus(REFUSALS, statuses::nvmeCommandProblem, drive.send(command, answer), drive);
-    if (succeeded(status))
-        out.addStatus(
-            title(),
-            Status(0, 0, isStart ? "The performance booster is started." : "The performance booster is stopped."));
-    return status;
+    const auto sent = drive.send(command);
+    if (!sent) return mapNvmeStatus(REFUSALS, statuses::nvmeCommandProblem, sent.error());
+    out.addStatus(
+        title(), Status(0, 0, isStart ? "The performance booster is started." : "The performance booster is stopped."));
+    return Status();
 }
 
 }  // namespace features::jobs
