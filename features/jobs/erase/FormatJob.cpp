@@ -2,6 +2,7 @@
 
 #include <string>
 
+#include "features/errors/Result.h"
 #include "features/jobs/base/SetRequest.h"
 #include "ostrel/core/AttributeVocabulary.h"
 #include "ostrel/core/StatusCatalogue.h"
@@ -30,32 +31,30 @@ FormatJob::FormatJob(std::shared_ptr<const WaitClock> clock)
     : CloneableJob(ostrel::interfaces::ostreli::JOB_FORMAT, "Format"), clock_(std::move(clock)) {}
 
 Status FormatJob::checkRequest(const Arguments& arguments) {
-    Status status = checkOneDrive(getDevices().size());
-    if (failed(status)) return status;
+    RETURN_IF_FAILED(checkOneDrive(getDevices().size()));
     const std::string type = arguments.text(attributes::feature::type().getName());
     isSanitize_ = type == TYPE_SANITIZE;
     format_ = FormatRequest();
     sanitize_ = SanitizeRequest();
     if (isSanitize_) {
-        status = readSanitizeRequest(arguments, sanitize_);
+        TRY(sanitize_, readSanitizeRequest(arguments));
     } else if (type == TYPE_DELETE) {
         format_ = eraseOfAll();
     } else if (type == TYPE_NVME_FORMAT) {
-        status = readFormatRequest(arguments, format_);
+        TRY(format_, readFormatRequest(arguments));
     } else {
-        status = statuses::invalidFormatType();
+        return statuses::invalidFormatType();
     }
     const bool force = arguments.flag(attributes::feature::force().getName());
     format_.partitionsCount = sanitize_.partitionsCount = !force;
-    return status;
+    return Status();
 }
 
 Status FormatJob::actOnDrive(nvme::Drive& drive, const Arguments&, DriveOutput& out) {
-    std::string report;
-    Status status =
-        isSanitize_ ? Sanitize(drive, *clock_).run(sanitize_, report) : FormatNvm(drive, *clock_).run(format_, report);
-    if (succeeded(status)) out.addStatus(title(), Status(0, 0, report));
-    return status;
+    TRY(const std::string report,
+        isSanitize_ ? Sanitize(drive, *clock_).run(sanitize_) : FormatNvm(drive, *clock_).run(format_));
+    out.addStatus(title(), Status(0, 0, report));
+    return Status();
 }
 
 }  // namespace features::jobs

@@ -77,12 +77,10 @@ constexpr SettableProperty SECURE_ERASE{attributes::feature::secureEraseSetting,
                                         statuses::invalidSecureEraseSetting};
 
 /// An argument without a value counts as absent.
-Status readField(const Arguments& arguments, const SettableProperty& property, std::optional<uint8_t>& field) {
-    if (arguments.text(property.attribute().getName()).empty()) return Status();
-    uint32_t value = 0;
-    Status status = readValue(arguments, property, value);
-    if (succeeded(status)) field = static_cast<uint8_t>(value);
-    return status;
+Result<std::optional<uint8_t>> readField(const Arguments& arguments, const SettableProperty& property) {
+    if (arguments.text(property.attribute().getName()).empty()) return std::nullopt;
+    TRY(const uint32_t value, readValue(arguments, property));
+    return static_cast<uint8_t>(value);
 }
 
 bool hasProtectionType(const NamespaceProperties& space, uint8_t type) {
@@ -101,25 +99,30 @@ unsigned progressLeft(const Payload& identify) {
     return (indicator & FPI_SUPPORTED) == 0 ? 0 : indicator & FPI_LEFT;
 }
 
+/// Whether the drive refuses to describe a namespace while it formats it.
+bool isBusy(const nvme::CommandError& error) {
+    return isRefusal(error.status) &&
+           (error.completion.is(0, SC_FORMAT_IN_PROGRESS) || error.completion.is(0, SC_NAMESPACE_NOT_READY));
+}
+
 }  // namespace
 
-Status readFormatRequest(const Arguments& arguments, FormatRequest& request) {
-    std::optional<uint8_t> secureErase;
-    Status status = readField(arguments, SECURE_ERASE, secureErase);
+Result<FormatRequest> readFormatRequest(const Arguments& arguments) {
+    FormatRequest request;
+    TRY(const std::optional<uint8_t> secureErase, readField(arguments, SECURE_ERASE));
     request.secureErase = secureErase.value_or(0);
     for (const auto& row : FIELDS) {
-        if (succeeded(status)) status = readField(arguments, row.property, request.*row.field);
+        TRY(request.*row.field, readField(arguments, row.property));
     }
-    std::optional<uint64_t> nsid;
-    if (succeeded(status))
-        status = arguments.number(attributes::feature::namespaceId().getName(), NSID_ALL, nsid, Digits::DECIMAL_OR_HEX);
-    if (failed(status) || !nsid) return status;
+    TRY(const std::optional<uint64_t> nsid,
+        arguments.number(attributes::feature::namespaceId().getName(), NSID_ALL, Digits::DECIMAL_OR_HEX));
+    if (!nsid) return request;
     if (*nsid == 0) {
         return withDetails(statuses::invalidNamespaceId(),
                            "It must be a number from 1 to 0xFFFFFFFE, or 0xFFFFFFFF for all, not '0'.");
     }
     request.nsid = static_cast<uint32_t>(*nsid);
-    return status;
+    return request;
 }
 
 bool FormatNvm::Target::isReachedIn(const NamespaceProperties& now) const {
@@ -135,29 +138,26 @@ uint32_t FormatNvm::Target::commandDword(uint8_t secureErase) const {
            static_cast<uint32_t>(lbaFormat >> 4) << 12;
 }
 
-Status FormatNvm::run(const FormatRequest& request, std::string& report) {
+Result<std::string> FormatNvm::run(const FormatRequest& request) {
     request_ = request;
     nsid_ = request.nsid ? *request.nsid : namedNamespace(drive_).value_or(NSID_ALL);
-    Status status = checkGate(nsid_);
-    if (failed(status)) return status;
-    const uint8_t* identify = nullptr;
-    status = drive_.identifyController(identify);
-    if (failed(status)) return status;
+    RETURN_IF_FAILED(checkGate(nsid_));
+    TRY(const uint8_t* const identify, drive_.identifyController());
     const ControllerCapabilities controller(identify);
-    std::vector<Step> steps;
-    status = checkController(controller);
-    if (succeeded(status)) status = findTargets(controller);
-    if (succeeded(status)) status = plan(controller, steps);
-    if (failed(status)) return status;
-    Status look;
+    RETURN_IF_FAILED(checkController(controller));
+    RETURN_IF_FAILED(findTargets(controller));
+    TRY(const std::vector<Step> steps, plan(controller));
+    std::string report;
+    Status rescanned;
     for (const Step& step : steps) {
-        status = perform(controller, step, look);
-        if (failed(status)) break;
+        const auto performed = perform(controller, step);
+        if (!performed)
+            return report.empty() ? performed.error() : withDetails(performed.error(), "Before that: " + report);
+        if (failed(performed->status)) rescanned = performed->status;
         for (const size_t i : step.targets) report += (report.empty() ? "" : " ") + outcome(targets_[i]);
     }
-    if (report.empty()) return status;
-    if (failed(status)) return withDetails(status, "Before that: " + report);
-    return succeeded(look) ? look : withDetails(look, report);
+    if (failed(rescanned)) return withDetails(rescanned, report);
+    return report;
 }
 
 Status FormatNvm::checkGate(uint32_t nsid) const {
@@ -182,24 +182,19 @@ Status FormatNvm::checkController(const ControllerCapabilities& controller) cons
 Status FormatNvm::findTargets(const ControllerCapabilities& controller) {
     std::vector<uint32_t> namespaces{nsid_};
     if (nsid_ == NSID_ALL) {
-        Status status = moveTo(namespaces, readAllNamespaces(drive_, controller));
-        if (failed(status)) return status;
+        TRY(namespaces, readAllNamespaces(drive_, controller));
     }
     for (const uint32_t nsid : namespaces) {
-        Payload data;
-        Status status = moveTo(data, identifyAnyNamespace(drive_, controller, nsid));
-        if (failed(status)) return status;
-        Target target{nsid, NamespaceProperties(data.getData()), 0, 0, false, false};
-        status = resolve(target);
-        if (failed(status)) return status;
+        TRY(const Payload data, identifyAnyNamespace(drive_, controller, nsid));
+        TRY(const Target target, resolve(nsid, NamespaceProperties(data.getData())));
         targets_.push_back(target);
     }
     if (!targets_.empty()) return Status();
     return withDetails(statuses::invalidNamespaceId(), "Drive " + drive_.name() + " has no namespace.");
 }
 
-Status FormatNvm::resolve(Target& target) const {
-    const NamespaceProperties& before = target.before;
+Result<FormatNvm::Target> FormatNvm::resolve(uint32_t nsid, const NamespaceProperties& before) const {
+    Target target{nsid, before, 0, 0, false, false};
     target.lbaFormat = request_.lbaFormat.value_or(before.formatIndex());
     target.protectionType = request_.protectionType.value_or(before.protectionType());
     target.protectionFirst = request_.protectionFirst.value_or(before.protectionFirst()) != 0;
@@ -217,7 +212,8 @@ Status FormatNvm::resolve(Target& target) const {
                            name(target) + " cannot transfer metadata " +
                                (target.metadataExtended ? "as part of the block." : "in a buffer of its own."));
     }
-    return target.protectionType == 0 ? Status() : checkProtection(target);
+    if (target.protectionType != 0) RETURN_IF_FAILED(checkProtection(target));
+    return target;
 }
 
 Status FormatNvm::checkProtection(const Target& target) const {
@@ -241,7 +237,8 @@ Status FormatNvm::checkProtection(const Target& target) const {
 
 /// One command for each namespace, or one for all where the drive formats them together. Where it only erases them
 /// together, those that keep their format are done with the first.
-Status FormatNvm::plan(const ControllerCapabilities& controller, std::vector<Step>& steps) const {
+Result<std::vector<FormatNvm::Step>> FormatNvm::plan(const ControllerCapabilities& controller) const {
+    std::vector<Step> steps;
     const bool formatsAll = bit(controller.fna, FNA_FORMATS_ALL);
     const bool erasesAll = request_.secureErase != 0 && bit(controller.fna, FNA_ERASES_ALL);
     const bool together = formatsAll || erasesAll;
@@ -253,16 +250,15 @@ Status FormatNvm::plan(const ControllerCapabilities& controller, std::vector<Ste
             steps.push_back({targets_[i].nsid, together ? NSID_ALL : nsid_, {i}});
         }
     }
-    if (!together) return Status();
+    if (!together) return steps;
     if (formatsAll && nsid_ == NSID_ALL && !bit(controller.fna, FNA_NO_BROADCAST)) steps.front().nsid = NSID_ALL;
-    return checkTogether(controller, formatsAll);
+    RETURN_IF_FAILED(checkTogether(controller, formatsAll));
+    return steps;
 }
 
 Status FormatNvm::checkTogether(const ControllerCapabilities& controller, bool formatsAll) const {
     if (nsid_ != NSID_ALL) {
-        std::vector<uint32_t> all;
-        Status status = moveTo(all, readAllNamespaces(drive_, controller));
-        if (failed(status)) return status;
+        TRY(const std::vector<uint32_t> all, readAllNamespaces(drive_, controller));
         if (all.size() <= 1) return Status();
         return withDetails(statuses::moreThanOneNamespace(),
                            "Drive " + drive_.name() + " " + (formatsAll ? "formats" : "erases") +
@@ -276,46 +272,36 @@ Status FormatNvm::checkTogether(const ControllerCapabilities& controller, bool f
                        "Drive " + drive_.name() + " formats all its namespaces alike, but they differ.");
 }
 
-Status FormatNvm::perform(const ControllerCapabilities& controller, const Step& step, Status& look) {
+Result<RescanStatus> FormatNvm::perform(const ControllerCapabilities& controller, const Step& step) {
     nvme::NvmeCommand command(nvme::Queue::ADMIN, nvme::OPC_FORMAT_NVM, "Format NVM");
     command.nsid = step.nsid;
     command.cdw10 = targets_[step.targets.front()].commandDword(request_.secureErase);
     command.timeoutMs = timeoutMs();
     const uint64_t deadline = clock_.nowMs() + command.timeoutMs;
-    Status status = checkGate(step.gate);
-    if (failed(status)) return status;
+    RETURN_IF_FAILED(checkGate(step.gate));
     std::optional<SignalBlock> untilTheHostHasLooked(std::in_place);
-    nvme::Answer answer;
     ProgressLine line("Drive " + drive_.name() + ", format");
-    status = drive_.send(command, answer);
+    const auto sent = drive_.send(command);
     drive_.forgetIdentify();
-    if (failed(status)) {
-        status = mapNvmeStatus(REFUSALS, statuses::formatFailed, status, drive_);
+    if (!sent) {
+        const Status status = mapNvmeStatus(REFUSALS, statuses::formatFailed, sent.error());
         return targets_.size() == 1 ? status
                                     : withDetails(status, "It was for namespace " + std::to_string(step.nsid) + ".");
     }
-    for (const size_t i : step.targets) {
-        status = awaitEnd(controller, targets_[i], deadline, untilTheHostHasLooked, line);
-        if (failed(status)) return status;
-    }
+    for (const size_t i : step.targets)
+        RETURN_IF_FAILED(awaitEnd(controller, targets_[i], deadline, untilTheHostHasLooked, line));
     // The host still knows the size before, and partitions that are gone.
-    const Status seen = rescan(drive_);
-    if (failed(seen)) look = seen;
-    return status;
+    return RescanStatus{rescan(drive_)};
 }
 
 Status FormatNvm::awaitEnd(const ControllerCapabilities& controller, const Target& target, uint64_t deadline,
                            std::optional<SignalBlock>& block, ProgressLine& line) {
     for (;;) {
-        Payload data;
-        Status status = moveTo(data, identifyAnyNamespace(drive_, controller, target.nsid));
-        const nvme::Completion& completion = drive_.lastCompletion();
-        const bool isBusy =
-            isRefusal(status) && (completion.is(0, SC_FORMAT_IN_PROGRESS) || completion.is(0, SC_NAMESPACE_NOT_READY));
-        if (failed(status) && !isBusy) return status;
-        const unsigned left = isBusy ? FPI_LEFT : progressLeft(data);
-        if (!isBusy) line.update(ALL_PERCENT - left, ALL_PERCENT);
-        if (left == 0) return checkReached(target, NamespaceProperties(data.getData()));
+        const auto data = identifyAnyNamespace(drive_, controller, target.nsid);
+        if (!data && !isBusy(data.error())) return data.error();
+        const unsigned left = data ? progressLeft(*data) : FPI_LEFT;
+        if (data) line.update(ALL_PERCENT - left, ALL_PERCENT);
+        if (left == 0) return checkReached(target, NamespaceProperties(data->getData()));
         if (clock_.nowMs() >= deadline)
             return withDetails(statuses::formatFailed(), "The format of " + name(target) + " did not end in time.");
         block.reset();  // the drive has more to do than a user waits for who wants the end

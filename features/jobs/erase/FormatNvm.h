@@ -5,7 +5,9 @@
 #include <string>
 #include <vector>
 
+#include "features/errors/Result.h"
 #include "features/jobs/base/Arguments.h"
+#include "features/jobs/drive/Namespaces.h"
 #include "features/jobs/support/ProgressLine.h"
 #include "features/jobs/support/WaitClock.h"
 #include "features/nvme/ControllerCapabilities.h"
@@ -31,7 +33,7 @@ struct FormatRequest {
 
 /// Reads the arguments of the type "NVMeFormat". A number that its field cannot hold is refused by the catalogue's
 /// status for that field.
-ostrel::core::Status readFormatRequest(const Arguments& arguments, FormatRequest& request);
+Result<FormatRequest> readFormatRequest(const Arguments& arguments);
 
 /// Formats one namespace or all, and waits until the drive has done it (NVMe Base Specification 1.4, section 5.23).
 ///
@@ -49,8 +51,8 @@ class FormatNvm {
 public:
     FormatNvm(nvme::Drive& drive, const WaitClock& clock) : drive_(drive), clock_(clock) {}
 
-    /// `report`: what became of each namespace, in sentences.
-    ostrel::core::Status run(const FormatRequest& request, std::string& report);
+    /// What became of each namespace, in sentences.
+    Result<std::string> run(const FormatRequest& request);
 
 private:
     /// A namespace, and what it is to become.
@@ -77,13 +79,11 @@ private:
     ostrel::core::Status checkGate(uint32_t nsid) const;
     ostrel::core::Status checkController(const nvme::ControllerCapabilities& controller) const;
     ostrel::core::Status findTargets(const nvme::ControllerCapabilities& controller);
-    ostrel::core::Status resolve(Target& target) const;
+    Result<Target> resolve(uint32_t nsid, const nvme::NamespaceProperties& before) const;
     ostrel::core::Status checkProtection(const Target& target) const;
-    ostrel::core::Status plan(const nvme::ControllerCapabilities& controller, std::vector<Step>& steps) const;
+    Result<std::vector<Step>> plan(const nvme::ControllerCapabilities& controller) const;
     ostrel::core::Status checkTogether(const nvme::ControllerCapabilities& controller, bool formatsAll) const;
-    /// `look`: set to how the host's look at the outcome failed.
-    ostrel::core::Status perform(const nvme::ControllerCapabilities& controller, const Step& step,
-                                 ostrel::core::Status& look);
+    Result<RescanStatus> perform(const nvme::ControllerCapabilities& controller, const Step& step);
     /// Releases `block` where the end does not come with the command.
     ostrel::core::Status awaitEnd(const nvme::ControllerCapabilities& controller, const Target& target,
                                   uint64_t deadline, std::optional<ostrel::core::SignalBlock>& block,

@@ -101,39 +101,33 @@ Status checkArguments(const Arguments& arguments, SanitizeAction action) {
     return Status();
 }
 
-Status readAction(const Arguments& arguments, SanitizeAction& action) {
-    std::optional<uint64_t> number;
+Result<SanitizeAction> readAction(const Arguments& arguments) {
     const std::string name = attributes::feature::sanitizeAction().getName();
-    const Status status = arguments.number(name, 4, number);
-    if (failed(status) || number.value_or(0) == 0) {
+    const std::optional<uint64_t> number = arguments.number(name, 4).value_or(std::nullopt);
+    if (number.value_or(0) == 0) {
         return withDetails(statuses::unsupportedSanitizeValue(),
                            name +
                                " must be 1 (exit failure mode), 2 (block erase), 3 (overwrite) or 4 (crypto erase), "
                                "not '" +
                                arguments.text(name) + "'.");
     }
-    action = static_cast<SanitizeAction>(*number);
-    return Status();
+    return static_cast<SanitizeAction>(*number);
 }
 
-Status readPasses(const Arguments& arguments, uint8_t& passes) {
+Result<uint8_t> readPasses(const Arguments& arguments) {
     const std::string name = attributes::feature::overwritePassCount().getName();
-    std::optional<uint64_t> number;
-    Status status = arguments.number(name, MAX_PASSES, number);
-    if (failed(status) || number == 0U) {
+    const auto number = arguments.number(name, MAX_PASSES);
+    if (!number || *number == 0U) {
         return withDetails(statuses::unsupportedSanitizeValue(),
                            name + " must be a number from 1 to 16, not '" + arguments.text(name) + "'.");
     }
-    passes = static_cast<uint8_t>(number.value_or(1));
-    return Status();
+    return static_cast<uint8_t>(number->value_or(1));
 }
 
-Status readPattern(const Arguments& arguments, uint32_t& pattern) {
-    std::optional<uint64_t> number;
-    Status status =
-        arguments.number(attributes::feature::overwritePattern().getName(), UINT32_MAX, number, Digits::HEX);
-    pattern = static_cast<uint32_t>(number.value_or(0));
-    return status;
+Result<uint32_t> readPattern(const Arguments& arguments) {
+    TRY(const std::optional<uint64_t> number,
+        arguments.number(attributes::feature::overwritePattern().getName(), UINT32_MAX, Digits::HEX));
+    return static_cast<uint32_t>(number.value_or(0));
 }
 
 Status readFlags(const Arguments& arguments, SanitizeRequest& request) {
@@ -147,9 +141,7 @@ Status readFlags(const Arguments& arguments, SanitizeRequest& request) {
         {attributes::feature::returnImmediately, &SanitizeRequest::returnImmediately},
     };
     for (const auto& row : FLAGS) {
-        std::optional<bool> value;
-        Status status = arguments.boolean(row.attribute().getName(), value);
-        if (failed(status)) return status;
+        TRY(const std::optional<bool> value, arguments.boolean(row.attribute().getName()));
         request.*row.field = value.value_or(false);
     }
     return Status();
@@ -161,41 +153,33 @@ std::string percentText(uint16_t progress) {
 
 }  // namespace
 
-Status readSanitizeRequest(const Arguments& arguments, SanitizeRequest& request) {
-    Status status = readAction(arguments, request.action);
-    if (succeeded(status)) status = checkArguments(arguments, request.action);
-    if (succeeded(status)) status = readFlags(arguments, request);
-    if (succeeded(status)) status = readPasses(arguments, request.passes);
-    if (succeeded(status)) status = readPattern(arguments, request.pattern);
-    return status;
+Result<SanitizeRequest> readSanitizeRequest(const Arguments& arguments) {
+    SanitizeRequest request;
+    TRY(request.action, readAction(arguments));
+    RETURN_IF_FAILED(checkArguments(arguments, request.action));
+    RETURN_IF_FAILED(readFlags(arguments, request));
+    TRY(request.passes, readPasses(arguments));
+    TRY(request.pattern, readPattern(arguments));
+    return request;
 }
 
-Status Sanitize::run(const SanitizeRequest& request, std::string& report) {
+Result<std::string> Sanitize::run(const SanitizeRequest& request) {
     request_ = request;
-    Status status = checkGate();
-    if (failed(status)) return status;
-    const uint8_t* identify = nullptr;
-    status = drive_.identifyController(identify);
-    if (failed(status)) return status;
+    RETURN_IF_FAILED(checkGate());
+    TRY(const uint8_t* const identify, drive_.identifyController());
     const ControllerCapabilities controller(identify);
-    Payload log;
-    status = checkController(controller);
-    if (succeeded(status)) status = readState(log);
-    if (succeeded(status)) status = checkGate();
-    if (succeeded(status)) status = start();
-    if (failed(status)) return status;
-    if (request_.action == SanitizeAction::EXIT_FAILURE_MODE) {
-        report = "The drive has left the failure mode of its last sanitize operation.";
-    } else if (request_.returnImmediately) {
-        report = "The sanitize operation was started and goes on in the drive.";
-    } else {
-        status = follow(estimateMs(controller, log.getData()), report);
-        if (failed(status)) return status;
-        // The host still knows the partitions that are gone.
-        status = rescan(drive_);
-        return succeeded(status) ? status : withDetails(status, report);
-    }
-    return status;
+    RETURN_IF_FAILED(checkController(controller));
+    TRY(const Payload log, readState());
+    RETURN_IF_FAILED(checkGate());
+    RETURN_IF_FAILED(start());
+    if (request_.action == SanitizeAction::EXIT_FAILURE_MODE)
+        return "The drive has left the failure mode of its last sanitize operation.";
+    if (request_.returnImmediately) return "The sanitize operation was started and goes on in the drive.";
+    TRY(const std::string report, follow(estimateMs(controller, log.getData())));
+    // The host still knows the partitions that are gone.
+    const Status rescanned = rescan(drive_);
+    if (failed(rescanned)) return withDetails(rescanned, report);
+    return report;
 }
 
 Status Sanitize::checkGate() const {
@@ -217,18 +201,17 @@ Status Sanitize::checkController(const ControllerCapabilities& controller) {
 Status Sanitize::checkDeallocation() {
     nvme::FeatureRequest request;
     request.fid = nvme::FID_SANITIZE_CONFIG;
-    nvme::Answer answer;
-    Status status = drive_.getFeature(request, nvme::Select::CURRENT, answer);
-    if (isRefusal(status)) return Status();  // the drive has no such feature; it says itself what it does not take
-    if (failed(status) || bit(answer.completion.dword0, 0)) return status;
+    const auto answer = drive_.getFeature(request, nvme::Select::CURRENT);
+    // A drive without this feature says itself what it does not take.
+    if (!answer) return isRefusal(answer.error()) ? Status() : answer.error().status;
+    if (bit(answer->completion.dword0, 0)) return Status();
     return withDetails(statuses::unsupportedSanitizeValue(),
                        "Drive " + drive_.name() + " always deallocates its blocks after a sanitize operation.");
 }
 
-Status Sanitize::readState(Payload& log) {
-    Status status = readLog(drive_, nvme::LID_SANITIZE_STATUS, nvme::SANITIZE_STATUS_BYTES, log);
-    if (failed(status)) return status;
-    if ((log.getData()[OFFSET_STATE] & 7U) != IN_PROGRESS) return status;
+Result<Payload> Sanitize::readState() {
+    TRY(const Payload log, readLog(drive_, nvme::LID_SANITIZE_STATUS, nvme::SANITIZE_STATUS_BYTES));
+    if ((log.getData()[OFFSET_STATE] & 7U) != IN_PROGRESS) return log;
     return withDetails(statuses::sanitizeInProgress(),
                        "It was begun before, " + percentText(nvme::le16(log.getData())) + " are done.");
 }
@@ -243,8 +226,8 @@ Status Sanitize::start() {
         command.cdw11 = request_.pattern;
     }
     command.timeoutMs = COMMAND_TIMEOUT_MS;
-    nvme::Answer answer;
-    return mapNvmeStatus(REFUSALS, statuses::sanitizeCommandFailed, drive_.send(command, answer), drive_);
+    const auto sent = drive_.send(command);
+    return sent ? Status() : mapNvmeStatus(REFUSALS, statuses::sanitizeCommandFailed, sent.error());
 }
 
 /// 0 where the drive has none: all of it, or zero in drives before NVMe 1.4, where the field was reserved.
@@ -255,21 +238,20 @@ uint64_t Sanitize::estimateMs(const ControllerCapabilities& controller, const ui
     return seconds == NOT_REPORTED ? 0 : uint64_t{seconds} * 1000;
 }
 
-Status Sanitize::follow(uint64_t estimateMs, std::string& report) {
+Result<std::string> Sanitize::follow(uint64_t estimateMs) {
     const uint64_t limitMs = estimateMs == 0 ? LIMIT_WITHOUT_ESTIMATE_MS : estimateMs * 2 + GRACE_MS;
     const uint64_t begin = clock_.nowMs();
     ProgressLine line("Drive " + drive_.name() + ", sanitize", estimateMs);
     uint64_t lastMove = begin;
     uint16_t furthest = 0;
     for (;;) {
-        Payload log;
-        const Status status = readLog(drive_, nvme::LID_SANITIZE_STATUS, nvme::SANITIZE_STATUS_BYTES, log);
-        if (failed(status))
-            return withDetails(status, "The sanitize operation was started; whether it has ended is not known.");
-        const unsigned state = log.getData()[OFFSET_STATE] & 7U;
-        if (state != IN_PROGRESS) return outcome(state, report);
+        const auto log = readLog(drive_, nvme::LID_SANITIZE_STATUS, nvme::SANITIZE_STATUS_BYTES);
+        if (!log)
+            return withDetails(log.error(), "The sanitize operation was started; whether it has ended is not known.");
+        const unsigned state = log->getData()[OFFSET_STATE] & 7U;
+        if (state != IN_PROGRESS) return outcome(state);
         const uint64_t now = clock_.nowMs();
-        const uint16_t progress = nvme::le16(log.getData());
+        const uint16_t progress = nvme::le16(log->getData());
         line.update(progress, nvme::SANITIZE_PROGRESS_OF_ALL);
         if (progress > furthest) {
             furthest = progress;
@@ -283,15 +265,13 @@ Status Sanitize::follow(uint64_t estimateMs, std::string& report) {
     }
 }
 
-Status Sanitize::outcome(unsigned state, std::string& report) const {
+Result<std::string> Sanitize::outcome(unsigned state) const {
     const std::string words = "Drive " + drive_.name() + " says: " + nvme::sanitizeStatusText(state) + ".";
     switch (state) {
         case SUCCEEDED:
-            report = "The drive was sanitized.";
-            return Status();
+            return "The drive was sanitized.";
         case SUCCEEDED_DEALLOCATED:
-            report = "The drive was sanitized. " + words;
-            return Status();
+            return "The drive was sanitized. " + words;
         case FAILED:
             return withDetails(statuses::sanitizeCommandFailed(), words);
         default:

@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <string>
 
+#include "features/errors/Result.h"
 #include "features/jobs/base/Arguments.h"
 #include "features/jobs/support/WaitClock.h"
 #include "features/nvme/ControllerCapabilities.h"
@@ -29,7 +30,7 @@ struct SanitizeRequest {
 
 /// Reads the arguments of the type "Sanitize". One that the action does not have is refused (10/24), since the user
 /// thinks that it counts.
-ostrel::core::Status readSanitizeRequest(const Arguments& arguments, SanitizeRequest& request);
+Result<SanitizeRequest> readSanitizeRequest(const Arguments& arguments);
 
 /// Sanitizes a drive, and follows the operation to its end in the Sanitize Status log, unless the user wants to go on
 /// (NVMe Base Specification 1.4, sections 5.24 and 8.15).
@@ -40,17 +41,17 @@ class Sanitize {
 public:
     Sanitize(nvme::Drive& drive, const WaitClock& clock) : drive_(drive), clock_(clock) {}
 
-    /// `report`: what was done, in a sentence.
-    ostrel::core::Status run(const SanitizeRequest& request, std::string& report);
+    /// What was done, in a sentence.
+    Result<std::string> run(const SanitizeRequest& request);
 
 private:
     ostrel::core::Status checkGate() const;
     ostrel::core::Status checkController(const nvme::ControllerCapabilities& controller);
     ostrel::core::Status checkDeallocation();
-    ostrel::core::Status readState(ostrel::core::Payload& log);
+    Result<ostrel::core::Payload> readState();
     ostrel::core::Status start();
-    ostrel::core::Status follow(uint64_t estimateMs, std::string& report);
-    ostrel::core::Status outcome(unsigned state, std::string& report) const;
+    Result<std::string> follow(uint64_t estimateMs);
+    Result<std::string> outcome(unsigned state) const;
     uint64_t estimateMs(const nvme::ControllerCapabilities& controller, const uint8_t* log) const;
 
     nvme::Drive& drive_;

@@ -51,20 +51,13 @@ Number orUnlimited(Number limit, Number most) {
     return limit == 0 ? most : std::min(limit, most);
 }
 
-Status findNamespace(nvme::Drive& drive, uint32_t& nsid) {
-    const auto named = namedNamespace(drive);
-    if (named) {
-        nsid = *named;
-        return Status();
-    }
-    std::vector<transport::HostNamespace> all;
-    Status status = moveTo(all, readHostNamespaces(drive));
-    if (failed(status)) return status;
+Result<uint32_t> findNamespace(nvme::Drive& drive) {
+    if (const auto named = namedNamespace(drive)) return *named;
+    TRY(const std::vector<transport::HostNamespace> all, readHostNamespaces(drive));
     if (all.empty())
         return withDetails(statuses::invalidNamespaceId(), "Drive " + drive.name() + " has no namespace attached.");
     if (all.size() > 1) return withDetails(statuses::moreThanOneNamespace(), "Select the one by its path.");
-    nsid = all.front().nsid;
-    return status;
+    return all.front().nsid;
 }
 
 Status checkGate(nvme::Drive& drive, uint32_t nsid) {
@@ -83,10 +76,9 @@ Status sendRanges(nvme::Drive& drive, uint32_t nsid, uint32_t number, const uint
     command.timeoutMs = COMMAND_TIMEOUT_MS;
     const Payload data(ranges, command.dataLength);
     if (data.getSize() == 0) return statuses::mallocFailed();
-    Status gate = checkGate(drive, nsid);
-    if (failed(gate)) return gate;
-    nvme::Answer answer;
-    return mapNvmeStatus(REFUSALS, statuses::nvmeCommandProblem, drive.send(command, answer, data), drive);
+    RETURN_IF_FAILED(checkGate(drive, nsid));
+    const auto sent = drive.send(command, data);
+    return sent ? Status() : mapNvmeStatus(REFUSALS, statuses::nvmeCommandProblem, sent.error());
 }
 
 }  // namespace
@@ -94,7 +86,7 @@ Status sendRanges(nvme::Drive& drive, uint32_t nsid, uint32_t number, const uint
 TrimJob::TrimJob() : CloneableJob(ostrel::interfaces::ostreli::JOB_TRIM, "Trim") {}
 
 Status TrimJob::checkRequest(const Arguments& arguments) {
-    Status status = checkOneDrive(getDevices().size());
+    RETURN_IF_FAILED(checkOneDrive(getDevices().size()));
     const struct {
         Attribute (*attribute)();
         uint64_t least;
@@ -102,68 +94,57 @@ Status TrimJob::checkRequest(const Arguments& arguments) {
     } NUMBERS[] = {{attributes::feature::startLBA, 0, &TrimJob::startLba_},
                    {attributes::feature::count, 1, &TrimJob::count_}};
     for (const auto& row : NUMBERS) {
-        if (failed(status)) return status;
         const std::string name = row.attribute().getName();
-        std::optional<uint64_t> number;
-        status = arguments.number(name, std::numeric_limits<uint64_t>::max(), number);
-        if (succeeded(status) && (!number || *number < row.least)) {
-            status = withDetails(statuses::invalidProperty(),
-                                 name + " must be a number from " + std::to_string(row.least) + " on.");
+        TRY(const std::optional<uint64_t> number, arguments.number(name, std::numeric_limits<uint64_t>::max()));
+        if (!number || *number < row.least) {
+            return withDetails(statuses::invalidProperty(),
+                               name + " must be a number from " + std::to_string(row.least) + " on.");
         }
-        this->*row.field = number.value_or(0);
+        this->*row.field = *number;
     }
-    return status;
+    return Status();
 }
 
 Status TrimJob::actOnDrive(nvme::Drive& drive, const Arguments&, DriveOutput& out) {
-    uint32_t nsid = 0;
-    uint32_t blockBytes = 0;
-    Limits limits{};
-    Status status = findNamespace(drive, nsid);
-    if (succeeded(status)) status = checkGate(drive, nsid);
-    if (succeeded(status)) status = readLimits(drive, limits);
-    if (succeeded(status)) status = checkBounds(drive, nsid, blockBytes);
-    if (succeeded(status)) status = deallocate(drive, nsid, limits);
-    if (failed(status)) return status;
+    TRY(const uint32_t nsid, findNamespace(drive));
+    RETURN_IF_FAILED(checkGate(drive, nsid));
+    TRY(const Limits limits, readLimits(drive));
+    TRY(const uint32_t blockBytes, checkBounds(drive, nsid));
+    RETURN_IF_FAILED(deallocate(drive, nsid, limits));
     out.addStatus(title(), Status(0, 0,
                                   std::to_string(count_) + " blocks of " + std::to_string(blockBytes) +
                                       " bytes from block " + std::to_string(startLba_) +
                                       " on were deallocated in "
                                       "namespace " +
                                       std::to_string(nsid) + "."));
-    return status;
+    return Status();
 }
 
-Status TrimJob::readLimits(nvme::Drive& drive, Limits& limits) const {
-    limits = {MAX_RANGES, MAX_BLOCKS_OF_A_RANGE, std::numeric_limits<uint64_t>::max()};
-    const uint8_t* identify = nullptr;
-    Status status = drive.identifyController(identify);
-    if (failed(status)) return status;
+Result<TrimJob::Limits> TrimJob::readLimits(nvme::Drive& drive) const {
+    Limits limits{MAX_RANGES, MAX_BLOCKS_OF_A_RANGE, std::numeric_limits<uint64_t>::max()};
+    TRY(const uint8_t* const identify, drive.identifyController());
     const nvme::ControllerCapabilities controller(identify);
     if (!controller.supportsDatasetManagement()) return statuses::trimNotSupported();
-    if (controller.version < VERSION_2_0) return status;
-    Payload data;
-    status = drive.identify(CNS_COMMAND_SET_CONTROLLER, 0, 0, data);
-    if (isRefusal(status)) return Status();  // no limits
-    if (failed(status)) return status;
-    const uint8_t* const at = data.getData();
+    if (controller.version < VERSION_2_0) return limits;
+    const auto data = drive.identify(CNS_COMMAND_SET_CONTROLLER, 0);
+    if (!data && !isRefusal(data.error())) return data.error();
+    if (!data) return limits;  // the drive has none of its own
+    const uint8_t* const at = data->getData();
     limits.rangesPerCommand = orUnlimited<uint32_t>(at[OFFSET_DMRL], limits.rangesPerCommand);
     limits.blocksPerRange = orUnlimited(nvme::le32(at + OFFSET_DMRSL), limits.blocksPerRange);
     limits.blocksPerCommand = orUnlimited(nvme::le64(at + OFFSET_DMSL), limits.blocksPerCommand);
-    return status;
+    return limits;
 }
 
-Status TrimJob::checkBounds(nvme::Drive& drive, uint32_t nsid, uint32_t& blockBytes) const {
-    Payload data;
-    Status status = drive.identify(nvme::CNS_NAMESPACE, nsid, 0, data);
-    if (failed(status)) return mapNvmeStatus(REFUSALS, statuses::nvmeCommandProblem, status, drive);
-    const nvme::NamespaceProperties space(data.getData());
+Result<uint32_t> TrimJob::checkBounds(nvme::Drive& drive, uint32_t nsid) const {
+    const auto data = drive.identify(nvme::CNS_NAMESPACE, nsid);
+    if (!data) return mapNvmeStatus(REFUSALS, statuses::nvmeCommandProblem, data.error());
+    const nvme::NamespaceProperties space(data->getData());
     const std::string size = "Namespace " + std::to_string(nsid) + " of drive " + drive.name() + " has " +
                              std::to_string(space.sizeBlocks) + " blocks.";
     if (startLba_ >= space.sizeBlocks) return withDetails(statuses::lbaOutOfRange(), size);
     if (count_ > space.sizeBlocks - startLba_) return withDetails(statuses::countExceedsLbaRange(), size);
-    blockBytes = space.format().dataBytes();
-    return status;
+    return space.format().dataBytes();
 }
 
 Status TrimJob::deallocate(nvme::Drive& drive, uint32_t nsid, const Limits& limits) const {

@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <vector>
 
+#include "features/errors/Result.h"
 #include "features/jobs/base/CloneableJob.h"
 #include "features/nvme/ControllerCapabilities.h"
 #include "features/transport/HostCommand.h"
@@ -29,8 +30,9 @@ private:
         uint64_t blocksPerCommand;
     };
 
-    ostrel::core::Status readLimits(nvme::Drive& drive, Limits& limits) const;
-    ostrel::core::Status checkBounds(nvme::Drive& drive, uint32_t nsid, uint32_t& blockBytes) const;
+    Result<Limits> readLimits(nvme::Drive& drive) const;
+    /// The size of a block of the namespace, which has the blocks that are asked for.
+    Result<uint32_t> checkBounds(nvme::Drive& drive, uint32_t nsid) const;
     ostrel::core::Status deallocate(nvme::Drive& drive, uint32_t nsid, const Limits& limits) const;
 
     uint64_t startLba_ = 0;  ///< of the method that runs; so is the next

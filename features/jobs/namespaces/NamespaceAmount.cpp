@@ -33,17 +33,16 @@ constexpr UnitRow UNITS[] = {
 };
 // clang-format on
 
-bool parse(const std::string& text, NamespaceAmount& amount) {
+std::optional<NamespaceAmount> parse(const std::string& text) {
     std::string digits = toLower(text);
     for (const UnitRow& row : UNITS) {
         if (!takeSuffix(digits, row.suffix)) continue;
         if (row.unit != Unit::BLOCKS) (void)takeSuffix(digits, " ");
         uint64_t number = 0;
-        if (!readNumber(digits, Digits::DECIMAL, number) || number == 0 || number > row.most) return false;
-        amount = {row.unit, number * row.factor};
-        return true;
+        if (!readNumber(digits, Digits::DECIMAL, number) || number == 0 || number > row.most) return std::nullopt;
+        return NamespaceAmount{row.unit, number * row.factor};
     }
-    return false;
+    return std::nullopt;
 }
 
 }  // namespace
@@ -56,14 +55,10 @@ uint64_t NamespaceAmount::blocks(uint32_t blockBytes, uint64_t unallocatedBytes,
     return (unit == Unit::PERCENT ? share : number) / blockBytes / step * step;
 }
 
-Status readAmount(const Arguments& arguments, const Attribute& attribute, std::optional<NamespaceAmount>& amount) {
+Result<std::optional<NamespaceAmount>> readAmount(const Arguments& arguments, const Attribute& attribute) {
     const std::string text = arguments.text(attribute.getName());
-    NamespaceAmount read;
-    if (text.empty()) return Status();
-    if (parse(text, read)) {
-        amount = read;
-        return Status();
-    }
+    if (text.empty()) return std::nullopt;
+    if (const auto amount = parse(text)) return amount;
     return withDetails(statuses::invalidCapacity(),
                        attribute.getName() +
                            " must be a number of blocks from 1 on, an amount like 100GB or 100GiB, "

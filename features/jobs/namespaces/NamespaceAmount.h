@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <optional>
 
+#include "features/errors/Result.h"
 #include "features/jobs/base/Arguments.h"
 #include "ostrel/core/Attribute.h"
 #include "ostrel/core/Status.h"
@@ -21,8 +22,7 @@ struct NamespaceAmount {
     uint64_t blocks(uint32_t blockBytes, uint64_t unallocatedBytes, uint64_t step) const;
 };
 
-/// Absent or empty leaves `amount` empty. 10/269, with the forms that are legal, for anything else.
-ostrel::core::Status readAmount(const Arguments& arguments, const ostrel::core::Attribute& attribute,
-                                std::optional<NamespaceAmount>& amount);
+/// Empty for an argument that is absent or empty. 10/269, with the forms that are legal, for what is no amount.
+Result<std::optional<NamespaceAmount>> readAmount(const Arguments& arguments, const ostrel::core::Attribute& attribute);
 
 }  // namespace features::jobs

@@ -59,12 +59,12 @@ Status sendNamespaceAttachment(nvme::Drive& drive, bool attach, uint32_t nsid, u
     uint8_t list[nvme::IDENTIFY_BYTES] = {};
     nvme::putLe16(list, 1);
     nvme::putLe16(list + 2, controllerId);
-    nvme::Answer answer;
-    return mapNamespaceStatus(drive.send(command, answer, Payload(list, sizeof list)), drive);
+    const auto sent = drive.send(command, Payload(list, sizeof list));
+    return sent ? Status() : mapNamespaceStatus(sent.error());
 }
 
-Status mapNamespaceStatus(const Status& status, const nvme::Drive& drive) {
-    return mapNvmeStatus(REFUSALS, statuses::nvmeCommandProblem, status, drive);
+Status mapNamespaceStatus(const nvme::CommandError& error) {
+    return mapNvmeStatus(REFUSALS, statuses::nvmeCommandProblem, error);
 }
 
 }  // namespace features::jobs

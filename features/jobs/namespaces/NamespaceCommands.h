@@ -2,6 +2,7 @@
 
 #include <cstdint>
 
+#include "features/nvme/CommandError.h"
 #include "features/nvme/Drive.h"
 #include "features/nvme/NvmeCommand.h"
 #include "ostrel/core/Status.h"
@@ -19,6 +20,6 @@ nvme::NvmeCommand namespaceManagement(uint8_t select, uint32_t nsid);
 ostrel::core::Status sendNamespaceAttachment(nvme::Drive& drive, bool attach, uint32_t nsid, uint16_t controllerId);
 
 /// The status of the catalogue for a refusal of the two commands, 0/25 where there is none.
-ostrel::core::Status mapNamespaceStatus(const ostrel::core::Status& status, const nvme::Drive& drive);
+ostrel::core::Status mapNamespaceStatus(const nvme::CommandError& error);
 
 }  // namespace features::jobs

@@ -57,10 +57,10 @@ constexpr SettableProperty PROTECTION{attributes::feature::namespaceManagementPr
 constexpr SettableProperty SHARING{attributes::feature::multiPathIoCapabilities, 0, 1,
                                    statuses::invalidMultiPathIoCapabilities};
 
-/// An argument without a value leaves `value` as it is.
-Status readOptional(const Arguments& arguments, const SettableProperty& property, uint32_t& value) {
-    if (arguments.text(property.attribute().getName()).empty()) return Status();
-    return readValue(arguments, property, value);
+/// 0 for an argument without a value.
+Result<uint32_t> readOptional(const Arguments& arguments, const SettableProperty& property) {
+    if (arguments.text(property.attribute().getName()).empty()) return 0U;
+    return readValue(arguments, property);
 }
 
 /// A counter of 128 bits, or the most that 64 hold.
@@ -80,57 +80,47 @@ uint64_t commonStep(uint64_t one, uint64_t other) {
 
 }  // namespace
 
-Status readNamespaceRequest(const Arguments& arguments, NamespaceRequest& request) {
+Result<NamespaceRequest> readNamespaceRequest(const Arguments& arguments) {
     const Attribute sizeAttribute = attributes::feature::size();
     if (arguments.text(sizeAttribute.getName()).empty()) return statuses::noNamespaceSize();
-    std::optional<NamespaceAmount> size;
-    Status status = readAmount(arguments, sizeAttribute, size);
-    if (failed(status)) return status;
+    NamespaceRequest request;
+    TRY(const std::optional<NamespaceAmount> size, readAmount(arguments, sizeAttribute));
     request.size = *size;
-    status = readAmount(arguments, attributes::feature::capacity(), request.capacity);
-    if (failed(status)) return status;
+    TRY(request.capacity, readAmount(arguments, attributes::feature::capacity()));
     if (request.capacity && request.capacity->unit == request.size.unit &&
         request.capacity->number > request.size.number)
         return statuses::namespaceCapacityAboveSize();
-    uint32_t lbaFormat = 0;
-    uint32_t protection = 0;
-    uint32_t shared = 0;
-    status = readOptional(arguments, LBA_FORMAT, lbaFormat);
-    if (succeeded(status)) status = readOptional(arguments, PROTECTION, protection);
-    if (succeeded(status)) status = readOptional(arguments, SHARING, shared);
+    TRY(const uint32_t lbaFormat, readOptional(arguments, LBA_FORMAT));
+    TRY(const uint32_t protection, readOptional(arguments, PROTECTION));
+    TRY(const uint32_t shared, readOptional(arguments, SHARING));
     request.lbaFormat = static_cast<uint8_t>(lbaFormat);
     request.protectionType = static_cast<uint8_t>(protection);
     request.isShared = shared != 0;
-    return status;
+    return request;
 }
 
-Status NamespaceCreation::run(const uint8_t* controllerBytes, std::string& report) {
+Result<std::string> NamespaceCreation::run(const uint8_t* controllerBytes) {
     const ControllerCapabilities controller(controllerBytes);
     // A controller that reports no capacity at all does not count it.
     const bool isCounted = saturated128(controllerBytes + OFFSET_TNVMCAP) != 0;
     const uint64_t freeBytes = isCounted ? saturated128(controllerBytes + OFFSET_UNVMCAP) : UNKNOWN;
-    Status status = checkCount(controller);
-    if (failed(status)) return status;
-    Payload data;
-    status = drive_.identify(nvme::CNS_NAMESPACE, nvme::NSID_ALL, 0, data);
+    RETURN_IF_FAILED(checkCount(controller));
+    const auto data = drive_.identify(nvme::CNS_NAMESPACE, nvme::NSID_ALL);
     // Every controller with namespace management reports what its namespaces have in common.
-    if (isRefusal(status)) return withDetails(statuses::driveDoesNotSupportFeature(), status.getMessage());
-    if (failed(status)) return status;
-    status = checkFormat(NamespaceProperties(data.getData()));
-    if (failed(status)) return status;
-    status = readGranularity(controller);
-    if (succeeded(status)) status = findBlocks(freeBytes);
-    if (failed(status)) return status;
-    if (capacity_ < size_ && !bit(data.getData()[OFFSET_NSFEAT], 0)) return statuses::thinProvisioningNotSupported();
-    status = checkSize(freeBytes);
-    if (failed(status)) return status;
-    return create(report);
+    if (!data && isRefusal(data.error()))
+        return withDetails(statuses::driveDoesNotSupportFeature(), data.error().status.getMessage());
+    if (!data) return data.error();
+    RETURN_IF_FAILED(checkFormat(NamespaceProperties(data->getData())));
+    RETURN_IF_FAILED(readGranularity(controller));
+    RETURN_IF_FAILED(findBlocks(freeBytes));
+    if (capacity_ < size_ && !bit(data->getData()[OFFSET_NSFEAT], 0)) return statuses::thinProvisioningNotSupported();
+    RETURN_IF_FAILED(checkSize(freeBytes));
+    return create();
 }
 
 Status NamespaceCreation::checkCount(const ControllerCapabilities& controller) {
-    std::vector<uint32_t> all;
-    Status status = moveTo(all, readAllNamespaces(drive_, controller));
-    if (failed(status) || all.size() < controller.maxNamespaces()) return status;
+    TRY(const std::vector<uint32_t> all, readAllNamespaces(drive_, controller));
+    if (all.size() < controller.maxNamespaces()) return Status();
     return withDetails(statuses::tooManyNamespaces(),
                        "Drive " + drive_.name() + " has " + std::to_string(all.size()) + " of them already.");
 }
@@ -165,22 +155,23 @@ Status NamespaceCreation::checkProtection(const NamespaceProperties& common) {
 Status NamespaceCreation::findBlocks(uint64_t freeBytes) {
     // A size that is the capacity as well has to fit both.
     if (!request_.capacity) sizeStep_ = capacityStep_ = commonStep(sizeStep_, capacityStep_);
-    Status status = toBlocks("Size", request_.size, sizeStep_, freeBytes, size_);
+    TRY(size_, toBlocks("Size", request_.size, sizeStep_, freeBytes));
     capacity_ = size_;
-    if (succeeded(status) && request_.capacity)
-        status = toBlocks("Capacity", *request_.capacity, capacityStep_, freeBytes, capacity_);
-    return succeeded(status) && capacity_ > size_ ? statuses::namespaceCapacityAboveSize() : status;
+    if (request_.capacity) {
+        TRY(capacity_, toBlocks("Capacity", *request_.capacity, capacityStep_, freeBytes));
+    }
+    return capacity_ > size_ ? statuses::namespaceCapacityAboveSize() : Status();
 }
 
-Status NamespaceCreation::toBlocks(const char* what, const NamespaceAmount& amount, uint64_t step, uint64_t freeBytes,
-                                   uint64_t& blocks) const {
+Result<uint64_t> NamespaceCreation::toBlocks(const char* what, const NamespaceAmount& amount, uint64_t step,
+                                             uint64_t freeBytes) const {
     if (amount.unit == NamespaceAmount::Unit::PERCENT && freeBytes == UNKNOWN) {
         return withDetails(statuses::invalidCapacity(), "Drive " + drive_.name() +
                                                             " does not report its unallocated capacity: give " + what +
                                                             " in blocks, GB or GiB.");
     }
-    blocks = amount.blocks(format_.dataBytes(), freeBytes, step);
-    if (blocks != 0) return Status();
+    const uint64_t blocks = amount.blocks(format_.dataBytes(), freeBytes, step);
+    if (blocks != 0) return blocks;
     const bool isOfRest = amount.unit == NamespaceAmount::Unit::PERCENT;
     return withDetails(isOfRest ? statuses::notEnoughSpaceForNamespace() : statuses::invalidCapacity(),
                        std::string(what) + " is less than " + std::to_string(step * format_.dataBytes()) +
@@ -197,8 +188,8 @@ Status NamespaceCreation::checkSize(uint64_t freeBytes) {
                 ": " + std::to_string(most) + " blocks of " + std::to_string(format_.dataBytes()) + " bytes would fit";
         return withDetails(statuses::notEnoughSpaceForNamespace(), text + ".");
     }
-    const Status status = checkMultiple("Size", size_, sizeStep_, request_.capacity ? UNKNOWN : freeBlocks);
-    return succeeded(status) ? checkMultiple("Capacity", capacity_, capacityStep_, freeBlocks) : status;
+    RETURN_IF_FAILED(checkMultiple("Size", size_, sizeStep_, request_.capacity ? UNKNOWN : freeBlocks));
+    return checkMultiple("Capacity", capacity_, capacityStep_, freeBlocks);
 }
 
 /// Reports the multiples of `step` below and above, as far as they are not more than `most`.
@@ -217,22 +208,21 @@ Status NamespaceCreation::checkMultiple(const char* what, uint64_t blocks, uint6
 
 Status NamespaceCreation::readGranularity(const ControllerCapabilities& controller) {
     if (!bit(controller.ctratt, CTRATT_GRANULARITY)) return Status();
-    Payload data;
-    Status status = drive_.identify(CNS_GRANULARITY, 0, 0, data);
-    if (isRefusal(status)) return Status();  // then any size will do
-    if (failed(status)) return status;
-    const uint8_t* const list = data.getData();
+    const auto data = drive_.identify(CNS_GRANULARITY, 0);
+    // A drive that refuses it takes any size.
+    if (!data) return isRefusal(data.error()) ? Status() : data.error().status;
+    const uint8_t* const list = data->getData();
     // One descriptor for all formats, or one for each.
     const unsigned index = bit(list[0], 0) ? request_.lbaFormat : 0U;
     const unsigned number = std::min(list[OFFSET_NUMBER_OF_DESCRIPTORS] + 1U, MAX_DESCRIPTORS);
-    if (index >= number) return status;
+    if (index >= number) return Status();
     const uint8_t* const descriptor = list + OFFSET_DESCRIPTORS + index * DESCRIPTOR_BYTES;
     sizeStep_ = stepOf(nvme::le64(descriptor), format_.dataBytes());
     capacityStep_ = stepOf(nvme::le64(descriptor + 8), format_.dataBytes());
-    return status;
+    return Status();
 }
 
-Status NamespaceCreation::create(std::string& report) {
+Result<std::string> NamespaceCreation::create() {
     uint8_t data[nvme::IDENTIFY_BYTES] = {};
     nvme::putLe64(data + OFFSET_NSZE, size_);
     nvme::putLe64(data + OFFSET_NCAP, capacity_);
@@ -240,15 +230,13 @@ Status NamespaceCreation::create(std::string& report) {
                                               (request_.lbaFormat >> 4) << 5);
     data[OFFSET_DPS] = static_cast<uint8_t>(request_.protectionType | (protectionFirst_ ? 0x08 : 0));
     data[OFFSET_NMIC] = request_.isShared ? 1 : 0;
-    nvme::Answer answer;
-    Status status = drive_.send(namespaceManagement(SEL_CREATE, 0), answer, Payload(data, sizeof data));
-    if (failed(status)) return mapNamespaceStatus(status, drive_);
+    const auto answer = drive_.send(namespaceManagement(SEL_CREATE, 0), Payload(data, sizeof data));
+    if (!answer) return mapNamespaceStatus(answer.error());
     drive_.forgetIdentify();
-    report = "Namespace " + std::to_string(answer.completion.dword0) + " was created: " + std::to_string(size_) +
-             " blocks of " + std::to_string(format_.dataBytes()) + " bytes" +
-             (capacity_ == size_ ? "" : ", capacity " + std::to_string(capacity_) + " blocks") +
-             ". It can be used when it is attached to a controller.";
-    return status;
+    return "Namespace " + std::to_string(answer->completion.dword0) + " was created: " + std::to_string(size_) +
+           " blocks of " + std::to_string(format_.dataBytes()) + " bytes" +
+           (capacity_ == size_ ? "" : ", capacity " + std::to_string(capacity_) + " blocks") +
+           ". It can be used when it is attached to a controller.";
 }
 
 }  // namespace features::jobs

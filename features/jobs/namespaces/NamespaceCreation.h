@@ -4,6 +4,7 @@
 #include <optional>
 #include <string>
 
+#include "features/errors/Result.h"
 #include "features/jobs/base/Arguments.h"
 #include "features/jobs/namespaces/NamespaceAmount.h"
 #include "features/nvme/ControllerCapabilities.h"
@@ -23,7 +24,7 @@ struct NamespaceRequest {
 };
 
 /// Reads the arguments of the action "create", each refused by the catalogue's status for it.
-ostrel::core::Status readNamespaceRequest(const Arguments& arguments, NamespaceRequest& request);
+Result<NamespaceRequest> readNamespaceRequest(const Arguments& arguments);
 
 /// Makes a namespace (NVMe Base Specification 1.4, section 5.20). The drive's limits are looked at first: formats,
 /// protection, thin provisioning, the number of namespaces, the space that is left, and the granularity in which the
@@ -32,21 +33,20 @@ class NamespaceCreation {
 public:
     NamespaceCreation(nvme::Drive& drive, const NamespaceRequest& request) : drive_(drive), request_(request) {}
 
-    /// `controller`: Identify Controller, 4,096 bytes, of a controller with namespace management. `report`: which
-    /// namespace it became.
-    ostrel::core::Status run(const uint8_t* controller, std::string& report);
+    /// `controller`: Identify Controller, 4,096 bytes, of a controller with namespace management. The result says
+    /// which namespace it became.
+    Result<std::string> run(const uint8_t* controller);
 
 private:
     ostrel::core::Status checkCount(const nvme::ControllerCapabilities& controller);
     ostrel::core::Status checkFormat(const nvme::NamespaceProperties& common);
     ostrel::core::Status checkProtection(const nvme::NamespaceProperties& common);
     ostrel::core::Status findBlocks(uint64_t freeBytes);
-    ostrel::core::Status toBlocks(const char* what, const NamespaceAmount& amount, uint64_t step, uint64_t freeBytes,
-                                  uint64_t& blocks) const;
+    Result<uint64_t> toBlocks(const char* what, const NamespaceAmount& amount, uint64_t step, uint64_t freeBytes) const;
     ostrel::core::Status checkSize(uint64_t freeBytes);
     ostrel::core::Status checkMultiple(const char* what, uint64_t blocks, uint64_t step, uint64_t most) const;
     ostrel::core::Status readGranularity(const nvme::ControllerCapabilities& controller);
-    ostrel::core::Status create(std::string& report);
+    Result<std::string> create();
 
     nvme::Drive& drive_;
     NamespaceRequest request_;

@@ -45,8 +45,7 @@ NamespaceManagementJob::NamespaceManagementJob(std::shared_ptr<const WaitClock> 
       clock_(std::move(clock)) {}
 
 Status NamespaceManagementJob::checkRequest(const Arguments& arguments) {
-    Status status = checkOneDrive(getDevices().size());
-    if (failed(status)) return status;
+    RETURN_IF_FAILED(checkOneDrive(getDevices().size()));
     const std::string word = arguments.text(attributes::feature::action().getName());
     action_ =
         std::find_if(std::begin(ACTIONS), std::end(ACTIONS), [&](const ActionRow& row) { return word == row.word; });
@@ -54,24 +53,26 @@ Status NamespaceManagementJob::checkRequest(const Arguments& arguments) {
     request_ = NamespaceRequest();
     nsid_ = 0;
     controllerId_.reset();
-    if (action_->operation == &NamespaceManagementJob::create) return readNamespaceRequest(arguments, request_);
-    return readTarget(arguments);
+    if (action_->operation != &NamespaceManagementJob::create) return readTarget(arguments);
+    TRY(request_, readNamespaceRequest(arguments));
+    return Status();
 }
 
 Status NamespaceManagementJob::readTarget(const Arguments& arguments) {
     const std::string name = attributes::feature::namespaceManagementNamespaceId().getName();
     const std::string text = arguments.text(name);
     if (text.empty()) return statuses::noNamespaceId();
-    std::optional<uint64_t> nsid;
-    const Status status = arguments.number(name, nvme::NSID_ALL, nsid, Digits::DECIMAL_OR_HEX);
+    const std::optional<uint64_t> nsid =
+        arguments.number(name, nvme::NSID_ALL, Digits::DECIMAL_OR_HEX).value_or(std::nullopt);
     // All namespaces at once can be deleted, but not attached.
     const bool mayBeAll = action_->operation == &NamespaceManagementJob::erase;
-    if (failed(status) || nsid == 0U || (nsid == nvme::NSID_ALL && !mayBeAll))
+    if (!nsid || nsid == 0U || (nsid == nvme::NSID_ALL && !mayBeAll))
         return withDetails(statuses::invalidNamespaceId(), std::string("It must be a number from 1 to 0xFFFFFFFE") +
                                                                (mayBeAll ? ", or 0xFFFFFFFF for all" : "") + ", not '" +
                                                                text + "'.");
     nsid_ = static_cast<uint32_t>(*nsid);
-    return arguments.number(attributes::feature::nvmeControllerID().getName(), MAX_CONTROLLER_ID, controllerId_);
+    TRY(controllerId_, arguments.number(attributes::feature::nvmeControllerID().getName(), MAX_CONTROLLER_ID));
+    return Status();
 }
 
 Status NamespaceManagementJob::checkGate(nvme::Drive& drive) const {
@@ -82,104 +83,95 @@ Status NamespaceManagementJob::checkGate(nvme::Drive& drive) const {
 }
 
 Status NamespaceManagementJob::actOnDrive(nvme::Drive& drive, const Arguments&, DriveOutput& out) {
-    Status status = action_->takesAway ? checkGate(drive) : Status();
-    if (failed(status)) return status;
-    const uint8_t* controller = nullptr;
-    status = drive.identifyController(controller);
-    if (failed(status)) return status;
+    if (action_->takesAway) RETURN_IF_FAILED(checkGate(drive));
+    TRY(const uint8_t* const controller, drive.identifyController());
     if (!nvme::ControllerCapabilities(controller).supportsNamespaceManagement()) {
         return withDetails(statuses::driveDoesNotSupportFeature(),
                            "Drive " + drive.name() + " has no namespace management.");
     }
-    std::string report;
-    if (nsid_ != 0 && nsid_ != nvme::NSID_ALL) status = checkAllocated(drive);
-    if (succeeded(status)) status = (this->*action_->operation)(drive, controller, report);
-    if (succeeded(status)) out.addStatus(title(), Status(0, 0, report));
-    return status;
+    if (nsid_ != 0 && nsid_ != nvme::NSID_ALL) RETURN_IF_FAILED(checkAllocated(drive));
+    TRY(const std::string report, (this->*action_->operation)(drive, controller));
+    out.addStatus(title(), Status(0, 0, report));
+    return Status();
 }
 
 Status NamespaceManagementJob::checkAllocated(nvme::Drive& drive) const {
-    std::vector<uint32_t> all;
-    Status status = moveTo(all, readNamespaceList(drive, nvme::CNS_ALLOCATED_NAMESPACES));
-    if (isRefusal(status)) return Status();  // then the command itself reports it
-    if (failed(status) || std::find(all.begin(), all.end(), nsid_) != all.end()) return status;
+    const auto all = readNamespaceList(drive, nvme::CNS_ALLOCATED_NAMESPACES);
+    // Where the list is refused, the command itself reports it.
+    if (!all) return isRefusal(all.error()) ? Status() : all.error();
+    if (std::find(all->begin(), all->end(), nsid_) != all->end()) return Status();
     return withDetails(statuses::invalidNamespaceId(),
                        "Drive " + drive.name() + " has no namespace " + std::to_string(nsid_) + ".");
 }
 
-Status NamespaceManagementJob::create(nvme::Drive& drive, const uint8_t* controller, std::string& report) {
-    return NamespaceCreation(drive, request_).run(controller, report);
+Result<std::string> NamespaceManagementJob::create(nvme::Drive& drive, const uint8_t* controller) {
+    return NamespaceCreation(drive, request_).run(controller);
 }
 
-Status NamespaceManagementJob::erase(nvme::Drive& drive, const uint8_t*, std::string& report) {
-    Status status = checkGate(drive);
-    if (failed(status)) return status;
-    Status seen;
-    status = sendDeletion(drive, seen);
-    if (failed(status)) return status;
-    report = nsid_ == nvme::NSID_ALL ? "All namespaces were deleted."
-                                     : "Namespace " + std::to_string(nsid_) + " was deleted.";
-    std::string node;
-    if (succeeded(seen)) seen = awaitView(drive, false, node);
-    return succeeded(seen) ? seen : withDetails(seen, report);
+Result<std::string> NamespaceManagementJob::erase(nvme::Drive& drive, const uint8_t*) {
+    RETURN_IF_FAILED(checkGate(drive));
+    TRY(const RescanStatus rescanned, sendDeletion(drive));
+    const std::string report = nsid_ == nvme::NSID_ALL ? "All namespaces were deleted."
+                                                       : "Namespace " + std::to_string(nsid_) + " was deleted.";
+    const Status seen = succeeded(rescanned.status) ? statusOf(awaitView(drive, false)) : rescanned.status;
+    if (failed(seen)) return withDetails(seen, report);
+    return report;
 }
 
-Status NamespaceManagementJob::sendDeletion(nvme::Drive& drive, Status& seen) const {
+Result<RescanStatus> NamespaceManagementJob::sendDeletion(nvme::Drive& drive) const {
     const SignalBlock untilTheHostHasLooked;
-    nvme::Answer answer;
-    const Status status = drive.send(namespaceManagement(SEL_DELETE, nsid_), answer);
-    if (failed(status)) return mapNamespaceStatus(status, drive);
+    const auto sent = drive.send(namespaceManagement(SEL_DELETE, nsid_));
+    if (!sent) return mapNamespaceStatus(sent.error());
     drive.forgetIdentify();
-    seen = rescan(drive);
-    return status;
+    return RescanStatus{rescan(drive)};
 }
 
-Status NamespaceManagementJob::attach(nvme::Drive& drive, const uint8_t* controller, std::string& report) {
-    return changeAttachment(drive, true, nvme::ControllerCapabilities(controller).cntlid, report);
+Result<std::string> NamespaceManagementJob::attach(nvme::Drive& drive, const uint8_t* controller) {
+    return changeAttachment(drive, true, nvme::ControllerCapabilities(controller).cntlid);
 }
 
-Status NamespaceManagementJob::detach(nvme::Drive& drive, const uint8_t* controller, std::string& report) {
-    return changeAttachment(drive, false, nvme::ControllerCapabilities(controller).cntlid, report);
+Result<std::string> NamespaceManagementJob::detach(nvme::Drive& drive, const uint8_t* controller) {
+    return changeAttachment(drive, false, nvme::ControllerCapabilities(controller).cntlid);
 }
 
-Status NamespaceManagementJob::changeAttachment(nvme::Drive& drive, bool attach, uint16_t own, std::string& report) {
+Result<std::string> NamespaceManagementJob::changeAttachment(nvme::Drive& drive, bool attach, uint16_t own) {
     const auto controllerId = static_cast<uint16_t>(controllerId_.value_or(own));
-    Status status = attach ? Status() : checkGate(drive);
-    Status seen;
-    if (succeeded(status)) status = sendAttachment(drive, attach, controllerId, seen);
-    if (failed(status)) return status;
-    report = "Namespace " + std::to_string(nsid_) + (attach ? " was attached to" : " was detached from") +
-             " controller " + std::to_string(controllerId);
-    std::string node;
-    if (succeeded(seen) && controllerId == own) seen = awaitView(drive, attach, node);
-    report += (node.empty() ? "" : ": " + node) + ".";
-    return succeeded(seen) ? seen : withDetails(seen, report);
+    if (!attach) RETURN_IF_FAILED(checkGate(drive));
+    TRY(const RescanStatus rescanned, sendAttachment(drive, attach, controllerId));
+    Result<std::string> node;
+    if (failed(rescanned.status)) {
+        node = rescanned.status;
+    } else if (controllerId == own) {
+        node = awaitView(drive, attach);
+    }
+    const std::string place = node.value_or(std::string());
+    const std::string report = "Namespace " + std::to_string(nsid_) +
+                               (attach ? " was attached to" : " was detached from") + " controller " +
+                               std::to_string(controllerId) + (place.empty() ? "" : ": " + place) + ".";
+    if (!node) return withDetails(node.error(), report);
+    return report;
 }
 
-Status NamespaceManagementJob::sendAttachment(nvme::Drive& drive, bool attach, uint16_t controllerId,
-                                              Status& seen) const {
+Result<RescanStatus> NamespaceManagementJob::sendAttachment(nvme::Drive& drive, bool attach,
+                                                            uint16_t controllerId) const {
     const SignalBlock untilTheHostHasLooked;
-    const Status status = sendNamespaceAttachment(drive, attach, nsid_, controllerId);
-    if (succeeded(status)) seen = rescan(drive);
-    return status;
+    RETURN_IF_FAILED(sendNamespaceAttachment(drive, attach, nsid_, controllerId));
+    return RescanStatus{rescan(drive)};
 }
 
-Status NamespaceManagementJob::awaitView(nvme::Drive& drive, bool present, std::string& node) const {
-    Status status;
+Result<std::string> NamespaceManagementJob::awaitView(nvme::Drive& drive, bool present) const {
     const uint64_t deadline = clock_->nowMs() + VIEW_LIMIT_MS;
-    while (succeeded(status)) {
-        std::vector<HostNamespace> seen;
-        status = moveTo(seen, readHostNamespaces(drive));
+    for (;;) {
+        TRY(const std::vector<HostNamespace> seen, readHostNamespaces(drive));
         const auto found = std::find_if(seen.begin(), seen.end(), [&](const HostNamespace& space) {
             return space.nsid == nsid_ || nsid_ == nvme::NSID_ALL;
         });
         const bool isThere = found != seen.end() && (!present || !found->node.empty());
-        if (isThere && present) node = found->node;
+        if (isThere && present) return found->node;
         // The change is made, whether the system sees it by then or later.
-        if (isThere == present || clock_->nowMs() >= deadline) break;
+        if (isThere == present || clock_->nowMs() >= deadline) return "";
         clock_->sleepMs(VIEW_POLL_MS);
     }
-    return status;
 }
 
 }  // namespace features::jobs

@@ -5,7 +5,9 @@
 #include <optional>
 #include <string>
 
+#include "features/errors/Result.h"
 #include "features/jobs/base/CloneableJob.h"
+#include "features/jobs/drive/Namespaces.h"
 #include "features/jobs/namespaces/NamespaceCreation.h"
 #include "features/jobs/support/WaitClock.h"
 
@@ -26,7 +28,7 @@ protected:
     ostrel::core::Status actOnDrive(nvme::Drive& drive, const Arguments& arguments, DriveOutput& out) override;
 
 private:
-    using Operation = ostrel::core::Status (NamespaceManagementJob::*)(nvme::Drive&, const uint8_t*, std::string&);
+    using Operation = Result<std::string> (NamespaceManagementJob::*)(nvme::Drive&, const uint8_t*);
     struct ActionRow {
         const char* word;
         bool takesAway;
@@ -37,18 +39,17 @@ private:
     ostrel::core::Status readTarget(const Arguments& arguments);
     ostrel::core::Status checkGate(nvme::Drive& drive) const;
     ostrel::core::Status checkAllocated(nvme::Drive& drive) const;
-    // What each action does. `controller`: Identify Controller. `report`: what was done, in sentences.
-    ostrel::core::Status create(nvme::Drive& drive, const uint8_t* controller, std::string& report);
-    ostrel::core::Status erase(nvme::Drive& drive, const uint8_t* controller, std::string& report);
-    ostrel::core::Status attach(nvme::Drive& drive, const uint8_t* controller, std::string& report);
-    ostrel::core::Status detach(nvme::Drive& drive, const uint8_t* controller, std::string& report);
-    ostrel::core::Status changeAttachment(nvme::Drive& drive, bool attach, uint16_t own, std::string& report);
-    // The commands that change the host's view, and its look at the change, which no signal parts. `seen`: of the look.
-    ostrel::core::Status sendDeletion(nvme::Drive& drive, ostrel::core::Status& seen) const;
-    ostrel::core::Status sendAttachment(nvme::Drive& drive, bool attach, uint16_t controllerId,
-                                        ostrel::core::Status& seen) const;
-    /// After a look: until the system has the namespace, or has it no longer; `node`: where it is.
-    ostrel::core::Status awaitView(nvme::Drive& drive, bool present, std::string& node) const;
+    // What each action does. `controller`: Identify Controller. The result: what was done, in sentences.
+    Result<std::string> create(nvme::Drive& drive, const uint8_t* controller);
+    Result<std::string> erase(nvme::Drive& drive, const uint8_t* controller);
+    Result<std::string> attach(nvme::Drive& drive, const uint8_t* controller);
+    Result<std::string> detach(nvme::Drive& drive, const uint8_t* controller);
+    Result<std::string> changeAttachment(nvme::Drive& drive, bool attach, uint16_t own);
+    // The commands that change the host's view, and its look at the change, which no signal parts.
+    Result<RescanStatus> sendDeletion(nvme::Drive& drive) const;
+    Result<RescanStatus> sendAttachment(nvme::Drive& drive, bool attach, uint16_t controllerId) const;
+    /// After a look: until the system has the namespace, or has it no longer. The result: its node, empty without one.
+    Result<std::string> awaitView(nvme::Drive& drive, bool present) const;
 
     std::shared_ptr<const WaitClock> clock_;
     // Of the method that runs.
