@@ -77,10 +77,7 @@ std::string DriveLock::fileName(const std::string& drive) {
 
 Status DriveLock::acquire(const std::string& drive) {
     const std::lock_guard<std::mutex> guard(mutex_);
-    if (holders_ == 0) {
-        const Status status = lockFile(fileName(drive));
-        if (failed(status)) return status;
-    }
+    if (holders_ == 0) RETURN_IF_FAILED(lockFile(fileName(drive)));
     ++holders_;
     return Status();
 }
@@ -95,14 +92,12 @@ void DriveLock::release() {
 
 Status DriveLock::lockFile(const std::string& name) {
     const std::string path = folder_ + "/" + name;
-    FileDescriptor file;
-    Status status = openFile(path, name, file);
-    if (failed(status)) return status;
+    TRY(FileDescriptor file, openFile(path, name));
     while (::flock(file.get(), LOCK_EX | LOCK_NB) != 0) {
         const int error = errno;
         if (error == EINTR) continue;
         if (error != EWOULDBLOCK) return cannotLock(error, path);
-        status = statuses::jobBlocked();
+        Status status = statuses::jobBlocked();
         status.setMessage(status.getMessage() + ": " + ownerIn(file) + " is changing the drive.");
         return status;
     }
@@ -113,19 +108,21 @@ Status DriveLock::lockFile(const std::string& name) {
     return Status();
 }
 
-Status DriveLock::openFolder(FileDescriptor& folder) const {
+Result<FileDescriptor> DriveLock::openFolder() const {
     if (::mkdir(folder_.c_str(), S_IRWXU) != 0 && errno != EEXIST) return cannotLock(errno, folder_);
-    folder = FileDescriptor(::open(folder_.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
-    return folder.isOpen() ? checkOwner(folder, S_IFDIR, folder_) : cannotLock(errno, folder_);
+    FileDescriptor folder(::open(folder_.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+    if (!folder.isOpen()) return cannotLock(errno, folder_);
+    RETURN_IF_FAILED(checkOwner(folder, S_IFDIR, folder_));
+    return folder;
 }
 
-Status DriveLock::openFile(const std::string& path, const std::string& name, FileDescriptor& file) const {
-    FileDescriptor folder;
-    const Status status = openFolder(folder);
-    if (failed(status)) return status;
-    file = FileDescriptor(::openat(folder.get(), name.c_str(), O_RDWR | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC,
-                                   S_IRUSR | S_IWUSR));
-    return file.isOpen() ? checkOwner(file, S_IFREG, path) : cannotLock(errno, path);
+Result<FileDescriptor> DriveLock::openFile(const std::string& path, const std::string& name) const {
+    TRY(const FileDescriptor folder, openFolder());
+    FileDescriptor file(::openat(folder.get(), name.c_str(), O_RDWR | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC,
+                                 S_IRUSR | S_IWUSR));
+    if (!file.isOpen()) return cannotLock(errno, path);
+    RETURN_IF_FAILED(checkOwner(file, S_IFREG, path));
+    return file;
 }
 
 }  // namespace features::transport

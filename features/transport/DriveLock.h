@@ -3,6 +3,7 @@
 #include <mutex>
 #include <string>
 
+#include "features/errors/Result.h"
 #include "ostrel/core/FileDescriptor.h"
 #include "ostrel/core/Status.h"
 
@@ -38,9 +39,8 @@ public:
 
 private:
     ostrel::core::Status lockFile(const std::string& name);
-    ostrel::core::Status openFolder(ostrel::core::FileDescriptor& folder) const;
-    ostrel::core::Status openFile(const std::string& path, const std::string& name,
-                                  ostrel::core::FileDescriptor& file) const;
+    Result<ostrel::core::FileDescriptor> openFolder() const;
+    Result<ostrel::core::FileDescriptor> openFile(const std::string& path, const std::string& name) const;
 
     std::string folder_;
     std::mutex mutex_;

@@ -38,9 +38,9 @@ void set(Device& device, Attribute attribute, const std::string& text) {
 
 void askIdentity(Device& device, LinuxNvmePath& path) {
     nvme::Drive drive(device);
-    const uint8_t* data = nullptr;
-    const Status status = drive.identifyController(data);
-    if (failed(status)) set(device, attributes::device::errorString(), status.getMessage());
+    const auto asked = drive.identifyController();
+    if (!asked) set(device, attributes::device::errorString(), asked.error().status.getMessage());
+    const uint8_t* const data = asked.value_or(nullptr);
     for (const IdentityRow& row : IDENTITY) {
         set(device, row.attribute(), data == nullptr ? "" : nvme::shownText(data + row.offset, row.bytes));
     }

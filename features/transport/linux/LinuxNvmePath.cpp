@@ -94,16 +94,11 @@ nvme_passthru_cmd toKernelCommand(const NvmeCommand& command, uint32_t timeoutMs
 struct LinuxNvmePath::Node {
     explicit Node(const std::string& locks) : lock(locks) {}
 
-    struct Namespace {
-        std::string path;
-        FileDescriptor descriptor;
-    };
-
     std::mutex mutex;
     std::optional<nvme::ControllerIdentity> selected;  ///< before the first command
     FileDescriptor descriptor;
     std::atomic<bool> isSelected{false};  ///< the descriptor was seen to be of the drive that was selected
-    std::map<uint32_t, Namespace> namespaces;
+    std::map<uint32_t, NamespaceFile> namespaces;
     DriveLock lock;
 };
 
@@ -151,9 +146,9 @@ CommandResult LinuxNvmePath::send(const Command& command, const Payload& payload
     result.outputPayload = payload;
     result.startTime = boost::posix_time::microsec_clock::universal_time();
     if (const auto* nvmeCommand = dynamic_cast<const NvmeCommand*>(&command)) {
-        sendNvme(*nvmeCommand, payload, result);
+        result.status = sendNvme(*nvmeCommand, payload, result);
     } else if (const auto* hostCommand = dynamic_cast<const HostCommand*>(&command)) {
-        sendHost(*hostCommand, result);
+        result.status = sendHost(*hostCommand, result);
     } else {
         result.status = statuses::commandSetNotSupported();
     }
@@ -163,11 +158,11 @@ CommandResult LinuxNvmePath::send(const Command& command, const Payload& payload
 }
 
 /// While a reset is under way the driver says EAGAIN (or EBUSY).
-Status LinuxNvmePath::openNode(const std::string& path, FileDescriptor& node) const {
+Result<FileDescriptor> LinuxNvmePath::openNode(const std::string& path) const {
     const auto deadline = paths_.kernel->now() + RESET_PATIENCE;
     for (;;) {
-        node = FileDescriptor(paths_.kernel->open(path, O_RDONLY));
-        if (node.isOpen()) return Status();
+        FileDescriptor node(paths_.kernel->open(path, O_RDONLY));
+        if (node.isOpen()) return node;
         const int error = errno;
         if (isLeaving()) return hostStatus(ENODEV, path);
         if ((error != EAGAIN && error != EBUSY) || paths_.kernel->now() > deadline)
@@ -176,22 +171,21 @@ Status LinuxNvmePath::openNode(const std::string& path, FileDescriptor& node) co
     }
 }
 
-Status LinuxNvmePath::openController(int& node) {
+Result<int> LinuxNvmePath::openController() {
     const std::lock_guard<std::mutex> lock(node_->mutex);
     if (!node_->descriptor.isOpen()) {
-        Status status = openNode(controllerNode(), node_->descriptor);
-        if (failed(status)) return status;
+        TRY(node_->descriptor, openNode(controllerNode()));
     }
-    node = node_->descriptor.get();
-    return Status();
+    return node_->descriptor.get();
 }
 
-Status LinuxNvmePath::openSelected(int& node) {
-    Status status = openController(node);
-    if (failed(status) || node_->isSelected) return status;
-    status = checkIdentity(node, controllerNode());
-    if (succeeded(status)) node_->isSelected = true;
-    return status;
+Result<int> LinuxNvmePath::openSelected() {
+    TRY(const int node, openController());
+    if (!node_->isSelected) {
+        RETURN_IF_FAILED(checkIdentity(node, controllerNode()));
+        node_->isSelected = true;
+    }
+    return node;
 }
 
 Status LinuxNvmePath::checkIdentity(int node, const std::string& nodePath) {
@@ -201,8 +195,7 @@ Status LinuxNvmePath::checkIdentity(int node, const std::string& nodePath) {
     identify.cdw10 = nvme::CNS_CONTROLLER;
     identify.dataLength = nvme::IDENTIFY_BYTES;
     CommandResult result;
-    const Status status = passThrough(node, nodePath, identify, {}, result);
-    if (failed(status)) return status;
+    RETURN_IF_FAILED(passThrough(node, nodePath, identify, {}, result));
     const auto* completion = dynamic_cast<const Completion*>(result.protocolResult.get());
     if (completion == nullptr || !completion->isSuccess()) return unknownIdentity(nodePath);
     const nvme::ControllerIdentity found(result.inputPayload.getData());
@@ -220,12 +213,13 @@ Status LinuxNvmePath::checkNamespace(int node, const std::string& nodePath, uint
     return anotherDrive(nodePath, "namespace " + std::to_string(nsid), "namespace " + std::to_string(found));
 }
 
-Status LinuxNvmePath::openNamespace(uint32_t nsid, FileDescriptor& node, std::string& nodePath) {
+Result<LinuxNvmePath::NamespaceFile> LinuxNvmePath::openNamespace(uint32_t nsid) const {
     LookErrors errors;
     for (const NamespaceNode& part : topology_->namespacesOf(controller_, errors)) {
         if (part.nsid != nsid || part.block.empty()) continue;
-        nodePath = paths_.dev + "/" + part.block;
-        return openNode(nodePath, node);
+        std::string path = paths_.dev + "/" + part.block;
+        TRY(FileDescriptor node, openNode(path));
+        return NamespaceFile{std::move(path), std::move(node)};
     }
     if (!errors.isEmpty()) return errors.status();
     return Status(CATEGORY_FEATURE, 80,
@@ -233,40 +227,30 @@ Status LinuxNvmePath::openNamespace(uint32_t nsid, FileDescriptor& node, std::st
                       " is not attached to " + controller_ + ".");
 }
 
-Status LinuxNvmePath::openToRead(uint32_t nsid, int& node, std::string& nodePath) {
+Result<const LinuxNvmePath::NamespaceFile*> LinuxNvmePath::openToRead(uint32_t nsid) {
     const std::lock_guard<std::mutex> lock(node_->mutex);
     auto found = node_->namespaces.find(nsid);
     if (found == node_->namespaces.end()) {
-        Node::Namespace opened;
-        const Status status = openNamespace(nsid, opened.descriptor, opened.path);
-        if (failed(status)) return status;
+        TRY(NamespaceFile opened, openNamespace(nsid));
         found = node_->namespaces.emplace(nsid, std::move(opened)).first;
     }
-    node = found->second.descriptor.get();
-    nodePath = found->second.path;
-    return Status();
+    return &found->second;
 }
 
-void LinuxNvmePath::sendNvme(const NvmeCommand& command, const Payload& payload, CommandResult& result) {
+Status LinuxNvmePath::sendNvme(const NvmeCommand& command, const Payload& payload, CommandResult& result) {
     if (command.queue == nvme::Queue::ADMIN) {
-        int node = -1;
-        result.status = command.changesDrive() ? openSelected(node) : openController(node);
-        if (succeeded(result.status)) result.status = passThrough(node, controllerNode(), command, payload, result);
-        return;
+        TRY(const int node, command.changesDrive() ? openSelected() : openController());
+        return passThrough(node, controllerNode(), command, payload, result);
     }
-    std::string nodePath;
     if (!command.changesDrive()) {
         // A caller that reads a namespace reads much of it. Should the node name another by now, the wrong
         // blocks are read, and nothing is lost; a command that writes looks for its namespace every time.
-        int opened = -1;
-        result.status = openToRead(command.nsid, opened, nodePath);
-        if (succeeded(result.status)) result.status = passThrough(opened, nodePath, command, payload, result);
-        return;
+        TRY(const NamespaceFile* const opened, openToRead(command.nsid));
+        return passThrough(opened->descriptor.get(), opened->path, command, payload, result);
     }
-    FileDescriptor node;
-    result.status = openNamespace(command.nsid, node, nodePath);
-    if (succeeded(result.status)) result.status = checkNamespace(node.get(), nodePath, command.nsid);
-    if (succeeded(result.status)) result.status = passThrough(node.get(), nodePath, command, payload, result);
+    TRY(const NamespaceFile opened, openNamespace(command.nsid));
+    RETURN_IF_FAILED(checkNamespace(opened.descriptor.get(), opened.path, command.nsid));
+    return passThrough(opened.descriptor.get(), opened.path, command, payload, result);
 }
 
 Status LinuxNvmePath::passThrough(int node, const std::string& nodePath, const NvmeCommand& command,
@@ -315,47 +299,46 @@ Status LinuxNvmePath::submit(int node, const std::string& nodePath, const NvmeCo
     }
 }
 
-void LinuxNvmePath::sendHost(const HostCommand& command, CommandResult& result) {
+Status LinuxNvmePath::sendHost(const HostCommand& command, CommandResult& result) {
     switch (command.request) {
         case HostRequest::NAMESPACES:
         case HostRequest::USES: {
-            std::vector<HostNamespace> found;
-            result.status = command.request == HostRequest::USES ? usedNamespaces(command.useCheck, found)
-                                                                 : attachedNamespaces(found);
-            if (succeeded(result.status)) result.protocolResult = std::make_unique<HostResult>(std::move(found));
-            return;
+            TRY(std::vector<HostNamespace> found,
+                command.request == HostRequest::USES ? usedNamespaces(command.useCheck) : attachedNamespaces());
+            result.protocolResult = std::make_unique<HostResult>(std::move(found));
+            return Status();
         }
         case HostRequest::LOCATION: {
             LookErrors errors;
             HostLocation location = locateController(paths_, topology_->controllerFolder(controller_), errors);
-            result.status = errors.status();
-            if (succeeded(result.status)) result.protocolResult = std::make_unique<HostResult>(std::move(location));
-            return;
+            RETURN_IF_FAILED(errors.status());
+            result.protocolResult = std::make_unique<HostResult>(std::move(location));
+            return Status();
         }
         case HostRequest::RESET_CONTROLLER:
-            result.status = resetController(NVME_IOCTL_RESET, command.timeoutMs);
-            return;
+            return resetController(NVME_IOCTL_RESET, command.timeoutMs);
         case HostRequest::RESET_SUBSYSTEM:
-            result.status = resetController(NVME_IOCTL_SUBSYS_RESET, command.timeoutMs);
-            return;
-        case HostRequest::RESCAN: {
-            int node = -1;
-            result.status = openController(node);
-            if (succeeded(result.status) && paths_.kernel->ioctl(node, NVME_IOCTL_RESCAN, nullptr) < 0) {
-                const int error = errno;
-                result.status = hostStatus(error, controllerNode());
-            }
-            if (succeeded(result.status)) rescanPartitions();
-            return;
-        }
+            return resetController(NVME_IOCTL_SUBSYS_RESET, command.timeoutMs);
+        case HostRequest::RESCAN:
+            return rescan();
         case HostRequest::LOCK_DRIVE:
-            result.status =
-                node_->selected ? node_->lock.acquire(node_->selected->driveName()) : unknownIdentity(controllerNode());
-            return;
+            if (!node_->selected) return unknownIdentity(controllerNode());
+            return node_->lock.acquire(node_->selected->driveName());
         case HostRequest::UNLOCK_DRIVE:
             node_->lock.release();
-            return;
+            break;
     }
+    return Status();
+}
+
+Status LinuxNvmePath::rescan() {
+    TRY(const int node, openController());
+    if (paths_.kernel->ioctl(node, NVME_IOCTL_RESCAN, nullptr) < 0) {
+        const int error = errno;
+        return hostStatus(error, controllerNode());
+    }
+    rescanPartitions();
+    return Status();
 }
 
 /// The kernel reads a partition table again when the size of the disk changes, not when its content is erased. Tables
@@ -379,9 +362,7 @@ void LinuxNvmePath::rescanPartitions() const {
 }
 
 Status LinuxNvmePath::resetController(unsigned long request, uint32_t ofCommand) {
-    int node = -1;
-    Status status = openSelected(node);
-    if (failed(status)) return status;
+    TRY(const int node, openSelected());
     // A fabrics controller connects again, to the drive that has the name by then.
     node_->isSelected = false;
     if (paths_.kernel->ioctl(node, request, nullptr) < 0) {
@@ -416,29 +397,26 @@ HostNamespace LinuxNvmePath::hostNamespace(const NamespaceNode& node, bool attac
     return entry;
 }
 
-Status LinuxNvmePath::read(const NvmeCommand& command, Payload& data) {
+Result<Payload> LinuxNvmePath::read(const NvmeCommand& command) {
     CommandResult result;
-    sendNvme(command, {}, result);
-    if (failed(result.status)) return result.status;
+    RETURN_IF_FAILED(sendNvme(command, {}, result));
     const auto* completion = dynamic_cast<const Completion*>(result.protocolResult.get());
-    if (completion != nullptr && completion->isSuccess()) {
-        data = result.inputPayload;
-        return Status();
-    }
+    if (completion != nullptr && completion->isSuccess()) return result.inputPayload;
     Status refused = statuses::deviceDataRetrievalFailed();
     refused.setMessage(refused.getMessage() + " " + command.getName() + " failed on " + controllerNode() +
                        (completion == nullptr ? "." : ": " + completion->meaning() + "."));
     return refused;
 }
 
-Status LinuxNvmePath::attachedNamespaces(std::vector<HostNamespace>& found) {
+Result<std::vector<HostNamespace>> LinuxNvmePath::attachedNamespaces() {
     LookErrors errors;
-    if (!topology_->isVisible(errors))
-        return identifyNamespaces([this](const NvmeCommand& c, Payload& data) { return read(c, data); }, found);
+    if (!topology_->isVisible(errors)) return identifyNamespaces([this](const NvmeCommand& c) { return read(c); });
+    std::vector<HostNamespace> found;
     for (const NamespaceNode& node : topology_->namespacesOf(controller_, errors)) {
         found.push_back(hostNamespace(node, true, errors));
     }
-    return errors.status();
+    RETURN_IF_FAILED(errors.status());
+    return found;
 }
 
 void LinuxNvmePath::addUses(const BlockUses& uses, const NamespaceNode& node, UseCheck check,
@@ -455,7 +433,7 @@ void LinuxNvmePath::addUses(const BlockUses& uses, const NamespaceNode& node, Us
     entry.partitions.insert(entry.partitions.end(), partitions.begin(), partitions.end());
 }
 
-Status LinuxNvmePath::usedNamespaces(UseCheck check, std::vector<HostNamespace>& found) const {
+Result<std::vector<HostNamespace>> LinuxNvmePath::usedNamespaces(UseCheck check) const {
     const BlockUses uses(paths_, check);
     LookErrors errors;
     std::map<uint32_t, HostNamespace> namespaces;
@@ -474,12 +452,14 @@ Status LinuxNvmePath::usedNamespaces(UseCheck check, std::vector<HostNamespace>&
             if (seen.insert({node.nsid, node.block}).second) addUses(uses, node, check, entry->second);
         }
     }
+    std::vector<HostNamespace> found;
     for (auto& [nsid, entry] : namespaces) {
         entry.uses.insert(entry.uses.end(), ofControllers.begin(), ofControllers.end());
         found.push_back(std::move(entry));
     }
     errors.add(uses.errors());
-    return errors.status();
+    RETURN_IF_FAILED(errors.status());
+    return found;
 }
 
 }  // namespace features::transport

@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "features/errors/Result.h"
 #include "features/nvme/ControllerIdentity.h"
 #include "features/nvme/NvmeCommand.h"
 #include "features/transport/HostCommand.h"
@@ -48,31 +49,38 @@ public:
 
 private:
     struct Node;
+    struct NamespaceFile {
+        std::string path;
+        ostrel::core::FileDescriptor descriptor;
+    };
 
-    void sendNvme(const nvme::NvmeCommand& command, const ostrel::core::Payload& payload,
-                  ostrel::core::CommandResult& result);
-    void sendHost(const HostCommand& command, ostrel::core::CommandResult& result);
+    // The data and what the command brought back go into `result`; its status is what is returned.
+    ostrel::core::Status sendNvme(const nvme::NvmeCommand& command, const ostrel::core::Payload& payload,
+                                  ostrel::core::CommandResult& result);
+    ostrel::core::Status sendHost(const HostCommand& command, ostrel::core::CommandResult& result);
     /// Sends the command and logs it.
     ostrel::core::Status passThrough(int node, const std::string& nodePath, const nvme::NvmeCommand& command,
                                      const ostrel::core::Payload& toController, ostrel::core::CommandResult& result);
     ostrel::core::Status submit(int node, const std::string& nodePath, const nvme::NvmeCommand& command,
                                 const ostrel::core::Payload& toController, ostrel::core::CommandResult& result);
-    ostrel::core::Status openNode(const std::string& path, ostrel::core::FileDescriptor& node) const;
-    ostrel::core::Status openController(int& node);
-    /// The controller's node for what changes the drive: it is that of the drive that was selected.
-    ostrel::core::Status openSelected(int& node);
+    Result<ostrel::core::FileDescriptor> openNode(const std::string& path) const;
+    /// The descriptor of the controller's node, which stays open.
+    Result<int> openController();
+    /// The same for what changes the drive: it is that of the drive that was selected.
+    Result<int> openSelected();
     ostrel::core::Status checkIdentity(int node, const std::string& nodePath);
     ostrel::core::Status checkNamespace(int node, const std::string& nodePath, uint32_t nsid);
-    ostrel::core::Status openNamespace(uint32_t nsid, ostrel::core::FileDescriptor& node, std::string& nodePath);
+    Result<NamespaceFile> openNamespace(uint32_t nsid) const;
     /// The node of a namespace for commands that read alone: it stays open.
-    ostrel::core::Status openToRead(uint32_t nsid, int& node, std::string& nodePath);
+    Result<const NamespaceFile*> openToRead(uint32_t nsid);
     ostrel::core::Status resetController(unsigned long request, uint32_t timeoutMs);
     ostrel::core::Status awaitController(uint32_t timeoutMs);
+    ostrel::core::Status rescan();
     void rescanPartitions() const;
-    ostrel::core::Status attachedNamespaces(std::vector<HostNamespace>& found);
+    Result<std::vector<HostNamespace>> attachedNamespaces();
     /// Sends a command that reads; what the controller refuses is an error, too.
-    ostrel::core::Status read(const nvme::NvmeCommand& command, ostrel::core::Payload& data);
-    ostrel::core::Status usedNamespaces(UseCheck check, std::vector<HostNamespace>& found) const;
+    Result<ostrel::core::Payload> read(const nvme::NvmeCommand& command);
+    Result<std::vector<HostNamespace>> usedNamespaces(UseCheck check) const;
     /// The uses of a namespace by one of its nodes.
     void addUses(const BlockUses& uses, const NamespaceNode& node, UseCheck check, HostNamespace& entry) const;
     HostNamespace hostNamespace(const NamespaceNode& node, bool attached, LookErrors& errors) const;
