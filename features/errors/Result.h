@@ -59,14 +59,6 @@ ostrel::core::Status statusOf(const Result<T, E>& result) {
     return result ? ostrel::core::Status() : ostrel::core::Status(result.error());
 }
 
-/// For callers whose result leaves through a parameter, which changes only on success.
-template <typename T, typename E>
-ostrel::core::Status moveTo(T& value, Result<T, E>&& result) {
-    if (!result) return std::move(result).error();
-    value = *std::move(result);
-    return ostrel::core::Status();
-}
-
 }  // namespace features
 
 #define FEATURES_JOINED_(a, b) a##b

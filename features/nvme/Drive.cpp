@@ -76,12 +76,10 @@ std::string Drive::name() const {
 
 Result<Answer, CommandError> Drive::send(const NvmeCommand& command, const Payload& toController) {
     CommandResult result;
-    lastCompletion_ = Completion();
     device_.sendCommand(command, result, toController);
     RETURN_IF_FAILED(result.status);
     const auto* completion = dynamic_cast<const Completion*>(result.protocolResult.get());
     if (completion == nullptr) return noData(command);
-    lastCompletion_ = *completion;
     if (!completion->isSuccess()) return CommandError(refusal(command, *completion), *completion);
     // The caller that reads the data counts on its length.
     if (command.transfer() == Transfer::FROM_CONTROLLER && result.inputPayload.getSize() < command.dataLength)

@@ -4,7 +4,6 @@
 #include <functional>
 #include <optional>
 #include <string>
-#include <utility>
 
 #include "features/errors/Result.h"
 #include "features/nvme/CommandError.h"
@@ -109,28 +108,6 @@ public:
         }
     }
 
-    // Of jobs that ask afterwards what the last command answered, and whose results leave through their parameters.
-    const Completion& lastCompletion() const { return lastCompletion_; }
-    ostrel::core::Status send(const NvmeCommand& command, Answer& answer,
-                              const ostrel::core::Payload& toController = {}) {
-        return moveTo(answer, send(command, toController));
-    }
-    ostrel::core::Status identify(uint8_t cns, uint32_t nsid, uint16_t controllerId, ostrel::core::Payload& data) {
-        return moveTo(data, identify(cns, nsid, controllerId));
-    }
-    ostrel::core::Status identifyController(const uint8_t*& data) { return moveTo(data, identifyController()); }
-    ostrel::core::Status readLogPage(const LogPageRequest& request, uint64_t length, ostrel::core::Payload& data) {
-        return moveTo(data, readLogPage(request, length));
-    }
-    ostrel::core::Status getFeature(const FeatureRequest& request, Select select, Answer& answer) {
-        return moveTo(answer, getFeature(request, select));
-    }
-    ostrel::core::Status setFeature(const FeatureRequest& request, bool save, const ostrel::core::Payload& data,
-                                    Answer& answer) {
-        return moveTo(answer, setFeature(request, save, data));
-    }
-    ostrel::core::Status maxTransferBytes(uint32_t& bytes) { return moveTo(bytes, maxTransferBytes()); }
-
     /// After a command that changes what Identify says.
     void forgetIdentify();
 
@@ -150,7 +127,6 @@ private:
     ostrel::core::Device& device_;
     ostrel::core::Payload identifyController_;
     std::optional<ostrel::core::Payload> supportedLogs_;  ///< empty: there is no list
-    Completion lastCompletion_;
     uint32_t maxTransferBytes_ = 0;
 };
 

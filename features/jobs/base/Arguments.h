@@ -43,14 +43,6 @@ public:
     /// At most `most`; empty for an argument that is absent or empty.
     Result<std::optional<uint64_t>> number(const std::string& key, uint64_t most,
                                            Digits digits = Digits::DECIMAL) const;
-    // For callers whose results leave through their parameters.
-    ostrel::core::Status boolean(const std::string& key, std::optional<bool>& value) const {
-        return moveTo(value, boolean(key));
-    }
-    ostrel::core::Status number(const std::string& key, uint64_t most, std::optional<uint64_t>& value,
-                                Digits digits = Digits::DECIMAL) const {
-        return moveTo(value, number(key, most, digits));
-    }
 
 private:
     const std::string* find(const std::string& key) const;

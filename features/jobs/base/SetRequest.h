@@ -33,12 +33,4 @@ ostrel::core::Status checkSettable(const ostrel::core::Attribute& given, const o
 /// range in the message.
 Result<uint32_t> readValue(const Arguments& sent, const SettableProperty& property);
 
-// For callers whose results leave through their parameters.
-inline ostrel::core::Status readSetGetType(const Arguments& arguments, bool& isSet) {
-    return moveTo(isSet, isSetRequest(arguments));
-}
-inline ostrel::core::Status readValue(const Arguments& sent, const SettableProperty& property, uint32_t& value) {
-    return moveTo(value, readValue(sent, property));
-}
-
 }  // namespace features::jobs

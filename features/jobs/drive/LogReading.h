@@ -32,16 +32,4 @@ nvme::CommandError missingLogAs(const nvme::CommandError& error, const ostrel::c
 /// The SMART / Health Information log, 512 bytes.
 Result<ostrel::core::Payload, nvme::CommandError> readSmartLog(nvme::Drive& drive);
 
-// For callers whose results leave through their parameters.
-inline ostrel::core::Status readLog(nvme::Drive& drive, uint8_t lid, uint32_t bytes, ostrel::core::Payload& data) {
-    return moveTo(data, readLog(drive, lid, bytes));
-}
-inline ostrel::core::Status readSmartLog(nvme::Drive& drive, ostrel::core::Payload& data) {
-    return moveTo(data, readSmartLog(drive));
-}
-inline ostrel::core::Status missingLogAs(const ostrel::core::Status& status, const nvme::Drive& drive,
-                                         const ostrel::core::Status& missing) {
-    return missingLogAs(nvme::CommandError(status, drive.lastCompletion()), missing);
-}
-
 }  // namespace features::jobs

@@ -27,11 +27,4 @@ ostrel::core::Status mapNvmeStatus(const RefusalRow (&rows)[COUNT], ostrel::core
     return mapNvmeStatus(rows, COUNT, otherwise, error);
 }
 
-// For callers that have the status alone: of the drive's last command.
-template <size_t COUNT>
-ostrel::core::Status mapNvmeStatus(const RefusalRow (&rows)[COUNT], ostrel::core::Status (*otherwise)(),
-                                   const ostrel::core::Status& status, const nvme::Drive& drive) {
-    return mapNvmeStatus(rows, COUNT, otherwise, nvme::CommandError(status, drive.lastCompletion()));
-}
-
 }  // namespace features::jobs

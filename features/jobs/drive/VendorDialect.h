@@ -36,9 +36,4 @@ ostrel::core::Status requireVelkoFeature(nvme::Drive& drive, uint8_t fid, const 
 /// C0h for another reason than that it has none leaves the question open: its refusal is returned.
 Result<Dialect> dialectOfFeature(nvme::Drive& drive, uint8_t fid, OcpGrounds grounds);
 
-// For callers whose results leave through their parameters.
-inline ostrel::core::Status dialectOfFeature(nvme::Drive& drive, uint8_t fid, OcpGrounds grounds, Dialect& dialect) {
-    return moveTo(dialect, dialectOfFeature(drive, fid, grounds));
-}
-
 }  // namespace features::jobs

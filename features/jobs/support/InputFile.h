@@ -16,11 +16,4 @@ Result<std::string> readInputFile(const std::string& path, uint64_t maxBytes,
                                   ostrel::core::SymbolicLink link = ostrel::core::SymbolicLink::FOLLOW,
                                   ostrel::core::Status (*tooLarge)() = ostrel::core::statuses::fileReadFailed);
 
-// For callers whose results leave through their parameters.
-inline ostrel::core::Status readInputFile(const std::string& path, uint64_t maxBytes, std::string& bytes,
-                                          ostrel::core::SymbolicLink link = ostrel::core::SymbolicLink::FOLLOW,
-                                          ostrel::core::Status (*tooLarge)() = ostrel::core::statuses::fileReadFailed) {
-    return moveTo(bytes, readInputFile(path, maxBytes, link, tooLarge));
-}
-
 }  // namespace features::jobs
