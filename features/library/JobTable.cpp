@@ -126,15 +126,14 @@ bool changesDrive(const xml::XmlObject& request) {
     return jobs::isSetRequest(jobs::Arguments(request)).value_or(false);  // the job refuses what is neither
 }
 
-std::unique_ptr<Job> createJob(const std::string& name, Status& status) {
+Result<std::unique_ptr<Job>> createJob(const std::string& name) {
     for (const JobRow& row : JOBS) {
         if (row.name == name) return row.create();
     }
-    status = ostrel::core::statuses::jobNotFound();
     for (const std::string_view known : ostrel::interfaces::ostreli::JOB_NAMES) {
-        if (known == name) status = ostrel::core::statuses::featureNotSupported();
+        if (known == name) return ostrel::core::statuses::featureNotSupported();
     }
-    return nullptr;
+    return ostrel::core::statuses::jobNotFound();
 }
 
 }  // namespace features::library

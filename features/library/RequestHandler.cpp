@@ -146,9 +146,7 @@ std::string RequestHandler::answer(const std::string& text) {
 }
 
 Status RequestHandler::run(xml::XmlObject& request, const std::shared_ptr<xml::XmlObject>& output) {
-    Status status;
-    const auto job = createJob(request.getAttribute(xml::KEY_NAME), status);
-    if (job == nullptr) return status;
+    TRY(const auto job, createJob(request.getAttribute(xml::KEY_NAME)));
     // The look for drives costs time and is only made for jobs that want it; a parse of a file does not.
     Devices devices;
     Selection selection;
@@ -156,16 +154,14 @@ Status RequestHandler::run(xml::XmlObject& request, const std::shared_ptr<xml::X
     if (wantsScan(request)) {
         manager_.scan();
         for (const auto& source : sources_) selection.scanErrors.add(source->scanErrors());
-        status = selectDevices(request, devices, selection);
-        if (succeeded(status)) status = checkSelection(selection);
-        if (failed(status)) return status;
+        TRY(devices, selectDevices(request, selection));
+        RETURN_IF_FAILED(checkSelection(selection));
     }
     LockedDrives locks;
-    if (selection.changes) status = lockDrives(devices, locks);
-    if (failed(status)) return status;
+    if (selection.changes) RETURN_IF_FAILED(lockDrives(devices, locks));
     job->setInput(request);
     job->setDevices(devices);
-    status = job->run(output);
+    const Status status = job->run(output);
     if (selection.scanErrors.isEmpty() || !selection.dependsOnScan()) return status;
     return reportScanErrors(status, *output, selection.scanErrors);
 }
@@ -177,67 +173,61 @@ Status RequestHandler::checkSelection(const Selection& selection) {
                        selection.scanErrors.text() + " Name the drive by its serial number or path.");
 }
 
-Status RequestHandler::selectDevices(const xml::XmlObject& request, Devices& devices, Selection& selection) {
+Result<RequestHandler::Devices> RequestHandler::selectDevices(const xml::XmlObject& request, Selection& selection) {
+    Devices devices;
     for (const auto& list : request.lists) {
         if (list->getAttribute(xml::KEY_NAME) != xml::NAME_DEVICES) continue;
-        for (const auto& device : list->objects) {
-            for (const auto& selector : device->properties) {
+        for (const auto& named : list->objects) {
+            for (const auto& selector : named->properties) {
                 selection.isNamed = true;
                 const std::string key = selector->getAttribute(xml::KEY_NAME);
                 if (key == xml::NAME_INDEX) selection.hasIndex = true;
-                const Status status = selectDevice(key, selector->getAttribute(xml::KEY_VALUE), devices, selection);
-                if (failed(status)) return status;
+                TRY(const auto device, selectDevice(key, selector->getAttribute(xml::KEY_VALUE), selection));
+                // Two names for one drive are one drive: a command must not run on it twice.
+                if (std::find(devices.begin(), devices.end(), device) == devices.end()) devices.push_back(device);
             }
         }
     }
-    if (!selection.isNamed) devices = manager_.getDevices();
-    return Status();
+    return selection.isNamed ? devices : manager_.getDevices();
 }
 
-Status RequestHandler::selectDevice(const std::string& key, const std::string& value, Devices& devices,
-                                    const Selection& selection) {
+Result<std::shared_ptr<Device>> RequestHandler::findDevice(const std::string& key, const std::string& value,
+                                                           bool changes, LookErrors& errors) {
+    if (key == xml::NAME_PATH) return deviceAt(value, &transport::DriveSource::locate, errors);
+    if (key == xml::NAME_BOOT_DRIVE) return deviceAt(value, &transport::DriveSource::bootDrive, errors);
+    return deviceNamed(key, value, changes);
+}
+
+Result<std::shared_ptr<Device>> RequestHandler::selectDevice(const std::string& key, const std::string& value,
+                                                             const Selection& selection) {
     LookErrors errors = selection.scanErrors;
-    std::shared_ptr<Device> device;
-    Status status;
-    if (key == xml::NAME_PATH) {
-        status = deviceAt(value, &transport::DriveSource::locate, device, errors);
-    } else if (key == xml::NAME_BOOT_DRIVE) {
-        status = deviceAt(value, &transport::DriveSource::bootDrive, device, errors);
-    } else {
-        status = deviceNamed(key, value, selection.changes, device);
-    }
-    if (failed(status)) return status;
+    TRY(const auto device, findDevice(key, value, selection.changes, errors));
+    if (device != nullptr) return device;
     // A drive that is not known, and one that could not be seen, differ.
-    if (device == nullptr)
-        return errors.isEmpty() ? unknownDrive(key) : withDetails(unknownDrive(key), notSeen(errors));
-    // Two names for one drive are one drive: a command must not run on it twice.
-    if (std::find(devices.begin(), devices.end(), device) == devices.end()) devices.push_back(device);
-    return Status();
+    return errors.isEmpty() ? unknownDrive(key) : withDetails(unknownDrive(key), notSeen(errors));
 }
 
-Status RequestHandler::deviceNamed(const std::string& key, const std::string& value, bool changes,
-                                   std::shared_ptr<Device>& device) {
-    device = manager_.GetDevice(Attribute(key, key, typeString(), value));
+Result<std::shared_ptr<Device>> RequestHandler::deviceNamed(const std::string& key, const std::string& value,
+                                                            bool changes) {
+    auto device = manager_.GetDevice(Attribute(key, key, typeString(), value));
     // Digits are the serial number of a drive where no drive has that index.
     if (device == nullptr && key == xml::NAME_INDEX && !value.empty())
-        return deviceNamed(xml::NAME_SERIAL_NUMBER, value, changes, device);
-    if (device == nullptr || (key != xml::NAME_INDEX && key != xml::NAME_SERIAL_NUMBER)) return Status();
+        return deviceNamed(xml::NAME_SERIAL_NUMBER, value, changes);
+    if (device == nullptr || (key != xml::NAME_INDEX && key != xml::NAME_SERIAL_NUMBER)) return device;
     // An index is a serial number, too, if there is a drive that has it.
     Devices fitting{device};
     for (const auto& other : manager_.getDevices()) {
         if (other != device && hasSerialNumber(*other, value)) fitting.push_back(other);
     }
-    if (fitting.size() == 1) return Status();
+    if (fitting.size() == 1) return device;
     const std::vector<std::string> controllers = controllersOfDrive(pathOf(device));
     const auto place = [&](const auto& d) { return std::find(controllers.begin(), controllers.end(), pathOf(d)); };
     const bool isOneDrive =
         std::all_of(fitting.begin(), fitting.end(), [&](const auto& d) { return place(d) != controllers.end(); });
-    if (!isOneDrive) return changes ? severalDrives(value, fitting) : Status();
-    if (key == xml::NAME_SERIAL_NUMBER) {
-        device = *std::min_element(fitting.begin(), fitting.end(),
-                                   [&](const auto& left, const auto& right) { return place(left) < place(right); });
-    }
-    return Status();
+    if (!isOneDrive && changes) return severalDrives(value, fitting);
+    if (!isOneDrive || key != xml::NAME_SERIAL_NUMBER) return device;
+    return *std::min_element(fitting.begin(), fitting.end(),
+                             [&](const auto& left, const auto& right) { return place(left) < place(right); });
 }
 
 std::vector<std::string> RequestHandler::controllersOfDrive(const std::string& devicePath) const {
@@ -254,30 +244,28 @@ Status RequestHandler::lockDrives(const Devices& devices, LockedDrives& locks) c
     std::set<std::string> locked;
     for (const auto& device : devices) {
         if (locked.count(pathOf(device)) != 0) continue;
-        const Status status = locks.add(device);
-        if (failed(status)) return status;
+        RETURN_IF_FAILED(locks.add(device));
         if (devices.size() == 1) break;
         for (const std::string& controller : controllersOfDrive(pathOf(device))) locked.insert(controller);
     }
     return Status();
 }
 
-Status RequestHandler::deviceAt(const std::string& path, Locate locate, std::shared_ptr<Device>& device,
-                                LookErrors& errors) {
+Result<std::shared_ptr<Device>> RequestHandler::deviceAt(const std::string& path, Locate locate, LookErrors& errors) {
     for (const auto& source : sources_) {
         const auto location = (source.get()->*locate)(path, errors);
         if (!location) continue;
-        device = deviceByPath(manager_.getDevices(), location->devicePath);
-        if (device == nullptr || !location->nsid) return Status();
+        const auto device = deviceByPath(manager_.getDevices(), location->devicePath);
+        if (device == nullptr || !location->nsid) return device;
         // Jobs on one namespace take the one that the path named.
         Attribute nsid = attributes::device::namespaceId();
         nsid.setValue(*location->nsid);
         if (device->hasAttribute(nsid.getName()) && device->getAttribute(nsid).getText() != nsid.getText())
             return severalNamespaces(location->devicePath, device->getAttribute(nsid).getText(), nsid.getText());
         device->setAttribute(nsid);
-        return Status();
+        return device;
     }
-    return Status();
+    return nullptr;
 }
 
 }  // namespace features::library

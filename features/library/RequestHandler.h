@@ -5,6 +5,7 @@
 #include <string_view>
 #include <vector>
 
+#include "features/errors/Result.h"
 #include "features/library/LockedDrives.h"
 #include "features/transport/DriveSource.h"
 #include "ostrel/core/DeviceManager.h"
@@ -56,17 +57,18 @@ private:
     };
 
     static ostrel::core::Status checkSelection(const Selection& selection);
-    ostrel::core::Status selectDevices(const ostrel::core::xml::XmlObject& request, Devices& devices,
-                                       Selection& selection);
-    ostrel::core::Status selectDevice(const std::string& key, const std::string& value, Devices& devices,
-                                      const Selection& selection);
-    /// The device that an index or a serial number selects; null: none.
-    ostrel::core::Status deviceNamed(const std::string& key, const std::string& value, bool changes,
-                                     std::shared_ptr<ostrel::core::Device>& device);
+    Result<Devices> selectDevices(const ostrel::core::xml::XmlObject& request, Selection& selection);
+    Result<std::shared_ptr<ostrel::core::Device>> selectDevice(const std::string& key, const std::string& value,
+                                                               const Selection& selection);
+    // The device that a selector means; null: none. What could not be looked at is added to `errors`.
+    Result<std::shared_ptr<ostrel::core::Device>> findDevice(const std::string& key, const std::string& value,
+                                                             bool changes, transport::LookErrors& errors);
+    Result<std::shared_ptr<ostrel::core::Device>> deviceNamed(const std::string& key, const std::string& value,
+                                                              bool changes);
+    Result<std::shared_ptr<ostrel::core::Device>> deviceAt(const std::string& path, Locate locate,
+                                                           transport::LookErrors& errors);
     std::vector<std::string> controllersOfDrive(const std::string& devicePath) const;
     ostrel::core::Status lockDrives(const Devices& devices, LockedDrives& locks) const;
-    ostrel::core::Status deviceAt(const std::string& path, Locate locate, std::shared_ptr<ostrel::core::Device>& device,
-                                  transport::LookErrors& errors);
 
     std::vector<std::unique_ptr<transport::DriveSource>> sources_;
     ostrel::core::DeviceManager manager_;

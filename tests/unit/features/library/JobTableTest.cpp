@@ -74,11 +74,9 @@ Names propertiesOf(const Job& job) {
 }
 
 std::unique_ptr<Job> made(const std::string& name) {
-    Status status;
-    auto job = createJob(name, status);
-    EXPECT_NE(job, nullptr) << name;
-    EXPECT_TRUE(succeeded(status)) << name;
-    return job;
+    auto job = createJob(name);
+    EXPECT_TRUE(job) << name;
+    return job ? *std::move(job) : nullptr;
 }
 
 TEST(JobTable, EachJobKnowsItsNameAndItsProperties) {
@@ -127,9 +125,9 @@ TEST(JobTable, OtherNamesAreRefusedByWhetherTheyAreCommon) {
         {"WriteSame", 10, 34},  {"Nothing", 11, 4}, {"", 11, 4}, {"smart", 11, 4},  // compared exactly
     };
     for (const auto& other : others) {
-        Status status;
-        EXPECT_EQ(createJob(other.name, status), nullptr) << other.name;
-        EXPECT_TRUE(status.is(other.category, other.code)) << other.name << ": " << status.getMessage();
+        const auto job = createJob(other.name);
+        ASSERT_FALSE(job) << other.name;
+        EXPECT_TRUE(job.error().is(other.category, other.code)) << other.name << ": " << job.error().getMessage();
     }
 }
 
