@@ -12,7 +12,6 @@
 namespace fakedrive {
 namespace {
 
-using features::nvme::Answer;
 using features::nvme::Drive;
 using features::nvme::NvmeCommand;
 using features::nvme::Queue;
@@ -54,8 +53,7 @@ NvmeCommand sentSet() {
 }
 
 Status send(FakeDrive& fake, const NvmeCommand& command, const Payload& data = Payload("data", 4)) {
-    Answer answer;
-    return Drive(*fake.device()).send(command, answer, data);
+    return statusOf(Drive(*fake.device()).send(command, data));
 }
 
 TEST(FakeDrive, TakesTheCommandThatIsExpected) {
