@@ -141,6 +141,6 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     }
     checkLists(structure);
     checkProperties(structure);
-    REQUIRE(isShowable(statusCodeText(data[1], data[2])));
+    REQUIRE(isShowable(statusCodeText({data[1], data[2]})));
     return 0;
 }

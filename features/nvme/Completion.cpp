@@ -13,15 +13,15 @@ std::unique_ptr<ProtocolResult> Completion::clone() const {
 }
 
 void Completion::toString(std::ostream& out) const {
-    out << "Status Code Type: " << hexText(statusCodeType()) << "\nStatus Code: " << hexText(statusCode(), 2) << " ("
+    out << "Status Code Type: " << hexText(status().type) << "\nStatus Code: " << hexText(status().code, 2) << " ("
         << meaning() << ")\nDword 0: " << hexText(dword0, 8) << "\nDword 1: " << hexText(dword1, 8);
 }
 
 std::unique_ptr<xml::XmlObject> Completion::toXml() const {
     auto object = std::make_unique<xml::XmlObject>();
     object->attributes[xml::KEY_CATEGORY] = xml::CATEGORY_PROTOCOL_RESULT;
-    object->addProperty("Status Code Type", hexText(statusCodeType()));
-    object->addProperty("Status Code", hexText(statusCode(), 2));
+    object->addProperty("Status Code Type", hexText(status().type));
+    object->addProperty("Status Code", hexText(status().code, 2));
     object->addProperty("Meaning", meaning());
     object->addProperty("Dword 0", hexText(dword0, 8));
     object->addProperty("Dword 1", hexText(dword1, 8));

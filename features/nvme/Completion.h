@@ -24,13 +24,11 @@ public:
     std::unique_ptr<ostrel::core::xml::XmlObject> toXml() const override;
 
     bool isSuccess() const { return (statusField & 0x7FF) == 0; }
-    uint8_t statusCode() const { return static_cast<uint8_t>(statusField); }
-    uint8_t statusCodeType() const { return static_cast<uint8_t>(statusField >> 8 & 7); }
-    /// Whether type and code are these two.
-    bool is(uint8_t type, uint8_t code) const { return statusCodeType() == type && statusCode() == code; }
+    StatusCode status() const { return StatusCode::ofField(statusField); }
+    bool is(StatusCode expected) const { return status() == expected; }
     bool doNotRetry() const { return (statusField & 0x4000) != 0; }
     /// The standard's words for type and code, "Vendor Specific" or "Reserved" where it has none.
-    std::string meaning() const { return statusCodeText(statusCodeType(), statusCode()); }
+    std::string meaning() const { return statusCodeText(status()); }
 
     uint32_t dword0 = 0;
     uint32_t dword1 = 0;

@@ -90,8 +90,8 @@ Result<Answer, CommandError> Drive::send(const NvmeCommand& command, const Paylo
 Status Drive::refusal(const NvmeCommand& command, const Completion& completion) const {
     Status status = statuses::nvmeCommandProblem();
     status.setMessage(command.getName() + " failed on drive " + name() + ": " + completion.meaning() +
-                      " (status code type " + hexText(completion.statusCodeType()) + ", status code " +
-                      hexText(completion.statusCode(), 2) + ", opcode " + hexText(command.opcode, 2) + ").");
+                      " (status code type " + hexText(completion.status().type) + ", status code " +
+                      hexText(completion.status().code, 2) + ", opcode " + hexText(command.opcode, 2) + ").");
     return status;
 }
 

@@ -23,8 +23,8 @@ std::string dateText(const uint8_t* at) {
 }
 
 std::string statusText(uint16_t statusWithPhase) {
-    const auto status = static_cast<uint16_t>(statusWithPhase >> 1 & 0x7FF);
-    return hexText(status, 3) + " " + statusCodeText(static_cast<uint8_t>(status >> 8), static_cast<uint8_t>(status));
+    const StatusCode status = StatusCode::ofField(static_cast<uint16_t>(statusWithPhase >> 1));
+    return hexText(status.field(), 3) + " " + statusCodeText(status);
 }
 
 std::string reservedText(uint64_t code) {

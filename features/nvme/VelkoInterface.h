@@ -2,6 +2,8 @@
 
 #include <cstdint>
 
+#include "features/nvme/StatusCodes.h"
+
 /// The numbers of the vendor interface of VELKO drives, as docs/vendor-interface.md publishes it. Another maker's drive
 /// means something else by them, and so does OCP by the features C0h to C7h: code that sends one has made sure that it
 /// is this maker's.
@@ -45,7 +47,7 @@ inline constexpr uint32_t VELKO_LBA_BYTES = 16;
 /// Admin command Force Flush: bit 0 of dword 10 starts or stops.
 inline constexpr uint8_t OPC_VELKO_FORCE_FLUSH = 0xC0;
 /// Its command specific status codes.
-inline constexpr uint8_t SC_VELKO_FLUSH_IN_PROGRESS = 0xC0;
-inline constexpr uint8_t SC_VELKO_FLUSH_NOT_IN_PROGRESS = 0xC1;
+inline constexpr StatusCode SC_VELKO_FLUSH_IN_PROGRESS{SCT_COMMAND_SPECIFIC, 0xC0};
+inline constexpr StatusCode SC_VELKO_FLUSH_NOT_IN_PROGRESS{SCT_COMMAND_SPECIFIC, 0xC1};
 
 }  // namespace features::nvme

@@ -35,8 +35,8 @@ std::string dwords(const NvmeCommand& command) {
 std::string outcome(const Status& status, const ProtocolResult* result) {
     const auto* completion = dynamic_cast<const Completion*>(result);
     if (completion == nullptr) return status.getMessage();
-    return completion->meaning() + " (" + std::to_string(completion->statusCodeType()) + '/' +
-           hex(completion->statusCode(), 2) + ')';
+    return completion->meaning() + " (" + std::to_string(completion->status().type) + '/' +
+           hex(completion->status().code, 2) + ')';
 }
 
 }  // namespace

@@ -5,6 +5,7 @@
 #include <cstdint>
 
 #include "features/nvme/Bytes.h"
+#include "features/nvme/StatusCodes.h"
 
 namespace simdrive::tcp {
 
@@ -50,38 +51,16 @@ struct Reply {
     bool isHeld = false;       ///< it is completed some day, or never
     uint32_t delayMs = 0;      ///< the host gets it that much later
 
-    bool isSuccess() const { return (statusField & 0x7FF) == 0; }
+    bool isSuccess() const {
+        return features::nvme::StatusCode::ofField(statusField) == features::nvme::SC_SUCCESSFUL_COMPLETION;
+    }
 
     /// A refusal that the same command would meet again: with Do Not Retry.
-    static Reply refusal(uint8_t statusCodeType, uint8_t statusCode, uint32_t result = 0) {
-        return Reply{static_cast<uint16_t>(0x4000 | statusCodeType << 8 | statusCode), result, false};
+    static Reply refusal(features::nvme::StatusCode status, uint32_t result = 0) {
+        return Reply{static_cast<uint16_t>(0x4000 | status.field()), result, false};
     }
-    static Reply passingRefusal(uint8_t statusCodeType, uint8_t statusCode) {
-        return Reply{static_cast<uint16_t>(statusCodeType << 8 | statusCode), 0, false};
-    }
+    static Reply passingRefusal(features::nvme::StatusCode status) { return Reply{status.field(), 0, false}; }
     static Reply held() { return Reply{0, 0, true}; }
 };
-
-// Status codes that the target gives by itself: generic ones, and those of Fabrics commands (type 1).
-inline constexpr uint8_t SCT_GENERIC = 0;
-inline constexpr uint8_t SCT_COMMAND = 1;
-inline constexpr uint8_t SC_INVALID_OPCODE = 0x01;
-inline constexpr uint8_t SC_INVALID_FIELD = 0x02;
-inline constexpr uint8_t SC_COMMAND_ID_CONFLICT = 0x03;
-inline constexpr uint8_t SC_INTERNAL_ERROR = 0x06;
-inline constexpr uint8_t SC_ABORT_REQUESTED = 0x07;
-inline constexpr uint8_t SC_COMMAND_SEQUENCE = 0x0C;
-inline constexpr uint8_t SC_DATA_SGL_LENGTH = 0x0F;
-inline constexpr uint8_t SC_SGL_TYPE = 0x11;
-inline constexpr uint8_t SC_SGL_OFFSET = 0x16;
-inline constexpr uint8_t SC_KEEP_ALIVE_INVALID = 0x1A;
-inline constexpr uint8_t SC_TRANSIENT_TRANSPORT = 0x22;
-inline constexpr uint8_t SC_EVENT_LIMIT = 0x05;
-inline constexpr uint8_t SC_INVALID_LOG_PAGE = 0x09;
-inline constexpr uint8_t SC_INCOMPATIBLE_FORMAT = 0x80;
-inline constexpr uint8_t SC_CONTROLLER_BUSY = 0x81;
-inline constexpr uint8_t SC_CONNECT_INVALID_PARAMETERS = 0x82;
-inline constexpr uint8_t SC_INVALID_QUEUE_TYPE = 0x85;
-inline constexpr uint8_t SC_AUTHENTICATION_REQUIRED = 0x91;
 
 }  // namespace simdrive::tcp

@@ -11,10 +11,7 @@
 
 namespace simdrive::tcp {
 
-using features::nvme::le16;
-using features::nvme::le32;
-using features::nvme::putLe16;
-using features::nvme::putLe64;
+using namespace features::nvme;
 
 namespace {
 
@@ -128,19 +125,19 @@ ProtocolError Connection::takeInitialization(const Pdu& pdu) {
 /// Whether the data pointer is one that this transport knows, and fits the command.
 Reply Connection::checkDataPointer(const Capsule& capsule, const Pdu& pdu) const {
     if ((capsule.flags() & FUSE_MASK) != 0 || (capsule.flags() & PSDT_MASK) != PSDT_SGL) {
-        return Reply::refusal(SCT_GENERIC, SC_INVALID_FIELD);
+        return Reply::refusal(SC_INVALID_FIELD);
     }
     const Direction direction = capsule.direction();
-    if (direction == Direction::BOTH) return Reply::refusal(SCT_GENERIC, SC_INVALID_OPCODE);
+    if (direction == Direction::BOTH) return Reply::refusal(SC_INVALID_OPCODE);
     if (direction == Direction::NONE || capsule.sglLength() == 0) return {};
     if (capsule.sglType() == SGL_IN_CAPSULE && direction == Direction::TO_CONTROLLER) {
-        if (capsule.sglAddress() > pdu.dataBytes) return Reply::refusal(SCT_GENERIC, SC_SGL_OFFSET);
+        if (capsule.sglAddress() > pdu.dataBytes) return Reply::refusal(SC_SGL_OFFSET_INVALID);
         const uint64_t room = pdu.dataBytes - capsule.sglAddress();
-        return capsule.sglLength() <= room ? Reply() : Reply::refusal(SCT_GENERIC, SC_DATA_SGL_LENGTH);
+        return capsule.sglLength() <= room ? Reply() : Reply::refusal(SC_DATA_SGL_LENGTH_INVALID);
     }
-    if (capsule.sglType() != SGL_TRANSPORT) return Reply::refusal(SCT_GENERIC, SC_SGL_TYPE);
+    if (capsule.sglType() != SGL_TRANSPORT) return Reply::refusal(SC_SGL_TYPE_INVALID);
     const bool isTooLong = direction == Direction::TO_CONTROLLER && capsule.sglLength() > MAX_TRANSFER_BYTES;
-    return isTooLong ? Reply::refusal(SCT_GENERIC, SC_DATA_SGL_LENGTH) : Reply();
+    return isTooLong ? Reply::refusal(SC_DATA_SGL_LENGTH_INVALID) : Reply();
 }
 
 ProtocolError Connection::takeCapsule(const Pdu& pdu) {
@@ -149,12 +146,12 @@ ProtocolError Connection::takeCapsule(const Pdu& pdu) {
     if (outstanding_.size() >= queue.entries) return {FATAL_SEQUENCE, 0};  // more than the host's own queue holds
     head_ = static_cast<uint16_t>((head_ + 1) % queue.entries);
     if (outstanding_.count(capsule.commandId()) != 0) {
-        complete(capsule.commandId(), Reply::refusal(SCT_GENERIC, SC_COMMAND_ID_CONFLICT));
+        complete(capsule.commandId(), Reply::refusal(SC_COMMAND_ID_CONFLICT));
         return {};
     }
     outstanding_.insert(capsule.commandId());
     Reply check = checkDataPointer(capsule, pdu);
-    if (check.isSuccess() && pdu.isDataDamaged) check = Reply::passingRefusal(SCT_GENERIC, SC_TRANSIENT_TRANSPORT);
+    if (check.isSuccess() && pdu.isDataDamaged) check = Reply::passingRefusal(SC_TRANSIENT_TRANSPORT_ERROR);
     if (!check.isSuccess()) {
         answer(capsule, check, {});
         return {};
@@ -201,7 +198,7 @@ ProtocolError Connection::takeData(const Pdu& pdu) {
     transfers_.pop_front();
     if (!transfers_.empty()) requestData();
     if (done.isDamaged) {
-        answer(done.capsule, Reply::passingRefusal(SCT_GENERIC, SC_TRANSIENT_TRANSPORT), {});
+        answer(done.capsule, Reply::passingRefusal(SC_TRANSIENT_TRANSPORT_ERROR), {});
     } else {
         run(done.capsule, done.data);
     }
@@ -243,7 +240,7 @@ uint64_t Connection::nextDueMs() const {
 void Connection::answer(const Capsule& capsule, Reply reply, const std::vector<uint8_t>& data) {
     const bool hasData = capsule.direction() == Direction::TO_HOST && reply.isSuccess() && !data.empty();
     if (hasData && data.size() > capsule.sglLength()) {
-        reply = Reply::refusal(SCT_GENERIC, SC_DATA_SGL_LENGTH);
+        reply = Reply::refusal(SC_DATA_SGL_LENGTH_INVALID);
     } else if (hasData) {
         // The unit's own success flag replaces the completion, when that would hold nothing more.
         const bool isAllSaid = !queue.isFlowControlled && reply.statusField == 0 && reply.result == 0;

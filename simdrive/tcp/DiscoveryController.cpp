@@ -7,9 +7,7 @@
 
 namespace simdrive::tcp {
 
-using features::nvme::putLe16;
-using features::nvme::putLe32;
-using features::nvme::putLe64;
+using namespace features::nvme;
 
 namespace {
 
@@ -56,31 +54,31 @@ std::vector<uint8_t> discoveryLog(const std::vector<Place>& places) {
 Reply DiscoveryController::runAdmin(const Capsule& capsule, std::vector<uint8_t>& data) {
     const bool isEventConfiguration = (capsule.cdw(10) & 0xFF) == FID_EVENT_CONFIGURATION;
     switch (capsule.opcode()) {
-        case features::nvme::OPC_IDENTIFY:
+        case OPC_IDENTIFY:
             return identify(capsule, data);
-        case features::nvme::OPC_GET_LOG_PAGE:
+        case OPC_GET_LOG_PAGE:
             return getLogPage(capsule, data);
-        case features::nvme::OPC_SET_FEATURES:
+        case OPC_SET_FEATURES:
             if (!isEventConfiguration) break;
             eventConfiguration_ = capsule.cdw(11);
             return {};
-        case features::nvme::OPC_GET_FEATURES:
+        case OPC_GET_FEATURES:
             if (!isEventConfiguration) break;
             return Reply{0, eventConfiguration_, false};
         default:
-            return Reply::refusal(SCT_GENERIC, SC_INVALID_OPCODE);
+            return Reply::refusal(SC_INVALID_OPCODE);
     }
-    return Reply::refusal(SCT_GENERIC, SC_INVALID_FIELD);
+    return Reply::refusal(SC_INVALID_FIELD);
 }
 
 Reply DiscoveryController::runIo(const Capsule&, std::vector<uint8_t>&) {
-    return Reply::refusal(SCT_GENERIC, SC_INVALID_OPCODE);  // there are no I/O queues
+    return Reply::refusal(SC_INVALID_OPCODE);  // there are no I/O queues
 }
 
 Reply DiscoveryController::identify(const Capsule& capsule, std::vector<uint8_t>& data) const {
     constexpr uint8_t CNS_CONTROLLER = 0x01;
     constexpr uint8_t TYPE_DISCOVERY = 2;
-    if ((capsule.cdw(10) & 0xFF) != CNS_CONTROLLER) return Reply::refusal(SCT_GENERIC, SC_INVALID_FIELD);
+    if ((capsule.cdw(10) & 0xFF) != CNS_CONTROLLER) return Reply::refusal(SC_INVALID_FIELD);
     data.assign(IDENTIFY_BYTES, 0);
     uint8_t* at = data.data();
     putText(at + 4, 20, "", ' ');
@@ -97,12 +95,12 @@ Reply DiscoveryController::identify(const Capsule& capsule, std::vector<uint8_t>
 }
 
 Reply DiscoveryController::getLogPage(const Capsule& capsule, std::vector<uint8_t>& data) const {
-    if ((capsule.cdw(10) & 0xFF) != LID_DISCOVERY) return Reply::refusal(SCT_COMMAND, SC_INVALID_LOG_PAGE);
+    if ((capsule.cdw(10) & 0xFF) != LID_DISCOVERY) return Reply::refusal(SC_INVALID_LOG_PAGE);
     const uint64_t length = ((capsule.cdw(10) >> 16 | uint64_t{capsule.cdw(11) & 0xFFFF} << 16) + 1) * 4;
     const uint64_t offset = capsule.cdw(12) | uint64_t{capsule.cdw(13)} << 32;
     const std::vector<uint8_t> log = discoveryLog(places_);
     if (offset % 4 != 0 || offset >= log.size() || length > MAX_TRANSFER_BYTES) {
-        return Reply::refusal(SCT_GENERIC, SC_INVALID_FIELD);
+        return Reply::refusal(SC_INVALID_FIELD);
     }
     data.assign(length, 0);
     const uint64_t count = std::min(length, log.size() - offset);

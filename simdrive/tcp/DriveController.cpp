@@ -8,6 +8,7 @@
 
 namespace simdrive::tcp {
 
+using namespace features::nvme;
 using features::simulator::CompletionEntry;
 using features::simulator::Delivery;
 using features::simulator::ResetKind;
@@ -20,13 +21,13 @@ constexpr uint8_t CNS_CONTROLLER = 0x01;
 constexpr uint8_t FID_NUMBER_OF_QUEUES = 0x07;
 
 bool isIdentifyController(const Capsule& capsule) {
-    return capsule.opcode() == features::nvme::OPC_IDENTIFY && (capsule.cdw(10) & 0xFF) == CNS_CONTROLLER;
+    return capsule.opcode() == OPC_IDENTIFY && (capsule.cdw(10) & 0xFF) == CNS_CONTROLLER;
 }
 
 bool isNumberOfQueues(const Capsule& capsule) {
     constexpr uint8_t SELECT_CAPABILITIES = 3;
-    const bool isSet = capsule.opcode() == features::nvme::OPC_SET_FEATURES;
-    const bool isGet = capsule.opcode() == features::nvme::OPC_GET_FEATURES;
+    const bool isSet = capsule.opcode() == OPC_SET_FEATURES;
+    const bool isGet = capsule.opcode() == OPC_GET_FEATURES;
     const bool isOfCapabilities = isGet && (capsule.cdw(10) >> 8 & 7) == SELECT_CAPABILITIES;
     return (isSet || isGet) && !isOfCapabilities && (capsule.cdw(10) & 0xFF) == FID_NUMBER_OF_QUEUES;
 }
@@ -67,7 +68,7 @@ Reply DriveController::execute(const Capsule& capsule, bool isAdmin, std::vector
     const Status status = drive_.execute(command, data, completion);
     if (failed(status)) {
         complain(status);
-        return Reply::refusal(SCT_GENERIC, SC_INTERNAL_ERROR);
+        return Reply::refusal(SC_INTERNAL_ERROR);
     }
     if (completion.delivery == Delivery::GONE) end();  // as if the cable had been pulled
     if (completion.delivery != Delivery::COMPLETED) return Reply::held();
@@ -128,7 +129,7 @@ bool isThere(features::simulator::Controller& drive) {
 
 Status identifyDrive(features::simulator::Controller& drive, std::vector<uint8_t>& identify) {
     SubmissionEntry command;
-    command.opcode = features::nvme::OPC_IDENTIFY;
+    command.opcode = OPC_IDENTIFY;
     command.cdw10 = CNS_CONTROLLER;
     CompletionEntry completion;
     Status status = drive.execute(command, identify, completion);

@@ -4,10 +4,7 @@
 
 namespace simdrive::tcp {
 
-using features::nvme::le16;
-using features::nvme::le32;
-using features::nvme::putLe16;
-using features::nvme::putLe32;
+using namespace features::nvme;
 
 namespace {
 
@@ -74,7 +71,7 @@ Reply FabricsController::handle(Connection& connection, const Capsule& capsule, 
                                 uint64_t nowMs) {
     deadlineMs_ = nowMs + keepAliveMs_ + KEEP_ALIVE_GRANULARITY_MS;
     if (capsule.isFabrics()) return handleFabrics(connection, capsule);
-    if (!isEnabled()) return Reply::refusal(SCT_GENERIC, SC_COMMAND_SEQUENCE);
+    if (!isEnabled()) return Reply::refusal(SC_COMMAND_SEQUENCE_ERROR);
     if (connection.queue.id != 0) return runIo(capsule, data);
     const Reply reply = handleAdmin(capsule, data);
     if (reply.isSuccess()) deadlineMs_ = nowMs + keepAliveMs_ + KEEP_ALIVE_GRANULARITY_MS;  // it may be another now
@@ -85,17 +82,17 @@ Reply FabricsController::handleFabrics(Connection& connection, const Capsule& ca
     const bool isAdminQueue = connection.queue.id == 0;
     switch (capsule.fabricsType()) {
         case FABRICS_CONNECT:
-            return Reply::refusal(SCT_GENERIC, SC_COMMAND_SEQUENCE);  // it is connected
+            return Reply::refusal(SC_COMMAND_SEQUENCE_ERROR);  // it is connected
         case FABRICS_PROPERTY_GET:
-            return isAdminQueue ? getProperty(capsule) : Reply::refusal(SCT_COMMAND, SC_INVALID_QUEUE_TYPE);
+            return isAdminQueue ? getProperty(capsule) : Reply::refusal(SC_INVALID_QUEUE_TYPE);
         case FABRICS_PROPERTY_SET:
-            return isAdminQueue ? setProperty(capsule) : Reply::refusal(SCT_COMMAND, SC_INVALID_QUEUE_TYPE);
+            return isAdminQueue ? setProperty(capsule) : Reply::refusal(SC_INVALID_QUEUE_TYPE);
         case FABRICS_DISCONNECT:
-            if (isAdminQueue) return Reply::refusal(SCT_COMMAND, SC_INVALID_QUEUE_TYPE);
+            if (isAdminQueue) return Reply::refusal(SC_INVALID_QUEUE_TYPE);
             connection.close();
             return {};
         default:
-            return Reply::refusal(SCT_GENERIC, SC_INVALID_OPCODE);
+            return Reply::refusal(SC_INVALID_OPCODE);
     }
 }
 
@@ -103,7 +100,7 @@ Reply FabricsController::getProperty(const Capsule& capsule) const {
     const bool isWide = (capsule.byte(40) & 7) == 1;
     switch (capsule.dword(44)) {
         case PROPERTY_CAP:
-            return isWide ? Reply{0, CAP, false} : Reply::refusal(SCT_GENERIC, SC_INVALID_FIELD);
+            return isWide ? Reply{0, CAP, false} : Reply::refusal(SC_INVALID_FIELD);
         case PROPERTY_VS:
             return Reply{0, version(), false};
         case PROPERTY_CC:
@@ -113,19 +110,19 @@ Reply FabricsController::getProperty(const Capsule& capsule) const {
         case PROPERTY_NSSR:
             return Reply{0, 0, false};
         default:
-            return Reply::refusal(SCT_GENERIC, SC_INVALID_FIELD);
+            return Reply::refusal(SC_INVALID_FIELD);
     }
 }
 
 Reply FabricsController::setProperty(const Capsule& capsule) {
     const uint32_t value = capsule.dword(48);
     const bool isWide = (capsule.byte(40) & 7) != 0;
-    if (isWide) return Reply::refusal(SCT_GENERIC, SC_INVALID_FIELD);
+    if (isWide) return Reply::refusal(SC_INVALID_FIELD);
     if (capsule.dword(44) == PROPERTY_CC) {
         configure(value);
         return {};
     }
-    if (capsule.dword(44) != PROPERTY_NSSR) return Reply::refusal(SCT_GENERIC, SC_INVALID_FIELD);
+    if (capsule.dword(44) != PROPERTY_NSSR) return Reply::refusal(SC_INVALID_FIELD);
     // Any other value has no effect. The admin queue stays: the Linux driver waits for the answer, and then disables
     // the controller and connects again.
     if (value == NSSR_NVME && resetSubsystem()) disable();
@@ -182,7 +179,7 @@ Reply FabricsController::abort(const Capsule& capsule) {
     const auto queueId = static_cast<uint16_t>(capsule.cdw(10));
     const auto commandId = static_cast<uint16_t>(capsule.cdw(10) >> 16);
     Connection* queue = findQueue(queueId);
-    if (queue == nullptr || !queue->completeHeld(commandId, Reply::passingRefusal(SCT_GENERIC, SC_ABORT_REQUESTED))) {
+    if (queue == nullptr || !queue->completeHeld(commandId, Reply::passingRefusal(SC_ABORT_REQUESTED))) {
         return Reply{0, NOT_ABORTED, false};
     }
     const auto event = std::find(eventRequests_.begin(), eventRequests_.end(), commandId);
@@ -194,7 +191,7 @@ Reply FabricsController::abort(const Capsule& capsule) {
 }
 
 Reply FabricsController::takeEventRequest(const Capsule& capsule) {
-    if (eventRequests_.size() == MAX_EVENT_REQUESTS) return Reply::refusal(SCT_COMMAND, SC_EVENT_LIMIT);
+    if (eventRequests_.size() == MAX_EVENT_REQUESTS) return Reply::refusal(SC_EVENT_REQUEST_LIMIT_EXCEEDED);
     const Reply reply = requestEvent(capsule);
     if (reply.isHeld) eventRequests_.push_back(capsule.commandId());
     return reply;
@@ -213,12 +210,12 @@ Reply FabricsController::keepAliveFeature(const Capsule& capsule) {
     if (capsule.opcode() == ADMIN_GET_FEATURES) {
         constexpr uint32_t CAPABILITY_CHANGEABLE = 4;
         const uint32_t select = capsule.cdw(10) >> 8 & 7;
-        if (select > 3) return Reply::refusal(SCT_GENERIC, SC_INVALID_FIELD);
+        if (select > 3) return Reply::refusal(SC_INVALID_FIELD);
         if (select == 3) return Reply{0, CAPABILITY_CHANGEABLE, false};
         return Reply{0, select == 0 ? keepAliveMs_ : 0, false};
     }
-    if ((capsule.cdw(10) & SAVE) != 0) return Reply::refusal(SCT_COMMAND, 0x0D);  // Feature Identifier Not Saveable
-    if (capsule.cdw(11) > MAX_MS) return Reply::refusal(SCT_GENERIC, SC_KEEP_ALIVE_INVALID);
+    if ((capsule.cdw(10) & SAVE) != 0) return Reply::refusal(SC_FEATURE_NOT_SAVEABLE);
+    if (capsule.cdw(11) > MAX_MS) return Reply::refusal(SC_KEEP_ALIVE_TIMEOUT_INVALID);
     keepAliveMs_ = capsule.cdw(11);
     return {};
 }

@@ -19,7 +19,7 @@
 
 namespace simdrive::tcp {
 
-using features::nvme::le16;
+using namespace features::nvme;
 using ostrel::core::CATEGORY_OS;
 using ostrel::core::FileDescriptor;
 using ostrel::core::Status;
@@ -57,11 +57,11 @@ Status systemStatus(int error, const std::string& what) {
 }
 
 Reply invalidInCommand(uint16_t offset) {
-    return Reply::refusal(SCT_COMMAND, SC_CONNECT_INVALID_PARAMETERS, offset);
+    return Reply::refusal(SC_CONNECT_INVALID_PARAMETERS, offset);
 }
 Reply invalidInData(uint16_t offset) {
     constexpr uint32_t IATTR_DATA = 1 << 16;
-    return Reply::refusal(SCT_COMMAND, SC_CONNECT_INVALID_PARAMETERS, offset | IATTR_DATA);
+    return Reply::refusal(SC_CONNECT_INVALID_PARAMETERS, offset | IATTR_DATA);
 }
 
 /// An NVMe Qualified Name: at most 223 bytes, zero-terminated. Empty: it is none.
@@ -298,14 +298,14 @@ Reply Target::handle(Connection& connection, const Capsule& capsule, std::vector
         return controller->handle(connection, capsule, data, nowMs());
     }
     if (!capsule.isFabrics() || capsule.fabricsType() != FABRICS_CONNECT) {
-        return Reply::refusal(SCT_GENERIC, SC_COMMAND_SEQUENCE);
+        return Reply::refusal(SC_COMMAND_SEQUENCE_ERROR);
     }
     return connect(connection, capsule, data);
 }
 
 Reply Target::connect(Connection& connection, const Capsule& capsule, const std::vector<uint8_t>& data) {
-    if (capsule.word(AT_FORMAT) != 0) return Reply::refusal(SCT_COMMAND, SC_INCOMPATIBLE_FORMAT);
-    if (data.size() != CONNECT_DATA_BYTES) return Reply::refusal(SCT_GENERIC, SC_DATA_SGL_LENGTH);
+    if (capsule.word(AT_FORMAT) != 0) return Reply::refusal(SC_CONNECT_INCOMPATIBLE_FORMAT);
+    if (data.size() != CONNECT_DATA_BYTES) return Reply::refusal(SC_DATA_SGL_LENGTH_INVALID);
     const uint16_t size0Based = capsule.word(AT_QUEUE_SIZE);
     if (size0Based == 0 || size0Based >= MAX_QUEUE_ENTRIES) return invalidInCommand(AT_QUEUE_SIZE);
     Host host;
@@ -339,22 +339,22 @@ Reply Target::authenticate(Connection& connection, const Capsule& capsule, std::
     constexpr unsigned DWORD_LENGTH = 11;
     const bool isSend = capsule.isFabrics() && capsule.fabricsType() == FABRICS_AUTH_SEND;
     const bool isReceive = capsule.isFabrics() && capsule.fabricsType() == FABRICS_AUTH_RECEIVE;
-    if (!isSend && !isReceive) return Reply::refusal(SCT_COMMAND, SC_AUTHENTICATION_REQUIRED);
+    if (!isSend && !isReceive) return Reply::refusal(SC_AUTHENTICATION_REQUIRED);
     const uint32_t length = capsule.cdw(DWORD_LENGTH);
     if (capsule.cdw(DWORD_PROTOCOL) != DH_CHAP || length == 0 || length > MAX_MESSAGE_BYTES ||
         length != capsule.sglLength()) {
-        return Reply::refusal(SCT_GENERIC, SC_INVALID_FIELD);
+        return Reply::refusal(SC_INVALID_FIELD);
     }
     auth::Authentication& authentication = *connection.queue.authentication;
     if (isSend) {
         const bool isTaken = authentication.take(data);
         if (authentication.isFailed()) connection.close();
         if (authentication.isSuccessful()) admit(connection);
-        return isTaken ? Reply() : Reply::refusal(SCT_GENERIC, SC_COMMAND_SEQUENCE);
+        return isTaken ? Reply() : Reply::refusal(SC_COMMAND_SEQUENCE_ERROR);
     }
     data = authentication.give(length);
-    if (data.empty()) return Reply::refusal(SCT_GENERIC, SC_COMMAND_SEQUENCE);
-    if (data.size() > length) return Reply::refusal(SCT_GENERIC, SC_DATA_SGL_LENGTH);
+    if (data.empty()) return Reply::refusal(SC_COMMAND_SEQUENCE_ERROR);
+    if (data.size() > length) return Reply::refusal(SC_DATA_SGL_LENGTH_INVALID);
     if (authentication.isFailed()) connection.close();
     if (authentication.isSuccessful()) admit(connection);
     data.resize(length);  // the rest is zeros
@@ -382,7 +382,7 @@ Reply Target::connectAdmin(Connection& connection, const Capsule& capsule, const
         const auto discoveries = std::count_if(controllers_.begin(), controllers_.end(),
                                                [](const auto& each) { return each->isDiscovery(); });
         if (static_cast<size_t>(discoveries) >= MAX_DISCOVERIES)
-            return Reply::passingRefusal(SCT_COMMAND, SC_CONTROLLER_BUSY);
+            return Reply::passingRefusal(SC_CONNECT_CONTROLLER_BUSY);
         do {
             lastDiscovery_ = static_cast<uint16_t>(
                 (lastDiscovery_ < 0xFFEF ? lastDiscovery_ : features::simulator::MAX_CONTROLLERS) + 1);
@@ -393,7 +393,7 @@ Reply Target::connectAdmin(Connection& connection, const Capsule& capsule, const
     } else {
         features::simulator::Controller& drive = ports_[connection.port].drive;
         if (findController(drive.id()) != nullptr) {
-            return Reply::passingRefusal(SCT_COMMAND, SC_CONTROLLER_BUSY);
+            return Reply::passingRefusal(SC_CONNECT_CONTROLLER_BUSY);
         }
         if (!isThere(drive)) {
             connection.closeNow();
@@ -418,7 +418,7 @@ Reply Target::connectIo(Connection& connection, const Capsule& capsule, const st
     if (!(controller->host() == host)) return invalidInData(AT_HOST);
     if (capsule.word(AT_QUEUE_ID) > controller->maxIoQueues()) return invalidInCommand(AT_QUEUE_ID);
     if (!controller->isEnabled() || controller->findQueue(capsule.word(AT_QUEUE_ID)) != nullptr) {
-        return Reply::refusal(SCT_GENERIC, SC_COMMAND_SEQUENCE);
+        return Reply::refusal(SC_COMMAND_SEQUENCE_ERROR);
     }
     connection.queue.controller = controller;
     return Reply{0, controller->id(), false};

@@ -38,8 +38,8 @@ bool isRefusal(const Status& status) {
 }
 
 bool isMissingLog(const CommandError& error) {
-    return isRefusal(error.status) && (error.completion.is(nvme::SCT_GENERIC, nvme::SC_INVALID_FIELD) ||
-                                       error.completion.is(nvme::SCT_COMMAND_SPECIFIC, nvme::SC_INVALID_LOG_PAGE));
+    return isRefusal(error.status) &&
+           (error.completion.is(nvme::SC_INVALID_FIELD) || error.completion.is(nvme::SC_INVALID_LOG_PAGE));
 }
 
 CommandError missingLogAs(const CommandError& error, const Status& missing) {

@@ -22,7 +22,7 @@ constexpr std::size_t MAX_NAMESPACES_IN_A_LIST = 1024;
 constexpr std::size_t MAX_CONTROLLERS_IN_A_LIST = 2047;
 constexpr uint16_t LAST_CONTROLLER = 0xFFFF;
 
-constexpr RefusalRow REFUSALS[] = {{0x0, 0x0B, statuses::invalidNamespaceId}};
+constexpr RefusalRow REFUSALS[] = {{nvme::SC_INVALID_NAMESPACE, statuses::invalidNamespaceId}};
 
 /// The drive repeats itself, and a list would have no end.
 Status damagedList(const nvme::Drive& drive) {

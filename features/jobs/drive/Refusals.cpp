@@ -13,7 +13,7 @@ Status mapNvmeStatus(const RefusalRow* rows, size_t count, Status (*otherwise)()
     if (!isRefusal(error.status)) return error.status;
     const RefusalRow* const end = rows + count;
     const RefusalRow* const row =
-        std::find_if(rows, end, [&](const RefusalRow& r) { return error.completion.is(r.type, r.code); });
+        std::find_if(rows, end, [&](const RefusalRow& r) { return error.completion.is(r.status); });
     return withDetails(row == end ? otherwise() : row->meaning(), error.status.getMessage());
 }
 

@@ -1,18 +1,17 @@
 #pragma once
 
 #include <cstddef>
-#include <cstdint>
 
 #include "features/nvme/CommandError.h"
 #include "features/nvme/Drive.h"
+#include "features/nvme/StatusCodes.h"
 #include "ostrel/core/Status.h"
 
 namespace features::jobs {
 
 /// What the refusal of a command means where the catalogue has a status for it.
 struct RefusalRow {
-    uint8_t type;  ///< status code type
-    uint8_t code;
+    nvme::StatusCode status;
     ostrel::core::Status (*meaning)();
 };
 

@@ -52,12 +52,13 @@ Status formatUnderWay() {
                        "A format of the namespace is under way: try again when it has ended.");
 }
 
-constexpr uint8_t SC_NAMESPACE_NOT_READY = 0x82;
-constexpr uint8_t SC_FORMAT_IN_PROGRESS = 0x84;
 constexpr RefusalRow REFUSALS[] = {
-    {0x0, 0x0B, statuses::invalidNamespaceId},      {0x0, 0x1D, statuses::sanitizeInProgress},
-    {0x0, 0x20, statuses::namespaceWriteProtected}, {0x0, SC_FORMAT_IN_PROGRESS, formatUnderWay},
-    {0x1, 0x0A, statuses::invalidLbaFormat},        {0x2, 0x86, statuses::lbaRangeAccessDenied},
+    {nvme::SC_INVALID_NAMESPACE, statuses::invalidNamespaceId},
+    {nvme::SC_SANITIZE_IN_PROGRESS, statuses::sanitizeInProgress},
+    {nvme::SC_NAMESPACE_WRITE_PROTECTED, statuses::namespaceWriteProtected},
+    {nvme::SC_FORMAT_IN_PROGRESS, formatUnderWay},
+    {nvme::SC_INVALID_FORMAT, statuses::invalidLbaFormat},
+    {nvme::SC_ACCESS_DENIED, statuses::lbaRangeAccessDenied},
 };
 
 constexpr struct {
@@ -102,7 +103,7 @@ unsigned progressLeft(const Payload& identify) {
 /// Whether the drive refuses to describe a namespace while it formats it.
 bool isBusy(const nvme::CommandError& error) {
     return isRefusal(error.status) &&
-           (error.completion.is(0, SC_FORMAT_IN_PROGRESS) || error.completion.is(0, SC_NAMESPACE_NOT_READY));
+           (error.completion.is(nvme::SC_FORMAT_IN_PROGRESS) || error.completion.is(nvme::SC_NAMESPACE_NOT_READY));
 }
 
 }  // namespace

@@ -67,16 +67,16 @@ const ActionRow* rowOf(SanitizeAction action) {
 }
 
 constexpr RefusalRow REFUSALS[] = {
-    {0x0, 0x01, statuses::sanitizeNotSupported},
-    {0x0, 0x02, statuses::unsupportedSanitizeValue},
-    {0x0, 0x1D, statuses::sanitizeInProgress},
-    {0x0, 0x20, statuses::namespaceWriteProtected},
-    {0x1, 0x0B, statuses::sanitizeBlockedByActivation},
-    {0x1, 0x10, statuses::sanitizeBlockedByActivation},
-    {0x1, 0x11, statuses::sanitizeBlockedByActivation},
-    {0x1, 0x12, statuses::sanitizeBlockedByActivation},
-    {0x1, 0x23, statuses::sanitizeBlockedByMemoryRegion},
-    {0x2, 0x86, statuses::lbaRangeAccessDenied},
+    {nvme::SC_INVALID_OPCODE, statuses::sanitizeNotSupported},
+    {nvme::SC_INVALID_FIELD, statuses::unsupportedSanitizeValue},
+    {nvme::SC_SANITIZE_IN_PROGRESS, statuses::sanitizeInProgress},
+    {nvme::SC_NAMESPACE_WRITE_PROTECTED, statuses::namespaceWriteProtected},
+    {nvme::SC_FIRMWARE_NEEDS_CONVENTIONAL_RESET, statuses::sanitizeBlockedByActivation},
+    {nvme::SC_FIRMWARE_NEEDS_SUBSYSTEM_RESET, statuses::sanitizeBlockedByActivation},
+    {nvme::SC_FIRMWARE_NEEDS_CONTROLLER_RESET, statuses::sanitizeBlockedByActivation},
+    {nvme::SC_FIRMWARE_NEEDS_MAXIMUM_TIME, statuses::sanitizeBlockedByActivation},
+    {nvme::SC_SANITIZE_PROHIBITED_BY_PMR, statuses::sanitizeBlockedByMemoryRegion},
+    {nvme::SC_ACCESS_DENIED, statuses::lbaRangeAccessDenied},
 };
 
 /// Which arguments an action has.

@@ -40,10 +40,13 @@ constexpr size_t OFFSET_DMRSL = 4;
 constexpr size_t OFFSET_DMSL = 8;
 
 constexpr RefusalRow REFUSALS[] = {
-    {0x0, 0x01, statuses::trimNotSupported},     {0x0, 0x0B, statuses::invalidNamespaceId},
-    {0x0, 0x1D, statuses::sanitizeInProgress},   {0x0, 0x20, statuses::commandBlockedByWriteProtection},
-    {0x0, 0x80, statuses::lbaOutOfRange},        {0x1, 0x82, statuses::commandBlockedByWriteProtection},
-    {0x2, 0x86, statuses::lbaRangeAccessDenied},
+    {nvme::SC_INVALID_OPCODE, statuses::trimNotSupported},
+    {nvme::SC_INVALID_NAMESPACE, statuses::invalidNamespaceId},
+    {nvme::SC_SANITIZE_IN_PROGRESS, statuses::sanitizeInProgress},
+    {nvme::SC_NAMESPACE_WRITE_PROTECTED, statuses::commandBlockedByWriteProtection},
+    {nvme::SC_LBA_OUT_OF_RANGE, statuses::lbaOutOfRange},
+    {nvme::SC_WRITE_TO_READ_ONLY_RANGE, statuses::commandBlockedByWriteProtection},
+    {nvme::SC_ACCESS_DENIED, statuses::lbaRangeAccessDenied},
 };
 
 template <typename Number>

@@ -50,7 +50,7 @@ constexpr const char* NOTHING_CHANGED =
 
 /// Completions that are successes: the commit is done, and only the activation is not.
 struct ActivationRow {
-    uint8_t code;
+    nvme::StatusCode status;
     Outcome outcome;
 };
 constexpr ActivationRow ACTIVATIONS[] = {
@@ -65,7 +65,7 @@ constexpr ActivationRow ACTIVATIONS[] = {
 };
 
 constexpr RefusalRow REFUSALS[] = {
-    {nvme::SCT_COMMAND_SPECIFIC, nvme::SC_INVALID_FIRMWARE_SLOT, statuses::invalidFirmwareSlot},
+    {nvme::SC_INVALID_FIRMWARE_SLOT, statuses::invalidFirmwareSlot},
 };
 
 /// The number in an argument that may be absent or empty; `refusal` with the range otherwise.
@@ -81,8 +81,8 @@ Result<std::optional<uint8_t>> readSmallNumber(const Arguments& arguments, const
     return static_cast<uint8_t>(number);
 }
 
-bool isRefusalWith(const nvme::CommandError& error, uint8_t code) {
-    return error.completion.is(nvme::SCT_COMMAND_SPECIFIC, code);
+bool isRefusalWith(const nvme::CommandError& error, nvme::StatusCode code) {
+    return error.completion.is(code);
 }
 
 Result<nvme::Answer, nvme::CommandError> sendCommit(nvme::Drive& drive, uint8_t slot, uint8_t action) {
@@ -104,7 +104,7 @@ Result<Outcome> send(nvme::Drive& drive, const CommitRequest& request, bool mayA
     }
     if (sent) return SUCCESSES[action];
     for (const ActivationRow& row : ACTIVATIONS) {
-        if (isRefusalWith(sent.error(), row.code)) return row.outcome;
+        if (isRefusalWith(sent.error(), row.status)) return row.outcome;
     }
     return mapNvmeStatus(REFUSALS, statuses::firmwareUpdateFailed, sent.error());
 }

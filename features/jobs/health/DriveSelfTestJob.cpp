@@ -85,7 +85,7 @@ Status start(nvme::Drive& drive, const TestRow& test) {
     const auto started = drive.send(command);
     if (started) return Status();
     const nvme::CommandError& error = started.error();
-    if (!error.completion.is(nvme::SCT_COMMAND_SPECIFIC, nvme::SC_SELF_TEST_IN_PROGRESS)) return error;
+    if (!error.completion.is(nvme::SC_SELF_TEST_IN_PROGRESS)) return error;
     return withDetails(statuses::selfTestInProgress(), error.status.getMessage());
 }
 

@@ -29,7 +29,7 @@ constexpr uint8_t LSP_ESTABLISH_CONTEXT = 1;
 constexpr uint8_t LSP_RELEASE_CONTEXT = 2;
 
 bool isCommandSequenceError(const CommandError& error) {
-    return error.completion.is(0x0, 0x0C);
+    return error.completion.is(nvme::SC_COMMAND_SEQUENCE_ERROR);
 }
 
 /// `missing` on a drive that does not support the page.

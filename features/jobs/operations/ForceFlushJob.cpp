@@ -24,10 +24,10 @@ namespace key = ostrel::core::attributes::feature;
 namespace {
 
 constexpr RefusalRow REFUSALS[] = {
-    {nvme::SCT_COMMAND_SPECIFIC, nvme::SC_VELKO_FLUSH_IN_PROGRESS, statuses::backgroundProcessRunning},
-    {nvme::SCT_COMMAND_SPECIFIC, nvme::SC_VELKO_FLUSH_NOT_IN_PROGRESS, statuses::backgroundProcessNotRunning},
-    {nvme::SCT_GENERIC, nvme::SC_SANITIZE_IN_PROGRESS, statuses::sanitizeInProgress},
-    {nvme::SCT_GENERIC, nvme::SC_INVALID_OPCODE, statuses::driveDoesNotSupportFeature},
+    {nvme::SC_VELKO_FLUSH_IN_PROGRESS, statuses::backgroundProcessRunning},
+    {nvme::SC_VELKO_FLUSH_NOT_IN_PROGRESS, statuses::backgroundProcessNotRunning},
+    {nvme::SC_SANITIZE_IN_PROGRESS, statuses::sanitizeInProgress},
+    {nvme::SC_INVALID_OPCODE, statuses::driveDoesNotSupportFeature},
 };
 
 }  // namespace

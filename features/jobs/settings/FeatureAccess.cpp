@@ -15,10 +15,6 @@ using namespace ostrel::core;
 
 namespace {
 
-constexpr uint8_t TYPE_GENERIC = 0;
-constexpr uint8_t SC_INVALID_FIELD = 0x02;
-constexpr uint8_t SC_INVALID_NAMESPACE = 0x0B;
-
 Status checkSelect(nvme::Drive& drive) {
     TRY(const uint8_t* const identify, drive.identifyController());
     if (nvme::ControllerCapabilities(identify).supportsSave()) return Status();
@@ -37,8 +33,8 @@ Status explained(const nvme::CommandError& error, const Status& unsupported) {
     const Status& status = error.status;
     if (!isRefusal(status)) return status;
     // There is no status code for an unknown feature identifier: it is an invalid field.
-    if (error.completion.is(TYPE_GENERIC, SC_INVALID_FIELD)) return withDetails(unsupported, status.getMessage());
-    if (error.completion.is(TYPE_GENERIC, SC_INVALID_NAMESPACE))
+    if (error.completion.is(nvme::SC_INVALID_FIELD)) return withDetails(unsupported, status.getMessage());
+    if (error.completion.is(nvme::SC_INVALID_NAMESPACE))
         return withDetails(statuses::invalidNamespaceId(), status.getMessage());
     return status;
 }

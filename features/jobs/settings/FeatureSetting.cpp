@@ -85,8 +85,7 @@ Result<Hold> write(nvme::Drive& drive, const SettableField& field, uint32_t dwor
     const auto set = drive.setFeature(request, hold == Hold::SAVED);
     if (set) return hold;
     const nvme::CommandError& error = set.error();
-    if (hold != Hold::SAVED || !error.completion.is(nvme::SCT_COMMAND_SPECIFIC, nvme::SC_FEATURE_NOT_SAVEABLE))
-        return error;
+    if (hold != Hold::SAVED || !error.completion.is(nvme::SC_FEATURE_NOT_SAVEABLE)) return error;
     RETURN_IF_FAILED(drive.setFeature(request, false));
     return Hold::UNTIL_RESET;
 }

@@ -34,7 +34,7 @@ namespace {
 
 constexpr uint64_t ALL_PERCENT = 100;
 constexpr RefusalRow REFUSALS[] = {
-    {nvme::SCT_GENERIC, nvme::SC_INVALID_FIELD, statuses::maxAddressNotSupported},
+    {nvme::SC_INVALID_FIELD, statuses::maxAddressNotSupported},
 };
 
 /// What the user wants, as it was said.

@@ -131,9 +131,9 @@ std::optional<CompletionEntry> anaRefusal(const CommandContext& context) {
     for (const auto& [nsid, part] : context.state.namespaces) {
         const bool isUsed = context.command.nsid == nsid || context.command.nsid == NSID_ALL;
         if (!isUsed || !part.isAttachedTo(context.controllerId)) continue;
-        const uint8_t code = anaStatusCode(stateOf(context, nsid));
+        const StatusCode status = anaStatus(stateOf(context, nsid));
         // Another path may carry it out, and this one later: without Do Not Retry.
-        if (code != 0) return passingRefusal(SCT_PATH, code);
+        if (status != SC_SUCCESSFUL_COMPLETION) return passingRefusal(status);
     }
     return std::nullopt;
 }

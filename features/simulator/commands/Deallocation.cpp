@@ -5,7 +5,7 @@
 namespace features::simulator {
 
 CompletionEntry deallocate(CommandContext& context, std::vector<BlockRange> ranges) {
-    const CompletionEntry fault = refusal(nvme::SCT_MEDIA, nvme::SC_WRITE_FAULT);
+    const CompletionEntry fault = refusal(nvme::SC_WRITE_FAULT);
     context.state.deallocating = std::move(ranges);
     if (failed(context.folder.save())) return fault;
     return finishDeallocation(context) && context.state.deallocating.empty() ? CompletionEntry{} : fault;

@@ -10,7 +10,7 @@ using namespace nvme;
 
 CompletionEntry requestEvent(CommandContext& context) {
     if (context.heldEventRequests > EVENT_REQUEST_LIMIT_0BASED) {
-        return refusal(SCT_COMMAND_SPECIFIC, SC_EVENT_REQUEST_LIMIT_EXCEEDED);
+        return refusal(SC_EVENT_REQUEST_LIMIT_EXCEEDED);
     }
     if (const auto event = nextEvent(context)) return *event;
     ++context.heldEventRequests;

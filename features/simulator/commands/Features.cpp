@@ -54,24 +54,24 @@ bool hasDefinedBitsAlone(const SubmissionEntry& command, const DefinedBits& bits
 CompletionEntry targetsOf(const CommandContext& context, const FeatureRow& row, std::vector<uint32_t>& nsids) {
     const uint32_t nsid = context.command.nsid;
     if (!row.isOfNamespace) {
-        if (nsid != 0 && nsid != NSID_ALL) return refusal(SCT_COMMAND_SPECIFIC, SC_FEATURE_NOT_NAMESPACE_SPECIFIC);
+        if (nsid != 0 && nsid != NSID_ALL) return refusal(SC_FEATURE_NOT_NAMESPACE_SPECIFIC);
         nsids.push_back(0);
         return {};
     }
     for (const auto& [id, part] : context.state.namespaces) {
         if (part.isAttachedTo(context.controllerId) && (nsid == NSID_ALL || nsid == id)) nsids.push_back(id);
     }
-    return nsids.empty() ? refusal(SCT_GENERIC, SC_INVALID_NAMESPACE) : CompletionEntry{};
+    return nsids.empty() ? refusal(SC_INVALID_NAMESPACE) : CompletionEntry{};
 }
 
 CompletionEntry checkSet(CommandContext& context, const FeatureRow& row, bool save, FeatureValue& value) {
     const SubmissionEntry& command = context.command;
-    if (!row.isChangeable) return refusal(SCT_COMMAND_SPECIFIC, SC_FEATURE_NOT_CHANGEABLE);
-    if (save && !context.model.hasOptions) return refusal(SCT_GENERIC, SC_INVALID_FIELD);
-    if (save && !row.isSaveable) return refusal(SCT_COMMAND_SPECIFIC, SC_FEATURE_NOT_SAVEABLE);
-    if (!hasDefinedBitsAlone(command, row.bits)) return refusal(SCT_GENERIC, SC_INVALID_FIELD);
+    if (!row.isChangeable) return refusal(SC_FEATURE_NOT_CHANGEABLE);
+    if (save && !context.model.hasOptions) return refusal(SC_INVALID_FIELD);
+    if (save && !row.isSaveable) return refusal(SC_FEATURE_NOT_SAVEABLE);
+    if (!hasDefinedBitsAlone(command, row.bits)) return refusal(SC_INVALID_FIELD);
     for (const uint32_t selector : selectorsOf(row, command.cdw11)) {
-        if (row.isSelector != nullptr && !row.isSelector(selector)) return refusal(SCT_GENERIC, SC_INVALID_FIELD);
+        if (row.isSelector != nullptr && !row.isSelector(selector)) return refusal(SC_INVALID_FIELD);
     }
     const uint32_t dataBytes = dataBytesOf(row, command.cdw11);
     if (!hasData(context, dataBytes)) return dataTransferError();
@@ -87,7 +87,7 @@ CompletionEntry setFeatures(CommandContext& context) {
     const SubmissionEntry& command = context.command;
     const bool save = bit(command.cdw10, 31);
     const FeatureRow* row = findFeature(context, static_cast<uint8_t>(command.cdw10));
-    if (row == nullptr || !isUuidIndex(context, row->fid)) return refusal(SCT_GENERIC, SC_INVALID_FIELD);
+    if (row == nullptr || !isUuidIndex(context, row->fid)) return refusal(SC_INVALID_FIELD);
     FeatureValue value;
     CompletionEntry completion = checkSet(context, *row, save, value);
     if (!completion.isSuccess()) return completion;
@@ -113,10 +113,9 @@ CompletionEntry getFeatures(CommandContext& context) {
     const uint32_t select = command.cdw10 >> 8 & 7;
     const FeatureRow* row = findFeature(context, static_cast<uint8_t>(command.cdw10));
     if (row == nullptr || !isUuidIndex(context, row->fid) || select > static_cast<uint32_t>(Select::CAPABILITIES)) {
-        return refusal(SCT_GENERIC, SC_INVALID_FIELD);
+        return refusal(SC_INVALID_FIELD);
     }
-    if (select != static_cast<uint32_t>(Select::CURRENT) && !context.model.hasOptions)
-        return refusal(SCT_GENERIC, SC_INVALID_FIELD);
+    if (select != static_cast<uint32_t>(Select::CURRENT) && !context.model.hasOptions) return refusal(SC_INVALID_FIELD);
     CompletionEntry completion;
     if (select == static_cast<uint32_t>(Select::CAPABILITIES)) {
         completion.dword0 = capabilitiesOf(*row);
@@ -126,13 +125,13 @@ CompletionEntry getFeatures(CommandContext& context) {
     // A controller's feature may be asked for by any of its namespaces.
     const bool needsNamespace = row->isOfNamespace || (command.nsid != 0 && command.nsid != NSID_ALL);
     if (needsNamespace && context.findAttached(command.nsid) == nullptr) {
-        return refusal(SCT_GENERIC, SC_INVALID_NAMESPACE);
+        return refusal(SC_INVALID_NAMESPACE);
     }
     const FeatureKey key = keyOf(*row, command.nsid, command.cdw11);
     FeatureValue value = select == static_cast<uint32_t>(Select::CURRENT)   ? currentValue(context, *row, key)
                          : select == static_cast<uint32_t>(Select::DEFAULT) ? defaultValue(context, *row, key.selector)
                                                                             : savedValue(context, *row, key);
-    if (row->isSelector != nullptr && !row->isSelector(key.selector)) return refusal(SCT_GENERIC, SC_INVALID_FIELD);
+    if (row->isSelector != nullptr && !row->isSelector(key.selector)) return refusal(SC_INVALID_FIELD);
     value.data.resize(dataBytesOf(*row, command.cdw11));
     completion.dword0 = value.dword;
     context.data = std::move(value.data);

@@ -41,8 +41,8 @@ constexpr uint32_t ACTION_REPLACE = 0;
 constexpr uint32_t ACTION_ACTIVATE = 2;
 constexpr uint32_t ACTION_ACTIVATE_NOW = 3;
 
-constexpr CompletionEntry INVALID_SLOT = refusal(SCT_COMMAND_SPECIFIC, SC_INVALID_FIRMWARE_SLOT);
-constexpr CompletionEntry INVALID_IMAGE = refusal(SCT_COMMAND_SPECIFIC, SC_INVALID_FIRMWARE_IMAGE);
+constexpr CompletionEntry INVALID_SLOT = refusal(SC_INVALID_FIRMWARE_SLOT);
+constexpr CompletionEntry INVALID_IMAGE = refusal(SC_INVALID_FIRMWARE_IMAGE);
 
 using Piece = FirmwareDownload::Piece;
 
@@ -85,14 +85,14 @@ bool readImage(std::vector<Piece> pieces, const std::string& modelNumber, Image&
 CompletionEntry waitingFor(FirmwareReset reset, bool wantedAtOnce) {
     switch (reset) {
         case FirmwareReset::CONVENTIONAL:
-            return passingRefusal(SCT_COMMAND_SPECIFIC, SC_FIRMWARE_NEEDS_CONVENTIONAL_RESET);
+            return passingRefusal(SC_FIRMWARE_NEEDS_CONVENTIONAL_RESET);
         case FirmwareReset::SUBSYSTEM:
-            return passingRefusal(SCT_COMMAND_SPECIFIC, SC_FIRMWARE_NEEDS_SUBSYSTEM_RESET);
+            return passingRefusal(SC_FIRMWARE_NEEDS_SUBSYSTEM_RESET);
         case FirmwareReset::CONTROLLER:
         case FirmwareReset::NONE:
             break;
     }
-    return wantedAtOnce ? passingRefusal(SCT_COMMAND_SPECIFIC, SC_FIRMWARE_NEEDS_CONTROLLER_RESET) : CompletionEntry{};
+    return wantedAtOnce ? passingRefusal(SC_FIRMWARE_NEEDS_CONTROLLER_RESET) : CompletionEntry{};
 }
 
 FirmwareReset resetOf(const FirmwareState& firmware, uint8_t slot) {
@@ -155,7 +155,7 @@ CompletionEntry downloadFirmware(CommandContext& context) {
     const uint64_t offset = uint64_t{context.command.cdw11} * 4;
     const bool isAligned = offset % GRANULARITY_BYTES == 0;  // the last piece may be shorter
     if (!isAligned || !fitsTransfer(context, length) || offset + length > MAX_IMAGE_BYTES) {
-        return refusal(SCT_GENERIC, SC_INVALID_FIELD);
+        return refusal(SC_INVALID_FIELD);
     }
     if (!hasData(context, length)) return dataTransferError();
     context.data.resize(static_cast<size_t>(length));
@@ -164,20 +164,20 @@ CompletionEntry downloadFirmware(CommandContext& context) {
     std::vector<Piece> pieces;
     int error = download.pieces(pieces);
     for (const Piece& piece : pieces) {
-        if (overlap(piece, offset, length)) return refusal(SCT_COMMAND_SPECIFIC, SC_OVERLAPPING_RANGE);
+        if (overlap(piece, offset, length)) return refusal(SC_OVERLAPPING_RANGE);
     }
     if (error == 0) error = download.append(static_cast<uint32_t>(offset), context.data);
-    return error == 0 ? CompletionEntry{} : passingRefusal(SCT_GENERIC, SC_INTERNAL_ERROR);
+    return error == 0 ? CompletionEntry{} : passingRefusal(SC_INTERNAL_ERROR);
 }
 
 CompletionEntry commitFirmware(CommandContext& context) {
     const uint32_t action = context.command.cdw10 >> 3 & 7;
     auto slot = static_cast<uint8_t>(context.command.cdw10 & 7);
     // Boot partitions, which the actions beyond are for, are not supported.
-    if (action > ACTION_ACTIVATE_NOW || bit(context.command.cdw10, 31)) return refusal(SCT_GENERIC, SC_INVALID_FIELD);
+    if (action > ACTION_ACTIVATE_NOW || bit(context.command.cdw10, 31)) return refusal(SC_INVALID_FIELD);
     if (slot > context.model.firmwareSlots) return INVALID_SLOT;
     std::vector<Piece> pieces;
-    if (FirmwareDownload(context.folder).pieces(pieces) != 0) return passingRefusal(SCT_GENERIC, SC_INTERNAL_ERROR);
+    if (FirmwareDownload(context.folder).pieces(pieces) != 0) return passingRefusal(SC_INTERNAL_ERROR);
 
     const std::string before = context.state.firmware.running;
     CompletionEntry completion;

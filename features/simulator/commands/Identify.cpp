@@ -170,20 +170,20 @@ CompletionEntry identifyNamespace(CommandContext& c) {
         putCommonNamespace(c, c.data.data());
         return {};
     }
-    if (isBeyond(c)) return refusal(SCT_GENERIC, SC_INVALID_NAMESPACE);
+    if (isBeyond(c)) return refusal(SC_INVALID_NAMESPACE);
     if (const auto* part = c.findAttached(c.command.nsid)) putNamespace(c, c.command.nsid, *part, c.data.data());
     return {};
 }
 
 CompletionEntry identifyAllocatedNamespace(CommandContext& c) {
-    if (isBeyond(c)) return refusal(SCT_GENERIC, SC_INVALID_NAMESPACE);
+    if (isBeyond(c)) return refusal(SC_INVALID_NAMESPACE);
     if (const auto* part = c.find(c.command.nsid)) putNamespace(c, c.command.nsid, *part, c.data.data());
     return {};
 }
 
 CompletionEntry listNamespaces(CommandContext& c, bool attachedAlone) {
     constexpr uint32_t FIRST_RESERVED = 0xFFFFFFFE;
-    if (c.command.nsid >= FIRST_RESERVED) return refusal(SCT_GENERIC, SC_INVALID_NAMESPACE);
+    if (c.command.nsid >= FIRST_RESERVED) return refusal(SC_INVALID_NAMESPACE);
     size_t at = 0;
     for (const auto& [nsid, part] : c.state.namespaces) {
         if (nsid <= c.command.nsid || (attachedAlone && !part.isAttachedTo(c.controllerId)) || at == IDENTIFY_BYTES)
@@ -203,7 +203,7 @@ CompletionEntry listAllocated(CommandContext& c) {
 
 CompletionEntry identifyDescriptors(CommandContext& c) {
     const NamespaceState* part = c.findAttached(c.command.nsid);
-    if (part == nullptr) return refusal(SCT_GENERIC, SC_INVALID_NAMESPACE);
+    if (part == nullptr) return refusal(SC_INVALID_NAMESPACE);
     uint8_t* at = c.data.data();
     const auto put = [&at](uint8_t type, const auto& identifier) {
         at[0] = type;
@@ -229,7 +229,7 @@ CompletionEntry putControllerList(CommandContext& c, const NamespaceState* part)
 }
 
 CompletionEntry listControllersOfNamespace(CommandContext& c) {
-    if (isBeyond(c)) return refusal(SCT_GENERIC, SC_INVALID_NAMESPACE);
+    if (isBeyond(c)) return refusal(SC_INVALID_NAMESPACE);
     const NamespaceState* part = c.find(c.command.nsid);
     return part == nullptr ? CompletionEntry{} : putControllerList(c, part);
 }
@@ -245,7 +245,7 @@ CompletionEntry listGranularities(CommandContext& c) {
 }
 
 CompletionEntry listUuids(CommandContext& c) {
-    if (c.model.id != ModelId::OCP) return refusal(SCT_GENERIC, SC_INVALID_FIELD);
+    if (c.model.id != ModelId::OCP) return refusal(SC_INVALID_FIELD);
     std::copy(std::begin(OCP_UUID), std::end(OCP_UUID), c.data.data() + 32 + 16);
     return {};
 }
@@ -295,7 +295,7 @@ CompletionEntry identify(CommandContext& context) {
         context.data.assign(IDENTIFY_BYTES, 0);
         return row.run(context);
     }
-    return refusal(SCT_GENERIC, SC_INVALID_FIELD);
+    return refusal(SC_INVALID_FIELD);
 }
 
 }  // namespace features::simulator

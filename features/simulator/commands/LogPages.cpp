@@ -49,19 +49,19 @@ CompletionEntry getLogPage(CommandContext& context) {
     request.length = ((command.cdw10 >> 16 | static_cast<uint64_t>(command.cdw11 & 0xFFFF) << 16) + 1) * 4;
 
     const LogRow* row = findLog(context, lid);
-    if (row == nullptr) return refusal(SCT_COMMAND_SPECIFIC, SC_INVALID_LOG_PAGE);
-    if (!isReadable(context, lid)) return passingRefusal(SCT_GENERIC, SC_SANITIZE_IN_PROGRESS);
+    if (row == nullptr) return refusal(SC_INVALID_LOG_PAGE);
+    if (!isReadable(context, lid)) return passingRefusal(SC_SANITIZE_IN_PROGRESS);
     const uint32_t maxUuidIndex = isVendorLog(lid) && context.model.id == ModelId::OCP ? 1 : 0;
     const bool isOfController = command.nsid == 0 || command.nsid == NSID_ALL;
     if (!isOfController || !hasFieldsOfModel(context, request) || command.cdw14 > maxUuidIndex ||
         (request.lsp & ~row->definedLsp) != 0 || request.lsi != 0 || request.offset % 4 != 0 ||
         !fitsTransfer(context, request.length)) {
-        return refusal(SCT_GENERIC, SC_INVALID_FIELD);
+        return refusal(SC_INVALID_FIELD);
     }
     std::vector<uint8_t> page;
     CompletionEntry completion = row->build(context, request, page);
     if (!completion.isSuccess()) return completion;
-    if (request.offset != 0 && request.offset >= page.size()) return refusal(SCT_GENERIC, SC_INVALID_FIELD);
+    if (request.offset != 0 && request.offset >= page.size()) return refusal(SC_INVALID_FIELD);
     if (!request.retainEvent) clearEventsOf(context, lid);
     context.data.assign(static_cast<size_t>(request.length), 0);
     const auto count = std::min<uint64_t>(request.length, page.size() - request.offset);

@@ -21,7 +21,6 @@ namespace {
 constexpr uint32_t DATA_BYTES = 4096;
 constexpr uint8_t FLBAS_EXTENDED = 0x10;
 constexpr uint8_t NMIC_SHARED = 0x01;
-constexpr uint8_t SC_NAMESPACE_IS_PRIVATE = 0x19;
 
 /// A field of the host's data structure; what lies between them is reserved.
 struct HostField {
@@ -49,17 +48,17 @@ CompletionEntry readRequest(const CommandContext& context, NamespaceState& part)
     part.isShared = (data[30] & NMIC_SHARED) != 0;
     const bool hasReservedBits = (data[26] & 0xE0) != 0 || (data[30] & ~NMIC_SHARED) != 0 || (data[29] & 0xF0) != 0;
     if (hasReservedBits || !isRestZero(data) || part.size == 0 || part.capacity > part.size) {
-        return refusal(SCT_GENERIC, SC_INVALID_FIELD);
+        return refusal(SC_INVALID_FIELD);
     }
     if (part.format >= context.model.formatCount || (data[29] & 7) != 0) {
-        return refusal(SCT_COMMAND_SPECIFIC, SC_INVALID_FORMAT);
+        return refusal(SC_INVALID_FORMAT);
     }
-    if (part.capacity != part.size) return refusal(SCT_COMMAND_SPECIFIC, SC_THIN_PROVISIONING_NOT_SUPPORTED);
+    if (part.capacity != part.size) return refusal(SC_THIN_PROVISIONING_NOT_SUPPORTED);
     // More blocks than bytes can count are more than any drive has.
     const uint64_t unallocated = unallocatedBytes(context.description, context.model, context.state);
     const bool fits = part.size <= unallocated >> context.formatOf(part).dataShift &&
                       allocatedBytes(context.model, part) <= unallocated;
-    return fits ? CompletionEntry{} : refusal(SCT_COMMAND_SPECIFIC, SC_NAMESPACE_INSUFFICIENT_CAPACITY);
+    return fits ? CompletionEntry{} : refusal(SC_NAMESPACE_INSUFFICIENT_CAPACITY);
 }
 
 void queueNamespaceChange(CommandContext& context, uint32_t nsid) {
@@ -70,7 +69,7 @@ void queueNamespaceChange(CommandContext& context, uint32_t nsid) {
 }
 
 CompletionEntry createNamespace(CommandContext& context) {
-    if (context.command.nsid != 0) return refusal(SCT_GENERIC, SC_INVALID_FIELD);
+    if (context.command.nsid != 0) return refusal(SC_INVALID_FIELD);
     if (!hasData(context, DATA_BYTES)) return dataTransferError();
     NamespaceState part;
     CompletionEntry completion = readRequest(context, part);
@@ -78,7 +77,7 @@ CompletionEntry createNamespace(CommandContext& context) {
     uint32_t nsid = 1;
     while (context.find(nsid) != nullptr) ++nsid;
     if (nsid > context.description.maxNamespaces) {
-        return refusal(SCT_COMMAND_SPECIFIC, SC_NAMESPACE_IDENTIFIER_UNAVAILABLE);
+        return refusal(SC_NAMESPACE_IDENTIFIER_UNAVAILABLE);
     }
     part.mediaGeneration = context.state.nextMediaGeneration++;
     nameNamespace(context.description, context.model, context.state, part);
@@ -109,11 +108,11 @@ void removeNamespace(CommandContext& context, uint32_t nsid) {
 
 CompletionEntry deleteNamespace(CommandContext& context) {
     const uint32_t nsid = context.command.nsid;
-    if (nsid != NSID_ALL && context.find(nsid) == nullptr) return refusal(SCT_GENERIC, SC_INVALID_NAMESPACE);
+    if (nsid != NSID_ALL && context.find(nsid) == nullptr) return refusal(SC_INVALID_NAMESPACE);
     std::vector<uint32_t> nsids;
     for (const auto& [id, part] : context.state.namespaces) {
         if (nsid != NSID_ALL && nsid != id) continue;
-        if (part.writeProtection != 0) return refusal(SCT_GENERIC, SC_NAMESPACE_WRITE_PROTECTED);
+        if (part.writeProtection != 0) return refusal(SC_NAMESPACE_WRITE_PROTECTED);
         nsids.push_back(id);
     }
     queueNamespaceChange(context, nsid);
@@ -142,26 +141,25 @@ uint8_t controllersIn(const CommandContext& context) {
 /// `controllers`: those that it is to be attached to.
 CompletionEntry checkAttachment(const NamespaceState& part, uint8_t controllers) {
     constexpr uint8_t BOTH = (1 << MAX_CONTROLLERS) - 1;
-    if ((part.controllers & controllers) != 0) return refusal(SCT_COMMAND_SPECIFIC, SC_NAMESPACE_ALREADY_ATTACHED);
+    if ((part.controllers & controllers) != 0) return refusal(SC_NAMESPACE_ALREADY_ATTACHED);
     const bool areSeveral = (part.controllers | controllers) == BOTH;
-    return areSeveral && !part.isShared ? refusal(SCT_COMMAND_SPECIFIC, SC_NAMESPACE_IS_PRIVATE) : CompletionEntry{};
+    return areSeveral && !part.isShared ? refusal(SC_NAMESPACE_IS_PRIVATE) : CompletionEntry{};
 }
 
 CompletionEntry checkDetachment(const NamespaceState& part, uint8_t controllers) {
-    return (part.controllers & controllers) == controllers ? CompletionEntry{}
-                                                           : refusal(SCT_COMMAND_SPECIFIC, SC_NAMESPACE_NOT_ATTACHED);
+    return (part.controllers & controllers) == controllers ? CompletionEntry{} : refusal(SC_NAMESPACE_NOT_ATTACHED);
 }
 
 CompletionEntry checkFormat(const CommandContext& context, uint32_t nsid) {
     const uint32_t format = context.command.cdw10 & 0xF;
     const uint32_t protection = context.command.cdw10 >> 5 & 7;  // where it lies (PIL) does not count without any
     const uint32_t erase = context.command.cdw10 >> 9 & 7;
-    if (erase > 2) return refusal(SCT_GENERIC, SC_INVALID_FIELD);
-    if (format >= context.model.formatCount || protection != 0) return refusal(SCT_COMMAND_SPECIFIC, SC_INVALID_FORMAT);
-    if (nsid != NSID_ALL && context.findAttached(nsid) == nullptr) return refusal(SCT_GENERIC, SC_INVALID_NAMESPACE);
+    if (erase > 2) return refusal(SC_INVALID_FIELD);
+    if (format >= context.model.formatCount || protection != 0) return refusal(SC_INVALID_FORMAT);
+    if (nsid != NSID_ALL && context.findAttached(nsid) == nullptr) return refusal(SC_INVALID_NAMESPACE);
     for (const auto& [id, part] : context.state.namespaces) {
         const bool isReached = part.isAttachedTo(context.controllerId) && (nsid == NSID_ALL || nsid == id);
-        if (isReached && part.writeProtection != 0) return refusal(SCT_GENERIC, SC_NAMESPACE_WRITE_PROTECTED);
+        if (isReached && part.writeProtection != 0) return refusal(SC_NAMESPACE_WRITE_PROTECTED);
     }
     return {};
 }
@@ -207,7 +205,7 @@ CompletionEntry manageNamespace(CommandContext& context) {
         case SELECT_DELETE:
             return deleteNamespace(context);
         default:
-            return refusal(SCT_GENERIC, SC_INVALID_FIELD);
+            return refusal(SC_INVALID_FIELD);
     }
 }
 
@@ -215,12 +213,12 @@ CompletionEntry attachNamespace(CommandContext& context) {
     constexpr uint32_t SELECT_DETACH = 1;
     const uint32_t select = context.command.cdw10;
     const uint32_t nsid = context.command.nsid;
-    if (select > SELECT_DETACH || nsid == NSID_ALL) return refusal(SCT_GENERIC, SC_INVALID_FIELD);
+    if (select > SELECT_DETACH || nsid == NSID_ALL) return refusal(SC_INVALID_FIELD);
     NamespaceState* part = context.find(nsid);
-    if (part == nullptr) return refusal(SCT_GENERIC, SC_INVALID_NAMESPACE);
+    if (part == nullptr) return refusal(SC_INVALID_NAMESPACE);
     if (!hasData(context, DATA_BYTES)) return dataTransferError();
     const uint8_t controllers = controllersIn(context);
-    if (controllers == 0) return refusal(SCT_COMMAND_SPECIFIC, SC_CONTROLLER_LIST_INVALID);
+    if (controllers == 0) return refusal(SC_CONTROLLER_LIST_INVALID);
     const bool isDetach = select == SELECT_DETACH;
     const CompletionEntry completion =
         isDetach ? checkDetachment(*part, controllers) : checkAttachment(*part, controllers);

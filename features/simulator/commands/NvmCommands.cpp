@@ -32,12 +32,12 @@ struct Blocks {
 CompletionEntry blocksOf(const CommandContext& context, Blocks& blocks) {
     const SubmissionEntry& command = context.command;
     blocks.part = context.findAttached(command.nsid);
-    if (blocks.part == nullptr) return refusal(SCT_GENERIC, SC_INVALID_NAMESPACE);
-    if ((command.cdw12 & BITS_PRINFO) != 0) return refusal(SCT_GENERIC, SC_INVALID_FIELD);
+    if (blocks.part == nullptr) return refusal(SC_INVALID_NAMESPACE);
+    if ((command.cdw12 & BITS_PRINFO) != 0) return refusal(SC_INVALID_FIELD);
     blocks.first = command.cdw10 | static_cast<uint64_t>(command.cdw11) << 32;
     blocks.count = (command.cdw12 & 0xFFFF) + 1;
     if (blocks.first >= blocks.part->size || blocks.count > blocks.part->size - blocks.first) {
-        return refusal(SCT_GENERIC, SC_LBA_OUT_OF_RANGE);
+        return refusal(SC_LBA_OUT_OF_RANGE);
     }
     const LbaFormat& format = context.formatOf(*blocks.part);
     blocks.withMetadata = blocks.part->extendedMetadata && format.metadataBytes != 0;
@@ -49,7 +49,7 @@ CompletionEntry blocksOf(const CommandContext& context, Blocks& blocks) {
 CompletionEntry dataBlocksOf(const CommandContext& context, Blocks& blocks) {
     CompletionEntry completion = blocksOf(context, blocks);
     if (!completion.isSuccess()) return completion;
-    return fitsTransfer(context, blocks.bytes) ? completion : refusal(SCT_GENERIC, SC_INVALID_FIELD);
+    return fitsTransfer(context, blocks.bytes) ? completion : refusal(SC_INVALID_FIELD);
 }
 
 void countAlignment(CommandContext& context, const Blocks& blocks) {
@@ -67,9 +67,9 @@ CompletionEntry read(CommandContext& context) {
     CompletionEntry completion = dataBlocksOf(context, blocks);
     if (!completion.isSuccess()) return completion;
     context.failingLba = firstUnreadable(context, {context.command.nsid, blocks.first, blocks.count});
-    if (context.failingLba) return refusal(SCT_MEDIA, SC_UNRECOVERED_READ);
+    if (context.failingLba) return refusal(SC_UNRECOVERED_READ);
     if (context.media.read(context.command.nsid, blocks.first, blocks.count, blocks.withMetadata, context.data) != 0) {
-        return refusal(SCT_MEDIA, SC_UNRECOVERED_READ);
+        return refusal(SC_UNRECOVERED_READ);
     }
     ++context.work.readCommands;
     context.work.bytesRead += blocks.bytes;
@@ -82,14 +82,14 @@ CompletionEntry write(CommandContext& context) {
     Blocks blocks;
     CompletionEntry completion = dataBlocksOf(context, blocks);
     if (!completion.isSuccess()) return completion;
-    if (blocks.part->writeProtection != 0) return refusal(SCT_GENERIC, SC_NAMESPACE_WRITE_PROTECTED);
+    if (blocks.part->writeProtection != 0) return refusal(SC_NAMESPACE_WRITE_PROTECTED);
     if (!hasData(context, blocks.bytes)) return dataTransferError();
     context.data.resize(static_cast<size_t>(blocks.bytes));
     const uint32_t nsid = context.command.nsid;
     int error = context.media.write(nsid, blocks.first, blocks.count, blocks.withMetadata, context.data);
     const bool isCached = currentFeature(context, FID_VOLATILE_WRITE_CACHE).dword != 0;
     if (error == 0 && (!isCached || (context.command.cdw12 & BIT_FUA) != 0)) error = context.media.flush(nsid);
-    if (error != 0) return refusal(SCT_MEDIA, SC_WRITE_FAULT);
+    if (error != 0) return refusal(SC_WRITE_FAULT);
     ++context.work.writeCommands;
     context.work.bytesWritten += blocks.bytes;
     countLatency(context, false, blocks.bytes);
@@ -101,11 +101,11 @@ CompletionEntry write(CommandContext& context) {
 CompletionEntry flush(CommandContext& context) {
     const bool isForAll = context.command.nsid == NSID_ALL;
     if (!isForAll && context.findAttached(context.command.nsid) == nullptr) {
-        return refusal(SCT_GENERIC, SC_INVALID_NAMESPACE);
+        return refusal(SC_INVALID_NAMESPACE);
     }
     for (const auto& [nsid, part] : context.state.namespaces) {
         if ((isForAll && part.isAttachedTo(context.controllerId)) || nsid == context.command.nsid) {
-            if (context.media.flush(nsid) != 0) return refusal(SCT_MEDIA, SC_WRITE_FAULT);
+            if (context.media.flush(nsid) != 0) return refusal(SC_WRITE_FAULT);
         }
     }
     return {};
@@ -122,14 +122,14 @@ CompletionEntry compare(CommandContext& context) {
     if (!reading.isSuccess()) return reading;
     const bool isEqual = expected == context.data;
     context.data.clear();
-    return isEqual ? completion : refusal(SCT_MEDIA, SC_COMPARE_FAILURE);
+    return isEqual ? completion : refusal(SC_COMPARE_FAILURE);
 }
 
 CompletionEntry writeZeroes(CommandContext& context) {
     Blocks blocks;
     const CompletionEntry completion = blocksOf(context, blocks);
     if (!completion.isSuccess()) return completion;
-    if (blocks.part->writeProtection != 0) return refusal(SCT_GENERIC, SC_NAMESPACE_WRITE_PROTECTED);
+    if (blocks.part->writeProtection != 0) return refusal(SC_NAMESPACE_WRITE_PROTECTED);
     return deallocate(context, {{context.command.nsid, blocks.first, blocks.count}});
 }
 
@@ -138,7 +138,7 @@ CompletionEntry manageDataset(CommandContext& context) {
     constexpr size_t RANGE_BYTES = 16;
     const uint32_t nsid = context.command.nsid;
     const NamespaceState* part = context.findAttached(nsid);
-    if (part == nullptr) return refusal(SCT_GENERIC, SC_INVALID_NAMESPACE);
+    if (part == nullptr) return refusal(SC_INVALID_NAMESPACE);
     const size_t count = (context.command.cdw10 & 0xFF) + 1;
     if (!hasData(context, count * RANGE_BYTES)) return dataTransferError();
     // The attributes of a range are hints, and no one here takes them.
@@ -147,12 +147,12 @@ CompletionEntry manageDataset(CommandContext& context) {
         const uint8_t* at = context.data.data() + i * RANGE_BYTES;
         const BlockRange range{nsid, le64(at + 8), le32(at + 4)};
         if (range.first > part->size || range.count > part->size - range.first) {
-            return refusal(SCT_GENERIC, SC_LBA_OUT_OF_RANGE);
+            return refusal(SC_LBA_OUT_OF_RANGE);
         }
         if (range.count != 0) ranges.push_back(range);
     }
     if (!bit(context.command.cdw11, BIT_DEALLOCATE) || ranges.empty()) return {};
-    if (part->writeProtection != 0) return refusal(SCT_GENERIC, SC_NAMESPACE_WRITE_PROTECTED);
+    if (part->writeProtection != 0) return refusal(SC_NAMESPACE_WRITE_PROTECTED);
     return deallocate(context, std::move(ranges));
 }
 

@@ -27,14 +27,13 @@ constexpr uint8_t STATUS_RUNNING = 2;
 constexpr uint8_t STATUS_DONE_BUT_DEALLOCATED = 4;
 
 CompletionEntry checkSanitize(const CommandContext& context, uint32_t action) {
-    if (action < ACTION_EXIT_FAILURE_MODE || action > ACTION_CRYPTO_ERASE)
-        return refusal(SCT_GENERIC, SC_INVALID_FIELD);
+    if (action < ACTION_EXIT_FAILURE_MODE || action > ACTION_CRYPTO_ERASE) return refusal(SC_INVALID_FIELD);
     // Blocks are always deallocated. In the error mode (NODRM 0) a host that does not want it is refused.
     const bool isWarningMode = bit(currentFeature(context, FID_SANITIZE_CONFIG).dword, 0);
-    if (bit(context.command.cdw10, BIT_NO_DEALLOCATE) && !isWarningMode) return refusal(SCT_GENERIC, SC_INVALID_FIELD);
+    if (bit(context.command.cdw10, BIT_NO_DEALLOCATE) && !isWarningMode) return refusal(SC_INVALID_FIELD);
     if (const auto pending = pendingActivation(context)) return *pending;
     for (const auto& [nsid, part] : context.state.namespaces) {
-        if (part.writeProtection != 0) return refusal(SCT_GENERIC, SC_NAMESPACE_WRITE_PROTECTED);
+        if (part.writeProtection != 0) return refusal(SC_NAMESPACE_WRITE_PROTECTED);
     }
     return {};
 }

@@ -57,12 +57,12 @@ CompletionEntry deviceSelfTest(CommandContext& context) {
         abortSelfTest(context, SelfTestEnd::COMMAND);
         return {};
     }
-    if (code != CODE_SHORT && code != CODE_EXTENDED) return refusal(SCT_GENERIC, SC_INVALID_FIELD);
+    if (code != CODE_SHORT && code != CODE_EXTENDED) return refusal(SC_INVALID_FIELD);
     if (nsid != 0 && nsid != NSID_ALL && context.findAttached(nsid) == nullptr) {
-        return refusal(SCT_GENERIC, SC_INVALID_NAMESPACE);
+        return refusal(SC_INVALID_NAMESPACE);
     }
     SelfTestState& test = context.state.selfTest;
-    if (test.code != 0) return passingRefusal(SCT_COMMAND_SPECIFIC, SC_SELF_TEST_IN_PROGRESS);
+    if (test.code != 0) return passingRefusal(SC_SELF_TEST_IN_PROGRESS);
     test.code = code;
     test.nsid = nsid;
     test.startedMs = context.nowMs;
@@ -85,7 +85,7 @@ bool finishSelfTest(CommandContext& context) {
         result.segment = SEGMENT_MEDIA;
         result.nsid = unreadable->nsid;
         result.failingLba = unreadable->first;
-        result.statusCode = SCT_MEDIA << 8 | SC_UNRECOVERED_READ;
+        result.statusCode = SC_UNRECOVERED_READ.field();
     }
     endSelfTest(context, result, unreadable ? SelfTestEnd::FAILED : SelfTestEnd::PASSED);
     return true;

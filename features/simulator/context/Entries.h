@@ -2,6 +2,8 @@
 
 #include <cstdint>
 
+#include "features/nvme/StatusCodes.h"
+
 namespace features::simulator {
 
 /// What a controller reads of a submission queue entry (NVMe Base Specification 1.4, figure 105). The data pointers are
@@ -37,19 +39,19 @@ struct CompletionEntry {
     Delivery delivery = Delivery::COMPLETED;
     uint32_t delayMs = 0;  ///< a slow drive: the host gets the entry that much later
 
-    bool isSuccess() const { return (statusField & 0x7FF) == 0; }
+    nvme::StatusCode status() const { return nvme::StatusCode::ofField(statusField); }
+    bool isSuccess() const { return status() == nvme::SC_SUCCESSFUL_COMPLETION; }
 };
 
 inline constexpr uint16_t STATUS_DO_NOT_RETRY = 0x4000;
 
 /// A refusal that the same command would meet again.
-constexpr CompletionEntry refusal(uint8_t statusCodeType, uint8_t statusCode) {
-    return CompletionEntry{static_cast<uint16_t>(STATUS_DO_NOT_RETRY | statusCodeType << 8 | statusCode), 0, 0,
-                           Delivery::COMPLETED, 0};
+constexpr CompletionEntry refusal(nvme::StatusCode status) {
+    return CompletionEntry{static_cast<uint16_t>(STATUS_DO_NOT_RETRY | status.field()), 0, 0, Delivery::COMPLETED, 0};
 }
 /// A refusal that may pass, or a success with a word of warning: without Do Not Retry.
-constexpr CompletionEntry passingRefusal(uint8_t statusCodeType, uint8_t statusCode) {
-    return CompletionEntry{static_cast<uint16_t>(statusCodeType << 8 | statusCode), 0, 0, Delivery::COMPLETED, 0};
+constexpr CompletionEntry passingRefusal(nvme::StatusCode status) {
+    return CompletionEntry{status.field(), 0, 0, Delivery::COMPLETED, 0};
 }
 
 }  // namespace features::simulator

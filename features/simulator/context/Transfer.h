@@ -17,7 +17,7 @@ inline bool hasData(const CommandContext& context, uint64_t bytes) {
 
 /// The host's buffer is shorter than the command says.
 inline CompletionEntry dataTransferError() {
-    return refusal(nvme::SCT_GENERIC, nvme::SC_DATA_TRANSFER_ERROR);
+    return refusal(nvme::SC_DATA_TRANSFER_ERROR);
 }
 
 }  // namespace features::simulator

@@ -42,11 +42,11 @@ bool hasDefinedBitsAlone(const SubmissionEntry& command, const CommandRow& row, 
 CompletionEntry runCommand(CommandContext& context) {
     const SubmissionEntry& command = context.command;
     const CommandRow* row = findCommand(context.tables, context.description, command.isAdmin, command.opcode);
-    if (row == nullptr) return refusal(SCT_GENERIC, SC_INVALID_OPCODE);
+    if (row == nullptr) return refusal(SC_INVALID_OPCODE);
     if (context.state.sanitize.isRunning && !row->mayRunDuringSanitize) {
-        return passingRefusal(SCT_GENERIC, SC_SANITIZE_IN_PROGRESS);
+        return passingRefusal(SC_SANITIZE_IN_PROGRESS);
     }
-    if (!hasDefinedBitsAlone(command, *row, context.parameterLocation)) return refusal(SCT_GENERIC, SC_INVALID_FIELD);
+    if (!hasDefinedBitsAlone(command, *row, context.parameterLocation)) return refusal(SC_INVALID_FIELD);
     if (const auto refused = anaRefusal(context)) return *refused;
     return row->run(context);
 }

@@ -13,30 +13,25 @@ namespace features::simulator {
 using namespace nvme;
 
 bool isError(const SubmissionEntry& command, const CompletionEntry& completion) {
-    const auto type = static_cast<uint8_t>(completion.statusField >> 8 & 7);
-    const auto code = static_cast<uint8_t>(completion.statusField);
+    const StatusCode status = completion.status();
     const bool isActivationHint =
-        command.isAdmin && command.opcode == OPC_FIRMWARE_COMMIT && type == SCT_COMMAND_SPECIFIC &&
-        (code == SC_FIRMWARE_NEEDS_CONVENTIONAL_RESET || code == SC_FIRMWARE_NEEDS_SUBSYSTEM_RESET ||
-         code == SC_FIRMWARE_NEEDS_CONTROLLER_RESET);
+        command.isAdmin && command.opcode == OPC_FIRMWARE_COMMIT &&
+        (status == SC_FIRMWARE_NEEDS_CONVENTIONAL_RESET || status == SC_FIRMWARE_NEEDS_SUBSYSTEM_RESET ||
+         status == SC_FIRMWARE_NEEDS_CONTROLLER_RESET);
     return !completion.isSuccess() && !isActivationHint;
 }
 
 namespace {
-
-bool isStatus(const CompletionEntry& completion, uint8_t type, uint8_t code) {
-    return (completion.statusField & 0x7FF) == (type << 8 | code);
-}
 
 /// Where in the submission entry the fault lies, when the status alone shows it.
 uint16_t parameterOf(const CommandContext& context, const CompletionEntry& completion) {
     constexpr uint16_t BYTE_OPCODE = 0;
     constexpr uint16_t BYTE_NSID = 4;
     constexpr uint16_t BYTE_CDW10 = 40;
-    if (isStatus(completion, SCT_GENERIC, SC_INVALID_OPCODE)) return BYTE_OPCODE;
-    if (isStatus(completion, SCT_GENERIC, SC_INVALID_NAMESPACE)) return BYTE_NSID;
-    if (isStatus(completion, SCT_GENERIC, SC_LBA_OUT_OF_RANGE)) return BYTE_CDW10;
-    if (isStatus(completion, SCT_COMMAND_SPECIFIC, SC_INVALID_LOG_PAGE)) return BYTE_CDW10;
+    if (completion.status() == SC_INVALID_OPCODE) return BYTE_OPCODE;
+    if (completion.status() == SC_INVALID_NAMESPACE) return BYTE_NSID;
+    if (completion.status() == SC_LBA_OUT_OF_RANGE) return BYTE_CDW10;
+    if (completion.status() == SC_INVALID_LOG_PAGE) return BYTE_CDW10;
     return context.parameterLocation;
 }
 
@@ -60,8 +55,8 @@ uint64_t firstBlock(const SubmissionEntry& command) {
 
 void noteError(CommandContext& context, const CompletionEntry& completion) {
     const SubmissionEntry& command = context.command;
-    const bool isMediaError =
-        (completion.statusField >> 8 & 7) == SCT_MEDIA && !isStatus(completion, SCT_MEDIA, SC_COMPARE_FAILURE);
+    const StatusCode status = completion.status();
+    const bool isMediaError = status.type == SCT_MEDIA && status != SC_COMPARE_FAILURE;
     if (isMediaError) ++context.state.health.mediaErrors;
     ErrorEntry entry;
     entry.count = ++context.state.errorCount;

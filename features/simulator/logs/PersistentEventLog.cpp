@@ -163,8 +163,8 @@ bool composePersistentEventLog(CommandContext& context, std::vector<uint8_t>& pa
 
 CompletionEntry buildPersistentEventLog(CommandContext& context, const LogRequest& request,
                                         std::vector<uint8_t>& page) {
-    constexpr CompletionEntry OUT_OF_SEQUENCE = refusal(SCT_GENERIC, SC_COMMAND_SEQUENCE_ERROR);
-    constexpr CompletionEntry FAILED = passingRefusal(SCT_GENERIC, SC_INTERNAL_ERROR);
+    constexpr CompletionEntry OUT_OF_SEQUENCE = refusal(SC_COMMAND_SEQUENCE_ERROR);
+    constexpr CompletionEntry FAILED = passingRefusal(SC_INTERNAL_ERROR);
     Snapshot shown(context, CONTEXT_SNAPSHOT);
     switch (request.lsp) {
         case ACTION_READ:
@@ -178,7 +178,7 @@ CompletionEntry buildPersistentEventLog(CommandContext& context, const LogReques
             if (shown.exists()) shown.remove();
             return {};  // no data, and no error without a context
         default:
-            return refusal(SCT_GENERIC, SC_INVALID_FIELD);
+            return refusal(SC_INVALID_FIELD);
     }
 }
 

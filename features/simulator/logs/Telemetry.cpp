@@ -129,12 +129,12 @@ bool capture(CommandContext& context, uint8_t lid, const char* reason, Telemetry
 /// The stored capture, or a page without data areas.
 CompletionEntry readCapture(CommandContext& context, uint8_t lid, const LogRequest& request,
                             std::vector<uint8_t>& page) {
-    if (request.offset % BLOCK_BYTES != 0) return refusal(SCT_GENERIC, SC_INVALID_FIELD);
+    if (request.offset % BLOCK_BYTES != 0) return refusal(SC_INVALID_FIELD);
     const Snapshot snapshot(context, snapshotName(lid));
     if (!snapshot.exists()) {
         page = emptyPage(context, lid, "");
     } else if (!snapshot.read(page) || page.size() < BLOCK_BYTES) {
-        return passingRefusal(SCT_GENERIC, SC_INTERNAL_ERROR);
+        return passingRefusal(SC_INTERNAL_ERROR);
     }
     putGenerations(page, readExtension<TelemetryState>(context.state));
     return {};
@@ -156,7 +156,7 @@ CompletionEntry buildHostTelemetry(CommandContext& context, const LogRequest& re
         auto state = readExtension<TelemetryState>(context.state);
         ++state.hostGeneration;
         if (!capture(context, LID_TELEMETRY_HOST, "Asked for by the host", state)) {
-            return passingRefusal(SCT_GENERIC, SC_INTERNAL_ERROR);
+            return passingRefusal(SC_INTERNAL_ERROR);
         }
     }
     return readCapture(context, LID_TELEMETRY_HOST, request, page);

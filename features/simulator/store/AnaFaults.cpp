@@ -17,13 +17,13 @@ constexpr const char* ALL_GROUPS = "all";
 constexpr struct {
     const char* word;
     AnaState state;
-    uint8_t statusCode;  ///< of type 3h: path related; 0: commands are carried out
+    nvme::StatusCode status;  ///< of commands in the state
 } STATES[] = {
-    {"optimized",       AnaState::OPTIMIZED,       0x00},
-    {"non-optimized",   AnaState::NON_OPTIMIZED,   0x00},
-    {"inaccessible",    AnaState::INACCESSIBLE,    0x02},
-    {"persistent-loss", AnaState::PERSISTENT_LOSS, 0x01},
-    {"change",          AnaState::CHANGE,          0x03},
+    {"optimized",       AnaState::OPTIMIZED,       nvme::SC_SUCCESSFUL_COMPLETION},
+    {"non-optimized",   AnaState::NON_OPTIMIZED,   nvme::SC_SUCCESSFUL_COMPLETION},
+    {"inaccessible",    AnaState::INACCESSIBLE,    nvme::SC_ANA_INACCESSIBLE},
+    {"persistent-loss", AnaState::PERSISTENT_LOSS, nvme::SC_ANA_PERSISTENT_LOSS},
+    {"change",          AnaState::CHANGE,          nvme::SC_ANA_TRANSITION},
 };
 // clang-format on
 
@@ -82,8 +82,8 @@ AnaState anaStateOf(const std::vector<AnaFault>& faults, uint16_t controllerId, 
     return fault == faults.rend() ? AnaState::OPTIMIZED : fault->state;
 }
 
-uint8_t anaStatusCode(AnaState state) {
-    return rowOf(state).statusCode;
+nvme::StatusCode anaStatus(AnaState state) {
+    return rowOf(state).status;
 }
 
 }  // namespace features::simulator

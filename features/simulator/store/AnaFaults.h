@@ -4,6 +4,8 @@
 #include <string>
 #include <vector>
 
+#include "features/nvme/StatusCodes.h"
+
 namespace features::simulator {
 
 /// Asymmetric Namespace Access states, as log page 0Ch has them.
@@ -22,7 +24,7 @@ std::string anaFaultsText(const std::vector<AnaFault>& faults);
 /// The state of a group on a controller: that of the last fault that names them; without one, optimized.
 AnaState anaStateOf(const std::vector<AnaFault>& faults, uint16_t controllerId, uint32_t group);
 
-/// The path related status code of commands to a namespace in this state; 0: they are carried out.
-uint8_t anaStatusCode(AnaState state);
+/// The path related status of commands to a namespace in this state, or a success: they are carried out.
+nvme::StatusCode anaStatus(AnaState state);
 
 }  // namespace features::simulator

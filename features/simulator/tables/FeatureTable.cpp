@@ -15,7 +15,7 @@ using namespace nvme;
 
 namespace {
 
-constexpr CompletionEntry INVALID_FIELD = refusal(SCT_GENERIC, SC_INVALID_FIELD);
+constexpr CompletionEntry INVALID_FIELD = refusal(SC_INVALID_FIELD);
 
 // Temperature Threshold: which sensor (TMPSEL) and which side (THSEL) in dword 11.
 constexpr uint32_t BITS_TEMPERATURE = 0x3F << 16;

@@ -127,7 +127,7 @@ Status SimulatedNvmePath::sendNvme(const NvmeCommand& command, const Payload& pa
     }
     if (reads && completion.isSuccess() && data.size() > command.dataLength) {
         // The host's buffer is smaller than what its command asked for.
-        completion = simulator::refusal(nvme::SCT_GENERIC, nvme::SC_DATA_TRANSFER_ERROR);
+        completion = simulator::refusal(nvme::SC_DATA_TRANSFER_ERROR);
     }
     result.protocolResult = std::make_unique<Completion>(completion.statusField, completion.dword0, completion.dword1);
     if (reads) {

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <iterator>
 #include <memory>
 #include <mutex>
 
@@ -10,6 +11,7 @@
 #include "features/jobs/support/ProgressLine.h"
 #include "features/jobs/support/StatusDetails.h"
 #include "features/nvme/Opcodes.h"
+#include "features/nvme/StatusCodes.h"
 #include "ostrel/core/Device.h"
 #include "ostrel/core/Payload.h"
 #include "ostrel/core/StatusCatalogue.h"
@@ -26,8 +28,14 @@ constexpr uint64_t MAX_BLOCKS = 65536;
 
 /// Unrecovered Read Error, and the three errors of end-to-end protection (NVMe Base Specification 1.4,
 /// section 4.6.1.2.3).
+constexpr nvme::StatusCode MEDIA_ERRORS[] = {
+    nvme::SC_UNRECOVERED_READ,
+    nvme::SC_GUARD_CHECK_ERROR,
+    nvme::SC_APPLICATION_TAG_CHECK_ERROR,
+    nvme::SC_REFERENCE_TAG_CHECK_ERROR,
+};
 bool isMediaError(const nvme::Completion& completion) {
-    return completion.statusCodeType() == 0x2 && completion.statusCode() >= 0x81 && completion.statusCode() <= 0x84;
+    return std::find(std::begin(MEDIA_ERRORS), std::end(MEDIA_ERRORS), completion.status()) != std::end(MEDIA_ERRORS);
 }
 
 /// How the blocks of a namespace come over the wire. Units: bytes a block.

@@ -16,7 +16,7 @@ using namespace nvme;
 
 namespace {
 
-constexpr CompletionEntry INVALID_FIELD = refusal(SCT_GENERIC, SC_INVALID_FIELD);
+constexpr CompletionEntry INVALID_FIELD = refusal(SC_INVALID_FIELD);
 constexpr uint32_t CENTIWATTS_PER_WATT = 100;
 
 bool isOcp(const CommandContext& context) {

@@ -23,14 +23,14 @@ constexpr uint16_t TYPE_INCOMPLETE_SHUTDOWN = 0x0B;
 constexpr uint8_t FLAG_ENABLED = 0x01;
 constexpr uint8_t FLAG_SINGLE_INSTANCE = 0x02;
 
-constexpr CompletionEntry INVALID_FIELD = refusal(SCT_GENERIC, SC_INVALID_FIELD);
+constexpr CompletionEntry INVALID_FIELD = refusal(SC_INVALID_FIELD);
 
 uint16_t typeOf(const uint8_t* entry) {
     return le16(entry + 2);
 }
 
 CompletionEntry completionOf(uint16_t panic) {
-    CompletionEntry completion = passingRefusal(SCT_GENERIC, SC_INTERNAL_ERROR);
+    CompletionEntry completion = passingRefusal(SC_INTERNAL_ERROR);
     if (panic <= LAST_HANGING_TYPE) completion.delivery = Delivery::NEVER;
     return completion;
 }

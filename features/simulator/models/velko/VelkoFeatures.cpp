@@ -21,7 +21,7 @@ using namespace nvme;
 
 namespace {
 
-constexpr CompletionEntry INVALID_FIELD = refusal(SCT_GENERIC, SC_INVALID_FIELD);
+constexpr CompletionEntry INVALID_FIELD = refusal(SC_INVALID_FIELD);
 
 bool isVelko(const CommandContext& context) {
     return context.model.id == ModelId::VELKO;

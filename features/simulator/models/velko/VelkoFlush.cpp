@@ -60,8 +60,8 @@ CompletionEntry forceFlush(CommandContext& context) {
     VelkoFlush& flush = velko.flush;
     const bool isStart = bit(context.command.cdw10, 0);
     const bool isRunning = flushProgress(flush, context.nowMs).state == FlushState::IN_PROGRESS;
-    if (isStart && isRunning) return passingRefusal(SCT_COMMAND_SPECIFIC, SC_VELKO_FLUSH_IN_PROGRESS);
-    if (!isStart && !isRunning) return passingRefusal(SCT_COMMAND_SPECIFIC, SC_VELKO_FLUSH_NOT_IN_PROGRESS);
+    if (isStart && isRunning) return passingRefusal(SC_VELKO_FLUSH_IN_PROGRESS);
+    if (!isStart && !isRunning) return passingRefusal(SC_VELKO_FLUSH_NOT_IN_PROGRESS);
     if (isStart) {
         const uint64_t bytes = cachedBytes(context, flush);
         const uint64_t written = context.state.health.work.bytesWritten + context.work.bytesWritten;

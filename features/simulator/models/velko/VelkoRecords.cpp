@@ -133,8 +133,7 @@ void recordForVelkoLogs(CommandContext& context, const DriveEvent& event) {
 void recordVelkoError(CommandContext& context, const CompletionEntry& completion) {
     if (!hasLogs(context)) return;
     const SubmissionEntry& command = context.command;
-    const auto type = static_cast<uint8_t>(completion.statusField >> 8 & 7);
-    const auto code = static_cast<uint8_t>(completion.statusField);
+    const StatusCode status = completion.status();
     VelkoState velko = readExtension<VelkoState>(context.state);
     VelkoRecord refused;
     refused.time = sinceResetMicroseconds(context);
@@ -145,11 +144,11 @@ void recordVelkoError(CommandContext& context, const CompletionEntry& completion
     putLe32(refused.details.data() + 8, command.cdw11);
     putLe32(refused.details.data() + 12, completion.statusField);
     add(velko.nlog, refused);
-    if (type == SCT_MEDIA && code != SC_COMPARE_FAILURE) {
+    if (status.type == SCT_MEDIA && status != SC_COMPARE_FAILURE) {
         const uint64_t first = command.cdw10 | static_cast<uint64_t>(command.cdw11) << 32;
         recordVelkoEvent(context, velko, VelkoEvent::MEDIA_ERROR, command.nsid, context.failingLba.value_or(first));
     }
-    if (type == SCT_GENERIC && code == SC_INTERNAL_ERROR) {
+    if (status == SC_INTERNAL_ERROR) {
         velko.asserts.push_back({velkoTime(context), command.opcode, ASSERT_LINE, ASSERT_FILE});
         if (velko.asserts.size() > VelkoState::MAX_ASSERTS) velko.asserts.erase(velko.asserts.begin());
         recordVelkoEvent(context, velko, VelkoEvent::ASSERT);

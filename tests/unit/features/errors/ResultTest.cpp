@@ -51,7 +51,7 @@ TEST(Result, ACommandErrorKeepsItsCompletionOnTheWayUp) {
     const auto refused = doubled(true);
     ASSERT_FALSE(refused);
     EXPECT_EQ(statusText(refused), REFUSED);
-    EXPECT_TRUE(refused.error().completion.is(1, 0x0A));
+    EXPECT_TRUE(refused.error().completion.is({1, 0x0A}));
     EXPECT_EQ(refused.error().completion.dword0, 7U);
 }
 

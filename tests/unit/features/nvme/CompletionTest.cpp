@@ -11,11 +11,11 @@ namespace {
 TEST(Completion, TakesTheStatusFieldApart) {
     const Completion failed(0x6281, 0x11223344, 0x55667788);
     EXPECT_FALSE(failed.isSuccess());
-    EXPECT_EQ(failed.statusCodeType(), 2);
-    EXPECT_EQ(failed.statusCode(), 0x81);
-    EXPECT_TRUE(failed.is(2, 0x81));
-    EXPECT_FALSE(failed.is(1, 0x81));
-    EXPECT_FALSE(failed.is(2, 0x80));
+    EXPECT_EQ(failed.status().type, 2);
+    EXPECT_EQ(failed.status().code, 0x81);
+    EXPECT_TRUE(failed.is({2, 0x81}));
+    EXPECT_FALSE(failed.is({1, 0x81}));
+    EXPECT_FALSE(failed.is({2, 0x80}));
     EXPECT_TRUE(failed.doNotRetry());
     EXPECT_EQ(failed.meaning(), "Unrecovered Read Error");
 

@@ -86,7 +86,7 @@ TEST(Drive, ReportsARefusalWithAllThatIsKnownOfIt) {
         statusText(answer),
         "0/25 Format NVM failed on drive S1 (/dev/nvme0): Invalid Format (status code type 0x1, status code 0x0A, "
         "opcode 0x80).");
-    EXPECT_TRUE(answer.error().completion.is(1, 0x0A));
+    EXPECT_TRUE(answer.error().completion.is({1, 0x0A}));
     EXPECT_TRUE(answer.error().completion.doNotRetry());
     EXPECT_EQ(answer.error().completion.dword0, 0x77U);
 }
@@ -143,7 +143,7 @@ TEST(Drive, ARefusedIdentifyControllerIsAskedAgain) {
     Drive drive(*fake.device());
     const auto refused = drive.identifyController();
     ASSERT_FALSE(refused);
-    EXPECT_TRUE(refused.error().completion.is(0, 0x06));
+    EXPECT_TRUE(refused.error().completion.is({0, 0x06}));
     EXPECT_EQ(statusText(drive.identifyController()), SUCCESS);
 }
 

@@ -36,17 +36,35 @@ constexpr struct {
     {7, 0x00, "Vendor Specific"},
 };
 TEST(StatusCodes, AreReportedInTheWordsOfTheStandard) {
-    for (const auto& c : CASES) EXPECT_EQ(statusCodeText(c.type, c.code), c.text) << int{c.type} << '/' << int{c.code};
+    for (const auto& c : CASES)
+        EXPECT_EQ(statusCodeText({c.type, c.code}), c.text) << int{c.type} << '/' << int{c.code};
 }
 
 TEST(StatusCodes, AppearOnceEach) {
     std::set<std::pair<int, int>> seen;
-#define STATUS_CODE(type, code, text)                     \
+#define STATUS_CODE(type, code, name, text)               \
     EXPECT_TRUE(seen.emplace(type, code).second) << text; \
-    EXPECT_EQ(statusCodeText(type, code), text);
+    EXPECT_EQ(name.field(), type << 8 | code) << text;    \
+    EXPECT_EQ(statusCodeText(name), text);
+#define FABRICS_STATUS_CODE(type, code, name)
 #include "features/nvme/StatusCodes.def"
 #undef STATUS_CODE
+#undef FABRICS_STATUS_CODE
     EXPECT_EQ(seen.size(), 105U);
+}
+
+TEST(StatusCodes, AreTypeAndCodeInOne) {
+    EXPECT_EQ(SC_INVALID_FIELD.field(), 0x002);
+    EXPECT_EQ(SC_INVALID_LOG_PAGE.field(), 0x109);
+    EXPECT_EQ(SC_UNRECOVERED_READ.field(), 0x281);
+    EXPECT_EQ(SC_AUTHENTICATION_REQUIRED.field(), 0x191);
+    EXPECT_EQ(StatusCode::ofField(0x4281), SC_UNRECOVERED_READ) << "Do Not Retry is no part of it";
+    EXPECT_NE(SC_CAPACITY_EXCEEDED, SC_UNRECOVERED_READ) << "the same code of another type";
+}
+
+TEST(StatusCodes, OfFabricsHaveTheTextsOfTheNvmCommandSet) {
+    EXPECT_EQ(statusCodeText(SC_CONNECT_INVALID_PARAMETERS), "Attempted Write to Read Only Range");
+    EXPECT_EQ(statusCodeText(SC_AUTHENTICATION_REQUIRED), "Reserved");
 }
 
 }  // namespace

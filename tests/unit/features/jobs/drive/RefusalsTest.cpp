@@ -13,8 +13,8 @@ using namespace fakedrive;
 using namespace ostrel::core;
 
 constexpr RefusalRow ROWS[] = {
-    {1, 0x0A, statuses::invalidLbaFormat},
-    {0, 0x1D, statuses::sanitizeInProgress},
+    {{1, 0x0A}, statuses::invalidLbaFormat},
+    {{0, 0x1D}, statuses::sanitizeInProgress},
 };
 
 constexpr const char* SUCCEEDED = "succeeded";
