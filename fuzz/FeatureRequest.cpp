@@ -12,6 +12,8 @@
 
 #include "features/library/Library.h"
 #include "features/nvme/Completion.h"
+#include "features/nvme/IdentifyCns.h"
+#include "features/nvme/LogPageIds.h"
 #include "features/nvme/NvmeCommand.h"
 #include "features/nvme/Opcodes.h"
 #include "features/transport/DriveSource.h"

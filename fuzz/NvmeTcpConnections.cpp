@@ -188,7 +188,7 @@ void connectQueue(HostEnd& end, FuzzInput& input, const std::string& subsystem) 
     const uint8_t kind = input.byte();
     const bool isDiscovery = (kind & 1) != 0;
     const uint8_t queueId = kind >> 1 & 3;
-    Bytes command = entry(OPCODE_FABRICS, input.byte(), FABRICS_CONNECT, 1024, true);
+    Bytes command = entry(OPC_FABRICS, input.byte(), FABRICS_CONNECT, 1024, true);
     command[42] = queueId;
     command[44] = 31;
     command[46] = (kind & 8) != 0 ? 4 : 0;  // without flow control
@@ -204,7 +204,7 @@ void connectQueue(HostEnd& end, FuzzInput& input, const std::string& subsystem) 
 /// Property Set, of the Controller Configuration for the most part.
 void setProperty(HostEnd& end, FuzzInput& input) {
     constexpr uint32_t CONFIGURATIONS[] = {0x00460001, 0x00460000, 0x00464001, 0x00460011, 0xFFFFFFFF, 0x4E564D65};
-    Bytes command = entry(OPCODE_FABRICS, input.byte(), 0, 0, false);
+    Bytes command = entry(OPC_FABRICS, input.byte(), 0, 0, false);
     putLe32(command.data() + 44, input.byte() == 0 ? 0x20 : 0x14);
     putLe32(command.data() + 48, input.pick(CONFIGURATIONS));
     end.sendCommand(command, {});
@@ -223,7 +223,7 @@ void sendAnyCommand(HostEnd& end, FuzzInput& input) {
                                    OPC_FLUSH,
                                    OPC_NAMESPACE_MANAGEMENT,
                                    OPC_FORMAT_NVM,
-                                   OPCODE_FABRICS,
+                                   OPC_FABRICS,
                                    OPC_COMPARE,
                                    OPC_FIRMWARE_IMAGE_DOWNLOAD};
     constexpr uint32_t LENGTHS[] = {0, 4096, 512, 8192, 65536, 16, 1 << 20, 0x200000};

@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "features/nvme/NamespaceIds.h"
 #include "features/nvme/Opcodes.h"
 #include "features/simulator/controller/Controller.h"
 #include "features/simulator/controller/StateCheck.h"

@@ -10,6 +10,9 @@
 #include <vector>
 
 #include "features/nvme/Bytes.h"
+#include "features/nvme/IdentifyCns.h"
+#include "features/nvme/LogPageIds.h"
+#include "features/nvme/NamespaceIds.h"
 #include "features/nvme/Opcodes.h"
 #include "features/simulator/controller/Controller.h"
 #include "features/simulator/controller/StateCheck.h"

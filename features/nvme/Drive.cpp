@@ -7,6 +7,8 @@
 #include "features/nvme/ControllerCapabilities.h"
 #include "features/nvme/FieldTree.h"
 #include "features/nvme/Identify.h"
+#include "features/nvme/IdentifyCns.h"
+#include "features/nvme/LogPageIds.h"
 #include "features/nvme/LogPages.h"
 #include "features/nvme/Opcodes.h"
 #include "ostrel/core/AttributeVocabulary.h"

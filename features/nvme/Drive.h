@@ -8,6 +8,7 @@
 #include "features/errors/Result.h"
 #include "features/nvme/CommandError.h"
 #include "features/nvme/Completion.h"
+#include "features/nvme/NamespaceIds.h"
 #include "features/nvme/NvmeCommand.h"
 #include "ostrel/core/Device.h"
 #include "ostrel/core/Payload.h"
@@ -24,7 +25,7 @@ struct Answer {
 /// Which part of which log page. Lengths and offsets in bytes, multiples of 4.
 struct LogPageRequest {
     uint8_t lid = 0;
-    uint32_t nsid = 0xFFFFFFFF;
+    uint32_t nsid = NSID_ALL;
     uint8_t lsp = 0;           ///< Log Specific Field, of the first piece
     uint16_t lsi = 0;          ///< Log Specific Identifier
     bool retainEvent = false;  ///< Retain Asynchronous Event, on every piece

@@ -4,7 +4,7 @@
 #include <iterator>
 
 #include "features/nvme/Bytes.h"
-#include "features/nvme/Opcodes.h"
+#include "features/nvme/FeatureIds.h"
 #include "features/nvme/Structures.h"
 #include "ostrel/core/AttributeVocabulary.h"
 #include "ostrel/core/Strings.h"

@@ -4,8 +4,8 @@
 #include <iterator>
 
 #include "features/nvme/Bytes.h"
+#include "features/nvme/LogPageIds.h"
 #include "features/nvme/LogSizes.h"
-#include "features/nvme/Opcodes.h"
 #include "ostrel/core/Strings.h"
 
 namespace features::nvme {
@@ -116,14 +116,13 @@ const LogPageRow* logPagesEnd() {
 }
 
 FieldTree decodeSupportedLogs(const Payload& data) {
-    constexpr unsigned FIRST_VENDOR_SPECIFIC = 0xC0;
     FieldTree tree{"Supported Log Pages", {}, {}};
     for (unsigned lid = 0; lid < 256 && (lid + 1) * 4 <= data.getSize(); ++lid) {
         if (!bit(le32(data.getData() + lid * 4), 0)) continue;
         const LogPageRow* row = findLogPage(static_cast<uint8_t>(lid));
-        tree.add("LID " + hexText(lid, 2), row != nullptr                 ? row->name
-                                           : lid >= FIRST_VENDOR_SPECIFIC ? "Vendor Specific"
-                                                                          : "Not decoded");
+        tree.add("LID " + hexText(lid, 2), row != nullptr            ? row->name
+                                           : lid >= FIRST_VENDOR_LID ? "Vendor Specific"
+                                                                     : "Not decoded");
     }
     return tree;
 }

@@ -4,7 +4,7 @@
 
 #include "features/nvme/Bytes.h"
 #include "features/nvme/FieldTable.h"
-#include "features/nvme/Opcodes.h"
+#include "features/nvme/LogPageIds.h"
 #include "features/nvme/Structures.h"
 
 namespace features::nvme {

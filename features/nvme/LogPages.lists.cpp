@@ -17,23 +17,21 @@ namespace {
 
 // clang-format off
 constexpr Word ADMIN_COMMANDS[] = {
-    {0x00, "Delete I/O Submission Queue"}, {0x01, "Create I/O Submission Queue"}, {0x02, "Get Log Page"},
-    {0x04, "Delete I/O Completion Queue"}, {0x05, "Create I/O Completion Queue"}, {0x06, "Identify"},
-    {0x08, "Abort"},                       {0x09, "Set Features"},                {0x0A, "Get Features"},
-    {0x0C, "Asynchronous Event Request"},  {0x0D, "Namespace Management"},        {0x10, "Firmware Commit"},
-    {0x11, "Firmware Image Download"},     {0x14, "Device Self-test"},            {0x15, "Namespace Attachment"},
-    {0x18, "Keep Alive"},                  {0x19, "Directive Send"},              {0x1A, "Directive Receive"},
-    {0x1C, "Virtualization Management"},   {0x1D, "NVMe-MI Send"},                {0x1E, "NVMe-MI Receive"},
-    {0x24, "Lockdown"},                    {0x7C, "Doorbell Buffer Config"},      {0x7F, "Fabrics commands"},
-    {0x80, "Format NVM"},                  {0x81, "Security Send"},               {0x82, "Security Receive"},
-    {0x84, "Sanitize"},                    {0x86, "Get LBA Status"},              {},
+#define ADMIN_OPCODE(opcode, name, text) {name, text},
+#define IO_OPCODE(opcode, name, text)
+#include "features/nvme/Opcodes.def"
+#undef ADMIN_OPCODE
+#undef IO_OPCODE
+    {},
 };
 constexpr Word IO_COMMANDS[] = {
-    {0x00, "Flush"},                {0x01, "Write"},               {0x02, "Read"},
-    {0x04, "Write Uncorrectable"},  {0x05, "Compare"},             {0x08, "Write Zeroes"},
-    {0x09, "Dataset Management"},   {0x0C, "Verify"},              {0x0D, "Reservation Register"},
-    {0x0E, "Reservation Report"},   {0x11, "Reservation Acquire"}, {0x15, "Reservation Release"},
-    {0x19, "Copy"},                 {},
+#define ADMIN_OPCODE(opcode, name, text)
+#define IO_OPCODE(opcode, name, text) {name, text},
+#include "features/nvme/NamespaceIds.h"
+#include "features/nvme/Opcodes.def"
+#undef ADMIN_OPCODE
+#undef IO_OPCODE
+    {},
 };
 
 /// What a supported command does beside its work: bits of its entry.
@@ -133,16 +131,15 @@ std::string effectsText(uint32_t effects) {
 }
 
 void addEffects(FieldTree& tree, const std::string& queue, const Word* commands, const Payload& data, size_t at) {
-    constexpr unsigned FIRST_VENDOR_SPECIFIC = 0xC0;
     for (unsigned opcode = 0; opcode < COMMANDS && at + EFFECTS_BYTES <= data.getSize();
          ++opcode, at += EFFECTS_BYTES) {
         const uint32_t effects = le32(data.getData() + at);
         if (!bit(effects, 0)) continue;
         const char* name = findWord(commands, opcode);
         tree.add(queue + " " + hexText(opcode, 2),
-                 name != nullptr                   ? name
-                 : opcode >= FIRST_VENDOR_SPECIFIC ? "Vendor Specific"
-                                                   : "Reserved",
+                 name != nullptr                 ? name
+                 : opcode >= FIRST_VENDOR_OPCODE ? "Vendor Specific"
+                                                 : "Reserved",
                  effectsText(effects));
     }
 }

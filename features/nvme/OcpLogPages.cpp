@@ -8,7 +8,7 @@
 
 #include "features/nvme/Bytes.h"
 #include "features/nvme/FieldTable.h"
-#include "features/nvme/Opcodes.h"
+#include "features/nvme/LogPageIds.h"
 #include "features/nvme/Structures.h"
 #include "ostrel/core/Strings.h"
 

@@ -4,121 +4,14 @@
 
 namespace features::nvme {
 
-/// Admin commands (NVMe Base Specification 1.4, section 5).
-inline constexpr uint8_t OPC_GET_LOG_PAGE = 0x02;
-inline constexpr uint8_t OPC_IDENTIFY = 0x06;
-inline constexpr uint8_t OPC_ABORT = 0x08;
-inline constexpr uint8_t OPC_SET_FEATURES = 0x09;
-inline constexpr uint8_t OPC_GET_FEATURES = 0x0A;
-inline constexpr uint8_t OPC_ASYNCHRONOUS_EVENT_REQUEST = 0x0C;
-inline constexpr uint8_t OPC_NAMESPACE_MANAGEMENT = 0x0D;
-inline constexpr uint8_t OPC_FIRMWARE_COMMIT = 0x10;
-inline constexpr uint8_t OPC_FIRMWARE_IMAGE_DOWNLOAD = 0x11;
-inline constexpr uint8_t OPC_DEVICE_SELF_TEST = 0x14;
-inline constexpr uint8_t OPC_NAMESPACE_ATTACHMENT = 0x15;
-inline constexpr uint8_t OPC_KEEP_ALIVE = 0x18;
-inline constexpr uint8_t OPC_FORMAT_NVM = 0x80;
-inline constexpr uint8_t OPC_SECURITY_SEND = 0x81;
-inline constexpr uint8_t OPC_SECURITY_RECEIVE = 0x82;
-inline constexpr uint8_t OPC_SANITIZE = 0x84;
+// One constant a row: OPC_IDENTIFY is 06h. An opcode says nothing without its queue.
+#define ADMIN_OPCODE(opcode, name, text) inline constexpr uint8_t name = opcode;
+#define IO_OPCODE(opcode, name, text) inline constexpr uint8_t name = opcode;
+#include "features/nvme/Opcodes.def"
+#undef ADMIN_OPCODE
+#undef IO_OPCODE
 
-/// NVM commands (section 6).
-inline constexpr uint8_t OPC_FLUSH = 0x00;
-inline constexpr uint8_t OPC_WRITE = 0x01;
-inline constexpr uint8_t OPC_READ = 0x02;
-inline constexpr uint8_t OPC_COMPARE = 0x05;
-inline constexpr uint8_t OPC_WRITE_ZEROES = 0x08;
-inline constexpr uint8_t OPC_DATASET_MANAGEMENT = 0x09;
-
-/// Every namespace of the controller.
-inline constexpr uint32_t NSID_ALL = 0xFFFFFFFF;
-
-/// Controller or Namespace Structure values of Identify (section 5.15.1).
-inline constexpr uint8_t CNS_NAMESPACE = 0x00;
-inline constexpr uint8_t CNS_CONTROLLER = 0x01;
-inline constexpr uint8_t CNS_ACTIVE_NAMESPACES = 0x02;
-inline constexpr uint8_t CNS_NAMESPACE_DESCRIPTORS = 0x03;
-inline constexpr uint8_t CNS_ALLOCATED_NAMESPACES = 0x10;
-inline constexpr uint8_t CNS_ALLOCATED_NAMESPACE = 0x11;
-inline constexpr uint8_t CNS_NAMESPACE_CONTROLLERS = 0x12;
-inline constexpr uint8_t CNS_CONTROLLERS = 0x13;
-inline constexpr uint8_t CNS_GRANULARITIES = 0x16;
-inline constexpr uint8_t CNS_UUID_LIST = 0x17;
-
-/// Log page identifiers (section 5.14.1; 00h is of NVMe 2.0).
-inline constexpr uint8_t LID_SUPPORTED_LOGS = 0x00;
-inline constexpr uint8_t LID_ERROR_INFORMATION = 0x01;
-inline constexpr uint8_t LID_SMART_HEALTH = 0x02;
-inline constexpr uint8_t LID_FIRMWARE_SLOT = 0x03;
-inline constexpr uint8_t LID_CHANGED_NAMESPACES = 0x04;
-inline constexpr uint8_t LID_COMMAND_EFFECTS = 0x05;
-inline constexpr uint8_t LID_DEVICE_SELF_TEST = 0x06;
-inline constexpr uint8_t LID_TELEMETRY_HOST = 0x07;
-inline constexpr uint8_t LID_TELEMETRY_CONTROLLER = 0x08;
-inline constexpr uint8_t LID_ENDURANCE_GROUP = 0x09;
-inline constexpr uint8_t LID_PREDICTABLE_LATENCY_SET = 0x0A;
-inline constexpr uint8_t LID_PREDICTABLE_LATENCY_AGGREGATE = 0x0B;
-inline constexpr uint8_t LID_ANA = 0x0C;
-inline constexpr uint8_t LID_PERSISTENT_EVENT = 0x0D;
-inline constexpr uint8_t LID_LBA_STATUS = 0x0E;
-inline constexpr uint8_t LID_ENDURANCE_GROUP_AGGREGATE = 0x0F;
-inline constexpr uint8_t LID_SUPPORTED_FEATURES = 0x12;  // of NVMe 2.0
-inline constexpr uint8_t LID_RESERVATION = 0x80;
-inline constexpr uint8_t LID_SANITIZE_STATUS = 0x81;
-/// From here on the meaning depends on the drive.
-inline constexpr uint8_t FIRST_VENDOR_LID = 0xC0;
-/// Of the OCP Datacenter NVMe SSD Specification, where the page bears OCP's GUID.
-inline constexpr uint8_t LID_OCP_SMART = 0xC0;
-inline constexpr uint8_t LID_OCP_ERROR_RECOVERY = 0xC1;
-inline constexpr uint8_t LID_OCP_FIRMWARE_HISTORY = 0xC2;
-inline constexpr uint8_t LID_OCP_LATENCY_MONITOR = 0xC3;
-inline constexpr uint8_t LID_OCP_CAPABILITIES = 0xC4;
-inline constexpr uint8_t LID_OCP_UNSUPPORTED_REQUIREMENTS = 0xC5;
-inline constexpr uint8_t LID_OCP_HARDWARE_COMPONENTS = 0xC6;
-inline constexpr uint8_t LID_OCP_TCG_CONFIGURATION = 0xC7;
-inline constexpr uint8_t LID_OCP_TELEMETRY_STRINGS = 0xC9;
-
-/// Feature identifiers (section 5.21.1).
-inline constexpr uint8_t FID_ARBITRATION = 0x01;
-inline constexpr uint8_t FID_POWER_MANAGEMENT = 0x02;
-inline constexpr uint8_t FID_LBA_RANGE_TYPE = 0x03;
-inline constexpr uint8_t FID_TEMPERATURE_THRESHOLD = 0x04;
-inline constexpr uint8_t FID_ERROR_RECOVERY = 0x05;
-inline constexpr uint8_t FID_VOLATILE_WRITE_CACHE = 0x06;
-inline constexpr uint8_t FID_NUMBER_OF_QUEUES = 0x07;
-inline constexpr uint8_t FID_INTERRUPT_COALESCING = 0x08;
-inline constexpr uint8_t FID_INTERRUPT_VECTOR = 0x09;
-inline constexpr uint8_t FID_WRITE_ATOMICITY = 0x0A;
-inline constexpr uint8_t FID_ASYNCHRONOUS_EVENT = 0x0B;
-inline constexpr uint8_t FID_AUTONOMOUS_POWER_STATE = 0x0C;
-inline constexpr uint8_t FID_HOST_MEMORY_BUFFER = 0x0D;
-inline constexpr uint8_t FID_TIMESTAMP = 0x0E;
-inline constexpr uint8_t FID_KEEP_ALIVE = 0x0F;
-inline constexpr uint8_t FID_HOST_THERMAL_MANAGEMENT = 0x10;
-inline constexpr uint8_t FID_NON_OPERATIONAL_POWER_STATE = 0x11;
-inline constexpr uint8_t FID_READ_RECOVERY_LEVEL = 0x12;
-inline constexpr uint8_t FID_PREDICTABLE_LATENCY_CONFIG = 0x13;
-inline constexpr uint8_t FID_PREDICTABLE_LATENCY_WINDOW = 0x14;
-inline constexpr uint8_t FID_LBA_STATUS_INTERVAL = 0x15;
-inline constexpr uint8_t FID_HOST_BEHAVIOR_SUPPORT = 0x16;
-inline constexpr uint8_t FID_SANITIZE_CONFIG = 0x17;
-inline constexpr uint8_t FID_ENDURANCE_GROUP_EVENT = 0x18;
-inline constexpr uint8_t FID_SOFTWARE_PROGRESS = 0x80;
-inline constexpr uint8_t FID_HOST_IDENTIFIER = 0x81;
-inline constexpr uint8_t FID_RESERVATION_MASK = 0x82;
-inline constexpr uint8_t FID_RESERVATION_PERSISTENCE = 0x83;
-inline constexpr uint8_t FID_NAMESPACE_WRITE_PROTECTION = 0x84;
-inline constexpr uint8_t FID_BOOT_PARTITION_WRITE_PROTECTION = 0x85;  // of NVMe 2.1
-
-/// Features of the OCP Datacenter NVMe SSD Specification 2.0. On drives without OCP's logs these identifiers are the
-/// maker's own: code that writes one has made sure that it is OCP's.
-inline constexpr uint8_t FID_OCP_ERROR_INJECTION = 0xC0;
-inline constexpr uint8_t FID_OCP_CLEAR_FIRMWARE_HISTORY = 0xC1;
-inline constexpr uint8_t FID_OCP_END_OF_LIFE_MODE = 0xC2;
-inline constexpr uint8_t FID_OCP_CLEAR_PCIE_ERRORS = 0xC3;
-inline constexpr uint8_t FID_OCP_IEEE1667_SILO = 0xC4;
-inline constexpr uint8_t FID_OCP_LATENCY_MONITOR = 0xC5;
-inline constexpr uint8_t FID_OCP_PLP_CHECK_INTERVAL = 0xC6;
-inline constexpr uint8_t FID_OCP_DSSD_POWER_STATE = 0xC7;
+/// From here on the meaning depends on the drive, in either queue.
+inline constexpr uint8_t FIRST_VENDOR_OPCODE = 0xC0;
 
 }  // namespace features::nvme

@@ -4,8 +4,8 @@
 
 #include "features/nvme/Bytes.h"
 #include "features/nvme/FieldTable.h"
+#include "features/nvme/LogPageIds.h"
 #include "features/nvme/LogPages.h"
-#include "features/nvme/Opcodes.h"
 #include "features/parsers/PersistentEvents.h"
 #include "features/parsers/Structures.h"
 #include "ostrel/core/Payload.h"

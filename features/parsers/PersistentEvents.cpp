@@ -7,6 +7,7 @@
 #include "features/nvme/Features.h"
 #include "features/nvme/FieldTable.h"
 #include "features/nvme/LogPages.h"
+#include "features/nvme/PersistentEventTypes.h"
 #include "features/parsers/Structures.h"
 #include "ostrel/core/Payload.h"
 #include "ostrel/core/Strings.h"
@@ -50,17 +51,17 @@ constexpr FieldRow RESET_FIELDS[] = {
 };
 
 constexpr Word HARDWARE_ERRORS[] = {
-    {0x01, "PCIe Correctable Error"},
-    {0x02, "PCIe Uncorrectable Non-fatal Error"},
-    {0x03, "PCIe Uncorrectable Fatal Error"},
-    {0x04, "PCIe Link Status Change"},
-    {0x05, "PCIe Link Not Active"},
-    {0x06, "Critical Warning Condition"},
-    {0x07, "Endurance Group Critical Warning Condition"},
-    {0x08, "Unsafe Shutdown"},
-    {0x09, "Controller Fatal Status"},
-    {0x0A, "Media and Data Integrity Status"},
-    {0x0B, "Controller Ready Timeout Exceeded"},  // since NVMe 2.0
+    {HARDWARE_ERROR_PCIE_CORRECTABLE, "PCIe Correctable Error"},
+    {HARDWARE_ERROR_PCIE_NON_FATAL, "PCIe Uncorrectable Non-fatal Error"},
+    {HARDWARE_ERROR_PCIE_FATAL, "PCIe Uncorrectable Fatal Error"},
+    {HARDWARE_ERROR_PCIE_LINK_STATUS, "PCIe Link Status Change"},
+    {HARDWARE_ERROR_PCIE_LINK_INACTIVE, "PCIe Link Not Active"},
+    {HARDWARE_ERROR_CRITICAL_WARNING, "Critical Warning Condition"},
+    {HARDWARE_ERROR_ENDURANCE_GROUP_WARNING, "Endurance Group Critical Warning Condition"},
+    {HARDWARE_ERROR_UNSAFE_SHUTDOWN, "Unsafe Shutdown"},
+    {HARDWARE_ERROR_CONTROLLER_FATAL, "Controller Fatal Status"},
+    {HARDWARE_ERROR_MEDIA, "Media and Data Integrity Status"},
+    {HARDWARE_ERROR_READY_TIMEOUT, "Controller Ready Timeout Exceeded"},
     {},
 };
 constexpr FieldRow HARDWARE_ERROR_FIELDS[] = {
@@ -221,7 +222,7 @@ std::string addAsBytes(FieldTree& tree, const uint8_t* data, size_t size) {
 }
 
 struct EventRow {
-    uint8_t type;
+    PersistentEvent type;
     const char* name;
     FieldRows fields;
     size_t minBytes;  ///< of its data
@@ -231,26 +232,27 @@ struct EventRow {
 
 // clang-format off
 const EventRow EVENTS[] = {
-    {0x01, "SMART / Health Log Snapshot",   {},                         SMART_BYTES,       addSmart},
-    {0x02, "Firmware Commit",               FIRMWARE_COMMIT_FIELDS,     22,                nullptr},
-    {0x03, "Timestamp Change",              TIMESTAMP_FIELDS,           16,                nullptr},
-    {0x04, "Power-on or Reset",             POWER_ON_FIELDS,            8,                 addResets},
-    {0x05, "NVM Subsystem Hardware Error",  HARDWARE_ERROR_FIELDS,      4,                 addHardwareError},
-    {0x06, "Change Namespace",              CHANGE_NAMESPACE_FIELDS,    48,                nullptr},
-    {0x07, "Format NVM Start",              FORMAT_START_FIELDS,        12,                nullptr},
-    {0x08, "Format NVM Completion",         FORMAT_COMPLETION_FIELDS,   12,                nullptr},
-    {0x09, "Sanitize Start",                SANITIZE_START_FIELDS,      12,                nullptr},
-    {0x0A, "Sanitize Completion",           SANITIZE_COMPLETION_FIELDS, 8,                 nullptr},
-    {0x0B, "Set Feature",                   SET_FEATURE_FIELDS,         4,                 addSetFeature},
-    {0x0C, "Telemetry Log Created",         {},                         TELEMETRY_BYTES,   addTelemetry},
-    {0x0D, "Thermal Excursion",             THERMAL_FIELDS,             2,                 nullptr},
-    {0xDE, "Vendor Specific",               {},                         VENDOR_HEAD_BYTES, addVendorSpecific},
-    {0xDF, "TCG Defined",                   {},                         0,                 addAsBytes},
+    {PersistentEvent::SMART_SNAPSHOT,      "SMART / Health Log Snapshot",   {},                         SMART_BYTES,       addSmart},
+    {PersistentEvent::FIRMWARE_COMMIT,     "Firmware Commit",               FIRMWARE_COMMIT_FIELDS,     22,                nullptr},
+    {PersistentEvent::TIMESTAMP_CHANGE,    "Timestamp Change",              TIMESTAMP_FIELDS,           16,                nullptr},
+    {PersistentEvent::POWER_ON_OR_RESET,   "Power-on or Reset",             POWER_ON_FIELDS,            8,                 addResets},
+    {PersistentEvent::HARDWARE_ERROR,      "NVM Subsystem Hardware Error",  HARDWARE_ERROR_FIELDS,      4,                 addHardwareError},
+    {PersistentEvent::CHANGE_NAMESPACE,    "Change Namespace",              CHANGE_NAMESPACE_FIELDS,    48,                nullptr},
+    {PersistentEvent::FORMAT_START,        "Format NVM Start",              FORMAT_START_FIELDS,        12,                nullptr},
+    {PersistentEvent::FORMAT_COMPLETION,   "Format NVM Completion",         FORMAT_COMPLETION_FIELDS,   12,                nullptr},
+    {PersistentEvent::SANITIZE_START,      "Sanitize Start",                SANITIZE_START_FIELDS,      12,                nullptr},
+    {PersistentEvent::SANITIZE_COMPLETION, "Sanitize Completion",           SANITIZE_COMPLETION_FIELDS, 8,                 nullptr},
+    {PersistentEvent::SET_FEATURE,         "Set Feature",                   SET_FEATURE_FIELDS,         4,                 addSetFeature},
+    {PersistentEvent::TELEMETRY_CREATED,   "Telemetry Log Created",         {},                         TELEMETRY_BYTES,   addTelemetry},
+    {PersistentEvent::THERMAL_EXCURSION,   "Thermal Excursion",             THERMAL_FIELDS,             2,                 nullptr},
+    {PersistentEvent::VENDOR_SPECIFIC,     "Vendor Specific",               {},                         VENDOR_HEAD_BYTES, addVendorSpecific},
+    {PersistentEvent::TCG_DEFINED,         "TCG Defined",                   {},                         0,                 addAsBytes},
 };
 // clang-format on
 
 const EventRow* findEvent(uint8_t type) {
-    const auto* row = std::find_if(std::begin(EVENTS), std::end(EVENTS), [&](const auto& e) { return e.type == type; });
+    const auto* row = std::find_if(std::begin(EVENTS), std::end(EVENTS),
+                                   [&](const auto& e) { return static_cast<uint8_t>(e.type) == type; });
     return row == std::end(EVENTS) ? nullptr : row;
 }
 

@@ -3,7 +3,7 @@
 #include <algorithm>
 
 #include "features/nvme/Bytes.h"
-#include "features/nvme/Opcodes.h"
+#include "features/nvme/LogPageIds.h"
 
 namespace features::parsers {
 

@@ -5,11 +5,10 @@
 #include <cstdint>
 
 #include "features/nvme/Bytes.h"
+#include "features/nvme/Opcodes.h"
 #include "features/nvme/StatusCodes.h"
 
 namespace simdrive::tcp {
-
-inline constexpr uint8_t OPCODE_FABRICS = 0x7F;
 
 /// The most data that one command carries: MDTS of Identify is never above it.
 inline constexpr uint32_t MAX_TRANSFER_BYTES = 1 << 20;
@@ -26,7 +25,7 @@ public:
     uint8_t opcode() const { return bytes_[0]; }
     uint8_t flags() const { return bytes_[1]; }  ///< FUSE in bits 1:0, PSDT in bits 7:6
     uint16_t commandId() const { return word(2); }
-    bool isFabrics() const { return opcode() == OPCODE_FABRICS; }
+    bool isFabrics() const { return opcode() == features::nvme::OPC_FABRICS; }
     uint8_t fabricsType() const { return bytes_[4]; }
     Direction direction() const { return static_cast<Direction>((isFabrics() ? fabricsType() : opcode()) & 3); }
     uint64_t sglAddress() const { return features::nvme::le64(bytes_.data() + 24); }

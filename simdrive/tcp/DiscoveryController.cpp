@@ -3,6 +3,9 @@
 #include <algorithm>
 #include <cstring>
 
+#include "features/nvme/FeatureIds.h"
+#include "features/nvme/IdentifyCns.h"
+#include "features/nvme/LogPageIds.h"
 #include "features/nvme/Opcodes.h"
 
 namespace simdrive::tcp {
@@ -13,8 +16,6 @@ namespace {
 
 constexpr size_t IDENTIFY_BYTES = 4096;
 constexpr size_t RECORD_BYTES = 1024;
-constexpr uint8_t LID_DISCOVERY = 0x70;
-constexpr uint8_t FID_EVENT_CONFIGURATION = 0x0B;
 constexpr uint8_t TRANSPORT_TCP = 3;
 constexpr uint8_t ADDRESS_IPV4 = 1;
 constexpr uint8_t ADDRESS_IPV6 = 2;
@@ -52,7 +53,7 @@ std::vector<uint8_t> discoveryLog(const std::vector<Place>& places) {
 }  // namespace
 
 Reply DiscoveryController::runAdmin(const Capsule& capsule, std::vector<uint8_t>& data) {
-    const bool isEventConfiguration = (capsule.cdw(10) & 0xFF) == FID_EVENT_CONFIGURATION;
+    const bool isEventConfiguration = (capsule.cdw(10) & 0xFF) == FID_ASYNCHRONOUS_EVENT;
     switch (capsule.opcode()) {
         case OPC_IDENTIFY:
             return identify(capsule, data);
@@ -76,7 +77,6 @@ Reply DiscoveryController::runIo(const Capsule&, std::vector<uint8_t>&) {
 }
 
 Reply DiscoveryController::identify(const Capsule& capsule, std::vector<uint8_t>& data) const {
-    constexpr uint8_t CNS_CONTROLLER = 0x01;
     constexpr uint8_t TYPE_DISCOVERY = 2;
     if ((capsule.cdw(10) & 0xFF) != CNS_CONTROLLER) return Reply::refusal(SC_INVALID_FIELD);
     data.assign(IDENTIFY_BYTES, 0);

@@ -4,6 +4,8 @@
 #include <new>
 #include <optional>
 
+#include "features/nvme/FeatureIds.h"
+#include "features/nvme/IdentifyCns.h"
 #include "features/nvme/Opcodes.h"
 
 namespace simdrive::tcp {
@@ -16,9 +18,6 @@ using features::simulator::SubmissionEntry;
 using ostrel::core::Status;
 
 namespace {
-
-constexpr uint8_t CNS_CONTROLLER = 0x01;
-constexpr uint8_t FID_NUMBER_OF_QUEUES = 0x07;
 
 bool isIdentifyController(const Capsule& capsule) {
     return capsule.opcode() == OPC_IDENTIFY && (capsule.cdw(10) & 0xFF) == CNS_CONTROLLER;

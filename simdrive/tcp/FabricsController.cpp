@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "features/nvme/FeatureIds.h"
+
 namespace simdrive::tcp {
 
 using namespace features::nvme;
@@ -18,7 +20,6 @@ constexpr uint8_t ADMIN_SET_FEATURES = 0x09;
 constexpr uint8_t ADMIN_GET_FEATURES = 0x0A;
 constexpr uint8_t ADMIN_EVENT_REQUEST = 0x0C;
 constexpr uint8_t ADMIN_KEEP_ALIVE = 0x18;
-constexpr uint8_t FID_KEEP_ALIVE = 0x0F;
 
 constexpr uint32_t PROPERTY_CAP = 0x00;
 constexpr uint32_t PROPERTY_VS = 0x08;

@@ -3,7 +3,7 @@
 #include <algorithm>
 
 #include "features/jobs/support/AvailableMemory.h"
-#include "features/nvme/Opcodes.h"
+#include "features/nvme/LogPageIds.h"
 #include "ostrel/core/AttributeVocabulary.h"
 #include "ostrel/core/StatusCatalogue.h"
 

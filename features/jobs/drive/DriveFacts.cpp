@@ -5,7 +5,8 @@
 #include "features/jobs/drive/LogReading.h"
 #include "features/jobs/drive/Namespaces.h"
 #include "features/jobs/drive/OcpSmartLog.h"
-#include "features/nvme/Opcodes.h"
+#include "features/nvme/IdentifyCns.h"
+#include "features/nvme/LogPageIds.h"
 
 namespace features::jobs {
 

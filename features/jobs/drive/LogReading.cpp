@@ -5,8 +5,8 @@
 #include "features/jobs/support/ProgressLine.h"
 #include "features/jobs/support/StatusDetails.h"
 #include "features/nvme/FieldTree.h"
+#include "features/nvme/LogPageIds.h"
 #include "features/nvme/LogSizes.h"
-#include "features/nvme/Opcodes.h"
 #include "features/nvme/StatusCodes.h"
 
 namespace features::jobs {

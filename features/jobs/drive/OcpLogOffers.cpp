@@ -1,6 +1,6 @@
 #include "features/jobs/drive/OcpLogOffers.h"
 
-#include "features/nvme/Opcodes.h"
+#include "features/nvme/LogPageIds.h"
 
 namespace features::jobs {
 

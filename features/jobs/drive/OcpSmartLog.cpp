@@ -4,8 +4,9 @@
 #include "features/jobs/drive/LogReading.h"
 #include "features/nvme/ControllerCapabilities.h"
 #include "features/nvme/Identify.h"
+#include "features/nvme/IdentifyCns.h"
+#include "features/nvme/LogPageIds.h"
 #include "features/nvme/LogPages.h"
-#include "features/nvme/Opcodes.h"
 
 namespace features::jobs {
 

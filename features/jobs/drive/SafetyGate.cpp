@@ -4,6 +4,7 @@
 
 #include "features/errors/Result.h"
 #include "features/jobs/support/StatusDetails.h"
+#include "features/nvme/NamespaceIds.h"
 #include "features/transport/HostCommand.h"
 #include "ostrel/core/CommandResult.h"
 #include "ostrel/core/Logging.h"
@@ -16,8 +17,6 @@ using transport::HostNamespace;
 using transport::NamespaceUse;
 
 namespace {
-
-constexpr uint32_t EVERY_NAMESPACE = 0xFFFFFFFF;
 
 /// What a use of each kind is called, before and after the node; the use's detail comes last.
 struct SentenceRow {
@@ -69,7 +68,7 @@ Status checkUses(nvme::Drive& drive, const DestructionScope& scope) {
     // mend.
     Status partitions;
     for (const HostNamespace& part : host->namespaces) {
-        if (scope.nsid != EVERY_NAMESPACE && scope.nsid != part.nsid) continue;
+        if (scope.nsid != nvme::NSID_ALL && scope.nsid != part.nsid) continue;
         for (const NamespaceUse& use : part.uses) {
             const Status status = checkUse(use, scope);
             if (succeeded(status)) continue;

@@ -3,14 +3,15 @@
 #include <cstdint>
 
 #include "features/nvme/Drive.h"
+#include "features/nvme/NamespaceIds.h"
 #include "ostrel/core/Status.h"
 
 namespace features::jobs {
 
 /// What a destructive command is about to scope.
 struct DestructionScope {
-    /// 0xFFFFFFFF: every namespace, attached or not.
-    uint32_t nsid = 0xFFFFFFFF;
+    /// NSID_ALL: every namespace, attached or not.
+    uint32_t nsid = nvme::NSID_ALL;
     /// Partitions and other content that is not in use are a reason to refuse, too.
     bool partitionsCount = true;
 };

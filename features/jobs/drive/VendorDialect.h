@@ -5,6 +5,7 @@
 #include "features/errors/Result.h"
 #include "features/jobs/drive/OcpSmartLog.h"
 #include "features/nvme/Drive.h"
+#include "features/nvme/FeatureIds.h"
 #include "ostrel/core/Status.h"
 
 namespace features::jobs {
@@ -18,7 +19,7 @@ enum class Dialect : uint8_t {
 
 /// Whether the identifier is one that maker and OCP both use, C0h to C7h.
 constexpr bool isContestedFeature(uint8_t fid) {
-    return fid >= 0xC0 && fid <= 0xC7;
+    return fid >= nvme::FID_OCP_ERROR_INJECTION && fid <= nvme::FID_OCP_DSSD_POWER_STATE;
 }
 
 /// Whether the drive has the maker's vendor interface. Nothing is asked of the drive.

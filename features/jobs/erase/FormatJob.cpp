@@ -4,6 +4,7 @@
 
 #include "features/errors/Result.h"
 #include "features/jobs/base/SetRequest.h"
+#include "features/nvme/NamespaceIds.h"
 #include "ostrel/core/AttributeVocabulary.h"
 #include "ostrel/core/StatusCatalogue.h"
 #include "ostrel/interfaces/ostreli/interface/JobNames.h"

@@ -10,6 +10,8 @@
 #include "features/jobs/drive/SafetyGate.h"
 #include "features/jobs/support/StatusDetails.h"
 #include "features/nvme/Bytes.h"
+#include "features/nvme/NamespaceIds.h"
+#include "features/nvme/Opcodes.h"
 #include "ostrel/core/AttributeVocabulary.h"
 #include "ostrel/core/SignalBlock.h"
 #include "ostrel/core/StatusCatalogue.h"

@@ -12,8 +12,8 @@
 #include "features/jobs/support/WaitClock.h"
 #include "features/nvme/ControllerCapabilities.h"
 #include "features/nvme/Drive.h"
+#include "features/nvme/NamespaceIds.h"
 #include "features/nvme/NamespaceProperties.h"
-#include "features/nvme/Opcodes.h"
 #include "ostrel/core/SignalBlock.h"
 #include "ostrel/core/Status.h"
 

@@ -11,6 +11,7 @@
 #include "features/jobs/drive/SafetyGate.h"
 #include "features/jobs/support/StatusDetails.h"
 #include "features/nvme/Bytes.h"
+#include "features/nvme/IdentifyCns.h"
 #include "features/nvme/NamespaceProperties.h"
 #include "features/nvme/Opcodes.h"
 #include "ostrel/core/AttributeVocabulary.h"
@@ -34,7 +35,6 @@ constexpr uint32_t COMMAND_TIMEOUT_MS = 10 * 60 * 1000;
 
 /// Identify Controller of the NVM command set, since NVMe 2.0; 0 means no limit.
 constexpr uint32_t VERSION_2_0 = 0x00020000;
-constexpr uint8_t CNS_COMMAND_SET_CONTROLLER = 0x06;
 constexpr size_t OFFSET_DMRL = 3;
 constexpr size_t OFFSET_DMRSL = 4;
 constexpr size_t OFFSET_DMSL = 8;
@@ -129,7 +129,7 @@ Result<TrimJob::Limits> TrimJob::readLimits(nvme::Drive& drive) const {
     const nvme::ControllerCapabilities controller(identify);
     if (!controller.supportsDatasetManagement()) return statuses::trimNotSupported();
     if (controller.version < VERSION_2_0) return limits;
-    const auto data = drive.identify(CNS_COMMAND_SET_CONTROLLER, 0);
+    const auto data = drive.identify(nvme::CNS_COMMAND_SET_CONTROLLER, 0);
     if (!data && !isRefusal(data.error())) return data.error();
     if (!data) return limits;  // the drive has none of its own
     const uint8_t* const at = data->getData();

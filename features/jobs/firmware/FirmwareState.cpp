@@ -5,9 +5,9 @@
 #include "features/jobs/drive/ControllerReset.h"
 #include "features/jobs/drive/LogReading.h"
 #include "features/nvme/Bytes.h"
+#include "features/nvme/LogPageIds.h"
 #include "features/nvme/LogPages.h"
 #include "features/nvme/LogSizes.h"
-#include "features/nvme/Opcodes.h"
 
 namespace features::jobs {
 

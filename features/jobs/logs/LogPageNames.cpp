@@ -2,8 +2,8 @@
 
 #include "features/jobs/drive/VendorDialect.h"
 #include "features/nvme/Bytes.h"
+#include "features/nvme/LogPageIds.h"
 #include "features/nvme/OcpLogPages.h"
-#include "features/nvme/Opcodes.h"
 #include "features/nvme/VelkoLogPages.h"
 
 namespace features::jobs {

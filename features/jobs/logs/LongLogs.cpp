@@ -6,7 +6,7 @@
 #include "features/jobs/drive/LogReading.h"
 #include "features/jobs/support/StatusDetails.h"
 #include "features/nvme/ControllerCapabilities.h"
-#include "features/nvme/Opcodes.h"
+#include "features/nvme/LogPageIds.h"
 #include "features/parsers/PersistentEventLog.h"
 #include "features/parsers/TelemetryHeader.h"
 #include "ostrel/core/Payload.h"

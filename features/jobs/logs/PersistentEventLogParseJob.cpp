@@ -4,7 +4,7 @@
 #include "features/jobs/logs/LongLogs.h"
 #include "features/jobs/support/InputFile.h"
 #include "features/jobs/support/StatusDetails.h"
-#include "features/nvme/Opcodes.h"
+#include "features/nvme/LogPageIds.h"
 #include "features/parsers/PersistentEventLog.h"
 #include "ostrel/core/AttributeVocabulary.h"
 #include "ostrel/core/StatusCatalogue.h"

@@ -1,7 +1,7 @@
 #include "features/jobs/logs/TelemetryLogJob.h"
 
 #include "features/jobs/logs/LongLogs.h"
-#include "features/nvme/Opcodes.h"
+#include "features/nvme/LogPageIds.h"
 #include "features/parsers/TelemetryHeader.h"
 #include "ostrel/core/AttributeVocabulary.h"
 #include "ostrel/core/StatusCatalogue.h"

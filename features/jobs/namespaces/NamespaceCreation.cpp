@@ -12,7 +12,8 @@
 #include "features/jobs/support/StatusDetails.h"
 #include "features/nvme/Bytes.h"
 #include "features/nvme/Identify.h"
-#include "features/nvme/Opcodes.h"
+#include "features/nvme/IdentifyCns.h"
+#include "features/nvme/NamespaceIds.h"
 #include "ostrel/core/AttributeVocabulary.h"
 #include "ostrel/core/StatusCatalogue.h"
 
@@ -36,7 +37,6 @@ constexpr size_t OFFSET_UNVMCAP = 296;
 
 /// The Namespace Granularity List, which a controller has by CTRATT bit 7: attributes, the number of descriptors less
 /// one, and for each the granularity of sizes and of capacities in bytes.
-constexpr uint8_t CNS_GRANULARITY = 0x16;
 constexpr unsigned CTRATT_GRANULARITY = 7;
 constexpr size_t OFFSET_NUMBER_OF_DESCRIPTORS = 4;
 constexpr size_t OFFSET_DESCRIPTORS = 32;
@@ -208,7 +208,7 @@ Status NamespaceCreation::checkMultiple(const char* what, uint64_t blocks, uint6
 
 Status NamespaceCreation::readGranularity(const ControllerCapabilities& controller) {
     if (!bit(controller.ctratt, CTRATT_GRANULARITY)) return Status();
-    const auto data = drive_.identify(CNS_GRANULARITY, 0);
+    const auto data = drive_.identify(nvme::CNS_GRANULARITIES, 0);
     // A drive that refuses it takes any size.
     if (!data) return isRefusal(data.error()) ? Status() : data.error().status;
     const uint8_t* const list = data->getData();

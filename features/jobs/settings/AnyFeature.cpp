@@ -12,8 +12,9 @@
 #include "features/jobs/support/InputFile.h"
 #include "features/jobs/support/StatusDetails.h"
 #include "features/nvme/Bytes.h"
+#include "features/nvme/FeatureIds.h"
 #include "features/nvme/Features.h"
-#include "features/nvme/Opcodes.h"
+#include "features/nvme/NamespaceIds.h"
 #include "features/nvme/VelkoFeatures.h"
 #include "features/nvme/VelkoInterface.h"
 #include "ostrel/core/AttributeVocabulary.h"
@@ -59,7 +60,6 @@ constexpr struct {
     {nvme::FID_RESERVATION_PERSISTENCE, 0},
     {nvme::FID_NAMESPACE_WRITE_PROTECTION, 0},
 };
-constexpr uint32_t ALL_NAMESPACES = 0xFFFFFFFF;
 /// Temperature Threshold of all sensors at once, which cannot be read.
 constexpr uint32_t ALL_SENSORS = 0x000F0000;
 
@@ -133,7 +133,7 @@ Status checkHostMemory(uint8_t fid, uint32_t cdw11) {
 bool isReadable(const nvme::FeatureRequest& request) {
     const bool isForAllSensors =
         request.fid == nvme::FID_TEMPERATURE_THRESHOLD && (request.cdw11 & ALL_SENSORS) == ALL_SENSORS;
-    return request.nsid != ALL_NAMESPACES && !isForAllSensors;
+    return request.nsid != nvme::NSID_ALL && !isForAllSensors;
 }
 
 /// The bits of dword 0 in which the feature has fields.

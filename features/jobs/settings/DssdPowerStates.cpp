@@ -5,8 +5,8 @@
 #include "features/jobs/drive/LogReading.h"
 #include "features/jobs/settings/Alternatives.h"
 #include "features/nvme/Bytes.h"
+#include "features/nvme/LogPageIds.h"
 #include "features/nvme/OcpLogPages.h"
-#include "features/nvme/Opcodes.h"
 #include "ostrel/core/Payload.h"
 
 namespace features::jobs {

@@ -8,7 +8,7 @@
 #include "features/jobs/support/StatusDetails.h"
 #include "features/nvme/Bytes.h"
 #include "features/nvme/ControllerCapabilities.h"
-#include "features/nvme/Opcodes.h"
+#include "features/nvme/FeatureIds.h"
 #include "ostrel/core/StatusCatalogue.h"
 
 namespace features::jobs {

@@ -7,7 +7,7 @@
 #include "features/jobs/settings/FeatureAccess.h"
 #include "features/jobs/settings/FeatureSetting.h"
 #include "features/jobs/support/StatusDetails.h"
-#include "features/nvme/Opcodes.h"
+#include "features/nvme/FeatureIds.h"
 #include "features/nvme/Units.h"
 #include "ostrel/core/AttributeVocabulary.h"
 #include "ostrel/core/StatusCatalogue.h"

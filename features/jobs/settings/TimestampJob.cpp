@@ -7,7 +7,7 @@
 #include "features/jobs/settings/FeatureSetting.h"
 #include "features/jobs/support/StatusDetails.h"
 #include "features/nvme/Bytes.h"
-#include "features/nvme/Opcodes.h"
+#include "features/nvme/FeatureIds.h"
 #include "ostrel/core/AttributeVocabulary.h"
 #include "ostrel/core/StatusCatalogue.h"
 #include "ostrel/interfaces/ostreli/interface/JobNames.h"

@@ -4,6 +4,7 @@
 #include <map>
 
 #include "features/nvme/Bytes.h"
+#include "features/nvme/NamespaceIds.h"
 #include "features/nvme/Opcodes.h"
 #include "features/nvme/StatusCodes.h"
 #include "features/simulator/context/AsyncEvents.h"

@@ -3,7 +3,8 @@
 #include <algorithm>
 
 #include "features/nvme/Bytes.h"
-#include "features/nvme/Opcodes.h"
+#include "features/nvme/FeatureIds.h"
+#include "features/nvme/NamespaceIds.h"
 #include "features/nvme/StatusCodes.h"
 #include "features/simulator/context/DriveTables.h"
 #include "features/simulator/context/EventQueue.h"

@@ -7,7 +7,6 @@
 #include <string>
 
 #include "features/nvme/Bytes.h"
-#include "features/nvme/Opcodes.h"
 #include "features/nvme/StatusCodes.h"
 #include "features/simulator/context/AsyncEvents.h"
 #include "features/simulator/context/EventQueue.h"

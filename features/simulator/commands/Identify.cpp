@@ -6,7 +6,8 @@
 
 #include "features/nvme/Bytes.h"
 #include "features/nvme/Identify.h"
-#include "features/nvme/Opcodes.h"
+#include "features/nvme/IdentifyCns.h"
+#include "features/nvme/NamespaceIds.h"
 #include "features/nvme/StatusCodes.h"
 #include "features/simulator/commands/Ana.h"
 #include "features/simulator/context/ControllerIdentity.h"

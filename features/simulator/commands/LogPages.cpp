@@ -4,7 +4,8 @@
 #include <iterator>
 
 #include "features/nvme/Bytes.h"
-#include "features/nvme/Opcodes.h"
+#include "features/nvme/LogPageIds.h"
+#include "features/nvme/NamespaceIds.h"
 #include "features/nvme/StatusCodes.h"
 #include "features/simulator/context/AsyncEvents.h"
 #include "features/simulator/context/ControllerIdentity.h"
@@ -33,7 +34,7 @@ bool hasFieldsOfModel(const CommandContext& context, const LogRequest& request) 
 }
 
 bool isVendorLog(uint8_t lid) {
-    return lid >= 0xC0;
+    return lid >= FIRST_VENDOR_LID;
 }
 
 }  // namespace

@@ -3,7 +3,7 @@
 #include <algorithm>
 
 #include "features/nvme/Bytes.h"
-#include "features/nvme/Opcodes.h"
+#include "features/nvme/NamespaceIds.h"
 #include "features/nvme/StatusCodes.h"
 #include "features/simulator/commands/SelfTest.h"
 #include "features/simulator/context/AsyncEvents.h"

@@ -1,7 +1,8 @@
 #include "features/simulator/commands/NvmCommands.h"
 
 #include "features/nvme/Bytes.h"
-#include "features/nvme/Opcodes.h"
+#include "features/nvme/FeatureIds.h"
+#include "features/nvme/NamespaceIds.h"
 #include "features/nvme/StatusCodes.h"
 #include "features/simulator/commands/Deallocation.h"
 #include "features/simulator/commands/LatencyStatistics.h"

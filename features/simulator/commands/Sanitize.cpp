@@ -1,7 +1,7 @@
 #include "features/simulator/commands/Sanitize.h"
 
 #include "features/nvme/Bytes.h"
-#include "features/nvme/Opcodes.h"
+#include "features/nvme/FeatureIds.h"
 #include "features/nvme/StatusCodes.h"
 #include "features/simulator/commands/Firmware.h"
 #include "features/simulator/commands/NamespaceCommands.h"

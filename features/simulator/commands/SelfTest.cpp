@@ -1,7 +1,7 @@
 #include "features/simulator/commands/SelfTest.h"
 
 #include "features/nvme/Bytes.h"
-#include "features/nvme/Opcodes.h"
+#include "features/nvme/NamespaceIds.h"
 #include "features/nvme/StatusCodes.h"
 #include "features/simulator/commands/UnreadableBlocks.h"
 #include "features/simulator/context/EventQueue.h"

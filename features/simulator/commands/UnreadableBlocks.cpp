@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "features/nvme/Bytes.h"
+#include "features/nvme/NamespaceIds.h"
 #include "features/nvme/Opcodes.h"
 #include "features/simulator/store/Extension.h"
 

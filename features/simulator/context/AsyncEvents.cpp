@@ -1,7 +1,8 @@
 #include "features/simulator/context/AsyncEvents.h"
 
 #include "features/nvme/Bytes.h"
-#include "features/nvme/Opcodes.h"
+#include "features/nvme/FeatureIds.h"
+#include "features/nvme/LogPageIds.h"
 #include "features/simulator/context/FeatureValues.h"
 
 namespace features::simulator {

@@ -3,7 +3,8 @@
 #include <utility>
 
 #include "features/nvme/Bytes.h"
-#include "features/nvme/Opcodes.h"
+#include "features/nvme/FeatureIds.h"
+#include "features/nvme/PersistentEventTypes.h"
 #include "features/simulator/logs/EventData.h"
 #include "features/simulator/logs/HealthLog.h"
 #include "features/simulator/logs/PersistentEventLog.h"
@@ -12,12 +13,9 @@
 
 namespace features::simulator {
 
-namespace {
+using nvme::PersistentEvent;
 
-// Codes of the NVM subsystem hardware error event.
-constexpr uint16_t ERROR_CRITICAL_WARNING = 0x06;
-constexpr uint16_t ERROR_UNSAFE_SHUTDOWN = 0x08;
-constexpr uint16_t ERROR_MEDIA = 0x0A;
+namespace {
 
 void recordHardwareError(CommandContext& context, const DriveEvent& event, uint16_t code,
                          const std::vector<uint8_t>& more = {}) {
@@ -26,7 +24,7 @@ void recordHardwareError(CommandContext& context, const DriveEvent& event, uint1
 
 void recordWarning(CommandContext& context, const DriveEvent& event) {
     constexpr unsigned BIT_TEMPERATURE = 1;
-    recordHardwareError(context, event, ERROR_CRITICAL_WARNING, {criticalWarning(context), 0, 0, 0});
+    recordHardwareError(context, event, nvme::HARDWARE_ERROR_CRITICAL_WARNING, {criticalWarning(context), 0, 0, 0});
     if (nvme::bit(event.value, BIT_TEMPERATURE) && compositeKelvin(context) >= context.model.warningKelvin) {
         recordPersistentEvent(context, PersistentEvent::THERMAL_EXCURSION, event.timestamp,
                               thermalExcursionData(context));
@@ -45,7 +43,7 @@ void recordPersistently(CommandContext& context, const DriveEvent& event) {
         case Kind::RESET:
             return recordReset(context, event.value != 0);
         case Kind::POWER_LOSS:
-            return recordHardwareError(context, event, ERROR_UNSAFE_SHUTDOWN);
+            return recordHardwareError(context, event, nvme::HARDWARE_ERROR_UNSAFE_SHUTDOWN);
         case Kind::FIRMWARE_COMMIT:
             return recordPersistentEvent(context, PersistentEvent::FIRMWARE_COMMIT, event.timestamp,
                                          firmwareCommitData(event));
@@ -75,7 +73,7 @@ void recordPersistently(CommandContext& context, const DriveEvent& event) {
         case Kind::WARNING:
             return recordWarning(context, event);
         case Kind::MEDIA_ERROR:
-            return recordHardwareError(context, event, ERROR_MEDIA);
+            return recordHardwareError(context, event, nvme::HARDWARE_ERROR_MEDIA);
     }
 }
 

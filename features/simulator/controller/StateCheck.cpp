@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <limits>
 
+#include "features/nvme/NamespaceIds.h"
 #include "features/simulator/logs/SelfTestLog.h"
 #include "features/simulator/models/ocp/OcpState.h"
 #include "features/simulator/models/velko/VelkoState.h"
@@ -16,7 +17,6 @@ namespace features::simulator {
 
 namespace {
 
-constexpr uint32_t NSID_ALL = 0xFFFFFFFF;
 constexpr uint64_t TIME_END = uint64_t{1} << 48;  // of the Timestamp feature, and of any clock here
 constexpr size_t MAX_RANGES = 256;                // of one Dataset Management command
 constexpr uint16_t MAX_STATUS_FIELD = 0x7FFF;
@@ -93,7 +93,7 @@ bool isFirmwarePossible(const DriveState& state, const Model& model) {
 
 bool isSelfTestPossible(const DriveState& state, const Model&) {
     const SelfTestState& test = state.selfTest;
-    const bool isTarget = test.nsid == 0 || test.nsid == NSID_ALL || isNsid(test.nsid);
+    const bool isTarget = test.nsid == 0 || test.nsid == nvme::NSID_ALL || isNsid(test.nsid);
     return test.code <= MAX_SELF_TEST_CODE && isTarget && isTime(test.startedMs) &&
            test.results.size() <= MAX_SELF_TEST_RESULTS;
 }

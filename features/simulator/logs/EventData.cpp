@@ -4,7 +4,6 @@
 #include <string>
 
 #include "features/nvme/Bytes.h"
-#include "features/nvme/Opcodes.h"
 #include "features/simulator/context/ControllerIdentity.h"
 #include "features/simulator/context/DriveTables.h"
 #include "features/simulator/logs/HealthLog.h"

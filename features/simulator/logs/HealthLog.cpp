@@ -4,7 +4,7 @@
 #include <array>
 
 #include "features/nvme/Bytes.h"
-#include "features/nvme/Opcodes.h"
+#include "features/nvme/FeatureIds.h"
 #include "features/nvme/Units.h"
 #include "features/simulator/context/FeatureValues.h"
 #include "features/simulator/store/Extension.h"

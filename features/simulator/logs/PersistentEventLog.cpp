@@ -6,7 +6,8 @@
 #include <string>
 
 #include "features/nvme/Bytes.h"
-#include "features/nvme/Opcodes.h"
+#include "features/nvme/LogPageIds.h"
+#include "features/nvme/PersistentEventTypes.h"
 #include "features/nvme/StatusCodes.h"
 #include "features/simulator/context/ControllerIdentity.h"
 #include "features/simulator/context/Timestamp.h"

@@ -4,33 +4,16 @@
 #include <cstdint>
 #include <vector>
 
+#include "features/nvme/PersistentEventTypes.h"
 #include "features/simulator/context/CommandContext.h"
 #include "features/simulator/context/LogRow.h"
 
 namespace features::simulator {
 
-/// Types of persistent events (section 5.14.1.13.1): those that the drive records.
-enum class PersistentEvent : uint8_t {
-    SMART_SNAPSHOT = 0x01,
-    FIRMWARE_COMMIT = 0x02,
-    TIMESTAMP_CHANGE = 0x03,
-    POWER_ON_OR_RESET = 0x04,
-    HARDWARE_ERROR = 0x05,
-    CHANGE_NAMESPACE = 0x06,
-    FORMAT_START = 0x07,
-    FORMAT_COMPLETION = 0x08,
-    SANITIZE_START = 0x09,
-    SANITIZE_COMPLETION = 0x0A,
-    SET_FEATURE = 0x0B,
-    TELEMETRY_CREATED = 0x0C,
-    THERMAL_EXCURSION = 0x0D,
-    VENDOR_SPECIFIC = 0xDE,
-};
-
 /// Records an event with the time at which it happened; `data` is what follows its header. On a drive without the log
 /// nothing is recorded. The drive's first power-on goes before the first event, and a SMART / Health snapshot before
 /// the first of each day of power-on time.
-void recordPersistentEvent(CommandContext& context, PersistentEvent type, const std::array<uint8_t, 8>& timestamp,
+void recordPersistentEvent(CommandContext& context, nvme::PersistentEvent type, const std::array<uint8_t, 8>& timestamp,
                            const std::vector<uint8_t>& data);
 /// Records a reset that has taken place, and releases the reader's context.
 void recordReset(CommandContext& context, bool isPowerOn);

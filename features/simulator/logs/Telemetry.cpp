@@ -5,7 +5,8 @@
 #include <string>
 
 #include "features/nvme/Bytes.h"
-#include "features/nvme/Opcodes.h"
+#include "features/nvme/LogPageIds.h"
+#include "features/nvme/PersistentEventTypes.h"
 #include "features/nvme/StatusCodes.h"
 #include "features/simulator/context/AsyncEvents.h"
 #include "features/simulator/context/Timestamp.h"

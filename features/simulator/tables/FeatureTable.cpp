@@ -4,7 +4,7 @@
 #include <cstddef>
 
 #include "features/nvme/Bytes.h"
-#include "features/nvme/Opcodes.h"
+#include "features/nvme/FeatureIds.h"
 #include "features/nvme/StatusCodes.h"
 #include "features/simulator/context/EventQueue.h"
 #include "features/simulator/context/Timestamp.h"

@@ -1,7 +1,7 @@
 #include "features/simulator/tables/LogTable.h"
 
 #include "features/nvme/Bytes.h"
-#include "features/nvme/Opcodes.h"
+#include "features/nvme/LogPageIds.h"
 #include "features/simulator/commands/Ana.h"
 #include "features/simulator/logs/ChangedNamespaces.h"
 #include "features/simulator/logs/ErrorLog.h"

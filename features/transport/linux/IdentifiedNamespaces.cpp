@@ -1,6 +1,7 @@
 #include "features/transport/linux/IdentifiedNamespaces.h"
 
 #include "features/nvme/Identify.h"
+#include "features/nvme/IdentifyCns.h"
 #include "features/nvme/NamespaceProperties.h"
 #include "features/nvme/Opcodes.h"
 #include "ostrel/core/StatusCatalogue.h"

@@ -16,6 +16,7 @@
 
 #include "features/nvme/Completion.h"
 #include "features/nvme/Identify.h"
+#include "features/nvme/IdentifyCns.h"
 #include "features/nvme/Opcodes.h"
 #include "features/transport/CommandLog.h"
 #include "features/transport/DriveLock.h"

@@ -2,6 +2,7 @@
 
 #include "features/nvme/Bytes.h"
 #include "features/nvme/Completion.h"
+#include "features/nvme/IdentifyCns.h"
 #include "features/nvme/NamespaceProperties.h"
 #include "features/nvme/Opcodes.h"
 #include "features/simulator/store/DriveNodes.h"

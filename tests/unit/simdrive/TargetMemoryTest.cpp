@@ -9,6 +9,7 @@
 #include <thread>
 #include <vector>
 
+#include "features/nvme/Opcodes.h"
 #include "features/simulator/controller/Controller.h"
 #include "simdrive/tcp/Target.h"
 #include "tests/support/TemporaryFolder.h"
@@ -62,13 +63,13 @@ public:
         std::copy(subsystem.begin(), subsystem.end(), data.begin() + 256);
         const std::string host = "nqn.2014-08.org.nvmexpress:uuid:11111111-2222-3333-4444-555555555555";
         std::copy(host.begin(), host.end(), data.begin() + 512);
-        Bytes entry = command(OPCODE_FABRICS, CONNECT_DATA_BYTES, 0x01);
+        Bytes entry = command(features::nvme::OPC_FABRICS, CONNECT_DATA_BYTES, 0x01);
         entry[4] = 0x01;  // Connect
         entry[44] = 31;   // entries of the queue, 0's based
         sendCommand(entry, data);
     }
     void enable() {
-        Bytes entry = command(OPCODE_FABRICS, 0, 0x5A);
+        Bytes entry = command(features::nvme::OPC_FABRICS, 0, 0x5A);
         entry[44] = 0x14;  // Controller Configuration
         putLe32(entry.data() + 48, 0x00460001);
         sendCommand(entry, {});

@@ -10,6 +10,7 @@
 #include "features/jobs/support/ParallelFor.h"
 #include "features/jobs/support/ProgressLine.h"
 #include "features/jobs/support/StatusDetails.h"
+#include "features/nvme/IdentifyCns.h"
 #include "features/nvme/Opcodes.h"
 #include "features/nvme/StatusCodes.h"
 #include "ostrel/core/Device.h"

@@ -4,7 +4,7 @@
 #include <iterator>
 
 #include "features/nvme/Bytes.h"
-#include "features/nvme/Opcodes.h"
+#include "features/nvme/FeatureIds.h"
 #include "features/nvme/StatusCodes.h"
 #include "features/simulator/models/ocp/OcpPanic.h"
 #include "features/simulator/models/ocp/OcpState.h"

@@ -5,8 +5,9 @@
 #include <string>
 
 #include "features/nvme/Bytes.h"
+#include "features/nvme/FeatureIds.h"
+#include "features/nvme/LogPageIds.h"
 #include "features/nvme/OcpLogPages.h"
-#include "features/nvme/Opcodes.h"
 #include "features/simulator/context/FeatureValues.h"
 #include "features/simulator/logs/HealthLog.h"
 #include "features/simulator/models/ocp/OcpFeatures.h"

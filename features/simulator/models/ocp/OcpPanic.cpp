@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "features/nvme/Bytes.h"
+#include "features/nvme/FeatureIds.h"
 #include "features/nvme/Opcodes.h"
 #include "features/nvme/StatusCodes.h"
 #include "features/simulator/logs/Telemetry.h"

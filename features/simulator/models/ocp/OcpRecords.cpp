@@ -1,7 +1,7 @@
 #include "features/simulator/models/ocp/OcpRecords.h"
 
 #include "features/nvme/Bytes.h"
-#include "features/nvme/Opcodes.h"
+#include "features/nvme/FeatureIds.h"
 #include "features/simulator/context/Timestamp.h"
 #include "features/simulator/models/ocp/OcpState.h"
 #include "features/simulator/store/Extension.h"

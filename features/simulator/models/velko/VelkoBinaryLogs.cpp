@@ -4,7 +4,7 @@
 #include <string>
 
 #include "features/nvme/Bytes.h"
-#include "features/nvme/Opcodes.h"
+#include "features/nvme/LogPageIds.h"
 #include "features/nvme/VelkoInterface.h"
 #include "features/simulator/commands/Identify.h"
 #include "features/simulator/context/DriveTables.h"

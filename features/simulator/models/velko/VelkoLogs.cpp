@@ -3,7 +3,6 @@
 #include <iterator>
 
 #include "features/nvme/Bytes.h"
-#include "features/nvme/Opcodes.h"
 #include "features/nvme/StatusCodes.h"
 #include "features/nvme/VelkoInterface.h"
 #include "features/simulator/context/FeatureValues.h"

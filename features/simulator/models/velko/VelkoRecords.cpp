@@ -3,7 +3,6 @@
 #include <algorithm>
 
 #include "features/nvme/Bytes.h"
-#include "features/nvme/Opcodes.h"
 #include "features/nvme/StatusCodes.h"
 #include "features/simulator/context/Timestamp.h"
 #include "features/simulator/store/Extension.h"

@@ -1,7 +1,6 @@
 #include <gtest/gtest.h>
 
 #include "features/nvme/Features.h"
-#include "features/nvme/Opcodes.h"
 #include "ostrel/core/AttributeVocabulary.h"
 #include "tests/unit/features/nvme/TreeText.h"
 

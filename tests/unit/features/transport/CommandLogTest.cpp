@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include "features/nvme/Completion.h"
+#include "features/nvme/NamespaceIds.h"
 #include "features/nvme/Opcodes.h"
 #include "features/transport/CommandLog.h"
 #include "ostrel/core/StatusCatalogue.h"

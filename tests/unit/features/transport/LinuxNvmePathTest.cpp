@@ -8,6 +8,7 @@
 #include <filesystem>
 
 #include "features/nvme/Completion.h"
+#include "features/nvme/IdentifyCns.h"
 #include "features/nvme/Opcodes.h"
 #include "features/transport/linux/LinuxNvmePath.h"
 #include "ostrel/core/xml/XmlObject.h"

@@ -3,7 +3,6 @@
 #include <string>
 
 #include "features/jobs/settings/FeatureSetting.h"
-#include "features/nvme/Opcodes.h"
 #include "features/nvme/VelkoFeatures.h"
 #include "tests/support/StatusText.h"
 #include "tests/unit/features/jobs/Commands.h"
