@@ -17,7 +17,7 @@ struct OcpCapabilitiesLog {
     Le16 writeUncorrectable;
     Le16 fusedOperations;
     Le16 minimumPowerState;    ///< watts
-    uint8_t powerStates[128];  ///< valid in bit 7, watts in bits 6:0
+    uint8_t powerStates[128];  ///< by watts; valid in bit 7, NVMe power state in bits 4:0
     ByteArray<3934> reserved144;
     Le16 logPageVersion;
     ByteArray<16> guid;  ///< from its last byte to its first

@@ -15,15 +15,15 @@ struct OcpLatencyMonitorLog {
     uint8_t thresholds[4];  ///< A to D
     Le16 latencyConfiguration;
     uint8_t minimumWindow;
-    ByteArray<423> reserved13;
+    ByteArray<435> reserved13;
     Le16 debugLogTriggers;
-    ByteArray<56> reserved438;
+    ByteArray<44> reserved450;
     Le16 logPageVersion;
     ByteArray<16> guid;  ///< from its last byte to its first
 };
 static_assert(sizeof(OcpLatencyMonitorLog) == 512 && alignof(OcpLatencyMonitorLog) == 1);
 static_assert(offsetof(OcpLatencyMonitorLog, bucketTimerThreshold) == 4 &&
-              offsetof(OcpLatencyMonitorLog, debugLogTriggers) == 436);
+              offsetof(OcpLatencyMonitorLog, debugLogTriggers) == 448);
 static_assert(offsetof(OcpLatencyMonitorLog, logPageVersion) == 494 && offsetof(OcpLatencyMonitorLog, guid) == 496);
 
 }  // namespace features::nvme

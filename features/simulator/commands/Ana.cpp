@@ -3,10 +3,10 @@
 #include <algorithm>
 #include <map>
 
-#include "features/nvme/Bytes.h"
 #include "features/nvme/NamespaceIds.h"
 #include "features/nvme/Opcodes.h"
 #include "features/nvme/StatusCodes.h"
+#include "features/nvme/structures/AnaLog.h"
 #include "features/simulator/context/AsyncEvents.h"
 #include "features/simulator/context/DriveTables.h"
 #include "features/simulator/store/Extension.h"
@@ -108,23 +108,25 @@ bool noteOwnChanges(CommandContext& context, AnaViews& views) {
 
 }  // namespace
 
-void putAnaCapabilities(const CommandContext& context, uint8_t* at) {
+void putAnaCapabilities(const CommandContext& context, IdentifyController& identify) {
+    constexpr uint8_t PORTS_CONTROLLERS_AND_ANA = 0x0B;
+    constexpr uint32_t ANA_CHANGE_NOTICES = 1 << 11;
     if (!context.description.hasTwoControllers) return;
-    at[76] |= 0x0B;  // CMIC: two ports, two controllers, ANA Reporting
-    at[93] |= 0x08;  // OAES: ANA Change Notices
-    at[342] = TRANSITION_SECONDS;
-    at[343] = CAPABILITIES;
-    putLe32(at + 344, context.description.maxNamespaces);  // ANAGRPMAX
-    putLe32(at + 348, context.description.maxNamespaces);  // NANAGRPID
+    identify.cmic = static_cast<uint8_t>(identify.cmic | PORTS_CONTROLLERS_AND_ANA);
+    identify.oaes = identify.oaes | ANA_CHANGE_NOTICES;
+    identify.anatt = TRANSITION_SECONDS;
+    identify.anacap = CAPABILITIES;
+    identify.anagrpmax = context.description.maxNamespaces;
+    identify.nanagrpid = context.description.maxNamespaces;
 }
 
-void putAnaGroup(const CommandContext& context, uint32_t nsid, uint8_t* at) {
+void putAnaGroup(const CommandContext& context, uint32_t nsid, IdentifyNamespace& identify) {
     if (!context.description.hasTwoControllers) return;
-    putLe32(at + 92, nsid);
+    identify.anagrpid = nsid;
     const AnaState state = stateOf(context, nsid);
     if (state != AnaState::INACCESSIBLE && state != AnaState::PERSISTENT_LOSS) return;
-    putLe64(at + 16, 0);                   // NUSE: not known on this path
-    std::fill_n(at + 48, 16, uint8_t{0});  // NVMCAP
+    identify.nuse = 0;  // not known on this path, and neither is the capacity
+    identify.nvmcap = 0;
 }
 
 std::optional<CompletionEntry> anaRefusal(const CommandContext& context) {
@@ -154,22 +156,24 @@ void resetAnaCounts(CommandContext& context) {
 }
 
 CompletionEntry buildAnaLog(CommandContext& context, const LogRequest& request, std::vector<uint8_t>& page) {
-    constexpr size_t HEADER_BYTES = 16;
-    constexpr size_t GROUP_BYTES = 32;
     const bool groupsAlone = (request.lsp & 1) != 0;  // RGO
-    const size_t bytes = GROUP_BYTES + (groupsAlone ? 0 : 4);
+    const size_t bytes = sizeof(AnaGroupDescriptor) + (groupsAlone ? 0 : sizeof(Le32));
     auto views = readExtension<AnaViews>(context.state);
     const AnaView& view = views.ofController[context.controllerId];
-    page.resize(HEADER_BYTES + view.groups.size() * bytes);
-    putLe64(page.data(), view.changeCount);
-    putLe16(page.data() + 8, static_cast<uint16_t>(view.groups.size()));
-    uint8_t* at = page.data() + HEADER_BYTES;
+    AnaLogHeader header{};
+    header.changeCount = view.changeCount;
+    header.numberOfGroups = static_cast<uint16_t>(view.groups.size());
+    page.resize(sizeof header + view.groups.size() * bytes);
+    putStructure(page.data(), header);
+    uint8_t* at = page.data() + sizeof header;
     for (const auto& [nsid, group] : view.groups) {
-        putLe32(at, nsid);
-        putLe32(at + 4, groupsAlone ? 0 : 1);
-        putLe64(at + 8, group.changeCount);
-        at[16] = group.state;
-        if (!groupsAlone) putLe32(at + GROUP_BYTES, nsid);
+        AnaGroupDescriptor descriptor{};
+        descriptor.groupId = nsid;
+        descriptor.numberOfNsids = groupsAlone ? 0 : 1;
+        descriptor.changeCount = group.changeCount;
+        descriptor.state = group.state;
+        putStructure(at, descriptor);
+        if (!groupsAlone) putStructure(at + sizeof descriptor, Le32(nsid));
         at += bytes;
     }
     return {};

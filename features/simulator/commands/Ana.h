@@ -4,6 +4,8 @@
 #include <optional>
 #include <vector>
 
+#include "features/nvme/structures/IdentifyController.h"
+#include "features/nvme/structures/IdentifyNamespace.h"
 #include "features/simulator/context/CommandContext.h"
 #include "features/simulator/context/LogRow.h"
 
@@ -11,10 +13,10 @@
 /// with its NSID as the group's identifier; the description says which state a group has on which controller.
 namespace features::simulator {
 
-/// What Identify Controller says of it, into the structure of 4,096 bytes.
-void putAnaCapabilities(const CommandContext& context, uint8_t* at);
-/// What Identify Namespace says of it, into the structure of a namespace, when all else is there.
-void putAnaGroup(const CommandContext& context, uint32_t nsid, uint8_t* at);
+/// What Identify Controller says of it.
+void putAnaCapabilities(const CommandContext& context, nvme::IdentifyController& identify);
+/// What Identify Namespace says of it, when all else is there.
+void putAnaGroup(const CommandContext& context, uint32_t nsid, nvme::IdentifyNamespace& identify);
 
 /// How this controller refuses a command that uses a namespace in a state in which it cannot; none: it does not.
 std::optional<CompletionEntry> anaRefusal(const CommandContext& context);

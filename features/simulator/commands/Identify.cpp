@@ -1,7 +1,6 @@
 #include "features/simulator/commands/Identify.h"
 
 #include <algorithm>
-#include <cstring>
 #include <string>
 
 #include "features/nvme/Bytes.h"
@@ -9,6 +8,11 @@
 #include "features/nvme/IdentifyCns.h"
 #include "features/nvme/NamespaceIds.h"
 #include "features/nvme/StatusCodes.h"
+#include "features/nvme/structures/IdentifyController.h"
+#include "features/nvme/structures/IdentifyNamespace.h"
+#include "features/nvme/structures/NamespaceGranularityList.h"
+#include "features/nvme/structures/NamespaceIdentificationDescriptor.h"
+#include "features/nvme/structures/UuidList.h"
 #include "features/simulator/commands/Ana.h"
 #include "features/simulator/context/ControllerIdentity.h"
 #include "features/simulator/store/Namespaces.h"
@@ -36,92 +40,96 @@ uint16_t bitIf(bool condition, unsigned position) {
     return static_cast<uint16_t>(condition ? 1 << position : 0);
 }
 
-void putIdentity(const CommandContext& c, uint8_t* at) {  // bytes 0 to 255
-    putLe16(at, c.model.vendorId);
-    putLe16(at + 2, c.model.subsystemVendorId);
-    putText(at + 4, 20, c.description.serialNumber);
-    putText(at + 24, 40, c.description.shownModelNumber());
-    putText(at + 64, 8, c.state.firmware.running);
-    at[72] = 2;  // RAB
-    at[73] = static_cast<uint8_t>(c.model.oui);
-    at[74] = static_cast<uint8_t>(c.model.oui >> 8);
-    at[75] = static_cast<uint8_t>(c.model.oui >> 16);
-    at[76] = c.model.id == ModelId::VELKO ? 1 : 0;  // CMIC: two ports, with a bridge between them
-    at[77] = c.description.maxTransferKib == 0 ? 0 : log2Of(c.description.maxTransferKib / PAGE_KIB);
-    putLe16(at + 78, c.controllerId);
-    putLe32(at + 80, VERSION_1_4);
-    putLe32(at + 84, 500000);   // RTD3R
-    putLe32(at + 88, 2000000);  // RTD3E
-    // OAES: namespace attribute, firmware activation and telemetry notices.
-    putLe32(at + 92, bitIf(c.description.supportsNamespaceManagement, 8) |
-                         bitIf(c.description.supportsFirmwareUpdate, 9) | bitIf(c.description.supportsTelemetry, 10));
-    // CTRATT: 128-bit host identifier, non-operational power state permissive mode, namespace granularity, UUID list.
-    putLe32(at + 96, bitIf(c.model.hasOptions, 0) | bitIf(hasIdleStates(c.model), 1) |
-                         bitIf(c.description.supportsNamespaceManagement, 7) | bitIf(c.model.id == ModelId::OCP, 9));
-    at[111] = 1;  // CNTRLTYPE: I/O controller
+void putIdentity(const CommandContext& c, IdentifyController& id) {
+    constexpr uint8_t IO_CONTROLLER = 1;
+    id.vid = c.model.vendorId;
+    id.ssvid = c.model.subsystemVendorId;
+    putText(id.sn, c.description.serialNumber);
+    putText(id.mn, c.description.shownModelNumber());
+    putText(id.fr, c.state.firmware.running);
+    id.rab = 2;
+    id.ieee = c.model.oui;
+    id.cmic = c.model.id == ModelId::VELKO ? 1 : 0;  // two ports, with a bridge between them
+    id.mdts = c.description.maxTransferKib == 0 ? 0 : log2Of(c.description.maxTransferKib / PAGE_KIB);
+    id.cntlid = c.controllerId;
+    id.ver = VERSION_1_4;
+    id.rtd3r = 500000;
+    id.rtd3e = 2000000;
+    // Namespace attribute, firmware activation and telemetry notices.
+    id.oaes = uint32_t{bitIf(c.description.supportsNamespaceManagement, 8)} |
+              bitIf(c.description.supportsFirmwareUpdate, 9) | bitIf(c.description.supportsTelemetry, 10);
+    // 128-bit host identifier, non-operational power state permissive mode, namespace granularity, UUID list.
+    id.ctratt = uint32_t{bitIf(c.model.hasOptions, 0)} | bitIf(hasIdleStates(c.model), 1) |
+                bitIf(c.description.supportsNamespaceManagement, 7) | bitIf(c.model.id == ModelId::OCP, 9);
+    id.cntrltype = IO_CONTROLLER;
 }
 
-void putAdminCapabilities(const CommandContext& c, uint8_t* at) {  // bytes 256 to 511
+void putAdminCapabilities(const CommandContext& c, IdentifyController& id) {
     const Description& d = c.description;
-    putLe16(at + 256, static_cast<uint16_t>(bitIf(d.supportsFormat, 1) | bitIf(d.supportsFirmwareUpdate, 2) |
-                                            bitIf(d.supportsNamespaceManagement, 3) | bitIf(d.supportsSelfTest, 4)));
-    at[258] = 3;  // ACL
-    at[259] = EVENT_REQUEST_LIMIT_0BASED;
-    at[260] = static_cast<uint8_t>((c.model.isSlot1ReadOnly ? 1 : 0) | c.model.firmwareSlots << 1 |
+    id.oacs = static_cast<uint16_t>(bitIf(d.supportsFormat, 1) | bitIf(d.supportsFirmwareUpdate, 2) |
+                                    bitIf(d.supportsNamespaceManagement, 3) | bitIf(d.supportsSelfTest, 4));
+    id.acl = 3;
+    id.aerl = EVENT_REQUEST_LIMIT_0BASED;
+    id.frmw = static_cast<uint8_t>((c.model.isSlot1ReadOnly ? 1 : 0) | c.model.firmwareSlots << 1 |
                                    (c.model.activatesWithoutReset ? 1 << 4 : 0));
-    // LPA: command effects, extended data, telemetry, persistent event log, supported log pages (of NVMe 2.0).
-    at[261] = static_cast<uint8_t>((c.model.hasOptions ? 0x22 : 0) | bitIf(hasExtendedLogData(c), 2) |
-                                   bitIf(d.supportsTelemetry, 3) | bitIf(d.supportsPersistentEventLog, 4));
-    at[262] = static_cast<uint8_t>(c.model.errorEntries - 1);
-    at[263] = static_cast<uint8_t>(c.model.powerStateCount - 1);
-    at[264] = 1;                               // AVSCC
-    at[265] = hasIdleStates(c.model) ? 1 : 0;  // APSTA
-    putLe16(at + 266, static_cast<uint16_t>(c.model.warningKelvin));
-    putLe16(at + 268, static_cast<uint16_t>(c.model.criticalKelvin));
-    putLe16(at + 270, d.supportsFirmwareUpdate ? 50 : 0);  // MTFA: 5 s
+    // Command effects, extended data, telemetry, persistent event log, supported log pages (of NVMe 2.0).
+    id.lpa = static_cast<uint8_t>((c.model.hasOptions ? 0x22 : 0) | bitIf(hasExtendedLogData(c), 2) |
+                                  bitIf(d.supportsTelemetry, 3) | bitIf(d.supportsPersistentEventLog, 4));
+    id.elpe = static_cast<uint8_t>(c.model.errorEntries - 1);
+    id.npss = static_cast<uint8_t>(c.model.powerStateCount - 1);
+    id.avscc = 1;
+    id.apsta = hasIdleStates(c.model) ? 1 : 0;
+    id.wctemp = static_cast<uint16_t>(c.model.warningKelvin);
+    id.cctemp = static_cast<uint16_t>(c.model.criticalKelvin);
+    id.mtfa = d.supportsFirmwareUpdate ? 50 : 0;  // 5 s
+    id.fwug = d.supportsFirmwareUpdate ? 1 : 0;   // 4 KiB
+    id.kas = 10;                                  // 1 s
+    id.sanicap = d.supportsSanitize ? SANICAP : 0;
+    id.pels = d.supportsPersistentEventLog ? PERSISTENT_EVENT_LOG_64KIB : 0;
+}
+
+void putOptionalCapabilities(const CommandContext& c, IdentifyController& id) {
+    const Description& d = c.description;
     if (d.supportsNamespaceManagement) {
-        putLe64(at + 280, d.sizeBytes);
-        putLe64(at + 296, unallocatedBytes(d, c.model, c.state));
+        id.tnvmcap = d.sizeBytes;
+        id.unvmcap = unallocatedBytes(d, c.model, c.state);
     }
     if (d.supportsSelfTest) {
-        putLe16(at + 316, static_cast<uint16_t>(std::min((d.extendedSelfTestSeconds + 59) / 60, 0xFFFFU)));
-        at[318] = 1;  // DSTO: one self-test at a time for the whole subsystem
+        id.edstt = static_cast<uint16_t>(std::min((d.extendedSelfTestSeconds + 59) / 60, 0xFFFFU));
+        id.dsto = 1;  // one self-test at a time for the whole subsystem
     }
-    at[319] = d.supportsFirmwareUpdate ? 1 : 0;  // FWUG: 4 KiB
-    putLe16(at + 320, 10);                       // KAS: 1 s
     if (c.model.hasOptions) {
-        putLe16(at + 322, 1);  // HCTMA
-        putLe16(at + 324, MIN_THERMAL_KELVIN);
-        putLe16(at + 326, MAX_THERMAL_KELVIN);
+        id.hctma = 1;
+        id.mntmt = MIN_THERMAL_KELVIN;
+        id.mxtmt = MAX_THERMAL_KELVIN;
     }
-    putLe32(at + 328, d.supportsSanitize ? SANICAP : 0);
-    putLe32(at + 352, d.supportsPersistentEventLog ? PERSISTENT_EVENT_LOG_64KIB : 0);
 }
 
-void putNvmCapabilities(const CommandContext& c, uint8_t* at) {  // bytes 512 to 2047
-    at[512] = 0x66;                                              // SQES
-    at[513] = 0x44;                                              // CQES
-    putLe16(at + 514, 128);                                      // MAXCMD
-    putLe32(at + 516, c.description.maxNamespaces);
-    // ONCS: compare, deallocate, write zeroes, saved features, timestamp.
-    putLe16(at + 520, c.model.hasOptions ? 0x5D : 0);
-    at[524] = c.description.supportsFormat ? FORMAT_ATTRIBUTES : 0;
-    at[525] = c.model.hasOptions ? 0x07 : 0x06;  // VWC: there is one; Flush takes all namespaces
-    at[530] = 1;                                 // NVSCC
-    at[531] = c.model.hasOptions ? 0x01 : 0;     // NWPC: write protect
-    putLe32(at + 540, c.description.maxNamespaces);
+void putNvmCapabilities(const CommandContext& c, IdentifyController& id) {
+    id.sqes = 0x66;
+    id.cqes = 0x44;
+    id.maxcmd = 128;
+    id.nn = c.description.maxNamespaces;
+    id.oncs = c.model.hasOptions ? 0x5D : 0;  // compare, deallocate, write zeroes, saved features, timestamp
+    id.fna = c.description.supportsFormat ? FORMAT_ATTRIBUTES : 0;
+    id.vwc = c.model.hasOptions ? 0x07 : 0x06;  // there is one; Flush takes all namespaces
+    id.nvscc = 1;
+    id.nwpc = c.model.hasOptions ? 0x01 : 0;  // write protect
+    id.mnan = c.description.maxNamespaces;
     const std::string name = subsystemName(c.description);
-    std::copy(name.begin(), name.end(), at + 768);
+    std::copy(name.begin(), name.end(), id.subnqn.begin());
 }
 
-void putPowerStates(const Model& model, uint8_t* at) {
-    for (unsigned i = 0; i < model.powerStateCount; ++i, at += 32) {
+void putPowerStates(const Model& model, IdentifyController& id) {
+    constexpr uint8_t NON_OPERATIONAL = 2;
+    for (uint8_t i = 0; i < model.powerStateCount; ++i) {
         const PowerState& state = model.powerStates[i];
-        putLe16(at, static_cast<uint16_t>(state.maximumCentiwatts));
-        at[3] = state.isNonOperational ? 2 : 0;
-        putLe32(at + 4, state.entryMicroseconds);
-        putLe32(at + 8, state.exitMicroseconds);
-        at[12] = at[13] = at[14] = at[15] = static_cast<uint8_t>(i);
+        PowerStateDescriptor& at = id.psd[i];
+        at.mp = static_cast<uint16_t>(state.maximumCentiwatts);
+        at.flags = state.isNonOperational ? NON_OPERATIONAL : 0;
+        at.enlat = state.entryMicroseconds;
+        at.exlat = state.exitMicroseconds;
+        at.rrt = at.rrl = at.rwt = at.rwl = i;
     }
 }
 
@@ -131,35 +139,38 @@ CompletionEntry identifyController(CommandContext& c) {
 }
 
 /// What all namespaces can be: also the answer for NSID FFFFFFFFh.
-void putCommonNamespace(const CommandContext& c, uint8_t* at) {
+IdentifyNamespace commonNamespace(const CommandContext& c) {
+    IdentifyNamespace id{};
     bool hasMetadata = false;
     for (size_t i = 0; i < c.model.formatCount; ++i) {
         const LbaFormat& format = c.model.formats[i];
-        putLe16(at + 128 + 4 * i, format.metadataBytes);
-        at[128 + 4 * i + 2] = format.dataShift;
-        at[128 + 4 * i + 3] = format.performance;
+        id.lbaf[i].ms = format.metadataBytes;
+        id.lbaf[i].lbads = format.dataShift;
+        id.lbaf[i].rp = format.performance;
         hasMetadata = hasMetadata || format.metadataBytes != 0;
     }
-    at[24] = 0x08;                                           // NSFEAT: identifiers are never used again
-    at[25] = static_cast<uint8_t>(c.model.formatCount - 1);  // NLBAF
-    at[27] = hasMetadata ? 0x03 : 0;                         // MC
-    at[33] = c.model.hasOptions ? 0x09 : 0x01;               // DLFEAT: zeros; Write Zeroes may deallocate
+    id.nsfeat = 0x08;  // identifiers are never used again
+    id.nlbaf = static_cast<uint8_t>(c.model.formatCount - 1);
+    id.mc = hasMetadata ? 0x03 : 0;
+    id.dlfeat = c.model.hasOptions ? 0x09 : 0x01;  // zeros; Write Zeroes may deallocate
+    return id;
 }
 
-void putNamespace(const CommandContext& c, uint32_t nsid, const NamespaceState& part, uint8_t* at) {
-    putCommonNamespace(c, at);
-    putLe64(at, part.size);
-    putLe64(at + 8, part.capacity);
-    putLe64(at + 16, c.media.blocksInUse(nsid));
-    at[26] = static_cast<uint8_t>(part.format | (part.extendedMetadata ? 0x10 : 0));
-    at[29] = part.protection;
-    at[30] = part.isShared ? 1 : 0;
-    at[32] = 0x80;  // FPI: a format leaves nothing to do when it completes
-    putLe64(at + 48, allocatedBytes(c.model, part));
-    at[99] = part.writeProtection != 0 ? 1 : 0;
-    std::copy(part.nguid.begin(), part.nguid.end(), at + 104);
-    std::copy(part.eui64.begin(), part.eui64.end(), at + 120);
-    putAnaGroup(c, nsid, at);
+void putNamespace(const CommandContext& c, uint32_t nsid, const NamespaceState& part, std::vector<uint8_t>& data) {
+    IdentifyNamespace id = commonNamespace(c);
+    id.nsze = part.size;
+    id.ncap = part.capacity;
+    id.nuse = c.media.blocksInUse(nsid);
+    id.flbas = static_cast<uint8_t>(part.format | (part.extendedMetadata ? 0x10 : 0));
+    id.dps = part.protection;
+    id.nmic = part.isShared ? 1 : 0;
+    id.fpi = 0x80;  // a format leaves nothing to do when it completes
+    id.nvmcap = allocatedBytes(c.model, part);
+    id.nsattr = part.writeProtection != 0 ? 1 : 0;
+    id.nguid = part.nguid;
+    id.eui64 = part.eui64;
+    putAnaGroup(c, nsid, id);
+    data = bytesOf(id);
 }
 
 bool isBeyond(const CommandContext& c) {
@@ -168,17 +179,17 @@ bool isBeyond(const CommandContext& c) {
 
 CompletionEntry identifyNamespace(CommandContext& c) {
     if (c.command.nsid == NSID_ALL && c.description.supportsNamespaceManagement) {
-        putCommonNamespace(c, c.data.data());
+        c.data = bytesOf(commonNamespace(c));
         return {};
     }
     if (isBeyond(c)) return refusal(SC_INVALID_NAMESPACE);
-    if (const auto* part = c.findAttached(c.command.nsid)) putNamespace(c, c.command.nsid, *part, c.data.data());
+    if (const auto* part = c.findAttached(c.command.nsid)) putNamespace(c, c.command.nsid, *part, c.data);
     return {};
 }
 
 CompletionEntry identifyAllocatedNamespace(CommandContext& c) {
     if (isBeyond(c)) return refusal(SC_INVALID_NAMESPACE);
-    if (const auto* part = c.find(c.command.nsid)) putNamespace(c, c.command.nsid, *part, c.data.data());
+    if (const auto* part = c.find(c.command.nsid)) putNamespace(c, c.command.nsid, *part, c.data);
     return {};
 }
 
@@ -207,10 +218,11 @@ CompletionEntry identifyDescriptors(CommandContext& c) {
     if (part == nullptr) return refusal(SC_INVALID_NAMESPACE);
     uint8_t* at = c.data.data();
     const auto put = [&at](uint8_t type, const auto& identifier) {
-        at[0] = type;
-        at[1] = static_cast<uint8_t>(identifier.size());
-        std::copy(identifier.begin(), identifier.end(), at + 4);
-        at += 4 + identifier.size();
+        NamespaceIdentificationDescriptor head{};
+        head.nidt = type;
+        head.nidl = static_cast<uint8_t>(identifier.size());
+        putStructure(at, head);
+        at = std::copy(identifier.begin(), identifier.end(), at + sizeof head);
     };
     put(1, part->eui64);
     put(2, part->nguid);
@@ -240,14 +252,17 @@ CompletionEntry listControllers(CommandContext& c) {
 }
 
 CompletionEntry listGranularities(CommandContext& c) {
-    putLe64(c.data.data() + 32, ALLOCATION_BYTES);  // one descriptor, which holds for all formats
-    putLe64(c.data.data() + 40, ALLOCATION_BYTES);
+    NamespaceGranularityList list{};  // one descriptor, which holds for all formats
+    list.descriptors[0].size = list.descriptors[0].capacity = ALLOCATION_BYTES;
+    putStructure(c.data.data(), list);
     return {};
 }
 
 CompletionEntry listUuids(CommandContext& c) {
     if (c.model.id != ModelId::OCP) return refusal(SC_INVALID_FIELD);
-    std::copy(std::begin(OCP_UUID), std::end(OCP_UUID), c.data.data() + 32 + 16);
+    UuidListEntry entry{};
+    std::copy(std::begin(OCP_UUID), std::end(OCP_UUID), entry.uuid.begin());
+    putStructure(c.data.data() + sizeof entry, entry);  // the first of the list has the index 1
     return {};
 }
 
@@ -276,13 +291,14 @@ constexpr CnsRow STRUCTURES[] = {
 }  // namespace
 
 std::vector<uint8_t> controllerStructure(const CommandContext& context) {
-    std::vector<uint8_t> bytes(IDENTIFY_BYTES);
-    putIdentity(context, bytes.data());
-    putAdminCapabilities(context, bytes.data());
-    putNvmCapabilities(context, bytes.data());
-    putPowerStates(context.model, bytes.data() + 2048);
-    putAnaCapabilities(context, bytes.data());
-    return bytes;
+    IdentifyController identify{};
+    putIdentity(context, identify);
+    putAdminCapabilities(context, identify);
+    putOptionalCapabilities(context, identify);
+    putNvmCapabilities(context, identify);
+    putPowerStates(context.model, identify);
+    putAnaCapabilities(context, identify);
+    return bytesOf(identify);
 }
 
 CompletionEntry identify(CommandContext& context) {

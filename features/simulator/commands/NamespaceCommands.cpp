@@ -5,6 +5,7 @@
 #include "features/nvme/Bytes.h"
 #include "features/nvme/NamespaceIds.h"
 #include "features/nvme/StatusCodes.h"
+#include "features/nvme/structures/IdentifyNamespace.h"
 #include "features/simulator/commands/SelfTest.h"
 #include "features/simulator/context/AsyncEvents.h"
 #include "features/simulator/context/ControllerIdentity.h"
@@ -18,7 +19,7 @@ using namespace nvme;
 
 namespace {
 
-constexpr uint32_t DATA_BYTES = 4096;
+constexpr uint32_t DATA_BYTES = sizeof(IdentifyNamespace);
 constexpr uint8_t FLBAS_EXTENDED = 0x10;
 constexpr uint8_t NMIC_SHARED = 0x01;
 
@@ -27,7 +28,10 @@ struct HostField {
     size_t offset;
     size_t width;
 };
-constexpr HostField CREATE_FIELDS[] = {{0, 8}, {8, 8}, {26, 1}, {29, 1}, {30, 1}};
+constexpr HostField CREATE_FIELDS[] = {
+    {FIELD(IdentifyNamespace, nsze)}, {FIELD(IdentifyNamespace, ncap)}, {FIELD(IdentifyNamespace, flbas)},
+    {FIELD(IdentifyNamespace, dps)},  {FIELD(IdentifyNamespace, nmic)},
+};
 
 bool isRestZero(const std::vector<uint8_t>& data) {
     for (size_t at = 0; at < DATA_BYTES; ++at) {
@@ -40,17 +44,18 @@ bool isRestZero(const std::vector<uint8_t>& data) {
 }
 
 CompletionEntry readRequest(const CommandContext& context, NamespaceState& part) {
-    const std::vector<uint8_t>& data = context.data;
-    part.size = le64(data.data());
-    part.capacity = le64(data.data() + 8);
-    part.format = data[26] & 0x0F;
-    part.extendedMetadata = (data[26] & FLBAS_EXTENDED) != 0;
-    part.isShared = (data[30] & NMIC_SHARED) != 0;
-    const bool hasReservedBits = (data[26] & 0xE0) != 0 || (data[30] & ~NMIC_SHARED) != 0 || (data[29] & 0xF0) != 0;
-    if (hasReservedBits || !isRestZero(data) || part.size == 0 || part.capacity > part.size) {
+    const auto wanted = structureAt<IdentifyNamespace>(context.data.data());
+    part.size = wanted.nsze;
+    part.capacity = wanted.ncap;
+    part.format = wanted.flbas & 0x0F;
+    part.extendedMetadata = (wanted.flbas & FLBAS_EXTENDED) != 0;
+    part.isShared = (wanted.nmic & NMIC_SHARED) != 0;
+    const bool hasReservedBits =
+        (wanted.flbas & 0xE0) != 0 || (wanted.nmic & ~NMIC_SHARED) != 0 || (wanted.dps & 0xF0) != 0;
+    if (hasReservedBits || !isRestZero(context.data) || part.size == 0 || part.capacity > part.size) {
         return refusal(SC_INVALID_FIELD);
     }
-    if (part.format >= context.model.formatCount || (data[29] & 7) != 0) {
+    if (part.format >= context.model.formatCount || (wanted.dps & 7) != 0) {
         return refusal(SC_INVALID_FORMAT);
     }
     if (part.capacity != part.size) return refusal(SC_THIN_PROVISIONING_NOT_SUPPORTED);

@@ -4,6 +4,7 @@
 #include "features/nvme/FeatureIds.h"
 #include "features/nvme/NamespaceIds.h"
 #include "features/nvme/StatusCodes.h"
+#include "features/nvme/structures/DatasetRange.h"
 #include "features/simulator/commands/Deallocation.h"
 #include "features/simulator/commands/LatencyStatistics.h"
 #include "features/simulator/commands/UnreadableBlocks.h"
@@ -136,7 +137,7 @@ CompletionEntry writeZeroes(CommandContext& context) {
 
 CompletionEntry manageDataset(CommandContext& context) {
     constexpr unsigned BIT_DEALLOCATE = 2;
-    constexpr size_t RANGE_BYTES = 16;
+    constexpr size_t RANGE_BYTES = sizeof(DatasetRange);
     const uint32_t nsid = context.command.nsid;
     const NamespaceState* part = context.findAttached(nsid);
     if (part == nullptr) return refusal(SC_INVALID_NAMESPACE);
@@ -145,8 +146,8 @@ CompletionEntry manageDataset(CommandContext& context) {
     // The attributes of a range are hints, and no one here takes them.
     std::vector<BlockRange> ranges;
     for (size_t i = 0; i < count; ++i) {
-        const uint8_t* at = context.data.data() + i * RANGE_BYTES;
-        const BlockRange range{nsid, le64(at + 8), le32(at + 4)};
+        const auto wanted = structureAt<DatasetRange>(context.data.data() + i * RANGE_BYTES);
+        const BlockRange range{nsid, wanted.startingLba, wanted.blocks};
         if (range.first > part->size || range.count > part->size - range.first) {
             return refusal(SC_LBA_OUT_OF_RANGE);
         }

@@ -5,6 +5,7 @@
 #include "features/nvme/Bytes.h"
 #include "features/nvme/NamespaceIds.h"
 #include "features/nvme/Opcodes.h"
+#include "features/nvme/structures/DatasetRange.h"
 #include "features/simulator/store/Extension.h"
 
 namespace features::simulator {
@@ -64,11 +65,11 @@ std::vector<BlockRange> rewrittenByIo(const CommandContext& context) {
         blocks.push_back({command.nsid, command.cdw10 | static_cast<uint64_t>(command.cdw11) << 32,
                           (command.cdw12 & 0xFFFFULL) + 1});
     } else if (command.opcode == OPC_DATASET_MANAGEMENT && bit(command.cdw11, 2)) {
-        constexpr size_t RANGE_BYTES = 16;
+        constexpr size_t RANGE_BYTES = sizeof(DatasetRange);
         const size_t count = std::min<size_t>((command.cdw10 & 0xFF) + 1, context.data.size() / RANGE_BYTES);
         for (size_t i = 0; i < count; ++i) {
-            const uint8_t* range = context.data.data() + i * RANGE_BYTES;
-            blocks.push_back({command.nsid, le64(range + 8), le32(range + 4)});
+            const auto range = structureAt<DatasetRange>(context.data.data() + i * RANGE_BYTES);
+            blocks.push_back({command.nsid, range.startingLba, range.blocks});
         }
     }
     return blocks;

@@ -1,13 +1,17 @@
 #include "features/simulator/logs/ChangedNamespaces.h"
 
-#include "features/nvme/Bytes.h"
+#include <algorithm>
+#include <iterator>
+
+#include "features/nvme/structures/ChangedNamespaceList.h"
 
 namespace features::simulator {
 
 CompletionEntry buildChangedNamespaces(CommandContext& context, const LogRequest& request, std::vector<uint8_t>& page) {
-    page.resize(4096);  // 1,024 entries, as many as a drive can have namespaces
+    nvme::ChangedNamespaceList list{};  // as many entries as a drive can have namespaces
     auto& changed = context.state.events.changedNamespaces;
-    for (size_t i = 0; i < changed.size(); ++i) nvme::putLe32(page.data() + 4 * i, changed[i]);
+    std::copy(changed.begin(), changed.end(), std::begin(list.nsid));
+    page = nvme::bytesOf(list);
     if (!request.retainEvent) changed.clear();
     return {};
 }

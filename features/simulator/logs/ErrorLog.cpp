@@ -1,23 +1,24 @@
 #include "features/simulator/logs/ErrorLog.h"
 
-#include "features/nvme/Bytes.h"
+#include "features/nvme/structures/ErrorInformationLog.h"
 
 namespace features::simulator {
 
 using namespace nvme;
 
 CompletionEntry buildErrorLog(CommandContext& context, const LogRequest&, std::vector<uint8_t>& page) {
-    constexpr size_t ENTRY_BYTES = 64;
-    page.resize(context.model.errorEntries * ENTRY_BYTES);
+    page.resize(context.model.errorEntries * sizeof(ErrorInformationEntry));
     uint8_t* at = page.data();
-    for (const ErrorEntry& entry : context.state.errors) {
-        putLe64(at, entry.count);
-        putLe16(at + 8, entry.isAdmin ? 0 : 1);  // Submission Queue ID
-        putLe16(at + 12, static_cast<uint16_t>(entry.statusField << 1));
-        putLe16(at + 14, entry.parameterByte);
-        putLe64(at + 16, entry.lba);
-        putLe32(at + 24, entry.nsid);
-        at += ENTRY_BYTES;
+    for (const ErrorEntry& error : context.state.errors) {
+        ErrorInformationEntry entry{};
+        entry.errorCount = error.count;
+        entry.sqid = error.isAdmin ? 0 : 1;
+        entry.statusField = static_cast<uint16_t>(error.statusField << 1);
+        entry.parameterErrorLocation = error.parameterByte;
+        entry.lba = error.lba;
+        entry.nsid = error.nsid;
+        putStructure(at, entry);
+        at += sizeof entry;
     }
     return {};
 }

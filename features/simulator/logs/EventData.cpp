@@ -3,7 +3,10 @@
 #include <algorithm>
 #include <string>
 
-#include "features/nvme/Bytes.h"
+#include "features/nvme/StatusCodes.h"
+#include "features/nvme/structures/PersistentEventData.h"
+#include "features/nvme/structures/SanitizeStatusLog.h"
+#include "features/nvme/structures/SelfTestLog.h"
 #include "features/simulator/context/ControllerIdentity.h"
 #include "features/simulator/context/DriveTables.h"
 #include "features/simulator/logs/HealthLog.h"
@@ -20,51 +23,56 @@ namespace {
 using Data = std::vector<uint8_t>;
 
 void addDescriptor(Data& data, uint16_t code, uint8_t type, const uint8_t* bytes, size_t size) {
-    constexpr size_t HEAD_BYTES = 6;
-    const size_t at = data.size();
-    data.resize(at + HEAD_BYTES);
-    putLe16(data.data() + at, code);
-    data[at + 2] = type;
-    putLe16(data.data() + at + 4, static_cast<uint16_t>(size));
+    VendorEventDescriptor descriptor{};
+    descriptor.code = code;
+    descriptor.type = type;
+    descriptor.length = static_cast<uint16_t>(size);
+    const Data head = bytesOf(descriptor);
+    data.insert(data.end(), head.begin(), head.end());
     data.insert(data.end(), bytes, bytes + size);
 }
 
 }  // namespace
 
 Data firmwareCommitData(const DriveEvent& commit) {
-    Data data(22);
-    putText(data.data(), REVISION_BYTES, commit.before);
-    putText(data.data() + 8, REVISION_BYTES, commit.after);
-    data[16] = static_cast<uint8_t>(commit.value);
-    data[17] = static_cast<uint8_t>(commit.selector);
-    data[18] = static_cast<uint8_t>(commit.statusField >> 8 & 7);
-    data[19] = static_cast<uint8_t>(commit.statusField);
-    return data;
+    FirmwareCommitEvent event{};
+    putText(event.oldRevision, commit.before);
+    putText(event.newRevision, commit.after);
+    event.commitAction = static_cast<uint8_t>(commit.value);
+    event.slot = static_cast<uint8_t>(commit.selector);
+    const StatusCode status = StatusCode::ofField(commit.statusField);
+    event.statusCodeType = status.type;
+    event.statusCode = status.code;
+    return bytesOf(event);
 }
 
 Data timestampChangeData(const CommandContext& context, const DriveEvent& change) {
-    Data data(16);
-    std::copy(change.timestamp.begin(), change.timestamp.end(), data.begin());
-    putLe64(data.data() + 8, context.nowMs - std::min(context.nowMs, context.state.health.lastResetMs));
-    return data;
+    TimestampChangeEvent event{};
+    event.previousTimestamp = change.timestamp;
+    event.millisecondsSinceReset = context.nowMs - std::min(context.nowMs, context.state.health.lastResetMs);
+    return bytesOf(event);
 }
 
 Data powerOnData(const CommandContext& context, const PowerOn& powerOn) {
-    Data data(44);
-    putText(data.data(), REVISION_BYTES, context.state.firmware.running);
-    uint8_t* reset = data.data() + 8;
-    putLe16(reset, context.controllerId);
-    reset[2] = powerOn.isActivation ? 1 : 0;
-    putLe32(reset + 16, static_cast<uint32_t>(powerOn.powerCycle));
-    putLe64(reset + 20, powerOn.sincePowerOnMs);
-    return data;  // the controller's timestamp begins at 0 with the reset
+    PowerOnEvent event{};
+    putText(event.revision, context.state.firmware.running);
+    ResetDescriptor reset{};  // the controller's timestamp begins at 0 with the reset
+    reset.cntlid = context.controllerId;
+    reset.firmwareActivation = powerOn.isActivation ? 1 : 0;
+    reset.powerCycle = static_cast<uint32_t>(powerOn.powerCycle);
+    reset.powerOnMilliseconds = powerOn.sincePowerOnMs;
+    Data data(sizeof event + sizeof reset);
+    putStructure(data.data(), event);
+    putStructure(data.data() + sizeof event, reset);
+    return data;
 }
 
 Data hardwareErrorData(uint16_t code, const Data& more) {
-    constexpr std::size_t CODE_BYTES = 4;
-    Data data(CODE_BYTES + more.size());
-    putLe16(data.data(), code);
-    std::copy(more.begin(), more.end(), data.begin() + CODE_BYTES);
+    HardwareErrorEvent event{};
+    event.code = code;
+    Data data(sizeof event + more.size());
+    putStructure(data.data(), event);
+    std::copy(more.begin(), more.end(), data.begin() + sizeof event);
     return data;
 }
 
@@ -74,52 +82,57 @@ Data thermalExcursionData(const CommandContext& context) {
     const uint32_t kelvin = compositeKelvin(context);
     const bool isCritical = kelvin >= context.model.criticalKelvin;
     const uint32_t over = kelvin - (isCritical ? context.model.criticalKelvin : context.model.warningKelvin);
-    return {static_cast<uint8_t>(std::min(over, 255U)), isCritical ? THRESHOLD_CRITICAL : THRESHOLD_WARNING};
+    ThermalExcursionEvent event{};
+    event.overTemperature = static_cast<uint8_t>(std::min(over, 255U));
+    event.threshold = isCritical ? THRESHOLD_CRITICAL : THRESHOLD_WARNING;
+    return bytesOf(event);
 }
 
 Data namespaceChangeData(const CommandContext& context, const DriveEvent& change) {
     constexpr uint8_t FLBAS_EXTENDED = 0x10;
-    Data data(48);
-    putLe32(data.data(), context.command.cdw10);
-    putLe32(data.data() + 44, change.nsid);
-    if (!change.ns) return data;  // all of them
-    putLe64(data.data() + 8, change.ns->size);
-    putLe64(data.data() + 24, change.ns->capacity);
-    data[32] = static_cast<uint8_t>(change.ns->format | (change.ns->extendedMetadata ? FLBAS_EXTENDED : 0));
-    data[33] = change.ns->protection;
-    data[34] = change.ns->isShared ? 1 : 0;
-    return data;
+    ChangeNamespaceEvent event{};
+    event.cdw10 = context.command.cdw10;
+    event.nsid = change.nsid;
+    if (!change.ns) return bytesOf(event);  // all of them
+    event.nsze = change.ns->size;
+    event.ncap = change.ns->capacity;
+    event.flbas = static_cast<uint8_t>(change.ns->format | (change.ns->extendedMetadata ? FLBAS_EXTENDED : 0));
+    event.dps = change.ns->protection;
+    event.nmic = change.ns->isShared ? 1 : 0;
+    return bytesOf(event);
 }
 
 Data formatStartData(const CommandContext& context, const DriveEvent& format) {
-    Data data(12);
-    putLe32(data.data(), format.nsid);
-    data[4] = FORMAT_ATTRIBUTES;
-    putLe32(data.data() + 8, context.command.cdw10);
-    return data;
+    FormatStartEvent event{};
+    event.nsid = format.nsid;
+    event.fna = FORMAT_ATTRIBUTES;
+    event.cdw10 = context.command.cdw10;
+    return bytesOf(event);
 }
 
 Data formatCompletionData(const DriveEvent& format) {
-    Data data(12);
-    putLe32(data.data(), format.nsid);
-    putLe32(data.data() + 8, format.statusField);
-    return data;
+    FormatCompletionEvent event{};
+    event.nsid = format.nsid;
+    event.statusField = format.statusField;
+    return bytesOf(event);
 }
 
 Data sanitizeStartData(const CommandContext& context) {
-    Data data(12);
-    putLe32(data.data(), SANICAP);
-    putLe32(data.data() + 4, context.state.sanitize.command);
-    putLe32(data.data() + 8, context.state.sanitize.pattern);
-    return data;
+    SanitizeStartEvent event{};
+    event.sanicap = SANICAP;
+    event.cdw10 = context.state.sanitize.command;
+    event.cdw11 = context.state.sanitize.pattern;
+    return bytesOf(event);
 }
 
 Data sanitizeCompletionData(CommandContext& context) {
     Data log;
     (void)buildSanitizeLog(context, {}, log);  // it cannot fail
-    Data data(8);
-    std::copy_n(log.begin(), 4, data.begin());  // progress and status are adjacent in both
-    return data;
+    const auto status = structureAt<SanitizeStatusLog>(log.data());
+    SanitizeCompletionEvent event{};
+    event.sprog = status.sprog;
+    event.sstat = status.sstat;
+    return bytesOf(event);
 }
 
 Data setFeatureData(const CommandContext& context) {
@@ -131,9 +144,13 @@ Data setFeatureData(const CommandContext& context) {
     const FeatureRow* feature = findFeature(context, static_cast<uint8_t>(command.cdw10));
     const size_t most = feature == nullptr ? 0 : feature->dataBytes;
     const size_t bytes = std::min(most, context.data.size());
-    Data data(4 + 4 * count);
-    putLe32(data.data(), count | static_cast<uint32_t>(bytes) << 16);
-    for (uint32_t i = 0; i < count; ++i) putLe32(data.data() + 4 + size_t{4} * i, dwords[i]);
+    SetFeatureEvent event{};
+    event.layout = count | static_cast<uint32_t>(bytes) << 16;
+    Data data = bytesOf(event);
+    for (uint32_t i = 0; i < count; ++i) {
+        const Data dword = bytesOf(Le32(dwords[i]));
+        data.insert(data.end(), dword.begin(), dword.end());
+    }
     data.insert(data.end(), context.data.begin(), context.data.begin() + static_cast<std::ptrdiff_t>(bytes));
     return data;
 }
@@ -143,13 +160,12 @@ Data selfTestData(CommandContext& context) {
     constexpr uint8_t TYPE_EVENT_NAME = 1;
     constexpr uint8_t TYPE_BINARY = 3;
     constexpr char NAME[] = "Self-test";
-    constexpr size_t OFFSET_NEWEST = 4;
-    constexpr size_t RESULT_BYTES = 28;
     Data log;
     (void)buildSelfTestLog(context, {}, log);  // it cannot fail
     Data data;
     addDescriptor(data, CODE_SELF_TEST, TYPE_EVENT_NAME, reinterpret_cast<const uint8_t*>(NAME), sizeof NAME - 1);
-    addDescriptor(data, CODE_SELF_TEST, TYPE_BINARY, log.data() + OFFSET_NEWEST, RESULT_BYTES);
+    addDescriptor(data, CODE_SELF_TEST, TYPE_BINARY, log.data() + offsetof(SelfTestLog, results),
+                  sizeof(SelfTestResultEntry));
     return data;
 }
 

@@ -6,7 +6,7 @@
 #include <cerrno>
 #include <string>
 
-#include "features/nvme/Bytes.h"
+#include "features/nvme/structures/PersistentEventLog.h"
 #include "features/simulator/store/Extension.h"
 #include "ostrel/core/FileDescriptor.h"
 
@@ -99,7 +99,7 @@ std::vector<size_t> EventJournal::offsets(const std::vector<uint8_t>& events, si
     std::vector<size_t> all;
     for (size_t at = 0; at < events.size();) {
         if (events.size() - at < HEADER_BYTES) return {};
-        const size_t bytes = HEADER_BYTES + nvme::le16(events.data() + at + HEADER_BYTES - 2);
+        const size_t bytes = HEADER_BYTES + nvme::structureAt<nvme::PersistentEventHeader>(events.data() + at).el;
         if (events.size() - at < bytes) return {};
         if (events.size() - at <= maxBytes) all.push_back(at);
         at += bytes;

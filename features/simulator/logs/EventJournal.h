@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <vector>
 
+#include "features/nvme/structures/PersistentEventLog.h"
 #include "features/simulator/context/CommandContext.h"
 
 namespace features::simulator {
@@ -17,7 +18,7 @@ namespace features::simulator {
 /// events that the state has, and no other.
 class EventJournal {
 public:
-    static constexpr size_t HEADER_BYTES = 24;
+    static constexpr size_t HEADER_BYTES = sizeof(nvme::PersistentEventHeader);
     /// What the events may take altogether: the largest log, without its header.
     static constexpr size_t MAX_BYTES = PERSISTENT_EVENT_LOG_64KIB * 65536 - 512;
 

@@ -3,9 +3,9 @@
 #include <algorithm>
 #include <array>
 
-#include "features/nvme/Bytes.h"
 #include "features/nvme/FeatureIds.h"
 #include "features/nvme/Units.h"
+#include "features/nvme/structures/SmartHealthLog.h"
 #include "features/simulator/context/FeatureValues.h"
 #include "features/simulator/store/Extension.h"
 
@@ -95,29 +95,29 @@ CompletionEntry buildHealthLog(CommandContext& context, const LogRequest&, std::
     const HealthState& health = context.state.health;
     WorkCounters work = health.work;
     work += context.work;
-    page.resize(512);
-    uint8_t* at = page.data();
-    at[0] = criticalWarning(context);
-    putLe16(at + 1, compositeKelvin(context));
-    at[SMART_AVAILABLE_SPARE] = TRUE_SPARE;
-    at[SMART_SPARE_THRESHOLD] = TRUE_SPARE_THRESHOLD;
-    at[SMART_PERCENTAGE_USED] = percentageUsed(context);
-    putLe64(at + 32, roundedUp(work.bytesRead, DATA_UNIT_BYTES));
-    putLe64(at + 48, roundedUp(work.bytesWritten, DATA_UNIT_BYTES));
-    putLe64(at + 64, work.readCommands);
-    putLe64(at + 80, work.writeCommands);
-    putLe64(at + 96, work.busyMicroseconds / MICROSECONDS_PER_MINUTE);
-    putLe64(at + 112, health.powerCycles);
-    putLe64(at + 128, context.powerOnMs() / MS_PER_HOUR);
-    putLe64(at + 144, health.unsafeShutdowns);
-    putLe64(at + 160, health.mediaErrors);
-    putLe64(at + 176, context.state.errorCount);
+    SmartHealthLog log{};
+    log.criticalWarning = criticalWarning(context);
+    log.compositeTemperature = compositeKelvin(context);
+    log.availableSpare = TRUE_SPARE;
+    log.availableSpareThreshold = TRUE_SPARE_THRESHOLD;
+    log.percentageUsed = percentageUsed(context);
+    log.dataUnitsRead = roundedUp(work.bytesRead, DATA_UNIT_BYTES);
+    log.dataUnitsWritten = roundedUp(work.bytesWritten, DATA_UNIT_BYTES);
+    log.hostReadCommands = work.readCommands;
+    log.hostWriteCommands = work.writeCommands;
+    log.controllerBusyTime = work.busyMicroseconds / MICROSECONDS_PER_MINUTE;
+    log.powerCycles = health.powerCycles;
+    log.powerOnHours = context.powerOnMs() / MS_PER_HOUR;
+    log.unsafeShutdowns = health.unsafeShutdowns;
+    log.mediaErrors = health.mediaErrors;
+    log.errorLogEntries = context.state.errorCount;
     auto times = readExtension<ThermalTimes>(context.state);
     times.advanceTo(context.nowMs);
-    putLe32(at + 192, static_cast<uint32_t>(times.ms[1] / MS_PER_MINUTE));
-    putLe32(at + 196, static_cast<uint32_t>(times.ms[2] / MS_PER_MINUTE));
-    putLe16(at + 200, compositeKelvin(context));  // Temperature Sensor 1
-    putSmartFaults(context.description.faults.smart, at);
+    log.warningTemperatureTime = static_cast<uint32_t>(times.ms[1] / MS_PER_MINUTE);
+    log.criticalTemperatureTime = static_cast<uint32_t>(times.ms[2] / MS_PER_MINUTE);
+    log.temperatureSensor[0] = compositeKelvin(context);
+    page = bytesOf(log);
+    putSmartFaults(context.description.faults.smart, page.data());
     return {};
 }
 

@@ -5,10 +5,10 @@
 #include <cstring>
 #include <string>
 
-#include "features/nvme/Bytes.h"
 #include "features/nvme/LogPageIds.h"
 #include "features/nvme/PersistentEventTypes.h"
 #include "features/nvme/StatusCodes.h"
+#include "features/nvme/structures/PersistentEventLog.h"
 #include "features/simulator/context/ControllerIdentity.h"
 #include "features/simulator/context/Timestamp.h"
 #include "features/simulator/logs/EventData.h"
@@ -24,7 +24,7 @@ using namespace nvme;
 
 namespace {
 
-constexpr size_t LOG_HEADER_BYTES = 512;
+constexpr size_t LOG_HEADER_BYTES = sizeof(PersistentEventLogHeader);
 constexpr uint64_t MS_PER_HOUR = 3600000;
 constexpr uint64_t MS_PER_DAY = 24 * MS_PER_HOUR;
 constexpr const char* CONTEXT_SNAPSHOT = "persistent-event-context";
@@ -58,40 +58,41 @@ struct EventHistory {
 std::vector<uint8_t> eventBytes(const CommandContext& context, PersistentEvent type,
                                 const std::array<uint8_t, 8>& timestamp, const std::vector<uint8_t>& data) {
     constexpr uint8_t REVISION = 1;
-    constexpr uint8_t REST_OF_HEADER = EventJournal::HEADER_BYTES - 3;
-    std::vector<uint8_t> event(EventJournal::HEADER_BYTES + data.size());
-    event[0] = static_cast<uint8_t>(type);
-    event[1] = REVISION;
-    event[2] = REST_OF_HEADER;
-    putLe16(event.data() + 4, context.controllerId);
-    std::copy(timestamp.begin(), timestamp.end(), event.begin() + 6);
-    putLe16(event.data() + 22, static_cast<uint16_t>(data.size()));
-    std::copy(data.begin(), data.end(), event.begin() + EventJournal::HEADER_BYTES);
+    PersistentEventHeader header{};
+    header.type = static_cast<uint8_t>(type);
+    header.revision = REVISION;
+    header.ehl = sizeof header - offsetof(PersistentEventHeader, port);
+    header.cntlid = context.controllerId;
+    header.timestamp = timestamp;
+    header.el = static_cast<uint16_t>(data.size());
+    std::vector<uint8_t> event(sizeof header + data.size());
+    putStructure(event.data(), header);
+    std::copy(data.begin(), data.end(), event.begin() + sizeof header);
     return event;
 }
 
 void putHeader(const CommandContext& context, size_t events, std::vector<uint8_t>& page) {
-    constexpr size_t OFFSET_REST_OF_HEADER = 20;
-    uint8_t* at = page.data();
-    at[0] = LID_PERSISTENT_EVENT;
-    putLe32(at + 4, static_cast<uint32_t>(events));
-    putLe64(at + 8, page.size());
-    at[16] = 1;  // Log Revision
-    putLe16(at + 18, LOG_HEADER_BYTES - OFFSET_REST_OF_HEADER);
-    const auto timestamp = timestampData(context);
-    std::copy(timestamp.begin(), timestamp.end(), at + 20);
-    putLe64(at + 28, context.powerOnMs() / MS_PER_HOUR);
-    putLe64(at + 44, context.state.health.powerCycles);
-    putLe16(at + 52, context.model.vendorId);
-    putLe16(at + 54, context.model.subsystemVendorId);
-    putText(at + 56, 20, context.description.serialNumber);
-    putText(at + 76, 40, context.description.shownModelNumber());
+    PersistentEventLogHeader header{};
+    header.lid = LID_PERSISTENT_EVENT;
+    header.tnev = static_cast<uint32_t>(events);
+    header.tll = page.size();
+    header.revision = 1;
+    header.lhl = sizeof header - offsetof(PersistentEventLogHeader, timestamp);
+    header.timestamp = timestampData(context);
+    header.powerOnHours = context.powerOnMs() / MS_PER_HOUR;
+    header.powerCycles = context.state.health.powerCycles;
+    header.vid = context.model.vendorId;
+    header.ssvid = context.model.subsystemVendorId;
+    putText(header.sn, context.description.serialNumber);
+    putText(header.mn, context.description.shownModelNumber());
     const std::string name = subsystemName(context.description);
-    std::copy(name.begin(), name.end(), at + 116);
+    std::copy(name.begin(), name.end(), header.subnqn.begin());
     for (const PersistentEvent type : RECORDED) {
         const auto number = static_cast<uint8_t>(type);
-        at[480 + number / 8] = static_cast<uint8_t>(at[480 + number / 8] | 1 << number % 8);
+        uint8_t& bits = header.supportedEvents[number / 8U];
+        bits = static_cast<uint8_t>(bits | 1 << number % 8);
     }
+    putStructure(page.data(), header);
 }
 
 /// The power-on of a new drive is recorded when there is something to record after it: that a drive is looked at alone

@@ -2,8 +2,8 @@
 
 #include <algorithm>
 
-#include "features/nvme/Bytes.h"
 #include "features/nvme/Units.h"
+#include "features/nvme/structures/SanitizeStatusLog.h"
 
 namespace features::simulator {
 
@@ -51,13 +51,13 @@ bool isSanitizeOver(const CommandContext& context) {
 }
 
 CompletionEntry buildSanitizeLog(CommandContext& context, const LogRequest&, std::vector<uint8_t>& page) {
-    page.resize(512);
-    uint8_t* at = page.data();
-    putLe16(at, progress(context));
-    putLe16(at + 2, statusOf(context));
-    putLe32(at + 4, context.state.sanitize.command);
-    for (const unsigned offset : {8U, 12U, 16U}) putLe32(at + offset, context.description.sanitizeSeconds);
-    for (const unsigned offset : {20U, 24U, 28U}) putLe32(at + offset, NO_ESTIMATE);  // without deallocation
+    SanitizeStatusLog log{};
+    log.sprog = progress(context);
+    log.sstat = statusOf(context);
+    log.scdw10 = context.state.sanitize.command;
+    log.overwriteTime = log.blockEraseTime = log.cryptoEraseTime = context.description.sanitizeSeconds;
+    log.overwriteTimeNoDeallocate = log.blockEraseTimeNoDeallocate = log.cryptoEraseTimeNoDeallocate = NO_ESTIMATE;
+    page = bytesOf(log);
     return {};
 }
 

@@ -4,10 +4,10 @@
 #include <cstring>
 #include <string>
 
-#include "features/nvme/Bytes.h"
 #include "features/nvme/LogPageIds.h"
 #include "features/nvme/PersistentEventTypes.h"
 #include "features/nvme/StatusCodes.h"
+#include "features/nvme/structures/TelemetryLogHeader.h"
 #include "features/simulator/context/AsyncEvents.h"
 #include "features/simulator/context/Timestamp.h"
 #include "features/simulator/logs/ErrorLog.h"
@@ -22,14 +22,7 @@ using namespace nvme;
 
 namespace {
 
-constexpr size_t BLOCK_BYTES = 512;
-constexpr size_t OFFSET_OUI = 5;
-constexpr size_t OFFSET_LAST_BLOCKS = 8;
-constexpr size_t OFFSET_HOST_GENERATION = 381;  // reserved before NVMe 2.0
-constexpr size_t OFFSET_AVAILABLE = 382;
-constexpr size_t OFFSET_CONTROLLER_GENERATION = 383;
-constexpr size_t OFFSET_REASON = 384;
-constexpr size_t REASON_BYTES = 128;
+constexpr size_t BLOCK_BYTES = sizeof(TelemetryLogHeader);
 constexpr uint8_t LSP_CREATE = 1;
 
 struct TelemetryState {
@@ -82,25 +75,26 @@ std::string factsText(const CommandContext& context) {
 /// Closes a data area: fills its last block, and notes its number.
 void closeArea(std::vector<uint8_t>& page, unsigned area) {
     page.resize((page.size() + BLOCK_BYTES - 1) / BLOCK_BYTES * BLOCK_BYTES);
-    putLe16(page.data() + OFFSET_LAST_BLOCKS + size_t{2} * (area - 1),
-            static_cast<uint16_t>(page.size() / BLOCK_BYTES - 1));
+    auto header = structureAt<TelemetryLogHeader>(page.data());
+    header.lastBlock[area - 1] = static_cast<uint16_t>(page.size() / BLOCK_BYTES - 1);
+    putStructure(page.data(), header);
 }
 
 std::vector<uint8_t> emptyPage(const CommandContext& context, uint8_t lid, const char* reason) {
-    std::vector<uint8_t> page(BLOCK_BYTES);
-    page[0] = lid;
-    page[OFFSET_OUI] = static_cast<uint8_t>(context.model.oui);
-    page[OFFSET_OUI + 1] = static_cast<uint8_t>(context.model.oui >> 8);
-    page[OFFSET_OUI + 2] = static_cast<uint8_t>(context.model.oui >> 16);
-    std::memcpy(page.data() + OFFSET_REASON, reason, std::min(REASON_BYTES, std::strlen(reason)));
-    return page;
+    TelemetryLogHeader header{};
+    header.lid = lid;
+    header.ieee = context.model.oui;
+    std::memcpy(header.reason.data(), reason, std::min(header.reason.size(), std::strlen(reason)));
+    return bytesOf(header);
 }
 
 /// What a header says of captures beyond its own.
 void putGenerations(std::vector<uint8_t>& page, const TelemetryState& state) {
-    if (page[0] == LID_TELEMETRY_HOST) page[OFFSET_HOST_GENERATION] = state.hostGeneration;
-    page[OFFSET_AVAILABLE] = state.isAvailable ? 1 : 0;
-    page[OFFSET_CONTROLLER_GENERATION] = state.controllerGeneration;
+    auto header = structureAt<TelemetryLogHeader>(page.data());
+    if (header.lid == LID_TELEMETRY_HOST) header.hostGeneration = state.hostGeneration;
+    header.controllerDataAvailable = state.isAvailable ? 1 : 0;
+    header.controllerGeneration = state.controllerGeneration;
+    putStructure(page.data(), header);
 }
 
 /// `state`: as it is with this capture; it is stored.

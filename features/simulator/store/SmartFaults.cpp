@@ -6,6 +6,7 @@
 
 #include "features/nvme/Bytes.h"
 #include "features/nvme/Units.h"
+#include "features/nvme/structures/SmartHealthLog.h"
 #include "features/simulator/store/DescriptionText.h"
 
 namespace features::simulator {
@@ -26,34 +27,34 @@ struct FieldRow {
 
 // clang-format off
 constexpr FieldRow FIELDS[] = {
-    {"available-spare",                 SMART_AVAILABLE_SPARE, 1, 100, 0},
-    {"available-spare-threshold",       SMART_SPARE_THRESHOLD, 1, 100, 0},
-    {"percentage-used",                 SMART_PERCENTAGE_USED, 1, 255, 0},
-    {"endurance-group-critical-warning",  6, 1, 0xFF, 0},
-    {"data-units-read",                  32, 8, MAX_COUNT, 0},
-    {"data-units-written",               48, 8, MAX_COUNT, 0},
-    {"host-read-commands",               64, 8, MAX_COUNT, 0},
-    {"host-write-commands",              80, 8, MAX_COUNT, 0},
-    {"controller-busy-time",             96, 8, MAX_COUNT, 0},
-    {"power-cycles",                    112, 8, MAX_COUNT, 0},
-    {"power-on-hours",                  128, 8, MAX_COUNT, 0},
-    {"unsafe-shutdowns",                144, 8, MAX_COUNT, 0},
-    {"media-and-data-integrity-errors", 160, 8, MAX_COUNT, 0},
-    {"error-log-entries",               176, 8, MAX_COUNT, 0},
-    {"warning-temperature-time",        192, 4, MAX_MINUTES, 0},
-    {"critical-temperature-time",       196, 4, MAX_MINUTES, 0},
-    {"temperature-sensor-1",            200, 2, MAX_CELSIUS, nvme::KELVIN_AT_0_CELSIUS},
-    {"temperature-sensor-2",            202, 2, MAX_CELSIUS, nvme::KELVIN_AT_0_CELSIUS},
-    {"temperature-sensor-3",            204, 2, MAX_CELSIUS, nvme::KELVIN_AT_0_CELSIUS},
-    {"temperature-sensor-4",            206, 2, MAX_CELSIUS, nvme::KELVIN_AT_0_CELSIUS},
-    {"temperature-sensor-5",            208, 2, MAX_CELSIUS, nvme::KELVIN_AT_0_CELSIUS},
-    {"temperature-sensor-6",            210, 2, MAX_CELSIUS, nvme::KELVIN_AT_0_CELSIUS},
-    {"temperature-sensor-7",            212, 2, MAX_CELSIUS, nvme::KELVIN_AT_0_CELSIUS},
-    {"temperature-sensor-8",            214, 2, MAX_CELSIUS, nvme::KELVIN_AT_0_CELSIUS},
-    {"thermal-transitions-1",           216, 4, 0xFFFFFFFF, 0},
-    {"thermal-transitions-2",           220, 4, 0xFFFFFFFF, 0},
-    {"thermal-time-1",                  224, 4, 0xFFFFFFFF, 0},
-    {"thermal-time-2",                  228, 4, 0xFFFFFFFF, 0},
+    {"available-spare",                   FIELD(nvme::SmartHealthLog, availableSpare), 100, 0},
+    {"available-spare-threshold",         FIELD(nvme::SmartHealthLog, availableSpareThreshold), 100, 0},
+    {"percentage-used",                   FIELD(nvme::SmartHealthLog, percentageUsed), 255, 0},
+    {"endurance-group-critical-warning",  FIELD(nvme::SmartHealthLog, enduranceGroupWarnings), 0xFF, 0},
+    {"data-units-read",                   FIELD(nvme::SmartHealthLog, dataUnitsRead.low), MAX_COUNT, 0},
+    {"data-units-written",                FIELD(nvme::SmartHealthLog, dataUnitsWritten.low), MAX_COUNT, 0},
+    {"host-read-commands",                FIELD(nvme::SmartHealthLog, hostReadCommands.low), MAX_COUNT, 0},
+    {"host-write-commands",               FIELD(nvme::SmartHealthLog, hostWriteCommands.low), MAX_COUNT, 0},
+    {"controller-busy-time",              FIELD(nvme::SmartHealthLog, controllerBusyTime.low), MAX_COUNT, 0},
+    {"power-cycles",                      FIELD(nvme::SmartHealthLog, powerCycles.low), MAX_COUNT, 0},
+    {"power-on-hours",                    FIELD(nvme::SmartHealthLog, powerOnHours.low), MAX_COUNT, 0},
+    {"unsafe-shutdowns",                  FIELD(nvme::SmartHealthLog, unsafeShutdowns.low), MAX_COUNT, 0},
+    {"media-and-data-integrity-errors",   FIELD(nvme::SmartHealthLog, mediaErrors.low), MAX_COUNT, 0},
+    {"error-log-entries",                 FIELD(nvme::SmartHealthLog, errorLogEntries.low), MAX_COUNT, 0},
+    {"warning-temperature-time",          FIELD(nvme::SmartHealthLog, warningTemperatureTime), MAX_MINUTES, 0},
+    {"critical-temperature-time",         FIELD(nvme::SmartHealthLog, criticalTemperatureTime), MAX_MINUTES, 0},
+    {"temperature-sensor-1",              FIELD(nvme::SmartHealthLog, temperatureSensor[0]), MAX_CELSIUS, nvme::KELVIN_AT_0_CELSIUS},
+    {"temperature-sensor-2",              FIELD(nvme::SmartHealthLog, temperatureSensor[1]), MAX_CELSIUS, nvme::KELVIN_AT_0_CELSIUS},
+    {"temperature-sensor-3",              FIELD(nvme::SmartHealthLog, temperatureSensor[2]), MAX_CELSIUS, nvme::KELVIN_AT_0_CELSIUS},
+    {"temperature-sensor-4",              FIELD(nvme::SmartHealthLog, temperatureSensor[3]), MAX_CELSIUS, nvme::KELVIN_AT_0_CELSIUS},
+    {"temperature-sensor-5",              FIELD(nvme::SmartHealthLog, temperatureSensor[4]), MAX_CELSIUS, nvme::KELVIN_AT_0_CELSIUS},
+    {"temperature-sensor-6",              FIELD(nvme::SmartHealthLog, temperatureSensor[5]), MAX_CELSIUS, nvme::KELVIN_AT_0_CELSIUS},
+    {"temperature-sensor-7",              FIELD(nvme::SmartHealthLog, temperatureSensor[6]), MAX_CELSIUS, nvme::KELVIN_AT_0_CELSIUS},
+    {"temperature-sensor-8",              FIELD(nvme::SmartHealthLog, temperatureSensor[7]), MAX_CELSIUS, nvme::KELVIN_AT_0_CELSIUS},
+    {"thermal-transitions-1",             FIELD(nvme::SmartHealthLog, thermalTransitions[0]), 0xFFFFFFFF, 0},
+    {"thermal-transitions-2",             FIELD(nvme::SmartHealthLog, thermalTransitions[1]), 0xFFFFFFFF, 0},
+    {"thermal-time-1",                    FIELD(nvme::SmartHealthLog, thermalTime[0]), 0xFFFFFFFF, 0},
+    {"thermal-time-2",                    FIELD(nvme::SmartHealthLog, thermalTime[1]), 0xFFFFFFFF, 0},
 };
 // clang-format on
 

@@ -5,12 +5,14 @@
 #include <string>
 #include <vector>
 
+#include "features/nvme/structures/SmartHealthLog.h"
+
 namespace features::simulator {
 
 // Offsets in the SMART / Health Information log of fields that other logs and warnings depend on.
-inline constexpr uint16_t SMART_AVAILABLE_SPARE = 3;
-inline constexpr uint16_t SMART_SPARE_THRESHOLD = 4;
-inline constexpr uint16_t SMART_PERCENTAGE_USED = 5;
+inline constexpr uint16_t SMART_AVAILABLE_SPARE = offsetof(nvme::SmartHealthLog, availableSpare);
+inline constexpr uint16_t SMART_SPARE_THRESHOLD = offsetof(nvme::SmartHealthLog, availableSpareThreshold);
+inline constexpr uint16_t SMART_PERCENTAGE_USED = offsetof(nvme::SmartHealthLog, percentageUsed);
 
 /// A field of the SMART / Health Information log that shows another value than the true one.
 struct SmartFault {

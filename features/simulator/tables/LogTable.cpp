@@ -1,7 +1,10 @@
 #include "features/simulator/tables/LogTable.h"
 
-#include "features/nvme/Bytes.h"
+#include <iterator>
+
 #include "features/nvme/LogPageIds.h"
+#include "features/nvme/structures/CommandEffectsLog.h"
+#include "features/nvme/structures/SupportedLogsLog.h"
 #include "features/simulator/commands/Ana.h"
 #include "features/simulator/logs/ChangedNamespaces.h"
 #include "features/simulator/logs/ErrorLog.h"
@@ -20,20 +23,21 @@ namespace {
 
 CompletionEntry buildSupportedLogs(CommandContext& context, const LogRequest&, std::vector<uint8_t>& page) {
     constexpr uint32_t LSUPP = 1;
-    page.resize(1024);
-    for (unsigned lid = 0; lid < 256; ++lid) {
-        if (findLog(context, static_cast<uint8_t>(lid)) != nullptr) putLe32(page.data() + size_t{4} * lid, LSUPP);
+    SupportedLogsLog log{};
+    for (unsigned lid = 0; lid < std::size(log.entries); ++lid) {
+        if (findLog(context, static_cast<uint8_t>(lid)) != nullptr) log.entries[lid] = LSUPP;
     }
+    page = bytesOf(log);
     return {};
 }
 
 CompletionEntry buildCommandEffects(CommandContext& context, const LogRequest&, std::vector<uint8_t>& page) {
-    constexpr size_t OFFSET_IO = 1024;
-    page.resize(4096);
+    CommandEffectsLog log{};
     for (const CommandRow& row : context.tables.commands) {
         if (findCommand(context.tables, context.description, row.isAdmin, row.opcode) != &row) continue;
-        putLe32(page.data() + (row.isAdmin ? 0 : OFFSET_IO) + size_t{4} * row.opcode, row.effects);
+        (row.isAdmin ? log.admin : log.io)[row.opcode] = row.effects;
     }
+    page = bytesOf(log);
     return {};
 }
 

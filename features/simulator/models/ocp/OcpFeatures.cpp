@@ -6,6 +6,7 @@
 #include "features/nvme/Bytes.h"
 #include "features/nvme/FeatureIds.h"
 #include "features/nvme/StatusCodes.h"
+#include "features/nvme/structures/OcpFeatureData.h"
 #include "features/simulator/models/ocp/OcpPanic.h"
 #include "features/simulator/models/ocp/OcpState.h"
 #include "features/simulator/store/Extension.h"
@@ -74,16 +75,12 @@ CompletionEntry checkPowerState(CommandContext& context, FeatureValue& value) {
 
 /// Thresholds ascend, and what is reserved is zero.
 CompletionEntry checkLatencyMonitor(CommandContext&, FeatureValue& value) {
-    constexpr size_t OFFSET_THRESHOLDS = 2;
-    constexpr size_t OFFSET_ENABLE = 12;
     constexpr uint8_t MAX_ENABLE = 3;
-    const std::vector<uint8_t>& data = value.data;
-    const auto thresholds = data.begin() + OFFSET_THRESHOLDS;
-    const bool isRestZero =
-        std::all_of(data.begin() + OFFSET_ENABLE + 1, data.end(), [](uint8_t byte) { return byte == 0; });
-    const bool isValid =
-        std::is_sorted(thresholds, thresholds + 4) && (le16(data.data() + 6) & 0xF000) == 0 && data[11] <= 1;
-    return isRestZero && isValid && data[OFFSET_ENABLE] <= MAX_ENABLE ? CompletionEntry{} : INVALID_FIELD;
+    const auto setting = structureAt<OcpLatencyMonitorSetting>(value.data.data());
+    const bool isRestZero = setting.reserved13 == decltype(setting.reserved13){};
+    const bool isValid = std::is_sorted(std::begin(setting.thresholds), std::end(setting.thresholds)) &&
+                         (setting.latencyConfiguration & 0xF000) == 0 && setting.discardDebugLog <= 1;
+    return isRestZero && isValid && setting.enable <= MAX_ENABLE ? CompletionEntry{} : INVALID_FIELD;
 }
 
 constexpr DefinedBits dword11(uint32_t bits) {

@@ -8,6 +8,12 @@
 #include "features/nvme/FeatureIds.h"
 #include "features/nvme/LogPageIds.h"
 #include "features/nvme/OcpLogPages.h"
+#include "features/nvme/structures/OcpCapabilitiesLog.h"
+#include "features/nvme/structures/OcpErrorRecoveryLog.h"
+#include "features/nvme/structures/OcpFeatureData.h"
+#include "features/nvme/structures/OcpFirmwareHistoryLog.h"
+#include "features/nvme/structures/OcpLatencyMonitorLog.h"
+#include "features/nvme/structures/OcpSmartLog.h"
 #include "features/simulator/context/FeatureValues.h"
 #include "features/simulator/logs/HealthLog.h"
 #include "features/simulator/models/ocp/OcpFeatures.h"
@@ -59,41 +65,44 @@ uint64_t blocksInUse(const CommandContext& context) {
     return blocks;
 }
 
+uint8_t throttlingStatus(const CommandContext& context) {
+    const uint32_t kelvin = compositeKelvin(context);
+    if (kelvin >= context.model.criticalKelvin) return 2;
+    return kelvin >= context.model.warningKelvin ? 1 : 0;
+}
+
 /// SMART / Health Information Extended. What a drive without NAND and capacitors cannot have is perfect.
 CompletionEntry buildSmart(CommandContext& context, const LogRequest&, Page& page) {
-    constexpr uint64_t MAX_PERCENT = 100;
+    constexpr uint16_t MAX_PERCENT = 100;
     constexpr uint8_t SPECIFICATION_MAJOR = 2;
     const auto state = readExtension<OcpState>(context.state);
     WorkCounters work = context.state.health.work;
     work += context.work;
     const uint64_t size = context.description.sizeBytes;
-    page.resize(512);
-    uint8_t* at = page.data();
-    putLe64(at, work.bytesWritten);
-    putLe64(at + 16, work.bytesRead);
-    putLe16(at + 38, MAX_PERCENT);  // user and system NAND blocks that are good
-    putLe16(at + 46, MAX_PERCENT);
-    putLe64(at + 56, context.state.health.mediaErrors);
-    at[80] = percentageUsed(context);
-    putLe32(at + 88, static_cast<uint32_t>((work.bytesWritten + size - 1) / size));  // the blocks erased most
-    putLe32(at + 92, static_cast<uint32_t>(work.bytesWritten / size));
-    at[96] = static_cast<uint8_t>(std::min<uint64_t>(state.throttlings, 255));
-    at[97] = compositeKelvin(context) >= context.model.criticalKelvin  ? 2
-             : compositeKelvin(context) >= context.model.warningKelvin ? 1
-                                                                       : 0;
-    at[103] = SPECIFICATION_MAJOR;
-    putLe64(at + 104, state.pcieErrors);
-    putLe32(at + 112, state.incompleteShutdowns);
-    at[120] = static_cast<uint8_t>(unallocatedBytes(context.description, context.model, context.state) * MAX_PERCENT /
-                                   context.description.sizeBytes);
-    putLe16(at + 128, MAX_PERCENT);  // capacitors
-    putLe64(at + 136, work.unalignedCommands);
-    putLe64(at + 144, 1);  // Security Version Number
-    putLe64(at + 152, blocksInUse(context));
-    putLe64(at + 160, context.state.health.unsafeShutdowns);  // PLP starts
-    putLe64(at + 176, context.description.sizeBytes * ENDURANCE_FILLS);
-    putLe64(at + 192, state.linkTrainings);
-    putLe64(at + 200, state.powerStateChanges);
+    OcpSmartLog log{};
+    log.mediaUnitsWritten = work.bytesWritten;
+    log.mediaUnitsRead = work.bytesRead;
+    log.badUserBlocksNormalized = log.badSystemBlocksNormalized = MAX_PERCENT;  // of the blocks that are good
+    log.uncorrectableReads = context.state.health.mediaErrors;
+    log.systemDataUsed = percentageUsed(context);
+    log.maximumEraseCount = static_cast<uint32_t>((work.bytesWritten + size - 1) / size);
+    log.minimumEraseCount = static_cast<uint32_t>(work.bytesWritten / size);
+    log.throttlingEvents = static_cast<uint8_t>(std::min<uint64_t>(state.throttlings, 255));
+    log.throttlingStatus = throttlingStatus(context);
+    log.majorVersion = SPECIFICATION_MAJOR;
+    log.pcieCorrectableErrors = state.pcieErrors;
+    log.incompleteShutdowns = state.incompleteShutdowns;
+    const uint64_t unallocated = unallocatedBytes(context.description, context.model, context.state);
+    log.freeBlocks = static_cast<uint8_t>(unallocated * MAX_PERCENT / size);
+    log.capacitorHealth = MAX_PERCENT;
+    log.unalignedIo = work.unalignedCommands;
+    log.securityVersion = 1;
+    log.blocksInUse = blocksInUse(context);
+    log.plpStarts = context.state.health.unsafeShutdowns;
+    log.enduranceEstimate = size * ENDURANCE_FILLS;
+    log.linkRetrainings = state.linkTrainings;
+    log.powerStateChanges = state.powerStateChanges;
+    page = bytesOf(log);
     closePage(page, SMART_END);
     return {};
 }
@@ -101,50 +110,51 @@ CompletionEntry buildSmart(CommandContext& context, const LogRequest&, Page& pag
 CompletionEntry buildErrorRecovery(CommandContext& context, const LogRequest&, Page& page) {
     constexpr uint8_t CONTROLLER_OR_SUBSYSTEM_RESET = 0x03;
     constexpr uint32_t PANIC_BY_COMMAND_TIMEOUT_OR_STATUS = 0;
-    page.resize(512);
-    uint8_t* at = page.data();
-    putLe16(at, 100);  // Panic Reset Wait Time in ms
-    at[2] = CONTROLLER_OR_SUBSYSTEM_RESET;
-    at[3] = 0;  // Device Recovery Action: none, a reset is enough
-    putLe64(at + 4, readExtension<OcpState>(context.state).lastPanic);
-    putLe32(at + 12, PANIC_BY_COMMAND_TIMEOUT_OR_STATUS);
+    OcpErrorRecoveryLog log{};  // without a Device Recovery Action: a reset is enough
+    log.panicResetWaitTime = 100;
+    log.panicResetAction = CONTROLLER_OR_SUBSYSTEM_RESET;
+    log.panicId = readExtension<OcpState>(context.state).lastPanic;
+    log.deviceCapabilities = PANIC_BY_COMMAND_TIMEOUT_OR_STATUS;
+    page = bytesOf(log);
     closePage(page, ERROR_RECOVERY_END);
     return {};
 }
 
 CompletionEntry buildFirmwareHistory(CommandContext& context, const LogRequest&, Page& page) {
-    constexpr size_t OFFSET_ENTRIES = 8;
-    constexpr uint8_t ENTRY_BYTES = 64;
     const auto state = readExtension<OcpState>(context.state);
-    page.resize(4096);
-    page[0] = LID_OCP_FIRMWARE_HISTORY;
-    putLe32(page.data() + 4, static_cast<uint32_t>(state.activations.size()));
-    uint8_t* at = page.data() + OFFSET_ENTRIES;
-    for (const OcpActivation& entry : state.activations) {
-        at[0] = 1;  // version of the entry
-        at[1] = ENTRY_BYTES;
-        putLe16(at + 4, entry.count);
-        putLe64(at + 6, entry.timestamp);
-        putLe64(at + 22, entry.powerCycles);
-        putText(at + 30, REVISION_BYTES, entry.before);
-        putText(at + 38, REVISION_BYTES, entry.after);
-        at[46] = entry.slot;
-        at[47] = entry.commitAction;
-        at += ENTRY_BYTES;
+    OcpFirmwareHistoryLog log{};
+    log.lid = LID_OCP_FIRMWARE_HISTORY;
+    log.numberOfEntries = static_cast<uint32_t>(state.activations.size());
+    OcpFirmwareHistoryEntry* entry = log.entries;
+    for (const OcpActivation& activation : state.activations) {
+        entry->version = 1;
+        entry->entryBytes = sizeof *entry;
+        entry->count = activation.count;
+        entry->timestamp = activation.timestamp;
+        entry->powerCycles = activation.powerCycles;
+        putText(entry->oldRevision, activation.before);
+        putText(entry->newRevision, activation.after);
+        entry->slot = activation.slot;
+        entry->commitAction = activation.commitAction;
+        ++entry;
     }
+    page = bytesOf(log);
     closePage(page, FIRMWARE_HISTORY_END);
     return {};
 }
 
 /// What the monitor is set to. Its counters stay 0: no command of a simulated drive takes as long as its thresholds.
 CompletionEntry buildLatencyMonitor(CommandContext& context, const LogRequest&, Page& page) {
-    const Page setting = currentFeature(context, FID_OCP_LATENCY_MONITOR).data;
-    page.resize(512);
-    page[0] = setting[12] & 0x07;
-    std::copy_n(setting.begin(), 2, page.begin() + 4);        // Active Bucket Timer Threshold
-    std::copy_n(setting.begin() + 2, 4, page.begin() + 6);    // Active Thresholds A to D
-    std::copy_n(setting.begin() + 6, 3, page.begin() + 10);   // Active Latency Configuration, Minimum Window
-    std::copy_n(setting.begin() + 9, 2, page.begin() + 448);  // Debug Log Trigger Enable
+    const Page data = currentFeature(context, FID_OCP_LATENCY_MONITOR).data;
+    const auto setting = structureAt<OcpLatencyMonitorSetting>(data.data());
+    OcpLatencyMonitorLog log{};
+    log.status = setting.enable & 0x07;
+    log.bucketTimerThreshold = setting.bucketTimerThreshold;
+    std::copy(std::begin(setting.thresholds), std::end(setting.thresholds), log.thresholds);
+    log.latencyConfiguration = setting.latencyConfiguration;
+    log.minimumWindow = setting.minimumWindow;
+    log.debugLogTriggers = setting.debugLogTriggers;
+    page = bytesOf(log);
     closePage(page, LATENCY_MONITOR_END);
     return {};
 }
@@ -155,19 +165,18 @@ CompletionEntry buildCapabilities(CommandContext& context, const LogRequest&, Pa
     constexpr uint16_t WRITE_ZEROES = MET | 0x0001;
     constexpr uint16_t SANITIZE_CRYPTO_BLOCK_OVERWRITE = MET | 0x000F;
     constexpr uint16_t DATASET_MANAGEMENT_DEALLOCATE = MET | 0x0003;
-    page.resize(OCP_CAPABILITIES_BYTES);
-    uint8_t* at = page.data();
-    putLe16(at, ONE_PORT);
-    // Out of band management, Write Uncorrectable and fused operations: none.
-    putLe16(at + 4, WRITE_ZEROES);
-    putLe16(at + 6, context.description.supportsSanitize ? SANITIZE_CRYPTO_BLOCK_OVERWRITE : 0);
-    putLe16(at + 8, DATASET_MANAGEMENT_DEALLOCATE);
+    OcpCapabilitiesLog log{};  // without out of band management, Write Uncorrectable and fused operations
+    log.pciePorts = ONE_PORT;
+    log.writeZeroes = WRITE_ZEROES;
+    log.sanitize = context.description.supportsSanitize ? SANITIZE_CRYPTO_BLOCK_OVERWRITE : 0;
+    log.datasetManagement = DATASET_MANAGEMENT_DEALLOCATE;
     for (unsigned watts = OCP_MAX_WATTS; watts > 0; --watts) {
         const auto state = powerStateOfWatts(context.model, watts);
         if (!state) continue;
-        at[OCP_POWER_STATE_DESCRIPTORS + watts] = static_cast<uint8_t>(1U << OCP_POWER_STATE_VALID_BIT | *state);
-        putLe16(at + 14, static_cast<uint16_t>(watts));  // the last that is found is the least that is valid
+        log.powerStates[watts] = static_cast<uint8_t>(1U << OCP_POWER_STATE_VALID_BIT | *state);
+        log.minimumPowerState = static_cast<uint16_t>(watts);  // the last that is found
     }
+    page = bytesOf(log);
     closePage(page, CAPABILITIES_END);
     return {};
 }

@@ -6,6 +6,7 @@
 #include "features/nvme/FeatureIds.h"
 #include "features/nvme/Opcodes.h"
 #include "features/nvme/StatusCodes.h"
+#include "features/nvme/structures/OcpFeatureData.h"
 #include "features/simulator/logs/Telemetry.h"
 #include "features/simulator/models/ocp/OcpState.h"
 #include "features/simulator/store/Extension.h"
@@ -16,7 +17,7 @@ using namespace nvme;
 
 namespace {
 
-constexpr size_t ENTRY_BYTES = 32;
+constexpr size_t ENTRY_BYTES = sizeof(OcpErrorInjectionEntry);
 constexpr size_t MAX_ENTRIES = 127;
 constexpr uint16_t LAST_TYPE = 0x0B;
 constexpr uint16_t LAST_HANGING_TYPE = 0x02;
@@ -27,7 +28,7 @@ constexpr uint8_t FLAG_SINGLE_INSTANCE = 0x02;
 constexpr CompletionEntry INVALID_FIELD = refusal(SC_INVALID_FIELD);
 
 uint16_t typeOf(const uint8_t* entry) {
-    return le16(entry + 2);
+    return structureAt<OcpErrorInjectionEntry>(entry).type;
 }
 
 CompletionEntry completionOf(uint16_t panic) {
@@ -40,8 +41,9 @@ CompletionEntry completionOf(uint16_t panic) {
 uint8_t* dueEntry(FeatureValue& injections, uint64_t reads) {
     const size_t entries = std::min<size_t>(injections.dword, injections.data.size() / ENTRY_BYTES);
     for (size_t i = 0; i < entries; ++i) {
-        uint8_t* entry = injections.data.data() + i * ENTRY_BYTES;
-        if ((entry[0] & FLAG_ENABLED) != 0 && reads > le16(entry + 4)) return entry;
+        uint8_t* bytes = injections.data.data() + i * ENTRY_BYTES;
+        const auto entry = structureAt<OcpErrorInjectionEntry>(bytes);
+        if ((entry.flags & FLAG_ENABLED) != 0 && reads > entry.reads) return bytes;
     }
     return nullptr;
 }
@@ -53,10 +55,11 @@ CompletionEntry checkErrorInjections(CommandContext& context, FeatureValue& valu
     const size_t used = value.dword * ENTRY_BYTES;
     uint32_t seen = 0;
     for (size_t at = 0; at < used; at += ENTRY_BYTES) {
-        const uint8_t* entry = value.data.data() + at;
-        const uint16_t type = typeOf(entry);
-        const bool hasReserved = (entry[0] & ~(FLAG_ENABLED | FLAG_SINGLE_INSTANCE)) != 0 || entry[1] != 0 ||
-                                 std::any_of(entry + 6, entry + ENTRY_BYTES, [](uint8_t byte) { return byte != 0; });
+        const auto entry = structureAt<OcpErrorInjectionEntry>(value.data.data() + at);
+        const uint16_t type = entry.type;
+        const bool hasReserved = (entry.flags & ~(FLAG_ENABLED | FLAG_SINGLE_INSTANCE)) != 0 ||
+                                 entry.reserved1 != decltype(entry.reserved1){} ||
+                                 entry.reserved6 != decltype(entry.reserved6){};
         if (type == 0 || type > LAST_TYPE || hasReserved || bit(seen, type)) return INVALID_FIELD;
         seen |= 1U << type;
     }
@@ -81,7 +84,8 @@ std::optional<CompletionEntry> panicCompletion(CommandContext& context) {
             state.panic = state.lastPanic = typeOf(entry);
             if (state.panic == TYPE_INCOMPLETE_SHUTDOWN) ++state.incompleteShutdowns;
             captureForController(context, "Device panic");
-            if ((entry[0] & FLAG_SINGLE_INSTANCE) != 0) entry[0] &= static_cast<uint8_t>(~FLAG_ENABLED);
+            uint8_t& flags = entry[offsetof(OcpErrorInjectionEntry, flags)];
+            if ((flags & FLAG_SINGLE_INSTANCE) != 0) flags &= static_cast<uint8_t>(~FLAG_ENABLED);
         }
         writeExtension(context.state, state);
     }

@@ -3,9 +3,9 @@
 #include <algorithm>
 #include <string>
 
-#include "features/nvme/Bytes.h"
 #include "features/nvme/LogPageIds.h"
 #include "features/nvme/VelkoInterface.h"
+#include "features/nvme/structures/VelkoLogs.h"
 #include "features/simulator/commands/Identify.h"
 #include "features/simulator/context/DriveTables.h"
 #include "features/simulator/models/velko/VelkoRecords.h"
@@ -20,9 +20,9 @@ using namespace nvme;
 namespace {
 
 constexpr uint16_t LOG_VERSION = 1;
-constexpr uint32_t RECORD_BYTES = 32;
-constexpr uint32_t ASSERT_BYTES = 64;
-constexpr uint32_t SECTION_BYTES = 16;
+constexpr uint32_t RECORD_BYTES = sizeof(VelkoLogRecord);
+constexpr uint32_t ASSERT_BYTES = sizeof(VelkoAssertEntry);
+constexpr uint32_t SECTION_BYTES = sizeof(VelkoSnapshotSection);
 
 /// What a binary log holds after its header.
 struct Body {
@@ -34,19 +34,20 @@ struct Body {
 std::vector<uint8_t> pictureOf(const CommandContext& context, const char* signature, const Body& body,
                                uint32_t generation) {
     std::vector<uint8_t> log(VELKO_LOG_HEADER_BYTES + body.bytes.size() + VELKO_LOG_TRAILER_BYTES);
-    uint8_t* at = log.data();
-    putText(at, 4, signature);
-    putLe16(at + 4, LOG_VERSION);
-    putLe16(at + 6, VELKO_LOG_HEADER_BYTES);
-    putLe64(at + 8, log.size());
-    putLe32(at + 16, body.entries);
-    putLe32(at + 20, body.entryBytes);
-    putLe64(at + 24, velkoTime(context));
-    putText(at + 32, 20, context.description.serialNumber);
-    putText(at + 52, 8, context.state.firmware.running);
-    putLe32(at + 60, generation);
-    std::copy(body.bytes.begin(), body.bytes.end(), log.begin() + VELKO_LOG_HEADER_BYTES);
-    putLe32(at + log.size() - VELKO_LOG_TRAILER_BYTES, generation);
+    VelkoBinaryLogHeader header{};
+    putText(header.signature, signature);
+    header.version = LOG_VERSION;
+    header.headerBytes = sizeof header;
+    header.bytes = log.size();
+    header.entries = body.entries;
+    header.entryBytes = body.entryBytes;
+    header.time = velkoTime(context);
+    putText(header.serialNumber, context.description.serialNumber);
+    putText(header.firmware, context.state.firmware.running);
+    header.generation = generation;
+    putStructure(log.data(), header);
+    std::copy(body.bytes.begin(), body.bytes.end(), log.begin() + sizeof header);
+    putStructure(log.data() + log.size() - VELKO_LOG_TRAILER_BYTES, header.generation);
     return log;
 }
 
@@ -70,13 +71,15 @@ Body recordsOf(const VelkoRing& ring) {
     body.bytes.resize(ring.records.size() * RECORD_BYTES);
     uint8_t* at = body.bytes.data();
     for (const VelkoRecord& record : ring.records) {
-        putLe64(at, record.time);
-        putLe32(at + 8, record.sequence);
-        putLe16(at + 12, record.code);
-        at[14] = record.severity;
-        at[15] = record.core;
-        std::copy(record.details.begin(), record.details.end(), at + 16);
-        at += RECORD_BYTES;
+        VelkoLogRecord entry{};
+        entry.time = record.time;
+        entry.sequence = record.sequence;
+        entry.code = record.code;
+        entry.severity = record.severity;
+        entry.core = record.core;
+        std::copy(record.details.begin(), record.details.end(), entry.details.begin());
+        putStructure(at, entry);
+        at += sizeof entry;
     }
     return body;
 }
@@ -86,11 +89,13 @@ Body asserts(const CommandContext&, const VelkoState& velko) {
     body.bytes.resize(velko.asserts.size() * ASSERT_BYTES);
     uint8_t* at = body.bytes.data();
     for (const VelkoAssert& entry : velko.asserts) {
-        putLe64(at, entry.time);
-        putLe32(at + 8, entry.code);
-        putLe32(at + 16, entry.line);
-        putText(at + 24, 40, entry.file);
-        at += ASSERT_BYTES;
+        VelkoAssertEntry shown{};
+        shown.time = entry.time;
+        shown.code = entry.code;
+        shown.line = entry.line;
+        putText(shown.file, entry.file);
+        putStructure(at, shown);
+        at += sizeof shown;
     }
     return body;
 }
@@ -105,11 +110,12 @@ constexpr struct {
 };
 
 void addSection(Body& body, std::vector<uint8_t>& structures, uint16_t section, const std::vector<uint8_t>& bytes) {
-    uint8_t entry[SECTION_BYTES] = {};
-    putLe16(entry, section);
-    putLe32(entry + 8, static_cast<uint32_t>(structures.size()));  // moved after the entries when all are known
-    putLe32(entry + 12, static_cast<uint32_t>(bytes.size()));
-    body.bytes.insert(body.bytes.end(), std::begin(entry), std::end(entry));
+    VelkoSnapshotSection head{};
+    head.section = section;
+    head.offset = static_cast<uint32_t>(structures.size());  // moved after the entries when all are known
+    head.bytes = static_cast<uint32_t>(bytes.size());
+    const std::vector<uint8_t> entry = bytesOf(head);
+    body.bytes.insert(body.bytes.end(), entry.begin(), entry.end());
     structures.insert(structures.end(), bytes.begin(), bytes.end());
     ++body.entries;
 }
@@ -126,8 +132,10 @@ Body snapshot(CommandContext& context, const VelkoState&) {
     }
     const auto first = static_cast<uint32_t>(VELKO_LOG_HEADER_BYTES + body.bytes.size());
     for (uint32_t i = 0; i < body.entries; ++i) {
-        uint8_t* offset = body.bytes.data() + size_t{i} * SECTION_BYTES + 8;
-        putLe32(offset, le32(offset) + first);
+        uint8_t* entry = body.bytes.data() + size_t{i} * SECTION_BYTES;
+        auto head = structureAt<VelkoSnapshotSection>(entry);
+        head.offset = head.offset + first;
+        putStructure(entry, head);
     }
     body.bytes.insert(body.bytes.end(), structures.begin(), structures.end());
     return body;

@@ -2,9 +2,9 @@
 
 #include <iterator>
 
-#include "features/nvme/Bytes.h"
 #include "features/nvme/StatusCodes.h"
 #include "features/nvme/VelkoInterface.h"
+#include "features/nvme/structures/VelkoLogs.h"
 #include "features/simulator/context/FeatureValues.h"
 #include "features/simulator/logs/HealthLog.h"
 #include "features/simulator/models/velko/VelkoBinaryLogs.h"
@@ -48,33 +48,28 @@ CompletionEntry buildExtendedSmart(CommandContext& context, const LogRequest&, s
     const uint64_t written = context.state.health.work.bytesWritten + context.work.bytesWritten;
     const uint64_t nand = written / 4 * AMPLIFICATION_QUARTERS + written % 4 * AMPLIFICATION_QUARTERS / 4;
     const auto cycles = static_cast<uint32_t>(nand / context.description.sizeBytes);
-    page.resize(VELKO_EXTENDED_SMART_BYTES);
-    uint8_t* at = page.data();
-    putLe16(at, PAGE_VERSION);
-    putLe64(at + 32, velkoCrcErrors(context));
-    putLe32(at + 40, cycles - cycles / 10);
-    putLe32(at + 44, cycles + cycles / 10);
-    putLe32(at + 48, cycles);
-    putLe32(at + 52, NOT_REPORTED_32);  // Thermal Throttle Count: faults come and go unseen
-    at[56] = throttleStatus(context);
-    putLe16(at + 60, compositeKelvin(context));
-    putLe16(at + 62, LOWEST_KELVIN);
-    putLe16(at + 64, PCB_MAXIMUM_KELVIN);
-    putLe16(at + 66, PCB_MINIMUM_KELVIN);
-    putLe64(at + 72, nand);
-    putLe64(at + 88, written);
-    putLe32(at + 104, cycles - cycles / 10);
-    putLe32(at + 108, cycles + cycles / 10);
-    putLe32(at + 112, cycles);
-    for (size_t offset = 116; offset < 128; offset += 4) putLe32(at + offset, NOT_REPORTED_32);  // it has no DSLC
+    VelkoExtendedSmartLog log{};
+    log.version = PAGE_VERSION;
+    log.crcErrors = velkoCrcErrors(context);
+    log.nandMinimumCycles = log.qlcMinimumCycles = cycles - cycles / 10;
+    log.nandMaximumCycles = log.qlcMaximumCycles = cycles + cycles / 10;
+    log.nandAverageCycles = log.qlcAverageCycles = cycles;
+    log.throttleCount = NOT_REPORTED_32;  // faults come and go unseen
+    log.throttleStatus = throttleStatus(context);
+    log.highestTemperature = compositeKelvin(context);
+    log.lowestTemperature = LOWEST_KELVIN;
+    log.pcbMaximumTemperature = PCB_MAXIMUM_KELVIN;
+    log.pcbMinimumTemperature = PCB_MINIMUM_KELVIN;
+    log.nandBytesWritten = nand;
+    log.hostBytesWritten = written;
+    log.dslcMinimumCycles = log.dslcMaximumCycles = log.dslcAverageCycles = NOT_REPORTED_32;  // it has no DSLC
+    page = bytesOf(log);
     return {};
 }
 
 // Latency statistics.
 
 constexpr uint8_t LATENCY_TYPES = 0x3;  // LSP: 0 to 3
-constexpr size_t OFFSET_OF_BUCKETS = 32;
-constexpr size_t BUCKET_BYTES = 16;
 constexpr uint32_t NO_UPPER_LIMIT = 0xFFFFFFFF;
 
 LatencyCounters::Class countersOf(const CommandContext& context, size_t first, uint8_t type) {
@@ -90,23 +85,23 @@ template <size_t FIRST>
 CompletionEntry buildLatency(CommandContext& context, const LogRequest& request, std::vector<uint8_t>& page) {
     constexpr size_t COUNT = std::size(LATENCY_BUCKETS);
     const LatencyCounters::Class counters = countersOf(context, FIRST, request.lsp);
-    page.resize(VELKO_LATENCY_BYTES);
-    uint8_t* at = page.data();
-    putLe16(at, PAGE_VERSION);
-    at[2] = request.lsp;
-    at[3] = static_cast<uint8_t>(currentFeature(context, FID_VELKO_LATENCY_TRACKING).dword);
-    putLe16(at + 4, COUNT);
+    VelkoLatencyLog log{};
+    log.version = PAGE_VERSION;
+    log.type = request.lsp;
+    log.tracking = static_cast<uint8_t>(currentFeature(context, FID_VELKO_LATENCY_TRACKING).dword);
+    log.numberOfBuckets = COUNT;
     uint64_t commands = 0;
     for (size_t i = 0; i < COUNT; ++i) {
-        uint8_t* bucket = at + OFFSET_OF_BUCKETS + i * BUCKET_BYTES;
-        putLe32(bucket, static_cast<uint32_t>(LATENCY_BUCKETS[i]));
-        putLe32(bucket + 4, i + 1 < COUNT ? static_cast<uint32_t>(LATENCY_BUCKETS[i + 1]) : NO_UPPER_LIMIT);
-        putLe64(bucket + 8, counters.counts[i]);
+        VelkoLatencyBucket& bucket = log.buckets[i];
+        bucket.from = static_cast<uint32_t>(LATENCY_BUCKETS[i]);
+        bucket.to = i + 1 < COUNT ? static_cast<uint32_t>(LATENCY_BUCKETS[i + 1]) : NO_UPPER_LIMIT;
+        bucket.commands = counters.counts[i];
         commands += counters.counts[i];
     }
-    putLe64(at + 8, commands);
-    putLe64(at + 16, counters.longest);
-    putLe64(at + 24, readExtension<VelkoState>(context.state).latencyEmptiedTime);
+    log.commands = commands;
+    log.longest = counters.longest;
+    log.since = readExtension<VelkoState>(context.state).latencyEmptiedTime;
+    page = bytesOf(log);
     return {};
 }
 
@@ -115,15 +110,15 @@ CompletionEntry buildLatency(CommandContext& context, const LogRequest& request,
 CompletionEntry buildForceFlush(CommandContext& context, const LogRequest&, std::vector<uint8_t>& page) {
     const VelkoFlush flush = readExtension<VelkoState>(context.state).flush;
     const FlushProgress progress = flushProgress(flush, context.nowMs);
-    page.resize(VELKO_FORCE_FLUSH_BYTES);
-    uint8_t* at = page.data();
-    at[0] = static_cast<uint8_t>(progress.state);
-    at[1] = progress.percent;
-    putLe32(at + 4, progress.secondsToGo);
-    putLe64(at + 8, flush.bytes);
-    putLe64(at + 16, progress.movedBytes);
-    putLe64(at + 24, flush.startTime);
-    putLe64(at + 32, progress.endTime);
+    VelkoForceFlushLog log{};
+    log.state = static_cast<uint8_t>(progress.state);
+    log.percent = progress.percent;
+    log.secondsToGo = progress.secondsToGo;
+    log.bytesToMove = flush.bytes;
+    log.bytesMoved = progress.movedBytes;
+    log.startTime = flush.startTime;
+    log.endTime = progress.endTime;
+    page = bytesOf(log);
     return {};
 }
 
@@ -137,10 +132,11 @@ CompletionEntry buildBackground(CommandContext& context, const LogRequest&, std:
     const VelkoState velko = readExtension<VelkoState>(context.state);
     const bool isFlushing = flushProgress(velko.flush, context.nowMs).state == FlushState::IN_PROGRESS;
     const bool isErasing = velko.quickFormats != 0 && context.nowMs - velko.quickFormatMs < ERASE_MS;
-    page.resize(VELKO_BACKGROUND_BYTES);
-    putLe64(page.data(), (isFlushing ? ACTIVITY_FORCE_FLUSH : 0) | (isErasing ? ACTIVITY_ERASE : 0));
-    putLe64(page.data() + 8, ACTIVITY_MEDIA_SCAN);
-    page[16] = static_cast<uint8_t>((isFlushing ? SHARE_OF_EACH : 0) + (isErasing ? SHARE_OF_EACH : 0));
+    VelkoBackgroundLog log{};
+    log.atWork = (isFlushing ? ACTIVITY_FORCE_FLUSH : 0) | (isErasing ? ACTIVITY_ERASE : 0);
+    log.waiting = ACTIVITY_MEDIA_SCAN;
+    log.share = static_cast<uint8_t>((isFlushing ? SHARE_OF_EACH : 0) + (isErasing ? SHARE_OF_EACH : 0));
+    page = bytesOf(log);
     return {};
 }
 
