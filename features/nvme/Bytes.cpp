@@ -23,6 +23,10 @@ std::string decimal128(const uint8_t* at) {
     return digits;
 }
 
+std::string decimal128(const Le128& number) {
+    return decimal128(bytesOf(number).data());
+}
+
 std::string shownText(const uint8_t* at, size_t length) {
     while (length > 0 && (at[length - 1] == ' ' || at[length - 1] == 0)) --length;
     std::string text(reinterpret_cast<const char*>(at), length);

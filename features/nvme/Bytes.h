@@ -4,6 +4,8 @@
 #include <cstdint>
 #include <string>
 
+#include "features/nvme/structures/Fields.h"
+
 namespace features::nvme {
 
 /// Reads of little-endian fields out of bytes that a drive filled. Structures are never cast onto a buffer: it may be
@@ -39,6 +41,7 @@ constexpr void putLe64(uint8_t* at, uint64_t value) {
 
 /// A 128-bit counter as an exact decimal, without leading zeros.
 std::string decimal128(const uint8_t* at);
+std::string decimal128(const Le128& number);
 
 /// An identity string of a drive as it may be shown: trailing blanks and zero bytes off, leading blanks off, every byte
 /// outside 20h to 7Eh as '?', so that a drive cannot send terminal control codes or break an answer.

@@ -2,12 +2,15 @@
 
 #include <cstdint>
 
+#include "features/nvme/structures/IdentifyController.h"
+
 namespace features::nvme {
 
 /// The fields of Identify Controller that the library acts on, under the standard's names.
 struct ControllerCapabilities {
     /// `identify`: 4,096 bytes.
     explicit ControllerCapabilities(const uint8_t* identify);
+    explicit ControllerCapabilities(const IdentifyController& identify);
 
     uint16_t vid;
     uint8_t cmic;

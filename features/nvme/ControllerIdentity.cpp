@@ -6,14 +6,6 @@ namespace features::nvme {
 
 namespace {
 
-/// Where the texts are in Identify Controller (NVMe Base Specification 1.4, section 5.15.2.2).
-constexpr size_t OFFSET_SERIAL_NUMBER = 4;
-constexpr size_t SERIAL_NUMBER_BYTES = 20;
-constexpr size_t OFFSET_MODEL_NUMBER = 24;
-constexpr size_t MODEL_NUMBER_BYTES = 40;
-constexpr size_t OFFSET_SUBSYSTEM_NAME = 768;
-constexpr size_t SUBSYSTEM_NAME_BYTES = 256;
-
 /// With a '.' where every other name has a '-'.
 constexpr std::string_view MADE_BY_KERNEL = "nqn.2014.08.org.nvmexpress:";
 
@@ -22,8 +14,9 @@ std::string oneForm(std::string_view text) {
     return std::string(text.substr(0, text.find_last_not_of(" \t") + 1));
 }
 
-std::string field(const uint8_t* identify, size_t offset, size_t bytes) {
-    return oneForm({reinterpret_cast<const char*>(identify) + offset, bytes});
+template <size_t COUNT>
+std::string field(const ByteArray<COUNT>& bytes) {
+    return oneForm({reinterpret_cast<const char*>(bytes.data()), COUNT});
 }
 
 std::string shown(const std::string& text) {
@@ -38,9 +31,10 @@ ControllerIdentity::ControllerIdentity(std::string_view serial, std::string_view
 }
 
 ControllerIdentity::ControllerIdentity(const uint8_t* identify)
-    : serialNumber(field(identify, OFFSET_SERIAL_NUMBER, SERIAL_NUMBER_BYTES)),
-      modelNumber(field(identify, OFFSET_MODEL_NUMBER, MODEL_NUMBER_BYTES)),
-      subsystemName(field(identify, OFFSET_SUBSYSTEM_NAME, SUBSYSTEM_NAME_BYTES)) {}
+    : ControllerIdentity(structureAt<IdentifyController>(identify)) {}
+
+ControllerIdentity::ControllerIdentity(const IdentifyController& identify)
+    : serialNumber(field(identify.sn)), modelNumber(field(identify.mn)), subsystemName(field(identify.subnqn)) {}
 
 bool ControllerIdentity::isThatOf(const ControllerIdentity& found) const {
     return serialNumber == found.serialNumber && modelNumber == found.modelNumber &&

@@ -4,6 +4,8 @@
 #include <string>
 #include <string_view>
 
+#include "features/nvme/structures/IdentifyController.h"
+
 namespace features::nvme {
 
 /// Which drive a controller belongs to, as sysfs and Identify Controller both have it: selected by the one, it is
@@ -17,6 +19,7 @@ struct ControllerIdentity {
     ControllerIdentity(std::string_view serial, std::string_view model, std::string_view subsystem);
     /// Of the Identify Controller structure, 4,096 bytes.
     explicit ControllerIdentity(const uint8_t* identify);
+    explicit ControllerIdentity(const IdentifyController& identify);
 
     /// Whether `found`, of Identify Controller, is of the drive that was selected: the serial and the model number are
     /// the same, and so is the subsystem's name if the selected one has a name.

@@ -11,6 +11,7 @@
 #include "features/nvme/LogPageIds.h"
 #include "features/nvme/LogPages.h"
 #include "features/nvme/Opcodes.h"
+#include "features/nvme/structures/SupportedLogsLog.h"
 #include "ostrel/core/AttributeVocabulary.h"
 #include "ostrel/core/CommandResult.h"
 #include "ostrel/core/StatusCatalogue.h"
@@ -127,7 +128,8 @@ Result<const Payload*, CommandError> Drive::supportedLogs() {
         LogPageRequest request;
         request.lid = LID_SUPPORTED_LOGS;
         request.retainEvent = true;
-        if (ControllerCapabilities(identify).supportsSupportedLogs()) list = readLogPage(request, SUPPORTED_LOGS_BYTES);
+        if (ControllerCapabilities(identify).supportsSupportedLogs())
+            list = readLogPage(request, sizeof(SupportedLogsLog));
         if (!list && list.error().completion.isSuccess()) return list.error();  // a transport error
         supportedLogs_ = list ? *list : Payload();
     }

@@ -6,6 +6,8 @@
 #include "features/nvme/Bytes.h"
 #include "features/nvme/FeatureIds.h"
 #include "features/nvme/Structures.h"
+#include "features/nvme/structures/FeatureData.h"
+#include "features/nvme/structures/OcpFeatureData.h"
 #include "ostrel/core/AttributeVocabulary.h"
 #include "ostrel/core/Strings.h"
 
@@ -175,43 +177,51 @@ constexpr Word LBA_RANGE_TYPES[] = {
     {0, "general purpose"}, {1, "file system"}, {2, "RAID"}, {3, "cache"}, {4, "page or swap file"}, {},
 };
 constexpr FieldRow LBA_RANGE[] = {
-    word("Type", "", 0, 7, 0, LBA_RANGE_TYPES),
-    flag("Overwritable", "May be overwritten", 1, 0),
-    flag("Hidden", "Is to be hidden from the system", 1, 1),
-    {"SLBA", "Starting LBA", 16, 8, Format::DECIMAL},
-    {"NLB", "Number of Logical Blocks (blocks)", 24, 8, Format::DECIMAL_0BASED},
-    {"GUID", "Unique Identifier", 32, 16, Format::BYTES},
+    word("Type", "", offsetof(LbaRangeTypeEntry, type), 7, 0, LBA_RANGE_TYPES),
+    flag("Overwritable", "May be overwritten", offsetof(LbaRangeTypeEntry, attributes), 0),
+    flag("Hidden", "Is to be hidden from the system", offsetof(LbaRangeTypeEntry, attributes), 1),
+    {"SLBA", "Starting LBA", FIELD(LbaRangeTypeEntry, startingLba), Format::DECIMAL},
+    {"NLB", "Number of Logical Blocks (blocks)", FIELD(LbaRangeTypeEntry, blocks0Based), Format::DECIMAL_0BASED},
+    {"GUID", "Unique Identifier", FIELD(LbaRangeTypeEntry, guid), Format::BYTES},
 };
 constexpr FieldRow POWER_TRANSITION[] = {
     bitsRow("ITPS", "Idle Transition Power State", 0, 7, 3),
     bitsRow("ITPT", "Idle Time Prior to Transition (milliseconds)", 0, 31, 8),
 };
 constexpr FieldRow HOST_MEMORY[] = {
-    {"HSIZE", "Host Memory Buffer Size (memory pages)", 0, 4, Format::DECIMAL},
-    {"HMDLA", "Host Memory Descriptor List Address", 4, 8, Format::HEX},
-    {"HMDLEC", "Host Memory Descriptor List Entry Count", 12, 4, Format::DECIMAL},
+    {"HSIZE", "Host Memory Buffer Size (memory pages)", FIELD(HostMemoryAttributes, hsize), Format::DECIMAL},
+    {"HMDLA", "Host Memory Descriptor List Address", FIELD(HostMemoryAttributes, hmdla), Format::HEX},
+    {"HMDLEC", "Host Memory Descriptor List Entry Count", FIELD(HostMemoryAttributes, hmdlec), Format::DECIMAL},
 };
 constexpr Word ORIGINS[] = {{0, "cleared by a controller level reset"}, {1, "set by the host"}, {}};
 constexpr Word SYNCHS[] = {{0, "counted without a stop"}, {1, "may have stopped at times"}, {}};
 constexpr FieldRow TIMESTAMP[] = {
-    keyed(key::timestamp, {"TSTMP", "Timestamp (milliseconds)", 0, 6, Format::DECIMAL}),
+    keyed(key::timestamp, {"TSTMP", "Timestamp (milliseconds)", FIELD(TimestampData, milliseconds), Format::DECIMAL}),
     keyed(key::timestampOrigin, word("ORIGIN", "Timestamp Origin", 0, 51, 49, ORIGINS)),
     keyed(key::timestampSynch, word("SYNCH", "Timestamp Synch", 0, 48, 48, SYNCHS)),
-    {"Date", "", 0, 8, Format::DATE},
+    {"Date", "", 0, sizeof(TimestampData), Format::DATE},
 };
 constexpr FieldRow DETERMINISTIC_THRESHOLDS[] = {
-    {"Enable Event", "", 0, 2, Format::HEX},
-    flag("Enable Event Reads", "Reads warning of the deterministic window", 0, 0),
-    flag("Enable Event Writes", "Writes warning of the deterministic window", 0, 1),
-    flag("Enable Event Time", "Time warning of the deterministic window", 0, 2),
-    flag("Enable Event Exceeded", "Left the deterministic window since a value was exceeded", 0, 14),
-    flag("Enable Event Excursion", "Left the deterministic window by an excursion", 0, 15),
-    {"DTWIN Reads Threshold", "Deterministic window (units of 4 KiB)", 32, 8, Format::DECIMAL},
-    {"DTWIN Writes Threshold", "Deterministic window (optimal write sizes)", 40, 8, Format::DECIMAL},
-    {"DTWIN Time Threshold", "Deterministic window (milliseconds)", 48, 8, Format::DECIMAL},
+    {"Enable Event", "", FIELD(PredictableLatencyConfig, enableEvent), Format::HEX},
+    flag("Enable Event Reads", "Reads warning of the deterministic window",
+         offsetof(PredictableLatencyConfig, enableEvent), 0),
+    flag("Enable Event Writes", "Writes warning of the deterministic window",
+         offsetof(PredictableLatencyConfig, enableEvent), 1),
+    flag("Enable Event Time", "Time warning of the deterministic window",
+         offsetof(PredictableLatencyConfig, enableEvent), 2),
+    flag("Enable Event Exceeded", "Left the deterministic window since a value was exceeded",
+         offsetof(PredictableLatencyConfig, enableEvent), 14),
+    flag("Enable Event Excursion", "Left the deterministic window by an excursion",
+         offsetof(PredictableLatencyConfig, enableEvent), 15),
+    {"DTWIN Reads Threshold", "Deterministic window (units of 4 KiB)",
+     FIELD(PredictableLatencyConfig, readsThreshold), Format::DECIMAL},
+    {"DTWIN Writes Threshold", "Deterministic window (optimal write sizes)",
+     FIELD(PredictableLatencyConfig, writesThreshold), Format::DECIMAL},
+    {"DTWIN Time Threshold", "Deterministic window (milliseconds)",
+     FIELD(PredictableLatencyConfig, timeThreshold), Format::DECIMAL},
 };
 constexpr FieldRow HOST_BEHAVIOR[] = {
-    flag("ACRE", "Advanced Command Retry Enable", 0, 0),
+    flag("ACRE", "Advanced Command Retry Enable", offsetof(HostBehaviorSupport, acre), 0),
 };
 constexpr FieldRow HOST_IDENTIFIER[] = {{"HOSTID", "Host Identifier", 0, 8, Format::BYTES}};
 constexpr FieldRow EXTENDED_HOST_IDENTIFIER[] = {{"HOSTID", "Host Identifier", 0, 16, Format::BYTES}};
@@ -231,28 +241,36 @@ constexpr Word ERROR_INJECTION_TYPES[] = {
     {},
 };
 constexpr FieldRow ERROR_INJECTION_ENTRY[] = {
-    flag("Enabled", "Error Injection Enable", 0, 0),
-    flag("Single Instance", "Injected once and not until it is disabled", 0, 1),
-    keyed(key::errorInjectionType, word("TYPE", "Error Injection Type", 2, 15, 0, ERROR_INJECTION_TYPES)),
-    keyed(key::numReadsToTriggerPanic, {"NRTDP", "Reads that trigger the device panic", 4, 2, Format::DECIMAL}),
+    flag("Enabled", "Error Injection Enable", offsetof(OcpErrorInjectionEntry, flags), 0),
+    flag("Single Instance", "Injected once and not until it is disabled", offsetof(OcpErrorInjectionEntry, flags), 1),
+    keyed(key::errorInjectionType, word("TYPE", "Error Injection Type",
+                                        offsetof(OcpErrorInjectionEntry, type), 15, 0, ERROR_INJECTION_TYPES)),
+    keyed(key::numReadsToTriggerPanic, {"NRTDP", "Reads that trigger the device panic",
+                                        FIELD(OcpErrorInjectionEntry, reads), Format::DECIMAL}),
 };
 constexpr FieldRow LATENCY_MONITOR[] = {
-    flag("Enabled", "Latency Monitor Feature Enable", 12, 0),
-    {"ABTT", "Active Bucket Timer Threshold (units of 5 minutes)", 0, 2, Format::DECIMAL},
-    {"ATA", "Active Threshold A (units of 5 milliseconds)", 2, 1, Format::DECIMAL_0BASED},
-    {"ATB", "Active Threshold B (units of 5 milliseconds)", 3, 1, Format::DECIMAL_0BASED},
-    {"ATC", "Active Threshold C (units of 5 milliseconds)", 4, 1, Format::DECIMAL_0BASED},
-    {"ATD", "Active Threshold D (units of 5 milliseconds)", 5, 1, Format::DECIMAL_0BASED},
-    {"ALC", "Active Latency Configuration", 6, 2, Format::HEX},
-    {"ALMW", "Active Latency Minimum Window (units of 100 milliseconds)", 8, 1, Format::DECIMAL},
-    {"DLTE", "Debug Log Trigger Enable", 9, 2, Format::HEX},
-    {"DDL", "Discard Debug Log", 11, 1, Format::DECIMAL},
+    flag("Enabled", "Latency Monitor Feature Enable", offsetof(OcpLatencyMonitorSetting, enable), 0),
+    {"ABTT", "Active Bucket Timer Threshold (units of 5 minutes)",
+     FIELD(OcpLatencyMonitorSetting, bucketTimerThreshold), Format::DECIMAL},
+    {"ATA", "Active Threshold A (units of 5 milliseconds)",
+     FIELD(OcpLatencyMonitorSetting, thresholds[0]), Format::DECIMAL_0BASED},
+    {"ATB", "Active Threshold B (units of 5 milliseconds)",
+     FIELD(OcpLatencyMonitorSetting, thresholds[1]), Format::DECIMAL_0BASED},
+    {"ATC", "Active Threshold C (units of 5 milliseconds)",
+     FIELD(OcpLatencyMonitorSetting, thresholds[2]), Format::DECIMAL_0BASED},
+    {"ATD", "Active Threshold D (units of 5 milliseconds)",
+     FIELD(OcpLatencyMonitorSetting, thresholds[3]), Format::DECIMAL_0BASED},
+    {"ALC", "Active Latency Configuration", FIELD(OcpLatencyMonitorSetting, latencyConfiguration), Format::HEX},
+    {"ALMW", "Active Latency Minimum Window (units of 100 milliseconds)",
+     FIELD(OcpLatencyMonitorSetting, minimumWindow), Format::DECIMAL},
+    {"DLTE", "Debug Log Trigger Enable", FIELD(OcpLatencyMonitorSetting, debugLogTriggers), Format::HEX},
+    {"DDL", "Discard Debug Log", FIELD(OcpLatencyMonitorSetting, discardDebugLog), Format::DECIMAL},
 };
 // clang-format on
 
-constexpr size_t LBA_RANGE_BYTES = 64;
-constexpr size_t POWER_TRANSITION_BYTES = 8;
-constexpr size_t ERROR_INJECTION_BYTES = 32;
+constexpr size_t LBA_RANGE_BYTES = sizeof(LbaRangeTypeEntry);
+constexpr size_t POWER_TRANSITION_BYTES = sizeof(PowerTransitionEntry);
+constexpr size_t ERROR_INJECTION_BYTES = sizeof(OcpErrorInjectionEntry);
 
 /// A part for each of the first `count` entries that lie in the data.
 void addEntries(FieldTree& tree, const char* heading, FieldRows rows, const Payload& data, size_t entryBytes,
@@ -273,7 +291,7 @@ void addErrorInjections(FieldTree& tree, uint32_t dword0, const Payload& data) {
 void addPowerTransitions(FieldTree& tree, uint32_t, const Payload& data) {
     for (size_t at = 0; at + POWER_TRANSITION_BYTES <= data.getSize(); at += POWER_TRANSITION_BYTES) {
         const uint8_t* entry = data.getData() + at;
-        if (le24(entry + 1) == 0) continue;
+        if (structureAt<PowerTransitionEntry>(entry).idleTime == 0) continue;
         addFields(tree.addPart("Power State " + std::to_string(at / POWER_TRANSITION_BYTES)), POWER_TRANSITION, entry,
                   POWER_TRANSITION_BYTES);
     }

@@ -5,7 +5,22 @@
 
 #include "features/nvme/Bytes.h"
 #include "features/nvme/LogPageIds.h"
-#include "features/nvme/LogSizes.h"
+#include "features/nvme/structures/AggregateLog.h"
+#include "features/nvme/structures/AnaLog.h"
+#include "features/nvme/structures/ChangedNamespaceList.h"
+#include "features/nvme/structures/CommandEffectsLog.h"
+#include "features/nvme/structures/EnduranceGroupLog.h"
+#include "features/nvme/structures/ErrorInformationLog.h"
+#include "features/nvme/structures/FirmwareSlotLog.h"
+#include "features/nvme/structures/LbaStatusLog.h"
+#include "features/nvme/structures/PersistentEventLog.h"
+#include "features/nvme/structures/PredictableLatencyLog.h"
+#include "features/nvme/structures/ReservationLog.h"
+#include "features/nvme/structures/SanitizeStatusLog.h"
+#include "features/nvme/structures/SelfTestLog.h"
+#include "features/nvme/structures/SmartHealthLog.h"
+#include "features/nvme/structures/SupportedLogsLog.h"
+#include "features/nvme/structures/TelemetryLogHeader.h"
 #include "ostrel/core/Strings.h"
 
 namespace features::nvme {
@@ -19,24 +34,30 @@ uint64_t roundedUpToDword(uint64_t bytes) {
 }
 
 uint64_t errorInformationLength(const ControllerCapabilities& controller, const uint8_t*) {
-    constexpr uint64_t ENTRY_BYTES = 64;
-    return controller.errorLogEntries() * ENTRY_BYTES;
+    return uint64_t{controller.errorLogEntries()} * sizeof(ErrorInformationEntry);
 }
 
 /// Logs 0Bh and 0Fh: a count of 8 bytes and as many identifiers of 2 bytes. An identifier can be there once.
 uint64_t aggregateLength(const ControllerCapabilities&, const uint8_t* head) {
     constexpr uint64_t MAX_IDENTIFIERS = 65535;
-    return roundedUpToDword(8 + 2 * std::min(le64(head), MAX_IDENTIFIERS));
+    const uint64_t entries = structureAt<AggregateLogHeader>(head).numberOfEntries;
+    return roundedUpToDword(sizeof(AggregateLogHeader) + sizeof(Le16) * std::min(entries, MAX_IDENTIFIERS));
 }
 
 /// The head gives how many groups there are, but not how many namespaces they hold: the most that the controller takes.
 uint64_t anaLength(const ControllerCapabilities& controller, const uint8_t* head) {
-    return 16 + uint64_t{32} * le16(head + 8) + uint64_t{4} * controller.maxNamespaces();
+    return sizeof(AnaLogHeader) + sizeof(AnaGroupDescriptor) * structureAt<AnaLogHeader>(head).numberOfGroups +
+           sizeof(Le32) * uint64_t{controller.maxNamespaces()};
 }
 
 uint64_t lbaStatusLength(const ControllerCapabilities&, const uint8_t* head) {
-    constexpr uint32_t HEAD_BYTES = 16;
-    return roundedUpToDword(std::max(le32(head), HEAD_BYTES));
+    const uint32_t length = structureAt<LbaStatusLogHeader>(head).length;
+    return roundedUpToDword(std::max<uint64_t>(length, sizeof(LbaStatusLogHeader)));
+}
+
+uint64_t telemetryLength(const uint8_t* head) {
+    constexpr unsigned LAST_AREA = 3;
+    return telemetryLogBytes(structureAt<TelemetryLogHeader>(head), LAST_AREA);
 }
 
 using Controller = ControllerCapabilities;
@@ -44,41 +65,41 @@ using Controller = ControllerCapabilities;
 // clang-format off
 constexpr LogPageRow LOG_PAGES[] = {
     {LID_SUPPORTED_LOGS, "Supported Log Pages", "supported",
-     &Controller::supportsSupportedLogs, SUPPORTED_LOGS_BYTES, nullptr, decodeSupportedLogs},
+     &Controller::supportsSupportedLogs, sizeof(SupportedLogsLog), nullptr, decodeSupportedLogs},
     {LID_ERROR_INFORMATION, "Error Information", "error",
      nullptr, 0, errorInformationLength, decodeErrorInformation},
     {LID_SMART_HEALTH, "SMART / Health Information", "smart",
-     nullptr, SMART_HEALTH_BYTES, nullptr, decodeSmartHealth},
+     nullptr, sizeof(SmartHealthLog), nullptr, decodeSmartHealth},
     {LID_FIRMWARE_SLOT, "Firmware Slot Information", "firmware",
-     nullptr, FIRMWARE_SLOT_BYTES, nullptr, decodeFirmwareSlots},
+     nullptr, sizeof(FirmwareSlotLog), nullptr, decodeFirmwareSlots},
     {LID_CHANGED_NAMESPACES, "Changed Namespace List", "changed-ns",
-     &Controller::supportsNamespaceNotices, 4096, nullptr, decodeChangedNamespaces},
+     &Controller::supportsNamespaceNotices, sizeof(ChangedNamespaceList), nullptr, decodeChangedNamespaces},
     {LID_COMMAND_EFFECTS, "Commands Supported and Effects", "effects",
-     &Controller::supportsCommandEffects, 4096, nullptr, decodeCommandEffects},
+     &Controller::supportsCommandEffects, sizeof(CommandEffectsLog), nullptr, decodeCommandEffects},
     {LID_DEVICE_SELF_TEST, "Device Self-test", "selftest",
-     &Controller::supportsSelfTest, SELF_TEST_BYTES, nullptr, decodeSelfTest},
+     &Controller::supportsSelfTest, sizeof(SelfTestLog), nullptr, decodeSelfTest},
     {LID_TELEMETRY_HOST, "Telemetry Host-Initiated", "telemetry",
-     &Controller::supportsTelemetry, 512, nullptr, decodeTelemetryHeader},
+     &Controller::supportsTelemetry, sizeof(TelemetryLogHeader), nullptr, decodeTelemetryHeader, telemetryLength},
     {LID_TELEMETRY_CONTROLLER, "Telemetry Controller-Initiated", "telemetry-ctrl",
-     &Controller::supportsTelemetry, 512, nullptr, decodeTelemetryHeader},
+     &Controller::supportsTelemetry, sizeof(TelemetryLogHeader), nullptr, decodeTelemetryHeader, telemetryLength},
     {LID_ENDURANCE_GROUP, "Endurance Group Information", "endurance",
-     &Controller::supportsEnduranceGroups, 512, nullptr, decodeEnduranceGroup},
+     &Controller::supportsEnduranceGroups, sizeof(EnduranceGroupLog), nullptr, decodeEnduranceGroup},
     {LID_PREDICTABLE_LATENCY_SET, "Predictable Latency Per NVM Set", "predictable-latency",
-     &Controller::supportsPredictableLatency, 512, nullptr, decodePredictableLatency},
+     &Controller::supportsPredictableLatency, sizeof(PredictableLatencyLog), nullptr, decodePredictableLatency},
     {LID_PREDICTABLE_LATENCY_AGGREGATE, "Predictable Latency Event Aggregate", "predictable-latency-events",
-     &Controller::supportsPredictableLatency, 8, aggregateLength, decodePredictableLatencyAggregate},
+     &Controller::supportsPredictableLatency, sizeof(AggregateLogHeader), aggregateLength, decodePredictableLatencyAggregate},
     {LID_ANA, "Asymmetric Namespace Access", "ana",
-     &Controller::supportsAna, 16, anaLength, decodeAna},
+     &Controller::supportsAna, sizeof(AnaLogHeader), anaLength, decodeAna},
     {LID_PERSISTENT_EVENT, "Persistent Event Log", "events",
-     &Controller::supportsPersistentEventLog, 512, nullptr, decodePersistentEventHeader},
+     &Controller::supportsPersistentEventLog, sizeof(PersistentEventLogHeader), nullptr, decodePersistentEventHeader, persistentEventLogBytes},
     {LID_LBA_STATUS, "LBA Status Information", "lba-status",
-     &Controller::supportsLbaStatus, 16, lbaStatusLength, decodeLbaStatus},
+     &Controller::supportsLbaStatus, sizeof(LbaStatusLogHeader), lbaStatusLength, decodeLbaStatus},
     {LID_ENDURANCE_GROUP_AGGREGATE, "Endurance Group Event Aggregate", "endurance-events",
-     &Controller::supportsEnduranceGroups, 8, aggregateLength, decodeEnduranceGroupAggregate},
+     &Controller::supportsEnduranceGroups, sizeof(AggregateLogHeader), aggregateLength, decodeEnduranceGroupAggregate},
     {LID_RESERVATION, "Reservation Notification", "reservation",
-     &Controller::supportsReservations, 64, nullptr, decodeReservation},
+     &Controller::supportsReservations, sizeof(ReservationLog), nullptr, decodeReservation},
     {LID_SANITIZE_STATUS, "Sanitize Status", "sanitize",
-     &Controller::supportsSanitize, SANITIZE_STATUS_BYTES, nullptr, decodeSanitizeStatus},
+     &Controller::supportsSanitize, sizeof(SanitizeStatusLog), nullptr, decodeSanitizeStatus},
 };
 // clang-format on
 

@@ -5,6 +5,7 @@
 
 #include "features/nvme/ControllerCapabilities.h"
 #include "features/nvme/FieldTree.h"
+#include "features/nvme/structures/TelemetryLogHeader.h"
 #include "ostrel/core/Payload.h"
 
 namespace features::nvme {
@@ -21,6 +22,9 @@ struct LogPageRow {
     /// The length of the whole page, a multiple of 4 (`head`: the first lengthBytes bytes); null: that is lengthBytes.
     uint64_t (*wholeLength)(const ControllerCapabilities& controller, const uint8_t* head);
     FieldTree (*decode)(const ostrel::core::Payload& data);
+    /// Of a page of which the decoder shows the header alone: how long the page is by that header. Its Log Specific
+    /// Field is an action, which happens once. Null: the decoder shows the page.
+    uint64_t (*longLength)(const uint8_t* head) = nullptr;
 
     bool isSupportedBy(const ControllerCapabilities& controller) const {
         return isSupported == nullptr || (controller.*isSupported)();
@@ -42,8 +46,6 @@ const LogPageRow* logPagesEnd();
 /// The decoders. All take the bytes as the controller gave them, show what lies within them, and never fail: a page
 /// that is cut short shows less, a count that runs over the end is cut to what is there.
 
-/// Bytes of log page 00h.
-inline constexpr uint32_t SUPPORTED_LOGS_BYTES = 1024;
 FieldTree decodeSupportedLogs(const ostrel::core::Payload& data);
 /// Entries that were never used are left out.
 FieldTree decodeErrorInformation(const ostrel::core::Payload& data);
@@ -73,6 +75,11 @@ inline constexpr uint32_t OCP_SMART_BYTES = 512;
 FieldTree decodeOcpSmart(const ostrel::core::Payload& data);
 /// Whether log C0h bears the GUID of the OCP page: on other drives it is the maker's own.
 bool isOcpSmart(const ostrel::core::Payload& data);
+
+/// Bytes of a telemetry log up to the end of data area `area` (1 to 3), the header included.
+uint64_t telemetryLogBytes(const TelemetryLogHeader& header, unsigned area);
+/// Bytes of a persistent event log by its header of 512 bytes, and no less than that.
+uint64_t persistentEventLogBytes(const uint8_t* header);
 
 /// Words of the codes in log 06h: what runs or ran, and how it ended.
 std::string selfTestOperationText(unsigned code);

@@ -2,10 +2,19 @@
 
 #include "features/nvme/LogPages.h"
 
+#include <algorithm>
+#include <iterator>
+
 #include "features/nvme/Bytes.h"
 #include "features/nvme/FieldTable.h"
 #include "features/nvme/LogPageIds.h"
 #include "features/nvme/Structures.h"
+#include "features/nvme/structures/ErrorInformationLog.h"
+#include "features/nvme/structures/FirmwareSlotLog.h"
+#include "features/nvme/structures/PersistentEventLog.h"
+#include "features/nvme/structures/SanitizeStatusLog.h"
+#include "features/nvme/structures/SelfTestLog.h"
+#include "features/nvme/structures/TelemetryLogHeader.h"
 
 namespace features::nvme {
 
@@ -20,31 +29,33 @@ constexpr Word TRANSPORTS[] = {
 };
 
 constexpr FieldRow ERROR_FIELDS[] = {  // section 5.14.1.1
-    {"ECNT", "Error Count", 0, 8, Format::DECIMAL},
-    inWords(NO_COMMAND, {"SQID", "Submission Queue ID", 8, 2, Format::DECIMAL}),
-    inWords(NO_COMMAND, {"CID", "Command ID", 10, 2, Format::HEX}),
-    {"SF", "Status Field", 12, 2, Format::STATUS},
-    inWords(NO_COMMAND, {"PEL", "Parameter Error Location", 14, 2, Format::HEX}),
-    {"LBA", "First LBA with the error", 16, 8, Format::DECIMAL},
-    {"NSID", "Namespace", 24, 4, Format::DECIMAL},
-    {"VSI", "Log page with vendor specific information", 28, 1, Format::HEX},
-    word("TRTYPE", "Transport Type", 29, 7, 0, TRANSPORTS),
-    {"CSI", "Command Specific Information", 32, 8, Format::HEX},
-    {"TTSI", "Transport Type Specific Information", 40, 2, Format::HEX},
+    {"ECNT", "Error Count", FIELD(ErrorInformationEntry, errorCount), Format::DECIMAL},
+    inWords(NO_COMMAND, {"SQID", "Submission Queue ID", FIELD(ErrorInformationEntry, sqid), Format::DECIMAL}),
+    inWords(NO_COMMAND, {"CID", "Command ID", FIELD(ErrorInformationEntry, cid), Format::HEX}),
+    {"SF", "Status Field", FIELD(ErrorInformationEntry, statusField), Format::STATUS},
+    inWords(NO_COMMAND, {"PEL", "Parameter Error Location",
+                         FIELD(ErrorInformationEntry, parameterErrorLocation), Format::HEX}),
+    {"LBA", "First LBA with the error", FIELD(ErrorInformationEntry, lba), Format::DECIMAL},
+    {"NSID", "Namespace", FIELD(ErrorInformationEntry, nsid), Format::DECIMAL},
+    {"VSI", "Log page with vendor specific information", FIELD(ErrorInformationEntry, vendorSpecificLid), Format::HEX},
+    word("TRTYPE", "Transport Type", offsetof(ErrorInformationEntry, trtype), 7, 0, TRANSPORTS),
+    {"CSI", "Command Specific Information", FIELD(ErrorInformationEntry, commandSpecific), Format::HEX},
+    {"TTSI", "Transport Type Specific Information", FIELD(ErrorInformationEntry, transportSpecific), Format::HEX},
 };
 
 constexpr Word NOT_SET_AT_0[] = {{0, "none"}, {}};
 constexpr FieldRow FIRMWARE_FIELDS[] = {  // section 5.14.1.3
-    {"AFI", "Active Firmware Info", 0, 1, Format::HEX},
-    bitsRow("AFI Active Slot", "Slot that the running firmware was loaded from", 0, 2, 0),
-    inWords(NOT_SET_AT_0, bitsRow("AFI Next Slot", "Slot that the next controller level reset activates", 0, 6, 4)),
-    inWords(NOT_SET_AT_0, {"FRS1", "Firmware Revision for Slot 1", 8, 8, Format::TEXT}),
-    inWords(NOT_SET_AT_0, {"FRS2", "Firmware Revision for Slot 2", 16, 8, Format::TEXT}),
-    inWords(NOT_SET_AT_0, {"FRS3", "Firmware Revision for Slot 3", 24, 8, Format::TEXT}),
-    inWords(NOT_SET_AT_0, {"FRS4", "Firmware Revision for Slot 4", 32, 8, Format::TEXT}),
-    inWords(NOT_SET_AT_0, {"FRS5", "Firmware Revision for Slot 5", 40, 8, Format::TEXT}),
-    inWords(NOT_SET_AT_0, {"FRS6", "Firmware Revision for Slot 6", 48, 8, Format::TEXT}),
-    inWords(NOT_SET_AT_0, {"FRS7", "Firmware Revision for Slot 7", 56, 8, Format::TEXT}),
+    {"AFI", "Active Firmware Info", FIELD(FirmwareSlotLog, afi), Format::HEX},
+    bitsRow("AFI Active Slot", "Slot that the running firmware was loaded from", offsetof(FirmwareSlotLog, afi), 2, 0),
+    inWords(NOT_SET_AT_0, bitsRow("AFI Next Slot", "Slot that the next controller level reset activates",
+                                  offsetof(FirmwareSlotLog, afi), 6, 4)),
+    inWords(NOT_SET_AT_0, {"FRS1", "Firmware Revision for Slot 1", FIELD(FirmwareSlotLog, revision[0]), Format::TEXT}),
+    inWords(NOT_SET_AT_0, {"FRS2", "Firmware Revision for Slot 2", FIELD(FirmwareSlotLog, revision[1]), Format::TEXT}),
+    inWords(NOT_SET_AT_0, {"FRS3", "Firmware Revision for Slot 3", FIELD(FirmwareSlotLog, revision[2]), Format::TEXT}),
+    inWords(NOT_SET_AT_0, {"FRS4", "Firmware Revision for Slot 4", FIELD(FirmwareSlotLog, revision[3]), Format::TEXT}),
+    inWords(NOT_SET_AT_0, {"FRS5", "Firmware Revision for Slot 5", FIELD(FirmwareSlotLog, revision[4]), Format::TEXT}),
+    inWords(NOT_SET_AT_0, {"FRS6", "Firmware Revision for Slot 6", FIELD(FirmwareSlotLog, revision[5]), Format::TEXT}),
+    inWords(NOT_SET_AT_0, {"FRS7", "Firmware Revision for Slot 7", FIELD(FirmwareSlotLog, revision[6]), Format::TEXT}),
 };
 
 constexpr Word SELF_TESTS[] = {{0x0, "none"}, {0x1, "short"}, {0x2, "extended"}, {0xE, "vendor specific"}, {}};
@@ -66,51 +77,63 @@ constexpr Word SELF_TEST_RESULTS[] = {
 };
 
 constexpr FieldRow SELF_TEST_FIELDS[] = {  // section 5.14.1.6
-    word("Operation", "Self-test that is in progress", 0, 3, 0, SELF_TESTS),
-    bitsRow("Completion", "Part that is done (%)", 1, 6, 0),
+    word("Operation", "Self-test that is in progress", offsetof(SelfTestLog, operation), 3, 0, SELF_TESTS),
+    bitsRow("Completion", "Part that is done (%)", offsetof(SelfTestLog, completion), 6, 0),
 };
 constexpr FieldRow SELF_TEST_RESULT_FIELDS[] = {
-    word("Test", "", 0, 7, 4, SELF_TESTS),
-    word("Result", "", 0, 3, 0, SELF_TEST_RESULTS),
-    {"POH", "Power On Hours (hours)", 4, 8, Format::DECIMAL},
-    onlyIf(2, 0, {"NSID", "Namespace", 12, 4, Format::DECIMAL}),
-    onlyIf(2, 1, {"FLBA", "Failing LBA", 16, 8, Format::DECIMAL}),
-    onlyIf(2, 2, bitsRow("SCT", "Status Code Type", 24, 2, 0, Format::HEX)),
-    onlyIf(2, 3, {"SC", "Status Code", 25, 1, Format::HEX}),
-    {"Vendor Specific", "", 26, 2, Format::HEX},
+    word("Test", "", offsetof(SelfTestResultEntry, status), 7, 4, SELF_TESTS),
+    word("Result", "", offsetof(SelfTestResultEntry, status), 3, 0, SELF_TEST_RESULTS),
+    {"POH", "Power On Hours (hours)", FIELD(SelfTestResultEntry, powerOnHours), Format::DECIMAL},
+    onlyIf(offsetof(SelfTestResultEntry, valid), 0, {"NSID", "Namespace",
+                                                     FIELD(SelfTestResultEntry, nsid), Format::DECIMAL}),
+    onlyIf(offsetof(SelfTestResultEntry, valid), 1, {"FLBA", "Failing LBA",
+                                                     FIELD(SelfTestResultEntry, failingLba), Format::DECIMAL}),
+    onlyIf(offsetof(SelfTestResultEntry, valid), 2, bitsRow("SCT", "Status Code Type",
+                                                            offsetof(SelfTestResultEntry, statusCodeType), 2, 0, Format::HEX)),
+    onlyIf(offsetof(SelfTestResultEntry, valid), 3, {"SC", "Status Code",
+                                                     FIELD(SelfTestResultEntry, statusCode), Format::HEX}),
+    {"Vendor Specific", "", FIELD(SelfTestResultEntry, vendorSpecific), Format::HEX},
 };
 
 constexpr FieldRow TELEMETRY_FIELDS[] = {  // sections 5.14.1.7 and 5.14.1.8
-    {"LID", "Log Identifier", 0, 1, Format::HEX},
-    {"IEEE", "IEEE OUI Identifier", 5, 3, Format::HEX},
-    {"DA1LB", "Telemetry Data Area 1 Last Block (units of 512 bytes)", 8, 2, Format::DECIMAL},
-    {"DA2LB", "Telemetry Data Area 2 Last Block (units of 512 bytes)", 10, 2, Format::DECIMAL},
-    {"DA3LB", "Telemetry Data Area 3 Last Block (units of 512 bytes)", 12, 2, Format::DECIMAL},
-    {"DA4LB", "Telemetry Data Area 4 Last Block (units of 512 bytes)", 16, 4, Format::DECIMAL},  // since NVMe 2.0, 0 before
-    {"THDGN", "Telemetry Host-Initiated Data Generation Number", 381, 1, Format::DECIMAL},  // the same
-    {"TCDA", "Telemetry Controller-Initiated Data Available", 382, 1, Format::DECIMAL},
-    {"TCDGN", "Telemetry Controller-Initiated Data Generation Number", 383, 1, Format::DECIMAL},
-    {"RID", "Reason Identifier", 384, 128, Format::BYTES},
+    {"LID", "Log Identifier", FIELD(TelemetryLogHeader, lid), Format::HEX},
+    {"IEEE", "IEEE OUI Identifier", FIELD(TelemetryLogHeader, ieee), Format::HEX},
+    {"DA1LB", "Telemetry Data Area 1 Last Block (units of 512 bytes)",
+     FIELD(TelemetryLogHeader, lastBlock[0]), Format::DECIMAL},
+    {"DA2LB", "Telemetry Data Area 2 Last Block (units of 512 bytes)",
+     FIELD(TelemetryLogHeader, lastBlock[1]), Format::DECIMAL},
+    {"DA3LB", "Telemetry Data Area 3 Last Block (units of 512 bytes)",
+     FIELD(TelemetryLogHeader, lastBlock[2]), Format::DECIMAL},
+    {"DA4LB", "Telemetry Data Area 4 Last Block (units of 512 bytes)",
+     FIELD(TelemetryLogHeader, lastBlockOfArea4), Format::DECIMAL},  // since NVMe 2.0, 0 before
+    {"THDGN", "Telemetry Host-Initiated Data Generation Number",
+     FIELD(TelemetryLogHeader, hostGeneration), Format::DECIMAL},  // the same
+    {"TCDA", "Telemetry Controller-Initiated Data Available",
+     FIELD(TelemetryLogHeader, controllerDataAvailable), Format::DECIMAL},
+    {"TCDGN", "Telemetry Controller-Initiated Data Generation Number",
+     FIELD(TelemetryLogHeader, controllerGeneration), Format::DECIMAL},
+    {"RID", "Reason Identifier", FIELD(TelemetryLogHeader, reason), Format::BYTES},
 };
 
 constexpr FieldRow PERSISTENT_EVENT_FIELDS[] = {  // section 5.14.1.13
-    {"LID", "Log Identifier", 0, 1, Format::HEX},
-    {"TNEV", "Total Number of Events", 4, 4, Format::DECIMAL},
-    {"TLL", "Total Log Length (bytes)", 8, 8, Format::DECIMAL},
-    {"LREV", "Log Revision", 16, 1, Format::DECIMAL},
-    {"LHL", "Log Header Length (bytes)", 18, 2, Format::DECIMAL},
-    {"TSTMP", "Timestamp (milliseconds)", 20, 6, Format::DECIMAL},
-    {"TSTMP Date", "Date", 20, 8, Format::DATE},
-    {"POH", "Power On Hours (hours)", 28, 16, Format::COUNTER},
-    {"PCC", "Power Cycle Count", 44, 8, Format::DECIMAL},
-    {"VID", "PCI Vendor ID", 52, 2, Format::HEX},
-    {"SSVID", "PCI Subsystem Vendor ID", 54, 2, Format::HEX},
-    {"SN", "Serial Number", 56, 20, Format::TEXT},
-    {"MN", "Model Number", 76, 40, Format::TEXT},
-    {"SUBNQN", "NVM Subsystem NVMe Qualified Name", 116, 256, Format::TEXT},
-    {"GNUM", "Generation Number", 372, 2, Format::DECIMAL},  // since NVMe 2.0, 0 before
-    {"RCI", "Reporting Context Information", 374, 4, Format::HEX},  // the same
-    {"SEB", "Supported Events Bitmap", 480, 32, Format::BYTES},
+    {"LID", "Log Identifier", FIELD(PersistentEventLogHeader, lid), Format::HEX},
+    {"TNEV", "Total Number of Events", FIELD(PersistentEventLogHeader, tnev), Format::DECIMAL},
+    {"TLL", "Total Log Length (bytes)", FIELD(PersistentEventLogHeader, tll), Format::DECIMAL},
+    {"LREV", "Log Revision", FIELD(PersistentEventLogHeader, revision), Format::DECIMAL},
+    {"LHL", "Log Header Length (bytes)", FIELD(PersistentEventLogHeader, lhl), Format::DECIMAL},
+    {"TSTMP", "Timestamp (milliseconds)", offsetof(PersistentEventLogHeader, timestamp), 6, Format::DECIMAL},
+    {"TSTMP Date", "Date", FIELD(PersistentEventLogHeader, timestamp), Format::DATE},
+    {"POH", "Power On Hours (hours)", FIELD(PersistentEventLogHeader, powerOnHours), Format::COUNTER},
+    {"PCC", "Power Cycle Count", FIELD(PersistentEventLogHeader, powerCycles), Format::DECIMAL},
+    {"VID", "PCI Vendor ID", FIELD(PersistentEventLogHeader, vid), Format::HEX},
+    {"SSVID", "PCI Subsystem Vendor ID", FIELD(PersistentEventLogHeader, ssvid), Format::HEX},
+    {"SN", "Serial Number", FIELD(PersistentEventLogHeader, sn), Format::TEXT},
+    {"MN", "Model Number", FIELD(PersistentEventLogHeader, mn), Format::TEXT},
+    {"SUBNQN", "NVM Subsystem NVMe Qualified Name", FIELD(PersistentEventLogHeader, subnqn), Format::TEXT},
+    {"GNUM", "Generation Number",
+     FIELD(PersistentEventLogHeader, generation), Format::DECIMAL},  // since NVMe 2.0, 0 before
+    {"RCI", "Reporting Context Information", FIELD(PersistentEventLogHeader, rci), Format::HEX},  // the same
+    {"SEB", "Supported Events Bitmap", FIELD(PersistentEventLogHeader, supportedEvents), Format::BYTES},
 };
 
 constexpr Word SANITIZE_STATUSES[] = {
@@ -123,27 +146,33 @@ constexpr Word SANITIZE_STATUSES[] = {
 };
 constexpr Word NOT_REPORTED_AT_ALL_ONES[] = {{0xFFFFFFFF, NOT_REPORTED}, {}};
 constexpr FieldRow SANITIZE_FIELDS[] = {  // section 5.14.1.16.2
-    {"SPROG", "Sanitize Progress (units of 1/65536)", 0, 2, Format::DECIMAL},
-    {"SSTAT", "Sanitize Status", 2, 2, Format::HEX},
-    word("SSTAT Status", "Most recent sanitize operation", 2, 2, 0, SANITIZE_STATUSES),
-    bitsRow("SSTAT Passes", "Completed overwrite passes", 2, 7, 3),
-    flag("SSTAT Global Data Erased", "Nothing was written since the drive was made or last sanitized", 2, 8),
-    {"SCDW10", "Sanitize Command Dword 10 Information", 4, 4, Format::HEX},
-    inWords(NOT_REPORTED_AT_ALL_ONES, {"ETO", "Estimated Time For Overwrite (seconds)", 8, 4, Format::DECIMAL}),
-    inWords(NOT_REPORTED_AT_ALL_ONES, {"ETBE", "Estimated Time For Block Erase (seconds)", 12, 4, Format::DECIMAL}),
-    inWords(NOT_REPORTED_AT_ALL_ONES, {"ETCE", "Estimated Time For Crypto Erase (seconds)", 16, 4, Format::DECIMAL}),
+    {"SPROG", "Sanitize Progress (units of 1/65536)", FIELD(SanitizeStatusLog, sprog), Format::DECIMAL},
+    {"SSTAT", "Sanitize Status", FIELD(SanitizeStatusLog, sstat), Format::HEX},
+    word("SSTAT Status", "Most recent sanitize operation", offsetof(SanitizeStatusLog, sstat), 2, 0, SANITIZE_STATUSES),
+    bitsRow("SSTAT Passes", "Completed overwrite passes", offsetof(SanitizeStatusLog, sstat), 7, 3),
+    flag("SSTAT Global Data Erased", "Nothing was written since the drive was made or last sanitized",
+         offsetof(SanitizeStatusLog, sstat), 8),
+    {"SCDW10", "Sanitize Command Dword 10 Information", FIELD(SanitizeStatusLog, scdw10), Format::HEX},
+    inWords(NOT_REPORTED_AT_ALL_ONES, {"ETO", "Estimated Time For Overwrite (seconds)",
+                                       FIELD(SanitizeStatusLog, overwriteTime), Format::DECIMAL}),
+    inWords(NOT_REPORTED_AT_ALL_ONES, {"ETBE", "Estimated Time For Block Erase (seconds)",
+                                       FIELD(SanitizeStatusLog, blockEraseTime), Format::DECIMAL}),
+    inWords(NOT_REPORTED_AT_ALL_ONES, {"ETCE", "Estimated Time For Crypto Erase (seconds)",
+                                       FIELD(SanitizeStatusLog, cryptoEraseTime), Format::DECIMAL}),
     inWords(NOT_REPORTED_AT_ALL_ONES,
-            {"ETOND", "Estimated Time For Overwrite With No-Deallocate (seconds)", 20, 4, Format::DECIMAL}),
+            {"ETOND", "Estimated Time For Overwrite With No-Deallocate (seconds)",
+             FIELD(SanitizeStatusLog, overwriteTimeNoDeallocate), Format::DECIMAL}),
     inWords(NOT_REPORTED_AT_ALL_ONES,
-            {"ETBEND", "Estimated Time For Block Erase With No-Deallocate (seconds)", 24, 4, Format::DECIMAL}),
+            {"ETBEND", "Estimated Time For Block Erase With No-Deallocate (seconds)",
+             FIELD(SanitizeStatusLog, blockEraseTimeNoDeallocate), Format::DECIMAL}),
     inWords(NOT_REPORTED_AT_ALL_ONES,
-            {"ETCEND", "Estimated Time For Crypto Erase With No-Deallocate (seconds)", 28, 4, Format::DECIMAL}),
+            {"ETCEND", "Estimated Time For Crypto Erase With No-Deallocate (seconds)",
+             FIELD(SanitizeStatusLog, cryptoEraseTimeNoDeallocate), Format::DECIMAL}),
 };
 // clang-format on
 
-constexpr size_t ERROR_ENTRY_BYTES = 64;
-constexpr size_t SELF_TEST_HEAD_BYTES = 4;
-constexpr size_t SELF_TEST_RESULT_BYTES = 28;
+constexpr size_t ERROR_ENTRY_BYTES = sizeof(ErrorInformationEntry);
+constexpr size_t SELF_TEST_RESULT_BYTES = sizeof(SelfTestResultEntry);
 constexpr unsigned MAX_SELF_TEST_RESULTS = 20;
 
 }  // namespace
@@ -152,7 +181,7 @@ FieldTree decodeErrorInformation(const Payload& data) {
     FieldTree tree{"Error Information", {}, {}};
     for (size_t at = 0; at + ERROR_ENTRY_BYTES <= data.getSize(); at += ERROR_ENTRY_BYTES) {
         const uint8_t* entry = data.getData() + at;
-        const uint64_t errorCount = le64(entry);
+        const uint64_t errorCount = structureAt<ErrorInformationEntry>(entry).errorCount;
         if (errorCount == 0) continue;  // never used
         addFields(tree.addPart("Error " + std::to_string(errorCount)), ERROR_FIELDS, entry, ERROR_ENTRY_BYTES);
     }
@@ -167,15 +196,15 @@ FieldTree decodeFirmwareSlots(const Payload& data) {
 FieldTree decodeSelfTest(const Payload& data) {
     FieldTree tree = decodeTable("Device Self-test", SELF_TEST_FIELDS, data);
     for (unsigned i = 0; i < MAX_SELF_TEST_RESULTS; ++i) {
-        const size_t at = SELF_TEST_HEAD_BYTES + i * SELF_TEST_RESULT_BYTES;
+        const size_t at = offsetof(SelfTestLog, results) + i * SELF_TEST_RESULT_BYTES;
         if (at + SELF_TEST_RESULT_BYTES > data.getSize()) break;
-        const uint8_t* result = data.getData() + at;
-        const unsigned code = result[0] & 0x0F;
+        const auto result = structureAt<SelfTestResultEntry>(data.getData() + at);
+        const unsigned code = result.status & 0x0F;
         if (code == SELF_TEST_NEVER_USED) continue;
         FieldTree& part = tree.addPart("Result " + std::to_string(i + 1));
-        addFields(part, SELF_TEST_RESULT_FIELDS, result, SELF_TEST_RESULT_BYTES);
+        addFields(part, SELF_TEST_RESULT_FIELDS, data.getData() + at, SELF_TEST_RESULT_BYTES);
         if (code == SELF_TEST_SEGMENT_IS_KNOWN)
-            part.add("Segment Number", "First segment that failed", std::to_string(result[1]));
+            part.add("Segment Number", "First segment that failed", std::to_string(result.segment));
     }
     return tree;
 }
@@ -197,6 +226,19 @@ FieldTree decodeSanitizeStatus(const Payload& data) {
     return decodeTable("Sanitize Status", SANITIZE_FIELDS, data);
 }
 
+uint64_t telemetryLogBytes(const TelemetryLogHeader& header, unsigned area) {
+    constexpr uint64_t BLOCK_BYTES = sizeof(TelemetryLogHeader);
+    // Some drives leave the last block of an area that is empty at 0, after one that is not.
+    const size_t areas = std::min<size_t>(area, std::size(header.lastBlock));
+    uint16_t last = 0;
+    for (size_t i = 0; i < areas; ++i) last = std::max<uint16_t>(last, header.lastBlock[i]);
+    return (uint64_t{last} + 1) * BLOCK_BYTES;
+}
+
+uint64_t persistentEventLogBytes(const uint8_t* header) {
+    return std::max<uint64_t>(structureAt<PersistentEventLogHeader>(header).tll, sizeof(PersistentEventLogHeader));
+}
+
 std::string selfTestOperationText(unsigned code) {
     return wordText(SELF_TESTS, code);
 }
@@ -206,8 +248,8 @@ std::string selfTestResultText(unsigned code) {
 }
 
 std::string firmwareSlotRevision(const uint8_t* log, unsigned slot) {
-    constexpr size_t REVISION_BYTES = 8;  // the slots follow on the first 8 bytes
-    return shownText(log + slot * REVISION_BYTES, REVISION_BYTES);
+    const auto& revision = structureAt<FirmwareSlotLog>(log).revision[slot - 1U];
+    return shownText(revision.data(), revision.size());
 }
 
 std::string sanitizeStatusText(unsigned code) {

@@ -2,6 +2,8 @@
 
 #include <cstdint>
 
+#include "features/nvme/structures/IdentifyNamespace.h"
+
 namespace features::nvme {
 
 /// The fields of Identify Namespace that the library acts on.
@@ -10,6 +12,7 @@ struct NamespaceProperties {
 
     /// `identify`: 4,096 bytes.
     explicit NamespaceProperties(const uint8_t* identify);
+    explicit NamespaceProperties(const IdentifyNamespace& identify);
 
     struct LbaFormat {
         uint16_t metadataBytes;

@@ -3,6 +3,7 @@
 #include <cstdint>
 
 #include "features/nvme/StatusCodes.h"
+#include "features/nvme/structures/VelkoLogs.h"
 
 /// The numbers of the vendor interface of VELKO drives, as docs/vendor-interface.md publishes it. Another maker's drive
 /// means something else by them, and so does OCP by the features C0h to C7h: code that sends one has made sure that it
@@ -32,13 +33,13 @@ inline constexpr uint8_t LID_VELKO_FORCE_FLUSH = 0xD8;
 inline constexpr uint8_t LID_VELKO_BACKGROUND = 0xD9;
 
 /// Bytes of the pages whose length is fixed.
-inline constexpr uint32_t VELKO_EXTENDED_SMART_BYTES = 512;
-inline constexpr uint32_t VELKO_LATENCY_BYTES = 1024;
-inline constexpr uint32_t VELKO_FORCE_FLUSH_BYTES = 64;
-inline constexpr uint32_t VELKO_BACKGROUND_BYTES = 64;
+inline constexpr uint32_t VELKO_EXTENDED_SMART_BYTES = sizeof(VelkoExtendedSmartLog);
+inline constexpr uint32_t VELKO_LATENCY_BYTES = sizeof(VelkoLatencyLog);
+inline constexpr uint32_t VELKO_FORCE_FLUSH_BYTES = sizeof(VelkoForceFlushLog);
+inline constexpr uint32_t VELKO_BACKGROUND_BYTES = sizeof(VelkoBackgroundLog);
 /// Of the binary logs D3h to D7h: header, trailer, and the most that a whole log may be.
-inline constexpr uint32_t VELKO_LOG_HEADER_BYTES = 64;
-inline constexpr uint32_t VELKO_LOG_TRAILER_BYTES = 4;
+inline constexpr uint32_t VELKO_LOG_HEADER_BYTES = sizeof(VelkoBinaryLogHeader);
+inline constexpr uint32_t VELKO_LOG_TRAILER_BYTES = sizeof(VelkoBinaryLogHeader::generation);
 inline constexpr uint64_t VELKO_MAX_LOG_BYTES = 256ULL * 1024 * 1024;
 
 /// Maximum LBA and Native Maximum LBA.

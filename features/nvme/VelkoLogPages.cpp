@@ -8,6 +8,7 @@
 #include "features/nvme/FieldTable.h"
 #include "features/nvme/Structures.h"
 #include "features/nvme/VelkoInterface.h"
+#include "features/nvme/structures/VelkoLogs.h"
 #include "ostrel/core/AttributeVocabulary.h"
 
 namespace features::nvme {
@@ -25,29 +26,46 @@ constexpr FieldRow unlessAllOnes(FieldRow row) {
 // clang-format off
 constexpr Word THROTTLINGS[] = {{0, "none"}, {1, "light"}, {2, "heavy"}, {255, "disabled"}, {}};
 constexpr FieldRow EXTENDED_SMART[] = {
-    keyed(key::programFailCount, {"PFC", "Program Fail Count", 8, 8, Format::DECIMAL}),
-    keyed(key::eraseFailCount, {"EFC", "Erase Fail Count", 16, 8, Format::DECIMAL}),
-    keyed(key::endToEndErrorDetectionCount, {"E2E", "End-to-End Error Detection Count", 24, 8, Format::DECIMAL}),
-    keyed(key::crcErrorCount, {"CRC", "CRC Error Count", 32, 8, Format::DECIMAL}),
-    keyed(key::minNandEraseCycles, unlessAllOnes({"MINEC", "Minimum NAND Erase Cycles", 40, 4, Format::DECIMAL})),
-    keyed(key::maxNandEraseCycles, unlessAllOnes({"MAXEC", "Maximum NAND Erase Cycles", 44, 4, Format::DECIMAL})),
-    keyed(key::averageNandEraseCycles, unlessAllOnes({"AVGEC", "Average NAND Erase Cycles", 48, 4, Format::DECIMAL})),
-    keyed(key::thermalThrottleCount, unlessAllOnes({"TTC", "Thermal Throttle Count", 52, 4, Format::DECIMAL})),
-    keyed(key::thermalThrottleStatus, word("TTS", "Thermal Throttle Status", 56, 7, 0, THROTTLINGS)),
-    keyed(key::highestLifetimeTemperature, {"HLT", "Highest Lifetime Temperature (C)", 60, 2, Format::CELSIUS}),
-    keyed(key::lowestLifetimeTemperature, {"LLT", "Lowest Lifetime Temperature (C)", 62, 2, Format::CELSIUS}),
+    keyed(key::programFailCount, {"PFC", "Program Fail Count",
+                                  FIELD(VelkoExtendedSmartLog, programFails), Format::DECIMAL}),
+    keyed(key::eraseFailCount, {"EFC", "Erase Fail Count", FIELD(VelkoExtendedSmartLog, eraseFails), Format::DECIMAL}),
+    keyed(key::endToEndErrorDetectionCount, {"E2E", "End-to-End Error Detection Count",
+                                             FIELD(VelkoExtendedSmartLog, endToEndErrors), Format::DECIMAL}),
+    keyed(key::crcErrorCount, {"CRC", "CRC Error Count", FIELD(VelkoExtendedSmartLog, crcErrors), Format::DECIMAL}),
+    keyed(key::minNandEraseCycles, unlessAllOnes({"MINEC", "Minimum NAND Erase Cycles",
+                                                  FIELD(VelkoExtendedSmartLog, nandMinimumCycles), Format::DECIMAL})),
+    keyed(key::maxNandEraseCycles, unlessAllOnes({"MAXEC", "Maximum NAND Erase Cycles",
+                                                  FIELD(VelkoExtendedSmartLog, nandMaximumCycles), Format::DECIMAL})),
+    keyed(key::averageNandEraseCycles, unlessAllOnes({"AVGEC", "Average NAND Erase Cycles",
+                                                      FIELD(VelkoExtendedSmartLog, nandAverageCycles), Format::DECIMAL})),
+    keyed(key::thermalThrottleCount, unlessAllOnes({"TTC", "Thermal Throttle Count",
+                                                    FIELD(VelkoExtendedSmartLog, throttleCount), Format::DECIMAL})),
+    keyed(key::thermalThrottleStatus, word("TTS", "Thermal Throttle Status",
+                                           offsetof(VelkoExtendedSmartLog, throttleStatus), 7, 0, THROTTLINGS)),
+    keyed(key::highestLifetimeTemperature, {"HLT", "Highest Lifetime Temperature (C)",
+                                            FIELD(VelkoExtendedSmartLog, highestTemperature), Format::CELSIUS}),
+    keyed(key::lowestLifetimeTemperature, {"LLT", "Lowest Lifetime Temperature (C)",
+                                           FIELD(VelkoExtendedSmartLog, lowestTemperature), Format::CELSIUS}),
     keyed(key::specifiedPCBMaxOperatingTemp,
-          {"PCBMAX", "Specified PCB Maximum Operating Temperature (C)", 64, 2, Format::CELSIUS}),
+          {"PCBMAX", "Specified PCB Maximum Operating Temperature (C)",
+           FIELD(VelkoExtendedSmartLog, pcbMaximumTemperature), Format::CELSIUS}),
     keyed(key::specifiedPCBMinOperatingTemp,
-          {"PCBMIN", "Specified PCB Minimum Operating Temperature (C)", 66, 2, Format::CELSIUS}),
-    {"NandBytesWritten", "NAND Bytes Written (bytes)", 72, 16, Format::COUNTER},
-    {"HostBytesWritten", "Host Bytes Written (bytes)", 88, 16, Format::COUNTER},
-    keyed(key::qlcMinCycles, unlessAllOnes({"QLCMIN", "QLC Min Cycles", 104, 4, Format::DECIMAL})),
-    keyed(key::qlcMaxCycles, unlessAllOnes({"QLCMAX", "QLC Max Cycles", 108, 4, Format::DECIMAL})),
-    keyed(key::qlcAverageCycles, unlessAllOnes({"QLCAVG", "QLC Average Cycles", 112, 4, Format::DECIMAL})),
-    keyed(key::dslcMinCycles, unlessAllOnes({"DSLCMIN", "DSLC Min Cycles", 116, 4, Format::DECIMAL})),
-    keyed(key::dslcMaxCycles, unlessAllOnes({"DSLCMAX", "DSLC Max Cycles", 120, 4, Format::DECIMAL})),
-    keyed(key::dslcAverageCycles, unlessAllOnes({"DSLCAVG", "DSLC Average Cycles", 124, 4, Format::DECIMAL})),
+          {"PCBMIN", "Specified PCB Minimum Operating Temperature (C)",
+           FIELD(VelkoExtendedSmartLog, pcbMinimumTemperature), Format::CELSIUS}),
+    {"NandBytesWritten", "NAND Bytes Written (bytes)", FIELD(VelkoExtendedSmartLog, nandBytesWritten), Format::COUNTER},
+    {"HostBytesWritten", "Host Bytes Written (bytes)", FIELD(VelkoExtendedSmartLog, hostBytesWritten), Format::COUNTER},
+    keyed(key::qlcMinCycles, unlessAllOnes({"QLCMIN", "QLC Min Cycles",
+                                            FIELD(VelkoExtendedSmartLog, qlcMinimumCycles), Format::DECIMAL})),
+    keyed(key::qlcMaxCycles, unlessAllOnes({"QLCMAX", "QLC Max Cycles",
+                                            FIELD(VelkoExtendedSmartLog, qlcMaximumCycles), Format::DECIMAL})),
+    keyed(key::qlcAverageCycles, unlessAllOnes({"QLCAVG", "QLC Average Cycles",
+                                                FIELD(VelkoExtendedSmartLog, qlcAverageCycles), Format::DECIMAL})),
+    keyed(key::dslcMinCycles, unlessAllOnes({"DSLCMIN", "DSLC Min Cycles",
+                                             FIELD(VelkoExtendedSmartLog, dslcMinimumCycles), Format::DECIMAL})),
+    keyed(key::dslcMaxCycles, unlessAllOnes({"DSLCMAX", "DSLC Max Cycles",
+                                             FIELD(VelkoExtendedSmartLog, dslcMaximumCycles), Format::DECIMAL})),
+    keyed(key::dslcAverageCycles, unlessAllOnes({"DSLCAVG", "DSLC Average Cycles",
+                                                 FIELD(VelkoExtendedSmartLog, dslcAverageCycles), Format::DECIMAL})),
 };
 
 constexpr Word LATENCY_TYPES[] = {
@@ -55,28 +73,28 @@ constexpr Word LATENCY_TYPES[] = {
     {3, "commands of more than 64 KiB"}, {},
 };
 constexpr FieldRow LATENCY[] = {
-    keyed(key::type, word("TYPE", "Type", 2, 7, 0, LATENCY_TYPES)),
-    keyed(key::latencyTrackingEnabled, flag("EN", "Latency Tracking Enabled", 3, 0)),
-    {"Commands", "Commands counted", 8, 8, Format::DECIMAL},
-    {"Longest", "Longest latency (microseconds)", 16, 8, Format::DECIMAL},
-    {"Since", "Time at which the buckets were emptied", 24, 8, Format::DATE},
+    keyed(key::type, word("TYPE", "Type", offsetof(VelkoLatencyLog, type), 7, 0, LATENCY_TYPES)),
+    keyed(key::latencyTrackingEnabled, flag("EN", "Latency Tracking Enabled", offsetof(VelkoLatencyLog, tracking), 0)),
+    {"Commands", "Commands counted", FIELD(VelkoLatencyLog, commands), Format::DECIMAL},
+    {"Longest", "Longest latency (microseconds)", FIELD(VelkoLatencyLog, longest), Format::DECIMAL},
+    {"Since", "Time at which the buckets were emptied", FIELD(VelkoLatencyLog, since), Format::DATE},
 };
-constexpr size_t BYTE_OF_TRACKING = 3;
-constexpr size_t OFFSET_OF_BUCKET_COUNT = 4;
-constexpr size_t OFFSET_OF_BUCKETS = 32;
-constexpr size_t BUCKET_BYTES = 16;
+constexpr size_t BYTE_OF_TRACKING = offsetof(VelkoLatencyLog, tracking);
+constexpr size_t OFFSET_OF_BUCKET_COUNT = offsetof(VelkoLatencyLog, numberOfBuckets);
+constexpr size_t OFFSET_OF_BUCKETS = offsetof(VelkoLatencyLog, buckets);
+constexpr size_t BUCKET_BYTES = sizeof(VelkoLatencyBucket);
 constexpr uint32_t NO_UPPER_LIMIT = 0xFFFFFFFF;
 
 constexpr FieldRow LOG_HEADER[] = {
-    {"Signature", "", 0, 4, Format::TEXT},
-    {"Version", "", 4, 2, Format::DECIMAL},
-    {"Length", "Length of the log (bytes)", 8, 8, Format::DECIMAL},
-    {"Entries", "Number of entries", 16, 4, Format::DECIMAL},
-    {"Entry Length", "Length of an entry (bytes)", 20, 4, Format::DECIMAL},
-    {"Time", "", 24, 8, Format::DATE},
-    {"Serial Number", "", 32, 20, Format::TEXT},
-    {"Firmware", "", 52, 8, Format::TEXT},
-    {"Generation", "", 60, 4, Format::DECIMAL},
+    {"Signature", "", FIELD(VelkoBinaryLogHeader, signature), Format::TEXT},
+    {"Version", "", FIELD(VelkoBinaryLogHeader, version), Format::DECIMAL},
+    {"Length", "Length of the log (bytes)", FIELD(VelkoBinaryLogHeader, bytes), Format::DECIMAL},
+    {"Entries", "Number of entries", FIELD(VelkoBinaryLogHeader, entries), Format::DECIMAL},
+    {"Entry Length", "Length of an entry (bytes)", FIELD(VelkoBinaryLogHeader, entryBytes), Format::DECIMAL},
+    {"Time", "", FIELD(VelkoBinaryLogHeader, time), Format::DATE},
+    {"Serial Number", "", FIELD(VelkoBinaryLogHeader, serialNumber), Format::TEXT},
+    {"Firmware", "", FIELD(VelkoBinaryLogHeader, firmware), Format::TEXT},
+    {"Generation", "", FIELD(VelkoBinaryLogHeader, generation), Format::DECIMAL},
 };
 
 constexpr Word FLUSH_STATES[] = {
@@ -84,17 +102,18 @@ constexpr Word FLUSH_STATES[] = {
 };
 constexpr Word UNKNOWN_TIME[] = {{0xFFFFFFFF, "unknown"}, {}};
 constexpr FieldRow FORCE_FLUSH[] = {
-    word("State", "", 0, 7, 0, FLUSH_STATES),
-    {"Progress", "Progress (%)", 1, 1, Format::DECIMAL},
-    inWords(UNKNOWN_TIME, {"Remaining", "Estimated time to go (seconds)", 4, 4, Format::DECIMAL}),
-    {"To Move", "Bytes to be moved by this run (bytes)", 8, 8, Format::DECIMAL},
-    {"Moved", "Bytes moved so far (bytes)", 16, 8, Format::DECIMAL},
-    {"Started", "", 24, 8, Format::DATE},
-    {"Ended", "", 32, 8, Format::DATE},
+    word("State", "", offsetof(VelkoForceFlushLog, state), 7, 0, FLUSH_STATES),
+    {"Progress", "Progress (%)", FIELD(VelkoForceFlushLog, percent), Format::DECIMAL},
+    inWords(UNKNOWN_TIME, {"Remaining", "Estimated time to go (seconds)",
+                           FIELD(VelkoForceFlushLog, secondsToGo), Format::DECIMAL}),
+    {"To Move", "Bytes to be moved by this run (bytes)", FIELD(VelkoForceFlushLog, bytesToMove), Format::DECIMAL},
+    {"Moved", "Bytes moved so far (bytes)", FIELD(VelkoForceFlushLog, bytesMoved), Format::DECIMAL},
+    {"Started", "", FIELD(VelkoForceFlushLog, startTime), Format::DATE},
+    {"Ended", "", FIELD(VelkoForceFlushLog, endTime), Format::DATE},
 };
 
 constexpr FieldRow BACKGROUND_SHARE[] = {
-    {"Share", "Share of the bandwidth (%)", 16, 1, Format::DECIMAL},
+    {"Share", "Share of the bandwidth (%)", FIELD(VelkoBackgroundLog, share), Format::DECIMAL},
 };
 constexpr const char* ACTIVITIES[] = {
     "garbage collection", "wear leveling", "media scan", "data refresh", "force flush", "erase after a quick format",
@@ -107,14 +126,18 @@ FieldTree decodeLatency(const char* heading, const Payload& data) {
     const size_t count = le16(data.getData() + OFFSET_OF_BUCKET_COUNT);
     const size_t room = (data.getSize() - OFFSET_OF_BUCKETS) / BUCKET_BYTES;
     for (size_t i = 0; i < std::min(count, room); ++i) {
-        const uint8_t* bucket = data.getData() + OFFSET_OF_BUCKETS + i * BUCKET_BYTES;
-        const uint32_t to = le32(bucket + 4);
-        const std::string range = std::to_string(le32(bucket)) +
-                                  (to == NO_UPPER_LIMIT ? " and above" : " to below " + std::to_string(to)) +
-                                  " microseconds";
-        tree.add("Bucket " + std::to_string(i), range, std::to_string(le64(bucket + 8)));
+        const auto bucket = structureAt<VelkoLatencyBucket>(data.getData() + OFFSET_OF_BUCKETS + i * BUCKET_BYTES);
+        const bool isLast = bucket.to == NO_UPPER_LIMIT;
+        const std::string range = std::to_string(bucket.from) +
+                                  (isLast ? " and above" : " to below " + std::to_string(bucket.to)) + " microseconds";
+        tree.add("Bucket " + std::to_string(i), range, std::to_string(bucket.commands));
     }
     return tree;
+}
+
+uint64_t velkoLogLength(const uint8_t* head) {
+    constexpr uint64_t LEAST = VELKO_LOG_HEADER_BYTES;
+    return std::clamp(velkoLogHeader(head).bytes, LEAST, VELKO_MAX_LOG_BYTES) / 4 * 4;
 }
 
 // clang-format off
@@ -122,12 +145,12 @@ constexpr LogPageRow VELKO_LOG_PAGES[] = {
     {LID_VELKO_EXTENDED_SMART,  "VELKO Extended SMART",           "velko-smart",   nullptr, VELKO_EXTENDED_SMART_BYTES, nullptr, decodeVelkoExtendedSmart},
     {LID_VELKO_READ_LATENCY,    "VELKO Read Latency Statistics",  "read-latency",  nullptr, VELKO_LATENCY_BYTES,        nullptr, decodeVelkoReadLatency},
     {LID_VELKO_WRITE_LATENCY,   "VELKO Write Latency Statistics", "write-latency", nullptr, VELKO_LATENCY_BYTES,        nullptr, decodeVelkoWriteLatency},
-    {LID_VELKO_NLOG,            "VELKO Nlog",                     "nlog",          nullptr, VELKO_LOG_HEADER_BYTES,     nullptr, decodeVelkoLogHeader},
+    {LID_VELKO_NLOG,            "VELKO Nlog",                     "nlog",          nullptr, VELKO_LOG_HEADER_BYTES,     nullptr, decodeVelkoLogHeader, velkoLogLength},
     {LID_VELKO_BRIDGE_NLOG,     "VELKO Bridge Nlog",              "bridge-nlog",   &ControllerCapabilities::hasSeveralPorts,
-                                                                                            VELKO_LOG_HEADER_BYTES,     nullptr, decodeVelkoLogHeader},
-    {LID_VELKO_EVENT_LOG,       "VELKO Event Log",                "event-log",     nullptr, VELKO_LOG_HEADER_BYTES,     nullptr, decodeVelkoLogHeader},
-    {LID_VELKO_ASSERT_LOG,      "VELKO Assert Log",               "assert",        nullptr, VELKO_LOG_HEADER_BYTES,     nullptr, decodeVelkoLogHeader},
-    {LID_VELKO_SYSTEM_SNAPSHOT, "VELKO System Snapshot",          "snapshot",      nullptr, VELKO_LOG_HEADER_BYTES,     nullptr, decodeVelkoLogHeader},
+                                                                                            VELKO_LOG_HEADER_BYTES,     nullptr, decodeVelkoLogHeader, velkoLogLength},
+    {LID_VELKO_EVENT_LOG,       "VELKO Event Log",                "event-log",     nullptr, VELKO_LOG_HEADER_BYTES,     nullptr, decodeVelkoLogHeader, velkoLogLength},
+    {LID_VELKO_ASSERT_LOG,      "VELKO Assert Log",               "assert",        nullptr, VELKO_LOG_HEADER_BYTES,     nullptr, decodeVelkoLogHeader, velkoLogLength},
+    {LID_VELKO_SYSTEM_SNAPSHOT, "VELKO System Snapshot",          "snapshot",      nullptr, VELKO_LOG_HEADER_BYTES,     nullptr, decodeVelkoLogHeader, velkoLogLength},
     {LID_VELKO_FORCE_FLUSH,     "VELKO Force Flush Status",       "force-flush",   nullptr, VELKO_FORCE_FLUSH_BYTES,    nullptr, decodeVelkoForceFlush},
     {LID_VELKO_BACKGROUND,      "VELKO Background Activity",      "background",    nullptr, VELKO_BACKGROUND_BYTES,     nullptr, decodeVelkoBackground},
 };
@@ -177,7 +200,7 @@ FieldTree decodeVelkoForceFlush(const Payload& data) {
 }
 
 FieldTree decodeVelkoBackground(const Payload& data) {
-    constexpr size_t MASK_BYTES = 8;
+    constexpr size_t MASK_BYTES = sizeof(VelkoBackgroundLog::atWork);
     FieldTree tree{"VELKO Background Activity", {}, {}};
     if (data.getSize() >= MASK_BYTES) tree.add("At Work", backgroundActivityText(le64(data.getData())));
     if (data.getSize() >= 2 * MASK_BYTES)
@@ -191,7 +214,8 @@ bool isVelkoLatencyTracked(const Payload& data) {
 }
 
 VelkoLogHeader velkoLogHeader(const uint8_t* data) {
-    return {shownText(data, 4), le64(data + 8), le32(data + 60)};
+    const auto header = structureAt<VelkoBinaryLogHeader>(data);
+    return {shownText(header.signature.data(), header.signature.size()), header.bytes, header.generation};
 }
 
 std::string forceFlushStateText(unsigned code) {

@@ -6,6 +6,7 @@
 #include "features/nvme/FieldTable.h"
 #include "features/nvme/LogPageIds.h"
 #include "features/nvme/LogPages.h"
+#include "features/nvme/structures/PersistentEventLog.h"
 #include "features/parsers/PersistentEvents.h"
 #include "features/parsers/Structures.h"
 #include "ostrel/core/Payload.h"
@@ -19,17 +20,17 @@ using ostrel::core::Payload;
 namespace {
 
 /// Of the log: what follows the field that holds the header's length does not belong to that length's 20 bytes.
-constexpr size_t HEADER_LENGTH_END = 20;
-constexpr size_t OFFSET_TNEV = 4;
-constexpr size_t OFFSET_TLL = 8;
-constexpr size_t OFFSET_LHL = 18;
-constexpr size_t OFFSET_SN = 56;
-constexpr size_t SN_BYTES = 20;
-constexpr size_t OFFSET_SEB = 480;
+constexpr size_t HEADER_LENGTH_END = offsetof(PersistentEventLogHeader, timestamp);
+constexpr size_t OFFSET_TNEV = offsetof(PersistentEventLogHeader, tnev);
+constexpr size_t OFFSET_TLL = offsetof(PersistentEventLogHeader, tll);
+constexpr size_t OFFSET_LHL = offsetof(PersistentEventLogHeader, lhl);
+constexpr size_t OFFSET_SN = offsetof(PersistentEventLogHeader, sn);
+constexpr size_t SN_BYTES = sizeof(PersistentEventLogHeader::sn);
+constexpr size_t OFFSET_SEB = offsetof(PersistentEventLogHeader, supportedEvents);
 
 /// Of an event.
-constexpr size_t EVENT_HEADER_BYTES = 24;
-constexpr size_t EVENT_LENGTH_END = 3;
+constexpr size_t EVENT_HEADER_BYTES = sizeof(PersistentEventHeader);
+constexpr size_t EVENT_LENGTH_END = offsetof(PersistentEventHeader, port);
 constexpr size_t MAX_DAMAGES_SHOWN = 10;
 
 // clang-format off
@@ -37,16 +38,16 @@ constexpr Word PORT_TYPES[] = {
     {0, NOT_REPORTED}, {1, "NVM subsystem port"}, {2, "Management Endpoint port"}, {3, "no port"}, {},
 };
 constexpr FieldRow EVENT_FIELDS[] = {  // section 5.14.1.13.1; the port's fields are of NVMe 2.0
-    {"ET", "Event Type", 0, 1, Format::HEX},
-    {"ETR", "Event Type Revision", 1, 1, Format::DECIMAL},
-    {"EHL", "Event Header Length (bytes)", 2, 1, Format::DECIMAL},
-    word("PIT", "Port Identifier Type", 3, 1, 0, PORT_TYPES),
-    {"CNTLID", "Controller Identifier", 4, 2, Format::DECIMAL},
-    {"ETSTMP", "Event Timestamp (milliseconds)", 6, 6, Format::DECIMAL},
-    {"ETSTMP Date", "Date", 6, 8, Format::DATE},
-    {"PELPID", "Port Identifier", 14, 2, Format::DECIMAL},
-    {"VSIL", "Vendor Specific Information Length (bytes)", 20, 2, Format::DECIMAL},
-    {"EL", "Event Length (bytes)", 22, 2, Format::DECIMAL},
+    {"ET", "Event Type", FIELD(PersistentEventHeader, type), Format::HEX},
+    {"ETR", "Event Type Revision", FIELD(PersistentEventHeader, revision), Format::DECIMAL},
+    {"EHL", "Event Header Length (bytes)", FIELD(PersistentEventHeader, ehl), Format::DECIMAL},
+    word("PIT", "Port Identifier Type", offsetof(PersistentEventHeader, port), 1, 0, PORT_TYPES),
+    {"CNTLID", "Controller Identifier", FIELD(PersistentEventHeader, cntlid), Format::DECIMAL},
+    {"ETSTMP", "Event Timestamp (milliseconds)", offsetof(PersistentEventHeader, timestamp), 6, Format::DECIMAL},
+    {"ETSTMP Date", "Date", FIELD(PersistentEventHeader, timestamp), Format::DATE},
+    {"PELPID", "Port Identifier", FIELD(PersistentEventHeader, portId), Format::DECIMAL},
+    {"VSIL", "Vendor Specific Information Length (bytes)", FIELD(PersistentEventHeader, vsil), Format::DECIMAL},
+    {"EL", "Event Length (bytes)", FIELD(PersistentEventHeader, el), Format::DECIMAL},
 };
 // clang-format on
 
@@ -122,10 +123,11 @@ bool Walk::takeEvent() {
         return stop(std::to_string(left) + " bytes are left for event " + std::to_string(number_) + " of " +
                     std::to_string(le32(data_ + OFFSET_TNEV)) + (isCut ? "; the log is cut short" : ""));
     const uint8_t* event = data_ + at_;
-    const size_t headerBytes = EVENT_LENGTH_END + event[2];
+    const auto header = structureAt<PersistentEventHeader>(event);
+    const size_t headerBytes = EVENT_LENGTH_END + header.ehl;
     if (headerBytes < EVENT_HEADER_BYTES)
         return stop(eventText() + " says that its header has " + std::to_string(headerBytes) + " bytes");
-    const size_t bytes = headerBytes + le16(event + 22);
+    const size_t bytes = headerBytes + header.el;
     if (bytes > left)
         return stop(eventText() + " says that it has " + std::to_string(bytes) + " bytes, and " + std::to_string(left) +
                     " are left" + (isCut ? "; the log is cut short" : ""));
@@ -135,10 +137,11 @@ bool Walk::takeEvent() {
 }
 
 void Walk::addEvent(const uint8_t* event, size_t headerBytes, size_t eventBytes) {
-    FieldTree& part = log_.tree.addPart("Event " + std::to_string(number_) + " - " + eventName(event[0]));
+    const auto header = structureAt<PersistentEventHeader>(event);
+    FieldTree& part = log_.tree.addPart("Event " + std::to_string(number_) + " - " + eventName(header.type));
     addFields(part, EVENT_FIELDS, event, headerBytes);
     const size_t length = eventBytes - headerBytes;
-    const size_t vendorBytes = le16(event + 20);
+    const size_t vendorBytes = header.vsil;
     const uint8_t* data = event + headerBytes;
     std::string damage;
     if (vendorBytes > length) {
@@ -148,7 +151,7 @@ void Walk::addEvent(const uint8_t* event, size_t headerBytes, size_t eventBytes)
     } else {
         if (vendorBytes != 0)
             part.add("VSI", "Vendor Specific Information", ostrel::core::bytesToHex(data, vendorBytes));
-        damage = addEventData(part, event[0], data + vendorBytes, length - vendorBytes);
+        damage = addEventData(part, header.type, data + vendorBytes, length - vendorBytes);
     }
     if (damage.empty()) return;
     part.add("Damaged", damage);
@@ -185,10 +188,6 @@ PersistentEventLog parsePersistentEventLog(const uint8_t* data, size_t size) {
     Walk walk(log, data, size);
     walk.run();
     return log;
-}
-
-uint64_t persistentEventLogBytes(const uint8_t* header) {
-    return std::max<uint64_t>(le64(header + OFFSET_TLL), PersistentEventLog::HEADER_BYTES);
 }
 
 std::vector<nvme::Structure> eventHeaderStructures() {

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "features/nvme/FieldTree.h"
+#include "features/nvme/structures/PersistentEventLog.h"
 
 namespace features::parsers {
 
@@ -16,7 +17,7 @@ namespace features::parsers {
 /// that: it says what is wrong with it, and the next is decoded. Where a length cannot be believed, or the bytes end,
 /// the log stops being valid.
 struct PersistentEventLog {
-    static constexpr uint32_t HEADER_BYTES = 512;
+    static constexpr uint32_t HEADER_BYTES = sizeof(nvme::PersistentEventLogHeader);
 
     /// Whether the bytes begin like such a log: its identifier, and at least the 20 bytes up to the header's length.
     /// Nothing else here has a meaning when they do not.
@@ -35,8 +36,5 @@ struct PersistentEventLog {
 };
 
 PersistentEventLog parsePersistentEventLog(const uint8_t* data, size_t size);
-
-/// The length in bytes that the log's header gives, at least that of the header itself. `header`: 512 bytes.
-uint64_t persistentEventLogBytes(const uint8_t* header);
 
 }  // namespace features::parsers

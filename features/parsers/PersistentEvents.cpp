@@ -8,6 +8,9 @@
 #include "features/nvme/FieldTable.h"
 #include "features/nvme/LogPages.h"
 #include "features/nvme/PersistentEventTypes.h"
+#include "features/nvme/structures/PersistentEventData.h"
+#include "features/nvme/structures/SmartHealthLog.h"
+#include "features/nvme/structures/TelemetryLogHeader.h"
 #include "features/parsers/Structures.h"
 #include "ostrel/core/Payload.h"
 #include "ostrel/core/Strings.h"
@@ -22,32 +25,34 @@ namespace {
 
 // clang-format off
 constexpr FieldRow FIRMWARE_COMMIT_FIELDS[] = {
-    {"OFR", "Old Firmware Revision", 0, 8, Format::TEXT},
-    {"NFR", "New Firmware Revision", 8, 8, Format::TEXT},
-    {"FCA", "Firmware Commit Action", 16, 1, Format::DECIMAL},
-    {"FS", "Firmware Slot", 17, 1, Format::DECIMAL},
-    {"SCT", "Status Code Type for Firmware Commit Command", 18, 1, Format::HEX},
-    {"SC", "Status Returned for Firmware Commit Command", 19, 1, Format::HEX},
-    {"VFCRC", "Vendor Assigned Firmware Commit Result Code", 20, 2, Format::HEX},
+    {"OFR", "Old Firmware Revision", FIELD(FirmwareCommitEvent, oldRevision), Format::TEXT},
+    {"NFR", "New Firmware Revision", FIELD(FirmwareCommitEvent, newRevision), Format::TEXT},
+    {"FCA", "Firmware Commit Action", FIELD(FirmwareCommitEvent, commitAction), Format::DECIMAL},
+    {"FS", "Firmware Slot", FIELD(FirmwareCommitEvent, slot), Format::DECIMAL},
+    {"SCT", "Status Code Type for Firmware Commit Command", FIELD(FirmwareCommitEvent, statusCodeType), Format::HEX},
+    {"SC", "Status Returned for Firmware Commit Command", FIELD(FirmwareCommitEvent, statusCode), Format::HEX},
+    {"VFCRC", "Vendor Assigned Firmware Commit Result Code", FIELD(FirmwareCommitEvent, vendorResult), Format::HEX},
 };
 
 constexpr FieldRow TIMESTAMP_FIELDS[] = {
-    {"PTSTMP", "Previous Timestamp (milliseconds)", 0, 6, Format::DECIMAL},
-    {"PTSTMP Date", "Date", 0, 8, Format::DATE},
-    {"MSR", "Milliseconds Since Reset (milliseconds)", 8, 8, Format::DECIMAL},
+    {"PTSTMP", "Previous Timestamp (milliseconds)",
+     offsetof(TimestampChangeEvent, previousTimestamp), 6, Format::DECIMAL},
+    {"PTSTMP Date", "Date", FIELD(TimestampChangeEvent, previousTimestamp), Format::DATE},
+    {"MSR", "Milliseconds Since Reset (milliseconds)",
+     FIELD(TimestampChangeEvent, millisecondsSinceReset), Format::DECIMAL},
 };
 
 constexpr FieldRow POWER_ON_FIELDS[] = {
-    {"FR", "Firmware Revision", 0, 8, Format::TEXT},
+    {"FR", "Firmware Revision", FIELD(PowerOnEvent, revision), Format::TEXT},
 };
 constexpr FieldRow RESET_FIELDS[] = {
-    {"CNTLID", "Controller ID", 0, 2, Format::DECIMAL},
-    {"FA", "Firmware Activation", 2, 1, Format::HEX},
-    {"OIP", "Operation in Progress", 3, 1, Format::HEX},
-    {"CPC", "Controller Power Cycle", 16, 4, Format::DECIMAL},
-    {"POM", "Power On Milliseconds (milliseconds)", 20, 8, Format::DECIMAL},
-    {"CTSTMP", "Controller Timestamp (milliseconds)", 28, 6, Format::DECIMAL},
-    {"CTSTMP Date", "Date", 28, 8, Format::DATE},
+    {"CNTLID", "Controller ID", FIELD(ResetDescriptor, cntlid), Format::DECIMAL},
+    {"FA", "Firmware Activation", FIELD(ResetDescriptor, firmwareActivation), Format::HEX},
+    {"OIP", "Operation in Progress", FIELD(ResetDescriptor, operationInProgress), Format::HEX},
+    {"CPC", "Controller Power Cycle", FIELD(ResetDescriptor, powerCycle), Format::DECIMAL},
+    {"POM", "Power On Milliseconds (milliseconds)", FIELD(ResetDescriptor, powerOnMilliseconds), Format::DECIMAL},
+    {"CTSTMP", "Controller Timestamp (milliseconds)", offsetof(ResetDescriptor, timestamp), 6, Format::DECIMAL},
+    {"CTSTMP Date", "Date", FIELD(ResetDescriptor, timestamp), Format::DATE},
 };
 
 constexpr Word HARDWARE_ERRORS[] = {
@@ -65,70 +70,71 @@ constexpr Word HARDWARE_ERRORS[] = {
     {},
 };
 constexpr FieldRow HARDWARE_ERROR_FIELDS[] = {
-    {"NSHEEC", "NVM Subsystem Hardware Error Event Code", 0, 2, Format::HEX},
-    word("NSHEEC Error", "What failed", 0, 15, 0, HARDWARE_ERRORS),
+    {"NSHEEC", "NVM Subsystem Hardware Error Event Code", FIELD(HardwareErrorEvent, code), Format::HEX},
+    word("NSHEEC Error", "What failed", offsetof(HardwareErrorEvent, code), 15, 0, HARDWARE_ERRORS),
 };
 
 constexpr FieldRow CHANGE_NAMESPACE_FIELDS[] = {
-    {"NMCDW10", "Namespace Management Command Dword 10", 0, 4, Format::HEX},
-    {"NSZE", "Namespace Size (blocks)", 8, 8, Format::DECIMAL},
-    {"NCAP", "Namespace Capacity (blocks)", 24, 8, Format::DECIMAL},
-    {"FLBAS", "Formatted LBA Size", 32, 1, Format::HEX},
-    {"DPS", "End-to-end Data Protection Type Settings", 33, 1, Format::HEX},
-    {"NMIC", "Namespace Multi-path I/O and Namespace Sharing Capabilities", 34, 1, Format::HEX},
-    {"ANAGRPID", "ANA Group Identifier", 36, 4, Format::DECIMAL},
-    {"NVMSETID", "NVM Set Identifier", 40, 2, Format::DECIMAL},
-    {"NSID", "Namespace", 44, 4, Format::HEX},
+    {"NMCDW10", "Namespace Management Command Dword 10", FIELD(ChangeNamespaceEvent, cdw10), Format::HEX},
+    {"NSZE", "Namespace Size (blocks)", FIELD(ChangeNamespaceEvent, nsze), Format::DECIMAL},
+    {"NCAP", "Namespace Capacity (blocks)", FIELD(ChangeNamespaceEvent, ncap), Format::DECIMAL},
+    {"FLBAS", "Formatted LBA Size", FIELD(ChangeNamespaceEvent, flbas), Format::HEX},
+    {"DPS", "End-to-end Data Protection Type Settings", FIELD(ChangeNamespaceEvent, dps), Format::HEX},
+    {"NMIC", "Namespace Multi-path I/O and Namespace Sharing Capabilities",
+     FIELD(ChangeNamespaceEvent, nmic), Format::HEX},
+    {"ANAGRPID", "ANA Group Identifier", FIELD(ChangeNamespaceEvent, anagrpid), Format::DECIMAL},
+    {"NVMSETID", "NVM Set Identifier", FIELD(ChangeNamespaceEvent, nvmsetid), Format::DECIMAL},
+    {"NSID", "Namespace", FIELD(ChangeNamespaceEvent, nsid), Format::HEX},
 };
 
 constexpr FieldRow FORMAT_START_FIELDS[] = {
-    {"NSID", "Namespace", 0, 4, Format::HEX},
-    {"FNA", "Format NVM Attributes", 4, 1, Format::HEX},
-    {"FCDW10", "Format NVM Command Dword 10", 8, 4, Format::HEX},
+    {"NSID", "Namespace", FIELD(FormatStartEvent, nsid), Format::HEX},
+    {"FNA", "Format NVM Attributes", FIELD(FormatStartEvent, fna), Format::HEX},
+    {"FCDW10", "Format NVM Command Dword 10", FIELD(FormatStartEvent, cdw10), Format::HEX},
 };
 constexpr FieldRow FORMAT_COMPLETION_FIELDS[] = {
-    {"NSID", "Namespace", 0, 4, Format::HEX},
-    {"SFPI", "Smallest Format Progress Indicator", 4, 1, Format::DECIMAL},
-    {"FNS", "Format NVM Status", 5, 1, Format::HEX},
-    {"CI", "Completion Information", 6, 2, Format::HEX},
-    {"SF", "Status Field", 8, 4, Format::HEX},
+    {"NSID", "Namespace", FIELD(FormatCompletionEvent, nsid), Format::HEX},
+    {"SFPI", "Smallest Format Progress Indicator", FIELD(FormatCompletionEvent, smallestProgress), Format::DECIMAL},
+    {"FNS", "Format NVM Status", FIELD(FormatCompletionEvent, formatStatus), Format::HEX},
+    {"CI", "Completion Information", FIELD(FormatCompletionEvent, completionInformation), Format::HEX},
+    {"SF", "Status Field", FIELD(FormatCompletionEvent, statusField), Format::HEX},
 };
 
 constexpr FieldRow SANITIZE_START_FIELDS[] = {
-    {"SANICAP", "Sanitize Capabilities", 0, 4, Format::HEX},
-    {"SCDW10", "Sanitize Command Dword 10", 4, 4, Format::HEX},
-    {"SCDW11", "Sanitize Command Dword 11", 8, 4, Format::HEX},
+    {"SANICAP", "Sanitize Capabilities", FIELD(SanitizeStartEvent, sanicap), Format::HEX},
+    {"SCDW10", "Sanitize Command Dword 10", FIELD(SanitizeStartEvent, cdw10), Format::HEX},
+    {"SCDW11", "Sanitize Command Dword 11", FIELD(SanitizeStartEvent, cdw11), Format::HEX},
 };
 constexpr FieldRow SANITIZE_COMPLETION_FIELDS[] = {
-    {"SPROG", "Sanitize Progress (units of 1/65536)", 0, 2, Format::DECIMAL},
-    {"SSTAT", "Sanitize Status", 2, 2, Format::HEX},
-    {"CI", "Completion Information", 4, 2, Format::HEX},
+    {"SPROG", "Sanitize Progress (units of 1/65536)", FIELD(SanitizeCompletionEvent, sprog), Format::DECIMAL},
+    {"SSTAT", "Sanitize Status", FIELD(SanitizeCompletionEvent, sstat), Format::HEX},
+    {"CI", "Completion Information", FIELD(SanitizeCompletionEvent, completionInformation), Format::HEX},
 };
 
 constexpr FieldRow SET_FEATURE_FIELDS[] = {
-    {"SFEL", "Set Feature Event Layout", 0, 4, Format::HEX},
+    {"SFEL", "Set Feature Event Layout", FIELD(SetFeatureEvent, layout), Format::HEX},
 };
 
 constexpr FieldRow THERMAL_FIELDS[] = {
-    {"OT", "Over Temperature (C)", 0, 1, Format::DECIMAL},
-    {"THRESH", "Threshold", 1, 1, Format::HEX},
+    {"OT", "Over Temperature (C)", FIELD(ThermalExcursionEvent, overTemperature), Format::DECIMAL},
+    {"THRESH", "Threshold", FIELD(ThermalExcursionEvent, threshold), Format::HEX},
 };
 
 constexpr Word VENDOR_DATA_TYPES[] = {
     {1, "Event Name"}, {2, "ASCII String"}, {3, "Binary"}, {4, "Signed Integer"}, {},
 };
 constexpr FieldRow VENDOR_FIELDS[] = {
-    {"VSEC", "Vendor Specific Event Code", 0, 2, Format::HEX},
-    word("VSEDT", "Vendor Specific Event Data Type", 2, 7, 0, VENDOR_DATA_TYPES),
-    {"UIDX", "UUID Index", 3, 1, Format::DECIMAL},
-    {"VSEDL", "Vendor Specific Event Data Length (bytes)", 4, 2, Format::DECIMAL},
+    {"VSEC", "Vendor Specific Event Code", FIELD(VendorEventDescriptor, code), Format::HEX},
+    word("VSEDT", "Vendor Specific Event Data Type", offsetof(VendorEventDescriptor, type), 7, 0, VENDOR_DATA_TYPES),
+    {"UIDX", "UUID Index", FIELD(VendorEventDescriptor, uuidIndex), Format::DECIMAL},
+    {"VSEDL", "Vendor Specific Event Data Length (bytes)", FIELD(VendorEventDescriptor, length), Format::DECIMAL},
 };
 // clang-format on
 
-constexpr size_t RESET_BYTES = 36;
-constexpr size_t VENDOR_HEAD_BYTES = 6;
-constexpr size_t SMART_BYTES = 512;
-constexpr size_t TELEMETRY_BYTES = 512;
+constexpr size_t RESET_BYTES = sizeof(ResetDescriptor);
+constexpr size_t VENDOR_HEAD_BYTES = sizeof(VendorEventDescriptor);
+constexpr size_t SMART_BYTES = sizeof(SmartHealthLog);
+constexpr size_t TELEMETRY_BYTES = sizeof(TelemetryLogHeader);
 
 /// Bytes that have no fields: also those that are all zero are shown.
 void addBytes(FieldTree& tree, const char* name, const char* description, const uint8_t* data, size_t size) {
@@ -141,26 +147,25 @@ std::string addSmart(FieldTree& tree, const uint8_t* data, size_t size) {
 }
 
 std::string addResets(FieldTree& tree, const uint8_t* data, size_t size) {
-    constexpr size_t HEAD_BYTES = 8;
-    size_t at = HEAD_BYTES;
+    size_t at = sizeof(PowerOnEvent);
     for (unsigned number = 1; at + RESET_BYTES <= size; at += RESET_BYTES, ++number)
         addFields(tree.addPart("Reset " + std::to_string(number)), RESET_FIELDS, data + at, RESET_BYTES);
     return at < size ? "its list of resets ends within an entry" : "";
 }
 
 std::string addHardwareError(FieldTree& tree, const uint8_t* data, size_t size) {
-    constexpr size_t HEAD_BYTES = 4;
+    constexpr size_t HEAD_BYTES = sizeof(HardwareErrorEvent);
     addBytes(tree, "AHEI", "Additional Hardware Error Information", data + HEAD_BYTES, size - HEAD_BYTES);
     return {};
 }
 
 /// The command's dwords from dword 10 on, its data, and dword 0 of its completion: the layout says how much of each.
 std::string addSetFeature(FieldTree& tree, const uint8_t* data, size_t size) {
-    const uint32_t layout = le32(data);
+    const uint32_t layout = structureAt<SetFeatureEvent>(data).layout;
     const auto dwords = static_cast<size_t>(bits(layout, 2, 0));
     const bool hasCompletion = bit(layout, 3);
     const auto bufferBytes = static_cast<size_t>(bits(layout, 31, 16));
-    size_t at = 4;
+    size_t at = sizeof(SetFeatureEvent);
     if (at + dwords * 4 + bufferBytes + (hasCompletion ? 4 : 0) > size) {
         addBytes(tree, "Data", "Bytes as they are", data + at, size - at);
         return "its layout describes more than it has";
@@ -203,14 +208,15 @@ std::string addVendorSpecific(FieldTree& tree, const uint8_t* data, size_t size)
     for (unsigned number = 1; at + VENDOR_HEAD_BYTES <= size; ++number) {
         FieldTree& part = tree.addPart("Descriptor " + std::to_string(number));
         addFields(part, VENDOR_FIELDS, data + at, VENDOR_HEAD_BYTES);
-        const size_t length = le16(data + at + 4);
+        const auto descriptor = structureAt<VendorEventDescriptor>(data + at);
+        const size_t length = descriptor.length;
         if (length > size - at - VENDOR_HEAD_BYTES) {
             addBytes(part, "Data", "Bytes as they are", data + at + VENDOR_HEAD_BYTES, size - at - VENDOR_HEAD_BYTES);
             return "its descriptor " + std::to_string(number) + " describes more data than there is";
         }
         if (length != 0)
             part.add("VSED", "Vendor Specific Event Data",
-                     vendorValue(data[at + 2], data + at + VENDOR_HEAD_BYTES, length));
+                     vendorValue(descriptor.type, data + at + VENDOR_HEAD_BYTES, length));
         at += VENDOR_HEAD_BYTES + length;
     }
     return at < size ? "its list of descriptors ends within one" : "";
@@ -232,21 +238,21 @@ struct EventRow {
 
 // clang-format off
 const EventRow EVENTS[] = {
-    {PersistentEvent::SMART_SNAPSHOT,      "SMART / Health Log Snapshot",   {},                         SMART_BYTES,       addSmart},
-    {PersistentEvent::FIRMWARE_COMMIT,     "Firmware Commit",               FIRMWARE_COMMIT_FIELDS,     22,                nullptr},
-    {PersistentEvent::TIMESTAMP_CHANGE,    "Timestamp Change",              TIMESTAMP_FIELDS,           16,                nullptr},
-    {PersistentEvent::POWER_ON_OR_RESET,   "Power-on or Reset",             POWER_ON_FIELDS,            8,                 addResets},
-    {PersistentEvent::HARDWARE_ERROR,      "NVM Subsystem Hardware Error",  HARDWARE_ERROR_FIELDS,      4,                 addHardwareError},
-    {PersistentEvent::CHANGE_NAMESPACE,    "Change Namespace",              CHANGE_NAMESPACE_FIELDS,    48,                nullptr},
-    {PersistentEvent::FORMAT_START,        "Format NVM Start",              FORMAT_START_FIELDS,        12,                nullptr},
-    {PersistentEvent::FORMAT_COMPLETION,   "Format NVM Completion",         FORMAT_COMPLETION_FIELDS,   12,                nullptr},
-    {PersistentEvent::SANITIZE_START,      "Sanitize Start",                SANITIZE_START_FIELDS,      12,                nullptr},
-    {PersistentEvent::SANITIZE_COMPLETION, "Sanitize Completion",           SANITIZE_COMPLETION_FIELDS, 8,                 nullptr},
-    {PersistentEvent::SET_FEATURE,         "Set Feature",                   SET_FEATURE_FIELDS,         4,                 addSetFeature},
-    {PersistentEvent::TELEMETRY_CREATED,   "Telemetry Log Created",         {},                         TELEMETRY_BYTES,   addTelemetry},
-    {PersistentEvent::THERMAL_EXCURSION,   "Thermal Excursion",             THERMAL_FIELDS,             2,                 nullptr},
-    {PersistentEvent::VENDOR_SPECIFIC,     "Vendor Specific",               {},                         VENDOR_HEAD_BYTES, addVendorSpecific},
-    {PersistentEvent::TCG_DEFINED,         "TCG Defined",                   {},                         0,                 addAsBytes},
+    {PersistentEvent::SMART_SNAPSHOT,      "SMART / Health Log Snapshot",  {},                         SMART_BYTES,                     addSmart},
+    {PersistentEvent::FIRMWARE_COMMIT,     "Firmware Commit",              FIRMWARE_COMMIT_FIELDS,     sizeof(FirmwareCommitEvent),     nullptr},
+    {PersistentEvent::TIMESTAMP_CHANGE,    "Timestamp Change",             TIMESTAMP_FIELDS,           sizeof(TimestampChangeEvent),    nullptr},
+    {PersistentEvent::POWER_ON_OR_RESET,   "Power-on or Reset",            POWER_ON_FIELDS,            sizeof(PowerOnEvent),            addResets},
+    {PersistentEvent::HARDWARE_ERROR,      "NVM Subsystem Hardware Error", HARDWARE_ERROR_FIELDS,      sizeof(HardwareErrorEvent),      addHardwareError},
+    {PersistentEvent::CHANGE_NAMESPACE,    "Change Namespace",             CHANGE_NAMESPACE_FIELDS,    sizeof(ChangeNamespaceEvent),    nullptr},
+    {PersistentEvent::FORMAT_START,        "Format NVM Start",             FORMAT_START_FIELDS,        sizeof(FormatStartEvent),        nullptr},
+    {PersistentEvent::FORMAT_COMPLETION,   "Format NVM Completion",        FORMAT_COMPLETION_FIELDS,   sizeof(FormatCompletionEvent),   nullptr},
+    {PersistentEvent::SANITIZE_START,      "Sanitize Start",               SANITIZE_START_FIELDS,      sizeof(SanitizeStartEvent),      nullptr},
+    {PersistentEvent::SANITIZE_COMPLETION, "Sanitize Completion",          SANITIZE_COMPLETION_FIELDS, sizeof(SanitizeCompletionEvent), nullptr},
+    {PersistentEvent::SET_FEATURE,         "Set Feature",                  SET_FEATURE_FIELDS,         sizeof(SetFeatureEvent),         addSetFeature},
+    {PersistentEvent::TELEMETRY_CREATED,   "Telemetry Log Created",        {},                         TELEMETRY_BYTES,                 addTelemetry},
+    {PersistentEvent::THERMAL_EXCURSION,   "Thermal Excursion",            THERMAL_FIELDS,             sizeof(ThermalExcursionEvent),   nullptr},
+    {PersistentEvent::VENDOR_SPECIFIC,     "Vendor Specific",              {},                         VENDOR_HEAD_BYTES,               addVendorSpecific},
+    {PersistentEvent::TCG_DEFINED,         "TCG Defined",                  {},                         0,                               addAsBytes},
 };
 // clang-format on
 

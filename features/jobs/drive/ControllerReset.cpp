@@ -2,6 +2,7 @@
 
 #include "features/jobs/support/StatusDetails.h"
 #include "features/nvme/Bytes.h"
+#include "features/nvme/structures/IdentifyController.h"
 #include "features/transport/HostCommand.h"
 #include "ostrel/core/CommandResult.h"
 #include "ostrel/core/StatusCatalogue.h"
@@ -12,8 +13,8 @@ using namespace ostrel::core;
 
 namespace {
 
-constexpr std::size_t OFFSET_FIRMWARE_REVISION = 64;
-constexpr std::size_t FIRMWARE_REVISION_BYTES = 8;
+constexpr std::size_t OFFSET_FIRMWARE_REVISION = offsetof(nvme::IdentifyController, fr);
+constexpr std::size_t FIRMWARE_REVISION_BYTES = sizeof(nvme::IdentifyController::fr);
 
 }  // namespace
 

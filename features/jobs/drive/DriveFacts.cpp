@@ -7,6 +7,7 @@
 #include "features/jobs/drive/OcpSmartLog.h"
 #include "features/nvme/IdentifyCns.h"
 #include "features/nvme/LogPageIds.h"
+#include "features/nvme/structures/IdentifyController.h"
 
 namespace features::jobs {
 
@@ -105,7 +106,7 @@ Status DriveFacts::smartRefusal() {
 
 bool DriveFacts::mayLackSmart() {
     // Controller Type of Identify Controller (NVMe Base Specification 1.4, figure 247).
-    constexpr size_t OFFSET_CONTROLLER_TYPE = 111;
+    constexpr size_t OFFSET_CONTROLLER_TYPE = offsetof(nvme::IdentifyController, cntrltype);
     constexpr uint8_t DISCOVERY = 2;
     constexpr uint8_t ADMINISTRATIVE = 3;
     const uint8_t* data = identifyController();

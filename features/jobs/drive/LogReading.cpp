@@ -6,8 +6,8 @@
 #include "features/jobs/support/StatusDetails.h"
 #include "features/nvme/FieldTree.h"
 #include "features/nvme/LogPageIds.h"
-#include "features/nvme/LogSizes.h"
 #include "features/nvme/StatusCodes.h"
+#include "features/nvme/structures/SmartHealthLog.h"
 
 namespace features::jobs {
 
@@ -48,7 +48,7 @@ CommandError missingLogAs(const CommandError& error, const Status& missing) {
 }
 
 Result<Payload, CommandError> readSmartLog(nvme::Drive& drive) {
-    return readLog(drive, nvme::LID_SMART_HEALTH, nvme::SMART_HEALTH_BYTES);
+    return readLog(drive, nvme::LID_SMART_HEALTH, sizeof(nvme::SmartHealthLog));
 }
 
 }  // namespace features::jobs

@@ -7,6 +7,7 @@
 #include "features/nvme/IdentifyCns.h"
 #include "features/nvme/LogPageIds.h"
 #include "features/nvme/LogPages.h"
+#include "features/nvme/structures/OcpSmartLog.h"
 
 namespace features::jobs {
 

@@ -12,6 +12,7 @@
 #include "features/nvme/Bytes.h"
 #include "features/nvme/NamespaceIds.h"
 #include "features/nvme/Opcodes.h"
+#include "features/nvme/structures/IdentifyNamespace.h"
 #include "ostrel/core/AttributeVocabulary.h"
 #include "ostrel/core/SignalBlock.h"
 #include "ostrel/core/StatusCatalogue.h"
@@ -44,7 +45,7 @@ constexpr unsigned FNA_NO_BROADCAST = 3;
 constexpr uint16_t PROTECTION_BYTES = 8;
 
 /// Format Progress Indicator in Identify Namespace: whether it is there, and the per cent that are left.
-constexpr size_t OFFSET_FPI = 32;
+constexpr size_t OFFSET_FPI = offsetof(nvme::IdentifyNamespace, fpi);
 constexpr uint8_t FPI_LEFT = 0x7F;
 constexpr uint8_t FPI_SUPPORTED = 0x80;
 constexpr unsigned ALL_PERCENT = 100;

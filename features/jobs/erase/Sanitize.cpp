@@ -14,9 +14,9 @@
 #include "features/nvme/FieldTree.h"
 #include "features/nvme/LogPageIds.h"
 #include "features/nvme/LogPages.h"
-#include "features/nvme/LogSizes.h"
 #include "features/nvme/Opcodes.h"
 #include "features/nvme/Units.h"
+#include "features/nvme/structures/SanitizeStatusLog.h"
 #include "ostrel/core/AttributeVocabulary.h"
 #include "ostrel/core/StatusCatalogue.h"
 
@@ -39,7 +39,7 @@ constexpr uint64_t FAST_POLL_MS = 1000;
 constexpr uint64_t SLOW_POLL_MS = 10000;
 
 /// The Sanitize Status log.
-constexpr size_t OFFSET_STATE = 2;
+constexpr size_t OFFSET_STATE = offsetof(nvme::SanitizeStatusLog, sstat);
 constexpr uint32_t NOT_REPORTED = 0xFFFFFFFF;
 enum State : unsigned { SUCCEEDED = 1, IN_PROGRESS = 2, FAILED = 3, SUCCEEDED_DEALLOCATED = 4 };
 
@@ -212,7 +212,7 @@ Status Sanitize::checkDeallocation() {
 }
 
 Result<Payload> Sanitize::readState() {
-    TRY(const Payload log, readLog(drive_, nvme::LID_SANITIZE_STATUS, nvme::SANITIZE_STATUS_BYTES));
+    TRY(const Payload log, readLog(drive_, nvme::LID_SANITIZE_STATUS, sizeof(nvme::SanitizeStatusLog)));
     if ((log.getData()[OFFSET_STATE] & 7U) != IN_PROGRESS) return log;
     return withDetails(statuses::sanitizeInProgress(),
                        "It was begun before, " + percentText(nvme::le16(log.getData())) + " are done.");
@@ -247,7 +247,7 @@ Result<std::string> Sanitize::follow(uint64_t estimateMs) {
     uint64_t lastMove = begin;
     uint16_t furthest = 0;
     for (;;) {
-        const auto log = readLog(drive_, nvme::LID_SANITIZE_STATUS, nvme::SANITIZE_STATUS_BYTES);
+        const auto log = readLog(drive_, nvme::LID_SANITIZE_STATUS, sizeof(nvme::SanitizeStatusLog));
         if (!log)
             return withDetails(log.error(), "The sanitize operation was started; whether it has ended is not known.");
         const unsigned state = log->getData()[OFFSET_STATE] & 7U;

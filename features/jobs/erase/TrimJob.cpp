@@ -14,6 +14,8 @@
 #include "features/nvme/IdentifyCns.h"
 #include "features/nvme/NamespaceProperties.h"
 #include "features/nvme/Opcodes.h"
+#include "features/nvme/structures/DatasetRange.h"
+#include "features/nvme/structures/IdentifyNvmController.h"
 #include "ostrel/core/AttributeVocabulary.h"
 #include "ostrel/core/StatusCatalogue.h"
 #include "ostrel/interfaces/ostreli/interface/JobNames.h"
@@ -25,7 +27,7 @@ using namespace ostrel::core;
 namespace {
 
 /// A range of Dataset Management (NVMe Base Specification 1.4, section 6.7): context attributes, length, first block.
-constexpr size_t RANGE_BYTES = 16;
+constexpr size_t RANGE_BYTES = sizeof(nvme::DatasetRange);
 constexpr uint32_t MAX_RANGES = 256;
 /// The length has 32 bits; a round number of blocks leaves no odd piece at the seams, which a drive may not free.
 constexpr uint32_t MAX_BLOCKS_OF_A_RANGE = 0xFFFF0000;
@@ -35,9 +37,9 @@ constexpr uint32_t COMMAND_TIMEOUT_MS = 10 * 60 * 1000;
 
 /// Identify Controller of the NVM command set, since NVMe 2.0; 0 means no limit.
 constexpr uint32_t VERSION_2_0 = 0x00020000;
-constexpr size_t OFFSET_DMRL = 3;
-constexpr size_t OFFSET_DMRSL = 4;
-constexpr size_t OFFSET_DMSL = 8;
+constexpr size_t OFFSET_DMRL = offsetof(nvme::IdentifyNvmController, dmrl);
+constexpr size_t OFFSET_DMRSL = offsetof(nvme::IdentifyNvmController, dmrsl);
+constexpr size_t OFFSET_DMSL = offsetof(nvme::IdentifyNvmController, dmsl);
 
 constexpr RefusalRow REFUSALS[] = {
     {nvme::SC_INVALID_OPCODE, statuses::trimNotSupported},
@@ -158,8 +160,8 @@ Status TrimJob::deallocate(nvme::Drive& drive, uint32_t nsid, const Limits& limi
         uint64_t next = done;
         for (; next < end && number < limits.rangesPerCommand; ++number) {
             const auto blocks = static_cast<uint32_t>(std::min<uint64_t>(end - next, limits.blocksPerRange));
-            nvme::putLe32(ranges + number * RANGE_BYTES + 4, blocks);
-            nvme::putLe64(ranges + number * RANGE_BYTES + 8, startLba_ + next);
+            nvme::putLe32(ranges + number * RANGE_BYTES + offsetof(nvme::DatasetRange, blocks), blocks);
+            nvme::putLe64(ranges + number * RANGE_BYTES + offsetof(nvme::DatasetRange, startingLba), startLba_ + next);
             next += blocks;
         }
         Status status = sendRanges(drive, nsid, number, ranges);

@@ -3,6 +3,7 @@
 #include "features/jobs/firmware/FirmwareImage.h"
 #include "features/jobs/support/StatusDetails.h"
 #include "features/nvme/Bytes.h"
+#include "features/nvme/structures/IdentifyController.h"
 #include "ostrel/core/AttributeVocabulary.h"
 #include "ostrel/core/StatusCatalogue.h"
 #include "ostrel/interfaces/ostreli/interface/JobNames.h"
@@ -14,8 +15,8 @@ namespace feature = attributes::feature;
 
 namespace {
 
-constexpr size_t OFFSET_MODEL_NUMBER = 24;
-constexpr size_t MODEL_NUMBER_BYTES = 40;
+constexpr size_t OFFSET_MODEL_NUMBER = offsetof(nvme::IdentifyController, mn);
+constexpr size_t MODEL_NUMBER_BYTES = sizeof(nvme::IdentifyController::mn);
 
 }  // namespace
 

@@ -11,9 +11,9 @@
 #include "features/nvme/ControllerCapabilities.h"
 #include "features/nvme/LogPageIds.h"
 #include "features/nvme/LogPages.h"
-#include "features/nvme/LogSizes.h"
 #include "features/nvme/NamespaceIds.h"
 #include "features/nvme/Opcodes.h"
+#include "features/nvme/structures/SelfTestLog.h"
 #include "ostrel/core/AttributeVocabulary.h"
 #include "ostrel/core/StatusCatalogue.h"
 #include "ostrel/core/Strings.h"
@@ -77,7 +77,7 @@ Result<unsigned> readExtendedMinutes(nvme::Drive& drive) {
 }
 
 Result<Payload, nvme::CommandError> readSelfTestLog(nvme::Drive& drive) {
-    return readLog(drive, nvme::LID_DEVICE_SELF_TEST, nvme::SELF_TEST_BYTES);
+    return readLog(drive, nvme::LID_DEVICE_SELF_TEST, sizeof(nvme::SelfTestLog));
 }
 
 Status start(nvme::Drive& drive, const TestRow& test) {
@@ -93,16 +93,16 @@ Status start(nvme::Drive& drive, const TestRow& test) {
 
 /// The fields of log 06h that decide. The newest result is the first.
 unsigned runningTest(const Payload& log) {
-    return log.getData()[0] & 0x0FU;
+    return log.getData()[offsetof(nvme::SelfTestLog, operation)] & 0x0FU;
 }
 unsigned progress(const Payload& log) {
-    return log.getData()[1] & 0x7FU;
+    return log.getData()[offsetof(nvme::SelfTestLog, completion)] & 0x7FU;
 }
 unsigned newestTest(const Payload& log) {
-    return log.getData()[4] >> 4;
+    return log.getData()[offsetof(nvme::SelfTestLog, results)] >> 4;
 }
 unsigned newestResult(const Payload& log) {
-    return log.getData()[4] & 0x0FU;
+    return log.getData()[offsetof(nvme::SelfTestLog, results)] & 0x0FU;
 }
 constexpr size_t MAX_RESULTS = 20;
 constexpr unsigned RESULT_PASSED = 0;

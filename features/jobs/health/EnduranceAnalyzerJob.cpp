@@ -8,6 +8,7 @@
 #include "features/jobs/support/StateFolder.h"
 #include "features/nvme/Bytes.h"
 #include "features/nvme/FieldTree.h"
+#include "features/nvme/structures/SmartHealthLog.h"
 #include "ostrel/core/AttributeVocabulary.h"
 #include "ostrel/core/StatusCatalogue.h"
 #include "ostrel/interfaces/ostreli/interface/JobNames.h"
@@ -23,8 +24,8 @@ constexpr int64_t MIN_SECONDS = 60 * SECONDS_PER_MINUTE;
 constexpr int64_t SECONDS_PER_YEAR = 31557600;  // 365.25 days
 constexpr unsigned WHOLE_LIFE = 100;            // per cent
 
-constexpr std::size_t OFFSET_PERCENTAGE_USED = 5;
-constexpr std::size_t OFFSET_DATA_UNITS_WRITTEN = 48;
+constexpr std::size_t OFFSET_PERCENTAGE_USED = offsetof(nvme::SmartHealthLog, percentageUsed);
+constexpr std::size_t OFFSET_DATA_UNITS_WRITTEN = offsetof(nvme::SmartHealthLog, dataUnitsWritten);
 
 int64_t systemSeconds() {
     using namespace std::chrono;

@@ -5,6 +5,7 @@
 #include "features/jobs/drive/OcpSmartLog.h"
 #include "features/jobs/health/VelkoSmart.h"
 #include "features/nvme/SmartAttributes.h"
+#include "features/nvme/structures/SmartHealthLog.h"
 #include "ostrel/core/AttributeVocabulary.h"
 #include "ostrel/interfaces/ostreli/interface/JobNames.h"
 
@@ -19,7 +20,7 @@ Status HealthMetricsJob::showDrive(nvme::Drive& drive, const Arguments&, DriveOu
     TRY(const Payload smart, readSmartLog(drive));
     AttributeList list = nvme::healthMetrics(smart);
     Attribute deviceStatus = attributes::feature::deviceStatus();
-    deviceStatus.setValue(deviceStatusText(smart.getData()[0]));
+    deviceStatus.setValue(deviceStatusText(smart.getData()[offsetof(nvme::SmartHealthLog, criticalWarning)]));
     list[deviceStatus.getName()] = deviceStatus;
     if (!out.hasAllRequested(list)) {  // nothing is asked of the drive that the answer does not need
         const auto ocp = readOcpSmartLog(drive, OcpGrounds::OFFERED);

@@ -9,6 +9,7 @@
 #include "features/nvme/FieldTable.h"
 #include "features/nvme/IdentifyCns.h"
 #include "features/nvme/NamespaceProperties.h"
+#include "features/nvme/structures/IdentifyNamespace.h"
 #include "ostrel/core/CommandResult.h"
 #include "ostrel/core/Device.h"
 #include "ostrel/core/StatusCatalogue.h"
@@ -23,10 +24,10 @@ using transport::NamespaceUse;
 
 namespace {
 
-constexpr size_t OFFSET_NGUID = 104;
-constexpr size_t NGUID_BYTES = 16;
-constexpr size_t OFFSET_EUI64 = 120;
-constexpr size_t EUI64_BYTES = 8;
+constexpr size_t OFFSET_NGUID = offsetof(nvme::IdentifyNamespace, nguid);
+constexpr size_t NGUID_BYTES = sizeof(nvme::IdentifyNamespace::nguid);
+constexpr size_t OFFSET_EUI64 = offsetof(nvme::IdentifyNamespace, eui64);
+constexpr size_t EUI64_BYTES = sizeof(nvme::IdentifyNamespace::eui64);
 
 std::string bytesText(uint64_t bytes) {
     return nvme::withUnit(std::to_string(bytes), "bytes");

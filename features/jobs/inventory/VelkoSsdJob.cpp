@@ -12,6 +12,9 @@
 #include "features/nvme/Bytes.h"
 #include "features/nvme/FieldTree.h"
 #include "features/nvme/LogPages.h"
+#include "features/nvme/structures/FirmwareSlotLog.h"
+#include "features/nvme/structures/IdentifyController.h"
+#include "features/nvme/structures/SmartHealthLog.h"
 #include "ostrel/core/AttributeVocabulary.h"
 #include "ostrel/core/Device.h"
 #include "ostrel/core/StatusCatalogue.h"
@@ -69,8 +72,8 @@ Text versionPart(ListedDrive& facts) {
     return controller == nullptr ? Text() : std::to_string(controller->version >> SHIFT & MASK);
 }
 
-constexpr size_t OFFSET_TNVMCAP = 280;
-constexpr size_t OFFSET_UNVMCAP = 296;
+constexpr size_t OFFSET_TNVMCAP = offsetof(nvme::IdentifyController, tnvmcap);
+constexpr size_t OFFSET_UNVMCAP = offsetof(nvme::IdentifyController, unvmcap);
 
 /// A capacity of 16 bytes in Identify Controller. One that does not report its total, which is not 0, reports none.
 template <size_t OFFSET>
@@ -157,7 +160,7 @@ Text protectionInformationLocation(ListedDrive& facts) {
 
 Text deviceStatus(ListedDrive& facts) {
     const uint8_t* smart = facts.smart();
-    if (smart != nullptr) return deviceStatusText(smart[0]);
+    if (smart != nullptr) return deviceStatusText(smart[offsetof(nvme::SmartHealthLog, criticalWarning)]);
     return succeeded(facts.smartRefusal()) ? Text() : "Unknown";
 }
 
@@ -177,7 +180,7 @@ Text firmwareUpdateAvailable(ListedDrive& facts) {
 Text stagedFirmware(ListedDrive& facts) {
     const uint8_t* slots = facts.firmwareSlots();
     if (slots == nullptr) return std::nullopt;
-    const unsigned next = slots[0] >> 4 & 7;
+    const unsigned next = slots[offsetof(nvme::FirmwareSlotLog, afi)] >> 4 & 7;
     if (next == 0) return "None";
     return nvme::firmwareSlotRevision(slots, next);
 }

@@ -22,6 +22,7 @@
 #include "features/nvme/OcpLogPages.h"
 #include "features/nvme/VelkoInterface.h"
 #include "features/nvme/VelkoLogPages.h"
+#include "features/nvme/structures/OcpSmartLog.h"
 #include "features/transport/HostStatus.h"
 #include "ostrel/core/StatusCatalogue.h"
 #include "ostrel/core/Strings.h"

@@ -7,6 +7,7 @@
 #include "features/jobs/support/StatusDetails.h"
 #include "features/nvme/ControllerCapabilities.h"
 #include "features/nvme/LogPageIds.h"
+#include "features/nvme/LogPages.h"
 #include "features/parsers/PersistentEventLog.h"
 #include "features/parsers/TelemetryHeader.h"
 #include "ostrel/core/Payload.h"
@@ -114,7 +115,7 @@ Result<OpenContext, CommandError> enterContext(nvme::Drive& drive, EventLogConte
 }
 
 Result<void, CommandError> readEvents(nvme::Drive& drive, const Payload& head, LogSink& log) {
-    const uint64_t length = parsers::persistentEventLogBytes(head.getData());
+    const uint64_t length = nvme::persistentEventLogBytes(head.getData());
     if (length > MAX_LOG_BYTES) {
         return withDetails(statuses::persistentEventLogCorrupted(),
                            "Drive " + drive.name() + " says that it has " + std::to_string(length) + " bytes.");

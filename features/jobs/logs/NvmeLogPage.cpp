@@ -18,6 +18,8 @@
 #include "features/nvme/OcpLogPages.h"
 #include "features/nvme/VelkoInterface.h"
 #include "features/nvme/VelkoLogPages.h"
+#include "features/nvme/structures/AnaLog.h"
+#include "features/nvme/structures/IdentifyNamespace.h"
 #include "features/parsers/PersistentEventLog.h"
 #include "features/parsers/TelemetryHeader.h"
 #include "ostrel/core/StatusCatalogue.h"
@@ -33,31 +35,6 @@ namespace {
 
 constexpr uint32_t UNKNOWN_PAGE_BYTES = 512;
 
-uint64_t telemetryLength(const uint8_t* head) {
-    return parsers::TelemetryHeader(head).lengthBytes(parsers::TelemetryHeader::MAX_AREAS);
-}
-
-uint64_t velkoLogLength(const uint8_t* head) {
-    constexpr uint64_t LEAST = nvme::VELKO_LOG_HEADER_BYTES;
-    return std::clamp(nvme::velkoLogHeader(head).bytes, LEAST, nvme::VELKO_MAX_LOG_BYTES) / 4 * 4;
-}
-
-/// The pages of which the decoder shows the header alone, and how long they say that they are. Their Log Specific Field
-/// is an action, which happens once.
-constexpr struct {
-    uint8_t lid;
-    uint64_t (*wholeLength)(const uint8_t* head);
-} LONG_PAGES[] = {
-    {nvme::LID_TELEMETRY_HOST, telemetryLength},
-    {nvme::LID_TELEMETRY_CONTROLLER, telemetryLength},
-    {nvme::LID_PERSISTENT_EVENT, parsers::persistentEventLogBytes},
-    {nvme::LID_VELKO_NLOG, velkoLogLength},
-    {nvme::LID_VELKO_BRIDGE_NLOG, velkoLogLength},
-    {nvme::LID_VELKO_EVENT_LOG, velkoLogLength},
-    {nvme::LID_VELKO_ASSERT_LOG, velkoLogLength},
-    {nvme::LID_VELKO_SYSTEM_SNAPSHOT, velkoLogLength},
-};
-
 /// Pages of the standard that may have a header and no data.
 constexpr struct {
     uint8_t lid;
@@ -70,11 +47,11 @@ constexpr struct {
 
 using WholeLength = uint64_t (*)(const uint8_t* head);
 
-/// Null for a page that is none of them.
+/// Null for a page that the decoder shows whole.
 WholeLength lengthOfLongPage(uint8_t lid) {
-    for (const auto& page : LONG_PAGES)
-        if (page.lid == lid) return page.wholeLength;
-    return nullptr;
+    const LogPageRow* row = nvme::findLogPage(lid);
+    if (row == nullptr) row = nvme::findVelkoLogPage(lid);
+    return row == nullptr ? nullptr : row->longLength;
 }
 
 /// The pages that are there once for each group or set: where Identify Namespace reports which is the namespace's.
@@ -82,8 +59,8 @@ constexpr struct {
     uint8_t lid;
     unsigned offset;
 } PAGES_OF_GROUPS[] = {
-    {nvme::LID_ENDURANCE_GROUP, 102},
-    {nvme::LID_PREDICTABLE_LATENCY_SET, 100},
+    {nvme::LID_ENDURANCE_GROUP, offsetof(nvme::IdentifyNamespace, endgid)},
+    {nvme::LID_PREDICTABLE_LATENCY_SET, offsetof(nvme::IdentifyNamespace, nvmsetid)},
 };
 
 uint16_t groupOfNamespace(DriveFacts& facts, uint8_t lid) {
@@ -117,10 +94,10 @@ Result<const nvme::ControllerCapabilities*> controllerOf(DriveFacts& facts) {
     return succeeded(facts.failure()) ? statuses::deviceDataRetrievalFailed() : facts.failure();
 }
 
-constexpr size_t ANA_HEAD_BYTES = 16;
-constexpr size_t ANA_NUMBER_OF_GROUPS = 8;
-constexpr size_t ANA_GROUP_BYTES = 32;
-constexpr size_t ANA_NUMBER_OF_NAMESPACES = 4;
+constexpr size_t ANA_HEAD_BYTES = sizeof(nvme::AnaLogHeader);
+constexpr size_t ANA_NUMBER_OF_GROUPS = offsetof(nvme::AnaLogHeader, numberOfGroups);
+constexpr size_t ANA_GROUP_BYTES = sizeof(nvme::AnaGroupDescriptor);
+constexpr size_t ANA_NUMBER_OF_NAMESPACES = offsetof(nvme::AnaGroupDescriptor, numberOfNsids);
 
 /// Each group says how many namespaces follow it (NVMe Base Specification 2.0, section 5.16.1.13). `maxBytes`: what
 /// the log can have; that is the length of a damaged log, whose groups do not fit.

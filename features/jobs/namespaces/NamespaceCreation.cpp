@@ -14,6 +14,9 @@
 #include "features/nvme/Identify.h"
 #include "features/nvme/IdentifyCns.h"
 #include "features/nvme/NamespaceIds.h"
+#include "features/nvme/structures/IdentifyController.h"
+#include "features/nvme/structures/IdentifyNamespace.h"
+#include "features/nvme/structures/NamespaceGranularityList.h"
 #include "ostrel/core/AttributeVocabulary.h"
 #include "ostrel/core/StatusCatalogue.h"
 
@@ -29,26 +32,16 @@ namespace {
 constexpr uint64_t UNKNOWN = std::numeric_limits<uint64_t>::max();
 constexpr uint16_t PROTECTION_BYTES = 8;
 /// Thin Provisioning in NSFEAT of Identify Namespace.
-constexpr size_t OFFSET_NSFEAT = 24;
+constexpr size_t OFFSET_NSFEAT = offsetof(nvme::IdentifyNamespace, nsfeat);
 
 /// Total and unallocated capacity in Identify Controller, in bytes.
-constexpr size_t OFFSET_TNVMCAP = 280;
-constexpr size_t OFFSET_UNVMCAP = 296;
+constexpr size_t OFFSET_TNVMCAP = offsetof(nvme::IdentifyController, tnvmcap);
+constexpr size_t OFFSET_UNVMCAP = offsetof(nvme::IdentifyController, unvmcap);
 
 /// The Namespace Granularity List, which a controller has by CTRATT bit 7: attributes, the number of descriptors less
 /// one, and for each the granularity of sizes and of capacities in bytes.
 constexpr unsigned CTRATT_GRANULARITY = 7;
-constexpr size_t OFFSET_NUMBER_OF_DESCRIPTORS = 4;
-constexpr size_t OFFSET_DESCRIPTORS = 32;
-constexpr size_t DESCRIPTOR_BYTES = 16;
 constexpr unsigned MAX_DESCRIPTORS = 16;
-
-/// The data structure of a create.
-constexpr size_t OFFSET_NSZE = 0;
-constexpr size_t OFFSET_NCAP = 8;
-constexpr size_t OFFSET_FLBAS = 26;
-constexpr size_t OFFSET_DPS = 29;
-constexpr size_t OFFSET_NMIC = 30;
 
 constexpr SettableProperty LBA_FORMAT{attributes::feature::namespaceManagementLBAFormat, 0,
                                       NamespaceProperties::MAX_FORMATS - 1, statuses::invalidLbaFormat};
@@ -211,26 +204,26 @@ Status NamespaceCreation::readGranularity(const ControllerCapabilities& controll
     const auto data = drive_.identify(nvme::CNS_GRANULARITIES, 0);
     // A drive that refuses it takes any size.
     if (!data) return isRefusal(data.error()) ? Status() : data.error().status;
-    const uint8_t* const list = data->getData();
+    const auto list = nvme::structureAt<nvme::NamespaceGranularityList>(data->getData());
     // One descriptor for all formats, or one for each.
-    const unsigned index = bit(list[0], 0) ? request_.lbaFormat : 0U;
-    const unsigned number = std::min(list[OFFSET_NUMBER_OF_DESCRIPTORS] + 1U, MAX_DESCRIPTORS);
+    const unsigned index = bit(list.attributes, 0) ? request_.lbaFormat : 0U;
+    const unsigned number = std::min(list.numberOfDescriptors0Based + 1U, MAX_DESCRIPTORS);
     if (index >= number) return Status();
-    const uint8_t* const descriptor = list + OFFSET_DESCRIPTORS + index * DESCRIPTOR_BYTES;
-    sizeStep_ = stepOf(nvme::le64(descriptor), format_.dataBytes());
-    capacityStep_ = stepOf(nvme::le64(descriptor + 8), format_.dataBytes());
+    sizeStep_ = stepOf(list.descriptors[index].size, format_.dataBytes());
+    capacityStep_ = stepOf(list.descriptors[index].capacity, format_.dataBytes());
     return Status();
 }
 
 Result<std::string> NamespaceCreation::create() {
-    uint8_t data[nvme::IDENTIFY_BYTES] = {};
-    nvme::putLe64(data + OFFSET_NSZE, size_);
-    nvme::putLe64(data + OFFSET_NCAP, capacity_);
-    data[OFFSET_FLBAS] = static_cast<uint8_t>((request_.lbaFormat & 0x0F) | (metadataExtended_ ? 0x10 : 0) |
-                                              (request_.lbaFormat >> 4) << 5);
-    data[OFFSET_DPS] = static_cast<uint8_t>(request_.protectionType | (protectionFirst_ ? 0x08 : 0));
-    data[OFFSET_NMIC] = request_.isShared ? 1 : 0;
-    const auto answer = drive_.send(namespaceManagement(SEL_CREATE, 0), Payload(data, sizeof data));
+    nvme::IdentifyNamespace wanted{};
+    wanted.nsze = size_;
+    wanted.ncap = capacity_;
+    wanted.flbas = static_cast<uint8_t>((request_.lbaFormat & 0x0F) | (metadataExtended_ ? 0x10 : 0) |
+                                        (request_.lbaFormat >> 4) << 5);
+    wanted.dps = static_cast<uint8_t>(request_.protectionType | (protectionFirst_ ? 0x08 : 0));
+    wanted.nmic = request_.isShared ? 1 : 0;
+    const std::vector<uint8_t> data = nvme::bytesOf(wanted);
+    const auto answer = drive_.send(namespaceManagement(SEL_CREATE, 0), Payload(data.data(), data.size()));
     if (!answer) return mapNamespaceStatus(answer.error());
     drive_.forgetIdentify();
     return "Namespace " + std::to_string(answer->completion.dword0) + " was created: " + std::to_string(size_) +

@@ -11,10 +11,12 @@
 #include "features/nvme/ControllerCapabilities.h"
 #include "features/nvme/LogPageIds.h"
 #include "features/nvme/LogPages.h"
-#include "features/nvme/LogSizes.h"
 #include "features/nvme/Units.h"
 #include "features/nvme/VelkoInterface.h"
 #include "features/nvme/VelkoLogPages.h"
+#include "features/nvme/structures/FirmwareSlotLog.h"
+#include "features/nvme/structures/SanitizeStatusLog.h"
+#include "features/nvme/structures/SelfTestLog.h"
 #include "ostrel/core/AttributeVocabulary.h"
 #include "ostrel/core/StatusCatalogue.h"
 #include "ostrel/interfaces/ostreli/interface/JobNames.h"
@@ -32,29 +34,30 @@ struct Finding {
     bool isRunning = false;
 };
 
-Finding sanitize(const uint8_t* log) {
+Finding sanitize(const uint8_t* bytes) {
     constexpr unsigned IN_PROGRESS = 2;
-    const unsigned status = log[2] & 7U;
+    const auto log = nvme::structureAt<nvme::SanitizeStatusLog>(bytes);
+    const unsigned status = log.sstat & 7U;
     Finding finding{nvme::sanitizeStatusText(status), status == IN_PROGRESS};
     // Progress counts in parts of 65,536.
     if (finding.isRunning)
-        finding.text += ", " +
-                        nvme::decimalFraction(uint64_t{nvme::le16(log)} * 10000 / nvme::SANITIZE_PROGRESS_OF_ALL, 2) +
-                        " % done";
+        finding.text +=
+            ", " + nvme::decimalFraction(uint64_t{log.sprog} * 10000 / nvme::SANITIZE_PROGRESS_OF_ALL, 2) + " % done";
     return finding;
 }
 
-Finding selfTest(const uint8_t* log) {
-    const unsigned operation = log[0] & 0x0FU;
+Finding selfTest(const uint8_t* bytes) {
+    const auto log = nvme::structureAt<nvme::SelfTestLog>(bytes);
+    const unsigned operation = log.operation & 0x0FU;
     if (operation == 0) return {"no self-test is in progress"};
-    return {nvme::selfTestOperationText(operation) + " self-test in progress, " + std::to_string(log[1] & 0x7FU) +
-                " % done",
+    return {nvme::selfTestOperationText(operation) + " self-test in progress, " +
+                std::to_string(log.completion & 0x7FU) + " % done",
             true};
 }
 
 /// Firmware that waits is not at work.
 Finding firmware(const uint8_t* log) {
-    const unsigned next = log[0] >> 4 & 7;
+    const unsigned next = nvme::structureAt<nvme::FirmwareSlotLog>(log).afi >> 4 & 7;
     if (next == 0) return {"no activation is pending"};
     return {"revision " + nvme::firmwareSlotRevision(log, next) + " in slot " + std::to_string(next) +
             " waits for a controller level reset"};
@@ -68,11 +71,11 @@ struct ProcessRow {
     Finding (*find)(const uint8_t* log);
 };
 constexpr ProcessRow PROCESSES[] = {
-    {"Sanitize", &ControllerCapabilities::supportsSanitize, nvme::LID_SANITIZE_STATUS, nvme::SANITIZE_STATUS_BYTES,
+    {"Sanitize", &ControllerCapabilities::supportsSanitize, nvme::LID_SANITIZE_STATUS, sizeof(nvme::SanitizeStatusLog),
      sanitize},
-    {"Device Self-test", &ControllerCapabilities::supportsSelfTest, nvme::LID_DEVICE_SELF_TEST, nvme::SELF_TEST_BYTES,
-     selfTest},
-    {"Firmware", nullptr, nvme::LID_FIRMWARE_SLOT, nvme::FIRMWARE_SLOT_BYTES, firmware},
+    {"Device Self-test", &ControllerCapabilities::supportsSelfTest, nvme::LID_DEVICE_SELF_TEST,
+     sizeof(nvme::SelfTestLog), selfTest},
+    {"Firmware", nullptr, nvme::LID_FIRMWARE_SLOT, sizeof(nvme::FirmwareSlotLog), firmware},
 };
 
 Finding forceFlush(const uint8_t* log) {

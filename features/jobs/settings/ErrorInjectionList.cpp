@@ -14,6 +14,7 @@
 #include "features/jobs/support/InputFile.h"
 #include "features/jobs/support/StatusDetails.h"
 #include "features/nvme/Bytes.h"
+#include "features/nvme/structures/OcpFeatureData.h"
 #include "ostrel/core/StatusCatalogue.h"
 #include "ostrel/core/Strings.h"
 #include "ostrel/core/xml/XmlNesting.h"
@@ -27,7 +28,7 @@ namespace {
 
 constexpr uint64_t MAX_FILE_BYTES = 64 * 1024;
 constexpr size_t MAX_LEVELS = 8;
-constexpr size_t ENTRY_BYTES = 32;
+constexpr size_t ENTRY_BYTES = sizeof(nvme::OcpErrorInjectionEntry);
 constexpr uint8_t FLAG_ENABLED = 0x01;
 constexpr uint8_t FLAG_SINGLE_INSTANCE = 0x02;
 
@@ -151,9 +152,10 @@ Payload errorInjectionData(const std::vector<ErrorInjection>& entries) {
     std::memset(data.getData(), 0, data.getSize());
     uint8_t* at = data.getData();
     for (const ErrorInjection& entry : entries) {
-        at[0] = static_cast<uint8_t>((entry.enabled ? FLAG_ENABLED : 0) | (entry.once ? FLAG_SINGLE_INSTANCE : 0));
-        nvme::putLe16(at + 2, entry.type);
-        nvme::putLe16(at + 4, entry.reads);
+        at[offsetof(nvme::OcpErrorInjectionEntry, flags)] =
+            static_cast<uint8_t>((entry.enabled ? FLAG_ENABLED : 0) | (entry.once ? FLAG_SINGLE_INSTANCE : 0));
+        nvme::putLe16(at + offsetof(nvme::OcpErrorInjectionEntry, type), entry.type);
+        nvme::putLe16(at + offsetof(nvme::OcpErrorInjectionEntry, reads), entry.reads);
         at += ENTRY_BYTES;
     }
     return data;

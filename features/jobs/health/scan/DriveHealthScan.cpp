@@ -15,8 +15,10 @@
 #include "features/jobs/logs/LogFolder.h"
 #include "features/nvme/Bytes.h"
 #include "features/nvme/LogPageIds.h"
-#include "features/nvme/LogSizes.h"
 #include "features/nvme/OcpLogPages.h"
+#include "features/nvme/structures/IdentifyController.h"
+#include "features/nvme/structures/SelfTestLog.h"
+#include "features/nvme/structures/SmartHealthLog.h"
 #include "features/transport/HostCommand.h"
 #include "ostrel/core/AttributeVocabulary.h"
 #include "ostrel/core/CommandResult.h"
@@ -36,8 +38,8 @@ namespace {
 constexpr std::size_t MAX_RANGES_SHOWN = 16;
 
 /// Of Identify Controller (NVMe Base Specification 1.4, figure 247); in kelvins, 0 where the drive does not report it.
-constexpr size_t OFFSET_WCTEMP = 266;
-constexpr size_t OFFSET_CCTEMP = 268;
+constexpr size_t OFFSET_WCTEMP = offsetof(nvme::IdentifyController, wctemp);
+constexpr size_t OFFSET_CCTEMP = offsetof(nvme::IdentifyController, cctemp);
 
 constexpr const char* NOT_COMPLETED = "Not completed";
 constexpr const char* HOLDS_SYSTEM = "It holds the running system, which is left out unless IncludeOS is true.";
@@ -115,11 +117,12 @@ void Scan::readSmart() {
         notCompleted(tree_, isReachable() ? "The drive gives no SMART / Health log." : facts_.failure().getMessage());
         return;
     }
-    tree_.add("Device Status", deviceStatusText(smart[0]));
-    tree_.add("Available Spare", nvme::withUnit(std::to_string(smart[3]), "%"));
-    tree_.add("Percentage Used", nvme::withUnit(std::to_string(smart[5]), "%"));
-    tree_.add("Media and Data Integrity Errors", nvme::decimal128(smart + 160));
-    evidence_.smart = Payload(smart, nvme::SMART_HEALTH_BYTES);
+    const auto log = nvme::structureAt<nvme::SmartHealthLog>(smart);
+    tree_.add("Device Status", deviceStatusText(log.criticalWarning));
+    tree_.add("Available Spare", nvme::withUnit(std::to_string(log.availableSpare), "%"));
+    tree_.add("Percentage Used", nvme::withUnit(std::to_string(log.percentageUsed), "%"));
+    tree_.add("Media and Data Integrity Errors", nvme::decimal128(log.mediaErrors));
+    evidence_.smart = Payload(smart, sizeof log);
 }
 
 void Scan::readIdentify() {
@@ -131,7 +134,7 @@ void Scan::readIdentify() {
     evidence_.warningKelvin = nvme::le16(facts_.identifyController() + OFFSET_WCTEMP);
     evidence_.criticalKelvin = nvme::le16(facts_.identifyController() + OFFSET_CCTEMP);
     if (controller->supportsSelfTest()) {
-        const auto log = readLog(facts_.drive(), nvme::LID_DEVICE_SELF_TEST, nvme::SELF_TEST_BYTES);
+        const auto log = readLog(facts_.drive(), nvme::LID_DEVICE_SELF_TEST, sizeof(nvme::SelfTestLog));
         if (!log) notRead("Device Self-test Log", log.error());
         evidence_.selfTest = log.value_or(Payload());
     }

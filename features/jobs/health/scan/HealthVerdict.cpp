@@ -8,6 +8,8 @@
 #include "features/nvme/FieldTree.h"
 #include "features/nvme/LogPages.h"
 #include "features/nvme/Units.h"
+#include "features/nvme/structures/SelfTestLog.h"
+#include "features/nvme/structures/SmartHealthLog.h"
 
 namespace features::jobs {
 
@@ -18,16 +20,17 @@ namespace {
 /// The SMART / Health log (NVMe Base Specification 1.4, section 5.14.1.2).
 enum CriticalWarning : unsigned { SPARE, TEMPERATURE, RELIABILITY, READ_ONLY, VOLATILE_BACKUP, MEMORY_REGION };
 constexpr uint8_t KNOWN_WARNINGS = 0x3F;
-constexpr size_t OFFSET_TEMPERATURE = 1;
-constexpr size_t OFFSET_SPARE = 3;
-constexpr size_t OFFSET_SPARE_THRESHOLD = 4;
-constexpr size_t OFFSET_PERCENTAGE_USED = 5;
-constexpr size_t OFFSET_MEDIA_ERRORS = 160;
+constexpr size_t OFFSET_WARNING = offsetof(nvme::SmartHealthLog, criticalWarning);
+constexpr size_t OFFSET_TEMPERATURE = offsetof(nvme::SmartHealthLog, compositeTemperature);
+constexpr size_t OFFSET_SPARE = offsetof(nvme::SmartHealthLog, availableSpare);
+constexpr size_t OFFSET_SPARE_THRESHOLD = offsetof(nvme::SmartHealthLog, availableSpareThreshold);
+constexpr size_t OFFSET_PERCENTAGE_USED = offsetof(nvme::SmartHealthLog, percentageUsed);
+constexpr size_t OFFSET_MEDIA_ERRORS = offsetof(nvme::SmartHealthLog, mediaErrors);
 constexpr uint8_t RATED_ENDURANCE = 100;
 
 /// The Device Self-test log (section 5.14.1.6): the results, the newest first.
-constexpr size_t OFFSET_RESULTS = 4;
-constexpr size_t RESULT_BYTES = 28;
+constexpr size_t OFFSET_RESULTS = offsetof(nvme::SelfTestLog, results);
+constexpr size_t RESULT_BYTES = sizeof(nvme::SelfTestResultEntry);
 constexpr unsigned RESULT_PASSED = 0x0;
 constexpr unsigned RESULT_FATAL_ERROR = 0x5;
 constexpr unsigned RESULT_SEGMENT_FAILED = 0x7;
@@ -44,19 +47,23 @@ std::string celsius(uint16_t kelvin) {
 template <CriticalWarning WARNING>
 std::string warning(const HealthEvidence& evidence) {
     const uint8_t* smart = smartOf(evidence);
-    return smart != nullptr && bit(smart[0], WARNING) ? deviceStatusText(static_cast<uint8_t>(1U << WARNING)) : "";
+    return smart != nullptr && bit(smart[OFFSET_WARNING], WARNING)
+               ? deviceStatusText(static_cast<uint8_t>(1U << WARNING))
+               : "";
 }
 
 /// A bit of a later standard is no reason to call the drive healthy.
 std::string unknownWarning(const HealthEvidence& evidence) {
     const uint8_t* smart = smartOf(evidence);
-    const unsigned unknown = smart == nullptr ? 0U : smart[0] & ~unsigned{KNOWN_WARNINGS};
+    const unsigned unknown = smart == nullptr ? 0U : smart[OFFSET_WARNING] & ~unsigned{KNOWN_WARNINGS};
     return unknown == 0 ? "" : "The drive sets the bits " + nvme::hexText(unknown, 2) + ", which are reserved.";
 }
 
 std::string spare(const HealthEvidence& evidence) {
     const uint8_t* smart = smartOf(evidence);
-    if (smart == nullptr || (!bit(smart[0], SPARE) && smart[OFFSET_SPARE] >= smart[OFFSET_SPARE_THRESHOLD])) return "";
+    if (smart == nullptr ||
+        (!bit(smart[OFFSET_WARNING], SPARE) && smart[OFFSET_SPARE] >= smart[OFFSET_SPARE_THRESHOLD]))
+        return "";
     return std::to_string(smart[OFFSET_SPARE]) + " % is left, the threshold is " +
            std::to_string(smart[OFFSET_SPARE_THRESHOLD]) + " %.";
 }
@@ -98,15 +105,14 @@ std::string mediaErrors(const HealthEvidence& evidence) {
 std::string failedSelfTest(const HealthEvidence& evidence) {
     const size_t size = evidence.selfTest.getSize();
     for (size_t at = OFFSET_RESULTS; at + RESULT_BYTES <= size; at += RESULT_BYTES) {
-        const uint8_t* entry = evidence.selfTest.getData() + at;
-        const unsigned result = entry[0] & 0x0FU;
+        const auto entry = nvme::structureAt<nvme::SelfTestResultEntry>(evidence.selfTest.getData() + at);
+        const unsigned result = entry.status & 0x0FU;
         if (result == RESULT_PASSED) return "";
         if (result < RESULT_FATAL_ERROR || result > RESULT_SEGMENT_FAILED) continue;
-        std::string text = "The last one, " + nvme::selfTestOperationText(entry[0] >> 4U) + ", failed after " +
-                           std::to_string(nvme::le64(entry + 4)) +
-                           " power on hours: " + nvme::selfTestResultText(result);
-        if (result == RESULT_SEGMENT_FAILED) text += ", the first is segment " + std::to_string(entry[1]);
-        if (bit(entry[2], FAILING_LBA_IS_VALID)) text += ", failing LBA " + std::to_string(nvme::le64(entry + 16));
+        std::string text = "The last one, " + nvme::selfTestOperationText(entry.status >> 4U) + ", failed after " +
+                           std::to_string(entry.powerOnHours) + " power on hours: " + nvme::selfTestResultText(result);
+        if (result == RESULT_SEGMENT_FAILED) text += ", the first is segment " + std::to_string(entry.segment);
+        if (bit(entry.valid, FAILING_LBA_IS_VALID)) text += ", failing LBA " + std::to_string(entry.failingLba);
         return text + ".";
     }
     return "";

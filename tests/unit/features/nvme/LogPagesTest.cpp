@@ -96,6 +96,19 @@ TEST(LogPages, ReportTheLengthOfTheWhole) {
     EXPECT_EQ(findLogPage(0x0E)->wholeLength(controller, noLength), 16U) << "never less than the head";
 }
 
+TEST(LogPages, ReportTheLengthOfWhatTheDecoderDoesNotShow) {
+    uint8_t telemetry[512] = {0x08};
+    telemetry[8] = 0x09;
+    telemetry[11] = 0x01;  // the last block of area 2: 256; area 3 is empty
+    EXPECT_EQ(findLogPage(0x07)->longLength(telemetry), 257U * 512);
+    EXPECT_EQ(findLogPage(0x08)->longLength(telemetry), 257U * 512);
+    uint8_t events[512] = {0x0D};
+    EXPECT_EQ(findLogPage(0x0D)->longLength(events), 512U) << "never less than the header";
+    events[10] = 0x02;
+    EXPECT_EQ(findLogPage(0x0D)->longLength(events), 131072U);
+    EXPECT_EQ(findLogPage(0x02)->longLength, nullptr) << "the decoder shows the page";
+}
+
 TEST(LogPages, TheOcpPageIsKnownByItsGuid) {
     const Layout layout("log_c0_ocp");
     EXPECT_TRUE(isOcpSmart(layout.data()));

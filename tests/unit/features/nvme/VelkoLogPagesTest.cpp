@@ -67,6 +67,16 @@ TEST(VelkoLogPages, TheHeaderOfABinaryLogReportsItsLength) {
     EXPECT_EQ(header.generation, 42U);
 }
 
+TEST(VelkoLogPages, ABinaryLogIsAsLongAsItsHeaderSaysInWholeDwords) {
+    uint8_t header[64] = {'N', 'L', 'O', 'G'};
+    EXPECT_EQ(findVelkoLogPage(0xD3)->longLength(header), 64U) << "never less than the header";
+    header[8] = 0x47;
+    EXPECT_EQ(findVelkoLogPage(0xD7)->longLength(header), 68U);
+    header[15] = 0x01;
+    EXPECT_EQ(findVelkoLogPage(0xD4)->longLength(header), 256U * 1024 * 1024) << "never more than a log may have";
+    EXPECT_EQ(findVelkoLogPage(0xD0)->longLength, nullptr);
+}
+
 TEST(VelkoLogPages, ALatencyPageReportsWhetherItCounts) {
     EXPECT_TRUE(isVelkoLatencyTracked(Layout("log_velko_d1_reads").data()));
     EXPECT_FALSE(isVelkoLatencyTracked(Layout("log_velko_d2_writes").data()));

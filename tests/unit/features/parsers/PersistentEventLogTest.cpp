@@ -3,6 +3,7 @@
 #include <functional>
 #include <vector>
 
+#include "features/nvme/LogPages.h"
 #include "features/parsers/PersistentEventLog.h"
 #include "features/parsers/PersistentEvents.h"
 #include "tests/support/Golden.h"
@@ -243,11 +244,11 @@ TEST(PersistentEventLog, OfManyDamagesTheFirstAreReported) {
 
 TEST(PersistentEventLog, ItsLengthIsThatOfTheHeaderAtLeast) {
     Bytes bytes = header(0, 0);
-    EXPECT_EQ(persistentEventLogBytes(bytes.data()), 512U);
+    EXPECT_EQ(nvme::persistentEventLogBytes(bytes.data()), 512U);
     bytes[9] = 0x01;
-    EXPECT_EQ(persistentEventLogBytes(bytes.data()), 512U) << "256 is too little";
+    EXPECT_EQ(nvme::persistentEventLogBytes(bytes.data()), 512U) << "256 is too little";
     bytes[15] = 0x01;
-    EXPECT_EQ(persistentEventLogBytes(bytes.data()), 0x0100000000000100U);
+    EXPECT_EQ(nvme::persistentEventLogBytes(bytes.data()), 0x0100000000000100U);
 }
 
 TEST(PersistentEvents, TheBitmapIsReportedInNames) {
