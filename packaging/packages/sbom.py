@@ -1,6 +1,7 @@
 #!/usr/bin/env python3
-"""sbom.py NAME VERSION BOOST: prints the software bill of materials of a package (nimbrel or nimbrel-simdrive) as SPDX
-2.3 in JSON: what its programs contain, and what they load. BOOST is the version of Boost that is linked.
+"""sbom.py NAME VERSION BOOST JSON CLI11: prints the software bill of materials of a package (nimbrel or
+nimbrel-simdrive) as SPDX 2.3 in JSON: what its programs contain, and what they load. BOOST, JSON and CLI11 are the
+versions of Boost, nlohmann-json and CLI11 that were compiled in.
 
 The same input gives the same bytes: the time is that of SOURCE_DATE_EPOCH, else of now.
 """
@@ -18,16 +19,19 @@ LOADED = "DYNAMIC_LINK"
 LOADED_IF_THERE = "RUNTIME_DEPENDENCY_OF"
 
 
-def parts(name, boost):
+def parts(name, boost, json_for_cpp, cli11):
     """What a package's programs are made of: name, version or none, licence, relation."""
     rows = [
         ("Boost", boost, "BSL-1.0", CONTAINED),
+        ("tl::expected", None, "CC0-1.0", CONTAINED),
         ("GNU C library", None, "LGPL-2.1-or-later", LOADED),
         ("GNU C++ library", None, "GPL-3.0-or-later WITH GCC-exception-3.1", LOADED),
     ]
     if name == "nimbrel":
+        rows.append(("JSON for Modern C++", json_for_cpp, "MIT", CONTAINED))
         rows.append(("libblkid", None, "LGPL-2.1-or-later", LOADED_IF_THERE))
     if name == "nimbrel-simdrive":
+        rows.append(("CLI11", cli11, "BSD-3-Clause", CONTAINED))
         rows.append(("OpenSSL", None, "Apache-2.0", LOADED))
     return rows
 
@@ -50,8 +54,8 @@ def relation(name, part, kind):
     return {"spdxElementId": here, "relationshipType": kind, "relatedSpdxElement": there}
 
 
-def document(name, version, boost):
-    rows = parts(name, boost)
+def document(name, version, *versions):
+    rows = parts(name, *versions)
     packages = [package(name, version, VELKO, "Organization: Velko")]
     packages += [package(part, part_version, licence) for part, part_version, licence, _ in rows]
     relations = [{"spdxElementId": "SPDXRef-DOCUMENT", "relationshipType": "DESCRIBES",

@@ -138,14 +138,28 @@ class Packages(unittest.TestCase):
             text = self.content(start, f"/usr/share/doc/{name}/copyright")
             self.assertIn(f"License: Velko-EULA\n{expected}\n", text)
 
-    def test_the_parts_list_names_what_is_linked(self):
-        parts = json.loads(self.content("nimbrel-simdrive_", "/usr/share/doc/nimbrel-simdrive/nimbrel-simdrive.spdx.json"))
+    def check_parts(self, name, libraries):
+        parts = json.loads(self.content(f"{name}_", f"/usr/share/doc/{name}/{name}.spdx.json"))
         self.assertEqual(parts["spdxVersion"], "SPDX-2.3")
         self.assertEqual(parts["creationInfo"]["created"], "2023-11-14T22:13:20Z")
-        self.assertEqual([part["name"] for part in parts["packages"]],
-                         ["nimbrel-simdrive", "Boost", "GNU C library", "GNU C++ library", "OpenSSL"])
+        self.assertEqual([part["name"] for part in parts["packages"]], [name, *libraries])
+        for library in ("Boost", "JSON for Modern C++", "CLI11"):  # those that packages have a version of
+            for part in parts["packages"]:
+                if part["name"] == library:
+                    self.assertRegex(part["versionInfo"], r"^\d+\.\d+\.\d+$")
+
+    def test_the_parts_list_names_what_is_compiled_in_and_loaded(self):
+        self.check_parts("nimbrel", ["Boost", "tl::expected", "GNU C library", "GNU C++ library", "JSON for Modern C++",
+                                     "libblkid"])
+        self.check_parts("nimbrel-simdrive", ["Boost", "tl::expected", "GNU C library", "GNU C++ library", "CLI11",
+                                              "OpenSSL"])
         needed = output_of("objdump", "-p", SIMDRIVE)
         self.assertIn("libcrypto", needed)
+
+    def test_the_copyright_file_has_the_licence_of_each_part(self):
+        text = self.content("nimbrel_", "/usr/share/doc/nimbrel/copyright")
+        for licence in ("BSL-1.0", "CC0-1.0", "Expat", "BSD-3-clause"):
+            self.assertEqual(len(re.findall(f"^License: {licence}\n [A-Z]", text, re.MULTILINE)), 1, licence)
 
     def content(self, start, path):
         archive = subprocess.run(["dpkg-deb", "--fsys-tarfile", self.package(start)], stdout=subprocess.PIPE, check=True)
