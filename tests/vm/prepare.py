@@ -21,6 +21,7 @@ BOOT_MODULES = ["virtio_pci", "virtio_console"]
 TEST_MODULES = {"order": ["raid1", "dm-mod", "loop", "nvme-tcp"], "btrfs": ["btrfs"],
                 "targets": ["nvmet", "target_core_iblock", "target_core_file"]}
 BUILDERS = ["qemu-system-x86_64", "busybox", "cpio", "zstd", "mke2fs"]
+PROFILE = "/etc/nimbrel.apparmor"
 PROGRAMS = ["nvme", "smartctl", "mdadm", "dmsetup", "strace", "script", "mkfs.btrfs"]
 INIT = """#!/bin/busybox sh
 /bin/busybox --install -s /bin
@@ -135,6 +136,15 @@ def install_loaded(root, name, user):
     install(root, path, path)
 
 
+def confinement(root):
+    """The AppArmor profile in the form that the kernel takes, made for the features of Debian's kernels."""
+    (root / "etc").mkdir(exist_ok=True)
+    (root / PROFILE.lstrip("/")).write_bytes(output(
+        program("apparmor_parser"), "--skip-kernel-load", "--skip-cache", "--stdout", "--features-file",
+        "/usr/share/apparmor-features/features",
+        pathlib.Path(__file__).resolve().parents[2] / "packaging/apparmor/opt.velko.nimbrel.nimbrel"))
+
+
 def main():
     folder, agent, *product = [pathlib.Path(argument).resolve() for argument in sys.argv[1:]]
     folder.mkdir(parents=True, exist_ok=True)
@@ -157,6 +167,7 @@ def main():
     if product:
         (root / "usr/local/bin").mkdir(parents=True)
         (root / "usr/local/bin/nimbrel").symlink_to("/opt/velko/nimbrel/nimbrel")
+        confinement(root)
 
     modules = {path.stem.replace("-", "_"): path for path in (kernel / "lib/modules").rglob("*.ko")}
     (root / "lib/modules").mkdir(parents=True, exist_ok=True)
