@@ -37,6 +37,8 @@ TOOL_FILES = """\
 /usr/share/doc/nimbrel/changelog.Debian.gz
 /usr/share/doc/nimbrel/changelog.gz
 /usr/share/doc/nimbrel/copyright
+/usr/share/doc/nimbrel/examples/apparmor/opt.velko.nimbrel.nimbrel
+/usr/share/doc/nimbrel/examples/sudoers/nimbrel
 /usr/share/doc/nimbrel/nimbrel.spdx.json
 /usr/share/fish/vendor_completions.d/nimbrel.fish
 /usr/share/lintian/overrides/nimbrel
@@ -165,6 +167,14 @@ class Packages(unittest.TestCase):
         archive = subprocess.run(["dpkg-deb", "--fsys-tarfile", self.package(start)], stdout=subprocess.PIPE, check=True)
         return subprocess.run(["tar", "-xO", "." + path], input=archive.stdout, stdout=subprocess.PIPE,
                               check=True).stdout.decode()
+
+
+class Sudoers(unittest.TestCase):
+    def test_the_example_is_taken_by_sudo(self):
+        example = SOURCES / "packaging/sudoers/nimbrel"
+        done = subprocess.run(["visudo", "--check", "--strict", f"--file={example}"], stdout=subprocess.PIPE,
+                              stderr=subprocess.STDOUT, text=True, env={**os.environ, "PATH": "/usr/sbin:/usr/bin"})
+        self.assertEqual((done.returncode, done.stdout), (0, f"{example}: parsed OK\n"))
 
 
 class Purge(ToolTestCase):
