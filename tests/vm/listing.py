@@ -197,6 +197,17 @@ class ManyControllers(VmTestCase):
         self.assertEqual(sorted(c["sn"].strip() for c in witness.controllers), [f"M{i:02}" for i in range(32)])
         self.assertEqual(self.drives("-velkossd"), witness.list())
 
+    def test_are_offered_by_the_completion_in_this_order_and_not_asked(self):
+        listed = [drive for _, drive in self.drives("-d", "Index,SerialNumber,DevicePath", "-velkossd")]
+        self.machine.nvme_commands()
+        offered = self.machine.run("sh", "/opt/velko/nimbrel/complete", "delete", "-velkossd", "")
+        self.assertEqual(self.machine.nvme_commands(), [])
+        expected = []
+        for drive in listed:
+            node, serial = drive["DevicePath"].removeprefix("/dev/"), drive["SerialNumber"]
+            expected += [f'{drive["Index"]}\t{serial}, QEMU NVMe Ctrl, {node}', f"{serial}\tQEMU NVMe Ctrl, {node}"]
+        self.assertEqual((offered.stdout.splitlines(), offered.stderr, offered.status), (expected, "", 0))
+
 
 if __name__ == "__main__":
     unittest.main()
