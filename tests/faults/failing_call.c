@@ -157,10 +157,10 @@ static struct {
     FILE* report;
     long call;
     long target;
-    int error;                /* an errno, KILLED, TRANSFER_SHORT or LIST */
+    int error;               /* an errno, KILLED, TRANSFER_SHORT or LIST */
     long numbers[MAX_CALLS]; /* how many of each call there were */
-    pid_t failing;            /* the thread whose call fails and has not returned yet; 0: none */
-    int is_counting;          /* execve(2) is over */
+    pid_t failing;           /* the thread whose call fails and has not returned yet; 0: none */
+    int is_counting;         /* execve(2) is over */
     int is_done;
 } run;
 
