@@ -45,12 +45,6 @@ bool asksForHelp(int argc, const char* const* argv) {
     });
 }
 
-bool hasHelpOption(const CommandSpec& command) {
-    CLI_TRACE();
-    return std::any_of(command.options.begin(), command.options.end(),
-                       [](const CommandPart& option) { return option.name == OPTION_HELP.name; });
-}
-
 /// -1 when the left name goes first, 1 when the right one does. The greater character goes first, yet the shorter of
 /// two names with the same beginning.
 int compareNames(const std::string& left, const std::string& right) {
@@ -78,7 +72,7 @@ std::unique_ptr<ResultBase> noCommandLeft(const std::vector<CommandSpec>& remove
     CLI_TRACE();
     // Commands without "-help" stay unknown to the user.
     std::vector<CommandSpec> suggestions;
-    std::copy_if(removedCommands.begin(), removedCommands.end(), std::back_inserter(suggestions), hasHelpOption);
+    std::copy_if(removedCommands.begin(), removedCommands.end(), std::back_inserter(suggestions), HelpFeature::isShown);
     auto failure = std::make_unique<ParseErrorResult>();
     failure->setPotentialCommands(std::move(suggestions));
     return failure;

@@ -30,12 +30,6 @@ bool isBeforeByName(const CandidateCommand& left, const CandidateCommand& right)
     return toLower(left.commandSpec.name) < toLower(right.commandSpec.name);
 }
 
-bool hasHelpOption(const CommandSpec& command) {
-    CLI_TRACE();
-    return std::any_of(command.options.begin(), command.options.end(),
-                       [](const CommandPart& option) { return option.name == OPTION_HELP.name; });
-}
-
 }  // namespace
 
 HelpFeature::HelpFeature() : name_("Help") {
@@ -63,7 +57,7 @@ std::unique_ptr<ResultBase> HelpFeature::run(const CommandSpec&, const ParsedCom
     for (const auto& [command, feature] : commands) {
         if (!verbFilter.empty() && !stringsIEqual(command.verb, verbFilter)) continue;
         if (!nameFilter.empty() && !matchCommandName(nameFilter, command.name)) continue;
-        if (!hasHelpOption(command)) continue;
+        if (!isShown(command)) continue;
         if (toLower(command.name) == nameFilter) {
             // Another command's longer name may hold this one: who wrote it out means this one alone.
             result = std::make_unique<HelpResult>();
@@ -86,6 +80,12 @@ void HelpFeature::getPaths(std::vector<CommandSpec>& commands) {
     help.addProperty(PROPERTY_NAME);
     help.addProperty(PROPERTY_VERB);
     commands.push_back(std::move(help));
+}
+
+bool HelpFeature::isShown(const CommandSpec& command) {
+    CLI_TRACE();
+    return std::any_of(command.options.begin(), command.options.end(),
+                       [](const CommandPart& option) { return option.name == OPTION_HELP.name; });
 }
 
 bool HelpFeature::matchCommandName(const std::string& filter, const std::string& name) {

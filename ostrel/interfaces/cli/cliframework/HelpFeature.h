@@ -23,6 +23,8 @@ public:
     std::unique_ptr<ResultBase> run(const CommandSpec& commandSpec, const ParsedCommand& parsedCommand) override;
     void getPaths(std::vector<CommandSpec>& commands) override;
 
+    /// Whether the command has a "-help" option.
+    static bool isShown(const CommandSpec& command);
     /// Whether the filter occurs anywhere in the name; case does not matter.
     static bool matchCommandName(const std::string& filter, const std::string& name);
 
