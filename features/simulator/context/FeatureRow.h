@@ -26,4 +26,16 @@ struct FeatureRow {
     void (*write)(CommandContext& context, uint32_t nsid, const FeatureValue& value);
 };
 
+// For the tables.
+
+/// The default of a feature that has the same in every drive.
+template <uint32_t DWORD>
+FeatureValue always(const CommandContext&, uint32_t) {
+    return {DWORD, {}};
+}
+/// Set Features with bits in dword 11 alone.
+constexpr DefinedBits dword11(uint32_t bits) {
+    return {0, bits, 0, 0, 0, 0};
+}
+
 }  // namespace features::simulator

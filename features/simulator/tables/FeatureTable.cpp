@@ -38,11 +38,6 @@ bool isInterruptVector(uint32_t selector) {
     return selector <= MAX_INTERRUPT_VECTOR;
 }
 
-template <uint32_t DWORD>
-FeatureValue always(const CommandContext&, uint32_t) {
-    return {DWORD, {}};
-}
-
 CompletionEntry checkPowerState(CommandContext& context, FeatureValue& value) {
     return (value.dword & 0x1F) < context.model.powerStateCount ? CompletionEntry{} : INVALID_FIELD;
 }
@@ -128,10 +123,6 @@ bool hasOptions(const CommandContext& context) {
 }
 bool hasSanitize(const CommandContext& context) {
     return context.description.supportsSanitize;
-}
-
-constexpr DefinedBits dword11(uint32_t bits) {
-    return {0, bits, 0, 0, 0, 0};
 }
 
 constexpr std::nullptr_t null = nullptr;

@@ -24,11 +24,6 @@ bool isOcp(const CommandContext& context) {
     return context.model.id == ModelId::OCP;
 }
 
-template <uint32_t DWORD>
-FeatureValue always(const CommandContext&, uint32_t) {
-    return {DWORD, {}};
-}
-
 FeatureValue highestPowerState(const CommandContext& context, uint32_t) {
     return {context.model.powerStates[0].maximumCentiwatts / CENTIWATTS_PER_WATT, {}};
 }
@@ -83,9 +78,6 @@ CompletionEntry checkLatencyMonitor(CommandContext&, FeatureValue& value) {
     return isRestZero && isValid && setting.enable <= MAX_ENABLE ? CompletionEntry{} : INVALID_FIELD;
 }
 
-constexpr DefinedBits dword11(uint32_t bits) {
-    return {0, bits, 0, 0, 0, 0};
-}
 constexpr std::nullptr_t null = nullptr;
 constexpr uint32_t BIT_31 = 1U << 31;
 

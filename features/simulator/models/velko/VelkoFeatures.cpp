@@ -32,11 +32,6 @@ bool hasOneNamespace(const CommandContext& context) {
            context.formatOf(context.state.namespaces.begin()->second).metadataBytes == 0;
 }
 
-template <uint32_t DWORD>
-FeatureValue always(const CommandContext&, uint32_t) {
-    return {DWORD, {}};
-}
-
 // Maximum LBA and Native Maximum LBA.
 
 FeatureValue lbaValue(uint64_t lba) {
@@ -150,10 +145,6 @@ CompletionEntry checkLatencyTracking(CommandContext& context, FeatureValue& valu
     velko.latencyEmptiedTime = velkoTime(context);
     writeExtension(context.state, velko);
     return {};
-}
-
-constexpr DefinedBits dword11(uint32_t bits) {
-    return {0, bits, 0, 0, 0, 0};
 }
 
 constexpr std::nullptr_t null = nullptr;
