@@ -1,10 +1,10 @@
 #include "features/nvme/Features.h"
 
-#include <algorithm>
 #include <iterator>
 
 #include "features/nvme/Bytes.h"
 #include "features/nvme/FeatureIds.h"
+#include "features/nvme/FindRow.h"
 #include "features/nvme/Structures.h"
 #include "features/nvme/structures/FeatureData.h"
 #include "features/nvme/structures/OcpFeatureData.h"
@@ -394,11 +394,6 @@ constexpr struct {
 };
 // clang-format on
 
-const FeatureRow* findRow(const FeatureRow* begin, const FeatureRow* end, uint8_t fid) {
-    const auto* row = std::find_if(begin, end, [fid](const FeatureRow& r) { return r.fid == fid; });
-    return row == end ? nullptr : row;
-}
-
 /// Where the row's bits begin in the dword, and how many there are.
 struct Position {
     unsigned shift;
@@ -411,11 +406,11 @@ Position positionOf(const FieldRow& row) {
 }  // namespace
 
 const FeatureRow* findFeature(uint8_t fid) {
-    return findRow(featuresBegin(), featuresEnd(), fid);
+    return findRow(featuresBegin(), featuresEnd(), [fid](const FeatureRow& row) { return row.fid == fid; });
 }
 
 const FeatureRow* findOcpFeature(uint8_t fid) {
-    return findRow(ocpFeaturesBegin(), ocpFeaturesEnd(), fid);
+    return findRow(ocpFeaturesBegin(), ocpFeaturesEnd(), [fid](const FeatureRow& row) { return row.fid == fid; });
 }
 
 const FeatureRow* featuresBegin() {

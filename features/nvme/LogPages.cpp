@@ -4,6 +4,7 @@
 #include <iterator>
 
 #include "features/nvme/Bytes.h"
+#include "features/nvme/FindRow.h"
 #include "features/nvme/LogPageIds.h"
 #include "features/nvme/structures/AggregateLog.h"
 #include "features/nvme/structures/AnaLog.h"
@@ -119,14 +120,11 @@ bool isLogName(const LogPageRow& row, const std::string& name) {
 }
 
 const LogPageRow* findLogPage(uint8_t lid) {
-    const auto* row = std::find_if(logPagesBegin(), logPagesEnd(), [lid](const LogPageRow& r) { return r.lid == lid; });
-    return row == logPagesEnd() ? nullptr : row;
+    return findRow(logPagesBegin(), logPagesEnd(), [lid](const LogPageRow& row) { return row.lid == lid; });
 }
 
 const LogPageRow* findLogPage(const std::string& name) {
-    const auto* row =
-        std::find_if(logPagesBegin(), logPagesEnd(), [&](const LogPageRow& r) { return isLogName(r, name); });
-    return row == logPagesEnd() ? nullptr : row;
+    return findRow(logPagesBegin(), logPagesEnd(), [&](const LogPageRow& row) { return isLogName(row, name); });
 }
 
 const LogPageRow* logPagesBegin() {

@@ -8,6 +8,7 @@
 
 #include "features/nvme/Bytes.h"
 #include "features/nvme/FieldTable.h"
+#include "features/nvme/FindRow.h"
 #include "features/nvme/LogPageIds.h"
 #include "features/nvme/Structures.h"
 #include "ostrel/core/Strings.h"
@@ -506,12 +507,6 @@ constexpr OcpLogPageRow OCP_LOG_PAGES[] = {
 };
 // clang-format on
 
-template <typename Test>
-const OcpLogPageRow* findRow(Test isWanted) {
-    const auto* row = std::find_if(ocpLogPagesBegin(), ocpLogPagesEnd(), isWanted);
-    return row == ocpLogPagesEnd() ? nullptr : row;
-}
-
 }  // namespace
 
 bool OcpLogPageRow::isIn(const Payload& data) const {
@@ -520,11 +515,13 @@ bool OcpLogPageRow::isIn(const Payload& data) const {
 }
 
 const OcpLogPageRow* findOcpLogPage(uint8_t lid) {
-    return findRow([lid](const OcpLogPageRow& row) { return row.page.lid == lid; });
+    return findRow(ocpLogPagesBegin(), ocpLogPagesEnd(),
+                   [lid](const OcpLogPageRow& row) { return row.page.lid == lid; });
 }
 
 const OcpLogPageRow* findOcpLogPage(const std::string& name) {
-    return findRow([&](const OcpLogPageRow& row) { return isLogName(row.page, name); });
+    return findRow(ocpLogPagesBegin(), ocpLogPagesEnd(),
+                   [&](const OcpLogPageRow& row) { return isLogName(row.page, name); });
 }
 
 const OcpLogPageRow* identifyOcpLogPage(uint8_t lid, const Payload& data) {

@@ -1,8 +1,8 @@
 #include "features/nvme/VelkoFeatures.h"
 
-#include <algorithm>
 #include <iterator>
 
+#include "features/nvme/FindRow.h"
 #include "features/nvme/Structures.h"
 #include "features/nvme/VelkoInterface.h"
 #include "ostrel/core/AttributeVocabulary.h"
@@ -90,9 +90,7 @@ constexpr FeatureRow VELKO_FEATURES[] = {
 }  // namespace
 
 const FeatureRow* findVelkoFeature(uint8_t fid) {
-    const auto* row =
-        std::find_if(velkoFeaturesBegin(), velkoFeaturesEnd(), [fid](const FeatureRow& r) { return r.fid == fid; });
-    return row == velkoFeaturesEnd() ? nullptr : row;
+    return findRow(velkoFeaturesBegin(), velkoFeaturesEnd(), [fid](const FeatureRow& row) { return row.fid == fid; });
 }
 
 const FeatureRow* velkoFeaturesBegin() {

@@ -6,6 +6,7 @@
 
 #include "features/nvme/Bytes.h"
 #include "features/nvme/FieldTable.h"
+#include "features/nvme/FindRow.h"
 #include "features/nvme/Structures.h"
 #include "features/nvme/VelkoInterface.h"
 #include "features/nvme/structures/VelkoLogs.h"
@@ -156,20 +157,15 @@ constexpr LogPageRow VELKO_LOG_PAGES[] = {
 };
 // clang-format on
 
-template <typename Test>
-const LogPageRow* findRow(Test isWanted) {
-    const auto* row = std::find_if(velkoLogPagesBegin(), velkoLogPagesEnd(), isWanted);
-    return row == velkoLogPagesEnd() ? nullptr : row;
-}
-
 }  // namespace
 
 const LogPageRow* findVelkoLogPage(uint8_t lid) {
-    return findRow([lid](const LogPageRow& row) { return row.lid == lid; });
+    return findRow(velkoLogPagesBegin(), velkoLogPagesEnd(), [lid](const LogPageRow& row) { return row.lid == lid; });
 }
 
 const LogPageRow* findVelkoLogPage(const std::string& name) {
-    return findRow([&](const LogPageRow& row) { return isLogName(row, name); });
+    return findRow(velkoLogPagesBegin(), velkoLogPagesEnd(),
+                   [&](const LogPageRow& row) { return isLogName(row, name); });
 }
 
 const LogPageRow* velkoLogPagesBegin() {
