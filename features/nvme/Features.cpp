@@ -44,7 +44,6 @@ constexpr FieldRow TEMPERATURE_THRESHOLD[] = {
     keyed(key::tempThreshold,
           inWords(UNSET_THRESHOLDS, bitsRow("TMPTH", "Temperature Threshold (C)", 0, 15, 0, Format::CELSIUS))),
 };
-constexpr Word NO_LIMIT_AT_0[] = {{0, "no limit"}, {}};
 constexpr FieldRow ERROR_RECOVERY[] = {
     keyed(key::timeLimitedErrorRecovery,
           inWords(NO_LIMIT_AT_0, bitsRow("TLER", "Time Limited Error Recovery (units of 100 milliseconds)", 0, 15, 0))),
@@ -304,11 +303,6 @@ void addHostIdentifier(FieldTree& tree, uint32_t, const Payload& data) {
               data.getSize());
 }
 
-template <const auto& ROWS>
-void addTable(FieldTree& tree, uint32_t, const Payload& data) {
-    addFields(tree, ROWS, data.getData(), data.getSize());
-}
-
 using Controller = ControllerCapabilities;
 
 // clang-format off
@@ -444,9 +438,13 @@ FieldTree decodeFeatureCapabilities(const FeatureRow& feature, uint32_t dword0) 
 }
 
 FeatureField findFeatureField(const std::string& key) {
-    for (const FeatureRow& feature : FEATURES) {
-        for (const FieldRow& row : feature.dword0) {
-            if (row.key != nullptr && fieldName(row) == key) return {&feature, &row};
+    return findFeatureField(featuresBegin(), featuresEnd(), key);
+}
+
+FeatureField findFeatureField(const FeatureRow* begin, const FeatureRow* end, const std::string& key) {
+    for (const auto* feature = begin; feature != end; ++feature) {
+        for (const FieldRow& row : feature->dword0) {
+            if (row.key != nullptr && fieldName(row) == key) return {feature, &row};
         }
     }
     return {nullptr, nullptr};

@@ -25,6 +25,12 @@ struct FeatureRow {
     bool persistent = false;  ///< keeps its value over resets without being saved, or is an action without a value
 };
 
+/// Adds a data structure that is one table of fields.
+template <const auto& ROWS>
+void addTable(FieldTree& tree, uint32_t, const ostrel::core::Payload& data) {
+    addFields(tree, ROWS, data.getData(), data.getSize());
+}
+
 /// The row of a feature identifier; null when there is none. The OCP identifiers C0h to C7h have tables of their own,
 /// since a drive without OCP's logs means something else by them.
 const FeatureRow* findFeature(uint8_t fid);
@@ -42,10 +48,12 @@ FieldTree decodeFeatureCapabilities(const FeatureRow& feature, uint32_t dword0);
 
 /// A field of dword 0 by its name in the attribute vocabulary.
 struct FeatureField {
-    const FeatureRow* feature;  ///< null: no feature of the standard has such a field
+    const FeatureRow* feature;  ///< null: no feature of the table has such a field
     const FieldRow* row;
 };
 FeatureField findFeatureField(const std::string& key);
+/// The same in another table.
+FeatureField findFeatureField(const FeatureRow* begin, const FeatureRow* end, const std::string& key);
 /// The field of dword 11 that a Set Features of an OCP feature fills, which is not where Get Features shows it; null
 /// when the feature has none.
 const FieldRow* findOcpSetField(uint8_t fid);

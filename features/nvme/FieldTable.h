@@ -84,6 +84,12 @@ inline constexpr Word NOT_REPORTED_AT_0[] = {{0, NOT_REPORTED}, {}};
 constexpr FieldRow unless0(FieldRow row) {
     return inWords(NOT_REPORTED_AT_0, row);
 }
+inline constexpr Word NOT_REPORTED_AT_ALL_ONES[] = {{0xFFFFFFFF, NOT_REPORTED}, {}};
+/// "not reported" where the field, of 4 bytes, holds FFFFFFFFh.
+constexpr FieldRow unlessAllOnes(FieldRow row) {
+    return inWords(NOT_REPORTED_AT_ALL_ONES, row);
+}
+inline constexpr Word NO_LIMIT_AT_0[] = {{0, "no limit"}, {}};
 /// Not there in a structure of an earlier version.
 constexpr FieldRow since(uint16_t version, FieldRow row) {
     row.version = version;

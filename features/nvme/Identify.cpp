@@ -19,7 +19,6 @@ using ostrel::core::Payload;
 namespace {
 
 // clang-format off
-constexpr Word NO_LIMIT_AT_0[] = {{0, "no limit"}, {}};
 constexpr Word NONE_AT_0[] = {{0, "none"}, {}};
 constexpr Word NOT_AVAILABLE_AT_0[] = {{0, "not available"}, {}};
 constexpr Word FIRMWARE_GRANULARITY[] = {{0, NOT_REPORTED}, {255, "no restriction"}, {}};

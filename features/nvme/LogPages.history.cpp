@@ -144,7 +144,6 @@ constexpr Word SANITIZE_STATUSES[] = {
     {4, "the most recent sanitize operation completed successfully and deallocated all blocks though it was not to"},
     {},
 };
-constexpr Word NOT_REPORTED_AT_ALL_ONES[] = {{0xFFFFFFFF, NOT_REPORTED}, {}};
 constexpr FieldRow SANITIZE_FIELDS[] = {  // section 5.14.1.16.2
     {"SPROG", "Sanitize Progress (units of 1/65536)", FIELD(SanitizeStatusLog, sprog), Format::DECIMAL},
     {"SSTAT", "Sanitize Status", FIELD(SanitizeStatusLog, sstat), Format::HEX},
@@ -153,21 +152,18 @@ constexpr FieldRow SANITIZE_FIELDS[] = {  // section 5.14.1.16.2
     flag("SSTAT Global Data Erased", "Nothing was written since the drive was made or last sanitized",
          offsetof(SanitizeStatusLog, sstat), 8),
     {"SCDW10", "Sanitize Command Dword 10 Information", FIELD(SanitizeStatusLog, scdw10), Format::HEX},
-    inWords(NOT_REPORTED_AT_ALL_ONES, {"ETO", "Estimated Time For Overwrite (seconds)",
-                                       FIELD(SanitizeStatusLog, overwriteTime), Format::DECIMAL}),
-    inWords(NOT_REPORTED_AT_ALL_ONES, {"ETBE", "Estimated Time For Block Erase (seconds)",
-                                       FIELD(SanitizeStatusLog, blockEraseTime), Format::DECIMAL}),
-    inWords(NOT_REPORTED_AT_ALL_ONES, {"ETCE", "Estimated Time For Crypto Erase (seconds)",
-                                       FIELD(SanitizeStatusLog, cryptoEraseTime), Format::DECIMAL}),
-    inWords(NOT_REPORTED_AT_ALL_ONES,
-            {"ETOND", "Estimated Time For Overwrite With No-Deallocate (seconds)",
-             FIELD(SanitizeStatusLog, overwriteTimeNoDeallocate), Format::DECIMAL}),
-    inWords(NOT_REPORTED_AT_ALL_ONES,
-            {"ETBEND", "Estimated Time For Block Erase With No-Deallocate (seconds)",
-             FIELD(SanitizeStatusLog, blockEraseTimeNoDeallocate), Format::DECIMAL}),
-    inWords(NOT_REPORTED_AT_ALL_ONES,
-            {"ETCEND", "Estimated Time For Crypto Erase With No-Deallocate (seconds)",
-             FIELD(SanitizeStatusLog, cryptoEraseTimeNoDeallocate), Format::DECIMAL}),
+    unlessAllOnes({"ETO", "Estimated Time For Overwrite (seconds)",
+                   FIELD(SanitizeStatusLog, overwriteTime), Format::DECIMAL}),
+    unlessAllOnes({"ETBE", "Estimated Time For Block Erase (seconds)",
+                   FIELD(SanitizeStatusLog, blockEraseTime), Format::DECIMAL}),
+    unlessAllOnes({"ETCE", "Estimated Time For Crypto Erase (seconds)",
+                   FIELD(SanitizeStatusLog, cryptoEraseTime), Format::DECIMAL}),
+    unlessAllOnes({"ETOND", "Estimated Time For Overwrite With No-Deallocate (seconds)",
+                   FIELD(SanitizeStatusLog, overwriteTimeNoDeallocate), Format::DECIMAL}),
+    unlessAllOnes({"ETBEND", "Estimated Time For Block Erase With No-Deallocate (seconds)",
+                   FIELD(SanitizeStatusLog, blockEraseTimeNoDeallocate), Format::DECIMAL}),
+    unlessAllOnes({"ETCEND", "Estimated Time For Crypto Erase With No-Deallocate (seconds)",
+                   FIELD(SanitizeStatusLog, cryptoEraseTimeNoDeallocate), Format::DECIMAL}),
 };
 // clang-format on
 

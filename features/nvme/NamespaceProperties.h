@@ -9,6 +9,7 @@ namespace features::nvme {
 /// The fields of Identify Namespace that the library acts on.
 struct NamespaceProperties {
     static constexpr unsigned MAX_FORMATS = 64;
+    static constexpr uint16_t PROTECTION_BYTES = 8;  ///< of a block's metadata
 
     /// `identify`: 4,096 bytes.
     explicit NamespaceProperties(const uint8_t* identify);

@@ -66,11 +66,6 @@ constexpr FieldRow NATIVE_MAXIMUM_LBA[] = {
 };
 // clang-format on
 
-template <const auto& ROWS>
-void addTable(FieldTree& tree, uint32_t, const Payload& data) {
-    addFields(tree, ROWS, data.getData(), data.getSize());
-}
-
 // clang-format off
 constexpr FeatureRow VELKO_FEATURES[] = {
     // identifier                          name             data             per ns  dword 0         data structure, controllers, persistent
@@ -101,12 +96,7 @@ const FeatureRow* velkoFeaturesEnd() {
 }
 
 FeatureField findVelkoFeatureField(const std::string& key) {
-    for (const FeatureRow& feature : VELKO_FEATURES) {
-        for (const FieldRow& row : feature.dword0) {
-            if (row.key != nullptr && fieldName(row) == key) return {&feature, &row};
-        }
-    }
-    return {nullptr, nullptr};
+    return findFeatureField(velkoFeaturesBegin(), velkoFeaturesEnd(), key);
 }
 
 std::vector<Structure> velkoFeatureStructures() {

@@ -19,11 +19,6 @@ namespace key = ostrel::core::attributes::feature;
 
 namespace {
 
-constexpr Word NOT_REPORTED_AT_ALL_ONES[] = {{0xFFFFFFFF, NOT_REPORTED}, {}};
-constexpr FieldRow unlessAllOnes(FieldRow row) {
-    return inWords(NOT_REPORTED_AT_ALL_ONES, row);
-}
-
 // clang-format off
 constexpr Word THROTTLINGS[] = {{0, "none"}, {1, "light"}, {2, "heavy"}, {255, "disabled"}, {}};
 constexpr FieldRow EXTENDED_SMART[] = {

@@ -42,8 +42,6 @@ constexpr unsigned FNA_ERASES_ALL = 1;
 constexpr unsigned FNA_CRYPTO_ERASE = 2;
 constexpr unsigned FNA_NO_BROADCAST = 3;
 
-constexpr uint16_t PROTECTION_BYTES = 8;
-
 /// Format Progress Indicator in Identify Namespace: whether it is there, and the per cent that are left.
 constexpr size_t OFFSET_FPI = offsetof(nvme::IdentifyNamespace, fpi);
 constexpr uint8_t FPI_LEFT = 0x7F;
@@ -222,7 +220,7 @@ Result<FormatNvm::Target> FormatNvm::resolve(uint32_t nsid, const NamespacePrope
 
 Status FormatNvm::checkProtection(const Target& target) const {
     const std::string type = std::to_string(target.protectionType);
-    if (target.format().metadataBytes < PROTECTION_BYTES) {
+    if (target.format().metadataBytes < NamespaceProperties::PROTECTION_BYTES) {
         return withDetails(statuses::invalidProtectionInformation(),
                            "Type " + type + " needs a format with 8 bytes of metadata; format " +
                                std::to_string(target.lbaFormat) + " of " + name(target) + " has " +

@@ -30,7 +30,6 @@ using nvme::NamespaceProperties;
 namespace {
 
 constexpr uint64_t UNKNOWN = std::numeric_limits<uint64_t>::max();
-constexpr uint16_t PROTECTION_BYTES = 8;
 /// Thin Provisioning in NSFEAT of Identify Namespace.
 constexpr size_t OFFSET_NSFEAT = offsetof(nvme::IdentifyNamespace, nsfeat);
 
@@ -131,7 +130,7 @@ Status NamespaceCreation::checkFormat(const NamespaceProperties& common) {
 
 Status NamespaceCreation::checkProtection(const NamespaceProperties& common) {
     const std::string type = std::to_string(request_.protectionType);
-    if (format_.metadataBytes < PROTECTION_BYTES) {
+    if (format_.metadataBytes < NamespaceProperties::PROTECTION_BYTES) {
         return withDetails(statuses::invalidProtectionInformation(),
                            "Type " + type + " needs a format with 8 bytes of metadata; format " +
                                std::to_string(request_.lbaFormat) + " has " + std::to_string(format_.metadataBytes) +

@@ -17,7 +17,6 @@ constexpr uint8_t CODE_SHORT = 1;
 constexpr uint8_t CODE_EXTENDED = 2;
 constexpr uint8_t CODE_ABORT = 0xF;
 constexpr uint8_t SEGMENT_MEDIA = 5;
-constexpr uint64_t MS_PER_HOUR = 3600000;
 
 bool isTested(const CommandContext& context, uint32_t nsid) {
     const uint32_t tested = context.state.selfTest.nsid;
@@ -40,7 +39,7 @@ std::optional<BlockRange> unreadableBlock(const CommandContext& context) {
 void endSelfTest(CommandContext& context, SelfTestResult result, SelfTestEnd end) {
     SelfTestState& test = context.state.selfTest;
     result.status = static_cast<uint8_t>(test.code << 4 | static_cast<uint8_t>(end));
-    result.powerOnHours = context.powerOnMs() / MS_PER_HOUR;
+    result.powerOnHours = context.powerOnHours();
     if (result.nsid == 0) result.nsid = test.nsid;
     test.results.insert(test.results.begin(), result);
     if (test.results.size() > MAX_SELF_TEST_RESULTS) test.results.resize(MAX_SELF_TEST_RESULTS);

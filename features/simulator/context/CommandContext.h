@@ -40,6 +40,7 @@ struct CommandContext {
     uint16_t controllerId = 1;            ///< that carries the command out
 
     uint64_t powerOnMs() const { return nowMs > state.health.createdMs ? nowMs - state.health.createdMs : 0; }
+    uint64_t powerOnHours() const { return powerOnMs() / 3600000; }
     /// Null: not allocated.
     NamespaceState* find(uint32_t nsid) const {
         const auto part = state.namespaces.find(nsid);

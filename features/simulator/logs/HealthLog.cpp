@@ -17,7 +17,6 @@ namespace {
 
 constexpr uint16_t TRUE_KELVIN = 311;  // 38 degrees Celsius
 constexpr uint64_t DATA_UNIT_BYTES = 512000;
-constexpr uint64_t MS_PER_HOUR = 3600000;
 constexpr uint64_t MS_PER_MINUTE = 60000;
 constexpr uint64_t MICROSECONDS_PER_MINUTE = 60000000;
 constexpr uint8_t WARNING_SPARE = 1 << 0;
@@ -107,7 +106,7 @@ CompletionEntry buildHealthLog(CommandContext& context, const LogRequest&, std::
     log.hostWriteCommands = work.writeCommands;
     log.controllerBusyTime = work.busyMicroseconds / MICROSECONDS_PER_MINUTE;
     log.powerCycles = health.powerCycles;
-    log.powerOnHours = context.powerOnMs() / MS_PER_HOUR;
+    log.powerOnHours = context.powerOnHours();
     log.unsafeShutdowns = health.unsafeShutdowns;
     log.mediaErrors = health.mediaErrors;
     log.errorLogEntries = context.state.errorCount;

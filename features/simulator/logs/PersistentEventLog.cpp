@@ -25,8 +25,7 @@ using namespace nvme;
 namespace {
 
 constexpr size_t LOG_HEADER_BYTES = sizeof(PersistentEventLogHeader);
-constexpr uint64_t MS_PER_HOUR = 3600000;
-constexpr uint64_t MS_PER_DAY = 24 * MS_PER_HOUR;
+constexpr uint64_t HOURS_PER_DAY = 24;
 constexpr const char* CONTEXT_SNAPSHOT = "persistent-event-context";
 
 // Actions in LSP.
@@ -79,7 +78,7 @@ void putHeader(const CommandContext& context, size_t events, std::vector<uint8_t
     header.revision = 1;
     header.lhl = sizeof header - offsetof(PersistentEventLogHeader, timestamp);
     header.timestamp = timestampData(context);
-    header.powerOnHours = context.powerOnMs() / MS_PER_HOUR;
+    header.powerOnHours = context.powerOnHours();
     header.powerCycles = context.state.health.powerCycles;
     header.vid = context.model.vendorId;
     header.ssvid = context.model.subsystemVendorId;
@@ -120,7 +119,7 @@ void recordPersistentEvent(CommandContext& context, PersistentEvent type, const 
         history.firmware = context.state.firmware.running;
         writeExtension(context.state, history);
     }
-    const uint64_t today = context.powerOnMs() / MS_PER_DAY;
+    const uint64_t today = context.powerOnHours() / HOURS_PER_DAY;
     if (history.nextSnapshotDay <= today) {
         history.nextSnapshotDay = today + 1;
         writeExtension(context.state, history);
