@@ -28,9 +28,4 @@ int32_t AnswerStore::fetch(void* handle, void* buffer, uint64_t* size) {
     return FEATURE_LIBRARY_SUCCESS;
 }
 
-void AnswerStore::clear() {
-    const std::lock_guard<std::mutex> lock(mutex_);
-    answers_.clear();
-}
-
 }  // namespace features::library

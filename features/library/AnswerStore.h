@@ -18,7 +18,6 @@ public:
     /// on return. FEATURE_LIBRARY_INVALID_BUFFER_SIZE leaves the buffer and the answer alone, and so does
     /// FEATURE_LIBRARY_INVALID_INPUT, for a handle that is not known or a null size.
     int32_t fetch(void* handle, void* buffer, uint64_t* size);
-    void clear();
 
 private:
     std::mutex mutex_;

@@ -35,7 +35,6 @@ public:
     uint8_t byte(size_t at) const { return bytes_[at]; }
     uint16_t word(size_t at) const { return features::nvme::le16(bytes_.data() + at); }
     uint32_t dword(size_t at) const { return features::nvme::le32(bytes_.data() + at); }
-    uint64_t qword(size_t at) const { return features::nvme::le64(bytes_.data() + at); }
     /// Command dword `number`.
     uint32_t cdw(unsigned number) const { return dword(4 * size_t{number}); }
 

@@ -79,14 +79,5 @@ TEST(AnswerStore, WrongInputChangesNothing) {
     EXPECT_EQ(fetch(store, handle), "answer");
 }
 
-TEST(AnswerStore, ClearForgetsEverything) {
-    AnswerStore store;
-    void* const handle = store.keep("answer");
-    store.clear();
-    uint64_t size = 0;
-    EXPECT_EQ(store.fetch(handle, nullptr, &size), FEATURE_LIBRARY_INVALID_INPUT);
-    EXPECT_EQ(fetch(store, store.keep("next")), "next");
-}
-
 }  // namespace
 }  // namespace features::library
