@@ -14,17 +14,17 @@ inline fakedrive::FakeDrive& nameModel(fakedrive::FakeDrive& drive, const std::s
     return drive;
 }
 
+/// A drive that the user named by a namespace of it, as "/dev/nvme0n2".
+template <class Drive>
+void nameNamespace(Drive& drive, uint32_t nsid) {
+    ostrel::core::Attribute attribute = ostrel::core::attributes::device::namespaceId();
+    attribute.setValue(nsid);
+    drive.device()->setAttribute(attribute);
+}
+
 /// A drive with the maker's vendor interface.
 inline fakedrive::FakeDrive& velko(fakedrive::FakeDrive& drive) {
     return nameModel(drive, "VELKO X1");
-}
-
-/// One drive's status in an output, under the heading of the job.
-inline std::string statusOf(const std::string& heading, const std::string& category, const std::string& code,
-                            const std::string& message) {
-    return "0/0\n<Object category=\"Output\">\n<Object category=\"status\" key=\"S1\" name=\"" + heading +
-           "\">\n<Property name=\"Category\" value=\"" + category + "\"/>\n<Property name=\"Code\" value=\"" + code +
-           "\"/>\n<Property name=\"Message\" value=\"" + message + "\"/>\n</Object>\n</Object>";
 }
 
 }  // namespace features::jobs

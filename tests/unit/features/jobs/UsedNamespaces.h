@@ -25,6 +25,11 @@ inline transport::HostNamespace withSystem(uint32_t nsid) {
     return withUse(nsid, transport::NamespaceUse::Kind::MOUNTED, true);
 }
 
+/// The command that has the kernel look at the drive's namespaces again.
+inline fakedrive::Expected lookAgain() {
+    return fakedrive::Expected::host(transport::HostRequest::RESCAN);
+}
+
 /// How the gate refuses them.
 inline std::string mountedRefusal(uint32_t nsid) {
     return "10/241 Cannot run selected feature with the given configuration. /dev/nvme0n" + std::to_string(nsid) +

@@ -1,9 +1,9 @@
 #include <gtest/gtest.h>
 
 #include "features/jobs/drive/DriveFacts.h"
-#include "ostrel/core/AttributeVocabulary.h"
 #include "tests/support/fakedrive/FakeDrive.h"
 #include "tests/unit/features/jobs/Commands.h"
+#include "tests/unit/features/jobs/Models.h"
 #include "tests/unit/features/jobs/OcpLog.h"
 
 namespace features::jobs {
@@ -17,12 +17,6 @@ protected:
     FakeDrive fake_;
     nvme::Drive drive_{*fake_.device()};
     DriveFacts facts_{drive_};
-
-    void nameNamespace(uint32_t nsid) {
-        Attribute named = attributes::device::namespaceId();
-        named.setValue(nsid);
-        fake_.device()->setAttribute(named);
-    }
 };
 
 TEST_F(DriveFactsTest, NothingIsAskedBeforeItIsNeeded) {
@@ -104,7 +98,7 @@ TEST_F(DriveFactsTest, WhatIsKnownBeforeTheFailureStaysKnown) {
 }
 
 TEST_F(DriveFactsTest, TheNamespaceOfThePathGoesBeforeTheFirst) {
-    nameNamespace(9);
+    nameNamespace(fake_, 9);
     fake_.expect(hostNamespaces({unusedNamespace(1), unusedNamespace(9)}))
         .expect(identify(0x00, 9).answers(identifyNamespace(5)));
     EXPECT_EQ(facts_.hostNamespace()->nsid, 9U);
@@ -112,7 +106,7 @@ TEST_F(DriveFactsTest, TheNamespaceOfThePathGoesBeforeTheFirst) {
 }
 
 TEST_F(DriveFactsTest, ANamedNamespaceThatIsNotThereIsNone) {
-    nameNamespace(2);
+    nameNamespace(fake_, 2);
     fake_.expect(hostNamespaces({unusedNamespace(1)}));
     EXPECT_EQ(facts_.hostNamespace(), nullptr);
     EXPECT_EQ(facts_.identifyNamespace(), nullptr);

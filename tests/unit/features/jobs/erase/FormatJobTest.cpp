@@ -1,11 +1,11 @@
 #include <gtest/gtest.h>
 
 #include "features/jobs/erase/FormatJob.h"
-#include "ostrel/core/AttributeVocabulary.h"
 #include "ostrel/interfaces/ostreli/interface/JobNames.h"
 #include "tests/unit/features/jobs/Commands.h"
 #include "tests/unit/features/jobs/FakeClock.h"
 #include "tests/unit/features/jobs/JobRun.h"
+#include "tests/unit/features/jobs/Models.h"
 #include "tests/unit/features/jobs/StatusAnswer.h"
 #include "tests/unit/features/jobs/UsedNamespaces.h"
 
@@ -48,16 +48,6 @@ DriveBytes space(uint8_t format = 0) {
 
 Expected formatCommand(uint32_t nsid, uint32_t dword10) {
     return Expected::admin(0x80).nsid(nsid).dword(10, dword10);
-}
-
-Expected lookAgain() {
-    return Expected::host(transport::HostRequest::RESCAN);
-}
-
-void nameNamespace(FakeDrive& drive, uint32_t nsid) {
-    Attribute attribute = attributes::device::namespaceId();
-    attribute.setValue(nsid);
-    drive.device()->setAttribute(attribute);
 }
 
 class FormatJobTest : public testing::Test {

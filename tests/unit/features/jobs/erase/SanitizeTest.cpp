@@ -46,9 +46,6 @@ DriveBytes log(State state, uint16_t progress = 0xFFFF) {
 Expected askLog(const DriveBytes& bytes) {
     return lookAtLog(0x81, 512).answers(bytes);
 }
-Expected lookAgain() {
-    return Expected::host(transport::HostRequest::RESCAN);
-}
 Expected sanitizeCommand(uint32_t dword10, uint32_t dword11 = 0) {
     return Expected::admin(0x84).dword(10, dword10).dword(11, dword11).timeoutMs(120000);
 }

@@ -1,10 +1,10 @@
 #include <gtest/gtest.h>
 
 #include "features/jobs/erase/TrimJob.h"
-#include "ostrel/core/AttributeVocabulary.h"
 #include "ostrel/interfaces/ostreli/interface/JobNames.h"
 #include "tests/unit/features/jobs/Commands.h"
 #include "tests/unit/features/jobs/JobRun.h"
+#include "tests/unit/features/jobs/Models.h"
 #include "tests/unit/features/jobs/StatusAnswer.h"
 #include "tests/unit/features/jobs/UsedNamespaces.h"
 
@@ -49,11 +49,6 @@ protected:
     std::string run(const std::string& start, const std::string& count) {
         TrimJob job;
         return JobRun(job, JOBTYPE_METHOD).with("StartLBA", start).with("Count", count).on({&drive_});
-    }
-    void nameNamespace(uint32_t nsid) {
-        Attribute attribute = attributes::device::namespaceId();
-        attribute.setValue(nsid);
-        drive_.device()->setAttribute(attribute);
     }
     /// All that comes before the last look of the gate, for the only namespace of the drive.
     void expectLook(const DriveBytes& space, const DriveBytes& controller = trimmingController()) {
@@ -201,7 +196,7 @@ TEST_F(TrimJobTest, OneOfSeveralNamespacesIsNamedByItsPath) {
     drive_.expect(hostNamespaces({unusedNamespace(1), unusedNamespace(2)}));
     EXPECT_EQ(run("0", "8"), answerOf("10/242 Operation not permitted if more than one namespace is allocated on the "
                                       "drive. Select the one by its path."));
-    nameNamespace(2);
+    nameNamespace(drive_, 2);
     const std::vector<transport::HostNamespace> namespaces{mounted(1), partitioned(2)};
     drive_.expect(hostUses(namespaces))
         .expect(identify(1).answers(trimmingController()))
@@ -221,7 +216,7 @@ TEST_F(TrimJobTest, ADriveWithoutNamespaces) {
 TEST_F(TrimJobTest, AUsedNamespaceIsRefusedBeforeAnythingIsAsked) {
     drive_.expect(hostNamespaces({unusedNamespace(1)})).expect(hostUses({mounted(1)}));
     EXPECT_EQ(run("0", "8"), answerOf(mountedRefusal(1)));
-    nameNamespace(1);
+    nameNamespace(drive_, 1);
     drive_.expect(hostUses({unusedNamespace(1), withSystem(2)}));
     EXPECT_EQ(run("0", "8"), answerOf(systemRefusal(2))) << "the system protects the whole drive";
 }

@@ -5,6 +5,7 @@
 
 #include "tests/unit/features/jobs/Commands.h"
 #include "tests/unit/features/jobs/JobRun.h"
+#include "tests/unit/features/jobs/StatusAnswer.h"
 
 namespace features::jobs {
 
@@ -21,18 +22,10 @@ inline fakedrive::Expected slotLog(const fakedrive::DriveBytes& log) {
     return lookAtLog(0x03, 512).answers(log);
 }
 
-inline std::string output(const std::string& children) {
-    return "0/0\n<Object category=\"Output\">\n" + children + "</Object>";
-}
-
 /// A status of drive S1.
 inline std::string status(const std::string& title, const std::string& category, const std::string& code,
                           const std::string& message) {
-    std::string shown;
-    for (const char c : message) shown += c == '\'' ? std::string("&apos;") : std::string(1, c);
-    return "<Object category=\"status\" key=\"S1\" name=\"" + title + "\">\n<Property name=\"Category\" value=\"" +
-           category + "\"/>\n<Property name=\"Code\" value=\"" + code + "\"/>\n<Property name=\"Message\" value=\"" +
-           shown + "\"/>\n</Object>\n";
+    return statusObject(title, category, code, message);
 }
 
 /// The slots as they are shown; slots without a text are "none".

@@ -1,11 +1,12 @@
 #include <gtest/gtest.h>
 
 #include "features/jobs/health/DriveSelfTestJob.h"
-#include "ostrel/core/AttributeVocabulary.h"
 #include "ostrel/interfaces/ostreli/interface/JobNames.h"
 #include "tests/unit/features/jobs/Commands.h"
 #include "tests/unit/features/jobs/FakeClock.h"
 #include "tests/unit/features/jobs/JobRun.h"
+#include "tests/unit/features/jobs/Models.h"
+#include "tests/unit/features/jobs/StatusAnswer.h"
 
 namespace features::jobs {
 namespace {
@@ -41,15 +42,8 @@ Expected testLog(const DriveBytes& log) {
     return lookAtLog(0x06, 564).answers(log);
 }
 
-std::string output(const std::string& children) {
-    return "0/0\n<Object category=\"Output\">\n" + children + "</Object>";
-}
-
 std::string status(const std::string& category, const std::string& code, const std::string& message) {
-    return "<Object category=\"status\" key=\"S1\" name=\"Drive Self-Test\">\n"
-           "<Property name=\"Category\" value=\"" +
-           category + "\"/>\n<Property name=\"Code\" value=\"" + code + "\"/>\n<Property name=\"Message\" value=\"" +
-           message + "\"/>\n</Object>\n";
+    return statusObject("Drive Self-Test", category, code, message);
 }
 
 /// The result of a captive test.
@@ -94,9 +88,7 @@ TEST_F(DriveSelfTestJobTest, AShortTestOfAllNamespacesIsStarted) {
 
 TEST_F(DriveSelfTestJobTest, AnExtendedTestOfTheNamespaceThatThePathNamed) {
     FakeDrive drive;
-    Attribute nsid = attributes::device::namespaceId();
-    nsid.setValue(uint32_t{3});
-    drive.device()->setAttribute(nsid);
+    nameNamespace(drive, 3);
     drive.expect(identify(0x01).answers(controller())).expect(selfTest(2, 3));
     EXPECT_EQ(start(drive, "Extended"), output(status("0", "0", "The extended self-test was started.")));
 }

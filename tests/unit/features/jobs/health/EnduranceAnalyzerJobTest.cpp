@@ -8,6 +8,7 @@
 #include "tests/support/TemporaryFolder.h"
 #include "tests/unit/features/jobs/Commands.h"
 #include "tests/unit/features/jobs/JobRun.h"
+#include "tests/unit/features/jobs/StatusAnswer.h"
 
 namespace features::jobs {
 namespace {
@@ -20,21 +21,17 @@ constexpr int64_t RESET_TIME = 1700000000;
 int64_t now = RESET_TIME;
 
 /// The answer of a job that holds nothing but this status of drive S1.
-std::string statusAnswer(const std::string& code, const std::string& message, const std::string& category = "10") {
-    return "0/0\n<Object category=\"Output\">\n<Object category=\"status\" key=\"S1\" name=\"Endurance Analyzer\">\n"
-           "<Property name=\"Category\" value=\"" +
-           category + "\"/>\n<Property name=\"Code\" value=\"" + code + "\"/>\n<Property name=\"Message\" value=\"" +
-           message + "\"/>\n</Object>\n</Object>";
+std::string answerOf(const std::string& code, const std::string& message, const std::string& category = "10") {
+    return statusAnswer("Endurance Analyzer", category, code, message);
 }
 
-const std::string NOT_YET =
-    statusAnswer("75",
-                 "Media Workload Indicators have reset values. Run 60+ minute workload prior to "
-                 "running the endurance analyzer.");
-const std::string NO_WEAR = statusAnswer("74",
-                                         "Workload did not induce any wear on the drive. Expected life calculation is "
-                                         "invalid. Ensure that workloads run for an hour or more for valid "
-                                         "calculations.");
+const std::string NOT_YET = answerOf("75",
+                                     "Media Workload Indicators have reset values. Run 60+ minute workload prior to "
+                                     "running the endurance analyzer.");
+const std::string NO_WEAR = answerOf("74",
+                                     "Workload did not induce any wear on the drive. Expected life calculation is "
+                                     "invalid. Ensure that workloads run for an hour or more for valid "
+                                     "calculations.");
 
 class EnduranceAnalyzerJobTest : public testing::Test {
 protected:
@@ -45,10 +42,10 @@ protected:
         FakeDrive drive;
         drive.expect(lookAtLog(0x02, 512).answers(smartLog()));
         EXPECT_EQ(JobRun(job_, JOBTYPE_METHOD).on({&drive}),
-                  statusAnswer("0",
-                               "The workload indicators were reset. Run the workload for 60 minutes or more before the "
-                               "endurance analyzer is shown.",
-                               "0"));
+                  answerOf("0",
+                           "The workload indicators were reset. Run the workload for 60 minutes or more before the "
+                           "endurance analyzer is shown.",
+                           "0"));
     }
     std::string show(const DriveBytes& smart) {
         FakeDrive drive;
@@ -148,12 +145,12 @@ TEST_F(EnduranceAnalyzerJobTest, ADriveThatCannotBeAskedKeepsItsBaseline) {
     now += 7200;
     FakeDrive first;
     first.expect(lookAtLog(0x02, 512).breaks(gone())).expect(lookAtLog(0x02, 512).refuses(0x0006));
-    EXPECT_EQ(JobRun(job_, JOBTYPE_METHOD).on({&first}), statusAnswer("70", "The drive /dev/nvme0 is gone.", "0"));
+    EXPECT_EQ(JobRun(job_, JOBTYPE_METHOD).on({&first}), answerOf("70", "The drive /dev/nvme0 is gone.", "0"));
     EXPECT_EQ(JobRun(job_, JOBTYPE_GET_PROPERTIES).on({&first}),
-              statusAnswer("25",
-                           "Get Log Page failed on drive S1 (/dev/nvme0): Internal Error (status code type 0x0, status "
-                           "code 0x06, opcode 0x02).",
-                           "0"));
+              answerOf("25",
+                       "Get Log Page failed on drive S1 (/dev/nvme0): Internal Error (status code type 0x0, status "
+                       "code 0x06, opcode 0x02).",
+                       "0"));
     EXPECT_EQ(readWholeFile(baseline_), before);
 }
 
@@ -201,8 +198,8 @@ TEST_F(EnduranceAnalyzerJobTest, ADamagedBaselineIsReportedAndAResetMendsIt) {
     now += 7200;
     for (const auto& c : DAMAGED) {
         writeWholeFile(baseline_, c.text);
-        EXPECT_EQ(showUnasked(), statusAnswer("54", "Failed reading a file necessary for the feature. " + baseline_ +
-                                                        " is damaged. Reset the endurance analyzer of this drive."))
+        EXPECT_EQ(showUnasked(), answerOf("54", "Failed reading a file necessary for the feature. " + baseline_ +
+                                                    " is damaged. Reset the endurance analyzer of this drive."))
             << c.why;
     }
     reset();
@@ -229,7 +226,7 @@ TEST_F(EnduranceAnalyzerJobTest, AFolderThatCannotBeMadeIsReported) {
     drive.expect(lookAtLog(0x02, 512).answers(smartLog()));
     EXPECT_EQ(
         JobRun(job_, JOBTYPE_METHOD).on({&drive}),
-        statusAnswer("194", "Failed to create directory. Unable to open " + (folder_ / "lib: Not a directory"), "10"));
+        answerOf("194", "Failed to create directory. Unable to open " + (folder_ / "lib: Not a directory"), "10"));
 }
 
 TEST_F(EnduranceAnalyzerJobTest, WithoutASerialNumberNothingIsKept) {

@@ -7,6 +7,7 @@
 #include "tests/unit/features/jobs/JobRun.h"
 #include "tests/unit/features/jobs/Models.h"
 #include "tests/unit/features/jobs/OcpLog.h"
+#include "tests/unit/features/jobs/StatusAnswer.h"
 
 namespace features::jobs {
 namespace {
@@ -242,7 +243,7 @@ TEST(SmartJob, ADriveThatGoesAwayAtTheMakersLogIsAFailure) {
     velko(drive).expect(withoutList()).expect(lookAtLog(0xD0, 512).breaks(gone()));
     SmartJob job;
     EXPECT_EQ(JobRun(job, JOBTYPE_GET_PROPERTIES).with("IncludeNVMeSmartHealthLog", "false").on({&drive}),
-              statusOf("SMART Attributes", "0", "70", "The drive /dev/nvme0 is gone."));
+              statusAnswer("SMART Attributes", "0", "70", "The drive /dev/nvme0 is gone."));
 }
 
 }  // namespace

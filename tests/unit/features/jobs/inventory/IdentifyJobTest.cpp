@@ -1,11 +1,12 @@
 #include <gtest/gtest.h>
 
 #include "features/jobs/inventory/IdentifyJob.h"
-#include "ostrel/core/AttributeVocabulary.h"
 #include "ostrel/interfaces/ostreli/interface/JobNames.h"
 #include "tests/support/Golden.h"
 #include "tests/unit/features/jobs/Commands.h"
 #include "tests/unit/features/jobs/JobRun.h"
+#include "tests/unit/features/jobs/Models.h"
+#include "tests/unit/features/jobs/StatusAnswer.h"
 
 namespace features::jobs {
 namespace {
@@ -19,10 +20,7 @@ constexpr const char* GOLDENS = JOBS_TEST_DATA "/goldens/";
 
 /// The answer of a job that shows nothing but this status of drive S1.
 std::string refusal(const std::string& category, const std::string& code, const std::string& message) {
-    return "0/0\n<Object category=\"Output\">\n<Object category=\"status\" key=\"S1\" name=\"Identify\">\n"
-           "<Property name=\"Category\" value=\"" +
-           category + "\"/>\n<Property name=\"Code\" value=\"" + code + "\"/>\n<Property name=\"Message\" value=\"" +
-           message + "\"/>\n</Object>\n</Object>";
+    return statusAnswer("Identify", category, code, message);
 }
 
 TEST(IdentifyJob, ShowsTheController) {
@@ -191,9 +189,7 @@ TEST(IdentifyJob, ANamespaceThatIsNotAttachedIsNoRowOfZeros) {
 
 TEST(IdentifyJob, TheNamespaceOfThePathCountsWhereNoneIsGiven) {
     FakeDrive drive;
-    Attribute nsid = attributes::device::namespaceId();
-    nsid.setValue(uint32_t{7});
-    drive.device()->setAttribute(nsid);
+    nameNamespace(drive, 7);
     drive.expect(identify(0x01).answers(identifyController().le16(256, 0x0008)))
         .expect(identify(0x12, 7).answers(controllerList({4})));
     IdentifyJob job;

@@ -3,7 +3,6 @@
 #include <filesystem>
 
 #include "features/jobs/logs/NvmeLogJob.h"
-#include "ostrel/core/AttributeVocabulary.h"
 #include "ostrel/interfaces/ostreli/interface/JobNames.h"
 #include "tests/support/Golden.h"
 #include "tests/support/TemporaryFolder.h"
@@ -11,6 +10,7 @@
 #include "tests/unit/features/jobs/JobRun.h"
 #include "tests/unit/features/jobs/Models.h"
 #include "tests/unit/features/jobs/OcpLog.h"
+#include "tests/unit/features/jobs/StatusAnswer.h"
 
 namespace features::jobs {
 namespace {
@@ -30,11 +30,8 @@ DriveBytes withLongLogs() {
 }
 
 /// The answer of a job that holds nothing but this status of drive S1.
-std::string statusAnswer(const std::string& category, const std::string& code, const std::string& message) {
-    return "0/0\n<Object category=\"Output\">\n<Object category=\"status\" key=\"S1\" name=\"NVMe Log\">\n"
-           "<Property name=\"Category\" value=\"" +
-           category + "\"/>\n<Property name=\"Code\" value=\"" + code + "\"/>\n<Property name=\"Message\" value=\"" +
-           message + "\"/>\n</Object>\n</Object>";
+std::string answerOf(const std::string& category, const std::string& code, const std::string& message) {
+    return statusAnswer("NVMe Log", category, code, message);
 }
 
 /// A page with this text at its beginning.
@@ -89,7 +86,7 @@ TEST(NvmeLogJob, AnUnknownPageIsShownAsBytes) {
 </Object>
 </Object>)");
     drive.expect(lookAtLog(0xCA, 512).refuses(NO_SUCH_LOG));
-    EXPECT_EQ(JobRun(job, JOBTYPE_METHOD).with("LogId", "202").on({&drive}), statusAnswer("0", "25", REFUSED));
+    EXPECT_EQ(JobRun(job, JOBTYPE_METHOD).with("LogId", "202").on({&drive}), answerOf("0", "25", REFUSED));
 }
 
 TEST(NvmeLogJob, EveryFieldOfTheCommandIsHonoured) {
@@ -136,9 +133,9 @@ TEST(NvmeLogJob, TheRestOfAPageAfterAnOffsetIsShownAsBytes) {
 </Object>
 </Object>)");
     EXPECT_EQ(JobRun(job, JOBTYPE_METHOD).with("LogId", "3").with("LogPageOffset", "512").on({&drive}),
-              statusAnswer("10", "36",
-                           "The offset 512 is not within the log page, which has 512 bytes on drive S1 "
-                           "(/dev/nvme0)."));
+              answerOf("10", "36",
+                       "The offset 512 is not within the log page, which has 512 bytes on drive S1 "
+                       "(/dev/nvme0)."));
 }
 
 TEST(NvmeLogJob, TheErrorLogHasAsManyEntriesAsTheControllerSays) {
@@ -161,7 +158,7 @@ TEST(NvmeLogJob, TheEnduranceGroupIsThatOfTheNamespace) {
         .expect(identify(0x00, 1).answers(identifyNamespace(1000).le16(102, 7)))
         .expect(lookAtLog(0x09, 512).dword(11, 0x00070000).refuses(NO_SUCH_LOG));
     NvmeLogJob job;
-    EXPECT_EQ(JobRun(job, JOBTYPE_METHOD).with("LogId", "9").on({&drive}), statusAnswer("0", "25", REFUSED));
+    EXPECT_EQ(JobRun(job, JOBTYPE_METHOD).with("LogId", "9").on({&drive}), answerOf("0", "25", REFUSED));
 }
 
 TEST(NvmeLogJob, APageOfTheStandardThatTheDriveDoesNotOfferIsNotAskedFor) {
@@ -171,9 +168,9 @@ TEST(NvmeLogJob, APageOfTheStandardThatTheDriveDoesNotOfferIsNotAskedFor) {
     NvmeLogJob job;
     for (const FakeDrive* one : {&drive, &list}) {
         EXPECT_EQ(JobRun(job, JOBTYPE_METHOD).with("LogId", "5").on({one}),
-                  statusAnswer("10", "3",
-                               "The selected drive does not support this feature. Drive S1 (/dev/nvme0) does not offer "
-                               "log page 0x05 (Commands Supported and Effects)."));
+                  answerOf("10", "3",
+                           "The selected drive does not support this feature. Drive S1 (/dev/nvme0) does not offer "
+                           "log page 0x05 (Commands Supported and Effects)."));
     }
 }
 
@@ -280,11 +277,11 @@ Expected anaGroup(uint64_t offset) {
 
 TEST(NvmeLogJob, WhatIsTooLongToBeDecodedIsRefusedBeforeItIsRead) {
     const auto refusal = [](const std::string& bytes, const std::string& lid) {
-        return statusAnswer("0", "37",
-                            "The log of drive S1 (/dev/nvme0) has " + bytes +
-                                " bytes, and at most 4194304 are decoded. &apos;dump -destination FILE -velkossd "
-                                "/dev/nvme0 -nvmelog " +
-                                lid + "&apos; writes it to a file piece by piece.");
+        return answerOf("0", "37",
+                        "The log of drive S1 (/dev/nvme0) has " + bytes +
+                            " bytes, and at most 4194304 are decoded. &apos;dump -destination FILE -velkossd "
+                            "/dev/nvme0 -nvmelog " +
+                            lid + "&apos; writes it to a file piece by piece.");
     };
     NvmeLogJob job;
     FakeDrive lba;
@@ -533,7 +530,7 @@ protected:
 TEST_F(NvmeLogFile, HoldsThePageByteForByte) {
     drive_.expect(lookAtLog(0x03, 512).answers(firmwareSlots()));
     EXPECT_EQ(dump("3"),
-              statusAnswer("0", "0", "Wrote 512 bytes of log page 0x03 (Firmware Slot Information) to " + file_ + "."));
+              answerOf("0", "0", "Wrote 512 bytes of log page 0x03 (Firmware Slot Information) to " + file_ + "."));
     EXPECT_EQ(readWholeFile(file_), asText(firmwareSlots()));
 }
 
@@ -544,7 +541,7 @@ TEST_F(NvmeLogFile, HoldsTheWholeOfALogWhoseHeaderHoldsItsLength) {
         .expect(lookAtLog(0x07, 512).answers(header))
         .expect(lookAtLog(0x07, 2048).answers(whole));
     EXPECT_EQ(dump("7"),
-              statusAnswer("0", "0", "Wrote 2048 bytes of log page 0x07 (Telemetry Host-Initiated) to " + file_ + "."));
+              answerOf("0", "0", "Wrote 2048 bytes of log page 0x07 (Telemetry Host-Initiated) to " + file_ + "."));
     EXPECT_EQ(readWholeFile(file_), asText(whole));
     const DriveBytes events = DriveBytes(1024).byte(0, 13).le64(8, 1024);
     drive_.expect(identify(0x01).answers(withLongLogs()))
@@ -553,7 +550,7 @@ TEST_F(NvmeLogFile, HoldsTheWholeOfALogWhoseHeaderHoldsItsLength) {
         .expect(lookAtLog(0x0D, 1024).answers(events))
         .expect(release());
     EXPECT_EQ(dump("13"),
-              statusAnswer("0", "0", "Wrote 1024 bytes of log page 0x0D (Persistent Event Log) to " + file_ + "."));
+              answerOf("0", "0", "Wrote 1024 bytes of log page 0x0D (Persistent Event Log) to " + file_ + "."));
     EXPECT_EQ(readWholeFile(file_), asText(events));
 }
 
@@ -568,7 +565,7 @@ TEST_F(NvmeLogFile, HoldsAPartOfThePersistentEventLogReadInAContext) {
                   .with("NumDWORDs", "2")
                   .with("file", file_)
                   .on({&drive_}),
-              statusAnswer("0", "0", "Wrote 8 bytes of log page 0x0D (Persistent Event Log) to " + file_ + "."));
+              answerOf("0", "0", "Wrote 8 bytes of log page 0x0D (Persistent Event Log) to " + file_ + "."));
     EXPECT_EQ(readWholeFile(file_), "event 1.");
 }
 
@@ -587,9 +584,8 @@ TEST_F(NvmeLogFile, IsNotReplacedByAHeaderWithoutData) {
     EXPECT_EQ(dump("211"), "10/231 Failed to retrieve nlog data." + noData);
     EXPECT_EQ(readWholeFile(file_), "data");
     drive_.expect(identify(0x01).answers(withLongLogs())).expect(lookAtLog(0x08, 8).answers(page(8, "\x08")));
-    EXPECT_EQ(
-        JobRun(job_, JOBTYPE_METHOD).with("LogId", "8").with("NumDWORDs", "2").with("file", file_).on({&drive_}),
-        statusAnswer("0", "0", "Wrote 8 bytes of log page 0x08 (Telemetry Controller-Initiated) to " + file_ + "."))
+    EXPECT_EQ(JobRun(job_, JOBTYPE_METHOD).with("LogId", "8").with("NumDWORDs", "2").with("file", file_).on({&drive_}),
+              answerOf("0", "0", "Wrote 8 bytes of log page 0x08 (Telemetry Controller-Initiated) to " + file_ + "."))
         << "a part is what the user asked for";
 }
 
@@ -600,7 +596,7 @@ TEST_F(NvmeLogFile, HoldsAnEventLogWhoseLengthIsNoMultipleOfADword) {
         .expect(lookAtLog(0x0D, 516).answers(DriveBytes(516).byte(0, 13).le64(8, 515).text(512, "end.", 4)))
         .expect(release());
     EXPECT_EQ(dump("13"),
-              statusAnswer("0", "0", "Wrote 515 bytes of log page 0x0D (Persistent Event Log) to " + file_ + "."));
+              answerOf("0", "0", "Wrote 515 bytes of log page 0x0D (Persistent Event Log) to " + file_ + "."));
     EXPECT_EQ(readWholeFile(file_).substr(512), "end");
 }
 
@@ -615,7 +611,7 @@ TEST_F(NvmeLogFile, IsNotCutWhereTheLogGrewSinceItsLengthWasAsked) {
         .expect(lookAtLog(0x07, 1024).answers(telemetry(1024, 2)))
         .expect(logPage(0x07, 512, 1024).dword(10, 0x007F8007).answers(page(512, "what was added")));
     EXPECT_EQ(dump("7"),
-              statusAnswer("0", "0", "Wrote 1536 bytes of log page 0x07 (Telemetry Host-Initiated) to " + file_ + "."));
+              answerOf("0", "0", "Wrote 1536 bytes of log page 0x07 (Telemetry Host-Initiated) to " + file_ + "."));
     EXPECT_EQ(readWholeFile(file_), asText(telemetry(1024, 2)) + asText(page(512, "what was added")));
 }
 
@@ -625,7 +621,7 @@ TEST_F(NvmeLogFile, TheActionOfALogHappensOnce) {
         .expect(lookAtLog(0x07, 1024).answers(telemetry(1024, 1)));
     EXPECT_EQ(
         JobRun(job_, JOBTYPE_METHOD).with("LogId", "7").with("LogSpecificField", "1").with("file", file_).on({&drive_}),
-        statusAnswer("0", "0", "Wrote 1024 bytes of log page 0x07 (Telemetry Host-Initiated) to " + file_ + "."));
+        answerOf("0", "0", "Wrote 1024 bytes of log page 0x07 (Telemetry Host-Initiated) to " + file_ + "."));
 }
 
 TEST_F(NvmeLogFile, HoldsHeadAndRestOfOnePictureOfAMakersBinaryLog) {
@@ -636,7 +632,7 @@ TEST_F(NvmeLogFile, HoldsHeadAndRestOfOnePictureOfAMakersBinaryLog) {
         .expect(lookAtLog(0xD3, 64).answers(header))
         .expect(identify(0x01).answers(identifyController()))
         .expect(logPage(0xD3, 12, 64).dword(10, 0x000280D3).answers(rest));
-    EXPECT_EQ(dump("211"), statusAnswer("0", "0", "Wrote 76 bytes of log page 0xD3 (VELKO Nlog) to " + file_ + "."));
+    EXPECT_EQ(dump("211"), answerOf("0", "0", "Wrote 76 bytes of log page 0xD3 (VELKO Nlog) to " + file_ + "."));
     EXPECT_EQ(readWholeFile(file_), asText(header) + asText(rest));
 }
 
@@ -650,7 +646,7 @@ TEST_F(NvmeLogFile, TheFieldsOfTheCommandAreHonouredForAMakersBinaryLogToo) {
                   .with("RetainAsynchronousEvent", "false")
                   .with("file", file_)
                   .on({&drive_}),
-              statusAnswer("0", "0", "Wrote 72 bytes of log page 0xD3 (VELKO Nlog) to " + file_ + "."));
+              answerOf("0", "0", "Wrote 72 bytes of log page 0xD3 (VELKO Nlog) to " + file_ + "."));
     EXPECT_EQ(readWholeFile(file_), asText(whole));
 }
 
@@ -756,7 +752,7 @@ TEST(NvmeLogJob, TheMakersPagesAreDecodedOnTheMakersDriveAlone) {
     EXPECT_EQ(JobRun(job, JOBTYPE_METHOD).with("LogId", "213").on({&byNumber}), shown);
     FakeDrive other;  // D5h of another maker is something else
     EXPECT_EQ(JobRun(job, JOBTYPE_METHOD).with("LogName", "VELKO Event Log").on({&other}),
-              statusAnswer("10", "3", "The selected drive does not support this feature."));
+              answerOf("10", "3", "The selected drive does not support this feature."));
 }
 
 }  // namespace

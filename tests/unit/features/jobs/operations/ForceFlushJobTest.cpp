@@ -5,6 +5,7 @@
 #include "tests/unit/features/jobs/Commands.h"
 #include "tests/unit/features/jobs/JobRun.h"
 #include "tests/unit/features/jobs/Models.h"
+#include "tests/unit/features/jobs/StatusAnswer.h"
 
 namespace features::jobs {
 namespace {
@@ -27,9 +28,9 @@ std::string show(const FakeDrive& drive) {
 TEST(ForceFlushJob, StartsAndStops) {
     FakeDrive start, stop;
     velko(start).expect(Expected::admin(0xC0).dword(10, 1).completes());
-    EXPECT_EQ(act("true", {&start}), statusOf(TITLE, "0", "0", "The performance booster is started."));
+    EXPECT_EQ(act("true", {&start}), statusAnswer(TITLE, "0", "0", "The performance booster is started."));
     velko(stop).expect(Expected::admin(0xC0).dword(10, 0).completes());
-    EXPECT_EQ(act("false", {&stop}), statusOf(TITLE, "0", "0", "The performance booster is stopped."));
+    EXPECT_EQ(act("false", {&stop}), statusAnswer(TITLE, "0", "0", "The performance booster is stopped."));
 }
 
 constexpr struct {
@@ -56,7 +57,7 @@ TEST(ForceFlushJob, ReportsWhatARefusalMeans) {
         FakeDrive drive;
         velko(drive).expect(
             Expected::admin(0xC0).dword(10, c.start == std::string("true") ? 1 : 0).refuses(c.statusField));
-        EXPECT_EQ(act(c.start, {&drive}), statusOf(TITLE, "10", c.code, c.message));
+        EXPECT_EQ(act(c.start, {&drive}), statusAnswer(TITLE, "10", c.code, c.message));
     }
 }
 
@@ -80,7 +81,7 @@ TEST(ForceFlushJob, ShowsItsProgress) {
 
 TEST(ForceFlushJob, SendsNothingToAnotherMakersDriveAndNothingOfABadRequest) {
     FakeDrive other, second("S2", "/dev/nvme1");
-    const std::string missing = statusOf(TITLE, "10", "3", "The selected drive does not support this feature.");
+    const std::string missing = statusAnswer(TITLE, "10", "3", "The selected drive does not support this feature.");
     EXPECT_EQ(act("true", {&other}), missing);
     EXPECT_EQ(show(other), missing);
     EXPECT_EQ(act("true", {&other, &second}), "10/6 Multiple devices selected.");
@@ -94,8 +95,8 @@ TEST(ForceFlushJob, SendsNothingToAnotherMakersDriveAndNothingOfABadRequest) {
 TEST(ForceFlushJob, ADriveThatIsGone) {
     FakeDrive drive;
     velko(drive).expect(Expected::admin(0xC0).dword(10, 1).breaks(gone())).expect(lookAtLog(0xD8, 64).breaks(gone()));
-    EXPECT_EQ(act("true", {&drive}), statusOf(TITLE, "0", "70", "The drive /dev/nvme0 is gone."));
-    EXPECT_EQ(show(drive), statusOf(TITLE, "0", "70", "The drive /dev/nvme0 is gone."));
+    EXPECT_EQ(act("true", {&drive}), statusAnswer(TITLE, "0", "70", "The drive /dev/nvme0 is gone."));
+    EXPECT_EQ(show(drive), statusAnswer(TITLE, "0", "70", "The drive /dev/nvme0 is gone."));
 }
 
 }  // namespace

@@ -5,6 +5,7 @@
 #include "ostrel/interfaces/ostreli/interface/JobNames.h"
 #include "tests/unit/features/jobs/Commands.h"
 #include "tests/unit/features/jobs/JobRun.h"
+#include "tests/unit/features/jobs/StatusAnswer.h"
 
 namespace features::jobs {
 namespace {
@@ -20,15 +21,7 @@ Expected reset() {
 
 std::string child(const std::string& key, const std::string& category, const std::string& code,
                   const std::string& message) {
-    return "<Object category=\"status\" key=\"" + key +
-           "\" name=\"NVMe Reset\">\n"
-           "<Property name=\"Category\" value=\"" +
-           category + "\"/>\n<Property name=\"Code\" value=\"" + code + "\"/>\n<Property name=\"Message\" value=\"" +
-           message + "\"/>\n</Object>\n";
-}
-
-std::string answer(const std::string& children) {
-    return "0/0\n<Object category=\"Output\">\n" + children + "</Object>";
+    return statusObject("NVMe Reset", category, code, message, key);
 }
 
 std::string run(const std::vector<const FakeDrive*>& drives) {
@@ -40,7 +33,7 @@ TEST(NvmeResetJob, TheControllerIsAskedAfterItsReset) {
     FakeDrive drive;
     drive.expect(reset()).expect(identify(0x01).answers(identifyController().text(64, "FW\x1B", 8)));
     EXPECT_EQ(run({&drive}),
-              answer(child("S1", "0", "0", "The controller was reset. It is ready and runs firmware FW?.")));
+              output(child("S1", "0", "0", "The controller was reset. It is ready and runs firmware FW?.")));
 }
 
 TEST(NvmeResetJob, EachDriveReportsWhatCameOfIt) {
@@ -54,7 +47,7 @@ TEST(NvmeResetJob, EachDriveReportsWhatCameOfIt) {
     good.expect(reset()).expect(identify(0x01).answers(identifyController().text(64, "FW3", 8)));
     EXPECT_EQ(
         run({&unsupported, &unplugged, &mute, &good}),
-        answer(child("S0", "10", "34", "Feature is not supported.") +
+        output(child("S0", "10", "34", "Feature is not supported.") +
                child("S1", "10", "176", "NVMe Reset Failed. The drive /dev/nvme0 is gone.") +
                child("S2", "10", "176",
                      "NVMe Reset Failed. Identify failed on drive S2 (/dev/nvme2): Internal Error (status code type "

@@ -5,13 +5,13 @@
 
 #include "features/jobs/settings/AnyFeature.h"
 #include "features/jobs/settings/NvmeFeaturesJob.h"
-#include "ostrel/core/AttributeVocabulary.h"
 #include "ostrel/interfaces/ostreli/interface/JobNames.h"
 #include "tests/support/TemporaryFolder.h"
 #include "tests/unit/features/jobs/Commands.h"
 #include "tests/unit/features/jobs/JobRun.h"
 #include "tests/unit/features/jobs/Models.h"
 #include "tests/unit/features/jobs/OcpLog.h"
+#include "tests/unit/features/jobs/StatusAnswer.h"
 
 namespace features::jobs {
 namespace {
@@ -43,21 +43,12 @@ std::string set(const std::vector<Argument>& arguments, const FakeDrive& drive) 
 
 /// What one drive's status looks like.
 std::string status(const std::string& category, const std::string& code, const std::string& message) {
-    return "0/0\n<Object category=\"Output\">\n<Object category=\"status\" key=\"S1\" name=\"NVMe Feature\">\n"
-           "<Property name=\"Category\" value=\"" +
-           category + "\"/>\n<Property name=\"Code\" value=\"" + code + "\"/>\n<Property name=\"Message\" value=\"" +
-           message + "\"/>\n</Object>\n</Object>";
+    return statusAnswer("NVMe Feature", category, code, message);
 }
 
 /// Saves features, reports their defaults, and has wide host identifiers.
 DriveBytes ableController() {
     return identifyController().le16(520, 0x0010).le32(96, 0x00000001);
-}
-
-void nameNamespace(FakeDrive& drive, uint32_t nsid) {
-    Attribute attribute = attributes::device::namespaceId();
-    attribute.setValue(nsid);
-    drive.device()->setAttribute(attribute);
 }
 
 // Reading.

@@ -1,11 +1,11 @@
 #include <gtest/gtest.h>
 
 #include "features/jobs/settings/LatencyTrackingJob.h"
-#include "ostrel/core/AttributeVocabulary.h"
 #include "tests/unit/features/jobs/Commands.h"
 #include "tests/unit/features/jobs/Models.h"
 #include "tests/unit/features/jobs/SetCommands.h"
 #include "tests/unit/features/jobs/SetRun.h"
+#include "tests/unit/features/jobs/StatusAnswer.h"
 
 namespace features::jobs {
 namespace {
@@ -84,9 +84,9 @@ TEST(LatencyTrackingJob, ReportsARefusal) {
     FakeDrive refusing;
     velko(refusing).expect(latencyLog(0xD1, 0).refuses(NO_SUCH_LOG));
     EXPECT_EQ(show("True", "", {&refusing}),
-              statusOf("Latency Statistics", "10", "3",
-                       "The selected drive does not support this feature. Get Log Page failed on drive S1 "
-                       "(/dev/nvme0): Invalid Log Page (status code type 0x1, status code 0x09, opcode 0x02)."));
+              statusAnswer("Latency Statistics", "10", "3",
+                           "The selected drive does not support this feature. Get Log Page failed on drive S1 "
+                           "(/dev/nvme0): Invalid Log Page (status code type 0x1, status code 0x09, opcode 0x02)."));
 }
 
 TEST(LatencyTrackingJob, RefusesABadRequestBeforeAnythingIsSent) {

@@ -7,6 +7,7 @@
 #include "tests/support/TemporaryFolder.h"
 #include "tests/unit/features/jobs/JobRun.h"
 #include "tests/unit/features/jobs/OcpLog.h"
+#include "tests/unit/features/jobs/StatusAnswer.h"
 
 namespace features::jobs {
 namespace {
@@ -23,10 +24,7 @@ std::string set(const std::string& key, const std::string& value, const FakeDriv
 }
 
 std::string status(const std::string& category, const std::string& code, const std::string& message) {
-    return "0/0\n<Object category=\"Output\">\n<Object category=\"status\" key=\"S1\" name=\"Error Injection\">\n"
-           "<Property name=\"Category\" value=\"" +
-           category + "\"/>\n<Property name=\"Code\" value=\"" + code + "\"/>\n<Property name=\"Message\" value=\"" +
-           message + "\"/>\n</Object>\n</Object>";
+    return statusAnswer("Error Injection", category, code, message);
 }
 
 constexpr char SHOWN[] = R"x(0/0

@@ -5,6 +5,7 @@
 #include "tests/unit/features/jobs/Commands.h"
 #include "tests/unit/features/jobs/JobRun.h"
 #include "tests/unit/features/jobs/Models.h"
+#include "tests/unit/features/jobs/StatusAnswer.h"
 
 namespace features::jobs {
 namespace {
@@ -37,16 +38,17 @@ TEST(SmBusAddressJob, SetsOneOfThreeAddresses) {
         SCOPED_TRACE(c.message);
         FakeDrive drive;
         velko(drive).expect(setFeature(0xC8, c.dword11).completes()).expect(getFeature(0xC8).completes(c.reported));
-        EXPECT_EQ(set(c.address, c.selector, {&drive}), statusOf("SMBus Address", "0", "0", c.message));
+        EXPECT_EQ(set(c.address, c.selector, {&drive}), statusAnswer("SMBus Address", "0", "0", c.message));
     }
 }
 
 TEST(SmBusAddressJob, FailsWhenTheDriveReportsAnotherAddress) {
     FakeDrive drive;
     velko(drive).expect(setFeature(0xC8, 0x1FF).completes()).expect(getFeature(0xC8).completes(0x003AA6FF));
-    EXPECT_EQ(set("255", "1", {&drive}), statusOf("SMBus Address", "10", "164",
-                                                  "Configuration update failed. Drive S1 (/dev/nvme0) accepted Address "
-                                                  "1 disabled and reports 0xA6."));
+    EXPECT_EQ(set("255", "1", {&drive}),
+              statusAnswer("SMBus Address", "10", "164",
+                           "Configuration update failed. Drive S1 (/dev/nvme0) accepted Address "
+                           "1 disabled and reports 0xA6."));
 }
 
 TEST(SmBusAddressJob, RefusesABadRequestBeforeAnythingIsSent) {
@@ -66,17 +68,17 @@ TEST(SmBusAddressJob, RefusesABadRequestBeforeAnythingIsSent) {
 TEST(SmBusAddressJob, WritesNothingToAnotherMakersDrive) {
     FakeDrive other;
     EXPECT_EQ(set("1", "", {&other}),
-              statusOf("SMBus Address", "10", "3", "The selected drive does not support this feature."));
+              statusAnswer("SMBus Address", "10", "3", "The selected drive does not support this feature."));
     FakeDrive refusing;
     velko(refusing).expect(setFeature(0xC8, 1).refuses(0x4002));
     EXPECT_EQ(
         set("1", "", {&refusing}),
-        statusOf("SMBus Address", "10", "3",
-                 "The selected drive does not support this feature. Set Features failed on drive S1 "
-                 "(/dev/nvme0): Invalid Field in Command (status code type 0x0, status code 0x02, opcode 0x09)."));
+        statusAnswer("SMBus Address", "10", "3",
+                     "The selected drive does not support this feature. Set Features failed on drive S1 "
+                     "(/dev/nvme0): Invalid Field in Command (status code type 0x0, status code 0x02, opcode 0x09)."));
     FakeDrive unplugged;
     velko(unplugged).expect(setFeature(0xC8, 1).breaks(gone()));
-    EXPECT_EQ(set("1", "", {&unplugged}), statusOf("SMBus Address", "0", "70", "The drive /dev/nvme0 is gone."));
+    EXPECT_EQ(set("1", "", {&unplugged}), statusAnswer("SMBus Address", "0", "70", "The drive /dev/nvme0 is gone."));
 }
 
 }  // namespace

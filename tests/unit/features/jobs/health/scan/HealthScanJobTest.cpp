@@ -7,7 +7,6 @@
 
 #include "features/jobs/health/scan/HealthScanJob.h"
 #include "features/nvme/VelkoInterface.h"
-#include "ostrel/core/AttributeVocabulary.h"
 #include "ostrel/interfaces/ostreli/interface/JobNames.h"
 #include "tests/support/FileSizeLimit.h"
 #include "tests/support/TemporaryFolder.h"
@@ -262,12 +261,9 @@ TEST_F(HealthScan, TheNamespaceThatThePathNamedIsReadAlone) {
     MediaDrive drive(100);
     drive.namespaces = {unusedNamespace(1), unusedNamespace(2), unusedNamespace(3)};
     drive.namespaces[2].attached = false;
-    Attribute nsid = attributes::device::namespaceId();
-    nsid.setValue(uint32_t{1});
-    drive.device()->setAttribute(nsid);
+    nameNamespace(drive, 1);
     EXPECT_EQ(readScan(drive), answer(0, NOTHING + HEALTHY, readPart(blocks(100, 100, 0))));
-    nsid.setValue(uint32_t{3});
-    drive.device()->setAttribute(nsid);
+    nameNamespace(drive, 3);
     EXPECT_EQ(readScan(drive),
               answer(100, NOT_COMPLETED + HEALTHY + property("Left out", "It has no namespace that could be scanned."),
                      findings(INCOMPLETE)));
