@@ -42,6 +42,11 @@ public:
         }
         return text;
     }
+    /// Waits for something to be written to it; false: nothing was within `maxMs`.
+    bool awaitOutput(int maxMs) const {
+        pollfd ready = {master_.get(), POLLIN, 0};
+        return poll(&ready, 1, maxMs) == 1;
+    }
     /// Stops its output, or lets it go on, as Control-S and Control-Q do.
     void stop(bool stopped) { (void)tcflow(STDERR_FILENO, stopped ? TCOOFF : TCOON); }
 

@@ -68,7 +68,7 @@ void MediaDrive::State::read(const NvmeCommand& command, CommandResult& result) 
     maxInFlight = std::max(maxInFlight, ++inFlight);
     if (inFlight >= owner.gathers) hasGathered = true;
     changed.notify_all();
-    changed.wait_for(lock, std::chrono::seconds(2), [&] { return hasGathered; });
+    changed.wait_for(lock, std::chrono::milliseconds(owner.gatherMs), [&] { return hasGathered; });
     hasGathered = true;
     const uint16_t statusField = transfer(command, result);
     if (succeeded(result.status)) result.protocolResult = std::make_unique<Completion>(statusField, 0);

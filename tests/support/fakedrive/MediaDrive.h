@@ -32,8 +32,9 @@ public:
     uint64_t breaksAt = UINT64_MAX;
     /// What the system takes at a time: more is EINVAL.
     uint32_t maxBlocks = UINT32_MAX;
-    /// The first commands wait for each other until so many are in flight (or two seconds are over).
+    /// The first commands wait for each other until so many are in flight, or this time is over.
     unsigned gathers = 0;
+    unsigned gatherMs = 2000;
     uint8_t criticalWarning = 0;
     std::vector<features::transport::HostNamespace> namespaces;
 

@@ -1,8 +1,10 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
+#include <memory>
 #include <string>
 #include <thread>
+#include <vector>
 
 #include "features/jobs/erase/FormatJob.h"
 #include "features/jobs/firmware/FirmwareImage.h"
@@ -97,15 +99,14 @@ TEST(ProgressLine, IsNotShownUnrequestedOrWhereTheTerminalCannot) {
         const char* wish;
         const char* terminal;
     } CASES[] = {{"none", "xterm"}, {"", "xterm"}, {"stderr", "dumb"}};
+    std::vector<std::unique_ptr<ProgressLine>> lines;
     for (const auto& c : CASES) {
         setenv("NIMBREL_PROGRESS", c.wish, 1);
         setenv("TERM", c.terminal, 1);
-        const ProgressLine line("x");
-        linger();
-        EXPECT_EQ(terminal.output(), "") << c.wish << c.terminal;
+        lines.push_back(std::make_unique<ProgressLine>(std::string(c.wish) + " on " + c.terminal));
     }
     unsetenv("NIMBREL_PROGRESS");
-    const ProgressLine line("x");
+    lines.push_back(std::make_unique<ProgressLine>("not wished"));
     linger();
     EXPECT_EQ(terminal.output(), "");
 }
@@ -138,10 +139,18 @@ TEST(ProgressLine, AStoppedTerminalHoldsNothingUp) {
     EXPECT_EQ(terminal.output(), "") << "what was not shown need not be taken away";
 }
 
+const TerminalStderr* terminalOfRun = nullptr;
+
+/// Takes until a line was drawn.
+void awaitLine() {
+    ASSERT_TRUE(terminalOfRun->awaitOutput(PATIENCE_MS));
+}
+
 /// What a run of `operation` shows first.
 template <typename Operation>
 std::string shownBy(Operation operation) {
     TerminalStderr terminal;
+    terminalOfRun = &terminal;
     operation();
     const std::string text = terminal.output();
     const size_t end = text.find('\r', 1);
@@ -149,16 +158,16 @@ std::string shownBy(Operation operation) {
 }
 
 /// A wait that takes real time too.
-class LingeringClock : public FakeClock {
+class PatientClock : public FakeClock {
 public:
     void sleepMs(uint64_t milliseconds) const override {
-        linger();
+        awaitLine();
         FakeClock::sleepMs(milliseconds);
     }
 };
 
 TEST(ProgressLine, IsShownInTheWaitForASelfTest) {
-    DriveSelfTestJob job(std::make_shared<LingeringClock>());
+    DriveSelfTestJob job(std::make_shared<PatientClock>());
     FakeDrive drive;
     drive.expect(identify(0x01).answers(identifyController().le16(256, 0x0010).le16(316, 90)))
         .expect(Expected::admin(0x14).nsid(0xFFFFFFFF).dword(10, 2))
@@ -171,7 +180,7 @@ TEST(ProgressLine, IsShownInTheWaitForASelfTest) {
 }
 
 TEST(ProgressLine, IsShownInTheWaitForASanitizeOperation) {
-    FormatJob job(std::make_shared<LingeringClock>());
+    FormatJob job(std::make_shared<PatientClock>());
     const DriveBytes idle = DriveBytes(512).le32(12, 1200);
     FakeDrive drive;
     drive.expect(hostUses({unusedNamespace(1)}))
@@ -194,7 +203,7 @@ TEST(ProgressLine, IsShownInTheWaitForASanitizeOperation) {
 }
 
 TEST(ProgressLine, IsShownInTheWaitForAFormat) {
-    FormatJob job(std::make_shared<LingeringClock>());
+    FormatJob job(std::make_shared<PatientClock>());
     FakeDrive drive;
     drive.expect(hostUses({unusedNamespace(1)}))
         .expect(identify(1).answers(identifyController().le16(256, 0x0002)))
@@ -215,7 +224,7 @@ TEST(ProgressLine, IsShownWhileFirmwareIsDownloaded) {
     FakeDrive drive;
     drive.expect(identify(0x01).answers(firmwareController(0x02)))
         .expect(download(image, 0, 8192))
-        .expect(download(image, 8192, 8192).then(linger));
+        .expect(download(image, 8192, 8192).then(awaitLine));
     nvme::Drive nvme(*drive.device());
     EXPECT_EQ(shownBy([&] { (void)downloadFirmware(nvme, image, 4096); }),
               "Drive S1 (/dev/nvme0), firmware download: 50 %, H:MM:SS elapsed");
@@ -230,7 +239,7 @@ TEST(ProgressLine, IsShownWhileALongLogIsRead) {
     drive.expect(identify(0x01).answers(identifyController().byte(77, 1).byte(261, 0x0C)))
         .expect(piece(512, 0, 1).answers(header))
         .expect(piece(8192, 512, 0).answers(DriveBytes(8192)))
-        .expect(piece(8192, 8704, 0).answers(DriveBytes(8192)).then(linger))
+        .expect(piece(8192, 8704, 0).answers(DriveBytes(8192)).then(awaitLine))
         .expect(piece(512, 0, 0).answers(header));
     TelemetryLogJob job;
     EXPECT_EQ(shownBy([&] { (void)JobRun(job, JOBTYPE_METHOD).on({&drive}); }),
@@ -242,7 +251,7 @@ TEST(ProgressLine, IsShownWhileALogOfTheMakersIsRead) {
     velko(drive)
         .expect(lookAtLog(0xD3, 64).answers(DriveBytes(64).text(0, "NLOG", 4).put(4, {1, 0, 0x40, 0}).le64(8, 72)))
         .expect(identify(0x01).answers(identifyController()))
-        .expect(logPage(0xD3, 8, 64).dword(10, 0x000180D3).answers(DriveBytes(8)).then(linger));
+        .expect(logPage(0xD3, 8, 64).dword(10, 0x000180D3).answers(DriveBytes(8)).then(awaitLine));
     VelkoLogJob job(JOB_NLOG);
     EXPECT_EQ(shownBy([&] { (void)JobRun(job, JOBTYPE_METHOD).on({&drive}); }),
               "Drive S1 (/dev/nvme0), log page 0xD3: H:MM:SS elapsed");
@@ -251,6 +260,7 @@ TEST(ProgressLine, IsShownWhileALogOfTheMakersIsRead) {
 TEST(ProgressLine, IsShownInAReadScan) {
     MediaDrive drive(5000);
     drive.gathers = 100;  // never so many at once: the first ones wait
+    drive.gatherMs = 600;
     nvme::Drive nvme(*drive.device());
     ReadScanRequest request;
     request.nsid = 1;
