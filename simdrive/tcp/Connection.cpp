@@ -111,12 +111,12 @@ ProtocolError Connection::take(const Pdu& pdu) {
 }
 
 ProtocolError Connection::takeInitialization(const Pdu& pdu) {
-    const uint16_t formatVersion = le16(pdu.header + 8);
-    if (formatVersion != 0) return {FATAL_UNSUPPORTED_PARAMETER, 8};
-    if (pdu.header[10] > MAX_ALIGNMENT) return {FATAL_INVALID_HEADER, 10};
-    framing_.hostAlignment = pdu.header[10];
-    framing_.headerDigest = (pdu.header[11] & 1) != 0;
-    framing_.dataDigest = (pdu.header[11] & 2) != 0;
+    const auto asked = structureAt<InitializationHeader>(pdu.header + COMMON_BYTES);
+    if (asked.formatVersion != 0) return {FATAL_UNSUPPORTED_PARAMETER, 8};
+    if (asked.alignment > MAX_ALIGNMENT) return {FATAL_INVALID_HEADER, 10};
+    framing_.hostAlignment = asked.alignment;
+    framing_.headerDigest = (asked.digests & 1) != 0;
+    framing_.dataDigest = (asked.digests & 2) != 0;
     isInitialized_ = true;
     putIcResp(out_, framing_);
     return {};
@@ -255,12 +255,12 @@ void Connection::answer(const Capsule& capsule, Reply reply, const std::vector<u
 }
 
 void Connection::complete(uint16_t commandId, const Reply& reply) {
-    uint8_t entry[16] = {};
-    putLe64(entry, reply.result);
-    putLe16(entry + 8, queue.isFlowControlled ? head_ : HEAD_WITHOUT_FLOW_CONTROL);
-    putLe16(entry + 10, queue.id);
-    putLe16(entry + 12, commandId);
-    putLe16(entry + 14, static_cast<uint16_t>(reply.statusField << 1));
+    CompletionQueueEntry entry{};
+    entry.result = reply.result;
+    entry.queueHead = queue.isFlowControlled ? head_ : HEAD_WITHOUT_FLOW_CONTROL;
+    entry.queueId = queue.id;
+    entry.commandId = commandId;
+    entry.status = static_cast<uint16_t>(reply.statusField << 1);
     putCapsuleResp(out_, framing_, entry);
 }
 

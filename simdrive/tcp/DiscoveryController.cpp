@@ -1,21 +1,22 @@
 #include "simdrive/tcp/DiscoveryController.h"
 
 #include <algorithm>
-#include <cstring>
 
 #include "features/nvme/FeatureIds.h"
 #include "features/nvme/IdentifyCns.h"
 #include "features/nvme/LogPageIds.h"
 #include "features/nvme/Opcodes.h"
+#include "features/nvme/structures/IdentifyController.h"
+#include "features/simulator/store/PaddedText.h"
+#include "simdrive/tcp/DiscoveryLog.h"
 
 namespace simdrive::tcp {
 
 using namespace features::nvme;
+using features::simulator::putText;
 
 namespace {
 
-constexpr size_t IDENTIFY_BYTES = 4096;
-constexpr size_t RECORD_BYTES = 1024;
 constexpr uint8_t TRANSPORT_TCP = 3;
 constexpr uint8_t ADDRESS_IPV4 = 1;
 constexpr uint8_t ADDRESS_IPV6 = 2;
@@ -23,30 +24,36 @@ constexpr uint8_t SUBTYPE_NVM = 2;
 constexpr uint8_t TREQ_FLOW_CONTROL_OPTIONAL = 1 << 2;
 constexpr uint16_t ANY_CONTROLLER = 0xFFFF;
 
-void putText(uint8_t* at, size_t width, const std::string& text, char fill) {
-    std::memset(at, fill, width);
-    std::copy_n(text.begin(), std::min(width, text.size()), at);
+/// Zeros after the text, not the blanks of other texts.
+void putName(ByteArray<256>& bytes, const std::string& name) {
+    std::copy_n(name.begin(), std::min(bytes.size(), name.size()), bytes.begin());
 }
 
-void putRecord(const Place& place, size_t port, uint8_t* at) {
-    at[0] = TRANSPORT_TCP;
-    at[1] = place.isIpv6 ? ADDRESS_IPV6 : ADDRESS_IPV4;
-    at[2] = SUBTYPE_NVM;
-    at[3] = TREQ_FLOW_CONTROL_OPTIONAL;
-    putLe16(at + 4, static_cast<uint16_t>(port));
-    putLe16(at + 6, ANY_CONTROLLER);
-    putLe16(at + 8, 32);  // ASQSZ
-    putText(at + 32, 32, std::to_string(place.port), ' ');
-    putText(at + 256, 256, place.subsystem, 0);
-    putText(at + 512, 256, place.address, ' ');
+DiscoveryLogEntry entryOf(const Place& place, size_t port) {
+    DiscoveryLogEntry entry{};
+    entry.transportType = TRANSPORT_TCP;
+    entry.addressFamily = place.isIpv6 ? ADDRESS_IPV6 : ADDRESS_IPV4;
+    entry.subsystemType = SUBTYPE_NVM;
+    entry.transportRequirements = TREQ_FLOW_CONTROL_OPTIONAL;
+    entry.portId = static_cast<uint16_t>(port);
+    entry.controllerId = ANY_CONTROLLER;
+    entry.maxAdminQueueEntries = 32;
+    putText(entry.serviceId, std::to_string(place.port));
+    putName(entry.subsystem, place.subsystem);
+    putText(entry.address, place.address);
+    return entry;
 }
 
-/// The header and a record for each port of the drive.
+/// The header and an entry for each port of the drive.
 std::vector<uint8_t> discoveryLog(const std::vector<Place>& places) {
-    std::vector<uint8_t> log((1 + places.size()) * RECORD_BYTES);
-    putLe64(log.data(), 1);  // GENCTR: nothing ever changes
-    putLe64(log.data() + 8, places.size());
-    for (size_t i = 0; i < places.size(); ++i) putRecord(places[i], i + 1, log.data() + (i + 1) * RECORD_BYTES);
+    DiscoveryLogHeader header{};
+    header.generation = 1;  // nothing ever changes
+    header.records = places.size();
+    std::vector<uint8_t> log = bytesOf(header);
+    for (size_t i = 0; i < places.size(); ++i) {
+        const std::vector<uint8_t> entry = bytesOf(entryOf(places[i], i + 1));
+        log.insert(log.end(), entry.begin(), entry.end());
+    }
     return log;
 }
 
@@ -79,17 +86,17 @@ Reply DiscoveryController::runIo(const Capsule&, std::vector<uint8_t>&) {
 Reply DiscoveryController::identify(const Capsule& capsule, std::vector<uint8_t>& data) const {
     constexpr uint8_t TYPE_DISCOVERY = 2;
     if ((capsule.cdw(10) & 0xFF) != CNS_CONTROLLER) return Reply::refusal(SC_INVALID_FIELD);
-    data.assign(IDENTIFY_BYTES, 0);
-    uint8_t* at = data.data();
-    putText(at + 4, 20, "", ' ');
-    putText(at + 24, 40, "nimbrel-simdrive discovery", ' ');
-    putText(at + 64, 8, "1.0", ' ');
-    putLe16(at + 78, id());
-    putLe32(at + 80, version());
-    at[111] = TYPE_DISCOVERY;
-    at[259] = 3;     // AERL
-    at[261] = 0x04;  // LPA: extended data, that is offsets
-    putText(at + 768, 256, DISCOVERY_NQN, 0);
+    IdentifyController controller{};
+    putText(controller.sn, "");
+    putText(controller.mn, "nimbrel-simdrive discovery");
+    putText(controller.fr, "1.0");
+    controller.cntlid = id();
+    controller.ver = version();
+    controller.cntrltype = TYPE_DISCOVERY;
+    controller.aerl = 3;
+    controller.lpa = 0x04;  // extended data, that is offsets
+    putName(controller.subnqn, DISCOVERY_NQN);
+    data = bytesOf(controller);
     putFabricsIdentity(data);
     return {};
 }

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "features/nvme/FeatureIds.h"
+#include "features/nvme/structures/IdentifyController.h"
 
 namespace simdrive::tcp {
 
@@ -223,18 +224,19 @@ Reply FabricsController::keepAliveFeature(const Capsule& capsule) {
 
 void putFabricsIdentity(std::vector<uint8_t>& identify) {
     constexpr uint8_t MDTS = 8;  // pages of 4 KiB: MAX_TRANSFER_BYTES
-    uint8_t* at = identify.data();
-    if (at[77] == 0 || at[77] > MDTS) at[77] = MDTS;
-    putLe16(at + 320, KEEP_ALIVE_GRANULARITY_MS / 100);
-    if (le16(at + 514) == 0) putLe16(at + 514, 128);  // MAXCMD
-    // SGLS: supported, data longer than the command needs, an offset into the capsule, the transport's data block.
-    putLe32(at + 536, 1U | 1U << 18 | 1U << 20 | 1U << 21);
-    putLe32(at + 1792, (Capsule::BYTES + IN_CAPSULE_BYTES) / 16);  // IOCCSZ
-    putLe32(at + 1796, 1);                                         // IORCSZ
-    putLe16(at + 1800, 0);                                         // ICDOFF
-    at[1802] = 0;                                                  // FCATT: dynamic controllers
-    at[1803] = 1;                                                  // MSDBD
-    putLe16(at + 1804, 1);                                         // OFCS: Disconnect
+    auto controller = structureAt<IdentifyController>(identify.data());
+    if (controller.mdts == 0 || controller.mdts > MDTS) controller.mdts = MDTS;
+    controller.kas = KEEP_ALIVE_GRANULARITY_MS / 100;
+    if (controller.maxcmd == 0) controller.maxcmd = 128;
+    // Supported, data longer than the command needs, an offset into the capsule, the transport's data block.
+    controller.sgls = 1U | 1U << 18 | 1U << 20 | 1U << 21;
+    controller.ioccsz = (Capsule::BYTES + IN_CAPSULE_BYTES) / 16;
+    controller.iorcsz = 1;
+    controller.icdoff = 0;
+    controller.fcatt = 0;  // dynamic controllers
+    controller.msdbd = 1;
+    controller.ofcs = 1;  // Disconnect
+    putStructure(identify.data(), controller);
 }
 
 }  // namespace simdrive::tcp

@@ -9,12 +9,11 @@
 namespace simdrive::tcp {
 
 using features::nvme::le32;
-using features::nvme::putLe16;
 using features::nvme::putLe32;
+using features::nvme::putStructure;
 
 namespace {
 
-constexpr uint32_t COMMON_BYTES = 8;
 constexpr uint32_t DIGEST_BYTES = 4;
 constexpr uint32_t MAX_TERM_DATA_BYTES = 128;
 constexpr size_t AT_FLAGS = 1;
@@ -151,43 +150,47 @@ Parse parsePdu(const uint8_t* bytes, size_t size, const Framing& framing, Pdu& p
 void putIcResp(std::vector<uint8_t>& out, const Framing& framing) {
     constexpr uint32_t BYTES = 128;
     const size_t start = beginPdu(out, PDU_IC_RESP, 0, BYTES, 0, BYTES);
-    uint8_t* at = out.data() + start;
-    at[11] = static_cast<uint8_t>((framing.headerDigest ? 1 : 0) | (framing.dataDigest ? 2 : 0));
-    putLe32(at + 12, MAX_H2C_DATA_BYTES);
+    InitializationHeader header{};
+    header.digests = static_cast<uint8_t>((framing.headerDigest ? 1 : 0) | (framing.dataDigest ? 2 : 0));
+    header.maximum = MAX_H2C_DATA_BYTES;
+    putStructure(out.data() + start + COMMON_BYTES, header);
 }
 
-void putCapsuleResp(std::vector<uint8_t>& out, const Framing& framing, const uint8_t* entry) {
-    constexpr uint32_t BYTES = 24;
+void putCapsuleResp(std::vector<uint8_t>& out, const Framing& framing, const CompletionQueueEntry& entry) {
+    constexpr uint32_t BYTES = COMMON_BYTES + sizeof entry;
     const uint32_t total = BYTES + (framing.headerDigest ? DIGEST_BYTES : 0);
     const size_t start = beginPdu(out, PDU_CAPSULE_RESP, digestFlag(framing), BYTES, 0, total);
-    std::copy_n(entry, BYTES - COMMON_BYTES, out.begin() + static_cast<std::ptrdiff_t>(start + COMMON_BYTES));
+    putStructure(out.data() + start + COMMON_BYTES, entry);
     if (framing.headerDigest) putDigest(out, start);
 }
 
 void putR2t(std::vector<uint8_t>& out, const Framing& framing, uint16_t commandId, uint16_t tag, uint32_t offset,
             uint32_t length) {
-    constexpr uint32_t BYTES = 24;
+    constexpr uint32_t BYTES = COMMON_BYTES + sizeof(R2tHeader);
     const uint32_t total = BYTES + (framing.headerDigest ? DIGEST_BYTES : 0);
     const size_t start = beginPdu(out, PDU_R2T, digestFlag(framing), BYTES, 0, total);
-    uint8_t* at = out.data() + start;
-    putLe16(at + 8, commandId);
-    putLe16(at + 10, tag);
-    putLe32(at + 12, offset);
-    putLe32(at + 16, length);
+    R2tHeader header{};
+    header.commandId = commandId;
+    header.tag = tag;
+    header.offset = offset;
+    header.length = length;
+    putStructure(out.data() + start + COMMON_BYTES, header);
     if (framing.headerDigest) putDigest(out, start);
 }
 
 void putC2hData(std::vector<uint8_t>& out, const Framing& framing, uint16_t commandId, const std::vector<uint8_t>& data,
                 bool isSuccess) {
-    constexpr uint32_t BYTES = 24;
+    constexpr uint32_t BYTES = COMMON_BYTES + sizeof(C2hDataHeader);
     const auto length = static_cast<uint32_t>(data.size());
     const uint32_t dataBegin = alignedForHost(BYTES + (framing.headerDigest ? DIGEST_BYTES : 0), framing);
     const uint32_t total = dataBegin + length + (framing.dataDigest ? DIGEST_BYTES : 0);
     const auto flags = static_cast<uint8_t>(FLAG_LAST | (isSuccess ? FLAG_SUCCESS : 0) | digestFlag(framing) |
                                             (framing.dataDigest ? FLAG_DATA_DIGEST : 0));
     const size_t start = beginPdu(out, PDU_C2H_DATA, flags, BYTES, dataBegin, total);
-    putLe16(out.data() + start + 8, commandId);
-    putLe32(out.data() + start + AT_DATAL, length);
+    C2hDataHeader header{};
+    header.commandId = commandId;
+    header.length = length;
+    putStructure(out.data() + start + COMMON_BYTES, header);
     if (framing.headerDigest) putDigest(out, start);
     out.resize(start + dataBegin);
     out.insert(out.end(), data.begin(), data.end());
@@ -195,11 +198,13 @@ void putC2hData(std::vector<uint8_t>& out, const Framing& framing, uint16_t comm
 }
 
 void putC2hTermReq(std::vector<uint8_t>& out, const ProtocolError& error, const uint8_t* header, size_t headerBytes) {
-    constexpr uint32_t BYTES = 24;
+    constexpr uint32_t BYTES = COMMON_BYTES + sizeof(TerminationHeader);
     const auto copied = static_cast<uint32_t>(std::min<size_t>(headerBytes, MAX_TERM_DATA_BYTES));
     const size_t start = beginPdu(out, PDU_C2H_TERM_REQ, 0, BYTES, 0, BYTES + copied);
-    putLe16(out.data() + start + 8, error.fatalError);
-    putLe32(out.data() + start + 10, error.information);
+    TerminationHeader termination{};
+    termination.fatalError = error.fatalError;
+    termination.information = error.information;
+    putStructure(out.data() + start + COMMON_BYTES, termination);
     out.insert(out.end(), header, header + copied);
 }
 

@@ -4,6 +4,8 @@
 #include <cstdint>
 #include <vector>
 
+#include "simdrive/tcp/PduHeaders.h"
+
 /// The protocol data units of NVMe/TCP (NVMe/TCP Transport Specification, section 3.6): bytes to units and back,
 /// nothing else. No state, no socket.
 namespace simdrive::tcp {
@@ -36,6 +38,8 @@ enum FatalError : uint16_t {
     FATAL_LIMIT = 5,
     FATAL_UNSUPPORTED_PARAMETER = 6,  ///< FEI: offset of the field
 };
+
+inline constexpr uint32_t COMMON_BYTES = 8;  ///< type, flags, lengths: what all units begin with
 
 // What the target takes. Together they bound the memory of a connection.
 inline constexpr uint32_t IN_CAPSULE_BYTES = 8192;      ///< data inside a command capsule
@@ -75,8 +79,7 @@ Parse parsePdu(const uint8_t* bytes, size_t size, const Framing& framing, Pdu& p
 // Units for the host, appended to `out`.
 
 void putIcResp(std::vector<uint8_t>& out, const Framing& framing);
-/// `entry`: the 16 bytes of a completion queue entry.
-void putCapsuleResp(std::vector<uint8_t>& out, const Framing& framing, const uint8_t* entry);
+void putCapsuleResp(std::vector<uint8_t>& out, const Framing& framing, const CompletionQueueEntry& entry);
 void putR2t(std::vector<uint8_t>& out, const Framing& framing, uint16_t commandId, uint16_t tag, uint32_t offset,
             uint32_t length);
 /// The whole data of a command in one unit; `isSuccess` replaces the response capsule, which is left out then.

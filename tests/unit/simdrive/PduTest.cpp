@@ -127,7 +127,8 @@ TEST(Pdu, ForTheHostIsLaidOutAsTheStandardSays) {
     EXPECT_EQ(out, joined({bytesOf("01 00 80 00 80000000 0000 00 03 00000200"), Bytes(112)}));
 
     out.clear();
-    putCapsuleResp(out, PLAIN, bytesOf("0102030405060708090A0B0C0D0E0F10").data());
+    const std::vector<uint8_t> entry = bytesOf("0102030405060708090A0B0C0D0E0F10");
+    putCapsuleResp(out, PLAIN, features::nvme::structureAt<CompletionQueueEntry>(entry.data()));
     EXPECT_EQ(out, bytesOf("05 00 18 00 18000000 0102030405060708090A0B0C0D0E0F10"));
 
     out.clear();
