@@ -4,6 +4,7 @@
 #include "features/nvme/Bytes.h"
 #include "features/nvme/Identify.h"
 #include "features/nvme/Opcodes.h"
+#include "features/nvme/structures/ControllerList.h"
 #include "ostrel/core/StatusCatalogue.h"
 
 namespace features::jobs {
@@ -54,12 +55,12 @@ Status sendNamespaceAttachment(nvme::Drive& drive, bool attach, uint32_t nsid, u
     nvme::NvmeCommand command(nvme::Queue::ADMIN, nvme::OPC_NAMESPACE_ATTACHMENT, "Namespace Attachment");
     command.nsid = nsid;
     command.cdw10 = attach ? SEL_ATTACH : SEL_DETACH;
-    command.dataLength = nvme::IDENTIFY_BYTES;
+    command.dataLength = sizeof(nvme::ControllerList);
     command.timeoutMs = COMMAND_TIMEOUT_MS;
-    uint8_t list[nvme::IDENTIFY_BYTES] = {};
-    nvme::putLe16(list, 1);
-    nvme::putLe16(list + 2, controllerId);
-    const auto sent = drive.send(command, Payload(list, sizeof list));
+    nvme::ControllerList list{};
+    list.count = 1;
+    list.identifiers[0] = controllerId;
+    const auto sent = drive.send(command, Payload(&list, sizeof list));
     return sent ? Status() : mapNamespaceStatus(sent.error());
 }
 

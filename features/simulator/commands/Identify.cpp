@@ -8,6 +8,7 @@
 #include "features/nvme/IdentifyCns.h"
 #include "features/nvme/NamespaceIds.h"
 #include "features/nvme/StatusCodes.h"
+#include "features/nvme/structures/ControllerList.h"
 #include "features/nvme/structures/IdentifyController.h"
 #include "features/nvme/structures/IdentifyNamespace.h"
 #include "features/nvme/structures/NamespaceGranularityList.h"
@@ -233,11 +234,13 @@ CompletionEntry identifyDescriptors(CommandContext& c) {
 /// The controllers of the drive, or those that a namespace is attached to, from the identifier CNTID on.
 CompletionEntry putControllerList(CommandContext& c, const NamespaceState* part) {
     const uint32_t first = c.command.cdw10 >> 16;
+    ControllerList list{};
     uint16_t count = 0;
     for (uint16_t id = 1; id <= c.description.controllerCount(); ++id) {
-        if (id >= first && (part == nullptr || part->isAttachedTo(id))) putLe16(c.data.data() + 2 * ++count, id);
+        if (id >= first && (part == nullptr || part->isAttachedTo(id))) list.identifiers[count++] = id;
     }
-    putLe16(c.data.data(), count);
+    list.count = count;
+    putStructure(c.data.data(), list);
     return {};
 }
 
