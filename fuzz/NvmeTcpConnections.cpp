@@ -197,7 +197,7 @@ void connectQueue(HostEnd& end, FuzzInput& input, const std::string& subsystem) 
     const std::string name = isDiscovery ? DISCOVERY_NQN : subsystem;
     std::copy(name.begin(), name.end(), data.begin() + 256);
     std::copy_n(HOST_NQN, std::char_traits<char>::length(HOST_NQN), data.begin() + 512);
-    if ((kind & 0x80) != 0) data[input.byte() * 4U] ^= input.byte();
+    if ((kind & 0x80) != 0) data[input.byte() * size_t{4}] ^= input.byte();
     end.sendCommand(command, data);
 }
 

@@ -136,8 +136,8 @@ const LogPageRow* logPagesEnd() {
 
 FieldTree decodeSupportedLogs(const Payload& data) {
     FieldTree tree{"Supported Log Pages", {}, {}};
-    for (unsigned lid = 0; lid < 256 && (lid + 1) * 4 <= data.getSize(); ++lid) {
-        if (!bit(le32(data.getData() + lid * 4), 0)) continue;
+    for (size_t lid = 0; lid < 256 && (lid + 1) * sizeof(Le32) <= data.getSize(); ++lid) {
+        if (!bit(structureAt<Le32>(data.getData() + lid * sizeof(Le32)), 0)) continue;
         const LogPageRow* row = findLogPage(static_cast<uint8_t>(lid));
         tree.add("LID " + hexText(lid, 2), row != nullptr            ? row->name
                                            : lid >= FIRST_VENDOR_LID ? "Vendor Specific"

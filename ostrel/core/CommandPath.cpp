@@ -51,6 +51,7 @@ Status CommandPath::reset() {
 
 CommandPath& CommandPath::operator=(const CommandPath& other) {
     OSTREL_TRACE();
+    if (this == &other) return *this;
     name_ = other.name_;
     timeout_ = other.timeout_;
     connection_ = other.connection_;

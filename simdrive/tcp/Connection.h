@@ -80,7 +80,7 @@ public:
     uint64_t nextDueMs() const;
 
 private:
-    static constexpr size_t MAX_WAITING_BYTES = 256 * 1024;
+    static constexpr size_t MAX_WAITING_BYTES = 256 << 10;
 
     /// A command whose data are fetched, or wait for their turn.
     struct Transfer {

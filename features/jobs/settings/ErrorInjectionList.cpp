@@ -26,7 +26,7 @@ using boost::property_tree::ptree;
 
 namespace {
 
-constexpr uint64_t MAX_FILE_BYTES = 64 * 1024;
+constexpr uint64_t MAX_FILE_BYTES = 64 << 10;
 constexpr size_t MAX_LEVELS = 8;
 constexpr size_t ENTRY_BYTES = sizeof(nvme::OcpErrorInjectionEntry);
 constexpr uint8_t FLAG_ENABLED = 0x01;

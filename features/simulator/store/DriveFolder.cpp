@@ -43,7 +43,7 @@ constexpr size_t OFFSET_SEQUENCE = 32;
 constexpr size_t OFFSET_HEAD_CRC = 60;
 
 // Far more than any description or state takes.
-constexpr size_t MAX_DESCRIPTION_BYTES = 64 * 1024;
+constexpr size_t MAX_DESCRIPTION_BYTES = 64 << 10;
 constexpr size_t MAX_STATE_BYTES = 16 << 20;
 
 uint32_t crc32(const uint8_t* data, size_t size) {
