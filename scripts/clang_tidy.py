@@ -7,8 +7,9 @@ packages of scripts/setup are. Passes are empty files below ${XDG_CACHE_HOME:-~/
 trees; those that no run needed for a month go. Prints the findings, and exits with 1 when there are any.
 
 Nine tenths of the time are the headers of the libraries, which each check walks through. Sources of the same options
-that declare no name twice are therefore looked at together, as one source that includes them all. A set with a finding
-is halved until the sources with findings are alone: what a source is found to be depends on no other one.
+that declare no name twice are therefore looked at together, as one source that includes them all, with the macros that
+any of them is given: these are places of files and numbers of versions. A set with a finding is halved until the
+sources with findings are alone: what a source is found to be depends on no other one.
 """
 
 import concurrent.futures
@@ -29,7 +30,7 @@ CONFIGURATION = ROOT / ".clang-tidy"
 CACHE = pathlib.Path(os.environ.get("XDG_CACHE_HOME") or pathlib.Path.home() / ".cache") / "nimbrel-lint"
 INCLUDE = re.compile(rb'^[ \t]*#[ \t]*include[ \t]*"([^"\n]+)"', re.MULTILINE)
 MONTH = 30 * 24 * 3600
-TOGETHER = 16
+TOGETHER = 24
 # Of sources that no user gets: a test may copy what it compares.
 TEST_CHECKS = "-performance-*"
 
@@ -82,6 +83,18 @@ def options(entry):
     return tuple(words[:output] + [word for word in words[output + 2:] if word not in ("-c", entry["file"])])
 
 
+def is_macro(option):
+    return option.startswith("-D") and option != "-DNDEBUG"
+
+
+def joined(entries):
+    """The options of sources that are looked at together: those of the first, with the macros of all."""
+    first, *others = [options(entry) for entry in entries]
+    names = {option.partition("=")[0] for option in first}
+    added = {option.partition("=")[0]: option for each in others for option in each if is_macro(option)}
+    return [*first, *(option for name, option in sorted(added.items()) if name not in names)]
+
+
 def key(source, entry):
     digest = hashlib.sha256(tools())
     digest.update(" ".join(options(entry)).replace(str(ROOT), ".").encode())
@@ -110,10 +123,11 @@ def declared(source):
 
 
 def sets(entries, size=TOGETHER):
-    """The sources, in sets of at most `size` that have the same options and declare no name twice."""
+    """The sources, in sets of at most `size` that have the same options but for macros, and declare no name twice."""
     found = []  # of lists of sources, with their options and names
     for source in sorted(entries):
-        kind, names = (source.suffix, checks(source), options(entries[source])), declared(source)
+        common = tuple(option for option in options(entries[source]) if not is_macro(option))
+        kind, names = (source.suffix, checks(source), common), declared(source)
         for sources, other_kind, other_names in found:
             if len(sources) < size and kind == other_kind and not names & other_names:
                 sources.append(source)
@@ -135,7 +149,7 @@ def run(sources, entries):
             added += ",-bugprone-suspicious-include"
         # Warnings are the compilers' part.
         database = [{"directory": entry["directory"], "file": str(source),
-                     "arguments": [*options(entry), "-w", "-c", str(source)]}]
+                     "arguments": [*joined([entries[each] for each in sources]), "-w", "-c", str(source)]}]
         pathlib.Path(folder, "compile_commands.json").write_text(json.dumps(database))
         done = subprocess.run(["clang-tidy", "-p", folder, f"--config-file={CONFIGURATION}", "--quiet",
                                "--warnings-as-errors=*", f"--checks={added}", str(source)],

@@ -36,8 +36,16 @@ class Sources(unittest.TestCase):
                          [["a.cpp", "b.cpp", "c.cpp"], ["d.cpp"]])
 
     def test_are_apart_with_other_options_or_another_language(self):
-        self.assertEqual(self.sets(self.source("a.cpp", ""), self.source("b.cpp", "", "-DB"), self.source("c.c", "")),
+        self.assertEqual(self.sets(self.source("a.cpp", ""), self.source("b.cpp", "", "-m32"), self.source("c.c", "")),
                          [["a.cpp"], ["b.cpp"], ["c.c"]])
+
+    def test_are_together_with_the_macros_of_all(self):
+        sources = (self.source("a.cpp", "int a() { return A; }\n", "-DA=1"),
+                   self.source("b.cpp", "int b() { return B + A; }\n", "-DB=1", "-DA=2"))
+        self.assertEqual(self.sets(*sources), [["a.cpp", "b.cpp"]])
+        self.assertEqual([option for option in clang_tidy.joined(dict(sources).values()) if option.startswith("-D")],
+                         ["-DA=1", "-DB=1"])
+        self.assertEqual(self.check(*sources), (["a.cpp", "b.cpp"], ""))
 
     def test_are_apart_when_both_declare_a_name(self):
         for number, (first, second, sets) in enumerate((
