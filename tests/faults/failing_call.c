@@ -227,9 +227,14 @@ static int follow(pid_t child) {
 }
 
 static int read_fault(const char* text) {
-    char fault[16] = "";
     if (strcmp(text, "list") == 0) return 1;
-    if (sscanf(text, "%ld:%ld:%15s", &run.call, &run.target, fault) != 3) return 0;
+    char* end = NULL;
+    run.call = strtol(text, &end, 10);
+    if (end == text || *end != ':') return 0;
+    const char* const target = end + 1;
+    run.target = strtol(target, &end, 10);
+    if (end == target || *end != ':') return 0;
+    const char* const fault = end + 1;
     run.error = strcmp(fault, "short") == 0  ? TRANSFER_SHORT
                 : strcmp(fault, "kill") == 0 ? KILLED
                                              : (int)strtol(fault, NULL, 10);
