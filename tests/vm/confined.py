@@ -1,6 +1,6 @@
-"""The AppArmor profile lets every command do its work: with the profile in force, a walk over the whole vocabulary, on a
-drive of the kernel's driver and on a simulated one, leaves no denial in the kernel's log. What it does not allow is an
-error with words."""
+"""The AppArmor profile lets every command do its work: with the profile in force, a walk over the whole vocabulary,
+on a drive of the kernel's driver and on a simulated one, leaves no denial in the kernel's log. What it does not
+allow is an error with words."""
 
 import pathlib
 import re
