@@ -43,6 +43,7 @@ TEST(SystemFeature, DeclaresItsCommands) {
     }
     EXPECT_EQ(lines,
               (std::vector<std::string>{
+                  // NOLINTNEXTLINE(bugprone-suspicious-missing-comma): a line of output takes several here
                   "0|EnableLog|Enable/Disable Velko Nimbrel Tool debug log.|set [-help|-h] -system EnableLog = "
                   "('true'|'false')|System target is required.|true = enable Velko Nimbrel Tool logging. false = "
                   "disable Velko Nimbrel Tool logging.",

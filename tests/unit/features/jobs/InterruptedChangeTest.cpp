@@ -59,7 +59,7 @@ void setMaximumLba() {
         .expect(interrupted(Expected::admin(0x09).dword(10, 0xC1).writes(DriveBytes(16).le64(0, 9))))
         .expect(look());
     MaxAddressJob job;
-    if (setText(job, "MaximumLBA", "9", drive) != "") say(", and went on");
+    if (!setText(job, "MaximumLBA", "9", drive).empty()) say(", and went on");
 }
 
 void manage(const char* action, const Expected& command) {

@@ -6,7 +6,7 @@
 namespace features::jobs {
 namespace {
 
-constexpr uint64_t MEBIBYTE = 1024 * 1024;
+constexpr uint64_t MEBIBYTE = 1 << 20;
 constexpr const char* MEMINFO = "MemTotal:        8000000 kB\nMemFree:          100000 kB\nMemAvailable:    2048 kB\n";
 
 constexpr struct {
