@@ -136,6 +136,7 @@ std::string madeText(const std::vector<DriveStore::NewDrive>& drives) {
 
 std::string jsonOfAll(const DriveStore& store, const std::vector<DriveStore::NewDrive>& drives) {
     std::vector<DriveRow> rows;
+    rows.reserve(drives.size());
     for (const DriveStore::NewDrive& drive : drives) rows.push_back(readRow(store, drive.name));
     return jsonOf(rows);
 }
