@@ -58,7 +58,8 @@ constexpr FieldRow FIRMWARE_FIELDS[] = {  // section 5.14.1.3
     inWords(NOT_SET_AT_0, {"FRS7", "Firmware Revision for Slot 7", FIELD(FirmwareSlotLog, revision[6]), Format::TEXT}),
 };
 
-constexpr Word SELF_TESTS[] = {{0x0, "none"}, {0x1, "short"}, {0x2, "extended"}, {0xE, "vendor specific"}, {}};
+constexpr Word SELF_TESTS[] = {{0x0, "none"}, {0x1, "short"}, {0x2, "extended"}, {0x3, "host-initiated refresh"},
+                               {0xE, "vendor specific"}, {}};
 constexpr unsigned SELF_TEST_SEGMENT_IS_KNOWN = 0x7;
 constexpr unsigned SELF_TEST_NEVER_USED = 0xF;
 constexpr Word SELF_TEST_RESULTS[] = {
@@ -106,8 +107,19 @@ constexpr FieldRow TELEMETRY_FIELDS[] = {  // sections 5.14.1.7 and 5.14.1.8
      FIELD(TelemetryLogHeader, lastBlock[2]), Format::DECIMAL},
     {"DA4LB", "Telemetry Data Area 4 Last Block (units of 512 bytes)",
      FIELD(TelemetryLogHeader, lastBlockOfArea4), Format::DECIMAL},  // since NVMe 2.0, 0 before
+};
+// Byte 381 has another meaning in each of the two pages; both are since NVMe 2.0, 0 before.
+constexpr Word TELEMETRY_SCOPES[] = {{0, NOT_REPORTED}, {1, "controller"}, {2, "NVM subsystem"}, {}};
+constexpr FieldRow TELEMETRY_HOST_FIELDS[] = {
+    word("THIS", "Telemetry Host-Initiated Scope", offsetof(TelemetryLogHeader, hostScope), 7, 0, TELEMETRY_SCOPES),
     {"THDGN", "Telemetry Host-Initiated Data Generation Number",
-     FIELD(TelemetryLogHeader, hostGeneration), Format::DECIMAL},  // the same
+     FIELD(TelemetryLogHeader, hostGeneration), Format::DECIMAL},
+};
+constexpr FieldRow TELEMETRY_CONTROLLER_FIELDS[] = {
+    word("TCIS", "Telemetry Controller-Initiated Scope", offsetof(TelemetryLogHeader, hostGeneration), 7, 0,
+         TELEMETRY_SCOPES),
+};
+constexpr FieldRow TELEMETRY_CAPTURE_FIELDS[] = {
     {"TCDA", "Telemetry Controller-Initiated Data Available",
      FIELD(TelemetryLogHeader, controllerDataAvailable), Format::DECIMAL},
     {"TCDGN", "Telemetry Controller-Initiated Data Generation Number",
@@ -208,10 +220,16 @@ FieldTree decodeSelfTest(const Payload& data) {
 FieldTree decodeTelemetryHeader(const Payload& data) {
     // Distinguished in the heading: a document that shows both must not name two objects alike.
     const uint8_t lid = data.getSize() == 0 ? 0 : data.getData()[0];
-    const char* name = lid == LID_TELEMETRY_HOST         ? "Telemetry Host-Initiated Header"
-                       : lid == LID_TELEMETRY_CONTROLLER ? "Telemetry Controller-Initiated Header"
-                                                         : "Telemetry Header";
-    return decodeTable(name, TELEMETRY_FIELDS, data);
+    const bool isHost = lid == LID_TELEMETRY_HOST;
+    const bool isController = lid == LID_TELEMETRY_CONTROLLER;
+    FieldTree tree = decodeTable(isHost         ? "Telemetry Host-Initiated Header"
+                                 : isController ? "Telemetry Controller-Initiated Header"
+                                                : "Telemetry Header",
+                                 TELEMETRY_FIELDS, data);
+    if (isHost) addFields(tree, TELEMETRY_HOST_FIELDS, data.getData(), data.getSize());
+    if (isController) addFields(tree, TELEMETRY_CONTROLLER_FIELDS, data.getData(), data.getSize());
+    addFields(tree, TELEMETRY_CAPTURE_FIELDS, data.getData(), data.getSize());
+    return tree;
 }
 
 FieldTree decodePersistentEventHeader(const Payload& data) {
@@ -260,7 +278,11 @@ std::vector<Structure> historyLogStructures() {
         {"Device Self-test > Result *", SELF_TEST_RESULT_FIELDS},
         {"Drive Self-Test Result *", SELF_TEST_RESULT_FIELDS},
         {"Telemetry Host-Initiated Header", TELEMETRY_FIELDS},
+        {"Telemetry Host-Initiated Header", TELEMETRY_HOST_FIELDS},
+        {"Telemetry Host-Initiated Header", TELEMETRY_CAPTURE_FIELDS},
         {"Telemetry Controller-Initiated Header", TELEMETRY_FIELDS},
+        {"Telemetry Controller-Initiated Header", TELEMETRY_CONTROLLER_FIELDS},
+        {"Telemetry Controller-Initiated Header", TELEMETRY_CAPTURE_FIELDS},
         {"Persistent Event Log", PERSISTENT_EVENT_FIELDS},
         {"Sanitize Status", SANITIZE_FIELDS},
     };

@@ -59,6 +59,7 @@ const Case CASES[] = {
     {"log_06_self_test", of(decodeSelfTest)},
     {"log_06_idle", of(decodeSelfTest)},
     {"log_07_telemetry", of(decodeTelemetryHeader)},
+    {"log_08_telemetry", of(decodeTelemetryHeader)},
     {"log_09_endurance", of(decodeEnduranceGroup)},
     {"log_0a_latency", of(decodePredictableLatency)},
     {"log_0b_aggregate", of(decodePredictableLatencyAggregate)},
