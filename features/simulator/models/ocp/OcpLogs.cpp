@@ -143,11 +143,16 @@ CompletionEntry buildFirmwareHistory(CommandContext& context, const LogRequest&,
     return {};
 }
 
-/// What the monitor is set to. Its counters stay 0: no command of a simulated drive takes as long as its thresholds.
+/// What the monitor is set to. Its counters stay 0, and its stamps none: no command of a simulated drive takes as long
+/// as its thresholds.
 CompletionEntry buildLatencyMonitor(CommandContext& context, const LogRequest&, Page& page) {
+    constexpr uint64_t NO_STAMP = UINT64_MAX;
     const Page data = currentFeature(context, FID_OCP_LATENCY_MONITOR).data;
     const auto setting = structureAt<OcpLatencyMonitorSetting>(data.data());
     OcpLatencyMonitorLog log{};
+    std::fill(std::begin(log.activeStamps), std::end(log.activeStamps), NO_STAMP);
+    std::fill(std::begin(log.staticStamps), std::end(log.staticStamps), NO_STAMP);
+    log.debugLogStamp = NO_STAMP;
     log.status = setting.enable & 0x07;
     log.bucketTimerThreshold = setting.bucketTimerThreshold;
     std::copy(std::begin(setting.thresholds), std::end(setting.thresholds), log.thresholds);
