@@ -33,12 +33,16 @@ constexpr uint32_t MAX_PLAIN_LOG_BYTES = 4096 * 4;
 /// Log Specific Field: 4 bits, 7 since NVMe 2.0.
 constexpr uint8_t MAX_LOG_SPECIFIC_FIELD = 0x7F;
 
+/// Latency Monitor Debug Telemetry.
+constexpr uint8_t LAST_OCP_LID = 0xCA;
+
 bool isWholeDwords(uint64_t bytes) {
     return bytes % 4 == 0;
 }
 
 /// Get Log Page's dwords for one piece (NVMe Base Specification 1.4, section 5.14).
-NvmeCommand logPageCommand(const LogPageRequest& request, uint8_t lsp, uint64_t offset, uint32_t bytes) {
+NvmeCommand logPageCommand(const LogPageRequest& request, uint8_t lsp, uint64_t offset, uint32_t bytes,
+                           uint8_t uuidIndex) {
     NvmeCommand command(Queue::ADMIN, OPC_GET_LOG_PAGE, "Get Log Page");
     const uint32_t numberOfDwords0Based = bytes / 4 - 1;
     command.nsid = request.nsid;
@@ -47,6 +51,7 @@ NvmeCommand logPageCommand(const LogPageRequest& request, uint8_t lsp, uint64_t 
     command.cdw11 = numberOfDwords0Based >> 16 | static_cast<uint32_t>(request.lsi) << 16;
     command.cdw12 = static_cast<uint32_t>(offset);
     command.cdw13 = static_cast<uint32_t>(offset >> 32);
+    command.cdw14 = uuidIndex;
     command.dataLength = bytes;
     return command;
 }
@@ -58,6 +63,7 @@ NvmeCommand featureCommand(const FeatureRequest& request, uint8_t opcode, const 
     command.cdw11 = request.cdw11;
     command.cdw12 = request.cdw12;
     command.cdw13 = request.cdw13;
+    command.cdw14 = request.uuidIndex;
     command.dataLength = request.dataLength;
     return command;
 }
@@ -142,9 +148,30 @@ Result<std::optional<bool>, CommandError> Drive::isLogListed(uint8_t lid) {
     return bit(le32(list->getData() + size_t{4} * lid), 0);
 }
 
+Result<UuidIndexes, CommandError> Drive::uuidIndexes() {
+    if (!uuidIndexes_) {
+        TRY(const uint8_t* const identify, identifyController());
+        UuidIndexes indexes;
+        if (ControllerCapabilities(identify).supportsUuidList()) {
+            const auto list = this->identify(CNS_UUID_LIST, 0);
+            if (!list && list.error().completion.isSuccess()) return list.error();  // a transport error
+            if (list) indexes = {ocpUuidIndex(*list), makerUuidIndex(*list)};
+        }
+        uuidIndexes_ = indexes;
+    }
+    return *uuidIndexes_;
+}
+
+Result<uint8_t, CommandError> Drive::uuidIndexOfLog(uint8_t lid) {
+    if (lid < FIRST_VENDOR_LID) return uint8_t{0};
+    TRY(const UuidIndexes indexes, uuidIndexes());
+    return lid <= LAST_OCP_LID ? indexes.ocp : indexes.maker;
+}
+
 void Drive::forgetIdentify() {
     identifyController_ = Payload();
     supportedLogs_.reset();
+    uuidIndexes_.reset();
     maxTransferBytes_ = 0;
 }
 
@@ -190,13 +217,14 @@ Result<void, CommandError> Drive::readLogPieces(const LogPageRequest& request, u
         std::max(request.lsp, request.lspOfFurtherPieces) > MAX_LOG_SPECIFIC_FIELD)
         return statuses::requestOutOfBounds();
     TRY(LogPieces pieces, logPieces(request, length));
+    TRY(const uint8_t uuidIndex, uuidIndexOfLog(request.lid));
     for (uint64_t done = 0; done < length;) {
         uint32_t bytes = 0;
         const auto sendPiece = [&](uint32_t most) -> Result<Answer, CommandError> {
             bytes = static_cast<uint32_t>(std::min<uint64_t>(most, length - done));
             if (bytes < length && !pieces.mayBeSeveral) return noExtendedData();
             const uint8_t lsp = done == 0 ? request.lsp : request.lspOfFurtherPieces;
-            return send(logPageCommand(request, lsp, request.offset + done, bytes));
+            return send(logPageCommand(request, lsp, request.offset + done, bytes, uuidIndex));
         };
         TRY(const Answer answer, sendHalvingPieces(pieces.bytes, sendPiece));
         RETURN_IF_FAILED(take(answer.data, bytes));

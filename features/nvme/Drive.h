@@ -22,6 +22,13 @@ struct Answer {
     ostrel::core::Payload data;
 };
 
+/// Where the UUID List has the UUIDs by which vendor specific log pages and features are told apart, counted from 1; 0:
+/// it does not have them, or the controller has no list.
+struct UuidIndexes {
+    uint8_t ocp = 0;
+    uint8_t maker = 0;  ///< the first UUID that the list associates with the controller's PCI Vendor ID
+};
+
 /// Which part of which log page. Lengths and offsets in bytes, multiples of 4.
 struct LogPageRequest {
     uint8_t lid = 0;
@@ -46,6 +53,7 @@ struct FeatureRequest {
     uint32_t cdw12 = 0;
     uint32_t cdw13 = 0;
     uint32_t dataLength = 0;
+    uint8_t uuidIndex = 0;  ///< of a vendor specific feature, whose it is; 0: the one that is the controller's default
 };
 
 /// Whether the system takes less at a time than the command carried (0/75 of the command path); nothing was sent.
@@ -84,8 +92,11 @@ public:
     Result<const ostrel::core::Payload*, CommandError> supportedLogs();
     /// Whether the list has a log page; empty where there is no list.
     Result<std::optional<bool>, CommandError> isLogListed(uint8_t lid);
+    /// From the UUID List (CNS 17h), asked once; none of them on a controller that does not report or refuses the list.
+    Result<UuidIndexes, CommandError> uuidIndexes();
     /// `length` bytes of a log page, in the largest pieces that the controller and the system take. 10/34 when it would
-    /// take an offset that the controller does not support.
+    /// take an offset that the controller does not support. A vendor specific page is asked for by the UUID Index of
+    /// OCP where OCP has a page of that identifier, otherwise by the maker's.
     Result<ostrel::core::Payload, CommandError> readLogPage(const LogPageRequest& request, uint64_t length);
     /// The same for a page that is too large to be held twice: each piece is handed to `take` when it comes, in order;
     /// `bytes` of it count. What `take` returns, other than a success, ends the reading.
@@ -118,6 +129,7 @@ private:
         uint32_t bytes;
         bool mayBeSeveral;
     };
+    Result<uint8_t, CommandError> uuidIndexOfLog(uint8_t lid);
     Result<LogPieces, CommandError> logPieces(const LogPageRequest& request, uint64_t length);
     /// False for pieces that are as small as they get.
     bool halve(uint32_t& pieceBytes);
@@ -128,6 +140,7 @@ private:
     ostrel::core::Device& device_;
     ostrel::core::Payload identifyController_;
     std::optional<ostrel::core::Payload> supportedLogs_;  ///< empty: there is no list
+    std::optional<UuidIndexes> uuidIndexes_;
     uint32_t maxTransferBytes_ = 0;
 };
 

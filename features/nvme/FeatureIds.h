@@ -36,7 +36,7 @@ inline constexpr uint8_t FID_RESERVATION_PERSISTENCE = 0x83;
 inline constexpr uint8_t FID_NAMESPACE_WRITE_PROTECTION = 0x84;
 inline constexpr uint8_t FID_BOOT_PARTITION_WRITE_PROTECTION = 0x85;  // of NVMe 2.1
 
-/// Features of the OCP Datacenter NVMe SSD Specification 2.0. On drives without OCP's logs these identifiers are the
+/// Features of the OCP Datacenter NVMe SSD Specification. On drives without OCP's logs these identifiers are the
 /// maker's own: code that writes one has made sure that it is OCP's.
 inline constexpr uint8_t FID_OCP_ERROR_INJECTION = 0xC0;
 inline constexpr uint8_t FID_OCP_CLEAR_FIRMWARE_HISTORY = 0xC1;
@@ -46,5 +46,8 @@ inline constexpr uint8_t FID_OCP_IEEE1667_SILO = 0xC4;
 inline constexpr uint8_t FID_OCP_LATENCY_MONITOR = 0xC5;
 inline constexpr uint8_t FID_OCP_PLP_CHECK_INTERVAL = 0xC6;
 inline constexpr uint8_t FID_OCP_DSSD_POWER_STATE = 0xC7;
+inline constexpr uint8_t FID_OCP_TELEMETRY_PROFILE = 0xC8;
+inline constexpr uint8_t FID_OCP_ASYNCHRONOUS_EVENT = 0xC9;
+inline constexpr uint8_t FID_OCP_IDLE_WAKE_UP_TIME = 0xCA;
 
 }  // namespace features::nvme

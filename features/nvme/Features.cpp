@@ -5,6 +5,9 @@
 #include "features/nvme/Bytes.h"
 #include "features/nvme/FeatureIds.h"
 #include "features/nvme/FindRow.h"
+#include "features/nvme/LogPages.h"
+#include "features/nvme/NamespaceIds.h"
+#include "features/nvme/OcpLogPages.h"
 #include "features/nvme/Structures.h"
 #include "features/nvme/structures/FeatureData.h"
 #include "features/nvme/structures/OcpFeatureData.h"
@@ -151,7 +154,7 @@ constexpr FieldRow OCP_ERROR_INJECTION[] = {
 };
 constexpr Word END_OF_LIFE_MODES[] = {{1, "read only mode"}, {2, "write through mode"}, {3, "normal mode"}, {}};
 constexpr FieldRow OCP_END_OF_LIFE_MODE[] = {
-    keyed(key::mode, word("MODE", "End of Life and PLP Failure Mode", 0, 1, 0, END_OF_LIFE_MODES)),
+    keyed(key::mode, word("MODE", "End of Life and PLP Failure Mode", 0, 2, 0, END_OF_LIFE_MODES)),
 };
 constexpr FieldRow OCP_IEEE1667_SILO[] = {
     keyed(key::siloEnabled, flag("EN", "IEEE 1667 Silo Enabled", 0, 0)),
@@ -161,6 +164,16 @@ constexpr FieldRow OCP_PLP_CHECK_INTERVAL[] = {
 };
 constexpr FieldRow OCP_DSSD_POWER_STATE[] = {
     keyed(key::dssdPowerState, bitsRow("PS", "DSSD Power State (watts)", 0, 6, 0)),
+};
+constexpr FieldRow OCP_TELEMETRY_PROFILE[] = {
+    bitsRow("TPS", "Telemetry Profile Select", 0, 7, 0),
+};
+constexpr FieldRow OCP_ASYNCHRONOUS_EVENT[] = {
+    flag("EPN", "Enable Panic Notices", 0, 0),
+};
+constexpr Word DISABLED_AT_0[] = {{0, "disabled"}, {}};
+constexpr FieldRow OCP_IDLE_WAKE_UP_TIME[] = {
+    inWords(DISABLED_AT_0, bitsRow("IWUT", "Idle Wake Up Time", 0, 31, 0)),
 };
 
 /// What Get Features returns of a feature's capabilities.
@@ -237,6 +250,17 @@ constexpr Word ERROR_INJECTION_TYPES[] = {
     {0x9, "device panic - hardware malfunction"},
     {0xA, "device panic - no more NAND spares"},
     {0xB, "device panic - incomplete shutdown"},
+    {0xC, "metadata corruption"},
+    {0xD, "critical garbage collection"},
+    {0xE, "latency spike"},
+    {0xF, "I/O command failure"},
+    {0x10, "I/O command timeout"},
+    {0x11, "Admin command failure"},
+    {0x12, "Admin command timeout"},
+    {0x13, "thermal throttle engaged"},
+    {0x14, "thermal throttle disengaged"},
+    {0x15, "critical temperature event"},
+    {0x16, "die offline"},
     {},
 };
 constexpr FieldRow ERROR_INJECTION_ENTRY[] = {
@@ -372,6 +396,30 @@ constexpr FeatureRow OCP_FEATURES[] = {
     {FID_OCP_LATENCY_MONITOR,          "Latency Monitor",         4096, false, {},                         addTable<LATENCY_MONITOR>},
     {FID_OCP_PLP_CHECK_INTERVAL,       "PLP Health Check Interval",  0, false, OCP_PLP_CHECK_INTERVAL,     nullptr},
     {FID_OCP_DSSD_POWER_STATE,         "DSSD Power State",           0, false, OCP_DSSD_POWER_STATE,       nullptr},
+    {FID_OCP_TELEMETRY_PROFILE,        "Telemetry Profile",          0, false, OCP_TELEMETRY_PROFILE,      nullptr},
+    {FID_OCP_ASYNCHRONOUS_EVENT,       "DSSD Asynchronous Event Configuration",
+                                                                     0, false, OCP_ASYNCHRONOUS_EVENT,     nullptr},
+    {FID_OCP_IDLE_WAKE_UP_TIME,        "Idle Wake Up Time Configuration",
+                                                                     0, false, OCP_IDLE_WAKE_UP_TIME,      nullptr},
+};
+/// How the features are addressed: the version of log page C0h with which each became OCP's, and the first version
+/// whose commands have the NSID FFFFFFFFh; 0: they have none.
+constexpr struct {
+    uint8_t fid;
+    uint16_t firstVersion;
+    uint16_t firstVersionForAll;
+} OCP_ADDRESSES[] = {
+    {FID_OCP_ERROR_INJECTION,        OCP_SMART_OF_1_0, OCP_SMART_OF_2_0},
+    {FID_OCP_CLEAR_FIRMWARE_HISTORY, OCP_SMART_OF_1_0, 0},
+    {FID_OCP_END_OF_LIFE_MODE,       OCP_SMART_OF_1_0, 0},
+    {FID_OCP_CLEAR_PCIE_ERRORS,      OCP_SMART_OF_1_0, 0},
+    {FID_OCP_IEEE1667_SILO,          OCP_SMART_OF_1_0, 0},
+    {FID_OCP_LATENCY_MONITOR,        OCP_SMART_OF_2_0, 0},
+    {FID_OCP_PLP_CHECK_INTERVAL,     OCP_SMART_OF_2_0, 0},
+    {FID_OCP_DSSD_POWER_STATE,       OCP_SMART_OF_2_0, 0},
+    {FID_OCP_TELEMETRY_PROFILE,      OCP_SMART_OF_2_5, OCP_SMART_OF_2_5},
+    {FID_OCP_ASYNCHRONOUS_EVENT,     OCP_SMART_OF_2_5, 0},
+    {FID_OCP_IDLE_WAKE_UP_TIME,      OCP_SMART_OF_2_6, 0},
 };
 
 constexpr struct {
@@ -385,6 +433,8 @@ constexpr struct {
     {FID_OCP_IEEE1667_SILO,          bitsRow("EN", "Enable the silo", 0, 31, 31)},
     {FID_OCP_PLP_CHECK_INTERVAL,     bitsRow("INT", "PLP Health Check Interval (minutes)", 0, 31, 16)},
     {FID_OCP_DSSD_POWER_STATE,       bitsRow("PS", "DSSD Power State (watts)", 0, 6, 0)},
+    {FID_OCP_TELEMETRY_PROFILE,      bitsRow("TPS", "Telemetry Profile Select", 0, 7, 0)},
+    {FID_OCP_ASYNCHRONOUS_EVENT,     bitsRow("EPN", "Enable Panic Notices", 0, 0, 0)},
 };
 // clang-format on
 
@@ -418,6 +468,28 @@ const FeatureRow* ocpFeaturesBegin() {
 }
 const FeatureRow* ocpFeaturesEnd() {
     return std::end(OCP_FEATURES);
+}
+
+std::optional<uint16_t> findErrorInjectionType(const std::string& name) {
+    constexpr const char* PREFIX = "devicepanic";
+    const std::string wanted = comparableLogName(name);
+    for (const Word* word = ERROR_INJECTION_TYPES; word->text != nullptr; ++word) {
+        const std::string type = comparableLogName(word->text);
+        if (type == wanted || type == PREFIX + wanted) return static_cast<uint16_t>(word->code);
+    }
+    return std::nullopt;
+}
+
+bool isOcpFeature(uint8_t fid, uint16_t ocpSmartVersion) {
+    return std::any_of(std::begin(OCP_ADDRESSES), std::end(OCP_ADDRESSES),
+                       [&](const auto& row) { return row.fid == fid && ocpSmartVersion >= row.firstVersion; });
+}
+
+uint32_t ocpFeatureNsid(uint8_t fid, uint16_t ocpSmartVersion) {
+    const bool isForAll = std::any_of(std::begin(OCP_ADDRESSES), std::end(OCP_ADDRESSES), [&](const auto& row) {
+        return row.fid == fid && row.firstVersionForAll != 0 && ocpSmartVersion >= row.firstVersionForAll;
+    });
+    return isForAll ? NSID_ALL : 0;
 }
 
 FieldTree decodeFeature(const FeatureRow& feature, uint32_t dword0, const Payload& data) {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 
 #include "features/nvme/ControllerCapabilities.h"
@@ -31,7 +32,7 @@ void addTable(FieldTree& tree, uint32_t, const ostrel::core::Payload& data) {
     addFields(tree, ROWS, data.getData(), data.getSize());
 }
 
-/// The row of a feature identifier; null when there is none. The OCP identifiers C0h to C7h have tables of their own,
+/// The row of a feature identifier; null when there is none. The OCP identifiers C0h to CAh have tables of their own,
 /// since a drive without OCP's logs means something else by them.
 const FeatureRow* findFeature(uint8_t fid);
 const FeatureRow* findOcpFeature(uint8_t fid);
@@ -40,6 +41,15 @@ const FeatureRow* featuresBegin();
 const FeatureRow* featuresEnd();
 const FeatureRow* ocpFeaturesBegin();
 const FeatureRow* ocpFeaturesEnd();
+
+/// The type of an error injection by its name, with or without "device panic" in front; empty: there is none. Only
+/// letters and digits count.
+std::optional<uint16_t> findErrorInjectionType(const std::string& name);
+/// Whether an identifier is OCP's on a drive whose log page C0h has this version: since the version that defined it.
+/// What a later one made obsolete stays OCP's.
+bool isOcpFeature(uint8_t fid, uint16_t ocpSmartVersion);
+/// The NSID of a command for an OCP feature on such a drive.
+uint32_t ocpFeatureNsid(uint8_t fid, uint16_t ocpSmartVersion);
 
 /// What Get Features brought for the current, the default or the saved value. `data` may be cut short.
 FieldTree decodeFeature(const FeatureRow& feature, uint32_t dword0, const ostrel::core::Payload& data);

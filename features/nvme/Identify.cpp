@@ -436,6 +436,19 @@ std::vector<const uint8_t*> uuidEntries(const Payload& data) {
     return entries;
 }
 
+uint8_t uuidIndexOf(const Payload& data, const uint8_t* entry) {
+    return static_cast<uint8_t>(static_cast<size_t>(entry - data.getData()) / sizeof(UuidListEntry));
+}
+
+/// The UUID Index of the first entry that is wanted; 0: none is.
+template <typename IsWanted>
+uint8_t findUuid(const Payload& data, const IsWanted& isWanted) {
+    const std::vector<const uint8_t*> entries = uuidEntries(data);
+    const auto found = std::find_if(entries.begin(), entries.end(),
+                                    [&](const uint8_t* entry) { return isWanted(structureAt<UuidListEntry>(entry)); });
+    return found == entries.end() ? uint8_t{0} : uuidIndexOf(data, *found);
+}
+
 }  // namespace
 
 FieldTree decodeIdentifyController(const Payload& data) {
@@ -503,18 +516,22 @@ std::vector<uint16_t> decodeControllerList(const Payload& data) {
 
 FieldTree decodeUuidList(const Payload& data) {
     FieldTree tree{"UUID List", {}, {}};
-    for (const uint8_t* entry : uuidEntries(data)) {
-        const auto number = static_cast<size_t>(entry - data.getData()) / sizeof(UuidListEntry);
-        addFields(tree.addPart("UUID " + std::to_string(number)), UUID_FIELDS, entry, sizeof(UuidListEntry));
-    }
+    for (const uint8_t* entry : uuidEntries(data))
+        addFields(tree.addPart("UUID " + std::to_string(uuidIndexOf(data, entry))), UUID_FIELDS, entry,
+                  sizeof(UuidListEntry));
     return tree;
 }
 
-bool hasOcpUuid(const Payload& data) {
-    const std::vector<const uint8_t*> entries = uuidEntries(data);
-    return std::any_of(entries.begin(), entries.end(), [](const uint8_t* entry) {
-        return std::equal(std::begin(OCP_UUID), std::end(OCP_UUID), entry + offsetof(UuidListEntry, uuid));
+uint8_t ocpUuidIndex(const Payload& data) {
+    return findUuid(data, [](const UuidListEntry& entry) {
+        return std::equal(std::begin(OCP_UUID), std::end(OCP_UUID), entry.uuid.begin());
     });
+}
+
+uint8_t makerUuidIndex(const Payload& data) {
+    constexpr unsigned ASSOCIATED_WITH_VENDOR_ID = 1;
+    return findUuid(data,
+                    [](const UuidListEntry& entry) { return bits(entry.header, 1, 0) == ASSOCIATED_WITH_VENDOR_ID; });
 }
 
 std::vector<Structure> identifyStructures() {

@@ -31,7 +31,9 @@ FieldTree decodeUuidList(const ostrel::core::Payload& data);
 /// OCP Datacenter NVMe SSD Specification 2.0: the UUID that its logs and features go by.
 inline constexpr uint8_t OCP_UUID[] = {0xC1, 0x94, 0xD5, 0x5B, 0xE0, 0x94, 0x47, 0x94,
                                        0xA2, 0x1D, 0x29, 0x99, 0x8F, 0x56, 0xBE, 0x6F};
-/// Whether a CNS 17h structure has OCP's UUID.
-bool hasOcpUuid(const ostrel::core::Payload& data);
+/// Where a CNS 17h structure has OCP's UUID, counted from 1: its UUID Index. 0: nowhere.
+uint8_t ocpUuidIndex(const ostrel::core::Payload& data);
+/// The same of the first UUID that the structure associates with the PCI Vendor ID.
+uint8_t makerUuidIndex(const ostrel::core::Payload& data);
 
 }  // namespace features::nvme

@@ -2,9 +2,6 @@
 
 #include "features/jobs/drive/KnownLogPages.h"
 #include "features/jobs/drive/LogReading.h"
-#include "features/nvme/ControllerCapabilities.h"
-#include "features/nvme/Identify.h"
-#include "features/nvme/IdentifyCns.h"
 #include "features/nvme/LogPageIds.h"
 #include "features/nvme/LogPages.h"
 #include "features/nvme/structures/OcpSmartLog.h"
@@ -18,20 +15,11 @@ namespace {
 /// What is known of the page before it is asked for.
 enum class Offer : uint8_t { NONE, MADE, UNKNOWN };
 
-/// Whether the UUID List has OCP's UUID.
-Result<bool> readUuidOffer(nvme::Drive& drive) {
-    TRY(const uint8_t* const identify, drive.identifyController());
-    if (!nvme::ControllerCapabilities(identify).supportsUuidList()) return false;
-    const auto uuids = drive.identify(nvme::CNS_UUID_LIST, 0);
-    if (!uuids && !isRefusal(uuids.error())) return uuids.error();
-    return uuids && nvme::hasOcpUuid(*uuids);
-}
-
 Result<Offer> readOffer(nvme::Drive& drive) {
     TRY(const std::optional<bool> listed, drive.isLogListed(nvme::LID_OCP_SMART));
     if (listed.value_or(false)) return Offer::MADE;
-    TRY(const bool hasUuid, readUuidOffer(drive));
-    if (hasUuid || KnownLogPages().contains(drive, nvme::LID_OCP_SMART)) return Offer::MADE;
+    TRY(const nvme::UuidIndexes uuids, drive.uuidIndexes());
+    if (uuids.ocp != 0 || KnownLogPages().contains(drive, nvme::LID_OCP_SMART)) return Offer::MADE;
     return listed ? Offer::NONE : Offer::UNKNOWN;
 }
 

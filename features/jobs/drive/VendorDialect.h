@@ -17,9 +17,18 @@ enum class Dialect : uint8_t {
     OCP,    ///< of the OCP Datacenter NVMe SSD Specification
 };
 
-/// Whether the identifier is one that maker and OCP both use, C0h to C7h.
+/// A feature identifier on a drive: whose it is, and how a command addresses that feature.
+struct FeatureAddress {
+    Dialect dialect = Dialect::NONE;
+    uint8_t uuidIndex = 0;
+    uint32_t nsid = 0;  ///< of a feature that namespaces do not have each for itself
+
+    nvme::FeatureRequest request(uint8_t fid) const;
+};
+
+/// Whether the identifier is one that maker and OCP both use, C0h to CAh.
 constexpr bool isContestedFeature(uint8_t fid) {
-    return fid >= nvme::FID_OCP_ERROR_INJECTION && fid <= nvme::FID_OCP_DSSD_POWER_STATE;
+    return fid >= nvme::FID_OCP_ERROR_INJECTION && fid <= nvme::FID_OCP_IDLE_WAKE_UP_TIME;
 }
 
 /// Whether the drive has the maker's vendor interface. Nothing is asked of the drive.
@@ -27,14 +36,19 @@ bool isVelkoDrive(const nvme::Drive& drive);
 
 /// 10/254 on a drive without OCP's log C0h, which is asked for as one that the user named.
 ostrel::core::Status requireOcp(nvme::Drive& drive);
+/// The same, and 10/3 where the drive follows a version of OCP's specification that does not have the feature.
+Result<FeatureAddress> requireOcpFeature(nvme::Drive& drive, uint8_t fid);
 
-/// `missing` unless the identifier is the maker's feature on this drive. A drive of another maker is asked nothing; one
-/// of this maker is asked for log C0h, since a feature is never written on a guess.
-ostrel::core::Status requireVelkoFeature(nvme::Drive& drive, uint8_t fid, const ostrel::core::Status& missing);
+/// The maker's feature, or `missing` on another maker's drive, which is asked nothing. On a drive with OCP's log C0h
+/// the identifiers of OCP's version are the maker's by the maker's own UUID Index alone; `missing` with words where the
+/// UUID List does not have it. A feature is never written on a guess: `grounds` is NAMED for what is written.
+Result<FeatureAddress> requireVelkoFeature(nvme::Drive& drive, uint8_t fid, OcpGrounds grounds,
+                                           const ostrel::core::Status& missing);
 
-/// Whose feature an identifier is on this drive. On a drive that has both dialects C0h to C7h are OCP's: the same
-/// number written in the maker's sense would do something else. Only for these the drive is asked; one that refuses log
-/// C0h for another reason than that it has none leaves the question open: its refusal is returned.
-Result<Dialect> dialectOfFeature(nvme::Drive& drive, uint8_t fid, OcpGrounds grounds);
+/// What an identifier means that was given without its owner. On a drive that has both dialects C0h to CAh are OCP's as
+/// far as its version of the specification defines them: the same number written in the maker's sense would do
+/// something else. Only for these the drive is asked for its log C0h; one that refuses it for another reason than that
+/// it has none leaves the question open: its refusal is returned.
+Result<FeatureAddress> addressOfFeature(nvme::Drive& drive, uint8_t fid, OcpGrounds grounds);
 
 }  // namespace features::jobs

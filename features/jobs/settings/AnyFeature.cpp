@@ -185,7 +185,8 @@ nvme::FieldTree treeOf(const FeatureRow* row, const nvme::FeatureRequest& reques
     nvme::FieldTree tree{decoded.heading, {}, decoded.parts};
     tree.add("FID", "Feature Identifier", hexText(request.fid, 2));
     tree.add("SEL", "Select", SELECTED[static_cast<size_t>(select)]);
-    if (request.nsid != 0) tree.add("NSID", "Namespace Identifier", std::to_string(request.nsid));
+    if (request.nsid != 0 && request.nsid != nvme::NSID_ALL)
+        tree.add("NSID", "Namespace Identifier", std::to_string(request.nsid));
     tree.add("Dword 0", "", hexText(answer.completion.dword0, 8));
     tree.fields.insert(tree.fields.end(), decoded.fields.begin(), decoded.fields.end());
     addData(tree, answer.data);
@@ -229,8 +230,8 @@ Result<Payload> AnyFeature::readInputData(const Arguments& arguments) {
     return data;
 }
 
-Result<uint32_t> AnyFeature::namespaceOf(nvme::Drive& drive, bool namespaceSpecific) const {
-    if (nsid_ || !namespaceSpecific) return nsid_.value_or(0);
+Result<uint32_t> AnyFeature::namespaceOf(nvme::Drive& drive) const {
+    if (nsid_) return *nsid_;
     DriveFacts facts(drive);
     const auto* all = facts.hostNamespaces();
     RETURN_IF_FAILED(facts.failure());
@@ -243,15 +244,26 @@ Result<uint32_t> AnyFeature::namespaceOf(nvme::Drive& drive, bool namespaceSpeci
     return chosen->nsid;
 }
 
+Result<nvme::FeatureRequest> AnyFeature::requestFor(nvme::Drive& drive, const FeatureAddress& address,
+                                                    const FeatureRow* row) const {
+    nvme::FeatureRequest request = address.request(fid_);
+    request.cdw11 = cdw11_;
+    request.cdw12 = cdw12_;
+    request.cdw13 = cdw13_;
+    if (nsid_ || (row != nullptr && row->namespaceSpecific)) {
+        TRY(request.nsid, namespaceOf(drive));
+    }
+    return request;
+}
+
 Status AnyFeature::show(nvme::Drive& drive, DriveOutput& out) const {
-    TRY(const Dialect dialect, dialectOfFeature(drive, fid_, OcpGrounds::OFFERED));
-    const FeatureRow* row = rowOf(fid_, dialect);
-    nvme::FeatureRequest request{fid_, 0, cdw11_, cdw12_, cdw13_, 0};
+    TRY(const FeatureAddress address, addressOfFeature(drive, fid_, OcpGrounds::OFFERED));
+    const FeatureRow* row = rowOf(fid_, address.dialect);
+    TRY(nvme::FeatureRequest request, requestFor(drive, address, row));
     // A feature that is not known may bring data, and a drive without a buffer for it would write elsewhere.
     request.dataLength = row == nullptr ? MAX_DATA_BYTES : row->dataLength;
-    if (row != nullptr && dialect == Dialect::NONE)
+    if (row != nullptr && address.dialect == Dialect::NONE)
         RETURN_IF_FAILED(requireFeatureOffered(drive, *row, statuses::driveDoesNotSupportFeature()));
-    TRY(request.nsid, namespaceOf(drive, row != nullptr && row->namespaceSpecific));
     TRY(request, completeGet(drive, request));
     TRY(const nvme::Answer answer, readFeature(drive, request, select_, statuses::driveDoesNotSupportFeature()));
     out.addTree(treeOf(row, request, select_, answer));
@@ -259,17 +271,16 @@ Status AnyFeature::show(nvme::Drive& drive, DriveOutput& out) const {
 }
 
 Status AnyFeature::write(nvme::Drive& drive, const std::string& heading, DriveOutput& out) const {
-    TRY(const Dialect dialect, dialectOfFeature(drive, fid_, OcpGrounds::NAMED));
-    const FeatureRow* row = rowOf(fid_, dialect);
-    RETURN_IF_FAILED(checkDestroying(drive, fid_, dialect));
+    TRY(const FeatureAddress address, addressOfFeature(drive, fid_, OcpGrounds::NAMED));
+    const FeatureRow* row = rowOf(fid_, address.dialect);
+    RETURN_IF_FAILED(checkDestroying(drive, fid_, address.dialect));
     RETURN_IF_FAILED(checkLength(fid_, row, cdw11_, data_.getSize()));
     RETURN_IF_FAILED(checkHostMemory(fid_, cdw11_));
     if (save_) RETURN_IF_FAILED(checkSave(drive));
-    nvme::FeatureRequest request{fid_, 0, cdw11_, cdw12_, cdw13_, 0};
-    TRY(request.nsid, namespaceOf(drive, row != nullptr && row->namespaceSpecific));
-    RETURN_IF_FAILED(checkDestroying(drive, fid_, dialect));  // again: much may have happened meanwhile
+    TRY(const nvme::FeatureRequest request, requestFor(drive, address, row));
+    RETURN_IF_FAILED(checkDestroying(drive, fid_, address.dialect));  // again: much may have happened meanwhile
     RETURN_IF_FAILED(drive.setFeature(request, save_, data_));
-    if (row != nullptr && dialect == Dialect::NONE) RETURN_IF_FAILED(readBack(drive, *row, request));
+    if (row != nullptr && address.dialect == Dialect::NONE) RETURN_IF_FAILED(readBack(drive, *row, request));
     const std::string hold = row == nullptr ? std::string() : holdText(*row, save_);
     out.addStatus(heading, Status(0, 0,
                                   nameOf(fid_, row) + (save_ ? " is set and saved." : " is set.") +

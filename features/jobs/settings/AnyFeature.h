@@ -6,7 +6,9 @@
 #include "features/errors/Result.h"
 #include "features/jobs/base/Arguments.h"
 #include "features/jobs/base/DriveOutput.h"
+#include "features/jobs/drive/VendorDialect.h"
 #include "features/nvme/Drive.h"
+#include "features/nvme/Features.h"
 #include "ostrel/core/Payload.h"
 #include "ostrel/core/Status.h"
 
@@ -36,7 +38,11 @@ public:
 
 private:
     static Result<ostrel::core::Payload> readInputData(const Arguments& arguments);
-    Result<uint32_t> namespaceOf(nvme::Drive& drive, bool namespaceSpecific) const;
+    /// The namespace that was given, or that the feature is for.
+    Result<uint32_t> namespaceOf(nvme::Drive& drive) const;
+    /// The command's fields; `row`: null for a feature that is not known.
+    Result<nvme::FeatureRequest> requestFor(nvme::Drive& drive, const FeatureAddress& address,
+                                            const nvme::FeatureRow* row) const;
 
     uint8_t fid_ = 0;
     std::optional<uint32_t> nsid_;

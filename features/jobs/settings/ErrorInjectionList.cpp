@@ -14,6 +14,7 @@
 #include "features/jobs/support/InputFile.h"
 #include "features/jobs/support/StatusDetails.h"
 #include "features/nvme/Bytes.h"
+#include "features/nvme/Features.h"
 #include "features/nvme/structures/OcpFeatureData.h"
 #include "ostrel/core/StatusCatalogue.h"
 #include "ostrel/core/Strings.h"
@@ -52,11 +53,17 @@ std::optional<uint16_t> readWord(const std::string& text, uint64_t least) {
     return static_cast<uint16_t>(number);
 }
 
+std::optional<uint16_t> readType(const std::string& text) {
+    const std::optional<uint16_t> number = readWord(text, 1);
+    return number ? number : nvme::findErrorInjectionType(text);
+}
+
 Result<ErrorInjection> readEntry(const EntryText& text) {
     const auto& [type, repeat, reads] = text;
-    const std::optional<uint16_t> typeNumber = readWord(type, 1);
+    const std::optional<uint16_t> typeNumber = readType(type);
     if (!typeNumber)
-        return misconfigured("The type of an error injection is a number from 1 to 65535, not '" + type + "'.");
+        return misconfigured("The type of an error injection is a number from 1 to 65535 or a name, not '" + type +
+                             "'.");
     const auto* found = std::find_if(std::begin(REPEATS), std::end(REPEATS),
                                      [&, &word = repeat](const auto& row) { return equals(row.word, word, true); });
     if (found == std::end(REPEATS))

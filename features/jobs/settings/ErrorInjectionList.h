@@ -23,6 +23,7 @@ inline constexpr size_t MAX_ERROR_INJECTIONS = 127;
 inline constexpr uint32_t ERROR_INJECTION_DATA_BYTES = 4096;
 
 /// Reads a list as the command line has it: entries TYPE[:once|always|off[:READS]] with '~' between them, or "none".
+/// TYPE is a number or a name (nvme::findErrorInjectionType()).
 /// 10/252 for too many, 10/253 for one that is no entry, with a message that names it.
 Result<std::vector<ErrorInjection>> readErrorInjections(const std::string& list);
 

@@ -55,9 +55,8 @@ nvme::FieldTree decodeAnswer(const nvme::FeatureRow& feature, nvme::Select selec
 Status writeOcpField(nvme::Drive& drive, uint8_t fid, uint32_t value) {
     const nvme::FieldRow* field = nvme::findOcpSetField(fid);
     if (field == nullptr || !nvme::fitsField(*field, value)) return statuses::requestOutOfBounds();
-    RETURN_IF_FAILED(requireOcp(drive));
-    nvme::FeatureRequest request;
-    request.fid = fid;
+    TRY(const FeatureAddress address, requireOcpFeature(drive, fid));
+    nvme::FeatureRequest request = address.request(fid);
     request.cdw11 = nvme::withField(*field, 0, value);
     return statusOf(drive.setFeature(request, false));
 }

@@ -35,6 +35,7 @@ nvme::FeatureRequest requestFor(const SettableField& field, uint32_t dword11 = 0
     nvme::FeatureRequest request;
     request.fid = field.feature->fid;
     request.cdw11 = dword11;
+    request.uuidIndex = field.uuidIndex;
     return request;
 }
 
@@ -127,13 +128,13 @@ std::string holdText(const nvme::FeatureRow& feature, bool isSaved) {
     return isSaved || feature.persistent ? "" : UNTIL_RESET;
 }
 
-SettableField settableField(const nvme::FeatureField& field, uint32_t kept) {
-    return {field.feature, field.row, field.row, kept};
+SettableField settableField(const nvme::FeatureField& field, uint32_t kept, uint8_t uuidIndex) {
+    return {field.feature, field.row, field.row, kept, uuidIndex};
 }
 
-SettableField settableOcpField(uint8_t fid) {
+SettableField settableOcpField(uint8_t fid, uint8_t uuidIndex) {
     const nvme::FeatureRow* feature = nvme::findOcpFeature(fid);
-    return {feature, nvme::findOcpSetField(fid), feature->dword0.begin(), 0};
+    return {feature, nvme::findOcpSetField(fid), feature->dword0.begin(), 0, uuidIndex};
 }
 
 Status checkReported(nvme::Drive& drive, const SettableField& field, uint32_t value) {

@@ -15,12 +15,16 @@ struct SettableField {
     const nvme::FieldRow* written;  ///< in dword 11 of Set Features
     const nvme::FieldRow* read;     ///< in dword 0 of Get Features; OCP's features have the field elsewhere there
     uint32_t kept;                  ///< bits of dword 0 that are written back beside the field; the others become 0
+    uint8_t uuidIndex = 0;          ///< whose a vendor specific feature is
 };
 
+/// `kept` of a feature whose other fields stay as they are.
+inline constexpr uint32_t ALL_BITS = 0xFFFFFFFF;
+
 /// A field of the standard's features or of the maker's, whose dword 11 is laid out as dword 0.
-SettableField settableField(const nvme::FeatureField& field, uint32_t kept = 0xFFFFFFFF);
+SettableField settableField(const nvme::FeatureField& field, uint32_t kept = ALL_BITS, uint8_t uuidIndex = 0);
 /// The one field of an OCP feature that has a value; Set Features carries nothing beside it.
-SettableField settableOcpField(uint8_t fid);
+SettableField settableOcpField(uint8_t fid, uint8_t uuidIndex);
 
 /// Sets one field of a feature, and reads it back.
 ///

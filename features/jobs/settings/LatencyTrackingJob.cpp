@@ -68,9 +68,10 @@ Status LatencyTrackingJob::actOnDrive(nvme::Drive& drive, const Arguments&, Driv
 Status LatencyTrackingJob::setOnDrive(nvme::Drive& drive, const Attribute& attribute) {
     RETURN_IF_FAILED(checkSettable(attribute, key::latencyTrackingEnabled()));
     TRY(const uint32_t enabled, readValue(propertyToSet(), ENABLED));
-    RETURN_IF_FAILED(
-        requireVelkoFeature(drive, nvme::FID_VELKO_LATENCY_TRACKING, statuses::driveDoesNotSupportFeature()));
-    return setFeatureField(drive, settableField(nvme::findVelkoFeatureField(attribute.getName())), enabled);
+    TRY(const FeatureAddress address, requireVelkoFeature(drive, nvme::FID_VELKO_LATENCY_TRACKING, OcpGrounds::NAMED,
+                                                          statuses::driveDoesNotSupportFeature()));
+    const nvme::FeatureField field = nvme::findVelkoFeatureField(attribute.getName());
+    return setFeatureField(drive, settableField(field, ALL_BITS, address.uuidIndex), enabled);
 }
 
 }  // namespace features::jobs

@@ -67,6 +67,10 @@ Result<uint32_t> readField(const std::string& name, const Arguments& sent) {
     return withDetails(statuses::invalidProperty(), name + " cannot be set.");
 }
 
+Result<FeatureAddress> addressOfLed(nvme::Drive& drive, OcpGrounds grounds) {
+    return requireVelkoFeature(drive, nvme::FID_VELKO_LED_ACTIVITY, grounds, statuses::driveDoesNotSupportFeature());
+}
+
 }  // namespace
 
 LedActivityJob::LedActivityJob() : CloneableJob(ostrel::interfaces::ostreli::JOB_LED_ACTIVITY, "LED Activity") {}
@@ -79,9 +83,8 @@ AttributeList LedActivityJob::getSupportedProperties() const {
 }
 
 Status LedActivityJob::showDrive(nvme::Drive& drive, const Arguments&, DriveOutput& out) {
-    RETURN_IF_FAILED(requireVelkoFeature(drive, nvme::FID_VELKO_LED_ACTIVITY, statuses::driveDoesNotSupportFeature()));
-    nvme::FeatureRequest request;
-    request.fid = nvme::FID_VELKO_LED_ACTIVITY;
+    TRY(const FeatureAddress address, addressOfLed(drive, OcpGrounds::OFFERED));
+    const nvme::FeatureRequest request = address.request(nvme::FID_VELKO_LED_ACTIVITY);
     TRY(const nvme::Answer answer,
         readFeature(drive, request, nvme::Select::CURRENT, statuses::driveDoesNotSupportFeature()));
     AttributeList list = getSupportedProperties();
@@ -98,8 +101,9 @@ Status LedActivityJob::showDrive(nvme::Drive& drive, const Arguments&, DriveOutp
 Status LedActivityJob::setOnDrive(nvme::Drive& drive, const Attribute& attribute) {
     const std::string& name = attribute.getName();
     TRY(const uint32_t value, readField(name, propertyToSet()));
-    RETURN_IF_FAILED(requireVelkoFeature(drive, nvme::FID_VELKO_LED_ACTIVITY, statuses::driveDoesNotSupportFeature()));
-    return setFeatureField(drive, settableField(nvme::findVelkoFeatureField(fieldOf(name))), value);
+    TRY(const FeatureAddress address, addressOfLed(drive, OcpGrounds::NAMED));
+    const SettableField field = settableField(nvme::findVelkoFeatureField(fieldOf(name)), ALL_BITS, address.uuidIndex);
+    return setFeatureField(drive, field, value);
 }
 
 }  // namespace features::jobs

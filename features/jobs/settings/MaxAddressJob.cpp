@@ -76,9 +76,8 @@ Result<uint32_t> findOnlyNamespace(nvme::Drive& drive) {
     return nsid;
 }
 
-Result<uint64_t> readLba(nvme::Drive& drive, uint8_t fid) {
-    nvme::FeatureRequest request;
-    request.fid = fid;
+Result<uint64_t> readLba(nvme::Drive& drive, const FeatureAddress& address, uint8_t fid) {
+    nvme::FeatureRequest request = address.request(fid);
     request.dataLength = nvme::VELKO_LBA_BYTES;
     const auto answer = drive.getFeature(request, nvme::Select::CURRENT);
     if (!answer) return mapNvmeStatus(REFUSALS, statuses::nvmeCommandProblem, answer.error());
@@ -111,9 +110,9 @@ uint64_t lbaOfPercent(uint64_t percent, uint64_t native) {
     return std::max<uint64_t>(blocks / ALL_PERCENT * percent + blocks % ALL_PERCENT * percent / ALL_PERCENT, 2) - 1;
 }
 
-Result<uint64_t> findLba(nvme::Drive& drive, const Wanted& wanted) {
+Result<uint64_t> findLba(nvme::Drive& drive, const FeatureAddress& address, const Wanted& wanted) {
     TRY(const uint32_t nsid, findOnlyNamespace(drive));
-    TRY(const uint64_t native, readLba(drive, nvme::FID_VELKO_NATIVE_MAXIMUM_LBA));
+    TRY(const uint64_t native, readLba(drive, address, nvme::FID_VELKO_NATIVE_MAXIMUM_LBA));
     switch (wanted.unit) {
         case Wanted::Unit::GIGABYTES:
             return lbaOfGigabytes(drive, wanted.number, nsid, native);
@@ -128,25 +127,24 @@ Result<uint64_t> findLba(nvme::Drive& drive, const Wanted& wanted) {
     return wanted.number;
 }
 
-Status writeLba(nvme::Drive& drive, uint64_t lba) {
+Status writeLba(nvme::Drive& drive, const FeatureAddress& address, uint64_t lba) {
     uint8_t data[nvme::VELKO_LBA_BYTES] = {};
     nvme::putLe64(data, lba);
-    nvme::FeatureRequest request;
-    request.fid = nvme::FID_VELKO_MAXIMUM_LBA;
+    const nvme::FeatureRequest request = address.request(nvme::FID_VELKO_MAXIMUM_LBA);
     const auto set = drive.setFeature(request, false, Payload(data, sizeof data));
     return set ? Status() : mapNvmeStatus(REFUSALS, statuses::nvmeCommandProblem, set.error());
 }
 
 /// Changes the size of the namespace. The kernel does not know what the maker's feature did: the result is the status
 /// of its look. An end between the two would leave it with blocks that are gone.
-Result<RescanStatus> resize(nvme::Drive& drive, uint64_t lba) {
+Result<RescanStatus> resize(nvme::Drive& drive, const FeatureAddress& address, uint64_t lba) {
     const SignalBlock untilTheHostHasLooked;
-    RETURN_IF_FAILED(writeLba(drive, lba));
+    RETURN_IF_FAILED(writeLba(drive, address, lba));
     return RescanStatus{rescan(drive)};
 }
 
-Status checkReported(nvme::Drive& drive, uint64_t lba) {
-    TRY(const uint64_t reported, readLba(drive, nvme::FID_VELKO_MAXIMUM_LBA));
+Status checkReported(nvme::Drive& drive, const FeatureAddress& address, uint64_t lba) {
+    TRY(const uint64_t reported, readLba(drive, address, nvme::FID_VELKO_MAXIMUM_LBA));
     if (reported == lba) return Status();
     return withDetails(statuses::configurationUpdateFailed(), "Drive " + drive.name() + " accepted the maximum LBA " +
                                                                   std::to_string(lba) + " and reports " +
@@ -166,11 +164,12 @@ Status MaxAddressJob::setOnDrive(nvme::Drive& drive, const Attribute& attribute)
     TRY(const Wanted wanted, readWanted(propertyToSet().text(attribute.getName())));
     if (!isVelkoDrive(drive)) return statuses::maxAddressNotSupported();
     RETURN_IF_FAILED(checkDestruction(drive, {}));
-    RETURN_IF_FAILED(requireVelkoFeature(drive, nvme::FID_VELKO_MAXIMUM_LBA, statuses::maxAddressNotSupported()));
-    TRY(const uint64_t lba, findLba(drive, wanted));
+    TRY(const FeatureAddress address,
+        requireVelkoFeature(drive, nvme::FID_VELKO_MAXIMUM_LBA, OcpGrounds::NAMED, statuses::maxAddressNotSupported()));
+    TRY(const uint64_t lba, findLba(drive, address, wanted));
     RETURN_IF_FAILED(checkDestruction(drive, {}));  // again: much may have happened meanwhile
-    TRY(const RescanStatus rescanned, resize(drive, lba));
-    RETURN_IF_FAILED(checkReported(drive, lba));
+    TRY(const RescanStatus rescanned, resize(drive, address, lba));
+    RETURN_IF_FAILED(checkReported(drive, address, lba));
     return Status(
         0, 0,
         "The maximum LBA is " + std::to_string(lba) + "." +

@@ -20,7 +20,6 @@ namespace key = ostrel::core::attributes::feature;
 
 namespace {
 
-constexpr uint32_t ALL_BITS = 0xFFFFFFFF;
 /// Threshold Temperature Select and Threshold Type Select at 0: the composite temperature, too high.
 constexpr uint32_t COMPOSITE_OVER_TEMPERATURE = ~uint32_t{0x003F0000};
 

@@ -42,10 +42,9 @@ Status OcpErrorInjectionJob::readEntries(const Arguments& arguments) {
 }
 
 Status OcpErrorInjectionJob::showDrive(nvme::Drive& drive, const Arguments&, DriveOutput& out) {
-    RETURN_IF_FAILED(requireOcp(drive));
     const nvme::FeatureRow& feature = *nvme::findOcpFeature(nvme::FID_OCP_ERROR_INJECTION);
-    nvme::FeatureRequest request;
-    request.fid = feature.fid;
+    TRY(const FeatureAddress address, requireOcpFeature(drive, feature.fid));
+    nvme::FeatureRequest request = address.request(feature.fid);
     request.dataLength = feature.dataLength;
     TRY(const nvme::Answer answer,
         readFeature(drive, request, nvme::Select::CURRENT, statuses::driveDoesNotSupportFeature()));
@@ -70,9 +69,8 @@ Status OcpErrorInjectionJob::write(nvme::Drive& drive, DriveOutput& out) const {
     const Payload data = errorInjectionData(entries_);
     if (data.getSize() == 0) return statuses::mallocFailed();
     RETURN_IF_FAILED(checkUse(drive));
-    RETURN_IF_FAILED(requireOcp(drive));
-    nvme::FeatureRequest request;
-    request.fid = nvme::FID_OCP_ERROR_INJECTION;
+    TRY(const FeatureAddress address, requireOcpFeature(drive, nvme::FID_OCP_ERROR_INJECTION));
+    nvme::FeatureRequest request = address.request(nvme::FID_OCP_ERROR_INJECTION);
     request.cdw11 = nvme::withField(*nvme::findOcpSetField(request.fid), 0, static_cast<uint32_t>(entries_.size()));
     RETURN_IF_FAILED(checkUse(drive));  // again: much may have happened meanwhile
     RETURN_IF_FAILED(drive.setFeature(request, false, data));

@@ -56,10 +56,9 @@ Status OcpFeatureJob::checkRequest(const Arguments& arguments) {
 
 Status OcpFeatureJob::showDrive(nvme::Drive& drive, const Arguments& arguments, DriveOutput& out) {
     TRY(const nvme::Select select, readSelect(arguments));
-    RETURN_IF_FAILED(requireOcp(drive));
-    nvme::FeatureRequest request;
-    request.fid = row_.fid;
-    TRY(const nvme::Answer answer, readFeature(drive, request, select, statuses::driveDoesNotSupportFeature()));
+    TRY(const FeatureAddress address, requireOcpFeature(drive, row_.fid));
+    TRY(const nvme::Answer answer,
+        readFeature(drive, address.request(row_.fid), select, statuses::driveDoesNotSupportFeature()));
     out.addTree(decodeAnswer(*nvme::findOcpFeature(row_.fid), select, answer));
     return Status();
 }
@@ -67,8 +66,8 @@ Status OcpFeatureJob::showDrive(nvme::Drive& drive, const Arguments& arguments, 
 Status OcpFeatureJob::setOnDrive(nvme::Drive& drive, const Attribute& attribute) {
     RETURN_IF_FAILED(checkSettable(attribute, row_.property.attribute()));
     TRY(const uint32_t value, readValue(propertyToSet(), row_.property));
-    RETURN_IF_FAILED(requireOcp(drive));
-    const Status status = setFeatureField(drive, settableOcpField(row_.fid), value);
+    TRY(const FeatureAddress address, requireOcpFeature(drive, row_.fid));
+    const Status status = setFeatureField(drive, settableOcpField(row_.fid, address.uuidIndex), value);
     if (row_.fid != nvme::FID_OCP_DSSD_POWER_STATE || !isRefusal(status)) return status;
     const std::string watts = dssdPowerStates(drive);
     return watts.empty() ? status : withDetails(status, "It takes " + watts + " watts.");

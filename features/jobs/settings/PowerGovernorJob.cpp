@@ -59,14 +59,14 @@ AttributeList PowerGovernorJob::getSupportedProperties() const {
 Status PowerGovernorJob::setOnDrive(nvme::Drive& drive, const Attribute& attribute) {
     RETURN_IF_FAILED(checkSettable(attribute, key::powerGovernorMode()));
     TRY(const uint32_t mode, readValue(propertyToSet(), MODE));
-    Dialect dialect = Dialect::NONE;
+    FeatureAddress address;
     if (isVelkoDrive(drive)) {
-        TRY(dialect, dialectOfFeature(drive, nvme::FID_VELKO_POWER_GOVERNOR, OcpGrounds::NAMED));
+        TRY(address, addressOfFeature(drive, nvme::FID_VELKO_POWER_GOVERNOR, OcpGrounds::NAMED));
     }
     // The limits beside the mode are the drive's to say: they are not written back.
-    if (dialect == Dialect::VELKO) {
+    if (address.dialect == Dialect::VELKO) {
         const auto field = nvme::findVelkoFeatureField(key::powerGovernorMode().getName());
-        return setFeatureField(drive, settableField(field, 0), mode);
+        return setFeatureField(drive, settableField(field, 0, address.uuidIndex), mode);
     }
     RETURN_IF_FAILED(checkPowerState(drive, mode));
     return setFeatureField(drive, settableField(nvme::findFeatureField(key::nvmePowerState().getName())), mode);

@@ -41,15 +41,15 @@ Status SmBusAddressJob::checkRequest(const Arguments& arguments) {
 
 Status SmBusAddressJob::actOnDrive(nvme::Drive& drive, const Arguments&, DriveOutput& out) {
     Status missing = statuses::driveDoesNotSupportFeature();
-    RETURN_IF_FAILED(requireVelkoFeature(drive, nvme::FID_VELKO_SMBUS_ADDRESS, missing));
-    nvme::FeatureRequest request;
-    request.fid = nvme::FID_VELKO_SMBUS_ADDRESS;
+    TRY(const FeatureAddress address,
+        requireVelkoFeature(drive, nvme::FID_VELKO_SMBUS_ADDRESS, OcpGrounds::NAMED, missing));
+    nvme::FeatureRequest request = address.request(nvme::FID_VELKO_SMBUS_ADDRESS);
     request.cdw11 = selector_ << SELECTOR_SHIFT | address_;
     const auto set = drive.setFeature(request, false);
     if (!set) return explained(set.error(), missing);
     const nvme::FeatureRow* feature = nvme::findVelkoFeature(request.fid);
     const nvme::FieldRow& row = feature->dword0.begin()[selector_];
-    RETURN_IF_FAILED(checkReported(drive, settableField({feature, &row}), address_));
+    RETURN_IF_FAILED(checkReported(drive, settableField({feature, &row}, 0, address.uuidIndex), address_));
     out.addStatus(title(),
                   Status(0, 0,
                          std::string("The address of ") + row.description +

@@ -249,8 +249,8 @@ TEST(ProgressLine, IsShownWhileALongLogIsRead) {
 TEST(ProgressLine, IsShownWhileALogOfTheMakersIsRead) {
     FakeDrive drive;
     velko(drive)
-        .expect(lookAtLog(0xD3, 64).answers(DriveBytes(64).text(0, "NLOG", 4).put(4, {1, 0, 0x40, 0}).le64(8, 72)))
         .expect(identify(0x01).answers(identifyController()))
+        .expect(lookAtLog(0xD3, 64).answers(DriveBytes(64).text(0, "NLOG", 4).put(4, {1, 0, 0x40, 0}).le64(8, 72)))
         .expect(logPage(0xD3, 8, 64).dword(10, 0x000180D3).answers(DriveBytes(8)).then(awaitLine));
     VelkoLogJob job(JOB_NLOG);
     EXPECT_EQ(shownBy([&] { (void)JobRun(job, JOBTYPE_METHOD).on({&drive}); }),

@@ -210,6 +210,61 @@ TEST(Drive, AListOfLogPagesWhoseTransportFailsIsAnError) {
     EXPECT_EQ(statusText(drive.isLogListed(0x02)), "1/19 gone");
 }
 
+/// CTRATT bit 9: a controller with a UUID List.
+DriveBytes withUuids() {
+    return fakedrive::identifyController().byte(97, 0x02);
+}
+/// The maker's UUID, and OCP's after it.
+DriveBytes uuidList() {
+    return DriveBytes(4096).byte(32, 1).byte(48, 0xFE).put(
+        80, {0xC1, 0x94, 0xD5, 0x5B, 0xE0, 0x94, 0x47, 0x94, 0xA2, 0x1D, 0x29, 0x99, 0x8F, 0x56, 0xBE, 0x6F});
+}
+Expected vendorPage(uint8_t lid, uint32_t uuidIndex) {
+    return Expected::admin(0x02).nsid(0xFFFFFFFF).dword(10, lid).dword(14, uuidIndex).reads(4).answers(counted(4));
+}
+std::string readVendorPage(Drive& drive, uint8_t lid) {
+    LogPageRequest request;
+    request.lid = lid;
+    return statusText(drive.readLogPage(request, 4));
+}
+
+TEST(Drive, VendorSpecificLogPagesAreAskedForByTheirUuid) {
+    FakeDrive fake;
+    fake.expect(fakedrive::identify(0x01).answers(withUuids()))
+        .expect(fakedrive::identify(0x17).answers(uuidList()))
+        .expect(vendorPage(0xC0, 2))
+        .expect(vendorPage(0xC9, 2))
+        .expect(vendorPage(0xCB, 1))
+        .expect(vendorPage(0xFF, 1))
+        .expect(vendorPage(0x81, 0));
+    Drive drive(*fake.device());
+    for (const unsigned lid : {0xC0U, 0xC9U, 0xCBU, 0xFFU, 0x81U})
+        EXPECT_EQ(readVendorPage(drive, static_cast<uint8_t>(lid)), SUCCESS);
+}
+
+TEST(Drive, WithoutAUuidListTheIndexIs0) {
+    FakeDrive fake;
+    fake.expect(fakedrive::identify(0x01).answers(fakedrive::identifyController())).expect(vendorPage(0xC0, 0));
+    Drive drive(*fake.device());
+    EXPECT_EQ(readVendorPage(drive, 0xC0), SUCCESS);
+    FakeDrive refusing;
+    refusing.expect(fakedrive::identify(0x01).answers(withUuids()))
+        .expect(fakedrive::identify(0x17).refuses(0x4002))
+        .expect(vendorPage(0xC0, 0))
+        .expect(vendorPage(0xD0, 0));
+    Drive other(*refusing.device());
+    EXPECT_EQ(readVendorPage(other, 0xC0), SUCCESS);
+    EXPECT_EQ(readVendorPage(other, 0xD0), SUCCESS) << "and the list is not asked for again";
+}
+
+TEST(Drive, AUuidListWhoseTransportFailsIsAnError) {
+    FakeDrive fake;
+    fake.expect(fakedrive::identify(0x01).answers(withUuids()))
+        .expect(fakedrive::identify(0x17).breaks(Status(CATEGORY_OS, ENODEV, "gone")));
+    Drive drive(*fake.device());
+    EXPECT_EQ(readVendorPage(drive, 0xC0), "1/19 gone");
+}
+
 TEST(Drive, MdtsLimitsTransfers) {
     for (const auto& c : TRANSFERS) {
         FakeDrive fake;
@@ -234,10 +289,10 @@ TEST(Drive, AShortLogPageIsOneCommand) {
 
 TEST(Drive, ALogPageHasEveryFieldOfTheRequest) {
     FakeDrive fake;
-    fake.expect(Expected::admin(0x02).nsid(3).dword(10, 0x0000FFC5).dword(11, 0x01020000).reads(4).answers(counted(4)));
+    fake.expect(Expected::admin(0x02).nsid(3).dword(10, 0x0000FF0D).dword(11, 0x01020000).reads(4).answers(counted(4)));
     Drive drive(*fake.device());
     LogPageRequest request;
-    request.lid = 0xC5;
+    request.lid = 0x0D;
     request.nsid = 3;
     request.lsp = 0x7F;
     request.lsi = 0x0102;
@@ -427,6 +482,7 @@ TEST(Drive, GetFeaturesHasItsFields) {
                     .dword(11, 0x11)
                     .dword(12, 0x12)
                     .dword(13, 0x13)
+                    .dword(14, 0x7F)
                     .reads(8)
                     .answers(counted(8), 0x55))
         .expect(Expected::admin(0x0A)
@@ -435,6 +491,7 @@ TEST(Drive, GetFeaturesHasItsFields) {
                     .dword(11, 0x11)
                     .dword(12, 0x12)
                     .dword(13, 0x13)
+                    .dword(14, 0x7F)
                     .completes(5));
     Drive drive(*fake.device());
     FeatureRequest request;
@@ -444,6 +501,7 @@ TEST(Drive, GetFeaturesHasItsFields) {
     request.cdw12 = 0x12;
     request.cdw13 = 0x13;
     request.dataLength = 8;
+    request.uuidIndex = 0x7F;
     const auto saved = drive.getFeature(request, Select::SAVED);
     ASSERT_EQ(statusText(saved), SUCCESS);
     EXPECT_TRUE(isCounted(saved->data, 8));
@@ -456,11 +514,12 @@ TEST(Drive, GetFeaturesHasItsFields) {
 
 TEST(Drive, SetFeaturesHasItsFields) {
     FakeDrive fake;
-    fake.expect(Expected::admin(0x09).nsid(1).dword(10, 0x80000004).dword(11, 0x157).completes())
+    fake.expect(Expected::admin(0x09).nsid(1).dword(10, 0x800000C6).dword(11, 0x157).dword(14, 2).completes())
         .expect(Expected::admin(0x09).dword(10, 0x0000000E).writes({1, 2, 3, 4, 5, 6, 7, 8}).completes(9));
     Drive drive(*fake.device());
     FeatureRequest threshold;
-    threshold.fid = 0x04;
+    threshold.fid = 0xC6;
+    threshold.uuidIndex = 2;
     threshold.nsid = 1;
     threshold.cdw11 = 0x157;
     EXPECT_EQ(statusText(drive.setFeature(threshold, true)), SUCCESS);

@@ -134,11 +134,16 @@ constexpr struct {
     {0xC2, 0x00000002, "[EOL/PLP Failure Mode]\nMode - End of Life and PLP Failure Mode: write through mode\n"},
     {0xC2, 0x00000003, "[EOL/PLP Failure Mode]\nMode - End of Life and PLP Failure Mode: normal mode\n"},
     {0xC2, 0x00000000, "[EOL/PLP Failure Mode]\nMode - End of Life and PLP Failure Mode: reserved (0x0)\n"},
+    {0xC2, 0x00000004, "[EOL/PLP Failure Mode]\nMode - End of Life and PLP Failure Mode: reserved (0x4)\n"},
     {0xC3, 0x00000000, "[Clear PCIe Correctable Error Counters]\n"},
     {0xC4, 0x00000001, "[Enable IEEE1667 Silo]\nSiloEnabled - IEEE 1667 Silo Enabled: True\n"},
     {0xC5, 0x00000000, "[Latency Monitor]\n"},
     {0xC6, 0x0000003C, "[PLP Health Check Interval]\nPLPCheckInterval - PLP Health Check Interval: 60 minutes\n"},
     {0xC7, 0x00000019, "[DSSD Power State]\nDSSDPowerState - DSSD Power State: 25 watts\n"},
+    {0xC8, 0xFFFFFF02, "[Telemetry Profile]\nTPS - Telemetry Profile Select: 2\n"},
+    {0xC9, 0x00000001, "[DSSD Asynchronous Event Configuration]\nEPN - Enable Panic Notices: True\n"},
+    {0xCA, 0x00000000, "[Idle Wake Up Time Configuration]\nIWUT - Idle Wake Up Time: disabled\n"},
+    {0xCA, 0x00000064, "[Idle Wake Up Time Configuration]\nIWUT - Idle Wake Up Time: 100\n"},
 };
 TEST(Features, ShowDword0OfOcpFeatures) {
     const FeatureRow* row = ocpFeaturesBegin();
@@ -238,8 +243,9 @@ constexpr struct {
     uint64_t most;
     uint32_t dword11OfMost;
 } OCP_SETS[] = {
-    {0xC0, 127, 0x0000007F}, {0xC1, 1, 0x80000000},     {0xC2, 3, 0xC0000000},   {0xC3, 1, 0x80000000},
-    {0xC4, 1, 0x80000000},   {0xC6, 65535, 0xFFFF0000}, {0xC7, 127, 0x0000007F},
+    {0xC0, 127, 0x0000007F}, {0xC1, 1, 0x80000000},   {0xC2, 3, 0xC0000000},
+    {0xC3, 1, 0x80000000},   {0xC4, 1, 0x80000000},   {0xC6, 65535, 0xFFFF0000},
+    {0xC7, 127, 0x0000007F}, {0xC8, 255, 0x000000FF}, {0xC9, 1, 0x00000001},
 };
 TEST(Features, OcpFeaturesAreSetInBitsOfTheirOwn) {
     for (const auto& c : OCP_SETS) {
@@ -253,6 +259,33 @@ TEST(Features, OcpFeaturesAreSetInBitsOfTheirOwn) {
     EXPECT_EQ(withField(*findOcpSetField(0xC6), 0, 15), 0x000F0000U);
     EXPECT_EQ(findOcpSetField(0xC5), nullptr) << "its settings are a data structure";
     EXPECT_EQ(findOcpSetField(0x04), nullptr);
+}
+
+TEST(Features, OcpHasAnIdentifierSinceTheVersionThatDefinedIt) {
+    constexpr struct {
+        uint16_t version;  // byte 494 of log page C0h
+        const char* fids;
+        const char* forAll;  // addressed by NSID FFFFFFFFh
+    } CASES[] = {
+        {0, "", ""},
+        {2, "C0 C1 C2 C3 C4 ", ""},
+        {3, "C0 C1 C2 C3 C4 C5 C6 C7 ", "C0 "},
+        {4, "C0 C1 C2 C3 C4 C5 C6 C7 C8 C9 ", "C0 C8 "},
+        {5, "C0 C1 C2 C3 C4 C5 C6 C7 C8 C9 CA ", "C0 C8 "},
+        {6, "C0 C1 C2 C3 C4 C5 C6 C7 C8 C9 CA ", "C0 C8 "},
+    };
+    for (const auto& c : CASES) {
+        std::string fids;
+        std::string forAll;
+        for (unsigned fid = 0; fid < 256; ++fid) {
+            const auto id = static_cast<uint8_t>(fid);
+            const std::string name = hexText(fid, 2).substr(2) + " ";
+            if (isOcpFeature(id, c.version)) fids += name;
+            if (ocpFeatureNsid(id, c.version) == 0xFFFFFFFF) forAll += name;
+        }
+        EXPECT_EQ(fids, c.fids) << c.version;
+        EXPECT_EQ(forAll, c.forAll) << c.version;
+    }
 }
 
 }  // namespace

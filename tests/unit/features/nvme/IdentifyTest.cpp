@@ -52,5 +52,29 @@ TEST(IdentifyNamespace, HasAtMost64Formats) {
     EXPECT_EQ(tree.parts[1].fields.back().value, "False");
 }
 
+TEST(UuidList, PlacesCountFromOne) {
+    std::vector<uint8_t> bytes(IDENTIFY_BYTES);
+    const auto put = [&](size_t entry, uint8_t association, const std::vector<uint8_t>& uuid) {
+        bytes[entry * 32] = association;
+        std::copy(uuid.begin(), uuid.end(), bytes.begin() + static_cast<std::ptrdiff_t>(entry * 32 + 16));
+    };
+    const auto indexes = [&] {
+        const Payload list(bytes.data(), bytes.size());
+        return std::pair<unsigned, unsigned>(ocpUuidIndex(list), makerUuidIndex(list));
+    };
+    const std::vector<uint8_t> ocp{0xC1, 0x94, 0xD5, 0x5B, 0xE0, 0x94, 0x47, 0x94,
+                                   0xA2, 0x1D, 0x29, 0x99, 0x8F, 0x56, 0xBE, 0x6F};
+    using Indexes = std::pair<unsigned, unsigned>;
+    EXPECT_EQ(indexes(), Indexes(0, 0)) << "an empty list";
+    put(1, 2, {9});
+    put(2, 0, ocp);
+    EXPECT_EQ(indexes(), Indexes(2, 0)) << "a UUID of the subsystem vendor is not the maker's";
+    put(3, 1, {7});
+    put(4, 1, {8});
+    EXPECT_EQ(indexes(), Indexes(2, 3)) << "the first of two";
+    put(1, 0, std::vector<uint8_t>(16));
+    EXPECT_EQ(indexes(), Indexes(0, 0)) << "a UUID of zeros ends the list";
+}
+
 }  // namespace
 }  // namespace features::nvme

@@ -40,7 +40,7 @@ TEST_F(OcpSmart, IsAskedWhereTheDriveListsIt) {
 TEST_F(OcpSmart, IsAskedWhereTheUuidListHasOcps) {
     fake_.expect(identify(0x01).answers(identifyController().le32(96, 0x200)))
         .expect(identify(0x17).answers(ocpUuid()))
-        .expect(ocpLog().answers(ocpSmart()));
+        .expect(ocpLog(2).answers(ocpSmart()));
     EXPECT_TRUE(reads(OcpGrounds::OFFERED));
     EXPECT_FALSE(isKnown());
 }

@@ -76,7 +76,8 @@ TEST(NvmeLogJob, ShowsAPageByNumberOrByName) {
 
 TEST(NvmeLogJob, AnUnknownPageIsShownAsBytes) {
     FakeDrive drive;
-    drive.expect(lookAtLog(0xCA, 20).answers(page(20, "0123456789ABCDEFGHIJ")));
+    drive.expect(identify(0x01).answers(identifyController()))
+        .expect(lookAtLog(0xCA, 20).answers(page(20, "0123456789ABCDEFGHIJ")));
     NvmeLogJob job;
     EXPECT_EQ(JobRun(job, JOBTYPE_METHOD).with("LogId", "202").with("NumDWORDs", "5").on({&drive}), R"(0/0
 <Object category="Output">
@@ -85,7 +86,7 @@ TEST(NvmeLogJob, AnUnknownPageIsShownAsBytes) {
 <Property name="Offset 0x00000010" value="4748494A"/>
 </Object>
 </Object>)");
-    drive.expect(lookAtLog(0xCA, 512).refuses(NO_SUCH_LOG));
+    drive.expect(identify(0x01).answers(identifyController())).expect(lookAtLog(0xCA, 512).refuses(NO_SUCH_LOG));
     EXPECT_EQ(JobRun(job, JOBTYPE_METHOD).with("LogId", "202").on({&drive}), answerOf("0", "25", REFUSED));
 }
 
@@ -176,8 +177,8 @@ TEST(NvmeLogJob, APageOfTheStandardThatTheDriveDoesNotOfferIsNotAskedFor) {
 
 TEST(NvmeLogJob, AnOcpPageThatIsNotOfferedIsKnownOnceItWasNamed) {
     FakeDrive drive;
-    drive.expect(lookAtLog(0xC0, 512).answers(ocpSmart()))
-        .expect(identify(0x01).answers(identifyController()))
+    drive.expect(identify(0x01).answers(identifyController()))
+        .expect(lookAtLog(0xC0, 512).answers(ocpSmart()))
         .expect(identify(0x01).answers(identifyController()))
         .expect(lookAtLog(0xC0, 512).answers(ocpSmart()));
     NvmeLogJob job;
@@ -235,7 +236,10 @@ TEST(NvmeLogJob, AContextThatCannotBeReadInIsLeftToo) {
 TEST(NvmeLogJob, AnOcpPageIsDecodedByItsGuidAlone) {
     FakeDrive drive;
     const DriveBytes foreign = page(512, "no OCP");
-    drive.expect(lookAtLog(0xC0, 512).answers(foreign)).expect(lookAtLog(0xC0, 8).answers(page(8, "no OCP")));
+    drive.expect(identify(0x01).answers(identifyController()))
+        .expect(lookAtLog(0xC0, 512).answers(foreign))
+        .expect(identify(0x01).answers(identifyController()))
+        .expect(lookAtLog(0xC0, 8).answers(page(8, "no OCP")));
     NvmeLogJob job;
     const std::string answer =
         JobRun(job, JOBTYPE_METHOD).with("LogName", "ocp smart health information extended").on({&drive});
@@ -386,7 +390,7 @@ TEST(NvmeLogJob, TheListHasAllThatTheBitsReportAndTheOcpPage) {
                                        .le16(520, 0x20);   // reservations
     drive.expect(identify(0x01).answers(identifyAll))
         .expect(identify(0x17).answers(ocpUuid()))
-        .expect(lookAtLog(0xC0, 512).answers(DriveBytes(512).put(
+        .expect(lookAtLog(0xC0, 512).dword(14, 2).answers(DriveBytes(512).put(
             496, {0xC5, 0xAF, 0x10, 0x28, 0xEA, 0xBF, 0xF2, 0xA4, 0x9C, 0x4F, 0x6F, 0x7C, 0xC9, 0x14, 0xD5, 0xAF})));
     NvmeLogJob job;
     EXPECT_EQ(JobRun(job, JOBTYPE_METHOD).with("List", "True").on({&drive}), R"(0/0
@@ -580,7 +584,9 @@ TEST_F(NvmeLogFile, IsNotReplacedByAHeaderWithoutData) {
         .expect(lookAtLog(0x0D, 512).answers(eventLogHeader(512)))
         .expect(release());
     EXPECT_EQ(dump("13"), "10/33 Failed to retrieve data from selected device." + noData);
-    velko(drive_).expect(lookAtLog(0xD3, 64).answers(DriveBytes(64).text(0, "NLOG", 4).le64(8, 68)));
+    velko(drive_)
+        .expect(identify(0x01).answers(identifyController()))
+        .expect(lookAtLog(0xD3, 64).answers(DriveBytes(64).text(0, "NLOG", 4).le64(8, 68)));
     EXPECT_EQ(dump("211"), "10/231 Failed to retrieve nlog data." + noData);
     EXPECT_EQ(readWholeFile(file_), "data");
     drive_.expect(identify(0x01).answers(withLongLogs())).expect(lookAtLog(0x08, 8).answers(page(8, "\x08")));
@@ -629,8 +635,8 @@ TEST_F(NvmeLogFile, HoldsHeadAndRestOfOnePictureOfAMakersBinaryLog) {
     const DriveBytes header = DriveBytes(64).text(0, "NLOG", 4).le64(8, 76).le32(60, 5);
     const DriveBytes rest = DriveBytes(12).text(0, "abcdefgh", 8).le32(8, 5);
     velko(drive_)
-        .expect(lookAtLog(0xD3, 64).answers(header))
         .expect(identify(0x01).answers(identifyController()))
+        .expect(lookAtLog(0xD3, 64).answers(header))
         .expect(logPage(0xD3, 12, 64).dword(10, 0x000280D3).answers(rest));
     EXPECT_EQ(dump("211"), answerOf("0", "0", "Wrote 76 bytes of log page 0xD3 (VELKO Nlog) to " + file_ + "."));
     EXPECT_EQ(readWholeFile(file_), asText(header) + asText(rest));
@@ -639,6 +645,7 @@ TEST_F(NvmeLogFile, HoldsHeadAndRestOfOnePictureOfAMakersBinaryLog) {
 TEST_F(NvmeLogFile, TheFieldsOfTheCommandAreHonouredForAMakersBinaryLogToo) {
     const DriveBytes whole = DriveBytes(72).text(0, "NLOG", 4).le64(8, 72);
     velko(drive_)
+        .expect(identify(0x01).answers(identifyController()))
         .expect(logPage(0xD3, 64).dword(10, 0x000F00D3).answers(DriveBytes(64).text(0, "NLOG", 4).le64(8, 72)))
         .expect(logPage(0xD3, 72).dword(10, 0x001100D3).answers(whole));
     EXPECT_EQ(JobRun(job_, JOBTYPE_METHOD)
@@ -731,8 +738,8 @@ TEST(NvmeLogJob, TheListHasTheMakersPagesOnTheMakersDrive) {
 TEST(NvmeLogJob, TheMakersPagesAreDecodedOnTheMakersDriveAlone) {
     const DriveBytes header = DriveBytes(64).text(0, "EVNT", 4).put(4, {1, 0, 0x40, 0, 68}).byte(20, 32).byte(60, 9);
     FakeDrive byName, byNumber;
-    velko(byName).expect(lookAtLog(0xD5, 64).answers(header));
-    velko(byNumber).expect(lookAtLog(0xD5, 64).answers(header));
+    velko(byName).expect(identify(0x01).answers(identifyController())).expect(lookAtLog(0xD5, 64).answers(header));
+    velko(byNumber).expect(identify(0x01).answers(identifyController())).expect(lookAtLog(0xD5, 64).answers(header));
     const std::string shown = R"x(0/0
 <Object category="Output">
 <Object key="S1" name="VELKO Event Log">

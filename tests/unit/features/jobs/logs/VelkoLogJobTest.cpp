@@ -84,7 +84,9 @@ TEST(VelkoLogJob, GivesHeaderAndRest) {
 TEST(VelkoLogJob, ALogWithoutEntriesIsAFailure) {
     for (const auto& c : LOGS) {
         FakeDrive drive;
-        velko(drive).expect(lookAtLog(c.lid, 64).answers(head(c.signature, 68, 5)));
+        velko(drive)
+            .expect(identify(0x01).answers(identifyController()))
+            .expect(lookAtLog(c.lid, 64).answers(head(c.signature, 68, 5)));
         EXPECT_EQ(dump(c.job, drive),
                   std::string(c.empty) + " The log of drive S1 (/dev/nvme0) has a header and no data.");
     }
@@ -93,8 +95,8 @@ TEST(VelkoLogJob, ALogWithoutEntriesIsAFailure) {
 TEST(VelkoLogJob, ReadsAgainWhenAnotherHostTookAPicture) {
     FakeDrive drive;
     velko(drive)
-        .expect(lookAtLog(0xD3, 64).answers(head("NLOG", 72, 5)))
         .expect(identify(0x01).answers(identifyController()))
+        .expect(lookAtLog(0xD3, 64).answers(head("NLOG", 72, 5)))
         .expect(rest(0xD3, 8).answers({1, 1, 1, 1, 6, 0, 0, 0}))
         .expect(lookAtLog(0xD3, 64).answers(head("NLOG", 76, 7)))
         .expect(rest(0xD3, 12).answers({1, 2, 3, 4, 5, 6, 7, 8, 7, 0, 0, 0}));
@@ -110,8 +112,8 @@ TEST(VelkoLogJob, GivesUpAfterThreePictures) {
         FakeDrive drive;
         velko(drive);
         for (unsigned i = 0; i < 3; ++i) {
-            drive.expect(lookAtLog(c.lid, 64).answers(head(c.signature, 72, 5)));
             if (i == 0) drive.expect(identify(0x01).answers(identifyController()));
+            drive.expect(lookAtLog(c.lid, 64).answers(head(c.signature, 72, 5)));
             drive.expect(rest(c.lid, 8).answers({1, 2, 3, 4, 6, 0, 0, 0}));
         }
         EXPECT_EQ(dump(c.job, drive), std::string(c.failed) +
@@ -124,11 +126,13 @@ TEST(VelkoLogJob, OtherDrivesDoNotHaveIt) {
     for (const auto& c : LOGS) {
         FakeDrive other, refusing, old;
         EXPECT_EQ(dump(c.job, other), c.missing);
-        velko(refusing).expect(lookAtLog(c.lid, 64).refuses(NO_SUCH_LOG));
+        velko(refusing)
+            .expect(identify(0x01).answers(identifyController()))
+            .expect(lookAtLog(c.lid, 64).refuses(NO_SUCH_LOG));
         EXPECT_EQ(dump(c.job, refusing), std::string(c.missing) +
                                              " Get Log Page failed on drive S1 (/dev/nvme0): Invalid Log Page (status "
                                              "code type 0x1, status code 0x09, opcode 0x02).");
-        velko(old).expect(lookAtLog(c.lid, 64).refuses(0x4002));
+        velko(old).expect(identify(0x01).answers(identifyController())).expect(lookAtLog(c.lid, 64).refuses(0x4002));
         EXPECT_EQ(dump(c.job, old), std::string(c.missing) +
                                         " Get Log Page failed on drive S1 (/dev/nvme0): Invalid Field in Command "
                                         "(status code type 0x0, status code 0x02, opcode 0x02).");
@@ -141,7 +145,9 @@ TEST(VelkoLogJob, TakesNothingThatIsNotTheLog) {
              {head("XLOG", 72, 5), head(c.signature, 64, 5), head(c.signature, 70, 5), head(c.signature, 0, 5),
               head(c.signature, 256U * 1024 * 1024 + 4, 5), head(c.signature, 0xFFFFFFFFFFFFFFFC, 5)}) {
             FakeDrive drive;
-            velko(drive).expect(lookAtLog(c.lid, 64).answers(header));
+            velko(drive)
+                .expect(identify(0x01).answers(identifyController()))
+                .expect(lookAtLog(c.lid, 64).answers(header));
             EXPECT_EQ(dump(c.job, drive),
                       std::string(c.damaged) + " The log of drive S1 (/dev/nvme0) does not begin with its header.");
         }

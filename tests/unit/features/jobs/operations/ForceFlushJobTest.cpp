@@ -63,8 +63,9 @@ TEST(ForceFlushJob, ReportsWhatARefusalMeans) {
 
 TEST(ForceFlushJob, ShowsItsProgress) {
     FakeDrive drive;  // the published example
-    velko(drive).expect(
-        lookAtLog(0xD8, 64).answers(DriveBytes(64).put(0, {1, 0x19, 0, 0, 3}).byte(11, 0x40).byte(19, 0x10)));
+    velko(drive)
+        .expect(identify(0x01).answers(identifyController()))
+        .expect(lookAtLog(0xD8, 64).answers(DriveBytes(64).put(0, {1, 0x19, 0, 0, 3}).byte(11, 0x40).byte(19, 0x10)));
     EXPECT_EQ(show(drive), R"x(0/0
 <Object category="Output">
 <Object key="S1" name="VELKO Force Flush Status">
@@ -94,7 +95,10 @@ TEST(ForceFlushJob, SendsNothingToAnotherMakersDriveAndNothingOfABadRequest) {
 
 TEST(ForceFlushJob, ADriveThatIsGone) {
     FakeDrive drive;
-    velko(drive).expect(Expected::admin(0xC0).dword(10, 1).breaks(gone())).expect(lookAtLog(0xD8, 64).breaks(gone()));
+    velko(drive)
+        .expect(Expected::admin(0xC0).dword(10, 1).breaks(gone()))
+        .expect(identify(0x01).answers(identifyController()))
+        .expect(lookAtLog(0xD8, 64).breaks(gone()));
     EXPECT_EQ(act("true", {&drive}), statusAnswer(TITLE, "0", "70", "The drive /dev/nvme0 is gone."));
     EXPECT_EQ(show(drive), statusAnswer(TITLE, "0", "70", "The drive /dev/nvme0 is gone."));
 }

@@ -104,8 +104,9 @@ TEST(AnyFeature, ShowsTheDataOfAKnownFeature) {
 
 TEST(AnyFeature, ShowsAnUnknownFeatureByItsBytes) {
     FakeDrive drive;
-    drive.expect(getFeature(0xD0, 0, 0, 4096)
-                     .answers(DriveBytes(4096).put(0, {1, 2, 3}).byte(16, 0xFF).byte(33, 0xAA), 0x12345678));
+    drive.expect(withoutList())
+        .expect(getFeature(0xD0, 0, 0, 4096)
+                    .answers(DriveBytes(4096).put(0, {1, 2, 3}).byte(16, 0xFF).byte(33, 0xAA), 0x12345678));
     EXPECT_EQ(get({{"FeatureId", "0xD0"}}, drive), R"x(0/0
 <Object category="Output">
 <Object key="S1" name="Feature 0xD0">
@@ -345,7 +346,7 @@ TEST(AnyFeature, LeavesTheLengthOfAMakersDataToTheUser) {
     TemporaryFolder folder;
     writeWholeFile(folder / "v.bin", "abcd");
     FakeDrive drive;
-    drive.expect(setFeature(0xD0, 0).writes({'a', 'b', 'c', 'd'}).completes());
+    drive.expect(withoutList()).expect(setFeature(0xD0, 0).writes({'a', 'b', 'c', 'd'}).completes());
     EXPECT_EQ(set({{"FeatureId", "0xD0"}, {"InputFile", folder / "v.bin"}}, drive),
               status("0", "0", "Feature 0xD0 is set."));
 }
@@ -422,7 +423,7 @@ TEST(AnyFeature, LooksAtTheUseOfADriveBeforeAMakersFeatureDestroysItsData) {
                "on /mnt.");
     FakeDrive quickFormat;
     nameModel(quickFormat, "VELKO X1");
-    quickFormat.expect(hostUses({mounted}));
+    quickFormat.expect(withoutList()).expect(hostUses({mounted}));
     EXPECT_EQ(set({{"FeatureId", "0xE3"}, {"DWORD11", "1"}}, quickFormat), refusal);
     FakeDrive maximumLba;
     nameModel(maximumLba, "VELKO X1");
@@ -430,11 +431,12 @@ TEST(AnyFeature, LooksAtTheUseOfADriveBeforeAMakersFeatureDestroysItsData) {
     EXPECT_EQ(set({{"FeatureId", "0xC1"}, {"DWORD11", "1"}}, maximumLba), refusal);
     FakeDrive mountedMeanwhile;
     nameModel(mountedMeanwhile, "VELKO X1");
-    mountedMeanwhile.expect(hostUses({unusedNamespace(1)})).expect(hostUses({mounted}));
+    mountedMeanwhile.expect(withoutList()).expect(hostUses({unusedNamespace(1)})).expect(hostUses({mounted}));
     EXPECT_EQ(set({{"FeatureId", "0xE3"}, {"DWORD11", "1"}}, mountedMeanwhile), refusal);
     FakeDrive unused;
     nameModel(unused, "VELKO X1");
-    unused.expect(hostUses({unusedNamespace(1)}))
+    unused.expect(withoutList())
+        .expect(hostUses({unusedNamespace(1)}))
         .expect(hostUses({unusedNamespace(1)}))
         .expect(setFeature(0xE3, 1).completes());
     EXPECT_EQ(set({{"FeatureId", "0xE3"}, {"DWORD11", "1"}}, unused),
@@ -443,7 +445,7 @@ TEST(AnyFeature, LooksAtTheUseOfADriveBeforeAMakersFeatureDestroysItsData) {
 
 TEST(AnyFeature, ShowsAndWritesTheMakersFeaturesOnTheMakersDriveAlone) {
     FakeDrive led;
-    velko(led).expect(getFeature(0xC9).completes(0x01328842));
+    velko(led).expect(withoutList()).expect(getFeature(0xC9).completes(0x01328842));
     EXPECT_EQ(get({{"FeatureId", "0xC9"}}, led), R"x(0/0
 <Object category="Output">
 <Object key="S1" name="LED Activity">
@@ -479,12 +481,12 @@ TEST(AnyFeature, ShowsAndWritesTheMakersFeaturesOnTheMakersDriveAlone) {
                      "Invalid transfer size specified. Feature 0xC1 (Maximum LBA) takes 16 bytes of data, but no "
                      "InputFile was given."));
     FakeDrive throttle;
-    velko(throttle).expect(setFeature(0xD9, 1).completes());
+    velko(throttle).expect(withoutList()).expect(setFeature(0xD9, 1).completes());
     EXPECT_EQ(
         set({{"FeatureId", "0xD9"}, {"DWORD11", "1"}}, throttle),
         status("0", "0", "Feature 0xD9 (Thermal Throttle Disable) is set. It holds until the next controller reset."));
     FakeDrive other;  // another maker's C9h is not known
-    other.expect(setFeature(0xC9, 1).completes());
+    other.expect(withoutList()).expect(ocpLog().refuses(0x4109)).expect(setFeature(0xC9, 1).completes());
     EXPECT_EQ(set({{"FeatureId", "0xC9"}, {"DWORD11", "1"}}, other), status("0", "0", "Feature 0xC9 is set."));
 }
 
@@ -494,6 +496,37 @@ TEST(AnyFeature, WritesC1AsOcpsOnADriveWithBothDialects) {
     drive.expect(withoutList()).expect(ocpLog().answers(ocpSmart())).expect(setFeature(0xC1, 0x80000000).completes());
     EXPECT_EQ(set({{"FeatureId", "0xC1"}, {"DWORD11", "80000000"}}, drive),
               status("0", "0", "Feature 0xC1 (Clear Firmware Update History) is set."));
+}
+
+// Feature C8h of OCP 2.5 is for all namespaces, and OCP's by its UUID; a feature that OCP does not have is the maker's.
+TEST(AnyFeature, AddressesVendorSpecificFeaturesByTheirUuid) {
+    FakeDrive drive;
+    for (int i = 0; i < 2; ++i) {
+        velko(drive)
+            .expect(withUuids())
+            .expect(identify(0x17).answers(makerAndOcpUuids()))
+            .expect(ocpLog(2).answers(ocpSmart(4)))
+            .expect(i == 0
+                        ? Expected::admin(0x0A).nsid(0xFFFFFFFF).dword(10, 0xC8).dword(14, 2).completes(3)
+                        : Expected::admin(0x09).nsid(0xFFFFFFFF).dword(10, 0xC8).dword(11, 4).dword(14, 2).completes());
+    }
+    drive.expect(withUuids())
+        .expect(identify(0x17).answers(makerAndOcpUuids()))
+        .expect(Expected::admin(0x09).dword(10, 0xD9).dword(11, 1).dword(14, 1).completes());
+    EXPECT_EQ(get({{"FeatureId", "0xC8"}}, drive), R"x(0/0
+<Object category="Output">
+<Object key="S1" name="Telemetry Profile">
+<Property description="Feature Identifier" name="FID" value="0xC8"/>
+<Property description="Select" name="SEL" value="current"/>
+<Property name="Dword 0" value="0x00000003"/>
+<Property description="Telemetry Profile Select" name="TPS" value="3"/>
+</Object>
+</Object>)x");
+    EXPECT_EQ(set({{"FeatureId", "0xC8"}, {"DWORD11", "4"}}, drive),
+              status("0", "0", "Feature 0xC8 (Telemetry Profile) is set. It holds until the next controller reset."));
+    EXPECT_EQ(
+        set({{"FeatureId", "0xD9"}, {"DWORD11", "1"}}, drive),
+        status("0", "0", "Feature 0xD9 (Thermal Throttle Disable) is set. It holds until the next controller reset."));
 }
 
 // Requests that are wrong as a whole.

@@ -43,23 +43,27 @@ constexpr struct {
     {"1:once:", "1 on once 0\n"},
     {"1:off", "1 off always 0\n"},
     {"2:once:10~1:always~9:off:3", "2 on once 10\n1 on always 0\n9 off always 3\n"},
+    {"die offline:always~Metadata-Corruption", "22 on always 0\n12 on once 0\n"},
+    {"NAND hang:once:10~device panic - NAND hang:off", "2 on once 10\n2 off always 0\n"},
+    {"CPU or controller hang", "1 on once 0\n"},
+    {"Admin command timeout", "18 on once 0\n"},
     {"none", ""},
     {"NONE", ""},
     {"0",
-     "10/253 Set error injection configured incorrectly. The type of an error injection is a number from 1 to 65535, "
-     "not '0'."},
+     "10/253 Set error injection configured incorrectly. The type of an error injection is a number from 1 to 65535 "
+     "or a name, not '0'."},
     {"65536",
      "10/253 Set error injection configured incorrectly. The type of an error injection is a number from 1 to "
-     "65535, not '65536'."},
+     "65535 or a name, not '65536'."},
     {"",
-     "10/253 Set error injection configured incorrectly. The type of an error injection is a number from 1 to 65535, "
-     "not ''."},
+     "10/253 Set error injection configured incorrectly. The type of an error injection is a number from 1 to 65535 "
+     "or a name, not ''."},
     {"1~",
      "10/253 Set error injection configured incorrectly. The type of an error injection is a number from 1 to "
-     "65535, not ''."},
+     "65535 or a name, not ''."},
     {"1~none",
      "10/253 Set error injection configured incorrectly. The type of an error injection is a number from 1 to "
-     "65535, not 'none'."},
+     "65535 or a name, not 'none'."},
     {"1:twice",
      "10/253 Set error injection configured incorrectly. An error is injected 'once', 'always', or not ('off'), "
      "but not 'twice'."},
@@ -98,8 +102,8 @@ constexpr struct {
      "2 on always 500\n7 off always 1\n"},
     {"<ErrorInjections/>", ""},
     {"<ErrorInjections><ErrorInjection/></ErrorInjections>",
-     "10/253 Set error injection configured incorrectly. The type of an error injection is a number from 1 to 65535, "
-     "not "
+     "10/253 Set error injection configured incorrectly. The type of an error injection is a number from 1 to 65535 "
+     "or a name, not "
      "''."},
     {"<Errors/>",
      "10/253 Set error injection configured incorrectly. The file has no element <ErrorInjections> as its root."},

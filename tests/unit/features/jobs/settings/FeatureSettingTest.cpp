@@ -119,7 +119,7 @@ TEST(FeatureSetting, AValueThatReadsDifferentlyIsAFailureThatNamesBoth) {
     expectSet(ocp, 0xC6, 15, 0x001E0000, 15);
     nvme::Drive openedOcp(*ocp.device());
     EXPECT_EQ(
-        statusText(setFeatureField(openedOcp, settableOcpField(0xC6), 30)),
+        statusText(setFeatureField(openedOcp, settableOcpField(0xC6, 0), 30)),
         "10/164 Configuration update failed. Drive S1 (/dev/nvme0) accepted PLPCheckInterval 30 minutes and reports "
         "15 minutes.");
 }

@@ -3,6 +3,7 @@
 #include "features/jobs/settings/LedActivityJob.h"
 #include "tests/unit/features/jobs/Commands.h"
 #include "tests/unit/features/jobs/Models.h"
+#include "tests/unit/features/jobs/OcpLog.h"
 #include "tests/unit/features/jobs/SetCommands.h"
 #include "tests/unit/features/jobs/SetRun.h"
 
@@ -17,9 +18,14 @@ std::string set(const std::string& name, const std::string& text, const FakeDriv
     return setText(job, name, text, drive);
 }
 
+/// What is asked before a feature is written that OCP 2.5 has, too.
+FakeDrive& withoutOcp(FakeDrive& drive) {
+    return velko(drive).expect(withoutList()).expect(ocpLog().refuses(NO_SUCH_LOG));
+}
+
 TEST(LedActivityJob, ShowsAllFields) {
     FakeDrive drive;
-    velko(drive).expect(getFeature(0xC9).completes(0x01328842));
+    velko(drive).expect(withoutList()).expect(getFeature(0xC9).completes(0x01328842));
     LedActivityJob job;
     EXPECT_EQ(JobRun(job, JOBTYPE_GET_PROPERTIES).on({&drive}), R"(0/0
 <Object category="Output">
@@ -36,7 +42,7 @@ TEST(LedActivityJob, ShowsAllFields) {
 
 TEST(LedActivityJob, ShowsWhatIsAskedForAndTheDrivesThatHaveNone) {
     FakeDrive first("S1"), second("S2", "/dev/nvme1");
-    velko(first).expect(getFeature(0xC9).completes(0x00190000));
+    velko(first).expect(withoutList()).expect(getFeature(0xC9).completes(0x00190000));
     LedActivityJob job;
     EXPECT_EQ(JobRun(job, JOBTYPE_GET_PROPERTIES).asking("idlestate").asking("Color").on({&first, &second}), R"(0/0
 <Object category="Output">
@@ -68,7 +74,7 @@ TEST(LedActivityJob, ChangesOneFieldAndKeepsTheRest) {
     for (const auto& c : SETS) {
         SCOPED_TRACE(std::string(c.name) + "=" + c.text);
         FakeDrive drive;
-        expectSet(velko(drive), 0xC9, c.before, c.after, c.after);
+        expectSet(withoutOcp(drive), 0xC9, c.before, c.after, c.after, true);
         EXPECT_EQ(set(c.name, c.text, drive), "0/0");
     }
 }
@@ -96,16 +102,31 @@ TEST(LedActivityJob, WritesNothingToAnotherMakersDrive) {
     FakeDrive other;
     EXPECT_EQ(set("IdleState", "on", other), "10/3 The selected drive does not support this feature.");
     FakeDrive refusing;
-    velko(refusing).expect(getFeature(0xC9).refuses(0x4002));
+    withoutOcp(refusing).expect(getFeature(0xC9).refuses(0x4002));
     EXPECT_EQ(set("IdleState", "on", refusing),
               "10/3 The selected drive does not support this feature. Get Features failed on drive S1 (/dev/nvme0): "
               "Invalid Field in Command (status code type 0x0, status code 0x02, opcode 0x0A).");
     FakeDrive unplugged;
-    velko(unplugged)
-        .expect(getFeature(0xC9).completes(0))
-        .expect(identify(0x01).answers(identifyController()))
-        .expect(setFeature(0xC9, 0x01000000).breaks(gone()));
+    withoutOcp(unplugged).expect(getFeature(0xC9).completes(0)).expect(setFeature(0xC9, 0x01000000).breaks(gone()));
     EXPECT_EQ(set("IdleState", "on", unplugged), "0/70 The drive /dev/nvme0 is gone.");
+}
+TEST(LedActivityJob, IsAddressedByTheMakersUuidWhereOcpHasTheNumber) {
+    FakeDrive drive;
+    const auto feature = [](uint8_t opcode) { return Expected::admin(opcode).dword(10, 0xC9).dword(14, 1); };
+    velko(drive)
+        .expect(withUuids())
+        .expect(identify(0x17).answers(makerAndOcpUuids()))
+        .expect(ocpLog(2).answers(ocpSmart(4)))
+        .expect(feature(0x0A).completes(0))
+        .expect(feature(0x09).dword(11, 0x01000000).completes())
+        .expect(feature(0x0A).completes(0x01000000));
+    EXPECT_EQ(set("IdleState", "on", drive), "0/0");
+    FakeDrive ocpAlone;
+    velko(ocpAlone).expect(withoutList()).expect(ocpLog().answers(ocpSmart(4)));
+    EXPECT_EQ(set("IdleState", "on", ocpAlone),
+              "10/3 The selected drive does not support this feature. On drive S1 (/dev/nvme0) feature 0xC9 (DSSD "
+              "Asynchronous Event Configuration) is OCP's, and no entry of its UUID List is the maker's, by which the "
+              "maker's own feature of that number could be addressed.");
 }
 
 }  // namespace

@@ -169,7 +169,10 @@ TEST(MaxAddressJob, OtherDrivesDoNotHaveIt) {
     EXPECT_EQ(set("native", other), NOT_SUPPORTED);
     FakeDrive both;  // C1h is OCP's there: Clear Firmware Update History
     velko(both).expect(noUse()).expect(withoutList()).expect(ocpLog().answers(ocpSmart()));
-    EXPECT_EQ(set("native", both), NOT_SUPPORTED);
+    EXPECT_EQ(set("native", both),
+              std::string(NOT_SUPPORTED) +
+                  " On drive S1 (/dev/nvme0) feature 0xC1 (Clear Firmware Update History) is OCP's, and no entry of "
+                  "its UUID List is the maker's, by which the maker's own feature of that number could be addressed.");
     FakeDrive refusing;
     oneNamespace(refusing).expect(readNative().refuses(0x4002));
     EXPECT_EQ(set("native", refusing), std::string(NOT_SUPPORTED) +

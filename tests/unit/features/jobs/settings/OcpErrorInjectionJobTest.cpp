@@ -45,7 +45,8 @@ TEST(OcpErrorInjectionJob, ShowsTheEntriesOfTheDrive) {
     for (int i = 0; i < 2; ++i) {
         drive.expect(withoutList())
             .expect(ocpLog().answers(ocpSmart()))
-            .expect(getFeature(0xC0, 0, 0, 4096).answers(DriveBytes(4096).put(0, {1, 0, 2, 0, 0xE8, 0x03}), 1));
+            .expect(
+                getFeature(0xC0, 0, 0xFFFFFFFF, 4096).answers(DriveBytes(4096).put(0, {1, 0, 2, 0, 0xE8, 0x03}), 1));
     }
     OcpErrorInjectionJob job;
     EXPECT_EQ(JobRun(job, JOBTYPE_GET_PROPERTIES).on({&drive}), SHOWN);
@@ -58,7 +59,7 @@ TEST(OcpErrorInjectionJob, SetsTheEntriesOfAList) {
         .expect(withoutList())
         .expect(ocpLog().answers(ocpSmart()))
         .expect(hostUses({unusedNamespace(1)}))
-        .expect(setFeature(0xC0, 2)
+        .expect(setFeature(0xC0, 2, false, 0xFFFFFFFF)
                     .writes(DriveBytes(4096).put(0, {3, 0, 1, 0, 0, 0}).put(32, {1, 0, 9, 0, 0x64, 0}))
                     .completes());
     EXPECT_EQ(set("ErrorInjectionEntries", "1~9:always:100", drive), status("0", "0", "Error injections set: 2."));
@@ -74,20 +75,41 @@ TEST(OcpErrorInjectionJob, SetsTheEntriesOfAFile) {
         .expect(withoutList())
         .expect(ocpLog().answers(ocpSmart()))
         .expect(hostUses({partitioned}))
-        .expect(setFeature(0xC0, 1).writes(DriveBytes(4096).put(0, {3, 0, 4, 0})).completes());
+        .expect(setFeature(0xC0, 1, false, 0xFFFFFFFF).writes(DriveBytes(4096).put(0, {3, 0, 4, 0})).completes());
     EXPECT_EQ(set("ErrorInjectionEntryFile", folder / "e.xml", drive), status("0", "0", "Error injections set: 1."));
+}
+
+TEST(OcpErrorInjectionJob, AddressesTheFeatureAsTheVersionOfTheDriveWantsIt) {
+    constexpr struct {
+        uint8_t version;  // of log page C0h
+        uint32_t nsid;
+    } CASES[] = {{2, 0}, {3, 0xFFFFFFFF}, {4, 0xFFFFFFFF}};
+    for (const auto& c : CASES) {
+        FakeDrive drive;
+        drive.expect(withUuids())
+            .expect(identify(0x17).answers(ocpUuid()))
+            .expect(ocpLog(2).answers(ocpSmart(c.version)))
+            .expect(Expected::admin(0x09)
+                        .nsid(c.nsid)
+                        .dword(10, 0x000000C0)
+                        .dword(11, 0)
+                        .dword(14, 2)
+                        .writes(DriveBytes(4096))
+                        .completes());
+        EXPECT_EQ(set("ErrorInjectionEntries", "none", drive), status("0", "0", "Error injections set: 0."));
+    }
 }
 
 TEST(OcpErrorInjectionJob, TakesErrorsBackWhateverTheUse) {
     FakeDrive none;
     none.expect(withoutList())
         .expect(ocpLog().answers(ocpSmart()))
-        .expect(setFeature(0xC0, 0).writes(DriveBytes(4096)).completes());
+        .expect(setFeature(0xC0, 0, false, 0xFFFFFFFF).writes(DriveBytes(4096)).completes());
     EXPECT_EQ(set("ErrorInjectionEntries", "none", none), status("0", "0", "Error injections set: 0."));
     FakeDrive off;
     off.expect(withoutList())
         .expect(ocpLog().answers(ocpSmart()))
-        .expect(setFeature(0xC0, 1).writes(DriveBytes(4096).put(2, {5})).completes());
+        .expect(setFeature(0xC0, 1, false, 0xFFFFFFFF).writes(DriveBytes(4096).put(2, {5})).completes());
     EXPECT_EQ(set("ErrorInjectionEntries", "5:off", off), status("0", "0", "Error injections set: 1."));
 }
 
@@ -125,7 +147,7 @@ TEST(OcpErrorInjectionJob, ReportsARefusalAndADriveThatIsGone) {
     FakeDrive refusing;
     refusing.expect(withoutList())
         .expect(ocpLog().answers(ocpSmart()))
-        .expect(setFeature(0xC0, 0).writes(DriveBytes(4096)).refuses(0x4002));
+        .expect(setFeature(0xC0, 0, false, 0xFFFFFFFF).writes(DriveBytes(4096)).refuses(0x4002));
     EXPECT_EQ(set("ErrorInjectionEntries", "none", refusing),
               status("0", "25",
                      "Set Features failed on drive S1 (/dev/nvme0): Invalid Field in Command (status code type 0x0, "

@@ -5,6 +5,7 @@
 #include "tests/unit/features/jobs/Commands.h"
 #include "tests/unit/features/jobs/JobRun.h"
 #include "tests/unit/features/jobs/Models.h"
+#include "tests/unit/features/jobs/OcpLog.h"
 #include "tests/unit/features/jobs/StatusAnswer.h"
 
 namespace features::jobs {
@@ -19,6 +20,11 @@ std::string set(const std::string& address, const std::string& selector, const s
     run.with("SMBusAddress", address);
     if (!selector.empty()) run.with("SMBusSelector", selector);
     return run.on(drives);
+}
+
+/// What is asked before a feature is written that OCP 2.5 has, too.
+FakeDrive& withoutOcp(FakeDrive& drive) {
+    return velko(drive).expect(withoutList()).expect(ocpLog().refuses(NO_SUCH_LOG));
 }
 
 constexpr struct {
@@ -37,14 +43,16 @@ TEST(SmBusAddressJob, SetsOneOfThreeAddresses) {
     for (const auto& c : SETS) {
         SCOPED_TRACE(c.message);
         FakeDrive drive;
-        velko(drive).expect(setFeature(0xC8, c.dword11).completes()).expect(getFeature(0xC8).completes(c.reported));
+        withoutOcp(drive)
+            .expect(setFeature(0xC8, c.dword11).completes())
+            .expect(getFeature(0xC8).completes(c.reported));
         EXPECT_EQ(set(c.address, c.selector, {&drive}), statusAnswer("SMBus Address", "0", "0", c.message));
     }
 }
 
 TEST(SmBusAddressJob, FailsWhenTheDriveReportsAnotherAddress) {
     FakeDrive drive;
-    velko(drive).expect(setFeature(0xC8, 0x1FF).completes()).expect(getFeature(0xC8).completes(0x003AA6FF));
+    withoutOcp(drive).expect(setFeature(0xC8, 0x1FF).completes()).expect(getFeature(0xC8).completes(0x003AA6FF));
     EXPECT_EQ(set("255", "1", {&drive}),
               statusAnswer("SMBus Address", "10", "164",
                            "Configuration update failed. Drive S1 (/dev/nvme0) accepted Address "
@@ -70,14 +78,14 @@ TEST(SmBusAddressJob, WritesNothingToAnotherMakersDrive) {
     EXPECT_EQ(set("1", "", {&other}),
               statusAnswer("SMBus Address", "10", "3", "The selected drive does not support this feature."));
     FakeDrive refusing;
-    velko(refusing).expect(setFeature(0xC8, 1).refuses(0x4002));
+    withoutOcp(refusing).expect(setFeature(0xC8, 1).refuses(0x4002));
     EXPECT_EQ(
         set("1", "", {&refusing}),
         statusAnswer("SMBus Address", "10", "3",
                      "The selected drive does not support this feature. Set Features failed on drive S1 "
                      "(/dev/nvme0): Invalid Field in Command (status code type 0x0, status code 0x02, opcode 0x09)."));
     FakeDrive unplugged;
-    velko(unplugged).expect(setFeature(0xC8, 1).breaks(gone()));
+    withoutOcp(unplugged).expect(setFeature(0xC8, 1).breaks(gone()));
     EXPECT_EQ(set("1", "", {&unplugged}), statusAnswer("SMBus Address", "0", "70", "The drive /dev/nvme0 is gone."));
 }
 
