@@ -11,6 +11,8 @@
 #include "features/nvme/FindRow.h"
 #include "features/nvme/LogPageIds.h"
 #include "features/nvme/Structures.h"
+#include "features/nvme/structures/OcpErrorRecoveryLog.h"
+#include "features/nvme/structures/OcpLatencyMonitorLog.h"
 #include "ostrel/core/Strings.h"
 
 namespace features::nvme {
@@ -19,7 +21,6 @@ using ostrel::core::Payload;
 
 namespace {
 
-constexpr size_t OFFSET_PANIC_ID = 4;
 constexpr size_t OFFSET_VERSION = 494;  // of the pages of 512 bytes, before their GUID
 
 // clang-format off
@@ -106,7 +107,7 @@ constexpr FieldRow ERROR_RECOVERY[] = {  // log C1h
     flag("PRA Hot Reset", "A PCIe Conventional Hot Reset may end the panic", 2, 5),
     // A mask of actions to some who read the specification, a number to others.
     {"DRA1", "Device Recovery Action 1", 3, 1, Format::HEX},
-    inWords(NONE_AT_0, {"PID", "Panic ID", OFFSET_PANIC_ID, 8, Format::HEX}),
+    inWords(NONE_AT_0, {"PID", "Panic ID", offsetof(OcpErrorRecoveryLog, panicId), 8, Format::HEX}),
     {"DC", "Device Capabilities", 12, 4, Format::HEX},
     flag("DC Panic AEN", "A panic is reported by an Asynchronous Event", 12, 0),
     flag("DC Panic CFS", "A panic is reported by Controller Fatal Status", 12, 1),
@@ -317,6 +318,25 @@ void addAt(FieldTree& tree, FieldRows rows, const Payload& data, size_t offset) 
     addFields(tree, rows, rest.at, rest.size);
 }
 
+/// By Panic Reset Action, from its bit 0 on.
+constexpr const char* PANIC_RESETS[] = {"NVMe Controller Reset",     "NVM Subsystem Reset",
+                                        "PCIe Function Level Reset", "PERST",
+                                        "main power cycle",          "PCIe Conventional Hot Reset"};
+
+/// What is to be done after a panic. Device Recovery Action 1 is a mask of actions to some who read the specification,
+/// a number to others: its meaning is left to the maker's documents.
+std::string panicEndText(const OcpErrorRecoveryLog& log) {
+    std::string resets;
+    for (unsigned i = 0; i < std::size(PANIC_RESETS); ++i) {
+        if (bit(log.panicResetAction, i)) resets.append(resets.empty() ? "" : " or ").append(PANIC_RESETS[i]);
+    }
+    std::string text = resets.empty() ? "The drive does not report which reset ends the panic" : "Ended by " + resets;
+    if (log.panicResetWaitTime != 0)
+        text += "; the drive wants " + std::to_string(log.panicResetWaitTime) + " ms to get ready after it";
+    if (log.recoveryAction != 0) text += "; Device Recovery Action 1 is " + hexText(log.recoveryAction, 2);
+    return text + ".";
+}
+
 constexpr size_t BUCKETS = 4;
 constexpr size_t BUCKET_BYTES = 16;
 constexpr size_t STAMPS_BYTES = 24;
@@ -331,8 +351,10 @@ struct LatencyBuckets {
     size_t offsetOfUnits;
 };
 constexpr LatencyBuckets LATENCY_BUCKETS[] = {
-    {"Active Bucket ", 32, 96, 192, 216},
-    {"Static Bucket ", 240, 304, 400, 424},
+    {"Active Bucket ", offsetof(OcpLatencyMonitorLog, activeCounters), offsetof(OcpLatencyMonitorLog, activeStamps),
+     offsetof(OcpLatencyMonitorLog, activeLatencies), offsetof(OcpLatencyMonitorLog, activeStampUnits)},
+    {"Static Bucket ", offsetof(OcpLatencyMonitorLog, staticCounters), offsetof(OcpLatencyMonitorLog, staticStamps),
+     offsetof(OcpLatencyMonitorLog, staticLatencies), offsetof(OcpLatencyMonitorLog, staticStampUnits)},
 };
 
 /// A stamp counts milliseconds since 1970 where `isDate`; what it counts otherwise is the maker's own.
@@ -424,12 +446,12 @@ uint64_t stringsLength(const ControllerCapabilities&, const uint8_t* head) {
 struct StringTable {
     const char* heading;
     size_t offset;
-    bool hasClass;  ///< the entries are of events, which have a class
+    OcpTelemetryString::Kind kind;
 };
 constexpr StringTable STRING_TABLES[] = {
-    {"Statistics", 64, false},
-    {"Events", 80, true},
-    {"Vendor Unique Events", 96, true},
+    {"Statistics", 64, OcpTelemetryString::Kind::STATISTIC},
+    {"Events", 80, OcpTelemetryString::Kind::EVENT},
+    {"Vendor Unique Events", 96, OcpTelemetryString::Kind::VENDOR_EVENT},
 };
 constexpr size_t OFFSET_OF_TEXTS = 112;  // start and size of the ASCII table
 
@@ -448,15 +470,41 @@ std::string entryText(const Rest& texts, const uint8_t* entry) {
     return textOrNone(texts.at + offset, length);
 }
 
-void addStrings(FieldTree& tree, const Payload& data, const StringTable& table) {
+/// The names of a table; `data` has the head of the page.
+std::vector<OcpTelemetryString> stringsOf(const Payload& data, const StringTable& table) {
     const Rest entries = tableAt(data, table.offset);
     const Rest texts = tableAt(data, OFFSET_OF_TEXTS);
-    FieldTree& part = tree.addPart(table.heading);
+    std::vector<OcpTelemetryString> strings;
     for (size_t at = 0; at + STRING_ENTRY_BYTES <= entries.size; at += STRING_ENTRY_BYTES) {
         const uint8_t* entry = entries.at + at;
-        const std::string name = table.hasClass ? "Event " + hexText(entry[0], 2) + " " + hexText(le16(entry + 1), 4)
-                                                : "Statistic " + hexText(le16(entry), 4);
-        part.add(name, entryText(texts, entry));
+        const bool isStatistic = table.kind == OcpTelemetryString::Kind::STATISTIC;
+        strings.push_back({table.kind, isStatistic ? uint8_t{0} : entry[0], le16(isStatistic ? entry : entry + 1),
+                           entryText(texts, entry)});
+    }
+    return strings;
+}
+
+/// Of the event FIFOs that have one.
+std::vector<OcpTelemetryString> fifoNames(const Payload& data) {
+    constexpr size_t OFFSET_FIFO_NAMES = 128;
+    constexpr uint16_t FIFOS = 16;
+    constexpr size_t FIFO_NAME_BYTES = 16;
+    std::vector<OcpTelemetryString> strings;
+    for (uint16_t i = 0; i < FIFOS; ++i) {
+        std::string name = shownText(data.getData() + OFFSET_FIFO_NAMES + i * FIFO_NAME_BYTES, FIFO_NAME_BYTES);
+        if (!name.empty())
+            strings.push_back({OcpTelemetryString::Kind::FIFO, 0, static_cast<uint16_t>(i + 1), std::move(name)});
+    }
+    return strings;
+}
+
+void addStrings(FieldTree& tree, const Payload& data, const StringTable& table) {
+    FieldTree& part = tree.addPart(table.heading);
+    for (const OcpTelemetryString& string : stringsOf(data, table)) {
+        const bool isStatistic = string.kind == OcpTelemetryString::Kind::STATISTIC;
+        part.add(isStatistic ? "Statistic " + hexText(string.id, 4)
+                             : "Event " + hexText(string.eventClass, 2) + " " + hexText(string.id, 4),
+                 string.text);
     }
 }
 
@@ -475,11 +523,11 @@ constexpr OcpLogPageRow OCP_LOG_PAGES[] = {
     {{LID_OCP_ERROR_RECOVERY, "OCP Error Recovery", "ocp-recovery",
       nullptr, 512, nullptr, decodeOcpErrorRecovery},
      {0x44, 0xD9, 0x31, 0x21, 0xFE, 0x30, 0x34, 0xAE, 0xAB, 0x4D, 0xFD, 0x3D, 0xBA, 0x83, 0x19, 0x5A},
-     GUID_OF_512, OCP_SMART_OF_2_0, ANY_LATER},
+     GUID_OF_512, OCP_SMART_OF_1_0, ANY_LATER},
     {{LID_OCP_FIRMWARE_HISTORY, "OCP Firmware Activation History", "ocp-firmware",
       nullptr, 4096, nullptr, decodeOcpFirmwareHistory},
      {0x6D, 0x79, 0x9A, 0x76, 0xB4, 0xDA, 0xF6, 0xA3, 0xE2, 0x4D, 0xB2, 0x8A, 0xAC, 0xF3, 0x1C, 0xD1},
-     GUID_OF_4096, OCP_SMART_OF_2_0, OCP_SMART_OF_2_0},
+     GUID_OF_4096, OCP_SMART_OF_1_0, OCP_SMART_OF_2_0},
     {{LID_OCP_LATENCY_MONITOR, "OCP Latency Monitor", "ocp-latency",
       nullptr, 512, nullptr, decodeOcpLatencyMonitor},
      {0x92, 0x7A, 0xC0, 0x8C, 0xD0, 0x84, 0x6C, 0x9C, 0x70, 0x43, 0xE6, 0xD4, 0x58, 0x5E, 0xD4, 0x85},
@@ -540,8 +588,10 @@ uint16_t ocpSmartVersion(const uint8_t* page) {
     return le16(page + OFFSET_VERSION);
 }
 
-uint64_t ocpPanicId(const uint8_t* page) {
-    return le64(page + OFFSET_PANIC_ID);
+std::string ocpPanicText(const uint8_t* page) {
+    const auto log = structureAt<OcpErrorRecoveryLog>(page);
+    if (log.panicId == 0) return {};
+    return "The drive's firmware has panicked with the ID " + hexText(log.panicId) + ". " + panicEndText(log);
 }
 
 bool isOcpSmart(const Payload& data) {
@@ -553,7 +603,11 @@ FieldTree decodeOcpSmart(const Payload& data) {
 }
 
 FieldTree decodeOcpErrorRecovery(const Payload& data) {
-    return decodeVersioned("OCP Error Recovery", ERROR_RECOVERY, data);
+    FieldTree tree = decodeVersioned("OCP Error Recovery", ERROR_RECOVERY, data);
+    if (data.getSize() < sizeof(OcpErrorRecoveryLog)) return tree;
+    const std::string panic = ocpPanicText(data.getData());
+    if (!panic.empty()) tree.add("Panic", "What happened and what ends it", panic);
+    return tree;
 }
 
 FieldTree decodeOcpFirmwareHistory(const Payload& data) {
@@ -617,17 +671,22 @@ FieldTree decodeOcpTcgConfiguration(const Payload& data) {
 }
 
 FieldTree decodeOcpTelemetryStrings(const Payload& data) {
-    constexpr size_t OFFSET_FIFO_NAMES = 128;
-    constexpr size_t FIFOS = 16;
-    constexpr size_t FIFO_NAME_BYTES = 16;
     FieldTree tree = decodeTable("OCP Telemetry String Log", TELEMETRY_STRINGS, data);
     if (data.getSize() < STRINGS_HEAD_BYTES) return tree;
-    for (size_t i = 0; i < FIFOS; ++i) {
-        const std::string name = shownText(data.getData() + OFFSET_FIFO_NAMES + i * FIFO_NAME_BYTES, FIFO_NAME_BYTES);
-        if (!name.empty()) tree.add("FIFO " + std::to_string(i + 1), "Name of the event FIFO", name);
-    }
+    for (const OcpTelemetryString& fifo : fifoNames(data))
+        tree.add("FIFO " + std::to_string(fifo.id), "Name of the event FIFO", fifo.text);
     for (const StringTable& table : STRING_TABLES) addStrings(tree, data, table);
     return tree;
+}
+
+std::vector<OcpTelemetryString> ocpTelemetryStrings(const Payload& page) {
+    if (page.getSize() < STRINGS_HEAD_BYTES || identifyOcpLogPage(LID_OCP_TELEMETRY_STRINGS, page) == nullptr)
+        return {};
+    std::vector<OcpTelemetryString> strings = fifoNames(page);
+    for (const StringTable& table : STRING_TABLES) {
+        for (OcpTelemetryString& string : stringsOf(page, table)) strings.push_back(std::move(string));
+    }
+    return strings;
 }
 
 std::vector<Structure> ocpLogStructures() {

@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <string>
+#include <vector>
 
 #include "features/nvme/FieldTree.h"
 #include "features/nvme/LogPages.h"
@@ -14,6 +15,7 @@ namespace features::nvme {
 inline constexpr uint16_t OCP_SMART_OF_1_0 = 2;
 inline constexpr uint16_t OCP_SMART_OF_2_0 = 3;
 inline constexpr uint16_t OCP_SMART_OF_2_5 = 4;
+inline constexpr uint16_t OCP_SMART_OF_2_6 = 5;
 
 /// The DSSD power states of log page C4h: the descriptor of n watts is the byte at OCP_POWER_STATE_DESCRIPTORS + n, and
 /// has the NVMe power state in its bits 4:0.
@@ -51,8 +53,21 @@ const OcpLogPageRow* ocpLogPagesEnd();
 
 /// Byte 494 of a log page C0h of 512 bytes.
 uint16_t ocpSmartVersion(const uint8_t* page);
-/// What the firmware panicked over, in the maker's numbers, of a log page C1h of 512 bytes; 0: it did not.
-uint64_t ocpPanicId(const uint8_t* page);
+/// What became of the drive's firmware by a log page C1h of 512 bytes, and what ends the panic, in sentences; empty: it
+/// has not panicked.
+std::string ocpPanicText(const uint8_t* page);
+
+/// A name that log page C9h gives: of a statistic, an event, the maker's own part of an event, or an event FIFO.
+struct OcpTelemetryString {
+    enum class Kind : uint8_t { STATISTIC, EVENT, VENDOR_EVENT, FIFO };
+
+    Kind kind;
+    uint8_t eventClass;  ///< of events
+    uint16_t id;         ///< of a FIFO its number, from 1 on
+    std::string text;
+};
+/// All names of a page C9h, in its order; none of bytes that are no such page.
+std::vector<OcpTelemetryString> ocpTelemetryStrings(const ostrel::core::Payload& page);
 
 // The decoders: as those of the standard's pages they show what is there, and never fail. A field that came with a
 // later version than the page has is not shown, whatever its bytes.

@@ -107,7 +107,8 @@ class HealthScan(DriveLogsTestCase):
         self.check("start", "-scan", "ReadScan", "-velkossd", "0", status=100)  # the first Read makes the drive panic
         self.check("reset", "-velkossd", "0", "-nvmecontroller")
         self.scan(102, "The drive has failed or is failing.", READ.format(read=131072, unreadable=0),
-                  "    Panic : The drive's firmware has panicked, with the ID 0x9.\n")
+                  "    Panic : The drive's firmware has panicked with the ID 0x9. Ended by NVMe Controller Reset or "
+                  "NVM Subsystem Reset; the drive wants 100 ms to get ready after it.\n")
 
     def test_the_gravest_of_all_drives_is_the_exit_status(self):
         self.simdrive("create", "b", "--model", "ocp", "--serial", "S2", "--size", "64Mi")

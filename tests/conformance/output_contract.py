@@ -46,8 +46,9 @@ NOT_SEEN = {
         "OCP Firmware Activation History > Entry *",),
     "no command of the walk shows this feature; the layouts of tests/unit/features/nvme show it": (
         "Autonomous Power State Transition > Power State *", "Clear PCIe Correctable Error Counters", "Feature 0x*",
-        "Host Behavior Support", "Host Identifier", "Latency Monitor", "Quick Format", "Reset CRC", "Sanitize Config",
-        "Software Progress Marker"),
+        "DSSD Asynchronous Event Configuration", "Host Behavior Support", "Host Identifier",
+        "Idle Wake Up Time Configuration", "Latency Monitor", "Quick Format", "Reset CRC", "Sanitize Config",
+        "Software Progress Marker", "Telemetry Profile"),
     "the drives of the walk have nothing to list": (
         "Changed Namespace List > Namespaces", "Device Self-test > Result *"),
     "wear takes more time than a test has; its unit test shows it": ("Endurance Analyzer",),
@@ -102,7 +103,7 @@ KEYS_NOT_SEEN = {
     "Autonomous Power State Transition": ("Power State *",),
     "Device Self-test": ("Result *",),  # the walk looks at a drive without results
     "Drive Self-Test Result *": ("Segment Number - First segment that failed",),
-    "OCP Error Recovery": ("PCNT - Panic Count", *(f"PPID{i} - Previous Panic ID N-{i}" for i in range(1, 5))),
+    "OCP Error Recovery": ("Panic - What happened and what ends it", "PCNT - Panic Count", *(f"PPID{i} - Previous Panic ID N-{i}" for i in range(1, 5))),
     "OCP Firmware Activation History": ("Entry *",),
     "OCP Latency Monitor": ("DTLS - Latency Monitor Debug Telemetry Log Size",),
     "OCP SMART / Health Information Extended": tuple(f"{name} - {meaning}" for name, meaning in OCP_SMART_OF_2_5),

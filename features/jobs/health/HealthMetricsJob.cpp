@@ -1,9 +1,10 @@
 #include "features/jobs/health/HealthMetricsJob.h"
 
-#include "features/jobs/drive/CriticalWarnings.h"
+#include "features/jobs/drive/DeviceStatus.h"
+#include "features/jobs/drive/DriveFacts.h"
 #include "features/jobs/drive/LogReading.h"
-#include "features/jobs/drive/OcpSmartLog.h"
 #include "features/jobs/health/VelkoSmart.h"
+#include "features/nvme/LogPages.h"
 #include "features/nvme/SmartAttributes.h"
 #include "features/nvme/structures/SmartHealthLog.h"
 #include "ostrel/core/AttributeVocabulary.h"
@@ -19,13 +20,17 @@ HealthMetricsJob::HealthMetricsJob()
 Status HealthMetricsJob::showDrive(nvme::Drive& drive, const Arguments&, DriveOutput& out) {
     TRY(const Payload smart, readSmartLog(drive));
     AttributeList list = nvme::healthMetrics(smart);
-    Attribute deviceStatus = attributes::feature::deviceStatus();
-    deviceStatus.setValue(deviceStatusText(smart.getData()[offsetof(nvme::SmartHealthLog, criticalWarning)]));
-    list[deviceStatus.getName()] = deviceStatus;
-    if (!out.hasAllRequested(list)) {  // nothing is asked of the drive that the answer does not need
-        const auto ocp = readOcpSmartLog(drive, OcpGrounds::OFFERED);
-        if (!ocp && !isRefusal(ocp.error())) return ocp.error();
-        list.merge(nvme::ocpHealthMetrics(ocp.value_or(Payload())));
+    Attribute status = attributes::feature::deviceStatus();
+    DriveFacts facts(drive);
+    // Nothing is asked of the drive that the answer does not need.
+    if (out.requested() == nullptr || findIgnoringCase(*out.requested(), status.getName()) != out.requested()->end()) {
+        status.setValue(readDeviceStatus(facts, smart.getData()));
+        list[status.getName()] = status;
+    }
+    if (!out.hasAllRequested(list)) {
+        const uint8_t* ocp = facts.ocpSmart();
+        RETURN_IF_FAILED(facts.failure());
+        if (ocp != nullptr) list.merge(nvme::ocpHealthMetrics(Payload(ocp, nvme::OCP_SMART_BYTES)));
         RETURN_IF_FAILED(addVelkoSmart(drive, VELKO_HEALTH_BYTES, list));
     }
     out.addAttributes(title(), list);

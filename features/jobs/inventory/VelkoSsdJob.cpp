@@ -4,7 +4,7 @@
 #include <string>
 
 #include "features/errors/Result.h"
-#include "features/jobs/drive/CriticalWarnings.h"
+#include "features/jobs/drive/DeviceStatus.h"
 #include "features/jobs/drive/DriveFacts.h"
 #include "features/jobs/drive/VendorDialect.h"
 #include "features/jobs/inventory/NamespaceDetails.h"
@@ -160,7 +160,7 @@ Text protectionInformationLocation(ListedDrive& facts) {
 
 Text deviceStatus(ListedDrive& facts) {
     const uint8_t* smart = facts.smart();
-    if (smart != nullptr) return deviceStatusText(smart[offsetof(nvme::SmartHealthLog, criticalWarning)]);
+    if (smart != nullptr) return readDeviceStatus(facts, smart);
     return succeeded(facts.smartRefusal()) ? Text() : "Unknown";
 }
 

@@ -132,6 +132,7 @@ constexpr Row ROWS[] = {
     {"Asymmetric Namespace Access > ANA Group * > Namespaces", "Entry *", "number", NONE, NONE, "a namespace identifier", NEVER},
     {"LBA Status Information", "Namespace *", "part", NONE, NONE, "a namespace with unrecoverable blocks", NEVER},
     {"LBA Status Information > Namespace *", "Range *", "part", NONE, NONE, "a range of blocks", "no range is known"},
+    {"OCP Error Recovery", "Panic - What happened and what ends it", "text", NONE, NONE, "the firmware's panic, and the resets that end it", "it has not panicked"},
     {"OCP Firmware Activation History", "Entry *", "part", NONE, NONE, "a firmware activation", NEVER},
     {"OCP Latency Monitor", "Active Bucket *", "part", NONE, NONE, "an active bucket, from 0 to 3", NEVER},
     {"OCP Latency Monitor", "Static Bucket *", "part", NONE, NONE, "a static bucket, from 0 to 3", NEVER},

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "features/jobs/drive/CriticalWarnings.h"
+#include "features/jobs/drive/DeviceStatus.h"
 #include "features/jobs/drive/DriveFacts.h"
 #include "features/jobs/drive/LogReading.h"
 #include "features/jobs/health/scan/DataIntegrity.h"
@@ -15,7 +16,6 @@
 #include "features/jobs/logs/LogFolder.h"
 #include "features/nvme/Bytes.h"
 #include "features/nvme/LogPageIds.h"
-#include "features/nvme/OcpLogPages.h"
 #include "features/nvme/structures/IdentifyController.h"
 #include "features/nvme/structures/SelfTestLog.h"
 #include "features/nvme/structures/SmartHealthLog.h"
@@ -141,15 +141,12 @@ void Scan::readIdentify() {
     readPanic();
 }
 
-/// Asked only of a drive that is known to have the log: another one would record the question as an error.
 void Scan::readPanic() {
-    const uint8_t* ocp = facts_.ocpSmart();
+    (void)facts_.ocpSmart();  // a transport error is in failure()
     if (!isReachable()) return notRead("OCP SMART Log", facts_.failure());
-    const nvme::OcpLogPageRow& row = *nvme::findOcpLogPage(nvme::LID_OCP_ERROR_RECOVERY);
-    if (ocp == nullptr || !row.isRequiredBy(nvme::ocpSmartVersion(ocp))) return;
-    const auto page = readLog(facts_.drive(), row.page.lid, row.page.lengthBytes);
-    if (!page) return notRead("OCP Error Recovery Log", page.error());
-    if (row.isIn(*page)) evidence_.panicId = nvme::ocpPanicId(page->getData());
+    const auto panic = readPanicStatus(facts_);
+    if (!panic) return notRead("OCP Error Recovery Log", panic.error());
+    evidence_.panic = *panic;
 }
 
 /// The verdict comes before its evidence.

@@ -119,8 +119,7 @@ std::string failedSelfTest(const HealthEvidence& evidence) {
 }
 
 std::string panic(const HealthEvidence& evidence) {
-    if (evidence.panicId == 0) return "";
-    return "The drive's firmware has panicked, with the ID " + nvme::hexText(evidence.panicId) + ".";
+    return evidence.panic;
 }
 
 std::string unreadable(const HealthEvidence& evidence) {

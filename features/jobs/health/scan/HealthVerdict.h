@@ -27,7 +27,7 @@ struct HealthEvidence {
     ostrel::core::Payload selfTest;  ///< the Device Self-test log
     uint16_t warningKelvin = 0;      ///< WCTEMP of Identify Controller
     uint16_t criticalKelvin = 0;     ///< CCTEMP
-    uint64_t panicId = 0;            ///< of the OCP Error Recovery log
+    std::string panic;               ///< of the firmware, by the OCP Error Recovery log, in sentences
     uint64_t unreadableBlocks = 0;   ///< found by a read scan
     uint64_t mismatches = 0;         ///< blocks of 4,096 bytes, found by a data integrity scan
     bool isCompleted = true;

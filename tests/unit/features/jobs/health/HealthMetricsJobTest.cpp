@@ -88,11 +88,40 @@ TEST(HealthMetricsJob, TheOcpLogIsAskedForItsSensorsAndForUnknownNames) {
 </Object>)");
 }
 
+/// Log C1h of a drive that has panicked: its GUID, the ID 7, and a main power cycle that ends it.
+DriveBytes panicked() {
+    return DriveBytes(512).byte(2, 0x10).le64(4, 7).put(
+        496, {0x44, 0xD9, 0x31, 0x21, 0xFE, 0x30, 0x34, 0xAE, 0xAB, 0x4D, 0xFD, 0x3D, 0xBA, 0x83, 0x19, 0x5A});
+}
+
+TEST(HealthMetricsJob, TheStatusSaysThatTheFirmwareHasPanicked) {
+    const auto status = [](const Expected& recoveryLog, uint8_t warning) {
+        FakeDrive drive;
+        drive.expect(lookAtLog(0x02, 512).answers(smartLog().byte(0, warning)))
+            .expect(withList())
+            .expect(logList({0xC0, 0xC1}))
+            .expect(ocpLog().answers(ocpSmart()))
+            .expect(recoveryLog);
+        HealthMetricsJob job;
+        const std::string shown = JobRun(job, JOBTYPE_GET_PROPERTIES).asking("DeviceStatus").on({&drive});
+        const size_t begin = shown.find("value=\"") + 7;
+        return shown.substr(begin, shown.find('"', begin) - begin);
+    };
+    const std::string panic = "The drive&apos;s firmware has panicked with the ID 0x7. Ended by main power cycle.";
+    EXPECT_EQ(status(lookAtLog(0xC1, 512).answers(panicked()), 0), panic);
+    EXPECT_EQ(status(lookAtLog(0xC1, 512).answers(panicked()), 0x04), "Reliability is degraded. " + panic);
+    EXPECT_EQ(status(lookAtLog(0xC1, 512).answers(panicked().le64(4, 0)), 0), "Healthy");
+    EXPECT_EQ(status(lookAtLog(0xC1, 512).answers(panicked().byte(511, 0)), 0), "Healthy") << "another maker's page";
+    EXPECT_EQ(status(lookAtLog(0xC1, 512).refuses(0x0006), 0),
+              "Whether its firmware has panicked is not known: Get Log Page failed on drive S1 (/dev/nvme0): Internal "
+              "Error (status code type 0x0, status code 0x06, opcode 0x02).");
+}
+
 TEST(HealthMetricsJob, AFailingDriveDoesNotSpoilTheOthers) {
     FakeDrive first("S1", "/dev/nvme0");
     first.expect(lookAtLog(0x02, 512).breaks(gone()));
     FakeDrive second("S2", "/dev/nvme1");
-    second.expect(lookAtLog(0x02, 512).answers(smartLog()));
+    second.expect(lookAtLog(0x02, 512).answers(smartLog())).expect(withoutList());
     FakeDrive third("S3", "/dev/nvme2");
     third.expect(lookAtLog(0x02, 512).refuses(0x4002));
     HealthMetricsJob job;

@@ -50,11 +50,12 @@ std::string answer(const std::string& properties) {
            properties + "</Object>\n</Object>";
 }
 
-TEST(VelkoSsdJob, ShowsTheKeyPropertiesWithTwoCommands) {
+TEST(VelkoSsdJob, ShowsTheKeyPropertiesWithThreeCommands) {
     FakeDrive drive;
     setIndex(drive, 0);
     drive.expect(hostNamespaces({unusedNamespace(1)}))
         .expect(lookAtLog(0x02, 512).answers(smartLog()))
+        .expect(identify(0x01).answers(identifyController()))
         .expect(identify(0x00, 1).answers(identifyNamespace(2097152).byte(25, 3)));
     VelkoSsdJob job;
     EXPECT_EQ(JobRun(job, JOBTYPE_GET_PROPERTIES).on({&drive}),
@@ -172,7 +173,8 @@ TEST(VelkoSsdJob, TheCapacityIsThatOfAllNamespaces) {
 
 TEST(VelkoSsdJob, TheStatusReportsEachWarning) {
     FakeDrive drive;
-    drive.expect(lookAtLog(0x02, 512).answers(smartLog().byte(0, 0x05)));
+    drive.expect(lookAtLog(0x02, 512).answers(smartLog().byte(0, 0x05)))
+        .expect(identify(0x01).answers(identifyController()));
     VelkoSsdJob job;
     EXPECT_EQ(JobRun(job, JOBTYPE_GET_PROPERTIES).asking("DeviceStatus").on({&drive}),
               answer(property("Device Status", "DeviceStatus", "73", "string",
@@ -183,7 +185,7 @@ TEST(VelkoSsdJob, AFailingDriveDoesNotSpoilTheOthers) {
     FakeDrive first("S0", "/dev/nvme1");
     first.expect(lookAtLog(0x02, 512).breaks(gone()));
     FakeDrive second;
-    second.expect(lookAtLog(0x02, 512).answers(smartLog()));
+    second.expect(lookAtLog(0x02, 512).answers(smartLog())).expect(identify(0x01).answers(identifyController()));
     FakeDrive third("S2", "/dev/nvme2");
     third.expect(lookAtLog(0x02, 512).refuses(0x0006));
     FakeDrive broken("S3", "/dev/nvme3");

@@ -145,11 +145,11 @@ TEST_F(HealthScan, TheSelfTestLogAndTheThresholdsAreAskedOfADriveThatHasThem) {
                                        "with one or more failed segments, the first is segment 2."))));
 }
 
-/// A drive that lists OCP's SMART log, of this version.
-void expectOcpSmart(FakeDrive& drive, uint16_t version) {
+/// A drive that lists OCP's SMART log, of this version, and its Error Recovery log.
+void expectOcpSmart(FakeDrive& drive, uint16_t version, bool listsRecovery = true) {
     drive.expect(lookAtLog(0x02, 512).answers(smartLog()))
         .expect(withList())
-        .expect(logList(0xC0))
+        .expect(listsRecovery ? logList({0xC0, 0xC1}) : logList(0xC0))
         .expect(ocpLog().answers(ocpSmart().le16(494, version)));
 }
 
@@ -161,21 +161,27 @@ TEST_F(HealthScan, APanicIsLookedForOnADriveThatHasTheLog) {
     const std::string leftOut = property("Left out", "It has no namespace that could be scanned.");
     const DriveBytes recovery =
         DriveBytes(512)
+            .put(0, {100, 0, 0x09, 0x02})
             .le64(4, 0x1122334455667788)
             .put(496, {0x44, 0xD9, 0x31, 0x21, 0xFE, 0x30, 0x34, 0xAE, 0xAB, 0x4D, 0xFD, 0x3D, 0xBA, 0x83, 0x19, 0x5A});
-    FakeDrive panicked, other, old, broken;
+    FakeDrive panicked, other, old, unlisted, broken;
     expectOcpSmart(panicked, 3);
     panicked.expect(lookAtLog(0xC1, 512).answers(recovery)).expect(hostUses({}));
     EXPECT_EQ(scan(panicked), answer(102, FAILING + HEALTHY + leftOut,
                                      findings(property("Panic",
-                                                       "The drive&apos;s firmware has panicked, with the ID "
-                                                       "0x1122334455667788."))));
+                                                       "The drive&apos;s firmware has panicked with the ID "
+                                                       "0x1122334455667788. Ended by NVMe Controller Reset or PERST; "
+                                                       "the drive wants 100 ms to get ready after it; Device Recovery "
+                                                       "Action 1 is 0x02."))));
     expectOcpSmart(other, 3);
     other.expect(lookAtLog(0xC1, 512).answers(DriveBytes(512).le64(4, 7))).expect(hostUses({}));
     EXPECT_EQ(scan(other), answer(0, NOTHING + HEALTHY + leftOut)) << "without the GUID it is another page";
     expectOcpSmart(old, 2);
-    old.expect(hostUses({}));
-    EXPECT_EQ(scan(old), answer(0, NOTHING + HEALTHY + leftOut)) << "before OCP 2.0 there is no such log";
+    old.expect(lookAtLog(0xC1, 512).answers(DriveBytes(recovery).byte(4, 0))).expect(hostUses({}));
+    EXPECT_NE(scan(old).find("0x1122334455667700"), std::string::npos) << "OCP 1.0 has the log, too";
+    expectOcpSmart(unlisted, 3, false);
+    unlisted.expect(hostUses({}));
+    EXPECT_EQ(scan(unlisted), answer(0, NOTHING + HEALTHY + leftOut)) << "it is not asked for";
     expectOcpSmart(broken, 3);
     broken.expect(lookAtLog(0xC1, 512).breaks(gone())).expect(hostUses({}));
     EXPECT_EQ(scan(broken),

@@ -134,8 +134,8 @@ TEST(HealthVerdict, TheLastSelfTestThatPassedOrFailedDecides) {
 
 TEST(HealthVerdict, FindsAPanic) {
     HealthEvidence evidence = healthy();
-    evidence.panicId = 0x1F;
-    EXPECT_EQ(verdict(evidence), "102 Panic: The drive's firmware has panicked, with the ID 0x1F.\n");
+    evidence.panic = "The drive's firmware has panicked with the ID 0x1F.";
+    EXPECT_EQ(verdict(evidence), "102 Panic: The drive's firmware has panicked with the ID 0x1F.\n");
 }
 
 TEST(HealthVerdict, FindsWhatTheScansFound) {
