@@ -1,10 +1,11 @@
-// The parsers of logs, which may come out of any file: the persistent event log and the header of telemetry.
+// The parsers of logs, which may come out of any file: the persistent event log and telemetry.
 #include <cstdint>
 #include <string>
 
 #include "features/nvme/LogPages.h"
 #include "features/parsers/PersistentEventLog.h"
 #include "features/parsers/TelemetryHeader.h"
+#include "features/parsers/TelemetryLog.h"
 #include "fuzz/Require.h"
 #include "fuzz/TreeCheck.h"
 #include "ostrel/core/Payload.h"
@@ -55,10 +56,22 @@ void checkTelemetry(const uint8_t* data, size_t size) {
     (void)checkTree(features::nvme::decodeTelemetryHeader(bytes));
 }
 
+/// The bytes are the log, and once more the string log that names what it holds.
+void checkTelemetryLog(const uint8_t* data, size_t size) {
+    const auto bytes = copied(data, size);
+    const TelemetryLog log = parseTelemetryLog(bytes.getData(), bytes.getSize(), bytes);
+    REQUIRE(log.isOne == (size >= TelemetryHeader::BYTES && (data[0] == 0x07 || data[0] == 0x08)));
+    // A statistic has 8 bytes and 6 lines at most, an event 4 and 6; no byte is shown twice.
+    REQUIRE(checkTree(log.tree) <= 300 + 2 * size);
+    const std::string damage = log.damageText();
+    REQUIRE(damage.empty() || (isShowable(damage) && damage.back() == '.'));
+}
+
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     checkEventLog(data, size);
     checkTelemetry(data, size);
+    checkTelemetryLog(data, size);
     return 0;
 }

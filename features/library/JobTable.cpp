@@ -21,6 +21,7 @@
 #include "features/jobs/logs/PersistentEventLogJob.h"
 #include "features/jobs/logs/PersistentEventLogParseJob.h"
 #include "features/jobs/logs/TelemetryLogJob.h"
+#include "features/jobs/logs/TelemetryLogParseJob.h"
 #include "features/jobs/logs/VelkoLogJob.h"
 #include "features/jobs/namespaces/NamespaceManagementJob.h"
 #include "features/jobs/operations/BackgroundProcessingJob.h"
@@ -108,6 +109,7 @@ constexpr JobRow JOBS[] = {
     {JOB_SMBUS_ADDRESS, make<jobs::SmBusAddressJob>, Methods::CHANGE},
     {JOB_SYSTEM_SNAPSHOT, makeVelkoLog<JOB_SYSTEM_SNAPSHOT>, Methods::READ},
     {JOB_TELEMETRY_LOG, make<jobs::TelemetryLogJob>, Methods::READ},
+    {JOB_TELEMETRY_LOG_PARSE, make<jobs::TelemetryLogParseJob>, Methods::READ},
     {JOB_TIMESTAMP, make<jobs::TimestampJob>, Methods::CHANGE},
     {JOB_TRIM, make<jobs::TrimJob>, Methods::CHANGE},
     {JOB_VELKOSSD, make<jobs::VelkoSsdJob>, Methods::READ},

@@ -2,6 +2,7 @@
 
 #include "features/jobs/base/LogLimits.h"
 #include "features/jobs/logs/LongLogs.h"
+#include "features/jobs/logs/StringSink.h"
 #include "features/jobs/support/InputFile.h"
 #include "features/jobs/support/StatusDetails.h"
 #include "features/nvme/LogPageIds.h"
@@ -15,26 +16,6 @@ namespace features::jobs {
 using namespace ostrel::core;
 
 namespace {
-
-/// A log that is to be decoded.
-class StringSink : public LogSink {
-public:
-    StringSink(const nvme::Drive& drive, std::string& bytes) : log_(drive, nvme::LID_PERSISTENT_EVENT), bytes_(bytes) {}
-    Status begin(uint64_t bytes) override {
-        RETURN_IF_FAILED(checkDecoding(log_, bytes));
-        bytes_.clear();
-        bytes_.reserve(bytes);
-        return Status();
-    }
-    Status add(const uint8_t* data, size_t bytes) override {
-        bytes_.append(reinterpret_cast<const char*>(data), bytes);
-        return Status();
-    }
-
-private:
-    const NamedLog log_;
-    std::string& bytes_;
-};
 
 /// Makes the output of a log under the serial number that it bears.
 Result<std::unique_ptr<DriveOutput>> show(const std::string& bytes, const std::string& whence, const Device* device,
@@ -67,7 +48,7 @@ Status PersistentEventLogParseJob::runMethod(const std::shared_ptr<xml::XmlObjec
 
 Status PersistentEventLogParseJob::actOnDrive(nvme::Drive& drive, const Arguments&, DriveOutput& out) {
     std::string bytes;
-    StringSink sink(drive, bytes);
+    StringSink sink(NamedLog(drive, nvme::LID_PERSISTENT_EVENT), bytes);
     RETURN_IF_FAILED(readPersistentEventLog(drive, EventLogContext::PASSING, sink));
     TRY(const auto log, show(bytes, "The log of drive " + drive.name(), &drive.device(), title()));
     for (auto& object : log->take()) out.add(std::move(object));

@@ -12,9 +12,11 @@ namespace features::jobs {
 using namespace ostrel::core;
 namespace keys = attributes::feature;
 
-namespace {
+TelemetryLogJob::TelemetryLogJob()
+    : CloneableJob(ostrel::interfaces::ostreli::JOB_TELEMETRY_LOG, "TelemetryLog",
+                   {parsers::TelemetryHeader::BYTES, statuses::telemetryRetrievalFailed}) {}
 
-Result<TelemetryRequest> readRequest(const Arguments& arguments) {
+Result<TelemetryRequest> TelemetryLogJob::readRequest(const Arguments& arguments) {
     TelemetryRequest request;
     const std::string areaKey = keys::dataArea().getName();
     const auto area = arguments.number(areaKey, parsers::TelemetryHeader::MAX_AREAS);
@@ -30,12 +32,6 @@ Result<TelemetryRequest> readRequest(const Arguments& arguments) {
     request.retainEvent = retain.value_or(request.retainEvent);
     return request;
 }
-
-}  // namespace
-
-TelemetryLogJob::TelemetryLogJob()
-    : CloneableJob(ostrel::interfaces::ostreli::JOB_TELEMETRY_LOG, "TelemetryLog",
-                   {parsers::TelemetryHeader::BYTES, statuses::telemetryRetrievalFailed}) {}
 
 Status TelemetryLogJob::checkRequest(const Arguments& arguments) {
     return statusOf(readRequest(arguments));

@@ -2,6 +2,7 @@
 
 #include "features/jobs/base/CloneableJob.h"
 #include "features/jobs/base/DumpJob.h"
+#include "features/jobs/logs/LongLogs.h"
 
 namespace features::jobs {
 
@@ -10,6 +11,9 @@ namespace features::jobs {
 class TelemetryLogJob : public CloneableJob<TelemetryLogJob, DumpJob> {
 public:
     TelemetryLogJob();
+
+    /// What the arguments say of the log; 10/36 for what is out of bounds.
+    static Result<TelemetryRequest> readRequest(const Arguments& arguments);
 
 protected:
     ostrel::core::Status checkRequest(const Arguments& arguments) override;

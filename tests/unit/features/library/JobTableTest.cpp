@@ -60,6 +60,7 @@ const struct {
     {"SMBusAddress", {}},
     {"SystemSnapshot", {}},
     {"TelemetryLog", {}},
+    {"TelemetryLogParse", {}},
     {"Timestamp", {"Timestamp", "TimestampOrigin", "TimestampSynch"}},
     {"Trim", {}},
 };
