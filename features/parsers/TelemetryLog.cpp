@@ -108,7 +108,7 @@ size_t Walk::damaged(const std::string& sentence) {
 /// Data areas 1 and 2, as far as the bytes reach.
 Range Walk::area(unsigned number) const {
     const auto header = structureAt<TelemetryLogHeader>(data_);
-    const size_t first = number == 1 ? 0 : header.lastBlock[0];
+    const size_t first = number == 1 ? size_t{0} : size_t{header.lastBlock[0]};
     const size_t last = std::max<size_t>(first, header.lastBlock[number - 1]);
     return {std::min(HEADER_BYTES + first * BLOCK_BYTES, size_), std::min(HEADER_BYTES + last * BLOCK_BYTES, size_)};
 }
@@ -215,9 +215,9 @@ size_t Walk::addEvent(FieldTree& tree, const std::string& what, const Range& ran
         "event " + std::to_string(number) + " of " + what + " at offset " + std::to_string(range.begin);
     if (headBytes > range.size()) return damaged(name + " is cut");
     const Range statistic{range.begin + SNAPSHOT_HEAD_BYTES, range.begin + headBytes};
-    const uint16_t dwords =
-        isSnapshot ? structureAt<OcpStatisticDescriptor>(data_ + statistic.begin).dataDwords : event.dataDwords;
-    const size_t bytes = size_t{dwords} * 4;
+    const size_t dwords = isSnapshot ? size_t{structureAt<OcpStatisticDescriptor>(data_ + statistic.begin).dataDwords}
+                                     : size_t{event.dataDwords};
+    const size_t bytes = dwords * 4;
     const size_t left = range.size() - headBytes;
     if (bytes > left)
         return damaged(name + " says that it has " + std::to_string(bytes) + " bytes of data, and " +

@@ -127,7 +127,8 @@ TEST(LogPages, ShowCodesInWords) {
     EXPECT_EQ(selfTestOperationText(1), "short");
     EXPECT_EQ(selfTestOperationText(2), "extended");
     EXPECT_EQ(selfTestOperationText(0xE), "vendor specific");
-    EXPECT_EQ(selfTestOperationText(3), "reserved (0x3)");
+    EXPECT_EQ(selfTestOperationText(3), "host-initiated refresh");
+    EXPECT_EQ(selfTestOperationText(4), "reserved (0x4)");
     EXPECT_EQ(selfTestResultText(0), "completed without error");
     EXPECT_EQ(selfTestResultText(0x9), "aborted due to a sanitize operation");
     EXPECT_EQ(selfTestResultText(0xA), "reserved (0xA)");
