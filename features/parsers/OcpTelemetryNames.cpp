@@ -3,15 +3,12 @@
 #include <algorithm>
 #include <iterator>
 
-
 namespace features::parsers {
 
 using namespace nvme;
 using Kind = OcpTelemetryString::Kind;
 
 namespace {
-
-constexpr uint8_t FIRST_VENDOR_CLASS = 0x80;
 
 // clang-format off
 constexpr Word TIMESTAMP_EVENTS[] = {{0, "set by the host"}, {1, "firmware snapshot"}, {2, "obsolete"}, {}};
@@ -62,7 +59,7 @@ constexpr OcpEventClass CLASSES[] = {
     {0xB, "Virtual FIFO",       FIFO_EVENTS,        0},
 };
 
-constexpr FieldRow TIMESTAMP_DATA[] = {{"Time", "", 0, 8, Format::DATE}};
+constexpr FieldRow TIMESTAMP_DATA[] = {{"Time", "Timestamp (milliseconds)", 0, 6, Format::DECIMAL}};
 constexpr Word LINK_CHANGES[] = {{0, "none"}, {1, "speed"}, {2, "width"}, {3, "speed and width"}, {}};
 constexpr Word LINK_SPEEDS[] = {
     {1, "Gen1"}, {2, "Gen2"}, {3, "Gen3"}, {4, "Gen4"}, {5, "Gen5"}, {6, "Gen6"}, {7, "Gen7"}, {},
@@ -188,7 +185,7 @@ std::string OcpTelemetryNames::event(uint8_t eventClass, uint16_t id) const {
 }
 
 std::string OcpTelemetryNames::vendorEvent(uint8_t eventClass, uint16_t id) const {
-    return find(eventClass < FIRST_VENDOR_CLASS ? Kind::VENDOR_EVENT : Kind::EVENT, eventClass, id);
+    return find(eventClass < FIRST_VENDOR_EVENT_CLASS ? Kind::VENDOR_EVENT : Kind::EVENT, eventClass, id);
 }
 
 std::string OcpTelemetryNames::fifo(unsigned number) const {

@@ -17,6 +17,8 @@ struct OcpEventClass {
     const nvme::Word* events;
     uint8_t dataBytes;  ///< before the maker's own part
 };
+/// Classes of the maker's own begin here.
+inline constexpr uint8_t FIRST_VENDOR_EVENT_CLASS = 0x80;
 /// Null for a class that is not of the specification.
 const OcpEventClass* findOcpEventClass(uint8_t id);
 /// The fields of an event's data; none where it has no data but the maker's.

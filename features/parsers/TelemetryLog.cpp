@@ -41,7 +41,7 @@ constexpr FieldRow REASON[] = {
 constexpr FieldRow AREA_1[] = {
     {"Major Version", "", FIELD(OcpTelemetryArea1, majorVersion), Format::DECIMAL},
     {"Minor Version", "", FIELD(OcpTelemetryArea1, minorVersion), Format::DECIMAL},
-    {"Timestamp", "", FIELD(OcpTelemetryArea1, timestamp), Format::DATE},
+    {"Timestamp", "Time of the capture (milliseconds)", offsetof(OcpTelemetryArea1, timestamp), 6, Format::DECIMAL},
     {"GUID", "", FIELD(OcpTelemetryArea1, guid), Format::BYTES},
     {"Telemetry Profiles Supported", "", FIELD(OcpTelemetryArea1, profilesSupported), Format::DECIMAL},
     {"Telemetry Profile Selected", "", FIELD(OcpTelemetryArea1, profileSelected), Format::DECIMAL},
@@ -190,6 +190,7 @@ void Walk::addVendorPart(FieldTree& part, uint8_t eventClass, const Range& data)
     const uint16_t id = le16(data_ + data.begin);
     part.add("VU Event Identifier", hexText(id, 4));
     part.add("VU Event", orUnknown(names_.vendorEvent(eventClass, id)));
+    if (data.size() == ID_BYTES) return;
     part.add("VU Data", bytesToHex(data_ + data.begin + ID_BYTES, data.size() - ID_BYTES));
 }
 
@@ -225,7 +226,9 @@ size_t Walk::addEvent(FieldTree& tree, const std::string& what, const Range& ran
     const Range data{range.begin + headBytes, range.begin + headBytes + bytes};
     FieldTree& part = tree.addPart("Event " + std::to_string(number));
     const OcpEventClass* row = findOcpEventClass(event.eventClass);
-    part.add("Class Name", row == nullptr ? "vendor unique" : row->name);
+    part.add("Class Name", row != nullptr                                 ? row->name
+                           : event.eventClass >= FIRST_VENDOR_EVENT_CLASS ? "vendor unique"
+                                                                          : "reserved");
     if (isSnapshot) {
         addStatisticFields(part, statistic, data);
     } else {

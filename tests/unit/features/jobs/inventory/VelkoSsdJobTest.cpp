@@ -94,12 +94,6 @@ TEST(VelkoSsdJob, ShowsEverythingThatTheDriveHas) {
     setText(drive, attributes::device::modelNumber(), "VELKO X1");
     drive.expect(hostNamespaces({unusedNamespace(1), unusedNamespace(2)}))
         .expect(lookAtLog(0x02, 512).answers(smartLog().byte(0, 0x08)))
-        .expect(identify(0x00, 1).answers(identifyNamespace(262144, 12)
-                                              .byte(26, 0x11)
-                                              .byte(25, 1)
-                                              .put(132, {8, 0, 12, 0})
-                                              .byte(28, 0x1F)
-                                              .byte(29, 0x09)))
         .expect(identify(0x01).answers(identifyController()
                                            .le32(80, 0x00010302)
                                            .le64(280, 4294967296)
@@ -117,6 +111,12 @@ TEST(VelkoSsdJob, ShowsEverythingThatTheDriveHas) {
         .expect(logList(0xC0))
         .expect(lookAtLog(0xC0, 512).answers(DriveBytes(512).le16(101, 0).byte(103, 2).put(
             496, {0xC5, 0xAF, 0x10, 0x28, 0xEA, 0xBF, 0xF2, 0xA4, 0x9C, 0x4F, 0x6F, 0x7C, 0xC9, 0x14, 0xD5, 0xAF})))
+        .expect(identify(0x00, 1).answers(identifyNamespace(262144, 12)
+                                              .byte(26, 0x11)
+                                              .byte(25, 1)
+                                              .put(132, {8, 0, 12, 0})
+                                              .byte(28, 0x1F)
+                                              .byte(29, 0x09)))
         .expect(hostLocation({"0000:01:00.0",
                               "4",
                               "8.0 GT/s",

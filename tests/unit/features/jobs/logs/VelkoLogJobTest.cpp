@@ -70,8 +70,8 @@ TEST(VelkoLogJob, GivesHeaderAndRest) {
         const DriveBytes header = head(c.signature, 72, 5);
         const DriveBytes tail = {0xAA, 0xBB, 0xCC, 0xDD, 5, 0, 0, 0};
         velko(drive)
-            .expect(lookAtLog(c.lid, 64).answers(header))
             .expect(identify(0x01).answers(identifyController()))
+            .expect(lookAtLog(c.lid, 64).answers(header))
             .expect(rest(c.lid, 8).answers(tail));
         EXPECT_EQ(dump(c.job, drive),
                   std::string("0/0\n<Object category=\"Output\" key=\"S1\" name=\"") + c.logName +
