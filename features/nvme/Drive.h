@@ -22,7 +22,7 @@ struct Answer {
     ostrel::core::Payload data;
 };
 
-/// Where the UUID List has the UUIDs by which vendor specific log pages and features are told apart, counted from 1; 0:
+/// Where the UUID List has the UUIDs of the owners of vendor specific log pages and features, counted from 1; 0:
 /// it does not have them, or the controller has no list.
 struct UuidIndexes {
     uint8_t ocp = 0;

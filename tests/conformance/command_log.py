@@ -32,6 +32,8 @@ class CommandLog(SimulatedTestCase):
 
     def test_has_what_the_drive_refused(self):
         self.assertEqual(self.lines("show", "-velkossd", "0", "-getfeature", "0xCF"), [
+            *(f"{FOLDER}/ocp: Identify (06h), NSID 00000000h, CDW10-15 {cns}h 00000000h 00000000h 00000000h 00000000h "
+              "00000000h, 4096 bytes: Successful Completion (0/00h)" for cns in ("00000001", "00000017")),
             f"{FOLDER}/ocp: Get Features (0Ah), NSID 00000000h, CDW10-15 000000CFh 00000000h 00000000h 00000000h "
             "00000000h 00000000h, 4096 bytes: Invalid Field in Command (0/02h)",
             "Job NVMeFeatures (Method): 0/0 Completed successfully."])
