@@ -39,14 +39,15 @@ std::string takeModel(const std::string& name, Description& description) {
 }
 
 std::string takeCount(const std::string& text, uint64_t& count) {
-    const bool isCount = ostrel::core::isInteger(text) && parseSize(text, count);
-    return isCount && count > 0 && count <= MAX_DRIVES ? "" : "--count takes 1 to " + std::to_string(MAX_DRIVES) + ".";
+    count = (ostrel::core::isInteger(text) ? parseSize(text) : std::nullopt).value_or(0);
+    return count > 0 && count <= MAX_DRIVES ? "" : "--count takes 1 to " + std::to_string(MAX_DRIVES) + ".";
 }
 
 std::string takeSize(const std::string& text, Description& description) {
-    return parseSize(text, description.sizeBytes)
-               ? ""
-               : "--size takes a number of bytes, or one with K, M, G, T, Ki, Mi, Gi or Ti.";
+    const std::optional<uint64_t> bytes = parseSize(text);
+    if (!bytes) return "--size takes a number of bytes, or one with K, M, G, T, Ki, Mi, Gi or Ti.";
+    description.sizeBytes = *bytes;
+    return "";
 }
 
 std::string takeControllers(const std::string& text, Description& description) {

@@ -31,39 +31,45 @@ const auto& rowOf(AnaState state) {
     return *std::find_if(std::begin(STATES), std::end(STATES), [&](const auto& row) { return row.state == state; });
 }
 
-bool parseState(const std::string& word, AnaState& state) {
+std::optional<AnaState> parseState(const std::string& word) {
     const auto* row =
         std::find_if(std::begin(STATES), std::end(STATES), [&](const auto& each) { return word == each.word; });
-    if (row == std::end(STATES)) return false;
-    state = row->state;
-    return true;
+    return row == std::end(STATES) ? std::nullopt : std::optional(row->state);
 }
 
-/// "1:all", "2:1"
-bool parsePlace(const std::string& text, AnaFault& fault) {
-    const size_t colon = text.find(':');
-    if (colon == std::string::npos || !parseInto(text.substr(0, colon), fault.controllerId)) return false;
-    const std::string group = text.substr(colon + 1);
-    const bool isGroup = group == ALL_GROUPS || (parseInto(group, fault.group) && fault.group != 0);
-    return isGroup && fault.controllerId != 0 && fault.controllerId <= MAX_CONTROLLERS;
+/// "all", or the number of one.
+std::optional<uint32_t> parseGroup(const std::string& text) {
+    if (text == ALL_GROUPS) return 0;
+    const auto group = parseNumber<uint32_t>(text);
+    return group == 0U ? std::nullopt : group;
+}
+
+/// "1:all inaccessible", "2:1 non-optimized"
+std::optional<AnaFault> parseFault(const std::string& text) {
+    std::istringstream in(text);
+    std::string place;
+    std::string word;
+    std::string more;
+    in >> place >> word;
+    const size_t colon = place.find(':');
+    if (in >> more || colon == std::string::npos) return std::nullopt;
+    const auto controllerId = parseNumber<uint16_t>(place.substr(0, colon), MAX_CONTROLLERS);
+    const std::optional<uint32_t> group = parseGroup(place.substr(colon + 1));
+    const std::optional<AnaState> state = parseState(word);
+    if (!controllerId || *controllerId == 0 || !group || !state) return std::nullopt;
+    return AnaFault{*controllerId, *group, *state};
 }
 
 }  // namespace
 
-bool parseAnaFaults(const std::string& text, std::vector<AnaFault>& faults) {
-    std::vector<AnaFault> read;
+std::optional<std::vector<AnaFault>> parseAnaFaults(const std::string& text) {
+    std::vector<AnaFault> faults;
     for (const std::string& part : listOf(text)) {
-        std::istringstream in(part);
-        std::string place;
-        std::string state;
-        std::string more;
-        in >> place >> state;
-        AnaFault fault;
-        if (in >> more || !parsePlace(place, fault) || !parseState(state, fault.state)) return false;
-        read.push_back(fault);
+        const std::optional<AnaFault> fault = parseFault(part);
+        if (!fault) return std::nullopt;
+        faults.push_back(*fault);
     }
-    faults = std::move(read);
-    return true;
+    return faults;
 }
 
 std::string anaFaultsText(const std::vector<AnaFault>& faults) {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -18,8 +19,8 @@ struct AnaFault {
     AnaState state = AnaState::OPTIMIZED;
 };
 
-/// "1:all inaccessible, 2:1 non-optimized": CONTROLLER:GROUP and the state. False: a text that is none.
-bool parseAnaFaults(const std::string& text, std::vector<AnaFault>& faults);
+/// "1:all inaccessible, 2:1 non-optimized": CONTROLLER:GROUP and the state. Empty: a text that is none.
+std::optional<std::vector<AnaFault>> parseAnaFaults(const std::string& text);
 std::string anaFaultsText(const std::vector<AnaFault>& faults);
 /// The state of a group on a controller: that of the last fault that names them; without one, optimized.
 AnaState anaStateOf(const std::vector<AnaFault>& faults, uint16_t controllerId, uint32_t group);

@@ -35,19 +35,18 @@ constexpr Unit UNITS[] = {
     {"KB", 1000}, {"MB", 1000000}, {"GB", 1000000000}, {"TB", 1000000000000},
 };
 
-bool parseBool(const std::string& text, bool& into) {
-    if (text != "yes" && text != "no") return false;
-    into = text == "yes";
-    return true;
+std::optional<bool> parseBool(const std::string& text) {
+    return text == "yes" || text == "no" ? std::optional(text == "yes") : std::nullopt;
 }
 
 /// A description has the units as they are written, with blanks or none before them; a command line is less strict.
-bool parseDriveSize(const std::string& text, uint64_t& bytes) {
+std::optional<uint64_t> parseDriveSize(const std::string& text) {
     const size_t end = std::min(text.find_first_not_of("0123456789"), text.size());
     const std::string unit = trimmed(text.substr(end));
     const auto isUnit = [&unit](const Unit& known) { return unit == known.name; };
-    return std::any_of(std::begin(UNITS), std::end(UNITS), isUnit) && parseSize(text.substr(0, end) + unit, bytes) &&
-           bytes >= MIN_DRIVE_BYTES && bytes <= MAX_DRIVE_BYTES;
+    if (std::none_of(std::begin(UNITS), std::end(UNITS), isUnit)) return std::nullopt;
+    const std::optional<uint64_t> bytes = parseSize(text.substr(0, end) + unit);
+    return bytes && *bytes >= MIN_DRIVE_BYTES && *bytes <= MAX_DRIVE_BYTES ? bytes : std::nullopt;
 }
 
 std::string sizeText(uint64_t bytes) {
@@ -65,136 +64,132 @@ bool parseModel(const std::string& text, Description& description) {
     return true;
 }
 
-bool parseSerial(const std::string& text, std::string& serial) {
-    constexpr size_t MOST = 20;
-    if (text.empty() || text.size() > MOST) return false;
-    for (const char c : text) {
-        if (c <= ' ' || c > '~') return false;
-    }
-    serial = text;
-    return true;
+std::optional<std::string> parseSerial(const std::string& text) {
+    constexpr size_t MAX_LENGTH = 20;
+    const bool isVisible = std::all_of(text.begin(), text.end(), [](char c) { return c > ' ' && c <= '~'; });
+    return isVisible && !text.empty() && text.size() <= MAX_LENGTH ? std::optional(text) : std::nullopt;
 }
 
-bool parsePrintable(const std::string& text, size_t max, std::string& into) {
-    if (!text.empty() && !isPrintable(text, max)) return false;
-    into = text;
-    return true;
+std::optional<std::string> parseModelNumber(const std::string& text) {
+    return text.empty() || isPrintable(text, MODEL_NUMBER_BYTES) ? std::optional(text) : std::nullopt;
 }
 
-bool parseControllers(const std::string& text, bool& areTwo) {
-    if (text != "1" && text != "2") return false;
-    areTwo = text == "2";
-    return true;
+/// Whether there are two.
+std::optional<bool> parseControllers(const std::string& text) {
+    return text == "1" || text == "2" ? std::optional(text == "2") : std::nullopt;
 }
 
-bool parseTransfer(const std::string& text, uint32_t& kib) {
+/// In KiB; 0: no limit.
+std::optional<uint32_t> parseTransfer(const std::string& text) {
     constexpr uint32_t MIN = 8;  // MDTS 1; of one page of 4 KiB it would be 0, which is no limit
     constexpr uint32_t MAX = 16384;
-    uint32_t number = 0;
-    if (!parseInto(text, number) || number > MAX) return false;
-    if (number != 0 && (number < MIN || (number & (number - 1)) != 0)) return false;
-    kib = number;
-    return true;
+    const auto kib = parseNumber<uint32_t>(text, MAX);
+    if (!kib || *kib == 0) return kib;
+    return *kib < MIN || (*kib & (*kib - 1)) != 0 ? std::nullopt : kib;
 }
 
-bool parseTemperature(const std::string& text, std::optional<int32_t>& celsius) {
-    constexpr int32_t LEAST = -100;
-    constexpr int32_t MOST = 200;
-    if (text.empty()) {
-        celsius.reset();
-        return true;
-    }
+std::optional<int32_t> parseTemperature(const std::string& text) {
+    constexpr int32_t MIN_CELSIUS = -100;
+    constexpr int32_t MAX_CELSIUS = 200;
     const bool isNegative = text[0] == '-';
-    uint32_t number = 0;
-    if (!parseInto(text.substr(isNegative ? 1 : 0), number) || number > static_cast<uint32_t>(MOST)) return false;
-    const auto value = static_cast<int32_t>(number) * (isNegative ? -1 : 1);
-    if (value < LEAST) return false;
-    celsius = value;
-    return true;
+    const auto number = parseNumber<int32_t>(text.substr(isNegative ? 1 : 0), isNegative ? -MIN_CELSIUS : MAX_CELSIUS);
+    return number && isNegative ? std::optional(-*number) : number;
 }
 
-bool parseClock(const std::string& text, std::optional<uint64_t>& ms) {
-    constexpr uint64_t MOST = (uint64_t{1} << 48) - 1;  // as much as a Timestamp holds
-    uint64_t number = 0;
-    if (!text.empty() && !parseNumber(text, MOST, number)) return false;
-    ms = text.empty() ? std::nullopt : std::optional<uint64_t>(number);
-    return true;
+/// In milliseconds.
+std::optional<uint64_t> parseClock(const std::string& text) {
+    constexpr uint64_t MAX_MS = (uint64_t{1} << 48) - 1;  // as much as a Timestamp holds
+    return parseUint64(text, MAX_MS);
 }
 
-bool parseCount(const std::string& text, uint32_t& namespaces) {
-    uint32_t number = 0;
-    if (!parseInto(text, number) || number == 0 || number > MAX_NAMESPACES) return false;
-    namespaces = number;
-    return true;
+std::optional<uint32_t> parseNamespaceCount(const std::string& text) {
+    const auto count = parseNumber<uint32_t>(text, MAX_NAMESPACES);
+    return count == 0U ? std::nullopt : count;
+}
+
+/// "1:100-107", "1:500"
+std::optional<BlockRange> parseBlocks(const std::string& text) {
+    const size_t colon = text.find(':');
+    if (colon == std::string::npos) return std::nullopt;
+    const size_t dash = text.find('-', colon);
+    const bool isOne = dash == std::string::npos;
+    const std::string firstText = text.substr(colon + 1, isOne ? dash : dash - colon - 1);
+    const auto nsid = parseNumber<uint32_t>(text.substr(0, colon));
+    const auto first = parseNumber<uint64_t>(firstText);
+    const auto last = parseNumber<uint64_t>(isOne ? firstText : text.substr(dash + 1));
+    if (!nsid || !first || !last || *last < *first) return std::nullopt;
+    if (*last - *first == std::numeric_limits<uint64_t>::max()) return std::nullopt;
+    return BlockRange{*nsid, *first, *last - *first + 1};
 }
 
 /// "1:100-107, 1:500"
-bool parseMediaErrors(const std::string& text, std::vector<BlockRange>& ranges) {
-    std::vector<BlockRange> read;
+std::optional<std::vector<BlockRange>> parseMediaErrors(const std::string& text) {
+    std::vector<BlockRange> ranges;
     for (const std::string& part : listOf(text)) {
-        const size_t colon = part.find(':');
-        if (colon == std::string::npos) return false;
-        const size_t dash = part.find('-', colon);
-        BlockRange range;
-        uint64_t last = 0;
-        const std::string first = part.substr(colon + 1, dash == std::string::npos ? dash : dash - colon - 1);
-        if (!parseInto(part.substr(0, colon), range.nsid) || !parseInto(first, range.first)) return false;
-        if (!parseInto(dash == std::string::npos ? first : part.substr(dash + 1), last)) return false;
-        if (last < range.first || last - range.first == std::numeric_limits<uint64_t>::max()) return false;
-        range.count = last - range.first + 1;
-        read.push_back(range);
+        const std::optional<BlockRange> range = parseBlocks(part);
+        if (!range) return std::nullopt;
+        ranges.push_back(*range);
     }
-    ranges = std::move(read);
-    return true;
+    return ranges;
 }
 
-/// "1:1000", or nothing.
-bool parseBlock(const std::string& text, std::optional<BlockRange>& block) {
-    std::vector<BlockRange> ranges;
-    if (!parseMediaErrors(text, ranges) || ranges.size() > 1) return false;
-    if (!ranges.empty() && ranges[0].count != 1) return false;
-    block = ranges.empty() ? std::nullopt : std::optional<BlockRange>(ranges[0]);
-    return true;
+/// "1:1000"
+std::optional<BlockRange> parseBlock(const std::string& text) {
+    const std::optional<BlockRange> range = parseBlocks(text);
+    return range && range->count == 1 ? range : std::nullopt;
 }
 
 /// What follows the opcode of a faulty command.
 enum class Argument { NONE, STATUS, MILLISECONDS };
 
 /// A word that is missing is empty.
-bool parseArgument(const std::string& text, Argument argument, FaultyCommand& command) {
-    constexpr uint16_t MAX_STATUS = 0x7FF;
+std::optional<uint32_t> parseArgument(const std::string& text, Argument argument) {
+    constexpr uint32_t MAX_STATUS = 0x7FF;
     constexpr uint32_t MAX_DELAY_MS = 3600000;
     switch (argument) {
         case Argument::NONE:
-            return text.empty();
+            return text.empty() ? std::optional<uint32_t>(0) : std::nullopt;
         case Argument::STATUS:
-            return parseInto(text, command.statusField) && command.statusField <= MAX_STATUS;
-        case Argument::MILLISECONDS:
-            return parseInto(text, command.delayMs) && command.delayMs != 0 && command.delayMs <= MAX_DELAY_MS;
+            return parseNumber<uint32_t>(text, MAX_STATUS);
+        case Argument::MILLISECONDS: {
+            const auto ms = parseNumber<uint32_t>(text, MAX_DELAY_MS);
+            return ms == 0U ? std::nullopt : ms;
+        }
     }
-    return false;
+    return std::nullopt;
 }
 
-/// "admin 0x06, io all", and with an argument "admin 0x80 0x10A".
-bool parseCommands(const std::string& text, Argument argument, std::vector<FaultyCommand>& commands) {
-    std::vector<FaultyCommand> read;
+/// "admin 0x06", "io all", and with an argument "admin 0x80 0x10A".
+std::optional<FaultyCommand> parseCommand(const std::string& text, Argument argument) {
+    std::istringstream in(text);
+    std::string queue;
+    std::string opcodeText;
+    std::string value;
+    std::string more;
+    in >> queue >> opcodeText >> value;
+    if ((queue != "admin" && queue != "io") || in >> more) return std::nullopt;
+    const bool isAny = opcodeText == "all";
+    const auto opcode = isAny ? std::optional<uint8_t>(0) : parseNumber<uint8_t>(opcodeText);
+    const std::optional<uint32_t> number = parseArgument(value, argument);
+    if (!opcode || !number) return std::nullopt;
+    FaultyCommand command;
+    command.isAdmin = queue == "admin";
+    command.opcode = *opcode;
+    command.isAnyOpcode = isAny;
+    if (argument == Argument::STATUS) command.statusField = static_cast<uint16_t>(*number);
+    if (argument == Argument::MILLISECONDS) command.delayMs = *number;
+    return command;
+}
+
+/// Several with commas between them.
+std::optional<std::vector<FaultyCommand>> parseCommands(const std::string& text, Argument argument) {
+    std::vector<FaultyCommand> commands;
     for (const std::string& part : listOf(text)) {
-        std::istringstream in(part);
-        std::string queue;
-        std::string opcode;
-        std::string value;
-        std::string more;
-        in >> queue >> opcode >> value;
-        FaultyCommand command;
-        command.isAdmin = queue == "admin";
-        command.isAnyOpcode = opcode == "all";
-        if ((!command.isAdmin && queue != "io") || in >> more) return false;
-        if (!command.isAnyOpcode && !parseInto(opcode, command.opcode)) return false;
-        if (!parseArgument(value, argument, command)) return false;
-        read.push_back(command);
+        const std::optional<FaultyCommand> command = parseCommand(part, argument);
+        if (!command) return std::nullopt;
+        commands.push_back(*command);
     }
-    commands = std::move(read);
-    return true;
+    return commands;
 }
 
 std::string hex(uint64_t value, unsigned digits) {
@@ -225,6 +220,21 @@ std::string boolText(bool value) {
     return value ? "yes" : "no";
 }
 
+/// Takes the value that a text has over into the description; false: it has none.
+template <class Value>
+bool take(const std::optional<Value>& value, Value& into) {
+    if (value) into = *value;
+    return value.has_value();
+}
+
+/// The same for a value that a description may lack: the text is empty then.
+template <class Value>
+bool takeOptional(const std::string& text, std::optional<Value> (*parse)(const std::string&),
+                  std::optional<Value>& into) {
+    into = text.empty() ? std::nullopt : parse(text);
+    return text.empty() || into.has_value();
+}
+
 /// One key of the description: what it is for, how it is read and written, what it takes.
 struct KeyRow {
     const char* section;
@@ -248,7 +258,7 @@ constexpr KeyRow numberRow(const char* key, const char* takes, const char* expla
             false,
             takes,
             explanation,
-            [](Text text, D& d) { return parseInto(text, d.*Member); },
+            [](Text text, D& d) { return take(parseNumber<uint32_t>(text), d.*Member); },
             [](const D& d) { return std::to_string(d.*Member); }};
 }
 template <auto Member>
@@ -258,7 +268,7 @@ constexpr KeyRow switchRow(const char* key, const char* explanation) {
             false,
             "\"yes\" or \"no\"",
             explanation,
-            [](Text text, D& d) { return parseBool(text, d.*Member); },
+            [](Text text, D& d) { return take(parseBool(text), d.*Member); },
             [](const D& d) { return boolText(d.*Member); }};
 }
 
@@ -271,24 +281,24 @@ const KeyRow KEYS[] = {
      [](Text text, D& d) { return parseModel(text, d); },
      [](const D& d) { return std::string(modelOf(d.model).name); }},
     {"drive", "serial-number", true, "1 to 20 visible characters", "",
-     [](Text text, D& d) { return parseSerial(text, d.serialNumber); },
+     [](Text text, D& d) { return take(parseSerial(text), d.serialNumber); },
      [](const D& d) { return d.serialNumber; }},
     {"drive", "model-number", false, "1 to 40 printable ASCII characters, without blanks at the ends, or nothing",
      "The model number that the drive shows; nothing: that of its model.",
-     [](Text text, D& d) { return parsePrintable(text, MODEL_NUMBER_BYTES, d.modelNumber); },
+     [](Text text, D& d) { return take(parseModelNumber(text), d.modelNumber); },
      [](const D& d) { return d.modelNumber; }},
     {"drive", "controllers", false, "1 or 2",
      "Controllers of the NVM subsystem; two have a port each, and report Asymmetric Namespace Access.",
-     [](Text text, D& d) { return parseControllers(text, d.hasTwoControllers); },
+     [](Text text, D& d) { return take(parseControllers(text), d.hasTwoControllers); },
      [](const D& d) { return std::to_string(d.controllerCount()); }},
     {"drive", "size", true, "1 MiB to 8 TiB, for instance \"16 GiB\"",
      "What all namespaces together may take: bytes, or with KiB, MiB, GiB, TiB, KB, MB, GB, TB.",
-     [](Text text, D& d) { return parseDriveSize(text, d.sizeBytes); },
+     [](Text text, D& d) { return take(parseDriveSize(text), d.sizeBytes); },
      [](const D& d) { return sizeText(d.sizeBytes); }},
     {"drive", "clock", false, "milliseconds since 1970, or nothing",
      "The time of the drive's clock, in milliseconds since 1970 (UTC); "
      "nothing: it goes with the machine's.",
-     [](Text text, D& d) { return parseClock(text, d.clockMs); },
+     [](Text text, D& d) { return takeOptional(text, parseClock, d.clockMs); },
      [](const D& d) { return d.clockMs ? std::to_string(*d.clockMs) : ""; }},
     switchRow<&D::supportsFormat>("format", "Optional commands and logs: yes or no."),
     switchRow<&D::supportsNamespaceManagement>("namespace-management", ""),
@@ -298,69 +308,69 @@ const KeyRow KEYS[] = {
     switchRow<&D::supportsTelemetry>("telemetry", ""),
     switchRow<&D::supportsPersistentEventLog>("persistent-event-log", ""),
     {"supports", "max-namespaces", false, "1 to 1024", "",
-     [](Text text, D& d) { return parseCount(text, d.maxNamespaces); },
+     [](Text text, D& d) { return take(parseNamespaceCount(text), d.maxNamespaces); },
      [](const D& d) { return std::to_string(d.maxNamespaces); }},
     {"supports", "max-transfer-kib", false, "0 or a power of two from 8 to 16384",
      "The most data that one command carries; 0: no limit.",
-     [](Text text, D& d) { return parseTransfer(text, d.maxTransferKib); },
+     [](Text text, D& d) { return take(parseTransfer(text), d.maxTransferKib); },
      [](const D& d) { return std::to_string(d.maxTransferKib); }},
     numberRow<&D::shortSelfTestSeconds>("short-self-test-seconds", "a number of seconds", "How long things take."),
     numberRow<&D::extendedSelfTestSeconds>("extended-self-test-seconds", "a number of seconds", ""),
     numberRow<&D::sanitizeSeconds>("sanitize-seconds", "a number of seconds", ""),
     {"faults", "critical-warning", false, "0x00 to 0xFF",
      "Bits of the Critical Warning field of the SMART log that are set.",
-     [](Text text, D& d) { return parseInto(text, d.faults.criticalWarning); },
+     [](Text text, D& d) { return take(parseNumber<uint8_t>(text), d.faults.criticalWarning); },
      [](const D& d) { return hex(d.faults.criticalWarning, 2); },
      "0x01", "bits of the SMART log's field"},
     {"faults", "temperature", false, "-100 to 200, or nothing",
      "The composite temperature in degrees Celsius; nothing: the true one.",
-     [](Text text, D& d) { return parseTemperature(text, d.faults.temperatureCelsius); },
+     [](Text text, D& d) { return takeOptional(text, parseTemperature, d.faults.temperatureCelsius); },
      [](const D& d) { return d.faults.temperatureCelsius ? std::to_string(*d.faults.temperatureCelsius) : ""; },
      "90", "degrees Celsius"},
     {"faults", "smart", false, "fields like \"percentage-used 95, power-on-hours 43800\"",
      "Fields of the SMART log, by their names in the standard, and the values that they show.",
-     [](Text text, D& d) { return parseSmartFaults(text, d.faults.smart); },
+     [](Text text, D& d) { return take(parseSmartFaults(text), d.faults.smart); },
      [](const D& d) { return smartFaultsText(d.faults.smart); },
      "\"percentage-used 95, power-on-hours 43800\"", "any field of the SMART log"},
     {"faults", "media-errors", false, "blocks like \"1:100-107, 1:500\"",
      "Blocks that cannot be read: NAMESPACE:BLOCK or NAMESPACE:FIRST-LAST.",
-     [](Text text, D& d) { return parseMediaErrors(text, d.faults.mediaErrors); },
+     [](Text text, D& d) { return take(parseMediaErrors(text), d.faults.mediaErrors); },
      [](const D& d) { return mediaErrorsText(d.faults.mediaErrors); },
      "1:100-107", "blocks that cannot be read, NAMESPACE:BLOCKS"},
     {"faults", "self-test-failure", false, "a block like \"1:1000\", or nothing",
      "The block at which a self-test of its namespace fails: NAMESPACE:BLOCK.",
-     [](Text text, D& d) { return parseBlock(text, d.faults.selfTestFailure); },
+     [](Text text, D& d) { return takeOptional(text, parseBlock, d.faults.selfTestFailure); },
      [](const D& d) { return d.faults.selfTestFailure ? mediaErrorsText({*d.faults.selfTestFailure}) : ""; },
      "1:1000", "the block at which a self-test fails"},
     {"faults", "fail", false, "commands like \"admin 0x80 0x10A\"",
      "Commands that fail, undone: queue, opcode or \"all\", status (code in bits 7:0, type in 10:8).",
-     [](Text text, D& d) { return parseCommands(text, Argument::STATUS, d.faults.fail); },
+     [](Text text, D& d) { return take(parseCommands(text, Argument::STATUS), d.faults.fail); },
      [](const D& d) { return commandsText(d.faults.fail, Argument::STATUS); },
      "\"admin 0x80 0x10A\"", "a command, by opcode, and how it ends"},
     {"faults", "slow", false, "commands like \"admin 0x06 500\", at most 3600000",
      "Commands that are answered late: queue, opcode or \"all\", milliseconds.",
-     [](Text text, D& d) { return parseCommands(text, Argument::MILLISECONDS, d.faults.slow); },
+     [](Text text, D& d) { return take(parseCommands(text, Argument::MILLISECONDS), d.faults.slow); },
      [](const D& d) { return commandsText(d.faults.slow, Argument::MILLISECONDS); },
      "\"io all 200\"", "commands that take so many milliseconds"},
     {"faults", "hang", false, "commands like \"admin 0x06, io 0x02\"",
      "Commands that are never answered, and not carried out: queue, and opcode or \"all\".",
-     [](Text text, D& d) { return parseCommands(text, Argument::NONE, d.faults.hang); },
+     [](Text text, D& d) { return take(parseCommands(text, Argument::NONE), d.faults.hang); },
      [](const D& d) { return commandsText(d.faults.hang, Argument::NONE); },
      "\"admin 0x06\"", "a command that is never answered"},
     {"faults", "power-loss", false, "commands like \"admin 0x80\"",
      "Commands in the middle of which the drive loses its power, undone: queue, and opcode or \"all\".",
-     [](Text text, D& d) { return parseCommands(text, Argument::NONE, d.faults.powerLoss); },
+     [](Text text, D& d) { return take(parseCommands(text, Argument::NONE), d.faults.powerLoss); },
      [](const D& d) { return commandsText(d.faults.powerLoss, Argument::NONE); },
      "\"io 0x01\"", "a command over which the power fails"},
     {"faults", "ana", false, "states like \"1:all inaccessible, 2:1 non-optimized\"",
      "States of ANA groups on a controller, CONTROLLER:GROUP or CONTROLLER:all: optimized, non-optimized, "
      "inaccessible, persistent-loss or change. The group of a namespace is its identifier.",
-     [](Text text, D& d) { return parseAnaFaults(text, d.faults.ana); },
+     [](Text text, D& d) { return take(parseAnaFaults(text), d.faults.ana); },
      [](const D& d) { return anaFaultsText(d.faults.ana); },
      "\"2:all inaccessible\"", "states of namespaces on a controller"},
     {"faults", "gone", false, "\"yes\" or \"no\"",
      "The drive has vanished: it is listed and does not answer.",
-     [](Text text, D& d) { return parseBool(text, d.faults.isGone); },
+     [](Text text, D& d) { return take(parseBool(text), d.faults.isGone); },
      [](const D& d) { return boolText(d.faults.isGone); },
      "yes", "the drive has vanished"},
 };

@@ -24,17 +24,17 @@ bool isPrintable(const std::string& text, size_t max) {
     return std::all_of(text.begin(), text.end(), [](char c) { return c >= ' ' && c <= '~'; });
 }
 
-bool parseNumber(const std::string& text, uint64_t max, uint64_t& number) {
+std::optional<uint64_t> parseUint64(const std::string& text, uint64_t max) {
     const bool isHex = text.compare(0, 2, "0x") == 0;
     const char* digits = isHex ? "0123456789abcdefABCDEF" : "0123456789";
     const std::string body = isHex ? text.substr(2) : text;
-    if (body.empty() || body.size() > 19 || body.find_first_not_of(digits) != std::string::npos) return false;
+    if (body.empty() || body.size() > 19 || body.find_first_not_of(digits) != std::string::npos) return std::nullopt;
     try {
-        number = std::stoull(body, nullptr, isHex ? 16 : 10);
+        const uint64_t number = std::stoull(body, nullptr, isHex ? 16 : 10);
+        return number <= max ? std::optional(number) : std::nullopt;
     } catch (const std::out_of_range&) {
-        return false;
+        return std::nullopt;
     }
-    return number <= max;
 }
 
 }  // namespace features::simulator

@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <limits>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -17,14 +18,12 @@ std::vector<std::string> listOf(const std::string& text);
 /// drive's padding would swallow.
 bool isPrintable(const std::string& text, size_t max);
 /// Decimal digits, or hexadecimal ones after "0x", up to `max`.
-bool parseNumber(const std::string& text, uint64_t max, uint64_t& number);
+std::optional<uint64_t> parseUint64(const std::string& text, uint64_t max);
 
 template <class Number>
-bool parseInto(const std::string& text, Number& into) {
-    uint64_t number = 0;
-    if (!parseNumber(text, std::numeric_limits<Number>::max(), number)) return false;
-    into = static_cast<Number>(number);
-    return true;
+std::optional<Number> parseNumber(const std::string& text, Number max = std::numeric_limits<Number>::max()) {
+    const std::optional<uint64_t> number = parseUint64(text, static_cast<uint64_t>(max));
+    return number ? std::optional(static_cast<Number>(*number)) : std::nullopt;
 }
 
 }  // namespace features::simulator

@@ -65,8 +65,8 @@ const FieldRow& rowAt(uint16_t offset) {
 
 }  // namespace
 
-bool parseSmartFaults(const std::string& text, std::vector<SmartFault>& faults) {
-    std::vector<SmartFault> read;
+std::optional<std::vector<SmartFault>> parseSmartFaults(const std::string& text) {
+    std::vector<SmartFault> faults;
     for (const std::string& part : listOf(text)) {
         std::istringstream in(part);
         std::string name;
@@ -75,14 +75,12 @@ bool parseSmartFaults(const std::string& text, std::vector<SmartFault>& faults) 
         in >> name >> value;
         const auto* row =
             std::find_if(std::begin(FIELDS), std::end(FIELDS), [&](const FieldRow& each) { return name == each.name; });
-        SmartFault fault;
-        if (row == std::end(FIELDS) || in >> more || !parseNumber(value, row->max, fault.value)) return false;
-        fault.offset = row->offset;
-        if (smartFaultAt(read, fault.offset)) return false;
-        read.push_back(fault);
+        if (row == std::end(FIELDS) || in >> more || smartFaultAt(faults, row->offset)) return std::nullopt;
+        const std::optional<uint64_t> number = parseUint64(value, row->max);
+        if (!number) return std::nullopt;
+        faults.push_back({row->offset, *number});
     }
-    faults = std::move(read);
-    return true;
+    return faults;
 }
 
 std::string smartFaultsText(const std::vector<SmartFault>& faults) {

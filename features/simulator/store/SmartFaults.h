@@ -20,9 +20,9 @@ struct SmartFault {
     uint64_t value = 0;   ///< as people write it; temperatures in degrees Celsius
 };
 
-/// "percentage-used 95, power-on-hours 43800": the standard's names of fields, and their values. False: a name that is
+/// "percentage-used 95, power-on-hours 43800": the standard's names of fields, and their values. Empty: a name that is
 /// unknown or there twice, or a value that the field does not hold.
-bool parseSmartFaults(const std::string& text, std::vector<SmartFault>& faults);
+std::optional<std::vector<SmartFault>> parseSmartFaults(const std::string& text);
 std::string smartFaultsText(const std::vector<SmartFault>& faults);
 /// The value of a field, where a fault sets it.
 std::optional<uint64_t> smartFaultAt(const std::vector<SmartFault>& faults, uint16_t offset);
