@@ -166,7 +166,7 @@ Outcome create(const DriveStore& store, const std::vector<std::string>& names, c
     Status status = store.lock(lock);
     std::vector<std::string> existing;
     if (succeeded(status)) status = store.list(existing);
-    if (failed(status)) return Outcome::failed(status);
+    if (failed(status)) return status;
     std::set<std::string> taken = takenSerials(store, existing);
     std::vector<DriveStore::NewDrive> drives;
     for (const std::string& name : newNames(existing, names, options)) {
@@ -176,18 +176,18 @@ Outcome create(const DriveStore& store, const std::vector<std::string>& names, c
         // The bounds of size and serial number are those of the description.
         Description checked;
         if (succeeded(status)) status = Description::parse(drive.description.toText(), checked);
-        if (failed(status)) return Outcome::failed(status);
+        if (failed(status)) return status;
         drives.push_back(drive);
     }
     status = store.create(drives, SystemClock());
-    if (failed(status)) return Outcome::failed(status);
+    if (failed(status)) return status;
     return {0, options.wantsJson ? jsonOfAll(store, drives) : madeText(drives), ""};
 }
 
 Outcome list(const DriveStore& store, bool wantsJson) {
     std::vector<std::string> names;
     const Status listed = store.list(names);
-    if (failed(listed)) return Outcome::failed(listed);  // none, or some, is not all
+    if (failed(listed)) return listed;  // none, or some, is not all
     std::vector<DriveRow> rows;
     int exitStatus = 0;
     for (const std::string& name : names) {
@@ -228,7 +228,7 @@ Outcome snapshot(const DriveStore& store, const std::string& name) {
     Status status = store.lock(lock);
     if (succeeded(status)) status = findDrive(store, name, path);
     if (succeeded(status)) status = store.snapshot(name);
-    return succeeded(status) ? Outcome{0, "Kept " + name + " as it is\n", ""} : Outcome::failed(status);
+    return succeeded(status) ? Outcome{0, "Kept " + name + " as it is\n", ""} : Outcome(status);
 }
 
 Outcome reset(const DriveStore& store, const std::string& name) {
@@ -243,7 +243,7 @@ Outcome reset(const DriveStore& store, const std::string& name) {
     if (succeeded(status)) status = lockIfServed(folder, path, served);
     if (isHeld(status)) status = refused(EBUSY, "The drive \"" + name + "\" is being served.");
     if (succeeded(status)) status = store.reset(name);
-    return succeeded(status) ? Outcome{0, "Reset " + name + " to its snapshot\n", ""} : Outcome::failed(status);
+    return succeeded(status) ? Outcome{0, "Reset " + name + " to its snapshot\n", ""} : Outcome(status);
 }
 
 Outcome fault(const DriveStore& store, const std::vector<std::string>& words, const FaultOptions& options) {
@@ -263,7 +263,7 @@ Outcome fault(const DriveStore& store, const std::vector<std::string>& words, co
     for (const Fault& each : faults) text = withFault(text, each);
     if (succeeded(status)) status = Description::parse(text, description);
     if (succeeded(status) && !faults.empty()) status = writeFileAtomically(path, text);
-    if (failed(status)) return Outcome::failed(status);
+    if (failed(status)) return status;
     if (!options.wantsJson) return {0, faultList(description), ""};
     const DriveRow row = readRow(store, words[0]);
     return {succeeded(row.status) ? 0 : EXIT_FAILED, jsonOf(row) + "\n", ""};

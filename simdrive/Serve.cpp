@@ -120,7 +120,7 @@ Outcome serve(const DriveStore& store, const std::string& name, const ServeOptio
     std::optional<auth::Requirement> requirement;
     Status status = readSecrets(options, requirement);
     if (succeeded(status)) status = findDrive(store, name, path);
-    if (failed(status)) return Outcome::failed(status);
+    if (failed(status)) return status;
     FileDescriptor begin;  // no removal looks at the drive and then removes it from under this
     status = store.lock(begin);
     FileDescriptor folder;
@@ -128,7 +128,7 @@ Outcome serve(const DriveStore& store, const std::string& name, const ServeOptio
     FileDescriptor served;
     if (succeeded(status)) status = lockServed(folder, path, served);
     if (isHeld(status)) return Outcome::failed("The drive \"" + name + "\" is served already.");
-    if (failed(status)) return Outcome::failed(status);
+    if (failed(status)) return status;
     begin = FileDescriptor();
     const FileDescriptor stop = stopSignals();
     if (!stop.isOpen()) return Outcome::failed("signalfd: " + ostrel::core::systemErrorText(errno) + ".");
@@ -137,7 +137,7 @@ Outcome serve(const DriveStore& store, const std::string& name, const ServeOptio
     Drive drive(path, clock);
     tcp::Target target(requirement ? &*requirement : nullptr);
     status = drive.listen(target, address, portsOf(options), options.secondPort.has_value());
-    if (failed(status)) return Outcome::failed(status);
+    if (failed(status)) return status;
     if (!requirement && !isLoopback(address)) warnOfOtherMachines(address);
     // Who cannot read the port waits for it for ever.
     const int unsaid =
@@ -145,7 +145,7 @@ Outcome serve(const DriveStore& store, const std::string& name, const ServeOptio
     if (unsaid != 0)
         return Outcome::failed("Cannot write to standard output: " + ostrel::core::systemErrorText(unsaid) + ".");
     status = target.run(stop.get());
-    return succeeded(status) ? Outcome() : Outcome::failed(status);
+    return succeeded(status) ? Outcome() : Outcome(status);
 }
 
 }  // namespace simdrive

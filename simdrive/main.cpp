@@ -43,7 +43,7 @@ Outcome runTool(const std::vector<std::string>& words) {
     if (!line.error.empty()) return Outcome::misused(line.error);
     features::simulator::DriveStore store;
     const ostrel::core::Status status = simdrive::chooseStore(line.folder, line.makesDrives, store);
-    return succeeded(status) ? line.run(store) : Outcome::failed(status);
+    return succeeded(status) ? line.run(store) : Outcome(status);
 }
 
 /// Writes what the command says; returns the exit status.
