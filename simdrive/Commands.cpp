@@ -20,6 +20,7 @@
 namespace simdrive {
 
 using namespace features::simulator;
+using features::Result;
 using namespace ostrel::core;
 
 namespace {
@@ -78,9 +79,7 @@ Status newSerial(const CreateOptions& options, uint64_t number, std::set<std::st
 
 /// Nothing is removed from a folder that holds anything else than a drive's files.
 Status checkFiles(const FileDescriptor& folder, const std::string& path) {
-    std::vector<std::string> names;
-    Status status = listOwnFolder(folder.get(), path, names);
-    if (failed(status)) return status;
+    TRY(const std::vector<std::string> names, listOwnFolder(folder.get(), path));
     for (const std::string& name : names) {
         struct stat info {};
         const bool isRegular =
@@ -94,11 +93,29 @@ Status checkFiles(const FileDescriptor& folder, const std::string& path) {
     return Status();
 }
 
-/// Makes no lock file, which would be left where the removal fails. The store's lock is held: no `serve` begins now.
-Status lockIfServed(const FileDescriptor& folder, const std::string& path, FileDescriptor& lock) {
+/// Makes no lock file, which would be left where the removal fails: closed when there is none. The store's lock is
+/// held: no `serve` begins now.
+Result<FileDescriptor> lockIfServed(const FileDescriptor& folder, const std::string& path) {
     struct stat info {};
-    if (::fstatat(folder.get(), FILE_SERVED, &info, AT_SYMLINK_NOFOLLOW) == 0) return lockServed(folder, path, lock);
-    return errno == ENOENT ? Status() : fileStatus(errno, path + "/" + FILE_SERVED);
+    if (::fstatat(folder.get(), FILE_SERVED, &info, AT_SYMLINK_NOFOLLOW) == 0) return lockServed(folder, path);
+    if (errno != ENOENT) return fileStatus(errno, path + "/" + FILE_SERVED);
+    return FileDescriptor();
+}
+
+/// Of a drive that is about to lose its files: it is not served, as long as the result is held, and nothing else is in
+/// its folder.
+Result<FileDescriptor> lockIdle(const DriveStore& store, const std::string& name) {
+    TRY(const std::string path, findDrive(store, name));
+    TRY(const FileDescriptor folder, openOwnFolder(path, FolderMode::TIGHTEN));
+    RETURN_IF_FAILED(checkFiles(folder, path));
+    auto lock = lockIfServed(folder, path);
+    if (!lock && isHeld(lock.error())) return refused(EBUSY, "The drive \"" + name + "\" is being served.");
+    return lock;
+}
+
+Status removeDrive(const DriveStore& store, const std::string& name) {
+    TRY(const FileDescriptor lock, lockIdle(store, name));
+    return store.remove(name);
 }
 
 std::string faultList(const Description& description) {
@@ -143,18 +160,19 @@ std::string jsonOfAll(const DriveStore& store, const std::vector<DriveStore::New
 
 }  // namespace
 
-Status findDrive(const DriveStore& store, const std::string& name, std::string& path) {
+Result<std::string> findDrive(const DriveStore& store, const std::string& name) {
     if (!DriveStore::isName(name)) return refused(EINVAL, "\"" + name + "\" is not a valid name of a simulated drive.");
-    path = store.pathOf(name);
+    std::string path = store.pathOf(name);
     struct stat info {};
     const bool isFolder = ::lstat(path.c_str(), &info) == 0 && S_ISDIR(info.st_mode);
     const bool isDrive =
         isFolder && ::lstat((path + "/" + FILE_DESCRIPTION).c_str(), &info) == 0 && S_ISREG(info.st_mode);
-    return isDrive ? Status() : refused(ENOENT, "There is no simulated drive \"" + name + "\".");
+    if (!isDrive) return refused(ENOENT, "There is no simulated drive \"" + name + "\".");
+    return path;
 }
 
-Status lockServed(const FileDescriptor& folder, const std::string& path, FileDescriptor& lock) {
-    return lockOwnFile(folder.get(), FILE_SERVED, path + "/" + FILE_SERVED, LockWait::NO, lock);
+Result<FileDescriptor> lockServed(const FileDescriptor& folder, const std::string& path) {
+    return lockOwnFile(folder.get(), FILE_SERVED, path + "/" + FILE_SERVED, LockWait::NO);
 }
 
 bool isHeld(const Status& status) {
@@ -162,35 +180,31 @@ bool isHeld(const Status& status) {
 }
 
 Outcome create(const DriveStore& store, const std::vector<std::string>& names, const CreateOptions& options) {
-    FileDescriptor lock;
-    Status status = store.lock(lock);
-    std::vector<std::string> existing;
-    if (succeeded(status)) status = store.list(existing);
-    if (failed(status)) return status;
-    std::set<std::string> taken = takenSerials(store, existing);
+    TRY(const FileDescriptor lock, store.lock());
+    const DriveStore::Listing existing = store.list();
+    RETURN_IF_FAILED(existing.status);
+    std::set<std::string> taken = takenSerials(store, existing.names);
     std::vector<DriveStore::NewDrive> drives;
-    for (const std::string& name : newNames(existing, names, options)) {
+    for (const std::string& name : newNames(existing.names, names, options)) {
         DriveStore::NewDrive drive = options.drive;
         drive.name = name;
-        status = newSerial(options, drives.size() + 1, taken, drive.description.serialNumber);
+        Status status = newSerial(options, drives.size() + 1, taken, drive.description.serialNumber);
         // The bounds of size and serial number are those of the description.
         Description checked;
         if (succeeded(status)) status = Description::parse(drive.description.toText(), checked);
         if (failed(status)) return status;
         drives.push_back(drive);
     }
-    status = store.create(drives, SystemClock());
-    if (failed(status)) return status;
+    RETURN_IF_FAILED(store.create(drives, SystemClock()));
     return {0, options.wantsJson ? jsonOfAll(store, drives) : madeText(drives), ""};
 }
 
 Outcome list(const DriveStore& store, bool wantsJson) {
-    std::vector<std::string> names;
-    const Status listed = store.list(names);
-    if (failed(listed)) return listed;  // none, or some, is not all
+    const DriveStore::Listing listed = store.list();
+    RETURN_IF_FAILED(listed.status);  // none, or some, is not all
     std::vector<DriveRow> rows;
     int exitStatus = 0;
-    for (const std::string& name : names) {
+    for (const std::string& name : listed.names) {
         rows.push_back(readRow(store, name));
         if (failed(rows.back().status)) exitStatus = EXIT_FAILED;  // a list with a hole is no whole one
     }
@@ -199,71 +213,42 @@ Outcome list(const DriveStore& store, bool wantsJson) {
 }
 
 Outcome remove(const DriveStore& store, const std::vector<std::string>& names) {
-    FileDescriptor lock;
-    Status status = store.lock(lock);
-    Outcome outcome;
+    TRY(const FileDescriptor lock, store.lock());
+    std::string removed;
     for (const std::string& name : names) {
-        std::string path;
-        if (succeeded(status)) status = findDrive(store, name, path);
-        if (failed(status)) break;
-        FileDescriptor folder;
-        status = openOwnFolder(path, FolderMode::TIGHTEN, folder);
-        if (succeeded(status)) status = checkFiles(folder, path);
-        FileDescriptor served;
-        if (succeeded(status)) status = lockIfServed(folder, path, served);
-        if (isHeld(status)) status = refused(EBUSY, "The drive \"" + name + "\" is being served.");
-        if (succeeded(status)) status = store.remove(name);
-        if (succeeded(status)) outcome.out += "Removed " + name + "\n";
+        const Status status = removeDrive(store, name);
+        if (failed(status)) return {EXIT_FAILED, removed, status.getMessage()};
+        removed += "Removed " + name + "\n";
     }
-    if (failed(status)) {
-        outcome.status = EXIT_FAILED;
-        outcome.error = status.getMessage();
-    }
-    return outcome;
+    return {0, removed, ""};
 }
 
 Outcome snapshot(const DriveStore& store, const std::string& name) {
-    FileDescriptor lock;
-    std::string path;
-    Status status = store.lock(lock);
-    if (succeeded(status)) status = findDrive(store, name, path);
-    if (succeeded(status)) status = store.snapshot(name);
-    return succeeded(status) ? Outcome{0, "Kept " + name + " as it is\n", ""} : Outcome(status);
+    TRY(const FileDescriptor lock, store.lock());
+    RETURN_IF_FAILED(findDrive(store, name));
+    RETURN_IF_FAILED(store.snapshot(name));
+    return {0, "Kept " + name + " as it is\n", ""};
 }
 
 Outcome reset(const DriveStore& store, const std::string& name) {
-    FileDescriptor lock;
-    std::string path;
-    Status status = store.lock(lock);
-    if (succeeded(status)) status = findDrive(store, name, path);
-    FileDescriptor folder;
-    if (succeeded(status)) status = openOwnFolder(path, FolderMode::TIGHTEN, folder);
-    if (succeeded(status)) status = checkFiles(folder, path);
-    FileDescriptor served;
-    if (succeeded(status)) status = lockIfServed(folder, path, served);
-    if (isHeld(status)) status = refused(EBUSY, "The drive \"" + name + "\" is being served.");
-    if (succeeded(status)) status = store.reset(name);
-    return succeeded(status) ? Outcome{0, "Reset " + name + " to its snapshot\n", ""} : Outcome(status);
+    TRY(const FileDescriptor lock, store.lock());
+    TRY(const FileDescriptor served, lockIdle(store, name));
+    RETURN_IF_FAILED(store.reset(name));
+    return {0, "Reset " + name + " to its snapshot\n", ""};
 }
 
 Outcome fault(const DriveStore& store, const std::vector<std::string>& words, const FaultOptions& options) {
     std::vector<Fault> faults = options.faults;
-    Status status = words.size() > 1 ? faultsToClear(words, faults) : Status();
+    const Status status = words.size() > 1 ? faultsToClear(words, faults) : Status();
     if (failed(status)) return Outcome::misused(status.getMessage());
-    FileDescriptor lock;
-    std::string path;
-    std::string text;
-    Description description;
-    status = store.lock(lock);
-    if (succeeded(status)) status = findDrive(store, words[0], path);
-    FileDescriptor folder;
-    if (succeeded(status)) status = openOwnFolder(path, FolderMode::TIGHTEN, folder);
-    if (succeeded(status)) status = DriveFolder::readDescription(folder.get(), path, text);
-    path += std::string("/") + FILE_DESCRIPTION;
+    TRY(const FileDescriptor lock, store.lock());
+    TRY(const std::string path, findDrive(store, words[0]));
+    TRY(const FileDescriptor folder, openOwnFolder(path, FolderMode::TIGHTEN));
+    TRY(std::string text, DriveFolder::readDescription(folder.get(), path));
     for (const Fault& each : faults) text = withFault(text, each);
-    if (succeeded(status)) status = Description::parse(text, description);
-    if (succeeded(status) && !faults.empty()) status = writeFileAtomically(path, text);
-    if (failed(status)) return status;
+    Description description;
+    RETURN_IF_FAILED(Description::parse(text, description));
+    if (!faults.empty()) RETURN_IF_FAILED(writeFileAtomically(path + "/" + FILE_DESCRIPTION, text));
     if (!options.wantsJson) return {0, faultList(description), ""};
     const DriveRow row = readRow(store, words[0]);
     return {succeeded(row.status) ? 0 : EXIT_FAILED, jsonOf(row) + "\n", ""};

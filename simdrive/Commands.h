@@ -5,7 +5,10 @@
 #include <string>
 #include <vector>
 
+#include "features/errors/Result.h"
 #include "features/simulator/store/DriveStore.h"
+#include "ostrel/core/FileDescriptor.h"
+#include "ostrel/core/Status.h"
 #include "simdrive/FaultText.h"
 #include "simdrive/Outcome.h"
 
@@ -45,11 +48,11 @@ Outcome reset(const DriveStore& store, const std::string& name);
 /// Returns when the process gets SIGTERM or SIGINT. Says on standard output where it listens.
 Outcome serve(const DriveStore& store, const std::string& name, const ServeOptions& options);
 
-/// The path of a drive that can be used; a failure says why it is none.
-ostrel::core::Status findDrive(const DriveStore& store, const std::string& name, std::string& path);
+/// The path of a drive that can be used; an error says why it is none.
+features::Result<std::string> findDrive(const DriveStore& store, const std::string& name);
 /// Takes the lock that `serve` holds on a drive's opened folder; isHeld(): another process has it.
-ostrel::core::Status lockServed(const ostrel::core::FileDescriptor& folder, const std::string& path,
-                                ostrel::core::FileDescriptor& lock);
+features::Result<ostrel::core::FileDescriptor> lockServed(const ostrel::core::FileDescriptor& folder,
+                                                          const std::string& path);
 bool isHeld(const ostrel::core::Status& status);
 
 }  // namespace simdrive

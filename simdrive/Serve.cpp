@@ -116,19 +116,14 @@ Outcome serve(const DriveStore& store, const std::string& name, const ServeOptio
         return Outcome::misused("--dhchap-ctrl-secret-file goes with --dhchap-secret-file.");
     }
     const std::string address = options.address.value_or("127.0.0.1");
-    std::string path;
     std::optional<auth::Requirement> requirement;
-    Status status = readSecrets(options, requirement);
-    if (succeeded(status)) status = findDrive(store, name, path);
-    if (failed(status)) return status;
-    FileDescriptor begin;  // no removal looks at the drive and then removes it from under this
-    status = store.lock(begin);
-    FileDescriptor folder;
-    if (succeeded(status)) status = openOwnFolder(path, FolderMode::TIGHTEN, folder);
-    FileDescriptor served;
-    if (succeeded(status)) status = lockServed(folder, path, served);
-    if (isHeld(status)) return Outcome::failed("The drive \"" + name + "\" is served already.");
-    if (failed(status)) return status;
+    RETURN_IF_FAILED(readSecrets(options, requirement));
+    TRY(const std::string path, findDrive(store, name));
+    TRY(FileDescriptor begin, store.lock());  // no removal looks at the drive and then removes it from under this
+    TRY(const FileDescriptor folder, openOwnFolder(path, FolderMode::TIGHTEN));
+    const auto served = lockServed(folder, path);
+    if (!served && isHeld(served.error())) return Outcome::failed("The drive \"" + name + "\" is served already.");
+    if (!served) return served.error();
     begin = FileDescriptor();
     const FileDescriptor stop = stopSignals();
     if (!stop.isOpen()) return Outcome::failed("signalfd: " + ostrel::core::systemErrorText(errno) + ".");
@@ -136,16 +131,15 @@ Outcome serve(const DriveStore& store, const std::string& name, const ServeOptio
     const features::simulator::SystemClock clock;
     Drive drive(path, clock);
     tcp::Target target(requirement ? &*requirement : nullptr);
-    status = drive.listen(target, address, portsOf(options), options.secondPort.has_value());
-    if (failed(status)) return status;
+    RETURN_IF_FAILED(drive.listen(target, address, portsOf(options), options.secondPort.has_value()));
     if (!requirement && !isLoopback(address)) warnOfOtherMachines(address);
     // Who cannot read the port waits for it for ever.
     const int unsaid =
         ostrel::core::writeFully(STDOUT_FILENO, announcement(name, target.places(), requirement.has_value()));
     if (unsaid != 0)
         return Outcome::failed("Cannot write to standard output: " + ostrel::core::systemErrorText(unsaid) + ".");
-    status = target.run(stop.get());
-    return succeeded(status) ? Outcome() : Outcome(status);
+    RETURN_IF_FAILED(target.run(stop.get()));
+    return {};
 }
 
 }  // namespace simdrive

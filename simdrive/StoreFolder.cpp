@@ -15,6 +15,7 @@
 namespace simdrive {
 
 using namespace features::simulator;
+using features::Result;
 using ostrel::core::CATEGORY_OS;
 using ostrel::core::FileDescriptor;
 using ostrel::core::Status;
@@ -22,33 +23,27 @@ using ostrel::core::Status;
 namespace {
 
 /// Absolute, and without a '/' at its end, which would follow a link.
-Status absolutePath(const std::string& text, std::string& path) {
+Result<std::string> absolutePath(const std::string& text) {
     std::error_code error;
-    path = std::filesystem::absolute(text, error).lexically_normal();
+    std::string path = std::filesystem::absolute(text, error).lexically_normal();
     if (error) return fileStatus(error.value(), text);
     while (path.size() > 1 && path.back() == '/') path.pop_back();
-    return Status();
+    return path;
 }
 
 }  // namespace
 
-Status chooseStore(const std::optional<std::string>& chosen, bool mayMake, DriveStore& store) {
+Result<DriveStore> chooseStore(const std::optional<std::string>& chosen, bool mayMake) {
     if (!chosen) {
-        return ::geteuid() == 0
-                   ? Status()
-                   : Status(CATEGORY_OS, EPERM, "This needs the root user, or --folder with a folder of yours.");
+        if (::geteuid() == 0) return DriveStore();
+        return Status(CATEGORY_OS, EPERM, "This needs the root user, or --folder with a folder of yours.");
     }
-    std::string path;
-    Status status = absolutePath(*chosen, path);
-    if (failed(status)) return status;
-    store = DriveStore(path);
-    FileDescriptor folder;
-    status = openOwnFolder(path, FolderMode::KEEP, folder);
-    if (status.is(CATEGORY_OS, ENOENT) && mayMake) return Status();
-    std::vector<std::string> names;
-    if (succeeded(status)) status = listOwnFolder(folder.get(), path, names);
-    if (failed(status)) return status;
-    if (names.empty() || std::find(names.begin(), names.end(), STORE_LOCK) != names.end()) return status;
+    TRY(const std::string path, absolutePath(*chosen));
+    const auto folder = openOwnFolder(path, FolderMode::KEEP);
+    if (!folder && folder.error().is(CATEGORY_OS, ENOENT) && mayMake) return DriveStore(path);
+    if (!folder) return folder.error();
+    TRY(const std::vector<std::string> names, listOwnFolder(folder->get(), path));
+    if (names.empty() || std::find(names.begin(), names.end(), STORE_LOCK) != names.end()) return DriveStore(path);
     return Status(CATEGORY_OS, ENOTEMPTY, path + " holds something else: simulated drives take a folder of their own.");
 }
 

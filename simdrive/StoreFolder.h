@@ -3,8 +3,8 @@
 #include <optional>
 #include <string>
 
+#include "features/errors/Result.h"
 #include "features/simulator/store/DriveStore.h"
-#include "ostrel/core/Status.h"
 
 namespace simdrive {
 
@@ -12,7 +12,6 @@ namespace simdrive {
 /// holds drives alone, since it is closed to other users: it is missing, empty, or has a store's lock already.
 ///
 /// `chosen`: what --folder names. `mayMake`: the command makes drives, so that the folder may be missing.
-ostrel::core::Status chooseStore(const std::optional<std::string>& chosen, bool mayMake,
-                                 features::simulator::DriveStore& store);
+features::Result<features::simulator::DriveStore> chooseStore(const std::optional<std::string>& chosen, bool mayMake);
 
 }  // namespace simdrive

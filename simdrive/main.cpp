@@ -41,9 +41,8 @@ Outcome runTool(const std::vector<std::string>& words) {
     if (words == std::vector<std::string>{"--version"}) return {0, "nimbrel-simdrive " NIMBREL_VERSION "\n", ""};
     const CommandLine line = CommandLine::parse(words);
     if (!line.error.empty()) return Outcome::misused(line.error);
-    features::simulator::DriveStore store;
-    const ostrel::core::Status status = simdrive::chooseStore(line.folder, line.makesDrives, store);
-    return succeeded(status) ? line.run(store) : Outcome(status);
+    TRY(const features::simulator::DriveStore store, simdrive::chooseStore(line.folder, line.makesDrives));
+    return line.run(store);
 }
 
 /// Writes what the command says; returns the exit status.

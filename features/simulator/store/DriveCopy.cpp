@@ -42,11 +42,10 @@ int copyBytes(int from, int to, off_t first, off_t end) {
     std::vector<uint8_t> piece(1 << 20);
     while (first < end) {
         const size_t size = std::min(piece.size(), static_cast<size_t>(end - first));
-        size_t count = 0;
-        int error = readOwnBytes(from, piece.data(), size, static_cast<uint64_t>(first), count);
-        if (error == 0 && count != size) error = EIO;  // shorter than a moment ago
-        if (error == 0) error = writeBytes(to, piece.data(), size, first);
-        if (error != 0) return error;
+        const BytesRead read = readOwnBytes(from, piece.data(), size, static_cast<uint64_t>(first));
+        if (read.error != 0) return read.error;
+        if (read.count != size) return EIO;  // shorter than a moment ago
+        if (const int error = writeBytes(to, piece.data(), size, first)) return error;
         first += static_cast<off_t>(size);
     }
     return 0;
@@ -76,23 +75,19 @@ bool isDriveFile(const std::string& name) {
 }
 
 Status copyDrive(int from, const std::string& fromPath, int to, const std::string& toPath) {
-    std::vector<std::string> names;
-    Status status = listOwnFolder(from, fromPath, names);
+    TRY(const std::vector<std::string> names, listOwnFolder(from, fromPath));
     for (const std::string& name : names) {
-        if (failed(status)) return status;
         const std::string path = fromPath + "/" + name;
         if (!isDriveFile(name)) {
             return Status(CATEGORY_OS, EINVAL, path + " is no file of a simulated drive. Nothing was copied.");
         }
         if (isLock(name)) continue;
-        FileDescriptor source;
-        status = openOwnFile(from, name.c_str(), path, source);
-        if (failed(status)) return status;
+        TRY(const FileDescriptor source, openOwnFile(from, name.c_str(), path));
         const FileDescriptor copy(::openat(to, name.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600));
         const int error = copy.isOpen() ? copyContents(source.get(), copy.get()) : errno;
-        if (error != 0) status = fileStatus(error, toPath + "/" + name);
+        if (error != 0) return fileStatus(error, toPath + "/" + name);
     }
-    return status;
+    return Status();
 }
 
 }  // namespace features::simulator

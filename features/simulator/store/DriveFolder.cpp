@@ -155,34 +155,30 @@ bool DriveFolder::isReplaced() const {
 }
 
 Status DriveFolder::lockFolder() {
-    Status status = openOwnFolder(path_, FolderMode::TIGHTEN, folder_);
-    if (failed(status)) return status;
+    TRY(folder_, openOwnFolder(path_, FolderMode::TIGHTEN));
     // Without a description there is no drive, and nothing is made in a folder that is none.
     if (::faccessat(folder_.get(), FILE_DESCRIPTION, F_OK, AT_SYMLINK_NOFOLLOW) != 0) {
         return fileStatus(errno, filePath(FILE_DESCRIPTION));
     }
-    status = lockOwnFile(folder_.get(), FILE_LOCK, filePath(FILE_LOCK), LockWait::YES, lock_);
+    TRY(lock_, lockOwnFile(folder_.get(), FILE_LOCK, filePath(FILE_LOCK), LockWait::YES));
     struct stat info {};
     // The drive was removed while this process waited.
-    if (succeeded(status) && (::fstat(lock_.get(), &info) != 0 || info.st_nlink == 0)) return fileStatus(ENOENT, path_);
-    return status;
+    if (::fstat(lock_.get(), &info) != 0 || info.st_nlink == 0) return fileStatus(ENOENT, path_);
+    return Status();
 }
 
-Status DriveFolder::readDescription(int folder, const std::string& path, std::string& text) {
+Result<std::string> DriveFolder::readDescription(int folder, const std::string& path) {
     const std::string name = path + "/" + FILE_DESCRIPTION;
-    FileDescriptor file;
-    Status status = openOwnFile(folder, FILE_DESCRIPTION, name, file);
-    return succeeded(status) ? readOwnFile(file.get(), name, MAX_DESCRIPTION_BYTES, text) : status;
+    TRY(const FileDescriptor file, openOwnFile(folder, FILE_DESCRIPTION, name));
+    return readOwnFile(file.get(), name, MAX_DESCRIPTION_BYTES);
 }
 
 Status DriveFolder::loadDescription() {
-    std::string text;
-    Status status = readDescription(folder_.get(), path_, text);
+    TRY(std::string text, readDescription(folder_.get(), path_));
     // An empty file is none that was read before: it lacks what a description must have.
-    const bool isKnown = !text.empty() && text == descriptionText_;
-    if (failed(status) || isKnown) return status;
+    if (!text.empty() && text == descriptionText_) return Status();
     Description description;
-    status = Description::parse(text, description);
+    Status status = Description::parse(text, description);
     if (failed(status)) {
         return Status(CATEGORY_OS, status.getCode(), filePath(FILE_DESCRIPTION) + ": " + status.getMessage());
     }
@@ -192,24 +188,16 @@ Status DriveFolder::loadDescription() {
 }
 
 Status DriveFolder::loadState() {
-    FileDescriptor file;
-    Status status = openOwnFile(folder_.get(), FILE_STATE, filePath(FILE_STATE), file);
-    isNew_ = status.is(CATEGORY_OS, ENOENT);
+    const auto file = openOwnFile(folder_.get(), FILE_STATE, filePath(FILE_STATE));
+    isNew_ = !file && file.error().is(CATEGORY_OS, ENOENT);
     if (isNew_) {
         savedBytes_.clear();
         state = DriveState();
         return checkNew();
     }
-    if (failed(status)) return status;
-    uint8_t head[HEAD_BYTES];
-    size_t count = 0;
-    const bool isKnown = savedBytes_.size() > HEAD_BYTES &&
-                         readOwnBytes(file.get(), head, sizeof head, 0, count) == 0 && count == sizeof head &&
-                         std::memcmp(head, savedBytes_.data(), sizeof head) == 0;
-    if (isKnown) return status;
-    std::string text;
-    status = readOwnFile(file.get(), filePath(FILE_STATE), MAX_STATE_BYTES, text);
-    if (failed(status)) return status;
+    if (!file) return file.error();
+    if (isKnownState(file->get())) return Status();
+    TRY(const std::string text, readOwnFile(file->get(), filePath(FILE_STATE), MAX_STATE_BYTES));
     const auto* bytes = reinterpret_cast<const uint8_t*>(text.data());
     DriveState read;
     if (const char* fault = parseState(bytes, text.size(), read)) return damaged(filePath(FILE_STATE), fault);
@@ -221,7 +209,15 @@ Status DriveFolder::loadState() {
     if (part != nullptr) return damaged(filePath(FILE_STATE), std::string("has impossible contents: ") + part);
     state = std::move(read);
     savedBytes_.assign(bytes, bytes + text.size());
-    return status;
+    return Status();
+}
+
+/// By its head, which has the checksum of the rest.
+bool DriveFolder::isKnownState(int file) const {
+    if (savedBytes_.size() <= HEAD_BYTES) return false;
+    uint8_t head[HEAD_BYTES];
+    const BytesRead read = readOwnBytes(file, head, sizeof head, 0);
+    return read.error == 0 && read.count == sizeof head && std::memcmp(head, savedBytes_.data(), sizeof head) == 0;
 }
 
 Status DriveFolder::save() {
@@ -276,9 +272,7 @@ void DriveFolder::restore() {
 
 /// A drive without a state is new. One that has media lost its state, and a new one would give the media up.
 Status DriveFolder::checkNew() const {
-    std::vector<std::string> names;
-    Status status = listOwnFolder(folder_.get(), path_, names);
-    if (failed(status)) return status;
+    TRY(const std::vector<std::string> names, listOwnFolder(folder_.get(), path_));
     const bool hasMedia =
         std::any_of(names.begin(), names.end(), [](const std::string& name) { return begins(name, MEDIA_PREFIX); });
     return hasMedia ? damaged(filePath(FILE_STATE), "is missing, and media are there") : Status();
@@ -287,9 +281,9 @@ Status DriveFolder::checkNew() const {
 void DriveFolder::removeLeftovers() {
     std::set<std::string> named;
     for (const auto& [nsid, part] : state.namespaces) named.insert(mediaName(nsid, part.mediaGeneration));
-    std::vector<std::string> names;
-    (void)listOwnFolder(folder_.get(), path_, names);  // what was not found now is removed another time
-    for (const std::string& name : names) {
+    const auto names = listOwnFolder(folder_.get(), path_);
+    if (!names) return;  // what was not found now is removed another time
+    for (const std::string& name : *names) {
         const bool isOldMedia = begins(name, MEDIA_PREFIX) && named.count(name) == 0;
         // One that stays costs room, nothing else.
         if (isOldMedia || begins(name, REPLACEMENT_PREFIX)) (void)::unlinkat(folder_.get(), name.c_str(), 0);
@@ -297,23 +291,19 @@ void DriveFolder::removeLeftovers() {
 }
 
 Status DriveFolder::readIdentity(const std::string& path, Identity& identity) {
-    FileDescriptor folder;
-    Status status = openOwnFolder(path, FolderMode::KEEP, folder);
-    std::string text;
-    if (succeeded(status)) status = readDescription(folder.get(), path, text);
-    if (failed(status)) return status;
-    status = Description::parse(text, identity.description);
+    TRY(const FileDescriptor folder, openOwnFolder(path, FolderMode::KEEP));
+    TRY(const std::string text, readDescription(folder.get(), path));
+    const Status status = Description::parse(text, identity.description);
     if (failed(status)) {
         return Status(CATEGORY_OS, status.getCode(), path + "/" + FILE_DESCRIPTION + ": " + status.getMessage());
     }
     const std::string statePath = path + "/" + FILE_STATE;
-    FileDescriptor file;
-    status = openOwnFile(folder.get(), FILE_STATE, statePath, file);
-    if (failed(status)) return status.is(CATEGORY_OS, ENOENT) ? Status() : status;
+    const auto file = openOwnFile(folder.get(), FILE_STATE, statePath);
+    if (!file) return file.error().is(CATEGORY_OS, ENOENT) ? Status() : file.error();
     uint8_t head[HEAD_BYTES] = {};
-    size_t count = 0;
-    if (const int error = readOwnBytes(file.get(), head, sizeof head, 0, count)) return fileStatus(error, statePath);
-    if (const char* fault = checkHead(head, count)) return damaged(statePath, fault);
+    const BytesRead read = readOwnBytes(file->get(), head, sizeof head, 0);
+    if (read.error != 0) return fileStatus(read.error, statePath);
+    if (const char* fault = checkHead(head, read.count)) return damaged(statePath, fault);
     identity.firmware = nvme::shownText(head + OFFSET_FIRMWARE, FIRMWARE_BYTES);
     return Status();
 }

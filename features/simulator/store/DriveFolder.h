@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include "features/errors/Result.h"
 #include "features/simulator/store/Description.h"
 #include "features/simulator/store/DriveState.h"
 #include "ostrel/core/FileDescriptor.h"
@@ -90,7 +91,7 @@ public:
     };
     static ostrel::core::Status readIdentity(const std::string& path, Identity& identity);
     /// The text of a drive's description. `folder`: opened, at `path`.
-    static ostrel::core::Status readDescription(int folder, const std::string& path, std::string& text);
+    static Result<std::string> readDescription(int folder, const std::string& path);
 
     DriveState state;
 
@@ -103,6 +104,7 @@ private:
     bool isReplaced() const;
     ostrel::core::Status loadDescription();
     ostrel::core::Status loadState();
+    bool isKnownState(int file) const;
     ostrel::core::Status checkNew() const;
     void removeLeftovers();
     std::string filePath(const char* name) const { return path_ + "/" + name; }

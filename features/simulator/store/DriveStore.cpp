@@ -40,12 +40,10 @@ Status notAName(const std::string& name) {
             "64 characters at most.");
 }
 
-/// Takes the lock of a drive's folder; it lasts as long as `lock` is open.
-Status lockDrive(const std::string& path, FileDescriptor& lock) {
-    FileDescriptor folder;
-    Status status = openOwnFolder(path, FolderMode::TIGHTEN, folder);
-    if (failed(status)) return status;
-    return lockOwnFile(folder.get(), FILE_LOCK, path + "/" + FILE_LOCK, LockWait::YES, lock);
+/// Takes the lock of a drive's folder; it lasts as long as the result is open.
+Result<FileDescriptor> lockDrive(const std::string& path) {
+    TRY(const FileDescriptor folder, openOwnFolder(path, FolderMode::TIGHTEN));
+    return lockOwnFile(folder.get(), FILE_LOCK, path + "/" + FILE_LOCK, LockWait::YES);
 }
 
 bool begins(const std::string& name, const char* prefix) {
@@ -58,6 +56,14 @@ Status writeFile(const std::string& path, std::string_view bytes) {
     if (!file.isOpen()) return fileStatus(errno, path);
     const int error = writeFully(file.get(), bytes);
     return error == 0 ? Status() : fileStatus(error, path);
+}
+
+/// The files of a new drive, not synced yet.
+Status writeNewDrive(const DriveStore::NewDrive& drive, const Clock& clock, const std::string& folder) {
+    DriveState state = newState(drive.description, drive.description.clockMs.value_or(clock.nowMs()), drive.firmware);
+    const std::vector<uint8_t> bytes = DriveFolder::stateBytes(state, 1);
+    RETURN_IF_FAILED(writeFile(folder + "/" + FILE_DESCRIPTION, drive.description.toText()));
+    return writeFile(folder + "/" + FILE_STATE, {reinterpret_cast<const char*>(bytes.data()), bytes.size()});
 }
 
 /// Drives that are being made or removed, by their folders: what an early end leaves of them vanishes, also where
@@ -103,16 +109,10 @@ bool DriveStore::isName(const std::string& name) {
            name.find_first_not_of(ALLOWED) == std::string::npos;
 }
 
-std::vector<std::string> DriveStore::names() const {
-    std::vector<std::string> names;
-    (void)list(names);  // see the header
-    return names;
-}
-
-Status DriveStore::list(std::vector<std::string>& names) const {
-    names.clear();
+DriveStore::Listing DriveStore::list() const {
     DIR* listing = ::opendir(folder_.c_str());
-    if (listing == nullptr) return errno == ENOENT ? Status() : fileStatus(errno, folder_);
+    if (listing == nullptr) return {{}, errno == ENOENT ? Status() : fileStatus(errno, folder_)};
+    std::vector<std::string> names;
     // The end of the folder and a failure differ in errno alone.
     for (errno = 0; const dirent* entry = ::readdir(listing); errno = 0) {
         const bool mayBeFolder = entry->d_type == DT_DIR || entry->d_type == DT_UNKNOWN;
@@ -124,28 +124,24 @@ Status DriveStore::list(std::vector<std::string>& names) const {
         const int order = ::strverscmp(a.c_str(), b.c_str());
         return order != 0 ? order < 0 : a < b;
     });
-    return error == 0 ? Status() : fileStatus(error, folder_);
+    return {std::move(names), error == 0 ? Status() : fileStatus(error, folder_)};
 }
 
-Status DriveStore::makeFolder(FileDescriptor& folder) const {
+Result<FileDescriptor> DriveStore::makeFolder() const {
     if (::mkdir(folder_.c_str(), 0700) != 0 && errno != EEXIST) return fileStatus(errno, folder_);
-    return openOwnFolder(folder_, FolderMode::TIGHTEN, folder);
+    return openOwnFolder(folder_, FolderMode::TIGHTEN);
 }
 
-Status DriveStore::lock(FileDescriptor& lock) const {
-    FileDescriptor folder;
-    Status status = makeFolder(folder);
-    if (succeeded(status)) {
-        status = lockOwnFile(folder.get(), STORE_LOCK, folder_ + "/" + STORE_LOCK, LockWait::YES, lock);
-    }
-    return succeeded(status) ? removeLeftovers(folder.get()) : status;
+Result<FileDescriptor> DriveStore::lock() const {
+    TRY(const FileDescriptor folder, makeFolder());
+    TRY(FileDescriptor lock, lockOwnFile(folder.get(), STORE_LOCK, folder_ + "/" + STORE_LOCK, LockWait::YES));
+    RETURN_IF_FAILED(removeLeftovers(folder.get()));
+    return lock;
 }
 
 /// Under the lock no drive is being made or removed: these are of processes that died over it.
 Status DriveStore::removeLeftovers(int folder) const {
-    std::vector<std::string> names;
-    Status status = listOwnFolder(folder, folder_, names);
-    if (failed(status)) return status;
+    TRY(const std::vector<std::string> names, listOwnFolder(folder, folder_));
     for (const std::string& name : names) {
         if (!begins(name, MAKING) && !begins(name, REMOVING)) continue;
         std::error_code error;
@@ -156,58 +152,50 @@ Status DriveStore::removeLeftovers(int folder) const {
 }
 
 /// An empty folder that is no drive yet.
-Status DriveStore::makeUnnamed(std::string& making) const {
+Result<std::string> DriveStore::makeUnnamed() const {
     std::string folder = folder_ + "/" + MAKING + "XXXXXX";
-    making.reserve(folder.size());  // once the folder is there, its name must not be lost
     if (::mkdtemp(folder.data()) == nullptr) return fileStatus(errno, folder);
-    making = folder;
-    return Status();
+    return folder;  // moved, not copied: without memory the name of a folder that is there must not be lost
 }
 
-Status DriveStore::make(const NewDrive& drive, const Clock& clock, std::string& making) const {
-    if (!isName(drive.name)) return notAName(drive.name);
-    if (pathExists(pathOf(drive.name))) return fileStatus(EEXIST, pathOf(drive.name));
-    const Status made = makeUnnamed(making);
-    if (failed(made)) return made;
-    const std::string& folder = making;
-    DriveState state = newState(drive.description, drive.description.clockMs.value_or(clock.nowMs()), drive.firmware);
-    const std::vector<uint8_t> bytes = DriveFolder::stateBytes(state, 1);
-    Status status = writeFile(folder + "/" + FILE_DESCRIPTION, drive.description.toText());
-    if (failed(status)) return status;
-    return writeFile(folder + "/" + FILE_STATE, {reinterpret_cast<const char*>(bytes.data()), bytes.size()});
+Status DriveStore::checkFree(const std::string& name) const {
+    if (!isName(name)) return notAName(name);
+    return pathExists(pathOf(name)) ? fileStatus(EEXIST, pathOf(name)) : Status();
 }
 
 Status DriveStore::create(const std::vector<NewDrive>& drives, const Clock& clock) const {
-    FileDescriptor folder;
-    Status status = makeFolder(folder);
-    if (failed(status)) return status;
+    TRY(const FileDescriptor folder, makeFolder());
     PendingFolders making(drives.size());
-    for (size_t i = 0; i < drives.size() && succeeded(status); ++i) status = make(drives[i], clock, making.paths[i]);
+    for (size_t i = 0; i < drives.size(); ++i) {
+        RETURN_IF_FAILED(checkFree(drives[i].name));
+        TRY(making.paths[i], makeUnnamed());
+        RETURN_IF_FAILED(writeNewDrive(drives[i], clock, making.paths[i]));
+    }
     // One wait for the disk for all of them, before the first of them gets its name.
-    if (succeeded(status) && ::syncfs(folder.get()) != 0) status = fileStatus(errno, folder_);
+    if (::syncfs(folder.get()) != 0) return fileStatus(errno, folder_);
     const SignalBlock naming;  // all of them or none
-    for (size_t i = 0; i < drives.size() && succeeded(status); ++i) {
+    for (size_t i = 0; i < drives.size(); ++i) {
         std::string path = pathOf(drives[i].name);
         // Does not replace a folder that was made meanwhile: it is not empty.
         if (::rename(making.paths[i].c_str(), path.c_str()) != 0)
-            status = fileStatus(errno == ENOTEMPTY ? EEXIST : errno, path);
-        else
-            making.paths[i] = std::move(path);
+            return fileStatus(errno == ENOTEMPTY ? EEXIST : errno, path);
+        making.paths[i] = std::move(path);
     }
-    if (succeeded(status) && ::fsync(folder.get()) != 0) status = fileStatus(errno, folder_);
-    if (succeeded(status)) making.keep();
-    return status;
+    if (::fsync(folder.get()) != 0) return fileStatus(errno, folder_);
+    making.keep();
+    return Status();
+}
+
+Result<FileDescriptor> DriveStore::lockNamed(const std::string& name) const {
+    if (!isName(name)) return notAName(name);
+    RETURN_IF_FAILED(isDrive(pathOf(name)));
+    return lockDrive(pathOf(name));
 }
 
 Status DriveStore::remove(const std::string& name) const {
-    if (!isName(name)) return notAName(name);
-    Status status = isDrive(pathOf(name));
-    if (failed(status)) return status;
-    FileDescriptor lock;
-    status = lockDrive(pathOf(name), lock);
-    if (failed(status)) return status;
-    if (pathExists(snapshotOf(name))) status = discard(snapshotOf(name), name);
-    return succeeded(status) ? discard(pathOf(name), name) : status;
+    TRY(const FileDescriptor lock, lockNamed(name));
+    if (pathExists(snapshotOf(name))) RETURN_IF_FAILED(discard(snapshotOf(name), name));
+    return discard(pathOf(name), name);
 }
 
 /// Removes a folder. It is out of sight at once; what is left of it, should this process die, is no drive.
@@ -229,54 +217,38 @@ std::string DriveStore::snapshotOf(const std::string& name) const {
 }
 
 Status DriveStore::snapshot(const std::string& name) const {
-    if (!isName(name)) return notAName(name);
-    Status status = isDrive(pathOf(name));
-    if (failed(status)) return status;
-    FileDescriptor lock;
-    status = lockDrive(pathOf(name), lock);
-    return succeeded(status) ? copyOver(pathOf(name), snapshotOf(name)) : status;
+    TRY(const FileDescriptor lock, lockNamed(name));
+    return copyOver(pathOf(name), snapshotOf(name));
 }
 
 Status DriveStore::reset(const std::string& name) const {
     if (!isName(name)) return notAName(name);
-    Status status = isDrive(pathOf(name));
-    if (succeeded(status) && !pathExists(snapshotOf(name))) {
-        status = Status(CATEGORY_OS, ENOENT, "There is no snapshot of the simulated drive \"" + name + "\".");
-    }
-    if (failed(status)) return status;
-    FileDescriptor lock;
-    status = lockDrive(pathOf(name), lock);
-    return succeeded(status) ? copyOver(snapshotOf(name), pathOf(name)) : status;
+    RETURN_IF_FAILED(isDrive(pathOf(name)));
+    if (!pathExists(snapshotOf(name)))
+        return Status(CATEGORY_OS, ENOENT, "There is no snapshot of the simulated drive \"" + name + "\".");
+    TRY(const FileDescriptor lock, lockDrive(pathOf(name)));
+    return copyOver(snapshotOf(name), pathOf(name));
 }
 
 /// Puts a copy of a drive's folder in the place of another, or where there is none.
 Status DriveStore::copyOver(const std::string& from, const std::string& to) const {
-    FileDescriptor source;
-    Status status = openOwnFolder(from, FolderMode::KEEP, source);
+    TRY(const FileDescriptor source, openOwnFolder(from, FolderMode::KEEP));
     PendingFolders making(1);
     std::string& copy = making.paths.front();
-    if (succeeded(status)) status = makeUnnamed(copy);
-    FileDescriptor target;
-    if (succeeded(status)) status = openOwnFolder(copy, FolderMode::KEEP, target);
-    if (succeeded(status)) status = copyDrive(source.get(), from, target.get(), copy);
-    if (succeeded(status) && ::syncfs(target.get()) != 0) status = fileStatus(errno, copy);
-    if (failed(status)) return status;
+    TRY(copy, makeUnnamed());
+    TRY(const FileDescriptor target, openOwnFolder(copy, FolderMode::KEEP));
+    RETURN_IF_FAILED(copyDrive(source.get(), from, target.get(), copy));
+    if (::syncfs(target.get()) != 0) return fileStatus(errno, copy);
     const SignalBlock naming;  // what has the copy's name is removed, be it the old folder or a copy without a place
     const unsigned flags = pathExists(to) ? RENAME_EXCHANGE : RENAME_NOREPLACE;
     if (::renameat2(AT_FDCWD, copy.c_str(), AT_FDCWD, to.c_str(), flags) != 0) return fileStatus(errno, to);
     if (flags == RENAME_NOREPLACE) making.keep();
-    FileDescriptor folder;
-    status = openOwnFolder(folder_, FolderMode::KEEP, folder);
-    return succeeded(status) && ::fsync(folder.get()) != 0 ? fileStatus(errno, folder_) : status;
+    TRY(const FileDescriptor folder, openOwnFolder(folder_, FolderMode::KEEP));
+    return ::fsync(folder.get()) != 0 ? fileStatus(errno, folder_) : Status();
 }
 
 Status DriveStore::describe(const std::string& name, const Description& description) const {
-    if (!isName(name)) return notAName(name);
-    Status status = isDrive(pathOf(name));
-    if (failed(status)) return status;
-    FileDescriptor lock;
-    status = lockDrive(pathOf(name), lock);
-    if (failed(status)) return status;
+    TRY(const FileDescriptor lock, lockNamed(name));
     return writeFileAtomically(pathOf(name) + "/" + FILE_DESCRIPTION, description.toText());
 }
 

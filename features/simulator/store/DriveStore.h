@@ -3,6 +3,7 @@
 #include <string>
 #include <vector>
 
+#include "features/errors/Result.h"
 #include "features/simulator/store/Clock.h"
 #include "features/simulator/store/Description.h"
 #include "ostrel/core/FileDescriptor.h"
@@ -24,14 +25,17 @@ class DriveStore {
 public:
     explicit DriveStore(std::string folder = SIMULATED_DRIVES) : folder_(std::move(folder)) {}
 
-    /// The drives' names in order, numbers in them by their value. None when there is no such folder; after an error,
-    /// those that were read before it.
-    ostrel::core::Status list(std::vector<std::string>& names) const;
+    struct Listing {
+        std::vector<std::string> names;
+        ostrel::core::Status status;  ///< an error: there may be more drives than were read before it
+    };
+    /// The drives' names in order, numbers in them by their value. None when there is no such folder.
+    Listing list() const;
     /// The same where an error does not matter.
-    std::vector<std::string> names() const;
+    std::vector<std::string> names() const { return list().names; }
     /// To be held over what makes, changes or removes drives, so that names and serial numbers stay unique. Makes the
     /// folder when it is missing, and removes what killed processes left of drives that they made or removed.
-    ostrel::core::Status lock(ostrel::core::FileDescriptor& lock) const;
+    Result<ostrel::core::FileDescriptor> lock() const;
     struct NewDrive {
         std::string name;
         Description description;
@@ -56,10 +60,12 @@ public:
     static bool isName(const std::string& name);
 
 private:
-    ostrel::core::Status makeFolder(ostrel::core::FileDescriptor& folder) const;
+    Result<ostrel::core::FileDescriptor> makeFolder() const;
     ostrel::core::Status removeLeftovers(int folder) const;
-    ostrel::core::Status make(const NewDrive& drive, const Clock& clock, std::string& making) const;
-    ostrel::core::Status makeUnnamed(std::string& making) const;
+    ostrel::core::Status checkFree(const std::string& name) const;
+    Result<std::string> makeUnnamed() const;
+    /// Takes the lock of the folder of a drive.
+    Result<ostrel::core::FileDescriptor> lockNamed(const std::string& name) const;
     ostrel::core::Status copyOver(const std::string& from, const std::string& to) const;
     ostrel::core::Status discard(const std::string& path, const std::string& name) const;
     std::string snapshotOf(const std::string& name) const;

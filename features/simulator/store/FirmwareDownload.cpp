@@ -38,10 +38,9 @@ int readFile(int file, std::vector<uint8_t>& bytes) {
     if (::fstat(file, &info) != 0) return errno;
     if (!S_ISREG(info.st_mode) || info.st_size > MAX_FILE_BYTES) return EFBIG;
     bytes.resize(static_cast<size_t>(info.st_size));
-    size_t count = 0;
-    const int error = readOwnBytes(file, bytes.data(), bytes.size(), 0, count);
-    bytes.resize(count);
-    return error;
+    const BytesRead read = readOwnBytes(file, bytes.data(), bytes.size(), 0);
+    bytes.resize(read.count);
+    return read.error;
 }
 
 }  // namespace

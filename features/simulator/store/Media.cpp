@@ -22,10 +22,10 @@ constexpr uint64_t PAGE_BYTES = 4096;
 constexpr uint64_t STAT_BLOCK_BYTES = 512;
 
 int readAt(int file, uint8_t* data, size_t size, uint64_t offset) {
-    size_t count = 0;
-    const int error = readOwnBytes(file, data, size, offset, count);
-    if (error == 0) std::memset(data + count, 0, size - count);  // after the end of the file nothing was written
-    return error;
+    const BytesRead read = readOwnBytes(file, data, size, offset);
+    // After the end of the file nothing was written.
+    if (read.error == 0) std::memset(data + read.count, 0, size - read.count);
+    return read.error;
 }
 
 int writeAt(int file, const uint8_t* data, size_t size, uint64_t offset) {

@@ -43,7 +43,7 @@ Status fileStatus(int error, const std::string& path) {
                   "System error. " + path + ": " + systemErrorText(error) + ".");
 }
 
-Status openOwnFolder(const std::string& path, FolderMode mode, FileDescriptor& folder) {
+Result<FileDescriptor> openOwnFolder(const std::string& path, FolderMode mode) {
     FileDescriptor opened(::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
     struct stat info {};
     if (!opened.isOpen() || ::fstat(opened.get(), &info) != 0) return fileStatus(errno, path);
@@ -54,76 +54,72 @@ Status openOwnFolder(const std::string& path, FolderMode mode, FileDescriptor& f
     if (mode == FolderMode::TIGHTEN && isOpenToOthers && ::fchmod(opened.get(), PRIVATE_FOLDER) != 0) {
         return fileStatus(errno, path);
     }
-    folder = std::move(opened);
-    return Status();
+    return opened;
 }
 
-Status listOwnFolder(int folder, const std::string& path, std::vector<std::string>& names) {
+Result<std::vector<std::string>> listOwnFolder(int folder, const std::string& path) {
     // A descriptor of its own: the position of the listing would be shared.
     FileDescriptor listed(::openat(folder, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     if (!listed.isOpen()) return fileStatus(errno, path);
     const std::unique_ptr<DIR, int (*)(DIR*)> listing(::fdopendir(listed.get()), ::closedir);
     if (!listing) return fileStatus(errno, path);
     (void)listed.release();  // the listing's now
-    for (;;) {
-        errno = 0;
-        const dirent* entry = ::readdir(listing.get());
-        if (entry == nullptr) return errno == 0 ? Status() : fileStatus(errno, path);
+    std::vector<std::string> names;
+    // The end of the folder and a failure differ in errno alone.
+    for (errno = 0; const dirent* entry = ::readdir(listing.get()); errno = 0) {
         const std::string name = entry->d_name;
         if (name != "." && name != "..") names.push_back(name);
     }
+    if (errno != 0) return fileStatus(errno, path);
+    return names;
 }
 
-Status openOwnFile(int folder, const char* name, const std::string& path, FileDescriptor& file) {
+Result<FileDescriptor> openOwnFile(int folder, const char* name, const std::string& path) {
     // Without waiting for the other end, should it be a pipe.
     FileDescriptor opened(::openat(folder, name, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
     if (!opened.isOpen()) return fileStatus(errno, path);
-    Status status = checkRegular(opened.get(), path);
-    if (succeeded(status)) file = std::move(opened);
-    return status;
+    RETURN_IF_FAILED(checkRegular(opened.get(), path));
+    return opened;
 }
 
-Status readOwnFile(int file, const std::string& path, size_t maxBytes, std::string& text) {
+Result<std::string> readOwnFile(int file, const std::string& path, size_t maxBytes) {
     struct stat info {};
     if (::fstat(file, &info) != 0) return fileStatus(errno, path);
-    std::string read;
+    std::string text;
     char piece[65536];
     // Before the first byte is read, and as they come: the file may grow.
-    for (auto size = static_cast<uint64_t>(info.st_size);; size = read.size()) {
+    for (auto size = static_cast<uint64_t>(info.st_size);; size = text.size()) {
         if (size > maxBytes) return refused(EFBIG, path, "is too large.");
         const ssize_t count = ::read(file, piece, sizeof piece);
         if (count < 0 && errno == EINTR) continue;
         if (count < 0) return fileStatus(errno, path);
-        if (count == 0) break;
-        read.append(piece, static_cast<size_t>(count));
+        if (count == 0) return text;
+        text.append(piece, static_cast<size_t>(count));
     }
-    text = std::move(read);
-    return Status();
 }
 
-int readOwnBytes(int file, uint8_t* data, size_t size, uint64_t offset, size_t& count) {
-    for (count = 0; count < size;) {
+BytesRead readOwnBytes(int file, uint8_t* data, size_t size, uint64_t offset) {
+    size_t count = 0;
+    while (count < size) {
         const ssize_t read = ::pread(file, data + count, size - count, static_cast<off_t>(offset + count));
         if (read < 0 && errno == EINTR) continue;
-        if (read < 0) return errno;
+        if (read < 0) return {count, errno};
         if (read == 0) break;
         count += static_cast<size_t>(read);
     }
-    return 0;
+    return {count, 0};
 }
 
-Status lockOwnFile(int folder, const char* name, const std::string& path, LockWait wait, FileDescriptor& lock) {
+Result<FileDescriptor> lockOwnFile(int folder, const char* name, const std::string& path, LockWait wait) {
     FileDescriptor opened(
         ::openat(folder, name, O_RDWR | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC, 0600));
     if (!opened.isOpen()) return fileStatus(errno, path);
-    Status status = checkRegular(opened.get(), path);
-    if (failed(status)) return status;
+    RETURN_IF_FAILED(checkRegular(opened.get(), path));
     const int operation = LOCK_EX | (wait == LockWait::NO ? LOCK_NB : 0);
     while (::flock(opened.get(), operation) != 0) {
         if (errno != EINTR) return fileStatus(errno, path);
     }
-    lock = std::move(opened);
-    return Status();
+    return opened;
 }
 
 }  // namespace features::simulator

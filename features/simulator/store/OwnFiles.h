@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "features/errors/Result.h"
 #include "ostrel/core/FileDescriptor.h"
 #include "ostrel/core/Status.h"
 
@@ -22,23 +23,26 @@ enum class FolderMode {
     KEEP,     ///< readers leave no trace
     TIGHTEN,  ///< 0700 from now on: in a folder that others can open, they can look and hold locks
 };
-ostrel::core::Status openOwnFolder(const std::string& path, FolderMode mode, ostrel::core::FileDescriptor& folder);
+Result<ostrel::core::FileDescriptor> openOwnFolder(const std::string& path, FolderMode mode);
 
 /// The names in a folder, without "." and "..", in no order.
-ostrel::core::Status listOwnFolder(int folder, const std::string& path, std::vector<std::string>& names);
+Result<std::vector<std::string>> listOwnFolder(int folder, const std::string& path);
 
 /// Opens a regular file of a folder for reading.
-ostrel::core::Status openOwnFile(int folder, const char* name, const std::string& path,
-                                 ostrel::core::FileDescriptor& file);
+Result<ostrel::core::FileDescriptor> openOwnFile(int folder, const char* name, const std::string& path);
 /// Reads from the present position to the end; `path` for the words.
-ostrel::core::Status readOwnFile(int file, const std::string& path, size_t maxBytes, std::string& text);
-/// Reads `size` bytes from `offset` on. 0 or errno; `count` is less than `size` at the end of the file alone.
-int readOwnBytes(int file, uint8_t* data, size_t size, uint64_t offset, size_t& count);
+Result<std::string> readOwnFile(int file, const std::string& path, size_t maxBytes);
+/// How many bytes were read, and why no more.
+struct BytesRead {
+    size_t count = 0;
+    int error = 0;  ///< 0 or errno
+};
+/// Reads `size` bytes from `offset` on. Without an error fewer are read at the end of the file alone.
+BytesRead readOwnBytes(int file, uint8_t* data, size_t size, uint64_t offset);
 
 enum class LockWait { YES, NO };
 /// Takes the lock of a lock file, which is made when it is missing, mode 0600: no other user can open it and hold the
-/// lock. It lasts as long as `lock` is open. Held by another process and LockWait::NO: 1/11 (EWOULDBLOCK).
-ostrel::core::Status lockOwnFile(int folder, const char* name, const std::string& path, LockWait wait,
-                                 ostrel::core::FileDescriptor& lock);
+/// lock. It lasts as long as the result is open. Held by another process and LockWait::NO: 1/11 (EWOULDBLOCK).
+Result<ostrel::core::FileDescriptor> lockOwnFile(int folder, const char* name, const std::string& path, LockWait wait);
 
 }  // namespace features::simulator

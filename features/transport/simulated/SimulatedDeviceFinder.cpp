@@ -62,10 +62,9 @@ std::unique_ptr<DeviceFinder> SimulatedDeviceFinder::clone() const {
 void SimulatedDeviceFinder::scan(std::vector<std::shared_ptr<Device>>& devices) {
     const simulator::DriveStore store(folder_);
     *errors_ = LookErrors();
-    std::vector<std::string> names;
-    const Status listed = store.list(names);
-    if (failed(listed)) errors_->add(folder_, static_cast<int>(listed.getCode()));
-    for (const std::string& name : names) {
+    const simulator::DriveStore::Listing listed = store.list();
+    if (failed(listed.status)) errors_->add(folder_, static_cast<int>(listed.status.getCode()));
+    for (const std::string& name : listed.names) {
         auto device = std::make_shared<Device>();
         const std::string folder = store.pathOf(name);
         set(*device, attributes::device::devicePath(), simulator::controllerNode(folder));

@@ -278,8 +278,7 @@ TEST_F(FolderOfASimulatedDrive, IsItsOwnersAlone) {
     ASSERT_EQ(::chmod((folder / "drives").c_str(), 0755), 0);
     identify(0x01);
     EXPECT_EQ(modeOf(path()), 0700U) << "one that an older program made";
-    ostrel::core::FileDescriptor lock;
-    EXPECT_TRUE(succeeded(DriveStore(folder / "drives").lock(lock)));
+    EXPECT_TRUE(DriveStore(folder / "drives").lock());
     EXPECT_EQ(modeOf(folder / "drives"), 0700U);
     ASSERT_EQ(::chmod(path().c_str(), 0770), 0);
     EXPECT_EQ(failure(), "1/1 System error. DRIVE can be changed by other users.");
@@ -374,8 +373,7 @@ TEST_F(FolderOfASimulatedDrive, SaysThatADriveCannotBeMade) {
         EXPECT_TRUE(store.create({{"two", description}}, clock).is(1, EFBIG));
     }
     EXPECT_EQ(store.names(), std::vector<std::string>{"one"});
-    ostrel::core::FileDescriptor lock;
-    EXPECT_TRUE(succeeded(store.lock(lock)));
+    EXPECT_TRUE(store.lock());
     std::vector<std::string> left;
     for (const auto& entry : std::filesystem::directory_iterator(folder / "drives")) {
         left.push_back(entry.path().filename());
@@ -398,10 +396,8 @@ TEST_F(FolderOfASimulatedDrive, SaysThatTheFolderOfADriveCannotBeMade) {
 
 TEST_F(FolderOfASimulatedDrive, StoreIsNotTakenWithoutItsLock) {
     ASSERT_EQ(::mkdir((folder / "drives/.nimbrel-simdrive.lock").c_str(), 0700), 0);
-    ostrel::core::FileDescriptor lock;
-    const Status status = DriveStore(folder / "drives").lock(lock);
+    const Status status = statusOf(DriveStore(folder / "drives").lock());
     EXPECT_TRUE(status.is(1, EISDIR)) << status.getMessage();
-    EXPECT_FALSE(lock.isOpen());
 }
 
 TEST_F(FolderOfASimulatedDrive, StoreIsRidOfWhatKilledProcessesLeft) {
@@ -415,8 +411,8 @@ TEST_F(FolderOfASimulatedDrive, StoreIsRidOfWhatKilledProcessesLeft) {
     writeWholeFile(folder / "elsewhere/file", "kept");
     fs::create_directory_symlink(folder / "elsewhere", drives / ".making-link");
     const DriveStore store(drives);
-    ostrel::core::FileDescriptor lock;
-    ASSERT_TRUE(succeeded(store.lock(lock)));
+    const auto lock = store.lock();
+    ASSERT_TRUE(lock);
     std::vector<std::string> left;
     for (const auto& entry : fs::directory_iterator(drives)) left.push_back(entry.path().filename());
     std::sort(left.begin(), left.end());

@@ -10,6 +10,8 @@
 #include "tests/support/TemporaryFolder.h"
 
 using namespace features::simulator;
+using features::Result;
+using features::statusOf;
 using ostrel::core::FileDescriptor;
 using ostrel::core::Status;
 
@@ -24,11 +26,10 @@ protected:
         EXPECT_EQ(::lstat(path.c_str(), &info), 0) << path;
         return info.st_mode & 07777;
     }
-    Status read(const char* name, size_t maxBytes, std::string& text) const {
+    Result<std::string> read(const char* name, size_t maxBytes) const {
         const FileDescriptor at = opened();
-        FileDescriptor file;
-        Status status = openOwnFile(at.get(), name, name, file);
-        return succeeded(status) ? readOwnFile(file.get(), name, maxBytes, text) : status;
+        TRY(const FileDescriptor file, openOwnFile(at.get(), name, name));
+        return readOwnFile(file.get(), name, maxBytes);
     }
 
     TemporaryFolder folder;
@@ -38,12 +39,11 @@ TEST_F(OwnFiles, FoldersAreTightenedOnlyWhenAsked) {
     const std::string drive = path("drive");
     ASSERT_EQ(::mkdir(drive.c_str(), 0700), 0);
     ASSERT_EQ(::chmod(drive.c_str(), 0755), 0);
-    FileDescriptor opened;
-    EXPECT_TRUE(succeeded(openOwnFolder(drive, FolderMode::KEEP, opened)));
+    EXPECT_TRUE(openOwnFolder(drive, FolderMode::KEEP));
     EXPECT_EQ(modeOf(drive), 0755U);
-    EXPECT_TRUE(succeeded(openOwnFolder(drive, FolderMode::TIGHTEN, opened)));
+    const auto opened = openOwnFolder(drive, FolderMode::TIGHTEN);
     EXPECT_EQ(modeOf(drive), 0700U);
-    EXPECT_TRUE(opened.isOpen());
+    EXPECT_TRUE(opened && opened->isOpen());
 }
 
 TEST_F(OwnFiles, FoldersThatOthersMayWriteAreRefused) {
@@ -52,11 +52,9 @@ TEST_F(OwnFiles, FoldersThatOthersMayWriteAreRefused) {
     for (const mode_t mode : {0720U, 0702U, 01777U}) {
         ASSERT_EQ(::chmod(drive.c_str(), mode), 0);
         for (const FolderMode wanted : {FolderMode::KEEP, FolderMode::TIGHTEN}) {
-            FileDescriptor opened;
-            const Status status = openOwnFolder(drive, wanted, opened);
+            const Status status = statusOf(openOwnFolder(drive, wanted));
             EXPECT_TRUE(status.is(1, EPERM)) << std::oct << mode;
             EXPECT_EQ(status.getMessage(), "System error. " + drive + " can be changed by other users.");
-            EXPECT_FALSE(opened.isOpen());
         }
         EXPECT_EQ(modeOf(drive), mode) << "what was refused is not changed";
     }
@@ -66,8 +64,7 @@ TEST_F(OwnFiles, FoldersOfAnotherUserAreRefused) {
     const std::string drive = path("drive");
     ASSERT_EQ(::mkdir(drive.c_str(), 0700), 0);
     if (::chown(drive.c_str(), 12345, 0) != 0) GTEST_SKIP() << "only root can give a folder away";
-    FileDescriptor opened;
-    const Status status = openOwnFolder(drive, FolderMode::TIGHTEN, opened);
+    const Status status = statusOf(openOwnFolder(drive, FolderMode::TIGHTEN));
     EXPECT_TRUE(status.is(1, EPERM));
     EXPECT_EQ(status.getMessage(), "System error. " + drive + " belongs to another user.");
 }
@@ -75,55 +72,48 @@ TEST_F(OwnFiles, FoldersOfAnotherUserAreRefused) {
 TEST_F(OwnFiles, LinksToFoldersAreNotFollowed) {
     ASSERT_EQ(::mkdir(path("real").c_str(), 0755), 0);
     ASSERT_EQ(::symlink("real", path("link").c_str()), 0);
-    FileDescriptor opened;
-    EXPECT_TRUE(openOwnFolder(path("link"), FolderMode::TIGHTEN, opened).is(1, ENOTDIR));
+    EXPECT_TRUE(statusOf(openOwnFolder(path("link"), FolderMode::TIGHTEN)).is(1, ENOTDIR));
     EXPECT_EQ(modeOf(path("real")) & 0777U, 0755U & ~::umask(::umask(0)));
 }
 
 TEST_F(OwnFiles, PipesDevicesAndFoldersAreNotRead) {
     ASSERT_EQ(::mkfifo(path("pipe").c_str(), 0600), 0);
     ASSERT_EQ(::mkdir(path("folder").c_str(), 0700), 0);
-    std::string text = "untouched";
     for (const char* name : {"pipe", "folder"}) {
-        const Status status = read(name, 100, text);
+        const Status status = statusOf(read(name, 100));
         EXPECT_TRUE(status.is(1, EINVAL)) << name;
         EXPECT_EQ(status.getMessage(), std::string("System error. ") + name + " is not a regular file.");
     }
     const FileDescriptor devices(::open("/dev", O_RDONLY | O_DIRECTORY));
-    FileDescriptor file;
-    EXPECT_TRUE(openOwnFile(devices.get(), "zero", "/dev/zero", file).is(1, EINVAL));
-    EXPECT_TRUE(read("missing", 100, text).is(1, ENOENT));
-    EXPECT_EQ(text, "untouched");
+    EXPECT_TRUE(statusOf(openOwnFile(devices.get(), "zero", "/dev/zero")).is(1, EINVAL));
+    EXPECT_TRUE(statusOf(read("missing", 100)).is(1, ENOENT));
 }
 
 TEST_F(OwnFiles, FilesAreReadUpToTheirBoundAndNotBeyond) {
-    std::string text;
     writeWholeFile(path("file"), std::string(100000, 'x'));
-    EXPECT_TRUE(succeeded(read("file", 100000, text)));
-    EXPECT_EQ(text, std::string(100000, 'x'));
-    const Status status = read("file", 99999, text);
+    EXPECT_EQ(read("file", 100000).value_or(""), std::string(100000, 'x'));
+    const Status status = statusOf(read("file", 99999));
     EXPECT_TRUE(status.is(1, EFBIG));
     EXPECT_EQ(status.getMessage(), "System error. file is too large.");
     ASSERT_EQ(::truncate(path("file").c_str(), off_t{1} << 42), 0);  // sparse: reading it would take hours
-    EXPECT_TRUE(read("file", 100000, text).is(1, EFBIG));
-    EXPECT_EQ(text.size(), 100000U);
+    EXPECT_TRUE(statusOf(read("file", 100000)).is(1, EFBIG));
 }
 
 TEST_F(OwnFiles, TheLengthOfAFileThatGrowsIsBounded) {
     const FileDescriptor endless(::open("/dev/zero", O_RDONLY));  // its size is 0
-    std::string text;
-    EXPECT_TRUE(readOwnFile(endless.get(), "endless", 1 << 20, text).is(1, EFBIG));
+    EXPECT_TRUE(statusOf(readOwnFile(endless.get(), "endless", 1 << 20)).is(1, EFBIG));
 }
 
 TEST_F(OwnFiles, ListAllNames) {
     for (const char* name : {"a", ".b"}) writeWholeFile(path(name), "");
-    std::vector<std::string> names;
     const FileDescriptor at = opened();
-    EXPECT_TRUE(succeeded(listOwnFolder(at.get(), "folder", names)));
-    EXPECT_TRUE(succeeded(listOwnFolder(at.get(), "folder", names))) << "each time from the start";
-    std::sort(names.begin(), names.end());
-    EXPECT_EQ(names, (std::vector<std::string>{".b", ".b", "a", "a"}));
-    const Status status = listOwnFolder(-1, "folder", names);
+    for (const char* why : {"once", "and from the start again"}) {
+        auto names = listOwnFolder(at.get(), "folder");
+        ASSERT_TRUE(names) << why;
+        std::sort(names->begin(), names->end());
+        EXPECT_EQ(*names, (std::vector<std::string>{".b", "a"})) << why;
+    }
+    const Status status = statusOf(listOwnFolder(-1, "folder"));
     EXPECT_TRUE(status.is(1, EBADF));
     EXPECT_EQ(status.getMessage(), "System error. folder: Bad file descriptor.");
 }
@@ -138,26 +128,24 @@ TEST_F(OwnFiles, AreReadFromAnOffsetToTheirEnd) {
     } CASES[] = {{0, 4, "0123"}, {4, 6, "456789"}, {8, 6, "89"}, {10, 1, ""}, {20, 4, ""}, {3, 0, ""}};
     for (const auto& c : CASES) {
         uint8_t bytes[16];
-        size_t count = 99;
-        EXPECT_EQ(readOwnBytes(file.get(), bytes, c.size, c.offset, count), 0);
-        EXPECT_EQ(std::string(bytes, bytes + count), c.read) << c.offset << ' ' << c.size;
+        const BytesRead read = readOwnBytes(file.get(), bytes, c.size, c.offset);
+        EXPECT_EQ(read.error, 0);
+        EXPECT_EQ(std::string(bytes, bytes + read.count), c.read) << c.offset << ' ' << c.size;
     }
     uint8_t byte = 0;
-    size_t count = 99;
-    EXPECT_EQ(readOwnBytes(-1, &byte, 1, 0, count), EBADF);
-    EXPECT_EQ(count, 0U);
+    const BytesRead read = readOwnBytes(-1, &byte, 1, 0);
+    EXPECT_EQ(read.error, EBADF);
+    EXPECT_EQ(read.count, 0U);
 }
 
 TEST_F(OwnFiles, LocksAreForTheirOwnerAlone) {
     const FileDescriptor at = opened();
-    FileDescriptor lock;
-    EXPECT_TRUE(succeeded(lockOwnFile(at.get(), "lock", "lock", LockWait::YES, lock)));
+    auto lock = lockOwnFile(at.get(), "lock", "lock", LockWait::YES);
+    ASSERT_TRUE(lock);
     EXPECT_EQ(modeOf(path("lock")), 0600U);
-    FileDescriptor second;
-    EXPECT_TRUE(lockOwnFile(at.get(), "lock", "lock", LockWait::NO, second).is(1, EWOULDBLOCK));
-    EXPECT_FALSE(second.isOpen());
-    lock = FileDescriptor();
-    EXPECT_TRUE(succeeded(lockOwnFile(at.get(), "lock", "lock", LockWait::NO, second)));
+    EXPECT_TRUE(statusOf(lockOwnFile(at.get(), "lock", "lock", LockWait::NO)).is(1, EWOULDBLOCK));
+    *lock = FileDescriptor();
+    EXPECT_TRUE(lockOwnFile(at.get(), "lock", "lock", LockWait::NO));
 }
 
 TEST_F(OwnFiles, LocksOfAnotherKindAreRefused) {
@@ -170,9 +158,7 @@ TEST_F(OwnFiles, LocksOfAnotherKindAreRefused) {
         uint32_t code;
     } CASES[] = {{"folder", EISDIR}, {"pipe", EINVAL}, {"link", ELOOP}};
     for (const auto& c : CASES) {
-        FileDescriptor lock;
-        EXPECT_TRUE(lockOwnFile(at.get(), c.name, c.name, LockWait::YES, lock).is(1, c.code)) << c.name;
-        EXPECT_FALSE(lock.isOpen());
+        EXPECT_TRUE(statusOf(lockOwnFile(at.get(), c.name, c.name, LockWait::YES)).is(1, c.code)) << c.name;
     }
     struct stat info {};
     EXPECT_NE(::lstat(path("elsewhere").c_str(), &info), 0) << "nothing is made through a link";
