@@ -65,16 +65,14 @@ std::string stateFile(std::string_view contents) {
 
 /// What is written of a description reads as the same description.
 void checkDescription(const std::string& text) {
-    Description description;
-    const Status status = Description::parse(text, description);
-    if (!isFine(status)) {
-        REQUIRE(status.is(CATEGORY_OS, EINVAL));
+    const auto description = Description::parse(text);
+    if (!isFine(statusOf(description))) {
+        REQUIRE(description.error().is(CATEGORY_OS, EINVAL));
         return;
     }
-    const std::string written = description.toText();
-    Description again;
-    REQUIRE(succeeded(Description::parse(written, again)));
-    REQUIRE(again.toText() == written);
+    const std::string written = description->toText();
+    const auto again = Description::parse(written);
+    REQUIRE(again && again->toText() == written);
 }
 
 SubmissionEntry admin(uint8_t opcode, uint32_t nsid, uint32_t cdw10, uint32_t cdw11 = 0) {
@@ -147,8 +145,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     if (!isFine(drive.begin())) return 0;
     if (!drive.isNew()) checkState(drive);
     drive.rollBack();
-    DriveFolder::Identity identity;
-    REQUIRE(isFine(DriveFolder::readIdentity(scratch().path(), identity)));
+    const auto identity = DriveFolder::readIdentity(scratch().path());
+    REQUIRE(isFine(statusOf(identity)) && isFine(statusOf(identity->firmware)));
     const ManualClock clock(1600000000000);
     {
         Controller controller(scratch().path(), clock);

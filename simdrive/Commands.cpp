@@ -41,11 +41,9 @@ std::string randomSerial() {
 std::set<std::string> takenSerials(const DriveStore& store, const std::vector<std::string>& names) {
     std::set<std::string> taken;
     for (const std::string& name : names) {
-        DriveFolder::Identity identity;
+        const auto identity = DriveFolder::readIdentity(store.pathOf(name));
         // A damaged drive has no serial number that it could share.
-        if (succeeded(DriveFolder::readIdentity(store.pathOf(name), identity))) {
-            taken.insert(identity.description.serialNumber);
-        }
+        if (identity && identity->firmware) taken.insert(identity->description.serialNumber);
     }
     return taken;
 }
@@ -64,17 +62,18 @@ std::vector<std::string> newNames(const std::vector<std::string>& existing, cons
     return names;
 }
 
-Status newSerial(const CreateOptions& options, uint64_t number, std::set<std::string>& taken, std::string& serial) {
+/// Adds it to `taken`.
+Result<std::string> newSerial(const CreateOptions& options, uint64_t number, std::set<std::string>& taken) {
+    std::string serial;
     if (options.serial) {
         serial = *options.serial + (options.count == 1 ? "" : "-" + std::to_string(number));
     } else {
         do serial = randomSerial();
         while (taken.count(serial) != 0);
     }
-    if (!taken.insert(serial).second) {
+    if (!taken.insert(serial).second)
         return refused(EEXIST, "Another simulated drive has the serial number " + serial + ".");
-    }
-    return Status();
+    return serial;
 }
 
 /// Nothing is removed from a folder that holds anything else than a drive's files.
@@ -125,19 +124,21 @@ std::string faultList(const Description& description) {
     return text.empty() ? "No faults.\n" : text;
 }
 
-/// "clear" and which: their values that mean none.
-Status faultsToClear(const std::vector<std::string>& words, std::vector<Fault>& faults) {
-    const std::vector<Fault> none = noFaults();
-    if (words[1] != "clear" || !faults.empty()) {
+/// Those that the options set; after "clear" and which, their values that mean none.
+Result<std::vector<Fault>> faultsToSet(const std::vector<std::string>& words, const FaultOptions& options) {
+    if (words.size() == 1) return options.faults;
+    if (words[1] != "clear" || !options.faults.empty()) {
         return refused(EINVAL, "After the name: options that set faults, or \"clear\" and which.");
     }
-    if (words.size() == 2) faults = none;
+    const std::vector<Fault> none = noFaults();
+    if (words.size() == 2) return none;
+    std::vector<Fault> faults;
     for (size_t i = 2; i < words.size(); ++i) {
         const auto found = std::find_if(none.begin(), none.end(), [&](auto& each) { return each.first == words[i]; });
         if (found == none.end()) return refused(EINVAL, "There is no fault \"" + words[i] + "\".");
         faults.push_back(*found);
     }
-    return Status();
+    return faults;
 }
 
 std::string madeText(const std::vector<DriveStore::NewDrive>& drives) {
@@ -188,11 +189,9 @@ Outcome create(const DriveStore& store, const std::vector<std::string>& names, c
     for (const std::string& name : newNames(existing.names, names, options)) {
         DriveStore::NewDrive drive = options.drive;
         drive.name = name;
-        Status status = newSerial(options, drives.size() + 1, taken, drive.description.serialNumber);
+        TRY(drive.description.serialNumber, newSerial(options, drives.size() + 1, taken));
         // The bounds of size and serial number are those of the description.
-        Description checked;
-        if (succeeded(status)) status = Description::parse(drive.description.toText(), checked);
-        if (failed(status)) return status;
+        RETURN_IF_FAILED(Description::parse(drive.description.toText()));
         drives.push_back(drive);
     }
     RETURN_IF_FAILED(store.create(drives, SystemClock()));
@@ -238,17 +237,15 @@ Outcome reset(const DriveStore& store, const std::string& name) {
 }
 
 Outcome fault(const DriveStore& store, const std::vector<std::string>& words, const FaultOptions& options) {
-    std::vector<Fault> faults = options.faults;
-    const Status status = words.size() > 1 ? faultsToClear(words, faults) : Status();
-    if (failed(status)) return Outcome::misused(status.getMessage());
+    const auto faults = faultsToSet(words, options);
+    if (!faults) return Outcome::misused(faults.error().getMessage());
     TRY(const FileDescriptor lock, store.lock());
     TRY(const std::string path, findDrive(store, words[0]));
     TRY(const FileDescriptor folder, openOwnFolder(path, FolderMode::TIGHTEN));
     TRY(std::string text, DriveFolder::readDescription(folder.get(), path));
-    for (const Fault& each : faults) text = withFault(text, each);
-    Description description;
-    RETURN_IF_FAILED(Description::parse(text, description));
-    if (!faults.empty()) RETURN_IF_FAILED(writeFileAtomically(path + "/" + FILE_DESCRIPTION, text));
+    for (const Fault& each : *faults) text = withFault(text, each);
+    TRY(const Description description, Description::parse(text));
+    if (!faults->empty()) RETURN_IF_FAILED(writeFileAtomically(path + "/" + FILE_DESCRIPTION, text));
     if (!options.wantsJson) return {0, faultList(description), ""};
     const DriveRow row = readRow(store, words[0]);
     return {succeeded(row.status) ? 0 : EXIT_FAILED, jsonOf(row) + "\n", ""};

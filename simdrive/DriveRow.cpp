@@ -61,7 +61,9 @@ std::string modelText(ModelId model) {
 
 DriveRow readRow(const DriveStore& store, const std::string& name) {
     DriveRow row{name, store.pathOf(name), store.folder() == SIMULATED_DRIVES, {}, {}};
-    row.status = DriveFolder::readIdentity(row.folder, row.identity);
+    auto identity = DriveFolder::readIdentity(row.folder);
+    row.status = identity ? statusOf(identity->firmware) : identity.error();
+    if (identity) row.identity = *std::move(identity);
     return row;
 }
 
@@ -86,7 +88,7 @@ std::string jsonOf(const DriveRow& row) {
             ", \"serialNumber\": " + jsonText(drive.serialNumber) +
             ", \"controllers\": " + std::to_string(drive.controllerCount()) +
             ", \"sizeBytes\": " + std::to_string(drive.sizeBytes) +
-            ", \"firmware\": " + jsonText(row.identity.firmware) + ", \"faults\": {";
+            ", \"firmware\": " + jsonText(*row.identity.firmware) + ", \"faults\": {";
     std::string separator;
     for (const auto& [key, value] : faultsOf(drive)) {
         text += separator + jsonText(key) + ": " + jsonText(value);
@@ -107,7 +109,7 @@ std::string tableOf(const std::vector<DriveRow>& rows) {
         const Description& drive = row.identity.description;
         if (succeeded(row.status)) {
             cells.push_back({row.name, modelText(drive.model), sizeText(drive.sizeBytes), drive.serialNumber,
-                             row.identity.firmware, joinedKeys(faultsOf(drive))});
+                             *row.identity.firmware, joinedKeys(faultsOf(drive))});
         } else {
             cells.push_back({row.name, row.status.getMessage()});
         }

@@ -10,7 +10,7 @@
 
 namespace simdrive {
 
-/// A drive as commands show it. `status` is why it cannot be read; `identity` holds nothing then.
+/// A drive as commands show it. `status` is why it cannot be read; `identity` counts without an error alone.
 struct DriveRow {
     std::string name;
     std::string folder;

@@ -380,8 +380,8 @@ Status wrong(const std::string& message) {
     return Status(CATEGORY_OS, EINVAL, message);
 }
 
-Status parseTree(const boost::property_tree::ptree& tree, Description& description) {
-    size_t known = 0;
+Result<Description> parseTree(const boost::property_tree::ptree& tree) {
+    Description description;
     for (const KeyRow& row : KEYS) {
         const auto section = tree.find(row.section);
         const auto end = tree.not_found();
@@ -390,7 +390,6 @@ Status parseTree(const boost::property_tree::ptree& tree, Description& descripti
             if (row.isRequired) return wrong(std::string("\"") + row.key + "\" is missing in [" + row.section + "].");
             continue;
         }
-        ++known;
         if (!row.read(trimmed(key->second.data()), description)) {
             return wrong(std::string("\"") + row.key + "\" takes " + row.takes + ".");
         }
@@ -409,7 +408,7 @@ Status parseTree(const boost::property_tree::ptree& tree, Description& descripti
     }
     if (!description.faults.ana.empty() && !description.hasTwoControllers)
         return wrong("\"ana\" needs a drive with \"controllers\" 2 in [drive].");
-    return Status();
+    return description;
 }
 
 }  // namespace
@@ -433,7 +432,7 @@ void Description::setModel(ModelId id) {
     supportsFirmwareUpdate = supportsTelemetry = supportsPersistentEventLog = hasOptions;
 }
 
-Status Description::parse(const std::string& text, Description& description) {
+Result<Description> Description::parse(const std::string& text) {
     boost::property_tree::ptree tree;
     std::istringstream in(text);
     try {
@@ -441,10 +440,7 @@ Status Description::parse(const std::string& text, Description& description) {
     } catch (const boost::property_tree::ini_parser_error& error) {
         return wrong("Line " + std::to_string(error.line()) + ": " + error.message() + ".");
     }
-    Description read;
-    Status status = parseTree(tree, read);
-    if (succeeded(status)) description = std::move(read);
-    return status;
+    return parseTree(tree);
 }
 
 std::string Description::toText() const {

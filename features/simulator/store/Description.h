@@ -4,9 +4,9 @@
 #include <optional>
 #include <string>
 
+#include "features/errors/Result.h"
 #include "features/simulator/store/Faults.h"
 #include "features/simulator/store/ModelId.h"
-#include "ostrel/core/Status.h"
 
 namespace features::simulator {
 
@@ -48,7 +48,7 @@ struct Description {
     uint16_t controllerCount() const { return hasTwoControllers ? 2 : 1; }
     /// Makes it that model's: with the optional commands and logs that the model has by default.
     void setModel(ModelId id);
-    static ostrel::core::Status parse(const std::string& text, Description& description);
+    static Result<Description> parse(const std::string& text);
     /// The whole file, with its explanations.
     std::string toText() const;
 };

@@ -8,7 +8,9 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <optional>
 #include <set>
+#include <utility>
 
 #include "features/nvme/Bytes.h"
 #include "features/simulator/store/Archive.h"
@@ -65,26 +67,30 @@ const char* checkHead(const uint8_t* head, size_t size) {
     return nullptr;
 }
 
-/// Reads what follows the head, which is not looked at; false: it is damaged, and `state` is as it was.
-bool readArchive(const uint8_t* data, size_t size, DriveState& state) {
-    DriveState read;
-    ArchiveReader reader(data + HEAD_BYTES, size - HEAD_BYTES);
-    read.fields(reader);
-    if (reader.isDamaged()) return false;
-    if (read.extensions.count(ControllerState::NAME) != 0) {
-        read.other = readExtension<ControllerState>(read);
-        read.extensions.erase(ControllerState::NAME);
-    }
-    state = std::move(read);
-    return true;
-}
-
-/// Null: the state is good.
-const char* parseState(const uint8_t* data, size_t size, DriveState& state) {
+/// Null: so is what follows it.
+const char* checkFile(const uint8_t* data, size_t size) {
     if (const char* fault = checkHead(data, size)) return fault;
     if (le64(data + 16) != size - HEAD_BYTES) return "has a wrong length";
     if (crc32(data + HEAD_BYTES, size - HEAD_BYTES) != le32(data + 12)) return "has a wrong checksum";
-    return readArchive(data, size, state) ? nullptr : "does not hold what its version says";
+    return nullptr;
+}
+
+/// Reads what follows the head, which is not looked at; empty: it is damaged.
+std::optional<DriveState> readArchive(const uint8_t* data, size_t size) {
+    std::optional<DriveState> state(std::in_place);
+    ArchiveReader reader(data + HEAD_BYTES, size - HEAD_BYTES);
+    state->fields(reader);
+    if (reader.isDamaged()) return std::nullopt;
+    if (state->extensions.count(ControllerState::NAME) != 0) {
+        state->other = readExtension<ControllerState>(*state);
+        state->extensions.erase(ControllerState::NAME);
+    }
+    return state;
+}
+
+/// Of the description's file: with its path.
+Status wrongDescription(const Status& error, const std::string& path) {
+    return Status(CATEGORY_OS, error.getCode(), path + ": " + error.getMessage());
 }
 
 /// The state file but for its head, which is all zeros.
@@ -110,6 +116,18 @@ void fillHead(std::vector<uint8_t>& bytes, const DriveState& state, uint64_t seq
     const std::string& revision = state.firmware.running;
     std::copy_n(revision.begin(), std::min(revision.size(), FIRMWARE_BYTES), head + OFFSET_FIRMWARE);
     putLe32(head + OFFSET_HEAD_CRC, crc32(head, OFFSET_HEAD_CRC));
+}
+
+/// The revision that the head of a state has. `path`: of the state.
+Result<std::string> readFirmware(int folder, const std::string& path) {
+    const auto file = openOwnFile(folder, FILE_STATE, path);
+    if (!file && file.error().is(CATEGORY_OS, ENOENT)) return std::string();
+    if (!file) return file.error();
+    uint8_t head[HEAD_BYTES] = {};
+    const BytesRead read = readOwnBytes(file->get(), head, sizeof head, 0);
+    if (read.error != 0) return fileStatus(read.error, path);
+    if (const char* fault = checkHead(head, read.count)) return damaged(path, fault);
+    return nvme::shownText(head + OFFSET_FIRMWARE, FIRMWARE_BYTES);
 }
 
 }  // namespace
@@ -177,14 +195,11 @@ Status DriveFolder::loadDescription() {
     TRY(std::string text, readDescription(folder_.get(), path_));
     // An empty file is none that was read before: it lacks what a description must have.
     if (!text.empty() && text == descriptionText_) return Status();
-    Description description;
-    Status status = Description::parse(text, description);
-    if (failed(status)) {
-        return Status(CATEGORY_OS, status.getCode(), filePath(FILE_DESCRIPTION) + ": " + status.getMessage());
-    }
-    description_ = std::move(description);
+    auto description = Description::parse(text);
+    if (!description) return wrongDescription(description.error(), filePath(FILE_DESCRIPTION));
+    description_ = *std::move(description);
     descriptionText_ = std::move(text);
-    return status;
+    return Status();
 }
 
 Status DriveFolder::loadState() {
@@ -198,18 +213,23 @@ Status DriveFolder::loadState() {
     if (!file) return file.error();
     if (isKnownState(file->get())) return Status();
     TRY(const std::string text, readOwnFile(file->get(), filePath(FILE_STATE), MAX_STATE_BYTES));
-    const auto* bytes = reinterpret_cast<const uint8_t*>(text.data());
-    DriveState read;
-    if (const char* fault = parseState(bytes, text.size(), read)) return damaged(filePath(FILE_STATE), fault);
-    const char* part = check_(read);
-    if (part == nullptr && read.other) {
-        read.turnTo(2);
-        part = check_(read);
+    TRY(state, parseState(text));
+    savedBytes_.assign(text.begin(), text.end());
+    return Status();
+}
+
+Result<DriveState> DriveFolder::parseState(const std::string& bytes) const {
+    const auto* data = reinterpret_cast<const uint8_t*>(bytes.data());
+    if (const char* fault = checkFile(data, bytes.size())) return damaged(filePath(FILE_STATE), fault);
+    std::optional<DriveState> read = readArchive(data, bytes.size());
+    if (!read) return damaged(filePath(FILE_STATE), "does not hold what its version says");
+    const char* part = check_(*read);
+    if (part == nullptr && read->other) {
+        read->turnTo(2);
+        part = check_(*read);
     }
     if (part != nullptr) return damaged(filePath(FILE_STATE), std::string("has impossible contents: ") + part);
-    state = std::move(read);
-    savedBytes_.assign(bytes, bytes + text.size());
-    return Status();
+    return *std::move(read);
 }
 
 /// By its head, which has the checksum of the rest.
@@ -266,7 +286,7 @@ void DriveFolder::restore() {
         state = DriveState();
     } else {
         // Checked when they were read, or written by this object: nothing can be wrong.
-        (void)readArchive(savedBytes_.data(), savedBytes_.size(), state);
+        state = readArchive(savedBytes_.data(), savedBytes_.size()).value();
     }
 }
 
@@ -290,22 +310,12 @@ void DriveFolder::removeLeftovers() {
     }
 }
 
-Status DriveFolder::readIdentity(const std::string& path, Identity& identity) {
+Result<DriveFolder::Identity> DriveFolder::readIdentity(const std::string& path) {
     TRY(const FileDescriptor folder, openOwnFolder(path, FolderMode::KEEP));
     TRY(const std::string text, readDescription(folder.get(), path));
-    const Status status = Description::parse(text, identity.description);
-    if (failed(status)) {
-        return Status(CATEGORY_OS, status.getCode(), path + "/" + FILE_DESCRIPTION + ": " + status.getMessage());
-    }
-    const std::string statePath = path + "/" + FILE_STATE;
-    const auto file = openOwnFile(folder.get(), FILE_STATE, statePath);
-    if (!file) return file.error().is(CATEGORY_OS, ENOENT) ? Status() : file.error();
-    uint8_t head[HEAD_BYTES] = {};
-    const BytesRead read = readOwnBytes(file->get(), head, sizeof head, 0);
-    if (read.error != 0) return fileStatus(read.error, statePath);
-    if (const char* fault = checkHead(head, read.count)) return damaged(statePath, fault);
-    identity.firmware = nvme::shownText(head + OFFSET_FIRMWARE, FIRMWARE_BYTES);
-    return Status();
+    auto description = Description::parse(text);
+    if (!description) return wrongDescription(description.error(), path + "/" + FILE_DESCRIPTION);
+    return Identity{*std::move(description), readFirmware(folder.get(), path + "/" + FILE_STATE)};
 }
 
 }  // namespace features::simulator

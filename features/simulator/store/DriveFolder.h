@@ -87,9 +87,9 @@ public:
     /// What the scan reports without a lock and without the whole state.
     struct Identity {
         Description description;
-        std::string firmware;  ///< empty: the drive was never used
+        Result<std::string> firmware;  ///< empty: the drive was never used; an error: its state is damaged
     };
-    static ostrel::core::Status readIdentity(const std::string& path, Identity& identity);
+    static Result<Identity> readIdentity(const std::string& path);
     /// The text of a drive's description. `folder`: opened, at `path`.
     static Result<std::string> readDescription(int folder, const std::string& path);
 
@@ -105,6 +105,7 @@ private:
     ostrel::core::Status loadDescription();
     ostrel::core::Status loadState();
     bool isKnownState(int file) const;
+    Result<DriveState> parseState(const std::string& bytes) const;
     ostrel::core::Status checkNew() const;
     void removeLeftovers();
     std::string filePath(const char* name) const { return path_ + "/" + name; }

@@ -28,17 +28,18 @@ void set(Device& device, Attribute attribute, const std::string& text) {
 }
 
 void setIdentity(Device& device, SimulatedNvmePath& path, const std::string& folder) {
-    DriveFolder::Identity identity;
-    Status status = DriveFolder::readIdentity(folder, identity);
-    if (failed(status)) set(device, attributes::device::errorString(), status.getMessage());
+    const auto identity = DriveFolder::readIdentity(folder);
+    if (!identity) return set(device, attributes::device::errorString(), identity.error().getMessage());
+    const simulator::Description& description = identity->description;
     // A drive whose state alone is damaged keeps its name; its firmware is in the state.
-    if (identity.description.serialNumber.empty()) return;
-    path.select(identityOf(identity.description));
-    const simulator::Model& model = simulator::modelOf(identity.description.model);
-    set(device, attributes::device::modelNumber(), identity.description.shownModelNumber());
-    set(device, attributes::device::serialNumber(), identity.description.serialNumber);
-    if (failed(status)) return;
-    set(device, attributes::device::firmware(), identity.firmware.empty() ? model.firmware : identity.firmware);
+    const auto& firmware = identity->firmware;
+    if (!firmware) set(device, attributes::device::errorString(), firmware.error().getMessage());
+    path.select(identityOf(description));
+    set(device, attributes::device::modelNumber(), description.shownModelNumber());
+    set(device, attributes::device::serialNumber(), description.serialNumber);
+    if (!firmware) return;
+    set(device, attributes::device::firmware(),
+        firmware->empty() ? simulator::modelOf(description.model).firmware : *firmware);
 }
 
 void passTime(std::chrono::milliseconds time) {

@@ -26,16 +26,15 @@ TEST_F(StoppedClock, IsReadAndWrittenInTheDescription) {
     const std::string drive = "[drive]\nmodel = ocp\nserial-number = S\nsize = 1 MiB\n";
     for (const auto& [value, ms] : std::map<std::string, std::optional<uint64_t>>{
              {"", std::nullopt}, {"0", 0}, {"1767225600000", 1767225600000}, {"0xFFFFFFFFFFFF", 281474976710655}}) {
-        Description read;
-        EXPECT_TRUE(succeeded(Description::parse(drive + "clock = " + value + "\n", read))) << value;
-        EXPECT_EQ(read.clockMs, ms) << value;
-        Description again;
-        EXPECT_TRUE(succeeded(Description::parse(read.toText(), again))) << value;
-        EXPECT_EQ(again.clockMs, ms) << value;
+        const auto read = Description::parse(drive + "clock = " + value + "\n");
+        ASSERT_TRUE(read) << value;
+        EXPECT_EQ(read->clockMs, ms) << value;
+        const auto again = Description::parse(read->toText());
+        ASSERT_TRUE(again) << value;
+        EXPECT_EQ(again->clockMs, ms) << value;
     }
     for (const char* value : {"now", "-1", "281474976710656", "2026-01-01"}) {
-        Description read;
-        EXPECT_EQ(Description::parse(drive + "clock = " + value + "\n", read).getMessage(),
+        EXPECT_EQ(statusOf(Description::parse(drive + "clock = " + value + "\n")).getMessage(),
                   "\"clock\" takes milliseconds since 1970, or nothing.");
     }
 }

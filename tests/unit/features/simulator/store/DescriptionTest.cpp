@@ -12,8 +12,7 @@ namespace {
 const std::string WHO = "[drive]\nmodel = velko\nserial-number = S1\nsize = 1 GiB\n";
 
 std::string parsed(const std::string& text) {
-    Description description;
-    return Description::parse(text, description).getMessage();
+    return statusOf(Description::parse(text)).getMessage();
 }
 
 TEST(DescriptionOfASimulatedDrive, IsReadAndWritten) {
@@ -76,8 +75,9 @@ TEST(DescriptionOfASimulatedDrive, IsReadAndWritten) {
         "ana = 1:1 optimized, 1:all non-optimized, 2:1 inaccessible, 2:2 persistent-loss, 2:4294967295 change\n"
         "; The drive has vanished: it is listed and does not answer.\n"
         "gone = yes\n";
-    Description description;
-    EXPECT_EQ(Description::parse(text, description).getMessage(), "Completed successfully.");
+    const auto read = Description::parse(text);
+    ASSERT_TRUE(read) << read.error().getMessage();
+    const Description& description = *read;
     EXPECT_EQ(description.model, ModelId::OCP);
     EXPECT_EQ(description.sizeBytes, uint64_t{16} << 30);
     EXPECT_FALSE(description.supportsNamespaceManagement);
@@ -106,12 +106,12 @@ TEST(DescriptionOfASimulatedDrive, IsReadAndWritten) {
 }
 
 TEST(DescriptionOfASimulatedDrive, HasDefaults) {
-    Description description;
-    EXPECT_EQ(Description::parse(WHO, description).getMessage(), "Completed successfully.");
-    EXPECT_TRUE(description.supportsSanitize);
-    EXPECT_EQ(description.maxNamespaces, 16U);
-    EXPECT_FALSE(description.faults.isGone);
-    EXPECT_FALSE(description.faults.temperatureCelsius.has_value());
+    const auto description = Description::parse(WHO);
+    ASSERT_TRUE(description) << description.error().getMessage();
+    EXPECT_TRUE(description->supportsSanitize);
+    EXPECT_EQ(description->maxNamespaces, 16U);
+    EXPECT_FALSE(description->faults.isGone);
+    EXPECT_FALSE(description->faults.temperatureCelsius.has_value());
 }
 
 TEST(DescriptionOfASimulatedDrive, IsRefusedWithTheReason) {
