@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <optional>
 #include <string>
 
 #include "features/nvme/Bytes.h"
@@ -59,24 +60,25 @@ std::string trimmed(const uint8_t* at, size_t size) {
     return text.substr(0, text.find_last_not_of(' ') + 1);
 }
 
-/// False: the pieces make no image for this model.
-bool readImage(std::vector<Piece> pieces, const std::string& modelNumber, Image& image) {
+/// Empty: the pieces make no image for this model.
+std::optional<Image> readImage(std::vector<Piece> pieces, const std::string& modelNumber) {
     std::sort(pieces.begin(), pieces.end(), [](const Piece& a, const Piece& b) { return a.offset < b.offset; });
     std::vector<uint8_t> bytes;
     for (const Piece& piece : pieces) {
-        if (piece.offset != bytes.size()) return false;  // a gap
+        if (piece.offset != bytes.size()) return std::nullopt;  // a gap
         bytes.insert(bytes.end(), piece.bytes.begin(), piece.bytes.end());
     }
     const uint8_t* head = bytes.data();
     if (bytes.size() < HEAD_BYTES || std::memcmp(head, MAGIC, MAGIC_BYTES) != 0 || le32(head + 8) != bytes.size()) {
-        return false;
+        return std::nullopt;
     }
     boost::crc_32_type crc;
     crc.process_bytes(head + OFFSET_CHECKED, bytes.size() - OFFSET_CHECKED);
-    image.revision = trimmed(head + OFFSET_REVISION, REVISION_BYTES);
-    image.reset = static_cast<FirmwareReset>(head[OFFSET_RESET]);
-    return crc.checksum() == le32(head + 12) && trimmed(head + OFFSET_MODEL, MODEL_BYTES) == modelNumber &&
-           !image.revision.empty() && image.reset <= FirmwareReset::CONVENTIONAL;
+    const Image image{trimmed(head + OFFSET_REVISION, REVISION_BYTES), static_cast<FirmwareReset>(head[OFFSET_RESET])};
+    const bool isValid = crc.checksum() == le32(head + 12) &&
+                         trimmed(head + OFFSET_MODEL, MODEL_BYTES) == modelNumber && !image.revision.empty() &&
+                         image.reset <= FirmwareReset::CONVENTIONAL;
+    return isValid ? std::optional(image) : std::nullopt;
 }
 
 /// What a completion says of the reset that the activation waits for. A controller level reset, which any reset is,
@@ -129,10 +131,10 @@ CompletionEntry activate(CommandContext& context, uint8_t slot, bool atOnce) {
 CompletionEntry replace(CommandContext& context, const std::vector<Piece>& pieces, uint8_t& slot) {
     if (slot == 0) slot = freeSlot(context);
     if (slot == 0 || (slot == 1 && context.model.isSlot1ReadOnly)) return INVALID_SLOT;
-    Image image;
-    if (!readImage(pieces, context.description.shownModelNumber(), image)) return INVALID_IMAGE;
-    context.state.firmware.slots[slot - 1U] = image.revision;
-    context.state.firmware.resets[slot - 1U] = static_cast<uint8_t>(image.reset);
+    const std::optional<Image> image = readImage(pieces, context.description.shownModelNumber());
+    if (!image) return INVALID_IMAGE;
+    context.state.firmware.slots[slot - 1U] = image->revision;
+    context.state.firmware.resets[slot - 1U] = static_cast<uint8_t>(image->reset);
     context.afterSave.push_back([&folder = context.folder] { FirmwareDownload(folder).discard(); });
     return {};
 }
@@ -160,13 +162,13 @@ CompletionEntry downloadFirmware(CommandContext& context) {
     context.data.resize(static_cast<size_t>(length));
     const FirmwareDownload download(context.folder);
     if (offset == 0) download.discard();  // a host that begins again
-    std::vector<Piece> pieces;
-    int error = download.pieces(pieces);
-    for (const Piece& piece : pieces) {
+    const auto pieces = download.pieces();
+    if (!pieces) return passingRefusal(SC_INTERNAL_ERROR);
+    for (const Piece& piece : *pieces) {
         if (overlap(piece, offset, length)) return refusal(SC_OVERLAPPING_RANGE);
     }
-    if (error == 0) error = download.append(static_cast<uint32_t>(offset), context.data);
-    return error == 0 ? CompletionEntry{} : passingRefusal(SC_INTERNAL_ERROR);
+    const auto status = download.append(static_cast<uint32_t>(offset), context.data);
+    return succeeded(status) ? CompletionEntry{} : passingRefusal(SC_INTERNAL_ERROR);
 }
 
 CompletionEntry commitFirmware(CommandContext& context) {
@@ -175,13 +177,13 @@ CompletionEntry commitFirmware(CommandContext& context) {
     // Boot partitions, which the actions beyond are for, are not supported.
     if (action > ACTION_ACTIVATE_NOW || bit(context.command.cdw10, 31)) return refusal(SC_INVALID_FIELD);
     if (slot > context.model.firmwareSlots) return INVALID_SLOT;
-    std::vector<Piece> pieces;
-    if (FirmwareDownload(context.folder).pieces(pieces) != 0) return passingRefusal(SC_INTERNAL_ERROR);
+    const auto pieces = FirmwareDownload(context.folder).pieces();
+    if (!pieces) return passingRefusal(SC_INTERNAL_ERROR);
 
     const std::string before = context.state.firmware.running;
     CompletionEntry completion;
-    const bool isReplaced = action < ACTION_ACTIVATE || (action == ACTION_ACTIVATE_NOW && !pieces.empty());
-    if (isReplaced) completion = replace(context, pieces, slot);
+    const bool isReplaced = action < ACTION_ACTIVATE || (action == ACTION_ACTIVATE_NOW && !pieces->empty());
+    if (isReplaced) completion = replace(context, *pieces, slot);
     if (!completion.isSuccess()) return completion;
     if (slot == 0) return INVALID_SLOT;
     if (context.state.firmware.slots[slot - 1U].empty()) return INVALID_IMAGE;

@@ -15,6 +15,7 @@ namespace features::simulator {
 
 using namespace nvme;
 using ostrel::core::FileDescriptor;
+using ostrel::core::Status;
 
 namespace {
 
@@ -33,47 +34,53 @@ size_t wholeBytes(const std::vector<uint8_t>& file) {
     return at;
 }
 
-int readFile(int file, std::vector<uint8_t>& bytes) {
+Result<std::vector<uint8_t>> readFile(int file, const std::string& path) {
     struct stat info {};
-    if (::fstat(file, &info) != 0) return errno;
-    if (!S_ISREG(info.st_mode) || info.st_size > MAX_FILE_BYTES) return EFBIG;
-    bytes.resize(static_cast<size_t>(info.st_size));
+    if (::fstat(file, &info) != 0) return fileStatus(errno, path);
+    if (!S_ISREG(info.st_mode) || info.st_size > MAX_FILE_BYTES) return fileStatus(EFBIG, path);
+    std::vector<uint8_t> bytes(static_cast<size_t>(info.st_size));
     const BytesRead read = readOwnBytes(file, bytes.data(), bytes.size(), 0);
+    if (read.error != 0) return fileStatus(read.error, path);
     bytes.resize(read.count);
-    return read.error;
+    return bytes;
 }
 
 }  // namespace
 
-int FirmwareDownload::pieces(std::vector<Piece>& pieces) const {
-    pieces.clear();
+std::string FirmwareDownload::path() const {
+    return folder_.path() + "/" + FILE_DOWNLOAD;
+}
+
+Result<std::vector<FirmwareDownload::Piece>> FirmwareDownload::pieces() const {
+    std::vector<Piece> pieces;
     const FileDescriptor file(
         ::openat(folder_.descriptor(), FILE_DOWNLOAD, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
-    if (!file.isOpen()) return errno == ENOENT ? 0 : errno;
-    std::vector<uint8_t> bytes;
-    if (const int error = readFile(file.get(), bytes)) return error;
+    if (!file.isOpen() && errno == ENOENT) return pieces;
+    if (!file.isOpen()) return fileStatus(errno, path());
+    TRY(const std::vector<uint8_t> bytes, readFile(file.get(), path()));
     const uint8_t* end = bytes.data() + wholeBytes(bytes);
     for (const uint8_t* at = bytes.data(); at != end;) {
         const uint8_t* data = at + HEAD_BYTES;
         pieces.push_back({le32(at), {data, data + le32(at + 4)}});
         at = data + le32(at + 4);
     }
-    return 0;
+    return pieces;
 }
 
-int FirmwareDownload::append(uint32_t offset, const std::vector<uint8_t>& bytes) const {
+Status FirmwareDownload::append(uint32_t offset, const std::vector<uint8_t>& bytes) const {
     const FileDescriptor file(
         ::openat(folder_.descriptor(), FILE_DOWNLOAD, O_RDWR | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, 0600));
-    if (!file.isOpen()) return errno;
-    std::vector<uint8_t> before;
-    if (const int error = readFile(file.get(), before)) return error;
+    if (!file.isOpen()) return fileStatus(errno, path());
+    TRY(const std::vector<uint8_t> before, readFile(file.get(), path()));
     const auto end = static_cast<off_t>(wholeBytes(before));
-    if (::ftruncate(file.get(), end) != 0 || ::lseek(file.get(), end, SEEK_SET) < 0) return errno;
+    if (::ftruncate(file.get(), end) != 0 || ::lseek(file.get(), end, SEEK_SET) < 0) return fileStatus(errno, path());
     std::vector<uint8_t> record(HEAD_BYTES);
     putLe32(record.data(), offset);
     putLe32(record.data() + 4, static_cast<uint32_t>(bytes.size()));
     record.insert(record.end(), bytes.begin(), bytes.end());
-    return ostrel::core::writeFully(file.get(), {reinterpret_cast<const char*>(record.data()), record.size()});
+    const std::string_view text(reinterpret_cast<const char*>(record.data()), record.size());
+    const int error = ostrel::core::writeFully(file.get(), text);
+    return error == 0 ? Status() : fileStatus(error, path());
 }
 
 void FirmwareDownload::discard() const {

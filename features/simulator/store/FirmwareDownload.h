@@ -3,7 +3,9 @@
 #include <cstdint>
 #include <vector>
 
+#include "features/errors/Result.h"
 #include "features/simulator/store/DriveFolder.h"
+#include "ostrel/core/Status.h"
 
 namespace features::simulator {
 
@@ -11,7 +13,7 @@ namespace features::simulator {
 /// and length, 4 bytes each. It outlives the process, as a drive's memory does, and is not synced: should the machine
 /// crash, so has the drive lost its power. A piece that a killed process left half written does not count.
 ///
-/// Errors: 0 or errno.
+/// Errors: those of the system, with the path.
 class FirmwareDownload {
 public:
     struct Piece {
@@ -21,11 +23,13 @@ public:
 
     explicit FirmwareDownload(const DriveFolder& folder) : folder_(folder) {}
 
-    int pieces(std::vector<Piece>& pieces) const;
-    int append(uint32_t offset, const std::vector<uint8_t>& bytes) const;
+    Result<std::vector<Piece>> pieces() const;
+    ostrel::core::Status append(uint32_t offset, const std::vector<uint8_t>& bytes) const;
     void discard() const;
 
 private:
+    std::string path() const;
+
     const DriveFolder& folder_;
 };
 

@@ -75,14 +75,13 @@ Media::Layout Media::layoutOf(const NamespaceState& part) const {
     return {dataBytes, format.metadataBytes, (end + PAGE_BYTES - 1) / PAGE_BYTES * PAGE_BYTES};
 }
 
-int Media::open(uint32_t nsid, bool create, int& error) {
-    error = 0;
+Media::Opened Media::open(uint32_t nsid, bool create) {
     const std::string name = DriveFolder::mediaName(nsid, folder_.state.namespaces.at(nsid).mediaGeneration);
     const auto known = files_.find(name);
     struct stat info {};
     // A file without a name is of a drive that was removed, and made again since.
     const bool isThere = known != files_.end() && ::fstat(known->second.get(), &info) == 0 && info.st_nlink != 0;
-    if (isThere) return known->second.get();
+    if (isThere) return {known->second.get(), 0};
     if (known != files_.end()) files_.erase(known);
     // A format, perhaps in another process, has made media obsolete that are still open here.
     for (auto file = files_.begin(); file != files_.end();) {
@@ -94,15 +93,9 @@ int Media::open(uint32_t nsid, bool create, int& error) {
     }
     const int flags = O_RDWR | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC | (create ? O_CREAT : 0);
     FileDescriptor file(::openat(folder_.descriptor(), name.c_str(), flags, 0600));
-    if (!file.isOpen()) {
-        if (errno != ENOENT || create) error = errno;
-        return -1;
-    }
-    if (::fstat(file.get(), &info) != 0 || !S_ISREG(info.st_mode)) {
-        error = EIO;  // something else has its name
-        return -1;
-    }
-    return files_.emplace(name, std::move(file)).first->second.get();
+    if (!file.isOpen()) return {-1, errno == ENOENT && !create ? 0 : errno};
+    if (::fstat(file.get(), &info) != 0 || !S_ISREG(info.st_mode)) return {-1, EIO};  // something else has its name
+    return {files_.emplace(name, std::move(file)).first->second.get(), 0};
 }
 
 int Media::read(uint32_t nsid, uint64_t first, uint32_t blocks, bool withMetadata, std::vector<uint8_t>& data) {
@@ -110,10 +103,10 @@ int Media::read(uint32_t nsid, uint64_t first, uint32_t blocks, bool withMetadat
     const size_t dataBytes = layout.dataBytes;
     const size_t metadataBytes = withMetadata ? layout.metadataBytes : 0;
     data.assign(blocks * (dataBytes + metadataBytes), 0);
-    int error = 0;
-    const int file = open(nsid, false, error);
-    if (file < 0) return error;
+    const auto [file, openError] = open(nsid, false);
+    if (file < 0) return openError;
     if (metadataBytes == 0) return readAt(file, data.data(), data.size(), first * dataBytes);
+    int error = 0;
     for (uint32_t i = 0; i < blocks && error == 0; ++i) {
         uint8_t* at = data.data() + i * (dataBytes + metadataBytes);
         error = readAt(file, at, dataBytes, (first + i) * dataBytes);
@@ -127,13 +120,13 @@ int Media::read(uint32_t nsid, uint64_t first, uint32_t blocks, bool withMetadat
 int Media::write(uint32_t nsid, uint64_t first, uint32_t blocks, bool withMetadata, const std::vector<uint8_t>& data) {
     const Layout layout = layoutOf(folder_.state.namespaces.at(nsid));
     const size_t dataBytes = layout.dataBytes;
-    int error = 0;
-    const int file = open(nsid, true, error);
-    if (file < 0) return error;
+    const auto [file, openError] = open(nsid, true);
+    if (file < 0) return openError;
     if (layout.metadataBytes == 0) return writeAt(file, data.data(), data.size(), first * dataBytes);
     const size_t metadataBytes = layout.metadataBytes;
     const size_t step = dataBytes + (withMetadata ? metadataBytes : 0);
     const std::vector<uint8_t> none(metadataBytes);
+    int error = 0;
     for (uint32_t i = 0; i < blocks && error == 0; ++i) {
         const uint8_t* at = data.data() + i * step;
         error = writeAt(file, at, dataBytes, (first + i) * dataBytes);
@@ -145,9 +138,8 @@ int Media::write(uint32_t nsid, uint64_t first, uint32_t blocks, bool withMetada
 }
 
 int Media::flush(uint32_t nsid) {
-    int error = 0;
-    const int file = open(nsid, false, error);
-    if (file < 0) return error;
+    const auto [file, openError] = open(nsid, false);
+    if (file < 0) return openError;
     // The folder too: the file may be new in it.
     return ::fsync(file) != 0 || ::fsync(folder_.descriptor()) != 0 ? errno : 0;
 }
@@ -155,11 +147,10 @@ int Media::flush(uint32_t nsid) {
 int Media::deallocate(const BlockRange& range) {
     const auto part = folder_.state.namespaces.find(range.nsid);
     if (part == folder_.state.namespaces.end()) return 0;
-    int error = 0;
-    const int file = open(range.nsid, false, error);
-    if (file < 0) return error;
+    const auto [file, openError] = open(range.nsid, false);
+    if (file < 0) return openError;
     const Layout layout = layoutOf(part->second);
-    error = punch(file, range.first * layout.dataBytes, range.count * layout.dataBytes);
+    const int error = punch(file, range.first * layout.dataBytes, range.count * layout.dataBytes);
     if (error != 0 || layout.metadataBytes == 0) return error;
     return punch(file, layout.metadataStart + range.first * layout.metadataBytes, range.count * layout.metadataBytes);
 }

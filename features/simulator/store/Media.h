@@ -43,8 +43,12 @@ private:
         uint64_t metadataStart;
     };
     Layout layoutOf(const NamespaceState& part) const;
-    /// The descriptor of a namespace's file; -1: it has none, or errno in `error`.
-    int open(uint32_t nsid, bool create, int& error);
+    /// A namespace's file.
+    struct Opened {
+        int descriptor = -1;  ///< -1: there is none
+        int error = 0;        ///< errno of one that cannot be opened
+    };
+    Opened open(uint32_t nsid, bool create);
 
     DriveFolder& folder_;
     std::map<std::string, ostrel::core::FileDescriptor> files_;
