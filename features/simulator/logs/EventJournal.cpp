@@ -50,19 +50,18 @@ bool writeAt(int descriptor, const std::vector<uint8_t>& bytes, uint64_t offset)
     return ::fdatasync(descriptor) == 0;
 }
 
-bool readFile(const CommandContext& context, const JournalState& journal, std::vector<uint8_t>& bytes) {
-    bytes.clear();
-    if (journal.fileBytes == 0) return true;
+std::optional<std::vector<uint8_t>> readFile(const CommandContext& context, const JournalState& journal) {
+    if (journal.fileBytes == 0) return std::vector<uint8_t>();
     const FileDescriptor file = openFile(context, journal.slot, O_RDONLY);
-    if (!file.isOpen() || journal.fileBytes > EventJournal::MAX_BYTES) return false;
-    bytes.resize(static_cast<size_t>(journal.fileBytes));
+    if (!file.isOpen() || journal.fileBytes > EventJournal::MAX_BYTES) return std::nullopt;
+    std::vector<uint8_t> bytes(static_cast<size_t>(journal.fileBytes));
     for (size_t at = 0; at < bytes.size();) {
         const ssize_t count = ::read(file.get(), bytes.data() + at, bytes.size() - at);
         if (count < 0 && errno == EINTR) continue;
-        if (count <= 0) return false;
+        if (count <= 0) return std::nullopt;
         at += static_cast<size_t>(count);
     }
-    return true;
+    return bytes;
 }
 
 /// Leaves whole events out at the front.
@@ -81,8 +80,8 @@ bool appendToFile(const CommandContext& context, JournalState& journal) {
 }
 
 bool startNewFile(const CommandContext& context, JournalState& journal) {
-    std::vector<uint8_t> events;
-    if (!readFile(context, journal, events)) events.clear();  // damaged: what comes now is not lost with it
+    // Of a damaged file nothing is kept: what comes now is not lost with it.
+    std::vector<uint8_t> events = readFile(context, journal).value_or(std::vector<uint8_t>());
     events.insert(events.end(), journal.recent.begin(), journal.recent.end());
     dropOldest(events, KEPT_OF_A_FULL_FILE);
     const auto slot = static_cast<uint8_t>(1 - (journal.slot & 1));
@@ -121,11 +120,12 @@ void EventJournal::append(const std::vector<uint8_t>& event) {
     writeExtension(context_.state, journal);
 }
 
-bool EventJournal::read(std::vector<uint8_t>& events) const {
+std::optional<std::vector<uint8_t>> EventJournal::read() const {
     const auto journal = readExtension<JournalState>(context_.state);
-    if (!readFile(context_, journal, events)) return false;
-    events.insert(events.end(), journal.recent.begin(), journal.recent.end());
-    return events.empty() || !offsets(events).empty();
+    std::optional<std::vector<uint8_t>> events = readFile(context_, journal);
+    if (!events) return std::nullopt;
+    events->insert(events->end(), journal.recent.begin(), journal.recent.end());
+    return events->empty() || !offsets(*events).empty() ? events : std::nullopt;
 }
 
 }  // namespace features::simulator

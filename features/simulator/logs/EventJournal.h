@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <vector>
 
 #include "features/nvme/structures/PersistentEventLog.h"
@@ -26,8 +27,8 @@ public:
 
     /// An event that cannot be stored any more takes the place of the oldest.
     void append(const std::vector<uint8_t>& event);
-    /// The events, oldest first. False: the file is missing or damaged.
-    bool read(std::vector<uint8_t>& events) const;
+    /// The events, oldest first; no value: the file is missing or damaged.
+    std::optional<std::vector<uint8_t>> read() const;
 
     /// Where the events begin that lie in the last `maxBytes` bytes. Empty also when the bytes are no events.
     static std::vector<size_t> offsets(const std::vector<uint8_t>& events, size_t maxBytes = MAX_BYTES);

@@ -3,7 +3,9 @@
 #include <algorithm>
 #include <array>
 #include <cstring>
+#include <optional>
 #include <string>
+#include <utility>
 
 #include "features/nvme/LogPageIds.h"
 #include "features/nvme/PersistentEventTypes.h"
@@ -147,19 +149,20 @@ void recordReset(CommandContext& context, bool isPowerOn) {
                           powerOnData(context, event));
 }
 
-bool composePersistentEventLog(CommandContext& context, std::vector<uint8_t>& page) {
-    std::vector<uint8_t> events;
-    if (!context.description.supportsPersistentEventLog || !EventJournal(context).read(events)) return false;
-    const std::vector<size_t> offsets = EventJournal::offsets(events);
-    page.assign(LOG_HEADER_BYTES, 0);
-    size_t end = events.size();
+std::optional<std::vector<uint8_t>> composePersistentEventLog(CommandContext& context) {
+    if (!context.description.supportsPersistentEventLog) return std::nullopt;
+    const std::optional<std::vector<uint8_t>> events = EventJournal(context).read();
+    if (!events) return std::nullopt;
+    const std::vector<size_t> offsets = EventJournal::offsets(*events);
+    std::vector<uint8_t> page(LOG_HEADER_BYTES);
+    size_t end = events->size();
     for (auto at = offsets.rbegin(); at != offsets.rend(); ++at) {
-        page.insert(page.end(), events.begin() + static_cast<std::ptrdiff_t>(*at),
-                    events.begin() + static_cast<std::ptrdiff_t>(end));
+        page.insert(page.end(), events->begin() + static_cast<std::ptrdiff_t>(*at),
+                    events->begin() + static_cast<std::ptrdiff_t>(end));
         end = *at;
     }
     putHeader(context, offsets.size(), page);
-    return true;
+    return page;
 }
 
 CompletionEntry buildPersistentEventLog(CommandContext& context, const LogRequest& request,
@@ -167,20 +170,27 @@ CompletionEntry buildPersistentEventLog(CommandContext& context, const LogReques
     constexpr CompletionEntry OUT_OF_SEQUENCE = refusal(SC_COMMAND_SEQUENCE_ERROR);
     constexpr CompletionEntry FAILED = passingRefusal(SC_INTERNAL_ERROR);
     Snapshot shown(context, CONTEXT_SNAPSHOT);
+    std::optional<std::vector<uint8_t>> found;
     switch (request.lsp) {
         case ACTION_READ:
             if (!shown.exists()) return OUT_OF_SEQUENCE;
-            return shown.read(page) ? CompletionEntry{} : FAILED;
+            found = shown.read();
+            break;
         case ACTION_ESTABLISH:
             if (shown.exists()) return OUT_OF_SEQUENCE;
             beginHistory(context);
-            return composePersistentEventLog(context, page) && shown.write(page) ? CompletionEntry{} : FAILED;
+            found = composePersistentEventLog(context);
+            if (found && !shown.write(*found)) return FAILED;
+            break;
         case ACTION_RELEASE:
             if (shown.exists()) shown.remove();
             return {};  // no data, and no error without a context
         default:
             return refusal(SC_INVALID_FIELD);
     }
+    if (!found) return FAILED;
+    page = *std::move(found);
+    return {};
 }
 
 }  // namespace features::simulator

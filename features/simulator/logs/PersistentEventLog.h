@@ -2,6 +2,7 @@
 
 #include <array>
 #include <cstdint>
+#include <optional>
 #include <vector>
 
 #include "features/nvme/PersistentEventTypes.h"
@@ -18,8 +19,8 @@ void recordPersistentEvent(CommandContext& context, nvme::PersistentEvent type, 
 /// Records a reset that has taken place, and releases the reader's context.
 void recordReset(CommandContext& context, bool isPowerOn);
 
-/// The log page as of now, newest event first. False: the drive has none, or its file is damaged.
-bool composePersistentEventLog(CommandContext& context, std::vector<uint8_t>& page);
+/// The log page as of now, newest event first; no value: the drive has none, or its file is damaged.
+std::optional<std::vector<uint8_t>> composePersistentEventLog(CommandContext& context);
 
 /// Log page 0Dh, Persistent Event Log: LSP establishes a context, reads in it, or releases it. What is read in a
 /// context is unchanged until a reset.

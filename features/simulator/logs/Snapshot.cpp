@@ -37,12 +37,13 @@ uint32_t crc32(const std::vector<uint8_t>& bytes) {
     return crc.checksum();
 }
 
-bool readRecord(const DriveState& state, const std::string& name, SnapshotFile& file) {
+std::optional<SnapshotFile> readRecord(const DriveState& state, const std::string& name) {
     const auto bytes = state.extensions.find(name);
-    if (bytes == state.extensions.end()) return false;
+    if (bytes == state.extensions.end()) return std::nullopt;
     ArchiveReader reader(bytes->second.data(), bytes->second.size());
+    SnapshotFile file;
     file.fields(reader);
-    return !reader.isDamaged();
+    return reader.isDamaged() ? std::nullopt : std::optional(file);
 }
 
 bool writeAll(int descriptor, const std::vector<uint8_t>& bytes) {
@@ -50,37 +51,38 @@ bool writeAll(int descriptor, const std::vector<uint8_t>& bytes) {
     return ostrel::core::writeFully(descriptor, text) == 0 && ::fdatasync(descriptor) == 0;
 }
 
-bool readAll(int descriptor, std::vector<uint8_t>& bytes) {
+std::optional<std::vector<uint8_t>> readAll(int descriptor, size_t size) {
+    std::vector<uint8_t> bytes(size);
     for (size_t at = 0; at < bytes.size();) {
         const ssize_t count = ::read(descriptor, bytes.data() + at, bytes.size() - at);
         if (count < 0 && errno == EINTR) continue;
-        if (count <= 0) return false;
+        if (count <= 0) return std::nullopt;
         at += static_cast<size_t>(count);
     }
-    return true;
+    return bytes;
 }
 
 }  // namespace
 
-bool Snapshot::read(std::vector<uint8_t>& bytes) const {
-    SnapshotFile known;
-    if (!readRecord(context_.state, name_, known)) return false;
-    const FileDescriptor file(::openat(context_.folder.descriptor(), fileName(known.slot).c_str(),
+std::optional<std::vector<uint8_t>> Snapshot::read() const {
+    const std::optional<SnapshotFile> known = readRecord(context_.state, name_);
+    if (!known) return std::nullopt;
+    const FileDescriptor file(::openat(context_.folder.descriptor(), fileName(known->slot).c_str(),
                                        O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
     struct stat info {};
     // The size is checked first, before memory is taken for it; a sparse file has any size.
-    if (known.bytes > MAX_BYTES || !file.isOpen() || ::fstat(file.get(), &info) != 0 ||
-        static_cast<uint64_t>(info.st_size) != known.bytes) {
-        return false;
+    if (known->bytes > MAX_BYTES || !file.isOpen() || ::fstat(file.get(), &info) != 0 ||
+        static_cast<uint64_t>(info.st_size) != known->bytes) {
+        return std::nullopt;
     }
-    bytes.resize(static_cast<size_t>(known.bytes));
-    return readAll(file.get(), bytes) && crc32(bytes) == known.checksum;
+    std::optional<std::vector<uint8_t>> bytes = readAll(file.get(), static_cast<size_t>(known->bytes));
+    return bytes && crc32(*bytes) == known->checksum ? bytes : std::nullopt;
 }
 
 bool Snapshot::write(const std::vector<uint8_t>& bytes) {
-    SnapshotFile file;
-    (void)readRecord(context_.state, name_, file);  // none: there is no older one to spare
-    file = SnapshotFile{static_cast<uint8_t>(1 - (file.slot & 1)), bytes.size(), crc32(bytes)};
+    // Without a record there is no older one to spare.
+    const SnapshotFile older = readRecord(context_.state, name_).value_or(SnapshotFile());
+    SnapshotFile file{static_cast<uint8_t>(1 - (older.slot & 1)), bytes.size(), crc32(bytes)};
     const FileDescriptor descriptor(::openat(context_.folder.descriptor(), fileName(file.slot).c_str(),
                                              O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, 0600));
     if (!descriptor.isOpen() || !writeAll(descriptor.get(), bytes)) return false;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -13,13 +14,13 @@ namespace features::simulator {
 /// which of the two it is; a new snapshot goes into the other one and counts when the state is saved: one for each
 /// command.
 ///
-/// Errors: false. A snapshot that is missing or damaged cannot be read.
+/// Errors: no value, or false. A snapshot that is missing or damaged cannot be read.
 class Snapshot {
 public:
     Snapshot(CommandContext& context, const char* name) : context_(context), name_(name) {}
 
     bool exists() const { return context_.state.extensions.count(name_) != 0; }
-    bool read(std::vector<uint8_t>& bytes) const;
+    std::optional<std::vector<uint8_t>> read() const;
     bool write(const std::vector<uint8_t>& bytes);
     void remove();
 

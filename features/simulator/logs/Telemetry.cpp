@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstring>
 #include <string>
+#include <utility>
 
 #include "features/nvme/LogPageIds.h"
 #include "features/nvme/PersistentEventTypes.h"
@@ -111,7 +112,7 @@ bool capture(CommandContext& context, uint8_t lid, const char* reason, Telemetry
     append(page, part);
     closeArea(page, 2);
     // A persistent event log that is damaged, or that the drive does not support, leaves area 3 without more.
-    if (composePersistentEventLog(context, part)) append(page, part);
+    if (const auto events = composePersistentEventLog(context)) append(page, *events);
     closeArea(page, 3);
     if (!Snapshot(context, snapshotName(lid)).write(page)) return false;
     writeExtension(context.state, state);
@@ -126,11 +127,9 @@ CompletionEntry readCapture(CommandContext& context, uint8_t lid, const LogReque
                             std::vector<uint8_t>& page) {
     if (request.offset % BLOCK_BYTES != 0) return refusal(SC_INVALID_FIELD);
     const Snapshot snapshot(context, snapshotName(lid));
-    if (!snapshot.exists()) {
-        page = emptyPage(context, lid, "");
-    } else if (!snapshot.read(page) || page.size() < BLOCK_BYTES) {
-        return passingRefusal(SC_INTERNAL_ERROR);
-    }
+    auto stored = snapshot.exists() ? snapshot.read() : emptyPage(context, lid, "");
+    if (!stored || stored->size() < BLOCK_BYTES) return passingRefusal(SC_INTERNAL_ERROR);
+    page = *std::move(stored);
     putGenerations(page, readExtension<TelemetryState>(context.state));
     return {};
 }
