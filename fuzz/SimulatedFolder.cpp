@@ -121,9 +121,8 @@ void runCommands(Controller& controller, size_t first) {
     static const std::vector<SubmissionEntry> COMMANDS = allCommands();
     for (size_t i = first % STEP; i < COMMANDS.size(); i += STEP) {
         std::vector<uint8_t> data(4096);
-        CompletionEntry completion;
-        if (!isFine(controller.execute(COMMANDS[i], data, completion))) return;
-        if (completion.delivery == Delivery::GONE) return;
+        const auto completion = controller.execute(COMMANDS[i], data);
+        if (!isFine(statusOf(completion)) || completion->delivery == Delivery::GONE) return;
     }
     (void)isFine(controller.reset(ResetKind::CONTROLLER));
     (void)isFine(controller.reset(ResetKind::SUBSYSTEM));

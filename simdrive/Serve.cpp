@@ -76,14 +76,12 @@ struct Drive {
 
     /// Opens a port for each.
     Status listen(tcp::Target& target, const std::string& address, const Ports& ports, bool wantsSecondPort) {
-        Description description;
-        Status status = first.describe(description);
-        if (succeeded(status) && wantsSecondPort && !description.hasTwoControllers) {
+        TRY(const Description description, first.describe());
+        if (wantsSecondPort && !description.hasTwoControllers) {
             return Status(ostrel::core::CATEGORY_OS, EINVAL, "--second-port is for a drive with two controllers.");
         }
-        if (succeeded(status)) status = target.listen(first, address, ports.first);
-        if (succeeded(status) && description.hasTwoControllers) status = target.listen(second, address, ports.second);
-        return status;
+        RETURN_IF_FAILED(target.listen(first, address, ports.first));
+        return description.hasTwoControllers ? target.listen(second, address, ports.second) : Status();
     }
 
     Controller first;

@@ -63,16 +63,15 @@ Reply DriveController::execute(const Capsule& capsule, bool isAdmin, std::vector
     const SubmissionEntry command{isAdmin,         capsule.opcode(), capsule.cdw(1),  capsule.cdw(2),
                                   capsule.cdw(3),  capsule.cdw(10),  capsule.cdw(11), capsule.cdw(12),
                                   capsule.cdw(13), capsule.cdw(14),  capsule.cdw(15)};
-    CompletionEntry completion;
-    const Status status = drive_.execute(command, data, completion);
-    if (failed(status)) {
-        complain(status);
+    const auto completion = drive_.execute(command, data);
+    if (!completion) {
+        complain(completion.error());
         return Reply::refusal(SC_INTERNAL_ERROR);
     }
-    if (completion.delivery == Delivery::GONE) end();  // as if the cable had been pulled
-    if (completion.delivery != Delivery::COMPLETED) return Reply::held();
-    return Reply{completion.statusField, completion.dword0 | uint64_t{completion.dword1} << 32, false,
-                 completion.delayMs};
+    if (completion->delivery == Delivery::GONE) end();  // as if the cable had been pulled
+    if (completion->delivery != Delivery::COMPLETED) return Reply::held();
+    return Reply{completion->statusField, completion->dword0 | uint64_t{completion->dword1} << 32, false,
+                 completion->delayMs};
 }
 
 void DriveController::resetController() {
@@ -108,35 +107,30 @@ void DriveController::lookAfterDrive(uint64_t nowMs) {
 }
 
 void DriveController::reportEvents() {
-    std::optional<CompletionEntry> event;
-    do {
-        const Status status = drive_.takeEvent(event);
-        if (failed(status)) {
-            complain(status);
-            return;
-        }
-        if (event) completeEventRequest(event->dword0);
-    } while (event && hasEventRequest());
+    while (hasEventRequest()) {
+        const auto event = drive_.takeEvent();
+        if (!event) return complain(event.error());
+        if (!*event) return;
+        completeEventRequest((*event)->dword0);
+    }
 }
 
 bool isThere(features::simulator::Controller& drive) {
-    features::simulator::Description description;
-    const Status status = drive.describe(description);
-    if (failed(status)) complain(status);
-    return succeeded(status) && !description.faults.isGone;
+    const auto description = drive.describe();
+    if (!description) complain(description.error());
+    return description && !description->faults.isGone;
 }
 
-Status identifyDrive(features::simulator::Controller& drive, std::vector<uint8_t>& identify) {
+features::Result<std::vector<uint8_t>> identifyDrive(features::simulator::Controller& drive) {
     SubmissionEntry command;
     command.opcode = OPC_IDENTIFY;
     command.cdw10 = CNS_CONTROLLER;
-    CompletionEntry completion;
-    Status status = drive.execute(command, identify, completion);
-    if (succeeded(status) && (!completion.isSuccess() || completion.delivery != Delivery::COMPLETED)) {
-        status = Status(ostrel::core::CATEGORY_OS, EIO, "The drive does not answer Identify.");
-    }
-    if (succeeded(status)) putFabricsIdentity(identify);
-    return status;
+    std::vector<uint8_t> identify;
+    TRY(const CompletionEntry completion, drive.execute(command, identify));
+    if (!completion.isSuccess() || completion.delivery != Delivery::COMPLETED)
+        return Status(ostrel::core::CATEGORY_OS, EIO, "The drive does not answer Identify.");
+    putFabricsIdentity(identify);
+    return identify;
 }
 
 }  // namespace simdrive::tcp

@@ -4,8 +4,8 @@
 #include <string>
 #include <vector>
 
+#include "features/errors/Result.h"
 #include "features/simulator/controller/Controller.h"
-#include "ostrel/core/Status.h"
 #include "simdrive/tcp/FabricsController.h"
 
 namespace simdrive::tcp {
@@ -42,6 +42,6 @@ private:
 bool isThere(features::simulator::Controller& drive);
 
 /// The whole Identify Controller structure of a drive, as a host on the network gets it.
-ostrel::core::Status identifyDrive(features::simulator::Controller& drive, std::vector<uint8_t>& identify);
+features::Result<std::vector<uint8_t>> identifyDrive(features::simulator::Controller& drive);
 
 }  // namespace simdrive::tcp

@@ -122,9 +122,7 @@ uint16_t portOf(int descriptor, bool isIpv6) {
 }  // namespace
 
 Status Target::listen(features::simulator::Controller& drive, const std::string& address, uint16_t port) {
-    std::vector<uint8_t> identify;
-    Status status = identifyDrive(drive, identify);
-    if (failed(status)) return status;
+    TRY(const std::vector<uint8_t> identify, identifyDrive(drive));
     const auto* subsystem = reinterpret_cast<const char*>(identify.data() + 768);
     addrinfo hints{};
     hints.ai_flags = AI_NUMERICHOST | AI_NUMERICSERV | AI_PASSIVE;

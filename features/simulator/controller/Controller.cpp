@@ -36,9 +36,8 @@ Controller::~Controller() {
 }
 
 Status Controller::begin(const Check& check) {
-    Status status = folder_.begin();
-    if (failed(status)) return status;
-    if (check) status = check(folder_.description());
+    RETURN_IF_FAILED(folder_.begin());
+    Status status = check ? check(folder_.description()) : Status();
     if (failed(status)) {
         folder_.rollBack();
         return status;
@@ -111,21 +110,19 @@ Status Controller::finish(CommandContext& context) {
     return status;
 }
 
-Status Controller::execute(const SubmissionEntry& command, std::vector<uint8_t>& data, CompletionEntry& completion,
-                           const Check& check) {
+Result<CompletionEntry> Controller::execute(const SubmissionEntry& command, std::vector<uint8_t>& data,
+                                            const Check& check) {
     const DriveFolder::TransactionScope scope(folder_);
-    Status status = begin(check);
-    if (failed(status)) return status;
+    RETURN_IF_FAILED(begin(check));
     CommandContext context = contextOf(command, data);
-    completion = CompletionEntry();
+    CompletionEntry completion;
     completion.delivery = faultyDelivery(context);
     const bool isPowerLost = losesPower(context);
     if (completion.delivery != Delivery::COMPLETED && !isPowerLost) {
         folder_.rollBack();
-        return Status();
+        return completion;
     }
-    status = catchUp(context);
-    if (failed(status)) return status;
+    RETURN_IF_FAILED(catchUp(context));
     if (isPowerLost) {
         heldEventRequests_ = 0;
         losePower(context);
@@ -141,13 +138,13 @@ Status Controller::execute(const SubmissionEntry& command, std::vector<uint8_t>&
         folder_.state.health.work += work_;
         work_ = WorkCounters();
     }
-    return finish(context);
+    RETURN_IF_FAILED(finish(context));
+    return completion;
 }
 
 Status Controller::reset(ResetKind kind, const Check& check) {
     const DriveFolder::TransactionScope scope(folder_);
-    Status status = begin(check);
-    if (failed(status)) return status;
+    RETURN_IF_FAILED(begin(check));
     if (folder_.description().faults.isGone) {
         folder_.rollBack();
         return Status(ostrel::core::CATEGORY_OS, ENODEV, "System error. " + folder_.path() + ": the drive is gone.");
@@ -155,39 +152,35 @@ Status Controller::reset(ResetKind kind, const Check& check) {
     const SubmissionEntry none;
     std::vector<uint8_t> data;
     CommandContext context = contextOf(none, data);
-    status = catchUp(context);
-    if (failed(status)) return status;
+    RETURN_IF_FAILED(catchUp(context));
     heldEventRequests_ = 0;
     restart(context, kind == ResetKind::SUBSYSTEM);
     return finish(context);
 }
 
-Status Controller::takeEvent(std::optional<CompletionEntry>& completion) {
-    completion.reset();
+Result<std::optional<CompletionEntry>> Controller::takeEvent() {
     const DriveFolder::TransactionScope scope(folder_);
-    Status status = begin();
-    if (failed(status)) return status;
+    RETURN_IF_FAILED(begin());
     if (folder_.description().faults.isGone) {
         folder_.rollBack();
-        return status;
+        return std::nullopt;
     }
     const SubmissionEntry none;
     std::vector<uint8_t> data;
     CommandContext context = contextOf(none, data);
-    status = catchUp(context);
-    if (failed(status)) return status;
-    if (heldEventRequests_ != 0) completion = nextEvent(context);
-    if (completion) --heldEventRequests_;
-    return finish(context);
+    RETURN_IF_FAILED(catchUp(context));
+    std::optional<CompletionEntry> event;
+    if (heldEventRequests_ != 0) event = nextEvent(context);
+    if (event) --heldEventRequests_;
+    RETURN_IF_FAILED(finish(context));
+    return event;
 }
 
-Status Controller::describe(Description& description) {
+Result<Description> Controller::describe() {
     const DriveFolder::TransactionScope scope(folder_);
-    Status status = folder_.begin();
-    if (failed(status)) return status;
-    description = folder_.description();
+    RETURN_IF_FAILED(folder_.begin());
     folder_.rollBack();
-    return status;
+    return folder_.description();
 }
 
 }  // namespace features::simulator

@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "features/errors/Result.h"
 #include "features/simulator/context/CommandContext.h"
 #include "features/simulator/context/Entries.h"
 #include "features/simulator/store/Clock.h"
@@ -22,7 +23,7 @@ enum class ResetKind : uint8_t { CONTROLLER, SUBSYSTEM };
 /// folder: each command is a transaction.
 ///
 /// Ownership: the clock must outlive it.
-/// Errors:    the Status speaks of the folder (a damaged or missing file, a full disk), the completion of the drive.
+/// Errors:    a Status speaks of the folder (a damaged or missing file, a full disk), the completion of the drive.
 /// Threads:   one at a time per object.
 class Controller {
 public:
@@ -39,15 +40,15 @@ public:
 
     /// Carries out a command. `data` goes to the controller with a command that writes; one that reads puts there what
     /// it read, as many bytes as its dwords ask for.
-    ostrel::core::Status execute(const SubmissionEntry& command, std::vector<uint8_t>& data,
-                                 CompletionEntry& completion, const Check& check = nullptr);
+    Result<CompletionEntry> execute(const SubmissionEntry& command, std::vector<uint8_t>& data,
+                                    const Check& check = nullptr);
     /// A reset: what was not saved is forgotten, firmware that waits for it is activated. 1/19 (ENODEV): the drive is
     /// gone.
     ostrel::core::Status reset(ResetKind kind, const Check& check = nullptr);
 
     /// An event for an Asynchronous Event Request that was held: to be asked now and then while there is one. Empty:
     /// nothing happened.
-    ostrel::core::Status takeEvent(std::optional<CompletionEntry>& completion);
+    Result<std::optional<CompletionEntry>> takeEvent();
     /// The host aborted an Asynchronous Event Request that was held.
     void cancelEventRequest() {
         if (heldEventRequests_ != 0) --heldEventRequests_;
@@ -55,7 +56,7 @@ public:
 
     uint16_t id() const { return id_; }
     /// The drive's description, as of now.
-    ostrel::core::Status describe(Description& description);
+    Result<Description> describe();
 
 private:
     ostrel::core::Status begin(const Check& check = nullptr);

@@ -56,10 +56,10 @@ std::optional<DriveLocation> SimulatedDriveSource::locate(const std::string& pat
     if (!isNode || node == fs::path(simulator::controllerNode(drive)).filename())
         return DriveLocation{simulator::controllerNode(drive), {}};
     simulator::Controller controller(drive, clock_);
-    std::vector<HostNamespace> namespaces;
-    const Status status = attachedNamespaces(controller, drive, namespaces);
+    const AttachedNamespaces namespaces = attachedNamespaces(controller, drive);
+    const Status& status = namespaces.status;
     if (failed(status)) errors.add(drive, static_cast<int>(status.getCode()), status.getMessage());
-    for (const HostNamespace& part : namespaces) {
+    for (const HostNamespace& part : namespaces.found) {
         if (fs::path(part.node).filename() == node) return DriveLocation{simulator::controllerNode(drive), part.nsid};
     }
     return std::nullopt;

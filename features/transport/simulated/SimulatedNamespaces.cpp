@@ -1,5 +1,6 @@
 #include "features/transport/simulated/SimulatedNamespaces.h"
 
+#include "features/errors/Result.h"
 #include "features/nvme/Bytes.h"
 #include "features/nvme/Completion.h"
 #include "features/nvme/IdentifyCns.h"
@@ -19,46 +20,51 @@ namespace {
 
 constexpr size_t IDENTIFY_BYTES = 4096;
 
-/// `data` is empty when the drive did not answer the command; a refusal is an error.
-Status identify(Controller& controller, uint8_t cns, uint32_t nsid, std::vector<uint8_t>& data) {
+/// Empty when the drive did not answer the command; a refusal is an error.
+Result<std::vector<uint8_t>> identify(Controller& controller, uint8_t cns, uint32_t nsid) {
     SubmissionEntry command;
     command.opcode = nvme::OPC_IDENTIFY;
     command.nsid = nsid;
     command.cdw10 = cns;
-    CompletionEntry completion;
-    Status status = controller.execute(command, data, completion);
+    std::vector<uint8_t> data;
+    TRY(const CompletionEntry completion, controller.execute(command, data));
     const bool isCompleted = completion.delivery == simulator::Delivery::COMPLETED;
-    if (failed(status) || !isCompleted || data.size() != IDENTIFY_BYTES) data.clear();
-    if (failed(status) || !isCompleted || completion.isSuccess()) return status;
-    data.clear();
-    status = ostrel::core::statuses::deviceDataRetrievalFailed();
+    if (!isCompleted || data.size() != IDENTIFY_BYTES) data.clear();
+    if (!isCompleted || completion.isSuccess()) return data;
+    Status status = ostrel::core::statuses::deviceDataRetrievalFailed();
     const nvme::Completion refused(completion.statusField, completion.dword0);
     status.setMessage(status.getMessage() + " Identify failed: " + refused.meaning() + ".");
     return status;
 }
 
+HostNamespace hostNamespace(const std::string& folder, uint32_t nsid, const uint8_t* identify) {
+    const nvme::NamespaceProperties properties(identify);
+    HostNamespace part;
+    part.nsid = nsid;
+    part.node = simulator::namespaceNode(folder, nsid);
+    part.blockBytes = properties.format().dataBytes();
+    part.metadataBytes = properties.format().metadataBytes;
+    part.sizeBytes = properties.sizeBlocks * part.blockBytes;
+    return part;
+}
+
 }  // namespace
 
-Status attachedNamespaces(Controller& controller, const std::string& folder, std::vector<HostNamespace>& found) {
-    std::vector<uint8_t> list;
-    Status status = identify(controller, nvme::CNS_ACTIVE_NAMESPACES, 0, list);
-    for (size_t at = 0; at + 4 <= list.size(); at += 4) {
-        const uint32_t nsid = nvme::le32(list.data() + at);
+AttachedNamespaces attachedNamespaces(Controller& controller, const std::string& folder) {
+    AttachedNamespaces attached;
+    const auto list = identify(controller, nvme::CNS_ACTIVE_NAMESPACES, 0);
+    if (!list) attached.status = list.error();
+    for (size_t at = 0; list && at + 4 <= list->size(); at += 4) {
+        const uint32_t nsid = nvme::le32(list->data() + at);
         if (nsid == 0) break;
-        std::vector<uint8_t> data;
-        status = identify(controller, nvme::CNS_NAMESPACE, nsid, data);
-        if (failed(status)) break;
-        if (data.empty()) continue;
-        const nvme::NamespaceProperties properties(data.data());
-        HostNamespace part;
-        part.nsid = nsid;
-        part.node = simulator::namespaceNode(folder, nsid);
-        part.blockBytes = properties.format().dataBytes();
-        part.metadataBytes = properties.format().metadataBytes;
-        part.sizeBytes = properties.sizeBlocks * part.blockBytes;
-        found.push_back(part);
+        const auto data = identify(controller, nvme::CNS_NAMESPACE, nsid);
+        if (!data) {
+            attached.status = data.error();
+            break;
+        }
+        if (!data->empty()) attached.found.push_back(hostNamespace(folder, nsid, data->data()));
     }
-    return status;
+    return attached;
 }
 
 }  // namespace features::transport

@@ -10,7 +10,10 @@
 namespace features::transport {
 
 /// The namespaces that are attached to the controller, as a host sees them.
-ostrel::core::Status attachedNamespaces(simulator::Controller& controller, const std::string& folder,
-                                        std::vector<HostNamespace>& found);
+struct AttachedNamespaces {
+    std::vector<HostNamespace> found;
+    ostrel::core::Status status;  ///< an error: there may be more than were found before it
+};
+AttachedNamespaces attachedNamespaces(simulator::Controller& controller, const std::string& folder);
 
 }  // namespace features::transport

@@ -102,17 +102,17 @@ CommandResult SimulatedNvmePath::send(const Command& command, const Payload& pay
     return result;
 }
 
+Result<CompletionEntry> SimulatedNvmePath::execute(const NvmeCommand& command, std::vector<uint8_t>& data) {
+    const std::lock_guard<std::mutex> lock(drive_->mutex);
+    const auto check = command.changesDrive() ? identityCheck() : simulator::Controller::Check();
+    return drive_->controller.execute(toEntry(command), data, check);
+}
+
 Status SimulatedNvmePath::sendNvme(const NvmeCommand& command, const Payload& payload, CommandResult& result) {
     const bool reads = command.transfer() == Transfer::FROM_CONTROLLER && command.dataLength != 0;
     std::vector<uint8_t> data;
     if (!reads && payload.getSize() != 0) data.assign(payload.getData(), payload.getData() + payload.getSize());
-    CompletionEntry completion;
-    {
-        const std::lock_guard<std::mutex> lock(drive_->mutex);
-        const auto check = command.changesDrive() ? identityCheck() : simulator::Controller::Check();
-        const Status status = drive_->controller.execute(toEntry(command), data, completion, check);
-        if (failed(status)) return status;
-    }
+    TRY(CompletionEntry completion, execute(command, data));
     if (completion.delivery == Delivery::GONE) {
         return hostStatus(ENODEV, folder_);
     }
@@ -151,10 +151,10 @@ Status SimulatedNvmePath::sendHost(const HostCommand& command, CommandResult& re
     switch (command.request) {
         case HostRequest::NAMESPACES:
         case HostRequest::USES: {  // the system does not see these namespaces: they are unused
-            std::vector<HostNamespace> found;
-            Status status = attachedNamespaces(drive_->controller, folder_, found);
-            if (succeeded(status)) result.protocolResult = std::make_unique<HostResult>(std::move(found));
-            return status;
+            AttachedNamespaces namespaces = attachedNamespaces(drive_->controller, folder_);
+            RETURN_IF_FAILED(namespaces.status);
+            result.protocolResult = std::make_unique<HostResult>(std::move(namespaces.found));
+            return Status();
         }
         case HostRequest::LOCATION:  // it sits nowhere
             result.protocolResult = std::make_unique<HostResult>(HostLocation());

@@ -4,7 +4,9 @@
 #include <functional>
 #include <memory>
 #include <string>
+#include <vector>
 
+#include "features/errors/Result.h"
 #include "features/nvme/ControllerIdentity.h"
 #include "features/nvme/NvmeCommand.h"
 #include "features/simulator/controller/Controller.h"
@@ -45,6 +47,8 @@ public:
 private:
     struct Drive;
 
+    /// One command at a time of all threads. `data` as of Controller::execute().
+    Result<simulator::CompletionEntry> execute(const nvme::NvmeCommand& command, std::vector<uint8_t>& data);
     ostrel::core::Status sendNvme(const nvme::NvmeCommand& command, const ostrel::core::Payload& payload,
                                   ostrel::core::CommandResult& result);
     /// Of the drive in the folder, in the transaction that is to change it. The caller holds the drive's mutex.

@@ -43,10 +43,9 @@ protected:
 
     features::simulator::CompletionEntry run(const features::simulator::SubmissionEntry& command) {
         if (!controller) reopen();
-        features::simulator::CompletionEntry completion;
-        const auto status = controller->execute(command, data, completion);
-        EXPECT_TRUE(succeeded(status)) << status.getMessage();
-        return completion;
+        const auto completion = controller->execute(command, data);
+        EXPECT_TRUE(completion) << completion.error().getMessage();
+        return completion.value_or(features::simulator::CompletionEntry());
     }
     /// The status field of a command.
     uint16_t status(const features::simulator::SubmissionEntry& command) { return run(command).statusField; }

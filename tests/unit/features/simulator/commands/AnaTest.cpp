@@ -23,10 +23,9 @@ protected:
         return on(id, command).statusField;
     }
     features::simulator::CompletionEntry on(uint16_t id, const features::simulator::SubmissionEntry& command) {
-        features::simulator::CompletionEntry completion;
-        const auto status = (id == 1 ? *controller : *second).execute(command, data, completion);
-        EXPECT_TRUE(succeeded(status)) << status.getMessage();
-        return completion;
+        const auto completion = (id == 1 ? *controller : *second).execute(command, data);
+        EXPECT_TRUE(completion) << completion.error().getMessage();
+        return completion.value_or(features::simulator::CompletionEntry());
     }
     Bytes identifyOn(uint16_t id, uint32_t cns, uint32_t nsid = 0) {
         EXPECT_EQ(statusOn(id, admin(0x06, nsid, cns)), 0);
@@ -47,10 +46,9 @@ protected:
         return statusOn(id, admin(0x15, nsid, select));
     }
     uint32_t eventOn(uint16_t id) {
-        std::optional<features::simulator::CompletionEntry> event;
-        const auto status = (id == 1 ? *controller : *second).takeEvent(event);
-        EXPECT_TRUE(succeeded(status)) << status.getMessage();
-        return event ? event->dword0 : 0;
+        const auto event = (id == 1 ? *controller : *second).takeEvent();
+        EXPECT_TRUE(event) << event.error().getMessage();
+        return event && *event ? (*event)->dword0 : 0;
     }
     uint16_t writeOn(uint16_t id, uint8_t byte) {
         data.assign(512, byte);
@@ -240,8 +238,7 @@ TEST_F(DriveWithOneController, HasNoAna) {
     EXPECT_EQ(status(admin(0x02, 0xFFFFFFFF, 0x0C)), 0x4109);
     EXPECT_EQ(status(admin(0x09, 0, 0x0B, 0x800)), 0x4002);
     Controller second(path(), clock, 2);
-    features::simulator::CompletionEntry completion;
-    const auto result = second.execute(admin(0x06, 0, 1), data, completion);
+    const auto result = statusOf(second.execute(admin(0x06, 0, 1), data));
     EXPECT_EQ(result.getMessage(), path() + ": The drive has one controller.");
     EXPECT_TRUE(result.is(1, 19));
 }

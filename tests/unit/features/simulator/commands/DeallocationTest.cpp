@@ -105,9 +105,8 @@ TEST_F(DeallocationOnASimulatedDrive, NoCommandIsDoneBeforeIt) {
     ASSERT_EQ(::rename(media.c_str(), (folder / "kept").c_str()), 0);
     ASSERT_EQ(::mkdir(media.c_str(), 0700), 0);
     reopen();
-    features::simulator::CompletionEntry completion;
     data.clear();
-    const auto refused = controller->execute(admin(0x06, 0, 1), data, completion);
+    const auto refused = statusOf(controller->execute(admin(0x06, 0, 1), data));
     EXPECT_TRUE(refused.is(1, EIO)) << refused.getMessage();
     EXPECT_TRUE(data.empty());
     ASSERT_EQ(::rmdir(media.c_str()), 0);

@@ -10,10 +10,9 @@ protected:
     Delivery request() { return run(admin(0x0C)).delivery; }
     /// Dword 0 of the event that came; 0: none.
     uint32_t taken() {
-        std::optional<features::simulator::CompletionEntry> event;
-        const auto status = controller->takeEvent(event);
-        EXPECT_TRUE(succeeded(status)) << status.getMessage();
-        return event ? event->dword0 : 0;
+        const auto event = controller->takeEvent();
+        EXPECT_TRUE(event) << event.error().getMessage();
+        return event && *event ? (*event)->dword0 : 0;
     }
     void configure(uint32_t dword11) { EXPECT_EQ(status(admin(0x09, 0, 0x0B, dword11)), 0); }
     /// Another process detaches or attaches namespace 1.
@@ -21,9 +20,9 @@ protected:
         Bytes list(4096);
         list[0] = list[2] = 1;
         features::simulator::Controller other(path(), clock);
-        features::simulator::CompletionEntry completion;
-        EXPECT_TRUE(succeeded(other.execute(admin(0x15, 1, attach ? 0 : 1), list, completion)));
-        EXPECT_EQ(completion.statusField, 0);
+        const auto completion = other.execute(admin(0x15, 1, attach ? 0 : 1), list);
+        ASSERT_TRUE(completion) << completion.error().getMessage();
+        EXPECT_EQ(completion->statusField, 0);
     }
 };
 

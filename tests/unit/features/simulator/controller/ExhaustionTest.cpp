@@ -59,8 +59,7 @@ TEST_F(Exhaustion, SavesNoHalfOfACommand) {
     for (size_t allocations = 0;; allocations += 5) {
         describe(ModelId::VELKO);
         writeBlocks();
-        CompletionEntry completion;
-        const bool isOut = runsOutOfMemory([&] { (void)controller->execute(format(), data, completion); }, allocations);
+        const bool isOut = runsOutOfMemory([&] { (void)controller->execute(format(), data); }, allocations);
         controller.reset();  // saves the counters
         const std::string found = state();
         EXPECT_TRUE(found == before || found == uncounted || found == after)
@@ -81,7 +80,6 @@ TEST_F(Exhaustion, EndsInADestructorWithoutMemoryToo) {
 
 TEST_F(Exhaustion, TheDriveIsCheckedInTheTransactionOfTheCommand) {
     writeBlocks();
-    CompletionEntry completion;
     const ostrel::core::Status another(1, 19, "another drive");
     const auto check = [&](const Description& found) {
         EXPECT_EQ(found.serialNumber, "SIM1");
@@ -89,30 +87,27 @@ TEST_F(Exhaustion, TheDriveIsCheckedInTheTransactionOfTheCommand) {
         return another;
     };
     const std::string before = state();
-    EXPECT_TRUE(controller->execute(format(), data, completion, check).is(1, 19));
+    EXPECT_TRUE(statusOf(controller->execute(format(), data, check)).is(1, 19));
     EXPECT_FALSE(isLocked());
     EXPECT_TRUE(controller->reset(ResetKind::CONTROLLER, check).is(1, 19));
     EXPECT_FALSE(isLocked());
     EXPECT_EQ(state(), before);
     const auto exhausted = [](const Description&) -> ostrel::core::Status { throw std::bad_alloc(); };
-    EXPECT_THROW((void)controller->execute(format(), data, completion, exhausted), std::bad_alloc);
+    EXPECT_THROW((void)controller->execute(format(), data, exhausted), std::bad_alloc);
     EXPECT_FALSE(isLocked());
     EXPECT_EQ(status(format()), 0) << "not held up by its own lock";
 }
 
 TEST_F(Exhaustion, LeavesTheDriveUnlockedWhereverItEnds) {
     writeBlocks();
-    CompletionEntry completion;
-    std::optional<CompletionEntry> event;
-    Description description;
     const struct {
         const char* name;
         std::function<void()> run;
     } operations[] = {
-        {"execute", [&] { (void)controller->execute(format(), data, completion); }},
+        {"execute", [&] { (void)controller->execute(format(), data); }},
         {"reset", [&] { (void)controller->reset(ResetKind::CONTROLLER); }},
-        {"takeEvent", [&] { (void)controller->takeEvent(event); }},
-        {"describe", [&] { (void)controller->describe(description); }},
+        {"takeEvent", [&] { (void)controller->takeEvent(); }},
+        {"describe", [&] { (void)controller->describe(); }},
     };
     for (const auto& operation : operations) {
         size_t allocations = 0;

@@ -82,8 +82,7 @@ protected:
 
     bool carryOut(Controller& drive, unsigned index) const {
         Step next = step(index);
-        features::simulator::CompletionEntry completion;
-        return succeeded(drive.execute(next.command, next.data, completion));
+        return drive.execute(next.command, next.data).has_value();
     }
 
     /// All that a host can see of the drive.
@@ -91,9 +90,9 @@ protected:
         Bytes all;
         const auto add = [&](const SubmissionEntry& command) {
             Bytes bytes;
-            features::simulator::CompletionEntry completion;
-            const auto status = drive.execute(command, bytes, completion);
-            EXPECT_TRUE(succeeded(status)) << status.getMessage();
+            const auto executed = drive.execute(command, bytes);
+            EXPECT_TRUE(executed) << executed.error().getMessage();
+            const auto completion = executed.value_or(features::simulator::CompletionEntry());
             EXPECT_EQ(completion.statusField, 0);
             if (command.opcode == 0x06 && bytes.size() == 4096 && (command.cdw10 == 0x11)) {
                 std::fill(bytes.begin() + 16, bytes.begin() + 24, uint8_t{0});  // NUSE: the file system's affair

@@ -200,10 +200,9 @@ TEST_F(ImpossibleState, IsAnErrorOfTheDriveAndChangesNothing) {
     const std::vector<uint8_t> bytes = DriveFolder::stateBytes(state, 1000);
     const std::string text(bytes.begin(), bytes.end());
     writeWholeFile(path() + "/state", text);
-    CompletionEntry completion;
     for (const bool isReopened : {false, true}) {
         if (isReopened) reopen();
-        const auto status = controller->execute(admin(0x06, 0, 1), data, completion);
+        const auto status = statusOf(controller->execute(admin(0x06, 0, 1), data));
         EXPECT_TRUE(status.is(1, EBADMSG));
         EXPECT_EQ(status.getMessage(), "The state of the simulated drive is damaged: " + path() +
                                            "/state has impossible contents: firmware slots.");

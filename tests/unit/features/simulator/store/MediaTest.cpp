@@ -116,10 +116,9 @@ TEST_F(MediaOfASimulatedDrive, AreNewAfterAFormatByAnotherProcess) {
     EXPECT_EQ(status(io(0x01, 1)), 0);
     const std::string before = mediaFile(path()).filename();
     features::simulator::Controller other(path(), clock);
-    features::simulator::CompletionEntry completion;
     Bytes none;
-    ASSERT_TRUE(succeeded(other.execute(admin(0x80, 1), none, completion)));
-    ASSERT_EQ(completion.statusField, 0);
+    const auto completion = other.execute(admin(0x80, 1), none);
+    ASSERT_TRUE(completion && completion->isSuccess());
     EXPECT_EQ(status(io(0x02, 1)), 0);
     EXPECT_EQ(data, Bytes(512));
     data.assign(512, 3);
