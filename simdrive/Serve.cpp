@@ -88,17 +88,15 @@ struct Drive {
     Controller second;  ///< unused when the drive has one
 };
 
-/// The secrets that the options name. `requirement` stays empty without them.
-Status readSecrets(const ServeOptions& options, std::optional<auth::Requirement>& requirement) {
-    if (!options.secretFile) return Status();
-    auth::Requirement read;
-    Status status = auth::Secret::read(*options.secretFile, read.host);
-    if (failed(status)) return status;
+/// The secrets that the options name; empty: they name none.
+features::Result<std::optional<auth::Requirement>> readSecrets(const ServeOptions& options) {
+    if (!options.secretFile) return std::nullopt;
+    auth::Requirement requirement;
+    TRY(requirement.host, auth::Secret::read(*options.secretFile));
     if (options.controllerSecretFile) {
-        status = auth::Secret::read(*options.controllerSecretFile, read.controller.emplace());
+        TRY(requirement.controller, auth::Secret::read(*options.controllerSecretFile));
     }
-    if (succeeded(status)) requirement = std::move(read);
-    return status;
+    return requirement;
 }
 
 void warnOfOtherMachines(const std::string& address) {
@@ -114,8 +112,7 @@ Outcome serve(const DriveStore& store, const std::string& name, const ServeOptio
         return Outcome::misused("--dhchap-ctrl-secret-file goes with --dhchap-secret-file.");
     }
     const std::string address = options.address.value_or("127.0.0.1");
-    std::optional<auth::Requirement> requirement;
-    RETURN_IF_FAILED(readSecrets(options, requirement));
+    TRY(const std::optional<auth::Requirement> requirement, readSecrets(options));
     TRY(const std::string path, findDrive(store, name));
     TRY(FileDescriptor begin, store.lock());  // no removal looks at the drive and then removes it from under this
     TRY(const FileDescriptor folder, openOwnFolder(path, FolderMode::TIGHTEN));

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <exception>
 #include <iterator>
+#include <optional>
 
 #include "features/nvme/Bytes.h"
 
@@ -155,15 +156,16 @@ Bytes Authentication::nextMessage() {
 
 Bytes Authentication::challenge() {
     const size_t hashLength = hashBytes(static_cast<uint8_t>(hash_));
-    Bytes sequence(4);
-    challenge_ = Challenge{hash_, Bytes(hashLength), 0, transaction_};
+    const std::optional<Bytes> random = randomBytes(hashLength);
+    const std::optional<Bytes> sequence = randomBytes(4);
     const bool hasGroup = group_ != DhGroup::NULL_GROUP;
-    if (!fillRandom(challenge_.value) || !fillRandom(sequence) || (hasGroup && !exchange_.generate(group_))) {
+    if (!random || !sequence || (hasGroup && !exchange_.generate(group_))) {
         state_ = State::FAILED;
         explanation_ = AUTHENTICATION_FAILED;
         return failure();
     }
-    challenge_.sequence = std::max<uint32_t>(le32(sequence.data()), 1);  // 0 means no sequence
+    const uint32_t number = std::max<uint32_t>(le32(sequence->data()), 1);  // 0 means no sequence
+    challenge_ = Challenge{hash_, *random, number, transaction_};
     const Bytes& value = exchange_.publicValue();
     Bytes message = header(TYPE_DH_CHAP, ID_CHALLENGE, transaction_, HEADER_BYTES + hashLength + value.size());
     message[6] = static_cast<uint8_t>(hashLength);
@@ -188,11 +190,11 @@ void Authentication::takeReply(const Bytes& message) {
     Challenge own{hash_, partOf(message, HEADER_BYTES + hashLength, hashLength), le32(message.data() + 12),
                   transaction_};
     if (valueLength != 0) {
-        Bytes sessionKey;
         const Bytes value = partOf(message, HEADER_BYTES + 2 * hashLength, valueLength);
-        if (!exchange_.derive(value, sessionKey)) return fail(INCORRECT_PAYLOAD);
-        challenge_.value = augmentedChallenge(hash_, sessionKey, challenge_.value);
-        own.value = augmentedChallenge(hash_, sessionKey, own.value);
+        const std::optional<Bytes> sessionKey = exchange_.derive(value);
+        if (!sessionKey) return fail(INCORRECT_PAYLOAD);
+        challenge_.value = augmentedChallenge(hash_, *sessionKey, challenge_.value);
+        own.value = augmentedChallenge(hash_, *sessionKey, own.value);
     }
     const Bytes expected = hostResponse(challenge_, requirement_.host.keyOf(host_), host_, subsystem_);
     if (!isEqual(expected, partOf(message, HEADER_BYTES, hashLength))) return fail(AUTHENTICATION_FAILED);

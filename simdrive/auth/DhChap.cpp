@@ -6,6 +6,7 @@
 #include <openssl/rand.h>
 
 #include <stdexcept>
+#include <utility>
 
 #include "features/nvme/Bytes.h"
 
@@ -74,8 +75,9 @@ bool isEqual(const Bytes& a, const Bytes& b) {
     return a.size() == b.size() && CRYPTO_memcmp(a.data(), b.data(), a.size()) == 0;
 }
 
-bool fillRandom(Bytes& bytes) {
-    return RAND_bytes(bytes.data(), static_cast<int>(bytes.size())) == 1;
+std::optional<Bytes> randomBytes(size_t count) {
+    Bytes bytes(count);
+    return RAND_bytes(bytes.data(), static_cast<int>(count)) == 1 ? std::optional(std::move(bytes)) : std::nullopt;
 }
 
 Bytes augmentedChallenge(Hash hash, const Bytes& sessionKey, const Bytes& challenge) {

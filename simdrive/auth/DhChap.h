@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -22,8 +23,8 @@ Bytes hmac(Hash hash, const Bytes& key, const Bytes& data);
 /// Whether two secrets are equal; how long it takes does not depend on where they differ.
 bool isEqual(const Bytes& a, const Bytes& b);
 
-/// Random bytes that are fit for keys and challenges; false: there are none to be had.
-bool fillRandom(Bytes& bytes);
+/// Random bytes that are fit for keys and challenges; no value: OpenSSL has none.
+std::optional<Bytes> randomBytes(size_t count);
 
 /// What a challenge becomes when there is a session key from a Diffie-Hellman exchange (augmented challenge).
 Bytes augmentedChallenge(Hash hash, const Bytes& sessionKey, const Bytes& challenge);

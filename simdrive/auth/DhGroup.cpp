@@ -59,24 +59,23 @@ bool DhGroup::generate(uint8_t group) {
            length == publicValue_.size();
 }
 
-bool DhGroup::derive(const Bytes& peerValue, Bytes& sessionKey) const {
-    if (!key_ || peerValue.size() != publicValue_.size()) return false;
+std::optional<Bytes> DhGroup::derive(const Bytes& peerValue) const {
+    if (!key_ || peerValue.size() != publicValue_.size()) return std::nullopt;
     const std::unique_ptr<EVP_PKEY, Free> peer(EVP_PKEY_new());
     if (!peer || EVP_PKEY_copy_parameters(peer.get(), key_.get()) != 1 ||
         EVP_PKEY_set1_encoded_public_key(peer.get(), peerValue.data(), peerValue.size()) != 1) {
-        return false;
+        return std::nullopt;
     }
     const Context context(EVP_PKEY_CTX_new_from_pkey(nullptr, key_.get(), nullptr), EVP_PKEY_CTX_free);
     // Setting the peer checks its value. With leading zeros: the hash of the key is of all its bytes.
     if (!context || EVP_PKEY_derive_init(context.get()) <= 0 ||
         EVP_PKEY_derive_set_peer(context.get(), peer.get()) <= 0 || EVP_PKEY_CTX_set_dh_pad(context.get(), 1) <= 0) {
-        return false;
+        return std::nullopt;
     }
     Bytes key(publicValue_.size());
     size_t length = key.size();
-    if (EVP_PKEY_derive(context.get(), key.data(), &length) <= 0 || length != key.size()) return false;
-    sessionKey = std::move(key);
-    return true;
+    if (EVP_PKEY_derive(context.get(), key.data(), &length) <= 0 || length != key.size()) return std::nullopt;
+    return key;
 }
 
 }  // namespace simdrive::auth

@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <optional>
 
 #include "simdrive/auth/DhChap.h"
 
@@ -12,8 +13,8 @@ namespace simdrive::auth {
 /// One side of a Diffie-Hellman exchange in a group of RFC 7919 (ffdhe2048 to ffdhe8192). Values are big endian, as
 /// long as the group's prime.
 ///
-/// Errors: false, when the peer's value is not valid (0, 1, the prime minus 1 or more, another length) or OpenSSL
-/// fails. Threads: one at a time per object.
+/// Errors: false or no value, when the peer's value is not valid (0, 1, the prime minus 1 or more, another length) or
+/// OpenSSL fails. Threads: one at a time per object.
 class DhGroup {
 public:
     static constexpr uint8_t NULL_GROUP = 0;
@@ -23,7 +24,8 @@ public:
     /// Chooses a secret exponent.
     bool generate(uint8_t group);
     const Bytes& publicValue() const { return publicValue_; }
-    bool derive(const Bytes& peerValue, Bytes& sessionKey) const;
+    /// The session key.
+    std::optional<Bytes> derive(const Bytes& peerValue) const;
 
 private:
     struct Free {

@@ -17,6 +17,7 @@
 namespace simdrive::auth {
 
 using namespace ostrel::core;
+using features::Result;
 
 namespace {
 
@@ -37,16 +38,16 @@ Status unreadable(int error, const std::string& path) {
     return ofPath(error, path, systemErrorText(error) + ".");
 }
 
-/// False: the text is no base64. OpenSSL's decoder takes whole groups of four and counts the padding as zeros.
-bool decode(const std::string& text, Bytes& bytes) {
-    if (text.empty() || text.size() % 4 != 0) return false;
+/// Empty: the text is no base64. OpenSSL's decoder takes whole groups of four and counts the padding as zeros.
+std::optional<Bytes> decode(const std::string& text) {
+    if (text.empty() || text.size() % 4 != 0) return std::nullopt;
     const size_t padding = text.size() - (text.find_last_not_of('=') + 1);
-    bytes.resize(text.size() / 4 * 3);
+    Bytes bytes(text.size() / 4 * 3);
     const int length = EVP_DecodeBlock(bytes.data(), reinterpret_cast<const unsigned char*>(text.data()),
                                        static_cast<int>(text.size()));
-    if (length < 0 || padding > 2) return false;
+    if (length < 0 || padding > 2) return std::nullopt;
     bytes.resize(static_cast<size_t>(length) - padding);
-    return true;
+    return bytes;
 }
 
 uint32_t crc32(const Bytes& bytes, size_t size) {
@@ -68,7 +69,7 @@ Status checkFile(int file, const std::string& path) {
 
 }  // namespace
 
-Status Secret::parse(const std::string& text, Secret& secret) {
+Result<Secret> Secret::parse(const std::string& text) {
     constexpr size_t AT_HASH = PREFIX_BYTES;
     constexpr size_t AT_BASE64 = AT_HASH + 3;
     const Status malformed = wrong("The secret is not of the form DHHC-1:hh:BASE64:");
@@ -77,25 +78,22 @@ Status Secret::parse(const std::string& text, Secret& secret) {
     if (hash.size() != 3 || hash[0] != '0' || hash[1] < '0' || hash[1] > '3' || hash[2] != ':') {
         return wrong("The secret's hash function is none of 00, 01, 02 and 03.");
     }
-    Bytes bytes;
-    if (!decode(text.substr(AT_BASE64, text.size() - AT_BASE64 - 1), bytes)) return malformed;
-    const size_t keyBytes = bytes.size() - std::min(bytes.size(), CRC_BYTES);
+    std::optional<Bytes> bytes = decode(text.substr(AT_BASE64, text.size() - AT_BASE64 - 1));
+    if (!bytes) return malformed;
+    const size_t keyBytes = bytes->size() - std::min(bytes->size(), CRC_BYTES);
     if (keyBytes != 32 && keyBytes != 48 && keyBytes != 64) return wrong("The secret has neither 32, 48 nor 64 bytes.");
-    if (crc32(bytes, keyBytes) != features::nvme::le32(bytes.data() + keyBytes)) {
+    if (crc32(*bytes, keyBytes) != features::nvme::le32(bytes->data() + keyBytes)) {
         return wrong("The secret's checksum is wrong.");
     }
-    bytes.resize(keyBytes);
+    bytes->resize(keyBytes);
     const auto number = static_cast<uint8_t>(hash[1] - '0');
-    secret.transformation = number == 0 ? std::nullopt : std::optional<Hash>(static_cast<Hash>(number));
-    secret.key = std::move(bytes);
-    return Status();
+    return Secret{number == 0 ? std::nullopt : std::optional<Hash>(static_cast<Hash>(number)), *std::move(bytes)};
 }
 
-Status Secret::read(const std::string& path, Secret& secret) {
+Result<Secret> Secret::read(const std::string& path) {
     const FileDescriptor file(::open(path.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
     if (!file.isOpen()) return unreadable(errno, path);
-    Status status = checkFile(file.get(), path);
-    if (failed(status)) return status;
+    RETURN_IF_FAILED(checkFile(file.get(), path));
     char text[MAX_FILE_BYTES];
     ssize_t count = 0;
     do {
@@ -104,8 +102,9 @@ Status Secret::read(const std::string& path, Secret& secret) {
     if (count < 0) return unreadable(errno, path);
     std::string line(text, static_cast<size_t>(count));
     if (!line.empty() && line.back() == '\n') line.pop_back();
-    status = parse(line, secret);
-    return succeeded(status) ? status : ofPath(EINVAL, path, status.getMessage());
+    auto secret = parse(line);
+    if (!secret) return ofPath(EINVAL, path, secret.error().getMessage());
+    return secret;
 }
 
 Bytes Secret::keyOf(const std::string& nqn) const {

@@ -3,7 +3,7 @@
 #include <optional>
 #include <string>
 
-#include "ostrel/core/Status.h"
+#include "features/errors/Result.h"
 #include "simdrive/auth/DhChap.h"
 
 namespace simdrive::auth {
@@ -20,10 +20,10 @@ struct Secret {
     Bytes key;
 
     /// Errors: 1/22 (EINVAL) with what is wrong; the text itself is never in the words.
-    static ostrel::core::Status parse(const std::string& text, Secret& secret);
+    static features::Result<Secret> parse(const std::string& text);
     /// Reads the first and only line of a file, a regular one of the running user (or root) that no other user can
     /// open. Errors: of the system, and those of parse(), with the path.
-    static ostrel::core::Status read(const std::string& path, Secret& secret);
+    static features::Result<Secret> read(const std::string& path);
 
     /// The key that a side with this NQN proves to have.
     Bytes keyOf(const std::string& nqn) const;
