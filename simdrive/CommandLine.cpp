@@ -41,10 +41,8 @@ std::string readOptions(CLI::App& command, const std::vector<std::string>& words
     return "";
 }
 
-/// The words that are no option, or what is wrong with one. They are what CLI11 does not expect: a list of names would
-/// split one in brackets at its commas.
-std::string readNames(const CLI::App& command, const CommandRow& row, std::vector<std::string>& names) {
-    names = command.remaining();
+/// What is wrong with the names; empty: nothing.
+std::string checkNames(const std::vector<std::string>& names, const CommandRow& row) {
     for (const std::string& name : names) {
         if (name.compare(0, 2, "--") == 0) return "There is no option " + name.substr(0, name.find('=')) + ".";
     }
@@ -69,8 +67,9 @@ CommandLine CommandLine::parse(const std::vector<std::string>& words) {
         return path.empty() ? "--folder needs a path." : "";
     });
     line.error = readOptions(command, words);
-    std::vector<std::string> names;
-    if (line.error.empty()) line.error = readNames(command, *row, names);
+    // What CLI11 does not expect: a list of names would split one in brackets at its commas.
+    const std::vector<std::string> names = command.remaining();
+    if (line.error.empty()) line.error = checkNames(names, *row);
     line.makesDrives = row->makesDrives;
     line.run = [run = definition.run, names](const features::simulator::DriveStore& store) {
         return run(store, names);

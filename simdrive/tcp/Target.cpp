@@ -150,8 +150,7 @@ Status Target::listen(features::simulator::Controller& drive, const std::string&
 
 Status Target::run(int stop) {
     for (bool isStopped = false; !isStopped;) {
-        const std::error_code error = turn(stop, waitMs(), isStopped);
-        if (error) return systemStatus(error.value(), "poll");
+        TRY(isStopped, turn(stop, waitMs()));
     }
     for (const auto& each : controllers_) each->end();
     connections_.clear();
@@ -159,7 +158,7 @@ Status Target::run(int stop) {
     return Status();
 }
 
-std::error_code Target::turn(int stop, int maxWaitMs, bool& isStopped) {
+features::Result<bool> Target::turn(int stop, int maxWaitMs) {
     waits_.clear();
     waits_.push_back({stop, POLLIN, 0});
     const bool isListening = nowMs() >= listenAgainMs_;
@@ -172,10 +171,10 @@ std::error_code Target::turn(int stop, int maxWaitMs, bool& isStopped) {
         waits_.push_back({each->descriptor(), static_cast<short>(events), 0});
     }
     if (poll(waits_.data(), waits_.size(), maxWaitMs) < 0) {
-        return std::error_code(errno == EINTR ? 0 : errno, std::generic_category());
+        if (errno == EINTR) return false;
+        return systemStatus(errno, "poll");
     }
-    isStopped = waits_[0].revents != 0;
-    if (isStopped) return {};
+    if (waits_[0].revents != 0) return true;
     for (size_t i = firstConnection; i < waits_.size(); ++i) {
         Connection& connection = *connections_[i - firstConnection];
         if (!isDoneWithinMemory([&] { serve(connection, waits_[i].revents); })) connection.closeNow();
@@ -185,7 +184,7 @@ std::error_code Target::turn(int stop, int maxWaitMs, bool& isStopped) {
     for (size_t port = 0; port < ports_.size(); ++port) {
         if (waits_[1 + port].revents != 0) (void)isDoneWithinMemory([&] { accept(port); });
     }
-    return {};
+    return false;
 }
 
 void Target::accept(size_t port) {

@@ -5,9 +5,9 @@
 #include <cstdint>
 #include <memory>
 #include <string>
-#include <system_error>
 #include <vector>
 
+#include "features/errors/Result.h"
 #include "features/simulator/controller/Controller.h"
 #include "ostrel/core/FileDescriptor.h"
 #include "ostrel/core/Status.h"
@@ -41,10 +41,10 @@ public:
     const std::vector<Place>& places() const { return places_; }
     /// Serves until `stop` becomes readable; then every connection is closed.
     ostrel::core::Status run(int stop);
-    /// One turn of it: waits at most `maxWaitMs` (-1: without end) for something to do, and does it. `isStopped`:
-    /// `stop` was readable, and nothing was done. The error is poll()'s. It needs no memory of its own, so that it
-    /// never ends for the lack of it.
-    std::error_code turn(int stop, int maxWaitMs, bool& isStopped);
+    /// One turn of it: waits at most `maxWaitMs` (-1: without end) for something to do, and does it. True: `stop` was
+    /// readable, and nothing was done. The error is poll()'s. It needs no memory of its own, so that it never ends for
+    /// the lack of it.
+    features::Result<bool> turn(int stop, int maxWaitMs);
     /// Serves a socket that was connected elsewhere, not blocking, as one that it accepted on its port `port`.
     void adopt(ostrel::core::FileDescriptor socket, std::string peer, size_t port = 0);
 
