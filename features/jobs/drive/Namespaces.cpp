@@ -35,9 +35,9 @@ bool isThere(const Payload& data) {
     return nvme::NamespaceProperties(data.getData()).sizeBlocks != 0;
 }
 
-Result<transport::HostResult> askHost(nvme::Drive& drive, transport::HostRequest request) {
+Result<transport::HostResult> askHost(nvme::Drive& drive, const transport::HostCommand& command) {
     CommandResult result;
-    drive.device().sendCommand(transport::HostCommand(request), result);
+    drive.device().sendCommand(command, result);
     RETURN_IF_FAILED(result.status);
     const auto* host = dynamic_cast<const transport::HostResult*>(result.protocolResult.get());
     if (host == nullptr) return statuses::deviceDataRetrievalFailed();
@@ -53,12 +53,19 @@ std::optional<uint32_t> namedNamespace(nvme::Drive& drive) {
 }
 
 Result<std::vector<transport::HostNamespace>> readHostNamespaces(nvme::Drive& drive) {
-    TRY(const transport::HostResult host, askHost(drive, transport::HostRequest::NAMESPACES));
+    TRY(const transport::HostResult host, askHost(drive, transport::HostCommand(transport::HostRequest::NAMESPACES)));
+    return host.namespaces;
+}
+
+Result<std::vector<transport::HostNamespace>> readUsedNamespaces(nvme::Drive& drive, transport::UseCheck check) {
+    transport::HostCommand look(transport::HostRequest::USES);
+    look.useCheck = check;
+    TRY(const transport::HostResult host, askHost(drive, look));
     return host.namespaces;
 }
 
 Result<transport::HostLocation> readHostLocation(nvme::Drive& drive) {
-    TRY(const transport::HostResult host, askHost(drive, transport::HostRequest::LOCATION));
+    TRY(const transport::HostResult host, askHost(drive, transport::HostCommand(transport::HostRequest::LOCATION)));
     return host.location;
 }
 

@@ -20,6 +20,9 @@ std::optional<uint32_t> namedNamespace(nvme::Drive& drive);
 /// The namespaces that the host has of the drive, attached to this controller.
 Result<std::vector<transport::HostNamespace>> readHostNamespaces(nvme::Drive& drive);
 
+/// All namespaces that the host sees of the drive's subsystem, each with its uses and partitions.
+Result<std::vector<transport::HostNamespace>> readUsedNamespaces(nvme::Drive& drive, transport::UseCheck check);
+
 /// Where the drive's controller sits, and the system's names of its namespaces.
 Result<transport::HostLocation> readHostLocation(nvme::Drive& drive);
 

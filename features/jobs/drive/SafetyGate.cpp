@@ -1,12 +1,13 @@
 #include "features/jobs/drive/SafetyGate.h"
 
 #include <string>
+#include <vector>
 
 #include "features/errors/Result.h"
+#include "features/jobs/drive/Namespaces.h"
 #include "features/jobs/support/StatusDetails.h"
 #include "features/nvme/NamespaceIds.h"
 #include "features/transport/HostCommand.h"
-#include "ostrel/core/CommandResult.h"
 #include "ostrel/core/Logging.h"
 #include "ostrel/core/StatusCatalogue.h"
 
@@ -52,14 +53,9 @@ Status checkUse(const NamespaceUse& use, const DestructionScope& scope) {
 }
 
 Status checkUses(nvme::Drive& drive, const DestructionScope& scope) {
-    CommandResult result;
-    transport::HostCommand look(transport::HostRequest::USES);
-    look.useCheck = scope.partitionsCount ? transport::UseCheck::CONTENT : transport::UseCheck::DESTROY;
-    drive.device().sendCommand(look, result);
-    RETURN_IF_FAILED(result.status);
-    const auto* host = dynamic_cast<const transport::HostResult*>(result.protocolResult.get());
-    if (host == nullptr) return statuses::deviceDataRetrievalFailed();
-    for (const HostNamespace& part : host->namespaces) {
+    const auto check = scope.partitionsCount ? transport::UseCheck::CONTENT : transport::UseCheck::DESTROY;
+    TRY(const std::vector<HostNamespace> namespaces, readUsedNamespaces(drive, check));
+    for (const HostNamespace& part : namespaces) {
         for (const NamespaceUse& use : part.uses) {
             if (use.holdsSystem) return withDetails(statuses::restrictedOnOsDrive(), sentence(use) + ".");
         }
@@ -67,7 +63,7 @@ Status checkUses(nvme::Drive& drive, const DestructionScope& scope) {
     // A use that no force can override goes first: the partition table of a mounted disk is not what the user must
     // mend.
     Status partitions;
-    for (const HostNamespace& part : host->namespaces) {
+    for (const HostNamespace& part : namespaces) {
         if (scope.nsid != nvme::NSID_ALL && scope.nsid != part.nsid) continue;
         for (const NamespaceUse& use : part.uses) {
             const Status status = checkUse(use, scope);

@@ -5,14 +5,12 @@
 
 #include "features/errors/Result.h"
 #include "features/jobs/drive/LogReading.h"
+#include "features/jobs/drive/Namespaces.h"
 #include "features/jobs/inventory/UseText.h"
 #include "features/nvme/FieldTable.h"
 #include "features/nvme/IdentifyCns.h"
 #include "features/nvme/NamespaceProperties.h"
 #include "features/nvme/structures/IdentifyNamespace.h"
-#include "ostrel/core/CommandResult.h"
-#include "ostrel/core/Device.h"
-#include "ostrel/core/StatusCatalogue.h"
 #include "ostrel/core/Strings.h"
 
 namespace features::jobs {
@@ -87,12 +85,8 @@ std::vector<std::string> byIdNames(const HostLocation& location, const std::stri
 Status showNamespaces(DriveFacts& facts, DriveOutput& out) {
     const HostLocation* location = facts.location();
     if (location == nullptr) return facts.failure();
-    CommandResult result;
-    facts.drive().device().sendCommand(transport::HostCommand(transport::HostRequest::USES), result);
-    RETURN_IF_FAILED(result.status);
-    const auto* host = dynamic_cast<const transport::HostResult*>(result.protocolResult.get());
-    if (host == nullptr) return statuses::deviceDataRetrievalFailed();
-    for (const HostNamespace& space : host->namespaces) {
+    TRY(const std::vector<HostNamespace> namespaces, readUsedNamespaces(facts.drive(), transport::UseCheck::SHOW));
+    for (const HostNamespace& space : namespaces) {
         if (!space.attached) continue;
         TRY(nvme::FieldTree tree, describe(facts, space));
         tree.addList("By-Id Names", byIdNames(*location, space.node));

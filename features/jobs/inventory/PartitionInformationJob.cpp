@@ -4,11 +4,10 @@
 #include <utility>
 
 #include "features/errors/Result.h"
+#include "features/jobs/drive/Namespaces.h"
 #include "features/jobs/inventory/UseText.h"
 #include "features/transport/HostCommand.h"
 #include "ostrel/core/AttributeVocabulary.h"
-#include "ostrel/core/CommandResult.h"
-#include "ostrel/core/Device.h"
 #include "ostrel/core/StatusCatalogue.h"
 #include "ostrel/core/XmlConverter.h"
 #include "ostrel/core/xml/XmlConstants.h"
@@ -118,13 +117,9 @@ Status PartitionInformationJob::getProperties(const std::shared_ptr<xml::XmlObje
 }
 
 Status PartitionInformationJob::showDrive(nvme::Drive& drive, const Arguments& arguments, DriveOutput& out) {
-    CommandResult result;
-    drive.device().sendCommand(transport::HostCommand(transport::HostRequest::USES), result);
-    RETURN_IF_FAILED(result.status);
-    const auto* host = dynamic_cast<const transport::HostResult*>(result.protocolResult.get());
-    if (host == nullptr) return statuses::deviceDataRetrievalFailed();
+    TRY(const std::vector<HostNamespace> namespaces, readUsedNamespaces(drive, transport::UseCheck::SHOW));
     const std::string path = arguments.text(xml::NAME_PATH);
-    for (const HostNamespace& part : host->namespaces) showNamespace(part, path, out);
+    for (const HostNamespace& part : namespaces) showNamespace(part, path, out);
     if (out.isEmpty() && path.empty())
         out.addStatus(title(), Status(0, 0, statuses::deviceHasNoPartitions().getMessage()));
     return Status();

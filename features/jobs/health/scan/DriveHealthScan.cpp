@@ -10,6 +10,7 @@
 #include "features/jobs/drive/DeviceStatus.h"
 #include "features/jobs/drive/DriveFacts.h"
 #include "features/jobs/drive/LogReading.h"
+#include "features/jobs/drive/Namespaces.h"
 #include "features/jobs/health/scan/DataIntegrity.h"
 #include "features/jobs/health/scan/ReadScan.h"
 #include "features/jobs/logs/DriveLogs.h"
@@ -21,7 +22,6 @@
 #include "features/nvme/structures/SmartHealthLog.h"
 #include "features/transport/HostCommand.h"
 #include "ostrel/core/AttributeVocabulary.h"
-#include "ostrel/core/CommandResult.h"
 #include "ostrel/core/Device.h"
 #include "ostrel/core/StatusCatalogue.h"
 #include "ostrel/core/Strings.h"
@@ -170,20 +170,17 @@ void Scan::storeLogs(const std::string& directory) {
 }
 
 void Scan::scanNamespaces() {
-    CommandResult result;
-    facts_.drive().device().sendCommand(transport::HostCommand(transport::HostRequest::USES), result);
-    const auto* host = dynamic_cast<const transport::HostResult*>(result.protocolResult.get());
-    if (failed(result.status) || host == nullptr) {
-        notCompleted(tree_, succeeded(result.status) ? statuses::deviceDataRetrievalFailed().getMessage()
-                                                     : result.status.getMessage());
+    const auto all = readUsedNamespaces(facts_.drive(), transport::UseCheck::SHOW);
+    if (!all) {
+        notCompleted(tree_, all.error().getMessage());
         return;
     }
-    const bool system = std::any_of(host->namespaces.begin(), host->namespaces.end(), holdsSystem);
+    const bool system = std::any_of(all->begin(), all->end(), holdsSystem);
     if (system && !scans_.includeSystemDrive) {
         leftOut(tree_, HOLDS_SYSTEM);
         return;
     }
-    const std::vector<HostNamespace> namespaces = chosen(host->namespaces);
+    const std::vector<HostNamespace> namespaces = chosen(*all);
     if (namespaces.empty()) leftOut(tree_, "It has no namespace that could be scanned.");
     for (const HostNamespace& space : namespaces) {
         if (scans_.read) readNamespace(space);
