@@ -511,6 +511,28 @@ TEST_F(HealthScan, ALogThatIsLongerThanAFileMayBeIsLeftOutAlone) {
     EXPECT_EQ(namesIn(folder_ / "S1"), std::vector<std::string>{"identify_controller.bin"});
 }
 
+// The drive refuses the release, which is the last command: the log's own error is what counts.
+TEST_F(HealthScan, ADamagedEventLogIsAFailureAlsoWhenItsContextIsNotReleased) {
+    constexpr uint64_t TOO_LONG = uint64_t{1} << 62;
+    FakeDrive drive;
+    drive.expect(look(0x02, 512).answers(smartLog()))
+        .expect(identify(0x01).answers(identifyController().byte(261, 0x10).byte(262, 0)))  // persistent event log
+        .expect(hostNamespaces({}))
+        .expect(look(0x01, 64).answers(DriveBytes(64)))
+        .expect(look(0x02, 512).answers(smartLog()))
+        .expect(look(0x03, 512).answers(DriveBytes(512)))
+        .expect(look(0x0D, 512, 0, 1, false).answers(DriveBytes(512).byte(0, 0x0D).le64(8, TOO_LONG).le16(18, 492)))
+        .expect(look(0x0D, 512, 0, 2, false).refuses(NO_SUCH_LOG));
+    const std::string damaged =
+        "Could not parse Persistent Event Log, log may be corrupted. Drive S1 (/dev/nvme0) says that it has "
+        "4611686018427387904 bytes.";
+    EXPECT_EQ(run().with("StoreLogs", "true").with("DirectoryPath", folder_ / "").on({&drive}),
+              answer(100, NOT_COMPLETED + HEALTHY,
+                     findings(INCOMPLETE) +
+                         part("Logs", property("Folder", folder_ / "S1") + property("LID 0x0D", "Not read", damaged) +
+                                          property("Files", "4") + property("Not completed", damaged))));
+}
+
 TEST_F(HealthScan, ALogWithoutRoomIsAFailureAlsoAfterARefusedCommand) {
     const FileSizeLimit limit(8192);
     FakeDrive drive;
