@@ -98,8 +98,10 @@ TEST(FirmwareActivateJob, AWrongRequestReachesNoDrive) {
         "10/174 Invalid firmware commit action value. The firmware in a slot is activated at the next reset (2) or at "
         "once (3).";
     EXPECT_EQ(activate(drive, "", "2"), "10/175 Invalid firmware slot value.");
-    EXPECT_EQ(activate(drive, "99", "2"),
-              "10/175 Invalid firmware slot value. FirmwareSlot is a number from 1 to 7, not '99'.");
+    // 0 lets a drive choose where to store; there is nothing to choose here. The log has slots 1 to 7.
+    for (const std::string slot : {"0", "8", "99", "255", "256", "-1", "18446744073709551617"})
+        EXPECT_EQ(activate(drive, slot, "2"),
+                  "10/175 Invalid firmware slot value. FirmwareSlot is a number from 1 to 7, not '" + slot + "'.");
     EXPECT_EQ(activate(drive, "2", ""), action);
     EXPECT_EQ(activate(drive, "2", "1"), action);
     EXPECT_EQ(activate(drive, "2", "007"),
