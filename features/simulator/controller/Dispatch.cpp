@@ -1,5 +1,7 @@
 #include "features/simulator/controller/Dispatch.h"
 
+#include <optional>
+
 #include "features/nvme/Bytes.h"
 #include "features/nvme/StatusCodes.h"
 #include "features/simulator/commands/Ana.h"
@@ -11,8 +13,8 @@ using namespace nvme;
 
 namespace {
 
-/// Whether all that the host set is defined; otherwise the place of the first bit that is not.
-bool hasDefinedBitsAlone(const SubmissionEntry& command, const CommandRow& row, uint16_t& location) {
+/// The place of the first bit that the host set and the command does not define, as the error log has it.
+std::optional<uint16_t> firstUndefinedBit(const SubmissionEntry& command, const CommandRow& row) {
     const struct {
         uint16_t byte;
         uint32_t undefined;
@@ -31,10 +33,9 @@ bool hasDefinedBitsAlone(const SubmissionEntry& command, const CommandRow& row, 
         if (dword.undefined == 0) continue;
         unsigned position = 0;
         while (!bit(dword.undefined, position)) ++position;
-        location = static_cast<uint16_t>((dword.byte + position / 8) | position % 8 << 8);
-        return false;
+        return static_cast<uint16_t>((dword.byte + position / 8) | position % 8 << 8);
     }
-    return true;
+    return std::nullopt;
 }
 
 }  // namespace
@@ -46,7 +47,10 @@ CompletionEntry runCommand(CommandContext& context) {
     if (context.state.sanitize.isRunning && !row->mayRunDuringSanitize) {
         return passingRefusal(SC_SANITIZE_IN_PROGRESS);
     }
-    if (!hasDefinedBitsAlone(command, *row, context.parameterLocation)) return refusal(SC_INVALID_FIELD);
+    if (const auto undefined = firstUndefinedBit(command, *row)) {
+        context.parameterLocation = *undefined;
+        return refusal(SC_INVALID_FIELD);
+    }
     if (const auto refused = anaRefusal(context)) return *refused;
     return row->run(context);
 }

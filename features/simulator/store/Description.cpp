@@ -57,13 +57,6 @@ std::string sizeText(uint64_t bytes) {
     return std::to_string(bytes / best->bytes) + (best->bytes == 1 ? "" : " ") + best->name;
 }
 
-bool parseModel(const std::string& text, Description& description) {
-    const Model* model = findModel(text);
-    if (model == nullptr) return false;
-    description.setModel(model->id);
-    return true;
-}
-
 std::optional<std::string> parseSerial(const std::string& text) {
     constexpr size_t MAX_LENGTH = 20;
     const bool isVisible = std::all_of(text.begin(), text.end(), [](char c) { return c > ' ' && c <= '~'; });
@@ -235,6 +228,13 @@ bool takeOptional(const std::string& text, std::optional<Value> (*parse)(const s
     return text.empty() || into.has_value();
 }
 
+/// The model, with what it has by default.
+bool takeModel(const std::string& text, Description& description) {
+    const Model* model = findModel(text);
+    if (model != nullptr) description.setModel(model->id);
+    return model != nullptr;
+}
+
 /// One key of the description: what it is for, how it is read and written, what it takes.
 struct KeyRow {
     const char* section;
@@ -278,7 +278,7 @@ const KeyRow KEYS[] = {
     {"drive", "model", true, "\"velko\", \"ocp\" or \"nvme-1.4\"",
      "The kind of drive: velko (the maker's vendor features), ocp (OCP Datacenter NVMe SSD 2.0) "
      "or nvme-1.4 (nothing optional).",
-     [](Text text, D& d) { return parseModel(text, d); },
+     [](Text text, D& d) { return takeModel(text, d); },
      [](const D& d) { return std::string(modelOf(d.model).name); }},
     {"drive", "serial-number", true, "1 to 20 visible characters", "",
      [](Text text, D& d) { return take(parseSerial(text), d.serialNumber); },

@@ -249,11 +249,10 @@ Status DriveFolder::save() {
     const uint64_t sequence = savedBytes_.empty() ? 0 : le64(savedBytes_.data() + OFFSET_SEQUENCE);
     fillHead(bytes, state, sequence + 1);
     const std::string_view text(reinterpret_cast<const char*>(bytes.data()), bytes.size());
-    Status status = writeFileAtomically(filePath(FILE_STATE), text);
-    if (failed(status)) return status;
+    RETURN_IF_FAILED(writeFileAtomically(filePath(FILE_STATE), text));
     savedBytes_ = std::move(bytes);
     isNew_ = false;
-    return status;
+    return Status();
 }
 
 Status DriveFolder::commit() {
