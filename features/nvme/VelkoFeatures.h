@@ -8,7 +8,7 @@
 namespace features::nvme {
 
 /// The maker's features, as docs/vendor-interface.md publishes them. Only a VELKO drive has them, and those from C0h to
-/// C7h only where it has no OCP features.
+/// CAh on a drive with OCP features by the UUID Index of the maker alone.
 const FeatureRow* findVelkoFeature(uint8_t fid);
 /// All rows, in the order of their identifiers.
 const FeatureRow* velkoFeaturesBegin();

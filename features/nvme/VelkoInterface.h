@@ -6,7 +6,7 @@
 #include "features/nvme/structures/VelkoLogs.h"
 
 /// The numbers of the vendor interface of VELKO drives, as docs/vendor-interface.md publishes it. Another maker's drive
-/// means something else by them, and so does OCP by the features C0h to C7h: code that sends one has made sure that it
+/// means something else by them, and so does OCP by the features C0h to CAh: code that sends one has made sure that it
 /// is this maker's.
 namespace features::nvme {
 
