@@ -14,6 +14,7 @@
 #include "features/nvme/LogPages.h"
 #include "features/nvme/structures/FirmwareSlotLog.h"
 #include "features/nvme/structures/IdentifyController.h"
+#include "features/nvme/structures/OcpSmartLog.h"
 #include "features/nvme/structures/SmartHealthLog.h"
 #include "ostrel/core/AttributeVocabulary.h"
 #include "ostrel/core/Device.h"
@@ -189,17 +190,22 @@ Text ocpSupported(ListedDrive& facts) {
     const bool has = facts.ocpSmart() != nullptr;
     return boolToText(has);
 }
-Text ocpMajorVersion(ListedDrive& facts) {
+std::optional<nvme::OcpSmartLog> ocpLog(ListedDrive& facts) {
     const uint8_t* ocp = facts.ocpSmart();
-    return ocp == nullptr ? Text() : std::to_string(ocp[103]);
+    if (ocp == nullptr) return std::nullopt;
+    return nvme::structureAt<nvme::OcpSmartLog>(ocp);
+}
+Text ocpMajorVersion(ListedDrive& facts) {
+    const auto ocp = ocpLog(facts);
+    return ocp ? Text(std::to_string(ocp->majorVersion)) : Text();
 }
 Text ocpMinorVersion(ListedDrive& facts) {
-    const uint8_t* ocp = facts.ocpSmart();
-    return ocp == nullptr ? Text() : std::to_string(nvme::le16(ocp + 101));
+    const auto ocp = ocpLog(facts);
+    return ocp ? Text(std::to_string(ocp->minorVersion)) : Text();
 }
 Text ocp2OrGreater(ListedDrive& facts) {
-    const uint8_t* ocp = facts.ocpSmart();
-    return ocp == nullptr ? Text() : boolToText(ocp[103] >= 2);
+    const auto ocp = ocpLog(facts);
+    return ocp ? Text(boolToText(ocp->majorVersion >= 2)) : Text();
 }
 
 /// FWUG counts in 4 KiB; 255 means no restriction, 0 that the drive does not say.

@@ -33,10 +33,6 @@ constexpr uint64_t UNKNOWN = std::numeric_limits<uint64_t>::max();
 /// Thin Provisioning in NSFEAT of Identify Namespace.
 constexpr size_t OFFSET_NSFEAT = offsetof(nvme::IdentifyNamespace, nsfeat);
 
-/// Total and unallocated capacity in Identify Controller, in bytes.
-constexpr size_t OFFSET_TNVMCAP = offsetof(nvme::IdentifyController, tnvmcap);
-constexpr size_t OFFSET_UNVMCAP = offsetof(nvme::IdentifyController, unvmcap);
-
 /// The Namespace Granularity List, which a controller has by CTRATT bit 7: attributes, the number of descriptors less
 /// one, and for each the granularity of sizes and of capacities in bytes.
 constexpr unsigned CTRATT_GRANULARITY = 7;
@@ -56,8 +52,8 @@ Result<uint32_t> readOptional(const Arguments& arguments, const SettableProperty
 }
 
 /// A counter of 128 bits, or the most that 64 hold.
-uint64_t saturated128(const uint8_t* at) {
-    return nvme::le64(at + 8) == 0 ? nvme::le64(at) : UNKNOWN;
+uint64_t saturated128(const nvme::Le128& counter) {
+    return counter.high == 0 ? uint64_t{counter.low} : UNKNOWN;
 }
 
 /// How many blocks a granularity in bytes is; 1 where it is none, or no whole number of blocks.
@@ -94,8 +90,9 @@ Result<NamespaceRequest> readNamespaceRequest(const Arguments& arguments) {
 Result<std::string> NamespaceCreation::run(const uint8_t* controllerBytes) {
     const ControllerCapabilities controller(controllerBytes);
     // A controller that reports no capacity at all does not count it.
-    const bool isCounted = saturated128(controllerBytes + OFFSET_TNVMCAP) != 0;
-    const uint64_t freeBytes = isCounted ? saturated128(controllerBytes + OFFSET_UNVMCAP) : UNKNOWN;
+    const auto identify = nvme::structureAt<nvme::IdentifyController>(controllerBytes);
+    const bool isCounted = saturated128(identify.tnvmcap) != 0;
+    const uint64_t freeBytes = isCounted ? saturated128(identify.unvmcap) : UNKNOWN;
     RETURN_IF_FAILED(checkCount(controller));
     const auto data = drive_.identify(nvme::CNS_NAMESPACE, nvme::NSID_ALL);
     // Every controller with namespace management reports what its namespaces have in common.
