@@ -30,8 +30,6 @@ namespace {
 constexpr uint64_t MAX_FILE_BYTES = 64 << 10;
 constexpr size_t MAX_LEVELS = 8;
 constexpr size_t ENTRY_BYTES = sizeof(nvme::OcpErrorInjectionEntry);
-constexpr uint8_t FLAG_ENABLED = 0x01;
-constexpr uint8_t FLAG_SINGLE_INSTANCE = 0x02;
 
 /// The three parts of an entry, in the order of the list; the names are those of the file.
 constexpr const char* PARTS[] = {"type", "repeat", "reads"};
@@ -160,7 +158,8 @@ Payload errorInjectionData(const std::vector<ErrorInjection>& entries) {
     uint8_t* at = data.getData();
     for (const ErrorInjection& entry : entries) {
         at[offsetof(nvme::OcpErrorInjectionEntry, flags)] =
-            static_cast<uint8_t>((entry.enabled ? FLAG_ENABLED : 0) | (entry.once ? FLAG_SINGLE_INSTANCE : 0));
+            static_cast<uint8_t>((entry.enabled ? nvme::OcpErrorInjectionEntry::ENABLED : 0) |
+                                 (entry.once ? nvme::OcpErrorInjectionEntry::SINGLE_INSTANCE : 0));
         nvme::putLe16(at + offsetof(nvme::OcpErrorInjectionEntry, type), entry.type);
         nvme::putLe16(at + offsetof(nvme::OcpErrorInjectionEntry, reads), entry.reads);
         at += ENTRY_BYTES;

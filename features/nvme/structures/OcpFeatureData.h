@@ -9,7 +9,10 @@ namespace features::nvme {
 
 /// Feature C0h.
 struct OcpErrorInjectionEntry {
-    uint8_t flags;  ///< enabled in bit 0, single instance in bit 1
+    static constexpr uint8_t ENABLED = 1 << 0;
+    static constexpr uint8_t SINGLE_INSTANCE = 1 << 1;
+
+    uint8_t flags;
     ByteArray<1> reserved1;
     Le16 type;
     Le16 reads;  ///< that trigger the panic

@@ -49,7 +49,8 @@ std::optional<uint64_t> parseDriveSize(const std::string& text) {
     return bytes && *bytes >= MIN_DRIVE_BYTES && *bytes <= MAX_DRIVE_BYTES ? bytes : std::nullopt;
 }
 
-std::string sizeText(uint64_t bytes) {
+/// In the largest of the units above that leaves no fraction, as a description has it: "16 GiB", "16 GB".
+std::string describedSize(uint64_t bytes) {
     const Unit* best = UNITS;
     for (const Unit& unit : UNITS) {
         if (unit.bytes > best->bytes && bytes % unit.bytes == 0) best = &unit;
@@ -294,7 +295,7 @@ const KeyRow KEYS[] = {
     {"drive", "size", true, "1 MiB to 8 TiB, for instance \"16 GiB\"",
      "What all namespaces together may take: bytes, or with KiB, MiB, GiB, TiB, KB, MB, GB, TB.",
      [](Text text, D& d) { return take(parseDriveSize(text), d.sizeBytes); },
-     [](const D& d) { return sizeText(d.sizeBytes); }},
+     [](const D& d) { return describedSize(d.sizeBytes); }},
     {"drive", "clock", false, "milliseconds since 1970, or nothing",
      "The time of the drive's clock, in milliseconds since 1970 (UTC); "
      "nothing: it goes with the machine's.",

@@ -22,8 +22,6 @@ constexpr size_t MAX_ENTRIES = 127;
 constexpr uint16_t LAST_TYPE = 0x0B;
 constexpr uint16_t LAST_HANGING_TYPE = 0x02;
 constexpr uint16_t TYPE_INCOMPLETE_SHUTDOWN = 0x0B;
-constexpr uint8_t FLAG_ENABLED = 0x01;
-constexpr uint8_t FLAG_SINGLE_INSTANCE = 0x02;
 
 constexpr CompletionEntry INVALID_FIELD = refusal(SC_INVALID_FIELD);
 
@@ -43,7 +41,7 @@ uint8_t* dueEntry(FeatureValue& injections, uint64_t reads) {
     for (size_t i = 0; i < entries; ++i) {
         uint8_t* bytes = injections.data.data() + i * ENTRY_BYTES;
         const auto entry = structureAt<OcpErrorInjectionEntry>(bytes);
-        if ((entry.flags & FLAG_ENABLED) != 0 && reads > entry.reads) return bytes;
+        if ((entry.flags & OcpErrorInjectionEntry::ENABLED) != 0 && reads > entry.reads) return bytes;
     }
     return nullptr;
 }
@@ -57,9 +55,9 @@ CompletionEntry checkErrorInjections(CommandContext& context, FeatureValue& valu
     for (size_t at = 0; at < used; at += ENTRY_BYTES) {
         const auto entry = structureAt<OcpErrorInjectionEntry>(value.data.data() + at);
         const uint16_t type = entry.type;
-        const bool hasReserved = (entry.flags & ~(FLAG_ENABLED | FLAG_SINGLE_INSTANCE)) != 0 ||
-                                 entry.reserved1 != decltype(entry.reserved1){} ||
-                                 entry.reserved6 != decltype(entry.reserved6){};
+        const bool hasReserved =
+            (entry.flags & ~(OcpErrorInjectionEntry::ENABLED | OcpErrorInjectionEntry::SINGLE_INSTANCE)) != 0 ||
+            entry.reserved1 != decltype(entry.reserved1){} || entry.reserved6 != decltype(entry.reserved6){};
         if (type == 0 || type > LAST_TYPE || hasReserved || bit(seen, type)) return INVALID_FIELD;
         seen |= 1U << type;
     }
@@ -85,7 +83,8 @@ std::optional<CompletionEntry> panicCompletion(CommandContext& context) {
             if (state.panic == TYPE_INCOMPLETE_SHUTDOWN) ++state.incompleteShutdowns;
             captureForController(context, "Device panic");
             uint8_t& flags = entry[offsetof(OcpErrorInjectionEntry, flags)];
-            if ((flags & FLAG_SINGLE_INSTANCE) != 0) flags &= static_cast<uint8_t>(~FLAG_ENABLED);
+            if ((flags & OcpErrorInjectionEntry::SINGLE_INSTANCE) != 0)
+                flags &= static_cast<uint8_t>(~OcpErrorInjectionEntry::ENABLED);
         }
         writeExtension(context.state, state);
     }
