@@ -9,7 +9,7 @@ constexpr struct {
     const char* text;
 } STATUS_CODES[] = {
 #define STATUS_CODE(type, code, name, text) {name, text},
-#define FABRICS_STATUS_CODE(type, code, name)
+#define FABRICS_STATUS_CODE(type, code, name, text) {name, text},  // after the codes of the NVM command set
 #include "features/nvme/StatusCodes.def"
 #undef STATUS_CODE
 #undef FABRICS_STATUS_CODE

@@ -28,7 +28,7 @@ struct StatusCode {
 
 // One constant a row: SC_INVALID_FIELD is {SCT_GENERIC, 0x02}.
 #define STATUS_CODE(type, code, name, text) inline constexpr StatusCode name{type, code};
-#define FABRICS_STATUS_CODE(type, code, name) inline constexpr StatusCode name{type, code};
+#define FABRICS_STATUS_CODE(type, code, name, text) inline constexpr StatusCode name{type, code};
 #include "features/nvme/StatusCodes.def"
 #undef STATUS_CODE
 #undef FABRICS_STATUS_CODE
