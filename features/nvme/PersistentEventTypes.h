@@ -19,6 +19,9 @@ enum class PersistentEvent : uint8_t {
     SET_FEATURE = 0x0B,
     TELEMETRY_CREATED = 0x0C,
     THERMAL_EXCURSION = 0x0D,
+    SANITIZE_MEDIA_VERIFICATION = 0x0E,  // this and the next two: NVMe 2.1
+    PERSONALITY_CHANGE = 0x0F,
+    EXPORTED_SUBSYSTEM_CHANGE = 0x10,
     VENDOR_SPECIFIC = 0xDE,
     TCG_DEFINED = 0xDF,
 };

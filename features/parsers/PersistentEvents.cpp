@@ -129,6 +129,18 @@ constexpr FieldRow VENDOR_FIELDS[] = {
     {"UIDX", "UUID Index", FIELD(VendorEventDescriptor, uuidIndex), Format::DECIMAL},
     {"VSEDL", "Vendor Specific Event Data Length (bytes)", FIELD(VendorEventDescriptor, length), Format::DECIMAL},
 };
+
+/// What the OCP Datacenter NVMe SSD Specification puts into a descriptor of a vendor specific event.
+constexpr FieldRow TCG_ACTIVITY_FIELDS[] = {
+    {"TCGCC", "TCG Command Count", FIELD(TcgActivity, commandCount), Format::DECIMAL},
+    {"IID", "Invoking ID", FIELD(TcgActivity, invokingId), Format::HEX},
+    {"MID", "Method ID", FIELD(TcgActivity, methodId), Format::HEX},
+    {"COMID", "ComID", FIELD(TcgActivity, comId), Format::HEX},
+    {"PID", "Protocol ID", FIELD(TcgActivity, protocolId), Format::HEX},
+    {"STAT", "Status", FIELD(TcgActivity, status), Format::HEX},
+    {"PTIME", "Process Time (milliseconds)", FIELD(TcgActivity, processTime), Format::DECIMAL},
+    {"CTX", "Context", FIELD(TcgActivity, context), Format::BYTES},
+};
 // clang-format on
 
 constexpr size_t RESET_BYTES = sizeof(ResetDescriptor);
@@ -203,6 +215,14 @@ std::string vendorValue(uint8_t type, const uint8_t* data, size_t size) {
     return std::to_string(static_cast<int64_t>(number << unused) >> unused);
 }
 
+/// Whether a descriptor is that of TCG activity, by all that OCP fixes of it: another maker's event may have the code.
+bool isTcgActivity(const VendorEventDescriptor& descriptor, size_t eventBytes) {
+    constexpr uint16_t TCG_ACTIVITY = 1;
+    constexpr uint8_t BINARY = 3;
+    return descriptor.code == TCG_ACTIVITY && descriptor.type == BINARY && descriptor.length == sizeof(TcgActivity) &&
+           eventBytes == VENDOR_HEAD_BYTES + sizeof(TcgActivity);
+}
+
 std::string addVendorSpecific(FieldTree& tree, const uint8_t* data, size_t size) {
     size_t at = 0;
     for (unsigned number = 1; at + VENDOR_HEAD_BYTES <= size; ++number) {
@@ -217,6 +237,8 @@ std::string addVendorSpecific(FieldTree& tree, const uint8_t* data, size_t size)
         if (length != 0)
             part.add("VSED", "Vendor Specific Event Data",
                      vendorValue(descriptor.type, data + at + VENDOR_HEAD_BYTES, length));
+        if (isTcgActivity(descriptor, size))
+            addFields(part.addPart("TCG Activity"), TCG_ACTIVITY_FIELDS, data + at + VENDOR_HEAD_BYTES, length);
         at += VENDOR_HEAD_BYTES + length;
     }
     return at < size ? "its list of descriptors ends within one" : "";
@@ -251,6 +273,9 @@ const EventRow EVENTS[] = {
     {PersistentEvent::SET_FEATURE,         "Set Feature",                  SET_FEATURE_FIELDS,         sizeof(SetFeatureEvent),         addSetFeature},
     {PersistentEvent::TELEMETRY_CREATED,   "Telemetry Log Created",        {},                         TELEMETRY_BYTES,                 addTelemetry},
     {PersistentEvent::THERMAL_EXCURSION,   "Thermal Excursion",            THERMAL_FIELDS,             sizeof(ThermalExcursionEvent),   nullptr},
+    {PersistentEvent::SANITIZE_MEDIA_VERIFICATION, "Sanitize Media Verification", {},                  0,                               addAsBytes},
+    {PersistentEvent::PERSONALITY_CHANGE,  "Configurable Personality Change", {},                      0,                               addAsBytes},
+    {PersistentEvent::EXPORTED_SUBSYSTEM_CHANGE, "Exported Subsystem Change", {},                      0,                               addAsBytes},
     {PersistentEvent::VENDOR_SPECIFIC,     "Vendor Specific",              {},                         VENDOR_HEAD_BYTES,               addVendorSpecific},
     {PersistentEvent::TCG_DEFINED,         "TCG Defined",                  {},                         0,                               addAsBytes},
 };
@@ -292,6 +317,7 @@ std::vector<nvme::Structure> eventStructures() {
     std::vector<nvme::Structure> structures = {
         {"Persistent Event Log > Event * > Reset *", RESET_FIELDS},
         {"Persistent Event Log > Event * > Descriptor *", VENDOR_FIELDS},
+        {"Persistent Event Log > Event * > Descriptor * > TCG Activity", TCG_ACTIVITY_FIELDS},
     };
     for (const EventRow& row : EVENTS) structures.push_back({"Persistent Event Log > Event *", row.fields});
     return structures;

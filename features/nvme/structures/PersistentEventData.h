@@ -138,4 +138,20 @@ struct VendorEventDescriptor {
 static_assert(sizeof(VendorEventDescriptor) == 6 && alignof(VendorEventDescriptor) == 1);
 static_assert(offsetof(VendorEventDescriptor, length) == 4);
 
+/// The data of a vendor specific event by which a drive that follows the OCP Datacenter NVMe SSD Specification 2.5
+/// reports a TCG command.
+struct TcgActivity {
+    ByteArray<2> reserved0;
+    Le32 commandCount;
+    Le64 invokingId;
+    Le64 methodId;
+    Le16 comId;
+    uint8_t protocolId;
+    uint8_t status;
+    Le16 processTime;  ///< milliseconds
+    ByteArray<10> context;
+};
+static_assert(sizeof(TcgActivity) == 38 && alignof(TcgActivity) == 1);
+static_assert(offsetof(TcgActivity, comId) == 22 && offsetof(TcgActivity, processTime) == 26);
+
 }  // namespace features::nvme
