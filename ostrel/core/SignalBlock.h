@@ -18,6 +18,9 @@ public:
     SignalBlock(const SignalBlock&) = delete;
     SignalBlock& operator=(const SignalBlock&) = delete;
 
+    /// Whether a signal is pending that ends the process once the block does: a long section may stop early.
+    bool isEndPending() const;
+
 private:
     sigset_t previous_;
 };

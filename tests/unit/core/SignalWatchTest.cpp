@@ -135,5 +135,30 @@ TEST(SignalBlock, WithoutAWatchHoldsTheSignalItself) {
     EXPECT_TRUE(WIFSIGNALED(end.status) && WTERMSIG(end.status) == SIGINT) << end.status;
 }
 
+TEST(SignalBlock, ReportsASignalThatWillEndTheProcess) {
+    const auto report = [](const SignalBlock& section) {
+        (void)!write(STDERR_FILENO, section.isEndPending() ? "pending\n" : "none\n", section.isEndPending() ? 8 : 5);
+    };
+    const End plain = endOf([&] {
+        const SignalBlock section;
+        report(section);
+        kill(getpid(), SIGWINCH);
+        report(section);
+        kill(getpid(), SIGINT);
+        report(section);
+    });
+    EXPECT_EQ(plain.said, "none\nnone\npending\n") << "the size of a window ends nothing";
+    EXPECT_TRUE(WIFSIGNALED(plain.status) && WTERMSIG(plain.status) == SIGINT) << plain.status;
+
+    const End watched = endOf([&] {
+        const SignalWatch watch("words");
+        const SignalBlock section;
+        kill(getpid(), SIGTERM);
+        while (!section.isEndPending()) std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        report(section);
+    });
+    EXPECT_EQ(watched.said, "SIGTERM: words\npending\n");
+}
+
 }  // namespace
 }  // namespace ostrel::core
