@@ -37,11 +37,28 @@ FieldTree ofNamespace(const Payload& data, uint32_t nsid) {
     return DECODE(data, nsid);
 }
 
+template <FieldTree (*DECODE)(const Payload&, uint16_t)>
+FieldTree ofVersion(const Payload& data, uint32_t version) {
+    return DECODE(data, static_cast<uint16_t>(version));
+}
+template <FieldTree (*DECODE)(const Payload&, uint32_t, uint16_t)>
+FieldTree ofNamespaceAndVersion(const Payload& data, uint32_t number) {
+    return DECODE(data, number, static_cast<uint16_t>(number));
+}
+
 /// After these come the log pages, the features, the OCP features, and the maker's pages and features, in the order of
 /// their tables.
 constexpr Decoder DECODERS[] = {
     plain<decodeIdentifyController>,
-    ofNamespace<decodeIdentifyNamespace>,
+    ofNamespaceAndVersion<decodeIdentifyNamespace>,
+    ofNamespaceAndVersion<decodeNvmNamespace>,
+    ofNamespace<decodeZonedNamespace>,
+    ofVersion<decodeNvmController>,
+    plain<decodeZonedController>,
+    ofNamespaceAndVersion<decodeIndependentNamespace>,
+    plain<decodeGranularities>,
+    plain<decodeDomains>,
+    plain<decodeCommandSetCombinations>,
     ofNamespace<decodeNamespaceDescriptors>,
     plain<decodeUuidList>,
     plain<decodeOcpSmart>,
@@ -59,6 +76,11 @@ constexpr uint8_t FIRST_ATTRIBUTES = 0xF0;
 constexpr AttributeList (*ATTRIBUTES[])(const Payload&) = {smartAttributes, healthMetrics, ocpHealthMetrics,
                                                            performanceMetrics};
 
+/// By any version of the controller.
+FieldTree decodeLog(const LogPageRow& row, const Payload& data, uint16_t nvmeVersion) {
+    return row.decode.exists() ? row.decode(data, nvmeVersion) : FieldTree{row.name, {}, {}};
+}
+
 FieldTree decode(size_t choice, const Payload& data, uint32_t dword0) {
     const auto logs = static_cast<size_t>(logPagesEnd() - logPagesBegin());
     const auto features = static_cast<size_t>(featuresEnd() - featuresBegin());
@@ -68,9 +90,9 @@ FieldTree decode(size_t choice, const Payload& data, uint32_t dword0) {
     choice %= std::size(DECODERS) + logs + features + ocpFeatures + velkoLogs + velkoFeatures;
     if (choice < std::size(DECODERS)) return DECODERS[choice](data, dword0);
     choice -= std::size(DECODERS);
-    if (choice < logs) return logPagesBegin()[choice].decode(data);
+    if (choice < logs) return decodeLog(logPagesBegin()[choice], data, static_cast<uint16_t>(dword0));
     choice -= logs;
-    if (choice < features) return decodeFeature(featuresBegin()[choice], dword0, data);
+    if (choice < features) return decodeFeature(featuresBegin()[choice], dword0, data, static_cast<uint16_t>(dword0));
     choice -= features;
     if (choice < ocpFeatures) return decodeFeature(ocpFeaturesBegin()[choice], dword0, data);
     choice -= ocpFeatures;
@@ -102,6 +124,7 @@ void checkAttributes(const AttributeList& attributes) {
 void checkLists(const Payload& data) {
     REQUIRE(decodeNamespaceList(data).size() <= data.getSize() / 4);
     REQUIRE(decodeControllerList(data).size() <= data.getSize() / 2);
+    (void)commandSetOf(data);
 }
 
 /// What is read without being shown; the structure is as long as Identify gives it.

@@ -59,6 +59,11 @@ struct ControllerCapabilities {
     bool supportsPersistentEventLog() const { return (lpa & 0x10) != 0; }
     /// Log page 00h, which lists the others.
     bool supportsSupportedLogs() const { return (lpa & 0x20) != 0; }
+    bool supportsTelemetryArea4() const { return (lpa & 0x40) != 0; }
+    /// For a page that no field of Identify Controller announces: log page 00h alone says that it is there.
+    bool supportsListedLog() const { return false; }
+    bool supportsLockdown() const { return (oacs & 0x400) != 0; }
+    bool supportsFdp() const { return (ctratt & 0x80000) != 0; }
     bool supportsAutonomousPowerStates() const { return (apsta & 0x01) != 0; }
     bool wantsHostMemory() const { return hmpre != 0; }
     bool supportsKeepAlive() const { return kas != 0; }
@@ -71,8 +76,13 @@ struct ControllerCapabilities {
     bool supportsWideHostIdentifier() const { return (ctratt & 0x01) != 0; }
     bool supportsEnduranceGroups() const { return (ctratt & 0x10) != 0; }
     bool supportsPredictableLatency() const { return (ctratt & 0x20) != 0; }
+    bool supportsNamespaceGranularity() const { return (ctratt & 0x80) != 0; }
+    bool supportsDomains() const { return (ctratt & 0x400) != 0; }
+    /// What came with NVMe 2.0 for all controllers: structures of Identify for each I/O command set.
+    bool followsNvme20() const { return version >= 0x00020000; }
     bool supportsUuidList() const { return (ctratt & 0x200) != 0; }
     bool supportsNamespaceNotices() const { return (oaes & 0x100) != 0; }
+    bool supportsZoneNotices() const { return (oaes & 0x8000000) != 0; }
     /// Two ports or more.
     bool hasSeveralPorts() const { return (cmic & 0x01) != 0; }
     bool supportsAna() const { return (cmic & 0x08) != 0; }

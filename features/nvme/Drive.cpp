@@ -111,10 +111,11 @@ Status Drive::noData(const NvmeCommand& command) const {
     return status;
 }
 
-Result<Payload, CommandError> Drive::identify(uint8_t cns, uint32_t nsid, uint16_t controllerId) {
+Result<Payload, CommandError> Drive::identify(uint8_t cns, uint32_t nsid, uint16_t controllerId, uint8_t csi) {
     NvmeCommand command(Queue::ADMIN, OPC_IDENTIFY, "Identify");
     command.nsid = nsid;
     command.cdw10 = cns | static_cast<uint32_t>(controllerId) << 16;
+    command.cdw11 = static_cast<uint32_t>(csi) << 24;
     command.dataLength = IDENTIFY_BYTES;
     TRY(const Answer answer, send(command));
     return answer.data;

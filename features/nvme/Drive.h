@@ -82,8 +82,9 @@ public:
     /// Sends one command. `toController` goes with commands that write data.
     Result<Answer, CommandError> send(const NvmeCommand& command, const ostrel::core::Payload& toController = {});
 
-    /// 4,096 bytes.
-    Result<ostrel::core::Payload, CommandError> identify(uint8_t cns, uint32_t nsid, uint16_t controllerId = 0);
+    /// 4,096 bytes. `csi`: of a structure that each I/O command set has its own of.
+    Result<ostrel::core::Payload, CommandError> identify(uint8_t cns, uint32_t nsid, uint16_t controllerId = 0,
+                                                         uint8_t csi = 0);
     /// The Identify Controller structure: 4,096 bytes, asked once. The bytes belong to the drive object.
     Result<const uint8_t*, CommandError> identifyController();
 

@@ -3,10 +3,12 @@
 #include <iterator>
 
 #include "features/nvme/Bytes.h"
+#include "features/nvme/FdpEventTypes.h"
 #include "features/nvme/FeatureIds.h"
 #include "features/nvme/FindRow.h"
 #include "features/nvme/LogPages.h"
 #include "features/nvme/NamespaceIds.h"
+#include "features/nvme/NvmeVersions.h"
 #include "features/nvme/OcpLogPages.h"
 #include "features/nvme/Structures.h"
 #include "features/nvme/structures/FeatureData.h"
@@ -46,6 +48,7 @@ constexpr Word UNSET_THRESHOLDS[] = {{0, "not set"}, {0xFFFF, "not set"}, {}};
 constexpr FieldRow TEMPERATURE_THRESHOLD[] = {
     keyed(key::tempThreshold,
           inWords(UNSET_THRESHOLDS, bitsRow("TMPTH", "Temperature Threshold (C)", 0, 15, 0, Format::CELSIUS))),
+    since(NVME_2_1, bitsRow("TMPTHH", "Temperature Threshold Hysteresis (C)", 0, 24, 22)),
 };
 constexpr FieldRow ERROR_RECOVERY[] = {
     keyed(key::timeLimitedErrorRecovery,
@@ -83,6 +86,13 @@ constexpr FieldRow ASYNCHRONOUS_EVENT[] = {
     flag("PLEALCN", "Predictable Latency Event Aggregate Log Change Notices", 0, 12),
     flag("LBASIN", "LBA Status Information Notices", 0, 13),
     flag("EGEALCN", "Endurance Group Event Aggregate Log Change Notices", 0, 14),
+    since(NVME_2_0, flag("NNSSHDN", "Normal NVM Subsystem Shutdown", 0, 15)),
+    since(NVME_2_1, flag("TTHRY", "Temperature Threshold Hysteresis Recovery", 0, 16)),
+    since(NVME_2_1, flag("RASSN", "Reachability Association", 0, 17)),
+    since(NVME_2_1, flag("RGRP0", "Reachability Group", 0, 18)),
+    since(NVME_2_1, flag("ANSAN", "Allocated Namespace Attribute Notices", 0, 19)),
+    since(NVME_2_0, flag("ZDCN", "Zone Descriptor Changed Notices", 0, 27)),
+    since(NVME_2_0, bitsRow("DLPCN", "Discovery notices", 0, 31, 28, Format::HEX)),
 };
 constexpr FieldRow AUTONOMOUS_POWER_STATE[] = {
     flag("APSTE", "Autonomous Power State Transition Enable", 0, 0),
@@ -122,6 +132,40 @@ constexpr FieldRow SANITIZE_CONFIG[] = {
 constexpr FieldRow ENDURANCE_GROUP_EVENT[] = {
     bitsRow("ENDGID", "Endurance Group Identifier", 0, 15, 0),
     bitsRow("EGCW", "Endurance Group Critical Warnings", 0, 23, 16, Format::HEX),
+};
+constexpr FieldRow COMMAND_SET_PROFILE[] = {
+    bitsRow("IOCSCI", "I/O Command Set Combination Index", 0, 8, 0),
+};
+constexpr FieldRow SPINUP_CONTROL[] = {
+    flag("SPINUP", "Spinup Control", 0, 0),
+};
+constexpr FieldRow POWER_LOSS_SIGNALING[] = {
+    bitsRow("PLSM", "Power Loss Signaling Mode", 0, 1, 0),
+};
+constexpr FieldRow PERFORMANCE_CHARACTERISTICS[] = {
+    bitsRow("ATTRI", "Attribute Index", 0, 7, 0, Format::HEX),
+};
+constexpr FieldRow FDP[] = {
+    flag("FDPE", "Flexible Data Placement Enable", 0, 0),
+    bitsRow("FDPCIDX", "Flexible Data Placement Configuration Index", 0, 15, 8),
+};
+constexpr FieldRow FDP_EVENTS[] = {
+    bitsRow("NOET", "Number of FDP Event Types", 0, 7, 0),
+};
+constexpr FieldRow POWER_LIMIT[] = {
+    bitsRow("PLV", "Power Limit Value", 0, 15, 0),
+    bitsRow("PLS", "Power Limit Scale", 0, 17, 16),
+};
+constexpr FieldRow POWER_THRESHOLD[] = {
+    bitsRow("PTV", "Power Threshold Value", 0, 15, 0),
+    bitsRow("PTS", "Power Threshold Scale", 0, 17, 16),
+    bitsRow("PMTS", "Power Measurement Type Select", 0, 23, 20),
+    flag("EPT", "Enable Power Threshold", 0, 31),
+};
+constexpr FieldRow POWER_MEASUREMENT[] = {
+    bitsRow("ACT", "Action", 0, 3, 0),
+    bitsRow("PMT", "Power Measurement Type", 0, 7, 4),
+    bitsRow("SMT", "Stop Measurement Time", 0, 31, 16),
 };
 constexpr FieldRow SOFTWARE_PROGRESS[] = {
     bitsRow("PBSLC", "Pre-boot Software Load Count", 0, 7, 0),
@@ -234,6 +278,14 @@ constexpr FieldRow DETERMINISTIC_THRESHOLDS[] = {
 };
 constexpr FieldRow HOST_BEHAVIOR[] = {
     flag("ACRE", "Advanced Command Retry Enable", offsetof(HostBehaviorSupport, acre), 0),
+    since(NVME_2_0, flag("ETDAS", "Extended Telemetry Data Area 4 Supported", offsetof(HostBehaviorSupport, etdas), 0)),
+    since(NVME_2_0, flag("LBAFEE", "LBA Format Extension Enable", offsetof(HostBehaviorSupport, lbafee), 0)),
+    since(NVME_2_1, flag("HDISNS", "Host Dispersed Namespace Support", offsetof(HostBehaviorSupport, hdisns), 0)),
+    since(NVME_2_1, {"CDFE", "Copy Descriptor Formats Enable", FIELD(HostBehaviorSupport, cdfe), Format::HEX}),
+};
+constexpr FieldRow FDP_EVENT[] = {
+    word("FDPET", "Event Type", offsetof(FdpEventSupport, type), 7, 0, FDP_EVENT_TYPES),
+    flag("FDPEE", "Event Enabled", offsetof(FdpEventSupport, attributes), 0),
 };
 constexpr FieldRow HOST_IDENTIFIER[] = {{"HOSTID", "Host Identifier", 0, 8, Format::BYTES}};
 constexpr FieldRow EXTENDED_HOST_IDENTIFIER[] = {{"HOSTID", "Host Identifier", 0, 16, Format::BYTES}};
@@ -302,16 +354,16 @@ void addEntries(FieldTree& tree, const char* heading, FieldRows rows, const Payl
         addFields(tree.addPart(heading + std::to_string(i + 1)), rows, data.getData() + i * entryBytes, entryBytes);
 }
 
-void addLbaRanges(FieldTree& tree, uint32_t dword0, const Payload& data) {
+void addLbaRanges(FieldTree& tree, uint32_t dword0, const Payload& data, uint16_t) {
     addEntries(tree, "LBA Range ", LBA_RANGE, data, LBA_RANGE_BYTES, bits(dword0, 5, 0) + 1);
 }
 
-void addErrorInjections(FieldTree& tree, uint32_t dword0, const Payload& data) {
+void addErrorInjections(FieldTree& tree, uint32_t dword0, const Payload& data, uint16_t) {
     addEntries(tree, "Error Injection ", ERROR_INJECTION_ENTRY, data, ERROR_INJECTION_BYTES, bits(dword0, 6, 0));
 }
 
 /// Power states that are left after some idle time; the others are not named.
-void addPowerTransitions(FieldTree& tree, uint32_t, const Payload& data) {
+void addPowerTransitions(FieldTree& tree, uint32_t, const Payload& data, uint16_t) {
     for (size_t at = 0; at + POWER_TRANSITION_BYTES <= data.getSize(); at += POWER_TRANSITION_BYTES) {
         const uint8_t* entry = data.getData() + at;
         if (structureAt<PowerTransitionEntry>(entry).idleTime == 0) continue;
@@ -320,8 +372,13 @@ void addPowerTransitions(FieldTree& tree, uint32_t, const Payload& data) {
     }
 }
 
+/// Dword 0 gives how many types of events there are.
+void addFdpEvents(FieldTree& tree, uint32_t dword0, const Payload& data, uint16_t) {
+    addEntries(tree, "Event ", FDP_EVENT, data, sizeof(FdpEventSupport), bits(dword0, 7, 0));
+}
+
 /// Dword 11 of the command said which form was asked for, and nothing in the answer repeats it but its length.
-void addHostIdentifier(FieldTree& tree, uint32_t, const Payload& data) {
+void addHostIdentifier(FieldTree& tree, uint32_t, const Payload& data, uint16_t) {
     const bool extended = data.getSize() >= 16;
     addFields(tree, extended ? FieldRows(EXTENDED_HOST_IDENTIFIER) : FieldRows(HOST_IDENTIFIER), data.getData(),
               data.getSize());
@@ -373,6 +430,24 @@ constexpr FeatureRow FEATURES[] = {
      &Controller::supportsSanitize, true},
     {FID_ENDURANCE_GROUP_EVENT,        "Endurance Group Event Configuration", 0, false, ENDURANCE_GROUP_EVENT, nullptr,
      &Controller::supportsEnduranceGroups},
+    {FID_COMMAND_SET_PROFILE,          "I/O Command Set Profile",    0, false, COMMAND_SET_PROFILE,        nullptr},
+    {FID_SPINUP_CONTROL,               "Spinup Control",             0, false, SPINUP_CONTROL,             nullptr},
+    {FID_POWER_LOSS_SIGNALING,         "Power Loss Signaling Config", 0, false, POWER_LOSS_SIGNALING,      nullptr},
+    {FID_PERFORMANCE_CHARACTERISTICS,  "Performance Characteristics", 4096, false, PERFORMANCE_CHARACTERISTICS, nullptr},
+    {FID_FDP,                          "Flexible Data Placement",    0, false, FDP,                        nullptr,
+     &Controller::supportsFdp},
+    {FID_FDP_EVENTS,                   "Flexible Data Placement Events", 512, true, FDP_EVENTS,            addFdpEvents,
+     &Controller::supportsFdp},
+    {FID_NAMESPACE_ADMIN_LABEL,        "Namespace Admin Label",   4096, true,  {},                         nullptr},
+    {FID_KEY_VALUE,                    "Key Value Configuration", 4096, true,  {},                         nullptr},
+    {FID_CONTROLLER_DATA_QUEUE,        "Controller Data Queue",   4096, false, {},                         nullptr},
+    {FID_DEVICE_PERSONALITY,           "Configurable Device Personality", 4096, false, {},                 nullptr},
+    {FID_POWER_LIMIT,                  "Power Limit",                0, false, POWER_LIMIT,                nullptr},
+    {FID_POWER_THRESHOLD,              "Power Threshold",            0, false, POWER_THRESHOLD,            nullptr},
+    {FID_POWER_MEASUREMENT,            "Power Measurement",          0, false, POWER_MEASUREMENT,          nullptr},
+    {FID_VOLTAGE_THRESHOLD,            "Voltage Threshold",       4096, false, {},                         nullptr},
+    {FID_VOLTAGE_MEASUREMENT,          "Voltage Measurement",     4096, false, {},                         nullptr},
+    {FID_RATE_LIMITING,                "Rate Limiting",           4096, false, {},                         nullptr},
     {FID_SOFTWARE_PROGRESS,            "Software Progress Marker",   0, false, SOFTWARE_PROGRESS,          nullptr,
      nullptr, true},
     {FID_HOST_IDENTIFIER,              "Host Identifier",           16, false, {},                         addHostIdentifier},
@@ -492,13 +567,18 @@ uint32_t ocpFeatureNsid(uint8_t fid, uint16_t ocpSmartVersion) {
     return isForAll ? NSID_ALL : 0;
 }
 
-FieldTree decodeFeature(const FeatureRow& feature, uint32_t dword0, const Payload& data) {
+FieldTree decodeFeature(const FeatureRow& feature, uint32_t dword0, const Payload& data, uint16_t nvmeVersion) {
     FieldTree tree{feature.name, {}, {}};
     uint8_t bytes[4];
     putLe32(bytes, dword0);
-    addFields(tree, feature.dword0, bytes, sizeof bytes);
-    if (feature.decodeData != nullptr) feature.decodeData(tree, dword0, data);
+    addFields(tree, feature.dword0, bytes, sizeof bytes, nvmeVersion);
+    if (feature.decodeData != nullptr) feature.decodeData(tree, dword0, data, nvmeVersion);
     return tree;
+}
+
+bool hasFieldsOfVersions(const FeatureRow& feature) {
+    return feature.fid == FID_HOST_BEHAVIOR_SUPPORT ||
+           std::any_of(feature.dword0.begin(), feature.dword0.end(), [](const FieldRow& row) { return row.version; });
 }
 
 FieldTree decodeFeatureCapabilities(const FeatureRow& feature, uint32_t dword0) {
@@ -548,6 +628,7 @@ std::vector<Structure> featureStructures() {
         {"Predictable Latency Mode Config", DETERMINISTIC_THRESHOLDS},
         {"Host Behavior Support", HOST_BEHAVIOR},
         {"Host Identifier", EXTENDED_HOST_IDENTIFIER},
+        {"Flexible Data Placement Events > Event *", FDP_EVENT},
         {"Error Injection > Error Injection *", ERROR_INJECTION_ENTRY},
         {"Latency Monitor", LATENCY_MONITOR},
         {"* Capabilities", CAPABILITIES},

@@ -20,7 +20,7 @@ struct FeatureRow {
     bool namespaceSpecific;
     FieldRows dword0;  ///< fields of dword 0 of the completion; the standard's are those of Set Features' dword 11
     /// Adds the data structure; null when there is none.
-    void (*decodeData)(FieldTree& tree, uint32_t dword0, const ostrel::core::Payload& data);
+    void (*decodeData)(FieldTree& tree, uint32_t dword0, const ostrel::core::Payload& data, uint16_t nvmeVersion);
     /// Which controllers have it; null: all have it, or Identify Controller does not say.
     bool (ControllerCapabilities::*isSupported)() const = nullptr;
     bool persistent = false;  ///< keeps its value over resets without being saved, or is an action without a value
@@ -28,8 +28,8 @@ struct FeatureRow {
 
 /// Adds a data structure that is one table of fields.
 template <const auto& ROWS>
-void addTable(FieldTree& tree, uint32_t, const ostrel::core::Payload& data) {
-    addFields(tree, ROWS, data.getData(), data.getSize());
+void addTable(FieldTree& tree, uint32_t, const ostrel::core::Payload& data, uint16_t nvmeVersion) {
+    addFields(tree, ROWS, data.getData(), data.getSize(), nvmeVersion);
 }
 
 /// The row of a feature identifier; null when there is none. The OCP identifiers C0h to CAh have tables of their own,
@@ -51,8 +51,12 @@ bool isOcpFeature(uint8_t fid, uint16_t ocpSmartVersion);
 /// The NSID of a command for an OCP feature on such a drive.
 uint32_t ocpFeatureNsid(uint8_t fid, uint16_t ocpSmartVersion);
 
-/// What Get Features brought for the current, the default or the saved value. `data` may be cut short.
-FieldTree decodeFeature(const FeatureRow& feature, uint32_t dword0, const ostrel::core::Payload& data);
+/// What Get Features brought for the current, the default or the saved value. `data` may be cut short. Fields of later
+/// versions than that of the controller (NvmeVersions.h) are left out.
+FieldTree decodeFeature(const FeatureRow& feature, uint32_t dword0, const ostrel::core::Payload& data,
+                        uint16_t nvmeVersion = UINT16_MAX);
+/// Whether some of its fields came with a later version than others: what shows it asks for the controller's.
+bool hasFieldsOfVersions(const FeatureRow& feature);
 /// What it brought for the capabilities.
 FieldTree decodeFeatureCapabilities(const FeatureRow& feature, uint32_t dword0);
 

@@ -108,9 +108,9 @@ void addFields(FieldTree& tree, FieldRows rows, const uint8_t* data, std::size_t
     }
 }
 
-FieldTree decodeTable(const char* heading, FieldRows rows, const ostrel::core::Payload& data) {
+FieldTree decodeTable(const char* heading, FieldRows rows, const ostrel::core::Payload& data, uint16_t version) {
     FieldTree tree{heading, {}, {}};
-    addFields(tree, rows, data.getData(), data.getSize());
+    addFields(tree, rows, data.getData(), data.getSize(), version);
     return tree;
 }
 

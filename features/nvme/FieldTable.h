@@ -124,7 +124,8 @@ struct FieldRows {
 /// a later version than `version` are left out.
 void addFields(FieldTree& tree, FieldRows rows, const uint8_t* data, std::size_t size, uint16_t version = UINT16_MAX);
 /// A structure that is one table of fields.
-FieldTree decodeTable(const char* heading, FieldRows rows, const ostrel::core::Payload& data);
+FieldTree decodeTable(const char* heading, FieldRows rows, const ostrel::core::Payload& data,
+                      uint16_t version = UINT16_MAX);
 
 /// The name that a row is shown under.
 std::string fieldName(const FieldRow& row);

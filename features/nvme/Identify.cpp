@@ -4,7 +4,9 @@
 
 #include "features/nvme/Bytes.h"
 #include "features/nvme/FieldTable.h"
+#include "features/nvme/IdentifyCns.h"
 #include "features/nvme/NamespaceProperties.h"
+#include "features/nvme/NvmeVersions.h"
 #include "features/nvme/Structures.h"
 #include "features/nvme/structures/IdentifyController.h"
 #include "features/nvme/structures/IdentifyNamespace.h"
@@ -65,6 +67,15 @@ constexpr FieldRow CONTROLLER_FIELDS[] = {  // section 5.15.2.2
     flag("OAES LBA Status", "LBA Status Information Notices", offsetof(IdentifyController, oaes), 13),
     flag("OAES Endurance Group", "Endurance Group Event Aggregate Log Page Change Notices",
          offsetof(IdentifyController, oaes), 14),
+    since(NVME_2_0, flag("OAES Normal Shutdown", "Normal NVM Subsystem Shutdown event", offsetof(IdentifyController, oaes), 15)),
+    since(NVME_2_1, flag("OAES Temperature Hysteresis", "Temperature Threshold Hysteresis Recovery event",
+                         offsetof(IdentifyController, oaes), 16)),
+    since(NVME_2_1, flag("OAES Reachability", "Reachability Groups Change Notices", offsetof(IdentifyController, oaes), 17)),
+    since(NVME_2_1, flag("OAES Allocated Namespaces", "Allocated Namespace Attribute Notices",
+                         offsetof(IdentifyController, oaes), 19)),
+    since(NVME_2_0, flag("OAES Zone Descriptors", "Zone Descriptor Changed Notices",
+                         offsetof(IdentifyController, oaes), 27)),
+    since(NVME_2_0, flag("OAES Discovery", "Discovery Log Page Change Notices", offsetof(IdentifyController, oaes), 31)),
     {"CTRATT", "Controller Attributes", FIELD(IdentifyController, ctratt), Format::HEX},
     flag("CTRATT Host Identifier", "128-bit Host Identifier", offsetof(IdentifyController, ctratt), 0),
     flag("CTRATT Non-Operational Power", "Non-Operational Power State Permissive Mode",
@@ -84,7 +95,25 @@ constexpr FieldRow CONTROLLER_FIELDS[] = {  // section 5.15.2.2
     flag("CTRATT Delete Endurance Group", "Delete Endurance Group", offsetof(IdentifyController, ctratt), 13),
     flag("CTRATT Delete NVM Set", "Delete NVM Set", offsetof(IdentifyController, ctratt), 14),
     flag("CTRATT Extended LBA Formats", "Extended LBA Formats", offsetof(IdentifyController, ctratt), 15),
+    since(NVME_2_1, flag("CTRATT MDTS Without Metadata", "Maximum Data Transfer Size is without metadata",
+                         offsetof(IdentifyController, ctratt), 16)),
+    since(NVME_2_1, flag("CTRATT HMB Restrict", "Host Memory Buffer is restricted to non-operational power states",
+                         offsetof(IdentifyController, ctratt), 17)),
+    since(NVME_2_1, flag("CTRATT Reservations", "Reservations and Host Identifier interaction",
+                         offsetof(IdentifyController, ctratt), 18)),
+    since(NVME_2_1, flag("CTRATT FDP", "Flexible Data Placement", offsetof(IdentifyController, ctratt), 19)),
+    since(NVME_2_1, flag("CTRATT Power Limit", "Power Limit", offsetof(IdentifyController, ctratt), 20)),
+    since(NVME_2_1, flag("CTRATT Power Measurement", "Power Measurement", offsetof(IdentifyController, ctratt), 21)),
+    since(NVME_2_1, flag("CTRATT Voltage Measurement", "Voltage Measurement", offsetof(IdentifyController, ctratt), 22)),
     {"RRLS", "Read Recovery Levels Supported", FIELD(IdentifyController, rrls), Format::HEX},
+    since(NVME_2_0, {"BPCAP", "Boot Partition Capabilities", FIELD(IdentifyController, bpcap), Format::HEX}),
+    since(NVME_2_0, bitsRow("BPCAP RPMB", "Boot Partition write protection by RPMB",
+                            offsetof(IdentifyController, bpcap), 1, 0)),
+    since(NVME_2_0, flag("BPCAP Set Features", "Boot Partition write protection by Set Features",
+                         offsetof(IdentifyController, bpcap), 2)),
+    since(NVME_2_1, unless0({"NSSL", "NVM Subsystem Shutdown Latency (microseconds)",
+                             FIELD(IdentifyController, nssl), Format::DECIMAL})),
+    since(NVME_2_1, {"PLSI", "Power Loss Signaling Information", FIELD(IdentifyController, plsi), Format::HEX}),
     word("CNTRLTYPE", "Controller Type", offsetof(IdentifyController, cntrltype), 7, 0, CONTROLLER_TYPES),
     {"FGUID", "FRU Globally Unique Identifier", FIELD(IdentifyController, fguid), Format::BYTES},
     {"CRDT1", "Command Retry Delay Time 1 (units of 100 milliseconds)",
@@ -93,6 +122,9 @@ constexpr FieldRow CONTROLLER_FIELDS[] = {  // section 5.15.2.2
      FIELD(IdentifyController, crdt2), Format::DECIMAL},
     {"CRDT3", "Command Retry Delay Time 3 (units of 100 milliseconds)",
      FIELD(IdentifyController, crdt3), Format::DECIMAL},
+    since(NVME_2_1, {"CRCAP", "Controller Reachability Capabilities", FIELD(IdentifyController, crcap), Format::HEX}),
+    since(NVME_2_1, {"CIU", "Controller Instance Uniquifier", FIELD(IdentifyController, ciu), Format::DECIMAL}),
+    since(NVME_2_1, {"CIRN", "Controller Instance Random Number", FIELD(IdentifyController, cirn), Format::HEX}),
     {"NVMSR", "NVM Subsystem Report",
      FIELD(IdentifyController, nvmsr), Format::HEX},  // this and the next two: NVMe-MI 1.1
     {"VWCI", "VPD Write Cycle Information", FIELD(IdentifyController, vwci), Format::HEX},
@@ -111,12 +143,15 @@ constexpr FieldRow CONTROLLER_FIELDS[] = {  // section 5.15.2.2
     flag("OACS Doorbell Buffer", "Doorbell Buffer Config command", offsetof(IdentifyController, oacs), 8),
     flag("OACS LBA Status", "Get LBA Status", offsetof(IdentifyController, oacs), 9),
     flag("OACS Lockdown", "Command and Feature Lockdown", offsetof(IdentifyController, oacs), 10),  // NVMe 2.0
+    since(NVME_2_1, flag("OACS Live Migration", "Host managed live migration", offsetof(IdentifyController, oacs), 11)),
     {"ACL", "Abort Command Limit", FIELD(IdentifyController, acl), Format::DECIMAL_0BASED},
     {"AERL", "Asynchronous Event Request Limit", FIELD(IdentifyController, aerl), Format::DECIMAL_0BASED},
     {"FRMW", "Firmware Updates", FIELD(IdentifyController, frmw), Format::HEX},
     flag("FRMW Slot 1 Read Only", "Firmware slot 1 is read only", offsetof(IdentifyController, frmw), 0),
     bitsRow("FRMW Slots", "Number of firmware slots", offsetof(IdentifyController, frmw), 3, 1),
     flag("FRMW Activation Without Reset", "Firmware activation without a reset", offsetof(IdentifyController, frmw), 4),
+    since(NVME_2_0, flag("FRMW Multiple Updates", "Overlapping firmware updates are detected",
+                         offsetof(IdentifyController, frmw), 5)),
     {"LPA", "Log Page Attributes", FIELD(IdentifyController, lpa), Format::HEX},
     flag("LPA SMART per Namespace", "SMART / Health Information log page per namespace",
          offsetof(IdentifyController, lpa), 0),
@@ -155,6 +190,7 @@ constexpr FieldRow CONTROLLER_FIELDS[] = {  // section 5.15.2.2
     {"DSTO", "Device Self-test Options", FIELD(IdentifyController, dsto), Format::HEX},
     flag("DSTO One at a Time", "One device self-test operation in progress per NVM subsystem",
          offsetof(IdentifyController, dsto), 0),
+    since(NVME_2_1, flag("DSTO Host Refresh", "Host-initiated refresh", offsetof(IdentifyController, dsto), 1)),
     inWords(FIRMWARE_GRANULARITY, {"FWUG", "Firmware Update Granularity (units of 4 KiB)",
                                    FIELD(IdentifyController, fwug), Format::DECIMAL}),
     {"KAS", "Keep Alive Support (units of 100 milliseconds)", FIELD(IdentifyController, kas), Format::DECIMAL},
@@ -166,6 +202,10 @@ constexpr FieldRow CONTROLLER_FIELDS[] = {  // section 5.15.2.2
     flag("SANICAP Crypto Erase", "Crypto Erase sanitize operation", offsetof(IdentifyController, sanicap), 0),
     flag("SANICAP Block Erase", "Block Erase sanitize operation", offsetof(IdentifyController, sanicap), 1),
     flag("SANICAP Overwrite", "Overwrite sanitize operation", offsetof(IdentifyController, sanicap), 2),
+    since(NVME_2_1, flag("SANICAP Verification", "Media Verification state and Post-Verification Deallocation state",
+                         offsetof(IdentifyController, sanicap), 3)),
+    since(NVME_2_1, flag("SANICAP Namespace Verification", "Media verification of a namespace",
+                         offsetof(IdentifyController, sanicap), 4)),
     flag("SANICAP No-Deallocate Inhibited", "No-Deallocate Inhibited", offsetof(IdentifyController, sanicap), 29),
     word("SANICAP Media Modified", "No-Deallocate Modifies Media After Sanitize",
          offsetof(IdentifyController, sanicap), 31, 30, MEDIA_MODIFICATION),
@@ -188,7 +228,17 @@ constexpr FieldRow CONTROLLER_FIELDS[] = {  // section 5.15.2.2
     {"NANAGRPID", "Number of ANA Group Identifiers", FIELD(IdentifyController, nanagrpid), Format::DECIMAL},
     {"PELS", "Persistent Event Log Size (units of 64 KiB)", FIELD(IdentifyController, pels), Format::DECIMAL},
     {"DID", "Domain Identifier", FIELD(IdentifyController, did), Format::DECIMAL},  // this and the next: NVMe 2.0
+    since(NVME_2_1, {"KPIOC", "Key Per I/O Capabilities", FIELD(IdentifyController, kpioc), Format::HEX}),
+    since(NVME_2_1, unless0({"MPTFAWR", "Maximum Processing Time for Firmware Activation Without Reset (units of 100 milliseconds)",
+                             FIELD(IdentifyController, mptfawr), Format::DECIMAL})),
     {"MEGCAP", "Maximum Endurance Group Capacity (bytes)", FIELD(IdentifyController, megcap), Format::COUNTER},
+    since(NVME_2_1, {"TMPTHHA", "Temperature Threshold Hysteresis Attributes",
+                     FIELD(IdentifyController, tmpthha), Format::HEX}),
+    since(NVME_2_1, {"CQT", "Command Quiesce Time (milliseconds)", FIELD(IdentifyController, cqt), Format::DECIMAL}),
+    since(NVME_2_1, {"CDPA", "Configurable Device Personality Attributes", FIELD(IdentifyController, cdpa), Format::HEX}),
+    since(NVME_2_1, {"MUP", "Maximum Unlimited Power", FIELD(IdentifyController, mup), Format::DECIMAL}),
+    since(NVME_2_1, {"IPMSR", "Interval Power Measurement Sample Rate", FIELD(IdentifyController, ipmsr), Format::HEX}),
+    since(NVME_2_1, {"MSMT", "Maximum Stop Measurement Time", FIELD(IdentifyController, msmt), Format::DECIMAL}),
     {"SQES", "Submission Queue Entry Size", FIELD(IdentifyController, sqes), Format::HEX},
     bitsRow("SQES Required", "Required entry size (bytes)",
             offsetof(IdentifyController, sqes), 3, 0, Format::POWER_OF_2),
@@ -210,6 +260,11 @@ constexpr FieldRow CONTROLLER_FIELDS[] = {  // section 5.15.2.2
     flag("ONCS Timestamp", "Timestamp feature", offsetof(IdentifyController, oncs), 6),
     flag("ONCS Verify", "Verify command", offsetof(IdentifyController, oncs), 7),
     flag("ONCS Copy", "Copy command", offsetof(IdentifyController, oncs), 8),  // NVMe 2.0
+    since(NVME_2_1, flag("ONCS Copy Atomicity", "Copy command with atomicity", offsetof(IdentifyController, oncs), 9)),
+    since(NVME_2_1, flag("ONCS Fast Copy", "Fast copy operations", offsetof(IdentifyController, oncs), 10)),
+    since(NVME_2_1, flag("ONCS Deallocate Size", "Maximum size of a Write Zeroes with deallocation",
+                         offsetof(IdentifyController, oncs), 11)),
+    since(NVME_2_1, flag("ONCS Namespace Zeroes", "Write Zeroes of a namespace", offsetof(IdentifyController, oncs), 12)),
     {"FUSES", "Fused Operation Support", FIELD(IdentifyController, fuses), Format::HEX},
     flag("FUSES Compare and Write", "Compare and Write fused operation", offsetof(IdentifyController, fuses), 0),
     {"FNA", "Format NVM Attributes", FIELD(IdentifyController, fna), Format::HEX},
@@ -243,6 +298,16 @@ constexpr FieldRow CONTROLLER_FIELDS[] = {  // section 5.15.2.2
     {"MAXDNA", "Maximum Domain Namespace Attachments",
      FIELD(IdentifyController, maxdna), Format::COUNTER},  // this and the next: NVMe 2.0
     {"MAXCNA", "Maximum I/O Controller Namespace Attachments", FIELD(IdentifyController, maxcna), Format::DECIMAL},
+    since(NVME_2_1, {"OAQD", "Optimal Aggregated Queue Depth", FIELD(IdentifyController, oaqd), Format::DECIMAL}),
+    since(NVME_2_1, {"RHIRI", "Recommended Host-Initiated Refresh Interval", FIELD(IdentifyController, rhiri), Format::DECIMAL}),
+    since(NVME_2_1, {"HIRT", "Host-Initiated Refresh Time", FIELD(IdentifyController, hirt), Format::DECIMAL}),
+    since(NVME_2_1, {"CMMRTD", "Controller Maximum Memory Range Tracking Descriptors",
+                     FIELD(IdentifyController, cmmrtd), Format::DECIMAL}),
+    since(NVME_2_1, {"NMMRTD", "NVM Subsystem Maximum Memory Range Tracking Descriptors",
+                     FIELD(IdentifyController, nmmrtd), Format::DECIMAL}),
+    since(NVME_2_1, {"MINMRTG", "Minimum Memory Range Tracking Granularity", FIELD(IdentifyController, minmrtg), Format::DECIMAL}),
+    since(NVME_2_1, {"MAXMRTG", "Maximum Memory Range Tracking Granularity", FIELD(IdentifyController, maxmrtg), Format::DECIMAL}),
+    since(NVME_2_1, {"TRATTR", "Tracking Attributes", FIELD(IdentifyController, trattr), Format::HEX}),
     {"SUBNQN", "NVM Subsystem NVMe Qualified Name", FIELD(IdentifyController, subnqn), Format::TEXT},
     {"IOCCSZ", "I/O Queue Command Capsule Size (units of 16 bytes)",
      FIELD(IdentifyController, ioccsz), Format::DECIMAL},  // from here: NVMe over Fabrics
@@ -346,6 +411,10 @@ constexpr FieldRow NAMESPACE_FIELDS[] = {  // section 5.15.2.1
              FIELD(IdentifyNamespace, mssrl), Format::DECIMAL}),  // to MSRC: NVMe 2.0
     unless0({"MCL", "Maximum Copy Length (blocks)", FIELD(IdentifyNamespace, mcl), Format::DECIMAL}),
     {"MSRC", "Maximum Source Range Count", FIELD(IdentifyNamespace, msrc), Format::DECIMAL_0BASED},
+    since(NVME_2_1, {"KPIOS", "Key Per I/O Status", FIELD(IdentifyNamespace, kpios), Format::HEX}),
+    since(NVME_2_0, {"NULBAF", "Number of Unique Attribute LBA Formats", FIELD(IdentifyNamespace, nulbaf), Format::DECIMAL}),
+    since(NVME_2_1, {"KPIODAAG", "Key Per I/O Data Access Alignment and Granularity",
+                     FIELD(IdentifyNamespace, kpiodaag), Format::DECIMAL}),
     {"ANAGRPID", "ANA Group Identifier", FIELD(IdentifyNamespace, anagrpid), Format::DECIMAL},
     {"NSATTR", "Namespace Attributes", FIELD(IdentifyNamespace, nsattr), Format::HEX},
     flag("NSATTR Write Protected", "The namespace is write protected", offsetof(IdentifyNamespace, nsattr), 0),
@@ -453,7 +522,10 @@ uint8_t findUuid(const Payload& data, const IsWanted& isWanted) {
 
 FieldTree decodeIdentifyController(const Payload& data) {
     FieldTree tree{"Identify Controller", {}, {}};
-    addFields(tree, CONTROLLER_FIELDS, data.getData(), data.getSize());
+    constexpr size_t AT_VERSION = offsetof(IdentifyController, ver);
+    const bool hasVersion = data.getSize() >= AT_VERSION + sizeof(Le32);
+    const uint32_t version = hasVersion ? le32(data.getData() + AT_VERSION) : 0;
+    addFields(tree, CONTROLLER_FIELDS, data.getData(), data.getSize(), majorAndMinor(version));
     constexpr size_t AT_NPSS = offsetof(IdentifyController, npss);
     if (data.getSize() <= AT_NPSS) return tree;
     const unsigned states = std::min(data.getData()[AT_NPSS] + 1U, MAX_POWER_STATES);
@@ -465,9 +537,9 @@ FieldTree decodeIdentifyController(const Payload& data) {
     return tree;
 }
 
-FieldTree decodeIdentifyNamespace(const Payload& data, uint32_t nsid) {
+FieldTree decodeIdentifyNamespace(const Payload& data, uint32_t nsid, uint16_t nvmeVersion) {
     FieldTree tree{"Identify Namespace " + std::to_string(nsid), {}, {}};
-    addFields(tree, NAMESPACE_FIELDS, data.getData(), data.getSize());
+    addFields(tree, NAMESPACE_FIELDS, data.getData(), data.getSize(), nvmeVersion);
     if (data.getSize() < IDENTIFY_BYTES) return tree;
     const NamespaceProperties properties(data.getData());
     for (unsigned i = 0; i < properties.numberOfFormats; ++i) {
@@ -494,6 +566,19 @@ FieldTree decodeNamespaceDescriptors(const Payload& data, uint32_t nsid) {
         at += head.nidl;
     }
     return tree;
+}
+
+uint8_t commandSetOf(const Payload& descriptors) {
+    constexpr size_t HEADER_BYTES = sizeof(NamespaceIdentificationDescriptor);
+    constexpr uint8_t TYPE_CSI = 4;
+    for (size_t at = 0; at + HEADER_BYTES < descriptors.getSize();) {
+        const auto head = structureAt<NamespaceIdentificationDescriptor>(descriptors.getData() + at);
+        if (head.nidl == 0) break;
+        at += HEADER_BYTES;
+        if (head.nidt == TYPE_CSI && at < descriptors.getSize()) return descriptors.getData()[at];
+        at += head.nidl;
+    }
+    return CSI_NVM;
 }
 
 std::vector<uint32_t> decodeNamespaceList(const Payload& data) {

@@ -8,18 +8,24 @@
 #include "features/nvme/LogPageIds.h"
 #include "features/nvme/structures/AggregateLog.h"
 #include "features/nvme/structures/AnaLog.h"
+#include "features/nvme/structures/BootPartitionLog.h"
 #include "features/nvme/structures/ChangedNamespaceList.h"
+#include "features/nvme/structures/ChangedZoneList.h"
 #include "features/nvme/structures/CommandEffectsLog.h"
+#include "features/nvme/structures/DataPlacementLogs.h"
 #include "features/nvme/structures/EnduranceGroupLog.h"
 #include "features/nvme/structures/ErrorInformationLog.h"
 #include "features/nvme/structures/FirmwareSlotLog.h"
 #include "features/nvme/structures/LbaStatusLog.h"
+#include "features/nvme/structures/LockdownLog.h"
+#include "features/nvme/structures/MediaUnitStatusLog.h"
 #include "features/nvme/structures/PersistentEventLog.h"
 #include "features/nvme/structures/PredictableLatencyLog.h"
 #include "features/nvme/structures/ReservationLog.h"
 #include "features/nvme/structures/SanitizeStatusLog.h"
 #include "features/nvme/structures/SelfTestLog.h"
 #include "features/nvme/structures/SmartHealthLog.h"
+#include "features/nvme/structures/SupportedFeaturesLog.h"
 #include "features/nvme/structures/SupportedLogsLog.h"
 #include "features/nvme/structures/TelemetryLogHeader.h"
 #include "ostrel/core/Strings.h"
@@ -61,6 +67,37 @@ uint64_t telemetryLength(const uint8_t* head) {
     return telemetryLogBytes(structureAt<TelemetryLogHeader>(head), LAST_AREA);
 }
 
+/// The most that the units can have: each says itself how many channels it has.
+uint64_t mediaUnitStatusLength(const ControllerCapabilities&, const uint8_t* head) {
+    constexpr unsigned MAX_CHANNELS_OF_A_UNIT = 255;
+    const auto header = structureAt<MediaUnitStatusLogHeader>(head);
+    const unsigned channels = std::min<unsigned>(header.numberOfChannels, MAX_CHANNELS_OF_A_UNIT);
+    const uint64_t unitBytes = sizeof(MediaUnitDescriptor) + channels * sizeof(Le16);
+    return roundedUpToDword(sizeof header + header.numberOfUnits * unitBytes);
+}
+
+uint64_t bootPartitionLength(const uint8_t* head) {
+    constexpr uint64_t UNIT_BYTES = uint64_t{128} * 1024;
+    const uint32_t information = structureAt<BootPartitionLogHeader>(head).information;
+    return sizeof(BootPartitionLogHeader) + bits(information, 14, 0) * UNIT_BYTES;
+}
+
+uint64_t fdpConfigurationsLength(const ControllerCapabilities&, const uint8_t* head) {
+    const uint32_t size = structureAt<FdpConfigurationsHeader>(head).sizeBytes;
+    return roundedUpToDword(std::max<uint64_t>(size, sizeof(FdpConfigurationsHeader)));
+}
+
+uint64_t fdpUsageLength(const ControllerCapabilities&, const uint8_t* head) {
+    return sizeof(FdpUsageHeader) + sizeof(FdpUsageDescriptor) * structureAt<FdpUsageHeader>(head).handles;
+}
+
+uint64_t fdpEventsLength(const ControllerCapabilities&, const uint8_t* head) {
+    return sizeof(FdpEventsHeader) + sizeof(FdpEvent) * uint64_t{structureAt<FdpEventsHeader>(head).numberOfEvents};
+}
+
+/// What is read of a page whose layout is not known.
+constexpr uint32_t UNDECODED_BYTES = 512;
+
 using Controller = ControllerCapabilities;
 
 // clang-format off
@@ -97,10 +134,62 @@ constexpr LogPageRow LOG_PAGES[] = {
      &Controller::supportsLbaStatus, sizeof(LbaStatusLogHeader), lbaStatusLength, decodeLbaStatus},
     {LID_ENDURANCE_GROUP_AGGREGATE, "Endurance Group Event Aggregate", "endurance-events",
      &Controller::supportsEnduranceGroups, sizeof(AggregateLogHeader), aggregateLength, decodeEnduranceGroupAggregate},
+    {LID_MEDIA_UNIT_STATUS, "Media Unit Status", "media-units",
+     &Controller::supportsListedLog, sizeof(MediaUnitStatusLogHeader), mediaUnitStatusLength, decodeMediaUnitStatus},
+    {LID_CAPACITY_CONFIGURATIONS, "Supported Capacity Configuration List", "capacity-configurations",
+     &Controller::supportsListedLog, UNDECODED_BYTES, nullptr, nullptr},
+    {LID_SUPPORTED_FEATURES, "Feature Identifiers Supported and Effects", "features",
+     &Controller::supportsListedLog, sizeof(SupportedFeaturesLog), nullptr, decodeSupportedFeatures},
+    {LID_SUPPORTED_MI_COMMANDS, "NVMe-MI Commands Supported and Effects", "mi-commands",
+     &Controller::supportsListedLog, SUPPORTED_MI_COMMANDS_BYTES, nullptr, decodeSupportedMiCommands},
+    {LID_LOCKDOWN, "Command and Feature Lockdown", "lockdown",
+     &Controller::supportsLockdown, sizeof(LockdownLog), nullptr, decodeLockdown},
+    {LID_BOOT_PARTITION, "Boot Partition", "boot-partition",
+     &Controller::supportsListedLog, sizeof(BootPartitionLogHeader), nullptr, decodeBootPartition, bootPartitionLength},
+    {LID_ROTATIONAL_MEDIA, "Rotational Media Information", "rotational-media",
+     &Controller::supportsListedLog, UNDECODED_BYTES, nullptr, nullptr},
+    {LID_DISPERSED_NAMESPACE_SUBSYSTEMS, "Dispersed Namespace Participating NVM Subsystems", "dispersed-namespaces",
+     &Controller::supportsListedLog, UNDECODED_BYTES, nullptr, nullptr},
+    {LID_MANAGEMENT_ADDRESSES, "Management Address List", "management-addresses",
+     &Controller::supportsListedLog, UNDECODED_BYTES, nullptr, nullptr},
+    {LID_EYE_OPENING, "Physical Interface Receiver Eye Opening Measurement", "eye-opening",
+     &Controller::supportsListedLog, UNDECODED_BYTES, nullptr, nullptr},
+    {LID_REACHABILITY_GROUPS, "Reachability Groups", "reachability-groups",
+     &Controller::supportsListedLog, UNDECODED_BYTES, nullptr, nullptr},
+    {LID_REACHABILITY_ASSOCIATIONS, "Reachability Associations", "reachability-associations",
+     &Controller::supportsListedLog, UNDECODED_BYTES, nullptr, nullptr},
+    {LID_CHANGED_ALLOCATED_NAMESPACES, "Changed Allocated Namespace List", "changed-allocated-ns",
+     &Controller::supportsListedLog, UNDECODED_BYTES, nullptr, nullptr},
+    {LID_DEVICE_PERSONALITY, "Device Personality", "personality",
+     &Controller::supportsListedLog, UNDECODED_BYTES, nullptr, nullptr},
+    {LID_CROSS_CONTROLLER_RESET, "Cross-Controller Reset", "cross-controller-reset",
+     &Controller::supportsListedLog, UNDECODED_BYTES, nullptr, nullptr},
+    {LID_LOST_HOST_COMMUNICATION, "Lost Host Communication", "lost-host",
+     &Controller::supportsListedLog, UNDECODED_BYTES, nullptr, nullptr},
+    {LID_FDP_CONFIGURATIONS, "FDP Configurations", "fdp-configurations",
+     &Controller::supportsFdp, sizeof(FdpConfigurationsHeader), fdpConfigurationsLength, decodeFdpConfigurations},
+    {LID_FDP_USAGE, "FDP Reclaim Unit Handle Usage", "fdp-usage",
+     &Controller::supportsFdp, sizeof(FdpUsageHeader), fdpUsageLength, decodeFdpUsage},
+    {LID_FDP_STATISTICS, "FDP Statistics", "fdp-statistics",
+     &Controller::supportsFdp, sizeof(FdpStatisticsLog), nullptr, decodeFdpStatistics},
+    {LID_FDP_EVENTS, "FDP Events", "fdp-events",
+     &Controller::supportsFdp, sizeof(FdpEventsHeader), fdpEventsLength, decodeFdpEvents},
+    {LID_MANUFACTURING_DEFAULT, "Manufacturing Default Configuration", "manufacturing-default",
+     &Controller::supportsListedLog, UNDECODED_BYTES, nullptr, nullptr},
+    {LID_POWER_MEASUREMENT, "Power Measurement", "power-measurement",
+     &Controller::supportsListedLog, UNDECODED_BYTES, nullptr, nullptr},
+    {LID_VOLTAGE_MEASUREMENT, "Voltage Measurement", "voltage-measurement",
+     &Controller::supportsListedLog, UNDECODED_BYTES, nullptr, nullptr},
+    {LID_RATE_LIMITING, "Rate Limiting", "rate-limiting",
+     &Controller::supportsListedLog, UNDECODED_BYTES, nullptr, nullptr},
+    {LID_SANITIZE_NAMESPACES, "Sanitize Namespace Status List", "sanitize-namespaces",
+     &Controller::supportsListedLog, UNDECODED_BYTES, nullptr, nullptr},
     {LID_RESERVATION, "Reservation Notification", "reservation",
      &Controller::supportsReservations, sizeof(ReservationLog), nullptr, decodeReservation},
     {LID_SANITIZE_STATUS, "Sanitize Status", "sanitize",
      &Controller::supportsSanitize, sizeof(SanitizeStatusLog), nullptr, decodeSanitizeStatus},
+    {LID_CHANGED_ZONES, "Changed Zone List", "changed-zones",
+     &Controller::supportsZoneNotices, sizeof(ChangedZoneList), nullptr, decodeChangedZones},
 };
 // clang-format on
 
@@ -132,18 +221,6 @@ const LogPageRow* logPagesBegin() {
 }
 const LogPageRow* logPagesEnd() {
     return std::end(LOG_PAGES);
-}
-
-FieldTree decodeSupportedLogs(const Payload& data) {
-    FieldTree tree{"Supported Log Pages", {}, {}};
-    for (size_t lid = 0; lid < 256 && (lid + 1) * sizeof(Le32) <= data.getSize(); ++lid) {
-        if (!bit(structureAt<Le32>(data.getData() + lid * sizeof(Le32)), 0)) continue;
-        const LogPageRow* row = findLogPage(static_cast<uint8_t>(lid));
-        tree.add("LID " + hexText(lid, 2), row != nullptr            ? row->name
-                                           : lid >= FIRST_VENDOR_LID ? "Vendor Specific"
-                                                                     : "Not decoded");
-    }
-    return tree;
 }
 
 }  // namespace features::nvme

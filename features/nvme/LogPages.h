@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <string>
 
@@ -9,6 +10,28 @@
 #include "ostrel/core/Payload.h"
 
 namespace features::nvme {
+
+/// A decoder of a log page: of its bytes alone, or of its bytes and the version of the controller, by which a field
+/// that a later version brought is left out (NvmeVersions.h). Null for a page without one.
+class LogDecoder {
+public:
+    using OfBytes = FieldTree (*)(const ostrel::core::Payload& data);
+    using OfVersion = FieldTree (*)(const ostrel::core::Payload& data, uint16_t nvmeVersion);
+
+    constexpr LogDecoder(std::nullptr_t) {}                         // NOLINT(google-explicit-constructor)
+    constexpr LogDecoder(OfBytes decode) : ofBytes_(decode) {}      // NOLINT: a row names its decoder
+    constexpr LogDecoder(OfVersion decode) : ofVersion_(decode) {}  // NOLINT: the same
+    constexpr bool exists() const { return ofBytes_ != nullptr || ofVersion_ != nullptr; }
+    constexpr bool isByVersion() const { return ofVersion_ != nullptr; }
+    /// Without a version: as the newest controller has the page.
+    FieldTree operator()(const ostrel::core::Payload& data, uint16_t nvmeVersion = UINT16_MAX) const {
+        return ofVersion_ != nullptr ? ofVersion_(data, nvmeVersion) : ofBytes_(data);
+    }
+
+private:
+    OfBytes ofBytes_ = nullptr;
+    OfVersion ofVersion_ = nullptr;
+};
 
 /// A log page of the standard: what it is called, which controllers have it, how much of it is read, and its decoder.
 struct LogPageRow {
@@ -21,7 +44,7 @@ struct LogPageRow {
     uint32_t lengthBytes;
     /// The length of the whole page, a multiple of 4 (`head`: the first lengthBytes bytes); null: that is lengthBytes.
     uint64_t (*wholeLength)(const ControllerCapabilities& controller, const uint8_t* head);
-    FieldTree (*decode)(const ostrel::core::Payload& data);
+    LogDecoder decode;
     /// Of a page of which the decoder shows the header alone: how long the page is by that header. Its Log Specific
     /// Field is an action, which happens once. Null: the decoder shows the page.
     uint64_t (*longLength)(const uint8_t* head) = nullptr;
@@ -46,6 +69,7 @@ const LogPageRow* logPagesEnd();
 /// The decoders. All take the bytes as the controller gave them, show what lies within them, and never fail: a page
 /// that is cut short shows less, a count that runs over the end is cut to what is there.
 
+/// The supported pages alone, and what is said of some beside that.
 FieldTree decodeSupportedLogs(const ostrel::core::Payload& data);
 /// Entries that were never used are left out.
 FieldTree decodeErrorInformation(const ostrel::core::Payload& data);
@@ -58,7 +82,7 @@ FieldTree decodeCommandEffects(const ostrel::core::Payload& data);
 FieldTree decodeSelfTest(const ostrel::core::Payload& data);
 /// The head of logs 07h and 08h.
 FieldTree decodeTelemetryHeader(const ostrel::core::Payload& data);
-FieldTree decodeEnduranceGroup(const ostrel::core::Payload& data);
+FieldTree decodeEnduranceGroup(const ostrel::core::Payload& data, uint16_t nvmeVersion);
 FieldTree decodePredictableLatency(const ostrel::core::Payload& data);
 FieldTree decodePredictableLatencyAggregate(const ostrel::core::Payload& data);
 FieldTree decodeAna(const ostrel::core::Payload& data);
@@ -66,8 +90,22 @@ FieldTree decodeAna(const ostrel::core::Payload& data);
 FieldTree decodePersistentEventHeader(const ostrel::core::Payload& data);
 FieldTree decodeLbaStatus(const ostrel::core::Payload& data);
 FieldTree decodeEnduranceGroupAggregate(const ostrel::core::Payload& data);
+FieldTree decodeMediaUnitStatus(const ostrel::core::Payload& data);
+/// The supported features alone.
+FieldTree decodeSupportedFeatures(const ostrel::core::Payload& data);
+/// The supported commands of the Management Interface alone.
+FieldTree decodeSupportedMiCommands(const ostrel::core::Payload& data);
+FieldTree decodeLockdown(const ostrel::core::Payload& data);
+/// The head of log 15h.
+FieldTree decodeBootPartition(const ostrel::core::Payload& data);
+/// Flexible Data Placement.
+FieldTree decodeFdpConfigurations(const ostrel::core::Payload& data);
+FieldTree decodeFdpUsage(const ostrel::core::Payload& data);
+FieldTree decodeFdpStatistics(const ostrel::core::Payload& data);
+FieldTree decodeFdpEvents(const ostrel::core::Payload& data);
 FieldTree decodeReservation(const ostrel::core::Payload& data);
-FieldTree decodeSanitizeStatus(const ostrel::core::Payload& data);
+FieldTree decodeSanitizeStatus(const ostrel::core::Payload& data, uint16_t nvmeVersion);
+FieldTree decodeChangedZones(const ostrel::core::Payload& data);
 
 /// OCP Datacenter NVMe SSD Specification, log C0h: SMART / Health Information Extended. The other pages of OCP are in
 /// OcpLogPages.h.
@@ -76,7 +114,7 @@ FieldTree decodeOcpSmart(const ostrel::core::Payload& data);
 /// Whether log C0h bears the GUID of the OCP page: on other drives it is the maker's own.
 bool isOcpSmart(const ostrel::core::Payload& data);
 
-/// Bytes of a telemetry log up to the end of data area `area` (1 to 3), the header included.
+/// Bytes of a telemetry log up to the end of data area `area` (1 to 4), the header included.
 uint64_t telemetryLogBytes(const TelemetryLogHeader& header, unsigned area);
 /// Bytes of a persistent event log by its header of 512 bytes, and no less than that.
 uint64_t persistentEventLogBytes(const uint8_t* header);
@@ -88,5 +126,12 @@ std::string selfTestResultText(unsigned code);
 std::string firmwareSlotRevision(const uint8_t* log, unsigned slot);
 /// Words of the sanitize status in log 81h, SSTAT bits 2:0.
 std::string sanitizeStatusText(unsigned code);
+/// Whether by the 512 bytes of log 81h the drive is in the Media Verification state (NVMe 2.1): a sanitize operation
+/// that was started with it stays there until a host ends it. Never by that of an older drive, which has 0 there.
+bool isMediaVerification(const uint8_t* log);
+/// What that state is, and how it is left.
+inline constexpr const char* MEDIA_VERIFICATION_TEXT =
+    "the drive is in the Media Verification state until a host sends a Sanitize command with the action Exit Media "
+    "Verification State (5h)";
 
 }  // namespace features::nvme

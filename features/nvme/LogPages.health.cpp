@@ -3,6 +3,7 @@
 #include "features/nvme/LogPages.h"
 
 #include "features/nvme/FieldTable.h"
+#include "features/nvme/NvmeVersions.h"
 #include "features/nvme/Structures.h"
 #include "features/nvme/structures/EnduranceGroupLog.h"
 #include "features/nvme/structures/OcpSmartLog.h"
@@ -72,9 +73,11 @@ constexpr FieldRow ENDURANCE_GROUP_FIELDS[] = {  // section 5.14.1.9
     flag("CW Spare", "Available spare has fallen below the threshold", offsetof(EnduranceGroupLog, criticalWarning), 0),
     flag("CW Reliability", "Reliability is degraded", offsetof(EnduranceGroupLog, criticalWarning), 2),
     flag("CW Read Only", "All namespaces are in read only mode", offsetof(EnduranceGroupLog, criticalWarning), 3),
+    since(NVME_2_0, {"EGFEAT", "Endurance Group Features", FIELD(EnduranceGroupLog, features), Format::HEX}),
     {"AVSP", "Available Spare (%)", FIELD(EnduranceGroupLog, availableSpare), Format::DECIMAL},
     {"AVSPT", "Available Spare Threshold (%)", FIELD(EnduranceGroupLog, availableSpareThreshold), Format::DECIMAL},
     {"PUSED", "Percentage Used (%)", FIELD(EnduranceGroupLog, percentageUsed), Format::DECIMAL},
+    since(NVME_2_0, {"DID", "Domain Identifier", FIELD(EnduranceGroupLog, domain), Format::DECIMAL}),
     {"EE", "Endurance Estimate (units of 1000000000 bytes)",
      FIELD(EnduranceGroupLog, enduranceEstimate), Format::COUNTER},
     {"DUR", "Data Units Read (units of 1000000000 bytes)", FIELD(EnduranceGroupLog, dataUnitsRead), Format::COUNTER},
@@ -86,6 +89,10 @@ constexpr FieldRow ENDURANCE_GROUP_FIELDS[] = {  // section 5.14.1.9
     {"HWC", "Host Write Commands", FIELD(EnduranceGroupLog, hostWriteCommands), Format::COUNTER},
     {"MDIE", "Media and Data Integrity Errors", FIELD(EnduranceGroupLog, mediaErrors), Format::COUNTER},
     {"NEIL", "Number of Error Information Log Entries", FIELD(EnduranceGroupLog, errorLogEntries), Format::COUNTER},
+    since(NVME_2_0, {"TEGCAP", "Total Endurance Group Capacity (bytes)",
+                     FIELD(EnduranceGroupLog, totalCapacity), Format::COUNTER}),
+    since(NVME_2_0, {"UEGCAP", "Unallocated Endurance Group Capacity (bytes)",
+                     FIELD(EnduranceGroupLog, unallocatedCapacity), Format::COUNTER}),
 };
 // clang-format on
 
@@ -95,8 +102,8 @@ FieldTree decodeSmartHealth(const Payload& data) {
     return decodeTable("SMART / Health Information", SMART_FIELDS, data);
 }
 
-FieldTree decodeEnduranceGroup(const Payload& data) {
-    return decodeTable("Endurance Group Information", ENDURANCE_GROUP_FIELDS, data);
+FieldTree decodeEnduranceGroup(const Payload& data, uint16_t nvmeVersion) {
+    return decodeTable("Endurance Group Information", ENDURANCE_GROUP_FIELDS, data, nvmeVersion);
 }
 
 std::vector<Structure> healthLogStructures() {

@@ -8,6 +8,7 @@
 #include "features/nvme/Bytes.h"
 #include "features/nvme/FieldTable.h"
 #include "features/nvme/LogPageIds.h"
+#include "features/nvme/NvmeVersions.h"
 #include "features/nvme/Structures.h"
 #include "features/nvme/structures/ErrorInformationLog.h"
 #include "features/nvme/structures/FirmwareSlotLog.h"
@@ -41,6 +42,8 @@ constexpr FieldRow ERROR_FIELDS[] = {  // section 5.14.1.1
     word("TRTYPE", "Transport Type", offsetof(ErrorInformationEntry, trtype), 7, 0, TRANSPORTS),
     {"CSI", "Command Specific Information", FIELD(ErrorInformationEntry, commandSpecific), Format::HEX},
     {"TTSI", "Transport Type Specific Information", FIELD(ErrorInformationEntry, transportSpecific), Format::HEX},
+    since(1, {"CMDSET", "Command Set Indicator", FIELD(ErrorInformationEntry, commandSet), Format::HEX}),
+    since(1, {"OPC", "Opcode of the command", FIELD(ErrorInformationEntry, opcode), Format::HEX}),
 };
 
 constexpr Word NOT_SET_AT_0[] = {{0, "none"}, {}};
@@ -156,6 +159,25 @@ constexpr Word SANITIZE_STATUSES[] = {
     {4, "the most recent sanitize operation completed successfully and deallocated all blocks though it was not to"},
     {},
 };
+constexpr unsigned STATE_MEDIA_VERIFICATION = 5;
+constexpr Word SANITIZE_STATES[] = {
+    {0, "idle"},
+    {1, "restricted processing"},
+    {2, "restricted failure"},
+    {3, "unrestricted processing"},
+    {4, "unrestricted failure"},
+    {STATE_MEDIA_VERIFICATION, "media verification"},
+    {6, "post-verification deallocation"},
+    {},
+};
+constexpr Word SANITIZE_FAILURES[] = {
+    {0, "none"},
+    {1, "restricted processing"},
+    {3, "unrestricted processing"},
+    {STATE_MEDIA_VERIFICATION, "media verification"},
+    {6, "post-verification deallocation"},
+    {},
+};
 constexpr FieldRow SANITIZE_FIELDS[] = {  // section 5.14.1.16.2
     {"SPROG", "Sanitize Progress (units of 1/65536)", FIELD(SanitizeStatusLog, sprog), Format::DECIMAL},
     {"SSTAT", "Sanitize Status", FIELD(SanitizeStatusLog, sstat), Format::HEX},
@@ -163,19 +185,30 @@ constexpr FieldRow SANITIZE_FIELDS[] = {  // section 5.14.1.16.2
     bitsRow("SSTAT Passes", "Completed overwrite passes", offsetof(SanitizeStatusLog, sstat), 7, 3),
     flag("SSTAT Global Data Erased", "Nothing was written since the drive was made or last sanitized",
          offsetof(SanitizeStatusLog, sstat), 8),
+    since(NVME_2_1, flag("SSTAT Verification Cancelled", "The media verification was cancelled",
+                         offsetof(SanitizeStatusLog, sstat), 9)),
     {"SCDW10", "Sanitize Command Dword 10 Information", FIELD(SanitizeStatusLog, scdw10), Format::HEX},
-    unlessAllOnes({"ETO", "Estimated Time For Overwrite (seconds)",
-                   FIELD(SanitizeStatusLog, overwriteTime), Format::DECIMAL}),
-    unlessAllOnes({"ETBE", "Estimated Time For Block Erase (seconds)",
-                   FIELD(SanitizeStatusLog, blockEraseTime), Format::DECIMAL}),
-    unlessAllOnes({"ETCE", "Estimated Time For Crypto Erase (seconds)",
-                   FIELD(SanitizeStatusLog, cryptoEraseTime), Format::DECIMAL}),
-    unlessAllOnes({"ETOND", "Estimated Time For Overwrite With No-Deallocate (seconds)",
-                   FIELD(SanitizeStatusLog, overwriteTimeNoDeallocate), Format::DECIMAL}),
-    unlessAllOnes({"ETBEND", "Estimated Time For Block Erase With No-Deallocate (seconds)",
-                   FIELD(SanitizeStatusLog, blockEraseTimeNoDeallocate), Format::DECIMAL}),
-    unlessAllOnes({"ETCEND", "Estimated Time For Crypto Erase With No-Deallocate (seconds)",
-                   FIELD(SanitizeStatusLog, cryptoEraseTimeNoDeallocate), Format::DECIMAL}),
+    inWords(NOT_REPORTED_AT_ALL_ONES, {"ETO", "Estimated Time For Overwrite (seconds)",
+                                       FIELD(SanitizeStatusLog, overwriteTime), Format::DECIMAL}),
+    inWords(NOT_REPORTED_AT_ALL_ONES, {"ETBE", "Estimated Time For Block Erase (seconds)",
+                                       FIELD(SanitizeStatusLog, blockEraseTime), Format::DECIMAL}),
+    inWords(NOT_REPORTED_AT_ALL_ONES, {"ETCE", "Estimated Time For Crypto Erase (seconds)",
+                                       FIELD(SanitizeStatusLog, cryptoEraseTime), Format::DECIMAL}),
+    inWords(NOT_REPORTED_AT_ALL_ONES,
+            {"ETOND", "Estimated Time For Overwrite With No-Deallocate (seconds)",
+             FIELD(SanitizeStatusLog, overwriteTimeNoDeallocate), Format::DECIMAL}),
+    inWords(NOT_REPORTED_AT_ALL_ONES,
+            {"ETBEND", "Estimated Time For Block Erase With No-Deallocate (seconds)",
+             FIELD(SanitizeStatusLog, blockEraseTimeNoDeallocate), Format::DECIMAL}),
+    inWords(NOT_REPORTED_AT_ALL_ONES,
+            {"ETCEND", "Estimated Time For Crypto Erase With No-Deallocate (seconds)",
+             FIELD(SanitizeStatusLog, cryptoEraseTimeNoDeallocate), Format::DECIMAL}),
+    since(NVME_2_1, inWords(NOT_REPORTED_AT_ALL_ONES,
+                            {"ETPVDS", "Estimated Time For Post-Verification Deallocation (seconds)",
+                             FIELD(SanitizeStatusLog, postVerificationTime), Format::DECIMAL})),
+    since(NVME_2_1, word("SSI State", "Sanitize state", offsetof(SanitizeStatusLog, state), 3, 0, SANITIZE_STATES)),
+    since(NVME_2_1, word("SSI Failure", "Sanitize state in which the operation failed",
+                         offsetof(SanitizeStatusLog, state), 7, 4, SANITIZE_FAILURES)),
 };
 // clang-format on
 
@@ -189,9 +222,10 @@ FieldTree decodeErrorInformation(const Payload& data) {
     FieldTree tree{"Error Information", {}, {}};
     for (size_t at = 0; at + ERROR_ENTRY_BYTES <= data.getSize(); at += ERROR_ENTRY_BYTES) {
         const uint8_t* entry = data.getData() + at;
-        const uint64_t errorCount = structureAt<ErrorInformationEntry>(entry).errorCount;
-        if (errorCount == 0) continue;  // never used
-        addFields(tree.addPart("Error " + std::to_string(errorCount)), ERROR_FIELDS, entry, ERROR_ENTRY_BYTES);
+        const auto error = structureAt<ErrorInformationEntry>(entry);
+        if (error.errorCount == 0) continue;  // never used
+        addFields(tree.addPart("Error " + std::to_string(error.errorCount)), ERROR_FIELDS, entry, ERROR_ENTRY_BYTES,
+                  error.version);
     }
     tree.add("Entries", std::to_string(tree.parts.size()));
     return tree;
@@ -236,16 +270,16 @@ FieldTree decodePersistentEventHeader(const Payload& data) {
     return decodeTable("Persistent Event Log Header", PERSISTENT_EVENT_FIELDS, data);
 }
 
-FieldTree decodeSanitizeStatus(const Payload& data) {
-    return decodeTable("Sanitize Status", SANITIZE_FIELDS, data);
+FieldTree decodeSanitizeStatus(const Payload& data, uint16_t nvmeVersion) {
+    return decodeTable("Sanitize Status", SANITIZE_FIELDS, data, nvmeVersion);
 }
 
 uint64_t telemetryLogBytes(const TelemetryLogHeader& header, unsigned area) {
     constexpr uint64_t BLOCK_BYTES = sizeof(TelemetryLogHeader);
     // Some drives leave the last block of an area that is empty at 0, after one that is not.
     const size_t areas = std::min<size_t>(area, std::size(header.lastBlock));
-    uint16_t last = 0;
-    for (size_t i = 0; i < areas; ++i) last = std::max<uint16_t>(last, header.lastBlock[i]);
+    uint32_t last = area > std::size(header.lastBlock) ? uint32_t{header.lastBlockOfArea4} : 0;
+    for (size_t i = 0; i < areas; ++i) last = std::max<uint32_t>(last, header.lastBlock[i]);
     return (uint64_t{last} + 1) * BLOCK_BYTES;
 }
 
@@ -268,6 +302,10 @@ std::string firmwareSlotRevision(const uint8_t* log, unsigned slot) {
 
 std::string sanitizeStatusText(unsigned code) {
     return wordText(SANITIZE_STATUSES, code);
+}
+
+bool isMediaVerification(const uint8_t* log) {
+    return (structureAt<SanitizeStatusLog>(log).state & 0x0F) == STATE_MEDIA_VERIFICATION;
 }
 
 std::vector<Structure> historyLogStructures() {

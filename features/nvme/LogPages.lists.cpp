@@ -1,4 +1,4 @@
-// The logs that list what a drive has or what changed: commands, namespaces and their groups, NVM sets, LBA ranges.
+// The logs that list what a drive has or what changed: namespaces and their groups, NVM sets, LBA ranges.
 
 #include "features/nvme/LogPages.h"
 
@@ -6,11 +6,9 @@
 #include "features/nvme/FieldTable.h"
 #include "features/nvme/Identify.h"
 #include "features/nvme/NamespaceIds.h"
-#include "features/nvme/Opcodes.h"
 #include "features/nvme/Structures.h"
 #include "features/nvme/structures/AggregateLog.h"
 #include "features/nvme/structures/AnaLog.h"
-#include "features/nvme/structures/CommandEffectsLog.h"
 #include "features/nvme/structures/LbaStatusLog.h"
 #include "features/nvme/structures/PredictableLatencyLog.h"
 #include "features/nvme/structures/ReservationLog.h"
@@ -23,41 +21,6 @@ using ostrel::core::Payload;
 namespace {
 
 // clang-format off
-constexpr Word ADMIN_COMMANDS[] = {
-#define ADMIN_OPCODE(opcode, name, text) {name, text},
-#define IO_OPCODE(opcode, name, text)
-#include "features/nvme/Opcodes.def"
-#undef ADMIN_OPCODE
-#undef IO_OPCODE
-    {},
-};
-constexpr Word IO_COMMANDS[] = {
-#define ADMIN_OPCODE(opcode, name, text)
-#define IO_OPCODE(opcode, name, text) {name, text},
-#include "features/nvme/Opcodes.def"
-#undef ADMIN_OPCODE
-#undef IO_OPCODE
-    {},
-};
-
-/// What a supported command does beside its work: bits of its entry.
-constexpr struct {
-    uint8_t bit;
-    const char* text;
-} EFFECTS[] = {
-    {1, "; changes user data"},
-    {2, "; changes capabilities of a namespace"},
-    {3, "; changes the inventory of namespaces"},
-    {4, "; changes capabilities of the controller"},
-    {19, "; takes a UUID"},
-};
-constexpr Word EXCLUSIVITY[] = {
-    {0, ""},
-    {1, "; no other command on the namespace at the same time"},
-    {2, "; no other command on any namespace at the same time"},
-    {},
-};
-
 constexpr Word LATENCY_STATES[] = {{0, "not used"}, {1, "deterministic window"}, {2, "non-deterministic window"}, {}};
 constexpr FieldRow LATENCY_FIELDS[] = {  // section 5.14.1.10
     word("Status", "", offsetof(PredictableLatencyLog, status), 2, 0, LATENCY_STATES),
@@ -131,32 +94,7 @@ constexpr FieldRow RESERVATION_FIELDS[] = {  // section 5.14.1.16.1
 };
 // clang-format on
 
-constexpr unsigned COMMANDS = 256;
-constexpr size_t EFFECTS_BYTES = sizeof(Le32);
 constexpr uint32_t NO_RANGES = 0xFFFFFFFF;
-
-std::string effectsText(uint32_t effects) {
-    std::string text = "supported";
-    for (const auto& effect : EFFECTS) {
-        if (bit(effects, effect.bit)) text += effect.text;
-    }
-    const char* exclusivity = findWord(EXCLUSIVITY, bits(effects, 18, 16));
-    return text.append(exclusivity != nullptr ? exclusivity : "; exclusivity reserved");
-}
-
-void addEffects(FieldTree& tree, const std::string& queue, const Word* commands, const Payload& data, size_t at) {
-    for (unsigned opcode = 0; opcode < COMMANDS && at + EFFECTS_BYTES <= data.getSize();
-         ++opcode, at += EFFECTS_BYTES) {
-        const uint32_t effects = le32(data.getData() + at);
-        if (!bit(effects, 0)) continue;
-        const char* name = findWord(commands, opcode);
-        tree.add(queue + " " + hexText(opcode, 2),
-                 name != nullptr                 ? name
-                 : opcode >= FIRST_VENDOR_OPCODE ? "Vendor Specific"
-                                                 : "Reserved",
-                 effectsText(effects));
-    }
-}
 
 /// A count of 8 bytes and identifiers of 2.
 FieldTree decodeAggregate(const char* heading, const char* name, const Payload& data) {
@@ -207,13 +145,6 @@ FieldTree decodeChangedNamespaces(const Payload& data) {
     tree.add("More", "More than 1024 namespaces changed", ostrel::core::boolToText(tooMany));
     if (tooMany) namespaces.clear();
     tree.addList("Namespaces", namespaces);
-    return tree;
-}
-
-FieldTree decodeCommandEffects(const Payload& data) {
-    FieldTree tree{"Commands Supported and Effects", {}, {}};
-    addEffects(tree, "Admin", ADMIN_COMMANDS, data, offsetof(CommandEffectsLog, admin));
-    addEffects(tree, "I/O", IO_COMMANDS, data, offsetof(CommandEffectsLog, io));
     return tree;
 }
 

@@ -16,7 +16,7 @@ NamespaceProperties::NamespaceProperties(const IdentifyNamespace& identify)
       dps(identify.dps),
       mc(identify.mc),
       nmic(identify.nmic),
-      numberOfFormats(static_cast<uint8_t>(std::min(identify.nlbaf + 1U, MAX_FORMATS))),
+      numberOfFormats(static_cast<uint8_t>(std::min(identify.nlbaf + 1U + identify.nulbaf, MAX_FORMATS))),
       formats{} {
     for (unsigned i = 0; i < numberOfFormats; ++i) {
         const LbaFormatDescriptor& format = identify.lbaf[i];

@@ -32,7 +32,7 @@ struct NamespaceProperties {
     uint8_t dps;
     uint8_t mc;
     uint8_t nmic;
-    uint8_t numberOfFormats;  ///< not 0-based
+    uint8_t numberOfFormats;  ///< not 0-based; with those of unique attributes (NULBAF)
     LbaFormat formats[MAX_FORMATS];
 
     /// The format in use: FLBAS bits 3:0, and 6:5 above them where the namespace has more than 16.

@@ -17,9 +17,12 @@ struct Structure {
 /// All tables, by the files that have them: out of these docs/output.md is made. Fields that no table has are in
 /// tests/support/outputkeys.
 std::vector<Structure> identifyStructures();
+std::vector<Structure> commandSetStructures();
 std::vector<Structure> healthLogStructures();
 std::vector<Structure> historyLogStructures();
 std::vector<Structure> listLogStructures();
+std::vector<Structure> supportLogStructures();
+std::vector<Structure> mediaLogStructures();
 std::vector<Structure> featureStructures();
 std::vector<Structure> velkoFeatureStructures();
 std::vector<Structure> velkoLogStructures();

@@ -27,7 +27,13 @@ constexpr uint8_t UNANNOUNCED[] = {
     nvme::FID_HOST_IDENTIFIER, nvme::FID_BOOT_PARTITION_WRITE_PROTECTION,
 };
 
-bool isUnannounced(uint8_t fid) {
+/// NVMe 2.0 and 2.1 added features of which few are announced.
+constexpr uint8_t FIRST_OF_NVME_2_0 = nvme::FID_COMMAND_SET_PROFILE;
+constexpr uint8_t LAST_OF_NVME_2_1 = nvme::FID_RATE_LIMITING;
+
+bool isUnannounced(const nvme::FeatureRow& feature) {
+    const uint8_t fid = feature.fid;
+    if (fid >= FIRST_OF_NVME_2_0 && fid <= LAST_OF_NVME_2_1) return feature.isSupported == nullptr;
     return std::find(std::begin(UNANNOUNCED), std::end(UNANNOUNCED), fid) != std::end(UNANNOUNCED);
 }
 
@@ -46,7 +52,7 @@ Result<bool> readFeatureLog(nvme::Drive& drive, uint8_t fid) {
 }
 
 Result<bool> isFeatureOffered(nvme::Drive& drive, const nvme::FeatureRow& feature) {
-    if (isUnannounced(feature.fid)) return readFeatureLog(drive, feature.fid);
+    if (isUnannounced(feature)) return readFeatureLog(drive, feature.fid);
     if (feature.isSupported != nullptr) return readCapability(drive, feature.isSupported);
     return true;
 }

@@ -7,7 +7,9 @@
 #include "features/jobs/drive/LogReading.h"
 #include "features/jobs/drive/Namespaces.h"
 #include "features/jobs/inventory/UseText.h"
+#include "features/nvme/ControllerCapabilities.h"
 #include "features/nvme/FieldTable.h"
+#include "features/nvme/Identify.h"
 #include "features/nvme/IdentifyCns.h"
 #include "features/nvme/NamespaceProperties.h"
 #include "features/nvme/structures/IdentifyNamespace.h"
@@ -59,6 +61,17 @@ void addFormat(nvme::FieldTree& tree, const Payload& identify) {
     tree.add("NGUID", identifierText(identify.getData() + OFFSET_NGUID, NGUID_BYTES));
 }
 
+/// Before NVMe 2.0 there is one command set.
+Result<uint8_t> commandSetOf(DriveFacts& facts, uint32_t nsid) {
+    const nvme::ControllerCapabilities* const controller = facts.controller();
+    RETURN_IF_FAILED(facts.failure());
+    if (controller == nullptr || !controller->followsNvme20()) return nvme::CSI_NVM;
+    const auto descriptors = facts.drive().identify(nvme::CNS_NAMESPACE_DESCRIPTORS, nsid);
+    if (descriptors) return nvme::commandSetOf(*descriptors);
+    if (isRefusal(descriptors.error())) return nvme::CSI_NVM;
+    return descriptors.error().status;
+}
+
 Result<nvme::FieldTree> describe(DriveFacts& facts, const HostNamespace& space) {
     nvme::FieldTree tree;
     tree.heading = "Namespace " + std::to_string(space.nsid);
@@ -66,6 +79,9 @@ Result<nvme::FieldTree> describe(DriveFacts& facts, const HostNamespace& space) 
     tree.add("Node", space.node.empty() ? "none" : space.node);
     tree.add("Size", bytesText(space.sizeBytes));
     tree.add("Use", usesText(space));
+    TRY(const uint8_t csi, commandSetOf(facts, space.nsid));
+    if (csi != nvme::CSI_NVM) tree.add("CommandSet", nvme::commandSetName(csi));
+    if (csi == nvme::CSI_KEY_VALUE) return tree;  // it has no logical blocks
     const auto identify = facts.drive().identify(nvme::CNS_NAMESPACE, space.nsid);
     if (!identify && !isRefusal(identify.error())) return identify.error();
     if (identify) addFormat(tree, *identify);

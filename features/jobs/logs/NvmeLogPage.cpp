@@ -13,8 +13,10 @@
 #include "features/jobs/logs/LongLogs.h"
 #include "features/jobs/logs/VelkoLogJob.h"
 #include "features/nvme/Bytes.h"
+#include "features/nvme/HexTree.h"
 #include "features/nvme/LogPageIds.h"
 #include "features/nvme/LogPages.h"
+#include "features/nvme/NvmeVersions.h"
 #include "features/nvme/OcpLogPages.h"
 #include "features/nvme/VelkoInterface.h"
 #include "features/nvme/VelkoLogPages.h"
@@ -61,6 +63,10 @@ constexpr struct {
 } PAGES_OF_GROUPS[] = {
     {nvme::LID_ENDURANCE_GROUP, offsetof(nvme::IdentifyNamespace, endgid)},
     {nvme::LID_PREDICTABLE_LATENCY_SET, offsetof(nvme::IdentifyNamespace, nvmsetid)},
+    {nvme::LID_FDP_CONFIGURATIONS, offsetof(nvme::IdentifyNamespace, endgid)},
+    {nvme::LID_FDP_USAGE, offsetof(nvme::IdentifyNamespace, endgid)},
+    {nvme::LID_FDP_STATISTICS, offsetof(nvme::IdentifyNamespace, endgid)},
+    {nvme::LID_FDP_EVENTS, offsetof(nvme::IdentifyNamespace, endgid)},
 };
 
 uint16_t groupOfNamespace(DriveFacts& facts, uint8_t lid) {
@@ -76,10 +82,11 @@ Result<nvme::LogPageRequest> pageRequest(DriveFacts& facts, const NvmeLogRequest
     nvme::LogPageRequest page;
     page.lid = lid;
     page.lsp = request.lsp.value_or(0);
-    page.lspOfFurtherPieces = lengthOfLongPage(lid) == nullptr ? page.lsp : uint8_t{0};
+    const bool isAction = lengthOfLongPage(lid) != nullptr && lid != nvme::LID_BOOT_PARTITION;
+    page.lspOfFurtherPieces = isAction ? uint8_t{0} : page.lsp;
     page.lsi = request.lsi ? *request.lsi : groupOfNamespace(facts, lid);
     page.retainEvent = request.retainEvent;
-    if (request.ofNamespace) {
+    if (request.ofNamespace || lid == nvme::LID_CHANGED_ZONES) {
         const transport::HostNamespace* host = facts.hostNamespace();
         if (host == nullptr && succeeded(facts.failure())) return statuses::noNamespaceId();
         if (host != nullptr) page.nsid = host->nsid;
@@ -252,15 +259,10 @@ Result<void, CommandError> copyPieces(DriveFacts& facts, const NvmeLogRequest& r
     return copyLog(drive, part.page, newEnd, log);
 }
 
-/// Sixteen bytes a line, under their offset in the page.
-nvme::FieldTree hexTree(const std::string& heading, uint64_t offset, const Payload& data) {
-    constexpr size_t BYTES_PER_LINE = 16;
-    nvme::FieldTree tree{heading, {}, {}};
-    for (size_t at = 0; at < data.getSize(); at += BYTES_PER_LINE) {
-        const size_t bytes = std::min(BYTES_PER_LINE, data.getSize() - at);
-        tree.add("Offset " + nvme::hexText(offset + at, 8), bytesToHex(data.getData() + at, bytes));
-    }
-    return tree;
+/// That of the controller, which was asked whether it offers the page; the oldest where it does not say.
+uint16_t nvmeVersion(DriveFacts& facts) {
+    const nvme::ControllerCapabilities* const controller = facts.controller();
+    return controller == nullptr ? uint16_t{0} : nvme::majorAndMinor(controller->version);
 }
 
 }  // namespace
@@ -296,8 +298,8 @@ nvme::FieldTree showLogPage(DriveFacts& facts, uint8_t lid, uint64_t offset, con
     const nvme::OcpLogPageRow* ocp = offset == 0 ? nvme::identifyOcpLogPage(lid, data) : nullptr;
     if (ocp != nullptr) return ocp->page.decode(data);
     const LogPageRow* row = findLogRow(facts.drive(), lid);
-    if (offset != 0 || row == nullptr) return hexTree(logName(row, lid), offset, data);
-    nvme::FieldTree tree = row->decode(data);
+    if (offset != 0 || row == nullptr || !row->decode.exists()) return nvme::hexTree(logName(row, lid), offset, data);
+    nvme::FieldTree tree = row->decode(data, row->decode.isByVersion() ? nvmeVersion(facts) : uint16_t{0});
     if (nvme::findVelkoLogPage(lid) == row) tree.heading = row->name;  // several logs have the same header
     return tree;
 }

@@ -13,8 +13,8 @@ namespace keys = attributes::feature;
 
 namespace {
 
-/// Log Specific Field is 4 bits wide.
-constexpr uint64_t MAX_LSP = 15;
+/// Log Specific Field is 7 bits wide since NVMe 2.0, 4 before: there the others are reserved.
+constexpr uint64_t MAX_LSP = 127;
 /// 256 MiB: no log page comes near, and the buffer has to fit the memory.
 constexpr uint64_t MAX_DWORDS = uint64_t{64} * 1024 * 1024;
 

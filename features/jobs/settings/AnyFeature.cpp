@@ -15,8 +15,10 @@
 #include "features/nvme/FeatureIds.h"
 #include "features/nvme/Features.h"
 #include "features/nvme/NamespaceIds.h"
+#include "features/nvme/NvmeVersions.h"
 #include "features/nvme/VelkoFeatures.h"
 #include "features/nvme/VelkoInterface.h"
+#include "features/nvme/structures/IdentifyNamespace.h"
 #include "ostrel/core/AttributeVocabulary.h"
 #include "ostrel/core/StatusCatalogue.h"
 #include "ostrel/core/Strings.h"
@@ -88,8 +90,41 @@ Result<uint8_t> readFeatureId(const Arguments& arguments) {
     return static_cast<uint8_t>(**number);
 }
 
-/// The Host Identifier has two lengths, and dword 11 says which one is meant. Other features have one request.
+/// The features that are there once for each group: where Identify Namespace reports which is the namespace's.
+constexpr struct {
+    uint8_t fid;
+    size_t offset;
+} FEATURES_OF_GROUPS[] = {
+    {nvme::FID_ENDURANCE_GROUP_EVENT, offsetof(nvme::IdentifyNamespace, endgid)},
+    {nvme::FID_FDP, offsetof(nvme::IdentifyNamespace, endgid)},
+};
+
+/// As many as the data structure of the feature holds.
+constexpr uint32_t MAX_FDP_EVENT_TYPES = 255;
+
+std::optional<size_t> groupSelector(uint8_t fid) {
+    for (const auto& feature : FEATURES_OF_GROUPS) {
+        if (feature.fid == fid) return feature.offset;
+    }
+    return std::nullopt;
+}
+
+/// 0 on a drive without a namespace.
+Result<uint32_t> groupOfNamespace(nvme::Drive& drive, size_t offset) {
+    DriveFacts facts(drive);
+    const uint8_t* const identify = facts.identifyNamespace();
+    RETURN_IF_FAILED(facts.failure());
+    return identify == nullptr ? uint32_t{0} : uint32_t{nvme::le16(identify + offset)};
+}
+
+/// The Host Identifier has two lengths, the events of data placement say how many are wanted, what is there once for
+/// each group says of which: dword 11 has it. Other features have one request.
 Result<nvme::FeatureRequest> completeGet(nvme::Drive& drive, nvme::FeatureRequest request) {
+    if (request.fid == nvme::FID_FDP_EVENTS) request.cdw11 |= MAX_FDP_EVENT_TYPES << 16;
+    const std::optional<size_t> selector = groupSelector(request.fid);
+    if (selector && request.cdw11 == 0) {
+        TRY(request.cdw11, groupOfNamespace(drive, *selector));
+    }
     if (request.fid != nvme::FID_HOST_IDENTIFIER) return request;
     TRY(const uint8_t* const identify, drive.identifyController());
     const bool wide = nvme::ControllerCapabilities(identify).supportsWideHostIdentifier();
@@ -177,11 +212,11 @@ void addData(nvme::FieldTree& tree, const Payload& data) {
 }
 
 nvme::FieldTree treeOf(const FeatureRow* row, const nvme::FeatureRequest& request, nvme::Select select,
-                       const nvme::Answer& answer) {
+                       const nvme::Answer& answer, uint16_t nvmeVersion) {
     constexpr const char* SELECTED[] = {"current", "default", "saved", "capabilities"};
     const std::string plainName = "Feature " + hexText(request.fid, 2);
     const FeatureRow plain{request.fid, plainName.c_str(), 0, false, {}, nullptr};
-    const nvme::FieldTree decoded = decodeAnswer(row == nullptr ? plain : *row, select, answer);
+    const nvme::FieldTree decoded = decodeAnswer(row == nullptr ? plain : *row, select, answer, nvmeVersion);
     nvme::FieldTree tree{decoded.heading, {}, decoded.parts};
     tree.add("FID", "Feature Identifier", hexText(request.fid, 2));
     tree.add("SEL", "Select", SELECTED[static_cast<size_t>(select)]);
@@ -191,6 +226,13 @@ nvme::FieldTree treeOf(const FeatureRow* row, const nvme::FeatureRequest& reques
     tree.fields.insert(tree.fields.end(), decoded.fields.begin(), decoded.fields.end());
     addData(tree, answer.data);
     return tree;
+}
+
+/// The version of the controller, for a feature to whose fields it matters.
+Result<uint16_t> versionFor(nvme::Drive& drive, const FeatureRow* row) {
+    if (row == nullptr || !nvme::hasFieldsOfVersions(*row)) return uint16_t{0};
+    TRY(const uint8_t* const identify, drive.identifyController());
+    return nvme::majorAndMinor(nvme::ControllerCapabilities(identify).version);
 }
 
 }  // namespace
@@ -266,7 +308,8 @@ Status AnyFeature::show(nvme::Drive& drive, DriveOutput& out) const {
         RETURN_IF_FAILED(requireFeatureOffered(drive, *row, statuses::driveDoesNotSupportFeature()));
     TRY(request, completeGet(drive, request));
     TRY(const nvme::Answer answer, readFeature(drive, request, select_, statuses::driveDoesNotSupportFeature()));
-    out.addTree(treeOf(row, request, select_, answer));
+    TRY(const uint16_t nvmeVersion, versionFor(drive, row));
+    out.addTree(treeOf(row, request, select_, answer, nvmeVersion));
     return Status();
 }
 

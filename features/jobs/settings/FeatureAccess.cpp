@@ -47,9 +47,10 @@ Result<nvme::Answer> readFeature(nvme::Drive& drive, const nvme::FeatureRequest&
     return *answer;
 }
 
-nvme::FieldTree decodeAnswer(const nvme::FeatureRow& feature, nvme::Select select, const nvme::Answer& answer) {
+nvme::FieldTree decodeAnswer(const nvme::FeatureRow& feature, nvme::Select select, const nvme::Answer& answer,
+                             uint16_t nvmeVersion) {
     if (select == nvme::Select::CAPABILITIES) return decodeFeatureCapabilities(feature, answer.completion.dword0);
-    return decodeFeature(feature, answer.completion.dword0, answer.data);
+    return decodeFeature(feature, answer.completion.dword0, answer.data, nvmeVersion);
 }
 
 Status writeOcpField(nvme::Drive& drive, uint8_t fid, uint32_t value) {

@@ -24,7 +24,8 @@ Result<nvme::Answer> readFeature(nvme::Drive& drive, const nvme::FeatureRequest&
 ostrel::core::Status explained(const nvme::CommandError& error, const ostrel::core::Status& unsupported);
 
 /// What readFeature() brought, decoded.
-nvme::FieldTree decodeAnswer(const nvme::FeatureRow& feature, nvme::Select select, const nvme::Answer& answer);
+nvme::FieldTree decodeAnswer(const nvme::FeatureRow& feature, nvme::Select select, const nvme::Answer& answer,
+                             uint16_t nvmeVersion = UINT16_MAX);
 
 /// Writes the one field of an OCP feature that does something and has no value. 10/254 on a drive without OCP's
 /// features, before anything is written; 0/14 for a value that does not fit.

@@ -63,8 +63,20 @@ static_assert(offsetof(PredictableLatencyConfig, readsThreshold) == 32 &&
 /// Feature 16h.
 struct HostBehaviorSupport {
     uint8_t acre;
-    ByteArray<511> reserved1;
+    uint8_t etdas;   ///< Extended Telemetry Data Area 4 Supported; this and the next: since NVMe 2.0
+    uint8_t lbafee;  ///< LBA Format Extension Enable
+    uint8_t hdisns;  ///< Host Dispersed Namespace Support; since NVMe 2.1
+    Le16 cdfe;       ///< Copy Descriptor Formats Enable; since NVMe 2.1
+    ByteArray<506> reserved6;
 };
 static_assert(sizeof(HostBehaviorSupport) == 512 && alignof(HostBehaviorSupport) == 1);
+static_assert(offsetof(HostBehaviorSupport, etdas) == 1 && offsetof(HostBehaviorSupport, cdfe) == 4);
+
+/// Feature 1Eh, of one type of event.
+struct FdpEventSupport {
+    uint8_t type;
+    uint8_t attributes;  ///< enabled in bit 0
+};
+static_assert(sizeof(FdpEventSupport) == 2 && alignof(FdpEventSupport) == 1);
 
 }  // namespace features::nvme

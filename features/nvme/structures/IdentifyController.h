@@ -29,7 +29,8 @@ static_assert(sizeof(PowerStateDescriptor) == 32 && alignof(PowerStateDescriptor
 static_assert(offsetof(PowerStateDescriptor, flags) == 3 && offsetof(PowerStateDescriptor, actp) == 20);
 static_assert(offsetof(PowerStateDescriptor, apwAps) == 22);
 
-/// CNS 01h, NVMe Base Specification 1.4, section 5.15.2.2, with what 2.0 adds. The names are the standard's.
+/// CNS 01h, NVMe Base Specification 1.4, section 5.15.2.2, with what 2.0, 2.1 and later ones add. The names are the
+/// standard's.
 struct IdentifyController {
     Le16 vid;
     Le16 ssvid;
@@ -47,13 +48,19 @@ struct IdentifyController {
     Le32 oaes;
     Le32 ctratt;
     Le16 rrls;
-    ByteArray<9> reserved102;
+    Le16 bpcap;
+    Le32 nssl;  ///< microseconds
+    ByteArray<2> reserved108;
+    uint8_t plsi;
     uint8_t cntrltype;
     ByteArray<16> fguid;
     Le16 crdt1;
     Le16 crdt2;
     Le16 crdt3;
-    ByteArray<119> reserved134;
+    uint8_t crcap;
+    uint8_t ciu;
+    Le64 cirn;
+    ByteArray<109> reserved144;
     uint8_t nvmsr;
     uint8_t vwci;
     uint8_t mec;
@@ -92,9 +99,19 @@ struct IdentifyController {
     Le32 nanagrpid;
     Le32 pels;
     Le16 did;
-    ByteArray<10> reserved358;
+    uint8_t kpioc;
+    ByteArray<1> reserved359;
+    Le16 mptfawr;
+    ByteArray<6> reserved362;
     Le128 megcap;
-    ByteArray<128> reserved384;
+    uint8_t tmpthha;
+    ByteArray<1> reserved385;
+    Le16 cqt;
+    Le16 cdpa;
+    Le16 mup;
+    Le16 ipmsr;
+    Le16 msmt;
+    ByteArray<116> reserved396;
     uint8_t sqes;
     uint8_t cqes;
     Le16 maxcmd;
@@ -113,7 +130,15 @@ struct IdentifyController {
     Le32 mnan;
     Le128 maxdna;
     Le32 maxcna;
-    ByteArray<204> reserved564;
+    Le32 oaqd;
+    uint8_t rhiri;
+    uint8_t hirt;
+    Le16 cmmrtd;
+    Le16 nmmrtd;
+    uint8_t minmrtg;
+    uint8_t maxmrtg;
+    uint8_t trattr;
+    ByteArray<191> reserved577;
     ByteArray<256> subnqn;
     ByteArray<768> reserved1024;
     Le32 ioccsz;
@@ -130,6 +155,9 @@ static_assert(sizeof(IdentifyController) == 4096 && alignof(IdentifyController) 
 static_assert(offsetof(IdentifyController, cntrltype) == 111 && offsetof(IdentifyController, nvmsr) == 253);
 static_assert(offsetof(IdentifyController, megcap) == 368 && offsetof(IdentifyController, sqes) == 512);
 static_assert(offsetof(IdentifyController, subnqn) == 768 && offsetof(IdentifyController, ioccsz) == 1792);
-static_assert(offsetof(IdentifyController, psd) == 2048);
+static_assert(offsetof(IdentifyController, bpcap) == 102 && offsetof(IdentifyController, plsi) == 110);
+static_assert(offsetof(IdentifyController, cirn) == 136 && offsetof(IdentifyController, mptfawr) == 360);
+static_assert(offsetof(IdentifyController, msmt) == 394 && offsetof(IdentifyController, oaqd) == 564);
+static_assert(offsetof(IdentifyController, trattr) == 576 && offsetof(IdentifyController, psd) == 2048);
 
 }  // namespace features::nvme

@@ -16,8 +16,8 @@ struct LbaFormatDescriptor {
 static_assert(sizeof(LbaFormatDescriptor) == 4 && alignof(LbaFormatDescriptor) == 1);
 static_assert(offsetof(LbaFormatDescriptor, rp) == 3);
 
-/// CNS 00h and 11h, NVMe Base Specification 1.4, section 5.15.2.1, with what 2.0 adds; Namespace Management creates a
-/// namespace of it. The names are the standard's.
+/// CNS 00h and 11h, NVMe Base Specification 1.4, section 5.15.2.1, with what 2.0 and 2.1 add; Namespace Management
+/// creates a namespace of it. The names are the standard's.
 struct IdentifyNamespace {
     Le64 nsze;
     Le64 ncap;
@@ -48,7 +48,11 @@ struct IdentifyNamespace {
     Le16 mssrl;
     Le32 mcl;
     uint8_t msrc;
-    ByteArray<11> reserved81;
+    uint8_t kpios;
+    uint8_t nulbaf;
+    ByteArray<1> reserved83;
+    Le32 kpiodaag;
+    ByteArray<4> reserved88;
     Le32 anagrpid;
     ByteArray<3> reserved96;
     uint8_t nsattr;
@@ -61,6 +65,6 @@ struct IdentifyNamespace {
 };
 static_assert(sizeof(IdentifyNamespace) == 4096 && alignof(IdentifyNamespace) == 1);
 static_assert(offsetof(IdentifyNamespace, anagrpid) == 92 && offsetof(IdentifyNamespace, nsattr) == 99);
-static_assert(offsetof(IdentifyNamespace, lbaf) == 128);
+static_assert(offsetof(IdentifyNamespace, kpiodaag) == 84 && offsetof(IdentifyNamespace, lbaf) == 128);
 
 }  // namespace features::nvme

@@ -12,6 +12,7 @@
 #include "features/jobs/health/FieldAttributes.h"
 #include "features/jobs/health/HealthMetricsJob.h"
 #include "features/jobs/inventory/VelkoSsdJob.h"
+#include "features/nvme/LogPages.h"
 #include "features/nvme/SmartAttributes.h"
 #include "features/nvme/Structures.h"
 #include "features/parsers/Structures.h"
@@ -92,6 +93,17 @@ void printOfFeatures(const std::vector<Structure>& structures) {
     }
 }
 
+/// They are shown as a page that has no name.
+void printLogsWithoutDecoder() {
+    for (OutputKey key : outputkeys::table()) {
+        if (key.object != "Log Page 0x*") continue;
+        for (const auto* row = features::nvme::logPagesBegin(); row != features::nvme::logPagesEnd(); ++row) {
+            key.object = row->name;
+            if (!row->decode.exists()) print(key);
+        }
+    }
+}
+
 /// Fields of the first `bytes` of a structure that are among attributes, under names without blanks.
 void printAmongAttributes(const std::string& object, const std::vector<Structure>& structures,
                           const std::string& structureName, bool byWords, size_t bytes = 4096) {
@@ -132,6 +144,7 @@ int main() {
     for (const OutputKey& key : outputkeys::table()) {
         if (key.object.rfind(outputkeys::FEATURE, 0) != 0) print(key);
     }
+    printLogsWithoutDecoder();
     printOfFeatures(nvme::featureStructures());
     printOfFeatures(nvme::velkoFeatureStructures());
     printAttributes("Velko SSD", jobs::VelkoSsdJob().getSupportedProperties(), "the drive does not report it",
@@ -146,8 +159,9 @@ int main() {
     printAmongAttributes("SMART Attributes", nvme::velkoLogStructures(), "VELKO Extended SMART", false);
     printAmongAttributes("Health Sensors", nvme::velkoLogStructures(), "VELKO Extended SMART", false,
                          jobs::VELKO_HEALTH_BYTES);
-    for (const auto& structures : {nvme::identifyStructures(), nvme::healthLogStructures(),
-                                   nvme::historyLogStructures(), nvme::listLogStructures(), nvme::featureStructures(),
+    for (const auto& structures : {nvme::identifyStructures(), nvme::commandSetStructures(),
+                                   nvme::healthLogStructures(), nvme::historyLogStructures(), nvme::listLogStructures(),
+                                   nvme::supportLogStructures(), nvme::mediaLogStructures(), nvme::featureStructures(),
                                    nvme::velkoFeatureStructures(), nvme::velkoLogStructures(), nvme::ocpLogStructures(),
                                    parsers::eventHeaderStructures(), parsers::eventStructures()})
         printStructures(structures);

@@ -205,7 +205,7 @@ constexpr Pair NAMESPACE[] = {
 void expectNamespace(uint32_t nsid) {
     const std::string name = "identify_namespace_" + std::to_string(nsid);
     SCOPED_TRACE(name);
-    const FieldTree ours = decodeIdentifyNamespace(captured(name), nsid);
+    const FieldTree ours = decodeIdentifyNamespace(captured(name), nsid, 0x0104);
     ptree theirs = reading(name);
     for (const char* key : {"nawun", "nawupf", "nacwu", "nabsn", "nabspf", "nulbaf"}) {
         EXPECT_EQ(theirs.get<std::string>(key), "0") << key;

@@ -37,38 +37,76 @@ std::function<FieldTree(const Payload&, uint32_t)> of(FieldTree (*decode)(const 
 std::function<FieldTree(const Payload&, uint32_t)> of(FieldTree (*decode)(const Payload&, uint32_t)) {
     return [decode](const Payload& data, uint32_t) { return decode(data, 7); };
 }
-std::function<FieldTree(const Payload&, uint32_t)> feature(const FeatureRow* row) {
-    return [row](const Payload& data, uint32_t dword0) { return decodeFeature(*row, dword0, data); };
+/// As the newest controller has it, or one of an earlier version.
+std::function<FieldTree(const Payload&, uint32_t)> of(FieldTree (*decode)(const Payload&, uint16_t),
+                                                      uint16_t nvmeVersion = UINT16_MAX) {
+    return [=](const Payload& data, uint32_t) { return decode(data, nvmeVersion); };
+}
+std::function<FieldTree(const Payload&, uint32_t)> of(FieldTree (*decode)(const Payload&, uint32_t, uint16_t),
+                                                      uint16_t nvmeVersion = UINT16_MAX) {
+    return [=](const Payload& data, uint32_t) { return decode(data, 7, nvmeVersion); };
+}
+std::function<FieldTree(const Payload&, uint32_t)> feature(const FeatureRow* row, uint16_t nvmeVersion = UINT16_MAX) {
+    return [=](const Payload& data, uint32_t dword0) { return decodeFeature(*row, dword0, data, nvmeVersion); };
 }
 
 const Case CASES[] = {
     {"identify_controller", of(decodeIdentifyController)},
     {"identify_controller_old", of(decodeIdentifyController)},
-    {"identify_namespace", of(decodeIdentifyNamespace)},
-    {"identify_namespace_plain", of(decodeIdentifyNamespace)},
+    {"identify_controller_2_1", of(decodeIdentifyController)},
+    {"identify_namespace", of(decodeIdentifyNamespace, 0x0104)},
+    {"identify_namespace_plain", of(decodeIdentifyNamespace, 0x0104)},
+    {"identify_namespace_2_1", of(decodeIdentifyNamespace, 0x0201)},
+    {"identify_05_nvm", of(decodeNvmNamespace, 0x0201)},
+    {"identify_05_nvm_2_0", of(decodeNvmNamespace, 0x0200)},
+    {"identify_05_zoned", of(decodeZonedNamespace)},
+    {"identify_06_nvm", of(decodeNvmController, 0x0201)},
+    {"identify_06_nvm_2_0", of(decodeNvmController, 0x0200)},
+    {"identify_06_zoned", of(decodeZonedController)},
+    {"identify_08_independent", of(decodeIndependentNamespace, 0x0201)},
+    {"identify_08_independent_2_0", of(decodeIndependentNamespace, 0x0200)},
+    {"identify_16_granularities", of(decodeGranularities)},
+    {"identify_18_domains", of(decodeDomains)},
+    {"identify_1c_combinations", of(decodeCommandSetCombinations)},
     {"namespace_descriptors", of(decodeNamespaceDescriptors)},
     {"namespace_descriptors_damaged", of(decodeNamespaceDescriptors)},
     {"uuid_list", of(decodeUuidList)},
     {"log_00_supported", of(decodeSupportedLogs)},
     {"log_01_error", of(decodeErrorInformation)},
+    {"log_01_error_2_0", of(decodeErrorInformation)},
     {"log_02_smart", of(decodeSmartHealth)},
     {"log_03_firmware", of(decodeFirmwareSlots)},
     {"log_04_changed", of(decodeChangedNamespaces)},
     {"log_04_too_many", of(decodeChangedNamespaces)},
     {"log_05_effects", of(decodeCommandEffects)},
+    {"log_05_effects_2_0", of(decodeCommandEffects)},
     {"log_06_self_test", of(decodeSelfTest)},
     {"log_06_idle", of(decodeSelfTest)},
     {"log_07_telemetry", of(decodeTelemetryHeader)},
     {"log_08_telemetry", of(decodeTelemetryHeader)},
-    {"log_09_endurance", of(decodeEnduranceGroup)},
+    {"log_09_endurance", of(decodeEnduranceGroup, 0x0104)},
+    {"log_09_endurance_2_0", of(decodeEnduranceGroup, 0x0200)},
     {"log_0a_latency", of(decodePredictableLatency)},
     {"log_0b_aggregate", of(decodePredictableLatencyAggregate)},
     {"log_0c_ana", of(decodeAna)},
     {"log_0d_events", of(decodePersistentEventHeader)},
     {"log_0e_lba_status", of(decodeLbaStatus)},
     {"log_0f_aggregate", of(decodeEnduranceGroupAggregate)},
+    {"log_10_media_units", of(decodeMediaUnitStatus)},
+    {"log_12_features", of(decodeSupportedFeatures)},
+    {"log_13_mi_commands", of(decodeSupportedMiCommands)},
+    {"log_14_lockdown", of(decodeLockdown)},
+    {"log_14_lockdown_features", of(decodeLockdown)},
+    {"log_15_boot", of(decodeBootPartition)},
+    {"log_20_fdp", of(decodeFdpConfigurations)},
+    {"log_21_fdp", of(decodeFdpUsage)},
+    {"log_22_fdp", of(decodeFdpStatistics)},
+    {"log_23_fdp", of(decodeFdpEvents)},
     {"log_80_reservation", of(decodeReservation)},
-    {"log_81_sanitize", of(decodeSanitizeStatus)},
+    {"log_81_sanitize", of(decodeSanitizeStatus, 0x0200)},
+    {"log_81_sanitize_2_1", of(decodeSanitizeStatus, 0x0201)},
+    {"log_bf_zones", of(decodeChangedZones)},
+    {"log_bf_too_many", of(decodeChangedZones)},
     {"log_c0_ocp", of(decodeOcpSmart)},
     {"log_c0_ocp_1_0", of(decodeOcpSmart)},
     {"log_c0_ocp_2_6", of(decodeOcpSmart)},
@@ -90,7 +128,9 @@ const Case CASES[] = {
     {"feature_0e_reset", feature(findFeature(0x0E))},
     {"feature_0e_far", feature(findFeature(0x0E))},
     {"feature_13_thresholds", feature(findFeature(0x13))},
-    {"feature_16_behavior", feature(findFeature(0x16))},
+    {"feature_16_behavior", feature(findFeature(0x16), 0x0104)},
+    {"feature_16_behavior_2_1", feature(findFeature(0x16), 0x0201)},
+    {"feature_1e_events", feature(findFeature(0x1E))},
     {"feature_81_host", feature(findFeature(0x81))},
     {"feature_81_short", feature(findFeature(0x81))},
     {"feature_ocp_c0_injections", feature(findOcpFeature(0xC0))},

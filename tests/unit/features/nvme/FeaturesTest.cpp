@@ -32,10 +32,22 @@ constexpr struct {
      "NVMePowerState - Power State: 3\n"
      "WH - Workload Hint: 2\n"},
     {0x03, 0x0000003F, "[LBA Range Type]\nNUM - Number of LBA Ranges: 64\n"},
-    {0x04, 0x00110157, "[Temperature Threshold]\nTempThreshold - Temperature Threshold: 70 C\n"},
-    {0x04, 0x00000107, "[Temperature Threshold]\nTempThreshold - Temperature Threshold: -10 C\n"},
-    {0x04, 0x00000000, "[Temperature Threshold]\nTempThreshold - Temperature Threshold: not set\n"},
-    {0x04, 0x0000FFFF, "[Temperature Threshold]\nTempThreshold - Temperature Threshold: not set\n"},
+    {0x04, 0x01510157,
+     "[Temperature Threshold]\n"
+     "TempThreshold - Temperature Threshold: 70 C\n"
+     "TMPTHH - Temperature Threshold Hysteresis: 5 C\n"},
+    {0x04, 0xFE000107,
+     "[Temperature Threshold]\n"
+     "TempThreshold - Temperature Threshold: -10 C\n"
+     "TMPTHH - Temperature Threshold Hysteresis: 0 C\n"},
+    {0x04, 0x00000000,
+     "[Temperature Threshold]\n"
+     "TempThreshold - Temperature Threshold: not set\n"
+     "TMPTHH - Temperature Threshold Hysteresis: 0 C\n"},
+    {0x04, 0x01C0FFFF,
+     "[Temperature Threshold]\n"
+     "TempThreshold - Temperature Threshold: not set\n"
+     "TMPTHH - Temperature Threshold Hysteresis: 7 C\n"},
     {0x05, 0x00010005,
      "[Error Recovery]\n"
      "TimeLimitedErrorRecovery - Time Limited Error Recovery: 5 units of 100 milliseconds\n"
@@ -59,7 +71,7 @@ constexpr struct {
      "InterruptVector - Interrupt Vector: 258\n"
      "CoalescingDisable - Coalescing Disable: True\n"},
     {0x0A, 0x00000001, "[Write Atomicity Normal]\nWriteAtomicityDisableNormal - Disable Normal: True\n"},
-    {0x0B, 0x00005515,
+    {0x0B, 0x98055515,
      "[Asynchronous Event Configuration]\n"
      "SMARTHealthCriticalWarningsConfiguration - SMART / Health Critical Warnings: 0x15\n"
      "NamespaceAttributeNoticesConfiguration - Namespace Attribute Notices: True\n"
@@ -68,7 +80,14 @@ constexpr struct {
      "ANACN - Asymmetric Namespace Access Change Notices: False\n"
      "PLEALCN - Predictable Latency Event Aggregate Log Change Notices: True\n"
      "LBASIN - LBA Status Information Notices: False\n"
-     "EGEALCN - Endurance Group Event Aggregate Log Change Notices: True\n"},
+     "EGEALCN - Endurance Group Event Aggregate Log Change Notices: True\n"
+     "NNSSHDN - Normal NVM Subsystem Shutdown: False\n"
+     "TTHRY - Temperature Threshold Hysteresis Recovery: True\n"
+     "RASSN - Reachability Association: False\n"
+     "RGRP0 - Reachability Group: True\n"
+     "ANSAN - Allocated Namespace Attribute Notices: False\n"
+     "ZDCN - Zone Descriptor Changed Notices: True\n"
+     "DLPCN - Discovery notices: 0x09\n"},
     {0x0C, 0x00000000,
      "[Autonomous Power State Transition]\nAPSTE - Autonomous Power State Transition Enable: False\n"},
     {0x0D, 0x00000000, "[Host Memory Buffer]\nEHM - Enable Host Memory: False\n"},
@@ -96,6 +115,34 @@ constexpr struct {
      "[Endurance Group Event Configuration]\n"
      "ENDGID - Endurance Group Identifier: 258\n"
      "EGCW - Endurance Group Critical Warnings: 0x05\n"},
+    {0x19, 0x00000305, "[I/O Command Set Profile]\nIOCSCI - I/O Command Set Combination Index: 261\n"},
+    {0x1A, 0x00000001, "[Spinup Control]\nSPINUP - Spinup Control: True\n"},
+    {0x1B, 0x00000006, "[Power Loss Signaling Config]\nPLSM - Power Loss Signaling Mode: 2\n"},
+    {0x1C, 0x000001C0, "[Performance Characteristics]\nATTRI - Attribute Index: 0xC0\n"},
+    {0x1D, 0x00000301,
+     "[Flexible Data Placement]\n"
+     "FDPE - Flexible Data Placement Enable: True\n"
+     "FDPCIDX - Flexible Data Placement Configuration Index: 3\n"},
+    {0x1E, 0x00000002, "[Flexible Data Placement Events]\nNOET - Number of FDP Event Types: 2\n"},
+    {0x1F, 0x00000000, "[Namespace Admin Label]\n"},
+    {0x20, 0x00000000, "[Key Value Configuration]\n"},
+    {0x21, 0x00000000, "[Controller Data Queue]\n"},
+    {0x22, 0x00000000, "[Configurable Device Personality]\n"},
+    {0x23, 0x00020019, "[Power Limit]\nPLV - Power Limit Value: 25\nPLS - Power Limit Scale: 2\n"},
+    {0x24, 0x8012000A,
+     "[Power Threshold]\n"
+     "PTV - Power Threshold Value: 10\n"
+     "PTS - Power Threshold Scale: 2\n"
+     "PMTS - Power Measurement Type Select: 1\n"
+     "EPT - Enable Power Threshold: True\n"},
+    {0x25, 0x003C0021,
+     "[Power Measurement]\n"
+     "ACT - Action: 1\n"
+     "PMT - Power Measurement Type: 2\n"
+     "SMT - Stop Measurement Time: 60\n"},
+    {0x26, 0x00000000, "[Voltage Threshold]\n"},
+    {0x27, 0x00000000, "[Voltage Measurement]\n"},
+    {0x28, 0x00000000, "[Rate Limiting]\n"},
     {0x80, 0x000001FF, "[Software Progress Marker]\nPBSLC - Pre-boot Software Load Count: 255\n"},
     {0x81, 0x00000000, "[Host Identifier]\n"},
     {0x82, 0x0000000A,
@@ -145,6 +192,19 @@ constexpr struct {
     {0xCA, 0x00000000, "[Idle Wake Up Time Configuration]\nIWUT - Idle Wake Up Time: disabled\n"},
     {0xCA, 0x00000064, "[Idle Wake Up Time Configuration]\nIWUT - Idle Wake Up Time: 100\n"},
 };
+TEST(Features, LeaveOutFieldsOfLaterVersions) {
+    EXPECT_EQ(treeText(decodeFeature(*findFeature(0x04), 0x01C00157, Payload(), 0x0200)),
+              "[Temperature Threshold]\nTempThreshold - Temperature Threshold: 70 C\n");
+    const std::string notices = treeText(decodeFeature(*findFeature(0x0B), 0x980F8000, Payload(), 0x0200));
+    EXPECT_NE(notices.find("NNSSHDN"), std::string::npos) << "of 2.0";
+    EXPECT_EQ(notices.find("TTHRY"), std::string::npos) << "of 2.1";
+    EXPECT_EQ(treeText(decodeFeature(*findFeature(0x0B), 0x980F8000, Payload(), 0x0104)).find("NNSSHDN"),
+              std::string::npos);
+    EXPECT_TRUE(hasFieldsOfVersions(*findFeature(0x04)));
+    EXPECT_TRUE(hasFieldsOfVersions(*findFeature(0x16)));
+    EXPECT_FALSE(hasFieldsOfVersions(*findFeature(0x02)));
+}
+
 TEST(Features, ShowDword0OfOcpFeatures) {
     const FeatureRow* row = ocpFeaturesBegin();
     for (const auto& c : OCP_DWORDS) {
@@ -161,7 +221,9 @@ TEST(Features, ReportWhatIsToBeRead) {
     constexpr struct {
         uint8_t fid;
         uint32_t dataLength;
-    } WITH_DATA[] = {{0x03, 4096}, {0x0C, 256}, {0x0D, 4096}, {0x0E, 8}, {0x13, 512}, {0x16, 512}, {0x81, 16}};
+    } WITH_DATA[] = {{0x03, 4096}, {0x0C, 256},  {0x0D, 4096}, {0x0E, 8},    {0x13, 512},  {0x16, 512},
+                     {0x1C, 4096}, {0x1E, 512},  {0x1F, 4096}, {0x20, 4096}, {0x21, 4096}, {0x22, 4096},
+                     {0x26, 4096}, {0x27, 4096}, {0x28, 4096}, {0x81, 16}};
     const auto* expected = WITH_DATA;
     for (const FeatureRow* row = featuresBegin(); row != featuresEnd(); ++row) {
         if (row->dataLength == 0) continue;

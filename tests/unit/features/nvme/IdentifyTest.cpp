@@ -44,7 +44,7 @@ TEST(IdentifyNamespace, HasAtMost64Formats) {
     bytes[25] = 0xFF;
     bytes[26] = 0x61;              // format 49 of more than 16
     bytes[128 + 49 * 4 + 2] = 12;  // 4096
-    const FieldTree tree = decodeIdentifyNamespace(Payload(bytes.data(), bytes.size()), 1);
+    const FieldTree tree = decodeIdentifyNamespace(Payload(bytes.data(), bytes.size()), 1, UINT16_MAX);
     ASSERT_EQ(tree.parts.size(), 64U);
     EXPECT_EQ(treeText(tree.parts[49]),
               "[LBA Format 49]\nLBADS - LBA Data Size: 4096 bytes\nMS - Metadata Size: 0 bytes\n"

@@ -15,6 +15,9 @@ ControllerCapabilities controllerWith(std::initializer_list<std::pair<uint16_t, 
     return ControllerCapabilities(identify.data());
 }
 
+/// Log page 00h alone says that the page is there.
+constexpr uint16_t LISTED = 0xFFFF;
+
 constexpr struct {
     uint8_t lid;
     const char* name;
@@ -39,8 +42,34 @@ constexpr struct {
     {0x0D, "Persistent Event Log", "events", 512, 261, 0x10},
     {0x0E, "LBA Status Information", "lba-status", 16, 257, 0x02},
     {0x0F, "Endurance Group Event Aggregate", "endurance-events", 8, 96, 0x10},
+    {0x10, "Media Unit Status", "media-units", 16, LISTED, 0},
+    {0x11, "Supported Capacity Configuration List", "capacity-configurations", 512, LISTED, 0},
+    {0x12, "Feature Identifiers Supported and Effects", "features", 1024, LISTED, 0},
+    {0x13, "NVMe-MI Commands Supported and Effects", "mi-commands", 4096, LISTED, 0},
+    {0x14, "Command and Feature Lockdown", "lockdown", 512, 257, 0x04},
+    {0x15, "Boot Partition", "boot-partition", 16, LISTED, 0},
+    {0x16, "Rotational Media Information", "rotational-media", 512, LISTED, 0},
+    {0x17, "Dispersed Namespace Participating NVM Subsystems", "dispersed-namespaces", 512, LISTED, 0},
+    {0x18, "Management Address List", "management-addresses", 512, LISTED, 0},
+    {0x19, "Physical Interface Receiver Eye Opening Measurement", "eye-opening", 512, LISTED, 0},
+    {0x1A, "Reachability Groups", "reachability-groups", 512, LISTED, 0},
+    {0x1B, "Reachability Associations", "reachability-associations", 512, LISTED, 0},
+    {0x1C, "Changed Allocated Namespace List", "changed-allocated-ns", 512, LISTED, 0},
+    {0x1D, "Device Personality", "personality", 512, LISTED, 0},
+    {0x1E, "Cross-Controller Reset", "cross-controller-reset", 512, LISTED, 0},
+    {0x1F, "Lost Host Communication", "lost-host", 512, LISTED, 0},
+    {0x20, "FDP Configurations", "fdp-configurations", 16, 98, 0x08},
+    {0x21, "FDP Reclaim Unit Handle Usage", "fdp-usage", 8, 98, 0x08},
+    {0x22, "FDP Statistics", "fdp-statistics", 64, 98, 0x08},
+    {0x23, "FDP Events", "fdp-events", 64, 98, 0x08},
+    {0x24, "Manufacturing Default Configuration", "manufacturing-default", 512, LISTED, 0},
+    {0x25, "Power Measurement", "power-measurement", 512, LISTED, 0},
+    {0x27, "Voltage Measurement", "voltage-measurement", 512, LISTED, 0},
+    {0x28, "Rate Limiting", "rate-limiting", 512, LISTED, 0},
+    {0x7F, "Sanitize Namespace Status List", "sanitize-namespaces", 512, LISTED, 0},
     {0x80, "Reservation Notification", "reservation", 64, 520, 0x20},
     {0x81, "Sanitize Status", "sanitize", 512, 328, 0x07},
+    {0xBF, "Changed Zone List", "changed-zones", 4096, 95, 0x08},
 };
 TEST(LogPages, AreFoundByIdentifierAndName) {
     const LogPageRow* row = logPagesBegin();
@@ -62,7 +91,7 @@ TEST(LogPages, AreThereWhenTheControllerSaysSo) {
     const ControllerCapabilities none = controllerWith({});
     for (const auto& c : PAGES) {
         EXPECT_EQ(findLogPage(c.lid)->isSupportedBy(none), c.offset == 0) << c.name;
-        if (c.offset == 0) continue;
+        if (c.offset == 0 || c.offset == LISTED) continue;
         EXPECT_TRUE(findLogPage(c.lid)->isSupportedBy(controllerWith({{c.offset, c.bits}}))) << c.name;
     }
 }
@@ -72,7 +101,7 @@ TEST(LogPages, AreFoundInAnySpelling) {
         EXPECT_EQ(findLogPage(std::string(name)), findLogPage(0x02)) << name;
     for (const char* name : {"", "smar", "sanitize statuses", "2"})
         EXPECT_EQ(findLogPage(std::string(name)), nullptr) << name;
-    EXPECT_EQ(findLogPage(0x10), nullptr);
+    EXPECT_EQ(findLogPage(0x26), nullptr);
     EXPECT_EQ(findLogPage(0xC0), nullptr) << "the maker's";
 }
 
@@ -94,6 +123,17 @@ TEST(LogPages, ReportTheLengthOfTheWhole) {
     EXPECT_EQ(findLogPage(0x0E)->wholeLength(controller, lbaStatus), 92U) << "89 in whole dwords";
     const uint8_t noLength[16] = {};
     EXPECT_EQ(findLogPage(0x0E)->wholeLength(controller, noLength), 16U) << "never less than the head";
+    EXPECT_EQ(findLogPage(0x20)->wholeLength(controller, noLength), 16U) << "the same";
+
+    const uint8_t units[16] = {3, 0, 5};
+    EXPECT_EQ(findLogPage(0x10)->wholeLength(controller, units), 88U) << "16 + 3 * (14 + 5 * 2)";
+    const uint8_t manyChannels[16] = {1, 0, 0xFF, 0xFF};
+    EXPECT_EQ(findLogPage(0x10)->wholeLength(controller, manyChannels), 540U) << "a unit counts them in a byte";
+    const uint8_t placement[16] = {0, 0, 0, 0, 0x9E, 0x01};
+    EXPECT_EQ(findLogPage(0x20)->wholeLength(controller, placement), 416U) << "414 in whole dwords";
+    EXPECT_EQ(findLogPage(0x21)->wholeLength(controller, three), 32U);
+    const uint8_t events[64] = {2};
+    EXPECT_EQ(findLogPage(0x23)->wholeLength(controller, events), 192U);
 }
 
 TEST(LogPages, ReportTheLengthOfWhatTheDecoderDoesNotShow) {
@@ -106,6 +146,8 @@ TEST(LogPages, ReportTheLengthOfWhatTheDecoderDoesNotShow) {
     EXPECT_EQ(findLogPage(0x0D)->longLength(events), 512U) << "never less than the header";
     events[10] = 0x02;
     EXPECT_EQ(findLogPage(0x0D)->longLength(events), 131072U);
+    uint8_t boot[16] = {0x15, 0, 0, 0, 0x02, 0, 0, 0x80};
+    EXPECT_EQ(findLogPage(0x15)->longLength(boot), 16U + 2 * 131072) << "bit 31 is the active partition";
     EXPECT_EQ(findLogPage(0x02)->longLength, nullptr) << "the decoder shows the page";
 }
 

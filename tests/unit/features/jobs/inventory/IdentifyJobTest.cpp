@@ -40,7 +40,8 @@ TEST(IdentifyJob, WithoutAStructureItIsTheController) {
 
 TEST(IdentifyJob, ShowsANamespace) {
     FakeDrive drive;
-    drive.expect(identify(0x00, 5).answers(identifyNamespace(2097152, 12)));
+    drive.expect(identify(0x00, 5).answers(identifyNamespace(2097152, 12)))
+        .expect(identify(0x01).answers(identifyController()));
     IdentifyJob job;
     expectGolden(std::string(GOLDENS) + "identify_namespace.xml",
                  JobRun(job, JOBTYPE_METHOD).with(CNS, "0").with("NamespaceId", "0x5").on({&drive}));
@@ -203,6 +204,102 @@ TEST(IdentifyJob, TheNamespaceOfThePathCountsWhereNoneIsGiven) {
 </Object>)");
 }
 
+DriveBytes controllerOf20() {
+    return identifyController().le32(80, 0x00020000);
+}
+/// A list with a UUID, and then the Command Set Identifier.
+DriveBytes descriptorsOf(uint8_t csi) {
+    return DriveBytes(4096)
+        .put(0, {3, 16, 0, 0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 16})
+        .put(20, {4, 1, 0, 0, csi});
+}
+Expected ofCommandSet(uint8_t cns, uint8_t csi, uint32_t nsid = 0) {
+    return identify(cns, nsid).dword(11, uint32_t{csi} << 24);
+}
+
+TEST(IdentifyJob, ShowsWhatTheCommandSetOfANamespaceHasOfIt) {
+    FakeDrive drive;
+    drive.expect(identify(0x01).answers(controllerOf20()))
+        .expect(identify(0x03, 2).answers(descriptorsOf(2)))
+        .expect(ofCommandSet(0x05, 2, 2)
+                    .answers(DriveBytes(4096).byte(0, 3).le32(4, 13).le32(8, 0xFFFFFFFF).le64(2816, 4096)));
+    IdentifyJob job;
+    EXPECT_EQ(JobRun(job, JOBTYPE_METHOD).with(CNS, "5").with("NamespaceId", "2").on({&drive}), R"(0/0
+<Object category="Output">
+<Object key="S1" name="Zoned Namespace 2">
+<Property description="Zone Operation Characteristics" name="ZOC" value="0x0003"/>
+<Property description="Optional Zoned Command Support" name="OZCS" value="0x0000"/>
+<Property description="Maximum Active Resources" name="MAR" value="14 zones"/>
+<Property description="Maximum Open Resources" name="MOR" value="no limit"/>
+<Object name="LBA Format 0">
+<Property description="Zone Size" name="ZSZE" value="4096 blocks"/>
+<Property description="Zone Descriptor Extension Size" name="ZDES" value="0 units of 64 bytes"/>
+</Object>
+</Object>
+</Object>)");
+}
+
+TEST(IdentifyJob, ShowsAKeyValueNamespaceByItsBytes) {
+    FakeDrive drive;
+    drive.expect(identify(0x01).answers(controllerOf20()))
+        .expect(identify(0x03, 2).answers(descriptorsOf(1)))
+        .expect(ofCommandSet(0x05, 1, 2).answers(DriveBytes(4096).byte(17, 0xAB)));
+    IdentifyJob job;
+    const std::string shown = JobRun(job, JOBTYPE_METHOD).with(CNS, "5").with("NamespaceId", "2").on({&drive});
+    EXPECT_NE(shown.find("name=\"Namespace 2 of command set Key Value\""), std::string::npos) << shown;
+    EXPECT_NE(shown.find("name=\"Offset 0x00000010\" value=\"00AB0000000000000000000000000000\""), std::string::npos);
+}
+
+TEST(IdentifyJob, AsksTheControllerForTheZonesOfAZonedNamespaceAlone) {
+    for (const bool isZoned : {false, true}) {
+        FakeDrive drive;
+        drive.expect(identify(0x01).answers(controllerOf20()))
+            .expect(ofCommandSet(0x06, 0).answers(DriveBytes(4096).byte(3, 64)))
+            .expect(identify(0x02).answers(namespaceList({1, 2})))
+            .expect(identify(0x03, 1).answers(descriptorsOf(0)))
+            .expect(identify(0x03, 2).answers(descriptorsOf(isZoned ? 2 : 0)));
+        if (isZoned) drive.expect(ofCommandSet(0x06, 2).answers(DriveBytes(4096).byte(0, 5)));
+        IdentifyJob job;
+        const std::string zones = R"(<Object name="Zoned Namespace Command Set Controller">
+<Property description="Zone Append Size Limit as Power of 2 of Memory Pages" name="ZASL" value="5"/>
+</Object>
+)";
+        EXPECT_EQ(JobRun(job, JOBTYPE_METHOD).with(CNS, "6").on({&drive}), R"(0/0
+<Object category="Output">
+<Object key="S1" name="NVM Command Set Controller">
+<Property description="Verify Size Limit as Power of 2 of Memory Pages" name="VSL" value="no limit"/>
+<Property description="Write Zeroes Size Limit as Power of 2 of Memory Pages" name="WZSL" value="no limit"/>
+<Property description="Write Uncorrectable Size Limit as Power of 2 of Memory Pages" name="WUSL" value="no limit"/>
+<Property description="Dataset Management Ranges Limit" name="DMRL" value="64"/>
+<Property description="Dataset Management Range Size Limit" name="DMRSL" value="no limit"/>
+<Property description="Dataset Management Size Limit" name="DMSL" value="no limit"/>
+)" + (isZoned ? zones : "") + "</Object>\n</Object>");
+    }
+}
+
+TEST(IdentifyJob, ShowsTheCombinationsOfTheControllerThatIsAsked) {
+    FakeDrive drive;
+    drive.expect(identify(0x01).answers(controllerOf20().le16(78, 7)))
+        .expect(identify(0x1C, 0, 7).answers(DriveBytes(4096).byte(0, 5)));
+    IdentifyJob job;
+    EXPECT_EQ(JobRun(job, JOBTYPE_METHOD).with(CNS, "28").on({&drive}), R"(0/0
+<Object category="Output">
+<Object key="S1" name="I/O Command Set Combinations">
+<Property name="Combination 0" value="NVM; Zoned Namespace"/>
+</Object>
+</Object>)");
+}
+
+TEST(IdentifyJob, ADriveBeforeNvme20IsNotAskedForItsStructures) {
+    for (const char* cns : {"5", "6", "8", "28", "22", "24"}) {
+        FakeDrive drive;
+        drive.expect(identify(0x01).answers(identifyController()));
+        IdentifyJob job;
+        const std::string shown = JobRun(job, JOBTYPE_METHOD).with(CNS, cns).with("NamespaceId", "1").on({&drive});
+        EXPECT_NE(shown.find("does not offer the "), std::string::npos) << cns << shown;
+    }
+}
+
 TEST(IdentifyJob, ANamespaceIsNeeded) {
     FakeDrive drive;
     IdentifyJob job;
@@ -213,8 +310,8 @@ TEST(IdentifyJob, BadArgumentsTouchNoDrive) {
     FakeDrive drive;
     IdentifyJob job;
     EXPECT_EQ(JobRun(job, JOBTYPE_METHOD).with(CNS, "4").on({&drive}),
-              "10/36 Invalid value given for ControllerNamespaceStructure: '4'. It must be 0, 1, 2, 3, 16, 18, 19 or "
-              "23.");
+              "10/36 Invalid value given for ControllerNamespaceStructure: '4'. It must be 0, 1, 2, 3, 5, 6, 8, 16, "
+              "18, 19, 22, 23, 24 or 28.");
     EXPECT_EQ(JobRun(job, JOBTYPE_METHOD).with(CNS, "256").on({&drive}),
               "10/36 Invalid value given for ControllerNamespaceStructure: '256'. It must be a number from 0 to 255.");
     EXPECT_EQ(JobRun(job, JOBTYPE_METHOD).with(CNS, "0").with("NamespaceId", "0").on({&drive}),

@@ -102,6 +102,64 @@ TEST(AnyFeature, ShowsTheDataOfAKnownFeature) {
 </Object>)x");
 }
 
+TEST(AnyFeature, AsksForTheGroupOfTheNamespace) {
+    FakeDrive drive;
+    drive.expect(identify(1).answers(identifyController().le32(96, 1U << 19)))
+        .expect(hostNamespaces({unusedNamespace(4)}))
+        .expect(identify(0, 4).answers(identifyNamespace(4096).le16(102, 3)))
+        .expect(getFeature(0x1D).dword(11, 3).completes(0x0201));
+    EXPECT_EQ(get({{"FeatureId", "0x1D"}}, drive), R"x(0/0
+<Object category="Output">
+<Object key="S1" name="Flexible Data Placement">
+<Property description="Feature Identifier" name="FID" value="0x1D"/>
+<Property description="Select" name="SEL" value="current"/>
+<Property name="Dword 0" value="0x00000201"/>
+<Property description="Flexible Data Placement Enable" name="FDPE" value="True"/>
+<Property description="Flexible Data Placement Configuration Index" name="FDPCIDX" value="2"/>
+</Object>
+</Object>)x");
+}
+
+TEST(AnyFeature, AsksForAllTypesOfPlacementEvents) {
+    FakeDrive drive;
+    drive.expect(identify(1).answers(identifyController().le32(96, 1U << 19)))
+        .expect(hostNamespaces({unusedNamespace(4)}))
+        .expect(getFeature(0x1E, 0, 4, 512)
+                    .dword(11, 0x00FF0000)
+                    .answers(DriveBytes(512).put(0, {0x00, 0x01, 0x80, 0x00}), 2));
+    EXPECT_EQ(get({{"FeatureId", "0x1E"}}, drive), R"x(0/0
+<Object category="Output">
+<Object key="S1" name="Flexible Data Placement Events">
+<Property description="Feature Identifier" name="FID" value="0x1E"/>
+<Property description="Select" name="SEL" value="current"/>
+<Property description="Namespace Identifier" name="NSID" value="4"/>
+<Property name="Dword 0" value="0x00000002"/>
+<Property description="Number of FDP Event Types" name="NOET" value="2"/>
+<Object name="Event 1">
+<Property description="Event Type" name="FDPET" value="Reclaim Unit not fully written to capacity"/>
+<Property description="Event Enabled" name="FDPEE" value="True"/>
+</Object>
+<Object name="Event 2">
+<Property description="Event Type" name="FDPET" value="media reallocated"/>
+<Property description="Event Enabled" name="FDPEE" value="False"/>
+</Object>
+<Object name="Data">
+<Property name="Offset 0x000" value="00 01 80 00 00 00 00 00 00 00 00 00 00 00 00 00"/>
+</Object>
+</Object>
+</Object>)x");
+}
+
+TEST(AnyFeature, ShowsFieldsOfTheVersionOfTheController) {
+    for (const bool isNew : {false, true}) {
+        FakeDrive drive;
+        drive.expect(getFeature(0x04).completes(0x00C00157))
+            .expect(identify(1).answers(identifyController().le32(80, isNew ? 0x00020100 : 0x00020000)));
+        const std::string shown = get({{"FeatureId", "4"}}, drive);
+        EXPECT_EQ(shown.find("value=\"3 C\"") != std::string::npos, isNew) << shown;
+    }
+}
+
 TEST(AnyFeature, ShowsAnUnknownFeatureByItsBytes) {
     FakeDrive drive;
     drive.expect(withoutList())
