@@ -4,6 +4,7 @@
 
 #include "features/jobs/base/LogLimits.h"
 #include "features/jobs/drive/LogReading.h"
+#include "features/jobs/logs/TelemetryArea4.h"
 #include "features/jobs/support/StatusDetails.h"
 #include "features/nvme/ControllerCapabilities.h"
 #include "features/nvme/LogPageIds.h"
@@ -28,6 +29,9 @@ constexpr uint8_t LSP_CREATE_TELEMETRY = 1;
 constexpr uint8_t LSP_READ_EVENTS = 0;
 constexpr uint8_t LSP_ESTABLISH_CONTEXT = 1;
 constexpr uint8_t LSP_RELEASE_CONTEXT = 2;
+
+/// The data areas that every drive with telemetry hands out.
+constexpr unsigned LAST_AREA_OF_ALL = 3;
 
 bool isCommandSequenceError(const CommandError& error) {
     return error.completion.is(nvme::SC_COMMAND_SEQUENCE_ERROR);
@@ -130,8 +134,9 @@ Result<void, CommandError> readEvents(nvme::Drive& drive, const Payload& head, L
 
 }  // namespace
 
-Result<void, CommandError> readTelemetryLog(nvme::Drive& drive, const TelemetryRequest& request, LogSink& log) {
-    RETURN_IF_FAILED(requireLog(drive, &ControllerCapabilities::supportsTelemetry, statuses::telemetryNotSupported()));
+namespace {
+
+Result<void, CommandError> readTelemetryAreas(nvme::Drive& drive, const TelemetryRequest& request, LogSink& log) {
     Telemetry telemetry(drive, request, log);
     auto changed = telemetry.read(request.hostInitiated);
     if (changed && *changed) changed = telemetry.read(false);
@@ -141,6 +146,14 @@ Result<void, CommandError> readTelemetryLog(nvme::Drive& drive, const TelemetryR
                            "Drive " + drive.name() + " made another capture while its log was read, twice.");
     }
     return telemetry.acknowledge();
+}
+
+}  // namespace
+
+Result<void, CommandError> readTelemetryLog(nvme::Drive& drive, const TelemetryRequest& request, LogSink& log) {
+    RETURN_IF_FAILED(requireLog(drive, &ControllerCapabilities::supportsTelemetry, statuses::telemetryNotSupported()));
+    if (request.dataArea <= LAST_AREA_OF_ALL) return readTelemetryAreas(drive, request, log);
+    return withTelemetryArea4(drive, log, [&](LogSink& sink) { return readTelemetryAreas(drive, request, sink); });
 }
 
 Result<void, CommandError> inEventLogContext(nvme::Drive& drive,

@@ -15,13 +15,16 @@ namespace features::jobs {
 /// What is wanted of a drive's telemetry.
 struct TelemetryRequest {
     bool hostInitiated = true;  ///< log 07h, for which the drive makes a capture; otherwise log 08h
-    unsigned dataArea = 3;      ///< up to and with this one, 1 to 3
+    unsigned dataArea = 3;      ///< up to and with this one, 1 to 4
     bool retainEvent = false;   ///< leave the event that log 08h reports
 };
 
 /// A telemetry log, whole and of one capture: the generation number in its header is compared before and after, and a
 /// log that changed is read once more. The capture is asked for once, with the first piece, and the event is retained
 /// until the log has been read.
+///
+/// A drive hands out data area 4 where the host says that it supports it: that is set for this reading alone
+/// (TelemetryArea4.h), and 10/3 where the drive has no such area.
 ///
 /// 10/220 on a drive without telemetry, 10/200 for a log that changed again.
 Result<void, nvme::CommandError> readTelemetryLog(nvme::Drive& drive, const TelemetryRequest& request, LogSink& log);

@@ -23,7 +23,7 @@ Result<TelemetryRequest> TelemetryLogJob::readRequest(const Arguments& arguments
     if (!area || *area == 0) {
         return Status(CATEGORY_FEATURE, statuses::invalidProperty().getCode(),
                       "Invalid value given for " + areaKey + ": '" + arguments.text(areaKey) +
-                          "'. It must be a number from 1 to 3.");
+                          "'. It must be a number from 1 to 4.");
     }
     request.dataArea = static_cast<unsigned>(area->value_or(request.dataArea));
     TRY(const std::optional<bool> hostInitiated, arguments.boolean(keys::hostInitiated().getName()));

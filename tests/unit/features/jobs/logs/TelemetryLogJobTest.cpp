@@ -1,6 +1,11 @@
 #include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <cstdlib>
 
 #include "features/jobs/logs/TelemetryLogJob.h"
+#include "ostrel/core/StatusCatalogue.h"
 #include "ostrel/core/Strings.h"
 #include "ostrel/interfaces/ostreli/interface/JobNames.h"
 #include "tests/unit/features/jobs/Commands.h"
@@ -176,11 +181,155 @@ TEST(TelemetryLogJob, AFailureInTheMiddleLeavesNoPartOfALog) {
     }
 }
 
+/// With data area 4.
+DriveBytes area4Controller() {
+    return telemetryController().byte(261, 0x4C);
+}
+
+/// Areas 1 to 3 of 1, 2 and 3 blocks, and area 4 of 4.
+DriveBytes area4Header() {
+    return DriveBytes(512).byte(0, 7).le16(8, 1).le16(10, 2).le16(12, 3).le32(16, 4).byte(381, 5);
+}
+
+/// Host Behavior Support with Advanced Command Retry Enable, and ETDAS as given.
+DriveBytes behavior(uint8_t etdas) {
+    return DriveBytes(512).byte(0, 1).byte(1, etdas).byte(2, 1);
+}
+Expected readsBehavior(uint8_t etdas) {
+    return getFeature(0x16, 0, 0, 512).answers(behavior(etdas));
+}
+Expected writesBehavior(uint8_t etdas) {
+    return setFeature(0x16, 0).writes(behavior(etdas)).completes();
+}
+
+void expectArea4(FakeDrive& drive) {
+    drive.expect(piece(0x07, 512, 0, 1, false).answers(area4Header()))
+        .expect(piece(0x07, 2048, 512, 0, false).answers(filled(2048, 0x11)))
+        .expect(piece(0x07, 512, 0, 0, false).answers(area4Header()));
+}
+
+const std::string AREA_4_DUMP = dump(2560, hex(area4Header()) + hex(filled(2048, 0x11)));
+
+TEST(TelemetryLogJob, DataArea4IsEnabledForTheReadingAlone) {
+    FakeDrive drive;
+    drive.expect(identify(0x01).answers(area4Controller())).expect(readsBehavior(0)).expect(writesBehavior(1));
+    expectArea4(drive);
+    drive.expect(readsBehavior(1)).expect(writesBehavior(0));
+    EXPECT_EQ(run(drive, {{"DataArea", "4"}}), AREA_4_DUMP);
+}
+
+TEST(TelemetryLogJob, DataArea4ThatIsEnabledAlreadyStaysSo) {
+    FakeDrive drive;
+    drive.expect(identify(0x01).answers(area4Controller())).expect(readsBehavior(1));
+    expectArea4(drive);
+    EXPECT_EQ(run(drive, {{"DataArea", "4"}}), AREA_4_DUMP);
+}
+
+TEST(TelemetryLogJob, WhatAnotherProgramSetMeanwhileIsKept) {
+    const DriveBytes changed = behavior(1).byte(0, 0).le16(4, 0x0205);
+    FakeDrive drive;
+    drive.expect(identify(0x01).answers(area4Controller())).expect(readsBehavior(0)).expect(writesBehavior(1));
+    expectArea4(drive);
+    drive.expect(getFeature(0x16, 0, 0, 512).answers(changed))
+        .expect(setFeature(0x16, 0).writes(DriveBytes(changed).byte(1, 0)).completes());
+    EXPECT_EQ(run(drive, {{"DataArea", "4"}}), AREA_4_DUMP);
+}
+
+TEST(TelemetryLogJob, AResetThatPutHostBehaviorSupportBackIsNoError) {
+    FakeDrive drive;
+    drive.expect(identify(0x01).answers(area4Controller())).expect(readsBehavior(0)).expect(writesBehavior(1));
+    expectArea4(drive);
+    drive.expect(readsBehavior(0));
+    EXPECT_EQ(run(drive, {{"DataArea", "4"}}), AREA_4_DUMP);
+}
+
+TEST(TelemetryLogJob, ADriveWithoutDataArea4IsAskedForNothing) {
+    FakeDrive drive;
+    drive.expect(identify(0x01).answers(telemetryController()));
+    EXPECT_EQ(run(drive, {{"DataArea", "4"}}), "10/3 " + statuses::driveDoesNotSupportFeature().getMessage() +
+                                                   " Drive S1 (/dev/nvme0) has no telemetry data area 4.");
+}
+
+TEST(TelemetryLogJob, AFailureWithDataArea4PutsHostBehaviorSupportBack) {
+    for (unsigned failing = 0; failing < 3; ++failing) {
+        FakeDrive drive;
+        drive.expect(identify(0x01).answers(area4Controller())).expect(readsBehavior(0)).expect(writesBehavior(1));
+        Expected commands[] = {
+            piece(0x07, 512, 0, 1, false).answers(area4Header()),
+            piece(0x07, 2048, 512, 0, false).answers(filled(2048, 0x11)),
+            piece(0x07, 512, 0, 0, false).answers(area4Header()),
+        };
+        for (unsigned i = 0; i <= failing; ++i) drive.expect(i == failing ? commands[i].breaks(gone()) : commands[i]);
+        drive.expect(readsBehavior(1)).expect(writesBehavior(0));
+        EXPECT_EQ(run(drive, {{"DataArea", "4"}}), "0/70 The drive /dev/nvme0 is gone.") << failing;
+    }
+}
+
+TEST(TelemetryLogJob, HostBehaviorSupportThatMayBeSetIsPutBack) {
+    FakeDrive drive;
+    drive.expect(identify(0x01).answers(area4Controller()))
+        .expect(readsBehavior(0))
+        .expect(writesBehavior(1).breaks(gone()))
+        .expect(readsBehavior(1))
+        .expect(writesBehavior(0));
+    EXPECT_EQ(run(drive, {{"DataArea", "4"}}), "0/70 The drive /dev/nvme0 is gone.") << "it may be set";
+
+    FakeDrive refusing;
+    refusing.expect(identify(0x01).answers(area4Controller()))
+        .expect(readsBehavior(0))
+        .expect(writesBehavior(1).refuses(0x4002));
+    EXPECT_EQ(
+        run(refusing, {{"DataArea", "4"}}),
+        "0/25 Set Features failed on drive S1 (/dev/nvme0): Invalid Field in Command (status code type 0x0, status "
+        "code 0x02, opcode 0x09).");
+}
+
+TEST(TelemetryLogJob, HostBehaviorSupportThatCannotBePutBackIsReported) {
+    FakeDrive drive;
+    drive.expect(identify(0x01).answers(area4Controller())).expect(readsBehavior(0)).expect(writesBehavior(1));
+    expectArea4(drive);
+    drive.expect(readsBehavior(1).breaks(gone()));
+    const std::string kept =
+        "The drive /dev/nvme0 is gone. Host Behavior Support (feature 0x16) of drive S1 "
+        "(/dev/nvme0) keeps Extended Telemetry Data Area 4 Supported until its next reset.";
+    EXPECT_EQ(run(drive, {{"DataArea", "4"}}), "0/70 " + kept);
+
+    FakeDrive failing;
+    failing.expect(identify(0x01).answers(area4Controller()))
+        .expect(readsBehavior(0))
+        .expect(writesBehavior(1))
+        .expect(piece(0x07, 512, 0, 1, false).refuses(0x4006))
+        .expect(readsBehavior(1))
+        .expect(writesBehavior(0).breaks(gone()));
+    EXPECT_EQ(
+        run(failing, {{"DataArea", "4"}}),
+        "0/25 Get Log Page failed on drive S1 (/dev/nvme0): Internal Error (status code type 0x0, status code 0x06, "
+        "opcode 0x02). " +
+            kept);
+}
+
+/// The process ends by the signal once the feature is put back: a test of its own process sees the commands that came.
+TEST(TelemetryLogJobDeathTest, ASignalEndsTheReadingAndPutsHostBehaviorSupportBack) {
+    EXPECT_EXIT(
+        {
+            FakeDrive drive;
+            drive.expect(identify(0x01).answers(area4Controller()))
+                .expect(readsBehavior(0))
+                .expect(writesBehavior(1).then([] { std::raise(SIGTERM); }))
+                .expect(piece(0x07, 512, 0, 1, false).answers(area4Header()))
+                .expect(readsBehavior(1))
+                .expect(writesBehavior(0).then([] { (void)!::write(STDERR_FILENO, "put back\n", 9); }));
+            (void)run(drive, {{"DataArea", "4"}});
+            std::_Exit(0);
+        },
+        testing::KilledBySignal(SIGTERM), "put back");
+}
+
 TEST(TelemetryLogJob, ABadArgumentIsReportedBeforeTheDriveIsAsked) {
     const FakeDrive drive;
-    for (const char* area : {"0", "4", "none", "-1"}) {
+    for (const char* area : {"0", "5", "none", "-1"}) {
         EXPECT_EQ(run(drive, {{"DataArea", area}}), std::string("10/36 Invalid value given for DataArea: '") + area +
-                                                        "'. It must be a number from 1 to 3.");
+                                                        "'. It must be a number from 1 to 4.");
     }
     EXPECT_EQ(run(drive, {{"HostInitiated", "maybe"}}),
               "10/36 Invalid value given for HostInitiated: 'maybe'. It must be true or false.");
