@@ -213,9 +213,15 @@ Status Sanitize::checkDeallocation() {
 
 Result<Payload> Sanitize::readState() {
     TRY(const Payload log, readLog(drive_, nvme::LID_SANITIZE_STATUS, sizeof(nvme::SanitizeStatusLog)));
+    if (nvme::isMediaVerification(log.getData())) return mediaVerification();
     if ((log.getData()[OFFSET_STATE] & 7U) != IN_PROGRESS) return log;
     return withDetails(statuses::sanitizeInProgress(),
                        "It was begun before, " + percentText(nvme::le16(log.getData())) + " are done.");
+}
+
+Status Sanitize::mediaVerification() const {
+    return withDetails(statuses::sanitizeInProgress(),
+                       "Drive " + drive_.name() + " says: " + nvme::MEDIA_VERIFICATION_TEXT + ".");
 }
 
 Status Sanitize::start() {
@@ -250,6 +256,8 @@ Result<std::string> Sanitize::follow(uint64_t estimateMs) {
         const auto log = readLog(drive_, nvme::LID_SANITIZE_STATUS, sizeof(nvme::SanitizeStatusLog));
         if (!log)
             return withDetails(log.error(), "The sanitize operation was started; whether it has ended is not known.");
+        // Of another host's operation: it ends when that host ends it, be it never.
+        if (nvme::isMediaVerification(log->getData())) return mediaVerification();
         const unsigned state = log->getData()[OFFSET_STATE] & 7U;
         if (state != IN_PROGRESS) return outcome(state);
         const uint64_t now = clock_.nowMs();

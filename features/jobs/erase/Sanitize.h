@@ -37,6 +37,7 @@ Result<SanitizeRequest> readSanitizeRequest(const Arguments& arguments);
 ///
 /// The outcome is the drive's final word: an operation that failed is a failure. One that does not move for twice the
 /// drive's own estimate and ten minutes is reported (10/226) and left to itself; a drive without an estimate has a day.
+/// So is at once (10/226) a drive in the Media Verification state, which another host's operation can have left it in.
 class Sanitize {
 public:
     Sanitize(nvme::Drive& drive, const WaitClock& clock) : drive_(drive), clock_(clock) {}
@@ -49,6 +50,7 @@ private:
     ostrel::core::Status checkController(const nvme::ControllerCapabilities& controller);
     ostrel::core::Status checkDeallocation();
     Result<ostrel::core::Payload> readState();
+    ostrel::core::Status mediaVerification() const;
     ostrel::core::Status start();
     Result<std::string> follow(uint64_t estimateMs);
     Result<std::string> outcome(unsigned state) const;

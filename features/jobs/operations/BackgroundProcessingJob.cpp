@@ -39,6 +39,7 @@ Finding sanitize(const uint8_t* bytes) {
     const auto log = nvme::structureAt<nvme::SanitizeStatusLog>(bytes);
     const unsigned status = log.sstat & 7U;
     Finding finding{nvme::sanitizeStatusText(status), status == IN_PROGRESS};
+    if (nvme::isMediaVerification(bytes)) return {nvme::MEDIA_VERIFICATION_TEXT, finding.isRunning};
     // Progress counts in parts of 65,536.
     if (finding.isRunning)
         finding.text +=

@@ -287,6 +287,26 @@ TEST_F(SanitizeTest, OneThatRunsAlreadyIsReported) {
               answerOf("10/226 Sanitize operation in progress. It was begun before, 25.00 percent are done."));
 }
 
+TEST_F(SanitizeTest, MediaVerificationOfAnotherHostEndsTheWait) {
+    const std::string words =
+        "10/226 Sanitize operation in progress. Drive S1 (/dev/nvme0) says: the drive is in the Media Verification "
+        "state "
+        "until a host sends a Sanitize command with the action Exit Media Verification State (5h).";
+    const DriveBytes verifying = log(RUNNING, 0xFFFF).byte(36, 0x05);
+    drive_.expect(hostUses({})).expect(identify(1).answers(sanitizingController())).expect(askLog(verifying));
+    EXPECT_EQ(run(BLOCK), answerOf(words)) << "begun before";
+    drive_.expectDone();
+
+    drive_.expect(hostUses({}))
+        .expect(identify(1).answers(sanitizingController()))
+        .expect(askLog(log(NEVER)))
+        .expect(hostUses({}))
+        .expect(sanitizeCommand(0x002).completes())
+        .expect(askLog(log(RUNNING, 0x8000).byte(36, 0x01)))
+        .expect(askLog(verifying));
+    EXPECT_EQ(run(BLOCK), answerOf(words)) << "met during the wait";
+}
+
 /// The questions of an operation that moves once, after two seconds, and then stalls for `seconds`.
 int expectStandstill(FakeDrive& drive, int seconds) {
     drive.expect(askLog(log(RUNNING, 0))).expect(askLog(log(RUNNING, 0))).expect(askLog(log(RUNNING, 0x8000)));

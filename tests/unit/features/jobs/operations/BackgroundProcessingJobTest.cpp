@@ -61,6 +61,17 @@ TEST(BackgroundProcessingJob, ProgressIsReported) {
                      "revision FW2 in slot 2 waits for a controller level reset", true));
 }
 
+TEST(BackgroundProcessingJob, MediaVerificationIsReportedWithHowItIsLeft) {
+    FakeDrive drive;
+    drive.expect(identify(0x01).answers(capableController()))
+        .expect(lookAtLog(0x81, 512).answers(DriveBytes(512).le16(0, 0xFFFF).le16(2, 2).byte(36, 5)))
+        .expect(lookAtLog(0x06, 564).answers(DriveBytes(564)))
+        .expect(lookAtLog(0x03, 512).answers(DriveBytes(512).byte(0, 1)));
+    EXPECT_EQ(show(drive), answer("the drive is in the Media Verification state until a host sends a Sanitize command "
+                                  "with the action Exit Media Verification State (5h)",
+                                  "no self-test is in progress", "no activation is pending", true));
+}
+
 TEST(BackgroundProcessingJob, FirmwareThatWaitsIsNotAtWork) {
     FakeDrive drive;
     drive.expect(identify(0x01).answers(identifyController()))
