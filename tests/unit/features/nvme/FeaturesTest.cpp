@@ -240,7 +240,7 @@ TEST(Features, ReportWhatIsToBeRead) {
     for (const FeatureRow* row = featuresBegin(); row != featuresEnd(); ++row) {
         if (row->namespaceSpecific) namespaceSpecific += hexText(row->fid, 2) + " ";
     }
-    EXPECT_EQ(namespaceSpecific, "0x03 0x05 0x82 0x83 0x84 ");
+    EXPECT_EQ(namespaceSpecific, "0x03 0x05 0x1E 0x1F 0x20 0x82 0x83 0x84 ");
 }
 
 TEST(Features, ShowCapabilities) {
