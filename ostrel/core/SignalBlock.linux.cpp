@@ -12,6 +12,7 @@ namespace {
 
 /// Pending ones of these act as well, but they do not end the process.
 bool isHarmless(int number) {
+    OSTREL_TRACE();
     for (const int harmless : {SIGCHLD, SIGCONT, SIGURG, SIGWINCH, SIGTSTP, SIGTTIN, SIGTTOU}) {
         if (number == harmless) return true;
     }
