@@ -324,8 +324,8 @@ private:
         return *hosts_[which];
     }
     void turn() {
-        bool isStopped = false;
-        REQUIRE(!target_.turn(never_.get(), 0, isStopped) && !isStopped);
+        const auto isStopped = target_.turn(never_.get(), 0);
+        REQUIRE(isStopped && !*isStopped);
     }
 
     features::simulator::ManualClock clock_{1600000000000};
