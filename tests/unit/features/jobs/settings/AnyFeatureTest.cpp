@@ -122,8 +122,8 @@ TEST(AnyFeature, AsksForTheGroupOfTheNamespace) {
 
 TEST(AnyFeature, AsksForAllTypesOfPlacementEvents) {
     FakeDrive drive;
-    drive.expect(identify(1).answers(identifyController().le32(96, 1U << 19)))
-        .expect(hostNamespaces({unusedNamespace(4)}))
+    drive.expect(hostNamespaces({unusedNamespace(4)}))
+        .expect(identify(1).answers(identifyController().le32(96, 1U << 19)))
         .expect(getFeature(0x1E, 0, 4, 512)
                     .dword(11, 0x00FF0000)
                     .answers(DriveBytes(512).put(0, {0x00, 0x01, 0x80, 0x00}), 2));
