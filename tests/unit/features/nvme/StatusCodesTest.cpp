@@ -86,9 +86,9 @@ TEST(StatusCodes, AreReportedInTheWordsOfTheStandard) {
 
 TEST(StatusCodes, AppearOnceEach) {
     std::set<std::pair<int, int>> seen;
-#define STATUS_CODE(type, code, name, text)               \
-    EXPECT_TRUE(seen.emplace(type, code).second) << text; \
-    EXPECT_EQ(name.field(), type << 8 | code) << text;    \
+#define STATUS_CODE(type, code, name, text)                    \
+    EXPECT_TRUE(seen.emplace(type, code).second) << (text);    \
+    EXPECT_EQ((name).field(), (type) << 8 | (code)) << (text); \
     EXPECT_EQ(statusCodeText(name), text);
 #define FABRICS_STATUS_CODE(type, code, name, text)
 #include "features/nvme/StatusCodes.def"

@@ -222,7 +222,7 @@ TEST_F(OcpModelOfASimulatedDrive, OtherLogsHaveTheirLayout) {
     Bytes latency(512);
     const Bytes setting{1, 0, 0, 0, 1, 2, 1, 2, 3, 4, 0x33, 3, 20};
     std::copy(setting.begin(), setting.end(), latency.begin());
-    for (const size_t stamps : {96U, 304U}) std::fill_n(latency.begin() + stamps, 96, uint8_t{0xFF});  // none
+    for (const ptrdiff_t stamps : {96, 304}) std::fill_n(latency.begin() + stamps, 96, uint8_t{0xFF});  // none
     std::fill_n(latency.begin() + 452, 8, uint8_t{0xFF});
     latency[448] = 0x55;
     latency[494] = 1;
