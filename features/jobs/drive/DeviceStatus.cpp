@@ -22,6 +22,7 @@ Result<std::string, nvme::CommandError> readPanicStatus(DriveFacts& facts) {
 std::string readDeviceStatus(DriveFacts& facts, const uint8_t* smart) {
     const uint8_t warnings = nvme::structureAt<nvme::SmartHealthLog>(smart).criticalWarning;
     const auto panic = readPanicStatus(facts);
+    if (!panic) facts.noteError(panic.error().status);
     const std::string firmware =
         panic ? *panic : "Whether its firmware has panicked is not known: " + panic.error().status.getMessage();
     if (firmware.empty()) return deviceStatusText(warnings);

@@ -13,7 +13,8 @@ namespace features::jobs {
 Result<std::string, nvme::CommandError> readPanicStatus(DriveFacts& facts);
 
 /// The drive's status in words: the warnings of `smart`, the 512 bytes of its SMART / Health log, and a panic of its
-/// firmware. A drive that does not answer whether it has panicked is not called healthy.
+/// firmware. A drive that refuses to answer whether it has panicked is not called healthy; a transport error is in
+/// `facts`.failure().
 std::string readDeviceStatus(DriveFacts& facts, const uint8_t* smart);
 
 }  // namespace features::jobs

@@ -23,8 +23,12 @@ constexpr uint32_t LOG_BYTES = 512;
 template <typename T, typename E>
 std::optional<T> DriveFacts::accept(Result<T, E>&& result) {
     if (result) return *std::move(result);
-    if (!isRefusal(result.error())) failure_ = result.error();
+    noteError(result.error());
     return std::nullopt;
+}
+
+void DriveFacts::noteError(const Status& error) {
+    if (!isRefusal(error)) failure_ = error;
 }
 
 const uint8_t* DriveFacts::bytesOf(const Part& part) const {

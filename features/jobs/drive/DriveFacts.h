@@ -24,6 +24,8 @@ public:
 
     nvme::Drive& drive() { return drive_; }
     const ostrel::core::Status& failure() const { return failure_; }
+    /// Of a question that another asked for a fact: a transport error stays in failure(), a refusal does not.
+    void noteError(const ostrel::core::Status& error);
 
     const nvme::ControllerCapabilities* controller();
     /// The 4,096 bytes of Identify Controller.

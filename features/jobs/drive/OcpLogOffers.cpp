@@ -6,7 +6,7 @@ namespace features::jobs {
 
 using namespace ostrel::core;
 
-Result<bool> isOcpLogOffered(DriveFacts& facts, const nvme::OcpLogPageRow& row) {
+Result<bool, nvme::CommandError> isOcpLogOffered(DriveFacts& facts, const nvme::OcpLogPageRow& row) {
     const uint8_t* smart = facts.ocpSmart();
     RETURN_IF_FAILED(facts.failure());
     if (smart == nullptr || row.page.lid == nvme::LID_OCP_SMART) return smart != nullptr;

@@ -25,6 +25,7 @@ Status HealthMetricsJob::showDrive(nvme::Drive& drive, const Arguments&, DriveOu
     // Nothing is asked of the drive that the answer does not need.
     if (out.requested() == nullptr || findIgnoringCase(*out.requested(), status.getName()) != out.requested()->end()) {
         status.setValue(readDeviceStatus(facts, smart.getData()));
+        RETURN_IF_FAILED(facts.failure());
         list[status.getName()] = status;
     }
     if (!out.hasAllRequested(list)) {

@@ -117,6 +117,24 @@ TEST(HealthMetricsJob, TheStatusSaysThatTheFirmwareHasPanicked) {
               "Error (status code type 0x0, status code 0x06, opcode 0x02).");
 }
 
+TEST(HealthMetricsJob, ADriveThatIsLostWhileItIsAskedForAPanicFails) {
+    FakeDrive drive;
+    drive.expect(lookAtLog(0x02, 512).answers(smartLog()))
+        .expect(withList())
+        .expect(logList({0xC0, 0xC1}))
+        .expect(ocpLog().answers(ocpSmart()))
+        .expect(lookAtLog(0xC1, 512).breaks(gone()));
+    HealthMetricsJob job;
+    EXPECT_EQ(JobRun(job, JOBTYPE_GET_PROPERTIES).asking("DeviceStatus").on({&drive}), R"(0/0
+<Object category="Output">
+<Object category="status" key="S1" name="Health Sensors">
+<Property name="Category" value="0"/>
+<Property name="Code" value="70"/>
+<Property name="Message" value="The drive /dev/nvme0 is gone."/>
+</Object>
+</Object>)");
+}
+
 TEST(HealthMetricsJob, AFailingDriveDoesNotSpoilTheOthers) {
     FakeDrive first("S1", "/dev/nvme0");
     first.expect(lookAtLog(0x02, 512).breaks(gone()));
