@@ -33,7 +33,8 @@ class Document(unittest.TestCase):
             self.assertEqual(text, expected)
 
     def test_no_name_selects_two_pages(self):
-        names = [re.sub("[^a-z0-9]", "", name.lower()) for _, *both in pages() for name in both]
+        # A short name may be the name itself, as it counts.
+        names = [name for _, *both in pages() for name in {re.sub("[^a-z0-9]", "", name.lower()) for name in both}]
         self.assertEqual(sorted(names), sorted(set(names)))
         self.assertNotIn("list", names)
 
