@@ -2,6 +2,7 @@
 
 #include "features/nvme/Bytes.h"
 #include "features/nvme/LogPages.h"
+#include "features/nvme/NvmeVersions.h"
 #include "features/nvme/VelkoLogPages.h"
 #include "features/parsers/PersistentEventLog.h"
 #include "tests/support/Golden.h"
@@ -89,11 +90,11 @@ protected:
         if (row == nullptr) row = nvme::findVelkoLogPage(lid);
         if (row == nullptr) return dump(head(lid, lid == 0xC1 || lid == 0xC3 ? 512 : 4096));
         Bytes page = row->lengthBytes == 0 ? Bytes() : head(lid, row->lengthBytes);
+        const nvme::ControllerCapabilities controllerData(identity.data());
         if (row->wholeLength != nullptr) {
-            const nvme::ControllerCapabilities controllerData(identity.data());
             page = head(lid, static_cast<uint32_t>(row->wholeLength(controllerData, page.data())));
         }
-        return treeText(row->decode(payload(page)));
+        return treeText(row->decode(payload(page), nvme::majorAndMinor(controllerData.version)));
     }
     std::string ocpSmartText() {
         Bytes page = head(0xC0, 512);
