@@ -1,7 +1,5 @@
 // The logs that list what a controller supports: log pages, commands, features.
 
-#include "features/nvme/LogPages.h"
-
 #include <algorithm>
 #include <iterator>
 
@@ -9,6 +7,7 @@
 #include "features/nvme/Features.h"
 #include "features/nvme/FieldTable.h"
 #include "features/nvme/LogPageIds.h"
+#include "features/nvme/LogPages.h"
 #include "features/nvme/Opcodes.h"
 #include "features/nvme/Structures.h"
 #include "features/nvme/structures/CommandEffectsLog.h"
