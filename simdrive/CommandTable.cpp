@@ -33,7 +33,7 @@ TakeValue printable(const std::string& option, size_t maxBytes, std::string& tar
 
 std::string takeModel(const std::string& name, Description& description) {
     const Model* model = findModel(name);
-    if (model == nullptr) return "--model takes velko, ocp or nvme-1.4.";
+    if (model == nullptr) return "--model takes velko, ocp, nvme-1.4 or nvme-2.1.";
     description.setModel(model->id);
     return "";
 }
@@ -69,10 +69,10 @@ CommandDefinition defineCreate(CLI::App& command) {
     addOption(command, "firmware", printable("--firmware", REVISION_BYTES, options->drive.firmware));
     addOption(command, "serial", options->serial);
     addSwitch(command, "json", options->wantsJson);
-    return {R"(  nimbrel-simdrive create [NAME] [--model velko|ocp|nvme-1.4] [--size SIZE]
-                          [--serial SERIAL] [--model-number TEXT]
-                          [--firmware REVISION] [--controllers 1|2]
-                          [--count N] [--json]
+    return {R"(  nimbrel-simdrive create [NAME] [--model velko|ocp|nvme-1.4|nvme-2.1]
+                          [--size SIZE] [--serial SERIAL]
+                          [--model-number TEXT] [--firmware REVISION]
+                          [--controllers 1|2] [--count N] [--json]
       Makes drives: NAME, or with --count or without a name NAME-1, NAME-2, ...
       SIZE: bytes, or with K, M, G, T (powers of 1000), Ki, Mi, Gi, Ti (1024);
       1 MiB to 8 TiB, by default 16 GiB. Only what is written takes room.

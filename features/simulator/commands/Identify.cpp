@@ -1,6 +1,7 @@
 #include "features/simulator/commands/Identify.h"
 
 #include <algorithm>
+#include <array>
 #include <string>
 
 #include "features/nvme/Bytes.h"
@@ -10,11 +11,14 @@
 #include "features/nvme/StatusCodes.h"
 #include "features/nvme/structures/ControllerList.h"
 #include "features/nvme/structures/IdentifyController.h"
+#include "features/nvme/structures/IdentifyIndependentNamespace.h"
 #include "features/nvme/structures/IdentifyNamespace.h"
+#include "features/nvme/structures/IdentifyNvmController.h"
 #include "features/nvme/structures/NamespaceGranularityList.h"
 #include "features/nvme/structures/NamespaceIdentificationDescriptor.h"
 #include "features/nvme/structures/UuidList.h"
 #include "features/simulator/commands/Ana.h"
+#include "features/simulator/commands/LbaFormats.h"
 #include "features/simulator/context/ControllerIdentity.h"
 #include "features/simulator/store/Namespaces.h"
 #include "features/simulator/store/PaddedText.h"
@@ -26,6 +30,11 @@ using namespace nvme;
 namespace {
 
 constexpr uint32_t VERSION_1_4 = 0x00010400;
+constexpr uint32_t VERSION_2_1 = 0x00020100;
+/// Of the NVM command set.
+constexpr uint32_t VERSION_OF_COMMAND_SET = 0x00010100;
+/// The only one.
+constexpr uint16_t ENDURANCE_GROUP = 1;
 constexpr uint64_t PAGE_KIB = 4;
 
 uint8_t log2Of(uint64_t number) {
@@ -53,7 +62,7 @@ void putIdentity(const CommandContext& c, IdentifyController& id) {
     id.cmic = c.model.id == ModelId::VELKO ? 1 : 0;  // two ports, with a bridge between them
     id.mdts = c.description.maxTransferKib == 0 ? 0 : log2Of(c.description.maxTransferKib / PAGE_KIB);
     id.cntlid = c.controllerId;
-    id.ver = VERSION_1_4;
+    id.ver = isOfNvme21(c.model.id) ? VERSION_2_1 : VERSION_1_4;
     id.rtd3r = 500000;
     id.rtd3e = 2000000;
     // Namespace attribute, firmware activation and telemetry notices.
@@ -106,6 +115,17 @@ void putOptionalCapabilities(const CommandContext& c, IdentifyController& id) {
     }
 }
 
+/// What NVMe 2.0 and 2.1 added: endurance groups, more LBA formats, Flexible Data Placement, telemetry data area 4,
+/// media verification.
+void putCapabilitiesOf21(const CommandContext& c, IdentifyController& id) {
+    if (!isOfNvme21(c.model.id)) return;
+    id.ctratt = id.ctratt | 1U << 4 | 1U << 15 | 1U << 19;
+    id.endgidmax = ENDURANCE_GROUP;
+    id.megcap = c.description.sizeBytes;
+    if (c.description.supportsTelemetry) id.lpa |= 0x40;
+    if (c.description.supportsSanitize) id.sanicap = id.sanicap | SANICAP_VERIFICATION;
+}
+
 void putNvmCapabilities(const CommandContext& c, IdentifyController& id) {
     id.sqes = 0x66;
     id.cqes = 0x44;
@@ -143,7 +163,8 @@ CompletionEntry identifyController(CommandContext& c) {
 IdentifyNamespace commonNamespace(const CommandContext& c) {
     IdentifyNamespace id{};
     bool hasMetadata = false;
-    for (size_t i = 0; i < c.model.formatCount; ++i) {
+    const uint8_t formats = formatsForHost(c);
+    for (size_t i = 0; i < formats; ++i) {
         const LbaFormat& format = c.model.formats[i];
         id.lbaf[i].ms = format.metadataBytes;
         id.lbaf[i].lbads = format.dataShift;
@@ -151,7 +172,7 @@ IdentifyNamespace commonNamespace(const CommandContext& c) {
         hasMetadata = hasMetadata || format.metadataBytes != 0;
     }
     id.nsfeat = 0x08;  // identifiers are never used again
-    id.nlbaf = static_cast<uint8_t>(c.model.formatCount - 1);
+    id.nlbaf = static_cast<uint8_t>(formats - 1);
     id.mc = hasMetadata ? 0x03 : 0;
     id.dlfeat = c.model.hasOptions ? 0x09 : 0x01;  // zeros; Write Zeroes may deallocate
     return id;
@@ -162,7 +183,8 @@ void putNamespace(const CommandContext& c, uint32_t nsid, const NamespaceState& 
     id.nsze = part.size;
     id.ncap = part.capacity;
     id.nuse = c.media.blocksInUse(nsid);
-    id.flbas = static_cast<uint8_t>(part.format | (part.extendedMetadata ? 0x10 : 0));
+    id.flbas = flbasOf(part.format, part.extendedMetadata);
+    id.endgid = isOfNvme21(c.model.id) ? ENDURANCE_GROUP : uint16_t{0};
     id.dps = part.protection;
     id.nmic = part.isShared ? 1 : 0;
     id.fpi = 0x80;  // a format leaves nothing to do when it completes
@@ -228,6 +250,7 @@ CompletionEntry identifyDescriptors(CommandContext& c) {
     put(1, part->eui64);
     put(2, part->nguid);
     put(3, part->uuid);
+    if (isOfNvme21(c.model.id)) put(4, std::array<uint8_t, 1>{CSI_NVM});
     return {};
 }
 
@@ -269,12 +292,52 @@ CompletionEntry listUuids(CommandContext& c) {
     return {};
 }
 
+/// Zeros, of all formats and of what is not attached: guards of 16 bits, without storage tags.
+CompletionEntry identifyNvmNamespace(CommandContext& c) {
+    const bool isCommon = c.command.nsid == NSID_ALL && c.description.supportsNamespaceManagement;
+    return isBeyond(c) && !isCommon ? refusal(SC_INVALID_NAMESPACE) : CompletionEntry{};
+}
+
+CompletionEntry identifyNvmController(CommandContext& c) {
+    IdentifyNvmController id{};  // no limits
+    id.ver = VERSION_OF_COMMAND_SET;
+    putStructure(c.data.data(), id);
+    return {};
+}
+
+CompletionEntry identifyIndependentNamespace(CommandContext& c) {
+    constexpr uint8_t READY = 1;
+    if (isBeyond(c)) return refusal(SC_INVALID_NAMESPACE);
+    const NamespaceState* part = c.findAttached(c.command.nsid);
+    if (part == nullptr) return {};
+    std::vector<uint8_t> bytes;
+    putNamespace(c, c.command.nsid, *part, bytes);
+    const auto common = structureAt<IdentifyNamespace>(bytes.data());
+    IdentifyIndependentNamespace id{};
+    id.nsfeat = common.nsfeat;
+    id.nmic = common.nmic;
+    id.fpi = common.fpi;
+    id.anagrpid = common.anagrpid;
+    id.nsattr = common.nsattr;
+    id.endgid = common.endgid;
+    id.nstat = READY;
+    putStructure(c.data.data(), id);
+    return {};
+}
+
+/// The NVM command set alone.
+CompletionEntry listCommandSets(CommandContext& c) {
+    c.data[0] = 1U << CSI_NVM;
+    return {};
+}
+
 struct CnsRow {
     uint8_t cns;
     CompletionEntry (*run)(CommandContext& context);
     bool usesNsid;
     bool usesControllerId;
     bool ofNamespaceManagement;
+    bool ofNvme21 = false;
 };
 // clang-format off
 constexpr CnsRow STRUCTURES[] = {
@@ -282,12 +345,16 @@ constexpr CnsRow STRUCTURES[] = {
     {CNS_CONTROLLER,            identifyController,         false, false, false},
     {CNS_ACTIVE_NAMESPACES,     listActive,                 true,  false, false},
     {CNS_NAMESPACE_DESCRIPTORS, identifyDescriptors,        true,  false, false},
+    {CNS_COMMAND_SET_NAMESPACE, identifyNvmNamespace,       true,  false, false, true},
+    {CNS_COMMAND_SET_CONTROLLER, identifyNvmController,     false, false, false, true},
+    {CNS_INDEPENDENT_NAMESPACE, identifyIndependentNamespace, true, false, false, true},
     {CNS_ALLOCATED_NAMESPACES,  listAllocated,              true,  false, true},
     {CNS_ALLOCATED_NAMESPACE,   identifyAllocatedNamespace, true,  false, true},
     {CNS_NAMESPACE_CONTROLLERS, listControllersOfNamespace, true,  true,  true},
     {CNS_CONTROLLERS,           listControllers,            false, true,  true},
     {CNS_GRANULARITIES,         listGranularities,          false, false, true},
     {CNS_UUID_LIST,             listUuids,                  false, false, false},
+    {CNS_COMMAND_SET_COMBINATIONS, listCommandSets,         false, true,  false, true},
 };
 // clang-format on
 
@@ -298,6 +365,7 @@ std::vector<uint8_t> controllerStructure(const CommandContext& context) {
     putIdentity(context, identify);
     putAdminCapabilities(context, identify);
     putOptionalCapabilities(context, identify);
+    putCapabilitiesOf21(context, identify);
     putNvmCapabilities(context, identify);
     putPowerStates(context.model, identify);
     putAnaCapabilities(context, identify);
@@ -309,6 +377,7 @@ CompletionEntry identify(CommandContext& context) {
     for (const CnsRow& row : STRUCTURES) {
         if (row.cns != (command.cdw10 & 0xFF)) continue;
         if (row.ofNamespaceManagement && !context.description.supportsNamespaceManagement) break;
+        if (row.ofNvme21 && !isOfNvme21(context.model.id)) break;
         if (!row.usesNsid && command.nsid != 0) break;
         if (!row.usesControllerId && command.cdw10 >> 16 != 0) break;
         if (command.cdw11 != 0 || command.cdw14 != 0) break;  // NVM Set and UUID Index: of other structures

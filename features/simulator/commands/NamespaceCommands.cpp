@@ -6,6 +6,7 @@
 #include "features/nvme/NamespaceIds.h"
 #include "features/nvme/StatusCodes.h"
 #include "features/nvme/structures/IdentifyNamespace.h"
+#include "features/simulator/commands/LbaFormats.h"
 #include "features/simulator/commands/SelfTest.h"
 #include "features/simulator/context/AsyncEvents.h"
 #include "features/simulator/context/ControllerIdentity.h"
@@ -47,15 +48,16 @@ CompletionEntry readRequest(const CommandContext& context, NamespaceState& part)
     const auto wanted = structureAt<IdentifyNamespace>(context.data.data());
     part.size = wanted.nsze;
     part.capacity = wanted.ncap;
-    part.format = wanted.flbas & 0x0F;
+    part.format = formatOfFlbas(wanted.flbas);
     part.extendedMetadata = (wanted.flbas & FLBAS_EXTENDED) != 0;
     part.isShared = (wanted.nmic & NMIC_SHARED) != 0;
+    const uint8_t reservedOfFlbas = isOfNvme21(context.model.id) ? 0x80 : 0xE0;
     const bool hasReservedBits =
-        (wanted.flbas & 0xE0) != 0 || (wanted.nmic & ~NMIC_SHARED) != 0 || (wanted.dps & 0xF0) != 0;
+        (wanted.flbas & reservedOfFlbas) != 0 || (wanted.nmic & ~NMIC_SHARED) != 0 || (wanted.dps & 0xF0) != 0;
     if (hasReservedBits || !isRestZero(context.data) || part.size == 0 || part.capacity > part.size) {
         return refusal(SC_INVALID_FIELD);
     }
-    if (part.format >= context.model.formatCount || (wanted.dps & 7) != 0) {
+    if (part.format >= formatsForHost(context) || (wanted.dps & 7) != 0) {
         return refusal(SC_INVALID_FORMAT);
     }
     if (part.capacity != part.size) return refusal(SC_THIN_PROVISIONING_NOT_SUPPORTED);
@@ -155,12 +157,17 @@ CompletionEntry checkDetachment(const NamespaceState& part, uint8_t controllers)
     return (part.controllers & controllers) == controllers ? CompletionEntry{} : refusal(SC_NAMESPACE_NOT_ATTACHED);
 }
 
+/// Of Format NVM: its low four bits, and since NVMe 2.0 two above.
+uint8_t formatOf(const SubmissionEntry& command) {
+    return static_cast<uint8_t>((command.cdw10 & 0x0F) | (command.cdw10 >> 12 & 3) << 4);
+}
+
 CompletionEntry checkFormat(const CommandContext& context, uint32_t nsid) {
-    const uint32_t format = context.command.cdw10 & 0xF;
+    const uint8_t format = formatOf(context.command);
     const uint32_t protection = context.command.cdw10 >> 5 & 7;  // where it lies (PIL) does not count without any
     const uint32_t erase = context.command.cdw10 >> 9 & 7;
     if (erase > 2) return refusal(SC_INVALID_FIELD);
-    if (format >= context.model.formatCount || protection != 0) return refusal(SC_INVALID_FORMAT);
+    if (format >= formatsForHost(context) || protection != 0) return refusal(SC_INVALID_FORMAT);
     if (nsid != NSID_ALL && context.findAttached(nsid) == nullptr) return refusal(SC_INVALID_NAMESPACE);
     for (const auto& [id, part] : context.state.namespaces) {
         const bool isReached = part.isAttachedTo(context.controllerId) && (nsid == NSID_ALL || nsid == id);
@@ -172,7 +179,7 @@ CompletionEntry checkFormat(const CommandContext& context, uint32_t nsid) {
 /// The bytes stay as many as they are; the blocks change.
 void formatNamespace(CommandContext& context, uint32_t nsid) {
     NamespaceState& part = context.state.namespaces.at(nsid);
-    const auto format = static_cast<uint8_t>(context.command.cdw10 & 0xF);
+    const uint8_t format = formatOf(context.command);
     const uint64_t bytes = part.size << context.formatOf(part).dataShift;
     part.format = format;
     part.extendedMetadata = bit(context.command.cdw10, 4);

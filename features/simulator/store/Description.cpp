@@ -276,9 +276,9 @@ constexpr KeyRow switchRow(const char* key, const char* explanation) {
 // clang-format off
 const KeyRow KEYS[] = {
     // The first is read first, and sets the defaults of the others.
-    {"drive", "model", true, "\"velko\", \"ocp\" or \"nvme-1.4\"",
-     "The kind of drive: velko (the maker's vendor features), ocp (OCP Datacenter NVMe SSD 2.0) "
-     "or nvme-1.4 (nothing optional).",
+    {"drive", "model", true, "\"velko\", \"ocp\", \"nvme-1.4\" or \"nvme-2.1\"",
+     "The kind of drive: velko (the maker's vendor features), ocp (OCP Datacenter NVMe SSD 2.0), "
+     "nvme-1.4 (nothing optional) or nvme-2.1 (much of what NVMe 2.0 and 2.1 added).",
      [](Text text, D& d) { return takeModel(text, d); },
      [](const D& d) { return std::string(modelOf(d.model).name); }},
     {"drive", "serial-number", true, "1 to 20 visible characters", "",

@@ -36,7 +36,7 @@ struct Model {
     uint32_t criticalKelvin;  ///< CCTEMP
     uint32_t errorEntries;
     uint8_t formatCount;
-    LbaFormat formats[8];
+    LbaFormat formats[64];
     uint8_t powerStateCount;
     PowerState powerStates[8];
     /// The log pages, features, fields and NVM commands that the NVMe Base Specification 1.4 leaves to the controller,
@@ -52,6 +52,10 @@ inline constexpr uint16_t MAX_THERMAL_KELVIN = 353;
 inline constexpr uint32_t SANICAP = 0x60000007;
 /// Format NVM Attributes (FNA): cryptographic erase.
 inline constexpr uint8_t FORMAT_ATTRIBUTES = 0x04;
+/// What else SANICAP has on drives of NVMe 2.1: media verification.
+inline constexpr uint32_t SANICAP_VERIFICATION = 0x08;
+/// As many LBA formats a host sees that does not know of more.
+inline constexpr uint8_t PLAIN_FORMATS = 16;
 /// The largest persistent event log, in units of 64 KiB.
 inline constexpr uint32_t PERSISTENT_EVENT_LOG_64KIB = 4;
 

@@ -9,6 +9,11 @@ enum class ModelId : uint8_t {
     VELKO,     ///< with the maker's vendor features
     OCP,       ///< after the OCP Datacenter NVMe SSD specification 2.0
     NVME_1_4,  ///< with what the NVMe Base Specification 1.4 makes mandatory, and nothing else
+    NVME_2_1,  ///< with much of what 2.0 and 2.1 added, and nothing of a maker
 };
+
+inline bool isOfNvme21(ModelId model) {
+    return model == ModelId::NVME_2_1;
+}
 
 }  // namespace features::simulator

@@ -79,10 +79,12 @@ CompletionEntry checkThermalManagement(CommandContext&, FeatureValue& value) {
     return light != 0 && heavy != 0 && light >= heavy ? INVALID_FIELD : CompletionEntry{};
 }
 
-CompletionEntry checkHostBehavior(CommandContext&, FeatureValue& value) {
-    const bool isRestZero =
-        std::all_of(value.data.begin() + 1, value.data.end(), [](uint8_t byte) { return byte == 0; });
-    return value.data[0] <= 1 && isRestZero ? CompletionEntry{} : INVALID_FIELD;
+/// ACRE, and since NVMe 2.0 ETDAS and LBAFEE: each is 0 or 1.
+CompletionEntry checkHostBehavior(CommandContext& context, FeatureValue& value) {
+    const auto rest = value.data.begin() + (isOfNvme21(context.model.id) ? 3 : 1);
+    const bool areFlags = std::all_of(value.data.begin(), rest, [](uint8_t byte) { return byte <= 1; });
+    const bool isRestZero = std::all_of(rest, value.data.end(), [](uint8_t byte) { return byte == 0; });
+    return areFlags && isRestZero ? CompletionEntry{} : INVALID_FIELD;
 }
 
 CompletionEntry checkHostIdentifier(CommandContext&, FeatureValue& value) {

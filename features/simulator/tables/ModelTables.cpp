@@ -14,11 +14,14 @@ const DriveTables& tablesOf(ModelId model) {
     static const DriveTables VELKO{allCommands(), standardLogs(), velkoLogs(), standardFeatures(), velkoFeatures()};
     static const DriveTables OCP{allCommands(), standardLogs(), ocpLogs(), standardFeatures(), ocpFeatures()};
     static const DriveTables NVME_1_4{allCommands(), standardLogs(), {}, standardFeatures(), {}};
+    static const DriveTables NVME_2_1{allCommands(), standardLogs(), {}, standardFeatures(), {}};
     switch (model) {
         case ModelId::VELKO:
             return VELKO;
         case ModelId::OCP:
             return OCP;
+        case ModelId::NVME_2_1:
+            return NVME_2_1;
         case ModelId::NVME_1_4:
             break;
     }
