@@ -25,9 +25,9 @@ bool isOfDrive(const Row& row, const Description& description) {
 
 const CommandRow* findCommand(const DriveTables& tables, const Description& description, bool isAdmin, uint8_t opcode) {
     const auto* row = std::find_if(tables.commands.begin(), tables.commands.end(), [&](const CommandRow& each) {
-        return each.isAdmin == isAdmin && each.opcode == opcode;
+        return each.isAdmin == isAdmin && each.opcode == opcode && isOfDrive(each, description);
     });
-    return row != tables.commands.end() && isOfDrive(*row, description) ? row : nullptr;
+    return row != tables.commands.end() ? row : nullptr;
 }
 
 const LogRow* findLog(const CommandContext& context, uint8_t lid) {

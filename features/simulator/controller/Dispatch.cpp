@@ -3,9 +3,11 @@
 #include <optional>
 
 #include "features/nvme/Bytes.h"
+#include "features/nvme/Opcodes.h"
 #include "features/nvme/StatusCodes.h"
 #include "features/simulator/commands/Ana.h"
 #include "features/simulator/context/DriveTables.h"
+#include "features/simulator/logs/SanitizeVerification.h"
 
 namespace features::simulator {
 
@@ -38,13 +40,18 @@ std::optional<uint16_t> firstUndefinedBit(const SubmissionEntry& command, const 
     return std::nullopt;
 }
 
+/// A host that verifies the media reads what a sanitize operation left there.
+bool isReadOfVerification(const CommandContext& context) {
+    return !context.command.isAdmin && context.command.opcode == OPC_READ && isInMediaVerification(context.state);
+}
+
 }  // namespace
 
 CompletionEntry runCommand(CommandContext& context) {
     const SubmissionEntry& command = context.command;
     const CommandRow* row = findCommand(context.tables, context.description, command.isAdmin, command.opcode);
     if (row == nullptr) return refusal(SC_INVALID_OPCODE);
-    if (context.state.sanitize.isRunning && !row->mayRunDuringSanitize) {
+    if (context.state.sanitize.isRunning && !row->mayRunDuringSanitize && !isReadOfVerification(context)) {
         return passingRefusal(SC_SANITIZE_IN_PROGRESS);
     }
     if (const auto undefined = firstUndefinedBit(command, *row)) {

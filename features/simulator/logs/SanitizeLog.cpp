@@ -2,8 +2,10 @@
 
 #include <algorithm>
 
+#include "features/nvme/Bytes.h"
 #include "features/nvme/Units.h"
 #include "features/nvme/structures/SanitizeStatusLog.h"
+#include "features/simulator/logs/SanitizeVerification.h"
 
 namespace features::simulator {
 
@@ -25,7 +27,7 @@ uint64_t elapsedMs(const CommandContext& context) {
 
 /// Progress in 65,536ths.
 uint16_t progress(const CommandContext& context) {
-    if (!context.state.sanitize.isRunning) return PROGRESS_DONE;
+    if (!context.state.sanitize.isRunning || isInMediaVerification(context.state)) return PROGRESS_DONE;
     return static_cast<uint16_t>(std::min<uint64_t>(
         elapsedMs(context) * nvme::SANITIZE_PROGRESS_OF_ALL / durationMs(context), PROGRESS_DONE - 1));
 }
@@ -44,6 +46,17 @@ uint16_t statusOf(const CommandContext& context) {
     return static_cast<uint16_t>(sanitize.status | completed << 3 | (sanitize.globalDataErased ? 1 << 8 : 0));
 }
 
+/// AUSE decides in which of the two states the operation is processed.
+uint8_t sanitizeState(const CommandContext& context) {
+    constexpr uint8_t IDLE = 0;
+    constexpr uint8_t RESTRICTED_PROCESSING = 1;
+    constexpr uint8_t UNRESTRICTED_PROCESSING = 3;
+    constexpr uint8_t MEDIA_VERIFICATION = 5;
+    if (isInMediaVerification(context.state)) return MEDIA_VERIFICATION;
+    if (!context.state.sanitize.isRunning) return IDLE;
+    return bit(context.state.sanitize.command, 3) ? UNRESTRICTED_PROCESSING : RESTRICTED_PROCESSING;
+}
+
 }  // namespace
 
 bool isSanitizeOver(const CommandContext& context) {
@@ -56,6 +69,7 @@ CompletionEntry buildSanitizeLog(CommandContext& context, const LogRequest&, std
     log.sstat = statusOf(context);
     log.scdw10 = context.state.sanitize.command;
     log.overwriteTime = log.blockEraseTime = log.cryptoEraseTime = context.description.sanitizeSeconds;
+    if (isOfNvme21(context.description.model)) log.state = sanitizeState(context);
     log.overwriteTimeNoDeallocate = log.blockEraseTimeNoDeallocate = log.cryptoEraseTimeNoDeallocate = NO_ESTIMATE;
     page = bytesOf(log);
     return {};

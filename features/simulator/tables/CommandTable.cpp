@@ -32,6 +32,9 @@ constexpr uint32_t CSE_ALONE = 2 << 16;  // to be sent while no other command is
 bool isVelko(ModelId model) {
     return model == ModelId::VELKO;
 }
+bool isBeforeNvme21(ModelId model) {
+    return !isOfNvme21(model);
+}
 bool hasOptions(ModelId model) {
     return modelOf(model).hasOptions;
 }
@@ -67,10 +70,15 @@ constexpr CommandRow COMMANDS[] = {
               {0xF}},
     {true, OPC_KEEP_ALIVE, keepAlive, null, null, false, true, CSUPP,
               {}},
-    {true, OPC_FORMAT_NVM, formatNvm, &D::supportsFormat, null, true, false, CSUPP | LBCC | NCC | CSE_ALONE,
+    {true, OPC_FORMAT_NVM, formatNvm, &D::supportsFormat, isBeforeNvme21, true, false, CSUPP | LBCC | NCC | CSE_ALONE,
               {0xFFF}},
-    {true, OPC_SANITIZE, sanitize, &D::supportsSanitize, null, false, false, CSUPP | LBCC | CSE_ALONE,
+    {true, OPC_FORMAT_NVM, formatNvm, &D::supportsFormat, isOfNvme21, true, false, CSUPP | LBCC | NCC | CSE_ALONE,
+              {0x3FFF}},
+    {true, OPC_SANITIZE, sanitize, &D::supportsSanitize, isBeforeNvme21, false, false, CSUPP | LBCC | CSE_ALONE,
               {0x3FF, ~0U}},
+    // It leaves the Media Verification state, too.
+    {true, OPC_SANITIZE, sanitize, &D::supportsSanitize, isOfNvme21, false, true, CSUPP | LBCC | CSE_ALONE,
+              {0x7FF, ~0U}},
     {true, OPC_VELKO_FORCE_FLUSH, forceFlush, null, isVelko, false, false, CSUPP,
               {0x1}},
     {false, OPC_FLUSH, flush, null, null, true, false, CSUPP,
