@@ -5,11 +5,14 @@
 #include <string>
 #include <utility>
 
+#include "features/nvme/FeatureIds.h"
 #include "features/nvme/LogPageIds.h"
 #include "features/nvme/PersistentEventTypes.h"
 #include "features/nvme/StatusCodes.h"
+#include "features/nvme/structures/FeatureData.h"
 #include "features/nvme/structures/TelemetryLogHeader.h"
 #include "features/simulator/context/AsyncEvents.h"
+#include "features/simulator/context/FeatureValues.h"
 #include "features/simulator/context/Timestamp.h"
 #include "features/simulator/logs/ErrorLog.h"
 #include "features/simulator/logs/HealthLog.h"
@@ -25,6 +28,7 @@ namespace {
 
 constexpr size_t BLOCK_BYTES = sizeof(TelemetryLogHeader);
 constexpr uint8_t LSP_CREATE = 1;
+constexpr unsigned AREA_4 = 4;
 
 struct TelemetryState {
     static constexpr const char* NAME = "telemetry";
@@ -77,7 +81,12 @@ std::string factsText(const CommandContext& context) {
 void closeArea(std::vector<uint8_t>& page, unsigned area) {
     page.resize((page.size() + BLOCK_BYTES - 1) / BLOCK_BYTES * BLOCK_BYTES);
     auto header = structureAt<TelemetryLogHeader>(page.data());
-    header.lastBlock[area - 1] = static_cast<uint16_t>(page.size() / BLOCK_BYTES - 1);
+    const auto last = static_cast<uint32_t>(page.size() / BLOCK_BYTES - 1);
+    if (area == AREA_4) {
+        header.lastBlockOfArea4 = last;
+    } else {
+        header.lastBlock[area - 1] = static_cast<uint16_t>(last);
+    }
     putStructure(page.data(), header);
 }
 
@@ -114,12 +123,32 @@ bool capture(CommandContext& context, uint8_t lid, const char* reason, Telemetry
     // A persistent event log that is damaged, or that the drive does not support, leaves area 3 without more.
     if (const auto events = composePersistentEventLog(context)) append(page, *events);
     closeArea(page, 3);
+    if (isOfNvme21(context.model.id)) {
+        append(page, std::vector<uint8_t>(BLOCK_BYTES, 0x4A));
+        closeArea(page, AREA_4);
+    }
     if (!Snapshot(context, snapshotName(lid)).write(page)) return false;
     writeExtension(context.state, state);
     page.resize(BLOCK_BYTES);
     putGenerations(page, state);
     recordPersistentEvent(context, PersistentEvent::TELEMETRY_CREATED, timestampData(context), page);
     return true;
+}
+
+/// By Host Behavior Support.
+bool isArea4Enabled(const CommandContext& context) {
+    constexpr size_t AT_ETDAS = offsetof(HostBehaviorSupport, etdas);
+    const FeatureValue value = currentFeature(context, FID_HOST_BEHAVIOR_SUPPORT);
+    return value.data.size() > AT_ETDAS && value.data[AT_ETDAS] == 1;
+}
+
+/// What a host sees that has not said that it knows data area 4.
+void takeArea4Away(std::vector<uint8_t>& page) {
+    auto header = structureAt<TelemetryLogHeader>(page.data());
+    if (header.lastBlockOfArea4 == 0) return;
+    header.lastBlockOfArea4 = 0;
+    putStructure(page.data(), header);
+    page.resize((size_t{header.lastBlock[2]} + 1) * BLOCK_BYTES);
 }
 
 /// The stored capture, or a page without data areas.
@@ -130,6 +159,7 @@ CompletionEntry readCapture(CommandContext& context, uint8_t lid, const LogReque
     auto stored = snapshot.exists() ? snapshot.read() : emptyPage(context, lid, "");
     if (!stored || stored->size() < BLOCK_BYTES) return passingRefusal(SC_INTERNAL_ERROR);
     page = *std::move(stored);
+    if (!isArea4Enabled(context)) takeArea4Away(page);
     putGenerations(page, readExtension<TelemetryState>(context.state));
     return {};
 }
