@@ -33,6 +33,9 @@ bool hasFieldsOfModel(const CommandContext& context, const LogRequest& request) 
     return hasExtendedLogData(context) || (request.offset == 0 && request.length <= MAX_PLAIN_BYTES);
 }
 
+/// The only one, of drives that have any.
+constexpr uint16_t ENDURANCE_GROUP = 1;
+
 bool isVendorLog(uint8_t lid) {
     return lid >= FIRST_VENDOR_LID;
 }
@@ -55,8 +58,8 @@ CompletionEntry getLogPage(CommandContext& context) {
     const uint32_t maxUuidIndex = isVendorLog(lid) && context.model.id == ModelId::OCP ? 1 : 0;
     const bool isOfController = command.nsid == 0 || command.nsid == NSID_ALL;
     if (!isOfController || !hasFieldsOfModel(context, request) || command.cdw14 > maxUuidIndex ||
-        (request.lsp & ~row->definedLsp) != 0 || request.lsi != 0 || request.offset % 4 != 0 ||
-        !fitsTransfer(context, request.length)) {
+        (request.lsp & ~row->definedLsp) != 0 || request.lsi != (row->isOfGroup ? ENDURANCE_GROUP : 0) ||
+        request.offset % 4 != 0 || !fitsTransfer(context, request.length)) {
         return refusal(SC_INVALID_FIELD);
     }
     std::vector<uint8_t> page;

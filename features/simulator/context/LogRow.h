@@ -25,6 +25,7 @@ struct LogRow {
     uint8_t definedLsp;                ///< bits of the Log Specific Field that the page defines
     /// Fills the whole page; what was asked of it is cut out. What it changes in the state is saved.
     CompletionEntry (*build)(CommandContext& context, const LogRequest& request, std::vector<uint8_t>& page);
+    bool isOfGroup = false;  ///< the Log Specific Identifier names the drive's one endurance group; of others it is 0
 };
 
 }  // namespace features::simulator
