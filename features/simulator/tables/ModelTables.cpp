@@ -1,5 +1,6 @@
 #include "features/simulator/tables/ModelTables.h"
 
+#include "features/simulator/models/nvme21/Nvme21Features.h"
 #include "features/simulator/models/nvme21/Nvme21Logs.h"
 #include "features/simulator/models/ocp/OcpFeatures.h"
 #include "features/simulator/models/ocp/OcpLogs.h"
@@ -15,7 +16,8 @@ const DriveTables& tablesOf(ModelId model) {
     static const DriveTables VELKO{allCommands(), standardLogs(), velkoLogs(), standardFeatures(), velkoFeatures()};
     static const DriveTables OCP{allCommands(), standardLogs(), ocpLogs(), standardFeatures(), ocpFeatures()};
     static const DriveTables NVME_1_4{allCommands(), standardLogs(), {}, standardFeatures(), {}};
-    static const DriveTables NVME_2_1{allCommands(), standardLogs(), nvme21Logs(), standardFeatures(), {}};
+    static const DriveTables NVME_2_1{allCommands(), standardLogs(), nvme21Logs(), standardFeatures(),
+                                      nvme21Features()};
     switch (model) {
         case ModelId::VELKO:
             return VELKO;
