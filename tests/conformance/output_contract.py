@@ -31,9 +31,7 @@ NOT_SEEN = {
     "no simulated drive has this log page or feature; the layouts of tests/unit/features/nvme show it": (
         "Asymmetric Namespace Access", "Asymmetric Namespace Access > ANA Group *",
         "Asymmetric Namespace Access > ANA Group * > Namespaces", "Boot Partition Write Protection Config",
-        "Endurance Group Event Aggregate", "Endurance Group Event Aggregate > Endurance Groups",
-        "Endurance Group Event Configuration", "Endurance Group Information", "Host Memory Buffer", "LBA Range Type",
-        "LBA Range Type > LBA Range *", "LBA Status Information", "LBA Status Information > Namespace *",
+        "Host Memory Buffer", "LBA Range Type", "LBA Range Type > LBA Range *", "LBA Status Information", "LBA Status Information > Namespace *",
         "LBA Status Information > Namespace * > Range *", "LBA Status Information Attributes",
         "Namespace Write Protection Config", "Predictable Latency Event Aggregate",
         "Predictable Latency Event Aggregate > NVM Sets", "Predictable Latency Mode Config",
@@ -42,12 +40,8 @@ NOT_SEEN = {
         "OCP Telemetry String Log", "OCP Telemetry String Log > Events", "OCP Telemetry String Log > Statistics",
         "OCP Telemetry String Log > Vendor Unique Events", "Reservation Notification", "Reservation Notification Mask",
         "Reservation Persistence", "Changed Zone List", "Changed Zone List > Zones", "Command and Feature Lockdown",
-        "Command and Feature Lockdown > Identifiers", "Boot Partition Header", "FDP Configurations",
-        "FDP Configurations > Configuration *", "FDP Configurations > Configuration * > Reclaim Unit Handles",
-        "FDP Events", "FDP Events > Event *", "FDP Reclaim Unit Handle Usage",
-        "FDP Reclaim Unit Handle Usage > Reclaim Unit Handles", "FDP Statistics",
-        "Feature Identifiers Supported and Effects", "Media Unit Status", "Media Unit Status > Media Unit *",
-        "Media Unit Status > Media Unit * > Channels", "NVMe-MI Commands Supported and Effects",
+        "Command and Feature Lockdown > Identifiers", "Boot Partition Header", "Media Unit Status",
+        "Media Unit Status > Media Unit *", "Media Unit Status > Media Unit * > Channels",
         "Supported Log Pages > Details"),
     "no command line leads to these structures of Identify; the layouts of tests/unit/features/nvme show them": (
         "Command Set Independent Namespace *", "Domain List", "Domain List > Domain *", "I/O Command Set Combinations",
@@ -59,15 +53,17 @@ NOT_SEEN = {
         "OCP Firmware Activation History > Entry *",),
     "no command of the walk shows this feature; the layouts of tests/unit/features/nvme show it": (
         "Autonomous Power State Transition > Power State *", "Clear PCIe Correctable Error Counters", "Feature 0x*",
-        "Configurable Device Personality", "Controller Data Queue", "Flexible Data Placement",
-        "Flexible Data Placement Events", "Flexible Data Placement Events > Event *", "Host Behavior Support",
+        "Configurable Device Personality", "Controller Data Queue", "Endurance Group Event Configuration",
+        "Flexible Data Placement", "Flexible Data Placement Events", "Flexible Data Placement Events > Event *", "Host Behavior Support",
         "Host Identifier", "I/O Command Set Profile", "Key Value Configuration", "Namespace Admin Label",
         "Performance Characteristics", "Power Limit", "Power Loss Signaling Config", "Power Measurement",
         "Power Threshold", "Rate Limiting", "Spinup Control", "Voltage Measurement", "Voltage Threshold",
         "DSSD Asynchronous Event Configuration", "Idle Wake Up Time Configuration", "Latency Monitor", "Quick Format",
         "Reset CRC", "Sanitize Config", "Software Progress Marker", "Telemetry Profile"),
     "the drives of the walk have nothing to list": (
-        "Changed Namespace List > Namespaces", "Device Self-test > Result *"),
+        "Changed Namespace List > Namespaces", "Device Self-test > Result *",
+        "Endurance Group Event Aggregate > Endurance Groups", "FDP Events > Event *",
+        "NVMe-MI Commands Supported and Effects"),
     "wear takes more time than a test has; its unit test shows it": ("Endurance Analyzer",),
     "a simulated drive has no partitions and no file systems; tests/vm has drives with some": (
         "Partition *", "Health Scan > Data Integrity Scan"),
@@ -107,57 +103,7 @@ OCP_SMART_OF_2_5 = (
     ("DIUR", "Dies In Use Bad NAND Block - Raw Count"),
     ("DIUN", "Dies In Use Bad NAND Block - Normalized Value"),
 )
-# What log page 81h has since NVMe 2.1.
-SANITIZE_OF_2_1 = (
-    ("SSTAT Verification Cancelled", "The media verification was cancelled"),
-    ("ETPVDS", "Estimated Time For Post-Verification Deallocation"),
-    ("SSI State", "Sanitize state"),
-    ("SSI Failure", "Sanitize state in which the operation failed"),
-)
-# What NVMe 2.0 and 2.1 added to structures that drives of 1.4 have, too.
-OF_NVME_2 = {
-    "Asynchronous Event Configuration": ("NNSSHDN - Normal NVM Subsystem Shutdown",
-        "TTHRY - Temperature Threshold Hysteresis Recovery", "RASSN - Reachability Association",
-        "RGRP0 - Reachability Group", "ANSAN - Allocated Namespace Attribute Notices",
-        "ZDCN - Zone Descriptor Changed Notices", "DLPCN - Discovery notices",),
-    "Identify Controller": ("OAES Normal Shutdown - Normal NVM Subsystem Shutdown event",
-        "OAES Temperature Hysteresis - Temperature Threshold Hysteresis Recovery event",
-        "OAES Reachability - Reachability Groups Change Notices",
-        "OAES Allocated Namespaces - Allocated Namespace Attribute Notices",
-        "OAES Zone Descriptors - Zone Descriptor Changed Notices",
-        "OAES Discovery - Discovery Log Page Change Notices",
-        "CTRATT MDTS Without Metadata - Maximum Data Transfer Size is without metadata",
-        "CTRATT HMB Restrict - Host Memory Buffer is restricted to non-operational power states",
-        "CTRATT Reservations - Reservations and Host Identifier interaction", "CTRATT FDP - Flexible Data Placement",
-        "CTRATT Power Limit - Power Limit", "CTRATT Power Measurement - Power Measurement",
-        "CTRATT Voltage Measurement - Voltage Measurement", "BPCAP - Boot Partition Capabilities",
-        "BPCAP RPMB - Boot Partition write protection by RPMB",
-        "BPCAP Set Features - Boot Partition write protection by Set Features",
-        "NSSL - NVM Subsystem Shutdown Latency", "PLSI - Power Loss Signaling Information",
-        "CRCAP - Controller Reachability Capabilities", "CIU - Controller Instance Uniquifier",
-        "CIRN - Controller Instance Random Number", "OACS Live Migration - Host managed live migration",
-        "FRMW Multiple Updates - Overlapping firmware updates are detected",
-        "DSTO Host Refresh - Host-initiated refresh",
-        "SANICAP Verification - Media Verification state and Post-Verification Deallocation state",
-        "SANICAP Namespace Verification - Media verification of a namespace", "KPIOC - Key Per I/O Capabilities",
-        "MPTFAWR - Maximum Processing Time for Firmware Activation Without Reset",
-        "TMPTHHA - Temperature Threshold Hysteresis Attributes", "CQT - Command Quiesce Time",
-        "CDPA - Configurable Device Personality Attributes", "MUP - Maximum Unlimited Power",
-        "IPMSR - Interval Power Measurement Sample Rate", "MSMT - Maximum Stop Measurement Time",
-        "ONCS Copy Atomicity - Copy command with atomicity", "ONCS Fast Copy - Fast copy operations",
-        "ONCS Deallocate Size - Maximum size of a Write Zeroes with deallocation",
-        "ONCS Namespace Zeroes - Write Zeroes of a namespace", "OAQD - Optimal Aggregated Queue Depth",
-        "RHIRI - Recommended Host-Initiated Refresh Interval", "HIRT - Host-Initiated Refresh Time",
-        "CMMRTD - Controller Maximum Memory Range Tracking Descriptors",
-        "NMMRTD - NVM Subsystem Maximum Memory Range Tracking Descriptors",
-        "MINMRTG - Minimum Memory Range Tracking Granularity", "MAXMRTG - Maximum Memory Range Tracking Granularity",
-        "TRATTR - Tracking Attributes",),
-    "Identify Namespace *": ("KPIOS - Key Per I/O Status", "NULBAF - Number of Unique Attribute LBA Formats",
-        "KPIODAAG - Key Per I/O Data Access Alignment and Granularity",),
-    "Temperature Threshold": ("TMPTHH - Temperature Threshold Hysteresis",),
-}
 KEYS_NOT_SEEN = {
-    **OF_NVME_2,
     "Velko SSD": ("PCIAddress", "PCISlot", "PCILinkSpeed", "PCILinkSpeedMaximum", "PCILinkWidth", "PCILinkWidthMaximum",
                   "Bootloader", "ProductFamily"),  # a simulated drive sits nowhere
     # These have commands of their own, which do not show where the value comes from; -getfeature is not walked.
@@ -170,9 +116,9 @@ KEYS_NOT_SEEN = {
     "Namespace * > By-Id Names": ("Entry *",),
     "Autonomous Power State Transition": ("Power State *",),
     "Device Self-test": ("Result *",),  # the walk looks at a drive without results
+    "FDP Events": ("Event *",),
     "Supported Log Pages": ("Details",),
     "Error Information > Error *": ("CMDSET - Command Set Indicator", "OPC - Opcode of the command"),
-    "Sanitize Status": tuple(f"{name} - {meaning}" for name, meaning in SANITIZE_OF_2_1),
     "Drive Self-Test Result *": ("Segment Number - First segment that failed",),
     "OCP Error Recovery": ("Panic - What happened and what ends it", "PCNT - Panic Count", *(f"PPID{i} - Previous Panic ID N-{i}" for i in range(1, 5))),
     "OCP Firmware Activation History": ("Entry *",),
@@ -184,7 +130,7 @@ KEYS_NOT_SEEN = {
     "Health Scan > Logs": ("* - Not read", "Not completed"),
     "Health Scan > Read Scan - Namespace *": ("More Unreadable Ranges", "Ended", "Not completed"),
     "Namespace Identification Descriptors of Namespace *": (
-        "NIDT 0x* - Unknown identifier type", "NIDT 0x* - Damaged", "CSI - Command Set Identifier"),
+        "NIDT 0x* - Unknown identifier type", "NIDT 0x* - Damaged"),
 }
 # The fields of most kinds of events: see the last reason above.
 ANY_KEY_NOT_SEEN = "Persistent Event Log > Event *"

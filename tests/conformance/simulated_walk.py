@@ -15,7 +15,7 @@ from simulated import HOUR_MS, START_MS, SimulatedTestCase, firmware_image
 GOLDENS = pathlib.Path(__file__).with_name("golden") / "walk"
 REWRITE = os.environ.get("NIMBREL_REWRITE_GOLDENS") == "1"
 MEDIA_BYTES = 64 << 20
-OTHER_MODEL = {"ocp": "velko", "velko": "ocp"}
+OTHER_MODEL = {"ocp": "velko", "velko": "ocp", "nvme-2.1": "ocp"}
 PATTERN = bytes(range(1, 256)) * 33  # nowhere zero, and no two blocks alike
 
 
@@ -287,6 +287,14 @@ WALK = {
              "start -o json -scan Logs -velkossd 0 DirectoryPath=json"],
 }
 
+# Steps that a drive of NVMe 2.1 does not refuse as others do, and what is done there instead.
+OF_NVME_21 = {
+    "create -velkossd 0 -namespace Size=2048 LBAFormat=9":
+        Refused("create -velkossd 0 -namespace Size=2048 LBAFormat=16"),
+    "start -force -velkossd 0 -nvmeformat LBAFormat=9": Refused("start -force -velkossd 0 -nvmeformat LBAFormat=16"),
+    "dump -velkossd 0 -telemetrylog -dataarea 4": "dump -velkossd 0 -telemetrylog -dataarea 4",
+}
+
 # Rows without a command line, which the tool refuses whatever one types.
 NO_COMMAND_LINE = {42: "show -source t.bin -telemetrylog", 52: "delete -velkossd 0 -eraseassert",
                    53: "start -velkossd 0 -lowlevelformat", 54: "show -velkossd 0 -cyclereport",
@@ -358,6 +366,7 @@ class Walk(Transcripts):
     """One test for each row of WALK; a class for each model."""
 
     in_json = True
+    steps = {}  # done in place of others
 
     def setUp(self):
         super().setUp()
@@ -365,7 +374,7 @@ class Walk(Transcripts):
 
     def walk(self, row):
         self.tool("show", "-velkossd")  # makes the drive
-        self.compare(f"{self.name}/{row}.txt", "".join(self.step(step) for step in WALK[row]))
+        self.compare(f"{self.name}/{row}.txt", "".join(self.step(self.steps.get(step, step)) for step in WALK[row]))
 
     def test_what_has_no_command_line_is_refused_by_the_tool(self):
         self.compare(f"{self.name}/no command line.txt",
@@ -388,6 +397,12 @@ class OnTheOcpModel(Walk, SimulatedTestCase):
     name = "ocp"
 
 
+@add_tests
+class OnTheModelOfNvme21(Walk, SimulatedTestCase):
+    name = "nvme-2.1"
+    steps = OF_NVME_21
+
+
 class Table(unittest.TestCase):
     def test_holds_the_whole_catalogue(self):
         rows = tables.commands()
@@ -396,7 +411,7 @@ class Table(unittest.TestCase):
 
     def test_has_no_golden_too_many(self):
         names = {f"{row}.txt" for row in WALK} | {"no command line.txt"}
-        for model in ("velko", "ocp"):
+        for model in ("velko", "ocp", "nvme-2.1"):
             self.assertEqual({path.name for path in (GOLDENS / model).iterdir()}, names)
 
 
