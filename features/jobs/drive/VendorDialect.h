@@ -46,7 +46,7 @@ Result<FeatureAddress> requireVelkoFeature(nvme::Drive& drive, uint8_t fid, OcpG
                                            const ostrel::core::Status& missing);
 
 /// What an identifier means that was given without its owner. On a drive that has both dialects C0h to CAh are OCP's as
-/// far as its version of the specification defines them: the same number written in the maker's sense would do
+/// far as the OCP version that it reports defines them: the same number written in the maker's sense would do
 /// something else. Only for these the drive is asked for its log C0h; one that refuses it for another reason than that
 /// it has none leaves the question open: its refusal is returned.
 Result<FeatureAddress> addressOfFeature(nvme::Drive& drive, uint8_t fid, OcpGrounds grounds);
