@@ -1,10 +1,12 @@
 #include "ostrel/core/Globals.h"
 
-#include <boost/filesystem.hpp>
+#include <unistd.h>
 
 #include <array>
+#include <climits>
 #include <cstdio>
 #include <memory>
+#include <string_view>
 
 #include "ostrel/core/Logging.h"
 #include "ostrel/core/ScopeTrace.h"
@@ -13,11 +15,11 @@ namespace ostrel::core {
 
 std::string getExecutablePath() {
     OSTREL_TRACE();
-    boost::system::error_code error;
-    const auto program = boost::filesystem::read_symlink("/proc/self/exe", error);
-    if (error || !program.has_parent_path()) return "./";
-    const std::string directory = program.parent_path().string();
-    return directory == "/" ? directory : directory + '/';
+    std::array<char, PATH_MAX> target = {};
+    const ssize_t length = readlink("/proc/self/exe", target.data(), target.size());
+    const std::string_view program(target.data(), length > 0 ? static_cast<size_t>(length) : 0);
+    const size_t slash = program.rfind('/');
+    return slash == std::string_view::npos ? "./" : std::string(program.substr(0, slash + 1));
 }
 
 int callCommand(const std::string& command, std::string& output) {
