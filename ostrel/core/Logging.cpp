@@ -1,117 +1,32 @@
 #include "ostrel/core/Logging.h"
 
-#include <boost/core/null_deleter.hpp>
-#include <boost/log/attributes/clock.hpp>
-#include <boost/log/attributes/current_thread_id.hpp>
-#include <boost/log/core.hpp>
-#include <boost/log/expressions.hpp>
-#include <boost/log/sinks/sync_frontend.hpp>
-#include <boost/log/sinks/text_ostream_backend.hpp>
-#include <boost/log/sources/severity_logger.hpp>
-#include <boost/log/support/date_time.hpp>
-#include <boost/log/trivial.hpp>
-#include <boost/smart_ptr/make_shared.hpp>
-
 #include <iostream>
 
+#include "ostrel/core/LogCore.h"
 #include "ostrel/core/LogFileStream.h"
 
 namespace ostrel::core {
-
-namespace expressions = boost::log::expressions;
-namespace trivial = boost::log::trivial;
-
-static_assert(static_cast<int>(LOGSEVERITY_TRACE) == trivial::trace);
-static_assert(static_cast<int>(LOGSEVERITY_DEBUG) == trivial::debug);
-static_assert(static_cast<int>(LOGSEVERITY_INFO) == trivial::info);
-static_assert(static_cast<int>(LOGSEVERITY_WARNING) == trivial::warning);
-static_assert(static_cast<int>(LOGSEVERITY_ERROR) == trivial::error);
-static_assert(static_cast<int>(LOGSEVERITY_FATAL) == trivial::fatal);
 
 std::atomic<bool> loggingEnabled{false};
 
 namespace {
 
-using Backend = boost::log::sinks::text_ostream_backend;
-using Sink = boost::log::sinks::synchronous_sink<Backend>;
-using Logger = boost::log::sources::severity_logger_mt<trivial::severity_level>;
-
 struct LogState {
     std::string logFileName = "ostrel.log";
     std::string truncatedFileName;
     bool logAppend = true;
-    boost::shared_ptr<LogFileStream> logFile;
+    std::shared_ptr<LogFileStream> logFile;
     bool fileLogging = false;
-    boost::shared_ptr<std::ostream> stdStream{&std::clog, boost::null_deleter()};
+    std::shared_ptr<std::ostream> stdStream{std::shared_ptr<void>(), &std::clog};  // not owned
     bool stdStreamAttached = false;
     std::shared_ptr<std::ostringstream> memoryStream = std::make_shared<std::ostringstream>();
-    boost::shared_ptr<std::ostream> memoryTarget{memoryStream.get(), boost::null_deleter()};
     bool memoryStreamAttached = false;
     uint32_t logLevel = LOGSEVERITY_TRACE;
-    boost::shared_ptr<Sink> sink;
 };
 
 LogState& state() {
     static LogState theState;
     return theState;
-}
-
-Logger& logger() {
-    static Logger theLogger;
-    return theLogger;
-}
-
-void applyLogLevel(Sink& sink) {
-    const auto level = static_cast<trivial::severity_level>(state().logLevel);
-    sink.set_filter(expressions::attr<trivial::severity_level>("Severity") >= level);
-}
-
-struct LeaveCoreAtExit {
-    ~LeaveCoreAtExit() {
-        disableLogging();
-        if (state().sink) boost::log::core::get()->remove_sink(state().sink);
-    }
-};
-
-// Static objects of the program log when they are destroyed, and by then this file's own, or the library's thread-local
-// data, may be gone. The record, which is empty, makes all of these exist before the static object here, which is
-// therefore destroyed first. Where the library is shared, its core lives on after this code was unloaded.
-void leaveCoreAtExit() {
-    (void)logger().open_record(boost::log::keywords::severity = trivial::trace);
-    static const LeaveCoreAtExit leave;
-}
-
-boost::shared_ptr<Sink> makeSink() {
-    const auto made = boost::make_shared<Sink>();
-    made->locked_backend()->auto_flush(true);
-    made->set_formatter(expressions::stream
-                        << expressions::format_date_time<boost::posix_time::ptime>("TimeStamp", "%H:%M:%S:%f") << " ["
-                        << expressions::attr<trivial::severity_level>("Severity") << "] " << expressions::smessage);
-    applyLogLevel(*made);
-    return made;
-}
-
-// Made when it is first needed and not by initLogging(): most runs never log, and the library's core, its clocks and
-// its formatter would be a good part of their time.
-Sink& sink() {
-    if (state().sink) return *state().sink;
-    const auto made = makeSink();
-    logger().add_attribute("TimeStamp", boost::log::attributes::local_clock());
-    logger().add_attribute("ThreadID", boost::log::attributes::current_thread_id());
-    leaveCoreAtExit();
-    boost::log::core::get()->set_logging_enabled(false);
-    // Last, since any line above can run out of memory: a core that is shared would keep a sink that nothing removes,
-    // and call it after this code was unloaded.
-    boost::log::core::get()->add_sink(made);
-    state().sink = made;
-    return *made;
-}
-
-void attach(const boost::shared_ptr<std::ostream>& stream) {
-    sink().locked_backend()->add_stream(stream);
-}
-void detach(const boost::shared_ptr<std::ostream>& stream) {
-    sink().locked_backend()->remove_stream(stream);
 }
 
 }  // namespace
@@ -139,16 +54,16 @@ void openLogFile() {
     closeLogFile();
     const bool isTruncated = state().truncatedFileName == state().logFileName;
     state().truncatedFileName.clear();
-    const auto file = boost::make_shared<LogFileStream>(state().logFileName, state().logAppend || isTruncated);
+    const auto file = std::make_shared<LogFileStream>(state().logFileName, state().logAppend || isTruncated);
     if (!file->isOpen()) return;
-    attach(file);
+    logcore::addStream(file);
     state().logFile = file;
     state().fileLogging = true;
 }
 
 void closeLogFile() {
     if (!state().fileLogging) return;
-    detach(state().logFile);
+    logcore::removeStream(state().logFile);
     state().logFile.reset();
     state().fileLogging = false;
 }
@@ -158,37 +73,36 @@ void truncateLogFile(const std::string& name) {
 }
 
 void enableLogging() {
-    sink();
-    boost::log::core::get()->set_logging_enabled(true);
+    logcore::enable(disableLogging);
     loggingEnabled.store(true, std::memory_order_relaxed);
 }
 
 void disableLogging() {
     loggingEnabled.store(false, std::memory_order_relaxed);
-    if (state().sink) boost::log::core::get()->set_logging_enabled(false);
+    logcore::disable();
 }
 
 void attachStdStream() {
     if (state().stdStreamAttached) return;
-    attach(state().stdStream);
+    logcore::addStream(state().stdStream);
     state().stdStreamAttached = true;
 }
 
 void detachStdStream() {
     if (!state().stdStreamAttached) return;
-    detach(state().stdStream);
+    logcore::removeStream(state().stdStream);
     state().stdStreamAttached = false;
 }
 
 void attachMemoryStream() {
     if (state().memoryStreamAttached) return;
-    attach(state().memoryTarget);
+    logcore::addStream(state().memoryStream);
     state().memoryStreamAttached = true;
 }
 
 void detachMemoryStream() {
     if (!state().memoryStreamAttached) return;
-    detach(state().memoryTarget);
+    logcore::removeStream(state().memoryStream);
     state().memoryStreamAttached = false;
 }
 
@@ -201,7 +115,7 @@ std::shared_ptr<std::ostringstream> getMemoryStream() {
 
 void setLogLevel(uint32_t level) {
     state().logLevel = level;
-    if (state().sink) applyLogLevel(*state().sink);
+    logcore::setThreshold(level);
 }
 
 uint32_t getLogLevel() {
@@ -227,7 +141,7 @@ std::string_view baseFunctionName(std::string_view function) {
 void writeLogLine(LogSeverity severity, std::initializer_list<LogPart> parts) noexcept try {
     std::string line;
     for (const LogPart& part : parts) line.append(part.text());
-    BOOST_LOG_SEV(logger(), static_cast<trivial::severity_level>(severity)) << line;
+    logcore::write(severity, line);
 } catch (...) {
     // The error cannot be reported anywhere, and a scope trace logs from a destructor.
 }
