@@ -10,11 +10,6 @@ find_package(Boost 1.72 QUIET COMPONENTS log thread filesystem date_time)
 if(NOT Boost_FOUND)
   message(FATAL_ERROR "Boost 1.72 or later with log, thread, filesystem and date_time was not found: ${NIMBREL_SETUP_HINT}")
 endif()
-# Shared Boost for shared libraries of ours: the static one cannot be linked into them.
-foreach(part log thread filesystem)
-  string(TOUPPER ${part} name)
-  find_library(BOOST_${name}_SHARED libboost_${part}.so REQUIRED)
-endforeach()
 # Its header alone: the library is loaded when it is needed.
 find_path(BLKID_INCLUDE_DIR blkid/blkid.h)
 if(NOT BLKID_INCLUDE_DIR)
