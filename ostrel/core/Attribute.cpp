@@ -3,7 +3,9 @@
 #include <boost/multiprecision/cpp_int.hpp>
 
 #include <algorithm>
-#include <charconv>
+#include <cerrno>
+#include <cmath>
+#include <cstdlib>
 #include <cstring>
 #include <new>
 #include <optional>
@@ -168,20 +170,30 @@ OptionalPayload parseSigned(std::string_view text, unsigned widthBytes) {
     return parseInteger(text, widthBytes, 8 * widthBytes - 1);  // no sign is accepted, so its bit stays free
 }
 
+/// Digits and a point. By the C library, whose code every process has: std::from_chars() for this one number brings 20
+/// KiB and the whole mathematics library. The program keeps the locale "C", whose point is a point.
+std::optional<double> parseFraction(std::string_view text) {
+    OSTREL_TRACE();
+    if (text.empty() || text.find_first_not_of("0123456789.") != std::string_view::npos) return std::nullopt;
+    const std::string copy(text);
+    char* end = nullptr;
+    errno = 0;
+    const double number = std::strtod(copy.c_str(), &end);
+    const bool isOutOfRange = errno == ERANGE && (number == 0 || number == HUGE_VAL);
+    if (isOutOfRange || end != copy.c_str() + copy.size()) return std::nullopt;
+    return number;
+}
+
 OptionalPayload parseDouble(std::string_view text, unsigned widthBytes) {
     OSTREL_TRACE();
-    double number = 0;
-    const char* end = text.data() + text.size();
-    const auto result = std::from_chars(text.data(), end, number, std::chars_format::fixed);
-    const bool isFraction = result.ec == std::errc() && result.ptr == end &&
-                            text.find_first_not_of("0123456789.") == std::string_view::npos;
-    if (!isFraction) {
+    auto number = parseFraction(text);
+    if (!number) {
         const auto hex = parseNumber(text, 64);
         if (!hex) return std::nullopt;
         number = hex->convert_to<double>();
     }
     uint64_t bits = 0;
-    std::memcpy(&bits, &number, sizeof bits);
+    std::memcpy(&bits, &*number, sizeof bits);
     return littleEndian(bits, widthBytes);
 }
 
