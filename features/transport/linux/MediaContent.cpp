@@ -1,7 +1,6 @@
 #include "features/transport/linux/MediaContent.h"
 
 #include <blkid/blkid.h>
-#include <dlfcn.h>
 #include <fcntl.h>
 
 #include <cerrno>
@@ -10,6 +9,7 @@
 #include <memory>
 
 #include "features/nvme/Bytes.h"
+#include "ostrel/core/LoadedLibrary.h"
 #include "ostrel/core/SystemError.h"
 
 namespace features::transport {
@@ -19,13 +19,13 @@ namespace {
 /// libblkid as it is loaded.
 class Blkid {
 public:
-    explicit Blkid(const char* library) : handle_(::dlopen(library, RTLD_NOW | RTLD_LOCAL)) {
-        if (!handle_) return;
-        isComplete_ = load(newProbe, "blkid_new_probe") && load(freeProbe, "blkid_free_probe") &&
-                      load(setDevice, "blkid_probe_set_device") && load(sizeOf, "blkid_probe_get_size") &&
-                      load(enablePartitions, "blkid_probe_enable_partitions") &&
-                      load(setFlags, "blkid_probe_set_superblocks_flags") && load(probe, "blkid_do_probe") &&
-                      load(lookUp, "blkid_probe_lookup_value");
+    explicit Blkid(const char* library) : library_(library) {
+        isComplete_ = library_.load(newProbe, "blkid_new_probe") && library_.load(freeProbe, "blkid_free_probe") &&
+                      library_.load(setDevice, "blkid_probe_set_device") &&
+                      library_.load(sizeOf, "blkid_probe_get_size") &&
+                      library_.load(enablePartitions, "blkid_probe_enable_partitions") &&
+                      library_.load(setFlags, "blkid_probe_set_superblocks_flags") &&
+                      library_.load(probe, "blkid_do_probe") && library_.load(lookUp, "blkid_probe_lookup_value");
     }
 
     bool isComplete() const { return isComplete_; }
@@ -47,18 +47,8 @@ public:
     decltype(&::blkid_do_probe) probe = nullptr;
 
 private:
-    struct Close {
-        void operator()(void* handle) const { (void)::dlclose(handle); }  // nothing depends on it
-    };
-
-    template <typename Function>
-    bool load(Function& function, const char* name) {
-        function = reinterpret_cast<Function>(::dlsym(handle_.get(), name));
-        return function != nullptr;
-    }
-
     decltype(&::blkid_probe_lookup_value) lookUp = nullptr;
-    std::unique_ptr<void, Close> handle_;
+    ostrel::core::LoadedLibrary library_;
     bool isComplete_ = false;
 };
 
