@@ -4,16 +4,14 @@
 #include <string>
 #include <vector>
 
-#include "CLI/FeatureLibraryExchange.h"
-#include "ostrel/connections/linux/connection_dll_linux/Connection_DLL.h"
+#include "CLI/LoadedFeatureLibrary.h"
 #include "ostrel/interfaces/cli/cliframework/ResultBase.h"
 
 namespace cli {
 
-/// The one binding of the process to the feature library, which does all work on drives: finds it, loads it, hands
-/// over log and adapter paths, carries requests, and closes it at exit. FeatureLibrary.h is its interface.
-///
-/// The library runs as root: a file is loaded only when no other user can change it (ostrel::core::TrustedFile).
+/// The one binding of the process to the feature library, which does all work on drives: loads it
+/// (LoadedFeatureLibrary.h), hands over log and adapter paths, carries requests, and closes it at exit.
+/// FeatureLibrary.h is its interface.
 ///
 /// A library that cannot be loaded does not stop the tool: the failure is kept for the one command-line feature that
 /// needs a library, and there is no second try. What the library does inside a call, a crash included, happens in this
@@ -54,28 +52,13 @@ private:
     FeatureLibraryBinding();
 
     void listLibraryPaths();
-    void openFirstLibrary();
-    bool openLibrary(const std::string& path);
-    void passOver(const std::string& path, const std::string& reason);
-    void unloadLibrary() noexcept;
-    void callUnload();
-    void closeLibrary();
-    std::unique_ptr<framework::ResultBase> load();
-    std::unique_ptr<framework::ResultBase> checkVersion();
-    std::unique_ptr<framework::ResultBase> startLibrary();
     std::unique_ptr<framework::ResultBase> handOver();
     std::unique_ptr<framework::ResultBase> configureLog(const std::string& configText);
-    /// The function of that name, null when the library has none.
-    template <typename Function>
-    Function resolve(const char* name);
 
-    void* deviceManager_ = nullptr;  // stays null: the library builds its own
     std::vector<std::string> libraryPaths_;
     std::vector<std::string> lsiPaths_;
-    std::vector<std::string> passedOver_;  // "PATH: REASON"
-    std::unique_ptr<ostrel::connections::common::dll::Connection> connection_;
     std::unique_ptr<framework::ResultBase> loadError_;
-    FeatureLibraryFunctions functions_;
+    LoadedFeatureLibrary library_;
 };
 
 }  // namespace cli
