@@ -73,9 +73,8 @@ std::unique_ptr<ResultBase> FeatureLibraryBinding::sendRequest(const XmlObject& 
 }
 
 void FeatureLibraryBinding::disableLoggerIfOff() {
-    const auto configuration = system::readConfigFile();
-    if (configuration == nullptr || library_.functions().enableLogger == nullptr) return;
-    const std::string enableLog = system::getSetting(*configuration, system::SETTING_ENABLE_LOG);
+    if (library_.functions().enableLogger == nullptr) return;
+    const std::string enableLog = system::getSetting(system::getConfiguration(), system::SETTING_ENABLE_LOG);
     if (!ostrel::core::equals(enableLog, "false", true)) return;
     const auto error = callLibrary("EnableLogger", [this] { library_.functions().enableLogger("", 0, 0, 1); });
     if (error != nullptr) logMessage(LOGSEVERITY_ERROR, error->output());
@@ -88,22 +87,17 @@ void FeatureLibraryBinding::logPassedOver() const {
 }
 
 void FeatureLibraryBinding::listLibraryPaths() {
-    const auto configuration = system::readConfigFile();
-    if (configuration == nullptr) return;
-    if (findIgnoringCase(*configuration, system::SETTING_VELKO_SSD_FEATURES_PATH) == configuration->end()) return;
-    libraryPaths_ = featureLibraryPaths(system::getSetting(*configuration, system::SETTING_VELKO_SSD_FEATURES_PATH));
+    libraryPaths_ =
+        featureLibraryPaths(system::getSetting(system::getConfiguration(), system::SETTING_VELKO_SSD_FEATURES_PATH));
 }
 
 // Its error leaves a library that is loaded and may still be sent requests.
 std::unique_ptr<ResultBase> FeatureLibraryBinding::handOver() {
     const auto setLsiPath = library_.resolve<SetLSIPathFunction>("SetLSIPath");
-    const std::string configText = system::readConfigText();
     std::unique_ptr<ResultBase> result;
-    if (library_.functions().enableLogger != nullptr) result = configureLog(configText);
-    const auto configuration = system::parseConfigText(configText);
+    if (library_.functions().enableLogger != nullptr) result = configureLog();
     // Also after a log that was refused: requests may still be sent.
-    if (setLsiPath != nullptr && configuration != nullptr &&
-        system::isSettingOn(*configuration, system::SETTING_ENABLE_LSI_ADAPTER)) {
+    if (setLsiPath != nullptr && system::isSettingOn(system::getConfiguration(), system::SETTING_ENABLE_LSI_ADAPTER)) {
         for (const std::string& path : lsiPaths_) {
             auto error = callLibrary("SetLSIPath", [&] { setLsiPath(path.data(), path.size()); });
             if (result == nullptr) result = std::move(error);
@@ -112,14 +106,10 @@ std::unique_ptr<ResultBase> FeatureLibraryBinding::handOver() {
     return result;
 }
 
-std::unique_ptr<ResultBase> FeatureLibraryBinding::configureLog(const std::string& configText) {
-    if (configText.empty()) {
-        return failure(framework::ERRORCODE_INVALID_CONFIGURATION,
-                       "Invalid or corrupted configuration file. Please fix or delete: " + system::getConfigPath());
-    }
-    const auto configuration = system::parseConfigText(configText);
-    if (configuration == nullptr || !system::isSettingOn(*configuration, system::SETTING_ENABLE_LOG)) return nullptr;
-    const std::string path = system::getSetting(*configuration, system::SETTING_LOG_FILE);
+std::unique_ptr<ResultBase> FeatureLibraryBinding::configureLog() {
+    const auto& configuration = system::getConfiguration();
+    if (!system::isSettingOn(configuration, system::SETTING_ENABLE_LOG)) return nullptr;
+    const std::string path = system::getSetting(configuration, system::SETTING_LOG_FILE);
     if (ostrel::core::isSymbolicLink(path)) {
         return failure(framework::ERRORCODE_SYMBOLIC_LINK,
                        "Debug LogFile given is a symlink. Please resolve by deleting or removing symlink: " + path);

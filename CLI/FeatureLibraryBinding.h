@@ -53,7 +53,7 @@ private:
 
     void listLibraryPaths();
     std::unique_ptr<framework::ResultBase> handOver();
-    std::unique_ptr<framework::ResultBase> configureLog(const std::string& configText);
+    std::unique_ptr<framework::ResultBase> configureLog();
 
     std::vector<std::string> libraryPaths_;
     std::vector<std::string> lsiPaths_;

@@ -17,9 +17,7 @@ public:
     void disableLoggerIfOff() override { FeatureLibraryBinding::getInstance().disableLoggerIfOff(); }
 
     std::string getAdditionalModuleDirectory() override {
-        const auto settings = system::readConfigFile();
-        if (settings == nullptr) return "";
-        return system::getSetting(*settings, system::SETTING_ADDITIONAL_FW_MOD_DIR);
+        return system::getSetting(system::getConfiguration(), system::SETTING_ADDITIONAL_FW_MOD_DIR);
     }
 
     FlowResult sendRequest(const XmlObject& request, std::unique_ptr<XmlElement>& response,

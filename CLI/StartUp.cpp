@@ -17,9 +17,9 @@ void runStartUpRoutine() {
     // What the user chose stays; without memory for the variable there is no progress.
     (void)::setenv(FEATURE_LIBRARY_PROGRESS_VARIABLE, FEATURE_LIBRARY_PROGRESS_ON_STDERR, 0);
     const FeatureLibraryBinding& binding = FeatureLibraryBinding::getInstance();
-    const auto configuration = system::readConfigFile();
-    if (configuration == nullptr || !system::isSettingOn(*configuration, system::SETTING_ENABLE_LOG)) return;
-    const std::string logFile = system::getSetting(*configuration, system::SETTING_LOG_FILE);
+    const auto& configuration = system::getConfiguration();
+    if (!system::isSettingOn(configuration, system::SETTING_ENABLE_LOG)) return;
+    const std::string logFile = system::getSetting(configuration, system::SETTING_LOG_FILE);
     // Passed over in silence: the commands that need the library report the link.
     if (ostrel::core::isSymbolicLink(logFile)) return;
     ostrel::core::setLogFile(logFile, false);

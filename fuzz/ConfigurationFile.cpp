@@ -36,7 +36,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     using namespace cli::system;
     std::ofstream(path(), std::ios::binary).write(reinterpret_cast<const char*>(data), static_cast<long>(size));
     SystemFeature feature;
-    const auto error = loadConfigFile(feature, path());
+    ostrel::core::AttributeList settings;
+    const auto error = loadConfigFile(feature, path(), settings);
     if (error != nullptr) {
         check(error->getErrorCode() == 12, "a bad file is a corrupted one");
         return 0;
@@ -45,6 +46,6 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     check(ostrel::core::equals(feature.getSettings().begin()->first, SETTING_ENABLE_LOG, true), "the log comes first");
     (void)writeConfigFile(feature.getSettings(), path());  // a zero byte in a value is reason enough to fail
     SystemFeature again;
-    check(loadConfigFile(again, path()) == nullptr, "whether or not it was written again, the file is valid");
+    check(loadConfigFile(again, path(), settings) == nullptr, "whether or not it was written again, the file is valid");
     return 0;
 }

@@ -37,14 +37,6 @@ std::unique_ptr<XmlObject> parseRoot(const std::string& text) {
     return std::unique_ptr<XmlObject>(object);
 }
 
-// The settings of a text that passes every check, otherwise null.
-std::unique_ptr<AttributeList> parseValidSettings(const std::string& text) {
-    const auto root = parseRoot(text);
-    if (root == nullptr || root->getAttribute(ostrel::core::xml::KEY_NAME) != SETTINGS_TITLE) return nullptr;
-    auto settings = XmlConverter::xmlToAttributeList(*root);
-    return areSettingsValid(*settings) ? std::move(settings) : nullptr;
-}
-
 std::unique_ptr<ErrorResult> failure(int32_t code, const std::string& message, const std::string& path) {
     return std::make_unique<ErrorResult>(code, message + path, "");
 }
@@ -60,53 +52,66 @@ std::unique_ptr<ErrorResult> notCreated(const std::string& path) {
     std::_Exit(deliver(outcome, STDOUT_FILENO));
 }
 
+/// What the first look at the file left.
+struct Run {
+    std::string path = CONFIG_PATH;
+    AttributeList settings;
+};
+
+const Run& theRun() {
+    static const Run run = [] {
+        Run made;
+        if (const auto error = loadConfigFile(SystemFeature::getInstance(), made.path, made.settings))
+            endProcess(*error);
+        return made;
+    }();
+    return run;
+}
+
 }  // namespace
 
 const std::string& getConfigPath() {
-    static const std::string path = [] {
-        std::string thePath = std::string(TOOL_DIRECTORY) + "nimbrel_config.xml";
-        if (const auto error = loadConfigFile(SystemFeature::getInstance(), thePath)) endProcess(*error);
-        return thePath;
-    }();
-    return path;
+    return theRun().path;
 }
 
-std::unique_ptr<ErrorResult> loadConfigFile(SystemFeature& feature, const std::string& path) {
+const AttributeList& getConfiguration() {
+    return theRun().settings;
+}
+
+std::unique_ptr<ErrorResult> loadConfigFile(SystemFeature& feature, const std::string& path, AttributeList& settings) {
     std::string text;
     if (auto error = readConfigText(path, text)) return error;
     if (text.empty()) {
         // Tried twice: what made the first attempt fail may have been passing.
-        if (writeConfigFile(feature.getSettings(), path) || writeConfigFile(feature.getSettings(), path))
-            return nullptr;
-        return notCreated(path);
+        if (!writeConfigFile(feature.getSettings(), path) && !writeConfigFile(feature.getSettings(), path))
+            return notCreated(path);
+        settings = feature.getSettings();
+        return nullptr;
     }
-    auto settings = parseValidSettings(text);
-    if (settings == nullptr) {
+    auto valid = parseConfigText(text);
+    if (valid == nullptr) {
         return failure(framework::ERRORCODE_CORRUPT_CONFIGURATION,
                        "Configuration file given is corrupted. Please resolve by deleting or manually editing: ", path);
     }
-    feature.setSettings(std::move(*settings));
+    settings = *valid;
+    feature.setSettings(std::move(*valid));
     return nullptr;
 }
 
-std::unique_ptr<AttributeList> readConfigFile() {
-    return parseConfigText(readConfigText());
-}
-
-std::string readConfigText() {
+void checkConfigFile() {
     std::string text;
     if (const auto error = readConfigText(getConfigPath(), text)) endProcess(*error);
-    return text;
 }
 
 std::unique_ptr<ErrorResult> readConfigText(const std::string& path, std::string& text) {
     text.clear();
-    if (ostrel::core::isSymbolicLink(path)) {
+    TrustedFile file;
+    Status status = file.open(path, ostrel::core::SymbolicLink::REFUSE);
+    // A link is the reason that the user gets, whatever else is wrong with the path.
+    if (failed(status) && ostrel::core::isSymbolicLink(path)) {
         return failure(framework::ERRORCODE_SYMBOLIC_LINK,
                        "Configuration file given is a symlink. Please resolve by deleting or removing symlink: ", path);
     }
-    TrustedFile file;
-    Status status = file.open(path, ostrel::core::SymbolicLink::REFUSE);
     if (status.is(ostrel::core::CATEGORY_OS, ENOENT)) return nullptr;
     if (file.refused()) {
         return failure(framework::ERRORCODE_FILE_NOT_WRITTEN,
@@ -117,16 +122,10 @@ std::unique_ptr<ErrorResult> readConfigText(const std::string& path, std::string
 }
 
 std::unique_ptr<AttributeList> parseConfigText(const std::string& text) {
-    if (text.empty()) return nullptr;
-    // Start-up asks several times, and a run of the tool is too short to parse one text more than once.
-    static std::string knownText;
-    static std::unique_ptr<const AttributeList> known;
-    if (text != knownText) {
-        const auto root = parseRoot(text);
-        known = root != nullptr ? XmlConverter::xmlToAttributeList(*root) : nullptr;
-        knownText = text;
-    }
-    return known != nullptr ? std::make_unique<AttributeList>(*known) : nullptr;
+    const auto root = parseRoot(text);
+    if (root == nullptr || root->getAttribute(ostrel::core::xml::KEY_NAME) != SETTINGS_TITLE) return nullptr;
+    auto settings = XmlConverter::xmlToAttributeList(*root);
+    return areSettingsValid(*settings) ? std::move(settings) : nullptr;
 }
 
 bool writeConfigFile(const AttributeList& settings, const std::string& path) {
@@ -134,7 +133,7 @@ bool writeConfigFile(const AttributeList& settings, const std::string& path) {
     root->attributes[ostrel::core::xml::KEY_NAME] = SETTINGS_TITLE;
     const std::string text = root->toXmlString();
     // Not every value survives the way through the file: what the next run would refuse is not written in this one.
-    return parseValidSettings(text) != nullptr && succeeded(ostrel::core::writeFileAtomically(path, text));
+    return parseConfigText(text) != nullptr && succeeded(ostrel::core::writeFileAtomically(path, text));
 }
 
 }  // namespace cli::system

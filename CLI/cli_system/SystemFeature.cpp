@@ -164,7 +164,7 @@ std::unique_ptr<ResultBase> SystemFeature::writeConfig(const std::string& key, c
         setting->second.setType(ostrel::core::typeString());  // a file edited by hand may have another
         setting->second.setValue(value);
     }
-    (void)readConfigText();  // ends the process: what cannot be read is not replaced
+    checkConfigFile();  // ends the process: what cannot be read is not replaced
     if (!writeConfigFile(settings_, getConfigPath())) {
         return failure(ERRORCODE_FILE_NOT_WRITTEN,
                        "Failed to write Velko Nimbrel Tool configuration file. " + getConfigPath());

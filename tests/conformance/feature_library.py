@@ -20,8 +20,6 @@ LOG = "/var/log/VelkoSSDOSTREL.log"
 NOT_FOUND = "1 Error: Failed to find or load valid library: Velko.SSDFeatures.so.3.0.0--------"
 WRONG_VERSION = "1 Error: Invalid OSTREL Interface version."
 FUNCTION_MISSING = "1 Error: Failed to load OSTREL Interface functions."
-CONFIGURATION_LOST = ("4 Error: Invalid or corrupted configuration file. Please fix or delete: "
-                      "/opt/velko/nimbrel/nimbrel_config.xml")
 NOT_LOADED = "1 Error: OSTREL Interface not loaded"
 RECEIVE_FAILED = "2 Out of Memory: OSTREL Interface failure receiving XML Response. "
 LOG_IS_LINK = ("11 Error: Debug LogFile given is a symlink. Please resolve by deleting or removing symlink: "
@@ -342,23 +340,28 @@ class HandingOver(BindingTestCase):
         self.assertEqual(self.calls(), START + [SET_LSI_PATH, "Unload()"])
         self.assertEqual(self.calls(adapter), [])
 
-    def test_of_the_log_needs_the_configuration(self):
-        """The file was good when the run began, and is empty when the library asks for its log."""
+    def test_goes_by_the_configuration_that_the_run_began_with(self):
+        """One reading serves a run: what becomes of the file meanwhile counts from the next run on."""
         self.install(emptyConfigurationIn="Load")
         self.world.config.write_text(config(enable_log="true", lsi="true"))
-        self.assertEqual(self.probe("loadError", "disableLoggerIfOff"), f"loadError: {CONFIGURATION_LOST}\n")
-        self.assertEqual(self.calls(), START + ["Unload()"])
-        self.assertEqual(os.listdir(self.world.var_log), [], "the tool keeps no log either")
+        self.assertEqual(self.probe("loadError", "disableLoggerIfOff"), "loadError: null\n")
+        self.assertEqual(self.calls(), START + [LOGGER_ON, SET_LSI_PATH, "Unload()"])
+        self.assertEqual(os.listdir(self.world.var_log), ["VelkoSSDOSTREL.log"])
+        self.assertEqual(self.world.config.read_text(), "")
+        self.install()
+        self.probe("disableLoggerIfOff")
+        self.assertEqual(self.calls(), START + [LOGGER_OFF, "Unload()"])
+        self.assertEqual(self.world.config.read_text(), DEFAULTS)
 
-    def test_needs_a_configuration_that_others_cannot_change(self):
-        """Nor could they when the run began. It is read again after Load, and to open the tool's own log."""
-        for function, calls in (("Load", START), ("SetLSIPath", START + [LOGGER_ON, SET_LSI_PATH])):
+    def test_replaces_no_configuration_that_others_can_change(self):
+        """Nor could they when the run began. It is read again before it is replaced."""
+        for function in ("Load", "SetLSIPath"):
             self.install(shareConfigurationIn=function)
             self.world.config.write_text(config(enable_log="true", lsi="true"))
             self.world.config.chmod(0o600)
             before = self.world.config.read_text()
             self.check("set", "-system", "EnableLog=false", status=5, stdout=CHANGEABLE)
-            self.assertEqual(self.calls(), calls)
+            self.assertEqual(self.calls(), START + [LOGGER_ON, SET_LSI_PATH])
             self.assertEqual(self.world.config.read_text(), before)
 
     def test_of_the_log_ends_on_request(self):
@@ -571,9 +574,6 @@ class Commands(BindingTestCase):
         (self.world.var_log / "VelkoSSDOSTREL.log").symlink_to("/absent")
         self.install()
         self.check_command(LOG_IS_LINK)
-        self.world.config.write_text(config(enable_log="true"))
-        self.install(emptyConfigurationIn="Load")
-        self.check_command(CONFIGURATION_LOST)
 
     def test_report_what_went_wrong_with_a_request(self):
         self.install(firstCode=7)
