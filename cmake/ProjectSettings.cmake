@@ -68,6 +68,25 @@ if(NOT CMAKE_BUILD_TYPE STREQUAL "Debug" AND NOT NIMBREL_SANITIZE AND NOT NIMBRE
     -U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=$<IF:$<BOOL:${NIMBREL_HAS_FORTIFY_3}>,3,2>)
 endif()
 
+# link_for_start_up(TARGET): for what every command loads. The loader's time goes into the symbols that it looks up by
+# name, and nearly all of them are those of the C++ library. A compiler may come without the static one, and sanitizers
+# need the shared one. Relative relocations are packed where the linker knows how: a twentieth of the size.
+include(CheckCXXSourceCompiles)
+set(CMAKE_REQUIRED_LINK_OPTIONS -static-libstdc++ -static-libgcc)
+check_cxx_source_compiles("#include <iostream>\nint main() { std::cout << 1; }" NIMBREL_HAS_STATIC_CXX)
+set(CMAKE_REQUIRED_LINK_OPTIONS -Wl,--fatal-warnings -Wl,-z,pack-relative-relocs)
+check_cxx_source_compiles("int main() {}" NIMBREL_HAS_PACKED_RELOCATIONS)
+unset(CMAKE_REQUIRED_LINK_OPTIONS)
+function(link_for_start_up target)
+  target_link_options(${target} PRIVATE -Wl,--as-needed)
+  if(NIMBREL_HAS_STATIC_CXX AND NOT NIMBREL_SANITIZE)
+    target_link_options(${target} PRIVATE -static-libstdc++ -static-libgcc)
+  endif()
+  if(NIMBREL_HAS_PACKED_RELOCATIONS)
+    target_link_options(${target} PRIVATE -Wl,-z,pack-relative-relocs)
+  endif()
+endfunction()
+
 # project_library(NAME [OBJECT] SOURCES ... DEPENDS ...): a folder's target.
 function(project_library name)
   cmake_parse_arguments(ARG "OBJECT" "" "SOURCES;DEPENDS;PRIVATE_DEPENDS" ${ARGN})

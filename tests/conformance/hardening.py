@@ -72,6 +72,14 @@ class Hardening(unittest.TestCase):
         self.assertEqual(sorted(dynamic_symbols(LIBRARY, undefined=False)), EXPORTS)
 
     @hardened
+    def test_tool_and_library_load_nothing_but_the_c_library(self):
+        """Each further library would have its symbols looked up by name at every command."""
+        for path in (PROGRAMS[0], LIBRARY):
+            needed = set(re.findall(r"\(NEEDED\).*\[(.+)\]", readelf(path, "--dynamic")))
+            self.assertIn("libc.so.6", needed)
+            self.assertEqual({name for name in needed if not name.startswith(("libc.so.", "ld-linux", "ld64"))}, set())
+
+    @hardened
     def test_stacks_are_protected(self):
         for path in FILES:
             self.assertIn("__stack_chk_fail", dynamic_symbols(path, undefined=True), path)
