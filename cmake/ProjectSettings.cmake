@@ -12,6 +12,9 @@ if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND CMAKE_CXX_COMPILER_VERSION VERSION_G
   target_compile_options(project_settings INTERFACE $<$<COMPILE_LANGUAGE:CXX>:-Wno-overloaded-virtual>)
 endif()
 target_link_libraries(project_settings INTERFACE Threads::Threads)
+# A function that no program reaches is left out of it.
+target_compile_options(project_settings INTERFACE $<$<CONFIG:Release>:-ffunction-sections;-fdata-sections>)
+target_link_options(project_settings INTERFACE $<$<CONFIG:Release>:-Wl,--gc-sections>)
 # Objects end up in the tool and in a shared library alike.
 set(CMAKE_POSITION_INDEPENDENT_CODE ON)
 set(CMAKE_CXX_EXTENSIONS OFF)
