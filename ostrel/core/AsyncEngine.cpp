@@ -20,8 +20,10 @@ using CommandQueue = std::deque<OwnedCommand>;
 // without a notification.
 const boost::posix_time::milliseconds SENDER_WAIT(500);
 
-// The engine that the present thread works for, if any.
-thread_local const AsyncEngine* engineOfThisThread = nullptr;
+// The engine that the present thread works for, if any. By this model a shared library's thread-local data, that of the
+// C++ library in it too, is in the block that each thread has from its start. By the usual one the first use would ask
+// for memory, and the C library ends the process where there is none.
+[[gnu::tls_model("initial-exec")]] thread_local const AsyncEngine* engineOfThisThread = nullptr;
 
 // Lowers a flag that waiting threads look at. Under their mutex, so that none of them can be caught between its look
 // at the flag and its sleep, where it would miss the wake-up that follows.

@@ -79,6 +79,10 @@ class Hardening(unittest.TestCase):
             self.assertIn("libc.so.6", needed)
             self.assertEqual({name for name in needed if not name.startswith(("libc.so.", "ld-linux", "ld64"))}, set())
 
+    def test_library_has_its_thread_local_data_without_asking_for_memory(self):
+        """The C library ends a process that has none left at the first use of other data."""
+        self.assertRegex(readelf(LIBRARY, "--dynamic"), r"\(FLAGS\).*\bSTATIC_TLS\b")
+
     @hardened
     def test_stacks_are_protected(self):
         for path in FILES:
