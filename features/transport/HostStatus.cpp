@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <string_view>
 
 #include "ostrel/core/SystemError.h"
 
@@ -37,7 +38,7 @@ constexpr Status (*OTHER_ERRORS[])() = {statuses::noConnectionToOpen, statuses::
                                         statuses::invalidTransferSize, statuses::systemRescanFailed};
 
 /// What the words of category 1 begin with, for users of the simulated drives' files alone.
-const std::string PREFIX = "System error. ";
+constexpr std::string_view PREFIX = "System error. ";
 
 const HostErrorRow* rowOf(int error) {
     const auto* row =

@@ -13,6 +13,9 @@ hardened = unittest.skipUnless(IS_HARDENED, "a build for development: not optimi
 
 EXPORTS = ["EnableLogger", "GetVer", "Load", "ReceiveXMLMessage", "RegisterDeviceManager", "SendXMLMessage",
            "SetLSIPath", "Unload"]
+# Include <iostream>, or the part of Boost.PropertyTree that has boost::none, through a header of Boost's.
+FOREIGN_OBJECTS = {"Attribute.cpp", "CommandResult.cpp", "EnduranceAnalyzerJob.cpp", "Logging.cpp", "Description.cpp",
+                   "ErasureRecord.cpp", "ErrorInjectionList.cpp", "File.cpp", "XmlElement.cpp", "XmlReader.cpp"}
 # The first instruction of a function that an indirect call may reach: ENDBR64 of x86-64; PACIASP or BTI C of AArch64.
 LANDINGS = {"Advanced Micro Devices X86-64": [b"\xf3\x0f\x1e\xfa"],
             "AArch64": [b"\x3f\x23\x03\xd5", b"\x5f\x24\x03\xd5"]}
@@ -82,6 +85,13 @@ class Hardening(unittest.TestCase):
     def test_library_has_its_thread_local_data_without_asking_for_memory(self):
         """The C library ends a process that has none left at the first use of other data."""
         self.assertRegex(readelf(LIBRARY, "--dynamic"), r"\(FLAGS\).*\bSTATIC_TLS\b")
+
+    @hardened
+    def test_library_constructs_nothing_when_it_is_loaded(self):
+        """Its static objects are constants, or made when they are first needed. Those of the C++ library and of Boost
+        are not ours: std::ios_base::Init of <iostream>, and boost::none."""
+        sources = set(re.findall(r" _GLOBAL__sub_I_(\w+\.cpp)$", readelf(LIBRARY, "--syms"), re.M))
+        self.assertEqual(sources - FOREIGN_OBJECTS, set())
 
     @hardened
     def test_stacks_are_protected(self):
