@@ -17,6 +17,7 @@ public:
     ///
     /// In a user namespace that does not map all users the files of all others show one owner, root's among them: the
     /// unmapped owner. Which namespace this is can only be read from /proc: without it there is no unmapped owner.
+    /// They are looked for once in a process, which changes neither its user nor its namespace.
     static TrustedOwners ofThisProcess();
 
     explicit TrustedOwners(std::vector<uid_t> users, std::optional<uid_t> unmappedOwner = std::nullopt);

@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <sstream>
 #include <string>
+#include <string_view>
 #include <utility>
 
 #include "ostrel/core/File.h"
@@ -25,8 +26,19 @@ std::string readProcFile(const char* path) {
     return text;
 }
 
+/// The namespace of the machine, which maps all users. Its number is a constant of the kernel (PROC_USER_INIT_INO). The
+/// link is read and not followed: AppArmor has no path for what it leads to.
+bool isInitialUserNamespace() {
+    OSTREL_TRACE();
+    constexpr std::string_view INITIAL_USER_NAMESPACE = "user:[4026531837]";
+    char target[64];
+    const ssize_t length = readlink("/proc/self/ns/user", target, sizeof target);
+    return length > 0 && std::string_view(target, static_cast<size_t>(length)) == INITIAL_USER_NAMESPACE;
+}
+
 std::optional<uid_t> findUnmappedOwner() {
     OSTREL_TRACE();
+    if (isInitialUserNamespace()) return std::nullopt;
     constexpr uid_t DEFAULT_OVERFLOW_USER = 65534;
     std::istringstream map(readProcFile("/proc/self/uid_map"));
     uint64_t mapped = 0;
@@ -43,10 +55,13 @@ std::optional<uid_t> findUnmappedOwner() {
 
 TrustedOwners TrustedOwners::ofThisProcess() {
     OSTREL_TRACE();
-    std::vector<uid_t> users = {0, geteuid()};
-    struct stat executable = {};
-    if (stat("/proc/self/exe", &executable) == 0) users.push_back(executable.st_uid);
-    return TrustedOwners(std::move(users), findUnmappedOwner());
+    static const TrustedOwners owners = [] {
+        std::vector<uid_t> users = {0, geteuid()};
+        struct stat executable = {};
+        if (stat("/proc/self/exe", &executable) == 0) users.push_back(executable.st_uid);
+        return TrustedOwners(std::move(users), findUnmappedOwner());
+    }();
+    return owners;
 }
 
 TrustedOwners::TrustedOwners(std::vector<uid_t> users, std::optional<uid_t> unmappedOwner)
