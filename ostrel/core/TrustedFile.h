@@ -1,5 +1,7 @@
 #pragma once
 
+#include <sys/stat.h>
+
 #include <string>
 #include <utility>
 
@@ -45,7 +47,7 @@ private:
 
     Status walk(Kind kind);
     Status step(const std::string& name, Kind kind, const std::string& place);
-    Status check(Kind kind, bool isLast, const std::string& place);
+    Status check(const struct stat& about, Kind kind, bool isLast, const std::string& place);
     Status refuse(const std::string& reason);
 
     TrustedOwners owners_;

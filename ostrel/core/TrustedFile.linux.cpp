@@ -8,6 +8,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <memory>
+#include <string_view>
 
 #include "ostrel/core/PathStatus.h"
 #include "ostrel/core/ScopeTrace.h"
@@ -44,6 +45,18 @@ int resolveFolders(const std::string& path, std::string& real) {
     return error;
 }
 
+/// Absolute, and without a component that resolve() would take away. It may have links.
+bool isPlain(const std::string& path) {
+    OSTREL_TRACE();
+    if (path.empty() || path.front() != '/') return false;
+    for (size_t begin = 1, end = 0; end < path.size(); begin = end + 1) {
+        end = std::min(path.find('/', begin), path.size());
+        const std::string_view name = std::string_view(path).substr(begin, end - begin);
+        if (name.empty() || name == "." || name == "..") return false;
+    }
+    return true;
+}
+
 std::string octal(mode_t mode) {
     OSTREL_TRACE();
     char text[16] = {};
@@ -56,6 +69,12 @@ std::string octal(mode_t mode) {
 Status TrustedFile::open(const std::string& path, SymbolicLink link) {
     OSTREL_TRACE();
     refused_ = false;
+    if (isPlain(path)) {
+        // Most paths have no link. One that has, and any other failure, is for the walk after the links are resolved.
+        realPath_ = path;
+        if (succeeded(walk(Kind::FILE))) return Status();
+        refused_ = false;
+    }
     const int error = link == SymbolicLink::FOLLOW ? resolve(path, realPath_) : resolveFolders(path, realPath_);
     return error != 0 ? pathStatus("open", path, error) : walk(Kind::FILE);
 }
@@ -70,16 +89,21 @@ Status TrustedFile::openFolder(const std::string& path) {
 Status TrustedFile::walk(Kind kind) {
     OSTREL_TRACE();
     isAboveShared_ = false;
-    descriptor_ = FileDescriptor(::open("/", FOLDER_FLAGS));
-    if (!descriptor_.isOpen()) return pathStatus("open", "/", errno);
-    Status status = check(Kind::FOLDER, realPath_.size() == 1, "/");
+    descriptor_ = FileDescriptor();
+    const bool isRoot = realPath_.size() == 1;
+    if (isRoot) descriptor_ = FileDescriptor(::open("/", FOLDER_FLAGS));
+    struct stat root = {};
+    if (isRoot != descriptor_.isOpen() || stat("/", &root) != 0) return pathStatus("open", "/", errno);
+    Status status = check(root, Kind::FOLDER, isRoot, "/");
     for (size_t begin = 1; succeeded(status) && begin < realPath_.size();) {
         const size_t end = std::min(realPath_.find('/', begin), realPath_.size());
         const bool isLast = end == realPath_.size();
         const Kind kindHere = isLast ? kind : Kind::FOLDER;
         const std::string place = realPath_.substr(0, end);
-        status = step(realPath_.substr(begin, end - begin), kindHere, place);
-        if (succeeded(status)) status = check(kindHere, isLast, place);
+        status = step(descriptor_.isOpen() ? realPath_.substr(begin, end - begin) : place, kindHere, place);
+        struct stat about = {};
+        if (succeeded(status) && fstat(descriptor_.get(), &about) != 0) status = pathStatus("open", place, errno);
+        if (succeeded(status)) status = check(about, kindHere, isLast, place);
         begin = end + 1;
     }
     return status;
@@ -87,24 +111,22 @@ Status TrustedFile::walk(Kind kind) {
 
 Status TrustedFile::step(const std::string& name, Kind kind, const std::string& place) {
     OSTREL_TRACE();
+    const int above = descriptor_.isOpen() ? descriptor_.get() : AT_FDCWD;  // from "/" on the name is a path
     if (kind == Kind::FILE) {
         // Before it is opened: the opening of a device can do something.
         struct stat about = {};
-        if (fstatat(descriptor_.get(), name.c_str(), &about, AT_SYMLINK_NOFOLLOW) != 0)
-            return pathStatus("open", place, errno);
+        if (fstatat(above, name.c_str(), &about, AT_SYMLINK_NOFOLLOW) != 0) return pathStatus("open", place, errno);
         if (S_ISLNK(about.st_mode)) return pathStatus("open", place, ELOOP);
         if (!S_ISREG(about.st_mode)) return notRegular(place);
     }
-    FileDescriptor next(openat(descriptor_.get(), name.c_str(), kind == Kind::FILE ? FILE_FLAGS : FOLDER_FLAGS));
+    FileDescriptor next(openat(above, name.c_str(), kind == Kind::FILE ? FILE_FLAGS : FOLDER_FLAGS));
     if (!next.isOpen()) return pathStatus("open", place, errno);
     descriptor_ = std::move(next);
     return Status();
 }
 
-Status TrustedFile::check(Kind kind, bool isLast, const std::string& place) {
+Status TrustedFile::check(const struct stat& about, Kind kind, bool isLast, const std::string& place) {
     OSTREL_TRACE();
-    struct stat about = {};
-    if (fstat(descriptor_.get(), &about) != 0) return pathStatus("open", place, errno);
     if (kind == Kind::FILE && !S_ISREG(about.st_mode)) return notRegular(place);
     const bool isTrusted = owners_.contains(about.st_uid) || (owners_.isUnmapped(about.st_uid) && !isAboveShared_);
     if (!isTrusted) return refuse("'" + place + "' belongs to user " + std::to_string(about.st_uid));
