@@ -30,15 +30,17 @@ int readAll(int file, std::string& text) {
     OSTREL_TRACE();
     struct stat properties = {};
     if (fstat(file, &properties) != 0) return errno;
-    // One byte more than expected, so that the end is noticed without growing.
-    size_t room = static_cast<size_t>(properties.st_size) + 1;
-    for (size_t length = 0;; room = 65536) {
-        text.resize(length + room);
-        const ssize_t count = read(file, text.data() + length, room);
+    // One byte more than expected, so that the end is noticed without growing. Files of /proc have no size.
+    text.resize(properties.st_size > 0 ? static_cast<size_t>(properties.st_size) + 1 : 4096);
+    for (size_t length = 0;;) {
+        if (length == text.size()) text.resize(length + 65536);
+        const ssize_t count = read(file, text.data() + length, text.size() - length);
         const int error = errno;
         if (count > 0) length += static_cast<size_t>(count);
         if (count < 0 && error != EINTR) return error;
-        if (count == 0) {
+        // There was room for more.
+        const bool isWhole = S_ISREG(properties.st_mode) && count > 0 && count == properties.st_size;
+        if (count == 0 || isWhole) {
             text.resize(length);
             return 0;
         }
