@@ -425,6 +425,9 @@ CommandPart toCommandPart(const PartRow& row) {
 
 CommandSpec toCommandSpec(const CommandRow& row) {
     CommandSpec spec(row.id, std::string(row.name), std::string(row.verb), std::string(row.help));
+    spec.options.reserve(2 + std::size(row.options));  // those of all commands, "-help" and "-output", too
+    spec.targets.reserve(std::size(row.targets));
+    spec.properties.reserve(std::size(row.properties));
     spec.addOption(framework::OPTION_HELP);
     for (const CommandPart* option : row.options)
         if (option != nullptr) spec.addOption(*option);
