@@ -1,13 +1,11 @@
 #include "ostrel/core/xml/XmlReader.h"
 
+#include <boost/property_tree/detail/rapidxml.hpp>
 #include <boost/property_tree/xml_parser.hpp>
 
-#include <istream>
-#include <iterator>
 #include <stdexcept>
-#include <streambuf>
+#include <string_view>
 #include <utility>
-#include <vector>
 
 #include "ostrel/core/ScopeTrace.h"
 #include "ostrel/core/xml/XmlList.h"
@@ -20,146 +18,130 @@ namespace ostrel::core::xml {
 
 namespace {
 
-/// What Boost's XML reader fills here: those operations of a property tree that the reader calls, on plain vectors. A
-/// property tree keeps an index by name at every node and attribute, which is unused here: it takes three times
-/// the memory, and more time to build and to take down than all the rest.
-class ReaderTree {
-public:
-    using key_type = std::string;
-    using Children = std::vector<std::pair<std::string, ReaderTree>>;
+namespace rapidxml = boost::property_tree::detail::rapidxml;
+using Node = rapidxml::xml_node<char>;
+using Document = rapidxml::xml_document<char>;
 
-    ReaderTree() = default;
-    explicit ReaderTree(std::string data) : data_(std::move(data)) {}
-
-    Children::iterator push_back(Children::value_type child) {
-        OSTREL_TRACE();
-        children_.push_back(std::move(child));
-        return std::prev(children_.end());
-    }
-    void swap(ReaderTree& other) { std::swap(*this, other); }
-    std::string& data() { return data_; }
-
-    Children& children() { return children_; }
-
-private:
-    std::string data_;
-    Children children_;
-};
-
-/// A text to read from, in place: a string stream would copy a message of any size once more.
-class TextBuffer : public std::streambuf {
-public:
-    explicit TextBuffer(const std::string& text) {
-        OSTREL_TRACE();
-        char* const begin = const_cast<char*>(text.data());  // the get area is never written
-        setg(begin, begin, begin + text.size());
-    }
-};
-
-/// A text that is freed once it has been read to its end: Boost's reader takes all of it before it parses.
-class OwnTextBuffer : public TextBuffer {
-public:
-    explicit OwnTextBuffer(std::string& text) : TextBuffer(text), text_(text) {}
-
-protected:
-    int_type underflow() override {
-        OSTREL_TRACE();
-        setg(nullptr, nullptr, nullptr);
-        std::string().swap(text_);
-        return traits_type::eof();
-    }
-
-private:
-    std::string& text_;
-};
+// boost::property_tree::read_xml() with trim_whitespace is this parser with these flags, between a copy of the text and
+// a tree of nodes with an index each. fuzz/XmlMessage.cpp compares the two.
+constexpr int PARSER_FLAGS =
+    rapidxml::parse_normalize_whitespace | rapidxml::parse_trim_whitespace | rapidxml::parse_comment_nodes;
 
 void checkNesting(const std::string& text) {
     OSTREL_TRACE();
     if (nestsDeeperThan(text, MAX_NESTING)) throw std::runtime_error("XML elements are nested too deep");
 }
 
-ReaderTree readTree(TextBuffer& buffer) {
-    OSTREL_TRACE();
-    std::istream stream(&buffer);
-    ReaderTree tree;
-    boost::property_tree::read_xml(stream, tree, boost::property_tree::xml_parser::trim_whitespace);
-    if (tree.children().empty()) throw std::runtime_error("XML text without any element");
-    return tree;
-}
+/// Builds elements of the nodes, which point into the text. A value that is most of the text, as that of a dump is,
+/// is not copied: it gets the text itself, after all others were taken out of it.
+class Builder {
+public:
+    explicit Builder(std::string& text) : text_(text) {}
 
-// The builders take the reader's tree apart: values change hands instead of being copied, and what has been built is
-// gone from that tree, so that the two together never take much more than the first one did.
-
-template <typename Element>
-std::unique_ptr<Element> buildElement(ReaderTree& tree);
-
-template <typename Child>
-void buildChild(std::vector<std::unique_ptr<Child>>& children, ReaderTree& tree) {
-    OSTREL_TRACE();
-    children.push_back(buildElement<Child>(tree));
-    tree = ReaderTree();
-}
-
-void buildChildren(XmlChildren& parent, ReaderTree& tree) {
-    OSTREL_TRACE();
-    for (auto& [tag, subtree] : tree.children()) {
-        if (tag == TAG_LIST) buildChild(parent.lists, subtree);
-        if (tag == TAG_OBJECT) buildChild(parent.objects, subtree);
-        if (tag == TAG_PROPERTY) buildChild(parent.properties, subtree);
+    std::unique_ptr<XmlElement> buildRoot(const Node& node) {
+        OSTREL_TRACE();
+        const std::string_view tag = nameOf(node);
+        std::unique_ptr<XmlElement> root;
+        if (tag == TAG_MESSAGE) root = build<XmlMessage>(node);
+        if (tag == TAG_LIST) root = build<XmlList>(node);
+        if (tag == TAG_OBJECT) root = build<XmlObject>(node);
+        if (tag == TAG_PROPERTY) root = build<XmlProperty>(node);
+        takeLargest();
+        return root;
     }
-}
 
-void buildChildren(XmlList& parent, ReaderTree& tree) {
+private:
+    static std::string_view nameOf(const Node& node) { return {node.name(), node.name_size()}; }
+
+    template <typename Element>
+    std::unique_ptr<Element> build(const Node& node) {
+        OSTREL_TRACE();
+        auto element = std::make_unique<Element>();
+        takeAttributes(*element, node);
+        for (const Node* child = node.first_node(); child != nullptr; child = child->next_sibling())
+            if (child->type() == rapidxml::node_element) buildChild(*element, *child);
+        return element;
+    }
+
+    void buildChild(XmlChildren& parent, const Node& child) {
+        OSTREL_TRACE();
+        const std::string_view tag = nameOf(child);
+        if (tag == TAG_LIST) parent.lists.push_back(build<XmlList>(child));
+        if (tag == TAG_OBJECT) parent.objects.push_back(build<XmlObject>(child));
+        if (tag == TAG_PROPERTY) parent.properties.push_back(build<XmlProperty>(child));
+    }
+
+    void buildChild(XmlList& parent, const Node& child) {
+        OSTREL_TRACE();
+        if (nameOf(child) == TAG_OBJECT) parent.objects.push_back(build<XmlObject>(child));
+    }
+
+    void buildChild(XmlProperty&, const Node&) {}  // has none
+
+    void takeAttributes(XmlElement& element, const Node& node) {
+        OSTREL_TRACE();
+        auto& attributes = element.attributes;
+        // Messages carry their keys in ascending order, so that each belongs at the end; of equal ones the last wins.
+        for (const auto* attribute = node.first_attribute(); attribute != nullptr;
+             attribute = attribute->next_attribute()) {
+            const auto place = attributes.try_emplace(
+                attributes.end(), std::string(attribute->name(), attribute->name_size()), std::string());
+            take(place->second, {attribute->value(), attribute->value_size()});
+        }
+    }
+
+    void take(std::string& place, std::string_view value) {
+        OSTREL_TRACE();
+        if (&place == largestPlace_) largestPlace_ = nullptr;
+        if (value.size() <= text_.size() / 2) {
+            place.assign(value);
+        } else {
+            place.clear();
+            largestPlace_ = &place;
+            largest_ = value;
+        }
+    }
+
+    void takeLargest() {
+        OSTREL_TRACE();
+        if (largestPlace_ == nullptr) return;
+        const size_t size = largest_.size();
+        text_.erase(0, static_cast<size_t>(largest_.data() - text_.data()));
+        text_.resize(size);
+        *largestPlace_ = std::move(text_);
+    }
+
+    std::string& text_;
+    std::string* largestPlace_ = nullptr;
+    std::string_view largest_;
+};
+
+/// The first node that is an element or a comment: as the reader of the property tree has it, which drops others.
+const Node* firstNode(const Document& document) {
     OSTREL_TRACE();
-    for (auto& [tag, subtree] : tree.children())
-        if (tag == TAG_OBJECT) buildChild(parent.objects, subtree);
-}
-
-void buildChildren(XmlProperty&, ReaderTree&) {}  // has none
-
-void takeAttributes(XmlElement& element, ReaderTree& tree) {
-    OSTREL_TRACE();
-    if (tree.children().empty()) return;
-    auto& [tag, group] = tree.children().front();  // where the reader puts them, under a name that no tag can have
-    if (tag != boost::property_tree::xml_parser::xmlattr<std::string>()) return;
-    // Messages carry their keys in ascending order, so that each belongs at the end; of equal ones the last wins.
-    for (auto& [key, entry] : group.children())
-        element.attributes.insert_or_assign(element.attributes.end(), std::move(key), std::move(entry.data()));
-}
-
-template <typename Element>
-std::unique_ptr<Element> buildElement(ReaderTree& tree) {
-    OSTREL_TRACE();
-    auto element = std::make_unique<Element>();
-    takeAttributes(*element, tree);
-    buildChildren(*element, tree);
-    return element;
-}
-
-std::unique_ptr<XmlElement> buildRoot(ReaderTree document) {
-    OSTREL_TRACE();
-    auto& [tag, tree] = document.children().front();
-    if (tag == TAG_MESSAGE) return buildElement<XmlMessage>(tree);
-    if (tag == TAG_LIST) return buildElement<XmlList>(tree);
-    if (tag == TAG_OBJECT) return buildElement<XmlObject>(tree);
-    if (tag == TAG_PROPERTY) return buildElement<XmlProperty>(tree);
-    return nullptr;
+    const Node* node = document.first_node();
+    while (node != nullptr && node->type() != rapidxml::node_element && node->type() != rapidxml::node_comment)
+        node = node->next_sibling();
+    return node;
 }
 
 }  // namespace
 
 std::unique_ptr<XmlElement> readElement(const std::string& text) {
     OSTREL_TRACE();
-    checkNesting(text);
-    TextBuffer buffer(text);
-    return buildRoot(readTree(buffer));
+    return readElement(std::string(text));
 }
 
 std::unique_ptr<XmlElement> readElement(std::string&& text) {
     OSTREL_TRACE();
     checkNesting(text);
-    OwnTextBuffer buffer(text);
-    return buildRoot(readTree(buffer));
+    std::string own = std::move(text);
+    Document document;
+    document.parse<PARSER_FLAGS>(own.data());
+    const Node* const root = firstNode(document);
+    if (root == nullptr) throw std::runtime_error("XML text without any element");
+    if (root->type() == rapidxml::node_comment) return nullptr;
+    return Builder(own).buildRoot(*root);
 }
 
 }  // namespace ostrel::core::xml

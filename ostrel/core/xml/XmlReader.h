@@ -17,8 +17,8 @@ inline constexpr std::size_t MAX_NESTING = 512;
 /// what becomes of the rest and throws nothing.
 ///
 /// Errors:  throws a std::exception when the text is malformed or has no node, or when the memory does not suffice.
-/// Memory:  at its peak some 13 times the text when that is all small properties, twice when it is one large value. A
-///          text that is given away is freed before the tree is built.
+/// Memory:  at its peak some 13 times the text when that is all small properties. A text that is given away is parsed
+///          in place, and becomes the value that is most of it.
 std::unique_ptr<XmlElement> readElement(const std::string& text);
 std::unique_ptr<XmlElement> readElement(std::string&& text);
 
