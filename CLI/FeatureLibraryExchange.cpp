@@ -1,11 +1,13 @@
 #include "CLI/FeatureLibraryExchange.h"
 
+#include <algorithm>
+#include <limits>
 #include <new>
 #include <stdexcept>
 #include <utility>
 
 #include "CLI/LibraryCall.h"
-#include "ostrel/core/Payload.h"
+#include "ostrel/core/DiscardPages.h"
 #include "ostrel/core/Status.h"
 #include "ostrel/core/Strings.h"
 #include "ostrel/core/XmlConverter.h"
@@ -18,7 +20,6 @@ namespace cli {
 
 using framework::ErrorResult;
 using framework::ResultBase;
-using ostrel::core::Payload;
 using ostrel::core::Status;
 using ostrel::core::xml::XmlElement;
 using ostrel::core::xml::XmlObject;
@@ -39,30 +40,70 @@ std::unique_ptr<ResultBase> tooLarge(uint64_t size) {
     return receiveFailure("The response of " + std::to_string(size) + " bytes does not fit into memory.");
 }
 
+/// Where a response is received: page-aligned, as a Payload, yet in a text, since a response of hundreds of megabytes
+/// is parsed in place.
+class ReceiveBuffer {
+public:
+    /// False when there is no memory for so many bytes, or they are more than a Payload may have.
+    bool allocate(uint64_t size) {
+        if (size > std::min<uint64_t>(std::numeric_limits<uint32_t>::max(), text_.max_size() - ALIGNMENT_BYTES))
+            return false;
+        if (size == 0) return true;
+        try {
+            growTo(static_cast<size_t>(size) + ALIGNMENT_BYTES);
+        } catch (const std::bad_alloc&) {
+            return false;
+        }
+        const size_t excess = reinterpret_cast<uintptr_t>(text_.data()) % ALIGNMENT_BYTES;
+        start_ = excess == 0 ? 0 : ALIGNMENT_BYTES - excess;
+        return true;
+    }
+    /// Null until there is memory.
+    char* data() { return text_.empty() ? nullptr : text_.data() + start_; }
+    std::string takeText(uint64_t size) {
+        text_.erase(0, start_);
+        text_.resize(static_cast<size_t>(size));
+        return std::move(text_);
+    }
+
+private:
+    static constexpr size_t ALIGNMENT_BYTES = 4096;
+    static constexpr size_t PIECE_BYTES = size_t{16} << 20;
+
+    /// The zeros of a large text are not kept in memory: the library, which still has the response, releases it while
+    /// it fills this one.
+    void growTo(size_t size) {
+        text_.reserve(size);
+        while (text_.size() < size) {
+            const size_t begin = text_.size();
+            text_.resize(std::min(size, begin + PIECE_BYTES));
+            if (size > PIECE_BYTES) ostrel::core::discardPages(text_.data() + begin, text_.size() - begin);
+        }
+    }
+
+    std::string text_;
+    size_t start_ = 0;
+};
+
 // Fetches the response: the first call asks for the size, the second for the bytes. There is no third.
 std::unique_ptr<ResultBase> receive(ReceiveXMLMessageFunction receiveXmlMessage, void* handle, std::string& text) {
-    Payload buffer;
+    ReceiveBuffer buffer;
     uint64_t size = 0;
     int32_t code = 0;
-    const auto call = [&] { code = receiveXmlMessage(handle, buffer.getData(), &size); };
+    const auto call = [&] { code = receiveXmlMessage(handle, buffer.data(), &size); };
     if (auto error = callLibrary("ReceiveXMLMessage", call)) return error;
     if (code == FEATURE_LIBRARY_INVALID_BUFFER_SIZE) {
         const uint64_t reportedSize = size;
-        buffer = Payload(reportedSize);
-        if (buffer.getSize() != reportedSize) return tooLarge(reportedSize);
+        if (!buffer.allocate(reportedSize)) return tooLarge(reportedSize);
         if (auto error = callLibrary("ReceiveXMLMessage", call)) return error;
         if (code == FEATURE_LIBRARY_SUCCESS && size > reportedSize) {
             return receiveFailure("The response grew from " + std::to_string(reportedSize) + " to " +
                                   std::to_string(size) + " bytes.");
         }
     }
-    if (code != FEATURE_LIBRARY_SUCCESS || buffer.getData() == nullptr)
+    if (code != FEATURE_LIBRARY_SUCCESS || buffer.data() == nullptr)
         return receiveFailure("OSTREL Interface error code = " + std::to_string(code));
-    try {
-        text.assign(reinterpret_cast<const char*>(buffer.getData()), size);
-    } catch (const std::bad_alloc&) {
-        return tooLarge(size);
-    }
+    text = buffer.takeText(size);
     return nullptr;
 }
 

@@ -8,6 +8,8 @@
 #include "ostrel/core/StatusCatalogue.h"
 #include "ostrel/core/xml/XmlObject.h"
 #include "ostrel/interfaces/cli/cliframework/ResultBase.h"
+#include "tests/support/ResidentPages.h"
+#include "tests/support/Sanitized.h"
 
 namespace cli {
 
@@ -21,7 +23,8 @@ namespace {
 struct {
     std::vector<std::string> calls;
     std::string answer;
-    int token;  // its address is the handle
+    std::size_t residentPages;  // of the buffer, before the answer is in it
+    int token;                  // its address is the handle
 } library;
 
 void sendXmlMessage(const char* text, uint64_t length, void** handle) {
@@ -36,6 +39,7 @@ int32_t receiveXmlMessage(void* handle, void* buffer, uint64_t* size) {
         *size = library.answer.size();
         return FEATURE_LIBRARY_INVALID_BUFFER_SIZE;
     }
+    library.residentPages = residentPages(buffer, *size);
     std::memcpy(buffer, library.answer.data(), library.answer.size());
     return FEATURE_LIBRARY_SUCCESS;
 }
@@ -101,6 +105,14 @@ TEST_F(FeatureLibraryExchange, GivesTheTextToACallerThatAsksForIt) {
     library.answer = "no XML";
     EXPECT_THROW((void)exchange(all_, XmlObject("A", "", ""), text, status_), std::runtime_error);
     EXPECT_EQ(text, "no XML");
+}
+
+TEST_F(FeatureLibraryExchange, BufferOfALargeResponseTakesNoMemoryBeforeItIsFilled) {
+    if (SANITIZED) GTEST_SKIP() << "a sanitizer's allocator touches it";
+    library.answer = "<Object><Property name=\"payload\" value=\"" + std::string(64 << 20, 'A') + "\"/></Object>";
+    EXPECT_EQ(exchangeWith(all_), "null");
+    EXPECT_EQ(tree_->xmlSize(), library.answer.size());
+    EXPECT_LT(library.residentPages, residentPages(library.answer.data(), library.answer.size()) / 10);
 }
 
 TEST_F(FeatureLibraryExchange, TakesALargeResponse) {
