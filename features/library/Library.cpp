@@ -56,7 +56,7 @@ void* Library::send(const char* text, uint64_t length) noexcept {
     const char* reason = nullptr;
     try {
         if (handler_ == nullptr) handler_ = std::make_unique<RequestHandler>(allSources());
-        return answers_.keep(handler_->answer(std::string(text, length)));
+        return answers_.keep(handler_->answer(std::string(text, length))->toXmlString());
     } catch (const std::bad_alloc&) {
         reason = "out of memory";
     } catch (...) {

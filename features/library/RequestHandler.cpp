@@ -128,7 +128,7 @@ RequestHandler::RequestHandler(std::vector<std::unique_ptr<transport::DriveSourc
     for (const auto& source : sources_) manager_.addDeviceFinder(*source->finder());
 }
 
-std::string RequestHandler::answer(const std::string& text) {
+std::shared_ptr<xml::XmlObject> RequestHandler::answer(const std::string& text) {
     auto root = std::make_shared<xml::XmlObject>();
     const auto output = std::make_shared<xml::XmlObject>();
     const auto element = XmlConverter::toXml(text);
@@ -142,7 +142,7 @@ std::string RequestHandler::answer(const std::string& text) {
     }
     root->objects.push_back(XmlConverter::statusToXml(status));
     for (auto& object : output->objects) root->objects.push_back(std::move(object));
-    return root->toXmlString();
+    return root;
 }
 
 Status RequestHandler::run(xml::XmlObject& request, const std::shared_ptr<xml::XmlObject>& output) {

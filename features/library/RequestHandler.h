@@ -14,7 +14,7 @@
 
 namespace features::library {
 
-/// Turns the text of a request into the text of its answer: finds the job and the drives, and runs the job on them.
+/// Turns the text of a request into the tree of its answer: finds the job and the drives, and runs the job on them.
 ///
 /// The answer's root bears the job's name. It holds one "status" object for the request as a whole, then the outputs.
 ///   - no XML: 11/2; a root without a name, or a name that is no job's: 11/4; a job that this library does not have:
@@ -37,7 +37,7 @@ class RequestHandler {
 public:
     explicit RequestHandler(std::vector<std::unique_ptr<transport::DriveSource>> sources);
 
-    std::string answer(const std::string& request);
+    std::shared_ptr<ostrel::core::xml::XmlObject> answer(const std::string& request);
 
 private:
     using Devices = std::vector<std::shared_ptr<ostrel::core::Device>>;

@@ -140,6 +140,10 @@ std::string device(const std::string& key, const std::string& value) {
            R"("/></Object></List>)";
 }
 
+std::string answerOf(RequestHandler& handler, const std::string& request) {
+    return handler.answer(request)->toXmlString();
+}
+
 /// Four drives of two kinds; the first kind knows nodes and the boot drive.
 class RequestHandlerTest : public ::testing::Test {
 protected:
@@ -161,9 +165,11 @@ protected:
         handler_ = std::make_unique<RequestHandler>(std::move(sources));
     }
 
+    std::string answerTo(const std::string& request) { return answerOf(*handler_, request); }
+
     /// A list of drives that are asked for what the scan found out.
     std::string list(const std::string& devices) {
-        return handler_->answer(
+        return answerTo(
             R"(<Object name="VelkoSSD" type="GetProperties"><Property name="Scan" value="true"/>)"
             R"(<Object name="Properties"><Property category="attribute" name="Index" type="string" value=""/>)"
             R"(<Property category="attribute" name="DevicePath" type="string" value=""/></Object>)" +
@@ -183,43 +189,43 @@ const std::string SA = shown("SA", "3", "6", "sim:A");
 TEST_F(RequestHandlerTest, WhatIsNoRequestIsRefused) {
     for (const char* const text :
          {"", "x", "<Object", "<Object>", "<Other/>", "<List/>", R"(<Property name="VelkoSSD"/>)"}) {
-        EXPECT_EQ(handler_->answer(text), refusal("", "11", "2", "No input XML")) << '"' << text << '"';
+        EXPECT_EQ(answerTo(text), refusal("", "11", "2", "No input XML")) << '"' << text << '"';
     }
     EXPECT_EQ(scans_, 0);
 }
 
 TEST_F(RequestHandlerTest, ANameThatIsNoJobsIsRefused) {
-    EXPECT_EQ(handler_->answer("<Object/>"), R"(<?xml version="1.0" encoding="utf-8"?><Object name="">)" +
-                                                 status("11", "4", "Job not found") + "</Object>");
+    EXPECT_EQ(answerTo("<Object/>"), R"(<?xml version="1.0" encoding="utf-8"?><Object name="">)" +
+                                         status("11", "4", "Job not found") + "</Object>");
     for (const char* const name : {"velkossd", "VelkoSSD ", "Unheard Of"}) {
-        EXPECT_EQ(handler_->answer(std::string(R"(<Object name=")") + name + R"(" type="GetProperties"/>)"),
+        EXPECT_EQ(answerTo(std::string(R"(<Object name=")") + name + R"(" type="GetProperties"/>)"),
                   refusal(name, "11", "4", "Job not found"));
     }
     EXPECT_EQ(scans_, 0);
 }
 
 TEST_F(RequestHandlerTest, AJobOfAnotherLibraryIsNotSupported) {
-    EXPECT_EQ(handler_->answer(R"(<Object name="DIPM" type="Method"><Property name="Scan" value="true"/></Object>)"),
+    EXPECT_EQ(answerTo(R"(<Object name="DIPM" type="Method"><Property name="Scan" value="true"/></Object>)"),
               refusal("DIPM", "10", "34", "Feature is not supported."));
     EXPECT_EQ(scans_, 0);
 }
 
 TEST_F(RequestHandlerTest, ATypeThatIsNoneOfTheThreeIsRefused) {
     for (const char* const type : {"", "Parser", "getproperties"}) {
-        EXPECT_EQ(handler_->answer(std::string(R"(<Object name="VelkoSSD" type=")") + type + R"("/>)"),
+        EXPECT_EQ(answerTo(std::string(R"(<Object name="VelkoSSD" type=")") + type + R"("/>)"),
                   refusal("VelkoSSD", "11", "5", "Invalid method type"))
             << type;
     }
 }
 
 TEST_F(RequestHandlerTest, WithoutAScanThereAreNoDrives) {
-    EXPECT_EQ(handler_->answer(R"(<Object name="VelkoSSD" type="GetProperties"/>)"),
+    EXPECT_EQ(answerTo(R"(<Object name="VelkoSSD" type="GetProperties"/>)"),
               std::string(HEAD) + R"(<Object name="VelkoSSD">)" + status("0", "0", "Completed successfully.") +
                   R"(<Object category="Output"></Object></Object>)");
-    EXPECT_EQ(handler_->answer(
-                  R"(<Object name="VelkoSSD" type="GetProperties"><Property name="Scan" value="false"/></Object>)"),
-              std::string(HEAD) + R"(<Object name="VelkoSSD">)" + status("0", "0", "Completed successfully.") +
-                  R"(<Object category="Output"></Object></Object>)");
+    EXPECT_EQ(
+        answerTo(R"(<Object name="VelkoSSD" type="GetProperties"><Property name="Scan" value="false"/></Object>)"),
+        std::string(HEAD) + R"(<Object name="VelkoSSD">)" + status("0", "0", "Completed successfully.") +
+            R"(<Object category="Output"></Object></Object>)");
     EXPECT_EQ(scans_, 0);
 }
 
@@ -303,14 +309,13 @@ TEST_F(RequestHandlerTest, ANamespacesNodeNamesTheNamespaceTheJobIsAbout) {
         {"/dev/nvme1", "7", "the controller selects its first namespace"},
     };
     for (const auto& c : CASES) {
-        EXPECT_EQ(
-            handler_->answer(R"(<Object name="VelkoSSD" type="GetProperties"><Property name="Scan" value="true"/>)"
-                             R"(<Object name="Properties"><Property category="attribute" name="NamespaceId" )"
-                             R"(type="string" value=""/></Object>)" +
-                             device("Path", c.path) + "</Object>"),
-            answer(R"(<Object category="attributeList" key="Velko SSD S1"><Property category="attribute" )"
-                   R"(displayName="NamespaceId" name="NamespaceId" size="4" type="uint32" value=")" +
-                   std::string(c.nsid) + R"("/></Object>)"))
+        EXPECT_EQ(answerTo(R"(<Object name="VelkoSSD" type="GetProperties"><Property name="Scan" value="true"/>)"
+                           R"(<Object name="Properties"><Property category="attribute" name="NamespaceId" )"
+                           R"(type="string" value=""/></Object>)" +
+                           device("Path", c.path) + "</Object>"),
+                  answer(R"(<Object category="attributeList" key="Velko SSD S1"><Property category="attribute" )"
+                         R"(displayName="NamespaceId" name="NamespaceId" size="4" type="uint32" value=")" +
+                         std::string(c.nsid) + R"("/></Object>)"))
             << c.path << ": " << c.why;
     }
 }
@@ -322,8 +327,8 @@ protected:
 
     std::string run(const std::string& job, const std::string& type, const std::string& devices,
                     const std::string& properties = {}) {
-        return handler_->answer("<Object name=\"" + job + "\" type=\"" + type +
-                                R"("><Property name="Scan" value="true"/>)" + properties + devices + "</Object>");
+        return answerTo("<Object name=\"" + job + "\" type=\"" + type + R"("><Property name="Scan" value="true"/>)" +
+                        properties + devices + "</Object>");
     }
 };
 
@@ -387,7 +392,7 @@ TEST_F(RequestHandlerTest, ARequestThatIsRefusedSaysWhatWasNotSeen) {
     sources.push_back(std::move(none));
     handler_ = std::make_unique<RequestHandler>(std::move(sources));
     const std::string request = R"(<Property name="Scan" value="true"/><Property name="LogId" value="x"/>)";
-    EXPECT_EQ(handler_->answer(R"(<Object name="NVMeLog" type="Method">)" + request + "</Object>"),
+    EXPECT_EQ(answerTo(R"(<Object name="NVMeLog" type="Method">)" + request + "</Object>"),
               refusal("NVMeLog", "10", "36",
                       "Invalid value given for LogId: &apos;x&apos;. It must be a number from 0 to 4294967295. Not "
                       "everything could be looked at: /sys: sysfs is not mounted."));
@@ -400,7 +405,7 @@ TEST_F(RequestHandlerTest, AHealthScanThatFoundNothingCouldNotLook) {
     sources.push_back(std::move(none));
     handler_ = std::make_unique<RequestHandler>(std::move(sources));
     EXPECT_EQ(
-        handler_->answer(R"(<Object name="HealthScan" type="Method"><Property name="Scan" value="true"/></Object>)"),
+        answerTo(R"(<Object name="HealthScan" type="Method"><Property name="Scan" value="true"/></Object>)"),
         std::string(HEAD) + R"(<Object name="HealthScan">)" + status("0", "0", "Completed successfully.") +
             R"(<Object category="Output"><Property name="HealthScanStatusCode" value="100"/>)"
             R"(<Object name="Health Scan"><Property name="Result" value="No drive was found."/>)"
@@ -426,10 +431,10 @@ TEST(RequestHandlerNames, DigitsAreASerialNumberWhereNoDriveHasTheIndex) {
     sources.push_back(std::move(source));
     RequestHandler handler(std::move(sources));
     const auto request = [&](const std::string& type, const std::string& index) {
-        return handler.answer(R"(<Object name="VelkoSSD" type=")" + type +
-                              R"("><Property name="Scan" value="true"/><Object name="Properties"><Property )"
-                              R"(category="attribute" name="DevicePath" type="string" value="x"/></Object>)" +
-                              device("Index", index) + "</Object>");
+        return answerOf(handler, R"(<Object name="VelkoSSD" type=")" + type +
+                                     R"("><Property name="Scan" value="true"/><Object name="Properties"><Property )"
+                                     R"(category="attribute" name="DevicePath" type="string" value="x"/></Object>)" +
+                                     device("Index", index) + "</Object>");
     };
     const auto finds = [&](const std::string& index, const char* path) {
         return request("GetProperties", index).find(std::string("value=\"") + path + "\"") != std::string::npos;
@@ -463,10 +468,10 @@ TEST(RequestHandlerNames, ANameThatFitsTwoDrivesShowsTheFirstAndChangesNone) {
     sources.push_back(std::move(source));
     RequestHandler handler(std::move(sources));
     const auto request = [&](const std::string& type, const std::string& name) {
-        return handler.answer(R"(<Object name="VelkoSSD" type=")" + type +
-                              R"("><Property name="Scan" value="true"/><Object name="Properties"><Property )"
-                              R"(category="attribute" name="DevicePath" type="string" value="x"/></Object>)" +
-                              name + "</Object>");
+        return answerOf(handler, R"(<Object name="VelkoSSD" type=")" + type +
+                                     R"("><Property name="Scan" value="true"/><Object name="Properties"><Property )"
+                                     R"(category="attribute" name="DevicePath" type="string" value="x"/></Object>)" +
+                                     name + "</Object>");
     };
     const auto finds = [&](const std::string& name, const char* path) {
         return request("GetProperties", name).find(std::string("value=\"") + path + "\"") != std::string::npos;
