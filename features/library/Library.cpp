@@ -1,5 +1,8 @@
 #include "features/library/Library.h"
 
+#include <malloc.h>
+
+#include <cstddef>
 #include <new>
 #include <string>
 #include <utility>
@@ -17,6 +20,9 @@ namespace features::library {
 using namespace ostrel::core;
 
 namespace {
+
+/// That of a hundred drives. Below it the pages are not worth the call.
+constexpr size_t LARGE_ANSWER_BYTES = 256 << 10;
 
 std::vector<std::unique_ptr<transport::DriveSource>> allSources() {
     std::vector<std::unique_ptr<transport::DriveSource>> sources;
@@ -56,7 +62,10 @@ void* Library::send(const char* text, uint64_t length) noexcept {
     const char* reason = nullptr;
     try {
         if (handler_ == nullptr) handler_ = std::make_unique<RequestHandler>(allSources());
-        return answers_.keep(handler_->answer(std::string(text, length))->toXmlString());
+        Answer answer(*handler_->answer(std::string(text, length)));
+        // The caller makes as much again of it: what the request used goes back to the system first.
+        if (answer.size() >= LARGE_ANSWER_BYTES) (void)::malloc_trim(0);
+        return answers_.keep(std::move(answer));
     } catch (const std::bad_alloc&) {
         reason = "out of memory";
     } catch (...) {
@@ -64,7 +73,7 @@ void* Library::send(const char* text, uint64_t length) noexcept {
     }
     logMessage(LOGSEVERITY_FATAL, "A request ended in an exception: ", reason);
     try {
-        return answers_.keep(failureAnswer(reason));
+        return answers_.keep(Answer(failureAnswer(reason)));
     } catch (...) {
         // Not even that: a null handle is none of ours, and fetching its answer fails.
         return nullptr;

@@ -17,8 +17,9 @@ namespace features::jobs {
 inline constexpr uint64_t MAX_DECODED_BYTES = uint64_t{4} * 1024 * 1024;
 inline constexpr uint64_t DECODED_COST = 300;
 
-/// As the payload of an answer it costs 4.1 bytes for each: digits in the tree, in the answer and in what is read of
-/// it.
+/// As the payload of an answer it costs 2.1 bytes of memory for each, its digits, but addresses for twice that: the
+/// library releases the memory of its digits while it fills the tool's buffer, and the limit of a process may be one of
+/// addresses.
 inline constexpr uint64_t PAYLOAD_COST = 5;
 
 /// Written to a file as it comes it costs one piece of memory. Twice the longest page that a head can announce, that of

@@ -20,7 +20,7 @@ std::string fetch(AnswerStore& store, void* handle) {
 
 TEST(AnswerStore, AnAnswerIsFetchedOnce) {
     AnswerStore store;
-    void* const handle = store.keep("answer");
+    void* const handle = store.keep(Answer("answer"));
     ASSERT_NE(handle, nullptr);
     EXPECT_EQ(fetch(store, handle), "answer");
     uint64_t size = 0;
@@ -29,8 +29,8 @@ TEST(AnswerStore, AnAnswerIsFetchedOnce) {
 
 TEST(AnswerStore, AnswersAreKeptApart) {
     AnswerStore store;
-    void* const first = store.keep("one");
-    void* const second = store.keep("two, longer");
+    void* const first = store.keep(Answer("one"));
+    void* const second = store.keep(Answer("two, longer"));
     ASSERT_NE(first, second);
     EXPECT_EQ(fetch(store, second), "two, longer");
     EXPECT_EQ(fetch(store, first), "one");
@@ -38,14 +38,14 @@ TEST(AnswerStore, AnswersAreKeptApart) {
 
 TEST(AnswerStore, AHandleIsNotUsedAgain) {
     AnswerStore store;
-    void* const first = store.keep("one");
+    void* const first = store.keep(Answer("one"));
     EXPECT_EQ(fetch(store, first), "one");
-    EXPECT_NE(store.keep("two"), first);
+    EXPECT_NE(store.keep(Answer("two")), first);
 }
 
 TEST(AnswerStore, ABufferThatIsTooSmallIsLeftAlone) {
     AnswerStore store;
-    void* const handle = store.keep("answer");
+    void* const handle = store.keep(Answer("answer"));
     std::string buffer = "xxxxxxxx";
     uint64_t size = 5;
     EXPECT_EQ(store.fetch(handle, buffer.data(), &size), FEATURE_LIBRARY_INVALID_BUFFER_SIZE);
@@ -57,7 +57,7 @@ TEST(AnswerStore, ABufferThatIsTooSmallIsLeftAlone) {
 
 TEST(AnswerStore, ABufferThatIsTooLargeIsFilledAsFarAsNeeded) {
     AnswerStore store;
-    void* const handle = store.keep(std::string("a\0b", 3));
+    void* const handle = store.keep(Answer(std::string("a\0b", 3)));
     std::string buffer = "xxxxxxxx";
     uint64_t size = 8;
     EXPECT_EQ(store.fetch(handle, buffer.data(), &size), FEATURE_LIBRARY_SUCCESS);
@@ -67,7 +67,7 @@ TEST(AnswerStore, ABufferThatIsTooLargeIsFilledAsFarAsNeeded) {
 
 TEST(AnswerStore, WrongInputChangesNothing) {
     AnswerStore store;
-    void* const handle = store.keep("answer");
+    void* const handle = store.keep(Answer("answer"));
     std::string buffer = "xxxxxxxx";
     uint64_t size = 8;
     int stranger = 0;
