@@ -14,7 +14,6 @@ namespace {
 
 using Lock = boost::unique_lock<boost::mutex>;
 using OwnedCommand = std::unique_ptr<AsyncEngineCommand>;
-using CommandQueue = std::deque<OwnedCommand>;
 
 // How long an idle sender sleeps, by the monotonic clock, before it looks again by itself: so it notices the end
 // without a notification.
@@ -44,36 +43,6 @@ void joinAll(std::vector<std::unique_ptr<boost::thread>>& threads) {
     threads.clear();
 }
 
-// Appends to a bounded queue; waits for `space` while it is full.
-void put(CommandQueue& queue, std::size_t limit, boost::mutex& mutex, boost::condition_variable& space,
-         boost::condition_variable& gained, OwnedCommand command) {
-    OSTREL_TRACE();
-    {
-        Lock lock(mutex);
-        while (queue.size() == limit) space.wait(lock);
-        queue.push_back(std::move(command));
-    }
-    gained.notify_one();
-}
-
-// Takes from the front; while there is nothing, calls wait(lock). Null when there is nothing and the stage is to end:
-// a thread leaves only after a look at the queue that found it empty, however long its last command took.
-template <typename Wait>
-OwnedCommand take(CommandQueue& queue, boost::mutex& mutex, boost::condition_variable& space,
-                  const std::atomic<bool>& running, Wait wait) {
-    OSTREL_TRACE();
-    OwnedCommand command;
-    {
-        Lock lock(mutex);
-        while (queue.empty() && running) wait(lock);
-        if (queue.empty()) return nullptr;
-        command = std::move(queue.front());
-        queue.pop_front();
-    }
-    space.notify_one();
-    return command;
-}
-
 }  // namespace
 
 AsyncEngine::AsyncEngine(std::uint32_t senderThreadCount, std::uint32_t callbackThreadCount)
@@ -98,7 +67,7 @@ AsyncEngine& AsyncEngine::operator=(const AsyncEngine& other) {
 void AsyncEngine::add(std::unique_ptr<AsyncEngineCommand> command) {
     OSTREL_TRACE();
     if (!sendersRunning_ && !stopped_) start();
-    put(sendQueue_, SEND_QUEUE_LIMIT, sendQueueMutex_, sendQueueSpace_, commandQueued_, std::move(command));
+    put(sendStage(), std::move(command));
 }
 
 void AsyncEngine::start() {
@@ -166,15 +135,59 @@ void AsyncEngine::stopThreads() {
     onStop();
 }
 
+AsyncEngine::Stage AsyncEngine::sendStage() {
+    OSTREL_TRACE();
+    return {sendQueue_,      SEND_QUEUE_LIMIT, sendQueueMutex_,     commandQueued_,
+            sendQueueSpace_, waitingSenders_,  waitingCallersOfAdd_};
+}
+
+AsyncEngine::Stage AsyncEngine::callbackStage() {
+    OSTREL_TRACE();
+    return {callbackQueue_,      CALLBACK_QUEUE_LIMIT,    callbackQueueMutex_,   commandCompleted_,
+            callbackQueueSpace_, waitingCallbackThreads_, sendersWithCompletion_};
+}
+
+void AsyncEngine::put(const Stage& stage, OwnedCommand command) {
+    OSTREL_TRACE();
+    bool notifiesTaker = false, notifiesPutter = false;
+    {
+        Lock lock(stage.mutex);
+        while (stage.queue.size() == stage.limit) stage.putters.sleep([&] { stage.space.wait(lock); });
+        stage.queue.push_back(std::move(command));
+        notifiesTaker = stage.takers.expectOne();
+        notifiesPutter = stage.queue.size() < stage.limit && stage.putters.expectOne();
+    }
+    if (notifiesTaker) stage.gained.notify_one();
+    if (notifiesPutter) stage.space.notify_one();
+}
+
+template <typename Wait>
+std::unique_ptr<AsyncEngineCommand> AsyncEngine::take(const Stage& stage, const std::atomic<bool>& running, Wait wait) {
+    OSTREL_TRACE();
+    OwnedCommand command;
+    bool notifiesTaker = false, notifiesPutter = false;
+    {
+        Lock lock(stage.mutex);
+        while (stage.queue.empty() && running) stage.takers.sleep([&] { wait(lock); });
+        if (stage.queue.empty()) return nullptr;
+        command = std::move(stage.queue.front());
+        stage.queue.pop_front();
+        notifiesTaker = !stage.queue.empty() && stage.takers.expectOne();
+        notifiesPutter = stage.putters.expectOne();
+    }
+    if (notifiesPutter) stage.space.notify_one();
+    if (notifiesTaker) stage.gained.notify_one();
+    return command;
+}
+
 void AsyncEngine::ioSender(std::uint32_t slot) {
     OSTREL_TRACE();
     engineOfThisThread = this;
     logMessage(LOGSEVERITY_INFO, "I am an IO sender thread and I have started: slot ", slot);
     const auto wait = [this](Lock& lock) { commandQueued_.timed_wait(lock, SENDER_WAIT); };
-    while (OwnedCommand command = take(sendQueue_, sendQueueMutex_, sendQueueSpace_, sendersRunning_, wait)) {
+    while (OwnedCommand command = take(sendStage(), sendersRunning_, wait)) {
         send(slot, *command, command->getStatus());
-        put(callbackQueue_, CALLBACK_QUEUE_LIMIT, callbackQueueMutex_, callbackQueueSpace_, commandCompleted_,
-            std::move(command));
+        put(callbackStage(), std::move(command));
     }
     commandQueued_.notify_all();
     logMessage(LOGSEVERITY_DEBUG, "Leaving sender thread: slot ", slot);
@@ -185,9 +198,7 @@ void AsyncEngine::ioCallback(std::uint32_t slot) {
     engineOfThisThread = this;
     logMessage(LOGSEVERITY_DEBUG, "I am an IO callback thread and I have started: slot ", slot);
     const auto wait = [this](Lock& lock) { commandCompleted_.wait(lock); };
-    while (const OwnedCommand command =
-               take(callbackQueue_, callbackQueueMutex_, callbackQueueSpace_, callbacksRunning_, wait))
-        command->complete();
+    while (const OwnedCommand command = take(callbackStage(), callbacksRunning_, wait)) command->complete();
     commandCompleted_.notify_all();
     logMessage(LOGSEVERITY_DEBUG, "Leaving callback thread: slot ", slot);
 }

@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "ostrel/core/AsyncEngineCommand.h"
+#include "ostrel/core/QueueWaiters.h"
 
 namespace boost {
 class thread;
@@ -106,11 +107,30 @@ private:
     using CommandQueue = std::deque<std::unique_ptr<AsyncEngineCommand>>;
     using Threads = std::vector<std::unique_ptr<boost::thread>>;
 
+    /// A queue with what guards it and who waits for it.
+    struct Stage {
+        CommandQueue& queue;
+        std::size_t limit;
+        boost::mutex& mutex;
+        boost::condition_variable& gained;  ///< an entry
+        boost::condition_variable& space;
+        QueueWaiters& takers;
+        QueueWaiters& putters;
+    };
+
     void start();
     void createThreads(Threads& threads, std::uint32_t count, void (AsyncEngine::*loop)(std::uint32_t slot));
     boost::unique_lock<boost::mutex> lockLifecycle();
     void stopThreads();
     void restartWith(std::uint32_t& setting, std::uint32_t count);
+    Stage sendStage();
+    Stage callbackStage();
+    /// Appends; waits while the queue is full.
+    static void put(const Stage& stage, std::unique_ptr<AsyncEngineCommand> command);
+    /// Takes from the front; while there is nothing, calls wait(lock). Null when there is nothing and the stage is to
+    /// end: a thread leaves only after a look at the queue that found it empty, however long its last command took.
+    template <typename Wait>
+    static std::unique_ptr<AsyncEngineCommand> take(const Stage& stage, const std::atomic<bool>& running, Wait wait);
     void ioSender(std::uint32_t slot);
     void ioCallback(std::uint32_t slot);
 
@@ -132,6 +152,10 @@ private:
     std::atomic<bool> stopped_{false};
     // Starting and stopping exclude each other: held over the whole of either, and never asked for by the threads.
     boost::mutex lifecycleMutex_;
+    QueueWaiters waitingCallersOfAdd_;
+    QueueWaiters waitingSenders_;
+    QueueWaiters sendersWithCompletion_;  // who wait for room in the callback queue
+    QueueWaiters waitingCallbackThreads_;
 };
 
 }  // namespace ostrel::core

@@ -225,6 +225,29 @@ TEST(AsyncEngine, SettersChangeTheNumberOfThreads) {
     EXPECT_EQ(sorted(completions.numbers()), risingNumbers(4));
 }
 
+// Of the commands of a burst, the first wakes a thread; that one wakes the next, however long its own command takes.
+TEST(AsyncEngine, BurstWakesEveryThread) {
+    constexpr uint32_t SENDERS = 8, CALLBACK_THREADS = 4, BURSTS = 20;
+    Completions completions;
+    HookedEngine engine(SENDERS, CALLBACK_THREADS);
+    ThreadSignal inSend, inCallback;
+    unsigned burst = 0;
+    engine.sendHook = [&](uint32_t, AsyncEngineCommand&, Status&) {
+        inSend.raise();
+        EXPECT_TRUE(inSend.await((burst + 1) * SENDERS));
+    };
+    completions.hook = [&](const CompletionRecord& record) {
+        if (record.callerData1 >= CALLBACK_THREADS) return;
+        inCallback.raise();
+        EXPECT_TRUE(inCallback.await((burst + 1) * CALLBACK_THREADS));
+    };
+    for (; burst < BURSTS; ++burst) {
+        for (uint32_t i = 0; i < SENDERS; ++i) engine.add(completions.command(i));
+        ASSERT_TRUE(completions.completed.await((burst + 1) * SENDERS));
+    }
+    engine.stop();
+}
+
 TEST(AsyncEngine, AssignmentTakesOverTheNumbersOfThreadsAndStops) {
     Completions completions;
     HookedEngine engine(1, 1), other(3, 2);
