@@ -82,9 +82,9 @@ Status copyDrive(int from, const std::string& fromPath, int to, const std::strin
             return Status(CATEGORY_OS, EINVAL, path + " is no file of a simulated drive. Nothing was copied.");
         }
         if (isLock(name)) continue;
-        TRY(const FileDescriptor source, openOwnFile(from, name.c_str(), path));
+        TRY(const OwnFile source, openOwnFile(from, name.c_str(), path));
         const FileDescriptor copy(::openat(to, name.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600));
-        const int error = copy.isOpen() ? copyContents(source.get(), copy.get()) : errno;
+        const int error = copy.isOpen() ? copyContents(source.descriptor.get(), copy.get()) : errno;
         if (error != 0) return fileStatus(error, toPath + "/" + name);
     }
     return Status();

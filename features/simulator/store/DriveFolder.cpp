@@ -124,7 +124,7 @@ Result<std::string> readFirmware(int folder, const std::string& path) {
     if (!file && file.error().is(CATEGORY_OS, ENOENT)) return std::string();
     if (!file) return file.error();
     uint8_t head[HEAD_BYTES] = {};
-    const BytesRead read = readOwnBytes(file->get(), head, sizeof head, 0);
+    const BytesRead read = readOwnBytes(file->descriptor.get(), head, sizeof head, 0);
     if (read.error != 0) return fileStatus(read.error, path);
     if (const char* fault = checkHead(head, read.count)) return damaged(path, fault);
     return nvme::shownText(head + OFFSET_FIRMWARE, FIRMWARE_BYTES);
@@ -187,8 +187,8 @@ Status DriveFolder::lockFolder() {
 
 Result<std::string> DriveFolder::readDescription(int folder, const std::string& path) {
     const std::string name = path + "/" + FILE_DESCRIPTION;
-    TRY(const FileDescriptor file, openOwnFile(folder, FILE_DESCRIPTION, name));
-    return readOwnFile(file.get(), name, MAX_DESCRIPTION_BYTES);
+    TRY(const OwnFile file, openOwnFile(folder, FILE_DESCRIPTION, name));
+    return readOwnFile(file, name, MAX_DESCRIPTION_BYTES);
 }
 
 Status DriveFolder::loadDescription() {
@@ -211,8 +211,8 @@ Status DriveFolder::loadState() {
         return checkNew();
     }
     if (!file) return file.error();
-    if (isKnownState(file->get())) return Status();
-    TRY(const std::string text, readOwnFile(file->get(), filePath(FILE_STATE), MAX_STATE_BYTES));
+    if (isKnownState(file->descriptor.get())) return Status();
+    TRY(const std::string text, readOwnFile(*file, filePath(FILE_STATE), MAX_STATE_BYTES));
     TRY(state, parseState(text));
     savedBytes_.assign(text.begin(), text.end());
     return Status();

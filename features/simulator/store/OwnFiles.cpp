@@ -8,6 +8,7 @@
 
 #include <cerrno>
 #include <memory>
+#include <utility>
 
 #include "ostrel/core/FileRules.h"
 #include "ostrel/core/SystemError.h"
@@ -26,10 +27,11 @@ Status refused(int error, const std::string& path, const char* why) {
     return Status(CATEGORY_OS, static_cast<uint32_t>(error), "System error. " + path + " " + why);
 }
 
-Status checkRegular(int file, const std::string& path) {
-    struct stat info {};
-    if (::fstat(file, &info) != 0) return fileStatus(errno, path);
-    return S_ISREG(info.st_mode) ? Status() : refused(EINVAL, path, "is not a regular file.");
+Result<OwnFile> regularFile(FileDescriptor opened, const std::string& path) {
+    OwnFile file{std::move(opened), {}};
+    if (!file.descriptor.isOpen() || ::fstat(file.descriptor.get(), &file.info) != 0) return fileStatus(errno, path);
+    if (!S_ISREG(file.info.st_mode)) return refused(EINVAL, path, "is not a regular file.");
+    return file;
 }
 
 }  // namespace
@@ -47,14 +49,17 @@ Result<FileDescriptor> openOwnFolder(const std::string& path, FolderMode mode) {
     FileDescriptor opened(::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
     struct stat info {};
     if (!opened.isOpen() || ::fstat(opened.get(), &info) != 0) return fileStatus(errno, path);
+    RETURN_IF_FAILED(checkOwnFolder(opened.get(), info, path, mode));
+    return opened;
+}
+
+Status checkOwnFolder(int folder, const struct stat& info, const std::string& path, FolderMode mode) {
     if (isOfOtherUser(info)) return refused(EPERM, path, "belongs to another user.");
     // What is in it may be theirs already: taking the permission away now would not help.
     if ((info.st_mode & WRITE_OF_OTHERS) != 0) return refused(EPERM, path, "can be changed by other users.");
     const bool isOpenToOthers = (info.st_mode & ANY_OF_OTHERS) != 0;
-    if (mode == FolderMode::TIGHTEN && isOpenToOthers && ::fchmod(opened.get(), PRIVATE_FOLDER) != 0) {
-        return fileStatus(errno, path);
-    }
-    return opened;
+    const bool isFailed = mode == FolderMode::TIGHTEN && isOpenToOthers && ::fchmod(folder, PRIVATE_FOLDER) != 0;
+    return isFailed ? fileStatus(errno, path) : Status();
 }
 
 Result<std::vector<std::string>> listOwnFolder(int folder, const std::string& path) {
@@ -74,28 +79,37 @@ Result<std::vector<std::string>> listOwnFolder(int folder, const std::string& pa
     return names;
 }
 
-Result<FileDescriptor> openOwnFile(int folder, const char* name, const std::string& path) {
-    // Without waiting for the other end, should it be a pipe.
-    FileDescriptor opened(::openat(folder, name, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
-    if (!opened.isOpen()) return fileStatus(errno, path);
-    RETURN_IF_FAILED(checkRegular(opened.get(), path));
-    return opened;
+bool isSameFile(const struct stat& left, const struct stat& right) {
+    return left.st_dev == right.st_dev && left.st_ino == right.st_ino;
 }
 
-Result<std::string> readOwnFile(int file, const std::string& path, size_t maxBytes) {
-    struct stat info {};
-    if (::fstat(file, &info) != 0) return fileStatus(errno, path);
+bool OwnFile::isNamed(int folder, const char* name) const {
+    struct stat named {};
+    return descriptor.isOpen() && ::fstatat(folder, name, &named, AT_SYMLINK_NOFOLLOW) == 0 && isSameFile(named, info);
+}
+
+Result<OwnFile> openOwnFile(int folder, const char* name, const std::string& path) {
+    // Without waiting for the other end, should it be a pipe.
+    return regularFile(
+        FileDescriptor(::openat(folder, name, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC)), path);
+}
+
+Result<std::string> readOwnFile(const OwnFile& file, const std::string& path, size_t maxBytes) {
+    const auto expected = static_cast<uint64_t>(file.info.st_size);
     std::string text;
     char piece[65536];
+    bool isAtEnd = false;
     // Before the first byte is read, and as they come: the file may grow.
-    for (auto size = static_cast<uint64_t>(info.st_size);; size = text.size()) {
-        if (size > maxBytes) return refused(EFBIG, path, "is too large.");
-        const ssize_t count = ::read(file, piece, sizeof piece);
+    for (uint64_t size = expected; size <= maxBytes; size = text.size()) {
+        if (isAtEnd) return text;
+        const ssize_t count = ::pread(file.descriptor.get(), piece, sizeof piece, static_cast<off_t>(text.size()));
         if (count < 0 && errno == EINTR) continue;
         if (count < 0) return fileStatus(errno, path);
-        if (count == 0) return text;
         text.append(piece, static_cast<size_t>(count));
+        // Fewer than were asked for: the end, unless a signal cut the call short.
+        isAtEnd = count == 0 || (static_cast<size_t>(count) < sizeof piece && text.size() >= expected);
     }
+    return refused(EFBIG, path, "is too large.");
 }
 
 BytesRead readOwnBytes(int file, uint8_t* data, size_t size, uint64_t offset) {
@@ -110,16 +124,23 @@ BytesRead readOwnBytes(int file, uint8_t* data, size_t size, uint64_t offset) {
     return {count, 0};
 }
 
-Result<FileDescriptor> lockOwnFile(int folder, const char* name, const std::string& path, LockWait wait) {
-    FileDescriptor opened(
-        ::openat(folder, name, O_RDWR | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC, 0600));
-    if (!opened.isOpen()) return fileStatus(errno, path);
-    RETURN_IF_FAILED(checkRegular(opened.get(), path));
+Result<OwnFile> openLockFile(int folder, const char* name, const std::string& path) {
+    const int flags = O_RDWR | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
+    return regularFile(FileDescriptor(::openat(folder, name, flags, 0600)), path);
+}
+
+Status takeLock(int lockFile, const std::string& path, LockWait wait) {
     const int operation = LOCK_EX | (wait == LockWait::NO ? LOCK_NB : 0);
-    while (::flock(opened.get(), operation) != 0) {
+    while (::flock(lockFile, operation) != 0) {
         if (errno != EINTR) return fileStatus(errno, path);
     }
-    return opened;
+    return Status();
+}
+
+Result<FileDescriptor> lockOwnFile(int folder, const char* name, const std::string& path, LockWait wait) {
+    TRY(OwnFile file, openLockFile(folder, name, path));
+    RETURN_IF_FAILED(takeLock(file.descriptor.get(), path, wait));
+    return std::move(file.descriptor);
 }
 
 }  // namespace features::simulator

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <sys/stat.h>
+
 #include <cstddef>
 #include <cstdint>
 #include <string>
@@ -24,14 +26,25 @@ enum class FolderMode {
     TIGHTEN,  ///< 0700 from now on: in a folder that others can open, they can look and hold locks
 };
 Result<ostrel::core::FileDescriptor> openOwnFolder(const std::string& path, FolderMode mode);
+/// What openOwnFolder() checks, of a folder that is open.
+ostrel::core::Status checkOwnFolder(int folder, const struct stat& info, const std::string& path, FolderMode mode);
 
 /// The names in a folder, without "." and "..", in no order.
 Result<std::vector<std::string>> listOwnFolder(int folder, const std::string& path);
 
-/// Opens a regular file of a folder for reading.
-Result<ostrel::core::FileDescriptor> openOwnFile(int folder, const char* name, const std::string& path);
-/// Reads from the present position to the end; `path` for the words.
-Result<std::string> readOwnFile(int file, const std::string& path, size_t maxBytes);
+bool isSameFile(const struct stat& left, const struct stat& right);
+/// A regular file that is open.
+struct OwnFile {
+    ostrel::core::FileDescriptor descriptor;
+    struct stat info {};  ///< as it was opened
+
+    /// Whether the file that has this name in the folder now is the same one.
+    bool isNamed(int folder, const char* name) const;
+};
+/// Opens a file of a folder for reading.
+Result<OwnFile> openOwnFile(int folder, const char* name, const std::string& path);
+/// All of it; `path` for the words.
+Result<std::string> readOwnFile(const OwnFile& file, const std::string& path, size_t maxBytes);
 /// How many bytes were read, and why no more.
 struct BytesRead {
     size_t count = 0;
@@ -40,9 +53,12 @@ struct BytesRead {
 /// Reads `size` bytes from `offset` on. Without an error fewer are read at the end of the file alone.
 BytesRead readOwnBytes(int file, uint8_t* data, size_t size, uint64_t offset);
 
+/// Opens a lock file, which is made when it is missing, mode 0600: no other user can open it and hold the lock.
+Result<OwnFile> openLockFile(int folder, const char* name, const std::string& path);
 enum class LockWait { YES, NO };
-/// Takes the lock of a lock file, which is made when it is missing, mode 0600: no other user can open it and hold the
-/// lock. It lasts as long as the result is open. Held by another process and LockWait::NO: 1/11 (EWOULDBLOCK).
+/// Takes the lock of a lock file. Held by another process and LockWait::NO: 1/11 (EWOULDBLOCK).
+ostrel::core::Status takeLock(int lockFile, const std::string& path, LockWait wait);
+/// Both in one. The lock lasts as long as the result is open.
 Result<ostrel::core::FileDescriptor> lockOwnFile(int folder, const char* name, const std::string& path, LockWait wait);
 
 }  // namespace features::simulator

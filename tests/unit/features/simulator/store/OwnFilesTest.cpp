@@ -28,8 +28,8 @@ protected:
     }
     Result<std::string> read(const char* name, size_t maxBytes) const {
         const FileDescriptor at = opened();
-        TRY(const FileDescriptor file, openOwnFile(at.get(), name, name));
-        return readOwnFile(file.get(), name, maxBytes);
+        TRY(const OwnFile file, openOwnFile(at.get(), name, name));
+        return readOwnFile(file, name, maxBytes);
     }
 
     TemporaryFolder folder;
@@ -100,8 +100,8 @@ TEST_F(OwnFiles, FilesAreReadUpToTheirBoundAndNotBeyond) {
 }
 
 TEST_F(OwnFiles, TheLengthOfAFileThatGrowsIsBounded) {
-    const FileDescriptor endless(::open("/dev/zero", O_RDONLY));  // its size is 0
-    EXPECT_TRUE(statusOf(readOwnFile(endless.get(), "endless", 1 << 20)).is(1, EFBIG));
+    const OwnFile endless{FileDescriptor(::open("/dev/zero", O_RDONLY)), {}};  // its size is 0
+    EXPECT_TRUE(statusOf(readOwnFile(endless, "endless", 1 << 20)).is(1, EFBIG));
 }
 
 TEST_F(OwnFiles, ListAllNames) {
