@@ -2,6 +2,7 @@
 
 #include <boost/crc.hpp>
 #include <fcntl.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -65,6 +66,14 @@ const char* checkHead(const uint8_t* head, size_t size) {
     if (crc32(head, OFFSET_HEAD_CRC) != le32(head + OFFSET_HEAD_CRC)) return "has a wrong checksum";
     if (le32(head + 8) != STATE_VERSION) return "is of another version of this program";
     return nullptr;
+}
+
+/// Whether a file has this text, which is not empty, and nothing more.
+bool holds(const OwnFile& file, const std::string& text) {
+    if (text.empty()) return false;
+    std::vector<uint8_t> bytes(text.size() + 1);
+    const BytesRead read = readOwnBytes(file.descriptor.get(), bytes.data(), bytes.size(), 0);
+    return read.error == 0 && read.count == text.size() && std::equal(text.begin(), text.end(), bytes.begin());
 }
 
 /// Null: so is what follows it.
@@ -143,6 +152,7 @@ std::string DriveFolder::mediaName(uint32_t nsid, uint32_t generation) {
 }
 
 Status DriveFolder::begin() {
+    handles_ = idle_->take(this);
     Status status = lock();
     if (succeeded(status)) status = loadDescription();
     if (succeeded(status)) status = loadState();
@@ -151,38 +161,39 @@ Status DriveFolder::begin() {
         isChecked_ = true;
         return status;
     }
-    lock_ = FileDescriptor();
-    folder_ = FileDescriptor();
+    handles_ = DriveHandles();
     return status;
 }
 
 Status DriveFolder::lock() {
     for (;;) {
-        const Status status = lockFolder();
-        if (!isReplaced()) return status;
-        lock_ = FileDescriptor();
-        folder_ = FileDescriptor();
+        if (!handles_.lock.descriptor.isOpen()) RETURN_IF_FAILED(openFiles());
+        RETURN_IF_FAILED(takeLock(handles_.lock.descriptor.get(), filePath(FILE_LOCK), LockWait::YES));
+        TRY(const bool isStillCurrent, isCurrent());
+        if (isStillCurrent) return Status();
+        handles_ = DriveHandles();
     }
 }
 
-bool DriveFolder::isReplaced() const {
-    struct stat opened {};
-    struct stat named {};
-    return folder_.isOpen() && ::fstat(folder_.get(), &opened) == 0 && ::lstat(path_.c_str(), &named) == 0 &&
-           (opened.st_dev != named.st_dev || opened.st_ino != named.st_ino);
-}
-
-Status DriveFolder::lockFolder() {
-    TRY(folder_, openOwnFolder(path_, FolderMode::TIGHTEN));
+Status DriveFolder::openFiles() {
+    handles_.process = ::getpid();
+    TRY(handles_.folder, openOwnFolder(path_, FolderMode::TIGHTEN));
     // Without a description there is no drive, and nothing is made in a folder that is none.
-    if (::faccessat(folder_.get(), FILE_DESCRIPTION, F_OK, AT_SYMLINK_NOFOLLOW) != 0) {
-        return fileStatus(errno, filePath(FILE_DESCRIPTION));
-    }
-    TRY(lock_, lockOwnFile(folder_.get(), FILE_LOCK, filePath(FILE_LOCK), LockWait::YES));
-    struct stat info {};
-    // The drive was removed while this process waited.
-    if (::fstat(lock_.get(), &info) != 0 || info.st_nlink == 0) return fileStatus(ENOENT, path_);
-    return Status();
+    const int folder = handles_.folder.get();
+    TRY(handles_.description, openOwnFile(folder, FILE_DESCRIPTION, filePath(FILE_DESCRIPTION)));
+    TRY(handles_.lock, openLockFile(folder, FILE_LOCK, filePath(FILE_LOCK)));
+    return ::fstat(folder, &handles_.folderInfo) == 0 ? Status() : fileStatus(errno, path_);
+}
+
+Result<bool> DriveFolder::isCurrent() const {
+    struct stat folder {};
+    struct stat lock {};
+    const bool areThere = ::lstat(path_.c_str(), &folder) == 0 &&
+                          ::fstatat(handles_.folder.get(), FILE_LOCK, &lock, AT_SYMLINK_NOFOLLOW) == 0;
+    if (!areThere && errno != ENOENT) return fileStatus(errno, path_);
+    if (!areThere || !isSameFile(folder, handles_.folderInfo) || !isSameFile(lock, handles_.lock.info)) return false;
+    RETURN_IF_FAILED(checkOwnFolder(handles_.folder.get(), folder, path_, FolderMode::TIGHTEN));
+    return true;
 }
 
 Result<std::string> DriveFolder::readDescription(int folder, const std::string& path) {
@@ -192,27 +203,37 @@ Result<std::string> DriveFolder::readDescription(int folder, const std::string& 
 }
 
 Status DriveFolder::loadDescription() {
-    TRY(std::string text, readDescription(folder_.get(), path_));
-    // An empty file is none that was read before: it lacks what a description must have.
-    if (!text.empty() && text == descriptionText_) return Status();
+    const int folder = handles_.folder.get();
+    OwnFile& file = handles_.description;
+    const std::string path = filePath(FILE_DESCRIPTION);
+    if (!file.isNamed(folder, FILE_DESCRIPTION)) {
+        TRY(file, openOwnFile(folder, FILE_DESCRIPTION, path));
+    }
+    if (holds(file, descriptionText_)) return Status();
+    TRY(std::string text, readOwnFile(file, path, MAX_DESCRIPTION_BYTES));
     auto description = Description::parse(text);
-    if (!description) return wrongDescription(description.error(), filePath(FILE_DESCRIPTION));
+    if (!description) return wrongDescription(description.error(), path);
     description_ = *std::move(description);
     descriptionText_ = std::move(text);
     return Status();
 }
 
 Status DriveFolder::loadState() {
-    const auto file = openOwnFile(folder_.get(), FILE_STATE, filePath(FILE_STATE));
-    isNew_ = !file && file.error().is(CATEGORY_OS, ENOENT);
-    if (isNew_) {
-        savedBytes_.clear();
-        state = DriveState();
-        return checkNew();
+    const int folder = handles_.folder.get();
+    OwnFile& file = handles_.state;
+    if (!file.isNamed(folder, FILE_STATE)) {
+        auto opened = openOwnFile(folder, FILE_STATE, filePath(FILE_STATE));
+        isNew_ = !opened && opened.error().is(CATEGORY_OS, ENOENT);
+        if (isNew_) {
+            savedBytes_.clear();
+            state = DriveState();
+            return checkNew();
+        }
+        if (!opened) return opened.error();
+        file = *std::move(opened);
     }
-    if (!file) return file.error();
-    if (isKnownState(file->descriptor.get())) return Status();
-    TRY(const std::string text, readOwnFile(*file, filePath(FILE_STATE), MAX_STATE_BYTES));
+    if (isKnownState(file)) return Status();
+    TRY(const std::string text, readOwnFile(file, filePath(FILE_STATE), MAX_STATE_BYTES));
     TRY(state, parseState(text));
     savedBytes_.assign(text.begin(), text.end());
     return Status();
@@ -233,10 +254,10 @@ Result<DriveState> DriveFolder::parseState(const std::string& bytes) const {
 }
 
 /// By its head, which has the checksum of the rest.
-bool DriveFolder::isKnownState(int file) const {
+bool DriveFolder::isKnownState(const OwnFile& file) const {
     if (savedBytes_.size() <= HEAD_BYTES) return false;
     uint8_t head[HEAD_BYTES];
-    const BytesRead read = readOwnBytes(file, head, sizeof head, 0);
+    const BytesRead read = readOwnBytes(file.descriptor.get(), head, sizeof head, 0);
     return read.error == 0 && read.count == sizeof head && std::memcmp(head, savedBytes_.data(), sizeof head) == 0;
 }
 
@@ -261,23 +282,25 @@ Status DriveFolder::commit() {
         rollBack();
         return status;
     }
-    lock_ = FileDescriptor();
-    folder_ = FileDescriptor();
+    endTransaction();
     return status;
 }
 
 void DriveFolder::rollBack() {
     restore();
-    lock_ = FileDescriptor();
-    folder_ = FileDescriptor();
+    endTransaction();
+}
+
+void DriveFolder::endTransaction() noexcept {
+    DriveHandles handles = std::exchange(handles_, DriveHandles());
+    if (::flock(handles.lock.descriptor.get(), LOCK_UN) == 0) idle_->keep(this, std::move(handles));
 }
 
 void DriveFolder::abandon() noexcept {
-    if (!folder_.isOpen()) return;  // opened before the lock
+    if (!handles_.folder.isOpen()) return;  // opened before the lock
     // There may be no memory to restore the state: the next begin() reads it again.
     savedBytes_.clear();
-    lock_ = FileDescriptor();
-    folder_ = FileDescriptor();
+    handles_ = DriveHandles();
 }
 
 void DriveFolder::restore() {
@@ -291,7 +314,7 @@ void DriveFolder::restore() {
 
 /// A drive without a state is new. One that has media lost its state, and a new one would give the media up.
 Status DriveFolder::checkNew() const {
-    TRY(const std::vector<std::string> names, listOwnFolder(folder_.get(), path_));
+    TRY(const std::vector<std::string> names, listOwnFolder(handles_.folder.get(), path_));
     const bool hasMedia =
         std::any_of(names.begin(), names.end(), [](const std::string& name) { return begins(name, MEDIA_PREFIX); });
     return hasMedia ? damaged(filePath(FILE_STATE), "is missing, and media are there") : Status();
@@ -300,12 +323,12 @@ Status DriveFolder::checkNew() const {
 void DriveFolder::removeLeftovers() {
     std::set<std::string> named;
     for (const auto& [nsid, part] : state.namespaces) named.insert(mediaName(nsid, part.mediaGeneration));
-    const auto names = listOwnFolder(folder_.get(), path_);
+    const auto names = listOwnFolder(handles_.folder.get(), path_);
     if (!names) return;  // what was not found now is removed another time
     for (const std::string& name : *names) {
         const bool isOldMedia = begins(name, MEDIA_PREFIX) && named.count(name) == 0;
         // One that stays costs room, nothing else.
-        if (isOldMedia || begins(name, REPLACEMENT_PREFIX)) (void)::unlinkat(folder_.get(), name.c_str(), 0);
+        if (isOldMedia || begins(name, REPLACEMENT_PREFIX)) (void)::unlinkat(handles_.folder.get(), name.c_str(), 0);
     }
 }
 

@@ -1,13 +1,14 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <string>
 #include <vector>
 
 #include "features/errors/Result.h"
 #include "features/simulator/store/Description.h"
 #include "features/simulator/store/DriveState.h"
-#include "ostrel/core/FileDescriptor.h"
+#include "features/simulator/store/IdleHandles.h"
 #include "ostrel/core/Status.h"
 
 namespace features::simulator {
@@ -40,6 +41,9 @@ using StateCheck = const char* (*)(const DriveState& state);
 /// device or giant file is read. The folder is its owner's alone: begin() takes the permissions of others away, and
 /// refuses one that others may write.
 ///
+/// Between transactions the files stay open for a while (IdleHandles.h): begin() looks whether they are still those of
+/// the drive, and reads their contents again.
+///
 /// Errors:  of the system with errno and the path (see OwnFiles.h); a damaged description or state is 1/22 (EINVAL) or
 ///          1/74 (EBADMSG) with what is wrong.
 /// Threads: one at a time per object; several objects on one folder, in one process or many.
@@ -48,6 +52,9 @@ public:
     /// `check`: of each state that is read. What is possible depends on features and logs, which a folder does not
     /// know.
     DriveFolder(std::string path, StateCheck check) : path_(std::move(path)), check_(check) {}
+    ~DriveFolder() { (void)idle_->take(this); }
+    DriveFolder(const DriveFolder&) = delete;
+    DriveFolder& operator=(const DriveFolder&) = delete;
 
     /// Ends with the block a transaction that is still open then: an exception ended it, perhaps for want of memory.
     /// Nothing of it is kept.
@@ -75,7 +82,7 @@ public:
     const std::string& path() const { return path_; }
     const Description& description() const { return description_; }
     /// The folder itself, for openat(2).
-    int descriptor() const { return folder_.get(); }
+    int descriptor() const { return handles_.folder.get(); }
     /// Whether the state was made by this begin(): the drive is new, and the state empty.
     bool isNew() const { return isNew_; }
 
@@ -98,13 +105,15 @@ public:
 private:
     void abandon() noexcept;
     ostrel::core::Status lock();
-    ostrel::core::Status lockFolder();
-    /// Whether another folder has the path of the one that is open: the drive went back to its snapshot while this
-    /// process waited for the lock. What was written by the path would go to a drive that is not locked.
-    bool isReplaced() const;
+    ostrel::core::Status openFiles();
+    /// Whether the folder and the lock file that are open still have their names: the drive may have been removed, or
+    /// have gone back to its snapshot, while this process waited for the lock or before. What was written by the path
+    /// would go to a drive that is not locked.
+    Result<bool> isCurrent() const;
+    void endTransaction() noexcept;
     ostrel::core::Status loadDescription();
     ostrel::core::Status loadState();
-    bool isKnownState(int file) const;
+    bool isKnownState(const OwnFile& file) const;
     Result<DriveState> parseState(const std::string& bytes) const;
     ostrel::core::Status checkNew() const;
     void removeLeftovers();
@@ -112,8 +121,8 @@ private:
 
     std::string path_;
     StateCheck check_;
-    ostrel::core::FileDescriptor folder_;
-    ostrel::core::FileDescriptor lock_;
+    std::shared_ptr<IdleHandles> idle_ = IdleHandles::ofProcess();
+    DriveHandles handles_;  ///< in a transaction
 
     std::string descriptionText_;      ///< as it was read last
     std::vector<uint8_t> savedBytes_;  ///< the state file; empty: there is none

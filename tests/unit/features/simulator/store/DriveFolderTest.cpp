@@ -141,6 +141,66 @@ TEST_F(FolderOfASimulatedDrive, IsSharedByManyAtOnce) {
     EXPECT_EQ(number(log(0x02, 512), 176, 8), uint64_t{THREADS * ROUNDS});
 }
 
+/// How many descriptors this process has.
+std::ptrdiff_t openDescriptors() {
+    return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {});
+}
+
+TEST_F(FolderOfASimulatedDrive, OpensItsFilesOnceForManyCommands) {
+    identify(0x01);
+    const std::ptrdiff_t open = openDescriptors();
+    for (int i = 0; i < 3; ++i) identify(0x01);
+    EXPECT_EQ(openDescriptors(), open);
+    controller.reset();
+    EXPECT_EQ(openDescriptors(), open - 4) << "folder, lock, description and state";
+}
+
+TEST_F(FolderOfASimulatedDrive, SeesWhatChangedBetweenTwoCommands) {
+    const std::string file = path() + "/description.ini";
+    const std::string healthy = readWholeFile(file);
+    const std::string name = "critical-warning = 0x0";
+    const auto warning = [this] { return log(0x02, 512)[0]; };
+    EXPECT_EQ(warning(), 0);
+    std::string faulty = healthy;
+    faulty[healthy.find(name) + name.size()] = '1';
+    writeWholeFile(file, faulty);  // in place, and as long as before
+    EXPECT_EQ(warning(), 1);
+    writeWholeFile(file, faulty + "\n; a note\n");
+    EXPECT_EQ(warning(), 1) << "it is longer";
+    writeWholeFile(folder / "new", healthy);
+    std::filesystem::rename(folder / "new", file);
+    EXPECT_EQ(warning(), 0) << "another file has its name";
+
+    const std::string state = readWholeFile(path() + "/state");
+    EXPECT_EQ(status(admin(0x7F)), 0x4001) << "no such opcode: counted in the error log";
+    EXPECT_EQ(number(log(0x02, 512), 176, 8), 1U);
+    writeWholeFile(path() + "/state", state);
+    EXPECT_EQ(number(log(0x02, 512), 176, 8), 0U) << "the old state was put in place";
+    ASSERT_EQ(::unlink((path() + "/state").c_str()), 0);
+    EXPECT_EQ(status(admin(0x06, 0, 1)), 0) << "a description alone makes a drive";
+}
+
+TEST_F(FolderOfASimulatedDrive, TakesTheLockFileThatHasTheName) {
+    const std::string lock = path() + "/lock";
+    identify(0x01);
+    ASSERT_EQ(::unlink(lock.c_str()), 0);
+    identify(0x01);
+    EXPECT_TRUE(std::filesystem::exists(lock));
+    std::filesystem::rename(lock, folder / "old");
+    identify(0x01);
+    EXPECT_TRUE(std::filesystem::exists(lock));
+    ASSERT_EQ(::chmod(path().c_str(), 0770), 0);
+    const Status status = statusOf(controller->execute(admin(0x06, 0, 1), data));
+    EXPECT_EQ(status.getMessage(), "System error. " + path() + " can be changed by other users.");
+}
+
+TEST_F(FolderOfASimulatedDrive, IsFreeBetweenTwoCommands) {
+    identify(0x01);
+    const int file = ::open((path() + "/lock").c_str(), O_RDWR | O_CLOEXEC);
+    EXPECT_EQ(::flock(file, LOCK_EX | LOCK_NB), 0);
+    ::close(file);
+}
+
 TEST_F(FolderOfASimulatedDrive, CanBeRemovedWhileItIsInUse) {
     identify(0x01);
     EXPECT_TRUE(succeeded(DriveStore(folder / "drives").remove("one")));
