@@ -381,21 +381,8 @@ Status wrong(const std::string& message) {
     return Status(CATEGORY_OS, EINVAL, message);
 }
 
-Result<Description> parseTree(const boost::property_tree::ptree& tree) {
-    Description description;
-    for (const KeyRow& row : KEYS) {
-        const auto section = tree.find(row.section);
-        const auto end = tree.not_found();
-        const auto key = section == end ? end : section->second.find(row.key);
-        if (section == end || key == section->second.not_found()) {
-            if (row.isRequired) return wrong(std::string("\"") + row.key + "\" is missing in [" + row.section + "].");
-            continue;
-        }
-        if (!row.read(trimmed(key->second.data()), description)) {
-            return wrong(std::string("\"") + row.key + "\" takes " + row.takes + ".");
-        }
-    }
-    // A misspelt key would go unnoticed otherwise.
+/// The first key that no row has.
+Status unknownKey(const boost::property_tree::ptree& tree) {
     for (const auto& [section, keys] : tree) {
         for (const auto& [name, value] : keys) {
             const bool isKnown =
@@ -405,8 +392,42 @@ Result<Description> parseTree(const boost::property_tree::ptree& tree) {
                 return wrong(
                     std::string("\"").append(name).append("\" is an unknown key of [").append(section).append("]."));
         }
-        if (keys.empty() && !keys.data().empty()) return wrong("\"" + section + "\" is outside of any section.");
     }
+    return Status();
+}
+
+/// A misspelt key would go unnoticed otherwise. No key is there twice, so that their numbers show whether one is
+/// unknown.
+Status checkKeys(const boost::property_tree::ptree& tree, size_t known) {
+    size_t all = 0;
+    for (const auto& [section, keys] : tree) {
+        if (keys.empty() && !keys.data().empty()) return wrong("\"" + section + "\" is outside of any section.");
+        all += keys.size();
+    }
+    return all == known ? Status() : unknownKey(tree);
+}
+
+Result<Description> parseTree(const boost::property_tree::ptree& tree) {
+    Description description;
+    size_t keysRead = 0;
+    const auto end = tree.not_found();
+    auto section = end;
+    const char* sectionName = "";
+    for (const KeyRow& row : KEYS) {
+        // Once for the rows of a section, which follow each other.
+        if (row.section != sectionName) section = tree.find(row.section);
+        sectionName = row.section;
+        const auto key = section == end ? end : section->second.find(row.key);
+        if (section == end || key == section->second.not_found()) {
+            if (row.isRequired) return wrong(std::string("\"") + row.key + "\" is missing in [" + row.section + "].");
+            continue;
+        }
+        if (!row.read(trimmed(key->second.data()), description)) {
+            return wrong(std::string("\"") + row.key + "\" takes " + row.takes + ".");
+        }
+        ++keysRead;
+    }
+    RETURN_IF_FAILED(checkKeys(tree, keysRead));
     if (!description.faults.ana.empty() && !description.hasTwoControllers)
         return wrong("\"ana\" needs a drive with \"controllers\" 2 in [drive].");
     return description;
