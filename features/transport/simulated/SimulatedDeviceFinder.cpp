@@ -1,6 +1,7 @@
 #include "features/transport/simulated/SimulatedDeviceFinder.h"
 
 #include <thread>
+#include <utility>
 
 #include "features/nvme/NvmeCommand.h"
 #include "features/simulator/store/DriveFolder.h"
@@ -27,19 +28,36 @@ void set(Device& device, Attribute attribute, const std::string& text) {
     device.setAttribute(attribute);
 }
 
-void setIdentity(Device& device, SimulatedNvmePath& path, const std::string& folder) {
-    const auto identity = DriveFolder::readIdentity(folder);
+/// An attribute that many drives have with one text: they share its bytes, which take a page of memory each.
+class SharedAttribute {
+public:
+    explicit SharedAttribute(Attribute attribute) : attribute_(std::move(attribute)) {}
+
+    void set(Device& device, const std::string& text) {
+        if (attribute_.getText() != text) attribute_.setValue(text);
+        device.setAttribute(attribute_);
+    }
+
+private:
+    Attribute attribute_;
+};
+
+/// Those of a scan.
+struct SharedAttributes {
+    SharedAttribute modelNumber{attributes::device::modelNumber()};
+    SharedAttribute firmware{attributes::device::firmware()};
+};
+
+void setIdentity(Device& device, const Result<DriveFolder::Identity>& identity, SharedAttributes& shared) {
     if (!identity) return set(device, attributes::device::errorString(), identity.error().getMessage());
     const simulator::Description& description = identity->description;
     // A drive whose state alone is damaged keeps its name; its firmware is in the state.
     const auto& firmware = identity->firmware;
     if (!firmware) set(device, attributes::device::errorString(), firmware.error().getMessage());
-    path.select(identityOf(description));
-    set(device, attributes::device::modelNumber(), description.shownModelNumber());
+    shared.modelNumber.set(device, description.shownModelNumber());
     set(device, attributes::device::serialNumber(), description.serialNumber);
     if (!firmware) return;
-    set(device, attributes::device::firmware(),
-        firmware->empty() ? simulator::modelOf(description.model).firmware : *firmware);
+    shared.firmware.set(device, firmware->empty() ? simulator::modelOf(description.model).firmware : *firmware);
 }
 
 void passTime(std::chrono::milliseconds time) {
@@ -65,12 +83,15 @@ void SimulatedDeviceFinder::scan(std::vector<std::shared_ptr<Device>>& devices) 
     *errors_ = LookErrors();
     const simulator::DriveStore::Listing listed = store.list();
     if (failed(listed.status)) errors_->add(folder_, static_cast<int>(listed.status.getCode()));
+    SharedAttributes shared;
     for (const std::string& name : listed.names) {
         auto device = std::make_shared<Device>();
         const std::string folder = store.pathOf(name);
         set(*device, attributes::device::devicePath(), simulator::controllerNode(folder));
+        const auto identity = DriveFolder::readIdentity(folder);
         SimulatedNvmePath path(folder, clock_, passTime, locks_);
-        setIdentity(*device, path, folder);
+        if (identity) path.select(identityOf(identity->description));
+        setIdentity(*device, identity, shared);
         device->addCommandPath(path);
         device->addCommandSet(nvme::COMMAND_SET_NVME, PATH_NAME);
         device->addCommandSet(COMMAND_SET_HOST, PATH_NAME);
