@@ -265,12 +265,13 @@ Status LinuxNvmePath::passThrough(int node, const std::string& nodePath, const N
 Status LinuxNvmePath::submit(int node, const std::string& nodePath, const NvmeCommand& command,
                              const Payload& toController, CommandResult& result) {
     const bool reads = command.transfer() == Transfer::FROM_CONTROLLER && command.dataLength != 0;
-    Payload data = reads ? Payload(wholePages(command.dataLength)) : toController;
+    const bool hasBuffer = reads && toController.getSize() >= wholePages(command.dataLength);
+    Payload data = reads && !hasBuffer ? Payload(wholePages(command.dataLength)) : toController;
     Payload metadata(wholePages(command.metadataLength));
     if (reads) {
         if (data.getSize() == 0 || metadata.getSize() < command.metadataLength) return hostStatus(ENOMEM, nodePath);
         // What the drive leaves alone must not be what was in the memory before.
-        std::memset(data.getData(), 0, data.getSize());
+        if (!hasBuffer) std::memset(data.getData(), 0, data.getSize());
     }
     const unsigned long request =
         command.queue == nvme::Queue::ADMIN ? NVME_IOCTL_ADMIN_CMD : static_cast<unsigned long>(NVME_IOCTL_IO_CMD);
@@ -294,7 +295,7 @@ Status LinuxNvmePath::submit(int node, const std::string& nodePath, const NvmeCo
         result.protocolResult = std::make_unique<Completion>(static_cast<uint16_t>(outcome), kernelCommand.result);
         if (reads) {
             result.inputPayload =
-                data.getSize() == command.dataLength ? data : Payload(data.getData(), command.dataLength);
+                hasBuffer || data.getSize() == command.dataLength ? data : Payload(data.getData(), command.dataLength);
         }
         return Status();
     }

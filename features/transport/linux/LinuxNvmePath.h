@@ -28,6 +28,9 @@ class BlockUses;
 /// Errors:    the Status reports transport errors, the completion the drive's answer: a command that the drive
 ///            refused is a success here. What the system refused is a status of HostStatus.h. A process that waits in
 ///            the kernel cannot be killed, so no command goes without a time-out.
+/// Buffers:   data from the drive comes in a new buffer that was cleared before. A caller of many reads that drops
+///            their data brings a buffer instead: a payload of whole pages for all of it, which is neither cleared nor
+///            cut.
 /// Identity:  the name of a node may pass to another drive between the scan and the opening. Before anything that
 ///            changes the drive (NvmeCommand::changesDrive(), resets) Identify over the open node itself must show the
 ///            drive that was selected; otherwise that is 0/70 with both serial numbers, and only Identify was

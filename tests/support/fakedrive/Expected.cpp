@@ -148,7 +148,10 @@ std::string Expected::text(const NvmeCommand& command, const Payload& toControll
     }
     out << std::dec << "\ndata " << command.dataLength;
     if (command.metadataLength != 0) out << ", metadata " << command.metadataLength;
-    if (toController.getSize() != 0) out << "\nwritten " << ostrel::core::hexDump(toController, 16);
+    // With a read it is the buffer of a caller who drops the data.
+    const bool isWritten =
+        toController.getSize() != 0 && command.transfer() != features::nvme::Transfer::FROM_CONTROLLER;
+    if (isWritten) out << "\nwritten " << ostrel::core::hexDump(toController, 16);
     addTimeout(out, command.timeoutMs, withTimeout);
     return out.str();
 }

@@ -158,6 +158,28 @@ TEST_F(LinuxNvmePathTest, ABufferThatTheDriveFillsIsWholeClearedPages) {
     }
 }
 
+TEST_F(LinuxNvmePathTest, AReadFillsTheBufferThatItsCallerBrought) {
+    Payload buffer(PAGE);
+    std::fill_n(buffer.getData(), PAGE, uint8_t{0x5A});
+    const auto seen = [&](uint32_t bytes) {
+        bool isTheirs = false;
+        kernel_.onCommand = [&](nvme_passthru_cmd& command) {
+            EXPECT_EQ(command.data_len, bytes);
+            auto* data = reinterpret_cast<uint8_t*>(command.addr);
+            isTheirs = data == buffer.getData();
+            EXPECT_EQ(data[bytes - 1], isTheirs ? 0x5A : 0) << "theirs is not cleared";
+            return 0;
+        };
+        const CommandResult result = send(reading(Queue::IO, nvme::OPC_READ, bytes), buffer);
+        EXPECT_EQ(statusText(result.status), SUCCESS);
+        EXPECT_EQ(result.inputPayload.getData() == buffer.getData(), isTheirs) << bytes;
+        return isTheirs;
+    };
+    EXPECT_TRUE(seen(PAGE));
+    EXPECT_TRUE(seen(512)) << "whole pages";
+    EXPECT_FALSE(seen(PAGE + 512)) << "it is too small";
+}
+
 TEST_F(LinuxNvmePathTest, MetadataHasABufferOfItsOwn) {
     kernel_.onCommand = [](nvme_passthru_cmd& command) {
         EXPECT_EQ(command.metadata % PAGE, 0U);
