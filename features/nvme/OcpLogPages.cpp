@@ -518,39 +518,39 @@ constexpr uint16_t ANY_LATER = UINT16_MAX;
 constexpr OcpLogPageRow OCP_LOG_PAGES[] = {
     {{LID_OCP_SMART, "OCP SMART / Health Information Extended", "ocp-smart",
       nullptr, OCP_SMART_BYTES, nullptr, decodeOcpSmart},
-     {0xC5, 0xAF, 0x10, 0x28, 0xEA, 0xBF, 0xF2, 0xA4, 0x9C, 0x4F, 0x6F, 0x7C, 0xC9, 0x14, 0xD5, 0xAF},
+     OCP_GUID_SMART,
      GUID_OF_512, OCP_SMART_OF_1_0, ANY_LATER},
     {{LID_OCP_ERROR_RECOVERY, "OCP Error Recovery", "ocp-recovery",
       nullptr, 512, nullptr, decodeOcpErrorRecovery},
-     {0x44, 0xD9, 0x31, 0x21, 0xFE, 0x30, 0x34, 0xAE, 0xAB, 0x4D, 0xFD, 0x3D, 0xBA, 0x83, 0x19, 0x5A},
+     OCP_GUID_ERROR_RECOVERY,
      GUID_OF_512, OCP_SMART_OF_1_0, ANY_LATER},
     {{LID_OCP_FIRMWARE_HISTORY, "OCP Firmware Activation History", "ocp-firmware",
       nullptr, 4096, nullptr, decodeOcpFirmwareHistory},
-     {0x6D, 0x79, 0x9A, 0x76, 0xB4, 0xDA, 0xF6, 0xA3, 0xE2, 0x4D, 0xB2, 0x8A, 0xAC, 0xF3, 0x1C, 0xD1},
+     OCP_GUID_FIRMWARE_HISTORY,
      GUID_OF_4096, OCP_SMART_OF_1_0, OCP_SMART_OF_2_0},
     {{LID_OCP_LATENCY_MONITOR, "OCP Latency Monitor", "ocp-latency",
       nullptr, 512, nullptr, decodeOcpLatencyMonitor},
-     {0x92, 0x7A, 0xC0, 0x8C, 0xD0, 0x84, 0x6C, 0x9C, 0x70, 0x43, 0xE6, 0xD4, 0x58, 0x5E, 0xD4, 0x85},
+     OCP_GUID_LATENCY_MONITOR,
      GUID_OF_512, OCP_SMART_OF_2_0, ANY_LATER},
     {{LID_OCP_CAPABILITIES, "OCP Device Capabilities", "ocp-capabilities",
       nullptr, 4096, nullptr, decodeOcpCapabilities},
-     {0x97, 0x42, 0x05, 0x0D, 0xD1, 0xE1, 0xC9, 0x98, 0x5D, 0x49, 0x58, 0x4B, 0x91, 0x3C, 0x05, 0xB7},
+     OCP_GUID_CAPABILITIES,
      GUID_OF_4096, OCP_SMART_OF_2_0, ANY_LATER},
     {{LID_OCP_UNSUPPORTED_REQUIREMENTS, "OCP Unsupported Requirements", "ocp-unsupported",
       nullptr, 4096, nullptr, decodeOcpUnsupportedRequirements},
-     {0x2F, 0x72, 0x9C, 0x0E, 0x99, 0x23, 0x2C, 0xBB, 0x63, 0x48, 0x32, 0xD0, 0xB7, 0x98, 0xBB, 0xC7},
+     OCP_GUID_UNSUPPORTED_REQUIREMENTS,
      GUID_OF_4096, OCP_SMART_OF_2_0, ANY_LATER},
     {{LID_OCP_HARDWARE_COMPONENTS, "OCP Hardware Component", "ocp-hardware",
       nullptr, HARDWARE_HEAD_BYTES, hardwareLength, decodeOcpHardwareComponents},
-     {0xDC, 0x57, 0x0F, 0x9F, 0xB9, 0x31, 0x6B, 0xB7, 0xD0, 0x4E, 0xCD, 0x30, 0x1F, 0x82, 0xB6, 0xBC},
+     OCP_GUID_HARDWARE_COMPONENTS,
      GUID_AT_HEAD, 0, 0},
     {{LID_OCP_TCG_CONFIGURATION, "OCP TCG Configuration", "ocp-tcg",
       nullptr, 512, nullptr, decodeOcpTcgConfiguration},
-     {0x06, 0x40, 0x24, 0xBD, 0x7E, 0xE0, 0xE6, 0x83, 0xC0, 0x47, 0x54, 0xFA, 0x9D, 0x2A, 0xE0, 0x54},
+     OCP_GUID_TCG_CONFIGURATION,
      GUID_OF_512, 0, 0},
     {{LID_OCP_TELEMETRY_STRINGS, "OCP Telemetry String Log", "ocp-strings",
       nullptr, STRINGS_HEAD_BYTES, stringsLength, decodeOcpTelemetryStrings},
-     {0x44, 0xAA, 0x57, 0x00, 0x94, 0x95, 0xA4, 0x9E, 0x8B, 0x40, 0x8F, 0x1A, 0x69, 0x83, 0x3A, 0xB1},
+     OCP_GUID_TELEMETRY_STRINGS,
      GUID_AT_HEAD, 0, 0},
 };
 // clang-format on
@@ -558,8 +558,8 @@ constexpr OcpLogPageRow OCP_LOG_PAGES[] = {
 }  // namespace
 
 bool OcpLogPageRow::isIn(const Payload& data) const {
-    return data.getSize() >= offsetOfGuid + sizeof guid &&
-           std::memcmp(data.getData() + offsetOfGuid, guid, sizeof guid) == 0;
+    return data.getSize() >= offsetOfGuid + guid.size() &&
+           std::memcmp(data.getData() + offsetOfGuid, guid.data(), guid.size()) == 0;
 }
 
 const OcpLogPageRow* findOcpLogPage(uint8_t lid) {

@@ -7,6 +7,7 @@
 
 #include "features/nvme/FieldTree.h"
 #include "features/nvme/LogPages.h"
+#include "features/nvme/OcpGuids.h"
 #include "ostrel/core/Payload.h"
 
 namespace features::nvme {
@@ -28,7 +29,7 @@ inline constexpr unsigned OCP_POWER_STATE_VALID_BIT = 7;
 /// only the page's GUID says that it is OCP's.
 struct OcpLogPageRow {
     LogPageRow page;
-    uint8_t guid[16];  ///< as the bytes of the page have it
+    OcpGuid guid;
     uint16_t offsetOfGuid;
     /// Drives whose C0h has one of these versions must have the page; 0: no drive must.
     uint16_t firstVersion;
