@@ -66,6 +66,12 @@ constexpr FieldRow SMART_FIELDS[] = {  // section 5.14.1.2
      FIELD(SmartHealthLog, thermalTime[0]), Format::DECIMAL},
     {"TTTMT2", "Total Time For Thermal Management Temperature 2 (seconds)",
      FIELD(SmartHealthLog, thermalTime[1]), Format::DECIMAL},
+    since(NVME_2_2, unless0({"OLEC", "Operational Lifetime Energy Consumed",
+                             FIELD(SmartHealthLog, lifetimeEnergy), Format::DECIMAL})),
+    since(NVME_2_2, unless0(bitsRow("IPM", "Interval Power Measurement",
+                                    offsetof(SmartHealthLog, intervalPower), 15, 0))),
+    since(NVME_2_2, bitsRow("IPM Scale", "Scale of the Interval Power Measurement",
+                            offsetof(SmartHealthLog, intervalPower), 17, 16)),
 };
 
 constexpr FieldRow ENDURANCE_GROUP_FIELDS[] = {  // section 5.14.1.9
@@ -96,10 +102,18 @@ constexpr FieldRow ENDURANCE_GROUP_FIELDS[] = {  // section 5.14.1.9
 };
 // clang-format on
 
+/// Whether a controller reports the fields of NVMe 2.2. One of an earlier version leaves 0 there, which means that it
+/// does not, so that its version need not be asked for.
+bool hasEnergyFields(const Payload& data) {
+    if (data.getSize() < sizeof(SmartHealthLog)) return false;
+    const auto log = structureAt<SmartHealthLog>(data.getData());
+    return log.lifetimeEnergy != 0 || log.intervalPower != 0;
+}
+
 }  // namespace
 
 FieldTree decodeSmartHealth(const Payload& data) {
-    return decodeTable("SMART / Health Information", SMART_FIELDS, data);
+    return decodeTable("SMART / Health Information", SMART_FIELDS, data, hasEnergyFields(data) ? NVME_2_2 : NVME_2_1);
 }
 
 FieldTree decodeEnduranceGroup(const Payload& data, uint16_t nvmeVersion) {

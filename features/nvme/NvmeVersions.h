@@ -8,6 +8,7 @@ namespace features::nvme {
 /// a structure came with.
 inline constexpr uint16_t NVME_2_0 = 0x0200;
 inline constexpr uint16_t NVME_2_1 = 0x0201;
+inline constexpr uint16_t NVME_2_2 = 0x0202;
 
 constexpr uint16_t majorAndMinor(uint32_t ver) {
     return static_cast<uint16_t>(ver >> 8);

@@ -32,9 +32,12 @@ struct SmartHealthLog {
     Le16 temperatureSensor[8];
     Le32 thermalTransitions[2];  ///< Thermal Management Temperature 1 and 2
     Le32 thermalTime[2];         ///< the same, in seconds
-    ByteArray<280> reserved232;
+    Le64 lifetimeEnergy;         ///< Operational Lifetime Energy Consumed; 0: not reported
+    Le32 intervalPower;          ///< Interval Power Measurement: value 15:0, scale 17:16; 0: not reported
+    ByteArray<268> reserved244;
 };
 static_assert(sizeof(SmartHealthLog) == 512 && alignof(SmartHealthLog) == 1);
-static_assert(offsetof(SmartHealthLog, dataUnitsRead) == 32 && offsetof(SmartHealthLog, thermalTime) == 224);
+static_assert(offsetof(SmartHealthLog, dataUnitsRead) == 32 && offsetof(SmartHealthLog, thermalTime) == 224 &&
+              offsetof(SmartHealthLog, lifetimeEnergy) == 232 && offsetof(SmartHealthLog, intervalPower) == 240);
 
 }  // namespace features::nvme

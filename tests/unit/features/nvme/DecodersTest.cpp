@@ -75,6 +75,7 @@ const Case CASES[] = {
     {"log_01_error", of(decodeErrorInformation)},
     {"log_01_error_2_0", of(decodeErrorInformation)},
     {"log_02_smart", of(decodeSmartHealth)},
+    {"log_02_smart_2_2", of(decodeSmartHealth)},
     {"log_03_firmware", of(decodeFirmwareSlots)},
     {"log_04_changed", of(decodeChangedNamespaces)},
     {"log_04_too_many", of(decodeChangedNamespaces)},
