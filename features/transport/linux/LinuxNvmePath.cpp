@@ -63,9 +63,14 @@ bool maySendAgain(const NvmeCommand& command) {
     return command.queue == nvme::Queue::ADMIN && !command.changesDrive();
 }
 
-/// EINVAL: the system takes less at a time than the command carries; nothing was sent.
-Status commandStatus(int error, const std::string& node) {
-    return hostStatus(error, node, error == EINVAL ? statuses::invalidTransferSize : statuses::completionUnavailable);
+/// EINVAL: the system takes less at a time than the command carries; nothing was sent. EACCES is also what
+/// Linux 6.12 answers where a program, the root user's too, sets Number of Queues or Host Behavior Support.
+Status commandStatus(int error, const NvmeCommand& command, const std::string& node) {
+    Status status =
+        hostStatus(error, node, error == EINVAL ? statuses::invalidTransferSize : statuses::completionUnavailable);
+    if (error == EACCES && command.queue == nvme::Queue::ADMIN && command.opcode == nvme::OPC_SET_FEATURES)
+        status.setMessage(status.getMessage() + " Newer versions of Linux let no program set some features.");
+    return status;
 }
 
 nvme_passthru_cmd toKernelCommand(const NvmeCommand& command, uint32_t timeoutMs, const uint8_t* data,
@@ -284,7 +289,7 @@ Status LinuxNvmePath::submit(int node, const std::string& nodePath, const NvmeCo
         // first.
         if (outcome < 0) {
             const int error = errno;
-            return commandStatus(isLeaving() ? ENODEV : error, nodePath);
+            return commandStatus(isLeaving() ? ENODEV : error, command, nodePath);
         }
         if ((outcome & 0x700) == STATUS_TYPE_PATH && isLeaving()) return hostStatus(ENODEV, nodePath);
         const bool underReset = (outcome & 0x7FF) == STATUS_HOST_PATHING_ERROR;

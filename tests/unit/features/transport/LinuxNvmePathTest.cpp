@@ -270,6 +270,16 @@ TEST_F(LinuxNvmePathTest, WhatTheSystemRefusesNamesTheNode) {
     EXPECT_EQ(kernel_.slept, milliseconds(0));
 }
 
+/// Linux 6.12 keeps Number of Queues and Host Behavior Support to itself, also from the root user.
+TEST_F(LinuxNvmePathTest, AFeatureThatTheSystemKeepsToItselfIsNotLeftToAPermission) {
+    kernel_.onCommand = [&](nvme_passthru_cmd&) { return -EACCES; };
+    EXPECT_EQ(
+        statusText(send(reading(Queue::ADMIN, nvme::OPC_SET_FEATURES, 0)).status),
+        "10/238 Requires admin privileges. No permission for " + node("nvme0") +
+            ": it needs the root user or CAP_SYS_ADMIN (errno 13: Permission denied). Newer versions of Linux let "
+            "no program set some features.");
+}
+
 TEST_F(LinuxNvmePathTest, WhateverFailsOnADriveThatLeavesSaysThatItIsGone) {
     const std::string gone = goneText("nvme0");
     for (const char* const state : {"deleting", "deleting (no IO)", "dead", ""}) {
