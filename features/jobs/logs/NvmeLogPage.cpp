@@ -105,16 +105,30 @@ constexpr size_t ANA_HEAD_BYTES = sizeof(nvme::AnaLogHeader);
 constexpr size_t ANA_NUMBER_OF_GROUPS = offsetof(nvme::AnaLogHeader, numberOfGroups);
 constexpr size_t ANA_GROUP_BYTES = sizeof(nvme::AnaGroupDescriptor);
 constexpr size_t ANA_NUMBER_OF_NAMESPACES = offsetof(nvme::AnaGroupDescriptor, numberOfNsids);
+constexpr uint64_t ANA_BEGINNING_BYTES = 4096;
+
+/// How many namespaces the ANA group at `page.offset` has. Its descriptor is read only where `beginning`, of the log,
+/// ends before it.
+Result<uint64_t, CommandError> countAnaNamespaces(nvme::Drive& drive, const nvme::LogPageRequest& page,
+                                                  const Payload& beginning) {
+    if (page.offset + ANA_GROUP_BYTES <= beginning.getSize())
+        return uint64_t{nvme::le32(beginning.getData() + page.offset + ANA_NUMBER_OF_NAMESPACES)};
+    TRY(const Payload group, drive.readLogPage(page, ANA_GROUP_BYTES));
+    return uint64_t{nvme::le32(group.getData() + ANA_NUMBER_OF_NAMESPACES)};
+}
 
 /// Each group says how many namespaces follow it (NVMe Base Specification 2.0, section 5.16.1.13). `maxBytes`: what
 /// the log can have; that is the length of a damaged log, whose groups do not fit.
 Result<uint64_t, CommandError> walkAnaGroups(nvme::Drive& drive, nvme::LogPageRequest page, unsigned groups,
                                              uint64_t maxBytes) {
+    // As the Linux driver reads it: the Linux target (nvmet) answers the beginning of this log at every offset.
+    page.offset = 0;
+    TRY(const Payload beginning, drive.readLogPage(page, std::min(maxBytes, ANA_BEGINNING_BYTES)));
     page.offset = ANA_HEAD_BYTES;
     for (unsigned left = groups; page.offset + uint64_t{left} * ANA_GROUP_BYTES <= maxBytes; --left) {
         if (left == 0) return page.offset;
-        TRY(const Payload group, drive.readLogPage(page, ANA_GROUP_BYTES));
-        page.offset += ANA_GROUP_BYTES + uint64_t{4} * nvme::le32(group.getData() + ANA_NUMBER_OF_NAMESPACES);
+        TRY(const uint64_t namespaces, countAnaNamespaces(drive, page, beginning));
+        page.offset += ANA_GROUP_BYTES + 4 * namespaces;
     }
     return maxBytes;
 }

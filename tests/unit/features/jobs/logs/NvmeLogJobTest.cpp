@@ -295,7 +295,7 @@ TEST(NvmeLogJob, WhatIsTooLongToBeDecodedIsRefusedBeforeItIsRead) {
     FakeDrive ana;
     ana.expect(identify(0x01).answers(identifyController().byte(76, 0x08).le32(516, 0xFFFFFFFF)))
         .expect(lookAtLog(0x0C, 16).answers(DriveBytes(16).le16(8, 1)))
-        .expect(anaGroup(16).answers(DriveBytes(32).le32(4, 0xFFFFFFFF)));
+        .expect(lookAtLog(0x0C, 4096).answers(DriveBytes(4096).le32(20, 0xFFFFFFFF)));
     EXPECT_EQ(JobRun(job, JOBTYPE_METHOD).with("LogId", "12").on({&ana}), refusal("17179869228", "12"));
     FakeDrive any;
     EXPECT_EQ(JobRun(job, JOBTYPE_METHOD).with("LogId", "202").with("NumDWORDs", "1048577").on({&any}),
@@ -308,8 +308,8 @@ TEST(NvmeLogJob, TheGroupsOfAnAnaLogSayHowLongItIs) {
     FakeDrive drive;
     drive.expect(identify(0x01).answers(controller))
         .expect(lookAtLog(0x0C, 16).answers(DriveBytes(16).le16(8, 2)))
-        .expect(anaGroup(16).answers(DriveBytes(32).le32(0, 1).le32(4, 2)))
-        .expect(anaGroup(56).answers(DriveBytes(32).le32(0, 7).le32(4, 1)))
+        .expect(lookAtLog(0x0C, 4096)
+                    .answers(DriveBytes(4096).le32(16, 1).le32(20, 2).le32(48, 4).le32(52, 9).le32(56, 7).le32(60, 1)))
         .expect(lookAtLog(0x0C, 92).answers(
             DriveBytes(92).le16(8, 1).le32(16, 1).le32(20, 2).byte(32, 1).le32(48, 4).le32(52, 9)));
     NvmeLogJob job;
@@ -320,11 +320,23 @@ TEST(NvmeLogJob, TheGroupsOfAnAnaLogSayHowLongItIs) {
         << answer;
 }
 
+/// The Linux target answers the beginning of its log at every offset: what the beginning has is not read by one.
+TEST(NvmeLogJob, GroupsAfterTheBeginningOfAnAnaLogAreReadByTheirOffsets) {
+    FakeDrive drive;
+    drive.expect(identify(0x01).answers(identifyController().byte(76, 0x08).le32(516, 0xFFFFFFFF)))
+        .expect(lookAtLog(0x0C, 16).answers(DriveBytes(16).le16(8, 2)))
+        .expect(lookAtLog(0x0C, 4096).answers(DriveBytes(4096).le32(16, 1).le32(20, 1020)))
+        .expect(anaGroup(4128).answers(DriveBytes(32).le32(0, 2).le32(4, 1)))
+        .expect(lookAtLog(0x0C, 4164).refuses(NO_SUCH_LOG));
+    NvmeLogJob job;
+    (void)JobRun(job, JOBTYPE_METHOD).with("LogId", "12").on({&drive});
+}
+
 TEST(NvmeLogJob, AGroupWithMoreNamespacesThanTheControllerTakesIsReadUpToTheirNumber) {
     FakeDrive drive;
     drive.expect(identify(0x01).answers(identifyController().byte(76, 0x08).le32(516, 4)))
         .expect(lookAtLog(0x0C, 16).answers(DriveBytes(16).le16(8, 1)))
-        .expect(anaGroup(16).answers(DriveBytes(32).le32(0, 1).le32(4, 5)))
+        .expect(lookAtLog(0x0C, 64).answers(DriveBytes(64).le32(16, 1).le32(20, 5)))
         .expect(lookAtLog(0x0C, 64).refuses(NO_SUCH_LOG));
     NvmeLogJob job;
     (void)JobRun(job, JOBTYPE_METHOD).with("LogId", "12").on({&drive});
@@ -335,7 +347,7 @@ TEST(NvmeLogJob, NoGroupIsReadThatDoesNotFitInWhatTheControllerTakes) {
     FakeDrive drive;
     drive.expect(identify(0x01).answers(identifyController().byte(76, 0x08).le32(516, 4)))
         .expect(lookAtLog(0x0C, 16).answers(DriveBytes(16).le16(8, 2)))
-        .expect(anaGroup(16).answers(DriveBytes(32).le32(0, 1).le32(4, 5)))
+        .expect(lookAtLog(0x0C, 96).answers(DriveBytes(96).le32(16, 1).le32(20, 5)))
         .expect(lookAtLog(0x0C, 96).refuses(NO_SUCH_LOG));
     NvmeLogJob job;
     (void)JobRun(job, JOBTYPE_METHOD).with("LogId", "12").on({&drive});
@@ -349,7 +361,7 @@ TEST(NvmeLogJob, OneThatIsTooLongIsShownInItsPlaceAmongAllPages) {
         .expect(lookAtLog(0x02, 512).refuses(NO_SUCH_LOG))
         .expect(lookAtLog(0x03, 512).refuses(NO_SUCH_LOG))
         .expect(lookAtLog(0x0C, 16).answers(DriveBytes(16).le16(8, 1)))
-        .expect(anaGroup(16).answers(DriveBytes(32).le32(4, 0xFFFFFFFF)));
+        .expect(lookAtLog(0x0C, 4096).answers(DriveBytes(4096).le32(20, 0xFFFFFFFF)));
     NvmeLogJob job;
     const std::string answer = JobRun(job, JOBTYPE_METHOD).on({&drive});
     EXPECT_NE(answer.find("<Object key=\"S1\" name=\"Asymmetric Namespace Access\">\n<Property name=\"Not read\" "
