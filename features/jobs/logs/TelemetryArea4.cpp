@@ -64,6 +64,18 @@ Result<void, CommandError> writeEtdas(nvme::Drive& drive, HostBehaviorSupport be
     return {};
 }
 
+/// Linux sets the feature itself, without Extended Telemetry Data Area 4 Supported, after each Set Features of a drive
+/// that reports (log page 05h) that the command changes the capabilities of the controller. The drive would hand out a
+/// log without data area 4 then.
+Result<void, CommandError> checkKept(nvme::Drive& drive) {
+    TRY(const HostBehaviorSupport now, readHostBehavior(drive));
+    if (now.etdas == ETDAS_SUPPORTED) return {};
+    return withDetails(statuses::telemetryRetrievalFailed(),
+                       "Drive " + drive.name() +
+                           " does not keep Extended Telemetry Data Area 4 Supported (feature 0x16): the operating "
+                           "system sets that feature itself, or the drive was reset.");
+}
+
 /// The other fields of the feature are another program's affair, and stay as the drive has them now.
 Result<void, CommandError> putBack(nvme::Drive& drive, uint8_t value) {
     TRY(const HostBehaviorSupport now, readHostBehavior(drive));
@@ -88,7 +100,8 @@ Result<void, CommandError> withTelemetryArea4(nvme::Drive& drive, LogSink& log,
     const auto set = writeEtdas(drive, before, ETDAS_SUPPORTED);
     // Where the drive refused it nothing is set; after any other error it may be.
     if (!set && isRefusal(set.error().status)) return set;
-    const auto result = set ? read(sink) : set;
+    const auto kept = set ? checkKept(drive) : set;
+    const auto result = kept ? read(sink) : kept;
     const auto restored = putBack(drive, before.etdas);
     if (restored) return result;
     if (result) return CommandError(notPutBack(drive, restored.error()), restored.error().completion);

@@ -212,7 +212,10 @@ const std::string AREA_4_DUMP = dump(2560, hex(area4Header()) + hex(filled(2048,
 
 TEST(TelemetryLogJob, DataArea4IsEnabledForTheReadingAlone) {
     FakeDrive drive;
-    drive.expect(identify(0x01).answers(area4Controller())).expect(readsBehavior(0)).expect(writesBehavior(1));
+    drive.expect(identify(0x01).answers(area4Controller()))
+        .expect(readsBehavior(0))
+        .expect(writesBehavior(1))
+        .expect(readsBehavior(1));
     expectArea4(drive);
     drive.expect(readsBehavior(1)).expect(writesBehavior(0));
     EXPECT_EQ(run(drive, {{"DataArea", "4"}}), AREA_4_DUMP);
@@ -228,7 +231,10 @@ TEST(TelemetryLogJob, DataArea4ThatIsEnabledAlreadyStaysSo) {
 TEST(TelemetryLogJob, WhatAnotherProgramSetMeanwhileIsKept) {
     const DriveBytes changed = behavior(1).byte(0, 0).le16(4, 0x0205);
     FakeDrive drive;
-    drive.expect(identify(0x01).answers(area4Controller())).expect(readsBehavior(0)).expect(writesBehavior(1));
+    drive.expect(identify(0x01).answers(area4Controller()))
+        .expect(readsBehavior(0))
+        .expect(writesBehavior(1))
+        .expect(readsBehavior(1));
     expectArea4(drive);
     drive.expect(getFeature(0x16, 0, 0, 512).answers(changed))
         .expect(setFeature(0x16, 0).writes(DriveBytes(changed).byte(1, 0)).completes());
@@ -237,10 +243,26 @@ TEST(TelemetryLogJob, WhatAnotherProgramSetMeanwhileIsKept) {
 
 TEST(TelemetryLogJob, AResetThatPutHostBehaviorSupportBackIsNoError) {
     FakeDrive drive;
-    drive.expect(identify(0x01).answers(area4Controller())).expect(readsBehavior(0)).expect(writesBehavior(1));
+    drive.expect(identify(0x01).answers(area4Controller()))
+        .expect(readsBehavior(0))
+        .expect(writesBehavior(1))
+        .expect(readsBehavior(1));
     expectArea4(drive);
     drive.expect(readsBehavior(0));
     EXPECT_EQ(run(drive, {{"DataArea", "4"}}), AREA_4_DUMP);
+}
+
+TEST(TelemetryLogJob, DataArea4ThatTheSystemDisablesAgainIsAnError) {
+    FakeDrive drive;
+    drive.expect(identify(0x01).answers(area4Controller()))
+        .expect(readsBehavior(0))
+        .expect(writesBehavior(1))
+        .expect(readsBehavior(0))
+        .expect(readsBehavior(0));
+    EXPECT_EQ(
+        run(drive, {{"DataArea", "4"}}),
+        "10/200 Failed to retrieve telemetry data. Drive S1 (/dev/nvme0) does not keep Extended Telemetry Data "
+        "Area 4 Supported (feature 0x16): the operating system sets that feature itself, or the drive was reset.");
 }
 
 TEST(TelemetryLogJob, ADriveWithoutDataArea4IsAskedForNothing) {
@@ -253,7 +275,10 @@ TEST(TelemetryLogJob, ADriveWithoutDataArea4IsAskedForNothing) {
 TEST(TelemetryLogJob, AFailureWithDataArea4PutsHostBehaviorSupportBack) {
     for (unsigned failing = 0; failing < 3; ++failing) {
         FakeDrive drive;
-        drive.expect(identify(0x01).answers(area4Controller())).expect(readsBehavior(0)).expect(writesBehavior(1));
+        drive.expect(identify(0x01).answers(area4Controller()))
+            .expect(readsBehavior(0))
+            .expect(writesBehavior(1))
+            .expect(readsBehavior(1));
         Expected commands[] = {
             piece(0x07, 512, 0, 1, false).answers(area4Header()),
             piece(0x07, 2048, 512, 0, false).answers(filled(2048, 0x11)),
@@ -286,7 +311,10 @@ TEST(TelemetryLogJob, HostBehaviorSupportThatMayBeSetIsPutBack) {
 
 TEST(TelemetryLogJob, HostBehaviorSupportThatCannotBePutBackIsReported) {
     FakeDrive drive;
-    drive.expect(identify(0x01).answers(area4Controller())).expect(readsBehavior(0)).expect(writesBehavior(1));
+    drive.expect(identify(0x01).answers(area4Controller()))
+        .expect(readsBehavior(0))
+        .expect(writesBehavior(1))
+        .expect(readsBehavior(1));
     expectArea4(drive);
     drive.expect(readsBehavior(1).breaks(gone()));
     const std::string kept =
@@ -298,6 +326,7 @@ TEST(TelemetryLogJob, HostBehaviorSupportThatCannotBePutBackIsReported) {
     failing.expect(identify(0x01).answers(area4Controller()))
         .expect(readsBehavior(0))
         .expect(writesBehavior(1))
+        .expect(readsBehavior(1))
         .expect(piece(0x07, 512, 0, 1, false).refuses(0x4006))
         .expect(readsBehavior(1))
         .expect(writesBehavior(0).breaks(gone()));
@@ -316,6 +345,7 @@ TEST(TelemetryLogJobDeathTest, ASignalEndsTheReadingAndPutsHostBehaviorSupportBa
             drive.expect(identify(0x01).answers(area4Controller()))
                 .expect(readsBehavior(0))
                 .expect(writesBehavior(1).then([] { std::raise(SIGTERM); }))
+                .expect(readsBehavior(1))
                 .expect(piece(0x07, 512, 0, 1, false).answers(area4Header()))
                 .expect(readsBehavior(1))
                 .expect(writesBehavior(0).then([] { (void)!::write(STDERR_FILENO, "put back\n", 9); }));
