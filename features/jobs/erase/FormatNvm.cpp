@@ -107,6 +107,16 @@ bool isBusy(const nvme::CommandError& error) {
            (error.completion.is(nvme::SC_FORMAT_IN_PROGRESS) || error.completion.is(nvme::SC_NAMESPACE_NOT_READY));
 }
 
+/// Of a format that the drive may have and does not show: more than 16 are for hosts that know of them.
+std::string extensionText(nvme::Drive& drive, uint32_t format, uint32_t shownFormats) {
+    constexpr uint32_t PLAIN_FORMATS = 16;
+    constexpr uint32_t EXTENDED_LBA_FORMATS = 1U << 15;  // of CTRATT
+    if (shownFormats > PLAIN_FORMATS || format < PLAIN_FORMATS) return {};
+    const auto identify = drive.identifyController();
+    if (!identify || (nvme::ControllerCapabilities(*identify).ctratt & EXTENDED_LBA_FORMATS) == 0) return {};
+    return " More are shown once LBA Format Extension Enable (LBAFEE) is set in Host Behavior Support (feature 0x16).";
+}
+
 }  // namespace
 
 Result<FormatRequest> readFormatRequest(const Arguments& arguments) {
@@ -203,7 +213,8 @@ Result<FormatNvm::Target> FormatNvm::resolve(uint32_t nsid, const NamespacePrope
     target.metadataExtended = request_.metadataExtended.value_or(before.metadataExtended()) != 0;
     if (target.lbaFormat >= before.numberOfFormats) {
         return withDetails(statuses::invalidLbaFormat(),
-                           name(target) + " has the formats 0 to " + std::to_string(before.numberOfFormats - 1) + ".");
+                           name(target) + " has the formats 0 to " + std::to_string(before.numberOfFormats - 1) + "." +
+                               extensionText(drive_, target.lbaFormat, before.numberOfFormats));
     }
     if (target.format().dataBytes() == 0) {
         return withDetails(statuses::invalidLbaFormat(), name(target) + " does not offer format " +

@@ -392,6 +392,25 @@ TEST_F(FormatJobTest, ALocationOfTheProtectionMayBeGiven) {
                  "type 1."));
 }
 
+TEST_F(FormatJobTest, FormatsThatTheDriveDoesNotShowYetAreNamed) {
+    const std::string refusal =
+        "10/28 Invalid LBA format. Namespace 1 of drive S1 (/dev/nvme0) has the formats 0 to 15.";
+    const struct {
+        const char* format;
+        uint32_t ctratt;
+        std::string more;
+    } CASES[] = {
+        {"16", 0x8000,
+         " More are shown once LBA Format Extension Enable (LBAFEE) is set in Host Behavior Support (feature 0x16)."},
+        {"16", 0, ""},
+    };
+    for (const auto& c : CASES) {
+        expectLook(1, formatController().le32(96, c.ctratt), identifyNamespace(8).byte(25, 15));
+        EXPECT_EQ(run("NVMeFormat", {{"NamespaceId", "1"}, {"LBAFormat", c.format}}), answerOf(refusal + c.more));
+        drive_.expectDone();
+    }
+}
+
 TEST_F(FormatJobTest, FormatsAboveFifteenGoIntoTheUpperBits) {
     // 33 formats, number 32 of 4,096 bytes; number 17 in use.
     DriveBytes many = identifyNamespace(8).byte(25, 32).byte(26, 0x21);
