@@ -42,17 +42,22 @@ Result<bool> readCapability(nvme::Drive& drive, bool (nvme::ControllerCapabiliti
     return (nvme::ControllerCapabilities(identify).*test)();
 }
 
-/// By log page 12h; offered as well on a drive that does not list it.
-Result<bool> readFeatureLog(nvme::Drive& drive, uint8_t fid) {
+/// By log page 12h; empty on a drive that does not list it.
+Result<std::optional<bool>> readFeatureLog(nvme::Drive& drive, uint8_t fid) {
     TRY(const std::optional<bool> listed, drive.isLogListed(nvme::LID_SUPPORTED_FEATURES));
-    if (!listed.value_or(false)) return true;
+    if (!listed.value_or(false)) return std::nullopt;
     const auto log = readLog(drive, nvme::LID_SUPPORTED_FEATURES, FEATURE_LOG_BYTES);
     if (!log && !isRefusal(log.error())) return log.error();
-    return !log || nvme::bit(nvme::le32(log->getData() + size_t{4} * fid), 0);
+    if (!log) return std::nullopt;
+    return nvme::bit(nvme::le32(log->getData() + size_t{4} * fid), 0);
 }
 
-Result<bool> isFeatureOffered(nvme::Drive& drive, const nvme::FeatureRow& feature) {
-    if (isUnannounced(feature)) return readFeatureLog(drive, feature.fid);
+/// `isUnknownOffered`: what counts where nothing is said of the feature.
+Result<bool> isFeatureOffered(nvme::Drive& drive, const nvme::FeatureRow& feature, bool isUnknownOffered) {
+    if (isUnannounced(feature)) {
+        TRY(const std::optional<bool> isSupported, readFeatureLog(drive, feature.fid));
+        return isSupported.value_or(isUnknownOffered);
+    }
     if (feature.isSupported != nullptr) return readCapability(drive, feature.isSupported);
     return true;
 }
@@ -75,10 +80,14 @@ Status requireLogOffered(nvme::Drive& drive, const nvme::LogPageRow& row) {
 }
 
 Status requireFeatureOffered(nvme::Drive& drive, const nvme::FeatureRow& feature, const Status& unsupported) {
-    TRY(const bool isOffered, isFeatureOffered(drive, feature));
+    TRY(const bool isOffered, isFeatureOffered(drive, feature, true));
     if (isOffered) return Status();
     return withDetails(unsupported, "Drive " + drive.name() + " does not offer feature " + hexText(feature.fid, 2) +
                                         " (" + feature.name + ").");
+}
+
+Result<bool> isFeatureAnnounced(nvme::Drive& drive, const nvme::FeatureRow& feature) {
+    return isFeatureOffered(drive, feature, false);
 }
 
 }  // namespace features::jobs

@@ -22,4 +22,8 @@ ostrel::core::Status requireLogOffered(nvme::Drive& drive, const nvme::LogPageRo
 ostrel::core::Status requireFeatureOffered(nvme::Drive& drive, const nvme::FeatureRow& feature,
                                            const ostrel::core::Status& unsupported);
 
+/// Whether the drive says that it has a feature of the standard: all controllers do, Identify Controller has it, or log
+/// page 12h of a drive that lists it. Unlike above a feature of which nothing is said counts as missing.
+Result<bool> isFeatureAnnounced(nvme::Drive& drive, const nvme::FeatureRow& feature);
+
 }  // namespace features::jobs

@@ -124,5 +124,24 @@ TEST(Offers, WhatIdentifyDoesNotAnnounceIsInLog12h) {
     }
 }
 
+TEST(Offers, AFeatureOfWhichNothingIsSaidIsNotAnnounced) {
+    const auto isAnnounced = [](FakeDrive& fake, uint8_t fid) {
+        nvme::Drive drive(*fake.device());
+        const auto announced = isFeatureAnnounced(drive, *nvme::findFeature(fid));
+        EXPECT_TRUE(announced);
+        return announced.value_or(false);
+    };
+    FakeDrive everywhere, unknown, listed, refused;
+    EXPECT_TRUE(isAnnounced(everywhere, 0x02)) << "all controllers have it";
+    unknown.expect(withoutList());
+    EXPECT_FALSE(isAnnounced(unknown, 0x03));
+    listed.expect(withList())
+        .expect(logList(0x12))
+        .expect(lookAtLog(0x12, 1024).answers(DriveBytes(1024).byte(0x03 * 4, 1)));
+    EXPECT_TRUE(isAnnounced(listed, 0x03));
+    refused.expect(withList()).expect(logList(0x12)).expect(lookAtLog(0x12, 1024).refuses(NO_SUCH_LOG));
+    EXPECT_FALSE(isAnnounced(refused, 0x03)) << "the log is listed, and refused";
+}
+
 }  // namespace
 }  // namespace features::jobs
