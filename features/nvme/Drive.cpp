@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstring>
 
+#include "features/errors/DriveName.h"
 #include "features/nvme/Bytes.h"
 #include "features/nvme/ControllerCapabilities.h"
 #include "features/nvme/FieldTree.h"
@@ -80,7 +81,7 @@ std::string Drive::serialNumber() const {
 }
 
 std::string Drive::name() const {
-    return serialNumber() + " (" + device_.getAttribute(attributes::device::devicePath()).getText() + ")";
+    return driveName(device_);
 }
 
 Result<Answer, CommandError> Drive::send(const NvmeCommand& command, const Payload& toController) {
