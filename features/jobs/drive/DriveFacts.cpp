@@ -2,8 +2,8 @@
 
 #include <algorithm>
 
+#include "features/jobs/drive/HostSide.h"
 #include "features/jobs/drive/LogReading.h"
-#include "features/jobs/drive/Namespaces.h"
 #include "features/jobs/drive/OcpSmartLog.h"
 #include "features/nvme/IdentifyCns.h"
 #include "features/nvme/LogPageIds.h"
@@ -48,19 +48,19 @@ const nvme::ControllerCapabilities* DriveFacts::controller() {
 }
 
 const std::vector<HostNamespace>* DriveFacts::hostNamespaces() {
-    if (!host_ && mayAsk()) host_ = accept(readHostNamespaces(drive_));
+    if (!host_ && mayAsk()) host_ = accept(readHostNamespaces(drive_.device()));
     return host_ ? &*host_ : nullptr;
 }
 
 const transport::HostLocation* DriveFacts::location() {
-    if (!location_ && mayAsk()) location_ = accept(readHostLocation(drive_));
+    if (!location_ && mayAsk()) location_ = accept(readHostLocation(drive_.device()));
     return location_ ? &*location_ : nullptr;
 }
 
 const HostNamespace* DriveFacts::hostNamespace() {
     const auto* all = hostNamespaces();
     if (all == nullptr || all->empty()) return nullptr;
-    const auto nsid = namedNamespace(drive_);
+    const auto nsid = namedNamespace(drive_.device());
     if (!nsid) return &all->front();
     const auto found = std::find_if(all->begin(), all->end(), [&](const HostNamespace& n) { return n.nsid == *nsid; });
     return found == all->end() ? nullptr : &*found;

@@ -8,8 +8,6 @@
 #include "features/nvme/Identify.h"
 #include "features/nvme/IdentifyCns.h"
 #include "features/nvme/NamespaceProperties.h"
-#include "ostrel/core/AttributeVocabulary.h"
-#include "ostrel/core/CommandResult.h"
 #include "ostrel/core/StatusCatalogue.h"
 
 namespace features::jobs {
@@ -35,45 +33,7 @@ bool isThere(const Payload& data) {
     return nvme::NamespaceProperties(data.getData()).sizeBlocks != 0;
 }
 
-Result<transport::HostResult> askHost(nvme::Drive& drive, const transport::HostCommand& command) {
-    CommandResult result;
-    drive.device().sendCommand(command, result);
-    RETURN_IF_FAILED(result.status);
-    const auto* host = dynamic_cast<const transport::HostResult*>(result.protocolResult.get());
-    if (host == nullptr) return statuses::deviceDataRetrievalFailed();
-    return *host;
-}
-
 }  // namespace
-
-std::optional<uint32_t> namedNamespace(nvme::Drive& drive) {
-    const Attribute named = drive.device().getAttribute(attributes::device::namespaceId());
-    if (named.getSize() == 0) return std::nullopt;
-    return static_cast<uint32_t>(named.getNumber());
-}
-
-Result<std::vector<transport::HostNamespace>> readHostNamespaces(nvme::Drive& drive) {
-    TRY(const transport::HostResult host, askHost(drive, transport::HostCommand(transport::HostRequest::NAMESPACES)));
-    return host.namespaces;
-}
-
-Result<std::vector<transport::HostNamespace>> readUsedNamespaces(nvme::Drive& drive, transport::UseCheck check) {
-    transport::HostCommand look(transport::HostRequest::USES);
-    look.useCheck = check;
-    TRY(const transport::HostResult host, askHost(drive, look));
-    return host.namespaces;
-}
-
-Result<transport::HostLocation> readHostLocation(nvme::Drive& drive) {
-    TRY(const transport::HostResult host, askHost(drive, transport::HostCommand(transport::HostRequest::LOCATION)));
-    return host.location;
-}
-
-Status rescan(nvme::Drive& drive) {
-    CommandResult result;
-    drive.device().sendCommand(transport::HostCommand(transport::HostRequest::RESCAN), result);
-    return result.status;
-}
 
 /// The lists go on after the last entry of a full one.
 Result<std::vector<uint32_t>> readNamespaceList(nvme::Drive& drive, uint8_t cns) {

@@ -3,8 +3,9 @@
 #include <string>
 #include <vector>
 
+#include "features/errors/DriveName.h"
 #include "features/errors/Result.h"
-#include "features/jobs/drive/Namespaces.h"
+#include "features/jobs/drive/HostSide.h"
 #include "features/jobs/support/StatusDetails.h"
 #include "features/nvme/NamespaceIds.h"
 #include "features/transport/HostCommand.h"
@@ -52,9 +53,9 @@ Status checkUse(const NamespaceUse& use, const DestructionScope& scope) {
     return Status();
 }
 
-Status checkUses(nvme::Drive& drive, const DestructionScope& scope) {
+Status checkUses(Device& device, const DestructionScope& scope) {
     const auto check = scope.partitionsCount ? transport::UseCheck::CONTENT : transport::UseCheck::DESTROY;
-    TRY(const std::vector<HostNamespace> namespaces, readUsedNamespaces(drive, check));
+    TRY(const std::vector<HostNamespace> namespaces, readUsedNamespaces(device, check));
     for (const HostNamespace& part : namespaces) {
         for (const NamespaceUse& use : part.uses) {
             if (use.holdsSystem) return withDetails(statuses::restrictedOnOsDrive(), sentence(use) + ".");
@@ -77,9 +78,9 @@ Status checkUses(nvme::Drive& drive, const DestructionScope& scope) {
 
 }  // namespace
 
-Status checkDestruction(nvme::Drive& drive, const DestructionScope& scope) {
-    Status status = checkUses(drive, scope);
-    if (failed(status)) logMessage(LOGSEVERITY_INFO, "Safety gate: ", drive.name(), ": ", status.getMessage());
+Status checkDestruction(Device& device, const DestructionScope& scope) {
+    Status status = checkUses(device, scope);
+    if (failed(status)) logMessage(LOGSEVERITY_INFO, "Safety gate: ", driveName(device), ": ", status.getMessage());
     return status;
 }
 

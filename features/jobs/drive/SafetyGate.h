@@ -2,8 +2,8 @@
 
 #include <cstdint>
 
-#include "features/nvme/Drive.h"
 #include "features/nvme/NamespaceIds.h"
+#include "ostrel/core/Device.h"
 #include "ostrel/core/Status.h"
 
 namespace features::jobs {
@@ -26,6 +26,6 @@ struct DestructionScope {
 ///     be read, where that counts.
 ///
 /// Call it before anything is asked of the drive, and again immediately before the destructive command is sent.
-ostrel::core::Status checkDestruction(nvme::Drive& drive, const DestructionScope& scope);
+ostrel::core::Status checkDestruction(ostrel::core::Device& device, const DestructionScope& scope);
 
 }  // namespace features::jobs

@@ -4,6 +4,7 @@
 #include <limits>
 
 #include "features/jobs/base/SetRequest.h"
+#include "features/jobs/drive/HostSide.h"
 #include "features/jobs/drive/LogReading.h"
 #include "features/jobs/drive/Namespaces.h"
 #include "features/jobs/drive/Refusals.h"
@@ -152,7 +153,7 @@ uint32_t FormatNvm::Target::commandDword(uint8_t secureErase) const {
 
 Result<std::string> FormatNvm::run(const FormatRequest& request) {
     request_ = request;
-    nsid_ = request.nsid ? *request.nsid : namedNamespace(drive_).value_or(NSID_ALL);
+    nsid_ = request.nsid ? *request.nsid : namedNamespace(drive_.device()).value_or(NSID_ALL);
     RETURN_IF_FAILED(checkGate(nsid_));
     TRY(const uint8_t* const identify, drive_.identifyController());
     const ControllerCapabilities controller(identify);
@@ -176,7 +177,7 @@ Status FormatNvm::checkGate(uint32_t nsid) const {
     DestructionScope scope;
     scope.nsid = nsid;
     scope.partitionsCount = request_.partitionsCount;
-    return checkDestruction(drive_, scope);
+    return checkDestruction(drive_.device(), scope);
 }
 
 Status FormatNvm::checkController(const ControllerCapabilities& controller) const {
@@ -304,7 +305,7 @@ Result<RescanStatus> FormatNvm::perform(const ControllerCapabilities& controller
     for (const size_t i : step.targets)
         RETURN_IF_FAILED(awaitEnd(controller, targets_[i], deadline, untilTheHostHasLooked, line));
     // The host still knows the size before, and partitions that are gone.
-    return RescanStatus{rescan(drive_)};
+    return RescanStatus{rescan(drive_.device())};
 }
 
 Status FormatNvm::awaitEnd(const ControllerCapabilities& controller, const Target& target, uint64_t deadline,

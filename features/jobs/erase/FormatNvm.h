@@ -7,7 +7,7 @@
 
 #include "features/errors/Result.h"
 #include "features/jobs/base/Arguments.h"
-#include "features/jobs/drive/Namespaces.h"
+#include "features/jobs/drive/HostSide.h"
 #include "features/jobs/support/ProgressLine.h"
 #include "features/jobs/support/WaitClock.h"
 #include "features/nvme/ControllerCapabilities.h"

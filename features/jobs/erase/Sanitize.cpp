@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <iterator>
 
+#include "features/jobs/drive/HostSide.h"
 #include "features/jobs/drive/LogReading.h"
-#include "features/jobs/drive/Namespaces.h"
 #include "features/jobs/drive/Refusals.h"
 #include "features/jobs/drive/SafetyGate.h"
 #include "features/jobs/support/ProgressLine.h"
@@ -179,7 +179,7 @@ Result<std::string> Sanitize::run(const SanitizeRequest& request) {
     if (request_.returnImmediately) return "The sanitize operation was started and goes on in the drive.";
     TRY(const std::string report, follow(estimateMs(controller, log.getData())));
     // The host still knows the partitions that are gone.
-    const Status rescanned = rescan(drive_);
+    const Status rescanned = rescan(drive_.device());
     if (failed(rescanned)) return withDetails(rescanned, report);
     return report;
 }
@@ -187,7 +187,7 @@ Result<std::string> Sanitize::run(const SanitizeRequest& request) {
 Status Sanitize::checkGate() const {
     DestructionScope scope;
     scope.partitionsCount = request_.partitionsCount;
-    return checkDestruction(drive_, scope);
+    return checkDestruction(drive_.device(), scope);
 }
 
 Status Sanitize::checkController(const ControllerCapabilities& controller) {

@@ -5,8 +5,8 @@
 #include <string>
 
 #include "features/jobs/base/SetRequest.h"
+#include "features/jobs/drive/HostSide.h"
 #include "features/jobs/drive/LogReading.h"
-#include "features/jobs/drive/Namespaces.h"
 #include "features/jobs/drive/Refusals.h"
 #include "features/jobs/drive/SafetyGate.h"
 #include "features/jobs/support/StatusDetails.h"
@@ -57,8 +57,8 @@ Number orUnlimited(Number limit, Number most) {
 }
 
 Result<uint32_t> findNamespace(nvme::Drive& drive) {
-    if (const auto named = namedNamespace(drive)) return *named;
-    TRY(const std::vector<transport::HostNamespace> all, readHostNamespaces(drive));
+    if (const auto named = namedNamespace(drive.device())) return *named;
+    TRY(const std::vector<transport::HostNamespace> all, readHostNamespaces(drive.device()));
     if (all.empty())
         return withDetails(statuses::invalidNamespaceId(), "Drive " + drive.name() + " has no namespace attached.");
     if (all.size() > 1) return withDetails(statuses::moreThanOneNamespace(), "Select the one by its path.");
@@ -69,7 +69,7 @@ Status checkGate(nvme::Drive& drive, uint32_t nsid) {
     DestructionScope scope;
     scope.nsid = nsid;
     scope.partitionsCount = false;
-    return checkDestruction(drive, scope);
+    return checkDestruction(drive.device(), scope);
 }
 
 Status sendRanges(nvme::Drive& drive, uint32_t nsid, uint32_t number, const uint8_t* ranges) {

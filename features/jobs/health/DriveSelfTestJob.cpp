@@ -4,8 +4,8 @@
 #include <iterator>
 #include <string>
 
+#include "features/jobs/drive/HostSide.h"
 #include "features/jobs/drive/LogReading.h"
-#include "features/jobs/drive/Namespaces.h"
 #include "features/jobs/support/ProgressLine.h"
 #include "features/jobs/support/StatusDetails.h"
 #include "features/nvme/ControllerCapabilities.h"
@@ -82,7 +82,7 @@ Result<Payload, nvme::CommandError> readSelfTestLog(nvme::Drive& drive) {
 
 Status start(nvme::Drive& drive, const TestRow& test) {
     nvme::NvmeCommand command(nvme::Queue::ADMIN, nvme::OPC_DEVICE_SELF_TEST, "Device Self-test");
-    command.nsid = namedNamespace(drive).value_or(nvme::NSID_ALL);
+    command.nsid = namedNamespace(drive.device()).value_or(nvme::NSID_ALL);
     command.cdw10 = test.code;
     const auto started = drive.send(command);
     if (started) return Status();

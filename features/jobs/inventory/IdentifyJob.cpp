@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "features/errors/Result.h"
+#include "features/jobs/drive/HostSide.h"
 #include "features/jobs/drive/Namespaces.h"
 #include "features/jobs/support/StatusDetails.h"
 #include "features/nvme/ControllerCapabilities.h"
@@ -193,7 +194,7 @@ Status IdentifyJob::checkRequest(const Arguments& arguments) {
 Status IdentifyJob::actOnDrive(nvme::Drive& drive, const Arguments& arguments, DriveOutput& out) {
     TRY(IdentifyRequest request, read(arguments));
     if (request.structure->ofOneNamespace && !request.nsid) {
-        request.nsid = namedNamespace(drive);
+        request.nsid = namedNamespace(drive.device());
         if (!request.nsid) return statuses::noNamespaceId();
     }
     const uint32_t nsid = request.structure->ofOneNamespace ? static_cast<uint32_t>(*request.nsid) : 0;

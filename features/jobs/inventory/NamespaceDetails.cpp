@@ -4,8 +4,8 @@
 #include <string>
 
 #include "features/errors/Result.h"
+#include "features/jobs/drive/HostSide.h"
 #include "features/jobs/drive/LogReading.h"
-#include "features/jobs/drive/Namespaces.h"
 #include "features/jobs/inventory/UseText.h"
 #include "features/nvme/ControllerCapabilities.h"
 #include "features/nvme/FieldTable.h"
@@ -101,7 +101,8 @@ std::vector<std::string> byIdNames(const HostLocation& location, const std::stri
 Status showNamespaces(DriveFacts& facts, DriveOutput& out) {
     const HostLocation* location = facts.location();
     if (location == nullptr) return facts.failure();
-    TRY(const std::vector<HostNamespace> namespaces, readUsedNamespaces(facts.drive(), transport::UseCheck::SHOW));
+    TRY(const std::vector<HostNamespace> namespaces,
+        readUsedNamespaces(facts.drive().device(), transport::UseCheck::SHOW));
     for (const HostNamespace& space : namespaces) {
         if (!space.attached) continue;
         TRY(nvme::FieldTree tree, describe(facts, space));

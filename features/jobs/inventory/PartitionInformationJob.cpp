@@ -4,7 +4,7 @@
 #include <utility>
 
 #include "features/errors/Result.h"
-#include "features/jobs/drive/Namespaces.h"
+#include "features/jobs/drive/HostSide.h"
 #include "features/jobs/inventory/UseText.h"
 #include "features/transport/HostCommand.h"
 #include "ostrel/core/AttributeVocabulary.h"
@@ -117,7 +117,7 @@ Status PartitionInformationJob::getProperties(const std::shared_ptr<xml::XmlObje
 }
 
 Status PartitionInformationJob::showDrive(nvme::Drive& drive, const Arguments& arguments, DriveOutput& out) {
-    TRY(const std::vector<HostNamespace> namespaces, readUsedNamespaces(drive, transport::UseCheck::SHOW));
+    TRY(const std::vector<HostNamespace> namespaces, readUsedNamespaces(drive.device(), transport::UseCheck::SHOW));
     const std::string path = arguments.text(xml::NAME_PATH);
     for (const HostNamespace& part : namespaces) showNamespace(part, path, out);
     if (out.isEmpty() && path.empty())

@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "features/jobs/base/SetRequest.h"
+#include "features/jobs/drive/HostSide.h"
 #include "features/jobs/drive/LogReading.h"
 #include "features/jobs/drive/Namespaces.h"
 #include "features/jobs/drive/SafetyGate.h"
@@ -80,7 +81,7 @@ Status NamespaceManagementJob::checkGate(nvme::Drive& drive) const {
     DestructionScope scope;
     scope.nsid = nsid_;
     scope.partitionsCount = false;
-    return checkDestruction(drive, scope);
+    return checkDestruction(drive.device(), scope);
 }
 
 Status NamespaceManagementJob::actOnDrive(nvme::Drive& drive, const Arguments&, DriveOutput& out) {
@@ -124,7 +125,7 @@ Result<RescanStatus> NamespaceManagementJob::sendDeletion(nvme::Drive& drive) co
     const auto sent = drive.send(namespaceManagement(SEL_DELETE, nsid_));
     if (!sent) return mapNamespaceStatus(sent.error());
     drive.forgetIdentify();
-    return RescanStatus{rescan(drive)};
+    return RescanStatus{rescan(drive.device())};
 }
 
 Result<std::string> NamespaceManagementJob::attach(nvme::Drive& drive, const uint8_t* controller) {
@@ -157,13 +158,13 @@ Result<RescanStatus> NamespaceManagementJob::sendAttachment(nvme::Drive& drive, 
                                                             uint16_t controllerId) const {
     const SignalBlock untilTheHostHasLooked;
     RETURN_IF_FAILED(sendNamespaceAttachment(drive, attach, nsid_, controllerId));
-    return RescanStatus{rescan(drive)};
+    return RescanStatus{rescan(drive.device())};
 }
 
 Result<std::string> NamespaceManagementJob::awaitView(nvme::Drive& drive, bool present) const {
     const uint64_t deadline = clock_->nowMs() + VIEW_LIMIT_MS;
     for (;;) {
-        TRY(const std::vector<HostNamespace> seen, readHostNamespaces(drive));
+        TRY(const std::vector<HostNamespace> seen, readHostNamespaces(drive.device()));
         const auto found = std::find_if(seen.begin(), seen.end(), [&](const HostNamespace& space) {
             return space.nsid == nsid_ || nsid_ == nvme::NSID_ALL;
         });

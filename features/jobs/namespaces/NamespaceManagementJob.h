@@ -7,7 +7,7 @@
 
 #include "features/errors/Result.h"
 #include "features/jobs/base/CloneableJob.h"
-#include "features/jobs/drive/Namespaces.h"
+#include "features/jobs/drive/HostSide.h"
 #include "features/jobs/namespaces/NamespaceCreation.h"
 #include "features/jobs/support/WaitClock.h"
 

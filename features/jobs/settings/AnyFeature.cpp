@@ -196,7 +196,7 @@ Status checkDestroying(nvme::Drive& drive, uint8_t fid, Dialect dialect) {
     const bool destroys = dialect == Dialect::VELKO &&
                           std::find(std::begin(DESTROYING_VELKO_FIDS), std::end(DESTROYING_VELKO_FIDS), fid) !=
                               std::end(DESTROYING_VELKO_FIDS);
-    return destroys ? checkDestruction(drive, {}) : Status();
+    return destroys ? checkDestruction(drive.device(), {}) : Status();
 }
 
 /// The data in lines of 16 bytes, without the zero ones at the end.

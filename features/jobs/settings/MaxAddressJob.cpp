@@ -6,7 +6,7 @@
 
 #include "features/errors/Result.h"
 #include "features/jobs/base/SetRequest.h"
-#include "features/jobs/drive/Namespaces.h"
+#include "features/jobs/drive/HostSide.h"
 #include "features/jobs/drive/Refusals.h"
 #include "features/jobs/drive/SafetyGate.h"
 #include "features/jobs/drive/VendorDialect.h"
@@ -140,7 +140,7 @@ Status writeLba(nvme::Drive& drive, const FeatureAddress& address, uint64_t lba)
 Result<RescanStatus> resize(nvme::Drive& drive, const FeatureAddress& address, uint64_t lba) {
     const SignalBlock untilTheHostHasLooked;
     RETURN_IF_FAILED(writeLba(drive, address, lba));
-    return RescanStatus{rescan(drive)};
+    return RescanStatus{rescan(drive.device())};
 }
 
 Status checkReported(nvme::Drive& drive, const FeatureAddress& address, uint64_t lba) {
@@ -163,11 +163,11 @@ Status MaxAddressJob::setOnDrive(nvme::Drive& drive, const Attribute& attribute)
     RETURN_IF_FAILED(checkSettable(attribute, key::maximumLBA()));
     TRY(const Wanted wanted, readWanted(propertyToSet().text(attribute.getName())));
     if (!isVelkoDrive(drive)) return statuses::maxAddressNotSupported();
-    RETURN_IF_FAILED(checkDestruction(drive, {}));
+    RETURN_IF_FAILED(checkDestruction(drive.device(), {}));
     TRY(const FeatureAddress address,
         requireVelkoFeature(drive, nvme::FID_VELKO_MAXIMUM_LBA, OcpGrounds::NAMED, statuses::maxAddressNotSupported()));
     TRY(const uint64_t lba, findLba(drive, address, wanted));
-    RETURN_IF_FAILED(checkDestruction(drive, {}));  // again: much may have happened meanwhile
+    RETURN_IF_FAILED(checkDestruction(drive.device(), {}));  // again: much may have happened meanwhile
     TRY(const RescanStatus rescanned, resize(drive, address, lba));
     RETURN_IF_FAILED(checkReported(drive, address, lba));
     return Status(

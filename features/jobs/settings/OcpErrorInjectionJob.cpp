@@ -62,7 +62,7 @@ Status OcpErrorInjectionJob::checkUse(nvme::Drive& drive) const {
     if (!enables) return Status();
     DestructionScope scope;
     scope.partitionsCount = false;
-    return checkDestruction(drive, scope);
+    return checkDestruction(drive.device(), scope);
 }
 
 Status OcpErrorInjectionJob::write(nvme::Drive& drive, DriveOutput& out) const {

@@ -10,7 +10,7 @@
 #include "features/jobs/drive/DeviceStatus.h"
 #include "features/jobs/drive/DriveFacts.h"
 #include "features/jobs/drive/LogReading.h"
-#include "features/jobs/drive/Namespaces.h"
+#include "features/jobs/drive/HostSide.h"
 #include "features/jobs/health/scan/DataIntegrity.h"
 #include "features/jobs/health/scan/ReadScan.h"
 #include "features/jobs/logs/DriveLogs.h"
@@ -170,7 +170,7 @@ void Scan::storeLogs(const std::string& directory) {
 }
 
 void Scan::scanNamespaces() {
-    const auto all = readUsedNamespaces(facts_.drive(), transport::UseCheck::SHOW);
+    const auto all = readUsedNamespaces(facts_.drive().device(), transport::UseCheck::SHOW);
     if (!all) {
         notCompleted(tree_, all.error().getMessage());
         return;

@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include "features/errors/DriveName.h"
 #include "features/jobs/drive/SafetyGate.h"
 #include "ostrel/core/CommandPath.h"
 #include "ostrel/core/CommandResult.h"
@@ -32,8 +33,7 @@ HostNamespace usedNamespace(uint32_t nsid, std::vector<NamespaceUse> uses) {
 std::string check(const Namespaces& namespaces, const DestructionScope& scope = {}) {
     fakedrive::FakeDrive fake;
     fake.expect(fakedrive::hostUses(namespaces));
-    nvme::Drive drive(*fake.device());
-    return statusText(checkDestruction(drive, scope));
+    return statusText(checkDestruction(*fake.device(), scope));
 }
 
 const NamespaceUse MOUNTED{Kind::MOUNTED, "/dev/nvme0n1p1", "/data", false};
@@ -78,7 +78,7 @@ TEST(SafetyGate, ARefusalIsLogged) {
     const LogCapture log;
     check({usedNamespace(1, {SWAP})});
     check({fakedrive::unusedNamespace(1)});
-    EXPECT_EQ(log.lines(), "[info] Safety gate: " + nvme::Drive(*fakedrive::FakeDrive().device()).name() +
+    EXPECT_EQ(log.lines(), "[info] Safety gate: " + driveName(*fakedrive::FakeDrive().device()) +
                                ": Cannot run selected feature with the given configuration. /dev/nvme0n1p2 is used as "
                                "swap.\n");
 }
@@ -137,8 +137,7 @@ TEST(SafetyGate, TheSystemOnOneNamespaceProtectsTheWholeDrive) {
 TEST(SafetyGate, AHostThatCannotAnswerIsARefusal) {
     fakedrive::FakeDrive fake;
     fake.expect(fakedrive::Expected::host(HostRequest::USES).breaks(Status(1, 2, "System error. No table.")));
-    nvme::Drive drive(*fake.device());
-    EXPECT_EQ(statusText(checkDestruction(drive, {1, false})), "1/2 System error. No table.");
+    EXPECT_EQ(statusText(checkDestruction(*fake.device(), {1, false})), "1/2 System error. No table.");
 }
 
 /// Answers every request with a success that says nothing, and records how closely the uses were looked at.
@@ -163,24 +162,23 @@ TEST(SafetyGate, MediaIsReadWhereContentCounts) {
     const auto checks = std::make_shared<MutePath::Checks>();
     fakedrive::FakeDrive fake;
     fake.device()->addCommandPath(MutePath(checks));
-    nvme::Drive drive(*fake.device());
-    (void)checkDestruction(drive, {1, true});
-    (void)checkDestruction(drive, {1, false});
+    (void)checkDestruction(*fake.device(), {1, true});
+    (void)checkDestruction(*fake.device(), {1, false});
     EXPECT_EQ(*checks, (MutePath::Checks{transport::UseCheck::CONTENT, transport::UseCheck::DESTROY}));
 }
 
 TEST(SafetyGate, AnAnswerThatSaysNothingIsARefusal) {
     fakedrive::FakeDrive fake;
     fake.device()->addCommandPath(MutePath());
-    nvme::Drive drive(*fake.device());
-    EXPECT_EQ(statusText(checkDestruction(drive, {1, false})), "10/33 Failed to retrieve data from selected device.");
+    EXPECT_EQ(statusText(checkDestruction(*fake.device(), {1, false})),
+              "10/33 Failed to retrieve data from selected device.");
 }
 
 TEST(SafetyGate, ADriveWithoutAHostsSideIsRefused) {
     fakedrive::FakeDrive fake;
     fake.device()->getCommandSets().erase("Host");
-    nvme::Drive drive(*fake.device());
-    EXPECT_EQ(statusText(checkDestruction(drive, {1, false})), "0/35 Device does not support this command set.");
+    EXPECT_EQ(statusText(checkDestruction(*fake.device(), {1, false})),
+              "0/35 Device does not support this command set.");
 }
 
 }  // namespace
