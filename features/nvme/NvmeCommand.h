@@ -38,6 +38,8 @@ public:
     /// a Get Log Page with a Log Specific Field is not, since that makes a drive capture telemetry data or hold a
     /// persistent event log.
     bool changesDrive() const;
+    /// Whether the path must know the drive as the one that was selected before it sends the command.
+    bool needsSelectedDrive() const { return onlySelectedDrive || changesDrive(); }
     Transfer transfer() const { return static_cast<Transfer>(opcode & 3); }
 
     Queue queue;
@@ -54,6 +56,8 @@ public:
     uint32_t dataLength = 0;
     uint32_t metadataLength = 0;
     uint32_t timeoutMs = 0;
+    /// For a command that reads what a change of the drive is judged by.
+    bool onlySelectedDrive = false;
 };
 
 }  // namespace features::nvme

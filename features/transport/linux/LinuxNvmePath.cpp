@@ -233,25 +233,30 @@ Result<LinuxNvmePath::NamespaceFile> LinuxNvmePath::openNamespace(uint32_t nsid)
                       " is not attached to " + controller_ + ".");
 }
 
-Result<const LinuxNvmePath::NamespaceFile*> LinuxNvmePath::openToRead(uint32_t nsid) {
+Result<const LinuxNvmePath::NamespaceFile*> LinuxNvmePath::openToRead(uint32_t nsid, bool onlySelectedDrive) {
     const std::lock_guard<std::mutex> lock(node_->mutex);
     auto found = node_->namespaces.find(nsid);
     if (found == node_->namespaces.end()) {
         TRY(NamespaceFile opened, openNamespace(nsid));
         found = node_->namespaces.emplace(nsid, std::move(opened)).first;
     }
-    return &found->second;
+    NamespaceFile& file = found->second;
+    if (onlySelectedDrive && !file.isSelected) {
+        RETURN_IF_FAILED(checkNamespace(file.descriptor.get(), file.path, nsid));
+        file.isSelected = true;
+    }
+    return &file;
 }
 
 Status LinuxNvmePath::sendNvme(const NvmeCommand& command, const Payload& payload, CommandResult& result) {
     if (command.queue == nvme::Queue::ADMIN) {
-        TRY(const int node, command.changesDrive() ? openSelected() : openController());
+        TRY(const int node, command.needsSelectedDrive() ? openSelected() : openController());
         return passThrough(node, controllerNode(), command, payload, result);
     }
     if (!command.changesDrive()) {
         // A caller that reads a namespace reads much of it. Should the node name another by now, the wrong
         // blocks are read, and nothing is lost; a command that writes looks for its namespace every time.
-        TRY(const NamespaceFile* const opened, openToRead(command.nsid));
+        TRY(const NamespaceFile* const opened, openToRead(command.nsid, command.onlySelectedDrive));
         return passThrough(opened->descriptor.get(), opened->path, command, payload, result);
     }
     TRY(const NamespaceFile opened, openNamespace(command.nsid));

@@ -32,9 +32,10 @@ class BlockUses;
 ///            their data brings a buffer instead: a payload of whole pages for all of it, which is neither cleared nor
 ///            cut.
 /// Identity:  the name of a node may pass to another drive between the scan and the opening. Before anything that
-///            changes the drive (NvmeCommand::changesDrive(), resets) Identify over the open node itself must show the
-///            drive that was selected; otherwise that is 0/70 with both serial numbers, and only Identify was
-///            sent. The same holds for a namespace's node that is by now that of another namespace.
+///            changes the drive, or reads what a change is judged by (NvmeCommand::needsSelectedDrive(), resets),
+///            Identify over the open node itself must show the drive that was selected; otherwise that is 0/70 with
+///            both serial numbers, and only Identify was sent. The same holds for a namespace's node that is by now
+///            that of another namespace.
 /// Threads:   any number at once.
 class LinuxNvmePath : public ostrel::core::CommandPath {
 public:
@@ -55,6 +56,7 @@ private:
     struct NamespaceFile {
         std::string path;
         ostrel::core::FileDescriptor descriptor;
+        bool isSelected = false;  ///< seen to be that namespace of the drive that was selected
     };
 
     // The data and what the command brought back go into `result`; its status is what is returned.
@@ -75,7 +77,7 @@ private:
     ostrel::core::Status checkNamespace(int node, const std::string& nodePath, uint32_t nsid);
     Result<NamespaceFile> openNamespace(uint32_t nsid) const;
     /// The node of a namespace for commands that read alone: it stays open.
-    Result<const NamespaceFile*> openToRead(uint32_t nsid);
+    Result<const NamespaceFile*> openToRead(uint32_t nsid, bool onlySelectedDrive);
     ostrel::core::Status resetController(unsigned long request, uint32_t timeoutMs);
     ostrel::core::Status awaitController(uint32_t timeoutMs);
     ostrel::core::Status rescan();

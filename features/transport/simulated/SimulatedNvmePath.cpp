@@ -104,7 +104,7 @@ CommandResult SimulatedNvmePath::send(const Command& command, const Payload& pay
 
 Result<CompletionEntry> SimulatedNvmePath::execute(const NvmeCommand& command, std::vector<uint8_t>& data) {
     const std::lock_guard<std::mutex> lock(drive_->mutex);
-    const auto check = command.changesDrive() ? identityCheck() : simulator::Controller::Check();
+    const auto check = command.needsSelectedDrive() ? identityCheck() : simulator::Controller::Check();
     return drive_->controller.execute(toEntry(command), data, check);
 }
 

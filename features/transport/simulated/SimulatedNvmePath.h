@@ -24,8 +24,8 @@ namespace features::transport {
 /// Units:     the path's time-out is that of every command that has none of its own.
 /// Errors:    the Status reports transport errors, the completion the drive's answer, as with a real one: a
 ///            drive that is gone is 1/19 (ENODEV), one that does not answer 1/4 (EINTR) when the time-out is over.
-/// Identity:  what changes the drive (NvmeCommand::changesDrive(), resets) is refused as a drive that is gone when by
-///            then the folder is that of another drive than was selected.
+/// Identity:  what changes the drive, or reads what a change is judged by (NvmeCommand::needsSelectedDrive(), resets),
+///            is refused as a drive that is gone when by then the folder is that of another drive than was selected.
 /// Threads:   any number at once; the drive carries out one command at a time.
 class SimulatedNvmePath : public ostrel::core::CommandPath {
 public:

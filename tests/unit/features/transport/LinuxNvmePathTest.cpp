@@ -749,6 +749,20 @@ TEST_F(LinuxNvmePathTest, ACommandThatReadsIsSentToWhicheverDriveIsThere) {
     EXPECT_EQ(kernel_.calls.back(), "who /dev/nvme0");
 }
 
+TEST_F(LinuxNvmePathTest, AReadThatAChangeIsJudgedByIsOfTheSelectedDriveAlone) {
+    NvmeCommand read = reading(Queue::IO, nvme::OPC_READ, 512);
+    read.onlySelectedDrive = true;
+    for (int i = 0; i < 2; ++i) EXPECT_EQ(statusText(send(read).status), SUCCESS);
+    EXPECT_EQ(kernel_.calls, (Calls{"open /dev/nvme0n1", "namespace /dev/nvme0n1", "who /dev/nvme0n1",
+                                    "io 02h /dev/nvme0n1", "io 02h /dev/nvme0n1"}));
+    path_ = makePath();
+    kernel_.calls.clear();
+    kernel_.identity.serialNumber = "S2";
+    for (int i = 0; i < 2; ++i) EXPECT_EQ(send(read).status.getCode(), 70U);
+    EXPECT_EQ(kernel_.calls, (Calls{"open /dev/nvme0n1", "namespace /dev/nvme0n1", "who /dev/nvme0n1",
+                                    "namespace /dev/nvme0n1", "who /dev/nvme0n1"}));
+}
+
 TEST_F(LinuxNvmePathTest, TheOpenControllerIsIdentifiedOnceAndAgainAfterAReset) {
     const NvmeCommand format = reading(Queue::ADMIN, nvme::OPC_FORMAT_NVM, 0);
     const auto clone = path_->clone();
