@@ -45,6 +45,16 @@ TEST_F(ControllerLocationTest, AControllerInASlotWithALinkBelowItsBest) {
     EXPECT_EQ(located(), "0000:01:00.0|4-1|8.0 GT/s|2|16 GT/s|4\n");
 }
 
+/// Intel's Volume Management Device makes a PCI domain of the drives below it, from 10000h on.
+TEST_F(ControllerLocationTest, ADomainOfAVolumeManagementDeviceIsLikeAnyOther) {
+    pci("address", "10000:e1:00.0");
+    pci("device/current_link_speed", "16.0 GT/s PCIe");
+    pci("device/current_link_width", "4");
+    machine_.file("/sys/bus/pci/slots/7/address", "10000:e1:00\n");
+    machine_.file("/sys/bus/pci/slots/8/address", "0000:e1:00\n");
+    EXPECT_EQ(located(), "10000:e1:00.0|7|16.0 GT/s|4||\n");
+}
+
 TEST_F(ControllerLocationTest, WhatTheKernelDoesNotKnowIsEmpty) {
     pci("device/current_link_speed", "Unknown");
     pci("device/current_link_width", "0");
