@@ -4,10 +4,10 @@
 #include <string>
 
 #include "features/errors/Result.h"
+#include "features/jobs/drive/CommandSets.h"
 #include "features/jobs/drive/HostSide.h"
 #include "features/jobs/drive/LogReading.h"
 #include "features/jobs/inventory/UseText.h"
-#include "features/nvme/ControllerCapabilities.h"
 #include "features/nvme/FieldTable.h"
 #include "features/nvme/Identify.h"
 #include "features/nvme/IdentifyCns.h"
@@ -61,17 +61,6 @@ void addFormat(nvme::FieldTree& tree, const Payload& identify) {
     tree.add("NGUID", identifierText(identify.getData() + OFFSET_NGUID, NGUID_BYTES));
 }
 
-/// Before NVMe 2.0 there is one command set.
-Result<uint8_t> commandSetOf(DriveFacts& facts, uint32_t nsid) {
-    const nvme::ControllerCapabilities* const controller = facts.controller();
-    RETURN_IF_FAILED(facts.failure());
-    if (controller == nullptr || !controller->followsNvme20()) return nvme::CSI_NVM;
-    const auto descriptors = facts.drive().identify(nvme::CNS_NAMESPACE_DESCRIPTORS, nsid);
-    if (descriptors) return nvme::commandSetOf(*descriptors);
-    if (isRefusal(descriptors.error())) return nvme::CSI_NVM;
-    return descriptors.error().status;
-}
-
 Result<nvme::FieldTree> describe(DriveFacts& facts, const HostNamespace& space) {
     nvme::FieldTree tree;
     tree.heading = "Namespace " + std::to_string(space.nsid);
@@ -79,7 +68,7 @@ Result<nvme::FieldTree> describe(DriveFacts& facts, const HostNamespace& space) 
     tree.add("Node", space.node.empty() ? "none" : space.node);
     tree.add("Size", bytesText(space.sizeBytes));
     tree.add("Use", usesText(space));
-    TRY(const uint8_t csi, commandSetOf(facts, space.nsid));
+    TRY(const uint8_t csi, readCommandSet(facts.drive(), space.nsid));
     if (csi != nvme::CSI_NVM) tree.add("CommandSet", nvme::commandSetName(csi));
     if (csi == nvme::CSI_KEY_VALUE) return tree;  // it has no logical blocks
     const auto identify = facts.drive().identify(nvme::CNS_NAMESPACE, space.nsid);

@@ -207,12 +207,6 @@ TEST(IdentifyJob, TheNamespaceOfThePathCountsWhereNoneIsGiven) {
 DriveBytes controllerOf20() {
     return identifyController().le32(80, 0x00020000);
 }
-/// A list with a UUID, and then the Command Set Identifier.
-DriveBytes descriptorsOf(uint8_t csi) {
-    return DriveBytes(4096)
-        .put(0, {3, 16, 0, 0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 16})
-        .put(20, {4, 1, 0, 0, csi});
-}
 Expected ofCommandSet(uint8_t cns, uint8_t csi, uint32_t nsid = 0) {
     return identify(cns, nsid).dword(11, uint32_t{csi} << 24);
 }

@@ -134,6 +134,54 @@ TEST(VelkoSsdJob, ShowsEverythingThatTheDriveHas) {
                  JobRun(job, JOBTYPE_GET_PROPERTIES).with("ShowAll", "true").on({&drive}));
 }
 
+TEST(VelkoSsdJob, NamespacesOfOtherCommandSetsAreNamed) {
+    FakeDrive drive;
+    drive.expect(hostNamespaces({unusedNamespace(1), unusedNamespace(2)}))
+        .expect(lookAtLog(0x02, 512).answers(smartLog()))
+        .expect(identify(0x01).answers(identifyController().le32(80, 0x00020000)))
+        .expect(identify(0x00, 1).answers(identifyNamespace(262144, 12)))
+        .expect(hostLocation())
+        .expect(lookAtLog(0x03, 512).refuses(0x4002))
+        .expect(hostUses({unusedNamespace(1), unusedNamespace(2)}))
+        .expect(identify(0x03, 1).answers(descriptorsOf(2)))
+        .expect(identify(0x00, 1).answers(identifyNamespace(262144, 12).byte(127, 0xFF)))
+        .expect(identify(0x03, 2).answers(descriptorsOf(1)));  // without logical blocks there is no more to ask
+    VelkoSsdJob job;
+    const std::string shown = JobRun(job, JOBTYPE_GET_PROPERTIES).with("ShowAll", "true").on({&drive});
+    const std::string identity =
+        "<Property category=\"attribute\" displayName=\"Serial Number\" name=\"SerialNumber\" size=\"3\" "
+        "type=\"string\" value=\"S1\"/>\n"
+        "<Property category=\"attribute\" displayName=\"Device Path\" name=\"DevicePath\" size=\"11\" "
+        "type=\"string\" value=\"/dev/nvme0\"/>\n";
+    const size_t begin = shown.find("<Object key=\"S1\" name=\"Namespace 1\">");
+    ASSERT_NE(begin, std::string::npos) << shown;
+    EXPECT_EQ(shown.substr(begin), "<Object key=\"S1\" name=\"Namespace 1\">\n" + identity +
+                                       R"(<Property name="NamespaceId" value="1"/>
+<Property name="Node" value="/dev/nvme0n1"/>
+<Property name="Size" value="1073741824 bytes"/>
+<Property name="Use" value="none"/>
+<Property name="CommandSet" value="Zoned Namespace"/>
+<Property name="LBAFormat" value="0"/>
+<Property name="SectorSize" value="4096 bytes"/>
+<Property name="MetadataSize" value="0 bytes"/>
+<Property name="Used" value="1073741824 bytes"/>
+<Property name="EUI64" value="00000000000000FF"/>
+<Property name="NGUID" value="not reported"/>
+<Object name="By-Id Names">
+</Object>
+</Object>
+<Object key="S1" name="Namespace 2">
+)" + identity + R"(<Property name="NamespaceId" value="2"/>
+<Property name="Node" value="/dev/nvme0n2"/>
+<Property name="Size" value="1073741824 bytes"/>
+<Property name="Use" value="none"/>
+<Property name="CommandSet" value="Key Value"/>
+<Object name="By-Id Names">
+</Object>
+</Object>
+</Object>)");
+}
+
 TEST(VelkoSsdJob, OfAllPropertiesThoseThatTheDriveLacksAreLeftOut) {
     FakeDrive drive;
     drive.expect(hostNamespaces({}))
