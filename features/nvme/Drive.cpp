@@ -52,7 +52,7 @@ NvmeCommand logPageCommand(const LogPageRequest& request, uint8_t lsp, uint64_t 
     command.cdw11 = numberOfDwords0Based >> 16 | static_cast<uint32_t>(request.lsi) << 16;
     command.cdw12 = static_cast<uint32_t>(offset);
     command.cdw13 = static_cast<uint32_t>(offset >> 32);
-    command.cdw14 = uuidIndex;
+    command.cdw14 = uuidIndex | static_cast<uint32_t>(request.csi) << 24;
     command.dataLength = bytes;
     return command;
 }

@@ -37,6 +37,7 @@ struct LogPageRequest {
     uint16_t lsi = 0;          ///< Log Specific Identifier
     bool retainEvent = false;  ///< Retain Asynchronous Event, on every piece
     uint64_t offset = 0;
+    uint8_t csi = 0;  ///< I/O command set, of a page that each of them has its own of
     /// Telemetry and persistent event log: what the field is on the pieces after the first. Creating a capture, or
     /// establishing a context, twice would throw the first one away.
     uint8_t lspOfFurtherPieces = 0;

@@ -76,8 +76,10 @@ FieldTree decodeErrorInformation(const ostrel::core::Payload& data);
 FieldTree decodeSmartHealth(const ostrel::core::Payload& data);
 FieldTree decodeFirmwareSlots(const ostrel::core::Payload& data);
 FieldTree decodeChangedNamespaces(const ostrel::core::Payload& data);
-/// The supported commands alone.
+/// The supported commands alone, of the NVM command set.
 FieldTree decodeCommandEffects(const ostrel::core::Payload& data);
+/// The same of another I/O command set, which has commands of its own.
+FieldTree decodeCommandEffectsOf(uint8_t csi, const ostrel::core::Payload& data);
 /// The newest result first; entries that were never used are left out.
 FieldTree decodeSelfTest(const ostrel::core::Payload& data);
 /// The head of logs 07h and 08h.

@@ -6,6 +6,8 @@
 #include "features/nvme/Bytes.h"
 #include "features/nvme/Features.h"
 #include "features/nvme/FieldTable.h"
+#include "features/nvme/Identify.h"
+#include "features/nvme/IdentifyCns.h"
 #include "features/nvme/LogPageIds.h"
 #include "features/nvme/LogPages.h"
 #include "features/nvme/Opcodes.h"
@@ -34,6 +36,19 @@ constexpr Word IO_COMMANDS[] = {
 #include "features/nvme/Opcodes.def"
 #undef ADMIN_OPCODE
 #undef IO_OPCODE
+    {},
+};
+/// Beside those of the NVM command set (NVMe Zoned Namespace Command Set Specification 1.1, section 3).
+constexpr Word ZONED_COMMANDS[] = {
+    {0x79, "Zone Management Send"}, {0x7A, "Zone Management Receive"}, {0x7D, "Zone Append"}, {},
+};
+/// Those of every I/O command set.
+constexpr Word COMMON_IO_COMMANDS[] = {
+    {OPC_FLUSH, "Flush"},
+    {OPC_RESERVATION_REGISTER, "Reservation Register"},
+    {OPC_RESERVATION_REPORT, "Reservation Report"},
+    {OPC_RESERVATION_ACQUIRE, "Reservation Acquire"},
+    {OPC_RESERVATION_RELEASE, "Reservation Release"},
     {},
 };
 
@@ -107,9 +122,21 @@ std::string commandName(const Word* commands, unsigned opcode) {
     return opcode >= FIRST_VENDOR_OPCODE ? "Vendor Specific" : "Reserved";
 }
 
-void addCommands(FieldTree& tree, const std::string& queue, const Word* commands, const Payload& data, size_t at) {
-    forEachSupported(data, at, [&](unsigned opcode, uint32_t effects) {
-        tree.add(queue + " " + hexText(opcode, 2), commandName(commands, opcode), commandEffectsText(effects));
+/// Of a command set whose commands have no names here, a number of its own stays without one.
+std::string ioCommandName(uint8_t csi, unsigned opcode) {
+    if (csi == CSI_NVM) return commandName(IO_COMMANDS, opcode);
+    const bool isZoned = csi == CSI_ZONED;
+    const char* own = isZoned ? findWord(ZONED_COMMANDS, opcode) : findWord(COMMON_IO_COMMANDS, opcode);
+    if (own != nullptr) return own;
+    return isZoned || opcode >= FIRST_VENDOR_OPCODE ? commandName(IO_COMMANDS, opcode) : "";
+}
+
+void addCommandEffects(FieldTree& tree, uint8_t csi, const Payload& data) {
+    forEachSupported(data, offsetof(CommandEffectsLog, admin), [&](unsigned opcode, uint32_t effects) {
+        tree.add("Admin " + hexText(opcode, 2), commandName(ADMIN_COMMANDS, opcode), commandEffectsText(effects));
+    });
+    forEachSupported(data, offsetof(CommandEffectsLog, io), [&](unsigned opcode, uint32_t effects) {
+        tree.add("I/O " + hexText(opcode, 2), ioCommandName(csi, opcode), commandEffectsText(effects));
     });
 }
 
@@ -154,8 +181,13 @@ FieldTree decodeSupportedLogs(const Payload& data) {
 
 FieldTree decodeCommandEffects(const Payload& data) {
     FieldTree tree{"Commands Supported and Effects", {}, {}};
-    addCommands(tree, "Admin", ADMIN_COMMANDS, data, offsetof(CommandEffectsLog, admin));
-    addCommands(tree, "I/O", IO_COMMANDS, data, offsetof(CommandEffectsLog, io));
+    addCommandEffects(tree, CSI_NVM, data);
+    return tree;
+}
+
+FieldTree decodeCommandEffectsOf(uint8_t csi, const Payload& data) {
+    FieldTree tree{commandSetName(csi) + " Command Set", {}, {}};
+    addCommandEffects(tree, csi, data);
     return tree;
 }
 

@@ -1,6 +1,9 @@
 #include "features/jobs/logs/NvmeLogJob.h"
 
+#include <set>
+
 #include "features/jobs/base/LogLimits.h"
+#include "features/jobs/drive/CommandSets.h"
 #include "features/jobs/drive/DriveFacts.h"
 #include "features/jobs/drive/LogReading.h"
 #include "features/jobs/drive/OcpLogOffers.h"
@@ -12,6 +15,7 @@
 #include "features/jobs/logs/NvmeLogPage.h"
 #include "features/jobs/logs/NvmeLogRequest.h"
 #include "features/jobs/support/StatusDetails.h"
+#include "features/nvme/IdentifyCns.h"
 #include "features/nvme/LogPageIds.h"
 #include "features/nvme/LogPages.h"
 #include "features/nvme/OcpLogPages.h"
@@ -85,10 +89,28 @@ Status showList(DriveFacts& facts, DriveOutput& out) {
     return Status();
 }
 
+/// What the commands of the other I/O command sets of the controller's namespaces are and do. That one is refused is
+/// shown in its place.
+Status addCommandSets(DriveFacts& facts, const NvmeLogRequest& request, FieldTree& tree) {
+    TRY(const std::set<uint8_t> commandSets, readCommandSets(facts.drive()));
+    for (const uint8_t csi : commandSets) {
+        if (csi == nvme::CSI_NVM) continue;
+        NvmeLogRequest ofCommandSet = request;
+        ofCommandSet.csi = csi;
+        const auto data = readLogPage(facts, ofCommandSet, nvme::LID_COMMAND_EFFECTS);
+        if (!data && !isRefusal(data.error())) return data.error().status;
+        tree.parts.push_back(nvme::decodeCommandEffectsOf(csi, data ? *data : Payload()));
+        if (!data) tree.parts.back().add("Not read", data.error().status.getMessage());
+    }
+    return Status();
+}
+
 Status showPage(DriveFacts& facts, const NvmeLogRequest& request, uint8_t lid, DriveOutput& out) {
     TRY(const Payload data, readLogPage(facts, request, lid));
     if (lid == nvme::LID_OCP_SMART && request.offset == 0) noteOcpSmartLog(facts.drive(), data);
-    out.addTree(showLogPage(facts, lid, request.offset, data));
+    FieldTree tree = showLogPage(facts, lid, request.offset, data);
+    if (lid == nvme::LID_COMMAND_EFFECTS && !request.isPart()) RETURN_IF_FAILED(addCommandSets(facts, request, tree));
+    out.addTree(tree);
     return Status();
 }
 

@@ -85,6 +85,7 @@ Result<nvme::LogPageRequest> pageRequest(DriveFacts& facts, const NvmeLogRequest
     const bool isAction = lengthOfLongPage(lid) != nullptr && lid != nvme::LID_BOOT_PARTITION;
     page.lspOfFurtherPieces = isAction ? uint8_t{0} : page.lsp;
     page.lsi = request.lsi ? *request.lsi : groupOfNamespace(facts, lid);
+    page.csi = request.csi;
     page.retainEvent = request.retainEvent;
     if (request.ofNamespace || lid == nvme::LID_CHANGED_ZONES) {
         const transport::HostNamespace* host = facts.hostNamespace();

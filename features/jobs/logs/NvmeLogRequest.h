@@ -25,6 +25,7 @@ struct NvmeLogRequest {
     bool ofNamespace = false;       ///< of the namespace that the path named, or the first; otherwise of the controller
     std::optional<uint8_t> lsp;     ///< Log Specific Field; empty: 0, and the persistent event log in a context
     std::optional<uint16_t> lsi;    ///< Log Specific Identifier; empty: that of the namespace, where the page has one
+    uint8_t csi = 0;                ///< I/O command set, of a page that each of them has its own of
     bool retainEvent = true;        ///< a page that is looked at acknowledges nothing, unless that is asked for
     uint64_t offset = 0;            ///< bytes
     std::optional<uint32_t> bytes;  ///< how much; empty: the whole page

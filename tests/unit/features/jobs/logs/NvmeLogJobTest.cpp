@@ -162,6 +162,70 @@ TEST(NvmeLogJob, TheEnduranceGroupIsThatOfTheNamespace) {
     EXPECT_EQ(JobRun(job, JOBTYPE_METHOD).with("LogId", "9").on({&drive}), answerOf("0", "25", REFUSED));
 }
 
+/// NVMe 2.0, with log page 05h; namespace 2 is of a command set of its own.
+FakeDrive& withCommandSets(FakeDrive& drive, uint8_t csi) {
+    return drive.expect(identify(0x01).answers(identifyController().le32(80, 0x20000).byte(261, 0x02)))
+        .expect(lookAtLog(0x05, 4096).answers(DriveBytes(4096).le32(0x0C, 1).le32(1024, 1).le32(1024 + 0x7D * 4, 1)))
+        .expect(identify(0x02).answers(namespaceList({1, 2})))
+        .expect(identify(0x03, 1).answers(descriptorsOf(0)))
+        .expect(identify(0x03, 2).answers(descriptorsOf(csi)));
+}
+
+const std::string EFFECTS_OF_NVM = R"(0/0
+<Object category="Output">
+<Object key="S1" name="Commands Supported and Effects">
+<Property description="Reserved" name="Admin 0x03" value="supported"/>
+<Property description="Flush" name="I/O 0x00" value="supported"/>
+<Property description="Reserved" name="I/O 0x7D" value="supported"/>
+)";
+
+TEST(NvmeLogJob, TheCommandsOfEachCommandSetOfTheNamespacesAreShown) {
+    FakeDrive drive;
+    const DriveBytes ofZones =
+        DriveBytes(4096).le32(4 * 0x06, 1).le32(1024 + 4, 3).le32(1024 + 0x79 * 4, 0x100003).le32(1024 + 0x7D * 4, 3);
+    withCommandSets(drive, 2).expect(lookAtLog(0x05, 4096).dword(14, 0x02000000).answers(ofZones));
+    NvmeLogJob job;
+    EXPECT_EQ(JobRun(job, JOBTYPE_METHOD).with("LogId", "5").on({&drive}),
+              EFFECTS_OF_NVM + R"(<Object name="Zoned Namespace Command Set">
+<Property description="Identify" name="Admin 0x06" value="supported"/>
+<Property description="Write" name="I/O 0x01" value="supported; changes user data"/>
+<Property description="Zone Management Send" name="I/O 0x79" value="supported; changes user data; scope: namespace"/>
+<Property description="Zone Append" name="I/O 0x7D" value="supported; changes user data"/>
+</Object>
+</Object>
+</Object>)");
+}
+
+TEST(NvmeLogJob, ACommandOfACommandSetWithoutNamesKeepsItsNumber) {
+    FakeDrive drive;
+    withCommandSets(drive, 1).expect(
+        lookAtLog(0x05, 4096)
+            .dword(14, 0x01000000)
+            .answers(DriveBytes(4096).le32(1024, 1).le32(1024 + 4, 1).le32(1024 + 0xC0 * 4, 1)));
+    NvmeLogJob job;
+    EXPECT_EQ(JobRun(job, JOBTYPE_METHOD).with("LogId", "5").on({&drive}),
+              EFFECTS_OF_NVM + R"(<Object name="Key Value Command Set">
+<Property description="Flush" name="I/O 0x00" value="supported"/>
+<Property name="I/O 0x01" value="supported"/>
+<Property description="Vendor Specific" name="I/O 0xC0" value="supported"/>
+</Object>
+</Object>
+</Object>)");
+}
+
+TEST(NvmeLogJob, ARefusedCommandSetIsReportedInItsPlace) {
+    FakeDrive drive;
+    withCommandSets(drive, 2).expect(lookAtLog(0x05, 4096).dword(14, 0x02000000).refuses(NO_SUCH_LOG));
+    NvmeLogJob job;
+    EXPECT_EQ(JobRun(job, JOBTYPE_METHOD).with("LogId", "5").on({&drive}),
+              EFFECTS_OF_NVM + R"(<Object name="Zoned Namespace Command Set">
+<Property name="Not read" value=")" +
+                  REFUSED + R"("/>
+</Object>
+</Object>
+</Object>)");
+}
+
 TEST(NvmeLogJob, APageOfTheStandardThatTheDriveDoesNotOfferIsNotAskedFor) {
     FakeDrive drive, list;
     drive.expect(identify(0x01).answers(identifyController()));
