@@ -14,6 +14,7 @@
 #include "features/jobs/logs/LogPageNames.h"
 #include "features/jobs/logs/NvmeLogPage.h"
 #include "features/jobs/logs/NvmeLogRequest.h"
+#include "features/jobs/logs/VendorNames.h"
 #include "features/jobs/support/StatusDetails.h"
 #include "features/nvme/IdentifyCns.h"
 #include "features/nvme/LogPageIds.h"
@@ -41,16 +42,7 @@ Result<FieldTree> askForList(DriveFacts& facts) {
     TRY(const Payload* const list, facts.drive().supportedLogs());
     if (list == nullptr) return FieldTree();
     FieldTree tree = nvme::decodeSupportedLogs(*list);
-    const bool isOcp = facts.ocpSmart() != nullptr;
-    RETURN_IF_FAILED(facts.failure());
-    for (nvme::Field& field : tree.fields) {
-        for (const nvme::OcpLogPageRow* row = nvme::ocpLogPagesBegin(); row != nvme::ocpLogPagesEnd(); ++row) {
-            if (isOcp && field.name == lidText(row->page.lid)) field.value = row->page.name;
-        }
-        for (const LogPageRow* row = nvme::velkoLogPagesBegin(); row != nvme::velkoLogPagesEnd(); ++row) {
-            if (isVelkoDrive(facts.drive()) && field.name == lidText(row->lid)) field.value = row->name;
-        }
-    }
+    RETURN_IF_FAILED(nameVendorPages(facts, tree));
     return tree;
 }
 
@@ -110,6 +102,8 @@ Status showPage(DriveFacts& facts, const NvmeLogRequest& request, uint8_t lid, D
     if (lid == nvme::LID_OCP_SMART && request.offset == 0) noteOcpSmartLog(facts.drive(), data);
     FieldTree tree = showLogPage(facts, lid, request.offset, data);
     if (lid == nvme::LID_COMMAND_EFFECTS && !request.isPart()) RETURN_IF_FAILED(addCommandSets(facts, request, tree));
+    if (lid == nvme::LID_SUPPORTED_LOGS) RETURN_IF_FAILED(nameVendorPages(facts, tree));
+    if (lid == nvme::LID_SUPPORTED_FEATURES) RETURN_IF_FAILED(nameVendorFeatures(facts, tree));
     out.addTree(tree);
     return Status();
 }
