@@ -5,6 +5,7 @@
 #include <string>
 
 #include "features/jobs/base/SetRequest.h"
+#include "features/jobs/drive/CommandSets.h"
 #include "features/jobs/drive/HostSide.h"
 #include "features/jobs/drive/LogReading.h"
 #include "features/jobs/drive/Refusals.h"
@@ -114,6 +115,7 @@ Status TrimJob::actOnDrive(nvme::Drive& drive, const Arguments&, DriveOutput& ou
     TRY(const uint32_t nsid, findNamespace(drive));
     RETURN_IF_FAILED(checkGate(drive, nsid));
     TRY(const Limits limits, readLimits(drive));
+    RETURN_IF_FAILED(requireBlocks(drive, nsid, statuses::trimNotSupported()));
     TRY(const uint32_t blockBytes, checkBounds(drive, nsid));
     RETURN_IF_FAILED(deallocate(drive, nsid, limits));
     out.addStatus(title(), Status(0, 0,

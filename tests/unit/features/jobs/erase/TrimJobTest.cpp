@@ -19,9 +19,9 @@ std::string answerOf(const std::string& status) {
     return statusAnswer("Trim", status);
 }
 
-/// A controller with Dataset Management.
+/// A controller with Dataset Management, of NVMe 1.3: there is one command set.
 DriveBytes trimmingController() {
-    return identifyController().le16(520, 0x0004);
+    return identifyController().le32(80, 0x00010300).le16(520, 0x0004);
 }
 /// One of NVMe 2.0, which may report limits.
 DriveBytes newController() {
@@ -63,6 +63,7 @@ protected:
             .expect(hostUses({unusedNamespace(1)}))
             .expect(identify(1).answers(newController()))
             .expect(identify(6).answers(DriveBytes(4096).byte(3, dmrl).le32(4, dmrsl).le64(8, dmsl)))
+            .expect(identify(3, 1).answers(descriptorsOf(0)))
             .expect(identify(0, 1).answers(space));
     }
     void expectCommand(const std::vector<Range>& ranges) {
@@ -186,6 +187,7 @@ TEST_F(TrimJobTest, AControllerWithoutThatStructureHasNoLimits) {
         .expect(hostUses({unusedNamespace(1)}))
         .expect(identify(1).answers(newController()))
         .expect(identify(6).refuses(0x4002))
+        .expect(identify(3, 1).refuses(0x4002))
         .expect(identify(0, 1).answers(identifyNamespace(10000)));
     expectCommand({{250, 0}});
     EXPECT_EQ(run("0", "250"),
@@ -239,6 +241,46 @@ TEST_F(TrimJobTest, AControllerWithoutTheCommand) {
     EXPECT_EQ(run("0", "8"), answerOf("10/96 Drive does not support Trim."));
 }
 
+TEST_F(TrimJobTest, ANamespaceWithoutBlocksIsRefusedBeforeACommandIsSent) {
+    const struct {
+        uint8_t csi;
+        std::string name;
+    } CASES[] = {{1, "Key Value"}, {3, "Subsystem Local Memory"}, {4, "Computational Programs"}};
+    for (const auto& c : CASES) {
+        drive_.expect(hostNamespaces({unusedNamespace(1)}))
+            .expect(hostUses({unusedNamespace(1)}))
+            .expect(identify(1).answers(newController()))
+            .expect(identify(6).answers(DriveBytes(4096)))
+            .expect(identify(3, 1).answers(descriptorsOf(c.csi)));
+        EXPECT_EQ(run("0", "8"),
+                  answerOf("10/96 Drive does not support Trim. Namespace 1 of drive S1 (/dev/nvme0) is of the " +
+                           c.name + " command set, which has no logical blocks."));
+        drive_.expectDone();
+    }
+}
+
+/// Command sets are older than NVMe 2.0: drives of 1.4 have namespaces of them.
+TEST_F(TrimJobTest, ANamespaceOfKeysIsRefusedOnADriveOfNvme14) {
+    drive_.expect(hostNamespaces({unusedNamespace(1)}))
+        .expect(hostUses({unusedNamespace(1)}))
+        .expect(identify(1).answers(trimmingController().le32(80, 0x00010400)))
+        .expect(identify(3, 1).answers(descriptorsOf(1)));
+    EXPECT_EQ(run("0", "8"),
+              answerOf("10/96 Drive does not support Trim. Namespace 1 of drive S1 (/dev/nvme0) is of the "
+                       "Key Value command set, which has no logical blocks."));
+}
+
+TEST_F(TrimJobTest, AZonedNamespaceHasBlocks) {
+    drive_.expect(hostNamespaces({unusedNamespace(1)}))
+        .expect(hostUses({unusedNamespace(1)}))
+        .expect(identify(1).answers(newController()))
+        .expect(identify(6).answers(DriveBytes(4096)))
+        .expect(identify(3, 1).answers(descriptorsOf(2)))
+        .expect(identify(0, 1).answers(identifyNamespace(1000)));
+    expectCommand({{8, 0}});
+    EXPECT_EQ(run("0", "8"), answerOf("0/0 8 blocks of 512 bytes from block 0 on were deallocated in namespace 1."));
+}
+
 TEST_F(TrimJobTest, EachRefusalHasItsMeaning) {
     const struct {
         uint16_t statusField;
@@ -274,6 +316,7 @@ TEST_F(TrimJobTest, ADriveThatGoesAwayIsReportedWhereverItHappens) {
         hostUses({}),
         identify(1).answers(newController()),
         identify(6).answers(DriveBytes(4096)),
+        identify(3, 1).answers(descriptorsOf(0)),
         identify(0, 1).answers(identifyNamespace(1000)),
         hostUses({}),
         trimCommand(1, {{8, 0}}).completes(),
