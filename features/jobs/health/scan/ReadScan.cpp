@@ -24,6 +24,8 @@ using nvme::NvmeCommand;
 
 namespace {
 
+constexpr uint64_t PAGE_BYTES = 4096;  // of the transport's buffers
+
 /// Number of Logical Blocks has 16 bits and counts from 0.
 constexpr uint64_t MAX_BLOCKS = 65536;
 
@@ -62,11 +64,11 @@ Result<Geometry> readGeometry(nvme::Drive& drive, uint32_t nsid) {
 /// Which blocks each piece has.
 class Pieces {
 public:
-    Pieces(const Geometry& geometry, uint32_t pieceBytes, uint64_t maxBytes) : blocks_(geometry.blocks) {
-        pieceBlocks_ = std::clamp<uint64_t>(pieceBytes / geometry.dataBytes, 1, MAX_BLOCKS);
+    Pieces(const ScannedBlocks& scanned, uint64_t maxBytes) : blocks_(scanned.blocks) {
+        pieceBlocks_ = std::clamp<uint64_t>(scanned.pieceBytes / scanned.blockBytes, 1, MAX_BLOCKS);
         count_ = blocks_ / pieceBlocks_ + (blocks_ % pieceBlocks_ != 0 ? 1 : 0);
         // At least the first piece and the last.
-        const uint64_t most = std::max<uint64_t>(2, maxBytes / geometry.dataBytes / pieceBlocks_);
+        const uint64_t most = std::max<uint64_t>(2, maxBytes / scanned.blockBytes / pieceBlocks_);
         if (most >= count_) return;
         count_ = most;
         step_ = (blocks_ - pieceBlocks_) / (count_ - 1);
@@ -118,11 +120,11 @@ struct Progress {
     }
 };
 
-/// One of the threads: a device of its own, one command at a time.
+/// One of the threads: a reader of its own, one read at a time.
 class Worker {
 public:
-    Worker(const Device& device, uint32_t nsid, const Geometry& geometry, Progress& progress)
-        : device_(device), drive_(device_), nsid_(nsid), geometry_(geometry), progress_(progress) {}
+    Worker(std::unique_ptr<BlockReader> reader, uint32_t blockBytes, Progress& progress)
+        : reader_(std::move(reader)), blockBytes_(blockBytes), progress_(progress) {}
 
     void run(const Pieces& pieces) {
         while (!progress_.ended) {
@@ -136,20 +138,19 @@ public:
 private:
     void read(uint64_t first, uint32_t blocks) {
         if (progress_.ended) return;
-        const uint64_t bytes = uint64_t{blocks} * geometry_.dataBytes;
+        const uint64_t bytes = uint64_t{blocks} * blockBytes_;
         if (blocks > 1 && bytes > progress_.maxBytes) return split(first, blocks);
-        const auto answer = drive_.send(command(first, blocks));
-        if (answer) {
+        const BlockRead done = reader_->read(first, blocks);
+        if (done.outcome == BlockRead::Outcome::READ) {
             progress_.blocksRead += blocks;
-        } else if (isMediaError(answer.error().completion)) {
+        } else if (done.outcome == BlockRead::Outcome::MEDIA_ERROR) {
             if (blocks > 1) return split(first, blocks);
             progress_.addUnreadable(first);
-        } else if (nvme::isTooMuchAtOnce(answer.error()) && blocks > 1) {
-            // The system takes less at a time than the drive; nothing was sent.
+        } else if (done.outcome == BlockRead::Outcome::TOO_MUCH && blocks > 1) {
             progress_.shrink(static_cast<uint32_t>(bytes / 2));
             split(first, blocks);
         } else {
-            progress_.fail(answer.error());
+            progress_.fail(done.status);
         }
     }
 
@@ -159,21 +160,8 @@ private:
         read(first + half, blocks - half);
     }
 
-    NvmeCommand command(uint64_t first, uint32_t blocks) const {
-        NvmeCommand command(nvme::Queue::IO, nvme::OPC_READ, "Read");
-        command.nsid = nsid_;
-        command.cdw10 = static_cast<uint32_t>(first);
-        command.cdw11 = static_cast<uint32_t>(first >> 32);
-        command.cdw12 = blocks - 1;
-        command.dataLength = blocks * geometry_.dataBytes;
-        command.metadataLength = blocks * geometry_.metadataBytes;
-        return command;
-    }
-
-    Device device_;
-    nvme::Drive drive_;
-    uint32_t nsid_;
-    const Geometry& geometry_;
+    std::unique_ptr<BlockReader> reader_;
+    uint32_t blockBytes_;
     Progress& progress_;
 };
 
@@ -190,28 +178,80 @@ std::vector<LbaRange> rangesOf(std::vector<uint64_t> blocks) {
     return ranges;
 }
 
-Result<ReadScanResult> readBlocks(nvme::Drive& drive, const ReadScanRequest& request) {
+/// Read commands of NVMe, with a device of its own.
+class NvmeReader : public BlockReader {
+public:
+    NvmeReader(const Device& device, uint32_t nsid, const Geometry& geometry)
+        : device_(device), drive_(device_), nsid_(nsid), geometry_(geometry) {}
+
+    BlockRead read(uint64_t first, uint32_t blocks) override {
+        const NvmeCommand read = command(first, blocks);
+        const auto answer = drive_.send(read, bufferFor(read.dataLength));
+        if (answer) return {};
+        if (isMediaError(answer.error().completion)) return {BlockRead::Outcome::MEDIA_ERROR, {}};
+        if (nvme::isTooMuchAtOnce(answer.error())) return {BlockRead::Outcome::TOO_MUCH, answer.error()};
+        return {BlockRead::Outcome::FAILED, answer.error()};
+    }
+
+private:
+    /// The same for each read, since the data is dropped: a new one costs more than the read.
+    const Payload& bufferFor(uint32_t bytes) {
+        if (buffer_.getSize() < bytes) buffer_ = Payload((uint64_t{bytes} + PAGE_BYTES - 1) / PAGE_BYTES * PAGE_BYTES);
+        return buffer_;
+    }
+    NvmeCommand command(uint64_t first, uint32_t blocks) const {
+        NvmeCommand command(nvme::Queue::IO, nvme::OPC_READ, "Read");
+        command.nsid = nsid_;
+        command.cdw10 = static_cast<uint32_t>(first);
+        command.cdw11 = static_cast<uint32_t>(first >> 32);
+        command.cdw12 = blocks - 1;
+        command.dataLength = blocks * geometry_.dataBytes;
+        command.metadataLength = blocks * geometry_.metadataBytes;
+        return command;
+    }
+
+    Device device_;
+    nvme::Drive drive_;
+    uint32_t nsid_;
+    Geometry geometry_;
+    Payload buffer_;
+};
+
+Result<ReadScanResult> readNamespace(nvme::Drive& drive, const ReadScanRequest& request) {
     TRY(const Geometry geometry, readGeometry(drive, request.nsid));
     TRY(const uint32_t pieceBytes, drive.maxTransferBytes());
-    const Pieces pieces(geometry, pieceBytes, request.maxBytes);
-    Progress progress(std::max(pieceBytes, geometry.dataBytes),
-                      "Drive " + drive.name() + ", read scan of namespace " + std::to_string(request.nsid));
-    const auto count = static_cast<size_t>(std::min<uint64_t>(request.commandsAtOnce, pieces.count()));
-    std::vector<std::unique_ptr<Worker>> workers;
-    for (size_t i = 0; i < count; ++i)
-        workers.push_back(std::make_unique<Worker>(drive.device(), request.nsid, geometry, progress));
-    parallelFor(count, count, [&](std::size_t i) { workers[i]->run(pieces); });
-    return ReadScanResult{geometry.blocks, progress.blocksRead, progress.unreadable.size(),
-                          rangesOf(progress.unreadable), progress.failure};
+    const ScannedBlocks scanned{geometry.blocks, geometry.dataBytes, pieceBytes,
+                                "Drive " + drive.name() + ", read scan of namespace " + std::to_string(request.nsid)};
+    return readScan(scanned, request, [&]() -> Result<std::unique_ptr<BlockReader>> {
+        return std::unique_ptr<BlockReader>(std::make_unique<NvmeReader>(drive.device(), request.nsid, geometry));
+    });
 }
 
 }  // namespace
 
 ReadScanResult readScan(nvme::Drive& drive, const ReadScanRequest& request) {
-    auto result = readBlocks(drive, request);
-    if (result) return *std::move(result);
+    auto result = readNamespace(drive, request);
+    return result ? *std::move(result) : failedScan(result.error());
+}
+
+ReadScanResult readScan(const ScannedBlocks& scanned, const ReadScanRequest& request, const MakeBlockReader& make) {
+    const Pieces pieces(scanned, request.maxBytes);
+    Progress progress(std::max(scanned.pieceBytes, scanned.blockBytes), scanned.operation);
+    const auto count = static_cast<size_t>(std::min<uint64_t>(request.commandsAtOnce, pieces.count()));
+    std::vector<std::unique_ptr<Worker>> workers;
+    for (size_t i = 0; i < count; ++i) {
+        auto reader = make();
+        if (!reader) return failedScan(reader.error());
+        workers.push_back(std::make_unique<Worker>(*std::move(reader), scanned.blockBytes, progress));
+    }
+    parallelFor(count, count, [&](std::size_t i) { workers[i]->run(pieces); });
+    return ReadScanResult{scanned.blocks, progress.blocksRead, progress.unreadable.size(),
+                          rangesOf(progress.unreadable), progress.failure};
+}
+
+ReadScanResult failedScan(const Status& why) {
     ReadScanResult none;
-    none.failure = result.error();
+    none.failure = why;
     return none;
 }
 

@@ -1,8 +1,13 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
+#include <memory>
+#include <string>
 #include <vector>
 
+#include "features/errors/Result.h"
+#include "features/jobs/health/scan/BlockReader.h"
 #include "features/nvme/Drive.h"
 #include "features/nvme/NamespaceProperties.h"
 #include "ostrel/core/Status.h"
@@ -32,6 +37,24 @@ struct ReadScanResult {
     std::vector<LbaRange> ranges;  ///< of them, in order
     ostrel::core::Status failure;  ///< why the scan was not completed
 };
+
+/// Blocks that are read, however.
+struct ScannedBlocks {
+    uint64_t blocks;
+    uint32_t blockBytes;
+    uint32_t pieceBytes;    ///< the most of one read
+    std::string operation;  ///< for the line of progress
+};
+/// A reader for one of the threads of a scan.
+using MakeBlockReader = std::function<Result<std::unique_ptr<BlockReader>>()>;
+
+/// Reads blocks by several readers at once. A piece that cannot be read is split until the blocks are found that are to
+/// blame; errors that do not come from the media end the scan.
+///
+/// Threads: starts threads of its own, and returns when all have ended.
+ReadScanResult readScan(const ScannedBlocks& scanned, const ReadScanRequest& request, const MakeBlockReader& make);
+/// The result of a scan that could not begin.
+ReadScanResult failedScan(const ostrel::core::Status& why);
 
 /// Reads the blocks of a namespace by Read commands, past every cache of the system, several at once, each as large as
 /// drive and system take. A piece that the drive cannot read is split until the blocks are found that are to blame;
