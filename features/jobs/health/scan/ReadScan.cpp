@@ -143,6 +143,8 @@ private:
         const BlockRead done = reader_->read(first, blocks);
         if (done.outcome == BlockRead::Outcome::READ) {
             progress_.blocksRead += blocks;
+        } else if (done.outcome == BlockRead::Outcome::BOUNDARY && blocks > 1) {
+            split(first, blocks);
         } else if (done.outcome == BlockRead::Outcome::MEDIA_ERROR) {
             if (blocks > 1) return split(first, blocks);
             progress_.addUnreadable(first);
@@ -188,7 +190,9 @@ public:
         const NvmeCommand read = command(first, blocks);
         const auto answer = drive_.send(read, bufferFor(read.dataLength));
         if (answer) return {};
-        if (isMediaError(answer.error().completion)) return {BlockRead::Outcome::MEDIA_ERROR, {}};
+        const nvme::Completion& completion = answer.error().completion;
+        if (completion.is(nvme::SC_ZONE_BOUNDARY_ERROR)) return {BlockRead::Outcome::BOUNDARY, answer.error()};
+        if (isMediaError(completion)) return {BlockRead::Outcome::MEDIA_ERROR, {}};
         if (nvme::isTooMuchAtOnce(answer.error())) return {BlockRead::Outcome::TOO_MUCH, answer.error()};
         return {BlockRead::Outcome::FAILED, answer.error()};
     }

@@ -61,6 +61,18 @@ TEST(ReadScan, ReadsEveryBlockOnce) {
     EXPECT_EQ(scan(drive, request()), "40 blocks, 40 read, 0 unreadable:");
 }
 
+TEST(ReadScan, SplitsAReadOverAZoneBoundary) {
+    constexpr uint16_t ZONE_BOUNDARY_ERROR = 0x41B8;
+    FakeDrive drive;
+    drive.expect(identify(0x01).answers(identifyController().le32(80, 0x00020000).byte(77, 1)))
+        .expect(identify(0x03, 1).answers(descriptorsOf(2)))
+        .expect(identify(0x00, 1).answers(identifyNamespace(16)))
+        .expect(read(0, 16).refuses(ZONE_BOUNDARY_ERROR))
+        .expect(read(0, 8))
+        .expect(read(8, 8));
+    EXPECT_EQ(scan(drive, request()), "16 blocks, 16 read, 0 unreadable:");
+}
+
 TEST(ReadScan, LocatesTheUnreadableBlocksBySplitting) {
     FakeDrive drive;
     opened(drive, identifyNamespace(16))
