@@ -6,6 +6,7 @@
 #include <memory>
 #include <mutex>
 
+#include "features/jobs/drive/CommandSets.h"
 #include "features/jobs/drive/LogReading.h"
 #include "features/jobs/support/ParallelFor.h"
 #include "features/jobs/support/ProgressLine.h"
@@ -222,6 +223,7 @@ private:
 };
 
 Result<ReadScanResult> readNamespace(nvme::Drive& drive, const ReadScanRequest& request) {
+    RETURN_IF_FAILED(requireBlocks(drive, request.nsid, statuses::driveDoesNotSupportFeature()));
     TRY(const Geometry geometry, readGeometry(drive, request.nsid));
     TRY(const uint32_t pieceBytes, drive.maxTransferBytes());
     const ScannedBlocks scanned{geometry.blocks, geometry.dataBytes, pieceBytes,

@@ -46,8 +46,8 @@ Expected read(uint64_t first, uint32_t blocks, uint32_t blockBytes = 512) {
 
 /// A namespace and a drive that takes 8 KiB at a time.
 FakeDrive& opened(FakeDrive& drive, const DriveBytes& space) {
-    return drive.expect(identify(0x00, 1).answers(space))
-        .expect(identify(0x01).answers(identifyController().byte(77, 1)));
+    return drive.expect(identify(0x01).answers(identifyController().le32(80, 0x00010300).byte(77, 1)))
+        .expect(identify(0x00, 1).answers(space));
 }
 
 std::string scan(FakeDrive& fake, const ReadScanRequest& wanted) {
@@ -59,6 +59,16 @@ TEST(ReadScan, ReadsEveryBlockOnce) {
     FakeDrive drive;
     opened(drive, identifyNamespace(40)).expect(read(0, 16)).expect(read(16, 16)).expect(read(32, 8));
     EXPECT_EQ(scan(drive, request()), "40 blocks, 40 read, 0 unreadable:");
+}
+
+TEST(ReadScan, ANamespaceWithoutBlocksIsRefusedBeforeARead) {
+    FakeDrive drive;
+    drive.expect(identify(0x01).answers(identifyController().le32(80, 0x00020000)))
+        .expect(identify(0x03, 1).answers(descriptorsOf(1)));
+    EXPECT_EQ(
+        scan(drive, request()),
+        "0 blocks, 0 read, 0 unreadable: failed: The selected drive does not support this feature. Namespace 1 of "
+        "drive S1 (/dev/nvme0) is of the Key Value command set, which has no logical blocks.");
 }
 
 TEST(ReadScan, SplitsAReadOverAZoneBoundary) {
@@ -102,7 +112,7 @@ TEST(ReadScan, EndsAtAnErrorThatIsNotOfTheMedia) {
     opened(drive, identifyNamespace(40)).expect(read(0, 16).breaks(gone()));
     EXPECT_EQ(scan(drive, request()), "40 blocks, 0 read, 0 unreadable: failed: The drive /dev/nvme0 is gone.");
     drive.expectDone();
-    drive.expect(identify(0x00, 1).breaks(gone()));
+    drive.expect(identify(0x01).breaks(gone()));
     EXPECT_EQ(scan(drive, request()), "0 blocks, 0 read, 0 unreadable: failed: The drive /dev/nvme0 is gone.");
 }
 
@@ -145,11 +155,10 @@ TEST(ReadScan, MetadataComesWithTheBlocksOrBesideThem) {
         .expect(read(2, 1, 4096).metadata(64));
     EXPECT_EQ(scan(drive, request()), "3 blocks, 3 read, 0 unreadable:");
     drive.expectDone();
-    drive.expect(identify(0x00, 1).answers(identifyNamespace(3, 0)));
+    opened(drive, identifyNamespace(3, 0));
     EXPECT_EQ(scan(drive, request()),
               "0 blocks, 0 read, 0 unreadable: failed: Failed to retrieve data from selected device. Namespace 1 has "
-              "no block "
-              "size of the standard.");
+              "no block size of the standard.");
 }
 
 TEST(ReadScan, ANamespaceWithoutBlocksIsDone) {
