@@ -1,5 +1,7 @@
 #include "tests/support/fakedrive/DriveBytes.h"
 
+#include <utility>
+
 namespace fakedrive {
 
 DriveBytes& DriveBytes::put(size_t offset, std::initializer_list<uint8_t> bytes) {
@@ -9,6 +11,12 @@ DriveBytes& DriveBytes::put(size_t offset, std::initializer_list<uint8_t> bytes)
 
 DriveBytes& DriveBytes::text(size_t offset, const std::string& value, size_t width) {
     for (size_t i = 0; i < width; ++i) byte(offset + i, i < value.size() ? static_cast<uint8_t>(value[i]) : ' ');
+    return *this;
+}
+
+DriveBytes& DriveBytes::ataText(size_t offset, const std::string& value, size_t width) {
+    text(offset, value, width);
+    for (size_t i = offset; i < offset + width; i += 2) std::swap(bytes_.at(i), bytes_.at(i + 1));
     return *this;
 }
 
@@ -32,6 +40,36 @@ DriveBytes identifyController() {
         .put(512, {0x66, 0x44})  // SQES, CQES
         .le32(516, 1)            // NN
         .text(768, "nqn.2014-08.org.nvmexpress:S1", 29);
+}
+
+DriveBytes identifyDevice() {
+    return DriveBytes(512)
+        .word(0, 0x0040)
+        .ataText(20, "S1", 20)
+        .ataText(46, "FW1", 8)
+        .ataText(54, "FAKE DRIVE", 40)
+        .word(49, 0x0300)    // LBA, DMA
+        .le32(120, 2000000)  // sectors of 28-bit commands
+        .word(75, 31)        // 32 commands
+        .word(76, 0x010E)    // Gen1 to Gen3, NCQ
+        .word(77, 0x0006)    // at Gen3
+        .word(80, 0x0FF0)    // up to ACS-4
+        .word(82, 0x0021)    // write cache, SMART
+        .word(83, 0x4400)    // 48-bit
+        .word(84, 0x4122)    // World Wide Name, general purpose logs, self-test
+        .word(85, 0x0021)    // write cache and SMART enabled
+        .word(86, 0x0400)    // 48-bit
+        .word(87, 0x4120)    // World Wide Name, general purpose logs
+        .le64(200, 2000000)  // sectors
+        .word(105, 8)        // blocks of one TRIM
+        .word(106, 0x6003)   // 8 logical sectors per physical sector
+        .word(108, 0x5000)   // World Wide Name 5000C50012345678h
+        .word(109, 0xC500)
+        .word(110, 0x1234)
+        .word(111, 0x5678)
+        .word(168, 3)   // 2.5 inch
+        .word(169, 1)   // TRIM
+        .word(217, 1);  // non-rotating
 }
 
 DriveBytes identifyNamespace(uint64_t blocks, uint8_t blockShift) {

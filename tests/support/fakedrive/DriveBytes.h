@@ -26,6 +26,10 @@ public:
     DriveBytes& le64(size_t offset, uint64_t value) { return number(offset, value, 8); }
     /// Padded with blanks to `width`.
     DriveBytes& text(size_t offset, const std::string& value, size_t width);
+    /// As ATA has texts: padded with blanks, the two characters of each word swapped.
+    DriveBytes& ataText(size_t offset, const std::string& value, size_t width);
+    /// Word `number` of a structure that the ATA standard counts in words.
+    DriveBytes& word(size_t number, uint16_t value) { return le16(2 * number, value); }
 
     size_t size() const { return bytes_.size(); }
     const std::vector<uint8_t>& bytes() const { return bytes_; }
@@ -40,6 +44,10 @@ private:
 /// Identify Controller of a plain NVMe 1.4 drive with serial number "S1": MDTS 7 (512 KiB), one firmware slot, 64 error
 /// log entries, extended log data, and no optional command. A test sets what it is about.
 DriveBytes identifyController();
+/// IDENTIFY DEVICE of a plain SATA SSD with serial number "S1" and 2,000,000 sectors of 512 bytes: 48-bit addresses,
+/// SMART enabled, with self-tests and general purpose logs, TRIM, and nothing that destroys. A test sets what it is
+/// about.
+DriveBytes identifyDevice();
 /// Identify Namespace with blocks of 2 to the power of `blockShift` bytes, in its only format.
 DriveBytes identifyNamespace(uint64_t blocks, uint8_t blockShift = 9);
 /// The SMART / Health log of a healthy drive at 38 degrees Celsius.

@@ -9,6 +9,12 @@
 
 namespace fakedrive {
 
+using features::ata::Addressing;
+using features::ata::AtaCommand;
+using features::ata::AtaResult;
+using features::ata::Protocol;
+using features::ata::Registers;
+using features::ata::RegistersMissing;
 using features::nvme::Completion;
 using features::nvme::NvmeCommand;
 using features::nvme::Queue;
@@ -35,6 +41,17 @@ void addTimeout(std::ostringstream& out, uint32_t timeoutMs, bool withTimeout) {
     if (withTimeout) out << std::dec << "\ntime-out " << timeoutMs << " ms";
 }
 
+AtaResult successOf(const AtaCommand& command) {
+    if (command.wantsRegisters) {
+        Registers registers;
+        registers.status = 0x50;
+        return AtaResult(registers);
+    }
+    AtaResult result;
+    result.succeeded = true;
+    return result;
+}
+
 }  // namespace
 
 Expected Expected::admin(uint8_t opcode) {
@@ -45,13 +62,27 @@ Expected Expected::io(uint8_t opcode) {
     return Expected(NvmeCommand(Queue::IO, opcode, ""));
 }
 
+Expected Expected::ata(uint8_t opcode, Protocol protocol, Addressing addressing) {
+    return Expected(AtaCommand(opcode, protocol, addressing, ""));
+}
+
 Expected Expected::host(HostRequest request) {
     return Expected(HostCommand(request));
 }
 
 NvmeCommand& Expected::nvme() {
-    if (!nvme_) throw std::logic_error("a command to the host has no fields");
+    if (!nvme_) throw std::logic_error("only an NVMe command has this field");
     return *nvme_;
+}
+
+AtaCommand& Expected::ata() {
+    if (!ata_) throw std::logic_error("only an ATA command has this register");
+    return *ata_;
+}
+
+uint32_t& Expected::dataLength() {
+    if (host_) throw std::logic_error("a command to the host has no data");
+    return ata_ ? ata_->dataLength : nvme_->dataLength;
 }
 
 Expected& Expected::nsid(uint32_t value) {
@@ -69,8 +100,33 @@ Expected& Expected::dword(unsigned number, uint32_t value) {
     throw std::logic_error("no dword of a command: " + std::to_string(number));
 }
 
+Expected& Expected::feature(uint16_t value) {
+    ata().feature = value;
+    return *this;
+}
+
+Expected& Expected::count(uint16_t value) {
+    ata().count = value;
+    return *this;
+}
+
+Expected& Expected::lba(uint64_t value) {
+    ata().lba = value;
+    return *this;
+}
+
+Expected& Expected::device(uint8_t value) {
+    ata().device = value;
+    return *this;
+}
+
+Expected& Expected::wantsRegisters() {
+    ata().wantsRegisters = true;
+    return *this;
+}
+
 Expected& Expected::reads(uint32_t bytes) {
-    nvme().dataLength = bytes;
+    dataLength() = bytes;
     return *this;
 }
 
@@ -80,7 +136,7 @@ Expected& Expected::metadata(uint32_t bytes) {
 }
 
 Expected& Expected::writes(const DriveBytes& bytes) {
-    nvme().dataLength = static_cast<uint32_t>(bytes.size());
+    dataLength() = static_cast<uint32_t>(bytes.size());
     written_ = bytes;
     return *this;
 }
@@ -91,7 +147,7 @@ Expected& Expected::timeoutMs(uint32_t value) {
 }
 
 Expected& Expected::answers(const DriveBytes& bytes, uint32_t dword0) {
-    if (nvme().dataLength == 0) nvme().dataLength = static_cast<uint32_t>(bytes.size());
+    if (dataLength() == 0) dataLength() = static_cast<uint32_t>(bytes.size());
     data_ = bytes;
     return completes(dword0);
 }
@@ -104,6 +160,27 @@ Expected& Expected::completes(uint32_t dword0) {
 Expected& Expected::refuses(uint16_t statusField, uint32_t dword0) {
     statusField_ = statusField;
     return completes(dword0);
+}
+
+Expected& Expected::returns(const Registers& registers) {
+    ata();
+    ataResult_ = AtaResult(registers);
+    return *this;
+}
+
+Expected& Expected::aborts(uint8_t error) {
+    Registers registers;
+    registers.error = error;
+    registers.status = 0x51;
+    return returns(registers);
+}
+
+Expected& Expected::lacksRegisters(RegistersMissing missing, bool succeeded) {
+    ata();
+    ataResult_.emplace();
+    ataResult_->succeeded = succeeded;
+    ataResult_->missing = missing;
+    return *this;
 }
 
 Expected& Expected::breaks(const Status& status) {
@@ -133,6 +210,11 @@ std::string Expected::text() const {
         command.timeoutMs = timeout;
         return text(command, written_.payload(), hasTimeout());
     }
+    if (ata_) {
+        AtaCommand command = *ata_;
+        command.timeoutMs = timeout;
+        return text(command, written_.payload(), hasTimeout());
+    }
     HostCommand command = *host_;
     command.timeoutMs = timeout;
     return text(command, hasTimeout());
@@ -156,6 +238,19 @@ std::string Expected::text(const NvmeCommand& command, const Payload& toControll
     return out.str();
 }
 
+std::string Expected::text(const AtaCommand& command, const Payload& toDrive, bool withTimeout) {
+    constexpr const char* PROTOCOLS[] = {"non-data", "PIO in", "PIO out", "DMA in", "DMA out"};
+    std::ostringstream out;
+    out << PROTOCOLS[static_cast<size_t>(command.protocol)]
+        << (command.addressing == Addressing::BITS_48 ? ", 48-bit" : ", 28-bit") << std::hex << ", command "
+        << int{command.opcode} << "h, FEATURE " << command.feature << "h, COUNT " << command.count << "h, LBA "
+        << command.lba << "h, DEVICE " << int{command.device} << 'h' << std::dec << "\ndata " << command.dataLength;
+    if (command.wantsRegisters) out << ", registers";
+    if (toDrive.getSize() != 0) out << "\nwritten " << ostrel::core::hexDump(toDrive, 16);
+    addTimeout(out, command.timeoutMs, withTimeout);
+    return out.str();
+}
+
 std::string Expected::text(const HostCommand& command, bool withTimeout) {
     constexpr const char* NAMES[] = {"NAMESPACES",      "USES",   "LOCATION",   "RESET_CONTROLLER",
                                      "RESET_SUBSYSTEM", "RESCAN", "LOCK_DRIVE", "UNLOCK_DRIVE"};
@@ -175,10 +270,15 @@ void Expected::answer(CommandResult& result) const {
         result.protocolResult = std::move(hostResult);
         return;
     }
-    result.protocolResult = std::make_unique<Completion>(statusField_, dword0_);
+    if (ata_) {
+        result.protocolResult = std::make_unique<AtaResult>(ataResult_ ? *ataResult_ : successOf(*ata_));
+    } else {
+        result.protocolResult = std::make_unique<Completion>(statusField_, dword0_);
+    }
     // A refused command brings no data, but a command that reads has its buffer, as the driver leaves it.
-    if (written_.size() != 0 || nvme_->dataLength == 0) return;
-    result.inputPayload = data_.size() != 0 ? data_.payload() : DriveBytes(nvme_->dataLength).payload();
+    const uint32_t length = ata_ ? ata_->dataLength : nvme_->dataLength;
+    if (written_.size() != 0 || length == 0) return;
+    result.inputPayload = data_.size() != 0 ? data_.payload() : DriveBytes(length).payload();
 }
 
 Expected identify(uint8_t cns, uint32_t nsid, uint16_t controllerId) {
@@ -194,6 +294,37 @@ Expected logPage(uint8_t lid, uint32_t bytes, uint64_t offset, uint32_t nsid) {
         .dword(12, static_cast<uint32_t>(offset))
         .dword(13, static_cast<uint32_t>(offset >> 32))
         .reads(bytes);
+}
+
+Expected identifyAta() {
+    return Expected::ata(0xEC, Protocol::PIO_IN, Addressing::BITS_28).count(1).reads(512);
+}
+
+Expected logExt(uint8_t address, uint16_t page, uint16_t pages) {
+    return Expected::ata(0x2F, Protocol::PIO_IN, Addressing::BITS_48)
+        .lba(address | uint64_t{page} % 0x100 << 8 | uint64_t{page} / 0x100 << 32)
+        .count(pages)
+        .reads(pages * 512U);
+}
+
+Expected smart(uint8_t subcommand) {
+    return Expected::ata(0xB0, Protocol::NON_DATA, Addressing::BITS_28).feature(subcommand).lba(0xC24F00);
+}
+
+Expected smartPage(uint8_t subcommand) {
+    return Expected::ata(0xB0, Protocol::PIO_IN, Addressing::BITS_28)
+        .feature(subcommand)
+        .count(1)
+        .lba(0xC24F00)
+        .reads(512);
+}
+
+Expected smartLogPage(uint8_t address, uint8_t pages) {
+    return Expected::ata(0xB0, Protocol::PIO_IN, Addressing::BITS_28)
+        .feature(0xD5)
+        .count(pages)
+        .lba(0xC24F00U | address)
+        .reads(pages * 512U);
 }
 
 Expected getFeature(uint8_t fid, uint8_t select, uint32_t nsid, uint32_t dataBytes) {

@@ -4,6 +4,7 @@
 
 #include <deque>
 
+#include "features/ata/AtaCommand.h"
 #include "features/nvme/NvmeCommand.h"
 #include "ostrel/core/AttributeVocabulary.h"
 #include "ostrel/core/CommandPath.h"
@@ -11,6 +12,7 @@
 namespace fakedrive {
 
 using namespace ostrel::core;
+using features::ata::AtaCommand;
 using features::nvme::NvmeCommand;
 using features::transport::HostCommand;
 
@@ -24,6 +26,7 @@ const Status UNEXPECTED(CATEGORY_CORE, 24, "The script of the fake drive does no
 std::string textOf(const Command& command, const Payload& payload, bool withTimeout) {
     if (const auto* nvme = dynamic_cast<const NvmeCommand*>(&command))
         return Expected::text(*nvme, payload, withTimeout);
+    if (const auto* ata = dynamic_cast<const AtaCommand*>(&command)) return Expected::text(*ata, payload, withTimeout);
     if (const auto* host = dynamic_cast<const HostCommand*>(&command)) return Expected::text(*host, withTimeout);
     return "a command of the set " + command.getCommandSet();
 }
@@ -88,6 +91,9 @@ private:
 };
 
 FakeDrive::FakeDrive(const std::string& serialNumber, const std::string& devicePath)
+    : FakeDrive(serialNumber, devicePath, features::nvme::COMMAND_SET_NVME) {}
+
+FakeDrive::FakeDrive(const std::string& serialNumber, const std::string& devicePath, const char* commandSet)
     : script_(std::make_shared<Script>()), device_(std::make_shared<Device>()) {
     script_->serialNumber = serialNumber;
     const std::pair<Attribute, std::string> attributes[] = {
@@ -101,7 +107,7 @@ FakeDrive::FakeDrive(const std::string& serialNumber, const std::string& deviceP
         device_->setAttribute(attribute);
     }
     device_->addCommandPath(Path(script_));
-    device_->addCommandSet(features::nvme::COMMAND_SET_NVME, PATH_NAME);
+    device_->addCommandSet(commandSet, PATH_NAME);
     device_->addCommandSet(features::transport::COMMAND_SET_HOST, PATH_NAME);
 }
 

@@ -34,12 +34,22 @@ public:
     /// sets "NVMe" and "Host" lead to the path "Fake".
     const std::shared_ptr<ostrel::core::Device>& device() const { return device_; }
 
+protected:
+    FakeDrive(const std::string& serialNumber, const std::string& devicePath, const char* commandSet);
+
 private:
     class Path;
     struct Script;
 
     std::shared_ptr<Script> script_;
     std::shared_ptr<ostrel::core::Device> device_;
+};
+
+/// The same with the command sets "ATA" and "Host".
+class FakeSataDrive : public FakeDrive {
+public:
+    explicit FakeSataDrive(const std::string& serialNumber = "S1", const std::string& devicePath = "/dev/sda")
+        : FakeDrive(serialNumber, devicePath, features::ata::COMMAND_SET_ATA) {}
 };
 
 }  // namespace fakedrive
