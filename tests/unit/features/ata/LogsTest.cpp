@@ -2,6 +2,7 @@
 
 #include "features/ata/DeviceStatistics.h"
 #include "features/ata/PageList.h"
+#include "features/ata/SelfTests.h"
 #include "tests/support/fakedrive/DriveBytes.h"
 #include "tests/unit/features/nvme/TreeText.h"
 
@@ -64,6 +65,57 @@ TEST(AtaPageList, HasThePagesThatItCounts) {
 
 constexpr size_t TEST_BYTES = 24;
 constexpr size_t EXTENDED_BYTES = 26;
+
+TEST(AtaSelfTests, OfLog06hAreReadFromTheNewestBack) {
+    DriveBytes log(512);
+    log.le16(0, 1).byte(508, 2);
+    log.put(2 + 20 * TEST_BYTES, {0x01, 0x00, 0xE8, 0x03});                           // the oldest
+    log.put(2, {0x03, 0x20, 0xF2, 0x03});                                             // interrupted
+    log.put(2 + TEST_BYTES, {0x02, 0x74, 0xFC, 0x03, 0x00, 0x78, 0x56, 0x34, 0x12});  // the newest
+    EXPECT_EQ(nvme::treeText(decodeSelfTests(selfTestsOf(log.payload()))),
+              "[Self-test Log]\nEntries: 3\n"
+              "    [Entry 0]\n    Test: Extended\n    Result: Failed, read element\n    Remaining: 40 %\n"
+              "    Power On Hours: 1020\n    Failing LBA: 305419896\n"
+              "    [Entry 1]\n    Test: Conveyance\n    Result: Interrupted by a reset\n    Remaining: 0 %\n"
+              "    Power On Hours: 1010\n    Failing LBA: not reported\n"
+              "    [Entry 2]\n    Test: Short\n    Result: Completed without error, or never run\n    Remaining: 0 %\n"
+              "    Power On Hours: 1000\n    Failing LBA: not reported\n");
+    EXPECT_TRUE(selfTestsOf(log.byte(508, 0).payload()).empty()) << "index 0: none";
+    EXPECT_TRUE(selfTestsOf(log.byte(508, 22).payload()).empty()) << "an index beyond the entries";
+    EXPECT_TRUE(selfTestsOf(DriveBytes(511).payload()).empty());
+}
+
+TEST(AtaSelfTests, OfLog07hRunOnOverItsPages) {
+    DriveBytes log(1024);
+    log.byte(0, 1).le16(2, 20).byte(512, 1);  // the newest is the first of the second page
+    log.put(4 + 18 * EXTENDED_BYTES, {0x01, 0x00, 0x64, 0x00});
+    log.put(516, {0x02, 0x70, 0x65, 0x00, 0x00, 0xFF, 0xFF, 0xFF, 0xFF, 0x00, 0x01});
+    const auto tests = extendedSelfTestsOf(log.payload());
+    ASSERT_EQ(tests.size(), 2U);
+    EXPECT_EQ(tests[0].hours, 101);
+    EXPECT_EQ(tests[0].failingLba, 0x0100FFFFFFFFU) << "FFFFFFFFh in the low bytes is an address here";
+    EXPECT_EQ(tests[1].hours, 100);
+    log.put(516, {0x02, 0x70, 0x65, 0x00, 0x00, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF});
+    EXPECT_FALSE(extendedSelfTestsOf(log.payload())[0].failingLba);
+    EXPECT_TRUE(extendedSelfTestsOf(DriveBytes(511).payload()).empty());
+}
+
+TEST(AtaSelfTests, ASelectiveOneHasItsSpansAndWhatIsUnderTest) {
+    DriveBytes log(512);
+    log.le16(0, 1).le64(2, 100).le64(10, 200).le64(34, 0x100000000).le64(42, 0x1FFFFFFFF);
+    log.le64(492, 0x100000007).le16(500, 3).le16(502, 0x0A).le16(508, 30).byte(511, 0xA2);
+    EXPECT_EQ(nvme::treeText(decodeSelectiveSelfTest(log.payload())),
+              "[Selective Self-test Log]\nSpan 1: LBA 100 to 200\nSpan 2: unused\n"
+              "Span 3: LBA 4294967296 to 8589934591\nSpan 4: unused\nSpan 5: unused\nCurrent Span: 3\n"
+              "Current LBA: 4294967303\nOff-line Scan After It: yes\nOff-line Scan Pending: yes\n"
+              "Off-line Scan Active: no\nPending Time: 30 minutes\n");
+    EXPECT_EQ(nvme::treeText(decodeSelectiveSelfTest(log.le16(500, 0).le16(502, 0x10).payload())),
+              "[Selective Self-test Log]\nChecksum: wrong\nSpan 1: LBA 100 to 200\nSpan 2: unused\n"
+              "Span 3: LBA 4294967296 to 8589934591\nSpan 4: unused\nSpan 5: unused\nCurrent Span: none\n"
+              "Current LBA: none\nOff-line Scan After It: no\nOff-line Scan Pending: no\n"
+              "Off-line Scan Active: yes\nPending Time: 30 minutes\n");
+    EXPECT_EQ(nvme::treeText(decodeSelectiveSelfTest(DriveBytes(511).payload())), "[Selective Self-test Log]\n");
+}
 
 }  // namespace
 }  // namespace features::ata
