@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include "features/ata/DeviceStatistics.h"
+#include "features/ata/ErrorLog.h"
 #include "features/ata/PageList.h"
 #include "features/ata/SelfTests.h"
 #include "tests/support/fakedrive/DriveBytes.h"
@@ -115,6 +116,53 @@ TEST(AtaSelfTests, ASelectiveOneHasItsSpansAndWhatIsUnderTest) {
               "Current LBA: none\nOff-line Scan After It: no\nOff-line Scan Pending: no\n"
               "Off-line Scan Active: yes\nPending Time: 30 minutes\n");
     EXPECT_EQ(nvme::treeText(decodeSelectiveSelfTest(DriveBytes(511).payload())), "[Selective Self-test Log]\n");
+}
+
+TEST(AtaErrorLog, ShowsTheCommandThatFailedAndItsRegisters) {
+    DriveBytes log(512);
+    log.byte(0, 1).le16(2, 1).le16(500, 258);
+    // The fifth command of the first entry: READ DMA EXT of LBA 112233445566h, and what it ended with.
+    log.put(4 + 4 * 18, {0x00, 0x00, 0x00, 0x08, 0x00, 0x66, 0x33, 0x55, 0x22, 0x44, 0x11, 0x40, 0x25});
+    log.put(4 + 90, {0x00, 0x40, 0x00, 0x00, 0x68, 0x33, 0x55, 0x22, 0x44, 0x11, 0x40, 0x51});
+    log.le16(4 + 90 + 32, 1000);
+    EXPECT_EQ(nvme::treeText(decodeExtendedErrors(log.payload())),
+              "[Extended Comprehensive Error Log]\nErrors: 258\n"
+              "    [Error 0]\n    Command: 0x25 READ DMA EXT\n    Command LBA: 18838586676582\n    Command COUNT: 8\n  "
+              "  ERROR: 0x40\n"
+              "    STATUS: 0x51\n    LBA: 18838586676584\n    Power On Hours: 1000\n");
+    log.byte(4 + 4 * 18 + 12, 0x60);
+    EXPECT_NE(nvme::treeText(decodeExtendedErrors(log.payload())).find("Command: 0x60\n"), std::string::npos)
+        << "a command that has no name here";
+    EXPECT_EQ(nvme::treeText(decodeExtendedErrors(log.le16(2, 5).payload())),
+              "[Extended Comprehensive Error Log]\nErrors: 258\n")
+        << "an index beyond the entries";
+}
+
+TEST(AtaErrorLog, OfDrivesWith28BitsIsReadFromTheNewestBackOverItsPages) {
+    constexpr size_t FAILED = 48;
+    constexpr size_t REGISTERS = 60;
+    const auto putRead = [](DriveBytes& page, size_t at) {
+        page.put(at + FAILED, {0x00, 0x00, 0x08, 0x66, 0x55, 0x44, 0xE3, 0x20});
+        page.put(at + REGISTERS, {0x00, 0x40, 0x06, 0x68, 0x55, 0x44, 0xE3, 0x51}).le16(at + 88, 1000);
+    };
+    DriveBytes log(1024);
+    log.byte(0, 1).byte(1, 6).le16(452, 7);  // the newest is the first of the second page
+    const size_t fifth = 2 + 4 * 90;
+    log.put(fifth + FAILED, {0x00, 0xD0, 0x01, 0x00, 0x4F, 0xC2, 0x00, 0xB0});
+    log.put(fifth + REGISTERS, {0x00, 0x04, 0x01, 0x00, 0x4F, 0xC2, 0x00, 0x51}).le16(fifth + 88, 99);
+    putRead(log, 514);
+    const std::string newest =
+        "    [Error 0]\n    Command: 0x20\n    Command LBA: 54809958\n    Command COUNT: 8\n    ERROR: 0x40\n"
+        "    STATUS: 0x51\n    LBA: 54809960\n    Power On Hours: 1000\n";
+    EXPECT_EQ(nvme::treeText(decodeComprehensiveErrors(log.payload())),
+              "[Comprehensive Error Log]\nErrors: 7\n" + newest +
+                  "    [Error 1]\n    Command: 0xB0 SMART READ DATA\n    Command LBA: 12734208\n    Command COUNT: 1\n"
+                  "    ERROR: 0x04\n    STATUS: 0x51\n    LBA: 12734208\n    Power On Hours: 99\n");
+    DriveBytes summary(512);
+    putRead(summary.byte(1, 1).le16(452, 7), 2);
+    EXPECT_EQ(nvme::treeText(decodeSummaryErrors(summary.payload())), "[Summary Error Log]\nErrors: 7\n" + newest);
+    EXPECT_EQ(nvme::treeText(decodeSummaryErrors(summary.byte(1, 6).payload())), "[Summary Error Log]\nErrors: 7\n")
+        << "an index beyond the entries";
 }
 
 }  // namespace
