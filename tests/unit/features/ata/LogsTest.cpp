@@ -2,6 +2,7 @@
 
 #include "features/ata/DeviceStatistics.h"
 #include "features/ata/ErrorLog.h"
+#include "features/ata/IdentifyLog.h"
 #include "features/ata/PageList.h"
 #include "features/ata/SelfTests.h"
 #include "tests/support/fakedrive/DriveBytes.h"
@@ -163,6 +164,38 @@ TEST(AtaErrorLog, OfDrivesWith28BitsIsReadFromTheNewestBackOverItsPages) {
     EXPECT_EQ(nvme::treeText(decodeSummaryErrors(summary.payload())), "[Summary Error Log]\nErrors: 7\n" + newest);
     EXPECT_EQ(nvme::treeText(decodeSummaryErrors(summary.byte(1, 6).payload())), "[Summary Error Log]\nErrors: 7\n")
         << "an index beyond the entries";
+}
+
+TEST(AtaIdentifyLog, ReportsDownloadModes) {
+    const auto page = DriveBytes(512).byte(2, 3).le64(16, 0x8000000501000008);
+    const auto support = downloadSupport(page.payload());
+    ASSERT_TRUE(support);
+    EXPECT_TRUE(support->inPieces);
+    EXPECT_FALSE(support->whole);
+    EXPECT_TRUE(support->deferred);
+    EXPECT_EQ(support->minBlocks, 8);
+    EXPECT_EQ(support->maxBlocks, 0x100);
+    EXPECT_FALSE(downloadSupport(DriveBytes(512).byte(2, 3).le64(16, 0x0000000501000008).payload())) << "not valid";
+    EXPECT_FALSE(downloadSupport(DriveBytes(512).byte(2, 2).le64(16, 0x8000000501000008).payload())) << "another page";
+}
+
+TEST(AtaIdentifyLog, ShowsWhatCountsAndTheRestInHexadecimal) {
+    EXPECT_EQ(nvme::treeText(decodeIdentifyPage(2, DriveBytes(512)
+                                                       .byte(2, 2)
+                                                       .le64(8, 0x80000000001E8480)
+                                                       .le64(24, 256)
+                                                       .le64(16, 0xE000000000000003)
+                                                       .payload())),
+              "[Identify Data Capacity]\nCapacity - Device capacity: 2000000 logical sectors\n"
+              "Logical Sector Size - Logical sector size: not reported\n"
+              "Nominal Buffer Size - Nominal buffer size: not reported\n"
+              "    [Other Quadwords]\n    Q16: 0xE000000000000003\n");
+    const std::string strings = nvme::treeText(
+        decodeIdentifyPage(5, DriveBytes(512).byte(2, 5).ataText(8, "S1", 20).ataText(48, "DRIVE", 40).payload()));
+    EXPECT_NE(strings.find("Serial Number: S1\n"), std::string::npos) << strings;
+    EXPECT_NE(strings.find("Model Number: DRIVE\n"), std::string::npos) << strings;
+    EXPECT_EQ(nvme::treeText(decodeIdentifyPage(9, DriveBytes(512).byte(2, 9).le64(504, 1).payload())),
+              "[Identify Data]\n    [Other Quadwords]\n    Q504: 0x0000000000000001\n");
 }
 
 }  // namespace
