@@ -5,6 +5,7 @@
 #include "features/ata/IdentifyLog.h"
 #include "features/ata/PageList.h"
 #include "features/ata/SelfTests.h"
+#include "features/ata/structures/InternalStatusHeader.h"
 #include "tests/support/fakedrive/DriveBytes.h"
 #include "tests/unit/features/nvme/TreeText.h"
 
@@ -196,6 +197,19 @@ TEST(AtaIdentifyLog, ShowsWhatCountsAndTheRestInHexadecimal) {
     EXPECT_NE(strings.find("Model Number: DRIVE\n"), std::string::npos) << strings;
     EXPECT_EQ(nvme::treeText(decodeIdentifyPage(9, DriveBytes(512).byte(2, 9).le64(504, 1).payload())),
               "[Identify Data]\n    [Other Quadwords]\n    Q504: 0x0000000000000001\n");
+}
+
+TEST(AtaInternalStatus, HeaderIsLaidOutAsTheStandardHasIt) {
+    const auto bytes =
+        DriveBytes(512).byte(0, 0x24).le32(4, 0x00C5500A).le16(8, 3).le16(10, 7).le16(12, 20).put(382, {1, 9});
+    const auto header = nvme::structureAt<InternalStatusHeader>(bytes.bytes().data());
+    EXPECT_EQ(header.log, 0x24);
+    EXPECT_EQ(header.organization, 0x00C5500AU);
+    EXPECT_EQ(header.lastPage[0], 3);
+    EXPECT_EQ(header.lastPage[1], 7);
+    EXPECT_EQ(header.lastPage[2], 20);
+    EXPECT_EQ(header.savedAvailable, 1);
+    EXPECT_EQ(header.savedGeneration, 9);
 }
 
 }  // namespace
