@@ -2,6 +2,7 @@
 
 #include "features/ata/DeviceStatistics.h"
 #include "features/ata/ErrorLog.h"
+#include "features/ata/EventLogs.h"
 #include "features/ata/IdentifyLog.h"
 #include "features/ata/PageList.h"
 #include "features/ata/SelfTests.h"
@@ -210,6 +211,62 @@ TEST(AtaInternalStatus, HeaderIsLaidOutAsTheStandardHasIt) {
     EXPECT_EQ(header.lastPage[2], 20);
     EXPECT_EQ(header.savedAvailable, 1);
     EXPECT_EQ(header.savedGeneration, 9);
+}
+
+TEST(AtaEventLogs, PendingDefectsAreListedWithTheirHours) {
+    const auto log = DriveBytes(1024)
+                         .put(0, {0x02})
+                         .put(16, {0x10, 0x27, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x10})
+                         .put(32, {0x11, 0x27, 0x00, 0x00, 0x00, 0x00, 0x00, 0x00, 0x01, 0x02, 0x03, 0x04, 0x05, 0x06});
+    EXPECT_EQ(nvme::treeText(decodePendingDefects(log.payload())),
+              "[Pending Defects Log]\nDefects: 2\n    [Entries]\n    Entry 0: LBA 4096, at 10000 power on hours\n"
+              "    Entry 1: LBA 6618611909121, at 10001 power on hours\n");
+    EXPECT_EQ(
+        nvme::treeText(decodePendingDefects(DriveBytes(512).put(0, {0xFF, 0xFF, 0xFF, 0xFF}).payload())).substr(0, 41),
+        "[Pending Defects Log]\nDefects: 4294967295")
+        << "more than the log holds";
+    EXPECT_EQ(nvme::treeText(decodePendingDefects(DriveBytes(511).payload())), "[Pending Defects Log]\n");
+}
+
+TEST(AtaEventLogs, AQueuedErrorHasTheRegistersOfItsCommand) {
+    const auto log = DriveBytes(512)
+                         .put(0, {0x1F, 0x00, 0x41, 0x40, 0x01, 0x02, 0x03, 0x40, 0x04, 0x05, 0x06, 0x00, 0x08, 0x01})
+                         .byte(511, 0x02);
+    EXPECT_EQ(nvme::treeText(decodeQueuedError(log.payload())),
+              "[NCQ Command Error Log]\nTag: 31\nERROR: 0x40\nSTATUS: 0x41\nLBA: 6618611909121\nCOUNT: 264\n");
+    const std::string none = "[NCQ Command Error Log]\nError: none of a queued command\n";
+    EXPECT_EQ(nvme::treeText(decodeQueuedError(DriveBytes(512).put(0, {0x80, 0, 0x41}).byte(511, 0x3F).payload())),
+              none);
+    EXPECT_EQ(nvme::treeText(decodeQueuedError(DriveBytes(512).payload())), none);
+    EXPECT_EQ(nvme::treeText(decodeQueuedError(DriveBytes(512).byte(1, 1).payload())),
+              "[NCQ Command Error Log]\nChecksum: wrong\nError: none of a queued command\n");
+}
+
+TEST(AtaEventLogs, CountersOfTheLinkHaveTheirOwnWidths) {
+    // Counters of 2, 4 and 6 bytes, one of the maker's, one of an identifier that is not known, and the end.
+    const auto log = DriveBytes(512)
+                         .put(4, {0x01, 0x10, 0x05, 0x00})
+                         .put(8, {0x0A, 0x20, 0x01, 0x00, 0x01, 0x00})
+                         .put(14, {0x0B, 0x30, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF})
+                         .put(22, {0x01, 0x90, 0x07, 0x00})
+                         .put(26, {0x55, 0x10, 0x08, 0x00})
+                         .byte(511, 0x84);
+    EXPECT_EQ(nvme::treeText(decodePhyEvents(log.payload())),
+              "[SATA Phy Event Counters Log]\nCommands failed by an interface CRC error: 5\n"
+              "Register FIS sent after COMRESET: 65537\nCRC errors in FIS to the drive: 281474976710655\n"
+              "Counter 0x8001: 7\nCounter 0x055: 8\n");
+    EXPECT_EQ(nvme::treeText(decodePhyEvents(DriveBytes(512).put(4, {0x01, 0x10}).byte(511, 0xEF).payload())),
+              "[SATA Phy Event Counters Log]\nCommands failed by an interface CRC error: 0\n");
+}
+
+TEST(AtaEventLogs, SctStatusHasTheTemperaturesThatWereSampled) {
+    const auto page = DriveBytes(512).byte(10, 3).put(200, {38, 0xFB, 45, 0x80, 61});
+    EXPECT_EQ(nvme::treeText(decodeSctStatus(page.payload())),
+              "[SCT Status]\nState: self-test in the background\nTemperature: 38 C\n"
+              "Power Cycle Minimum Temperature: -5 C\nPower Cycle Maximum Temperature: 45 C\n"
+              "Lifetime Minimum Temperature: not reported\nLifetime Maximum Temperature: 61 C\n");
+    EXPECT_EQ(nvme::treeText(decodeSctStatus(DriveBytes(512).byte(10, 9).payload())).substr(0, 35),
+              "[SCT Status]\nState: reserved (0x9)\n");
 }
 
 }  // namespace
