@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "features/errors/DriveName.h"
+#include "features/errors/HalvedPieces.h"
 #include "features/nvme/Bytes.h"
 #include "features/nvme/ControllerCapabilities.h"
 #include "features/nvme/FieldTree.h"
@@ -72,8 +73,7 @@ NvmeCommand featureCommand(const FeatureRequest& request, uint8_t opcode, const 
 }  // namespace
 
 bool isTooMuchAtOnce(const Status& status) {
-    const Status tooMuch = statuses::invalidTransferSize();
-    return status.is(tooMuch.getCategory(), tooMuch.getCode());
+    return features::isTooMuchAtOnce(status);
 }
 
 std::string Drive::serialNumber() const {
