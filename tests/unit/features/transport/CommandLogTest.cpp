@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include "features/ata/AtaResult.h"
+#include "features/ata/Commands.h"
 #include "features/nvme/Completion.h"
 #include "features/nvme/NamespaceIds.h"
 #include "features/nvme/Opcodes.h"
@@ -58,6 +60,28 @@ TEST(CommandLog, IsSilentBelowItsLevelAndWhenOff) {
     const Completion success;
     logCommand("/dev/nvme0", getLogPage(), Status(), &success, 0ns);
     EXPECT_EQ(log.lines(), "");
+}
+
+TEST(CommandLog, HasTheRegistersOfAnAtaCommand) {
+    const LogCapture log;
+    ata::AtaResult success;
+    success.succeeded = true;
+    ata::AtaCommand command(ata::commands::smartReadData);
+    command.count = 1;
+    command.dataLength = 512;
+    logCommand("/dev/sda", command, Status(), &success, 312456ns);
+    ata::Registers registers;
+    registers.status = 0x51;
+    registers.error = 0x04;
+    const ata::AtaResult refused(registers);
+    logCommand("/dev/sda", command, Status(), &refused, 1us);
+    logCommand("/dev/sda", command, statuses::commandTimedOut(), nullptr, 15s);
+    const std::string sent =
+        "[info] /dev/sda: SMART READ DATA (B0h), FEATURE 00D0h, COUNT 0001h, LBA 000000C24F00h, DEVICE 00h, 512 "
+        "bytes: ";
+    EXPECT_EQ(log.lines(), sent + "success, 312 us\n" +  //
+                               sent + "command aborted (STATUS 51h, ERROR 04h), 1 us\n" + sent +
+                               "The command was detected to have timed-out., 15000000 us\n");
 }
 
 }  // namespace
