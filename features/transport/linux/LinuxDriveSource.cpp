@@ -1,9 +1,6 @@
 #include "features/transport/linux/LinuxDriveSource.h"
 
 #include <algorithm>
-#include <cerrno>
-#include <climits>
-#include <cstdlib>
 #include <tuple>
 
 #include "features/transport/linux/BlockUses.h"
@@ -16,21 +13,6 @@ namespace features::transport {
 using namespace ostrel::core;
 
 namespace {
-
-/// The path with all links followed; empty when it leads nowhere.
-std::string resolved(const std::string& path, LookErrors& errors) {
-    char target[PATH_MAX];
-    if (::realpath(path.c_str(), target) != nullptr) return target;
-    const int error = errno;
-    const bool leadsNowhere = error == ENOENT || error == ENOTDIR || error == ELOOP || error == ENAMETOOLONG;
-    if (!leadsNowhere) errors.add(path, error);
-    return {};
-}
-
-/// The folder that holds the one `path` leads to; empty when there is none.
-std::string parentFolder(const std::string& path, LookErrors& errors) {
-    return resolved(path + "/..", errors);
-}
 
 /// "nvme0n12", not "nvme0c1n12": a block device with a node.
 bool isNamespaceNode(const std::string& name, const std::string& suffix) {
@@ -45,7 +27,7 @@ std::unique_ptr<DeviceFinder> LinuxDriveSource::finder() const {
 }
 
 std::optional<DriveLocation> LinuxDriveSource::locate(const std::string& path, LookErrors& errors) const {
-    const std::string node = resolved(path, errors);
+    const std::string node = resolvedPath(path, errors);
     const std::string name = node.substr(node.rfind('/') + 1);
     // Only a node of the device folder names a drive, not any file that happens to bear such a name.
     if (node != paths_.dev + "/" + name) return std::nullopt;
@@ -60,7 +42,7 @@ std::optional<DriveLocation> LinuxDriveSource::locate(const std::string& path, L
 std::optional<DriveLocation> LinuxDriveSource::locateGeneric(const std::string& name, LookErrors& errors) const {
     // The X of ngXnY need not be that of nvmeXnY. The kernel keeps both in one folder, of the controller or of the
     // subsystem, and in there the Y shows which belong together.
-    const std::string folder = parentFolder(paths_.sys + "/class/nvme-generic/" + name, errors);
+    const std::string folder = resolvedPath(paths_.sys + "/class/nvme-generic/" + name + "/..", errors);
     if (folder.empty()) return std::nullopt;
     const std::string suffix = name.substr(std::min(name.size(), name.find('n', 2)));
     for (const std::string& entry : listFolder(folder, errors)) {
@@ -83,10 +65,8 @@ std::optional<DriveLocation> LinuxDriveSource::locateBlock(const std::string& bl
     const NvmeTopology topology(paths_);
     std::string disk = block;
     if (readNumber(topology.blockFolder(block) + "/partition", errors)) {
-        // The folder of a partition lies in that of its disk.
-        const std::string folder = parentFolder(topology.blockFolder(block), errors);
-        if (folder.empty()) return std::nullopt;
-        disk = folder.substr(folder.rfind('/') + 1);
+        disk = diskOfPartition(paths_, block, errors);
+        if (disk.empty()) return std::nullopt;
     }
     const auto controllers = topology.controllersOf(disk, errors);
     if (controllers.empty()) return std::nullopt;

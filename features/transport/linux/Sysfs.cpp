@@ -9,6 +9,7 @@
 #include <cerrno>
 #include <charconv>
 #include <climits>
+#include <cstdlib>
 #include <memory>
 
 #include "ostrel/core/FileDescriptor.h"
@@ -116,6 +117,21 @@ std::optional<std::string> linkName(const std::string& path, LookErrors& errors)
     }
     const std::string text(target, static_cast<size_t>(length));
     return text.substr(text.rfind('/') + 1);
+}
+
+std::string resolvedPath(const std::string& path, LookErrors& errors) {
+    char target[PATH_MAX];
+    if (::realpath(path.c_str(), target) != nullptr) return target;
+    const int error = errno;
+    const bool leadsNowhere = error == ENOENT || error == ENOTDIR || error == ELOOP || error == ENAMETOOLONG;
+    if (!leadsNowhere) errors.add(path, error);
+    return {};
+}
+
+std::string diskOfPartition(const LinuxPaths& paths, const std::string& partition, LookErrors& errors) {
+    // The folder of a partition is in that of its disk.
+    const std::string folder = resolvedPath(paths.sys + "/class/block/" + partition + "/..", errors);
+    return folder.substr(folder.rfind('/') + 1);
 }
 
 bool isSysfs(const LinuxPaths& paths, LookErrors& errors) {

@@ -28,6 +28,11 @@ std::vector<std::string> listFolder(const std::string& path, LookErrors& errors)
 /// The last component of the target of a link.
 std::optional<std::string> linkName(const std::string& path, LookErrors& errors);
 
+/// The path with all links followed; empty when it leads nowhere.
+std::string resolvedPath(const std::string& path, LookErrors& errors);
+/// The name of the disk that a partition is on; empty when it is gone.
+std::string diskOfPartition(const LinuxPaths& paths, const std::string& partition, LookErrors& errors);
+
 /// Whether sysfs or procfs is mounted where it belongs; otherwise an error.
 bool isSysfs(const LinuxPaths& paths, LookErrors& errors);
 bool isProcfs(const LinuxPaths& paths, LookErrors& errors);
