@@ -1,7 +1,6 @@
 #include "features/transport/linux/LinuxNvmePath.h"
 
 #include <fcntl.h>
-#include <linux/fs.h>
 #include <linux/nvme_ioctl.h>
 #include <sys/ioctl.h>
 
@@ -22,10 +21,10 @@
 #include "features/transport/DriveLock.h"
 #include "features/transport/HostStatus.h"
 #include "features/transport/SelectedDrive.h"
-#include "features/transport/linux/BlockOpener.h"
 #include "features/transport/linux/BlockUses.h"
 #include "features/transport/linux/ControllerLocation.h"
 #include "features/transport/linux/IdentifiedNamespaces.h"
+#include "features/transport/linux/PartitionTables.h"
 #include "features/transport/linux/Sysfs.h"
 #include "ostrel/core/Logging.h"
 #include "ostrel/core/StatusCatalogue.h"
@@ -349,28 +348,13 @@ Status LinuxNvmePath::rescan() {
         const int error = errno;
         return hostStatus(error, controllerNode());
     }
-    rescanPartitions();
-    return Status();
-}
-
-/// The kernel reads a partition table again when the size of the disk changes, not when its content is erased. Tables
-/// of disks in use are left alone; one that cannot be read again stays as it is known, as it would without this.
-void LinuxNvmePath::rescanPartitions() const {
-    const BlockUses uses(paths_, UseCheck::DESTROY);
-    if (!uses.errors().isEmpty()) return;
-    LookErrors errors;  // a disk that is not found or opened is left alone
-    const BlockOpener opener(paths_, BlockOpener::MissingNode::REPLACE);
+    LookErrors errors;  // a namespace that is not found is left alone
+    std::vector<std::string> blocks;
     for (const NamespaceNode& part : topology_->namespacesOf(controller_, errors)) {
-        if (part.block.empty()) continue;
-        const std::vector<NamespaceUse> ofPart = uses.usesOf(part.block);
-        if (!uses.errors().isEmpty()) return;
-        const bool isUsed =
-            std::any_of(ofPart.begin(), ofPart.end(), [](const NamespaceUse& use) { return !use.isContentAlone(); });
-        if (isUsed) continue;
-        int error = 0;
-        const FileDescriptor node = opener.open(part.block, O_RDONLY, error, errors);
-        if (node.isOpen()) (void)paths_.kernel->ioctl(node.get(), BLKRRPART, nullptr);  // see above
+        if (!part.block.empty()) blocks.push_back(part.block);
     }
+    rereadPartitionTables(paths_, blocks);
+    return Status();
 }
 
 Status LinuxNvmePath::resetController(unsigned long request, uint32_t ofCommand) {

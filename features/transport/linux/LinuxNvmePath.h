@@ -81,7 +81,6 @@ private:
     ostrel::core::Status resetController(unsigned long request, uint32_t timeoutMs);
     ostrel::core::Status awaitController(uint32_t timeoutMs);
     ostrel::core::Status rescan();
-    void rescanPartitions() const;
     Result<std::vector<HostNamespace>> attachedNamespaces();
     /// Sends a command that reads; what the controller refuses is an error, too.
     Result<ostrel::core::Payload> read(const nvme::NvmeCommand& command);
