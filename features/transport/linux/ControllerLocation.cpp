@@ -32,13 +32,19 @@ std::string slotOf(const LinuxPaths& paths, const std::string& pciAddress, LookE
 
 }  // namespace
 
-HostLocation locateController(const LinuxPaths& paths, const std::string& controllerFolder, LookErrors& errors) {
-    HostLocation location;
+std::vector<HostLocation::ById> byIdLinks(const LinuxPaths& paths, LookErrors& errors) {
+    std::vector<HostLocation::ById> found;
     const std::string links = paths.dev + "/disk/by-id";
     for (const std::string& name : listFolder(links, errors)) {
         const auto block = linkName(links + "/" + name, errors);
-        if (block) location.byId.push_back({name, "/dev/" + *block});
+        if (block) found.push_back({name, "/dev/" + *block});
     }
+    return found;
+}
+
+HostLocation locateController(const LinuxPaths& paths, const std::string& controllerFolder, LookErrors& errors) {
+    HostLocation location;
+    location.byId = byIdLinks(paths, errors);
     // A controller over a network has an address of another kind.
     if (readLine(controllerFolder + "/transport", errors) != "pcie") return location;
     location.pciAddress = readLine(controllerFolder + "/address", errors).value_or("");
