@@ -62,6 +62,37 @@ void FakeMachine::disk(const std::string& parent, const std::string& block, cons
     file(place + "/size", "131072\n");
 }
 
+void FakeMachine::scsiDisk(const std::string& parent, const std::string& address, const std::string& block,
+                           const std::string& number, const std::string& generic) {
+    const std::string target = "/target" + address.substr(0, address.rfind(':'));
+    const std::string device = "/sys/devices/" + parent + target + "/" + address;
+    const std::string place = device + "/block/" + block;
+    blockDevice(place, block, number);
+    file(place + "/size", "131072\n");
+    file(place + "/queue/logical_block_size", "512\n");
+    file(place + "/queue/rotational", "0\n");
+    link(place + "/device", device);
+    file(device + "/type", "0\n");
+    file(device + "/vendor", "QEMU    \n");
+    file(device + "/rescan", "");
+    file(device + "/scsi_generic/" + generic + "/dev", "21:0\n");
+    link(device + "/scsi_generic/" + generic + "/device", device);
+    link("/sys/class/scsi_generic/" + generic, device + "/scsi_generic/" + generic);
+    file("/dev/" + generic, "");
+}
+
+void FakeMachine::ataInformation(const std::string& block, const std::vector<uint8_t>& identify) {
+    const std::string device = "/sys/class/block/" + block + "/device";
+    std::string page(60, '\0');
+    page[1] = '\x89';
+    page[2] = '\x02';
+    page[3] = '\x38';
+    page[56] = '\xEC';
+    page.append(identify.begin(), identify.end());
+    file(device + "/vpd_pg89", page);
+    file(device + "/vendor", "ATA     \n");
+}
+
 void FakeMachine::hiddenPath(const std::string& controller, const std::string& block, uint32_t nsid) {
     const std::string place = "/sys/devices/pci/" + controller + "/" + block;
     file(place + "/nsid", std::to_string(nsid) + "\n");

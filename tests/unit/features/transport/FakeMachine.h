@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "features/transport/linux/LinuxPaths.h"
 #include "tests/support/TemporaryFolder.h"
@@ -33,6 +34,12 @@ public:
     void controller(const std::string& name, const std::string& subsystem);
     /// A namespace's block device below devices/`parent`, with its node.
     void disk(const std::string& parent, const std::string& block, const std::string& number, uint32_t nsid);
+    /// A disk of the SCSI layer below devices/`parent`, with its node and "sgN" for its generic one: "pci/ata1/host0",
+    /// "0:0:0:0", "sda", "8:0". Of a virtual machine until it has IDENTIFY DEVICE.
+    void scsiDisk(const std::string& parent, const std::string& address, const std::string& block,
+                  const std::string& number, const std::string& generic);
+    /// What the kernel read of an ATA drive.
+    void ataInformation(const std::string& block, const std::vector<uint8_t>& identify);
     /// The hidden entry of one path to a namespace, which has no node.
     void hiddenPath(const std::string& controller, const std::string& block, uint32_t nsid);
     /// A namespace's character device below devices/`parent`, with its node.
