@@ -127,6 +127,13 @@ int FakeKernel::ioctl(int descriptor, unsigned long request, void* argument) {
         static_cast<loop_info64*>(argument)->lo_rdevice = loop.rdevice;
         return answered(-loop.error);
     }
+    if (request == SG_IO) {
+        auto& header = *static_cast<sg_io_hdr*>(argument);
+        char opcode[16];
+        (void)std::snprintf(opcode, sizeof opcode, "ata %02Xh", header.cmdp[14]);  // it fits
+        calls.push_back(opcode + node);
+        return answered(onAta(header));
+    }
     if (request == NVME_IOCTL_ID) return answerNamespace(node);
     if (request != NVME_IOCTL_ADMIN_CMD && request != NVME_IOCTL_IO_CMD) {
         calls.push_back(requestName(request) + node);
@@ -137,6 +144,22 @@ int FakeKernel::ioctl(int descriptor, unsigned long request, void* argument) {
         return answerIdentify(node, command);
     calls.push_back(commandName(request == NVME_IOCTL_ADMIN_CMD ? "admin" : "io", command) + node);
     return answered(onCommand(command));
+}
+
+void FakeKernel::endWithSense(sg_io_hdr& request, const std::vector<uint8_t>& sense) {
+    request.status = 2;
+    request.driver_status = 8;
+    request.sb_len_wr = static_cast<unsigned char>(std::min<std::size_t>(sense.size(), request.mx_sb_len));
+    std::copy_n(sense.begin(), request.sb_len_wr, request.sbp);
+}
+
+int FakeKernel::answerAta(sg_io_hdr& request) const {
+    constexpr unsigned char CK_COND = 0x20;
+    if (request.cmdp[14] == 0xEC && request.dxfer_len == ataIdentity.size())
+        std::copy(ataIdentity.begin(), ataIdentity.end(), static_cast<uint8_t*>(request.dxferp));
+    if ((request.cmdp[2] & CK_COND) != 0)
+        endWithSense(request, {0x72, 1, 0, 0x1D, 0, 0, 0, 14, 9, 12, 0, 0, 0, 0, 0, 0, 0, 0x4F, 0, 0xC2, 0, 0x50});
+    return 0;
 }
 
 int FakeKernel::answerIdentify(const std::string& node, const nvme_passthru_cmd& command) {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <linux/nvme_ioctl.h>
+#include <scsi/sg.h>
 #include <sys/ioctl.h>
 
 #include <functional>
@@ -41,6 +42,13 @@ public:
     std::function<int(nvme_passthru_cmd& command)> onCommand = [](nvme_passthru_cmd&) { return 0; };
     /// Of any request but a command: returns 0, or an errno below 0.
     std::function<int(unsigned long request)> onRequest = [](unsigned long) { return 0; };
+    /// An ATA command by SG_IO: returns 0 or an errno below 0. By default each succeeds, with registers where they are
+    /// asked for, and IDENTIFY DEVICE returns `ataIdentity`.
+    std::function<int(sg_io_hdr& request)> onAta = [this](sg_io_hdr& request) { return answerAta(request); };
+    std::vector<uint8_t> ataIdentity;  ///< 512 bytes
+    /// Ends a request with sense data.
+    static void endWithSense(sg_io_hdr& request, const std::vector<uint8_t>& sense);
+    int answerAta(sg_io_hdr& request) const;
     /// Returns 0 or the errno of the mknod.
     std::function<int()> onMakeNode = [] { return 0; };
     /// The files that are nodes of devices, and their numbers; S_IFBLK or S_IFCHR.
@@ -75,7 +83,7 @@ public:
     /// What was called, in order: "open /dev/nvme0", "open /dev/nvme0n1 exclusive", "admin 06h /dev/nvme0",
     /// "io 02h /dev/nvme0n1", "who /dev/nvme0" (Identify Controller), "namespace /dev/nvme0n1", "reset /dev/nvme0",
     /// "subsystem reset ...", "rescan ...", "read partitions ...", "mknod /dev/TEMPORARY", "unlink ...",
-    /// "loop status ...".
+    /// "loop status ...", "ata ECh /dev/sda".
     std::vector<std::string> calls;
     std::chrono::milliseconds slept{0};
 
