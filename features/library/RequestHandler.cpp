@@ -95,6 +95,25 @@ std::shared_ptr<Device> deviceByPath(const std::vector<std::shared_ptr<Device>>&
     return found == devices.end() ? nullptr : *found;
 }
 
+/// The manager sorts by path: where a source has another order, its devices change places among each other.
+void orderDevices(std::vector<std::shared_ptr<Device>>& devices, const std::vector<std::string>& paths) {
+    const auto rank = [&](const auto& device) { return std::find(paths.begin(), paths.end(), pathOf(device)); };
+    std::vector<std::size_t> places;
+    std::vector<std::shared_ptr<Device>> moved;
+    for (std::size_t i = 0; i < devices.size(); ++i) {
+        if (rank(devices[i]) == paths.end()) continue;
+        places.push_back(i);
+        moved.push_back(devices[i]);
+    }
+    std::stable_sort(moved.begin(), moved.end(), [&](const auto& a, const auto& b) { return rank(a) < rank(b); });
+    for (std::size_t i = 0; i < places.size(); ++i) {
+        devices[places[i]] = moved[i];
+        Attribute index = attributes::device::index();
+        index.setValue(static_cast<std::int32_t>(places[i]));
+        moved[i]->setAttribute(index);
+    }
+}
+
 bool hasSerialNumber(const Device& device, const std::string& text) {
     const Attribute serial = attributes::device::serialNumber();
     return device.hasAttribute(serial.getName()) && equals(device.getAttribute(serial).getText(), text, true);
@@ -153,6 +172,7 @@ Status RequestHandler::run(xml::XmlObject& request, const std::shared_ptr<xml::X
     selection.changes = changesDrive(request);
     if (wantsScan(request)) {
         manager_.scan();
+        for (const auto& source : sources_) orderDevices(manager_.getDevices(), source->scanOrder());
         for (const auto& source : sources_) selection.scanErrors.add(source->scanErrors());
         TRY(devices, selectDevices(request, selection));
         RETURN_IF_FAILED(checkSelection(selection));

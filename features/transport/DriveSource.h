@@ -27,11 +27,14 @@ public:
     virtual ~DriveSource() = default;
 
     /// What the device manager is given. Its scan() adds a Device for each drive without asking the drive anything: the
-    /// attributes DevicePath, SerialNumber, ModelNumber and Firmware, a command path, and the command sets "NVMe" and
-    /// "Host" on it. A drive that cannot be opened is listed too, its reason in ErrorString.
+    /// attributes DevicePath, SerialNumber, ModelNumber and Firmware, a command path, and the command sets on it:
+    /// "NVMe" or "ATA", and "Host". A drive that cannot be opened is listed too, its reason in ErrorString.
     virtual std::unique_ptr<ostrel::core::DeviceFinder> finder() const = 0;
     /// What the last scan could not look at, of the finder or of any clone of it: there may be more drives.
     virtual const LookErrors& scanErrors() const = 0;
+    /// The "DevicePath" of each device of the last scan in the order in which they are shown, where that is not the
+    /// order of the paths: letters of disks change between boots. Otherwise empty.
+    virtual std::vector<std::string> scanOrder() const { return {}; }
 
     /// Where a path leads: a controller's node, a namespace's (block or generic), or a link to one.
     virtual std::optional<DriveLocation> locate(const std::string& path, LookErrors& errors) const = 0;

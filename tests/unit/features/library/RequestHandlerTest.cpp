@@ -39,23 +39,26 @@ public:
     bool isSupported(const AttributeList&) const override { return true; }
 };
 
+std::shared_ptr<Device> makeDevice(const FakeDrive& drive) {
+    Attribute path = attributes::device::devicePath();
+    path.setValue(drive.path);
+    Attribute serial = attributes::device::serialNumber();
+    serial.setValue(drive.serial);
+    auto device = std::make_shared<Device>();
+    device->setAttribute(path);
+    device->setAttribute(serial);
+    device->addCommandPath(HostPath());
+    device->addCommandSet(transport::COMMAND_SET_HOST, "Fake");
+    return device;
+}
+
 class FakeFinder : public DeviceFinder {
 public:
     FakeFinder(std::string name, std::vector<FakeDrive> drives, int* scans)
         : DeviceFinder(std::move(name)), drives_(std::move(drives)), scans_(scans) {}
     void scan(std::vector<std::shared_ptr<Device>>& devices) override {
         ++*scans_;
-        for (const FakeDrive& drive : drives_) {
-            Attribute path = attributes::device::devicePath();
-            path.setValue(drive.path);
-            Attribute serial = attributes::device::serialNumber();
-            serial.setValue(drive.serial);
-            devices.push_back(std::make_shared<Device>());
-            devices.back()->setAttribute(path);
-            devices.back()->setAttribute(serial);
-            devices.back()->addCommandPath(HostPath());
-            devices.back()->addCommandSet(transport::COMMAND_SET_HOST, "Fake");
-        }
+        for (const FakeDrive& drive : drives_) devices.push_back(makeDevice(drive));
     }
     std::unique_ptr<DeviceFinder> clone() const override { return std::make_unique<FakeFinder>(*this); }
 
@@ -87,8 +90,11 @@ public:
         return isThere ? controllers : std::vector<std::string>{path};
     }
 
+    std::vector<std::string> scanOrder() const override { return order; }
+
     std::map<std::string, transport::DriveLocation> paths;
     std::map<std::string, transport::DriveLocation> bootDrives;
+    std::vector<std::string> order;
     std::vector<std::string> controllers;  ///< of one subsystem
     transport::LookErrors errors;
     transport::LookErrors errorsOfNames;
@@ -236,6 +242,15 @@ TEST_F(RequestHandlerTest, WithoutASelectorAllDrivesAreMeant) {
               answer(S0 + S1 + S10 + SA))
         << "a list of something else";
     EXPECT_EQ(scans_, 6) << "each request looks again, with both finders";
+}
+
+TEST_F(RequestHandlerTest, ASourceHasAnOrderOfItsOwn) {
+    real_->order = {"/dev/nvme10", "/dev/gone", "/dev/nvme0"};
+    const std::string first = shown("S10", "0", "12", "/dev/nvme10");
+    const std::string last = shown("S0", "2", "11", "/dev/nvme0");
+    EXPECT_EQ(list(""), answer(first + S1 + last + SA)) << "the others keep their places";
+    EXPECT_EQ(list(device("Index", "0")), answer(first));
+    EXPECT_EQ(list(device("Index", "2")), answer(last));
 }
 
 TEST_F(RequestHandlerTest, EachKindOfNameLeadsToItsDrive) {
