@@ -275,7 +275,8 @@ Result<std::shared_ptr<Device>> RequestHandler::deviceAt(const std::string& path
     for (const auto& source : sources_) {
         const auto location = (source.get()->*locate)(path, errors);
         if (!location) continue;
-        const auto device = deviceByPath(manager_.getDevices(), location->devicePath);
+        auto device = deviceByPath(manager_.getDevices(), location->devicePath);
+        if (device == nullptr) device = source->namedDevice(location->devicePath);
         if (device == nullptr || !location->nsid) return device;
         // Jobs on one namespace take the one that the path named.
         Attribute nsid = attributes::device::namespaceId();

@@ -39,6 +39,13 @@ public:
     /// Where a path leads: a controller's node, a namespace's (block or generic), or a link to one.
     virtual std::optional<DriveLocation> locate(const std::string& path, LookErrors& errors) const = 0;
 
+    /// The device of a located drive that no scan lists, since drives of its kind are asked nothing unless the user
+    /// names them; null when there is none. Asks the drive who it is.
+    virtual std::shared_ptr<ostrel::core::Device> namedDevice(const std::string& devicePath) const {
+        (void)devicePath;
+        return nullptr;
+    }
+
     /// The drive that holds the running system's root file system, if it is one of this kind. The word that the user
     /// wrote does not matter.
     virtual std::optional<DriveLocation> bootDrive(const std::string& word, LookErrors& errors) const = 0;

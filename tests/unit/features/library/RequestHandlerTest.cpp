@@ -91,10 +91,14 @@ public:
     }
 
     std::vector<std::string> scanOrder() const override { return order; }
+    std::shared_ptr<Device> namedDevice(const std::string& path) const override {
+        return path == named.path ? makeDevice(named) : nullptr;
+    }
 
     std::map<std::string, transport::DriveLocation> paths;
     std::map<std::string, transport::DriveLocation> bootDrives;
     std::vector<std::string> order;
+    FakeDrive named;
     std::vector<std::string> controllers;  ///< of one subsystem
     transport::LookErrors errors;
     transport::LookErrors errorsOfNames;
@@ -251,6 +255,15 @@ TEST_F(RequestHandlerTest, ASourceHasAnOrderOfItsOwn) {
     EXPECT_EQ(list(""), answer(first + S1 + last + SA)) << "the others keep their places";
     EXPECT_EQ(list(device("Index", "0")), answer(first));
     EXPECT_EQ(list(device("Index", "2")), answer(last));
+}
+
+TEST_F(RequestHandlerTest, ADriveThatNoScanListsIsFoundByItsPathAlone) {
+    real_->named = {"/dev/sdb", "SB"};
+    real_->paths["/dev/sdb"] = {"/dev/sdb", {}};
+    EXPECT_EQ(list(""), answer(S0 + S1 + S10 + SA));
+    const std::string found = list(device("Path", "/dev/sdb"));
+    EXPECT_NE(found.find(R"(key="Velko SSD SB")"), std::string::npos) << found;
+    EXPECT_NE(list(device("SerialNumber", "SB")).find("Provided device serial is invalid."), std::string::npos);
 }
 
 TEST_F(RequestHandlerTest, EachKindOfNameLeadsToItsDrive) {
