@@ -5,6 +5,7 @@
 #include <set>
 #include <utility>
 
+#include "features/jobs/base/DriveOutput.h"
 #include "features/jobs/health/scan/DriveHealthScan.h"
 #include "features/jobs/support/StatusDetails.h"
 #include "features/library/JobTable.h"
@@ -15,6 +16,7 @@
 #include "ostrel/core/Strings.h"
 #include "ostrel/core/XmlConverter.h"
 #include "ostrel/core/xml/XmlConstants.h"
+#include "ostrel/interfaces/ostreli/interface/JobNames.h"
 
 namespace features::library {
 
@@ -87,6 +89,29 @@ Status reportScanErrors(const Status& status, xml::XmlObject& output, const Look
 
 std::string pathOf(const std::shared_ptr<Device>& device) {
     return device->getAttribute(attributes::device::devicePath()).getText();
+}
+
+/// The list of all drives with all that it shows. One of named attributes is for programs that go on with its drives.
+bool isPlainList(const xml::XmlObject& request) {
+    const auto& parts = request.objects;
+    return request.getAttribute(xml::KEY_NAME) == ostrel::interfaces::ostreli::JOB_VELKOSSD &&
+           std::none_of(parts.begin(), parts.end(),
+                        [](const auto& part) { return part->getAttribute(xml::KEY_NAME) == xml::NAME_PROPERTIES; });
+}
+
+std::string reasonOf(const Device& drive) {
+    return drive.getAttribute(attributes::device::errorString()).getText();
+}
+
+/// The code of a status is the exit status, and that a machine has such drives is no failure.
+void listUnsupported(const std::vector<std::shared_ptr<Device>>& drives, xml::XmlObject& output) {
+    for (const auto& drive : drives) {
+        std::string name = drive->getAttribute(attributes::device::serialNumber()).getText();
+        if (name.empty()) name = pathOf(drive).substr(pathOf(drive).rfind('/') + 1);
+        jobs::DriveOutput out(name, nullptr, drive.get());
+        out.addStatus("Unsupported Drive", Status(0, 0, reasonOf(*drive)));
+        for (auto& object : out.take()) output.objects.push_back(std::move(object));
+    }
 }
 
 /// By the very path: those of two simulated drives may be equal but for case.
@@ -182,6 +207,8 @@ Status RequestHandler::run(xml::XmlObject& request, const std::shared_ptr<xml::X
     job->setInput(request);
     job->setDevices(devices);
     const Status status = job->run(output);
+    if (!selection.changes && !selection.isNamed && !output->objects.empty() && isPlainList(request))
+        listUnsupported(unsupportedDrives(), *output->objects.front());
     if (selection.scanErrors.isEmpty() || !selection.dependsOnScan()) return status;
     return reportScanErrors(status, *output, selection.scanErrors);
 }
@@ -223,6 +250,8 @@ Result<std::shared_ptr<Device>> RequestHandler::selectDevice(const std::string& 
     LookErrors errors = selection.scanErrors;
     TRY(const auto device, findDevice(key, value, selection.changes, errors));
     if (device != nullptr) return device;
+    const std::string reason = whyNotSupported(key, value);
+    if (!reason.empty()) return withDetails(unknownDrive(key), reason);
     // A drive that is not known, and one that could not be seen, differ.
     return errors.isEmpty() ? unknownDrive(key) : withDetails(unknownDrive(key), notSeen(errors));
 }
@@ -248,6 +277,27 @@ Result<std::shared_ptr<Device>> RequestHandler::deviceNamed(const std::string& k
     if (!isOneDrive || key != xml::NAME_SERIAL_NUMBER) return device;
     return *std::min_element(fitting.begin(), fitting.end(),
                              [&](const auto& left, const auto& right) { return place(left) < place(right); });
+}
+
+RequestHandler::Devices RequestHandler::unsupportedDrives() const {
+    Devices drives;
+    for (const auto& source : sources_) {
+        for (const auto& drive : source->unsupportedDrives()) drives.push_back(drive);
+    }
+    return drives;
+}
+
+std::string RequestHandler::whyNotSupported(const std::string& key, const std::string& value) const {
+    if (value.empty()) return {};
+    for (const auto& source : sources_) {
+        LookErrors ignored;  // noted by the look for the drive
+        const auto location = key == xml::NAME_PATH ? source->locate(value, ignored) : std::nullopt;
+        for (const auto& drive : source->unsupportedDrives()) {
+            const bool isMeant = location ? location->devicePath == pathOf(drive) : hasSerialNumber(*drive, value);
+            if (isMeant) return reasonOf(*drive);
+        }
+    }
+    return {};
 }
 
 std::vector<std::string> RequestHandler::controllersOfDrive(const std::string& devicePath) const {

@@ -32,6 +32,10 @@ namespace features::library {
 /// in the message. All drives, and a drive by its index, are a guess then: a request that changes drives is refused
 /// (0/39). A drive that was found by its serial number or path is that drive.
 ///
+/// Drives that the library has no commands for are in the list of all drives after the others, each with a status that
+/// says so and does not change the exit status. They have no index, and one that is named is not found, with the
+/// reason.
+///
 /// Threads: one request at a time.
 class RequestHandler {
 public:
@@ -67,6 +71,9 @@ private:
                                                               bool changes);
     Result<std::shared_ptr<ostrel::core::Device>> deviceAt(const std::string& path, Locate locate,
                                                            transport::LookErrors& errors);
+    Devices unsupportedDrives() const;
+    // Why a name leads to no drive, where it is that of one that is not supported; otherwise empty.
+    std::string whyNotSupported(const std::string& key, const std::string& value) const;
     std::vector<std::string> controllersOfDrive(const std::string& devicePath) const;
     ostrel::core::Status lockDrives(const Devices& devices, LockedDrives& locks) const;
 

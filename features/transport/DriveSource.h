@@ -36,7 +36,11 @@ public:
     /// order of the paths: letters of disks change between boots. Otherwise empty.
     virtual std::vector<std::string> scanOrder() const { return {}; }
 
-    /// Where a path leads: a controller's node, a namespace's (block or generic), or a link to one.
+    /// Drives that the last scan found and that this library has no commands for. Each has DevicePath, SerialNumber,
+    /// ModelNumber and Firmware as far as they are known, the reason in ErrorString, and no command path.
+    virtual std::vector<std::shared_ptr<ostrel::core::Device>> unsupportedDrives() const { return {}; }
+
+    /// Where a path leads: the node of a controller, of a namespace or of a disk (block or generic), or a link to one.
     virtual std::optional<DriveLocation> locate(const std::string& path, LookErrors& errors) const = 0;
 
     /// The device of a located drive that no scan lists, since drives of its kind are asked nothing unless the user

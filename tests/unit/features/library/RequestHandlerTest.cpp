@@ -91,6 +91,7 @@ public:
     }
 
     std::vector<std::string> scanOrder() const override { return order; }
+    std::vector<std::shared_ptr<Device>> unsupportedDrives() const override { return unsupported; }
     std::shared_ptr<Device> namedDevice(const std::string& path) const override {
         return path == named.path ? makeDevice(named) : nullptr;
     }
@@ -98,6 +99,7 @@ public:
     std::map<std::string, transport::DriveLocation> paths;
     std::map<std::string, transport::DriveLocation> bootDrives;
     std::vector<std::string> order;
+    std::vector<std::shared_ptr<Device>> unsupported;
     FakeDrive named;
     std::vector<std::string> controllers;  ///< of one subsystem
     transport::LookErrors errors;
@@ -346,6 +348,45 @@ TEST_F(RequestHandlerTest, ANamespacesNodeNamesTheNamespaceTheJobIsAbout) {
                          std::string(c.nsid) + R"("/></Object>)"))
             << c.path << ": " << c.why;
     }
+}
+
+std::shared_ptr<Device> unsupportedDrive(const std::string& path, const std::string& serial) {
+    auto device = makeDevice({path, serial});
+    Attribute reason = attributes::device::errorString();
+    reason.setValue("M is a SAS drive.");
+    device->setAttribute(reason);
+    return device;
+}
+
+TEST_F(RequestHandlerTest, UnsupportedDrivesAreInAPlainListWithTheReason) {
+    real_->unsupported = {unsupportedDrive("/dev/sdx", "SX"), unsupportedDrive("/dev/sdy", "")};
+    const std::string all =
+        answerTo(R"(<Object name="VelkoSSD" type="GetProperties"><Property name="Scan" value="true"/></Object>)");
+    const std::string path = R"(<Property category="attribute" displayName="Device Path" name="DevicePath" size="9" )";
+    const std::string reason = R"(<Property name="Category" value="0"/><Property name="Code" value="0"/>)"
+                               R"(<Property name="Message" value="M is a SAS drive."/></Object>)";
+    const std::string expected =
+        R"(<Object category="status" key="SX" name="Unsupported Drive"><Property category="attribute" )"
+        R"(displayName="Serial Number" name="SerialNumber" size="3" type="string" value="SX"/>)" +
+        path + R"(type="string" value="/dev/sdx"/>)" + reason +
+        R"(<Object category="status" key="sdy" name="Unsupported Drive">)" + path +
+        R"(type="string" value="/dev/sdy"/>)" + reason + "</Object></Object>";
+    ASSERT_GT(all.size(), expected.size());
+    EXPECT_EQ(all.substr(all.size() - expected.size()), expected);
+    EXPECT_EQ(list(""), answer(S0 + S1 + S10 + SA)) << "not where attributes are named";
+    EXPECT_EQ(list(device("Index", "2")), answer(S10));
+}
+
+TEST_F(RequestHandlerTest, AnUnsupportedDriveThatIsNamedIsNotFoundWithTheReason) {
+    real_->unsupported = {unsupportedDrive("/dev/sdx", "SX"), unsupportedDrive("/dev/sdy", "")};
+    real_->paths["/dev/disk/by-id/x"] = {"/dev/sdx", {}};
+    const std::string serial = "Provided device serial is invalid. Device could not be found.";
+    const std::string path = "Provided device path is invalid. Device could not be found.";
+    EXPECT_EQ(list(device("SerialNumber", "sx")), refusal("VelkoSSD", "0", "5", serial + " M is a SAS drive."));
+    EXPECT_EQ(list(device("Path", "/dev/disk/by-id/x")), refusal("VelkoSSD", "0", "8", path + " M is a SAS drive."));
+    EXPECT_EQ(list(device("SerialNumber", "SY")), refusal("VelkoSSD", "0", "5", serial));
+    EXPECT_EQ(list(device("SerialNumber", "")), refusal("VelkoSSD", "0", "5", serial)) << "no serial number is no name";
+    EXPECT_EQ(list(device("Path", "/dev/nvme9")), refusal("VelkoSSD", "0", "8", path));
 }
 
 /// The scan of the first kind of drives could not look at everything.
