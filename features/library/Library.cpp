@@ -27,6 +27,7 @@ constexpr size_t LARGE_ANSWER_BYTES = 256 << 10;
 std::vector<std::unique_ptr<transport::DriveSource>> allSources() {
     std::vector<std::unique_ptr<transport::DriveSource>> sources;
     sources.push_back(std::make_unique<transport::LinuxDriveSource>());
+    sources.push_back(std::make_unique<transport::LinuxSataSource>());
     sources.push_back(std::make_unique<transport::SimulatedDriveSource>());
     return sources;
 }
