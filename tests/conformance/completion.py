@@ -28,6 +28,19 @@ HOSTILE = "E$(touch$IFS!ran)`touch\tran`;'\""
 SHOWN_HOSTILE = HOSTILE.replace("\t", "")
 DRIVES = (("nvme0", "S4YNNE0K", "VELKO P10"), ("nvme1", "X 77", "Other\tdisk"), ("nvme10", HOSTILE, "Third"))
 
+
+
+def ata_page(serial, model, rotation=1, general=0x0040):
+    """What the kernel read of a SATA drive: IDENTIFY DEVICE, whose texts have the characters of each word swapped."""
+    identify = bytearray(512)
+    for word, text, size in ((10, serial, 20), (27, model, 40)):
+        padded = text.ljust(size).encode()
+        identify[2 * word:2 * word + size:2], identify[2 * word + 1:2 * word + size:2] = padded[1::2], padded[::2]
+    identify[0:2] = general.to_bytes(2, "little")
+    identify[434:436] = rotation.to_bytes(2, "little")
+    return b"\0\x89\x02\x38" + bytes(52) + b"\xec\0\0\0" + bytes(identify)
+
+
 # Mounts sysfs as the tests want it, then becomes its arguments.
 ENTER = "mount -t tmpfs tmpfs /sys/class && cp -a \"$CLASS\"/. /sys/class && exec \"$0\" \"$@\""
 
@@ -44,6 +57,19 @@ class Machine(ToolTestCase):
             folder.mkdir(parents=True)
             (folder / "serial").write_text(serial.ljust(20) + "\n")
             (folder / "model").write_text(model.ljust(40) + "\n")
+
+    def add_disk(self, block, way, address, page, vendor="ATA", kind=0, rotational=0):
+        """A disk of the SCSI layer."""
+        device = self.sys_class / "scsi" / way / address
+        device.mkdir(parents=True)
+        for name, value in (("type", kind), ("vendor", vendor.ljust(8))):
+            (device / name).write_text(f"{value}\n")
+        if page:
+            (device / "vpd_pg89").write_bytes(page)
+        disk = self.sys_class / "block" / block
+        (disk / "queue").mkdir(parents=True)
+        (disk / "queue/rotational").write_text(f"{rotational}\n")
+        (disk / "device").symlink_to(f"../../scsi/{way}/{address}")
 
     def enter(self, *command, root=True):
         """The words that run a command in the world, with the drives."""
@@ -122,6 +148,26 @@ class Complete(Machine):
             "set -velkossd 0 -setfeature 4 InputFile=": [":files"],
             "start -scan Logs DirectoryPath=": [":folders"],
         })
+
+    def test_counts_sata_ssds_as_nimbrel_does(self):
+        simulated = self.world.opt / "SimulatedDrives/one"
+        simulated.mkdir(parents=True)
+        (simulated / "description.ini").write_text("serial-number = SIM1\n")
+        self.add_disk("sda", "ata11/host10/target10:0:0", "10:0:0:0", ata_page("SATA10", "Last"))
+        self.add_disk("sdb", "ata3/host2/target2:0:0", "2:0:0:0", ata_page("SATA2", "A model of many words"))
+        self.add_disk("sdc", "ata1/host0/target0:0:0", "0:0:0:0", ata_page("HDD", "Disk", rotation=7200))
+        self.add_disk("sdd", "ata2/host1/target1:0:0", "1:0:0:0", ata_page("OPTICAL", "Drive", general=0x8580))
+        self.add_disk("sde", "usb1/host3/target3:0:0", "3:0:0:0", ata_page("USB", "Enclosure"))
+        self.add_disk("sdf", "host4/target4:2:0", "4:2:0:0", None, vendor="RAID")
+        self.add_disk("sdg", "ata9/host8/target8:0:0", "8:0:0:0", ata_page("TAPE", "Other"), kind=1)
+        self.add_disk("sdh", "host5/target5:0:0", "5:0:0:0", None)  # nimbrel asks it
+        self.add_disk("sdi", "host6/target6:0:0", "6:0:0:0", None, rotational=1)
+        self.assertEqual(self.complete("delete -velkossd ")[4:], [
+            "2\t" + f"{SHOWN_HOSTILE}, Third, nvme10", f"{SHOWN_HOSTILE}\tThird, nvme10",
+            "3\tSATA2, A model of many words, sdb", "SATA2\tA model of many words, sdb",
+            "4\t, , sdh",
+            "5\tSATA10, Last, sda", "SATA10\tLast, sda",
+            "6\tSIM1, simulated drive, one", "SIM1\tsimulated drive, one"])
 
     def test_offers_each_word_of_each_command(self):
         """What a command cannot do without, word by word."""
