@@ -3,8 +3,10 @@
 #include <algorithm>
 #include <map>
 
+#include "features/errors/DriveName.h"
 #include "features/errors/Result.h"
 #include "features/jobs/support/ParallelFor.h"
+#include "features/jobs/support/StatusDetails.h"
 #include "ostrel/core/AttributeVocabulary.h"
 #include "ostrel/core/StatusCatalogue.h"
 #include "ostrel/core/XmlConverter.h"
@@ -46,19 +48,22 @@ Status DriveJob::getProperties(const std::shared_ptr<xml::XmlObject>& output) {
         output->objects.back()->objects.push_back(std::move(refusal));
         return request;
     }
-    runOnDrives(*output, requested.get(), DRIVES_AT_ONCE, &DriveJob::showDrive);
+    runOnDrives(*output, requested.get(), DRIVES_AT_ONCE, {&DriveJob::showDrive, &DriveJob::showAtaDrive});
     return Status();
 }
 
 Status DriveJob::runMethod(const std::shared_ptr<xml::XmlObject>& output) {
     RETURN_IF_FAILED(checkRequest(arguments()));
-    runOnDrives(*output, nullptr, 1, &DriveJob::actOnDrive);
+    runOnDrives(*output, nullptr, 1, {&DriveJob::actOnDrive, &DriveJob::actOnAtaDrive});
     return Status();
 }
 
 Status DriveJob::setProperty(const AttributeList& requested) {
-    nvme::Drive drive(*getDevices().front());
-    Status status = setOnDrive(drive, requested.begin()->second);
+    Device& device = *getDevices().front();
+    const Attribute& attribute = requested.begin()->second;
+    nvme::Drive nvmeDrive(device);
+    ata::Drive ataDrive(device);
+    Status status = isAta(device) ? setOnAtaDrive(ataDrive, attribute) : setOnDrive(nvmeDrive, attribute);
     // The tool reports the success in its own words.
     if (succeeded(status) && status.getMessage() == Status().getMessage()) status.setMessage("");
     return status;
@@ -76,15 +81,23 @@ Arguments DriveJob::propertyToSet() const {
     return *sentProperties();  // without one there would be nothing to be set
 }
 
+Status DriveJob::runOnDrive(const Operation& operation, Device& device, DriveOutput& out) {
+    if (isAta(device)) {
+        ata::Drive drive(device);
+        return (this->*operation.onAta)(drive, arguments(), out);
+    }
+    nvme::Drive drive(device);
+    return (this->*operation.onNvme)(drive, arguments(), out);
+}
+
 void DriveJob::runOnDrives(xml::XmlObject& output, const AttributeList* requested, std::size_t atOnce,
-                           Operation operation) {
+                           const Operation& operation) {
     const auto& devices = getDevices();
     const std::vector<std::string> names = driveNames();
     std::vector<std::unique_ptr<DriveOutput>> outputs(devices.size());
     parallelFor(devices.size(), atOnce, [&](std::size_t i) {
-        nvme::Drive drive(*devices[i]);
         outputs[i] = std::make_unique<DriveOutput>(names[i], requested, devices[i].get());
-        const Status status = (this->*operation)(drive, arguments(), *outputs[i]);
+        const Status status = runOnDrive(operation, *devices[i], *outputs[i]);
         if (failed(status)) outputs[i]->addStatus(title_, status);
     });
     auto object = outputObject();
@@ -116,6 +129,10 @@ std::vector<std::string> DriveJob::driveNames() const {
     return names;
 }
 
+bool DriveJob::isAta(const Device& device) {
+    return device.supportsCommandSet(ata::COMMAND_SET_ATA);
+}
+
 bool DriveJob::isOneDriveNamed() const {
     const auto& lists = getInput()->lists;
     return getDevices().size() == 1 && std::any_of(lists.begin(), lists.end(), [](const auto& list) {
@@ -134,6 +151,21 @@ Status DriveJob::actOnDrive(nvme::Drive&, const Arguments&, DriveOutput&) {
 }
 Status DriveJob::setOnDrive(nvme::Drive&, const Attribute&) {
     return statuses::featureNotSupported();
+}
+Status DriveJob::showAtaDrive(ata::Drive& drive, const Arguments&, DriveOutput&) {
+    return refuseAta(drive.device(), ataRefusal());
+}
+Status DriveJob::actOnAtaDrive(ata::Drive& drive, const Arguments&, DriveOutput&) {
+    return refuseAta(drive.device(), ataRefusal());
+}
+Status DriveJob::setOnAtaDrive(ata::Drive& drive, const Attribute&) {
+    return refuseAta(drive.device(), ataRefusal());
+}
+Status DriveJob::ataRefusal() const {
+    return statuses::featureNotSupported();
+}
+Status DriveJob::refuseAta(const Device& device, const Status& refusal) {
+    return withDetails(refusal, driveName(device) + " is a SATA drive.");
 }
 
 }  // namespace features::jobs

@@ -49,6 +49,58 @@ public:
     std::unique_ptr<Job> clone() const override { return std::make_unique<EmptyJob>(); }
 };
 
+/// Says which of its operations ran.
+class BothJob : public ExampleJob {
+public:
+    std::unique_ptr<Job> clone() const override { return std::make_unique<BothJob>(); }
+
+protected:
+    Status showAtaDrive(ata::Drive& drive, const Arguments&, DriveOutput& out) override {
+        out.addStatus(title(), Status(0, 0, "Shown: " + drive.name()));
+        return Status();
+    }
+    Status actOnAtaDrive(ata::Drive& drive, const Arguments&, DriveOutput& out) override {
+        out.addStatus(title(), Status(0, 0, "Done on " + drive.name()));
+        return Status();
+    }
+    Status setOnAtaDrive(ata::Drive& drive, const Attribute& attribute) override {
+        return Status(CATEGORY_FEATURE, 1, drive.name() + ": " + attribute.getText());
+    }
+};
+
+TEST(DriveJob, EachDriveGetsTheOperationOfItsCommandSet) {
+    FakeDrive nvme("S1", "/dev/nvme0");
+    nvme.expect(setFeature(0x07, 0).completes());
+    FakeSataDrive sata("S2", "/dev/sda");
+    BothJob job;
+    EXPECT_EQ(JobRun(job, JOBTYPE_METHOD).on({&nvme, &sata}), R"x(0/0
+<Object category="Output">
+<Object category="status" key="S1" name="Example Title">
+<Property name="Category" value="0"/>
+<Property name="Code" value="0"/>
+<Property name="Message" value="Done."/>
+</Object>
+<Object category="status" key="S2" name="Example Title">
+<Property name="Category" value="0"/>
+<Property name="Code" value="0"/>
+<Property name="Message" value="Done on S2 (/dev/sda)"/>
+</Object>
+</Object>)x");
+    EXPECT_NE(JobRun(job, JOBTYPE_GET_PROPERTIES).on({&sata}).find("\"Shown: S2 (/dev/sda)\""), std::string::npos);
+    EXPECT_EQ(JobRun(job, JOBTYPE_SET_PROPERTY).setting(attributes::device::index(), "7").on({&sata}),
+              "10/1 S2 (/dev/sda): 7");
+}
+
+TEST(DriveJob, WhatAJobDoesNotDoOnASataDriveIsRefusedAndNothingIsSent) {
+    FakeSataDrive sata("S2", "/dev/sda");
+    EmptyJob job;
+    const std::string refusal = "Feature is not supported. S2 (/dev/sda) is a SATA drive.";
+    EXPECT_NE(JobRun(job, JOBTYPE_METHOD).on({&sata}).find(refusal), std::string::npos);
+    EXPECT_NE(JobRun(job, JOBTYPE_GET_PROPERTIES).on({&sata}).find(refusal), std::string::npos);
+    EXPECT_EQ(JobRun(job, JOBTYPE_SET_PROPERTY).setting(attributes::device::index(), "7").on({&sata}),
+              "10/34 " + refusal);
+}
+
 TEST(DriveJob, ShowsDrivesInTheirOrderAndAFailingOneAmongThem) {
     FakeDrive first("S1", "/dev/nvme0");
     first.expect(getFeature(0x07).completes(11));
