@@ -69,8 +69,9 @@ Status DumpJob::runMethod(const std::shared_ptr<xml::XmlObject>& output) {
     const std::vector<std::string> names = driveNames();
     uint64_t bytes = 0;
     for (std::size_t i = 0; i < devices.size(); ++i) {
-        nvme::Drive drive(*devices[i]);
-        HexSink log(NamedLog(drive, logId(arguments())), bytes, empty_);
+        Device& device = *devices[i];
+        nvme::Drive drive(device);
+        HexSink log(NamedLog(device, logId(arguments())), bytes, empty_);
         const Status status = dumpDrive(drive, arguments(), log);
         if (failed(status) && isOneDriveNamed()) return status;
         if (succeeded(status) && !log.hasBegun()) continue;

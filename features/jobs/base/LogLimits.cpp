@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "features/ata/AtaCommand.h"
+#include "features/errors/DriveName.h"
 #include "features/jobs/support/AvailableMemory.h"
 #include "features/nvme/LogPageIds.h"
 #include "ostrel/core/AttributeVocabulary.h"
@@ -14,7 +16,7 @@ using namespace ostrel::core;
 namespace {
 
 std::string alternative(const NamedLog& log) {
-    return " '" + log.copyCommand() + "' writes it to a file piece by piece.";
+    return " '" + log.copyCommand + "' writes it to a file piece by piece.";
 }
 
 std::string lengthText(const std::string& driveName, uint64_t bytes) {
@@ -27,20 +29,22 @@ Status tooLong(const std::string& text) {
     return status;
 }
 
+std::string copyCommandOf(const Device& device, uint8_t lid) {
+    const std::string path = device.getAttribute(attributes::device::devicePath()).getText();
+    if (device.supportsCommandSet(ata::COMMAND_SET_ATA)) return "start -velkossd " + path + " -scan Logs";
+    const std::string command = "dump -destination FILE -velkossd " + path + " -nvmelog " + std::to_string(lid);
+    // Without a reporting context there is no page to be read; this field establishes one.
+    return lid == nvme::LID_PERSISTENT_EVENT ? command + " LogSpecificField=1" : command;
+}
+
 }  // namespace
 
 uint64_t decodableBytes() {
     return std::min(availableMemoryBytes() / DECODED_COST, MAX_DECODED_BYTES);
 }
 
-NamedLog::NamedLog(const nvme::Drive& drive, uint8_t logId)
-    : NamedLog(drive.name(), drive.device().getAttribute(attributes::device::devicePath()).getText(), logId) {}
-
-std::string NamedLog::copyCommand() const {
-    const std::string command = "dump -destination FILE -velkossd " + devicePath + " -nvmelog " + std::to_string(lid);
-    // Without a reporting context there is no page to be read; this field establishes one.
-    return lid == nvme::LID_PERSISTENT_EVENT ? command + " LogSpecificField=1" : command;
-}
+NamedLog::NamedLog(const Device& device, uint8_t logId)
+    : driveName(features::driveName(device)), copyCommand(copyCommandOf(device, logId)) {}
 
 Status checkDecoding(const NamedLog& log, uint64_t bytes) {
     const uint64_t fits = decodableBytes();

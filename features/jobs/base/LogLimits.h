@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <string>
 
-#include "features/nvme/Drive.h"
+#include "ostrel/core/Device.h"
 #include "ostrel/core/Status.h"
 
 /// What a length may cost that a drive claims: docs/files.md has these numbers for users.
@@ -28,18 +28,14 @@ inline constexpr uint64_t MAX_LOG_BYTES = uint64_t{32} * 1024 * 1024 * 1024;
 
 /// How many bytes may be decoded now: by MAX_DECODED_BYTES and by the memory.
 uint64_t decodableBytes();
-/// A log page, for the words of a refusal.
+/// A log, for the words of a refusal.
 struct NamedLog {
-    NamedLog(const nvme::Drive& drive, uint8_t logId);
-    NamedLog(std::string name, std::string path, uint8_t logId)
-        : driveName(std::move(name)), devicePath(std::move(path)), lid(logId) {}
-
-    /// The command that writes it to a file, as it is typed.
-    std::string copyCommand() const;
+    /// `logId`: the log page of an NVMe drive; no matter for a SATA drive.
+    NamedLog(const ostrel::core::Device& device, uint8_t logId);
 
     std::string driveName;
-    std::string devicePath;
-    uint8_t lid;
+    /// The command that writes it to a file piece by piece, as it is typed.
+    std::string copyCommand;
 };
 
 /// Whether `bytes` bytes may be decoded.

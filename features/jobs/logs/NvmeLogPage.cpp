@@ -293,7 +293,7 @@ Result<Payload, CommandError> readLogPage(DriveFacts& facts, const NvmeLogReques
     Payload data;
     const auto read = [&]() -> Result<void, CommandError> {
         TRY(const PagePart part, preparePage(facts, request, lid, PageLength(facts, request, lid, false)));
-        RETURN_IF_FAILED(checkDecoding(NamedLog(facts.drive(), lid), part.bytes()));
+        RETURN_IF_FAILED(checkDecoding(NamedLog(facts.drive().device(), lid), part.bytes()));
         TRY(data, facts.drive().readLogPage(part.page, part.bytes()));
         return {};
     };

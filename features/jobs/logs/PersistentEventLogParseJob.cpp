@@ -48,7 +48,7 @@ Status PersistentEventLogParseJob::runMethod(const std::shared_ptr<xml::XmlObjec
 
 Status PersistentEventLogParseJob::actOnDrive(nvme::Drive& drive, const Arguments&, DriveOutput& out) {
     std::string bytes;
-    StringSink sink(NamedLog(drive, nvme::LID_PERSISTENT_EVENT), bytes);
+    StringSink sink(NamedLog(drive.device(), nvme::LID_PERSISTENT_EVENT), bytes);
     RETURN_IF_FAILED(readPersistentEventLog(drive, EventLogContext::PASSING, sink));
     TRY(const auto log, show(bytes, "The log of drive " + drive.name(), &drive.device(), title()));
     for (auto& object : log->take()) out.add(std::move(object));

@@ -90,7 +90,7 @@ Status TelemetryLogParseJob::actOnDrive(nvme::Drive& drive, const Arguments& arg
     TRY(const TelemetryRequest request, TelemetryLogJob::readRequest(arguments));
     const uint8_t lid = request.hostInitiated ? nvme::LID_TELEMETRY_HOST : nvme::LID_TELEMETRY_CONTROLLER;
     std::string bytes;
-    StringSink sink(NamedLog(drive, lid), bytes);
+    StringSink sink(NamedLog(drive.device(), lid), bytes);
     RETURN_IF_FAILED(readTelemetryLog(drive, request, sink));
     TRY(const Payload stringLog, readStringLog(drive));
     return show(bytes, stringLog, "The log of drive " + drive.name(), title(), out);

@@ -2,6 +2,7 @@
 
 #include "features/jobs/base/LogLimits.h"
 #include "features/jobs/support/AvailableMemory.h"
+#include "tests/support/fakedrive/FakeDrive.h"
 
 namespace features::jobs {
 namespace {
@@ -30,17 +31,24 @@ TEST(AvailableMemory, IsTheLeastOfWhatHostAndLimitLeave) {
         EXPECT_EQ(availableMemoryBytes(c.meminfo, c.statm, 4096, c.limit), c.available) << c.why;
 }
 
-const NamedLog SMART("S1 (/dev/nvme0)", "/dev/nvme0", 2);
-
 TEST(LogLimits, TakeWhatFitsAndCountWhatIsThereAlready) {
-    EXPECT_TRUE(succeeded(checkPayload(SMART, 0, 0)));
-    EXPECT_TRUE(succeeded(checkPayload(SMART, 4096, 4096)));
-    EXPECT_TRUE(checkPayload(SMART, UINT64_MAX, 0).is(0, 37));
-    EXPECT_TRUE(checkPayload(SMART, 1, UINT64_MAX).is(0, 37));
-    EXPECT_TRUE(succeeded(checkDecoding(SMART, 4096)));
-    EXPECT_TRUE(checkDecoding(SMART, MAX_DECODED_BYTES + 1).is(0, 37));
+    const NamedLog smart(*fakedrive::FakeDrive("S1").device(), 2);
+    EXPECT_TRUE(succeeded(checkPayload(smart, 0, 0)));
+    EXPECT_TRUE(succeeded(checkPayload(smart, 4096, 4096)));
+    EXPECT_TRUE(checkPayload(smart, UINT64_MAX, 0).is(0, 37));
+    EXPECT_TRUE(checkPayload(smart, 1, UINT64_MAX).is(0, 37));
+    EXPECT_TRUE(succeeded(checkDecoding(smart, 4096)));
+    EXPECT_TRUE(checkDecoding(smart, MAX_DECODED_BYTES + 1).is(0, 37));
     EXPECT_TRUE(succeeded(checkLogLength("S1", MAX_LOG_BYTES)));
     EXPECT_TRUE(checkLogLength("S1", MAX_LOG_BYTES + 1).is(0, 37));
+}
+
+TEST(LogLimits, NameACommandThatTheDriveSupports) {
+    EXPECT_EQ(NamedLog(*fakedrive::FakeDrive("S1").device(), 7).copyCommand,
+              "dump -destination FILE -velkossd /dev/nvme0 -nvmelog 7");
+    EXPECT_EQ(NamedLog(*fakedrive::FakeDrive("S1").device(), 13).copyCommand,
+              "dump -destination FILE -velkossd /dev/nvme0 -nvmelog 13 LogSpecificField=1");
+    EXPECT_EQ(NamedLog(*fakedrive::FakeSataDrive("S1").device(), 7).copyCommand, "start -velkossd /dev/sda -scan Logs");
 }
 
 }  // namespace
