@@ -1,5 +1,6 @@
 #include "features/jobs/base/DumpJob.h"
 
+#include "features/errors/DriveName.h"
 #include "features/errors/Result.h"
 #include "features/jobs/base/LogLimits.h"
 #include "features/jobs/support/StatusDetails.h"
@@ -56,12 +57,25 @@ private:
 };
 
 /// The message of a failure among those of other drives.
-Status namingDrive(const Status& status, const nvme::Drive& drive) {
-    const std::string name = drive.name();
+Status namingDrive(const Status& status, const Device& device) {
+    const std::string name = driveName(device);
     return status.getMessage().find(name) != std::string::npos ? status : withDetails(status, "Drive " + name + ".");
 }
 
 }  // namespace
+
+Status DumpJob::dumpAtaDrive(ata::Drive& drive, const Arguments&, LogSink&) {
+    return refuseAta(drive.device(), ataRefusal());
+}
+
+Status DumpJob::dump(Device& device, LogSink& log) {
+    if (isAta(device)) {
+        ata::Drive drive(device);
+        return dumpAtaDrive(drive, arguments(), log);
+    }
+    nvme::Drive drive(device);
+    return dumpDrive(drive, arguments(), log);
+}
 
 Status DumpJob::runMethod(const std::shared_ptr<xml::XmlObject>& output) {
     RETURN_IF_FAILED(checkRequest(arguments()));
@@ -70,9 +84,8 @@ Status DumpJob::runMethod(const std::shared_ptr<xml::XmlObject>& output) {
     uint64_t bytes = 0;
     for (std::size_t i = 0; i < devices.size(); ++i) {
         Device& device = *devices[i];
-        nvme::Drive drive(device);
         HexSink log(NamedLog(device, logId(arguments())), bytes, empty_);
-        const Status status = dumpDrive(drive, arguments(), log);
+        const Status status = dump(device, log);
         if (failed(status) && isOneDriveNamed()) return status;
         if (succeeded(status) && !log.hasBegun()) continue;
         auto object = std::make_unique<xml::XmlObject>();
@@ -83,7 +96,7 @@ Status DumpJob::runMethod(const std::shared_ptr<xml::XmlObject>& output) {
             bytes += log.bytes();
             object->properties.push_back(log.takePayload());
         } else {
-            object->objects.push_back(XmlConverter::statusToXml(namingDrive(status, drive)));
+            object->objects.push_back(XmlConverter::statusToXml(namingDrive(status, device)));
         }
         output->objects.push_back(std::move(object));
     }

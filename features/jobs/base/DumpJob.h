@@ -14,8 +14,8 @@ namespace features::jobs {
 ///
 /// A log that has a header and no data is a failure (EmptyLog.h).
 ///
-/// Deriving: dumpDrive() gives the log of one drive to the sink. One that dumps nothing (an action that has no bytes)
-/// returns without begin(), and there is no output for it.
+/// Deriving: dumpDrive(), of a SATA drive dumpAtaDrive(), gives the log of one drive to the sink. One that dumps
+/// nothing (an action that has no bytes) returns without begin(), and there is no output for it.
 class DumpJob : public DriveJob {
 public:
     ostrel::core::Status runMethod(const std::shared_ptr<ostrel::core::xml::XmlObject>& output) override;
@@ -28,8 +28,11 @@ protected:
     /// The log page that is dumped.
     virtual uint8_t logId(const Arguments& arguments) const = 0;
     virtual ostrel::core::Status dumpDrive(nvme::Drive& drive, const Arguments& arguments, LogSink& log) = 0;
+    virtual ostrel::core::Status dumpAtaDrive(ata::Drive& drive, const Arguments& arguments, LogSink& log);
 
 private:
+    ostrel::core::Status dump(ostrel::core::Device& device, LogSink& log);
+
     EmptyLog empty_;
 };
 

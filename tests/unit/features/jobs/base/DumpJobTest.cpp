@@ -63,6 +63,13 @@ TEST(DumpJob, GivesTheBytesOfEachDriveAndTheFailureOfOneInsideItsOutput) {
             "\n</Object>");
 }
 
+TEST(DumpJob, ASataDriveIsRefusedBeforeAnythingIsSent) {
+    SampleJob job;
+    const fakedrive::FakeSataDrive sata("S1", "/dev/sda");
+    EXPECT_EQ(JobRun(job, JOBTYPE_METHOD).naming("S1").on({&sata}),
+              "10/34 Feature is not supported. S1 (/dev/sda) is a SATA drive.");
+}
+
 TEST(DumpJob, ALogWithoutDataIsAFailure) {
     SampleJob job;
     const FakeDrive drive("S4");
