@@ -188,6 +188,7 @@ Status NvmeLogJob::runMethod(const std::shared_ptr<xml::XmlObject>& output) {
     if (request.file.empty()) return DriveJob::runMethod(output);
     if (getDevices().empty()) return statuses::noDeviceSelected();
     if (getDevices().size() > 1) return statuses::multipleDevicesSelected();
+    if (isAta(*getDevices().front())) return refuseAta(*getDevices().front(), ataRefusal());
     nvme::Drive drive(*getDevices().front());
     DriveOutput out(drive.serialNumber(), nullptr, &drive.device());
     RETURN_IF_FAILED(ofFile(writePage(drive, request, out, title()), statuses::fileWriteFailed()));
@@ -200,6 +201,10 @@ Status NvmeLogJob::actOnDrive(nvme::Drive& drive, const Arguments& arguments, Dr
     DriveFacts facts(drive);
     if (request.list) return showList(facts, out);
     return request.lid ? showPage(facts, request, *request.lid, out) : showAll(facts, request, out);
+}
+
+Status NvmeLogJob::ataRefusal() const {
+    return statuses::commandSetNotSupported();
 }
 
 }  // namespace features::jobs

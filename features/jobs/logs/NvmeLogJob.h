@@ -17,6 +17,7 @@ public:
 protected:
     ostrel::core::Status checkRequest(const Arguments& arguments) override;
     ostrel::core::Status actOnDrive(nvme::Drive& drive, const Arguments& arguments, DriveOutput& out) override;
+    ostrel::core::Status ataRefusal() const override;
 };
 
 }  // namespace features::jobs

@@ -47,4 +47,8 @@ Status PersistentEventLogJob::dumpDrive(nvme::Drive& drive, const Arguments& arg
     return statusOf(readPersistentEventLog(drive, context, log));
 }
 
+Status PersistentEventLogJob::ataRefusal() const {
+    return statuses::persistentEventLogNotSupported();
+}
+
 }  // namespace features::jobs

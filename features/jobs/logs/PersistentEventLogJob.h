@@ -19,6 +19,7 @@ protected:
     ostrel::core::Status checkRequest(const Arguments& arguments) override;
     uint8_t logId(const Arguments& arguments) const override;
     ostrel::core::Status dumpDrive(nvme::Drive& drive, const Arguments& arguments, LogSink& log) override;
+    ostrel::core::Status ataRefusal() const override;
 };
 
 }  // namespace features::jobs

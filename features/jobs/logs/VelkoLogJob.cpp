@@ -118,4 +118,8 @@ Result<bool, nvme::CommandError> VelkoLogJob::readOnce(const Row& row, nvme::Dri
     return generation == header.generation;
 }
 
+Status VelkoLogJob::ataRefusal() const {
+    return rowOf(getName()).missing();
+}
+
 }  // namespace features::jobs

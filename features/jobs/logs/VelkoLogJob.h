@@ -26,6 +26,7 @@ public:
 protected:
     uint8_t logId(const Arguments& arguments) const override;
     ostrel::core::Status dumpDrive(nvme::Drive& drive, const Arguments& arguments, LogSink& log) override;
+    ostrel::core::Status ataRefusal() const override;
 
 private:
     struct Row;

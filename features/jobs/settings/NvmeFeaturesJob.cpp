@@ -78,6 +78,10 @@ Status NvmeFeaturesJob::actOnDrive(nvme::Drive& drive, const Arguments&, DriveOu
     return isSet_ ? feature_.write(drive, title(), out) : feature_.show(drive, out);
 }
 
+Status NvmeFeaturesJob::actOnAtaDrive(ata::Drive& drive, const Arguments&, DriveOutput&) {
+    return refuseAta(drive.device(), statuses::commandSetNotSupported());
+}
+
 Status NvmeFeaturesJob::setOnDrive(nvme::Drive& drive, const Attribute& attribute) {
     const std::string& name = attribute.getName();
     if (name == key::clearCounter().getName()) return clearPcieErrors(drive, propertyToSet());

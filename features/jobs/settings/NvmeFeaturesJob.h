@@ -19,6 +19,7 @@ protected:
     ostrel::core::Status checkRequest(const Arguments& arguments) override;
     ostrel::core::Status actOnDrive(nvme::Drive& drive, const Arguments& arguments, DriveOutput& out) override;
     ostrel::core::Status setOnDrive(nvme::Drive& drive, const ostrel::core::Attribute& attribute) override;
+    ostrel::core::Status actOnAtaDrive(ata::Drive& drive, const Arguments& arguments, DriveOutput& out) override;
 
 private:
     AnyFeature feature_;  ///< of the method that runs

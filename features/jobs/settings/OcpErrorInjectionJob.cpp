@@ -78,4 +78,8 @@ Status OcpErrorInjectionJob::write(nvme::Drive& drive, DriveOutput& out) const {
     return Status();
 }
 
+Status OcpErrorInjectionJob::ataRefusal() const {
+    return statuses::ocpNotSupported();
+}
+
 }  // namespace features::jobs

@@ -22,6 +22,7 @@ protected:
     ostrel::core::Status checkRequest(const Arguments& arguments) override;
     ostrel::core::Status showDrive(nvme::Drive& drive, const Arguments& arguments, DriveOutput& out) override;
     ostrel::core::Status actOnDrive(nvme::Drive& drive, const Arguments& arguments, DriveOutput& out) override;
+    ostrel::core::Status ataRefusal() const override;
 
 private:
     ostrel::core::Status readEntries(const Arguments& arguments);

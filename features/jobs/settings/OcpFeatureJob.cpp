@@ -73,4 +73,8 @@ Status OcpFeatureJob::setOnDrive(nvme::Drive& drive, const Attribute& attribute)
     return watts.empty() ? status : withDetails(status, "It takes " + watts + " watts.");
 }
 
+Status OcpFeatureJob::ataRefusal() const {
+    return statuses::ocpNotSupported();
+}
+
 }  // namespace features::jobs
