@@ -1,0 +1,87 @@
+#include "features/jobs/drive/AtaHealth.h"
+
+#include <vector>
+
+#include "features/ata/SmartAttributes.h"
+
+namespace features::jobs {
+
+using namespace ostrel::core;
+using ata::AtaError;
+using Health = ata::Drive::Health;
+
+namespace {
+
+constexpr const char* HEALTHY = "Healthy";
+
+void addSentence(std::string& text, const std::string& sentence) {
+    text.append(text.empty() ? "" : " ").append(sentence);
+}
+
+/// The names of the attributes that are at or below their threshold now: "5 (Reallocated Sector Count)".
+Result<std::string, AtaError> readFailingAttributes(ata::Drive& drive) {
+    TRY(const Payload data, drive.smartData());
+    TRY(const Payload thresholds, drive.smartThresholds());
+    std::string names;
+    for (const ata::SmartAttribute& attribute : ata::smartAttributesOf(data, thresholds)) {
+        if (attribute.state() != ata::AttributeState::FAILING_NOW) continue;
+        names.append(names.empty() ? "" : ", ");
+        names.append(std::to_string(attribute.data.id)).append(" (").append(attribute.name()).append(")");
+    }
+    return names;
+}
+
+/// The drive carried the command out, and what it returned was lost on the way.
+bool isRegisterMissing(const AtaError& error) {
+    return error.result && error.result->succeeded;
+}
+
+/// Of a drive whose status did not come, or says nothing.
+Status judgeByAttributes(ata::Drive& drive, const std::string& why, AtaHealth& health) {
+    TRY(const std::string failing, readFailingAttributes(drive));
+    addSentence(health.text, why);
+    if (failing.empty()) {
+        health.health = Health::GOOD;
+        health.text.insert(0, std::string(HEALTHY) + " by its attributes. ");
+    } else {
+        health.health = Health::THRESHOLD_EXCEEDED;
+        addSentence(health.text, "Attributes at or below their threshold: " + failing + ".");
+    }
+    return {};
+}
+
+Status describeExceeded(ata::Drive& drive, AtaHealth& health) {
+    TRY(const std::string failing, readFailingAttributes(drive));
+    addSentence(health.text, "The drive reports that it is failing (SMART threshold exceeded).");
+    if (!failing.empty()) addSentence(health.text, "Attributes at or below their threshold: " + failing + ".");
+    return {};
+}
+
+}  // namespace
+
+bool isRefusal(const AtaError& error) {
+    return error.isOfDrive() || error.status.getCategory() == CATEGORY_FEATURE;
+}
+
+Result<AtaHealth, AtaError> readAtaHealth(ata::Drive& drive) {
+    TRY(const ata::Identity* const identity, drive.identify());
+    const auto status = drive.smartHealth();
+    if (!status && !isRegisterMissing(status.error())) return status.error();
+    AtaHealth health;
+    if (!status) {
+        RETURN_IF_FAILED(judgeByAttributes(drive, "The SMART status cannot be read over this connection.", health));
+    } else if (*status == Health::UNKNOWN) {
+        RETURN_IF_FAILED(judgeByAttributes(drive, "The drive returned a SMART status that has no meaning.", health));
+    } else {
+        health.health = *status;
+        if (*status == Health::THRESHOLD_EXCEEDED) RETURN_IF_FAILED(describeExceeded(drive, health));
+    }
+    health.isLocked = identity->has(ata::identify::SECURITY_LOCKED);
+    if (health.isLocked) addSentence(health.text, "The drive is locked by ATA security.");
+    if (health.text.empty()) health.text = HEALTHY;
+    // No failure: the firmware of many hosts does it at each start.
+    if (identity->has(ata::identify::SECURITY_FROZEN)) health.text += " (ATA security is frozen)";
+    return health;
+}
+
+}  // namespace features::jobs
