@@ -5,6 +5,7 @@
 #include <iterator>
 
 #include "features/nvme/FieldTree.h"
+#include "features/nvme/Level0Discovery.h"
 #include "features/nvme/Opcodes.h"
 #include "ostrel/core/xml/XmlConstants.h"
 #include "ostrel/core/xml/XmlObject.h"
@@ -38,6 +39,14 @@ constexpr CommandRow READING_COMMANDS[] = {
 
 constexpr uint32_t LOG_SPECIFIC_FIELD = 0x7F00;  // of dword 10
 
+/// What a security protocol has to say is read once, but for what describes the drive.
+bool isReadingSecurityReceive(uint32_t cdw10) {
+    const uint32_t protocol = cdw10 >> 24;
+    const uint32_t specific = cdw10 >> 8 & 0xFFFF;
+    return protocol == SECURITY_PROTOCOL_INFORMATION ||
+           (protocol == SECURITY_PROTOCOL_TCG && specific == COMID_LEVEL_0_DISCOVERY);
+}
+
 }  // namespace
 
 NvmeCommand::NvmeCommand(Queue queue, uint8_t opcode, std::string name)
@@ -49,6 +58,7 @@ std::unique_ptr<Command> NvmeCommand::clone() const {
 
 bool NvmeCommand::changesDrive() const {
     if (queue == Queue::ADMIN && opcode == OPC_GET_LOG_PAGE && (cdw10 & LOG_SPECIFIC_FIELD) != 0) return true;
+    if (queue == Queue::ADMIN && opcode == OPC_SECURITY_RECEIVE) return !isReadingSecurityReceive(cdw10);
     return std::none_of(std::begin(READING_COMMANDS), std::end(READING_COMMANDS),
                         [this](const CommandRow& row) { return row.queue == queue && row.opcode == opcode; });
 }

@@ -36,7 +36,7 @@ public:
 
     /// Whether it may change the drive: its data, its state, or what it reports. False for what is known to read alone;
     /// a Get Log Page with a Log Specific Field is not, since that makes a drive capture telemetry data or hold a
-    /// persistent event log.
+    /// persistent event log, nor a Security Receive of a session.
     bool changesDrive() const;
     /// Whether the path must know the drive as the one that was selected before it sends the command.
     bool needsSelectedDrive() const { return onlySelectedDrive || changesDrive(); }

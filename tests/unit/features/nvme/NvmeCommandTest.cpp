@@ -41,7 +41,7 @@ TEST(NvmeCommand, TheOpcodeShowsWhichWayTheDataGoes) {
 
 TEST(NvmeCommand, ChangesTheDriveUnlessItIsKnownToRead) {
     for (int opcode = 0; opcode <= 0xFF; ++opcode) {
-        const bool reads = opcode == 0x02 || opcode == 0x06 || opcode == 0x0A;
+        const bool reads = opcode == 0x02 || opcode == 0x06 || opcode == 0x0A || opcode == 0x82;
         EXPECT_EQ(NvmeCommand(Queue::ADMIN, static_cast<uint8_t>(opcode), "").changesDrive(), !reads) << opcode;
         EXPECT_EQ(NvmeCommand(Queue::IO, static_cast<uint8_t>(opcode), "").changesDrive(), opcode != 0x02) << opcode;
     }
@@ -51,6 +51,13 @@ TEST(NvmeCommand, ChangesTheDriveUnlessItIsKnownToRead) {
     for (const uint32_t field : {0x0100U, 0x0200U, 0x4000U}) {
         log.cdw10 = field;
         EXPECT_TRUE(log.changesDrive()) << field;
+    }
+    NvmeCommand security(Queue::ADMIN, 0x82, "Security Receive");
+    security.cdw10 = 0x01000100;
+    EXPECT_FALSE(security.changesDrive()) << "Level 0 Discovery";
+    for (const uint32_t field : {0x01000400U, 0x02000100U, 0xEF000000U}) {
+        security.cdw10 = field;
+        EXPECT_TRUE(security.changesDrive()) << field;
     }
 }
 
