@@ -10,6 +10,7 @@
 #include "features/nvme/Features.h"
 #include "features/nvme/FieldTree.h"
 #include "features/nvme/Identify.h"
+#include "features/nvme/Level0Discovery.h"
 #include "features/nvme/LogPages.h"
 #include "features/nvme/NamespaceProperties.h"
 #include "features/nvme/OcpLogPages.h"
@@ -150,6 +151,15 @@ void checkProperties(const Payload& data) {
     }
 }
 
+/// A feature has a descriptor of 4 bytes at least.
+void checkSecurity(const Payload& data) {
+    (void)isSecurityProtocolListed(data, SECURITY_PROTOCOL_TCG);
+    const auto discovery = decodeLevel0Discovery(data);
+    if (!discovery) return;
+    REQUIRE(discovery->features.size() <= data.getSize() / 4);
+    REQUIRE(isShowable(discovery->featureText()));
+}
+
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
@@ -163,6 +173,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
         checkAttributes(ATTRIBUTES[data[0] % std::size(ATTRIBUTES)](structure));
     }
     checkLists(structure);
+    checkSecurity(structure);
     checkProperties(structure);
     REQUIRE(isShowable(statusCodeText({data[1], data[2]})));
     return 0;
