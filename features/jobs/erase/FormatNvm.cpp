@@ -4,6 +4,7 @@
 #include <limits>
 
 #include "features/jobs/base/SetRequest.h"
+#include "features/jobs/drive/DriveLocking.h"
 #include "features/jobs/drive/HostSide.h"
 #include "features/jobs/drive/LogReading.h"
 #include "features/jobs/drive/Namespaces.h"
@@ -298,7 +299,8 @@ Result<RescanStatus> FormatNvm::perform(const ControllerCapabilities& controller
     const auto sent = drive_.send(command);
     drive_.forgetIdentify();
     if (!sent) {
-        const Status status = mapNvmeStatus(REFUSALS, statuses::formatFailed, sent.error());
+        const Status status =
+            withLocking(drive_, sent.error(), mapNvmeStatus(REFUSALS, statuses::formatFailed, sent.error()));
         return targets_.size() == 1 ? status
                                     : withDetails(status, "It was for namespace " + std::to_string(step.nsid) + ".");
     }

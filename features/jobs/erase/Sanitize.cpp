@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <iterator>
 
+#include "features/jobs/drive/DriveLocking.h"
 #include "features/jobs/drive/HostSide.h"
 #include "features/jobs/drive/LogReading.h"
 #include "features/jobs/drive/Refusals.h"
@@ -235,7 +236,8 @@ Status Sanitize::start() {
     }
     command.timeoutMs = COMMAND_TIMEOUT_MS;
     const auto sent = drive_.send(command);
-    return sent ? Status() : mapNvmeStatus(REFUSALS, statuses::sanitizeCommandFailed, sent.error());
+    if (sent) return Status();
+    return withLocking(drive_, sent.error(), mapNvmeStatus(REFUSALS, statuses::sanitizeCommandFailed, sent.error()));
 }
 
 /// 0 where the drive has none: all of it, or zero in drives before NVMe 1.4, where the field was reserved.

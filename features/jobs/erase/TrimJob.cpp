@@ -6,6 +6,7 @@
 
 #include "features/jobs/base/SetRequest.h"
 #include "features/jobs/drive/CommandSets.h"
+#include "features/jobs/drive/DriveLocking.h"
 #include "features/jobs/drive/HostSide.h"
 #include "features/jobs/drive/LogReading.h"
 #include "features/jobs/drive/Refusals.h"
@@ -84,7 +85,8 @@ Status sendRanges(nvme::Drive& drive, uint32_t nsid, uint32_t number, const uint
     if (data.getSize() == 0) return statuses::mallocFailed();
     RETURN_IF_FAILED(checkGate(drive, nsid));
     const auto sent = drive.send(command, data);
-    return sent ? Status() : mapNvmeStatus(REFUSALS, statuses::nvmeCommandProblem, sent.error());
+    if (sent) return Status();
+    return withLocking(drive, sent.error(), mapNvmeStatus(REFUSALS, statuses::nvmeCommandProblem, sent.error()));
 }
 
 }  // namespace

@@ -7,6 +7,7 @@
 #include <mutex>
 
 #include "features/jobs/drive/CommandSets.h"
+#include "features/jobs/drive/DriveLocking.h"
 #include "features/jobs/drive/LogReading.h"
 #include "features/jobs/support/ParallelFor.h"
 #include "features/jobs/support/ProgressLine.h"
@@ -195,7 +196,7 @@ public:
         if (completion.is(nvme::SC_ZONE_BOUNDARY_ERROR)) return {BlockRead::Outcome::BOUNDARY, answer.error()};
         if (isMediaError(completion)) return {BlockRead::Outcome::MEDIA_ERROR, {}};
         if (nvme::isTooMuchAtOnce(answer.error())) return {BlockRead::Outcome::TOO_MUCH, answer.error()};
-        return {BlockRead::Outcome::FAILED, answer.error()};
+        return {BlockRead::Outcome::FAILED, withLocking(drive_, answer.error(), answer.error().status)};
     }
 
 private:

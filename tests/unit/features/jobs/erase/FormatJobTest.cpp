@@ -623,6 +623,7 @@ TEST_F(FormatJobTest, EachRefusalHasItsMeaning) {
         uint16_t statusField;
         std::string status;
         std::string words;
+        bool asksForLocking = false;
     } CASES[] = {
         {0x410A, "10/28 Invalid LBA format.", "Invalid Format (status code type 0x1, status code 0x0A"},
         {0x400B, "10/80 Invalid namespace ID given.",
@@ -634,16 +635,35 @@ TEST_F(FormatJobTest, EachRefusalHasItsMeaning) {
         {0x0084, "10/171 Failed to format drive. A format of the namespace is under way: try again when it has ended.",
          "Format In Progress (status code type 0x0, status code 0x84"},
         {0x4286, "10/267 Access to the namespace and/or LBA range is denied due to lack of access rights.",
-         "Access Denied (status code type 0x2, status code 0x86"},
+         "Access Denied (status code type 0x2, status code 0x86", true},
         {0x4002, "10/171 Failed to format drive.", "Invalid Field in Command (status code type 0x0, status code 0x02"},
     };
     for (const auto& c : CASES) {
         expectLook(1);
         drive_.expect(hostUses({unusedNamespace(1)})).expect(formatCommand(1, 0x000).refuses(c.statusField));
+        if (c.asksForLocking) drive_.expect(identify(1).answers(formatController()));
         EXPECT_EQ(run("NVMeFormat", {{"NamespaceId", "1"}}),
                   answerOf(c.status + " Format NVM failed on drive S1 (/dev/nvme0): " + c.words + ", opcode 0x80)."));
         drive_.expectDone();
     }
+}
+
+TEST_F(FormatJobTest, ARefusalByALockedDriveIsNamed) {
+    const DriveBytes locking = formatController().le16(256, 0x0003);
+    expectLook(1, locking);
+    drive_.expect(hostUses({unusedNamespace(1)}))
+        .expect(formatCommand(1, 0x000).refuses(0x4015))
+        .expect(identify(1).answers(locking))
+        .expect(Expected::admin(0x82).dword(10, 0).dword(11, 512).answers(DriveBytes(512).put(7, {2, 0x00, 0x01})))
+        .expect(Expected::admin(0x82)
+                    .dword(10, 0x01000100)
+                    .dword(11, 4096)
+                    .answers(DriveBytes(4096).byte(3, 60).put(48, {0x00, 0x02, 0x10, 12, 0x17})));
+    EXPECT_EQ(run("NVMeFormat", {{"NamespaceId", "1"}}),
+              answerOf("10/171 Failed to format drive. Format NVM failed on drive S1 (/dev/nvme0): Operation Denied "
+                       "(status code type 0x0, status code 0x15, opcode 0x80). Drive S1 (/dev/nvme0) has TCG locking "
+                       "enabled (Locking), is locked, shows a shadow MBR: unlock it with the owner's password, or "
+                       "revert it."));
 }
 
 TEST_F(FormatJobTest, ADriveThatGoesAwayIsReportedWhereverItHappens) {
