@@ -7,6 +7,7 @@
 #include "features/jobs/drive/DeviceStatus.h"
 #include "features/jobs/drive/DriveFacts.h"
 #include "features/jobs/drive/VendorDialect.h"
+#include "features/jobs/inventory/ListedAttributes.h"
 #include "features/jobs/inventory/NamespaceDetails.h"
 #include "features/jobs/support/StatusDetails.h"
 #include "features/nvme/Bytes.h"
@@ -29,8 +30,7 @@ namespace device = attributes::device;
 
 namespace {
 
-/// The text of one attribute; empty when the drive does not have it.
-using Text = std::optional<std::string>;
+using Text = ListedText;
 /// What the list shows of a drive, and the firmware that this machine has for it. The modules must outlive it.
 struct ListedDrive : DriveFacts {
     ListedDrive(nvme::Drive& drive, const FirmwareModules& all) : DriveFacts(drive), modules(all) {}
@@ -42,8 +42,7 @@ using Source = Text (*)(ListedDrive&);
 // The identity of a drive as its finder reported it.
 template <Attribute (*ATTRIBUTE)()>
 Text found(ListedDrive& facts) {
-    if (!facts.drive().device().hasAttribute(ATTRIBUTE().getName())) return std::nullopt;
-    return facts.drive().device().getAttribute(ATTRIBUTE()).getText();
+    return foundText(facts.drive().device(), ATTRIBUTE());
 }
 
 // A number or bit of Identify Controller.
@@ -165,16 +164,8 @@ Text deviceStatus(ListedDrive& facts) {
     return succeeded(facts.smartRefusal()) ? Text() : "Unknown";
 }
 
-/// The revision that an update would bring, or why there is none.
 Text firmwareUpdateAvailable(ListedDrive& facts) {
-    const Device& drive = facts.drive().device();
-    const auto module = facts.modules.choose(drive.getAttribute(device::modelNumber()).getText(),
-                                             drive.getAttribute(device::firmware()).getText());
-    if (module) return (*module)->manifest.revision;
-    // A machine without modules knows as little of updates as one that has none for the drive.
-    const Status none = statuses::noFirmwareModule();
-    return module.error().is(none.getCategory(), none.getCode()) ? statuses::noKnownFirmwareUpdate().getMessage()
-                                                                 : module.error().getMessage();
+    return firmwareUpdateText(facts.drive().device(), facts.modules);
 }
 
 /// The revision in the slot that the next reset activates.
@@ -258,14 +249,8 @@ Attribute unallocatedCapacity() {
     return Attribute("UnallocatedCapacity", "Unallocated Capacity", typeString());
 }
 
-struct AttributeRow {
-    Attribute (*attribute)();
-    bool isKey;  ///< shown when the user asks for nothing in particular
-    Source text;
-    const char* unit = "";
-};
 // clang-format off
-constexpr AttributeRow ROWS[] = {
+constexpr ListedRow<ListedDrive> ROWS[] = {
     {device::bootloader,                             true,  [](ListedDrive&) { return Text(); }},
     {device::capacity,                               true,  capacity},
     {device::devicePath,                             true,  found<device::devicePath>},
@@ -339,39 +324,12 @@ constexpr AttributeRow ROWS[] = {
 };
 // clang-format on
 
-/// The attribute with its text, typed as the vocabulary has it.
-Attribute attributeOf(const AttributeRow& row, const std::string& text) {
-    Attribute attribute = row.attribute();
-    if (failed(attribute.fromText(text)))
-        attribute = Attribute(attribute.getName(), attribute.getDisplayName(), typeString(), text);
-    attribute.setDescription(row.unit);
-    return attribute;
-}
-
-Attribute notFound(const AttributeRow& row) {
-    const Attribute attribute = row.attribute();
-    // A text: the reader takes text in a numeric type for a number.
-    return Attribute(attribute.getName(), attribute.getDisplayName(), typeString(), "Property not found");
-}
-
-bool isRequested(const AttributeList& requested, const std::string& name) {
-    for (const auto& [key, attribute] : requested) {
-        if (equals(key, name, true)) return true;
-    }
-    return false;
-}
-
 }  // namespace
 
 VelkoSsdJob::VelkoSsdJob() : CloneableJob(ostrel::interfaces::ostreli::JOB_VELKOSSD, "Velko SSD") {}
 
 AttributeList VelkoSsdJob::getSupportedProperties() const {
-    AttributeList list;
-    for (const AttributeRow& row : ROWS) {
-        Attribute attribute = row.attribute();
-        attribute.setDescription(row.unit);
-        list[attribute.getName()] = std::move(attribute);
-    }
+    AttributeList list = supportedOf(ROWS);
     return list;
 }
 
@@ -386,18 +344,7 @@ Status VelkoSsdJob::showDrive(nvme::Drive& drive, const Arguments& arguments, Dr
     ListedDrive facts(drive, *modules_);
     const bool all = arguments.flag(attributes::feature::showAllFlag().getName());
     AttributeList list;
-    for (const AttributeRow& row : ROWS) {
-        const std::string name = row.attribute().getName();
-        const bool wanted = out.requested() != nullptr ? isRequested(*out.requested(), name) : all || row.isKey;
-        if (!wanted) continue;
-        const Text text = row.text(facts);
-        RETURN_IF_FAILED(facts.failure());
-        if (text) {
-            list[name] = attributeOf(row, *text);
-        } else if (row.isKey || out.requested() != nullptr) {
-            list[name] = notFound(row);
-        }
-    }
+    RETURN_IF_FAILED(listAttributes(ROWS, facts, all, out, list));
     const bool isUnknown = list.count(device::deviceStatus().getName()) != 0 && failed(facts.smartRefusal());
     out.addAttributes(title(), list);
     if (all && out.requested() == nullptr) {
