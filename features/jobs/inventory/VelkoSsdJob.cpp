@@ -6,8 +6,10 @@
 #include "features/errors/Result.h"
 #include "features/jobs/drive/DeviceStatus.h"
 #include "features/jobs/drive/DriveFacts.h"
+#include "features/jobs/drive/DriveLocking.h"
 #include "features/jobs/drive/VendorDialect.h"
 #include "features/jobs/inventory/ListedAttributes.h"
+#include "features/jobs/inventory/LockingAttributes.h"
 #include "features/jobs/inventory/NamespaceDetails.h"
 #include "features/jobs/support/StatusDetails.h"
 #include "features/nvme/Bytes.h"
@@ -32,12 +34,22 @@ namespace {
 
 using Text = ListedText;
 /// What the list shows of a drive, and the firmware that this machine has for it. The modules must outlive it.
-struct ListedDrive : DriveFacts {
-    ListedDrive(nvme::Drive& drive, const FirmwareModules& all) : DriveFacts(drive), modules(all) {}
-    const FirmwareModules& modules;
-};
+class ListedDrive : public DriveFacts {
+public:
+    ListedDrive(nvme::Drive& drive, const FirmwareModules& modules) : DriveFacts(drive), modules_(modules) {}
 
-using Source = Text (*)(ListedDrive&);
+    const FirmwareModules& modules() const { return modules_; }
+    /// Null: the drive does not support it.
+    const nvme::Level0Discovery* locking() {
+        return succeeded(failure()) ? locking_.get([this] { return readDriveLocking(drive()); }) : nullptr;
+    }
+    /// Why it is not known whether the drive is locked; a success otherwise.
+    const Status& lockingFailure() const { return locking_.failure(); }
+
+private:
+    const FirmwareModules& modules_;
+    ListedLocking locking_;
+};
 
 // The identity of a drive as its finder reported it.
 template <Attribute (*ATTRIBUTE)()>
@@ -165,7 +177,7 @@ Text deviceStatus(ListedDrive& facts) {
 }
 
 Text firmwareUpdateAvailable(ListedDrive& facts) {
-    return firmwareUpdateText(facts.drive().device(), facts.modules);
+    return firmwareUpdateText(facts.drive().device(), facts.modules());
 }
 
 /// The revision in the slot that the next reset activates.
@@ -314,6 +326,10 @@ constexpr ListedRow<ListedDrive> ROWS[] = {
     {device::stagedFirmware,                         false, stagedFirmware},
     {device::supportCommandEffectsLog,               false, controllerTest<&Caps::supportsCommandEffects>},
     {device::supportPersistentEventLog,              false, controllerTest<&Caps::supportsPersistentEventLog>},
+    {tcgFeatureNames,                                false, tcgFeatures<ListedDrive>},
+    {tcgLocked,                                      false, tcgFlag<ListedDrive, &nvme::Level0Discovery::isLocked>},
+    {tcgLockingEnabled,                              false, tcgFlag<ListedDrive, &nvme::Level0Discovery::isLockingEnabled>},
+    {tcgMbrShadowed,                                 false, tcgFlag<ListedDrive, &nvme::Level0Discovery::isMbrShadowed>},
     {device::tcgSupported,                           false, controllerTest<&Caps::supportsSecurity>},
     {device::telemetryLogSupported,                  false, controllerTest<&Caps::supportsTelemetry>},
     {totalCapacity,                                  false, controllerCapacity<OFFSET_TNVMCAP>, "bytes"},
@@ -355,6 +371,7 @@ Status VelkoSsdJob::showDrive(nvme::Drive& drive, const Arguments& arguments, Dr
     if (isUnknown)
         out.addStatus(title() + " Health",
                       withDetails(statuses::deviceDataRetrievalFailed(), facts.smartRefusal().getMessage()));
+    if (failed(facts.lockingFailure())) out.addStatus(title() + " Locking", facts.lockingFailure());
     return Status();
 }
 

@@ -125,6 +125,13 @@ TEST(VelkoSsdJob, ShowsEverythingThatTheDriveHas) {
                               "4",
                               {{"nvme-FAKE_S1", "/dev/nvme0n1"}, {"nvme-FAKE_S1-part1", "/dev/nvme0n1p1"}}}))
         .expect(lookAtLog(0x03, 512).answers(DriveBytes(512).byte(0, 0x21).text(16, "FW2", 8)))
+        .expect(Expected::admin(0x82).dword(10, 0).dword(11, 512).answers(DriveBytes(512).put(7, {2, 0x00, 0x01})))
+        .expect(
+            Expected::admin(0x82)
+                .dword(10, 0x01000100)
+                .dword(11, 4096)
+                .answers(
+                    DriveBytes(4096).byte(3, 80).put(48, {0x00, 0x02, 0x10, 12, 0x1F}).put(64, {0x03, 0x02, 0x10, 16})))
         .expect(hostUses({mounted(1), unusedNamespace(2), ofAnotherController}))
         .expect(identify(0x00, 1).answers(
             identifyNamespace(262144, 12).le64(16, 5).byte(120, 0x02).byte(127, 0xFF).byte(104, 0xAB)))
@@ -193,6 +200,43 @@ TEST(VelkoSsdJob, OfAllPropertiesThoseThatTheDriveLacksAreLeftOut) {
     VelkoSsdJob job;
     expectGolden(std::string(GOLDENS) + "velkossd_bare.xml",
                  JobRun(job, JOBTYPE_GET_PROPERTIES).with("ShowAll", "true").on({&drive}));
+}
+
+TEST(VelkoSsdJob, ADriveWithoutTcgIsNotAskedForItsLocking) {
+    const Expected list = Expected::admin(0x82).dword(10, 0).dword(11, 512);
+    const struct {
+        Expected answer;
+        const char* why;
+    } CASES[] = {
+        {Expected(list).answers(DriveBytes(512).put(7, {1, 0x00})), "its list has another protocol"},
+        {Expected(list).reads(512).refuses(0x4002), "it refuses the list"},
+    };
+    for (const auto& c : CASES) {
+        FakeDrive drive;
+        drive.expect(identify(0x01).answers(identifyController().le16(256, 0x0001))).expect(c.answer);
+        VelkoSsdJob job;
+        EXPECT_EQ(JobRun(job, JOBTYPE_GET_PROPERTIES).asking("TCGLocked").on({&drive}),
+                  answer(property("TCG Locked", "TCGLocked", "19", "string", "Property not found")))
+            << c.why;
+    }
+    FakeDrive drive;
+    drive.expect(identify(0x01).answers(identifyController()));
+    VelkoSsdJob job;
+    EXPECT_EQ(JobRun(job, JOBTYPE_GET_PROPERTIES).asking("TCGLocked").on({&drive}),
+              answer(property("TCG Locked", "TCGLocked", "19", "string", "Property not found")));
+}
+
+TEST(VelkoSsdJob, ALockingThatCannotBeReadIsAnError) {
+    FakeDrive drive;
+    drive.expect(identify(0x01).answers(identifyController().le16(256, 0x0001)))
+        .expect(Expected::admin(0x82).dword(10, 0).dword(11, 512).answers(DriveBytes(512).put(7, {2, 0x00, 0x01})))
+        .expect(Expected::admin(0x82).dword(10, 0x01000100).dword(11, 4096).answers(DriveBytes(4096)));
+    VelkoSsdJob job;
+    const std::string shown = JobRun(job, JOBTYPE_GET_PROPERTIES).asking("TCGLocked").on({&drive});
+    EXPECT_NE(shown.find(R"(<Object category="status" key="S1" name="Velko SSD Locking">)"), std::string::npos)
+        << shown;
+    EXPECT_NE(shown.find("Drive S1 (/dev/nvme0) returned a Level 0 Discovery that is damaged."), std::string::npos)
+        << shown;
 }
 
 TEST(VelkoSsdJob, RequestedPropertiesGoBeforeShowAll) {
@@ -300,7 +344,7 @@ TEST(VelkoSsdJob, AControllerWithoutNamespacesMayLackTheHealthLog) {
 TEST(VelkoSsdJob, KnowsItsProperties) {
     const VelkoSsdJob job;
     const AttributeList properties = job.getSupportedProperties();
-    EXPECT_EQ(properties.size(), 70U);
+    EXPECT_EQ(properties.size(), 74U);
     EXPECT_EQ(properties.count("Index"), 1U);
     EXPECT_EQ(properties.count("WriteCacheSupported"), 1U);
 }
