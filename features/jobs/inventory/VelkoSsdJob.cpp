@@ -346,6 +346,7 @@ VelkoSsdJob::VelkoSsdJob() : CloneableJob(ostrel::interfaces::ostreli::JOB_VELKO
 
 AttributeList VelkoSsdJob::getSupportedProperties() const {
     AttributeList list = supportedOf(ROWS);
+    list.merge(supportedOfSata());
     return list;
 }
 

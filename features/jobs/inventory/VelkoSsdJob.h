@@ -19,8 +19,11 @@ public:
 protected:
     ostrel::core::Status checkRequest(const Arguments& arguments) override;
     ostrel::core::Status showDrive(nvme::Drive& drive, const Arguments& arguments, DriveOutput& out) override;
+    ostrel::core::Status showAtaDrive(ata::Drive& drive, const Arguments& arguments, DriveOutput& out) override;
 
 private:
+    static ostrel::core::AttributeList supportedOfSata();
+
     std::unique_ptr<const FirmwareModules> modules_;  // while the job runs
 };
 

@@ -90,11 +90,11 @@ TEST(JobTable, EachJobKnowsItsNameAndItsProperties) {
 
 TEST(JobTable, TheListOfDrivesHasAPropertyForEachColumn) {
     const Names names = propertiesOf(*made("VelkoSSD"));
-    EXPECT_EQ(names.size(), 74U);
+    EXPECT_EQ(names.size(), 100U);
     for (const char* name :
          {"Bootloader", "Capacity", "DevicePath", "DeviceStatus", "Firmware", "FirmwareUpdateAvailable", "Index",
           "MaximumLBA", "ModelNumber", "NumLBAFormats", "ProductFamily", "SectorSize", "SerialNumber", "NamespaceId",
-          "TrimSupported", "TCGLocked"}) {
+          "TrimSupported", "SecurityFrozen", "TCGLocked", "WWID"}) {
         EXPECT_EQ(names.count(name), 1U) << name;
     }
 }

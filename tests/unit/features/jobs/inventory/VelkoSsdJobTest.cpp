@@ -344,7 +344,7 @@ TEST(VelkoSsdJob, AControllerWithoutNamespacesMayLackTheHealthLog) {
 TEST(VelkoSsdJob, KnowsItsProperties) {
     const VelkoSsdJob job;
     const AttributeList properties = job.getSupportedProperties();
-    EXPECT_EQ(properties.size(), 74U);
+    EXPECT_EQ(properties.size(), 100U);
     EXPECT_EQ(properties.count("Index"), 1U);
     EXPECT_EQ(properties.count("WriteCacheSupported"), 1U);
 }
