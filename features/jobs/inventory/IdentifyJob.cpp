@@ -5,6 +5,9 @@
 #include <string>
 #include <vector>
 
+#include "features/ata/IdentifyLog.h"
+#include "features/ata/Identity.h"
+#include "features/ata/LogAddresses.h"
 #include "features/errors/Result.h"
 #include "features/jobs/drive/HostSide.h"
 #include "features/jobs/drive/Namespaces.h"
@@ -40,6 +43,11 @@ Status requireOffered(nvme::Drive& drive, const IdentifyStructure& row) {
         statuses::driveDoesNotSupportFeature(),
         "Drive " + drive.name() + " does not offer the " + row.name + " (CNS " + nvme::hexText(row.cns, 2) + ").");
 }
+
+/// Of log 30h. Page 01h repeats IDENTIFY DEVICE.
+constexpr uint8_t IDENTIFY_LOG_PAGES[] = {ata::IDENTIFY_PAGE_CAPACITY, ata::IDENTIFY_PAGE_CAPABILITIES,
+                                          ata::IDENTIFY_PAGE_SETTINGS, ata::IDENTIFY_PAGE_STRINGS,
+                                          ata::IDENTIFY_PAGE_SECURITY, ata::IDENTIFY_PAGE_SATA};
 
 struct IdentifyRequest {
     const IdentifyStructure* structure = nullptr;
@@ -79,6 +87,19 @@ Status IdentifyJob::actOnDrive(nvme::Drive& drive, const Arguments& arguments, D
     RETURN_IF_FAILED(requireOffered(drive, *request.structure));
     TRY(const FieldTree tree, request.structure->show(drive, request.structure->cns, nsid));
     out.addTree(tree);
+    return Status();
+}
+
+Status IdentifyJob::actOnAtaDrive(ata::Drive& drive, const Arguments& arguments, DriveOutput& out) {
+    TRY(const IdentifyRequest request, read(arguments));
+    if (request.structure->cns != nvme::CNS_CONTROLLER)
+        return refuseAta(drive.device(), statuses::commandSetNotSupported());
+    TRY(const Payload data, drive.identifyData());
+    out.addTree(ata::decodeIdentifyDevice(data));
+    for (const uint8_t page : IDENTIFY_LOG_PAGES) {
+        TRY(const std::optional<Payload> listed, drive.readListedPage(ata::LOG_IDENTIFY_DATA, page));
+        if (listed) out.addTree(ata::decodeIdentifyPage(page, *listed));
+    }
     return Status();
 }
 
