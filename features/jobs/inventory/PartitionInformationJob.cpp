@@ -90,13 +90,14 @@ AttributeList describeWhole(const HostNamespace& part) {
     return list;
 }
 
-void showNamespace(const HostNamespace& part, const std::string& path, DriveOutput& out) {
+/// `whole` heads what is used without being partitioned.
+void showNamespace(const HostNamespace& part, const std::string& whole, const std::string& path, DriveOutput& out) {
     for (const PartitionInfo& partition : part.partitions) {
         if (path.empty() || path == partition.node)
             out.addAttributes("Partition " + partition.node, describe(partition, part.uses));
     }
     if (part.partitions.empty() && !part.uses.empty() && (path.empty() || path == part.node))
-        out.addAttributes("Namespace " + part.node, describeWhole(part));
+        out.addAttributes(whole + part.node, describeWhole(part));
 }
 
 }  // namespace
@@ -117,9 +118,18 @@ Status PartitionInformationJob::getProperties(const std::shared_ptr<xml::XmlObje
 }
 
 Status PartitionInformationJob::showDrive(nvme::Drive& drive, const Arguments& arguments, DriveOutput& out) {
-    TRY(const std::vector<HostNamespace> namespaces, readUsedNamespaces(drive.device(), transport::UseCheck::SHOW));
+    return show(drive.device(), arguments, out);
+}
+
+Status PartitionInformationJob::showAtaDrive(ata::Drive& drive, const Arguments& arguments, DriveOutput& out) {
+    return show(drive.device(), arguments, out);
+}
+
+Status PartitionInformationJob::show(Device& device, const Arguments& arguments, DriveOutput& out) {
+    TRY(const std::vector<HostNamespace> namespaces, readUsedNamespaces(device, transport::UseCheck::SHOW));
+    const std::string whole = isAta(device) ? "Disk " : "Namespace ";
     const std::string path = arguments.text(xml::NAME_PATH);
-    for (const HostNamespace& part : namespaces) showNamespace(part, path, out);
+    for (const HostNamespace& part : namespaces) showNamespace(part, whole, path, out);
     if (out.isEmpty() && path.empty())
         out.addStatus(title(), Status(0, 0, statuses::deviceHasNoPartitions().getMessage()));
     return Status();
