@@ -16,6 +16,7 @@ public:
 protected:
     ostrel::core::Status checkRequest(const Arguments& arguments) override;
     ostrel::core::Status showDrive(nvme::Drive& drive, const Arguments& arguments, DriveOutput& out) override;
+    ostrel::core::Status showAtaDrive(ata::Drive& drive, const Arguments& arguments, DriveOutput& out) override;
 };
 
 }  // namespace features::jobs

@@ -1,0 +1,105 @@
+#include <gtest/gtest.h>
+
+#include "features/jobs/health/EnduranceAnalyzerJob.h"
+#include "features/jobs/health/HealthMetricsJob.h"
+#include "features/jobs/health/PerformanceJob.h"
+#include "features/jobs/health/SmartJob.h"
+#include "ostrel/interfaces/ostreli/interface/JobNames.h"
+#include "tests/support/Golden.h"
+#include "tests/support/TemporaryFolder.h"
+#include "tests/unit/features/jobs/JobRun.h"
+#include "tests/unit/features/jobs/SataCommands.h"
+#include "tests/unit/features/jobs/StatusAnswer.h"
+
+namespace features::jobs {
+namespace {
+
+using namespace fakedrive;
+using namespace ostrel::core;
+using namespace ostrel::interfaces::ostreli;
+
+constexpr const char* GOLDENS = JOBS_TEST_DATA "/goldens/";
+
+std::string number(const std::string& name, const std::string& displayName, const std::string& type,
+                   const std::string& value, const std::string& unit = "") {
+    const std::string description = unit.empty() ? "" : " description=\"" + unit + "\"";
+    return "<Property category=\"attribute\"" + description + " displayName=\"" + displayName + "\" name=\"" + name +
+           "\" size=\"8\" type=\"" + type + "\" value=\"" + value + "\"/>\n";
+}
+std::string attributes(const std::string& title, const std::string& properties) {
+    return output("<Object category=\"attributeList\" key=\"" + title + " S1\">\n" + properties + "</Object>\n");
+}
+
+FakeSataDrive& answeringSmart(FakeSataDrive& drive) {
+    drive.expect(identifyAta().answers(identifyDevice()))
+        .expect(smartPage(0xD0).answers(smartData(10)))
+        .expect(smartPage(0xD1).answers(smartThresholds()));
+    return drive;
+}
+
+TEST(SmartJobAta, ShowsEachAttributeUnderItsNumber) {
+    FakeSataDrive drive;
+    SmartJob job;
+    expectGolden(std::string(GOLDENS) + "sata_smart.xml",
+                 JobRun(job, JOBTYPE_GET_PROPERTIES).on({&answeringSmart(drive)}));
+}
+
+TEST(SmartJobAta, ShowsOneAttributeByItsNumber) {
+    for (const char* id : {"C2", "0xc2", "0xC2"}) {
+        FakeSataDrive drive;
+        SmartJob job;
+        EXPECT_EQ(JobRun(job, JOBTYPE_GET_PROPERTIES).with("ID", id).asking("Raw").on({&answeringSmart(drive)}),
+                  attributes("SMART Attribute 0xC2",
+                             "<Property category=\"attribute\" displayName=\"Raw\" name=\"Raw\" size=\"5\" "
+                             "type=\"string\" value=\"36 C\"/>\n"))
+            << id;
+    }
+}
+
+TEST(SmartJobAta, ShowsTheAttributeOfANameAsOnAnNvmeDrive) {
+    FakeSataDrive drive;
+    SmartJob job;
+    EXPECT_EQ(JobRun(job, JOBTYPE_GET_PROPERTIES).with("ID", "temperature").asking("Raw").on({&answeringSmart(drive)}),
+              attributes("SMART Attribute 0xC2",
+                         "<Property category=\"attribute\" displayName=\"Raw\" name=\"Raw\" size=\"5\" "
+                         "type=\"string\" value=\"36 C\"/>\n"));
+}
+
+TEST(SmartJobAta, ReportsAnAttributeThatTheDriveDoesNotHave) {
+    for (const std::string id : {"C3", "1C2", "PercentageUsed"}) {
+        FakeSataDrive drive;
+        SmartJob job;
+        EXPECT_EQ(
+            JobRun(job, JOBTYPE_GET_PROPERTIES).with("ID", id).on({&answeringSmart(drive)}),
+            statusAnswer("SMART Attributes", "10", "36", "Drive S1 (/dev/sda) has no SMART attribute '" + id + "'."));
+    }
+}
+
+TEST(SmartJobAta, IsRefusedWhereSmartIsDisabled) {
+    FakeSataDrive drive;
+    drive.expect(identifyAta().answers(identifyDevice().word(85, 0x0020)));
+    SmartJob job;
+    EXPECT_EQ(JobRun(job, JOBTYPE_GET_PROPERTIES).on({&drive}),
+              statusAnswer("SMART Attributes", "10", "60", "SMART is not enabled. (drive S1 (/dev/sda))"));
+}
+
+int64_t now = 0;
+
+FakeSataDrive& wornBy(FakeSataDrive& drive, uint8_t used, uint64_t sectors) {
+    drive.expect(identifyAta().answers(identifyDevice()))
+        .expect(logExt(0x00).answers(logDirectory({0x04})))
+        .expect(logExt(0x04).answers(pageList({0x00, 0x01, 0x07})))
+        .expect(logExt(0x04, 0x07).answers(statisticsPage(7).le64(0x08, STATISTIC | used)))
+        .expect(logExt(0x04, 0x01).answers(statisticsPage(1).le64(0x18, STATISTIC | sectors)));
+    return drive;
+}
+
+/// With one attribute, 233, whose normalized value falls from 100.
+FakeSataDrive& withLifeLeft(FakeSataDrive& drive, uint8_t left) {
+    drive.expect(identifyAta().answers(identifyDevice().word(84, 0x4102)))
+        .expect(smartPage(0xD0).answers(DriveBytes(512).put(2, {233, 0x32, 0, left, left})));
+    return drive;
+}
+
+}  // namespace
+}  // namespace features::jobs
