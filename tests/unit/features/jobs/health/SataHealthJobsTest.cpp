@@ -83,6 +83,55 @@ TEST(SmartJobAta, IsRefusedWhereSmartIsDisabled) {
               statusAnswer("SMART Attributes", "10", "60", "SMART is not enabled. (drive S1 (/dev/sda))"));
 }
 
+TEST(HealthMetricsJobAta, TakesStatisticsWhereTheyAre) {
+    FakeSataDrive drive;
+    drive.expect(identifyAta().answers(identifyDevice()))
+        .expect(smartStatus(SMART_GOOD))
+        .expect(logExt(0x00).answers(logDirectory({0x04})))
+        .expect(logExt(0x04).answers(pageList({0x00, 0x01, 0x04, 0x05, 0x06, 0x07})))
+        .expect(logExt(0x04, 0x05)
+                    .answers(statisticsPage(5)
+                                 .le64(0x08, STATISTIC | 38)
+                                 .le64(0x20, STATISTIC | 61)
+                                 .le64(0x28, STATISTIC | 0xFB)
+                                 .le64(0x58, STATISTIC | 70)
+                                 .le64(0x68, STATISTIC)))
+        .expect(logExt(0x04, 0x06).answers(statisticsPage(6).le64(0x18, STATISTIC | 3)))
+        .expect(logExt(0x04, 0x04).answers(statisticsPage(4).le64(0x08, STATISTIC | 2)))
+        .expect(logExt(0x04, 0x01).answers(statisticsPage(1).le64(0x08, STATISTIC | 12).le64(0x10, STATISTIC | 345)))
+        .expect(logExt(0x04, 0x07).answers(statisticsPage(7).le64(0x08, STATISTIC | 4)));
+    HealthMetricsJob job;
+    expectGolden(std::string(GOLDENS) + "sata_sensors.xml", JobRun(job, JOBTYPE_GET_PROPERTIES).on({&drive}));
+}
+
+TEST(HealthMetricsJobAta, TakesAttributesWhereThereAreNoStatistics) {
+    FakeSataDrive drive;
+    drive.expect(identifyAta().answers(identifyDevice().word(84, 0x4102)))
+        .expect(smartStatus(SMART_GOOD))
+        .expect(smartPage(0xD0).answers(smartData()
+                                            .put(26, {0x09, 0x32, 0, 99, 99, 0xE8, 0x03, 0, 0, 0x07, 0x07})
+                                            .put(38, {0xC7, 0x32, 0, 100, 100, 5})));
+    HealthMetricsJob job;
+    EXPECT_EQ(JobRun(job, JOBTYPE_GET_PROPERTIES).on({&drive}),
+              attributes("Health Sensors",
+                         number("CrcErrorCount", "CRC Error Count", "sint64", "5") +
+                             "<Property category=\"attribute\" displayName=\"Device Status\" name=\"DeviceStatus\" "
+                             "size=\"8\" type=\"string\" value=\"Healthy\"/>\n" +
+                             number("PowerOnHours", "Power On Hours", "sint64", "1000", "hours") +
+                             number("Temperature", "Temperature", "sint64", "36", "C")));
+}
+
+TEST(HealthMetricsJobAta, TakesTheTemperatureOfSctBeforeThatOfAnAttribute) {
+    FakeSataDrive drive;
+    drive.expect(identifyAta().answers(identifyDevice().word(84, 0x4102).word(206, 0x0001)))
+        .expect(smartStatus(SMART_GOOD))
+        .expect(smartLogPage(0xE0).answers(DriveBytes(512).byte(200, 0xF6)))
+        .expect(smartPage(0xD0).answers(smartData()));
+    HealthMetricsJob job;
+    EXPECT_EQ(JobRun(job, JOBTYPE_GET_PROPERTIES).asking("Temperature").on({&drive}),
+              attributes("Health Sensors", number("Temperature", "Temperature", "sint64", "-10", "C")));
+}
+
 int64_t now = 0;
 
 FakeSataDrive& wornBy(FakeSataDrive& drive, uint8_t used, uint64_t sectors) {
