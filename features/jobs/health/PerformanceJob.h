@@ -11,6 +11,7 @@ public:
 
 protected:
     ostrel::core::Status showDrive(nvme::Drive& drive, const Arguments& arguments, DriveOutput& out) override;
+    ostrel::core::Status showAtaDrive(ata::Drive& drive, const Arguments& arguments, DriveOutput& out) override;
 };
 
 }  // namespace features::jobs

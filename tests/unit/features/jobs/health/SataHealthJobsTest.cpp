@@ -132,6 +132,45 @@ TEST(HealthMetricsJobAta, TakesTheTemperatureOfSctBeforeThatOfAnAttribute) {
               attributes("Health Sensors", number("Temperature", "Temperature", "sint64", "-10", "C")));
 }
 
+TEST(PerformanceJobAta, CountsSectorsAndBytes) {
+    FakeSataDrive drive;
+    drive.expect(identifyAta().answers(identifyDevice().word(106, 0x5000).le32(234, 2048)))
+        .expect(logExt(0x00).answers(logDirectory({0x04})))
+        .expect(logExt(0x04).answers(pageList({0x00, 0x01})))
+        .expect(logExt(0x04, 0x01)
+                    .answers(statisticsPage(1)
+                                 .le64(0x18, STATISTIC | 1000)
+                                 .le64(0x20, STATISTIC | 20)
+                                 .le64(0x28, STATISTIC | 3000)
+                                 .le64(0x30, STATISTIC | 40)));
+    PerformanceJob job;
+    EXPECT_EQ(JobRun(job, JOBTYPE_GET_PROPERTIES).on({&drive}),
+              attributes("Performance Metrics",
+                         number("BytesRead", "Bytes Read", "uint64", "12288000", "bytes") +
+                             number("BytesWritten", "Bytes Written", "uint64", "4096000", "bytes") +
+                             number("HostReadCommands", "Host Read Commands", "uint64", "40") +
+                             number("HostWriteCommands", "Host Write Commands", "uint64", "20") +
+                             number("TotalLBAsRead", "Total LBAs Read", "uint64", "3000", "sectors") +
+                             number("TotalLBAsWritten", "Total LBAs Written", "uint64", "1000", "sectors")));
+}
+
+TEST(PerformanceJobAta, NamesTheUnitOfAttributesUnknown) {
+    FakeSataDrive drive;
+    drive.expect(identifyAta().answers(identifyDevice().word(84, 0x4102)))
+        .expect(smartPage(0xD0).answers(smartData().put(26, {0xF1, 0x32, 0, 100, 100, 0x10, 0x27})));
+    PerformanceJob job;
+    EXPECT_EQ(JobRun(job, JOBTYPE_GET_PROPERTIES).on({&drive}),
+              attributes("Performance Metrics",
+                         number("UnitsWritten", "Units Written", "uint64", "10000", "units of the drive")));
+    FakeSataDrive without;
+    without.expect(identifyAta().answers(identifyDevice().word(84, 0x4102)))
+        .expect(smartPage(0xD0).answers(smartData()));
+    EXPECT_EQ(JobRun(job, JOBTYPE_GET_PROPERTIES).on({&without}),
+              statusAnswer("Performance Metrics", "10", "3",
+                           "The selected drive does not support this feature. Drive S1 (/dev/sda) does not count what "
+                           "it reads and writes."));
+}
+
 int64_t now = 0;
 
 FakeSataDrive& wornBy(FakeSataDrive& drive, uint8_t used, uint64_t sectors) {
