@@ -3,9 +3,12 @@
 #include <boost/multiprecision/cpp_int.hpp>
 
 #include <chrono>
+#include <optional>
 
+#include "features/jobs/drive/AtaCounters.h"
 #include "features/jobs/drive/LogReading.h"
 #include "features/jobs/support/StateFolder.h"
+#include "features/jobs/support/StatusDetails.h"
 #include "features/nvme/Bytes.h"
 #include "features/nvme/FieldTree.h"
 #include "features/nvme/structures/SmartHealthLog.h"
@@ -26,6 +29,22 @@ constexpr unsigned WHOLE_LIFE = 100;            // per cent
 
 constexpr std::size_t OFFSET_PERCENTAGE_USED = offsetof(nvme::SmartHealthLog, percentageUsed);
 constexpr std::size_t OFFSET_DATA_UNITS_WRITTEN = offsetof(nvme::SmartHealthLog, dataUnitsWritten);
+
+constexpr uint32_t BYTES_PER_DATA_UNIT = 512000;
+
+/// SMART attributes whose normalized value is the life that is left, in the order of preference.
+constexpr uint8_t LIFE_LEFT[] = {233, 177};
+
+/// In per cent of a SATA drive's life.
+std::optional<unsigned> percentageUsed(AtaCounters& counters) {
+    if (const auto used = counters.statistic(ata::statistics::PERCENTAGE_USED)) return static_cast<unsigned>(*used);
+    for (const uint8_t id : LIFE_LEFT) {
+        const ata::SmartAttribute* const attribute = counters.attribute(id);
+        if (attribute != nullptr && attribute->data.value >= 1 && attribute->data.value <= WHOLE_LIFE)
+            return WHOLE_LIFE - attribute->data.value;
+    }
+    return std::nullopt;
+}
 
 int64_t systemSeconds() {
     using namespace std::chrono;
@@ -65,6 +84,7 @@ AttributeList analyze(const EnduranceBaseline& then, const EnduranceBaseline& no
     add(list, Attribute("WearSinceReset", "Wear Since Reset", typeUint32(), uint32_t{wear}), "%");
     add(list, Attribute("TimeSinceReset", "Time Since Reset", typeUint64(), uint64_t(seconds / SECONDS_PER_MINUTE)),
         "minutes");
+    if (!now.isWrittenKnown) return list;
     add(list,
         Attribute("DataUnitsWrittenSinceReset", "Data Units Written Since Reset", typeString(),
                   difference(now.dataUnitsWritten, then.dataUnitsWritten)),
@@ -97,7 +117,28 @@ Result<EnduranceBaseline> EnduranceAnalyzerJob::measure(nvme::Drive& drive) cons
     return now;
 }
 
-Status EnduranceAnalyzerJob::showDrive(nvme::Drive& drive, const Arguments&, DriveOutput& out) {
+Result<EnduranceBaseline> EnduranceAnalyzerJob::measure(ata::Drive& drive) const {
+    TRY(const ata::Identity* const identity, drive.identify());
+    AtaCounters counters(drive);
+    const auto used = percentageUsed(counters);
+    const auto written = counters.statistic(ata::statistics::SECTORS_WRITTEN);
+    RETURN_IF_FAILED(counters.failure());
+    if (!used) {
+        return withDetails(statuses::driveDoesNotSupportFeature(),
+                           "Drive " + drive.name() + " does not report how worn it is.");
+    }
+    EnduranceBaseline now;
+    now.timeSeconds = clock_();
+    now.percentageUsed = *used;
+    const boost::multiprecision::cpp_int bytes =
+        boost::multiprecision::cpp_int(written.value_or(0)) * identity->logicalSectorBytes();
+    now.dataUnitsWritten = boost::multiprecision::cpp_int(bytes / BYTES_PER_DATA_UNIT).str();
+    now.isWrittenKnown = written.has_value();
+    return now;
+}
+
+template <typename Drive>
+Status EnduranceAnalyzerJob::show(Drive& drive, DriveOutput& out) {
     TRY(const std::optional<EnduranceBaseline> then, baselines_.load(drive.serialNumber()));
     // A clock that was set back counts as no time gone.
     if (!then || clock_() - then->timeSeconds < MIN_SECONDS) return statuses::workloadIndicatorsReset();
@@ -107,13 +148,27 @@ Status EnduranceAnalyzerJob::showDrive(nvme::Drive& drive, const Arguments&, Dri
     return Status();
 }
 
-Status EnduranceAnalyzerJob::actOnDrive(nvme::Drive& drive, const Arguments&, DriveOutput& out) {
+template <typename Drive>
+Status EnduranceAnalyzerJob::reset(Drive& drive, DriveOutput& out) {
     TRY(const EnduranceBaseline now, measure(drive));
     RETURN_IF_FAILED(baselines_.save(drive.serialNumber(), now));
     out.addStatus(title(), Status(0, 0,
                                   "The workload indicators were reset. Run the workload for 60 minutes or more before "
                                   "the endurance analyzer is shown."));
     return Status();
+}
+
+Status EnduranceAnalyzerJob::showDrive(nvme::Drive& drive, const Arguments&, DriveOutput& out) {
+    return show(drive, out);
+}
+Status EnduranceAnalyzerJob::showAtaDrive(ata::Drive& drive, const Arguments&, DriveOutput& out) {
+    return show(drive, out);
+}
+Status EnduranceAnalyzerJob::actOnDrive(nvme::Drive& drive, const Arguments&, DriveOutput& out) {
+    return reset(drive, out);
+}
+Status EnduranceAnalyzerJob::actOnAtaDrive(ata::Drive& drive, const Arguments&, DriveOutput& out) {
+    return reset(drive, out);
 }
 
 }  // namespace features::jobs

@@ -26,10 +26,18 @@ public:
 
 protected:
     ostrel::core::Status showDrive(nvme::Drive& drive, const Arguments& arguments, DriveOutput& out) override;
+    ostrel::core::Status showAtaDrive(ata::Drive& drive, const Arguments& arguments, DriveOutput& out) override;
     ostrel::core::Status actOnDrive(nvme::Drive& drive, const Arguments& arguments, DriveOutput& out) override;
+    ostrel::core::Status actOnAtaDrive(ata::Drive& drive, const Arguments& arguments, DriveOutput& out) override;
 
 private:
     Result<EnduranceBaseline> measure(nvme::Drive& drive) const;
+    /// By device statistics, or where the drive does not have them, by attributes that count the life that is left.
+    Result<EnduranceBaseline> measure(ata::Drive& drive) const;
+    template <typename Drive>
+    ostrel::core::Status show(Drive& drive, DriveOutput& out);
+    template <typename Drive>
+    ostrel::core::Status reset(Drive& drive, DriveOutput& out);
 
     EnduranceBaselines baselines_;
     Clock clock_;

@@ -14,6 +14,7 @@ struct EnduranceBaseline {
     int64_t timeSeconds = 0;             ///< since 1970, UTC
     unsigned percentageUsed = 0;         ///< of the drive's life; 255 is the most that drives report
     std::string dataUnitsWritten = "0";  ///< decimal; a unit is 512,000 bytes
+    bool isWrittenKnown = true;          ///< some SATA drives do not count it; not stored
 };
 
 /// The baselines of all drives, one small file for each serial number. They outlive the process; a file is replaced as

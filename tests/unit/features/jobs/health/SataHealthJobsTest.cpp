@@ -189,5 +189,48 @@ FakeSataDrive& withLifeLeft(FakeSataDrive& drive, uint8_t left) {
     return drive;
 }
 
+class EnduranceAnalyzerJobAta : public testing::Test {
+protected:
+    EnduranceAnalyzerJobAta() { now = 1700000000; }
+
+    TemporaryFolder folder_;
+    EnduranceAnalyzerJob job_{folder_ / "lib", [] { return now; }};
+};
+
+TEST_F(EnduranceAnalyzerJobAta, JudgesByThePercentageUsed) {
+    FakeSataDrive before;
+    JobRun(job_, JOBTYPE_METHOD).on({&wornBy(before, 3, 1000)});
+    now += 3600 * 1000;
+    FakeSataDrive after;
+    const std::string answer = JobRun(job_, JOBTYPE_GET_PROPERTIES).on({&wornBy(after, 5, 1001000)});
+    // 3,600,000 seconds for 2 per cent: 95 are left for 171,000,000 seconds, 5.41 years.
+    EXPECT_NE(answer.find("name=\"EnduranceAnalyzer\" size=\"5\" type=\"string\" value=\"5.41\""), std::string::npos)
+        << answer;
+    // 1,000 sectors are one unit, 1,001,000 are 1,001.
+    EXPECT_NE(answer.find("name=\"DataUnitsWrittenSinceReset\" size=\"5\" type=\"string\" value=\"1000\""),
+              std::string::npos)
+        << answer;
+}
+
+TEST_F(EnduranceAnalyzerJobAta, JudgesByTheLifeThatAnAttributeReports) {
+    FakeSataDrive before;
+    JobRun(job_, JOBTYPE_METHOD).on({&withLifeLeft(before, 99)});
+    now += 3600;
+    FakeSataDrive after;
+    const std::string answer = JobRun(job_, JOBTYPE_GET_PROPERTIES).on({&withLifeLeft(after, 98)});
+    EXPECT_NE(answer.find("name=\"PercentageUsed\" size=\"1\" type=\"uint8\" value=\"2\""), std::string::npos)
+        << answer;
+    EXPECT_EQ(answer.find("DataUnitsWritten"), std::string::npos) << "the drive does not count it: " << answer;
+}
+
+TEST_F(EnduranceAnalyzerJobAta, RefusesADriveThatDoesNotReportItsWear) {
+    FakeSataDrive drive;
+    drive.expect(identifyAta().answers(identifyDevice().word(84, 0x4102))).expect(smartPage(0xD0).answers(smartData()));
+    EXPECT_EQ(JobRun(job_, JOBTYPE_METHOD).on({&drive}),
+              statusAnswer("Endurance Analyzer", "10", "3",
+                           "The selected drive does not support this feature. Drive S1 (/dev/sda) does not report how "
+                           "worn it is."));
+}
+
 }  // namespace
 }  // namespace features::jobs
