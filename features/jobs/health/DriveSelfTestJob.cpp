@@ -1,11 +1,11 @@
 #include "features/jobs/health/DriveSelfTestJob.h"
 
 #include <algorithm>
-#include <iterator>
 #include <string>
 
 #include "features/jobs/drive/HostSide.h"
 #include "features/jobs/drive/LogReading.h"
+#include "features/jobs/health/SelfTestRequest.h"
 #include "features/jobs/support/ProgressLine.h"
 #include "features/jobs/support/StatusDetails.h"
 #include "features/nvme/ControllerCapabilities.h"
@@ -16,7 +16,6 @@
 #include "features/nvme/structures/SelfTestLog.h"
 #include "ostrel/core/AttributeVocabulary.h"
 #include "ostrel/core/StatusCatalogue.h"
-#include "ostrel/core/Strings.h"
 #include "ostrel/interfaces/ostreli/interface/JobNames.h"
 
 namespace features::jobs {
@@ -30,42 +29,9 @@ constexpr uint64_t MS_PER_MINUTE = 60000;
 constexpr uint64_t POLL_MS = 1000;
 /// The standard's own bound of a short test.
 constexpr unsigned SHORT_MINUTES = 2;
+constexpr uint8_t CODE_SHORT = 1;
 /// Of an extended test where the drive does not report it.
 constexpr unsigned UNKNOWN_MINUTES = 60;
-
-/// Self-test Code in the command and in the log, by the words of "TestType".
-struct TestRow {
-    const char* word;
-    uint8_t code;
-};
-constexpr TestRow TESTS[] = {{"short", 1}, {"extended", 2}};
-
-constexpr const char* MODE_OFFLINE = "offline";
-constexpr const char* MODE_CAPTIVE = "captive";
-
-/// How a test is asked for.
-struct TestRequest {
-    const TestRow* test = TESTS;
-    bool waits = false;
-};
-
-Result<TestRequest> readRequest(const Arguments& arguments) {
-    TestRequest request;
-    const std::string type = arguments.text(attributes::feature::testType().getName());
-    if (!type.empty()) {
-        request.test = std::find_if(std::begin(TESTS), std::end(TESTS),
-                                    [&](const TestRow& row) { return equals(row.word, type, true); });
-        if (request.test == std::end(TESTS)) {
-            return withDetails(statuses::invalidSelfTestParameters(),
-                               "An NVMe drive has the tests 'short' and 'extended', but not '" + type + "'.");
-        }
-    }
-    const std::string mode = arguments.text(attributes::feature::selfTestMode().getName());
-    request.waits = equals(mode, MODE_CAPTIVE, true);
-    if (request.waits || mode.empty() || equals(mode, MODE_OFFLINE, true)) return request;
-    return withDetails(statuses::invalidSelfTestParameters(),
-                       "A test runs 'captive' or 'offline', but not '" + mode + "'.");
-}
 
 /// How long an extended test takes, in minutes; 0 where the drive does not report it. 10/208 on a drive without
 /// self-tests.
@@ -80,7 +46,7 @@ Result<Payload, nvme::CommandError> readSelfTestLog(nvme::Drive& drive) {
     return readLog(drive, nvme::LID_DEVICE_SELF_TEST, sizeof(nvme::SelfTestLog));
 }
 
-Status start(nvme::Drive& drive, const TestRow& test) {
+Status start(nvme::Drive& drive, const SelfTestRow& test) {
     nvme::NvmeCommand command(nvme::Queue::ADMIN, nvme::OPC_DEVICE_SELF_TEST, "Device Self-test");
     command.nsid = namedNamespace(drive.device()).value_or(nvme::NSID_ALL);
     command.cdw10 = test.code;
@@ -149,7 +115,7 @@ void addResults(DriveOutput& out, const Payload& log, size_t most) {
 }
 
 /// Whether the log shows that the test of this code has passed.
-Status finalStatus(const nvme::Drive& drive, const TestRow& test, const Payload& log) {
+Status finalStatus(const nvme::Drive& drive, const SelfTestRow& test, const Payload& log) {
     if (newestTest(log) == test.code && newestResult(log) == RESULT_PASSED) return Status();
     return withDetails(statuses::selfTestFailed(), "Drive " + drive.name() + ", " + statusText(log) + ".");
 }
@@ -160,7 +126,9 @@ DriveSelfTestJob::DriveSelfTestJob(std::shared_ptr<const WaitClock> clock)
     : CloneableJob(ostrel::interfaces::ostreli::JOB_DRIVE_SELF_TEST, "Drive Self-Test"), clock_(std::move(clock)) {}
 
 Status DriveSelfTestJob::checkRequest(const Arguments& arguments) {
-    return statusOf(readRequest(arguments));
+    const auto& drives = getDevices();
+    const bool hasSata = std::any_of(drives.begin(), drives.end(), [](const auto& drive) { return isAta(*drive); });
+    return statusOf(readSelfTestRequest(arguments, hasSata));
 }
 
 Status DriveSelfTestJob::showDrive(nvme::Drive& drive, const Arguments&, DriveOutput& out) {
@@ -172,14 +140,14 @@ Status DriveSelfTestJob::showDrive(nvme::Drive& drive, const Arguments&, DriveOu
 }
 
 Status DriveSelfTestJob::actOnDrive(nvme::Drive& drive, const Arguments& arguments, DriveOutput& out) {
-    TRY(const TestRequest request, readRequest(arguments));
+    TRY(const SelfTestRequest request, readSelfTestRequest(arguments, false));
     TRY(const unsigned extendedMinutes, readExtendedMinutes(drive));
     RETURN_IF_FAILED(start(drive, *request.test));
-    if (!request.waits) {
+    if (!request.isCaptive) {
         out.addStatus(title(), Status(0, 0, "The " + std::string(request.test->word) + " self-test was started."));
         return Status();
     }
-    const unsigned minutes = request.test == TESTS ? SHORT_MINUTES : extendedMinutes;
+    const unsigned minutes = request.test->code == CODE_SHORT ? SHORT_MINUTES : extendedMinutes;
     TRY(const Payload log, await(drive, minutes != 0 ? minutes : UNKNOWN_MINUTES));
     // Not as a status: the tool puts a text of its own, of a test that goes on, in the place of each.
     addResults(out, log, 1);

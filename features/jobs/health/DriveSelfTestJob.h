@@ -2,6 +2,7 @@
 
 #include "features/errors/Result.h"
 #include "features/jobs/base/CloneableJob.h"
+#include "features/jobs/health/SelfTestRequest.h"
 #include "features/jobs/support/WaitClock.h"
 
 namespace features::jobs {
