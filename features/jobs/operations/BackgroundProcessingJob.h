@@ -12,6 +12,7 @@ public:
 
 protected:
     ostrel::core::Status actOnDrive(nvme::Drive& drive, const Arguments& arguments, DriveOutput& out) override;
+    ostrel::core::Status actOnAtaDrive(ata::Drive& drive, const Arguments& arguments, DriveOutput& out) override;
 };
 
 }  // namespace features::jobs
