@@ -13,7 +13,9 @@ public:
 
 protected:
     ostrel::core::Status showDrive(nvme::Drive& drive, const Arguments& arguments, DriveOutput& out) override;
+    ostrel::core::Status showAtaDrive(ata::Drive& drive, const Arguments& arguments, DriveOutput& out) override;
     ostrel::core::Status setOnDrive(nvme::Drive& drive, const ostrel::core::Attribute& attribute) override;
+    ostrel::core::Status setOnAtaDrive(ata::Drive& drive, const ostrel::core::Attribute& attribute) override;
 };
 
 }  // namespace features::jobs
