@@ -8,6 +8,7 @@
 #include "features/jobs/drive/Refusals.h"
 #include "features/jobs/drive/SafetyGate.h"
 #include "features/jobs/drive/VendorDialect.h"
+#include "features/jobs/settings/AtaMaxAddress.h"
 #include "features/jobs/settings/MaximumLba.h"
 #include "features/jobs/support/StatusDetails.h"
 #include "features/nvme/Bytes.h"
@@ -118,6 +119,13 @@ Status MaxAddressJob::setOnDrive(nvme::Drive& drive, const Attribute& attribute)
         0, 0,
         "The maximum LBA is " + std::to_string(lba) + "." +
             (succeeded(rescanned.status) ? "" : " The system has not seen it yet: " + rescanned.status.getMessage()));
+}
+
+Status MaxAddressJob::setOnAtaDrive(ata::Drive& drive, const Attribute& attribute) {
+    RETURN_IF_FAILED(checkSettable(attribute, key::maximumLBA()));
+    TRY(const MaximumLba wanted, readMaximumLba(propertyToSet().text(attribute.getName())));
+    TRY(const std::string report, setAtaMaximumLba(drive, wanted));
+    return Status(0, 0, report);
 }
 
 }  // namespace features::jobs
