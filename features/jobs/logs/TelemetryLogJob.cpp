@@ -1,5 +1,6 @@
 #include "features/jobs/logs/TelemetryLogJob.h"
 
+#include "features/jobs/logs/AtaTelemetry.h"
 #include "features/jobs/logs/LongLogs.h"
 #include "features/nvme/LogPageIds.h"
 #include "features/parsers/TelemetryHeader.h"
@@ -45,6 +46,11 @@ uint8_t TelemetryLogJob::logId(const Arguments& arguments) const {
 Status TelemetryLogJob::dumpDrive(nvme::Drive& drive, const Arguments& arguments, LogSink& log) {
     TRY(const TelemetryRequest request, readRequest(arguments));
     return statusOf(readTelemetryLog(drive, request, log));
+}
+
+Status TelemetryLogJob::dumpAtaDrive(ata::Drive& drive, const Arguments& arguments, LogSink& log) {
+    TRY(const TelemetryRequest request, readRequest(arguments));
+    return statusOf(readInternalStatus(drive, request, log));
 }
 
 }  // namespace features::jobs
