@@ -2,6 +2,7 @@
 
 #include <string>
 
+#include "features/ata/Drive.h"
 #include "features/jobs/health/scan/HealthScans.h"
 #include "features/jobs/health/scan/HealthVerdict.h"
 #include "features/nvme/Drive.h"
@@ -13,6 +14,9 @@ namespace features::jobs {
 /// is asked for. `tree` gains the verdict with every finding, and what could not be done. `directory`: where the folder
 /// with the logs is made.
 HealthOutcome scanDrive(nvme::Drive& drive, const HealthScans& scans, const std::string& directory,
+                        nvme::FieldTree& tree);
+/// The same of a SATA drive: its SMART status, statistics and self-tests.
+HealthOutcome scanDrive(ata::Drive& drive, const HealthScans& scans, const std::string& directory,
                         nvme::FieldTree& tree);
 
 }  // namespace features::jobs

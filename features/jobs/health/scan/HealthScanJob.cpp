@@ -89,9 +89,12 @@ Status HealthScanJob::runMethod(const std::shared_ptr<xml::XmlObject>& output) {
         out.add(tree.toXml(""));
     }
     for (std::size_t i = 0; i < names.size(); ++i) {
-        nvme::Drive drive(*getDevices()[i]);
+        Device& device = *getDevices()[i];
         nvme::FieldTree tree{title(), {}, {}};
-        gravest = std::max(gravest, scanDrive(drive, request.scans, request.directory, tree));
+        nvme::Drive nvmeDrive(device);
+        ata::Drive ataDrive(device);
+        gravest = std::max(gravest, isAta(device) ? scanDrive(ataDrive, request.scans, request.directory, tree)
+                                                  : scanDrive(nvmeDrive, request.scans, request.directory, tree));
         DriveOutput scanned(names[i], nullptr, getDevices()[i].get());
         scanned.addTree(tree);
         for (auto& object : scanned.take()) out.add(std::move(object));

@@ -122,6 +122,40 @@ std::string panic(const HealthEvidence& evidence) {
     return evidence.panic;
 }
 
+std::string sataFailing(const HealthEvidence& evidence) {
+    return evidence.sata.failing;
+}
+
+std::string sataSelfTest(const HealthEvidence& evidence) {
+    return evidence.sata.failedSelfTest;
+}
+
+std::string sataLocked(const HealthEvidence& evidence) {
+    return evidence.sata.isLocked ? "A password locks the drive: its data cannot be read." : "";
+}
+
+std::string sataTemperature(const HealthEvidence& evidence) {
+    const SataEvidence& sata = evidence.sata;
+    if (!sata.celsius || !sata.maximumCelsius || *sata.celsius <= *sata.maximumCelsius) return "";
+    return "It is " + std::to_string(*sata.celsius) + " C, the specified maximum is " +
+           std::to_string(*sata.maximumCelsius) + " C.";
+}
+
+std::string sataWear(const HealthEvidence& evidence) {
+    const auto& used = evidence.sata.percentageUsed;
+    return used.value_or(0) < RATED_ENDURANCE ? "" : std::to_string(*used) + " % of the rated endurance is used.";
+}
+
+std::string sataErrors(const HealthEvidence& evidence) {
+    const auto& errors = evidence.sata.uncorrectable;
+    return errors.value_or(0) == 0 ? "" : "The drive counts " + std::to_string(*errors) + ".";
+}
+
+std::string sataPending(const HealthEvidence& evidence) {
+    const auto& pending = evidence.sata.pending;
+    return pending.value_or(0) == 0 ? "" : "Sectors that the drive could not read: " + std::to_string(*pending) + ".";
+}
+
 std::string unreadable(const HealthEvidence& evidence) {
     if (evidence.unreadableBlocks == 0) return "";
     return "Blocks that cannot be read: " + std::to_string(evidence.unreadableBlocks) + ".";
@@ -147,11 +181,18 @@ constexpr HealthRow ROWS[] = {
     {"Temperature",              "SMART log: Composite Temperature of CCTEMP or more",                      HealthOutcome::FAILING,       criticalTemperature},
     {"Self-test",                "Device Self-test log: the last test that passed or failed has failed",    HealthOutcome::FAILING,       failedSelfTest},
     {"Panic",                    "OCP Error Recovery log: Panic ID other than 0",                           HealthOutcome::FAILING,       panic},
+    {"SMART Status",             "SATA: SMART status, or an attribute at its threshold where the status does not come", HealthOutcome::FAILING, sataFailing},
+    {"Self-test",                "SATA: self-test log, the last test that passed or failed has failed",     HealthOutcome::FAILING,       sataSelfTest},
     {"Temperature",              "SMART log: Critical Warning bit 1, or Composite Temperature of WCTEMP or more", HealthOutcome::WARNING, warningTemperature},
     {"Persistent Memory Region", "SMART log: Critical Warning bit 5",                                       HealthOutcome::WARNING,       warning<MEMORY_REGION>},
     {"Critical Warning",         "SMART log: Critical Warning bits 6 and 7, which are reserved",            HealthOutcome::WARNING,       unknownWarning},
     {"Percentage Used",          "SMART log: 100 or more",                                                  HealthOutcome::WARNING,       wear},
     {"Media Errors",             "SMART log: Media and Data Integrity Errors above 0",                      HealthOutcome::WARNING,       mediaErrors},
+    {"Temperature",              "SATA: above the specified maximum",                                       HealthOutcome::WARNING,       sataTemperature},
+    {"Percentage Used",          "SATA: 100 or more",                                                       HealthOutcome::WARNING,       sataWear},
+    {"Uncorrectable Errors",     "SATA: reported uncorrectable errors above 0",                             HealthOutcome::WARNING,       sataErrors},
+    {"Pending Sectors",          "SATA: SMART attribute 197 above 0",                                       HealthOutcome::WARNING,       sataPending},
+    {"Security",                 "SATA: locked by a password",                                              HealthOutcome::WARNING,       sataLocked},
     {"Scan",                     "something could not be looked at",                                        HealthOutcome::NOT_COMPLETED, notCompleted},
 };
 // clang-format on

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -20,6 +21,18 @@ enum class HealthOutcome : uint8_t {
 /// The outcome in a sentence.
 const char* healthOutcomeText(HealthOutcome outcome);
 
+/// What the verdict on a SATA drive rests on.
+struct SataEvidence {
+    std::string failing;  ///< that the drive is failing, by its SMART status or its attributes, in sentences
+    bool isLocked = false;
+    std::string failedSelfTest;  ///< the last test that passed or failed has failed, in a sentence
+    std::optional<int64_t> percentageUsed;
+    std::optional<int64_t> uncorrectable;  ///< errors
+    std::optional<int64_t> pending;        ///< sectors
+    std::optional<int64_t> celsius;
+    std::optional<int64_t> maximumCelsius;  ///< that the maker specifies
+};
+
 /// What the verdict on a drive rests on. What is not known is empty or 0, and no row finds anything in it: it is for
 /// the scan to say that it could not look.
 struct HealthEvidence {
@@ -28,8 +41,9 @@ struct HealthEvidence {
     uint16_t warningKelvin = 0;      ///< WCTEMP of Identify Controller
     uint16_t criticalKelvin = 0;     ///< CCTEMP
     std::string panic;               ///< of the firmware, by the OCP Error Recovery log, in sentences
-    uint64_t unreadableBlocks = 0;   ///< found by a read scan
-    uint64_t mismatches = 0;         ///< blocks of 4,096 bytes, found by a data integrity scan
+    SataEvidence sata;
+    uint64_t unreadableBlocks = 0;  ///< found by a read scan
+    uint64_t mismatches = 0;        ///< blocks of 4,096 bytes, found by a data integrity scan
     bool isCompleted = true;
 };
 
