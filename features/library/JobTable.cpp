@@ -63,6 +63,10 @@ std::unique_ptr<Job> makeVelkoLog() {
     return std::make_unique<jobs::VelkoLogJob>(NAME);
 }
 
+std::unique_ptr<Job> makeFormat() {
+    return std::make_unique<jobs::FormatJob>(jobs::systemWaitClock(), std::make_shared<const jobs::ErasureRecords>());
+}
+
 /// What requests of the type Method do to a drive. Those of the other two types always do the same.
 enum class Methods : uint8_t { READ, CHANGE, GET_OR_SET };
 
@@ -83,7 +87,7 @@ constexpr JobRow JOBS[] = {
     {JOB_FIRMWARE_ACTIVATE, make<jobs::FirmwareActivateJob>, Methods::CHANGE},
     {JOB_FIRMWARE_UPDATE, make<jobs::FirmwareUpdateJob>, Methods::CHANGE},
     {JOB_FORCE_FLUSH, make<jobs::ForceFlushJob>, Methods::CHANGE},
-    {JOB_FORMAT, make<jobs::FormatJob>, Methods::CHANGE},
+    {JOB_FORMAT, makeFormat, Methods::CHANGE},
     {JOB_HEALTH_METRICS, make<jobs::HealthMetricsJob>, Methods::READ},
     {JOB_HEALTH_SCAN, make<jobs::HealthScanJob>, Methods::READ},
     {JOB_IDENTIFY, make<jobs::IdentifyJob>, Methods::READ},

@@ -4,6 +4,9 @@
 
 #include "features/errors/Result.h"
 #include "features/jobs/base/SetRequest.h"
+#include "features/jobs/erase/Erasure.h"
+#include "features/jobs/erase/ErasureReports.h"
+#include "features/jobs/erase/SampledDrive.h"
 #include "features/nvme/NamespaceIds.h"
 #include "ostrel/core/AttributeVocabulary.h"
 #include "ostrel/core/StatusCatalogue.h"
@@ -28,8 +31,10 @@ FormatRequest eraseOfAll() {
 
 }  // namespace
 
-FormatJob::FormatJob(std::shared_ptr<const WaitClock> clock)
-    : CloneableJob(ostrel::interfaces::ostreli::JOB_FORMAT, "Format"), clock_(std::move(clock)) {}
+FormatJob::FormatJob(std::shared_ptr<const WaitClock> clock, std::shared_ptr<const ErasureRecords> records)
+    : CloneableJob(ostrel::interfaces::ostreli::JOB_FORMAT, "Format"),
+      clock_(std::move(clock)),
+      records_(std::move(records)) {}
 
 Status FormatJob::checkRequest(const Arguments& arguments) {
     RETURN_IF_FAILED(checkOneDrive(getDevices().size()));
@@ -52,10 +57,17 @@ Status FormatJob::checkRequest(const Arguments& arguments) {
 }
 
 Status FormatJob::actOnDrive(nvme::Drive& drive, const Arguments&, DriveOutput& out) {
-    TRY(const std::string report,
-        isSanitize_ ? Sanitize(drive, *clock_).run(sanitize_) : FormatNvm(drive, *clock_).run(format_));
+    SampledNvmeDrive sampled(drive);
+    Erasure erasure(drive.device(), records_.get(), sampled, [&] { return describe(drive); });
+    const auto result = eraseNvme(drive, erasure);
+    TRY(const std::string report, erasure.end(result, [&](EraseMethod method) { return reported(drive, method); }));
     out.addStatus(title(), Status(0, 0, report));
     return Status();
+}
+
+Result<std::string> FormatJob::eraseNvme(nvme::Drive& drive, Erasure& erasure) const {
+    if (isSanitize_) return Sanitize(drive, *clock_, erasure).run(sanitize_);
+    return FormatNvm(drive, *clock_, erasure).run(format_);
 }
 
 }  // namespace features::jobs

@@ -33,6 +33,7 @@ constexpr uint64_t HOUR_MS = uint64_t{60} * 60 * 1000;
 constexpr uint64_t BYTES_PER_MS = 1000000;  // 1 GB/s
 constexpr uint64_t POLL_MS = 1000;
 
+constexpr uint8_t SES_NONE = 0;
 constexpr uint8_t SES_CRYPTO = 2;
 /// What became of a namespace, by Secure Erase Setting.
 constexpr const char* DONE[] = {"was formatted", "was formatted and its user data erased",
@@ -161,6 +162,10 @@ Result<std::string> FormatNvm::run(const FormatRequest& request) {
     RETURN_IF_FAILED(checkController(controller));
     RETURN_IF_FAILED(findTargets(controller));
     TRY(const std::vector<Step> steps, plan(controller));
+    if (request_.secureErase != SES_NONE) {
+        RETURN_IF_FAILED(erasure_.begins(
+            request_.secureErase == SES_CRYPTO ? EraseMethod::FORMAT_CRYPTO : EraseMethod::FORMAT_USER_DATA, nsid_));
+    }
     std::string report;
     Status rescanned;
     for (const Step& step : steps) {
@@ -298,6 +303,8 @@ Result<RescanStatus> FormatNvm::perform(const ControllerCapabilities& controller
     ProgressLine line("Drive " + drive_.name() + ", format");
     const auto sent = drive_.send(command);
     drive_.forgetIdentify();
+    const bool isErase = request_.secureErase != SES_NONE;
+    if (isErase && (sent || !isRefusal(sent.error()))) erasure_.started();
     if (!sent) {
         const Status status =
             withLocking(drive_, sent.error(), mapNvmeStatus(REFUSALS, statuses::formatFailed, sent.error()));

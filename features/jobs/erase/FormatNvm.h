@@ -8,6 +8,7 @@
 #include "features/errors/Result.h"
 #include "features/jobs/base/Arguments.h"
 #include "features/jobs/drive/HostSide.h"
+#include "features/jobs/erase/Erasure.h"
 #include "features/jobs/support/ProgressLine.h"
 #include "features/jobs/support/WaitClock.h"
 #include "features/nvme/ControllerCapabilities.h"
@@ -49,7 +50,8 @@ Result<FormatRequest> readFormatRequest(const Arguments& arguments);
 /// gets an hour, and the time of writing all that is to be formatted at 1 GB/s.
 class FormatNvm {
 public:
-    FormatNvm(nvme::Drive& drive, const WaitClock& clock) : drive_(drive), clock_(clock) {}
+    FormatNvm(nvme::Drive& drive, const WaitClock& clock, Erasure& erasure)
+        : drive_(drive), clock_(clock), erasure_(erasure) {}
 
     /// What became of each namespace, in sentences.
     Result<std::string> run(const FormatRequest& request);
@@ -95,6 +97,7 @@ private:
 
     nvme::Drive& drive_;
     const WaitClock& clock_;
+    Erasure& erasure_;
     FormatRequest request_;
     uint32_t nsid_ = nvme::NSID_ALL;
     std::vector<Target> targets_;

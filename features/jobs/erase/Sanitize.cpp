@@ -52,15 +52,17 @@ constexpr uint8_t MAX_PASSES = 16;
 
 struct ActionRow {
     SanitizeAction action;
+    EraseMethod method;
     unsigned capability;  ///< bit of SANICAP
     Status (*refusal)();
     size_t estimate;              ///< offset in the log
     size_t estimateNoDeallocate;  ///< the same for a drive that modifies its media when it is not to deallocate
 };
 constexpr ActionRow ACTIONS[] = {
-    {SanitizeAction::CRYPTO_ERASE, 0, statuses::sanitizeCryptoScrambleNotSupported, 16, 28},
-    {SanitizeAction::BLOCK_ERASE, 1, statuses::sanitizeBlockEraseNotSupported, 12, 24},
-    {SanitizeAction::OVERWRITE, 2, statuses::sanitizeOverwriteNotSupported, 8, 20},
+    {SanitizeAction::CRYPTO_ERASE, EraseMethod::SANITIZE_CRYPTO, 0, statuses::sanitizeCryptoScrambleNotSupported, 16,
+     28},
+    {SanitizeAction::BLOCK_ERASE, EraseMethod::SANITIZE_BLOCK, 1, statuses::sanitizeBlockEraseNotSupported, 12, 24},
+    {SanitizeAction::OVERWRITE, EraseMethod::SANITIZE_OVERWRITE, 2, statuses::sanitizeOverwriteNotSupported, 8, 20},
 };
 
 const ActionRow* rowOf(SanitizeAction action) {
@@ -173,10 +175,17 @@ Result<std::string> Sanitize::run(const SanitizeRequest& request) {
     const ControllerCapabilities controller(identify);
     RETURN_IF_FAILED(checkController(controller));
     TRY(const Payload log, readState());
+    // Which of the two the last pass writes is the drive's affair.
+    if (request_.action == SanitizeAction::OVERWRITE) {
+        const uint32_t pattern = request_.pattern;
+        erasure_.overwritesWith({pattern, request_.invertPattern ? ~pattern : pattern});
+    }
+    if (const ActionRow* const row = rowOf(request_.action)) RETURN_IF_FAILED(erasure_.begins(row->method));
     RETURN_IF_FAILED(checkGate());
     RETURN_IF_FAILED(start());
     if (request_.action == SanitizeAction::EXIT_FAILURE_MODE)
         return "The drive has left the failure mode of its last sanitize operation.";
+    if (request_.returnImmediately) erasure_.goesOn();
     if (request_.returnImmediately) return "The sanitize operation was started and goes on in the drive.";
     TRY(const std::string report, follow(estimateMs(controller, log.getData())));
     // The host still knows the partitions that are gone.
@@ -236,6 +245,8 @@ Status Sanitize::start() {
     }
     command.timeoutMs = COMMAND_TIMEOUT_MS;
     const auto sent = drive_.send(command);
+    const bool isErase = request_.action != SanitizeAction::EXIT_FAILURE_MODE;
+    if (isErase && (sent || !isRefusal(sent.error()))) erasure_.started();
     if (sent) return Status();
     return withLocking(drive_, sent.error(), mapNvmeStatus(REFUSALS, statuses::sanitizeCommandFailed, sent.error()));
 }

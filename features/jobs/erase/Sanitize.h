@@ -5,6 +5,7 @@
 
 #include "features/errors/Result.h"
 #include "features/jobs/base/Arguments.h"
+#include "features/jobs/erase/Erasure.h"
 #include "features/jobs/support/WaitClock.h"
 #include "features/nvme/ControllerCapabilities.h"
 #include "features/nvme/Drive.h"
@@ -40,7 +41,8 @@ Result<SanitizeRequest> readSanitizeRequest(const Arguments& arguments);
 /// So is at once (10/226) a drive in the Media Verification state, which another host's operation can have left it in.
 class Sanitize {
 public:
-    Sanitize(nvme::Drive& drive, const WaitClock& clock) : drive_(drive), clock_(clock) {}
+    Sanitize(nvme::Drive& drive, const WaitClock& clock, Erasure& erasure)
+        : drive_(drive), clock_(clock), erasure_(erasure) {}
 
     /// What was done, in a sentence.
     Result<std::string> run(const SanitizeRequest& request);
@@ -58,6 +60,7 @@ private:
 
     nvme::Drive& drive_;
     const WaitClock& clock_;
+    Erasure& erasure_;
     SanitizeRequest request_;
 };
 
