@@ -33,7 +33,9 @@
  *     FEATURE_LIBRARY_PROGRESS_VARIABLE, set to FEATURE_LIBRARY_PROGRESS_ON_STDERR. Then, and only if descriptor 2 is
  *     a terminal, the library shows percent, elapsed time and the drive's own estimate on one line, which it takes
  *     away before the call returns. The tool sets the variable before it loads the library, unless it is set: a user
- *     who wants no progress sets it to another text. Without the variable nothing is written.
+ *     who wants no progress sets it to another text. What the user must see before a drive is changed, such as a
+ *     password that it gets, is a line there as well, whatever descriptor 2 is. Without the variable nothing is
+ *     written.
  *   - The library exports these functions and nothing else. A library that is built on the core of this project hides
  *     the core's symbols too, that of Device's destructor included, which the core by itself leaves visible: the two
  *     copies of the core in one process must not mix.
