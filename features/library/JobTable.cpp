@@ -64,7 +64,9 @@ std::unique_ptr<Job> makeVelkoLog() {
 }
 
 std::unique_ptr<Job> makeFormat() {
-    return std::make_unique<jobs::FormatJob>(jobs::systemWaitClock(), std::make_shared<const jobs::ErasureRecords>());
+    return std::make_unique<jobs::FormatJob>(jobs::systemWaitClock(), jobs::ErasePasswords(),
+                                             std::make_shared<const jobs::Notice>(),
+                                             std::make_shared<const jobs::ErasureRecords>());
 }
 
 /// What requests of the type Method do to a drive. Those of the other two types always do the same.
