@@ -1,0 +1,290 @@
+#include <gtest/gtest.h>
+
+#include <csignal>
+#include <filesystem>
+#include <fstream>
+
+#include "features/jobs/erase/FormatJob.h"
+#include "ostrel/core/FileDescriptor.h"
+#include "ostrel/interfaces/ostreli/interface/JobNames.h"
+#include "tests/support/TemporaryFolder.h"
+#include "tests/unit/features/jobs/FakeClock.h"
+#include "tests/unit/features/jobs/JobRun.h"
+#include "tests/unit/features/jobs/StatusAnswer.h"
+#include "tests/unit/features/jobs/UsedNamespaces.h"
+
+namespace features::jobs {
+namespace {
+
+using namespace fakedrive;
+using namespace ostrel::core;
+using namespace ostrel::interfaces::ostreli;
+using ata::Addressing;
+using ata::Protocol;
+
+// Word 128: supported, enabled, locked, frozen, attempts used up, enhanced erase.
+constexpr uint16_t SUPPORTED = 0x01, ENABLED = 0x02, LOCKED = 0x04, FROZEN = 0x08, EXPIRED = 0x10, ENHANCED = 0x20;
+
+/// The user password "nimbrel-erase" after word 0.
+DriveBytes passwordBlock(uint8_t word0 = 0) {
+    return DriveBytes(512).byte(0, word0).put(2, {'n', 'i', 'm', 'b', 'r', 'e', 'l', '-', 'e', 'r', 'a', 's', 'e'});
+}
+Expected security(uint8_t opcode, uint8_t word0 = 0) {
+    return Expected::ata(opcode, Protocol::PIO_OUT, Addressing::BITS_28).count(1).writes(passwordBlock(word0));
+}
+Expected plain(uint8_t opcode, Addressing addressing = Addressing::BITS_28) {
+    return Expected::ata(opcode, Protocol::NON_DATA, addressing);
+}
+Expected identity(uint16_t security) {
+    // Two minutes for a normal erase, four for an enhanced one.
+    return identifyAta().answers(identifyDevice().word(59, 0).word(89, 0x0001).word(90, 0x0002).word(128, security));
+}
+Expected unusedDisk() {
+    return hostUses({unusedNamespace(1)});
+}
+
+/// Keeps what the user sees.
+class KeptNotice : public Notice {
+public:
+    void show(const std::string& text) const override { texts.push_back(text); }
+    mutable std::vector<std::string> texts;
+};
+
+class SecurityEraseTest : public testing::Test {
+protected:
+    std::string run() {
+        JobRun run(job_, JOBTYPE_METHOD);
+        return run.with("Type", "Delete").on({&drive_});
+    }
+    static std::string answer(const std::string& status) { return statusAnswer("Format", status); }
+    std::vector<std::string> records() const {
+        std::error_code error;
+        return std::filesystem::exists(folder_ / "state", error) ? namesIn("state") : std::vector<std::string>();
+    }
+    std::vector<std::string> namesIn(const std::string& name) const {
+        std::vector<std::string> names;
+        for (const auto& entry : std::filesystem::directory_iterator(folder_ / name))
+            names.push_back(entry.path().filename());
+        return names;
+    }
+    /// All that comes before the password.
+    void expectPreparation(uint16_t security = SUPPORTED) {
+        drive_.expect(unusedDisk())
+            .expect(identity(security))  // which way
+            .expect(identity(security))
+            .expect(plain(0xEA, Addressing::BITS_48).completes())
+            .expect(plain(0xE0).completes())
+            .expect(unusedDisk());
+    }
+
+    TemporaryFolder folder_;
+    FakeSataDrive drive_;
+    std::shared_ptr<KeptNotice> notice_ = std::make_shared<KeptNotice>();
+    FormatJob job_{std::make_shared<FakeClock>(), ErasePasswords(folder_ / "state"), notice_};
+};
+
+const char* const NOTICE =
+    "Drive S1 (/dev/sda) is erased with the user password \"nimbrel-erase\", which it keeps if its power fails before "
+    "the end. Do not switch it off.";
+const char* const UNLOCKING =
+    "Drive S1 (/dev/sda) may still have the user password \"nimbrel-erase\": run this command again, or 'hdparm "
+    "--security-unlock nimbrel-erase /dev/sda' and 'hdparm --security-disable nimbrel-erase /dev/sda'.";
+
+TEST_F(SecurityEraseTest, ADriveWithoutSanitizeIsErasedWithAPasswordThatTheUserSawBefore) {
+    expectPreparation();
+    drive_
+        .expect(security(0xF1).completes().then([&] {
+            EXPECT_EQ(notice_->texts, std::vector<std::string>{NOTICE});
+            EXPECT_EQ(records().size(), 1U);
+            // No signal cuts what follows.
+            sigset_t blocked;
+            ASSERT_EQ(pthread_sigmask(SIG_SETMASK, nullptr, &blocked), 0);
+            EXPECT_EQ(sigismember(&blocked, SIGTERM), 1);
+        }))
+        .expect(identity(SUPPORTED | ENABLED))
+        .expect(plain(0xF3).completes())
+        .expect(security(0xF4).timeoutMs(240000).completes())
+        .expect(identity(SUPPORTED))
+        .expect(lookAgain());
+    EXPECT_EQ(run(), answer("0/0 The drive was erased by a normal SECURITY ERASE UNIT and has no password."));
+    EXPECT_EQ(records(), std::vector<std::string>());
+}
+
+TEST_F(SecurityEraseTest, TheEnhancedEraseIsTakenWhereTheDriveHasIt) {
+    expectPreparation(SUPPORTED | ENHANCED);
+    drive_.expect(security(0xF1).completes())
+        .expect(identity(SUPPORTED | ENABLED | ENHANCED))
+        .expect(plain(0xF3).completes())
+        .expect(security(0xF4, 0x02).timeoutMs(480000).completes())
+        .expect(identity(SUPPORTED | ENHANCED))
+        .expect(lookAgain());
+    EXPECT_EQ(run(), answer("0/0 The drive was erased by an enhanced SECURITY ERASE UNIT and has no password."));
+}
+
+TEST_F(SecurityEraseTest, WhatForbidsAPasswordIsRefusedBeforeAnythingIsSent) {
+    const struct {
+        uint16_t security;
+        const char* code;
+        const char* words;
+    } cases[] = {
+        {0, "14", "ATA security is not supported."},
+        {SUPPORTED | FROZEN, "7", "is in the Security Frozen state."},
+        {SUPPORTED | ENABLED, "163", "Drive S1 (/dev/sda) has a password that this host did not set"},
+        {SUPPORTED | ENABLED | LOCKED, "163", "Drive S1 (/dev/sda) has a password that this host did not set"},
+        {SUPPORTED | EXPIRED, "163", "takes no more passwords before its power is cycled."},
+    };
+    for (const auto& row : cases) {
+        drive_.expect(unusedDisk()).expect(identity(row.security)).expect(identity(row.security));
+        const std::string got = run();
+        EXPECT_NE(got.find(std::string("<Property name=\"Code\" value=\"") + row.code + "\"/>"), std::string::npos)
+            << got;
+        EXPECT_NE(got.find(row.words), std::string::npos) << got;
+        drive_.expectDone();
+    }
+    EXPECT_EQ(notice_->texts, std::vector<std::string>());
+    EXPECT_EQ(records(), std::vector<std::string>());
+}
+
+TEST_F(SecurityEraseTest, ADriveInUseGetsNoPassword) {
+    drive_.expect(hostUses({mounted(1)}));
+    EXPECT_EQ(run(), answer(mountedRefusal(1)));
+    drive_.expectDone();
+    drive_.expect(unusedDisk())
+        .expect(identity(SUPPORTED))
+        .expect(identity(SUPPORTED))
+        .expect(plain(0xEA, Addressing::BITS_48).completes())
+        .expect(plain(0xE0).completes())
+        .expect(hostUses({mounted(1)}));
+    EXPECT_EQ(run(), answer(mountedRefusal(1)));
+    EXPECT_EQ(records(), std::vector<std::string>());
+}
+
+TEST_F(SecurityEraseTest, AStandbyThatFailsEndsIt) {
+    drive_.expect(unusedDisk())
+        .expect(identity(SUPPORTED))
+        .expect(identity(SUPPORTED))
+        .expect(plain(0xEA, Addressing::BITS_48).completes())
+        .expect(plain(0xE0).aborts());
+    EXPECT_NE(run().find("<Property name=\"Code\" value=\"16\"/>"), std::string::npos);
+}
+
+TEST_F(SecurityEraseTest, APasswordThatTheDriveDoesNotReportIsAFailure) {
+    expectPreparation();
+    drive_.expect(security(0xF1).completes())
+        .expect(identity(SUPPORTED))
+        .expect(identity(SUPPORTED));  // after the failure: no password to remove
+    const std::string got = run();
+    EXPECT_NE(got.find("<Property name=\"Code\" value=\"10\"/>\n<Property name=\"Message\""), std::string::npos) << got;
+    EXPECT_NE(got.find("Drive S1 (/dev/sda) reports no password. Drive S1 (/dev/sda) has no password."),
+              std::string::npos)
+        << got;
+    EXPECT_EQ(records(), std::vector<std::string>());
+}
+
+TEST_F(SecurityEraseTest, AnEraseThatFailsTakesThePasswordAway) {
+    expectPreparation();
+    drive_.expect(security(0xF1).completes())
+        .expect(identity(SUPPORTED | ENABLED))
+        .expect(plain(0xF3).completes())
+        .expect(security(0xF4).timeoutMs(240000).aborts())
+        .expect(identity(SUPPORTED | ENABLED | LOCKED))
+        .expect(security(0xF2).completes())
+        .expect(security(0xF6).completes())
+        .expect(identity(SUPPORTED));
+    const std::string got = run();
+    EXPECT_NE(got.find("<Property name=\"Code\" value=\"9\"/>"), std::string::npos) << got;
+    EXPECT_NE(got.find("Drive S1 (/dev/sda) has no password."), std::string::npos) << got;
+    EXPECT_EQ(records(), std::vector<std::string>());
+}
+
+TEST_F(SecurityEraseTest, APasswordThatStaysIsNamedWithTheWayToRemoveIt) {
+    const Status gone(CATEGORY_CORE, 70, "The drive is gone.");
+    expectPreparation();
+    drive_.expect(security(0xF1).completes())
+        .expect(identity(SUPPORTED | ENABLED))
+        .expect(plain(0xF3).aborts())
+        .expect(identifyAta().breaks(gone));
+    std::string got = run();
+    EXPECT_NE(got.find("<Property name=\"Code\" value=\"8\"/>"), std::string::npos) << got;
+    const std::string apostrophe = "&apos;", quote = "&quot;";
+    for (size_t at = 0; (at = got.find(apostrophe)) != std::string::npos;) got.replace(at, apostrophe.size(), "'");
+    for (size_t at = 0; (at = got.find(quote)) != std::string::npos;) got.replace(at, quote.size(), "\"");
+    EXPECT_NE(got.find(std::string("The drive is gone. ") + UNLOCKING), std::string::npos) << got;
+    EXPECT_EQ(records().size(), 1U);
+}
+
+TEST_F(SecurityEraseTest, ADriveThatAnInterruptedEraseLeftLockedIsErasedWithItsPassword) {
+    ASSERT_TRUE(succeeded(ErasePasswords(folder_ / "state").add(*drive_.device())));
+    drive_.expect(unusedDisk())
+        .expect(identity(SUPPORTED | ENABLED | LOCKED))
+        .expect(identity(SUPPORTED | ENABLED | LOCKED))
+        .expect(unusedDisk())
+        .expect(plain(0xF3).completes())
+        .expect(security(0xF4).timeoutMs(240000).completes())
+        .expect(identity(SUPPORTED))
+        .expect(lookAgain());
+    EXPECT_EQ(run(), answer("0/0 The drive was erased by a normal SECURITY ERASE UNIT and has no password."));
+    EXPECT_EQ(records(), std::vector<std::string>());
+}
+
+TEST_F(SecurityEraseTest, ARecordThatCannotBeKeptForbidsThePassword) {
+    std::ofstream(folder_ / "state") << "a file in the place of the folder";
+    drive_.expect(unusedDisk()).expect(identity(SUPPORTED));
+    const std::string got = run();
+    EXPECT_NE(got.find("<Property name=\"Category\" value=\"10\"/>"), std::string::npos) << got;
+    EXPECT_EQ(notice_->texts, std::vector<std::string>());
+}
+
+TEST(AtaDelete, ADriveWithSanitizeGetsNoPassword) {
+    const TemporaryFolder folder;
+    FakeSataDrive drive;
+    const auto sanitizeStatus = [](uint16_t count) {
+        return Expected::ata(0xB4, Protocol::NON_DATA, Addressing::BITS_48)
+            .wantsRegisters()
+            .returns({0x00, 0x50, 0x40, count, 0xFFFF});
+    };
+    const auto identified = [] { return identifyAta().answers(identifyDevice().word(59, 0xB000).word(128, 0x01)); };
+    drive.expect(unusedDisk())
+        .expect(identified())
+        .expect(unusedDisk())
+        .expect(identified())
+        .expect(sanitizeStatus(0))
+        .expect(unusedDisk())
+        .expect(Expected::ata(0xB4, Protocol::NON_DATA, Addressing::BITS_48)
+                    .feature(0x0012)
+                    .lba(0x426B4572)
+                    .wantsRegisters()
+                    .completes())
+        .expect(sanitizeStatus(0x8000))
+        .expect(lookAgain());
+    FormatJob job(std::make_shared<FakeClock>(), ErasePasswords(folder / "state"));
+    EXPECT_EQ(JobRun(job, JOBTYPE_METHOD).with("Type", "Delete").on({&drive}),
+              statusAnswer("Format", "0/0 The drive was sanitized. Method: block erase."));
+}
+
+TEST(ErasePasswords, ARecordBelongsToOneDrive) {
+    const TemporaryFolder folder;
+    const ErasePasswords passwords(folder / "state");
+    const FakeSataDrive first("S/1"), second("S 2");
+    EXPECT_EQ(passwords.has(*first.device()), false);
+    EXPECT_TRUE(succeeded(passwords.add(*first.device())));
+    EXPECT_EQ(passwords.has(*first.device()), true);
+    EXPECT_EQ(passwords.has(*second.device()), false);
+    EXPECT_TRUE(succeeded(passwords.remove(*first.device())));
+    EXPECT_TRUE(succeeded(passwords.remove(*first.device())));
+    EXPECT_EQ(passwords.has(*first.device()), false);
+}
+
+TEST(ErasePasswords, AnUnreadableRecordIsNotNone) {
+    const TemporaryFolder folder;
+    const FakeSataDrive drive;
+    const ErasePasswords passwords(folder / "state");
+    std::filesystem::create_directory(folder / "state");
+    std::filesystem::create_symlink("elsewhere", folder / ("state/" + ErasePasswords::fileName(*drive.device())));
+    const auto has = passwords.has(*drive.device());
+    ASSERT_FALSE(has);
+    EXPECT_TRUE(has.error().is(10, 54)) << has.error().getMessage();
+}
+
+}  // namespace
+}  // namespace features::jobs
