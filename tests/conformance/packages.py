@@ -199,6 +199,18 @@ class Purge(ToolTestCase):
         self.assertEqual(sorted(path.name for path in self.world.var_log.iterdir()), ["a&b.log", "other.log"])
         self.assertTrue((self.world.opt / "Velko.SSDFeatures.so.3.0.0").exists())  # put there by another hand
 
+    def test_records_of_erases_stay_with_a_line(self):
+        folder = self.world.var_lib / "nimbrel/erasures"
+        folder.mkdir(parents=True)
+        (folder / "one.json").write_text("{}")
+        (folder.parent / "baseline").write_text("1")
+        run = self.purge("nimbrel")
+        self.assertEqual((run.status, run.stderr), (0, ""))
+        self.assertEqual(run.stdout, "nimbrel: left in place: the records of erases in /var/lib/nimbrel/erasures\n"
+                                     "nimbrel: left in place: the files that commands wrote where -destination said\n")
+        self.assertEqual([path.name for path in folder.parent.iterdir()], ["erasures"])
+        self.assertEqual([path.name for path in folder.iterdir()], ["one.json"])
+
     def test_without_settings_the_folder_goes_too(self):
         run = self.purge("nimbrel")
         self.assertEqual((run.status, run.stderr), (0, ""))
