@@ -27,6 +27,8 @@ class Command:
     probes: tuple = (f"show -all -velkossd {VELKO}", f"show -velkossd {VELKO} -identify -namespace allocated")
     # False where the files hold the time or a random number: then their names are compared alone.
     compares_contents: bool = True
+    # Reads samples of the drive, of which one may fail: the drive counts its reads, so that the probes judge its state.
+    samples: bool = False
     # Calls of which every fault belongs to the quick part: some were bad once.
     always: tuple = ()
 
@@ -45,9 +47,9 @@ COMMANDS = (
     Command("firmware", f"load -force -source firmware.bin -velkossd {VELKO} FirmwareSlot=2 CommitAction=3",
             notice="Checking for firmware update...\n", always=("pread64", "unlinkat")),
     Command("settings", "set -system AdditionalFWModDir=/var/lib"),
-    Command("sanitize", f"start -force -velkossd {VELKO} -sanitize",
+    Command("sanitize", f"start -force -velkossd {VELKO} -sanitize", samples=True,
             notice="Sanitizing... (This can take several minutes to complete)\n"),
-    Command("delete", f"delete -force -velkossd {VELKO}",
+    Command("delete", f"delete -force -velkossd {VELKO}", samples=True,
             notice="Deleting... (This can take several minutes to complete)\n"),
     Command("create-namespace", f"create -velkossd {VELKO} -namespace Size=2048",
             prepare=(f"delete -force -velkossd {VELKO} -namespace 1",)),
