@@ -27,8 +27,9 @@ constexpr const CommandPart* DESTINATION = &framework::OPTION_DESTINATION;
 
 // What shows the outcome of several commands.
 constexpr char ALLOCATED_NAMESPACES[] = "-identify -namespace allocated";
-constexpr char FIRMWARE_SLOTS[] = "-nvmelog 3";
+constexpr OutcomeTarget FIRMWARE_STATE{"-nvmelog 3", ""};     // of a SATA drive, the revision that it runs
 constexpr char FORMAT_PROGRESS[] = "-identify -namespace 1";  // the Format Progress Indicator is there
+constexpr OutcomeTarget DELETE_PROGRESS{FORMAT_PROGRESS, "-backgroundprocessing"};
 
 // clang-format off
 
@@ -86,13 +87,13 @@ constexpr CommandRow COMMANDS[] = {
      {}, {&VELKOSSD},
      "Set the NVMe device's temperature threshold.",
      {{"TempThreshold", PART_REQUIRED, "value", "value is specified in Celsius. Max value = 80."}}},
-    { 19, "FirmwareUpdate",               "load",   {methodFlow,         JOB_FIRMWARE_UPDATE, addFirmwareUpdate, nullptr, FIRMWARE_SLOTS},
+    { 19, "FirmwareUpdate",               "load",   {methodFlow,         JOB_FIRMWARE_UPDATE, addFirmwareUpdate, nullptr, FIRMWARE_STATE},
      {FORCE, SOURCE}, {&VELKOSSD},
      "Update the device's firmware. See the device's FirmwareUpdateAvailable property for any eligible updates. To "
      "by-pass the prompt specify the -force option.",
      {{"FirmwareSlot", PART_OPTIONAL, "'1|2|3|4|5|6|7'", "Specify the firmware slot (NVMe only)"},
       {"CommitAction", PART_OPTIONAL, "0|1|2|3",         "Specify the commit action (NVMe only)"}}},
-    { 20, "FirmwareActivate",             "load",   {methodFlow,         JOB_FIRMWARE_ACTIVATE, addFirmwareActivation, nullptr, FIRMWARE_SLOTS},
+    { 20, "FirmwareActivate",             "load",   {methodFlow,         JOB_FIRMWARE_ACTIVATE, addFirmwareActivation, nullptr, FIRMWARE_STATE},
      {}, {&VELKOSSD, &FIRMWAREACTIVATE},
      "Update the device's firmware. See the device's FirmwareUpdateAvailable property for any eligible updates. To "
      "by-pass the prompt specify the -force option.",
@@ -117,7 +118,7 @@ constexpr CommandRow COMMANDS[] = {
     { 26, "DriveSelfTestShow",            "show",   {getFlow,            JOB_DRIVE_SELF_TEST},
      {}, {&VELKOSSD, &SELFTEST},
      "Display the status of the last run self-test.", {}},
-    { 28, "Delete",                       "delete", {deleteFlow,         "Delete", nullptr, nullptr, FORMAT_PROGRESS},
+    { 28, "Delete",                       "delete", {deleteFlow,         "Delete", nullptr, nullptr, DELETE_PROGRESS},
      {FORCE}, {&VELKOSSD},
      "Delete all the data on the selected device. To by-pass the prompt, specify the -force option.", {}},
     { 29, "SMBusAddress",                 "set",    {methodFlow,         JOB_SMBUS_ADDRESS, addSMBusAddress},

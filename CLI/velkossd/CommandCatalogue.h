@@ -19,14 +19,24 @@ class Attribute;
 
 namespace cli::velkossd {
 
+/// The target of `show` that shows what became of a command that was interrupted; empty where it is the drive's
+/// properties. Two where SATA drives have no such target as NVMe drives have.
+struct OutcomeTarget {
+    constexpr OutcomeTarget() = default;
+    constexpr OutcomeTarget(const char* ofAll) : ofNvme(ofAll), ofSata(ofAll) {}  // most rows: implicit
+    constexpr OutcomeTarget(const char* ofNvme, const char* ofSata) : ofNvme(ofNvme), ofSata(ofSata) {}
+
+    std::string_view ofNvme;
+    std::string_view ofSata;
+};
+
 /// How a command runs.
 struct CommandAction {
     Flow* flow;
     std::string_view job;
     SubFlow* addArguments = nullptr;                   ///< What the job wants beside a drive; null where nothing.
     ostrel::core::Attribute (*attribute)() = nullptr;  ///< The one property that a setFlow command sets.
-    std::string_view outcome = {};  ///< The target of `show` that shows what became of a command that was interrupted;
-                                    ///< empty where it is the drive's properties.
+    OutcomeTarget outcome = {};
 };
 
 /// One command: what the user can type, what help says about it, and how it runs. The lists are in the order in which

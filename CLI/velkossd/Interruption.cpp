@@ -15,16 +15,24 @@ bool isReadOnly(const CommandRow& row) {
     return row.verb == framework::VERB_SHOW || row.verb == framework::VERB_DUMP || row.action.flow == scanFlow;
 }
 
+std::string showCommand(const std::string& drive, std::string_view target) {
+    std::string show = "\"nimbrel show -velkossd";
+    if (!drive.empty()) show.append(" ").append(drive);
+    if (!target.empty()) show.append(" ").append(target);
+    return show + '"';
+}
+
 }  // namespace
 
 std::string interruptionWords(const CommandRow& row, const framework::ParsedCommand& command) {
     if (isReadOnly(row)) return std::string("nimbrel ends. ") + WHEN_IT_ENDS;
     const std::string& drive = valueOf(command.targets, "-velkossd");
-    std::string show = "nimbrel show -velkossd";
-    if (!drive.empty()) show.append(" ").append(drive);
-    if (!row.action.outcome.empty()) show.append(" ").append(row.action.outcome);
-    return "nimbrel ends, the drive goes on with the commands that it has received; \"" + show +
-           "\" shows the outcome. " + WHEN_IT_ENDS;
+    const OutcomeTarget& outcome = row.action.outcome;
+    std::string words = "nimbrel ends, the drive goes on with the commands that it has received; " +
+                        showCommand(drive, outcome.ofNvme) + " shows the outcome";
+    // Which of the two the drive is only the library knows.
+    if (outcome.ofSata != outcome.ofNvme) words += ", of a SATA drive " + showCommand(drive, outcome.ofSata);
+    return words + ". " + WHEN_IT_ENDS;
 }
 
 }  // namespace cli::velkossd

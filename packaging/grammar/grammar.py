@@ -17,7 +17,8 @@ class Part:
 
 class Command:
     def __init__(self, fields):
-        self.name, self.verb, self.help, self.outcome = (fields[key] for key in ("name", "verb", "help", "outcome"))
+        self.name, self.verb, self.help = (fields[key] for key in ("name", "verb", "help"))
+        self.outcome, self.outcome_of_sata = fields["outcome"]
         self.options, self.targets, self.properties = (
             [Part(part) for part in fields[key]] for key in ("options", "targets", "properties"))
 

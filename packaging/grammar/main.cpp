@@ -1,6 +1,7 @@
 // Prints what the command line takes as JSON, for the programs that make the manual pages and the completions:
 //
-//     commands  the grammar of all commands, with "outcome": the targets of `show` that show what became of the command
+//     commands  the grammar of all commands, with "outcome": the targets of `show` that show what became of the
+//               command, of NVMe and of SATA drives
 //     settings  the settings with their defaults
 //     logPages  identifiers and names of the log pages that -nvmelog takes
 
@@ -25,6 +26,7 @@ namespace {
 
 using cli::framework::CommandPart;
 using cli::framework::CommandSpec;
+using cli::velkossd::OutcomeTarget;
 
 std::string quoted(const std::string& text) {
     return '"' + cli::framework::jsonEscape(text) + '"';
@@ -51,18 +53,22 @@ std::string toJson(const std::vector<CommandPart>& parts) {
     return "[" + joined(items) + "]";
 }
 
-std::string toJson(const CommandSpec& command, const std::string& outcome) {
+std::string toJson(const OutcomeTarget& outcome) {
+    return "[" + quoted(std::string(outcome.ofNvme)) + "," + quoted(std::string(outcome.ofSata)) + "]";
+}
+
+std::string toJson(const CommandSpec& command, const OutcomeTarget& outcome) {
     return "{\"name\":" + quoted(command.name) + ",\"verb\":" + quoted(command.verb) +
-           ",\"help\":" + quoted(command.help) + ",\"outcome\":" + quoted(outcome) +
+           ",\"help\":" + quoted(command.help) + ",\"outcome\":" + toJson(outcome) +
            ",\n\"options\":" + toJson(command.options) + ",\n\"targets\":" + toJson(command.targets) +
            ",\n\"properties\":" + toJson(command.properties) + "}";
 }
 
 /// By the names of the commands: an id is unique within one feature only.
-std::map<std::string, std::string> outcomes() {
+std::map<std::string, OutcomeTarget> outcomes() {
     std::vector<CommandSpec> commands;
     cli::velkossd::appendCommandSpecs(commands);
-    std::map<std::string, std::string> found;
+    std::map<std::string, OutcomeTarget> found;
     for (const CommandSpec& command : commands)
         found.emplace(command.name, cli::velkossd::findCommand(command.id)->action.outcome);
     return found;
@@ -75,7 +81,7 @@ std::string commands() {
     std::vector<std::string> items;
     for (const auto& candidate : candidates) {
         const auto found = outcome.find(candidate.commandSpec.name);
-        items.push_back(toJson(candidate.commandSpec, found == outcome.end() ? "" : found->second));
+        items.push_back(toJson(candidate.commandSpec, found == outcome.end() ? OutcomeTarget() : found->second));
     }
     return joined(items);
 }

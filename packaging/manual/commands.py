@@ -58,11 +58,17 @@ def example_lines(examples):
     return [".Sh EXAMPLES", *lines] if lines else []
 
 
+def show_command(target):
+    return f".Ql nimbrel show \\-velkossd Ar drive {mdoc.literal(target)}".rstrip()
+
+
 def outcome_lines(command):
     if not command.outcome:
         return []
-    return [".Pp", "When the command is interrupted,", f".Ql nimbrel show \\-velkossd Ar drive {mdoc.literal(command.outcome)}",
-            "shows what became of it."]
+    lines = [".Pp", "When the command is interrupted,", show_command(command.outcome), "shows what became of it"]
+    if command.outcome == command.outcome_of_sata:
+        return [*lines[:-1], lines[-1] + "."]
+    return [*lines[:-1], lines[-1] + ",", "of a SATA drive", show_command(command.outcome_of_sata) + " ."]
 
 
 def body(command, examples):

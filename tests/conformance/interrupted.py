@@ -13,9 +13,10 @@ KERNEL = "A command that the kernel is carrying out cannot be interrupted: the p
 READS = f"nimbrel ends. {KERNEL}"
 
 
-def changes(show):
+def changes(show, of_sata=None):
+    sata = f', of a SATA drive "nimbrel {of_sata}"' if of_sata else ""
     return (f'nimbrel ends, the drive goes on with the commands that it has received; "nimbrel {show}" shows the '
-            f"outcome. {KERNEL}")
+            f"outcome{sata}. {KERNEL}")
 
 
 # Which command shows what came of the one that was interrupted.
@@ -23,13 +24,15 @@ LINES = (
     ("show -velkossd", READS),
     ("dump -velkossd 0 -nlog", READS),
     ("start -velkossd 0 -scan ReadScan", READS),
-    ("delete -force -velkossd 0", changes("show -velkossd 0 -identify -namespace 1")),
+    ("delete -force -velkossd 0", changes("show -velkossd 0 -identify -namespace 1",
+                                          of_sata="show -velkossd 0 -backgroundprocessing")),
     ("start -force -velkossd 0 -nvmeformat", changes("show -velkossd 0 -identify -namespace 1")),
     ("start -force -velkossd 0 -sanitize", changes("show -velkossd 0 -backgroundprocessing")),
     ("start -velkossd SER1 -selftest", changes("show -velkossd SER1 -selftest")),
     ("reset -velkossd 0 -enduranceanalyzer", changes("show -velkossd 0 -enduranceanalyzer")),
-    ("load -force -velkossd 0", changes("show -velkossd 0 -nvmelog 3")),
-    ("load -velkossd 0 -firmwareactivate FirmwareSlot=1 CommitAction=2", changes("show -velkossd 0 -nvmelog 3")),
+    ("load -force -velkossd 0", changes("show -velkossd 0 -nvmelog 3", of_sata="show -velkossd 0")),
+    ("load -velkossd 0 -firmwareactivate FirmwareSlot=1 CommitAction=2",
+     changes("show -velkossd 0 -nvmelog 3", of_sata="show -velkossd 0")),
     ("start -velkossd 0 -performancebooster", changes("show -velkossd 0 -performancebooster")),
     ("delete -force -velkossd 0 -namespace 1", changes("show -velkossd 0 -identify -namespace allocated")),
     ("set -velkossd 0 -timestamp 5", changes("show -velkossd 0 -timestamp")),
