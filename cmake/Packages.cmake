@@ -25,11 +25,14 @@ find_package(Threads QUIET)
 if(NOT Threads_FOUND)
   message(FATAL_ERROR "The thread library was not found: ${NIMBREL_SETUP_HINT}")
 endif()
-# The hashes and Diffie-Hellman groups of NVMe in-band authentication: linked into nimbrel-simdrive alone.
+# The hashes and Diffie-Hellman groups of NVMe in-band authentication, linked into nimbrel-simdrive alone, and the
+# signatures of firmware modules, for which the feature library loads it when it is needed.
 find_package(OpenSSL 3.0 QUIET COMPONENTS Crypto)
 if(NOT OPENSSL_FOUND)
   message(FATAL_ERROR "OpenSSL 3.0 or later was not found: ${NIMBREL_SETUP_HINT}")
 endif()
+add_library(openssl_headers INTERFACE)
+target_include_directories(openssl_headers SYSTEM INTERFACE ${OPENSSL_INCLUDE_DIR})
 # Headers alone, these two. The JSON of firmware manifests.
 find_package(nlohmann_json 3.11 QUIET)
 if(NOT nlohmann_json_FOUND)
