@@ -6,9 +6,10 @@
 #include <tuple>
 
 #include "features/jobs/firmware/FirmwareImage.h"
-#include "features/jobs/support/InputFile.h"
+#include "features/jobs/support/FolderNames.h"
 #include "features/jobs/support/Sha256.h"
 #include "features/jobs/support/StatusDetails.h"
+#include "features/jobs/support/TrustedInput.h"
 #include "ostrel/core/StatusCatalogue.h"
 #include "ostrel/core/Strings.h"
 #include "ostrel/core/TrustedFile.h"
@@ -35,18 +36,10 @@ const FirmwareModule* newest(const std::vector<const FirmwareModule*>& modules) 
     return modules.empty() ? nullptr : *std::max_element(modules.begin(), modules.end(), isOlder);
 }
 
-/// Links are none: `entry` itself must be a file.
-std::vector<std::string> manifestNames(const std::string& folder, std::error_code& error) {
-    std::vector<std::string> names;
-    for (fs::directory_iterator entry(folder, error); !error && entry != fs::directory_iterator();
-         entry.increment(error)) {
-        std::error_code ignored;  // an entry that is gone again is none
-        if (entry->path().extension() == MANIFEST_EXTENSION && fs::is_regular_file(entry->symlink_status(ignored)))
-            names.push_back(entry->path().filename().string());
-        if (names.size() == MAX_MANIFESTS) break;
-    }
-    std::sort(names.begin(), names.end());
-    return names;
+/// A link is none.
+bool isFile(const std::string& path) {
+    std::error_code ignored;  // an entry that is gone again is none
+    return fs::is_regular_file(fs::symlink_status(path, ignored));
 }
 
 }  // namespace
@@ -73,32 +66,42 @@ void FirmwareModules::loadFolder(const std::string& path) const {
         refusal_ = withDetails(statuses::fileReadFailed(), "'" + path + "': " + status.getMessage() + ".");
         return;
     }
+    const auto policy = succeeded(status) ? readSignaturePolicy(folder.realPath()) : SignaturePolicy::NONE;
+    if (!policy) {
+        refusal_ = policy.error();
+        return;
+    }
     std::error_code error(static_cast<int>(status.getCode()), std::generic_category());
     std::vector<std::string> names;
-    if (!error) names = manifestNames(folder.realPath(), error);
+    if (!error) names = folderNames(folder.realPath(), MANIFEST_EXTENSION, MAX_MANIFESTS, error);
     if (error) faults_ += " '" + path + "': " + error.message() + ".";
-    for (const std::string& name : names) loadManifest(folder.realPath(), name);
+    for (const std::string& name : names) {
+        if (isFile(folder.realPath() + "/" + name)) loadManifest(folder.realPath(), name, *policy);
+    }
 }
 
-void FirmwareModules::loadManifest(const std::string& folder, const std::string& name) const {
-    const std::string path = folder + "/" + name;
-    TrustedFile manifest;
-    const Status opened = manifest.open(path, SymbolicLink::REFUSE);
-    if (manifest.refused()) {
-        faults_ += " " + opened.getMessage() + ".";
-        return;
-    }
-    const auto text = readInputFile(path, MAX_MANIFEST_BYTES, SymbolicLink::REFUSE);
-    if (!text) {
-        faults_ += " " + text.error().getMessage();
-        return;
-    }
-    FirmwareModule module{folder, {}};
-    const std::string fault = readFirmwareManifest(*text, module.manifest);
+void FirmwareModules::loadManifest(const std::string& folder, const std::string& name, SignaturePolicy policy) const {
+    FirmwareModule module{folder, {}, {}};
+    const std::string fault = readModule(folder + "/" + name, policy, module);
     if (fault.empty())
         modules_.push_back(std::move(module));
     else
-        faults_ += " '" + path + "': " + fault + ".";
+        faults_ += " " + fault;
+}
+
+std::string FirmwareModules::readModule(const std::string& path, SignaturePolicy policy, FirmwareModule& module) const {
+    const auto text = readTrustedInput(path, MAX_MANIFEST_BYTES);
+    if (!text) return text.error().getMessage();
+    const std::string quoted = "'" + path + "': ";
+    const ModuleOrigin origin = keys_.originOf(path, *text);
+    if (origin.kind == ModuleOrigin::Kind::REFUSED) return quoted + origin.reason;
+    if (origin.kind == ModuleOrigin::Kind::UNVERIFIED) {
+        if (policy == SignaturePolicy::SIGNED_ONLY)
+            return quoted + origin.reason + " Its directory takes signed modules only.";
+        if (policy == SignaturePolicy::WARN) module.warning = quoted + origin.reason;
+    }
+    const std::string fault = readFirmwareManifest(*text, module.manifest);
+    return fault.empty() ? fault : quoted + fault + ".";
 }
 
 Result<const FirmwareModule*> FirmwareModules::choose(const std::string& model, const std::string& revision) const {

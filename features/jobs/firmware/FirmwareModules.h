@@ -2,10 +2,13 @@
 
 #include <mutex>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "features/errors/Result.h"
+#include "features/jobs/firmware/FirmwareKeys.h"
 #include "features/jobs/firmware/FirmwareManifest.h"
+#include "features/jobs/firmware/SignaturePolicy.h"
 #include "ostrel/core/Status.h"
 
 namespace features::jobs {
@@ -14,18 +17,22 @@ namespace features::jobs {
 struct FirmwareModule {
     std::string folder;
     FirmwareManifest manifest;
+    std::string warning;  ///< where the policy wants one: the path of the manifest, and why its origin is not verified
 };
 
 /// The firmware modules of this machine: files "*.json" in the module directories, each with an image beside it
 /// (docs/firmware-modules.md). Nothing is read before it is needed; a directory that is not there holds none, a
 /// symbolic link is none, and a manifest that is damaged, or that other users can change, is passed over. A directory
 /// that other users can change (ostrel::core::TrustedFile) makes choose() fail: they would decide what the drives run.
+/// So does one whose SignaturePolicy cannot be read. A manifest whose signature is wrong, or whose origin the policy
+/// does not take, is passed over, too.
 ///
 /// Threads: any number at once.
 class FirmwareModules {
 public:
     /// `directories`: their paths with '~' between them, as the tool sends them.
-    explicit FirmwareModules(std::string directories) : directories_(std::move(directories)) {}
+    explicit FirmwareModules(std::string directories, FirmwareKeys keys = FirmwareKeys())
+        : directories_(std::move(directories)), keys_(std::move(keys)) {}
 
     /// The newest module for a drive of this model number that runs this revision; it belongs to this object. Otherwise
     /// 10/64 when the drive runs the newest firmware, 10/70 when there is none for it, 10/71 when there are no modules,
@@ -45,9 +52,12 @@ private:
     std::vector<std::string> folders() const;
     void load() const;
     void loadFolder(const std::string& path) const;
-    void loadManifest(const std::string& folder, const std::string& name) const;
+    void loadManifest(const std::string& folder, const std::string& name, SignaturePolicy policy) const;
+    /// What is wrong with the module; empty: nothing.
+    std::string readModule(const std::string& path, SignaturePolicy policy, FirmwareModule& module) const;
 
     std::string directories_;
+    FirmwareKeys keys_;
     mutable std::once_flag loaded_;
     mutable std::vector<FirmwareModule> modules_;
     mutable std::string faults_;

@@ -20,8 +20,10 @@ constexpr size_t MODEL_NUMBER_BYTES = sizeof(nvme::IdentifyController::mn);
 
 }  // namespace
 
-FirmwareUpdateJob::FirmwareUpdateJob()
-    : CloneableJob(ostrel::interfaces::ostreli::JOB_FIRMWARE_UPDATE, "Firmware Update") {}
+FirmwareUpdateJob::FirmwareUpdateJob(std::shared_ptr<const WaitClock> clock, std::shared_ptr<const Notice> notice)
+    : CloneableJob(ostrel::interfaces::ostreli::JOB_FIRMWARE_UPDATE, "Firmware Update"),
+      clock_(std::move(clock)),
+      notice_(std::move(notice)) {}
 
 Status FirmwareUpdateJob::checkRequest(const Arguments& arguments) {
     modules_ = nullptr;
@@ -40,21 +42,25 @@ Status FirmwareUpdateJob::checkRequest(const Arguments& arguments) {
     return Status();
 }
 
+Result<const FirmwareModule*> FirmwareUpdateJob::findModule(const std::string& model,
+                                                            const std::string& running) const {
+    const auto module = modules_->choose(model, running);
+    if (module) return module;
+    Status status = module.error();
+    const Status none = statuses::noFirmwareModule();
+    if (status.is(none.getCategory(), none.getCode())) status = withDetails(none, modules_->searched());
+    // The module that would have fitted may be the one that is damaged.
+    status.setMessage(status.getMessage() + modules_->faults());
+    return status;
+}
+
 Result<const FirmwareModule*> FirmwareUpdateJob::chooseModule(nvme::Drive& drive, const FirmwareState& now) const {
     TRY(const uint8_t* const identify, drive.identifyController());
     const std::string model = nvme::shownText(identify + OFFSET_MODEL_NUMBER, MODEL_NUMBER_BYTES);
-    const auto module = modules_->choose(model, now.running);
-    if (!module) {
-        Status status = module.error();
-        const Status none = statuses::noFirmwareModule();
-        if (status.is(none.getCategory(), none.getCode())) status = withDetails(none, modules_->searched());
-        // The module that would have fitted may be the one that is damaged.
-        status.setMessage(status.getMessage() + modules_->faults());
-        return status;
-    }
+    TRY(const FirmwareModule* const module, findModule(model, now.running));
     const uint8_t next = now.nextSlot();
-    const std::string& revision = (*module)->manifest.revision;
-    if (next == 0 || now.revision(next) != revision) return *module;
+    const std::string& revision = module->manifest.revision;
+    if (next == 0 || now.revision(next) != revision) return module;
     return withDetails(statuses::firmwareCurrent(), "Slot " + std::to_string(next) + " of drive " + drive.name() +
                                                         " holds " + revision +
                                                         ", which the next controller level reset activates.");
@@ -62,10 +68,28 @@ Result<const FirmwareModule*> FirmwareUpdateJob::chooseModule(nvme::Drive& drive
 
 Result<FirmwareUpdateJob::KnownImage> FirmwareUpdateJob::chooseImage(nvme::Drive& drive,
                                                                      const FirmwareState& now) const {
-    if (modules_ == nullptr) return KnownImage{image_, ""};
+    if (modules_ == nullptr) return KnownImage{image_, {}, {}};
     TRY(const FirmwareModule* const module, chooseModule(drive, now));
-    TRY(std::string bytes, FirmwareModules::readImage(*module));
-    return KnownImage{std::move(bytes), module->manifest.revision};
+    return readModule(*module);
+}
+
+Result<FirmwareUpdateJob::KnownImage> FirmwareUpdateJob::chooseImage(const std::string& model,
+                                                                     const std::string& running) const {
+    if (modules_ == nullptr) return KnownImage{image_, {}, {}};
+    TRY(const FirmwareModule* const module, findModule(model, running));
+    return readModule(*module);
+}
+
+Result<FirmwareUpdateJob::KnownImage> FirmwareUpdateJob::readModule(const FirmwareModule& module) {
+    TRY(std::string bytes, FirmwareModules::readImage(module));
+    return KnownImage{std::move(bytes), module.manifest.revision, module.warning};
+}
+
+void FirmwareUpdateJob::warn(const KnownImage& image, const std::string& drive, DriveOutput& out) const {
+    if (image.warning.empty()) return;
+    const std::string text = "The origin of the firmware for drive " + drive + " is not verified. " + image.warning;
+    notice_->show(text);
+    out.addStatus("Firmware Module", Status(0, 0, text));
 }
 
 Status FirmwareUpdateJob::actOnDrive(nvme::Drive& drive, const Arguments&, DriveOutput& out) {
@@ -73,6 +97,7 @@ Status FirmwareUpdateJob::actOnDrive(nvme::Drive& drive, const Arguments&, Drive
     TRY(const FirmwareState before, readFirmwareState(drive));
     TRY(const KnownImage image, chooseImage(drive, before));
     TRY(const uint32_t granularityBytes, checkFirmwareImage(drive, image.bytes.size()));
+    warn(image, drive.name(), out);
     RETURN_IF_FAILED(downloadFirmware(drive, image.bytes, granularityBytes));
     return commitFirmware(drive, commit_, before, image.revision, title(), out);
 }

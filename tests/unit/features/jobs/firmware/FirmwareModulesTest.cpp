@@ -7,6 +7,7 @@
 #include "features/jobs/firmware/FirmwareModules.h"
 #include "tests/support/StatusText.h"
 #include "tests/unit/features/jobs/firmware/ModuleFolder.h"
+#include "tests/unit/features/jobs/firmware/SigningKey.h"
 
 namespace features::jobs {
 namespace {
@@ -89,10 +90,13 @@ TEST_F(FirmwareModulesTest, WhatIsDamagedIsPassedOverAndReported) {
     ASSERT_EQ(chmod((folder_ / "shared.json").c_str(), 0666), 0);
     const FirmwareModules modules(path);
     EXPECT_EQ(chosen(modules, "FW1"), "good.bin");
-    EXPECT_EQ(modules.faults(), " '" + path + "/broken.json': it is not JSON: syntax error in line 1, column 2." +
-                                    " Failed reading a file necessary for the feature. '" + path +
-                                    "/large.json': it has 65537 bytes, and at most 65536 can be taken. '" + path +
-                                    "/shared.json' can be written by others than its owner (mode 0666).");
+    EXPECT_EQ(
+        modules.faults(),
+        " '" + path + "/broken.json': it is not JSON: syntax error in line 1, column 2." +
+            " Failed reading a file necessary for the feature. '" + path +
+            "/large.json': it has 65537 bytes, and at most 65536 can be taken. Failed reading a file necessary for the "
+            "feature. '" +
+            path + "/shared.json' can be written by others than its owner (mode 0666).");
 }
 
 TEST_F(FirmwareModulesTest, AFolderThatOtherUsersCanChangeIsRefused) {
@@ -113,6 +117,97 @@ TEST_F(FirmwareModulesTest, AFolderThatOtherUsersCanChangeIsRefused) {
 TEST_F(FirmwareModulesTest, AFolderThatCannotBeReadIsReported) {
     writeWholeFile(folder_ / "file", "");
     EXPECT_EQ(FirmwareModules(folder_ / "file").faults(), " '" + (folder_ / "file") + "': Not a directory.");
+}
+
+/// Module directories of a machine that has the key of a maker.
+class SignedModulesTest : public FirmwareModulesTest {
+protected:
+    SignedModulesTest() : path_(std::filesystem::canonical(folder_ / ".")) {
+        maker_.writePublicKey(keys_ / "maker.pem");
+        addModule(folder_, "signed", {"FW2", "2026-02-01"});
+        maker_.signFile(folder_ / "signed.json");
+        addModule(folder_, "unsigned", {"FW3", "2026-03-01"});
+    }
+
+    FirmwareModules modules() const { return FirmwareModules(path_, FirmwareKeys(keys_ / "")); }
+    /// The module that is chosen, its warning, and what was passed over.
+    std::string choice() const {
+        const FirmwareModules all = modules();
+        const auto module = all.choose("VELKO P100", "FW1");
+        return (module ? (*module)->manifest.file + "; " + (*module)->warning : statusText(module)) + ";" +
+               all.faults();
+    }
+    void setPolicy(const std::string& text) { writeWholeFile(folder_ / "SignaturePolicy", text); }
+
+    const TemporaryFolder keys_;
+    const SigningKey maker_{'m'};
+    const std::string path_;
+};
+
+TEST_F(SignedModulesTest, ThePolicyDecidesOfUnsignedModules) {
+    const std::string reason = "'" + path_ + "/unsigned.json': it has no signature.";
+    EXPECT_EQ(choice(), "unsigned.bin; ;");
+    setPolicy("warn\n");
+    EXPECT_EQ(choice(), "unsigned.bin; " + reason + ";");
+    setPolicy("signed only\n");
+    EXPECT_EQ(choice(), "signed.bin; ; " + reason + " Its directory takes signed modules only.");
+}
+
+TEST_F(SignedModulesTest, AWrongSignatureIsRefusedUnderEachPolicy) {
+    const std::string name = folder_ / "unsigned.json";
+    SigningKey('o').signFile(name);
+    const std::string fault =
+        " '" + path_ + "/unsigned.json': its signature is not that of a key in '" + (keys_ / "") + "'.";
+    EXPECT_EQ(choice(), "signed.bin; ;" + fault);
+    for (const char* policy : {"warn\n", "signed only\n"}) {
+        setPolicy(policy);
+        EXPECT_EQ(choice(), "signed.bin; ;" + fault) << policy;
+    }
+    maker_.signFile(name);
+    EXPECT_EQ(choice(), "unsigned.bin; ;") << "it is signed now";
+    addModule(folder_, "unsigned", {"FW4", "2026-03-01"});
+    EXPECT_EQ(choice(), "signed.bin; ;" + fault) << "the manifest changed since";
+}
+
+TEST_F(SignedModulesTest, WithoutKeysASignatureIsNone) {
+    std::filesystem::remove(keys_ / "maker.pem");
+    std::filesystem::remove(folder_ / "unsigned.json");
+    const std::string reason =
+        "'" + path_ + "/signed.json': its signature cannot be checked: there is no key in '" + (keys_ / "") + "'.";
+    EXPECT_EQ(choice(), "signed.bin; ;");
+    setPolicy("warn\n");
+    EXPECT_EQ(choice(), "signed.bin; " + reason + ";");
+    setPolicy("signed only\n");
+    EXPECT_EQ(choice(), NO_MODULES + "; " + reason + " Its directory takes signed modules only.");
+}
+
+TEST_F(SignedModulesTest, AnImageThatChangedAfterTheSignatureIsRefused) {
+    setPolicy("signed only\n");
+    const FirmwareModules all = modules();
+    const auto module = all.choose("VELKO P100", "FW1");
+    ASSERT_TRUE(module);
+    ASSERT_EQ((*module)->manifest.file, "signed.bin");
+    writeWholeFile(folder_ / "signed.bin", "IMAGE OF FW2.......!");
+    EXPECT_EQ(statusText(FirmwareModules::readImage(**module)),
+              "10/73 Invalid firmware module type. '" + path_ +
+                  "/signed.bin' is not the file that its manifest describes: its SHA-256 is another.");
+}
+
+TEST_F(SignedModulesTest, APolicyIsThatOfItsOwnDirectory) {
+    const TemporaryFolder other;
+    addModule(other, "elsewhere", {"FW9", "2026-09-09"});
+    setPolicy("signed only\n");
+    EXPECT_EQ(chosen(FirmwareModules(path_ + "~" + (other / ""), FirmwareKeys(keys_ / "")), "FW1"), "elsewhere.bin");
+}
+
+TEST_F(SignedModulesTest, ADirectoryWhosePolicyIsNotUnderstoodIsRefused) {
+    const TemporaryFolder other;
+    addModule(other, "elsewhere", {"FW9"});
+    setPolicy("signed-only\n");
+    EXPECT_EQ(chosen(FirmwareModules(path_ + "~" + (other / ""), FirmwareKeys(keys_ / "")), "FW1"),
+              "10/54 Failed reading a file necessary for the feature. '" + path_ +
+                  "/SignaturePolicy' is neither 'warn' nor 'signed only'.")
+        << "also for what the other folder holds";
 }
 
 TEST_F(FirmwareModulesTest, AnImageIsWhatItsManifestSays) {

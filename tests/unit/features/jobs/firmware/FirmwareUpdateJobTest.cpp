@@ -397,6 +397,66 @@ TEST_F(FirmwareUpdateJobTest, AModuleThatLiesInASlotAndIsNotNextIsDownloaded) {
                                                 slotTree("0x03", "3", "none", {"FW1", "none", "FW2"})));
 }
 
+/// Lets a drive take an image, and no earlier than the user has seen the warning.
+class AwaitedNotice : public Notice {
+public:
+    explicit AwaitedNotice(FakeDrive& drive) : drive_(drive) {}
+    void show(const std::string& text) const override {
+        texts.push_back(text);
+        drive_.expect(download(firmwareImage(4096), 0, 4096)).expect(commit(0, 3));
+        drive_.expect(identify(0x01).answers(firmwareController(0x06, "FW2")))
+            .expect(slotLog(slots(0x01).text(8, "FW2", 8)));
+    }
+    mutable std::vector<std::string> texts;
+
+private:
+    FakeDrive& drive_;
+};
+
+TEST_F(FirmwareUpdateJobTest, TheUserIsWarnedOfAnUnsignedModuleBeforeItIsSent) {
+    addModule(folder_, "new", {"FW2", "2026-09-09", "*", "VELKO*", firmwareImage(4096)});
+    writeWholeFile(folder_ / "SignaturePolicy", "warn\n");
+    drive_.expect(identify(0x01).answers(firmwareController(AT_ONCE))).expect(slotLog(BEFORE));
+    const auto notice = std::make_shared<AwaitedNotice>(drive_);
+    FirmwareUpdateJob job(systemWaitClock(), notice);
+    const std::string warning = "The origin of the firmware for drive S1 (/dev/nvme0) is not verified. '" +
+                                std::filesystem::canonical(folder_ / "new.json").string() + "': it has no signature.";
+    EXPECT_EQ(
+        JobRun(job, JOBTYPE_METHOD)
+            .with("SkipMembers", "true")
+            .with("AdditionalModuleDirs", folder_ / "")
+            .on({&drive_}),
+        output(status("Firmware Module", "0", "0", warning) +
+               status(TITLE, "0", "0",
+                      "The firmware was activated without a reset. Drive S1 (/dev/nvme0) runs firmware FW2; it "
+                      "was FW1 before.") +
+               stateTree("FW1", "FW2", "none", "1", "none") + SHOWN_BEFORE + slotTree("0x01", "1", "none", {"FW2"})));
+    EXPECT_EQ(notice->texts, std::vector<std::string>({warning}));
+}
+
+TEST_F(FirmwareUpdateJobTest, AFileThatTheUserNamedNeedsNoSignature) {
+    writeWholeFile(folder_ / "SignaturePolicy", "signed only\n");
+    loaded(AT_ONCE).expect(commit(0, 3));
+    looksAgain("FW2", slots(0x01).text(8, "FW2", 8));
+    EXPECT_EQ(update(drive_), output(status(TITLE, "0", "0",
+                                            "The firmware was activated without a reset. Drive S1 (/dev/nvme0) runs "
+                                            "firmware FW2; it was FW1 before.") +
+                                     stateTree("FW1", "FW2", "none", "1", "none") + SHOWN_BEFORE +
+                                     slotTree("0x01", "1", "none", {"FW2"})));
+}
+
+TEST_F(FirmwareUpdateJobTest, WhereOnlySignedModulesAreTakenAnUnsignedOneIsNotSent) {
+    const std::string folder = std::filesystem::canonical(folder_ / ".");
+    addModule(folder_, "new", {"FW2", "2026-09-09"});
+    writeWholeFile(folder_ / "SignaturePolicy", "signed only\n");
+    drive_.expect(identify(0x01).answers(firmwareController(AT_ONCE))).expect(slotLog(BEFORE));
+    EXPECT_EQ(updateFromModules(drive_),
+              output(status(TITLE, "10", "71",
+                            "No firmware module found. Searched: '" + (folder_ / "") + "', '" + (folder_ / "missing") +
+                                "'. '" + folder +
+                                "/new.json': it has no signature. Its directory takes signed modules only.")));
+}
+
 TEST_F(FirmwareUpdateJobTest, FromAFolderThatOtherUsersCanChangeNothingIsSent) {
     const std::string folder = std::filesystem::canonical(folder_ / ".");
     addModule(folder_, "new", {"FW2", "2026-09-09"});
