@@ -1,5 +1,6 @@
 #include "features/jobs/firmware/FirmwareUpdateJob.h"
 
+#include "features/jobs/firmware/AtaFirmware.h"
 #include "features/jobs/firmware/FirmwareImage.h"
 #include "features/jobs/support/StatusDetails.h"
 #include "features/nvme/Bytes.h"
@@ -100,6 +101,16 @@ Status FirmwareUpdateJob::actOnDrive(nvme::Drive& drive, const Arguments&, Drive
     warn(image, drive.name(), out);
     RETURN_IF_FAILED(downloadFirmware(drive, image.bytes, granularityBytes));
     return commitFirmware(drive, commit_, before, image.revision, title(), out);
+}
+
+Status FirmwareUpdateJob::actOnAtaDrive(ata::Drive& drive, const Arguments&, DriveOutput& out) {
+    if (commit_.slot) return refuseAta(drive.device(), statuses::invalidFirmwareSlot());
+    if (commit_.action) return refuseAta(drive.device(), statuses::invalidCommitAction());
+    AtaFirmware firmware(drive, *clock_);
+    TRY(const AtaFirmware::Running now, firmware.look());
+    TRY(const KnownImage image, chooseImage(now.model, now.revision));
+    warn(image, drive.name(), out);
+    return firmware.update(image.bytes, image.revision, title(), out);
 }
 
 }  // namespace features::jobs

@@ -15,7 +15,7 @@ namespace features::jobs {
 ///
 /// Arguments: "FirmwareFile" (none: a module of the directories in "AdditionalModuleDirs"), "FirmwareSlot" and
 /// "CommitAction" (see FirmwareCommit.h). Action 2 is 10/174: it would activate what was in the slot before, and not
-/// the image that was sent.
+/// the image that was sent. SATA drives have neither slots (10/175) nor commit actions (10/174), see AtaFirmware.h.
 class FirmwareUpdateJob : public CloneableJob<FirmwareUpdateJob> {
 public:
     explicit FirmwareUpdateJob(std::shared_ptr<const WaitClock> clock = systemWaitClock(),
@@ -25,6 +25,7 @@ public:
 protected:
     ostrel::core::Status checkRequest(const Arguments& arguments) override;
     ostrel::core::Status actOnDrive(nvme::Drive& drive, const Arguments& arguments, DriveOutput& out) override;
+    ostrel::core::Status actOnAtaDrive(ata::Drive& drive, const Arguments& arguments, DriveOutput& out) override;
 
 private:
     /// The newest module for a drive of this model.
