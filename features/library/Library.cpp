@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "features/transport/linux/LinuxDriveSource.h"
+#include "features/transport/linux/LinuxSataSource.h"
 #include "features/transport/simulated/SimulatedDriveSource.h"
 #include "ostrel/core/Logging.h"
 #include "ostrel/core/Status.h"
@@ -62,7 +63,7 @@ void Library::unload() noexcept {
 void* Library::send(const char* text, uint64_t length) noexcept {
     const char* reason = nullptr;
     try {
-        if (handler_ == nullptr) handler_ = std::make_unique<RequestHandler>(allSources());
+        if (handler_ == nullptr) handler_ = std::make_unique<RequestHandler>(allSources(), Journal());
         Answer answer(*handler_->answer(std::string(text, length)));
         // The caller makes as much again of it: what the request used goes back to the system first.
         if (answer.size() >= LARGE_ANSWER_BYTES) (void)::malloc_trim(0);

@@ -8,6 +8,7 @@
 #include "features/jobs/base/DriveOutput.h"
 #include "features/jobs/health/scan/DriveHealthScan.h"
 #include "features/jobs/support/StatusDetails.h"
+#include "features/library/AuditTrail.h"
 #include "features/library/JobTable.h"
 #include "ostrel/core/AttributeVocabulary.h"
 #include "ostrel/core/Device.h"
@@ -167,8 +168,8 @@ bool wantsScan(const xml::XmlObject& request) {
 
 }  // namespace
 
-RequestHandler::RequestHandler(std::vector<std::unique_ptr<transport::DriveSource>> sources)
-    : sources_(std::move(sources)) {
+RequestHandler::RequestHandler(std::vector<std::unique_ptr<transport::DriveSource>> sources, Journal journal)
+    : sources_(std::move(sources)), journal_(std::move(journal)) {
     for (const auto& source : sources_) manager_.addDeviceFinder(*source->finder());
 }
 
@@ -202,15 +203,24 @@ Status RequestHandler::run(xml::XmlObject& request, const std::shared_ptr<xml::X
         TRY(devices, selectDevices(request, selection));
         RETURN_IF_FAILED(checkSelection(selection));
     }
-    LockedDrives locks;
-    if (selection.changes) RETURN_IF_FAILED(lockDrives(devices, locks));
     job->setInput(request);
     job->setDevices(devices);
-    const Status status = job->run(output);
+    const Status status = selection.changes ? runAudited(*job, request, devices, output) : job->run(output);
     if (!selection.changes && !selection.isNamed && !output->objects.empty() && isPlainList(request))
         listUnsupported(unsupportedDrives(), *output->objects.front());
     if (selection.scanErrors.isEmpty() || !selection.dependsOnScan()) return status;
     return reportScanErrors(status, *output, selection.scanErrors);
+}
+
+/// A drive that another process changes is refused, which belongs to the trail, too.
+Status RequestHandler::runAudited(ostrel::interfaces::ostreli::Job& job, const xml::XmlObject& request,
+                                  const Devices& devices, const std::shared_ptr<xml::XmlObject>& output) const {
+    const AuditTrail trail(journal_, request, devices);
+    LockedDrives locks;
+    Status status = lockDrives(devices, locks);
+    if (succeeded(status)) status = job.run(output);
+    trail.end(status, *output);
+    return status;
 }
 
 /// Which drive an index selects, and which drives are all, is a guess when some may not have been found.

@@ -6,11 +6,13 @@
 #include <vector>
 
 #include "features/errors/Result.h"
+#include "features/library/Journal.h"
 #include "features/library/LockedDrives.h"
 #include "features/transport/DriveSource.h"
 #include "ostrel/core/DeviceManager.h"
 #include "ostrel/core/Status.h"
 #include "ostrel/core/xml/XmlObject.h"
+#include "ostrel/interfaces/ostreli/interface/Job.h"
 
 namespace features::library {
 
@@ -39,7 +41,9 @@ namespace features::library {
 /// Threads: one request at a time.
 class RequestHandler {
 public:
-    explicit RequestHandler(std::vector<std::unique_ptr<transport::DriveSource>> sources);
+    /// `journal` gets the audit trail of what changes drives.
+    explicit RequestHandler(std::vector<std::unique_ptr<transport::DriveSource>> sources,
+                            Journal journal = Journal::none());
 
     std::shared_ptr<ostrel::core::xml::XmlObject> answer(const std::string& request);
 
@@ -50,6 +54,10 @@ private:
 
     ostrel::core::Status run(ostrel::core::xml::XmlObject& request,
                              const std::shared_ptr<ostrel::core::xml::XmlObject>& output);
+    /// Runs the job of a request that changes drives, with their locks held.
+    ostrel::core::Status runAudited(ostrel::interfaces::ostreli::Job& job, const ostrel::core::xml::XmlObject& request,
+                                    const Devices& devices,
+                                    const std::shared_ptr<ostrel::core::xml::XmlObject>& output) const;
     /// How a request selects its drives, and how far the scan can be relied on for that.
     struct Selection {
         bool changes = false;  ///< the request changes the drives
@@ -79,6 +87,7 @@ private:
 
     std::vector<std::unique_ptr<transport::DriveSource>> sources_;
     ostrel::core::DeviceManager manager_;
+    Journal journal_;
 };
 
 }  // namespace features::library

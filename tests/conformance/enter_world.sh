@@ -12,6 +12,10 @@ mount --bind "$scratch/opt" /opt
 mount --bind "$scratch/var_lib" /var/lib
 mount --bind "$scratch/var_log" /var/log
 mount --bind "$scratch/run" /run
+# Of systemd it is a link into /run, which is hidden by now; another system log has a socket of its own there.
+if [ -S /dev/log ]; then
+    mount --bind /dev/null /dev/log
+fi
 if [ -d "$scratch/usr_lib" ]; then
     # /usr/lib cannot be replaced, the programs need what is in it: the scratch folder is laid over it.
     mount -t tmpfs tmpfs "$scratch/overlay"
