@@ -7,9 +7,9 @@
 #include "features/nvme/structures/DatasetRange.h"
 #include "features/simulator/commands/Deallocation.h"
 #include "features/simulator/commands/LatencyStatistics.h"
-#include "features/simulator/commands/UnreadableBlocks.h"
 #include "features/simulator/context/FeatureValues.h"
 #include "features/simulator/context/Transfer.h"
+#include "features/simulator/store/RewrittenBlocks.h"
 
 namespace features::simulator {
 
@@ -68,7 +68,8 @@ CompletionEntry read(CommandContext& context) {
     Blocks blocks;
     CompletionEntry completion = dataBlocksOf(context, blocks);
     if (!completion.isSuccess()) return completion;
-    context.failingLba = firstUnreadable(context, {context.command.nsid, blocks.first, blocks.count});
+    context.failingLba =
+        firstUnreadable(context.description, context.state, {context.command.nsid, blocks.first, blocks.count});
     if (context.failingLba) return refusal(SC_UNRECOVERED_READ);
     if (context.media.read(context.command.nsid, blocks.first, blocks.count, blocks.withMetadata, context.data) != 0) {
         return refusal(SC_UNRECOVERED_READ);

@@ -3,9 +3,9 @@
 #include "features/nvme/Bytes.h"
 #include "features/nvme/NamespaceIds.h"
 #include "features/nvme/StatusCodes.h"
-#include "features/simulator/commands/UnreadableBlocks.h"
 #include "features/simulator/context/EventQueue.h"
 #include "features/simulator/logs/SelfTestLog.h"
+#include "features/simulator/store/RewrittenBlocks.h"
 
 namespace features::simulator {
 
@@ -31,7 +31,8 @@ std::optional<BlockRange> unreadableBlock(const CommandContext& context) {
     if (context.state.selfTest.code != CODE_EXTENDED) return std::nullopt;
     for (const auto& [nsid, part] : context.state.namespaces) {
         if (!isTested(context, nsid)) continue;
-        if (const auto block = firstUnreadable(context, {nsid, 0, part.size})) return BlockRange{nsid, *block, 1};
+        if (const auto block = firstUnreadable(context.description, context.state, {nsid, 0, part.size}))
+            return BlockRange{nsid, *block, 1};
     }
     return std::nullopt;
 }

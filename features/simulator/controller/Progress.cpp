@@ -5,11 +5,11 @@
 #include "features/simulator/commands/Firmware.h"
 #include "features/simulator/commands/Sanitize.h"
 #include "features/simulator/commands/SelfTest.h"
-#include "features/simulator/commands/UnreadableBlocks.h"
 #include "features/simulator/context/AsyncEvents.h"
 #include "features/simulator/context/EventQueue.h"
 #include "features/simulator/controller/EventRecorder.h"
 #include "features/simulator/logs/HealthLog.h"
+#include "features/simulator/store/RewrittenBlocks.h"
 
 namespace features::simulator {
 
@@ -41,7 +41,7 @@ void restartController(CommandContext& context) {
 }  // namespace
 
 bool catchUp(CommandContext& context) {
-    forgetRemovedFaults(context);
+    forgetRemovedFaults(context.description, context.state);
     const bool hasDeallocated = finishDeallocation(context);
     const bool hasTested = finishSelfTest(context);
     const bool hasSanitized = finishSanitize(context);
