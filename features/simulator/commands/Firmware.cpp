@@ -1,9 +1,5 @@
 #include "features/simulator/commands/Firmware.h"
 
-#include <boost/crc.hpp>
-
-#include <algorithm>
-#include <cstring>
 #include <optional>
 #include <string>
 
@@ -13,7 +9,7 @@
 #include "features/simulator/context/EventQueue.h"
 #include "features/simulator/context/Transfer.h"
 #include "features/simulator/store/FirmwareDownload.h"
-#include "features/simulator/store/PaddedText.h"
+#include "features/simulator/store/FirmwareImage.h"
 
 namespace features::simulator {
 
@@ -22,20 +18,6 @@ using namespace nvme;
 namespace {
 
 constexpr uint64_t GRANULARITY_BYTES = 4096;
-constexpr uint64_t MAX_IMAGE_BYTES = 16 << 20;
-
-// An image: a head of 128 bytes, anything after it.
-//    0  8  magic             12  4  CRC-32 of what follows byte 15      56  8  revision, filled up with blanks
-//    8  4  length in bytes   16 40  model number, the same              64  1  the reset it needs, a FirmwareReset
-constexpr char MAGIC[] = "NBSIMFW1";
-constexpr size_t MAGIC_BYTES = 8;
-constexpr size_t HEAD_BYTES = 128;
-constexpr size_t OFFSET_CHECKED = 16;
-constexpr size_t OFFSET_MODEL = 16;
-constexpr size_t MODEL_BYTES = 40;
-constexpr size_t OFFSET_REVISION = 56;
-constexpr size_t OFFSET_RESET = 64;
-
 // Commit Action.
 constexpr uint32_t ACTION_REPLACE = 0;
 constexpr uint32_t ACTION_ACTIVATE = 2;
@@ -48,37 +30,6 @@ using Piece = FirmwareDownload::Piece;
 
 bool overlap(const Piece& piece, uint64_t offset, uint64_t length) {
     return offset < piece.offset + piece.bytes.size() && piece.offset < offset + length;
-}
-
-struct Image {
-    std::string revision;
-    FirmwareReset reset = FirmwareReset::NONE;
-};
-
-std::string trimmed(const uint8_t* at, size_t size) {
-    const std::string text(reinterpret_cast<const char*>(at), size);
-    return text.substr(0, text.find_last_not_of(' ') + 1);
-}
-
-/// Empty: the pieces make no image for this model.
-std::optional<Image> readImage(std::vector<Piece> pieces, const std::string& modelNumber) {
-    std::sort(pieces.begin(), pieces.end(), [](const Piece& a, const Piece& b) { return a.offset < b.offset; });
-    std::vector<uint8_t> bytes;
-    for (const Piece& piece : pieces) {
-        if (piece.offset != bytes.size()) return std::nullopt;  // a gap
-        bytes.insert(bytes.end(), piece.bytes.begin(), piece.bytes.end());
-    }
-    const uint8_t* head = bytes.data();
-    if (bytes.size() < HEAD_BYTES || std::memcmp(head, MAGIC, MAGIC_BYTES) != 0 || le32(head + 8) != bytes.size()) {
-        return std::nullopt;
-    }
-    boost::crc_32_type crc;
-    crc.process_bytes(head + OFFSET_CHECKED, bytes.size() - OFFSET_CHECKED);
-    const Image image{trimmed(head + OFFSET_REVISION, REVISION_BYTES), static_cast<FirmwareReset>(head[OFFSET_RESET])};
-    const bool isValid = crc.checksum() == le32(head + 12) &&
-                         trimmed(head + OFFSET_MODEL, MODEL_BYTES) == modelNumber && !image.revision.empty() &&
-                         image.reset <= FirmwareReset::CONVENTIONAL;
-    return isValid ? std::optional(image) : std::nullopt;
 }
 
 /// What a completion says of the reset that the activation waits for. A controller level reset, which any reset is,
@@ -131,7 +82,7 @@ CompletionEntry activate(CommandContext& context, uint8_t slot, bool atOnce) {
 CompletionEntry replace(CommandContext& context, const std::vector<Piece>& pieces, uint8_t& slot) {
     if (slot == 0) slot = freeSlot(context);
     if (slot == 0 || (slot == 1 && context.model.isSlot1ReadOnly)) return INVALID_SLOT;
-    const std::optional<Image> image = readImage(pieces, context.description.shownModelNumber());
+    const std::optional<FirmwareImage> image = readFirmwareImage(pieces, context.description.shownModelNumber());
     if (!image) return INVALID_IMAGE;
     context.state.firmware.slots[slot - 1U] = image->revision;
     context.state.firmware.resets[slot - 1U] = static_cast<uint8_t>(image->reset);
@@ -155,7 +106,7 @@ CompletionEntry downloadFirmware(CommandContext& context) {
     const uint64_t length = (uint64_t{context.command.cdw10} + 1) * 4;
     const uint64_t offset = uint64_t{context.command.cdw11} * 4;
     const bool isAligned = offset % GRANULARITY_BYTES == 0;  // the last piece may be shorter
-    if (!isAligned || !fitsTransfer(context, length) || offset + length > MAX_IMAGE_BYTES) {
+    if (!isAligned || !fitsTransfer(context, length) || offset + length > MAX_FIRMWARE_BYTES) {
         return refusal(SC_INVALID_FIELD);
     }
     if (!hasData(context, length)) return dataTransferError();

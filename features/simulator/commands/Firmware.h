@@ -7,14 +7,6 @@
 
 namespace features::simulator {
 
-/// The reset that an image needs before it runs.
-enum class FirmwareReset : uint8_t {
-    NONE,
-    CONTROLLER,
-    SUBSYSTEM,
-    CONVENTIONAL,
-};
-
 /// The commands. An image that comes down lies in the file FILE_DOWNLOAD, piece after piece, until it is committed or
 /// the controller is reset; docs/simulated-drives.md describes an image.
 CompletionEntry downloadFirmware(CommandContext& context);
