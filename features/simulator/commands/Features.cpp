@@ -10,6 +10,7 @@
 #include "features/simulator/context/EventQueue.h"
 #include "features/simulator/context/FeatureValues.h"
 #include "features/simulator/context/Transfer.h"
+#include "features/simulator/context/UuidIndex.h"
 
 namespace features::simulator {
 
@@ -18,8 +19,6 @@ using namespace nvme;
 namespace {
 
 enum class Select : uint8_t { CURRENT, DEFAULT, SAVED, CAPABILITIES };
-
-constexpr uint8_t FIRST_VENDOR_FID = 0xC0;
 
 constexpr uint32_t EVERY_SENSOR = 0xF << 16;
 constexpr uint32_t SENSOR_1 = 0x1 << 16;
@@ -38,12 +37,6 @@ uint32_t dataBytesOf(const FeatureRow& row, uint32_t cdw11) {
 
 uint32_t capabilitiesOf(const FeatureRow& row) {
     return (row.isSaveable ? 1U : 0) | (row.isOfNamespace ? 2U : 0) | (row.isChangeable ? 4U : 0);
-}
-
-/// UUID Index: entry 1 of the OCP model's list goes with vendor specific features.
-bool isUuidIndex(const CommandContext& context, uint8_t fid) {
-    const uint32_t most = fid >= FIRST_VENDOR_FID && context.model.id == ModelId::OCP ? 1 : 0;
-    return context.command.cdw14 <= most;
 }
 
 bool hasDefinedBitsAlone(const SubmissionEntry& command, const DefinedBits& bits) {
@@ -88,7 +81,7 @@ CompletionEntry setFeatures(CommandContext& context) {
     const SubmissionEntry& command = context.command;
     const bool save = bit(command.cdw10, 31);
     const FeatureRow* row = findFeature(context, static_cast<uint8_t>(command.cdw10));
-    if (row == nullptr || !isUuidIndex(context, row->fid)) return refusal(SC_INVALID_FIELD);
+    if (row == nullptr || !isUuidIndexOf(context, row->fid)) return refusal(SC_INVALID_FIELD);
     FeatureValue value;
     CompletionEntry completion = checkSet(context, *row, save, value);
     if (!completion.isSuccess()) return completion;
@@ -113,7 +106,7 @@ CompletionEntry getFeatures(CommandContext& context) {
     const SubmissionEntry& command = context.command;
     const uint32_t select = command.cdw10 >> 8 & 7;
     const FeatureRow* row = findFeature(context, static_cast<uint8_t>(command.cdw10));
-    if (row == nullptr || !isUuidIndex(context, row->fid) || select > static_cast<uint32_t>(Select::CAPABILITIES)) {
+    if (row == nullptr || !isUuidIndexOf(context, row->fid) || select > static_cast<uint32_t>(Select::CAPABILITIES)) {
         return refusal(SC_INVALID_FIELD);
     }
     if (select != static_cast<uint32_t>(Select::CURRENT) && !context.model.hasOptions) return refusal(SC_INVALID_FIELD);

@@ -29,8 +29,6 @@ using namespace nvme;
 
 namespace {
 
-constexpr uint32_t VERSION_1_4 = 0x00010400;
-constexpr uint32_t VERSION_2_1 = 0x00020100;
 /// Of the NVM command set.
 constexpr uint32_t VERSION_OF_COMMAND_SET = 0x00010100;
 /// The only one.
@@ -62,7 +60,7 @@ void putIdentity(const CommandContext& c, IdentifyController& id) {
     id.cmic = c.model.id == ModelId::VELKO ? 1 : 0;  // two ports, with a bridge between them
     id.mdts = c.description.maxTransferKib == 0 ? 0 : log2Of(c.description.maxTransferKib / PAGE_KIB);
     id.cntlid = c.controllerId;
-    id.ver = isOfNvme21(c.model.id) ? VERSION_2_1 : VERSION_1_4;
+    id.ver = c.model.nvmeVersion;
     id.rtd3r = 500000;
     id.rtd3e = 2000000;
     // Namespace attribute, firmware activation and telemetry notices.
@@ -70,7 +68,7 @@ void putIdentity(const CommandContext& c, IdentifyController& id) {
               bitIf(c.description.supportsFirmwareUpdate, 9) | bitIf(c.description.supportsTelemetry, 10);
     // 128-bit host identifier, non-operational power state permissive mode, namespace granularity, UUID list.
     id.ctratt = uint32_t{bitIf(c.model.hasOptions, 0)} | bitIf(hasIdleStates(c.model), 1) |
-                bitIf(c.description.supportsNamespaceManagement, 7) | bitIf(c.model.id == ModelId::OCP, 9);
+                bitIf(c.description.supportsNamespaceManagement, 7) | bitIf(c.model.ocpUuidIndex != 0, 9);
     id.cntrltype = IO_CONTROLLER;
 }
 
@@ -250,7 +248,7 @@ CompletionEntry identifyDescriptors(CommandContext& c) {
     put(1, part->eui64);
     put(2, part->nguid);
     put(3, part->uuid);
-    if (isOfNvme21(c.model.id)) put(4, std::array<uint8_t, 1>{CSI_NVM});
+    if (isOfNvme2(c.model)) put(4, std::array<uint8_t, 1>{CSI_NVM});
     return {};
 }
 
@@ -285,10 +283,10 @@ CompletionEntry listGranularities(CommandContext& c) {
 }
 
 CompletionEntry listUuids(CommandContext& c) {
-    if (c.model.id != ModelId::OCP) return refusal(SC_INVALID_FIELD);
+    if (c.model.ocpUuidIndex == 0) return refusal(SC_INVALID_FIELD);
     UuidListEntry entry{};
     std::copy(std::begin(OCP_UUID), std::end(OCP_UUID), entry.uuid.begin());
-    putStructure(c.data.data() + sizeof entry, entry);  // the first of the list has the index 1
+    putStructure(c.data.data() + c.model.ocpUuidIndex * sizeof entry, entry);
     return {};
 }
 
@@ -337,7 +335,7 @@ struct CnsRow {
     bool usesNsid;
     bool usesControllerId;
     bool ofNamespaceManagement;
-    bool ofNvme21 = false;
+    bool ofNvme2 = false;
 };
 // clang-format off
 constexpr CnsRow STRUCTURES[] = {
@@ -377,7 +375,7 @@ CompletionEntry identify(CommandContext& context) {
     for (const CnsRow& row : STRUCTURES) {
         if (row.cns != (command.cdw10 & 0xFF)) continue;
         if (row.ofNamespaceManagement && !context.description.supportsNamespaceManagement) break;
-        if (row.ofNvme21 && !isOfNvme21(context.model.id)) break;
+        if (row.ofNvme2 && !isOfNvme2(context.model)) break;
         if (!row.usesNsid && command.nsid != 0) break;
         if (!row.usesControllerId && command.cdw10 >> 16 != 0) break;
         if (command.cdw11 != 0 || command.cdw14 != 0) break;  // NVM Set and UUID Index: of other structures

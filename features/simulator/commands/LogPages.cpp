@@ -11,6 +11,7 @@
 #include "features/simulator/context/ControllerIdentity.h"
 #include "features/simulator/context/DriveTables.h"
 #include "features/simulator/context/Transfer.h"
+#include "features/simulator/context/UuidIndex.h"
 
 namespace features::simulator {
 
@@ -36,10 +37,6 @@ bool hasFieldsOfModel(const CommandContext& context, const LogRequest& request) 
 /// The only one, of drives that have any.
 constexpr uint16_t ENDURANCE_GROUP = 1;
 
-bool isVendorLog(uint8_t lid) {
-    return lid >= FIRST_VENDOR_LID;
-}
-
 }  // namespace
 
 CompletionEntry getLogPage(CommandContext& context) {
@@ -55,9 +52,8 @@ CompletionEntry getLogPage(CommandContext& context) {
     const LogRow* row = findLog(context, lid);
     if (row == nullptr) return refusal(SC_INVALID_LOG_PAGE);
     if (!isReadable(context, lid)) return passingRefusal(SC_SANITIZE_IN_PROGRESS);
-    const uint32_t maxUuidIndex = isVendorLog(lid) && context.model.id == ModelId::OCP ? 1 : 0;
     const bool isOfController = command.nsid == 0 || command.nsid == NSID_ALL;
-    if (!isOfController || !hasFieldsOfModel(context, request) || command.cdw14 > maxUuidIndex ||
+    if (!isOfController || !hasFieldsOfModel(context, request) || !isUuidIndexOf(context, lid) ||
         (request.lsp & ~row->definedLsp) != 0 || request.lsi != (row->isOfGroup ? ENDURANCE_GROUP : 0) ||
         request.offset % 4 != 0 || !fitsTransfer(context, request.length)) {
         return refusal(SC_INVALID_FIELD);

@@ -42,6 +42,10 @@ struct Model {
     /// The log pages, features, fields and NVM commands that the NVMe Base Specification 1.4 leaves to the controller,
     /// and no key of the description turns on or off.
     bool hasOptions;
+    uint32_t nvmeVersion;  ///< VER
+    /// Where the UUID List has OCP's UUID, by which its log pages and features can be addressed; those before it are
+    /// the maker's. 0: the drive has no UUID List.
+    uint8_t ocpUuidIndex;
 };
 
 /// Temperatures that Host Controlled Thermal Management takes, in Kelvin: MNTMT and MXTMT.
@@ -62,6 +66,11 @@ inline constexpr uint32_t PERSISTENT_EVENT_LOG_64KIB = 4;
 /// Whether the drive may idle in a state in which it carries out no command.
 inline bool hasIdleStates(const Model& model) {
     return model.powerStates[model.powerStateCount - 1].isNonOperational;
+}
+
+/// Whether the drive has what NVMe 2.0 made mandatory.
+inline bool isOfNvme2(const Model& model) {
+    return model.nvmeVersion >= 0x00020000;
 }
 
 const Model& modelOf(ModelId id);
