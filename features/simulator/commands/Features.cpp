@@ -30,8 +30,10 @@ std::vector<uint32_t> selectorsOf(const FeatureRow& row, uint32_t cdw11) {
     return {selector & ~EVERY_SENSOR, (selector & ~EVERY_SENSOR) | SENSOR_1};
 }
 
-/// A Host Identifier of 8 bytes, or of 16 (EXHID).
+/// A Host Identifier of 8 bytes, or of 16 (EXHID); as many event types of Flexible Data Placement as are asked for.
 uint32_t dataBytesOf(const FeatureRow& row, uint32_t cdw11) {
+    constexpr uint32_t EVENT_TYPE_BYTES = 2;
+    if (row.fid == FID_FDP_EVENTS) return std::min(row.dataBytes, (cdw11 >> 16 & 0xFF) * EVENT_TYPE_BYTES);
     return row.fid == FID_HOST_IDENTIFIER && !bit(cdw11, 0) ? 8 : row.dataBytes;
 }
 

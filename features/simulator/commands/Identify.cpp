@@ -323,6 +323,15 @@ CompletionEntry identifyIndependentNamespace(CommandContext& c) {
     return {};
 }
 
+/// From the identifier in dword 11 on.
+CompletionEntry listEnduranceGroups(CommandContext& c) {
+    if (!isOfNvme21(c.model.id)) return refusal(SC_INVALID_FIELD);
+    if (c.command.cdw11 > ENDURANCE_GROUP) return {};
+    putLe16(c.data.data(), 1);
+    putLe16(c.data.data() + 2, ENDURANCE_GROUP);
+    return {};
+}
+
 /// The NVM command set alone.
 CompletionEntry listCommandSets(CommandContext& c) {
     c.data[0] = 1U << CSI_NVM;
@@ -336,6 +345,7 @@ struct CnsRow {
     bool usesControllerId;
     bool ofNamespaceManagement;
     bool ofNvme2 = false;
+    bool usesIdentifier = false;  ///< CNS Specific Identifier in dword 11
 };
 // clang-format off
 constexpr CnsRow STRUCTURES[] = {
@@ -352,6 +362,7 @@ constexpr CnsRow STRUCTURES[] = {
     {CNS_CONTROLLERS,           listControllers,            false, true,  true},
     {CNS_GRANULARITIES,         listGranularities,          false, false, true},
     {CNS_UUID_LIST,             listUuids,                  false, false, false},
+    {CNS_ENDURANCE_GROUP_LIST,  listEnduranceGroups,        false, false, false, true, true},
     {CNS_COMMAND_SET_COMBINATIONS, listCommandSets,         false, true,  false, true},
 };
 // clang-format on
@@ -378,7 +389,8 @@ CompletionEntry identify(CommandContext& context) {
         if (row.ofNvme2 && !isOfNvme2(context.model)) break;
         if (!row.usesNsid && command.nsid != 0) break;
         if (!row.usesControllerId && command.cdw10 >> 16 != 0) break;
-        if (command.cdw11 != 0 || command.cdw14 != 0) break;  // NVM Set and UUID Index: of other structures
+        if (!row.usesIdentifier && command.cdw11 != 0) break;
+        if (command.cdw14 != 0) break;  // UUID Index: of other structures
         context.data.assign(IDENTIFY_BYTES, 0);
         return row.run(context);
     }

@@ -74,6 +74,13 @@ TEST_F(DriveOfNvme21, HasOneGroupAndOneConfiguration) {
     EXPECT_EQ(status(admin(0x0A, 0, 0x1D, 2)), 0x4002) << "group 2";
     EXPECT_EQ(status(admin(0x09, 0, 0x1D, 1)), 0x410E) << "not changeable";
     EXPECT_EQ(run(admin(0x0A, 1, 0x1E, 0x00FF0000)).dword0 & 0xFF, 6U);
+    EXPECT_EQ(data.size(), 510U) << "as many event types as are asked for";
+    EXPECT_EQ(part(data, 0, 14), (Bytes{0x00, 0, 0x01, 0, 0x02, 0, 0x03, 0, 0x80, 0, 0x81, 0, 0, 0}));
+    EXPECT_EQ(run(admin(0x0A, 1, 0x1E, 0x00020000)).dword0 & 0xFF, 6U);
+    EXPECT_EQ(data, (Bytes{0x00, 0, 0x01, 0}));
+    EXPECT_EQ(part(identify(0x19), 0, 6), (Bytes{1, 0, 1, 0, 0, 0})) << "the list of endurance groups";
+    EXPECT_EQ(status(admin(0x06, 0, 0x19, 2)), 0);
+    EXPECT_EQ(data, Bytes(4096)) << "none from 2 on";
 }
 
 TEST_F(DriveOfNvme21, ShowsMoreThanSixteenFormatsToAHostThatKnowsOfThem) {
