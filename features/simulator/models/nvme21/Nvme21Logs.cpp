@@ -3,14 +3,12 @@
 #include <algorithm>
 #include <iterator>
 
-#include "features/nvme/FeatureIds.h"
 #include "features/nvme/LogPageIds.h"
 #include "features/nvme/Units.h"
 #include "features/nvme/structures/AggregateLog.h"
 #include "features/nvme/structures/DataPlacementLogs.h"
 #include "features/nvme/structures/EnduranceGroupLog.h"
 #include "features/nvme/structures/SmartHealthLog.h"
-#include "features/nvme/structures/SupportedFeaturesLog.h"
 #include "features/simulator/logs/HealthLog.h"
 #include "features/simulator/store/Namespaces.h"
 
@@ -64,40 +62,6 @@ CompletionEntry buildEnduranceGroup(CommandContext& context, const LogRequest&, 
 /// No group has an event.
 CompletionEntry buildGroupEvents(CommandContext&, const LogRequest&, Page& page) {
     page = bytesOf(AggregateLogHeader{});
-    return {};
-}
-
-/// FID Scope (FSP) of an entry of log page 12h.
-uint32_t scopeOf(const FeatureRow& row) {
-    constexpr uint32_t NAMESPACE = 1U << 20;
-    constexpr uint32_t CONTROLLER = 1U << 21;
-    constexpr uint32_t GROUP = 1U << 23;
-    constexpr uint32_t SUBSYSTEM = 1U << 25;
-    switch (row.fid) {
-        case FID_ENDURANCE_GROUP_EVENT:
-        case FID_FDP:
-            return GROUP;
-        case FID_SANITIZE_CONFIG:
-            return SUBSYSTEM;
-        default:
-            return row.isOfNamespace ? NAMESPACE : CONTROLLER;
-    }
-}
-
-CompletionEntry buildSupportedFeatures(CommandContext& context, const LogRequest&, Page& page) {
-    constexpr uint32_t SUPPORTED = 1;
-    SupportedFeaturesLog log{};
-    for (unsigned fid = 0; fid < std::size(log.entries); ++fid) {
-        const FeatureRow* row = findFeature(context, static_cast<uint8_t>(fid));
-        if (row != nullptr) log.entries[fid] = SUPPORTED | scopeOf(*row);
-    }
-    page = bytesOf(log);
-    return {};
-}
-
-/// Log page 13h, which LPA bit 5 promises with 00h and 12h: there is no Management Interface.
-CompletionEntry buildSupportedMiCommands(CommandContext&, const LogRequest&, Page& page) {
-    page.assign(SUPPORTED_MI_COMMANDS_BYTES, 0);
     return {};
 }
 
@@ -157,8 +121,6 @@ constexpr LogRow LOGS[] = {
     //                              supported  model       LSP build                         of a group
     {LID_ENDURANCE_GROUP,           nullptr, isOfNvme21, 0,  buildEnduranceGroup,          true},
     {LID_ENDURANCE_GROUP_AGGREGATE, nullptr, isOfNvme21, 0,  buildGroupEvents,             false},
-    {LID_SUPPORTED_FEATURES,        nullptr, isOfNvme21, 0,  buildSupportedFeatures,       false},
-    {LID_SUPPORTED_MI_COMMANDS,     nullptr, isOfNvme21, 0,  buildSupportedMiCommands,     false},
     {LID_FDP_CONFIGURATIONS,        nullptr, isOfNvme21, 0,  buildPlacementConfigurations, true},
     {LID_FDP_USAGE,                 nullptr, isOfNvme21, 0,  buildPlacementUsage,          true},
     {LID_FDP_STATISTICS,            nullptr, isOfNvme21, 0,  buildPlacementStatistics,     true},

@@ -4,8 +4,8 @@
 
 namespace features::simulator {
 
-/// Log pages of drives of the model nvme-2.1: those of the endurance group, of the features that the drive supports,
-/// and of Flexible Data Placement, in the order of their identifiers.
+/// Log pages of drives of the model nvme-2.1: those of the endurance group and of
+/// Flexible Data Placement, in the order of their identifiers.
 Rows<LogRow> nvme21Logs();
 
 }  // namespace features::simulator
