@@ -8,7 +8,8 @@ namespace {
 
 const FaultyCommand* findCommand(const std::vector<FaultyCommand>& list, const SubmissionEntry& command) {
     const auto row = std::find_if(list.begin(), list.end(), [&](const FaultyCommand& faulty) {
-        return faulty.isAdmin == command.isAdmin && (faulty.isAnyOpcode || faulty.opcode == command.opcode);
+        return !faulty.isAta && faulty.isAdmin == command.isAdmin &&
+               (faulty.isAnyOpcode || faulty.opcode == command.opcode);
     });
     return row == list.end() ? nullptr : &*row;
 }

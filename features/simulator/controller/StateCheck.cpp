@@ -146,7 +146,8 @@ constexpr struct {
 }  // namespace
 
 const char* impossibleIn(const DriveState& state) {
-    if (state.model > static_cast<uint8_t>(ModelId::NVME_2_1)) return "model";
+    const bool isKnown = state.model <= static_cast<uint8_t>(ModelId::SATA);
+    if (!isKnown || isSata(static_cast<ModelId>(state.model))) return "model";
     const Model& model = modelOf(static_cast<ModelId>(state.model));
     const auto* part = std::find_if(std::begin(PARTS), std::end(PARTS),
                                     [&](const auto& row) { return !row.isPossible(state, model); });

@@ -133,6 +133,8 @@ std::optional<BlockRange> parseBlock(const std::string& text) {
     return range && range->count == 1 ? range : std::nullopt;
 }
 
+constexpr uint32_t MAX_ERROR_REGISTER = 0xFF;
+
 /// What follows the opcode of a faulty command.
 enum class Argument { NONE, STATUS, MILLISECONDS };
 
@@ -153,7 +155,7 @@ std::optional<uint32_t> parseArgument(const std::string& text, Argument argument
     return std::nullopt;
 }
 
-/// "admin 0x06", "io all", and with an argument "admin 0x80 0x10A".
+/// "admin 0x06", "io all", "ata 0xEC", and with an argument "admin 0x80 0x10A".
 std::optional<FaultyCommand> parseCommand(const std::string& text, Argument argument) {
     std::istringstream in(text);
     std::string queue;
@@ -161,13 +163,15 @@ std::optional<FaultyCommand> parseCommand(const std::string& text, Argument argu
     std::string value;
     std::string more;
     in >> queue >> opcodeText >> value;
-    if ((queue != "admin" && queue != "io") || in >> more) return std::nullopt;
+    if ((queue != "admin" && queue != "io" && queue != "ata") || in >> more) return std::nullopt;
     const bool isAny = opcodeText == "all";
     const auto opcode = isAny ? std::optional<uint8_t>(0) : parseNumber<uint8_t>(opcodeText);
     const std::optional<uint32_t> number = parseArgument(value, argument);
     if (!opcode || !number) return std::nullopt;
     FaultyCommand command;
     command.isAdmin = queue == "admin";
+    command.isAta = queue == "ata";
+    if (command.isAta && argument == Argument::STATUS && *number > MAX_ERROR_REGISTER) return std::nullopt;
     command.opcode = *opcode;
     command.isAnyOpcode = isAny;
     if (argument == Argument::STATUS) command.statusField = static_cast<uint16_t>(*number);
@@ -190,10 +194,15 @@ std::string hex(uint64_t value, unsigned digits) {
     return nvme::hexText(value, digits);
 }
 
+std::string queueText(const FaultyCommand& command) {
+    if (command.isAta) return "ata ";
+    return command.isAdmin ? "admin " : "io ";
+}
+
 std::string commandsText(const std::vector<FaultyCommand>& commands, Argument argument) {
     std::string text;
     for (const FaultyCommand& command : commands) {
-        text += std::string(text.empty() ? "" : ", ") + (command.isAdmin ? "admin " : "io ");
+        text += std::string(text.empty() ? "" : ", ") + queueText(command);
         text += command.isAnyOpcode ? "all" : hex(command.opcode, 2);
         if (argument == Argument::STATUS) text += " " + hex(command.statusField, 3);
         if (argument == Argument::MILLISECONDS) text += " " + std::to_string(command.delayMs);
@@ -236,6 +245,9 @@ bool takeModel(const std::string& text, Description& description) {
     return model != nullptr;
 }
 
+/// Which drives have a key.
+enum class Kind : uint8_t { ANY, NVME, SATA };
+
 /// One key of the description: what it is for, how it is read and written, what it takes.
 struct KeyRow {
     const char* section;
@@ -248,7 +260,19 @@ struct KeyRow {
     // Of a fault, for the help of nimbrel-simdrive.
     const char* example = nullptr;
     const char* help = nullptr;
+    Kind kind = Kind::ANY;
+
+    bool isOf(ModelId model) const { return kind == Kind::ANY || (kind == Kind::SATA) == isSata(model); }
 };
+
+constexpr KeyRow ofNvme(KeyRow row) {
+    row.kind = Kind::NVME;
+    return row;
+}
+constexpr KeyRow ofSata(KeyRow row) {
+    row.kind = Kind::SATA;
+    return row;
+}
 
 using D = Description;
 using Text = const std::string&;
@@ -276,9 +300,9 @@ constexpr KeyRow switchRow(const char* key, const char* explanation) {
 // clang-format off
 const KeyRow KEYS[] = {
     // The first is read first, and sets the defaults of the others.
-    {"drive", "model", true, "\"velko\", \"ocp\", \"nvme-1.4\" or \"nvme-2.1\"",
+    {"drive", "model", true, "\"velko\", \"ocp\", \"nvme-1.4\", \"nvme-2.1\" or \"sata\"",
      "The kind of drive: velko (the maker's vendor features), ocp (OCP Datacenter NVMe SSD 2.0), "
-     "nvme-1.4 (nothing optional) or nvme-2.1 (much of what NVMe 2.0 and 2.1 added).",
+     "nvme-1.4 (nothing optional), nvme-2.1 (much of what NVMe 2.0 and 2.1 added) or sata (a SATA SSD).",
      [](Text text, D& d) { return takeModel(text, d); },
      [](const D& d) { return std::string(modelOf(d.model).name); }},
     {"drive", "serial-number", true, "1 to 20 visible characters", "",
@@ -288,10 +312,10 @@ const KeyRow KEYS[] = {
      "The model number that the drive shows; nothing: that of its model.",
      [](Text text, D& d) { return take(parseModelNumber(text), d.modelNumber); },
      [](const D& d) { return d.modelNumber; }},
-    {"drive", "controllers", false, "1 or 2",
+    ofNvme({"drive", "controllers", false, "1 or 2",
      "Controllers of the NVM subsystem; two have a port each, and report Asymmetric Namespace Access.",
      [](Text text, D& d) { return take(parseControllers(text), d.hasTwoControllers); },
-     [](const D& d) { return std::to_string(d.controllerCount()); }},
+     [](const D& d) { return std::to_string(d.controllerCount()); }}),
     {"drive", "size", true, "1 MiB to 8 TiB, for instance \"16 GiB\"",
      "What all namespaces together may take: bytes, or with KiB, MiB, GiB, TiB, KB, MB, GB, TB.",
      [](Text text, D& d) { return take(parseDriveSize(text), d.sizeBytes); },
@@ -301,28 +325,32 @@ const KeyRow KEYS[] = {
      "nothing: it goes with the machine's.",
      [](Text text, D& d) { return takeOptional(text, parseClock, d.clockMs); },
      [](const D& d) { return d.clockMs ? std::to_string(*d.clockMs) : ""; }},
-    switchRow<&D::supportsFormat>("format", "Optional commands and logs: yes or no."),
-    switchRow<&D::supportsNamespaceManagement>("namespace-management", ""),
+    ofNvme(switchRow<&D::supportsFormat>("format", "Optional commands and logs: yes or no.")),
+    ofNvme(switchRow<&D::supportsNamespaceManagement>("namespace-management", "")),
     switchRow<&D::supportsSanitize>("sanitize", ""),
     switchRow<&D::supportsSelfTest>("self-test", ""),
     switchRow<&D::supportsFirmwareUpdate>("firmware-update", ""),
     switchRow<&D::supportsTelemetry>("telemetry", ""),
-    switchRow<&D::supportsPersistentEventLog>("persistent-event-log", ""),
-    {"supports", "max-namespaces", false, "1 to 1024", "",
+    ofNvme(switchRow<&D::supportsPersistentEventLog>("persistent-event-log", "")),
+    ofNvme({"supports", "max-namespaces", false, "1 to 1024", "",
      [](Text text, D& d) { return take(parseNamespaceCount(text), d.maxNamespaces); },
-     [](const D& d) { return std::to_string(d.maxNamespaces); }},
-    {"supports", "max-transfer-kib", false, "0 or a power of two from 8 to 16384",
+     [](const D& d) { return std::to_string(d.maxNamespaces); }}),
+    ofNvme({"supports", "max-transfer-kib", false, "0 or a power of two from 8 to 16384",
      "The most data that one command carries; 0: no limit.",
      [](Text text, D& d) { return take(parseTransfer(text), d.maxTransferKib); },
-     [](const D& d) { return std::to_string(d.maxTransferKib); }},
+     [](const D& d) { return std::to_string(d.maxTransferKib); }}),
+    ofSata(switchRow<&D::supportsAccessibleMaxAddress>("accessible-max-address",
+     "The maximum LBA is set by ACCESSIBLE MAX ADDRESS; no: by the Host Protected Area feature set.")),
+    ofSata(switchRow<&D::supportsFirmwarePieces>("firmware-pieces",
+     "DOWNLOAD MICROCODE takes an image in pieces; no: in one command alone.")),
     numberRow<&D::shortSelfTestSeconds>("short-self-test-seconds", "a number of seconds", "How long things take."),
     numberRow<&D::extendedSelfTestSeconds>("extended-self-test-seconds", "a number of seconds", ""),
     numberRow<&D::sanitizeSeconds>("sanitize-seconds", "a number of seconds", ""),
-    {"faults", "critical-warning", false, "0x00 to 0xFF",
+    ofNvme({"faults", "critical-warning", false, "0x00 to 0xFF",
      "Bits of the Critical Warning field of the SMART log that are set.",
      [](Text text, D& d) { return take(parseNumber<uint8_t>(text), d.faults.criticalWarning); },
      [](const D& d) { return hex(d.faults.criticalWarning, 2); },
-     "0x01", "bits of the SMART log's field"},
+     "0x01", "bits of the SMART log's field"}),
     {"faults", "temperature", false, "-100 to 200, or nothing",
      "The composite temperature in degrees Celsius; nothing: the true one.",
      [](Text text, D& d) { return takeOptional(text, parseTemperature, d.faults.temperatureCelsius); },
@@ -344,7 +372,8 @@ const KeyRow KEYS[] = {
      [](const D& d) { return d.faults.selfTestFailure ? mediaErrorsText({*d.faults.selfTestFailure}) : ""; },
      "1:1000", "the block at which a self-test fails"},
     {"faults", "fail", false, "commands like \"admin 0x80 0x10A\"",
-     "Commands that fail, undone: queue, opcode or \"all\", status (code in bits 7:0, type in 10:8).",
+     "Commands that fail, undone: queue (admin, io; ata of a SATA drive), opcode or \"all\", "
+     "status (code in bits 7:0, type in 10:8; ata: the register ERROR).",
      [](Text text, D& d) { return take(parseCommands(text, Argument::STATUS), d.faults.fail); },
      [](const D& d) { return commandsText(d.faults.fail, Argument::STATUS); },
      "\"admin 0x80 0x10A\"", "a command, by opcode, and how it ends"},
@@ -363,12 +392,32 @@ const KeyRow KEYS[] = {
      [](Text text, D& d) { return take(parseCommands(text, Argument::NONE), d.faults.powerLoss); },
      [](const D& d) { return commandsText(d.faults.powerLoss, Argument::NONE); },
      "\"io 0x01\"", "a command over which the power fails"},
-    {"faults", "ana", false, "states like \"1:all inaccessible, 2:1 non-optimized\"",
+    ofNvme({"faults", "ana", false, "states like \"1:all inaccessible, 2:1 non-optimized\"",
      "States of ANA groups on a controller, CONTROLLER:GROUP or CONTROLLER:all: optimized, non-optimized, "
      "inaccessible, persistent-loss or change. The group of a namespace is its identifier.",
      [](Text text, D& d) { return take(parseAnaFaults(text), d.faults.ana); },
      [](const D& d) { return anaFaultsText(d.faults.ana); },
-     "\"2:all inaccessible\"", "states of namespaces on a controller"},
+     "\"2:all inaccessible\"", "states of namespaces on a controller"}),
+    ofSata({"faults", "attributes", false, "attributes like \"5 raw 100, 177 value 3\"",
+     "SMART attributes by number, and what their value, worst or raw value shows.",
+     [](Text text, D& d) { return take(parseAttributeFaults(text), d.faults.attributes); },
+     [](const D& d) { return attributeFaultsText(d.faults.attributes); },
+     "\"5 raw 100, 177 value 3\"", "SMART attributes of a SATA drive"}),
+    ofSata({"faults", "frozen", false, "\"yes\" or \"no\"",
+     "The firmware of the host froze the security feature set at boot.",
+     [](Text text, D& d) { return take(parseBool(text), d.faults.isFrozen); },
+     [](const D& d) { return boolText(d.faults.isFrozen); },
+     "yes", "the security feature set is frozen"}),
+    ofSata({"faults", "locked", false, "\"yes\" or \"no\"",
+     "The drive is locked by a password that is not known.",
+     [](Text text, D& d) { return take(parseBool(text), d.faults.isLocked); },
+     [](const D& d) { return boolText(d.faults.isLocked); },
+     "yes", "locked by an unknown password"}),
+    ofSata({"faults", "lost-registers", false, "\"yes\" or \"no\"",
+     "The drive's registers do not reach the host, as through some USB bridges.",
+     [](Text text, D& d) { return take(parseBool(text), d.faults.losesRegisters); },
+     [](const D& d) { return boolText(d.faults.losesRegisters); },
+     "yes", "its registers do not come back"}),
     {"faults", "gone", false, "\"yes\" or \"no\"",
      "The drive has vanished: it is listed and does not answer.",
      [](Text text, D& d) { return take(parseBool(text), d.faults.isGone); },
@@ -379,6 +428,25 @@ const KeyRow KEYS[] = {
 
 Status wrong(const std::string& message) {
     return Status(CATEGORY_OS, EINVAL, message);
+}
+
+/// A value that drives of the model do not have, where it is not the default.
+Status checkKind(const Description& description) {
+    Description defaults;
+    defaults.setModel(description.model);
+    for (const KeyRow& row : KEYS) {
+        if (!row.isOf(description.model) && row.write(description) != row.write(defaults))
+            return wrong(std::string("\"") + row.key + "\" is not for drives of the model \"" +
+                         modelOf(description.model).name + "\".");
+    }
+    const Faults& faults = description.faults;
+    for (const auto* commands : {&faults.fail, &faults.slow, &faults.hang, &faults.powerLoss}) {
+        for (const FaultyCommand& command : *commands) {
+            if (command.isAta != isSata(description.model))
+                return wrong("Faulty commands of a SATA drive begin with \"ata\", of others with \"admin\" or \"io\".");
+        }
+    }
+    return Status();
 }
 
 /// The first key that no row has.
@@ -428,6 +496,7 @@ Result<Description> parseTree(const boost::property_tree::ptree& tree) {
         ++keysRead;
     }
     RETURN_IF_FAILED(checkKeys(tree, keysRead));
+    RETURN_IF_FAILED(checkKind(description));
     if (!description.faults.ana.empty() && !description.hasTwoControllers)
         return wrong("\"ana\" needs a drive with \"controllers\" 2 in [drive].");
     return description;
@@ -466,9 +535,11 @@ Result<Description> Description::parse(const std::string& text) {
 }
 
 std::string Description::toText() const {
-    std::string text = "; A simulated NVMe drive. Changes count from the next command on.\n";
+    std::string text = isSata(model) ? "; A simulated SATA drive." : "; A simulated NVMe drive.";
+    text += " Changes count from the next command on.\n";
     std::string section;
     for (const KeyRow& row : KEYS) {
+        if (!row.isOf(model)) continue;
         if (section != row.section) text += std::string("\n[") + row.section + "]\n";
         section = row.section;
         if (*row.explanation != 0) text += std::string("; ") + row.explanation + "\n";

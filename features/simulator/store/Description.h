@@ -35,6 +35,8 @@ struct Description {
     bool supportsFirmwareUpdate = true;
     bool supportsTelemetry = true;
     bool supportsPersistentEventLog = true;
+    bool supportsAccessibleMaxAddress = true;  ///< of a SATA drive; otherwise it has a host protected area
+    bool supportsFirmwarePieces = true;        ///< of a SATA drive; otherwise it takes a whole image alone
     uint32_t maxNamespaces = 16;
     uint32_t maxTransferKib = 512;  ///< a power of two from 8 on; 0: no limit
     uint32_t shortSelfTestSeconds = 10;

@@ -30,6 +30,10 @@ constexpr Model MODELS[] = {
           {9, 192, 3}, {12, 192, 1}, {9, 200, 3}, {12, 200, 1}, {9, 208, 3}, {12, 208, 1}, {9, 216, 3}, {12, 216, 1},
           {9, 224, 3}, {12, 224, 1}, {9, 232, 3}, {12, 232, 1}, {9, 240, 3}, {12, 240, 1}, {9, 248, 3}, {12, 248, 1}},
      2, {{1500, false, 0, 0}, {900, false, 0, 0}}, true, 0x00020100, 0},
+    // The identifiers, firmware slots but one, power states and version are of NVMe.
+    {ModelId::SATA, "sata", "Simulated SATA SSD", "TSIM0100", 0xFADE, 0xFADE, 0x02564C, 1, false, true, 343, 358, 64,
+     1, {{9, 0, 0}},
+     1, {{500, false, 0, 0}}, true, 0x00010400, 0},
 };
 // clang-format on
 

@@ -26,6 +26,7 @@ const DriveTables& tablesOf(ModelId model) {
         case ModelId::NVME_2_1:
             return NVME_2_1;
         case ModelId::NVME_1_4:
+        case ModelId::SATA:  // has no controller, see isSata()
             break;
     }
     return NVME_1_4;

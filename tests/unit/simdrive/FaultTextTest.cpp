@@ -19,6 +19,10 @@ TEST(FaultText, KnowsEachKind) {
                                   {"hang", ""},
                                   {"power-loss", ""},
                                   {"ana", ""},
+                                  {"attributes", ""},
+                                  {"frozen", "no"},
+                                  {"locked", "no"},
+                                  {"lost-registers", "no"},
                                   {"gone", "no"}}));
 }
 
@@ -35,6 +39,11 @@ TEST(FaultText, ExplainsTheOptionOfEachKind) {
               "      --hang \"admin 0x06\"           a command that is never answered\n"
               "      --power-loss \"io 0x01\"        a command over which the power fails\n"
               "      --ana \"2:all inaccessible\"    states of namespaces on a controller\n"
+              "      --attributes \"5 raw 100, 177 value 3\"\n"
+              "                                    SMART attributes of a SATA drive\n"
+              "      --frozen yes                  the security feature set is frozen\n"
+              "      --locked yes                  locked by an unknown password\n"
+              "      --lost-registers yes          its registers do not come back\n"
               "      --gone yes                    the drive has vanished\n");
 }
 

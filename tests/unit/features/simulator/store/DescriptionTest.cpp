@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <set>
+
 #include "features/simulator/store/Description.h"
 #include "features/simulator/store/FaultKinds.h"
 
@@ -10,6 +12,7 @@ using features::simulator::ModelId;
 namespace {
 
 const std::string WHO = "[drive]\nmodel = velko\nserial-number = S1\nsize = 1 GiB\n";
+const std::string SATA = "[drive]\nmodel = sata\nserial-number = S1\nsize = 1 GiB\n";
 
 std::string parsed(const std::string& text) {
     return statusOf(Description::parse(text)).getMessage();
@@ -21,7 +24,7 @@ TEST(DescriptionOfASimulatedDrive, IsReadAndWritten) {
         "\n"
         "[drive]\n"
         "; The kind of drive: velko (the maker's vendor features), ocp (OCP Datacenter NVMe SSD 2.0), nvme-1.4 "
-        "(nothing optional) or nvme-2.1 (much of what NVMe 2.0 and 2.1 added).\n"
+        "(nothing optional), nvme-2.1 (much of what NVMe 2.0 and 2.1 added) or sata (a SATA SSD).\n"
         "model = ocp\n"
         "serial-number = S-1\n"
         "; The model number that the drive shows; nothing: that of its model.\n"
@@ -62,7 +65,8 @@ TEST(DescriptionOfASimulatedDrive, IsReadAndWritten) {
         "media-errors = 1:100-107, 2:500\n"
         "; The block at which a self-test of its namespace fails: NAMESPACE:BLOCK.\n"
         "self-test-failure = 1:1000\n"
-        "; Commands that fail, undone: queue, opcode or \"all\", status (code in bits 7:0, type in 10:8).\n"
+        "; Commands that fail, undone: queue (admin, io; ata of a SATA drive), opcode or \"all\", "
+        "status (code in bits 7:0, type in 10:8; ata: the register ERROR).\n"
         "fail = admin 0x80 0x10A, io 0x02 0x281\n"
         "; Commands that are answered late: queue, opcode or \"all\", milliseconds.\n"
         "slow = admin 0x06 500, io all 3600000\n"
@@ -115,6 +119,7 @@ TEST(DescriptionOfASimulatedDrive, HasDefaults) {
 }
 
 TEST(DescriptionOfASimulatedDrive, IsRefusedWithTheReason) {
+    constexpr const char* WRONG_ATTRIBUTES = "\"attributes\" takes attributes like \"5 raw 100, 177 value 3\".";
     constexpr const char* WRONG_ANA = "\"ana\" takes states like \"1:all inaccessible, 2:1 non-optimized\".";
     const struct {
         std::string text;
@@ -168,6 +173,20 @@ TEST(DescriptionOfASimulatedDrive, IsRefusedWithTheReason) {
          "\"smart\" takes fields like \"percentage-used 95, power-on-hours 43800\"."},
         {WHO + "[faults]\nsmart = available-spare 1, available-spare 1\n",
          "\"smart\" takes fields like \"percentage-used 95, power-on-hours 43800\"."},
+        {SATA + "controllers = 2\n", "\"controllers\" is not for drives of the model \"sata\"."},
+        {SATA + "[faults]\nana = 1:1 optimized\n", "\"ana\" is not for drives of the model \"sata\"."},
+        {WHO + "[faults]\nfrozen = yes\n", "\"frozen\" is not for drives of the model \"velko\"."},
+        {WHO + "[faults]\nhang = ata 0xEC\n",
+         "Faulty commands of a SATA drive begin with \"ata\", of others with \"admin\" or \"io\"."},
+        {SATA + "[faults]\nslow = io all 5\n",
+         "Faulty commands of a SATA drive begin with \"ata\", of others with \"admin\" or \"io\"."},
+        {SATA + "[faults]\nfail = ata 0xEC 0x100\n", "\"fail\" takes commands like \"admin 0x80 0x10A\"."},
+        {SATA + "[faults]\nattributes = 5 raw 281474976710656\n", WRONG_ATTRIBUTES},
+        {SATA + "[faults]\nattributes = 5 value 256\n", WRONG_ATTRIBUTES},
+        {SATA + "[faults]\nattributes = 0 value 1\n", WRONG_ATTRIBUTES},
+        {SATA + "[faults]\nattributes = 5 value 1, 5 value 2\n", WRONG_ATTRIBUTES},
+        {SATA + "[faults]\nattributes = 5 flags 1\n", WRONG_ATTRIBUTES},
+        {SATA + "[faults]\nattributes = 5 raw 1 2\n", WRONG_ATTRIBUTES},
         {WHO + "controllers = 3\n", "\"controllers\" takes 1 or 2."},
         {WHO + "[faults]\nana = 1:1 change\n", "\"ana\" needs a drive with \"controllers\" 2 in [drive]."},
         {WHO + "controllers = 2\n[faults]\nana = 3:1 change\n", WRONG_ANA},
@@ -192,13 +211,20 @@ TEST(DescriptionOfASimulatedDrive, IsRefusedWithTheReason) {
 }
 
 TEST(DescriptionOfASimulatedDrive, HasAKindOfFaultForEachKeyOfTheSection) {
-    const std::string text = Description().toText();
-    const std::string section = text.substr(text.find("[faults]"));
-    size_t keys = 0;
-    for (size_t at = section.find(" ="); at != std::string::npos; at = section.find(" =", at + 1)) ++keys;
-    const auto kinds = features::simulator::faultKinds();
-    EXPECT_EQ(kinds.size(), keys);
-    for (const auto& kind : kinds) EXPECT_NE(section.find(std::string("\n") + kind.key + " ="), std::string::npos);
+    Description sata;
+    sata.setModel(ModelId::SATA);
+    std::set<std::string> keys;
+    for (const Description& description : {Description(), sata}) {
+        const std::string text = description.toText();
+        size_t at = text.find("[faults]");
+        while ((at = text.find(" =", at + 1)) != std::string::npos) {
+            const size_t line = text.rfind('\n', at) + 1;
+            keys.insert(text.substr(line, at - line));
+        }
+    }
+    std::set<std::string> kinds;
+    for (const auto& kind : features::simulator::faultKinds()) kinds.insert(kind.key);
+    EXPECT_EQ(kinds, keys);
 }
 
 }  // namespace
