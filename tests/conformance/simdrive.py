@@ -429,6 +429,7 @@ class Faults(SimdriveTestCase):
                 ("--self-test-failure", "1000", '"self-test-failure" takes a block like "1:1000", or nothing.'),
                 ("--slow", "io all", '"slow" takes commands like "admin 0x06 500", at most 3600000.'),
                 ("--ana", "2:1 inaccessible", '"ana" needs a drive with "controllers" 2 in [drive].'),
+                ("--tcg", "locked", '"tcg" needs a drive with "security" yes in [supports].'),
                 ("--ana", "2:1 dead", '"ana" takes states like "1:all inaccessible, 2:1 non-optimized".'),
                 ("--gone", "true", '"gone" takes "yes" or "no".')):
             with self.subTest(option):

@@ -219,6 +219,27 @@ std::string mediaErrorsText(const std::vector<BlockRange>& ranges) {
     return text;
 }
 
+struct TcgName {
+    const char* name;
+    TcgState state;
+};
+constexpr TcgName TCG_STATES[] = {
+    {"inactive", TcgState::INACTIVE},
+    {"unlocked", TcgState::UNLOCKED},
+    {"locked", TcgState::LOCKED},
+    {"shadowed", TcgState::SHADOWED},
+};
+
+std::optional<TcgState> parseTcgState(const std::string& text) {
+    const auto* row =
+        std::find_if(std::begin(TCG_STATES), std::end(TCG_STATES), [&](const TcgName& r) { return text == r.name; });
+    return row == std::end(TCG_STATES) ? std::nullopt : std::optional(row->state);
+}
+
+std::string tcgStateText(TcgState state) {
+    return TCG_STATES[static_cast<size_t>(state)].name;
+}
+
 std::string boolText(bool value) {
     return value ? "yes" : "no";
 }
@@ -339,6 +360,7 @@ const KeyRow KEYS[] = {
      "The most data that one command carries; 0: no limit.",
      [](Text text, D& d) { return take(parseTransfer(text), d.maxTransferKib); },
      [](const D& d) { return std::to_string(d.maxTransferKib); }}),
+    switchRow<&D::supportsSecurity>("security", "Self-encrypting, with TCG's Level 0 Discovery."),
     ofSata(switchRow<&D::supportsAccessibleMaxAddress>("accessible-max-address",
      "The maximum LBA is set by ACCESSIBLE MAX ADDRESS; no: by the Host Protected Area feature set.")),
     ofSata(switchRow<&D::supportsFirmwarePieces>("firmware-pieces",
@@ -398,6 +420,11 @@ const KeyRow KEYS[] = {
      [](Text text, D& d) { return take(parseAnaFaults(text), d.faults.ana); },
      [](const D& d) { return anaFaultsText(d.faults.ana); },
      "\"2:all inaccessible\"", "states of namespaces on a controller"}),
+    {"faults", "tcg", false, "\"inactive\", \"unlocked\", \"locked\" or \"shadowed\"",
+     "How the owner of a self-encrypting drive left it (TCG); shadowed: locked, with a shadow MBR.",
+     [](Text text, D& d) { return take(parseTcgState(text), d.faults.tcg); },
+     [](const D& d) { return tcgStateText(d.faults.tcg); },
+     "locked", "locked by its owner (TCG)"},
     ofSata({"faults", "attributes", false, "attributes like \"5 raw 100, 177 value 3\"",
      "SMART attributes by number, and what their value, worst or raw value shows.",
      [](Text text, D& d) { return take(parseAttributeFaults(text), d.faults.attributes); },
@@ -499,6 +526,8 @@ Result<Description> parseTree(const boost::property_tree::ptree& tree) {
     RETURN_IF_FAILED(checkKind(description));
     if (!description.faults.ana.empty() && !description.hasTwoControllers)
         return wrong("\"ana\" needs a drive with \"controllers\" 2 in [drive].");
+    if (description.faults.tcg != TcgState::INACTIVE && !description.supportsSecurity)
+        return wrong("\"tcg\" needs a drive with \"security\" yes in [supports].");
     return description;
 }
 

@@ -35,6 +35,7 @@ struct Description {
     bool supportsFirmwareUpdate = true;
     bool supportsTelemetry = true;
     bool supportsPersistentEventLog = true;
+    bool supportsSecurity = false;             ///< TCG's security protocol, of a self-encrypting drive
     bool supportsAccessibleMaxAddress = true;  ///< of a SATA drive; otherwise it has a host protected area
     bool supportsFirmwarePieces = true;        ///< of a SATA drive; otherwise it takes a whole image alone
     uint32_t maxNamespaces = 16;

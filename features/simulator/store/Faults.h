@@ -8,6 +8,7 @@
 #include "features/simulator/store/AttributeFaults.h"
 #include "features/simulator/store/DriveState.h"
 #include "features/simulator/store/SmartFaults.h"
+#include "features/simulator/store/TcgState.h"
 
 namespace features::simulator {
 
@@ -34,6 +35,7 @@ struct Faults {
     std::vector<FaultyCommand> hang;            ///< commands that are never answered, undone
     std::vector<FaultyCommand> powerLoss;       ///< commands over which the drive loses its power, undone
     std::vector<AnaFault> ana;                  ///< states of ANA groups; on a drive with two controllers alone
+    TcgState tcg = TcgState::INACTIVE;          ///< how the owner of a self-encrypting drive left it
     // Of a SATA drive.
     std::vector<AttributeFault> attributes;  ///< SMART attributes instead of the true ones
     bool isFrozen = false;                   ///< the host's firmware froze the security feature set at boot

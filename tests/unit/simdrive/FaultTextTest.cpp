@@ -19,6 +19,7 @@ TEST(FaultText, KnowsEachKind) {
                                   {"hang", ""},
                                   {"power-loss", ""},
                                   {"ana", ""},
+                                  {"tcg", "inactive"},
                                   {"attributes", ""},
                                   {"frozen", "no"},
                                   {"locked", "no"},
@@ -39,6 +40,7 @@ TEST(FaultText, ExplainsTheOptionOfEachKind) {
               "      --hang \"admin 0x06\"           a command that is never answered\n"
               "      --power-loss \"io 0x01\"        a command over which the power fails\n"
               "      --ana \"2:all inaccessible\"    states of namespaces on a controller\n"
+              "      --tcg locked                  locked by its owner (TCG)\n"
               "      --attributes \"5 raw 100, 177 value 3\"\n"
               "                                    SMART attributes of a SATA drive\n"
               "      --frozen yes                  the security feature set is frozen\n"

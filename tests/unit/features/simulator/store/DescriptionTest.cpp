@@ -49,6 +49,8 @@ TEST(DescriptionOfASimulatedDrive, IsReadAndWritten) {
         "max-namespaces = 16\n"
         "; The most data that one command carries; 0: no limit.\n"
         "max-transfer-kib = 512\n"
+        "; Self-encrypting, with TCG's Level 0 Discovery.\n"
+        "security = yes\n"
         "; How long things take.\n"
         "short-self-test-seconds = 10\n"
         "extended-self-test-seconds = 60\n"
@@ -77,6 +79,8 @@ TEST(DescriptionOfASimulatedDrive, IsReadAndWritten) {
         "; States of ANA groups on a controller, CONTROLLER:GROUP or CONTROLLER:all: optimized, non-optimized, "
         "inaccessible, persistent-loss or change. The group of a namespace is its identifier.\n"
         "ana = 1:1 optimized, 1:all non-optimized, 2:1 inaccessible, 2:2 persistent-loss, 2:4294967295 change\n"
+        "; How the owner of a self-encrypting drive left it (TCG); shadowed: locked, with a shadow MBR.\n"
+        "tcg = shadowed\n"
         "; The drive has vanished: it is listed and does not answer.\n"
         "gone = yes\n";
     const auto read = Description::parse(text);
@@ -106,7 +110,83 @@ TEST(DescriptionOfASimulatedDrive, IsReadAndWritten) {
     EXPECT_EQ(anaStateOf(description.faults.ana, 1, 1), AnaState::NON_OPTIMIZED) << "the last that names it";
     EXPECT_EQ(anaStateOf(description.faults.ana, 2, 2), AnaState::PERSISTENT_LOSS);
     EXPECT_EQ(anaStateOf(description.faults.ana, 2, 3), AnaState::OPTIMIZED);
+    EXPECT_EQ(description.faults.tcg, features::simulator::TcgState::SHADOWED);
     EXPECT_EQ(description.toText(), text);
+}
+
+TEST(DescriptionOfASimulatedDrive, OfASataDriveHasItsOwnKeys) {
+    const std::string text =
+        "; A simulated SATA drive. Changes count from the next command on.\n"
+        "\n"
+        "[drive]\n"
+        "; The kind of drive: velko (the maker's vendor features), ocp (OCP Datacenter NVMe SSD 2.0), nvme-1.4 "
+        "(nothing optional), nvme-2.1 (much of what NVMe 2.0 and 2.1 added) or sata (a SATA SSD).\n"
+        "model = sata\n"
+        "serial-number = S-1\n"
+        "; The model number that the drive shows; nothing: that of its model.\n"
+        "model-number =\n"
+        "; What all namespaces together may take: bytes, or with KiB, MiB, GiB, TiB, KB, MB, GB, TB.\n"
+        "size = 16 GiB\n"
+        "; The time of the drive's clock, in milliseconds since 1970 (UTC); nothing: it goes with the "
+        "machine's.\n"
+        "clock =\n"
+        "\n"
+        "[supports]\n"
+        "sanitize = no\n"
+        "self-test = yes\n"
+        "firmware-update = yes\n"
+        "telemetry = yes\n"
+        "; Self-encrypting, with TCG's Level 0 Discovery.\n"
+        "security = yes\n"
+        "; The maximum LBA is set by ACCESSIBLE MAX ADDRESS; no: by the Host Protected Area feature set.\n"
+        "accessible-max-address = no\n"
+        "; DOWNLOAD MICROCODE takes an image in pieces; no: in one command alone.\n"
+        "firmware-pieces = no\n"
+        "; How long things take.\n"
+        "short-self-test-seconds = 10\n"
+        "extended-self-test-seconds = 60\n"
+        "sanitize-seconds = 10\n"
+        "\n"
+        "[faults]\n"
+        "; The composite temperature in degrees Celsius; nothing: the true one.\n"
+        "temperature =\n"
+        "; Fields of the SMART log, by their names in the standard, and the values that they show.\n"
+        "smart = percentage-used 95\n"
+        "; Blocks that cannot be read: NAMESPACE:BLOCK or NAMESPACE:FIRST-LAST.\n"
+        "media-errors = 1:5\n"
+        "; The block at which a self-test of its namespace fails: NAMESPACE:BLOCK.\n"
+        "self-test-failure =\n"
+        "; Commands that fail, undone: queue (admin, io; ata of a SATA drive), opcode or \"all\", "
+        "status (code in bits 7:0, type in 10:8; ata: the register ERROR).\n"
+        "fail = ata 0xB0 0x004\n"
+        "; Commands that are answered late: queue, opcode or \"all\", milliseconds.\n"
+        "slow = ata all 5\n"
+        "; Commands that are never answered, and not carried out: queue, and opcode or \"all\".\n"
+        "hang =\n"
+        "; Commands in the middle of which the drive loses its power, undone: queue, and opcode or \"all\".\n"
+        "power-loss = ata 0xF4\n"
+        "; How the owner of a self-encrypting drive left it (TCG); shadowed: locked, with a shadow MBR.\n"
+        "tcg = locked\n"
+        "; SMART attributes by number, and what their value, worst or raw value shows.\n"
+        "attributes = 5 raw 281474976710655, 5 value 3, 177 worst 1\n"
+        "; The firmware of the host froze the security feature set at boot.\n"
+        "frozen = yes\n"
+        "; The drive is locked by a password that is not known.\n"
+        "locked = yes\n"
+        "; The drive's registers do not reach the host, as through some USB bridges.\n"
+        "lost-registers = yes\n"
+        "; The drive has vanished: it is listed and does not answer.\n"
+        "gone = no\n";
+    const auto read = Description::parse(text);
+    ASSERT_TRUE(read) << read.error().getMessage();
+    EXPECT_EQ(read->model, ModelId::SATA);
+    EXPECT_FALSE(read->supportsAccessibleMaxAddress);
+    EXPECT_FALSE(read->supportsFirmwarePieces);
+    EXPECT_TRUE(read->faults.fail[0].isAta);
+    EXPECT_EQ(read->faults.fail[0].statusField, 0x04);
+    ASSERT_EQ(read->faults.attributes.size(), 3U);
+    EXPECT_EQ(read->faults.attributes[0].number, 0xFFFFFFFFFFFFU);
+    EXPECT_EQ(read->toText(), text);
 }
 
 TEST(DescriptionOfASimulatedDrive, HasDefaults) {
@@ -196,6 +276,10 @@ TEST(DescriptionOfASimulatedDrive, IsRefusedWithTheReason) {
         {WHO + "controllers = 2\n[faults]\nana = 1:1\n", WRONG_ANA},
         {WHO + "controllers = 2\n[faults]\nana = 1:1 Change\n", WRONG_ANA},
         {WHO + "controllers = 2\n[faults]\nana = 1:1 change now\n", WRONG_ANA},
+        {WHO + "[faults]\ntcg = locked\n", "\"tcg\" needs a drive with \"security\" yes in [supports]."},
+        {WHO + "[supports]\nsecurity = yes\n[faults]\ntcg = yes\n",
+         "\"tcg\" takes \"inactive\", \"unlocked\", \"locked\" or \"shadowed\"."},
+        {SATA + "[faults]\ntcg = locked\n", "\"tcg\" needs a drive with \"security\" yes in [supports]."},
         {WHO + "[faults]\nself-test-failure = 1:2-3\n",
          "\"self-test-failure\" takes a block like \"1:1000\", or nothing."},
         {WHO + "[faults]\nself-test-failure = 1:2, 1:3\n",
