@@ -74,8 +74,9 @@ void putIdentity(const CommandContext& c, IdentifyController& id) {
 
 void putAdminCapabilities(const CommandContext& c, IdentifyController& id) {
     const Description& d = c.description;
-    id.oacs = static_cast<uint16_t>(bitIf(d.supportsFormat, 1) | bitIf(d.supportsFirmwareUpdate, 2) |
-                                    bitIf(d.supportsNamespaceManagement, 3) | bitIf(d.supportsSelfTest, 4));
+    id.oacs = static_cast<uint16_t>(bitIf(d.supportsSecurity, 0) | bitIf(d.supportsFormat, 1) |
+                                    bitIf(d.supportsFirmwareUpdate, 2) | bitIf(d.supportsNamespaceManagement, 3) |
+                                    bitIf(d.supportsSelfTest, 4));
     id.acl = 3;
     id.aerl = EVENT_REQUEST_LIMIT_0BASED;
     id.frmw = static_cast<uint8_t>((c.model.isSlot1ReadOnly ? 1 : 0) | c.model.firmwareSlots << 1 |

@@ -6,6 +6,7 @@
 #include "features/nvme/Opcodes.h"
 #include "features/nvme/StatusCodes.h"
 #include "features/simulator/commands/Ana.h"
+#include "features/simulator/commands/Security.h"
 #include "features/simulator/context/DriveTables.h"
 #include "features/simulator/logs/SanitizeVerification.h"
 
@@ -59,7 +60,8 @@ CompletionEntry runCommand(CommandContext& context) {
         return refusal(SC_INVALID_FIELD);
     }
     if (const auto refused = anaRefusal(context)) return *refused;
-    return row->run(context);
+    const CompletionEntry locked = lockedRefusal(context);
+    return locked.isSuccess() ? row->run(context) : locked;
 }
 
 }  // namespace features::simulator

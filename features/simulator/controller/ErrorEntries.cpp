@@ -56,7 +56,8 @@ uint64_t firstBlock(const SubmissionEntry& command) {
 void noteError(CommandContext& context, const CompletionEntry& completion) {
     const SubmissionEntry& command = context.command;
     const StatusCode status = completion.status();
-    const bool isMediaError = status.type == SCT_MEDIA && status != SC_COMPARE_FAILURE;
+    // Neither blocks that differ nor a locked drive are errors of its media.
+    const bool isMediaError = status.type == SCT_MEDIA && status != SC_COMPARE_FAILURE && status != SC_ACCESS_DENIED;
     if (isMediaError) ++context.state.health.mediaErrors;
     ErrorEntry entry;
     entry.count = ++context.state.errorCount;

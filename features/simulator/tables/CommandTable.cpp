@@ -12,6 +12,7 @@
 #include "features/simulator/commands/NamespaceCommands.h"
 #include "features/simulator/commands/NvmCommands.h"
 #include "features/simulator/commands/Sanitize.h"
+#include "features/simulator/commands/Security.h"
 #include "features/simulator/commands/SelfTest.h"
 #include "features/simulator/models/velko/VelkoFlush.h"
 
@@ -74,6 +75,9 @@ constexpr CommandRow COMMANDS[] = {
               {0xFFF}},
     {true, OPC_FORMAT_NVM, formatNvm, &D::supportsFormat, isOfNvme21, true, false, CSUPP | LBCC | NCC | CSE_ALONE,
               {0x3FFF}},
+    // NVMe leaves the namespace of a security protocol to that protocol; TCG's Level 0 Discovery has none.
+    {true, OPC_SECURITY_RECEIVE, securityReceive, &D::supportsSecurity, null, true, true, CSUPP,
+              {0xFFFFFF00, ~0U}},
     {true, OPC_SANITIZE, sanitize, &D::supportsSanitize, isBeforeNvme21, false, false, CSUPP | LBCC | CSE_ALONE,
               {0x3FF, ~0U}},
     // It leaves the Media Verification state, too.
