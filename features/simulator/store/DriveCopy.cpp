@@ -10,6 +10,7 @@
 #include <cstring>
 #include <vector>
 
+#include "features/simulator/store/CaptureFolder.h"
 #include "features/simulator/store/DriveFolder.h"
 #include "features/simulator/store/OwnFiles.h"
 #include "ostrel/core/FileDescriptor.h"
@@ -71,7 +72,8 @@ int copyContents(int from, int to) {
 bool isDriveFile(const std::string& name) {
     const auto begins = [&](const char* start) { return name.compare(0, std::strlen(start), start) == 0; };
     return name == FILE_DESCRIPTION || name == FILE_STATE || name == FILE_LOCK || name == FILE_SERVED ||
-           name == FILE_DOWNLOAD || begins(MEDIA_PREFIX) || begins(LOG_PREFIX) || begins(REPLACEMENT_PREFIX);
+           name == FILE_DOWNLOAD || begins(CAPTURE_PREFIX) || begins(MEDIA_PREFIX) || begins(LOG_PREFIX) ||
+           begins(REPLACEMENT_PREFIX);
 }
 
 Status copyDrive(int from, const std::string& fromPath, int to, const std::string& toPath) {

@@ -13,6 +13,7 @@
 #include <string_view>
 #include <utility>
 
+#include "features/simulator/store/CaptureFolder.h"
 #include "features/simulator/store/DriveCopy.h"
 #include "features/simulator/store/DriveFolder.h"
 #include "features/simulator/store/NewDrive.h"
@@ -63,6 +64,7 @@ Status writeNewDrive(const DriveStore::NewDrive& drive, const Clock& clock, cons
     DriveState state = newState(drive.description, drive.description.clockMs.value_or(clock.nowMs()), drive.firmware);
     const std::vector<uint8_t> bytes = DriveFolder::stateBytes(state, 1);
     RETURN_IF_FAILED(writeFile(folder + "/" + FILE_DESCRIPTION, drive.description.toText()));
+    if (drive.capture) RETURN_IF_FAILED(writeCapture(*drive.capture, folder));
     return writeFile(folder + "/" + FILE_STATE, {reinterpret_cast<const char*>(bytes.data()), bytes.size()});
 }
 

@@ -1,9 +1,11 @@
 #pragma once
 
+#include <memory>
 #include <string>
 #include <vector>
 
 #include "features/errors/Result.h"
+#include "features/simulator/store/CapturedAnswers.h"
 #include "features/simulator/store/Clock.h"
 #include "features/simulator/store/Description.h"
 #include "ostrel/core/FileDescriptor.h"
@@ -40,6 +42,8 @@ public:
         std::string name;
         Description description;
         std::string firmware = {};  ///< the revision that it runs; empty: that of its model
+        /// Of a drive that answers what another one did; null: it is one of its model.
+        std::shared_ptr<const CapturedAnswers> capture = {};
     };
     /// Makes drives; each is there as a whole or not at all. Should one fail, those before it are there.
     ostrel::core::Status create(const std::vector<NewDrive>& drives, const Clock& clock) const;
