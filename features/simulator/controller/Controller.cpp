@@ -11,8 +11,10 @@
 #include "features/simulator/controller/EventRecorder.h"
 #include "features/simulator/controller/FaultyDelivery.h"
 #include "features/simulator/controller/Progress.h"
+#include "features/simulator/controller/Replay.h"
 #include "features/simulator/controller/StateCheck.h"
 #include "features/simulator/models/ocp/OcpPanic.h"
+#include "features/simulator/store/CaptureFolder.h"
 #include "features/simulator/store/NewDrive.h"
 #include "features/simulator/tables/ModelTables.h"
 
@@ -38,6 +40,7 @@ Controller::~Controller() {
 Status Controller::begin(const Check& check) {
     RETURN_IF_FAILED(folder_.begin());
     Status status = check ? check(folder_.description()) : Status();
+    if (succeeded(status)) status = loadCapture();
     if (failed(status)) {
         folder_.rollBack();
         return status;
@@ -51,6 +54,14 @@ Status Controller::begin(const Check& check) {
         return Status(ostrel::core::CATEGORY_OS, ENODEV, folder_.path() + ": The drive has one controller.");
     return Status(ostrel::core::CATEGORY_OS, EINVAL,
                   folder_.path() + ": The drive was made as another model than \"model\" says.");
+}
+
+/// A capture belongs to its drive from the beginning, and does not change.
+Status Controller::loadCapture() {
+    if (isCaptureKnown_) return Status();
+    TRY(capture_, readCaptureOfDrive(folder_.descriptor(), folder_.path()));
+    isCaptureKnown_ = true;
+    return Status();
 }
 
 CommandContext Controller::contextOf(const SubmissionEntry& command, std::vector<uint8_t>& data) {
@@ -85,7 +96,8 @@ Status Controller::catchUp(CommandContext& context) {
 
 CompletionEntry Controller::run(CommandContext& context) {
     const std::optional<CompletionEntry> refused = faultyRefusal(context);
-    CompletionEntry completion = refused ? *refused : runCommand(context);
+    const auto replayed = capture_ && !refused ? replay(*capture_, context) : std::nullopt;
+    CompletionEntry completion = refused ? *refused : replayed ? *replayed : runCommand(context);
     if (!isError(context.command, completion)) {
         recordEvents(context);
         if (!refused) noteRewritten(context);

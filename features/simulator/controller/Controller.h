@@ -9,6 +9,7 @@
 #include "features/errors/Result.h"
 #include "features/simulator/context/CommandContext.h"
 #include "features/simulator/context/Entries.h"
+#include "features/simulator/store/CapturedAnswers.h"
 #include "features/simulator/store/Clock.h"
 #include "features/simulator/store/DriveFolder.h"
 #include "features/simulator/store/Media.h"
@@ -60,6 +61,8 @@ public:
 
 private:
     ostrel::core::Status begin(const Check& check = nullptr);
+    /// Of a drive that answers what another one did.
+    ostrel::core::Status loadCapture();
     uint64_t nowMs() const { return folder_.description().clockMs.value_or(clock_.nowMs()); }
     /// What lies before every command; a failure ends the transaction.
     ostrel::core::Status catchUp(CommandContext& context);
@@ -73,6 +76,8 @@ private:
     Media media_;
     WorkCounters work_;
     uint32_t heldEventRequests_ = 0;
+    bool isCaptureKnown_ = false;
+    std::optional<CapturedAnswers> capture_;
 };
 
 }  // namespace features::simulator
