@@ -5,7 +5,9 @@
 namespace features::transport {
 
 nvme::ControllerIdentity identityOf(const simulator::Description& description) {
-    return {description.serialNumber, description.shownModelNumber(), simulator::subsystemName(description)};
+    const bool isSata = simulator::isSata(description.model);
+    return {description.serialNumber, description.shownModelNumber(),
+            isSata ? std::string() : simulator::subsystemName(description)};
 }
 
 }  // namespace features::transport

@@ -5,7 +5,7 @@
 
 namespace features::transport {
 
-/// Who a simulated drive's controller is, as its Identify Controller has it.
+/// Who a simulated drive is, as Identify Controller or IDENTIFY DEVICE has it. A SATA drive is in no NVM subsystem.
 nvme::ControllerIdentity identityOf(const simulator::Description& description);
 
 }  // namespace features::transport
