@@ -3,12 +3,14 @@
 #include <thread>
 #include <utility>
 
+#include "features/ata/AtaCommand.h"
 #include "features/nvme/NvmeCommand.h"
 #include "features/simulator/store/DriveFolder.h"
 #include "features/simulator/store/DriveNodes.h"
 #include "features/simulator/store/DriveStore.h"
 #include "features/simulator/store/Model.h"
 #include "features/transport/HostCommand.h"
+#include "features/transport/simulated/SimulatedAtaPath.h"
 #include "features/transport/simulated/SimulatedIdentity.h"
 #include "features/transport/simulated/SimulatedNvmePath.h"
 #include "ostrel/core/AttributeVocabulary.h"
@@ -22,6 +24,7 @@ using simulator::DriveFolder;
 namespace {
 
 constexpr const char* PATH_NAME = "Simulated NVMe";
+constexpr const char* SATA_PATH_NAME = "Simulated SATA";
 
 void set(Device& device, Attribute attribute, const std::string& text) {
     attribute.setValue(text);
@@ -64,6 +67,17 @@ void passTime(std::chrono::milliseconds time) {
     std::this_thread::sleep_for(time);
 }
 
+/// A drive that cannot be read has the path of an NVMe one, which answers with what is wrong.
+bool isSataDrive(const Result<DriveFolder::Identity>& identity) {
+    return identity && simulator::isSata(identity->description.model);
+}
+
+template <class Path>
+void addPath(Device& device, Path path, const Result<DriveFolder::Identity>& identity) {
+    if (identity) path.select(identityOf(identity->description));
+    device.addCommandPath(path);
+}
+
 }  // namespace
 
 SimulatedDeviceFinder::SimulatedDeviceFinder(std::string folder, const simulator::Clock& clock, std::string locks,
@@ -89,12 +103,16 @@ void SimulatedDeviceFinder::scan(std::vector<std::shared_ptr<Device>>& devices) 
         const std::string folder = store.pathOf(name);
         set(*device, attributes::device::devicePath(), simulator::controllerNode(folder));
         const auto identity = DriveFolder::readIdentity(folder);
-        SimulatedNvmePath path(folder, clock_, passTime, locks_);
-        if (identity) path.select(identityOf(identity->description));
         setIdentity(*device, identity, shared);
-        device->addCommandPath(path);
-        device->addCommandSet(nvme::COMMAND_SET_NVME, PATH_NAME);
-        device->addCommandSet(COMMAND_SET_HOST, PATH_NAME);
+        const bool isSata = isSataDrive(identity);
+        const char* pathName = isSata ? SATA_PATH_NAME : PATH_NAME;
+        if (isSata) {
+            addPath(*device, SimulatedAtaPath(folder, clock_, passTime, locks_), identity);
+        } else {
+            addPath(*device, SimulatedNvmePath(folder, clock_, passTime, locks_), identity);
+        }
+        device->addCommandSet(isSata ? ata::COMMAND_SET_ATA : nvme::COMMAND_SET_NVME, pathName);
+        device->addCommandSet(COMMAND_SET_HOST, pathName);
         devices.push_back(device);
     }
 }

@@ -5,6 +5,7 @@
 #include <filesystem>
 
 #include "features/simulator/controller/Controller.h"
+#include "features/simulator/store/DriveFolder.h"
 #include "features/simulator/store/DriveNodes.h"
 #include "features/transport/simulated/SimulatedDeviceFinder.h"
 #include "features/transport/simulated/SimulatedNamespaces.h"
@@ -55,6 +56,8 @@ std::optional<DriveLocation> SimulatedDriveSource::locate(const std::string& pat
     const std::string node = target.filename();
     if (!isNode || node == fs::path(simulator::controllerNode(drive)).filename())
         return DriveLocation{simulator::controllerNode(drive), {}};
+    const auto identity = simulator::DriveFolder::readIdentity(drive);
+    if (identity && simulator::isSata(identity->description.model)) return std::nullopt;  // has one node
     simulator::Controller controller(drive, clock_);
     const AttachedNamespaces namespaces = attachedNamespaces(controller, drive);
     const Status& status = namespaces.status;

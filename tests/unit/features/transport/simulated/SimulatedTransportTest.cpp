@@ -100,6 +100,27 @@ TEST_F(SimulatedTransport, FindsADamagedDriveWithItsReason) {
             "/two/dev/two|A|VELKO Simulated NVMe SSD|VSIM0100|\n");
 }
 
+TEST_F(SimulatedTransport, ASataDriveHasAtaCommandsAndOneNode) {
+    Description description;
+    description.setModel(ModelId::SATA);
+    description.serialNumber = "C";
+    description.sizeBytes = 1 << 20;
+    ASSERT_TRUE(succeeded(store.create({{"three", description}}, clock)));
+    std::vector<std::shared_ptr<Device>> devices;
+    source().finder()->scan(devices);
+    ASSERT_EQ(devices.size(), 4U);
+    const Device& sata = *devices[2];
+    EXPECT_EQ(sata.getAttribute(attributes::device::modelNumber()).getText(), "Simulated SATA SSD");
+    EXPECT_EQ(sata.getAttribute(attributes::device::firmware()).getText(), "TSIM0100");
+    EXPECT_TRUE(sata.supportsCommandSet("ATA"));
+    EXPECT_TRUE(sata.supportsCommandSet("Host"));
+    EXPECT_FALSE(sata.supportsCommandSet("NVMe"));
+    EXPECT_FALSE(devices[0]->supportsCommandSet("ATA"));
+    EXPECT_EQ(located(root + "/three"), "/three/dev/three");
+    EXPECT_EQ(located(root + "/three/dev/three"), "/three/dev/three");
+    EXPECT_EQ(located(root + "/three/dev/threen1"), "nothing");
+}
+
 TEST_F(SimulatedTransport, FindsNothingWhereThereIsNoFolder) {
     std::vector<std::shared_ptr<Device>> devices;
     SimulatedDriveSource(root + "/missing", locks).finder()->scan(devices);
