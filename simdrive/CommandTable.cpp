@@ -114,6 +114,14 @@ CommandDefinition defineReset(CLI::App&) {
             [](const DriveStore& store, const Names& names) { return reset(store, names[0]); }};
 }
 
+CommandDefinition definePowerCycle(CLI::App&) {
+    return {R"(  nimbrel-simdrive power-cycle NAME
+      Takes the power from a drive and gives it back, as a host's restart does.
+
+)",
+            [](const DriveStore& store, const Names& names) { return powerCycle(store, names[0]); }};
+}
+
 CommandDefinition defineFault(CLI::App& command) {
     const auto options = std::make_shared<FaultOptions>();
     for (const Fault& kind : noFaults()) {
@@ -177,6 +185,7 @@ constexpr CommandRow ROWS[] = {
     {"remove",   1, ANY_NUMBER, "remove needs the name of a drive.",               false, defineRemove},
     {"snapshot", 1, 1,          "snapshot needs the name of one drive.",           false, defineSnapshot},
     {"reset",    1, 1,          "reset needs the name of one drive.",              false, defineReset},
+    {"power-cycle", 1, 1,       "power-cycle needs the name of one drive.",        false, definePowerCycle},
     {"fault",    1, ANY_NUMBER, "fault needs the name of a drive.",                false, defineFault},
     {"serve",    1, 1,          "serve needs the name of one drive.",              false, defineServe},
 };

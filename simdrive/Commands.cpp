@@ -10,6 +10,8 @@
 #include <random>
 #include <set>
 
+#include "features/simulator/controller/Controller.h"
+#include "features/simulator/sata/SataDrive.h"
 #include "features/simulator/store/DriveCopy.h"
 #include "features/simulator/store/DriveFolder.h"
 #include "features/simulator/store/OwnFiles.h"
@@ -234,6 +236,17 @@ Outcome reset(const DriveStore& store, const std::string& name) {
     TRY(const FileDescriptor served, lockIdle(store, name));
     RETURN_IF_FAILED(store.reset(name));
     return {0, "Reset " + name + " to its snapshot\n", ""};
+}
+
+Outcome powerCycle(const DriveStore& store, const std::string& name) {
+    TRY(const FileDescriptor lock, store.lock());
+    TRY(const std::string path, findDrive(store, name));
+    TRY(const DriveFolder::Identity identity, DriveFolder::readIdentity(path));
+    const SystemClock clock;
+    const Status status = isSata(identity.description.model) ? sata::SataDrive(path, clock).powerCycle()
+                                                             : Controller(path, clock).reset(ResetKind::SUBSYSTEM);
+    if (failed(status)) return Outcome::failed(status.getMessage());
+    return {0, "Power-cycled " + name + "\n", ""};
 }
 
 Outcome fault(const DriveStore& store, const std::vector<std::string>& words, const FaultOptions& options) {

@@ -45,6 +45,8 @@ Outcome remove(const DriveStore& store, const std::vector<std::string>& names);
 Outcome fault(const DriveStore& store, const std::vector<std::string>& words, const FaultOptions& options);
 Outcome snapshot(const DriveStore& store, const std::string& name);
 Outcome reset(const DriveStore& store, const std::string& name);
+/// The drive loses its power and gets it back: what lasts until then is forgotten.
+Outcome powerCycle(const features::simulator::DriveStore& store, const std::string& name);
 /// Returns when the process gets SIGTERM or SIGINT. Says on standard output where it listens.
 Outcome serve(const DriveStore& store, const std::string& name, const ServeOptions& options);
 
