@@ -7,11 +7,12 @@
 #include <iterator>
 #include <utility>
 
-#include "simdrive/tcp/Time.h"
+#include "simdrive/net/Time.h"
 
 namespace simdrive::tcp {
 
 using namespace features::nvme;
+using net::nowMs;
 
 namespace {
 

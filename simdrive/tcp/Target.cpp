@@ -1,26 +1,21 @@
 #include "simdrive/tcp/Target.h"
 
-#include <arpa/inet.h>
-#include <netdb.h>
-#include <netinet/in.h>
-#include <netinet/tcp.h>
-#include <sys/resource.h>
 #include <sys/socket.h>
 
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
-#include <new>
 
 #include "ostrel/core/SystemError.h"
+#include "simdrive/net/Sockets.h"
+#include "simdrive/net/Time.h"
 #include "simdrive/tcp/DriveController.h"
-#include "simdrive/tcp/Time.h"
 
 namespace simdrive::tcp {
 
 using namespace features::nvme;
-using ostrel::core::CATEGORY_OS;
+using net::nowMs;
 using ostrel::core::FileDescriptor;
 using ostrel::core::Status;
 
@@ -52,10 +47,6 @@ constexpr uint16_t AT_SUBSYSTEM = 256;
 constexpr uint16_t AT_HOST = 512;
 constexpr size_t NAME_BYTES = 256;
 
-Status systemStatus(int error, const std::string& what) {
-    return Status(CATEGORY_OS, static_cast<uint32_t>(error), what + ": " + ostrel::core::systemErrorText(error) + ".");
-}
-
 Reply invalidInCommand(uint16_t offset) {
     return Reply::refusal(SC_CONNECT_INVALID_PARAMETERS, offset);
 }
@@ -72,77 +63,15 @@ std::string nameAt(const std::vector<uint8_t>& data, size_t offset) {
     return name.size() <= MOST && name.compare(0, 4, "nqn.") == 0 ? name : std::string();
 }
 
-/// Finds hosts that are gone without a word, also those that promised no keep alive.
-void enableTcpKeepAlive(int descriptor) {
-    const int on = 1;
-    const int idleSeconds = 30;
-    const int userTimeoutMs = 60000;
-    (void)setsockopt(descriptor, SOL_SOCKET, SO_KEEPALIVE, &on, sizeof on);
-    (void)setsockopt(descriptor, IPPROTO_TCP, TCP_KEEPIDLE, &idleSeconds, sizeof idleSeconds);
-    (void)setsockopt(descriptor, IPPROTO_TCP, TCP_USER_TIMEOUT, &userTimeoutMs, sizeof userTimeoutMs);
-    (void)setsockopt(descriptor, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
-}
-
-/// The numeric address without the port; empty: none.
-std::string addressOf(const sockaddr_storage& peer) {
-    char text[NI_MAXHOST] = "";
-    const auto* address = reinterpret_cast<const sockaddr*>(&peer);
-    const bool isKnown = getnameinfo(address, sizeof peer, text, sizeof text, nullptr, 0, NI_NUMERICHOST) == 0;
-    return isKnown ? text : "";
-}
-
-/// Whether the drive can still open its files after this descriptor, the lowest that was free.
-bool leavesRoom(int descriptor) {
-    constexpr rlim_t FILES_OF_THE_DRIVE = 16;
-    rlimit limit{};
-    return getrlimit(RLIMIT_NOFILE, &limit) == 0 &&
-           (limit.rlim_cur == RLIM_INFINITY || static_cast<rlim_t>(descriptor) + FILES_OF_THE_DRIVE < limit.rlim_cur);
-}
-
-/// Does work for one host; false: there was no memory for it, which is that host's loss alone.
-template <typename Work>
-bool isDoneWithinMemory(Work work) {
-    try {
-        work();
-        return true;
-    } catch (const std::bad_alloc&) {
-        (void)std::fputs("nimbrel-simdrive: Out of memory: a connection was closed.\n", stderr);
-        return false;
-    }
-}
-
-uint16_t portOf(int descriptor, bool isIpv6) {
-    sockaddr_storage storage{};
-    socklen_t length = sizeof storage;
-    if (getsockname(descriptor, reinterpret_cast<sockaddr*>(&storage), &length) != 0) return 0;
-    return ntohs(isIpv6 ? reinterpret_cast<sockaddr_in6*>(&storage)->sin6_port
-                        : reinterpret_cast<sockaddr_in*>(&storage)->sin_port);
-}
-
 }  // namespace
 
 Status Target::listen(features::simulator::Controller& drive, const std::string& address, uint16_t port) {
     TRY(const std::vector<uint8_t> identify, identifyDrive(drive));
     const auto* subsystem = reinterpret_cast<const char*>(identify.data() + 768);
-    addrinfo hints{};
-    hints.ai_flags = AI_NUMERICHOST | AI_NUMERICSERV | AI_PASSIVE;
-    hints.ai_socktype = SOCK_STREAM;
-    addrinfo* list = nullptr;
-    const int error = getaddrinfo(address.c_str(), std::to_string(port).c_str(), &hints, &list);
-    if (error != 0)
-        return Status(CATEGORY_OS, EINVAL, "\"" + address + "\" is no address: " + gai_strerror(error) + ".");
-    const std::unique_ptr<addrinfo, decltype(&freeaddrinfo)> found(list, freeaddrinfo);
-    FileDescriptor listener(socket(found->ai_family, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
-    const int on = 1;
-    if (!listener.isOpen()) return systemStatus(errno, address);
-    (void)setsockopt(listener.get(), SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
-    if (bind(listener.get(), found->ai_addr, found->ai_addrlen) != 0 || ::listen(listener.get(), SOMAXCONN) != 0) {
-        return systemStatus(errno, "Unable to listen on " + address + " port " + std::to_string(port));
-    }
-    const bool isIpv6 = found->ai_family == AF_INET6;
+    TRY(net::Listener listener, net::listenOn(address, port));
     places_.push_back(
-        {std::string(subsystem, strnlen(subsystem, NAME_BYTES)), address, portOf(listener.get(), isIpv6), isIpv6});
-    ports_.push_back({drive, std::move(listener)});
+        {std::string(subsystem, strnlen(subsystem, NAME_BYTES)), address, listener.port, listener.isIpv6});
+    ports_.push_back({drive, std::move(listener.socket)});
     // No connection is the one for which there is no memory.
     waits_.reserve(1 + ports_.size() * (1 + MAX_CONNECTIONS));
     return Status();
@@ -172,17 +101,17 @@ features::Result<bool> Target::turn(int stop, int maxWaitMs) {
     }
     if (poll(waits_.data(), waits_.size(), maxWaitMs) < 0) {
         if (errno == EINTR) return false;
-        return systemStatus(errno, "poll");
+        return net::systemStatus(errno, "poll");
     }
     if (waits_[0].revents != 0) return true;
     for (size_t i = firstConnection; i < waits_.size(); ++i) {
         Connection& connection = *connections_[i - firstConnection];
-        if (!isDoneWithinMemory([&] { serve(connection, waits_[i].revents); })) connection.closeNow();
+        if (!net::isDoneWithinMemory([&] { serve(connection, waits_[i].revents); })) connection.closeNow();
     }
     lookAfterTime();
     removeEnded();
     for (size_t port = 0; port < ports_.size(); ++port) {
-        if (waits_[1 + port].revents != 0) (void)isDoneWithinMemory([&] { accept(port); });
+        if (waits_[1 + port].revents != 0) (void)net::isDoneWithinMemory([&] { accept(port); });
     }
     return false;
 }
@@ -197,14 +126,14 @@ void Target::accept(size_t port) {
         return;
     }
     isOutOfDescriptors_ = false;
-    const std::string address = addressOf(peer);
+    const std::string address = net::addressOf(peer);
     const auto isOfPort = [&](const auto& each) { return each->port == port; };
     const auto ofPort = std::count_if(connections_.begin(), connections_.end(), isOfPort);
     const auto ofPeer = std::count_if(connections_.begin(), connections_.end(),
                                       [&](const auto& each) { return isOfPort(each) && each->peer == address; });
     const bool isFull = static_cast<size_t>(ofPort) >= MAX_CONNECTIONS || static_cast<size_t>(ofPeer) >= MAX_OF_PEER;
-    if (isFull || !leavesRoom(socket.get())) return;
-    enableTcpKeepAlive(socket.get());
+    if (isFull || !net::leavesRoom(socket.get())) return;
+    net::enableTcpKeepAlive(socket.get());
     adopt(std::move(socket), address, port);
 }
 
@@ -241,10 +170,10 @@ void Target::serve(Connection& connection, int events) {
 void Target::lookAfterTime() {
     const uint64_t now = nowMs();
     for (const auto& each : controllers_) {
-        if (!isDoneWithinMemory([&] { each->lookAfterDrive(now); }) || each->isExpired(now)) each->end();
+        if (!net::isDoneWithinMemory([&] { each->lookAfterDrive(now); }) || each->isExpired(now)) each->end();
     }
     for (const auto& each : connections_) {
-        if (!isDoneWithinMemory([&] { each->answerDue(now); })) each->closeNow();
+        if (!net::isDoneWithinMemory([&] { each->answerDue(now); })) each->closeNow();
         const bool isQueue = each->queue.controller != nullptr && each->queue.isAuthenticated();
         const bool isStalled = !each->takeProgress() && each->isWaitingForHost();
         if (isQueue && !each->isClosing() && !isStalled) {

@@ -3,7 +3,7 @@
 #include <chrono>
 #include <cstdint>
 
-namespace simdrive::tcp {
+namespace simdrive::net {
 
 /// Milliseconds of the monotonic clock.
 inline uint64_t nowMs() {
@@ -11,4 +11,4 @@ inline uint64_t nowMs() {
     return static_cast<uint64_t>(duration_cast<milliseconds>(steady_clock::now().time_since_epoch()).count());
 }
 
-}  // namespace simdrive::tcp
+}  // namespace simdrive::net
