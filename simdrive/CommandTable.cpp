@@ -172,6 +172,8 @@ CommandDefinition defineServe(CLI::App& command) {
       second controller has the port after the first one's, or its own. With
       a secret hosts must authenticate; the secret is one line, DHHC-1:...,
       in a file of mode 0600. The second one is what the drive answers with.
+      A SATA drive is served with iSCSI, by default on port 3260, and has no
+      secrets.
 
 )",
             [options](const DriveStore& store, const Names& names) { return serve(store, names[0], *options); }};

@@ -8,12 +8,15 @@
 #include <vector>
 
 #include "features/simulator/controller/Controller.h"
+#include "features/simulator/sata/SataDrive.h"
 #include "features/simulator/store/Clock.h"
+#include "features/simulator/store/DriveFolder.h"
 #include "features/simulator/store/OwnFiles.h"
 #include "ostrel/core/FileDescriptor.h"
 #include "ostrel/core/SystemError.h"
 #include "simdrive/Commands.h"
 #include "simdrive/auth/Authentication.h"
+#include "simdrive/iscsi/Target.h"
 #include "simdrive/tcp/Target.h"
 
 namespace simdrive {
@@ -99,10 +102,56 @@ features::Result<std::optional<auth::Requirement>> readSecrets(const ServeOption
     return requirement;
 }
 
-void warnOfOtherMachines(const std::string& address) {
-    (void)ostrel::core::writeFully(STDERR_FILENO,
-                                   "nimbrel-simdrive: " + address + " is no loopback address: other machines can " +
-                                       "read and erase the drive. --dhchap-secret-file requires authentication.\n");
+constexpr const char* LOOPBACK = "127.0.0.1";
+constexpr const char* NVME_ADVICE = " --dhchap-secret-file requires authentication.";
+
+void warnOfOtherMachines(const std::string& address, const char* advice) {
+    (void)ostrel::core::writeFully(STDERR_FILENO, "nimbrel-simdrive: " + address +
+                                                      " is no loopback address: other machines can " +
+                                                      "read and erase the drive." + advice + "\n");
+}
+
+/// Who cannot read the port waits for it for ever.
+Outcome announce(const std::string& text) {
+    const int unsaid = ostrel::core::writeFully(STDOUT_FILENO, text);
+    if (unsaid == 0) return {};
+    return Outcome::failed("Cannot write to standard output: " + ostrel::core::systemErrorText(unsaid) + ".");
+}
+
+/// `requirement`: null: no authentication.
+Outcome serveNvme(const std::string& name, const std::string& path, const ServeOptions& options,
+                  const auth::Requirement* requirement, int stop) {
+    const std::string address = options.address.value_or(LOOPBACK);
+    const SystemClock clock;
+    Drive drive(path, clock);
+    tcp::Target target(requirement);
+    RETURN_IF_FAILED(drive.listen(target, address, portsOf(options), options.secondPort.has_value()));
+    if (requirement == nullptr && !isLoopback(address)) warnOfOtherMachines(address, NVME_ADVICE);
+    const Outcome announced = announce(announcement(name, target.places(), requirement != nullptr));
+    if (announced.status != 0) return announced;
+    RETURN_IF_FAILED(target.run(stop));
+    return {};
+}
+
+Outcome serveSata(const std::string& name, const std::string& path, const std::string& serialNumber,
+                  const ServeOptions& options, int stop) {
+    constexpr uint16_t DEFAULT_PORT = 3260;
+    if (options.secondPort || options.secretFile || options.controllerSecretFile) {
+        return Outcome::misused("--second-port and the secrets of DH-HMAC-CHAP are for NVMe drives.");
+    }
+    const std::string address = options.address.value_or(LOOPBACK);
+    const SystemClock clock;
+    sata::SataDrive drive(path, clock);
+    RETURN_IF_FAILED(statusOf(drive.describe()));
+    iscsi::Target target(drive, iscsi::Target::nameOf(serialNumber));
+    RETURN_IF_FAILED(target.listen(address, options.port.value_or(DEFAULT_PORT)));
+    if (!isLoopback(address)) warnOfOtherMachines(address, "");
+    const Outcome announced =
+        announce(name + " listens on " + target.address() + "\ntarget " + iscsi::Target::nameOf(serialNumber) +
+                 "\nno authentication: anyone who reaches " + target.address() + " can read and erase the drive\n");
+    if (announced.status != 0) return announced;
+    RETURN_IF_FAILED(target.run(stop));
+    return {};
 }
 
 }  // namespace
@@ -111,7 +160,6 @@ Outcome serve(const DriveStore& store, const std::string& name, const ServeOptio
     if (options.controllerSecretFile && !options.secretFile) {
         return Outcome::misused("--dhchap-ctrl-secret-file goes with --dhchap-secret-file.");
     }
-    const std::string address = options.address.value_or("127.0.0.1");
     TRY(const std::optional<auth::Requirement> requirement, readSecrets(options));
     TRY(const std::string path, findDrive(store, name));
     TRY(FileDescriptor begin, store.lock());  // no removal looks at the drive and then removes it from under this
@@ -123,18 +171,11 @@ Outcome serve(const DriveStore& store, const std::string& name, const ServeOptio
     const FileDescriptor stop = stopSignals();
     if (!stop.isOpen()) return Outcome::failed("signalfd: " + ostrel::core::systemErrorText(errno) + ".");
 
-    const features::simulator::SystemClock clock;
-    Drive drive(path, clock);
-    tcp::Target target(requirement ? &*requirement : nullptr);
-    RETURN_IF_FAILED(drive.listen(target, address, portsOf(options), options.secondPort.has_value()));
-    if (!requirement && !isLoopback(address)) warnOfOtherMachines(address);
-    // Who cannot read the port waits for it for ever.
-    const int unsaid =
-        ostrel::core::writeFully(STDOUT_FILENO, announcement(name, target.places(), requirement.has_value()));
-    if (unsaid != 0)
-        return Outcome::failed("Cannot write to standard output: " + ostrel::core::systemErrorText(unsaid) + ".");
-    RETURN_IF_FAILED(target.run(stop.get()));
-    return {};
+    const auto identity = DriveFolder::readIdentity(path);
+    if (identity && isSata(identity->description.model)) {
+        return serveSata(name, path, identity->description.serialNumber, options, stop.get());
+    }
+    return serveNvme(name, path, options, requirement ? &*requirement : nullptr, stop.get());
 }
 
 }  // namespace simdrive
