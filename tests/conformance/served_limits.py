@@ -6,8 +6,11 @@ import pathlib
 import resource
 import signal
 import struct
+import time
 import unittest
 
+import iscsi_target
+from iscsi_host import Session, pdu
 from nvme_tcp_target import DO_NOT_RETRY, IDENTIFY, READ, TOOL, WRITE, TargetTestCase
 from world import World, kill_group, without_sanitizers
 
@@ -17,7 +20,7 @@ INTERNAL_ERROR = DO_NOT_RETRY | 0x06
 SET_FEATURES, GET_FEATURES = 0x09, 0x0A
 TEMPERATURE_THRESHOLD = 4
 # Exit status and words: of the program, of the dynamic linker, of the C++ runtime without the memory for an exception.
-ENDS = {1: "^nimbrel-simdrive: [A-Za-z]{3}", 127: "[A-Za-z]{3}",
+ENDS = {1: "^nimbrel-simdrive: [A-Za-z0-9]{3}", 127: "[A-Za-z]{3}",
         -signal.SIGABRT: "^terminate called without an active exception$"}
 BLOCKS = 256  # of a write here: 128 KiB
 
@@ -25,10 +28,13 @@ BLOCKS = 256  # of a write here: 128 KiB
 class Start(unittest.TestCase):
     """A limit of the whole run."""
 
+    model = "velko"
+
     def setUp(self):
         self.world = World()
         self.addCleanup(self.world.close)
-        made = self.world.run("create", "drive", "--size", "64MiB", "--serial", "TGT1", tool=TOOL)
+        made = self.world.run("create", "drive", "--model", self.model, "--size", "64MiB", "--serial", "TGT1",
+                              tool=TOOL)
         self.assertEqual((made.status, made.stderr), (0, ""))
 
     def serve(self, limit):
@@ -63,13 +69,19 @@ class Start(unittest.TestCase):
 
     @without_sanitizers
     def test_without_memory(self):
-        self.check([f"ulimit -v {size}" for size in range(10240, 14400, 128)], False, True)
+        self.check([f"ulimit -v {size}" for size in range(10240, 20480, 256)], False, True)
 
     def test_without_anywhere_to_say_the_port(self):
         with open("/dev/full", "w") as full:
             run = self.world.run("serve", "drive", "--port", "0", tool=TOOL, stdout=full)
         self.assertEqual((run.status, run.stderr), (
             1, "nimbrel-simdrive: Cannot write to standard output: No space left on device.\n"))
+
+
+class StartOfSata(Start):
+    """The same of the iSCSI target."""
+
+    model = "sata"
 
 
 class FullDisk(TargetTestCase):
@@ -134,6 +146,67 @@ class Memory(TargetTestCase):
             resource.prlimit(self.process.pid, resource.RLIMIT_AS, (resource.RLIM_INFINITY,) * 2)
         self.assertEqual(modest.command(READ, nsid=1, read=512), (0, 0, data))
         self.assertEqual(admin.command(IDENTIFY, cdw10=1, read=4096)[:2], (0, 0))
+
+
+class Iscsi(iscsi_target.TargetTestCase):
+    """The iSCSI target, which has served a session already."""
+
+    WRITE_1_MIB = [0x2A, 0, 0, 0, 0, 0, 0, 0x08, 0, 0]
+
+    def limit(self, what, soft):
+        resource.prlimit(self.process.pid, what, (soft, resource.prlimit(self.process.pid, what)[1]))
+        self.addCleanup(self.lift, what)
+
+    def lift(self, what):
+        if self.process.poll() is None:
+            hard = resource.prlimit(self.process.pid, what)[1]
+            resource.prlimit(self.process.pid, what, (hard, hard))
+
+    def test_without_descriptors_no_further_connection_is_taken_for_now(self):
+        session = self.session()
+        self.good(session, [0x00])
+        descriptors = [int(name) for name in os.listdir(f"/proc/{self.process.pid}/fd")]
+        self.limit(resource.RLIMIT_NOFILE, max(descriptors) + 1)
+        waiting = Session(self.port)
+        self.addCleanup(waiting.close)
+        self.assertEqual(self.process.stderr.readline(),
+                         b"nimbrel-simdrive: No further connections for now: Too many open files.\n")
+        # The drive cannot open its files either, and says so: internal target failure.
+        self.assertEqual(self.failed(session, [0x00]), "7204440000000000")
+        self.lift(resource.RLIMIT_NOFILE)
+        answer = waiting.login(iscsi_target.NAME, isid=b"\x80\0\0\0\0\2")
+        self.assertEqual((answer.opcode, answer.number(36, 2)), (iscsi_target.LOGIN_RESPONSE, 0))
+        self.good(session, [0x00])
+
+    @without_sanitizers
+    def test_a_host_that_wants_too_much_loses_its_connection_alone(self):
+        modest, greedy = self.session(), self.session(isid=b"\x80\0\0\0\0\2")
+        data = os.urandom(512)
+        self.good(modest, [0x2A, 0, 0, 0, 0, 0, 0, 0, 1, 0], data=data)
+        with open(f"/proc/{self.process.pid}/statm") as file:
+            used = int(file.read().split()[0]) * os.sysconf("SC_PAGE_SIZE")
+        self.limit(resource.RLIMIT_AS, used + (256 << 10))
+        greedy.send(greedy.command_unit(self.WRITE_1_MIB, 1 << 20, True))
+        self.assertTrue(greedy.is_closed())
+        self.assertEqual(self.process.stderr.readline(),
+                         b"nimbrel-simdrive: Out of memory: a connection was closed.\n")
+        self.lift(resource.RLIMIT_AS)
+        self.assertEqual(self.good(modest, [0x28, 0, 0, 0, 0, 0, 0, 0, 1, 0], 512), data)
+
+    def test_a_host_that_stalls_is_given_up_and_holds_no_other(self):
+        working, silent, halfway, hungry = (
+            self.session(), self.connected(), self.session(isid=b"\x80\0\0\0\0\2"),
+            self.session(isid=b"\x80\0\0\0\0\3"))
+        begin = time.monotonic()
+        halfway.send(pdu(iscsi_target.NOP_OUT, tag=7)[:20])
+        hungry.send(hungry.command_unit(self.WRITE_1_MIB, 1 << 20, True))  # the data do not come
+        for session, seconds in ((silent, 10), (halfway, 30), (hungry, 30)):
+            session.socket.settimeout(60)
+            while not session.is_closed():
+                pass
+            self.assertGreater(time.monotonic() - begin, seconds - 1)
+            self.assertLess(time.monotonic() - begin, seconds + 20)
+            self.good(working, [0x00])
 
 
 if __name__ == "__main__":

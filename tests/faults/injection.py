@@ -30,6 +30,7 @@ ERRORS = {
     "sched_getaffinity": ("EINVAL", "ESRCH"), "eventfd2": ("EMFILE", "ENOMEM"), "signalfd4": ("EMFILE", "ENOMEM"),
     "poll": ("ENOMEM", "EINTR"), "pselect6": ("ENOMEM", "EINTR"), "epoll_create1": ("EMFILE", "ENOMEM"),
     "umask": (), "sendto": ("EIO", "ENOBUFS"), "socket": ("EMFILE", "EACCES"),
+    "setsockopt": ("ENOMEM", "EDOM"),
 }
 # A transfer may always be shorter than what was asked for.
 SHORTENED = ("read", "pread64", "write", "pwrite64", "getdents64")
