@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <iterator>
-#include <string>
 
 #include "features/nvme/Bytes.h"
 #include "features/nvme/FeatureIds.h"
@@ -13,10 +12,11 @@
 #include "features/nvme/structures/OcpFeatureData.h"
 #include "features/nvme/structures/OcpFirmwareHistoryLog.h"
 #include "features/nvme/structures/OcpLatencyMonitorLog.h"
-#include "features/nvme/structures/OcpSmartLog.h"
+#include "features/nvme/structures/OcpUnsupportedRequirementsLog.h"
 #include "features/simulator/context/FeatureValues.h"
 #include "features/simulator/logs/HealthLog.h"
 #include "features/simulator/models/ocp/OcpFeatures.h"
+#include "features/simulator/models/ocp/OcpPage.h"
 #include "features/simulator/models/ocp/OcpState.h"
 #include "features/simulator/store/Extension.h"
 #include "features/simulator/store/Namespaces.h"
@@ -30,35 +30,6 @@ namespace {
 
 using Page = std::vector<uint8_t>;
 
-/// Each page ends with its version, of 2 bytes, and its GUID, of which these are the digits.
-struct PageEnd {
-    uint16_t version;
-    const char* guid;
-};
-constexpr PageEnd SMART_END{3, "AFD514C97C6F4F9CA4F2BFEA2810AFC5"};
-constexpr PageEnd ERROR_RECOVERY_END{2, "5A1983BA3DFD4DABAE3430FE2131D944"};
-constexpr PageEnd FIRMWARE_HISTORY_END{1, "D11CF3AC8AB24DE2A3F6DAB4769A796D"};
-constexpr PageEnd LATENCY_MONITOR_END{1, "85D45E58D4E643709C6C84D08CC07A92"};
-constexpr PageEnd CAPABILITIES_END{1, "B7053C914B58495D98C9E1D10D054297"};
-constexpr PageEnd UNSUPPORTED_END{1, "C7BB98B7D0324863BB2C23990E9C722F"};
-
-constexpr size_t GUID_BYTES = 16;
-
-uint8_t nibble(char digit) {
-    return static_cast<uint8_t>(digit <= '9' ? digit - '0' : digit - 'A' + 10);
-}
-
-void closePage(Page& page, const PageEnd& end) {
-    putLe16(page.data() + page.size() - GUID_BYTES - 2, end.version);
-    for (size_t i = 0; i < GUID_BYTES; ++i) {  // little endian
-        page[page.size() - 1 - i] = static_cast<uint8_t>(nibble(end.guid[2 * i]) << 4 | nibble(end.guid[2 * i + 1]));
-    }
-}
-
-bool isOcp(ModelId model) {
-    return model == ModelId::OCP;
-}
-
 uint64_t blocksInUse(const CommandContext& context) {
     uint64_t blocks = 0;
     for (const auto& [nsid, part] : context.state.namespaces) blocks += context.media.blocksInUse(nsid);
@@ -71,8 +42,42 @@ uint8_t throttlingStatus(const CommandContext& context) {
     return kelvin >= context.model.warningKelvin ? 1 : 0;
 }
 
-/// SMART / Health Information Extended. What a drive without NAND and capacitors cannot have is perfect.
 CompletionEntry buildSmart(CommandContext& context, const LogRequest&, Page& page) {
+    page = ocpPage(ocpSmartLog(context), 3, OCP_GUID_SMART);
+    return {};
+}
+
+CompletionEntry buildErrorRecovery(CommandContext& context, const LogRequest&, Page& page) {
+    page = ocpPage(ocpErrorRecoveryLog(context), 2, OCP_GUID_ERROR_RECOVERY);
+    return {};
+}
+
+CompletionEntry buildLatencyMonitor(CommandContext& context, const LogRequest&, Page& page) {
+    page = ocpPage(ocpLatencyMonitorLog(context), 1, OCP_GUID_LATENCY_MONITOR);
+    return {};
+}
+
+/// The requirements that a drive without hardware does not meet are not numbered here: the list is empty.
+CompletionEntry buildUnsupported(CommandContext&, const LogRequest&, Page& page) {
+    page = ocpPage(OcpUnsupportedRequirementsLog{}, 1, OCP_GUID_UNSUPPORTED_REQUIREMENTS);
+    return {};
+}
+
+// clang-format off
+constexpr LogRow LOGS[] = {
+    //                        supported model    LSP build
+    {LID_OCP_SMART,            nullptr, nullptr, 0,  buildSmart},
+    {LID_OCP_ERROR_RECOVERY,   nullptr, nullptr, 0,  buildErrorRecovery},
+    {LID_OCP_FIRMWARE_HISTORY, nullptr, nullptr, 0,  buildOcpFirmwareHistory},
+    {LID_OCP_LATENCY_MONITOR,  nullptr, nullptr, 0,  buildLatencyMonitor},
+    {LID_OCP_CAPABILITIES,     nullptr, nullptr, 0,  buildOcpCapabilities},
+    {LID_OCP_UNSUPPORTED_REQUIREMENTS, nullptr, nullptr, 0,  buildUnsupported},
+};
+// clang-format on
+
+}  // namespace
+
+OcpSmartLog ocpSmartLog(const CommandContext& context) {
     constexpr uint16_t MAX_PERCENT = 100;
     constexpr uint8_t SPECIFICATION_MAJOR = 2;
     const auto state = readExtension<OcpState>(context.state);
@@ -102,12 +107,10 @@ CompletionEntry buildSmart(CommandContext& context, const LogRequest&, Page& pag
     log.enduranceEstimate = size * ENDURANCE_FILLS;
     log.linkRetrainings = state.linkTrainings;
     log.powerStateChanges = state.powerStateChanges;
-    page = bytesOf(log);
-    closePage(page, SMART_END);
-    return {};
+    return log;
 }
 
-CompletionEntry buildErrorRecovery(CommandContext& context, const LogRequest&, Page& page) {
+OcpErrorRecoveryLog ocpErrorRecoveryLog(const CommandContext& context) {
     constexpr uint8_t CONTROLLER_OR_SUBSYSTEM_RESET = 0x03;
     constexpr uint32_t PANIC_BY_COMMAND_TIMEOUT_OR_STATUS = 0;
     OcpErrorRecoveryLog log{};  // without a Device Recovery Action: a reset is enough
@@ -115,12 +118,10 @@ CompletionEntry buildErrorRecovery(CommandContext& context, const LogRequest&, P
     log.panicResetAction = CONTROLLER_OR_SUBSYSTEM_RESET;
     log.panicId = readExtension<OcpState>(context.state).lastPanic;
     log.deviceCapabilities = PANIC_BY_COMMAND_TIMEOUT_OR_STATUS;
-    page = bytesOf(log);
-    closePage(page, ERROR_RECOVERY_END);
-    return {};
+    return log;
 }
 
-CompletionEntry buildFirmwareHistory(CommandContext& context, const LogRequest&, Page& page) {
+CompletionEntry buildOcpFirmwareHistory(CommandContext& context, const LogRequest&, std::vector<uint8_t>& page) {
     const auto state = readExtension<OcpState>(context.state);
     OcpFirmwareHistoryLog log{};
     log.lid = LID_OCP_FIRMWARE_HISTORY;
@@ -138,16 +139,13 @@ CompletionEntry buildFirmwareHistory(CommandContext& context, const LogRequest&,
         entry->commitAction = activation.commitAction;
         ++entry;
     }
-    page = bytesOf(log);
-    closePage(page, FIRMWARE_HISTORY_END);
+    page = ocpPage(log, 1, OCP_GUID_FIRMWARE_HISTORY);
     return {};
 }
 
-/// What the monitor is set to. Its counters stay 0, and its stamps none: no command of a simulated drive takes as long
-/// as its thresholds.
-CompletionEntry buildLatencyMonitor(CommandContext& context, const LogRequest&, Page& page) {
+OcpLatencyMonitorLog ocpLatencyMonitorLog(const CommandContext& context) {
     constexpr uint64_t NO_STAMP = UINT64_MAX;
-    const Page data = currentFeature(context, FID_OCP_LATENCY_MONITOR).data;
+    const std::vector<uint8_t> data = currentFeature(context, FID_OCP_LATENCY_MONITOR).data;
     const auto setting = structureAt<OcpLatencyMonitorSetting>(data.data());
     OcpLatencyMonitorLog log{};
     std::fill(std::begin(log.activeStamps), std::end(log.activeStamps), NO_STAMP);
@@ -159,12 +157,10 @@ CompletionEntry buildLatencyMonitor(CommandContext& context, const LogRequest&, 
     log.latencyConfiguration = setting.latencyConfiguration;
     log.minimumWindow = setting.minimumWindow;
     log.debugLogTriggers = setting.debugLogTriggers;
-    page = bytesOf(log);
-    closePage(page, LATENCY_MONITOR_END);
-    return {};
+    return log;
 }
 
-CompletionEntry buildCapabilities(CommandContext& context, const LogRequest&, Page& page) {
+CompletionEntry buildOcpCapabilities(CommandContext& context, const LogRequest&, std::vector<uint8_t>& page) {
     constexpr uint16_t ONE_PORT = 1;
     constexpr uint16_t MET = 0x8000;  // all that the specification requires
     constexpr uint16_t WRITE_ZEROES = MET | 0x0001;
@@ -181,31 +177,9 @@ CompletionEntry buildCapabilities(CommandContext& context, const LogRequest&, Pa
         log.powerStates[watts] = static_cast<uint8_t>(1U << OCP_POWER_STATE_VALID_BIT | *state);
         log.minimumPowerState = static_cast<uint16_t>(watts);  // the last that is found
     }
-    page = bytesOf(log);
-    closePage(page, CAPABILITIES_END);
+    page = ocpPage(log, 1, OCP_GUID_CAPABILITIES);
     return {};
 }
-
-/// The requirements that a drive without hardware does not meet are not numbered here: the list is empty.
-CompletionEntry buildUnsupported(CommandContext&, const LogRequest&, Page& page) {
-    page.resize(4096);
-    closePage(page, UNSUPPORTED_END);
-    return {};
-}
-
-// clang-format off
-constexpr LogRow LOGS[] = {
-    //                        supported model  LSP build
-    {LID_OCP_SMART,            nullptr, isOcp, 0,  buildSmart},
-    {LID_OCP_ERROR_RECOVERY,   nullptr, isOcp, 0,  buildErrorRecovery},
-    {LID_OCP_FIRMWARE_HISTORY, nullptr, isOcp, 0,  buildFirmwareHistory},
-    {LID_OCP_LATENCY_MONITOR,  nullptr, isOcp, 0,  buildLatencyMonitor},
-    {LID_OCP_CAPABILITIES,     nullptr, isOcp, 0,  buildCapabilities},
-    {LID_OCP_UNSUPPORTED_REQUIREMENTS, nullptr, isOcp, 0,  buildUnsupported},
-};
-// clang-format on
-
-}  // namespace
 
 Rows<LogRow> ocpLogs() {
     return LOGS;
