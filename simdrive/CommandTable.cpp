@@ -33,7 +33,7 @@ TakeValue printable(const std::string& option, size_t maxBytes, std::string& tar
 
 std::string takeModel(const std::string& name, Description& description) {
     const Model* model = findModel(name);
-    if (model == nullptr) return "--model takes velko, ocp, nvme-1.4, nvme-2.1 or sata.";
+    if (model == nullptr) return "--model takes velko, ocp, nvme-1.4, nvme-2.1, sata or ocp-2.6.";
     description.setModel(model->id);
     return "";
 }
@@ -70,7 +70,7 @@ CommandDefinition defineCreate(CLI::App& command) {
     addOption(command, "serial", options->serial);
     addSwitch(command, "json", options->wantsJson);
     return {R"(  nimbrel-simdrive create [NAME]
-                          [--model velko|ocp|nvme-1.4|nvme-2.1|sata]
+                          [--model velko|ocp|nvme-1.4|nvme-2.1|sata|ocp-2.6]
                           [--size SIZE] [--serial SERIAL]
                           [--model-number TEXT] [--firmware REVISION]
                           [--controllers 1|2] [--count N] [--json]

@@ -65,7 +65,7 @@ class Words(SimdriveTestCase):
                 (["list", "a"], "list takes no name."),
                 (["list", "--xml"], "There is no option --xml."),
                 (["create", "a", "b"], "One name is enough: --count numbers the drives."),
-                (["create", "--model", "best"], "--model takes velko, ocp, nvme-1.4, nvme-2.1 or sata."),
+                (["create", "--model", "best"], "--model takes velko, ocp, nvme-1.4, nvme-2.1, sata or ocp-2.6."),
                 (["create", "--size", "1.5G"],
                  "--size takes a number of bytes, or one with K, M, G, T, Ki, Mi, Gi or Ti."),
                 (["create", "--count", "0"], "--count takes 1 to 10000."),

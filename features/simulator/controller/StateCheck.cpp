@@ -146,7 +146,7 @@ constexpr struct {
 }  // namespace
 
 const char* impossibleIn(const DriveState& state) {
-    const bool isKnown = state.model <= static_cast<uint8_t>(ModelId::SATA);
+    const bool isKnown = state.model <= static_cast<uint8_t>(ModelId::OCP_2_6);
     if (!isKnown || isSata(static_cast<ModelId>(state.model))) return "model";
     const Model& model = modelOf(static_cast<ModelId>(state.model));
     const auto* part = std::find_if(std::begin(PARTS), std::end(PARTS),

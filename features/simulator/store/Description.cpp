@@ -321,9 +321,10 @@ constexpr KeyRow switchRow(const char* key, const char* explanation) {
 // clang-format off
 const KeyRow KEYS[] = {
     // The first is read first, and sets the defaults of the others.
-    {"drive", "model", true, "\"velko\", \"ocp\", \"nvme-1.4\", \"nvme-2.1\" or \"sata\"",
+    {"drive", "model", true, "\"velko\", \"ocp\", \"nvme-1.4\", \"nvme-2.1\", \"sata\" or \"ocp-2.6\"",
      "The kind of drive: velko (the maker's vendor features), ocp (OCP Datacenter NVMe SSD 2.0), "
-     "nvme-1.4 (nothing optional), nvme-2.1 (much of what NVMe 2.0 and 2.1 added) or sata (a SATA SSD).",
+     "nvme-1.4 (nothing optional), nvme-2.1 (much of what NVMe 2.0 and 2.1 added), sata (a SATA SSD) "
+     "or ocp-2.6 (OCP Datacenter NVMe SSD 2.6).",
      [](Text text, D& d) { return takeModel(text, d); },
      [](const D& d) { return std::string(modelOf(d.model).name); }},
     {"drive", "serial-number", true, "1 to 20 visible characters", "",

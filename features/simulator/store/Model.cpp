@@ -34,6 +34,9 @@ constexpr Model MODELS[] = {
     {ModelId::SATA, "sata", "Simulated SATA SSD", "TSIM0100", 0xFADE, 0xFADE, 0x02564C, 1, false, true, 343, 358, 64,
      1, {{9, 0, 0}},
      1, {{500, false, 0, 0}}, true, 0x00010400, 0},
+    {ModelId::OCP_2_6, "ocp-2.6", "Simulated OCP 2.6 Datacenter NVMe SSD", "OSIM0260", 0xFADE, 0xFADE, 0x02564C, 3, false, true, 350, 358, 256,
+     2, {{9, 0, 2}, {12, 0, 0}},
+     3, {{2500, false, 0, 0}, {1500, false, 0, 0}, {1000, false, 0, 0}}, true, 0x00020000, 2},
 };
 // clang-format on
 

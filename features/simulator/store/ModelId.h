@@ -11,6 +11,7 @@ enum class ModelId : uint8_t {
     NVME_1_4,  ///< with what the NVMe Base Specification 1.4 makes mandatory, and nothing else
     NVME_2_1,  ///< with much of what 2.0 and 2.1 added, and nothing of a maker
     SATA,      ///< a SATA SSD: ATA commands and no NVMe controller
+    OCP_2_6,   ///< after version 2.6 of the OCP specification, with NVMe 2.0
 };
 
 /// Whether drives of the model take ATA commands, see sata/SataDrive.h; the others have NVMe controllers.
@@ -19,6 +20,10 @@ inline bool isSata(ModelId model) {
 }
 inline bool isOfNvme21(ModelId model) {
     return model == ModelId::NVME_2_1;
+}
+/// After any version of the OCP specification.
+inline bool isOfOcp(ModelId model) {
+    return model == ModelId::OCP || model == ModelId::OCP_2_6;
 }
 
 }  // namespace features::simulator

@@ -25,6 +25,8 @@ const DriveTables& tablesOf(ModelId model) {
             return OCP;
         case ModelId::NVME_2_1:
             return NVME_2_1;
+        case ModelId::OCP_2_6:
+            return OCP;
         case ModelId::NVME_1_4:
         case ModelId::SATA:  // has no controller, see isSata()
             break;

@@ -74,7 +74,7 @@ const struct {
     void (*change)(DriveState& state);
     const char* why;
 } IMPOSSIBLE[] = {
-    {"model", [](DriveState& s) { s.model = 4; }, "no such model"},
+    {"model", [](DriveState& s) { s.model = 6; }, "no such model"},
     {"namespaces", [](DriveState& s) { s.namespaces[1].controllers = 4; }, "attached to a third controller"},
     {"namespaces", [](DriveState& s) { s.namespaces[0] = s.namespaces[1]; }, "NSID 0"},
     {"namespaces", [](DriveState& s) { s.namespaces[1025] = s.namespaces[1]; }, "NSID 1025"},

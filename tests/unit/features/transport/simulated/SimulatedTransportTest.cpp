@@ -93,7 +93,8 @@ TEST_F(SimulatedTransport, FindsADamagedDriveWithItsReason) {
     EXPECT_EQ(
         scanned(),
         "/one9/dev/one9||||" + root +
-            "/one9/description.ini: \"model\" takes \"velko\", \"ocp\", \"nvme-1.4\", \"nvme-2.1\" or \"sata\".\n"
+            "/one9/description.ini: \"model\" takes \"velko\", \"ocp\", \"nvme-1.4\", \"nvme-2.1\", \"sata\" or "
+            "\"ocp-2.6\".\n"
             "/one10/dev/one10|B|Simulated OCP Datacenter NVMe SSD||The state of the simulated drive is damaged: " +
             root +
             "/one10/state is too short.\n"
