@@ -29,6 +29,9 @@ using namespace nvme;
 
 namespace {
 
+/// Of the maker, who has no vendor specific log pages and features beside OCP's.
+constexpr uint8_t MAKER_UUID[] = {0x5E, 0x1A, 0x09, 0xD2, 0x4B, 0x77, 0x4E, 0x3C,
+                                  0x91, 0x0F, 0xC6, 0x2D, 0x38, 0xA4, 0x70, 0xBE};
 /// Of the NVM command set.
 constexpr uint32_t VERSION_OF_COMMAND_SET = 0x00010100;
 /// The only one.
@@ -284,10 +287,15 @@ CompletionEntry listGranularities(CommandContext& c) {
 }
 
 CompletionEntry listUuids(CommandContext& c) {
+    constexpr uint8_t OF_PCI_VENDOR = 1;
     if (c.model.ocpUuidIndex == 0) return refusal(SC_INVALID_FIELD);
     UuidListEntry entry{};
     std::copy(std::begin(OCP_UUID), std::end(OCP_UUID), entry.uuid.begin());
     putStructure(c.data.data() + c.model.ocpUuidIndex * sizeof entry, entry);
+    entry.header = OF_PCI_VENDOR;
+    std::copy(std::begin(MAKER_UUID), std::end(MAKER_UUID), entry.uuid.begin());
+    for (size_t index = 1; index < c.model.ocpUuidIndex; ++index)  // the first of the list has the index 1
+        putStructure(c.data.data() + index * sizeof entry, entry);
     return {};
 }
 
