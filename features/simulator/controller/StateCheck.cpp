@@ -6,6 +6,7 @@
 
 #include "features/nvme/NamespaceIds.h"
 #include "features/simulator/logs/SelfTestLog.h"
+#include "features/simulator/models/ocp/Ocp26State.h"
 #include "features/simulator/models/ocp/OcpState.h"
 #include "features/simulator/models/velko/VelkoState.h"
 #include "features/simulator/store/Extension.h"
@@ -123,7 +124,8 @@ bool isDeallocationPossible(const DriveState& state, const Model&) {
 }
 
 bool areExtensionsPossible(const DriveState& state, const Model&) {
-    return readExtension<VelkoState>(state).isPossible() && readExtension<OcpState>(state).isPossible();
+    return readExtension<VelkoState>(state).isPossible() && readExtension<OcpState>(state).isPossible() &&
+           readExtension<Ocp26State>(state).isPossible();
 }
 
 constexpr struct {
