@@ -6,6 +6,7 @@
 #include "features/simulator/context/EventQueue.h"
 #include "features/simulator/controller/EventRecorder.h"
 #include "features/simulator/logs/Telemetry.h"
+#include "features/simulator/models/ocp/OcpDebugEvents.h"
 #include "features/simulator/models/velko/VelkoRecords.h"
 
 namespace features::simulator {
@@ -71,6 +72,7 @@ void noteError(CommandContext& context, const CompletionEntry& completion) {
     errors.insert(errors.begin(), entry);
     if (errors.size() > context.model.errorEntries) errors.resize(context.model.errorEntries);
     recordVelkoError(context, completion);
+    recordOcpError(context, completion);
     const bool isCommit = command.isAdmin && command.opcode == OPC_FIRMWARE_COMMIT;
     if (isCommit && context.description.supportsFirmwareUpdate) recordFailedCommit(context, completion);
     if (isMediaError) queueEvent(context, {DriveEvent::Kind::MEDIA_ERROR});

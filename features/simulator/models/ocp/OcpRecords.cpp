@@ -3,6 +3,7 @@
 #include "features/nvme/Bytes.h"
 #include "features/nvme/FeatureIds.h"
 #include "features/simulator/context/Timestamp.h"
+#include "features/simulator/models/ocp/OcpDebugEvents.h"
 #include "features/simulator/models/ocp/OcpState.h"
 #include "features/simulator/store/Extension.h"
 
@@ -35,7 +36,8 @@ void noteActivation(const CommandContext& context, OcpState& state) {
 }  // namespace
 
 void recordForOcpLogs(CommandContext& context, const DriveEvent& event) {
-    if (context.model.id != ModelId::OCP) return;
+    if (!isOfOcp(context.model.id)) return;
+    recordDebugEvents(context, event);
     auto state = readExtension<OcpState>(context.state);
     const auto fid = static_cast<uint8_t>(context.command.cdw10);
     switch (event.kind) {
