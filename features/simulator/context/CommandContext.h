@@ -37,6 +37,7 @@ struct CommandContext {
     /// Of a command that is refused, for the Error Information log.
     std::optional<uint64_t> failingLba = {};
     uint16_t parameterLocation = 0xFFFF;  ///< byte in bits 7:0, bit in 10:8; FFFFh: not reported
+    uint32_t delayMs = 0;                 ///< by which an injected error delays the completion
     uint16_t controllerId = 1;            ///< that carries the command out
 
     uint64_t powerOnMs() const { return nowMs > state.health.createdMs ? nowMs - state.health.createdMs : 0; }

@@ -13,6 +13,7 @@
 #include "features/simulator/controller/Progress.h"
 #include "features/simulator/controller/Replay.h"
 #include "features/simulator/controller/StateCheck.h"
+#include "features/simulator/models/ocp/OcpLatencyMonitor.h"
 #include "features/simulator/models/ocp/OcpPanic.h"
 #include "features/simulator/store/CaptureFolder.h"
 #include "features/simulator/store/NewDrive.h"
@@ -144,7 +145,8 @@ Result<CompletionEntry> Controller::execute(const SubmissionEntry& command, std:
     } else {
         completion = run(context);
     }
-    completion.delayMs = faultyDelayMs(context);
+    completion.delayMs = faultyDelayMs(context) + context.delayMs;
+    countOcpLatency(context, completion);
     // Reads and writes alone do not rewrite the state for their counters.
     if (command.isAdmin && !work_.isZero()) {
         folder_.state.health.work += work_;
