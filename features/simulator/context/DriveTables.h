@@ -1,7 +1,9 @@
 #pragma once
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
+#include <vector>
 
 #include "features/simulator/context/CommandRow.h"
 #include "features/simulator/context/FeatureRow.h"
@@ -26,6 +28,9 @@ private:
     const Row* end_ = nullptr;
 };
 
+/// What data areas 1 and 2 of a telemetry capture hold.
+using TelemetryAreas = std::array<std::vector<uint8_t>, 2>;
+
 /// The commands, log pages and features of a model: those that drives of all models have, and those of its own. Their
 /// handlers look things up in these tables, which the context holds, and so need not know the handlers of others.
 struct DriveTables {
@@ -34,6 +39,8 @@ struct DriveTables {
     Rows<LogRow> modelLogs;
     Rows<FeatureRow> features;
     Rows<FeatureRow> modelFeatures;
+    /// Null: data areas 1 and 2 of telemetry are the plain ones, see Telemetry.h.
+    TelemetryAreas (*telemetryAreas)(CommandContext& context) = nullptr;
 };
 
 /// Null: the opcode is invalid on this drive.

@@ -12,6 +12,7 @@
 #include "features/nvme/structures/FeatureData.h"
 #include "features/nvme/structures/TelemetryLogHeader.h"
 #include "features/simulator/context/AsyncEvents.h"
+#include "features/simulator/context/DriveTables.h"
 #include "features/simulator/context/FeatureValues.h"
 #include "features/simulator/context/Timestamp.h"
 #include "features/simulator/logs/ErrorLog.h"
@@ -77,6 +78,15 @@ std::string factsText(const CommandContext& context) {
     return text;
 }
 
+TelemetryAreas plainAreas(CommandContext& context) {
+    TelemetryAreas areas;
+    (void)buildHealthLog(context, {}, areas[0]);  // it cannot fail, and neither can the error log
+    const std::string facts = factsText(context);
+    areas[0].insert(areas[0].end(), facts.begin(), facts.end());
+    (void)buildErrorLog(context, {}, areas[1]);
+    return areas;
+}
+
 /// Closes a data area: fills its last block, and notes its number.
 void closeArea(std::vector<uint8_t>& page, unsigned area) {
     page.resize((page.size() + BLOCK_BYTES - 1) / BLOCK_BYTES * BLOCK_BYTES);
@@ -110,15 +120,11 @@ void putGenerations(std::vector<uint8_t>& page, const TelemetryState& state) {
 /// `state`: as it is with this capture; it is stored.
 bool capture(CommandContext& context, uint8_t lid, const char* reason, TelemetryState& state) {
     std::vector<uint8_t> page = emptyPage(context, lid, reason);
-    std::vector<uint8_t> part;
-    (void)buildHealthLog(context, {}, part);  // it cannot fail, and neither can the error log
-    append(page, part);
-    const std::string facts = factsText(context);
-    page.insert(page.end(), facts.begin(), facts.end());
+    const bool isPlain = context.tables.telemetryAreas == nullptr;
+    const TelemetryAreas areas = isPlain ? plainAreas(context) : context.tables.telemetryAreas(context);
+    append(page, areas[0]);
     closeArea(page, 1);
-    part.clear();
-    (void)buildErrorLog(context, {}, part);
-    append(page, part);
+    append(page, areas[1]);
     closeArea(page, 2);
     // A persistent event log that is damaged, or that the drive does not support, leaves area 3 without more.
     if (const auto events = composePersistentEventLog(context)) append(page, *events);

@@ -2,8 +2,10 @@
 
 #include "features/simulator/models/nvme21/Nvme21Features.h"
 #include "features/simulator/models/nvme21/Nvme21Logs.h"
+#include "features/simulator/models/ocp/Ocp26Logs.h"
 #include "features/simulator/models/ocp/OcpFeatures.h"
 #include "features/simulator/models/ocp/OcpLogs.h"
+#include "features/simulator/models/ocp/OcpTelemetryAreas.h"
 #include "features/simulator/models/velko/VelkoFeatures.h"
 #include "features/simulator/models/velko/VelkoLogs.h"
 #include "features/simulator/tables/CommandTable.h"
@@ -18,6 +20,8 @@ const DriveTables& tablesOf(ModelId model) {
     static const DriveTables NVME_1_4{allCommands(), standardLogs(), {}, standardFeatures(), {}};
     static const DriveTables NVME_2_1{allCommands(), standardLogs(), nvme21Logs(), standardFeatures(),
                                       nvme21Features()};
+    static const DriveTables OCP_2_6{allCommands(),      standardLogs(),  ocp26Logs(),
+                                     standardFeatures(), ocp26Features(), ocpTelemetryAreas};
     switch (model) {
         case ModelId::VELKO:
             return VELKO;
@@ -26,7 +30,7 @@ const DriveTables& tablesOf(ModelId model) {
         case ModelId::NVME_2_1:
             return NVME_2_1;
         case ModelId::OCP_2_6:
-            return OCP;
+            return OCP_2_6;
         case ModelId::NVME_1_4:
         case ModelId::SATA:  // has no controller, see isSata()
             break;
