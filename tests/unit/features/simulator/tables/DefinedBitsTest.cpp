@@ -134,6 +134,10 @@ const struct {
     {ModelId::OCP,   0xC0, 0x7F},       {ModelId::OCP,   0xC1, 0x80000000}, {ModelId::OCP, 0xC2, 0xC0000000},
     {ModelId::OCP,   0xC3, 0x80000000}, {ModelId::OCP,   0xC4, 0x80000000}, {ModelId::OCP, 0xC5, 0},
     {ModelId::OCP,   0xC6, 0xFFFF0000}, {ModelId::OCP,   0xC7, 0x7F},
+    {ModelId::OCP_2_6, 0xC0, 0x7F},     {ModelId::OCP_2_6, 0xC2, 0xC0000000}, {ModelId::OCP_2_6, 0xC3, 0x80000000},
+    {ModelId::OCP_2_6, 0xC4, 0x80000000}, {ModelId::OCP_2_6, 0xC5, 0},      {ModelId::OCP_2_6, 0xC6, 0xFFFF0000},
+    {ModelId::OCP_2_6, 0xC7, 0x7F},     {ModelId::OCP_2_6, 0xC8, 0xFF},     {ModelId::OCP_2_6, 0xC9, 0x1},
+    {ModelId::OCP_2_6, 0xCA, 0},
 };
 // clang-format on
 
@@ -152,15 +156,17 @@ TEST_F(DefinedBitsOfASimulatedDrive, AreThoseOfEachFeature) {
                   known.count({ModelId::VELKO, number}) != 0)
             << fid;
         const bool isVendors = fid >= 0xC0;
-        const ModelId model = isVendors ? ModelId::OCP : ModelId::VELKO;
-        EXPECT_EQ(findFeatureRow(tablesOf(ModelId::OCP), number) != nullptr, known.count({model, number}) != 0) << fid;
+        for (const ModelId model : {ModelId::OCP, ModelId::OCP_2_6}) {
+            const bool isKnown = known.count({isVendors ? model : ModelId::VELKO, number}) != 0;
+            EXPECT_EQ(findFeatureRow(tablesOf(model), number) != nullptr, isKnown) << fid;
+        }
     }
 }
 
 TEST_F(DefinedBitsOfASimulatedDrive, ExcludeEachOtherBitOfASetFeature) {
     uint32_t SubmissionEntry::*const DWORDS[] = {&SubmissionEntry::cdw11, &SubmissionEntry::cdw12,
                                                  &SubmissionEntry::cdw13, &SubmissionEntry::cdw15};
-    for (const ModelId model : {ModelId::VELKO, ModelId::OCP}) {
+    for (const ModelId model : {ModelId::VELKO, ModelId::OCP, ModelId::OCP_2_6}) {
         open_.reset();  // with its lock
         describe(model);
         open();
