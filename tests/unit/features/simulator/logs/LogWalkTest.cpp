@@ -5,6 +5,7 @@
 #include "features/nvme/NvmeVersions.h"
 #include "features/nvme/VelkoLogPages.h"
 #include "features/parsers/PersistentEventLog.h"
+#include "features/parsers/TelemetryLog.h"
 #include "tests/support/Golden.h"
 #include "tests/unit/features/nvme/TreeText.h"
 #include "tests/unit/features/simulator/FirmwareImageBytes.h"
@@ -53,7 +54,7 @@ protected:
         EXPECT_EQ(status(admin(0x0D, 1, 1)), 0);
         data.assign(4096, 0);
         // 32 MiB in blocks of format 1.
-        const bool isOcp = description.model == ModelId::OCP;
+        const bool isOcp = features::simulator::isOfOcp(description.model);
         data[isOcp ? 1 : 2] = data[isOcp ? 9 : 10] = isOcp ? 0x20 : 0x01;
         data[26] = 1;
         EXPECT_EQ(status(admin(0x0D)), 0);
@@ -135,6 +136,18 @@ TEST_F(LogsOfASimulatedDrive, OfTheOcpModel) {
     describe(ModelId::OCP);
     live();
     expectGolden(golden("ocp-logs.txt"), walk());
+}
+
+TEST_F(LogsOfASimulatedDrive, TelemetryOfADriveOfOcp26) {
+    describe(ModelId::OCP_2_6);
+    live();
+    const Bytes head = log(0x07, 512, 1);
+    Bytes telemetry = log(0x07, static_cast<uint32_t>((number(head, 12, 2) + 1) * 512));
+    std::fill_n(telemetry.begin() + 512 + 1024 + 152, 8, uint8_t{0});  // NUSE in the copy of log page C0h
+    const Bytes names = log(0xC9, static_cast<uint32_t>(number(log(0xC9, 64), 32, 8) * 4));
+    const auto parsed = parsers::parseTelemetryLog(telemetry.data(), telemetry.size(), payload(names));
+    EXPECT_EQ(parsed.damageText(), "");
+    expectGolden(golden("ocp-2.6-telemetry.txt"), treeText(parsed.tree));
 }
 
 TEST_F(LogsOfASimulatedDrive, OfDrivesThatWereNeverUsed) {
