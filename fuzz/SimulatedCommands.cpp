@@ -42,9 +42,12 @@ Description describe(FuzzInput& input) {
                                                &Description::supportsTelemetry,
                                                &Description::supportsPersistentEventLog};
     constexpr uint32_t NAMESPACES[] = {16, 1, 2, 1024};
+    // The newest twice and more, since they have the most.
+    constexpr ModelId MODELS[] = {ModelId::VELKO,    ModelId::OCP,     ModelId::NVME_2_1, ModelId::OCP_2_6,
+                                  ModelId::NVME_1_4, ModelId::OCP_2_6, ModelId::NVME_2_1, ModelId::OCP_2_6};
     Description description;
     const uint8_t kind = input.byte();
-    description.model = (kind & 1) != 0 ? ModelId::OCP : ModelId::VELKO;
+    description.setModel(MODELS[(kind & 1) | (kind >> 5 & 6)]);
     description.serialNumber = "FUZZ";
     description.sizeBytes = (kind & 2) != 0 ? uint64_t{16} << 30 : uint64_t{4} << 20;
     description.maxNamespaces = NAMESPACES[kind >> 2 & 3];
