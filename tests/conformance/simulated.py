@@ -17,9 +17,11 @@ FOLDER = "/opt/velko/nimbrel/SimulatedDrives"
 
 START_MS = 1767225600000  # 2026-01-01 00:00:00 UTC
 HOUR_MS = 3600000
-MODEL_NUMBERS = {"velko": "VELKO Simulated NVMe SSD", "ocp": "Simulated OCP Datacenter NVMe SSD",
+# A name that begins with another goes before it: a drive is of the model that its name begins with.
+MODEL_NUMBERS = {"velko": "VELKO Simulated NVMe SSD", "ocp-2.6": "Simulated OCP 2.6 Datacenter NVMe SSD",
+                 "ocp": "Simulated OCP Datacenter NVMe SSD",
                  "nvme-1.4": "Simulated NVMe 1.4 SSD", "nvme-2.1": "Simulated NVMe 2.1 SSD"}
-SERIALS = {"velko": "SIM-VELKO-1", "ocp": "SIM-OCP-1", "nvme-1.4": "SIM-NVME-1",
+SERIALS = {"velko": "SIM-VELKO-1", "ocp-2.6": "SIM-OCP-26", "ocp": "SIM-OCP-1", "nvme-1.4": "SIM-NVME-1",
            "nvme-2.1": "SIM-NVME-2"}
 
 SECTIONS = {

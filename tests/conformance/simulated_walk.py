@@ -16,7 +16,7 @@ from simulated import HOUR_MS, START_MS, SimulatedTestCase, firmware_image
 GOLDENS = pathlib.Path(__file__).with_name("golden") / "walk"
 REWRITE = os.environ.get("NIMBREL_REWRITE_GOLDENS") == "1"
 MEDIA_BYTES = 64 << 20
-OTHER_MODEL = {"ocp": "velko", "velko": "ocp", "nvme-2.1": "ocp"}
+OTHER_MODEL = {"ocp": "velko", "velko": "ocp", "nvme-2.1": "ocp", "ocp-2.6": "ocp"}
 PATTERN = bytes(range(1, 256)) * 33  # nowhere zero, and no two blocks alike
 
 
@@ -410,6 +410,11 @@ class OnTheModelOfNvme21(Walk, SimulatedTestCase):
     steps = OF_NVME_21
 
 
+@add_tests
+class OnTheModelOfOcp26(Walk, SimulatedTestCase):
+    name = "ocp-2.6"
+
+
 class Table(unittest.TestCase):
     def test_holds_the_whole_catalogue(self):
         rows = tables.commands()
@@ -418,7 +423,7 @@ class Table(unittest.TestCase):
 
     def test_has_no_golden_too_many(self):
         names = {f"{row}.txt" for row in WALK} | {"no command line.txt"}
-        for model in ("velko", "ocp", "nvme-2.1"):
+        for model in ("velko", "ocp", "nvme-2.1", "ocp-2.6"):
             self.assertEqual({path.name for path in (GOLDENS / model).iterdir()}, names)
 
 
