@@ -20,17 +20,17 @@ HOUR_MS = 3600000
 # A name that begins with another goes before it: a drive is of the model that its name begins with.
 MODEL_NUMBERS = {"velko": "VELKO Simulated NVMe SSD", "ocp-2.6": "Simulated OCP 2.6 Datacenter NVMe SSD",
                  "ocp": "Simulated OCP Datacenter NVMe SSD",
-                 "nvme-1.4": "Simulated NVMe 1.4 SSD", "nvme-2.1": "Simulated NVMe 2.1 SSD"}
+                 "nvme-1.4": "Simulated NVMe 1.4 SSD", "nvme-2.1": "Simulated NVMe 2.1 SSD", "sata": "Simulated SATA SSD"}
 SERIALS = {"velko": "SIM-VELKO-1", "ocp-2.6": "SIM-OCP-26", "ocp": "SIM-OCP-1", "nvme-1.4": "SIM-NVME-1",
-           "nvme-2.1": "SIM-NVME-2"}
+           "nvme-2.1": "SIM-NVME-2", "sata": "SIM-SATA-1"}
 
 SECTIONS = {
     "drive": ("model", "serial-number", "model-number", "controllers", "size", "clock"),
     "supports": ("format", "namespace-management", "sanitize", "self-test", "firmware-update", "telemetry",
-                 "persistent-event-log", "max-namespaces", "max-transfer-kib", "short-self-test-seconds",
-                 "extended-self-test-seconds", "sanitize-seconds"),
+                 "persistent-event-log", "accessible-max-address", "firmware-pieces", "max-namespaces", "max-transfer-kib", "security",
+                 "short-self-test-seconds", "extended-self-test-seconds", "sanitize-seconds"),
     "faults": ("critical-warning", "temperature", "smart", "media-errors", "self-test-failure", "fail", "slow", "hang",
-               "power-loss", "ana", "gone"),
+               "power-loss", "ana", "tcg", "attributes", "frozen", "locked", "lost-registers", "gone"),
 }
 
 

@@ -9,6 +9,7 @@ import os
 import pathlib
 import re
 import unittest
+from xml.etree import ElementTree
 
 import tables
 from simulated import HOUR_MS, START_MS, SimulatedTestCase, firmware_image
@@ -16,7 +17,7 @@ from simulated import HOUR_MS, START_MS, SimulatedTestCase, firmware_image
 GOLDENS = pathlib.Path(__file__).with_name("golden") / "walk"
 REWRITE = os.environ.get("NIMBREL_REWRITE_GOLDENS") == "1"
 MEDIA_BYTES = 64 << 20
-OTHER_MODEL = {"ocp": "velko", "velko": "ocp", "nvme-2.1": "ocp", "ocp-2.6": "ocp"}
+OTHER_MODEL = {"sata": "velko", "ocp": "velko", "velko": "ocp", "nvme-2.1": "ocp", "ocp-2.6": "ocp"}
 PATTERN = bytes(range(1, 256)) * 33  # nowhere zero, and no two blocks alike
 
 
@@ -87,6 +88,14 @@ class Described:
 
     def __call__(self, walk):
         walk.describe(walk.name, **self.values)
+
+
+class PowerCycle:
+    """Takes the power from the drive and gives it back."""
+
+    def __call__(self, walk):
+        run = walk.world.run("power-cycle", walk.name, tool=os.environ["NIMBREL_SIMDRIVE"])
+        walk.assertEqual((run.status, run.stderr), (0, ""))
 
 
 def feature(fid, *words):
@@ -296,6 +305,68 @@ OF_NVME_21 = {
     "dump -velkossd 0 -telemetrylog -dataarea 4": "dump -velkossd 0 -telemetrylog -dataarea 4",
 }
 
+# What is walked on a SATA drive instead: where it does as other drives, or has words and hazards of its own. The other
+# rows are the same, and refused.
+OF_SATA = {
+    "AssertLog": ["dump -velkossd 0 -assertlog", SHOWN + "-nvmelog 3"],
+    "VelkoSSD": ["show -velkossd", "show -a -velkossd 0", "show -d SerialNumber,Nonsense,Capacity -velkossd 0",
+                 "show -velkossd SIM-SATA-1", Refused("show -velkossd 1"), Refused("show -velkossd ABSENT"),
+                 Described(attributes="5 value 3"), "show -d DeviceStatus -velkossd 0", Described(attributes=None),
+                 Described(frozen="yes"), "show -d DeviceStatus,SecurityFrozen -velkossd 0", Described(frozen=None),
+                 Described(locked="yes"), "show -d DeviceStatus,SecurityLocked -velkossd 0", Described(locked=None),
+                 Described(lost_registers="yes"), "show -d DeviceStatus -velkossd 0"],
+    "MaximumLBA": [Blocks(), Refused("set -velkossd 0 MaximumLBA=1000001%"), Refused("set -velkossd 0 MaximumLBA=many"),
+                   Refused("set -velkossd 0 MaximumLBA=100GB"), Kept(),
+                   "set -velkossd 0 MaximumLBA=99999", "show -d MaximumLBA,Capacity -velkossd 0",
+                   "set -velkossd 0 MaximumLBA=native", PowerCycle(),  # the drive aborts a second one
+                   "set -velkossd 0 MaximumLBA=native", "show -d MaximumLBA,Capacity -velkossd 0", PowerCycle(),
+                   Described(accessible_max_address="no"), "set -velkossd 0 MaximumLBA=50%",
+                   "show -d MaximumLBA,Capacity -velkossd 0"],
+    "FirmwareUpdate": [File("fw.bin", lambda name: firmware_image(name, "NEW01234")), File("odd.bin", b"abc"),
+                       File("empty.bin", b""), File("other.bin", lambda name: firmware_image("velko", "NEW01234")),
+                       "load -force -velkossd 0", Refused("load -force -source absent.bin -velkossd 0"),
+                       Refused("load -force -source odd.bin -velkossd 0"),
+                       Refused("load -force -source empty.bin -velkossd 0"),
+                       Refused("load -force -source fw.bin -velkossd 0 FirmwareSlot=2"),
+                       Refused("load -force -source fw.bin -velkossd 0 CommitAction=1"),
+                       "load -force -source other.bin -velkossd 0", "show -d Firmware -velkossd 0",
+                       "load -force -source fw.bin -velkossd 0", "show -d Firmware,StagedFirmware -velkossd 0"],
+    "SMART": ["show -smart", SHOWN + "-smart IncludeNVMeSmartHealthLog=true", SHOWN + "-smart C2",
+              Described(attributes="5 value 3, 5 raw 700"), SHOWN + "-smart 05"],
+    "DriveSelfTestStart": ["start -velkossd 0 -selftest", SHOWN + "-selftest", "start -velkossd 0 -selftest extended",
+                           "start -velkossd 0 -selftest conveyance", "start -velkossd 0 -selftest short -mode captive",
+                           SHOWN + "-selftest", Described(extended_self_test_seconds=100),
+                           "start -velkossd 0 -selftest extended", Described(clock=START_MS + 50000),
+                           SHOWN + "-selftest", SHOWN + "-backgroundprocessing",
+                           "start -velkossd 0 -selftest short", Described(self_test_failure="1:1000"),
+                           "start -velkossd 0 -selftest short", SHOWN + "-selftest",
+                           Refused("start -velkossd 0 -selftest long")],
+    "Delete": [Blocks(), "delete -velkossd 0", Kept(), "delete -force -velkossd 0", Erased(),
+               "show -d Capacity,SecurityEnabled -velkossd 0", Blocks(), Described(sanitize="no"),
+               "delete -force -velkossd 0", "show -d Capacity,SecurityEnabled -velkossd 0",
+               Described(frozen="yes"), Refused("delete -force -velkossd 0"), Described(frozen=None, locked="yes"),
+               Refused("delete -force -velkossd 0")],
+    "DeleteNamespace": [Blocks(), Refused("delete -force -velkossd 0 -namespace 1"), Kept()],
+    "NVMeFormat": [Blocks(), Refused("start -force -velkossd 0 -nvmeformat"), Kept()],
+    "IdentifyDevice": [SHOWN + "-identify", SHOWN + "-identify -nvmecontroller", SHOWN + "-identify -namespace 1"],
+    "Sanitize": [Blocks(), Refused("start -force -velkossd 0 -sanitize shred"),
+                 Refused("start -force -velkossd 0 -sanitize overwrite"),
+                 Refused("start -force -velkossd 0 -sanitize exit_failure"), Kept(),
+                 "start -velkossd 0 -sanitize block", Kept(), "start -force -velkossd 0 -sanitize block",
+                 "start -force -velkossd 0 -sanitize crypto", Described(sanitize_seconds=100),
+                 "start -force -velkossd 0 -sanitize crypto ReturnImmediately=true",
+                 Described(clock=START_MS + 50000), SHOWN + "-backgroundprocessing", "show -d DeviceStatus -velkossd 0",
+                 Refused("delete -force -velkossd 0"), Described(clock=START_MS + 100000),
+                 SHOWN + "-backgroundprocessing"],
+    "Trim": WALK["Trim"][:-2] + ["start -force -velkossd 0 -trim StartLBA=0 Count=131072"],
+    "TelemetryLogDump": ["dump -velkossd 0 -telemetrylog",
+                         "dump -destination area1.bin -velkossd 0 -telemetrylog -dataarea 1",
+                         Refused("dump -destination saved.bin -velkossd 0 -telemetrylog HostInitiated=false"),
+                         Described(self_test_failure="1:1000"), "start -velkossd 0 -selftest",
+                         "dump -destination saved.bin -velkossd 0 -telemetrylog HostInitiated=false",
+                         Refused("dump -velkossd 0 -telemetrylog -dataarea 4")],
+}
+
 # Rows without a command line, which the tool refuses whatever one types.
 NO_COMMAND_LINE = {42: "show -source t.bin -telemetrylog", 52: "delete -velkossd 0 -eraseassert",
                    53: "start -velkossd 0 -lowlevelformat", 54: "show -velkossd 0 -cyclereport",
@@ -326,6 +397,7 @@ class Transcripts:
     name = ""
     files = {}
     in_json = False  # whether what is shown is shown in JSON too
+    in_xml = False
 
     def new_files(self):
         """What the last command left in the folder where it ran."""
@@ -358,6 +430,10 @@ class Transcripts:
             more, run = self.transcript(type(step)("show -o json " + step[5:]))
             strict_json(run.stdout)
             text += more
+        if self.in_xml and step.startswith("show "):
+            more, run = self.transcript(type(step)("show -o nvmxml " + step[5:]))
+            ElementTree.fromstring(run.stdout)
+            text += more
         return text
 
     def compare(self, golden, text):
@@ -374,6 +450,7 @@ class Walk(Transcripts):
 
     in_json = True
     steps = {}  # done in place of others
+    rows = {}  # walked in place of those of WALK
 
     def setUp(self):
         super().setUp()
@@ -381,7 +458,8 @@ class Walk(Transcripts):
 
     def walk(self, row):
         self.tool("show", "-velkossd")  # makes the drive
-        self.compare(f"{self.name}/{row}.txt", "".join(self.step(self.steps.get(step, step)) for step in WALK[row]))
+        self.compare(f"{self.name}/{row}.txt", "".join(self.step(self.steps.get(step, step))
+                                                       for step in self.rows.get(row, WALK[row])))
 
     def test_what_has_no_command_line_is_refused_by_the_tool(self):
         self.compare(f"{self.name}/no command line.txt",
@@ -415,6 +493,14 @@ class OnTheModelOfOcp26(Walk, SimulatedTestCase):
     name = "ocp-2.6"
 
 
+@add_tests
+class OnTheModelOfSata(Walk, SimulatedTestCase):
+    """What is shown is shown in XML too."""
+    name = "sata"
+    rows = OF_SATA
+    in_xml = True
+
+
 class Table(unittest.TestCase):
     def test_holds_the_whole_catalogue(self):
         rows = tables.commands()
@@ -423,7 +509,7 @@ class Table(unittest.TestCase):
 
     def test_has_no_golden_too_many(self):
         names = {f"{row}.txt" for row in WALK} | {"no command line.txt"}
-        for model in ("velko", "ocp", "nvme-2.1", "ocp-2.6"):
+        for model in ("velko", "ocp", "nvme-2.1", "ocp-2.6", "sata"):
             self.assertEqual({path.name for path in (GOLDENS / model).iterdir()}, names)
 
 
