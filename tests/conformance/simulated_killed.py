@@ -23,8 +23,9 @@ NAMESPACES = "show -velkossd {drive} -identify -namespace "
 class Value:
     """A thing that commands change: how it is set, how it is read."""
 
-    def __init__(self, name, line, show, pattern, values):
+    def __init__(self, name, line, show, pattern, values, drives=("ocp", "ocp-2.6", "velko")):
         self.name, self.line, self.show, self.pattern, self.values = name, line, show, re.compile(pattern), values
+        self.drives = drives
 
 
 # {value} is one of the values, or what WORDS says instead.
@@ -44,14 +45,14 @@ VALUES = [
     Value("format", "start -force -velkossd {drive} -nvmeformat -namespace 1 LBAFormat={value}",
           "show -d SectorSize -velkossd {drive}", r"^SectorSize : (.*)$", ("0", "last")),
 ]
-FORMATS = {"ocp": {"0": "0", "last": "1"}, "velko": {"0": "0", "last": "2"}}
+FORMATS = {"ocp": {"0": "0", "last": "1"}, "ocp-2.6": {"0": "0", "last": "1"}, "velko": {"0": "0", "last": "2"}}
 WORDS = {"attach": "Entry 0 : 1", "detach": "No results", "0": "512 bytes", "last": "4096 bytes"}
 
 
 class KilledCommands(SimulatedTestCase):
     def setUp(self):
         super().setUp()
-        self.names = ["ocp", "velko"]
+        self.names = ["ocp", "ocp-2.6", "velko", "sata"]
         for name in self.names:
             self.make_drive(name)
             for revision in ("NEW00001", "NEW00002"):
@@ -61,7 +62,7 @@ class KilledCommands(SimulatedTestCase):
         self.outcomes = {"old": 0, "new": 0}
 
     def line(self, value, drive, choice):
-        if value.name == "firmware":
+        if value.name.startswith("firmware"):
             choice = f"{drive}-{choice}"
         if value.name == "format":
             choice = FORMATS[drive][choice]
@@ -119,19 +120,19 @@ class KilledCommands(SimulatedTestCase):
     def test_leave_the_old_value_or_the_new_one(self):
         self.make_drive("velko-trim", serial_number="SIM-TRIM")
         self.tool("show", "-velkossd")  # makes its state
-        times = sorted(self.time_of(self.line(value, "ocp", value.values[0])) for value in VALUES[:-3])
+        times = sorted(self.time_of(self.line(value, "ocp", value.values[0])) for value in VALUES[:4])
         self.whole_run = times[len(times) // 2]
         for run in range(RUNS):
             number = run % (len(VALUES) + 1)
             if number == len(VALUES):
                 self.check_trim()
             else:
-                self.check_one(VALUES[number], self.random.choice(self.names))
+                self.check_one(VALUES[number], self.random.choice(VALUES[number].drives))
         # Otherwise the instants missed what they were to hit.
         self.assertGreater(min(self.outcomes.values()), RUNS // 20, f"{self.outcomes}, seed {SEED}")
         listed = self.tool("show", "-d", "SerialNumber,DeviceStatus", "-velkossd").stdout
-        self.assertEqual(listed.count("DeviceStatus : Healthy\n"), 3, listed)
-        for name in ("ocp", "velko", "velko-trim"):
+        self.assertEqual(listed.count("DeviceStatus : Healthy"), 5, listed)
+        for name in (*self.names, "velko-trim"):
             left = {re.sub(r"^(media|log)-.*$", r"\1", path.name) for path in (self.drives / name).iterdir()}
             self.assertLessEqual(left, {"description.ini", "state", "lock", "media", "log", "firmware-download"},
                                  f"seed {SEED}: {name}")
