@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "features/ata/Structures.h"
 #include "features/jobs/health/FieldAttributes.h"
 #include "features/jobs/health/HealthMetricsJob.h"
 #include "features/jobs/inventory/VelkoSsdJob.h"
@@ -159,11 +160,13 @@ int main() {
     printAmongAttributes("SMART Attributes", nvme::velkoLogStructures(), "VELKO Extended SMART", false);
     printAmongAttributes("Health Sensors", nvme::velkoLogStructures(), "VELKO Extended SMART", false,
                          jobs::VELKO_HEALTH_BYTES);
-    for (const auto& structures : {nvme::identifyStructures(), nvme::commandSetStructures(),
-                                   nvme::healthLogStructures(), nvme::historyLogStructures(), nvme::listLogStructures(),
-                                   nvme::supportLogStructures(), nvme::mediaLogStructures(), nvme::featureStructures(),
-                                   nvme::velkoFeatureStructures(), nvme::velkoLogStructures(), nvme::ocpLogStructures(),
-                                   parsers::eventHeaderStructures(), parsers::eventStructures()})
+    for (const auto& structures :
+         {nvme::identifyStructures(), nvme::commandSetStructures(), nvme::healthLogStructures(),
+          nvme::historyLogStructures(), nvme::listLogStructures(), nvme::supportLogStructures(),
+          nvme::mediaLogStructures(), nvme::featureStructures(), nvme::velkoFeatureStructures(),
+          nvme::velkoLogStructures(), nvme::ocpLogStructures(), parsers::eventHeaderStructures(),
+          parsers::eventStructures(), ata::identifyDeviceStructures(), ata::identifyLogStructures(),
+          ata::smartDataStructures()})
         printStructures(structures);
     return 0;
 }
