@@ -1,0 +1,142 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <numeric>
+#include <string>
+#include <vector>
+
+#include "simdrive/capture/Mask.h"
+
+namespace simdrive {
+namespace {
+
+using features::simulator::CapturedAnswers;
+using Bytes = std::vector<uint8_t>;
+
+void put(Bytes& data, size_t offset, const Bytes& bytes) {
+    std::copy(bytes.begin(), bytes.end(), data.begin() + static_cast<std::ptrdiff_t>(offset));
+}
+void put(Bytes& data, size_t offset, const std::string& text) {
+    put(data, offset, Bytes(text.begin(), text.end()));
+}
+Bytes part(const Bytes& data, size_t offset, size_t size) {
+    const auto first = data.begin() + static_cast<std::ptrdiff_t>(offset);
+    return {first, first + static_cast<std::ptrdiff_t>(size)};
+}
+std::string text(const Bytes& data, size_t offset, size_t size) {
+    const Bytes bytes = part(data, offset, size);
+    return {bytes.begin(), bytes.end()};
+}
+
+const Bytes EUI64{0x00, 0x25, 0x38, 0x11, 0x22, 0x33, 0x44, 0xAB};
+
+CapturedAnswers nvmeCapture() {
+    Bytes controller(4096);
+    put(controller, 4, "S4YNNF0T123456      ");
+    put(controller, 768, "nqn.1994-11.com.maker:nvme:X:S4YNNF0T123456");
+    Bytes space(4096);
+    put(space, 120, EUI64);
+    Bytes log(512, 0x7F);
+    put(log, 10, "serial=S4YNNF0T123456;");
+    put(log, 100, Bytes(EUI64.rbegin(), EUI64.rend()));
+    put(log, 200, "eui.00253811223344ab");
+    CapturedAnswers capture;
+    capture.answers[{0x06, {0, 1, 0, 0}}].data = controller;
+    capture.answers[{0x06, {1, 0, 0, 0}}].data = space;
+    capture.answers[{0x02, {0xFFFFFFFF, 0xCA, 0, 0}}].data = log;
+    return capture;
+}
+
+std::string hex(const Bytes& bytes) {
+    std::string text;
+    for (const uint8_t byte : bytes) {
+        text += "0123456789abcdef"[byte >> 4];
+        text += "0123456789abcdef"[byte & 15];
+    }
+    return text;
+}
+
+TEST(Mask, ReplacesAnIdentifierByTheSameEverywhere) {
+    CapturedAnswers capture = nvmeCapture();
+    mask(capture);
+    EXPECT_TRUE(capture.isMasked);
+    const Bytes& controller = capture.answers[{0x06, {0, 1, 0, 0}}].data;
+    const Bytes& log = capture.answers[{0x02, {0xFFFFFFFF, 0xCA, 0, 0}}].data;
+    const std::string serial = text(controller, 4, 14);
+    EXPECT_NE(serial, "S4YNNF0T123456");
+    EXPECT_EQ(serial.find_first_not_of("0123456789ABCDEFGHJKLMNPQRSTVWXYZ"), std::string::npos) << serial;
+    EXPECT_EQ(text(controller, 18, 6), "      ");
+    EXPECT_EQ(text(log, 10, 22), "serial=" + serial + ";");
+    EXPECT_EQ(text(controller, 768, 22), "nqn.1994-11.com.maker:") << "who made it is no secret";
+    EXPECT_EQ(text(controller, 768, 43).find("S4YNNF0T123456"), std::string::npos);
+    const Bytes name = part(capture.answers[{0x06, {1, 0, 0, 0}}].data, 120, 8);
+    EXPECT_EQ(part(name, 0, 3), part(EUI64, 0, 3)) << "the maker's identifier";
+    EXPECT_NE(name, EUI64);
+    EXPECT_EQ(part(log, 100, 8), Bytes(name.rbegin(), name.rend())) << "in the other byte order";
+    EXPECT_EQ(text(log, 200, 20), "eui." + hex(name)) << "as text";
+    EXPECT_EQ(log[9], 0x7F);
+    EXPECT_EQ(log[32], 0x7F) << "nothing beside it is touched";
+}
+
+TEST(Mask, HasAKeyOfItsOwnEachTime) {
+    CapturedAnswers first = nvmeCapture();
+    CapturedAnswers second = nvmeCapture();
+    mask(first);
+    mask(second);
+    EXPECT_NE(text(first.answers[{0x06, {0, 1, 0, 0}}].data, 4, 20),
+              text(second.answers[{0x06, {0, 1, 0, 0}}].data, 4, 20));
+}
+
+TEST(Mask, LeavesWhatIsNotReported) {
+    CapturedAnswers capture;
+    capture.answers[{0x06, {0, 1, 0, 0}}].data = Bytes(4096);
+    capture.answers[{0x06, {1, 0, 0, 0}}].data = Bytes(4096);
+    capture.answers[{0x06, {2, 0, 0, 0}}].data = Bytes(3);
+    capture.answers[{0x06, {1, 3, 0, 0}}].data = Bytes{3, 200, 0, 0, 1};
+    mask(capture);
+    EXPECT_EQ((capture.answers[{0x06, {0, 1, 0, 0}}].data), Bytes(4096));
+    EXPECT_EQ((capture.answers[{0x06, {1, 0, 0, 0}}].data), Bytes(4096));
+    EXPECT_EQ((capture.answers[{0x06, {1, 3, 0, 0}}].data), (Bytes{3, 200, 0, 0, 1})) << "cut short";
+}
+
+TEST(Mask, AShortSerialNumberIsReplacedInItsPlaceAlone) {
+    CapturedAnswers capture;
+    Bytes controller(4096);
+    put(controller, 24, "A1 MODEL");
+    put(controller, 4, "A1                  ");
+    capture.answers[{0x06, {0, 1, 0, 0}}].data = controller;
+    for (int i = 0; i < 8; ++i) {  // one of these differs, but for a chance of 1 in 33^8
+        mask(capture);
+        if (text(capture.answers[{0x06, {0, 1, 0, 0}}].data, 4, 2) != "A1") break;
+    }
+    const Bytes& masked = capture.answers[{0x06, {0, 1, 0, 0}}].data;
+    EXPECT_NE(text(masked, 4, 2), "A1");
+    EXPECT_EQ(text(masked, 6, 18), std::string(18, ' '));
+    EXPECT_EQ(text(masked, 24, 8), "A1 MODEL");
+}
+
+TEST(Mask, OfASataDriveTheChecksumIsRight) {
+    CapturedAnswers capture;
+    capture.isSata = true;
+    Bytes identify(512);
+    put(identify, 20, "4SNY0F1T3254        ");                                  // S4YNF0T12345, its bytes swapped
+    put(identify, 216, Bytes{0x02, 0x50, 0x38, 0x25, 0x22, 0x11, 0x44, 0x33});  // 5002 2538 1122 3344
+    identify[510] = 0xA5;
+    identify[511] = static_cast<uint8_t>(-std::accumulate(identify.begin(), identify.end(), 0U));
+    Bytes log(512);
+    put(log, 0, "S4YNF0T12345");
+    capture.answers[{0xEC, {0, 0, 0, 0}}].data = identify;
+    capture.answers[{0x2F, {0, 0x30, 0, 0}}].data = log;
+    mask(capture);
+    const Bytes& masked = capture.answers[{0xEC, {0, 0, 0, 0}}].data;
+    EXPECT_EQ(std::accumulate(masked.begin(), masked.end(), 0U) % 256, 0U);
+    EXPECT_NE(part(masked, 20, 12), part(identify, 20, 12));
+    EXPECT_EQ(part(masked, 216, 4), part(identify, 216, 4)) << "NAA and OUI";
+    EXPECT_NE(part(masked, 220, 4), part(identify, 220, 4));
+    std::string serial = text(masked, 20, 12);
+    for (size_t i = 0; i < serial.size(); i += 2) std::swap(serial[i], serial[i + 1]);
+    EXPECT_EQ(text(capture.answers[{0x2F, {0, 0x30, 0, 0}}].data, 0, 12), serial) << "in the order of a text, too";
+}
+
+}  // namespace
+}  // namespace simdrive
