@@ -11,6 +11,7 @@
 #include "ostrel/core/Strings.h"
 #include "simdrive/Commands.h"
 #include "simdrive/Options.h"
+#include "simdrive/capture/CaptureCommand.h"
 
 namespace simdrive {
 
@@ -68,17 +69,20 @@ CommandDefinition defineCreate(CLI::App& command) {
               [=](const std::string& text) { return takeControllers(text, options->drive.description); });
     addOption(command, "firmware", printable("--firmware", REVISION_BYTES, options->drive.firmware));
     addOption(command, "serial", options->serial);
+    addOption(command, "from", options->capture);
     addSwitch(command, "json", options->wantsJson);
     return {R"(  nimbrel-simdrive create [NAME]
                           [--model velko|ocp|nvme-1.4|nvme-2.1|sata|ocp-2.6]
                           [--size SIZE] [--serial SERIAL]
                           [--model-number TEXT] [--firmware REVISION]
                           [--controllers 1|2] [--count N] [--json]
+  nimbrel-simdrive create [NAME] --from FOLDER [--json]
       Makes drives: NAME, or with --count or without a name NAME-1, NAME-2, ...
       SIZE: bytes, or with K, M, G, T (powers of 1000), Ki, Mi, Gi, Ti (1024);
       1 MiB to 8 TiB, by default 16 GiB. Only what is written takes room.
       Model number and firmware revision are the model's, or free texts. With
       two controllers a drive has two ports and Asymmetric Namespace Access.
+      --from: a drive that answers what a capture has, and is not changed.
 
 )",
             [options](const DriveStore& store, const Names& names) { return create(store, names, *options); }};
@@ -158,6 +162,22 @@ TakeValue port(const std::string& option, std::optional<uint16_t>& target) {
     };
 }
 
+CommandDefinition defineCapture(CLI::App& command) {
+    const auto isMasked = std::make_shared<bool>(false);
+    addSwitch(command, "mask", *isMasked);
+    return {R"(  nimbrel-simdrive capture PATH FOLDER [--mask]
+      Asks a drive (/dev/nvme0, /dev/sda) for all that it offers, with commands
+      that only read, and makes a folder of its answers. --mask: without what
+      identifies drive and host: serial numbers, EUI-64s, NGUIDs, UUIDs, NQN,
+      world wide name, host identifiers.
+
+)",
+            [isMasked](const DriveStore& store, const Names& words) -> Outcome {
+                TRY(const std::string text, capture(store, words[0], words[1], *isMasked));
+                return {0, text, ""};
+            }};
+}
+
 CommandDefinition defineServe(CLI::App& command) {
     const auto options = std::make_shared<ServeOptions>();
     addOption(command, "address", options->address);
@@ -184,6 +204,7 @@ constexpr size_t ANY_NUMBER = std::numeric_limits<size_t>::max();
 // clang-format off
 constexpr CommandRow ROWS[] = {
     {"create",   0, 1,          "One name is enough: --count numbers the drives.", true,  defineCreate},
+    {"capture",  2, 2,          "capture needs the path of a drive and a folder.", true, defineCapture},
     {"list",     0, 0,          "list takes no name.",                             false, defineList},
     {"remove",   1, ANY_NUMBER, "remove needs the name of a drive.",               false, defineRemove},
     {"snapshot", 1, 1,          "snapshot needs the name of one drive.",           false, defineSnapshot},

@@ -18,6 +18,7 @@
 #include "ostrel/core/File.h"
 #include "ostrel/core/FileDescriptor.h"
 #include "simdrive/DriveRow.h"
+#include "simdrive/capture/CaptureCommand.h"
 
 namespace simdrive {
 
@@ -54,7 +55,8 @@ std::set<std::string> takenSerials(const DriveStore& store, const std::vector<st
 std::vector<std::string> newNames(const std::vector<std::string>& existing, const std::vector<std::string>& wanted,
                                   const CreateOptions& options) {
     if (options.count == 1 && !wanted.empty()) return {wanted[0]};
-    const std::string stem = wanted.empty() ? modelText(options.drive.description.model) : wanted[0];
+    const std::string model = options.capture ? "capture" : modelText(options.drive.description.model);
+    const std::string stem = wanted.empty() ? model : wanted[0];
     const std::set<std::string> taken(existing.begin(), existing.end());
     std::vector<std::string> names;
     for (uint64_t number = 1; names.size() < options.count; ++number) {
@@ -161,6 +163,37 @@ std::string jsonOfAll(const DriveStore& store, const std::vector<DriveStore::New
     return jsonOf(rows);
 }
 
+Outcome createAll(const DriveStore& store, const std::vector<std::string>& names, const CreateOptions& options) {
+    TRY(const FileDescriptor lock, store.lock());
+    const DriveStore::Listing existing = store.list();
+    RETURN_IF_FAILED(existing.status);
+    std::set<std::string> taken = takenSerials(store, existing.names);
+    std::vector<DriveStore::NewDrive> drives;
+    for (const std::string& name : newNames(existing.names, names, options)) {
+        DriveStore::NewDrive drive = options.drive;
+        drive.name = name;
+        TRY(drive.description.serialNumber, newSerial(options, drives.size() + 1, taken));
+        // The bounds of size and serial number are those of the description.
+        RETURN_IF_FAILED(Description::parse(drive.description.toText()));
+        drives.push_back(drive);
+    }
+    RETURN_IF_FAILED(store.create(drives, SystemClock()));
+    return {0, options.wantsJson ? jsonOfAll(store, drives) : madeText(drives), ""};
+}
+
+/// Those of a capture are what it says: the options of the others are not for it.
+Result<CreateOptions> withCapture(const CreateOptions& options) {
+    if (!options.capture) return options;
+    const CreateOptions defaults;
+    const bool hasOthers = options.count != 1 || options.serial || !options.drive.firmware.empty() ||
+                           options.drive.description.toText() != defaults.drive.description.toText();
+    if (hasOthers) return refused(EINVAL, "--from takes the drive as it was captured: no other option but --json.");
+    CreateOptions captured = options;
+    TRY(captured.drive, driveOfCapture(*options.capture));
+    captured.serial = captured.drive.description.serialNumber;
+    return captured;
+}
+
 }  // namespace
 
 Result<std::string> findDrive(const DriveStore& store, const std::string& name) {
@@ -182,22 +215,10 @@ bool isHeld(const Status& status) {
     return status.is(CATEGORY_OS, EWOULDBLOCK);
 }
 
-Outcome create(const DriveStore& store, const std::vector<std::string>& names, const CreateOptions& options) {
-    TRY(const FileDescriptor lock, store.lock());
-    const DriveStore::Listing existing = store.list();
-    RETURN_IF_FAILED(existing.status);
-    std::set<std::string> taken = takenSerials(store, existing.names);
-    std::vector<DriveStore::NewDrive> drives;
-    for (const std::string& name : newNames(existing.names, names, options)) {
-        DriveStore::NewDrive drive = options.drive;
-        drive.name = name;
-        TRY(drive.description.serialNumber, newSerial(options, drives.size() + 1, taken));
-        // The bounds of size and serial number are those of the description.
-        RETURN_IF_FAILED(Description::parse(drive.description.toText()));
-        drives.push_back(drive);
-    }
-    RETURN_IF_FAILED(store.create(drives, SystemClock()));
-    return {0, options.wantsJson ? jsonOfAll(store, drives) : madeText(drives), ""};
+Outcome create(const DriveStore& store, const std::vector<std::string>& names, const CreateOptions& given) {
+    const auto options = withCapture(given);
+    if (!options) return Outcome::failed(options.error().getMessage());
+    return createAll(store, names, *options);
 }
 
 Outcome list(const DriveStore& store, bool wantsJson) {

@@ -22,7 +22,8 @@ struct CreateOptions {
 
     DriveStore::NewDrive drive;  ///< what all of them have; without name and serial number
     uint64_t count = 1;
-    std::optional<std::string> serial;  ///< empty: a random one
+    std::optional<std::string> serial;   ///< empty: a random one
+    std::optional<std::string> capture;  ///< the folder of one, whose answers the drive gives
     bool wantsJson = false;
 };
 struct FaultOptions {
