@@ -1,12 +1,18 @@
 #include "simdrive/tcp/DriveController.h"
 
+#include <algorithm>
+#include <cstddef>
 #include <cstdio>
 #include <new>
 #include <optional>
+#include <string>
 
+#include "features/nvme/Bytes.h"
 #include "features/nvme/FeatureIds.h"
 #include "features/nvme/IdentifyCns.h"
 #include "features/nvme/Opcodes.h"
+#include "features/nvme/structures/IdentifyController.h"
+#include "features/simulator/context/ControllerIdentity.h"
 
 namespace simdrive::tcp {
 
@@ -50,7 +56,11 @@ Reply DriveController::runAdmin(const Capsule& capsule, std::vector<uint8_t>& da
     nextLookMs_ = 0;  // it may be an event's cause
     Reply reply = execute(capsule, true, data);
     if (!reply.isSuccess() || reply.isHeld) return reply;
-    if (isIdentifyController(capsule)) putFabricsIdentity(data);
+    if (isIdentifyController(capsule)) {
+        putFabricsIdentity(data);
+        // A drive of a capture has the identifier of another drive's controller there, which hosts refuse.
+        putLe16(data.data() + offsetof(IdentifyController, cntlid), drive_.id());
+    }
     if (isNumberOfQueues(capsule)) reply.result = boundedQueues(static_cast<uint32_t>(reply.result), MAX_IO_QUEUES);
     return reply;
 }
@@ -130,6 +140,12 @@ features::Result<std::vector<uint8_t>> identifyDrive(features::simulator::Contro
     if (!completion.isSuccess() || completion.delivery != Delivery::COMPLETED)
         return Status(ostrel::core::CATEGORY_OS, EIO, "The drive does not answer Identify.");
     putFabricsIdentity(identify);
+    // Drives before NVMe 1.2.1 have none, and a host connects by it.
+    if (identify[offsetof(IdentifyController, subnqn)] == 0) {
+        TRY(const auto description, drive.describe());
+        const std::string name = subsystemName(description);
+        std::copy(name.begin(), name.end(), identify.begin() + offsetof(IdentifyController, subnqn));
+    }
     return identify;
 }
 
