@@ -44,6 +44,14 @@ if(NOT CLI11_FOUND)
   message(FATAL_ERROR "CLI11 2.1 or later was not found: ${NIMBREL_SETUP_HINT}")
 endif()
 
+# The metrics of nimbrel-exporter and its HTTP server.
+if(NIMBREL_EXPORTER)
+  find_package(prometheus-cpp QUIET COMPONENTS core pull)
+  if(NOT prometheus-cpp_FOUND)
+    message(FATAL_ERROR "prometheus-cpp was not found: ${NIMBREL_SETUP_HINT}, or configure with -DNIMBREL_EXPORTER=OFF")
+  endif()
+endif()
+
 if(BUILD_TESTING)
   find_package(GTest QUIET)
   if(NOT GTest_FOUND)
