@@ -6,6 +6,7 @@ import subprocess
 import unittest
 
 PROGRAMS = [os.environ["NIMBREL_TOOL"], os.environ["NIMBREL_SIMDRIVE"]]
+PROGRAMS += [path for path in [os.environ["NIMBREL_EXPORTER"]] if path]
 LIBRARY = os.environ["NIMBREL_FEATURE_LIBRARY"]
 FILES = PROGRAMS + [LIBRARY]
 IS_HARDENED = os.environ["NIMBREL_HARDENED"] == "1"
