@@ -110,12 +110,14 @@ def pages(grammar, simdrive_help):
         "nimbrel_config.xml.5": template("nimbrel_config.xml.5.in", DATE=today, SETTINGS=setting_list(grammar)),
         "nimbrel-output.7": template("nimbrel-output.7.in", DATE=today,
                                      CONTRACT=markdown.to_mdoc(document("docs/output.md"))),
+        "nimbrel-exporter.8": template("nimbrel-exporter.8.in", DATE=today,
+                                       DOCUMENT=markdown.to_mdoc(document("docs/exporter.md"))),
     }
     for command in grammar.commands:
         name = command.page()
         made[f"{name}.8"] = mdoc.page(name, 8, commands.summary(command.help), date(),
                                       commands.body(command, found.get(name, [])))
-    if len(made) != len(grammar.commands) + 4:
+    if len(made) != len(grammar.commands) + 5:
         raise ValueError("two commands have the same page")
     return made
 
