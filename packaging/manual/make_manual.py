@@ -112,12 +112,14 @@ def pages(grammar, simdrive_help):
                                      CONTRACT=markdown.to_mdoc(document("docs/output.md"))),
         "nimbrel-exporter.8": template("nimbrel-exporter.8.in", DATE=today,
                                        DOCUMENT=markdown.to_mdoc(document("docs/exporter.md"))),
+        "nimbrel-report.8": template("nimbrel-report.8.in", DATE=today,
+                                     DOCUMENT=markdown.to_mdoc(document("docs/report.md"))),
     }
     for command in grammar.commands:
         name = command.page()
         made[f"{name}.8"] = mdoc.page(name, 8, commands.summary(command.help), date(),
                                       commands.body(command, found.get(name, [])))
-    if len(made) != len(grammar.commands) + 5:
+    if len(made) != len(grammar.commands) + 6:
         raise ValueError("two commands have the same page")
     return made
 
