@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
-"""sbom.py NAME VERSION BOOST JSON CLI11: prints the software bill of materials of a package (nimbrel or
-nimbrel-simdrive) as SPDX 2.3 in JSON: what its programs contain, and what they load. BOOST, JSON and CLI11 are the
-versions of Boost, nlohmann-json and CLI11 that were compiled in.
+"""sbom.py NAME VERSION BOOST JSON CLI11 CHART_JS: prints the software bill of materials of a package (nimbrel,
+nimbrel-simdrive, nimbrel-exporter or nimbrel-report) as SPDX 2.3 in JSON: what its programs contain, and what they
+load. BOOST, JSON, CLI11 and CHART_JS are the versions of Boost, nlohmann-json, CLI11 and Chart.js that are in them.
 
 The same input gives the same bytes: the time is that of SOURCE_DATE_EPOCH, else of now.
 """
@@ -17,10 +17,14 @@ VELKO = "LicenseRef-Velko-EULA"
 CONTAINED = "STATIC_LINK"
 LOADED = "DYNAMIC_LINK"
 LOADED_IF_THERE = "RUNTIME_DEPENDENCY_OF"
+SHIPPED = "CONTAINS"  # a file of the package
 
 
-def parts(name, boost, json_for_cpp, cli11):
+def parts(name, boost, json_for_cpp, cli11, chart_js):
     """What a package's programs are made of: name, version or none, licence, relation."""
+    if name == "nimbrel-report":
+        return [("Chart.js", chart_js, "MIT", SHIPPED), ("Python", None, "PSF-2.0", LOADED_IF_THERE),
+                ("Jinja", None, "BSD-3-Clause", LOADED_IF_THERE), ("jsonschema", None, "MIT", LOADED_IF_THERE)]
     rows = [
         ("Boost", boost, "BSL-1.0", CONTAINED),
         ("tl::expected", None, "CC0-1.0", CONTAINED),
@@ -30,6 +34,12 @@ def parts(name, boost, json_for_cpp, cli11):
     if name == "nimbrel":
         rows.append(("JSON for Modern C++", json_for_cpp, "MIT", CONTAINED))
         rows.append(("libblkid", None, "LGPL-2.1-or-later", LOADED_IF_THERE))
+        rows.append(("OpenSSL", None, "Apache-2.0", LOADED_IF_THERE))
+    if name == "nimbrel-exporter":
+        rows.append(("JSON for Modern C++", json_for_cpp, "MIT", CONTAINED))
+        rows.append(("CLI11", cli11, "BSD-3-Clause", CONTAINED))
+        rows.append(("prometheus-cpp", None, "MIT", LOADED))
+        rows.append(("CivetWeb", None, "MIT", LOADED))
     if name == "nimbrel-simdrive":
         rows.append(("CLI11", cli11, "BSD-3-Clause", CONTAINED))
         rows.append(("OpenSSL", None, "Apache-2.0", LOADED))

@@ -29,8 +29,14 @@ EPOCH = "1700000000"
 TOOL_FILES = """\
 /opt/velko/nimbrel/Velko.SSDFeatures.so.3.0.0
 /opt/velko/nimbrel/nimbrel
+/opt/velko/nimbrel/nimbrel-selftest
 /opt/velko/nimbrel/share/nimbrel/complete
 /usr/bin/nimbrel -> /opt/velko/nimbrel/nimbrel
+/usr/lib/systemd/system/nimbrel-health-scan.service
+/usr/lib/systemd/system/nimbrel-health-scan.timer
+/usr/lib/systemd/system/nimbrel-selftest-extended.timer
+/usr/lib/systemd/system/nimbrel-selftest-short.timer
+/usr/lib/systemd/system/nimbrel-selftest@.service
 /usr/share/bash-completion/completions/nimbrel
 /usr/share/doc/nimbrel/README.md
 /usr/share/doc/nimbrel/SECURITY.md
@@ -38,6 +44,9 @@ TOOL_FILES = """\
 /usr/share/doc/nimbrel/changelog.gz
 /usr/share/doc/nimbrel/copyright
 /usr/share/doc/nimbrel/examples/apparmor/opt.velko.nimbrel.nimbrel
+/usr/share/doc/nimbrel/examples/grafana/nimbrel-drive.json
+/usr/share/doc/nimbrel/examples/grafana/nimbrel-fleet.json
+/usr/share/doc/nimbrel/examples/prometheus/nimbrel.rules.yml
 /usr/share/doc/nimbrel/examples/sudoers/nimbrel
 /usr/share/doc/nimbrel/nimbrel.spdx.json
 /usr/share/fish/vendor_completions.d/nimbrel.fish
@@ -57,6 +66,29 @@ SIMDRIVE_FILES = """\
 /usr/share/lintian/overrides/nimbrel-simdrive
 /usr/share/man/man1/nimbrel-simdrive.1.gz
 """
+REPORT_FILES = """\
+/opt/velko/nimbrel/nimbrel-report
+/opt/velko/nimbrel/share/nimbrel-report/chart.min.js
+@MODULES@/opt/velko/nimbrel/share/nimbrel-report/report.schema.json
+/usr/bin/nimbrel-report -> /opt/velko/nimbrel/nimbrel-report
+/usr/share/doc/nimbrel-report/changelog.Debian.gz
+/usr/share/doc/nimbrel-report/copyright
+/usr/share/doc/nimbrel-report/nimbrel-report.spdx.json
+/usr/share/lintian/overrides/nimbrel-report
+/usr/share/man/man8/nimbrel-report.8.gz
+"""
+EXPORTER_FILES = """\
+/opt/velko/nimbrel/nimbrel-exporter
+/usr/bin/nimbrel-exporter -> /opt/velko/nimbrel/nimbrel-exporter
+/usr/lib/systemd/system/nimbrel-exporter-listen.service
+/usr/lib/systemd/system/nimbrel-exporter.service
+/usr/lib/systemd/system/nimbrel-exporter.timer
+/usr/share/doc/nimbrel-exporter/changelog.Debian.gz
+/usr/share/doc/nimbrel-exporter/copyright
+/usr/share/doc/nimbrel-exporter/nimbrel-exporter.spdx.json
+/usr/share/lintian/overrides/nimbrel-exporter
+/usr/share/man/man8/nimbrel-exporter.8.gz
+"""
 DEV_FILES = """\
 /usr/include/nimbrel/FeatureLibrary.h
 /usr/share/doc/nimbrel-dev/changelog.Debian.gz
@@ -64,6 +96,29 @@ DEV_FILES = """\
 /usr/share/doc/nimbrel-dev/examples/feature-library/Makefile
 /usr/share/doc/nimbrel-dev/examples/feature-library/library.c
 /usr/share/pkgconfig/nimbrel.pc
+"""
+COLLECTION = "/usr/share/ansible/collections/ansible_collections/velko/nimbrel"
+COLLECTION_FILES = f"""\
+{COLLECTION}/README.md
+{COLLECTION}/galaxy.yml
+{COLLECTION}/meta/runtime.yml
+{COLLECTION}/playbooks/firmware_rollout.yml
+{COLLECTION}/plugins/doc_fragments/drive.py
+{COLLECTION}/plugins/module_utils/drive.py
+{COLLECTION}/plugins/module_utils/erasure.py
+{COLLECTION}/plugins/module_utils/feature.py
+{COLLECTION}/plugins/module_utils/task.py
+{COLLECTION}/plugins/module_utils/tool.py
+{COLLECTION}/plugins/module_utils/use.py
+{COLLECTION}/plugins/modules/drive_erase.py
+{COLLECTION}/plugins/modules/drive_feature.py
+{COLLECTION}/plugins/modules/drive_info.py
+{COLLECTION}/plugins/modules/firmware.py
+{COLLECTION}/plugins/modules/health.py
+{COLLECTION}/plugins/modules/namespace.py
+/usr/share/doc/ansible-collection-velko-nimbrel/changelog.Debian.gz
+/usr/share/doc/ansible-collection-velko-nimbrel/copyright
+/usr/share/lintian/overrides/ansible-collection-velko-nimbrel
 """
 
 
@@ -85,7 +140,14 @@ def listed_files(package):
     """The files of a .deb with their links, less documents and the pages of single commands."""
     rows = [line.split(None, 5) for line in output_of("dpkg-deb", "-c", str(package)).splitlines()]
     files = "".join(f"{row[5][1:]}\n" for row in rows if not row[0].startswith("d"))
-    return re.sub(r"/usr/share/(man/man8/nimbrel-|doc/nimbrel/docs/).*\n", "", files)
+    return re.sub(r"/usr/share/(man/man8/nimbrel-(?!report|exporter)|doc/nimbrel/docs/).*\n", "", files)
+
+
+def report_modules():
+    """Where the modules and the page of nimbrel-report are in its package."""
+    folder = SOURCES / "report/nimbrel_report"
+    names = sorted(str(path.relative_to(folder)) for pattern in ("*.py", "page/report.*") for path in folder.glob(pattern))
+    return "".join(f"/opt/velko/nimbrel/share/nimbrel-report/nimbrel_report/{name}\n" for name in names)
 
 
 class Packages(unittest.TestCase):
@@ -101,7 +163,10 @@ class Packages(unittest.TestCase):
         return next(path for path in self.packages if path.name.startswith(start) and path.suffix == suffix)
 
     def test_the_files_are_where_the_tool_and_the_system_look(self):
-        for start, files in (("nimbrel_", TOOL_FILES), ("nimbrel-simdrive_", SIMDRIVE_FILES), ("nimbrel-dev_", DEV_FILES)):
+        report = REPORT_FILES.replace("@MODULES@", report_modules())
+        for start, files in (("nimbrel_", TOOL_FILES), ("nimbrel-simdrive_", SIMDRIVE_FILES), ("nimbrel-dev_", DEV_FILES),
+                             ("nimbrel-report_", report), ("nimbrel-exporter_", EXPORTER_FILES),
+                             ("ansible-", COLLECTION_FILES)):
             self.assertEqual(listed_files(self.package(start)), files)
 
     def test_each_file_belongs_to_root_and_is_for_all_to_read(self):
@@ -135,7 +200,8 @@ class Packages(unittest.TestCase):
         shown = world.run("version", "-display", "license").stdout
         agreement = shown[shown.index("By using this software"):].rstrip("\n")
         expected = "".join(f" {line or '.'}\n" for line in agreement.split("\n"))
-        for start in ("nimbrel_", "nimbrel-simdrive_", "nimbrel-dev_"):
+        for start in ("nimbrel_", "nimbrel-simdrive_", "nimbrel-dev_", "nimbrel-report_", "nimbrel-exporter_",
+                      "ansible-collection-velko-nimbrel_"):
             name = start[:-1]
             text = self.content(start, f"/usr/share/doc/{name}/copyright")
             self.assertIn(f"License: Velko-EULA\n{expected}\n", text)
@@ -145,16 +211,17 @@ class Packages(unittest.TestCase):
         self.assertEqual(parts["spdxVersion"], "SPDX-2.3")
         self.assertEqual(parts["creationInfo"]["created"], "2023-11-14T22:13:20Z")
         self.assertEqual([part["name"] for part in parts["packages"]], [name, *libraries])
-        for library in ("Boost", "JSON for Modern C++", "CLI11"):  # those that packages have a version of
+        for library in ("Boost", "JSON for Modern C++", "CLI11", "Chart.js"):  # those that packages have a version of
             for part in parts["packages"]:
                 if part["name"] == library:
                     self.assertRegex(part["versionInfo"], r"^\d+\.\d+\.\d+$")
 
     def test_the_parts_list_names_what_is_compiled_in_and_loaded(self):
         self.check_parts("nimbrel", ["Boost", "tl::expected", "GNU C library", "GNU C++ library", "JSON for Modern C++",
-                                     "libblkid"])
+                                     "libblkid", "OpenSSL"])
         self.check_parts("nimbrel-simdrive", ["Boost", "tl::expected", "GNU C library", "GNU C++ library", "CLI11",
                                               "OpenSSL"])
+        self.check_parts("nimbrel-report", ["Chart.js", "Python", "Jinja", "jsonschema"])
         needed = output_of("objdump", "-p", SIMDRIVE)
         self.assertIn("libcrypto", needed)
 
@@ -162,6 +229,35 @@ class Packages(unittest.TestCase):
         text = self.content("nimbrel_", "/usr/share/doc/nimbrel/copyright")
         for licence in ("BSL-1.0", "CC0-1.0", "Expat", "BSD-3-clause"):
             self.assertEqual(len(re.findall(f"^License: {licence}\n [A-Z]", text, re.MULTILINE)), 1, licence)
+
+    def test_the_version_is_the_same_wherever_it_is_named(self):
+        world = World()
+        self.addCleanup(world.close)
+        world.install_library(FEATURE_LIBRARY)
+        shown = json.loads(world.run("version", "-output", "json").stdout)
+        version = re.search(r'"Version": ?"([0-9.]+)"', json.dumps(shown)).group(1)
+        newest = re.search(r"^## (\S+)$", (SOURCES / "CHANGELOG.md").read_text(), re.MULTILINE).group(1)
+        self.assertEqual(newest, version)
+        self.assertEqual(output_of(SIMDRIVE, "--version"), f"nimbrel-simdrive {version}\n")
+        for path in self.packages:
+            if path.suffix == ".deb":
+                found = output_of("dpkg-deb", "-f", str(path), "Version").strip()
+                self.assertRegex(found, rf"^{re.escape(version)}-\d+\+deb\d+$", path.name)
+            else:
+                self.assertEqual(output_of("rpm", "-qp", "--nosignature", "--qf", "%{VERSION}", str(path)), version)
+        for name in ("nimbrel", "nimbrel-simdrive"):
+            parts = json.loads(self.content(f"{name}_", f"/usr/share/doc/{name}/{name}.spdx.json"))
+            self.assertEqual((parts["name"], parts["packages"][0]["versionInfo"]), (f"{name}-{version}", version))
+        self.assertIn(f"\nVersion: {version}\n", self.content("nimbrel-dev_", "/usr/share/pkgconfig/nimbrel.pc"))
+        self.assertIn(f"\nversion: {version}\n", self.content("ansible-", f"{COLLECTION}/galaxy.yml"))
+        # The name of the feature library is that of its interface, which the package for library writers has.
+        header = self.content("nimbrel-dev_", "/usr/include/nimbrel/FeatureLibrary.h")
+        self.assertIn(f'#define FEATURE_LIBRARY_FILE_NAME "{os.path.basename(FEATURE_LIBRARY)}"\n', header)
+
+    def test_an_rpm_requires_what_the_tool_loads(self):
+        requires = output_of("rpm", "-qp", "--nosignature", "--requires", str(self.package("nimbrel-2", ".rpm"))).split("\n")
+        for library in ("libblkid.so.1(", "libcrypto.so.3("):
+            self.assertTrue([line for line in requires if line.startswith(library)], requires)
 
     def content(self, start, path):
         archive = subprocess.run(["dpkg-deb", "--fsys-tarfile", self.package(start)], stdout=subprocess.PIPE, check=True)
