@@ -34,12 +34,13 @@ from world import TOOL, World
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 SIMDRIVE = os.environ.get("NIMBREL_SIMDRIVE", "")
+EXPORTER = os.environ.get("NIMBREL_EXPORTER", "")
 FEATURE_LIBRARY = os.environ.get("NIMBREL_FEATURE_LIBRARY", "")
 REWRITE = os.environ.get("NIMBREL_REWRITE_GOLDENS") == "1"
 DOCUMENTS = [ROOT / "README.md", *sorted((ROOT / "docs").rglob("*.md"))]
 PROMPT = re.compile(r"([#$]) (.+)")
 COMMENT = re.compile(r"<!-- (setup|varies:|file:|terminal:)(.*?)-->", re.DOTALL)
-PROGRAM = re.compile(r"(?:[#$] )?(?:sudo )?nimbrel(?:-simdrive)? \S")
+PROGRAM = re.compile(r"(?:[#$] )?(?:sudo )?nimbrel(?:-simdrive|-exporter)? \S")
 QUIET_SECONDS = 5  # in which a command in the background prints what the document shows
 LOOPBACK_UP = ("import fcntl, socket, struct; "
                "fcntl.ioctl(socket.socket(), 0x8914, struct.pack('16sh14x', b'lo', 1))")  # SIOCSIFFLAGS, IFF_UP
@@ -47,26 +48,60 @@ LOOPBACK_UP = ("import fcntl, socket, struct; "
 # What may differ from run to run, by the name that a document gives in "varies:".
 VARYING = {
     "folder-date": r"\d{4}-\d\d-\d\d_\d\d-\d\d-\d\d",
+    "utc-time": r"\b\d{4}-\d\d-\d\dT\d\d:\d\d:\d\dZ",
     "random-serial": r"\bSIM[0-9A-HJ-NP-TV-Z]{9}\b",
 }
 
+MEASURES = "measures: minutes, and a machine without other work"
 BUILDS = "installs packages and builds the whole project"
 KERNEL = "needs the kernel's driver, which tests/vm/ has in a machine of its own"
 BACKPLANE = "needs a backplane with lamps"
+FLEET = "needs a fleet: tests/fleet has its servers"
+SYSTEMD = "needs a machine that systemd has started"
 CONFINES = "changes what the machine allows: tests/vm/confined.py loads the profile in a machine of its own"
+
+REPORTS = "gathers from the reader's own hosts: tests/conformance/report.py has each command of it"
 
 # Commands in ```sh blocks, without the comments at their ends, and why no test runs them.
 NOT_RUN = {
     "scripts/run": BUILDS,
     "scripts/test": BUILDS,
+    "cmake --preset bench && cmake --build --preset bench": BUILDS,
+    "bench/run": MEASURES,
+    "scripts/setup bench": "installs packages",
+    "bench/run --guest": MEASURES,
     "cp /usr/share/doc/nimbrel/examples/apparmor/opt.velko.nimbrel.nimbrel /etc/apparmor.d/": CONFINES,
     "apparmor_parser -r /etc/apparmor.d/opt.velko.nimbrel.nimbrel": CONFINES,
     "echo '/data/drives/** rwl,' >>/etc/apparmor.d/local/opt.velko.nimbrel.nimbrel": CONFINES,
+    "ansible-galaxy collection build ansible/velko/nimbrel": "needs Ansible: tests/fleet/ builds and installs it",
+    "ansible-galaxy collection install velko-nimbrel-2.2.18.tar.gz": "needs Ansible: tests/fleet/ builds and installs it",
+    "ansible-playbook velko.nimbrel.firmware_rollout -e drives='VELKO P100*' -e revision=VP100205 -e batch=10%":
+        "needs Ansible and hosts: tests/fleet/ has both",
     "nimbrel show -velkossd 0 -nvmelog 0xC0": "needs a drive after OCP 1.0, which no simulated drive is",
     "nimbrel start -scan DataIntegrity -velkossd 0 Path=/data": "needs a file system on a drive: tests/vm/ has one",
     "(umask 077; nvme gen-dhchap-key --hmac 1 > host.secret)": "makes a new secret each time, with nvme-cli",
     'nvme connect -t tcp -a 192.0.2.7 -n NQN --dhchap-secret "$(cat host.secret)"': KERNEL,
+    "systemctl enable --now nimbrel-exporter.timer": SYSTEMD,
+    "systemctl enable --now nimbrel-exporter-listen.service": SYSTEMD,
+    "systemctl enable --now nimbrel-selftest-short.timer": SYSTEMD,
+    "systemctl enable --now nimbrel-selftest-extended.timer": SYSTEMD,
+    "systemctl enable --now nimbrel-health-scan.timer": SYSTEMD,
+    'ansible -i hosts.ini all -b -m copy -a "src=packages/ dest=/root/nimbrel/"': FLEET,
+    'ansible -i hosts.ini all -b -m shell -a "apt-get install -y prometheus-node-exporter /root/nimbrel/nimbrel_*.deb /root/nimbrel/nimbrel-exporter_*.deb"': FLEET,
+    'ansible -i hosts.ini all -b -m systemd -a "name=nimbrel-exporter.timer enabled=yes state=started daemon_reload=yes"': FLEET,
+    'ansible -i hosts.ini all -b -m systemd -a "name=nimbrel-selftest-short.timer enabled=yes state=started"': FLEET,
+    'ansible -i hosts.ini all -b -m systemd -a "name=nimbrel-selftest-extended.timer enabled=yes state=started"': FLEET,
+    "apt-get install -y prometheus prometheus-alertmanager": FLEET,
+    "install -D -m 644 packaging/prometheus/nimbrel.rules.yml /etc/prometheus/rules/nimbrel.rules.yml": FLEET,
+    "install -m 644 prometheus.yml /etc/prometheus/prometheus.yml": FLEET,
+    "promtool check config /etc/prometheus/prometheus.yml": FLEET,
+    "systemctl restart prometheus": FLEET,
     "modprobe nvme-tcp": KERNEL,
+    "nimbrel-simdrive capture /dev/nvme0 my-drive --mask": KERNEL,
+    "tar czf my-drive.tar.gz my-drive": KERNEL,
+    "modprobe iscsi_tcp": KERNEL,
+    "iscsistart -i iqn.2026-01.com.example:host -t iqn.2026-01.com.velko.nimbrel:simulated:t1 -g 1 -a 127.0.0.1 "
+    "-p 3260": KERNEL,
     "nvme discover -t tcp -a 127.0.0.1 -s 4420": KERNEL,
     "nvme connect -t tcp -a 127.0.0.1 -s 4420 -n nqn.2026-01.com.velko.nimbrel:simulated:SIM3K90ZQ4TA": KERNEL,
     "nvme list": KERNEL,
@@ -82,6 +117,10 @@ NOT_RUN = {
     "ledctl locate=/dev/nvme0n1": BACKPLANE,
     "ledctl locate_off=/dev/nvme0n1": BACKPLANE,
     "cat /sys/class/nvme/nvme*/nvme*c*n*/ana_state": KERNEL,
+    "nimbrel-report --output report.html": REPORTS,
+    "mkdir documents": REPORTS,
+    "for host in web1 db1 db2; do ssh root@$host nimbrel-report --collect >documents/$host.json; done": REPORTS,
+    "nimbrel-report --output fleet.html documents": REPORTS,
 }
 
 
@@ -139,6 +178,7 @@ class Machine:
         self.programs.mkdir()
         (self.programs / "nimbrel").symlink_to(TOOL)
         (self.programs / "nimbrel-simdrive").symlink_to(SIMDRIVE)
+        (self.programs / "nimbrel-exporter").symlink_to(EXPORTER)
         self.environment = {"PATH": f"{self.programs}:{os.environ['PATH']}", "LC_ALL": "C", "TZ": "UTC",
                             "HOME": str(self.world.cwd), "SOURCES": str(ROOT)}
 
@@ -298,7 +338,8 @@ class Documents(unittest.TestCase):
         self.assertEqual(set(NOT_RUN) - listed, set(), "on the list, and in no document")
 
     def test_show_how_programs_are_used_as_their_help_does(self):
-        help_text = " ".join(self.machine().world.run("--help", tool=SIMDRIVE).stdout.split())
+        help_text = " ".join(word for program in (SIMDRIVE, EXPORTER)
+                             for word in self.machine().world.run("--help", tool=program).stdout.split())
         for path in DOCUMENTS:
             for block in blocks(path.read_text().split("\n")):
                 if block.language == "usage":
@@ -309,7 +350,7 @@ class Documents(unittest.TestCase):
         shown = " ".join(line for path in DOCUMENTS for block in blocks(path.read_text().split("\n"))
                          if block.language in ("console", "usage") for line in block.lines)
         for path in DOCUMENTS:
-            for command in re.findall(r"`(nimbrel(?:-simdrive)? [^`]*)`", path.read_text()):
+            for command in re.findall(r"`(nimbrel(?:-simdrive|-exporter)? [^`]*)`", path.read_text()):
                 words = " ".join(command.split())
                 self.assertTrue(words in shown or re.search(r"\b[A-Z]{3,}\b", words),
                                 f"{path.name}: {words} is in no console block")
