@@ -1,6 +1,6 @@
-"""A small Linux with emulated NVMe drives, for tests that need a real kernel driver.
+"""A small Linux with emulated NVMe and SATA drives, for tests that need a real kernel driver.
 
-Machine boots a Debian cloud kernel in QEMU (software emulation, no KVM needed) with an initramfs of busybox, the tool,
+Machine boots a Debian kernel in QEMU (software emulation, no KVM needed) with an initramfs of busybox, the tool,
 its library and the witnesses nvme-cli and smartctl. It comes up in about three seconds; then commands run in it one
 by one, or side by side on its second port:
 
@@ -67,6 +67,19 @@ class Namespace:
 
 
 @dataclasses.dataclass
+class Disk:
+    """A disk that is no NVMe drive, with a sparse image for its media. device: QEMU's, with the bus it is on; its model
+    number and what else it has are options. rotation: 1 for an SSD, revolutions a minute of another, 0: not
+    reported."""
+
+    serial: str
+    size_mib: int = 64
+    device: str = "ide-hd"
+    rotation: int = 1
+    options: str = ""
+
+
+@dataclasses.dataclass
 class Controller:
     """An NVMe controller. Controllers of one subsystem have one serial number and a name each, and share the
     namespaces that are marked so; options: further nvme options, such as "mdts=5"."""
@@ -126,10 +139,13 @@ class Port:
 
 
 class Machine:
-    def __init__(self, controllers, memory_mib=512, kernel_options="", extra=()):
+    def __init__(self, controllers, memory_mib=512, kernel_options="", extra=(), disks=(), kernel="cloud"):
+        """extra: further options of QEMU, such as the controllers of the disks; kernel: a name of prepare.KERNELS."""
         self.folder = pathlib.Path(tempfile.mkdtemp(prefix="nimbrel-vm-"))
         self.controllers = controllers
-        self.command = self._command(memory_mib, kernel_options) + list(extra)
+        self.command = self._command(memory_mib, kernel_options, kernel) + list(extra)
+        for disk in disks:
+            self.command += self._disk(disk)
         self.process = None
         self.ports = []
         self.monitor = None
@@ -244,6 +260,11 @@ class Machine:
         from every sender: "NVME_ADM_CMD_IDENTIFY", "NVME_NVME_CMD_READ"."""
         return re.findall(r"opname '(\w+)'", self._trace())
 
+    def ata_commands(self):
+        """The opcodes of the ATA commands that reached the emulated disks since the last call, in their order, from
+        every sender. The event has another name in QEMU 10."""
+        return [int(code, 16) for code in re.findall(r"ide_(?:bus_)?exec_cmd .* cmd 0x([0-9a-f]+)", self._trace())]
+
     def failed_nvme_commands(self):
         """The status fields of the commands that the controllers refused since the last call, from every sender."""
         return re.findall(r"pci_nvme_err_req_status .* status (0x[0-9a-f]+)", self._trace())
@@ -275,14 +296,14 @@ class Machine:
                 raise RuntimeError(f"QEMU did not make {path}")
             time.sleep(0.01)
 
-    def _command(self, memory_mib, kernel_options):
+    def _command(self, memory_mib, kernel_options, kernel):
         command = ["qemu-system-x86_64", "-accel", "tcg", "-cpu", "max", "-m", str(memory_mib), "-display", "none",
                    "-no-reboot", "-nic", "none", "-monitor", "none",
                    "-serial", f"file:{self.folder}/console",
                    "-qmp", f"unix:{self.folder}/qmp,server=on,wait=off",
                    "-trace", "pci_nvme_admin_cmd", "-trace", "pci_nvme_io_cmd",
-                   "-trace", "pci_nvme_err_req_status", "-D", f"{self.folder}/trace",
-                   "-kernel", str(WORK / "vmlinuz"), "-initrd", str(WORK / "initramfs"),
+                   "-trace", "pci_nvme_err_req_status", "-trace", "ide_*exec_cmd", "-D", f"{self.folder}/trace",
+                   "-kernel", str(WORK / f"vmlinuz-{kernel}"), "-initrd", str(WORK / f"initramfs-{kernel}"),
                    # The kernel's check of its timer fails where the host gives the machine little time.
                    "-append", f"console=ttyS0 quiet panic=-1 no_timer_check {kernel_options} {COVERAGE_OPTION}".strip(),
                    "-device", "virtio-serial-pci"]
@@ -303,10 +324,23 @@ class Machine:
                 command += self._namespace(controller, namespace, namespace.nsid or position)
         return command
 
+    @staticmethod
+    def _make_image(image, size_mib):
+        with open(image, "wb") as file:
+            file.truncate(size_mib << 20)
+
+    def _disk(self, disk):
+        image = self.image(disk.serial)
+        self._make_image(image, disk.size_mib)
+        options = [f"drive={disk.serial}", f"serial={disk.serial}", disk.options]
+        if disk.rotation:
+            options.append(f"rotation_rate={disk.rotation}")
+        return ["-drive", f"file={image},if=none,id={disk.serial},format=raw,discard=unmap",
+                "-device", ",".join(filter(None, [disk.device, *options]))]
+
     def _namespace(self, controller, namespace, nsid):
         image = self.image(controller.name, nsid)
-        with open(image, "wb") as file:
-            file.truncate(namespace.size_mib << 20)
+        self._make_image(image, namespace.size_mib)
         name = f"{controller.name}-{nsid}"
         options = [f"drive={name}", f"bus={controller.name}", f"nsid={nsid}",
                    f"logical_block_size={namespace.block},physical_block_size={namespace.block}",
