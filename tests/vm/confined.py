@@ -8,19 +8,13 @@ import sys
 import unittest
 
 from machine import Controller, Namespace
-from prepare import PROFILE
-from witness import VmTestCase
+from witness import LOAD_PROFILE, VmTestCase
 
 sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[1] / "conformance"))
 from simulated_walk import WALK
 
 KERNEL, SIMULATED = "0", "1"  # real drives are listed first
 SIMULATED_FOLDER = "/opt/velko/nimbrel/SimulatedDrives/drive"
-LOAD = f"""
-mount -t securityfs securityfs /sys/kernel/security
-cat {PROFILE} >/sys/kernel/security/apparmor/.replace
-cat /sys/kernel/security/apparmor/profiles
-"""
 MAKE_DRIVE = f"""
 /opt/velko/nimbrel/nimbrel-simdrive create drive --model velko --size 64Mi --serial SIM1 &&
 sed -i -e '/-seconds/s/=.*/= 1/' {SIMULATED_FOLDER}/description.ini
@@ -33,7 +27,7 @@ class Confined(VmTestCase):
     @classmethod
     def setUpClass(cls):
         super().setUpClass()
-        loaded = cls.machine.shell(LOAD)
+        loaded = cls.machine.shell(LOAD_PROFILE)
         if loaded.stdout != "nimbrel (enforce)\n":
             raise RuntimeError(f"the profile is not in force: {loaded}")
         made = cls.machine.shell(MAKE_DRIVE)

@@ -5,6 +5,7 @@ import json
 import unittest
 
 from machine import Machine
+from prepare import PROFILE
 
 NOT_FOUND = "Property not found"
 NO_UPDATE = ("No known update for SSD. If an update is expected, please contact your SSD Vendor representative about "
@@ -13,6 +14,12 @@ UNKNOWN_INDEX = "Error: Provided device index is invalid. Device could not be fo
 UNKNOWN_SERIAL = "Error: Provided device serial is invalid. Device could not be found.\n"
 UNKNOWN_PATH = "Error: Provided device path is invalid. Device could not be found.\n"
 UNKNOWN_BOOT_DRIVE = "Error: Provided device ID is invalid. Device could not be found.\n"
+# Prints the profiles that are in force then.
+LOAD_PROFILE = f"""
+mount -t securityfs securityfs /sys/kernel/security
+cat {PROFILE} >/sys/kernel/security/apparmor/.replace
+cat /sys/kernel/security/apparmor/profiles
+"""
 
 
 def refuse(text):
