@@ -1,6 +1,7 @@
 """The list of drives and the ways of naming one, on a real driver. Every value is compared with what nvme-cli or sysfs
 says of the same drive."""
 
+import collections
 import re
 import struct
 import unittest
@@ -33,6 +34,19 @@ class OneDrive(VmTestCase):
                 self.assertEqual(refused.status, status, refused.stdout)
                 self.assertIn(incomplete[:-1], refused.stdout)
         self.assertEqual(self.machine.image("S1").read_bytes(), before)
+
+    def test_is_asked_for_nothing_that_is_not_shown(self):
+        log, identify = "NVME_ADM_CMD_GET_LOG_PAGE", "NVME_ADM_CMD_IDENTIFY"
+        for arguments, commands in (
+                ("-d SerialNumber,Firmware,Capacity -velkossd 0", []),
+                ("-d MaximumLBA -velkossd 0", [identify]),
+                ("-d Temperature -velkossd 0 -smart", [log]),
+                ("-velkossd 0 -smart", [log, identify]),
+                ("-velkossd 0", [log, identify, identify])):
+            with self.subTest(arguments):
+                self.machine.nvme_commands()
+                self.assertEqual(self.machine.shell(f"nimbrel show {arguments}").status, 0)
+                self.assertEqual(self.machine.nvme_commands(), commands)
 
     def test_is_shown_as_text(self):
         self.check("show", "-d", "SerialNumber,NamespaceId,Colour", "-velkossd", "0",
@@ -150,6 +164,9 @@ class FourControllers(VmTestCase):
             # The Y of nvmeXnY counts the namespaces in the order in which they came up; it is not the identifier.
             return int(self.machine.shell(f"cat /sys/class/block/{block.rsplit('/', 1)[-1]}/nsid").stdout)
 
+        generic = [(f"{node}n2".replace("nvme", "ng"), "S1", "/dev/nvme0", nsid_of(f"{node}n2"))]
+        if self.machine.shell(f"test -e {generic[0][0]}").status != 0:
+            generic = []  # Linux has these nodes since 5.13
         for name, serial, path, nsid in (
                 ("0", "S1", "/dev/nvme0", 1),
                 ("1", "S1", "/dev/nvme1", 2),
@@ -160,11 +177,11 @@ class FourControllers(VmTestCase):
                 ("/dev/nvme1", "S1", "/dev/nvme1", 2),
                 ("/dev/nvme2", "S3", "/dev/nvme2", NOT_FOUND),
                 (f"{node}n1", "S1", "/dev/nvme0", nsid_of(f"{node}n1")),
-                (f"{node}n2".replace("nvme", "ng"), "S1", "/dev/nvme0", nsid_of(f"{node}n2")),
                 (f"{node}n2", "S1", "/dev/nvme0", nsid_of(f"{node}n2")),
                 ("/dev/nvme3n2", "S4", "/dev/nvme3", nsid_of("nvme3n2")),
                 ("/dev/disk/by-id/link-to-namespace", "S4", "/dev/nvme3", nsid_of("nvme3n2")),
-                ("/dev/disk/by-id/link-to-controller", "S3", "/dev/nvme2", NOT_FOUND)):
+                ("/dev/disk/by-id/link-to-controller", "S3", "/dev/nvme2", NOT_FOUND),
+                *generic):
             with self.subTest(name):
                 self.assertEqual(self.drives("-d", "DevicePath,NamespaceId,SerialNumber", "-velkossd", name),
                                  [(f"Velko SSD {serial}",
@@ -196,6 +213,13 @@ class ManyControllers(VmTestCase):
         witness = Witness(self.machine)
         self.assertEqual(sorted(c["sn"].strip() for c in witness.controllers), [f"M{i:02}" for i in range(32)])
         self.assertEqual(self.drives("-velkossd"), witness.list())
+
+    def test_are_asked_three_commands_each(self):
+        """For health, for the namespace, and for whether the drive has pages of OCP."""
+        self.machine.nvme_commands()
+        self.drives("-velkossd")
+        self.assertEqual(collections.Counter(self.machine.nvme_commands()),
+                         {"NVME_ADM_CMD_GET_LOG_PAGE": 32, "NVME_ADM_CMD_IDENTIFY": 64})
 
     def test_are_offered_by_the_completion_in_this_order_and_not_asked(self):
         listed = [drive for _, drive in self.drives("-d", "Index,SerialNumber,DevicePath", "-velkossd")]
