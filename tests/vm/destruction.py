@@ -103,6 +103,8 @@ class Destruction(VmTestCase):
 
     def test_a_generic_node_is_refused_too(self):
         path = self.node["FS"].replace("/dev/nvme", "/dev/ng")
+        if self.machine.shell(f"test -e {path}").status != 0:
+            self.skipTest("Linux has these nodes since 5.13")
         self.assert_refused("FS", COMMANDS[1], path, f"{IN_USE} {self.node['FS']} is mounted on /data.", 241)
 
     def test_partitions_are_a_reason_without_force(self):
@@ -229,9 +231,10 @@ class Destruction(VmTestCase):
     def test_a_controller_reset(self):
         path = self.controller["DULL"]
         self.machine.shell(f"nvme set-feature -f 4 -v 0x150 {path}")
+        firmware = self.machine.shell(f"cat /sys/class/nvme/{path[5:]}/firmware_rev").stdout.strip()  # QEMU's version
         self.machine.nvme_commands()
         self.check("reset", "-velkossd", path, "-nvmecontroller", stdout=self.title_and(
-            "NVMe Reset", "DULL", "The controller was reset. It is ready and runs firmware 7.2.22."))
+            "NVMe Reset", "DULL", f"The controller was reset. It is ready and runs firmware {firmware}."))
         commands = self.machine.nvme_commands()
         self.assertIn("NVME_ADM_CMD_CREATE_SQ", commands, "the driver has set the controller up again")
         self.assertEqual(self.machine.shell(f"cat /sys/class/nvme/{path[5:]}/state").stdout, "live\n")
