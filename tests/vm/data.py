@@ -49,16 +49,17 @@ def rules(**names_of_rule):
 
 # The values that are not shown as plain numbers. cntrltype: QEMU's controller is an I/O controller.
 CONTROLLER = {
-    **rules(hex2="cmic nvmsr vwci mec frmw lpa avscc apsta dsto anacap sqes cqes fna vwc icsvscc nwpc fcatt",
-            hex4="vid ssvid cntlid rrls oacs hctma oncs fuses ocfs ofcs", hex6="ieee",
+    **rules(hex2="cmic nvmsr vwci mec frmw lpa avscc apsta dsto anacap sqes cqes fna vwc icsvscc nwpc fcatt "
+                 "tmpthha trattr crcap kpioc plsi",
+            hex4="vid ssvid cntlid rrls oacs hctma oncs fuses ocfs ofcs bpcap", hex6="ieee",
             hex8="oaes ctratt rpmbs sanicap sgls", plus_1="acl aerl elpe npss awun awupf acwu",
             power_of_2="rab", text="sn mn fr subnqn", celsius="wctemp cctemp mntmt mxtmt",
-            unless_0="rtd3r rtd3e mtfa fwug", identifier="fguid"),
+            unless_0="rtd3r rtd3e mtfa fwug nssl mptfawr", identifier="fguid"),
     "ver": lambda value: f"{value >> 16}.{value >> 8 & 255}.{value & 255}",
     "cntrltype": {1: "I/O controller"}.get,
 }
 # QEMU defines the preferred sizes (NSFEAT bit 4) and not the atomic units (bit 1).
-NAMESPACE = rules(hex2="nsfeat flbas mc dpc dps nmic rescap fpi dlfeat nsattr", unless_0="noiob mssrl mcl",
+NAMESPACE = rules(hex2="nsfeat flbas mc dpc dps nmic rescap fpi dlfeat nsattr kpios", unless_0="noiob mssrl mcl",
                   plus_1="nlbaf npwg npwa npdg npda nows msrc", none_if_0="nabsn nabspf",
                   never="nawun nawupf nacwu", identifier="eui64 nguid")
 SMART_LOG = rules(hex2="critical_warning endurance_grp_critical_warning_summary", celsius="temperature")
@@ -81,6 +82,11 @@ def expected(theirs, table):
             for key, value in theirs.items() if not isinstance(value, (list, dict))}
 
 
+def descriptors(theirs):
+    """The descriptors of a namespace by their names; nvme-cli 2.3 also names the type of each."""
+    return {name: value for each in theirs["ns-descs"] for name, value in each.items() if name != "type"}
+
+
 def bare(value):
     """A number without its unit: nvme-cli shows none."""
     return re.sub(r"^(-?[\d.]+) (?:%|C|bytes|blocks|hours|minutes|seconds|milliseconds|microseconds|units of .*)$", r"\1", str(value))
@@ -92,20 +98,7 @@ def fields(ours):
     return {name: bare(ours[label]) for label, name in names.items() if " " not in name}
 
 
-class DriveData(VmTestCase):
-    controllers = [
-        Controller("S1", [Namespace(64, options="uuid=11112222-3333-4444-5555-666677778888,eui64=0x5254001122334455"),
-                          Namespace(32, block=4096, metadata=8, shared=True), Namespace(16, detached=True, nsid=7)]),
-        Controller("S1", name="S1b"),
-        Controller("S3", [Namespace(16)], options="mdts=5"),
-    ]
-
-    def setUp(self):
-        # "nvme0 0 S1": name, controller identifier, serial number
-        listing = self.machine.shell("cd /sys/class/nvme; for c in *; do echo $c $(cat $c/cntlid $c/serial); done").stdout
-        nodes = {(serial, int(cntlid)): f"/dev/{name}" for name, cntlid, serial in map(str.split, listing.splitlines())}
-        self.first, self.other = nodes["S1", 0], nodes["S3", 0]
-
+class DriveDataTestCase(VmTestCase):
     def theirs(self, command):
         run = self.machine.shell(f"{command} -o json")
         self.assertEqual((run.status, run.stderr), (0, ""), command)
@@ -122,6 +115,39 @@ class DriveData(VmTestCase):
         self.assertIn(values.pop("SerialNumber"), heading)
         self.assertIn(values.pop("DevicePath"), arguments)
         return heading, values
+
+    def effects(self, drive, csi):
+        """What nvme-cli shows of log page 05h of a command set, as ours; it shows opcodes as decimal numbers."""
+        text = self.machine.shell(f"nvme effects-log {drive} --csi={csi} -H").stdout
+        theirs, queue = {}, None
+        for line in text.splitlines():
+            queue = {"Admin Commands": "Admin", "I/O Commands": "I/O"}.get(line, queue)
+            if "[" not in line or "]" not in line:
+                continue
+            opcode = int("".join(filter(str.isdigit, line[:line.index("[")])))
+            name = line[line.index("[") + 1:line.index("]")].strip()
+            words = [word for mark, word in (("CSUPP+", "supported"), ("LBCC+", "changes user data"),
+                                             ("NCC+", "changes capabilities of a namespace"),
+                                             ("NIC+", "changes the inventory of namespaces"),
+                                             ("CCC+", "changes capabilities of the controller")) if mark in line]
+            theirs[f"{queue} 0x{opcode:02X} - {name}"] = "; ".join(words)
+        self.assertGreater(len(theirs), 15, text)
+        return theirs
+
+
+class DriveData(DriveDataTestCase):
+    controllers = [
+        Controller("S1", [Namespace(64, options="uuid=11112222-3333-4444-5555-666677778888,eui64=0x5254001122334455"),
+                          Namespace(32, block=4096, metadata=8, shared=True), Namespace(16, detached=True, nsid=7)]),
+        Controller("S1", name="S1b"),
+        Controller("S3", [Namespace(16)], options="mdts=5"),
+    ]
+
+    def setUp(self):
+        # "nvme0 0 S1": name, controller identifier, serial number
+        listing = self.machine.shell("cd /sys/class/nvme; for c in *; do echo $c $(cat $c/cntlid $c/serial); done").stdout
+        nodes = {(serial, int(cntlid)): f"/dev/{name}" for name, cntlid, serial in map(str.split, listing.splitlines())}
+        self.first, self.other = nodes["S1", 0], nodes["S3", 0]
 
     # Identify
 
@@ -170,7 +196,7 @@ class DriveData(VmTestCase):
                                  (heading, {label: list_of(command, name, key)}))
 
     def test_namespace_descriptors(self):
-        theirs = {d["type"]: d[d["type"]] for d in self.theirs(f"nvme ns-descs -n 1 {self.first}")["ns-descs"]}
+        theirs = descriptors(self.theirs(f"nvme ns-descs -n 1 {self.first}"))
         heading, ours = self.only("-velkossd", self.first, "-identify", "-namespace", 1, "-descriptors")
         self.assertEqual(heading, "Namespace Identification Descriptors of Namespace 1 S1")
         self.assertEqual(fields(ours), {"UUID": theirs["uuid"], "EUI64": theirs["eui64"].upper(),
@@ -265,22 +291,8 @@ class DriveData(VmTestCase):
         self.assertEqual(changed, {})
 
     def test_command_effects_log(self):
-        text = self.machine.shell(f"nvme effects-log {self.first} --csi=0 -H").stdout
-        theirs, queue = {}, None
-        for line in text.splitlines():
-            queue = {"Admin Commands": "Admin", "I/O Commands": "I/O"}.get(line, queue)
-            if "[" not in line or "]" not in line:
-                continue
-            opcode = int("".join(filter(str.isdigit, line[:line.index("[")])))
-            name = line[line.index("[") + 1:line.index("]")].strip()
-            words = [word for mark, word in (("CSUPP+", "supported"), ("LBCC+", "changes user data"),
-                                             ("NCC+", "changes capabilities of a namespace"),
-                                             ("NIC+", "changes the inventory of namespaces"),
-                                             ("CCC+", "changes capabilities of the controller")) if mark in line]
-            theirs[f"{queue} 0x{opcode:02X} - {name}"] = "; ".join(words)
-        self.assertGreater(len(theirs), 15, text)
         self.assertEqual(self.only("-velkossd", self.first, "-nvmelog", "5"),
-                         ("Commands Supported and Effects S1", theirs))
+                         ("Commands Supported and Effects S1", self.effects(self.first, 0)))
 
     def test_the_list_of_logs_and_all_of_them(self):
         names = {"LID 0x01": "Error Information", "LID 0x02": "SMART / Health Information",
@@ -292,7 +304,7 @@ class DriveData(VmTestCase):
 
     def test_a_dumped_log_is_what_the_drive_gave(self):
         for arguments, command in ((["-nvmelog", "5"], "-i 5 -l 4096"),
-                                   (["-nvmelog", "5", "LogPageOffset=512", "NumDWORDs=8"], "-i 5 -l 32 -o 512")):
+                                   (["-nvmelog", "5", "LogPageOffset=512", "NumDWORDs=8"], "-i 5 -l 32 --lpo=512")):
             with self.subTest(arguments):
                 self.machine.shell("rm -f /tmp/log")
                 run = self.machine.run("nimbrel", "dump", "-destination", "/tmp/log", "-velkossd", self.first, *arguments)
@@ -546,6 +558,26 @@ def flat_xml(element, path=()):
         else:
             found.append((path, child.tag, child.text))
     return found
+
+
+class ZonedDrive(DriveDataTestCase):
+    """QEMU's drives are of NVMe 1.4, as the first drives with zones were."""
+
+    controllers = [Controller("S1", [Namespace(64), Namespace(64, options="zoned=on,zoned.zone_size=16M")])]
+
+    def test_the_commands_of_its_command_sets(self):
+        effects = self.effects("/dev/nvme0", 2)
+        self.assertIn("I/O 0x7D - Zone Append", effects)
+        heading, ours = self.only("-velkossd", "/dev/nvme0", "-nvmelog", "5")
+        self.assertEqual(ours.pop("Zoned Namespace Command Set"), effects)
+        self.assertEqual((heading, ours), ("Commands Supported and Effects S1", self.effects("/dev/nvme0", 0)))
+
+    def test_its_namespaces(self):
+        theirs = descriptors(self.theirs("nvme ns-descs -n 2 /dev/nvme0"))
+        _, ours = self.only("-velkossd", "/dev/nvme0", "-identify", "-namespace", "2", "-descriptors")
+        self.assertEqual((int(theirs["csi"], 0), fields(ours)["CSI"]), (2, "0x02"))
+        ours = self.show("-a", "-velkossd", "/dev/nvme0")
+        self.assertEqual([ours[f"Namespace {nsid} S1"].get("CommandSet") for nsid in (1, 2)], [None, "Zoned Namespace"])
 
 
 if __name__ == "__main__":

@@ -10,7 +10,7 @@ import time
 import unittest
 import zlib
 
-from data import CONTROLLER, NAMESPACE, SMART_LOG, expected, fields
+from data import CONTROLLER, NAMESPACE, SMART_LOG, descriptors, expected, fields
 from machine import Machine
 from witness import VmTestCase, strict_json
 
@@ -182,9 +182,9 @@ class Agreement:
         found = {name: value for name, value in fields(ours).items() if name not in PREFERRED_SIZES}
         self.assertEqual(found, expected(theirs, NAMESPACE))
         _, ours = self.only("-identify", "-namespace", "1", "-descriptors")
-        descriptors = {d["type"]: d[d["type"]] for d in self.theirs("nvme ns-descs -n 1 /dev/nvme0")["ns-descs"]}
-        self.assertEqual(fields(ours), {"EUI64": descriptors["eui64"].upper(), "NGUID": descriptors["nguid"].upper(),
-                                        "UUID": descriptors["uuid"]})
+        theirs = descriptors(self.theirs("nvme ns-descs -n 1 /dev/nvme0"))
+        self.assertEqual(fields(ours), {"EUI64": theirs["eui64"].upper(), "NGUID": theirs["nguid"].upper(),
+                                        "UUID": theirs["uuid"]})
 
     def test_13_lists(self):
         for command, name, key, arguments, label in (
