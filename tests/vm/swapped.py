@@ -29,8 +29,39 @@ def gone(node):
            f"{of_drive('NEW')}."
 
 
-class Swapped(VmTestCase):
+class HeldCommand(VmTestCase):
+    """A command that waits where it opens the drive's node for the first time."""
+
+    held_node = None
+
+    def await_shell(self, condition):
+        """Until the condition holds in the machine."""
+        deadline = time.monotonic() + PATIENCE_SECONDS
+        while self.machine.shell(condition).status != 0:
+            self.assertLess(time.monotonic(), deadline, condition)
+            time.sleep(0.2)
+
+    def begin_held(self, *arguments):
+        """Begins the command. The tool is no child of the tracer, which can end before it."""
+        self.machine.begin("strace", "-D", "-f", "-o", "/tmp/trace", "-P", self.held_node, "-e", "trace=openat",
+                           "-e", f"inject=openat:delay_enter={HOLD_MICROSECONDS}:when=1", "nimbrel", *arguments)
+        self.await_shell(f"grep -q {self.held_node} /tmp/trace")
+
+    def records(self):
+        """The files that erases have left since the last call."""
+        return self.machine.shell("cd /var/lib/nimbrel/erasures 2>/dev/null && ls && rm *").stdout.split()
+
+    def finish_held(self):
+        """The outcome of the command, which goes on."""
+        self.assertEqual(self.machine.shell("kill -9 $(pidof strace) && rm /tmp/trace").status, 0)
+        run = self.machine.finish()
+        return run.stdout, run.stderr, run.status
+
+
+class Swapped(HeldCommand):
     """The machine's only drive is unplugged for another, and plugged in again."""
+
+    held_node = NODE
 
     @classmethod
     def prepare(cls, machine):
@@ -44,26 +75,10 @@ class Swapped(VmTestCase):
         self.plug("OLD")
         self.addCleanup(lambda: self.unplug(self.plugged))
 
-    def await_shell(self, condition):
-        """Until the condition holds in the machine."""
-        deadline = time.monotonic() + PATIENCE_SECONDS
-        while self.machine.shell(condition).status != 0:
-            self.assertLess(time.monotonic(), deadline, condition)
-            time.sleep(0.2)
-
-    def begin_held(self, *arguments):
-        """Begins a command that waits where it opens the controller's node for the first time. The tool is no child of
-        the tracer, which can end before it."""
-        self.machine.begin("strace", "-D", "-f", "-o", "/tmp/trace", "-P", NODE, "-e", "trace=openat",
-                           "-e", f"inject=openat:delay_enter={HOLD_MICROSECONDS}:when=1", "nimbrel", *arguments)
-        self.await_shell(f"grep -q {NODE} /tmp/trace")
-
     def finish_released(self):
         """The outcome of the command that is held, and what the drives received from it."""
         self.machine.nvme_commands()
-        self.assertEqual(self.machine.shell("kill -9 $(pidof strace) && rm /tmp/trace").status, 0)
-        run = self.machine.finish()
-        return (run.stdout, run.stderr, run.status), self.machine.nvme_commands()
+        return self.finish_held(), self.machine.nvme_commands()
 
     def unplug(self, serial):
         self.machine.qmp("device_del", id=serial)
@@ -84,6 +99,8 @@ class Swapped(VmTestCase):
         self.add(serial)
         self.await_shell(f"[ -b {NODE}n1 ] && grep -q {serial} /sys/class/nvme/nvme0/serial && "
                          "grep -q live /sys/class/nvme/nvme0/state")
+        # An open waits for the kernel's look for partitions, which reads the drive after its node is there.
+        self.assertEqual(self.machine.shell(f": < {NODE}n1").status, 0)
         self.plugged = serial
 
     def test_the_drive_that_took_the_number_is_not_changed(self):
@@ -94,6 +111,7 @@ class Swapped(VmTestCase):
             outcome, sent = self.finish_released()
             self.assertEqual(outcome, (notice + title_and(title, "OLD", NODE, gone(node)), "", 70))
             self.assertEqual(set(sent), {"NVME_ADM_CMD_IDENTIFY"}, words)
+            self.assertEqual(self.records(), [], words)
             self.unplug("NEW")
             self.plug("OLD")
 
@@ -103,6 +121,7 @@ class Swapped(VmTestCase):
             outcome, sent = self.finish_released()
             self.assertEqual(outcome[1:], ("", 0), outcome)
             self.assertEqual(len(DESTRUCTIVE.intersection(sent)), 1, sent)
+            self.assertEqual(len(self.records()), 0 if "-trim" in words else 2, words)
 
 
 if __name__ == "__main__":
