@@ -1,13 +1,19 @@
 #!/bin/sh
 # enter_world.sh SCRATCH STDIN COMMAND [ARGUMENT ...]
 # Runs in a private mount namespace: puts the folders of SCRATCH in the place of the tool's fixed places, then becomes
-# COMMAND. Everything else of the machine is as it is outside. STDIN "closed" closes standard input, anything else
-# leaves it alone.
+# COMMAND. No drive of the machine is seen, everything else of it is as it is outside. STDIN "closed" closes standard
+# input, anything else leaves it alone.
 set -e
 scratch=$1
 stdin=$2
 shift 2
 
+# The drives of the machine are none of the tests' business: the tool finds them in these.
+for class in /sys/class/nvme /sys/class/block; do
+    if [ -d "$class" ]; then
+        mount -t tmpfs tmpfs "$class"
+    fi
+done
 mount --bind "$scratch/opt" /opt
 mount --bind "$scratch/var_lib" /var/lib
 mount --bind "$scratch/var_log" /var/log
