@@ -22,8 +22,6 @@ using Bytes = std::vector<uint8_t>;
 
 namespace {
 
-constexpr size_t LOGS = 256;
-
 bool always(const Description&) {
     return true;
 }

@@ -241,7 +241,7 @@ TEST_F(ConfigurationFile, ThatIsOutOfDescriptorsIsLeftAlone) {
 
 TEST_F(ConfigurationFile, ThatOthersCanChangeIsNotObeyed) {
     writeWholeFile(path_, DEFAULTS);
-    for (const mode_t bits : {0646, 0664}) {
+    for (const mode_t bits : {0646U, 0664U}) {
         ASSERT_EQ(chmod(path_.c_str(), bits), 0);
         EXPECT_EQ(load(), CHANGEABLE);
         EXPECT_EQ(read(), CHANGEABLE);

@@ -103,7 +103,7 @@ TEST_F(DriveLockTest, IsNotInheritedByAnotherProgram) {
 TEST_F(DriveLockTest, WhatAnotherUserCanChangeIsRefused) {
     const std::string unsafe = ": it belongs to another user or can be changed by other users.";
     ASSERT_EQ(::mkdir(locks_.c_str(), 0700), 0);
-    for (const mode_t mode : {0720, 0702}) {
+    for (const mode_t mode : {0720U, 0702U}) {
         ASSERT_EQ(::chmod(locks_.c_str(), mode), 0);
         EXPECT_EQ(text(DriveLock(locks_).acquire("one")),
                   "10/104 Unable to create file. The drive cannot be locked: " + locks_ + unsafe)

@@ -32,7 +32,7 @@ protected:
 const std::string SUCCESS = "0/0 Completed successfully.";
 
 TEST_F(StateFolderTest, HasItsModeWhateverTheUmask) {
-    for (const mode_t mask : {0000, 0022, 0077, 0777}) {
+    for (const mode_t mask : {0000U, 0022U, 0077U, 0777U}) {
         const mode_t before = umask(mask);
         EXPECT_EQ(make(path_), SUCCESS);
         umask(before);
@@ -48,7 +48,7 @@ TEST_F(StateFolderTest, StaysAsItIsWhereItIsThere) {
 }
 
 TEST_F(StateFolderTest, IsNotMadeWhereOthersMayWrite) {
-    for (const mode_t mode : {0777, 01777}) {
+    for (const mode_t mode : {0777U, 01777U}) {
         ASSERT_EQ(chmod(above_.c_str(), mode), 0);
         EXPECT_EQ(make(path_), "1/1 '" + above_ + "' can be written by others than its owner (mode " +
                                    (mode == 0777 ? "0777)" : "1777)"));
