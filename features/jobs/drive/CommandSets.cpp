@@ -48,9 +48,13 @@ Result<std::set<uint8_t>> readCommandSets(nvme::Drive& drive) {
     return all;
 }
 
+bool hasBlocks(uint8_t csi) {
+    return csi == nvme::CSI_NVM || csi == nvme::CSI_ZONED;
+}
+
 Status requireBlocks(nvme::Drive& drive, uint32_t nsid, const Status& missing) {
     TRY(const uint8_t csi, readCommandSet(drive, nsid));
-    if (csi == nvme::CSI_NVM || csi == nvme::CSI_ZONED) return Status();
+    if (hasBlocks(csi)) return Status();
     return withDetails(missing, "Namespace " + std::to_string(nsid) + " of drive " + drive.name() + " is of the " +
                                     nvme::commandSetName(csi) + " command set, which has no logical blocks.");
 }

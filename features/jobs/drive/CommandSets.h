@@ -17,6 +17,9 @@ Result<uint8_t> readCommandSet(nvme::Drive& drive, uint32_t nsid);
 /// not support would be an error for it.
 Result<std::set<uint8_t>> readCommandSets(nvme::Drive& drive);
 
+/// Whether a namespace of this I/O command set has logical blocks, which one of Key Value does not.
+bool hasBlocks(uint8_t csi);
+
 /// `missing` with words for a namespace without logical blocks, as one of the Key Value command set: opcodes of the NVM
 /// command set mean other commands there. To be asked before a command that names blocks.
 ostrel::core::Status requireBlocks(nvme::Drive& drive, uint32_t nsid, const ostrel::core::Status& missing);

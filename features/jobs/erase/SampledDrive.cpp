@@ -12,7 +12,6 @@
 #include "features/nvme/NamespaceProperties.h"
 #include "features/nvme/Opcodes.h"
 #include "features/nvme/structures/IdentifyNamespace.h"
-#include "ostrel/core/StatusCatalogue.h"
 
 namespace features::jobs {
 
@@ -62,7 +61,8 @@ Result<std::vector<SampledSpace>> SampledNvmeDrive::spaces() {
     std::vector<SampledSpace> spaces;
     blocks_.clear();
     for (const uint32_t nsid : attached) {
-        if (failed(requireBlocks(drive_, nsid, statuses::driveDoesNotSupportFeature()))) continue;
+        TRY(const uint8_t csi, readCommandSet(drive_, nsid));
+        if (!hasBlocks(csi)) continue;
         TRY(const Payload identify, drive_.identify(nvme::CNS_NAMESPACE, nsid));
         const nvme::NamespaceProperties properties(identify.getData());
         const auto& format = properties.format();

@@ -246,6 +246,25 @@ TEST_F(ErasureRecordsTest, WhatTheTranslatorRefusedLeavesNoneAndWhatWasLostOnThe
     }
 }
 
+/// Its blocks would be missing among the samples, and the record would not say so.
+TEST_F(ErasureRecordsTest, ANamespaceWhoseCommandSetCannotBeReadIsNotPassedOver) {
+    const DriveBytes controller14 = controller().le32(80, 0x00010400);
+    drive_.expect(hostUses({unusedNamespace(1)}))
+        .expect(identify(1).answers(controller14))
+        .expect(lookAtLog(0x81, 512).answers(log(0)))
+        .expect(identify(1).answers(controller14))
+        .expect(identify(2).answers(DriveBytes(4096).le32(0, 1)))
+        .expect(identify(3, 1).breaks(Status(0, 69, "Late.")))
+        .expect(hostUses({unusedNamespace(1)}))
+        .expect(blockErase().completes())
+        .expect(lookAtLog(0x81, 512).answers(log(0x0101)))
+        .expect(lookAgain())
+        .expect(lookAtLog(0x81, 512).answers(log(0x0101)));
+    EXPECT_EQ(run(SANITIZE), statusAnswer("Format", "0/0 The drive was sanitized."));
+    drive_.expectDone();
+    EXPECT_NE(content(NAME + ".json").find("\"notDone\": \"Late.\""), std::string::npos) << content(NAME + ".json");
+}
+
 TEST_F(ErasureRecordsTest, AnotherRecordIsNeverReplaced) {
     std::filesystem::create_directories(folder());
     std::ofstream(folder() + "/" + NAME + ".txt") << "an older one";
