@@ -272,10 +272,17 @@ Status LinuxAtaPath::submit(int node, const AtaCommand& command, const Payload& 
         std::memset(data.getData(), 0, data.getSize());
     }
     ScsiRequest request(block, command, data.getData(), timeoutMs(command.timeoutMs));
-    const std::lock_guard<std::mutex> port(*node_->port);
-    RETURN_IF_FAILED(run(node, request));
-    // The drive was reset, say, and the command not carried out: by now that is reported.
-    if (isUnitAttention(request.end())) RETURN_IF_FAILED(run(node, request));
+    const auto runAtPort = [&] {
+        const std::lock_guard<std::mutex> port(*node_->port);
+        return run(node, request);
+    };
+    RETURN_IF_FAILED(runAtPort());
+    if (isUnitAttention(request.end())) {
+        // The command was not carried out. The drive was reset, say, or another one is there: by now that is reported.
+        node_->isSelected = false;
+        if (command.needsSelectedDrive()) RETURN_IF_FAILED(openSelected());
+        RETURN_IF_FAILED(runAtPort());
+    }
     auto outcome = ataResultOf(command, request.end(), nodePath());
     if (!outcome) return withFilter(outcome.error(), command);
     if (command.readsData() && outcome->succeeded) {

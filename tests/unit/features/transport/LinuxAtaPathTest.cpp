@@ -296,6 +296,32 @@ TEST_F(LinuxAtaPathTest, ACommandThatWasNotCarriedOutIsSentOnceMore) {
               "0/70 The device (object) was unavailable. " + node() + ": unit attention, ASC/ASCQ 0x29/0x00.");
 }
 
+/// A unit attention is how a SCSI host hears of another drive behind a node that stays open, as at an iSCSI target.
+TEST_F(LinuxAtaPathTest, AfterAUnitAttentionTheOpenNodeIsIdentifiedAgain) {
+    const char* const gone = "0/70 The device (object) was unavailable. The drive of ";
+    int attentions = 0;
+    kernel_.onAta = [&](sg_io_hdr& request) {
+        if (attentions-- <= 0) return kernel_.answerAta(request);
+        kernel_.ataIdentity = ataIdentifyBytes({"S2"});
+        FakeKernel::endWithSense(request, {0x70, 0, 0x06, 0, 0, 0, 0, 10, 0, 0, 0, 0, 0x3F, 0x0E, 0, 0, 0, 0});
+        return 0;
+    };
+    EXPECT_EQ(sent(trimming(), block_), SUCCESS);
+    kernel_.calls.clear();
+    attentions = 1;
+    EXPECT_EQ(sent(trimming(), block_), gone + node() + " is gone. Selected was serial number S1 (model M1); " +
+                                            node() + " is now that of serial number S2 (model M1).");
+    EXPECT_EQ(kernel_.calls, (Calls{"ata 06h /dev/sda", "ata ECh /dev/sda"})) << "not sent to the other drive";
+
+    kernel_.ataIdentity = ataIdentifyBytes({});
+    EXPECT_EQ(sent(trimming(), block_), SUCCESS);
+    kernel_.calls.clear();
+    attentions = 1;
+    EXPECT_EQ(sent(asking()), SUCCESS) << "what reads alone hears of it";
+    EXPECT_EQ(sent(trimming(), block_).substr(0, 5), "0/70 ");
+    EXPECT_EQ(kernel_.calls, (Calls{"ata B0h /dev/sda", "ata B0h /dev/sda", "ata ECh /dev/sda"}));
+}
+
 TEST_F(LinuxAtaPathTest, ARefusalOfLibataSaysWhatItPassesOn) {
     kernel_.onAta = [](sg_io_hdr& request) {
         FakeKernel::endWithSense(request, {0x70, 0, 5, 0, 0, 0, 0, 10, 0, 0, 0, 0, 0x24, 0, 0, 0xC0, 0, 14});
