@@ -71,7 +71,7 @@ TEST(AtaSmartAttributes, ReadTheRawValueByItsMeaning) {
     EXPECT_EQ(made.rawText(), "36 C");
     made.data.raw = 0x00FB;
     EXPECT_EQ(made.rawText(), "-5 C");
-    for (const uint64_t none : {0x00, 0xFF}) {
+    for (const uint64_t none : {0x00U, 0xFFU}) {
         made.data.raw = none;
         EXPECT_EQ(made.rawText(), "not reported") << none;
     }

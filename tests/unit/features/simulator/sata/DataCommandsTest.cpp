@@ -31,7 +31,7 @@ TEST_F(SataData, ReadsWhatWasWritten) {
 }
 
 TEST_F(SataData, TrimmedSectorsReadAsZeros) {
-    for (const uint64_t lba : {9, 10, 11, 12}) EXPECT_EQ(write(lba, 0x77).status, 0x50);
+    for (const uint64_t lba : {9U, 10U, 11U, 12U}) EXPECT_EQ(write(lba, 0x77).status, 0x50);
     EXPECT_EQ(trim(10, 2).status, 0x50);
     EXPECT_EQ(content(9), 0x77);
     EXPECT_EQ(content(10), 0);

@@ -25,7 +25,7 @@ TEST_F(SataLogs, TheDirectoryHasThePagesOfEachLog) {
 
 TEST_F(SataLogs, PagesBeyondTheEndAreAborted) {
     const auto status = [&](uint16_t page, uint16_t count) {
-        return registers({0x2F, Protocol::PIO_IN, true, 0, count, 0x04ULL | page << 8, 0, count * 512U}).status;
+        return registers({0x2F, Protocol::PIO_IN, true, 0, count, 0x04 | uint64_t{page} << 8, 0, count * 512U}).status;
     };
     EXPECT_EQ(status(0, 8), 0x50);
     EXPECT_EQ(status(7, 1), 0x50);
