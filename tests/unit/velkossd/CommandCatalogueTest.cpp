@@ -55,7 +55,7 @@ constexpr struct {
     {timestampFlow, "timestamp flow"},
 };
 
-const char* nameOf(const Flow* flow) {
+const char* nameOf(Flow* flow) {
     for (const auto& row : FLOWS)
         if (row.flow == flow) return row.name;
     return "no flow";
