@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <utility>
 
 #include "simdrive/net/Time.h"
 
@@ -362,7 +363,7 @@ void Connection::run(uint32_t tag) {
         case Answer::Delivery::COMPLETED:
             break;
     }
-    if (answer.delayMs == 0) return respond(tag, answer);
+    if (answer.delayMs == 0) return respond(tag, std::move(answer));
     task.dueMs = net::nowMs() + answer.delayMs;
     task.answer = std::move(answer);
 }
@@ -376,7 +377,7 @@ void Connection::serveDue(uint64_t nowMs) {
         Task& task = tasks_.at(tag);
         task.dueMs.reset();
         if (task.answer) {
-            respond(tag, *task.answer);
+            respond(tag, *std::move(task.answer));
         } else {
             run(tag);
         }
@@ -410,13 +411,13 @@ uint32_t Connection::sendData(const Header& request, const Bytes& data) {
     return dataSn;
 }
 
-void Connection::respond(uint32_t tag, const Answer& answer) {
+void Connection::respond(uint32_t tag, Answer answer) {
     const Header request = tasks_.at(tag).header;
     tasks_.erase(tag);
     const uint32_t expected = request.number(AT_EXPECTED_LENGTH);
     const bool isRead = (request.flags() & COMMAND_READ) != 0;
     const uint32_t room = isRead ? expected : 0;
-    Bytes data = answer.data;
+    Bytes data = std::move(answer.data);
     const auto wanted = static_cast<uint32_t>(data.size());
     data.resize(std::min(wanted, room));
     const uint32_t units = sendData(request, data);

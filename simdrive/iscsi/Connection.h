@@ -87,7 +87,7 @@ private:
     void takeLogout(const Header& request);
     void requestData(uint32_t tag, Task& task);
     void run(uint32_t tag);
-    void respond(uint32_t tag, const scsi::Answer& answer);
+    void respond(uint32_t tag, scsi::Answer answer);
     uint32_t sendData(const Header& request, const std::vector<uint8_t>& data);
     void reject(const Pdu& pdu, uint8_t reason);
     /// The numbers of the sequence, of all answers but Data-In and R2T StatSN counts.
