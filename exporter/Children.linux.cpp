@@ -28,7 +28,14 @@ namespace {
 
 constexpr int EXIT_BUSY = 75;
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-constexpr rlim_t MAX_ADDRESS_SPACE = RLIM_INFINITY;  // a sanitizer reserves terabytes
+#define RESERVES_TERABYTES 1
+#elif defined(__has_feature)
+#define RESERVES_TERABYTES (__has_feature(address_sanitizer) || __has_feature(thread_sanitizer))
+#else
+#define RESERVES_TERABYTES 0
+#endif
+#if RESERVES_TERABYTES
+constexpr rlim_t MAX_ADDRESS_SPACE = RLIM_INFINITY;  // a sanitizer does
 #else
 constexpr rlim_t MAX_ADDRESS_SPACE = rlim_t{1} << 30;
 #endif
