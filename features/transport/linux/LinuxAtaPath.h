@@ -32,7 +32,7 @@ namespace features::transport {
 /// Identity:  before the first command that changes the drive, or reads what a change is judged by
 ///            (AtaCommand::needsSelectedDrive()), IDENTIFY DEVICE over the open node itself must show the drive that
 ///            was selected; otherwise that is 0/70 with both serial numbers. So again after a unit attention, by which
-///            a SCSI target tells that another drive is there: what was not carried out is sent once more after that.
+///            a SCSI target reports that another drive is there: what was not carried out is sent once more after that.
 /// Enclosures: the drive of a USB enclosure is neither changed nor locked (10/34): its translator may cut commands to
 ///            28 bits, hang, or reach another drive.
 /// Threads:   any number at once; commands to drives of one port, as after a port multiplier, wait for each other,

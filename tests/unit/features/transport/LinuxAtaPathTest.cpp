@@ -296,7 +296,7 @@ TEST_F(LinuxAtaPathTest, ACommandThatWasNotCarriedOutIsSentOnceMore) {
               "0/70 The device (object) was unavailable. " + node() + ": unit attention, ASC/ASCQ 0x29/0x00.");
 }
 
-/// A unit attention is how a SCSI host hears of another drive behind a node that stays open, as at an iSCSI target.
+/// A unit attention is how a SCSI host hears of another drive of a node that stays open, as at an iSCSI target.
 TEST_F(LinuxAtaPathTest, AfterAUnitAttentionTheOpenNodeIsIdentifiedAgain) {
     const char* const gone = "0/70 The device (object) was unavailable. The drive of ";
     int attentions = 0;
