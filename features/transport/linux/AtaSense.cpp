@@ -175,7 +175,7 @@ AtaResult resultOf(const AtaCommand& command, uint8_t scsiStatus, const Sense& s
     if (!found.registers || found.missing == RegistersMissing::UNTRUSTED) {
         // Asked for registers, a translator ends every command that succeeded with sense data of these keys.
         const bool isGood =
-            scsiStatus == GOOD || sense.key == RECOVERED_ERROR || (sense.key == NO_SENSE && command.wantsRegisters);
+            sense.key == RECOVERED_ERROR || (sense.key == NO_SENSE && (scsiStatus == GOOD || command.wantsRegisters));
         return isGood ? success(found) : failure(found);
     }
     const uint8_t status = found.registers->status;

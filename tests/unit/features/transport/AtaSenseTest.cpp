@@ -145,6 +145,11 @@ TEST(AtaSense, SuccessIsBeyondDoubt) {
         << "no sense and no reason for a check condition";
     EXPECT_EQ(read(silent(), 2, "70 00 01 00 00 00 00 0A 00 00 00 00 00 00 00 00 00 00"), "ok, no descriptor")
         << "recovered";
+    EXPECT_EQ(read(asking(), 0, "70 00 00 00 00 00 00 0A 00 00 00 00 00 00 00 00 00 00"), "ok, no descriptor");
+    EXPECT_EQ(read(asking(), 0, "70 00 0B 00 00 00 00 0A 04 51 00 01 00 00 00 00 00 00"),
+              "failed, untrusted: E04 S51 D00 C0001 L000000000000")
+        << "a good status with the sense data of a failure";
+    EXPECT_EQ(read(asking(), 0, "70 00 04 00 00 00 00 0A 00 00 00 00 44 00 00 00 00 00"), "failed, no descriptor");
 }
 
 TEST(AtaSense, AReadWithDataStillRequestedIsGoodOnLinux612) {
