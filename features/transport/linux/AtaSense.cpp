@@ -129,11 +129,20 @@ std::optional<Found> readFixed(const Sense& sense) {
     return Found{upperRegisters(sense), registers};
 }
 
+bool showsError(uint8_t status) {
+    return (status & STATUS_FAILED) != 0 && (status & STATUS_BUSY) == 0;
+}
+
+/// The keys that libata makes of most errors of a drive. It makes "not ready", "illegal request" and "unit attention"
+/// of bits of ERROR, although by these a translator says that it did not send the command.
+bool isKeyOfError(uint8_t key) {
+    return key == ABORTED_COMMAND || key == NOT_READY || key == ILLEGAL_REQUEST || key == UNIT_ATTENTION;
+}
+
 /// Where libata of Linux before 6.10 wrote them: over the bytes from 8 on, without a mark.
 std::optional<Found> readMisplaced(const Sense& sense) {
     const uint8_t status = sense.at(9);
-    if (sense.key != ABORTED_COMMAND || (sense.at(0) & 0x80) != 0) return std::nullopt;
-    if ((status & STATUS_FAILED) == 0 || (status & STATUS_BUSY) != 0) return std::nullopt;
+    if (!isKeyOfError(sense.key) || (sense.at(0) & 0x80) != 0 || !showsError(status)) return std::nullopt;
     Registers registers;
     registers.error = sense.at(8);
     registers.status = status;
@@ -146,6 +155,12 @@ Found findRegisters(const Sense& sense) {
     if (sense.isDescriptor) return findDescriptor(sense);
     if (const auto found = readFixed(sense)) return *found;
     return readMisplaced(sense).value_or(Found());
+}
+
+/// Whether the drive itself ended the command, whatever the sense key. In fixed format something else may be in the
+/// place of registers that show no error.
+bool isOfDrive(const Sense& sense, const Found& found) {
+    return found.registers && (sense.isDescriptor || showsError(found.registers->status));
 }
 
 AtaResult failure(const Found& found) {
@@ -181,7 +196,7 @@ AtaResult resultOf(const AtaCommand& command, uint8_t scsiStatus, const Sense& s
     const uint8_t status = found.registers->status;
     if (isSuccess(command, sense, status)) return success(found);
     // A failure that the registers do not show.
-    if ((status & STATUS_FAILED) == 0 || (status & STATUS_BUSY) != 0) found.missing = RegistersMissing::UNTRUSTED;
+    if (!showsError(status)) found.missing = RegistersMissing::UNTRUSTED;
     return failure(found);
 }
 
@@ -227,8 +242,9 @@ Status hostErrorStatus(const ScsiEnd& end, const std::string& place) {
 }  // namespace
 
 bool isUnitAttention(const ScsiEnd& end) {
-    return end.hostStatus == 0 && end.status == CHECK_CONDITION &&
-           Sense(end.sense, end.senseBytes).key == UNIT_ATTENTION;
+    if (end.hostStatus != 0 || end.status != CHECK_CONDITION) return false;
+    const Sense sense(end.sense, end.senseBytes);
+    return sense.key == UNIT_ATTENTION && !isOfDrive(sense, findRegisters(sense));
 }
 
 bool isTimeout(const ScsiEnd& end, bool isTimeOver) {
@@ -247,8 +263,7 @@ Result<AtaResult> ataResultOf(const AtaCommand& command, const ScsiEnd& end, con
         return success({RegistersMissing::NO_SENSE, std::nullopt});
     }
     const Found found = findRegisters(sense);
-    const bool hasRegisters = found.registers && found.missing != RegistersMissing::UNTRUSTED;
-    if (!hasRegisters || !sense.isDescriptor) {
+    if (!isOfDrive(sense, found)) {
         if (sense.key == ILLEGAL_REQUEST) return refusedStatus(command, sense, place);
         if (sense.key == NOT_READY || sense.key == UNIT_ATTENTION) return unavailableStatus(sense, place);
     }

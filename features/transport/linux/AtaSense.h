@@ -33,7 +33,8 @@ struct ScsiEnd {
 /// Threads: no state.
 Result<ata::AtaResult> ataResultOf(const ata::AtaCommand& command, const ScsiEnd& end, const std::string& place);
 
-/// Whether the command was not carried out because there is something to report first: sent again, it is.
+/// Whether the command was not carried out because there is something to report first: sent again, it is. Not with
+/// registers of the drive, which has had the command then: libata makes a unit attention of some of its errors.
 bool isUnitAttention(const ScsiEnd& end);
 /// Whether the command timed out. Some drivers report that as an aborted command without more words: `isTimeOver` is
 /// whether it took as long as it was given.

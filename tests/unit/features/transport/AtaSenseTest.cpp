@@ -174,6 +174,27 @@ TEST(AtaSense, ARefusalOfTheTranslatorNamesWhatItSaid) {
         << "with the drive's own registers it is the drive's";
 }
 
+/// libata makes sense keys of the bits of ERROR that a translator has for what it did not send.
+TEST(AtaSense, AnErrorOfTheDriveIsTheDrivesWhateverTheSenseKey) {
+    EXPECT_EQ(read(silent(), 2, "F0 00 05 10 51 40 01 0A 00 4F C2 00 21 00 00 00 00 00"),
+              "failed, whole: E10 S51 D40 C0001 L00000000C24F")
+        << "Linux 6.12: IDNF";
+    EXPECT_EQ(read(silent(), 2, "F0 00 06 24 51 40 01 0A 00 4F C2 00 28 00 00 00 00 00"),
+              "failed, whole: E24 S51 D40 C0001 L00000000C24F")
+        << "bit 5 of ERROR, once \"media changed\"";
+    EXPECT_EQ(read(silent(), 2, "F0 00 02 08 51 40 01 0A 00 4F C2 00 04 00 00 00 00 00"),
+              "failed, whole: E08 S51 D40 C0001 L00000000C24F");
+    EXPECT_EQ(read(silent(), 2, "70 00 05 00 00 00 00 0A 10 51 40 01 4F C2 00 00 00 00"),
+              "failed, untrusted: E10 S51 D40 C0001 L000000000000")
+        << "Linux 6.1";
+    EXPECT_EQ(read(silent(), 2, "70 00 06 00 00 00 00 0A 24 51 40 01 4F C2 00 00 00 00"),
+              "failed, untrusted: E24 S51 D40 C0001 L000000000000");
+    EXPECT_EQ(read(silent(), 2, "F0 00 05 00 50 40 01 0A 00 00 00 00 24 00 00 C0 00 04"),
+              "0/11 SCSI command reported a problem. The driver of /dev/sda or its controller refused SMART RETURN "
+              "STATUS: illegal request, ASC/ASCQ 0x24/0x00. The command did not reach the drive.")
+        << "no error in STATUS: the refusal is the translator's";
+}
+
 TEST(AtaSense, TheTransportsErrorsComeFirst) {
     const std::string good = "72 01 00 1D 00 00 00 0E " + GOOD_DESCRIPTOR;
     EXPECT_EQ(
@@ -206,6 +227,13 @@ TEST(AtaSense, RecognisesWhatIsSentAgainAndWhatMayBeATimeOut) {
     EXPECT_TRUE(isUnitAttention(end(attention)));
     EXPECT_FALSE(isUnitAttention(end(aborted)));
     EXPECT_FALSE(isUnitAttention(end(attention, 3)));
+    EXPECT_FALSE(isUnitAttention(end(bytesOf("72 06 28 00 00 00 00 0E 09 0C 00 24 00 01 00 00 00 00 00 00 40 51"))))
+        << "the drive has failed the command: it is not sent a second time";
+    EXPECT_FALSE(isUnitAttention(end(bytesOf("72 06 29 00 00 00 00 0E " + GOOD_DESCRIPTOR))))
+        << "it has carried it out";
+    EXPECT_FALSE(isUnitAttention(end(bytesOf("F0 00 06 24 51 40 01 0A 00 00 00 00 28 00 00 00 00 00"))))
+        << "Linux 6.12";
+    EXPECT_FALSE(isUnitAttention(end(bytesOf("70 00 06 00 00 00 00 0A 24 51 40 01 00 00 00 00 00 00")))) << "Linux 6.1";
     EXPECT_TRUE(isTimeout(end({}, 3), false));
     EXPECT_TRUE(isTimeout(end(aborted), true));
     EXPECT_FALSE(isTimeout(end(aborted), false)) << "the drive's own error";

@@ -322,6 +322,19 @@ TEST_F(LinuxAtaPathTest, AfterAUnitAttentionTheOpenNodeIsIdentifiedAgain) {
     EXPECT_EQ(kernel_.calls, (Calls{"ata B0h /dev/sda", "ata B0h /dev/sda", "ata ECh /dev/sda"}));
 }
 
+/// libata makes a unit attention of bit 5 of ERROR.
+TEST_F(LinuxAtaPathTest, ACommandThatTheDriveFailedIsNotSentOnceMore) {
+    kernel_.onAta = [&](sg_io_hdr& request) {
+        if (request.cmdp[14] != 0x06) return kernel_.answerAta(request);
+        FakeKernel::endWithSense(request, {0xF0, 0, 0x06, 0x24, 0x51, 0x40, 1, 10, 0, 0, 0, 0, 0x28, 0, 0, 0, 0, 0});
+        return 0;
+    };
+    const CommandResult failed = send(trimming(), block_);
+    EXPECT_EQ(statusText(failed.status), SUCCESS) << "the transport did its part";
+    EXPECT_FALSE(resultOf(failed).succeeded);
+    EXPECT_EQ(kernel_.calls, (Calls{"open /dev/sda", "ata ECh /dev/sda", "ata 06h /dev/sda"}));
+}
+
 TEST_F(LinuxAtaPathTest, ARefusalOfLibataSaysWhatItPassesOn) {
     kernel_.onAta = [](sg_io_hdr& request) {
         FakeKernel::endWithSense(request, {0x70, 0, 5, 0, 0, 0, 0, 10, 0, 0, 0, 0, 0x24, 0, 0, 0xC0, 0, 14});
