@@ -282,6 +282,8 @@ Status LinuxAtaPath::submit(int node, const AtaCommand& command, const Payload& 
         node_->isSelected = false;
         if (command.needsSelectedDrive()) RETURN_IF_FAILED(openSelected());
         RETURN_IF_FAILED(runAtPort());
+        // Once is enough, and the next command must not rely on an identity from before this one either.
+        if (isUnitAttention(request.end())) node_->isSelected = false;
     }
     auto outcome = ataResultOf(command, request.end(), nodePath());
     if (!outcome) return withFilter(outcome.error(), command);

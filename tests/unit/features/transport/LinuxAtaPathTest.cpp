@@ -322,6 +322,22 @@ TEST_F(LinuxAtaPathTest, AfterAUnitAttentionTheOpenNodeIsIdentifiedAgain) {
     EXPECT_EQ(kernel_.calls, (Calls{"ata B0h /dev/sda", "ata B0h /dev/sda", "ata ECh /dev/sda"}));
 }
 
+TEST_F(LinuxAtaPathTest, AfterASecondUnitAttentionTheOpenNodeIsIdentifiedAgain) {
+    int trims = 0;
+    kernel_.onAta = [&](sg_io_hdr& request) {
+        if (request.cmdp[14] != 0x06 || ++trims > 2) return kernel_.answerAta(request);
+        if (trims == 2) kernel_.ataIdentity = ataIdentifyBytes({"S2"});
+        FakeKernel::endWithSense(request, {0x70, 0, 0x06, 0, 0, 0, 0, 10, 0, 0, 0, 0, 0x29, 0, 0, 0, 0, 0});
+        return 0;
+    };
+    EXPECT_EQ(sent(trimming(), block_),
+              "0/70 The device (object) was unavailable. " + node() + ": unit attention, ASC/ASCQ 0x29/0x00.");
+    EXPECT_EQ(sent(trimming(), block_), "0/70 The device (object) was unavailable. The drive of " + node() +
+                                            " is gone. Selected was serial number S1 (model M1); " + node() +
+                                            " is now that of serial number S2 (model M1).");
+    EXPECT_EQ(trims, 2) << "not sent to the other drive";
+}
+
 /// libata makes a unit attention of bit 5 of ERROR.
 TEST_F(LinuxAtaPathTest, ACommandThatTheDriveFailedIsNotSentOnceMore) {
     kernel_.onAta = [&](sg_io_hdr& request) {
