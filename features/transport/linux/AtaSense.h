@@ -24,8 +24,9 @@ struct ScsiEnd {
 /// fixed format (SAT-4 12.2.2.6 and 12.2.2.7).
 ///
 /// Registers in fixed format are used with VALID or ASC/ASCQ 00h/1Dh alone. Linux 6.1 writes them to the wrong place
-/// with neither: those are UNTRUSTED, for a message and for no decision. So is a drive's STATUS that does not agree
-/// with the sense key. A success must be beyond doubt: every other end is a failure, with or without registers.
+/// with neither: those are UNTRUSTED, for a message, and as a sign that the drive has had the command. So is a drive's
+/// STATUS that does not agree with the sense key. A success must be beyond doubt: every other end is a failure, with or
+/// without registers.
 ///
 /// `place` is the node of the drive, for messages.
 /// Errors:  a transport error is a status of HostStatus.h (0/69, 0/70, 0/86); a command that the driver or the
