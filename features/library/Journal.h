@@ -22,7 +22,7 @@ public:
     static Journal none() { return Journal("", ""); }
 
     /// Writes one entry of the priority "notice". A value keeps one line: other control characters become blanks, and
-    /// what is longer than 4 KiB is cut. Waits a second at most where the journal does not read.
+    /// what is longer than 4 KiB is cut. Waits a second at most for each of the two where it does not read.
     /// False where neither socket takes it: a host without a journal.
     bool write(const std::string& message, const Fields& fields) const;
 
