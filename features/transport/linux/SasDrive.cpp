@@ -2,6 +2,7 @@
 
 #include <string>
 
+#include "features/nvme/Bytes.h"
 #include "features/transport/linux/Sysfs.h"
 #include "ostrel/core/AttributeVocabulary.h"
 
@@ -28,7 +29,9 @@ std::string readSerialNumber(const std::string& folder, LookErrors& errors) {
     const std::string padding(" \0", 2);
     const std::size_t begin = page.find_first_not_of(padding, SERIAL_NUMBER_AT);
     const std::size_t end = page.find_last_not_of(padding);
-    return begin == std::string::npos || end < begin ? std::string() : page.substr(begin, end + 1 - begin);
+    if (begin == std::string::npos || end < begin) return {};
+    // The kernel cleans vendor and model, not this page: any byte may be in it.
+    return nvme::shownText(reinterpret_cast<const uint8_t*>(page.data()) + begin, end + 1 - begin);
 }
 
 }  // namespace

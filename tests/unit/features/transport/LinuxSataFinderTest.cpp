@@ -150,6 +150,16 @@ TEST(LinuxSataFinder, SasSolidStateDrivesAreListedApartWithTheReason) {
     EXPECT_EQ(source.unsupportedDrives().size(), 4U) << "a scan forgets those of the last";
 }
 
+TEST(LinuxSataFinder, TheSerialNumberOfASasDriveIsShownAsText) {
+    FakeMachine machine;
+    addSasDrive(machine, "sda", std::string("\0\x80\0\x08S\x1B[2\0J\xFF ", 12));
+    const LinuxSataSource source(machine.paths());
+    std::vector<std::shared_ptr<ostrel::core::Device>> devices;
+    source.finder()->scan(devices);
+    ASSERT_EQ(source.unsupportedDrives().size(), 1U);
+    EXPECT_EQ(attributesOf(*source.unsupportedDrives()[0])["SerialNumber"], "S?[2?J?") << "no control characters";
+}
+
 TEST(LinuxSataFinder, AnAtaDriveWithoutItsPageIsAsked) {
     FakeMachine machine;
     machine.scsiDisk("pci/host0", "0:0:0:0", "sda", "8:0", "sg0");
