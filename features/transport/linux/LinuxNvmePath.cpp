@@ -103,6 +103,9 @@ struct LinuxNvmePath::Node {
     std::optional<nvme::ControllerIdentity> selected;  ///< before the first command
     FileDescriptor descriptor;
     std::atomic<bool> isSelected{false};  ///< the descriptor was seen to be of the drive that was selected
+    /// Those that this path has asked for or met. A fabrics controller connects again, to the drive that has the name
+    /// by then.
+    std::atomic<uint32_t> resets{0};
     std::map<uint32_t, NamespaceFile> namespaces;
     DriveLock lock;
 };
@@ -208,6 +211,11 @@ Status LinuxNvmePath::checkIdentity(int node, const std::string& nodePath) {
     return anotherDrive(nodePath, selected->text(), found.text());
 }
 
+void LinuxNvmePath::forgetIdentity() {
+    ++node_->resets;
+    node_->isSelected = false;
+}
+
 Status LinuxNvmePath::checkNamespace(int node, const std::string& nodePath, uint32_t nsid) {
     const int found = paths_.kernel->ioctl(node, NVME_IOCTL_ID, nullptr);
     if (found < 0) {
@@ -240,9 +248,10 @@ Result<const LinuxNvmePath::NamespaceFile*> LinuxNvmePath::openToRead(uint32_t n
         found = node_->namespaces.emplace(nsid, std::move(opened)).first;
     }
     NamespaceFile& file = found->second;
-    if (onlySelectedDrive && !file.isSelected) {
+    const uint32_t resets = node_->resets;
+    if (onlySelectedDrive && file.selectedAfter != resets) {
         RETURN_IF_FAILED(checkNamespace(file.descriptor.get(), file.path, nsid));
-        file.isSelected = true;
+        file.selectedAfter = resets;
     }
     return &file;
 }
@@ -297,8 +306,10 @@ Status LinuxNvmePath::submit(int node, const std::string& nodePath, const NvmeCo
         }
         if ((outcome & 0x700) == STATUS_TYPE_PATH && isLeaving()) return hostStatus(ENODEV, nodePath);
         const bool underReset = (outcome & 0x7FF) == STATUS_HOST_PATHING_ERROR;
+        if (underReset) forgetIdentity();
         if (underReset && maySendAgain(command) && paths_.kernel->now() < deadline) {
             paths_.kernel->sleep(RESET_POLL);
+            if (command.onlySelectedDrive) RETURN_IF_FAILED(openSelected());
             continue;
         }
         result.protocolResult = std::make_unique<Completion>(static_cast<uint16_t>(outcome), kernelCommand.result);
@@ -359,8 +370,7 @@ Status LinuxNvmePath::rescan() {
 
 Status LinuxNvmePath::resetController(unsigned long request, uint32_t ofCommand) {
     TRY(const int node, openSelected());
-    // A fabrics controller connects again, to the drive that has the name by then.
-    node_->isSelected = false;
+    forgetIdentity();
     if (paths_.kernel->ioctl(node, request, nullptr) < 0) {
         const int error = errno;
         if (error == ENOTTY) return statuses::featureNotSupported();

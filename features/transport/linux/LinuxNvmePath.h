@@ -35,7 +35,7 @@ class BlockUses;
 ///            changes the drive, or reads what a change is judged by (NvmeCommand::needsSelectedDrive(), resets),
 ///            Identify over the open node itself must show the drive that was selected; otherwise that is 0/70 with
 ///            both serial numbers, and only Identify was sent. The same holds for a namespace's node that is by now
-///            that of another namespace.
+///            that of another namespace. Identify is sent again after a reset that the path asked for or met.
 /// Threads:   any number at once.
 class LinuxNvmePath : public ostrel::core::CommandPath {
 public:
@@ -56,7 +56,8 @@ private:
     struct NamespaceFile {
         std::string path;
         ostrel::core::FileDescriptor descriptor;
-        bool isSelected = false;  ///< seen to be that namespace of the drive that was selected
+        /// After how many resets it was seen to be that namespace of the drive that was selected.
+        std::optional<uint32_t> selectedAfter{};
     };
 
     // The data and what the command brought back go into `result`; its status is what is returned.
@@ -74,6 +75,8 @@ private:
     /// The same for what changes the drive: it is that of the drive that was selected.
     Result<int> openSelected();
     ostrel::core::Status checkIdentity(int node, const std::string& nodePath);
+    /// After a reset.
+    void forgetIdentity();
     ostrel::core::Status checkNamespace(int node, const std::string& nodePath, uint32_t nsid);
     Result<NamespaceFile> openNamespace(uint32_t nsid) const;
     /// The node of a namespace for commands that read alone: it stays open.

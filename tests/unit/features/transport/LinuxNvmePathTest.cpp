@@ -780,6 +780,47 @@ TEST_F(LinuxNvmePathTest, TheOpenControllerIsIdentifiedOnceAndAgainAfterAReset) 
     EXPECT_EQ(kernel_.calls, (Calls{"who /dev/nvme0", "who /dev/nvme0"}));
 }
 
+/// The driver's own status while the controller is under a reset; a fabrics controller may connect to another drive.
+TEST_F(LinuxNvmePathTest, AfterAResetThatACommandMetTheDriveIsIdentifiedAgain) {
+    const NvmeCommand format = reading(Queue::ADMIN, nvme::OPC_FORMAT_NVM, 0);
+    NvmeCommand judging = reading(Queue::ADMIN, nvme::OPC_GET_LOG_PAGE, 512);
+    judging.onlySelectedDrive = true;
+    NvmeCommand sample = reading(Queue::IO, nvme::OPC_READ, 512);
+    sample.onlySelectedDrive = true;
+    const NvmeCommand write = reading(Queue::IO, nvme::OPC_WRITE, 0);
+    for (const NvmeCommand& meets : {judging, format, sample, write, reading(Queue::ADMIN, nvme::OPC_IDENTIFY, PAGE)}) {
+        path_ = makePath();
+        kernel_.identity.serialNumber = "S1";
+        kernel_.onCommand = [](nvme_passthru_cmd&) { return 0; };
+        for (const NvmeCommand& before : {judging, format, sample})
+            ASSERT_EQ(statusText(send(before).status), SUCCESS) << int{before.opcode};
+        int sent = 0;
+        kernel_.onCommand = [&](nvme_passthru_cmd&) {
+            if (++sent > 1) return 0;
+            kernel_.identity.serialNumber = "S2";
+            return 0x0370;
+        };
+        const Status met = send(meets).status;
+        const bool isJudging = meets.queue == Queue::ADMIN && meets.onlySelectedDrive;
+        EXPECT_EQ(met.getCode(), isJudging ? 70U : 0U) << int{meets.opcode};
+        sent = 1;
+        for (const NvmeCommand& after : {judging, format, sample})
+            EXPECT_EQ(send(after).status.getCode(), 70U) << int{meets.opcode} << " " << int{after.opcode};
+        EXPECT_EQ(sent, 1) << "nothing is sent to the other drive";
+    }
+}
+
+TEST_F(LinuxNvmePathTest, AfterAResetANamespaceIsIdentifiedAgain) {
+    NvmeCommand sample = reading(Queue::IO, nvme::OPC_READ, 512);
+    sample.onlySelectedDrive = true;
+    EXPECT_EQ(statusText(send(sample).status), SUCCESS);
+    EXPECT_EQ(statusText(ask(HostRequest::RESET_CONTROLLER).status), SUCCESS);
+    EXPECT_EQ(statusText(send(sample).status), SUCCESS);
+    EXPECT_EQ(statusText(ask(HostRequest::RESET_CONTROLLER).status), SUCCESS);
+    kernel_.identity.serialNumber = "S2";
+    EXPECT_EQ(send(sample).status.getCode(), 70U);
+}
+
 TEST_F(LinuxNvmePathTest, ANodeOfAnotherNamespaceIsRefused) {
     kernel_.namespaces["/dev/nvme0n1"] = 2;
     const NvmeCommand trim = reading(Queue::IO, nvme::OPC_DATASET_MANAGEMENT, 0);
