@@ -26,9 +26,10 @@ class DriveSource {
 public:
     virtual ~DriveSource() = default;
 
-    /// What the device manager is given. Its scan() adds a Device for each drive without asking the drive anything: the
-    /// attributes DevicePath, SerialNumber, ModelNumber and Firmware, a command path, and the command sets on it:
-    /// "NVMe" or "ATA", and "Host". A drive that cannot be opened is listed too, its reason in ErrorString.
+    /// What the device manager is given. Its scan() adds a Device for each drive: the attributes DevicePath,
+    /// SerialNumber, ModelNumber and Firmware, a command path, and the command sets on it: "NVMe" or "ATA", and "Host".
+    /// A drive is asked who it is where the system does not know that, and nothing else. One that cannot be opened is
+    /// listed too, its reason in ErrorString.
     virtual std::unique_ptr<ostrel::core::DeviceFinder> finder() const = 0;
     /// What the last scan could not look at, of the finder or of any clone of it: there may be more drives.
     virtual const LookErrors& scanErrors() const = 0;
