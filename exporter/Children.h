@@ -39,7 +39,7 @@ struct ChildLimits {
 };
 
 /// Runs tasks in processes of their own, bounded in time, number, memory and the length of their results. A child that
-/// hangs costs its own result alone; it stays, with its lock.
+/// hangs costs its own result alone; it stays, with its lock. Once it has ended, the next call reaps it.
 ///
 /// The calling process has one thread: a child of several would begin with the locks of those that it does not have.
 std::vector<ChildOutcome> runChildren(const std::vector<ChildTask>& tasks, const PrivateFolder& locks,

@@ -85,9 +85,27 @@ int reap(pid_t pid) {
     return reaped == pid ? status : -1;
 }
 
+/// Processes that did not end in time. Ended, each would stay as a zombie, and a listener runs for months.
+std::vector<pid_t>& leftBehind() {
+    static std::vector<pid_t> pids;
+    return pids;
+}
+
+void reapLeftBehind() {
+    std::vector<pid_t>& pids = leftBehind();
+    pids.erase(
+        std::remove_if(pids.begin(), pids.end(), [](pid_t pid) { return ::waitpid(pid, nullptr, WNOHANG) != 0; }),
+        pids.end());
+}
+
+ChildOutcome stuck(pid_t pid, const std::string& words) {
+    leftBehind().push_back(pid);
+    return {ChildEnd::STUCK, words};
+}
+
 ChildOutcome outcomeOf(Child& child) {
     const int status = reap(child.pid);
-    if (status == -1) return {ChildEnd::STUCK, "its process " + std::to_string(child.pid) + " does not end"};
+    if (status == -1) return stuck(child.pid, "its process " + std::to_string(child.pid) + " does not end");
     if (WIFEXITED(status) && WEXITSTATUS(status) == EXIT_SUCCESS) return {ChildEnd::ANSWERED, std::move(child.text)};
     if (WIFEXITED(status) && WEXITSTATUS(status) == EXIT_BUSY) return {ChildEnd::BUSY, ""};
     if (!child.text.empty()) return {ChildEnd::FAILED, std::move(child.text)};
@@ -100,7 +118,7 @@ ChildOutcome outcomeOf(Child& child) {
 ChildOutcome killed(const Child& child, const std::string& reason) {
     (void)::kill(child.pid, SIGKILL);  // of a child that was not waited for: it exists
     if (reap(child.pid) != -1) return {ChildEnd::TIMED_OUT, reason};
-    return {ChildEnd::STUCK, reason + ", and its process " + std::to_string(child.pid) + " cannot be killed"};
+    return stuck(child.pid, reason + ", and its process " + std::to_string(child.pid) + " cannot be killed");
 }
 
 class Children {
@@ -109,6 +127,7 @@ public:
         : tasks_(tasks), locks_(locks), limits_(limits) {}
 
     std::vector<ChildOutcome> run() {
+        reapLeftBehind();
         outcomes_.resize(tasks_.size());
         std::size_t next = 0;
         while (next < tasks_.size() || !running_.empty()) {

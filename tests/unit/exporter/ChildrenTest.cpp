@@ -1,6 +1,8 @@
 #include <gtest/gtest.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <chrono>
 #include <csignal>
 #include <cstdlib>
@@ -60,6 +62,23 @@ TEST_F(Children, CostTheirOwnResultAloneWhenTheyHang) {
     EXPECT_EQ(outcomes[1].end, ChildEnd::ANSWERED);
     EXPECT_EQ(outcomes[1].text, "b");
     EXPECT_EQ(outcomes[2].end, ChildEnd::TIMED_OUT);
+}
+
+TEST_F(Children, AreNoZombiesAfterTheNextRunWhenTheyEndedLate) {
+    const auto outcomes = runChildren({{"a",
+                                        []() -> std::string {
+                                            for (int file = 3; file < 64; ++file) (void)::close(file);
+                                            std::this_thread::sleep_for(600ms);
+                                            return "";
+                                        }}},
+                                      locks_, {});
+    ASSERT_EQ(outcomes[0].end, ChildEnd::STUCK);
+    siginfo_t ended{};
+    ASSERT_EQ(::waitid(P_ALL, 0, &ended, WEXITED | WNOWAIT), 0);
+    EXPECT_EQ(outcomes[0].text, "its process " + std::to_string(ended.si_pid) + " does not end");
+    EXPECT_TRUE(runChildren({}, locks_, {}).empty());
+    EXPECT_EQ(::waitid(P_ALL, 0, &ended, WEXITED | WNOHANG | WNOWAIT), -1);
+    EXPECT_EQ(errno, ECHILD);
 }
 
 TEST_F(Children, FailWithWhatWasThrown) {
