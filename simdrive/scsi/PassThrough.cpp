@@ -110,12 +110,12 @@ Answer passThrough(const ScsiCommand& command) {
     const AtaEnd end = sendAta(command, *task, data);
     if (!end.isAnswered) return end.failure;
     const auto& registers = end.completion.registers;
-    const bool isFailed = (registers.status & features::ata::STATUS_ERROR) != 0;
+    const bool hasFailed = isFailed(registers);
     Answer answer;
     if (isIn(task->protocol)) answer.data = std::move(data);
     answer.delayMs = end.completion.delayMs;
-    if (!isFailed && (command.cdb[2] & CK_COND) == 0) return answer;
-    const SenseCode code = isFailed ? senseOf(registers) : ATA_INFORMATION;
+    if (!hasFailed && (command.cdb[2] & CK_COND) == 0) return answer;
+    const SenseCode code = hasFailed ? senseOf(registers) : ATA_INFORMATION;
     answer.status = STATUS_CHECK_CONDITION;
     answer.sense = end.completion.hasRegisters ? ataSenseData(code, command.senseFormat, registers, task->is48Bit)
                                                : senseData(code, SenseFormat::FIXED);

@@ -52,11 +52,13 @@ Answer translate(const ScsiCommand& command, const TaskFile& task, Bytes data) {
     const AtaEnd end = sendAta(command, task, data);
     if (!end.isAnswered) return end.failure;
     const auto& registers = end.completion.registers;
-    const bool isFailed = (registers.status & features::ata::STATUS_ERROR) != 0;
-    Answer answer = isFailed ? checkCondition(command, senseOf(registers)) : Answer();
+    Answer answer = isFailed(registers) ? checkCondition(command, senseOf(registers)) : Answer();
     const bool isRead =
         task.protocol == features::ata::Protocol::DMA_IN || task.protocol == features::ata::Protocol::PIO_IN;
-    if (!isFailed && isRead) answer.data = std::move(data);
+    if (!isFailed(registers) && isRead) {
+        data.resize(task.dataBytes);  // of a success that did nothing there are fewer
+        answer.data = std::move(data);
+    }
     answer.delayMs = end.completion.delayMs;
     return answer;
 }

@@ -83,6 +83,10 @@ Bytes ataSenseData(const SenseCode& code, SenseFormat format, const Registers& r
                                         : descriptorAtaSense(code, registers, is48Bit);
 }
 
+bool isFailed(const Registers& registers) {
+    return (registers.status & (features::ata::STATUS_ERROR | features::ata::STATUS_DEVICE_FAULT)) != 0;
+}
+
 SenseCode senseOf(const Registers& registers) {
     constexpr uint8_t UNCORRECTABLE = 0x40;
     constexpr uint8_t ID_NOT_FOUND = 0x10;

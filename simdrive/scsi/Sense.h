@@ -33,6 +33,8 @@ std::vector<uint8_t> senseData(const SenseCode& code, SenseFormat format);
 /// Sense data with the registers that an ATA command ended with (SAT-4 12.2.2.6 and 12.2.2.7).
 std::vector<uint8_t> ataSenseData(const SenseCode& code, SenseFormat format, const features::ata::Registers& registers,
                                   bool is48Bit);
+/// Whether a command with these registers failed: by an error, or a fault of the drive.
+bool isFailed(const features::ata::Registers& registers);
 /// What the registers of a command that failed mean (SAT-4 11.6).
 SenseCode senseOf(const features::ata::Registers& registers);
 
