@@ -9,6 +9,7 @@
 
 #include "features/nvme/Bytes.h"
 #include "features/nvme/FeatureIds.h"
+#include "features/nvme/Identify.h"
 #include "features/nvme/IdentifyCns.h"
 #include "features/nvme/Opcodes.h"
 #include "features/nvme/structures/IdentifyController.h"
@@ -57,6 +58,7 @@ Reply DriveController::runAdmin(const Capsule& capsule, std::vector<uint8_t>& da
     Reply reply = execute(capsule, true, data);
     if (!reply.isSuccess() || reply.isHeld) return reply;
     if (isIdentifyController(capsule)) {
+        data.resize(IDENTIFY_BYTES);  // of a success that did nothing there are fewer
         putFabricsIdentity(data);
         // A drive of a capture has the identifier of another drive's controller there, which hosts refuse.
         putLe16(data.data() + offsetof(IdentifyController, cntlid), drive_.id());
@@ -139,6 +141,7 @@ features::Result<std::vector<uint8_t>> identifyDrive(features::simulator::Contro
     TRY(const CompletionEntry completion, drive.execute(command, identify));
     if (!completion.isSuccess() || completion.delivery != Delivery::COMPLETED)
         return Status(ostrel::core::CATEGORY_OS, EIO, "The drive does not answer Identify.");
+    identify.resize(IDENTIFY_BYTES);
     putFabricsIdentity(identify);
     // Drives before NVMe 1.2.1 have none, and a host connects by it.
     if (identify[offsetof(IdentifyController, subnqn)] == 0) {
