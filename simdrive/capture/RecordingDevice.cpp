@@ -54,7 +54,12 @@ void RecordingDevice::record(const ata::AtaCommand& command, const CommandResult
     const auto key = simulator::capturedCommand(command.opcode, command.feature, command.lba);
     if (!key) return;
     if (!end->succeeded && capture_.find(*key) != nullptr) return;
-    const ata::Registers registers = end->registers.value_or(ata::Registers{0, 0x50, 0, 0, 0});
+    constexpr ata::Registers READY{0, 0x50, 0, 0, 0};
+    constexpr ata::Registers ABORTED{ata::ERROR_ABORT, 0x50 | ata::STATUS_ERROR, 0, 0, 0};
+    ata::Registers registers = end->registers.value_or(READY);
+    const bool saysFailure = (registers.status & (ata::STATUS_ERROR | ata::STATUS_DEVICE_FAULT)) != 0;
+    // Registers that were lost do not make a success of a failure.
+    if (!end->succeeded && !saysFailure) registers = ABORTED;
     const auto status = static_cast<uint16_t>(registers.status << 8 | registers.error);
     keep(*key, status, registers.lba, result.inputPayload, simulator::capturedOffset(command.opcode, command.lba));
 }
