@@ -1,7 +1,7 @@
 """Which drive a task is for, and what is refused; drive_feature shows it."""
 
 import module_case
-from module_case import FOLDER, OTHER, PATH, VELKO
+from module_case import FOLDER, OTHER, PATH, TOOL, VELKO
 
 
 class Selection(module_case.ModuleTestCase):
@@ -28,6 +28,16 @@ class Selection(module_case.ModuleTestCase):
         self.passes("drive_feature", True, serial_number=VELKO, path=twin, name="TempThreshold", value="61")
         self.assertEqual(self.values("-getfeature", "4", serial=PATH)["TempThreshold - Temperature Threshold"], "70 C")
         self.assertEqual(self.values("-getfeature", "4", serial=twin)["TempThreshold - Temperature Threshold"], "61 C")
+
+    def test_a_path_that_is_not_needed_to_choose_is_not_what_the_drive_is_changed_by(self):
+        """Another drive may have the node when the command comes."""
+        script = self.world.scratch / "tool"
+        script.write_text(f'#!/bin/sh\necho "$*" >> {self.world.scratch}/log\nexec {TOOL} "$@"\n')
+        script.chmod(0o755)
+        self.executable = script
+        self.passes("drive_feature", True, serial_number=VELKO, path=PATH, name="TempThreshold", value="61")
+        changes = [line for line in (self.world.scratch / "log").read_text().splitlines() if not line.startswith("show")]
+        self.assertEqual(changes, [f"set -output json -velkossd {VELKO} TempThreshold=61"])
 
     def test_sata_drives_with_one_serial_number_are_two_drives(self):
         for name in ("sata", "sata-twin"):

@@ -1,6 +1,6 @@
 """Which drive a task means: the rules of nimbrel's own selection, from what `show` says."""
 
-from ansible_collections.velko.nimbrel.plugins.module_utils.tool import ToolError, number_of, text_of, word
+from ansible_collections.velko.nimbrel.plugins.module_utils.tool import WORD, ToolError, number_of, text_of, word
 
 ARGUMENTS = {"executable": {"type": "path"}}
 ONE_DRIVE = {**ARGUMENTS, "serial_number": {"type": "str", "required": True}, "path": {"type": "str"}}
@@ -88,7 +88,8 @@ def find_drive(tool, serial, path=None, drives=None):
 
     As in the tool, a serial number that fits two drives, also in another case, or that is another drive's index,
     selects none. The drive's `address` is what commands that change it are given: its serial number, which no
-    renumbering of nodes can pass to another drive, or the path where that was needed to choose.
+    renumbering of nodes can pass to another drive, or the path where that was needed to choose, or the command line
+    does not take the serial number.
     """
     drives = list_drives(tool) if drives is None else drives
     fitting = [drive for drive in drives if drive.serial.casefold() == serial.casefold()]
@@ -107,7 +108,8 @@ def find_drive(tool, serial, path=None, drives=None):
         raise ToolError(f"the serial number is {drive.serial!r}, and not {serial!r}")
     if drive.error is not None:
         raise ToolError(drive.error, serial_number=drive.serial, path=drive.path)
-    drive.address = word(drive.path if path else drive.serial)
+    needs_path = len(fitting) > 1 or indexed or not WORD.fullmatch(drive.serial)
+    drive.address = word(drive.path if path and needs_path else drive.serial)
     return drive
 
 
