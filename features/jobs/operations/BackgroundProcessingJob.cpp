@@ -9,6 +9,7 @@
 #include "features/jobs/drive/VendorDialect.h"
 #include "features/nvme/Bytes.h"
 #include "features/nvme/ControllerCapabilities.h"
+#include "features/nvme/FieldTable.h"
 #include "features/nvme/LogPageIds.h"
 #include "features/nvme/LogPages.h"
 #include "features/nvme/Units.h"
@@ -32,6 +33,7 @@ namespace {
 struct Finding {
     std::string text;
     bool isRunning = false;
+    bool isKnown = true;
 };
 
 Finding sanitize(const uint8_t* bytes) {
@@ -101,7 +103,11 @@ Result<Finding> find(nvme::Drive& drive, const ControllerCapabilities& controlle
     if (row.isSupported != nullptr && !(controller.*row.isSupported)()) return Finding{"not supported"};
     const auto log = readLog(drive, row.lid, row.bytes);
     if (log) return row.find(log->getData());
-    if (isRefusal(log.error())) return Finding{"not reported: " + log.error().status.getMessage()};
+    if (isRefusal(log.error())) {
+        // Firmware that waits is not at work: without that log it is known whether anything is.
+        const bool isKnown = row.lid == nvme::LID_FIRMWARE_SLOT;
+        return Finding{"not reported: " + log.error().status.getMessage(), false, isKnown};
+    }
     return log.error();
 }
 
@@ -115,15 +121,19 @@ Status BackgroundProcessingJob::actOnDrive(nvme::Drive& drive, const Arguments&,
     const ControllerCapabilities controller(identify);
     nvme::FieldTree tree{title(), {}, {}};
     bool isRunning = false;
+    bool isKnown = true;
     std::vector<ProcessRow> rows(std::begin(PROCESSES), std::end(PROCESSES));
     if (isVelkoDrive(drive)) rows.insert(rows.end(), std::begin(VELKO_PROCESSES), std::end(VELKO_PROCESSES));
     for (const ProcessRow& row : rows) {
         TRY(const Finding finding, find(drive, controller, row));
         tree.add(row.name, finding.text);
         isRunning = isRunning || finding.isRunning;
+        isKnown = isKnown && finding.isKnown;
     }
-    const Status whole = isRunning ? statuses::backgroundProcessRunning() : statuses::backgroundProcessNotRunning();
-    tree.add(attributes::feature::backgroundProcessing().getName(), whole.getMessage());
+    const std::string whole = isRunning ? statuses::backgroundProcessRunning().getMessage()
+                              : isKnown ? statuses::backgroundProcessNotRunning().getMessage()
+                                        : nvme::NOT_REPORTED;
+    tree.add(attributes::feature::backgroundProcessing().getName(), whole);
     out.addTree(tree);
     return Status();
 }

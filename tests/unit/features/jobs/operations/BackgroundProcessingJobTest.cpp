@@ -92,6 +92,29 @@ TEST(BackgroundProcessingJob, ALogThatIsRefusedIsReportedInItsPlace) {
                      "short self-test in progress, 5 % done", "no activation is pending", true));
 }
 
+TEST(BackgroundProcessingJob, ALogThatIsRefusedIsNotIdle) {
+    FakeDrive drive;
+    drive.expect(identify(0x01).answers(capableController()))
+        .expect(lookAtLog(0x81, 512).refuses(0x006))
+        .expect(lookAtLog(0x06, 564).answers(DriveBytes(564)))
+        .expect(lookAtLog(0x03, 512).answers(DriveBytes(512).byte(0, 1)));
+    const std::string shown = show(drive);
+    EXPECT_NE(shown.find("<Property name=\"BackgroundProcessing\" value=\"not reported\"/>"), std::string::npos)
+        << shown;
+
+    FakeDrive atRest;
+    atRest.expect(identify(0x01).answers(capableController()))
+        .expect(lookAtLog(0x81, 512).answers(DriveBytes(512).le16(2, 1)))
+        .expect(lookAtLog(0x06, 564).answers(DriveBytes(564)))
+        .expect(lookAtLog(0x03, 512).refuses(0x006));
+    EXPECT_EQ(show(atRest),
+              answer("the most recent sanitize operation completed successfully", "no self-test is in progress",
+                     "not reported: Get Log Page failed on drive S1 (/dev/nvme0): Internal Error (status "
+                     "code type 0x0, status code 0x06, opcode 0x02).",
+                     false))
+        << "firmware that waits is not at work";
+}
+
 TEST(BackgroundProcessingJob, AFailingDriveDoesNotSpoilTheOthers) {
     FakeDrive first("S0", "/dev/nvme1");
     first.expect(identify(0x01).breaks(gone()));
