@@ -50,6 +50,15 @@ class DriveErase(module_case.ModuleTestCase):
                 self.erases_once("velko", VELKO, **parameters)
         self.assertEqual(self.values("-identify", "-namespace", "1")["FLBAS - Formatted LBA Size"], "0x02")
 
+    def test_a_drive_that_was_formatted_otherwise_since_is_formatted_again(self):
+        parameters = {"serial_number": VELKO, "method": "format", "lba_format": 2}
+        self.passes("drive_erase", True, **parameters)
+        self.tool("start", "-force", "-velkossd", VELKO, "-nvmeformat", "LBAFormat=0")
+        self.assertEqual(self.values("-identify", "-namespace", "1")["FLBAS - Formatted LBA Size"], "0x00")
+        self.passes("drive_erase", True, **parameters)
+        self.assertEqual(self.values("-identify", "-namespace", "1")["FLBAS - Formatted LBA Size"], "0x02")
+        self.passes("drive_erase", False, **parameters)
+
     def test_sata_drives_are_erased_once(self):
         for method in ("sanitize_block", "sanitize_crypto"):
             self.erases_once("sata", "SIM-SATA-1", method=method)

@@ -181,6 +181,7 @@ class Erased:
         self.is_nvme = "NVMeMajorVersion" in attributes
         self.action = SANITIZES.get(params["method"], (None, None))[1] if self.is_nvme else None
         self.wish = command(params)
+        self.lba_format = params["lba_format"]
         self.note = Note(drive)
 
     def can_be_seen(self):
@@ -190,9 +191,16 @@ class Erased:
     def is_seen(self):
         """Before anything is done. Without a sanitize operation Global Data Erased says only that the drive is new."""
         if self.action is None:
-            return self.note.matches(self.wish, read_writes(self.tool, self.drive, self.is_nvme))
+            writes = read_writes(self.tool, self.drive, self.is_nvme)
+            return self.note.matches(self.wish, writes) and self.has_format()
         log = read_sanitize(self.tool, self.drive)
         return log["succeeded"] and log["global_data_erased"] and log["action"] == self.action
+
+    def has_format(self):
+        """Whether the namespaces have the wanted LBA format: another hand may have formatted them since."""
+        return self.lba_format is None or all(
+            keys.get("LBAFormat") == self.lba_format
+            for _name, keys in read_drive(self.tool, self.drive, options=["-a"]) if "NamespaceId" in keys)
 
     def confirm(self):
         """After the erase: the drive's log must show it, and a note is made where there is no log."""
