@@ -6,6 +6,7 @@ import pathlib
 import re
 import shutil
 import subprocess
+import time
 import unittest
 
 from simulated import SimulatedTestCase
@@ -66,6 +67,23 @@ class Units(SimulatedTestCase):
             self.assertIn(re.sub(r"@\w+\.", "@.", unit), services, path.name)
             self.assertEqual(settings["WantedBy"], "timers.target", path.name)
         self.assertEqual(list(UNITS.glob("*.preset")), [])
+
+
+    def test_old_scans_go_also_after_a_scan_with_findings(self):
+        """Its exit status ends the service before ExecStartPost."""
+        keys = [key for _, key, value in read(UNITS / "nimbrel-health-scan.service") if "rm -rf" in value]
+        self.assertEqual(keys, ["ExecStopPost"])
+
+    def test_scans_go_after_90_days(self):
+        scans = self.world.scratch / "scans"
+        now = time.time()
+        for name, days in (("HealthScan_old", 91.5), ("HealthScan_new", 89), ("kept", 200)):
+            (scans / name).mkdir(parents=True)
+            (scans / name / "log").write_text("x")
+            os.utime(scans / name, (now - days * 86400,) * 2)
+        command, = [value for _, key, value in read(UNITS / "nimbrel-health-scan.service") if key == "ExecStopPost"]
+        subprocess.run(command.replace("/var/lib/nimbrel/health-scans", str(scans)).split(), check=True)
+        self.assertEqual(sorted(path.name for path in scans.iterdir()), ["HealthScan_new", "kept"])
 
 
 class SelfTestDays(SimulatedTestCase):
