@@ -10,6 +10,7 @@ import time
 
 from . import document, sections, snapshots
 from .tool import Deadline, NotRead
+from .values import text
 
 # The list of drives comes from what the kernel knows, without a question to a drive.
 _LIST_SECONDS = 60
@@ -117,6 +118,7 @@ class _Drive:
             if self._silent:
                 raise NotRead(self._silent)
             shown, lacking = question()
+            self._require_same(shown)
             section = parse(shown)
             document.check_section(name, section)
             self._drive[name] = section
@@ -130,6 +132,13 @@ class _Drive:
         except (KeyError, ValueError, StopIteration, AttributeError, TypeError, document.Damaged) as error:
             reason = f"nimbrel showed something unexpected: {error!r}"
         return self._not_read(name, reason)
+
+    def _require_same(self, shown):
+        """A node can pass to another drive between two questions."""
+        serial = self._drive["serial_number"]
+        others = {text(value["SerialNumber"]) for value in shown.values() if "SerialNumber" in value} - {text(serial)}
+        if serial and others:
+            raise NotRead(f"another drive has the node {self._path} now: {', '.join(sorted(others))}", silent=True)
 
     def _not_read(self, name, reason):
         self._drive["not_read"].append({"section": name, "reason": reason[:_REASON_LENGTH]})

@@ -82,6 +82,13 @@ class Command(unittest.TestCase):
         self.assertEqual(first["not_read"][0], {"section": "health", "reason": "C0h failed."})
         self.assertEqual(first["health"]["temperature_celsius"], 38)
 
+    def test_what_another_drive_at_the_node_says_is_not_of_this_one(self):
+        self.tool.write_text(FAKE.replace('"Temperature":"38 C"', '"SerialNumber":"S7","Temperature":"38 C"'))
+        first = json.loads(self.run_report("--collect", "--time-limit", "1").stdout)["drives"][0]
+        self.assertEqual((first["identity"]["serial_number"], "health" in first), ("1", False))
+        words = "another drive has the node /dev/nvme0 now: S7"
+        self.assertEqual([row["reason"] for row in first["not_read"]][:2], [words, f"not asked: {words}"])
+
     def test_an_interrupt_ends_it_at_once_and_leaves_nothing(self):
         process = subprocess.Popen([PROGRAM, "--nimbrel", self.tool, "--output", "report.html"], cwd=self.folder,
                                    stdout=subprocess.PIPE, stderr=subprocess.PIPE)
