@@ -48,7 +48,7 @@ def _read_file(path, lines, problems):
         for number, line in enumerate(file, 1):
             try:
                 snapshot = _snapshot(line)
-            except (ValueError, KeyError, TypeError, RecursionError) as error:
+            except (ValueError, KeyError, TypeError, AttributeError, RecursionError) as error:
                 problems.append(f"Snapshots in {path}, line {number}: {error}")
                 continue
             lines.setdefault((snapshot["serial"], snapshot["model"]), {})[snapshot["time"]] = snapshot["metrics"]
