@@ -141,7 +141,12 @@ public:
     void addText(const Bytes& id, size_t kept = 0) {
         const Bytes masked = disguise_.text(id, kept);
         add(id, masked);
-        add(swapped(id), swapped(masked));
+        if (id.size() < MIN_SEARCHED_BYTES) return;
+        for (const uint8_t filler : {uint8_t{' '}, uint8_t{0}}) {
+            addSwapped(id, masked, filler);
+            // Flush right in its field, a text may begin in the middle of a word.
+            addSwapped(before(filler, id), before(filler, masked), filler);
+        }
     }
 
     /// The longest first: one may be in another.
@@ -159,6 +164,18 @@ public:
     const Disguise& disguise() const { return disguise_; }
 
 private:
+    static Bytes before(uint8_t filler, Bytes bytes) {
+        bytes.insert(bytes.begin(), filler);
+        return bytes;
+    }
+    /// In whole words: the filler is beside the last letter.
+    void addSwapped(Bytes from, Bytes to, uint8_t filler) {
+        if (from.size() % 2 != 0) {
+            from.push_back(filler);
+            to.push_back(filler);
+        }
+        add(swapped(std::move(from)), swapped(std::move(to)));
+    }
     void add(const Bytes& from, const Bytes& to) {
         if (from.size() >= MIN_SEARCHED_BYTES) pairs_[{from.size(), from}] = {from, to};
     }

@@ -115,6 +115,33 @@ TEST(Mask, AShortSerialNumberIsReplacedInItsPlaceAlone) {
     EXPECT_EQ(text(masked, 24, 8), "A1 MODEL");
 }
 
+TEST(Mask, ASataSerialNumberIsReplacedWhereverItIsInItsField) {
+    constexpr const char* FIELDS[] = {"S4YNF0T1234567      ", "S4YNF0T123456       ", "       S4YNF0T123456",
+                                      "     WD-WXYZ12345678", "      S4YNF0T1234567", " S4YNF0T123456789012"};
+    for (const std::string field : FIELDS) {
+        std::string stored = field;
+        for (size_t i = 0; i < stored.size(); i += 2) std::swap(stored[i], stored[i + 1]);
+        CapturedAnswers capture;
+        capture.isSata = true;
+        Bytes identify(512);
+        put(identify, 20, stored);
+        Bytes log(512);
+        put(log, 40, stored);
+        capture.answers[{0xEC, {0, 0, 0, 0}}].data = identify;
+        capture.answers[{0x2F, {0, 0x30, 0, 0}}].data = log;
+        mask(capture);
+        std::string masked = text(capture.answers[{0xEC, {0, 0, 0, 0}}].data, 20, 20);
+        EXPECT_EQ(text(capture.answers[{0x2F, {0, 0x30, 0, 0}}].data, 40, 20), masked) << field;
+        for (size_t i = 0; i < masked.size(); i += 2) std::swap(masked[i], masked[i + 1]);
+        size_t same = 0;
+        for (size_t i = 0; i < masked.size(); ++i) {
+            EXPECT_EQ(masked[i] == ' ', field[i] == ' ') << field << " became " << masked;
+            same += field[i] != ' ' && masked[i] == field[i] ? 1 : 0;
+        }
+        EXPECT_LT(same, 8U) << field << " became " << masked;
+    }
+}
+
 TEST(Mask, OfASataDriveTheChecksumIsRight) {
     CapturedAnswers capture;
     capture.isSata = true;
