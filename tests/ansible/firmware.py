@@ -34,6 +34,11 @@ class Firmware(module_case.ModuleTestCase):
         self.assertEqual(self.states(second), dict.fromkeys([VELKO, OTHER, "S3"], ("current", IMAGE, IMAGE, "none")))
         self.assertEqual(self.state("velko"), before)
 
+    def test_a_drive_that_does_not_say_which_firmware_waits_is_not_current(self):
+        self.describe("velko-b", fail="admin 0x02 0x006")  # Get Log Page
+        self.fails("firmware", f"it cannot be read which firmware waits for a reset of drive {OTHER} "
+                               f"({FOLDER}/velko-b/dev/velko-b)", serial_number=[OTHER], revision="VSIM0100")
+
     def test_the_first_failure_ends_the_task(self):
         self.describe("velko-c", fail="admin 0x10 0x107")  # Firmware Commit: Invalid Firmware Image
         failed = self.run_module("firmware", **self.parameters)

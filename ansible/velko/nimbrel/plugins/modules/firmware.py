@@ -120,6 +120,7 @@ import os
 
 from ansible_collections.velko.nimbrel.plugins.module_utils.drive import (
     ARGUMENTS,
+    NOT_FOUND,
     change,
     find_drive,
     list_drives,
@@ -130,7 +131,7 @@ from ansible_collections.velko.nimbrel.plugins.module_utils.tool import ToolErro
 
 NO_RESET = "none"
 CONTROLLER_RESET = "controller level reset"
-SHOWN = "SerialNumber,Firmware,StagedFirmware,FirmwareUpdateAvailable"
+SHOWN = "SerialNumber,Firmware,StagedFirmware,FirmwareUpdateAvailable,NVMeMajorVersion"
 NOT_PREDICTED = ["a drive that refuses the image, or does not run it after the activation",
                  "the reset that a drive needs", "another process that changes the drive at that moment"]
 
@@ -158,8 +159,11 @@ def read_revisions(tool, drive):
     """Revisions that run, wait, and are offered by the modules; empty: none."""
     keys = read_object(tool, drive, options=["-d", SHOWN])
     waits = text_of(keys.get("StagedFirmware", "None"))
+    # A SATA drive does not say; of an NVMe drive the log could not be read.
+    if waits == NOT_FOUND and keys.get("NVMeMajorVersion", NOT_FOUND) != NOT_FOUND:
+        raise ToolError(f"it cannot be read which firmware waits for a reset of drive {drive}")
     return {"runs": text_of(keys.get("Firmware", "")), "offered": text_of(keys.get("FirmwareUpdateAvailable", "")),
-            "waits": "" if waits in ("None", "Property not found") else waits}
+            "waits": "" if waits in ("None", NOT_FOUND) else waits}
 
 
 def inspect(tool, drive, params):
