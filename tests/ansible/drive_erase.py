@@ -85,6 +85,18 @@ class DriveErase(module_case.ModuleTestCase):
         self.passes("drive_erase", True, serial_number=VELKO, method="sanitize_block")
         self.passes("drive_erase", False, serial_number=VELKO, method="sanitize_block")
 
+    def test_a_drive_that_counts_no_writes_is_erased_each_time(self):
+        script = self.world.scratch / "tool"
+        says = {"Performance Metrics SIM-SATA-1": {"SerialNumber": "SIM-SATA-1", "Status": "It does not count."}}
+        script.write_text(f"#!/bin/sh\ncase \"$*\" in *-performance) echo '{json.dumps(says)}'; exit 3 ;; esac\n"
+                          f'exec {TOOL} "$@"\n')
+        script.chmod(0o755)
+        self.executable = script
+        for _ in range(2):
+            erased = self.passes("drive_erase", True, serial_number="SIM-SATA-1", method="delete")
+            self.assertFalse(erased["repeatable"])
+        self.assertFalse((self.world.var_lib / "nimbrel/ansible").exists())
+
     def test_a_note_that_others_can_change_does_not_count(self):
         self.passes("drive_erase", True, serial_number=VELKO, method="delete")
         folder = self.world.var_lib / "nimbrel/ansible"

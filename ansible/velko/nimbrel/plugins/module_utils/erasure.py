@@ -16,6 +16,9 @@ GLOBAL_DATA_ERASED = 0x100
 ACTION_MASK = 0x7
 SEVERAL_CONTROLLERS = "CMIC Multiple Controllers - NVM subsystem may have more than one controller"
 
+# Exit status: the drive does not support what was asked for.
+NOT_SUPPORTED = 3
+
 RECORDS = "/var/lib/nimbrel/erasures"
 NOTES = "/var/lib/nimbrel/ansible"
 
@@ -32,7 +35,12 @@ def read_writes(tool, drive, is_nvme):
     """How many write commands the drive counts; None: it does not count them, or not those of its other controllers."""
     if is_nvme and read_object(tool, drive, "-identify")[SEVERAL_CONTROLLERS]:
         return None
-    return number_of(read_object(tool, drive, "-performance").get("HostWriteCommands", "not reported"))
+    try:
+        return number_of(read_object(tool, drive, "-performance").get("HostWriteCommands", "not reported"))
+    except ToolError as error:
+        if error.facts.get("exit_status") == NOT_SUPPORTED:
+            return None
+        raise
 
 
 def record_names():
