@@ -36,7 +36,8 @@ class Selection(module_case.ModuleTestCase):
         script.chmod(0o755)
         self.executable = script
         self.passes("drive_feature", True, serial_number=VELKO, path=PATH, name="TempThreshold", value="61")
-        changes = [line for line in (self.world.scratch / "log").read_text().splitlines() if not line.startswith("show")]
+        lines = (self.world.scratch / "log").read_text().splitlines()
+        changes = [line for line in lines if not line.startswith("show")]
         self.assertEqual(changes, [f"set -output json -velkossd {VELKO} TempThreshold=61"])
 
     def test_sata_drives_with_one_serial_number_are_two_drives(self):

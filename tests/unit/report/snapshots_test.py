@@ -42,10 +42,12 @@ class Snapshots(unittest.TestCase):
             f"Snapshots in {path}, line 4: a value is not a number"])
 
     def test_a_line_without_an_object_of_metrics_is_damaged(self):
-        self.write('{"version": 1, "time": 1, "serial": "S1", "model": "M", "metrics": []}\n', line(400, wear_ratio=0.02))
+        damaged = '{"version": 1, "time": 1, "serial": "S1", "model": "M", "metrics": []}\n'
+        self.write(damaged, line(400, wear_ratio=0.02))
         history, problems = snapshots.read(self.folder)
         self.assertEqual(history["S1", "Model A"]["times"], [400])
-        self.assertEqual(problems, [f"Snapshots in {self.folder}/a.jsonl, line 1: 'list' object has no attribute 'get'"])
+        self.assertEqual(problems, [
+            f"Snapshots in {self.folder}/a.jsonl, line 1: 'list' object has no attribute 'get'"])
 
     def test_no_folder_is_no_problem(self):
         self.assertEqual(snapshots.read(self.folder / "none"), ({}, []))
