@@ -7,7 +7,9 @@ import stat
 FOLDER = "/var/lib/nimbrel/snapshots"
 _VERSION = 1
 _MAX_BYTES = 16 * 1024 * 1024
-MAX_POINTS = 2000  # of docs/report.schema.json
+# Of docs/report.schema.json, which refuses a whole document for one value beyond them.
+MAX_POINTS = 2000
+_MAX_TIME = 253402300799  # the end of the year 9999
 
 # Column of a history, metric, what a unit of the metric is in the column, decimals.
 _COLUMNS = (
@@ -61,6 +63,8 @@ def _snapshot(line):
     numbers = [snapshot["time"], *(snapshot["metrics"].get(metric, 0) for _, metric, _, _ in _COLUMNS)]
     if not all(isinstance(number, (int, float)) and abs(number) < 1e30 for number in numbers):
         raise ValueError("a value is not a number")
+    if not 0 <= snapshot["time"] <= _MAX_TIME:
+        raise ValueError("its time is not between 1970 and 9999")
     if not isinstance(snapshot["serial"], str) or not isinstance(snapshot["model"], str):
         raise ValueError("serial number or model is not a text")
     return {**snapshot, "time": int(snapshot["time"])}

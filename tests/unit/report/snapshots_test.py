@@ -49,6 +49,13 @@ class Snapshots(unittest.TestCase):
         self.assertEqual(problems, [
             f"Snapshots in {self.folder}/a.jsonl, line 1: 'list' object has no attribute 'get'"])
 
+    def test_a_time_of_no_document_is_damaged(self):
+        self.write(line(-1, wear_ratio=0.01), line(253402300800, wear_ratio=0.01), line(400, wear_ratio=0.02))
+        history, problems = snapshots.read(self.folder)
+        self.assertEqual(history["S1", "Model A"]["times"], [400])
+        self.assertEqual(problems, [f"Snapshots in {self.folder}/a.jsonl, line {number}: its time is not between 1970 "
+                                    "and 9999" for number in (1, 2)])
+
     def test_no_folder_is_no_problem(self):
         self.assertEqual(snapshots.read(self.folder / "none"), ({}, []))
 
