@@ -61,7 +61,8 @@ void RecordingDevice::record(const ata::AtaCommand& command, const CommandResult
     // Registers that were lost do not make a success of a failure.
     if (!end->succeeded && !saysFailure) registers = ABORTED;
     const auto status = static_cast<uint16_t>(registers.status << 8 | registers.error);
-    keep(*key, status, registers.lba, result.inputPayload, simulator::capturedOffset(command.opcode, command.lba));
+    const uint64_t value = registers.lba | uint64_t{registers.count} << simulator::CAPTURED_LBA_BITS;
+    keep(*key, status, value, result.inputPayload, simulator::capturedOffset(command.opcode, command.lba));
 }
 
 void RecordingDevice::keep(const CapturedCommand& command, uint16_t status, uint64_t value, const Payload& data,

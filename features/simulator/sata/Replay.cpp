@@ -16,13 +16,15 @@ ata::Registers answered(const CapturedAnswer& answer, SataContext& context) {
     constexpr uint8_t DEVICE = 0x40;
     const auto error = static_cast<uint8_t>(answer.status);
     const auto status = static_cast<uint8_t>(answer.status >> 8);
-    const ata::Registers registers{error, status, DEVICE, 0, answer.result};
+    const auto count = static_cast<uint16_t>(answer.result >> CAPTURED_LBA_BITS);
+    const uint64_t lba = answer.result & ((uint64_t{1} << CAPTURED_LBA_BITS) - 1);
+    const ata::Registers registers{error, status, DEVICE, count, lba};
     const bool isGood = (status & (ata::STATUS_ERROR | ata::STATUS_DEVICE_FAULT)) == 0;
     context.data.assign(isGood ? context.command.dataBytes : 0, 0);
     const uint64_t offset = capturedOffset(context.command.command, context.command.lba);
     if (offset >= answer.data.size()) return registers;
-    const auto count = std::min<uint64_t>(context.data.size(), answer.data.size() - offset);
-    std::copy_n(answer.data.begin() + static_cast<std::ptrdiff_t>(offset), count, context.data.begin());
+    const auto bytes = std::min<uint64_t>(context.data.size(), answer.data.size() - offset);
+    std::copy_n(answer.data.begin() + static_cast<std::ptrdiff_t>(offset), bytes, context.data.begin());
     return registers;
 }
 

@@ -25,7 +25,7 @@ struct CapturedCommand {
 /// What the drive answered.
 struct CapturedAnswer {
     uint16_t status = 0;        ///< NVMe: status field. ATA: register ERROR, and STATUS in bits 15:8
-    uint64_t result = 0;        ///< NVMe: dword 0. ATA: LBA
+    uint64_t result = 0;        ///< NVMe: dword 0. ATA: LBA, and COUNT in bits 63:48
     std::vector<uint8_t> data;  ///< from its beginning
 };
 

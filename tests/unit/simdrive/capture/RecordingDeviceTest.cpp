@@ -25,5 +25,19 @@ TEST(RecordingDevice, AFailureWhoseRegistersAreLostStaysAFailure) {
     EXPECT_EQ(answers.find({0xEC, {0, 0, 0, 0}})->status, 0x5000);
 }
 
+TEST(RecordingDevice, KeepsTheCountOfASanitizeStatus) {
+    FakeSataDrive fake;
+    fake.expect(identifyAta().answers(identifyDevice()))
+        .expect(Expected::ata(0xB4, features::ata::Protocol::NON_DATA, features::ata::Addressing::BITS_48)
+                    .wantsRegisters()
+                    .returns({0x00, 0x50, 0x40, 0x8000, 0xFFFF}));
+    CapturedAnswers answers;
+    RecordingDevice recording(*fake.device(), answers);
+    features::ata::Drive drive(recording);
+    ASSERT_TRUE(drive.identify());
+    EXPECT_TRUE(drive.sanitizeState());
+    EXPECT_EQ((answers.answers.at({0xB4, {0, 0, 0, 0}}).result), 0x800000000000FFFF);
+}
+
 }  // namespace
 }  // namespace simdrive

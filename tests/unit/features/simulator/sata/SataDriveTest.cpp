@@ -2,6 +2,7 @@
 
 #include "features/simulator/sata/SataState.h"
 #include "features/simulator/sata/StateCheck.h"
+#include "features/simulator/store/CaptureFolder.h"
 #include "features/simulator/store/Extension.h"
 #include "features/simulator/store/NewDrive.h"
 #include "tests/unit/features/simulator/sata/SimulatedSataDrive.h"
@@ -60,6 +61,16 @@ TEST_F(SataDriveTest, RegistersCanBeLost) {
     description.faults.losesRegisters = true;
     describe();
     EXPECT_FALSE(run(noData(0xE5)).hasRegisters);
+}
+
+TEST_F(SataDriveTest, ADriveOfACaptureAnswersWithItsRegisters) {
+    features::simulator::CapturedAnswers answers;
+    answers.isSata = true;
+    answers.answers[{0xB4, {}}] = {0x5000, 0x800000000000FFFF, {}};  // sanitized without error
+    ASSERT_TRUE(succeeded(writeCapture(answers, path())));
+    reopen();
+    EXPECT_EQ(registers(noDataExt(0xB4)), (Registers{0x00, 0x50, 0x40, 0x8000, 0xFFFF}));
+    EXPECT_EQ(registers(noDataExt(0xB4, 0x12, 0, 0x426B4572)).error, 0x04) << "nothing changes it";
 }
 
 TEST_F(SataDriveTest, ADriveOfAnotherKindIsRefused) {
