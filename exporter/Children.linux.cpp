@@ -86,20 +86,20 @@ int reap(pid_t pid) {
 }
 
 /// Processes that did not end in time. Ended, each would stay as a zombie, and a listener runs for months.
-std::vector<pid_t>& leftBehind() {
+std::vector<pid_t>& unreaped() {
     static std::vector<pid_t> pids;
     return pids;
 }
 
-void reapLeftBehind() {
-    std::vector<pid_t>& pids = leftBehind();
+void reapLate() {
+    std::vector<pid_t>& pids = unreaped();
     pids.erase(
         std::remove_if(pids.begin(), pids.end(), [](pid_t pid) { return ::waitpid(pid, nullptr, WNOHANG) != 0; }),
         pids.end());
 }
 
 ChildOutcome stuck(pid_t pid, const std::string& words) {
-    leftBehind().push_back(pid);
+    unreaped().push_back(pid);
     return {ChildEnd::STUCK, words};
 }
 
@@ -127,7 +127,7 @@ public:
         : tasks_(tasks), locks_(locks), limits_(limits) {}
 
     std::vector<ChildOutcome> run() {
-        reapLeftBehind();
+        reapLate();
         outcomes_.resize(tasks_.size());
         std::size_t next = 0;
         while (next < tasks_.size() || !running_.empty()) {
