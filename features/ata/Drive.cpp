@@ -45,9 +45,12 @@ std::string Drive::name() const {
 
 Result<Answer, AtaError> Drive::send(const AtaCommand& command, const Payload& toDrive) {
     if (!command.isEncodable()) return statuses::requestOutOfBounds();
+    AtaCommand sent = command;
+    sent.onlySelectedDrive = command.onlySelectedDrive || isOnlySelected_;
     CommandResult answer;
-    device_.sendCommand(command, answer, toDrive);
+    device_.sendCommand(sent, answer, toDrive);
     RETURN_IF_FAILED(answer.status);
+    isOnlySelected_ = isOnlySelected_ || command.needsSelectedDrive();
     const auto* result = dynamic_cast<const AtaResult*>(answer.protocolResult.get());
     if (result == nullptr) return noData(command);
     if (!result->succeeded) return AtaError(failure(command, *result), *result);

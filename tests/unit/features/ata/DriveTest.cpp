@@ -1,7 +1,12 @@
 #include <gtest/gtest.h>
 
+#include <memory>
+#include <string>
+#include <vector>
+
 #include "features/ata/Drive.h"
 #include "features/nvme/NvmeCommand.h"
+#include "ostrel/core/CommandPath.h"
 #include "ostrel/core/CommandResult.h"
 #include "tests/support/StatusText.h"
 #include "tests/support/fakedrive/FakeDrive.h"
@@ -104,6 +109,50 @@ TEST(AtaDrive, ReportsLessDataThanWasAskedFor) {
     EXPECT_EQ(statusText(Drive(*fake.device()).send(command)),
               "10/33 Failed to retrieve data from drive S1 (/dev/sda): IDENTIFY DEVICE returned less than was asked "
               "for.");
+}
+
+/// Carries out every command, and notes which the selected drive alone may get.
+class NotingPath : public ostrel::core::CommandPath {
+public:
+    using Notes = std::vector<std::string>;
+    explicit NotingPath(std::shared_ptr<Notes> notes) : CommandPath("Noting", 1), notes_(std::move(notes)) {}
+    std::unique_ptr<CommandPath> clone() const override { return std::make_unique<NotingPath>(*this); }
+    bool isSupported(const ostrel::core::AttributeList&) const override { return true; }
+    CommandResult send(const ostrel::core::Command& command, const ostrel::core::Payload&,
+                       const ostrel::core::AttributeList&) override {
+        const auto& sent = dynamic_cast<const AtaCommand&>(command);
+        notes_->push_back((sent.needsSelectedDrive() ? "selected: " : "any: ") + sent.getName());
+        CommandResult result;
+        if (isGone) result.status = Status(0, 70, "gone");
+        result.protocolResult = std::make_unique<AtaResult>(Registers{0, 0x50, 0x40, 0, 0});
+        if (sent.readsData()) result.inputPayload = DriveBytes(sent.dataLength).payload();
+        return result;
+    }
+    static inline bool isGone = false;
+
+private:
+    std::shared_ptr<Notes> notes_;
+};
+
+TEST(AtaDrive, AfterAChangeOnlyTheSelectedDriveIsAsked) {
+    const auto notes = std::make_shared<NotingPath::Notes>();
+    ostrel::core::Device device;
+    device.addCommandPath(NotingPath(notes));
+    device.addCommandSet(COMMAND_SET_ATA, "Noting");
+    Drive drive(device);
+    EXPECT_EQ(statusText(drive.identify()), SUCCESS);
+    EXPECT_EQ(statusText(drive.sanitizeState()), SUCCESS);
+    NotingPath::isGone = true;
+    EXPECT_EQ(statusText(drive.send(AtaCommand(commands::blockEraseExt))), "0/70 gone");
+    NotingPath::isGone = false;
+    EXPECT_EQ(statusText(drive.sanitizeState()), SUCCESS);
+    EXPECT_EQ(statusText(drive.send(AtaCommand(commands::blockEraseExt))), SUCCESS);
+    EXPECT_EQ(statusText(drive.sanitizeState()), SUCCESS);
+    EXPECT_EQ(statusText(drive.identifyAgain()), SUCCESS);
+    EXPECT_EQ(*notes,
+              (NotingPath::Notes{"any: IDENTIFY DEVICE", "any: SANITIZE STATUS EXT", "selected: BLOCK ERASE EXT",
+                                 "any: SANITIZE STATUS EXT", "selected: BLOCK ERASE EXT",
+                                 "selected: SANITIZE STATUS EXT", "selected: IDENTIFY DEVICE"}));
 }
 
 TEST(AtaDrive, AsksForItsIdentityOnceUnlessItIsAskedAgain) {
