@@ -13,16 +13,21 @@ using namespace ostrel::core;
 
 namespace {
 
+/// Of DEVICE: an address is an LBA, which old drives otherwise take for a cylinder, head and sector.
+constexpr uint8_t LBA_MODE = 0x40;
+
 /// The pair of commands by which a drive is asked for its native maximum and given another one.
 struct Method {
     const ata::CommandRow& getNative;
     const ata::CommandRow& set;
+    uint8_t device;
     uint16_t count;  ///< of the set: of the Host Protected Area bit 0, which keeps the value when the power goes
 };
 constexpr Method ACCESSIBLE_MAX_ADDRESS{ata::commands::getNativeMaxAddressExt,
-                                        ata::commands::setAccessibleMaxAddressExt, 0};
-constexpr Method HOST_PROTECTED_AREA_EXT{ata::commands::readNativeMaxAddressExt, ata::commands::setMaxAddressExt, 1};
-constexpr Method HOST_PROTECTED_AREA{ata::commands::readNativeMaxAddress, ata::commands::setMaxAddress, 1};
+                                        ata::commands::setAccessibleMaxAddressExt, 0, 0};
+constexpr Method HOST_PROTECTED_AREA_EXT{ata::commands::readNativeMaxAddressExt, ata::commands::setMaxAddressExt,
+                                         LBA_MODE, 1};
+constexpr Method HOST_PROTECTED_AREA{ata::commands::readNativeMaxAddress, ata::commands::setMaxAddress, LBA_MODE, 1};
 
 const Method* methodOf(const ata::Identity& identity) {
     if (identity.has(ata::identify::ACCESSIBLE_MAX_ADDRESS)) return &ACCESSIBLE_MAX_ADDRESS;
@@ -31,16 +36,21 @@ const Method* methodOf(const ata::Identity& identity) {
 }
 
 Result<uint64_t> readNative(ata::Drive& drive, const Method& method) {
+    constexpr uint64_t LBA_23_0 = 0xFFFFFF;
+    constexpr unsigned DEVICE_LBA_27_24 = 0x0F;
     ata::AtaCommand command(method.getNative);
+    command.device = method.device;
     command.wantsRegisters = true;
     TRY(const ata::Registers registers, drive.sendForRegisters(command));
-    return registers.lba;
+    if (method.getNative.addressing == ata::Addressing::BITS_48) return registers.lba;
+    return (registers.lba & LBA_23_0) | uint64_t{registers.device & DEVICE_LBA_27_24} << 24;
 }
 
 /// Nothing may come between the two commands of the Host Protected Area.
 Status writeLba(ata::Drive& drive, const Method& method, uint64_t lba) {
     RETURN_IF_FAILED(readNative(drive, method));
     ata::AtaCommand command(method.set);
+    command.device = method.device;
     command.count = method.count;
     command.lba = lba;
     command.wantsRegisters = true;

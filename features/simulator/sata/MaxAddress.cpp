@@ -1,3 +1,5 @@
+#include <algorithm>
+
 #include "features/simulator/sata/Handlers.h"
 
 namespace features::simulator::sata {
@@ -10,6 +12,7 @@ constexpr uint16_t FREEZE = 0x0002;
 constexpr uint8_t READ_NATIVE_MAX = 0xF8;
 constexpr uint8_t READ_NATIVE_MAX_EXT = 0x27;
 constexpr uint16_t KEEP_OVER_POWER_CYCLES = 1;
+constexpr uint64_t MAX_LBA_28 = 0x0FFFFFFF;
 
 uint64_t nativeMax(const SataContext& context) {
     return context.nativeSectors() - 1;
@@ -44,7 +47,11 @@ ata::Registers accessibleMaxAddress(SataContext& context) {
 
 ata::Registers readNativeMax(SataContext& context) {
     if (context.description.supportsAccessibleMaxAddress) return aborted();
-    return completed(0, nativeMax(context));
+    if (context.command.is48Bit) return completed(0, nativeMax(context));
+    const uint64_t lba = std::min(nativeMax(context), MAX_LBA_28);
+    ata::Registers registers = completed(0, lba & 0xFFFFFF);
+    registers.device |= static_cast<uint8_t>(lba >> 24);  // LBA 27:24
+    return registers;
 }
 
 ata::Registers setMax(SataContext& context) {

@@ -62,6 +62,7 @@ TEST(AtaMaxAddress, AnOlderDriveHasAHostProtectedArea) {
     };
     const auto readNative = [] {
         return Expected::ata(0x27, Protocol::NON_DATA, Addressing::BITS_48)
+            .device(0x40)
             .wantsRegisters()
             .returns({0, 0x50, 0x40, 0, NATIVE});
     };
@@ -71,12 +72,47 @@ TEST(AtaMaxAddress, AnOlderDriveHasAHostProtectedArea) {
         .expect(readNative())
         .expect(unusedDisk())
         .expect(readNative())
-        .expect(
-            Expected::ata(0x37, Protocol::NON_DATA, Addressing::BITS_48).count(1).lba(999).wantsRegisters().completes())
+        .expect(Expected::ata(0x37, Protocol::NON_DATA, Addressing::BITS_48)
+                    .device(0x40)
+                    .count(1)
+                    .lba(999)
+                    .wantsRegisters()
+                    .completes())
         .expect(lookAgain())
         .expect(older(1000))
         .expect(readNative());
     EXPECT_EQ(set("999", drive), "0/0 The maximum LBA is 999, the native one 1999999.");
+}
+
+/// LBA 27:24 are in DEVICE, 23:0 in the registers of the LBA.
+TEST(AtaMaxAddress, ADriveWithAddressesOf28BitsHasFourOfThemInDevice) {
+    constexpr uint32_t LAST = 0x0A123456;
+    const auto oldest = [](uint32_t sectors) {
+        return identifyAta().answers(
+            identifyDevice().word(82, WITH_HPA).word(83, 0x4000).word(86, 0).le32(120, sectors));
+    };
+    const auto readNative = [] {
+        return Expected::ata(0xF8, Protocol::NON_DATA, Addressing::BITS_28)
+            .device(0x40)
+            .wantsRegisters()
+            .returns({0, 0x50, 0x4A, 0, 0x123456});
+    };
+    FakeSataDrive drive;
+    drive.expect(unusedDisk())
+        .expect(oldest(1000))
+        .expect(readNative())
+        .expect(unusedDisk())
+        .expect(readNative())
+        .expect(Expected::ata(0xF9, Protocol::NON_DATA, Addressing::BITS_28)
+                    .device(0x40)
+                    .count(1)
+                    .lba(LAST)
+                    .wantsRegisters()
+                    .completes())
+        .expect(lookAgain())
+        .expect(oldest(LAST + 1))
+        .expect(readNative());
+    EXPECT_EQ(set("native", drive), "0/0 The maximum LBA is 168965206, the native one 168965206.");
 }
 
 TEST(AtaMaxAddress, ADriveWithoutEitherDoesNotHaveIt) {

@@ -52,4 +52,15 @@ TEST_F(SataMaxAddress, TheHostProtectedAreaTakesItsPlace) {
     EXPECT_EQ(registers(noDataExt(0x37, 0, 1, 99)).error, 0x10) << "one that lasts, in each power cycle";
 }
 
+TEST_F(SataMaxAddress, Of28BitsHasFourInDevice) {
+    description.supportsAccessibleMaxAddress = false;
+    description.sizeBytes = uint64_t{16} << 30;
+    ASSERT_TRUE(succeeded(store().create({{"two", description}}, clock)));
+    drive = std::make_unique<features::simulator::sata::SataDrive>(folder / "drives/two", clock);
+    const Registers native = registers(noData(0xF8));
+    EXPECT_EQ(native.lba, 0xFFFFFFU);
+    EXPECT_EQ(native.device, 0x41);
+    EXPECT_EQ(registers(noDataExt(0x27)).lba, 0x1FFFFFFU);
+}
+
 }  // namespace
