@@ -42,6 +42,14 @@ struct BlockRun {
     uint32_t count;
 };
 
+/// Beyond that no drive has blocks: the numbers of a damaged or hostile one would not fit a transfer.
+constexpr uint32_t MAX_BLOCK_BYTES = uint32_t{1} << 20;
+
+/// Whether blocks of this size, and so many, can be sampled.
+bool isPossible(uint64_t blocks, uint32_t blockBytes) {
+    return blockBytes != 0 && blockBytes <= MAX_BLOCK_BYTES && blocks <= UINT64_MAX / blockBytes;
+}
+
 constexpr uint8_t OPCODE_READ_DMA_EXT = 0x25;
 constexpr uint8_t DEVICE_LBA = 0x40;
 constexpr uint32_t READ_TIMEOUT_MS = 30000;
@@ -67,7 +75,7 @@ Result<std::vector<SampledSpace>> SampledNvmeDrive::spaces() {
         const nvme::NamespaceProperties properties(identify.getData());
         const auto& format = properties.format();
         const uint32_t data = format.dataBytes();
-        if (data == 0 || properties.sizeBlocks > UINT64_MAX / data) continue;
+        if (!isPossible(properties.sizeBlocks, data)) continue;
         const bool isExtended = properties.metadataExtended();
         blocks_[nsid] = {data, isExtended ? format.metadataBytes : 0U, isExtended ? 0U : format.metadataBytes};
         spaces.push_back({nsid, properties.sizeBlocks * data, deallocatedValue(identify)});
@@ -108,7 +116,9 @@ Status SampledAtaDrive::checkSelected() {
 Result<std::vector<SampledSpace>> SampledAtaDrive::spaces() {
     TRY(const ata::Identity* const identity, drive_.identifyAgain());
     sectorBytes_ = identity->logicalSectorBytes();
-    if (!identity->has(ata::identify::ADDRESS_48_BIT) || sectorBytes_ == 0) return std::vector<SampledSpace>();
+    const bool canBeRead =
+        identity->has(ata::identify::ADDRESS_48_BIT) && isPossible(identity->sectors(), sectorBytes_);
+    if (!canBeRead) return std::vector<SampledSpace>();
     // What an erase of the ATA standard leaves is not defined.
     return std::vector<SampledSpace>{{1, identity->sectors() * sectorBytes_, std::nullopt}};
 }

@@ -1,0 +1,58 @@
+#include <gtest/gtest.h>
+
+#include "features/jobs/erase/SampledDrive.h"
+#include "tests/support/fakedrive/FakeDrive.h"
+
+namespace features::jobs {
+namespace {
+
+using namespace fakedrive;
+
+constexpr uint64_t NO_SPACE = 0;
+
+/// Bytes of the only space; 0 where there is none.
+template <typename Sampled, typename Drive>
+uint64_t bytesOf(FakeDrive& fake) {
+    Drive drive(*fake.device());
+    const auto spaces = Sampled(drive).spaces();
+    EXPECT_TRUE(spaces);
+    return spaces && spaces->size() == 1 ? spaces->front().bytes : NO_SPACE;
+}
+
+/// Two sectors of 80000200h bytes have 400h in 32 bits: as much as two of the usual size.
+TEST(SampledDrive, HasNoSectorsOfASizeThatNoTransferHas) {
+    const struct {
+        uint32_t sectorWords;
+        uint64_t sectors;
+        uint64_t bytes;
+    } CASES[] = {
+        {2048, 100, 409600},
+        {0x40000100, 100, NO_SPACE},
+        {2048, UINT64_MAX / 4096, UINT64_MAX / 4096 * 4096},
+        {2048, UINT64_MAX / 4096 + 1, NO_SPACE},
+    };
+    for (const auto& c : CASES) {
+        FakeSataDrive fake;
+        fake.expect(
+            identifyAta().answers(identifyDevice().word(106, 0x5000).le32(234, c.sectorWords).le64(200, c.sectors)));
+        EXPECT_EQ((bytesOf<SampledAtaDrive, ata::Drive>(fake)), c.bytes) << c.sectorWords;
+    }
+}
+
+TEST(SampledDrive, HasNoBlocksOfASizeThatNoTransferHas) {
+    const struct {
+        uint8_t blockShift;
+        uint64_t bytes;
+    } CASES[] = {{12, 409600}, {31, NO_SPACE}};
+    for (const auto& c : CASES) {
+        FakeDrive fake;
+        fake.expect(identify(0x02).answers(namespaceList({1})))
+            .expect(identify(0x01).answers(identifyController()))
+            .expect(identify(0x03, 1).answers(DriveBytes(4096)))
+            .expect(identify(0x00, 1).answers(identifyNamespace(100, c.blockShift)));
+        EXPECT_EQ((bytesOf<SampledNvmeDrive, nvme::Drive>(fake)), c.bytes) << unsigned{c.blockShift};
+    }
+}
+
+}  // namespace
+}  // namespace features::jobs
