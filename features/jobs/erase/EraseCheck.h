@@ -19,7 +19,8 @@ namespace features::jobs {
 ///     pattern of an overwrite, or that is not what it was.
 ///   - One that is what it was fails. So does one that could be read before the erase, and cannot after it.
 ///   - Not judged is one that repeats four bytes and still does (the erase may leave the same), one that could be
-///     read neither before nor after, and one that is beyond the new end of its namespace.
+///     read neither before nor after, one that is beyond the new end of its namespace, and what is left when a few
+///     places could not be read.
 class EraseCheck {
 public:
     static constexpr size_t MAX_PLACES = 64;  ///< of a namespace; fewer, at least two, where there are many
@@ -50,7 +51,9 @@ private:
     static const VerdictRow& rowOf(Verdict verdict);
     static std::string nameOf(const Place& place);
     static Verdict comparedWithBefore(const Place& place, const SampledDrive::Piece& now);
-    Verdict verdictOf(const Place& place, const SampledSpace& space, SampledDrive& drive) const;
+    /// Of what a place holds now; empty: it cannot be read.
+    Verdict verdictOf(const Place& place, const SampledSpace& space,
+                      const std::optional<SampledDrive::Piece>& now) const;
     size_t count(Verdict verdict) const;
 
     std::vector<uint32_t> patterns_;

@@ -161,6 +161,22 @@ TEST(EraseCheck, ADyingDriveIsReadAFewTimesAndThenErased) {
     EraseCheck check;
     check.before(drive, 1);
     EXPECT_EQ(drive.reads.size(), 4U);
+    drive.reads.clear();
+    EXPECT_TRUE(succeeded(check.after(drive, statuses::formatFailed())));
+    EXPECT_EQ(drive.reads.size(), 4U);
+    EXPECT_EQ(check.section().list.back().value, "not judged");
+}
+
+TEST(EraseCheck, ADriveThatDiesOfItsEraseHasFailed) {
+    PlannedDrive drive;
+    drive.list[0].bytes = 1048576;
+    EraseCheck check;
+    check.before(drive, 1);
+    drive.reads.clear();
+    drive.answer = [](uint64_t) { return unreadable(); };
+    EXPECT_EQ(check.after(drive, statuses::formatFailed()).getMessage(),
+              FAILED_AT_0 + std::string("unreadable; 4 of 64 places failed."));
+    EXPECT_EQ(drive.reads.size(), 4U);
 }
 
 }  // namespace
