@@ -155,7 +155,7 @@ Status DriveSelfTestJob::actOnAtaDrive(ata::Drive& drive, const Arguments& argum
 Status DriveSelfTestJob::runCaptive(ata::Drive& drive, const SelfTestRow& test, unsigned minutes, DriveOutput& out) {
     ata::AtaCommand start(ata::commands::smartExecuteOffline);
     start.lba |= CAPTIVE | test.code;
-    start.timeoutMs = 2 * minutes * MS_PER_MINUTE;
+    start.timeoutMs = std::min(2 * minutes, UINT32_MAX / MS_PER_MINUTE) * MS_PER_MINUTE;
     TRY(const std::vector<SelfTestResult> before, drive.selfTests());
     const auto ended = drive.sendForRegisters(start);
     // A drive may fail the command of a test that failed; the log has the result, also of one whose registers are lost.

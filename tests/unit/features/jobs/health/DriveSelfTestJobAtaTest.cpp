@@ -133,6 +133,18 @@ TEST(DriveSelfTestJobAta, WaitsForACaptiveTestAndGivesItsResult) {
     EXPECT_EQ(answer.find("category=\"status\""), std::string::npos) << answer;
 }
 
+/// Twice 35792 minutes are more milliseconds than a command's time-out has: by their rest the test would be cut off.
+TEST(DriveSelfTestJobAta, ALongCaptiveTestHasTheLongestTime) {
+    FakeSataDrive drive;
+    drive.expect(identifyAta().answers(identifyDevice().word(84, 0x4102)))
+        .expect(smartPage(0xD0).answers(smartWith(0x00).byte(373, 0xFF).le16(375, 35792)))
+        .expect(hostUses({unusedNamespace(1)}))
+        .expect(smartLogPage(0x06).answers(emptyLog()))
+        .expect(executeCaptive(0x82, 4294920000, SMART_GOOD))
+        .expect(smartLogPage(0x06).answers(logOf(0x82, 0x00)));
+    (void)start("extended", "captive", drive);
+}
+
 TEST(DriveSelfTestJobAta, ACaptiveTestThatFailsIsAFailure) {
     FakeSataDrive drive;
     identified(drive)
