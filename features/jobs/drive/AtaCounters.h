@@ -23,6 +23,8 @@ public:
     explicit AtaCounters(ata::Drive& drive) : drive_(drive) {}
 
     const ostrel::core::Status& failure() const { return failure_; }
+    /// Why the first page that the drive failed to give is empty; a success where it gave all that it has.
+    const ostrel::core::Status& refusal() const { return refusal_; }
     std::optional<int64_t> statistic(ata::StatisticId id);
     /// A SMART attribute; null when the drive does not have it.
     const ata::SmartAttribute* attribute(uint8_t id);
@@ -36,11 +38,13 @@ private:
     std::optional<T> accept(const Result<T, ata::AtaError>& result) {
         if (result) return *result;
         if (!isRefusal(result.error())) failure_ = result.error();
+        if (result.error().isOfDrive() && succeeded(refusal_)) refusal_ = result.error();
         return std::nullopt;
     }
 
     ata::Drive& drive_;
     ostrel::core::Status failure_;
+    ostrel::core::Status refusal_;
     std::map<uint8_t, ostrel::core::Payload> statistics_;  ///< by page; without bytes: the drive does not have it
     std::optional<std::vector<ata::SmartAttribute>> attributes_;
     std::optional<ostrel::core::Payload> sctStatus_;

@@ -89,7 +89,9 @@ void AtaScan::readCounters() {
     sata.celsius = counters.statistic(statistics::TEMPERATURE);
     sata.maximumCelsius = counters.statistic(statistics::SPECIFIED_MAX_TEMPERATURE);
     failure_ = counters.failure();
-    if (!isReachable()) notRead("Device Statistics", failure_);
+    // Counters that did not come are not counters of 0.
+    const Status& missing = isReachable() ? counters.refusal() : failure_;
+    if (failed(missing)) notRead("Device Statistics", missing);
 }
 
 /// The last self-test that passed or failed decides: one that was aborted says nothing of the drive.

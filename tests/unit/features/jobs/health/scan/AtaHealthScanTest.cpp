@@ -154,6 +154,26 @@ TEST_F(AtaHealthScan, WarnsOfWhatTheDriveCounts) {
         << "the newest self-test was aborted, the one before it failed";
 }
 
+TEST_F(AtaHealthScan, CountersThatTheDriveDoesNotGiveAreNoGoodNews) {
+    FakeSataDrive drive;
+    drive.expect(identifyAta().answers(smallDrive()))
+        .expect(smartStatus(SMART_GOOD))
+        .expect(smartPage(0xD0).aborts(ata::ERROR_UNCORRECTABLE))
+        .expect(smartLogPage(0x06).answers(DriveBytes(512)))
+        .expect(hostUses({disk()}))
+        .expect(readSectors(0, 8));
+    const std::string why =
+        "SMART READ DATA failed on drive S1 (/dev/sda): uncorrectable data (command 0xB0, FEATURE 0xD0, ERROR 0x40, "
+        "STATUS 0x51).";
+    EXPECT_EQ(scan("ReadScan", drive),
+              answer("100", "The scan could not be completed.",
+                     property("Device Status", "Healthy") + NOT_COUNTED +
+                         "\n<Property description=\"Not read\" name=\"Device Statistics\" value=\"" + why + "\"/>" +
+                         part("Findings", property("Scan", "Not everything could be looked at.")) +
+                         part("Read Scan - Disk", property("Blocks", "8") + property("Blocks Read", "8") +
+                                                      property("Unreadable Blocks", "0"))));
+}
+
 TEST_F(AtaHealthScan, ADriveThatIsFailingIsOne) {
     FakeSataDrive drive;
     drive.expect(identifyAta().answers(smallDrive()))
