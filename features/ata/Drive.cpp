@@ -24,6 +24,9 @@ namespace {
 /// 128 KiB in one command passes with nearly every kernel and translator.
 constexpr uint32_t MAX_PAGES_AT_ONCE = 256;
 
+/// Of log 07h: those whose entries, 19 a page, its index can name.
+constexpr uint16_t MAX_SELF_TEST_PAGES = UINT16_MAX / 19 + 1;
+
 // LBA 23:8 after SMART RETURN STATUS.
 constexpr uint64_t SMART_GOOD = 0xC24F;
 constexpr uint64_t SMART_EXCEEDED = 0x2CF4;
@@ -211,7 +214,7 @@ Result<std::vector<SelfTestResult>, AtaError> Drive::selfTests() {
         TRY(const Payload log, readSmartLog(LOG_SELF_TESTS));
         return selfTestsOf(log);
     }
-    TRY(const Payload log, readLog(LOG_EXTENDED_SELF_TESTS, 0, pages));
+    TRY(const Payload log, readLog(LOG_EXTENDED_SELF_TESTS, 0, std::min(pages, MAX_SELF_TEST_PAGES)));
     return extendedSelfTestsOf(log);
 }
 

@@ -42,12 +42,15 @@ std::string spanText(const SelfTestSpan& span) {
     return "LBA " + std::to_string(span.firstLba) + " to " + std::to_string(span.lastLba);
 }
 
+/// Drives keep a few dozen: a log of tens of thousands, which one can claim to have, is not for a reader.
+constexpr size_t MAX_RESULTS = 1024;
+
 /// From the newest, which `index` names, counted from 1, back and around.
 template <typename Entry>
 std::vector<SelfTestResult> newestFirst(const std::vector<Entry>& entries, size_t index, uint64_t noLba) {
     std::vector<SelfTestResult> results;
     if (index == 0 || index > entries.size()) return results;
-    for (size_t i = 0; i < entries.size(); ++i) {
+    for (size_t i = 0; i < std::min(entries.size(), MAX_RESULTS); ++i) {
         const Entry& entry = entries[(index - 1 + entries.size() - i) % entries.size()];
         if (!isUsed(entry)) break;
         results.push_back(resultOf(entry, noLba));

@@ -24,7 +24,7 @@ inline constexpr uint8_t SELF_TEST_READ_FAILURE = 7;
 
 /// The self-tests of log 06h (512 bytes), the newest first.
 std::vector<SelfTestResult> selfTestsOf(const ostrel::core::Payload& log);
-/// The same of log 07h, all its pages.
+/// The same of log 07h, all its pages: the newest 1,024.
 std::vector<SelfTestResult> extendedSelfTestsOf(const ostrel::core::Payload& log);
 /// A part for each self-test.
 nvme::FieldTree decodeSelfTests(const std::vector<SelfTestResult>& tests);

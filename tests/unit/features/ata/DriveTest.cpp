@@ -111,6 +111,20 @@ TEST(AtaDrive, ReportsLessDataThanWasAskedFor) {
               "for.");
 }
 
+/// The index of log 07h has 16 bits, and a page 19 self-tests.
+TEST(AtaDrive, ReadsNoMoreOfTheSelfTestsThanTheirIndexCanName) {
+    constexpr uint16_t PAGES = 3450;
+    constexpr uint16_t LAST_PIECE = 3328;
+    FakeSataDrive fake;
+    fake.expect(identifyAta().answers(identifyDevice())).expect(logExt(0x00).answers(DriveBytes(512).le16(14, 0xFFFF)));
+    for (uint16_t page = 0; page < LAST_PIECE; page = static_cast<uint16_t>(page + 256))
+        fake.expect(logExt(0x07, page, 256).answers(DriveBytes(256 * 512)));
+    fake.expect(logExt(0x07, LAST_PIECE, PAGES - LAST_PIECE).answers(DriveBytes((PAGES - LAST_PIECE) * 512)));
+    const auto tests = Drive(*fake.device()).selfTests();
+    ASSERT_EQ(statusText(tests), SUCCESS);
+    EXPECT_TRUE(tests->empty());
+}
+
 /// Carries out every command, and notes which the selected drive alone may get.
 class NotingPath : public ostrel::core::CommandPath {
 public:

@@ -104,6 +104,20 @@ TEST(AtaSelfTests, OfLog07hRunOnOverItsPages) {
     EXPECT_TRUE(extendedSelfTestsOf(DriveBytes(511).payload()).empty());
 }
 
+TEST(AtaSelfTests, OfLog07hTheNewestOfAGreatNumberAreTaken) {
+    constexpr size_t PAGES = 60;
+    DriveBytes log(PAGES * 512);
+    for (size_t page = 0; page < PAGES; ++page) {
+        for (size_t entry = 0; entry < 19; ++entry)
+            log.le16(page * 512 + 4 + entry * EXTENDED_BYTES + 2, static_cast<uint16_t>(1 + page * 19 + entry));
+    }
+    log.le16(2, PAGES * 19);
+    const auto tests = extendedSelfTestsOf(log.payload());
+    ASSERT_EQ(tests.size(), 1024U);
+    EXPECT_EQ(tests.front().hours, 1140);
+    EXPECT_EQ(tests.back().hours, 117);
+}
+
 TEST(AtaSelfTests, ASelectiveOneHasItsSpansAndWhatIsUnderTest) {
     DriveBytes log(512);
     log.le16(0, 1).le64(2, 100).le64(10, 200).le64(34, 0x100000000).le64(42, 0x1FFFFFFFF);
