@@ -46,6 +46,15 @@ Result<uint64_t> readNative(ata::Drive& drive, const Method& method) {
     return (registers.lba & LBA_23_0) | uint64_t{registers.device & DEVICE_LBA_27_24} << 24;
 }
 
+/// A drive has all the blocks that it shows. A host adapter that brings other registers than the drive's, as zeros,
+/// would have it cut to them by "native".
+Status checkNative(const ata::Drive& drive, const ata::Identity& identity, uint64_t native) {
+    if (native + 1 >= identity.sectors()) return Status();
+    return withDetails(statuses::deviceDataRetrievalFailed(),
+                       "The native maximum LBA of drive " + drive.name() + " is said to be " + std::to_string(native) +
+                           ", and it has " + std::to_string(identity.sectors()) + " sectors.");
+}
+
 /// Nothing may come between the two commands of the Host Protected Area.
 Status writeLba(ata::Drive& drive, const Method& method, uint64_t lba) {
     RETURN_IF_FAILED(readNative(drive, method));
@@ -82,6 +91,7 @@ Result<std::string> setAtaMaximumLba(ata::Drive& drive, const MaximumLba& wanted
     const Method* const method = methodOf(*identity);
     if (method == nullptr) return statuses::maxAddressNotSupported();
     TRY(const uint64_t native, readNative(drive, *method));
+    RETURN_IF_FAILED(checkNative(drive, *identity, native));
     TRY(const uint64_t lba, addressOf(wanted, native, identity->logicalSectorBytes(), drive.name()));
     RETURN_IF_FAILED(checkDestruction(drive.device(), {}));  // again: much may have happened meanwhile
     TRY(const RescanStatus rescanned, resize(drive, *method, lba));

@@ -139,6 +139,17 @@ TEST(AtaMaxAddress, MoreThanTheDriveHasIsRefused) {
     }
 }
 
+TEST(AtaMaxAddress, ANativeMaximumBelowWhatTheDriveHasIsNotBelieved) {
+    for (const char* text : {"native", "50%"}) {
+        FakeSataDrive drive;
+        drive.expect(unusedDisk()).expect(identified()).expect(getNative(0));
+        EXPECT_EQ(
+            set(text, drive),
+            "10/33 Failed to retrieve data from selected device. The native maximum LBA of drive S1 (/dev/sda) is said "
+            "to be 0, and it has 2000000 sectors.");
+    }
+}
+
 TEST(AtaMaxAddress, ADriveInUseIsLeftAlone) {
     FakeSataDrive drive;
     drive.expect(hostUses({mounted(1)}));
