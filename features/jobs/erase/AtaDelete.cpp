@@ -43,6 +43,9 @@ Result<std::string> deleteUserData(ata::Drive& drive, bool partitionsCount, cons
     request.action = isBlock ? SanitizeAction::BLOCK_ERASE : SanitizeAction::CRYPTO_ERASE;
     request.partitionsCount = partitionsCount;
     TRY(const std::string report, AtaSanitize(drive, tools.clock, tools.erasure).run(request));
+    // The drive has no password any more: one that it gets later is not ours.
+    const Status removed = wasInterrupted ? tools.passwords.remove(drive.device()) : Status();
+    if (failed(removed)) return withDetails(removed, report);
     return report + (isBlock ? " Method: block erase." : " Method: crypto scramble.");
 }
 

@@ -235,31 +235,38 @@ TEST_F(SecurityEraseTest, ARecordThatCannotBeKeptForbidsThePassword) {
     EXPECT_EQ(notice_->texts, std::vector<std::string>());
 }
 
+/// A sanitize operation without passwords, of a drive that may have been left with one and has none any more.
 TEST(AtaDelete, ADriveWithSanitizeGetsNoPassword) {
     const TemporaryFolder folder;
-    FakeSataDrive drive;
+    const ErasePasswords passwords(folder / "state");
     const auto sanitizeStatus = [](uint16_t count) {
         return Expected::ata(0xB4, Protocol::NON_DATA, Addressing::BITS_48)
             .wantsRegisters()
             .returns({0x00, 0x50, 0x40, count, 0xFFFF});
     };
     const auto identified = [] { return identifyAta().answers(identifyDevice().word(59, 0xB000).word(128, 0x01)); };
-    drive.expect(unusedDisk())
-        .expect(identified())
-        .expect(unusedDisk())
-        .expect(identified())
-        .expect(sanitizeStatus(0))
-        .expect(unusedDisk())
-        .expect(Expected::ata(0xB4, Protocol::NON_DATA, Addressing::BITS_48)
-                    .feature(0x0012)
-                    .lba(0x426B4572)
-                    .wantsRegisters()
-                    .completes())
-        .expect(sanitizeStatus(0x8000))
-        .expect(lookAgain());
-    FormatJob job(std::make_shared<FakeClock>(), ErasePasswords(folder / "state"));
-    EXPECT_EQ(JobRun(job, JOBTYPE_METHOD).with("Type", "Delete").on({&drive}),
-              statusAnswer("Format", "0/0 The drive was sanitized. Method: block erase."));
+    for (const bool wasInterrupted : {false, true}) {
+        FakeSataDrive drive;
+        const Status left = wasInterrupted ? passwords.add(*drive.device()) : Status();
+        ASSERT_TRUE(succeeded(left));
+        drive.expect(unusedDisk())
+            .expect(identified())
+            .expect(unusedDisk())
+            .expect(identified())
+            .expect(sanitizeStatus(0))
+            .expect(unusedDisk())
+            .expect(Expected::ata(0xB4, Protocol::NON_DATA, Addressing::BITS_48)
+                        .feature(0x0012)
+                        .lba(0x426B4572)
+                        .wantsRegisters()
+                        .completes())
+            .expect(sanitizeStatus(0x8000))
+            .expect(lookAgain());
+        FormatJob job(std::make_shared<FakeClock>(), passwords);
+        EXPECT_EQ(JobRun(job, JOBTYPE_METHOD).with("Type", "Delete").on({&drive}),
+                  statusAnswer("Format", "0/0 The drive was sanitized. Method: block erase."));
+        EXPECT_EQ(passwords.has(*drive.device()), false) << "a password that it gets later is not ours";
+    }
 }
 
 TEST(ErasePasswords, ARecordBelongsToOneDrive) {
