@@ -27,8 +27,8 @@ struct ErasedDrive {
 
 /// One erase of a drive, and the record of it: the class that erases calls begins() and started(), the job that runs it
 /// end(). The record is written as soon as the drive has answered the command, and again at the end: a process that is
-/// killed between leaves one that says "started". An erase that was not started leaves none, nor does one that ends with
-/// its command, as SECURITY ERASE UNIT and most formats do, where the process or the host ends before the answer.
+/// killed between leaves one that says "started". An erase that was not started leaves none, nor does one that ends
+/// with its command, as SECURITY ERASE UNIT and most formats do, where the process or the host ends before the answer.
 ///
 /// One whose end was seen and is a success is checked by samples (EraseCheck), which are read before it begins.
 ///

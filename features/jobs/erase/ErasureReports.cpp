@@ -1,10 +1,14 @@
 #include "features/jobs/erase/ErasureReports.h"
 
+#include <algorithm>
+#include <iterator>
+
 #include "features/jobs/drive/LogReading.h"
 #include "features/nvme/Bytes.h"
 #include "features/nvme/FieldTree.h"
 #include "features/nvme/LogPageIds.h"
 #include "features/nvme/LogPages.h"
+#include "features/nvme/StatusCodes.h"
 #include "features/nvme/structures/IdentifyController.h"
 #include "features/nvme/structures/SanitizeStatusLog.h"
 
@@ -13,6 +17,10 @@ namespace features::jobs {
 namespace {
 
 using Facts = std::vector<ErasureRecord::Fact>;
+
+/// Generic statuses of a command that was begun, or may have been.
+constexpr nvme::StatusCode BROKEN_OFF[] = {nvme::SC_ABORTED_POWER_LOSS, nvme::SC_INTERNAL_ERROR,
+                                           nvme::SC_ABORT_REQUESTED, nvme::SC_ABORTED_SQ_DELETION};
 
 constexpr unsigned WORD_SECURITY_STATUS = 128;
 constexpr unsigned WORD_DIGITS = 4;
@@ -43,6 +51,13 @@ Facts sanitizeFacts(ata::Drive& drive) {
 }
 
 }  // namespace
+
+bool mayHaveBegun(const nvme::CommandError& error) {
+    if (!isRefusal(error.status)) return true;
+    const nvme::StatusCode code = error.completion.status();
+    if (code.type == nvme::SCT_MEDIA || code.type == nvme::SCT_PATH) return true;
+    return std::find(std::begin(BROKEN_OFF), std::end(BROKEN_OFF), code) != std::end(BROKEN_OFF);
+}
 
 ErasedDrive describe(nvme::Drive& drive) {
     const auto identify = drive.identifyController();

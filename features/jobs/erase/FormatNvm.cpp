@@ -10,6 +10,7 @@
 #include "features/jobs/drive/Namespaces.h"
 #include "features/jobs/drive/Refusals.h"
 #include "features/jobs/drive/SafetyGate.h"
+#include "features/jobs/erase/ErasureReports.h"
 #include "features/jobs/support/StatusDetails.h"
 #include "features/nvme/Bytes.h"
 #include "features/nvme/NamespaceIds.h"
@@ -304,7 +305,7 @@ Result<RescanStatus> FormatNvm::perform(const ControllerCapabilities& controller
     const auto sent = drive_.send(command);
     drive_.forgetIdentify();
     const bool isErase = request_.secureErase != SES_NONE;
-    if (isErase && (sent || !isRefusal(sent.error()))) erasure_.started();
+    if (isErase && (sent || mayHaveBegun(sent.error()))) erasure_.started();
     if (!sent) {
         const Status status =
             withLocking(drive_, sent.error(), mapNvmeStatus(REFUSALS, statuses::formatFailed, sent.error()));

@@ -8,6 +8,7 @@
 #include "features/jobs/drive/LogReading.h"
 #include "features/jobs/drive/Refusals.h"
 #include "features/jobs/drive/SafetyGate.h"
+#include "features/jobs/erase/ErasureReports.h"
 #include "features/jobs/support/ProgressLine.h"
 #include "features/jobs/support/StatusDetails.h"
 #include "features/nvme/Bytes.h"
@@ -246,7 +247,7 @@ Status Sanitize::start() {
     command.timeoutMs = COMMAND_TIMEOUT_MS;
     const auto sent = drive_.send(command);
     const bool isErase = request_.action != SanitizeAction::EXIT_FAILURE_MODE;
-    if (isErase && (sent || !isRefusal(sent.error()))) erasure_.started();
+    if (isErase && (sent || mayHaveBegun(sent.error()))) erasure_.started();
     if (sent) return Status();
     return withLocking(drive_, sent.error(), mapNvmeStatus(REFUSALS, statuses::sanitizeCommandFailed, sent.error()));
 }

@@ -201,6 +201,29 @@ TEST_F(ErasureRecordsTest, WhatWasNotStartedLeavesNone) {
     EXPECT_EQ(names(), std::vector<std::string>());
 }
 
+/// Internal Error, Command Abort Requested, and Write Fault: the drive may have erased a part.
+TEST_F(ErasureRecordsTest, AnEraseThatTheDriveBrokeOffLeavesOne) {
+    const DriveBytes controller = identifyController().le16(256, 0x0002);
+    size_t files = 0;
+    for (const uint16_t statusField : {uint16_t{0x0006}, uint16_t{0x0007}, uint16_t{0x0280}}) {
+        drive_.expect(hostUses({unusedNamespace(1)}))
+            .expect(identify(1).answers(controller))
+            .expect(identify(0, 1).answers(identifyNamespace(1000)))
+            .expect(identify(1).answers(controller))
+            .expect(identify(2).answers(DriveBytes(4096)))
+            .expect(hostUses({unusedNamespace(1)}))
+            .expect(Expected::admin(0x80).nsid(1).dword(10, 0x200).refuses(statusField));
+        (void)run({{"Type", "NVMeFormat"}, {"NamespaceId", "1"}, {"SecureEraseSetting", "1"}});
+        drive_.expectDone();
+        EXPECT_EQ(names().size(), files += 2) << statusField;
+    }
+    expectLook();
+    drive_.expect(blockErase().refuses(0x0006)).expect(lookAtLog(0x81, 512).answers(log(0)));
+    (void)run(SANITIZE);
+    drive_.expectDone();
+    EXPECT_EQ(names().size(), files + 2);
+}
+
 TEST_F(ErasureRecordsTest, ADriveThatIsAnotherOneByNowIsSentNothingAndLeavesNone) {
     expectChecks();
     drive_.expect(identify(1).breaks(gone()));
