@@ -50,11 +50,14 @@ Status judgeByAttributes(ata::Drive& drive, const std::string& why, AtaHealth& h
     return {};
 }
 
-Status describeExceeded(ata::Drive& drive, AtaHealth& health) {
-    TRY(const std::string failing, readFailingAttributes(drive));
+/// The drive has given its verdict, whether or not it can still say why.
+void describeExceeded(ata::Drive& drive, AtaHealth& health) {
+    const auto failing = readFailingAttributes(drive);
     addSentence(health.text, "The drive reports that it is failing (SMART threshold exceeded).");
-    if (!failing.empty()) addSentence(health.text, "Attributes at or below their threshold: " + failing + ".");
-    return {};
+    if (!failing)
+        addSentence(health.text, failing.error().status.getMessage());
+    else if (!failing->empty())
+        addSentence(health.text, "Attributes at or below their threshold: " + *failing + ".");
 }
 
 }  // namespace
@@ -74,7 +77,7 @@ Result<AtaHealth, AtaError> readAtaHealth(ata::Drive& drive) {
         RETURN_IF_FAILED(judgeByAttributes(drive, "The drive returned a SMART status that has no meaning.", health));
     } else {
         health.health = *status;
-        if (*status == Health::THRESHOLD_EXCEEDED) RETURN_IF_FAILED(describeExceeded(drive, health));
+        if (*status == Health::THRESHOLD_EXCEEDED) describeExceeded(drive, health);
     }
     health.isLocked = identity->has(ata::identify::SECURITY_LOCKED);
     if (health.isLocked) addSentence(health.text, "The drive is locked by ATA security.");

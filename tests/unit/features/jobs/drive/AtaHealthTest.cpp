@@ -37,6 +37,16 @@ TEST(AtaHealth, NamesTheAttributesOfADriveThatIsFailing) {
                  "threshold: 5 (Reallocated Sector Count).");
 }
 
+TEST(AtaHealth, ADriveThatIsFailingIsOneWithoutItsAttributes) {
+    FakeSataDrive fake;
+    fake.expect(identifyAta().answers(identifyDevice()))
+        .expect(smartStatus(SMART_EXCEEDED))
+        .expect(smartPage(0xD0).aborts(ata::ERROR_UNCORRECTABLE));
+    expectHealth(fake, Health::THRESHOLD_EXCEEDED,
+                 "The drive reports that it is failing (SMART threshold exceeded). SMART READ DATA failed on drive S1 "
+                 "(/dev/sda): uncorrectable data (command 0xB0, FEATURE 0xD0, ERROR 0x40, STATUS 0x51).");
+}
+
 TEST(AtaHealth, IsJudgedByAttributesWhereTheStatusDoesNotCome) {
     FakeSataDrive fake;
     fake.expect(identifyAta().answers(identifyDevice()))
