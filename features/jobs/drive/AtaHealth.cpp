@@ -1,8 +1,11 @@
 #include "features/jobs/drive/AtaHealth.h"
 
+#include <optional>
 #include <vector>
 
 #include "features/ata/SmartAttributes.h"
+#include "features/jobs/support/StatusDetails.h"
+#include "ostrel/core/StatusCatalogue.h"
 
 namespace features::jobs {
 
@@ -18,17 +21,19 @@ void addSentence(std::string& text, const std::string& sentence) {
     text.append(text.empty() ? "" : " ").append(sentence);
 }
 
-/// The names of the attributes that are at or below their threshold now: "5 (Reallocated Sector Count)".
-Result<std::string, AtaError> readFailingAttributes(ata::Drive& drive) {
+/// The names of the attributes that are at or below their threshold now: "5 (Reallocated Sector Count)". Empty: the
+/// drive gives no thresholds.
+Result<std::optional<std::string>, AtaError> readFailingAttributes(ata::Drive& drive) {
     TRY(const Payload data, drive.smartData());
     TRY(const Payload thresholds, drive.smartThresholds());
+    if (thresholds.getSize() == 0) return std::nullopt;
     std::string names;
     for (const ata::SmartAttribute& attribute : ata::smartAttributesOf(data, thresholds)) {
         if (attribute.state() != ata::AttributeState::FAILING_NOW) continue;
         names.append(names.empty() ? "" : ", ");
         names.append(std::to_string(attribute.data.id)).append(" (").append(attribute.name()).append(")");
     }
-    return names;
+    return std::optional<std::string>(names);
 }
 
 /// The drive carried the command out, and what it returned was lost on the way.
@@ -38,14 +43,18 @@ bool isRegisterMissing(const AtaError& error) {
 
 /// Of a drive whose status did not come, or says nothing.
 Status judgeByAttributes(ata::Drive& drive, const std::string& why, AtaHealth& health) {
-    TRY(const std::string failing, readFailingAttributes(drive));
+    TRY(const std::optional<std::string> failing, readFailingAttributes(drive));
+    if (!failing) {
+        return withDetails(statuses::deviceDataRetrievalFailed(),
+                           why + " Drive " + drive.name() + " gives no thresholds of its attributes to judge it by.");
+    }
     addSentence(health.text, why);
-    if (failing.empty()) {
+    if (failing->empty()) {
         health.health = Health::GOOD;
         health.text.insert(0, std::string(HEALTHY) + " by its attributes. ");
     } else {
         health.health = Health::THRESHOLD_EXCEEDED;
-        addSentence(health.text, "Attributes at or below their threshold: " + failing + ".");
+        addSentence(health.text, "Attributes at or below their threshold: " + *failing + ".");
     }
     return {};
 }
@@ -56,8 +65,8 @@ void describeExceeded(ata::Drive& drive, AtaHealth& health) {
     addSentence(health.text, "The drive reports that it is failing (SMART threshold exceeded).");
     if (!failing)
         addSentence(health.text, failing.error().status.getMessage());
-    else if (!failing->empty())
-        addSentence(health.text, "Attributes at or below their threshold: " + *failing + ".");
+    else if (!failing->value_or("").empty())
+        addSentence(health.text, "Attributes at or below their threshold: " + **failing + ".");
 }
 
 }  // namespace

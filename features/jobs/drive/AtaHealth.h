@@ -17,7 +17,8 @@ struct AtaHealth {
 };
 
 /// By SMART RETURN STATUS and ATA security; attributes are read where the status does not decide. What the drive
-/// refuses, and a drive without SMART, is an error: its health is not known.
+/// refuses, and a drive without SMART, is an error: its health is not known. So is one whose status does not come, and
+/// that has no thresholds (10/33).
 Result<AtaHealth, ata::AtaError> readAtaHealth(ata::Drive& drive);
 
 /// Whether the drive, or a rule before any command, said no. Anything else is a transport error.

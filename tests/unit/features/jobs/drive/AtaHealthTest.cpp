@@ -66,6 +66,20 @@ TEST(AtaHealth, IsJudgedByAttributesWhereTheStatusDoesNotCome) {
                  "(Reallocated Sector Count).");
 }
 
+TEST(AtaHealth, IsNotKnownWithoutStatusAndThresholds) {
+    FakeSataDrive fake;
+    fake.expect(identifyAta().answers(identifyDevice()))
+        .expect(smart(0xDA).wantsRegisters().lacksRegisters(ata::RegistersMissing::NO_DESCRIPTOR))
+        .expect(smartPage(0xD0).answers(smartData(1)))
+        .expect(smartPage(0xD1).aborts());
+    ata::Drive drive(*fake.device());
+    const auto unknown = readAtaHealth(drive);
+    EXPECT_EQ(statusText(unknown),
+              "10/33 Failed to retrieve data from selected device. The SMART status cannot be read over this "
+              "connection. Drive S1 (/dev/sda) gives no thresholds of its attributes to judge it by.");
+    EXPECT_TRUE(isRefusal(unknown.error()));
+}
+
 TEST(AtaHealth, ADriveThatReturnsNonsenseIsNotCalledHealthyByIt) {
     FakeSataDrive fake;
     fake.expect(identifyAta().answers(identifyDevice()))
