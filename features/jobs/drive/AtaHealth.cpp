@@ -42,7 +42,7 @@ bool isRegisterMissing(const AtaError& error) {
 }
 
 /// Of a drive whose status did not come, or says nothing.
-Status judgeByAttributes(ata::Drive& drive, const std::string& why, AtaHealth& health) {
+Result<void, AtaError> judgeByAttributes(ata::Drive& drive, const std::string& why, AtaHealth& health) {
     TRY(const std::optional<std::string> failing, readFailingAttributes(drive));
     if (!failing) {
         return withDetails(statuses::deviceDataRetrievalFailed(),

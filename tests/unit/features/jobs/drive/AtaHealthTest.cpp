@@ -80,6 +80,18 @@ TEST(AtaHealth, IsNotKnownWithoutStatusAndThresholds) {
     EXPECT_TRUE(isRefusal(unknown.error()));
 }
 
+/// A refusal is one of the drive, whichever command it was for: more may be asked of the drive.
+TEST(AtaHealth, IsNotKnownWithoutStatusAndAttributes) {
+    FakeSataDrive fake;
+    fake.expect(identifyAta().answers(identifyDevice()))
+        .expect(smart(0xDA).wantsRegisters().lacksRegisters(ata::RegistersMissing::NO_DESCRIPTOR))
+        .expect(smartPage(0xD0).aborts());
+    ata::Drive drive(*fake.device());
+    const auto unknown = readAtaHealth(drive);
+    EXPECT_EQ(statusText(unknown).substr(0, 27), "0/10 SMART READ DATA failed");
+    EXPECT_TRUE(isRefusal(unknown.error()));
+}
+
 TEST(AtaHealth, ADriveThatReturnsNonsenseIsNotCalledHealthyByIt) {
     FakeSataDrive fake;
     fake.expect(identifyAta().answers(identifyDevice()))
