@@ -52,8 +52,10 @@ Result<Answer, AtaError> Drive::send(const AtaCommand& command, const Payload& t
     sent.onlySelectedDrive = command.onlySelectedDrive || isOnlySelected_;
     CommandResult answer;
     device_.sendCommand(sent, answer, toDrive);
+    // Not after a rule that forbids the command whichever drive it is.
+    const bool wasTried = answer.status.getCategory() != CATEGORY_FEATURE;
+    isOnlySelected_ = isOnlySelected_ || (command.needsSelectedDrive() && wasTried);
     RETURN_IF_FAILED(answer.status);
-    isOnlySelected_ = isOnlySelected_ || command.needsSelectedDrive();
     const auto* result = dynamic_cast<const AtaResult*>(answer.protocolResult.get());
     if (result == nullptr) return noData(command);
     if (!result->succeeded) return AtaError(failure(command, *result), *result);

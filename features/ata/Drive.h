@@ -27,8 +27,9 @@ struct Answer {
 /// A SATA drive as the jobs see it: the operations of the ATA standard over Device::sendCommand, and what was already
 /// asked of it. Nothing is asked before a caller needs it, and IDENTIFY DEVICE and the lists of logs at most once.
 ///
-/// Identity:  after a command for the selected drive alone (AtaCommand::needsSelectedDrive()) every other one is, too:
-///            what is read then shows what became of a change.
+/// Identity:  after a command for the selected drive alone (AtaCommand::needsSelectedDrive()), whether or not it came
+/// to
+///            the drive, every other one is, too: what is read then shows what became of a change.
 /// Ownership: the device must outlive it.
 /// Errors:    a transport error is reported by the transport's own status. A command that the drive failed is 0/10; its
 ///            message names command, drive, what ERROR and STATUS mean, and the registers, which the error holds. Less

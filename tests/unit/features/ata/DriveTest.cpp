@@ -137,36 +137,38 @@ public:
         const auto& sent = dynamic_cast<const AtaCommand&>(command);
         notes_->push_back((sent.needsSelectedDrive() ? "selected: " : "any: ") + sent.getName());
         CommandResult result;
-        if (isGone) result.status = Status(0, 70, "gone");
+        result.status = failure;
         result.protocolResult = std::make_unique<AtaResult>(Registers{0, 0x50, 0x40, 0, 0});
         if (sent.readsData()) result.inputPayload = DriveBytes(sent.dataLength).payload();
         return result;
     }
-    static inline bool isGone = false;
+    static inline Status failure;
 
 private:
     std::shared_ptr<Notes> notes_;
 };
 
 TEST(AtaDrive, AfterAChangeOnlyTheSelectedDriveIsAsked) {
-    const auto notes = std::make_shared<NotingPath::Notes>();
-    ostrel::core::Device device;
-    device.addCommandPath(NotingPath(notes));
-    device.addCommandSet(COMMAND_SET_ATA, "Noting");
-    Drive drive(device);
-    EXPECT_EQ(statusText(drive.identify()), SUCCESS);
-    EXPECT_EQ(statusText(drive.sanitizeState()), SUCCESS);
-    NotingPath::isGone = true;
-    EXPECT_EQ(statusText(drive.send(AtaCommand(commands::blockEraseExt))), "0/70 gone");
-    NotingPath::isGone = false;
-    EXPECT_EQ(statusText(drive.sanitizeState()), SUCCESS);
-    EXPECT_EQ(statusText(drive.send(AtaCommand(commands::blockEraseExt))), SUCCESS);
-    EXPECT_EQ(statusText(drive.sanitizeState()), SUCCESS);
-    EXPECT_EQ(statusText(drive.identifyAgain()), SUCCESS);
-    EXPECT_EQ(*notes,
-              (NotingPath::Notes{"any: IDENTIFY DEVICE", "any: SANITIZE STATUS EXT", "selected: BLOCK ERASE EXT",
-                                 "any: SANITIZE STATUS EXT", "selected: BLOCK ERASE EXT",
-                                 "selected: SANITIZE STATUS EXT", "selected: IDENTIFY DEVICE"}));
+    const Status success;
+    for (const Status& ended : {success, Status(0, 70, "gone"), Status(10, 34, "in an enclosure")}) {
+        SCOPED_TRACE(ended.getMessage());
+        const auto notes = std::make_shared<NotingPath::Notes>();
+        ostrel::core::Device device;
+        device.addCommandPath(NotingPath(notes));
+        device.addCommandSet(COMMAND_SET_ATA, "Noting");
+        Drive drive(device);
+        EXPECT_EQ(statusText(drive.identify()), SUCCESS);
+        EXPECT_EQ(statusText(drive.sanitizeState()), SUCCESS);
+        NotingPath::failure = ended;
+        EXPECT_EQ(statusText(drive.send(AtaCommand(commands::blockEraseExt))), statusText(ended));
+        NotingPath::failure = success;
+        EXPECT_EQ(statusText(drive.sanitizeState()), SUCCESS);
+        EXPECT_EQ(statusText(drive.identifyAgain()), SUCCESS);
+        const std::string after = ended.getCategory() == 10 ? "any: " : "selected: ";
+        EXPECT_EQ(*notes,
+                  (NotingPath::Notes{"any: IDENTIFY DEVICE", "any: SANITIZE STATUS EXT", "selected: BLOCK ERASE EXT",
+                                     after + "SANITIZE STATUS EXT", after + "IDENTIFY DEVICE"}));
+    }
 }
 
 TEST(AtaDrive, AsksForItsIdentityOnceUnlessItIsAskedAgain) {
