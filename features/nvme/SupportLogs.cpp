@@ -48,7 +48,10 @@ constexpr Word COMMON_IO_COMMANDS[] = {
     {OPC_RESERVATION_REGISTER, "Reservation Register"},
     {OPC_RESERVATION_REPORT, "Reservation Report"},
     {OPC_RESERVATION_ACQUIRE, "Reservation Acquire"},
+    {OPC_IO_MANAGEMENT_RECEIVE, "I/O Management Receive"},
     {OPC_RESERVATION_RELEASE, "Reservation Release"},
+    {OPC_CANCEL, "Cancel"},
+    {OPC_IO_MANAGEMENT_SEND, "I/O Management Send"},
     {},
 };
 

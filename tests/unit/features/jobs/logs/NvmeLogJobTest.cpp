@@ -201,12 +201,14 @@ TEST(NvmeLogJob, ACommandOfACommandSetWithoutNamesKeepsItsNumber) {
     withCommandSets(drive, 1).expect(
         lookAtLog(0x05, 4096)
             .dword(14, 0x01000000)
-            .answers(DriveBytes(4096).le32(1024, 1).le32(1024 + 4, 1).le32(1024 + 0xC0 * 4, 1)));
+            .answers(
+                DriveBytes(4096).le32(1024, 1).le32(1024 + 4, 1).le32(1024 + 0x12 * 4, 1).le32(1024 + 0xC0 * 4, 1)));
     NvmeLogJob job;
     EXPECT_EQ(JobRun(job, JOBTYPE_METHOD).with("LogId", "5").on({&drive}),
               EFFECTS_OF_NVM + R"(<Object name="Key Value Command Set">
 <Property description="Flush" name="I/O 0x00" value="supported"/>
 <Property name="I/O 0x01" value="supported"/>
+<Property description="I/O Management Receive" name="I/O 0x12" value="supported"/>
 <Property description="Vendor Specific" name="I/O 0xC0" value="supported"/>
 </Object>
 </Object>
