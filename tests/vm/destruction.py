@@ -230,7 +230,7 @@ class Destruction(VmTestCase):
 
     def test_a_controller_reset(self):
         path = self.controller["DULL"]
-        self.machine.shell(f"nvme set-feature -f 4 -v 0x150 {path}")
+        self.assertEqual(self.machine.shell(f"nvme set-feature -f 4 --value=0x150 {path}").status, 0)
         firmware = self.machine.shell(f"cat /sys/class/nvme/{path[5:]}/firmware_rev").stdout.strip()  # QEMU's version
         self.machine.nvme_commands()
         self.check("reset", "-velkossd", path, "-nvmecontroller", stdout=self.title_and(

@@ -288,7 +288,7 @@ class Agreement:
             theirs = self.must("nvme get-feature -f 4 /dev/nvme0")
             self.assertEqual(int(theirs.split("value:")[1].split()[0], 16), celsius + 273)
             self.assertEqual(self.only("-getfeature", "4")[1]["TempThreshold - Temperature Threshold"], f"{celsius} C")
-        self.must("nvme set-feature -f 4 -v 0x155 /dev/nvme0")
+        self.must("nvme set-feature -f 4 --value=0x155 /dev/nvme0")
         self.assertEqual(self.only("-getfeature", "4")[1]["TempThreshold - Temperature Threshold"],
                              f"{0x155 - 273} C")
 
