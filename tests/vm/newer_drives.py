@@ -4,14 +4,10 @@ field by field, and the bytes of those that it does not decode. docs/nvme-versio
 import json
 import unittest
 
-from data import CONTROLLER, NAMES, NAMESPACE, bare, descriptors, expected, fields
+from data import (CONTROLLER, ENDURANCE_LOG, NAMES, NAMESPACE, SINCE_NVME_21, SINCE_NVME_22, bare, descriptors,
+                  expected, fields)
 from simulated_drive import KERNEL, NODE, PREFERRED_SIZES, SIMULATED, SimulatedDriveTestCase
 
-# Fields of Identify Controller since NVMe 2.1, which newer versions of nvme-cli show of every drive.
-SINCE_NVME_21 = {"BPCAP", "CMMRTD", "CQT", "CRCAP", "HIRT", "KPIOC", "MAXMRTG", "MINMRTG", "MPTFAWR",
-                 "NMMRTD", "NSSL", "OAQD", "PLSI", "RHIRI", "TMPTHHA", "TRATTR"}
-# Those of NVMe 2.2 and later, which no simulated drive has.
-SINCE_NVME_22 = {"MCDQPC", "MCMR", "MCUDMQ", "MNSUDMQ", "NMCMR"}
 GROUP_LOGS = (0x09, 0x20, 0x21, 0x22, 0x23)
 
 
@@ -65,12 +61,8 @@ class Nvme21Drive(NewerDriveTestCase):
 
     def test_endurance_group(self):
         self.must("dd if=/dev/zero of=/dev/nvme0n1 bs=1M count=8 oflag=direct")
-        names = {"avl_spare": "AVSP", "avl_spare_threshold": "AVSPT", "percent_used": "PUSED", "endurance_estimate": "EE",
-                 "data_units_read": "DUR", "data_units_written": "DUW", "media_units_written": "MUW",
-                 "host_read_cmds": "HRC", "host_write_cmds": "HWC", "media_data_integrity_err": "MDIE",
-                 "num_err_info_log_entries": "NEIL"}
         ours = fields(self.page(0x09))
-        self.agree(self.theirs("nvme endurance-log -g 1 /dev/nvme0"), ours, names)
+        self.agree(self.theirs("nvme endurance-log -g 1 /dev/nvme0"), ours, ENDURANCE_LOG)
         self.assertEqual(self.theirs("nvme list-endgrp /dev/nvme0"), {"num_endgrp_id": 1, "endgrp_list": [{"endgrp_id": 1}]})
         self.assertEqual(self.theirs("nvme endurance-event-agg-log -e 64 /dev/nvme0")["num_entries_avail"], 0)
         self.assertEqual(self.page(0x0F)["Entries"], 0)

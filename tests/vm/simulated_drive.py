@@ -10,7 +10,7 @@ import time
 import unittest
 import zlib
 
-from data import CONTROLLER, NAMESPACE, SMART_LOG, descriptors, expected, fields
+from data import CONTROLLER, NAMESPACE, SMART_LOG, descriptors, expected, fields, of_older_drive
 from machine import Machine
 from witness import VmTestCase, strict_json
 
@@ -159,7 +159,7 @@ class Agreement:
         self.assertEqual(drives[0], drives[1])
 
     def test_11_identify_controller(self):
-        theirs = self.theirs("nvme id-ctrl /dev/nvme0")
+        theirs = of_older_drive(self.theirs("nvme id-ctrl /dev/nvme0"))
         found = []
         for index in (KERNEL, SIMULATED):
             _, stdout, _ = self.nimbrel(index, "show -o json", "-identify")
@@ -174,7 +174,7 @@ class Agreement:
                          (516, 1, 0, 0x340001, 10))
 
     def test_12_identify_namespace(self):
-        theirs = self.theirs("nvme id-ns -n 1 /dev/nvme0")
+        theirs = of_older_drive(self.theirs("nvme id-ns -n 1 /dev/nvme0"))
         del theirs["nulbaf"]
         heading, ours = self.only("-identify", "-namespace", "1")
         self.assertEqual(heading, f"Identify Namespace 1 {SERIAL}")
