@@ -541,6 +541,18 @@ class DriveData(DriveDataTestCase):
             self.assertEqual(int(self.value_of(11), 16), mask, setting)
         self.assertEqual(self.machine.run("nimbrel", "reset", "-velkossd", "S3", "-nvmecontroller").status, 0)
         self.assertEqual(int(self.value_of(11), 16), 0x100, "the driver has set it again, as the messages say")
+        if self.machine.shell("uname -r").stdout.startswith("5.10."):
+            self.forget_doorbells(self.other)
+
+    def forget_doorbells(self, path):
+        """Linux 5.10 keeps the last values of the doorbells that it shares with an emulated controller in memory
+        (Doorbell Buffer Config) over a controller reset. It takes the new queue for one that the controller is still
+        at work on and does not ring: the next command to a namespace never ends, after `nvme reset` either. Linux 6.1
+        rings. A driver that is bound to the controller again has new ones."""
+        self.assertEqual(self.machine.shell(
+            f"set -e; address=$(basename $(readlink -f /sys/class/nvme/{path[5:]}/device)); "
+            "cd /sys/bus/pci/drivers/nvme; echo $address > unbind; echo $address > bind").status, 0)
+        self.machine.await_drives()
 
     def value_of(self, fid):
         return self.machine.shell(f"nvme get-feature -f {fid} {self.other}").stdout.split("value:")[1].strip()

@@ -175,13 +175,13 @@ class Machine:
             self.qmp("qmp_capabilities")
             self.run("true", timeout=BOOT_SECONDS)
             self.run("true", port=1, timeout=BOOT_SECONDS)
-            self._await_drives()
+            self.await_drives()
         except (TimeoutError, ConnectionError) as error:
             self.process.kill()
             said = self.process.stdout.read().decode() + self.console()
             raise RuntimeError("the machine did not come up:\n" + said) from error
 
-    def _await_drives(self):
+    def await_drives(self):
         """The driver looks for namespaces after it has let the system go on: returns when all of them are there."""
         attached = [(c, n) for c in self.controllers for n in c.namespaces if not n.detached]
         paths = sum(sum(other.serial == c.serial for other in self.controllers) if n.shared else 1 for c, n in attached)

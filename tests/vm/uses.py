@@ -201,7 +201,7 @@ class WithoutMultipath(UsesTestCase):
         cls.machine = Machine(cls.controllers, kernel_options="nvme_core.multipath=N")
         cls.addClassCleanup(cls.machine.stop)
         destruction.make_file_system(cls.machine.image("one"))
-        cls.machine._await_drives = lambda: None  # it counts on multipath
+        cls.machine.await_drives = lambda: None  # it counts on multipath
         cls.machine.start()
         cls.shell("until [ -e /dev/nvme0n1 -a -e /dev/nvme1n1 ]; do sleep 0.1; done")
 
