@@ -379,16 +379,6 @@ class DriveData(DriveDataTestCase):
         """QEMU 10 lets Write Atomicity Normal be set, QEMU 7.2 does not."""
         return bool(self.theirs_of_feature(fid, select=3) & 4)
 
-    def refusal_of_linux(self, path, setting):
-        """What the tool says of a feature that this version of Linux lets no program set; none when it does. Debian's
-        6.12.117 refuses Number of Queues and Host Behavior Support, 6.12.107 does not. `setting`: as nvme-cli has it,
-        what is set already or what the drive refuses."""
-        run = self.machine.shell(f"nvme set-feature {setting} {path}")
-        if run.stderr != "set-feature: Permission denied\n":
-            return None
-        return (f"Requires admin privileges. No permission for {path}: it needs the root user or CAP_SYS_ADMIN (errno "
-                "13: Permission denied). Newer versions of Linux let no program set some features.")
-
     def decoded(self, fid, value):
         """The fields of a feature, by the standard's tables."""
         part = lambda low, high: value >> low & (1 << high - low + 1) - 1

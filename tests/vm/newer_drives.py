@@ -114,15 +114,23 @@ class Nvme21Drive(NewerDriveTestCase):
             with self.subTest(log=f"0x{lid:02X}"):
                 self.check_bytes(lid, "--lsi=1" if lid in GROUP_LOGS else "")
 
+    def refusal_of_host_behavior(self):
+        self.must("nvme get-feature -f 22 -b /dev/nvme0 | head -c 512 > /tmp/behavior")
+        return self.refusal_of_linux("/dev/nvme0", "-f 22 -l 512 -d /tmp/behavior")
+
     def test_data_area_4(self):
         """This drive reports that Set Features changes the controller's capabilities: Linux 6.1 sets Host Behavior
-        Support after each one, and takes data area 4 away. Linux 6.12 does not."""
+        Support after each one, and takes data area 4 away. Linux 6.12 does not, but a later version of it lets no
+        program set that feature."""
         status, stdout, _ = self.nimbrel(KERNEL, "dump -destination /tmp/none", "-telemetrylog", "-dataarea", "4")
         self.act(SIMULATED, "dump -destination /tmp/area4", "-telemetrylog", "-dataarea", "4")
         ours = self.machine.read("/tmp/area4")
         if self.machine.shell("uname -r").stdout.startswith("6.1."):
             self.assertEqual(status, 3, stdout)
             self.assertIn("does not keep Extended Telemetry Data Area 4 Supported", stdout)
+            self.assertNotEqual(self.machine.shell("test -e /tmp/none").status, 0, "nothing was written")
+        elif refusal := self.refusal_of_host_behavior():
+            self.assertEqual((status, stdout), (3, f"Error: {refusal}\n"))
             self.assertNotEqual(self.machine.shell("test -e /tmp/none").status, 0, "nothing was written")
         else:
             self.assertEqual(status, 0, stdout)

@@ -128,6 +128,16 @@ class VmTestCase(unittest.TestCase):
         run = self.machine.run("nimbrel", *arguments)
         self.assertEqual((run.stdout, run.stderr, run.status), (stdout, stderr, status), arguments)
 
+    def refusal_of_linux(self, path, setting):
+        """What the tool says of a feature that this version of Linux lets no program set; none when it does. Debian's
+        6.12.117 refuses Number of Queues and Host Behavior Support, 6.12.107 does not. `setting`: as nvme-cli has it,
+        what is set already or what the drive refuses."""
+        run = self.machine.shell(f"nvme set-feature {setting} {path}")
+        if run.stderr != "set-feature: Permission denied\n":
+            return None
+        return (f"Requires admin privileges. No permission for {path}: it needs the root user or CAP_SYS_ADMIN (errno "
+                "13: Permission denied). Newer versions of Linux let no program set some features.")
+
     def drives(self, *arguments):
         """What a successful show prints: headings and properties, in their order."""
         return list(self.show(*arguments).items())

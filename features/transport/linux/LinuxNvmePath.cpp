@@ -62,8 +62,9 @@ bool maySendAgain(const NvmeCommand& command) {
     return command.queue == nvme::Queue::ADMIN && !command.changesDrive();
 }
 
-/// EINVAL: the system takes less at a time than the command carries; nothing was sent. EACCES is also what
-/// Linux 6.12 answers where a program, the root user's too, sets Number of Queues or Host Behavior Support.
+/// EINVAL: the system takes less at a time than the command carries; nothing was sent. EACCES is also what newer
+/// versions of Linux answer where a program, the root user's too, sets Number of Queues or Host Behavior Support:
+/// Debian's 6.12.117 does, 6.12.107 does not.
 Status commandStatus(int error, const NvmeCommand& command, const std::string& node) {
     Status status =
         hostStatus(error, node, error == EINVAL ? statuses::invalidTransferSize : statuses::completionUnavailable);
