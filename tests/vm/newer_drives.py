@@ -329,6 +329,8 @@ class Ocp26Drive(Ocp26DriveTestCase):
     def test_telemetry_that_newer_plugins_decode(self):
         if not self.has_command("error-recovery-log"):
             self.skipTest("this nvme-cli does not decode it: that of Debian 13 does")
+        # Each refusal has an entry in the log of errors; tests before this one had commands refused.
+        refused = self.theirs("nvme smart-log /dev/nvme0")["num_err_log_entries"]
         self.must("cd /tmp && nvme ocp internal-log /dev/nvme0 -t host -f json -a 1 -o /tmp/decoded")
         log = json.loads(self.machine.read("/tmp/decoded"))
         head = log["Log Page Header"]
@@ -341,7 +343,7 @@ class Ocp26Drive(Ocp26DriveTestCase):
                          {"0x4": ("Active Namespaces", "0x1", "01000000"),
                           "0xb": ("Current NVMe Power State", "0x1", "00000000"),
                           "0xc": ("Current DSSD Power State", "0x1", "19000000"),
-                          "0x8001": ("Commands refused", "0x1", "00000000")})
+                          "0x8001": ("Commands refused", "0x1", int(refused).to_bytes(4, "little").hex())})
         (name, events), = log["Data Area 1 Event FIFO info"].items()
         self.assertEqual((name, events[0]["Debug Event Class type"]), ("EVENT FIFO 1 - Host and resets", "0x1"))
 
