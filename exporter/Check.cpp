@@ -80,16 +80,14 @@ std::optional<Range> rangeOf(const QuantityRow& row, const Thresholds& threshold
 
 /// A text that cannot end the line or begin the performance data.
 std::string plain(std::string text) {
-    std::replace_if(
-        text.begin(), text.end(), [](unsigned char c) { return c < ' ' || c == 0x7F || c == '|'; }, ' ');
+    std::replace_if(text.begin(), text.end(), [](unsigned char c) { return c < ' ' || c == 0x7F || c == '|'; }, ' ');
     return text;
 }
 
 /// One that stays within the quotes of a label.
 std::string label(const std::string& text) {
     std::string clean = plain(text);
-    std::replace_if(
-        clean.begin(), clean.end(), [](char c) { return c == '\'' || c == '='; }, ' ');
+    std::replace_if(clean.begin(), clean.end(), [](char c) { return c == '\'' || c == '='; }, ' ');
     return clean;
 }
 

@@ -109,8 +109,7 @@ void addRows(const Answers& answers, DriveReading& reading) {
 
 /// The line for an error, as the library's words may be several.
 std::string onOneLine(std::string text) {
-    std::replace_if(
-        text.begin(), text.end(), [](unsigned char c) { return c < ' ' || c == 0x7F; }, ' ');
+    std::replace_if(text.begin(), text.end(), [](unsigned char c) { return c < ' ' || c == 0x7F; }, ' ');
     return text;
 }
 

@@ -71,7 +71,7 @@ std::string PrivateFolder::touch(const std::string& name, std::time_t when) cons
 }
 
 std::optional<std::time_t> PrivateFolder::touchedAt(const std::string& name) const {
-    struct stat status {};
+    struct stat status{};
     if (::fstatat(folder_.get(), name.c_str(), &status, AT_SYMLINK_NOFOLLOW) != 0) return std::nullopt;
     return status.st_mtime;
 }

@@ -34,13 +34,13 @@ const ScratchFolder& scratch() {
 }
 
 Description describe(FuzzInput& input) {
-    constexpr bool Description::*SWITCHES[] = {&Description::supportsFormat,
-                                               &Description::supportsNamespaceManagement,
-                                               &Description::supportsSanitize,
-                                               &Description::supportsSelfTest,
-                                               &Description::supportsFirmwareUpdate,
-                                               &Description::supportsTelemetry,
-                                               &Description::supportsPersistentEventLog};
+    constexpr bool Description::* SWITCHES[] = {&Description::supportsFormat,
+                                                &Description::supportsNamespaceManagement,
+                                                &Description::supportsSanitize,
+                                                &Description::supportsSelfTest,
+                                                &Description::supportsFirmwareUpdate,
+                                                &Description::supportsTelemetry,
+                                                &Description::supportsPersistentEventLog};
     constexpr uint32_t NAMESPACES[] = {16, 1, 2, 1024};
     // The newest twice and more, since they have the most.
     constexpr ModelId MODELS[] = {ModelId::VELKO,    ModelId::OCP,     ModelId::NVME_2_1, ModelId::OCP_2_6,
@@ -65,7 +65,7 @@ Description describe(FuzzInput& input) {
 /// Most commands are some that the drive knows: any opcode would hardly ever be one.
 SubmissionEntry takeCommand(FuzzInput& input) {
     constexpr uint32_t NAMESPACES[] = {0, 1, 2, 3, 17, 1024, 0xFFFFFFFE, NSID_ALL};
-    constexpr uint32_t SubmissionEntry::*DWORDS[] = {
+    constexpr uint32_t SubmissionEntry::* DWORDS[] = {
         &SubmissionEntry::cdw10, &SubmissionEntry::cdw11, &SubmissionEntry::cdw12, &SubmissionEntry::cdw13,
         &SubmissionEntry::cdw14, &SubmissionEntry::cdw15, &SubmissionEntry::cdw2,  &SubmissionEntry::cdw3};
     const Rows<CommandRow> rows = allCommands();

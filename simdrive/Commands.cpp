@@ -84,7 +84,7 @@ Result<std::string> newSerial(const CreateOptions& options, uint64_t number, std
 Status checkFiles(const FileDescriptor& folder, const std::string& path) {
     TRY(const std::vector<std::string> names, listOwnFolder(folder.get(), path));
     for (const std::string& name : names) {
-        struct stat info {};
+        struct stat info{};
         const bool isRegular =
             ::fstatat(folder.get(), name.c_str(), &info, AT_SYMLINK_NOFOLLOW) == 0 && S_ISREG(info.st_mode);
         if (!isRegular || !isDriveFile(name)) {
@@ -99,7 +99,7 @@ Status checkFiles(const FileDescriptor& folder, const std::string& path) {
 /// Makes no lock file, which would be left where the removal fails: closed when there is none. The store's lock is
 /// held: no `serve` begins now.
 Result<FileDescriptor> lockIfServed(const FileDescriptor& folder, const std::string& path) {
-    struct stat info {};
+    struct stat info{};
     if (::fstatat(folder.get(), FILE_SERVED, &info, AT_SYMLINK_NOFOLLOW) == 0) return lockServed(folder, path);
     if (errno != ENOENT) return fileStatus(errno, path + "/" + FILE_SERVED);
     return FileDescriptor();
@@ -199,7 +199,7 @@ Result<CreateOptions> withCapture(const CreateOptions& options) {
 Result<std::string> findDrive(const DriveStore& store, const std::string& name) {
     if (!DriveStore::isName(name)) return refused(EINVAL, "\"" + name + "\" is not a valid name of a simulated drive.");
     std::string path = store.pathOf(name);
-    struct stat info {};
+    struct stat info{};
     const bool isFolder = ::lstat(path.c_str(), &info) == 0 && S_ISDIR(info.st_mode);
     const bool isDrive =
         isFolder && ::lstat((path + "/" + FILE_DESCRIPTION).c_str(), &info) == 0 && S_ISREG(info.st_mode);

@@ -18,7 +18,7 @@ namespace {
 
 struct DwordRow {
     const char* name;
-    uint32_t NvmeCommand::*field;
+    uint32_t NvmeCommand::* field;
 };
 constexpr DwordRow DWORDS[] = {
     {"NSID", &NvmeCommand::nsid},   {"CDW2", &NvmeCommand::cdw2},   {"CDW3", &NvmeCommand::cdw3},

@@ -35,7 +35,7 @@ Status cannotLock(int error, const std::string& path) {
 
 /// Only this user can have made what is here, and only this user can change it.
 Status checkOwner(const FileDescriptor& opened, mode_t type, const std::string& path) {
-    struct stat info {};
+    struct stat info{};
     if (::fstat(opened.get(), &info) != 0) return cannotLock(errno, path);
     if ((info.st_mode & S_IFMT) != type) return cannotLock(path, "it is not of the expected type");
     if (info.st_uid != ::geteuid() || (info.st_mode & (S_IWGRP | S_IWOTH)) != 0)

@@ -111,7 +111,7 @@ int ReplacementFile::freeBytes(uint64_t& bytes) const {
 int ReplacementFile::adoptOldFile() {
     OSTREL_TRACE();
     if (oldFile() == nullptr) return 0;
-    struct stat own {};
+    struct stat own{};
     if (fstat(file_.get(), &own) != 0) return errno;
     // Not to the owner that it has: a user whose namespace has no number for them cannot name it.
     const bool isOwn = own.st_uid == oldFile_.st_uid && own.st_gid == oldFile_.st_gid;

@@ -16,7 +16,7 @@ bool isHarmless(int number) {
     for (const int harmless : {SIGCHLD, SIGCONT, SIGURG, SIGWINCH, SIGTSTP, SIGTTIN, SIGTTOU}) {
         if (number == harmless) return true;
     }
-    struct sigaction action {};
+    struct sigaction action{};
     return sigaction(number, nullptr, &action) != 0 || action.sa_handler == SIG_IGN;
 }
 

@@ -56,7 +56,7 @@ sigset_t endingSignals() {
     sigemptyset(&ending);
     pthread_sigmask(SIG_BLOCK, nullptr, &blocked);
     for (const auto& row : WATCHED) {
-        struct sigaction action {};
+        struct sigaction action{};
         const bool isDefault = sigaction(row.number, nullptr, &action) == 0 && action.sa_handler == SIG_DFL;
         if (isDefault && sigismember(&blocked, row.number) == 0) sigaddset(&ending, row.number);
     }
@@ -75,7 +75,7 @@ SignalWatch::SignalWatch(const std::string& words)
     : words_(words), watched_(endingSignals()), previousMask_(), previousEnd_(), owner_(pthread_self()) {
     OSTREL_TRACE();
     pthread_sigmask(SIG_BLOCK, &watched_, &previousMask_);
-    struct sigaction end {};
+    struct sigaction end{};
     end.sa_handler = endProcess;
     sigfillset(&end.sa_mask);
     sigaction(endSignal(), &end, &previousEnd_);

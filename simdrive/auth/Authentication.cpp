@@ -88,10 +88,10 @@ void Authentication::fail(uint8_t explanation) {
 }
 
 bool Authentication::take(const Bytes& message) {
-    void (Authentication::*const next)(const Bytes&) = state_ == State::NEGOTIATE   ? &Authentication::takeNegotiation
-                                                       : state_ == State::REPLY     ? &Authentication::takeReply
-                                                       : state_ == State::SUCCESS_2 ? &Authentication::takeSuccess
-                                                                                    : nullptr;
+    void (Authentication::* const next)(const Bytes&) = state_ == State::NEGOTIATE   ? &Authentication::takeNegotiation
+                                                        : state_ == State::REPLY     ? &Authentication::takeReply
+                                                        : state_ == State::SUCCESS_2 ? &Authentication::takeSuccess
+                                                                                     : nullptr;
     if (next == nullptr) return false;
     try {
         (this->*next)(message);

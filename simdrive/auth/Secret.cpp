@@ -57,7 +57,7 @@ uint32_t crc32(const Bytes& bytes, size_t size) {
 }
 
 Status checkFile(int file, const std::string& path) {
-    struct stat info {};
+    struct stat info{};
     if (::fstat(file, &info) != 0) return unreadable(errno, path);
     if (!S_ISREG(info.st_mode)) return ofPath(EINVAL, path, "is not a regular file.");
     if (ostrel::core::isOfOtherUser(info)) return ofPath(EPERM, path, "belongs to another user.");

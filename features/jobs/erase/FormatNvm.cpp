@@ -68,7 +68,7 @@ constexpr RefusalRow REFUSALS[] = {
 
 constexpr struct {
     SettableProperty property;
-    std::optional<uint8_t> FormatRequest::*field;
+    std::optional<uint8_t> FormatRequest::* field;
 } FIELDS[] = {
     {{attributes::feature::lbaFormat, 0, NamespaceProperties::MAX_FORMATS - 1, statuses::invalidLbaFormat},
      &FormatRequest::lbaFormat},

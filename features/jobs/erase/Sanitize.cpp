@@ -139,7 +139,7 @@ Result<uint32_t> readPattern(const Arguments& arguments) {
 Status readFlags(const Arguments& arguments, SanitizeRequest& request) {
     const struct {
         Attribute (*attribute)();
-        bool SanitizeRequest::*field;
+        bool SanitizeRequest::* field;
     } FLAGS[] = {
         {attributes::feature::allowUnrestrictedExit, &SanitizeRequest::unrestrictedExit},
         {attributes::feature::noDeallocateAfterSanitize, &SanitizeRequest::noDeallocate},

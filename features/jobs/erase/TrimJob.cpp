@@ -98,7 +98,7 @@ Status TrimJob::checkRequest(const Arguments& arguments) {
     const struct {
         Attribute (*attribute)();
         uint64_t least;
-        uint64_t TrimJob::*field;
+        uint64_t TrimJob::* field;
     } NUMBERS[] = {{attributes::feature::startLBA, 0, &TrimJob::startLba_},
                    {attributes::feature::count, 1, &TrimJob::count_}};
     for (const auto& row : NUMBERS) {

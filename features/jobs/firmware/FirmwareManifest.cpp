@@ -23,14 +23,14 @@ bool isPrintable(const std::string& text, size_t most) {
            std::all_of(text.begin(), text.end(), [](char c) { return c >= 0x20 && c <= 0x7E; });
 }
 
-template <std::string FirmwareManifest::*FIELD, bool (*IS_VALID)(const std::string&)>
+template <std::string FirmwareManifest::* FIELD, bool (*IS_VALID)(const std::string&)>
 bool takeText(const JsonValue& value, FirmwareManifest& manifest) {
     if (value.kind != JsonValue::Kind::TEXT || !IS_VALID(value.texts[0])) return false;
     manifest.*FIELD = value.texts[0];
     return true;
 }
 
-template <std::vector<std::string> FirmwareManifest::*FIELD>
+template <std::vector<std::string> FirmwareManifest::* FIELD>
 bool takePatterns(const JsonValue& value, FirmwareManifest& manifest) {
     if (value.kind != JsonValue::Kind::LIST || value.texts.empty() || value.texts.size() > MAX_PATTERNS) return false;
     manifest.*FIELD = value.texts;

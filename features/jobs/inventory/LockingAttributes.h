@@ -46,7 +46,7 @@ ListedText tcgFeatures(Facts& facts) {
     const nvme::Level0Discovery* const locking = facts.locking();
     return locking == nullptr ? ListedText() : locking->featureText();
 }
-template <typename Facts, bool nvme::Level0Discovery::*FLAG>
+template <typename Facts, bool nvme::Level0Discovery::* FLAG>
 ListedText tcgFlag(Facts& facts) {
     const nvme::Level0Discovery* const locking = facts.locking();
     return locking == nullptr ? ListedText() : ostrel::core::boolToText(locking->*FLAG);

@@ -58,7 +58,7 @@ Text found(ListedDrive& facts) {
 }
 
 // A number or bit of Identify Controller.
-template <typename Field, Field nvme::ControllerCapabilities::*FIELD>
+template <typename Field, Field nvme::ControllerCapabilities::* FIELD>
 Text controllerNumber(ListedDrive& facts) {
     const auto* controller = facts.controller();
     return controller == nullptr ? Text() : std::to_string(controller->*FIELD);
@@ -68,7 +68,7 @@ Text controllerTest(ListedDrive& facts) {
     const auto* controller = facts.controller();
     return controller == nullptr ? Text() : boolToText((controller->*TEST)());
 }
-template <typename Field, Field nvme::ControllerCapabilities::*FIELD, unsigned BIT>
+template <typename Field, Field nvme::ControllerCapabilities::* FIELD, unsigned BIT>
 Text controllerBit(ListedDrive& facts) {
     const auto* controller = facts.controller();
     return controller == nullptr ? Text() : boolToText(nvme::bit(controller->*FIELD, BIT));
@@ -139,7 +139,7 @@ Text numberOfLbaFormats(ListedDrive& facts) {
     return properties == nullptr ? Text() : std::to_string(properties->numberOfFormats - 1);
 }
 
-template <typename Field, Field nvme::NamespaceProperties::*FIELD>
+template <typename Field, Field nvme::NamespaceProperties::* FIELD>
 Text namespaceNumber(ListedDrive& facts) {
     const auto* properties = facts.namespaceProperties();
     return properties == nullptr ? Text() : std::to_string(properties->*FIELD);
@@ -225,7 +225,7 @@ Text pelSizeMax(ListedDrive& facts) {
 }
 
 /// Where the controller sits: absent where the host does not know.
-template <std::string transport::HostLocation::*PART>
+template <std::string transport::HostLocation::* PART>
 Text located(ListedDrive& facts) {
     const transport::HostLocation* location = facts.location();
     return location == nullptr || (location->*PART).empty() ? Text() : location->*PART;

@@ -47,8 +47,7 @@ std::string timeText(uint64_t milliseconds) {
 }
 
 std::string visible(std::string text) {
-    std::replace_if(
-        text.begin(), text.end(), [](char c) { return c < 0x20 || c > 0x7E; }, '?');
+    std::replace_if(text.begin(), text.end(), [](char c) { return c < 0x20 || c > 0x7E; }, '?');
     return text;
 }
 

@@ -12,7 +12,7 @@ struct CommandRow {
     bool isAdmin;
     uint8_t opcode;
     CompletionEntry (*run)(CommandContext& context);
-    bool Description::*isSupported;    ///< null: always
+    bool Description::* isSupported;   ///< null: always
     bool (*isOfModel)(ModelId model);  ///< null: of all
     bool usesNsid;                     ///< otherwise the field must be 0
     bool mayRunDuringSanitize;

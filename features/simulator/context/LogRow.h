@@ -20,7 +20,7 @@ struct LogRequest {
 /// follows.
 struct LogRow {
     uint8_t lid;
-    bool Description::*isSupported;    ///< null: always
+    bool Description::* isSupported;   ///< null: always
     bool (*isOfModel)(ModelId model);  ///< null: of all
     uint8_t definedLsp;                ///< bits of the Log Specific Field that the page defines
     /// Fills the whole page; what was asked of it is cut out. What it changes in the state is saved.

@@ -69,7 +69,7 @@ std::optional<std::vector<uint8_t>> Snapshot::read() const {
     if (!known) return std::nullopt;
     const FileDescriptor file(::openat(context_.folder.descriptor(), fileName(known->slot).c_str(),
                                        O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
-    struct stat info {};
+    struct stat info{};
     // The size is checked first, before memory is taken for it; a sparse file has any size.
     if (known->bytes > MAX_BYTES || !file.isOpen() || ::fstat(file.get(), &info) != 0 ||
         static_cast<uint64_t>(info.st_size) != known->bytes) {

@@ -24,7 +24,7 @@ ata::Registers disableApm(SataContext& context) {
     return completed();
 }
 
-template <bool SataState::*Setting, bool Value>
+template <bool SataState::* Setting, bool Value>
 ata::Registers set(SataContext& context) {
     context.state.*Setting = Value;
     return completed();

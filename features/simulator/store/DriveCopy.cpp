@@ -54,7 +54,7 @@ int copyBytes(int from, int to, off_t first, off_t end) {
 
 /// 0 or errno.
 int copyContents(int from, int to) {
-    struct stat info {};
+    struct stat info{};
     if (::fstat(from, &info) != 0 || ::ftruncate(to, info.st_size) != 0) return errno;
     for (off_t end = 0; end < info.st_size;) {
         const off_t first = ::lseek(from, end, SEEK_DATA);

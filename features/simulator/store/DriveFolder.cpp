@@ -186,8 +186,8 @@ Status DriveFolder::openFiles() {
 }
 
 Result<bool> DriveFolder::isCurrent() const {
-    struct stat folder {};
-    struct stat lock {};
+    struct stat folder{};
+    struct stat lock{};
     const bool areThere = ::lstat(path_.c_str(), &folder) == 0 &&
                           ::fstatat(handles_.folder.get(), FILE_LOCK, &lock, AT_SYMLINK_NOFOLLOW) == 0;
     if (!areThere && errno != ENOENT) return fileStatus(errno, path_);

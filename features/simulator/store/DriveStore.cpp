@@ -97,7 +97,7 @@ private:
 };
 
 Status isDrive(const std::string& path) {
-    struct stat info {};
+    struct stat info{};
     if (::lstat(path.c_str(), &info) != 0) return fileStatus(errno, path);
     return S_ISDIR(info.st_mode) ? Status() : fileStatus(ENOTDIR, path);
 }

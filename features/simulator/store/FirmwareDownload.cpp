@@ -35,7 +35,7 @@ size_t wholeBytes(const std::vector<uint8_t>& file) {
 }
 
 Result<std::vector<uint8_t>> readFile(int file, const std::string& path) {
-    struct stat info {};
+    struct stat info{};
     if (::fstat(file, &info) != 0) return fileStatus(errno, path);
     if (!S_ISREG(info.st_mode) || info.st_size > MAX_FILE_BYTES) return fileStatus(EFBIG, path);
     std::vector<uint8_t> bytes(static_cast<size_t>(info.st_size));

@@ -16,7 +16,7 @@ namespace features::simulator {
 /// The open files of a simulated drive's folder.
 struct DriveHandles {
     ostrel::core::FileDescriptor folder;
-    struct stat folderInfo {};  ///< as it was opened
+    struct stat folderInfo{};  ///< as it was opened
     OwnFile lock;
     OwnFile description;
     OwnFile state;

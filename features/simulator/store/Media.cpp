@@ -53,7 +53,7 @@ int writeZeros(int file, uint64_t offset, uint64_t size) {
 
 /// The file does not grow: what lies after its end is zero anyhow.
 int punch(int file, uint64_t offset, uint64_t size) {
-    struct stat info {};
+    struct stat info{};
     if (::fstat(file, &info) != 0) return errno;
     const auto end = static_cast<uint64_t>(info.st_size);
     if (offset >= end || size == 0) return 0;
@@ -78,7 +78,7 @@ Media::Layout Media::layoutOf(const NamespaceState& part) const {
 Media::Opened Media::open(uint32_t nsid, bool create) {
     const std::string name = DriveFolder::mediaName(nsid, folder_.state.namespaces.at(nsid).mediaGeneration);
     const auto known = files_.find(name);
-    struct stat info {};
+    struct stat info{};
     // A file without a name is of a drive that was removed, and made again since.
     const bool isThere = known != files_.end() && ::fstat(known->second.get(), &info) == 0 && info.st_nlink != 0;
     if (isThere) return {known->second.get(), 0};
@@ -158,7 +158,7 @@ int Media::deallocate(const BlockRange& range) {
 uint64_t Media::blocksInUse(uint32_t nsid) {
     const NamespaceState& part = folder_.state.namespaces.at(nsid);
     const std::string name = DriveFolder::mediaName(nsid, part.mediaGeneration);
-    struct stat info {};
+    struct stat info{};
     if (::fstatat(folder_.descriptor(), name.c_str(), &info, AT_SYMLINK_NOFOLLOW) != 0) return 0;
     const uint64_t bytes = static_cast<uint64_t>(info.st_blocks) * STAT_BLOCK_BYTES;
     return std::min(part.capacity, bytes / layoutOf(part).dataBytes);

@@ -47,7 +47,7 @@ Status fileStatus(int error, const std::string& path) {
 
 Result<FileDescriptor> openOwnFolder(const std::string& path, FolderMode mode) {
     FileDescriptor opened(::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
-    struct stat info {};
+    struct stat info{};
     if (!opened.isOpen() || ::fstat(opened.get(), &info) != 0) return fileStatus(errno, path);
     RETURN_IF_FAILED(checkOwnFolder(opened.get(), info, path, mode));
     return opened;
@@ -84,7 +84,7 @@ bool isSameFile(const struct stat& left, const struct stat& right) {
 }
 
 bool OwnFile::isNamed(int folder, const char* name) const {
-    struct stat named {};
+    struct stat named{};
     return descriptor.isOpen() && ::fstatat(folder, name, &named, AT_SYMLINK_NOFOLLOW) == 0 && isSameFile(named, info);
 }
 

@@ -36,7 +36,7 @@ bool isSameFile(const struct stat& left, const struct stat& right);
 /// A regular file that is open.
 struct OwnFile {
     ostrel::core::FileDescriptor descriptor;
-    struct stat info {};  ///< as it was opened
+    struct stat info{};  ///< as it was opened
 
     /// Whether the file that has this name in the folder now is the same one.
     bool isNamed(int folder, const char* name) const;

@@ -46,7 +46,7 @@ std::optional<dev_t> toDeviceNumber(const std::string& text) {
 
 /// ENOENT also means that the node is another device.
 FileDescriptor BlockOpener::openNode(const std::string& node, dev_t number, int flags, int& error) const {
-    struct stat status {};
+    struct stat status{};
     if (paths_.kernel->stat(node, status) < 0) {
         error = errno;
         return {};

@@ -252,7 +252,7 @@ std::vector<PartitionInfo> BlockUses::partitionsOf(const std::string& block) con
         if (!mounts.empty()) {
             info.fileSystem = mounts.front()->type;
             info.mountPoint = mounts.front()->point;
-            struct statvfs numbers {};
+            struct statvfs numbers{};
             if (::statvfs(info.mountPoint.c_str(), &numbers) == 0) {
                 info.freeBytes = uint64_t{numbers.f_bavail} * numbers.f_frsize;
             }

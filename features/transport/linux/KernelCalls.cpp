@@ -19,12 +19,12 @@ int KernelCalls::ioctl(int descriptor, unsigned long request, void* argument) {
 }
 
 long KernelCalls::fileSystemType(const std::string& path) {
-    struct statfs info {};
+    struct statfs info{};
     return ::statfs(path.c_str(), &info) == 0 ? static_cast<long>(info.f_type) : -1;
 }
 
 bool KernelCalls::isCharacterDevice(const std::string& path) {
-    struct stat info {};
+    struct stat info{};
     return ::lstat(path.c_str(), &info) == 0 && S_ISCHR(info.st_mode);
 }
 

@@ -17,7 +17,7 @@ std::string targetFolder(const ClaimSearch& search, const char* module, const ch
     LookErrors& errors = search.errors;
     const std::string folder = search.paths.sys + CONFIGFS + "/" + target;
     if (!listFolder(folder, errors).empty()) return folder;
-    struct stat status {};
+    struct stat status{};
     const std::string loaded = search.paths.sys + "/module/" + module;
     if (search.paths.kernel->stat(loaded, status) == 0) {
         errors.add(folder, ENOENT, std::string(module) + " is loaded, but configfs is not mounted there");
@@ -40,7 +40,7 @@ void addExport(const ClaimSearch& search, const std::string& path, const std::st
         const auto line = readLine(search.paths.sys + "/class/block" + path.substr(slash) + "/dev", search.errors);
         if (const auto number = line ? toDeviceNumber(*line) : std::nullopt) add(DeviceClaim::Kind::BLOCK, *number);
     }
-    struct stat status {};
+    struct stat status{};
     if (search.paths.kernel->stat(path, status) < 0) {
         const int error = errno;
         if (!isFound) search.errors.add(path, error, user + " uses it, and it cannot be looked up");

@@ -31,7 +31,7 @@ namespace {
 
 constexpr struct {
     unsigned number;
-    uint32_t NvmeCommand::*field;
+    uint32_t NvmeCommand::* field;
 } DWORDS[] = {
     {2, &NvmeCommand::cdw2},   {3, &NvmeCommand::cdw3},   {10, &NvmeCommand::cdw10}, {11, &NvmeCommand::cdw11},
     {12, &NvmeCommand::cdw12}, {13, &NvmeCommand::cdw13}, {14, &NvmeCommand::cdw14}, {15, &NvmeCommand::cdw15},

@@ -186,52 +186,23 @@ Line withCopies(Line line, const std::string& argument, size_t times) {
 }
 
 const Shape SHAPES[] = {
-    {"one value",
-     [](size_t n) {
-         return Line{"show", "-velkossd", std::string(n, 'x')};
-     }},
-    {"values in an argument",
-     [](size_t n) {
-         return Line{"show", "-velkossd", "0" + repeated(",1", n)};
-     }},
-    {"values in arguments",
-     [](size_t n) {
-         return withCopies({"show", "-velkossd", "0"}, ",1", n);
-     }},
-    {"option values",
-     [](size_t n) {
-         return withCopies({"show", "-d", "0"}, ",1", n);
-     }},
-    {"commas",
-     [](size_t n) {
-         return Line{"show", "-velkossd", std::string(n, ',')};
-     }},
-    {"equals signs",
-     [](size_t n) {
-         return Line{"show", "-velkossd", std::string(n, '=')};
-     }},
+    {"one value", [](size_t n) { return Line{"show", "-velkossd", std::string(n, 'x')}; }},
+    {"values in an argument", [](size_t n) { return Line{"show", "-velkossd", "0" + repeated(",1", n)}; }},
+    {"values in arguments", [](size_t n) { return withCopies({"show", "-velkossd", "0"}, ",1", n); }},
+    {"option values", [](size_t n) { return withCopies({"show", "-d", "0"}, ",1", n); }},
+    {"commas", [](size_t n) { return Line{"show", "-velkossd", std::string(n, ',')}; }},
+    {"equals signs", [](size_t n) { return Line{"show", "-velkossd", std::string(n, '=')}; }},
     {"equals arguments", [](size_t n) { return withCopies({"show"}, "=", n); }},
     {"unknown words", [](size_t n) { return withCopies({"show"}, "nosuchword", n); }},
-    {"unknown options",
-     [](size_t n) {
-         return withCopies({"show", "-velkossd"}, "-nosuch", n);
-     }},
+    {"unknown options", [](size_t n) { return withCopies({"show", "-velkossd"}, "-nosuch", n); }},
     {"doubled options", [](size_t n) { return withCopies({"show"}, "-a", n); }},
     {"doubled targets", [](size_t n) { return withCopies({"show"}, "-velkossd", n); }},
-    {"doubled properties",
-     [](size_t n) {
-         return withCopies({"set", "-velkossd", "1"}, "AggregationTime=5", n);
-     }},
+    {"doubled properties", [](size_t n) { return withCopies({"set", "-velkossd", "1"}, "AggregationTime=5", n); }},
     {"a property's value",
-     [](size_t n) {
-         return Line{"set", "-velkossd", "1", "AggregationTime=" + std::string(n, 'x')};
-     }},
+     [](size_t n) { return Line{"set", "-velkossd", "1", "AggregationTime=" + std::string(n, 'x')}; }},
     {"verbs", [](size_t n) { return withCopies({}, "show", n); }},
     {"empty arguments", [](size_t n) { return withCopies({"show"}, "", n); }},
-    {"help options",
-     [](size_t n) {
-         return withCopies({"show", "-velkossd", "0"}, "-h", n);
-     }},
+    {"help options", [](size_t n) { return withCopies({"show", "-velkossd", "0"}, "-h", n); }},
     {"an unknown first word", [](size_t n) { return Line{std::string(n, 'x')}; }},
     {"no verb", [](size_t n) { return withCopies({}, "x", n); }},
 };

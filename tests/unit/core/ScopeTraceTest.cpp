@@ -20,7 +20,9 @@ TEST(ScopeTrace, LogsEnteringAndExiting) {
 TEST(ScopeTrace, IsSilentWhileTheLogIsOff) {
     const LogCapture log(LOGSEVERITY_TRACE);
     disableLogging();
-    { const ScopeTrace trace("Some.cpp", "work", 12); }
+    {
+        const ScopeTrace trace("Some.cpp", "work", 12);
+    }
     EXPECT_EQ(log.lines(), "");
 }
 

@@ -55,7 +55,9 @@ TEST(SignalWatch, TakesALineOfProgressAwayFromATerminal) {
 
 TEST(SignalWatch, LeavesSignalsAsTheyWereWhenItEnds) {
     const End end = endOf([] {
-        { const SignalWatch watch("words"); }
+        {
+            const SignalWatch watch("words");
+        }
         kill(getpid(), SIGTERM);
         hang();
     });

@@ -23,7 +23,7 @@ using Parts = std::vector<CommandPart>;
 constexpr struct {
     const char* tag;
     const char* itemTag;
-    Parts CommandSpec::*parts;
+    Parts CommandSpec::* parts;
     bool isProperty;
 } LISTS[] = {
     {HELP_OPTIONS, HELP_OPTION, &CommandSpec::options, false},

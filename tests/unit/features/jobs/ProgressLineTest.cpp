@@ -79,7 +79,9 @@ TEST(ProgressLine, IsCutToTheWidthOfTheTerminal) {
 
 TEST(ProgressLine, ShowsNothingOfAShortOperation) {
     TerminalStderr terminal;
-    { const ProgressLine line("x"); }
+    {
+        const ProgressLine line("x");
+    }
     EXPECT_EQ(terminal.output(), "");
 }
 

@@ -80,7 +80,7 @@ TEST_F(DeviceClaimsTest, AnExportThatCannotBeLookedUpMayBeAnyDevice) {
 TEST_F(DeviceClaimsTest, AFileIsAUseOfItsFileSystemsDevice) {
     machine_.file("/image", "");
     exported("a/namespaces/1", path("/image"));
-    struct stat status {};
+    struct stat status{};
     ASSERT_EQ(::stat(path("/image").c_str(), &status), 0);
     EXPECT_EQ(claims(), Texts{std::to_string(major(status.st_dev)) + ":" + std::to_string(minor(status.st_dev)) +
                               " the exports of the kernel's NVMe target (a)"});

@@ -21,7 +21,7 @@ protected:
                (succeeded(status) ? "" : " " + status.getMessage());
     }
     mode_t modeOf(const std::string& path) const {
-        struct stat info {};
+        struct stat info{};
         return ::lstat(path.c_str(), &info) == 0 ? info.st_mode & 07777 : 0;
     }
     std::string held() const {

@@ -256,7 +256,7 @@ TEST_F(PersistentEventLogOfASimulatedDrive, OldestEventsGoFirst) {
         newestFirst.insert(newestFirst.end(), bytes.begin(), bytes.end());
     }
     EXPECT_EQ(part(page, 512, page.size() - 512), newestFirst);
-    struct stat info {};
+    struct stat info{};
     EXPECT_EQ(::stat((path() + "/state").c_str(), &info), 0);
     EXPECT_LT(info.st_size, 8192) << "the state stays small";
 }

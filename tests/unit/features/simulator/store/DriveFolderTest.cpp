@@ -32,7 +32,7 @@ protected:
         return text;
     }
     ino_t stateInode() {
-        struct stat info {};
+        struct stat info{};
         EXPECT_EQ(::stat((path() + "/state").c_str(), &info), 0);
         return info.st_ino;
     }
@@ -244,7 +244,7 @@ TEST_F(FolderOfASimulatedDrive, GoesBackToItsSnapshotWhileItIsInUse) {
         write(0x44);
     }
     EXPECT_EQ(store.names(), std::vector<std::string>{"one"});
-    struct stat info {};
+    struct stat info{};
     ASSERT_EQ(::stat((folder / "drives/.snapshot-one/media-1-1").c_str(), &info), 0);
     EXPECT_LT(info.st_blocks, 64) << "what was never written takes no room";
     EXPECT_NE(::stat((folder / "drives/.snapshot-one/lock").c_str(), &info), 0);
@@ -319,7 +319,7 @@ TEST_F(FolderOfASimulatedDrive, LeavesNothingOfADriveThatCouldNotBeMade) {
 
 TEST_F(FolderOfASimulatedDrive, IsItsOwnersAlone) {
     const auto modeOf = [](const std::string& file) {
-        struct stat info {};
+        struct stat info{};
         EXPECT_EQ(::lstat(file.c_str(), &info), 0) << file;
         return info.st_mode & 07777;
     };

@@ -22,7 +22,7 @@ protected:
     std::string path(const char* name) const { return folder / name; }
     FileDescriptor opened() const { return FileDescriptor(::open(path("").c_str(), O_RDONLY | O_DIRECTORY)); }
     static mode_t modeOf(const std::string& path) {
-        struct stat info {};
+        struct stat info{};
         EXPECT_EQ(::lstat(path.c_str(), &info), 0) << path;
         return info.st_mode & 07777;
     }
@@ -160,7 +160,7 @@ TEST_F(OwnFiles, LocksOfAnotherKindAreRefused) {
     for (const auto& c : CASES) {
         EXPECT_TRUE(statusOf(lockOwnFile(at.get(), c.name, c.name, LockWait::YES)).is(1, c.code)) << c.name;
     }
-    struct stat info {};
+    struct stat info{};
     EXPECT_NE(::lstat(path("elsewhere").c_str(), &info), 0) << "nothing is made through a link";
 }
 

@@ -91,7 +91,7 @@ TEST_F(DefinedBitsOfASimulatedDrive, ExcludeEachOtherBitOfEachCommand) {
     open();
     const struct {
         uint16_t byte;
-        uint32_t SubmissionEntry::*dword;
+        uint32_t SubmissionEntry::* dword;
     } DWORDS[] = {{4, &SubmissionEntry::nsid},   {8, &SubmissionEntry::cdw2},   {12, &SubmissionEntry::cdw3},
                   {40, &SubmissionEntry::cdw10}, {44, &SubmissionEntry::cdw11}, {48, &SubmissionEntry::cdw12},
                   {52, &SubmissionEntry::cdw13}, {56, &SubmissionEntry::cdw14}, {60, &SubmissionEntry::cdw15}};
@@ -164,8 +164,8 @@ TEST_F(DefinedBitsOfASimulatedDrive, AreThoseOfEachFeature) {
 }
 
 TEST_F(DefinedBitsOfASimulatedDrive, ExcludeEachOtherBitOfASetFeature) {
-    uint32_t SubmissionEntry::*const DWORDS[] = {&SubmissionEntry::cdw11, &SubmissionEntry::cdw12,
-                                                 &SubmissionEntry::cdw13, &SubmissionEntry::cdw15};
+    uint32_t SubmissionEntry::* const DWORDS[] = {&SubmissionEntry::cdw11, &SubmissionEntry::cdw12,
+                                                  &SubmissionEntry::cdw13, &SubmissionEntry::cdw15};
     for (const ModelId model : {ModelId::VELKO, ModelId::OCP, ModelId::OCP_2_6}) {
         open_.reset();  // with its lock
         describe(model);

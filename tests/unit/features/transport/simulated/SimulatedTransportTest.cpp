@@ -282,8 +282,7 @@ TEST_F(SimulatedTransport, AFolderThatPassedToAnotherDriveIsNotChanged) {
     const CommandResult result = path.send(getFeature, {}, {});
     ASSERT_TRUE(succeeded(result.status)) << "reading goes on";
     EXPECT_EQ(dynamic_cast<const Completion&>(*result.protocolResult).dword0, 0U) << "the other drive is as it was";
-    SimulatedNvmePath unknown(
-        root + "/two", clock, [](std::chrono::milliseconds) {}, locks);
+    SimulatedNvmePath unknown(root + "/two", clock, [](std::chrono::milliseconds) {}, locks);
     const std::string unidentified = "10/33 Failed to retrieve data from selected device. The drive of " + root +
                                      "/two cannot be identified, so that it is not changed.";
     EXPECT_EQ(statusText(unknown.send(setFeature, {}, {}).status), unidentified);
