@@ -15,9 +15,9 @@ const std::string* findGiven(const GivenParts& given, const std::string& word) {
     return part == given.end() ? nullptr : &part->second;
 }
 
-const std::string& valueOf(const GivenParts& given, const std::string& word) {
+const std::string& valueOf(const GivenParts& given, std::string_view word) {
     static const std::string NONE;
-    const std::string* value = findGiven(given, word);
+    const std::string* value = findGiven(given, std::string(word));
     return value == nullptr ? NONE : *value;
 }
 

@@ -20,7 +20,7 @@ using GivenParts = std::map<std::string, std::string>;
 /// The value of a word, null when the word is not on the command line. A word without a value has an empty one.
 const std::string* findGiven(const GivenParts& given, const std::string& word);
 /// The same, where a word that is missing and one without a value are the same.
-const std::string& valueOf(const GivenParts& given, const std::string& word);
+const std::string& valueOf(const GivenParts& given, std::string_view word);
 
 // What a value may be, beside the tests of ostrel/core/Strings.h.
 bool isTrueOrFalse(std::string_view value);  ///< as words, ignoring case: "0" and "1" are none
