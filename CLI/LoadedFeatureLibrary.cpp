@@ -100,6 +100,7 @@ void LoadedFeatureLibrary::close() {
 }
 
 std::unique_ptr<ResultBase> LoadedFeatureLibrary::load(const std::vector<std::string>& paths) {
+    prepareToCatch();  // also what constructors of static objects throw while the library is loaded
     for (const std::string& path : paths)
         if (open(path)) break;
     if (connection_ == nullptr) {
@@ -107,7 +108,6 @@ std::unique_ptr<ResultBase> LoadedFeatureLibrary::load(const std::vector<std::st
         for (const std::string& line : passedOver_) message += "\n" + line;
         return failure(framework::ERRORCODE_GENERAL, message);
     }
-    prepareToCatch();
     auto error = checkVersion();
     if (error == nullptr) error = start();
     if (error != nullptr) {
