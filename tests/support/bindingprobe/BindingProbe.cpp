@@ -5,6 +5,7 @@
 //     send=NAME             sends a request of that name
 //     disableLoggerIfOff
 //     log=TEXT              writes a line to the debug log
+#include <algorithm>
 #include <iostream>
 #include <string>
 

@@ -3,6 +3,7 @@
 #include <sys/file.h>
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <cerrno>
 
 #include "features/simulator/store/OwnFiles.h"
