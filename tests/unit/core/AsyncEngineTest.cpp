@@ -290,7 +290,9 @@ std::string errorOfStop(AsyncEngine& engine) {
     try {
         engine.stop();
     } catch (const boost::thread_resource_error& error) {
-        return std::to_string(error.native_error()) + " " + error.what();
+        const std::string words = error.what();
+        // Boost 1.83 adds the error's category, in brackets.
+        return std::to_string(error.native_error()) + " " + words.substr(0, words.find(" ["));
     }
     return "";
 }
