@@ -39,7 +39,7 @@ Payload terminated(std::string_view text) {
 }
 
 template <typename Number>
-Payload littleEndian(Number number, unsigned widthBytes) {
+Payload littleEndian(const Number& number, unsigned widthBytes) {
     OSTREL_TRACE();
     Payload value = allocated(Payload(widthBytes), widthBytes);
     for (unsigned i = 0; i < value.getSize(); ++i)
