@@ -181,6 +181,7 @@ std::unique_ptr<AttributeList> XmlConverter::xmlToAttributeList(XmlObject& xmlOb
 std::vector<std::unique_ptr<AttributeList>> XmlConverter::xmlToAttributeLists(XmlList& xmlList) {
     OSTREL_TRACE();
     std::vector<std::unique_ptr<AttributeList>> lists;
+    lists.reserve(xmlList.objects.size());
     for (const auto& object : xmlList.objects) lists.push_back(xmlToAttributeList(*object));
     return lists;
 }
