@@ -73,7 +73,7 @@ std::string statusText(const SmartData& smart, const std::vector<SelfTestResult>
 }
 
 template <typename Number>
-void add(AttributeList& list, Attribute attribute, Number value, const std::string& unit = "") {
+void add(AttributeList& list, Attribute attribute, const Number& value, const std::string& unit = "") {
     attribute.setValue(value);
     attribute.setDescription(unit);
     list[attribute.getName()] = std::move(attribute);

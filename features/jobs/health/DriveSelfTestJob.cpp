@@ -81,7 +81,7 @@ std::string statusText(const Payload& log) {
 }
 
 template <typename Number>
-void add(AttributeList& list, Attribute attribute, Number value, const std::string& unit = "") {
+void add(AttributeList& list, Attribute attribute, const Number& value, const std::string& unit = "") {
     attribute.setValue(value);
     attribute.setDescription(unit);
     list[attribute.getName()] = std::move(attribute);
