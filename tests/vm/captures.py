@@ -176,6 +176,7 @@ class CapturedTarget(Replayed, SimulatedDriveTestCase):
         cls.must(f"nvme disconnect -n {cls.NQN}")
 
     def test_10_the_driver_has_the_states_of_the_groups(self):
+        self.await_node("/dev/nvme0n2")
         self.assertEqual(self.must("cat /sys/class/nvme/nvme0/nvme0c0n*/ana_*"), "1\noptimized\n2\nnon-optimized\n")
 
     def test_11_the_driver_may_ask_for_the_events_that_the_target_has(self):
