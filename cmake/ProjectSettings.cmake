@@ -36,6 +36,10 @@ if(NIMBREL_COVERAGE)
   # Atomic counters: several threads count, and a lost update can make a branch count negative.
   add_compile_options(--coverage -fprofile-update=atomic)
   add_link_options(--coverage)
+  # What a process counted is written when it exits: not when it ends with _exit or by a signal that it raises.
+  add_library(coverage_at_end STATIC "${CMAKE_CURRENT_LIST_DIR}/coverage_at_end.c")
+  add_link_options(-Wl,--wrap=_exit -Wl,--wrap=raise -Wl,-u,__wrap__exit -Wl,-u,__wrap_raise)
+  link_libraries(coverage_at_end)
 endif()
 if(NIMBREL_FUZZ)
   if(NOT CMAKE_CXX_COMPILER_ID MATCHES "Clang")
