@@ -8,8 +8,8 @@
  * strace(1) are those of a thread each, so that a fault there hits several, and a transfer cannot be shortened there
  * without losing bytes.
  *
- * A line of REPORT: CALL, NUMBER, and the path or file that it works on. The exit status is that of the program, or 128
- * and the number of the signal that ended it.
+ * A line of REPORT: CALL, NUMBER, and the path or file that it works on. The exit status is that of the program; where a
+ * signal ended it, this process ends by the same one.
  *
  * x86-64 only. */
 #define _GNU_SOURCE
@@ -21,6 +21,7 @@
 #include <stdlib.h>
 #include <string.h>
 #include <sys/ptrace.h>
+#include <sys/resource.h>
 #include <sys/syscall.h>
 #include <sys/user.h>
 #include <sys/wait.h>
@@ -209,6 +210,14 @@ static int on_stop(pid_t thread, int status) {
     return 0;
 }
 
+/* Ends this process as the program ended, without a second core file. */
+static void end_by(int signal_number) {
+    const struct rlimit no_core = {0, 0};
+    (void)setrlimit(RLIMIT_CORE, &no_core);
+    (void)signal(signal_number, SIG_DFL);
+    (void)raise(signal_number);
+}
+
 /* Until the program ends; returns its exit status. */
 static int follow(pid_t child) {
     for (;;) {
@@ -218,7 +227,8 @@ static int follow(pid_t child) {
         if (thread < 0) continue;
         if (WIFEXITED(status) || WIFSIGNALED(status)) {
             if (thread != child) continue;
-            return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+            if (WIFSIGNALED(status)) end_by(WTERMSIG(status));
+            return WEXITSTATUS(status);
         }
         const long signal_number = on_stop(thread, status);
         /* Once the call has failed the program runs at its own speed. ESRCH: the thread died meanwhile. */

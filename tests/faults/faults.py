@@ -90,8 +90,7 @@ class Stage:
                                   env={**os.environ, **(env or {})}, errors="surrogateescape", text=True)
         except subprocess.TimeoutExpired:
             return Run(None, "", "")
-        status = done.returncode if done.returncode >= 0 else 128 - done.returncode
-        return Run(status, done.stdout or "", done.stderr)
+        return Run(done.returncode, done.stdout or "", done.stderr)
 
 
 class Trial:

@@ -12,7 +12,7 @@ from injection import call_numbers, program_calls
 
 SIMDRIVE = os.environ.get("NIMBREL_SIMDRIVE", "")
 FAILING_CALL = os.environ.get("NIMBREL_FAILING_CALL", "")
-KILLED = 128 + 9
+KILLED = -9
 MEMORY = "/dev/shm"
 LOCKS = ("lock", "served")
 OLD, NEW = 30, 40  # a temperature, and the byte that the media are full of

@@ -7,7 +7,6 @@ import stat
 from world import LIBRARY_NAME
 
 WORDS = re.compile("[A-Za-z]{3}")
-LAST_SIGNAL = 64  # a program may end with a status above
 OUT_OF_MEMORY = "Out of Memory: \n"
 # What may be left: the memory of a simulated drive that takes firmware, where an image that was not committed stays
 # until the next download, and the telemetry that a drive captures by itself when it fails within, as in any drive.
@@ -86,8 +85,8 @@ def judge(command, run, usual, found, before, after, probe):
     one, and says what is wrong with it."""
     if run.status is None:
         return "hang"
-    if 128 < run.status <= 128 + LAST_SIGNAL and run.status != 171:
-        return f"crash: signal {run.status - 128}"
+    if run.status < 0:
+        return f"crash: signal {-run.status}"
     if run.status == 0:
         return judge_success(command, run, usual, found, after) or (probe() if command.samples else None)
     if run.stdout in (usual.stdout, usual.stdout + OUT_OF_MEMORY):
