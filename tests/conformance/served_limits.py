@@ -12,7 +12,7 @@ import unittest
 import iscsi_target
 from iscsi_host import Session, pdu
 from nvme_tcp_target import DO_NOT_RETRY, IDENTIFY, READ, TOOL, WRITE, TargetTestCase
-from world import World, kill_group, without_sanitizers
+from world import World, kill_group, without_coverage, without_sanitizers
 
 DRIVES = "opt/velko/nimbrel/SimulatedDrives"
 WRITE_FAULT = DO_NOT_RETRY | 0x280
@@ -68,6 +68,7 @@ class Start(unittest.TestCase):
         self.check([f"ulimit -n {number}" for number in range(4, 33)], False, True)
 
     @without_sanitizers
+    @without_coverage  # the kernel cannot even map that program
     def test_without_memory(self):
         self.check([f"ulimit -v {size}" for size in range(10240, 20480, 256)], False, True)
 
