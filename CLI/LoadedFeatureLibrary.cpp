@@ -66,27 +66,30 @@ void LoadedFeatureLibrary::callUnload() {
     if (error != nullptr) logMessage(LOGSEVERITY_ERROR, error->output());
 }
 
-bool LoadedFeatureLibrary::open(const std::string& path) {
+// A library whose static objects cannot be made is not passed over: the dynamic linker would take it for loaded when it
+// is named a second time.
+std::unique_ptr<ResultBase> LoadedFeatureLibrary::open(const std::string& path) {
     TrustedFile file;
     const Status status = file.open(path, ostrel::core::SymbolicLink::FOLLOW);
-    if (status.is(ostrel::core::CATEGORY_OS, ENOENT)) return false;
+    if (status.is(ostrel::core::CATEGORY_OS, ENOENT)) return nullptr;
     if (failed(status)) {
         passOver(path, status.getMessage());
-        return false;
+        return nullptr;
     }
     if (file.realPath().find('$') != std::string::npos) {
         passOver(path, "dlopen() would expand the '$' in its path");
-        return false;
+        return nullptr;
     }
     // By its real path and not by /proc/self/fd/N, where "$ORIGIN", dlerror() and dladdr() would name that. No user
     // who is not trusted can change a component of it, now that each was checked.
     auto connection = std::make_unique<ostrel::connections::dll::Connection>(file.realPath());
-    if (failed(connection->open(nullptr))) {
+    Status opened;
+    if (auto error = callLibrary("dlopen", [&] { opened = connection->open(nullptr); })) return error;
+    if (failed(opened))
         passOver(path, connection->getLoadError());
-        return false;
-    }
-    connection_ = std::move(connection);
-    return true;
+    else
+        connection_ = std::move(connection);
+    return nullptr;
 }
 
 void LoadedFeatureLibrary::passOver(const std::string& path, const std::string& reason) {
@@ -101,8 +104,10 @@ void LoadedFeatureLibrary::close() {
 
 std::unique_ptr<ResultBase> LoadedFeatureLibrary::load(const std::vector<std::string>& paths) {
     prepareToCatch();  // also what constructors of static objects throw while the library is loaded
-    for (const std::string& path : paths)
-        if (open(path)) break;
+    for (const std::string& path : paths) {
+        if (auto error = open(path)) return error;
+        if (connection_ != nullptr) break;
+    }
     if (connection_ == nullptr) {
         std::string message = "Failed to find or load valid library: " FEATURE_LIBRARY_FILE_NAME "--------";
         for (const std::string& line : passedOver_) message += "\n" + line;

@@ -49,7 +49,8 @@ public:
     }
 
 private:
-    bool open(const std::string& path);
+    /// Null, unless the library failed in it; a file that is not opened is passed over.
+    std::unique_ptr<framework::ResultBase> open(const std::string& path);
     void passOver(const std::string& path, const std::string& reason);
     std::unique_ptr<framework::ResultBase> checkVersion();
     std::unique_ptr<framework::ResultBase> start();

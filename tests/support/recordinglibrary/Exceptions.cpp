@@ -10,4 +10,15 @@ extern "C" {
     throw 1;
 }
 
+/* RecordingLibrary.c */
+void onStaticObject();
+
 }  // extern "C"
+
+namespace {
+
+struct StaticObject {
+    StaticObject() { onStaticObject(); }
+} object;
+
+}  // namespace

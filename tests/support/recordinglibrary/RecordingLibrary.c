@@ -24,6 +24,7 @@
 /* Exceptions.cpp */
 void throwException(const char* what);
 void throwNumber(void);
+void onStaticObject(void);
 
 #define EXPORT __attribute__((visibility("default")))
 
@@ -121,6 +122,12 @@ static void record(const char* function, const char* arguments) {
 static void throwIfRequested(const char* function) {
     if (strcmp(throwIn, function) == 0) throwException(function);
     if (strcmp(throwOtherIn, function) == 0) throwNumber();
+}
+
+/* While the library is loaded. */
+void onStaticObject(void) {
+    readInstructions();
+    throwIfRequested("dlopen");
 }
 
 /* "text", with everything unprintable as \xNN. */
