@@ -1,5 +1,5 @@
-// Linked into what is instrumented for coverage, in place of the functions that end a process without its exit handlers,
-// of which one writes what was counted.
+// Linked into what is instrumented for coverage, around the functions that end a process without its exit handlers, of
+// which one writes what was counted.
 
 #include <unistd.h>
 
