@@ -108,8 +108,10 @@ private:
         const auto log = drive_.readSmartLog(row.log.address, pages);
         RETURN_IF_FAILED(
             storePages(fileName("smart_log_", row.log.address), "SMART Log " + nvme::hexText(row.log.address, 2), log));
-        // What is wrong with the general directory is reported where its logs are stored.
-        const bool hasMore = row.general != 0 && drive_.pagesOfLog(row.general).value_or(0) != 0;
+        const auto general = row.general == 0 ? uint16_t{0} : drive_.pagesOfLog(row.general);
+        // That the drive refuses the general directory is reported where its logs are stored.
+        if (!general && !isRefusal(general.error())) return general.error();
+        const bool hasMore = general.value_or(0) != 0;
         if (log && isShown && !hasMore) tree_.parts.push_back(row.log.decode(*log));
         return Status();
     }
