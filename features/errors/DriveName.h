@@ -7,10 +7,12 @@
 
 namespace features {
 
-/// "S123 (/dev/nvme0)": how a message names a drive.
+/// "S123 (/dev/nvme0)": how a message names a drive; its path alone where it has no serial number.
 inline std::string driveName(const ostrel::core::Device& device) {
     using namespace ostrel::core::attributes::device;
-    return device.getAttribute(serialNumber()).getText() + " (" + device.getAttribute(devicePath()).getText() + ")";
+    const std::string serial = device.getAttribute(serialNumber()).getText();
+    const std::string path = device.getAttribute(devicePath()).getText();
+    return serial.empty() ? path : serial + " (" + path + ")";
 }
 
 }  // namespace features
