@@ -213,6 +213,39 @@ TEST_F(AtaSanitizeTest, ARefusalOfTheDriveHasItsReason) {
     EXPECT_NE(got.find("The drive&apos;s reason: a parameter is not supported."), std::string::npos) << got;
 }
 
+TEST_F(AtaSanitizeTest, ARefusalWithoutAReasonHasNone) {
+    const Expected refusals[] = {
+        blockErase().returns({0x04, 0x51, 0x40, 0, 0x00}),
+        blockErase().returns({0x04, 0x51, 0x40, 0, 0x05}),
+        blockErase().lacksRegisters(ata::RegistersMissing::NO_DESCRIPTOR, false),
+    };
+    for (const Expected& refusal : refusals) {
+        expectLook();
+        drive_.expect(refusal);
+        const std::string got = run({{"SanitizeAction", "2"}});
+        drive_.expectDone();
+        EXPECT_NE(got.find("<Property name=\"Code\" value=\"25\"/>"), std::string::npos) << got;
+        EXPECT_EQ(got.find("reason"), std::string::npos) << got;
+    }
+}
+
+TEST_F(AtaSanitizeTest, ADriveThatGoesAwayBeforeTheCommandIsSentNone) {
+    const std::vector<Expected> commands = {
+        unusedDisk(), identifyAta().answers(identifyDevice().word(59, ALL_SANITIZE)), sanitizeStatus(0), unusedDisk()};
+    for (size_t failing = 0; failing < commands.size(); ++failing) {
+        for (size_t i = 0; i < failing; ++i) drive_.expect(commands[i]);
+        drive_.expect(Expected(commands[failing]).breaks(gone()));
+        EXPECT_EQ(run({{"SanitizeAction", "2"}}), answer("0/70 The drive /dev/nvme0 is gone.")) << failing;
+        drive_.expectDone();
+    }
+}
+
+TEST_F(AtaSanitizeTest, TheHostThatDoesNotLookAgainIsReportedAfterTheErase) {
+    expectLook();
+    drive_.expect(blockErase().completes()).expect(sanitizeStatus(COMPLETED)).expect(lookAgain().breaks(gone()));
+    EXPECT_EQ(run({{"SanitizeAction", "2"}}), answer("0/70 The drive /dev/nvme0 is gone. The drive was sanitized."));
+}
+
 TEST_F(AtaSanitizeTest, AFormatOfNvmeIsRefused) {
     JobRun run(job_, JOBTYPE_METHOD);
     EXPECT_EQ(run.with("Type", "NVMeFormat").on({&drive_}),

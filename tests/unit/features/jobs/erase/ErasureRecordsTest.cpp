@@ -314,6 +314,110 @@ TEST_F(ErasureRecordsTest, ARecordThatCannotBeWrittenFailsTheCommandAfterTheEras
     EXPECT_NE(got.find("The drive was sanitized."), std::string::npos) << got;
 }
 
+/// The erase itself is done: what the drive says of it afterwards belongs into the record, also when it says nothing.
+TEST_F(ErasureRecordsTest, AReportThatCannotBeReadIsInTheRecord) {
+    expectLook();
+    drive_.expect(blockErase().completes())
+        .expect(lookAtLog(0x81, 512).answers(log(0x0101)))
+        .expect(lookAgain())
+        .expect(lookAtLog(0x81, 512).breaks(gone()));
+    EXPECT_EQ(run(SANITIZE), statusAnswer("Format", "0/0 The drive was sanitized."));
+    drive_.expectDone();
+    EXPECT_NE(
+        content(NAME + ".txt").find("Reported by the drive\n  Could not be read: The drive /dev/nvme0 is gone.\n"),
+        std::string::npos)
+        << content(NAME + ".txt");
+}
+
+TEST_F(ErasureRecordsTest, AReportOfASataDriveThatCannotBeReadIsInTheRecord) {
+    FakeSataDrive sata;
+    expectChecks(sata);
+    sata.expect(identifyAta().answers(sanitizable()))
+        .expect(identifyAta().answers(sanitizable().word(83, 0x4000)))
+        .expect(hostUses({unusedNamespace(1)}))
+        .expect(Expected::ata(0xB4, ata::Protocol::NON_DATA, ata::Addressing::BITS_48)
+                    .feature(0x0012)
+                    .lba(0x426B4572)
+                    .wantsRegisters()
+                    .completes())
+        .expect(sanitizeStatus())
+        .expect(sanitizeStatus().breaks(gone()));
+    (void)run(SANITIZE, sata);
+    sata.expectDone();
+    EXPECT_NE(
+        content(NAME + ".txt").find("Reported by the drive\n  Could not be read: The drive /dev/nvme0 is gone.\n"),
+        std::string::npos)
+        << content(NAME + ".txt");
+}
+
+/// Status code type 3h: the path to the controller failed, and what became of the command is not known.
+TEST_F(ErasureRecordsTest, AnErrorOfThePathLeavesOne) {
+    expectLook();
+    drive_.expect(blockErase().refuses(0x0300)).expect(lookAtLog(0x81, 512).answers(log(0)));
+    (void)run(SANITIZE);
+    drive_.expectDone();
+    EXPECT_EQ(names(), (std::vector<std::string>{NAME + ".json", NAME + ".txt"}));
+}
+
+TEST_F(ErasureRecordsTest, ARecordThatCannotBeReplacedFailsTheCommandWithTheErase) {
+    const std::string words = "The record of the erase could not be written: Failed to write to file. " + folder() +
+                              "/" + NAME + ".json: Is a directory.";
+    for (const bool erased : {true, false}) {
+        SCOPED_TRACE(erased);
+        now_ = NEW_YEAR_2026;
+        expectLook();
+        drive_.expect(blockErase().completes())
+            .expect(lookAtLog(0x81, 512).answers(log(erased ? 0x0101 : 0x0103)).then([&] {
+                std::filesystem::remove(folder() + "/" + NAME + ".json");
+                std::filesystem::create_directory(folder() + "/" + NAME + ".json");
+            }));
+        if (erased) drive_.expect(lookAgain());
+        drive_.expect(lookAtLog(0x81, 512).answers(log(erased ? 0x0101 : 0x0103)));
+        EXPECT_EQ(run(SANITIZE), statusAnswer("Format", erased ? "10/168 " + words + " The drive was sanitized."
+                                                               : "10/25 Sanitize command failed. Drive S1 (/dev/nvme0) "
+                                                                 "says: the most recent sanitize operation failed. " +
+                                                                     words));
+        drive_.expectDone();
+        std::filesystem::remove_all(folder());
+    }
+}
+
+/// Names of more than 255 bytes are refused by the file system.
+TEST_F(ErasureRecordsTest, ASerialNumberThatIsTooLongForAFileFailsTheCommandAfterTheErase) {
+    const std::string serial(250, 'S');
+    FakeDrive drive(serial);
+    drive.expect(hostUses({unusedNamespace(1)}))
+        .expect(identify(1).answers(controller()))
+        .expect(lookAtLog(0x81, 512).answers(log(0)))
+        .expect(identify(1).answers(controller()))
+        .expect(identify(2).answers(DriveBytes(4096)))
+        .expect(hostUses({unusedNamespace(1)}))
+        .expect(blockErase().completes())
+        .expect(lookAtLog(0x81, 512).answers(log(0x0101)))
+        .expect(lookAgain())
+        .expect(lookAtLog(0x81, 512).answers(log(0x0101)));
+    EXPECT_EQ(run(SANITIZE, drive),
+              output(statusObject("Format", "10", "168",
+                                  "The record of the erase could not be written: Failed to write to file. " + folder() +
+                                      "/FAKE%20DRIVE," + serial +
+                                      ",20260101T000000Z.json: File name too long. The drive was sanitized.",
+                                  serial)));
+}
+
+/// The drive that was asked to be erased has to be there when what it is goes into the record.
+TEST_F(ErasureRecordsTest, ADriveThatIsGoneBeforeASecurityEraseGetsNoPassword) {
+    FakeSataDrive sata;
+    const Expected identified = identifyAta().answers(identifyDevice().word(59, 0).word(128, 0x01));
+    sata.expect(hostUses({unusedNamespace(1)}))
+        .expect(identified)
+        .expect(identified)
+        .expect(identifyAta().breaks(gone()));
+    EXPECT_EQ(run({{"Type", "Delete"}}, sata), statusAnswer("Format", "0/70 The drive /dev/nvme0 is gone."));
+    sata.expectDone();
+    EXPECT_EQ(names(), std::vector<std::string>());
+    EXPECT_FALSE(std::filesystem::exists(folder_ / "state"));
+}
+
 TEST_F(ErasureRecordsTest, AFormatWithoutAnEraseLeavesNone) {
     const DriveBytes controller = identifyController().le16(256, 0x0002);
     for (const char* setting : {"0", "1"}) {

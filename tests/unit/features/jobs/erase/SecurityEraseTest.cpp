@@ -7,7 +7,9 @@
 #include "features/jobs/erase/FormatJob.h"
 #include "ostrel/core/FileDescriptor.h"
 #include "ostrel/interfaces/ostreli/interface/JobNames.h"
+#include "tests/support/StatusText.h"
 #include "tests/support/TemporaryFolder.h"
+#include "tests/unit/features/jobs/Commands.h"
 #include "tests/unit/features/jobs/FakeClock.h"
 #include "tests/unit/features/jobs/JobRun.h"
 #include "tests/unit/features/jobs/StatusAnswer.h"
@@ -198,18 +200,17 @@ TEST_F(SecurityEraseTest, AnEraseThatFailsTakesThePasswordAway) {
 }
 
 TEST_F(SecurityEraseTest, APasswordThatStaysIsNamedWithTheWayToRemoveIt) {
-    const Status gone(CATEGORY_CORE, 70, "The drive is gone.");
     expectPreparation();
     drive_.expect(security(0xF1).completes())
         .expect(identity(SUPPORTED | ENABLED))
         .expect(plain(0xF3).aborts())
-        .expect(identifyAta().breaks(gone));
+        .expect(identifyAta().breaks(gone()));
     std::string got = run();
     EXPECT_NE(got.find("<Property name=\"Code\" value=\"8\"/>"), std::string::npos) << got;
     const std::string apostrophe = "&apos;", quote = "&quot;";
     for (size_t at = 0; (at = got.find(apostrophe)) != std::string::npos;) got.replace(at, apostrophe.size(), "'");
     for (size_t at = 0; (at = got.find(quote)) != std::string::npos;) got.replace(at, quote.size(), "\"");
-    EXPECT_NE(got.find(std::string("The drive is gone. ") + UNLOCKING), std::string::npos) << got;
+    EXPECT_NE(got.find(std::string("The drive /dev/nvme0 is gone. ") + UNLOCKING), std::string::npos) << got;
     EXPECT_EQ(records().size(), 1U);
 }
 
@@ -233,6 +234,194 @@ TEST_F(SecurityEraseTest, ARecordThatCannotBeKeptForbidsThePassword) {
     const std::string got = run();
     EXPECT_NE(got.find("<Property name=\"Category\" value=\"10\"/>"), std::string::npos) << got;
     EXPECT_EQ(notice_->texts, std::vector<std::string>());
+}
+
+/// A status whose text has quotation marks.
+std::string quotedAnswer(std::string status) {
+    for (size_t at = 0; (at = status.find('"', at)) != std::string::npos;) status.replace(at, 1, "&quot;");
+    return statusAnswer("Format", status);
+}
+const std::string GONE = "The drive /dev/nvme0 is gone.";
+const std::string NO_PASSWORD = " Drive S1 (/dev/sda) has no password.";
+std::string aborted(const std::string& command, const std::string& opcode) {
+    return command + " failed on drive S1 (/dev/sda): command aborted (command " + opcode +
+           ", FEATURE 0x00, ERROR 0x04, STATUS 0x51).";
+}
+
+struct End {
+    std::vector<Expected> commands;
+    std::string status;
+    size_t records;
+};
+
+TEST_F(SecurityEraseTest, ADriveThatGoesAwayBeforeItsPasswordGetsNone) {
+    const std::vector<Expected> commands = {unusedDisk(),
+                                            identity(SUPPORTED),
+                                            identity(SUPPORTED),
+                                            plain(0xEA, Addressing::BITS_48).completes(),
+                                            plain(0xE0).completes(),
+                                            unusedDisk()};
+    const std::string standbyFailed =
+        "10/16 Standby Immediate command failed. Reboot your system and try again. If error persists, consider using "
+        "a DOS-based tool for Secure Erase. ";
+    for (size_t failing = 0; failing < commands.size(); ++failing) {
+        for (size_t i = 0; i < failing; ++i) drive_.expect(commands[i]);
+        drive_.expect(Expected(commands[failing]).breaks(gone()));
+        EXPECT_EQ(run(), answer((failing == 4 ? standbyFailed : "0/70 ") + GONE)) << failing;
+        drive_.expectDone();
+    }
+    EXPECT_EQ(notice_->texts, std::vector<std::string>());
+    EXPECT_EQ(records(), std::vector<std::string>());
+}
+
+TEST_F(SecurityEraseTest, ADriveWhosePasswordIsInDoubtIsNotErased) {
+    const std::string failed =
+        "10/10 Security Set Password command failed. Reboot your system and try again. If error persists, consider "
+        "using a DOS-based tool for Secure Erase. ";
+    const End ends[] = {
+        {{security(0xF1).aborts(), identity(SUPPORTED), identity(SUPPORTED)},
+         failed + aborted("SECURITY SET PASSWORD", "0xF1") + NO_PASSWORD,
+         0},
+        {{security(0xF1).breaks(gone()), identifyAta().breaks(gone()), identifyAta().breaks(gone())},
+         failed + GONE + " " + GONE + " " + UNLOCKING,
+         1},
+        {{security(0xF1).breaks(gone()), identity(SUPPORTED | ENABLED), identity(SUPPORTED | ENABLED),
+          security(0xF6).completes(), identity(SUPPORTED)},
+         failed + GONE + NO_PASSWORD,
+         0},
+        {{security(0xF1).completes(), identifyAta().breaks(gone()), identity(SUPPORTED | ENABLED),
+          security(0xF6).completes(), identity(SUPPORTED)},
+         failed + GONE + NO_PASSWORD,
+         0},
+    };
+    for (const End& end : ends) {
+        SCOPED_TRACE(end.status);
+        expectPreparation();
+        for (const Expected& command : end.commands) drive_.expect(command);
+        EXPECT_EQ(run(), quotedAnswer(end.status));
+        drive_.expectDone();
+        EXPECT_EQ(records().size(), end.records);
+        std::filesystem::remove_all(folder_ / "state");
+    }
+}
+
+TEST_F(SecurityEraseTest, APasswordThatStaysAfterTheEraseIsAFailureAndRemembered) {
+    const std::string record = folder_ / ("state/" + ErasePasswords::fileName(*drive_.device()));
+    const auto makeItAFolder = [&] {
+        std::filesystem::remove(record);
+        std::filesystem::create_directory(record);
+    };
+    const End ends[] = {
+        {{identifyAta().breaks(gone())}, "0/70 " + GONE, 1},
+        {{identity(SUPPORTED | ENABLED), security(0xF6).aborts()},
+         "0/10 " + aborted("SECURITY DISABLE PASSWORD", "0xF6"),
+         1},
+        {{identity(SUPPORTED | ENABLED | LOCKED), security(0xF2).aborts()},
+         "0/10 " + aborted("SECURITY UNLOCK", "0xF2"),
+         1},
+        {{identity(SUPPORTED | ENABLED), security(0xF6).completes(), identifyAta().breaks(gone())}, "0/70 " + GONE, 1},
+        {{identity(SUPPORTED | ENABLED), security(0xF6).completes(), identity(SUPPORTED | ENABLED)},
+         "10/163 The configuration cannot be updated on the selected drive because security is enabled. Consider "
+         "turning off security before changing the configuration with the tool. The password is still set.",
+         1},
+        {{identity(SUPPORTED).then(makeItAFolder)},
+         "10/168 Failed to write to file. " + record + ": Is a directory.",
+         1},
+    };
+    for (const End& end : ends) {
+        SCOPED_TRACE(end.status);
+        expectPreparation();
+        drive_.expect(security(0xF1).completes())
+            .expect(identity(SUPPORTED | ENABLED))
+            .expect(plain(0xF3).completes())
+            .expect(security(0xF4).timeoutMs(240000).completes());
+        for (const Expected& command : end.commands) drive_.expect(command);
+        EXPECT_EQ(run(), quotedAnswer(end.status + " The drive was erased. " + UNLOCKING));
+        drive_.expectDone();
+        EXPECT_EQ(records().size(), end.records);
+        std::filesystem::remove_all(folder_ / "state");
+    }
+}
+
+TEST_F(SecurityEraseTest, TheHostThatDoesNotLookAgainIsReportedAfterTheErase) {
+    expectPreparation();
+    drive_.expect(security(0xF1).completes())
+        .expect(identity(SUPPORTED | ENABLED))
+        .expect(plain(0xF3).completes())
+        .expect(security(0xF4).timeoutMs(240000).completes())
+        .expect(identity(SUPPORTED))
+        .expect(lookAgain().breaks(gone()));
+    EXPECT_EQ(run(),
+              answer("0/70 " + GONE + " The drive was erased by a normal SECURITY ERASE UNIT and has no password."));
+    EXPECT_EQ(records(), std::vector<std::string>());
+}
+
+/// Word 89 in units of two minutes; the largest number means more than it. Twice that, and at least twelve hours where
+/// the drive does not say how long it takes.
+TEST_F(SecurityEraseTest, TheEraseHasTwiceTheTimeThatTheDriveReports) {
+    const struct {
+        uint16_t word89;
+        uint32_t ms;
+    } cases[] = {
+        {0x0001, 240000},   {0x00FE, 60960000}, {0x00FF, 60960000},   {0x0000, 43200000},
+        {0xFFFF, 43200000}, {0x8003, 720000},   {0xFFFE, 4294920000},  // as long as a time-out can be
+    };
+    for (const auto& c : cases) {
+        const auto identified = [&](uint16_t security) {
+            return identifyAta().answers(identifyDevice().word(59, 0).word(89, c.word89).word(128, security));
+        };
+        drive_.expect(unusedDisk())
+            .expect(identified(SUPPORTED))
+            .expect(identified(SUPPORTED))
+            .expect(plain(0xEA, Addressing::BITS_48).completes())
+            .expect(plain(0xE0).completes())
+            .expect(unusedDisk())
+            .expect(security(0xF1).completes())
+            .expect(identified(SUPPORTED | ENABLED))
+            .expect(plain(0xF3).completes())
+            .expect(security(0xF4).timeoutMs(c.ms).completes())
+            .expect(identified(SUPPORTED))
+            .expect(lookAgain());
+        EXPECT_EQ(run(), answer("0/0 The drive was erased by a normal SECURITY ERASE UNIT and has no password."))
+            << c.word89;
+        drive_.expectDone();
+    }
+}
+
+TEST_F(SecurityEraseTest, ARecordThatCannotBeReadOrKeptEndsItBeforeThePassword) {
+    const std::string record = folder_ / ("state/" + ErasePasswords::fileName(*drive_.device()));
+    drive_.expect(unusedDisk()).expect(identity(SUPPORTED | ENABLED)).expect(identity(SUPPORTED | ENABLED).then([&] {
+        std::filesystem::create_directory(folder_ / "state");
+        std::filesystem::create_symlink("elsewhere", record);
+    }));
+    EXPECT_EQ(run(), answer("10/54 Unable to open " + record + ": Too many levels of symbolic links"));
+    drive_.expectDone();
+    std::filesystem::remove_all(folder_ / "state");
+    drive_.expect(unusedDisk())
+        .expect(identity(SUPPORTED))
+        .expect(identity(SUPPORTED))
+        .expect(plain(0xEA, Addressing::BITS_48).completes())
+        .expect(plain(0xE0).completes())
+        .expect(unusedDisk().then([&] { std::ofstream(folder_ / "state") << "a file"; }));
+    EXPECT_EQ(run(),
+              answer("10/194 Failed to create directory. Unable to open " + (folder_ / "state") + ": Not a directory"));
+    EXPECT_EQ(notice_->texts, std::vector<std::string>());
+}
+
+TEST_F(SecurityEraseTest, ADriveWithoutASerialNumberHasNoRecordAndGetsNoPassword) {
+    FakeSataDrive nameless("");
+    nameless.expect(unusedDisk()).expect(identity(SUPPORTED));
+    JobRun run(job_, JOBTYPE_METHOD);
+    const std::string noRecord =
+        "10/33 Failed to retrieve data from selected device. Drive /dev/sda has no serial number to keep a record "
+        "under.";
+    EXPECT_EQ(run.with("Type", "Delete").on({&nameless}),
+              output(statusObject("Format", "10", "33", noRecord.substr(6), "sda")));
+    const ErasePasswords passwords(folder_ / "state");
+    EXPECT_EQ(statusText(passwords.has(*nameless.device())), noRecord);
+    EXPECT_EQ(statusText(passwords.add(*nameless.device())), noRecord);
+    EXPECT_EQ(statusText(passwords.remove(*nameless.device())), noRecord);
+    EXPECT_EQ(records(), std::vector<std::string>());
 }
 
 /// A sanitize operation without passwords, of a drive that may have been left with one and has none any more.
@@ -267,6 +456,48 @@ TEST(AtaDelete, ADriveWithSanitizeGetsNoPassword) {
                   statusAnswer("Format", "0/0 The drive was sanitized. Method: block erase."));
         EXPECT_EQ(passwords.has(*drive.device()), false) << "a password that it gets later is not ours";
     }
+}
+
+/// Sanitizes such a drive to the end. `action`: the command's FEATURE and LBA. `last`: the host's look at the drive.
+void expectSanitize(FakeSataDrive& drive, uint16_t word59, uint16_t feature, uint32_t key, const Expected& last) {
+    const auto identified = identifyAta().answers(identifyDevice().word(59, word59).word(128, 0x01));
+    const auto command = [](uint16_t action) {
+        return Expected::ata(0xB4, Protocol::NON_DATA, Addressing::BITS_48).feature(action).wantsRegisters();
+    };
+    drive.expect(unusedDisk())
+        .expect(identified)
+        .expect(unusedDisk())
+        .expect(identified)
+        .expect(command(0).returns({0x00, 0x50, 0x40, 0, 0xFFFF}))
+        .expect(unusedDisk())
+        .expect(command(feature).lba(key).completes())
+        .expect(command(0).returns({0x00, 0x50, 0x40, 0x8000, 0xFFFF}))
+        .expect(last);
+}
+
+TEST(AtaDelete, ADriveWithoutBlockEraseIsScrambled) {
+    const TemporaryFolder folder;
+    FakeSataDrive drive;
+    expectSanitize(drive, 0x3000, 0x0011, 0x43727970, lookAgain());
+    FormatJob job(std::make_shared<FakeClock>(), ErasePasswords(folder / "state"));
+    EXPECT_EQ(JobRun(job, JOBTYPE_METHOD).with("Type", "Delete").on({&drive}),
+              statusAnswer("Format", "0/0 The drive was sanitized. Method: crypto scramble."));
+}
+
+TEST(AtaDelete, ARecordThatCannotBeRemovedIsReportedAfterTheErase) {
+    const TemporaryFolder folder;
+    const ErasePasswords passwords(folder / "state");
+    FakeSataDrive drive;
+    ASSERT_TRUE(succeeded(passwords.add(*drive.device())));
+    const std::string record = folder / ("state/" + ErasePasswords::fileName(*drive.device()));
+    expectSanitize(drive, 0xB000, 0x0012, 0x426B4572, lookAgain().then([&] {
+        std::filesystem::remove(record);
+        std::filesystem::create_directory(record);
+    }));
+    FormatJob job(std::make_shared<FakeClock>(), passwords);
+    EXPECT_EQ(JobRun(job, JOBTYPE_METHOD).with("Type", "Delete").on({&drive}),
+              statusAnswer("Format",
+                           "10/168 Failed to write to file. " + record + ": Is a directory. The drive was sanitized."));
 }
 
 TEST(ErasePasswords, ARecordBelongsToOneDrive) {
