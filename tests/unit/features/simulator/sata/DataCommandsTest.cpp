@@ -1,3 +1,6 @@
+#include <filesystem>
+
+#include "tests/support/StatusText.h"
 #include "tests/unit/features/simulator/sata/SimulatedSataDrive.h"
 
 namespace {
@@ -60,6 +63,56 @@ TEST_F(SataData, ABadSectorIsPendingUntilItIsRewritten) {
     EXPECT_EQ(smartPage(0xD0)[2 + 12 * 1 + 5], 1) << "reallocated";
     EXPECT_EQ(content(21), -1);
     EXPECT_EQ(number(log(0x04, 4), 8, 8), 0xC000000000000002U) << "reported uncorrectable errors";
+}
+
+TEST_F(SataData, ACommandBeyondTheEndIsNotCarriedOut) {
+    data.assign(1024, 0x11);
+    EXPECT_EQ(registers({0x35, Protocol::DMA_OUT, true, 0, 2, 131071, 0, 1024}),
+              (Registers{0x10, 0x51, 0x40, 0, 131071}));
+    EXPECT_EQ(content(131071), 0);
+    EXPECT_EQ(verify(131071, 2), (Registers{0x10, 0x51, 0x40, 0, 131071}));
+    data.assign(512, 0x11);
+    EXPECT_EQ(registers({0x35, Protocol::DMA_OUT, true, 0, 2, 0, 0, 1024}).error, 0x04) << "half of the data came";
+    EXPECT_EQ(content(0), 0);
+    data.assign(9 * 512, 0);
+    EXPECT_EQ(registers({0x06, Protocol::DMA_OUT, true, 1, 9, 0, 0, 9 * 512}).error, 0x04) << "too many ranges";
+    EXPECT_EQ(registers({0x06, Protocol::DMA_OUT, true, 1, 0, 0, 0, 0}).error, 0x04) << "no ranges";
+}
+
+TEST_F(SataData, TheListOfPendingSectorsEndsWith64) {
+    description.faults.mediaErrors = {{1, 100, 66}};
+    describe();
+    for (uint64_t lba = 165; lba >= 100; --lba) EXPECT_EQ(content(lba), -1);
+    EXPECT_EQ(content(165), -1) << "once more";
+    EXPECT_EQ(number(log(0x0C), 0, 4), 64U);
+    EXPECT_EQ(number(log(0x0C), 24, 8), 102U) << "the first";
+    EXPECT_EQ(trim(160, 3).status, 0x50);
+    EXPECT_EQ(number(log(0x0C), 0, 4), 61U) << "what is given back is pending no more";
+    EXPECT_EQ(content(159), -1);
+    EXPECT_EQ(content(163), -1);
+}
+
+/// What another program put in the place of the media. A trim that was begun goes on once they are back.
+TEST_F(SataData, WithoutItsMediaADriveHasADeviceFault) {
+    namespace fs = std::filesystem;
+    const Registers fault = {0x04, 0x71, 0x40, 0, 0};
+    EXPECT_EQ(write(7, 0x77).status, 0x50);
+    EXPECT_EQ(write(8, 0x77).status, 0x50);
+    const fs::path media = path() + "/media-1-1";
+    fs::rename(media, folder / "kept");
+    fs::create_directory(media);
+    reopen();
+    EXPECT_EQ(read(7), fault);
+    EXPECT_EQ(write(7, 0x11), fault);
+    EXPECT_EQ(registers(noDataExt(0xEA)), fault);
+    EXPECT_EQ(trim(7, 1), fault);
+    const std::string waits = "1/5 Blocks of " + path() + " cannot be deallocated.";
+    EXPECT_EQ(statusText(drive->execute(noData(0xE5), data)), waits);
+    EXPECT_EQ(statusText(drive->powerCycle()), waits);
+    fs::remove(media);
+    fs::rename(folder / "kept", media);
+    EXPECT_EQ(content(7), 0) << "trimmed";
+    EXPECT_EQ(content(8), 0x77);
 }
 
 }  // namespace

@@ -1,3 +1,6 @@
+#include <filesystem>
+
+#include "tests/support/FileSizeLimit.h"
 #include "tests/unit/features/simulator/FirmwareImageBytes.h"
 #include "tests/unit/features/simulator/sata/SimulatedSataDrive.h"
 
@@ -73,6 +76,76 @@ TEST_F(SataMicrocode, AnotherImageIsAbortedAtItsFirstPieceAndADamagedOneAtItsLas
     image = firmwareImage("NEW12345", 0, 8192, "Another SSD");
     EXPECT_EQ(piece(0x03, 0, 1).error, 0x04);
     EXPECT_EQ(revision(), "TSIM0100");
+}
+
+TEST_F(SataMicrocode, AWholeImageThatIsDamagedOrAnothersIsAborted) {
+    EXPECT_EQ(piece(0x03, 0, 8).count, 1);
+    Bytes damaged = image;
+    damaged[8000] ^= 1;
+    for (const Bytes& wrong : {damaged, firmwareImage("NEW12345", 0, 8192, "Another SSD")}) {
+        data = wrong;
+        EXPECT_EQ(registers({0x92, Protocol::PIO_OUT, false, 0x07, 16, 0, 0, 8192}).error, 0x04);
+    }
+    EXPECT_EQ(piece(0x03, 8, 8).error, 0x04) << "and the piece before it is gone";
+    EXPECT_EQ(revision(), "TSIM0100");
+}
+
+TEST_F(SataMicrocode, APieceHasUpTo256SectorsWithinTheLargestImage) {
+    image = firmwareImage("NEW12345", 0, 257 * 512, "Simulated SATA SSD");
+    const auto withCount = [&](uint16_t sectors) {
+        data.assign(image.begin(), image.begin() + sectors * 512);
+        const auto low = static_cast<uint16_t>(sectors & 0xFF);
+        return registers({0x92, Protocol::PIO_OUT, false, 0x03, low, uint64_t{sectors} >> 8, 0, sectors * 512U});
+    };
+    EXPECT_EQ(withCount(257).error, 0x04);
+    EXPECT_EQ(withCount(256).count, 1);
+    data.assign(512, 0);
+    EXPECT_EQ(registers({0x92, Protocol::PIO_OUT, false, 0x03, 1, uint64_t{0x8000} << 8, 0, 512}).error, 0x04)
+        << "beyond 16 MiB";
+    EXPECT_EQ(piece(0x03, 256, 1).count, 2) << "what was refused for its size takes no piece away";
+    EXPECT_EQ(revision(), "NEW12345");
+}
+
+TEST_F(SataMicrocode, WithoutTheCommandNothingIsTaken) {
+    description.supportsFirmwareUpdate = false;
+    describe();
+    for (const uint16_t feature : {uint16_t{0x03}, uint16_t{0x07}, uint16_t{0x0E}})
+        EXPECT_EQ(piece(feature, 0, 16).error, 0x04) << feature;
+    EXPECT_EQ(registers(noData(0x92, 0x0F)).error, 0x04);
+    EXPECT_EQ(revision(), "TSIM0100");
+}
+
+TEST_F(SataMicrocode, AnActivationHasNoDataAndAPieceHas) {
+    EXPECT_EQ(piece(0x0E, 0, 16).count, 3);
+    EXPECT_EQ(piece(0x0F, 0, 1).error, 0x04) << "an activation with data";
+    EXPECT_EQ(piece(0x05, 0, 16).error, 0x04) << "an unknown mode";
+    data.clear();
+    EXPECT_EQ(registers({0x92, Protocol::PIO_OUT, false, 0x03, 0, 0, 0, 0}).error, 0x04) << "no sector";
+    EXPECT_EQ(revision(), "TSIM0100");
+    EXPECT_EQ(registers(noData(0x92, 0x0F)).count, 2) << "what waits still waits";
+}
+
+TEST_F(SataMicrocode, PiecesThatCannotBeKeptAreADeviceFault) {
+    namespace fs = std::filesystem;
+    EXPECT_EQ(piece(0x03, 0, 8).count, 1);
+    const fs::path download = path() + "/firmware-download";
+    ASSERT_TRUE(fs::exists(download));
+    fs::rename(download, folder / "kept");
+    fs::create_directory(download);
+    EXPECT_EQ(piece(0x03, 8, 8), (Registers{0x04, 0x71, 0x40, 0, 0}));
+    fs::remove(download);
+    fs::rename(folder / "kept", download);
+    EXPECT_EQ(piece(0x03, 8, 8).count, 2) << "nothing was lost";
+    EXPECT_EQ(revision(), "NEW12345");
+
+    image = firmwareImage("NEXT1234", 0, 256 * 512, "Simulated SATA SSD");
+    {
+        const FileSizeLimit limit(32768);
+        EXPECT_EQ(piece(0x03, 0, 128), (Registers{0x04, 0x71, 0x40, 0, 0}));
+    }
+    EXPECT_EQ(piece(0x03, 0, 128).count, 1);
+    EXPECT_EQ(piece(0x03, 128, 128).count, 2);
+    EXPECT_EQ(revision(), "NEXT1234");
 }
 
 TEST_F(SataMicrocode, LengthAndCountMustAgree) {

@@ -1,10 +1,14 @@
 #include <unistd.h>
 
+#include <cerrno>
+
 #include "features/simulator/sata/SataState.h"
 #include "features/simulator/sata/StateCheck.h"
 #include "features/simulator/store/CaptureFolder.h"
 #include "features/simulator/store/Extension.h"
 #include "features/simulator/store/NewDrive.h"
+#include "tests/support/FileSizeLimit.h"
+#include "tests/support/StatusText.h"
 #include "tests/unit/features/simulator/sata/SimulatedSataDrive.h"
 
 namespace {
@@ -79,6 +83,52 @@ TEST_F(SataDriveTest, ADriveOfAnotherKindIsRefused) {
     features::simulator::sata::SataDrive other(folder / "drives/nvme", clock);
     EXPECT_FALSE(other.execute(noData(0xE5), data));
     EXPECT_FALSE(other.describe());
+}
+
+TEST_F(SataDriveTest, ADescriptionOfAnotherKindMakesNone) {
+    description.setModel(ModelId::VELKO);
+    ASSERT_TRUE(succeeded(store().create({{"nvme", description}}, clock)));
+    const std::string other = folder / "drives/nvme";
+    ASSERT_EQ(::unlink((other + "/state").c_str()), 0);
+    features::simulator::sata::SataDrive nvme(other, clock);
+    const std::string refusal = "1/22 " + other + ": The drive is not a SATA drive.";
+    EXPECT_EQ(statusText(nvme.execute(noData(0xE5), data)), refusal);
+    EXPECT_EQ(statusText(nvme.powerCycle()), refusal);
+    EXPECT_EQ(statusText(nvme.describe()), refusal);
+    EXPECT_EQ(statusText(nvme.sectors()), refusal);
+    EXPECT_NE(::access((other + "/state").c_str(), F_OK), 0) << "nothing was made";
+}
+
+TEST_F(SataDriveTest, ADamagedCaptureIsReportedByEachCommand) {
+    writeWholeFile(path() + "/capture.json", "[]");
+    reopen();
+    const std::string damage = "1/22 " + path() + "/capture.json is not a capture: it lacks the format's name.";
+    EXPECT_EQ(statusText(drive->execute(noData(0xE5), data)), damage);
+    EXPECT_EQ(statusText(drive->powerCycle()), damage);
+}
+
+/// What is not on the disk did not happen.
+TEST_F(SataDriveTest, ACommandWhoseEffectCannotBeSavedFailsAndIsUndone) {
+    EXPECT_EQ(word(128), 0x0021);
+    {
+        const FileSizeLimit limit(0);
+        data.assign(512, 0);
+        data[2] = 'x';
+        const TaskFile setPassword = {0xF1, Protocol::PIO_OUT, false, 0, 0, 0, 0, 512};
+        const auto failure = drive->execute(setPassword, data);
+        ASSERT_FALSE(failure);
+        EXPECT_TRUE(failure.error().is(1, EFBIG)) << failure.error().getMessage();
+        EXPECT_TRUE(drive->powerCycle().is(1, EFBIG));
+    }
+    EXPECT_EQ(word(128), 0x0021) << "no password";
+    EXPECT_EQ(smartPage(0xD0)[2 + 12 * 3 + 5], 1) << "power cycles";
+}
+
+TEST_F(SataDriveTest, ADriveThatWasRemovedKeepsNoCounters) {
+    EXPECT_EQ(write(1, 1).status, 0x50);
+    ASSERT_TRUE(succeeded(store().remove("one")));
+    drive.reset();
+    EXPECT_NE(::access(path().c_str(), F_OK), 0);
 }
 
 TEST_F(SataDriveTest, ACheckThatFailsEndsTheCommand) {
