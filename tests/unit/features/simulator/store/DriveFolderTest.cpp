@@ -1,16 +1,16 @@
+#include <boost/crc.hpp>
 #include <fcntl.h>
 #include <sys/file.h>
-#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <atomic>
 #include <climits>
-#include <csignal>
 #include <filesystem>
 #include <thread>
 
+#include "tests/support/FileSizeLimit.h"
 #include "tests/support/StatusText.h"
 #include "tests/unit/features/simulator/SimulatedDrive.h"
 
@@ -374,25 +374,6 @@ TEST_F(FolderOfASimulatedDrive, RunsNoCommandWithoutItsLock) {
     EXPECT_TRUE(std::filesystem::exists(path() + "/description.ini"));
 }
 
-/// While it lives no file can grow: writing fails with EFBIG.
-class FullDisk {
-public:
-    FullDisk() : before_(std::signal(SIGXFSZ, SIG_IGN)) {
-        EXPECT_EQ(::getrlimit(RLIMIT_FSIZE, &limit_), 0);
-        rlimit none = limit_;
-        none.rlim_cur = 0;
-        EXPECT_EQ(::setrlimit(RLIMIT_FSIZE, &none), 0);
-    }
-    ~FullDisk() {
-        EXPECT_EQ(::setrlimit(RLIMIT_FSIZE, &limit_), 0);
-        (void)std::signal(SIGXFSZ, before_);  // it was valid before
-    }
-
-private:
-    rlimit limit_{};
-    void (*before_)(int);
-};
-
 TEST_F(FolderOfASimulatedDrive, RefusesCommandsWhenItsProgressCannotBeSaved) {
     description.sanitizeSeconds = 10;
     describe();
@@ -400,7 +381,7 @@ TEST_F(FolderOfASimulatedDrive, RefusesCommandsWhenItsProgressCannotBeSaved) {
     const std::string state = readWholeFile(path() + "/state");
     clock.advanceMs(10000);
     {
-        const FullDisk full;
+        const FileSizeLimit full(0);
         reopen();
         data.clear();
         const auto execute = statusOf(controller->execute(admin(0x06, 0, 1), data));
@@ -413,6 +394,73 @@ TEST_F(FolderOfASimulatedDrive, RefusesCommandsWhenItsProgressCannotBeSaved) {
     EXPECT_EQ(number(log(0x81, 512), 2, 2), 0x0101U) << "done, once it can be saved";
 }
 
+/// What is not on the disk did not happen, and the command says so.
+TEST_F(FolderOfASimulatedDrive, UndoesACommandWhoseEffectCannotBeSaved) {
+    EXPECT_EQ(status(admin(0x09, 0, 0x02, 1)), 0);
+    const std::string state = readWholeFile(path() + "/state");
+    {
+        const FileSizeLimit full(0);
+        const Status failure = statusOf(controller->execute(admin(0x09, 0, 0x02, 2), data));
+        EXPECT_TRUE(failure.is(1, EFBIG)) << failure.getMessage();
+    }
+    EXPECT_EQ(readWholeFile(path() + "/state"), state);
+    EXPECT_EQ(run(admin(0x0A, 0, 0x02)).dword0, 1U) << "the power state that was set before";
+}
+
+/// A state file: a head of 64 bytes with the checksum of what follows at byte 12, and its own at byte 60.
+std::string withChecksums(std::string state) {
+    const auto put = [&](size_t at, size_t first, size_t size) {
+        boost::crc_32_type crc;
+        crc.process_bytes(state.data() + first, size);
+        for (size_t i = 0; i < 4; ++i) state[at + i] = static_cast<char>(crc.checksum() >> 8 * i);
+    };
+    const size_t length = state.size() - 64;
+    for (size_t i = 0; i < 8; ++i) state[16 + i] = static_cast<char>(length >> 8 * i);
+    put(12, 64, length);
+    put(60, 0, 60);
+    return state;
+}
+
+TEST_F(FolderOfASimulatedDrive, RefusesAStateWhoseChecksumsAreRight) {
+    const std::string damaged = "1/74 The state of the simulated drive is damaged: DRIVE/state ";
+    const std::string state = readWholeFile(path() + "/state");
+    std::string other = state;
+    other[8] = 2;
+    writeWholeFile(path() + "/state", withChecksums(other));
+    EXPECT_EQ(failure(), damaged + "is of another version of this program.");
+    for (const size_t cut : {size_t{1}, state.size() / 2, state.size() - 64}) {
+        writeWholeFile(path() + "/state", withChecksums(state.substr(0, state.size() - cut)));
+        EXPECT_EQ(failure(), damaged + "does not hold what its version says.") << cut;
+    }
+    writeWholeFile(path() + "/state", withChecksums(state + "x"));
+    EXPECT_EQ(failure(), damaged + "does not hold what its version says.");
+    writeWholeFile(path() + "/state", withChecksums(state));
+    EXPECT_EQ(failure(), "0/0 Completed successfully.");
+}
+
+TEST_F(FolderOfASimulatedDrive, ReportsADamagedCaptureInIt) {
+    writeWholeFile(path() + "/capture.json", "{}");
+    EXPECT_EQ(failure(), "1/22 DRIVE/capture.json is not a capture: it lacks the format's name.");
+}
+
+TEST_F(FolderOfASimulatedDrive, SaysWhyItsIdentityIsNotKnown) {
+    const auto identity = [&] {
+        std::string text = statusText(DriveFolder::readIdentity(path()));
+        for (size_t at; (at = text.find(path())) != std::string::npos;) text.replace(at, path().size(), "DRIVE");
+        return text;
+    };
+    const std::string description = readWholeFile(path() + "/description.ini");
+    EXPECT_EQ(identity(), "0/0 Completed successfully.");
+    writeWholeFile(path() + "/description.ini", "[drive\n");
+    EXPECT_EQ(identity(), "1/22 DRIVE/description.ini: Line 1: unmatched '['.");
+    std::filesystem::remove(path() + "/description.ini");
+    EXPECT_EQ(identity(), "1/2 System error. DRIVE/description.ini: No such file or directory.");
+    ASSERT_EQ(::chmod(path().c_str(), 0702), 0);
+    EXPECT_EQ(identity(), "1/1 System error. DRIVE can be changed by other users.");
+    std::filesystem::remove_all(path());
+    EXPECT_EQ(identity(), "1/2 System error. DRIVE: No such file or directory.");
+}
+
 TEST_F(FolderOfASimulatedDrive, SaysThatADriveCannotBeMade) {
     // Folders in which nothing can be made, also by root.
     const Status none = DriveStore("/proc/self/task").create({{"one", description}}, clock);
@@ -423,7 +471,7 @@ TEST_F(FolderOfASimulatedDrive, SaysThatADriveCannotBeMade) {
     EXPECT_TRUE(DriveStore(folder / "missing/drives").create({{"one", description}}, clock).is(1, ENOENT));
     const DriveStore store(folder / "drives");
     {
-        const FullDisk full;
+        const FileSizeLimit full(0);
         EXPECT_TRUE(store.create({{"two", description}}, clock).is(1, EFBIG));
     }
     EXPECT_EQ(store.names(), std::vector<std::string>{"one"});
