@@ -419,6 +419,40 @@ TEST(NvmeLogJob, NoGroupIsReadThatDoesNotFitInWhatTheControllerTakes) {
     (void)JobRun(job, JOBTYPE_METHOD).with("LogId", "12").on({&drive});
 }
 
+/// OCP 2.0 has C5h, and its C8h came with 2.5. Where the maker and OCP have a feature each, it is OCP's.
+TEST(NvmeLogJob, VendorSpecificFeaturesHaveTheNamesOfTheDrivesDialects) {
+    const DriveBytes features =
+        DriveBytes(1024).byte(4 * 0xC5, 1).byte(4 * 0xC6, 1).byte(4 * 0xC8, 1).byte(4 * 0xD0, 1);
+    const struct {
+        bool isVelko;
+        bool isOcp;
+        const char* names[4];
+    } cases[] = {
+        {false, false, {"Vendor Specific", "Vendor Specific", "Vendor Specific", "Vendor Specific"}},
+        {true, false, {"Vendor Specific", "Power Governor", "SMBus Address", "Vendor Specific"}},
+        {false, true, {"Latency Monitor", "PLP Health Check Interval", "Vendor Specific", "Vendor Specific"}},
+        {true, true, {"Latency Monitor", "PLP Health Check Interval", "SMBus Address", "Vendor Specific"}},
+    };
+    for (const auto& c : cases) {
+        FakeDrive drive;
+        if (c.isVelko) velko(drive);
+        drive.expect(withList())
+            .expect(logList({0x12, 0xC0}))
+            .expect(lookAtLog(0x12, 1024).answers(features))
+            .expect(c.isOcp ? ocpLog().answers(ocpSmart(3)) : ocpLog().refuses(NO_SUCH_LOG));
+        NvmeLogJob job;
+        std::string expected =
+            "0/0\n<Object category=\"Output\">\n<Object key=\"S1\" name=\"Feature Identifiers Supported and "
+            "Effects\">\n";
+        const char* const fids[] = {"0xC5", "0xC6", "0xC8", "0xD0"};
+        for (size_t i = 0; i < 4; ++i) {
+            expected += std::string("<Property description=\"") + c.names[i] + "\" name=\"FID " + fids[i] +
+                        "\" value=\"supported\"/>\n";
+        }
+        EXPECT_EQ(JobRun(job, JOBTYPE_METHOD).with("LogId", "18").on({&drive}), expected + "</Object>\n</Object>");
+    }
+}
+
 TEST(NvmeLogJob, OneThatIsTooLongIsShownInItsPlaceAmongAllPages) {
     FakeDrive drive;
     drive
