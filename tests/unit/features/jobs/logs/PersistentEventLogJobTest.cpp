@@ -6,6 +6,7 @@
 #include "ostrel/interfaces/ostreli/interface/JobNames.h"
 #include "tests/support/TemporaryFolder.h"
 #include "tests/unit/features/jobs/Commands.h"
+#include "tests/unit/features/jobs/GoneDrive.h"
 #include "tests/unit/features/jobs/JobRun.h"
 
 namespace features::jobs {
@@ -94,6 +95,13 @@ TEST(PersistentEventLogJob, AFailureLeavesNoContextOfOurs) {
     EXPECT_EQ(act(drive, "new_context"),
               "10/248 Could not parse Persistent Event Log, log may be corrupted. Drive S1 (/dev/nvme0) says that it "
               "has 1099511627776 bytes.");
+}
+
+TEST(PersistentEventLogJob, ADriveThatGoesAwayWhileItsContextIsReplacedIsAskedNothingMore) {
+    expectTheEndAtEach({identify(0x01).answers(controller()), page(ESTABLISH).refuses(COMMAND_SEQUENCE_ERROR),
+                        page(RELEASE).answers(header()), page(ESTABLISH).answers(header())},
+                       "0/70 The drive /dev/nvme0 is gone.",
+                       [](const FakeDrive& drive) { return act(drive, "new_context"); });
 }
 
 TEST(PersistentEventLogJob, ReadsInTheContextThatIsThere) {

@@ -3,6 +3,7 @@
 #include "features/jobs/logs/TelemetryLogJob.h"
 #include "ostrel/core/Strings.h"
 #include "ostrel/interfaces/ostreli/interface/JobNames.h"
+#include "tests/unit/features/jobs/GoneDrive.h"
 #include "tests/unit/features/jobs/JobRun.h"
 #include "tests/unit/features/jobs/SataCommands.h"
 
@@ -99,6 +100,32 @@ TEST(TelemetryLogJobAta, ALogThatChangesIsReadOnceMoreWithoutAnotherCapture) {
     EXPECT_EQ(run(restless, {{"DataArea", "1"}}),
               "10/200 Failed to retrieve telemetry data. Drive S1 (/dev/sda) made another capture while its log was "
               "read, twice.");
+}
+
+TEST(TelemetryLogJobAta, EachOfItsFactsShowsThatALogChanged) {
+    const DriveBytes changed[] = {header(0x24, 1, 0), header(0x24, 0, 1), header(0x24).le16(8, 2),
+                                  header(0x24).le16(12, 2)};
+    for (const DriveBytes& other : changed) {
+        FakeSataDrive drive;
+        withLogs(drive)
+            .expect(capture().answers(header(0x24)))
+            .expect(logExt(0x24, 1, 1).answers(filled(1, 0x11)))
+            .expect(logExt(0x24).answers(other))
+            .expect(logExt(0x24).answers(header(0x24)))
+            .expect(logExt(0x24, 1, 1).answers(filled(1, 0x22)))
+            .expect(logExt(0x24).answers(header(0x24)));
+        EXPECT_EQ(run(drive, {{"DataArea", "1"}}), dump(header(0x24), hex(filled(1, 0x22))));
+    }
+}
+
+TEST(TelemetryLogJobAta, AFailureInTheMiddleLeavesNoPartOfALog) {
+    const auto runArea1 = [](const FakeSataDrive& drive) { return run(drive, {{"DataArea", "1"}}); };
+    expectTheEndAtEach<FakeSataDrive>(
+        {identifyAta().answers(identifyDevice()), logExt(0x00).answers(logDirectory({0x24, 0x25})),
+         capture().answers(header(0x24)), logExt(0x24, 1, 1).answers(filled(1, 0x11)),
+         logExt(0x24).answers(header(0x24, 1, 1)), logExt(0x24).answers(header(0x24, 1, 1)),
+         logExt(0x24, 1, 1).answers(filled(1, 0x22)), logExt(0x24).answers(header(0x24, 1, 1))},
+        "0/70 The drive /dev/nvme0 is gone.", runArea1);
 }
 
 TEST(TelemetryLogJobAta, RefusesWhatTheDriveDoesNotHave) {

@@ -9,6 +9,7 @@
 #include "ostrel/core/Strings.h"
 #include "ostrel/interfaces/ostreli/interface/JobNames.h"
 #include "tests/unit/features/jobs/Commands.h"
+#include "tests/unit/features/jobs/GoneDrive.h"
 #include "tests/unit/features/jobs/JobRun.h"
 
 namespace features::jobs {
@@ -288,6 +289,34 @@ TEST(TelemetryLogJob, AFailureWithDataArea4PutsHostBehaviorSupportBack) {
         drive.expect(readsBehavior(1)).expect(writesBehavior(0));
         EXPECT_EQ(run(drive, {{"DataArea", "4"}}), "0/70 The drive /dev/nvme0 is gone.") << failing;
     }
+}
+
+TEST(TelemetryLogJob, ADriveThatGoesAwayBeforeHostBehaviorSupportIsSetIsSentNothingMore) {
+    expectTheEndAtEach({identify(0x01).answers(area4Controller()), readsBehavior(0)},
+                       "0/70 The drive /dev/nvme0 is gone.",
+                       [](const FakeDrive& drive) { return run(drive, {{"DataArea", "4"}}); });
+}
+
+/// What was written may be in force, also where reading it back fails.
+TEST(TelemetryLogJob, HostBehaviorSupportThatCannotBeReadBackIsPutBack) {
+    FakeDrive drive;
+    drive.expect(identify(0x01).answers(area4Controller()))
+        .expect(readsBehavior(0))
+        .expect(writesBehavior(1))
+        .expect(readsBehavior(1).breaks(gone()))
+        .expect(readsBehavior(1))
+        .expect(writesBehavior(0));
+    EXPECT_EQ(run(drive, {{"DataArea", "4"}}), "0/70 The drive /dev/nvme0 is gone.");
+}
+
+TEST(TelemetryLogJob, AnEventThatCannotBeAcknowledgedFailsTheLog) {
+    FakeDrive drive;
+    drive.expect(identify(0x01).answers(telemetryController()))
+        .expect(piece(0x08, 512, 0, 0, true).answers(header(8, 9)))
+        .expect(piece(0x08, 512, 512, 0, true).answers(filled(512, 0x44)))
+        .expect(piece(0x08, 512, 0, 0, true).answers(header(8, 9)))
+        .expect(piece(0x08, 512, 0, 0, false).breaks(gone()));
+    EXPECT_EQ(run(drive, {{"HostInitiated", "False"}, {"DataArea", "1"}}), "0/70 The drive /dev/nvme0 is gone.");
 }
 
 TEST(TelemetryLogJob, HostBehaviorSupportThatMayBeSetIsPutBack) {

@@ -4,8 +4,10 @@
 #include "ostrel/interfaces/ostreli/interface/JobNames.h"
 #include "tests/support/TemporaryFolder.h"
 #include "tests/unit/features/jobs/Commands.h"
+#include "tests/unit/features/jobs/GoneDrive.h"
 #include "tests/unit/features/jobs/JobRun.h"
 #include "tests/unit/features/jobs/OcpLog.h"
+#include "tests/unit/features/jobs/StatusAnswer.h"
 
 namespace features::jobs {
 namespace {
@@ -79,23 +81,43 @@ TEST(TelemetryLogParseJob, RefusesWhatIsNoTelemetryLog) {
     EXPECT_EQ(parseFile(folder / "log", folder / "missing").substr(0, 6), "10/54 ");
 }
 
-TEST(TelemetryLogParseJob, ReadsADrivesLogAndItsStringLog) {
+/// Of a drive with a controller-initiated log of two blocks and a string log.
+std::vector<Expected> allCommands() {
     const DriveBytes strings = DriveBytes(432).byte(0, 1).byte(32, 108).put(
         16, {0x44, 0xAA, 0x57, 0x00, 0x94, 0x95, 0xA4, 0x9E, 0x8B, 0x40, 0x8F, 0x1A, 0x69, 0x83, 0x3A, 0xB1});
-    FakeDrive drive;
-    drive.expect(identify(0x01).answers(identifyController().byte(261, 0x2C)))
-        .expect(lookAtLog(0x08, 512).answers(header()))
-        .expect(logPage(0x08, 512, 512).dword(10, 0x007F8008).answers(DriveBytes(512)))
-        .expect(lookAtLog(0x08, 512).answers(header()))
-        .expect(logPage(0x08, 512).dword(10, 0x007F0008).answers(header()))
-        .expect(logList({0xC0, 0xC9}))
-        .expect(ocpLog().answers(ocpSmart(4)))
-        .expect(ocpLog().answers(ocpSmart(4)))
-        .expect(lookAtLog(0xC9, 432).answers(strings))
-        .expect(lookAtLog(0xC9, 432).answers(strings));
+    return {identify(0x01).answers(identifyController().byte(261, 0x2C)),
+            lookAtLog(0x08, 512).answers(header()),
+            logPage(0x08, 512, 512).dword(10, 0x007F8008).answers(DriveBytes(512)),
+            lookAtLog(0x08, 512).answers(header()),
+            logPage(0x08, 512).dword(10, 0x007F0008).answers(header()),
+            logList({0xC0, 0xC9}),
+            ocpLog().answers(ocpSmart(4)),
+            ocpLog().answers(ocpSmart(4)),
+            lookAtLog(0xC9, 432).answers(strings),
+            lookAtLog(0xC9, 432).answers(strings)};
+}
+std::string parseLogOf(const FakeDrive& drive) {
     TelemetryLogParseJob job;
-    EXPECT_EQ(JobRun(job, JOBTYPE_METHOD).naming("S1").with("HostInitiated", "false").on({&drive}),
-              answer("key=\"S1\" ", ""));
+    return JobRun(job, JOBTYPE_METHOD).naming("S1").with("HostInitiated", "false").on({&drive});
+}
+
+TEST(TelemetryLogParseJob, ReadsADrivesLogAndItsStringLog) {
+    FakeDrive drive;
+    for (const Expected& command : allCommands()) drive.expect(command);
+    EXPECT_EQ(parseLogOf(drive), answer("key=\"S1\" ", ""));
+}
+
+TEST(TelemetryLogParseJob, ADriveThatGoesAwayIsReportedInThePlaceOfItsLog) {
+    expectTheEndAtEach(allCommands(), statusAnswer("Telemetry Log Status", "0/70 The drive /dev/nvme0 is gone."),
+                       parseLogOf);
+}
+
+TEST(TelemetryLogParseJob, ADriveWithoutAStringLogIsNotAskedForOne) {
+    const std::vector<Expected> commands = allCommands();
+    FakeDrive drive;
+    drive.expect(identify(0x01).answers(identifyController().byte(261, 0x0C)));
+    for (size_t i = 1; i < 5; ++i) drive.expect(commands[i]);
+    EXPECT_EQ(parseLogOf(drive), answer("key=\"S1\" ", ""));
 }
 
 TEST(TelemetryLogParseJob, ADriveWithoutTheLogIsReported) {

@@ -5,6 +5,7 @@
 #include "features/jobs/logs/VelkoLogJob.h"
 #include "ostrel/interfaces/ostreli/interface/JobNames.h"
 #include "tests/unit/features/jobs/Commands.h"
+#include "tests/unit/features/jobs/GoneDrive.h"
 #include "tests/unit/features/jobs/JobRun.h"
 #include "tests/unit/features/jobs/Models.h"
 
@@ -119,6 +120,18 @@ TEST(VelkoLogJob, GivesUpAfterThreePictures) {
         EXPECT_EQ(dump(c.job, drive), std::string(c.failed) +
                                           " The log of drive S1 (/dev/nvme0) was read by another process at the same "
                                           "time.");
+    }
+}
+
+TEST(VelkoLogJob, AFailureInTheMiddleLeavesNoPartOfALog) {
+    for (const auto& c : LOGS) {
+        SCOPED_TRACE(c.job);
+        expectTheEndAtEach(
+            {identify(0x01).answers(identifyController()), lookAtLog(c.lid, 64).answers(head(c.signature, 72, 5)),
+             rest(c.lid, 8).answers({1, 2, 3, 4, 6, 0, 0, 0}), lookAtLog(c.lid, 64).answers(head(c.signature, 72, 7)),
+             rest(c.lid, 8).answers({1, 2, 3, 4, 7, 0, 0, 0})},
+            "0/70 The drive /dev/nvme0 is gone.", [&](const FakeDrive& drive) { return dump(c.job, drive); },
+            [](FakeDrive& drive) { velko(drive); });
     }
 }
 
