@@ -30,12 +30,16 @@ Outcome unreadable() {
 class PlannedDrive : public SampledDrive {
 public:
     Status checkSelected() override { return Status(); }
-    Result<std::vector<SampledSpace>> spaces() override { return list; }
+    Result<std::vector<SampledSpace>> spaces() override {
+        if (failed(failure)) return failure;
+        return list;
+    }
     Result<Piece> read(uint32_t nsid, uint64_t offset) override {
         reads.emplace_back(nsid, offset);
         return answer(offset);
     }
     std::vector<SampledSpace> list{{1, 4096, std::nullopt}};
+    Status failure;  ///< of the question for the spaces
     std::function<Outcome(uint64_t offset)> answer = [](uint64_t) -> Outcome { return text(1); };
     std::vector<std::pair<uint32_t, uint64_t>> reads;
 };
@@ -177,6 +181,29 @@ TEST(EraseCheck, ADriveThatDiesOfItsEraseHasFailed) {
     EXPECT_EQ(check.after(drive, statuses::formatFailed()).getMessage(),
               FAILED_AT_0 + std::string("unreadable; 4 of 64 places failed."));
     EXPECT_EQ(drive.reads.size(), 4U);
+}
+
+TEST(EraseCheck, ADriveWhoseNamespacesCannotBeAskedForAfterTheEraseHasFailed) {
+    PlannedDrive drive;
+    EraseCheck check;
+    check.before(drive, 1);
+    drive.failure = Status(CATEGORY_CORE, 70, "The drive is gone.");
+    drive.reads.clear();
+    const Status status = check.after(drive, statuses::formatFailed());
+    EXPECT_TRUE(status.is(10, 171));
+    EXPECT_EQ(status.getMessage(), "Failed to format drive. What was erased could not be checked: The drive is gone.");
+    EXPECT_EQ(drive.reads.size(), 0U);
+}
+
+TEST(EraseCheck, ANamespaceThatIsGoneAfterTheEraseIsNotJudged) {
+    PlannedDrive drive;
+    EraseCheck check;
+    check.before(drive, 1);
+    drive.list.clear();
+    drive.reads.clear();
+    EXPECT_TRUE(succeeded(check.after(drive, statuses::formatFailed())));
+    EXPECT_EQ(drive.reads.size(), 0U);
+    EXPECT_EQ(check.section().list.back().value, "not judged");
 }
 
 }  // namespace

@@ -444,5 +444,18 @@ TEST_F(ErasureRecordsTest, AFormatWithoutAnEraseLeavesNone) {
         << content(NAME + ".txt");
 }
 
+TEST_F(ErasureRecordsTest, ADriveThatIsAnotherOneByNowIsNotFormatted) {
+    for (const char* setting : {"1", "2"}) {
+        drive_.expect(hostUses({unusedNamespace(1)}))
+            .expect(identify(1).answers(identifyController().le16(256, 0x0002).byte(524, 0x04)))
+            .expect(identify(0, 1).answers(identifyNamespace(1000)))
+            .expect(identify(1).breaks(gone()));
+        EXPECT_EQ(run({{"Type", "NVMeFormat"}, {"NamespaceId", "1"}, {"SecureEraseSetting", setting}}),
+                  statusAnswer("Format", "0/70 The drive /dev/nvme0 is gone."));
+        drive_.expectDone();
+    }
+    EXPECT_EQ(names(), std::vector<std::string>());
+}
+
 }  // namespace
 }  // namespace features::jobs

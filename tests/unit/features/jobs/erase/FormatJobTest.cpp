@@ -618,6 +618,54 @@ TEST_F(FormatJobTest, ANamespaceThatDidNotBecomeWhatWasAskedForIsAFailure) {
                  "0, which is not what was asked for."));
 }
 
+/// What the drive reports of a namespace after the format, when format 2 with protection of type 1 in the last bytes of
+/// metadata in a buffer of its own was asked for.
+TEST_F(FormatJobTest, EachFactOfTheNamespaceMustBeWhatWasAskedFor) {
+    const struct {
+        uint8_t format;      ///< of three, and bit 4: metadata is part of the block
+        uint8_t protection;  ///< the type, and bit 3: in the first bytes
+        bool isReached;
+        const char* words;
+    } CASES[] = {
+        {0x02, 0x01, true, ""},
+        {0x01, 0x01, false, "has format 1 and protection type 1, which is not what was asked for."},
+        {0x02, 0x00, false, "has format 2 and protection type 0, which is not what was asked for."},
+        {0x02, 0x09, false, "has format 2 and protection type 1, which is not what was asked for."},
+        {0x12, 0x01, false, "has format 2 and protection type 1, which is not what was asked for."},
+    };
+    for (const auto& c : CASES) {
+        SCOPED_TRACE(&c - CASES);
+        expectLook(1);
+        drive_.expect(hostUses({unusedNamespace(1)}))
+            .expect(formatCommand(1, 0x022).completes())
+            .expect(identify(0, 1).answers(space(c.format).byte(29, c.protection)));
+        if (c.isReached) drive_.expect(lookAgain());
+        const std::string got =
+            run("NVMeFormat",
+                {{"NamespaceId", "1"}, {"LBAFormat", "2"}, {"ProtectionInformation", "1"}, {"MetadataSettings", "0"}});
+        drive_.expectDone();
+        if (c.isReached) {
+            EXPECT_NE(got.find("<Property name=\"Code\" value=\"0\"/>"), std::string::npos) << got;
+        } else {
+            EXPECT_EQ(got, answerOf("10/171 Failed to format drive. Namespace 1 of drive S1 (/dev/nvme0) " +
+                                    std::string(c.words)));
+        }
+    }
+}
+
+/// Not known: the error of the drive's answer is the answer.
+TEST_F(FormatJobTest, AnErrorThatIsNoProgressEndsTheWatch) {
+    expectLook(1);
+    drive_.expect(hostUses({unusedNamespace(1)}))
+        .expect(formatCommand(1, 0x000).completes())
+        .expect(identify(0, 1).refuses(0x0084))
+        .expect(identify(0, 1).refuses(0x4006));
+    EXPECT_EQ(run("NVMeFormat", {{"NamespaceId", "1"}}),
+              answerOf("0/25 NVMe command reported a problem. Identify failed on drive S1 (/dev/nvme0): Internal Error "
+                       "(status code type 0x0, status "
+                       "code 0x06, opcode 0x06)."));
+}
+
 TEST_F(FormatJobTest, EachRefusalHasItsMeaning) {
     const struct {
         uint16_t statusField;
@@ -683,6 +731,31 @@ TEST_F(FormatJobTest, ADriveThatGoesAwayIsReportedWhereverItHappens) {
     EXPECT_EQ(
         run("NVMeFormat", {{"NamespaceId", "1"}}),
         answerOf("0/70 The drive /dev/nvme0 is gone. Namespace 1 was formatted: LBA format 0, blocks of 512 bytes."));
+}
+
+/// All namespaces, or whether there are more than the one that was named: nothing is formatted before that is known.
+TEST_F(FormatJobTest, ADriveThatGoesAwayWhileItsNamespacesAreCountedIsNotFormatted) {
+    const std::string gone = answerOf("0/70 The drive /dev/nvme0 is gone.");
+    drive_.expect(hostUses({}))
+        .expect(identify(1).answers(formatController()))
+        .expect(identify(2).breaks(jobs::gone()));
+    EXPECT_EQ(run("Delete"), gone);
+    drive_.expectDone();
+    drive_.expect(hostUses({}))
+        .expect(identify(1).answers(managingController()))
+        .expect(identify(0x10).breaks(jobs::gone()));
+    EXPECT_EQ(run("Delete"), gone);
+    drive_.expectDone();
+    drive_.expect(hostUses({}))
+        .expect(identify(1).answers(formatController()))
+        .expect(identify(2).answers(namespaceList({1, 2})))
+        .expect(identify(0, 1).answers(space()))
+        .expect(identify(0, 2).breaks(jobs::gone()));
+    EXPECT_EQ(run("Delete"), gone);
+    drive_.expectDone();
+    expectLook(1, formatController(0x01));
+    drive_.expect(identify(2).breaks(jobs::gone()));
+    EXPECT_EQ(run("NVMeFormat", {{"NamespaceId", "1"}}), gone);
 }
 
 }  // namespace

@@ -1,7 +1,12 @@
 #include <gtest/gtest.h>
 
+#include <optional>
+
 #include "features/jobs/erase/SampledDrive.h"
+#include "tests/support/StatusText.h"
 #include "tests/support/fakedrive/FakeDrive.h"
+#include "tests/unit/features/jobs/Commands.h"
+#include "tests/unit/features/jobs/GoneDrive.h"
 
 namespace features::jobs {
 namespace {
@@ -52,6 +57,49 @@ TEST(SampledDrive, HasNoBlocksOfASizeThatNoTransferHas) {
             .expect(identify(0x00, 1).answers(identifyNamespace(100, c.blockShift)));
         EXPECT_EQ((bytesOf<SampledNvmeDrive, nvme::Drive>(fake)), c.bytes) << unsigned{c.blockShift};
     }
+}
+
+/// NVMe 1.4: its namespaces may be of other command sets.
+DriveBytes controller14() {
+    return identifyController().le32(80, 0x00010400);
+}
+
+TEST(SampledDrive, HasTheNamespacesWithBlocksAndWhatTheyReadAfterADeallocation) {
+    const struct {
+        uint8_t csi;
+        uint8_t dlfeat;
+        size_t spaces;
+        std::optional<uint8_t> deallocated;
+    } CASES[] = {
+        {0, 0, 1, std::nullopt},  {0, 1, 1, uint8_t{0x00}}, {0, 2, 1, uint8_t{0xFF}},
+        {0, 9, 1, uint8_t{0x00}}, {2, 1, 1, uint8_t{0x00}}, {1, 1, 0, std::nullopt},
+    };
+    for (const auto& c : CASES) {
+        SCOPED_TRACE(&c - CASES);
+        FakeDrive fake;
+        fake.expect(identify(0x02).answers(namespaceList({1})))
+            .expect(identify(0x01).answers(controller14()))
+            .expect(identify(0x03, 1).answers(descriptorsOf(c.csi)));
+        if (c.spaces != 0) fake.expect(identify(0x00, 1).answers(identifyNamespace(100).byte(33, c.dlfeat)));
+        nvme::Drive drive(*fake.device());
+        const auto spaces = SampledNvmeDrive(drive).spaces();
+        ASSERT_TRUE(spaces);
+        ASSERT_EQ(spaces->size(), c.spaces);
+        for (const SampledSpace& space : *spaces) EXPECT_EQ(space.deallocated, c.deallocated);
+    }
+}
+
+TEST(SampledDrive, OneThatCannotBeAskedForItsSpacesHasNotNone) {
+    expectTheEndAtEach({identify(0x02).answers(namespaceList({1})), identify(0x01).answers(controller14()),
+                        identify(0x03, 1).answers(descriptorsOf(0)), identify(0x00, 1).answers(identifyNamespace(100))},
+                       "0/70 The drive /dev/nvme0 is gone.", [](const FakeDrive& fake) {
+                           nvme::Drive drive(*fake.device());
+                           return statusText(SampledNvmeDrive(drive).spaces());
+                       });
+    expectTheEndAtEach<FakeSataDrive>({identifyAta()}, "0/70 The drive /dev/nvme0 is gone.", [](const FakeDrive& fake) {
+        ata::Drive drive(*fake.device());
+        return statusText(SampledAtaDrive(drive).spaces());
+    });
 }
 
 }  // namespace

@@ -2,6 +2,7 @@
 
 #include "features/jobs/erase/TrimJob.h"
 #include "ostrel/interfaces/ostreli/interface/JobNames.h"
+#include "tests/unit/features/jobs/GoneDrive.h"
 #include "tests/unit/features/jobs/JobRun.h"
 #include "tests/unit/features/jobs/StatusAnswer.h"
 #include "tests/unit/features/jobs/UsedNamespaces.h"
@@ -97,6 +98,13 @@ TEST(TrimJobAta, IsRefusedOnADriveThatIsUsed) {
     FakeSataDrive mountedMeanwhile;
     mountedMeanwhile.expect(unused()).expect(identifyAta().answers(identifyDevice())).expect(hostUses({mounted(1)}));
     EXPECT_EQ(run(mountedMeanwhile, "0", "8"), statusAnswer("Trim", mountedRefusal(1)));
+}
+
+TEST(TrimJobAta, ADriveThatGoesAwayIsReportedWhereverItHappens) {
+    expectTheEndAtEach<FakeSataDrive>({unused(), identifyAta().answers(identifyDevice()), unused(),
+                                       trim(DriveBytes(512).put(0, {0x00, 0x10, 0, 0, 0, 0, 0x08, 0x00}))},
+                                      statusAnswer("Trim", "0/70 The drive /dev/nvme0 is gone."),
+                                      [](FakeSataDrive& drive) { return run(drive, "4096", "8"); });
 }
 
 }  // namespace
