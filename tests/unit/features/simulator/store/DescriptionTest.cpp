@@ -200,8 +200,24 @@ TEST(DescriptionOfASimulatedDrive, HasDefaults) {
     EXPECT_FALSE(description->faults.temperatureCelsius.has_value());
 }
 
+TEST(DescriptionOfASimulatedDrive, HasSizesAndTransfersAsTheyWereGiven) {
+    const auto lineOf = [](const std::string& text, const std::string& key) {
+        const std::string whole = Description::parse(text).value_or(Description()).toText();
+        const size_t at = whole.find("\n" + key + " =") + 1;
+        return whole.substr(at, whole.find('\n', at) - at);
+    };
+    const std::string drive = "[drive]\nmodel = ocp\nserial-number = S1\nsize = ";
+    EXPECT_EQ(lineOf(drive + "1048577\n", "size"), "size = 1048577");
+    EXPECT_EQ(lineOf(drive + "1073741824\n", "size"), "size = 1 GiB");
+    EXPECT_EQ(lineOf(drive + "16000000000\n", "size"), "size = 16 GB");
+    EXPECT_EQ(lineOf(WHO + "[supports]\nmax-transfer-kib = 0\n", "max-transfer-kib"), "max-transfer-kib = 0");
+    EXPECT_EQ(lineOf(WHO + "clock = 281474976710655\n", "clock"), "clock = 281474976710655");
+    EXPECT_EQ(lineOf(WHO + "[faults]\nhang = admin all\n", "hang"), "hang = admin all");
+}
+
 TEST(DescriptionOfASimulatedDrive, IsRefusedWithTheReason) {
     constexpr const char* WRONG_ATTRIBUTES = "\"attributes\" takes attributes like \"5 raw 100, 177 value 3\".";
+    constexpr const char* WRONG_BLOCKS = "\"media-errors\" takes blocks like \"1:100-107, 1:500\".";
     constexpr const char* WRONG_ANA = "\"ana\" takes states like \"1:all inaccessible, 2:1 non-optimized\".";
     const struct {
         std::string text;
@@ -236,11 +252,20 @@ TEST(DescriptionOfASimulatedDrive, IsRefusedWithTheReason) {
         {"model = ocp\n" + WHO, "\"model\" is outside of any section."},
         {WHO + "[faults]\ntemperature = 201\n", "\"temperature\" takes -100 to 200, or nothing."},
         {WHO + "[faults]\ntemperature = -\n", "\"temperature\" takes -100 to 200, or nothing."},
-        {WHO + "[faults]\nmedia-errors = 100\n", "\"media-errors\" takes blocks like \"1:100-107, 1:500\"."},
-        {WHO + "[faults]\nmedia-errors = 1:7-5\n", "\"media-errors\" takes blocks like \"1:100-107, 1:500\"."},
+        {WHO + "[faults]\nmedia-errors = 100\n", WRONG_BLOCKS},
+        {WHO + "[faults]\nmedia-errors = 1:7-5\n", WRONG_BLOCKS},
+        {WHO + "[faults]\nmedia-errors = a:1\n", WRONG_BLOCKS},
+        {WHO + "[faults]\nmedia-errors = 1:a\n", WRONG_BLOCKS},
+        {WHO + "[faults]\nmedia-errors = 1:1-a\n", WRONG_BLOCKS},
+        {WHO + "[faults]\nmedia-errors = 1:0-18446744073709551615\n", WRONG_BLOCKS},
         {WHO + "[faults]\nfail = admin 0x80\n", "\"fail\" takes commands like \"admin 0x80 0x10A\"."},
         {WHO + "[faults]\nfail = admin 0x80 0x800\n", "\"fail\" takes commands like \"admin 0x80 0x10A\"."},
         {WHO + "[faults]\nhang = admin 0x100\n", "\"hang\" takes commands like \"admin 0x06, io 0x02\"."},
+        {WHO + "[faults]\nhang = admin 0x06 0x07 0x08\n", "\"hang\" takes commands like \"admin 0x06, io 0x02\"."},
+        {WHO + "[faults]\nfail = admin 0x06 0x07 0x08\n", "\"fail\" takes commands like \"admin 0x80 0x10A\"."},
+        {"[drive]\nmodel = ocp\nserial-number = \nsize = 1\n", "\"serial-number\" takes 1 to 20 visible characters."},
+        {"[drive]\nmodel = ocp\nserial-number = \xC3\xA4\nsize = 1\n",
+         "\"serial-number\" takes 1 to 20 visible characters."},
         {WHO + "[faults]\nhang = all 0x06\n", "\"hang\" takes commands like \"admin 0x06, io 0x02\"."},
         {WHO + "[faults]\nhang = admin 0x06 0x07\n", "\"hang\" takes commands like \"admin 0x06, io 0x02\"."},
         {WHO + "model-number = 12345678901234567890123456789012345678901\n",

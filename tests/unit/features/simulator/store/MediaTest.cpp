@@ -3,6 +3,7 @@
 #include <filesystem>
 #include <functional>
 
+#include "tests/support/FileSizeLimit.h"
 #include "tests/unit/features/simulator/SimulatedDrive.h"
 
 namespace {
@@ -126,6 +127,35 @@ TEST_F(MediaOfASimulatedDrive, AreNewAfterAFormatByAnotherProcess) {
     EXPECT_NE(mediaFile(path()).filename(), before);
     EXPECT_EQ(status(io(0x02, 1)), 0);
     EXPECT_EQ(data, Bytes(512, 3));
+}
+
+/// Blocks of 512 bytes with 8 bytes of metadata after each. The metadata of all are after the data of all.
+TEST_F(MediaOfASimulatedDrive, MetadataIsDeallocatedWithItsBlock) {
+    EXPECT_EQ(status(admin(0x80, 1, 0x11)), 0) << "Format NVM: format 1, metadata as part of the block";
+    data.assign(2 * 520, 0xEE);
+    EXPECT_EQ(status(io(0x01, 1, 7, 0, 1)), 0);
+    data = {0, 0, 0, 0, 1, 0, 0, 0, 7, 0, 0, 0, 0, 0, 0, 0};  // one block from block 7 on
+    EXPECT_EQ(status(io(0x09, 1, 0, 4)), 0);
+    EXPECT_EQ(status(io(0x02, 1, 7, 0, 1)), 0);
+    EXPECT_EQ(part(data, 0, 520), Bytes(520));
+    EXPECT_EQ(part(data, 520, 520), Bytes(520, 0xEE));
+}
+
+TEST_F(MediaOfASimulatedDrive, AWriteThatHasNoRoomFails) {
+    const auto writeAt = [&](uint32_t block, size_t bytes) {
+        data.assign(bytes, 0xEE);
+        return status(io(0x01, 1, block));
+    };
+    {
+        const FileSizeLimit limit(1 << 20);
+        EXPECT_EQ(writeAt(2048, 512), 0x4280) << "at 1 MiB";
+        EXPECT_EQ(writeAt(2047, 512), 0) << "before it";
+    }
+    EXPECT_EQ(status(io(0x02, 1, 2048)), 0);
+    EXPECT_EQ(data, Bytes(512));
+    EXPECT_EQ(status(admin(0x80, 1, 0x11)), 0);
+    const FileSizeLimit limit(32 << 20);
+    EXPECT_EQ(writeAt(0, 520), 0x4280) << "the metadata come after all data";
 }
 
 }  // namespace
