@@ -8,6 +8,7 @@
 
 #include "features/jobs/logs/FileSink.h"
 #include "features/jobs/logs/LogFolder.h"
+#include "tests/support/FileSizeLimit.h"
 #include "tests/support/StatusText.h"
 #include "tests/support/TemporaryFolder.h"
 
@@ -63,6 +64,16 @@ TEST(LogFolder, WritesNewFilesAlone) {
     EXPECT_EQ(statusText(folder->write("b.bin", bytes("third"))),
               "1/17 Unable to write " + (temporary / "S1/b.bin") + ": File exists");
     EXPECT_EQ(readWholeFile(temporary / "victim"), "precious");
+}
+
+TEST(LogFolder, AFileThatHasNoRoomIsNotThere) {
+    const TemporaryFolder temporary;
+    const auto folder = LogFolder::create(temporary / "", "S1");
+    ASSERT_TRUE(folder);
+    const FileSizeLimit limit(4);
+    EXPECT_EQ(statusText(folder->write("a.bin", bytes("first"))),
+              "1/27 Unable to write " + (temporary / "S1/a.bin") + ": File too large");
+    EXPECT_TRUE(std::filesystem::is_empty(temporary / "S1"));
 }
 
 TEST(LogFolder, AFileIsThereOnceItIsFinished) {

@@ -63,4 +63,19 @@ TEST_F(SataMaxAddress, Of28BitsHasFourInDevice) {
     EXPECT_EQ(registers(noDataExt(0x27)).lba, 0x1FFFFFFU);
 }
 
+TEST_F(SataMaxAddress, AnAddressThatIsNoneIsAborted) {
+    EXPECT_EQ(accessible(1, 0).error, 0x04) << "no sector would be left";
+    EXPECT_EQ(accessible(3, 999).error, 0x04) << "no such command";
+    EXPECT_EQ(registers(noDataExt(0x37, 0, 1, 999)).error, 0x04) << "of the other feature set";
+    description.supportsAccessibleMaxAddress = false;
+    describe();
+    for (const uint64_t lba : {uint64_t{0}, uint64_t{131072}}) {
+        EXPECT_EQ(registers(noDataExt(0x27)).status, 0x50);
+        EXPECT_EQ(registers(noDataExt(0x37, 0, 1, lba)).error, 0x04) << lba;
+    }
+    EXPECT_EQ(registers(noData(0xF8)).status, 0x50);
+    EXPECT_EQ(registers(noDataExt(0x37, 0, 1, 999)).error, 0x04) << "READ NATIVE MAX of the other addressing";
+    EXPECT_EQ(sectors(), 131072U);
+}
+
 }  // namespace

@@ -143,4 +143,48 @@ TEST_F(SataSecurity, APasswordOfAnotherLengthIsAborted) {
     EXPECT_EQ(word(128), 0x0021);
 }
 
+/// None of them counts as an attempt, and none changes the state.
+TEST_F(SataSecurity, WhatIsNotPossibleIsAborted) {
+    const auto abortsAll = [&](const char* when, std::initializer_list<uint8_t> opcodes) {
+        for (const uint8_t opcode : opcodes)
+            EXPECT_EQ(security(opcode, USER, "mine"), (Registers{0x04, 0x51, 0x40, 0, 0})) << when << unsigned{opcode};
+    };
+    abortsAll("no password is set: ", {UNLOCK, DISABLE, ERASE});
+    EXPECT_EQ(word(128), 0x0021);
+    EXPECT_EQ(security(SET, USER, "mine").status, 0x50);
+    for (const uint8_t opcode : {SET, UNLOCK, DISABLE, ERASE}) {
+        EXPECT_EQ(registers(noData(PREPARE)).status, 0x50);
+        data.assign(511, 0);
+        EXPECT_EQ(registers({opcode, Protocol::PIO_OUT, false, 0, 0, 0, 0, 511}).error, 0x04) << unsigned{opcode};
+    }
+    EXPECT_EQ(security(DISABLE, USER, "wrong").error, 0x04);
+    EXPECT_EQ(word(128), 0x0023);
+    EXPECT_EQ(registers(noData(FREEZE)).status, 0x50);
+    abortsAll("frozen: ", {SET, UNLOCK, DISABLE, ERASE});
+    EXPECT_EQ(word(128), 0x002B);
+    powerCycle();
+    EXPECT_EQ(registers(noData(FREEZE)).error, 0x04) << "a locked drive is not frozen";
+    EXPECT_EQ(word(128), 0x0027);
+    EXPECT_EQ(security(UNLOCK, USER, "mine").status, 0x50);
+    EXPECT_EQ(content(), 0xAB);
+}
+
+TEST_F(SataSecurity, WrongPasswordsForAnUnlockedDriveAreNotCounted) {
+    EXPECT_EQ(security(SET, USER, "mine").status, 0x50);
+    for (int attempt = 0; attempt < 6; ++attempt) EXPECT_EQ(security(UNLOCK, USER, "wrong").error, 0x04);
+    EXPECT_EQ(word(128), 0x0023) << "not expired";
+    EXPECT_EQ(security(DISABLE, USER, "mine").status, 0x50);
+}
+
+TEST_F(SataSecurity, MasterIdentifiersThatAreNoneStayAsTheyWere) {
+    for (const uint16_t id : {uint16_t{0x0000}, uint16_t{0xFFFF}}) {
+        data.assign(512, 0);
+        data[0] = 1;
+        data[34] = static_cast<uint8_t>(id);
+        data[35] = static_cast<uint8_t>(id >> 8);
+        EXPECT_EQ(registers({SET, Protocol::PIO_OUT, false, 0, 0, 0, 0, 512}).status, 0x50);
+        EXPECT_EQ(word(92), 0xFFFE) << id;
+    }
+}
+
 }  // namespace

@@ -113,4 +113,55 @@ TEST_F(SataSelfTest, IsNotThereWhenTheDescriptionSaysSo) {
     EXPECT_EQ(number(log(0x00), 2 * 7, 2), 0U);
 }
 
+TEST_F(SataSelfTest, TheLogHasTheLast19) {
+    for (int i = 0; i < 20; ++i) {
+        EXPECT_EQ(start(i == 0 ? 2 : 1).status, 0x50);
+        clock.advanceMs(60000);
+    }
+    const Bytes page = log(0x07);
+    for (size_t i = 0; i < 19; ++i) EXPECT_EQ(page[4 + 26 * i], 1) << "the extended one was the first";
+    EXPECT_EQ(number(page, 2, 2), 19U) << "the index of the newest";
+    reopen();
+    EXPECT_EQ(newest()[0], 1) << "and the drive can be opened with them";
+}
+
+TEST_F(SataSelfTest, OneThatIsUnknownIsAbortedAndEndsNone) {
+    EXPECT_EQ(start(1).status, 0x50);
+    for (const uint8_t test : {uint8_t{4}, uint8_t{5}, uint8_t{0x84}}) EXPECT_EQ(start(test).error, 0x04);
+    EXPECT_EQ(status() >> 4, 0xF) << "the first one still runs";
+}
+
+TEST_F(SataSelfTest, OneThatTakesNoTimeIsOverAtOnce) {
+    description.shortSelfTestSeconds = 0;
+    describe();
+    EXPECT_EQ(start(1).status, 0x50);
+    EXPECT_EQ(newest()[1], 0x00);
+    description.faults.selfTestFailure = features::simulator::BlockRange{1, 65536, 1};
+    describe();
+    EXPECT_EQ(start(1).status, 0x50);
+    EXPECT_EQ(newest()[1], 0x70) << "a read failure, nothing left";
+}
+
+TEST_F(SataSelfTest, AFailureOfAnotherNamespaceIsNone) {
+    description.faults.selfTestFailure = features::simulator::BlockRange{2, 65536, 1};
+    describe();
+    EXPECT_EQ(start(1).status, 0x50);
+    clock.advanceMs(10000);
+    EXPECT_EQ(newest()[1], 0x00);
+}
+
+TEST_F(SataSelfTest, ACaptiveOneHoldsTheDriveUpToTheBlockAtWhichItFails) {
+    description.faults.selfTestFailure = features::simulator::BlockRange{1, 65536, 1};
+    describe();
+    const Completion completion = run(smart(0xD4, 0x81));
+    EXPECT_EQ(completion.delayMs, 5000U);
+    EXPECT_EQ(completion.registers.lba, 0x2CF400U);
+    clock.advanceMs(2000);
+    const Completion held = run(readIn(0xEC, 0, 0, 0, 512));
+    EXPECT_EQ(held.delivery, Delivery::BUSY);
+    EXPECT_EQ(held.delayMs, 3000U);
+    clock.advanceMs(3000);
+    EXPECT_EQ(newest()[1], 0x75);
+}
+
 }  // namespace

@@ -39,4 +39,17 @@ TEST_F(SataSettings, TheDateGoesOnFromWhatWasSet) {
     EXPECT_EQ(number(log(0x04, 1), 0x38, 6), 1700000000250U);
 }
 
+TEST_F(SataSettings, ValuesThatNoDriveTakesAreAborted) {
+    EXPECT_EQ(set(0x05, 0xFE).status, 0x50);
+    EXPECT_EQ(set(0x05, 0xFF).error, 0x04) << "a reserved level";
+    EXPECT_EQ(word(91), 0xFE);
+    EXPECT_EQ(registers(noDataExt(0x77, 0, 0, 281474976710655)).status, 0x50);
+    EXPECT_EQ(registers(smart(0xDB, 0, 0x01)).error, 0x04) << "automatic off-line collection is F8h or 0";
+    EXPECT_EQ(smartPage(0xD0)[362], 0x00);
+    EXPECT_EQ(registers(smart(0xDB, 0, 0xF8)).status, 0x50);
+    EXPECT_EQ(smartPage(0xD0)[362], 0x80);
+    EXPECT_EQ(registers(smart(0xDB, 0, 0x00)).status, 0x50);
+    EXPECT_EQ(smartPage(0xD0)[362], 0x00);
+}
+
 }  // namespace
