@@ -5,9 +5,11 @@
 #include "features/jobs/drive/Offers.h"
 #include "features/nvme/VelkoLogPages.h"
 #include "ostrel/core/StatusCatalogue.h"
+#include "tests/support/StatusText.h"
 #include "tests/support/fakedrive/FakeDrive.h"
 #include "tests/unit/features/jobs/Commands.h"
 #include "tests/unit/features/jobs/OcpLog.h"
+#include "tests/unit/features/jobs/Unplugged.h"
 
 namespace features::jobs {
 namespace {
@@ -141,6 +143,40 @@ TEST(Offers, AFeatureOfWhichNothingIsSaidIsNotAnnounced) {
     EXPECT_TRUE(isAnnounced(listed, 0x03));
     refused.expect(withList()).expect(logList(0x12)).expect(lookAtLog(0x12, 1024).refuses(NO_SUCH_LOG));
     EXPECT_FALSE(isAnnounced(refused, 0x03)) << "the log is listed, and refused";
+}
+
+/// "Not offered" would be an answer; that the drive did not give one is an error.
+TEST(Offers, AnUnpluggedDriveIsNotOneThatOffersNothing) {
+    constexpr char UNPLUGGED[] = "0/70 The drive /dev/nvme0 is gone.";
+    const auto requireLog = [](const FakeDrive& fake) {
+        nvme::Drive drive(*fake.device());
+        return statusText(requireLogOffered(drive, *nvme::findLogPage(0x06)));
+    };
+    const auto requireFeature = [](uint8_t fid) {
+        return [fid](const FakeDrive& fake) {
+            nvme::Drive drive(*fake.device());
+            return statusText(
+                requireFeatureOffered(drive, *nvme::findFeature(fid), statuses::driveDoesNotSupportFeature()));
+        };
+    };
+    const auto announced = [](const FakeDrive& fake) {
+        nvme::Drive drive(*fake.device());
+        return statusText(isFeatureAnnounced(drive, *nvme::findFeature(0x81)));
+    };
+    expectUnplugged<FakeDrive>({withList(), logList(0x06)}, UNPLUGGED, requireLog);
+    expectUnplugged<FakeDrive>({identify(0x01)}, UNPLUGGED, requireFeature(0x0C));
+    const Script ofLog12h{withList(), logList(0x12), lookAtLog(0x12, 1024)};
+    expectUnplugged<FakeDrive>(ofLog12h, UNPLUGGED, requireFeature(0x03));
+    expectUnplugged<FakeDrive>(ofLog12h, UNPLUGGED, announced);
+}
+
+TEST(Offers, ALogPageThatIsNotOfferedIsNamed) {
+    FakeDrive fake;
+    fake.expect(withoutList());
+    nvme::Drive drive(*fake.device());
+    EXPECT_EQ(statusText(requireLogOffered(drive, *nvme::findLogPage(0x06))),
+              "10/3 The selected drive does not support this feature. Drive S1 (/dev/nvme0) does not offer log page "
+              "0x06 (Device Self-test).");
 }
 
 }  // namespace
