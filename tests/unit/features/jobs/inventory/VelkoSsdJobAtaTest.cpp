@@ -7,6 +7,7 @@
 #include "tests/unit/features/jobs/JobRun.h"
 #include "tests/unit/features/jobs/SataCommands.h"
 #include "tests/unit/features/jobs/StatusAnswer.h"
+#include "tests/unit/features/jobs/Unplugged.h"
 
 namespace features::jobs {
 namespace {
@@ -133,6 +134,143 @@ TEST(VelkoSsdJobAta, LockingThatTheKernelDoesNotPassOnIsReported) {
               std::string::npos)
         << answer;
     EXPECT_NE(answer.find("Property not found"), std::string::npos) << answer;
+}
+
+/// "No" and 0 would be answers of the drive.
+TEST(VelkoSsdJobAta, WhatARefusedIdentifyWouldHaveIsNotFound) {
+    for (const char* name : {"PhysicalSize",
+                             "SectorSize",
+                             "PhysicalSectorSize",
+                             "MaximumLBA",
+                             "NativeMaxLBA",
+                             "HDD",
+                             "TrimSize",
+                             "WWID",
+                             "NormalSecurityEraseUnit",
+                             "EnhancedSecurityEraseUnit",
+                             "EnhancedSecurityExtendedTimeReported",
+                             "FormFactor",
+                             "SATANegotiatedSpeed",
+                             "NumLBAFormats",
+                             "TelemetryLogSupported",
+                             "AccessibleMaxAddressSupported",
+                             "DIPMEnabled",
+                             "DIPMSupported",
+                             "DownloadMicrocodePossible",
+                             "EnhancedSecurityEraseReported",
+                             "NCQ",
+                             "SanitizeSupported",
+                             "SanitizeBlockEraseSupported",
+                             "SanitizeCryptoScrambleSupported",
+                             "SanitizeOverwriteSupported",
+                             "SATAGen1",
+                             "SATAGen2",
+                             "SATAGen3",
+                             "SecurityEnabled",
+                             "SecurityFrozen",
+                             "SecurityLocked",
+                             "SecuritySupported",
+                             "SMARTEnabled",
+                             "SMARTSelfTestSupported",
+                             "TCGSupported",
+                             "TrimSupported",
+                             "WriteCacheEnabled",
+                             "WriteCacheSupported"}) {
+        FakeSataDrive drive;
+        drive.expect(identifyAta().aborts());
+        VelkoSsdJob job;
+        const std::string shown = JobRun(job, JOBTYPE_GET_PROPERTIES).asking(name).on({&drive});
+        EXPECT_NE(shown.find("type=\"string\" value=\"Property not found\"/>\n</Object>\n</Object>"), std::string::npos)
+            << name << shown;
+    }
+}
+
+TEST(VelkoSsdJobAta, ADriveWithoutADiskShowsTheCapacityThatItReports) {
+    const auto capacityOf = [](const Expected& identity) {
+        FakeSataDrive drive;
+        drive.expect(hostNamespaces({})).expect(identity);
+        VelkoSsdJob job;
+        return JobRun(job, JOBTYPE_GET_PROPERTIES).asking("Capacity").on({&drive});
+    };
+    const auto text = [](const std::string& size, const std::string& value) {
+        return output(
+            "<Object category=\"attributeList\" key=\"Velko SSD S1\">\n<Property category=\"attribute\" "
+            "displayName=\"Capacity\" name=\"Capacity\" size=\"" +
+            size + "\" type=\"string\" value=\"" + value + "\"/>\n</Object>\n");
+    };
+    EXPECT_EQ(capacityOf(identifyAta().answers(identifyDevice())), text("8", "1.02 GB"));
+    EXPECT_EQ(capacityOf(identifyAta().aborts()), text("19", "Property not found"));
+}
+
+TEST(VelkoSsdJobAta, WordsThatSayNothingAreNotFound) {
+    const struct {
+        const char* name;
+        DriveBytes identity;
+        const char* why;
+    } CASES[] = {
+        {"MaximumLBA", identifyDevice().le64(200, 0).le32(120, 0), "no sectors"},
+        {"WWID", identifyDevice().word(84, 0x4022).word(87, 0x4020), "no World Wide Name"},
+        {"FormFactor", identifyDevice().word(168, 0), "not reported"},
+        {"TrimSize", identifyDevice().word(169, 0), "no TRIM"},
+        {"NormalSecurityEraseUnit", identifyDevice().word(89, 0), "not reported"},
+        {"NativeMaxLBA", identifyDevice(), "no accessible maximum address"},
+    };
+    for (const auto& c : CASES) {
+        FakeSataDrive drive;
+        drive.expect(identifyAta().answers(c.identity));
+        VelkoSsdJob job;
+        const std::string shown = JobRun(job, JOBTYPE_GET_PROPERTIES).asking(c.name).on({&drive});
+        EXPECT_NE(shown.find("value=\"Property not found\"/>"), std::string::npos) << c.name << c.why << shown;
+    }
+}
+
+TEST(VelkoSsdJobAta, LogsAndAddressesThatAreRefusedAreNotFound) {
+    const Expected native = Expected::ata(0x78, ata::Protocol::NON_DATA, ata::Addressing::BITS_48).wantsRegisters();
+    const struct {
+        const char* name;
+        Script script;
+    } CASES[] = {
+        {"NumLBAFormats",
+         {identifyAta().answers(identifyDevice()), logExt(0x00).answers(logDirectory({0x2F})), logExt(0x2F)}},
+        {"TelemetryLogSupported", {identifyAta().answers(identifyDevice()), logExt(0x00)}},
+        {"NativeMaxLBA", {identifyAta().answers(fullIdentity()), native}},
+    };
+    for (const auto& c : CASES) {
+        const auto run = [&c](const FakeSataDrive& drive) {
+            VelkoSsdJob job;
+            return JobRun(job, JOBTYPE_GET_PROPERTIES).asking(c.name).on({&drive});
+        };
+        FakeSataDrive refused;
+        for (size_t i = 0; i + 1 < c.script.size(); ++i) refused.expect(c.script[i]);
+        refused.expect(Expected(c.script.back()).aborts());
+        EXPECT_NE(run(refused).find("value=\"Property not found\"/>\n</Object>\n</Object>"), std::string::npos)
+            << c.name;
+        expectUnplugged<FakeSataDrive>(
+            c.script, identified(statusAnswer("Velko SSD", "0", "70", "The drive /dev/nvme0 is gone.")), run);
+    }
+}
+
+TEST(VelkoSsdJobAta, ALockingThatCannotBeReadIsAnError) {
+    FakeSataDrive drive;
+    drive.expect(identifyAta().answers(identifyDevice().word(48, 0x4001)))
+        .expect(trustedReceive(0, 0, 1).breaks(gone()));
+    VelkoSsdJob job;
+    const std::string shown = JobRun(job, JOBTYPE_GET_PROPERTIES).asking("TCGLocked").on({&drive});
+    EXPECT_NE(shown.find("value=\"Property not found\"/>\n</Object>\n" +
+                         identified(statusObject("Velko SSD Locking", "0", "70", "The drive /dev/nvme0 is gone."))),
+              std::string::npos)
+        << shown;
+}
+
+TEST(VelkoSsdJobAta, WhatTheSearchCouldNotReadOfADriveIsItsError) {
+    FakeSataDrive drive;
+    Attribute error = attributes::device::errorString();
+    error.setValue(std::string("state is too short"));
+    drive.device()->setAttribute(error);
+    VelkoSsdJob job;
+    EXPECT_EQ(JobRun(job, JOBTYPE_GET_PROPERTIES).on({&drive}),
+              identified(statusAnswer("Velko SSD", "10", "33",
+                                      "Failed to retrieve data from selected device. state is too short")));
 }
 
 TEST(VelkoSsdJobAta, ADriveThatHangsIsAskedNothingMore) {

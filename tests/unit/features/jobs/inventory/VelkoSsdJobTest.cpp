@@ -9,6 +9,8 @@
 #include "tests/unit/features/jobs/Commands.h"
 #include "tests/unit/features/jobs/JobRun.h"
 #include "tests/unit/features/jobs/OcpLog.h"
+#include "tests/unit/features/jobs/StatusAnswer.h"
+#include "tests/unit/features/jobs/Unplugged.h"
 #include "tests/unit/features/jobs/UsedNamespaces.h"
 #include "tests/unit/features/jobs/firmware/ModuleFolder.h"
 
@@ -187,6 +189,127 @@ TEST(VelkoSsdJob, NamespacesOfOtherCommandSetsAreNamed) {
 </Object>
 </Object>
 </Object>)");
+}
+
+/// From the first status on.
+std::string statusesOf(const std::string& shown) {
+    const size_t at = shown.find("<Object category=\"status\"");
+    return at == std::string::npos ? shown : shown.substr(at);
+}
+
+TEST(VelkoSsdJob, NamespacesOfAnUnpluggedDriveAreAnErrorBesideWhatIsKnown) {
+    const Script script{
+        hostNamespaces({unusedNamespace(1)}),
+        lookAtLog(0x02, 512).answers(smartLog()),
+        identify(0x01).answers(identifyController().le32(80, 0x00020000)),
+        identify(0x00, 1).answers(identifyNamespace(262144, 12)),
+        hostLocation(),
+        lookAtLog(0x03, 512),
+        hostUses({unusedNamespace(1)}),
+        identify(0x03, 1).answers(descriptorsOf(0)),
+        identify(0x00, 1),
+    };
+    const auto run = [](const FakeDrive& drive) {
+        VelkoSsdJob job;
+        return JobRun(job, JOBTYPE_GET_PROPERTIES).with("ShowAll", "true").on({&drive});
+    };
+    const auto error = [](const std::string& title) {
+        std::string object = statusObject(title, "0", "70", "The drive /dev/nvme0 is gone.");
+        return object.insert(object.find("<Property"),
+                             property("Serial Number", "SerialNumber", "3", "string", "S1") +
+                                 property("Device Path", "DevicePath", "11", "string", "/dev/nvme0"));
+    };
+    const Script ofProperties(script.begin(), script.begin() + 6);
+    expectUnplugged<FakeDrive>(ofProperties, output(error("Velko SSD")), run);
+    expectUnplugged<FakeDrive>(
+        script, error("Velko SSD Namespaces") + "</Object>",
+        [&run](const FakeDrive& drive) {
+            const std::string shown = run(drive);
+            EXPECT_NE(shown.find(property("Maximum LBA", "MaximumLBA", "8", "uint64", "262143")), std::string::npos);
+            return statusesOf(shown);
+        },
+        ofProperties.size());
+}
+
+/// "No" and 0 would be answers of the drive.
+TEST(VelkoSsdJob, WhatARefusedIdentifyWouldHaveIsNotFound) {
+    for (const char* name : {"FormatNVMSupported",
+                             "FormatNVMCryptoEraseSupported",
+                             "MaximumDataTransferSize",
+                             "NamespaceManagementSupported",
+                             "NumberOfNamespacesSupported",
+                             "NVMe1Point1OrGreater",
+                             "NVMe1Point2OrGreater",
+                             "NVMe1Point3OrGreater",
+                             "NVMe1Point4OrGreater",
+                             "NVMeControllerID",
+                             "NVMeMajorVersion",
+                             "NVMeMinorVersion",
+                             "NVMeTertiaryVersion",
+                             "SanitizeSupported",
+                             "SanitizeBlockEraseSupported",
+                             "SanitizeCryptoScrambleSupported",
+                             "SanitizeOverwriteSupported",
+                             "SelfTestSupported",
+                             "TelemetryLogSupported",
+                             "TrimSupported",
+                             "WriteCacheSupported",
+                             "TotalCapacity",
+                             "UnallocatedCapacity",
+                             "PelLogSizeMax",
+                             "TCGSupported",
+                             "SupportPersistentEventLog",
+                             "FirmwareUpdateGranularityRequirements"}) {
+        FakeDrive drive;
+        drive.expect(identify(0x01).refuses(0x0006));
+        VelkoSsdJob job;
+        const std::string shown = JobRun(job, JOBTYPE_GET_PROPERTIES).asking(name).on({&drive});
+        EXPECT_NE(shown.find("type=\"string\" value=\"Property not found\"/>"), std::string::npos) << name << shown;
+    }
+    for (const char* name :
+         {"LBAFormat", "MetadataSetting", "MetadataSize", "SectorDataSize", "ProtectionInformation",
+          "ProtectionInformationLocation", "EndToEndDataProtCapabilities", "MaximumLBA", "NumLBAFormats"}) {
+        FakeDrive drive;
+        drive.expect(hostNamespaces({unusedNamespace(1)})).expect(identify(0x00, 1).refuses(0x0006));
+        VelkoSsdJob job;
+        const std::string shown = JobRun(job, JOBTYPE_GET_PROPERTIES).asking(name).on({&drive});
+        EXPECT_NE(shown.find("type=\"string\" value=\"Property not found\"/>"), std::string::npos) << name << shown;
+    }
+}
+
+TEST(VelkoSsdJob, WhatTheHostDoesNotHaveIsNotFound) {
+    for (const char* name : {"PhysicalSize", "SectorSize", "NamespaceID"}) {
+        FakeDrive drive;
+        drive.expect(hostNamespaces({}));
+        VelkoSsdJob job;
+        const std::string shown = JobRun(job, JOBTYPE_GET_PROPERTIES).asking(name).on({&drive});
+        EXPECT_NE(shown.find("value=\"Property not found\"/>"), std::string::npos) << name << shown;
+    }
+}
+
+TEST(VelkoSsdJob, TheGranularityOfFirmwareIsInBytes) {
+    const struct {
+        uint8_t fwug;
+        const char* size;
+        const char* type;
+        const char* value;
+    } CASES[] = {
+        {0, "19", "string", "Property not found"},  // not reported
+        {2, "8", "uint64", "8192"},
+        {0xFE, "8", "uint64", "1040384"},
+        {0xFF, "8", "uint64", "0"},  // no restriction
+    };
+    for (const auto& c : CASES) {
+        FakeDrive drive;
+        drive.expect(identify(0x01).answers(identifyController().byte(319, c.fwug)));
+        VelkoSsdJob job;
+        const std::string shown =
+            JobRun(job, JOBTYPE_GET_PROPERTIES).asking("FirmwareUpdateGranularityRequirements").on({&drive});
+        EXPECT_NE(
+            shown.find(std::string("size=\"") + c.size + "\" type=\"" + c.type + "\" value=\"" + c.value + "\"/>"),
+            std::string::npos)
+            << shown;
+    }
 }
 
 TEST(VelkoSsdJob, OfAllPropertiesThoseThatTheDriveLacksAreLeftOut) {
