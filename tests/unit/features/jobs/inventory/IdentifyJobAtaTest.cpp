@@ -6,6 +6,7 @@
 #include "tests/unit/features/jobs/JobRun.h"
 #include "tests/unit/features/jobs/SataCommands.h"
 #include "tests/unit/features/jobs/StatusAnswer.h"
+#include "tests/unit/features/jobs/Unplugged.h"
 
 namespace features::jobs {
 namespace {
@@ -30,6 +31,27 @@ TEST(IdentifyJobAta, ShowsIdentifyDeviceAndTheListedPagesOfLog30h) {
           "name=\"Capacity\" "
           "value=\"2000000 logical sectors\"/>\n"})
         EXPECT_NE(answer.find(shown), std::string::npos) << shown << "is not in:\n" << answer;
+}
+
+TEST(IdentifyJobAta, WhatCameBeforeTheDriveWasUnpluggedIsShownWithTheError) {
+    const Script script{identifyAta().answers(identifyDevice()), logExt(0x00).answers(logDirectory({0x30})),
+                        logExt(0x30).answers(pageList({0x00, 0x01, 0x02})), logExt(0x30, 0x02)};
+    const std::string error = statusObject("Identify", "0", "70", "The drive /dev/nvme0 is gone.");
+    const auto run = [&](const FakeSataDrive& drive) {
+        IdentifyJob job;
+        return JobRun(job, JOBTYPE_METHOD).with("ControllerNamespaceStructure", "1").on({&drive});
+    };
+    expectUnplugged<FakeSataDrive>({script.front()}, output(error), run);
+    const std::string begin = "0/0\n<Object category=\"Output\">\n<Object key=\"S1\" name=\"Identify Device\">\n";
+    expectUnplugged<FakeSataDrive>(
+        script, error + "</Object>",
+        [&](const FakeSataDrive& drive) {
+            const std::string shown = run(drive);
+            EXPECT_EQ(shown.substr(0, begin.size()), begin);
+            EXPECT_EQ(shown.find("Identify Data"), std::string::npos) << shown;
+            return shown.substr(shown.find("<Object category=\"status\""));
+        },
+        1);
 }
 
 TEST(IdentifyJobAta, HasNoStructureOfNvme) {

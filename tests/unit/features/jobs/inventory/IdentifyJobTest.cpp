@@ -7,6 +7,7 @@
 #include "tests/unit/features/jobs/JobRun.h"
 #include "tests/unit/features/jobs/Models.h"
 #include "tests/unit/features/jobs/StatusAnswer.h"
+#include "tests/unit/features/jobs/Unplugged.h"
 
 namespace features::jobs {
 namespace {
@@ -291,6 +292,41 @@ TEST(IdentifyJob, ADriveBeforeNvme20IsNotAskedForItsStructures) {
         IdentifyJob job;
         const std::string shown = JobRun(job, JOBTYPE_METHOD).with(CNS, cns).with("NamespaceId", "1").on({&drive});
         EXPECT_NE(shown.find("does not offer the "), std::string::npos) << cns << shown;
+    }
+}
+
+TEST(IdentifyJob, NothingIsShownOfAnUnpluggedDrive) {
+    const Expected of14 = identify(0x01).answers(identifyController().le16(256, 0x0008).le32(96, 0x0280));
+    const Expected of20 = identify(0x01).answers(controllerOf20().le16(78, 7).le32(96, 0x0400));
+    const Expected space = identify(0x00, 2).answers(identifyNamespace(4096, 12));
+    const struct {
+        const char* cns;
+        Script script;
+    } CASES[] = {
+        {"0", {space, identify(0x01)}},
+        {"1", {identify(0x01)}},
+        {"2", {identify(0x02)}},
+        {"3", {of20, identify(0x03, 2)}},
+        {"5", {of20, identify(0x03, 2).answers(descriptorsOf(2)), ofCommandSet(0x05, 2, 2)}},
+        {"6",
+         {of20, ofCommandSet(0x06, 0), identify(0x02).answers(namespaceList({1})),
+          identify(0x03, 1).answers(descriptorsOf(2)), ofCommandSet(0x06, 2)}},
+        {"8", {of20, identify(0x08, 2)}},
+        {"16", {of14, identify(0x10)}},
+        {"18", {of14, identify(0x12, 2)}},
+        {"19", {of14, identify(0x13)}},
+        {"22", {of14, identify(0x16)}},
+        {"23", {of14, identify(0x17)}},
+        {"24", {of20, identify(0x18)}},
+        {"28", {of20, identify(0x1C, 0, 7)}},
+    };
+    for (const auto& c : CASES) {
+        SCOPED_TRACE(c.cns);
+        expectUnplugged<FakeDrive>(
+            c.script, refusal("0", "70", "The drive /dev/nvme0 is gone."), [&c](const FakeDrive& drive) {
+                IdentifyJob job;
+                return JobRun(job, JOBTYPE_METHOD).with(CNS, c.cns).with("NamespaceId", "2").on({&drive});
+            });
     }
 }
 
