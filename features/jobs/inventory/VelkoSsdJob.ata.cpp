@@ -40,7 +40,10 @@ public:
     /// Why the drive's health is not known; a success otherwise.
     const Status& healthRefusal() const { return healthRefusal_; }
 
-    const Identity* identity() { return accept(drive_.identify()).value_or(nullptr); }
+    const Identity* identity() {
+        // The question that was before this one, for the same attribute, may have failed.
+        return succeeded(failure_) ? accept(drive_.identify()).value_or(nullptr) : nullptr;
+    }
     std::optional<uint16_t> pagesOfLog(uint8_t address) { return accept(drive_.pagesOfLog(address)); }
     std::optional<std::string> health() {
         const auto health = readAtaHealth(drive_);

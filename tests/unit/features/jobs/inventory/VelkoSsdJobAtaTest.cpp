@@ -250,6 +250,17 @@ TEST(VelkoSsdJobAta, LogsAndAddressesThatAreRefusedAreNotFound) {
     }
 }
 
+TEST(VelkoSsdJobAta, AnUnpluggedDriveIsAnErrorAndNoLongerAsked) {
+    const Script script{hostNamespaces({disk()}), identifyAta().answers(identifyDevice()), smartStatus(SMART_GOOD),
+                        logExt(0x00)};
+    expectUnplugged<FakeSataDrive>(script,
+                                   identified(statusAnswer("Velko SSD", "0", "70", "The drive /dev/nvme0 is gone.")),
+                                   [](const FakeSataDrive& drive) {
+                                       VelkoSsdJob job;
+                                       return JobRun(job, JOBTYPE_GET_PROPERTIES).on({&drive});
+                                   });
+}
+
 TEST(VelkoSsdJobAta, ALockingThatCannotBeReadIsAnError) {
     FakeSataDrive drive;
     drive.expect(identifyAta().answers(identifyDevice().word(48, 0x4001)))
