@@ -201,6 +201,53 @@ TEST(AtaDrive, ReadsTheDirectoryOnce) {
     EXPECT_EQ(drive.pagesOfLog(0x30).value(), 0);
 }
 
+TEST(AtaDrive, WhatCouldNotBeReadIsAskedForAgain) {
+    const Status slow(0, 69, "slow");
+    FakeSataDrive fake;
+    fake.expect(identifyAta().breaks(slow))
+        .expect(identifyAta().answers(identifyDevice()))
+        .expect(logExt(0x00).breaks(slow))
+        .expect(logExt(0x00).answers(DriveBytes(512).le16(2 * 0x04, 8).le16(2 * 0x07, 2)))
+        .expect(logExt(0x04).breaks(slow))
+        .expect(logExt(0x04).answers(DriveBytes(512).byte(8, 2).put(9, {0x00, 0x05})))
+        .expect(logExt(0x04, 0x05).breaks(slow))
+        .expect(logExt(0x04, 0x05).answers(DriveBytes(512).byte(2, 5)))
+        .expect(logExt(0x07, 0, 2).breaks(slow));
+    Drive drive(*fake.device());
+    for (int i = 0; i < 4; ++i) EXPECT_EQ(statusText(drive.readListedPage(0x04, 0x05)), "0/69 slow") << i;
+    const auto page = drive.readListedPage(0x04, 0x05);
+    ASSERT_EQ(statusText(page), SUCCESS);
+    EXPECT_EQ((*page)->getData()[2], 5);
+    EXPECT_EQ(statusText(drive.selfTests()), "0/69 slow");
+}
+
+TEST(AtaDrive, WithoutItsIdentityAnswersNothing) {
+    FakeSataDrive fake;
+    for (int i = 0; i < 7; ++i) fake.expect(identifyAta().breaks(Status(0, 69, "slow")));
+    Drive drive(*fake.device());
+    EXPECT_EQ(statusText(drive.identifyData()), "0/69 slow");
+    EXPECT_EQ(statusText(drive.pagesOfLog(0x04)), "0/69 slow");
+    EXPECT_EQ(statusText(drive.selfTests()), "0/69 slow");
+    EXPECT_EQ(statusText(drive.smartData()), "0/69 slow");
+    EXPECT_EQ(statusText(drive.smartThresholds()), "0/69 slow") << "not as if the drive refused them";
+    EXPECT_EQ(statusText(drive.smartHealth()), "0/69 slow");
+    EXPECT_EQ(statusText(drive.readSmartLog(0x06)), "0/69 slow");
+}
+
+TEST(AtaDrive, WithoutTheDirectoryReadsNoSelfTestsOfSmart) {
+    FakeSataDrive fake;
+    fake.expect(identifyAta().answers(identifyDevice())).expect(logExt(0x00).aborts());
+    EXPECT_EQ(statusText(Drive(*fake.device()).selfTests()),
+              "0/10 READ LOG EXT failed on drive S1 (/dev/sda): command aborted (command 0x2F, FEATURE 0x00, ERROR "
+              "0x04, STATUS 0x51).");
+}
+
+TEST(AtaDrive, ThresholdsThatDoNotComeAreNotRefused) {
+    FakeSataDrive fake;
+    fake.expect(identifyAta().answers(identifyDevice())).expect(smartPage(0xD1).breaks(Status(0, 69, "slow")));
+    EXPECT_EQ(statusText(Drive(*fake.device()).smartThresholds()), "0/69 slow");
+}
+
 TEST(AtaDrive, WithoutGeneralPurposeLogsHasNone) {
     FakeSataDrive fake;
     fake.expect(identifyAta().answers(identifyDevice().word(84, 0x4102)));
