@@ -12,6 +12,7 @@
 #include "tests/unit/features/jobs/Models.h"
 #include "tests/unit/features/jobs/OcpLog.h"
 #include "tests/unit/features/jobs/StatusAnswer.h"
+#include "tests/unit/features/jobs/Unplugged.h"
 
 namespace features::jobs {
 namespace {
@@ -585,6 +586,52 @@ TEST(AnyFeature, AddressesVendorSpecificFeaturesByTheirUuid) {
     EXPECT_EQ(
         set({{"FeatureId", "0xD9"}, {"DWORD11", "1"}}, drive),
         status("0", "0", "Feature 0xD9 (Thermal Throttle Disable) is set. It holds until the next controller reset."));
+}
+
+const Expected WITH_PLACEMENT = identify(1).answers(identifyController().le32(96, 1U << 19));
+
+TEST(AnyFeature, AGroupThatTheRequestNamesIsNotLookedFor) {
+    FakeDrive named;
+    named.expect(WITH_PLACEMENT).expect(getFeature(0x1D).dword(11, 2).completes(0x0201));
+    EXPECT_NE(get({{"FeatureId", "0x1D"}, {"DWORD11", "2"}}, named).find("value=\"0x00000201\""), std::string::npos);
+    FakeDrive without;  // Identify is refused, and nothing of a group is known
+    without.expect(WITH_PLACEMENT)
+        .expect(hostNamespaces({unusedNamespace(4)}))
+        .expect(identify(0, 4).refuses(0x400B))
+        .expect(getFeature(0x1D).completes(0x0200));
+    EXPECT_NE(get({{"FeatureId", "0x1D"}}, without).find("value=\"0x00000200\""), std::string::npos);
+}
+
+TEST(AnyFeature, NothingIsShownOrSetOnAnUnpluggedDrive) {
+    const std::string unplugged = status("0", "70", "The drive /dev/nvme0 is gone.");
+    const struct {
+        const char* type;
+        std::vector<Argument> arguments;
+        Script script;
+    } CASES[] = {
+        {"get",
+         {{"FeatureId", "0x1D"}},
+         {WITH_PLACEMENT, hostNamespaces({unusedNamespace(4)}), identify(0, 4), getFeature(0x1D)}},
+        {"get", {{"FeatureId", "4"}}, {getFeature(0x04), identify(1)}},
+        {"get", {{"FeatureId", "5"}}, {hostNamespaces({unusedNamespace(4)}), getFeature(0x05, 0, 4)}},
+        {"get", {{"FeatureId", "8"}, {"Select", "1"}}, {identify(1)}},
+        {"get", {{"FeatureId", "0xC2"}}, {withList(), logList(0xC0), ocpLog()}},
+        {"set", {{"FeatureId", "0xC1"}, {"DWORD11", "1"}}, {withoutList(), ocpLog()}},
+        {"set",
+         {{"FeatureId", "8"}, {"DWORD11", "1"}, {"Save", "true"}},
+         {identify(1).answers(ableController()), setFeature(0x08, 1, true), getFeature(0x08)}},
+        {"set",
+         {{"FeatureId", "5"}, {"DWORD11", "1"}},
+         {hostNamespaces({unusedNamespace(4)}), setFeature(0x05, 1, false, 4), getFeature(0x05, 0, 4)}},
+        {"set",
+         {{"FeatureId", "0xE3"}, {"DWORD11", "1"}},  // Quick Format
+         {withoutList(), hostUses({unusedNamespace(1)}), hostUses({unusedNamespace(1)}), setFeature(0xE3, 1)}},
+    };
+    for (const auto& c : CASES) {
+        SCOPED_TRACE(c.arguments.front().value);
+        expectUnplugged<FakeDrive>(c.script, unplugged,
+                                   [&c](FakeDrive& drive) { return run(c.type, c.arguments, {&velko(drive)}); });
+    }
 }
 
 // Requests that are wrong as a whole.

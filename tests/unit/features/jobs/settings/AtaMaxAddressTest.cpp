@@ -2,6 +2,7 @@
 
 #include "features/jobs/settings/MaxAddressJob.h"
 #include "tests/unit/features/jobs/SetRun.h"
+#include "tests/unit/features/jobs/Unplugged.h"
 #include "tests/unit/features/jobs/UsedNamespaces.h"
 
 namespace features::jobs {
@@ -195,6 +196,33 @@ TEST(AtaMaxAddress, ANativeMaximumThatIsNotReportedIsNotGuessed) {
     FakeSataDrive drive;
     drive.expect(unusedDisk()).expect(identified()).expect(getNative().lacksRegisters(ata::RegistersMissing::NO_SENSE));
     EXPECT_EQ(set("999", drive).compare(0, 5, "0/17 "), 0);
+}
+
+TEST(AtaMaxAddress, AnUnpluggedDriveIsAskedAndCutNoMore) {
+    const Script script{
+        unusedDisk(),       identified(), getNative(),      unusedDisk(), getNative(),
+        setAccessible(999), lookAgain(),  identified(1000), getNative(),
+    };
+    const auto run = [](const FakeSataDrive& drive) { return set("999", drive); };
+    const std::string unplugged = "0/70 The drive /dev/nvme0 is gone.";
+    expectUnplugged<FakeSataDrive>({script.begin(), script.begin() + 6}, unplugged, run);
+    expectUnplugged<FakeSataDrive>(script, unplugged, run, 7);
+}
+
+TEST(AtaMaxAddress, ASystemThatDoesNotLookAgainIsNamedBesideTheSuccess) {
+    FakeSataDrive drive;
+    drive.expect(unusedDisk())
+        .expect(identified())
+        .expect(getNative())
+        .expect(unusedDisk())
+        .expect(getNative())
+        .expect(setAccessible(999))
+        .expect(lookAgain().breaks(ostrel::core::Status(1, 13, "No right to rescan.")))
+        .expect(identified(1000))
+        .expect(getNative());
+    EXPECT_EQ(
+        set("999", drive),
+        "0/0 The maximum LBA is 999, the native one 1999999. The system has not seen it yet: No right to rescan.");
 }
 
 }  // namespace

@@ -5,6 +5,7 @@
 #include "tests/unit/features/jobs/Models.h"
 #include "tests/unit/features/jobs/OcpLog.h"
 #include "tests/unit/features/jobs/SetRun.h"
+#include "tests/unit/features/jobs/Unplugged.h"
 
 namespace features::jobs {
 namespace {
@@ -245,6 +246,26 @@ TEST(MaxAddressJob, FailsWhenTheDriveReportsAnotherMaximum) {
         .expect(readLba().answers(DriveBytes(16).le64(0, 127)));
     EXPECT_EQ(set("99", drive),
               "10/164 Configuration update failed. Drive S1 (/dev/nvme0) accepted the maximum LBA 99 and reports 127.");
+}
+
+TEST(MaxAddressJob, AnUnpluggedDriveIsAskedAndCutNoMore) {
+    constexpr uint64_t GIGABYTE = 1953124;
+    const Script script{
+        noUse(),
+        identify(0x01).answers(identifyController().le16(256, 0x0008)),
+        ocpLog().refuses(NO_SUCH_LOG),
+        identify(0x10).answers(namespaceList({1})),
+        readNative().answers(DriveBytes(16).le64(0, NATIVE)),
+        identify(0x00, 1).answers(identifyNamespace(NATIVE + 1)),
+        noUse(),
+        writeLba(GIGABYTE),
+        Expected::host(HostRequest::RESCAN),
+        readLba(),
+    };
+    const auto run = [](FakeDrive& drive) { return set("1GB", velko(drive)); };
+    const std::string unplugged = "0/70 The drive /dev/nvme0 is gone.";
+    expectUnplugged<FakeDrive>({script.begin(), script.begin() + 8}, unplugged, run);
+    expectUnplugged<FakeDrive>(script, unplugged, run, 9);
 }
 
 }  // namespace

@@ -4,6 +4,7 @@
 #include "tests/unit/features/jobs/SataCommands.h"
 #include "tests/unit/features/jobs/SetRun.h"
 #include "tests/unit/features/jobs/StatusAnswer.h"
+#include "tests/unit/features/jobs/Unplugged.h"
 
 namespace features::jobs {
 namespace {
@@ -62,6 +63,33 @@ TEST(TimestampJobAta, RefusesWhatTheDriveDoesNotTake) {
               "aborted (command 0x77, FEATURE 0x00, ERROR 0x04, STATUS 0x51).");
     FakeSataDrive tooLarge;
     EXPECT_EQ(set("281474976710656", tooLarge).substr(0, 6), "10/36 ");
+}
+
+TEST(TimestampJobAta, TheClockOfAnUnpluggedDriveIsNotKnown) {
+    const Script ofClock{identifyAta().answers(identifyDevice()), logExt(0x00).answers(logDirectory({0x04})),
+                         logExt(0x04).answers(pageList({0x00, 0x01})), logExt(0x04, 0x01)};
+    expectUnplugged<FakeSataDrive>(ofClock, statusAnswer("Timestamp", "0/70 The drive /dev/nvme0 is gone."),
+                                   [](const FakeSataDrive& drive) {
+                                       TimestampJob job;
+                                       return JobRun(job, JOBTYPE_GET_PROPERTIES).on({&drive});
+                                   });
+    Script ofSet = ofClock;
+    ofSet.insert(ofSet.begin(), setClock(1000));
+    expectUnplugged<FakeSataDrive>(ofSet, "0/70 The drive /dev/nvme0 is gone.",
+                                   [](FakeSataDrive& drive) { return set("1000", drive); });
+}
+
+TEST(TimestampJobAta, ADriveWithoutStatisticsHasNoClock) {
+    FakeSataDrive drive;
+    drive.expect(identifyAta().answers(identifyDevice())).expect(logExt(0x00).answers(logDirectory({})));
+    TimestampJob job;
+    EXPECT_EQ(JobRun(job, JOBTYPE_GET_PROPERTIES).on({&drive}),
+              statusAnswer("Timestamp", "10", "245", "Timestamp not supported by drive. Drive S1 (/dev/sda)."));
+}
+
+TEST(TimestampJobAta, AValueIsNeeded) {
+    FakeSataDrive drive;
+    EXPECT_EQ(set("", drive), "10/39 No value associated with specified property.");
 }
 
 }  // namespace
