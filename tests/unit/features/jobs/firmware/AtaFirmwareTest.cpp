@@ -9,6 +9,7 @@
 #include "tests/unit/features/jobs/FakeClock.h"
 #include "tests/unit/features/jobs/JobRun.h"
 #include "tests/unit/features/jobs/StatusAnswer.h"
+#include "tests/unit/features/jobs/Unplugged.h"
 #include "tests/unit/features/jobs/UsedNamespaces.h"
 #include "tests/unit/features/jobs/firmware/ModuleFolder.h"
 
@@ -272,6 +273,129 @@ TEST_F(AtaFirmwareTest, FirmwareThatWaitsIsActivatedAtOnce) {
     drive_.expectDone();
     EXPECT_TRUE(hasStatus(activate("2", "3"), "10", "175"));
     EXPECT_TRUE(hasStatus(activate("1", "2"), "10", "174"));
+}
+
+/// A drive whose page 03h of log 30h has these ways to take an image, and 1 to 8 blocks a piece.
+Script withCapabilities(uint64_t ways) {
+    return {identifyAta().answers(drive().word(119, 0x4000).word(84, 0x4020).word(87, 0x4020)),
+            logExt(0x00).answers(DriveBytes(512).word(0, 1).word(0x30, 9)),
+            logExt(0x30).answers(DriveBytes(512).le64(0, 0x8000000000000001).byte(8, 2).put(9, {0x00, 0x03})),
+            logExt(0x30, 3).answers(DriveBytes(512).le64(0, 0x8000000000030001).le64(16, 0x8000000000080001 | ways))};
+}
+constexpr uint64_t DEFERRED = uint64_t{1} << 34;
+
+TEST_F(AtaFirmwareTest, ADriveThatReportsNoWayToTakeAnImageGetsNone) {
+    for (const Expected& command : withCapabilities(0)) drive_.expect(command);
+    const std::string got = update(2);
+    EXPECT_TRUE(hasStatus(got, "10", "34")) << got;
+    EXPECT_EQ(messageOf(got), "Feature is not supported. Drive S1 (/dev/sda) reports no way to take it.");
+}
+
+TEST_F(AtaFirmwareTest, AnUnpluggedDriveGetsNoFurtherPiece) {
+    writeWholeFile(folder_ / "image", image(9));
+    Script script = withCapabilities(DEFERRED);
+    script.push_back(piece(0x0E, 0, 8));
+    script.push_back(piece(0x0E, 8, 1).timeoutMs(180000));
+    expectUnplugged<FakeSataDrive>(script, "The drive /dev/nvme0 is gone.", [this](const FakeSataDrive& fake) {
+        const std::string got = JobRun(update_, JOBTYPE_METHOD).with("FirmwareFile", folder_ / "image").on({&fake});
+        EXPECT_TRUE(hasStatus(got, "0", "70")) << got;
+        return messageOf(got);
+    });
+}
+
+/// What the drive kept of the image is not to run.
+TEST_F(AtaFirmwareTest, ADeferredImageWhoseLastPieceFailsIsNotActivated) {
+    for (const Expected& command : withCapabilities(DEFERRED)) drive_.expect(command);
+    drive_.expect(ended(piece(0x0E, 0, 8), 1)).expect(piece(0x0E, 8, 1).timeoutMs(180000).aborts());
+    const std::string got = update(9);
+    EXPECT_TRUE(hasStatus(got, "10", "52")) << got;
+}
+
+TEST_F(AtaFirmwareTest, WithoutLimitsPiecesHave128Blocks) {
+    for (const uint16_t none : {uint16_t{0}, uint16_t{0xFFFF}}) {
+        drive_.expect(identifyAta().answers(drive().word(234, none).word(235, none)))
+            .expect(ended(piece(0x03, 0, 128), 1))
+            .expect(ended(piece(0x03, 128, 2).timeoutMs(180000), 2))
+            .expect(identified("NEW00002"))
+            .expect(lookAgain());
+        const std::string got = update(130);
+        EXPECT_TRUE(hasStatus(got, "0", "0")) << got;
+        drive_.expectDone();
+    }
+}
+
+TEST_F(AtaFirmwareTest, AnImageOfMoreBlocksThanTheRegistersCountIsNotSent) {
+    drive_.expect(identified());
+    writeWholeFile(folder_ / "large", "");
+    std::filesystem::resize_file(folder_ / "large", 65536 * 512);
+    const std::string got = JobRun(update_, JOBTYPE_METHOD).with("FirmwareFile", folder_ / "large").on({&drive_});
+    EXPECT_TRUE(hasStatus(got, "10", "52")) << got;
+    EXPECT_NE(messageOf(got).find("The image has 33554432 bytes, and a SATA drive takes up to 65535 blocks of 512 "
+                                  "bytes."),
+              std::string::npos)
+        << got;
+}
+
+TEST_F(AtaFirmwareTest, ASystemThatDoesNotLookAgainIsNamedBesideTheSuccess) {
+    drive_.expect(identified())
+        .expect(ended(piece(0x03, 0, 2).timeoutMs(180000), 2))
+        .expect(identified("NEW00002"))
+        .expect(lookAgain().breaks(Status(1, 13, "No right to rescan.")));
+    const std::string got = update(2);
+    EXPECT_TRUE(hasStatus(got, "0", "0")) << got;
+    EXPECT_EQ(messageOf(got),
+              "The firmware was activated. Drive S1 (/dev/sda) runs firmware NEW00002; it was OLD00001 before. The "
+              "system may show the old one: No right to rescan.");
+}
+
+/// COUNT says what became of the last piece; what the drive runs says more.
+TEST_F(AtaFirmwareTest, TheRevisionThatRunsCountsMoreThanTheRegisters) {
+    const Expected last = piece(0x03, 0, 2).timeoutMs(180000);
+    const struct {
+        Expected ending;
+        const char* running;
+        const char* message;
+    } CASES[] = {
+        {ended(last, 3), "NEW00002",
+         "The firmware was activated. Drive S1 (/dev/sda) runs firmware NEW00002; it was OLD00001 before."},
+        {Expected(last).lacksRegisters(ata::RegistersMissing::NO_SENSE), "NEW00002",
+         "The firmware was activated. Drive S1 (/dev/sda) runs firmware NEW00002; it was OLD00001 before."},
+        {Expected(last).lacksRegisters(ata::RegistersMissing::NO_SENSE), "OLD00001",
+         "The drive took the firmware, and runs the same revision as before. Drive S1 (/dev/sda) runs firmware "
+         "OLD00001."},
+    };
+    for (const auto& c : CASES) {
+        drive_.expect(identified()).expect(c.ending).expect(identified(c.running)).expect(lookAgain());
+        const std::string got = update(2);
+        EXPECT_TRUE(hasStatus(got, "0", "0")) << got;
+        EXPECT_EQ(messageOf(got), c.message);
+        EXPECT_NE(got.find("name=\"NextFirmware\" value=\"none\""), std::string::npos) << got;
+        drive_.expectDone();
+    }
+}
+
+TEST_F(AtaFirmwareTest, TheRevisionOfAModuleThatWaitsIsNamed) {
+    addModule(folder_, "module", {"NEW00002", "2026-03-31", "*", "*", image(2)});
+    drive_.expect(identified())
+        .expect(ended(piece(0x03, 0, 2).timeoutMs(180000), 3))
+        .expect(identified())
+        .expect(lookAgain());
+    const std::string got = JobRun(update_, JOBTYPE_METHOD).with("AdditionalModuleDirs", folder_ / "").on({&drive_});
+    EXPECT_TRUE(hasStatus(got, "0", "0")) << got;
+    EXPECT_NE(got.find("value=\"The firmware waits for its activation or a power cycle. Drive S1 (/dev/sda) runs "
+                       "firmware OLD00001.\""),
+              std::string::npos)
+        << got;
+    EXPECT_NE(got.find("name=\"NextFirmware\" value=\"NEW00002\""), std::string::npos) << got;
+}
+
+TEST_F(AtaFirmwareTest, ALinkThatIsLostDuringTheActivationIsAwaited) {
+    const Status lost(CATEGORY_CORE, 70, "The link was reset.");
+    drive_.expect(identified()).expect(activation().breaks(lost)).expect(identified("NEW00002")).expect(lookAgain());
+    EXPECT_TRUE(hasStatus(activate("1", "3"), "0", "0"));
+    drive_.expectDone();
+    drive_.expect(identified()).expect(activation().breaks(lost)).expect(identified());
+    EXPECT_EQ(messageOf(activate("1", "3")), "The link was reset.");
 }
 
 }  // namespace
