@@ -1,11 +1,14 @@
 #include <gtest/gtest.h>
 
+#include <cstring>
+
 #include "features/jobs/health/DriveSelfTestJob.h"
 #include "ostrel/interfaces/ostreli/interface/JobNames.h"
 #include "tests/support/Golden.h"
 #include "tests/unit/features/jobs/JobRun.h"
 #include "tests/unit/features/jobs/SataCommands.h"
 #include "tests/unit/features/jobs/StatusAnswer.h"
+#include "tests/unit/features/jobs/Unplugged.h"
 #include "tests/unit/features/jobs/UsedNamespaces.h"
 
 namespace features::jobs {
@@ -188,6 +191,135 @@ TEST(DriveSelfTestJobAta, ACaptiveTestIsRefusedOnADriveThatIsUsed) {
     FakeSataDrive drive;
     identified(drive).expect(hostUses({mounted(1)}));
     EXPECT_EQ(start("short", "captive", drive), statusAnswer(TITLE, mountedRefusal(1)));
+}
+
+TEST(DriveSelfTestJobAta, AnUnpluggedDriveIsNotOneWithoutTests) {
+    const Script begin{identifyAta().answers(identifyDevice().word(84, 0x4102)),
+                       smartPage(0xD0).answers(smartWith(0x00))};
+    Script shows = begin, starts = begin, waits = begin;
+    shows.push_back(smartLogPage(0x06));
+    starts.push_back(execute(1));
+    waits.push_back(hostUses({unusedNamespace(1)}));
+    waits.push_back(smartLogPage(0x06).answers(emptyLog()));
+    waits.push_back(executeCaptive(0x81, 4 * 60000, SMART_GOOD));
+    waits.push_back(smartLogPage(0x06));
+    const std::string unplugged = statusAnswer(TITLE, "0/70 The drive /dev/nvme0 is gone.");
+    expectUnplugged<FakeSataDrive>(shows, unplugged, [](FakeSataDrive& drive) {
+        DriveSelfTestJob job;
+        return JobRun(job, JOBTYPE_GET_PROPERTIES).on({&drive});
+    });
+    expectUnplugged<FakeSataDrive>(starts, unplugged,
+                                   [](FakeSataDrive& drive) { return start("short", "offline", drive); });
+    expectUnplugged<FakeSataDrive>(waits, unplugged,
+                                   [](FakeSataDrive& drive) { return start("short", "captive", drive); });
+}
+
+TEST(DriveSelfTestJobAta, SmartDataWithoutSelfTestsHasNone) {
+    FakeSataDrive drive;
+    drive.expect(identifyAta().answers(identifyDevice().word(84, 0x4102)))
+        .expect(smartPage(0xD0).answers(smartData().byte(367, 0x6B)));
+    EXPECT_EQ(
+        start("short", "", drive),
+        statusAnswer(TITLE, "10", "44", "The selected device does not support SMART Self-Test. Drive S1 (/dev/sda)."));
+}
+
+TEST(DriveSelfTestJobAta, WithoutALogTheStateOfTheNewestTestCounts) {
+    const struct {
+        uint8_t state;
+        const char* text;
+    } CASES[] = {{0x00, "no self-test has been run"}, {0x70, "Failed, read element"}};
+    for (const auto& c : CASES) {
+        FakeSataDrive drive;
+        identified(drive, c.state).expect(smartLogPage(0x06).answers(emptyLog()));
+        DriveSelfTestJob job;
+        const std::string answer = JobRun(job, JOBTYPE_GET_PROPERTIES).on({&drive});
+        EXPECT_NE(answer.find(std::string("name=\"SelfTestStatus\" size=\"") + std::to_string(std::strlen(c.text) + 1) +
+                              "\" type=\"string\" value=\"" + c.text + "\""),
+                  std::string::npos)
+            << answer;
+        EXPECT_EQ(answer.find("SelfTestStatusCode"), std::string::npos) << answer;
+    }
+}
+
+TEST(DriveSelfTestJobAta, OfAPropertyThatIsAskedForNoResultsAreShown) {
+    FakeSataDrive drive;
+    drive.expect(identifyAta().answers(identifyDevice().word(84, 0x4102)))
+        .expect(smartPage(0xD0).answers(smartWith(0x00).byte(367, 0x5B)))
+        .expect(smartLogPage(0x06).answers(logOf(0x02, 0x70)));
+    DriveSelfTestJob job;
+    EXPECT_EQ(JobRun(job, JOBTYPE_GET_PROPERTIES).asking("SelfTestStatusCode").on({&drive}),
+              output("<Object category=\"attributeList\" key=\"Drive Self-Test S1\">\n<Property category=\"attribute\" "
+                     "displayName=\"Self Test Status Code\" name=\"SelfTestStatusCode\" size=\"1\" type=\"uint8\" "
+                     "value=\"7\"/>\n</Object>\n"));
+}
+
+/// Twice the time that the drive says; an hour counts where it says none.
+TEST(DriveSelfTestJobAta, ACaptiveTestHasTheTimeOfItsKind) {
+    const struct {
+        const char* type;
+        uint8_t code;
+        uint8_t shortMinutes;
+        uint32_t minutes;
+    } CASES[] = {{"short", 0x81, 2, 4}, {"short", 0x81, 0, 120}, {"conveyance", 0x83, 2, 6}, {"extended", 0x82, 2, 60}};
+    for (const auto& c : CASES) {
+        FakeSataDrive drive;
+        drive.expect(identifyAta().answers(identifyDevice().word(84, 0x4102)))
+            .expect(smartPage(0xD0).answers(smartWith(0x00).byte(372, c.shortMinutes)))
+            .expect(hostUses({unusedNamespace(1)}))
+            .expect(smartLogPage(0x06).answers(emptyLog()))
+            .expect(executeCaptive(c.code, c.minutes * 60000, SMART_GOOD))
+            .expect(smartLogPage(0x06).answers(logOf(c.code, 0x00)));
+        EXPECT_EQ(start(c.type, "captive", drive).find("category=\"status\""), std::string::npos);
+    }
+}
+
+/// The command of a test that failed may itself fail: by a new entry of the log it was run.
+TEST(DriveSelfTestJobAta, ANewResultShowsThatACaptiveTestWasRun) {
+    const struct {
+        DriveBytes before;
+        DriveBytes after;
+        bool wasRun;
+        const char* why;
+    } CASES[] = {
+        {emptyLog(), emptyLog(), false, "no result"},
+        {logOf(0x81, 0x70), logOf(0x81, 0x70), false, "the old one"},
+        {emptyLog(), logOf(0x81, 0x70), true, "the first"},
+        {logOf(0x01, 0x70), logOf(0x81, 0x70), true, "of another test"},
+        {logOf(0x81, 0x00), logOf(0x81, 0x70), true, "another status"},
+        {logOf(0x81, 0x70), logOf(0x81, 0x70).byte(4, 0xE9), true, "an hour later"},
+    };
+    for (const auto& c : CASES) {
+        FakeSataDrive drive;
+        identified(drive)
+            .expect(hostUses({unusedNamespace(1)}))
+            .expect(smartLogPage(0x06).answers(c.before))
+            .expect(execute(0x81).wantsRegisters().aborts())
+            .expect(smartLogPage(0x06).answers(c.after));
+        const std::string answer = start("short", "captive", drive);
+        const std::string failure = c.wasRun ? statusObject(TITLE, "10", "215",
+                                                            "Drive Self-Test failed. Drive S1 (/dev/sda), Failed, read "
+                                                            "element.")
+                                             : statusObject(TITLE, "0", "10",
+                                                            "SMART EXECUTE OFF-LINE IMMEDIATE failed on drive S1 "
+                                                            "(/dev/sda): command aborted (command 0xB0, FEATURE 0xD4, "
+                                                            "ERROR 0x04, STATUS 0x51).");
+        EXPECT_NE(answer.find(failure), std::string::npos) << c.why << answer;
+    }
+}
+
+TEST(DriveSelfTestJobAta, ACaptiveTestWithoutAResultHasNotPassed) {
+    ata::Registers registers;
+    registers.status = 0x50;
+    registers.lba = uint64_t{SMART_EXCEEDED} << 8;
+    FakeSataDrive drive;
+    identified(drive)
+        .expect(hostUses({unusedNamespace(1)}))
+        .expect(smartLogPage(0x06).answers(emptyLog()))
+        .expect(execute(0x81).wantsRegisters().returns(registers))
+        .expect(smartLogPage(0x06).answers(logOf(0x01, 0x00)));
+    EXPECT_EQ(
+        start("short", "captive", drive),
+        statusAnswer(TITLE, "10", "215", "Drive Self-Test failed. Drive S1 (/dev/sda), its result is not in the log."));
 }
 
 }  // namespace
