@@ -9,6 +9,8 @@
 
 #include "features/jobs/health/scan/DataIntegrity.h"
 #include "ostrel/core/Payload.h"
+#include "ostrel/core/WriteSignals.h"
+#include "tests/support/FileSizeLimit.h"
 #include "tests/support/StatusText.h"
 #include "tests/support/TemporaryFolder.h"
 
@@ -108,6 +110,39 @@ TEST(DataIntegrity, LessThanAUnitIsNoCheck) {
         statusText(checkDataIntegrity(folder / "", UNIT - 1).failure),
         "10/100 Selected Partition does not have enough free space for this feature. There is no room for a file in " +
             (folder / "") + ".");
+}
+
+TEST(PatternFile, AFileThatCannotBeWrittenOrReadIsAnError) {
+    ostrel::core::ignoreWriteSignals();
+    const TemporaryFolder folder;
+    const std::string path = folder / "";
+    PatternFile file(0);
+    ASSERT_TRUE(succeeded(file.create(path)));
+    {
+        const FileSizeLimit limit(UNIT + 4096);
+        EXPECT_EQ(statusText(file.write(2 * UNIT)),
+                  "10/168 Failed to write to file. Cannot write in " + path + ": File too large.");
+    }
+    ASSERT_TRUE(succeeded(file.write(UNIT)));
+    const int directory = ::open(path.c_str(), O_RDONLY | O_DIRECTORY);
+    ASSERT_GE(directory, 0);
+    ASSERT_GE(::dup2(directory, file.descriptor()), 0);
+    ::close(directory);
+    PatternFile::Comparison comparison;
+    EXPECT_EQ(statusText(file.compare(comparison)),
+              "10/54 Failed reading a file necessary for the feature. Cannot read in " + path + ": Is a directory.");
+    EXPECT_EQ(comparison.blocks, 0U) << "nothing was compared";
+}
+
+TEST(DataIntegrity, WhatWasNotWrittenIsNotCounted) {
+    ostrel::core::ignoreWriteSignals();
+    const TemporaryFolder folder;
+    const FileSizeLimit limit(UNIT);
+    const DataIntegrityResult result = checkDataIntegrity(folder / "", 2 * UNIT);
+    EXPECT_EQ(result.bytes, 0U);
+    EXPECT_EQ(result.mismatches, 0U);
+    EXPECT_EQ(statusText(result.failure),
+              "10/168 Failed to write to file. Cannot write in " + (folder / "") + ": File too large.");
 }
 
 }  // namespace
