@@ -4,11 +4,13 @@
 #include <iterator>
 #include <string>
 
+#include "features/jobs/health/scan/AtaBlockReaders.h"
 #include "features/jobs/health/scan/HealthScanJob.h"
 #include "ostrel/interfaces/ostreli/interface/JobNames.h"
 #include "tests/support/TemporaryFolder.h"
 #include "tests/unit/features/jobs/JobRun.h"
 #include "tests/unit/features/jobs/SataCommands.h"
+#include "tests/unit/features/jobs/Unplugged.h"
 
 namespace features::jobs {
 namespace {
@@ -258,6 +260,80 @@ TEST_F(AtaHealthScan, StoresAllLogsOfTheDirectory) {
               std::string::npos)
         << text;
     EXPECT_NE(text.find(property("Files", "3")), std::string::npos) << text;
+}
+
+/// A scan that stopped early has found nothing, and must not say so.
+TEST_F(AtaHealthScan, OfAnUnpluggedDriveTheScanIsNotCompleted) {
+    const Script script{
+        identifyAta().answers(smallDrive()),         smartStatus(SMART_GOOD), smartPage(0xD0).answers(smartData()),
+        smartLogPage(0x06).answers(DriveBytes(512)), hostUses({disk()}),
+    };
+    const auto resultOf = [this](const FakeSataDrive& drive) {
+        const std::string text = scan("ReadScan", drive);
+        EXPECT_NE(text.find("The drive /dev/nvme0 is gone."), std::string::npos) << text;
+        return text.find(property("HealthScanStatusCode", "100")) == std::string::npos ? text : "not completed";
+    };
+    expectUnplugged<FakeSataDrive>(script, "not completed", resultOf);
+}
+
+TEST_F(AtaHealthScan, OnlyASelfTestThatFailedIsOneThatFailed) {
+    constexpr uint8_t STATES[] = {0x10, 0x20, 0x30, 0x70, 0x80, 0x90, 0xF0};
+    for (const uint8_t state : STATES) {
+        SCOPED_TRACE(static_cast<int>(state));
+        const bool hasFailed = state >= 0x30 && state <= 0x80;
+        FakeSataDrive drive;
+        healthy(drive, DriveBytes(512).le16(0, 1).byte(508, 1).put(2, {0x01, state, 0xE8, 0x03}))
+            .expect(hostUses({disk()}))
+            .expect(readSectors(0, 8));
+        const std::string text = scan("ReadScan", drive);
+        EXPECT_EQ(text.find(property("Result Code", "102")) != std::string::npos, hasFailed) << text;
+        EXPECT_EQ(text.find("name=\"Self-test\" value=\"The last one, Short, ended after 1000 power on hours: ") !=
+                      std::string::npos,
+                  hasFailed)
+            << text;
+    }
+}
+
+TEST_F(AtaHealthScan, ADriveWithoutSelfTestsIsAskedForNone) {
+    FakeSataDrive drive;
+    drive.expect(identifyAta().answers(smallDrive().word(84, 0x4100)))
+        .expect(smartStatus(SMART_GOOD))
+        .expect(smartPage(0xD0).answers(smartData()))
+        .expect(hostUses({disk()}))
+        .expect(readSectors(0, 8));
+    EXPECT_NE(scan("ReadScan", drive).find(property("Result Code", "0")), std::string::npos);
+}
+
+/// A drive that is not a block device of this system is read by commands.
+TEST(AtaBlockReader, NamesErrorsOfTheMediaAsSuch) {
+    using Outcome = BlockRead::Outcome;
+    const struct {
+        Expected read;
+        Outcome outcome;
+        bool looksForLocks;
+        const char* why;
+    } CASES[] = {
+        {readSectors(8, 2), Outcome::READ, false, ""},
+        {readSectors(8, 2).aborts(ata::ERROR_UNCORRECTABLE), Outcome::MEDIA_ERROR, false, "UNC"},
+        {readSectors(8, 2).aborts(ata::ERROR_ID_NOT_FOUND), Outcome::FAILED, false, "IDNF"},
+        {readSectors(8, 2).aborts(), Outcome::FAILED, true, "ABRT: a locked drive does so"},
+        {readSectors(8, 2).lacksRegisters(ata::RegistersMissing::NO_SENSE, false), Outcome::FAILED, true,
+         "not known to be of the media"},
+        {readSectors(8, 2).breaks(Status(0, 75, "Too much.")), Outcome::TOO_MUCH, false, "for the system"},
+        {readSectors(8, 2).breaks(gone()), Outcome::FAILED, false, ""},
+    };
+    for (const auto& c : CASES) {
+        for (const char* node : {"", "/nonexistent/sda", "/dev/null"}) {
+            FakeSataDrive drive;
+            drive.expect(c.read);
+            if (c.looksForLocks) drive.expect(identifyAta().answers(identifyDevice().word(128, 0x0007)));
+            const auto reader = makeAtaBlockReader(*drive.device(), node, 512);
+            ASSERT_TRUE(reader);
+            const BlockRead done = (*reader)->read(8, 2);
+            EXPECT_EQ(done.outcome, c.outcome) << c.why;
+            EXPECT_EQ(done.status.getMessage().find("is locked by a password") != std::string::npos, c.looksForLocks);
+        }
+    }
 }
 
 }  // namespace
