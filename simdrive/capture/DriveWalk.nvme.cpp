@@ -167,7 +167,8 @@ private:
         return request;
     }
 
-    /// The endurance group or NVM set of the first namespace, where a feature has a value for each.
+    /// The endurance group or NVM set of the first namespace, where a feature has a value for each; 0 where the drive
+    /// refuses to say it.
     Result<uint32_t> groupOf(uint8_t fid) {
         constexpr struct {
             uint8_t fid;
@@ -180,8 +181,9 @@ private:
         };
         for (const auto& row : GROUPS) {
             if (row.fid != fid || namespaces_.empty()) continue;
-            TRY(const Payload identify, drive_.identify(nvme::CNS_NAMESPACE, namespaces_.front()));
-            return uint32_t{nvme::le16(identify.getData() + row.offset)};
+            const auto identify = drive_.identify(nvme::CNS_NAMESPACE, namespaces_.front());
+            if (!identify && !jobs::isRefusal(identify.error())) return identify.error().status;
+            return identify ? uint32_t{nvme::le16(identify->getData() + row.offset)} : 0U;
         }
         return 0U;
     }

@@ -182,6 +182,7 @@ TEST(DriveWalkNvme, NotesWhatTheDriveRefusesAndGoesOn) {
         uint32_t dword10;  // of a log the page alone
         std::vector<std::string> refused;
     } CASES[] = {
+        {0x06, 0x00, {"Identify, CNS 0x00: " + identify, "Identify, CNS 0x00: " + identify}},
         {0x06, 0x10, {"Identify, CNS 0x10: " + identify, "Allocated namespaces: " + identify}},
         {0x06, 0x11, {"Identify, CNS 0x11: " + identify, "Identify, CNS 0x11: " + identify}},
         {0x02, 0x02, {"Log page 0x02 (SMART / Health Information): " + log}},
