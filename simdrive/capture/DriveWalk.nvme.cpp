@@ -155,7 +155,8 @@ private:
         for (const auto* row = nvme::velkoFeaturesBegin(); row != nvme::velkoFeaturesEnd(); ++row) {
             const auto address = jobs::requireVelkoFeature(drive_, row->fid, jobs::OcpGrounds::OFFERED,
                                                            statuses::driveDoesNotSupportFeature());
-            if (!address && address.error().getCategory() != CATEGORY_FEATURE) return address.error();
+            if (!address && address.error().getCategory() == CATEGORY_FEATURE) continue;  // the drive does not have it
+            RETURN_IF_FAILED(noted("Feature " + nvme::hexText(row->fid, 2), address));
             if (address && !isAction(*row)) RETURN_IF_FAILED(readFeature(controller, requestOf(*row, *address)));
         }
         return Status();

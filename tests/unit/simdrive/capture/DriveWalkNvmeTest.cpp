@@ -209,6 +209,18 @@ TEST(DriveWalkNvme, WithoutItsIdentityOrNamespacesADriveIsNotCaptured) {
     }
 }
 
+/// Which of the features are OCP's is then not known, and they are not asked for.
+TEST(DriveWalkNvme, NotesWhoseFeaturesAreNotKnown) {
+    const Walked walked = walkWith(refusing(0x02, 0xC0, 0x0006));
+    EXPECT_EQ(statusText(walked.status), "0/0 Completed successfully.");
+    const std::string why =
+        ": Get Log Page failed on drive S1 (/dev/nvme0): Internal Error (status code type 0x0, status code 0x06, "
+        "opcode 0x02).";
+    EXPECT_EQ(walked.refused,
+              (std::vector<std::string>{"Feature 0xC1" + why, "Feature 0xC2" + why, "Feature 0xC6" + why,
+                                        "Feature 0xC8" + why, "Feature 0xC9" + why}));
+}
+
 TEST(DriveWalkNvme, NotesAnswersThatMakeNoSense) {
     const Walked walked = walkWith([](size_t, const NvmeCommand* command, CommandResult& result) {
         if (command == nullptr || command->opcode != 0x82 || command->cdw10 == 0) return false;
