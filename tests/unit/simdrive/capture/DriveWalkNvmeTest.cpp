@@ -139,7 +139,7 @@ TEST(DriveWalkNvme, AsksADriveForAllThatItOffersAndChangesNothing) {
     EXPECT_EQ(changing, std::vector<std::string>());
 }
 
-/// A capture with a hole that nobody sees would be a drive that lacks something.
+/// A capture with a hole that is not reported would be a drive that lacks something.
 TEST(DriveWalkNvme, EndsAtTheCommandAtWhichTheDriveIsUnplugged) {
     const size_t all = walkWith([](size_t, const NvmeCommand*, CommandResult&) { return false; }).sent;
     for (size_t n = 0; n < all; ++n) {

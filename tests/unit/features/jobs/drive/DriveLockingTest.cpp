@@ -108,7 +108,7 @@ TEST(DriveLocking, ADriveWithoutSecurityIsNotAskedForIt) {
     EXPECT_EQ(readSata(sataWithoutList), "none");
 }
 
-/// Of such a drive nobody knows whether it is locked.
+/// Of such a drive it is not known whether it is locked.
 TEST(DriveLocking, AnUnpluggedDriveIsNotOneWithoutLocking) {
     expectUnplugged<FakeDrive>({withSecurity(), askProtocols().answers(protocols()), askDiscovery()}, UNPLUGGED,
                                readNvme);
