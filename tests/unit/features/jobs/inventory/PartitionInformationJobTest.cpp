@@ -121,6 +121,59 @@ TEST(PartitionInformationJob, ANamespaceInUseWithoutPartitionsIsShownAsAWhole) {
 )" + END);
 }
 
+/// What a file system that is damaged may say of itself.
+TEST(PartitionInformationJob, SpaceThatCannotBeIsNotCounted) {
+    const struct {
+        uint64_t size, free;
+        bool isCounted;
+    } CASES[] = {{1000, 1000, true}, {1000, 1001, false}, {0, 0, false}};
+    for (const auto& c : CASES) {
+        HostNamespace part = unusedNamespace(1);
+        PartitionInfo partition;
+        partition.node = "/dev/nvme0n1p1";
+        partition.mountPoint = "/data";
+        partition.sizeBytes = c.size;
+        partition.freeBytes = c.free;
+        part.partitions = {partition};
+        FakeDrive drive;
+        drive.expect(hostUses({part}));
+        PartitionInformationJob job;
+        const std::string shown = JobRun(job, JOBTYPE_GET_PROPERTIES).on({&drive});
+        EXPECT_NE(shown.find("name=\"FreeSpace\" size=\"8\" type=\"uint64\" value=\"" + std::to_string(c.free)),
+                  std::string::npos)
+            << shown;
+        EXPECT_EQ(shown.find("\"UsedSpace\"") != std::string::npos, c.isCounted) << shown;
+        EXPECT_EQ(shown.find("\"FreeSpacePercentage\"") != std::string::npos, c.isCounted) << shown;
+    }
+}
+
+/// What is on it is no use of it.
+TEST(PartitionInformationJob, NamesEachUse) {
+    const struct {
+        NamespaceUse::Kind kind;
+        const char* detail;
+        const char* text;
+    } CASES[] = {
+        {NamespaceUse::Kind::PARTITION, "", nullptr},
+        {NamespaceUse::Kind::SWAP, "", "swap"},
+        {NamespaceUse::Kind::HELD, "md0", "part of md0"},
+        {NamespaceUse::Kind::OPENED, "", "opened exclusively by another program"},
+        {NamespaceUse::Kind::UNKNOWN, "no right", "unknown: no right"},
+        {NamespaceUse::Kind::CONTENT, "a file system (ext4)", nullptr},
+        {NamespaceUse::Kind::UNREADABLE, "I/O error", nullptr},
+    };
+    for (const auto& c : CASES) {
+        HostNamespace part = unusedNamespace(1);
+        part.uses = {{c.kind, "/dev/nvme0n1", c.detail, false}, {c.kind, "/dev/nvme0n1", c.detail, false}};
+        FakeDrive drive;
+        drive.expect(hostUses({part}));
+        PartitionInformationJob job;
+        const std::string shown = JobRun(job, JOBTYPE_GET_PROPERTIES).on({&drive});
+        const std::string text = c.text == nullptr ? "none" : std::string(c.text) + ", " + c.text;
+        EXPECT_NE(shown.find("type=\"string\" value=\"" + text + "\"/>\n</Object>"), std::string::npos) << shown;
+    }
+}
+
 TEST(PartitionInformationJob, WithoutPartitionsItSaysSo) {
     FakeDrive drive;
     drive.expect(hostUses({unusedNamespace(1)}));

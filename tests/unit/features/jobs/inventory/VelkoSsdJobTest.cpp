@@ -231,6 +231,39 @@ TEST(VelkoSsdJob, NamespacesOfAnUnpluggedDriveAreAnErrorBesideWhatIsKnown) {
         ofProperties.size());
 }
 
+TEST(VelkoSsdJob, ShowsEachUseOfANamespace) {
+    using Kind = transport::NamespaceUse::Kind;
+    transport::HostNamespace used = unusedNamespace(1), hidden = unusedNamespace(2);
+    used.uses = {{Kind::HELD, "/dev/nvme0n1", "md0", false},
+                 {Kind::PARTITION, "/dev/nvme0n1p1", "", false},
+                 {Kind::CONTENT, "/dev/nvme0n1p2", "a file system (ext4)", false},
+                 {Kind::UNREADABLE, "/dev/nvme0n1p3", "I/O error", false},
+                 {Kind::UNKNOWN, "/dev/nvme0n1p4", "no right", false},
+                 {Kind::OPENED, "/dev/nvme0n1p5", "", false},
+                 {Kind::SWAP, "/dev/nvme0n1p6", "", false}};
+    hidden.node = "";
+    FakeDrive drive;
+    drive.expect(hostNamespaces({used}))
+        .expect(lookAtLog(0x02, 512).answers(smartLog()))
+        .expect(identify(0x01).answers(identifyController().le32(80, 0x00010302)))
+        .expect(identify(0x00, 1).answers(identifyNamespace(262144, 12)))
+        .expect(hostLocation())
+        .expect(lookAtLog(0x03, 512).refuses(0x4002))
+        .expect(hostUses({used, hidden}))
+        .expect(identify(0x00, 1).refuses(0x400B))
+        .expect(identify(0x00, 2).refuses(0x400B));
+    VelkoSsdJob job;
+    const std::string shown = JobRun(job, JOBTYPE_GET_PROPERTIES).with("ShowAll", "true").on({&drive});
+    EXPECT_NE(shown.find("name=\"Use\" value=\"part of md0; /dev/nvme0n1p1 partition; /dev/nvme0n1p2 a file system "
+                         "(ext4); /dev/nvme0n1p3 unreadable: I/O error; /dev/nvme0n1p4 unknown: no right; "
+                         "/dev/nvme0n1p5 opened exclusively by another program; /dev/nvme0n1p6 swap\"/>"),
+              std::string::npos)
+        << shown;
+    EXPECT_NE(shown.find("<Property name=\"NamespaceId\" value=\"2\"/>\n<Property name=\"Node\" value=\"none\"/>"),
+              std::string::npos)
+        << shown;
+}
+
 /// "No" and 0 would be answers of the drive.
 TEST(VelkoSsdJob, WhatARefusedIdentifyWouldHaveIsNotFound) {
     for (const char* name : {"FormatNVMSupported",
