@@ -10,6 +10,7 @@
 #include "tests/unit/features/jobs/JobRun.h"
 #include "tests/unit/features/jobs/SataCommands.h"
 #include "tests/unit/features/jobs/StatusAnswer.h"
+#include "tests/unit/features/jobs/Unplugged.h"
 
 namespace features::jobs {
 namespace {
@@ -75,6 +76,47 @@ TEST(SmartJobAta, ReportsAnAttributeThatTheDriveDoesNotHave) {
     }
 }
 
+constexpr const char* UNPLUGGED = "0/70 The drive /dev/nvme0 is gone.";
+
+/// What is read of the statistics of a drive that has these pages.
+Script statistics(std::initializer_list<uint8_t> pages) {
+    Script script{logExt(0x00).answers(logDirectory({0x04})), logExt(0x04).answers(pageList(pages))};
+    for (const uint8_t page : pages) script.push_back(logExt(0x04, page).answers(statisticsPage(page)));
+    return script;
+}
+Script after(Script first, const Script& then) {
+    first.insert(first.end(), then.begin(), then.end());
+    return first;
+}
+
+template <typename Job>
+std::string shown(const FakeSataDrive& drive) {
+    Job job;
+    return JobRun(job, JOBTYPE_GET_PROPERTIES).on({&drive});
+}
+
+TEST(SataHealthJobs, ShowNothingOfAnUnpluggedDrive) {
+    const Expected identified = identifyAta().answers(identifyDevice());
+    expectUnplugged<FakeSataDrive>({identified, smartPage(0xD0).answers(smartData()), smartPage(0xD1)},
+                                   statusAnswer("SMART Attributes", UNPLUGGED), shown<SmartJob>);
+    expectUnplugged<FakeSataDrive>(after({identified, smartStatus(SMART_GOOD)}, statistics({5})),
+                                   statusAnswer("Health Sensors", UNPLUGGED), shown<HealthMetricsJob>);
+    expectUnplugged<FakeSataDrive>(after({identified}, statistics({1})), statusAnswer("Performance Metrics", UNPLUGGED),
+                                   shown<PerformanceJob>);
+}
+
+TEST(SmartJobAta, OfAPropertyThatIsAskedForTheDataAreNotShown) {
+    FakeSataDrive drive;
+    SmartJob job;
+    EXPECT_EQ(JobRun(job, JOBTYPE_GET_PROPERTIES).asking("Normalized").on({&answeringSmart(drive)}),
+              output("<Object category=\"attributeList\" key=\"SMART Attribute 0x05 S1\">\n<Property "
+                     "category=\"attribute\" displayName=\"Normalized\" name=\"Normalized\" size=\"3\" "
+                     "type=\"string\" value=\"10\"/>\n</Object>\n"
+                     "<Object category=\"attributeList\" key=\"SMART Attribute 0xC2 S1\">\n<Property "
+                     "category=\"attribute\" displayName=\"Normalized\" name=\"Normalized\" size=\"3\" "
+                     "type=\"string\" value=\"64\"/>\n</Object>\n"));
+}
+
 TEST(SmartJobAta, IsRefusedWhereSmartIsDisabled) {
     FakeSataDrive drive;
     drive.expect(identifyAta().answers(identifyDevice().word(85, 0x0020)));
@@ -130,6 +172,35 @@ TEST(HealthMetricsJobAta, TakesTheTemperatureOfSctBeforeThatOfAnAttribute) {
     HealthMetricsJob job;
     EXPECT_EQ(JobRun(job, JOBTYPE_GET_PROPERTIES).asking("Temperature").on({&drive}),
               attributes("Health Sensors", number("Temperature", "Temperature", "sint64", "-10", "C")));
+}
+
+TEST(HealthMetricsJobAta, WithoutASampleOfSctTheAttributesAreAsked) {
+    const struct {
+        DriveBytes data;
+        std::string temperature;
+        const char* why;
+    } CASES[] = {
+        {smartData(), number("Temperature", "Temperature", "sint64", "36", "C"), "194"},
+        {DriveBytes(512).put(2, {190, 0x22, 0, 64, 50, 41}), number("Temperature", "Temperature", "sint64", "41", "C"),
+         "190"},
+        {DriveBytes(512).put(2, {194, 0x22, 0, 64, 50, 0xFF, 0xFF, 0xFF, 0xFF}).put(14, {190, 0x22, 0, 64, 50, 41}),
+         number("Temperature", "Temperature", "sint64", "41", "C"), "194 has no temperature"},
+        {DriveBytes(512).put(2, {9, 0x22, 0, 64, 50, 36}),
+         "<Property category=\"attribute\" displayName=\"\" name=\"Temperature\" size=\"19\" type=\"string\" "
+         "value=\"Property not found\"/>\n",
+         "neither"},
+    };
+    for (const auto& c : CASES) {
+        FakeSataDrive drive;
+        drive.expect(identifyAta().answers(identifyDevice().word(84, 0x4102).word(206, 0x0001)))
+            .expect(smartStatus(SMART_GOOD))
+            .expect(smartLogPage(0xE0).answers(DriveBytes(512).byte(200, 0x80)))
+            .expect(smartPage(0xD0).answers(c.data));
+        HealthMetricsJob job;
+        EXPECT_EQ(JobRun(job, JOBTYPE_GET_PROPERTIES).asking("Temperature").on({&drive}),
+                  attributes("Health Sensors", c.temperature))
+            << c.why;
+    }
 }
 
 TEST(PerformanceJobAta, CountsSectorsAndBytes) {
@@ -230,6 +301,40 @@ TEST_F(EnduranceAnalyzerJobAta, RefusesADriveThatDoesNotReportItsWear) {
               statusAnswer("Endurance Analyzer", "10", "3",
                            "The selected drive does not support this feature. Drive S1 (/dev/sda) does not report how "
                            "worn it is."));
+}
+
+TEST_F(EnduranceAnalyzerJobAta, ALifeThatIsOutOfItsRangeIsNoneThatIsLeft) {
+    const struct {
+        uint8_t left233, left177;
+        std::string used;  // in the file of the baseline; empty: the drive does not report it
+    } CASES[] = {{1, 50, "99"}, {100, 50, "0"}, {0, 50, "50"}, {101, 50, "50"}, {253, 1, "99"}, {0, 0, ""}};
+    for (const auto& c : CASES) {
+        FakeSataDrive drive;
+        drive.expect(identifyAta().answers(identifyDevice().word(84, 0x4102)))
+            .expect(smartPage(0xD0).answers(
+                DriveBytes(512).put(2, {233, 0x32, 0, c.left233}).put(14, {177, 0x32, 0, c.left177})));
+        const std::string answer = JobRun(job_, JOBTYPE_METHOD).on({&drive});
+        if (c.used.empty()) {
+            EXPECT_NE(answer.find("does not report how worn it is."), std::string::npos) << answer;
+            continue;
+        }
+        EXPECT_EQ(readWholeFile(folder_ / "lib/S1.endurance"),
+                  "TimeSeconds 1700000000\nPercentageUsed " + c.used + "\nDataUnitsWritten 0\n");
+    }
+}
+
+TEST_F(EnduranceAnalyzerJobAta, AnUnpluggedDriveKeepsItsBaseline) {
+    FakeSataDrive before;
+    JobRun(job_, JOBTYPE_METHOD).on({&wornBy(before, 3, 1000)});
+    now += 3600;
+    Script script = after({identifyAta().answers(identifyDevice())}, statistics({7, 1}));
+    script[3].answers(statisticsPage(7).le64(0x08, STATISTIC | 4));
+    for (const std::string type : {JOBTYPE_METHOD, JOBTYPE_GET_PROPERTIES}) {
+        expectUnplugged<FakeSataDrive>(script, statusAnswer("Endurance Analyzer", UNPLUGGED),
+                                       [&](const FakeSataDrive& drive) { return JobRun(job_, type).on({&drive}); });
+    }
+    EXPECT_EQ(readWholeFile(folder_ / "lib/S1.endurance"),
+              "TimeSeconds 1700000000\nPercentageUsed 3\nDataUnitsWritten 1\n");
 }
 
 }  // namespace
