@@ -49,6 +49,7 @@ private:
     void readSmart();
     void readIdentify();
     void readPanic();
+    void notAnswered(const char* what, const nvme::CommandError& error);
 
     DriveFacts facts_;
 };
@@ -77,17 +78,23 @@ void NvmeScan::readIdentify() {
     evidence().criticalKelvin = nvme::le16(facts_.identifyController() + OFFSET_CCTEMP);
     if (controller->supportsSelfTest()) {
         const auto log = readLog(facts_.drive(), nvme::LID_DEVICE_SELF_TEST, sizeof(nvme::SelfTestLog));
-        if (!log) notRead("Device Self-test Log", log.error());
+        if (!log) notAnswered("Device Self-test Log", log.error());
         evidence().selfTest = log.value_or(Payload());
     }
-    readPanic();
+    if (isReachable()) readPanic();
+}
+
+/// After a transport error nothing more is asked of the drive.
+void NvmeScan::notAnswered(const char* what, const nvme::CommandError& error) {
+    facts_.noteError(error);
+    notRead(what, error);
 }
 
 void NvmeScan::readPanic() {
     (void)facts_.ocpSmart();  // a transport error is in failure()
     if (!isReachable()) return notRead("OCP SMART Log", facts_.failure());
     const auto panic = readPanicStatus(facts_);
-    if (!panic) return notRead("OCP Error Recovery Log", panic.error());
+    if (!panic) return notAnswered("OCP Error Recovery Log", panic.error());
     evidence().panic = *panic;
 }
 

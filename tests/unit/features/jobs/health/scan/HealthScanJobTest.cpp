@@ -16,6 +16,7 @@
 #include "tests/unit/features/jobs/JobRun.h"
 #include "tests/unit/features/jobs/Models.h"
 #include "tests/unit/features/jobs/OcpLog.h"
+#include "tests/unit/features/jobs/Unplugged.h"
 
 namespace features::jobs {
 namespace {
@@ -184,12 +185,11 @@ TEST_F(HealthScan, APanicIsLookedForOnADriveThatHasTheLog) {
     unlisted.expect(hostUses({}));
     EXPECT_EQ(scan(unlisted), answer(0, NOTHING + HEALTHY + leftOut)) << "it is not asked for";
     expectOcpSmart(broken, 3);
-    broken.expect(lookAtLog(0xC1, 512).breaks(gone())).expect(hostUses({}));
-    EXPECT_EQ(scan(broken),
-              answer(100,
-                     NOT_COMPLETED + HEALTHY +
-                         property("OCP Error Recovery Log", "Not read", "The drive /dev/nvme0 is gone.") + leftOut,
-                     findings(INCOMPLETE)));
+    broken.expect(lookAtLog(0xC1, 512).breaks(gone()));
+    EXPECT_EQ(scan(broken), answer(100,
+                                   NOT_COMPLETED + HEALTHY +
+                                       property("OCP Error Recovery Log", "Not read", "The drive /dev/nvme0 is gone."),
+                                   findings(INCOMPLETE)));
 }
 
 TEST_F(HealthScan, ALogThatTheDriveRefusesIsNotCompleted) {
@@ -240,6 +240,26 @@ TEST_F(HealthScan, AScanThatFailsIsNotCompleted) {
     EXPECT_EQ(
         run().with("ReadScan", "true").on({&gone}),
         answer(100, NOT_COMPLETED + property("Not completed", "The drive /dev/nvme0 is gone."), findings(INCOMPLETE)));
+}
+
+TEST_F(HealthScan, AnUnpluggedDriveIsAskedNothingMore) {
+    const Script script{
+        lookAtLog(0x02, 512).answers(smartLog()),
+        identify(0x01).answers(identifyController().le16(256, 0x0010).byte(261, 0x24)),
+        lookAtLog(0x06, 564),
+        logList({0xC0, 0xC1}),
+        ocpLog().answers(ocpSmart()),
+        lookAtLog(0xC1, 512),
+        hostUses({unusedNamespace(1)}),
+        identify(0x03, 1).answers(descriptorsOf(0)),
+        identify(0x00, 1).answers(identifyNamespace(8)),
+        Expected::io(0x02).nsid(1).dword(12, 7).reads(4096),
+    };
+    expectUnplugged<FakeDrive>(script, "not completed", [this](const FakeDrive& drive) {
+        const std::string shown = run().with("ReadScan", "true").on({&drive});
+        EXPECT_NE(shown.find("The drive /dev/nvme0 is gone."), std::string::npos) << shown;
+        return shown.find(property("HealthScanStatusCode", "100")) == std::string::npos ? shown : "not completed";
+    });
 }
 
 /// A use of namespace 1.
