@@ -112,6 +112,17 @@ TEST_F(HealthScan, OfManyRangesTheFirstAreReported) {
                                                    unreadable(ranges))));
 }
 
+TEST_F(HealthScan, OfAWholeDriveThatCannotBeReadTheRestIsNotTried) {
+    MediaDrive drive(2000);
+    for (uint64_t lba = 0; lba < 2000; ++lba) drive.unreadable.insert(lba);
+    const std::string shown = readScan(drive);
+    EXPECT_EQ(shown.substr(0, 70), answer(103, ERRORS).substr(0, 70));
+    EXPECT_NE(shown.find(property("Read Scan", "Blocks that cannot be read: 1024.")), std::string::npos) << shown;
+    EXPECT_NE(shown.find(property("Ended", "So many blocks cannot be read that the rest was not tried.")),
+              std::string::npos)
+        << shown;
+}
+
 TEST_F(HealthScan, WhatTheDriveReportsIsFoundInEveryScan) {
     MediaDrive drive(100);
     drive.criticalWarning = 0x08;
@@ -331,6 +342,21 @@ TEST_F(HealthScan, ChecksTheDataOnTheFileSystemsOfTheDrive) {
                   .onDevice(drive.device()),
               answer(0, NOTHING + HEALTHY, integrityPart(below, 3145728)));
     EXPECT_EQ(folder_.names(), std::vector<std::string>{"below"}) << "nothing is left";
+}
+
+TEST_F(HealthScan, WithoutAFileSystemNoDataIsChecked) {
+    MediaDrive drive(100);
+    drive.namespaces = {used(NamespaceUse::Kind::SWAP, "")};
+    EXPECT_EQ(run().naming("S1").with("DataIntegrityScan", "true").onDevice(drive.device()),
+              answer(100, NOT_COMPLETED + HEALTHY + property("Left out", "None of its file systems is mounted."),
+                     findings(INCOMPLETE)));
+    drive.namespaces = {used(NamespaceUse::Kind::MOUNTED, "/nonexistent/data")};
+    EXPECT_EQ(run().naming("S1").with("DataIntegrityScan", "true").with("Path", folder_ / "").onDevice(drive.device()),
+              answer(100,
+                     NOT_COMPLETED + HEALTHY +
+                         property("Left out", "&apos;" + (folder_ / "") + "&apos; is on none of its file systems."),
+                     findings(INCOMPLETE)));
+    EXPECT_EQ(folder_.names(), std::vector<std::string>());
 }
 
 TEST_F(HealthScan, APathThatIsElsewhereIsNotWrittenTo) {

@@ -127,6 +127,16 @@ TEST(ReadScan, SendsLessWhereTheSystemTakesLess) {
     EXPECT_EQ(scan(drive, request()), "32 blocks, 32 read, 0 unreadable:");
 }
 
+TEST(ReadScan, ABlockThatCannotBeSplitEndsTheScan) {
+    FakeDrive tooMuch, boundary;
+    opened(tooMuch, identifyNamespace(1)).expect(read(0, 1).breaks(statuses::invalidTransferSize()));
+    EXPECT_EQ(scan(tooMuch, request()), "1 blocks, 0 read, 0 unreadable: failed: Invalid transfer size specified.");
+    opened(boundary, identifyNamespace(1)).expect(read(0, 1).refuses(0x41B8));
+    EXPECT_EQ(scan(boundary, request()),
+              "1 blocks, 0 read, 0 unreadable: failed: Read failed on drive S1 (/dev/nvme0): Zone Boundary Error "
+              "(status code type 0x1, status code 0xB8, opcode 0x02).");
+}
+
 TEST(ReadScan, APartIsSpreadFromTheFirstBlockToTheLast) {
     FakeDrive drive;
     opened(drive, identifyNamespace(0x100000010))
