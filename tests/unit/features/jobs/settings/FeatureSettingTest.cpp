@@ -7,6 +7,7 @@
 #include "tests/support/StatusText.h"
 #include "tests/unit/features/jobs/Commands.h"
 #include "tests/unit/features/jobs/SetCommands.h"
+#include "tests/unit/features/jobs/Unplugged.h"
 
 namespace features::jobs {
 namespace {
@@ -199,6 +200,36 @@ TEST(FeatureSetting, BitsThatAreNotKeptCountNeitherInWhatIsWrittenNorInWhatIsSav
     EXPECT_EQ(
         statusText(setFeatureField(opened, settableField(nvme::findVelkoFeatureField("PowerGovernorMode"), 0), 2)),
         SAVED);
+}
+
+TEST(FeatureSetting, OfAnUnpluggedDriveNothingIsSaidToHold) {
+    const Script saved{
+        getFeature(0x08).completes(0x0207),
+        identify(0x01).answers(identifyController().le16(520, 0x0010)),
+        getFeature(0x08, 3).completes(SAVEABLE | CHANGEABLE),
+        getFeature(0x08, 2).completes(0x0107),
+        setFeature(0x08, 0x0907, true),
+        getFeature(0x08).completes(0x0907),
+        getFeature(0x08, 2),
+    };
+    Script notSaved(saved.begin(), saved.begin() + 4);
+    notSaved.push_back(setFeature(0x08, 0x0907, true).refuses(NOT_SAVEABLE));
+    notSaved.push_back(setFeature(0x08, 0x0907));
+    notSaved.push_back(getFeature(0x08));
+    const auto run = [](FakeDrive& drive) { return setTime(drive, 9); };
+    expectUnplugged<FakeDrive>(saved, "0/70 The drive /dev/nvme0 is gone.", run);
+    expectUnplugged<FakeDrive>(notSaved, "0/70 The drive /dev/nvme0 is gone.", run, 4);
+}
+
+TEST(FeatureSetting, ARefusalToSaveIsOneWhereTheValueIsRefusedToo) {
+    FakeDrive drive;
+    withSave(drive, 0x0207, SAVEABLE | CHANGEABLE)
+        .expect(getFeature(0x08, 2).completes(0x0107))
+        .expect(setFeature(0x08, 0x0907, true).refuses(NOT_SAVEABLE))
+        .expect(setFeature(0x08, 0x0907).refuses(INVALID_FIELD));
+    EXPECT_EQ(setTime(drive, 9),
+              "0/25 Set Features failed on drive S1 (/dev/nvme0): Invalid Field in Command (status code type 0x0, "
+              "status code 0x02, opcode 0x09).");
 }
 
 }  // namespace

@@ -6,6 +6,8 @@
 #include "tests/unit/features/jobs/OcpLog.h"
 #include "tests/unit/features/jobs/SetCommands.h"
 #include "tests/unit/features/jobs/SetRun.h"
+#include "tests/unit/features/jobs/StatusAnswer.h"
+#include "tests/unit/features/jobs/Unplugged.h"
 
 namespace features::jobs {
 namespace {
@@ -127,6 +129,19 @@ TEST(LedActivityJob, IsAddressedByTheMakersUuidWhereOcpHasTheNumber) {
               "10/3 The selected drive does not support this feature. On drive S1 (/dev/nvme0) feature 0xC9 (DSSD "
               "Asynchronous Event Configuration) is OCP's, and no entry of its UUID List is the maker's, by which the "
               "maker's own feature of that number could be addressed.");
+}
+
+TEST(LedActivityJob, AnUnpluggedDriveIsAnError) {
+    expectUnplugged<FakeDrive>({withoutList(), getFeature(0xC9)},
+                               statusAnswer("LED Activity", "0/70 The drive /dev/nvme0 is gone."),
+                               [](FakeDrive& drive) {
+                                   LedActivityJob job;
+                                   return JobRun(job, JOBTYPE_GET_PROPERTIES).on({&velko(drive)});
+                               });
+    expectUnplugged<FakeDrive>({withoutList(), ocpLog().refuses(NO_SUCH_LOG), getFeature(0xC9).completes(0x00328822),
+                                setFeature(0xC9, 0x01328822), getFeature(0xC9)},
+                               "0/70 The drive /dev/nvme0 is gone.",
+                               [](FakeDrive& drive) { return set("IdleState", "on", velko(drive)); });
 }
 
 }  // namespace

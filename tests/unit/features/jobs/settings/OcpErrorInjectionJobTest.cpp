@@ -8,6 +8,7 @@
 #include "tests/unit/features/jobs/JobRun.h"
 #include "tests/unit/features/jobs/OcpLog.h"
 #include "tests/unit/features/jobs/StatusAnswer.h"
+#include "tests/unit/features/jobs/Unplugged.h"
 
 namespace features::jobs {
 namespace {
@@ -184,6 +185,20 @@ TEST(OcpErrorInjectionJob, RefusesABadRequestBeforeAnythingIsSent) {
                   .with("ErrorInjectionEntries", "1")
                   .on({&drive, &second}),
               "10/6 Multiple devices selected.");
+}
+
+TEST(OcpErrorInjectionJob, AnUnpluggedDriveGetsNoErrors) {
+    const Script shows{withoutList(), ocpLog().answers(ocpSmart()), getFeature(0xC0, 0, 0xFFFFFFFF, 4096)};
+    const Script sets{hostUses({unusedNamespace(1)}), withoutList(), ocpLog().answers(ocpSmart()),
+                      hostUses({unusedNamespace(1)}),
+                      setFeature(0xC0, 1, false, 0xFFFFFFFF).writes(DriveBytes(4096).put(0, {3, 0, 1, 0, 0, 0}))};
+    const std::string unplugged = status("0", "70", "The drive /dev/nvme0 is gone.");
+    expectUnplugged<FakeDrive>(shows, unplugged, [](const FakeDrive& drive) {
+        OcpErrorInjectionJob job;
+        return JobRun(job, JOBTYPE_GET_PROPERTIES).on({&drive});
+    });
+    expectUnplugged<FakeDrive>(sets, unplugged,
+                               [](const FakeDrive& drive) { return set("ErrorInjectionEntries", "1", drive); });
 }
 
 }  // namespace

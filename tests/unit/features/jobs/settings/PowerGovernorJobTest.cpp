@@ -8,6 +8,7 @@
 #include "tests/unit/features/jobs/OcpLog.h"
 #include "tests/unit/features/jobs/SetCommands.h"
 #include "tests/unit/features/jobs/SetRun.h"
+#include "tests/unit/features/jobs/Unplugged.h"
 
 namespace features::jobs {
 namespace {
@@ -99,6 +100,25 @@ TEST(PowerGovernorJob, ReportsARefusalAndADriveThatIsGone) {
     FakeDrive gone;
     gone.expect(identify(1).breaks(Status(CATEGORY_CORE, 70, "The drive /dev/nvme0 is gone.")));
     EXPECT_EQ(set("1", gone), "0/70 The drive /dev/nvme0 is gone.");
+}
+
+TEST(PowerGovernorJob, NothingIsSetOnAnUnpluggedDrive) {
+    constexpr char UNPLUGGED[] = "0/70 The drive /dev/nvme0 is gone.";
+    expectUnplugged<FakeDrive>(
+        {identify(1).answers(threeStates()), getFeature(0x02), setFeature(0x02, 1), getFeature(0x02)}, UNPLUGGED,
+        [](FakeDrive& drive) { return set("1", drive); });
+    expectUnplugged<FakeDrive>(
+        {withoutList(), ocpLog().refuses(0x4109), getFeature(0xC6), setFeature(0xC6, 1), getFeature(0xC6)}, UNPLUGGED,
+        [](FakeDrive& drive) { return set("1", velko(drive)); });
+}
+
+TEST(PowerGovernorJob, ADriveThatWorksInNoStateTakesNone) {
+    FakeDrive drive;
+    drive.expect(identify(1).answers(identifyController().byte(2048 + 3, 0x02)));
+    EXPECT_EQ(
+        set("0", drive),
+        "10/18 Invalid power mode given. Valid modes are 0 1 and 2. Drive S1 (/dev/nvme0) has no power state 0 in "
+        "which it works.");
 }
 
 }  // namespace

@@ -5,6 +5,7 @@
 #include "features/jobs/settings/TimestampJob.h"
 #include "tests/unit/features/jobs/SetCommands.h"
 #include "tests/unit/features/jobs/SetRun.h"
+#include "tests/unit/features/jobs/Unplugged.h"
 
 namespace features::jobs {
 namespace {
@@ -128,6 +129,17 @@ TEST(TimestampJob, FailsWhenTheDriveReportsAnotherTime) {
         .expect(getFeature(0x0E, 0, 0, 8).answers({231, 3, 0, 0, 0, 0, 2, 0}));
     EXPECT_EQ(set("1000", drive),
               "10/164 Configuration update failed. Drive S1 (/dev/nvme0) accepted Timestamp 1000 and reports 999.");
+}
+
+TEST(TimestampJob, TheClockOfAnUnpluggedDriveIsNotKnown) {
+    expectUnplugged<FakeDrive>({setFeature(0x0E, 0).writes(DriveBytes(8).le64(0, 1000)), getFeature(0x0E, 0, 0, 8)},
+                               "0/70 The drive /dev/nvme0 is gone.",
+                               [](FakeDrive& drive) { return set("1000", drive); });
+}
+
+TEST(TimestampJob, AValueIsNeeded) {
+    FakeDrive drive;
+    EXPECT_EQ(set("", drive), "10/39 No value associated with specified property.");
 }
 
 }  // namespace
