@@ -4,9 +4,12 @@
 
 #include "features/jobs/drive/VendorDialect.h"
 #include "ostrel/core/AttributeVocabulary.h"
+#include "ostrel/core/StatusCatalogue.h"
+#include "tests/support/StatusText.h"
 #include "tests/support/fakedrive/FakeDrive.h"
 #include "tests/unit/features/jobs/Models.h"
 #include "tests/unit/features/jobs/OcpLog.h"
+#include "tests/unit/features/jobs/Unplugged.h"
 
 namespace features::jobs {
 namespace {
@@ -182,6 +185,32 @@ TEST(VendorDialect, WhatCannotBeDeterminedIsNotGuessed) {
         "Category: 0\nCode: 25\nMessage: Get Log Page failed on drive S1 (/dev/nvme0): Internal Error (status code "
         "type 0x0, status code 0x06, opcode 0x02).");
     EXPECT_EQ(requireOcp(drive).toString(), "Category: 0\nCode: 70\nMessage: gone");
+}
+
+/// Whose feature it is decides what a set does: a guess may be wrong.
+TEST(VendorDialect, OfAnUnpluggedDriveItIsNotKnownWhoseAFeatureIs) {
+    constexpr char UNPLUGGED[] = "0/70 The drive /dev/nvme0 is gone.";
+    const Script script{withUuids(), identify(0x17).answers(makerAndOcpUuids()), ocpLog(2).answers(ocpSmart())};
+    expectUnplugged<FakeDrive>(script, UNPLUGGED, [](FakeDrive& fake) {
+        nvme::Drive drive(*velko(fake).device());
+        return statusText(addressOfFeature(drive, 0xC1, OcpGrounds::NAMED));
+    });
+    expectUnplugged<FakeDrive>(script, UNPLUGGED, [](FakeDrive& fake) {
+        nvme::Drive drive(*velko(fake).device());
+        return statusText(requireVelkoFeature(drive, 0xC1, OcpGrounds::NAMED, statuses::maxAddressNotSupported()));
+    });
+    expectUnplugged<FakeDrive>({script[0], script[1]}, UNPLUGGED, [](FakeDrive& fake) {
+        nvme::Drive drive(*velko(fake).device());
+        return statusText(requireVelkoFeature(drive, 0xD9, OcpGrounds::NAMED, statuses::maxAddressNotSupported()));
+    });
+    expectUnplugged<FakeDrive>(script, UNPLUGGED, [](FakeDrive& fake) {
+        nvme::Drive drive(*fake.device());
+        return statusText(requireOcpFeature(drive, 0xC1));
+    });
+    expectUnplugged<FakeDrive>(script, UNPLUGGED, [](FakeDrive& fake) {
+        nvme::Drive drive(*fake.device());
+        return statusText(requireOcp(drive));
+    });
 }
 
 }  // namespace
