@@ -4,6 +4,7 @@
 #include "tests/support/StatusText.h"
 #include "tests/support/fakedrive/FakeDrive.h"
 #include "tests/unit/features/jobs/SataCommands.h"
+#include "tests/unit/features/jobs/Unplugged.h"
 
 namespace features::jobs {
 namespace {
@@ -126,6 +127,50 @@ TEST(AtaHealth, IsNotKnownWithoutAnAnswer) {
     const auto error = readAtaHealth(lost);
     EXPECT_EQ(statusText(error), "0/69 slow");
     EXPECT_FALSE(isRefusal(error.error()));
+}
+
+std::string healthOf(const FakeSataDrive& fake) {
+    ata::Drive drive(*fake.device());
+    return statusText(readAtaHealth(drive));
+}
+
+TEST(AtaHealth, OfAnUnpluggedDriveIsNotKnown) {
+    constexpr char UNPLUGGED[] = "0/70 The drive /dev/nvme0 is gone.";
+    const Expected lost = smart(0xDA).wantsRegisters().lacksRegisters(ata::RegistersMissing::NO_DESCRIPTOR);
+    for (const Expected& status : {lost, smartStatus(0x0000)}) {
+        const Script script{identifyAta().answers(identifyDevice()), status, smartPage(0xD0).answers(smartData()),
+                            smartPage(0xD1)};
+        expectUnplugged<FakeSataDrive>(script, UNPLUGGED, healthOf);
+    }
+}
+
+TEST(AtaHealth, AStatusWithoutMeaningIsNoneWhereTheAttributesAreRefused) {
+    FakeSataDrive fake;
+    fake.expect(identifyAta().answers(identifyDevice()))
+        .expect(smartStatus(0x0000))
+        .expect(smartPage(0xD0).answers(smartData()))
+        .expect(smartPage(0xD1).aborts());
+    EXPECT_EQ(healthOf(fake),
+              "10/33 Failed to retrieve data from selected device. The drive returned a SMART status that has no "
+              "meaning. Drive S1 (/dev/sda) gives no thresholds of its attributes to judge it by.");
+}
+
+TEST(AtaHealth, NamesAllAttributesThatAreFailing) {
+    FakeSataDrive fake;
+    fake.expect(identifyAta().answers(identifyDevice()))
+        .expect(smartStatus(SMART_EXCEEDED))
+        .expect(smartPage(0xD0).answers(smartData(10).put(26, {0x0A, 0x33, 0x00, 5, 5})))
+        .expect(smartPage(0xD1).answers(smartThresholds().put(14, {0x0A, 5})));
+    expectHealth(fake, Health::THRESHOLD_EXCEEDED,
+                 "The drive reports that it is failing (SMART threshold exceeded). Attributes at or below their "
+                 "threshold: 5 (Reallocated Sector Count), 10 (Vendor specific 10).");
+    FakeSataDrive unsaid;
+    unsaid.expect(identifyAta().answers(identifyDevice()))
+        .expect(smartStatus(SMART_EXCEEDED))
+        .expect(smartPage(0xD0).answers(smartData()))
+        .expect(smartPage(0xD1).aborts());
+    expectHealth(unsaid, Health::THRESHOLD_EXCEEDED,
+                 "The drive reports that it is failing (SMART threshold exceeded).");
 }
 
 }  // namespace

@@ -264,6 +264,48 @@ TEST(VelkoSsdJob, ShowsEachUseOfANamespace) {
         << shown;
 }
 
+TEST(VelkoSsdJob, AnUnpluggedDriveIsAnErrorAndNoLongerAsked) {
+    const Script script{
+        hostNamespaces({unusedNamespace(1)}),
+        lookAtLog(0x02, 512).answers(smartLog()),
+        withList(),
+        logList({0xC0, 0xC1}),
+        ocpLog().answers(ocpSmart()),
+        lookAtLog(0xC1, 512),
+        identify(0x00, 1),
+    };
+    expectUnplugged<FakeDrive>(
+        script,
+        output("<Object category=\"status\" key=\"S1\" name=\"Velko SSD\">\n" +
+               property("Serial Number", "SerialNumber", "3", "string", "S1") +
+               property("Device Path", "DevicePath", "11", "string", "/dev/nvme0") +
+               "<Property name=\"Category\" value=\"0\"/>\n<Property name=\"Code\" value=\"70\"/>\n"
+               "<Property name=\"Message\" value=\"The drive /dev/nvme0 is gone.\"/>\n</Object>\n"),
+        [](const FakeDrive& drive) {
+            VelkoSsdJob job;
+            return JobRun(job, JOBTYPE_GET_PROPERTIES).on({&drive});
+        });
+}
+
+/// That the firmware has not panicked is not known either.
+TEST(VelkoSsdJob, AnErrorRecoveryLogThatIsRefusedIsAPartOfTheStatus) {
+    const std::string unknown =
+        "Whether its firmware has panicked is not known: Get Log Page failed on drive S1 (/dev/nvme0): Internal Error "
+        "(status code type 0x0, status code 0x06, opcode 0x02).";
+    for (const bool isWarned : {false, true}) {
+        FakeDrive drive;
+        drive.expect(lookAtLog(0x02, 512).answers(smartLog().byte(0, isWarned ? 0x04 : 0)))
+            .expect(withList())
+            .expect(logList({0xC0, 0xC1}))
+            .expect(ocpLog().answers(ocpSmart()))
+            .expect(lookAtLog(0xC1, 512).refuses(0x0006));
+        VelkoSsdJob job;
+        const std::string shown = (isWarned ? "Reliability is degraded. " : "") + unknown;
+        EXPECT_EQ(JobRun(job, JOBTYPE_GET_PROPERTIES).asking("DeviceStatus").on({&drive}),
+                  answer(property("Device Status", "DeviceStatus", std::to_string(shown.size() + 1), "string", shown)));
+    }
+}
+
 /// "No" and 0 would be answers of the drive.
 TEST(VelkoSsdJob, WhatARefusedIdentifyWouldHaveIsNotFound) {
     for (const char* name : {"FormatNVMSupported",
