@@ -265,6 +265,23 @@ TEST(Drive, AUuidListWhoseTransportFailsIsAnError) {
     EXPECT_EQ(readVendorPage(drive, 0xC0), "1/19 gone");
 }
 
+TEST(Drive, WithoutItsIdentityAnswersNothing) {
+    FakeDrive fake;
+    for (int i = 0; i < 7; ++i) fake.expect(fakedrive::identify(0x01).breaks(Status(CATEGORY_OS, ENODEV, "gone")));
+    nvme::Drive drive(*fake.device());
+    LogPageRequest offset, vendor;
+    offset.lid = 0x02;
+    offset.offset = 4096;
+    vendor.lid = 0xC5;
+    EXPECT_EQ(statusText(drive.supportedLogs()), "1/19 gone");
+    EXPECT_EQ(statusText(drive.isLogListed(0x06)), "1/19 gone");
+    EXPECT_EQ(statusText(drive.uuidIndexes()), "1/19 gone");
+    EXPECT_EQ(statusText(drive.maxTransferBytes()), "1/19 gone");
+    EXPECT_EQ(statusText(drive.readLogPage(offset, 512)), "1/19 gone");
+    EXPECT_EQ(statusText(drive.readLogPage(vendor, 512)), "1/19 gone");
+    EXPECT_EQ(statusText(drive.identifyController()), "1/19 gone") << "nothing of it was kept";
+}
+
 TEST(Drive, MdtsLimitsTransfers) {
     for (const auto& c : TRANSFERS) {
         FakeDrive fake;
