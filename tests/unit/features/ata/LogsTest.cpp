@@ -273,6 +273,33 @@ TEST(AtaEventLogs, CountersOfTheLinkHaveTheirOwnWidths) {
               "[SATA Phy Event Counters Log]\nCommands failed by an interface CRC error: 0\n");
 }
 
+TEST(AtaEventLogs, CountersOfTheLinkEndWhereTheyRunOverTheChecksum) {
+    // Counter 001h with 14 bytes, which is no number; 002h with 2; and 00Ah with 8, which has no room.
+    DriveBytes log(512);
+    log.put(4, {0x01, 0x70}).put(20, {0x02, 0x10, 0x07, 0x00});
+    size_t at = 24;
+    for (; at + 4 <= 504; at += 4) log.put(at, {0x03, 0x10, 0x01, 0x00});
+    log.put(at, {0x0A, 0x40});
+    const std::string text = nvme::treeText(decodePhyEvents(log.payload()));
+    EXPECT_EQ(text.find("Commands failed by an interface CRC error"), std::string::npos) << text;
+    EXPECT_NE(text.find(": 7\n"), std::string::npos) << text;
+    size_t counters = 0;
+    for (size_t found = text.find(": 1\n"); found != std::string::npos; found = text.find(": 1\n", found + 1))
+        ++counters;
+    EXPECT_EQ(counters, 120U);
+    EXPECT_EQ(text.find("Counter"), text.find("Counters Log")) << text;
+}
+
+TEST(AtaEventLogs, OfAPageThatIsCutNothingIsShown) {
+    for (const size_t bytes : {size_t{0}, size_t{511}}) {
+        const auto cut = DriveBytes(bytes).payload();
+        EXPECT_EQ(nvme::treeText(decodePendingDefects(cut)), "[Pending Defects Log]\n");
+        EXPECT_EQ(nvme::treeText(decodeQueuedError(cut)), "[NCQ Command Error Log]\n");
+        EXPECT_EQ(nvme::treeText(decodePhyEvents(cut)), "[SATA Phy Event Counters Log]\n");
+        EXPECT_EQ(nvme::treeText(decodeSctStatus(cut)), "[SCT Status]\n");
+    }
+}
+
 TEST(AtaEventLogs, SctStatusHasTheTemperaturesThatWereSampled) {
     const auto page = DriveBytes(512).byte(10, 3).put(200, {38, 0xFB, 45, 0x80, 61});
     EXPECT_EQ(nvme::treeText(decodeSctStatus(page.payload())),
