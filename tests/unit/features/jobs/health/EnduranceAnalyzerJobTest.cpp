@@ -207,6 +207,16 @@ TEST_F(EnduranceAnalyzerJobTest, ADamagedBaselineIsReportedAndAResetMendsIt) {
     EXPECT_EQ(showUnasked(), NOT_YET);
 }
 
+/// "Never reset" would be an answer.
+TEST_F(EnduranceAnalyzerJobTest, ABaselineThatCannotBeReadIsAnError) {
+    std::filesystem::create_directories(baseline_);
+    now += 7200;
+    const std::string answer = showUnasked();
+    EXPECT_EQ(answer.substr(0, answer.find("<Property name=\"Message\"")),
+              "0/0\n<Object category=\"Output\">\n<Object category=\"status\" key=\"S1\" name=\"Endurance "
+              "Analyzer\">\n<Property name=\"Category\" value=\"10\"/>\n<Property name=\"Code\" value=\"54\"/>\n");
+}
+
 TEST_F(EnduranceAnalyzerJobTest, ALinkInThePlaceOfTheBaselineIsNotFollowed) {
     std::filesystem::create_directory(folder_ / "lib");
     writeWholeFile(folder_ / "other", "precious");
@@ -241,6 +251,12 @@ TEST_F(EnduranceAnalyzerJobTest, WithoutASerialNumberNothingIsKept) {
 </Object>
 </Object>)");
     EXPECT_FALSE(std::filesystem::exists(folder_ / "lib"));
+    FakeDrive shown("", "/dev/nvme0");
+    now += 7200;
+    EXPECT_NE(JobRun(job_, JOBTYPE_GET_PROPERTIES)
+                  .on({&shown})
+                  .find("The drive has no serial number to keep its workload indicators under."),
+              std::string::npos);
 }
 
 constexpr struct {
