@@ -10,6 +10,7 @@
 #include "ostrel/core/CommandPath.h"
 #include "ostrel/core/CommandResult.h"
 #include "ostrel/core/Device.h"
+#include "tests/support/fakedrive/FakeDrive.h"
 
 namespace features::library {
 namespace {
@@ -483,6 +484,56 @@ TEST_F(RequestHandlerTest, AHealthScanThatFoundNothingCouldNotLook) {
             R"(<Property name="Code" value="0"/><Property name="Message" value="System rescan failed. )"
             R"(Not everything could be looked at: /sys: sysfs is not mounted."/></Object></Object></Object>)")
         << "the outcome is the exit status, not the code of the status";
+}
+
+/// Finds one drive that is there already.
+class OneDriveFinder : public DeviceFinder {
+public:
+    explicit OneDriveFinder(std::shared_ptr<Device> device) : DeviceFinder("One"), device_(std::move(device)) {}
+    void scan(std::vector<std::shared_ptr<Device>>& devices) override { devices.push_back(device_); }
+    std::unique_ptr<DeviceFinder> clone() const override { return std::make_unique<OneDriveFinder>(*this); }
+
+private:
+    std::shared_ptr<Device> device_;
+};
+class OneDriveSource : public FakeSource {
+public:
+    OneDriveSource(std::shared_ptr<Device> device, int* scans)
+        : FakeSource("One", {}, scans), device_(std::move(device)) {}
+    std::unique_ptr<DeviceFinder> finder() const override { return std::make_unique<OneDriveFinder>(device_); }
+
+private:
+    std::shared_ptr<Device> device_;
+};
+
+TEST_F(RequestHandlerTest, AHealthScanBesideDrivesThatWereNotSeenHasNotFoundNothing) {
+    const struct {
+        uint8_t warning;
+        const char* outcome;
+        const char* why;
+    } CASES[] = {{0x00, "100", "a drive that was not seen may be one that fails"},
+                 {0x04, "102", "what was found weighs more"}};
+    for (const auto& c : CASES) {
+        fakedrive::FakeDrive drive;
+        drive
+            .expect(
+                fakedrive::logPage(0x02, 512).dword(10, 0x007F8002).answers(fakedrive::smartLog().byte(0, c.warning)))
+            .expect(fakedrive::identify(0x01).answers(fakedrive::identifyController()))
+            .expect(fakedrive::hostUses({}));
+        auto source = std::make_unique<OneDriveSource>(drive.device(), &scans_);
+        source->errors.add("/sys/class/nvme/nvme1", EACCES, "it cannot be read");
+        std::vector<std::unique_ptr<transport::DriveSource>> sources;
+        sources.push_back(std::move(source));
+        handler_ = std::make_unique<RequestHandler>(std::move(sources));
+        const std::string answer =
+            answerTo(R"(<Object name="HealthScan" type="Method"><Property name="Scan" value="true"/>)"
+                     R"(<Property name="ReadScan" value="true"/></Object>)");
+        EXPECT_EQ(answer.find("Nothing was found.") != std::string::npos, c.warning == 0) << answer;
+        EXPECT_NE(answer.find(std::string(R"(<Property name="HealthScanStatusCode" value=")") + c.outcome + "\"/>"),
+                  std::string::npos)
+            << c.why << answer;
+        EXPECT_NE(answer.find("it cannot be read"), std::string::npos) << answer;
+    }
 }
 
 /// Serial numbers of digits alone, two of them equal; the last drive could not say its own.
