@@ -1,20 +1,15 @@
 #include <boost/property_tree/ptree.hpp>
 #include <fcntl.h>
 #include <gtest/gtest.h>
-#include <linux/filter.h>
-#include <linux/seccomp.h>
 #include <signal.h>
-#include <sys/prctl.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
-#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <atomic>
 #include <cerrno>
-#include <cstddef>
 #include <filesystem>
 #include <thread>
 #include <vector>
@@ -23,6 +18,7 @@
 #include "tests/support/ChildProcess.h"
 #include "tests/support/LogCapture.h"
 #include "tests/support/TemporaryFolder.h"
+#include "tests/support/UnnamedFiles.h"
 
 namespace ostrel::core {
 namespace {
@@ -39,22 +35,6 @@ struct stat propertiesOf(const std::string& path) {
     struct stat properties = {};
     EXPECT_EQ(lstat(path.c_str(), &properties), 0) << path;
     return properties;
-}
-
-/// From now on this process finds no file system that knows files without a name. Never taken back.
-bool refuseUnnamedFiles() {
-    constexpr uint32_t TMPFILE_BIT = O_TMPFILE & ~O_DIRECTORY;
-    sock_filter code[] = {
-        BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr)),
-        BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, __NR_openat, 0, 3),
-        BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, args[2])),
-        BPF_JUMP(BPF_JMP | BPF_JSET | BPF_K, TMPFILE_BIT, 0, 1),
-        BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ERRNO | EOPNOTSUPP),
-        BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW),
-    };
-    const sock_fprog program = {std::size(code), code};
-    return prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) == 0 && prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &program) == 0 &&
-           open("/tmp", O_TMPFILE | O_WRONLY, 0600) < 0 && errno == EOPNOTSUPP;
 }
 
 /// From now on this process can write no file of more than so many bytes. Never taken back.

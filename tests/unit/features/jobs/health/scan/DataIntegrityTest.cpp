@@ -10,9 +10,11 @@
 #include "features/jobs/health/scan/DataIntegrity.h"
 #include "ostrel/core/Payload.h"
 #include "ostrel/core/WriteSignals.h"
+#include "tests/support/ChildProcess.h"
 #include "tests/support/FileSizeLimit.h"
 #include "tests/support/StatusText.h"
 #include "tests/support/TemporaryFolder.h"
+#include "tests/support/UnnamedFiles.h"
 
 namespace features::jobs {
 namespace {
@@ -40,6 +42,22 @@ TEST(PatternFile, ComesBackAsItWasWrittenAndHasNoName) {
     PatternFile::Comparison comparison;
     EXPECT_EQ(statusText(file.compare(comparison)), "0/0 Completed successfully.");
     EXPECT_EQ(comparison.blocks, 0U);
+}
+
+TEST(PatternFile, LosesItsNameWhereTheFileSystemKnowsNamedFilesAlone) {
+    const TemporaryFolder folder;
+    EXPECT_TRUE(holdsInAChild([&folder] {
+        PatternFile file(0);
+        PatternFile::Comparison comparison;
+        return refuseUnnamedFiles() && succeeded(file.create(folder / "")) && folder.names().empty() &&
+               succeeded(file.write(UNIT)) && succeeded(file.compare(comparison)) && comparison.blocks == 0;
+    }));
+    EXPECT_TRUE(holdsInAChild([] {
+        return refuseUnnamedFiles() &&
+               statusText(PatternFile(0).create("/proc/self")) ==
+                   "10/104 Unable to create file. Cannot create a file in /proc/self: No such file or directory.";
+    }));
+    EXPECT_EQ(folder.names(), std::vector<std::string>());
 }
 
 TEST(PatternFile, EveryBlockThatDiffersIsCounted) {
