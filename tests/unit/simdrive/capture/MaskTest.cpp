@@ -78,6 +78,43 @@ TEST(Mask, ReplacesAnIdentifierByTheSameEverywhere) {
     EXPECT_EQ(log[32], 0x7F) << "nothing beside it is touched";
 }
 
+TEST(Mask, ReplacesTheHostIdentifier) {
+    const Bytes host{0xA1, 0xA2, 0xA3, 0xA4, 0xA5, 0xA6, 0xA7, 0xA8};
+    CapturedAnswers capture = nvmeCapture();
+    capture.answers[{0x0A, {0, 0x81, 0, 0}}].data = host;
+    put(capture.answers[{0x02, {0xFFFFFFFF, 0xCA, 0, 0}}].data, 300, host);
+    mask(capture);
+    const Bytes masked = capture.answers[{0x0A, {0, 0x81, 0, 0}}].data;
+    ASSERT_EQ(masked.size(), 8U);
+    EXPECT_NE(masked, host);
+    EXPECT_EQ(part(capture.answers[{0x02, {0xFFFFFFFF, 0xCA, 0, 0}}].data, 300, 8), masked);
+}
+
+/// NGUID, EUI64 and UUID are identifiers; the Command Set Identifier is none.
+TEST(Mask, ReplacesTheDescriptorsOfANamespace) {
+    const Bytes nguid{0x10, 0x11, 0x12, 0x13, 0x14, 0x15, 0x16, 0x17, 0x18, 0x19, 0x1A, 0x1B, 0x1C, 0x1D, 0x1E, 0x1F};
+    const Bytes uuid{0x20, 0x21, 0x22, 0x23, 0x24, 0x25, 0x26, 0x27, 0x28, 0x29, 0x2A, 0x2B, 0x2C, 0x2D, 0x2E, 0x2F};
+    Bytes list(4096);
+    put(list, 0, Bytes{1, 8, 0, 0});
+    put(list, 4, EUI64);
+    put(list, 12, Bytes{4, 1, 0, 0, 2});
+    put(list, 17, Bytes{2, 16, 0, 0});
+    put(list, 21, nguid);
+    put(list, 37, Bytes{3, 16, 0, 0});
+    put(list, 41, uuid);
+    CapturedAnswers capture = nvmeCapture();
+    capture.answers[{0x06, {1, 3, 0, 0}}].data = list;
+    mask(capture);
+    const Bytes& masked = capture.answers[{0x06, {1, 3, 0, 0}}].data;
+    EXPECT_EQ(part(masked, 0, 7), part(list, 0, 7)) << "the maker's identifier stays";
+    EXPECT_NE(part(masked, 7, 5), part(list, 7, 5));
+    EXPECT_EQ(part(masked, 12, 9), part(list, 12, 9));
+    EXPECT_NE(part(masked, 21, 16), nguid);
+    EXPECT_EQ(part(masked, 37, 4), part(list, 37, 4));
+    EXPECT_NE(part(masked, 41, 16), uuid);
+    EXPECT_EQ(part(masked, 4, 8), part(capture.answers[{0x06, {1, 0, 0, 0}}].data, 120, 8)) << "the same everywhere";
+}
+
 TEST(Mask, HasAKeyOfItsOwnEachTime) {
     CapturedAnswers first = nvmeCapture();
     CapturedAnswers second = nvmeCapture();
