@@ -118,7 +118,7 @@ Answer unmap(const ScsiCommand& command) {
     for (size_t at = HEAD_BYTES; at + DESCRIPTOR_BYTES <= HEAD_BYTES + described; at += DESCRIPTOR_BYTES) {
         uint64_t lba = bigEndian(list.data() + at, 8);
         uint64_t left = bigEndian(list.data() + at + 8, 4);
-        if ((lba + left) >> 48 != 0) return checkCondition(command, OUT_OF_RANGE);
+        if (lba >> 48 != 0 || (lba + left) >> 48 != 0) return checkCondition(command, OUT_OF_RANGE);
         while (left != 0) {
             const uint64_t sectors = std::min(left, MAX_ENTRY_SECTORS);
             entries.resize(entries.size() + 8);

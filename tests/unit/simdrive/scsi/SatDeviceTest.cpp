@@ -165,6 +165,7 @@ TEST_F(SatDeviceTest, UnmapTakesTheSectorsOfItsListOrNone) {
         {unmap, unmapList({{9, 1}, {uint64_t{1} << 48, 1}}), "5/21/0", "the second one past 2 to the 48th"},
         {unmap, unmapList({{9, 1}, {(uint64_t{1} << 48) - 1, 1}}), "5/21/0", "the second one ends there"},
         {unmap, unmapList({{9, 1}, {131072, 1}}), "b/0/0", "the second one past the last sector"},
+        {unmap, unmapList({{9, 1}, {UINT64_MAX, 2}}), "5/21/0", "the second one past 2 to the 64th"},
         {unmap, unmapList({{9, 1}, {0, 0xFFFFFFFF}}), "5/26/0", "more than 512 entries of the drive's command"},
     };
     for (const auto& c : CASES) {
