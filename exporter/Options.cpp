@@ -132,6 +132,7 @@ std::string parse(const std::vector<std::string>& words, Options& options) {
     } catch (const CLI::ParseError& error) {
         return error.what();
     }
+    if (options.address.empty()) options.address = Options().address;  // --listen without one
     std::string error = chooseMode(given, options);
     if (error.empty()) error = checkMode(given, options.mode);
     if (error.empty() && !isAddress(options.address)) error = "'" + options.address + "' is not ADDRESS:PORT.";
