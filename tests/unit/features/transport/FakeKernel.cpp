@@ -181,6 +181,7 @@ int FakeKernel::answerIdentify(const std::string& node, const nvme_passthru_cmd&
 
 int FakeKernel::answerNamespace(const std::string& node) {
     calls.push_back("namespace" + node);
+    if (const int outcome = onRequest(NVME_IOCTL_ID); outcome < 0) return answered(outcome);
     const auto known = namespaces.find(node.substr(1));
     return known != namespaces.end() ? static_cast<int>(known->second) : std::stoi(node.substr(node.rfind('n') + 1));
 }

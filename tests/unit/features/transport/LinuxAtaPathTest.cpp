@@ -374,6 +374,7 @@ TEST_F(LinuxAtaPathTest, ARefusalOfLibataSaysWhatItPassesOn) {
     other.dataLength = 512;
     EXPECT_EQ(sent(other), driver + " or its controller refused TRUSTED RECEIVE DMA: " + refused +
                                " libata refuses it unless it is loaded with allow_tpm=1.");
+    EXPECT_EQ(sent(trimming(), block_), driver + " or its controller refused DATA SET MANAGEMENT: " + refused);
 }
 
 TEST_F(LinuxAtaPathTest, ANodeThatPassedToAnotherDriveGetsIdentifyAlone) {
@@ -498,6 +499,103 @@ TEST_F(LinuxAtaPathTest, ADriveIsLockedByItsIdentity) {
     EXPECT_EQ(statusText(other->send(HostCommand(HostRequest::LOCK_DRIVE), {}, {}).status).substr(0, 5), "11/9 ");
     EXPECT_EQ(statusText(path_->clone()->send(HostCommand(HostRequest::UNLOCK_DRIVE), {}, {}).status), SUCCESS);
     EXPECT_EQ(statusText(other->send(HostCommand(HostRequest::LOCK_DRIVE), {}, {}).status), SUCCESS);
+}
+
+TEST_F(LinuxAtaPathTest, ADriveWhoseTrimCannotBeLookedUpIsNotTrimmed) {
+    for (const char* const attribute : {"dev1.0.0/trim", "dev1.0/trim"}) {
+        const std::string place = std::string("/sys/class/ata_device/") + attribute;
+        machine_.folder(place);
+        EXPECT_EQ(sent(trimming(), block_), "0/39 System rescan failed. " + machine_.path(place) + ": Is a directory.");
+        std::filesystem::remove(machine_.path(place));
+    }
+    EXPECT_EQ(kernel_.calls, Calls());
+    machine_.file("/sys/class/ata_device/dev1.0/trim", "unqueued\n");
+    EXPECT_EQ(sent(trimming(), block_), SUCCESS);
+}
+
+TEST_F(LinuxAtaPathTest, ANodeThatDoesNotOpenSendsNothingThatChangesTheDrive) {
+    kernel_.onOpen = [](const std::string&) { return EBUSY; };
+    EXPECT_EQ(sent(trimming(), block_),
+              "0/64 There was no connection to open. " + node() + " (errno 16: Device or resource busy).");
+    EXPECT_EQ(kernel_.calls, Calls{"open /dev/sda"});
+}
+
+TEST_F(LinuxAtaPathTest, AnIdentifyThatComesInPartIdentifiesNoDrive) {
+    kernel_.onAta = [this](sg_io_hdr& request) {
+        request.resid = request.cmdp[14] == 0xEC ? 1 : 0;
+        const int resid = request.resid;
+        const int outcome = kernel_.answerAta(request);
+        request.resid = resid;
+        return outcome;
+    };
+    EXPECT_EQ(sent(trimming(), block_), "10/33 Failed to retrieve data from selected device. The drive of " + node() +
+                                            " cannot be identified, so that it is not changed.");
+    EXPECT_EQ(kernel_.calls, (Calls{"open /dev/sda", "ata ECh /dev/sda"}));
+}
+
+TEST_F(LinuxAtaPathTest, ADriveThatVanishesAfterAUnitAttentionIsReported) {
+    int left = 1;
+    kernel_.onAta = [&](sg_io_hdr& request) {
+        if (left-- <= 0) return -ENODEV;
+        FakeKernel::endWithSense(request, {0x70, 0, 0x06, 0, 0, 0, 0, 10, 0, 0, 0, 0, 0x29, 0, 0, 0, 0, 0});
+        return 0;
+    };
+    EXPECT_EQ(sent(asking()), "0/70 The device (object) was unavailable. The drive of " + node() +
+                                  " is gone (errno 19: No such device).");
+    EXPECT_EQ(kernel_.calls, (Calls{"open /dev/sda", "ata B0h /dev/sda", "ata B0h /dev/sda"}));
+}
+
+TEST_F(LinuxAtaPathTest, ADiskWhoseSizeCannotBeReadIsAnError) {
+    const std::string size = machine_.path("/sys/class/block/sda/size");
+    std::filesystem::remove(size);
+    machine_.folder("/sys/class/block/sda/size");
+    const std::string unread = "0/39 System rescan failed. " + size + ": Is a directory.";
+    EXPECT_EQ(statusText(ask(HostRequest::NAMESPACES).status), unread);
+    EXPECT_EQ(statusText(ask(HostRequest::USES).status), unread);
+}
+
+TEST_F(LinuxAtaPathTest, LinksThatCannotBeListedAreAnError) {
+    machine_.file("/dev/disk/by-id", "");
+    EXPECT_EQ(statusText(ask(HostRequest::LOCATION).status),
+              "0/39 System rescan failed. " + machine_.path("/dev/disk/by-id") + ": Not a directory.");
+}
+
+TEST_F(LinuxAtaPathTest, ARescanThatTheKernelDoesNotTakeReadsNoPartitionTable) {
+    const std::string rescan = machine_.path("/sys/class/block/sda/device/rescan");
+    std::filesystem::remove(rescan);
+    std::filesystem::create_symlink("/dev/full", rescan);
+    EXPECT_EQ(statusText(ask(HostRequest::RESCAN).status),
+              "0/86 No completion was available. Can't tell if command passed or failed. " + rescan +
+                  " (errno 28: No space left on device).");
+    std::filesystem::remove(rescan);
+    EXPECT_EQ(statusText(ask(HostRequest::RESCAN).status), "0/70 The device (object) was unavailable. " + rescan +
+                                                               " does not exist (errno 2: No such file or "
+                                                               "directory).");
+    for (const std::string& call : kernel_.calls) EXPECT_EQ(call.substr(0, 9), "open /sys");
+}
+
+TEST_F(LinuxAtaPathTest, UsesAreThoseOfTheDrivesOwnNodesAlone) {
+    machine_.scsiDisk("pci/host7", "7:0:0:0", "sdb", "8:16", "sg7");  // does not say which drive it is
+    machine_.scsiDisk("pci/host8", "8:0:0:0", "sdc", "8:32", "sg8");
+    machine_.ataInformation("sdc", ataIdentifyBytes({"S2"}));
+    machine_.swaps("/dev/sdb partition 1 0 -2\n/dev/sdc partition 1 0 -2\n");
+    EXPECT_EQ(uses(UseCheck::DESTROY).uses.size(), 0U);
+    machine_.swaps("/dev/sda partition 1 0 -2\n/dev/sdc partition 1 0 -2\n");
+    path_ = makePath("sda");
+    EXPECT_EQ(uses(UseCheck::DESTROY).uses.size(), 1U);
+    LookErrors errors;
+    const auto disk = SataTopology(machine_.paths()).disk("sda", errors);
+    path_ = std::make_unique<LinuxAtaPath>(*disk, machine_.paths(), std::make_shared<std::mutex>());
+    EXPECT_EQ(uses(UseCheck::DESTROY).uses.size(), 1U) << "before a drive was selected";
+}
+
+TEST_F(LinuxAtaPathTest, ADriveIsSupportedAsLongAsTheKernelKnowsIt) {
+    EXPECT_TRUE(path_->isSupported({}));
+    const std::string type = machine_.path("/sys/class/block/sda/device/type");
+    std::filesystem::remove(type);
+    EXPECT_FALSE(path_->isSupported({}));
+    machine_.folder("/sys/class/block/sda/device/type");
+    EXPECT_TRUE(path_->isSupported({})) << "what cannot be looked at is not taken for gone";
 }
 
 TEST_F(LinuxAtaPathTest, OtherCommandSetsAreRefused) {

@@ -871,10 +871,85 @@ TEST_F(LinuxNvmePathTest, AllControllersOfADriveShareItsLock) {
     EXPECT_EQ(kernel_.calls, Calls()) << "a lock asks no drive";
 }
 
+TEST_F(LinuxNvmePathTest, ANamespaceThatCannotBeNamedIsNotChanged) {
+    kernel_.onRequest = [](unsigned long request) { return request == NVME_IOCTL_ID ? -EINTR : 0; };
+    const NvmeCommand trim = reading(Queue::IO, nvme::OPC_DATASET_MANAGEMENT, 0);
+    EXPECT_EQ(statusText(send(trim).status), "0/69 The command was detected to have timed-out. The drive of " +
+                                                 node("nvme0n1") +
+                                                 " did not answer in time (errno 4: Interrupted system call).");
+    for (const std::string& call : kernel_.calls) EXPECT_NE(call, "io 09h /dev/nvme0n1");
+}
+
+TEST_F(LinuxNvmePathTest, NamespacesThatCannotBeListedAreNotChanged) {
+    const std::string nsid = machine_.path("/sys/devices/pci/nvme0/nvme0n1/nsid");
+    std::filesystem::remove(nsid);
+    machine_.folder("/sys/devices/pci/nvme0/nvme0n1/nsid");
+    const std::string unread =
+        "0/39 System rescan failed. " + machine_.path("/sys/class/nvme/nvme0/nvme0n1/nsid") + ": Is a directory.";
+    EXPECT_EQ(statusText(send(reading(Queue::IO, nvme::OPC_DATASET_MANAGEMENT, 0)).status), unread);
+    EXPECT_EQ(statusText(send(reading(Queue::IO, nvme::OPC_READ, 512)).status), unread);
+    EXPECT_EQ(kernel_.calls, Calls());
+}
+
+TEST_F(LinuxNvmePathTest, ThePlaceOfADriveIsItsSlotAndItsLinks) {
+    machine_.file("/sys/devices/pci/nvme0/transport", "pcie\n");
+    machine_.file("/sys/devices/pci/nvme0/address", "0000:01:00.0\n");
+    machine_.link("/dev/disk/by-id/nvme-M1_S1", "/dev/nvme0n1");
+    const CommandResult result = ask(HostRequest::LOCATION);
+    EXPECT_EQ(statusText(result.status), SUCCESS);
+    const HostLocation& location = dynamic_cast<const HostResult&>(*result.protocolResult).location;
+    EXPECT_EQ(location.pciAddress, "0000:01:00.0");
+    ASSERT_EQ(location.byId.size(), 1U);
+    EXPECT_EQ(location.byId[0].name, "nvme-M1_S1");
+    EXPECT_EQ(location.byId[0].node, "/dev/nvme0n1");
+    EXPECT_EQ(kernel_.calls, Calls());
+    std::filesystem::remove_all(machine_.path("/dev/disk/by-id"));
+    machine_.file("/dev/disk/by-id", "");
+    EXPECT_EQ(statusText(ask(HostRequest::LOCATION).status),
+              "0/39 System rescan failed. " + machine_.path("/dev/disk/by-id") + ": Not a directory.");
+}
+
+TEST_F(LinuxNvmePathTest, AResetWhoseEndCannotBeReadIsAnError) {
+    kernel_.onRequest = [this](unsigned long request) {
+        if (request != NVME_IOCTL_RESET) return 0;
+        removeState();
+        machine_.folder("/sys/devices/pci/nvme0/state");
+        return 0;
+    };
+    EXPECT_EQ(statusText(ask(HostRequest::RESET_CONTROLLER).status),
+              "0/39 System rescan failed. " + machine_.path("/sys/class/nvme/nvme0/state") + ": Is a directory.");
+    EXPECT_EQ(kernel_.calls.back(), "reset /dev/nvme0");
+}
+
+TEST_F(LinuxNvmePathTest, WithoutSysfsANodeThatFailsHasNoNamespaces) {
+    kernel_.mounted = {"/proc"};
+    kernel_.onCommand = [](nvme_passthru_cmd&) { return -EINVAL; };
+    EXPECT_EQ(statusText(ask(HostRequest::NAMESPACES).status),
+              "0/75 Invalid transfer size specified. " + node("nvme0") + " (errno 22: Invalid argument).");
+    kernel_.onOpen = [](const std::string&) { return EACCES; };
+    path_ = makePath();
+    EXPECT_EQ(statusText(ask(HostRequest::NAMESPACES).status),
+              "10/238 Requires admin privileges. No permission for " + node("nvme0") +
+                  ": it needs the root user or CAP_SYS_ADMIN (errno 13: Permission denied).");
+}
+
+TEST_F(LinuxNvmePathTest, AReadOfTheSelectedDriveIsNotSentToAnotherOneAfterAReset) {
+    NvmeCommand judging = reading(Queue::ADMIN, nvme::OPC_GET_LOG_PAGE, 512);
+    judging.onlySelectedDrive = true;
+    kernel_.onCommand = [this](nvme_passthru_cmd&) {
+        kernel_.identity.serialNumber = "S2";
+        return 0x370;  // host pathing error: the driver's own, while the controller is under a reset
+    };
+    EXPECT_EQ(statusText(send(judging).status).substr(0, 5), "0/70 ");
+    EXPECT_EQ(kernel_.calls, (Calls{"open /dev/nvme0", "who /dev/nvme0", "admin 02h /dev/nvme0", "who /dev/nvme0"}));
+}
+
 TEST_F(LinuxNvmePathTest, ADriveIsSupportedAsLongAsTheKernelKnowsIt) {
     EXPECT_TRUE(path_->isSupported({}));
     removeState();
     EXPECT_FALSE(path_->isSupported({}));
+    machine_.folder("/sys/devices/pci/nvme0/state");
+    EXPECT_TRUE(path_->isSupported({})) << "what cannot be looked at is not taken for gone";
 }
 
 }  // namespace
