@@ -173,6 +173,52 @@ TEST_F(SimulatedAtaPathTest, TheWholeDriveIsOneNamespace) {
     EXPECT_TRUE(succeeded(path.send(HostCommand(HostRequest::UNLOCK_DRIVE), {}, {}).status));
 }
 
+TEST_F(SimulatedAtaPathTest, ADriveThatWasNotSelectedIsNotChanged) {
+    SimulatedAtaPath other(root + "/one", clock, [](std::chrono::milliseconds) {}, folder / "locks");
+    const std::string unknown = "10/33 Failed to retrieve data from selected device. The drive of " + root +
+                                "/one cannot be identified, so that it is not changed.";
+    const std::string before = readWholeFile(root + "/one/state");
+    const AtaCommand standby(0xE0, Protocol::NON_DATA, Addressing::BITS_28, "STANDBY IMMEDIATE");
+    EXPECT_EQ(statusText(other.send(standby, {}, {}).status), unknown);
+    EXPECT_EQ(statusText(other.send(HostCommand(HostRequest::LOCK_DRIVE), {}, {}).status), unknown);
+    EXPECT_EQ(readWholeFile(root + "/one/state"), before);
+    EXPECT_TRUE(succeeded(other.send(identify(), {}, {}).status)) << "reading changes nothing";
+}
+
+TEST_F(SimulatedAtaPathTest, ADamagedDriveHasNoNamespace) {
+    writeWholeFile(root + "/one/state", "short");
+    const std::string damaged =
+        "The device (object) was unavailable. The state of the simulated drive is damaged: " + root +
+        "/one/state is too short (errno 74).";
+    for (const HostRequest request : {HostRequest::NAMESPACES, HostRequest::USES}) {
+        const CommandResult result = path.send(HostCommand(request), {}, {});
+        EXPECT_EQ(result.status.getMessage(), damaged);
+        EXPECT_EQ(result.protocolResult, nullptr);
+    }
+    EXPECT_EQ(send(identify()).status.getMessage(), damaged);
+}
+
+TEST_F(SimulatedAtaPathTest, ItTakesNoCommandThatTheKernelWouldNotCarry) {
+    AtaCommand wide(0x25, Protocol::DMA_IN, Addressing::BITS_28, "READ DMA");
+    wide.lba = uint64_t{1} << 28;
+    wide.count = 1;
+    wide.dataLength = 512;
+    const CommandResult result = send(wide);
+    EXPECT_TRUE(result.status.is(0, 86));
+    const std::string reason = root + "/one (errno 22: Invalid argument).";
+    const std::string message = result.status.getMessage();
+    EXPECT_EQ(message.substr(message.size() - std::min(message.size(), reason.size())), reason);
+    EXPECT_EQ(result.protocolResult, nullptr);
+    EXPECT_TRUE(path.send(HostCommand(HostRequest::RESET_SUBSYSTEM), {}, {}).status.is(10, 34));
+}
+
+TEST_F(SimulatedAtaPathTest, ADriveIsSupportedAsLongAsItIsThere) {
+    EXPECT_TRUE(path.isSupported({}));
+    ASSERT_TRUE(succeeded(store.remove("one")));
+    EXPECT_FALSE(path.isSupported({}));
+    EXPECT_EQ(statusText(send(identify()).status).substr(0, 5), "0/70 ");
+}
+
 TEST_F(SimulatedAtaPathTest, ItTakesNoNvmeCommand) {
     const features::nvme::NvmeCommand nvme(features::nvme::Queue::ADMIN, 0x06, "Identify");
     const CommandResult result = path.send(nvme, {}, {});
