@@ -1,10 +1,17 @@
 #include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
+#include <filesystem>
 #include <numeric>
 
+#include "features/nvme/Bytes.h"
+#include "simdrive/auth/Authentication.h"
 #include "simdrive/auth/DhChap.h"
 #include "simdrive/auth/DhGroup.h"
 #include "simdrive/auth/Secret.h"
+#include "tests/support/StatusText.h"
+#include "tests/support/TemporaryFolder.h"
 
 namespace simdrive::auth {
 namespace {
@@ -151,8 +158,226 @@ TEST(Secret, IsReadAndTransformed) {
 TEST(Secret, IsNotReadFromATextThatIsNone) {
     std::string damaged = TRANSFORMED;
     damaged[12] = 'B';
-    for (const std::string& text : {std::string(), std::string("DHHC-1:"), std::string("DHHC-1:00:"), damaged}) {
-        EXPECT_TRUE(statusOf(Secret::parse(text)).is(1, 22)) << text;
+    const char* const malformed = "1/22 The secret is not of the form DHHC-1:hh:BASE64:";
+    const char* const hash = "1/22 The secret's hash function is none of 00, 01, 02 and 03.";
+    const char* const length = "1/22 The secret has neither 32, 48 nor 64 bytes.";
+    const struct {
+        std::string text;
+        const char* status;
+    } CASES[] = {
+        {"", malformed},
+        {"DHHC-1:", malformed},
+        {"DHHC-1:00:", malformed},
+        {"DHHC-1:00::", malformed},
+        {"DHHC-2:00:AAAA:", malformed},
+        {"DHHC-1:00:AAAA", malformed},
+        {"DHHC-1:00:AAA:", malformed},
+        {"DHHC-1:00:A*AA:", malformed},
+        {"DHHC-1:00:====:", malformed},
+        {"DHHC-1:10:AAAA:", hash},
+        {"DHHC-1:04:AAAA:", hash},
+        {"DHHC-1:0/:AAAA:", hash},
+        {"DHHC-1:00AAAAA:", hash},
+        {"DHHC-1:00:AAAA:", length},
+        {"DHHC-1:00:AAAAAAAA:", length},
+        {damaged, "1/22 The secret's checksum is wrong."},
+    };
+    for (const auto& c : CASES) EXPECT_EQ(statusText(Secret::parse(c.text)), c.status) << c.text;
+}
+
+TEST(Secret, IsReadFromAFileOfItsUserAlone) {
+    const TemporaryFolder folder;
+    const std::string path = folder / "secret";
+    const auto read = [&] { return statusText(Secret::read(path)); };
+    EXPECT_EQ(read(), "1/2 " + path + ": No such file or directory.");
+    writeWholeFile(path, PLAIN);
+    for (const mode_t mode : {0640U, 0604U, 0610U, 0602U}) {
+        ASSERT_EQ(::chmod(path.c_str(), mode), 0);
+        EXPECT_EQ(read(), "1/1 " + path + ": can be opened by other users: its mode must be 0600.");
+    }
+    ASSERT_EQ(::chmod(path.c_str(), 0600), 0);
+    ASSERT_TRUE(Secret::read(path));
+    EXPECT_EQ(Secret::read(path)->key, counted(0, 32)) << "without an end of line";
+    writeWholeFile(path, std::string(PLAIN) + "\n");
+    EXPECT_EQ(Secret::read(path)->key, counted(0, 32)) << "with one";
+    writeWholeFile(path, std::string(PLAIN) + "\n\n");
+    EXPECT_EQ(read(), "1/22 " + path + ": The secret is not of the form DHHC-1:hh:BASE64:") << "with two";
+    writeWholeFile(path, "");
+    EXPECT_EQ(read(), "1/22 " + path + ": The secret is not of the form DHHC-1:hh:BASE64:");
+    if (::chown(path.c_str(), 12345, 0) == 0) {
+        EXPECT_EQ(read(), "1/1 " + path + ": belongs to another user.");
+    }
+    std::filesystem::remove(path);
+    std::filesystem::create_symlink("other", path);
+    EXPECT_EQ(read(), "1/40 " + path + ": Too many levels of symbolic links.");
+    std::filesystem::remove(path);
+    for (const auto make : {+[](const char* name) { return ::mkdir(name, 0700); },
+                            +[](const char* name) { return ::mkfifo(name, 0600); }}) {
+        ASSERT_EQ(make(path.c_str()), 0);
+        EXPECT_EQ(read(), "1/22 " + path + ": is not a regular file.");
+        std::filesystem::remove(path);
+    }
+}
+
+// The exchange, as the controller sees it.
+
+class AuthenticationTest : public testing::Test {
+protected:
+    /// AUTH_Negotiate of transaction 0x55 with one descriptor: SHA-256, without a Diffie-Hellman group.
+    static Bytes negotiation() {
+        Bytes message(72);
+        message[4] = 0x55;
+        message[7] = 1;
+        message[8] = 0x01;  // DH-HMAC-CHAP
+        message[10] = message[11] = 1;
+        message[12] = 1;  // SHA-256
+        return message;
+    }
+    /// DH-HMAC-CHAP_Reply to a challenge, which may ask for the controller's response.
+    Bytes reply(const Bytes& challenge, bool wantsResponse) const {
+        Challenge asked{Hash::SHA_256, Bytes(challenge.begin() + 16, challenge.end()),
+                        features::nvme::le32(challenge.data() + 12), 0x55};
+        Bytes message(80);
+        message[0] = 0x01;
+        message[1] = 0x02;
+        message[4] = 0x55;
+        message[6] = 32;
+        message[8] = wantsResponse ? 1 : 0;
+        const Bytes response = hostResponse(asked, requirement_.host.key, HOST, SUBSYSTEM);
+        std::copy(response.begin(), response.end(), message.begin() + 16);
+        return message;
+    }
+    /// The message for the host is AUTH_Failure1 with this explanation, and the last one.
+    void expectFailure(Authentication& exchange, uint8_t explanation, const std::string& why) {
+        const Bytes failure = exchange.give(100);
+        ASSERT_EQ(failure.size(), 8U) << why;
+        EXPECT_EQ((Bytes{failure[0], failure[1], failure[6], failure[7]}), (Bytes{0x00, 0xF1, 0x01, explanation}))
+            << why;
+        EXPECT_TRUE(exchange.isFailed()) << why;
+        EXPECT_FALSE(exchange.isSuccessful()) << why;
+        EXPECT_FALSE(exchange.take(negotiation())) << why;
+        EXPECT_EQ(exchange.give(100), Bytes()) << why;
+    }
+    Authentication begin() const { return Authentication(requirement_, HOST, SUBSYSTEM); }
+
+    Requirement requirement_{{std::nullopt, counted(0, 32)}, Secret{std::nullopt, counted(1, 32)}};
+};
+
+TEST_F(AuthenticationTest, ANegotiationThatCannotBeIsRefused) {
+    const struct {
+        size_t at;
+        uint8_t value;
+        uint8_t explanation;
+        const char* why;
+    } CASES[] = {
+        {0, 0x01, 0x07, "a message of another type"},
+        {1, 0x01, 0x07, "another message"},
+        {6, 0x01, 0x03, "a secure channel"},
+        {7, 2, 0x06, "a descriptor that did not come"},
+        {7, 0, 0x06, "none, and one came"},
+        {8, 0x02, 0x02, "another protocol"},
+        {10, 31, 0x06, "31 hash functions"},
+        {11, 31, 0x06, "31 groups"},
+        {12, 4, 0x04, "a hash function that there is not"},
+        {42, 6, 0x05, "a group that there is not"},
+        {10, 0, 0x04, "no hash function"},
+        {11, 0, 0x05, "no group"},
+    };
+    for (const auto& c : CASES) {
+        Authentication exchange = begin();
+        Bytes message = negotiation();
+        message[c.at] = c.value;
+        EXPECT_TRUE(exchange.take(message)) << c.why;
+        expectFailure(exchange, c.explanation, c.why);
+    }
+    Authentication exchange = begin();
+    EXPECT_TRUE(exchange.take(Bytes(7)));
+    expectFailure(exchange, 0x06, "less than a message");
+}
+
+TEST_F(AuthenticationTest, AReplyThatCannotBeIsRefused) {
+    const struct {
+        size_t at;
+        uint8_t value;
+        uint8_t explanation;
+        const char* why;
+    } CASES[] = {
+        {0, 0x00, 0x07, "a message of another type"},
+        {1, 0x04, 0x07, "another message"},
+        {4, 0x56, 0x07, "another transaction"},
+        {6, 48, 0x06, "a response of another length"},
+        {8, 2, 0x06, "neither with nor without a response"},
+        {10, 1, 0x06, "a public value"},
+        {16, 0xAA, 0x01, "another response"},
+    };
+    for (const auto& c : CASES) {
+        Authentication exchange = begin();
+        ASSERT_TRUE(exchange.take(negotiation()));
+        Bytes message = reply(exchange.give(100), false);
+        message[c.at] = c.at == 16 ? static_cast<uint8_t>(message[16] ^ 1) : c.value;
+        EXPECT_TRUE(exchange.take(message)) << c.why;
+        expectFailure(exchange, c.explanation, c.why);
+    }
+    for (const size_t bytes : {0, 15, 79, 81}) {
+        Authentication exchange = begin();
+        ASSERT_TRUE(exchange.take(negotiation()));
+        Bytes message = reply(exchange.give(100), false);
+        message.resize(bytes);
+        EXPECT_TRUE(exchange.take(message));
+        expectFailure(exchange, bytes < 16 ? 0x07 : 0x06, std::to_string(bytes) + " bytes");
+    }
+    requirement_.controller.reset();
+    Authentication exchange = begin();
+    ASSERT_TRUE(exchange.take(negotiation()));
+    EXPECT_TRUE(exchange.take(reply(exchange.give(100), true)));
+    expectFailure(exchange, 0x01, "the controller has no secret to answer with");
+}
+
+TEST_F(AuthenticationTest, SucceedsWithARightReply) {
+    Authentication exchange = begin();
+    EXPECT_EQ(exchange.give(100), Bytes()) << "the host begins";
+    ASSERT_TRUE(exchange.take(negotiation()));
+    EXPECT_EQ(exchange.give(10).size(), 48U);
+    const Bytes challenge = exchange.give(100);
+    EXPECT_EQ(challenge.size(), 48U) << "asked for again, with more room";
+    ASSERT_TRUE(exchange.take(reply(challenge, false)));
+    const Bytes success = exchange.give(100);
+    ASSERT_EQ(success.size(), 16U);
+    EXPECT_EQ((Bytes{success[0], success[1], success[4], success[6], success[8]}), (Bytes{0x01, 0x03, 0x55, 32, 0}));
+    EXPECT_TRUE(exchange.isSuccessful());
+    EXPECT_FALSE(exchange.take(negotiation())) << "once";
+}
+
+TEST_F(AuthenticationTest, AHostThatWantsAResponseHasTheLastWord) {
+    const struct {
+        Bytes message;
+        bool isSuccess;
+        bool hasFailure;  // of the controller's own
+        const char* why;
+    } CASES[] = {
+        {{0x01, 0x04, 0, 0, 0x55, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0}, true, false, "it is the controller"},
+        {{0x00, 0xF0, 0, 0, 0x55, 0, 1, 1}, false, false, "it is not"},
+        {{0x00, 0xF1, 0, 0, 0x55, 0, 1, 1}, false, true, "the failure of a controller"},
+        {{0x01, 0xF0, 0, 0, 0x55, 0, 1, 1}, false, true, "a failure of another type"},
+        {{0x01, 0x04, 0, 0, 0x56, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0}, false, true, "another transaction"},
+        {{0x00}, false, true, "less than a message"},
+    };
+    for (const auto& c : CASES) {
+        Authentication exchange = begin();
+        ASSERT_TRUE(exchange.take(negotiation()));
+        ASSERT_TRUE(exchange.take(reply(exchange.give(100), true)));
+        const Bytes success = exchange.give(100);
+        ASSERT_EQ(success.size(), 48U);
+        EXPECT_EQ(success[8], 1) << "with the controller's response";
+        EXPECT_FALSE(exchange.isSuccessful());
+        EXPECT_TRUE(exchange.take(c.message)) << c.why;
+        EXPECT_EQ(exchange.isSuccessful(), c.isSuccess) << c.why;
+        if (c.hasFailure) {
+            expectFailure(exchange, 0x07, c.why);
+        } else {
+            EXPECT_EQ(exchange.give(100), Bytes()) << c.why;
+            EXPECT_EQ(exchange.isFailed(), !c.isSuccess) << c.why;
+        }
     }
 }
 
