@@ -56,6 +56,7 @@ struct Sense {
         const uint8_t code = at(0) & 0x7F;
         isDescriptor = code == 0x72 || code == 0x73;
         isFixed = code == 0x70 || code == 0x71;
+        isDeferred = code == 0x71 || code == 0x73;
         key = (isDescriptor ? at(1) : at(2)) & 0x0F;
         asc = at(isDescriptor ? 2 : 12);
         ascq = at(isDescriptor ? 3 : 13);
@@ -71,6 +72,7 @@ struct Sense {
     std::size_t size;
     bool isDescriptor = false;
     bool isFixed = false;
+    bool isDeferred = false;  ///< an error of an earlier command: it says nothing good of this one
     uint8_t key = NO_SENSE;
     uint8_t asc = 0;
     uint8_t ascq = 0;
@@ -187,6 +189,7 @@ bool isSuccess(const AtaCommand& command, const Sense& sense, uint8_t status) {
 }
 
 AtaResult resultOf(const AtaCommand& command, uint8_t scsiStatus, const Sense& sense, Found found) {
+    if (sense.isDeferred) return failure({RegistersMissing::UNTRUSTED, found.registers});
     if (!found.registers || found.missing == RegistersMissing::UNTRUSTED) {
         // Asked for registers, a translator ends every command that succeeded with sense data of these keys.
         const bool isGood =

@@ -152,12 +152,30 @@ TEST(AtaSense, SuccessIsBeyondDoubt) {
     EXPECT_EQ(read(asking(), 0, "70 00 04 00 00 00 00 0A 00 00 00 00 44 00 00 00 00 00"), "failed, no descriptor");
 }
 
+TEST(AtaSense, AnErrorOfAnEarlierCommandIsNoSuccessOfThisOne) {
+    EXPECT_EQ(read(asking(), 2, "73 01 00 1D 00 00 00 0E " + GOOD_DESCRIPTOR),
+              "failed, untrusted: E00 S50 D00 C0001 L000000C24F00");
+    EXPECT_EQ(read(asking(), 2, "F1 00 01 00 50 00 01 0A 00 4F C2 00 00 1D 00 00 00 00"),
+              "failed, untrusted: E00 S50 D00 C0001 L00000000C24F");
+    EXPECT_EQ(read(silent(), 2, "71 00 01 00 00 00 00 0A 00 00 00 00 00 00 00 00 00 00"), "failed, untrusted");
+    EXPECT_EQ(read(asking(), 0, "73 00 00 00 00 00 00 00"), "failed, untrusted");
+    EXPECT_EQ(read(asking(), 2, "74 01 00 1D 00 00 00 00"),
+              "0/17 No sense data available when attempting to get returned task file. /dev/sda.")
+        << "no format of sense data";
+}
+
 TEST(AtaSense, AReadWithDataStillRequestedIsGoodOnLinux612) {
     AtaCommand identify(commands::identifyDevice);
     identify.wantsRegisters = true;
     const std::string sense = "F0 00 0B 00 58 00 01 0A 00 00 00 00 00 00 00 00 00 00";
     EXPECT_EQ(read(identify, 2, sense), "ok, whole: E00 S58 D00 C0001 L000000000000");
     EXPECT_EQ(read(asking(), 2, sense), "failed, untrusted: E00 S58 D00 C0001 L000000000000");
+    EXPECT_EQ(read(identify, 2, "F0 00 0B 00 50 00 01 0A 00 00 00 00 00 00 00 00 00 00"),
+              "failed, untrusted: E00 S50 D00 C0001 L000000000000")
+        << "no data is requested";
+    EXPECT_EQ(read(identify, 2, "F0 00 03 00 58 00 01 0A 00 00 00 00 00 00 00 00 00 00"),
+              "failed, untrusted: E00 S58 D00 C0001 L000000000000")
+        << "a medium error";
     identify.wantsRegisters = false;
     EXPECT_EQ(read(identify, 2, sense), "failed, untrusted: E00 S58 D00 C0001 L000000000000");
 }
@@ -238,6 +256,7 @@ TEST(AtaSense, RecognisesWhatIsSentAgainAndWhatMayBeATimeOut) {
     EXPECT_TRUE(isTimeout(end(aborted), true));
     EXPECT_FALSE(isTimeout(end(aborted), false)) << "the drive's own error";
     EXPECT_FALSE(isTimeout(end(attention), true));
+    EXPECT_FALSE(isTimeout(end(aborted, 7), true)) << "the transport says what it was";
     EXPECT_FALSE(isTimeout(end({}), true)) << "a slow command that nothing is said of";
 }
 
