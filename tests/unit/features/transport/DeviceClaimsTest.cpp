@@ -100,6 +100,24 @@ TEST_F(DeviceClaimsTest, ATargetThatIsLoadedMustBeVisible) {
     EXPECT_EQ(claims(), Texts());
 }
 
+TEST_F(DeviceClaimsTest, ATargetOfWhichNothingCanBeSeenMayExportAnything) {
+    machine_.link("/sys/module/nvmet", "/sys/module/nvmet");
+    EXPECT_EQ(claims(), Texts{path("/sys/module/nvmet") + ": Too many levels of symbolic links."});
+}
+
+TEST_F(DeviceClaimsTest, AnExportByARelativePathIsLookedUp) {
+    exported("a/namespaces/1", "none");
+    EXPECT_EQ(claims(),
+              Texts{"none: the exports of the kernel's NVMe target (a) uses it, and it cannot be looked up."});
+}
+
+TEST_F(DeviceClaimsTest, AnExportThatWentAwayMeanwhileIsNone) {
+    exported("a/namespaces/1", path("/dev/nvme0n1"));
+    std::filesystem::remove(path(std::string(NVMET) + "a/namespaces/1/device_path"));
+    machine_.file(std::string(TARGET) + "iblock_0/i/enable", "1\n");
+    EXPECT_EQ(claims(), Texts());
+}
+
 TEST_F(DeviceClaimsTest, TheScsiTargetsEnabledBackstoresAreUses) {
     const std::string head = "Status: DEACTIVATED  Max Queue Depth: 0  SectorSize: 512  HwMaxSectors: 16384\n        ";
     machine_.file(std::string(TARGET) + "fileio_0/hba_info", "HBA Index: 1\n");
@@ -113,8 +131,10 @@ TEST_F(DeviceClaimsTest, TheScsiTargetsEnabledBackstoresAreUses) {
                                "259:2 the exports of the kernel's SCSI target (f)",
                                "259:1 the exports of the kernel's SCSI target (i)",
                                "259:1 the exports of the kernel's SCSI target (i)"}));
-    backstore("fileio_0/f", head);
-    EXPECT_EQ(claims().back(), path(std::string(TARGET) + "fileio_0/f/info") + ": no path.");
+    for (const std::string& info : {head, head + "TCM FILEIO ID: 0        File: " + path("/dev/nvme0n2")}) {
+        backstore("fileio_0/f", info);
+        EXPECT_EQ(claims().back(), path(std::string(TARGET) + "fileio_0/f/info") + ": no path.");
+    }
 }
 
 TEST_F(DeviceClaimsTest, ALoopDeviceIsAskedWhatBacksIt) {

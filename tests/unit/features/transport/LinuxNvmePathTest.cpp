@@ -575,6 +575,34 @@ TEST_F(LinuxNvmePathTest, WithoutSysfsADriveThatDoesNotAnswerHasNoNamespaces) {
         << "identifiers that do not increase";
 }
 
+TEST_F(LinuxNvmePathTest, WithoutSysfsANamespaceThatIsNotIdentifiedIsAnError) {
+    kernel_.mounted = {"/proc"};
+    kernel_.onCommand = [](nvme_passthru_cmd& command) {
+        return command.cdw10 == nvme::CNS_NAMESPACE && command.nsid == 7 ? 0x4006 : answerIdentify(command);
+    };
+    const CommandResult result = ask(HostRequest::NAMESPACES);
+    EXPECT_EQ(statusText(result.status), "10/33 Failed to retrieve data from selected device. Identify failed on " +
+                                             node("nvme0") + ": Internal Error.");
+    EXPECT_EQ(result.protocolResult, nullptr) << "not those before it";
+}
+
+TEST_F(LinuxNvmePathTest, WithoutSysfsAFullListOfNamespacesHasAnother) {
+    kernel_.mounted = {"/proc"};
+    std::vector<uint32_t> lists;
+    kernel_.onCommand = [&](nvme_passthru_cmd& command) {
+        if (command.cdw10 != nvme::CNS_ACTIVE_NAMESPACES) return answerIdentify(command);
+        lists.push_back(command.nsid);
+        auto* entries = reinterpret_cast<uint32_t*>(command.addr);
+        for (uint32_t i = 0; i < 1024 && command.nsid + i < 1030; ++i) entries[i] = command.nsid + i + 1;
+        return 0;
+    };
+    const CommandResult result = ask(HostRequest::NAMESPACES);
+    ASSERT_EQ(statusText(result.status), SUCCESS);
+    ASSERT_EQ(namespacesOf(result).size(), 1030U);
+    EXPECT_EQ(namespacesOf(result).back().nsid, 1030U);
+    EXPECT_EQ(lists, (std::vector<uint32_t>{0, 1024}));
+}
+
 TEST_F(LinuxNvmePathTest, WithoutSysfsADriveIsNotTakenForGone) {
     kernel_.mounted = {"/proc"};
     removeState();

@@ -103,6 +103,15 @@ TEST_F(LinuxSataSourceTest, ADriveThatIsConnectedTwiceIsOneDriveByItsWorldWideNa
     EXPECT_EQ(errors_.text(), "");
 }
 
+TEST_F(LinuxSataSourceTest, ADriveThatIsNotKnownIsConnectedOnce) {
+    machine_.scsiDisk("pci/host7", "7:0:0:0", "sdb", "8:16", "sg7");  // does not say which drive it is
+    EXPECT_EQ(source().controllersOfDrive("/dev/sdb", errors_), std::vector<std::string>{"/dev/sdb"});
+    EXPECT_EQ(source().controllersOfDrive("/dev/sda", errors_), std::vector<std::string>{"/dev/sda"});
+    EXPECT_EQ(source().controllersOfDrive("/dev/sdz", errors_), std::vector<std::string>{"/dev/sdz"});
+    EXPECT_EQ(source().controllersOfDrive("/else/sda", errors_), std::vector<std::string>{"/else/sda"});
+    EXPECT_EQ(errors_.text(), "");
+}
+
 TEST_F(LinuxSataSourceTest, TheDriveOfAUsbEnclosureIsReadWhenItIsNamed) {
     machine_.scsiDisk("pci/usb1/1-1/host9", "9:0:0:0", "sdb", "8:16", "sg9");
     EXPECT_EQ(locate("/dev/sdb"), "/dev/sdb");

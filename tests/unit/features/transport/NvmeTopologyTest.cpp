@@ -128,6 +128,24 @@ TEST_F(Multipath, APathWhoseHeadIsGoneHasNoNode) {
     EXPECT_EQ(texts(topology.namespacesOf("nvme1", errors_)), (Names{"1 nvme0n1", "7 "}));
 }
 
+TEST_F(Multipath, APathWithoutASubsystemHasNoNode) {
+    machine_.controller("nvme3", "nvme-subsys3");
+    machine_.hiddenPath("nvme3", "nvme3c3n1", 1);
+    std::filesystem::remove(machine_.path("/sys/class/nvme-subsystem/nvme-subsys3"));
+    const NvmeTopology topology(machine_.paths());
+    EXPECT_EQ(texts(topology.namespacesOf("nvme3", errors_)), Names{"1 "});
+    EXPECT_EQ(topology.subsystemOf("nvme3", errors_), Names{"nvme3"}) << "an older kernel: it is alone";
+    EXPECT_EQ(errors_.text(), "");
+}
+
+TEST_F(Multipath, AHeadThatWentAwayMeanwhileIsNone) {
+    machine_.hiddenPath("nvme1", "nvme5c1n2", 9);
+    machine_.disk("virtual/nvme-subsys0", "nvme0n9", "259:3", 9);
+    std::filesystem::remove(machine_.path("/sys/devices/virtual/nvme-subsys0/nvme0n9/nsid"));
+    const NvmeTopology topology(machine_.paths());
+    EXPECT_EQ(texts(topology.namespacesOf("nvme1", errors_)), (Names{"1 nvme0n1", "9 "}));
+}
+
 TEST_F(NvmeTopologyTest, TwoControllersWithoutMultipathHaveANodeEach) {
     FakeMachine machine;
     machine.controller("nvme0", "nvme-subsys0");
