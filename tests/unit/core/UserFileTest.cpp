@@ -339,6 +339,21 @@ TEST_F(UserFileTest, WritesThroughADescriptorThatWasInherited) {
     EXPECT_EQ(writeAll(path, {"text"}), refusal) << "one for reading";
     close(file);
     EXPECT_EQ(readWholeFile(folder_ / "file"), "before text after12");
+    for (const char* number : {"", "x", "1x", "-1", "1234567890"})
+        EXPECT_EQ(writeAll(std::string("/dev/fd/") + number, {"text"}),
+                  std::string("Unable to write /dev/fd/") + number + ": No such file or directory");
+}
+
+TEST_F(UserFileTest, WritesToTheStandardError) {
+    const int before = dup(STDERR_FILENO);
+    const int file = open((folder_ / "file").c_str(), O_WRONLY | O_CREAT, 0600);
+    dup2(file, STDERR_FILENO);
+    const std::string error = writeAll("/dev/stderr", {"text"});
+    dup2(before, STDERR_FILENO);
+    close(before);
+    close(file);
+    EXPECT_EQ(error, "");
+    EXPECT_EQ(readWholeFile(folder_ / "file"), "text");
 }
 
 TEST_F(UserFileTest, OpensNoOtherDevice) {

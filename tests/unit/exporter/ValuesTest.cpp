@@ -45,6 +45,11 @@ constexpr struct {
     {"in progress, 12.50 % done", "", {Request::NONE, "", Conversion::BEGINS_WITH, "in progress"}, 1, "its beginning"},
     {"in progress, 12.50 % done", "", {Request::NONE, "", Conversion::DONE}, 0.125, "the percentage"},
     {"done", "", {Request::NONE, "", Conversion::DONE}, std::nullopt, "without a percentage"},
+    {"in progress, 50 %", "", {Request::NONE, "", Conversion::DONE}, std::nullopt, "a percentage of something else"},
+    {"50 % done", "", {Request::NONE, "", Conversion::DONE}, std::nullopt, "without what is done"},
+    {"not reported", "", {Request::NONE, "", Conversion::HOURS}, std::nullopt, "no hours"},
+    {"", "", {Request::NONE, "", Conversion::PRESENT}, 1, "whatever it is"},
+    {"--5", "", {}, std::nullopt, "two signs"},
 };
 
 TEST(Values, BecomeNumbersInBaseUnits) {
