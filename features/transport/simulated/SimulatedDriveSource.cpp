@@ -31,6 +31,12 @@ fs::path withoutLinks(fs::path path) {
     return path;
 }
 
+/// For a text to which LookErrors adds the period.
+std::string withoutPeriod(std::string sentence) {
+    if (!sentence.empty() && sentence.back() == '.') sentence.pop_back();
+    return sentence;
+}
+
 /// Links followed all the way; empty when nothing is there.
 fs::path resolved(const fs::path& path) {
     char target[PATH_MAX];
@@ -61,7 +67,7 @@ std::optional<DriveLocation> SimulatedDriveSource::locate(const std::string& pat
     simulator::Controller controller(drive, clock_);
     const AttachedNamespaces namespaces = attachedNamespaces(controller, drive);
     const Status& status = namespaces.status;
-    if (failed(status)) errors.add(drive, static_cast<int>(status.getCode()), status.getMessage());
+    if (failed(status)) errors.add(drive, static_cast<int>(status.getCode()), withoutPeriod(status.getMessage()));
     for (const HostNamespace& part : namespaces.found) {
         if (fs::path(part.node).filename() == node) return DriveLocation{simulator::controllerNode(drive), part.nsid};
     }

@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 #include "features/ata/AtaResult.h"
 #include "features/nvme/NvmeCommand.h"
 #include "features/simulator/store/DriveStore.h"

@@ -3,6 +3,7 @@
 
 #include <cstring>
 
+#include "features/ata/AtaCommand.h"
 #include "features/nvme/Completion.h"
 #include "features/nvme/ControllerIdentity.h"
 #include "features/nvme/NvmeCommand.h"
@@ -303,6 +304,44 @@ TEST_F(SimulatedTransport, TheLockIsThatOfTheSubsystem) {
     devices[2]->sendCommand(HostCommand(HostRequest::UNLOCK_DRIVE), result);
     EXPECT_TRUE(succeeded(path.send(HostCommand(HostRequest::LOCK_DRIVE), {}, {}).status));
     EXPECT_TRUE(succeeded(path.send(HostCommand(HostRequest::UNLOCK_DRIVE), {}, {}).status));
+}
+
+TEST_F(SimulatedTransport, ANamespaceIsNotFoundWhereTheDriveRefusesToShowThem) {
+    fault("fail = admin 0x06 0x006\n");
+    const std::string refused = "Failed to retrieve data from selected device. Identify failed: Internal Error.";
+    const CommandResult result = path.send(HostCommand(HostRequest::NAMESPACES), {}, {});
+    EXPECT_EQ(statusText(result.status), "10/33 " + refused);
+    EXPECT_EQ(result.protocolResult, nullptr);
+    EXPECT_EQ(statusText(path.send(HostCommand(HostRequest::USES), {}, {}).status), "10/33 " + refused);
+    LookErrors errors;
+    EXPECT_FALSE(source().locate(root + "/two/dev/twon1", errors));
+    EXPECT_EQ(errors.text(), root + "/two: " + refused);
+    LookErrors none;
+    EXPECT_TRUE(source().locate(root + "/two/dev/two", none)) << "the controller's node needs no answer";
+    EXPECT_EQ(none.text(), "");
+}
+
+TEST_F(SimulatedTransport, ADamagedDriveIsNotTakenForOneWithoutNamespaces) {
+    writeWholeFile(root + "/two/state", "short");
+    const std::string damaged = "The state of the simulated drive is damaged: " + root + "/two/state is too short.";
+    LookErrors errors;
+    EXPECT_FALSE(source().locate(root + "/two/dev/twon1", errors));
+    EXPECT_EQ(errors.text(), root + "/two: " + damaged);
+    EXPECT_EQ(path.send(HostCommand(HostRequest::NAMESPACES), {}, {}).status.getMessage(),
+              "The device (object) was unavailable. " + damaged.substr(0, damaged.size() - 1) + " (errno 74).");
+    writeWholeFile(root + "/two/description.ini", "[drive]\n");
+    LookErrors others;
+    EXPECT_FALSE(source().locate(root + "/two/dev/twon1", others));
+    EXPECT_EQ(others.text(), root + "/two: " + root + "/two/description.ini: \"model\" is missing in [drive].");
+}
+
+TEST_F(SimulatedTransport, TakesNoAtaCommand) {
+    const features::ata::AtaCommand identify(0xEC, features::ata::Protocol::PIO_IN, features::ata::Addressing::BITS_28,
+                                             "IDENTIFY DEVICE");
+    const CommandResult result = path.send(identify, {}, {});
+    EXPECT_EQ(statusText(result.status), "0/35 Device does not support this command set.");
+    EXPECT_EQ(result.protocolResult, nullptr);
+    EXPECT_TRUE(succeeded(path.send(HostCommand(HostRequest::LOCATION), {}, {}).status));
 }
 
 TEST_F(SimulatedTransport, ReportsARemovedDrive) {
