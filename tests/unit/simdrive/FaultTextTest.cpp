@@ -82,6 +82,8 @@ TEST(FaultText, ChangesOneLineAlone) {
          "[faults] ; of today\ngone = yes\n[x] ; y\n",
          "a comment after the section's name"},
         {" [ faults ]# \n", {"gone", "yes"}, " [ faults ]# \ngone = yes\n", "blanks as the parser takes them"},
+        {"[faults\ngone = no\n", {"gone", "yes"}, "[faults\ngone = no\n\n[faults]\ngone = yes\n", "no end of the name"},
+        {"[faults]\ngone\n\n", {"gone", "yes"}, "[faults]\ngone = yes\ngone\n\n", "a line without a value is no key"},
         {"[faults]\n# gone = no\n", {"gone", "yes"}, "[faults]\ngone = yes\n# gone = no\n", "the other comments"},
     };
     for (const auto& c : CASES) EXPECT_EQ(withFault(c.before, c.fault), c.after) << c.why;
