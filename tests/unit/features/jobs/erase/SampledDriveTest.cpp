@@ -6,7 +6,7 @@
 #include "tests/support/StatusText.h"
 #include "tests/support/fakedrive/FakeDrive.h"
 #include "tests/unit/features/jobs/Commands.h"
-#include "tests/unit/features/jobs/GoneDrive.h"
+#include "tests/unit/features/jobs/Unplugged.h"
 
 namespace features::jobs {
 namespace {
@@ -90,13 +90,13 @@ TEST(SampledDrive, HasTheNamespacesWithBlocksAndWhatTheyReadAfterADeallocation) 
 }
 
 TEST(SampledDrive, OneThatCannotBeAskedForItsSpacesHasNotNone) {
-    expectTheEndAtEach({identify(0x02).answers(namespaceList({1})), identify(0x01).answers(controller14()),
-                        identify(0x03, 1).answers(descriptorsOf(0)), identify(0x00, 1).answers(identifyNamespace(100))},
-                       "0/70 The drive /dev/nvme0 is gone.", [](const FakeDrive& fake) {
-                           nvme::Drive drive(*fake.device());
-                           return statusText(SampledNvmeDrive(drive).spaces());
-                       });
-    expectTheEndAtEach<FakeSataDrive>({identifyAta()}, "0/70 The drive /dev/nvme0 is gone.", [](const FakeDrive& fake) {
+    expectUnplugged({identify(0x02).answers(namespaceList({1})), identify(0x01).answers(controller14()),
+                     identify(0x03, 1).answers(descriptorsOf(0)), identify(0x00, 1).answers(identifyNamespace(100))},
+                    "0/70 The drive /dev/nvme0 is gone.", [](const FakeDrive& fake) {
+                        nvme::Drive drive(*fake.device());
+                        return statusText(SampledNvmeDrive(drive).spaces());
+                    });
+    expectUnplugged<FakeSataDrive>({identifyAta()}, "0/70 The drive /dev/nvme0 is gone.", [](const FakeDrive& fake) {
         ata::Drive drive(*fake.device());
         return statusText(SampledAtaDrive(drive).spaces());
     });

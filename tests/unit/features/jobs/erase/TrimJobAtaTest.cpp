@@ -2,9 +2,9 @@
 
 #include "features/jobs/erase/TrimJob.h"
 #include "ostrel/interfaces/ostreli/interface/JobNames.h"
-#include "tests/unit/features/jobs/GoneDrive.h"
 #include "tests/unit/features/jobs/JobRun.h"
 #include "tests/unit/features/jobs/StatusAnswer.h"
+#include "tests/unit/features/jobs/Unplugged.h"
 #include "tests/unit/features/jobs/UsedNamespaces.h"
 
 namespace features::jobs {
@@ -101,10 +101,10 @@ TEST(TrimJobAta, IsRefusedOnADriveThatIsUsed) {
 }
 
 TEST(TrimJobAta, ADriveThatGoesAwayIsReportedWhereverItHappens) {
-    expectTheEndAtEach<FakeSataDrive>({unused(), identifyAta().answers(identifyDevice()), unused(),
-                                       trim(DriveBytes(512).put(0, {0x00, 0x10, 0, 0, 0, 0, 0x08, 0x00}))},
-                                      statusAnswer("Trim", "0/70 The drive /dev/nvme0 is gone."),
-                                      [](FakeSataDrive& drive) { return run(drive, "4096", "8"); });
+    expectUnplugged<FakeSataDrive>({unused(), identifyAta().answers(identifyDevice()), unused(),
+                                    trim(DriveBytes(512).put(0, {0x00, 0x10, 0, 0, 0, 0, 0x08, 0x00}))},
+                                   statusAnswer("Trim", "0/70 The drive /dev/nvme0 is gone."),
+                                   [](FakeSataDrive& drive) { return run(drive, "4096", "8"); });
 }
 
 }  // namespace

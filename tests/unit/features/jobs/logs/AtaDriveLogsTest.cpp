@@ -5,8 +5,8 @@
 #include "features/jobs/logs/LogFolder.h"
 #include "tests/support/StatusText.h"
 #include "tests/support/TemporaryFolder.h"
-#include "tests/unit/features/jobs/GoneDrive.h"
 #include "tests/unit/features/jobs/SataCommands.h"
+#include "tests/unit/features/jobs/Unplugged.h"
 
 namespace features::jobs {
 namespace {
@@ -62,8 +62,8 @@ TEST_F(AtaDriveLogs, OfAHealthyDriveAllAreStored) {
 }
 
 TEST_F(AtaDriveLogs, ADriveThatGoesAwayEndsThem) {
-    expectTheEndAtEach<FakeSataDrive>(allCommands(), "0/70 The drive /dev/nvme0 is gone.",
-                                      [&](const FakeDrive& drive) { return store(drive); });
+    expectUnplugged<FakeSataDrive>(allCommands(), "0/70 The drive /dev/nvme0 is gone.",
+                                   [&](const FakeDrive& drive) { return store(drive); });
 }
 
 /// One that is copied piece by piece is made before its log is asked for; the others are made of what came.

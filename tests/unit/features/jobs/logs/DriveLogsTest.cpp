@@ -5,9 +5,9 @@
 #include "features/jobs/logs/LogFolder.h"
 #include "tests/support/StatusText.h"
 #include "tests/support/TemporaryFolder.h"
-#include "tests/unit/features/jobs/GoneDrive.h"
 #include "tests/unit/features/jobs/Models.h"
 #include "tests/unit/features/jobs/OcpLog.h"
+#include "tests/unit/features/jobs/Unplugged.h"
 
 namespace features::jobs {
 namespace {
@@ -83,8 +83,8 @@ TEST_F(DriveLogs, OfAHealthyDriveAllAreStored) {
 }
 
 TEST_F(DriveLogs, ADriveThatGoesAwayEndsThem) {
-    expectTheEndAtEach(
-        allCommands(), "0/70 The drive /dev/nvme0 is gone.", [&](const FakeDrive& drive) { return store(drive); },
+    expectUnplugged(
+        allCommands(), "0/70 The drive /dev/nvme0 is gone.", [&](const FakeDrive& drive) { return store(drive); }, 0,
         [](FakeDrive& drive) { velko(drive); });
 }
 

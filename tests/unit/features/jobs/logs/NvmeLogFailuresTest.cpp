@@ -6,11 +6,11 @@
 #include "ostrel/interfaces/ostreli/interface/JobNames.h"
 #include "tests/support/TemporaryFolder.h"
 #include "tests/unit/features/jobs/Commands.h"
-#include "tests/unit/features/jobs/GoneDrive.h"
 #include "tests/unit/features/jobs/JobRun.h"
 #include "tests/unit/features/jobs/Models.h"
 #include "tests/unit/features/jobs/OcpLog.h"
 #include "tests/unit/features/jobs/StatusAnswer.h"
+#include "tests/unit/features/jobs/Unplugged.h"
 
 namespace features::jobs {
 namespace {
@@ -98,7 +98,7 @@ std::vector<Case> cases() {
 TEST(NvmeLogFailures, ADriveThatGoesAwayIsReportedAndAskedNothingMore) {
     for (const Case& c : cases()) {
         SCOPED_TRACE(c.title);
-        expectTheEndAtEach(c.commands, GONE, [&](const FakeDrive& drive) { return run(drive, c.arguments); });
+        expectUnplugged(c.commands, GONE, [&](const FakeDrive& drive) { return run(drive, c.arguments); });
     }
 }
 
@@ -117,13 +117,13 @@ TEST(NvmeLogFailures, ADriveThatGoesAwayEndsTheRowOfAllPages) {
     std::vector<Expected> listed = {withList(), list, list, ocpLog().answers(ocpSmart())};  // to decide, and as a page
     listed.insert(listed.end(), ofTheStandard.begin(), ofTheStandard.end());
     listed.push_back(ocpLog().answers(ocpSmart()));
-    expectTheEndAtEach(listed, GONE, statusOfAll);
+    expectUnplugged(listed, GONE, statusOfAll);
 
     std::vector<Expected> identified = {withUuids()};
     identified.insert(identified.end(), ofTheStandard.begin(), ofTheStandard.end());
     identified.push_back(identify(0x17).answers(ocpUuid()));
     identified.push_back(ocpLog(2).answers(ocpSmart()));
-    expectTheEndAtEach(identified, GONE, statusOfAll);
+    expectUnplugged(identified, GONE, statusOfAll);
 }
 
 TEST(NvmeLogFailures, WithoutTheControllersDataTheLengthOfAPageIsNotKnown) {
@@ -167,9 +167,9 @@ protected:
 
 TEST_F(NvmeLogFileFailures, ADriveThatGoesAwayLeavesTheOldFile) {
     const DriveBytes whole = DriveBytes(4164).le16(8, 2).le32(16, 1).le32(20, 1020).le32(4128, 2).le32(4132, 1);
-    expectTheEndAtEach({withAna(), anaHead(), anaBeginning(), secondAnaGroup(), lookAtLog(0x0C, 4164).answers(whole),
-                        anaBeginning(), secondAnaGroup()},
-                       "0/70 The drive /dev/nvme0 is gone.", [&](const FakeDrive& drive) { return dump(drive, "12"); });
+    expectUnplugged({withAna(), anaHead(), anaBeginning(), secondAnaGroup(), lookAtLog(0x0C, 4164).answers(whole),
+                     anaBeginning(), secondAnaGroup()},
+                    "0/70 The drive /dev/nvme0 is gone.", [&](const FakeDrive& drive) { return dump(drive, "12"); });
 }
 
 TEST_F(NvmeLogFileFailures, ALogThatGrewBeyondAnyLogIsRefused) {

@@ -6,8 +6,8 @@
 #include "ostrel/interfaces/ostreli/interface/JobNames.h"
 #include "tests/support/TemporaryFolder.h"
 #include "tests/unit/features/jobs/Commands.h"
-#include "tests/unit/features/jobs/GoneDrive.h"
 #include "tests/unit/features/jobs/JobRun.h"
+#include "tests/unit/features/jobs/Unplugged.h"
 
 namespace features::jobs {
 namespace {
@@ -98,10 +98,10 @@ TEST(PersistentEventLogJob, AFailureLeavesNoContextOfOurs) {
 }
 
 TEST(PersistentEventLogJob, ADriveThatGoesAwayWhileItsContextIsReplacedIsAskedNothingMore) {
-    expectTheEndAtEach({identify(0x01).answers(controller()), page(ESTABLISH).refuses(COMMAND_SEQUENCE_ERROR),
-                        page(RELEASE).answers(header()), page(ESTABLISH).answers(header())},
-                       "0/70 The drive /dev/nvme0 is gone.",
-                       [](const FakeDrive& drive) { return act(drive, "new_context"); });
+    expectUnplugged({identify(0x01).answers(controller()), page(ESTABLISH).refuses(COMMAND_SEQUENCE_ERROR),
+                     page(RELEASE).answers(header()), page(ESTABLISH).answers(header())},
+                    "0/70 The drive /dev/nvme0 is gone.",
+                    [](const FakeDrive& drive) { return act(drive, "new_context"); });
 }
 
 TEST(PersistentEventLogJob, ReadsInTheContextThatIsThere) {

@@ -3,9 +3,9 @@
 #include "features/jobs/logs/TelemetryLogJob.h"
 #include "ostrel/core/Strings.h"
 #include "ostrel/interfaces/ostreli/interface/JobNames.h"
-#include "tests/unit/features/jobs/GoneDrive.h"
 #include "tests/unit/features/jobs/JobRun.h"
 #include "tests/unit/features/jobs/SataCommands.h"
+#include "tests/unit/features/jobs/Unplugged.h"
 
 namespace features::jobs {
 namespace {
@@ -120,7 +120,7 @@ TEST(TelemetryLogJobAta, EachOfItsFactsShowsThatALogChanged) {
 
 TEST(TelemetryLogJobAta, AFailureInTheMiddleLeavesNoPartOfALog) {
     const auto runArea1 = [](const FakeSataDrive& drive) { return run(drive, {{"DataArea", "1"}}); };
-    expectTheEndAtEach<FakeSataDrive>(
+    expectUnplugged<FakeSataDrive>(
         {identifyAta().answers(identifyDevice()), logExt(0x00).answers(logDirectory({0x24, 0x25})),
          capture().answers(header(0x24)), logExt(0x24, 1, 1).answers(filled(1, 0x11)),
          logExt(0x24).answers(header(0x24, 1, 1)), logExt(0x24).answers(header(0x24, 1, 1)),

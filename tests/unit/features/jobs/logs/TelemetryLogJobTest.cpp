@@ -9,8 +9,8 @@
 #include "ostrel/core/Strings.h"
 #include "ostrel/interfaces/ostreli/interface/JobNames.h"
 #include "tests/unit/features/jobs/Commands.h"
-#include "tests/unit/features/jobs/GoneDrive.h"
 #include "tests/unit/features/jobs/JobRun.h"
+#include "tests/unit/features/jobs/Unplugged.h"
 
 namespace features::jobs {
 namespace {
@@ -292,9 +292,8 @@ TEST(TelemetryLogJob, AFailureWithDataArea4PutsHostBehaviorSupportBack) {
 }
 
 TEST(TelemetryLogJob, ADriveThatGoesAwayBeforeHostBehaviorSupportIsSetIsSentNothingMore) {
-    expectTheEndAtEach({identify(0x01).answers(area4Controller()), readsBehavior(0)},
-                       "0/70 The drive /dev/nvme0 is gone.",
-                       [](const FakeDrive& drive) { return run(drive, {{"DataArea", "4"}}); });
+    expectUnplugged({identify(0x01).answers(area4Controller()), readsBehavior(0)}, "0/70 The drive /dev/nvme0 is gone.",
+                    [](const FakeDrive& drive) { return run(drive, {{"DataArea", "4"}}); });
 }
 
 /// What was written may be in force, also where reading it back fails.

@@ -4,10 +4,10 @@
 #include "ostrel/interfaces/ostreli/interface/JobNames.h"
 #include "tests/support/TemporaryFolder.h"
 #include "tests/unit/features/jobs/Commands.h"
-#include "tests/unit/features/jobs/GoneDrive.h"
 #include "tests/unit/features/jobs/JobRun.h"
 #include "tests/unit/features/jobs/OcpLog.h"
 #include "tests/unit/features/jobs/StatusAnswer.h"
+#include "tests/unit/features/jobs/Unplugged.h"
 
 namespace features::jobs {
 namespace {
@@ -108,8 +108,8 @@ TEST(TelemetryLogParseJob, ReadsADrivesLogAndItsStringLog) {
 }
 
 TEST(TelemetryLogParseJob, ADriveThatGoesAwayIsReportedInThePlaceOfItsLog) {
-    expectTheEndAtEach(allCommands(), statusAnswer("Telemetry Log Status", "0/70 The drive /dev/nvme0 is gone."),
-                       parseLogOf);
+    expectUnplugged(allCommands(), statusAnswer("Telemetry Log Status", "0/70 The drive /dev/nvme0 is gone."),
+                    parseLogOf);
 }
 
 TEST(TelemetryLogParseJob, ADriveWithoutAStringLogIsNotAskedForOne) {

@@ -5,9 +5,9 @@
 #include "features/jobs/logs/VelkoLogJob.h"
 #include "ostrel/interfaces/ostreli/interface/JobNames.h"
 #include "tests/unit/features/jobs/Commands.h"
-#include "tests/unit/features/jobs/GoneDrive.h"
 #include "tests/unit/features/jobs/JobRun.h"
 #include "tests/unit/features/jobs/Models.h"
+#include "tests/unit/features/jobs/Unplugged.h"
 
 namespace features::jobs {
 namespace {
@@ -126,11 +126,11 @@ TEST(VelkoLogJob, GivesUpAfterThreePictures) {
 TEST(VelkoLogJob, AFailureInTheMiddleLeavesNoPartOfALog) {
     for (const auto& c : LOGS) {
         SCOPED_TRACE(c.job);
-        expectTheEndAtEach(
+        expectUnplugged(
             {identify(0x01).answers(identifyController()), lookAtLog(c.lid, 64).answers(head(c.signature, 72, 5)),
              rest(c.lid, 8).answers({1, 2, 3, 4, 6, 0, 0, 0}), lookAtLog(c.lid, 64).answers(head(c.signature, 72, 7)),
              rest(c.lid, 8).answers({1, 2, 3, 4, 7, 0, 0, 0})},
-            "0/70 The drive /dev/nvme0 is gone.", [&](const FakeDrive& drive) { return dump(c.job, drive); },
+            "0/70 The drive /dev/nvme0 is gone.", [&](const FakeDrive& drive) { return dump(c.job, drive); }, 0,
             [](FakeDrive& drive) { velko(drive); });
     }
 }
