@@ -109,10 +109,9 @@ TEST(LinuxDeviceFinder, AnIdentityThatSysfsDoesNotGiveIsAskedFor) {
     const Scan refused(machine);
     EXPECT_EQ(refused.errors, "") << "the drive was found";
     ASSERT_EQ(refused.devices.size(), 1U);
-    EXPECT_EQ(
-        attributesOf(*refused.devices[0])["ErrorString"],
-        "Identify failed on drive  (/dev/nvme0): Invalid Field in Command (status code type 0x0, status code 0x02, "
-        "opcode 0x06).");
+    EXPECT_EQ(attributesOf(*refused.devices[0])["ErrorString"],
+              "Identify failed on drive /dev/nvme0: Invalid Field in Command (status code type 0x0, status code 0x02, "
+              "opcode 0x06).");
     machine.kernel->onIdentify = [](const std::string&) { return 0; };
     machine.kernel->identity.serialNumber = "S9";
     const Scan answered(machine);
