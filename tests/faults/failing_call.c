@@ -8,8 +8,8 @@
  * strace(1) are those of a thread each, so that a fault there hits several, and a transfer cannot be shortened there
  * without losing bytes.
  *
- * A line of REPORT: CALL, NUMBER, and the path or file that it works on. The exit status is that of the program; where a
- * signal ended it, this process ends by the same one.
+ * A line of REPORT: CALL, NUMBER, and the path or file that it works on. The exit status is that of the program; where
+ * a signal ended it, this process ends by the same one.
  *
  * x86-64 only. */
 #define _GNU_SOURCE
