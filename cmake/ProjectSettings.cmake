@@ -32,12 +32,13 @@ if(NIMBREL_SANITIZE)
     add_compile_options(-Wno-maybe-uninitialized)  # false alarms of instrumented code, <regex> foremost (GCC bug 105562)
   endif()
 endif()
+# What a process counted is written when it exits: not when it ends with _exit or by a signal that it raises. Known to
+# every build, for the linters.
+add_library(coverage_at_end STATIC EXCLUDE_FROM_ALL "${CMAKE_CURRENT_LIST_DIR}/coverage_at_end.c")
 if(NIMBREL_COVERAGE)
   # Atomic counters: several threads count, and a lost update can make a branch count negative.
   add_compile_options(--coverage -fprofile-update=atomic)
   add_link_options(--coverage)
-  # What a process counted is written when it exits: not when it ends with _exit or by a signal that it raises.
-  add_library(coverage_at_end STATIC "${CMAKE_CURRENT_LIST_DIR}/coverage_at_end.c")
   add_link_options(-Wl,--wrap=_exit -Wl,--wrap=raise -Wl,-u,__wrap__exit -Wl,-u,__wrap_raise)
   link_libraries(coverage_at_end)
 endif()
