@@ -59,8 +59,9 @@ std::string yearsLeft(unsigned percentageUsed, unsigned wear, int64_t seconds) {
     return nvme::decimalFraction(static_cast<uint64_t>(hundredths), 2);
 }
 
-/// The difference of two counters of 128 bits.
+/// The difference of two counters of 128 bits, of which the earlier may not be known.
 std::string difference(const std::string& later, const std::string& earlier) {
+    if (earlier.empty()) return "not reported";
     const boost::multiprecision::cpp_int now(later);
     const boost::multiprecision::cpp_int then(earlier);
     return now < then ? "not reported" : boost::multiprecision::cpp_int(now - then).str();
@@ -84,7 +85,7 @@ AttributeList analyze(const EnduranceBaseline& then, const EnduranceBaseline& no
     add(list, Attribute("WearSinceReset", "Wear Since Reset", typeUint32(), uint32_t{wear}), "%");
     add(list, Attribute("TimeSinceReset", "Time Since Reset", typeUint64(), uint64_t(seconds / SECONDS_PER_MINUTE)),
         "minutes");
-    if (!now.isWrittenKnown) return list;
+    if (now.dataUnitsWritten.empty()) return list;
     add(list,
         Attribute("DataUnitsWrittenSinceReset", "Data Units Written Since Reset", typeString(),
                   difference(now.dataUnitsWritten, then.dataUnitsWritten)),
@@ -130,10 +131,10 @@ Result<EnduranceBaseline> EnduranceAnalyzerJob::measure(ata::Drive& drive) const
     EnduranceBaseline now;
     now.timeSeconds = clock_();
     now.percentageUsed = *used;
+    if (!written) return now;
     const boost::multiprecision::cpp_int bytes =
-        boost::multiprecision::cpp_int(written.value_or(0)) * identity->logicalSectorBytes();
+        boost::multiprecision::cpp_int(*written) * identity->logicalSectorBytes();
     now.dataUnitsWritten = boost::multiprecision::cpp_int(bytes / BYTES_PER_DATA_UNIT).str();
-    now.isWrittenKnown = written.has_value();
     return now;
 }
 

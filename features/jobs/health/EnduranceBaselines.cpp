@@ -20,6 +20,7 @@ namespace {
 constexpr const char* TIME = "TimeSeconds ";
 constexpr const char* PERCENTAGE_USED = "PercentageUsed ";
 constexpr const char* DATA_UNITS_WRITTEN = "DataUnitsWritten ";
+constexpr const char* NOT_REPORTED = "not reported";
 /// Numbers of up to 128 bits.
 constexpr std::size_t MAX_DIGITS = 39;
 
@@ -38,7 +39,8 @@ std::optional<EnduranceBaseline> parse(const std::string& text) {
     const std::string time = digitsOf(lines[0], TIME);
     const std::string used = digitsOf(lines[1], PERCENTAGE_USED);
     const std::string written = digitsOf(lines[2], DATA_UNITS_WRITTEN);
-    if (time.empty() || used.empty() || written.empty()) return std::nullopt;
+    const bool isWrittenKnown = lines[2] != std::string(DATA_UNITS_WRITTEN) + NOT_REPORTED;
+    if (time.empty() || used.empty() || written.empty() == isWrittenKnown) return std::nullopt;
     EnduranceBaseline baseline;
     baseline.timeSeconds = toNumber<int64_t>(time);
     baseline.percentageUsed = toNumber<uint32_t>(used);
@@ -80,7 +82,7 @@ Status EnduranceBaselines::save(const std::string& serialNumber, const Endurance
     if (failed(status)) return withDetails(statuses::directoryCreationFailed(), status.getMessage());
     const std::string text = TIME + std::to_string(baseline.timeSeconds) + "\n" + PERCENTAGE_USED +
                              std::to_string(baseline.percentageUsed) + "\n" + DATA_UNITS_WRITTEN +
-                             baseline.dataUnitsWritten + "\n";
+                             (baseline.dataUnitsWritten.empty() ? NOT_REPORTED : baseline.dataUnitsWritten) + "\n";
     return ofFile(writeFileAtomically(path, text), statuses::fileWriteFailed());
 }
 

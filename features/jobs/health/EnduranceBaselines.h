@@ -11,10 +11,10 @@ namespace features::jobs {
 
 /// A drive's wear at the moment from which on its workload is judged.
 struct EnduranceBaseline {
-    int64_t timeSeconds = 0;             ///< since 1970, UTC
-    unsigned percentageUsed = 0;         ///< of the drive's life; 255 is the most that drives report
-    std::string dataUnitsWritten = "0";  ///< decimal; a unit is 512,000 bytes
-    bool isWrittenKnown = true;          ///< some SATA drives do not count it; not stored
+    int64_t timeSeconds = 0;      ///< since 1970, UTC
+    unsigned percentageUsed = 0;  ///< of the drive's life; 255 is the most that drives report
+    /// Decimal; a unit is 512,000 bytes. Empty: not known, some SATA drives do not count it.
+    std::string dataUnitsWritten;
 };
 
 /// The baselines of all drives, one small file for each serial number. They outlive the process; a file is replaced as

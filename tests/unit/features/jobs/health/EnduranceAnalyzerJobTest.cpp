@@ -190,6 +190,7 @@ constexpr struct {
     {"TimeSeconds 1700000000\nPercentageUsed 3\nDataUnitsWritten 08\n", "never written so"},
     {"TimeSeconds 1700000000\nPercentageUsed 3\nDataUnitsWritten 1000000000000000000000000000000000000000\n",
      "more than 128 bits"},
+    {"TimeSeconds 1700000000\nPercentageUsed 3\nDataUnitsWritten \n", "neither a number nor \"not reported\""},
     {"PercentageUsed 3\nTimeSeconds 1700000000\nDataUnitsWritten 2000\n", "another order"},
 };
 

@@ -294,6 +294,17 @@ TEST_F(EnduranceAnalyzerJobAta, JudgesByTheLifeThatAnAttributeReports) {
     EXPECT_EQ(answer.find("DataUnitsWritten"), std::string::npos) << "the drive does not count it: " << answer;
 }
 
+TEST_F(EnduranceAnalyzerJobAta, DataThatWereWrittenBeforeACountAreNotReported) {
+    FakeSataDrive before;
+    JobRun(job_, JOBTYPE_METHOD).on({&withLifeLeft(before, 99)});
+    now += 3600;
+    FakeSataDrive after;
+    const std::string answer = JobRun(job_, JOBTYPE_GET_PROPERTIES).on({&wornBy(after, 5, 1001000)});
+    EXPECT_NE(answer.find("name=\"DataUnitsWrittenSinceReset\" size=\"13\" type=\"string\" value=\"not reported\""),
+              std::string::npos)
+        << answer;
+}
+
 TEST_F(EnduranceAnalyzerJobAta, RefusesADriveThatDoesNotReportItsWear) {
     FakeSataDrive drive;
     drive.expect(identifyAta().answers(identifyDevice().word(84, 0x4102))).expect(smartPage(0xD0).answers(smartData()));
@@ -319,7 +330,7 @@ TEST_F(EnduranceAnalyzerJobAta, ALifeThatIsOutOfItsRangeIsNoneThatIsLeft) {
             continue;
         }
         EXPECT_EQ(readWholeFile(folder_ / "lib/S1.endurance"),
-                  "TimeSeconds 1700000000\nPercentageUsed " + c.used + "\nDataUnitsWritten 0\n");
+                  "TimeSeconds 1700000000\nPercentageUsed " + c.used + "\nDataUnitsWritten not reported\n");
     }
 }
 
