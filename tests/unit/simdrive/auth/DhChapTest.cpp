@@ -318,7 +318,7 @@ TEST_F(AuthenticationTest, AReplyThatCannotBeIsRefused) {
         EXPECT_TRUE(exchange.take(message)) << c.why;
         expectFailure(exchange, c.explanation, c.why);
     }
-    for (const size_t bytes : {0, 15, 79, 81}) {
+    for (const size_t bytes : {0U, 15U, 79U, 81U}) {
         Authentication exchange = begin();
         ASSERT_TRUE(exchange.take(negotiation()));
         Bytes message = reply(exchange.give(100), false);

@@ -43,7 +43,8 @@ DriveBytes answerOf(const NvmeCommand& command) {
             .byte(525, 1);
     if (command.opcode == 0x06 && (what == 0x02 || what == 0x10)) return namespaceList({1, 2});
     if (command.opcode == 0x02 && what == 0x00)
-        for (const size_t lid : {0x00, 0x01, 0x02, 0x03, 0x05, 0x06, 0x09, 0x12, 0xC0, 0xC1}) bytes.byte(4 * lid, 1);
+        for (const unsigned lid : {0x00U, 0x01U, 0x02U, 0x03U, 0x05U, 0x06U, 0x09U, 0x12U, 0xC0U, 0xC1U})
+            bytes.byte(size_t{4} * lid, 1);
     if (command.opcode == 0x02 && what == 0x12)
         for (size_t fid = 0; fid < 256; ++fid) bytes.byte(4 * fid, 1);
     if (command.opcode == 0x02 && what == 0xC0)
