@@ -78,6 +78,7 @@ void addLocking(uint8_t flags, Level0Discovery& discovery) {
 }  // namespace
 
 std::string Level0Discovery::featureText() const {
+    if (features.empty()) return "none";
     std::string text;
     for (const uint16_t code : features) text += (text.empty() ? "" : ", ") + nameOf(code);
     return text;

@@ -25,7 +25,7 @@ struct Level0Discovery {
     bool isLocked = false;           ///< of some blocks: they cannot be read or written without the owner's password
     bool isMbrShadowed = false;      ///< the first blocks read as the owner's program that asks for the password
 
-    /// "TPer, Locking, Opal v2": the names of the features; a code without a name as it is.
+    /// "TPer, Locking, Opal v2": the names of the features; a code without a name as it is. "none" without any.
     std::string featureText() const;
 };
 

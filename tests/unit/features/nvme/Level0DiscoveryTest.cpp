@@ -42,6 +42,12 @@ TEST(Level0Discovery, NamesTheFeaturesInTheOrderOfTheDrive) {
               "Opal v2, Pyrite v1, Pyrite v2, Ruby, Block SID Authentication, 0x0499, Vendor specific 0xC001");
 }
 
+TEST(Level0Discovery, OfADriveWithoutFeaturesSaysSo) {
+    const auto decoded = decodeLevel0Discovery(discovery({descriptor(0, 0), descriptor(0, 4)}));
+    ASSERT_TRUE(decoded);
+    EXPECT_EQ(decoded->featureText(), "none");
+}
+
 TEST(Level0Discovery, ReadsTheBitsOfLocking) {
     const struct {
         uint8_t flags;
