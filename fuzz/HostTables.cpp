@@ -63,7 +63,8 @@ void add(std::string_view item) {
 std::string firstLine(const std::string& place) {
     std::ifstream file(place, std::ios::binary);
     std::string line;
-    if (!fs::is_regular_file(place) || !std::getline(file, line)) return {};
+    std::error_code error;
+    if (!fs::is_regular_file(place, error) || !std::getline(file, line)) return {};
     return line;
 }
 
