@@ -96,7 +96,7 @@ TEST(Level0Discovery, DamagedBytesAreNone) {
     for (const auto& c : CASES) EXPECT_FALSE(decodeLevel0Discovery(c.data)) << c.why;
     const auto plain = decodeLevel0Discovery(withLength(44, 512));
     ASSERT_TRUE(plain) << "a header alone";
-    EXPECT_EQ(plain->featureText(), "");
+    EXPECT_EQ(plain->featureText(), "none");
 }
 
 TEST(Level0Discovery, TheListOfProtocolsIsCutToWhatIsThere) {
