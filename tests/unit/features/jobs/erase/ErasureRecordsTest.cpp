@@ -76,6 +76,19 @@ protected:
             .expect(identifyAta().answers(sanitizable()))
             .expect(sanitizeStatus());
     }
+    static Expected ataBlockErase() {
+        return Expected::ata(0xB4, ata::Protocol::NON_DATA, ata::Addressing::BITS_48)
+            .feature(0x0012)
+            .lba(0x426B4572)
+            .wantsRegisters();
+    }
+    /// After the checks: what is looked at once more, and the command.
+    static FakeDrive& expectBlockErase(FakeSataDrive& sata, const Expected& command) {
+        return sata.expect(identifyAta().answers(sanitizable()))
+            .expect(identifyAta().answers(sanitizable().word(83, 0x4000)))
+            .expect(hostUses({unusedNamespace(1)}))
+            .expect(command);
+    }
     static Expected blockErase() { return Expected::admin(0x84).dword(10, 2); }
 
     TemporaryFolder folder_;
@@ -254,14 +267,7 @@ TEST_F(ErasureRecordsTest, WhatTheTranslatorRefusedLeavesNoneAndWhatWasLostOnThe
     for (const auto& c : cases) {
         FakeSataDrive sata;
         expectChecks(sata);
-        sata.expect(identifyAta().answers(sanitizable()))
-            .expect(identifyAta().answers(sanitizable().word(83, 0x4000)))
-            .expect(hostUses({unusedNamespace(1)}))
-            .expect(Expected::ata(0xB4, ata::Protocol::NON_DATA, ata::Addressing::BITS_48)
-                        .feature(0x0012)
-                        .lba(0x426B4572)
-                        .wantsRegisters()
-                        .breaks(c.status));
+        expectBlockErase(sata, ataBlockErase().breaks(c.status));
         if (c.files != 0) sata.expect(sanitizeStatus());
         const std::string got = run(SANITIZE, sata);
         EXPECT_NE(got.find(statusAnswer("Format", c.answer)), std::string::npos) << got;
@@ -332,14 +338,7 @@ TEST_F(ErasureRecordsTest, AReportThatCannotBeReadIsInTheRecord) {
 TEST_F(ErasureRecordsTest, AReportOfASataDriveThatCannotBeReadIsInTheRecord) {
     FakeSataDrive sata;
     expectChecks(sata);
-    sata.expect(identifyAta().answers(sanitizable()))
-        .expect(identifyAta().answers(sanitizable().word(83, 0x4000)))
-        .expect(hostUses({unusedNamespace(1)}))
-        .expect(Expected::ata(0xB4, ata::Protocol::NON_DATA, ata::Addressing::BITS_48)
-                    .feature(0x0012)
-                    .lba(0x426B4572)
-                    .wantsRegisters()
-                    .completes())
+    expectBlockErase(sata, ataBlockErase().completes())
         .expect(sanitizeStatus())
         .expect(sanitizeStatus().breaks(gone()));
     (void)run(SANITIZE, sata);
