@@ -165,7 +165,7 @@ std::string lower(std::string text) {
 
 std::string cleaned(std::string text) {
     for (char& c : text)
-        if (c == '/' || c == 0x7F || (c >= 0 && c < 0x20)) c = '_';
+        if (const auto byte = static_cast<unsigned char>(c); c == '/' || byte == 0x7F || byte < 0x20) c = '_';
     return text;
 }
 
