@@ -19,9 +19,10 @@ constexpr struct {
     const char* name;
 } WATCHED[] = {{SIGINT, "SIGINT"}, {SIGTERM, "SIGTERM"}, {SIGHUP, "SIGHUP"}};
 
-/// Between the two threads alone: ends the wait of the one, and the process on the other. Never sent from outside.
+/// Between the two threads alone: ends the wait of the one, and the process on the other. Never sent from outside. Not
+/// the last one: under QEMU's user emulation the last ones are the emulator's.
 int endSignal() {
-    return SIGRTMAX;
+    return SIGRTMIN;
 }
 
 /// The signal that came; set before the end signal is sent.
