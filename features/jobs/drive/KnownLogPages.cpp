@@ -42,20 +42,11 @@ std::mutex& writing() {
     return mutex;
 }
 
-std::string& usualFolder() {
-    static std::string folder = STATE_FOLDER;
-    return folder;
-}
-
 }  // namespace
 
-KnownLogPages::KnownLogPages() : KnownLogPages(usualFolder()) {}
+KnownLogPages::KnownLogPages() : KnownLogPages(stateFolder()) {}
 
 KnownLogPages::KnownLogPages(std::string folder) : folder_(std::move(folder)), path_(folder_ + "/known-log-pages") {}
-
-void KnownLogPages::useFolder(const std::string& folder) {
-    usualFolder() = folder;
-}
 
 std::string KnownLogPages::read() const {
     // What cannot be read knows nothing.

@@ -15,11 +15,9 @@ namespace features::jobs {
 /// Threads: any. Of two processes that add a page at once one may lose it.
 class KnownLogPages {
 public:
-    /// In STATE_FOLDER.
+    /// In stateFolder().
     KnownLogPages();
     explicit KnownLogPages(std::string folder);
-    /// Another folder for KnownLogPages(), for tests; before any thread uses it.
-    static void useFolder(const std::string& folder);
 
     bool contains(const nvme::Drive& drive, uint8_t lid) const;
     /// Makes the folder where it is missing. The file is replaced as a whole, and keeps the newest MAX_LINES pages.

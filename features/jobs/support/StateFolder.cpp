@@ -12,6 +12,23 @@ namespace features::jobs {
 
 using namespace ostrel::core;
 
+namespace {
+
+std::string& folderInUse() {
+    static std::string folder = STATE_FOLDER;
+    return folder;
+}
+
+}  // namespace
+
+const std::string& stateFolder() {
+    return folderInUse();
+}
+
+void useStateFolder(const std::string& path) {
+    folderInUse() = path;
+}
+
 Status makeStateFolder(const std::string& path) {
     const size_t nameStart = path.rfind('/') + 1;
     const std::string name = path.substr(nameStart);

@@ -2,16 +2,16 @@
 
 #include <memory>
 
-#include "features/jobs/drive/KnownLogPages.h"
+#include "features/jobs/support/StateFolder.h"
 #include "tests/support/TemporaryFolder.h"
 
 namespace {
 
-/// No test reads or writes what this machine knows of log pages, or what another test found.
+/// No test reads or writes what this machine knows of its drives, or what another test found.
 class FolderOfEachTest : public testing::EmptyTestEventListener {
     void OnTestStart(const testing::TestInfo&) override {
         folder_ = std::make_unique<TemporaryFolder>();
-        features::jobs::KnownLogPages::useFolder(*folder_ / "state");
+        features::jobs::useStateFolder(*folder_ / "state");
     }
     void OnTestEnd(const testing::TestInfo&) override { folder_.reset(); }
 
