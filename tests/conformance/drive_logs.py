@@ -4,7 +4,7 @@ import os
 import re
 import unittest
 
-from world import TOOL, World, without_sanitizers
+from world import TOOL, World, without_emulation, without_sanitizers
 
 SIMDRIVE = os.environ.get("NIMBREL_SIMDRIVE", "")
 LIBRARY = os.environ.get("NIMBREL_FEATURE_LIBRARY", "")
@@ -191,6 +191,7 @@ class LongLogs(DriveLogsTestCase):
                                      r"3145728 bytes, and at most \d+ can be taken\.\n$")
 
     @without_sanitizers
+    @without_emulation
     def test_an_event_log_that_the_memory_cannot_decode_goes_to_a_file(self):
         # The events of 150 captures cost more than this address space when they are decoded.
         limit = "ulimit -v 32768; "

@@ -11,6 +11,7 @@ import unittest
 
 import tables
 from simulated import FOLDER, HIDE_DRIVES, SimulatedTestCase
+from world import without_emulation
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 DOCUMENT = ROOT / "docs/exit-status.md"
@@ -122,11 +123,13 @@ class Statuses(SimulatedTestCase):
                 categories = {category for category, _ in self.statuses(self.exchange(job, method))}
                 self.assertNotIn("1", categories)
 
+    @without_emulation
     def test_a_drive_that_is_gone(self):
         self.describe("ocp", gone="yes")
         self.check_fault(70, "The device (object) was unavailable. The drive of "
                        f"{FOLDER}/ocp is gone (errno 19: No such device).")
 
+    @without_emulation
     def test_a_drive_whose_state_cannot_be_read(self):
         state = self.drives / "ocp/state"
         state.unlink()

@@ -10,7 +10,7 @@ import subprocess
 import unittest
 
 from settings import CHANGEABLE, DEFAULTS, config
-from world import LIBRARY_NAME, TOOL, ToolTestCase, without_sanitizers
+from world import LIBRARY_NAME, TOOL, ToolTestCase, without_emulation, without_sanitizers
 
 RECORDING_LIBRARY = pathlib.Path(os.environ["NIMBREL_RECORDING_LIBRARY"])
 # With the shared C++ library, and with a copy of its own: an exception of either crosses into that of the tool.
@@ -237,6 +237,7 @@ class Loading(BindingTestCase):
         self.assertEqual(self.calls(configured), ["GetVer()"] * 3)
         self.assertEqual(self.calls(), [])
 
+    @without_emulation  # the emulator has a /proc of its own
     def test_looks_in_the_working_folder_when_the_executable_is_unknown(self):
         self.install(at=self.world.cwd / LIBRARY_NAME)
         self.world.config.write_text(DEFAULTS)

@@ -7,7 +7,7 @@ import time
 import unittest
 
 from feature_library import BindingTestCase, RESPONSE
-from world import TOOL, kill_group, without_sanitizers
+from world import TOOL, kill_group, without_emulation, without_sanitizers
 
 KERNEL = "A command that the kernel is carrying out cannot be interrupted: the process ends with it.\n"
 READS = f"nimbrel ends. {KERNEL}"
@@ -85,6 +85,7 @@ class Interrupted(BindingTestCase):
         self.assertEqual(process.wait(), 128 + signal.SIGTERM)
 
     @without_sanitizers
+    @without_emulation
     def test_before_and_after_the_request_there_is_no_thread(self):
         self.instruct(sleepMs=0)
         for words, threads in (("version", 0), ("help", 0), ("show -velkossd", 1)):

@@ -4,7 +4,7 @@ import os
 import re
 import unittest
 
-from world import ToolTestCase, without_sanitizers
+from world import ToolTestCase, without_emulation, without_sanitizers
 
 FEATURE_LIBRARY = os.environ["NIMBREL_FEATURE_LIBRARY"]
 SIMDRIVE = os.environ["NIMBREL_SIMDRIVE"]
@@ -47,6 +47,7 @@ class ManyDrives(ToolTestCase):
         return int(run.stdout)
 
     @unittest.skipUnless(IS_HARDENED, "not the build that users get")
+    @without_emulation
     def test_each_costs_few_system_calls(self):
         few = self.calls(FEW)
         self.assertLessEqual((self.calls(MORE) - few) / (MORE - FEW), MAX_CALLS)

@@ -12,7 +12,7 @@ import unittest
 import iscsi_target
 from iscsi_host import Session, pdu
 from nvme_tcp_target import DO_NOT_RETRY, IDENTIFY, READ, TOOL, WRITE, TargetTestCase
-from world import World, kill_group, without_coverage, without_sanitizers
+from world import World, kill_group, without_coverage, without_emulation, without_sanitizers
 
 DRIVES = "opt/velko/nimbrel/SimulatedDrives"
 WRITE_FAULT = DO_NOT_RETRY | 0x280
@@ -69,6 +69,7 @@ class Start(unittest.TestCase):
 
     @without_sanitizers
     @without_coverage  # the kernel cannot even map that program
+    @without_emulation
     def test_without_memory(self):
         self.check([f"ulimit -v {size}" for size in range(10240, 20480, 256)], False, True)
 

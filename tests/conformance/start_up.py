@@ -5,7 +5,7 @@ import re
 import shutil
 import unittest
 
-from world import TOOL, ToolTestCase
+from world import TOOL, ToolTestCase, without_emulation
 
 FEATURE_LIBRARY = os.environ["NIMBREL_FEATURE_LIBRARY"]
 IS_HARDENED = os.environ["NIMBREL_HARDENED"] == "1"
@@ -17,6 +17,7 @@ MAX_CALLS = 90 + 10
 
 class StartUp(ToolTestCase):
     @unittest.skipUnless(IS_HARDENED, "not the build that users get")
+    @without_emulation
     def test_makes_few_system_calls(self):
         self.world.install_library(FEATURE_LIBRARY)
         shutil.copy(TOOL, self.world.opt / "nimbrel")

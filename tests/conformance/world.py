@@ -29,6 +29,8 @@ TOOL = os.environ.get("NIMBREL_TOOL", "")
 TIMEOUT_SECONDS = 60
 # For tests that limit a process, or look at its threads: a sanitizer has memory, descriptors and threads of its own.
 without_sanitizers = unittest.skipIf(os.environ.get("NIMBREL_SANITIZE"), "built with a sanitizer")
+# For tests that limit memory, trace a process or load a library into Python, which QEMU's user emulation does not run.
+without_emulation = unittest.skipIf(os.environ.get("NIMBREL_EMULATED"), "under QEMU's user emulation")
 without_coverage = unittest.skipIf(os.environ.get("NIMBREL_COVERAGE") == "1", "built for coverage")
 # What the tests make is for its owner to write: the tool refuses settings and libraries that others can change.
 os.umask(0o022)

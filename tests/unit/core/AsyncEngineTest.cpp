@@ -15,6 +15,7 @@
 #include <vector>
 
 #include "ostrel/core/AsyncEngine.h"
+#include "tests/support/Emulated.h"
 #include "tests/support/LogCapture.h"
 #include "tests/support/Sanitized.h"
 #include "tests/support/VirtualSlots.h"
@@ -654,7 +655,7 @@ void addWithoutMemoryForThreads() {
 }
 
 TEST(AsyncEngineDeathTest, ThreadThatCannotBeCreatedThrowsOutOfAdd) {
-    if (SANITIZED) GTEST_SKIP() << "a sanitizer needs the address space that this test takes away";
+    if (SANITIZED || isEmulated()) GTEST_SKIP() << "sanitizers and emulators need the address space for themselves";
     testing::FLAGS_gtest_death_test_style = "threadsafe";
     EXPECT_EXIT(addWithoutMemoryForThreads(), testing::ExitedWithCode(0), "");
 }

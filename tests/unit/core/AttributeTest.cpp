@@ -10,6 +10,7 @@
 
 #include "ostrel/core/Attribute.h"
 #include "tests/support/ChildProcess.h"
+#include "tests/support/Emulated.h"
 #include "tests/support/LogCapture.h"
 #include "tests/support/Sanitized.h"
 
@@ -357,7 +358,7 @@ TEST(Attribute, EqualsOneOfTheSameNameAndType) {
 
 // An attribute that lost its value would read as one that the drive does not have.
 TEST(Attribute, ThrowsWhereThereIsNoMemoryForTheValue) {
-    if (SANITIZED) GTEST_SKIP() << "sanitizers need the address space for themselves";
+    if (SANITIZED || isEmulated()) GTEST_SKIP() << "sanitizers and emulators need the address space for themselves";
     const std::string text(1 << 24, 'A');
     const auto throwsBadAlloc = [](const auto& set) {
         Attribute attribute("A", "A", typeString());

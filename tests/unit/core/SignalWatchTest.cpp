@@ -12,6 +12,7 @@
 #include "ostrel/core/SignalBlock.h"
 #include "ostrel/core/SignalWatch.h"
 #include "ostrel/core/TerminalLine.h"
+#include "tests/support/Emulated.h"
 #include "tests/support/ProcessEnd.h"
 #include "tests/support/Sanitized.h"
 #include "tests/support/TerminalStderr.h"
@@ -81,7 +82,7 @@ TEST(SignalWatch, LeavesIgnoredHandledAndBlockedSignalsAlone) {
 }
 
 TEST(SignalWatch, GoesWithoutTheLineWhereNoThreadCanBeMade) {
-    if (SANITIZED) GTEST_SKIP() << "sanitizers need the address space for themselves";
+    if (SANITIZED || isEmulated()) GTEST_SKIP() << "sanitizers and emulators need the address space for themselves";
     const End end = endOf([] {
         pthread_attr_t large;  // larger than any stack that is left of another thread
         pthread_attr_init(&large);

@@ -12,6 +12,7 @@
 #include "ostrel/core/XmlConverter.h"
 #include "ostrel/core/xml/XmlMessage.h"
 #include "ostrel/core/xml/XmlReader.h"
+#include "tests/support/Emulated.h"
 #include "tests/support/LogCapture.h"
 #include "tests/support/Sanitized.h"
 
@@ -281,7 +282,7 @@ TEST(XmlConverterToXml, RefusesHostileNestingWithoutOverflowingTheStack) {
 }
 
 TEST(XmlConverterToXml, GivesNullWhenTheMemoryDoesNotSuffice) {
-    if (SANITIZED) GTEST_SKIP() << "sanitizers need the address space for themselves";
+    if (SANITIZED || isEmulated()) GTEST_SKIP() << "sanitizers and emulators need the address space for themselves";
     GTEST_FLAG_SET(death_test_style, "threadsafe");  // a fresh process, without what other tests left in the heap
     for (const rlim_t kilobytes : {0U, 500U, 1000U, 2000U, 4000U})
         EXPECT_EXIT(readWithLittleMemory(kilobytes), testing::ExitedWithCode(0), "") << kilobytes << " kB";

@@ -10,6 +10,7 @@
 #include "ostrel/core/StatusCatalogue.h"
 #include "ostrel/interfaces/ostreli/interface/JobNames.h"
 #include "tests/support/ChildProcess.h"
+#include "tests/support/Emulated.h"
 #include "tests/support/Sanitized.h"
 #include "tests/unit/features/jobs/Commands.h"
 #include "tests/unit/features/jobs/JobRun.h"
@@ -112,7 +113,7 @@ protected:
 };
 
 TEST(DumpJob, ALogThatTheAddressSpaceCannotHoldIsRefusedBeforeItIsRead) {
-    if (SANITIZED) GTEST_SKIP() << "sanitizers need the address space for themselves";
+    if (SANITIZED || isEmulated()) GTEST_SKIP() << "sanitizers and emulators need the address space for themselves";
     EXPECT_TRUE(holdsInAChild([] {
         uint64_t pages = 0;
         std::ifstream("/proc/self/statm") >> pages;
