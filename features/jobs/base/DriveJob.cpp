@@ -5,6 +5,7 @@
 
 #include "features/errors/DriveName.h"
 #include "features/errors/Result.h"
+#include "features/jobs/support/HeapRoom.h"
 #include "features/jobs/support/ParallelFor.h"
 #include "features/jobs/support/StatusDetails.h"
 #include "ostrel/core/AttributeVocabulary.h"
@@ -20,6 +21,8 @@ namespace {
 
 /// Enough to keep a shelf of drives busy, and few enough to leave the machine to its work.
 constexpr std::size_t DRIVES_AT_ONCE = 8;
+/// More than what is shown of a drive takes: each of a few dozen values has a page of memory.
+constexpr std::size_t DRIVE_BYTES = std::size_t{96} << 10;
 
 std::unique_ptr<xml::XmlObject> outputObject() {
     auto object = std::make_unique<xml::XmlObject>();
@@ -96,6 +99,7 @@ void DriveJob::runOnDrives(xml::XmlObject& output, const AttributeList* requeste
     const std::vector<std::string> names = driveNames();
     std::vector<std::unique_ptr<DriveOutput>> outputs(devices.size());
     parallelFor(devices.size(), atOnce, [&](std::size_t i) {
+        makeHeapRoom(DRIVE_BYTES);
         outputs[i] = std::make_unique<DriveOutput>(names[i], requested, devices[i].get());
         const Status status = runOnDrive(operation, *devices[i], *outputs[i]);
         if (failed(status)) outputs[i]->addStatus(title_, status);
