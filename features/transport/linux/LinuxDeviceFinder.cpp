@@ -5,6 +5,7 @@
 
 #include "features/nvme/Bytes.h"
 #include "features/nvme/Drive.h"
+#include "features/transport/KernelDrive.h"
 #include "features/transport/linux/LinuxNvmePath.h"
 #include "features/transport/linux/NvmeTopology.h"
 #include "features/transport/linux/Sysfs.h"
@@ -70,7 +71,7 @@ void setIdentity(Device& device, LinuxNvmePath& path, const NvmeTopology& topolo
 }  // namespace
 
 LinuxDeviceFinder::LinuxDeviceFinder(LinuxPaths paths, std::shared_ptr<LookErrors> errors)
-    : DeviceFinder("Linux NVMe"), paths_(std::move(paths)), errors_(std::move(errors)) {}
+    : DeviceFinder(KERNEL_NVME_PATH), paths_(std::move(paths)), errors_(std::move(errors)) {}
 
 std::unique_ptr<DeviceFinder> LinuxDeviceFinder::clone() const {
     return std::make_unique<LinuxDeviceFinder>(*this);
@@ -84,8 +85,8 @@ void LinuxDeviceFinder::scan(std::vector<std::shared_ptr<Device>>& devices) {
         set(*device, attributes::device::devicePath(), "/dev/" + controller);
         LinuxNvmePath path(controller, paths_, topology);
         device->addCommandPath(path);
-        device->addCommandSet(nvme::COMMAND_SET_NVME, "Linux NVMe");
-        device->addCommandSet(COMMAND_SET_HOST, "Linux NVMe");
+        device->addCommandSet(nvme::COMMAND_SET_NVME, KERNEL_NVME_PATH);
+        device->addCommandSet(COMMAND_SET_HOST, KERNEL_NVME_PATH);
         setIdentity(*device, path, *topology, controller);
         devices.push_back(device);
     }

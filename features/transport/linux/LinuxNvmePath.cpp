@@ -20,6 +20,7 @@
 #include "features/transport/CommandLog.h"
 #include "features/transport/DriveLock.h"
 #include "features/transport/HostStatus.h"
+#include "features/transport/KernelDrive.h"
 #include "features/transport/SelectedDrive.h"
 #include "features/transport/linux/BlockUses.h"
 #include "features/transport/linux/ControllerLocation.h"
@@ -112,7 +113,7 @@ struct LinuxNvmePath::Node {
 };
 
 LinuxNvmePath::LinuxNvmePath(std::string controller, LinuxPaths paths, std::shared_ptr<const NvmeTopology> topology)
-    : CommandPath("Linux NVMe", DEFAULT_TIMEOUT_SECONDS * NANOSECONDS_PER_SECOND),
+    : CommandPath(KERNEL_NVME_PATH, DEFAULT_TIMEOUT_SECONDS * NANOSECONDS_PER_SECOND),
       controller_(std::move(controller)),
       paths_(std::move(paths)),
       topology_(std::move(topology)),
