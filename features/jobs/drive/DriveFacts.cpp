@@ -122,10 +122,15 @@ const uint8_t* DriveFacts::firmwareSlots() {
     return logPage(firmwareSlots_, nvme::LID_FIRMWARE_SLOT);
 }
 
+Result<Payload> DriveFacts::readOcpSmart() {
+    return withoutOcp_ == nullptr ? readOcpSmartLog(drive_, OcpGrounds::OFFERED)
+                                  : readOfferedOcpSmartLog(drive_, *withoutOcp_);
+}
+
 const uint8_t* DriveFacts::ocpSmart() {
     if (!ocpSmart_) {
         ocpSmart_.emplace();
-        if (mayAsk()) ocpSmart_ = accept(readOcpSmartLog(drive_, OcpGrounds::OFFERED)).value_or(Payload());
+        if (mayAsk()) ocpSmart_ = accept(readOcpSmart()).value_or(Payload());
     }
     return bytesOf(ocpSmart_);
 }

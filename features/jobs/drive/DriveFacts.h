@@ -4,6 +4,7 @@
 #include <optional>
 
 #include "features/errors/Result.h"
+#include "features/jobs/drive/DrivesWithoutOcp.h"
 #include "features/nvme/CommandError.h"
 #include "features/nvme/ControllerCapabilities.h"
 #include "features/nvme/Drive.h"
@@ -20,7 +21,9 @@ namespace features::jobs {
 /// Ownership: the drive must outlive it; what is handed out belongs to it.
 class DriveFacts {
 public:
-    explicit DriveFacts(nvme::Drive& drive) : drive_(drive) {}
+    /// `withoutOcp`, which must outlive it, knows drives that need not be asked for pages of OCP.
+    explicit DriveFacts(nvme::Drive& drive, DrivesWithoutOcp* withoutOcp = nullptr)
+        : drive_(drive), withoutOcp_(withoutOcp) {}
 
     nvme::Drive& drive() { return drive_; }
     const ostrel::core::Status& failure() const { return failure_; }
@@ -61,7 +64,10 @@ private:
     template <typename T, typename E>
     std::optional<T> accept(Result<T, E>&& result);
 
+    Result<ostrel::core::Payload> readOcpSmart();
+
     nvme::Drive& drive_;
+    DrivesWithoutOcp* withoutOcp_;
     ostrel::core::Status failure_;
     std::optional<nvme::ControllerCapabilities> controller_;
     std::optional<nvme::NamespaceProperties> namespaceProperties_;

@@ -3,6 +3,7 @@
 #include <cstdint>
 
 #include "features/errors/Result.h"
+#include "features/jobs/drive/DrivesWithoutOcp.h"
 #include "features/nvme/Drive.h"
 #include "ostrel/core/Payload.h"
 
@@ -22,6 +23,10 @@ enum class OcpGrounds : uint8_t {
 /// page, and where another maker's page is at its identifier. Any other refusal leaves the question open and is
 /// returned.
 Result<ostrel::core::Payload> readOcpSmartLog(nvme::Drive& drive, OcpGrounds grounds);
+
+/// The same on OcpGrounds::OFFERED, for what is read of many drives or often: a drive that is in `without` is not asked
+/// what it offers, and one that offers none comes into it.
+Result<ostrel::core::Payload> readOfferedOcpSmartLog(nvme::Drive& drive, DrivesWithoutOcp& without);
 
 /// Keeps it for the next commands when the page, of 512 bytes from its start, is OCP's and the drive does not say by
 /// itself that it has it.

@@ -1,6 +1,7 @@
 #include "features/jobs/firmware/FirmwareCommit.h"
 
 #include "features/jobs/drive/ControllerReset.h"
+#include "features/jobs/drive/DrivesWithoutOcp.h"
 #include "features/jobs/drive/LogReading.h"
 #include "features/jobs/drive/Refusals.h"
 #include "features/jobs/support/ProgressLine.h"
@@ -217,6 +218,7 @@ Status commitFirmware(nvme::Drive& drive, const CommitRequest& request, const Fi
     TRY(const uint8_t* const identify, drive.identifyController());
     const bool mayActivateNow = nvme::ControllerCapabilities(identify).activatesFirmwareWithoutReset();
     TRY(const Outcome outcome, send(drive, request, mayActivateNow));
+    DrivesWithoutOcp().forget();  // the new firmware may have the name of the old one
     Commit commit{request, before, outcome, {}};
     Status status = activateByReset(drive, commit);
     if (failed(status)) {

@@ -36,6 +36,12 @@ Status SmartJob::checkRequest(const Arguments& arguments) {
     return statusOf(arguments.boolean(keys::includeNVMeSmartHealthLog().getName()));
 }
 
+Status SmartJob::getProperties(const std::shared_ptr<xml::XmlObject>& output) {
+    Status status = DriveJob::getProperties(output);
+    withoutOcp_.keep();
+    return status;
+}
+
 Status SmartJob::showDrive(nvme::Drive& drive, const Arguments& arguments, DriveOutput& out) {
     AttributeList list;
     const bool includeHealth = arguments.flag(keys::includeNVMeSmartHealthLog().getName(), true);
@@ -46,7 +52,7 @@ Status SmartJob::showDrive(nvme::Drive& drive, const Arguments& arguments, Drive
     const std::string id = arguments.text(keys::id().getName());
     const bool isComplete = id.empty() ? out.hasAllRequested(list) : findIgnoringCase(list, id) != list.end();
     if (!isComplete) {  // nothing is asked of the drive that the answer does not need
-        const auto ocp = readOcpSmartLog(drive, OcpGrounds::OFFERED);
+        const auto ocp = readOfferedOcpSmartLog(drive, withoutOcp_);
         if (!ocp && !isRefusal(ocp.error())) return ocp.error();
         addOcpAttributes(ocp.value_or(Payload()), list);
         RETURN_IF_FAILED(addVelkoSmart(drive, nvme::VELKO_EXTENDED_SMART_BYTES, list));

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "features/jobs/base/CloneableJob.h"
+#include "features/jobs/drive/DrivesWithoutOcp.h"
 
 namespace features::jobs {
 
@@ -12,11 +13,15 @@ namespace features::jobs {
 class SmartJob : public CloneableJob<SmartJob> {
 public:
     SmartJob();
+    ostrel::core::Status getProperties(const std::shared_ptr<ostrel::core::xml::XmlObject>& output) override;
 
 protected:
     ostrel::core::Status checkRequest(const Arguments& arguments) override;
     ostrel::core::Status showDrive(nvme::Drive& drive, const Arguments& arguments, DriveOutput& out) override;
     ostrel::core::Status showAtaDrive(ata::Drive& drive, const Arguments& arguments, DriveOutput& out) override;
+
+private:
+    DrivesWithoutOcp withoutOcp_;
 };
 
 }  // namespace features::jobs

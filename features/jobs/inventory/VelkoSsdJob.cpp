@@ -36,7 +36,8 @@ using Text = ListedText;
 /// What the list shows of a drive, and the firmware that this machine has for it. The modules must outlive it.
 class ListedDrive : public DriveFacts {
 public:
-    ListedDrive(nvme::Drive& drive, const FirmwareModules& modules) : DriveFacts(drive), modules_(modules) {}
+    ListedDrive(nvme::Drive& drive, const FirmwareModules& modules, DrivesWithoutOcp& withoutOcp)
+        : DriveFacts(drive, &withoutOcp), modules_(modules) {}
 
     const FirmwareModules& modules() const { return modules_; }
     /// Null: the drive does not support it.
@@ -355,10 +356,16 @@ Status VelkoSsdJob::checkRequest(const Arguments& arguments) {
     return Status();
 }
 
+Status VelkoSsdJob::getProperties(const std::shared_ptr<xml::XmlObject>& output) {
+    Status status = DriveJob::getProperties(output);
+    withoutOcp_.keep();
+    return status;
+}
+
 Status VelkoSsdJob::showDrive(nvme::Drive& drive, const Arguments& arguments, DriveOutput& out) {
     const std::string error = drive.device().getAttribute(device::errorString()).getText();
     if (!error.empty()) return withDetails(statuses::deviceDataRetrievalFailed(), error);
-    ListedDrive facts(drive, *modules_);
+    ListedDrive facts(drive, *modules_, withoutOcp_);
     const bool all = arguments.flag(attributes::feature::showAllFlag().getName());
     AttributeList list;
     RETURN_IF_FAILED(listAttributes(ROWS, facts, all, out, list));

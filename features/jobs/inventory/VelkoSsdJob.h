@@ -1,6 +1,7 @@
 #pragma once
 
 #include "features/jobs/base/CloneableJob.h"
+#include "features/jobs/drive/DrivesWithoutOcp.h"
 #include "features/jobs/firmware/FirmwareModules.h"
 
 namespace features::jobs {
@@ -15,6 +16,7 @@ class VelkoSsdJob : public CloneableJob<VelkoSsdJob> {
 public:
     VelkoSsdJob();
     ostrel::core::AttributeList getSupportedProperties() const override;
+    ostrel::core::Status getProperties(const std::shared_ptr<ostrel::core::xml::XmlObject>& output) override;
 
 protected:
     ostrel::core::Status checkRequest(const Arguments& arguments) override;
@@ -25,6 +27,7 @@ private:
     static ostrel::core::AttributeList supportedOfSata();
 
     std::unique_ptr<const FirmwareModules> modules_;  // while the job runs
+    DrivesWithoutOcp withoutOcp_;
 };
 
 }  // namespace features::jobs
