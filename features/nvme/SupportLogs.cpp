@@ -217,6 +217,7 @@ FieldTree decodeLockdown(const Payload& data) {
     const auto scope = static_cast<unsigned>(bits(data.getData()[offsetof(LockdownLog, selection)], 3, 0));
     const size_t count = std::min<size_t>(data.getData()[offsetof(LockdownLog, length)], data.getSize() - HEAD_BYTES);
     std::vector<std::string> identifiers;
+    identifiers.reserve(count);
     for (size_t i = 0; i < count; ++i) identifiers.push_back(lockedText(scope, data.getData()[HEAD_BYTES + i]));
     tree.addList("Identifiers", identifiers);
     return tree;
