@@ -11,6 +11,7 @@
 #include "features/transport/linux/LinuxDriveSource.h"
 #include "features/transport/linux/LinuxSataSource.h"
 #include "features/transport/simulated/SimulatedDriveSource.h"
+#include "ostrel/core/AddressableSize.h"
 #include "ostrel/core/Logging.h"
 #include "ostrel/core/Status.h"
 #include "ostrel/core/XmlConverter.h"
@@ -64,7 +65,7 @@ void* Library::send(const char* text, uint64_t length) noexcept {
     const char* reason = nullptr;
     try {
         if (handler_ == nullptr) handler_ = std::make_unique<RequestHandler>(allSources(), Journal());
-        Answer answer(*handler_->answer(std::string(text, length)));
+        Answer answer(*handler_->answer(std::string(text, addressableSize(length))));
         // The caller makes as much again of it: what the request used goes back to the system first.
         if (answer.size() >= LARGE_ANSWER_BYTES) (void)::malloc_trim(0);
         return answers_.keep(std::move(answer));
@@ -93,7 +94,7 @@ void Library::useSources(std::vector<std::unique_ptr<transport::DriveSource>> so
 int32_t Library::startLog(const char* path, uint64_t length) noexcept {
     try {
         initLogging();
-        setLogFile(std::string(path, length), true);
+        setLogFile(std::string(path, addressableSize(length)), true);
         openLogFile();
     } catch (...) {
         return FEATURE_LIBRARY_INVALID_INPUT;

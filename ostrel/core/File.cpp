@@ -12,6 +12,7 @@
 #include <stdexcept>
 #include <utility>
 
+#include "ostrel/core/AddressableSize.h"
 #include "ostrel/core/FileDescriptor.h"
 #include "ostrel/core/Logging.h"
 #include "ostrel/core/PathStatus.h"
@@ -31,7 +32,7 @@ int readAll(int file, std::string& text) {
     struct stat properties = {};
     if (fstat(file, &properties) != 0) return errno;
     // One byte more than expected, so that the end is noticed without growing. Files of /proc have no size.
-    text.resize(properties.st_size > 0 ? static_cast<size_t>(properties.st_size) + 1 : 4096);
+    text.resize(properties.st_size > 0 ? addressableSize(static_cast<uint64_t>(properties.st_size) + 1) : 4096);
     for (size_t length = 0;;) {
         if (length == text.size()) text.resize(length + 65536);
         const ssize_t count = read(file, text.data() + length, text.size() - length);

@@ -5,6 +5,7 @@
 #include <locale>
 #include <sstream>
 
+#include "ostrel/core/AddressableSize.h"
 #include "ostrel/core/Logging.h"
 #include "ostrel/core/ScopeTrace.h"
 
@@ -189,7 +190,7 @@ std::string hexDump(const Payload& payload, size_t bytesPerLine) {
     OSTREL_TRACE();
     const uint8_t* bytes = payload.getData();
     std::string text;
-    text.reserve(size_t{payload.getSize()} * 3);
+    text.reserve(addressableSize(uint64_t{payload.getSize()} * 3));
     for (size_t i = 0; i < payload.getSize(); ++i) {
         if (i != 0) text += bytesPerLine != 0 && i % bytesPerLine == 0 ? '\n' : ' ';
         appendHex(text, bytes[i]);

@@ -4,6 +4,7 @@
 #include "features/errors/Result.h"
 #include "features/jobs/base/LogLimits.h"
 #include "features/jobs/support/StatusDetails.h"
+#include "ostrel/core/AddressableSize.h"
 #include "ostrel/core/Attribute.h"
 #include "ostrel/core/Strings.h"
 #include "ostrel/core/XmlConverter.h"
@@ -29,7 +30,7 @@ public:
         digits_.clear();
         RETURN_IF_FAILED(empty_.check(log_.driveName, bytes));
         RETURN_IF_FAILED(checkPayload(log_, bytes, earlierBytes_));
-        digits_.reserve(bytes * 2);
+        digits_.reserve(addressableSize(bytes * 2));
         return Status();
     }
     Status add(const uint8_t* data, size_t bytes) override {

@@ -5,6 +5,7 @@
 #include "features/errors/Result.h"
 #include "features/jobs/base/LogLimits.h"
 #include "features/jobs/base/LogSink.h"
+#include "ostrel/core/AddressableSize.h"
 
 namespace features::jobs {
 
@@ -16,7 +17,7 @@ public:
     ostrel::core::Status begin(uint64_t bytes) override {
         RETURN_IF_FAILED(checkDecoding(log_, bytes));
         bytes_.clear();
-        bytes_.reserve(bytes);
+        bytes_.reserve(ostrel::core::addressableSize(bytes));
         return ostrel::core::Status();
     }
     ostrel::core::Status add(const uint8_t* data, size_t bytes) override {
