@@ -4,6 +4,8 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cstddef>
+#include <limits>
 #include <sstream>
 
 #include "ostrel/core/File.h"
@@ -19,6 +21,9 @@ std::string readProc(const char* path) {
     (void)readFile(path, SymbolicLink::FOLLOW, text);  // missing is said by the empty text
     return text;
 }
+
+/// What a process can address with what it has already: of 4 GiB half, however much memory the host has.
+constexpr uint64_t ADDRESSABLE_BYTES = std::numeric_limits<size_t>::max() / 2;
 
 uint64_t hostBytes(const std::string& meminfo) {
     std::istringstream lines(meminfo);
@@ -42,7 +47,7 @@ uint64_t availableMemoryBytes() {
 
 uint64_t availableMemoryBytes(const std::string& meminfo, const std::string& statm, uint64_t pageBytes,
                               uint64_t addressSpaceLimit) {
-    const uint64_t host = hostBytes(meminfo);
+    const uint64_t host = std::min(hostBytes(meminfo), ADDRESSABLE_BYTES);
     if (addressSpaceLimit == UINT64_MAX) return host;
     uint64_t pages = 0;
     const bool isKnown = static_cast<bool>(std::istringstream(statm) >> pages);

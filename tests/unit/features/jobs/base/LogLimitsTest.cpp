@@ -8,6 +8,7 @@ namespace features::jobs {
 namespace {
 
 constexpr uint64_t MEBIBYTE = 1 << 20;
+constexpr bool IS_32_BIT = sizeof(size_t) == 4;
 constexpr const char* MEMINFO = "MemTotal:        8000000 kB\nMemFree:          100000 kB\nMemAvailable:    2048 kB\n";
 
 constexpr struct {
@@ -20,6 +21,7 @@ constexpr struct {
     {MEMINFO, "", UINT64_MAX, 2 * MEBIBYTE, "what the host has"},
     {"", "", UINT64_MAX, 256 * MEBIBYTE, "no /proc"},
     {"MemTotal: 1 kB\nMemAvailable: x kB\n", "", UINT64_MAX, 256 * MEBIBYTE, "no such line, or no number in it"},
+    {"MemAvailable: 8388608 kB\n", "", UINT64_MAX, IS_32_BIT ? 2147483647 : 8589934592, "more than 32 bits address"},
     {MEMINFO, "256 10 10", 3 * MEBIBYTE, 2 * MEBIBYTE, "a limit that leaves more"},
     {MEMINFO, "512 10 10", 3 * MEBIBYTE, MEBIBYTE, "a limit that leaves less"},
     {MEMINFO, "1024 10 10", 3 * MEBIBYTE, 0, "a limit that came after the memory"},
