@@ -40,9 +40,10 @@ int writeBytes(int file, const uint8_t* data, size_t size, off_t offset) {
 
 /// Copies the bytes [first, end). 0 or errno.
 int copyBytes(int from, int to, off_t first, off_t end) {
-    std::vector<uint8_t> piece(1 << 20);
+    constexpr size_t PIECE_BYTES = 1 << 20;
+    std::vector<uint8_t> piece(PIECE_BYTES);
     while (first < end) {
-        const size_t size = std::min(piece.size(), static_cast<size_t>(end - first));
+        const auto size = static_cast<size_t>(std::min<off_t>(end - first, PIECE_BYTES));
         const BytesRead read = readOwnBytes(from, piece.data(), size, static_cast<uint64_t>(first));
         if (read.error != 0) return read.error;
         if (read.count != size) return EIO;  // shorter than a moment ago
