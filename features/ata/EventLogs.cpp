@@ -125,7 +125,7 @@ FieldTree decodePhyEvents(const Payload& page) {
     const uint8_t* const bytes = page.getData();
     for (size_t at = FIRST; at + 2 <= CHECKSUM_AT;) {
         const uint16_t identifier = le16(bytes + at);
-        const size_t width = size_t{2} * bits(identifier, 14, 12);
+        const auto width = static_cast<size_t>(bits(identifier, 14, 12) * 2);
         at += 2;
         if ((identifier & 0xFFF) == 0 || at + width > CHECKSUM_AT) break;
         if (width != 0 && width <= sizeof(uint64_t))

@@ -22,7 +22,7 @@ public:
     /// The text of root.toXmlString(). Large values of properties are taken from the tree, which has empty ones then.
     explicit Answer(ostrel::core::xml::XmlObject& root);
 
-    uint64_t size() const { return size_; }
+    std::size_t size() const { return size_; }
     /// Writes size() bytes. Only once: it uses the answer up.
     void moveTo(char* buffer);
 
@@ -39,7 +39,7 @@ private:
 
     std::string text_;
     std::vector<LargeValue> values_;
-    uint64_t size_ = 0;
+    std::size_t size_ = 0;
 };
 
 }  // namespace features::library

@@ -349,7 +349,7 @@ constexpr size_t ERROR_INJECTION_BYTES = sizeof(OcpErrorInjectionEntry);
 
 /// A part for each of the first `count` entries that lie in the data.
 void addEntries(FieldTree& tree, const char* heading, FieldRows rows, const Payload& data, size_t entryBytes,
-                size_t count) {
+                uint64_t count) {
     for (size_t i = 0; i < count && (i + 1) * entryBytes <= data.getSize(); ++i)
         addFields(tree.addPart(heading + std::to_string(i + 1)), rows, data.getData() + i * entryBytes, entryBytes);
 }

@@ -31,7 +31,8 @@ struct Payload::BufferImplementation {
 
 void Payload::BufferImplementation::allocate(uint64_t bytes, size_t alignment) {
     OSTREL_TRACE();
-    if (bytes <= std::numeric_limits<uint32_t>::max()) data = static_cast<uint8_t*>(memalign(alignment, bytes));
+    if (bytes <= std::numeric_limits<uint32_t>::max())
+        data = static_cast<uint8_t*>(memalign(alignment, static_cast<size_t>(bytes)));
     if (data == nullptr) {
         logMessage(LOGSEVERITY_FATAL, "Unable to allocate data with a size of ", bytes, " and alignment of ",
                    alignment);

@@ -6,8 +6,8 @@ namespace ostrel::core {
 
 /// In characters.
 struct TerminalSize {
-    uint64_t rows = 0;
-    uint64_t columns = 0;
+    uint16_t rows = 0;
+    uint16_t columns = 0;
 };
 
 /// The size of the terminal on standard input. Returns 0, or -1 with both counts 0 when there is no terminal.

@@ -70,7 +70,7 @@ int punch(int file, uint64_t offset, uint64_t size) {
 
 Media::Layout Media::layoutOf(const NamespaceState& part) const {
     const LbaFormat& format = modelOf(folder_.description().model).formats[part.format];
-    const uint64_t dataBytes = uint64_t{1} << format.dataShift;
+    const uint32_t dataBytes = uint32_t{1} << format.dataShift;
     const uint64_t end = part.size * dataBytes;
     return {dataBytes, format.metadataBytes, (end + PAGE_BYTES - 1) / PAGE_BYTES * PAGE_BYTES};
 }

@@ -38,8 +38,8 @@ public:
 
 private:
     struct Layout {
-        uint64_t dataBytes;
-        uint64_t metadataBytes;
+        uint32_t dataBytes;
+        uint32_t metadataBytes;
         uint64_t metadataStart;
     };
     Layout layoutOf(const NamespaceState& part) const;

@@ -22,7 +22,7 @@ using namespace ostrel::core;
 
 namespace {
 
-constexpr uint64_t BLOCK_BYTES = 4096;
+constexpr size_t BLOCK_BYTES = 4096;
 /// Some file systems take no larger file than 4 GiB - 1.
 constexpr uint64_t FILE_BYTES = uint64_t{1} << 30;
 
@@ -47,13 +47,13 @@ int openUnnamed(const std::string& folder, int flags) {
 
 /// All of it; 0 or errno. A file that ends before that gives EIO.
 template <typename Transfer>
-int transferAll(Transfer transfer, uint64_t bytes) {
-    for (uint64_t done = 0; done < bytes;) {
+int transferAll(Transfer transfer, size_t bytes) {
+    for (size_t done = 0; done < bytes;) {
         const ssize_t count = transfer(done);
         if (count < 0 && errno == EINTR) continue;
         if (count < 0) return errno;
         if (count == 0) return EIO;
-        done += static_cast<uint64_t>(count);
+        done += static_cast<size_t>(count);
     }
     return 0;
 }
@@ -75,7 +75,7 @@ Status PatternFile::write(uint64_t bytes) {
     for (bytes_ = 0; bytes_ < bytes; bytes_ += UNIT_BYTES) {
         fill(bytes_, unit.getData());
         const int error = transferAll(
-            [&](uint64_t done) {
+            [&](size_t done) {
                 return ::pwrite(file_.get(), unit.getData() + done, UNIT_BYTES - done,
                                 static_cast<off_t>(bytes_ + done));
             },
@@ -101,18 +101,16 @@ Status PatternFile::compare(Comparison& comparison) {
     return Status();
 }
 
-int PatternFile::readAt(uint64_t offset, uint8_t* bytes, uint64_t size) const {
+int PatternFile::readAt(uint64_t offset, uint8_t* bytes, size_t size) const {
     return transferAll(
-        [&](uint64_t done) {
-            return ::pread(file_.get(), bytes + done, size - done, static_cast<off_t>(offset + done));
-        },
+        [&](size_t done) { return ::pread(file_.get(), bytes + done, size - done, static_cast<off_t>(offset + done)); },
         size);
 }
 
 int PatternFile::compareUnit(uint64_t offset, const uint8_t* expected, uint8_t* unit, Comparison& comparison) const {
     const int whole = readAt(offset, unit, UNIT_BYTES);
     if (whole != 0 && whole != EIO) return whole;
-    for (uint64_t block = 0; block < UNIT_BYTES; block += BLOCK_BYTES) {
+    for (size_t block = 0; block < UNIT_BYTES; block += BLOCK_BYTES) {
         const int error = whole == 0 ? 0 : readAt(offset + block, unit + block, BLOCK_BYTES);
         if (error != 0 && error != EIO) return error;
         if (error == 0 && std::memcmp(unit + block, expected + block, BLOCK_BYTES) == 0) continue;
@@ -123,7 +121,7 @@ int PatternFile::compareUnit(uint64_t offset, const uint8_t* expected, uint8_t* 
 
 void PatternFile::fill(uint64_t offset, uint8_t* unit) const {
     const uint64_t base = scattered(number_ + 1);
-    for (uint64_t i = 0; i < UNIT_BYTES; i += sizeof(uint64_t)) {
+    for (size_t i = 0; i < UNIT_BYTES; i += sizeof(uint64_t)) {
         const uint64_t word = scattered(base ^ (offset + i));
         std::memcpy(unit + i, &word, sizeof word);
     }

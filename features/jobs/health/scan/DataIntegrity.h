@@ -18,7 +18,7 @@ namespace features::jobs {
 /// Errors: 10/104, 10/168 or 10/54 (create, write, read), 0/87 without memory; the message names folder and reason.
 class PatternFile {
 public:
-    static constexpr uint64_t UNIT_BYTES = uint64_t{1024} * 1024;
+    static constexpr size_t UNIT_BYTES = size_t{1024} * 1024;
 
     using Report = std::function<void(uint64_t bytes)>;
     /// `number` makes the pattern of one file different from that of the next. `report` is called with the bytes that
@@ -41,7 +41,7 @@ public:
 
 private:
     void fill(uint64_t offset, uint8_t* unit) const;
-    int readAt(uint64_t offset, uint8_t* bytes, uint64_t size) const;
+    int readAt(uint64_t offset, uint8_t* bytes, size_t size) const;
     int compareUnit(uint64_t offset, const uint8_t* expected, uint8_t* unit, Comparison& comparison) const;
     ostrel::core::Status failure(int error, const char* what, const ostrel::core::Status& kind) const;
 
