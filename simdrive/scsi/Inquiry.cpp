@@ -143,7 +143,7 @@ Bytes supportedPages(const Bytes&) {
 Answer inquiry(const ScsiCommand& command) {
     const uint8_t code = command.cdb[2];
     const bool isVital = (command.cdb[1] & 1) != 0;
-    const size_t allocated = bigEndian(command.cdb + 3, 2);
+    const size_t allocated = bigEndianLength(command.cdb + 3, 2);
     if (!isVital && code != 0) return checkCondition(command, INVALID_FIELD);
     const auto* row =
         std::find_if(std::begin(PAGES), std::end(PAGES), [code](auto& each) { return each.code == code; });
@@ -165,7 +165,7 @@ Answer inquiryOfNothing(const ScsiCommand& command) {
     data[2] = 0x06;
     data[3] = 0x02;
     data[4] = static_cast<uint8_t>(data.size() - 5);
-    return parameterData(std::move(data), bigEndian(command.cdb + 3, 2));
+    return parameterData(std::move(data), bigEndianLength(command.cdb + 3, 2));
 }
 
 }  // namespace simdrive::scsi

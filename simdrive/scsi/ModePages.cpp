@@ -73,17 +73,17 @@ Answer modeSense(const ScsiCommand& command) {
     } else {
         putBigEndian(data.data(), data.size() - 2, 2);
     }
-    return parameterData(std::move(data), is6 ? command.cdb[4] : bigEndian(command.cdb + 7, 2));
+    return parameterData(std::move(data), is6 ? command.cdb[4] : bigEndianLength(command.cdb + 7, 2));
 }
 
 Answer modeSelect(const ScsiCommand& command) {
     const bool is6 = command.cdb[0] == MODE_SELECT_6;
     const size_t head = is6 ? 4 : 8;
-    const size_t length = is6 ? command.cdb[4] : bigEndian(command.cdb + 7, 2);
+    const size_t length = is6 ? command.cdb[4] : bigEndianLength(command.cdb + 7, 2);
     const Bytes& data = command.dataOut;
     if (length == 0) return Answer();
     if (data.size() < length || length < head) return checkCondition(command, INVALID_PARAMETER);
-    const size_t descriptors = is6 ? data[3] : bigEndian(data.data() + 6, 2);
+    const size_t descriptors = is6 ? data[3] : bigEndianLength(data.data() + 6, 2);
     size_t at = head + descriptors;
     Answer answer;
     while (at + 2 <= length && answer.status == STATUS_GOOD) {

@@ -86,7 +86,7 @@ Answer write(const ScsiCommand& command) {
     const Extent extent = extentOf(command.cdb);
     if (auto fault = extentFault(command, extent)) return *fault;
     if (extent.sectors == 0) return Answer();
-    const size_t bytes = extent.sectors * SECTOR_BYTES;
+    const auto bytes = static_cast<size_t>(extent.sectors * SECTOR_BYTES);
     if (command.dataOut.size() < bytes) return checkCondition(command, INVALID_FIELD);
     const auto end = command.dataOut.begin() + static_cast<std::ptrdiff_t>(bytes);
     Answer answer =
@@ -113,7 +113,7 @@ Answer unmap(const ScsiCommand& command) {
     const Bytes& list = command.dataOut;
     if (bigEndian(command.cdb + 7, 2) == 0) return Answer();
     if (list.size() < HEAD_BYTES) return checkCondition(command, INVALID_PARAMETER);
-    const size_t described = std::min<size_t>(bigEndian(list.data() + 2, 2), list.size() - HEAD_BYTES);
+    const size_t described = std::min(bigEndianLength(list.data() + 2, 2), list.size() - HEAD_BYTES);
     Bytes entries;
     for (size_t at = HEAD_BYTES; at + DESCRIPTOR_BYTES <= HEAD_BYTES + described; at += DESCRIPTOR_BYTES) {
         uint64_t lba = bigEndian(list.data() + at, 8);
@@ -156,7 +156,7 @@ Answer requestSense(const ScsiCommand& command) {
 Answer reportLuns(const ScsiCommand& command) {
     Bytes data(16);  // LUN 0 is 8 zeros
     data[3] = 8;
-    return parameterData(std::move(data), bigEndian(command.cdb + 6, 4));
+    return parameterData(std::move(data), bigEndianLength(command.cdb + 6, 4));
 }
 
 /// The number of the last sector that the host reaches.
@@ -180,7 +180,7 @@ Answer readCapacity16(const ScsiCommand& command) {
     putBigEndian(data.data() + 8, SECTOR_BYTES, 4);
     data[13] = 3;     // 8 logical sectors in a physical one
     data[14] = 0xC0;  // can be unmapped, and reads as zeros then
-    return parameterData(std::move(data), bigEndian(command.cdb + 10, 4));
+    return parameterData(std::move(data), bigEndianLength(command.cdb + 10, 4));
 }
 
 struct Row {

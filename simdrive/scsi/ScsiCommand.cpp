@@ -69,6 +69,10 @@ uint64_t bigEndian(const uint8_t* at, size_t bytes) {
     return number;
 }
 
+size_t bigEndianLength(const uint8_t* at, size_t bytes) {
+    return static_cast<uint32_t>(bigEndian(at, bytes));
+}
+
 void putBigEndian(uint8_t* at, uint64_t number, size_t bytes) {
     for (size_t i = 0; i < bytes; ++i) at[i] = static_cast<uint8_t>(number >> 8 * (bytes - 1 - i));
 }

@@ -55,6 +55,8 @@ Answer translate(const ScsiCommand& command, const features::simulator::sata::Ta
 
 /// Numbers in CDBs and pages are big-endian.
 uint64_t bigEndian(const uint8_t* at, size_t bytes);
+/// A length: no field of one has more than 4 bytes.
+size_t bigEndianLength(const uint8_t* at, size_t bytes);
 void putBigEndian(uint8_t* at, uint64_t number, size_t bytes);
 
 }  // namespace simdrive::scsi

@@ -23,7 +23,7 @@ Answer securityProtocolIn(const ScsiCommand& command) {
     Answer answer =
         translate(command, {TRUSTED_RECEIVE, Protocol::PIO_IN, false, protocol, static_cast<uint16_t>(blocks & 0xFF),
                             blocks >> 8 | specific << 8, 0, static_cast<uint32_t>(blocks * SECTOR_BYTES)});
-    answer.data.resize(std::min<uint64_t>(answer.data.size(), bytes));
+    if (answer.data.size() > bytes) answer.data.resize(static_cast<size_t>(bytes));
     return answer;
 }
 

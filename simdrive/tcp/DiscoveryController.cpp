@@ -109,7 +109,7 @@ Reply DiscoveryController::getLogPage(const Capsule& capsule, std::vector<uint8_
     if (offset % 4 != 0 || offset >= log.size() || length > MAX_TRANSFER_BYTES) {
         return Reply::refusal(SC_INVALID_FIELD);
     }
-    data.assign(length, 0);
+    data.assign(static_cast<size_t>(length), 0);
     const uint64_t count = std::min(length, log.size() - offset);
     std::copy_n(log.begin() + static_cast<std::ptrdiff_t>(offset), count, data.begin());
     return {};
