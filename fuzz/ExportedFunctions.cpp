@@ -15,6 +15,7 @@
 
 #include "fuzz/Require.h"
 #include "fuzz/ScratchFolder.h"
+#include "ostrel/core/AddressableSize.h"
 #include "ostrel/core/XmlConverter.h"
 #include "ostrel/core/xml/XmlConstants.h"
 #include "ostrel/core/xml/XmlObject.h"
@@ -91,7 +92,7 @@ void receive(Handles& handles, uint8_t which) {
     REQUIRE(asked == FEATURE_LIBRARY_INVALID_BUFFER_SIZE && size != 0);
     constexpr char UNTOUCHED = '\x7F';
     constexpr size_t BEYOND = 16;
-    std::string buffer(size + BEYOND, UNTOUCHED);
+    std::string buffer(addressableSize(size) + BEYOND, UNTOUCHED);
     const uint64_t room = which >= 0x80 ? size / 2 : size;
     uint64_t given = room;
     const int32_t fetched = ReceiveXMLMessage(handle, buffer.data(), &given);
@@ -99,7 +100,8 @@ void receive(Handles& handles, uint8_t which) {
                         [](char c) { return c == UNTOUCHED; }));
     if (fetched == FEATURE_LIBRARY_SUCCESS) {
         REQUIRE(given <= room);
-        checkAnswer(buffer.substr(0, given));
+        buffer.resize(static_cast<size_t>(given));
+        checkAnswer(buffer);
     } else {
         REQUIRE(fetched == FEATURE_LIBRARY_INVALID_INPUT || fetched == FEATURE_LIBRARY_INVALID_BUFFER_SIZE);
     }

@@ -19,6 +19,7 @@
 #include "features/transport/DriveSource.h"
 #include "features/transport/HostCommand.h"
 #include "fuzz/Require.h"
+#include "ostrel/core/AddressableSize.h"
 #include "ostrel/core/AttributeVocabulary.h"
 #include "ostrel/core/CommandPath.h"
 #include "ostrel/core/CommandResult.h"
@@ -225,7 +226,7 @@ std::string answerTo(const std::string& request) {
     REQUIRE(handle != nullptr);
     uint64_t size = 0;
     REQUIRE(ReceiveXMLMessage(handle, nullptr, &size) == FEATURE_LIBRARY_INVALID_BUFFER_SIZE);
-    std::string text(size, '?');
+    std::string text(addressableSize(size), '?');
     REQUIRE(ReceiveXMLMessage(handle, text.data(), &size) == FEATURE_LIBRARY_SUCCESS);
     return text;
 }

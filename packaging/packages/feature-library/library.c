@@ -41,17 +41,17 @@ EXPORT void Load(int64_t mode) {
 
 /* The handle is the answer itself. The text has no zero byte at its end. */
 EXPORT void SendXMLMessage(const char* text, uint64_t length, void** handle) {
-    char* const request = malloc(length + 1);
+    char* const request = length < SIZE_MAX ? malloc((size_t)length + 1) : NULL;
     *handle = (void*)UNSUPPORTED;
     if (request == NULL) return;
-    memcpy(request, text, length);
+    memcpy(request, text, (size_t)length);
     request[length] = '\0';
     if (strstr(request, "<Object name=\"VelkoSSD\" type=\"GetProperties\"") != NULL) *handle = (void*)DRIVES;
     free(request);
 }
 
 EXPORT int32_t ReceiveXMLMessage(void* handle, void* buffer, uint64_t* size) {
-    const uint64_t length = strlen(handle);
+    const size_t length = strlen(handle);
     if (buffer == NULL || *size < length) {
         *size = length;
         return FEATURE_LIBRARY_INVALID_BUFFER_SIZE;

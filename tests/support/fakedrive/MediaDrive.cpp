@@ -32,7 +32,7 @@ constexpr uint16_t INVALID_OPCODE = 0x4001;
 }  // namespace
 
 struct MediaDrive::State {
-    State(const MediaDrive& drive, uint64_t blocks) : owner(drive), counts(blocks) {}
+    State(const MediaDrive& drive, size_t blocks) : owner(drive), counts(blocks) {}
 
     const MediaDrive& owner;
     mutable std::mutex mutex;
@@ -91,7 +91,7 @@ uint16_t MediaDrive::State::transfer(const NvmeCommand& command, CommandResult& 
     }
     const auto bad = owner.unreadable.lower_bound(first);
     if (bad != owner.unreadable.end() && *bad < first + count) return UNRECOVERED_READ_ERROR;
-    for (uint64_t i = 0; i < count; ++i) ++counts[first + i];
+    for (uint64_t i = 0; i < count; ++i) ++counts[static_cast<size_t>(first + i)];
     return 0;
 }
 
@@ -117,7 +117,7 @@ private:
     std::shared_ptr<State> state_;
 };
 
-MediaDrive::MediaDrive(uint64_t blocks)
+MediaDrive::MediaDrive(size_t blocks)
     : namespaces{unusedNamespace(1)},
       state_(std::make_shared<State>(*this, blocks)),
       device_(std::make_shared<Device>()) {

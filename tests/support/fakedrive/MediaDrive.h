@@ -20,7 +20,7 @@ namespace fakedrive {
 /// Threads: any number; the counts are read when no command is under way.
 class MediaDrive {
 public:
-    explicit MediaDrive(uint64_t blocks);
+    explicit MediaDrive(size_t blocks);
     MediaDrive(const MediaDrive&) = delete;
     MediaDrive& operator=(const MediaDrive&) = delete;
 

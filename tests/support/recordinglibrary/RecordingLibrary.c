@@ -131,12 +131,12 @@ void onStaticObject(void) {
 }
 
 /* "text", with everything unprintable as \xNN. */
-static char* quoted(const char* text, uint64_t length) {
+static char* quoted(const char* text, size_t length) {
     char* const result = malloc(length * 4 + 3);
     char* out = result;
     if (result == NULL) abort();
     *out++ = '"';
-    for (uint64_t i = 0; i < length; ++i) {
+    for (size_t i = 0; i < length; ++i) {
         const unsigned char byte = (unsigned char)text[i];
         if (isprint(byte) && byte != '"' && byte != '\\')
             *out++ = (char)byte;
@@ -149,7 +149,7 @@ static char* quoted(const char* text, uint64_t length) {
 }
 
 static void recordText(const char* function, const char* text, uint64_t length, const char* more) {
-    char* const shown = quoted(text, length);
+    char* const shown = quoted(text, (size_t)length);
     char* arguments = NULL;
     if (asprintf(&arguments, "%s, %" PRIu64 "%s", shown, length, more) < 0) abort();
     record(function, arguments);
@@ -162,7 +162,7 @@ static struct request {
     unsigned number;
     unsigned receives;
     char* answer;
-    uint64_t size;
+    size_t size;
 } store[64];
 
 static void loadAnswer(struct request* request) {
@@ -172,7 +172,7 @@ static void loadAnswer(struct request* request) {
     if (file == NULL) file = openBeside(".answer", "r");
     if (file == NULL) return;
     fseek(file, 0, SEEK_END);
-    request->size = (uint64_t)ftell(file);
+    request->size = (size_t)ftell(file);
     rewind(file);
     request->answer = malloc(request->size + 1);
     if (request->answer == NULL || fread(request->answer, 1, request->size, file) != request->size) abort();
@@ -223,7 +223,7 @@ EXPORT int32_t ReceiveXMLMessage(void* handle, void* buffer, uint64_t* size) {
     record("ReceiveXMLMessage", arguments);
     /* Never more than there is room for, whatever the instructions say. */
     if (buffer != NULL && request->answer != NULL)
-        memcpy(buffer, request->answer, *size < request->size ? *size : request->size);
+        memcpy(buffer, request->answer, *size < request->size ? (size_t)*size : request->size);
     *size = reported == ANSWER_SIZE ? request->size : reported;
     throwIfRequested("ReceiveXMLMessage");
     return (int32_t)(isFirst ? firstCode : secondCode);
@@ -233,7 +233,7 @@ EXPORT int32_t EnableLogger(const char* path, uint64_t length, int64_t reserved,
     char more[64];
     snprintf(more, sizeof more, ", %" PRId64 ", %" PRId64, reserved, off);
     if (length >= sizeof logPath) abort();
-    memcpy(logPath, path, length);
+    memcpy(logPath, path, (size_t)length);
     logPath[length] = '\0';
     recordText("EnableLogger", path, length, more);
     throwIfRequested("EnableLogger");

@@ -28,7 +28,8 @@ struct {
 } library;
 
 void sendXmlMessage(const char* text, uint64_t length, void** handle) {
-    library.calls.push_back(std::string(text, length) + (*handle == nullptr ? "" : ", and the handle was not null"));
+    library.calls.push_back(std::string(text, static_cast<size_t>(length)) +
+                            (*handle == nullptr ? "" : ", and the handle was not null"));
     *handle = &library.token;
 }
 
@@ -39,7 +40,7 @@ int32_t receiveXmlMessage(void* handle, void* buffer, uint64_t* size) {
         *size = library.answer.size();
         return FEATURE_LIBRARY_INVALID_BUFFER_SIZE;
     }
-    library.residentPages = residentPages(buffer, *size);
+    library.residentPages = residentPages(buffer, static_cast<size_t>(*size));
     std::memcpy(buffer, library.answer.data(), library.answer.size());
     return FEATURE_LIBRARY_SUCCESS;
 }

@@ -19,7 +19,7 @@ TEST(Payload, IsEmptyByDefault) {
 }
 
 TEST(Payload, StartsOnAPageBoundary) {
-    for (const uint64_t size : {1u, 2u, 511u, 512u, 4095u, 4096u, 4097u, 1u << 20}) {
+    for (const size_t size : {1u, 2u, 511u, 512u, 4095u, 4096u, 4097u, 1u << 20}) {
         Payload payload(size);
         ASSERT_NE(payload.getData(), nullptr) << size;
         EXPECT_EQ(payload.getSize(), size);

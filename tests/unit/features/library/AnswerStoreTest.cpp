@@ -3,6 +3,7 @@
 #include <string>
 
 #include "features/library/AnswerStore.h"
+#include "ostrel/core/AddressableSize.h"
 #include "ostrel/interfaces/ostreli/interface/FeatureLibrary.h"
 
 namespace features::library {
@@ -12,7 +13,7 @@ namespace {
 std::string fetch(AnswerStore& store, void* handle) {
     uint64_t size = 0;
     EXPECT_EQ(store.fetch(handle, nullptr, &size), FEATURE_LIBRARY_INVALID_BUFFER_SIZE);
-    std::string text(size, '?');
+    std::string text(ostrel::core::addressableSize(size), '?');
     EXPECT_EQ(store.fetch(handle, text.data(), &size), FEATURE_LIBRARY_SUCCESS);
     EXPECT_EQ(size, text.size());
     return text;

@@ -8,6 +8,7 @@
 #include <set>
 #include <string>
 
+#include "ostrel/core/AddressableSize.h"
 #include "ostrel/interfaces/ostreli/interface/FeatureLibrary.h"
 #include "tests/support/TemporaryFolder.h"
 
@@ -44,7 +45,7 @@ public:
     std::string answer(void* handle) const {
         uint64_t size = 0;
         EXPECT_EQ(receive(handle, nullptr, &size), FEATURE_LIBRARY_INVALID_BUFFER_SIZE);
-        std::string text(size, '?');
+        std::string text(ostrel::core::addressableSize(size), '?');
         EXPECT_EQ(receive(handle, text.data(), &size), FEATURE_LIBRARY_SUCCESS);
         return text;
     }

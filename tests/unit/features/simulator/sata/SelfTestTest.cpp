@@ -9,7 +9,7 @@ protected:
     /// The newest entry of log 07h.
     Bytes newest() {
         const Bytes page = log(0x07);
-        const size_t index = number(page, 2, 2);
+        const uint64_t index = number(page, 2, 2);
         EXPECT_NE(index, 0U);
         const auto at = page.begin() + static_cast<std::ptrdiff_t>(4 + 26 * (index - 1));
         return {at, at + 11};

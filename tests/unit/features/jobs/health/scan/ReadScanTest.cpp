@@ -194,7 +194,7 @@ TEST(ReadScan, ParallelForItFindsEveryUnreadableBlock) {
     EXPECT_EQ(textOf(readScan(drive, request(UINT64_MAX, 8))),
               "100003 blocks, 99995 read, 8 unreadable: 0-0 127-129 5000-5000 99999-99999 100001-100002");
     std::vector<unsigned> expected(100003, 1);
-    for (const uint64_t lba : media.unreadable) expected[lba] = 0;
+    for (const uint64_t lba : media.unreadable) expected[static_cast<size_t>(lba)] = 0;
     EXPECT_EQ(media.blocksRead(), expected);
 }
 
