@@ -12,6 +12,11 @@ if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND CMAKE_CXX_COMPILER_VERSION VERSION_G
   target_compile_options(project_settings INTERFACE $<$<COMPILE_LANGUAGE:CXX>:-Wno-overloaded-virtual>)
 endif()
 target_link_libraries(project_settings INTERFACE Threads::Threads)
+# Media and logs of drives are longer than a 32-bit offset counts, and dates go past 2038. Debian's compilers for ARM do
+# this by themselves; with 64 bits there is nothing else.
+if(CMAKE_SIZEOF_VOID_P EQUAL 4)
+  add_compile_definitions(_FILE_OFFSET_BITS=64 _TIME_BITS=64)
+endif()
 # A function that no program reaches is left out of it.
 target_compile_options(project_settings INTERFACE $<$<CONFIG:Release>:-ffunction-sections;-fdata-sections>)
 target_link_options(project_settings INTERFACE $<$<CONFIG:Release>:-Wl,--gc-sections>)
