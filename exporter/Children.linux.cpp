@@ -163,9 +163,10 @@ private:
             wait = std::min(wait, std::chrono::ceil<std::chrono::milliseconds>(child.deadline - Clock::now()));
         }
         // An error, EINTR above all, is a round without results.
-        if (::poll(polled.data(), polled.size(), static_cast<int>(std::max<long>(wait.count(), 0))) < 0) return;
+        if (::poll(polled.data(), polled.size(), static_cast<int>(std::max<int64_t>(wait.count(), 0))) < 0) return;
         for (std::size_t i = polled.size(); i-- > 0;) {
-            if (hasEnded(running_[i], polled[i].revents != 0)) running_.erase(running_.begin() + static_cast<long>(i));
+            if (hasEnded(running_[i], polled[i].revents != 0))
+                running_.erase(running_.begin() + static_cast<std::ptrdiff_t>(i));
         }
     }
 

@@ -81,7 +81,7 @@ bool readFully(int file, void* data, std::size_t size) {
 }
 
 std::optional<Collection> receive(int pipe) {
-    uint64_t size = 0;
+    std::size_t size = 0;
     if (!readFully(pipe, &size, sizeof size) || size > MAX_FRAME_BYTES) return std::nullopt;
     std::string text(size, '\0');
     if (!readFully(pipe, text.data(), size)) return std::nullopt;
@@ -91,7 +91,7 @@ std::optional<Collection> receive(int pipe) {
 /// False: the process that listens has ended.
 bool send(int pipe, const Collection& collection) {
     const std::string text = toJson(collection);
-    const uint64_t size = text.size();
+    const std::size_t size = text.size();
     return writeFully(pipe, {reinterpret_cast<const char*>(&size), sizeof size}) == 0 && writeFully(pipe, text) == 0;
 }
 
@@ -128,7 +128,7 @@ bool waitFor(int pipe, std::chrono::steady_clock::time_point due) {
     for (;;) {
         const auto left = std::chrono::ceil<std::chrono::milliseconds>(due - std::chrono::steady_clock::now());
         pollfd polled = {pipe, 0, 0};
-        const int ready = ::poll(&polled, 1, static_cast<int>(std::max<long>(left.count(), 0)));
+        const int ready = ::poll(&polled, 1, static_cast<int>(std::max<int64_t>(left.count(), 0)));
         if (ready > 0) return false;
         if (ready == 0) return true;
         if (errno != EINTR) return false;
