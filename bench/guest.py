@@ -24,7 +24,7 @@ from machine import Controller, Machine, Namespace  # noqa: E402
 
 DRIVES = (1, 8, 32)
 BLOCKS = 5
-RUNS_OF_A_BLOCK = 4
+RUNS_OF_A_BLOCK = 20
 LISTS = {"nimbrel": "nimbrel show -velkossd", "nvme": "nvme list"}
 SMART_LOGS = {"nimbrel": "nimbrel show -velkossd 0 -smart", "nvme": "nvme smart-log /dev/nvme0"}
 
