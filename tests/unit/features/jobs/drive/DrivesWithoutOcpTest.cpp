@@ -98,7 +98,7 @@ TEST_F(WithoutOcp, AreDrivesOfTheKernelThatCanBeIdentified) {
 }
 
 TEST_F(WithoutOcp, ADamagedFileKnowsWhatIsWholeInIt) {
-    write(THIS_START + std::string("S1 FW1\n\0\xFF\nS1 FW1 FAKE%20DRI\n", 29) + std::string(300, 'x') + " a b\n");
+    write(THIS_START + std::string("S1 FW1\n\0\xFF\nS1 FW1 FAKE%20DRI\n", 28) + std::string(300, 'x') + " a b\n");
     EXPECT_FALSE(isKept(drive_));
     keep(drive_);
     EXPECT_EQ(readWholeFile(file_), "6a1f0e52-3c8d-4b7a-9e10-5d2c7f8b9a01\nS1 FW1 FAKE%20DRI\nS1 FW1 FAKE%20DRIVE\n");
