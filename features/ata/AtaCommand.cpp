@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "features/nvme/FieldTree.h"
+#include "ostrel/core/TextOutput.h"
 #include "ostrel/core/xml/XmlConstants.h"
 #include "ostrel/core/xml/XmlObject.h"
 
@@ -64,8 +65,9 @@ bool AtaCommand::isEncodable() const {
 }
 
 void AtaCommand::toString(std::ostream& out) const {
-    out << "ATA command: " << getName();
-    for (const RegisterText& row : registerTexts(*this)) out << '\n' << row.name << ": " << row.text;
+    std::string text = "ATA command: " + getName();
+    for (const RegisterText& row : registerTexts(*this)) text += std::string("\n") + row.name + ": " + row.text;
+    writeText(out, text);
 }
 
 std::unique_ptr<xml::XmlObject> AtaCommand::toXml() const {

@@ -1,8 +1,8 @@
 #pragma once
 
 #include <cstdint>
+#include <iosfwd>
 #include <memory>
-#include <ostream>
 #include <string>
 
 #include "features/ata/Commands.h"

@@ -6,6 +6,7 @@
 
 #include "features/nvme/FieldTree.h"
 #include "ostrel/core/StatusCatalogue.h"
+#include "ostrel/core/TextOutput.h"
 #include "ostrel/core/xml/XmlConstants.h"
 #include "ostrel/core/xml/XmlObject.h"
 
@@ -90,9 +91,12 @@ std::string AtaResult::meaning() const {
 }
 
 void AtaResult::toString(std::ostream& out) const {
-    out << "Result: " << meaning() << "\nRegisters: " << rowOf(missing).text;
-    if (!registers) return;
-    for (const RegisterText& row : registerTexts(*registers)) out << '\n' << row.name << ": " << row.text;
+    std::string text = "Result: " + meaning() + "\nRegisters: " + rowOf(missing).text;
+    if (registers) {
+        for (const RegisterText& row : registerTexts(*registers))
+            text += std::string("\n") + row.name + ": " + row.text;
+    }
+    writeText(out, text);
 }
 
 std::unique_ptr<xml::XmlObject> AtaResult::toXml() const {

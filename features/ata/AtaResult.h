@@ -1,9 +1,9 @@
 #pragma once
 
 #include <cstdint>
+#include <iosfwd>
 #include <memory>
 #include <optional>
-#include <ostream>
 #include <string>
 
 #include "ostrel/core/ProtocolResult.h"

@@ -1,6 +1,7 @@
 #include "features/nvme/Completion.h"
 
 #include "features/nvme/FieldTree.h"
+#include "ostrel/core/TextOutput.h"
 #include "ostrel/core/xml/XmlConstants.h"
 #include "ostrel/core/xml/XmlObject.h"
 
@@ -13,8 +14,8 @@ std::unique_ptr<ProtocolResult> Completion::clone() const {
 }
 
 void Completion::toString(std::ostream& out) const {
-    out << "Status Code Type: " << hexText(status().type) << "\nStatus Code: " << hexText(status().code, 2) << " ("
-        << meaning() << ")\nDword 0: " << hexText(dword0, 8) << "\nDword 1: " << hexText(dword1, 8);
+    writeText(out, "Status Code Type: " + hexText(status().type) + "\nStatus Code: " + hexText(status().code, 2) +
+                       " (" + meaning() + ")\nDword 0: " + hexText(dword0, 8) + "\nDword 1: " + hexText(dword1, 8));
 }
 
 std::unique_ptr<xml::XmlObject> Completion::toXml() const {

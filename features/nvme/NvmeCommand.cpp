@@ -1,12 +1,12 @@
 #include "features/nvme/NvmeCommand.h"
 
 #include <algorithm>
-#include <iomanip>
 #include <iterator>
 
 #include "features/nvme/FieldTree.h"
 #include "features/nvme/Level0Discovery.h"
 #include "features/nvme/Opcodes.h"
+#include "ostrel/core/TextOutput.h"
 #include "ostrel/core/xml/XmlConstants.h"
 #include "ostrel/core/xml/XmlObject.h"
 
@@ -64,9 +64,10 @@ bool NvmeCommand::changesDrive() const {
 }
 
 void NvmeCommand::toString(std::ostream& out) const {
-    out << "NVMe " << (queue == Queue::ADMIN ? "admin" : "I/O") << " command: " << getName()
-        << "\nOpcode: " << hexText(opcode, 2);
-    for (const DwordRow& row : DWORDS) out << '\n' << row.name << ": " << hexText(this->*row.field, 8);
+    std::string text = queue == Queue::ADMIN ? "NVMe admin command: " : "NVMe I/O command: ";
+    text += getName() + "\nOpcode: " + hexText(opcode, 2);
+    for (const DwordRow& row : DWORDS) text += std::string("\n") + row.name + ": " + hexText(this->*row.field, 8);
+    writeText(out, text);
 }
 
 std::unique_ptr<xml::XmlObject> NvmeCommand::toXml() const {

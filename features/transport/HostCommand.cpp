@@ -1,5 +1,6 @@
 #include "features/transport/HostCommand.h"
 
+#include "ostrel/core/TextOutput.h"
 #include "ostrel/core/xml/XmlConstants.h"
 #include "ostrel/core/xml/XmlObject.h"
 
@@ -40,7 +41,7 @@ std::unique_ptr<Command> HostCommand::clone() const {
 }
 
 void HostCommand::toString(std::ostream& out) const {
-    out << "Host request: " << getName();
+    writeText(out, "Host request: " + getName());
 }
 
 std::unique_ptr<xml::XmlObject> HostCommand::toXml() const {
@@ -55,8 +56,9 @@ std::unique_ptr<ProtocolResult> HostResult::clone() const {
 }
 
 void HostResult::toString(std::ostream& out) const {
-    out << "Namespaces: " << namespaces.size();
-    for (const HostNamespace& part : namespaces) out << '\n' << part.nsid << ": " << part.node;
+    std::string text = "Namespaces: " + std::to_string(namespaces.size());
+    for (const HostNamespace& part : namespaces) text += "\n" + std::to_string(part.nsid) + ": " + part.node;
+    writeText(out, text);
 }
 
 std::unique_ptr<xml::XmlObject> HostResult::toXml() const {
