@@ -2,8 +2,9 @@
 
 #include <algorithm>
 #include <array>
-#include <locale>
-#include <sstream>
+#include <charconv>
+#include <cstdio>
+#include <limits>
 
 #include "ostrel/core/AddressableSize.h"
 #include "ostrel/core/Logging.h"
@@ -62,16 +63,30 @@ char upperCased(char c) {
     return c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c;
 }
 
-/// As a stream of the classic locale reads it: blanks and a sign before the number, the nearest number when it does not
-/// fit, 0 when there is none.
-template <typename Number>
-Number readFromStream(std::string_view text, std::ios_base& (*base)(std::ios_base&)) {
+constexpr char BLANKS[] = " \t\n\v\f\r";
+
+/// The magnitude that the text begins with, 0 when there is none, and whether it fits.
+template <typename Magnitude>
+bool readMagnitude(std::string_view text, int base, Magnitude& magnitude) {
     OSTREL_TRACE();
-    std::istringstream stream{std::string(text)};
-    stream.imbue(std::locale::classic());
-    Number number = 0;
-    stream >> base >> number;
-    return number;
+    return std::from_chars(text.data(), text.data() + text.size(), magnitude, base).ec !=
+           std::errc::result_out_of_range;
+}
+
+/// Blanks and a sign before the number, the nearest number when it does not fit, 0 when there is none.
+template <typename Number>
+Number readDecimal(std::string_view text) {
+    OSTREL_TRACE();
+    using Limits = std::numeric_limits<Number>;
+    text.remove_prefix(std::min(text.find_first_not_of(BLANKS), text.size()));
+    const bool isNegative = text.substr(0, 1) == "-";
+    if (isNegative || text.substr(0, 1) == "+") text.remove_prefix(1);
+    std::make_unsigned_t<Number> magnitude = 0;
+    std::make_unsigned_t<Number> limit = Limits::max();
+    if (isNegative && Limits::is_signed) ++limit;
+    const bool fits = readMagnitude(text, 10, magnitude) && magnitude <= limit;
+    if (!fits) return isNegative && Limits::is_signed ? Limits::min() : Limits::max();
+    return static_cast<Number>(isNegative ? 0 - magnitude : magnitude);
 }
 
 template <typename Number>
@@ -81,7 +96,9 @@ Number readHex(std::string_view text) {
         logMessage(LOGSEVERITY_ERROR, "ERROR!!! String is not a valid hexadecimal number");
         return static_cast<Number>(-1);
     }
-    return readFromStream<Number>(text, std::hex);
+    if (text.substr(0, 2) == "0x" || text.substr(0, 2) == "0X") text.remove_prefix(2);
+    Number number = 0;
+    return readMagnitude(text, 16, number) ? number : std::numeric_limits<Number>::max();
 }
 
 void appendHex(std::string& text, uint8_t byte) {
@@ -117,7 +134,7 @@ template <typename Number>
 Number toNumber(std::string_view text) {
     OSTREL_TRACE();
     if (!isInteger(text) && isHex(text)) return static_cast<Number>(readHex<std::make_unsigned_t<Number>>(text));
-    return readFromStream<Number>(text, std::dec);
+    return readDecimal<Number>(text);
 }
 template int32_t toNumber(std::string_view);
 template uint32_t toNumber(std::string_view);
@@ -215,11 +232,12 @@ std::string sizeToText(uint64_t bytes, bool decimal) {
     size_t unit = 0;
     // Half of the last shown decimal less, so that no size is shown as "1000.00 MB".
     for (; size >= factor - 0.005 && unit + 1 < std::size(UNITS); ++unit) size /= factor;
-    std::ostringstream text;
-    text.imbue(std::locale::classic());
-    text.precision(2);
-    text << std::fixed << size << ' ' << UNITS[unit];
-    return text.str();
+    char text[32] = {};
+    (void)std::snprintf(text, sizeof text, "%.2f", size);  // it fits: 2^64 MB are fewer than 20 digits
+    // The point is that of the program's locale.
+    const std::string_view digits = text;
+    const std::string_view whole = digits.substr(0, digits.find_first_not_of("0123456789"));
+    return std::string(whole) + '.' + std::string(digits.substr(digits.size() - 2)) + ' ' + UNITS[unit];
 }
 
 std::string toLower(std::string text) {
@@ -269,6 +287,24 @@ std::vector<std::string> split(std::string_view text, char delimiter) {
         fields.emplace_back(text.substr(start, found - start));
     fields.emplace_back(text.substr(start));
     return fields;
+}
+
+std::vector<std::string> splitWords(std::string_view text) {
+    OSTREL_TRACE();
+    std::vector<std::string> words;
+    for (size_t start; (start = text.find_first_not_of(BLANKS)) != std::string_view::npos;) {
+        text.remove_prefix(start);
+        words.emplace_back(text.substr(0, text.find_first_of(BLANKS)));
+        text.remove_prefix(words.back().size());
+    }
+    return words;
+}
+
+std::vector<std::string> splitLines(std::string_view text) {
+    OSTREL_TRACE();
+    std::vector<std::string> lines = split(text, '\n');
+    if (lines.back().empty()) lines.pop_back();
+    return lines;
 }
 
 std::string join(const std::vector<std::string>& list, std::string_view delimiter) {

@@ -69,6 +69,10 @@ bool equals(std::string_view a, std::string_view b, bool ignoreCase);
 void replaceAll(std::string& text, std::string_view from, std::string_view to);
 /// The fields between delimiters, empty ones included: always one more than there are delimiters.
 std::vector<std::string> split(std::string_view text, char delimiter);
+/// The words between blanks and line ends, none of them empty.
+std::vector<std::string> splitWords(std::string_view text);
+/// The lines without their ends; nothing after the last end is no line.
+std::vector<std::string> splitLines(std::string_view text);
 std::string join(const std::vector<std::string>& list, std::string_view delimiter);
 /// Without the bytes outside 20h to 7Eh, and without blanks at both ends.
 std::string sanitizeValue(std::string_view text);

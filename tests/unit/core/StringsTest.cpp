@@ -388,6 +388,24 @@ TEST(Strings, SplitKeepsEmptyFields) {
     EXPECT_EQ(split("a~b", ','), (Fields{"a~b"}));
 }
 
+TEST(Strings, SplitWordsTakesAllBlanksForOne) {
+    using List = std::vector<std::string>;
+    EXPECT_EQ(splitWords(""), List());
+    EXPECT_EQ(splitWords(" \t\n\v\f\r"), List());
+    EXPECT_EQ(splitWords("a"), List({"a"}));
+    EXPECT_EQ(splitWords("  one\t two\v\f\r\nthree "), List({"one", "two", "three"}));
+    EXPECT_EQ(splitWords("a,b \xA0\0c"s), List({"a,b", "\xA0\0c"s})) << "blanks are those of ASCII";
+}
+
+TEST(Strings, SplitLinesTakesTheEndOfTheTextForALineEnd) {
+    using List = std::vector<std::string>;
+    EXPECT_EQ(splitLines(""), List());
+    EXPECT_EQ(splitLines("\n"), List({""}));
+    EXPECT_EQ(splitLines("a"), List({"a"}));
+    EXPECT_EQ(splitLines("a\n"), List({"a"}));
+    EXPECT_EQ(splitLines("\na\r\n\nb"), List({"", "a\r", "", "b"}));
+}
+
 TEST(Strings, JoinPutsTheDelimiterBetween) {
     EXPECT_EQ(join({}, "~"), "");
     EXPECT_EQ(join({"a"}, "~"), "a");
