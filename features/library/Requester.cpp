@@ -3,13 +3,13 @@
 #include <unistd.h>
 
 #include <cstdlib>
-#include <fstream>
 
+#include "ostrel/core/File.h"
 #include "ostrel/core/Strings.h"
 
 namespace features::library {
 
-using ostrel::core::isInteger;
+using namespace ostrel::core;
 
 namespace {
 
@@ -17,10 +17,9 @@ namespace {
 constexpr const char* NO_LOGIN = "4294967295";
 
 std::string firstLine(const std::string& path) {
-    std::string line;
-    std::ifstream file(path);
-    std::getline(file, line);
-    return line;
+    std::string text;
+    (void)readFile(path, SymbolicLink::FOLLOW, text);  // missing is said by the empty text
+    return text.substr(0, text.find('\n'));
 }
 
 std::string sudoUid() {

@@ -4,14 +4,15 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <charconv>
 #include <cstdint>
-#include <sstream>
 #include <string>
 #include <string_view>
 #include <utility>
 
 #include "ostrel/core/File.h"
 #include "ostrel/core/ScopeTrace.h"
+#include "ostrel/core/Strings.h"
 
 namespace ostrel::core {
 namespace {
@@ -24,6 +25,14 @@ std::string readProcFile(const char* path) {
     std::string text;
     (void)readFile(path, SymbolicLink::FOLLOW, text);  // empty without /proc
     return text;
+}
+
+/// Nothing for what is no number.
+std::optional<uint64_t> readNumber(const std::string& word) {
+    OSTREL_TRACE();
+    uint64_t number = 0;
+    const bool isRead = std::from_chars(word.data(), word.data() + word.size(), number).ec == std::errc();
+    return isRead ? std::optional(number) : std::nullopt;
 }
 
 /// The namespace of the machine, which maps all users. Its number is a constant of the kernel (PROC_USER_INIT_INO). The
@@ -40,15 +49,14 @@ std::optional<uid_t> findUnmappedOwner() {
     OSTREL_TRACE();
     if (isInitialUserNamespace()) return std::nullopt;
     constexpr uid_t DEFAULT_OVERFLOW_USER = 65534;
-    std::istringstream map(readProcFile("/proc/self/uid_map"));
+    // Each line: the first user inside, the first outside, how many.
+    const std::vector<std::string> map = splitWords(readProcFile("/proc/self/uid_map"));
     uint64_t mapped = 0;
-    bool isRead = false;
-    for (uint64_t inside = 0, outside = 0, count = 0; map >> inside >> outside >> count; mapped += count) isRead = true;
-    if (!isRead || mapped >= ALL_USERS) return std::nullopt;
-    std::istringstream overflow(readProcFile("/proc/sys/kernel/overflowuid"));
-    uid_t owner = DEFAULT_OVERFLOW_USER;
-    if (!(overflow >> owner)) owner = DEFAULT_OVERFLOW_USER;
-    return owner;
+    for (size_t i = 2; i < map.size(); i += 3) mapped += readNumber(map[i]).value_or(0);
+    if (map.size() < 3 || mapped >= ALL_USERS) return std::nullopt;
+    const std::vector<std::string> overflow = splitWords(readProcFile("/proc/sys/kernel/overflowuid"));
+    const uint64_t owner = overflow.empty() ? DEFAULT_OVERFLOW_USER : readNumber(overflow[0]).value_or(ALL_USERS);
+    return owner < ALL_USERS ? static_cast<uid_t>(owner) : DEFAULT_OVERFLOW_USER;
 }
 
 }  // namespace

@@ -4,11 +4,13 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <charconv>
 #include <cstddef>
 #include <limits>
-#include <sstream>
+#include <optional>
 
 #include "ostrel/core/File.h"
+#include "ostrel/core/Strings.h"
 
 namespace features::jobs {
 
@@ -25,13 +27,20 @@ std::string readProc(const char* path) {
 /// What a process can address with what it has already: of 4 GiB half, however much memory the host has.
 constexpr uint64_t ADDRESSABLE_BYTES = std::numeric_limits<size_t>::max() / 2;
 
+/// The number that the word at this place is; nothing if it is none, or there is no such word.
+std::optional<uint64_t> numberAt(const std::vector<std::string>& words, size_t place) {
+    if (place >= words.size()) return std::nullopt;
+    const std::string& word = words[place];
+    uint64_t number = 0;
+    const bool isRead = std::from_chars(word.data(), word.data() + word.size(), number).ec == std::errc();
+    return isRead ? std::optional(number) : std::nullopt;
+}
+
 uint64_t hostBytes(const std::string& meminfo) {
-    std::istringstream lines(meminfo);
-    for (std::string line; std::getline(lines, line);) {
-        std::istringstream words(line);
-        std::string key;
-        uint64_t kibibytes = 0;
-        if (words >> key >> kibibytes && key == "MemAvailable:") return kibibytes * 1024;
+    for (const std::string& line : splitLines(meminfo)) {
+        const std::vector<std::string> words = splitWords(line);
+        const std::optional<uint64_t> kibibytes = numberAt(words, 1);
+        if (kibibytes && words[0] == "MemAvailable:") return *kibibytes * 1024;
     }
     return UNKNOWN_MEMORY_BYTES;
 }
@@ -49,9 +58,8 @@ uint64_t availableMemoryBytes(const std::string& meminfo, const std::string& sta
                               uint64_t addressSpaceLimit) {
     const uint64_t host = std::min(hostBytes(meminfo), ADDRESSABLE_BYTES);
     if (addressSpaceLimit == UINT64_MAX) return host;
-    uint64_t pages = 0;
-    const bool isKnown = static_cast<bool>(std::istringstream(statm) >> pages);
-    const uint64_t used = isKnown ? std::min(pages * pageBytes, addressSpaceLimit) : addressSpaceLimit / 2;
+    const std::optional<uint64_t> pages = numberAt(splitWords(statm), 0);
+    const uint64_t used = pages ? std::min(*pages * pageBytes, addressSpaceLimit) : addressSpaceLimit / 2;
     return std::min(host, addressSpaceLimit - used);
 }
 

@@ -2,10 +2,10 @@
 
 #include <sys/utsname.h>
 
-#include <fstream>
 #include <string>
 
 #include "features/nvme/FieldTable.h"
+#include "ostrel/core/File.h"
 #include "ostrel/core/Strings.h"
 
 namespace features::jobs {
@@ -14,8 +14,9 @@ namespace {
 
 /// The first line of a file that begins with `key`, what follows it and the separators.
 std::string lineOf(const char* path, const std::string& key) {
-    std::ifstream file(path);
-    for (std::string line; std::getline(file, line);) {
+    std::string text;
+    (void)ostrel::core::readFile(path, ostrel::core::SymbolicLink::FOLLOW, text);  // missing: no line
+    for (const std::string& line : ostrel::core::splitLines(text)) {
         if (line.compare(0, key.size(), key) != 0) continue;
         std::string value = line.substr(key.size());
         value.erase(0, value.find_first_not_of("=: \t\""));

@@ -2,10 +2,10 @@
 
 #include <algorithm>
 #include <iterator>
-#include <sstream>
 
 #include "features/simulator/store/DescriptionText.h"
 #include "features/simulator/store/DriveState.h"
+#include "ostrel/core/Strings.h"
 
 namespace features::simulator {
 
@@ -46,16 +46,14 @@ std::optional<uint32_t> parseGroup(const std::string& text) {
 
 /// "1:all inaccessible", "2:1 non-optimized"
 std::optional<AnaFault> parseFault(const std::string& text) {
-    std::istringstream in(text);
-    std::string place;
-    std::string word;
-    std::string more;
-    in >> place >> word;
+    const std::vector<std::string> words = ostrel::core::splitWords(text);
+    if (words.size() != 2) return std::nullopt;
+    const std::string& place = words[0];
     const size_t colon = place.find(':');
-    if (in >> more || colon == std::string::npos) return std::nullopt;
+    if (colon == std::string::npos) return std::nullopt;
     const auto controllerId = parseNumber<uint16_t>(place.substr(0, colon), MAX_CONTROLLERS);
     const std::optional<uint32_t> group = parseGroup(place.substr(colon + 1));
-    const std::optional<AnaState> state = parseState(word);
+    const std::optional<AnaState> state = parseState(words[1]);
     if (!controllerId || *controllerId == 0 || !group || !state) return std::nullopt;
     return AnaFault{*controllerId, *group, *state};
 }

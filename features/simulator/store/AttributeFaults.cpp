@@ -2,9 +2,9 @@
 
 #include <algorithm>
 #include <iterator>
-#include <sstream>
 
 #include "features/simulator/store/DescriptionText.h"
+#include "ostrel/core/Strings.h"
 
 namespace features::simulator {
 
@@ -23,17 +23,13 @@ constexpr PartRow PARTS[] = {
 
 /// "5 raw 100"
 std::optional<AttributeFault> parseOne(const std::string& text) {
-    std::istringstream in(text);
-    std::string id;
-    std::string name;
-    std::string number;
-    std::string more;
-    in >> id >> name >> number;
+    const std::vector<std::string> words = ostrel::core::splitWords(text);
+    if (words.size() != 3) return std::nullopt;
     const auto* row =
-        std::find_if(std::begin(PARTS), std::end(PARTS), [&](const PartRow& each) { return name == each.name; });
-    if (row == std::end(PARTS) || in >> more) return std::nullopt;
-    const auto attribute = parseNumber<uint8_t>(id);
-    const std::optional<uint64_t> value = parseUint64(number, row->max);
+        std::find_if(std::begin(PARTS), std::end(PARTS), [&](const PartRow& each) { return words[1] == each.name; });
+    if (row == std::end(PARTS)) return std::nullopt;
+    const auto attribute = parseNumber<uint8_t>(words[0]);
+    const std::optional<uint64_t> value = parseUint64(words[2], row->max);
     if (!attribute || *attribute == 0 || !value) return std::nullopt;
     return AttributeFault{*attribute, row->part, *value};
 }

@@ -1,8 +1,9 @@
 #include "features/simulator/store/DescriptionText.h"
 
 #include <algorithm>
-#include <sstream>
 #include <stdexcept>
+
+#include "ostrel/core/Strings.h"
 
 namespace features::simulator {
 
@@ -14,8 +15,7 @@ std::string trimmed(const std::string& text) {
 std::vector<std::string> listOf(const std::string& text) {
     std::vector<std::string> parts;
     if (trimmed(text).empty()) return parts;
-    std::istringstream in(text + ",");
-    for (std::string part; std::getline(in, part, ',');) parts.push_back(trimmed(part));
+    for (const std::string& part : ostrel::core::split(text, ',')) parts.push_back(trimmed(part));
     return parts;
 }
 

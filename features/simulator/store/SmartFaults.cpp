@@ -2,12 +2,12 @@
 
 #include <algorithm>
 #include <iterator>
-#include <sstream>
 
 #include "features/nvme/Bytes.h"
 #include "features/nvme/Units.h"
 #include "features/nvme/structures/SmartHealthLog.h"
 #include "features/simulator/store/DescriptionText.h"
+#include "ostrel/core/Strings.h"
 
 namespace features::simulator {
 
@@ -68,15 +68,12 @@ const FieldRow& rowAt(uint16_t offset) {
 std::optional<std::vector<SmartFault>> parseSmartFaults(const std::string& text) {
     std::vector<SmartFault> faults;
     for (const std::string& part : listOf(text)) {
-        std::istringstream in(part);
-        std::string name;
-        std::string value;
-        std::string more;
-        in >> name >> value;
-        const auto* row =
-            std::find_if(std::begin(FIELDS), std::end(FIELDS), [&](const FieldRow& each) { return name == each.name; });
-        if (row == std::end(FIELDS) || in >> more || smartFaultAt(faults, row->offset)) return std::nullopt;
-        const std::optional<uint64_t> number = parseUint64(value, row->max);
+        const std::vector<std::string> words = ostrel::core::splitWords(part);
+        if (words.size() != 2) return std::nullopt;
+        const auto* row = std::find_if(std::begin(FIELDS), std::end(FIELDS),
+                                       [&](const FieldRow& each) { return words[0] == each.name; });
+        if (row == std::end(FIELDS) || smartFaultAt(faults, row->offset)) return std::nullopt;
+        const std::optional<uint64_t> number = parseUint64(words[1], row->max);
         if (!number) return std::nullopt;
         faults.push_back({row->offset, *number});
     }

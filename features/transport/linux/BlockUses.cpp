@@ -8,11 +8,11 @@
 #include <chrono>
 #include <climits>
 #include <cstdlib>
-#include <sstream>
 
 #include "features/transport/linux/MediaContent.h"
 #include "features/transport/linux/Sysfs.h"
 #include "ostrel/core/FileDescriptor.h"
+#include "ostrel/core/Strings.h"
 
 namespace features::transport {
 
@@ -87,24 +87,21 @@ void BlockUses::readMounts() {
     const std::string path = paths_.proc + "/self/mountinfo";
     const auto table = readAll(path, errors_);
     if (!table) errors_.add(path, ENOENT);  // every kernel has it
-    std::istringstream text(table.value_or(std::string()));
-    for (std::string line; std::getline(text, line);) {
-        std::istringstream fields(line);
-        std::string id, parent, device, root, point, word, type, source;
-        fields >> id >> parent >> device >> root >> point;
-        while (fields >> word && word != "-") continue;
-        fields >> type >> source;
-        if (!fields) continue;
-        mounts_.push_back({device, blockOf(unescaped(source)), unescaped(point), type});
+    constexpr std::ptrdiff_t DEVICE = 2, POINT = 4, OPTIONAL_FIELDS = 5;
+    for (const std::string& line : ostrel::core::splitLines(table.value_or(std::string()))) {
+        const std::vector<std::string> fields = ostrel::core::splitWords(line);
+        if (fields.size() <= OPTIONAL_FIELDS) continue;
+        const auto dash = std::find(fields.begin() + OPTIONAL_FIELDS, fields.end(), "-");
+        if (fields.end() - dash < 3) continue;
+        mounts_.push_back({fields[DEVICE], blockOf(unescaped(dash[2])), unescaped(fields[POINT]), dash[1]});
     }
 }
 
 void BlockUses::readSwaps() {
     // A kernel without swap does not have the file.
-    std::istringstream text(readAll(paths_.proc + "/swaps", errors_).value_or(std::string()));
-    std::string line;
-    std::getline(text, line);  // the headings
-    while (std::getline(text, line)) {
+    const auto lines = ostrel::core::splitLines(readAll(paths_.proc + "/swaps", errors_).value_or(std::string()));
+    for (size_t i = 1; i < lines.size(); ++i) {  // after the headings
+        const std::string& line = lines[i];
         const std::string block = blockOf(unescaped(line.substr(0, line.find_first_of(" \t"))));
         if (!block.empty()) swaps_.push_back(block);
     }
