@@ -1,17 +1,14 @@
 #include "features/simulator/store/Description.h"
 
-#include <boost/property_tree/ini_parser.hpp>
-#include <boost/property_tree/ptree.hpp>
-
 #include <algorithm>
 #include <cerrno>
 #include <iterator>
 #include <limits>
-#include <sstream>
 
 #include "features/nvme/FieldTree.h"
 #include "features/simulator/store/DescriptionText.h"
 #include "features/simulator/store/FaultKinds.h"
+#include "features/simulator/store/IniText.h"
 #include "features/simulator/store/Model.h"
 #include "features/simulator/store/SizeText.h"
 #include "ostrel/core/Strings.h"
@@ -157,13 +154,13 @@ std::optional<uint32_t> parseArgument(const std::string& text, Argument argument
 
 /// "admin 0x06", "io all", "ata 0xEC", and with an argument "admin 0x80 0x10A".
 std::optional<FaultyCommand> parseCommand(const std::string& text, Argument argument) {
-    std::istringstream in(text);
-    std::string queue;
-    std::string opcodeText;
-    std::string value;
-    std::string more;
-    in >> queue >> opcodeText >> value;
-    if ((queue != "admin" && queue != "io" && queue != "ata") || in >> more) return std::nullopt;
+    std::vector<std::string> words = splitWords(text);
+    if (words.size() < 2 || words.size() > 3) return std::nullopt;
+    words.resize(3);
+    const std::string& queue = words[0];
+    const std::string& opcodeText = words[1];
+    const std::string& value = words[2];
+    if (queue != "admin" && queue != "io" && queue != "ata") return std::nullopt;
     const bool isAny = opcodeText == "all";
     const auto opcode = isAny ? std::optional<uint8_t>(0) : parseNumber<uint8_t>(opcodeText);
     const std::optional<uint32_t> number = parseArgument(value, argument);
@@ -478,8 +475,8 @@ Status checkKind(const Description& description) {
 }
 
 /// The first key that no row has.
-Status unknownKey(const boost::property_tree::ptree& tree) {
-    for (const auto& [section, keys] : tree) {
+Status unknownKey(const std::vector<IniEntry>& entries) {
+    for (const auto& [section, text, keys] : entries) {
         for (const auto& [name, value] : keys) {
             const bool isKnown =
                 std::any_of(std::begin(KEYS), std::end(KEYS),
@@ -494,36 +491,40 @@ Status unknownKey(const boost::property_tree::ptree& tree) {
 
 /// A misspelt key would go unnoticed otherwise. No key is there twice, so that their numbers show whether one is
 /// unknown.
-Status checkKeys(const boost::property_tree::ptree& tree, size_t known) {
+Status checkKeys(const std::vector<IniEntry>& entries, size_t known) {
     size_t all = 0;
-    for (const auto& [section, keys] : tree) {
-        if (keys.empty() && !keys.data().empty()) return wrong("\"" + section + "\" is outside of any section.");
-        all += keys.size();
+    for (const IniEntry& entry : entries) {
+        if (!entry.value.empty()) return wrong("\"" + entry.name + "\" is outside of any section.");
+        all += entry.keys.size();
     }
-    return all == known ? Status() : unknownKey(tree);
+    return all == known ? Status() : unknownKey(entries);
 }
 
-Result<Description> parseTree(const boost::property_tree::ptree& tree) {
+/// Null without one.
+const std::string* findValue(const std::vector<IniEntry>& entries, const KeyRow& row) {
+    const auto section = std::find_if(entries.begin(), entries.end(),
+                                      [&row](const IniEntry& entry) { return entry.name == row.section; });
+    if (section == entries.end()) return nullptr;
+    const auto key = std::find_if(section->keys.begin(), section->keys.end(),
+                                  [&row](const auto& each) { return each.first == row.key; });
+    return key == section->keys.end() ? nullptr : &key->second;
+}
+
+Result<Description> parseEntries(const std::vector<IniEntry>& entries) {
     Description description;
     size_t keysRead = 0;
-    const auto end = tree.not_found();
-    auto section = end;
-    const char* sectionName = "";
     for (const KeyRow& row : KEYS) {
-        // Once for the rows of a section, which follow each other.
-        if (row.section != sectionName) section = tree.find(row.section);
-        sectionName = row.section;
-        const auto key = section == end ? end : section->second.find(row.key);
-        if (section == end || key == section->second.not_found()) {
+        const std::string* const value = findValue(entries, row);
+        if (value == nullptr) {
             if (row.isRequired) return wrong(std::string("\"") + row.key + "\" is missing in [" + row.section + "].");
             continue;
         }
-        if (!row.read(trimmed(key->second.data()), description)) {
+        if (!row.read(trimmed(*value), description)) {
             return wrong(std::string("\"") + row.key + "\" takes " + row.takes + ".");
         }
         ++keysRead;
     }
-    RETURN_IF_FAILED(checkKeys(tree, keysRead));
+    RETURN_IF_FAILED(checkKeys(entries, keysRead));
     RETURN_IF_FAILED(checkKind(description));
     if (!description.faults.ana.empty() && !description.hasTwoControllers)
         return wrong("\"ana\" needs a drive with \"controllers\" 2 in [drive].");
@@ -554,14 +555,8 @@ void Description::setModel(ModelId id) {
 }
 
 Result<Description> Description::parse(const std::string& text) {
-    boost::property_tree::ptree tree;
-    std::istringstream in(text);
-    try {
-        boost::property_tree::read_ini(in, tree);
-    } catch (const boost::property_tree::ini_parser_error& error) {
-        return wrong("Line " + std::to_string(error.line()) + ": " + error.message() + ".");
-    }
-    return parseTree(tree);
+    TRY(const std::vector<IniEntry> entries, readIni(text));
+    return parseEntries(entries);
 }
 
 std::string Description::toText() const {

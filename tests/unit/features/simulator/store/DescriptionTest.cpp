@@ -317,6 +317,11 @@ TEST(DescriptionOfASimulatedDrive, IsRefusedWithTheReason) {
          "\"slow\" takes commands like \"admin 0x06 500\", at most 3600000."},
         {WHO + "model = ocp\n", "Line 5: duplicate key name."},
         {WHO + "nonsense\n", "Line 5: '=' character not found in line."},
+        {WHO + " = value\n", "Line 5: key expected."},
+        {WHO + "\n\t[faults\n", "Line 6: unmatched '['."},
+        {WHO + "[faults]\nana =\n[drive]\n", "Line 7: duplicate section name."},
+        {"model = velko\n" + WHO, "\"model\" is outside of any section."},
+        {"drive = velko\n" + WHO, "Line 2: duplicate section name."},
     };
     for (const auto& c : CASES) EXPECT_EQ(parsed(c.text), c.message) << c.text;
 }
