@@ -1,13 +1,11 @@
 #include "features/jobs/settings/ErrorInjectionList.h"
 
-#include <boost/property_tree/ptree.hpp>
-#include <boost/property_tree/xml_parser.hpp>
+#include <boost/property_tree/detail/rapidxml.hpp>
 
 #include <algorithm>
 #include <array>
 #include <cstring>
 #include <optional>
-#include <sstream>
 
 #include "features/errors/Result.h"
 #include "features/jobs/base/Arguments.h"
@@ -23,7 +21,8 @@
 namespace features::jobs {
 
 using namespace ostrel::core;
-using boost::property_tree::ptree;
+namespace rapidxml = boost::property_tree::detail::rapidxml;
+using Node = rapidxml::xml_node<char>;
 
 namespace {
 
@@ -84,32 +83,52 @@ Result<std::vector<ErrorInjection>> readEntries(const std::vector<EntryText>& te
 }
 
 /// False for an attribute that an entry does not have.
-bool takeAttributes(const ptree& attributes, EntryText& text) {
-    return std::all_of(attributes.begin(), attributes.end(), [&](const auto& attribute) {
-        const auto* part = std::find(std::begin(PARTS), std::end(PARTS), attribute.first);
+bool takeAttributes(const Node& element, EntryText& text) {
+    for (const auto* attribute = element.first_attribute(); attribute != nullptr;
+         attribute = attribute->next_attribute()) {
+        const std::string_view name(attribute->name(), attribute->name_size());
+        const auto* part = std::find(std::begin(PARTS), std::end(PARTS), name);
         if (part == std::end(PARTS)) return false;
-        text[static_cast<size_t>(part - std::begin(PARTS))] = attribute.second.data();
-        return true;
-    });
+        text[static_cast<size_t>(part - std::begin(PARTS))].assign(attribute->value(), attribute->value_size());
+    }
+    return true;
 }
 
-Result<EntryText> readElement(const std::string& name, const ptree& element) {
+/// Elements and text.
+bool hasContents(const Node& element) {
+    for (const Node* child = element.first_node(); child != nullptr; child = child->next_sibling()) {
+        if (child->type() == rapidxml::node_element || child->value_size() != 0) return true;
+    }
+    return false;
+}
+
+Status unknownElement(const std::string& name) {
+    return misconfigured("The file has an element <" + name + "> that is not <ErrorInjection type= repeat= reads=/>.");
+}
+
+Result<EntryText> readElement(const Node& element) {
     EntryText text;
-    const auto attributes = element.find("<xmlattr>");
-    const size_t others = element.size() - (attributes == element.not_found() ? 0 : 1);
-    const bool known = attributes == element.not_found() || takeAttributes(attributes->second, text);
-    if (name != "ErrorInjection" || !known || others != 0 || !element.data().empty())
-        return misconfigured("The file has an element <" + name +
-                             "> that is not <ErrorInjection type= repeat= reads=/>.");
+    const std::string name(element.name(), element.name_size());
+    if (name != "ErrorInjection" || !takeAttributes(element, text) || hasContents(element)) return unknownElement(name);
     return text;
 }
 
-Result<std::vector<EntryText>> readDocument(const ptree& document) {
-    if (document.size() != 1 || document.front().first != "ErrorInjections")
+std::vector<const Node*> elementsOf(const Node& parent) {
+    std::vector<const Node*> elements;
+    for (const Node* child = parent.first_node(); child != nullptr; child = child->next_sibling()) {
+        if (child->type() == rapidxml::node_element) elements.push_back(child);
+    }
+    return elements;
+}
+
+Result<std::vector<EntryText>> readDocument(const Node& document) {
+    const std::vector<const Node*> roots = elementsOf(document);
+    if (roots.size() != 1 || std::string_view(roots[0]->name(), roots[0]->name_size()) != "ErrorInjections")
         return misconfigured("The file has no element <ErrorInjections> as its root.");
+    if (roots[0]->first_attribute() != nullptr) return unknownElement("<xmlattr>");
     std::vector<EntryText> texts;
-    for (const auto& [name, element] : document.front().second) {
-        TRY(const EntryText text, readElement(name, element));
+    for (const Node* const element : elementsOf(*roots[0])) {
+        TRY(const EntryText text, readElement(*element));
         texts.push_back(text);
     }
     return texts;
@@ -133,19 +152,17 @@ Result<std::vector<ErrorInjection>> readErrorInjections(const std::string& list)
 }
 
 Result<std::vector<ErrorInjection>> readErrorInjectionFile(const std::string& path) {
-    TRY(const std::string text, readInputFile(path, MAX_FILE_BYTES));
+    TRY(std::string text, readInputFile(path, MAX_FILE_BYTES));
     // The reader recurses for each level; the list itself has three.
     if (ostrel::core::xml::nestsDeeperThan(text, MAX_LEVELS)) {
         return misconfigured("'" + path + "' nests its elements too deep.");
     }
-    ptree document;
+    rapidxml::xml_document<char> document;
     try {
-        std::istringstream stream(text);
-        namespace parser = boost::property_tree::xml_parser;
-        boost::property_tree::read_xml(stream, document, parser::no_comments | parser::trim_whitespace);
-    } catch (const boost::property_tree::xml_parser_error& error) {
-        return misconfigured("'" + path + "' is not XML: " + error.message() + " in line " +
-                             std::to_string(error.line()) + ".");
+        document.parse<rapidxml::parse_normalize_whitespace | rapidxml::parse_trim_whitespace>(text.data());
+    } catch (const rapidxml::parse_error& error) {
+        const auto line = std::count(text.data(), error.where<char>(), '\n') + 1;
+        return misconfigured("'" + path + "' is not XML: " + error.what() + " in line " + std::to_string(line) + ".");
     }
     TRY(const std::vector<EntryText> texts, readDocument(document));
     return readEntries(texts);

@@ -1,7 +1,6 @@
 #include "ostrel/core/xml/XmlReader.h"
 
 #include <boost/property_tree/detail/rapidxml.hpp>
-#include <boost/property_tree/xml_parser.hpp>
 
 #include <stdexcept>
 #include <string_view>
