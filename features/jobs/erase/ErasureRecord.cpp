@@ -1,14 +1,29 @@
 #include "features/jobs/erase/ErasureRecord.h"
 
-#define BOOST_BIND_GLOBAL_PLACEHOLDERS  // the JSON parser of Boost takes them from there
-#include <boost/property_tree/json_parser.hpp>
+#include <cstdio>
+#include <cstring>
 
 namespace features::jobs {
 
 namespace {
 
 std::string quoted(const std::string& text) {
-    return '"' + boost::property_tree::json_parser::create_escapes(text) + '"';
+    constexpr char SPECIAL[] = "\"\\/\b\f\n\r\t";
+    constexpr char LETTERS[] = "\"\\/bfnrt";
+    std::string out = "\"";
+    for (const char c : text) {
+        const char* const special = c == 0 ? nullptr : std::strchr(SPECIAL, c);
+        if (special != nullptr) {
+            out += {'\\', LETTERS[special - SPECIAL]};
+        } else if (static_cast<unsigned char>(c) < 0x20) {
+            char escape[8] = {};
+            (void)std::snprintf(escape, sizeof escape, "\\u%04X", static_cast<unsigned>(c));
+            out += escape;
+        } else {
+            out += c;
+        }
+    }
+    return out + '"';
 }
 
 std::string jsonValue(const ErasureRecord::Fact& fact) {
