@@ -1,7 +1,5 @@
 #include "ostrel/core/Attribute.h"
 
-#include <boost/multiprecision/cpp_int.hpp>
-
 #include <algorithm>
 #include <cerrno>
 #include <cmath>
@@ -14,11 +12,10 @@
 #include "ostrel/core/ScopeTrace.h"
 #include "ostrel/core/StatusCatalogue.h"
 #include "ostrel/core/Strings.h"
+#include "ostrel/core/Uint128.h"
 
 namespace ostrel::core {
 namespace {
-
-using boost::multiprecision::uint128_t;
 
 constexpr char LIST_DELIMITER[] = "~";
 
@@ -38,21 +35,17 @@ Payload terminated(std::string_view text) {
     return value;
 }
 
-template <typename Number>
-Payload littleEndian(const Number& number, unsigned widthBytes) {
+Payload littleEndian(const Uint128& number, unsigned widthBytes) {
     OSTREL_TRACE();
     Payload value = allocated(Payload(widthBytes), widthBytes);
-    for (unsigned i = 0; i < value.getSize(); ++i)
-        value.getData()[i] = static_cast<uint8_t>((number >> (8 * i)) & 0xFF);
+    for (unsigned i = 0; i < value.getSize(); ++i) value.getData()[i] = number.byteAt(i);
     return value;
 }
 
-template <typename Number>
-Number readLittleEndian(const Payload& value, unsigned maximumBytes) {
+Uint128 readLittleEndian(const Payload& value, unsigned maximumBytes) {
     OSTREL_TRACE();
-    Number number = 0;
-    for (unsigned i = std::min(value.getSize(), maximumBytes); i > 0; --i)
-        number = number << 8 | value.getData()[i - 1];
+    Uint128 number;
+    for (unsigned i = 0; i < std::min(value.getSize(), maximumBytes); ++i) number.setByte(i, value.getData()[i]);
     return number;
 }
 
@@ -74,17 +67,17 @@ std::string signedText(const Payload& value, unsigned widthBytes) {
     const unsigned bytes = std::min(value.getSize(), widthBytes);
     if (bytes == 0) return "-1";  // but "0" for the unsigned types; callers depend on both
     const unsigned unusedBits = 64 - 8 * bytes;
-    return std::to_string(static_cast<int64_t>(readLittleEndian<uint64_t>(value, bytes) << unusedBits) >> unusedBits);
+    return std::to_string(static_cast<int64_t>(readLittleEndian(value, bytes).low64() << unusedBits) >> unusedBits);
 }
 
 std::string unsignedText(const Payload& value, unsigned) {
     OSTREL_TRACE();
-    return std::to_string(readLittleEndian<uint64_t>(value, sizeof(uint64_t)));
+    return std::to_string(readLittleEndian(value, sizeof(uint64_t)).low64());
 }
 
 std::string bigNumberText(const Payload& value, unsigned) {
     OSTREL_TRACE();
-    return readLittleEndian<uint128_t>(value, 16).str();
+    return readLittleEndian(value, 16).text();
 }
 
 bool isOne(const Payload& value) {
@@ -132,19 +125,18 @@ bool hasOnlyHexDigits(std::string_view text) {
 }
 
 /// The decimal or hexadecimal number, if it has no more than `bits` bits.
-std::optional<uint128_t> parseNumber(std::string_view text, unsigned bits) {
+std::optional<Uint128> parseNumber(std::string_view text, unsigned bits) {
     OSTREL_TRACE();
     const unsigned base = isInteger(text) ? 10 : 16;
     if (base == 16) text = withoutHexPrefix(text);
     if (!hasOnlyHexDigits(text)) return std::nullopt;
 
-    const uint128_t maximum = ~uint128_t(0) >> (128 - bits);
-    uint128_t number = 0;
+    Uint128 number;
     for (const char digit : text) {
-        const int value = digit <= '9' ? digit - '0' : (digit | 0x20) - 'a' + 10;
-        if (number > (maximum - value) / base) return std::nullopt;
-        number = number * base + value;
+        const auto value = static_cast<uint32_t>(digit <= '9' ? digit - '0' : (digit | 0x20) - 'a' + 10);
+        if (!number.multiplyAdd(base, value)) return std::nullopt;
     }
+    if (number.hasBitsFrom(bits)) return std::nullopt;
     return number;
 }
 
@@ -190,17 +182,17 @@ OptionalPayload parseDouble(std::string_view text, unsigned widthBytes) {
     if (!number) {
         const auto hex = parseNumber(text, 64);
         if (!hex) return std::nullopt;
-        number = hex->convert_to<double>();
+        number = static_cast<double>(hex->low64());
     }
     uint64_t bits = 0;
     std::memcpy(&bits, &*number, sizeof bits);
-    return littleEndian(bits, widthBytes);
+    return littleEndian(Uint128(bits), widthBytes);
 }
 
 OptionalPayload parseBoolean(std::string_view text, unsigned widthBytes) {
     OSTREL_TRACE();
     if (!isBoolean(text)) return std::nullopt;
-    return littleEndian(static_cast<unsigned>(text == "1" || toBoolean(text)), widthBytes);
+    return littleEndian(Uint128(text == "1" || toBoolean(text) ? 1 : 0), widthBytes);
 }
 
 OptionalPayload parseHexPairs(std::string_view text, unsigned) {
@@ -269,7 +261,7 @@ Attribute::Attribute(std::string name, std::string displayName, std::string type
 
 void Attribute::setNumber(uint64_t number, unsigned widthBytes) {
     OSTREL_TRACE();
-    value_ = littleEndian(number, widthBytes);
+    value_ = littleEndian(Uint128(number), widthBytes);
 }
 
 void Attribute::setValue(const std::string& value) {
@@ -312,7 +304,7 @@ bool Attribute::isTrue() const {
 
 uint64_t Attribute::getNumber() const {
     OSTREL_TRACE();
-    return readLittleEndian<uint64_t>(value_, sizeof(uint64_t));
+    return readLittleEndian(value_, sizeof(uint64_t)).low64();
 }
 
 Status Attribute::fromText(const std::string& text) {

@@ -1,7 +1,6 @@
 #include "features/jobs/health/EnduranceAnalyzerJob.h"
 
-#include <boost/multiprecision/cpp_int.hpp>
-
+#include <algorithm>
 #include <chrono>
 #include <optional>
 
@@ -14,6 +13,7 @@
 #include "features/nvme/structures/SmartHealthLog.h"
 #include "ostrel/core/AttributeVocabulary.h"
 #include "ostrel/core/StatusCatalogue.h"
+#include "ostrel/core/Uint128.h"
 #include "ostrel/interfaces/ostreli/interface/JobNames.h"
 
 namespace features::jobs {
@@ -24,8 +24,8 @@ namespace {
 
 constexpr int64_t SECONDS_PER_MINUTE = 60;
 constexpr int64_t MIN_SECONDS = 60 * SECONDS_PER_MINUTE;
-constexpr int64_t SECONDS_PER_YEAR = 31557600;  // 365.25 days
-constexpr unsigned WHOLE_LIFE = 100;            // per cent
+constexpr uint32_t SECONDS_PER_YEAR = 31557600;  // 365.25 days
+constexpr unsigned WHOLE_LIFE = 100;             // per cent
 
 constexpr std::size_t OFFSET_PERCENTAGE_USED = offsetof(nvme::SmartHealthLog, percentageUsed);
 constexpr std::size_t OFFSET_DATA_UNITS_WRITTEN = offsetof(nvme::SmartHealthLog, dataUnitsWritten);
@@ -53,18 +53,28 @@ int64_t systemSeconds() {
 
 /// "12.34", at the pace of `wear` per cent in `seconds`.
 std::string yearsLeft(unsigned percentageUsed, unsigned wear, int64_t seconds) {
-    const int64_t left = percentageUsed < WHOLE_LIFE ? WHOLE_LIFE - percentageUsed : 0;
-    const boost::multiprecision::int128_t hundredths =
-        boost::multiprecision::int128_t(seconds) * left * 100 / (SECONDS_PER_YEAR * int64_t{wear});
-    return nvme::decimalFraction(static_cast<uint64_t>(hundredths), 2);
+    Uint128 hundredths(static_cast<uint64_t>(seconds));
+    (void)hundredths.multiplyAdd(percentageUsed < WHOLE_LIFE ? WHOLE_LIFE - percentageUsed : 0, 0);  // it fits
+    (void)hundredths.multiplyAdd(100, 0);
+    (void)hundredths.divide(SECONDS_PER_YEAR);
+    (void)hundredths.divide(wear);
+    return nvme::decimalFraction(hundredths.low64(), 2);
 }
 
-/// The difference of two counters of 128 bits, of which the earlier may not be known.
+/// The difference of two counters in decimal digits without leading zeros, of which the earlier may not be known.
 std::string difference(const std::string& later, const std::string& earlier) {
-    if (earlier.empty()) return "not reported";
-    const boost::multiprecision::cpp_int now(later);
-    const boost::multiprecision::cpp_int then(earlier);
-    return now < then ? "not reported" : boost::multiprecision::cpp_int(now - then).str();
+    if (earlier.empty() || later.size() < earlier.size() || (later.size() == earlier.size() && later < earlier))
+        return "not reported";
+    std::string digits = later;
+    const std::string subtracted = std::string(later.size() - earlier.size(), '0') + earlier;
+    int borrowed = 0;
+    for (size_t i = digits.size(); i-- > 0;) {
+        const int digit = digits[i] - subtracted[i] - borrowed;
+        borrowed = digit < 0 ? 1 : 0;
+        digits[i] = static_cast<char>('0' + digit + 10 * borrowed);
+    }
+    digits.erase(0, std::min(digits.find_first_not_of('0'), digits.size() - 1));
+    return digits;
 }
 
 void add(AttributeList& list, Attribute attribute, const std::string& unit) {
@@ -132,9 +142,10 @@ Result<EnduranceBaseline> EnduranceAnalyzerJob::measure(ata::Drive& drive) const
     now.timeSeconds = clock_();
     now.percentageUsed = *used;
     if (!written) return now;
-    const boost::multiprecision::cpp_int bytes =
-        boost::multiprecision::cpp_int(*written) * identity->logicalSectorBytes();
-    now.dataUnitsWritten = boost::multiprecision::cpp_int(bytes / BYTES_PER_DATA_UNIT).str();
+    Uint128 units(static_cast<uint64_t>(*written));
+    (void)units.multiplyAdd(identity->logicalSectorBytes(), 0);  // it fits
+    (void)units.divide(BYTES_PER_DATA_UNIT);
+    now.dataUnitsWritten = units.text();
     return now;
 }
 
