@@ -1,30 +1,20 @@
 #include "ostrel/core/File.h"
 
-#include <boost/property_tree/json_parser.hpp>
-#include <boost/property_tree/ptree.hpp>
-#include <boost/property_tree/xml_parser.hpp>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
-#include <sstream>
-#include <stdexcept>
 #include <utility>
 
 #include "ostrel/core/AddressableSize.h"
 #include "ostrel/core/FileDescriptor.h"
-#include "ostrel/core/Logging.h"
 #include "ostrel/core/PathStatus.h"
 #include "ostrel/core/ReplacementFile.h"
 #include "ostrel/core/ScopeTrace.h"
-#include "ostrel/core/xml/XmlNesting.h"
-#include "ostrel/core/xml/XmlReader.h"
 
 namespace ostrel::core {
 namespace {
-
-using boost::property_tree::ptree;
 
 /// Appends up to the end of the file; 0 or errno.
 int readAll(int file, std::string& text) {
@@ -55,24 +45,6 @@ int replaceFile(const std::string& path, std::string_view text) {
     int error = replacement.open(path);
     if (error == 0) error = replacement.write(text);
     return error != 0 ? error : replacement.publish();
-}
-
-/// `parse` turns the text into the tree.
-template <typename Parse>
-std::unique_ptr<ptree> readTree(const std::string& path, Parse parse) {
-    OSTREL_TRACE();
-    try {
-        std::string text;
-        const Status status = readFile(path, SymbolicLink::FOLLOW, text);
-        if (failed(status)) throw std::runtime_error(status.getMessage());
-        auto tree = std::make_unique<ptree>();
-        parse(text, *tree);
-        return tree;
-    } catch (const std::exception& exception) {
-        // Said of JSON too; readers of the log know it so.
-        logMessage(LOGSEVERITY_ERROR, "Error parsing xml: ", exception.what());
-    }
-    return nullptr;
 }
 
 }  // namespace
@@ -116,24 +88,6 @@ Status writeFileAtomically(const std::string& path, std::string_view text) {
     OSTREL_TRACE();
     const int error = replaceFile(path, text);
     return error == 0 ? Status() : pathStatus("write", path, error);
-}
-
-std::unique_ptr<ptree> readXml(const std::string& path) {
-    OSTREL_TRACE();
-    return readTree(path, [](const std::string& text, ptree& tree) {
-        // As for messages: Boost's reader recurses for each level.
-        if (xml::nestsDeeperThan(text, xml::MAX_NESTING)) throw std::runtime_error("XML elements are nested too deep");
-        std::istringstream stream(text);
-        boost::property_tree::read_xml(stream, tree);
-    });
-}
-
-std::unique_ptr<ptree> readJson(const std::string& path) {
-    OSTREL_TRACE();
-    return readTree(path, [](const std::string& text, ptree& tree) {
-        std::istringstream stream(text);
-        boost::property_tree::read_json(stream, tree);
-    });
 }
 
 }  // namespace ostrel::core
