@@ -4,10 +4,13 @@
 
 #include "ostrel/core/AsyncEngine.h"
 #include "ostrel/core/Connection.h"
+#include "ostrel/core/EngineOperations.h"
 #include "ostrel/core/ScopeTrace.h"
 #include "ostrel/core/StatusCatalogue.h"
 
 namespace ostrel::core {
+
+std::atomic<const EngineOperations*> engineOperations{nullptr};
 
 CommandPath::CommandPath(std::string name, std::uint64_t timeoutNanoseconds)
     : name_(std::move(name)), timeout_(timeoutNanoseconds) {
@@ -55,7 +58,8 @@ CommandPath& CommandPath::operator=(const CommandPath& other) {
     name_ = other.name_;
     timeout_ = other.timeout_;
     connection_ = other.connection_;
-    if (asyncEngine_ != nullptr && other.asyncEngine_ != nullptr) *asyncEngine_ = *other.asyncEngine_;
+    if (asyncEngine_ != nullptr && other.asyncEngine_ != nullptr)
+        engineOperations.load()->assign(*asyncEngine_, *other.asyncEngine_);
     return *this;
 }
 
@@ -65,15 +69,9 @@ std::uint64_t CommandPath::getTimeoutSeconds() const {
     return timeout_ % NANOSECONDS_PER_SECOND == 0 ? wholeSeconds : wholeSeconds + 1;
 }
 
-void CommandPath::setAsyncEngine(std::unique_ptr<AsyncEngine> engine) {
-    OSTREL_TRACE();
-    stopEngine();
-    asyncEngine_ = std::move(engine);
-}
-
 void CommandPath::stopEngine() {
     OSTREL_TRACE();
-    if (asyncEngine_ != nullptr) asyncEngine_->stop();
+    if (asyncEngine_ != nullptr) engineOperations.load()->stop(*asyncEngine_);
     asyncEngine_ = nullptr;
 }
 
