@@ -11,6 +11,12 @@
 #include <boost/log/trivial.hpp>
 #include <boost/smart_ptr/make_shared.hpp>
 
+#include <algorithm>
+#include <ostream>
+#include <streambuf>
+#include <utility>
+#include <vector>
+
 namespace ostrel::core::logcore {
 
 namespace expressions = boost::log::expressions;
@@ -22,10 +28,46 @@ using Backend = boost::log::sinks::text_ostream_backend;
 using Sink = boost::log::sinks::synchronous_sink<Backend>;
 using Logger = boost::log::sources::severity_logger_mt<trivial::severity_level>;
 
+/// Collects what Boost.Log writes of one line, until the flush that follows each.
+class TargetStream : public std::ostream {
+public:
+    explicit TargetStream(const std::shared_ptr<LogTarget>& target) : std::ostream(nullptr), buffer_(target) {
+        rdbuf(&buffer_);
+    }
+
+    const std::shared_ptr<LogTarget>& target() const { return buffer_.target; }
+
+private:
+    struct Buffer : std::streambuf {
+        explicit Buffer(std::shared_ptr<LogTarget> lineTarget) : target(std::move(lineTarget)) {}
+
+        int_type overflow(int_type character) override {
+            if (!traits_type::eq_int_type(character, traits_type::eof()))
+                pending.push_back(traits_type::to_char_type(character));
+            return traits_type::not_eof(character);
+        }
+        std::streamsize xsputn(const char* text, std::streamsize length) override {
+            pending.append(text, static_cast<size_t>(length));
+            return length;
+        }
+        int sync() override {
+            const std::string line = std::exchange(pending, {});
+            target->write(line);
+            return 0;
+        }
+
+        std::shared_ptr<LogTarget> target;
+        std::string pending;
+    };
+
+    Buffer buffer_;
+};
+
 struct CoreState {
     uint32_t threshold = 0;
     void (*atEnd)() = nullptr;
     boost::shared_ptr<Sink> sink;
+    std::vector<boost::shared_ptr<TargetStream>> streams;
 };
 
 CoreState& state() {
@@ -82,18 +124,21 @@ Sink& sink() {
     return *made;
 }
 
-boost::shared_ptr<std::ostream> toBoost(const std::shared_ptr<std::ostream>& stream) {
-    return {stream.get(), [owner = stream](std::ostream*) {}};
-}
-
 }  // namespace
 
-void addStream(const std::shared_ptr<std::ostream>& stream) {
-    sink().locked_backend()->add_stream(toBoost(stream));
+void addTarget(const std::shared_ptr<LogTarget>& target) {
+    const auto stream = boost::make_shared<TargetStream>(target);
+    state().streams.push_back(stream);
+    sink().locked_backend()->add_stream(stream);
 }
 
-void removeStream(const std::shared_ptr<std::ostream>& stream) {
-    sink().locked_backend()->remove_stream(toBoost(stream));
+void removeTarget(const std::shared_ptr<LogTarget>& target) {
+    auto& streams = state().streams;
+    const auto found = std::find_if(streams.begin(), streams.end(),
+                                    [&target](const auto& stream) { return stream->target() == target; });
+    if (found == streams.end()) return;
+    sink().locked_backend()->remove_stream(*found);
+    streams.erase(found);
 }
 
 void setThreshold(uint32_t level) {

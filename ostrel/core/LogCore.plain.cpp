@@ -17,8 +17,8 @@ struct Core {
         if (atEnd != nullptr) atEnd();
     }
 
-    std::mutex mutex;  // of the streams and what is written to them
-    std::vector<std::shared_ptr<std::ostream>> streams;
+    std::mutex mutex;  // of the targets and what is written to them
+    std::vector<std::shared_ptr<LogTarget>> targets;
     std::atomic<uint32_t> threshold{0};
     std::atomic<bool> enabled{false};
     void (*atEnd)() = nullptr;
@@ -43,15 +43,15 @@ std::string timeStamp() {
 
 }  // namespace
 
-void addStream(const std::shared_ptr<std::ostream>& stream) {
+void addTarget(const std::shared_ptr<LogTarget>& target) {
     const std::lock_guard<std::mutex> lock(core().mutex);
-    core().streams.push_back(stream);
+    core().targets.push_back(target);
 }
 
-void removeStream(const std::shared_ptr<std::ostream>& stream) {
+void removeTarget(const std::shared_ptr<LogTarget>& target) {
     const std::lock_guard<std::mutex> lock(core().mutex);
-    auto& streams = core().streams;
-    streams.erase(std::remove(streams.begin(), streams.end(), stream), streams.end());
+    auto& targets = core().targets;
+    targets.erase(std::remove(targets.begin(), targets.end(), target), targets.end());
 }
 
 void setThreshold(uint32_t level) {
@@ -72,7 +72,7 @@ void write(uint32_t severity, const std::string& line) {
     const std::lock_guard<std::mutex> lock(core().mutex);
     std::string text = timeStamp() + " [" + SEVERITIES[severity] + "] " + line;
     if (text.back() != '\n') text += '\n';
-    for (const auto& stream : core().streams) *stream << text << std::flush;
+    for (const auto& target : core().targets) target->write(text);
 }
 
 }  // namespace ostrel::core::logcore

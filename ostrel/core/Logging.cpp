@@ -1,13 +1,13 @@
 #include "ostrel/core/Logging.h"
 
-#include <iostream>
-
 #include "ostrel/core/LogCore.h"
-#include "ostrel/core/LogFileStream.h"
+#include "ostrel/core/LogFile.h"
+#include "ostrel/core/LogStreams.h"
 
 namespace ostrel::core {
 
 std::atomic<bool> loggingEnabled{false};
+void (*resetLogStreams)() = nullptr;
 
 namespace {
 
@@ -15,12 +15,8 @@ struct LogState {
     std::string logFileName = "ostrel.log";
     std::string truncatedFileName;
     bool logAppend = true;
-    std::shared_ptr<LogFileStream> logFile;
+    std::shared_ptr<LogFile> logFile;
     bool fileLogging = false;
-    std::shared_ptr<std::ostream> stdStream{std::shared_ptr<void>(), &std::clog};  // not owned
-    bool stdStreamAttached = false;
-    std::shared_ptr<std::ostringstream> memoryStream = std::make_shared<std::ostringstream>();
-    bool memoryStreamAttached = false;
     uint32_t logLevel = LOGSEVERITY_TRACE;
 };
 
@@ -34,9 +30,7 @@ LogState& state() {
 void initLogging() {
     disableLogging();
     closeLogFile();
-    detachStdStream();
-    detachMemoryStream();
-    clearMemoryStream();
+    if (resetLogStreams != nullptr) resetLogStreams();
     setLogLevel(LOGSEVERITY_TRACE);
     state().truncatedFileName.clear();
 }
@@ -54,22 +48,22 @@ void openLogFile() {
     closeLogFile();
     const bool isTruncated = state().truncatedFileName == state().logFileName;
     state().truncatedFileName.clear();
-    const auto file = std::make_shared<LogFileStream>(state().logFileName, state().logAppend || isTruncated);
+    const auto file = std::make_shared<LogFile>(state().logFileName, state().logAppend || isTruncated);
     if (!file->isOpen()) return;
-    logcore::addStream(file);
+    logcore::addTarget(file);
     state().logFile = file;
     state().fileLogging = true;
 }
 
 void closeLogFile() {
     if (!state().fileLogging) return;
-    logcore::removeStream(state().logFile);
+    logcore::removeTarget(state().logFile);
     state().logFile.reset();
     state().fileLogging = false;
 }
 
 void truncateLogFile(const std::string& name) {
-    if (LogFileStream(name, false).isOpen()) state().truncatedFileName = name;
+    if (LogFile(name, false).isOpen()) state().truncatedFileName = name;
 }
 
 void enableLogging() {
@@ -82,37 +76,6 @@ void disableLogging() {
     logcore::disable();
 }
 
-void attachStdStream() {
-    if (state().stdStreamAttached) return;
-    logcore::addStream(state().stdStream);
-    state().stdStreamAttached = true;
-}
-
-void detachStdStream() {
-    if (!state().stdStreamAttached) return;
-    logcore::removeStream(state().stdStream);
-    state().stdStreamAttached = false;
-}
-
-void attachMemoryStream() {
-    if (state().memoryStreamAttached) return;
-    logcore::addStream(state().memoryStream);
-    state().memoryStreamAttached = true;
-}
-
-void detachMemoryStream() {
-    if (!state().memoryStreamAttached) return;
-    logcore::removeStream(state().memoryStream);
-    state().memoryStreamAttached = false;
-}
-
-void clearMemoryStream() {
-    state().memoryStream->str(std::string());
-}
-std::shared_ptr<std::ostringstream> getMemoryStream() {
-    return state().memoryStream;
-}
-
 void setLogLevel(uint32_t level) {
     state().logLevel = level;
     logcore::setThreshold(level);
@@ -123,12 +86,6 @@ uint32_t getLogLevel() {
 }
 bool isFileLogging() {
     return state().fileLogging;
-}
-bool isStdStreamAttached() {
-    return state().stdStreamAttached;
-}
-bool isMemoryStreamAttached() {
-    return state().memoryStreamAttached;
 }
 
 std::string_view baseFileName(std::string_view path) {

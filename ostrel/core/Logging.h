@@ -4,8 +4,8 @@
 #include <charconv>
 #include <cstdint>
 #include <initializer_list>
+#include <iosfwd>
 #include <memory>
-#include <sstream>
 #include <string>
 #include <string_view>
 #include <type_traits>

@@ -1,4 +1,4 @@
-#include "ostrel/core/LogFileStream.h"
+#include "ostrel/core/LogFile.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -28,27 +28,11 @@ FileDescriptor openRegularFile(const std::string& name, bool append) {
 
 }  // namespace
 
-LogFileStream::LogFileStream(const std::string& name, bool append) : std::ostream(nullptr) {
-    buffer_.file_ = openRegularFile(name, append);
-    rdbuf(&buffer_);
-}
+LogFile::LogFile(const std::string& name, bool append) : file_(openRegularFile(name, append)) {}
 
-LogFileStream::Buffer::int_type LogFileStream::Buffer::overflow(int_type character) {
-    if (!traits_type::eq_int_type(character, traits_type::eof()))
-        pending_.push_back(traits_type::to_char_type(character));
-    return traits_type::not_eof(character);
-}
-
-std::streamsize LogFileStream::Buffer::xsputn(const char* text, std::streamsize length) {
-    pending_.append(text, static_cast<size_t>(length));
-    return length;
-}
-
-int LogFileStream::Buffer::sync() {
+void LogFile::write(std::string_view line) {
     // The kernel takes a line whole unless the disk fills up or it is above 2 GiB. What it does not take is dropped.
-    (void)writeFully(file_.get(), pending_);
-    pending_.clear();
-    return 0;
+    (void)writeFully(file_.get(), line);
 }
 
 }  // namespace ostrel::core
