@@ -17,6 +17,7 @@ TRACES = {
 
 EACH_BYTE = "runs for each byte of a text or buffer"
 EACH_LINE = "writes the line of a trace"
+OF_CALLER = "begins with the trace of its caller"
 SIGNALS = "runs in the handler or the thread of signals, whose lines would come between those of the command"
 ERROR_OF_CALL = "reads the error of the call before it, which writing the log would replace"
 
@@ -25,8 +26,8 @@ WITHOUT = (
     ("ostrel/core/LogCore.boost.cpp", (), EACH_LINE),
     ("ostrel/core/LogCore.plain.cpp", (), EACH_LINE),
     ("ostrel/core/Logging.cpp", (), EACH_LINE),
-    ("ostrel/core/LogFile.cpp", (), EACH_LINE),
     ("ostrel/core/Logging.streams.cpp", (), EACH_LINE),
+    ("ostrel/core/LogFile.cpp", (), EACH_LINE),
     ("ostrel/core/ScopeTrace.cpp", (), EACH_LINE),
     ("ostrel/core/FileDescriptor.linux.cpp", ("writeFully",), EACH_LINE),
     ("ostrel/interfaces/cli/cliframework/Logger.cpp", (), EACH_LINE),
@@ -35,6 +36,7 @@ WITHOUT = (
     ("ostrel/core/SignalWatch.linux.cpp", ("endSignal", "endProcess", "nameOf", "SignalWatch::wait"), SIGNALS),
     ("ostrel/core/ReplacementFile.linux.cpp", ("resultOf",), ERROR_OF_CALL),
     ("ostrel/connections/linux/connection_dll_linux/Connection_DLL_Linux.cpp", ("dlErrorText",), ERROR_OF_CALL),
+    ("ostrel/core/StatusCatalogue.cpp", ("makeTraced",), OF_CALLER),
     ("ostrel/core/Payload.cpp", ("Payload::getData", "Payload::getSize", "Payload::at"), EACH_BYTE),
     ("ostrel/core/Strings.cpp", ("nibble", "isDecimalDigit", "lowerCased", "upperCased", "appendHex"), EACH_BYTE),
     ("ostrel/core/xml/XmlEscape.cpp", ("growthOf", "replacementOf"), EACH_BYTE),
