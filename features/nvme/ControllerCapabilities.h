@@ -82,6 +82,8 @@ struct ControllerCapabilities {
     bool followsNvme20() const { return version >= 0x00020000; }
     bool supportsUuidList() const { return (ctratt & 0x200) != 0; }
     bool supportsNamespaceNotices() const { return (oaes & 0x100) != 0; }
+    /// Notices of changes of log page 0Fh.
+    bool supportsEnduranceGroupNotices() const { return (oaes & 0x4000) != 0; }
     bool supportsZoneNotices() const { return (oaes & 0x8000000) != 0; }
     /// Two ports or more.
     bool hasSeveralPorts() const { return (cmic & 0x01) != 0; }

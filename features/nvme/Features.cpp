@@ -429,7 +429,7 @@ constexpr FeatureRow FEATURES[] = {
     {FID_SANITIZE_CONFIG,              "Sanitize Config",            0, false, SANITIZE_CONFIG,            nullptr,
      &Controller::supportsSanitize, true},
     {FID_ENDURANCE_GROUP_EVENT,        "Endurance Group Event Configuration", 0, false, ENDURANCE_GROUP_EVENT, nullptr,
-     &Controller::supportsEnduranceGroups},
+     &Controller::supportsEnduranceGroupNotices},
     {FID_COMMAND_SET_PROFILE,          "I/O Command Set Profile",    0, false, COMMAND_SET_PROFILE,        nullptr},
     {FID_SPINUP_CONTROL,               "Spinup Control",             0, false, SPINUP_CONTROL,             nullptr},
     {FID_POWER_LOSS_SIGNALING,         "Power Loss Signaling Config", 0, false, POWER_LOSS_SIGNALING,      nullptr},

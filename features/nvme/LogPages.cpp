@@ -133,7 +133,7 @@ constexpr LogPageRow LOG_PAGES[] = {
     {LID_LBA_STATUS, "LBA Status Information", "lba-status",
      &Controller::supportsLbaStatus, sizeof(LbaStatusLogHeader), lbaStatusLength, decodeLbaStatus},
     {LID_ENDURANCE_GROUP_AGGREGATE, "Endurance Group Event Aggregate", "endurance-events",
-     &Controller::supportsEnduranceGroups, sizeof(AggregateLogHeader), aggregateLength, decodeEnduranceGroupAggregate},
+     &Controller::supportsEnduranceGroupNotices, sizeof(AggregateLogHeader), aggregateLength, decodeEnduranceGroupAggregate},
     {LID_MEDIA_UNIT_STATUS, "Media Unit Status", "media-units",
      &Controller::supportsListedLog, sizeof(MediaUnitStatusLogHeader), mediaUnitStatusLength, decodeMediaUnitStatus},
     {LID_CAPACITY_CONFIGURATIONS, "Supported Capacity Configuration List", "capacity-configurations",

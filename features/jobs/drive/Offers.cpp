@@ -58,6 +58,9 @@ Result<bool> isFeatureOffered(nvme::Drive& drive, const nvme::FeatureRow& featur
         TRY(const std::optional<bool> isSupported, readFeatureLog(drive, feature.fid));
         return isSupported.value_or(isUnknownOffered);
     }
+    // It says which events come into a log page, and is there with it.
+    if (feature.fid == nvme::FID_ENDURANCE_GROUP_EVENT)
+        return isLogOffered(drive, *nvme::findLogPage(nvme::LID_ENDURANCE_GROUP_AGGREGATE));
     if (feature.isSupported != nullptr) return readCapability(drive, feature.isSupported);
     return true;
 }

@@ -66,6 +66,7 @@ constexpr struct {
     {&ControllerCapabilities::supportsPredictableLatency, "predictable latency", 96, 5},
     {&ControllerCapabilities::supportsUuidList, "UUID list", 97, 1},
     {&ControllerCapabilities::supportsNamespaceNotices, "namespace notices", 93, 0},
+    {&ControllerCapabilities::supportsEnduranceGroupNotices, "endurance group notices", 93, 6},
     {&ControllerCapabilities::supportsAutonomousPowerStates, "autonomous power states", 265, 0},
     {&ControllerCapabilities::supportsThermalManagement, "thermal management", 322, 0},
     {&ControllerCapabilities::supportsVolatileWriteCache, "volatile write cache", 525, 0},

@@ -41,7 +41,7 @@ constexpr struct {
     {0x0C, "Asymmetric Namespace Access", "ana", 16, 76, 0x08},
     {0x0D, "Persistent Event Log", "events", 512, 261, 0x10},
     {0x0E, "LBA Status Information", "lba-status", 16, 257, 0x02},
-    {0x0F, "Endurance Group Event Aggregate", "endurance-events", 8, 96, 0x10},
+    {0x0F, "Endurance Group Event Aggregate", "endurance-events", 8, 93, 0x40},
     {0x10, "Media Unit Status", "media-units", 16, LISTED, 0},
     {0x11, "Supported Capacity Configuration List", "capacity-configurations", 512, LISTED, 0},
     {0x12, "Feature Identifiers Supported and Effects", "features", 1024, LISTED, 0},

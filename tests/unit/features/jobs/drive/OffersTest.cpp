@@ -79,7 +79,7 @@ constexpr struct {
 } FEATURES[] = {
     {0x06, 525, 0x01}, {0x0C, 265, 0x01}, {0x0D, 272, 0x01}, {0x0E, 520, 0x40}, {0x0F, 320, 0x01}, {0x10, 322, 0x01},
     {0x11, 96, 0x02},  {0x12, 96, 0x08},  {0x13, 96, 0x20},  {0x14, 96, 0x20},  {0x15, 257, 0x02}, {0x17, 328, 0x01},
-    {0x18, 96, 0x10},  {0x82, 520, 0x20}, {0x83, 520, 0x20}, {0x84, 531, 0x01},
+    {0x18, 93, 0x40},  {0x82, 520, 0x20}, {0x83, 520, 0x20}, {0x84, 531, 0x01},
 };
 
 std::string check(FakeDrive& fake, uint8_t fid) {
@@ -100,6 +100,18 @@ TEST(Offers, IdentifyAnnouncesFeatures) {
         with.expect(identify(0x01).answers(DriveBytes(nothing).byte(c.offset, static_cast<uint8_t>(c.bits))));
         EXPECT_EQ(check(with, c.fid), Status().getMessage());
     }
+}
+
+TEST(Offers, AFeatureIsThereWithTheLogPageThatItConfigures) {
+    FakeDrive with, without;
+    with.expect(withList()).expect(logList(0x0F));
+    EXPECT_EQ(check(with, 0x18), Status().getMessage());
+    // Endurance groups alone, and their page 09h, say nothing of events.
+    without.expect(identify(0x01).answers(identifyController().byte(96, 0x10).byte(93, 0x40).byte(261, 0x24)))
+        .expect(logList(0x09));
+    EXPECT_EQ(check(without, 0x18),
+              "The selected drive does not support this feature. Drive S1 (/dev/nvme0) does not offer feature 0x18 "
+              "(Endurance Group Event Configuration).");
 }
 
 TEST(Offers, NothingIsAskedAboutAFeatureThatAllControllersHave) {

@@ -494,7 +494,7 @@ TEST(NvmeLogJob, TheListHasAllThatTheBitsReportAndTheOcpPage) {
     FakeDrive drive;
     const DriveBytes identifyAll = identifyController()
                                        .byte(76, 0x08)     // ANA
-                                       .le32(92, 0x100)    // namespace notices
+                                       .le32(92, 0x4100)   // notices of namespaces and endurance groups
                                        .le32(96, 0x230)    // endurance groups, predictable latency, UUID List
                                        .le16(256, 0x0210)  // self-test, LBA status
                                        .byte(261, 0x1E)    // effects, telemetry, persistent event log
