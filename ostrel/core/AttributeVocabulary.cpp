@@ -14,9 +14,9 @@ Attribute make(const char* key, const char* type, const char* displayName) {
 
 }  // namespace
 
-// As many arguments as there are registers for, and no array that a stack protector would guard.
+// As many arguments as there are registers for.
 #define DEFINE_ATTRIBUTE(function, key, type, displayName)               \
-    [[gnu::no_stack_protector]] Attribute function() {                   \
+    Attribute function() {                                               \
         return makeTraced(__func__, __LINE__, key, type(), displayName); \
     }
 

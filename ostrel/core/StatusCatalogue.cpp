@@ -24,7 +24,7 @@ Status makeTraced(const char* function, unsigned line, uint32_t category, uint32
 }  // namespace
 
 #define STATUS(name, category, code, text)                           \
-    [[gnu::no_stack_protector]] Status name() {                      \
+    Status name() {                                                  \
         return makeTraced(__func__, __LINE__, category, code, text); \
     }
 #include "ostrel/core/StatusCatalogue.def"
