@@ -331,12 +331,15 @@ class DriveData(DriveDataTestCase):
         """By the attributes of the controller: the drive has none in QEMU 7.2, and one in QEMU 10."""
         return bool(self.theirs(f"nvme id-ctrl {self.first}")["ctratt"] & 0x10)
 
+    def check_not_offered(self, lid, name):
+        self.check("show", "-velkossd", self.first, "-nvmelog", lid, status=3, stdout=title_and(
+            "NVMe Log", "S1", self.first, f"The selected drive does not support this feature. Drive S1 "
+            f"({self.first}) does not offer log page 0x{lid:02X} ({name})."))
+
     def test_the_logs_of_endurance_groups(self):
+        self.check_not_offered(15, "Endurance Group Event Aggregate")
         if not self.has_endurance_groups():
-            for lid, name in ((9, "Endurance Group Information"), (15, "Endurance Group Event Aggregate")):
-                self.check("show", "-velkossd", self.first, "-nvmelog", lid, status=3, stdout=title_and(
-                    "NVMe Log", "S1", self.first, f"The selected drive does not support this feature. Drive S1 "
-                    f"({self.first}) does not offer log page 0x{lid:02X} ({name})."))
+            self.check_not_offered(9, "Endurance Group Information")
             return
         self.read_something()
         theirs = self.theirs(f"nvme endurance-log -g 1 {self.first}")
@@ -345,15 +348,9 @@ class DriveData(DriveDataTestCase):
         ours = fields(ours)
         self.assertEqual({ours_of: ours[ours_of] for ours_of in ENDURANCE_LOG.values()},
                          {ours_of: str(theirs[name]) for name, ours_of in ENDURANCE_LOG.items()})
-        # QEMU 10 does not have the page that a drive with endurance groups offers.
+        # QEMU 10 announces no notices of its endurance group, and does not have their page.
         run = self.machine.shell(f"nvme get-log -i 15 -l 512 {self.first}")
         self.assertIn("Invalid Field in Command", run.stderr)
-        refusal = (f"Get Log Page failed on drive S1 ({self.first}): Invalid Field in Command (status code type 0x0, "
-                   "status code 0x02, opcode 0x02).")
-        self.check("show", "-velkossd", self.first, "-nvmelog", "15", status=25,
-                   stdout=title_and("NVMe Log", "S1", self.first, refusal))
-        self.assertEqual(dict(self.drives("-velkossd", self.first, "-nvmelog"))["Endurance Group Event Aggregate S1"],
-                         {"SerialNumber": "S1", "DevicePath": self.first, "Not read": refusal})
 
     def test_a_dumped_log_is_what_the_drive_gave(self):
         for arguments, command in ((["-nvmelog", "5"], "-i 5 -l 4096"),
