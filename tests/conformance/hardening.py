@@ -17,8 +17,8 @@ EXPORTS = ["EnableLogger", "GetVer", "Load", "ReceiveXMLMessage", "RegisterDevic
            "SetLSIPath", "Unload"]
 # Includes the part of Boost.PropertyTree that has boost::none.
 FOREIGN_OBJECTS = {"XmlElement.cpp"}
-# Stripped; a little above what it is.
-MAX_LIBRARY_BYTES = 2270000
+# Stripped. GCC 12 makes 2.26 MB of it, GCC 14 some 3 % more.
+MAX_LIBRARY_BYTES = 2400000
 # The first instruction of a function that an indirect call may reach: ENDBR64 of x86-64; PACIASP or BTI C of AArch64.
 LANDINGS = {"Advanced Micro Devices X86-64": [b"\xf3\x0f\x1e\xfa"],
             "AArch64": [b"\x3f\x23\x03\xd5", b"\x5f\x24\x03\xd5"]}
