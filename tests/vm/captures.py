@@ -135,7 +135,7 @@ class CapturedController(Replayed, SimulatedDriveTestCase):
     SECRET = "qemu:S1"
     COLLECTED = "qemu-nvme"
     FEATURES = FEATURES + ("nvme get-feature -f 4 -s 1",)
-    STRUCTURES = STRUCTURES + ("nvme get-log -i 2 -l 256 -o 256 -b",)
+    STRUCTURES = STRUCTURES + ("nvme get-log -i 2 -l 256 --lpo=256 -b",)
     controllers = [Controller(SERIAL, [Namespace(64), Namespace(32, block=4096)])]
 
     @classmethod
