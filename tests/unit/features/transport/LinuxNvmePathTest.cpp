@@ -7,6 +7,7 @@
 #include <cerrno>
 #include <filesystem>
 
+#include "features/nvme/Bytes.h"
 #include "features/nvme/Completion.h"
 #include "features/nvme/IdentifyCns.h"
 #include "features/nvme/Opcodes.h"
@@ -592,8 +593,9 @@ TEST_F(LinuxNvmePathTest, WithoutSysfsAFullListOfNamespacesHasAnother) {
     kernel_.onCommand = [&](nvme_passthru_cmd& command) {
         if (command.cdw10 != nvme::CNS_ACTIVE_NAMESPACES) return answerIdentify(command);
         lists.push_back(command.nsid);
-        auto* entries = reinterpret_cast<uint32_t*>(command.addr);
-        for (uint32_t i = 0; i < 1024 && command.nsid + i < 1030; ++i) entries[i] = command.nsid + i + 1;
+        auto* entries = reinterpret_cast<uint8_t*>(command.addr);
+        for (uint32_t i = 0; i < 1024 && command.nsid + i < 1030; ++i)
+            nvme::putLe32(entries + 4 * i, command.nsid + i + 1);
         return 0;
     };
     const CommandResult result = ask(HostRequest::NAMESPACES);
