@@ -21,11 +21,12 @@ class Report(SimulatedTestCase):
     def setUp(self):
         super().setUp()
         shutil.copy(TOOL, self.world.opt / "nimbrel")
-        prefix = self.world.scratch / "installed"
-        done = subprocess.run(["cmake", "--install", BUILD, "--component", "report", "--prefix", str(prefix)],
-                              capture_output=True, text=True, check=False)
+        # With a root of its own: the copyright file has its place whatever the prefix.
+        installed = self.world.scratch / "installed"
+        done = subprocess.run(["cmake", "--install", BUILD, "--component", "report", "--prefix", "/report"],
+                              env=dict(os.environ, DESTDIR=str(installed)), capture_output=True, text=True, check=False)
         self.assertEqual(done.returncode, 0, done.stderr)
-        shutil.copytree(prefix, self.world.opt, dirs_exist_ok=True)
+        shutil.copytree(installed / "report", self.world.opt, dirs_exist_ok=True)
 
     def report(self, *arguments, status=0):
         run = self.world.run(*arguments, tool="/opt/velko/nimbrel/nimbrel-report")
