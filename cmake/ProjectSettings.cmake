@@ -93,7 +93,9 @@ unset(CMAKE_REQUIRED_LINK_OPTIONS)
 function(link_for_start_up target)
   target_link_options(${target} PRIVATE -Wl,--as-needed)
   if(NIMBREL_HAS_STATIC_CXX AND NOT NIMBREL_SANITIZE)
-    target_link_options(${target} PRIVATE -static-libstdc++ -static-libgcc)
+    # Linkers for some processors export what a program only has in it: a feature library with the shared C++ library
+    # would use the program's streams, and take their functions along when it is closed.
+    target_link_options(${target} PRIVATE -static-libstdc++ -static-libgcc -Wl,--exclude-libs,ALL)
   endif()
   if(NIMBREL_HAS_PACKED_RELOCATIONS)
     target_link_options(${target} PRIVATE -Wl,-z,pack-relative-relocs)

@@ -74,6 +74,11 @@ class Hardening(unittest.TestCase):
             self.assertRegex(segments, r"GNU_STACK +(0x[0-9a-f]+ +){5}RW +0x", path)
             self.assertNotRegex(segments, r"(?m)^ +LOAD .* RWE ", path)
 
+    @hardened
+    def test_tool_exports_nothing_to_feature_libraries(self):
+        exported = dynamic_symbols(os.environ["NIMBREL_TOOL"], undefined=False)
+        self.assertEqual([name for name in sorted(exported) if name.startswith(("_Z", "_Unwind"))], [])
+
     def test_library_exports_its_functions_alone(self):
         self.assertEqual(sorted(dynamic_symbols(LIBRARY, undefined=False)), EXPORTS)
 
