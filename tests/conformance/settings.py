@@ -94,9 +94,17 @@ class ConfigurationFile(ToolTestCase):
         self.world.config.mkdir()
         self.check("show", "-system", status=5, stdout=FAILED_TO_CREATE)
 
+    def contents(self):
+        """Of a file that its owner may have no right to read."""
+        mode = self.world.config.stat().st_mode
+        self.world.config.chmod(0o600)
+        text = self.world.config.read_text()
+        self.world.config.chmod(mode)
+        return text
+
     def check_left_alone(self, message, run=None):
         """Whatever the command, the run ends with status 5 and the message, and the file is as it was."""
-        before, text = self.world.config.stat(), self.world.config.read_text()
+        before, text = self.world.config.stat(), self.contents()
         for command in (["version"], ["help"], [], ["nonsense"], ["show", "-system"], ["show", "-velkossd"],
                         ["set", "-system", "EnableLog=false"]):
             if run is None:
@@ -104,7 +112,7 @@ class ConfigurationFile(ToolTestCase):
             else:
                 run(command)
         after = self.world.config.stat()
-        self.assertEqual(self.world.config.read_text(), text)
+        self.assertEqual(self.contents(), text)
         self.assertEqual((after.st_ino, after.st_mtime_ns, after.st_mode),
                          (before.st_ino, before.st_mtime_ns, before.st_mode))
         self.assertEqual([entry.name for entry in self.world.opt.iterdir()], ["nimbrel_config.xml"])
