@@ -114,6 +114,7 @@ CompletionEntry Controller::run(CommandContext& context) {
 }
 
 Status Controller::finish(CommandContext& context) {
+    if (context.afterSave.empty()) return folder_.commit();  // which saves, too
     Status status = folder_.save();
     if (succeeded(status)) {
         for (const auto& action : context.afterSave) action();
