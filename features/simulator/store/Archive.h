@@ -9,6 +9,8 @@
 #include <type_traits>
 #include <vector>
 
+#include "features/nvme/Bytes.h"
+
 namespace features::simulator {
 
 /// Records become bytes and back by one list of their members each, so that writer and reader cannot drift apart:
@@ -31,7 +33,9 @@ public:
 
 private:
     void putNumber(uint64_t value, size_t width) {
-        for (size_t i = 0; i < width; ++i) bytes_.push_back(static_cast<uint8_t>(value >> 8 * i));
+        std::array<uint8_t, sizeof value> bytes{};
+        nvme::putLe64(bytes.data(), value);
+        bytes_.insert(bytes_.end(), bytes.data(), bytes.data() + width);
     }
     void putCount(size_t count) { putNumber(count, 4); }
 
