@@ -73,7 +73,7 @@ bool holds(const OwnFile& file, const std::string& text) {
     if (text.empty()) return false;
     std::vector<uint8_t> bytes(text.size() + 1);
     const BytesRead read = readOwnBytes(file.descriptor.get(), bytes.data(), bytes.size(), 0);
-    return read.error == 0 && read.count == text.size() && std::equal(text.begin(), text.end(), bytes.begin());
+    return read.error == 0 && read.count == text.size() && std::memcmp(bytes.data(), text.data(), text.size()) == 0;
 }
 
 /// Null: so is what follows it.
