@@ -2,8 +2,7 @@
 
 #include <algorithm>
 #include <cerrno>
-
-#include "ostrel/core/Strings.h"
+#include <string_view>
 
 namespace features::simulator {
 
@@ -11,16 +10,17 @@ using namespace ostrel::core;
 
 namespace {
 
-std::string withoutBlanks(const std::string& text) {
+// Views throughout: most lines of a description are comments, and every command on a simulated drive reads it.
+std::string_view withoutBlanks(std::string_view text) {
     constexpr char BLANKS[] = " \t\n\v\f\r";
     const size_t first = text.find_first_not_of(BLANKS);
-    return first == std::string::npos ? "" : text.substr(first, text.find_last_not_of(BLANKS) - first + 1);
+    return first == text.npos ? std::string_view() : text.substr(first, text.find_last_not_of(BLANKS) - first + 1);
 }
 
 class Reader {
 public:
     /// Null, or what is wrong with the line, which has no blanks around it.
-    const char* read(const std::string& line) {
+    const char* read(std::string_view line) {
         if (line.empty() || line[0] == ';' || line[0] == '#') return nullptr;
         return line[0] == '[' ? readSection(line) : readKey(line);
     }
@@ -31,37 +31,37 @@ public:
     }
 
 private:
-    const char* readSection(const std::string& line) {
+    const char* readSection(std::string_view line) {
         dropEmptySection();
         const size_t end = line.find(']');
-        if (end == std::string::npos) return "unmatched '['";
-        const std::string name = withoutBlanks(line.substr(1, end - 1));
+        if (end == line.npos) return "unmatched '['";
+        const std::string_view name = withoutBlanks(line.substr(1, end - 1));
         if (hasEntry(name)) return "duplicate section name";
-        entries_.push_back({name, {}, {}});
+        entries_.push_back({std::string(name), {}, {}});
         isInSection_ = true;
         return nullptr;
     }
 
-    const char* readKey(const std::string& line) {
+    const char* readKey(std::string_view line) {
         const size_t equals = line.find('=');
-        if (equals == std::string::npos) return "'=' character not found in line";
+        if (equals == line.npos) return "'=' character not found in line";
         if (equals == 0) return "key expected";
-        const std::string name = withoutBlanks(line.substr(0, equals));
-        const std::string value = withoutBlanks(line.substr(equals + 1));
+        const std::string_view name = withoutBlanks(line.substr(0, equals));
+        const std::string_view value = withoutBlanks(line.substr(equals + 1));
         if (isInSection_ ? hasKey(name) : hasEntry(name)) return "duplicate key name";
         if (isInSection_) {
             entries_.back().keys.emplace_back(name, value);
         } else {
-            entries_.push_back({name, value, {}});
+            entries_.push_back({std::string(name), std::string(value), {}});
         }
         return nullptr;
     }
 
-    bool hasEntry(const std::string& name) const {
+    bool hasEntry(std::string_view name) const {
         return std::any_of(entries_.begin(), entries_.end(), [&](const IniEntry& each) { return each.name == name; });
     }
 
-    bool hasKey(const std::string& name) const {
+    bool hasKey(std::string_view name) const {
         const auto& keys = entries_.back().keys;
         return std::any_of(keys.begin(), keys.end(), [&](const auto& each) { return each.first == name; });
     }
@@ -79,11 +79,12 @@ private:
 
 Result<std::vector<IniEntry>> readIni(const std::string& text) {
     Reader reader;
-    size_t number = 0;
-    for (const std::string& line : split(text, '\n')) {
-        ++number;
-        const char* const wrong = reader.read(withoutBlanks(line));
+    std::string_view rest = text;
+    for (size_t number = 1; !rest.empty(); ++number) {
+        const size_t end = std::min(rest.find('\n'), rest.size());
+        const char* const wrong = reader.read(withoutBlanks(rest.substr(0, end)));
         if (wrong != nullptr) return Status(CATEGORY_OS, EINVAL, "Line " + std::to_string(number) + ": " + wrong + ".");
+        rest.remove_prefix(std::min(end + 1, rest.size()));
     }
     return reader.finish();
 }
