@@ -62,6 +62,15 @@ class FirmwareTransaction(SimulatedTestCase):
             "Previous Firmware Slot Information SIM-VELKO-1": slots("0x01", 1, "none", "VSIM0100"),
             "Firmware Slot Information SIM-VELKO-1": slots("0x02", 2, "none", "VSIM0100", "NEW00001")}))
 
+    def test_new_firmware_may_offer_pages_that_the_old_one_did_not(self):
+        kept = self.world.var_lib / "nimbrel/drives-without-ocp"
+        kept.parent.mkdir()
+        kept.write_text("boot\nSIM-VELKO-1 VSIM0100 VELKO Simulated NVMe SSD\n")
+        self.tool("load", "-force", "-velkossd", "0", "-source", "missing.bin")
+        self.assertTrue(kept.exists(), "nothing was sent")
+        self.assertEqual(self.load("-source", "fw.bin", "-velkossd", "0")[0], 0)
+        self.assertFalse(kept.exists())
+
     def test_a_reset_that_is_owed_is_named(self):
         status, answer = self.load("-source", "fw.bin", "-velkossd", "0", "FirmwareSlot=3", "CommitAction=1")
         self.assertEqual((status, answer["Firmware State SIM-VELKO-1"]),
