@@ -11,6 +11,10 @@ target_compile_options(project_settings INTERFACE
 if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND CMAKE_CXX_COMPILER_VERSION VERSION_GREATER_EQUAL 13)
   target_compile_options(project_settings INTERFACE $<$<COMPILE_LANGUAGE:CXX>:-Wno-overloaded-virtual>)
 endif()
+# GCC 11 takes an assignment that a class names of its base (using Command::operator=) for one of its own.
+if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND CMAKE_CXX_COMPILER_VERSION VERSION_LESS 12)
+  target_compile_options(project_settings INTERFACE $<$<COMPILE_LANGUAGE:CXX>:-Wno-deprecated-copy>)
+endif()
 target_link_libraries(project_settings INTERFACE Threads::Threads)
 # Media and logs of drives are longer than a 32-bit offset counts, and dates go past 2038. Debian's compilers for ARM do
 # this by themselves; with 64 bits there is nothing else.

@@ -2,6 +2,7 @@
 
 #include "ostrel/core/File.h"
 
+#define BOOST_BIND_GLOBAL_PLACEHOLDERS  // the JSON parser of Boost takes them from there
 #include <boost/property_tree/json_parser.hpp>
 #include <boost/property_tree/ptree.hpp>
 #include <boost/property_tree/xml_parser.hpp>

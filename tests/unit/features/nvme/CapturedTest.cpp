@@ -2,6 +2,7 @@
 // (captured/capture.py). Every value that nvme-cli names is compared; the two ways of showing one are related in
 // tables.
 
+#define BOOST_BIND_GLOBAL_PLACEHOLDERS  // the JSON parser of Boost takes them from there
 #include <boost/property_tree/json_parser.hpp>
 #include <boost/property_tree/ptree.hpp>
 #include <gtest/gtest.h>
