@@ -68,7 +68,9 @@ target_link_options(project_settings INTERFACE -Wl,-z,relro -Wl,-z,now -Wl,-z,no
 if(NOT CMAKE_BUILD_TYPE STREQUAL "Debug" AND NOT NIMBREL_SANITIZE AND NOT NIMBREL_COVERAGE)
   set(NIMBREL_HARDENED ON)
   include(CheckCXXCompilerFlag)
-  # The last two are one thing on two processors; a compiler for another one refuses both.
+  # The last two are one thing on two processors; a compiler for another one refuses both, or warns that it takes no
+  # notice of them.
+  set(CMAKE_REQUIRED_FLAGS -Werror)
   foreach(flag -fstack-protector-strong -fcf-protection=full -mbranch-protection=standard)
     string(MAKE_C_IDENTIFIER "NIMBREL_HAS${flag}" has)
     check_cxx_compiler_flag(${flag} ${has})
