@@ -1,4 +1,5 @@
-"""scripts/clang_tidy.py looks at sources together, and finds what it would find in each alone."""
+"""scripts/clang_tidy.py and scripts/check_syntax.py look at sources together, and find what they would find in each
+alone."""
 
 import contextlib
 import io
@@ -9,7 +10,9 @@ import tempfile
 import unittest
 
 sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "..", "scripts"))
+import check_syntax  # noqa: E402
 import clang_tidy  # noqa: E402
+import source_sets  # noqa: E402
 
 CLEAN = "int {name}() {{ return 1; }}\n"
 BAD = "const char* {name}() {{ return 0; }}\n"  # modernize-use-nullptr
@@ -29,7 +32,7 @@ class Sources(unittest.TestCase):
         return path, {"directory": str(self.folder), "file": str(path), "command": command}
 
     def sets(self, *sources):
-        return [[path.name for path in paths] for paths in clang_tidy.sets(dict(sources), size=3)]
+        return [[path.name for path in paths] for paths in source_sets.sets(dict(sources), size=3)]
 
     def test_are_together_up_to_a_number(self):
         self.assertEqual(self.sets(*(self.source(f"{name}.cpp", f"void {name}() {{}}\n") for name in "dbca")),
@@ -43,7 +46,7 @@ class Sources(unittest.TestCase):
         sources = (self.source("a.cpp", "int a() { return A; }\n", "-DA=1"),
                    self.source("b.cpp", "int b() { return B + A; }\n", "-DB=1", "-DA=2"))
         self.assertEqual(self.sets(*sources), [["a.cpp", "b.cpp"]])
-        self.assertEqual([option for option in clang_tidy.joined(dict(sources).values()) if option.startswith("-D")],
+        self.assertEqual([option for option in source_sets.joined(dict(sources).values()) if option.startswith("-D")],
                          ["-DA=1", "-DB=1"])
         self.assertEqual(self.check(*sources), (["a.cpp", "b.cpp"], ""))
 
@@ -86,6 +89,16 @@ class Sources(unittest.TestCase):
         passed, printed = self.check(self.source("a.cpp", "int a() { return b; }\n"))
         self.assertEqual(passed, [])
         self.assertIn("use of undeclared identifier 'b'", printed)
+
+    def test_with_a_compilers_warning_are_named(self):
+        text = {"a": "int a() { return 1; }\n", "b": "int b(int unused) { return 1; }\n", "c": "int c() { return 1; }\n"}
+        entries = dict(self.source(f"{name}.cpp", text[name], "-Wall", "-Wextra") for name in text)
+        said = []
+        self.assertEqual(source_sets.sets(entries), [sorted(entries)])
+        passed = source_sets.check(sorted(entries), lambda each: check_syntax.findings(each, entries), said.append)
+        self.assertEqual([path.name for path in passed], ["a.cpp", "c.cpp"])
+        self.assertEqual(len(said), 1)
+        self.assertIn("b.cpp:1:11: warning: unused parameter", said[0])
 
 
 if __name__ == "__main__":
