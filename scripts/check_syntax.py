@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
-"""check_syntax.py BUILD [PART]: runs the compiler of a build's compile_commands.json over all sources whose path has PART
-in it, in sets (source_sets.py) and without making anything, and exits with 1 where it finds something to say."""
+"""check_syntax.py BUILD [PART]: runs the compiler of a build's compile_commands.json over all sources whose path has
+PART in it, in sets (source_sets.py) and without making anything, and exits with 1 where it finds something to say."""
 
 import concurrent.futures
 import os
@@ -15,7 +15,8 @@ import source_sets
 def findings(sources, entries):
     """What the compiler says of sources that are looked at together."""
     entry = entries[sources[0]]
-    words = [word for word in source_sets.joined([entries[each] for each in sources]) if os.path.basename(word) != "ccache"]
+    options = source_sets.joined([entries[each] for each in sources])
+    words = [word for word in options if os.path.basename(word) != "ccache"]
     with tempfile.TemporaryDirectory() as folder:
         done = subprocess.run([*words, "-fsyntax-only", str(source_sets.source_of(sources, folder))], check=False,
                               cwd=entry["directory"], stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True)

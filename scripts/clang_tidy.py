@@ -96,7 +96,7 @@ def run(sources, entries):
 
 def check(sources, entries):
     """The sources of a set that pass; prints what is found in the others."""
-    return source_sets.check(sources, lambda each: run(each, entries), lambda findings: print(findings, file=sys.stderr))
+    return source_sets.check(sources, lambda each: run(each, entries), lambda text: print(text, file=sys.stderr))
 
 
 def remove_old():

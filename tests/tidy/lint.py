@@ -91,8 +91,9 @@ class Sources(unittest.TestCase):
         self.assertIn("use of undeclared identifier 'b'", printed)
 
     def test_with_a_compilers_warning_are_named(self):
-        text = {"a": "int a() { return 1; }\n", "b": "int b(int unused) { return 1; }\n", "c": "int c() { return 1; }\n"}
-        entries = dict(self.source(f"{name}.cpp", text[name], "-Wall", "-Wextra") for name in text)
+        texts = {name: CLEAN.format(name=name) for name in "ac"}
+        texts["b"] = "int b(int unused) { return 1; }\n"
+        entries = dict(self.source(f"{name}.cpp", texts[name], "-Wall", "-Wextra") for name in texts)
         said = []
         self.assertEqual(source_sets.sets(entries), [sorted(entries)])
         passed = source_sets.check(sorted(entries), lambda each: check_syntax.findings(each, entries), said.append)
