@@ -10,7 +10,7 @@ import subprocess
 import unittest
 
 from settings import CHANGEABLE, DEFAULTS, config
-from world import LIBRARY_NAME, TOOL, ToolTestCase, without_emulation, without_sanitizers
+from world import HIDE_PROC, LIBRARY_NAME, TOOL, ToolTestCase, without_emulation, without_sanitizers
 
 RECORDING_LIBRARY = pathlib.Path(os.environ["NIMBREL_RECORDING_LIBRARY"])
 # With the shared C++ library, and with a copy of its own: an exception of either crosses into that of the tool.
@@ -241,11 +241,8 @@ class Loading(BindingTestCase):
     def test_looks_in_the_working_folder_when_the_executable_is_unknown(self):
         self.install(at=self.world.cwd / LIBRARY_NAME)
         self.world.config.write_text(DEFAULTS)
-        # Left of /proc is what a sanitizer needs, and the map of users: / may belong to an unmapped one.
-        script = ("mkdir /opt/proc && mount --rbind /proc /opt/proc && mount -t tmpfs tmpfs /proc && mkdir /proc/self && "
-                  "for name in maps cmdline environ uid_map; do ln -s /opt/proc/self/$name /proc/self/; done && "
-                  f"exec {TOOL} version")
-        run = self.world.run("-c", script, tool="/bin/sh", env={"ASAN_OPTIONS": "detect_leaks=0"})
+        run = self.world.run("-c", f"{HIDE_PROC} && exec {TOOL} version", tool="/bin/sh",
+                             env={"ASAN_OPTIONS": "detect_leaks=0"})
         self.assertEqual(run.status, 0)
         self.assertEqual(self.calls(), START + ["Unload()"])
 

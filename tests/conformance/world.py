@@ -34,6 +34,10 @@ without_emulation = unittest.skipIf(os.environ.get("NIMBREL_EMULATED"), "under Q
 without_coverage = unittest.skipIf(os.environ.get("NIMBREL_COVERAGE") == "1", "built for coverage")
 # What the tests make is for its owner to write: the tool refuses settings and libraries that others can change.
 os.umask(0o022)
+# Shell commands of a world: /proc without open files and executable. Left is what a sanitizer needs, and the map of
+# users: where an ordinary user runs the tests, / belongs to an unmapped one.
+HIDE_PROC = ("mkdir -p /opt/proc && mount --rbind /proc /opt/proc && mount -t tmpfs tmpfs /proc && mkdir /proc/self && "
+             "for name in maps cmdline environ uid_map; do ln -s /opt/proc/self/$name /proc/self/; done")
 CONFIG_FILE = "nimbrel_config.xml"
 LIBRARY_NAME = "Velko.SSDFeatures.so.3.0.0"
 
