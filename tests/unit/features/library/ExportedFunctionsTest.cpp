@@ -10,6 +10,7 @@
 
 #include "ostrel/core/AddressableSize.h"
 #include "ostrel/interfaces/ostreli/interface/FeatureLibrary.h"
+#include "tests/support/HiddenInstallation.h"
 #include "tests/support/TemporaryFolder.h"
 
 namespace {
@@ -166,3 +167,10 @@ TEST(ExportedFunctions, ALogIsContinuedAndEnds) {
 }
 
 }  // namespace
+
+/// The library looks for drives where the machine has them.
+int main(int count, char** arguments) {
+    hideInstallation(arguments);
+    testing::InitGoogleTest(&count, arguments);
+    return RUN_ALL_TESTS();
+}
