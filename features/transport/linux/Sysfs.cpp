@@ -10,7 +10,7 @@
 #include <charconv>
 #include <climits>
 #include <cstdlib>
-#include <memory>
+#include <string_view>
 
 #include "ostrel/core/FileDescriptor.h"
 
@@ -19,6 +19,8 @@ namespace features::transport {
 using ostrel::core::FileDescriptor;
 
 namespace {
+
+constexpr size_t FOLDER_BYTES = 32768;  // what readdir() reads at once
 
 /// ENODEV is how sysfs reports that the device of an open file was removed.
 void addFailure(const std::string& path, int error, LookErrors& errors) {
@@ -93,17 +95,23 @@ std::optional<std::string> readAll(const std::string& path, LookErrors& errors) 
 
 std::vector<std::string> listFolder(const std::string& path, LookErrors& errors) {
     std::vector<std::string> names;
-    const std::unique_ptr<DIR, int (*)(DIR*)> folder(::opendir(path.c_str()), ::closedir);
-    if (!folder) {
+    const FileDescriptor folder(::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    if (!folder.isOpen()) {
         addFailure(path, errno, errors);
         return names;
     }
-    // The end of the folder and a failure differ in errno alone.
-    for (errno = 0; const dirent* entry = ::readdir(folder.get()); errno = 0) {
-        const std::string name = entry->d_name;
-        if (name != "." && name != "..") names.push_back(name);
+    // Without opendir(), which looks at the folder once more, and allocates: a list of drives has a folder for each.
+    alignas(dirent64) char entries[FOLDER_BYTES];
+    ssize_t count;
+    while ((count = ::getdents64(folder.get(), entries, sizeof entries)) > 0) {
+        const dirent64* entry;
+        for (ssize_t at = 0; at < count; at += entry->d_reclen) {
+            entry = reinterpret_cast<const dirent64*>(entries + at);
+            const std::string_view name = entry->d_name;
+            if (name != "." && name != "..") names.emplace_back(name);
+        }
     }
-    if (errno != 0) addFailure(path, errno, errors);
+    if (count < 0) addFailure(path, errno, errors);
     std::sort(names.begin(), names.end());
     return names;
 }
