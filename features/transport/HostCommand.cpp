@@ -14,6 +14,8 @@ const char* requestName(HostRequest request) {
     switch (request) {
         case HostRequest::NAMESPACES:
             return "Namespaces";
+        case HostRequest::SIZES:
+            return "Sizes of Namespaces";
         case HostRequest::USES:
             return "Uses of Namespaces";
         case HostRequest::LOCATION:

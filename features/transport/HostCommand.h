@@ -17,7 +17,8 @@ inline constexpr const char* COMMAND_SET_HOST = "Host";
 
 /// What the host can do with a drive beside passing NVMe commands on.
 enum class HostRequest : uint8_t {
-    NAMESPACES,        ///< the namespaces attached to the controller: identifiers, nodes, sizes; a few reads
+    NAMESPACES,        ///< the namespaces attached to the controller: identifiers and nodes; a few reads
+    SIZES,             ///< the same, with the sizes that the host gives them
     USES,              ///< all that the host sees of the subsystem, each with its uses and partitions
     LOCATION,          ///< where the controller sits, and by which names the system knows its namespaces
     RESET_CONTROLLER,  ///< a controller level reset; returns when the controller answers again or the time is over
@@ -89,10 +90,10 @@ struct PartitionInfo {
 /// A namespace as the host sees it. Units: bytes.
 struct HostNamespace {
     uint32_t nsid = 0;
-    bool attached = true;  ///< to this controller; otherwise to another of the same subsystem
-    std::string node;      ///< "/dev/nvme0n1"; empty when it has none
-    uint64_t sizeBytes = 0;
-    uint32_t blockBytes = 0;
+    bool attached = true;     ///< to this controller; otherwise to another of the same subsystem
+    std::string node;         ///< "/dev/nvme0n1"; empty when it has none
+    uint64_t sizeBytes = 0;   ///< of SIZES and USES
+    uint32_t blockBytes = 0;  ///< of SIZES and USES
     uint32_t metadataBytes = 0;
     std::vector<NamespaceUse> uses;
     std::vector<PartitionInfo> partitions;
@@ -126,8 +127,8 @@ public:
     void toString(std::ostream& out) const override;
     std::unique_ptr<ostrel::core::xml::XmlObject> toXml() const override;
 
-    /// Of NAMESPACES and USES, in the order of their identifiers. USES takes the whole subsystem in, since a command to
-    /// one controller may reach what is attached to another.
+    /// Of NAMESPACES, SIZES and USES, in the order of their identifiers. USES takes the whole subsystem in, since a
+    /// command to one controller may reach what is attached to another.
     std::vector<HostNamespace> namespaces;
     HostLocation location;  ///< of LOCATION
 };

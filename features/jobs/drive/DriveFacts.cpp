@@ -52,18 +52,30 @@ const std::vector<HostNamespace>* DriveFacts::hostNamespaces() {
     return host_ ? &*host_ : nullptr;
 }
 
+const std::vector<HostNamespace>* DriveFacts::hostSizes() {
+    if (!sizes_ && mayAsk()) sizes_ = accept(readHostSizes(drive_.device()));
+    return sizes_ ? &*sizes_ : nullptr;
+}
+
 const transport::HostLocation* DriveFacts::location() {
     if (!location_ && mayAsk()) location_ = accept(readHostLocation(drive_.device()));
     return location_ ? &*location_ : nullptr;
 }
 
-const HostNamespace* DriveFacts::hostNamespace() {
-    const auto* all = hostNamespaces();
+const HostNamespace* DriveFacts::wanted(const std::vector<HostNamespace>* all) const {
     if (all == nullptr || all->empty()) return nullptr;
     const auto nsid = namedNamespace(drive_.device());
     if (!nsid) return &all->front();
     const auto found = std::find_if(all->begin(), all->end(), [&](const HostNamespace& n) { return n.nsid == *nsid; });
     return found == all->end() ? nullptr : &*found;
+}
+
+const HostNamespace* DriveFacts::hostNamespace() {
+    return wanted(hostNamespaces());
+}
+
+const HostNamespace* DriveFacts::hostSize() {
+    return wanted(hostSizes());
 }
 
 const uint8_t* DriveFacts::identifyNamespace() {

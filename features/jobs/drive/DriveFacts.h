@@ -50,6 +50,9 @@ public:
     const transport::HostLocation* location();
     /// All namespaces that are attached.
     const std::vector<transport::HostNamespace>* hostNamespaces();
+    /// The same namespaces, with the sizes that the host gives them.
+    const std::vector<transport::HostNamespace>* hostSizes();
+    const transport::HostNamespace* hostSize();
 
 private:
     /// A structure that was asked for: empty when the drive does not support it.
@@ -58,6 +61,8 @@ private:
     const uint8_t* logPage(Part& part, uint8_t lid);
     /// A discovery or administrative controller need not have the log.
     bool mayLackSmart();
+    /// Of those that are attached: see hostNamespace().
+    const transport::HostNamespace* wanted(const std::vector<transport::HostNamespace>* all) const;
     const uint8_t* bytesOf(const Part& part) const;
     bool mayAsk() const { return succeeded(failure_); }
     /// The result, or nothing; a transport error is kept.
@@ -72,6 +77,7 @@ private:
     std::optional<nvme::ControllerCapabilities> controller_;
     std::optional<nvme::NamespaceProperties> namespaceProperties_;
     std::optional<std::vector<transport::HostNamespace>> host_;
+    std::optional<std::vector<transport::HostNamespace>> sizes_;
     std::optional<transport::HostLocation> location_;
     Part identifyNamespace_;
     Part smart_;

@@ -32,6 +32,11 @@ Result<std::vector<transport::HostNamespace>> readHostNamespaces(Device& device)
     return host.namespaces;
 }
 
+Result<std::vector<transport::HostNamespace>> readHostSizes(Device& device) {
+    TRY(const transport::HostResult host, askHost(device, transport::HostCommand(transport::HostRequest::SIZES)));
+    return host.namespaces;
+}
+
 Result<std::vector<transport::HostNamespace>> readUsedNamespaces(Device& device, transport::UseCheck check) {
     transport::HostCommand look(transport::HostRequest::USES);
     look.useCheck = check;

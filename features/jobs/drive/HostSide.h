@@ -19,6 +19,9 @@ std::optional<uint32_t> namedNamespace(const ostrel::core::Device& device);
 /// The namespaces that the host has of the drive, attached to this controller.
 Result<std::vector<transport::HostNamespace>> readHostNamespaces(ostrel::core::Device& device);
 
+/// The same namespaces, with the sizes that the host gives them.
+Result<std::vector<transport::HostNamespace>> readHostSizes(ostrel::core::Device& device);
+
 /// All namespaces that the host sees of the drive's subsystem, each with its uses and partitions.
 Result<std::vector<transport::HostNamespace>> readUsedNamespaces(ostrel::core::Device& device,
                                                                  transport::UseCheck check);

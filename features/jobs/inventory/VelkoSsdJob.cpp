@@ -103,22 +103,45 @@ Text capacityToAllocate(ListedDrive& facts) {
     return sizeToText(nvme::le64(data + OFFSET_TNVMCAP), true);
 }
 
+/// The size of a block as the drive says it, which costs no look of its own: the namespace is identified for its last
+/// address. None where the drive does not say it.
+std::optional<uint32_t> identifiedBlock(ListedDrive& facts) {
+    const auto* properties = facts.namespaceProperties();
+    if (properties == nullptr || properties->format().dataBytes() == 0) return std::nullopt;
+    return properties->format().dataBytes();
+}
+
+/// That of the namespace, in bytes.
+std::optional<uint64_t> identifiedSize(ListedDrive& facts) {
+    const auto block = identifiedBlock(facts);
+    const uint64_t blocks = block ? facts.namespaceProperties()->sizeBlocks : 0;
+    if (blocks == 0 || blocks > UINT64_MAX / *block) return std::nullopt;
+    return blocks * *block;
+}
+
 Text capacity(ListedDrive& facts) {
     const auto* namespaces = facts.hostNamespaces();
     if (namespaces == nullptr) return std::nullopt;
     if (namespaces->empty()) return capacityToAllocate(facts);
+    if (namespaces->size() == 1) {
+        if (const auto bytes = identifiedSize(facts)) return sizeToText(*bytes, true);
+    }
+    const auto* sizes = facts.hostSizes();
+    if (sizes == nullptr) return std::nullopt;
     uint64_t bytes = 0;
-    for (const auto& part : *namespaces) bytes += part.sizeBytes;
+    for (const auto& part : *sizes) bytes += part.sizeBytes;
     return sizeToText(bytes, true);
 }
 
 Text physicalSize(ListedDrive& facts) {
-    const auto* host = facts.hostNamespace();
+    if (const auto bytes = identifiedSize(facts)) return std::to_string(*bytes);
+    const auto* host = facts.hostSize();
     return host == nullptr ? Text() : std::to_string(host->sizeBytes);
 }
 
 Text sectorSize(ListedDrive& facts) {
-    const auto* host = facts.hostNamespace();
+    if (const auto block = identifiedBlock(facts)) return std::to_string(*block);
+    const auto* host = facts.hostSize();
     return host == nullptr ? Text() : std::to_string(host->blockBytes);
 }
 

@@ -298,6 +298,7 @@ Status LinuxAtaPath::submit(int node, const AtaCommand& command, const Payload& 
 Status LinuxAtaPath::sendHost(const HostCommand& command, CommandResult& result) {
     switch (command.request) {
         case HostRequest::NAMESPACES:
+        case HostRequest::SIZES:
         case HostRequest::USES: {
             TRY(HostNamespace found,
                 command.request == HostRequest::USES ? usedNamespace(command.useCheck) : hostNamespace());

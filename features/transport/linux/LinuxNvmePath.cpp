@@ -326,9 +326,11 @@ Status LinuxNvmePath::submit(int node, const std::string& nodePath, const NvmeCo
 Status LinuxNvmePath::sendHost(const HostCommand& command, CommandResult& result) {
     switch (command.request) {
         case HostRequest::NAMESPACES:
+        case HostRequest::SIZES:
         case HostRequest::USES: {
-            TRY(std::vector<HostNamespace> found,
-                command.request == HostRequest::USES ? usedNamespaces(command.useCheck) : attachedNamespaces());
+            TRY(std::vector<HostNamespace> found, command.request == HostRequest::USES
+                                                      ? usedNamespaces(command.useCheck)
+                                                      : attachedNamespaces(command.request == HostRequest::SIZES));
             result.protocolResult = std::make_unique<HostResult>(std::move(found));
             return Status();
         }
@@ -393,16 +395,19 @@ Status LinuxNvmePath::awaitController(uint32_t limitMs) {
     }
 }
 
-HostNamespace LinuxNvmePath::hostNamespace(const NamespaceNode& node, bool attached, LookErrors& errors) const {
+HostNamespace LinuxNvmePath::hostNamespace(const NamespaceNode& node, bool attached) {
     HostNamespace entry;
     entry.nsid = node.nsid;
     entry.attached = attached;
-    if (node.block.empty()) return entry;  // a path whose head is gone: there is no node to use it by
+    if (!node.block.empty()) entry.node = "/dev/" + node.block;  // otherwise a path whose head is gone
+    return entry;
+}
+
+void LinuxNvmePath::addSizes(const NamespaceNode& node, HostNamespace& entry, LookErrors& errors) const {
+    if (node.block.empty()) return;
     const std::string folder = topology_->blockFolder(node.block);
-    entry.node = "/dev/" + node.block;
     entry.sizeBytes = readNumber(folder + "/size", errors).value_or(0) * SECTOR_BYTES;
     entry.blockBytes = static_cast<uint32_t>(readNumber(folder + "/queue/logical_block_size", errors).value_or(0));
-    return entry;
 }
 
 Result<Payload> LinuxNvmePath::read(const NvmeCommand& command) {
@@ -416,12 +421,13 @@ Result<Payload> LinuxNvmePath::read(const NvmeCommand& command) {
     return refused;
 }
 
-Result<std::vector<HostNamespace>> LinuxNvmePath::attachedNamespaces() {
+Result<std::vector<HostNamespace>> LinuxNvmePath::attachedNamespaces(bool withSizes) {
     LookErrors errors;
     if (!topology_->isVisible(errors)) return identifyNamespaces([this](const NvmeCommand& c) { return read(c); });
     std::vector<HostNamespace> found;
     for (const NamespaceNode& node : topology_->namespacesOf(controller_, errors)) {
-        found.push_back(hostNamespace(node, true, errors));
+        found.push_back(hostNamespace(node, true));
+        if (withSizes) addSizes(node, found.back(), errors);
     }
     RETURN_IF_FAILED(errors.status());
     return found;
@@ -455,7 +461,10 @@ Result<std::vector<HostNamespace>> LinuxNvmePath::usedNamespaces(UseCheck check)
         ofControllers.insert(ofControllers.end(), ofController.begin(), ofController.end());
         for (const NamespaceNode& node : topology_->namespacesOf(controller, errors)) {
             const auto [entry, isNew] = namespaces.try_emplace(node.nsid);
-            if (isNew) entry->second = hostNamespace(node, attached, errors);
+            if (isNew) {
+                entry->second = hostNamespace(node, attached);
+                addSizes(node, entry->second, errors);
+            }
             entry->second.attached = entry->second.attached || attached;
             if (seen.insert({node.nsid, node.block}).second) addUses(uses, node, check, entry->second);
         }

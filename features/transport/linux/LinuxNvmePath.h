@@ -84,13 +84,14 @@ private:
     ostrel::core::Status resetController(unsigned long request, uint32_t timeoutMs);
     ostrel::core::Status awaitController(uint32_t timeoutMs);
     ostrel::core::Status rescan();
-    Result<std::vector<HostNamespace>> attachedNamespaces();
+    Result<std::vector<HostNamespace>> attachedNamespaces(bool withSizes);
     /// Sends a command that reads; what the controller refuses is an error, too.
     Result<ostrel::core::Payload> read(const nvme::NvmeCommand& command);
     Result<std::vector<HostNamespace>> usedNamespaces(UseCheck check) const;
     /// The uses of a namespace by one of its nodes.
     void addUses(const BlockUses& uses, const NamespaceNode& node, UseCheck check, HostNamespace& entry) const;
-    HostNamespace hostNamespace(const NamespaceNode& node, bool attached, LookErrors& errors) const;
+    static HostNamespace hostNamespace(const NamespaceNode& node, bool attached);
+    void addSizes(const NamespaceNode& node, HostNamespace& entry, LookErrors& errors) const;
     /// The controller's state as sysfs has it; absent without errors: the controller is gone.
     std::optional<std::string> state(LookErrors& errors) const;
     /// Whether the controller is gone or on its way out: a failed command reports that then, whatever its own error.

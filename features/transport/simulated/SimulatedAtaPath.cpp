@@ -169,6 +169,7 @@ Status SimulatedAtaPath::sendHost(const HostCommand& command, CommandResult& res
     const std::lock_guard<std::mutex> lock(drive_->mutex);
     switch (command.request) {
         case HostRequest::NAMESPACES:
+        case HostRequest::SIZES:
         case HostRequest::USES: {
             TRY(const HostNamespace part, disk());
             result.protocolResult = std::make_unique<HostResult>(std::vector<HostNamespace>{part});

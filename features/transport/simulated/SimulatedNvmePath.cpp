@@ -150,6 +150,7 @@ Status SimulatedNvmePath::sendHost(const HostCommand& command, CommandResult& re
     const std::lock_guard<std::mutex> lock(drive_->mutex);
     switch (command.request) {
         case HostRequest::NAMESPACES:
+        case HostRequest::SIZES:
         case HostRequest::USES: {  // the system does not see these namespaces: they are unused
             AttachedNamespaces namespaces = attachedNamespaces(drive_->controller, folder_);
             RETURN_IF_FAILED(namespaces.status);

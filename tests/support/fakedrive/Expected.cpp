@@ -252,7 +252,7 @@ std::string Expected::text(const AtaCommand& command, const Payload& toDrive, bo
 }
 
 std::string Expected::text(const HostCommand& command, bool withTimeout) {
-    constexpr const char* NAMES[] = {"NAMESPACES",      "USES",   "LOCATION",   "RESET_CONTROLLER",
+    constexpr const char* NAMES[] = {"NAMESPACES",      "SIZES",  "USES",       "LOCATION",    "RESET_CONTROLLER",
                                      "RESET_SUBSYSTEM", "RESCAN", "LOCK_DRIVE", "UNLOCK_DRIVE"};
     std::ostringstream out;
     out << "host " << NAMES[static_cast<size_t>(command.request)];
@@ -337,6 +337,10 @@ Expected setFeature(uint8_t fid, uint32_t dword11, bool save, uint32_t nsid) {
 
 Expected hostNamespaces(std::vector<HostNamespace> namespaces) {
     return Expected::host(HostRequest::NAMESPACES).reports(std::move(namespaces));
+}
+
+Expected hostSizes(std::vector<HostNamespace> namespaces) {
+    return Expected::host(HostRequest::SIZES).reports(std::move(namespaces));
 }
 
 Expected hostUses(std::vector<HostNamespace> namespaces) {

@@ -120,8 +120,9 @@ Expected smartLogPage(uint8_t address, uint8_t pages = 1);
 /// Get Features. `select`: 0 current, 1 default, 2 saved, 3 capabilities.
 Expected getFeature(uint8_t fid, uint8_t select = 0, uint32_t nsid = 0, uint32_t dataBytes = 0);
 Expected setFeature(uint8_t fid, uint32_t dword11, bool save = false, uint32_t nsid = 0);
-/// What the host reports of the namespaces, and of their uses.
+/// What the host reports of the namespaces, of their sizes, and of their uses.
 Expected hostNamespaces(std::vector<features::transport::HostNamespace> namespaces);
+Expected hostSizes(std::vector<features::transport::HostNamespace> namespaces);
 Expected hostUses(std::vector<features::transport::HostNamespace> namespaces);
 Expected hostLocation(features::transport::HostLocation location = {});
 /// A namespace of 1 GiB in blocks of 512 bytes on /dev/nvme0nN, which is unused.

@@ -20,6 +20,7 @@ constexpr struct {
     const char* name;
 } REQUESTS[] = {
     {HostRequest::NAMESPACES, "Namespaces"},
+    {HostRequest::SIZES, "Sizes of Namespaces"},
     {HostRequest::USES, "Uses of Namespaces"},
     {HostRequest::LOCATION, "Location"},
     {HostRequest::RESET_CONTROLLER, "Controller Reset"},

@@ -513,7 +513,7 @@ TEST_F(LinuxNvmePathTest, ARescanThatCannotSeeUsesReadsNoPartitionTable) {
 TEST_F(LinuxNvmePathTest, AttachedNamespacesComeWithoutACommand) {
     machine_.file("/sys/class/block/nvme0n1/queue/logical_block_size", "4096\n");
     machine_.hiddenPath("nvme0", "nvme7c0n3", 3);
-    const CommandResult result = ask(HostRequest::NAMESPACES);
+    const CommandResult result = ask(HostRequest::SIZES);
     EXPECT_EQ(statusText(result.status), SUCCESS);
     const auto& found = namespacesOf(result);
     ASSERT_EQ(found.size(), 2U);
@@ -617,11 +617,20 @@ TEST_F(LinuxNvmePathTest, WithoutSysfsADriveIsNotTakenForGone) {
 }
 
 TEST_F(LinuxNvmePathTest, ANamespaceThatCannotBeReadIsAnError) {
-    const std::string size = machine_.path("/sys/devices/pci/nvme0/nvme0n1/size");
-    std::filesystem::remove(size);
-    std::filesystem::create_symlink(size, size);
+    const auto spoil = [this](const std::string& file) {
+        const std::string path = machine_.path("/sys/devices/pci/nvme0/nvme0n1/" + file);
+        std::filesystem::remove(path);
+        std::filesystem::create_symlink(path, path);
+        return "0/39 System rescan failed. " + machine_.path("/sys/class/block/nvme0n1/" + file) +
+               ": Too many levels of symbolic links.";
+    };
+    const std::string unreadSize = spoil("size");
+    EXPECT_EQ(statusText(ask(HostRequest::SIZES).status), unreadSize);
+    EXPECT_EQ(statusText(ask(HostRequest::USES).status), unreadSize);
+    EXPECT_EQ(statusText(ask(HostRequest::NAMESPACES).status), SUCCESS) << "it has no sizes";
+    spoil("nsid");
     EXPECT_EQ(statusText(ask(HostRequest::NAMESPACES).status), "0/39 System rescan failed. " +
-                                                                   machine_.path("/sys/class/block/nvme0n1/size") +
+                                                                   machine_.path("/sys/class/nvme/nvme0/nvme0n1/nsid") +
                                                                    ": Too many levels of symbolic links.");
 }
 

@@ -56,9 +56,9 @@ TEST(VelkoSsdJob, ShowsTheKeyPropertiesWithThreeCommands) {
     FakeDrive drive;
     setIndex(drive, 0);
     drive.expect(hostNamespaces({unusedNamespace(1)}))
+        .expect(identify(0x00, 1).answers(identifyNamespace(2097152).byte(25, 3)))
         .expect(lookAtLog(0x02, 512).answers(smartLog()))
-        .expect(identify(0x01).answers(identifyController()))
-        .expect(identify(0x00, 1).answers(identifyNamespace(2097152).byte(25, 3)));
+        .expect(identify(0x01).answers(identifyController()));
     VelkoSsdJob job;
     EXPECT_EQ(JobRun(job, JOBTYPE_GET_PROPERTIES).on({&drive}),
               answer(property("Bootloader", "Bootloader", "19", "string", "Property not found") +
@@ -95,6 +95,7 @@ TEST(VelkoSsdJob, ShowsEverythingThatTheDriveHas) {
     setIndex(drive, 0);
     setText(drive, attributes::device::modelNumber(), "VELKO X1");
     drive.expect(hostNamespaces({unusedNamespace(1), unusedNamespace(2)}))
+        .expect(hostSizes({unusedNamespace(1), unusedNamespace(2)}))
         .expect(lookAtLog(0x02, 512).answers(smartLog().byte(0, 0x08)))
         .expect(identify(0x01).answers(identifyController()
                                            .le32(80, 0x00010302)
@@ -146,6 +147,7 @@ TEST(VelkoSsdJob, ShowsEverythingThatTheDriveHas) {
 TEST(VelkoSsdJob, NamespacesOfOtherCommandSetsAreNamed) {
     FakeDrive drive;
     drive.expect(hostNamespaces({unusedNamespace(1), unusedNamespace(2)}))
+        .expect(hostSizes({unusedNamespace(1), unusedNamespace(2)}))
         .expect(lookAtLog(0x02, 512).answers(smartLog()))
         .expect(identify(0x01).answers(identifyController().le32(80, 0x00020000)))
         .expect(identify(0x00, 1).answers(identifyNamespace(262144, 12)))
@@ -200,9 +202,9 @@ std::string statusesOf(const std::string& shown) {
 TEST(VelkoSsdJob, NamespacesOfAnUnpluggedDriveAreAnErrorBesideWhatIsKnown) {
     const Script script{
         hostNamespaces({unusedNamespace(1)}),
+        identify(0x00, 1).answers(identifyNamespace(262144, 12)),
         lookAtLog(0x02, 512).answers(smartLog()),
         identify(0x01).answers(identifyController().le32(80, 0x00020000)),
-        identify(0x00, 1).answers(identifyNamespace(262144, 12)),
         hostLocation(),
         lookAtLog(0x03, 512),
         hostUses({unusedNamespace(1)}),
@@ -244,9 +246,9 @@ TEST(VelkoSsdJob, ShowsEachUseOfANamespace) {
     hidden.node = "";
     FakeDrive drive;
     drive.expect(hostNamespaces({used}))
+        .expect(identify(0x00, 1).answers(identifyNamespace(262144, 12)))
         .expect(lookAtLog(0x02, 512).answers(smartLog()))
         .expect(identify(0x01).answers(identifyController().le32(80, 0x00010302)))
-        .expect(identify(0x00, 1).answers(identifyNamespace(262144, 12)))
         .expect(hostLocation())
         .expect(lookAtLog(0x03, 512).refuses(0x4002))
         .expect(hostUses({used, hidden}))
@@ -267,12 +269,12 @@ TEST(VelkoSsdJob, ShowsEachUseOfANamespace) {
 TEST(VelkoSsdJob, AnUnpluggedDriveIsAnErrorAndNoLongerAsked) {
     const Script script{
         hostNamespaces({unusedNamespace(1)}),
+        identify(0x00, 1).answers(identifyNamespace(2097152)),
         lookAtLog(0x02, 512).answers(smartLog()),
         withList(),
         logList({0xC0, 0xC1}),
         ocpLog().answers(ocpSmart()),
         lookAtLog(0xC1, 512),
-        identify(0x00, 1),
     };
     expectUnplugged<FakeDrive>(
         script,
@@ -353,13 +355,18 @@ TEST(VelkoSsdJob, WhatARefusedIdentifyWouldHaveIsNotFound) {
 }
 
 TEST(VelkoSsdJob, WhatTheHostDoesNotHaveIsNotFound) {
-    for (const char* name : {"PhysicalSize", "SectorSize", "NamespaceID"}) {
+    for (const char* name : {"PhysicalSize", "SectorSize"}) {
         FakeDrive drive;
-        drive.expect(hostNamespaces({}));
+        drive.expect(hostNamespaces({})).expect(hostSizes({}));
         VelkoSsdJob job;
         const std::string shown = JobRun(job, JOBTYPE_GET_PROPERTIES).asking(name).on({&drive});
         EXPECT_NE(shown.find("value=\"Property not found\"/>"), std::string::npos) << name << shown;
     }
+    FakeDrive drive;
+    drive.expect(hostNamespaces({}));
+    VelkoSsdJob job;
+    const std::string shown = JobRun(job, JOBTYPE_GET_PROPERTIES).asking("NamespaceID").on({&drive});
+    EXPECT_NE(shown.find("value=\"Property not found\"/>"), std::string::npos) << shown;
 }
 
 TEST(VelkoSsdJob, TheGranularityOfFirmwareIsInBytes) {
@@ -392,6 +399,7 @@ TEST(VelkoSsdJob, OfAllPropertiesThoseThatTheDriveLacksAreLeftOut) {
     drive.expect(hostNamespaces({}))
         .expect(identify(0x01).answers(identifyController().byte(111, 3)))  // an administrative controller
         .expect(lookAtLog(0x02, 512).refuses(0x4002))
+        .expect(hostSizes({}))
         .expect(hostLocation())
         .expect(lookAtLog(0x03, 512).refuses(0x4002))
         .expect(hostUses({}));
@@ -454,11 +462,51 @@ TEST(VelkoSsdJob, ADriveWithoutNamespacesShowsItsTotalCapacity) {
 
 TEST(VelkoSsdJob, TheCapacityIsThatOfAllNamespaces) {
     FakeDrive drive;
-    drive.expect(hostNamespaces({unusedNamespace(1), unusedNamespace(2), unusedNamespace(3)}));
+    drive.expect(hostNamespaces({unusedNamespace(1), unusedNamespace(2), unusedNamespace(3)}))
+        .expect(hostSizes({unusedNamespace(1), unusedNamespace(2), unusedNamespace(3)}))
+        .expect(identify(0x00, 1).answers(identifyNamespace(2097152)));
     VelkoSsdJob job;
     EXPECT_EQ(JobRun(job, JOBTYPE_GET_PROPERTIES).asking("Capacity").asking("PhysicalSize").on({&drive}),
               answer(property("Capacity", "Capacity", "8", "string", "3.22 GB") +
                      inBytes("Physical Size", "PhysicalSize", "8", "sint64", "1073741824")));
+}
+
+/// The host knows what it uses, whatever the drive says.
+TEST(VelkoSsdJob, WhatTheDriveDoesNotSayOfItsSizeTheHostDoes) {
+    const struct {
+        Expected answer;
+        const char* why;
+    } CASES[] = {
+        {identify(0x00, 1).refuses(0x0006), "it refuses Identify"},
+        {identify(0x00, 1).answers(identifyNamespace(2097152, 0)), "its format is not there"},
+        {identify(0x00, 1).answers(identifyNamespace(0)), "it has no such namespace"},
+        {identify(0x00, 1).answers(identifyNamespace(UINT64_MAX)), "no number takes its size"},
+    };
+    for (const auto& c : CASES) {
+        FakeDrive drive;
+        drive.expect(hostNamespaces({unusedNamespace(1)})).expect(c.answer).expect(hostSizes({unusedNamespace(1)}));
+        VelkoSsdJob job;
+        EXPECT_EQ(JobRun(job, JOBTYPE_GET_PROPERTIES)
+                      .asking("Capacity")
+                      .asking("PhysicalSize")
+                      .asking("SectorSize")
+                      .on({&drive}),
+                  answer(property("Capacity", "Capacity", "8", "string", "1.07 GB") +
+                         inBytes("Physical Size", "PhysicalSize", "8", "sint64", "1073741824") +
+                         inBytes("Sector Size", "SectorSize", "4", "uint32", "512")))
+            << c.why;
+    }
+}
+
+TEST(VelkoSsdJob, TheSizesAreThoseThatTheDriveSays) {
+    FakeDrive drive;
+    drive.expect(hostNamespaces({unusedNamespace(1)})).expect(identify(0x00, 1).answers(identifyNamespace(1000, 12)));
+    VelkoSsdJob job;
+    EXPECT_EQ(
+        JobRun(job, JOBTYPE_GET_PROPERTIES).asking("Capacity").asking("PhysicalSize").asking("SectorSize").on({&drive}),
+        answer(property("Capacity", "Capacity", "8", "string", "4.10 MB") +
+               inBytes("Physical Size", "PhysicalSize", "8", "sint64", "4096000") +
+               inBytes("Sector Size", "SectorSize", "4", "uint32", "4096")));
 }
 
 TEST(VelkoSsdJob, TheStatusReportsEachWarning) {
