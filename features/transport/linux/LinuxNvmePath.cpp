@@ -423,7 +423,7 @@ Result<Payload> LinuxNvmePath::read(const NvmeCommand& command) {
 
 Result<std::vector<HostNamespace>> LinuxNvmePath::attachedNamespaces(bool withSizes) {
     LookErrors errors;
-    if (!topology_->isVisible(errors)) return identifyNamespaces([this](const NvmeCommand& c) { return read(c); });
+    if (!topology_->wasVisible(errors)) return identifyNamespaces([this](const NvmeCommand& c) { return read(c); });
     std::vector<HostNamespace> found;
     for (const NamespaceNode& node : topology_->namespacesOf(controller_, errors)) {
         found.push_back(hostNamespace(node, true));

@@ -45,6 +45,11 @@ bool NvmeTopology::isVisible(LookErrors& errors) const {
     return isSysfs(paths_, errors);
 }
 
+bool NvmeTopology::wasVisible(LookErrors& errors) const {
+    if (!wasVisible_) wasVisible_ = isVisible(errors);
+    return wasVisible_;
+}
+
 void NvmeTopology::addNodes(std::vector<std::string>& names, LookErrors& errors) const {
     for (const std::string& name : listFolder(paths_.dev, errors)) {
         if (isControllerName(name) && paths_.kernel->isCharacterDevice(paths_.dev + "/" + name)) names.push_back(name);
@@ -56,7 +61,7 @@ void NvmeTopology::addNodes(std::vector<std::string>& names, LookErrors& errors)
 std::vector<std::string> NvmeTopology::controllers(LookErrors& errors) const {
     // Without the driver there is no such folder; without sysfs its absence means nothing.
     LookErrors seen;
-    (void)isVisible(seen);  // what was found stays found
+    (void)wasVisible(seen);  // what was found stays found
     std::vector<std::string> names = listFolder(paths_.sys + "/class/nvme", seen);
     names.erase(std::remove_if(names.begin(), names.end(), [](const auto& name) { return !isControllerName(name); }),
                 names.end());

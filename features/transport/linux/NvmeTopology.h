@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 #include <map>
 #include <mutex>
@@ -43,6 +44,8 @@ public:
 
     /// Whether sysfs is there to be looked at; otherwise an error.
     bool isVisible(LookErrors& errors) const;
+    /// The same, asked until the answer is yes: for looks at many controllers, each of which notices its loss.
+    bool wasVisible(LookErrors& errors) const;
 
     std::string controllerFolder(const std::string& controller) const {
         return paths_.sys + "/class/nvme/" + controller;
@@ -57,6 +60,7 @@ private:
     std::map<uint32_t, std::string> multipathHeads(const std::string& controller, LookErrors& errors) const;
 
     LinuxPaths paths_;
+    mutable std::atomic<bool> wasVisible_{false};
     mutable std::once_flag subsystemsRead_;
     mutable std::map<std::string, std::string> subsystemFolders_;  ///< by controller
     mutable LookErrors subsystemErrors_;                           ///< of that one look

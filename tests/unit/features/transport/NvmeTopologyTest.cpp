@@ -198,6 +198,22 @@ TEST_F(UnreadableSysfs, AFileSystemThatIsNotMountedIsAnError) {
     EXPECT_EQ(ofNamespaces.text(), machine_.path("/sys") + ": sysfs is not mounted.");
 }
 
+TEST_F(UnreadableSysfs, AFileSystemThatWasSeenIsMissedByTheNextLookAtAController) {
+    const NvmeTopology topology(machine_.paths());
+    machine_.kernel->mounted = {"/proc"};
+    LookErrors before;
+    EXPECT_FALSE(topology.wasVisible(before));
+    EXPECT_EQ(before.text(), machine_.path("/sys") + ": sysfs is not mounted.");
+    machine_.kernel->mounted = {"/proc", "/sys"};
+    EXPECT_TRUE(topology.wasVisible(errors_)) << "asked again";
+    machine_.kernel->mounted = {"/proc"};
+    EXPECT_TRUE(topology.wasVisible(errors_));
+    EXPECT_EQ(errors_.text(), "");
+    std::filesystem::remove_all(machine_.path("/sys"));
+    EXPECT_EQ(texts(topology.namespacesOf("nvme0", errors_)), Names());
+    EXPECT_EQ(errors_.text(), machine_.path("/sys") + ": sysfs is not mounted.");
+}
+
 TEST_F(UnreadableSysfs, NodesAreNoDrivesWhereSysfsHasNone) {
     std::filesystem::remove(machine_.path("/sys/class/nvme/nvme0"));
     EXPECT_EQ(NvmeTopology(machine_.paths()).controllers(errors_), Names()) << "a stale node";
