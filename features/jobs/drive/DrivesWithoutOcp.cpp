@@ -62,6 +62,11 @@ void DrivesWithoutOcp::read() {
     std::copy_if(lines.begin() + 1, lines.end(), std::inserter(lines_, lines_.end()), isLine);
 }
 
+void DrivesWithoutOcp::load() {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    read();
+}
+
 bool DrivesWithoutOcp::contains(const nvme::Drive& drive) {
     const std::string line = lineOf(drive);
     if (line.empty()) return false;

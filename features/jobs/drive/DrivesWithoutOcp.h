@@ -20,6 +20,8 @@ public:
     DrivesWithoutOcp();
     DrivesWithoutOcp(std::string folder, std::string bootIdPath);
 
+    /// Reads the file now, where it was not: before threads that would wait for the one of them that reads it.
+    void load();
     bool contains(const nvme::Drive& drive);
     /// Noted, and kept by the next keep().
     void add(const nvme::Drive& drive);

@@ -1,5 +1,6 @@
 #include "features/jobs/inventory/VelkoSsdJob.h"
 
+#include <algorithm>
 #include <optional>
 #include <string>
 
@@ -19,6 +20,7 @@
 #include "features/nvme/structures/IdentifyController.h"
 #include "features/nvme/structures/OcpSmartLog.h"
 #include "features/nvme/structures/SmartHealthLog.h"
+#include "features/transport/KernelDrive.h"
 #include "ostrel/core/AttributeVocabulary.h"
 #include "ostrel/core/Device.h"
 #include "ostrel/core/StatusCatalogue.h"
@@ -380,6 +382,10 @@ Status VelkoSsdJob::checkRequest(const Arguments& arguments) {
 }
 
 Status VelkoSsdJob::getProperties(const std::shared_ptr<xml::XmlObject>& output) {
+    const auto& devices = getDevices();
+    if (std::count_if(devices.begin(), devices.end(), [](const auto& d) { return transport::isKernelNvmeDrive(*d); }) >
+        1)
+        withoutOcp_.load();
     Status status = DriveJob::getProperties(output);
     withoutOcp_.keep();
     return status;

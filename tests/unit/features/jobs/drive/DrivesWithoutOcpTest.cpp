@@ -54,6 +54,15 @@ protected:
     }
 };
 
+TEST_F(WithoutOcp, AreReadOnce) {
+    keep(drive_);
+    DrivesWithoutOcp drives(folder_ / "state", bootId_);
+    drives.load();
+    std::filesystem::remove(file_);
+    EXPECT_TRUE(drives.contains(drive_));
+    EXPECT_FALSE(isKept(drive_));
+}
+
 TEST_F(WithoutOcp, AreKeptBySerialNumberFirmwareAndModel) {
     EXPECT_FALSE(isKept(drive_));
     keep(drive_);
