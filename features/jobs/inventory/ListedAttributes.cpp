@@ -19,18 +19,6 @@ bool isRequested(const AttributeList& requested, const std::string& name) {
 
 }  // namespace
 
-Attribute listedAttribute(Attribute attribute, const std::string& text, const std::string& unit) {
-    if (failed(attribute.fromText(text)))
-        attribute = Attribute(attribute.getName(), attribute.getDisplayName(), typeString(), text);
-    attribute.setDescription(unit);
-    return attribute;
-}
-
-Attribute missingAttribute(const Attribute& attribute) {
-    // A text: the reader takes text in a numeric type for a number.
-    return Attribute(attribute.getName(), attribute.getDisplayName(), typeString(), "Property not found");
-}
-
 bool isWanted(const std::string& name, bool isKey, bool all, const DriveOutput& out) {
     return out.requested() != nullptr ? isRequested(*out.requested(), name) : all || isKey;
 }

@@ -7,6 +7,7 @@
 
 #include "features/jobs/base/DriveOutput.h"
 #include "features/jobs/firmware/FirmwareModules.h"
+#include "features/jobs/inventory/SharedAttributes.h"
 #include "ostrel/core/Attribute.h"
 #include "ostrel/core/AttributeList.h"
 #include "ostrel/core/Device.h"
@@ -27,27 +28,23 @@ struct ListedRow {
     const char* unit = "";
 };
 
-/// The attribute with its text, typed as the vocabulary has it.
-ostrel::core::Attribute listedAttribute(ostrel::core::Attribute attribute, const std::string& text,
-                                        const std::string& unit);
-/// The attribute of a drive that does not have it.
-ostrel::core::Attribute missingAttribute(const ostrel::core::Attribute& attribute);
 /// Whether an attribute is shown: the request names it, or names none and it is a key one or all are wanted.
 bool isWanted(const std::string& name, bool isKey, bool all, const DriveOutput& out);
 
 /// The wanted attributes of a drive, in `list`. Only what they need is asked of the drive.
 template <typename Facts, std::size_t COUNT>
 ostrel::core::Status listAttributes(const ListedRow<Facts> (&rows)[COUNT], Facts& facts, bool all,
-                                    const DriveOutput& out, ostrel::core::AttributeList& list) {
+                                    const DriveOutput& out, SharedAttributes& shared,
+                                    ostrel::core::AttributeList& list) {
     for (const ListedRow<Facts>& row : rows) {
         const std::string name = row.attribute().getName();
         if (!isWanted(name, row.isKey, all, out)) continue;
         const ListedText text = row.text(facts);
         if (failed(facts.failure())) return facts.failure();
         if (text) {
-            list[name] = listedAttribute(row.attribute(), *text, row.unit);
+            list[name] = shared.listed(row.attribute(), *text, row.unit);
         } else if (row.isKey || out.requested() != nullptr) {
-            list[name] = missingAttribute(row.attribute());
+            list[name] = shared.missing(row.attribute());
         }
     }
     return {};

@@ -281,7 +281,7 @@ Status VelkoSsdJob::showAtaDrive(ata::Drive& drive, const Arguments& arguments, 
     ListedSataDrive facts(drive, *modules_);
     AttributeList list;
     const bool all = arguments.flag(attributes::feature::showAllFlag().getName());
-    RETURN_IF_FAILED(listAttributes(ROWS, facts, all, out, list));
+    RETURN_IF_FAILED(listAttributes(ROWS, facts, all, out, shared_, list));
     out.addAttributes(title(), list);
     // The rest is known and shown; that the drive's health is not makes it a drive that failed.
     if (failed(facts.healthRefusal()))

@@ -397,7 +397,7 @@ Status VelkoSsdJob::showDrive(nvme::Drive& drive, const Arguments& arguments, Dr
     ListedDrive facts(drive, *modules_, withoutOcp_);
     const bool all = arguments.flag(attributes::feature::showAllFlag().getName());
     AttributeList list;
-    RETURN_IF_FAILED(listAttributes(ROWS, facts, all, out, list));
+    RETURN_IF_FAILED(listAttributes(ROWS, facts, all, out, shared_, list));
     const bool isUnknown = list.count(device::deviceStatus().getName()) != 0 && failed(facts.smartRefusal());
     out.addAttributes(title(), list);
     if (all && out.requested() == nullptr) {

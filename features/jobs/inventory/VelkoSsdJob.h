@@ -3,6 +3,7 @@
 #include "features/jobs/base/CloneableJob.h"
 #include "features/jobs/drive/DrivesWithoutOcp.h"
 #include "features/jobs/firmware/FirmwareModules.h"
+#include "features/jobs/inventory/SharedAttributes.h"
 
 namespace features::jobs {
 
@@ -28,6 +29,7 @@ private:
 
     std::unique_ptr<const FirmwareModules> modules_;  // while the job runs
     DrivesWithoutOcp withoutOcp_;
+    SharedAttributes shared_;
 };
 
 }  // namespace features::jobs
