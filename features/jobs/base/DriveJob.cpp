@@ -21,8 +21,7 @@ namespace {
 
 /// Enough to keep a shelf of drives busy, and few enough to leave the machine to its work.
 constexpr std::size_t DRIVES_AT_ONCE = 8;
-/// More than what is shown of a drive takes: each of a few dozen values has a page of memory.
-constexpr std::size_t DRIVE_BYTES = std::size_t{96} << 10;
+constexpr std::size_t KIB = 1024;
 
 std::unique_ptr<xml::XmlObject> outputObject() {
     auto object = std::make_unique<xml::XmlObject>();
@@ -99,7 +98,7 @@ void DriveJob::runOnDrives(xml::XmlObject& output, const AttributeList* requeste
     const std::vector<std::string> names = driveNames();
     std::vector<std::unique_ptr<DriveOutput>> outputs(devices.size());
     parallelFor(devices.size(), atOnce, [&](std::size_t i) {
-        makeHeapRoom(DRIVE_BYTES);
+        makeHeapRoom(bytesOfDrive());
         outputs[i] = std::make_unique<DriveOutput>(names[i], requested, devices[i].get());
         const Status status = runOnDrive(operation, *devices[i], *outputs[i]);
         if (failed(status)) outputs[i]->addStatus(title_, status);
@@ -112,6 +111,10 @@ void DriveJob::runOnDrives(xml::XmlObject& output, const AttributeList* requeste
 void DriveJob::addOutput(xml::XmlObject& output, DriveOutput& drive) {
     output.objects.push_back(outputObject());
     append(*output.objects.back(), drive);
+}
+
+std::size_t DriveJob::bytesOfDrive() const {
+    return 96 * KIB;  // each of a few dozen values has a page
 }
 
 std::vector<std::string> DriveJob::driveNames() const {

@@ -59,6 +59,9 @@ protected:
     /// Adds one output object with what `drive` gave; it is empty then.
     static void addOutput(ostrel::core::xml::XmlObject& output, DriveOutput& drive);
 
+    /// The memory that what is shown of a drive takes, in bytes, for makeHeapRoom().
+    virtual std::size_t bytesOfDrive() const;
+
     /// Whether the drive understands ATA commands, not those of NVMe.
     static bool isAta(const ostrel::core::Device& device);
     /// Whether the request names drives, and they are one.

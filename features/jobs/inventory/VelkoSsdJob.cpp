@@ -391,6 +391,10 @@ Status VelkoSsdJob::getProperties(const std::shared_ptr<xml::XmlObject>& output)
     return status;
 }
 
+std::size_t VelkoSsdJob::bytesOfDrive() const {
+    return std::size_t{40} << 10;  // drives share most of their values
+}
+
 Status VelkoSsdJob::showDrive(nvme::Drive& drive, const Arguments& arguments, DriveOutput& out) {
     const std::string error = drive.device().getAttribute(device::errorString()).getText();
     if (!error.empty()) return withDetails(statuses::deviceDataRetrievalFailed(), error);

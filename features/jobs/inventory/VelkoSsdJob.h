@@ -23,6 +23,7 @@ protected:
     ostrel::core::Status checkRequest(const Arguments& arguments) override;
     ostrel::core::Status showDrive(nvme::Drive& drive, const Arguments& arguments, DriveOutput& out) override;
     ostrel::core::Status showAtaDrive(ata::Drive& drive, const Arguments& arguments, DriveOutput& out) override;
+    std::size_t bytesOfDrive() const override;
 
 private:
     static ostrel::core::AttributeList supportedOfSata();
