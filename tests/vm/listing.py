@@ -38,11 +38,11 @@ class OneDrive(VmTestCase):
     def test_is_asked_for_nothing_that_is_not_shown(self):
         log, identify = "NVME_ADM_CMD_GET_LOG_PAGE", "NVME_ADM_CMD_IDENTIFY"
         for arguments, commands in (
-                ("-d SerialNumber,Firmware,Capacity -velkossd 0", []),
-                ("-d MaximumLBA -velkossd 0", [identify]),
+                ("-d SerialNumber,Firmware -velkossd 0", []),
+                ("-d Capacity,MaximumLBA,SectorSize -velkossd 0", [identify]),
                 ("-d Temperature -velkossd 0 -smart", [log]),
                 ("-velkossd 0 -smart", [log, identify]),
-                ("-velkossd 0", [log, identify, identify])):
+                ("-velkossd 0", [identify, log, identify])):
             with self.subTest(arguments):
                 self.machine.shell("rm -f /var/lib/nimbrel/drives-without-ocp")
                 self.machine.nvme_commands()
@@ -57,7 +57,7 @@ class OneDrive(VmTestCase):
         boot = self.machine.shell("cat /proc/sys/kernel/random/boot_id").stdout
         firmware = self.machine.shell("cat /sys/class/nvme/nvme0/firmware_rev").stdout.strip().replace(".", "%2E")
         self.assertEqual(self.machine.shell(f"cat {kept}").stdout, f"{boot}S1 {firmware} QEMU%20NVMe%20Ctrl\n")
-        for arguments, commands in (("-velkossd 0 -smart", [log]), ("-velkossd 0", [log, identify])):
+        for arguments, commands in (("-velkossd 0 -smart", [log]), ("-velkossd 0", [identify, log])):
             with self.subTest(arguments):
                 self.machine.nvme_commands()
                 self.assertEqual(self.machine.shell(f"nimbrel show {arguments}").status, 0)
