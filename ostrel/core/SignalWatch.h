@@ -1,8 +1,9 @@
 #pragma once
 
+#include <pthread.h>
+
 #include <csignal>
 #include <string>
-#include <thread>
 
 namespace ostrel::core {
 
@@ -25,7 +26,8 @@ public:
     SignalWatch& operator=(const SignalWatch&) = delete;
 
 private:
-    void start();
+    bool start();
+    static void* run(void* watch);
     void wait() const;
 
     std::string words_;
@@ -33,7 +35,10 @@ private:
     sigset_t previousMask_;
     struct sigaction previousEnd_;
     pthread_t owner_;
-    std::thread thread_;  // not joinable where there is none
+    // A std::thread frees memory when its function returns, and the C library gives a thread that does a heap of its
+    // own first: five system calls in each command.
+    pthread_t thread_;
+    bool hasThread_ = false;
 };
 
 }  // namespace ostrel::core

@@ -1,10 +1,8 @@
 #include "ostrel/core/SignalWatch.h"
 
-#include <pthread.h>
 #include <unistd.h>
 
 #include <atomic>
-#include <exception>
 
 #include "ostrel/core/FileDescriptor.h"
 #include "ostrel/core/ScopeTrace.h"
@@ -73,36 +71,39 @@ std::string nameOf(int number) {
 }  // namespace
 
 SignalWatch::SignalWatch(const std::string& words)
-    : words_(words), watched_(endingSignals()), previousMask_(), previousEnd_(), owner_(pthread_self()) {
+    : words_(words), watched_(endingSignals()), previousMask_(), previousEnd_(), owner_(pthread_self()), thread_() {
     OSTREL_TRACE();
     pthread_sigmask(SIG_BLOCK, &watched_, &previousMask_);
     struct sigaction end{};
     end.sa_handler = endProcess;
     sigfillset(&end.sa_mask);
     sigaction(endSignal(), &end, &previousEnd_);
-    try {
-        start();
-    } catch (const std::exception&) {
-        // No thread, or no memory for one: the work is worth more than the line.
-        sigaction(endSignal(), &previousEnd_, nullptr);
-        pthread_sigmask(SIG_SETMASK, &previousMask_, nullptr);
-    }
+    hasThread_ = start();
+    if (hasThread_) return;
+    // The work is worth more than the line.
+    sigaction(endSignal(), &previousEnd_, nullptr);
+    pthread_sigmask(SIG_SETMASK, &previousMask_, nullptr);
 }
 
 SignalWatch::~SignalWatch() {
     OSTREL_TRACE();
-    if (!thread_.joinable()) return;
-    pthread_kill(thread_.native_handle(), endSignal());
-    thread_.join();
+    if (!hasThread_) return;
+    pthread_kill(thread_, endSignal());
+    pthread_join(thread_, nullptr);
     sigaction(endSignal(), &previousEnd_, nullptr);
     // What came too late for a line acts now.
     pthread_sigmask(SIG_SETMASK, &previousMask_, nullptr);
 }
 
-void SignalWatch::start() {
+bool SignalWatch::start() {
     OSTREL_TRACE();
     const SignalBlock inherited;  // the thread takes signals by its wait alone
-    thread_ = std::thread(&SignalWatch::wait, this);
+    return pthread_create(&thread_, nullptr, &SignalWatch::run, this) == 0;
+}
+
+void* SignalWatch::run(void* watch) {
+    static_cast<const SignalWatch*>(watch)->wait();
+    return nullptr;
 }
 
 void SignalWatch::wait() const {
