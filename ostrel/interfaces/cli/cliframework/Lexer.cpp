@@ -12,11 +12,6 @@ namespace {
 constexpr std::string_view EQUAL = "=";
 constexpr std::string_view COMMA = ",";
 
-std::string withDash(const std::string& name) {
-    CLI_TRACE();
-    return !name.empty() && name[0] == '-' ? name : "-" + name;
-}
-
 /// Cuts each argument at its first "=" only: "Path=a=b" has the value "a=b".
 std::vector<std::string_view> cutAtEqual(const std::vector<std::string>& arguments) {
     CLI_TRACE();
@@ -50,23 +45,57 @@ std::vector<std::string_view> cutAtCommas(const std::vector<std::string_view>& p
 
 Lexer::Lexer(const CandidateCommands& commands) {
     CLI_TRACE();
-    commands_.reserve(commands.size());
-    for (const CandidateCommand& candidate : commands) commands_.push_back(wordsOf(candidate.commandSpec));
+    makeRoom(commands);
+    for (const CandidateCommand& candidate : commands) {
+        const CommandSpec& command = candidate.commandSpec;
+        commands_.push_back({keep(command.verb), keepAll(command.targets, &Lexer::keepWithDash),
+                             keepAll(command.options, &Lexer::keepWithDash),
+                             keepAll(command.properties, &Lexer::keep)});
+    }
 }
 
-Lexer::Vocabulary Lexer::wordsOf(const CommandSpec& command) {
+void Lexer::makeRoom(const CandidateCommands& commands) {
     CLI_TRACE();
-    Vocabulary words;
-    words.verb = command.verb;
-    words.targets.reserve(command.targets.size());
-    for (const CommandPart& target : command.targets) words.targets.push_back(withDash(target.name));
-    words.options.reserve(command.options.size());
-    for (const CommandPart& option : command.options) {
-        words.options.push_back({withDash(option.name), option.shortName.empty() ? "" : withDash(option.shortName)});
+    constexpr size_t DASHES = 2;
+    size_t length = 0;
+    size_t names = 0;
+    for (const CandidateCommand& candidate : commands) {
+        const CommandSpec& command = candidate.commandSpec;
+        length += command.verb.size();
+        for (const auto* parts : {&command.targets, &command.options, &command.properties}) {
+            names += parts->size();
+            for (const CommandPart& part : *parts) length += part.name.size() + part.shortName.size() + DASHES;
+        }
     }
-    words.properties.reserve(command.properties.size());
-    for (const CommandPart& property : command.properties) words.properties.push_back(property.name);
-    return words;
+    text_.reserve(length);
+    names_.reserve(names);
+    commands_.reserve(commands.size());
+}
+
+std::string_view Lexer::keep(const std::string& word) {
+    CLI_TRACE();
+    const size_t begin = text_.size();
+    text_ += word;
+    return std::string_view(text_).substr(begin);
+}
+
+std::string_view Lexer::keepWithDash(const std::string& word) {
+    CLI_TRACE();
+    const size_t begin = text_.size();
+    if (word.empty() || word[0] != '-') text_ += '-';
+    text_ += word;
+    return std::string_view(text_).substr(begin);
+}
+
+Lexer::Names Lexer::keepAll(const std::vector<CommandPart>& parts,
+                            std::string_view (Lexer::*keepOne)(const std::string& word)) {
+    CLI_TRACE();
+    const size_t begin = names_.size();
+    for (const CommandPart& part : parts) {
+        names_.push_back(
+            {(this->*keepOne)(part.name), part.shortName.empty() ? std::string_view() : keepWithDash(part.shortName)});
+    }
+    return {names_.data() + begin, names_.data() + names_.size()};
 }
 
 std::vector<Token> Lexer::tokenize(int argc, const char* const* argv) const {
@@ -128,7 +157,7 @@ Lexer::Lookup Lexer::lookUp(const Word& word, const Vocabulary& command, const s
 Lexer::Lookup Lexer::foundVerb(const Vocabulary& command, const std::string& currentVerb, Token& token) {
     CLI_TRACE();
     CLI_LOG("Found verb: " << command.verb);
-    token = {command.verb, TOKENTYPE_VERB};
+    token = {std::string(command.verb), TOKENTYPE_VERB};
     if (currentVerb.empty()) return Lookup::FOUND;
     CLI_LOG("Multiple verbs provided. Unable to process");
     return Lookup::FOUND_THEN_STOP;
@@ -137,16 +166,16 @@ Lexer::Lookup Lexer::foundVerb(const Vocabulary& command, const std::string& cur
 Lexer::Lookup Lexer::lookUpTarget(const Word& word, const Vocabulary& command, const std::string& currentVerb,
                                   Token& token) {
     CLI_TRACE();
-    for (const std::string& target : command.targets) {
-        if (!stringsIEqual(word.text, target)) continue;
+    for (const Name& target : command.targets) {
+        if (!stringsIEqual(word.text, target.text)) continue;
         if (currentVerb.empty()) {
             CLI_LOG("Verb missing before target. Unable to process target");
             return Lookup::STOP;
         }
         // A target of another verb's command does not count.
         if (command.verb != currentVerb) continue;
-        CLI_LOG("Found target: " << target);
-        token = {target, TOKENTYPE_TARGET};
+        CLI_LOG("Found target: " << target.text);
+        token = {std::string(target.text), TOKENTYPE_TARGET};
         return Lookup::FOUND;
     }
     return Lookup::NOT_FOUND;
@@ -154,10 +183,10 @@ Lexer::Lookup Lexer::lookUpTarget(const Word& word, const Vocabulary& command, c
 
 Lexer::Lookup Lexer::lookUpOption(const Word& word, const Vocabulary& command, Token& token) {
     CLI_TRACE();
-    for (const Option& option : command.options) {
-        if (!stringsIEqual(word.text, option.name) && !stringsIEqual(word.text, option.shortName)) continue;
-        CLI_LOG("Found option: " << option.name);
-        token = {option.name, TOKENTYPE_OPTION};
+    for (const Name& option : command.options) {
+        if (!stringsIEqual(word.text, option.text) && !stringsIEqual(word.text, option.shortName)) continue;
+        CLI_LOG("Found option: " << option.text);
+        token = {std::string(option.text), TOKENTYPE_OPTION};
         return Lookup::FOUND;
     }
     return Lookup::NOT_FOUND;
@@ -166,10 +195,10 @@ Lexer::Lookup Lexer::lookUpOption(const Word& word, const Vocabulary& command, T
 Lexer::Lookup Lexer::lookUpProperty(const Word& word, const Vocabulary& command, Token& token) {
     CLI_TRACE();
     if (!word.isFollowedByEqual) return Lookup::NOT_FOUND;
-    for (const std::string& property : command.properties) {
-        if (!stringsIEqual(word.text, property)) continue;
-        CLI_LOG("Found property for set: " << property);
-        token = {property, TOKENTYPE_PROPERTY};
+    for (const Name& property : command.properties) {
+        if (!stringsIEqual(word.text, property.text)) continue;
+        CLI_LOG("Found property for set: " << property.text);
+        token = {std::string(property.text), TOKENTYPE_PROPERTY};
         return Lookup::FOUND;
     }
     return Lookup::NOT_FOUND;
