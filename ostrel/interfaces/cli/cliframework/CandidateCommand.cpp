@@ -11,6 +11,8 @@ void removeCandidates(CandidateCommands& commands, std::vector<CommandSpec>& rem
                       const std::function<bool(CommandSpec&)>& keep) {
     CLI_TRACE();
     CandidateCommands kept;
+    kept.reserve(commands.size());
+    removed.reserve(removed.size() + commands.size());
     for (auto command = commands.rbegin(); command != commands.rend(); ++command) {
         if (keep(command->commandSpec)) {
             kept.push_back(std::move(*command));

@@ -10,6 +10,14 @@ namespace cli::framework {
 
 namespace {
 
+/// None where the list does not have it.
+CommandPart* findPart(std::vector<CommandPart>& list, const std::string& name) {
+    CLI_TRACE();
+    const auto known =
+        std::find_if(list.begin(), list.end(), [&](const CommandPart& part) { return part.name == name; });
+    return known == list.end() ? nullptr : &*known;
+}
+
 std::string partToString(const CommandPart& part, bool isProperty) {
     CLI_TRACE();
     std::string text = part.name;
@@ -34,6 +42,11 @@ CommandPart& CommandSpec::addOption(const CommandPart& part) {
     return addPart(options, part);
 }
 
+CommandPart& CommandSpec::addOption(CommandPart&& part) {
+    CLI_TRACE();
+    return addPart(options, std::move(part));
+}
+
 CommandPart& CommandSpec::addOption(const std::string& name, bool required, const std::string& value,
                                     bool valueRequired, const std::string& help, const std::string& shortName) {
     CLI_TRACE();
@@ -43,6 +56,11 @@ CommandPart& CommandSpec::addOption(const std::string& name, bool required, cons
 CommandPart& CommandSpec::addTarget(const CommandPart& part) {
     CLI_TRACE();
     return addPart(targets, part);
+}
+
+CommandPart& CommandSpec::addTarget(CommandPart&& part) {
+    CLI_TRACE();
+    return addPart(targets, std::move(part));
 }
 
 CommandPart& CommandSpec::addTarget(const std::string& name, bool required, const std::string& value,
@@ -56,6 +74,11 @@ CommandPart& CommandSpec::addProperty(const CommandPart& part) {
     return addPart(properties, part);
 }
 
+CommandPart& CommandSpec::addProperty(CommandPart&& part) {
+    CLI_TRACE();
+    return addPart(properties, std::move(part));
+}
+
 CommandPart& CommandSpec::addProperty(const std::string& name, bool required, const std::string& value,
                                       bool valueRequired, const std::string& help) {
     CLI_TRACE();
@@ -64,9 +87,14 @@ CommandPart& CommandSpec::addProperty(const std::string& name, bool required, co
 
 CommandPart& CommandSpec::addPart(std::vector<CommandPart>& list, const CommandPart& part) {
     CLI_TRACE();
-    const auto known =
-        std::find_if(list.begin(), list.end(), [&](const CommandPart& other) { return other.name == part.name; });
-    return known != list.end() ? *known : list.emplace_back(part);
+    CommandPart* known = findPart(list, part.name);
+    return known != nullptr ? *known : list.emplace_back(part);
+}
+
+CommandPart& CommandSpec::addPart(std::vector<CommandPart>& list, CommandPart&& part) {
+    CLI_TRACE();
+    CommandPart* known = findPart(list, part.name);
+    return known != nullptr ? *known : list.emplace_back(std::move(part));
 }
 
 std::string CommandSpec::asStr() const {

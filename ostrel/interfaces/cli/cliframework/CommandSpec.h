@@ -19,15 +19,19 @@ public:
     CommandSpec(int32_t id, std::string name, std::string verb, std::string help);
 
     CommandPart& addOption(const CommandPart& part);
+    CommandPart& addOption(CommandPart&& part);
     CommandPart& addOption(const std::string& name, bool required, const std::string& value, bool valueRequired,
                            const std::string& help, const std::string& shortName);
     CommandPart& addTarget(const CommandPart& part);
+    CommandPart& addTarget(CommandPart&& part);
     CommandPart& addTarget(const std::string& name, bool required, const std::string& value, bool valueRequired,
                            const std::string& help);
     CommandPart& addProperty(const CommandPart& part);
+    CommandPart& addProperty(CommandPart&& part);
     CommandPart& addProperty(const std::string& name, bool required, const std::string& value, bool valueRequired,
                              const std::string& help);
     static CommandPart& addPart(std::vector<CommandPart>& list, const CommandPart& part);
+    static CommandPart& addPart(std::vector<CommandPart>& list, CommandPart&& part);
 
     /// The usage line: verb, options, targets, properties.
     std::string asStr() const;
