@@ -50,7 +50,7 @@ char* drain(std::string& value, char* out) {
 Answer::Answer(xml::XmlObject& root) {
     takeLargeValues(root);
     text_ = root.toXmlString();
-    placeLargeValues(root, text_.size() - root.xmlSize());
+    if (!values_.empty()) placeLargeValues(root, text_.size() - root.xmlSize());
     size_ = text_.size();
     for (const LargeValue& value : values_) size_ += value.text.size();
 }
@@ -69,7 +69,6 @@ void Answer::takeLargeValues(const xml::XmlObject& object) {
 
 /// `offset`: where the object begins in the text.
 void Answer::placeLargeValues(const xml::XmlObject& object, std::size_t offset) {
-    if (values_.empty()) return;
     offset += startTagSize(object);
     for (const auto& property : object.properties) {
         const auto isOfProperty = [&](const LargeValue& value) { return value.property == property.get(); };
