@@ -100,13 +100,16 @@ std::unique_ptr<XmlElement> XmlConverter::toXml(std::string&& xmlText) {
 std::unique_ptr<XmlProperty> XmlConverter::attributeToXml(const Attribute& attribute) {
     OSTREL_TRACE();
     auto property = std::make_unique<XmlProperty>();
-    property->attributes[KEY_CATEGORY] = CATEGORY_ATTRIBUTE;
-    property->attributes[KEY_TYPE] = attribute.getType();
-    if (!attribute.getDescription().empty()) property->attributes[KEY_DESCRIPTION] = attribute.getDescription();
-    property->attributes[KEY_DISPLAY_NAME] = attribute.getDisplayName();
-    property->attributes[KEY_NAME] = attribute.getName();
-    property->attributes[KEY_VALUE] = attribute.getText();
-    property->attributes[KEY_SIZE] = numberToText(attribute.getSize());
+    // In the order of the keys: each belongs at the end, and none is looked up. Most of a message is made here.
+    auto& values = property->attributes;
+    values.emplace_hint(values.end(), KEY_CATEGORY, CATEGORY_ATTRIBUTE);
+    if (!attribute.getDescription().empty())
+        values.emplace_hint(values.end(), KEY_DESCRIPTION, attribute.getDescription());
+    values.emplace_hint(values.end(), KEY_DISPLAY_NAME, attribute.getDisplayName());
+    values.emplace_hint(values.end(), KEY_NAME, attribute.getName());
+    values.emplace_hint(values.end(), KEY_SIZE, numberToText(attribute.getSize()));
+    values.emplace_hint(values.end(), KEY_TYPE, attribute.getType());
+    values.emplace_hint(values.end(), KEY_VALUE, attribute.getText());
     return property;
 }
 
