@@ -11,8 +11,8 @@ SIMDRIVE = os.environ["NIMBREL_SIMDRIVE"]
 IS_HARDENED = os.environ["NIMBREL_HARDENED"] == "1"
 # More than a request has threads, so that drives and no threads are counted.
 FEW, MORE = 16, 32
-# 102 are measured. Waits of threads for each other come and go.
-MAX_CALLS = 112
+# 90 are measured. Waits of threads for each other come and go.
+MAX_CALLS = 99
 WAITS = "futex"
 # Each of them needs more memory than Python, whose peak counts until the tool is executed.
 HUNDREDS, MANY = 250, 750

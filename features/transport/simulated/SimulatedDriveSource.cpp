@@ -65,7 +65,7 @@ std::optional<DriveLocation> SimulatedDriveSource::locate(const std::string& pat
     const auto identity = simulator::DriveFolder::readIdentity(drive);
     if (identity && simulator::isSata(identity->description.model)) return std::nullopt;  // has one node
     simulator::Controller controller(drive, clock_);
-    const AttachedNamespaces namespaces = attachedNamespaces(controller, drive);
+    const AttachedNamespaces namespaces = attachedNamespaces(controller, drive, false);
     const Status& status = namespaces.status;
     if (failed(status)) errors.add(drive, static_cast<int>(status.getCode()), withoutPeriod(status.getMessage()));
     for (const HostNamespace& part : namespaces.found) {

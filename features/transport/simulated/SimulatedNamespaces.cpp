@@ -37,32 +37,40 @@ Result<std::vector<uint8_t>> identify(Controller& controller, uint8_t cns, uint3
     return status;
 }
 
-HostNamespace hostNamespace(const std::string& folder, uint32_t nsid, const uint8_t* identify) {
-    const nvme::NamespaceProperties properties(identify);
+HostNamespace hostNamespace(const std::string& folder, uint32_t nsid) {
     HostNamespace part;
     part.nsid = nsid;
     part.node = simulator::namespaceNode(folder, nsid);
+    return part;
+}
+
+void addSizes(HostNamespace& part, const uint8_t* identify) {
+    const nvme::NamespaceProperties properties(identify);
     part.blockBytes = properties.format().dataBytes();
     part.metadataBytes = properties.format().metadataBytes;
     part.sizeBytes = properties.sizeBlocks * part.blockBytes;
-    return part;
 }
 
 }  // namespace
 
-AttachedNamespaces attachedNamespaces(Controller& controller, const std::string& folder) {
+AttachedNamespaces attachedNamespaces(Controller& controller, const std::string& folder, bool withSizes) {
     AttachedNamespaces attached;
     const auto list = identify(controller, nvme::CNS_ACTIVE_NAMESPACES, 0);
     if (!list) attached.status = list.error();
     for (size_t at = 0; list && at + 4 <= list->size(); at += 4) {
         const uint32_t nsid = nvme::le32(list->data() + at);
         if (nsid == 0) break;
-        const auto data = identify(controller, nvme::CNS_NAMESPACE, nsid);
-        if (!data) {
-            attached.status = data.error();
-            break;
+        HostNamespace part = hostNamespace(folder, nsid);
+        if (withSizes) {
+            const auto data = identify(controller, nvme::CNS_NAMESPACE, nsid);
+            if (!data) {
+                attached.status = data.error();
+                break;
+            }
+            if (data->empty()) continue;
+            addSizes(part, data->data());
         }
-        if (!data->empty()) attached.found.push_back(hostNamespace(folder, nsid, data->data()));
+        attached.found.push_back(std::move(part));
     }
     return attached;
 }

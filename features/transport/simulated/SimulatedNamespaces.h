@@ -14,6 +14,7 @@ struct AttachedNamespaces {
     std::vector<HostNamespace> found;
     ostrel::core::Status status;  ///< an error: there may be more than were found before it
 };
-AttachedNamespaces attachedNamespaces(simulator::Controller& controller, const std::string& folder);
+/// `withSizes`: each namespace is identified for them.
+AttachedNamespaces attachedNamespaces(simulator::Controller& controller, const std::string& folder, bool withSizes);
 
 }  // namespace features::transport

@@ -152,7 +152,8 @@ Status SimulatedNvmePath::sendHost(const HostCommand& command, CommandResult& re
         case HostRequest::NAMESPACES:
         case HostRequest::SIZES:
         case HostRequest::USES: {  // the system does not see these namespaces: they are unused
-            AttachedNamespaces namespaces = attachedNamespaces(drive_->controller, folder_);
+            const bool withSizes = command.request != HostRequest::NAMESPACES;
+            AttachedNamespaces namespaces = attachedNamespaces(drive_->controller, folder_, withSizes);
             RETURN_IF_FAILED(namespaces.status);
             result.protocolResult = std::make_unique<HostResult>(std::move(namespaces.found));
             return Status();

@@ -168,15 +168,24 @@ TEST_F(SimulatedTransport, CarriesNvmeCommands) {
 }
 
 TEST_F(SimulatedTransport, ReportsTheNamespaces) {
-    const CommandResult result = path.send(HostCommand(HostRequest::NAMESPACES), {}, {});
-    ASSERT_TRUE(succeeded(result.status));
-    const auto& found = dynamic_cast<const HostResult&>(*result.protocolResult).namespaces;
-    ASSERT_EQ(found.size(), 1U);
-    EXPECT_EQ(found[0].nsid, 1U);
-    EXPECT_EQ(found[0].node, root + "/two/dev/twon1");
-    EXPECT_EQ(found[0].sizeBytes, 1U << 20);
-    EXPECT_EQ(found[0].blockBytes, 512U);
-    EXPECT_EQ(found[0].metadataBytes, 0U);
+    struct {
+        HostRequest request;
+        uint64_t bytes;
+        uint32_t blockBytes;
+    } constexpr ROWS[] = {{HostRequest::NAMESPACES, 0, 0},  // no sizes, and no command for them
+                          {HostRequest::SIZES, 1U << 20, 512},
+                          {HostRequest::USES, 1U << 20, 512}};
+    for (const auto& row : ROWS) {
+        const CommandResult result = path.send(HostCommand(row.request), {}, {});
+        ASSERT_TRUE(succeeded(result.status));
+        const auto& found = dynamic_cast<const HostResult&>(*result.protocolResult).namespaces;
+        ASSERT_EQ(found.size(), 1U);
+        EXPECT_EQ(found[0].nsid, 1U);
+        EXPECT_EQ(found[0].node, root + "/two/dev/twon1");
+        EXPECT_EQ(found[0].sizeBytes, row.bytes);
+        EXPECT_EQ(found[0].blockBytes, row.blockBytes);
+        EXPECT_EQ(found[0].metadataBytes, 0U);
+    }
 }
 
 TEST_F(SimulatedTransport, WaitsForADriveThatDoesNotAnswer) {
