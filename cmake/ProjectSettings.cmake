@@ -24,6 +24,10 @@ endif()
 # A function that no program reaches is left out of it.
 target_compile_options(project_settings INTERFACE $<$<CONFIG:Release>:-ffunction-sections;-fdata-sections>)
 target_link_options(project_settings INTERFACE $<$<CONFIG:Release>:-Wl,--gc-sections>)
+# Optimised as a whole (scripts/package): in one partition, in which the compiler finds what is equal.
+if(CMAKE_INTERPROCEDURAL_OPTIMIZATION AND CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+  target_link_options(project_settings INTERFACE -flto-partition=one)
+endif()
 # Objects end up in the tool and in a shared library alike.
 set(CMAKE_POSITION_INDEPENDENT_CODE ON)
 set(CMAKE_CXX_EXTENSIONS OFF)
