@@ -1,7 +1,5 @@
 #include "features/jobs/inventory/SharedAttributes.h"
 
-#include <utility>
-
 #include "ostrel/core/Status.h"
 
 namespace features::jobs {
@@ -10,12 +8,13 @@ using namespace ostrel::core;
 
 namespace {
 
-Attribute textAttribute(Attribute attribute, const std::string& text) {
+Attribute textAttribute(const Attribute& attribute, const std::string& text) {
     return Attribute(attribute.getName(), attribute.getDisplayName(), typeString(), text);
 }
 
-Attribute typedAttribute(Attribute attribute, const std::string& text) {
-    return succeeded(attribute.fromText(text)) ? attribute : textAttribute(std::move(attribute), text);
+Attribute typedAttribute(const Attribute& attribute, const std::string& text) {
+    Attribute typed = attribute;
+    return succeeded(typed.fromText(text)) ? typed : textAttribute(attribute, text);
 }
 
 }  // namespace

@@ -21,7 +21,7 @@ public:
     ostrel::core::Attribute missing(const ostrel::core::Attribute& attribute);
 
 private:
-    using Make = ostrel::core::Attribute (*)(ostrel::core::Attribute attribute, const std::string& text);
+    using Make = ostrel::core::Attribute (*)(const ostrel::core::Attribute& attribute, const std::string& text);
     ostrel::core::Attribute shared(const ostrel::core::Attribute& attribute, const std::string& text, Make make);
 
     struct Latest {
