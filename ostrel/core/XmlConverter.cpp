@@ -19,6 +19,11 @@ using namespace xml;
 
 namespace {
 
+/// Of a property that carries an attribute, in the order of their bytes.
+constexpr const char* PROPERTY_KEYS[] = {KEY_CATEGORY, KEY_DESCRIPTION, KEY_DISPLAY_NAME, KEY_NAME,
+                                         KEY_SIZE,     KEY_TYPE,        KEY_VALUE};
+constexpr std::size_t ATTRIBUTES_OF_PROPERTY = std::size(PROPERTY_KEYS);
+
 void setBoolean(Attribute& attribute, const std::string& text) {
     OSTREL_TRACE();
     attribute.setValue(toBoolean(text));
@@ -102,6 +107,7 @@ std::unique_ptr<XmlProperty> XmlConverter::attributeToXml(const Attribute& attri
     auto property = std::make_unique<XmlProperty>();
     // In the order of the keys: each belongs at the end, and none is looked up. Most of a message is made here.
     auto& values = property->attributes;
+    values.reserve(ATTRIBUTES_OF_PROPERTY);
     values.emplace_hint(values.end(), KEY_CATEGORY, CATEGORY_ATTRIBUTE);
     if (!attribute.getDescription().empty())
         values.emplace_hint(values.end(), KEY_DESCRIPTION, attribute.getDescription());
@@ -153,14 +159,16 @@ std::unique_ptr<XmlObject> XmlConverter::statusToXml(const Status& status) {
 
 std::unique_ptr<Attribute> XmlConverter::xmlToAttribute(XmlProperty& xmlProperty) {
     OSTREL_TRACE();
-    // Subscripts, also for those that are not used: the property ends up with all seven.
-    const std::string& name = xmlProperty.attributes[KEY_NAME];
-    const std::string& description = xmlProperty.attributes[KEY_DESCRIPTION];
-    const std::string& displayName = xmlProperty.attributes[KEY_DISPLAY_NAME];
-    const std::string& type = xmlProperty.attributes[KEY_TYPE];
-    xmlProperty.attributes[KEY_SIZE];
-    const std::string& value = xmlProperty.attributes[KEY_VALUE];
-    if (xmlProperty.attributes[KEY_CATEGORY] != CATEGORY_ATTRIBUTE) return nullptr;
+    // Also for those that are not used: the property ends up with all seven. First, since each that it gains moves the
+    // others.
+    auto& values = xmlProperty.attributes;
+    for (const char* key : PROPERTY_KEYS) values.try_emplace(key);
+    if (values[KEY_CATEGORY] != CATEGORY_ATTRIBUTE) return nullptr;
+    const std::string& name = values[KEY_NAME];
+    const std::string& description = values[KEY_DESCRIPTION];
+    const std::string& displayName = values[KEY_DISPLAY_NAME];
+    const std::string& type = values[KEY_TYPE];
+    const std::string& value = values[KEY_VALUE];
 
     const auto readable = std::find_if(std::begin(READABLE_TYPES), std::end(READABLE_TYPES),
                                        [&type](const auto& row) { return row.type == type; });

@@ -1,10 +1,10 @@
 #pragma once
 
+#include <boost/container/flat_map.hpp>
 #include <boost/property_tree/ptree_fwd.hpp>
 
 #include <cstddef>
 #include <cstdint>
-#include <map>
 #include <memory>
 #include <string>
 #include <vector>
@@ -22,6 +22,10 @@ namespace ostrel::core::xml {
 /// The order of the virtual operations is binary interface with the feature library; new ones go last.
 class XmlElement {
 public:
+    /// Side by side in memory, in the order of the keys' bytes: an element has few. What is inserted or removed moves
+    /// the others, so that no reference to one outlasts a change.
+    using Attributes = boost::container::flat_map<std::string, std::string>;
+
     virtual ~XmlElement() = default;
 
     /// Appends the serialised form: one line without indentation, attributes in the order of their keys' bytes.
@@ -71,7 +75,7 @@ private:
     const std::string type_;
 
 public:
-    std::map<std::string, std::string> attributes;
+    Attributes attributes;
 };
 
 }  // namespace ostrel::core::xml

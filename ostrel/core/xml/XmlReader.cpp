@@ -80,38 +80,46 @@ private:
     void takeAttributes(XmlElement& element, const Node& node) {
         OSTREL_TRACE();
         auto& attributes = element.attributes;
+        std::size_t count = 0;
+        for (const auto* attribute = node.first_attribute(); attribute != nullptr;
+             attribute = attribute->next_attribute())
+            ++count;
+        attributes.reserve(count);
         // Messages carry their keys in ascending order, so that each belongs at the end; of equal ones the last wins.
         for (const auto* attribute = node.first_attribute(); attribute != nullptr;
              attribute = attribute->next_attribute()) {
             const auto place = attributes.try_emplace(
                 attributes.end(), std::string(attribute->name(), attribute->name_size()), std::string());
-            take(place->second, {attribute->value(), attribute->value_size()});
+            take(element, place, {attribute->value(), attribute->value_size()});
         }
     }
 
-    void take(std::string& place, std::string_view value) {
+    void take(XmlElement& element, XmlElement::Attributes::iterator place, std::string_view value) {
         OSTREL_TRACE();
-        if (&place == largestPlace_) largestPlace_ = nullptr;
+        if (&element == largestElement_ && place->first == largestKey_) largestElement_ = nullptr;
         if (value.size() <= text_.size() / 2) {
-            place.assign(value);
+            place->second.assign(value);
         } else {
-            place.clear();
-            largestPlace_ = &place;
+            place->second.clear();
+            largestElement_ = &element;
+            largestKey_ = place->first;
             largest_ = value;
         }
     }
 
     void takeLargest() {
         OSTREL_TRACE();
-        if (largestPlace_ == nullptr) return;
+        if (largestElement_ == nullptr) return;
         const size_t size = largest_.size();
         text_.erase(0, static_cast<size_t>(largest_.data() - text_.data()));
         text_.resize(size);
-        *largestPlace_ = std::move(text_);
+        largestElement_->attributes[largestKey_] = std::move(text_);
     }
 
     std::string& text_;
-    std::string* largestPlace_ = nullptr;
+    // The element that has the value, and its key: attributes that follow move those that are there.
+    XmlElement* largestElement_ = nullptr;
+    std::string largestKey_;
     std::string_view largest_;
 };
 

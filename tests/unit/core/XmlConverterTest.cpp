@@ -4,7 +4,6 @@
 #include <unistd.h>
 
 #include <fstream>
-#include <map>
 #include <string>
 #include <utility>
 
@@ -314,7 +313,7 @@ TEST(XmlConverterModel, WritesAnAttributeWithoutAValue) {
 
 TEST(XmlConverterModel, WritesTextsVerbatim) {
     EXPECT_EQ(XmlConverter::attributeToXml(Attribute("n", " d\n", "string", " v\t "))->attributes,
-              (std::map<std::string, std::string>{{"category", "attribute"},
+              (XmlElement::Attributes{{"category", "attribute"},
                                                   {"displayName", " d\n"},
                                                   {"name", "n"},
                                                   {"size", "5"},

@@ -1,7 +1,6 @@
 #include <boost/property_tree/ptree.hpp>
 #include <gtest/gtest.h>
 
-#include <map>
 #include <string>
 
 #include "ostrel/core/xml/XmlElement.h"
@@ -105,7 +104,7 @@ TEST(XmlElement, ReadsAbsentAttributesAsEmptyWithoutAddingThem) {
     property.attributes["name"] = "x";
     EXPECT_EQ(property.getAttribute("name"), "x");
     EXPECT_EQ(property.getAttribute("value"), "");
-    EXPECT_EQ(property.attributes, (std::map<std::string, std::string>{{"name", "x"}}));
+    EXPECT_EQ(property.attributes, (XmlElement::Attributes{{"name", "x"}}));
 }
 
 TEST(XmlElement, RemovesAttributes) {
@@ -113,7 +112,7 @@ TEST(XmlElement, RemovesAttributes) {
     property.attributes = {{"a", "1"}, {"b", "2"}, {"c", "3"}};
     property.removeAttribute("b");
     property.removeAttribute("absent");
-    EXPECT_EQ(property.attributes, (std::map<std::string, std::string>{{"a", "1"}, {"c", "3"}}));
+    EXPECT_EQ(property.attributes, (XmlElement::Attributes{{"a", "1"}, {"c", "3"}}));
     property.clearAttributes();
     EXPECT_TRUE(property.attributes.empty());
 }
@@ -129,7 +128,7 @@ TEST(XmlElement, LoadsAttributesOfATreeTheLastOfEqualKeysWinning) {
     XmlProperty property;
     property.attributes = {{"old", "old"}, {"other", "stays"}};
     property.loadAttributes(tree);
-    const std::map<std::string, std::string> expected = {
+    const XmlElement::Attributes expected = {
         {"dotted.key", "kept whole"}, {"name", "last"}, {"old", "new"}, {"other", "stays"}};
     EXPECT_EQ(property.attributes, expected);
 }
@@ -140,7 +139,7 @@ TEST(XmlElement, LoadsNothingWithoutAGroupOfAttributes) {
     XmlProperty property;
     property.attributes["name"] = "x";
     property.loadAttributes(tree);
-    EXPECT_EQ(property.attributes, (std::map<std::string, std::string>{{"name", "x"}}));
+    EXPECT_EQ(property.attributes, (XmlElement::Attributes{{"name", "x"}}));
 }
 
 TEST(XmlElement, IsEmptyWithoutAttributesAndChildren) {
