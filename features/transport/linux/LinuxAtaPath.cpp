@@ -27,6 +27,7 @@
 #include "ostrel/core/FileDescriptor.h"
 #include "ostrel/core/StatusCatalogue.h"
 #include "ostrel/core/SystemError.h"
+#include "ostrel/core/UtcTime.h"
 
 namespace features::transport {
 
@@ -166,7 +167,7 @@ CommandResult LinuxAtaPath::send(const Command& command, const Payload& payload,
     CommandResult result;
     result.command = command.clone();
     result.outputPayload = payload;
-    result.startTime = boost::posix_time::microsec_clock::universal_time();
+    result.startTime = utcNow();
     if (const auto* ataCommand = dynamic_cast<const AtaCommand*>(&command)) {
         result.status = sendAta(*ataCommand, payload, result);
     } else if (const auto* hostCommand = dynamic_cast<const HostCommand*>(&command)) {
@@ -174,7 +175,7 @@ CommandResult LinuxAtaPath::send(const Command& command, const Payload& payload,
     } else {
         result.status = statuses::commandSetNotSupported();
     }
-    result.endTime = boost::posix_time::microsec_clock::universal_time();
+    result.endTime = utcNow();
     result.duration = result.endTime - result.startTime;
     return result;
 }

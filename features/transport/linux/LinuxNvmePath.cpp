@@ -29,6 +29,7 @@
 #include "features/transport/linux/Sysfs.h"
 #include "ostrel/core/Logging.h"
 #include "ostrel/core/StatusCatalogue.h"
+#include "ostrel/core/UtcTime.h"
 
 namespace features::transport {
 
@@ -154,7 +155,7 @@ CommandResult LinuxNvmePath::send(const Command& command, const Payload& payload
     CommandResult result;
     result.command = command.clone();
     result.outputPayload = payload;
-    result.startTime = boost::posix_time::microsec_clock::universal_time();
+    result.startTime = utcNow();
     if (const auto* nvmeCommand = dynamic_cast<const NvmeCommand*>(&command)) {
         result.status = sendNvme(*nvmeCommand, payload, result);
     } else if (const auto* hostCommand = dynamic_cast<const HostCommand*>(&command)) {
@@ -162,7 +163,7 @@ CommandResult LinuxNvmePath::send(const Command& command, const Payload& payload
     } else {
         result.status = statuses::commandSetNotSupported();
     }
-    result.endTime = boost::posix_time::microsec_clock::universal_time();
+    result.endTime = utcNow();
     result.duration = result.endTime - result.startTime;
     return result;
 }

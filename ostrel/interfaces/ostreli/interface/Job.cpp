@@ -1,24 +1,23 @@
 #include "ostrel/interfaces/ostreli/interface/Job.h"
 
-#include <boost/date_time/posix_time/posix_time_types.hpp>
-
 #include <utility>
 
 #include "ostrel/core/Logging.h"
 #include "ostrel/core/ScopeTrace.h"
 #include "ostrel/core/StatusCatalogue.h"
 #include "ostrel/core/Strings.h"
+#include "ostrel/core/UtcTime.h"
 #include "ostrel/core/XmlConverter.h"
 #include "ostrel/core/xml/XmlConstants.h"
 #include "ostrel/interfaces/ostreli/interface/JobNames.h"
 
 namespace ostrel::interfaces::ostreli {
 
-using boost::posix_time::microsec_clock;
 using boost::posix_time::ptime;
 using core::AttributeList;
 using core::logMessage;
 using core::Status;
+using core::utcNow;
 using core::xml::XmlObject;
 
 namespace statuses = core::statuses;
@@ -50,9 +49,9 @@ Job::~Job() = default;
 Status Job::run(const std::shared_ptr<XmlObject>& output) {
     OSTREL_TRACE();
     state_ = JOBSTATE_RUNNING;
-    setGuarded(mutex_, startTime_, microsec_clock::universal_time());
+    setGuarded(mutex_, startTime_, utcNow());
     const Status result = input_ == nullptr ? statuses::jobNoInputXml() : interpret(output);
-    setGuarded(mutex_, endTime_, microsec_clock::universal_time());
+    setGuarded(mutex_, endTime_, utcNow());
     setStatus(this, result);
     state_ = JOBSTATE_FINISHED;
     return result;
