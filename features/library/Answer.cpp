@@ -49,8 +49,10 @@ char* drain(std::string& value, char* out) {
 
 Answer::Answer(xml::XmlObject& root) {
     takeLargeValues(root);
-    text_ = root.toXmlString();
-    if (!values_.empty()) placeLargeValues(root, text_.size() - root.xmlSize());
+    // It grows as it is written: to count its bytes first takes as long as to write them.
+    text_ = xml::XmlElement::HEADER;
+    root.appendXml(text_);
+    if (!values_.empty()) placeLargeValues(root, xml::XmlElement::HEADER.size());
     size_ = text_.size();
     for (const LargeValue& value : values_) size_ += value.text.size();
 }

@@ -12,7 +12,6 @@ namespace ostrel::core::xml {
 
 namespace {
 
-constexpr std::string_view HEADER = "<?xml version=\"1.0\" encoding=\"utf-8\"?>";
 constexpr char ATTRIBUTE_GROUP[] = "<xmlattr>";
 
 }  // namespace

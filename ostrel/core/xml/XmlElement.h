@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace ostrel::core::xml {
@@ -25,6 +26,9 @@ public:
     /// Side by side in memory, in the order of the keys' bytes: an element has few. What is inserted or removed moves
     /// the others, so that no reference to one outlasts a change.
     using Attributes = boost::container::flat_map<std::string, std::string>;
+
+    /// What a document begins with.
+    static constexpr std::string_view HEADER = "<?xml version=\"1.0\" encoding=\"utf-8\"?>";
 
     virtual ~XmlElement() = default;
 
