@@ -100,7 +100,7 @@ std::vector<uint8_t> essence(DriveState state) {
     ArchiveWriter writer;
     writer(state.namespaces, state.nextMediaGeneration, state.features, state.firmware, state.selfTest, state.sanitize,
            state.timestamp);
-    return writer.bytes();
+    return writer.take();
 }
 
 class Host {

@@ -88,7 +88,7 @@ bool Snapshot::write(const std::vector<uint8_t>& bytes) {
     if (!descriptor.isOpen() || !writeAll(descriptor.get(), bytes)) return false;
     ArchiveWriter writer;
     file.fields(writer);
-    context_.state.extensions[name_] = std::move(writer.bytes());
+    context_.state.extensions[name_] = writer.take();
     return true;
 }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <array>
 #include <cstdint>
 #include <cstring>
@@ -7,6 +8,7 @@
 #include <optional>
 #include <string>
 #include <type_traits>
+#include <utility>
 #include <vector>
 
 #include "features/nvme/Bytes.h"
@@ -29,13 +31,27 @@ public:
     void operator()(Members&... members) {
         (put(members), ...);
     }
-    std::vector<uint8_t>& bytes() { return bytes_; }
+    /// The bytes so far; nothing may be written after that.
+    std::vector<uint8_t> take() {
+        bytes_.resize(size_);
+        return std::move(bytes_);
+    }
+    /// Zeros, for what is filled in later.
+    void skip(size_t count) { std::memset(grow(count), 0, count); }
 
 private:
+    /// Room for `count` more bytes, which the caller writes. Most are numbers: the vector's own growth byte by byte
+    /// would cost more than they do.
+    uint8_t* grow(size_t count) {
+        if (bytes_.size() - size_ < count) bytes_.resize(2 * bytes_.size() + count + FIRST_BYTES);
+        uint8_t* place = bytes_.data() + size_;
+        size_ += count;
+        return place;
+    }
+
     void putNumber(uint64_t value, size_t width) {
-        std::array<uint8_t, sizeof value> bytes{};
-        nvme::putLe64(bytes.data(), value);
-        bytes_.insert(bytes_.end(), bytes.data(), bytes.data() + width);
+        uint8_t* bytes = grow(width);
+        for (size_t i = 0; i < width; ++i) bytes[i] = static_cast<uint8_t>(value >> 8 * i);
     }
     void putCount(size_t count) { putNumber(count, 4); }
 
@@ -49,11 +65,11 @@ private:
     }
     void put(std::string& text) {
         putCount(text.size());
-        bytes_.insert(bytes_.end(), text.begin(), text.end());
+        std::copy(text.begin(), text.end(), grow(text.size()));
     }
     void put(std::vector<uint8_t>& bytes) {
         putCount(bytes.size());
-        bytes_.insert(bytes_.end(), bytes.begin(), bytes.end());
+        std::copy(bytes.begin(), bytes.end(), grow(bytes.size()));
     }
     template <class T, size_t N>
     void put(std::array<T, N>& items) {
@@ -79,7 +95,10 @@ private:
         if (item) put(*item);
     }
 
+    static constexpr size_t FIRST_BYTES = 4096;
+
     std::vector<uint8_t> bytes_;
+    size_t size_ = 0;  ///< of those that were written
 };
 
 /// The other way. Bytes that end too early, or leave some over, make isDamaged() true; nothing is read past the end.

@@ -108,11 +108,11 @@ std::vector<uint8_t> archiveOf(DriveState& state) {
     state.turnTo(1);
     if (state.other) writeExtension(state, *state.other);
     ArchiveWriter writer;
-    writer.bytes().resize(HEAD_BYTES);
+    writer.skip(HEAD_BYTES);
     state.fields(writer);
     state.extensions.erase(ControllerState::NAME);
     state.turnTo(controllerId);
-    return std::move(writer.bytes());
+    return writer.take();
 }
 
 void fillHead(std::vector<uint8_t>& bytes, const DriveState& state, uint64_t sequence) {

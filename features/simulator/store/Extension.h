@@ -22,7 +22,7 @@ template <class Record>
 void writeExtension(DriveState& state, Record& record) {
     ArchiveWriter writer;
     record.fields(writer);
-    state.extensions[Record::NAME] = std::move(writer.bytes());
+    state.extensions[Record::NAME] = writer.take();
 }
 
 }  // namespace features::simulator
