@@ -58,6 +58,8 @@ public:
     uint16_t id() const { return id_; }
     /// The drive's description, as of now.
     Result<Description> describe();
+    /// See DriveFolder::expect().
+    void expect(const DriveFolder::Identity& identity) { folder_.expect(identity); }
 
 private:
     ostrel::core::Status begin(const Check& check = nullptr);

@@ -47,6 +47,8 @@ public:
     ostrel::core::Status powerCycle(const Check& check = nullptr);
     /// The drive's description, as of now.
     Result<Description> describe();
+    /// See DriveFolder::expect().
+    void expect(const DriveFolder::Identity& identity) { folder_.expect(identity); }
     /// Sectors that the host reaches.
     Result<uint64_t> sectors();
 

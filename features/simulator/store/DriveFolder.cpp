@@ -70,7 +70,7 @@ const char* checkHead(const uint8_t* head, size_t size) {
 
 /// Whether a file has this text, which is not empty, and nothing more.
 bool holds(const OwnFile& file, const std::string& text) {
-    if (text.empty()) return false;
+    if (text.empty() || static_cast<uint64_t>(file.info.st_size) != text.size()) return false;
     std::vector<uint8_t> bytes(text.size() + 1);
     const BytesRead read = readOwnBytes(file.descriptor.get(), bytes.data(), bytes.size(), 0);
     return read.error == 0 && read.count == text.size() && std::memcmp(bytes.data(), text.data(), text.size()) == 0;
@@ -156,12 +156,7 @@ Status DriveFolder::begin() {
     Status status = lock();
     if (succeeded(status)) status = loadDescription();
     if (succeeded(status)) status = loadState();
-    if (succeeded(status)) {
-        if (!isChecked_) removeLeftovers();
-        isChecked_ = true;
-        return status;
-    }
-    handles_ = DriveHandles();
+    if (failed(status)) handles_ = DriveHandles();
     return status;
 }
 
@@ -273,6 +268,8 @@ Status DriveFolder::save() {
     RETURN_IF_FAILED(writeFileAtomically(filePath(FILE_STATE), text));
     savedBytes_ = std::move(bytes);
     isNew_ = false;
+    if (!isChecked_) removeLeftovers();
+    isChecked_ = true;
     return Status();
 }
 
@@ -332,12 +329,17 @@ void DriveFolder::removeLeftovers() {
     }
 }
 
+void DriveFolder::expect(const Identity& identity) {
+    description_ = identity.description;
+    descriptionText_ = identity.descriptionText;
+}
+
 Result<DriveFolder::Identity> DriveFolder::readIdentity(const std::string& path) {
     TRY(const FileDescriptor folder, openOwnFolder(path, FolderMode::KEEP));
-    TRY(const std::string text, readDescription(folder.get(), path));
+    TRY(std::string text, readDescription(folder.get(), path));
     auto description = Description::parse(text);
     if (!description) return wrongDescription(description.error(), path + "/" + FILE_DESCRIPTION);
-    return Identity{*std::move(description), readFirmware(folder.get(), path + "/" + FILE_STATE)};
+    return Identity{std::move(text), *std::move(description), readFirmware(folder.get(), path + "/" + FILE_STATE)};
 }
 
 }  // namespace features::simulator

@@ -37,9 +37,9 @@ using StateCheck = const char* (*)(const DriveState& state);
 ///
 /// A process may die at any instant: what was committed is there, and nothing else. The state file is replaced as a
 /// whole, and only when it changed; it carries a magic, a version and a checksum. Media files that the state does not
-/// name are leftovers of processes that died, and are removed. No symbolic link in the folder is followed, and no pipe,
-/// device or giant file is read. The folder is its owner's alone: begin() takes the permissions of others away, and
-/// refuses one that others may write.
+/// name are leftovers of processes that died, and are removed with the first change. No symbolic link in the folder is
+/// followed, and no pipe, device or giant file is read. The folder is its owner's alone: begin() takes the permissions
+/// of others away, and refuses one that others may write.
 ///
 /// Between transactions the files stay open for a while (IdleHandles.h): begin() looks whether they are still those of
 /// the drive, and reads their contents again.
@@ -93,10 +93,14 @@ public:
 
     /// What the scan reports without a lock and without the whole state.
     struct Identity {
+        std::string descriptionText;
         Description description;
         Result<std::string> firmware;  ///< empty: the drive was never used; an error: its state is damaged
     };
     static Result<Identity> readIdentity(const std::string& path);
+    /// What the scan read of this drive, before the first begin(): that need not parse the description again, as long
+    /// as its file has the same text.
+    void expect(const Identity& identity);
     /// The text of a drive's description. `folder`: opened, at `path`.
     static Result<std::string> readDescription(int folder, const std::string& path);
 

@@ -83,9 +83,12 @@ bool isSameFile(const struct stat& left, const struct stat& right) {
     return left.st_dev == right.st_dev && left.st_ino == right.st_ino;
 }
 
-bool OwnFile::isNamed(int folder, const char* name) const {
+bool OwnFile::isNamed(int folder, const char* name) {
     struct stat named{};
-    return descriptor.isOpen() && ::fstatat(folder, name, &named, AT_SYMLINK_NOFOLLOW) == 0 && isSameFile(named, info);
+    if (!descriptor.isOpen() || ::fstatat(folder, name, &named, AT_SYMLINK_NOFOLLOW) != 0) return false;
+    if (!isSameFile(named, info)) return false;
+    info = named;
+    return true;
 }
 
 Result<OwnFile> openOwnFile(int folder, const char* name, const std::string& path) {

@@ -36,10 +36,10 @@ bool isSameFile(const struct stat& left, const struct stat& right);
 /// A regular file that is open.
 struct OwnFile {
     ostrel::core::FileDescriptor descriptor;
-    struct stat info{};  ///< as it was opened
+    struct stat info{};  ///< as it was opened, or looked at last
 
-    /// Whether the file that has this name in the folder now is the same one.
-    bool isNamed(int folder, const char* name) const;
+    /// Whether the file that has this name in the folder now is the same one. Then it has been looked at.
+    bool isNamed(int folder, const char* name);
 };
 /// Opens a file of a folder for reading.
 Result<OwnFile> openOwnFile(int folder, const char* name, const std::string& path);

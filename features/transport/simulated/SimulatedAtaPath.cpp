@@ -5,7 +5,6 @@
 #include <mutex>
 #include <optional>
 
-#include "features/simulator/store/DriveFolder.h"
 #include "features/simulator/store/DriveNodes.h"
 #include "features/transport/CommandLog.h"
 #include "features/transport/DriveLock.h"
@@ -14,6 +13,7 @@
 #include "features/transport/simulated/SimulatedIdentity.h"
 #include "ostrel/core/File.h"
 #include "ostrel/core/StatusCatalogue.h"
+#include "ostrel/core/UtcTime.h"
 
 namespace features::transport {
 
@@ -77,6 +77,11 @@ void SimulatedAtaPath::select(const nvme::ControllerIdentity& identity) {
     drive_->selected = identity;
 }
 
+void SimulatedAtaPath::select(const simulator::DriveFolder::Identity& identity) {
+    select(identityOf(identity.description));
+    drive_->sata.expect(identity);
+}
+
 std::unique_ptr<CommandPath> SimulatedAtaPath::clone() const {
     return std::make_unique<SimulatedAtaPath>(*this);
 }
@@ -89,7 +94,7 @@ CommandResult SimulatedAtaPath::send(const Command& command, const Payload& payl
     CommandResult result;
     result.command = command.clone();
     result.outputPayload = payload;
-    result.startTime = boost::posix_time::microsec_clock::universal_time();
+    result.startTime = utcNow();
     if (const auto* ataCommand = dynamic_cast<const AtaCommand*>(&command)) {
         const auto start = std::chrono::steady_clock::now();
         result.status = hostStatus(sendAta(*ataCommand, payload, result));
@@ -100,7 +105,7 @@ CommandResult SimulatedAtaPath::send(const Command& command, const Payload& payl
     } else {
         result.status = statuses::commandSetNotSupported();
     }
-    result.endTime = boost::posix_time::microsec_clock::universal_time();
+    result.endTime = utcNow();
     result.duration = result.endTime - result.startTime;
     return result;
 }

@@ -11,7 +11,6 @@
 #include "features/simulator/store/Model.h"
 #include "features/transport/HostCommand.h"
 #include "features/transport/simulated/SimulatedAtaPath.h"
-#include "features/transport/simulated/SimulatedIdentity.h"
 #include "features/transport/simulated/SimulatedNvmePath.h"
 #include "ostrel/core/AttributeVocabulary.h"
 #include "ostrel/core/Device.h"
@@ -74,7 +73,7 @@ bool isSataDrive(const Result<DriveFolder::Identity>& identity) {
 
 template <class Path>
 void addPath(Device& device, Path path, const Result<DriveFolder::Identity>& identity) {
-    if (identity) path.select(identityOf(identity->description));
+    if (identity) path.select(*identity);
     device.addCommandPath(path);
 }
 

@@ -7,7 +7,6 @@
 
 #include "features/nvme/Completion.h"
 #include "features/simulator/controller/Controller.h"
-#include "features/simulator/store/DriveFolder.h"
 #include "features/transport/CommandLog.h"
 #include "features/transport/DriveLock.h"
 #include "features/transport/HostStatus.h"
@@ -16,6 +15,7 @@
 #include "features/transport/simulated/SimulatedNamespaces.h"
 #include "ostrel/core/File.h"
 #include "ostrel/core/StatusCatalogue.h"
+#include "ostrel/core/UtcTime.h"
 
 namespace features::transport {
 
@@ -74,6 +74,11 @@ void SimulatedNvmePath::select(const nvme::ControllerIdentity& identity) {
     drive_->selected = identity;
 }
 
+void SimulatedNvmePath::select(const simulator::DriveFolder::Identity& identity) {
+    select(identityOf(identity.description));
+    drive_->controller.expect(identity);
+}
+
 std::unique_ptr<CommandPath> SimulatedNvmePath::clone() const {
     return std::make_unique<SimulatedNvmePath>(*this);
 }
@@ -86,7 +91,7 @@ CommandResult SimulatedNvmePath::send(const Command& command, const Payload& pay
     CommandResult result;
     result.command = command.clone();
     result.outputPayload = payload;
-    result.startTime = boost::posix_time::microsec_clock::universal_time();
+    result.startTime = utcNow();
     if (const auto* nvmeCommand = dynamic_cast<const NvmeCommand*>(&command)) {
         const auto start = std::chrono::steady_clock::now();
         result.status = hostStatus(sendNvme(*nvmeCommand, payload, result));
@@ -97,7 +102,7 @@ CommandResult SimulatedNvmePath::send(const Command& command, const Payload& pay
     } else {
         result.status = statuses::commandSetNotSupported();
     }
-    result.endTime = boost::posix_time::microsec_clock::universal_time();
+    result.endTime = utcNow();
     result.duration = result.endTime - result.startTime;
     return result;
 }

@@ -11,6 +11,7 @@
 #include "features/nvme/NvmeCommand.h"
 #include "features/simulator/controller/Controller.h"
 #include "features/simulator/store/Clock.h"
+#include "features/simulator/store/DriveFolder.h"
 #include "features/transport/HostCommand.h"
 #include "ostrel/core/CommandPath.h"
 #include "ostrel/core/CommandResult.h"
@@ -38,6 +39,8 @@ public:
     /// Whose controller this is, for all clones; before the first command. Without it the drive is neither locked nor
     /// changed.
     void select(const nvme::ControllerIdentity& identity);
+    /// The same, by what the scan read of the drive: its description is not parsed again.
+    void select(const simulator::DriveFolder::Identity& identity);
 
     std::unique_ptr<CommandPath> clone() const override;
     ostrel::core::CommandResult send(const ostrel::core::Command& command, const ostrel::core::Payload& payload,

@@ -118,10 +118,17 @@ TEST_F(FolderOfASimulatedDrive, FollowsNoLink) {
 TEST_F(FolderOfASimulatedDrive, LosesWhatADeadProcessLeft) {
     const std::string files[] = {"media-1-99", ".nimbrel-1BE093615B7D8D22", "mine.nimbrel-1", "notes.txt"};
     for (const std::string& file : files) writeWholeFile(path() + "/" + file, "left");
+    const auto left = [&] {
+        std::string names;
+        for (const std::string& file : files) names += std::filesystem::exists(path() + "/" + file) ? file + " " : "";
+        return names;
+    };
     EXPECT_EQ(failure(), "0/0 " + Status().getMessage());
-    std::string left;
-    for (const std::string& file : files) left += std::filesystem::exists(path() + "/" + file) ? file + " " : "";
-    EXPECT_EQ(left, "mine.nimbrel-1 notes.txt ") << "what is not the drive's stays";
+    EXPECT_EQ(left(), "media-1-99 .nimbrel-1BE093615B7D8D22 mine.nimbrel-1 notes.txt ") << "a reader leaves no trace";
+    Bytes none;
+    // No such opcode: counted in the error log.
+    EXPECT_TRUE(Controller(path(), clock).execute(admin(0x7F), none));
+    EXPECT_EQ(left(), "mine.nimbrel-1 notes.txt ") << "what is not the drive's stays";
 }
 
 TEST_F(FolderOfASimulatedDrive, IsSharedByManyAtOnce) {
