@@ -106,7 +106,7 @@ def main():
         class MachineWithDrives(Machine):
             """Its drives are of these options alone, and measure_scans() waits for them."""
 
-            def _await_drives(self):
+            def await_drives(self):
                 pass
 
         with MachineWithDrives([], memory_mib=1536, kernel_options="norandmaps", extra=drives(folder / "media.img")) as machine:
