@@ -1,6 +1,5 @@
 #pragma once
 
-#include <algorithm>
 #include <array>
 #include <cstdint>
 #include <cstring>
@@ -10,8 +9,6 @@
 #include <type_traits>
 #include <utility>
 #include <vector>
-
-#include "features/nvme/Bytes.h"
 
 namespace features::simulator {
 
@@ -25,51 +22,38 @@ namespace features::simulator {
 ///
 /// Members may be numbers, bool, enumerations, strings, arrays, vectors, maps, optionals and records. Numbers are
 /// little endian, counts are 4 bytes.
-class ArchiveWriter {
+template <class Output>
+class ArchiveOutput {
 public:
     template <class... Members>
     void operator()(Members&... members) {
         (put(members), ...);
     }
-    /// The bytes so far; nothing may be written after that.
-    std::vector<uint8_t> take() {
-        bytes_.resize(size_);
-        return std::move(bytes_);
-    }
-    /// Zeros, for what is filled in later.
-    void skip(size_t count) { std::memset(grow(count), 0, count); }
+
+protected:
+    template <class... Arguments>
+    explicit ArchiveOutput(Arguments... arguments) : output_(arguments...) {}
+
+    Output output_;
 
 private:
-    /// Room for `count` more bytes, which the caller writes. Most are numbers: the vector's own growth byte by byte
-    /// would cost more than they do.
-    uint8_t* grow(size_t count) {
-        if (bytes_.size() - size_ < count) bytes_.resize(2 * bytes_.size() + count + FIRST_BYTES);
-        uint8_t* place = bytes_.data() + size_;
-        size_ += count;
-        return place;
-    }
-
-    void putNumber(uint64_t value, size_t width) {
-        uint8_t* bytes = grow(width);
-        for (size_t i = 0; i < width; ++i) bytes[i] = static_cast<uint8_t>(value >> 8 * i);
-    }
-    void putCount(size_t count) { putNumber(count, 4); }
+    void putCount(size_t count) { output_.number(count, 4); }
 
     template <class T>
     void put(T& value) {
         if constexpr (std::is_integral_v<T> || std::is_enum_v<T>) {
-            putNumber(static_cast<uint64_t>(value), sizeof value);
+            output_.number(static_cast<uint64_t>(value), sizeof value);
         } else {
             value.fields(*this);
         }
     }
     void put(std::string& text) {
         putCount(text.size());
-        std::copy(text.begin(), text.end(), grow(text.size()));
+        output_.bytes(text.data(), text.size());
     }
     void put(std::vector<uint8_t>& bytes) {
         putCount(bytes.size());
-        std::copy(bytes.begin(), bytes.end(), grow(bytes.size()));
+        output_.bytes(bytes.data(), bytes.size());
     }
     template <class T, size_t N>
     void put(std::array<T, N>& items) {
@@ -91,14 +75,80 @@ private:
     }
     template <class T>
     void put(std::optional<T>& item) {
-        putNumber(item.has_value() ? 1 : 0, 1);
+        output_.number(item.has_value() ? 1 : 0, 1);
         if (item) put(*item);
+    }
+};
+
+/// The bytes of records, one after the other.
+class ArchivedBytes {
+public:
+    void number(uint64_t value, size_t width) {
+        uint8_t* place = grow(width);
+        for (size_t i = 0; i < width; ++i) place[i] = static_cast<uint8_t>(value >> 8 * i);
+    }
+    void bytes(const void* data, size_t count) {
+        if (count != 0) std::memcpy(grow(count), data, count);
+    }
+    void zeros(size_t count) { std::memset(grow(count), 0, count); }
+    std::vector<uint8_t> take() {
+        bytes_.resize(size_);
+        return std::move(bytes_);
+    }
+
+private:
+    /// Room for `count` more bytes, which the caller writes. Most are numbers: the vector's own growth byte by byte
+    /// would cost more than they do.
+    uint8_t* grow(size_t count) {
+        if (bytes_.size() - size_ < count) bytes_.resize(2 * bytes_.size() + count + FIRST_BYTES);
+        uint8_t* place = bytes_.data() + size_;
+        size_ += count;
+        return place;
     }
 
     static constexpr size_t FIRST_BYTES = 4096;
 
     std::vector<uint8_t> bytes_;
     size_t size_ = 0;  ///< of those that were written
+};
+
+class ArchiveWriter : public ArchiveOutput<ArchivedBytes> {
+public:
+    /// The bytes so far; nothing may be written after that.
+    std::vector<uint8_t> take() { return output_.take(); }
+    /// Zeros, for what is filled in later.
+    void skip(size_t count) { output_.zeros(count); }
+};
+
+/// Compares the bytes of records with others as they come, and keeps none.
+class ComparedBytes {
+public:
+    ComparedBytes(const uint8_t* data, size_t size) : at_(data), end_(data + size) {}
+
+    void number(uint64_t value, size_t width) {
+        uint8_t digits[sizeof value];
+        for (size_t i = 0; i < sizeof value; ++i) digits[i] = static_cast<uint8_t>(value >> 8 * i);
+        bytes(digits, width);
+    }
+    void bytes(const void* data, size_t count) {
+        isSame_ =
+            isSame_ && count <= static_cast<size_t>(end_ - at_) && (count == 0 || std::memcmp(at_, data, count) == 0);
+        if (isSame_) at_ += count;
+    }
+    bool isSame() const { return isSame_ && at_ == end_; }
+
+private:
+    const uint8_t* at_;
+    const uint8_t* end_;
+    bool isSame_ = true;
+};
+
+/// Whether records have these bytes.
+class ArchiveComparison : public ArchiveOutput<ComparedBytes> {
+public:
+    ArchiveComparison(const uint8_t* data, size_t size) : ArchiveOutput(data, size) {}
+
+    bool isSame() const { return output_.isSame(); }
 };
 
 /// The other way. Bytes that end too early, or leave some over, make isDamaged() true; nothing is read past the end.

@@ -102,17 +102,31 @@ Status wrongDescription(const Status& error, const std::string& path) {
     return Status(CATEGORY_OS, error.getCode(), path + ": " + error.getMessage());
 }
 
-/// The state file but for its head, which is all zeros.
-std::vector<uint8_t> archiveOf(DriveState& state) {
+/// What follows the head of the state file.
+template <class Archive>
+void putState(DriveState& state, Archive& archive) {
     const uint16_t controllerId = state.controllerId;
     state.turnTo(1);
     if (state.other) writeExtension(state, *state.other);
-    ArchiveWriter writer;
-    writer.skip(HEAD_BYTES);
-    state.fields(writer);
+    state.fields(archive);
     state.extensions.erase(ControllerState::NAME);
     state.turnTo(controllerId);
+}
+
+/// The state file but for its head, which is all zeros.
+std::vector<uint8_t> archiveOf(DriveState& state) {
+    ArchiveWriter writer;
+    writer.skip(HEAD_BYTES);
+    putState(state, writer);
     return writer.take();
+}
+
+/// Whether a state file is that of the state, but for its head.
+bool holdsState(const std::vector<uint8_t>& file, DriveState& state) {
+    if (file.size() <= HEAD_BYTES) return false;
+    ArchiveComparison comparison(file.data() + HEAD_BYTES, file.size() - HEAD_BYTES);
+    putState(state, comparison);
+    return comparison.isSame();
 }
 
 void fillHead(std::vector<uint8_t>& bytes, const DriveState& state, uint64_t sequence) {
@@ -257,11 +271,8 @@ bool DriveFolder::isKnownState(const OwnFile& file) const {
 }
 
 Status DriveFolder::save() {
+    if (holdsState(savedBytes_, state)) return Status();  // most commands change nothing
     std::vector<uint8_t> bytes = archiveOf(state);
-    // Compared before the checksums are made: most commands change nothing.
-    const bool isSame = bytes.size() == savedBytes_.size() &&
-                        std::equal(bytes.begin() + HEAD_BYTES, bytes.end(), savedBytes_.begin() + HEAD_BYTES);
-    if (isSame) return Status();
     const uint64_t sequence = savedBytes_.empty() ? 0 : le64(savedBytes_.data() + OFFSET_SEQUENCE);
     fillHead(bytes, state, sequence + 1);
     const std::string_view text(reinterpret_cast<const char*>(bytes.data()), bytes.size());
