@@ -26,8 +26,10 @@ namespace {
 CompletionEntry buildSupportedLogs(CommandContext& context, const LogRequest&, std::vector<uint8_t>& page) {
     constexpr uint32_t LSUPP = 1;
     SupportedLogsLog log{};
-    for (unsigned lid = 0; lid < std::size(log.entries); ++lid) {
-        if (findLog(context, static_cast<uint8_t>(lid)) != nullptr) log.entries[lid] = LSUPP;
+    for (const Rows<LogRow>* rows : {&context.tables.logs, &context.tables.modelLogs}) {
+        for (const LogRow& row : *rows) {
+            if (findLog(context, row.lid) == &row) log.entries[row.lid] = LSUPP;
+        }
     }
     page = bytesOf(log);
     return {};
