@@ -500,21 +500,43 @@ Status checkKeys(const std::vector<IniEntry>& entries, size_t known) {
     return all == known ? Status() : unknownKey(entries);
 }
 
-/// Null without one.
-const std::string* findValue(const std::vector<IniEntry>& entries, const KeyRow& row) {
-    const auto section = std::find_if(entries.begin(), entries.end(),
-                                      [&row](const IniEntry& entry) { return entry.name == row.section; });
-    if (section == entries.end()) return nullptr;
-    const auto key = std::find_if(section->keys.begin(), section->keys.end(),
-                                  [&row](const auto& each) { return each.first == row.key; });
-    return key == section->keys.end() ? nullptr : &key->second;
-}
+/// Finds the values of keys. Descriptions have them in the order of the rows, so that each is looked for after the last
+/// one first.
+class Values {
+public:
+    explicit Values(const std::vector<IniEntry>& entries) : entries_(entries), section_(entries.end()) {}
+
+    /// Null without one.
+    const std::string* find(const KeyRow& row) {
+        if (section_ == entries_.end() || section_->name != row.section) enter(row.section);
+        if (section_ == entries_.end()) return nullptr;
+        const auto isKey = [&row](const auto& each) { return each.first == row.key; };
+        const auto& keys = section_->keys;
+        const auto after = keys.begin() + next_;
+        const auto key = after != keys.end() && isKey(*after) ? after : std::find_if(keys.begin(), keys.end(), isKey);
+        if (key == keys.end()) return nullptr;
+        next_ = key - keys.begin() + 1;
+        return &key->second;
+    }
+
+private:
+    void enter(const char* section) {
+        next_ = 0;
+        section_ = std::find_if(entries_.begin(), entries_.end(),
+                                [section](const IniEntry& entry) { return entry.name == section; });
+    }
+
+    const std::vector<IniEntry>& entries_;
+    std::vector<IniEntry>::const_iterator section_;
+    std::ptrdiff_t next_ = 0;
+};
 
 Result<Description> parseEntries(const std::vector<IniEntry>& entries) {
     Description description;
+    Values values(entries);
     size_t keysRead = 0;
     for (const KeyRow& row : KEYS) {
-        const std::string* const value = findValue(entries, row);
+        const std::string* const value = values.find(row);
         if (value == nullptr) {
             if (row.isRequired) return wrong(std::string("\"") + row.key + "\" is missing in [" + row.section + "].");
             continue;
