@@ -26,7 +26,7 @@ SERIALS = {"velko": "SIM-VELKO-1", "ocp-2.6": "SIM-OCP-26", "ocp": "SIM-OCP-1", 
 
 SECTIONS = {
     "drive": ("model", "serial-number", "model-number", "controllers", "size", "clock"),
-    "supports": ("format", "namespace-management", "sanitize", "self-test", "firmware-update", "telemetry",
+    "supports": ("format", "namespace-management", "sanitize", "self-test", "firmware-update", "telemetry", "telemetry-mib",
                  "persistent-event-log", "accessible-max-address", "firmware-pieces", "max-namespaces", "max-transfer-kib", "security",
                  "short-self-test-seconds", "extended-self-test-seconds", "sanitize-seconds"),
     "faults": ("critical-warning", "temperature", "smart", "media-errors", "self-test-failure", "fail", "slow", "hang",

@@ -34,6 +34,21 @@ bool hasFieldsOfModel(const CommandContext& context, const LogRequest& request) 
     return hasExtendedLogData(context) || (request.offset == 0 && request.length <= MAX_PLAIN_BYTES);
 }
 
+/// What the host reads of a page of `length` bytes, whose first ones are in `page`; zeros beyond its end.
+void cutOut(const LogRequest& request, const std::vector<uint8_t>& page, uint64_t length, std::vector<uint8_t>& data) {
+    data.assign(static_cast<size_t>(request.length), 0);
+    const uint64_t end = std::min(request.offset + request.length, length);
+    uint64_t at = request.offset;
+    if (at < page.size()) {
+        const uint64_t count = std::min<uint64_t>(page.size(), end) - at;
+        std::copy_n(page.begin() + static_cast<std::ptrdiff_t>(at), count, data.begin());
+        at += count;
+    }
+    // Offsets and lengths are multiples of four.
+    for (; at < end; at += 4)
+        putLe32(data.data() + (at - request.offset), static_cast<uint32_t>(at % 8 == 0 ? at : at >> 32));
+}
+
 /// The only one, of drives that have any.
 constexpr uint16_t ENDURANCE_GROUP = 1;
 
@@ -61,11 +76,10 @@ CompletionEntry getLogPage(CommandContext& context) {
     std::vector<uint8_t> page;
     CompletionEntry completion = row->build(context, request, page);
     if (!completion.isSuccess()) return completion;
-    if (request.offset != 0 && request.offset >= page.size()) return refusal(SC_INVALID_FIELD);
+    const uint64_t length = row->length == nullptr ? page.size() : row->length(page);
+    if (request.offset != 0 && request.offset >= length) return refusal(SC_INVALID_FIELD);
     if (!request.retainEvent) clearEventsOf(context, lid);
-    context.data.assign(static_cast<size_t>(request.length), 0);
-    const auto count = std::min<uint64_t>(request.length, page.size() - request.offset);
-    std::copy_n(page.begin() + static_cast<std::ptrdiff_t>(request.offset), count, context.data.begin());
+    cutOut(request, page, length, context.data);
     return completion;
 }
 

@@ -26,6 +26,9 @@ struct LogRow {
     /// Fills the whole page; what was asked of it is cut out. What it changes in the state is saved.
     CompletionEntry (*build)(CommandContext& context, const LogRequest& request, std::vector<uint8_t>& page);
     bool isOfGroup = false;  ///< the Log Specific Identifier names the drive's one endurance group; of others it is 0
+    /// The length of a page of which build() fills the beginning alone, since all of it would be too much for each
+    /// command; in the rest each eight bytes are their own offset, little endian. Null: build() fills all.
+    uint64_t (*length)(const std::vector<uint8_t>& page) = nullptr;
 };
 
 }  // namespace features::simulator

@@ -30,6 +30,7 @@ namespace {
 constexpr size_t BLOCK_BYTES = sizeof(TelemetryLogHeader);
 constexpr uint8_t LSP_CREATE = 1;
 constexpr unsigned AREA_4 = 4;
+constexpr uint32_t BLOCKS_OF_MIB = (1 << 20) / BLOCK_BYTES;
 
 struct TelemetryState {
     static constexpr const char* NAME = "telemetry";
@@ -87,11 +88,11 @@ TelemetryAreas plainAreas(CommandContext& context) {
     return areas;
 }
 
-/// Closes a data area: fills its last block, and notes its number.
-void closeArea(std::vector<uint8_t>& page, unsigned area) {
+/// Closes a data area: fills its last block, and notes its number. `blocksAfter`: of the area, and not in the page.
+void closeArea(std::vector<uint8_t>& page, unsigned area, uint32_t blocksAfter = 0) {
     page.resize((page.size() + BLOCK_BYTES - 1) / BLOCK_BYTES * BLOCK_BYTES);
     auto header = structureAt<TelemetryLogHeader>(page.data());
-    const auto last = static_cast<uint32_t>(page.size() / BLOCK_BYTES - 1);
+    const auto last = static_cast<uint32_t>(page.size() / BLOCK_BYTES - 1) + blocksAfter;
     if (area == AREA_4) {
         header.lastBlockOfArea4 = last;
     } else {
@@ -131,7 +132,7 @@ bool capture(CommandContext& context, uint8_t lid, const char* reason, Telemetry
     closeArea(page, 3);
     if (isOfNvme21(context.model.id)) {
         append(page, std::vector<uint8_t>(BLOCK_BYTES, 0x4A));
-        closeArea(page, AREA_4);
+        closeArea(page, AREA_4, context.description.telemetryMib * BLOCKS_OF_MIB);
     }
     if (!Snapshot(context, snapshotName(lid)).write(page)) return false;
     writeExtension(context.state, state);
@@ -171,6 +172,12 @@ CompletionEntry readCapture(CommandContext& context, uint8_t lid, const LogReque
 }
 
 }  // namespace
+
+uint64_t telemetryLength(const std::vector<uint8_t>& page) {
+    const auto header = structureAt<TelemetryLogHeader>(page.data());
+    const uint64_t end = (uint64_t{header.lastBlockOfArea4} + 1) * BLOCK_BYTES;
+    return std::max<uint64_t>(page.size(), end);
+}
 
 void captureForController(CommandContext& context, const char* reason) {
     auto state = readExtension<TelemetryState>(context.state);

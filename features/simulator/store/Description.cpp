@@ -264,7 +264,21 @@ bool takeModel(const std::string& text, Description& description) {
 }
 
 /// Which drives have a key.
-enum class Kind : uint8_t { ANY, NVME, SATA };
+enum class Kind : uint8_t { ANY, NVME, NVME_2_1, SATA };
+
+bool isOfKind(ModelId model, Kind kind) {
+    switch (kind) {
+        case Kind::ANY:
+            return true;
+        case Kind::NVME:
+            return !isSata(model);
+        case Kind::NVME_2_1:
+            return isOfNvme21(model);
+        case Kind::SATA:
+            return isSata(model);
+    }
+    return false;
+}
 
 /// One key of the description: what it is for, how it is read and written, what it takes.
 struct KeyRow {
@@ -280,11 +294,15 @@ struct KeyRow {
     const char* help = nullptr;
     Kind kind = Kind::ANY;
 
-    bool isOf(ModelId model) const { return kind == Kind::ANY || (kind == Kind::SATA) == isSata(model); }
+    bool isOf(ModelId model) const { return isOfKind(model, kind); }
 };
 
 constexpr KeyRow ofNvme(KeyRow row) {
     row.kind = Kind::NVME;
+    return row;
+}
+constexpr KeyRow ofNvme21(KeyRow row) {
+    row.kind = Kind::NVME_2_1;
     return row;
 }
 constexpr KeyRow ofSata(KeyRow row) {
@@ -350,6 +368,10 @@ const KeyRow KEYS[] = {
     switchRow<&D::supportsSelfTest>("self-test", ""),
     switchRow<&D::supportsFirmwareUpdate>("firmware-update", ""),
     switchRow<&D::supportsTelemetry>("telemetry", ""),
+    ofNvme21({"supports", "telemetry-mib", false, "0 to 1024",
+     "Telemetry data area 4 of the next capture is so many MiB larger.",
+     [](Text text, D& d) { return take(parseNumber<uint32_t>(text, MAX_TELEMETRY_MIB), d.telemetryMib); },
+     [](const D& d) { return std::to_string(d.telemetryMib); }}),
     ofNvme(switchRow<&D::supportsPersistentEventLog>("persistent-event-log", "")),
     ofNvme({"supports", "max-namespaces", false, "1 to 1024", "",
      [](Text text, D& d) { return take(parseNamespaceCount(text), d.maxNamespaces); },

@@ -12,6 +12,7 @@ namespace features::simulator {
 
 /// The largest drive: a file of its media may not be larger (ext4 with blocks of 4 KiB).
 inline constexpr uint64_t MAX_DRIVE_BYTES = uint64_t{8} << 40;
+inline constexpr uint32_t MAX_TELEMETRY_MIB = 1024;
 /// As many entries as the log page of changed namespaces has.
 inline constexpr uint32_t MAX_NAMESPACES = 1024;
 
@@ -38,6 +39,7 @@ struct Description {
     bool supportsSecurity = false;             ///< TCG's security protocol, of a self-encrypting drive
     bool supportsAccessibleMaxAddress = true;  ///< of a SATA drive; otherwise it has a host protected area
     bool supportsFirmwarePieces = true;        ///< of a SATA drive; otherwise it takes a whole image alone
+    uint32_t telemetryMib = 0;  ///< by which data area 4 is larger, MAX_TELEMETRY_MIB at most; of NVMe 2.1 alone
     uint32_t maxNamespaces = 16;
     uint32_t maxTransferKib = 512;  ///< a power of two from 8 on; 0: no limit
     uint32_t shortSelfTestSeconds = 10;

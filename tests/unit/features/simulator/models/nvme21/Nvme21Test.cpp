@@ -121,6 +121,30 @@ TEST_F(DriveOfNvme21, HandsOutDataArea4ToAHostThatKnowsOfIt) {
     EXPECT_EQ(number(log(0x07, 512), 16, 4), 0U);
 }
 
+TEST_F(DriveOfNvme21, HasADataArea4OfAnySize) {
+    description.telemetryMib = 1;
+    describe();
+    EXPECT_EQ(setBehavior(1, 0), 0);
+    const Bytes header = log(0x07, 512, 1);
+    const auto last = static_cast<uint32_t>(number(header, 12, 2));
+    EXPECT_EQ(number(header, 16, 4), last + 1 + 2048);
+    const auto piece = [this](uint32_t offset, uint32_t bytes) {
+        return status(admin(0x02, 0, 0x07 | (bytes / 4 - 1) << 16, 0, offset));
+    };
+    const uint32_t begin = (last + 2) * 512;
+    EXPECT_EQ(piece(begin - 512, 1024), 0) << "from the block that every data area 4 has on";
+    EXPECT_EQ(part(data, 504, 8), Bytes(8, 0x4A));
+    EXPECT_EQ(number(data, 512, 8), begin);
+    EXPECT_EQ(number(data, 1016, 8), begin + 504);
+    const uint32_t end = begin + (1 << 20);
+    EXPECT_EQ(piece(end - 512, 1024), 0) << "over the end";
+    EXPECT_EQ(number(data, 504, 8), end - 8);
+    EXPECT_EQ(part(data, 512, 512), Bytes(512));
+    EXPECT_EQ(piece(end, 512), 0x4002);
+    EXPECT_EQ(setBehavior(0, 0), 0);
+    EXPECT_EQ(piece(begin, 512), 0x4002) << "of a host that does not know of it";
+}
+
 TEST_F(DriveOfNvme21, StaysInMediaVerificationUntilAHostEndsIt) {
     data.assign(512, 0xAB);
     EXPECT_EQ(status(io(0x01, 1)), 0);
