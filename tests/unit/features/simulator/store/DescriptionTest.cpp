@@ -247,8 +247,7 @@ TEST(DescriptionOfASimulatedDrive, IsRefusedWithTheReason) {
         // MDTS would be 0, which means no limit.
         {WHO + "[supports]\nmax-transfer-kib = 4\n", "\"max-transfer-kib\" takes 0 or a power of two from 8 to 16384."},
         {WHO + "[supports]\ntelemetry-mib = 1\n", "\"telemetry-mib\" is not for drives of the model \"velko\"."},
-        {"[drive]\nmodel = nvme-2.1\nserial-number = a\nsize = 1 GiB\n[supports]\ntelemetry-mib = 1025\n",
-         "\"telemetry-mib\" takes 0 to 1024."},
+        {WHO + "[supports]\ntelemetry-mib = 1025\n", "\"telemetry-mib\" takes 0 to 1024."},
         {WHO + "[supports]\nmax-namespaces = 0\n", "\"max-namespaces\" takes 1 to 1024."},
         {WHO + "[supports]\nsanitise = yes\n", "\"sanitise\" is an unknown key of [supports]."},
         {WHO + "[fault]\nhang = admin 0x06\n", "\"hang\" is an unknown key of [fault]."},
