@@ -37,12 +37,12 @@ protected:
     Output output_;
 
 private:
-    void putCount(size_t count) { output_.number(count, 4); }
+    void putCount(size_t count) { output_.template number<4>(count); }
 
     template <class T>
     void put(T& value) {
         if constexpr (std::is_integral_v<T> || std::is_enum_v<T>) {
-            output_.number(static_cast<uint64_t>(value), sizeof value);
+            output_.template number<sizeof value>(static_cast<uint64_t>(value));
         } else {
             value.fields(*this);
         }
@@ -75,7 +75,7 @@ private:
     }
     template <class T>
     void put(std::optional<T>& item) {
-        output_.number(item.has_value() ? 1 : 0, 1);
+        output_.template number<1>(item.has_value() ? 1 : 0);
         if (item) put(*item);
     }
 };
@@ -83,9 +83,10 @@ private:
 /// The bytes of records, one after the other.
 class ArchivedBytes {
 public:
-    void number(uint64_t value, size_t width) {
-        uint8_t* place = grow(width);
-        for (size_t i = 0; i < width; ++i) place[i] = static_cast<uint8_t>(value >> 8 * i);
+    template <size_t WIDTH>
+    void number(uint64_t value) {
+        uint8_t* place = grow(WIDTH);
+        for (size_t i = 0; i < WIDTH; ++i) place[i] = static_cast<uint8_t>(value >> 8 * i);
     }
     void bytes(const void* data, size_t count) {
         if (count != 0) std::memcpy(grow(count), data, count);
@@ -125,10 +126,11 @@ class ComparedBytes {
 public:
     ComparedBytes(const uint8_t* data, size_t size) : at_(data), end_(data + size) {}
 
-    void number(uint64_t value, size_t width) {
-        uint8_t digits[sizeof value];
-        for (size_t i = 0; i < sizeof value; ++i) digits[i] = static_cast<uint8_t>(value >> 8 * i);
-        bytes(digits, width);
+    template <size_t WIDTH>
+    void number(uint64_t value) {
+        uint8_t digits[WIDTH];
+        for (size_t i = 0; i < WIDTH; ++i) digits[i] = static_cast<uint8_t>(value >> 8 * i);
+        bytes(digits, WIDTH);
     }
     void bytes(const void* data, size_t count) {
         isSame_ =
