@@ -32,8 +32,8 @@ AttributeList selected(const AttributeList& attributes, const AttributeList& req
 
 }  // namespace
 
-void DriveOutput::addAttributes(const std::string& heading, const AttributeList& attributes) {
-    const AttributeList all = withIdentity(attributes);
+void DriveOutput::addAttributes(const std::string& heading, AttributeList attributes) {
+    const AttributeList all = withIdentity(std::move(attributes));
     auto object = XmlConverter::attributeListToXml(requested_ == nullptr ? all : selected(all, *requested_));
     // The reader of an attribute list shows its key alone as the heading.
     object->attributes[xml::KEY_KEY] = heading + " " + serialNumber_;

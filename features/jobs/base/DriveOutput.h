@@ -32,7 +32,7 @@ public:
 
     /// A list of attributes, shown in the order of their names, under `heading` and the serial number. When the request
     /// names properties, these alone go out, and one that is not in the list reads "Property not found".
-    void addAttributes(const std::string& heading, const ostrel::core::AttributeList& attributes);
+    void addAttributes(const std::string& heading, ostrel::core::AttributeList attributes);
     /// A decoded structure, in the order of the standard.
     void addTree(const nvme::FieldTree& tree);
     /// The outcome of an operation under `heading` and the serial number: the message is shown as "Status", and a code

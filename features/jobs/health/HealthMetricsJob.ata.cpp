@@ -5,6 +5,7 @@
 #include <array>
 #include <optional>
 #include <string>
+#include <utility>
 
 #include "features/ata/SmartAttributes.h"
 #include "features/ata/structures/SctStatus.h"
@@ -90,7 +91,7 @@ Status HealthMetricsJob::showAtaDrive(ata::Drive& drive, const Arguments&, Drive
     add(list, keys::healthTemperature(), temperature(counters), "C");
     for (const CounterRow& row : COUNTERS) add(list, row.key(), counter(counters, row), row.unit);
     RETURN_IF_FAILED(counters.failure());
-    out.addAttributes(title(), list);
+    out.addAttributes(title(), std::move(list));
     return Status();
 }
 

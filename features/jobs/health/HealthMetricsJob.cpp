@@ -1,5 +1,7 @@
 #include "features/jobs/health/HealthMetricsJob.h"
 
+#include <utility>
+
 #include "features/jobs/drive/DeviceStatus.h"
 #include "features/jobs/drive/DriveFacts.h"
 #include "features/jobs/drive/LogReading.h"
@@ -34,7 +36,7 @@ Status HealthMetricsJob::showDrive(nvme::Drive& drive, const Arguments&, DriveOu
         if (ocp != nullptr) list.merge(nvme::ocpHealthMetrics(Payload(ocp, nvme::OCP_SMART_BYTES)));
         RETURN_IF_FAILED(addVelkoSmart(drive, VELKO_HEALTH_BYTES, list));
     }
-    out.addAttributes(title(), list);
+    out.addAttributes(title(), std::move(list));
     return Status();
 }
 

@@ -4,6 +4,7 @@
 
 #include <optional>
 #include <string>
+#include <utility>
 
 #include "features/jobs/drive/AtaCounters.h"
 #include "features/jobs/support/StatusDetails.h"
@@ -89,7 +90,7 @@ Status PerformanceJob::showAtaDrive(ata::Drive& drive, const Arguments&, DriveOu
         return withDetails(statuses::driveDoesNotSupportFeature(),
                            "Drive " + drive.name() + " does not count what it reads and writes.");
     }
-    out.addAttributes(title(), list);
+    out.addAttributes(title(), std::move(list));
     return Status();
 }
 

@@ -1,6 +1,7 @@
 #include "features/jobs/health/SmartJob.h"
 
 #include <string>
+#include <utility>
 
 #include "features/jobs/drive/LogReading.h"
 #include "features/jobs/drive/OcpSmartLog.h"
@@ -70,7 +71,7 @@ Status SmartJob::showDrive(nvme::Drive& drive, const Arguments& arguments, Drive
         }
         list = AttributeList{*found};
     }
-    out.addAttributes(title(), list);
+    out.addAttributes(title(), std::move(list));
     return Status();
 }
 

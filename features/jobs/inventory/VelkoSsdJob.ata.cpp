@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <optional>
 #include <string>
+#include <utility>
 
 #include "features/ata/Commands.h"
 #include "features/ata/LogAddresses.h"
@@ -282,7 +283,7 @@ Status VelkoSsdJob::showAtaDrive(ata::Drive& drive, const Arguments& arguments, 
     AttributeList list;
     const bool all = arguments.flag(attributes::feature::showAllFlag().getName());
     RETURN_IF_FAILED(listAttributes(ROWS, facts, all, out, shared_, list));
-    out.addAttributes(title(), list);
+    out.addAttributes(title(), std::move(list));
     // The rest is known and shown; that the drive's health is not makes it a drive that failed.
     if (failed(facts.healthRefusal()))
         out.addStatus(title() + " Health",

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <optional>
 #include <string>
+#include <utility>
 
 #include "features/errors/Result.h"
 #include "features/jobs/drive/DeviceStatus.h"
@@ -403,7 +404,7 @@ Status VelkoSsdJob::showDrive(nvme::Drive& drive, const Arguments& arguments, Dr
     AttributeList list;
     RETURN_IF_FAILED(listAttributes(ROWS, facts, all, out, shared_, list));
     const bool isUnknown = list.count(device::deviceStatus().getName()) != 0 && failed(facts.smartRefusal());
-    out.addAttributes(title(), list);
+    out.addAttributes(title(), std::move(list));
     if (all && out.requested() == nullptr) {
         const Status status = showNamespaces(facts, out);
         if (failed(status)) out.addStatus(title() + " Namespaces", status);

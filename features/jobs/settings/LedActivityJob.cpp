@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <iterator>
+#include <utility>
 
 #include "features/errors/Result.h"
 #include "features/jobs/base/SetRequest.h"
@@ -94,7 +95,7 @@ Status LedActivityJob::showDrive(nvme::Drive& drive, const Arguments&, DriveOutp
         Attribute& attribute = list[field.name];
         attribute = Attribute(field.name, attribute.getDisplayName(), typeString(), field.value);
     }
-    out.addAttributes(title(), list);
+    out.addAttributes(title(), std::move(list));
     return Status();
 }
 
