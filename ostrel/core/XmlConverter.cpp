@@ -1,6 +1,7 @@
 #include "ostrel/core/XmlConverter.h"
 
 #include <algorithm>
+#include <array>
 #include <cstdint>
 #include <exception>
 #include <iterator>
@@ -23,6 +24,26 @@ namespace {
 constexpr const char* PROPERTY_KEYS[] = {KEY_CATEGORY, KEY_DESCRIPTION, KEY_DISPLAY_NAME, KEY_NAME,
                                          KEY_SIZE,     KEY_TYPE,        KEY_VALUE};
 constexpr std::size_t ATTRIBUTES_OF_PROPERTY = std::size(PROPERTY_KEYS);
+enum PropertyKey : std::size_t { CATEGORY, DESCRIPTION, DISPLAY_NAME, NAME, SIZE, TYPE, VALUE };
+
+/// The values of a property under PROPERTY_KEYS; those that it lacks are there then, and empty.
+std::array<const std::string*, ATTRIBUTES_OF_PROPERTY> valuesOf(XmlProperty& property) {
+    OSTREL_TRACE();
+    auto& attributes = property.attributes;
+    // Both are in one order. What is inserted moves what follows it alone.
+    std::array<std::size_t, ATTRIBUTES_OF_PROPERTY> places{};
+    std::size_t at = 0;
+    for (std::size_t i = 0; i < ATTRIBUTES_OF_PROPERTY; ++i) {
+        int order = 1;
+        while (at < attributes.size() && (order = attributes.nth(at)->first.compare(PROPERTY_KEYS[i])) < 0) ++at;
+        if (at == attributes.size() || order != 0)
+            attributes.emplace_hint(attributes.nth(at), PROPERTY_KEYS[i], std::string());
+        places[i] = at++;
+    }
+    std::array<const std::string*, ATTRIBUTES_OF_PROPERTY> values{};
+    for (std::size_t i = 0; i < ATTRIBUTES_OF_PROPERTY; ++i) values[i] = &attributes.nth(places[i])->second;
+    return values;
+}
 
 void setBoolean(Attribute& attribute, const std::string& text) {
     OSTREL_TRACE();
@@ -159,23 +180,16 @@ std::unique_ptr<XmlObject> XmlConverter::statusToXml(const Status& status) {
 
 std::unique_ptr<Attribute> XmlConverter::xmlToAttribute(XmlProperty& xmlProperty) {
     OSTREL_TRACE();
-    // Also for those that are not used: the property ends up with all seven. First, since each that it gains moves the
-    // others.
-    auto& values = xmlProperty.attributes;
-    for (const char* key : PROPERTY_KEYS) values.try_emplace(key);
-    if (values[KEY_CATEGORY] != CATEGORY_ATTRIBUTE) return nullptr;
-    const std::string& name = values[KEY_NAME];
-    const std::string& description = values[KEY_DESCRIPTION];
-    const std::string& displayName = values[KEY_DISPLAY_NAME];
-    const std::string& type = values[KEY_TYPE];
-    const std::string& value = values[KEY_VALUE];
+    const auto values = valuesOf(xmlProperty);
+    if (*values[CATEGORY] != CATEGORY_ATTRIBUTE) return nullptr;
+    const std::string& type = *values[TYPE];
 
     const auto readable = std::find_if(std::begin(READABLE_TYPES), std::end(READABLE_TYPES),
                                        [&type](const auto& row) { return row.type == type; });
     if (readable == std::end(READABLE_TYPES)) return nullptr;
-    auto attribute = std::make_unique<Attribute>(name, displayName, type);
-    readable->setValue(*attribute, value);
-    attribute->setDescription(description);
+    auto attribute = std::make_unique<Attribute>(*values[NAME], *values[DISPLAY_NAME], type);
+    readable->setValue(*attribute, *values[VALUE]);
+    attribute->setDescription(*values[DESCRIPTION]);
     return attribute;
 }
 
@@ -183,8 +197,8 @@ std::unique_ptr<AttributeList> XmlConverter::xmlToAttributeList(XmlObject& xmlOb
     OSTREL_TRACE();
     auto attributes = std::make_unique<AttributeList>();
     for (const auto& property : xmlObject.properties) {
-        const auto attribute = xmlToAttribute(*property);
-        if (attribute) attributes->insert_or_assign(attribute->getName(), *attribute);
+        auto attribute = xmlToAttribute(*property);
+        if (attribute) attributes->insert_or_assign(attribute->getName(), std::move(*attribute));
     }
     return attributes;
 }

@@ -314,11 +314,31 @@ TEST(XmlConverterModel, WritesAnAttributeWithoutAValue) {
 TEST(XmlConverterModel, WritesTextsVerbatim) {
     EXPECT_EQ(XmlConverter::attributeToXml(Attribute("n", " d\n", "string", " v\t "))->attributes,
               (XmlElement::Attributes{{"category", "attribute"},
-                                                  {"displayName", " d\n"},
-                                                  {"name", "n"},
-                                                  {"size", "5"},
-                                                  {"type", "string"},
-                                                  {"value", " v\t "}}));
+                                      {"displayName", " d\n"},
+                                      {"name", "n"},
+                                      {"size", "5"},
+                                      {"type", "string"},
+                                      {"value", " v\t "}}));
+}
+
+TEST(XmlConverterModel, ReadsAnAttributeAmongOtherKeys) {
+    XmlProperty property;
+    property.attributes = {{"aaa", "1"},  {"category", "attribute"}, {"key", "k"},   {"maxSize", "9"},
+                           {"name", "n"}, {"type", "uint8"},         {"value", "7"}, {"zzz", "2"}};
+    const auto attribute = XmlConverter::xmlToAttribute(property);
+    ASSERT_NE(attribute, nullptr);
+    EXPECT_EQ(attribute->getName() + "=" + attribute->getText(), "n=7");
+    EXPECT_EQ(property.attributes, (XmlElement::Attributes{{"aaa", "1"},
+                                                           {"category", "attribute"},
+                                                           {"description", ""},
+                                                           {"displayName", ""},
+                                                           {"key", "k"},
+                                                           {"maxSize", "9"},
+                                                           {"name", "n"},
+                                                           {"size", ""},
+                                                           {"type", "uint8"},
+                                                           {"value", "7"},
+                                                           {"zzz", "2"}}));
 }
 
 TEST(XmlConverterModel, WritesAPayload) {
