@@ -27,8 +27,8 @@ echo nqn.2014-08.org.nvmexpress:uuid:11111111-2222-3333-4444-555555555555 >/etc/
 simdrive=/opt/velko/nimbrel/nimbrel-simdrive
 $simdrive create long --model nvme-2.1 --size 64Mi --serial LONG || exit
 sed -i 's/^telemetry-mib.*/telemetry-mib = {MEBIBYTES}/' {FOLDER}/description.ini
-# The host knows data area 4: Host Behavior Support, by the path to the simulated drive, since Linux 6.1 sets that feature
-# itself after each Set Features of a program.
+# The host knows data area 4: Host Behavior Support, by the path to the simulated drive, since Linux 6.1 sets that
+# feature itself after each Set Features of a program.
 {{ printf '\\0\\1'; head -c 510 /dev/zero; }} >/tmp/behavior
 nimbrel set -velkossd {FOLDER} -setfeature 0x16 InputFile=/tmp/behavior || exit
 setsid $simdrive serve long >/tmp/serve 2>&1 </dev/null &
