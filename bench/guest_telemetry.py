@@ -18,7 +18,7 @@ os.environ["NIMBREL_VM_DIR"] = sys.argv[1] if len(sys.argv) == 2 else sys.exit(_
 from machine import Machine  # noqa: E402
 
 MEBIBYTES = 256
-ROUNDS = 2
+ROUNDS = 1  # each takes minutes
 FOLDER = "/opt/velko/nimbrel/SimulatedDrives/long"
 NQN = "nqn.2026-01.com.velko.nimbrel:simulated:LONG"
 PREPARATION = f"""
@@ -27,15 +27,14 @@ echo nqn.2014-08.org.nvmexpress:uuid:11111111-2222-3333-4444-555555555555 >/etc/
 simdrive=/opt/velko/nimbrel/nimbrel-simdrive
 $simdrive create long --model nvme-2.1 --size 64Mi --serial LONG || exit
 sed -i 's/^telemetry-mib.*/telemetry-mib = {MEBIBYTES}/' {FOLDER}/description.ini
-# The host knows data area 4: Host Behavior Support, by the path to the simulated drive, since Linux 6.1 sets that
-# feature itself after each Set Features of a program.
-{{ printf '\\0\\1'; head -c 510 /dev/zero; }} >/tmp/behavior
-nimbrel set -velkossd {FOLDER} -setfeature 0x16 InputFile=/tmp/behavior || exit
 setsid $simdrive serve long >/tmp/serve 2>&1 </dev/null &
 for i in $(seq 100); do grep -q subsystem /tmp/serve && break; sleep 0.1; done
 nvme connect -t tcp -a 127.0.0.1 -s 4420 -n {NQN} || exit
-for i in $(seq 100); do [ -b /dev/nvme0n1 ] && exit 0; sleep 0.1; done
-cat /tmp/serve; exit 1
+for i in $(seq 100); do [ -b /dev/nvme0n1 ] && break; sleep 0.1; done
+# The host knows data area 4: Host Behavior Support, by the path to the simulated drive, since Linux 6.1 sets that
+# feature itself after each Set Features of a program.
+{{ printf '\\0\\1'; head -c 510 /dev/zero; }} >/tmp/behavior
+nimbrel set -velkossd {FOLDER}/dev/long -setfeature 0x16 InputFile=/tmp/behavior
 """
 COMMANDS = {
     "nimbrel": "nimbrel dump -destination /tmp/ours -velkossd /dev/nvme0 -telemetrylog -dataarea 4",
