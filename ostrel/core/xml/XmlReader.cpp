@@ -94,7 +94,7 @@ private:
         }
     }
 
-    void take(XmlElement& element, XmlElement::Attributes::iterator place, std::string_view value) {
+    void take(XmlElement& element, const XmlElement::Attributes::iterator& place, std::string_view value) {
         OSTREL_TRACE();
         if (&element == largestElement_ && place->first == largestKey_) largestElement_ = nullptr;
         if (value.size() <= text_.size() / 2) {

@@ -1,6 +1,6 @@
+#include <boost/date_time/posix_time/time_formatters.hpp>
 #include <gtest/gtest.h>
 
-#include <boost/date_time/posix_time/time_formatters.hpp>
 #include <ctime>
 #include <string>
 
