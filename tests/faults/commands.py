@@ -39,7 +39,7 @@ COMMANDS = (
     Command("logged", "version", prepare=("set -system EnableLog=true",), compares_contents=False,
             always=("allocation",)),
     Command("list", "show -velkossd", drives=("velko", "ocp")),
-    Command("one-drive", f"show -all -velkossd {VELKO}"),
+    Command("one-drive", f"show -all -velkossd {VELKO}", always=("allocation",)),
     Command("smart", f"show -velkossd {VELKO} -smart"),
     Command("sensors", f"show -velkossd {VELKO} -sensor"),
     Command("telemetry", f"dump -destination telemetry.bin -velkossd {VELKO} -telemetrylog HostInitiated=true"),

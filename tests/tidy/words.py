@@ -40,6 +40,7 @@ NAMES = (
     (r"MOST_\w+|most[A-Z]\w*", "MAX_, max", "MOST_BYTES"),
     (r"LEAST_\w+|least[A-Z]\w*", "MIN_, min", "leastBytes"),
     (r"\w*[sS]ideBySide\w*", "parallelFor", "runSideBySide"),
+    (r"call_once|once_flag", "ostrel::core::Once, which an exception can leave", "std::call_once"),
 )
 
 # Texts that programs compare, and so are never reworded: text, reason, files. A file without the text fails.

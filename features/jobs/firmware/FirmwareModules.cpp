@@ -52,7 +52,10 @@ std::vector<std::string> FirmwareModules::folders() const {
 }
 
 void FirmwareModules::load() const {
-    std::call_once(loaded_, [this] {
+    loaded_.run([this] {
+        // What a load that was not finished left.
+        modules_.clear();
+        faults_.clear();
         for (const std::string& folder : folders()) loadFolder(folder);
     });
 }

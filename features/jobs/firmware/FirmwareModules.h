@@ -1,6 +1,5 @@
 #pragma once
 
-#include <mutex>
 #include <string>
 #include <utility>
 #include <vector>
@@ -9,6 +8,7 @@
 #include "features/jobs/firmware/FirmwareKeys.h"
 #include "features/jobs/firmware/FirmwareManifest.h"
 #include "features/jobs/firmware/SignaturePolicy.h"
+#include "ostrel/core/Once.h"
 #include "ostrel/core/Status.h"
 
 namespace features::jobs {
@@ -58,7 +58,7 @@ private:
 
     std::string directories_;
     FirmwareKeys keys_;
-    mutable std::once_flag loaded_;
+    mutable ostrel::core::Once loaded_;
     mutable std::vector<FirmwareModule> modules_;
     mutable std::string faults_;
     mutable ostrel::core::Status refusal_;  // of a directory; success when none was

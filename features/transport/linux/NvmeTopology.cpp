@@ -71,7 +71,8 @@ std::vector<std::string> NvmeTopology::controllers(LookErrors& errors) const {
 }
 
 std::string NvmeTopology::subsystemFolder(const std::string& controller, LookErrors& errors) const {
-    std::call_once(subsystemsRead_, [this] {
+    subsystemsRead_.run([this] {
+        subsystemErrors_ = LookErrors();
         const std::string root = paths_.sys + "/class/nvme-subsystem";
         for (const std::string& subsystem : listFolder(root, subsystemErrors_)) {
             const std::string folder = root + "/" + subsystem;

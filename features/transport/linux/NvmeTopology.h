@@ -3,12 +3,12 @@
 #include <atomic>
 #include <cstdint>
 #include <map>
-#include <mutex>
 #include <string>
 #include <vector>
 
 #include "features/transport/LookErrors.h"
 #include "features/transport/linux/LinuxPaths.h"
+#include "ostrel/core/Once.h"
 
 namespace features::transport {
 
@@ -61,7 +61,7 @@ private:
 
     LinuxPaths paths_;
     mutable std::atomic<bool> wasVisible_{false};
-    mutable std::once_flag subsystemsRead_;
+    mutable ostrel::core::Once subsystemsRead_;
     mutable std::map<std::string, std::string> subsystemFolders_;  ///< by controller
     mutable LookErrors subsystemErrors_;                           ///< of that one look
 };
