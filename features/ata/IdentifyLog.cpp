@@ -6,6 +6,7 @@
 
 #include "features/ata/LogAddresses.h"
 #include "features/ata/Structures.h"
+#include "features/errors/PayloadCopy.h"
 #include "features/nvme/Bytes.h"
 #include "features/nvme/FieldTable.h"
 
@@ -70,7 +71,7 @@ constexpr PageRow PAGES[] = {
 // clang-format on
 
 Payload swapped(const Payload& data) {
-    Payload ordered(data.getData(), data.getSize());
+    Payload ordered = copyOf(data.getData(), data.getSize());
     for (size_t at = QUADWORD; at + 1 < ordered.getSize(); at += 2)
         std::swap(ordered.getData()[at], ordered.getData()[at + 1]);
     return ordered;

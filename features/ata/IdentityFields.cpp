@@ -8,6 +8,7 @@
 #include "features/ata/Identity.h"
 #include "features/ata/IdentityWords.h"
 #include "features/ata/Structures.h"
+#include "features/errors/PayloadCopy.h"
 #include "features/nvme/Bytes.h"
 #include "features/nvme/FieldTable.h"
 
@@ -303,7 +304,7 @@ std::vector<Structure> identifyDeviceStructures() {
 }
 
 Payload withTextsInOrder(const Payload& identifyDevice) {
-    Payload ordered(identifyDevice.getData(), identifyDevice.getSize());
+    Payload ordered = copyOf(identifyDevice.getData(), identifyDevice.getSize());
     for (const Span& span : SWAPPED) {
         for (size_t at = span.offset; at + 1 < span.offset + span.size && at + 1 < ordered.getSize(); at += 2)
             std::swap(ordered.getData()[at], ordered.getData()[at + 1]);

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "features/errors/PayloadCopy.h"
 #include "features/nvme/Bytes.h"
 #include "features/nvme/FieldTable.h"
 #include "features/nvme/LogPageIds.h"
@@ -160,7 +161,7 @@ void Walk::addEvent(const uint8_t* event, size_t headerBytes, size_t eventBytes)
 
 FieldTree headerTree(const uint8_t* data, size_t size) {
     const size_t bytes = std::min<size_t>(size, PersistentEventLog::HEADER_BYTES);
-    FieldTree tree = decodePersistentEventHeader(Payload(data, bytes));
+    FieldTree tree = decodePersistentEventHeader(copyOf(data, bytes));
     tree.heading = "Persistent Event Log";
     if (bytes == PersistentEventLog::HEADER_BYTES)
         tree.add("SEB Events", "Events that the drive records", supportedEventsText(data + OFFSET_SEB));

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <iterator>
 
+#include "features/errors/PayloadCopy.h"
 #include "features/nvme/Bytes.h"
 #include "features/nvme/Features.h"
 #include "features/nvme/FieldTable.h"
@@ -154,7 +155,7 @@ void addBytes(FieldTree& tree, const char* name, const char* description, const 
 }
 
 std::string addSmart(FieldTree& tree, const uint8_t* data, size_t size) {
-    tree.parts.push_back(decodeSmartHealth(Payload(data, std::min(size, SMART_BYTES))));
+    tree.parts.push_back(decodeSmartHealth(copyOf(data, std::min(size, SMART_BYTES))));
     return {};
 }
 
@@ -197,7 +198,7 @@ std::string addSetFeature(FieldTree& tree, const uint8_t* data, size_t size) {
 }
 
 std::string addTelemetry(FieldTree& tree, const uint8_t* data, size_t size) {
-    tree.parts.push_back(decodeTelemetryHeader(Payload(data, std::min(size, TELEMETRY_BYTES))));
+    tree.parts.push_back(decodeTelemetryHeader(copyOf(data, std::min(size, TELEMETRY_BYTES))));
     return {};
 }
 

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <iterator>
 
+#include "features/errors/PayloadCopy.h"
 #include "features/nvme/Bytes.h"
 #include "features/nvme/FieldTable.h"
 #include "features/nvme/LogPageIds.h"
@@ -263,13 +264,13 @@ void Walk::run() {
     const Range first = area(1);
     if (first.size() < sizeof(OcpTelemetryArea1)) return;
     const uint8_t* at = data_ + first.begin;
-    const Payload smart(at + offsetof(OcpTelemetryArea1, ocpSmart), sizeof(OcpSmartLog));
+    const Payload smart = copyOf(at + offsetof(OcpTelemetryArea1, ocpSmart), sizeof(OcpSmartLog));
     log_.isOcp = isOcpSmart(smart);
     if (!log_.isOcp) return;
     addFields(log_.tree.addPart("Reason Identifier"), REASON, data_ + offsetof(TelemetryLogHeader, reason),
               sizeof(TelemetryLogHeader::reason));
     addFields(log_.tree.addPart("Data Area 1"), AREA_1, at, sizeof(OcpTelemetryArea1));
-    log_.tree.parts.push_back(decodeSmartHealth(Payload(at + offsetof(OcpTelemetryArea1, smart), BLOCK_BYTES)));
+    log_.tree.parts.push_back(decodeSmartHealth(copyOf(at + offsetof(OcpTelemetryArea1, smart), BLOCK_BYTES)));
     log_.tree.parts.push_back(decodeOcpSmart(smart));
     const auto head = structureAt<OcpTelemetryArea1>(at);
     for (unsigned i = 0; i < std::size(head.statistics); ++i) addStatistics(i + 1, head.statistics[i]);
@@ -291,7 +292,7 @@ TelemetryLog parseTelemetryLog(const uint8_t* data, size_t size, const Payload& 
     TelemetryLog log;
     log.isOne = size >= HEADER_BYTES && (data[0] == LID_TELEMETRY_HOST || data[0] == LID_TELEMETRY_CONTROLLER);
     if (!log.isOne) return log;
-    log.tree = decodeTelemetryHeader(Payload(data, HEADER_BYTES));
+    log.tree = decodeTelemetryHeader(copyOf(data, HEADER_BYTES));
     log.tree.heading = "Telemetry Log";
     const uint64_t bytes = telemetryLogBytes(structureAt<TelemetryLogHeader>(data), 1);
     if (bytes > size)

@@ -5,6 +5,7 @@
 #include <optional>
 
 #include "features/ata/AtaCommand.h"
+#include "features/errors/PayloadCopy.h"
 #include "features/jobs/drive/DriveLocking.h"
 #include "features/jobs/support/ProgressLine.h"
 #include "features/jobs/support/StatusDetails.h"
@@ -145,7 +146,7 @@ Result<ata::Answer, ata::AtaError> SecurityErase::sendPassword(const ata::Comman
     command.count = 1;
     command.dataLength = BLOCK_BYTES;
     if (timeoutMs != 0) command.timeoutMs = timeoutMs;
-    return drive_.send(command, Payload(block, sizeof block));
+    return drive_.send(command, copyOf(block, sizeof block));
 }
 
 std::string SecurityErase::unlocking() const {

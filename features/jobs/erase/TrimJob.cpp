@@ -4,6 +4,7 @@
 #include <limits>
 #include <string>
 
+#include "features/errors/PayloadCopy.h"
 #include "features/jobs/base/SetRequest.h"
 #include "features/jobs/drive/CommandSets.h"
 #include "features/jobs/drive/DriveLocking.h"
@@ -81,7 +82,7 @@ Status sendRanges(nvme::Drive& drive, uint32_t nsid, uint32_t number, const uint
     command.cdw11 = ATTRIBUTE_DEALLOCATE;
     command.dataLength = static_cast<uint32_t>(number * RANGE_BYTES);
     command.timeoutMs = COMMAND_TIMEOUT_MS;
-    const Payload data(ranges, command.dataLength);
+    const Payload data = copyOf(ranges, command.dataLength);
     if (data.getSize() == 0) return statuses::mallocFailed();
     RETURN_IF_FAILED(checkGate(drive, nsid));
     const auto sent = drive.send(command, data);

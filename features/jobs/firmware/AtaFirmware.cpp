@@ -6,6 +6,7 @@
 #include "features/ata/IdentifyLog.h"
 #include "features/ata/LogAddresses.h"
 #include "features/errors/HalvedPieces.h"
+#include "features/errors/PayloadCopy.h"
 #include "features/jobs/drive/HostSide.h"
 #include "features/jobs/support/ProgressLine.h"
 #include "features/jobs/support/StatusDetails.h"
@@ -107,7 +108,7 @@ Result<AtaFirmware::Plan> AtaFirmware::plan(uint64_t imageBytes) {
 }
 
 AtaFirmware::Ending AtaFirmware::sendPiece(const std::string& image, uint64_t offset, uint32_t blocks, Mode mode) {
-    const Payload piece(image.data() + offset, size_t{blocks} * BLOCK_BYTES);
+    const Payload piece = copyOf(image.data() + offset, size_t{blocks} * BLOCK_BYTES);
     if (piece.getSize() != size_t{blocks} * BLOCK_BYTES) return {statuses::mallocFailed()};
     ata::AtaCommand command =
         downloadCommand(static_cast<uint8_t>(mode), blocks, static_cast<uint32_t>(offset / BLOCK_BYTES));

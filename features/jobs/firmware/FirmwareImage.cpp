@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "features/errors/PayloadCopy.h"
 #include "features/jobs/drive/LogReading.h"
 #include "features/jobs/support/InputFile.h"
 #include "features/jobs/support/ProgressLine.h"
@@ -35,7 +36,7 @@ Status noTransfer(const nvme::Drive& drive, uint32_t granularityBytes) {
 
 Result<uint32_t, nvme::CommandError> sendPiece(nvme::Drive& drive, const std::string& image, uint64_t offset,
                                                uint32_t bytes) {
-    const Payload piece(image.data() + offset, bytes);
+    const Payload piece = copyOf(image.data() + offset, bytes);
     if (piece.getSize() != bytes) return statuses::mallocFailed();
     nvme::NvmeCommand command(nvme::Queue::ADMIN, nvme::OPC_FIRMWARE_IMAGE_DOWNLOAD, "Firmware Image Download");
     command.cdw10 = bytes / DWORD_BYTES - 1;

@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "features/errors/PayloadCopy.h"
 #include "features/jobs/drive/DeviceStatus.h"
 #include "features/jobs/drive/DriveFacts.h"
 #include "features/jobs/drive/LogReading.h"
@@ -33,7 +34,7 @@ Status HealthMetricsJob::showDrive(nvme::Drive& drive, const Arguments&, DriveOu
     if (!out.hasAllRequested(list)) {
         const uint8_t* ocp = facts.ocpSmart();
         RETURN_IF_FAILED(facts.failure());
-        if (ocp != nullptr) list.merge(nvme::ocpHealthMetrics(Payload(ocp, nvme::OCP_SMART_BYTES)));
+        if (ocp != nullptr) list.merge(nvme::ocpHealthMetrics(copyOf(ocp, nvme::OCP_SMART_BYTES)));
         RETURN_IF_FAILED(addVelkoSmart(drive, VELKO_HEALTH_BYTES, list));
     }
     out.addAttributes(title(), std::move(list));

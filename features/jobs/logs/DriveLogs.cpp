@@ -3,6 +3,7 @@
 #include <cerrno>
 #include <string>
 
+#include "features/errors/PayloadCopy.h"
 #include "features/jobs/base/LogLimits.h"
 #include "features/jobs/drive/LogReading.h"
 #include "features/jobs/drive/OcpLogOffers.h"
@@ -82,7 +83,7 @@ private:
     Status storeIdentify() {
         if (facts_.controller() == nullptr)
             return succeeded(facts_.failure()) ? statuses::deviceDataRetrievalFailed() : facts_.failure();
-        RETURN_IF_FAILED(write("identify_controller.bin", Payload(facts_.identifyController(), nvme::IDENTIFY_BYTES)));
+        RETURN_IF_FAILED(write("identify_controller.bin", copyOf(facts_.identifyController(), nvme::IDENTIFY_BYTES)));
         const auto* namespaces = facts_.hostNamespaces();
         if (namespaces == nullptr) return facts_.failure();
         for (const auto& space : *namespaces) RETURN_IF_FAILED(storeNamespace(space.nsid));

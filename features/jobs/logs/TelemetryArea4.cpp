@@ -3,6 +3,7 @@
 #include <cerrno>
 #include <vector>
 
+#include "features/errors/PayloadCopy.h"
 #include "features/jobs/drive/LogReading.h"
 #include "features/jobs/support/StatusDetails.h"
 #include "features/nvme/ControllerCapabilities.h"
@@ -60,7 +61,7 @@ Result<HostBehaviorSupport, CommandError> readHostBehavior(nvme::Drive& drive) {
 Result<void, CommandError> writeEtdas(nvme::Drive& drive, HostBehaviorSupport behavior, uint8_t value) {
     behavior.etdas = value;
     const std::vector<uint8_t> bytes = nvme::bytesOf(behavior);
-    RETURN_IF_FAILED(drive.setFeature(hostBehavior(), false, Payload(bytes.data(), bytes.size())));
+    RETURN_IF_FAILED(drive.setFeature(hostBehavior(), false, copyOf(bytes.data(), bytes.size())));
     return {};
 }
 

@@ -2,6 +2,7 @@
 
 #include <string>
 
+#include "features/errors/PayloadCopy.h"
 #include "features/jobs/base/LogLimits.h"
 #include "features/jobs/drive/DriveFacts.h"
 #include "features/jobs/drive/OcpLogOffers.h"
@@ -25,13 +26,6 @@ using namespace ostrel::core;
 namespace keys = attributes::feature;
 
 namespace {
-
-Result<Payload> asPayload(const std::string& bytes) {
-    if (bytes.empty()) return Payload();
-    const Payload payload(bytes.data(), bytes.size());
-    if (payload.getSize() != bytes.size()) return statuses::mallocFailed();
-    return payload;
-}
 
 /// Shows a log. `whence`: begins a sentence on its bytes.
 Status show(const std::string& bytes, const Payload& stringLog, const std::string& whence, const std::string& title,
@@ -79,7 +73,7 @@ Status TelemetryLogParseJob::runMethod(const std::shared_ptr<xml::XmlObject>& ou
     if (!strings.empty()) {
         TRY(stringBytes, readInputFile(strings, decodableBytes()));
     }
-    TRY(const Payload stringLog, asPayload(stringBytes));
+    const Payload stringLog = copyOf(stringBytes.data(), stringBytes.size());
     DriveOutput out("", nullptr, nullptr);
     RETURN_IF_FAILED(show(bytes, stringLog, "'" + path + "'", title(), out));
     addOutput(*output, out);

@@ -1,5 +1,6 @@
 #include "features/jobs/namespaces/NamespaceCommands.h"
 
+#include "features/errors/PayloadCopy.h"
 #include "features/jobs/drive/Refusals.h"
 #include "features/nvme/Bytes.h"
 #include "features/nvme/Identify.h"
@@ -60,7 +61,7 @@ Status sendNamespaceAttachment(nvme::Drive& drive, bool attach, uint32_t nsid, u
     nvme::ControllerList list{};
     list.count = 1;
     list.identifiers[0] = controllerId;
-    const auto sent = drive.send(command, Payload(&list, sizeof list));
+    const auto sent = drive.send(command, copyOf(&list, sizeof list));
     return sent ? Status() : mapNamespaceStatus(sent.error());
 }
 

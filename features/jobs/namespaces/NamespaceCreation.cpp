@@ -5,6 +5,7 @@
 #include <numeric>
 #include <vector>
 
+#include "features/errors/PayloadCopy.h"
 #include "features/jobs/base/SetRequest.h"
 #include "features/jobs/drive/LogReading.h"
 #include "features/jobs/drive/Namespaces.h"
@@ -219,7 +220,7 @@ Result<std::string> NamespaceCreation::create() {
     wanted.dps = static_cast<uint8_t>(request_.protectionType | (protectionFirst_ ? 0x08 : 0));
     wanted.nmic = request_.isShared ? 1 : 0;
     const std::vector<uint8_t> data = nvme::bytesOf(wanted);
-    const auto answer = drive_.send(namespaceManagement(SEL_CREATE, 0), Payload(data.data(), data.size()));
+    const auto answer = drive_.send(namespaceManagement(SEL_CREATE, 0), copyOf(data.data(), data.size()));
     if (!answer) return mapNamespaceStatus(answer.error());
     drive_.forgetIdentify();
     return "Namespace " + std::to_string(answer->completion.dword0) + " was created: " + std::to_string(size_) +

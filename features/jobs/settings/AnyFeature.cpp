@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "features/errors/PayloadCopy.h"
 #include "features/errors/Result.h"
 #include "features/jobs/drive/DriveFacts.h"
 #include "features/jobs/drive/Offers.h"
@@ -207,7 +208,7 @@ void addData(nvme::FieldTree& tree, const Payload& data) {
     nvme::FieldTree& part = tree.addPart("Data");
     for (size_t at = 0; at < length; at += BYTES_PER_LINE) {
         const size_t count = std::min<size_t>(BYTES_PER_LINE, data.getSize() - at);
-        part.add("Offset " + hexText(at, 3), hexDump(Payload(data.getData() + at, count), 0));
+        part.add("Offset " + hexText(at, 3), hexDump(copyOf(data.getData() + at, count), 0));
     }
 }
 
@@ -267,7 +268,7 @@ Result<Payload> AnyFeature::readInputData(const Arguments& arguments) {
         return withDetails(statuses::invalidTransferSize(), "'" + path + "' has " + std::to_string(bytes.size()) +
                                                                 " bytes; data goes to a drive in dwords of 4 bytes.");
     }
-    const Payload data(bytes.data(), bytes.size());
+    const Payload data = copyOf(bytes.data(), bytes.size());
     if (data.getSize() != bytes.size()) return statuses::mallocFailed();
     return data;
 }

@@ -2,6 +2,7 @@
 
 #include <string>
 
+#include "features/errors/PayloadCopy.h"
 #include "features/errors/Result.h"
 #include "features/jobs/base/SetRequest.h"
 #include "features/jobs/drive/HostSide.h"
@@ -76,7 +77,7 @@ Status writeLba(nvme::Drive& drive, const FeatureAddress& address, uint64_t lba)
     uint8_t data[nvme::VELKO_LBA_BYTES] = {};
     nvme::putLe64(data, lba);
     const nvme::FeatureRequest request = address.request(nvme::FID_VELKO_MAXIMUM_LBA);
-    const auto set = drive.setFeature(request, false, Payload(data, sizeof data));
+    const auto set = drive.setFeature(request, false, copyOf(data, sizeof data));
     return set ? Status() : mapNvmeStatus(REFUSALS, statuses::nvmeCommandProblem, set.error());
 }
 

@@ -1,5 +1,6 @@
 #include "features/jobs/settings/TimestampJob.h"
 
+#include "features/errors/PayloadCopy.h"
 #include "features/errors/Result.h"
 #include "features/jobs/base/SetRequest.h"
 #include "features/jobs/drive/Offers.h"
@@ -69,7 +70,7 @@ Status TimestampJob::setOnDrive(nvme::Drive& drive, const Attribute& attribute) 
     nvme::putLe64(bytes, *milliseconds);  // the two bytes after the 48 bits are reserved
     nvme::FeatureRequest request;
     request.fid = nvme::FID_TIMESTAMP;
-    const auto set = drive.setFeature(request, false, Payload(bytes, sizeof bytes));
+    const auto set = drive.setFeature(request, false, copyOf(bytes, sizeof bytes));
     if (!set) return explained(set.error(), statuses::timestampNotSupported());
     RETURN_IF_FAILED(checkReported(drive, *milliseconds));
     return Status(0, 0, holdText(*nvme::findFeature(nvme::FID_TIMESTAMP), false));

@@ -13,6 +13,7 @@
 
 #include "features/ata/AtaResult.h"
 #include "features/ata/Commands.h"
+#include "features/errors/PayloadCopy.h"
 #include "features/transport/CommandLog.h"
 #include "features/transport/DriveLock.h"
 #include "features/transport/HostStatus.h"
@@ -290,7 +291,7 @@ Status LinuxAtaPath::submit(int node, const AtaCommand& command, const Payload& 
     if (!outcome) return withFilter(outcome.error(), command);
     if (command.readsData() && outcome->succeeded) {
         const uint32_t bytes = request.transferred();
-        result.inputPayload = bytes == command.dataLength ? data : Payload(data.getData(), bytes);
+        result.inputPayload = bytes == command.dataLength ? data : copyOf(data.getData(), bytes);
     }
     result.protocolResult = std::make_unique<AtaResult>(std::move(*outcome));
     return Status();

@@ -13,6 +13,7 @@
 #include <optional>
 #include <set>
 
+#include "features/errors/PayloadCopy.h"
 #include "features/nvme/Completion.h"
 #include "features/nvme/Identify.h"
 #include "features/nvme/IdentifyCns.h"
@@ -318,7 +319,7 @@ Status LinuxNvmePath::submit(int node, const std::string& nodePath, const NvmeCo
         result.protocolResult = std::make_unique<Completion>(static_cast<uint16_t>(outcome), kernelCommand.result);
         if (reads) {
             result.inputPayload =
-                hasBuffer || data.getSize() == command.dataLength ? data : Payload(data.getData(), command.dataLength);
+                hasBuffer || data.getSize() == command.dataLength ? data : copyOf(data.getData(), command.dataLength);
         }
         return Status();
     }

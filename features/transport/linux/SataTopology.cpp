@@ -4,6 +4,7 @@
 #include <cctype>
 #include <cstring>
 
+#include "features/errors/PayloadCopy.h"
 #include "features/transport/linux/Sysfs.h"
 
 namespace features::transport {
@@ -56,7 +57,7 @@ Payload readIdentify(const std::string& folder, LookErrors& errors) {
     if (!page || page->size() < PAGE_BYTES) return {};
     const auto* const bytes = reinterpret_cast<const uint8_t*>(page->data());
     if (bytes[PAGE_CODE_AT] != PAGE_CODE || bytes[COMMAND_AT] != IDENTIFY_DEVICE) return {};
-    return Payload(bytes + IDENTIFY_AT, IDENTIFY_BYTES);
+    return copyOf(bytes + IDENTIFY_AT, IDENTIFY_BYTES);
 }
 
 }  // namespace

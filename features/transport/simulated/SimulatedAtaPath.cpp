@@ -5,6 +5,7 @@
 #include <mutex>
 #include <optional>
 
+#include "features/errors/PayloadCopy.h"
 #include "features/simulator/store/DriveNodes.h"
 #include "features/transport/CommandLog.h"
 #include "features/transport/DriveLock.h"
@@ -145,7 +146,7 @@ Status SimulatedAtaPath::sendAta(const AtaCommand& command, const Payload& paylo
     result.protocolResult = std::make_unique<AtaResult>(resultOf(command, completion));
     if (reads(command)) {
         data.resize(command.dataLength);
-        result.inputPayload = Payload(data.data(), data.size());
+        result.inputPayload = copyOf(data.data(), data.size());
     }
     return Status();
 }

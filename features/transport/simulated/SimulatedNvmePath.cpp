@@ -5,6 +5,7 @@
 #include <mutex>
 #include <optional>
 
+#include "features/errors/PayloadCopy.h"
 #include "features/nvme/Completion.h"
 #include "features/simulator/controller/Controller.h"
 #include "features/transport/CommandLog.h"
@@ -47,7 +48,7 @@ SubmissionEntry toEntry(const NvmeCommand& command) {
 
 Payload paddedTo(std::vector<uint8_t>& data, uint32_t length) {
     data.resize(length);
-    return {data.data(), data.size()};
+    return copyOf(data.data(), data.size());
 }
 
 }  // namespace

@@ -1,5 +1,6 @@
 #include "features/jobs/health/scan/DriveHealthScan.h"
 
+#include "features/errors/PayloadCopy.h"
 #include "features/jobs/drive/CriticalWarnings.h"
 #include "features/jobs/drive/DeviceStatus.h"
 #include "features/jobs/drive/DriveFacts.h"
@@ -65,7 +66,7 @@ void NvmeScan::readSmart() {
     tree().add("Available Spare", nvme::withUnit(std::to_string(log.availableSpare), "%"));
     tree().add("Percentage Used", nvme::withUnit(std::to_string(log.percentageUsed), "%"));
     tree().add("Media and Data Integrity Errors", nvme::decimal128(log.mediaErrors));
-    evidence().smart = Payload(smart, sizeof log);
+    evidence().smart = copyOf(smart, sizeof log);
 }
 
 void NvmeScan::readIdentify() {
