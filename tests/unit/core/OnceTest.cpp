@@ -1,10 +1,10 @@
-#include "ostrel/core/Once.h"
-
 #include <gtest/gtest.h>
 
 #include <stdexcept>
 #include <thread>
 #include <vector>
+
+#include "ostrel/core/Once.h"
 
 using ostrel::core::Once;
 
