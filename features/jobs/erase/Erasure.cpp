@@ -1,5 +1,7 @@
 #include "features/jobs/erase/Erasure.h"
 
+#include <utility>
+
 #include "features/jobs/support/StatusDetails.h"
 #include "ostrel/core/AttributeVocabulary.h"
 
@@ -48,9 +50,9 @@ Result<std::string> Erasure::checked(const std::string& report) {
     return report;
 }
 
-Result<std::string> Erasure::end(const Result<std::string>& erased, const Report& report) {
+Result<std::string> Erasure::end(Result<std::string> erased, const Report& report) {
     if (!wasStarted_) return erased;
-    const Result<std::string> result = erased && !goesOn_ ? checked(*erased) : erased;
+    Result<std::string> result = erased && !goesOn_ ? checked(*erased) : std::move(erased);
     if (!goesOn_) {
         reported_ = report(method_);
         end_ = records_->now();

@@ -54,7 +54,7 @@ public:
 
     /// The end, with what the drive reports then, where the end was seen. Returns `erased`, or that the record could
     /// not be written or that the check failed, with the result in the words: the erase is done nonetheless.
-    Result<std::string> end(const Result<std::string>& erased, const Report& report);
+    Result<std::string> end(Result<std::string> erased, const Report& report);
 
 private:
     Result<std::string> checked(const std::string& report);

@@ -1,6 +1,7 @@
 #include "features/jobs/erase/FormatJob.h"
 
 #include <string>
+#include <utility>
 
 #include "features/errors/Result.h"
 #include "features/jobs/base/SetRequest.h"
@@ -65,8 +66,9 @@ Status FormatJob::checkRequest(const Arguments& arguments) {
 Status FormatJob::actOnDrive(nvme::Drive& drive, const Arguments&, DriveOutput& out) {
     SampledNvmeDrive sampled(drive);
     Erasure erasure(drive.device(), records_.get(), sampled, [&] { return describe(drive); });
-    const auto result = eraseNvme(drive, erasure);
-    TRY(const std::string report, erasure.end(result, [&](EraseMethod method) { return reported(drive, method); }));
+    auto result = eraseNvme(drive, erasure);
+    const auto reportOf = [&](EraseMethod method) { return reported(drive, method); };
+    TRY(const std::string report, erasure.end(std::move(result), reportOf));
     out.addStatus(title(), Status(0, 0, report));
     return Status();
 }
@@ -74,8 +76,9 @@ Status FormatJob::actOnDrive(nvme::Drive& drive, const Arguments&, DriveOutput& 
 Status FormatJob::actOnAtaDrive(ata::Drive& drive, const Arguments&, DriveOutput& out) {
     SampledAtaDrive sampled(drive);
     Erasure erasure(drive.device(), records_.get(), sampled, [&] { return describe(drive); });
-    const auto result = eraseAta(drive, erasure);
-    TRY(const std::string report, erasure.end(result, [&](EraseMethod method) { return reported(drive, method); }));
+    auto result = eraseAta(drive, erasure);
+    const auto reportOf = [&](EraseMethod method) { return reported(drive, method); };
+    TRY(const std::string report, erasure.end(std::move(result), reportOf));
     out.addStatus(title(), Status(0, 0, report));
     return Status();
 }
